@@ -1,0 +1,54 @@
+# Compiler settings and the one way in which a folder becomes a library or a test program.
+
+set(CMAKE_CXX_STANDARD 20)
+set(CMAKE_CXX_STANDARD_REQUIRED ON)
+set(CMAKE_CXX_EXTENSIONS OFF)
+set(CMAKE_POSITION_INDEPENDENT_CODE ON)
+set(CMAKE_RUNTIME_OUTPUT_DIRECTORY "${CMAKE_BINARY_DIR}/bin")
+set(CMAKE_ARCHIVE_OUTPUT_DIRECTORY "${CMAKE_BINARY_DIR}/lib")
+set(CMAKE_LIBRARY_OUTPUT_DIRECTORY "${CMAKE_BINARY_DIR}/lib")
+
+find_program(ORVIK_CCACHE ccache)
+if(ORVIK_CCACHE)
+  set(CMAKE_CXX_COMPILER_LAUNCHER "${ORVIK_CCACHE}")
+endif()
+
+add_compile_options(-Wall -Wextra -Wpedantic -Wshadow -Wnon-virtual-dtor)
+if(ORVIK_WERROR)
+  add_compile_options(-Werror)
+endif()
+if(ORVIK_SANITIZE)
+  add_compile_options(-fsanitize=${ORVIK_SANITIZE} -fno-sanitize-recover=all)
+  add_link_options(-fsanitize=${ORVIK_SANITIZE})
+endif()
+add_compile_definitions(_FILE_OFFSET_BITS=64)
+
+# orvik_library(NAME LINKS ...): every source of the current folder becomes the library
+# orvik_NAME (orvik::NAME). LINKS are the layers it may use (public); PRIVATE_LINKS stay inside.
+function(orvik_library name)
+  cmake_parse_arguments(arg "" "" "LINKS;PRIVATE_LINKS" ${ARGN})
+  file(GLOB_RECURSE sources CONFIGURE_DEPENDS *.cpp)
+  add_library(orvik_${name} STATIC ${sources})
+  add_library(orvik::${name} ALIAS orvik_${name})
+  set_target_properties(orvik_${name} PROPERTIES EXPORT_NAME ${name})
+  target_include_directories(orvik_${name} PUBLIC
+    $<BUILD_INTERFACE:${PROJECT_SOURCE_DIR}>
+    $<INSTALL_INTERFACE:include>
+    $<INSTALL_INTERFACE:include/orvik>)
+  target_link_libraries(orvik_${name} PUBLIC ${arg_LINKS} PRIVATE ${arg_PRIVATE_LINKS})
+endfunction()
+
+# orvik_test(NAME LINKS ...): every *_test.cpp of the current folder becomes one test program,
+# each of its cases a CTest test of its own.
+function(orvik_test name)
+  cmake_parse_arguments(arg "" "" "LINKS" ${ARGN})
+  file(GLOB_RECURSE sources CONFIGURE_DEPENDS *.cpp)
+  if(NOT sources)
+    return()
+  endif()
+  add_executable(orvik_${name}_tests ${sources})
+  target_link_libraries(orvik_${name}_tests PRIVATE ${arg_LINKS} orvik_test_support)
+  target_precompile_headers(orvik_${name}_tests PRIVATE <gtest/gtest.h> <string> <vector>)
+  gtest_discover_tests(orvik_${name}_tests DISCOVERY_MODE PRE_TEST
+    PROPERTIES TIMEOUT 300)
+endfunction()

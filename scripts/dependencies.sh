@@ -1,0 +1,26 @@
+# Sourced by the scripts beside it: installs what a fresh Debian 12 lacks.
+# install_dependencies KIND...: "build" for the programs, "test" for the tests as well.
+
+orvik_packages_build="g++ cmake ninja-build pkg-config zlib1g-dev libtinyxml-dev libboost-dev
+  libicu-dev libpugixml-dev libplist-dev libcli11-dev"
+orvik_packages_test="libgtest-dev libgmock-dev python3 libplist-utils libxml2-utils attr"
+
+install_dependencies() {
+  local wanted="" missing="" package
+  for kind in "$@"; do
+    local list="orvik_packages_$kind"
+    wanted="$wanted ${!list}"
+  done
+  for package in $wanted; do
+    if [ "$(dpkg-query -W -f='${db:Status-Status}' "$package" 2>/dev/null)" != installed ]; then
+      missing="$missing $package"
+    fi
+  done
+  [ -n "$missing" ] || return 0
+  echo "Installing:$missing"
+  local as_root=""
+  if [ "$(id -u)" -ne 0 ]; then as_root="sudo"; fi
+  $as_root apt-get update -qq
+  # shellcheck disable=SC2086
+  DEBIAN_FRONTEND=noninteractive $as_root apt-get install -y -qq --no-install-recommends $missing >/dev/null
+}

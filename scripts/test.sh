@@ -1,0 +1,9 @@
+#!/usr/bin/env bash
+# Installs what is missing, builds the test preset and runs every test.
+set -euo pipefail
+cd "$(dirname "$0")/.."
+. scripts/dependencies.sh
+install_dependencies build test
+cmake --preset dev
+cmake --build --preset dev
+ctest --preset dev --parallel "$(nproc)" "$@"
