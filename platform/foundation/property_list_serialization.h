@@ -1,0 +1,43 @@
+// Property lists from and to data objects, in a format of the caller's choice.
+//
+// Failures give null together with an error description (when one is asked for) that the caller
+// must release; on success the description is null. What the methods return is autoreleased.
+#pragma once
+
+#include "platform/core_foundation/property_list.h"
+#include "platform/foundation/object.h"
+
+namespace orvik {
+
+using NSPropertyListMutabilityOptions = unsigned long;
+inline constexpr NSPropertyListMutabilityOptions NSPropertyListImmutable = kCFPropertyListImmutable;
+inline constexpr NSPropertyListMutabilityOptions NSPropertyListMutableContainers =
+    kCFPropertyListMutableContainers;
+inline constexpr NSPropertyListMutabilityOptions NSPropertyListMutableContainersAndLeaves =
+    kCFPropertyListMutableContainersAndLeaves;
+
+using NSPropertyListFormat = unsigned long;
+inline constexpr NSPropertyListFormat NSPropertyListOpenStepFormat = kCFPropertyListOpenStepFormat;
+inline constexpr NSPropertyListFormat NSPropertyListXMLFormat_v1_0 = kCFPropertyListXMLFormat_v1_0;
+inline constexpr NSPropertyListFormat NSPropertyListBinaryFormat_v1_0 =
+    kCFPropertyListBinaryFormat_v1_0;
+
+class NSPropertyListSerialization {
+ public:
+  NSPropertyListSerialization() = delete;
+
+  // propertyListFromData:mutabilityOption:format:errorDescription:. Reads any form; format, unless
+  // null, receives the one that was found and stays as it is on failure.
+  static NSObject* propertyListFromData(const NSData* data,
+                                        NSPropertyListMutabilityOptions mutability_option,
+                                        NSPropertyListFormat* format,
+                                        const NSString** error_description);
+
+  // dataFromPropertyList:format:errorDescription:. Writes the XML and the binary form; the old text
+  // form can only be read, and no other format is known.
+  static const NSData* dataFromPropertyList(const NSObject* property_list,
+                                            NSPropertyListFormat format,
+                                            const NSString** error_description);
+};
+
+}  // namespace orvik
