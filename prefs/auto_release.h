@@ -1,0 +1,60 @@
+// The scoped holder of one platform object reference.
+#pragma once
+
+#include <type_traits>
+#include <utility>
+
+#include "platform/core_foundation/base.h"
+
+namespace orvik {
+
+// Owns one reference to a platform object (a number, string, data, URL, dictionary or any other
+// value) and releases it at the end of the scope. Moves; does not copy.
+template <class Ref>
+class CAutoCFRelease {
+ public:
+  CAutoCFRelease() = default;
+  // Takes over the caller's reference, as Create and Copy operations hand it out. Null is allowed.
+  explicit CAutoCFRelease(Ref owned) : ref_(owned) {}
+  CAutoCFRelease(CAutoCFRelease&& other) noexcept : ref_(std::exchange(other.ref_, nullptr)) {}
+  CAutoCFRelease& operator=(CAutoCFRelease&& other) noexcept {
+    if (this != &other) {
+      Attach(std::exchange(other.ref_, nullptr));
+    }
+    return *this;
+  }
+  ~CAutoCFRelease() { Free(); }
+
+  // A holder with a reference of its own to an object that somebody else owns.
+  static CAutoCFRelease Retaining(Ref ref) {
+    if (ref != nullptr) {
+      CFRetain(ref);
+    }
+    return CAutoCFRelease(ref);
+  }
+
+  // Releases the object, if there is one, and empties the holder.
+  void Free() {
+    if (Ref old = std::exchange(ref_, nullptr)) {
+      CFRelease(old);
+    }
+  }
+
+  // Frees the present object and takes over the caller's reference.
+  void Attach(Ref owned) {
+    Free();
+    ref_ = owned;
+  }
+
+  // Empties the holder; the caller owns the reference.
+  [[nodiscard]] Ref Detach() { return std::exchange(ref_, nullptr); }
+
+  Ref Get() const { return ref_; }
+  operator Ref() const { return ref_; }
+  explicit operator bool() const { return ref_ != nullptr; }
+
+ private:
+  Ref ref_ = nullptr;
+};
+
+}  // namespace orvik

@@ -1,0 +1,58 @@
+// Registry-style key paths: components separated by "/" or "\", counted from 1.
+//
+// Every operation normalises its own copy of the path first: "/" becomes "\", leading and trailing
+// separators go. Nothing else changes, so a doubled separator inside stands for an empty component.
+//
+//   path                                 components
+//   Software/ORVIK Technologies/         2: "Software", "ORVIK Technologies"
+//   \Software\ORVIK Technologies         2: the same
+//   Software//Glyphra                    3: "Software", "", "Glyphra"
+//   "", "/", "\\/"                       0
+#pragma once
+
+#include <string_view>
+#include <vector>
+
+#include "strings/atl_string.h"
+
+namespace orvik {
+
+// The number of components.
+int GetDirCountFromPath(CAtlString path);
+
+// Component `index`; empty when there is no such component.
+CAtlString GetPreferenceNameFromPath(CAtlString path, int index);
+
+// "ORVIK Technologies"
+CAtlString GetCompanyName();
+
+// The normalised path; when its first component is "SOFTWARE" (in capitals), without every
+// occurrence of "SOFTWARE\ORVIK Technologies\".
+//
+//   SOFTWARE/ORVIK Technologies/Pagewell Software/A    Pagewell Software\A
+//   Software/ORVIK Technologies/Pagewell Software      Software\ORVIK Technologies\Pagewell
+//   Software
+CAtlString ExtractMacPreferencePathFromFullPath(CAtlString path);
+
+// A normalised path, split once for a walk.
+class KeyPath {
+ public:
+  explicit KeyPath(const CAtlString& path);
+
+  int count() const { return static_cast<int>(names_.size()); }
+  bool empty() const { return names_.empty(); }
+  // Component 1 to count().
+  const CAtlString& name(int index) const { return names_[static_cast<std::size_t>(index - 1)]; }
+  // All components but the last; empty when there is at most one.
+  KeyPath Parent() const;
+  // The path with "\" between its components.
+  const CAtlString& text() const { return text_; }
+
+ private:
+  KeyPath() = default;
+
+  CAtlString text_;
+  std::vector<CAtlString> names_;
+};
+
+}  // namespace orvik

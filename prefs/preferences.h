@@ -1,0 +1,69 @@
+// The registry-like preference store: values addressed by scope, key path, value name and domain.
+//
+// Each key of a key path is a dictionary inside the one before it; the first is a top-level entry
+// of the domain. With an empty key path the value name is itself a top-level entry. Value names are
+// used as given; the empty name is valid. scope.h has the scopes, key_path.h the paths.
+//
+// Writers and deleters answer with one of the result codes below. They do not tell whether a store
+// could save: that is a success for them (transaction.h tells). Unknown scopes read and write
+// nothing. Strings are taken by value; nobody's strings change.
+#pragma once
+
+#include "platform/core_foundation/base.h"
+#include "prefs/scope.h"
+#include "strings/atl_array.h"
+#include "strings/atl_string.h"
+#include "strings/windows_types.h"
+
+namespace orvik {
+
+inline constexpr DWORD kPreferenceSuccess = 0;
+inline constexpr DWORD kPreferenceNotFound = 2;
+inline constexpr DWORD kPreferenceInvalidDomain = 123;     // IsUsableDomain; nothing was touched
+inline constexpr DWORD kPreferenceBadKey = 1010;           // a value stands on the key path
+inline constexpr DWORD kPreferenceLockNotObtained = 1460;  // shared scope; nothing was changed
+
+// Puts a value under a key path, making the keys that are missing and replacing a value of that
+// name of whatever type. Something on the key path that is no dictionary is not overwritten
+// (kPreferenceBadKey).
+DWORD WritePreferenceString(int scope, CAtlString key_path, CAtlString name, CAtlString value,
+                            CAtlString domain);
+DWORD WritePreferenceInt(int scope, CAtlString key_path, CAtlString name, int value,
+                         CAtlString domain);
+
+// The value, or the default when there is none that converts; *error (not null) becomes 0 or 2.
+//
+//   stored           as a string              as an int
+//   string           itself                   its leading integer, 0 without one
+//   integer number   its decimal digits       the number as 32 bits
+//   real number      with nine decimals       without its fraction
+//   anything else    not found                not found
+CAtlString GetPreferenceString(int scope, CAtlString key_path, CAtlString name,
+                               CAtlString default_value, unsigned long* error, CAtlString domain);
+int GetPreferenceInt(int scope, CAtlString key_path, CAtlString name, int default_value,
+                     unsigned long* error, CAtlString domain);
+
+// Removes a value (or key) of a key path. kPreferenceNotFound when there is no such key path;
+// success when only the name is missing. Keys that become empty stay.
+DWORD DeletePreference(int scope, CAtlString key_path, CAtlString name, CAtlString domain);
+
+// Removes the last key of the key path with everything below it; success also when it is not there.
+DWORD RecursivePreferenceDelete(int scope, CAtlString key_path, CAtlString domain);
+
+// Appends the names of all values and keys under a key path, in no promised order; nothing for an
+// empty key path or one that is not there.
+void ListPreferences(int scope, CAtlString key_path,
+                     CAtlArray<CAtlString, CElementTraits<CAtlString>>& names, CAtlString domain);
+
+// Whether a property-list value is a dictionary; false for null.
+bool IsADictionaryType(CFTypeRef value);
+
+// The folder of an application's data below the maker's folder in the user's Application Support
+// folder, ending in "/". It is not made. Names are compared without regard to case:
+//
+//   vistago                 .../ORVIK Technologies/Vistgo/
+//   ORVIK Pagewell          .../ORVIK Technologies/Pagewell Software/
+//   Shared, ORVIK Tavlo Software, ORVIK Conceptra, any other   .../ORVIK Technologies/<name>/
+CAtlString GetPreferenceApplicationPath(CAtlString application);
+
+}  // namespace orvik

@@ -1,0 +1,61 @@
+// The reading side of the preference store for callers that need reasons, and the files behind it.
+//
+// Everything works on the file behind a scope (0 to 5) and domain as it lies on disk at that
+// moment, in all scopes alike; changes go through transaction.h. Failures are in the status; a
+// result that is not ok() holds no value.
+#pragma once
+
+#include <string>
+
+#include "platform/core_foundation/array.h"
+#include "platform/core_foundation/dictionary.h"
+#include "prefs/auto_release.h"
+#include "prefs/pref_status.h"
+#include "strings/atl_array.h"
+#include "strings/atl_string.h"
+
+namespace orvik {
+
+template <class Ref>
+struct PrefResult {
+  PrefStatus status;
+  CAutoCFRelease<Ref> value;
+
+  bool ok() const { return status.ok(); }
+};
+
+// The path (UTF-8) of the file behind a scope and domain, whether or not it exists; "" when the
+// scope is unknown or the domain refused.
+std::string PreferenceFilePath(int scope, const CAtlString& domain);
+
+// All top-level entries. kNotFound without a file; kDamaged, kRootNotDictionary, kUnreadable,
+// kRefusedDomain, kUnknownScope.
+PrefResult<CFDictionaryRef> CopyDomain(int scope, const CAtlString& domain);
+
+// One value or key of any type. kNotFound when there is none; kNotAKey when a value stands on the
+// path. An empty key path looks among the top-level entries.
+PrefResult<CFTypeRef> CopyPreference(int scope, const CAtlString& key_path, const CAtlString& name,
+                                     const CAtlString& domain);
+
+// A key with everything below it; the whole domain for an empty key path.
+PrefResult<CFDictionaryRef> CopyPreferenceKey(int scope, const CAtlString& key_path,
+                                              const CAtlString& domain);
+
+// Appends the names below a key, or of the domain's top-level entries for an empty key path, in
+// the order of their UTF-16 units.
+PrefStatus ListPreferenceNames(int scope, const CAtlString& key_path, const CAtlString& domain,
+                               CAtlArray<CAtlString>& names);
+
+// What a repair did.
+struct PrefRepair {
+  PrefStatus status;       // ok() when the file now is a sound property list of entries
+  bool was_sound = false;  // nothing had to be done
+  std::string kept_copy;   // where the damaged file now lies beside the repaired one
+  int entries = 0;         // top-level entries that could be saved
+};
+
+// Saves what can be read of a damaged file (of XML that breaks off or goes wrong, everything that
+// is complete before that place) and keeps the damaged one beside it. kNotFound without a file.
+PrefRepair RepairDomain(int scope, const CAtlString& domain);
+
+}  // namespace orvik

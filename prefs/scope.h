@@ -1,0 +1,50 @@
+// The scopes of the preference store.
+//
+//   scope given   effective scope   effective domain
+//   0, 3          0 shared          the domain
+//   2             0 shared          "." followed by the domain
+//   1             1 user            the domain
+//   4             4 machine         the domain
+//   5             4 machine         "." followed by the domain
+//   any other     unchanged         the domain; nothing is read or written
+#pragma once
+
+#include "strings/atl_string.h"
+
+namespace orvik {
+
+inline constexpr int kSharedScope = 0;
+inline constexpr int kUserScope = 1;
+inline constexpr int kMachineScope = 4;
+
+// Turns the scope into its effective scope in place and gives the effective domain. The key path
+// plays no part.
+CAtlString
+HackToWorkAroundAnotherHackForAnnoyingTendencyOfOurSoftwareToWriteIntoGlobalWithoutPermission(
+    int& scope, const CAtlString& key_path, const CAtlString& domain);
+
+// Whether an effective scope has a store behind it.
+constexpr bool IsKnownScope(int effective_scope) {
+  return effective_scope == kSharedScope || effective_scope == kUserScope ||
+         effective_scope == kMachineScope;
+}
+
+// Whether the domain can name a file in a preferences folder: not empty, at most 1,023 bytes of
+// valid UTF-8, no NUL, no leading "/" and no component "..". Others are refused by every operation
+// before any file is touched.
+bool IsUsableDomain(const CAtlString& domain);
+
+// A scope and domain as the operations use them, remapped once.
+struct EffectiveDomain {
+  EffectiveDomain(int given_scope, const CAtlString& given_domain);
+
+  bool usable() const { return usable_; }
+
+  int scope;
+  CAtlString domain;
+
+ private:
+  bool usable_;
+};
+
+}  // namespace orvik

@@ -1,0 +1,32 @@
+// The store of the shared scope: one property-list file per domain in the preferences folder of the
+// machine's shared user folder, "/Users/Shared/Library/Preferences/<domain>.plist" on a standard
+// system.
+//
+// No lock is taken: the writers of preferences.h hold the one of shared_lock.h around a change. No
+// state is kept: every read parses the file, every change reads and rewrites it. What comes back
+// belongs to the caller.
+#pragma once
+
+#include "platform/core_foundation/property_list.h"
+#include "platform/core_foundation/string.h"
+
+namespace orvik {
+
+// The root of the domain's file, of whatever type; null without a file, with an unreadable one or
+// one that is no property list.
+CFPropertyListRef SharedPropertyList(CFStringRef domain);
+
+// Writes the whole file as XML, making its folder: 0, or a status of the platform (-4960 when the
+// folder cannot be made or the value is no property list). The file is flushed to disk.
+SInt32 SavePropertiesToSharedFile(CFPropertyListRef properties, CFStringRef domain);
+
+// One top-level entry, or null.
+CFPropertyListRef SharedPreferencesCopyValue(CFStringRef name, CFStringRef domain);
+
+// Sets one top-level entry, or removes it (null). Nothing is done where the root is no dictionary,
+// or where there is no root and the value is no dictionary. A file that is no property list is
+// replaced by one with this entry alone; the old one is kept beside it as "<file>.damaged", with a
+// number after it when that name is taken by another.
+void SharedPreferencesSetValue(CFStringRef name, CFPropertyListRef value, CFStringRef domain);
+
+}  // namespace orvik
