@@ -1,0 +1,43 @@
+// The trash of a volume, after the freedesktop.org Trash specification 1.0: a folder with "files",
+// which holds what was thrown away, and "info", which tells for each where it came from.
+//
+// The home trash ($XDG_DATA_HOME/Trash, else ~/.local/share/Trash) serves the volume of the home;
+// another volume has $top/.Trash/$uid when an administrator made $top/.Trash (a real folder with
+// the sticky bit), else $top/.Trash-$uid.
+//
+// Functions return a status: 0, or one of host/errno_status.h.
+#pragma once
+
+#include <string>
+#include <string_view>
+
+#include "platform/carbon/files.h"
+
+namespace orvik {
+
+// The "files" folder of the volume's trash. With `create` it is made when missing (mode 0700, with
+// its "info"); without, fnfErr when there is none. A trash folder that is a link, belongs to
+// someone else or cannot be written is passed over.
+OSErr FSFindTrashFolder(FSVolumeRefNum volume, Boolean create, FSRef* folder);
+
+// Writes the info file of something about to be moved to `target_path` (bytes): when the folder of
+// the target is the "files" folder of a trash, makes "info/<name>.trashinfo" with the original path
+// (percent-encoded, relative to the volume's top outside the home trash) and the local time.
+// dupFNErr when an info file of that name exists, because the name is then taken. The info file is
+// removed when the object is destroyed without Keep.
+class TrashInfo {
+ public:
+  TrashInfo() = default;
+  ~TrashInfo();
+  TrashInfo(const TrashInfo&) = delete;
+  TrashInfo& operator=(const TrashInfo&) = delete;
+
+  // 0 also when the target lies in no trash; then nothing is written.
+  OSErr Write(std::string_view source_path, std::string_view target_path);
+  void Keep();
+
+ private:
+  std::string info_path_;
+};
+
+}  // namespace orvik

@@ -1,0 +1,25 @@
+// Names of files: UTF-16 in the system, bytes on disk.
+//
+// A name on disk is UTF-8 as a rule, but may be any bytes. A byte that belongs to no well-formed
+// UTF-8 sequence becomes one unit of U+DC80..U+DCFF (0xDC00 + the byte) and such a unit, when no
+// high surrogate stands before it, becomes the byte again. So every name that was listed opens the
+// file it was listed for.
+//
+//   "caf\xC3\xA9"  <->  u"café"
+//   "caf\xE9"      <->  u"caf\xDCE9"
+#pragma once
+
+#include <optional>
+#include <string>
+#include <string_view>
+
+namespace orvik::host {
+
+// Never fails.
+std::u16string FileNameFromBytes(std::string_view bytes);
+
+// Works for whole paths too. Nothing when the text holds NUL or any other lone surrogate: no file
+// can have that name.
+std::optional<std::string> FileNameToBytes(std::u16string_view name);
+
+}  // namespace orvik::host
