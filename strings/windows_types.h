@@ -10,6 +10,10 @@ inline constexpr BOOL TRUE = 1;
 inline constexpr BOOL FALSE = 0;
 
 using DWORD = std::uint32_t;
+using HANDLE = void*;  // an open object; its maker says what it is and how it is closed
+inline const HANDLE INVALID_HANDLE_VALUE = reinterpret_cast<HANDLE>(~std::uintptr_t{0});
+inline constexpr int MAX_PATH = 260;  // units of a fixed path buffer, the terminator included
+
 using HRESULT = std::int32_t;  // negative is a failure
 
 inline constexpr HRESULT S_OK = 0;
