@@ -1,0 +1,145 @@
+#include "platform/core_foundation/property_list_encoding.h"
+
+#include <strings.h>
+#include <unicode/ucnv.h>
+#include <unicode/utf16.h>
+#include <unicode/utf8.h>
+
+#include <cstdint>
+#include <cstring>
+#include <memory>
+#include <vector>
+
+namespace orvik {
+namespace {
+
+using namespace std::string_view_literals;
+
+constexpr size_t kLongestDeclaration = 256;
+
+bool IsValidUtf8(std::string_view text) {
+  if (text.size() > INT32_MAX) return false;
+  const int32_t length = static_cast<int32_t>(text.size());
+  const auto* bytes = reinterpret_cast<const std::uint8_t*>(text.data());
+  int32_t i = 0;
+  while (i < length) {
+    i += static_cast<int32_t>(AsciiPrefixLength(text.substr(static_cast<size_t>(i))));
+    if (i == length) break;
+    UChar32 code_point;
+    U8_NEXT(bytes, i, length, code_point);
+    if (code_point < 0) return false;
+  }
+  return true;
+}
+
+std::optional<std::string> Convert(std::string_view bytes, const char* encoding) {
+  UErrorCode error = U_ZERO_ERROR;
+  std::unique_ptr<UConverter, decltype(&ucnv_close)> source(ucnv_open(encoding, &error),
+                                                            &ucnv_close);
+  std::unique_ptr<UConverter, decltype(&ucnv_close)> target(ucnv_open("UTF-8", &error),
+                                                            &ucnv_close);
+  if (U_FAILURE(error)) return std::nullopt;
+  ucnv_setToUCallBack(source.get(), UCNV_TO_U_CALLBACK_STOP, nullptr, nullptr, nullptr, &error);
+  ucnv_setFromUCallBack(target.get(), UCNV_FROM_U_CALLBACK_STOP, nullptr, nullptr, nullptr, &error);
+  std::string text;
+  std::vector<UChar> pivot(4096);
+  std::vector<char> chunk(16384);
+  UChar* pivot_source = pivot.data();
+  UChar* pivot_target = pivot.data();
+  const char* from = bytes.data();
+  bool first = true;
+  do {
+    error = U_ZERO_ERROR;
+    char* to = chunk.data();
+    ucnv_convertEx(target.get(), source.get(), &to, chunk.data() + chunk.size(), &from,
+                   bytes.data() + bytes.size(), pivot.data(), &pivot_source, &pivot_target,
+                   pivot.data() + pivot.size(), first, true, &error);
+    first = false;
+    text.append(chunk.data(), to);
+  } while (error == U_BUFFER_OVERFLOW_ERROR);
+  if (U_FAILURE(error)) return std::nullopt;
+  return text;
+}
+
+// The encoding that an XML declaration at the start of the bytes names.
+std::string DeclaredEncoding(std::string_view bytes) {
+  if (!bytes.starts_with("<?xml")) return {};
+  std::string_view declaration = bytes.substr(0, kLongestDeclaration);
+  declaration = declaration.substr(0, declaration.find("?>"));
+  const size_t name = declaration.find("encoding");
+  if (name == std::string_view::npos) return {};
+  const size_t open = declaration.find_first_of("\"'", name);
+  if (open == std::string_view::npos) return {};
+  const size_t close = declaration.find(declaration[open], open + 1);
+  if (close == std::string_view::npos) return {};
+  return std::string(declaration.substr(open + 1, close - open - 1));
+}
+
+struct Signature {
+  std::string_view bytes;
+  const char* encoding;
+  bool is_mark;
+};
+
+// UTF-32 first: its little-endian mark begins with the one of UTF-16.
+constexpr Signature kSignatures[] = {
+    {"\x00\x00\xFE\xFF"sv, "UTF-32BE", true}, {"\xFF\xFE\x00\x00"sv, "UTF-32LE", true},
+    {"\xFE\xFF"sv, "UTF-16BE", true},         {"\xFF\xFE"sv, "UTF-16LE", true},
+    {"\x00\x00\x00<"sv, "UTF-32BE", false},   {"<\x00\x00\x00"sv, "UTF-32LE", false},
+    {"\x00<"sv, "UTF-16BE", false},           {"<\x00"sv, "UTF-16LE", false},
+};
+
+bool NamesUnicode(const std::string& encoding) {
+  return encoding.size() >= 3 && strncasecmp(encoding.c_str(), "utf", 3) == 0;
+}
+
+std::optional<std::string> Decode(std::string_view bytes) {
+  if (bytes.starts_with("\xEF\xBB\xBF")) bytes.remove_prefix(3);
+  for (const Signature& signature : kSignatures) {
+    if (bytes.starts_with(signature.bytes)) {
+      return Convert(bytes.substr(signature.is_mark ? signature.bytes.size() : 0),
+                     signature.encoding);
+    }
+  }
+  // Bytes that could be read so far as to find a declaration are not in UTF-16, whatever it says.
+  const std::string encoding = DeclaredEncoding(bytes);
+  if (!encoding.empty() && !NamesUnicode(encoding)) return Convert(bytes, encoding.c_str());
+  if (!IsValidUtf8(bytes)) return std::nullopt;
+  return std::string(bytes);
+}
+
+}  // namespace
+
+std::optional<std::string> PropertyListTextAsUtf8(std::string_view bytes) {
+  std::optional<std::string> text = Decode(bytes);
+  if (text && memchr(text->data(), 0, text->size()) != nullptr) return std::nullopt;
+  return text;
+}
+
+size_t AsciiPrefixLength(std::string_view text) {
+  constexpr std::uint64_t kHighBits = 0x8080808080808080;
+  size_t i = 0;
+  for (std::uint64_t word; i + sizeof word <= text.size(); i += sizeof word) {
+    memcpy(&word, text.data() + i, sizeof word);
+    if ((word & kHighBits) != 0) break;
+  }
+  while (i < text.size() && static_cast<signed char>(text[i]) >= 0) ++i;
+  return i;
+}
+
+char32_t NextCodePoint(std::string_view text, size_t& position) {
+  UChar32 code_point;
+  U8_NEXT_UNSAFE(reinterpret_cast<const std::uint8_t*>(text.data()), position, code_point);
+  return static_cast<char32_t>(code_point);
+}
+
+void AppendCodePoint(std::u16string& text, char32_t code_point) {
+  if (U_IS_BMP(static_cast<UChar32>(code_point))) {
+    text += static_cast<char16_t>(code_point);
+  } else {
+    text += static_cast<char16_t>(U16_LEAD(code_point));
+    text += static_cast<char16_t>(U16_TRAIL(code_point));
+  }
+}
+
+}  // namespace orvik

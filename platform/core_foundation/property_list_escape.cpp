@@ -1,0 +1,143 @@
+#include "platform/core_foundation/property_list_escape.h"
+
+#include <unicode/utf16.h>
+#include <unicode/utf8.h>
+
+#include <array>
+#include <cstdint>
+
+namespace orvik {
+namespace {
+
+constexpr char16_t kEscape = 0xFDD0;
+constexpr size_t kDigits = 4;
+constexpr char kHexDigits[] = "0123456789ABCDEF";
+
+bool IsForbiddenControl(char16_t unit) {
+  return unit < 0x20 && unit != u'\t' && unit != u'\n' && unit != u'\r';
+}
+
+// Whether XML cannot carry the unit; surrogates are meant as lone ones.
+bool IsForbidden(char16_t unit) {
+  return IsForbiddenControl(unit) || U16_IS_SURROGATE(unit) || unit >= 0xFFFE;
+}
+
+// The unit that four upper-case digits at the position name, or -1.
+int UnitOfDigits(std::u16string_view text, size_t position) {
+  if (text.size() < kDigits || position > text.size() - kDigits) return -1;
+  int unit = 0;
+  for (size_t i = position; i < position + kDigits; ++i) {
+    const char16_t c = text[i];
+    if (c >= u'0' && c <= u'9') {
+      unit = unit * 16 + (c - u'0');
+    } else if (c >= u'A' && c <= u'F') {
+      unit = unit * 16 + (c - u'A' + 10);
+    } else {
+      return -1;
+    }
+  }
+  return unit;
+}
+
+bool IsEscapable(int unit) {
+  return unit >= 0 && (unit == kEscape || IsForbidden(static_cast<char16_t>(unit)));
+}
+
+// The unit that an escape with its digits at the position stands for, or -1 where there is none.
+int EscapedUnit(std::u16string_view text, size_t position) {
+  const int unit = UnitOfDigits(text, position);
+  if (!IsEscapable(unit)) return -1;
+  // U+FDD0 is escaped only where it would read as an escape itself.
+  if (unit == kEscape && !IsEscapable(UnitOfDigits(text, position + kDigits))) return -1;
+  return unit;
+}
+
+void AppendUtf8(std::string& xml, UChar32 code_point) {
+  std::uint8_t bytes[U8_MAX_LENGTH];
+  int32_t length = 0;
+  U8_APPEND_UNSAFE(bytes, length, code_point);
+  xml.append(reinterpret_cast<const char*>(bytes), static_cast<size_t>(length));
+}
+
+void AppendEscape(std::string& xml, char16_t unit) {
+  AppendUtf8(xml, kEscape);
+  for (int shift = 12; shift >= 0; shift -= 4) xml += kHexDigits[unit >> shift & 0xF];
+}
+
+// The ASCII characters that do not stand for themselves.
+constexpr std::array<bool, 128> kSpecial = [] {
+  std::array<bool, 128> special = {};
+  for (size_t c = 0; c < 0x20; ++c) special[c] = c != '\t' && c != '\n';
+  special['&'] = special['<'] = special['>'] = true;
+  return special;
+}();
+
+void AppendSpecial(std::string& xml, char c) {
+  switch (c) {
+    case '&':
+      xml += "&amp;";
+      break;
+    case '<':
+      xml += "&lt;";
+      break;
+    case '>':
+      xml += "&gt;";
+      break;
+    case '\r':
+      xml += "&#13;";
+      break;
+    default:
+      AppendEscape(xml, static_cast<char16_t>(c));
+  }
+}
+
+}  // namespace
+
+void AppendPropertyListAscii(std::string& xml, std::string_view text) {
+  size_t start = 0;
+  for (size_t i = 0; i < text.size(); ++i) {
+    if (!kSpecial[static_cast<unsigned char>(text[i])]) continue;
+    xml.append(text, start, i - start);
+    AppendSpecial(xml, text[i]);
+    start = i + 1;
+  }
+  xml.append(text, start);
+}
+
+void AppendPropertyListText(std::string& xml, std::u16string_view text) {
+  for (size_t i = 0; i < text.size(); ++i) {
+    const char16_t unit = text[i];
+    if (unit < 0x80) {
+      if (kSpecial[unit]) {
+        AppendSpecial(xml, static_cast<char>(unit));
+      } else {
+        xml += static_cast<char>(unit);
+      }
+    } else if (U16_IS_LEAD(unit) && i + 1 < text.size() && U16_IS_TRAIL(text[i + 1])) {
+      AppendUtf8(xml, U16_GET_SUPPLEMENTARY(unit, text[i + 1]));
+      ++i;
+    } else if (IsForbidden(unit) || (unit == kEscape && EscapedUnit(text, i + 1) >= 0)) {
+      AppendEscape(xml, unit);
+    } else {
+      AppendUtf8(xml, unit);
+    }
+  }
+}
+
+void UnescapePropertyListText(std::u16string& text) {
+  size_t out = text.find(kEscape);
+  if (out == std::u16string::npos) return;
+  for (size_t i = out; i < text.size(); ++out) {
+    char16_t unit = text[i++];
+    if (unit == kEscape) {
+      if (const int escaped = EscapedUnit(text, i); escaped >= 0) {
+        unit = static_cast<char16_t>(escaped);
+        i += kDigits;
+      }
+    }
+    text[out] = unit;
+  }
+  text.resize(out);
+}
+
+}  // namespace orvik

@@ -1,0 +1,20 @@
+// Units that XML cannot carry, written as U+FDD0 and four hexadecimal digits: the rule that
+// property_list.h states.
+#pragma once
+
+#include <string>
+#include <string_view>
+
+namespace orvik {
+
+// Appends the text as UTF-8 character data of XML: every unit that XML cannot carry escaped, markup
+// characters as entities, a carriage return as "&#13;".
+void AppendPropertyListText(std::string& xml, std::u16string_view text);
+
+// The same for text without units above 0x7F.
+void AppendPropertyListAscii(std::string& xml, std::string_view text);
+
+// Undoes the escapes in place.
+void UnescapePropertyListText(std::u16string& text);
+
+}  // namespace orvik
