@@ -1,0 +1,24 @@
+// The 32-bit cyclic redundancy check over the generator polynomial of IEEE 802.3 (0x04C11DB7),
+// most significant bit first, initial value 0, no reflection and no final inversion.
+//
+//   "123456789" -> 0x89A1897F      "a" -> 0xA864DB20      nothing -> 0
+//
+// Thread-safe. A length (in bytes) of 0 or less, or a null pointer, gives 0.
+#pragma once
+
+#include <cstdint>
+
+namespace orvik {
+
+std::uint32_t CalculateCRC32(const unsigned char* bytes, long length);
+
+// The same over characters.
+std::uint32_t _CalculateCRC32(const char* text, long length);
+
+// Builds the table that the first checksum would build.
+void gen_crc_table();
+
+// Goes on with a checksum: the result for A followed by B is ContinueCRC32(CalculateCRC32(A), B).
+std::uint32_t ContinueCRC32(std::uint32_t checksum, const unsigned char* bytes, long length);
+
+}  // namespace orvik

@@ -1,0 +1,101 @@
+// The path of a folder as a value, and the listing of folders.
+//
+// The text has the form of a file's path (file_path.h): full POSIX, no trailing "/". The root is
+// the empty path with a name added: AddDirectoryToPath of "tmp" on the empty path gives "/tmp".
+//
+// The Create... functions give names and create nothing, so two callers may be given the same name.
+// Who makes the file must ask for it to be new (open with O_EXCL, fopen with "x", CreateFile with
+// CREATE_NEW; mkdir for a folder) and ask for the next name when it was there already; then no two
+// processes end with the same file.
+#pragma once
+
+#include "files/file_path.h"
+#include "platform/core_foundation/base.h"
+#include "strings/atl_array.h"
+#include "strings/atl_string.h"
+#include "strings/atl_string_a.h"
+#include "strings/windows_types.h"
+
+namespace orvik {
+
+class COrvikDirectoryPath {
+ public:
+  COrvikDirectoryPath() = default;
+  // NOLINTNEXTLINE(google-explicit-constructor): texts are handed over as paths everywhere.
+  COrvikDirectoryPath(const CAtlString& path);
+  static COrvikDirectoryPath CreateDirectoryPath(const CAtlString& path);
+
+  CAtlString GetDirectoryPathString() const;
+  // The path in ISO 8859-1; other characters become "?".
+  CAtlStringA GetDirectoryPathStringA() const;
+  BOOL IsEmptyPath() const;
+  void Empty();
+
+  // TRUE when anything stands at the path, a file as well.
+  BOOL DirectoryExists() const;
+
+  // Appends "/" and `name`, which may hold several components; an empty name changes nothing.
+  void AddDirectoryToPath(const CAtlString& name);
+  // Cuts the path at its last "/"; FALSE when there is none.
+  BOOL RemoveLastSubdirectoryFromPath();
+  CAtlString GetLastDirectoryName() const;
+  // The path of a file in this folder.
+  COrvikFilePath CreateFilePath(const CAtlString& name) const;
+
+  // Compares the texts ignoring case.
+  BOOL IsEqualPath(const COrvikDirectoryPath& other) const;
+  // TRUE when this path begins with `other` ignoring case. A path is inside itself, and /a/bc
+  // counts as inside /a/b.
+  BOOL IsSubdirectoryOf(const COrvikDirectoryPath& other) const;
+
+  BOOL IsValidForCrossPlatform() const;
+  void MakeValidForCrossPlatform();
+  // Always TRUE; nothing is tested.
+  BOOL CanDirectoryBeWrittenTo() const;
+
+  // Sorts ascending by GetLastDirectoryName, by code unit. Equal names keep their order.
+  static void SortPaths(CAtlArray<COrvikDirectoryPath>& paths);
+
+  // Whole days since the last modification; 0 when the folder cannot be looked at.
+  int GetNumberOfDaysOld() const;
+
+  // The first free one of name, name1, name2, ... in `parent`.
+  static COrvikDirectoryPath CreateUniqueSubDirectoryPath(const COrvikDirectoryPath& parent,
+                                                          const CAtlString& name);
+  // The first free one of "name.ext", "name 2.ext", "name 3.ext", ... in `folder`; the extension
+  // may come without its dot. The name alone when the folder does not exist.
+  static COrvikFilePath CreateUniqueFilePath(const COrvikDirectoryPath& folder,
+                                             const CAtlString& name, const CAtlString& extension);
+  // "name.ext" in this folder when it is free, else "name(N).ext" with N from rand; the extension
+  // carries its own dot.
+  COrvikFilePath CreateTempFileNameInDirectory(const CAtlString& name,
+                                               const CAtlString& extension) const;
+
+  // Standard folders. None of these creates anything.
+  static COrvikDirectoryPath GetTempDirectoryPath();
+  static COrvikDirectoryPath GetORVIKDirectoryPath();
+  static COrvikDirectoryPath GetApplicationTempFileDirectoryPath(const CAtlString& app_name);
+  static COrvikDirectoryPath GetPagewellTempDirectoryPath();
+  // The folder for temporary files: the one that was set, else GetTempDirectoryPath. Set it before
+  // other threads ask for temporary names.
+  static void SetTempFileDirectoryPath(const COrvikDirectoryPath& folder);
+  static COrvikDirectoryPath GetTempFileDirectoryPath();
+
+  // Append the entries whose names match the pattern (wildcard.h). Names are matched and given in
+  // Unicode's composed form; where a second entry has that very name on disk, the name is given as
+  // it is spelled on disk. A link is not a folder, whatever it points to, and is never followed.
+  //
+  // Subfolders, with `recursive` at every depth; afterwards the whole array is in SortPaths order.
+  void ListSubDirectories(const CAtlString& pattern, CAtlArray<COrvikDirectoryPath>& folders,
+                          BOOL recursive) const;
+  // Everything else in this folder, in the file system's order. 0 when the folder does not exist,
+  // else the platform's status of opening or closing the walk.
+  OSErr FindFilesInDirectory(const CAtlString& pattern, CAtlArray<COrvikFilePath>& files) const;
+
+ private:
+  static CAtlString my_GlobalTempFilePath;
+
+  CAtlString path_;
+};
+
+}  // namespace orvik

@@ -1,0 +1,106 @@
+// Operations on files.
+//
+// BOOL operations give TRUE for success; the others 0 (S_OK), E_INVALIDARG, E_UNEXPECTED. Links,
+// overwriting and deleting follow windows_files.h unless stated. Functions that read or measure a
+// file open regular files only: never a pipe, a socket or a block device.
+//
+// Alerts block the calling thread. One that cannot be shown refuses the operation.
+#pragma once
+
+#include <sys/stat.h>
+
+#include <cstdio>
+
+#include "files/directory_path.h"
+#include "files/file_path.h"
+#include "strings/atl_string.h"
+#include "strings/atl_string_a.h"
+#include "strings/windows_types.h"
+
+namespace orvik {
+
+class CFileManipulator {
+ public:
+  CFileManipulator() = delete;
+
+  // Replaces the texts of the alerts; to be called before other threads may show one. The two
+  // formats hold one %s for the path.
+  static void InitializeLocalizedStrings(const CAtlString& delete_confirm_format,
+                                         const CAtlString& overwrite_confirm_format,
+                                         const CAtlString& delete_text,
+                                         const CAtlString& cancel_text, const CAtlString& copy_text,
+                                         const CAtlString& overwrite_text);
+
+  // fopen with a C mode string; null on failure (errno tells why) and for anything but a regular
+  // file or a character device. Links are followed. The caller closes the file.
+  static std::FILE* OpenFile(const COrvikFilePath& file, const char* mode);
+
+  // lstat; -1 on failure.
+  static int StatFile(const COrvikFilePath& file, struct stat* record);
+
+  // Reads the whole file into a new array, which the caller releases with delete[], and returns the
+  // bytes read. 0 and a null buffer for an empty file, on failure, and for 4 GiB or more.
+  static unsigned long ReadFileIntoBuffer(const COrvikFilePath& file, unsigned char*& buffer);
+
+  // Puts the file's bytes behind `prefix` (may be null) into `text`; the old content is replaced.
+  // The text ends at the first NUL. E_INVALIDARG when the file cannot be opened, E_UNEXPECTED when
+  // not all of it could be read (2 GiB is the limit).
+  static HRESULT ReadAsciiFileIntoAsciiString(const COrvikFilePath& file, CAtlStringA& text,
+                                              const char* prefix);
+
+  // Creates or truncates the file and writes the bytes. E_INVALIDARG when there is nothing to
+  // write (the file is not touched then), it cannot be opened, or not all was written.
+  static HRESULT WriteAsciiStringToFile(const COrvikFilePath& file, const char* bytes,
+                                        unsigned long count);
+
+  // CopyFile of windows_files.h, to a file or under the same name into a folder.
+  static BOOL CopyFileTo(const COrvikFilePath& source, const COrvikFilePath& target,
+                         BOOL fail_if_exists);
+  static BOOL CopyFileTo(const COrvikFilePath& source, const COrvikDirectoryPath& target_folder,
+                         BOOL fail_if_exists);
+  // Replaces an existing target; with `ask`, only after the user said so.
+  static BOOL CopyFile(const COrvikFilePath& source, const COrvikFilePath& target, BOOL ask);
+
+  // Makes missing folders of the target; an existing target is not replaced.
+  static BOOL MoveFileTo(const COrvikFilePath& source, const COrvikFilePath& target);
+
+  // Deletes what stands at the path, a folder with all it holds, a link as a link; read-only files
+  // too. TRUE when nothing is there.
+  static BOOL DeleteFile(const COrvikFilePath& file);
+  // With `ask` only after the user said so. With `to_trash` the file goes to the trash of its
+  // volume, which is made when there is none, under a name that is free there ("notes
+  // 14-05-09.txt", then "notes 14-05-09-1.txt", ...); a volume that can have no trash deletes.
+  static BOOL DeleteFile(const COrvikFilePath& file, BOOL ask, BOOL to_trash);
+
+  // The trash folder of the volume an existing file lies on; FALSE when there is none.
+  static BOOL GetTrashPathForFile(const COrvikFilePath& file, COrvikDirectoryPath& folder);
+
+  // A standard folder by its number in the Windows shell (5, 10, 12, 16, 25, 26, 28, 35, 38) with
+  // `sub_name` added, created when missing. Any other number, and a folder that the platform does
+  // not know, gives GetApplicationTempFileDirectoryPath(sub_name), which is not created.
+  static COrvikDirectoryPath GetSpecialDirectory(int folder, const CAtlString& sub_name);
+
+  // An Internet shortcut (.url): "[InternetShortcut]\nURL=...\n" in ISO 8859-1. An existing file is
+  // left as it is (S_OK). E_INVALIDARG for an empty path or URL, for a folder, and when the file
+  // cannot be written; no file is left behind then.
+  static HRESULT CreateURLShortcut(const CAtlString& url, const COrvikFilePath& shortcut);
+
+  // The URL of such a file or of a property-list text with the key URL; empty when there is none.
+  static CAtlString ResolveURLShortcut(const COrvikFilePath& shortcut);
+
+  // A shortcut to a file (.lnk): the target's path in UTF-8. Replaces what the file held.
+  static HRESULT CreateShortcut(const COrvikFilePath& shortcut, const COrvikFilePath& target);
+
+  // The target; the empty path when the shortcut cannot be read.
+  static COrvikFilePath ResolveShortcut(const COrvikFilePath& shortcut);
+
+ private:
+  static CAtlString m_csDeleteConfirmFormat;
+  static CAtlString m_csOverwriteConfirmFormat;
+  static CAtlString m_csDeleteString;
+  static CAtlString m_csCancelString;
+  static CAtlString m_csCopyString;
+  static CAtlString m_csOverwriteString;
+};
+
+}  // namespace orvik

@@ -1,0 +1,95 @@
+// The path of a file as a value.
+//
+// A path is one text: full POSIX form, every "\" turned into "/" and one trailing "/" removed, not
+// changed otherwise (relative paths, "//", "." and ".." stay). Nothing is cut: a path may be longer
+// than 260 units. The empty path is a valid value. Answers about the disk are FALSE, 0 or
+// 0xFFFFFFFF when the file cannot be looked at.
+//
+//   path             GetFileName  GetBaseFileName  GetFileExtension  GetDirectoryPath
+//   /a/c.tar.gz      c.tar.gz     c.tar            .gz               /a
+//   /a.b/c           c            c                (empty)           /a.b
+//   /a/.profile      .profile     (empty)          .profile          /a
+//   name             name         name             (empty)           (empty)
+#pragma once
+
+#include "strings/atl_string.h"
+#include "strings/atl_string_a.h"
+#include "strings/windows_types.h"
+
+namespace orvik {
+
+class COrvikDirectoryPath;
+
+class COrvikFilePath {
+ public:
+  COrvikFilePath() = default;
+  // NOLINTNEXTLINE(google-explicit-constructor): texts are handed over as paths everywhere.
+  COrvikFilePath(const CAtlString& path);
+
+  // Takes the path out of a "file:" URL: what follows 7 units after the first "file:". Percent
+  // signs are not decoded. FALSE, and the path unchanged, when there is no "file:".
+  BOOL createFromFileURL(const CAtlString& url);
+
+  CAtlString GetFilePathString() const;
+  // The path in ISO 8859-1; other characters become "?".
+  CAtlStringA GetFilePathStringA() const;
+  BOOL IsEmptyPath() const;
+  void Empty();
+
+  CAtlString GetFileName() const;
+  CAtlStringA GetFileNameA() const;
+  CAtlString GetBaseFileName() const;
+  CAtlString GetFileExtension() const;
+  // `extension` carries its own dot; it is appended when the path has none.
+  void RenameFileExtension(const CAtlString& extension);
+  COrvikDirectoryPath GetDirectoryPath() const;
+
+  // TRUE also for a folder, and for a link whatever it points to.
+  BOOL FileExists() const;
+  BOOL IsDirectory() const;
+  BOOL IsExecutable() const;
+
+  // Compares the texts ignoring case.
+  BOOL IsEqualPath(const COrvikFilePath& other) const;
+
+  BOOL IsValidForCrossPlatform() const;
+  // FALSE also for names that begin with "." and for device names (con.txt, LPT3).
+  BOOL IsValidWindowsFileName() const;
+  // Removes from the name what other platforms refuse. A name that is empty then becomes
+  // `replacement`; one that begins with "." gets `replacement` put in front.
+  void MakeValidForCrossPlatform(const CAtlString& replacement);
+  // `name` without any of <>:"/\|?*
+  static CAtlString MakeNameLegal(const CAtlString& name);
+
+  BOOL IsURLShortCut() const;  // .url in any case
+  BOOL IsShortCut() const;     // .lnk in any case
+
+  // A free name in the folder for temporary files; `extension` carries its own dot. An empty `name`
+  // is made from the process and the time. Nothing is created: see directory_path.h for how to
+  // create what was asked for.
+  static COrvikFilePath CreateTempFileName(const CAtlString& extension, const CAtlString& name);
+
+  // Whole days since the last modification; 0 when the file cannot be looked at.
+  int GetNumberOfDaysOld() const;
+
+  // TRUE without doing anything when the file does not exist. The first takes write permission from
+  // everybody; the second gives it back to the owner when nobody has it. A link is not followed.
+  BOOL SetFileReadOnly() const;
+  BOOL ClearFileReadOnly() const;
+  // Whether anybody has write permission; TRUE when the file does not exist.
+  BOOL CanFileBeWrittenTo() const;
+
+  // Bytes. 0xFFFFFFFF when the path is no regular file, cannot be opened for reading, or the file
+  // has 0xFFFFFFFF bytes or more: a size that does not fit is never given cut.
+  DWORD GetFileSize() const;
+
+  // CalculateCRC32 (checksum.h) of the content; 0 when the path is no regular file, cannot be read,
+  // or is cut short meanwhile, and for an empty file. The content is read in pieces instead of
+  // being mapped, because touching a mapping of a file that shrinks would end the process.
+  std::uint32_t GetFileChecksum() const;
+
+ private:
+  CAtlString path_;
+};
+
+}  // namespace orvik

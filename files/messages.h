@@ -1,0 +1,51 @@
+// Message boxes and error texts.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+
+#include "strings/windows_types.h"
+
+namespace orvik {
+
+// Fields of the type of a message box.
+inline constexpr unsigned MB_OK = 0x0;
+inline constexpr unsigned MB_OKCANCEL = 0x1;
+inline constexpr unsigned MB_ABORTRETRYIGNORE = 0x2;
+inline constexpr unsigned MB_YESNOCANCEL = 0x3;
+inline constexpr unsigned MB_YESNO = 0x4;
+inline constexpr unsigned MB_RETRYCANCEL = 0x5;
+inline constexpr unsigned MB_ICONSTOP = 0x10;
+inline constexpr unsigned MB_ICONQUESTION = 0x20;
+inline constexpr unsigned MB_ICONEXCLAMATION = 0x30;
+inline constexpr unsigned MB_ICONINFORMATION = 0x40;
+inline constexpr unsigned MB_DEFBUTTON2 = 0x100;
+inline constexpr unsigned MB_DEFBUTTON3 = 0x200;
+
+// Answers of a message box.
+inline constexpr int IDOK = 1;
+inline constexpr int IDCANCEL = 2;
+inline constexpr int IDABORT = 3;
+inline constexpr int IDRETRY = 4;
+inline constexpr int IDIGNORE = 5;
+inline constexpr int IDYES = 6;
+inline constexpr int IDNO = 7;
+
+// Copies the text of an error number (0xF021..0xF025; "Unknown error" for any other) into a buffer
+// of `buffer_length` units, cut to fit and terminated, and returns the units copied. Nothing is
+// written when the length is below 1 or the buffer null.
+int AfxLoadString(unsigned number, char16_t* buffer, int buffer_length);
+
+// Shows a message and waits for the answer: one of the ID values; 0 when no alert can be shown. The
+// message keeps the low byte of each unit and at most 255 of them; null shows "None". A button set
+// that is not known above shows "OK" and gives 0: the question was not asked.
+int AfxMessageBox(const char16_t* message, unsigned type = MB_OK, unsigned help_id = 0);
+
+// The same with the text of an error number.
+int AfxMessageBox(unsigned number, unsigned type = MB_OK, unsigned help_id = 0);
+
+// Whether the pointer is not null; the other arguments are not looked at.
+BOOL AfxIsValidAddress(const void* pointer, std::size_t size, BOOL writable = TRUE);
+BOOL AtlIsValidAddress(const void* pointer, std::size_t size, BOOL writable = TRUE);
+
+}  // namespace orvik

@@ -1,0 +1,47 @@
+// The schemes of link texts.
+//
+// Only the beginning of a text is looked at; nothing else of it is checked. No function fails.
+//
+//   text               GetUrlProtocol  MakeValidHyperlink          IsValidURL
+//   HTTPS://h/         10              unchanged, TRUE             TRUE
+//   " www.h\i.html "   9               http://www.h/i.html, TRUE   FALSE
+//   ftp://             3               FALSE                       FALSE
+//   svn://h/x          9               FALSE                       FALSE
+//   abc.def            9               FALSE                       FALSE
+#pragma once
+
+#include "strings/atl_string.h"
+#include "strings/windows_types.h"
+
+namespace orvik {
+
+enum tagURLPROTOCOLS : int {
+  URL_HTTP = 0,
+  URL_FILE = 1,
+  URL_MAILTO = 2,
+  URL_FTP = 3,
+  URL_GOPHER = 4,
+  URL_NNTP = 5,
+  URL_TELNET = 6,
+  URL_NEWS = 7,
+  URL_WAIS = 8,
+  URL_UNKNOWN = 9,
+  URL_HTTPS = 10,
+  URL_PROSPERO = 11,
+};
+
+// The scheme the text begins with, in any case.
+tagURLPROTOCOLS GetUrlProtocol(const CAtlString& url);
+
+// What a link of that scheme is written with; "http://" for an unknown one. Mail links are written
+// with "mailto://".
+CAtlString GetAppropriateProtocol(int protocol);
+
+// Trims white space, turns "\" into "/" and puts "http://" in front of a host name or path without
+// a scheme. TRUE when the result is a usable link.
+BOOL MakeValidHyperlink(CAtlString& url);
+
+// TRUE when the text begins with a known scheme and has more than it. Nothing is repaired.
+BOOL IsValidURL(const CAtlString& url);
+
+}  // namespace orvik

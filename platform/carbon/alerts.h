@@ -1,0 +1,46 @@
+// The standard alert.
+//
+// Functions return a status: 0, or one of host/errno_status.h.
+#pragma once
+
+#include "platform/core_foundation/base.h"
+
+namespace orvik {
+
+using AlertType = SInt16;
+inline constexpr AlertType kAlertStopAlert = 0;
+inline constexpr AlertType kAlertNoteAlert = 1;
+inline constexpr AlertType kAlertCautionAlert = 2;
+inline constexpr AlertType kAlertPlainAlert = 3;
+
+using DialogItemIndex = SInt16;
+inline constexpr SInt16 kAlertStdAlertOKButton = 1;      // the first button
+inline constexpr SInt16 kAlertStdAlertCancelButton = 2;  // the second
+inline constexpr SInt16 kAlertStdAlertOtherButton = 3;   // the third
+
+inline constexpr UInt16 kWindowDefaultPosition = 0;
+
+// A length byte and that many bytes of ISO 8859-1.
+using ConstStr255Param = const unsigned char*;
+
+struct AlertStdAlertParamRec {
+  Boolean movable = 0;
+  Boolean helpButton = 0;
+  void* filterProc = nullptr;
+  ConstStr255Param defaultText = nullptr;  // first button; null is "OK"
+  ConstStr255Param cancelText = nullptr;   // null: there is no second button
+  ConstStr255Param otherText = nullptr;    // null: there is no third button
+  SInt16 defaultButton = kAlertStdAlertOKButton;
+  SInt16 cancelButton = 0;
+  UInt16 position = kWindowDefaultPosition;
+};
+
+// Shows the alert and waits; `item_hit` is set to the button that was pressed. A window that is
+// closed presses the cancel button, or the first one when there is no such button. Where the alert
+// is shown: host/alert_host.h; -128 (userCanceledErr) when it cannot be shown. `error` is the
+// headline, `explanation` the text under it; both may be null. `param` null shows one button "OK".
+// Help button, filter and position are not used.
+OSErr StandardAlert(AlertType type, ConstStr255Param error, ConstStr255Param explanation,
+                    const AlertStdAlertParamRec* param, DialogItemIndex* item_hit);
+
+}  // namespace orvik

@@ -1,0 +1,35 @@
+// Notifications that ask the user.
+#pragma once
+
+#include "platform/core_foundation/base.h"
+#include "platform/core_foundation/string.h"
+#include "platform/core_foundation/url.h"
+
+namespace orvik {
+
+using CFTimeInterval = double;
+
+// Levels, in the flags of an alert.
+inline constexpr CFOptionFlags kCFUserNotificationStopAlertLevel = 0;
+inline constexpr CFOptionFlags kCFUserNotificationNoteAlertLevel = 1;
+inline constexpr CFOptionFlags kCFUserNotificationCautionAlertLevel = 2;
+inline constexpr CFOptionFlags kCFUserNotificationPlainAlertLevel = 3;
+
+// Answers, in the low two bits of the response.
+inline constexpr CFOptionFlags kCFUserNotificationDefaultResponse = 0;
+inline constexpr CFOptionFlags kCFUserNotificationAlternateResponse = 1;
+inline constexpr CFOptionFlags kCFUserNotificationOtherResponse = 2;
+inline constexpr CFOptionFlags kCFUserNotificationCancelResponse = 3;
+
+// Shows an alert, waits, and stores the answer. A window that was closed or timed out (`timeout`
+// seconds; 0 waits for ever) gives the cancel response. Without a default title the default button
+// says "OK"; without an alternate or other title there is no such button. Icon, sound and
+// localization are not used. Non-zero, and the response untouched, when the alert cannot be shown
+// (host/alert_host.h tells where it is shown).
+SInt32 CFUserNotificationDisplayAlert(CFTimeInterval timeout, CFOptionFlags flags, CFURLRef icon,
+                                      CFURLRef sound, CFURLRef localization, CFStringRef header,
+                                      CFStringRef message, CFStringRef default_title,
+                                      CFStringRef alternate_title, CFStringRef other_title,
+                                      CFOptionFlags* response);
+
+}  // namespace orvik
