@@ -1,0 +1,86 @@
+#include "files/checksum.h"
+
+#include "files/checksum_roads.h"
+
+namespace orvik {
+namespace crc32 {
+namespace {
+
+Tables BuildTables() {
+  Tables tables;
+  for (std::uint32_t byte = 0; byte < 256; ++byte) {
+    std::uint32_t entry = byte << 24;
+    for (int bit = 0; bit < 8; ++bit) {
+      entry = (entry << 1) ^ ((entry & 0x80000000u) != 0 ? kPolynomial : 0);
+    }
+    tables[0][byte] = entry;
+  }
+  for (std::size_t zeros = 1; zeros < tables.size(); ++zeros) {
+    for (std::size_t byte = 0; byte < 256; ++byte) {
+      const std::uint32_t before = tables[zeros - 1][byte];
+      tables[zeros][byte] = (before << 8) ^ tables[0][before >> 24];
+    }
+  }
+  return tables;
+}
+
+}  // namespace
+
+const Tables& GetTables() {
+  static const Tables tables = BuildTables();
+  return tables;
+}
+
+std::uint32_t Portable(std::uint32_t checksum, std::span<const unsigned char> bytes) {
+  const Tables& tables = GetTables();
+  const unsigned char* next = bytes.data();
+  const unsigned char* const end = next + bytes.size();
+  for (; end - next >= 16; next += 16) {
+    const std::uint32_t first =
+        tables[15][(checksum >> 24) ^ next[0]] ^ tables[14][((checksum >> 16) & 0xFF) ^ next[1]] ^
+        tables[13][((checksum >> 8) & 0xFF) ^ next[2]] ^ tables[12][(checksum & 0xFF) ^ next[3]];
+    const std::uint32_t second =
+        tables[11][next[4]] ^ tables[10][next[5]] ^ tables[9][next[6]] ^ tables[8][next[7]];
+    const std::uint32_t third =
+        tables[7][next[8]] ^ tables[6][next[9]] ^ tables[5][next[10]] ^ tables[4][next[11]];
+    const std::uint32_t fourth =
+        tables[3][next[12]] ^ tables[2][next[13]] ^ tables[1][next[14]] ^ tables[0][next[15]];
+    checksum = (first ^ second) ^ (third ^ fourth);
+  }
+  for (; next != end; ++next) {
+    checksum = (checksum << 8) ^ tables[0][(checksum >> 24) ^ *next];
+  }
+  return checksum;
+}
+
+}  // namespace crc32
+
+namespace {
+
+auto FastestRoad() {
+  if (crc32::HasWideCarrylessMultiplication()) return &crc32::WideCarrylessMultiplication;
+  if (crc32::HasCarrylessMultiplication()) return &crc32::CarrylessMultiplication;
+  return &crc32::Portable;
+}
+
+}  // namespace
+
+std::uint32_t ContinueCRC32(std::uint32_t checksum, const unsigned char* bytes, long length) {
+  static const auto road = FastestRoad();
+  if (bytes == nullptr || length <= 0) return checksum;
+  return road(checksum, {bytes, static_cast<std::size_t>(length)});
+}
+
+std::uint32_t CalculateCRC32(const unsigned char* bytes, long length) {
+  return ContinueCRC32(0, bytes, length);
+}
+
+std::uint32_t _CalculateCRC32(const char* text, long length) {
+  return CalculateCRC32(reinterpret_cast<const unsigned char*>(text), length);
+}
+
+void gen_crc_table() {
+  crc32::GetTables();
+}
+
+}  // namespace orvik

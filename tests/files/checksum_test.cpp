@@ -1,0 +1,72 @@
+#include "files/checksum.h"
+
+#include <gtest/gtest.h>
+
+#include <random>
+#include <vector>
+
+#include "files/checksum_roads.h"
+
+namespace orvik {
+namespace {
+
+std::uint32_t BitByBit(std::uint32_t checksum, std::span<const unsigned char> bytes) {
+  for (const unsigned char byte : bytes) {
+    checksum ^= std::uint32_t{byte} << 24;
+    for (int bit = 0; bit < 8; ++bit) {
+      checksum = (checksum << 1) ^ ((checksum & 0x80000000u) != 0 ? 0x04C11DB7u : 0u);
+    }
+  }
+  return checksum;
+}
+
+std::vector<unsigned char> RandomBytes(std::size_t count) {
+  std::mt19937 generator(42);
+  std::vector<unsigned char> bytes(count);
+  for (unsigned char& byte : bytes) byte = static_cast<unsigned char>(generator());
+  return bytes;
+}
+
+TEST(Checksum, GivesTheCheckValues) {
+  gen_crc_table();
+  EXPECT_EQ(_CalculateCRC32("123456789", 9), 0x89A1897Fu);
+  EXPECT_EQ(_CalculateCRC32("a", 1), 0xA864DB20u);
+  EXPECT_EQ(_CalculateCRC32("\xFF", 1), BitByBit(0, std::vector<unsigned char>{0xFF}));
+  EXPECT_EQ(_CalculateCRC32("a", 0), 0u);
+  EXPECT_EQ(_CalculateCRC32("a", -1), 0u);
+  EXPECT_EQ(CalculateCRC32(nullptr, 5), 0u);
+}
+
+TEST(Checksum, EveryRoadAgreesForEveryLengthAndAlignment) {
+  struct {
+    bool present;
+    std::uint32_t (*road)(std::uint32_t, std::span<const unsigned char>);
+  } const roads[] = {
+      {true, crc32::Portable},
+      {crc32::HasCarrylessMultiplication(), crc32::CarrylessMultiplication},
+      {crc32::HasWideCarrylessMultiplication(), crc32::WideCarrylessMultiplication},
+  };
+  const std::vector<unsigned char> bytes = RandomBytes(700);
+  for (std::size_t length = 0; length <= 600; ++length) {
+    const auto part = std::span(bytes).subspan(length % 17, length);
+    const std::uint32_t expected = BitByBit(0x12345678, part);
+    for (const auto& [present, road] : roads) {
+      if (present) {
+        ASSERT_EQ(road(0x12345678, part), expected) << length;
+      }
+    }
+  }
+}
+
+TEST(Checksum, GoesOnAcrossPieces) {
+  const std::vector<unsigned char> bytes = RandomBytes(10000);
+  const std::uint32_t whole = CalculateCRC32(bytes.data(), 10000);
+  EXPECT_EQ(whole, BitByBit(0, bytes));
+  for (const long cut : {0L, 1L, 127L, 4096L, 9999L, 10000L}) {
+    const std::uint32_t front = CalculateCRC32(bytes.data(), cut);
+    EXPECT_EQ(ContinueCRC32(front, bytes.data() + cut, 10000 - cut), whole) << cut;
+  }
+}
+
+}  // namespace
+}  // namespace orvik
