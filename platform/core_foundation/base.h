@@ -1,0 +1,73 @@
+// The types that every platform interface shares, and what can be done to any object.
+#pragma once
+
+#include <cstdint>
+
+namespace orvik {
+
+using UInt8 = std::uint8_t;
+using SInt8 = std::int8_t;
+using UInt16 = std::uint16_t;
+using SInt16 = std::int16_t;
+using UInt32 = std::uint32_t;
+using SInt32 = std::int32_t;
+using UInt64 = std::uint64_t;
+using SInt64 = std::int64_t;
+using Boolean = unsigned char;
+using UniChar = char16_t;
+using UniCharCount = unsigned long;
+using OSErr = std::int16_t;
+using OSStatus = std::int32_t;
+using OSType = UInt32;
+using FourCharCode = UInt32;
+using ByteCount = unsigned long;
+using ItemCount = unsigned long;
+
+// 'sdat' as FourCC("sdat"): the first character is the most significant byte.
+consteval FourCharCode FourCC(const char (&code)[5]) {
+  FourCharCode value = 0;
+  for (int i = 0; i < 4; ++i) value = (value << 8) | static_cast<unsigned char>(code[i]);
+  return value;
+}
+
+using CFTypeRef = const void*;  // the address of an NSObject
+using CFIndex = long;
+using CFTypeID = unsigned long;
+using CFOptionFlags = unsigned long;
+using CFHashCode = unsigned long;
+
+struct CFRange {
+  CFIndex location;
+  CFIndex length;
+};
+constexpr CFRange CFRangeMake(CFIndex location, CFIndex length) {
+  return {location, length};
+}
+
+enum CFComparisonResult : CFIndex {
+  kCFCompareLessThan = -1,
+  kCFCompareEqualTo = 0,
+  kCFCompareGreaterThan = 1,
+};
+inline constexpr CFIndex kCFNotFound = -1;
+
+// All objects live in the C++ heap; an allocator only tells whether a buffer that an object takes
+// over is freed (kCFAllocatorMalloc, and the default: free) or left alone (kCFAllocatorNull).
+struct CFAllocator;
+using CFAllocatorRef = const CFAllocator*;
+inline constexpr CFAllocatorRef kCFAllocatorDefault = nullptr;
+extern const CFAllocatorRef kCFAllocatorMalloc;
+extern const CFAllocatorRef kCFAllocatorNull;
+
+// Adds a reference, and gives the object back.
+CFTypeRef CFRetain(CFTypeRef object);
+// Gives a reference up; the last one destroys the object. Null is ignored.
+void CFRelease(CFTypeRef object);
+CFIndex CFGetRetainCount(CFTypeRef object);
+
+CFTypeID CFGetTypeID(CFTypeRef object);
+// Equal in content: the same kind and value, containers element by element.
+Boolean CFEqual(CFTypeRef a, CFTypeRef b);
+CFHashCode CFHash(CFTypeRef object);
+
+}  // namespace orvik

@@ -1,0 +1,84 @@
+#include "platform/foundation/object.h"
+
+#include <cstdint>
+#include <functional>
+
+namespace orvik {
+
+namespace {
+
+// The address alone matters.
+const char allocator_tags[2] = {};
+
+}  // namespace
+
+const CFAllocatorRef kCFAllocatorMalloc = reinterpret_cast<CFAllocatorRef>(&allocator_tags[0]);
+const CFAllocatorRef kCFAllocatorNull = reinterpret_cast<CFAllocatorRef>(&allocator_tags[1]);
+
+const NSObject* NSObject::retain() const {
+  references_.fetch_add(1, std::memory_order_relaxed);
+  return this;
+}
+
+void NSObject::release() const {
+  if (references_.fetch_sub(1, std::memory_order_acq_rel) == 1) delete this;
+}
+
+CFIndex NSObject::retainCount() const {
+  return references_.load(std::memory_order_relaxed);
+}
+
+CFTypeID NSObject::typeID() const {
+  return 0;
+}
+
+bool NSObject::isEqual(const NSObject* other) const {
+  return this == other;
+}
+
+CFHashCode NSObject::hash() const {
+  return std::hash<const void*>()(this);
+}
+
+NSObject* NSObject::copy() const {
+  return nullptr;
+}
+
+NSObject* NSObject::mutableCopy() const {
+  return nullptr;
+}
+
+const NSString* NSObject::description() const {
+  return nullptr;
+}
+
+CFTypeID RegisterTypeID() {
+  static std::atomic<CFTypeID> last{0};
+  return ++last;
+}
+
+CFTypeRef CFRetain(CFTypeRef object) {
+  return ObjectOf(object)->retain();
+}
+
+void CFRelease(CFTypeRef object) {
+  if (object != nullptr) ObjectOf(object)->release();
+}
+
+CFIndex CFGetRetainCount(CFTypeRef object) {
+  return ObjectOf(object)->retainCount();
+}
+
+CFTypeID CFGetTypeID(CFTypeRef object) {
+  return ObjectOf(object)->typeID();
+}
+
+Boolean CFEqual(CFTypeRef a, CFTypeRef b) {
+  return a == b || ObjectOf(a)->isEqual(ObjectOf(b));
+}
+
+CFHashCode CFHash(CFTypeRef object) {
+  return ObjectOf(object)->hash();
+}
+
+}  // namespace orvik

@@ -1,0 +1,69 @@
+// The root of all platform objects: a kind, a reference count, and the few things that any object
+// can do. Both object families stand on it: a CFTypeRef is the address of an NSObject.
+#pragma once
+
+#include <atomic>
+
+#include "platform/core_foundation/base.h"
+
+namespace orvik {
+
+class NSString;
+
+using ObjCBool = signed char;
+inline constexpr ObjCBool YES = 1;
+inline constexpr ObjCBool NO = 0;
+
+class NSObject {
+ public:
+  NSObject(const NSObject&) = delete;
+  NSObject& operator=(const NSObject&) = delete;
+
+  // A new object starts with one reference, which its maker owns. Counts are atomic.
+  const NSObject* retain() const;
+  void release() const;
+  // Gives the caller's reference to the innermost autorelease pool of the thread.
+  const NSObject* autorelease() const;
+  CFIndex retainCount() const;
+
+  // The kind. Objects of the root class, and of classes that do not say otherwise, share one.
+  virtual CFTypeID typeID() const;
+  // Identity, unless the class compares contents; equal objects have equal hashes.
+  virtual bool isEqual(const NSObject* other) const;
+  virtual CFHashCode hash() const;
+  // An immutable copy, and a mutable one, owned by the caller. Immutable objects answer copy with
+  // themselves; null when the class has no copies.
+  virtual NSObject* copy() const;
+  virtual NSObject* mutableCopy() const;
+  // The text that "%@" shows, owned by an autorelease pool.
+  virtual const NSString* description() const;
+
+ protected:
+  NSObject() = default;
+  virtual ~NSObject() = default;
+
+ private:
+  mutable std::atomic<SInt32> references_{1};
+};
+
+// A new kind, different from all others. Each class keeps the one it took.
+CFTypeID RegisterTypeID();
+
+inline const NSObject* ObjectOf(CFTypeRef reference) {
+  return static_cast<const NSObject*>(reference);
+}
+
+// Retains in place and gives the object back under its own type.
+template <class T>
+T* Retained(T* object) {
+  if (object != nullptr) object->retain();
+  return object;
+}
+
+template <class T>
+T* Autoreleased(T* object) {
+  if (object != nullptr) object->autorelease();
+  return object;
+}
+
+}  // namespace orvik
