@@ -49,8 +49,11 @@ struct WideUnits {
   static char16_t* Empty() { return _afxPchNil; }
   // Tab, line feed, vertical tab, form feed, carriage return and space.
   static bool IsSpace(char16_t unit) { return (unit >= 9 && unit <= 13) || unit == 32; }
-  static std::size_t FindText(std::u16string_view content, std::u16string_view text);
+  // What a search for a text or a set sees of the content, and whether it finds an empty text.
   static std::u16string_view Searched(std::u16string_view content) { return content; }
+  static constexpr bool kFindsEmptyText = false;
+  // Spare units in the buffer that a replaced text gets.
+  static constexpr std::size_t kSpareAfterReplace = 0;
 };
 
 class CAtlString : public StringBuffer<CAtlString, WideUnits> {

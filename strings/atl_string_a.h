@@ -11,7 +11,8 @@
 // content up to its first 0 byte. Other operations see all of it.
 //
 // Choices: a platform string's characters that Mac OS Roman lacks become "?"; a negative start is
-// 0, a negative position of Tokenize gives -1 and an empty string.
+// 0, a negative position of Tokenize gives -1 and an empty string; an empty text is found at the
+// start of the search.
 #pragma once
 
 #include <compare>
@@ -47,8 +48,13 @@ struct NarrowUnits {
   static char* Empty() { return _afxPchANil; }
   // The C library's space class under its current locale.
   static bool IsSpace(char byte);
-  static std::size_t FindText(std::string_view content, std::string_view text);
-  static std::string_view Searched(std::string_view content);
+  // What a search for a text or a set sees of the content, and whether it finds an empty text.
+  static std::string_view Searched(std::string_view content) {
+    return content.substr(0, content.find('\0'));
+  }
+  static constexpr bool kFindsEmptyText = true;
+  // Spare units in the buffer that a replaced text gets.
+  static constexpr std::size_t kSpareAfterReplace = 1;
 };
 
 class CAtlStringA : public StringBuffer<CAtlStringA, NarrowUnits> {

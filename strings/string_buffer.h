@@ -27,7 +27,8 @@
 namespace orvik {
 
 // `Units` says what the units are: Unit, Header, Empty() (data of the static empty block),
-// IsSpace(unit), FindText(content, text) and FindOneOf(content, set).
+// IsSpace(unit), Searched(content), kFindsEmptyText and kSpareAfterReplace. The definitions that are not here are in
+// strings/string_buffer_impl.h, for the two sources that instantiate them.
 template <typename Derived, typename Units>
 class StringBuffer {
  public:
@@ -149,7 +150,7 @@ class StringBuffer {
   int Replace(const Unit* old_text, const Unit* new_text);
   // Return the new length.
   int Insert(int index, const Unit* text);
-  int Insert(int index, Unit unit) { return InsertUnits(index, &unit, 1); }
+  int Insert(int index, Unit unit) { return InsertUnits(index, {&unit, 1}); }
   // Removes up to `count` units from index on; returns the length before the call.
   int Delete(int index, int count = 1);
   // The index lies in 0 to length - 1: no check. Returns it.
@@ -184,33 +185,51 @@ class StringBuffer {
   Unit* AppendBuffer(std::size_t n);
 
  private:
-  int InsertUnits(int index, const Unit* text, std::size_t n);
-  static bool IsShareable(const Header& block) {
-    return block.ref_count > 0 && block.ref_count < INT_MAX;
+  static Header* HeaderOf(Unit* data) {
+    return reinterpret_cast<Header*>(reinterpret_cast<char*>(data) - sizeof(Header));
   }
+  // A block of that capacity and length, count 1, terminated; the empty block for 0.
   static Unit* NewBlock(std::size_t length);
   static void Drop(Unit* data) {
     if (data == Units::Empty()) return;
     Header* const block = HeaderOf(data);
     if (--block->ref_count < 1) FreeData(block);
   }
-  static Header* HeaderOf(Unit* data) {
-    return reinterpret_cast<Header*>(reinterpret_cast<char*>(data) - sizeof(Header));
-  }
   void Share(const StringBuffer& other) {
     Header* const block = other.GetData();
-    if (IsShareable(*block)) {
+    if (static_cast<unsigned>(block->ref_count) - 1u < static_cast<unsigned>(INT_MAX) - 1u) {
       ++block->ref_count;
       data_ = other.data_;
     } else {
       ShareCopy(other);
     }
   }
-  bool IsLocked() const { return GetData()->ref_count < 0 && data_ != Units::Empty(); }
-  void SetLength(int length);
-  void Adopt(Unit* fresh);
-  void CopyShared();
   void ShareCopy(const StringBuffer& other);
+  bool IsLocked() const { return GetData()->ref_count < 0 && data_ != Units::Empty(); }
+  bool CanHold(std::size_t n) const {
+    const Header& block = *GetData();
+    return block.ref_count < 2 && static_cast<std::size_t>(block.allocated_length) >= n;
+  }
+  std::size_t Size() const { return static_cast<std::size_t>(GetLength()); }
+  // Sets length and terminator of a block that is not shared.
+  void SetLength(std::size_t length);
+  // Gives up the share of the block and points at this one.
+  void Adopt(Unit* fresh) {
+    Drop(data_);
+    data_ = fresh;
+  }
+  void CopyShared();
+  int FindFrom(std::size_t start, std::basic_string_view<Unit> text) const;
+  int FindFirstOf(std::basic_string_view<Unit> set) const;
+  Derived& Self() { return static_cast<Derived&>(*this); }
+  template <typename Predicate>
+  Derived& CutLeft(Predicate is_cut);
+  template <typename Predicate>
+  Derived& CutRight(Predicate is_cut);
+  Derived& TrimLeftOf(std::basic_string_view<Unit> set);
+  Derived& TrimRightOf(std::basic_string_view<Unit> set);
+  int InsertUnits(int index, std::basic_string_view<Unit> text);
+  Derived Piece(std::size_t first, std::size_t count) const;
 
   Unit* data_;
 };
