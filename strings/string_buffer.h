@@ -27,8 +27,8 @@
 namespace orvik {
 
 // `Units` says what the units are: Unit, Header, Empty() (data of the static empty block),
-// IsSpace(unit), Searched(content), kFindsEmptyText and kSpareAfterReplace. The definitions that are not here are in
-// strings/string_buffer_impl.h, for the two sources that instantiate them.
+// IsSpace(unit), Searched(content), kFindsEmptyText and kSpareAfterReplace. The definitions that
+// are not here are in strings/string_buffer_impl.h, for the two sources that instantiate them.
 template <typename Derived, typename Units>
 class StringBuffer {
  public:

@@ -8,6 +8,7 @@
 #include <functional>
 #include <new>
 #include <string_view>
+#include <utility>
 
 #include "strings/string_buffer.h"
 #include "strings/unit_search.h"
@@ -31,10 +32,21 @@ std::basic_string_view<Unit> ViewOf(const Unit* text) {
   return text == nullptr ? std::basic_string_view<Unit>() : std::basic_string_view<Unit>(text);
 }
 
-inline std::size_t NotNegative(int n) { return n < 0 ? 0 : static_cast<std::size_t>(n); }
+// The first n units of a text.
+template <typename Unit>
+std::basic_string_view<Unit> First(const Unit* text, int n) {
+  if (n < 1 || text == nullptr) return {};
+  return {text, static_cast<std::size_t>(n)};
+}
 
-inline int Position(std::size_t index) {
-  return index == kNotFound ? -1 : static_cast<int>(index);
+// A length that fits a string.
+inline int Length(std::size_t n) {
+  if (n > INT_MAX) throw std::bad_array_new_length();
+  return static_cast<int>(n);
+}
+
+inline std::size_t NotNegative(int n) {
+  return n < 0 ? 0 : static_cast<std::size_t>(n);
 }
 
 }  // namespace string_buffer
@@ -98,7 +110,7 @@ void StringBuffer<Derived, Units>::AllocBeforeWrite(int n) {
 
 template <typename Derived, typename Units>
 auto StringBuffer<Derived, Units>::AssignBuffer(std::size_t length) -> Unit* {
-  if (!CanHold(length)) Adopt(NewBlock(length));
+  AllocBeforeWrite(string_buffer::Length(length));
   SetLength(length);
   return data_;
 }
@@ -149,13 +161,9 @@ void StringBuffer<Derived, Units>::Assign(StringBuffer&& other) {
 
 template <typename Derived, typename Units>
 void StringBuffer<Derived, Units>::Assign(std::size_t length, const Unit* text) {
-  if (CanHold(length)) {
-    string_buffer::MoveUnits(data_, text, length);
-  } else {
-    Unit* const fresh = NewBlock(length);
-    string_buffer::CopyUnits(fresh, text, length);
-    Adopt(fresh);
-  }
+  // A piece of the string's own content fits, so that its block stays unless others share it.
+  AllocBeforeWrite(string_buffer::Length(length));
+  string_buffer::MoveUnits(data_, text, length);
   SetLength(length);
 }
 
@@ -194,7 +202,7 @@ void StringBuffer<Derived, Units>::ReleaseBuffer(int n) {
   if (n != -1) {
     length = std::min(string_buffer::NotNegative(n), room);
   } else if (length == 0) {
-    length = std::min(FindUnit({data_, room}, Unit{0}), room);
+    while (length < room && data_[length] != 0) ++length;
   }
   SetLength(length);
 }
@@ -251,9 +259,7 @@ void StringBuffer<Derived, Units>::ConcatInPlace(int n, const Unit* text) {
 
 template <typename Derived, typename Units>
 void StringBuffer<Derived, Units>::Append(const Unit* text) {
-  const auto view = string_buffer::ViewOf(text);
-  if (view.size() > INT_MAX) throw std::bad_array_new_length();
-  ConcatInPlace(static_cast<int>(view.size()), text);
+  ConcatInPlace(string_buffer::Length(string_buffer::ViewOf(text).size()), text);
 }
 
 // ---- Searching ----
@@ -303,7 +309,8 @@ int StringBuffer<Derived, Units>::FindOneOf(const StringBuffer& set) const {
 
 template <typename Derived, typename Units>
 int StringBuffer<Derived, Units>::ReverseFind(Unit unit) const {
-  return string_buffer::Position(View().rfind(unit));
+  const std::size_t found = View().rfind(unit);
+  return found == View().npos ? -1 : static_cast<int>(found);
 }
 
 // ---- Trimming ----
@@ -396,7 +403,8 @@ template <typename Derived, typename Units>
 int StringBuffer<Derived, Units>::Remove(Unit unit) {
   CopyBeforeWrite();
   const std::size_t length = Size();
-  const std::size_t kept = static_cast<std::size_t>(std::remove(data_, data_ + length, unit) - data_);
+  const std::size_t kept =
+      static_cast<std::size_t>(std::remove(data_, data_ + length, unit) - data_);
   SetLength(kept);
   return static_cast<int>(length - kept);
 }

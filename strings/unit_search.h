@@ -18,8 +18,12 @@ std::size_t FindUnit(std::string_view content, char unit);
 std::size_t FindUnits(std::u16string_view content, std::u16string_view text);
 std::size_t FindUnits(std::string_view content, std::string_view text);
 
-inline std::size_t UnitValue(char16_t unit) { return unit; }
-inline std::size_t UnitValue(char unit) { return static_cast<unsigned char>(unit); }
+inline std::size_t UnitValue(char16_t unit) {
+  return unit;
+}
+inline std::size_t UnitValue(char unit) {
+  return static_cast<unsigned char>(unit);
+}
 
 // A set of units. The view it was made of must outlive it.
 template <typename Unit>
