@@ -1,0 +1,36 @@
+// Counted strings: a 32-bit byte length, then the characters, then a 16-bit 0. A BSTR points at the
+// first character; null stands for the empty string. Made and freed with this family alone.
+//
+// Null also when the length is negative or does not fit its 32 bits. A failing allocation throws.
+#pragma once
+
+#include "strings/atl_string.h"
+#include "strings/windows_types.h"
+
+namespace orvik {
+
+using BSTR = char16_t*;
+
+// n units copied from the source, or zeros when it is null.
+BSTR SysAllocStringLen(const char16_t* source, int n);
+// Null for a null source.
+BSTR SysAllocString(const char16_t* source);
+BSTR W2BSTR(const char16_t* source);
+BSTR T2BSTR(const char16_t* source);
+BSTR OLE2BSTR(const char16_t* source);
+// n bytes copied, or zeros when the source is null; an odd count ends within a character.
+BSTR SysAllocStringByteLen(const char* source, int n);
+
+// Frees *string and puts the new one there, which may have been a part of the old. FALSE for a null
+// `string`.
+BOOL SysReAllocString(BSTR* string, const char16_t* source);
+BOOL SysReAllocStringLen(BSTR* string, const char16_t* source, int n);
+
+void SysFreeString(BSTR string);
+int SysStringLen(BSTR string);      // units
+int SysStringByteLen(BSTR string);  // bytes
+
+// The shared empty string.
+const CAtlString& AfxGetEmptyString();
+
+}  // namespace orvik

@@ -1,0 +1,48 @@
+// Memory blocks with a lock count. A handle is the block's address.
+//
+// One table of the process knows the blocks; it is not guarded against several threads.
+#pragma once
+
+#include <cstddef>
+
+#include "platform/core_foundation/base.h"
+#include "strings/windows_types.h"
+
+namespace orvik {
+
+class NSDictionary;
+using CFMutableDictionaryRef = NSDictionary*;
+
+inline constexpr unsigned int GMEM_FIXED = 0x0000;
+inline constexpr unsigned int GMEM_ZEROINIT = 0x0040;
+inline constexpr unsigned int GMEM_INVALID_HANDLE = 0x8000;
+
+struct GlobalBlockInfo {
+  DWORD size;  // bytes
+  DWORD lock_count;
+  DWORD flags;  // as given to GlobalAlloc
+};
+
+// From block address to a copy of its GlobalBlockInfo; null until the first allocation.
+extern CFMutableDictionaryRef GlobalBlockTable;
+
+// The value callbacks of the table: a fresh heap copy of an entry, and its end.
+const void* DictionaryRetainNumBytes(CFAllocatorRef allocator, const void* entry);
+void DictionaryReleaseNumBytes(CFAllocatorRef allocator, const void* entry);
+
+// Zeroed with GMEM_ZEROINIT. Null when there is no memory, or for more than 2^32 - 1 bytes.
+HANDLE GlobalAlloc(unsigned int flags, std::size_t bytes);
+// Frees the block, its pages unpinned; always null. A handle that is none is ignored.
+HANDLE GlobalFree(HANDLE block);
+
+// Pins the block's pages in memory; null when that fails (the limit of locked memory) and for a
+// handle that is none.
+void* GlobalLock(HANDLE block);
+// Unpins them. FALSE when that fails and for a handle that is none.
+BOOL GlobalUnlock(HANDLE block);
+
+std::size_t GlobalSize(HANDLE block);  // 0 for a handle that is none
+// (low byte of the flags << 4) | low byte of the lock count; GMEM_INVALID_HANDLE for none.
+unsigned int GlobalFlags(HANDLE block);
+
+}  // namespace orvik

@@ -1,0 +1,62 @@
+// Paths as text: taking apart and joining "/"-separated UTF-16 arrays.
+//
+// Nothing here touches a file. Paths are zero-terminated; a null path gives FALSE, -1 or null.
+// Lengths are UTF-16 units; a fixed path buffer holds MAX_PATH of them.
+//
+//   path        PathFindFileName   PathRemoveFileSpec   GetExtensionIndex
+//   /a/b.txt    b.txt              /a                   4
+//   /a/b/       b/                 /a                   -1
+//   /a          a                  (empty)              -1
+//   b           b                  (empty)              -1
+//   dir/.hid    .hid               dir                  4
+#pragma once
+
+#include "strings/windows_types.h"
+
+namespace orvik {
+
+// After the last "/" that is followed by another character; the path itself when there is none.
+const char16_t* PathFindFileName(const char16_t* path);
+char16_t* PathFindFileName(char16_t* path);
+// Always null.
+char* PathFindFileNameA(const char* path);
+
+// Cuts the path at its last "/", trailing ones taken off first. FALSE for an empty path.
+BOOL PathRemoveFileSpec(char16_t* path);
+
+// Joins with one "/", unless one of the two has it there already (both: two are kept). The result
+// is cut at MAX_PATH units, for which the buffer needs MAX_PATH + 1. FALSE, and nothing changed,
+// when the first path is longer than MAX_PATH - 1.
+BOOL PathAppend(char16_t* path, const char16_t* more);
+
+// Takes off every trailing "/", never the first character; returns the terminator.
+char16_t* PathRemoveBackslash(char16_t* path);
+// An empty path stays empty. Returns the path.
+char16_t* PathAddBackslash(char16_t* path);
+
+// Drops "." components, and ".." components with the component each cancels; a ".." with nothing
+// left to cancel is dropped. `out` needs as much room as the path and may be the path. FALSE for an
+// empty path.
+//
+//   /a/./b -> /a/b    /a/../b -> /b    /a/b/.. -> /a    ../a -> /a    /a//../b -> /a/b
+BOOL PathCanonicalize(char16_t* out, const char16_t* path);
+
+// The index of the last "." after the last "/"; -1 when there is none.
+int GetExtensionIndex(const char16_t* path);
+int GetExtensionIndexA(const char* path);
+// That ".", or null.
+const char16_t* PathFindExtension(const char16_t* path);
+char16_t* PathFindExtension(char16_t* path);
+// Cuts the path there; the index, or -1.
+int PathRemoveExtension(char16_t* path);
+int PathRemoveExtensionA(char* path);
+// Replaces what follows that "."; FALSE, and nothing changed, without one and when the result would
+// exceed MAX_PATH - 1 units.
+BOOL PathRenameExtension(char16_t* path, const char16_t* extension);
+
+// The text as a length byte and at most 255 bytes (the low byte of a unit), without terminator.
+// Returns the length.
+int CToPStr(unsigned char* target, const char* source);
+int WideToPStr(unsigned char* target, const char16_t* source);
+
+}  // namespace orvik

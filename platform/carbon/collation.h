@@ -1,0 +1,37 @@
+// Comparing text in the order of the current locale (LC_ALL, LC_COLLATE, LANG).
+//
+// Functions return a status: 0, or paramErr (-50) for a null argument, or -1 when the collation
+// cannot be opened; results are then left alone. Lengths count UTF-16 code units.
+#pragma once
+
+#include "platform/core_foundation/base.h"
+
+namespace orvik {
+
+using UCCollateOptions = UInt32;
+inline constexpr UCCollateOptions kUCCollateComposeInsensitiveMask = 0x0002;
+inline constexpr UCCollateOptions kUCCollateWidthInsensitiveMask = 0x0004;
+inline constexpr UCCollateOptions kUCCollateCaseInsensitiveMask = 0x0008;
+inline constexpr UCCollateOptions kUCCollatePunctuationSignificantMask = 0x8000;
+inline constexpr UCCollateOptions kUCCollateStandardOptions = 0x8006;
+
+using UCCollationVariant = UInt32;
+
+struct OpaqueLocale;
+using LocaleRef = const OpaqueLocale*;  // null is the current locale, the only one there is
+struct OpaqueCollator;
+using CollatorRef = const OpaqueCollator*;
+
+// Collators are opened once for each locale and set of options and kept: making one again is cheap.
+OSStatus UCCreateCollator(LocaleRef locale, UCCollationVariant variant, UCCollateOptions options,
+                          CollatorRef* collator);
+OSStatus UCDisposeCollator(CollatorRef* collator);
+
+// order receives -1, 0 or 1, equivalent whether the texts are equivalent; either may be null.
+OSStatus UCCompareText(CollatorRef collator, const UniChar* a, UniCharCount a_length,
+                       const UniChar* b, UniCharCount b_length, Boolean* equivalent, SInt32* order);
+OSStatus UCCompareTextDefault(UCCollateOptions options, const UniChar* a, UniCharCount a_length,
+                              const UniChar* b, UniCharCount b_length, Boolean* equivalent,
+                              SInt32* order);
+
+}  // namespace orvik

@@ -1,0 +1,49 @@
+// Dates as text by a pattern of Unicode's date fields ("HH-mm-ss"), in local time.
+#pragma once
+
+#include <string>
+
+#include "platform/core_foundation/locale.h"
+#include "platform/core_foundation/string.h"
+
+namespace orvik {
+
+using CFDateFormatterStyle = CFIndex;
+inline constexpr CFDateFormatterStyle kCFDateFormatterNoStyle = 0;
+inline constexpr CFDateFormatterStyle kCFDateFormatterShortStyle = 1;
+inline constexpr CFDateFormatterStyle kCFDateFormatterMediumStyle = 2;
+inline constexpr CFDateFormatterStyle kCFDateFormatterLongStyle = 3;
+inline constexpr CFDateFormatterStyle kCFDateFormatterFullStyle = 4;
+
+class NSDateFormatter final : public NSObject {
+ public:
+  NSDateFormatter(CFLocaleRef locale, CFDateFormatterStyle date_style,
+                  CFDateFormatterStyle time_style);
+  ~NSDateFormatter() override;
+
+  // False for a pattern that is none; the old one stays.
+  bool setFormat(std::u16string_view pattern);
+  // Seconds since 2001-01-01 00:00 UTC. Nothing is lost to a failure but the text: it is empty.
+  std::u16string Format(double absolute_time) const;
+
+  CFTypeID typeID() const override;
+
+ private:
+  void* formatter_ = nullptr;
+};
+
+using CFDateFormatterRef = NSDateFormatter*;
+
+CFTypeID CFDateFormatterGetTypeID();
+
+// The caller owns the result. A null locale is the current one.
+CFDateFormatterRef CFDateFormatterCreate(CFAllocatorRef allocator, CFLocaleRef locale,
+                                         CFDateFormatterStyle date_style,
+                                         CFDateFormatterStyle time_style);
+void CFDateFormatterSetFormat(CFDateFormatterRef formatter, CFStringRef pattern);
+// The caller owns the result; null on failure.
+CFStringRef CFDateFormatterCreateStringWithAbsoluteTime(CFAllocatorRef allocator,
+                                                        CFDateFormatterRef formatter,
+                                                        double absolute_time);
+
+}  // namespace orvik

@@ -1,0 +1,61 @@
+// The ATL text conversions. 8-bit text is ASCII here.
+#pragma once
+
+namespace orvik {
+
+// The UTF-16 form of the text's first n bytes and a terminator, n + 1 units at most. Empty when a
+// byte is not ASCII. Returns the target; null for a null source.
+char16_t* AtlA2WHelper(char16_t* target, const char* source, int n);
+// The ASCII form of n units and a terminator, in at most 2n + 2 bytes. Empty when a unit is not
+// ASCII. Returns the target; null for a null source.
+char* AtlW2AHelper(char* target, const char16_t* source, int n);
+
+// A new array (malloc) of the text's first n bytes in UTF-16 and a terminator; null on failure.
+char16_t* A2WBSTR(const char* text, int n);
+char16_t* A2WBSTR(const char* text);
+char16_t* A2BSTR(const char* text);
+
+// All wide text is of one kind: these return their argument.
+inline const char16_t* T2COLE(const char16_t* text) {
+  return text;
+}
+inline const char16_t* OLE2CT(const char16_t* text) {
+  return text;
+}
+inline const char16_t* W2COLE(const char16_t* text) {
+  return text;
+}
+inline const char16_t* OLE2CW(const char16_t* text) {
+  return text;
+}
+inline const char16_t* T2CW(const char16_t* text) {
+  return text;
+}
+inline const char16_t* W2CT(const char16_t* text) {
+  return text;
+}
+inline char16_t* T2OLE(char16_t* text) {
+  return text;
+}
+inline char16_t* OLE2T(char16_t* text) {
+  return text;
+}
+inline char16_t* W2OLE(char16_t* text) {
+  return text;
+}
+inline char16_t* OLE2W(char16_t* text) {
+  return text;
+}
+inline char16_t* T2W(char16_t* text) {
+  return text;
+}
+inline char16_t* W2T(char16_t* text) {
+  return text;
+}
+
+// ucalen, ucacpy and ucacat.
+int ocslen(const char16_t* text);
+char16_t* ocscpy(char16_t* target, const char16_t* source);
+char16_t* ocscat(char16_t* target, const char16_t* source);
+
+}  // namespace orvik

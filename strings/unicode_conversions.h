@@ -1,0 +1,65 @@
+// UTF-8, UTF-16 and UTF-32 into one another, in caller-owned ranges (The Unicode Standard, 3.9).
+//
+// Each routine takes the source start by reference, the source end, the target start by reference,
+// the target end and a flag, and advances both starts over what it converted:
+//
+//   conversionOK     the source is used up
+//   sourceExhausted  the source ends within a character; both starts stand before it
+//   targetExhausted  the next character does not fit; both starts stand before it
+//   sourceIllegal    the next character is illegal; both starts stand before it
+//
+// Strict: an unpaired surrogate and an illegal value are sourceIllegal. Lenient: an unpaired
+// surrogate is passed on as its own value, and a value above U+10FFFF becomes U+FFFD. A source in
+// UTF-8 must pass isLegalUTF8 under either flag, which encoded surrogates do.
+#pragma once
+
+#include <cstdint>
+
+namespace orvik {
+
+using UTF32 = std::uint32_t;
+using UTF16 = char16_t;
+using UTF8 = unsigned char;
+
+enum ConversionResult : int {
+  conversionOK = 0,
+  sourceExhausted = 1,
+  targetExhausted = 2,
+  sourceIllegal = 3,
+};
+
+enum ConversionFlags : int {
+  strictConversion = 0,
+  lenientConversion = 1,
+};
+
+// Bytes that follow a first byte of that value, by the original scheme of up to six bytes.
+extern const char trailingBytesForUTF8[256];
+// What the prefixes of a sequence with that many trailing bytes add up to.
+extern const UTF32 offsetsFromUTF8[6];
+// The prefix of the first byte of a sequence of that many bytes.
+extern const UTF8 firstByteMark[7];
+
+ConversionResult ConvertUTF8toUTF16(const UTF8** source_start, const UTF8* source_end,
+                                    UTF16** target_start, UTF16* target_end, ConversionFlags flags);
+ConversionResult ConvertUTF16toUTF8(const UTF16** source_start, const UTF16* source_end,
+                                    UTF8** target_start, UTF8* target_end, ConversionFlags flags);
+ConversionResult ConvertUTF8toUTF32(const UTF8** source_start, const UTF8* source_end,
+                                    UTF32** target_start, UTF32* target_end, ConversionFlags flags);
+ConversionResult ConvertUTF32toUTF8(const UTF32** source_start, const UTF32* source_end,
+                                    UTF8** target_start, UTF8* target_end, ConversionFlags flags);
+ConversionResult ConvertUTF16toUTF32(const UTF16** source_start, const UTF16* source_end,
+                                     UTF32** target_start, UTF32* target_end,
+                                     ConversionFlags flags);
+ConversionResult ConvertUTF32toUTF16(const UTF32** source_start, const UTF32* source_end,
+                                     UTF16** target_start, UTF16* target_end,
+                                     ConversionFlags flags);
+
+// Whether a sequence of `length` bytes (1 to 4) is legal: no first byte 0x80 to 0xC1 or above 0xF4,
+// no overlong form, nothing above U+10FFFF.
+bool isLegalUTF8(const UTF8* bytes, int length);
+// The same for the sequence that starts there, as long as its first byte says; false when it
+// reaches beyond the end.
+bool isLegalUTF8Sequence(const UTF8* start, const UTF8* end);
+
+}  // namespace orvik

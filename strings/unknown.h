@@ -1,0 +1,27 @@
+// The root of the COM-style interfaces.
+#pragma once
+
+#include "strings/guid.h"
+#include "strings/windows_types.h"
+
+namespace orvik {
+
+inline constexpr _GUID IID_IUnknown = {
+    0x00000000, 0x0000, 0x0000, {0xC0, 0x00, 0x00, 0x00, 0x00, 0x00, 0x00, 0x46}};
+
+// Reference counts are not atomic: an object stays on one thread.
+class IUnknown {
+ public:
+  virtual ~IUnknown() = default;
+  // On success *object has a reference for the caller; E_NOINTERFACE when the object does not
+  // implement the interface, E_POINTER for a null `object`.
+  virtual HRESULT QueryInterface(const _GUID& interface_id, void** object) = 0;
+  virtual unsigned long AddRef() = 0;
+  virtual unsigned long Release() = 0;
+};
+
+// Both return what the slot then holds, and take a null object.
+IUnknown* AtlComPtrAssign(IUnknown** slot, IUnknown* object);
+IUnknown* AtlComQIPtrAssign(IUnknown** slot, IUnknown* object, const _GUID& interface_id);
+
+}  // namespace orvik
