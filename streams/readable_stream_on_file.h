@@ -1,0 +1,60 @@
+// A read-only stream over a file.
+//
+// No file is held open between calls: each opens it, positions it and closes it again, so the file
+// may be replaced or removed in between. Only regular files and character devices are opened
+// (CFileManipulator::OpenFile).
+//
+// Reading works at any 64-bit position. The size is the 32-bit one of COrvikFilePath::GetFileSize,
+// taken once: for a file of 4 GiB or more it is 0xFFFFFFFF, seeking reaches no further, and the end
+// that a seek counts from lies there.
+#pragma once
+
+#include <cstdio>
+#include <memory>
+
+#include "files/file_path.h"
+#include "streams/reference_counted.h"
+
+namespace orvik {
+
+class CReadableStreamOnFile final : public StreamBase<IStream> {
+ public:
+  explicit CReadableStreamOnFile(const COrvikFilePath& path);
+  CReadableStreamOnFile(const COrvikFilePath& path, _LARGE_INTEGER start);
+
+  // Whether the file could be opened at construction.
+  bool opened() const { return opened_; }
+
+  // E_FAIL when `buffer` or `read` is null; S_FALSE when nothing was read, also when the file
+  // cannot be opened.
+  HRESULT Read(void* buffer, unsigned long count, unsigned long* read) override;
+  // STG_E_INVALIDFUNCTION for an unknown origin (nothing changes) and for a position outside the
+  // file (the position is then the size + 1); E_UNEXPECTED when the file cannot be opened.
+  HRESULT Seek(_LARGE_INTEGER move, unsigned long origin, _ULARGE_INTEGER* new_position) override;
+  // Copies from the position, which does not move. E_FAIL when the file cannot be opened or ends
+  // before `count` bytes; what was there has been copied then, and no count is stored. Results of
+  // the target are not looked at. E_INVALIDARG for a null target.
+  HRESULT CopyTo(IStream* target, _ULARGE_INTEGER count, _ULARGE_INTEGER* read,
+                 _ULARGE_INTEGER* written) override;
+  // The name is a fresh empty string, or left alone with STATFLAG_NONAME.
+  HRESULT Stat(tagSTATSTG* out, unsigned long flags) override;
+  // A stream of its own at the same position, whether or not it could open the file.
+  HRESULT Clone(IStream** out) override;
+
+ private:
+  struct Close {
+    void operator()(std::FILE* file) const { std::fclose(file); }
+  };
+  using File = std::unique_ptr<std::FILE, Close>;
+
+  void InitializeStream(const COrvikFilePath& path, _LARGE_INTEGER start);
+  // The file at the position; null when it cannot be opened.
+  File InternalGetFileHandle() const;
+
+  _ULARGE_INTEGER file_size_;
+  _LARGE_INTEGER position_;
+  COrvikFilePath path_;
+  bool opened_ = false;
+};
+
+}  // namespace orvik

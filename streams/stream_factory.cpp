@@ -1,0 +1,58 @@
+#include "streams/stream_factory.h"
+
+#include "streams/readable_stream_on_file.h"
+#include "streams/writable_compressed_file_stream.h"
+#include "streams/writable_file_stream.h"
+#include "streams/writeable_buffer_stream.h"
+
+namespace orvik {
+namespace {
+
+// Takes over the one reference of a fresh stream; drops the stream when it is no use.
+template <typename Stream>
+CComPtr<IStream> Keep(Stream* stream, bool usable) {
+  CComPtr<IStream> kept;
+  kept.Attach(stream);
+  if (!usable) kept.Release();
+  return kept;
+}
+
+}  // namespace
+
+void CStreamFactory::CreateWritableBufferStream(IStreamOnBuffer** out) {
+  if (out != nullptr) *out = new CWriteableBufferStream();
+}
+
+CComPtr<IStream> CStreamFactory::CreateReadableStreamOnFile(const COrvikFilePath& path) {
+  return CreateReadableStreamOnFile(path, {});
+}
+
+CComPtr<IStream> CStreamFactory::CreateReadableStreamOnFile(const COrvikFilePath& path,
+                                                            _LARGE_INTEGER start) {
+  auto* const stream = new CReadableStreamOnFile(path, start);
+  return Keep(stream, stream->opened());
+}
+
+CComPtr<IStream> CStreamFactory::CreateWritableFileStream(const COrvikFilePath& path) {
+  return CreateWritableFileStream(path, {});
+}
+
+CComPtr<IStream> CStreamFactory::CreateWritableFileStream(const COrvikFilePath& path,
+                                                          _LARGE_INTEGER start) {
+  if (path.IsEmptyPath()) return nullptr;
+  auto* const stream = new CWritableFileStream(path, start);
+  return Keep(stream, stream->opened());
+}
+
+CComPtr<IStream> CStreamFactory::CreateWritableCompressedFileStream(const COrvikFilePath& path) {
+  return CreateWritableCompressedFileStream(path, {});
+}
+
+CComPtr<IStream> CStreamFactory::CreateWritableCompressedFileStream(const COrvikFilePath& path,
+                                                                    _LARGE_INTEGER start) {
+  if (path.IsEmptyPath()) return nullptr;
+  auto* const stream = new CWritableCompressedFileStream(path, start);
+  return Keep(stream, stream->valid());
+}
+
+}  // namespace orvik

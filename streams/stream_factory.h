@@ -1,0 +1,35 @@
+// Creates the streams. Each comes with one reference; a null pointer is the only sign of failure.
+#pragma once
+
+#include "files/file_path.h"
+#include "streams/com_ptr.h"
+#include "streams/stream_interfaces.h"
+
+namespace orvik {
+
+class CStreamFactory {
+ public:
+  CStreamFactory() = delete;
+
+  // The caller owns the reference in `*out`.
+  static void CreateWritableBufferStream(IStreamOnBuffer** out);
+
+  // Null when the file cannot be opened. Reads from `start` on.
+  static CComPtr<IStream> CreateReadableStreamOnFile(const COrvikFilePath& path);
+  static CComPtr<IStream> CreateReadableStreamOnFile(const COrvikFilePath& path,
+                                                     _LARGE_INTEGER start);
+
+  // Creates or empties the file. Null for the empty path and when it cannot be opened. The start
+  // changes nothing.
+  static CComPtr<IStream> CreateWritableFileStream(const COrvikFilePath& path);
+  static CComPtr<IStream> CreateWritableFileStream(const COrvikFilePath& path,
+                                                   _LARGE_INTEGER start);
+
+  // The same for a file that is compressed on the last Release; null also when there is no
+  // temporary file to collect the bytes in.
+  static CComPtr<IStream> CreateWritableCompressedFileStream(const COrvikFilePath& path);
+  static CComPtr<IStream> CreateWritableCompressedFileStream(const COrvikFilePath& path,
+                                                             _LARGE_INTEGER start);
+};
+
+}  // namespace orvik

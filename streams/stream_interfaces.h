@@ -1,0 +1,85 @@
+// The stream interfaces, in their slot order.
+//
+// Results: S_OK; S_FALSE from a read that delivered nothing; E_NOTIMPL from every slot that a class
+// does not support; E_NOINTERFACE; E_FAIL; STG_E_INVALIDFUNCTION from a seek outside the stream;
+// E_INVALIDARG; E_UNEXPECTED; E_POINTER for a null output pointer that cannot be left out. Counts
+// are bytes. Output pointers for counts and positions may be null unless a class says otherwise.
+#pragma once
+
+#include <boost/smart_ptr/shared_array.hpp>
+#include <cstdint>
+
+#include "strings/atl_string_a.h"
+#include "strings/guid.h"
+#include "strings/unknown.h"
+#include "strings/windows_types.h"
+
+namespace orvik {
+
+struct _LARGE_INTEGER {
+  std::int64_t QuadPart = 0;
+};
+struct _ULARGE_INTEGER {
+  std::uint64_t QuadPart = 0;
+};
+
+inline constexpr _GUID GUID_NULL{};
+// This system's own value.
+inline constexpr _GUID IID_IStream{0, 0, 0, {0xC0, 0, 0, 0, 0, 0, 0, 0x46}};
+
+// Origins of IStream::Seek.
+inline constexpr unsigned long STREAM_SEEK_SET = 0;
+inline constexpr unsigned long STREAM_SEEK_CUR = 1;
+inline constexpr unsigned long STREAM_SEEK_END = 2;
+
+inline constexpr std::uint32_t STGTY_STREAM = 2;     // tagSTATSTG::type
+inline constexpr unsigned long STATFLAG_NONAME = 1;  // flag of IStream::Stat
+
+// What IStream::Stat tells.
+struct tagSTATSTG {
+  char16_t* pwcsName = nullptr;  // the caller frees it with CoTaskMemFree
+  std::uint32_t type = 0;
+  _ULARGE_INTEGER cbSize;
+  _ULARGE_INTEGER mtime;
+  _ULARGE_INTEGER ctime;
+  _ULARGE_INTEGER atime;
+  std::uint32_t grfMode = 0;
+  std::uint32_t grfLocksSupported = 0;
+  _GUID clsid{};
+  std::uint32_t grfStateBits = 0;
+  std::uint32_t reserved = 0;
+};
+
+class ISequentialStream : public IUnknown {
+ public:
+  virtual HRESULT Read(void* buffer, unsigned long count, unsigned long* read) = 0;
+  virtual HRESULT Write(const void* data, unsigned long count, unsigned long* written) = 0;
+};
+
+class IStream : public ISequentialStream {
+ public:
+  virtual HRESULT Seek(_LARGE_INTEGER move, unsigned long origin,
+                       _ULARGE_INTEGER* new_position) = 0;
+  virtual HRESULT SetSize(_ULARGE_INTEGER size) = 0;
+  virtual HRESULT CopyTo(IStream* target, _ULARGE_INTEGER count, _ULARGE_INTEGER* read,
+                         _ULARGE_INTEGER* written) = 0;
+  virtual HRESULT Commit(unsigned long flags) = 0;
+  virtual HRESULT Revert() = 0;
+  virtual HRESULT LockRegion(_ULARGE_INTEGER offset, _ULARGE_INTEGER count, unsigned long type) = 0;
+  virtual HRESULT UnlockRegion(_ULARGE_INTEGER offset, _ULARGE_INTEGER count,
+                               unsigned long type) = 0;
+  virtual HRESULT Stat(tagSTATSTG* out, unsigned long flags) = 0;
+  virtual HRESULT Clone(IStream** out) = 0;
+};
+
+// A stream that collects what is written in memory and hands it over once.
+class IStreamOnBuffer : public IStream {
+ public:
+  virtual unsigned long GetSize() = 0;
+  // The content is the first GetSize() bytes; the allocation may be larger.
+  virtual boost::shared_array<unsigned char> DetachBufferPointer() = 0;
+  // The content up to its first NUL byte.
+  virtual CAtlStringA DetachBufferAsString() = 0;
+};
+
+}  // namespace orvik

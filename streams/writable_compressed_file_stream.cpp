@@ -1,0 +1,114 @@
+#include "streams/writable_compressed_file_stream.h"
+
+#include <zlib.h>
+
+#include <cerrno>
+#include <limits>
+#include <memory>
+
+#include "files/file_manipulator.h"
+#include "streams/stream_factory.h"
+
+namespace orvik {
+namespace {
+
+constexpr unsigned int kCompressionSlack = 100;
+constexpr int kDefaultLevel = 6;
+
+// Makes the file, so that nobody else's is taken for it; a name that is taken meanwhile is changed.
+void ReserveRawFile(COrvikFilePath& path) {
+  constexpr int kTries = 16;
+  for (int i = 0; i < kTries; ++i) {
+    if (std::FILE* const file = CFileManipulator::OpenFile(path, "wbx")) {
+      std::fclose(file);
+      return;
+    }
+    if (errno != EEXIST) return;
+    path = COrvikFilePath::CreateTempFileName(u".rawstream", {});
+  }
+}
+
+}  // namespace
+
+CWritableCompressedFileStream::CWritableCompressedFileStream(const COrvikFilePath& path) {
+  InitializeStream(path, {});
+}
+
+CWritableCompressedFileStream::CWritableCompressedFileStream(const COrvikFilePath& path,
+                                                             _LARGE_INTEGER start) {
+  InitializeStream(path, start);
+}
+
+CWritableCompressedFileStream::~CWritableCompressedFileStream() {
+  if (target_ != nullptr) std::fclose(target_);
+  if (valid_) CompressFile();
+  CFileManipulator::DeleteFile(raw_path_);
+}
+
+void CWritableCompressedFileStream::InitializeStream(const COrvikFilePath& path,
+                                                     _LARGE_INTEGER start) {
+  start_ = start;
+  target_path_ = path;
+  raw_path_ = COrvikFilePath::CreateTempFileName(u".rawstream", {});
+  if (!target_path_.CanFileBeWrittenTo()) return;
+  target_ = CFileManipulator::OpenFile(path, "wb");
+  if (target_ == nullptr) return;
+  ReserveRawFile(raw_path_);
+  inner_ = CStreamFactory::CreateWritableFileStream(raw_path_, start_);
+  valid_ = inner_ != nullptr;
+}
+
+HRESULT CWritableCompressedFileStream::Write(const void* data, unsigned long count,
+                                             unsigned long* written) {
+  if (inner_ == nullptr) {
+    if (written != nullptr) *written = 0;
+    return E_INVALIDARG;
+  }
+  const HRESULT result = inner_->Write(data, count, written);
+  if (result < 0) return E_INVALIDARG;
+  written_ = true;
+  return result;
+}
+
+bool CWritableCompressedFileStream::CompressFile() {
+  if (inner_ == nullptr) return false;
+  inner_.Release();
+  if (!written_ || !raw_path_.FileExists()) {
+    CFileManipulator::CopyFileTo(target_path_, raw_path_, FALSE);
+  }
+  if (!target_path_.CanFileBeWrittenTo()) return false;
+  if (compressFile(raw_path_, target_path_, kDefaultLevel) == 0) return true;
+  CFileManipulator::CopyFileTo(raw_path_, target_path_, FALSE);
+  return false;
+}
+
+int compressFile(const COrvikFilePath& source, const COrvikFilePath& destination, int) {
+  unsigned char* bytes = nullptr;
+  const unsigned long length = CFileManipulator::ReadFileIntoBuffer(source, bytes);
+  std::unique_ptr<unsigned char[]> input(bytes);
+  if (source.FileExists() && length != source.GetFileSize()) return -1;
+  if (length > std::numeric_limits<unsigned int>::max() - kCompressionSlack) return -1;
+
+  auto output_length = static_cast<unsigned int>(length) + kCompressionSlack;
+  const std::unique_ptr<unsigned char[]> output(new unsigned char[output_length]);
+  const int result =
+      zlib1_compress(output.get(), &output_length, input.get(), static_cast<unsigned int>(length));
+  input.reset();
+  if (result != Z_OK) return result;
+
+  std::FILE* const file = CFileManipulator::OpenFile(destination, "wb");
+  if (file == nullptr) return -1;
+  const bool whole = std::fwrite(output.get(), 1, output_length, file) == output_length;
+  const bool closed = std::fclose(file) == 0;
+  return whole && closed ? 0 : -1;
+}
+
+int zlib1_compress(unsigned char* destination, unsigned int* destination_length,
+                   const unsigned char* source, unsigned int source_length) {
+  uLongf length = *destination_length;
+  const int result = compress(destination, &length, source, source_length);
+  *destination_length = static_cast<unsigned int>(length);
+  return result;
+}
+
+}  // namespace orvik

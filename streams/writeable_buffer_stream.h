@@ -1,0 +1,41 @@
+// A memory stream that only grows.
+//
+// Its size is a 32-bit number: a write that would pass 4 GiB is refused with E_FAIL and changes
+// nothing. After a detach the stream is spent: every write of at least one byte is refused with
+// E_FAIL, further detaches give nothing, and GetSize() keeps its value.
+#pragma once
+
+#include <cstdint>
+#include <cstdlib>
+#include <memory>
+
+#include "streams/reference_counted.h"
+
+namespace orvik {
+
+class CWriteableBufferStream final : public StreamBase<IStreamOnBuffer> {
+ public:
+  // Appends; gives S_OK with all bytes written, or E_FAIL with none. Throws std::bad_alloc when
+  // there is no memory, and the content is kept.
+  HRESULT Write(const void* data, unsigned long count, unsigned long* written) override;
+  unsigned long GetSize() override { return size_; }
+  boost::shared_array<unsigned char> DetachBufferPointer() override;
+  // Writes a NUL byte first, so GetSize() counts it. Empty for content of 2 GiB or more, which no
+  // string can hold.
+  CAtlStringA DetachBufferAsString() override;
+
+ private:
+  struct Free {
+    void operator()(unsigned char* bytes) const { std::free(bytes); }
+  };
+
+  void Grow(std::uint32_t new_size);
+
+  std::unique_ptr<unsigned char, Free> buffer_;
+  std::uint32_t capacity_ = 0;  // what the growth rule gives
+  std::uint32_t size_ = 0;
+  std::size_t room_ = 0;  // bytes really allocated, at least capacity_
+  bool detached_ = false;
+};
+
+}  // namespace orvik
