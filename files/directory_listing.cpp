@@ -1,0 +1,40 @@
+// Listing the entries of folders whose names match a pattern.
+#include <vector>
+
+#include "files/directory_path.h"
+#include "files/folder_walk.h"
+#include "files/wildcard.h"
+
+namespace orvik {
+
+void COrvikDirectoryPath::ListSubDirectories(const CAtlString& pattern,
+                                             CAtlArray<COrvikDirectoryPath>& folders,
+                                             BOOL recursive) const {
+  if (DirectoryExists() == FALSE) return;
+  std::vector<COrvikDirectoryPath> waiting{*this};
+  while (!waiting.empty()) {
+    const COrvikDirectoryPath folder = std::move(waiting.back());
+    waiting.pop_back();
+    WalkFolder(folder, [&](std::u16string_view name, bool is_folder) {
+      if (!is_folder) return;
+      const bool matches = MatchesWildcard(name, pattern.View());
+      if (!matches && recursive == FALSE) return;
+      COrvikDirectoryPath subfolder = folder;
+      subfolder.AddDirectoryToPath(NameInPath(name));
+      if (matches) folders.Add(subfolder);
+      if (recursive != FALSE) waiting.push_back(std::move(subfolder));
+    });
+  }
+  SortPaths(folders);
+}
+
+OSErr COrvikDirectoryPath::FindFilesInDirectory(const CAtlString& pattern,
+                                                CAtlArray<COrvikFilePath>& files) const {
+  if (DirectoryExists() == FALSE) return 0;
+  return WalkFolder(*this, [&](std::u16string_view name, bool is_folder) {
+    if (is_folder || !MatchesWildcard(name, pattern.View())) return;
+    files.Add(CreateFilePath(NameInPath(name)));
+  });
+}
+
+}  // namespace orvik

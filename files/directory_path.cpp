@@ -1,0 +1,153 @@
+#include "files/directory_path.h"
+
+#include <algorithm>
+#include <cstdlib>
+#include <vector>
+
+#include "files/path_age.h"
+#include "files/path_arguments.h"
+#include "files/path_rules.h"
+#include "files/path_text.h"
+#include "files/trace.h"
+#include "files/windows_files.h"
+
+namespace orvik {
+
+COrvikDirectoryPath::COrvikDirectoryPath(const CAtlString& path)
+    : path_(FixFolderPathForPlatform(path)) {}
+
+COrvikDirectoryPath COrvikDirectoryPath::CreateDirectoryPath(const CAtlString& path) {
+  return COrvikDirectoryPath(path);
+}
+
+CAtlString COrvikDirectoryPath::GetDirectoryPathString() const {
+  return path_;
+}
+
+CAtlStringA COrvikDirectoryPath::GetDirectoryPathStringA() const {
+  ATLTRACE(
+      "\r\n\r\nIMPORTANT: you are calling COrvikDirectoryPath::GetDirectoryPathStringA().\r\n"
+      "This function may cause problems if the path contains Unicode characters.\r\n"
+      "Please rewrite your code not to use this function.");
+  return CAtlStringA(path_);
+}
+
+BOOL COrvikDirectoryPath::IsEmptyPath() const {
+  return path_.IsEmpty();
+}
+
+void COrvikDirectoryPath::Empty() {
+  path_.Empty();
+}
+
+BOOL COrvikDirectoryPath::DirectoryExists() const {
+  return !path_.IsEmpty() && PathFileExists(PathArgument(path_)) != FALSE;
+}
+
+void COrvikDirectoryPath::AddDirectoryToPath(const CAtlString& name) {
+  if (!name.IsEmpty()) path_ = FixFolderPathForPlatform(path_ + u'/' + name);
+}
+
+BOOL COrvikDirectoryPath::RemoveLastSubdirectoryFromPath() {
+  const int slash = path_.ReverseFind(u'/');
+  if (slash < 0) return FALSE;
+  path_ = path_.Left(slash);
+  return TRUE;
+}
+
+CAtlString COrvikDirectoryPath::GetLastDirectoryName() const {
+  return CAtlString(PathFindFileName(path_));
+}
+
+COrvikFilePath COrvikDirectoryPath::CreateFilePath(const CAtlString& name) const {
+  return COrvikFilePath(path_ + u'/' + name);
+}
+
+BOOL COrvikDirectoryPath::IsEqualPath(const COrvikDirectoryPath& other) const {
+  return path_.CompareNoCase(other.path_) == 0;
+}
+
+BOOL COrvikDirectoryPath::IsSubdirectoryOf(const COrvikDirectoryPath& other) const {
+  const int length = other.path_.GetLength();
+  return length > 0 && length <= path_.GetLength() &&
+         path_.Left(length).CompareNoCase(other.path_) == 0;
+}
+
+BOOL COrvikDirectoryPath::IsValidForCrossPlatform() const {
+  return FilePathIsValidForAllPlatforms(path_);
+}
+
+void COrvikDirectoryPath::MakeValidForCrossPlatform() {
+  FixFilePathInvalidCharacters(path_);
+}
+
+BOOL COrvikDirectoryPath::CanDirectoryBeWrittenTo() const {
+  ATLTRACE(
+      "\r\n\r\nIMPORTANT: You are calling COrvikDirectoryPath::CanDirectoryBeWrittenTo.\r\n"
+      "This method is NOT implemented on Mac or Windows.\r\n"
+      "Please add Mac and Windows implementations of this method.");
+  return TRUE;
+}
+
+void COrvikDirectoryPath::SortPaths(CAtlArray<COrvikDirectoryPath>& paths) {
+  struct Entry {
+    CAtlString name;
+    COrvikDirectoryPath path;
+  };
+  std::vector<Entry> entries;
+  entries.reserve(paths.GetCount());
+  for (COrvikDirectoryPath& path : paths) {
+    entries.push_back({path.GetLastDirectoryName(), path});
+  }
+  const auto compareDirfunc = [](const Entry& a, const Entry& b) {
+    return a.name.Compare(b.name) < 0;
+  };
+  std::stable_sort(entries.begin(), entries.end(), compareDirfunc);
+  std::transform(entries.begin(), entries.end(), paths.begin(),
+                 [](Entry& entry) { return std::move(entry.path); });
+}
+
+int COrvikDirectoryPath::GetNumberOfDaysOld() const {
+  return DaysSinceModification(path_);
+}
+
+COrvikDirectoryPath COrvikDirectoryPath::CreateUniqueSubDirectoryPath(
+    const COrvikDirectoryPath& parent, const CAtlString& name) {
+  COrvikDirectoryPath candidate = parent;
+  candidate.AddDirectoryToPath(name);
+  for (int number = 1; candidate.DirectoryExists() != FALSE; ++number) {
+    CAtlString numbered = name;
+    numbered.AppendFormat(u"%d", number);
+    candidate = parent;
+    candidate.AddDirectoryToPath(numbered);
+  }
+  return candidate;
+}
+
+COrvikFilePath COrvikDirectoryPath::CreateUniqueFilePath(const COrvikDirectoryPath& folder,
+                                                         const CAtlString& name,
+                                                         const CAtlString& extension) {
+  if (folder.DirectoryExists() == FALSE) return COrvikFilePath(name);
+  CAtlString dotted = extension;
+  if (!dotted.IsEmpty() && dotted[0] != u'.') dotted = u'.' + dotted;
+  COrvikFilePath candidate = folder.CreateFilePath(name + dotted);
+  for (int number = 2; candidate.FileExists() != FALSE; ++number) {
+    CAtlString numbered = name;
+    numbered.AppendFormat(u" %d", number);
+    candidate = folder.CreateFilePath(numbered + dotted);
+  }
+  return candidate;
+}
+
+COrvikFilePath COrvikDirectoryPath::CreateTempFileNameInDirectory(
+    const CAtlString& name, const CAtlString& extension) const {
+  COrvikFilePath candidate = CreateFilePath(name + extension);
+  while (candidate.FileExists() != FALSE) {
+    CAtlString numbered = name;
+    numbered.AppendFormat(u"(%d)", std::rand());
+    candidate = CreateFilePath(numbered + extension);
+  }
+  return candidate;
+}
+
+}  // namespace orvik

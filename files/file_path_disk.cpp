@@ -1,0 +1,130 @@
+// The members of COrvikFilePath that look at the disk.
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <memory>
+
+#include "files/checksum.h"
+#include "files/file_manipulator.h"
+#include "files/file_path.h"
+#include "files/path_age.h"
+#include "files/path_arguments.h"
+#include "files/windows_file_refs.h"
+#include "files/windows_files.h"
+
+namespace orvik {
+namespace {
+
+constexpr UInt16 kOwnerMayWrite = 0200;
+
+BOOL AllowOwnerToWrite(const char16_t* path) {
+  FSRef ref;
+  FSCatalogInfo info;
+  if (GetFSRefFromFilename(path, &ref, false, false) != 0 ||
+      FSGetCatalogInfo(&ref, kFSCatInfoPermissions, &info, nullptr, nullptr, nullptr) != 0) {
+    return FALSE;
+  }
+  info.permissions.mode |= kOwnerMayWrite;
+  return FSSetCatalogInfo(&ref, kFSCatInfoPermissions, &info) == 0;
+}
+
+// Closes itself; -1 when there is none.
+class Descriptor {
+ public:
+  explicit Descriptor(int number) : number_(number) {}
+  ~Descriptor() {
+    if (number_ >= 0) close(number_);
+  }
+  Descriptor(const Descriptor&) = delete;
+  Descriptor& operator=(const Descriptor&) = delete;
+  int get() const { return number_; }
+
+ private:
+  int number_;
+};
+
+// The bytes read, which are fewer than asked for only at the end of the file; -1 on failure.
+ssize_t ReadPiece(int file, unsigned char* buffer, std::size_t count) {
+  std::size_t done = 0;
+  while (done < count) {
+    const ssize_t got = read(file, buffer + done, count - done);
+    if (got < 0 && errno == EINTR) continue;
+    if (got < 0) return -1;
+    if (got == 0) break;
+    done += static_cast<std::size_t>(got);
+  }
+  return static_cast<ssize_t>(done);
+}
+
+}  // namespace
+
+BOOL COrvikFilePath::FileExists() const {
+  return !path_.IsEmpty() && PathFileExists(PathArgument(path_)) != FALSE;
+}
+
+BOOL COrvikFilePath::IsDirectory() const {
+  return PathIsDirectory(PathArgument(path_));
+}
+
+BOOL COrvikFilePath::IsExecutable() const {
+  return IsDirectory() == FALSE && PathIsExe(PathArgument(path_)) != 0;
+}
+
+int COrvikFilePath::GetNumberOfDaysOld() const {
+  return DaysSinceModification(path_);
+}
+
+BOOL COrvikFilePath::SetFileReadOnly() const {
+  if (FileExists() == FALSE) return TRUE;
+  const DWORD attributes = GetFileAttributes(PathArgument(path_));
+  if (attributes == INVALID_FILE_ATTRIBUTES) return FALSE;
+  return SetFileAttributes(PathArgument(path_), attributes | FILE_ATTRIBUTE_READONLY);
+}
+
+BOOL COrvikFilePath::ClearFileReadOnly() const {
+  if (FileExists() == FALSE) return TRUE;
+  const DWORD attributes = GetFileAttributes(PathArgument(path_));
+  if (attributes == INVALID_FILE_ATTRIBUTES) return FALSE;
+  if (attributes == FILE_ATTRIBUTE_READONLY) return AllowOwnerToWrite(PathArgument(path_));
+  return SetFileAttributes(PathArgument(path_), attributes & ~FILE_ATTRIBUTE_READONLY);
+}
+
+BOOL COrvikFilePath::CanFileBeWrittenTo() const {
+  return FileExists() == FALSE ||
+         (GetFileAttributes(PathArgument(path_)) & FILE_ATTRIBUTE_READONLY) == 0;
+}
+
+DWORD COrvikFilePath::GetFileSize() const {
+  constexpr DWORD kUnknown = 0xFFFFFFFF;
+  if (FileExists() == FALSE || IsDirectory() != FALSE) return kUnknown;
+  const std::unique_ptr<std::FILE, int (*)(std::FILE*)> file(
+      CFileManipulator::OpenFile(*this, "rb"), &std::fclose);
+  struct stat record;
+  if (!file || fstat(fileno(file.get()), &record) != 0 || !S_ISREG(record.st_mode)) return kUnknown;
+  return record.st_size < off_t{kUnknown} ? static_cast<DWORD>(record.st_size) : kUnknown;
+}
+
+std::uint32_t COrvikFilePath::GetFileChecksum() const {
+  constexpr std::size_t kPiece = 256 * 1024;
+  const std::optional<std::string> bytes = PathForLibc(path_);
+  if (!bytes) return 0;
+  // Without O_NONBLOCK a pipe would be waited for.
+  const Descriptor file(open(bytes->c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY));
+  struct stat record;
+  if (file.get() < 0 || fstat(file.get(), &record) != 0 || !S_ISREG(record.st_mode)) return 0;
+  const auto size = static_cast<std::size_t>(record.st_size);
+  const auto buffer = std::make_unique_for_overwrite<unsigned char[]>(std::min(size, kPiece));
+  std::uint32_t checksum = 0;
+  for (std::size_t done = 0; done < size;) {
+    const std::size_t wanted = std::min(size - done, kPiece);
+    if (ReadPiece(file.get(), buffer.get(), wanted) != static_cast<ssize_t>(wanted)) return 0;
+    checksum = ContinueCRC32(checksum, buffer.get(), static_cast<long>(wanted));
+    done += wanted;
+  }
+  return checksum;
+}
+
+}  // namespace orvik

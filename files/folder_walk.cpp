@@ -1,0 +1,82 @@
+#include "files/folder_walk.h"
+
+#include <sys/stat.h>
+
+#include <algorithm>
+#include <string_view>
+#include <vector>
+
+#include "files/path_arguments.h"
+#include "files/windows_file_refs.h"
+#include "platform/carbon/iteration.h"
+#include "platform/core_foundation/string.h"
+#include "platform/host/file_names.h"
+
+namespace orvik {
+namespace {
+
+constexpr ItemCount kBatch = 64;
+
+// Units below U+0300 are composed and do not combine with one another.
+bool IsSurelyComposed(std::u16string_view name) {
+  return std::all_of(name.begin(), name.end(), [](char16_t unit) { return unit < 0x300; });
+}
+
+std::u16string Compose(std::u16string_view name) {
+  const CFMutableStringRef text = CFStringCreateMutable(kCFAllocatorDefault, 0);
+  CFStringAppendCharacters(text, name.data(), static_cast<CFIndex>(name.size()));
+  CFStringNormalize(text, kCFStringNormalizationFormC);
+  std::u16string composed(static_cast<std::size_t>(CFStringGetLength(text)), u'\0');
+  CFStringGetCharacters(text, CFRangeMake(0, CFStringGetLength(text)), composed.data());
+  CFRelease(text);
+  return composed;
+}
+
+bool Exists(const std::string& folder, std::u16string_view name) {
+  const std::optional<std::string> bytes = host::FileNameToBytes(name);
+  struct stat record;
+  return bytes && lstat((folder + "/" + *bytes).c_str(), &record) == 0;
+}
+
+// The name under which an entry of `folder` is told.
+std::u16string TellingName(const std::string& folder, std::u16string_view name) {
+  std::u16string composed = IsSurelyComposed(name) ? std::u16string(name) : Compose(name);
+  // The composed name must not be taken by another entry: it would be told twice.
+  if (composed != name && Exists(folder, composed)) composed = name;
+  return composed;
+}
+
+}  // namespace
+
+OSErr WalkFolder(const COrvikDirectoryPath& folder,
+                 const std::function<void(std::u16string_view name, bool is_folder)>& visit) {
+  FSRef ref;
+  FSIterator iterator = nullptr;
+  OSErr status =
+      GetFSRefFromFilename(PathArgument(folder.GetDirectoryPathString()), &ref, false, false);
+  if (status == 0) status = FSOpenIterator(&ref, kFSIterateFlat, &iterator);
+  if (status != 0) return status;
+  std::string path;
+  FSRefCopyPath(&ref, &path);
+
+  std::vector<FSCatalogInfo> infos(kBatch);
+  std::vector<HFSUniStr255> names(kBatch);
+  for (OSErr fetched = 0; fetched == 0;) {
+    ItemCount count = 0;
+    fetched = FSGetCatalogInfoBulk(iterator, kBatch, &count, nullptr, kFSCatInfoFolderFlagOnly,
+                                   infos.data(), nullptr, nullptr, names.data());
+    for (ItemCount i = 0; i < count; ++i) {
+      const std::u16string_view name(names[i].unicode, names[i].length);
+      visit(TellingName(path, name), (infos[i].nodeFlags & kFSNodeIsDirectoryMask) != 0);
+    }
+  }
+  return FSCloseIterator(iterator);
+}
+
+CAtlString NameInPath(std::u16string_view name) {
+  CAtlString text(name);
+  text.Replace(u'\\', char16_t{0xDC5C});
+  return text;
+}
+
+}  // namespace orvik

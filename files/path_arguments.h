@@ -1,0 +1,22 @@
+// Paths on their way out of the path values.
+#pragma once
+
+#include <optional>
+#include <string>
+
+#include "strings/atl_string.h"
+
+namespace orvik {
+
+// The path for the Windows-named calls: null, which they refuse, when it holds a NUL, behind which
+// they would not see the rest and so find another file.
+const char16_t* PathArgument(const CAtlString& path);
+
+// The path as bytes for libc; nothing when no file can have that name. A file that exists under the
+// composed or decomposed spelling of the path only is found (host/file_names.h has the bytes).
+std::optional<std::string> PathForLibc(const CAtlString& path);
+
+// The path of a file of the platform.
+CAtlString PathFromBytes(std::string_view bytes);
+
+}  // namespace orvik
