@@ -1,8 +1,8 @@
 #include "strings/atl_string.h"
 
 #include "strings/atl_string_a.h"
-#include "strings/latin1.h"
 #include "strings/string_buffer_impl.h"
+#include "strings/uca.h"
 
 namespace orvik {
 
@@ -17,7 +17,7 @@ void Write(char16_t* to, std::u16string_view text) {
   string_buffer::CopyUnits(to, text.data(), text.size());
 }
 void Write(char16_t* to, std::string_view text) {
-  WidenLatin1(text.data(), text.size(), to);
+  WidenLatin1(text.data(), to, text.size());
 }
 
 template <typename A, typename B>
@@ -45,7 +45,7 @@ CAtlString::CAtlString(const char* text, int n) {
 
 CAtlString::CAtlString(char16_t unit, int n) : Base(n, unit) {}
 
-CAtlString::CAtlString(char byte, int n) : Base(n, static_cast<unsigned char>(byte)) {}
+CAtlString::CAtlString(char byte, int n) : Base(n, makeUCHFromCH(byte)) {}
 
 CAtlString::CAtlString(const CAtlStringA& text) {
   ConcatInPlace(text.GetLength(), text.GetString());
@@ -63,7 +63,7 @@ CAtlString& CAtlString::operator=(char16_t unit) {
 }
 
 CAtlString& CAtlString::operator=(char byte) {
-  return *this = char16_t{static_cast<unsigned char>(byte)};
+  return *this = makeUCHFromCH(byte);
 }
 
 CAtlString& CAtlString::operator=(const char* text) {
@@ -129,7 +129,7 @@ int CAtlString::Find(const char* text, int start) const {
 }
 
 int CAtlString::Find(char byte, int start) const {
-  return Find(char16_t{static_cast<unsigned char>(byte)}, start);
+  return Find(makeUCHFromCH(byte), start);
 }
 
 int CAtlString::FindOneOf(const char* set) const {
@@ -137,11 +137,11 @@ int CAtlString::FindOneOf(const char* set) const {
 }
 
 int CAtlString::ReverseFind(char byte) const {
-  return ReverseFind(char16_t{static_cast<unsigned char>(byte)});
+  return ReverseFind(makeUCHFromCH(byte));
 }
 
 CAtlString& CAtlString::TrimLeft(char byte) {
-  return TrimLeft(char16_t{static_cast<unsigned char>(byte)});
+  return TrimLeft(makeUCHFromCH(byte));
 }
 
 CAtlString& CAtlString::TrimLeft(const char* set) {
@@ -149,7 +149,7 @@ CAtlString& CAtlString::TrimLeft(const char* set) {
 }
 
 CAtlString& CAtlString::TrimRight(char byte) {
-  return TrimRight(char16_t{static_cast<unsigned char>(byte)});
+  return TrimRight(makeUCHFromCH(byte));
 }
 
 CAtlString& CAtlString::TrimRight(const char* set) {

@@ -3,8 +3,8 @@
 #include <algorithm>
 #include <cctype>
 
-#include "strings/latin1.h"
 #include "strings/string_buffer_impl.h"
+#include "strings/uca.h"
 
 namespace orvik {
 
@@ -19,7 +19,13 @@ void Write(char* to, std::string_view text) {
   string_buffer::CopyUnits(to, text.data(), text.size());
 }
 void Write(char* to, std::u16string_view text) {
-  NarrowLatin1(text.data(), text.size(), to);
+  NarrowLatin1(text.data(), to, text.size());
+}
+
+char Narrowed(char16_t unit) {
+  char byte;
+  NarrowLatin1(&unit, &byte, 1);
+  return byte;
 }
 
 template <typename A, typename B>
@@ -53,7 +59,7 @@ CAtlStringA::CAtlStringA(const char16_t* text, int n) {
 
 CAtlStringA::CAtlStringA(char byte, int n) : Base(n, byte) {}
 
-CAtlStringA::CAtlStringA(char16_t unit, int n) : Base(n, NarrowLatin1Unit(unit)) {}
+CAtlStringA::CAtlStringA(char16_t unit, int n) : Base(n, Narrowed(unit)) {}
 
 CAtlStringA::CAtlStringA(const CAtlString& text) {
   Write(AppendBuffer(text.View().size()), text.View());
@@ -75,7 +81,7 @@ CAtlStringA& CAtlStringA::operator=(char byte) {
 }
 
 CAtlStringA& CAtlStringA::operator=(char16_t unit) {
-  return *this = NarrowLatin1Unit(unit);
+  return *this = Narrowed(unit);
 }
 
 CAtlStringA& CAtlStringA::operator=(const char16_t* text) {
@@ -111,7 +117,7 @@ CAtlStringA& CAtlStringA::operator+=(const char16_t* text) {
 }
 
 CAtlStringA& CAtlStringA::operator+=(char16_t unit) {
-  return *this += NarrowLatin1Unit(unit);
+  return *this += Narrowed(unit);
 }
 
 CAtlStringA& CAtlStringA::MakeUpper() {

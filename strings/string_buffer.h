@@ -179,9 +179,12 @@ class StringBuffer {
   void Assign(const StringBuffer& other);
   void Assign(StringBuffer&& other);
   void Assign(std::size_t length, const Unit* text);
-  // The buffer for a content of n units that the caller writes at once, terminator in place.
+  // A fresh block for a content of that length with some spare units. Like with the next two, the
+  // caller writes the content at once; the terminator is there.
+  Unit* FreshBuffer(std::size_t length, std::size_t spare);
+  // The own block for a content of that length, when it is not shared and large enough.
   Unit* AssignBuffer(std::size_t length);
-  // A private buffer with n more units after the content, which the caller writes at once.
+  // A private block with n more units after the content; points at the first of them.
   Unit* AppendBuffer(std::size_t n);
 
  private:

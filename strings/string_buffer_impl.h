@@ -109,6 +109,13 @@ void StringBuffer<Derived, Units>::AllocBeforeWrite(int n) {
 }
 
 template <typename Derived, typename Units>
+auto StringBuffer<Derived, Units>::FreshBuffer(std::size_t length, std::size_t spare) -> Unit* {
+  Adopt(NewBlock(length + spare));
+  SetLength(length);
+  return data_;
+}
+
+template <typename Derived, typename Units>
 auto StringBuffer<Derived, Units>::AssignBuffer(std::size_t length) -> Unit* {
   AllocBeforeWrite(string_buffer::Length(length));
   SetLength(length);

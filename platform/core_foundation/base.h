@@ -30,6 +30,11 @@ consteval FourCharCode FourCC(const char (&code)[5]) {
   return value;
 }
 
+// A string of either family, mutable or not.
+class NSString;
+using CFStringRef = const NSString*;
+using CFMutableStringRef = NSString*;
+
 using CFTypeRef = const void*;  // the address of an NSObject
 using CFIndex = long;
 using CFTypeID = unsigned long;

@@ -1,0 +1,87 @@
+// Preferences: one property-list file per domain, user and host.
+//
+//   user          host          file
+//   CurrentUser   AnyHost       <home>/Library/Preferences/<domain>.plist
+//   CurrentUser   CurrentHost   <home>/Library/Preferences/ByHost/<domain>.<host name>.plist
+//   AnyUser       CurrentHost   <system root>/Library/Preferences/<domain>.plist
+//   AnyUser       AnyHost       <system root>/Network/Library/Preferences/<domain>.plist
+//
+// Any other user or host, and a refused domain, has no file: nothing is found, set or saved. A
+// domain is refused that is empty, longer than 1,023 bytes of UTF-8, holds NUL or a lone surrogate,
+// or whose name would leave the folder or change with the way it is spelled (a leading or trailing
+// "/", or an empty, "." or ".." component).
+//
+// Values of any user are saved as they are set. Values of the current user wait in memory until
+// CFPreferencesSynchronize, which, under a kernel lock of the folder, puts the entries set or
+// removed here into what the file holds by then and leaves all others as other processes saved
+// them. A file that somebody else replaced is noticed at the next call of any kind; an unchanged
+// one is not read again, and nothing is written that is there already.
+//
+// Files are XML, written as host/replace_file.h does and flushed to disk; a domain that ends in
+// ".lock" is not flushed, because what it says does not outlive a restart of the machine. A file
+// that is no property list of entries reads as empty and is kept beside the first one that is saved
+// over it, as "<file>.damaged"; one that cannot be read is never saved over.
+//
+// Calls may come from several threads.
+#pragma once
+
+#include <string>
+
+#include "platform/core_foundation/array.h"
+#include "platform/core_foundation/base.h"
+#include "platform/core_foundation/dictionary.h"
+#include "platform/core_foundation/property_list.h"
+
+namespace orvik {
+
+inline constexpr CFIndex kPreferencesMaximumDomainBytes = 1023;
+
+extern const CFStringRef kCFPreferencesCurrentUser;
+extern const CFStringRef kCFPreferencesAnyUser;
+extern const CFStringRef kCFPreferencesCurrentHost;
+extern const CFStringRef kCFPreferencesAnyHost;
+// As a domain: the bundle identifier of the program, or the name of its file without one.
+extern const CFStringRef kCFPreferencesCurrentApplication;
+// As a domain: ".GlobalPreferences".
+extern const CFStringRef kCFPreferencesAnyApplication;
+
+// The value of an entry as this process sees it, owned by the caller and not to be changed; null
+// when there is none.
+CFPropertyListRef CFPreferencesCopyValue(CFStringRef key, CFStringRef domain, CFStringRef user,
+                                         CFStringRef host);
+
+// The keys of all entries, or null when there are none; owned by the caller.
+CFArrayRef CFPreferencesCopyKeyList(CFStringRef domain, CFStringRef user, CFStringRef host);
+
+// The entries of the keys in the array, or all entries for null; owned by the caller, never null.
+CFDictionaryRef CFPreferencesCopyMultiple(CFArrayRef keys, CFStringRef domain, CFStringRef user,
+                                          CFStringRef host);
+
+// Sets an entry, or removes it (null). The value is copied. A value that is no property list is
+// not set.
+void CFPreferencesSetValue(CFStringRef key, CFPropertyListRef value, CFStringRef domain,
+                           CFStringRef user, CFStringRef host);
+
+// False when the changes could not be saved; they are kept and tried again at the next call.
+Boolean CFPreferencesSynchronize(CFStringRef domain, CFStringRef user, CFStringRef host);
+
+namespace host {
+
+// The two calls above with the reason: 0, or a status of host/errno_status.h (bdNamErr for a
+// refused domain, paramErr for a value that is no property list). A value of any user that could
+// not be saved is not set.
+OSStatus PreferencesSetValue(CFStringRef key, CFPropertyListRef value, CFStringRef domain,
+                             CFStringRef user, CFStringRef host);
+OSStatus PreferencesSynchronize(CFStringRef domain, CFStringRef user, CFStringRef host);
+
+// The path (bytes) of the file behind a domain, whether or not it exists; "" when there is none.
+std::string PreferencesFile(CFStringRef domain, CFStringRef user, CFStringRef host);
+
+// What to lock (host/file_lock.h) to keep CFPreferencesSynchronize and CFPreferencesSetValue of
+// other threads and processes from changing that file: its folder, made when missing. The calls may
+// be made by the thread that holds the lock. "" when the folder cannot be made.
+std::string PreferencesLockPath(const std::string& file);
+
+}  // namespace host
+
+}  // namespace orvik

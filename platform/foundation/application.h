@@ -1,0 +1,30 @@
+// The application object of a program that shows no windows.
+#pragma once
+
+#include "platform/foundation/object.h"
+
+namespace orvik {
+
+class NSApplication final : public NSObject {
+ public:
+  // activateIgnoringOtherApps:. A program without windows has nothing to bring to the front, so the
+  // request is only remembered.
+  void activateIgnoringOtherApps(ObjCBool flag);
+
+  // Whether the application asked to be in front.
+  ObjCBool isActive() const { return is_active_; }
+
+  constexpr NSApplication() = default;
+  ~NSApplication() override = default;
+
+ private:
+  ObjCBool is_active_ = NO;
+};
+
+// Makes the application object. YES, also when called again.
+ObjCBool NSApplicationLoad();
+
+// The application object of the process; null before NSApplicationLoad.
+NSApplication* NSApp();
+
+}  // namespace orvik

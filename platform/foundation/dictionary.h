@@ -1,0 +1,73 @@
+// Collections of objects under keys.
+#pragma once
+
+#include <cstdint>
+#include <vector>
+
+#include "platform/foundation/array.h"
+#include "platform/foundation/object.h"
+
+namespace orvik {
+
+// Looks values up by their keys' hash and walks them in the order in which the keys were first put
+// in. Retains its values; keys are kept as immutable copies. Null is no key and no value. Changes
+// to an immutable dictionary do nothing.
+class NSDictionary final : public NSObject {
+ public:
+  struct Entry {
+    const NSObject* key;  // null where an entry was removed
+    const NSObject* value;
+    CFHashCode hash;
+  };
+
+  // An empty dictionary, owned by the caller.
+  static NSDictionary* Create(bool is_mutable = true, std::size_t capacity = 0);
+
+  // An empty mutable dictionary, autoreleased.
+  static NSDictionary* dictionary();
+  static NSDictionary* dictionaryWithCapacity(CFIndex capacity);
+
+  CFIndex count() const { return static_cast<CFIndex>(count_); }
+  NSObject* objectForKey(const NSObject* key) const;
+  // The keys, autoreleased.
+  NSArray* allKeys() const;
+  NSEnumerator* keyEnumerator() const;
+
+  // setObject:forKey:
+  void setObject(const NSObject* value, const NSObject* key);
+  void removeObjectForKey(const NSObject* key);
+  void removeAllObjects();
+
+  // Puts a value in whose reference, like that of the key, the caller gives up, also into an
+  // immutable dictionary that is still being made. The key must be immutable.
+  void SetOwned(const NSObject* key, const NSObject* value);
+
+  // In order; skip those without a key.
+  const std::vector<Entry>& Entries() const { return entries_; }
+  bool isMutable() const { return is_mutable_; }
+
+  CFTypeID typeID() const override;
+  bool isEqual(const NSObject* other) const override;
+  CFHashCode hash() const override;
+  NSObject* copy() const override;
+  NSObject* mutableCopy() const override;
+  const NSString* description() const override;
+
+ private:
+  explicit NSDictionary(bool is_mutable) : is_mutable_(is_mutable) {}
+  ~NSDictionary() override;
+
+  NSDictionary* CopyEntries(bool is_mutable) const;
+  std::size_t Find(const NSObject* key, CFHashCode hash) const;
+  void Rebuild(std::size_t capacity);
+  void Place(std::uint32_t entry);
+
+  std::vector<Entry> entries_;
+  std::vector<std::uint32_t> slots_;  // entry + 1, open addressing; 0 is free
+  std::size_t count_ = 0;
+  bool is_mutable_;
+};
+
+using NSMutableDictionary = NSDictionary;
+
+}  // namespace orvik

@@ -1,0 +1,12 @@
+// Formatted lines in the system log.
+#pragma once
+
+#include "platform/foundation/string.h"
+
+namespace orvik {
+
+// Formats as CFStringCreateWithFormat does ("%@" takes an object) and sends the text, in UTF-8, to
+// the system log at priority warning.
+void NSLog(const NSString* format, ...);
+
+}  // namespace orvik

@@ -1,0 +1,60 @@
+// The user's defaults: here, the argument domain, which is the command line of the program.
+//
+// An argument that begins with "-" and has at least one more character is a name (without the
+// dash); the argument after it is its value, whatever that begins with and also when it is empty.
+// Of a name given more than once the last value holds. A name at the very end has no value and is
+// ignored, and so are arguments that are neither name nor value.
+//
+//   -a 1 -b -2 stray -c "" -a 3 -d    a = "3", b = "-2", c = ""
+//
+// Bytes that are not UTF-8 are kept as host/file_names.h says.
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "platform/foundation/dictionary.h"
+#include "platform/foundation/object.h"
+#include "platform/foundation/string.h"
+
+namespace orvik {
+
+class NSUserDefaults final : public NSObject {
+ public:
+  // The one object of the process, made at first use from the command line with which it was
+  // started (whoever else runs main); not to be released.
+  static NSUserDefaults* standardUserDefaults();
+
+  // Of these arguments (without the program's name); owned by the caller.
+  static NSUserDefaults* CreateWithArguments(const std::vector<std::string>& arguments);
+
+  // stringForKey:. Null when the name was not given. Belongs to the defaults.
+  const NSString* stringForKey(const NSString* name) const;
+  // boolForKey:. YES for "YES" and "true" in any case and for text whose integer value is not 0
+  // (white space, sign and leading zeros are passed over), else NO.
+  ObjCBool boolForKey(const NSString* name) const;
+  // integerForKey:. The text's integer value, 0 without one.
+  long integerForKey(const NSString* name) const;
+
+ private:
+  friend class ScopedArguments;
+  explicit NSUserDefaults(const std::vector<std::string>& arguments);
+  ~NSUserDefaults() override;
+
+  NSDictionary* arguments_;
+};
+
+// Gives the standard defaults other arguments for the life of the object, for tests. Objects nest.
+class ScopedArguments {
+ public:
+  explicit ScopedArguments(const std::vector<std::string>& arguments);
+  ~ScopedArguments();
+  ScopedArguments(const ScopedArguments&) = delete;
+  ScopedArguments& operator=(const ScopedArguments&) = delete;
+
+ private:
+  NSUserDefaults* own_;
+  NSUserDefaults* outer_;
+};
+
+}  // namespace orvik

@@ -1,0 +1,48 @@
+// Whole files: read at once, and replaced so that a reader sees the old content or the new one,
+// never a part.
+//
+// Replacing writes a file without a name on the same volume, flushes it, gives it a name beside the
+// target and renames it over the target. A process that is killed before the name is given leaves
+// nothing; one that is killed between the name and the rename leaves ".<name>.orvik-<n>" (n = 0..7,
+// a hash in place of a name too long). Whoever writes keeps a kernel lock on the file of that name,
+// so that the next one to replace the same target knows an abandoned one and removes it. Where the
+// volume knows no files without a name, the file has that name from the start.
+//
+// Failures are error numbers of Linux; 0 is success. After a failure the old file is as it was.
+#pragma once
+
+#include <string>
+#include <string_view>
+
+#include "platform/host/file_identity.h"
+
+namespace orvik::host {
+
+// The whole content of a regular file (EISDIR or EINVAL for anything else), without waiting for
+// pipes and devices. `identity`, unless null, is that of the very content that was read.
+int ReadWholeFile(const std::string& path, std::string* content, FileIdentity* identity = nullptr);
+
+enum class Flush {
+  kToDisk,  // outlives a crash of the machine: the file and its folder are flushed
+  kNone,    // old or new for every process, but not after a crash of the machine
+};
+
+struct ReplaceResult {
+  int error = 0;
+  bool wrote = false;     // false also when the content was there already
+  FileIdentity identity;  // of the file afterwards, on success
+};
+
+// Makes the file hold the content. The file's folder must exist.
+//
+// - A file that holds the content already is not touched.
+// - Of an existing file the mode, and the owner, group and extended attributes as far as the rights
+//   allow, are kept; its other hard links keep the old content. A new file has mode 0666 less the
+//   umask.
+// - A symbolic link stays, and what it points to is replaced or made.
+// - A file that the caller may not write is EACCES, as it would be for open; what is no regular
+//   file is EISDIR or EINVAL.
+ReplaceResult ReplaceFile(const std::string& path, std::string_view content,
+                          Flush flush = Flush::kToDisk);
+
+}  // namespace orvik::host

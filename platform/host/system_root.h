@@ -1,0 +1,37 @@
+// Where the system volume and the user's home lie on this machine.
+//
+// Paths are bytes and end without "/", unless said otherwise.
+#pragma once
+
+#include <string>
+#include <string_view>
+
+namespace orvik::host {
+
+// The folder that stands for the system volume: the environment variable ORVIK_SYSTEM_ROOT, when it
+// holds an absolute path, else "" (the machine's own root).
+std::string SystemRoot();
+
+// An absolute path that the system itself names, such as "/Users/Shared", moved below the system
+// root. Whoever spells such a path in code calls this; folders found with FSFindFolder are moved
+// already.
+std::string SystemPath(std::string_view path);
+
+// The one rule for absolute paths that reach the file manager, NSData and so on without their
+// caller's knowledge of the root: a path in "/Library" or "/Users/Shared" is the system volume's
+// and is moved below the root, unless it lies below the root already. Every other path is meant
+// as it is.
+std::string ResolvePath(std::string_view path);
+
+// The environment variable HOME when it holds an absolute path, else the home in the password
+// database, else "/".
+std::string HomeFolder();
+
+// The environment variable TMPDIR when it holds an absolute path, else "/tmp".
+std::string TemporaryFolder();
+
+// Makes a folder with all missing parents (mode 0777 less the umask): 0, or an error number. A
+// folder that exists is success.
+int MakeFolders(const std::string& path);
+
+}  // namespace orvik::host
