@@ -33,6 +33,7 @@ constexpr std::array<ScopeName, 9> kScopeNames = {{{"shared", 0},
 // A text argument that is not UTF-8 ends the parsing with a clear error.
 class Text {
  public:
+  explicit Text(const char* ascii = "") : value_(ascii) {}
   const CAtlString& Value() const { return value_; }
 
   CLI::Option* AddTo(CLI::App* app, const std::string& name, const std::string& help) {
@@ -198,7 +199,8 @@ class CommandLine {
   CLI::App app_{"Looks into, changes and repairs the ORVIK preference store.", "orvikprefs"};
   std::function<int()> action_;
 
-  Text domain_, key_, name_, value_, old_value_, text_;
+  Text domain_{kDefaultDomain};
+  Text key_, name_, value_, old_value_, text_;
   std::string root_, format_ = "xml", file_ = "-";
   bool type_only_ = false, recursive_ = false, ignore_case_ = false;
   bool status_tells_ = false, release_ = false, force_ = false;
