@@ -22,6 +22,7 @@ install(TARGETS postflight RUNTIME DESTINATION ${CMAKE_INSTALL_SBINDIR})
 install(TARGETS orvikprefs RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
 install(FILES docs/orvikprefs.1 DESTINATION ${CMAKE_INSTALL_MANDIR}/man1)
 install(FILES docs/postflight.8 DESTINATION ${CMAKE_INSTALL_MANDIR}/man8)
+install(FILES docs/postflight.8 DESTINATION ${CMAKE_INSTALL_MANDIR}/man8)
 
 set(package_dir ${CMAKE_INSTALL_LIBDIR}/cmake/orvik)
 install(EXPORT orvik_targets NAMESPACE orvik:: DESTINATION ${package_dir})
