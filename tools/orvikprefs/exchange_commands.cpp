@@ -1,4 +1,5 @@
 #include <cstdio>
+#include <cstring>
 #include <memory>
 #include <ostream>
 
@@ -127,7 +128,7 @@ int Export(const Context& context, Format format, const std::string& file) {
     context.out->write(bytes.data(), static_cast<std::streamsize>(bytes.size()));
     return kDone;
   }
-  const int error = host::ReplaceFile(file, bytes.data(), bytes.size());
+  const int error = host::ReplaceFile(file, bytes).error;
   if (error != 0)
     return context.Fail(kNotSaved, "\"" + Escaped(file) + "\": " + std::strerror(error));
   context.Confirm("exported to \"" + Escaped(file) + "\"");

@@ -1,8 +1,7 @@
 #include <ostream>
 
-#include "platform/host/replace_file.h"
+#include "platform/host/file_access.h"
 #include "prefs/reporting.h"
-#include "prefs/scope.h"
 #include "tools/orvikprefs/commands.h"
 #include "tools/orvikprefs/text.h"
 
@@ -31,7 +30,7 @@ int Where(const Context& context) {
     const std::string file = PreferenceFilePath(row.scope, context.domain);
     if (file.empty()) return context.Fail(kUsage, "the domain cannot name a file");
     const std::string state = StateOf(CopyDomain(row.scope, context.domain).status);
-    const std::string access = host::CanReplaceFile(file) ? "writable" : "read-only";
+    const std::string access = host::ReplaceAccess(file) == 0 ? "writable" : "read-only";
     if (context.json) {
       rows.push_back({{"scope", row.name}, {"file", file}, {"state", state}, {"access", access}});
     } else if (context.terminal && !context.null_separated) {
