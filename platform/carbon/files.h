@@ -21,6 +21,7 @@
 
 namespace orvik {
 
+// A mounted volume: a negative number that stands for the mount while the process runs.
 using FSVolumeRefNum = SInt16;
 using FSCatalogInfoBitmap = UInt32;
 using TextEncodingHint = UInt32;
@@ -43,7 +44,7 @@ struct FSPermissionInfo {
   UInt32 userID = 0;
   UInt32 groupID = 0;
   UInt8 reserved1 = 0;
-  UInt8 userAccess = 0;  // access the caller has: 1 execute, 2 write, 4 read
+  UInt8 userAccess = 0;  // not filled
   UInt16 mode = 0;       // POSIX mode with the type bits
   UInt32 reserved2 = 0;
 };
@@ -124,8 +125,8 @@ struct FSSpec {
   HFSUniStr255 name;
 };
 
-// The existing child `name` (units) of a folder. The hint is not used. A name that is not found as
-// spelled is looked for in its composed and decomposed spelling.
+// The existing child `name` (units) of a folder. The hint is not used. The spelling must be that on
+// disk: composed and decomposed letters are different names.
 OSErr FSMakeFSRefUnicode(const FSRef* parent, unsigned long name_length, const UniChar* name,
                          TextEncodingHint hint, FSRef* new_ref);
 
@@ -155,15 +156,12 @@ OSErr FSGetCatalogInfo(const FSRef* ref, FSCatalogInfoBitmap which_info, FSCatal
 // the rest is set and put on after it.
 OSErr FSSetCatalogInfo(const FSRef* ref, FSCatalogInfoBitmap which_info, const FSCatalogInfo* info);
 
-// Sets type, creator and finder flags of the file that `spec` names. The type and creator of a
-// symbolic link on a regular file turn the file into a link to the path that is its content.
+// Sets the finder information of the file that `spec` names. That of a symbolic link cannot be
+// changed: setting its own type and creator succeeds, others give paramErr.
 OSErr FSpSetFInfo(const FSSpec* spec, const FInfo* info);
 
-// The volume an object lies on: a negative number that stands for the device while the process
-// runs.
-FSVolumeRefNum FSVolumeOfDevice(std::uint64_t device);
-
-// Any path on a volume that FSVolumeOfDevice gave, through its mount point. nsvErr when unknown.
+// The folder in which the volume is mounted. nsvErr when the number stands for no volume (any
+// more).
 OSErr FSVolumeMountPoint(FSVolumeRefNum volume, FSRef* mount_point);
 
 }  // namespace orvik

@@ -38,7 +38,8 @@ inline constexpr SInt8 fsRdWrShPerm = 0x04;
 inline constexpr SInt8 fsRdDenyPerm = 0x10;
 inline constexpr SInt8 fsWrDenyPerm = 0x20;
 
-// Where a position counts from; may carry noCacheMask, which advises the kernel to drop the pages.
+// Where a position counts from; may carry noCacheMask, which advises the kernel not
+// to keep the pages for us.
 inline constexpr UInt16 fsAtMark = 0;  // the current position, the offset is ignored
 inline constexpr UInt16 fsFromStart = 1;
 inline constexpr UInt16 fsFromLEOF = 2;
@@ -101,11 +102,5 @@ OSErr FSAllocateFork(FSIORefNum fork, FSAllocationFlags flags, UInt16 position_m
 // the end. Every out argument but `position` may be null.
 OSErr FSIterateForks(const FSRef* ref, CatPositionRec* position, HFSUniStr255* name,
                      SInt64* fork_size, UInt64* fork_physical_size);
-
-// Copies the whole content of one open fork into another, empty one, from position 0 to the exact
-// size. The kernel copies where it can (sharing the blocks when the file system is able to), holes
-// stay holes; the rest goes through `buffer_size` bytes of memory at a time. Space for what is
-// written is reserved first.
-OSErr FSCopyForkContent(FSIORefNum source, FSIORefNum target, unsigned long buffer_size);
 
 }  // namespace orvik

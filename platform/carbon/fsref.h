@@ -42,6 +42,13 @@ inline constexpr int kMaxAnchors = 256;
 inline constexpr OptionBits kFSPathMakeRefDefaultOptions = 0;
 inline constexpr OptionBits kFSPathMakeRefDoNotFollowLeafSymlink = 1;
 
+// Our own option: the reference is used at once and dropped, so nothing is held on to.
+inline constexpr OptionBits kFSPathMakeRefBriefly = 0x100;
+
+// Our own option: when nothing has the path as it is spelled, what has it with accented letters
+// composed or decomposed otherwise.
+inline constexpr OptionBits kFSPathMakeRefAnySpelling = 0x200;
+
 // A reference for an existing object from its path (bytes; UTF-8 unless the name on disk is not).
 // A relative path counts from the current folder. A final symbolic link is followed.
 // `is_directory` may be null.

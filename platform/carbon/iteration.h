@@ -12,7 +12,6 @@ namespace orvik {
 class FSDirectoryIterator;
 using FSIterator = FSDirectoryIterator*;
 using FSIteratorFlags = OptionBits;
-using ItemCount = unsigned long;
 
 inline constexpr FSIteratorFlags kFSIterateFlat = 0;
 inline constexpr FSIteratorFlags kFSIterateDelete = 2;

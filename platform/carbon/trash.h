@@ -20,6 +20,13 @@ namespace orvik {
 // someone else or cannot be written is passed over.
 OSErr FSFindTrashFolder(FSVolumeRefNum volume, Boolean create, FSRef* folder);
 
+// The "files" folder of the user's home trash, whatever volume it lies on.
+OSErr FSFindHomeTrashFolder(Boolean create, FSRef* folder);
+
+// Whether the name of `target_path` (bytes) is in use in a trash: something stands there, or an
+// info file of that name does.
+bool TrashNameIsTaken(std::string_view target_path);
+
 // Writes the info file of something about to be moved to `target_path` (bytes): when the folder of
 // the target is the "files" folder of a trash, makes "info/<name>.trashinfo" with the original path
 // (percent-encoded, relative to the volume's top outside the home trash) and the local time.

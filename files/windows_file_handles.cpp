@@ -1,0 +1,148 @@
+#include "files/windows_file_handles.h"
+
+#include <sys/stat.h>
+
+#include <memory>
+
+#include "files/windows_file_refs.h"
+#include "platform/host/errno_status.h"
+
+namespace orvik {
+namespace {
+
+SInt8 PermissionFor(DWORD desired_access, DWORD share_mode) {
+  const bool shared = share_mode != 0;
+  switch (desired_access) {
+    case kAccessRead:
+    case kAccessReadData:
+      return shared ? fsRdPerm : fsRdDenyPerm;
+    case kAccessWrite:
+      return shared ? fsWrPerm : fsWrDenyPerm;
+    default:
+      return shared ? fsRdWrShPerm : fsRdWrPerm;
+  }
+}
+
+OSErr FindOrCreate(const char16_t* path, DWORD disposition, FSRef* ref) {
+  const OSErr found = GetFSRefFromFilename(path, ref, false, false);
+  switch (disposition) {
+    case CREATE_NEW:
+      return found == noErr ? OSErr{dupFNErr} : GetFSRefFromFilename(path, ref, true, false);
+    case 0:
+    case CREATE_ALWAYS:
+      return found == fnfErr ? GetFSRefFromFilename(path, ref, true, false) : found;
+    default:
+      return found;
+  }
+}
+
+FileForkHandle* HandleOf(HANDLE handle) {
+  if (handle == nullptr || handle == INVALID_HANDLE_VALUE) return nullptr;
+  auto* const record = static_cast<FileForkHandle*>(handle);
+  return record->type_tag == kFileForkHandleTag ? record : nullptr;
+}
+
+class HandleLock {
+ public:
+  explicit HandleLock(FileForkHandle* handle) : mutex_(&handle->mutex) {
+    pthread_mutex_lock(mutex_);
+  }
+  ~HandleLock() { pthread_mutex_unlock(mutex_); }
+  HandleLock(const HandleLock&) = delete;
+  HandleLock& operator=(const HandleLock&) = delete;
+
+ private:
+  pthread_mutex_t* mutex_;
+};
+
+void StoreCount(unsigned long count, DWORD* bytes_done) {
+  if (bytes_done != nullptr) *bytes_done = static_cast<DWORD>(count);
+}
+
+}  // namespace
+
+HANDLE CreateFile(const char16_t* path, DWORD desired_access, DWORD share_mode, void*,
+                  DWORD disposition, DWORD, HANDLE) {
+  FSRef ref;
+  if (FindOrCreate(path, disposition, &ref) != noErr) return INVALID_HANDLE_VALUE;
+  HFSUniStr255 data_fork;
+  if (FSGetDataForkName(&data_fork) != noErr) return INVALID_HANDLE_VALUE;
+  auto fork = std::make_unique<FSIORefNum>();
+  if (FSOpenFork(&ref, data_fork.length, data_fork.unicode,
+                 PermissionFor(desired_access, share_mode), fork.get()) != noErr) {
+    return INVALID_HANDLE_VALUE;
+  }
+  if (FSSetForkPosition(*fork, fsFromStart, 0) != noErr) {
+    FSCloseFork(*fork);
+    return INVALID_HANDLE_VALUE;
+  }
+  auto handle = std::make_unique<FileForkHandle>();
+  handle->type_tag = kFileForkHandleTag;
+  handle->fork = fork.release();
+  pthread_mutex_init(&handle->mutex, nullptr);
+  return handle.release();
+}
+
+BOOL CloseHandle(HANDLE handle) {
+  const std::unique_ptr<FileForkHandle> record{HandleOf(handle)};
+  if (!record) return FALSE;
+  const std::unique_ptr<FSIORefNum> fork{record->fork};
+  const OSErr status = FSCloseFork(*fork);
+  pthread_mutex_destroy(&record->mutex);
+  return status == noErr ? TRUE : FALSE;
+}
+
+DWORD SetFilePointer(HANDLE handle, std::int32_t distance, std::int32_t*, DWORD move_method) {
+  constexpr UInt16 kModes[] = {fsFromStart, fsFromMark, fsFromLEOF};
+  constexpr DWORD kFailed = 0xFFFFFFFF;
+  if (handle == nullptr) return 0;
+  FileForkHandle* const record = HandleOf(handle);
+  if (record == nullptr) return kFailed;
+  const HandleLock lock{record};
+  if (move_method < std::size(kModes) &&
+      FSSetForkPosition(*record->fork, kModes[move_method], distance) != noErr) {
+    return kFailed;
+  }
+  SInt64 position = 0;
+  if (FSGetForkPosition(*record->fork, &position) != noErr) return kFailed;
+  return static_cast<DWORD>(position);
+}
+
+DWORD GetFileSize(HANDLE handle, DWORD*) {
+  FileForkHandle* const record = HandleOf(handle);
+  if (record == nullptr) return 0;
+  const HandleLock lock{record};
+  SInt64 size = 0;
+  return FSGetForkSize(*record->fork, &size) == noErr ? static_cast<DWORD>(size) : 0;
+}
+
+BOOL ReadFile(HANDLE handle, void* buffer, DWORD bytes, DWORD* bytes_done, void*) {
+  unsigned long done = 0;
+  FileForkHandle* const record = HandleOf(handle);
+  OSErr status = rfNumErr;
+  if (record != nullptr) {
+    const HandleLock lock{record};
+    status = FSReadFork(*record->fork, fsAtMark, 0, bytes, buffer, &done);
+  }
+  StoreCount(done, bytes_done);
+  return status == noErr ? TRUE : FALSE;
+}
+
+BOOL WriteFile(HANDLE handle, const void* buffer, DWORD bytes, DWORD* bytes_done, void*) {
+  unsigned long done = 0;
+  FileForkHandle* const record = HandleOf(handle);
+  OSErr status = rfNumErr;
+  if (record != nullptr) {
+    const HandleLock lock{record};
+    status = FSWriteFork(*record->fork, fsAtMark, 0, bytes, buffer, &done);
+  }
+  StoreCount(done, bytes_done);
+  return status == noErr ? TRUE : FALSE;
+}
+
+DWORD filelength(int descriptor) {
+  struct stat info {};
+  return fstat(descriptor, &info) == 0 ? static_cast<DWORD>(info.st_size) : 0xFFFFFFFF;
+}
+
+}  // namespace orvik

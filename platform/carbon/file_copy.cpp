@@ -1,0 +1,156 @@
+#include "platform/carbon/file_copy.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <sys/xattr.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <climits>
+#include <string>
+
+#include "platform/carbon/catalog.h"
+#include "platform/carbon/fork_names.h"
+#include "platform/carbon/fsref_internal.h"
+#include "platform/host/at_path.h"
+#include "platform/host/content_copy.h"
+#include "platform/host/errno_status.h"
+
+namespace orvik {
+namespace {
+
+using carbon::CatalogRecord;
+
+OSErr Status(int error) {
+  return static_cast<OSErr>(host::StatusFromErrno(error));
+}
+
+timespec TimeOf(const struct statx_timestamp& time) {
+  return {time.tv_sec, time.tv_nsec};
+}
+
+int CopyTimes(const struct statx& info, int descriptor, const host::AtPath& target) {
+  const timespec times[2] = {TimeOf(info.stx_atime), TimeOf(info.stx_mtime)};
+  const int result = descriptor >= 0
+                         ? futimens(descriptor, times)
+                         : utimensat(target.folder(), target.name(), times, AT_SYMLINK_NOFOLLOW);
+  return result == 0 ? 0 : errno;
+}
+
+int CopyLink(const host::AtPath& source, const struct statx& info, const host::AtPath& target) {
+  char text[PATH_MAX];
+  const ssize_t length = readlinkat(source.folder(), source.name(), text, sizeof text);
+  if (length < 0) return errno;
+  if (length == static_cast<ssize_t>(sizeof text)) return ENAMETOOLONG;
+  text[length] = '\0';
+  if (symlinkat(text, target.folder(), target.name()) != 0) return errno;
+  const int error = CopyTimes(info, -1, target);
+  if (error != 0) unlinkat(target.folder(), target.name(), 0);
+  return error;
+}
+
+int CopyNamedForks(int source, int target, const std::vector<std::string>& attributes) {
+  std::string value;
+  for (const std::string& attribute : attributes) {
+    if (const int error = carbon::ReadForkAttribute(source, attribute, &value)) {
+      if (error == ENODATA) continue;  // removed meanwhile
+      return error;
+    }
+    if (fsetxattr(target, attribute.c_str(), value.data(), value.size(), XATTR_CREATE) != 0) {
+      return errno;
+    }
+  }
+  return 0;
+}
+
+// A file system without attributes loses the finder information, as setting it there does.
+int StoreRecord(int target, const CatalogRecord& record) {
+  const int error = carbon::WriteCatalogRecord({target, nullptr}, record);
+  return error == ENOTSUP ? 0 : error;
+}
+
+mode_t FinalMode(const struct statx& source, int target) {
+  mode_t mode = source.stx_mode & 07777;
+  struct stat copy {};
+  if ((mode & (S_ISUID | S_ISGID)) != 0 &&
+      (fstat(target, &copy) != 0 || copy.st_uid != source.stx_uid ||
+       copy.st_gid != source.stx_gid)) {
+    mode &= ~static_cast<mode_t>(S_ISUID | S_ISGID);
+  }
+  return mode;
+}
+
+int FillCopy(int source, const struct statx& info, int target, const host::AtPath& target_at,
+             OSType busy_type) {
+  std::vector<std::string> attributes;
+  bool has_record = false;
+  if (const int error = carbon::ListForkAttributes(source, &attributes, &has_record)) return error;
+  CatalogRecord record;
+  if (has_record) {
+    if (const int error = carbon::ReadCatalogRecord({source, nullptr}, &record)) return error;
+  }
+  const bool locked = record.locked || carbon::IsImmutable(info);
+  if (!record.has_create_date && (info.stx_mask & STATX_BTIME) != 0) {
+    record.has_create_date = true;
+    record.create_date = carbon::DateFromTimestamp(info.stx_btime.tv_sec, info.stx_btime.tv_nsec);
+  }
+  record.locked = false;
+  CatalogRecord busy = record;
+  busy.finder_info.fdType = busy_type;
+  if (const int error = StoreRecord(target, busy)) return error;
+  if (const int error = CopyNamedForks(source, target, attributes)) return error;
+  if (const int error = host::CopyContent(source, target, kForkCopyBufferSize)) return error;
+  if (const int error = StoreRecord(target, record)) return error;
+  if (fchmod(target, FinalMode(info, target)) != 0) return errno;
+  if (const int error = CopyTimes(info, target, target_at)) return error;
+  return locked ? carbon::SetLocked({target, nullptr}, true, &record) : 0;
+}
+
+int CopyRegularFile(const host::AtPath& source_at, const FSRef& source, const host::AtPath& target,
+                    OSType busy_type) {
+  const int from = openat(source_at.folder(), source_at.name(),
+                          O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC);
+  if (from < 0) return errno;
+  struct statx info {};
+  int error = carbon::StatDescriptor(from, &info);
+  if (error == 0 && !carbon::IsReferent(source, info)) error = ENOENT;
+  int to = -1;
+  if (error == 0) {
+    const mode_t mode = (info.stx_mode & 0777) | S_IRWXU;
+    to = openat(target.folder(), target.name(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, mode);
+    if (to < 0) error = errno;
+  }
+  if (to >= 0) {
+    error = FillCopy(from, info, to, target, busy_type);
+    if (close(to) != 0 && error == 0) error = errno;
+    if (error != 0) unlinkat(target.folder(), target.name(), 0);
+  }
+  close(from);
+  return error;
+}
+
+}  // namespace
+
+OSErr FSCopyFileAs(const FSRef* source, const FSRef* parent, unsigned long name_length,
+                   const UniChar* name, OSType busy_type) {
+  if (source == nullptr) return paramErr;
+  std::string target_path;
+  if (const OSErr status = carbon::PathOfChild(parent, name_length, name, &target_path)) {
+    return status;
+  }
+  std::string source_path;
+  struct statx info {};
+  if (const int error = carbon::LocateReference(*source, &source_path, &info)) {
+    return Status(error);
+  }
+  const host::AtPath from{source_path};
+  const host::AtPath to{target_path};
+  if (from.error() != 0 || to.error() != 0) {
+    return Status(from.error() != 0 ? from.error() : to.error());
+  }
+  if (S_ISLNK(info.stx_mode)) return Status(CopyLink(from, info, to));
+  if (!S_ISREG(info.stx_mode)) return notAFileErr;
+  return Status(CopyRegularFile(from, *source, to, busy_type));
+}
+
+}  // namespace orvik

@@ -1,0 +1,311 @@
+#include "platform/carbon/fsref.h"
+
+#include <dirent.h>
+#include <fcntl.h>
+#include <linux/magic.h>
+#include <sys/resource.h>
+#include <sys/stat.h>
+#include <sys/statfs.h>
+#include <sys/sysmacros.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <atomic>
+#include <cerrno>
+#include <climits>
+#include <cstdlib>
+#include <cstring>
+#include <optional>
+#include <utility>
+
+#include "platform/carbon/fsref_internal.h"
+#include "platform/host/at_path.h"
+#include "platform/host/errno_status.h"
+#include "platform/host/name_spelling.h"
+#include "platform/host/system_root.h"
+
+namespace orvik {
+namespace {
+
+std::atomic<int> live_anchors{0};
+
+int AnchorLimit() {
+  static const int limit = [] {
+    rlimit files{};
+    if (getrlimit(RLIMIT_NOFILE, &files) != 0 || files.rlim_cur == RLIM_INFINITY) {
+      return kMaxAnchors;
+    }
+    return static_cast<int>(std::min<rlim_t>(files.rlim_cur / 4, kMaxAnchors));
+  }();
+  return limit;
+}
+
+}  // namespace
+
+class FSRefAnchor {
+ public:
+  explicit FSRefAnchor(int descriptor) : descriptor_(descriptor) { ++live_anchors; }
+  ~FSRefAnchor() {
+    close(descriptor_);
+    --live_anchors;
+  }
+  FSRefAnchor(const FSRefAnchor&) = delete;
+  FSRefAnchor& operator=(const FSRefAnchor&) = delete;
+  int descriptor() const { return descriptor_; }
+
+ private:
+  int descriptor_;
+};
+
+namespace carbon {
+namespace {
+
+constexpr unsigned kStatMask = STATX_BASIC_STATS | STATX_BTIME | STATX_MNT_ID;
+constexpr int kMaxScannedEntries = 10000;
+
+int StatFlags(Leaf leaf) {
+  return AT_NO_AUTOMOUNT | (leaf == Leaf::kKeep ? AT_SYMLINK_NOFOLLOW : 0);
+}
+
+// The path the kernel knows for an open descriptor; nothing when it has none.
+std::optional<std::string> PathOfDescriptor(int descriptor) {
+  char buffer[PATH_MAX];
+  const std::string link = "/proc/self/fd/" + std::to_string(descriptor);
+  const ssize_t length = readlink(link.c_str(), buffer, sizeof buffer);
+  if (length <= 0 || length >= static_cast<ssize_t>(sizeof buffer) || buffer[0] != '/') {
+    return std::nullopt;
+  }
+  return std::string(buffer, static_cast<std::size_t>(length));
+}
+
+// An overlay gives a file another birth time when it is first written to.
+bool BirthIsStable(const FSRef& ref, const std::string& path) {
+  thread_local std::uint64_t known_device = 0;
+  thread_local bool known_answer = false;
+  if (ref.device == known_device) return known_answer;
+  const host::AtPath at{path};
+  struct statfs info {};
+  bool stable = false;
+  if (at.error() == 0 && statfs(std::string(ParentPath(at.ShortPath())).c_str(), &info) == 0) {
+    stable = info.f_type != OVERLAYFS_SUPER_MAGIC;
+  }
+  known_device = ref.device;
+  known_answer = stable;
+  return stable;
+}
+
+std::string AbsolutePath(std::string_view path) {
+  while (path.size() > 1 && path.back() == '/') path.remove_suffix(1);
+  if (path.empty() || path.front() == '/') return std::string(path);
+  char* const folder = getcwd(nullptr, 0);
+  if (folder == nullptr) return {};
+  std::string absolute = ChildPath(folder, path);
+  std::free(folder);
+  return absolute;
+}
+
+// A path that ends in a dot component names its folder by another name than its own.
+bool EndsInDots(std::string_view path) {
+  const std::string_view leaf = LeafName(path);
+  return leaf == "." || leaf == "..";
+}
+
+int OpenPath(const std::string& path, int flags) {
+  const host::AtPath at{path};
+  if (at.error() != 0) {
+    errno = at.error();
+    return -1;
+  }
+  return openat(at.folder(), at.name(), flags | O_CLOEXEC);
+}
+
+std::optional<std::string> FindInFolder(const FSRef& ref, const std::string& folder,
+                                        struct statx* out) {
+  const int descriptor = OpenPath(folder, O_RDONLY | O_DIRECTORY);
+  if (descriptor < 0) return std::nullopt;
+  DIR* const stream = fdopendir(descriptor);
+  if (stream == nullptr) {
+    close(descriptor);
+    return std::nullopt;
+  }
+  std::optional<std::string> found;
+  for (int seen = 0; seen < kMaxScannedEntries && !found; ++seen) {
+    const dirent* const entry = readdir(stream);
+    if (entry == nullptr) break;
+    if (entry->d_ino != ref.inode || std::strcmp(entry->d_name, ".") == 0 ||
+        std::strcmp(entry->d_name, "..") == 0) {
+      continue;
+    }
+    if (StatAt(dirfd(stream), entry->d_name, Leaf::kKeep, out) == 0 && IsReferent(ref, *out)) {
+      found = ChildPath(folder, entry->d_name);
+    }
+  }
+  closedir(stream);
+  return found;
+}
+
+}  // namespace
+
+int StatAt(int folder, const char* name, Leaf leaf, struct statx* out) {
+  return statx(folder, name, StatFlags(leaf), kStatMask, out) == 0 ? 0 : errno;
+}
+
+int StatPath(const std::string& path, Leaf leaf, struct statx* out) {
+  const host::AtPath at{path};
+  if (at.error() != 0) return at.error();
+  return StatAt(at.folder(), at.name(), leaf, out);
+}
+
+int StatDescriptor(int descriptor, struct statx* out) {
+  return statx(descriptor, "", AT_EMPTY_PATH, kStatMask, out) == 0 ? 0 : errno;
+}
+
+std::uint64_t DeviceOf(const struct statx& info) {
+  return makedev(info.stx_dev_major, info.stx_dev_minor);
+}
+
+bool IsReferent(const FSRef& ref, const struct statx& info) {
+  if (ref.inode != info.stx_ino || ref.device != DeviceOf(info)) return false;
+  return ref.birth == 0 || (info.stx_mask & STATX_BTIME) == 0 ||
+         ref.birth == info.stx_btime.tv_sec * 1'000'000'000 + info.stx_btime.tv_nsec;
+}
+
+void NoteReference(std::string path, const struct statx& info, FSRef* ref) {
+  ref->anchor.reset();
+  ref->path = std::move(path);
+  ref->device = DeviceOf(info);
+  ref->inode = info.stx_ino;
+  ref->birth = 0;
+  if ((info.stx_mask & STATX_BTIME) != 0 && BirthIsStable(*ref, ref->path)) {
+    ref->birth = info.stx_btime.tv_sec * 1'000'000'000 + info.stx_btime.tv_nsec;
+  }
+}
+
+int MakeReference(std::string_view given, Leaf leaf, Hold hold, FSRef* ref, struct statx* out) {
+  if (given.empty()) return ENOENT;
+  std::string path = AbsolutePath(given);
+  if (path.empty()) return errno;
+  struct statx info {};
+  const bool dots = EndsInDots(path);
+  const bool anchored = hold == Hold::kAnchored && live_anchors < AnchorLimit();
+  if (!anchored && !dots && leaf == Leaf::kKeep) {
+    if (const int error = StatPath(path, leaf, &info)) return error;
+    NoteReference(std::move(path), info, ref);
+  } else {
+    const int descriptor = OpenPath(path, O_PATH | (leaf == Leaf::kKeep ? O_NOFOLLOW : 0));
+    if (descriptor < 0) return errno;
+    auto anchor = std::make_shared<FSRefAnchor>(descriptor);
+    if (const int error = StatDescriptor(descriptor, &info)) return error;
+    bool renamed = dots;
+    if (leaf == Leaf::kFollow && !dots) {
+      struct statx unfollowed {};
+      if (const int error = StatPath(path, Leaf::kKeep, &unfollowed)) return error;
+      renamed = S_ISLNK(unfollowed.stx_mode);
+    }
+    if (renamed) {
+      std::optional<std::string> own = PathOfDescriptor(descriptor);
+      if (!own) return ENAMETOOLONG;
+      path = std::move(*own);
+    }
+    NoteReference(std::move(path), info, ref);
+    if (anchored) ref->anchor = std::move(anchor);
+  }
+  if (out != nullptr) *out = info;
+  return 0;
+}
+
+int LocateReference(const FSRef& ref, std::string* path, struct statx* out) {
+  struct statx own {};
+  struct statx* const info = out != nullptr ? out : &own;
+  if (ref.path.empty()) return ENOENT;
+  if (StatPath(ref.path, Leaf::kKeep, info) == 0 && IsReferent(ref, *info)) {
+    *path = ref.path;
+    return 0;
+  }
+  if (ref.anchor) {
+    struct statx anchored {};
+    const int descriptor = ref.anchor->descriptor();
+    if (StatDescriptor(descriptor, &anchored) != 0 || anchored.stx_nlink == 0) return ENOENT;
+    if (std::optional<std::string> moved = PathOfDescriptor(descriptor)) {
+      if (StatPath(*moved, Leaf::kKeep, info) == 0 && info->stx_ino == anchored.stx_ino &&
+          DeviceOf(*info) == DeviceOf(anchored)) {
+        *path = std::move(*moved);
+        return 0;
+      }
+    }
+  }
+  std::optional<std::string> found = FindInFolder(ref, std::string(ParentPath(ref.path)), info);
+  if (!found) return ENOENT;
+  *path = std::move(*found);
+  return 0;
+}
+
+std::string ChildPath(const std::string& parent, std::string_view name) {
+  std::string path;
+  path.reserve(parent.size() + 1 + name.size());
+  path = parent;
+  if (path.empty() || path.back() != '/') path += '/';
+  path += name;
+  return path;
+}
+
+std::string_view ParentPath(std::string_view path) {
+  const std::size_t slash = path.rfind('/');
+  if (slash == std::string_view::npos) return ".";
+  return path.substr(0, slash == 0 ? 1 : slash);
+}
+
+std::string_view LeafName(std::string_view path) {
+  const std::size_t slash = path.rfind('/');
+  return slash == std::string_view::npos ? path : path.substr(slash + 1);
+}
+
+}  // namespace carbon
+
+OSStatus FSPathMakeRef(const UInt8* path, FSRef* ref, Boolean* is_directory) {
+  return FSPathMakeRefWithOptions(path, kFSPathMakeRefDefaultOptions, ref, is_directory);
+}
+
+OSStatus FSPathMakeRefWithOptions(const UInt8* path, OptionBits options, FSRef* ref,
+                                  Boolean* is_directory) {
+  if (path == nullptr || ref == nullptr) return paramErr;
+  struct statx info {};
+  const auto leaf = (options & kFSPathMakeRefDoNotFollowLeafSymlink) != 0 ? carbon::Leaf::kKeep
+                                                                          : carbon::Leaf::kFollow;
+  const auto hold =
+      (options & kFSPathMakeRefBriefly) != 0 ? carbon::Hold::kLoose : carbon::Hold::kAnchored;
+  const std::string bytes = host::ResolvePath(reinterpret_cast<const char*>(path));
+  int error = carbon::MakeReference(bytes, leaf, hold, ref, &info);
+  if (error == ENOENT && (options & kFSPathMakeRefAnySpelling) != 0 && bytes.starts_with('/')) {
+    if (const std::optional<std::string> spelled = host::FindOtherSpelling(bytes)) {
+      error = carbon::MakeReference(*spelled, leaf, hold, ref, &info);
+    }
+  }
+  if (error != 0) return host::StatusFromErrno(error);
+  if (is_directory != nullptr) *is_directory = S_ISDIR(info.stx_mode) ? 1 : 0;
+  return noErr;
+}
+
+OSStatus FSRefCopyPath(const FSRef* ref, std::string* path) {
+  if (ref == nullptr || path == nullptr) return paramErr;
+  return host::StatusFromErrno(carbon::LocateReference(*ref, path, nullptr));
+}
+
+OSStatus FSRefMakePath(const FSRef* ref, UInt8* path, UInt32 max_path_size) {
+  if (ref == nullptr || path == nullptr || max_path_size == 0) return paramErr;
+  path[0] = 0;
+  std::string present;
+  if (const OSStatus status = FSRefCopyPath(ref, &present)) return status;
+  if (present.size() >= max_path_size) return pathTooLongErr;
+  std::memcpy(path, present.c_str(), present.size() + 1);
+  return noErr;
+}
+
+OSErr FSCompareFSRefs(const FSRef* first, const FSRef* second) {
+  if (first == nullptr || second == nullptr) return paramErr;
+  const bool same = first->device == second->device && first->inode == second->inode &&
+                    (first->birth == second->birth || first->birth == 0 || second->birth == 0);
+  return same ? noErr : errFSRefsDifferent;
+}
+
+}  // namespace orvik

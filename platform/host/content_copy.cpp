@@ -1,0 +1,139 @@
+#include "platform/host/content_copy.h"
+
+#include <fcntl.h>
+#include <linux/fs.h>
+#include <sys/ioctl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <memory>
+#include <utility>
+
+namespace orvik::host {
+namespace {
+
+// Errors by which the kernel says that it does not copy between these two files.
+bool KernelDeclines(int error) {
+  return error == EXDEV || error == EINVAL || error == EOPNOTSUPP || error == ENOSYS ||
+         error == ETXTBSY || error == EPERM || error == EBADF;
+}
+
+class Copier {
+ public:
+  Copier(int source, int target, std::size_t buffer_size)
+      : source_(source), target_(target), buffer_size_(buffer_size) {}
+
+  // Copies the bytes from `start` to `end`; `at_end` tells that the source ended before.
+  int CopyRange(off_t start, off_t end, bool* at_end) {
+    while (start < end) {
+      off_t copied = 0;
+      const int error = in_kernel_ && end - start > kSmall ? CopyInKernel(start, end, &copied)
+                                                           : CopyThroughBuffer(start, end, &copied);
+      if (error != 0) return error;
+      if (copied == 0 && !std::exchange(in_kernel_, false)) {
+        *at_end = true;
+        return 0;
+      }
+      start += copied;
+    }
+    return 0;
+  }
+
+ private:
+  static constexpr off_t kSmall = 64 * 1024;
+  static constexpr off_t kLargest = 1 << 30;  // bytes in one system call
+
+  int CopyInKernel(off_t start, off_t end, off_t* copied) {
+    off_t from = start;
+    off_t to = start;
+    const ssize_t done = copy_file_range(
+        source_, &from, target_, &to, static_cast<std::size_t>(std::min(end - start, kLargest)), 0);
+    if (done < 0 && errno != EINTR) {
+      if (!KernelDeclines(errno)) return errno;
+      in_kernel_ = false;
+      return CopyThroughBuffer(start, end, copied);
+    }
+    *copied = std::max<ssize_t>(done, 0);
+    if (done < 0) return CopyThroughBuffer(start, end, copied);
+    return 0;
+  }
+
+  int CopyThroughBuffer(off_t start, off_t end, off_t* copied) {
+    const auto wanted =
+        static_cast<std::size_t>(std::min<off_t>(end - start, static_cast<off_t>(buffer_size_)));
+    if (allocated_ < wanted) {
+      buffer_ = std::make_unique_for_overwrite<char[]>(wanted);
+      allocated_ = wanted;
+    }
+    ssize_t got;
+    do {
+      got = pread(source_, buffer_.get(), wanted, start);
+    } while (got < 0 && errno == EINTR);
+    if (got < 0) return errno;
+    for (ssize_t written = 0; written < got;) {
+      const ssize_t done = pwrite(target_, buffer_.get() + written,
+                                  static_cast<std::size_t>(got - written), start + written);
+      if (done < 0 && errno != EINTR) return errno;
+      if (done == 0) return ENOSPC;
+      written += std::max<ssize_t>(done, 0);
+    }
+    *copied = got;
+    return 0;
+  }
+
+  int source_;
+  int target_;
+  std::size_t buffer_size_;
+  bool in_kernel_ = true;
+  std::unique_ptr<char[]> buffer_;
+  std::size_t allocated_ = 0;
+};
+
+// Sharing blocks is a property of the file system: one refusal is remembered.
+bool ShareBlocks(int source, int target, dev_t device) {
+  thread_local dev_t refusing_device = 0;
+  if (device == refusing_device) return false;
+  if (ioctl(target, FICLONE, source) == 0) return true;
+  if (errno == EOPNOTSUPP || errno == ENOTTY) refusing_device = device;
+  return false;
+}
+
+int Reserve(int target, off_t size) {
+  if (fallocate(target, FALLOC_FL_KEEP_SIZE, 0, size) == 0) return 0;
+  return errno == ENOSPC || errno == EDQUOT || errno == EFBIG ? errno : 0;
+}
+
+}  // namespace
+
+int CopyContent(int source, int target, std::size_t buffer_size) {
+  struct stat info {};
+  if (fstat(source, &info) != 0) return errno;
+  const off_t size = info.st_size;
+  if (size > 0 && ShareBlocks(source, target, info.st_dev)) return 0;
+  const bool sparse = size > 0 && static_cast<off_t>(info.st_blocks) * 512 < size;
+  if (!sparse && size > static_cast<off_t>(buffer_size)) {
+    if (const int error = Reserve(target, size)) return error;
+  }
+  Copier copier{source, target, buffer_size};
+  bool at_end = false;
+  off_t position = 0;
+  while (position < size && !at_end) {
+    off_t data = position;
+    off_t hole = size;
+    if (sparse) {
+      data = lseek(source, position, SEEK_DATA);
+      if (data < 0 && errno == ENXIO) break;
+      if (data < 0) data = position;
+      hole = lseek(source, data, SEEK_HOLE);
+      if (hole <= data || hole > size) hole = size;
+    }
+    if (const int error = copier.CopyRange(data, hole, &at_end)) return error;
+    position = hole;
+  }
+  if (sparse && !at_end && ftruncate(target, size) != 0) return errno;
+  return 0;
+}
+
+}  // namespace orvik::host

@@ -1,0 +1,162 @@
+#include "platform/carbon/fsref.h"
+
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <string>
+#include <vector>
+
+#include "platform/host/errno_status.h"
+#include "tests/support/file_trees.h"
+#include "tests/support/test_environment.h"
+
+namespace orvik {
+namespace {
+
+namespace fs = std::filesystem;
+using test::Bytes;
+using test::RefOf;
+using test::WriteFile;
+
+std::string PathOf(const FSRef& ref) {
+  std::string path;
+  return FSRefCopyPath(&ref, &path) == noErr ? path : "";
+}
+
+class FSRefTest : public test::EnvironmentTest {
+ protected:
+  fs::path top_ = env_.temp();
+};
+
+TEST_F(FSRefTest, FollowsItsObjectThroughRenamesAndMoves) {
+  WriteFile(top_ / "a", "content");
+  fs::create_directories(top_ / "folder/inner");
+  const FSRef file = RefOf(top_ / "a");
+  const FSRef folder = RefOf(top_ / "folder");
+  const FSRef copy = file;
+  fs::rename(top_ / "a", top_ / "b");
+  EXPECT_EQ(PathOf(file), top_ / "b");
+  fs::rename(top_ / "b", top_ / "folder/inner/c");
+  EXPECT_EQ(PathOf(file), top_ / "folder/inner/c");
+  fs::rename(top_ / "folder", top_ / "moved");
+  EXPECT_EQ(PathOf(folder), top_ / "moved");
+  EXPECT_EQ(PathOf(copy), top_ / "moved/inner/c");
+}
+
+TEST_F(FSRefTest, ALooseReferenceIsFoundInItsFolder) {
+  WriteFile(top_ / "a", "content");
+  FSRef ref;
+  ASSERT_EQ(
+      FSPathMakeRefWithOptions(Bytes((top_ / "a").string()), kFSPathMakeRefBriefly, &ref, nullptr),
+      noErr);
+  fs::rename(top_ / "a", top_ / "b");
+  EXPECT_EQ(PathOf(ref), top_ / "b");
+}
+
+TEST_F(FSRefTest, NeverNamesWhatTookItsPlace) {
+  WriteFile(top_ / "a", "old");
+  const FSRef held = RefOf(top_ / "a");
+  FSRef loose;
+  ASSERT_EQ(FSPathMakeRefWithOptions(Bytes((top_ / "a").string()), kFSPathMakeRefBriefly, &loose,
+                                     nullptr),
+            noErr);
+  WriteFile(top_ / "new", "new");
+  fs::rename(top_ / "new", top_ / "a");
+  UInt8 buffer[4096];
+  EXPECT_EQ(FSRefMakePath(&held, buffer, sizeof buffer), fnfErr);
+  EXPECT_EQ(FSDeleteObject(&held), fnfErr);
+  EXPECT_EQ(FSDeleteObject(&loose), fnfErr);
+  EXPECT_EQ(test::ReadFile(top_ / "a"), "new");
+}
+
+TEST_F(FSRefTest, LinksAreFollowedOrNamed) {
+  WriteFile(top_ / "target", "x");
+  fs::create_symlink("target", top_ / "link");
+  fs::create_symlink("nowhere", top_ / "dangling");
+  FSRef ref;
+  ASSERT_EQ(FSPathMakeRef(Bytes((top_ / "link").string()), &ref, nullptr), noErr);
+  EXPECT_EQ(PathOf(ref), top_ / "target");
+  EXPECT_EQ(PathOf(RefOf(top_ / "link")), top_ / "link");
+  EXPECT_EQ(FSPathMakeRef(Bytes((top_ / "dangling").string()), &ref, nullptr), fnfErr);
+  EXPECT_EQ(PathOf(RefOf(top_ / "dangling")), top_ / "dangling");
+}
+
+TEST_F(FSRefTest, PathsAreTakenAsTheyAre) {
+  fs::create_directories(top_ / "d/e");
+  Boolean is_directory = 0;
+  FSRef ref;
+  ASSERT_EQ(FSPathMakeRef(Bytes((top_ / "d").string() + "//"), &ref, &is_directory), noErr);
+  EXPECT_EQ(PathOf(ref), top_ / "d");
+  EXPECT_EQ(is_directory, 1);
+  // A path that ends in dots names the folder by its own name, so that deleting it deletes that.
+  EXPECT_EQ(PathOf(RefOf((top_ / "d/e/..").string())), fs::canonical(top_) / "d");
+  EXPECT_EQ(PathOf(RefOf("/")), "/");
+  EXPECT_EQ(FSPathMakeRef(Bytes(""), &ref, nullptr), fnfErr);
+  EXPECT_EQ(FSPathMakeRef(nullptr, &ref, nullptr), paramErr);
+  WriteFile(top_ / "caf\xE9", "");
+  EXPECT_EQ(PathOf(RefOf(top_ / "caf\xE9")), top_ / "caf\xE9");
+}
+
+TEST_F(FSRefTest, OtherSpellingsAreFoundOnDemandInEveryComponent) {
+  const std::string composed = "\xC3\xA9";
+  const std::string decomposed = "e\xCC\x81";
+  fs::create_directories(top_ / decomposed);
+  WriteFile(top_ / decomposed / ("x" + composed), "1");
+  const std::string asked = (top_ / composed / ("x" + decomposed)).string();
+  FSRef ref;
+  EXPECT_EQ(FSPathMakeRef(Bytes(asked), &ref, nullptr), fnfErr);
+  ASSERT_EQ(FSPathMakeRefWithOptions(Bytes(asked), kFSPathMakeRefAnySpelling, &ref, nullptr),
+            noErr);
+  EXPECT_EQ(PathOf(ref), top_ / decomposed / ("x" + composed));
+  // What exists as spelled is taken before what is spelled otherwise.
+  fs::create_directories(top_ / composed);
+  WriteFile(top_ / composed / ("x" + decomposed), "2");
+  ASSERT_EQ(FSPathMakeRefWithOptions(Bytes(asked), kFSPathMakeRefAnySpelling, &ref, nullptr),
+            noErr);
+  EXPECT_EQ(PathOf(ref), asked);
+}
+
+TEST_F(FSRefTest, ABufferThatIsTooSmallGetsNoCutPath) {
+  WriteFile(top_ / "a", "");
+  const FSRef ref = RefOf(top_ / "a");
+  const std::string path = PathOf(ref);
+  std::vector<UInt8> buffer(path.size() + 1, 'x');
+  EXPECT_EQ(FSRefMakePath(&ref, buffer.data(), static_cast<UInt32>(path.size())), pathTooLongErr);
+  EXPECT_EQ(buffer[0], 0);
+  EXPECT_EQ(FSRefMakePath(&ref, buffer.data(), static_cast<UInt32>(path.size() + 1)), noErr);
+  EXPECT_EQ(reinterpret_cast<const char*>(buffer.data()), path);
+}
+
+TEST_F(FSRefTest, ComparesObjectsNotPaths) {
+  WriteFile(top_ / "a", "");
+  WriteFile(top_ / "b", "");
+  fs::create_hard_link(top_ / "a", top_ / "hard");
+  const FSRef a = RefOf(top_ / "a");
+  const FSRef b = RefOf(top_ / "b");
+  const FSRef hard = RefOf(top_ / "hard");
+  EXPECT_EQ(FSCompareFSRefs(&a, &hard), noErr);
+  EXPECT_EQ(FSCompareFSRefs(&a, &b), errFSRefsDifferent);
+}
+
+TEST_F(FSRefTest, PathsBeyondTheKernelsLimitWork) {
+  const std::string deep = test::MakeDeepTree(top_.string(), 200, std::string(50, 'n'));
+  ASSERT_GT(deep.size(), 10000u);
+  const FSRef leaf = RefOf(deep + "/leaf");
+  EXPECT_EQ(PathOf(leaf), deep + "/leaf");
+  EXPECT_EQ(PathOf(RefOf(deep + "/missing")), "");
+  EXPECT_EQ(FSDeleteObject(&leaf), noErr);
+  EXPECT_EQ(PathOf(RefOf(deep + "/leaf")), "");
+}
+
+TEST_F(FSRefTest, ManyReferencesStayWithinTheDescriptors) {
+  std::vector<FSRef> refs;
+  for (int i = 0; i < 2000; ++i) {
+    WriteFile(top_ / std::to_string(i), "");
+    refs.push_back(RefOf(top_ / std::to_string(i)));
+  }
+  EXPECT_EQ(PathOf(refs.back()), top_ / "1999");
+  EXPECT_LE(std::distance(fs::directory_iterator("/proc/self/fd"), {}), kMaxAnchors + 50);
+}
+
+}  // namespace
+}  // namespace orvik

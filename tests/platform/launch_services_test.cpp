@@ -1,0 +1,61 @@
+#include "platform/carbon/launch_services.h"
+
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <string>
+
+#include "platform/host/errno_status.h"
+#include "tests/support/file_trees.h"
+#include "tests/support/test_environment.h"
+
+namespace orvik {
+namespace {
+
+namespace fs = std::filesystem;
+
+class LaunchServicesTest : public test::EnvironmentTest {};
+
+TEST_F(LaunchServicesTest, FlagsOfEveryKindOfItem) {
+  const fs::path top = env_.temp();
+  const auto program = [&](const char* name, const std::string& content, bool executable) {
+    test::WriteFile(top / name, content);
+    if (executable) fs::permissions(top / name, fs::perms::owner_all);
+  };
+  program("elf", "\177ELF rest", true);
+  program("elf_data", "\177ELF rest", false);
+  program("script", "#!/bin/sh\n", true);
+  program("text", "plain", true);
+  program("a.desktop", "", false);
+  program(".hidden", "", false);
+  fs::create_directories(top / "Good.app/Contents");
+  fs::create_directories(top / "Empty.app");
+  fs::create_symlink("elf", top / "link");
+  mkfifo((top / "pipe").c_str(), 0700);
+  constexpr LSItemInfoFlags kApplication = kLSItemInfoIsApplication;
+  const std::pair<const char*, LSItemInfoFlags> cases[] = {
+      {"elf", kLSItemInfoIsPlainFile | kApplication | kLSItemInfoIsNativeApp},
+      {"elf_data", kLSItemInfoIsPlainFile},
+      {"script", kLSItemInfoIsPlainFile | kApplication},
+      {"text", kLSItemInfoIsPlainFile},
+      {"a.desktop", kLSItemInfoIsPlainFile | kApplication},
+      {".hidden", kLSItemInfoIsPlainFile | kLSItemInfoIsInvisible},
+      {"Good.app",
+       kLSItemInfoIsContainer | kLSItemInfoIsPackage | kApplication | kLSItemInfoIsNativeApp},
+      {"Empty.app", kLSItemInfoIsContainer},
+      {"link", kLSItemInfoIsSymlink},
+      {"pipe", 0},
+  };
+  for (const auto& [name, expected] : cases) {
+    const FSRef ref = test::RefOf(top / name);
+    LSItemInfoRecord info;
+    EXPECT_EQ(LSCopyItemInfoForRef(&ref, kLSRequestAllFlags, &info), noErr) << name;
+    EXPECT_EQ(info.flags, expected) << name;
+  }
+  const FSRef ref = test::RefOf(top / "elf");
+  LSItemInfoRecord info;
+  EXPECT_EQ(LSCopyItemInfoForRef(&ref, 1, &info), paramErr);
+}
+
+}  // namespace
+}  // namespace orvik
