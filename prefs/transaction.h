@@ -15,6 +15,7 @@
 
 #include "platform/core_foundation/dictionary.h"
 #include "prefs/auto_release.h"
+#include "prefs/key_path.h"
 #include "prefs/pref_status.h"
 #include "strings/atl_string.h"
 
@@ -52,8 +53,8 @@ class Transaction {
   void RequireEqual(CAtlString key_path, CAtlString name, CFTypeRef expected);
   void RequireAbsent(CAtlString key_path, CAtlString name);
 
-  // Makes the changes and saves them. ok() means that the file holds them. A transaction that
-  // changes nothing is ok() without a write. May be called again: everything is done anew.
+  // Makes the changes and saves them. ok() means that the file holds them; nothing is written when
+  // nothing is to be changed. May be called again: everything is done anew.
   PrefStatus Commit(IfDamaged if_damaged = IfDamaged::kFail) const;
 
  private:
@@ -61,11 +62,13 @@ class Transaction {
   enum class Kind { kSet, kDelete, kReplaceDomain, kRequireEqual, kRequireAbsent };
   struct Change {
     Kind kind;
-    CAtlString key_path;
+    KeyPath key_path;
     CAtlString name;
     CAutoCFRelease<CFTypeRef> value;
     IfMissing if_missing = IfMissing::kSucceed;
   };
+
+  bool MayCreate() const;
 
   int scope_;
   CAtlString domain_;

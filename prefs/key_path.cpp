@@ -1,0 +1,75 @@
+#include "prefs/key_path.h"
+
+#include <string>
+
+namespace orvik {
+
+namespace {
+
+constexpr char16_t kSeparator = u'\\';
+
+std::u16string Normalised(const CAtlString& path) {
+  std::u16string text(path.View());
+  for (char16_t& unit : text) {
+    if (unit == u'/') {
+      unit = kSeparator;
+    }
+  }
+  const std::size_t first = text.find_first_not_of(kSeparator);
+  if (first == std::u16string::npos) {
+    return {};
+  }
+  return text.substr(first, text.find_last_not_of(kSeparator) - first + 1);
+}
+
+}  // namespace
+
+KeyPath::KeyPath(const CAtlString& path) {
+  const std::u16string normalised = Normalised(path);
+  text_ = CAtlString(normalised);
+  if (normalised.empty()) {
+    return;
+  }
+  std::u16string_view rest = normalised;
+  for (;;) {
+    const std::size_t end = rest.find(kSeparator);
+    names_.emplace_back(rest.substr(0, end));
+    if (end == std::u16string_view::npos) {
+      return;
+    }
+    rest.remove_prefix(end + 1);
+  }
+}
+
+KeyPath KeyPath::Parent() const {
+  KeyPath parent;
+  if (count() > 1) {
+    parent.names_.assign(names_.begin(), names_.end() - 1);
+    parent.text_ = CAtlString(text_.GetString(), text_.GetLength() - names_.back().GetLength() - 1);
+  }
+  return parent;
+}
+
+int GetDirCountFromPath(CAtlString path) {
+  return KeyPath(path).count();
+}
+
+CAtlString GetPreferenceNameFromPath(CAtlString path, int index) {
+  const KeyPath key_path(path);
+  return index < 1 || index > key_path.count() ? CAtlString() : key_path.name(index);
+}
+
+CAtlString GetCompanyName() {
+  return GetPreferenceNameFromPath(CAtlString(u"Software\\ORVIK Technologies"), 2);
+}
+
+CAtlString ExtractMacPreferencePathFromFullPath(CAtlString path) {
+  const KeyPath key_path(path);
+  CAtlString result = key_path.text();
+  if (!key_path.empty() && key_path.name(1) == CAtlString(u"SOFTWARE")) {
+    result.Replace(u"SOFTWARE\\ORVIK Technologies\\", u"");
+  }
+  return result;
+}
+
+}  // namespace orvik

@@ -1,0 +1,131 @@
+#include "prefs/reporting.h"
+
+#include <algorithm>
+#include <vector>
+
+#include "prefs/change.h"
+#include "prefs/file_domain_store.h"
+#include "prefs/key_path.h"
+#include "prefs/key_walk.h"
+#include "prefs/platform_values.h"
+#include "prefs/salvage.h"
+
+namespace orvik {
+
+namespace {
+
+PrefStatus CheckAddress(const EffectiveDomain& domain) {
+  if (!IsKnownScope(domain.scope)) {
+    return {PrefError::kUnknownScope};
+  }
+  return domain.usable() ? PrefStatus::Ok() : PrefStatus{PrefError::kRefusedDomain};
+}
+
+}  // namespace
+
+std::string PreferenceFilePath(int scope, const CAtlString& domain) {
+  const EffectiveDomain effective(scope, domain);
+  return CheckAddress(effective).ok() ? PreferenceFile(effective).path() : std::string();
+}
+
+PrefResult<CFDictionaryRef> CopyDomain(int scope, const CAtlString& domain) {
+  const EffectiveDomain effective(scope, domain);
+  if (const PrefStatus status = CheckAddress(effective); !status.ok()) {
+    return {status, {}};
+  }
+  PreferenceFile file(effective);
+  file.Load(kCFPropertyListImmutable);
+  if (!file.status().ok()) {
+    return {file.status(), {}};
+  }
+  return {{},
+          CAutoCFRelease<CFDictionaryRef>::Retaining(static_cast<CFDictionaryRef>(file.root()))};
+}
+
+PrefResult<CFTypeRef> CopyPreference(int scope, const CAtlString& key_path, const CAtlString& name,
+                                     const CAtlString& domain) {
+  const PrefResult<CFDictionaryRef> key = CopyPreferenceKey(scope, key_path, domain);
+  if (!key.ok()) {
+    return {key.status, {}};
+  }
+  auto value =
+      CAutoCFRelease<CFTypeRef>::Retaining(CFDictionaryGetValue(key.value, PlatformString(name)));
+  const PrefStatus status = value ? PrefStatus::Ok() : PrefStatus{PrefError::kNotFound};
+  return {status, std::move(value)};
+}
+
+PrefResult<CFDictionaryRef> CopyPreferenceKey(int scope, const CAtlString& key_path,
+                                              const CAtlString& domain) {
+  PrefResult<CFDictionaryRef> root = CopyDomain(scope, domain);
+  const KeyPath path(key_path);
+  if (!root.ok() || path.empty()) {
+    return root;
+  }
+  const FoundKey key =
+      FindKey(CFDictionaryGetValue(root.value, PlatformString(path.name(1))), path);
+  return {key.status, CAutoCFRelease<CFDictionaryRef>::Retaining(key.dictionary)};
+}
+
+PrefStatus ListPreferenceNames(int scope, const CAtlString& key_path, const CAtlString& domain,
+                               CAtlArray<CAtlString>& names) {
+  const PrefResult<CFDictionaryRef> key = CopyPreferenceKey(scope, key_path, domain);
+  if (!key.ok()) {
+    return key.status;
+  }
+  CAtlArray<CAtlString> found;
+  AppendNames(key.value, found);
+  std::vector<std::u16string_view> sorted;
+  for (const CAtlString& name : found) {
+    sorted.push_back(name.View());
+  }
+  std::sort(sorted.begin(), sorted.end());
+  for (const std::u16string_view name : sorted) {
+    names.Add(CAtlString(name));
+  }
+  return PrefStatus::Ok();
+}
+
+PrefRepair RepairDomain(int scope, const CAtlString& domain) {
+  PrefRepair repair;
+  const EffectiveDomain effective(scope, domain);
+  if (repair.status = CheckAddress(effective); !repair.status.ok()) {
+    return repair;
+  }
+  const GuardHold guard(SystemStores(), effective, domain);
+  if (!guard.held()) {
+    repair.status = {PrefError::kLockNotObtained};
+    return repair;
+  }
+  FileDomainStore store(effective, StorePurpose::kChange);
+  if (!store.opened()) {
+    repair.status = {PrefError::kLockNotObtained};
+    return repair;
+  }
+  repair.status = store.file().status();
+  if (repair.status.error == PrefError::kNotFound) {
+    return repair;
+  }
+  if (repair.status.ok()) {
+    repair.was_sound = true;
+    repair.entries =
+        static_cast<int>(CFDictionaryGetCount(static_cast<CFDictionaryRef>(store.file().root())));
+    return repair;
+  }
+  CAutoCFRelease<CFMutableDictionaryRef> entries;
+  if (store.file().bytes() != nullptr) {
+    entries = SalvageEntries(store.file().bytes());
+  }
+  if (repair.status = store.StartAnew(); !repair.status.ok()) {
+    return repair;
+  }
+  repair.kept_copy = store.kept();
+  if (!entries) {
+    entries = NewDictionary();
+  }
+  repair.entries = static_cast<int>(CFDictionaryGetCount(entries));
+  store.ReplaceEntries(std::move(entries));
+  repair.status = store.Save();
+  return repair;
+}
+
+}  // namespace orvik
