@@ -1,0 +1,51 @@
+// The arguments that the package installer hands to the tool.
+#pragma once
+
+#include "platform/foundation/object.h"
+#include "platform/foundation/string.h"
+
+namespace orvik {
+
+// The arguments are pairs of a dash-prefixed name and a value in the argument domain of the
+// standard user defaults. Strings that are handed out belong to the object or to the autorelease
+// pool; setters store copies, and null is none.
+class InstallerArgs : public NSObject {
+ public:
+  InstallerArgs() = default;
+  ~InstallerArgs() override;
+
+  // Reads and logs all arguments. NO when a required one is missing, after its message was logged;
+  // its field is then "" and the ones after it were not read.
+  ObjCBool initWithProcessInfo();
+
+  const NSString* getFullPathToInstallPkg() const { return m_fullPathToInstallPkg; }
+  const NSString* getPathToInstallDest() const { return m_pathToInstallDest; }
+  const NSString* getDestVolMountPoint() const { return m_destVolMountPoint; }
+  const NSString* getCurrSystemFolderRootDir() const { return m_currSystemFolderRootDir; }
+  const NSString* getCustomerLogging() const { return m_customerLogging; }
+  ObjCBool getRunSilent() const { return m_runSilent; }
+
+  void setFullPathToInstallPkg(const NSString* path);
+  void setPathToInstallDest(const NSString* path);
+  void setDestVolMountPoint(const NSString* path);
+  void setCurrSystemFolderRootDir(const NSString* path);
+  void setCustomerLogging(const NSString* value);
+  void setRunSilent(ObjCBool silent) { m_runSilent = silent; }
+
+  // The destination on its volume: the mount point directly followed by the install destination,
+  // or the destination alone for the mount point "/".
+  const NSString* getDestVolMountPointAndPathToInstallDest() const;
+
+  // Writes the arguments to the log.
+  void logValues() const;
+
+ private:
+  const NSString* m_fullPathToInstallPkg = nullptr;     // "pathToPkg"
+  const NSString* m_pathToInstallDest = nullptr;        // "pathToDest"
+  const NSString* m_destVolMountPoint = nullptr;        // "mountPointOfDest"
+  const NSString* m_currSystemFolderRootDir = nullptr;  // "rootOfCurrSystemFolder"
+  ObjCBool m_runSilent = NO;                            // "silent"
+  const NSString* m_customerLogging = nullptr;          // "customerLogging"
+};
+
+}  // namespace orvik

@@ -1,0 +1,51 @@
+// A property-list file that is loaded, changed in memory and written back.
+//
+// Methods log their steps. Failures are a log line and NO; the object stays usable.
+#pragma once
+
+#include "platform/foundation/object.h"
+#include "platform/foundation/string.h"
+
+namespace orvik {
+
+class propertyFile : public NSObject {
+ public:
+  propertyFile() = default;
+  ~propertyFile() override;
+
+  // Loads a file of any property-list format with modifiable contents. A file that does not exist
+  // is YES, with no root object and format 0. After a failure the path is the new one, the root
+  // object and the format are the old ones.
+  ObjCBool initWithFilePath(const NSString* path);
+
+  ObjCBool fileExists() const;
+
+  // Replaces the file by the root object in a format, or in that of the file that was read. NO
+  // leaves the file as it was. Only XML and binary can be written.
+  ObjCBool write(unsigned format) const;
+  ObjCBool write() const;
+
+  // The root object, not retained for the caller; setting stores a modifiable copy.
+  NSObject* Plist() const;
+  void setPlist(const NSObject* plist);
+
+  // Setting stores a copy.
+  const NSString* pfilePath() const;
+  void setpFilePath(const NSString* path);
+
+  // A format value of property-list serialisation, or 0.
+  unsigned pFormat() const;
+  void setpFormat(unsigned format);
+
+ protected:
+  NSObject* root() const { return m_Plist; }
+
+ private:
+  void StorePlist(const NSObject* plist);
+
+  const NSString* m_pfilePath = nullptr;
+  NSObject* m_Plist = nullptr;
+  unsigned m_pFormat = 0;
+};
+
+}  // namespace orvik
