@@ -1,0 +1,172 @@
+// The postflight program, run from outside as the installer runs it.
+#include <sys/stat.h>
+
+#include <filesystem>
+#include <fstream>
+
+#include "tests/support/test_environment.h"
+
+namespace orvik::test {
+namespace {
+
+namespace fs = std::filesystem;
+
+// The file that the program should leave, as plistlib reads it.
+const char kCheck[] = R"(
+import json, plistlib, sys
+path, destination, logging, receipt = sys.argv[1], sys.argv[2], int(sys.argv[3]), sys.argv[4]
+expected = {'Software': {'ORVIK Technologies': {
+    'Pagewell Software': {
+        'Install Information': {'Additional Tools': destination + 'Additional Tools',
+                                'PagewellExePath': destination,
+                                'Pagewell Version': '10.7.154.0'},
+        'UELogging': logging},
+    'Glyphra': {'GlyphraPath': '/Library/Application Support/ORVIK Technologies/Glyphra'},
+    'ORVIK Tavlo Software': {'Install Information': {'PagewellExePath': destination}}}}}
+if receipt == 'receipt':
+    expected['Software']['ORVIK Technologies Inc.'] = {
+        'ORVIK Pagewell': {'Install Information': {'PagewellExePath': destination}}}
+found = plistlib.load(open(path, 'rb'))
+assert found == expected, (found, expected)
+assert open(path, 'rb').read().startswith(b'<?xml version="1.0" encoding="UTF-8"?>')
+)";
+
+class PostflightTest : public EnvironmentTest {
+ protected:
+  PostflightTest() { setenv("ORVIK_LOG_STDERR", "1", 1); }
+  ~PostflightTest() override { unsetenv("ORVIK_LOG_STDERR"); }
+
+  CommandResult Run(std::vector<std::string> arguments) {
+    arguments.insert(arguments.begin(), (ProgramFolder() / "postflight").string());
+    return RunCommand(arguments);
+  }
+
+  void ExpectRecorded(const std::string& destination, int logging, bool receipt) {
+    const CommandResult checked =
+        RunCommand({"python3", "-X", "utf8", "-c", kCheck, file_.string(), destination,
+                    std::to_string(logging), receipt ? "receipt" : "none"});
+    EXPECT_EQ(checked.status, 0) << checked.err;
+  }
+
+  const fs::path file_ =
+      env_.system_root() / "Users/Shared/Library/Preferences/com.orviktech.Registry.plist";
+};
+
+std::vector<std::string> Arguments(const std::string& mount, const std::string& destination) {
+  return {"-pathToPkg",
+          "/tmp/100% p\xC3\xA4ge.pkg",
+          "-pathToDest",
+          destination,
+          "-mountPointOfDest",
+          mount,
+          "-rootOfCurrSystemFolder",
+          "/"};
+}
+
+TEST_F(PostflightTest, RecordsEveryKindOfDestination) {
+  const std::string thousand = "/" + std::string(999, 'x');
+  const struct {
+    std::string mount, destination, recorded;
+    bool receipt;
+  } kCases[] = {
+      {"/", "/Applications/Pagewell", "/Applications/Pagewell/", false},
+      {"/", "/Applications/", "/Applications/", true},
+      {"/Volumes/Data", "/Applications", "/Volumes/Data/Applications/", false},
+      {"/Volumes/Data", "", "/Volumes/Data/", false},
+      {"/Volumes/Data/", "Apps", "/Volumes/Data/Apps/", false},
+      {"/", "", "/", true},
+      {"", "", "/", false},
+      {"/", "/100%s %d%n/%", "/100%s %d%n/%/", false},
+      {"/V\xC3\xB6l", "/\xE6\x96\x87\xF0\x9F\x98\x80", "/V\xC3\xB6l/\xE6\x96\x87\xF0\x9F\x98\x80/",
+       true},
+      {"/m", thousand, "/m" + thousand + "/", false},
+      {"/", "/a & <b> \"c\"", "/a & <b> \"c\"/", false},
+  };
+  for (const auto& c : kCases) {
+    SCOPED_TRACE(c.recorded);
+    fs::remove_all(file_.parent_path());
+    const fs::path receipt = env_.system_root() / "Library/Receipts/Pollix Components.pkg";
+    fs::remove_all(receipt);
+    if (c.receipt) {
+      WriteFile(receipt, "");
+    }
+    const CommandResult run = Run(Arguments(c.mount, c.destination));
+    EXPECT_EQ(run.status, 1);
+    EXPECT_EQ(run.out, "");
+    const std::string joined = c.mount == "/" ? c.destination : c.mount + c.destination;
+    EXPECT_EQ(run.err, "Options Set:\n/tmp/100% p\xC3\xA4ge.pkg\n" + c.destination + "\n" +
+                           c.mount + "\n/\n" + joined + "\n");
+    ExpectRecorded(c.recorded, 0, c.receipt);
+    const std::string first = ReadFile(file_);
+    Run(Arguments(c.mount, c.destination));
+    EXPECT_EQ(ReadFile(file_), first);
+  }
+}
+
+TEST_F(PostflightTest, StopsAtTheFirstMissingArgument) {
+  const std::vector<std::string> all = Arguments("/", "/Applications");
+  for (std::size_t missing = 0; missing < all.size(); missing += 2) {
+    std::vector<std::string> arguments = all;
+    arguments.erase(arguments.begin() + static_cast<std::ptrdiff_t>(missing),
+                    arguments.begin() + static_cast<std::ptrdiff_t>(missing) + 2);
+    const CommandResult run = Run(arguments);
+    EXPECT_EQ(run.status, 1);
+    EXPECT_EQ(run.err, " Missing argument: " + all[missing].substr(1) +
+                           "\nError: Can't continue postflight\n");
+  }
+  EXPECT_EQ(Run({}).err, " Missing argument: pathToPkg\nError: Can't continue postflight\n");
+  EXPECT_FALSE(fs::exists(file_));
+}
+
+TEST_F(PostflightTest, OptionalArguments) {
+  const struct {
+    std::vector<std::string> more;
+    int logging;
+    bool silent;
+  } kCases[] = {
+      {{}, 0, false},
+      {{"-customerLogging", "1"}, 1, false},
+      {{"-customerLogging", ""}, 0, false},
+      {{"-customerLogging", "abc"}, 0, false},
+      {{"-customerLogging", " 12abc"}, 12, false},
+      {{"-customerLogging", "+7"}, 7, false},
+      {{"-silent", "NO", "-customerLogging", "-3"}, -3, false},
+      {{"-silent", "YES"}, 0, true},
+      {{"-silent", "1", "-customerLogging", "99999999999"}, 2147483647, true},
+      {{"stray", "-silent", "true", "-last"}, 0, true},
+  };
+  for (const auto& c : kCases) {
+    std::vector<std::string> arguments = c.more;
+    const std::vector<std::string> required = Arguments("/", "/A");
+    arguments.insert(arguments.end(), required.begin(), required.end());
+    const CommandResult run = Run(arguments);
+    EXPECT_EQ(run.status, 1);
+    EXPECT_EQ(run.err.ends_with("\n/A\nrunning silent\n"), c.silent) << run.err;
+    ExpectRecorded("/A/", c.logging, false);
+  }
+}
+
+TEST_F(PostflightTest, KeepsWhatOthersRecorded) {
+  WriteFile(file_,
+            "<plist version='1.0'><dict><key>Other</key><dict><key>when</key>"
+            "<date>2020-01-02T03:04:05Z</date></dict></dict></plist>");
+  Run(Arguments("/", "/A"));
+  const CommandResult checked =
+      RunCommand({"python3", "-c",
+                  "import plistlib,sys,datetime\n"
+                  "root=plistlib.load(open(sys.argv[1],'rb'))\n"
+                  "assert root['Other']=={'when':datetime.datetime(2020,1,2,3,4,5)}, root\n"
+                  "assert sorted(root)==['Other','Software'], root\n",
+                  file_.string()});
+  EXPECT_EQ(checked.status, 0) << checked.err;
+}
+
+TEST_F(PostflightTest, AnUnwritableStoreChangesNothingButTheValues) {
+  WriteFile(env_.system_root() / "Users", "no folder");
+  const CommandResult run = Run(Arguments("/", "/A"));
+  EXPECT_EQ(run.status, 1);
+  EXPECT_TRUE(run.err.starts_with("Options Set:\n")) << run.err;
+}
+
+}  // namespace
+}  // namespace orvik::test

@@ -1,0 +1,37 @@
+// Log lines of the tool, caught on their way.
+#pragma once
+
+#include <cstdlib>
+#include <string>
+
+#include "platform/foundation/autorelease_pool.h"
+#include "postflight/log_line.h"
+#include "tests/support/test_environment.h"
+
+namespace orvik::test {
+
+class LogTest : public EnvironmentTest {
+ protected:
+  LogTest() {
+    setenv("ORVIK_LOG_STDERR", "1", 1);
+    ::testing::internal::CaptureStderr();
+  }
+  ~LogTest() override {
+    ::testing::internal::GetCapturedStderr();
+    unsetenv("ORVIK_LOG_STDERR");
+  }
+
+  // The lines since the last call, each with its line feed.
+  std::string Log() {
+    std::string lines = ::testing::internal::GetCapturedStderr();
+    ::testing::internal::CaptureStderr();
+    return lines;
+  }
+
+  const NSString* Text(const std::string& utf8);
+
+ private:
+  NSAutoreleasePool pool_;
+};
+
+}  // namespace orvik::test

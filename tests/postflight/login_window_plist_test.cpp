@@ -1,0 +1,97 @@
+#include "postflight/login_window_plist.h"
+
+#include "tests/postflight/log_fixture.h"
+
+namespace orvik::test {
+namespace {
+
+class LoginWindowPlistTest : public LogTest {
+ protected:
+  ~LoginWindowPlistTest() override { file_->release(); }
+
+  void Load(const std::string& dictionary) {
+    WriteFile(path_, "<plist version=\"1.0\">" + dictionary + "</plist>");
+    ASSERT_EQ(file_->initWithFilePath(Text(path_)), YES);
+    Log();
+  }
+
+  // What another reader finds after the root was written.
+  std::string Written() {
+    file_->setpFormat(100);
+    EXPECT_EQ(file_->write(), YES);
+    Log();
+    return RunCommand({"python3", "-c",
+                       "import json,plistlib,sys\n"
+                       "print(json.dumps(plistlib.load(open(sys.argv[1],'rb')),sort_keys=True))",
+                       path_})
+        .out;
+  }
+
+  LoginWindowPlist* const file_ = new LoginWindowPlist;
+  const std::string path_ = (env_.folder() / "loginwindow.plist").string();
+};
+
+const char kItem[] = "<dict><key>Path</key><string>/Applications/A.app</string></dict>";
+
+TEST_F(LoginWindowPlistTest, MakesTheRootAndTheList) {
+  file_->initWithFilePath(Text(path_));
+  Log();
+  EXPECT_EQ(file_->autoLaunchedAppDictArr(), nullptr);
+  EXPECT_EQ(Log(),
+            "entering [LoginWindowPlist autoLaunchedAppDictArr]\nleaving [LoginWindowPlist "
+            "autoLaunchedAppDictArr] because [self Plist] is nil\n");
+  EXPECT_EQ(file_->addFilePathToAutoLaunchedAppDictArr(Text("/A 100%.app")), YES);
+  EXPECT_EQ(Log(),
+            "entering [LoginWindowPlist addFilePathToAutoLaunchedAppDictArr]\n"
+            "entering [addFilePathToAutoLaunchedAppDictArr Path: /A 100%.app]\n"
+            "entering [propertyFile setPlist]\n"
+            "leaving [addFilePathToAutoLaunchedAppDictArr "
+            "addFilePathToAutoLaunchedAppDictArr], set AutoLaunchedApplicationDictionary "
+            "onwards \n");
+  EXPECT_NE(file_->autoLaunchedAppDictArr(), nullptr);
+  EXPECT_EQ(Log(),
+            "entering [LoginWindowPlist autoLaunchedAppDictArr]\nleaving "
+            "[autoLaunchedAppDictArr autoLaunchedAppDictArr] with an "
+            "AutoLaunchedAppDictArr\n");
+  EXPECT_EQ(Written(),
+            "{\"AutoLaunchedApplicationDictionary\": [{\"Hide\": false, \"Path\": "
+            "\"/A 100%.app\"}]}\n");
+}
+
+TEST_F(LoginWindowPlistTest, UpdatesEveryMatchAndAppendsOtherwise) {
+  const std::string items = std::string(kItem) + "<string>no item</string><dict/>" + kItem;
+  Load("<dict><key>x</key><integer>1</integer><key>AutoLaunchedApplicationDictionary</key><array>" +
+       items + "</array></dict>");
+  EXPECT_EQ(file_->addFilePathToAutoLaunchedAppDictArr(Text("/Applications/A.app"), YES), YES);
+  const std::string set = "bPathFound set to YES for currPath: /Applications/A.app\n";
+  EXPECT_EQ(Log(), "entering [addFilePathToAutoLaunchedAppDictArr Path: /Applications/A.app]\n" +
+                       set + set +
+                       "leaving [addFilePathToAutoLaunchedAppDictArr "
+                       "addFilePathToAutoLaunchedAppDictArr]\n");
+  EXPECT_EQ(file_->addFilePathToAutoLaunchedAppDictArr(Text("/applications/A.app"), NO), YES);
+  EXPECT_EQ(Log(),
+            "entering [addFilePathToAutoLaunchedAppDictArr Path: /applications/A.app]\n"
+            "bPathFound != YES, adding Path: /applications/A.app\n"
+            "leaving [addFilePathToAutoLaunchedAppDictArr "
+            "addFilePathToAutoLaunchedAppDictArr]\n");
+  EXPECT_EQ(Written(),
+            "{\"AutoLaunchedApplicationDictionary\": [{\"Hide\": true, \"Path\": "
+            "\"/Applications/A.app\"}, \"no item\", {}, {\"Hide\": true, \"Path\": "
+            "\"/Applications/A.app\"}, {\"Hide\": false, \"Path\": \"/applications/A.app\"}], "
+            "\"x\": 1}\n");
+}
+
+TEST_F(LoginWindowPlistTest, OtherRootsAndLists) {
+  Load("<dict><key>x</key><string>y</string></dict>");
+  EXPECT_EQ(file_->autoLaunchedAppDictArr(), nullptr);
+  EXPECT_EQ(Log(),
+            "entering [LoginWindowPlist autoLaunchedAppDictArr]\nleaving [LoginWindowPlist "
+            "autoLaunchedAppDictArr], unable to get AutoLaunchedApplicationDictionary "
+            "array\n");
+  Load("<array><string>a</string></array>");
+  EXPECT_EQ(file_->addFilePathToAutoLaunchedAppDictArr(Text("/A")), YES);
+  EXPECT_EQ(Written(), "[\"a\"]\n");
+}
+
+}  // namespace
+}  // namespace orvik::test

@@ -1,0 +1,151 @@
+#include "postflight/property_file.h"
+
+#include <sys/stat.h>
+
+#include "platform/foundation/dictionary.h"
+#include "tests/postflight/log_fixture.h"
+
+namespace orvik::test {
+namespace {
+
+namespace fs = std::filesystem;
+
+class PropertyFileTest : public LogTest {
+ protected:
+  ~PropertyFileTest() override { file_->release(); }
+
+  ObjCBool Load() { return file_->initWithFilePath(Text(path_)); }
+  std::string Kind() {
+    const std::string bytes = ReadFile(path_);
+    return bytes.starts_with("bplist") ? "binary" : bytes.starts_with("<?xml") ? "xml" : "other";
+  }
+  std::string LoadLines() const {
+    return "entering [propertyFile initWithFilePath: " + path_ +
+           "]\nentering [propertyFile setpFilePath]\nentering [propertyFile fileExists] with [self "
+           "pfilePath] set to " +
+           path_ + "\n";
+  }
+
+  propertyFile* const file_ = new propertyFile;
+  const std::string path_ = (env_.folder() / "l\xC3\xB6gin %d.plist").string();
+};
+
+const char kXml[] = "<plist version=\"1.0\"><dict><key>a</key><string>b</string></dict></plist>";
+const char kWriteLine[] = "entering [propertyFile write]\nentering [propertyFile write: pFormat]\n";
+
+TEST_F(PropertyFileTest, AMissingFileIsAnEmptyOne) {
+  EXPECT_EQ(Load(), YES);
+  EXPECT_EQ(Log(), LoadLines() + "file does not exist\nleaving [propertyFile initWithFilePath]\n");
+  EXPECT_EQ(file_->Plist(), nullptr);
+  EXPECT_EQ(file_->pFormat(), 0u);
+  EXPECT_EQ(Log(), "entering [propertyFile Plist]\nentering [propertyFile pFormat]\n");
+  // Format 0 cannot be written.
+  file_->setPlist(NSDictionary::dictionary());
+  Log();
+  EXPECT_EQ(file_->write(), NO);
+  const std::string lines = Log();
+  EXPECT_TRUE(lines.starts_with(std::string(kWriteLine) +
+                                "[propertyFile write: pFormat] - dataFromPropertyList... failed "
+                                "with error: "))
+      << lines;
+  EXPECT_TRUE(lines.ends_with("\nleaving [propertyFile write: pFormat]\n")) << lines;
+  EXPECT_FALSE(fs::exists(path_));
+  file_->setpFormat(100);
+  EXPECT_EQ(Log(), "");
+  EXPECT_EQ(file_->write(), YES);
+  EXPECT_EQ(Log(),
+            std::string(kWriteLine) +
+                "[propertyFile write: pFormat] - dataFromPropertyList... successful\n"
+                "[propertyFile write: pFormat] - writeToFile... successful, with pfilePath: " +
+                path_ + "\n");
+  EXPECT_EQ(Kind(), "xml");
+}
+
+TEST_F(PropertyFileTest, FailedLoadsKeepRootAndFormat) {
+  WriteFile(path_, kXml);
+  ASSERT_EQ(Load(), YES);
+  EXPECT_EQ(Log(), LoadLines() +
+                       "file exists\nentering [propertyFile setPlist]\n"
+                       "leaving [propertyFile initWithFilePath]\n");
+  NSObject* const root = file_->Plist();
+  Log();
+  WriteFile(path_, "<plist><dict>");
+  EXPECT_EQ(Load(), NO);
+  const std::string lines = Log();
+  const std::string start =
+      LoadLines() +
+      "file exists\n[NSPropertyListSerialization propertyListFromData...] failed with error: ";
+  EXPECT_TRUE(lines.starts_with(start) && lines.size() > start.size() + 1) << lines;
+  EXPECT_EQ(file_->Plist(), root);
+  EXPECT_EQ(file_->pFormat(), 100u);
+  fs::remove(path_);
+  fs::create_directories(path_);
+  Log();
+  EXPECT_EQ(Load(), NO);
+  EXPECT_EQ(Log(), LoadLines() + "file exists\n[NSData dataWithContentsOfFile: " + path_ +
+                       "] could not create data object\n");
+  EXPECT_EQ(file_->Plist(), root);
+}
+
+TEST_F(PropertyFileTest, WritesTheFormatThatWasRead) {
+  const struct {
+    const char* format;
+    unsigned number;
+    const char* kind;
+  } kCases[] = {{"xml", 100, "xml"}, {"binary", 200, "binary"}};
+  for (const auto& c : kCases) {
+    SCOPED_TRACE(c.format);
+    ASSERT_EQ(RunCommand({"python3", "-c",
+                          "import plistlib,sys\n"
+                          "f=plistlib.FMT_XML if sys.argv[2]=='xml' else plistlib.FMT_BINARY\n"
+                          "plistlib.dump({'a':[1,2.5,True,b'x']},open(sys.argv[1],'wb'),fmt=f)",
+                          path_, c.format})
+                  .status,
+              0);
+    ASSERT_EQ(Load(), YES);
+    EXPECT_EQ(file_->pFormat(), c.number);
+    static_cast<NSDictionary*>(file_->Plist())->setObject(Text("v"), Text("new"));
+    EXPECT_EQ(file_->write(), YES);
+    EXPECT_EQ(Kind(), c.kind);
+    EXPECT_EQ(RunCommand({"python3", "-c",
+                          "import plistlib,sys\n"
+                          "r=plistlib.load(open(sys.argv[1],'rb'))\n"
+                          "assert r=={'a':[1,2.5,True,b'x'],'new':'v'}, r",
+                          path_})
+                  .err,
+              "");
+  }
+}
+
+TEST_F(PropertyFileTest, TheOldTextFormCanOnlyBeRead) {
+  WriteFile(path_, "{ a = b; list = (1, \"two words\"); }");
+  ASSERT_EQ(Load(), YES);
+  EXPECT_EQ(file_->pFormat(), 1u);
+  Log();
+  EXPECT_EQ(file_->write(), NO);
+  const std::string start =
+      std::string(kWriteLine) +
+      "[propertyFile write: pFormat] - dataFromPropertyList... failed with error: ";
+  const std::string lines = Log();
+  EXPECT_TRUE(lines.starts_with(start) && lines[start.size()] != '\n') << lines;
+  EXPECT_EQ(ReadFile(path_), "{ a = b; list = (1, \"two words\"); }");
+  EXPECT_EQ(file_->write(200), YES);
+  EXPECT_EQ(Kind(), "binary");
+}
+
+TEST_F(PropertyFileTest, AFailedWriteLeavesTheFile) {
+  WriteFile(path_, kXml);
+  ASSERT_EQ(Load(), YES);
+  const std::string gone = (env_.folder() / "no/such/folder/x.plist").string();
+  file_->setpFilePath(Text(gone));
+  Log();
+  EXPECT_EQ(file_->write(), NO);
+  EXPECT_EQ(Log(), std::string(kWriteLine) +
+                       "[propertyFile write: pFormat] - dataFromPropertyList... successful\n"
+                       "[propertyFile write: pFormat] - writeToFile... failed, with pfilePath: " +
+                       gone + "\n");
+  EXPECT_EQ(ReadFile(path_), kXml);
+}
+
+}  // namespace
+}  // namespace orvik::test

@@ -1,0 +1,72 @@
+#include "prefs/key_path.h"
+
+#include "tests/prefs/store_fixture.h"
+
+namespace orvik::test {
+namespace {
+
+TEST(KeyPath, ComponentsOfEveryShape) {
+  const struct {
+    const char* path;
+    std::vector<std::string> components;
+  } kCases[] = {
+      {"", {}},
+      {"/", {}},
+      {"\\//\\", {}},
+      {"Software", {"Software"}},
+      {"/Software/ORVIK Technologies/", {"Software", "ORVIK Technologies"}},
+      {"\\Software\\ORVIK Technologies", {"Software", "ORVIK Technologies"}},
+      {"a/b\\c", {"a", "b", "c"}},
+      {"a//b", {"a", "", "b"}},
+      {" a / B ", {" a ", " B "}},
+      {"Gr\xC3\xB6\xC3\x9F"
+       "e/\xF0\x9F\x98\x80",
+       {"Gr\xC3\xB6\xC3\x9F"
+        "e",
+        "\xF0\x9F\x98\x80"}},
+  };
+  for (const auto& c : kCases) {
+    SCOPED_TRACE(c.path);
+    const CAtlString path = Wide(c.path);
+    const int count = static_cast<int>(c.components.size());
+    EXPECT_EQ(GetDirCountFromPath(path), count);
+    for (int i = 1; i <= count; ++i) {
+      EXPECT_EQ(Utf8(GetPreferenceNameFromPath(path, i)), c.components[i - 1]);
+    }
+    for (const int outside : {-1, 0, count + 1, 1 << 30}) {
+      EXPECT_TRUE(GetPreferenceNameFromPath(path, outside).IsEmpty());
+    }
+    EXPECT_EQ(Utf8(path), c.path);
+  }
+  EXPECT_EQ(Utf8(GetCompanyName()), "ORVIK Technologies");
+}
+
+TEST(KeyPath, ParentDropsTheLastComponentAlone) {
+  EXPECT_EQ(KeyPath(u"a/b/c").Parent().text().Compare(CAtlString(u"a\\b")), 0);
+  EXPECT_EQ(KeyPath(u"a//c").Parent().count(), 2);
+  EXPECT_TRUE(KeyPath(u"a").Parent().empty());
+  EXPECT_TRUE(KeyPath(u"").Parent().empty());
+}
+
+TEST(KeyPath, MakersPrefixIsTakenOutOfCapitalPathsOnly) {
+  const struct {
+    const char* path;
+    const char* result;
+  } kCases[] = {
+      {"SOFTWARE/ORVIK Technologies/Pagewell Software/Install Information",
+       "Pagewell Software\\Install Information"},
+      {"Software/ORVIK Technologies/Pagewell Software",
+       "Software\\ORVIK Technologies\\Pagewell Software"},
+      {"SOFTWARE/ORVIK Technologies", "SOFTWARE\\ORVIK Technologies"},
+      {"SOFTWARE/ORVIK Technologies/a/SOFTWARE/ORVIK Technologies/b", "a\\b"},
+      {"SOFTWARE/x/SOFTWARE/ORVIK Technologies/b", "SOFTWARE\\x\\b"},
+      {"/SOFTWARE/Other/", "SOFTWARE\\Other"},
+      {"", ""},
+  };
+  for (const auto& c : kCases) {
+    EXPECT_EQ(Utf8(ExtractMacPreferencePathFromFullPath(Wide(c.path))), c.result) << c.path;
+  }
+}
+
+}  // namespace
+}  // namespace orvik::test

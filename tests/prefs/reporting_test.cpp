@@ -1,0 +1,108 @@
+#include "prefs/reporting.h"
+
+#include "prefs/platform_values.h"
+#include "prefs/preferences.h"
+#include "tests/prefs/store_fixture.h"
+
+namespace orvik::test {
+namespace {
+
+namespace fs = std::filesystem;
+
+class ReportingTest : public StoreTest {};
+
+TEST_F(ReportingTest, FilesBehindScopes) {
+  const std::string hidden = "." + std::string(kDomain);
+  EXPECT_EQ(PreferenceFilePath(0, kDomain), SharedFile());
+  EXPECT_EQ(PreferenceFilePath(1, kDomain), UserFile());
+  EXPECT_EQ(PreferenceFilePath(2, kDomain), SharedFile(hidden));
+  EXPECT_EQ(PreferenceFilePath(3, kDomain), SharedFile());
+  EXPECT_EQ(PreferenceFilePath(4, kDomain), MachineFile());
+  EXPECT_EQ(PreferenceFilePath(5, kDomain), MachineFile(hidden));
+  EXPECT_EQ(PreferenceFilePath(6, kDomain), "");
+  EXPECT_EQ(PreferenceFilePath(0, u"../x"), "");
+}
+
+TEST_F(ReportingTest, TellsWhatIsThereAndWhyNot) {
+  EXPECT_EQ(CopyDomain(0, kDomain).status.error, PrefError::kNotFound);
+  EXPECT_EQ(CopyDomain(1, u"/x").status.error, PrefError::kRefusedDomain);
+  EXPECT_EQ(CopyDomain(-2, kDomain).status.error, PrefError::kUnknownScope);
+  for (const int scope : {0, 1, 4}) {
+    SCOPED_TRACE(scope);
+    const fs::path file = PreferenceFilePath(scope, kDomain);
+    WritePlist(file, R"({"K":{"S":{"x":[true]},"b":"1","a":"2"},"top":"t"})");
+    const auto value = CopyPreference(scope, u"K", u"b", kDomain);
+    ASSERT_TRUE(value.ok());
+    EXPECT_TRUE(CFEqual(value.value, PlatformString(u"1")));
+    EXPECT_TRUE(CopyPreference(scope, u"", u"top", kDomain).ok());
+    EXPECT_TRUE(CopyPreference(scope, u"K/S", u"x", kDomain).ok());
+    EXPECT_EQ(CopyPreference(scope, u"K", u"no", kDomain).status.error, PrefError::kNotFound);
+    EXPECT_EQ(CopyPreference(scope, u"K/b", u"x", kDomain).status.error, PrefError::kNotAKey);
+    EXPECT_EQ(CopyPreferenceKey(scope, u"no/x", kDomain).status.error, PrefError::kNotFound);
+    CAtlArray<CAtlString> names;
+    EXPECT_TRUE(ListPreferenceNames(scope, u"", kDomain, names).ok());
+    EXPECT_TRUE(ListPreferenceNames(scope, u"K", kDomain, names).ok());
+    ASSERT_EQ(names.GetCount(), 5u);
+    const char* const expected[] = {"K", "top", "S", "a", "b"};
+    for (std::size_t i = 0; i < 5; ++i) {
+      EXPECT_EQ(Utf8(names[i]), expected[i]);
+    }
+    WriteFile(file, "<plist>");
+    EXPECT_EQ(CopyDomain(scope, kDomain).status.error, PrefError::kDamaged);
+    WriteFile(file, "<plist><string>x</string></plist>");
+    EXPECT_EQ(CopyDomain(scope, kDomain).status.error, PrefError::kRootNotDictionary);
+    fs::remove(file);
+    fs::create_directories(file);
+    EXPECT_EQ(CopyDomain(scope, kDomain).status.error, PrefError::kUnreadable);
+  }
+}
+
+TEST_F(ReportingTest, RepairSavesWhatIsCompleteAndKeepsTheRest) {
+  const std::string head =
+      "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<!DOCTYPE plist>\n<plist version=\"1.0\"><dict>";
+  const struct {
+    const char* title;
+    std::string bytes;
+    const char* repaired;
+  } kCases[] = {
+      {"breaks off in a value",
+       head + "<key>A</key><dict><key>n</key><string>v</string><key>m</key><integer>4",
+       R"({"A":{"n":"v"}})"},
+      {"breaks off in a name", head + "<key>A</key><dict><key>n</key><true/></dict><key>B",
+       R"({"A":{"n":true}})"},
+      {"breaks off in a tag", head + "<key>A</key><array><integer>1</integer><dic", R"({"A":[1]})"},
+      {"wrong end tag", head + "<key>A</key><string>1</string></array></dict></plist>",
+       R"({"A":"1"})"},
+      {"a bad value in the middle",
+       head + "<key>A</key><string>1</string><key>B</key><integer>x</integer>"
+              "<key>C</key><string>3</string></dict></plist>",
+       R"({"A":"1"})"},
+      {"zeroes at the end", head + "<key>A</key><string>1</string>" + std::string(50, '\0'),
+       R"({"A":"1"})"},
+      {"tags in comments", head + "<!-- <dict> --><key>A</key><string>1</string>", R"({"A":"1"})"},
+      {"nothing of it", "bplist00 and then nothing", "{}"},
+      {"another root", "<plist><array><string>a</string></array></plist>", "{}"},
+      {"empty", "", "{}"},
+  };
+  for (const int scope : {0, 1}) {
+    for (const auto& c : kCases) {
+      SCOPED_TRACE(c.title);
+      const std::string domain = "com.example.repair";
+      const fs::path file = PreferenceFilePath(scope, Wide(domain));
+      fs::remove_all(file.parent_path());
+      WriteFile(file, c.bytes);
+      const PrefRepair repair = RepairDomain(scope, Wide(domain));
+      EXPECT_TRUE(repair.status.ok()) << Describe(repair.status);
+      EXPECT_FALSE(repair.was_sound);
+      EXPECT_EQ(OnDisk(file), c.repaired);
+      EXPECT_EQ(repair.kept_copy, file.string() + ".damaged");
+      EXPECT_EQ(ReadFile(repair.kept_copy), c.bytes);
+      const PrefRepair again = RepairDomain(scope, Wide(domain));
+      EXPECT_TRUE(again.was_sound && again.status.ok());
+    }
+  }
+  EXPECT_EQ(RepairDomain(4, u"com.example.none").status.error, PrefError::kNotFound);
+}
+
+}  // namespace
+}  // namespace orvik::test

@@ -1,0 +1,219 @@
+#include "prefs/shared_lock.h"
+
+#include <fcntl.h>
+#include <signal.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include "prefs/preferences.h"
+#include "tests/prefs/store_fixture.h"
+
+namespace orvik::test {
+namespace {
+
+namespace fs = std::filesystem;
+
+const char kLockDomain[] = "com.example.Store.lock";
+
+// A process beside the test: one that sleeps, or one that has ended and was not yet waited for.
+class OtherProcess {
+ public:
+  enum class Kind { kSleeping, kZombie };
+
+  explicit OtherProcess(Kind kind) : pid_(fork()) {
+    if (pid_ == 0) {
+      if (kind == Kind::kSleeping) {
+        pause();
+      }
+      _exit(0);
+    }
+    if (kind == Kind::kZombie) {
+      siginfo_t info;
+      waitid(P_PID, static_cast<id_t>(pid_), &info, WEXITED | WNOWAIT);
+    }
+  }
+  ~OtherProcess() { End(); }
+
+  int pid() const { return pid_; }
+  void End() {
+    if (pid_ > 0) {
+      kill(pid_, SIGKILL);
+      waitpid(pid_, nullptr, 0);
+      pid_ = -1;
+    }
+  }
+
+ private:
+  pid_t pid_;
+};
+
+class SharedLockTest : public StoreTest {
+ protected:
+  fs::path RecordFile() const { return UserFile(kLockDomain); }
+
+  std::string OwnName() {
+    EXPECT_TRUE(LockGlobalSharedPList(u"com.example.name"));
+    const std::string name = Utf8(CopySharedLockRecord(u"com.example.name").process);
+    UnlockGlobalSharedPList(u"com.example.name");
+    return name;
+  }
+
+  void Record(const std::string& lock, const std::string& process, const std::string& pid) {
+    WritePlist(RecordFile(), "{\"lock\":" + lock + ",\"process\":" + process +
+                                 (pid.empty() ? "" : ",\"pid\":" + pid) + "}");
+  }
+};
+
+TEST_F(SharedLockTest, TakeAndReleaseLeaveTheRecord) {
+  EXPECT_FALSE(IsGlobalSharedPListLocked(kDomain));
+  EXPECT_FALSE(fs::exists(RecordFile()));
+  ASSERT_TRUE(LockGlobalSharedPList(kDomain));
+  EXPECT_TRUE(IsGlobalSharedPListLocked(kDomain));
+  const SharedLockRecord record = CopySharedLockRecord(kDomain);
+  EXPECT_EQ(record.state, SharedLockRecord::State::kHeld);
+  EXPECT_EQ(record.pid, getpid());
+  EXPECT_EQ(record.file, RecordFile());
+  EXPECT_NE(record.since, 0);
+  EXPECT_EQ(OnDisk(RecordFile()), "{\"lock\":1,\"pid\":" + std::to_string(getpid()) +
+                                      ",\"process\":\"" + Utf8(record.process) + "\"}");
+  EXPECT_FALSE(ReleaseStaleSharedLock(kDomain));
+  EXPECT_FALSE(IsGlobalSharedPListLocked(u"com.example.Other"));
+  UnlockGlobalSharedPList(kDomain);
+  EXPECT_EQ(OnDisk(RecordFile()), R"({"lock":0,"process":""})");
+  EXPECT_EQ(waits_, 0);
+}
+
+TEST_F(SharedLockTest, AHolderIsWaitedForTenTimes) {
+  ASSERT_TRUE(LockGlobalSharedPList(kDomain));
+  const std::string before = ReadFile(RecordFile());
+  EXPECT_FALSE(LockGlobalSharedPList(kDomain));
+  EXPECT_EQ(waits_, 10);
+  EXPECT_EQ(WritePreferenceString(2, u"K", u"n", u"v", kDomain), kPreferenceLockNotObtained);
+  EXPECT_EQ(DeletePreference(0, u"K", u"n", kDomain), kPreferenceLockNotObtained);
+  EXPECT_EQ(RecursivePreferenceDelete(3, u"K", kDomain), kPreferenceLockNotObtained);
+  EXPECT_EQ(ReadFile(RecordFile()), before);
+  EXPECT_FALSE(fs::exists(SharedFile()));
+  // Released during the last wait but one.
+  int left = 9;
+  ExchangeSharedLockWait([&] {
+    if (--left == 0) {
+      UnlockGlobalSharedPList(kDomain);
+    }
+  });
+  EXPECT_TRUE(LockGlobalSharedPList(kDomain));
+  UnlockGlobalSharedPList(kDomain);
+}
+
+TEST_F(SharedLockTest, RecordsThatHoldAndThatDoNot) {
+  const std::string own = "\"" + OwnName() + "\"";
+  OtherProcess running(OtherProcess::Kind::kSleeping);
+  OtherProcess zombie(OtherProcess::Kind::kZombie);
+  OtherProcess gone(OtherProcess::Kind::kSleeping);
+  const std::string live = std::to_string(running.pid());
+  const std::string ended = std::to_string(gone.pid());
+  gone.End();
+  const struct {
+    const char* title;
+    std::string lock, process, pid;
+    bool held;
+  } kCases[] = {
+      {"a running process", "1", own, live, true},
+      {"numbers as text", "\"1\"", own, "\"" + live + "\"", true},
+      {"another number than 1", "-3", own, live, true},
+      {"a real number", "1.5", own, live, true},
+      {"free", "0", own, live, false},
+      {"an ended process", "1", own, ended, false},
+      {"a zombie", "1", own, std::to_string(zombie.pid()), false},
+      {"an id that was used again", "1", "\"some other program\"", live, false},
+      {"a name in another case", "1", "\"X" + own.substr(1), live, false},
+      {"no id", "1", own, "", false},
+      {"id -1", "1", own, "-1", false},
+      {"an id out of range", "1", own, "4294967295000", false},
+      {"id 0", "1", own, "0", false},
+      {"a dictionary as lock", "{}", own, live, false},
+      {"a boolean as lock", "true", own, live, false},
+      {"an array as id", "1", own, "[]", false},
+      {"a number as name", "1", "7", live, false},
+  };
+  for (const auto& c : kCases) {
+    SCOPED_TRACE(c.title);
+    Record(c.lock, c.process, c.pid);
+    EXPECT_EQ(IsGlobalSharedPListLocked(kDomain), c.held);
+    waits_ = 0;
+    EXPECT_EQ(LockGlobalSharedPList(kDomain), !c.held);
+    EXPECT_EQ(waits_, c.held ? 10 : 0);
+    if (!c.held) {
+      EXPECT_EQ(CopySharedLockRecord(kDomain).pid, getpid());
+    }
+  }
+}
+
+TEST_F(SharedLockTest, AFileThatIsNoRecordIsFree) {
+  for (const char* bytes : {"", "garbage", "<plist><array/></plist>"}) {
+    SCOPED_TRACE(bytes);
+    WriteFile(RecordFile(), bytes);
+    EXPECT_FALSE(IsGlobalSharedPListLocked(kDomain));
+    EXPECT_TRUE(LockGlobalSharedPList(kDomain));
+    UnlockGlobalSharedPList(kDomain);
+  }
+  // One that can be neither read nor written.
+  fs::remove(RecordFile());
+  fs::create_directories(RecordFile() / "x");
+  EXPECT_FALSE(IsGlobalSharedPListLocked(kDomain));
+  EXPECT_TRUE(LockGlobalSharedPList(kDomain));
+  EXPECT_EQ(WritePreferenceString(0, u"K", u"n", u"v", kDomain), 0u);
+  EXPECT_EQ(OnDisk(SharedFile()), R"({"K":{"n":"v"}})");
+}
+
+TEST_F(SharedLockTest, OnlyAStaleLockIsReleasedUnforced) {
+  OtherProcess zombie(OtherProcess::Kind::kZombie);
+  Record("1", "\"installer\"", std::to_string(zombie.pid()));
+  EXPECT_EQ(CopySharedLockRecord(kDomain).state, SharedLockRecord::State::kStale);
+  EXPECT_TRUE(ReleaseStaleSharedLock(kDomain));
+  EXPECT_EQ(OnDisk(RecordFile()), R"({"lock":0,"process":""})");
+  EXPECT_EQ(CopySharedLockRecord(kDomain).state, SharedLockRecord::State::kFree);
+}
+
+// Many takers test at the same moments, and some die holding the lock.
+TEST_F(SharedLockTest, NeverTwoHolders) {
+  const fs::path inside = env_.folder() / "inside";
+  const fs::path log = env_.folder() / "log";
+  std::vector<pid_t> children;
+  for (int i = 0; i < 8; ++i) {
+    const pid_t child = fork();
+    if (child == 0) {
+      ExchangeSharedLockWait([] { usleep(3000); });
+      for (int round = 0; round < 10; ++round) {
+        while (!LockGlobalSharedPList(kDomain)) {
+        }
+        const int file = open(inside.c_str(), O_CREAT | O_EXCL | O_CLOEXEC, 0600);
+        if (file < 0) {
+          _exit(1);
+        }
+        close(file);
+        usleep(500);
+        unlink(inside.c_str());
+        if (i == 0 && round == 5) {
+          raise(SIGKILL);
+        }
+        UnlockGlobalSharedPList(kDomain);
+      }
+      _exit(0);
+    }
+    children.push_back(child);
+  }
+  int killed = 0;
+  for (const pid_t child : children) {
+    int status = 0;
+    waitpid(child, &status, 0);
+    if (WIFSIGNALED(status)) {
+      ++killed;
+    } else {
+      EXPECT_EQ(WEXITSTATUS(status), 0) << "two processes held the lock";
+    }
+  }
+  EXPECT_EQ(killed, 1);
+}
+
+}  // namespace
+}  // namespace orvik::test

@@ -1,0 +1,243 @@
+#include "prefs/transaction.h"
+
+#include <sys/mount.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include "prefs/platform_values.h"
+#include "prefs/preferences.h"
+#include "prefs/reporting.h"
+#include "tests/prefs/store_fixture.h"
+
+namespace orvik::test {
+namespace {
+
+namespace fs = std::filesystem;
+
+class TransactionTest : public StoreTest {
+ protected:
+  fs::path File(int scope) const {
+    return scope == 0 ? SharedFile() : scope == 1 ? UserFile() : MachineFile();
+  }
+};
+
+TEST_F(TransactionTest, MakesAllChangesInOrderInEveryScope) {
+  for (const int scope : {0, 1, 4}) {
+    SCOPED_TRACE(scope);
+    WritePlist(File(scope), R"({"A":{"B":{"old":1},"gone":"x"},"top":"t","list":[1]})", "binary");
+    Transaction change(scope, kDomain);
+    change.RequireEqual(u"A/B", u"old", PlatformNumber(1));
+    change.SetString(u"A/B", u"new", u"v");
+    change.SetInt(u"A/C/D", u"n", 2);
+    change.Delete(u"A", u"gone");
+    change.Delete(u"A/never", u"x");
+    change.RequireAbsent(u"A", u"gone");
+    change.SetString(u"", u"top", u"u");
+    change.DeleteKey(u"A/B");
+    change.Set(u"A/B", u"again", PlatformString(u"w"));
+    EXPECT_EQ(change.Commit().error, PrefError::kNone);
+    EXPECT_EQ(OnDisk(File(scope)),
+              R"({"A":{"B":{"again":"w"},"C":{"D":{"n":2}}},"list":[1],"top":"u"})");
+    // What the transaction saved is what the other operations read.
+    unsigned long error = 9;
+    EXPECT_EQ(GetPreferenceInt(scope, u"A/C/D", u"n", 0, &error, kDomain), 2);
+  }
+}
+
+TEST_F(TransactionTest, AFailureAnywhereLeavesTheFile) {
+  const std::string before = R"({"A":{"s":"text"},"top":"t"})";
+  const struct {
+    const char* title;
+    PrefError error;
+    void (*last)(Transaction&);
+  } kCases[] = {
+      {"value on the path", PrefError::kNotAKey, [](Transaction& t) { t.SetInt(u"A/s", u"x", 1); }},
+      {"value as top-level key", PrefError::kNotAKey,
+       [](Transaction& t) { t.SetInt(u"top", u"x", 1); }},
+      {"missing value", PrefError::kNotFound,
+       [](Transaction& t) { t.Delete(u"A", u"no", IfMissing::kFail); }},
+      {"missing key", PrefError::kNotFound,
+       [](Transaction& t) { t.DeleteKey(u"A/no", IfMissing::kFail); }},
+      {"another value", PrefError::kConditionNotMet,
+       [](Transaction& t) { t.RequireEqual(u"A", u"s", PlatformString(u"Text")); }},
+      {"another type", PrefError::kConditionNotMet,
+       [](Transaction& t) { t.RequireEqual(u"A", u"s", PlatformNumber(0)); }},
+      {"nothing to compare", PrefError::kConditionNotMet,
+       [](Transaction& t) { t.RequireEqual(u"A", u"no", PlatformNumber(0)); }},
+      {"present", PrefError::kConditionNotMet, [](Transaction& t) { t.RequireAbsent(u"A", u"s"); }},
+      {"blocked is not absent", PrefError::kConditionNotMet,
+       [](Transaction& t) { t.RequireAbsent(u"top", u"s"); }},
+      {"no value", PrefError::kNotSerializable, [](Transaction& t) { t.Set(u"A", u"x", nullptr); }},
+      {"too deep", PrefError::kNotSerializable,
+       [](Transaction& t) {
+         CAtlString path = u"d";
+         for (int i = 0; i < 1000; ++i) {
+           path += u"/d";
+         }
+         t.SetInt(path, u"x", 1);
+       }},
+  };
+  for (const int scope : {0, 1, 4}) {
+    WritePlist(File(scope), before);
+    const std::string bytes = ReadFile(File(scope));
+    for (const auto& c : kCases) {
+      SCOPED_TRACE(c.title);
+      Transaction change(scope, kDomain);
+      change.SetString(u"A/new", u"n", u"v");
+      change.Delete(u"", u"top-level that is not there");
+      c.last(change);
+      EXPECT_EQ(change.Commit().error, c.error);
+      EXPECT_EQ(ReadFile(File(scope)), bytes);
+    }
+  }
+}
+
+TEST_F(TransactionTest, SetIfEqualAndIfAbsent) {
+  const auto one = PlatformNumber(1), two = PlatformNumber(2);
+  EXPECT_EQ(SetPreferenceIfEqual(0, u"K", u"n", one, two, kDomain).error,
+            PrefError::kConditionNotMet);
+  EXPECT_TRUE(SetPreferenceIfAbsent(0, u"K", u"n", one, kDomain).ok());
+  EXPECT_EQ(SetPreferenceIfAbsent(0, u"K", u"n", two, kDomain).error, PrefError::kConditionNotMet);
+  EXPECT_TRUE(SetPreferenceIfEqual(0, u"K", u"n", one, two, kDomain).ok());
+  EXPECT_EQ(OnDisk(SharedFile()), R"({"K":{"n":2}})");
+}
+
+TEST_F(TransactionTest, ReplaceDomainKeepsTheCallersDictionary) {
+  WritePlist(SharedFile(), R"({"old":1})");
+  const auto entries = NewDictionary(), key = NewDictionary();
+  CFDictionarySetValue(entries, PlatformString(u"K"), key);
+  Transaction change(3, kDomain);
+  change.ReplaceDomain(entries);
+  change.SetString(u"K", u"n", u"v");
+  EXPECT_TRUE(change.Commit().ok());
+  EXPECT_EQ(OnDisk(SharedFile()), R"({"K":{"n":"v"}})");
+  EXPECT_EQ(CFDictionaryGetCount(key), 0);
+}
+
+TEST_F(TransactionTest, RefusesWhatItCannotAddressAndWaitsForTheLock) {
+  Transaction unknown(9, kDomain), refused(1, u"../x"), locked(2, kDomain);
+  for (Transaction* change : {&unknown, &refused, &locked}) {
+    change->SetInt(u"K", u"n", 1);
+  }
+  EXPECT_EQ(unknown.Commit().error, PrefError::kUnknownScope);
+  EXPECT_EQ(refused.Commit().error, PrefError::kRefusedDomain);
+  ASSERT_TRUE(LockGlobalSharedPList(kDomain));
+  EXPECT_EQ(locked.Commit().error, PrefError::kLockNotObtained);
+  UnlockGlobalSharedPList(kDomain);
+  EXPECT_TRUE(locked.Commit().ok());
+  EXPECT_EQ(OnDisk(SharedFile("." + std::string(kDomain))), R"({"K":{"n":1}})");
+}
+
+TEST_F(TransactionTest, ADamagedFileStaysUnlessItIsToBeReplaced) {
+  const struct {
+    std::string bytes;
+    PrefError error;
+  } kCases[] = {{"<plist><dict>", PrefError::kDamaged},
+                {"<plist><array/></plist>", PrefError::kRootNotDictionary}};
+  for (const int scope : {0, 1, 4}) {
+    for (const auto& c : kCases) {
+      const fs::path kept = File(scope).string() + ".damaged";
+      fs::remove(kept);
+      WriteFile(File(scope), c.bytes);
+      Transaction change(scope, kDomain);
+      change.SetInt(u"K", u"n", 1);
+      EXPECT_EQ(change.Commit().error, c.error);
+      EXPECT_EQ(ReadFile(File(scope)), c.bytes);
+      EXPECT_TRUE(change.Commit(IfDamaged::kReplace).ok());
+      EXPECT_EQ(OnDisk(File(scope)), R"({"K":{"n":1}})");
+      EXPECT_EQ(ReadFile(kept), c.bytes);
+    }
+  }
+}
+
+TEST_F(TransactionTest, TellsWhyNothingWasSaved) {
+  Transaction change(0, kDomain);
+  change.SetInt(u"K", u"n", 1);
+  fs::create_directories(SharedFile());
+  EXPECT_EQ(change.Commit().error, PrefError::kUnreadable);
+  fs::remove(SharedFile());
+  if (geteuid() != 0) {
+    fs::permissions(SharedFile().parent_path(), fs::perms::owner_read | fs::perms::owner_exec);
+    EXPECT_EQ(change.Commit().error, PrefError::kNotPermitted);
+  }
+}
+
+// On a volume of its own, where this process may mount one.
+TEST_F(TransactionTest, AFullVolumeKeepsTheOldFile) {
+  const fs::path folder = SharedFile().parent_path();
+  fs::create_directories(folder);
+  if (mount("tmpfs", folder.c_str(), "tmpfs", 0, "size=64k") != 0) {
+    GTEST_SKIP() << "no right to mount a small volume";
+  }
+  Transaction small(0, kDomain);
+  small.SetString(u"K", u"n", u"v");
+  EXPECT_TRUE(small.Commit().ok());
+  Transaction large(0, kDomain);
+  large.SetString(u"K", u"large", CAtlString(u'x', 100000));
+  EXPECT_EQ(large.Commit().error, PrefError::kDiskFull);
+  EXPECT_EQ(WritePreferenceString(0, u"K", u"large", CAtlString(u'x', 100000), kDomain), 0u);
+  EXPECT_EQ(OnDisk(SharedFile()), R"({"K":{"n":"v"}})");
+  EXPECT_EQ(std::distance(fs::directory_iterator(folder), {}), 1);
+  EXPECT_EQ(umount(folder.c_str()), 0);
+}
+
+// Sixteen processes write, some are killed on the way, and a reader watches.
+TEST_F(TransactionTest, ManyWritersLoseNothingThatWasReported) {
+  constexpr int kProcesses = 16;
+  constexpr int kValues = 50;
+  constexpr int kKilled = 4;
+  WritePlist(SharedFile(), R"({"Untouched":{"n":"v"}})");
+  const fs::path reports = env_.folder() / "reports";
+  fs::create_directories(reports);
+  std::vector<pid_t> children;
+  for (int i = 0; i < kProcesses; ++i) {
+    const pid_t child = fork();
+    if (child == 0) {
+      ExchangeSharedLockWait([] { usleep(2000); });
+      std::FILE* report = std::fopen((reports / std::to_string(i)).c_str(), "w");
+      CAtlString path, name;
+      path.Format(u"Software/P%d", i % 4);
+      for (int value = 0; value < kValues; ++value) {
+        name.Format(u"p%d-%d", i, value);
+        while (WritePreferenceInt(0, path, name, value, kDomain) != 0) {
+        }
+        std::fprintf(report, "P%d p%d-%d %d\n", i % 4, i, value, value);
+        std::fflush(report);
+      }
+      _exit(0);
+    }
+    children.push_back(child);
+  }
+  int alive = kProcesses, reads = 0;
+  while (alive > 0) {
+    EXPECT_TRUE(CopyDomain(0, kDomain).ok());
+    if (++reads % 20 == 0 && reads / 20 <= kKilled) {
+      kill(children[static_cast<std::size_t>(reads / 20)], SIGKILL);
+    }
+    while (waitpid(-1, nullptr, WNOHANG) > 0) {
+      --alive;
+    }
+    usleep(1000);
+  }
+  EXPECT_EQ(OnDisk(SharedFile()).substr(0, 12), R"({"Software":)");
+  const CommandResult checked =
+      RunCommand({"python3", "-c",
+                  "import os,plistlib,sys\n"
+                  "root=plistlib.load(open(sys.argv[1],'rb'))\n"
+                  "assert root['Untouched']=={'n':'v'}\n"
+                  "lines=[l.split() for f in os.listdir(sys.argv[2])"
+                  " for l in open(os.path.join(sys.argv[2],f))]\n"
+                  "lost=[l for l in lines if root['Software'][l[0]].get(l[1])!=int(l[2])]\n"
+                  "assert not lost, lost\n"
+                  "print(len(lines))\n",
+                  SharedFile().string(), reports.string()});
+  EXPECT_EQ(checked.status, 0) << checked.err;
+  EXPECT_GE(std::atoi(checked.out.c_str()), (kProcesses - kKilled) * kValues);
+  // A killed holder blocks nobody.
+  waits_ = 0;
+  EXPECT_EQ(WritePreferenceInt(0, u"Software", u"last", 1, kDomain), 0u);
+  EXPECT_EQ(waits_, 0);
+}
+
+}  // namespace
+}  // namespace orvik::test
