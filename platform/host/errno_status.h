@@ -51,6 +51,7 @@ inline constexpr OSErr permErr = -54;
 inline constexpr OSErr wrPermErr = -61;
 inline constexpr OSErr memFullErr = -108;
 inline constexpr OSErr dirNFErr = -120;
+inline constexpr OSErr userCanceledErr = -128;  // also: nobody could be asked
 inline constexpr OSErr procNotFound = -600;
 inline constexpr OSErr errFSNoMoreItems = -1161;
 inline constexpr OSErr notAFileErr = -1302;

@@ -1,0 +1,80 @@
+#include "platform/carbon/alerts.h"
+
+#include <algorithm>
+#include <string>
+
+#include "platform/host/alert_host.h"
+#include "platform/host/errno_status.h"
+
+namespace orvik {
+namespace {
+
+std::string Utf8FromPascal(ConstStr255Param text) {
+  std::string utf8;
+  if (text == nullptr) return utf8;
+  for (int i = 1; i <= text[0]; ++i) {
+    const unsigned char c = text[i];
+    if (c < 0x80) {
+      utf8 += static_cast<char>(c);
+    } else {
+      utf8 += static_cast<char>(0xC0 | (c >> 6));
+      utf8 += static_cast<char>(0x80 | (c & 0x3F));
+    }
+  }
+  return utf8;
+}
+
+host::AlertLevel LevelOf(AlertType type) {
+  switch (type) {
+    case kAlertStopAlert:
+      return host::AlertLevel::kStop;
+    case kAlertNoteAlert:
+      return host::AlertLevel::kNote;
+    case kAlertCautionAlert:
+      return host::AlertLevel::kCaution;
+    default:
+      return host::AlertLevel::kPlain;
+  }
+}
+
+}  // namespace
+
+OSErr StandardAlert(AlertType type, ConstStr255Param error, ConstStr255Param explanation,
+                    const AlertStdAlertParamRec* param, DialogItemIndex* item_hit) {
+  const AlertStdAlertParamRec standard;
+  const AlertStdAlertParamRec& record = param != nullptr ? *param : standard;
+  host::AlertRequest request{.level = LevelOf(type),
+                             .header = Utf8FromPascal(error),
+                             .message = Utf8FromPascal(explanation),
+                             .buttons = {},
+                             .default_button = 0,
+                             .timeout = 0};
+  std::vector<DialogItemIndex> items;
+  const auto add = [&](DialogItemIndex item, std::string label) {
+    if (item == record.defaultButton) request.default_button = static_cast<int>(items.size());
+    items.push_back(item);
+    request.buttons.push_back(std::move(label));
+  };
+  add(kAlertStdAlertOKButton,
+      record.defaultText != nullptr ? Utf8FromPascal(record.defaultText) : "OK");
+  if (record.cancelText != nullptr) {
+    add(kAlertStdAlertCancelButton, Utf8FromPascal(record.cancelText));
+  }
+  if (record.otherText != nullptr) {
+    add(kAlertStdAlertOtherButton, Utf8FromPascal(record.otherText));
+  }
+
+  const std::optional<int> answer = host::ShowAlert(request);
+  if (!answer) return userCanceledErr;
+  if (item_hit == nullptr) return noErr;
+  if (*answer >= 0 && *answer < static_cast<int>(items.size())) {
+    *item_hit = items[static_cast<std::size_t>(*answer)];
+  } else {
+    const bool can_cancel =
+        std::find(items.begin(), items.end(), record.cancelButton) != items.end();
+    *item_hit = can_cancel ? record.cancelButton : kAlertStdAlertOKButton;
+  }
+  return noErr;
+}
+
+}  // namespace orvik

@@ -1,0 +1,341 @@
+// The objects are read here and not by libplist, whose interface loses the sign of integers, dates
+// outside 32 bits of seconds, NUL characters and lone surrogates.
+#include <algorithm>
+#include <bit>
+#include <vector>
+
+#include "platform/core_foundation/property_list_binary.h"
+#include "platform/core_foundation/property_list_forms.h"
+
+namespace orvik {
+namespace {
+
+using namespace binary_property_list;
+
+// Objects may be shared, so that a tree can be far larger than its file; beyond this the file was
+// made to be so.
+constexpr std::uint64_t kLargestExpansion = 16;
+
+std::uint64_t BigEndian(std::string_view bytes) {
+  std::uint64_t value = 0;
+  for (const char byte : bytes) value = value << 8 | static_cast<unsigned char>(byte);
+  return value;
+}
+
+class BinaryReader {
+ public:
+  explicit BinaryReader(std::string_view bytes) : bytes_(bytes) {}
+
+  OwnedObject Read() {
+    if (!ReadTrailer()) return nullptr;
+    slots_.resize(object_count_);
+    return ReadTree() ? std::move(slots_[root_].object) : nullptr;
+  }
+
+ private:
+  // An object of the file: not read yet, being read (so that a reference to it closes a circle), or
+  // finished, with the number of objects in its tree and of containers inside one another.
+  struct Slot {
+    OwnedObject object;
+    std::uint64_t tree_size = 1;
+    std::uint16_t height = 0;
+    bool is_open = false;
+  };
+
+  // The bytes of an object behind its marker.
+  struct Body {
+    std::uint8_t marker;
+    std::uint8_t low;
+    std::string_view content;
+    std::uint64_t count;
+  };
+
+  struct Container {
+    std::uint64_t index;
+    std::uint64_t next;
+    Body body;
+    std::unique_ptr<PropertyListBuilder> builder;
+  };
+
+  bool ReadTrailer() {
+    if (bytes_.size() < kHeaderSize + kTrailerSize) return false;
+    const std::string_view trailer = bytes_.substr(bytes_.size() - kTrailerSize);
+    offset_size_ = static_cast<unsigned char>(trailer[kOffsetSizeField]);
+    reference_size_ = static_cast<unsigned char>(trailer[kReferenceSizeField]);
+    object_count_ = BigEndian(trailer.substr(kObjectCountField, 8));
+    root_ = BigEndian(trailer.substr(kRootField, 8));
+    table_offset_ = BigEndian(trailer.substr(kTableOffsetField, 8));
+    const std::uint64_t table_limit = bytes_.size() - kTrailerSize;
+    if (offset_size_ < 1 || offset_size_ > 8 || reference_size_ < 1 || reference_size_ > 8 ||
+        table_offset_ < kHeaderSize || table_offset_ > table_limit || root_ >= object_count_ ||
+        object_count_ > (table_limit - table_offset_) / offset_size_ ||
+        object_count_ > table_offset_ - kHeaderSize ||
+        (offset_size_ < 4 && object_count_ >> (8 * offset_size_) != 0)) {
+      return false;
+    }
+    unread_bytes_ = table_offset_ - kHeaderSize;
+    return true;
+  }
+
+  bool ReadTree() {
+    if (!Visit(root_)) return false;
+    while (!open_.empty()) {
+      Container& container = open_.back();
+      const bool is_dictionary = container.body.marker == kDictionary;
+      if (container.next == container.body.count) {
+        if (!Finish()) return false;
+        continue;
+      }
+      const std::uint64_t position = container.next + (is_dictionary ? container.body.count : 0);
+      const std::uint64_t child = Reference(container.body, position);
+      if (!IsRead(child)) {
+        if (!Visit(child)) return false;
+        continue;
+      }
+      if (is_dictionary && !SetKey(container, Reference(container.body, container.next))) {
+        return false;
+      }
+      if (!AddChild(container, child)) return false;
+      ++container.next;
+    }
+    return true;
+  }
+
+  std::uint64_t Reference(const Body& body, std::uint64_t position) const {
+    return BigEndian(body.content.substr(position * reference_size_, reference_size_));
+  }
+
+  bool IsRead(std::uint64_t index) const {
+    return index < object_count_ && slots_[index].object != nullptr;
+  }
+
+  // Reads a leaf, or opens a container.
+  bool Visit(std::uint64_t index) {
+    if (index >= object_count_ || slots_[index].is_open) return false;
+    Body body;
+    if (!ReadBody(index, body)) return false;
+    if (body.marker != kArray && body.marker != kDictionary) {
+      return ReadLeaf(body, slots_[index].object);
+    }
+    if (open_.size() == kPropertyListMaximumDepth) return false;
+    slots_[index].is_open = true;
+    slots_[index].height = 1;
+    auto builder = std::make_unique<PropertyListBuilder>(kCFPropertyListImmutable);
+    const bool opened = body.marker == kArray ? builder->OpenArray(body.count)
+                                              : builder->OpenDictionary(body.count);
+    open_.push_back({index, 0, body, std::move(builder)});
+    return opened;
+  }
+
+  bool Finish() {
+    Container& container = open_.back();
+    Slot& slot = slots_[container.index];
+    slot.is_open = false;
+    if (!container.builder->Close()) return false;
+    slot.object = container.builder->Take();
+    open_.pop_back();
+    return slot.object != nullptr;
+  }
+
+  bool SetKey(Container& container, std::uint64_t key) {
+    if (key >= object_count_ || (!IsRead(key) && !VisitKey(key))) return false;
+    return container.builder->SetKeyObject(SharedSlot(key));
+  }
+
+  // A key must be a string, so that reading it opens nothing.
+  bool VisitKey(std::uint64_t index) {
+    Body body;
+    if (!ReadBody(index, body) || (body.marker != kAsciiString && body.marker != kUnicodeString)) {
+      return false;
+    }
+    return ReadLeaf(body, slots_[index].object);
+  }
+
+  bool AddChild(Container& container, std::uint64_t child) {
+    Slot& slot = slots_[container.index];
+    slot.tree_size += slots_[child].tree_size;
+    slot.height = std::max<std::uint16_t>(slot.height, slots_[child].height + 1);
+    return slot.tree_size <= bytes_.size() * kLargestExpansion &&
+           open_.size() + slots_[child].height <= kPropertyListMaximumDepth &&
+           container.builder->Add(SharedSlot(child));
+  }
+
+  OwnedObject SharedSlot(std::uint64_t index) const { return Shared(slots_[index].object.get()); }
+
+  // Takes count bytes off the front of rest.
+  static bool Take(std::string_view& rest, std::uint64_t count, std::string_view& taken) {
+    if (count > rest.size()) return false;
+    taken = rest.substr(0, count);
+    rest.remove_prefix(count);
+    return true;
+  }
+
+  bool ReadBody(std::uint64_t index, Body& body) {
+    const std::uint64_t offset =
+        BigEndian(bytes_.substr(table_offset_ + index * offset_size_, offset_size_));
+    if (offset < kHeaderSize || offset >= table_offset_) return false;
+    std::string_view rest = bytes_.substr(offset, table_offset_ - offset);
+    const size_t available = rest.size();
+    const auto marker = static_cast<std::uint8_t>(rest[0]);
+    rest.remove_prefix(1);
+    body.marker = marker >> 4;
+    body.low = marker & 0xF;
+    body.count = body.low;
+    std::uint64_t unit = 1;
+    switch (body.marker) {
+      case kSimple:
+        body.count = 0;
+        break;
+      case kInteger:
+      case kReal:
+      case kDate:
+        if (body.low > 4) return false;
+        body.count = std::uint64_t{1} << body.low;
+        break;
+      case kUniqueIdentifier:
+        body.count = body.low + 1u;
+        break;
+      default:
+        if (body.low == kLengthFollows && !ReadLength(rest, body.count)) return false;
+        if (body.marker == kUnicodeString) unit = 2;
+        if (body.marker == kArray) unit = reference_size_;
+        if (body.marker == kDictionary) unit = std::uint64_t{2} * reference_size_;
+    }
+    if (body.count > rest.size() / unit || !Take(rest, body.count * unit, body.content)) {
+      return false;
+    }
+    // Objects that overlap could make a small file cost without end.
+    const std::uint64_t used = available - rest.size();
+    if (used > unread_bytes_) return false;
+    unread_bytes_ -= used;
+    return true;
+  }
+
+  static bool ReadLength(std::string_view& rest, std::uint64_t& length) {
+    std::string_view marker, digits;
+    if (!Take(rest, 1, marker)) return false;
+    const auto byte = static_cast<std::uint8_t>(marker[0]);
+    if (byte >> 4 != kInteger || (byte & 0xF) > 3) return false;
+    if (!Take(rest, std::uint64_t{1} << (byte & 0xF), digits)) return false;
+    length = BigEndian(digits);
+    return true;
+  }
+
+  static bool ReadLeaf(const Body& body, OwnedObject& object) {
+    PropertyListBuilder builder(kCFPropertyListImmutable);
+    if (!AddLeaf(body, builder)) return false;
+    object = builder.Take();
+    return object != nullptr;
+  }
+
+  static bool AddLeaf(const Body& body, PropertyListBuilder& builder) {
+    switch (body.marker) {
+      case kSimple:
+        if (body.low != kFalse && body.low != kTrue) return false;
+        return builder.AddBoolean(body.low == kTrue);
+      case kInteger: {
+        PropertyListInteger value;
+        return ParseInteger(body.content, value) && builder.AddInteger(value);
+      }
+      case kReal:
+        if (body.count != 4 && body.count != 8) return false;
+        return builder.AddReal(Real(body.content), static_cast<int>(body.count));
+      case kDate:
+        return body.count == 8 && builder.AddDate(Real(body.content));
+      case kData:
+        return builder.AddData(body.content);
+      case kAsciiString:
+        return AddAsciiString(body.content, builder);
+      case kUnicodeString:
+        return builder.AddString(UnicodeText(body.content));
+      case kUniqueIdentifier: {
+        PropertyListInteger value;
+        return ParseUnsigned(body.content, value) && builder.OpenDictionary() &&
+               builder.SetAsciiKey(kUniqueIdentifierKey) && builder.AddInteger(value) &&
+               builder.Close();
+      }
+      default:
+        return false;
+    }
+  }
+
+  static bool ParseUnsigned(std::string_view bytes, PropertyListInteger& value) {
+    const size_t leading = bytes.size() > 8 ? bytes.size() - 8 : 0;
+    for (const char byte : bytes.substr(0, leading)) {
+      if (byte != 0) return false;
+    }
+    value.bits = BigEndian(bytes.substr(leading));
+    value.is_unsigned = static_cast<std::int64_t>(value.bits) < 0;
+    return true;
+  }
+
+  // Integers of up to four bytes have no sign, eight bytes are signed, and sixteen are signed as
+  // well.
+  static bool ParseInteger(std::string_view bytes, PropertyListInteger& value) {
+    if (bytes.size() == 16 && static_cast<signed char>(bytes[0]) < 0) {
+      value = {BigEndian(bytes.substr(8)), false};
+      return BigEndian(bytes.substr(0, 8)) == ~std::uint64_t{0} &&
+             static_cast<std::int64_t>(value.bits) < 0;
+    }
+    if (!ParseUnsigned(bytes, value)) return false;
+    if (bytes.size() == 8) value.is_unsigned = false;
+    return true;
+  }
+
+  static double Real(std::string_view bytes) {
+    const std::uint64_t bits = BigEndian(bytes);
+    return bytes.size() == 4 ? std::bit_cast<float>(static_cast<std::uint32_t>(bits))
+                             : std::bit_cast<double>(bits);
+  }
+
+  // Bytes above 0x7F do not belong there, but keep their number as ISO 8859-1.
+  static bool AddAsciiString(std::string_view bytes, PropertyListBuilder& builder) {
+    std::u16string text;
+    for (const char byte : bytes) {
+      if (static_cast<signed char>(byte) < 0) {
+        for (const char c : bytes) text += static_cast<unsigned char>(c);
+        return builder.AddString(text);
+      }
+    }
+    return builder.AddAscii(bytes);
+  }
+
+  static std::u16string UnicodeText(std::string_view bytes) {
+    std::u16string text(bytes.size() / 2, u'\0');
+    for (size_t i = 0; i < text.size(); ++i) {
+      text[i] = static_cast<char16_t>(BigEndian(bytes.substr(2 * i, 2)));
+    }
+    return text;
+  }
+
+  std::string_view bytes_;
+  std::uint64_t offset_size_ = 0;
+  std::uint64_t reference_size_ = 0;
+  std::uint64_t object_count_ = 0;
+  std::uint64_t root_ = 0;
+  std::uint64_t table_offset_ = 0;
+  std::uint64_t unread_bytes_ = 0;
+  std::vector<Slot> slots_;
+  std::vector<Container> open_;
+};
+
+}  // namespace
+
+PropertyListReading ReadBinaryPropertyList(std::string_view bytes,
+                                           CFOptionFlags mutability_option) {
+  PropertyListReading reading;
+  reading.root = BinaryReader(bytes).Read();
+  if (reading.root && mutability_option != kCFPropertyListImmutable) {
+    // Shared objects become objects of their own where they can be changed.
+    reading.root.reset(static_cast<const NSObject*>(
+        CFPropertyListCreateDeepCopy(kCFAllocatorDefault, reading.root.get(), mutability_option)));
+  }
+  if (reading.root) {
+    reading.format = kCFPropertyListBinaryFormat_v1_0;
+  } else {
+    reading.error = "The binary property list is damaged";
+  }
+  return reading;
+}
+
+}  // namespace orvik

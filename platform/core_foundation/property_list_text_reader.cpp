@@ -1,0 +1,264 @@
+#include <algorithm>
+#include <vector>
+
+#include "platform/core_foundation/property_list_encoding.h"
+#include "platform/core_foundation/property_list_forms.h"
+
+namespace orvik {
+namespace {
+
+// What octal escapes above 0177 mean: the upper half of the NeXTSTEP character set.
+constexpr char16_t kNextStepUpperHalf[128] = {
+    0x00A0, 0x00C0, 0x00C1, 0x00C2, 0x00C3, 0x00C4, 0x00C5, 0x00C7, 0x00C8, 0x00C9, 0x00CA, 0x00CB,
+    0x00CC, 0x00CD, 0x00CE, 0x00CF, 0x00D0, 0x00D1, 0x00D2, 0x00D3, 0x00D4, 0x00D5, 0x00D6, 0x00D9,
+    0x00DA, 0x00DB, 0x00DC, 0x00DD, 0x00DE, 0x00B5, 0x00D7, 0x00F7, 0x00A9, 0x00A1, 0x00A2, 0x00A3,
+    0x2044, 0x00A5, 0x0192, 0x00A7, 0x00A4, 0x2019, 0x201C, 0x00AB, 0x2039, 0x203A, 0xFB01, 0xFB02,
+    0x00AE, 0x2013, 0x2020, 0x2021, 0x00B7, 0x00A6, 0x00B6, 0x2022, 0x201A, 0x201E, 0x201D, 0x00BB,
+    0x2026, 0x2030, 0x00AC, 0x00BF, 0x00B9, 0x02CB, 0x00B4, 0x02C6, 0x02DC, 0x00AF, 0x02D8, 0x02D9,
+    0x00A8, 0x00B2, 0x02DA, 0x00B8, 0x00B3, 0x02DD, 0x02DB, 0x02C7, 0x2014, 0x00B1, 0x00BC, 0x00BD,
+    0x00BE, 0x00E0, 0x00E1, 0x00E2, 0x00E3, 0x00E4, 0x00E5, 0x00E7, 0x00E8, 0x00E9, 0x00EA, 0x00EB,
+    0x00EC, 0x00C6, 0x00ED, 0x00AA, 0x00EE, 0x00EF, 0x00F0, 0x00F1, 0x0141, 0x00D8, 0x0152, 0x00BA,
+    0x00F2, 0x00F3, 0x00F4, 0x00F5, 0x00F6, 0x00E6, 0x00F9, 0x00FA, 0x00FB, 0x0131, 0x00FC, 0x00FD,
+    0x0142, 0x00F8, 0x0153, 0x00DF, 0x00FE, 0x00FF, 0xFFFD, 0xFFFD};
+
+bool IsBareCharacter(char c) {
+  return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9') || c == '_' ||
+         c == '$' || c == '/' || c == ':' || c == '.' || c == '-';
+}
+
+int HexValue(char c) {
+  if (c >= '0' && c <= '9') return c - '0';
+  if (c >= 'a' && c <= 'f') return c - 'a' + 10;
+  if (c >= 'A' && c <= 'F') return c - 'A' + 10;
+  return -1;
+}
+
+class TextReader {
+ public:
+  TextReader(std::string_view text, CFOptionFlags mutability_option)
+      : text_(text), builder_(mutability_option) {}
+
+  OwnedObject Read() { return ReadRoot() ? builder_.Take() : nullptr; }
+
+  size_t position() const { return position_; }
+
+ private:
+  struct Container {
+    bool is_strings_file;
+    bool has_value;  // which a comma or a semicolon must follow
+  };
+
+  bool at_end() const { return position_ == text_.size(); }
+  char peek() const { return at_end() ? '\0' : text_[position_]; }
+
+  bool TakeIf(char c) {
+    if (peek() != c) return false;
+    ++position_;
+    return true;
+  }
+
+  // White space and comments, also an unfinished one at the end.
+  void SkipBlank() {
+    while (!at_end()) {
+      const std::string_view rest = text_.substr(position_);
+      if (rest.starts_with("//")) {
+        position_ += std::min(rest.size(), rest.find_first_of("\r\n"));
+      } else if (rest.starts_with("/*")) {
+        const size_t end = rest.find("*/", 2);
+        position_ += end == std::string_view::npos ? rest.size() : end + 2;
+      } else if (const size_t space = SpaceLength(rest); space > 0) {
+        position_ += space;
+      } else {
+        return;
+      }
+    }
+  }
+
+  static size_t SpaceLength(std::string_view rest) {
+    if (rest[0] == ' ' || (rest[0] >= '\t' && rest[0] <= '\r')) return 1;
+    return rest.starts_with("\u2028") || rest.starts_with("\u2029") ? 3 : 0;
+  }
+
+  bool ReadRoot() {
+    SkipBlank();
+    if (at_end()) return builder_.OpenDictionary() && builder_.Close();
+    if (IsBareCharacter(peek()) || peek() == '"' || peek() == '\'') return ReadStringRoot();
+    if (!ReadValue() || !ReadContainers()) return false;
+    SkipBlank();
+    return at_end();
+  }
+
+  // A single string, or the first key of a file of strings. A bare word alone would make a property
+  // list of nearly any damaged file.
+  bool ReadStringRoot() {
+    const bool quoted = !IsBareCharacter(peek());
+    const size_t start = position_;
+    if (!ReadString()) return false;
+    SkipBlank();
+    if (at_end()) return quoted && builder_.AddString(string_);
+    if (peek() != '=' && peek() != ';') return false;
+    position_ = start;
+    if (!builder_.OpenDictionary()) return false;
+    open_.push_back({true, false});
+    return ReadContainers();
+  }
+
+  bool ReadContainers() {
+    while (!open_.empty()) {
+      SkipBlank();
+      if (!(builder_.in_dictionary() ? ReadEntry() : ReadElement())) return false;
+    }
+    return true;
+  }
+
+  bool ReadElement() {
+    if (TakeIf(')')) return Close();
+    if (open_.back().has_value && !TakeIf(',')) return false;
+    SkipBlank();
+    // The comma may follow the last element as well.
+    if (TakeIf(')')) return open_.back().has_value && Close();
+    open_.back().has_value = true;
+    return ReadValue();
+  }
+
+  bool ReadEntry() {
+    Container& container = open_.back();
+    if (container.has_value) {
+      container.has_value = false;
+      return TakeIf(';');
+    }
+    if (container.is_strings_file ? at_end() : TakeIf('}')) return Close();
+    if (!ReadString() || !builder_.SetKey(string_)) return false;
+    SkipBlank();
+    container.has_value = true;
+    if (peek() == ';') return builder_.AddString(string_);
+    if (!TakeIf('=')) return false;
+    SkipBlank();
+    return ReadValue();
+  }
+
+  bool Close() {
+    open_.pop_back();
+    return builder_.Close();
+  }
+
+  bool ReadValue() {
+    if (TakeIf('{')) {
+      open_.push_back({false, false});
+      return builder_.OpenDictionary();
+    }
+    if (TakeIf('(')) {
+      open_.push_back({false, false});
+      return builder_.OpenArray();
+    }
+    if (TakeIf('<')) return ReadData();
+    return ReadString() && builder_.AddString(string_);
+  }
+
+  bool ReadData() {
+    std::string bytes;
+    int high = -1;
+    while (!TakeIf('>')) {
+      if (at_end()) return false;
+      if (const size_t space = SpaceLength(text_.substr(position_)); space > 0) {
+        position_ += space;
+        continue;
+      }
+      const int digit = HexValue(text_[position_++]);
+      if (digit < 0) return false;
+      if (high < 0) {
+        high = digit;
+      } else {
+        bytes += static_cast<char>(high * 16 + digit);
+        high = -1;
+      }
+    }
+    return high < 0 && builder_.AddData(bytes);
+  }
+
+  // Into string_.
+  bool ReadString() {
+    string_.clear();
+    const char quote = peek();
+    if (quote != '"' && quote != '\'') return ReadBareString();
+    ++position_;
+    while (!TakeIf(quote)) {
+      if (at_end()) return false;
+      if (TakeIf('\\')) {
+        if (!ReadEscape()) return false;
+      } else {
+        AppendCodePoint(string_, NextCodePoint(text_, position_));
+      }
+    }
+    return true;
+  }
+
+  bool ReadBareString() {
+    // "//" inside a word begins no comment: addresses need no quotes.
+    while (IsBareCharacter(peek())) string_ += static_cast<char16_t>(text_[position_++]);
+    return !string_.empty();
+  }
+
+  bool ReadEscape() {
+    if (at_end()) return false;
+    const char c = text_[position_];
+    if (c >= '0' && c <= '7') {
+      string_ += OctalCharacter();
+      return true;
+    }
+    if (c == 'U') {
+      ++position_;
+      string_ += HexCharacter();
+      return true;
+    }
+    constexpr std::string_view kLetters = "abfnrtv";
+    constexpr std::u16string_view kMeanings = u"\a\b\f\n\r\t\v";
+    if (const size_t letter = kLetters.find(c); letter != std::string_view::npos) {
+      string_ += kMeanings[letter];
+      ++position_;
+    } else {
+      AppendCodePoint(string_, NextCodePoint(text_, position_));
+    }
+    return true;
+  }
+
+  char16_t OctalCharacter() {
+    unsigned int value = 0;
+    for (int i = 0; i < 3 && peek() >= '0' && peek() <= '7'; ++i) {
+      value = value * 8 + static_cast<unsigned int>(text_[position_++] - '0');
+    }
+    value &= 0xFF;
+    return value < 0x80 ? static_cast<char16_t>(value) : kNextStepUpperHalf[value - 0x80];
+  }
+
+  char16_t HexCharacter() {
+    int value = 0;
+    for (int i = 0; i < 4 && HexValue(peek()) >= 0; ++i) {
+      value = value * 16 + HexValue(text_[position_++]);
+    }
+    return static_cast<char16_t>(value);
+  }
+
+  std::string_view text_;
+  size_t position_ = 0;
+  PropertyListBuilder builder_;
+  std::vector<Container> open_;
+  std::u16string string_;
+};
+
+}  // namespace
+
+PropertyListReading ReadTextPropertyList(std::string_view text, CFOptionFlags mutability_option) {
+  TextReader reader(text, mutability_option);
+  PropertyListReading reading;
+  reading.root = reader.Read();
+  if (reading.root) {
+    reading.format = kCFPropertyListOpenStepFormat;
+  } else {
+    reading.error =
+        "The text is no property list: unexpected at byte " + std::to_string(reader.position());
+  }
+  return reading;
+}
+
+}  // namespace orvik

@@ -1,0 +1,68 @@
+#include "platform/core_foundation/user_notification.h"
+
+#include <string>
+
+#include "platform/host/alert_host.h"
+#include "platform/host/errno_status.h"
+
+namespace orvik {
+namespace {
+
+std::string Utf8(CFStringRef text) {
+  if (text == nullptr) return {};
+  const CFRange all = CFRangeMake(0, CFStringGetLength(text));
+  CFIndex size = 0;
+  CFStringGetBytes(text, all, kCFStringEncodingUTF8, '?', 0, nullptr, 0, &size);
+  std::string utf8(static_cast<std::size_t>(size), '\0');
+  CFStringGetBytes(text, all, kCFStringEncodingUTF8, '?', 0, reinterpret_cast<UInt8*>(utf8.data()),
+                   size, &size);
+  return utf8;
+}
+
+host::AlertLevel LevelOf(CFOptionFlags flags) {
+  switch (flags & 3) {
+    case kCFUserNotificationStopAlertLevel:
+      return host::AlertLevel::kStop;
+    case kCFUserNotificationNoteAlertLevel:
+      return host::AlertLevel::kNote;
+    case kCFUserNotificationCautionAlertLevel:
+      return host::AlertLevel::kCaution;
+    default:
+      return host::AlertLevel::kPlain;
+  }
+}
+
+}  // namespace
+
+SInt32 CFUserNotificationDisplayAlert(CFTimeInterval timeout, CFOptionFlags flags,
+                                      CFURLRef /*icon*/, CFURLRef /*sound*/,
+                                      CFURLRef /*localization*/, CFStringRef header,
+                                      CFStringRef message, CFStringRef default_title,
+                                      CFStringRef alternate_title, CFStringRef other_title,
+                                      CFOptionFlags* response) {
+  host::AlertRequest request{.level = LevelOf(flags),
+                             .header = Utf8(header),
+                             .message = Utf8(message),
+                             .buttons = {default_title != nullptr ? Utf8(default_title) : "OK"},
+                             .default_button = 0,
+                             .timeout = timeout};
+  std::vector<CFOptionFlags> responses{kCFUserNotificationDefaultResponse};
+  if (alternate_title != nullptr) {
+    request.buttons.push_back(Utf8(alternate_title));
+    responses.push_back(kCFUserNotificationAlternateResponse);
+  }
+  if (other_title != nullptr) {
+    request.buttons.push_back(Utf8(other_title));
+    responses.push_back(kCFUserNotificationOtherResponse);
+  }
+  const std::optional<int> answer = host::ShowAlert(request);
+  if (!answer) return userCanceledErr;
+  if (response != nullptr) {
+    const bool pressed = *answer >= 0 && *answer < static_cast<int>(responses.size());
+    *response =
+        pressed ? responses[static_cast<std::size_t>(*answer)] : kCFUserNotificationCancelResponse;
+  }
+  return noErr;
+}
+
+}  // namespace orvik

@@ -1,0 +1,12 @@
+// Asks beforehand whether a file could be saved.
+#pragma once
+
+#include <string>
+
+namespace orvik::host {
+
+// Whether this process may replace the file, or make it with the folders it needs: 0, or the error
+// number that stands in the way. Nothing is changed; the answer can be out of date at once.
+int ReplaceAccess(const std::string& path);
+
+}  // namespace orvik::host

@@ -1,0 +1,66 @@
+// What every command of orvikprefs works with: where to look, how to show it, how to end.
+#pragma once
+
+#include <iosfwd>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "prefs/pref_status.h"
+#include "strings/atl_string.h"
+#include "tools/orvikprefs/json_form.h"
+#include "tools/orvikprefs/values.h"
+
+namespace orvik::prefstool {
+
+// Exit statuses, as the manual page lists them.
+enum ExitStatus : int {
+  kDone = 0,
+  kUsage = 1,
+  kNotFound = 2,
+  kNotSaved = 3,
+  kLockNotObtained = 4,
+  kDamagedFile = 5,
+  kConditionNotMet = 6,
+};
+
+struct Context {
+  int scope = 0;
+  std::string scope_name = "shared";
+  CAtlString domain;
+  bool quiet = false;
+  bool json = false;
+  bool null_separated = false;
+  bool terminal = false;  // people read it: aligned, control characters made visible
+  bool colour = false;
+  std::ostream* out = nullptr;
+  std::ostream* error = nullptr;
+
+  // "orvikprefs: " and the text on standard error, with the status to end with.
+  int Fail(ExitStatus status, const std::string& text) const;
+
+  // The failure of an operation in its own words; "what" says what was being done. kNotAKey means
+  // not found to a reader and not saved to a writer.
+  int Fail(const PrefStatus& status, const std::string& what, bool writing) const;
+
+  // A line of confirmation on a terminal, nothing when quiet or piped.
+  void Confirm(const std::string& text) const;
+
+  // The text in a colour (an SGR code such as "36"), or as it is.
+  std::string Coloured(std::string_view text, const char* code) const;
+
+  // One record of a plain listing: its fields separated by tabs and ended by a line feed, each
+  // escaped; with -z raw fields, each ended by a NUL.
+  void Record(const std::vector<std::string>& fields) const;
+
+  // One name or value by itself: raw and ended by a line feed (a NUL with -z) when piped, escaped
+  // on a terminal.
+  void Item(const std::string& text) const;
+};
+
+// Prints what differs; each line tells the kind ("+", "-", "~"), the path, types and values.
+void PrintDifferences(const Context& context, const std::vector<Difference>& differences);
+
+Json DifferencesToJson(const std::vector<Difference>& differences);
+
+}  // namespace orvik::prefstool

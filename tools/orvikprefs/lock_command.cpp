@@ -1,0 +1,80 @@
+#include <ctime>
+#include <ostream>
+
+#include "prefs/shared_lock.h"
+#include "tools/orvikprefs/commands.h"
+#include "tools/orvikprefs/text.h"
+
+namespace orvik::prefstool {
+
+namespace {
+
+const char* StateName(SharedLockRecord::State state) {
+  switch (state) {
+    case SharedLockRecord::State::kHeld:
+      return "held";
+    case SharedLockRecord::State::kStale:
+      return "stale";
+    case SharedLockRecord::State::kFree:
+      break;
+  }
+  return "free";
+}
+
+// Local time in ISO 8601 on a terminal and in JSON alike; "" for 0.
+std::string TimeText(std::time_t time) {
+  std::tm parts = {};
+  char text[64] = "";
+  if (time != 0 && localtime_r(&time, &parts) != nullptr) {
+    std::strftime(text, sizeof text, "%Y-%m-%dT%H:%M:%S%z", &parts);
+  }
+  return text;
+}
+
+void Show(const Context& context, const SharedLockRecord& record) {
+  const bool free = record.state == SharedLockRecord::State::kFree;
+  const std::string since = free ? "" : TimeText(record.since);
+  if (context.json) {
+    Json form = {{"state", StateName(record.state)}, {"file", record.file}};
+    if (!free) {
+      form["process"] = ToUtf8(record.process);
+      form["pid"] = record.pid;
+      form["since"] = since;
+    }
+    *context.out << JsonText(form, true) << '\n';
+  } else if (free) {
+    context.Record({StateName(record.state)});
+  } else {
+    context.Record(
+        {StateName(record.state), ToUtf8(record.process), std::to_string(record.pid), since});
+  }
+}
+
+}  // namespace
+
+int Lock(const Context& context, LockAction action) {
+  // Every shared-scope write locks the domain as its caller names it.
+  const SharedLockRecord before = CopySharedLockRecord(context.domain);
+  if (action == LockAction::kShow) {
+    Show(context, before);
+    return kDone;
+  }
+  if (action == LockAction::kRelease) {
+    if (!ReleaseStaleSharedLock(context.domain)) {
+      return context.Fail(kLockNotObtained, "\"" + Escaped(ToUtf8(before.process)) +
+                                                "\" (process " + std::to_string(before.pid) +
+                                                ") holds the lock; --force frees it all the same");
+    }
+  } else {
+    UnlockGlobalSharedPList(context.domain);
+  }
+  // The release itself reports nothing: the record tells.
+  const SharedLockRecord after = CopySharedLockRecord(context.domain);
+  if (after.state != SharedLockRecord::State::kFree) {
+    return context.Fail(kNotSaved, "\"" + Escaped(after.file) + "\" still shows the lock");
+  }
+  context.Confirm("the lock is free");
+  return kDone;
+}
+
+}  // namespace orvik::prefstool

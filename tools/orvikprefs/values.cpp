@@ -1,0 +1,127 @@
+#include "tools/orvikprefs/values.h"
+
+#include <algorithm>
+
+#include "platform/core_foundation/array.h"
+#include "platform/core_foundation/data.h"
+#include "platform/core_foundation/date.h"
+#include "platform/core_foundation/number.h"
+#include "prefs/preferences.h"
+#include "tools/orvikprefs/json_form.h"
+#include "tools/orvikprefs/text.h"
+
+namespace orvik::prefstool {
+
+const char* TypeName(CFPropertyListRef value) {
+  const CFTypeID type = CFGetTypeID(value);
+  if (type == CFStringGetTypeID()) return "string";
+  if (type == CFBooleanGetTypeID()) return "boolean";
+  if (type == CFNumberGetTypeID()) {
+    return CFNumberIsFloatType(static_cast<CFNumberRef>(value)) ? "real" : "integer";
+  }
+  if (type == CFDateGetTypeID()) return "date";
+  if (type == CFDataGetTypeID()) return "data";
+  return type == CFArrayGetTypeID() ? "array" : "dictionary";
+}
+
+bool IsDictionary(CFPropertyListRef value) {
+  return value != nullptr && IsADictionaryType(value);
+}
+
+std::string ValueText(CFPropertyListRef value) {
+  if (CFGetTypeID(value) == CFStringGetTypeID()) return ToUtf8(static_cast<CFStringRef>(value));
+  const Json form = ToJson(value);
+  // Dates and data are wrapped in JSON to tell their type; here the text alone is wanted.
+  if (form.is_object() && !IsDictionary(value)) return form.begin()->get<std::string>();
+  return JsonText(form);
+}
+
+std::vector<Entry> SortedEntries(CFDictionaryRef dictionary) {
+  const size_t count = static_cast<size_t>(CFDictionaryGetCount(dictionary));
+  std::vector<const void*> names(count), values(count);
+  CFDictionaryGetKeysAndValues(dictionary, names.data(), values.data());
+  std::vector<Entry> entries(count);
+  for (size_t i = 0; i < count; ++i) entries[i] = {static_cast<CFStringRef>(names[i]), values[i]};
+  std::sort(entries.begin(), entries.end(), [](const Entry& a, const Entry& b) {
+    return CFStringCompare(a.name, b.name, 0) == kCFCompareLessThan;
+  });
+  return entries;
+}
+
+std::string JoinedPath(const Path& path) {
+  std::string text;
+  for (size_t i = 0; i < path.size(); ++i) {
+    if (i > 0) text += '/';
+    text += path[i];
+  }
+  return text;
+}
+
+namespace {
+
+void AddLeaves(Difference::Kind kind, Path& path, CFPropertyListRef value,
+               std::vector<Difference>& found) {
+  if (IsDictionary(value) && CFDictionaryGetCount(static_cast<CFDictionaryRef>(value)) > 0) {
+    for (const Entry& entry : SortedEntries(static_cast<CFDictionaryRef>(value))) {
+      path.push_back(ToUtf8(entry.name));
+      AddLeaves(kind, path, entry.value, found);
+      path.pop_back();
+    }
+    return;
+  }
+  const bool added = kind == Difference::Kind::kAdded;
+  found.push_back({kind, path, added ? nullptr : value, added ? value : nullptr});
+}
+
+void Compare(Path& path, CFDictionaryRef before, CFDictionaryRef after,
+             std::vector<Difference>& found) {
+  const std::vector<Entry> old_entries = SortedEntries(before);
+  const std::vector<Entry> new_entries = SortedEntries(after);
+  auto old_entry = old_entries.begin();
+  auto new_entry = new_entries.begin();
+  while (old_entry != old_entries.end() || new_entry != new_entries.end()) {
+    CFComparisonResult order = kCFCompareEqualTo;
+    if (old_entry == old_entries.end()) {
+      order = kCFCompareGreaterThan;
+    } else if (new_entry == new_entries.end()) {
+      order = kCFCompareLessThan;
+    } else {
+      order = CFStringCompare(old_entry->name, new_entry->name, 0);
+    }
+    const CFPropertyListRef old_value = order <= 0 ? old_entry->value : nullptr;
+    const CFPropertyListRef new_value = order >= 0 ? new_entry->value : nullptr;
+    path.push_back(ToUtf8(order <= 0 ? old_entry->name : new_entry->name));
+    if (new_value == nullptr) {
+      AddLeaves(Difference::Kind::kRemoved, path, old_value, found);
+    } else if (old_value == nullptr) {
+      AddLeaves(Difference::Kind::kAdded, path, new_value, found);
+    } else if (IsDictionary(old_value) && IsDictionary(new_value)) {
+      Compare(path, static_cast<CFDictionaryRef>(old_value),
+              static_cast<CFDictionaryRef>(new_value), found);
+    } else if (!CFEqual(old_value, new_value)) {
+      found.push_back({Difference::Kind::kChanged, path, old_value, new_value});
+    }
+    path.pop_back();
+    if (order <= 0) ++old_entry;
+    if (order >= 0) ++new_entry;
+  }
+}
+
+}  // namespace
+
+std::vector<Difference> Differences(CFDictionaryRef before, CFDictionaryRef after) {
+  std::vector<Difference> found;
+  Path path;
+  if (before != nullptr && after != nullptr) {
+    Compare(path, before, after, found);
+  } else if (before != nullptr || after != nullptr) {
+    const bool added = before == nullptr;
+    const CFDictionaryRef all = added ? after : before;
+    if (CFDictionaryGetCount(all) > 0) {
+      AddLeaves(added ? Difference::Kind::kAdded : Difference::Kind::kRemoved, path, all, found);
+    }
+  }
+  return found;
+}
+
+}  // namespace orvik::prefstool
