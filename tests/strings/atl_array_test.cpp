@@ -1,0 +1,157 @@
+#include "strings/atl_array.h"
+
+#include <gtest/gtest.h>
+
+#include <exception>
+#include <new>
+
+#include "strings/atl_string.h"
+
+namespace orvik {
+namespace {
+
+using Strings = CAtlArray<CAtlString, CElementTraits<CAtlString>>;
+
+std::u16string Joined(const Strings& array) {
+  std::u16string text;
+  for (const CAtlString& string : array) text += std::u16string(string.View()) + u'|';
+  return text;
+}
+
+// The count at which the storage moves shows the capacity before it.
+std::vector<std::size_t> CapacitiesUpTo(CAtlArray<int>& array, std::size_t count) {
+  std::vector<std::size_t> capacities;
+  while (array.GetCount() < count) {
+    const int* const before = array.GetData();
+    const std::size_t old = array.GetCount();
+    array.Add(static_cast<int>(old));
+    if (before != nullptr && array.GetData() != before) capacities.push_back(old);
+  }
+  for (std::size_t i = 0; i < count; ++i) EXPECT_EQ(array[i], static_cast<int>(i));
+  return capacities;
+}
+
+TEST(CAtlArray, GrowsByTheFixedRule) {
+  CAtlArray<int> automatic;
+  // One, then steps of 4 until an eighth of the count is more.
+  EXPECT_EQ(CapacitiesUpTo(automatic, 60),
+            (std::vector<std::size_t>{1, 5, 9, 13, 17, 21, 25, 29, 33, 37, 41, 46, 51, 57}));
+
+  CAtlArray<int> by_ten;
+  ASSERT_TRUE(by_ten.SetCount(0, 10));
+  EXPECT_EQ(CapacitiesUpTo(by_ten, 35), (std::vector<std::size_t>{10, 20, 30}));
+
+  CAtlArray<int> large;
+  ASSERT_TRUE(large.SetCount(100'000));
+  const std::size_t before = large.GetCount();
+  large.Add(1);
+  const int* const data = large.GetData();
+  while (large.GetData() == data) large.Add(1);
+  EXPECT_EQ(large.GetCount(), before + 1024 + 1);  // an eighth is limited to 1024
+}
+
+TEST(CAtlArray, SetCountConstructsDestroysAndFrees) {
+  const CAtlString text(u"text");
+  Strings array;
+  EXPECT_TRUE(array.IsEmpty());
+  array.Add(text);
+  array.Add(text);
+  EXPECT_EQ(text.GetData()->ref_count, 3);
+  ASSERT_TRUE(array.SetCount(4));
+  EXPECT_EQ(Joined(array), u"text|text|||");
+  ASSERT_TRUE(array.SetCount(1));
+  EXPECT_EQ(text.GetData()->ref_count, 2);
+  array.RemoveAll();
+  EXPECT_EQ(text.GetData()->ref_count, 1);
+  EXPECT_EQ(array.GetData(), nullptr);
+  CAtlArray<int> zeroed;
+  ASSERT_TRUE(zeroed.SetCount(3));
+  EXPECT_EQ(zeroed[0] + zeroed[1] + zeroed[2], 0);
+}
+
+TEST(CAtlArray, InsertsBeforeWithinAndPastTheEnd) {
+  Strings array;
+  ASSERT_TRUE(array.InsertAt(2, u"c"));
+  EXPECT_EQ(Joined(array), u"||c|");
+  ASSERT_TRUE(array.InsertAt(0, u"a", 2));
+  EXPECT_EQ(Joined(array), u"a|a|||c|");
+  ASSERT_TRUE(array.InsertAt(5, u"e"));
+  EXPECT_EQ(Joined(array), u"a|a|||c|e|");
+  ASSERT_TRUE(array.InsertAt(1, u"x", 0));
+  EXPECT_EQ(array.GetCount(), 6u);
+  ASSERT_TRUE(array.InsertAt(7, u"x", 0));
+  EXPECT_EQ(array.GetCount(), 7u);
+}
+
+TEST(CAtlArray, TakesItsOwnElements) {
+  Strings array;
+  array.Add(u"0");
+  for (int i = 1; i < 40; ++i) EXPECT_EQ(array.Add(array[0]), static_cast<std::size_t>(i));
+  array[39] = u"39";
+  for (int i = 0; i < 40; ++i) ASSERT_TRUE(array.InsertAt(3, array[array.GetCount() - 1], 2));
+  EXPECT_EQ(array.GetCount(), 120u);
+  EXPECT_EQ(array[3].View(), u"39");
+  EXPECT_EQ(array[2].View(), u"0");
+}
+
+TEST(CAtlArray, ThrowsForAnIndexNotBelowTheCount) {
+  CAtlArray<int> array;
+  EXPECT_THROW(array[0], std::exception);
+  array.Add(7);
+  EXPECT_EQ(array.GetAt(0), 7);
+  EXPECT_THROW(array.GetAt(1), std::exception);
+  EXPECT_THROW(std::as_const(array)[static_cast<std::size_t>(-1)], std::exception);
+}
+
+TEST(CAtlArray, StaysAsItWasWithoutMemory) {
+  struct Large {
+    char bytes[1 << 20];
+  };
+  CAtlArray<Large> array;
+  constexpr std::size_t kTooMany = static_cast<std::size_t>(-1) / sizeof(Large);
+  EXPECT_FALSE(array.SetCount(kTooMany));
+  EXPECT_FALSE(array.SetCount(static_cast<std::size_t>(-1)));
+  CAtlArray<int> numbers;
+  numbers.Add(1);
+  EXPECT_FALSE(numbers.InsertAt(1, 2, static_cast<std::size_t>(-1)));
+  EXPECT_FALSE(numbers.InsertAt(static_cast<std::size_t>(-1), 2, 2));
+  EXPECT_FALSE(numbers.InsertAt(0, 2, static_cast<std::size_t>(-2)));
+  EXPECT_EQ(numbers.GetCount(), 1u);
+  EXPECT_EQ(numbers[0], 1);
+}
+
+// Throws from the copy that makes `budget` negative, and counts the living.
+struct Fragile {
+  static inline int budget = 0;
+  static inline int alive = 0;
+  explicit Fragile(int number) : value(number) { ++alive; }
+  Fragile(const Fragile& other) : value(other.value) {
+    if (--budget < 0) throw std::bad_alloc();
+    ++alive;
+  }
+  ~Fragile() { --alive; }
+  int value;
+};
+
+TEST(CAtlArray, StaysAsItWasWhenAnElementThrows) {
+  for (int budget = 0; budget < 5; ++budget) {
+    CAtlArray<Fragile> array;
+    Fragile::budget = 100;
+    for (int i = 0; i < 3; ++i) array.Add(Fragile(i));
+    const Fragile other(9);
+    Fragile::budget = budget;
+    const bool fails = budget < 4;  // a copy of the element and the three inserted
+    if (fails) {
+      EXPECT_THROW(array.InsertAt(1, other, 3), std::bad_alloc);
+    } else {
+      EXPECT_TRUE(array.InsertAt(1, other, 3));
+    }
+    ASSERT_EQ(array.GetCount(), fails ? 3u : 6u);
+    EXPECT_EQ(array[array.GetCount() - 1].value, 2);
+    EXPECT_EQ(Fragile::alive, static_cast<int>(array.GetCount()) + 1);
+  }
+  EXPECT_EQ(Fragile::alive, 0);
+}
+
+}  // namespace
+}  // namespace orvik

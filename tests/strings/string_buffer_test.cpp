@@ -1,0 +1,300 @@
+#include "strings/string_buffer.h"
+
+#include <gtest/gtest.h>
+
+#include <climits>
+#include <new>
+#include <random>
+
+#include "strings/atl_string.h"
+#include "strings/atl_string_a.h"
+
+namespace orvik {
+namespace {
+
+// The rules that hold for both widths. Text is written as ASCII and widened for the wide string.
+template <typename String>
+class StringBufferTest : public testing::Test {
+ protected:
+  using Unit = typename String::Unit;
+  using Plain = std::basic_string<Unit>;
+  using View = std::basic_string_view<Unit>;
+
+  static Plain T(std::string_view text) { return Plain(text.begin(), text.end()); }
+  static String S(std::string_view text) { return String(View(T(text))); }
+
+  // The content, having checked what holds for every string.
+  static std::string Read(const String& string) {
+    EXPECT_EQ(string.GetString()[string.GetLength()], Unit{0});
+    EXPECT_LE(0, string.GetLength());
+    EXPECT_LE(string.GetLength(), string.GetAllocLength());
+    const View view = string.View();
+    return std::string(view.begin(), view.end());
+  }
+  static bool IsNil(const String& string) {
+    return string.GetString() == String().GetString() && string.GetData()->ref_count == -1 &&
+           string.GetLength() == 0 && string.GetAllocLength() == 0;
+  }
+};
+
+using StringTypes = testing::Types<CAtlString, CAtlStringA>;
+TYPED_TEST_SUITE(StringBufferTest, StringTypes);
+
+#define READ(string) TestFixture::Read(string)
+#define TEXT(text) (TestFixture::T(text).c_str())
+
+TYPED_TEST(StringBufferTest, KeepsItsHeaderBeforeTheUnits) {
+  const TypeParam text = this->S("hello");
+  const auto* const header =
+      reinterpret_cast<const std::int32_t*>(reinterpret_cast<const char*>(text.GetString()) - 12);
+  EXPECT_EQ(header[0], 1);
+  EXPECT_EQ(header[1], 5);
+  EXPECT_EQ(header[2], 5);
+  EXPECT_EQ(sizeof(TypeParam), sizeof(void*));
+}
+
+TYPED_TEST(StringBufferTest, SharesUntilOneSideChanges) {
+  TypeParam first = this->S("abc");
+  {
+    TypeParam second = first;
+    EXPECT_EQ(first.GetData(), second.GetData());
+    EXPECT_EQ(first.GetData()->ref_count, 2);
+    second.Append(TEXT("d"));
+    EXPECT_EQ(READ(second), "abcd");
+    EXPECT_EQ(first.GetData()->ref_count, 1);
+    second = first;
+  }
+  EXPECT_EQ(first.GetData()->ref_count, 1);
+  EXPECT_EQ(READ(first), "abc");
+}
+
+TYPED_TEST(StringBufferTest, AppendsInPlaceOnlyIntoSpareRoom) {
+  TypeParam text;
+  text.GetBuffer(100);
+  text.ReleaseBuffer(-1);
+  EXPECT_EQ(READ(text), "");
+  const auto* const data = text.GetString();
+  for (int i = 0; i < 100; ++i) text.Append(TEXT("x"));
+  EXPECT_EQ(text.GetString(), data);
+  text.Append(TEXT("y"));
+  EXPECT_EQ(text.GetAllocLength(), 101);
+  text.Append(TEXT("y"));
+  EXPECT_EQ(text.GetAllocLength(), 102);
+}
+
+TYPED_TEST(StringBufferTest, TakesPiecesOfItself) {
+  TypeParam text = this->S("abc");
+  text.Append(text);
+  text.Append(text.GetString() + 4);
+  EXPECT_EQ(READ(text), "abcabcbc");
+  text = text.GetString() + 5;
+  EXPECT_EQ(READ(text), "cbc");
+  EXPECT_EQ(text.GetAllocLength(), 8);  // the block stayed
+  text = *&text;
+  text.ConcatInPlace(2, text.GetString() + 1);
+  EXPECT_EQ(READ(text), "cbcbc");
+  text.ConcatCopy(2, text.GetString() + 1, 2, text.GetString());
+  EXPECT_EQ(READ(text), "bccb");
+  EXPECT_EQ(text.GetAllocLength(), 4);
+  text.Replace(text, text.GetString() + 2);
+  EXPECT_EQ(READ(text), "cb");
+  TypeParam shared = text;
+  text = text.GetString() + 1;
+  EXPECT_EQ(READ(text), "b");
+  EXPECT_EQ(READ(shared), "cb");
+}
+
+TYPED_TEST(StringBufferTest, InsertsItsOwnBufferInPlaceAndNot) {
+  for (int room : {0, 40}) {
+    for (int offset = 0; offset <= 6; ++offset) {
+      for (int index = 0; index <= 6; ++index) {
+        TypeParam text = this->S("abcdef");
+        text.GetBuffer(room);
+        std::string expected = "abcdef";
+        expected.insert(static_cast<std::size_t>(index), expected.substr(offset));
+        EXPECT_EQ(text.Insert(index, text.GetString() + offset), 12 - offset);
+        EXPECT_EQ(READ(text), expected) << room << ' ' << offset << ' ' << index;
+      }
+    }
+  }
+}
+
+TYPED_TEST(StringBufferTest, LocksABlockForOneString) {
+  TypeParam text = this->S("abc");
+  TypeParam other = text;
+  const auto* const data = text.LockBuffer();
+  EXPECT_NE(data, other.GetString());
+  EXPECT_EQ(text.GetData()->ref_count, -1);
+  TypeParam copy = text;
+  EXPECT_NE(copy.GetString(), data);
+  EXPECT_EQ(READ(copy), "abc");
+  other = text;
+  EXPECT_NE(other.GetString(), data);
+  EXPECT_NE(text.Left(99).GetString(), data);
+  text = this->S("xy");  // into the locked buffer
+  EXPECT_EQ(text.GetString(), data);
+  EXPECT_EQ(READ(text), "xy");
+  text.Empty();
+  EXPECT_EQ(text.GetString(), data);
+  EXPECT_EQ(READ(text), "");
+  text.UnlockBuffer();
+  EXPECT_EQ(text.GetData()->ref_count, 1);
+  text.LockBuffer();
+  text.Release();
+  EXPECT_TRUE(this->IsNil(text));
+  text.LockBuffer();
+  text.UnlockBuffer();
+  EXPECT_TRUE(this->IsNil(text));
+}
+
+TYPED_TEST(StringBufferTest, ReleasesTheBufferAtEveryLength) {
+  TypeParam text;
+  auto* buffer = text.GetBuffer(10);
+  std::copy_n(TEXT("abc"), 4, buffer);
+  text.ReleaseBuffer();
+  EXPECT_EQ(READ(text), "abc");
+  std::copy_n(TEXT("abcde"), 6, text.GetBuffer(5));
+  text.ReleaseBuffer(-1);  // a length that is not 0 stays
+  EXPECT_EQ(READ(text), "abc");
+  text.ReleaseBuffer(5);
+  EXPECT_EQ(text.GetLength(), 5);
+  text.ReleaseBuffer(INT_MAX);
+  EXPECT_EQ(text.GetLength(), 10);
+  text.ReleaseBuffer(INT_MIN);
+  EXPECT_EQ(READ(text), "");
+  std::fill_n(text.GetBuffer(), 11, typename TypeParam::Unit{'x'});  // no terminator in the block
+  text.ReleaseBuffer();
+  EXPECT_EQ(READ(text), "xxxxxxxxxx");
+  text.Truncate(3);
+  text.Truncate(99);
+  EXPECT_EQ(READ(text), "xxx");
+  text.FreeExtra();
+  EXPECT_EQ(text.GetAllocLength(), 3);
+  text.Truncate(-1);
+  EXPECT_EQ(READ(text), "");
+
+  TypeParam shared = this->S("abc");
+  const TypeParam other = shared;
+  EXPECT_EQ(shared.GetBuffer(-7)[2], 'c');
+  EXPECT_EQ(shared.GetAllocLength(), 3);
+  shared.GetBufferSetLength(2);
+  EXPECT_EQ(READ(shared), "ab");
+  EXPECT_EQ(READ(other), "abc");
+  TypeParam nil;
+  nil.GetBufferSetLength(-1);
+  nil.ReleaseBuffer(4);
+  nil.FreeExtra();
+  nil.TrimRight();
+  nil.MakeReverse();
+  EXPECT_TRUE(this->IsNil(nil));
+}
+
+TYPED_TEST(StringBufferTest, RefusesLengthsBeyondTheHeader) {
+  TypeParam text = this->S("abc");
+  EXPECT_THROW(text.ConcatInPlace(INT_MAX, text.GetString()), std::bad_alloc);
+  EXPECT_THROW(text.ConcatCopy(INT_MAX, text.GetString(), 1, text.GetString()), std::bad_alloc);
+  EXPECT_EQ(READ(text), "abc");
+  EXPECT_EQ(READ(text.Mid(1, INT_MAX)), "bc");
+  EXPECT_EQ(READ(text.Mid(INT_MAX, INT_MAX)), "");
+  EXPECT_EQ(text.Delete(1, INT_MAX), 3);
+  EXPECT_EQ(READ(text), "a");
+}
+
+// Random edits of two strings that often share a block, beside the same edits of plain ones.
+TYPED_TEST(StringBufferTest, AgreesWithPlainStrings) {
+  std::mt19937 random(7);
+  const auto pick = [&random](int low, int high) {
+    return low + static_cast<int>(random() % static_cast<unsigned>(high - low + 1));
+  };
+  const auto piece = [&] {
+    return std::string(static_cast<std::size_t>(pick(0, 3)), static_cast<char>(pick('a', 'c')));
+  };
+  for (int round = 0; round < 300; ++round) {
+    TypeParam string, other;
+    std::string plain, other_plain;
+    for (int step = 0; step < 40; ++step) {
+      const int index = pick(-2, static_cast<int>(plain.size()) + 2);
+      const int count = pick(-1, 4);
+      const auto at = std::min<std::size_t>(std::max(index, 0), plain.size());
+      const std::string text = piece();
+      const char a = static_cast<char>(pick('a', 'c')), b = static_cast<char>(pick('a', 'c'));
+      switch (pick(0, 13)) {
+        case 0:
+          EXPECT_EQ(string.Insert(index, TEXT(text)),
+                    static_cast<int>((plain.insert(at, text)).size()));
+          break;
+        case 1: {
+          const auto length = static_cast<int>(plain.size());
+          if (count > 0) plain.erase(at, static_cast<std::size_t>(count));
+          EXPECT_EQ(string.Delete(index, count), length);
+          break;
+        }
+        case 2:
+          EXPECT_EQ(string.Remove(a), static_cast<int>(std::erase(plain, a)));
+          break;
+        case 3:
+          std::replace(plain.begin(), plain.end(), a, b);
+          string.Replace(typename TypeParam::Unit(a), typename TypeParam::Unit(b));
+          break;
+        case 4: {
+          int replaced = 0;
+          for (std::size_t found = 0;
+               !text.empty() && (found = plain.find(text, found)) != plain.npos; found += 1) {
+            plain.replace(found, text.size(), "b");
+            ++replaced;
+          }
+          EXPECT_EQ(string.Replace(TEXT(text), TEXT("b")), replaced);
+          break;
+        }
+        case 5:
+          plain.append(text);
+          string.Append(TEXT(text));
+          break;
+        case 6:
+          std::reverse(plain.begin(), plain.end());
+          string.MakeReverse();
+          break;
+        case 7: {
+          const std::size_t first = plain.find_first_not_of(text);
+          if (!text.empty()) plain.erase(0, std::min(first, plain.size()));
+          string.TrimLeft(TEXT(text));
+          break;
+        }
+        case 8:
+          plain.erase(plain.find_last_not_of(a) + 1);
+          string.TrimRight(typename TypeParam::Unit(a));
+          break;
+        case 9:
+          other = string;
+          other_plain = plain;
+          break;
+        case 10:
+          string = other;
+          plain = other_plain;
+          break;
+        case 11:
+          plain = plain.substr(at, count < 0 ? 0 : static_cast<std::size_t>(count) * 3);
+          string = string.Mid(index, count * 3);
+          break;
+        case 12:
+          string.GetBuffer(pick(0, 30));
+          break;
+        default:
+          plain += plain.substr(0, 8);
+          string.Append(string.Left(8));
+          if (plain.size() > 60) {
+            plain.clear();
+            string.Empty();
+          }
+      }
+      ASSERT_EQ(READ(string), plain);
+      ASSERT_EQ(READ(other), other_plain);
+      const std::size_t found = text.empty() ? plain.npos : plain.find(text, at);
+      ASSERT_EQ(text.empty() ? -1 : string.Find(TEXT(text), index),
+                found == plain.npos ? -1 : static_cast<int>(found));
+    }
+  }
+}
+
+}  // namespace
+}  // namespace orvik
