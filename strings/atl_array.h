@@ -76,7 +76,12 @@ class CAtlArray {
   bool SetCount(std::size_t count, int grow_by = -1);
 
   // Destroys all elements and frees the storage; the grow-by setting stays.
-  void RemoveAll() { SetCount(0, -1); }
+  void RemoveAll() {
+    std::destroy_n(data_, count_);
+    std::free(static_cast<void*>(data_));
+    data_ = nullptr;
+    count_ = capacity_ = 0;
+  }
 
   // Inserts `count` copies of the element, which may be one of this array, before `index`. An index
   // past the end makes the array index + count long; the elements in between have their default
@@ -149,10 +154,7 @@ template <typename E, typename Traits>
 bool CAtlArray<E, Traits>::SetCount(std::size_t count, int grow_by) {
   if (grow_by >= 0) grow_by_ = static_cast<std::size_t>(grow_by);
   if (count == 0) {
-    std::destroy_n(data_, count_);
-    std::free(static_cast<void*>(data_));
-    data_ = nullptr;
-    count_ = capacity_ = 0;
+    RemoveAll();
     return true;
   }
   if (count > count_) {

@@ -124,7 +124,7 @@ TEST(CAtlArray, StaysAsItWasWithoutMemory) {
 struct Fragile {
   static inline int budget = 0;
   static inline int alive = 0;
-  explicit Fragile(int number) : value(number) { ++alive; }
+  explicit Fragile(int number = 0) : value(number) { ++alive; }
   Fragile(const Fragile& other) : value(other.value) {
     if (--budget < 0) throw std::bad_alloc();
     ++alive;

@@ -289,7 +289,8 @@ TYPED_TEST(StringBufferTest, AgreesWithPlainStrings) {
       }
       ASSERT_EQ(READ(string), plain);
       ASSERT_EQ(READ(other), other_plain);
-      const std::size_t found = text.empty() ? plain.npos : plain.find(text, at);
+      const auto start = static_cast<std::size_t>(std::max(index, 0));
+      const std::size_t found = text.empty() ? plain.npos : plain.find(text, start);
       ASSERT_EQ(text.empty() ? -1 : string.Find(TEXT(text), index),
                 found == plain.npos ? -1 : static_cast<int>(found));
     }
