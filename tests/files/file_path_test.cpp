@@ -1,0 +1,241 @@
+#include "files/file_path.h"
+
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <unistd.h>
+
+#include <fstream>
+
+#include "files/checksum.h"
+#include "files/edition.h"
+#include "tests/files/support.h"
+
+namespace orvik {
+namespace {
+
+using test::File;
+using test::ModeOf;
+using test::Units;
+using Text = std::u16string;
+
+TEST(FilePath, TakesAPathApart) {
+  const struct {
+    const char16_t *path, *name, *base, *extension, *folder;
+  } cases[] = {
+      {u"/a/c.tar.gz", u"c.tar.gz", u"c.tar", u".gz", u"/a"},
+      {u"/a.b/c", u"c", u"c", u"", u"/a.b"},
+      {u"/a/.profile", u".profile", u"", u".profile", u"/a"},
+      {u"name", u"name", u"name", u"", u""},
+      {u"/x", u"x", u"x", u"", u""},
+      {u"", u"", u"", u"", u""},
+      {u"/a/b.", u"b.", u"b", u".", u"/a"},
+      {u"C:\\d\\e.f\\", u"e.f", u"e", u".f", u"C:/d"},
+  };
+  for (const auto& [path, name, base, extension, folder] : cases) {
+    const COrvikFilePath file{CAtlString(path)};
+    EXPECT_EQ(Units(file.GetFileName()), name);
+    EXPECT_EQ(Units(file.GetBaseFileName()), base);
+    EXPECT_EQ(Units(file.GetFileExtension()), extension);
+    EXPECT_EQ(Units(file.GetDirectoryPath()), folder);
+  }
+}
+
+TEST(FilePath, ConvertsToEightBits) {
+  const COrvikFilePath file{CAtlString(u"/\u00E9/\u20AC.x")};
+  EXPECT_EQ(file.GetFilePathStringA().View(), "/\xE9/?.x");
+  EXPECT_EQ(file.GetFileNameA().View(), "?.x");
+}
+
+TEST(FilePath, RenamesTheExtension) {
+  for (const char16_t* path : {u"/a/b.txt", u"/a/b"}) {
+    COrvikFilePath file{CAtlString(path)};
+    file.RenameFileExtension(u".md");
+    EXPECT_EQ(Units(file), u"/a/b.md");
+  }
+  COrvikFilePath dotted_folder{CAtlString(u"/a.b/c")};
+  dotted_folder.RenameFileExtension(u".md");
+  EXPECT_EQ(Units(dotted_folder), u"/a.b/c.md");
+}
+
+TEST(FilePath, TakesThePathOutOfAUrl) {
+  const struct {
+    const char16_t* url;
+    BOOL found;
+    const char16_t* path;
+  } cases[] = {
+      {u"file:///a/b%20c", TRUE, u"/a/b%20c"},
+      {u"see file:///x/", TRUE, u"/x"},
+      {u"file:", TRUE, u""},
+      {u"FILE:///x", FALSE, u"/old"},
+      {u"http://x", FALSE, u"/old"},
+      {u"file://host/x", TRUE, u"host/x"},
+  };
+  for (const auto& [url, found, path] : cases) {
+    COrvikFilePath file{CAtlString(u"/old")};
+    EXPECT_EQ(file.createFromFileURL(url), found);
+    EXPECT_EQ(Units(file), path);
+  }
+}
+
+TEST(FilePath, TellsNamesThatOtherPlatformsRefuse) {
+  for (const char16_t* name : {u"LPT3.doc", u"nul", u".hidden", u"a:b", u"con.txt", u"Aux", u"com1",
+                               u"a?", u"LPT9", u".con"}) {
+    EXPECT_FALSE(COrvikFilePath(CAtlString(u"/d/") + name).IsValidWindowsFileName())
+        << testing::PrintToString(name);
+  }
+  for (const char16_t* name : {u"COM10", u"console", u"a.nul", u"COM0", u"x.y.z"}) {
+    EXPECT_TRUE(COrvikFilePath(CAtlString(u"/d/") + name).IsValidWindowsFileName())
+        << testing::PrintToString(name);
+  }
+  EXPECT_TRUE(COrvikFilePath(u"/a:b/c").IsValidForCrossPlatform());  // only the name counts
+}
+
+TEST(FilePath, MakesNamesThatOtherPlatformsTake) {
+  const struct {
+    const char16_t *path, *made;
+  } cases[] = {
+      {u"/d:e/a?b:", u"/d:e/ab"}, {u"/d/??", u"/d/new"}, {u"/d/.x", u"/d/new.x"}, {u"a*", u"/a"},
+      {u"/d/ok", u"/d/ok"},
+  };
+  for (const auto& [path, made] : cases) {
+    COrvikFilePath file{CAtlString(path)};
+    file.MakeValidForCrossPlatform(u"new");
+    EXPECT_EQ(Units(file), made);
+  }
+  EXPECT_EQ(Units(COrvikFilePath::MakeNameLegal(u"<a>:\"b/\\c|?*d.")), u"abcd.");
+}
+
+TEST(FilePath, ComparesIgnoringCase) {
+  EXPECT_TRUE(COrvikFilePath(u"/A/\u00C9").IsEqualPath(COrvikFilePath(u"/a/\u00E9")));
+  EXPECT_FALSE(COrvikFilePath(u"/a/./b").IsEqualPath(COrvikFilePath(u"/a/b")));
+  EXPECT_TRUE(COrvikFilePath(u"x.URL").IsURLShortCut());
+  EXPECT_FALSE(COrvikFilePath(u"x.url.txt").IsURLShortCut());
+  EXPECT_TRUE(COrvikFilePath(u"x.Lnk").IsShortCut());
+  COrvikFilePath empty;
+  EXPECT_TRUE(empty.IsEmptyPath());
+  EXPECT_FALSE(empty.FileExists());
+  EXPECT_FALSE(empty.IsDirectory());
+}
+
+class FilePathOnDisk : public test::EnvironmentTest {
+ protected:
+  std::filesystem::path At(const char* name) const { return env_.folder() / name; }
+};
+
+TEST_F(FilePathOnDisk, SeesFilesFoldersAndLinks) {
+  test::WriteFile(At("f"), "x");
+  std::filesystem::create_directory(At("d"));
+  std::filesystem::create_symlink("nowhere", At("dangling"));
+  std::filesystem::create_symlink("d", At("to_d"));
+  EXPECT_TRUE(File(At("f")).FileExists());
+  EXPECT_FALSE(File(At("f")).IsDirectory());
+  EXPECT_TRUE(File(At("d")).FileExists());
+  EXPECT_TRUE(File(At("d")).IsDirectory());
+  EXPECT_FALSE(File(At("d")).IsExecutable());
+  EXPECT_TRUE(File(At("dangling")).FileExists());
+  EXPECT_FALSE(File(At("to_d")).IsDirectory());
+  // What lies behind a NUL belongs to the name: "f" is another file.
+  const CAtlString with_nul = test::Text(At("f")) + u'\0' + u"more";
+  EXPECT_FALSE(COrvikFilePath(with_nul).FileExists());
+  EXPECT_FALSE(COrvikFilePath(test::Text(At("f")) + CAtlString(u'x', 300)).FileExists());
+}
+
+TEST_F(FilePathOnDisk, TakesAndGivesBackWritePermission) {
+  const COrvikFilePath file = File(At("f"));
+  EXPECT_TRUE(file.SetFileReadOnly());
+  EXPECT_TRUE(file.ClearFileReadOnly());
+  EXPECT_TRUE(file.CanFileBeWrittenTo());
+  EXPECT_FALSE(file.FileExists());
+
+  test::WriteFile(At("f"), "x");
+  std::filesystem::permissions(At("f"), std::filesystem::perms(0664));
+  EXPECT_TRUE(file.CanFileBeWrittenTo());
+  EXPECT_TRUE(file.SetFileReadOnly());
+  EXPECT_EQ(ModeOf(At("f")), 0444u);
+  EXPECT_FALSE(file.CanFileBeWrittenTo());
+  EXPECT_TRUE(file.ClearFileReadOnly());
+  EXPECT_EQ(ModeOf(At("f")), 0644u);
+  EXPECT_TRUE(file.ClearFileReadOnly());
+  EXPECT_EQ(ModeOf(At("f")), 0644u);
+}
+
+TEST_F(FilePathOnDisk, MeasuresRegularFilesOnly) {
+  test::WriteFile(At("f"), "12345");
+  std::filesystem::create_directory(At("d"));
+  std::filesystem::create_symlink("f", At("link"));
+  std::filesystem::create_symlink("d", At("to_d"));
+  ASSERT_EQ(mkfifo(At("pipe").c_str(), 0600), 0);
+  EXPECT_EQ(File(At("f")).GetFileSize(), 5u);
+  EXPECT_EQ(File(At("link")).GetFileSize(), 5u);
+  for (const char* name : {"none", "d", "to_d", "pipe"}) {
+    EXPECT_EQ(File(At(name)).GetFileSize(), 0xFFFFFFFFu) << name;
+    EXPECT_EQ(File(At(name)).GetFileChecksum(), 0u) << name;
+  }
+  // Sizes that 32 bits do not hold are not told, and never cut.
+  const struct {
+    off_t size;
+    DWORD told;
+  } sparse[] = {{0x80000000, 0x80000000},
+                {0xFFFFFFFE, 0xFFFFFFFE},
+                {0xFFFFFFFF, 0xFFFFFFFF},
+                {0x100000005, 0xFFFFFFFF}};
+  for (const auto& [size, told] : sparse) {
+    ASSERT_EQ(truncate(At("f").c_str(), size), 0);
+    EXPECT_EQ(File(At("f")).GetFileSize(), told);
+  }
+}
+
+TEST_F(FilePathOnDisk, ChecksTheWholeContent) {
+  test::WriteFile(At("digits"), "123456789");
+  EXPECT_EQ(File(At("digits")).GetFileChecksum(), 0x89A1897Fu);
+  test::WriteFile(At("empty"), "");
+  EXPECT_EQ(File(At("empty")).GetFileChecksum(), 0u);
+  std::string large(700'001, '\0');
+  for (std::size_t i = 0; i < large.size(); ++i) large[i] = static_cast<char>(i * 31 >> 3);
+  test::WriteFile(At("large"), large);
+  EXPECT_EQ(File(At("large")).GetFileChecksum(),
+            _CalculateCRC32(large.data(), static_cast<long>(large.size())));
+}
+
+TEST_F(FilePathOnDisk, CountsDays) {
+  EXPECT_EQ(File(At("none")).GetNumberOfDaysOld(), 0);
+  test::WriteFile(At("f"), "x");
+  const time_t now = time(nullptr);
+  const struct {
+    time_t seconds;
+    int days;
+  } ages[] = {
+      {0, 0}, {86400 - 60, 0}, {86400 + 60, 1}, {86400 * 30 + 60, 30}, {-86400 * 2 - 60, -2}};
+  for (const auto& [seconds, days] : ages) {
+    const timespec times[2] = {{now, 0}, {now - seconds, 0}};
+    ASSERT_EQ(utimensat(AT_FDCWD, At("f").c_str(), times, 0), 0);
+    EXPECT_EQ(File(At("f")).GetNumberOfDaysOld(), days);
+    EXPECT_EQ(test::Folder(At("f")).GetNumberOfDaysOld(), days);
+  }
+}
+
+TEST_F(FilePathOnDisk, OpensWhatIsSpelledDifferentlyOnDisk) {
+  test::WriteFile(At("cafe\xCC\x81"), "12345");  // decomposed
+  const COrvikFilePath composed(test::Text(env_.folder()) + u"/caf\u00E9");
+  EXPECT_TRUE(composed.FileExists());
+  EXPECT_EQ(composed.GetFileSize(), 5u);
+  test::WriteFile(At("a\xFF"), "123");  // no UTF-8
+  EXPECT_EQ(File(At("a\xFF")).GetFileSize(), 3u);
+}
+
+TEST_F(FilePathOnDisk, NamesTemporaryFiles) {
+  const COrvikFilePath first = COrvikFilePath::CreateTempFileName(u".tmp", u"");
+  EXPECT_EQ(Units(first.GetDirectoryPath()), Units(test::Text(env_.temp())));
+  const std::string prefix = "PGW-" + std::to_string(getpid()) + "-";
+  EXPECT_TRUE(std::string(first.GetFileNameA().View()).starts_with(prefix));
+  EXPECT_EQ(Units(first.GetFileExtension()), u".tmp");
+  EXPECT_FALSE(first.FileExists());
+
+  COrvikDirectoryPath::SetTempFileDirectoryPath(test::Folder(env_.folder()));
+  const COrvikFilePath named = COrvikFilePath::CreateTempFileName(u".tmp", u"n");
+  EXPECT_EQ(Units(named), Units(test::Text(At("n.tmp"))));
+  COrvikDirectoryPath::SetTempFileDirectoryPath({});
+}
+
+}  // namespace
+}  // namespace orvik

@@ -1,0 +1,130 @@
+#include "files/messages.h"
+
+#include <gtest/gtest.h>
+
+#include <optional>
+
+#include "platform/host/alert_host.h"
+
+namespace orvik {
+namespace {
+
+using host::AlertLevel;
+using host::AlertRequest;
+
+TEST(Messages, LoadsErrorTexts) {
+  const struct {
+    unsigned number;
+    std::u16string text;
+  } cases[] = {
+      {61473, u"Operation not supported"},
+      {61474, u"Resource not found"},
+      {61475, u"Out of memory"},
+      {61476, u"User cannot perform operation"},
+      {61477, u"Invalid argument"},
+      {12345, u"Unknown error"},
+      {0, u"Unknown error"},
+  };
+  char16_t buffer[64];
+  for (const auto& [number, text] : cases) {
+    EXPECT_EQ(AfxLoadString(number, buffer, 64), static_cast<int>(text.size()));
+    EXPECT_EQ(buffer, text);
+  }
+  EXPECT_EQ(AfxLoadString(12345, buffer, 6), 5);
+  EXPECT_EQ(buffer, std::u16string(u"Unkno"));
+  EXPECT_EQ(AfxLoadString(12345, buffer, 1), 0);
+  EXPECT_EQ(buffer[0], u'\0');
+  buffer[0] = u'x';
+  EXPECT_EQ(AfxLoadString(12345, buffer, 0), 0);
+  EXPECT_EQ(AfxLoadString(12345, buffer, -3), 0);
+  EXPECT_EQ(AfxLoadString(12345, nullptr, 9), 0);
+  EXPECT_EQ(buffer[0], u'x');
+}
+
+// The request that a message box makes, answered with one of its buttons.
+struct Shown {
+  AlertRequest request;
+  int result = -1;
+};
+Shown Show(const char16_t* message, unsigned type, std::optional<int> button) {
+  Shown shown;
+  const host::ScopedAlertAnswer answer([&](const AlertRequest& request) {
+    shown.request = request;
+    return button;
+  });
+  shown.result = AfxMessageBox(message, type);
+  return shown;
+}
+
+TEST(Messages, EveryButtonGivesItsResult) {
+  const struct {
+    unsigned type;
+    std::vector<std::string> labels;
+    std::vector<int> results;
+    int closed;
+  } sets[] = {
+      {0, {"OK"}, {1}, 1},
+      {1, {"OK", "Cancel"}, {1, 2}, 2},
+      {2, {"Abort", "Retry", "Ignore"}, {3, 4, 5}, 4},
+      {3, {"Yes", "No", "Cancel"}, {6, 7, 2}, 7},
+      {4, {"Yes", "No"}, {6, 7}, 7},
+      {5, {"Retry", "Cancel"}, {4, 2}, 2},
+      {6, {"OK"}, {0}, 0},
+      {15, {"OK"}, {0}, 0},
+  };
+  for (const auto& [type, labels, results, closed] : sets) {
+    for (std::size_t button = 0; button < results.size(); ++button) {
+      const Shown shown = Show(u"m", type, static_cast<int>(button));
+      EXPECT_EQ(shown.request.buttons, labels);
+      EXPECT_EQ(shown.request.default_button, 0);
+      EXPECT_EQ(shown.result, results[button]) << type;
+    }
+    EXPECT_EQ(Show(u"m", type, host::kAlertClosed).result, closed) << type;
+    EXPECT_EQ(Show(u"m", type, std::nullopt).result, 0);
+  }
+}
+
+TEST(Messages, IconAndDefaultButtonComeFromTheType) {
+  const struct {
+    unsigned type;
+    AlertLevel level;
+    int default_button;
+  } cases[] = {
+      {0x03, AlertLevel::kPlain, 0},  {0x13, AlertLevel::kStop, 0},
+      {0x23, AlertLevel::kNote, 0},   {0x33, AlertLevel::kCaution, 0},
+      {0x43, AlertLevel::kNote, 0},   {0x73, AlertLevel::kCaution, 0},
+      {0x53, AlertLevel::kNote, 0},   {0x103, AlertLevel::kPlain, 1},
+      {0x203, AlertLevel::kPlain, 2}, {0x124, AlertLevel::kNote, 1},
+  };
+  for (const auto& [type, level, default_button] : cases) {
+    const AlertRequest request = Show(u"m", type, 0).request;
+    EXPECT_EQ(request.level, level) << type;
+    EXPECT_EQ(request.default_button, default_button) << type;
+    EXPECT_EQ(request.header, "Alert");
+  }
+}
+
+TEST(Messages, TheMessageIsEightBitsAndAtMost255) {
+  EXPECT_EQ(Show(nullptr, 0, 0).request.message, "None");
+  EXPECT_EQ(Show(u"", 0, 0).request.message, "");
+  EXPECT_EQ(Show(u"caf\u00E9 \u0141", 0, 0).request.message, "caf\xC3\xA9 A");
+  const std::u16string long_text(300, u'x');
+  EXPECT_EQ(Show(long_text.c_str(), 0, 0).request.message, std::string(255, 'x'));
+
+  std::string seen;
+  const host::ScopedAlertAnswer answer([&seen](const AlertRequest& request) {
+    seen = request.message;
+    return std::optional<int>(0);
+  });
+  EXPECT_EQ(AfxMessageBox(61475u), 1);
+  EXPECT_EQ(seen, "Out of memory");
+}
+
+TEST(Messages, AddressesAreValidUnlessNull) {
+  int value = 0;
+  EXPECT_TRUE(AfxIsValidAddress(&value, 1u << 30));
+  EXPECT_FALSE(AfxIsValidAddress(nullptr, 0));
+}
+
+}  // namespace
+}  // namespace orvik
