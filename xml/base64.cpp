@@ -1,0 +1,134 @@
+#include "xml/base64.h"
+
+#include <algorithm>
+#include <climits>
+#include <cstdint>
+#include <cstdio>
+#include <cstring>
+#include <memory>
+#include <string_view>
+
+#include "files/file_manipulator.h"
+#include "xml/base64_roads.h"
+
+namespace orvik {
+namespace {
+
+constexpr std::size_t kFlushAbove = 3990;  // bytes pending that are written out
+
+std::uint64_t EncodedLength(std::uint64_t length) {
+  return (length + 2) / 3 * 4;
+}
+
+// Writes EncodedLength(length) characters.
+void Encode(const unsigned char* input, std::size_t length, char* output) {
+  static const auto kEncode = base64::HasWideRoad() ? base64::EncodeWide : base64::EncodePortable;
+  const std::size_t groups = length / 3;
+  if (groups != 0) kEncode(input, groups, output);
+  const std::size_t rest = length % 3;
+  if (rest == 0) return;
+  unsigned char last[3] = {};
+  std::memcpy(last, input + groups * 3, rest);
+  char* const end = output + groups * 4;
+  base64::EncodePortable(last, 1, end);
+  end[3] = '=';
+  if (rest == 1) end[2] = '=';
+}
+
+bool Decode(const char* input, std::size_t groups, unsigned char*& output) {
+  static const auto kDecode = base64::HasWideRoad() ? base64::DecodeWide : base64::DecodePortable;
+  return kDecode(input, groups, output);
+}
+
+// The groups of a text, whose number is that of its whole length even when a leading "+ " is
+// skipped: the last one is then cut short, and what is missing is invalid.
+struct Groups {
+  Groups(const char* input, unsigned int length) : text(input, input == nullptr ? 0 : length) {
+    const std::size_t count = text.size() / 4;
+    if (text.starts_with("+ ")) text.remove_prefix(2);
+    cut_short = count > text.size() / 4;
+    whole = std::min(count, text.size() / 4);
+  }
+
+  std::string_view text;
+  std::size_t whole;
+  bool cut_short;
+};
+
+}  // namespace
+
+int encode64(const unsigned char* input, unsigned int input_length, char* output,
+             unsigned int output_room, unsigned int* output_length) {
+  const std::uint64_t length = EncodedLength(input_length);
+  if (output_length != nullptr) *output_length = static_cast<unsigned int>(length);
+  if (length > output_room) return 0;
+  Encode(input, input_length, output);
+  return 1;
+}
+
+int decode64(const char* input, unsigned int input_length, unsigned char* output,
+             unsigned int* output_length) {
+  const Groups groups(input, input_length);
+  if (groups.text.empty() || groups.text.front() == '\0') return 0;
+  unsigned char* end = output;
+  if (!Decode(groups.text.data(), groups.whole, end) || groups.cut_short) return 0;
+  if (output_length != nullptr) *output_length = static_cast<unsigned int>(end - output);
+  return 1;
+}
+
+CAtlStringA ConvertRawBytesIntoBase64String(unsigned char* bytes, long length, const char* prefix) {
+  const std::string_view head = prefix == nullptr ? std::string_view() : prefix;
+  const std::size_t count = bytes == nullptr || length < 0 ? 0 : static_cast<std::size_t>(length);
+  const std::uint64_t encoded = EncodedLength(count);
+  constexpr std::uint64_t kLongestString = INT_MAX - 16;  // header and terminator count as well
+  if (encoded > kLongestString || head.size() > kLongestString - encoded) return CAtlStringA();
+  CAtlStringA result;
+  const int total = static_cast<int>(head.size() + encoded);
+  char* const text = result.GetBufferSetLength(total);
+  std::copy(head.begin(), head.end(), text);
+  Encode(bytes, count, text + head.size());
+  result.ReleaseBuffer(total);
+  return result;
+}
+
+HRESULT ConvertBinaryFileToBase64String(const COrvikFilePath& path, CAtlStringA& result,
+                                        const char* prefix) {
+  if (!path.FileExists()) return E_INVALIDARG;
+  unsigned char* buffer = nullptr;
+  const unsigned long length = CFileManipulator::ReadFileIntoBuffer(path, buffer);
+  const std::unique_ptr<unsigned char[]> bytes(buffer);
+  result = ConvertRawBytesIntoBase64String(bytes.get(), static_cast<long>(length), prefix);
+  return S_OK;
+}
+
+HRESULT decode64ToFile(const COrvikFilePath& path, const char* input, unsigned int input_length) {
+  std::FILE* const file = CFileManipulator::OpenFile(path, "wb");
+  if (file == nullptr) return E_INVALIDARG;
+  const Groups groups(input, input_length);
+  unsigned char buffer[kFlushAbove + 3];
+  unsigned char* end = buffer;
+  bool good = true;
+  const auto flush = [&] {
+    const auto pending = static_cast<std::size_t>(end - buffer);
+    end = buffer;
+    return std::fwrite(buffer, 1, pending, file) == pending;
+  };
+  const char* next = groups.text.data();
+  for (std::size_t left = groups.whole; good && left != 0;) {
+    // So many groups that only the last of them can bring the pending bytes above the limit.
+    const auto pending = static_cast<std::size_t>(end - buffer);
+    const std::size_t step = std::min(left, (kFlushAbove - pending) / 3 + 1);
+    good = Decode(next, step, end);
+    next += step * 4;
+    left -= step;
+    if (good && static_cast<std::size_t>(end - buffer) > kFlushAbove) good = flush();
+  }
+  good = good && !groups.cut_short && (end == buffer || flush());
+  // The last bytes may only now meet a full disk.
+  good = std::fclose(file) == 0 && good;
+  if (good) return S_OK;
+  CFileManipulator::DeleteFile(path);
+  return E_FAIL;
+}
+
+}  // namespace orvik

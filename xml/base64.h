@@ -1,0 +1,43 @@
+// Base64 (RFC 4648, section 4: the standard alphabet, "=" padding, no line breaks).
+//
+// encode64 and decode64 return 1 for success and 0 for failure. Decoding takes unbroken text only
+// and never accepts part of it: one bad group of four fails the whole call. Lengths are bytes. The
+// functions keep no state and may be called from any thread.
+//
+//   bytes   text        text decoded by groups        bytes
+//   Man     TWFu        TQ=x  (c4 is only checked)     M
+//   Ma      TWE=        QQ==QQ==                       AA
+//   M       TQ==        TWFu + up to 3 characters      Man
+#pragma once
+
+#include "files/file_path.h"
+#include "strings/atl_string_a.h"
+#include "strings/windows_types.h"
+
+namespace orvik {
+
+// Writes the encoding without a terminator. 0, and nothing written, when it is longer than
+// `output_room`. The encoded length goes through `output_length` (may be null) in both cases,
+// modulo 2^32; an encoding of 4 GiB or more is always refused.
+int encode64(const unsigned char* input, unsigned int input_length, char* output,
+             unsigned int output_room, unsigned int* output_length);
+
+// Skips a leading "+ ". `output` must have room for input_length / 4 * 3 bytes. 0 for empty input
+// and for a bad group; `output_length` is not set then, and the groups before the bad one have been
+// decoded into `output`.
+int decode64(const char* input, unsigned int input_length, unsigned char* output,
+             unsigned int* output_length);
+
+// `prefix` (may be null) followed by the encoding. Empty when no string can hold that much (2 GiB).
+CAtlStringA ConvertRawBytesIntoBase64String(unsigned char* bytes, long length, const char* prefix);
+
+// The same for the content of a file. E_INVALIDARG, and `result` untouched, when there is no such
+// file; one that cannot be read counts as empty.
+HRESULT ConvertBinaryFileToBase64String(const COrvikFilePath& path, CAtlStringA& result,
+                                        const char* prefix);
+
+// Decodes into a file, which is created or emptied; empty input gives an empty file. E_INVALIDARG
+// when it cannot be opened; E_FAIL for a bad group and a failed write, and the file is removed.
+HRESULT decode64ToFile(const COrvikFilePath& path, const char* input, unsigned int input_length);
+
+}  // namespace orvik

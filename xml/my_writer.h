@@ -1,0 +1,71 @@
+// The writer into any stream. See xml_writer.h for what its operations do.
+//
+// Every piece of text goes to the stream with one Write call; the results of Write are not looked
+// at. Nothing is gathered here, so the stream may be looked at between two operations.
+#pragma once
+
+#include <string_view>
+
+#include "streams/com_ptr.h"
+#include "streams/reference_counted.h"
+#include "xml/xml_writer.h"
+
+namespace orvik {
+
+class CMyWriter : public ReferenceCounted<IORVIKXMLWriter> {
+ public:
+  // Always E_NOTIMPL; the output pointer is not touched.
+  HRESULT QueryInterface(const _GUID& identifier, void** out) override;
+
+  HRESULT OutputXMLHeader() override;
+  HRESULT OutputSVGBlockForExport(const char* text) override;
+  HRESULT startElement(const char* name) override;
+  HRESULT endElement(const char* name) override;
+  HRESULT WriteTextAttribute(const char* name, const char* value) override;
+  HRESULT WriteLongTextAttribute(const char* name, const char* part1, const char* part2,
+                                 const char* part3) override;
+  HRESULT WriteTextAttributeW(const char* name, const char16_t* value) override;
+  HRESULT WriteTextAttributeBySingleQuotation(const char* name, const char* value) override;
+  HRESULT WriteEscapedElementContents(const char* text) override;
+  HRESULT WriteElementContents(const char* text) override;
+
+  // Closes a start tag that is still open.
+  void FinishOpenElement();
+
+ protected:
+  CMyWriter() = default;
+
+  void SetOutput(IStream* stream) { output_ = stream; }
+  bool HasOutput() const { return output_ != nullptr; }
+
+ private:
+  // Both give E_FAIL when there is no stream.
+  HRESULT nonescapedcharacters(std::string_view text);
+  HRESULT escapedcharacters(const char* text);
+
+  HRESULT BeginAttribute(const char* name, std::string_view opening);
+
+  CComPtr<IStream> output_;
+  bool start_tag_open_ = false;
+};
+
+// Collects the text in memory.
+class CMyStringWriter final : public CMyWriter {
+ public:
+  CMyStringWriter();
+  CAtlStringA get_output() override;
+
+ private:
+  CComPtr<IStreamOnBuffer> buffer_;
+};
+
+// Writes into a file, plain or compressed.
+class CMyFileWriter final : public CMyWriter {
+ public:
+  CMyFileWriter(const COrvikFilePath& path, bool compressed);
+  // False when the file could not be opened: then nothing is written.
+  bool opened() const { return HasOutput(); }
+  CAtlStringA get_output() override;
+};
+
+}  // namespace orvik

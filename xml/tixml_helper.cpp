@@ -1,0 +1,105 @@
+#include "xml/tixml_helper.h"
+
+#include <algorithm>
+#include <climits>
+#include <cstdlib>
+
+#include <tinyxml.h>
+
+#include "files/file_manipulator.h"
+#include "strings/utf8_strings.h"
+#include "xml/document_check.h"
+
+namespace orvik {
+namespace {
+
+const char* AttributeText(const TiXmlElement* element, const CAtlStringA& name) {
+  return element == nullptr ? nullptr : element->Attribute(name.GetString());
+}
+
+}  // namespace
+
+void SaveAttributeToXmlElementIfNotDefault(const boost::shared_ptr<TiXmlElement>& element,
+                                           const CAtlStringA& name, bool value,
+                                           bool default_value) {
+  if (element == nullptr || value == default_value) return;
+  element->SetAttribute(name.GetString(), value ? TRUE_STRING : FALSE_STRING);
+}
+
+void SaveAttributeToXmlElementIfNotDefault(const boost::shared_ptr<TiXmlElement>& element,
+                                           const CAtlStringA& name, const CAtlString& value,
+                                           const CAtlString& default_value) {
+  if (element == nullptr || value.CompareNoCase(default_value) == 0) return;
+  element->SetAttribute(name.GetString(), MakeUTF8StringFromUnicodeString(value).GetString());
+}
+
+void SaveAttributeToXmlElementIfNotDefault(const boost::shared_ptr<TiXmlElement>& element,
+                                           const CAtlStringA& name, double value,
+                                           double default_value) {
+  if (element == nullptr || value == default_value) return;
+  element->SetDoubleAttribute(name.GetString(), value);
+}
+
+void SaveAttributeToXmlElementIfNotDefault(const boost::shared_ptr<TiXmlElement>& element,
+                                           const CAtlStringA& name, unsigned int value,
+                                           unsigned int default_value) {
+  if (element == nullptr || value == default_value) return;
+  element->SetAttribute(name.GetString(), static_cast<int>(value));
+}
+
+CAtlString TiXmlHelper::LoadStringAttributeFromXmlElement(const TiXmlElement* element,
+                                                          const CAtlStringA& name, bool& found) {
+  const char* const text = AttributeText(element, name);
+  if (text != nullptr) return MakeWideStringFromUTF8String(text);
+  found = false;
+  return CAtlString();
+}
+
+CAtlString TiXmlHelper::LoadStringAttributeFromXmlElementWithDefault(
+    const TiXmlElement* element, const CAtlStringA& name, const CAtlString& default_value) {
+  const char* const text = AttributeText(element, name);
+  return text == nullptr ? default_value : MakeWideStringFromUTF8String(text);
+}
+
+int TiXmlHelper::LoadIntAttributeFromXmlElementWithDefault(const TiXmlElement* element,
+                                                           const CAtlStringA& name,
+                                                           int default_value) {
+  const char* const text = AttributeText(element, name);
+  if (text == nullptr) return default_value;
+  return static_cast<int>(std::clamp<long>(std::strtol(text, nullptr, 10), INT_MIN, INT_MAX));
+}
+
+float TiXmlHelper::LoadFloatAttributeFromXmlElementWithDefault(const TiXmlElement* element,
+                                                               const CAtlStringA& name,
+                                                               float default_value) {
+  const char* const text = AttributeText(element, name);
+  return text == nullptr ? default_value : static_cast<float>(std::atof(text));
+}
+
+bool TiXmlHelper::LoadBoolAttributeFromXmlElementWithDefault(const TiXmlElement* element,
+                                                             const CAtlStringA& name,
+                                                             bool default_value) {
+  const char* const text = AttributeText(element, name);
+  if (text == nullptr) return default_value;
+  const CAtlStringA value(text);
+  if (value.CompareNoCase(TRUE_STRING) == 0) return true;
+  if (value.CompareNoCase(FALSE_STRING) == 0) return false;
+  return default_value;
+}
+
+HRESULT TiXmlHelper::InitializeTiXmlDocumentFromFile(
+    const boost::shared_ptr<TiXmlDocument>& document, const COrvikFilePath& path) {
+  CAtlStringA text;
+  if (CFileManipulator::ReadAsciiFileIntoAsciiString(path, text, "") < 0) return E_INVALIDARG;
+  return InitializeTiXmlDocumentFromText(document, text.GetString());
+}
+
+HRESULT TiXmlHelper::InitializeTiXmlDocumentFromText(
+    const boost::shared_ptr<TiXmlDocument>& document, const char* text) {
+  TiXmlBase::SetCondenseWhiteSpace(false);
+  if (document == nullptr || text == nullptr || !IsSafeToParse(text)) return E_INVALIDARG;
+  document->Parse(text, nullptr, TIXML_ENCODING_UTF8);
+  return document->Error() ? E_INVALIDARG : S_OK;
+}
+
+}  // namespace orvik

@@ -1,0 +1,85 @@
+// A forward-only XML text writer.
+//
+// It writes exactly what it is asked for: no indentation, no line breaks, no check that elements
+// nest or names are names, and five escaped bytes (& ' " < >). All text is zero-terminated UTF-8;
+// a null text counts as empty. Writers start with one reference, the caller's; there is no close: a
+// file is complete when its writer has been released.
+//
+//   startElement("a")  WriteTextAttribute("x", "1<2")  startElement("b")  endElement("b")
+//   WriteElementContents("t")  endElement("a")
+//   gives  <a x="1&lt;2"><b/>t</a>
+//
+// Results: S_OK; E_FAIL when there is no stream to write to. Errors of the stream itself (a full
+// disk) are not reported. An attribute written outside a start tag becomes content.
+#pragma once
+
+#include "files/file_path.h"
+#include "strings/atl_array.h"
+#include "strings/atl_string_a.h"
+#include "strings/unknown.h"
+#include "strings/windows_types.h"
+
+class TiXmlElement;
+
+namespace orvik {
+
+class IORVIKXMLWriter : public IUnknown {
+ public:
+  // The XML declaration: version 1.0, UTF-8, standalone.
+  virtual HRESULT OutputXMLHeader() = 0;
+  // Writes the text unchanged and does not close an open start tag.
+  virtual HRESULT OutputSVGBlockForExport(const char* text) = 0;
+  virtual HRESULT startElement(const char* name) = 0;
+  // Ends an element with nothing inside with "/>"; the name is not used then.
+  virtual HRESULT endElement(const char* name) = 0;
+  // All text so far, from a writer on a string, once: later calls give nothing and later text is
+  // dropped. Empty from a writer on a file.
+  virtual CAtlStringA get_output() = 0;
+  virtual HRESULT WriteTextAttribute(const char* name, const char* value) = 0;
+  // The value is the three parts in a row; parts two and three may be null, the third counts only
+  // when the second is there.
+  virtual HRESULT WriteLongTextAttribute(const char* name, const char* part1, const char* part2,
+                                         const char* part3) = 0;
+  virtual HRESULT WriteTextAttributeW(const char* name, const char16_t* value) = 0;
+  virtual HRESULT WriteTextAttributeBySingleQuotation(const char* name, const char* value) = 0;
+  virtual HRESULT WriteEscapedElementContents(const char* text) = 0;
+  virtual HRESULT WriteElementContents(const char* text) = 0;
+
+  HRESULT WriteElementValue(const char* text);
+  HRESULT WriteSimpleTextElement(const char* name, const char* text);
+  HRESULT WriteEscapedSimpleTextElement(const char* name, const char* text);
+  // "]]>" in the text is written as it is and ends the section.
+  HRESULT WriteCDATAElement(const char* text);
+  // The escapes stay inside the section as they are.
+  HRESULT WriteEscapedCDATAElement(const char* text);
+  HRESULT WriteBOOLAttribute(const char* name, bool value);  // "0" or "1"
+  HRESULT WriteLongAttribute(const char* name, long value);
+  // Two decimals.
+  HRESULT WriteFloatAttribute(const char* name, float value);
+  // `color` is 0x00BBGGRR and becomes "#rrggbb"; 0xFFFFFFFE and 0xFFFFFFFF become "none".
+  HRESULT WriteColorAttribute(const char* name, unsigned long color);
+  // "data:;base64," and the encoding.
+  HRESULT WriteBase64Attribute(const char* name, unsigned char* bytes, long length);
+  // The items with "," between them; nothing for an empty array. A comma inside an item is not
+  // marked.
+  HRESULT WriteCommaSeperatedArrayAttribute(const char* name, const CAtlArray<CAtlStringA>& items);
+  // The same with ";", the value in apostrophes.
+  HRESULT WriteSemiColonSeperatedArrayAttribute(const char* name,
+                                                const CAtlArray<CAtlStringA>& items);
+
+  // Writes an element with its attributes, its first text and its child elements, to any depth;
+  // other nodes are left out. The text of elements named "persistence" becomes a CDATA section.
+  // E_INVALIDARG for null.
+  HRESULT CopyElementToXMLWriter(TiXmlElement* element);
+  // Writes a file's bytes as content, unchanged; of each 4096 bytes only those before the first
+  // NUL. S_FALSE when all went well, E_FAIL when the file cannot be opened.
+  HRESULT CopyFileToXMLWriter(const COrvikFilePath& path);
+
+  // Makes a writer into a file, which is created or emptied. E_FAIL and null when that fails.
+  static HRESULT CreateORVIKXMLWriter(IORVIKXMLWriter** out, const COrvikFilePath& path);
+  // The file is compressed (zlib) when the writer is released.
+  static HRESULT CreateORVIKXMLWriterCompressed(IORVIKXMLWriter** out, const COrvikFilePath& path);
+  static HRESULT CreateORVIKXMLWriterOnString(IORVIKXMLWriter** out);
+};
+
+}  // namespace orvik
