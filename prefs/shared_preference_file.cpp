@@ -1,7 +1,6 @@
 #include "prefs/shared_preference_file.h"
 
-#include <cstdio>
-#include <cstring>
+#include <algorithm>
 #include <optional>
 #include <string>
 
@@ -46,9 +45,8 @@ std::optional<std::string> SharedFilePath(const char* domain) {
   if (preferences->size() < home_length) {
     return std::nullopt;
   }
-  char path[kPathBufferSize];
-  std::snprintf(path, sizeof path, "%s/%s/%s.plist", shared->c_str(),
-                preferences->c_str() + home_length, domain);
+  std::string path = *shared + "/" + (preferences->c_str() + home_length) + "/" + domain + ".plist";
+  path.resize(std::min(path.size(), kPathBufferSize - 1));
   return path;
 }
 
