@@ -3,6 +3,8 @@
 namespace orvik::host {
 namespace {
 
+constexpr char32_t kEscapedBackslash = 0xDC00 + U'\\';
+
 // Length of the well-formed UTF-8 sequence at the start of `bytes`, 0 when there is none (Unicode
 // table 3-7).
 std::size_t SequenceLength(std::string_view bytes) {
@@ -80,7 +82,7 @@ std::optional<std::string> FileNameToBytes(std::u16string_view name) {
       bytes += static_cast<char>(character);
       continue;
     }
-    if (character >= 0xDC80 && character <= 0xDCFF) {
+    if ((character >= 0xDC80 && character <= 0xDCFF) || character == kEscapedBackslash) {
       bytes += static_cast<char>(character - 0xDC00);
       continue;
     }

@@ -5,6 +5,9 @@
 // high surrogate stands before it, becomes the byte again. So every name that was listed opens the
 // file it was listed for.
 //
+// Path values turn "\" into "/", so what hands a name on to one writes U+DC5C for a "\" in it. That
+// unit becomes "\" here and is never made here.
+//
 //   "caf\xC3\xA9"  <->  u"café"
 //   "caf\xE9"      <->  u"caf\xDCE9"
 #pragma once
