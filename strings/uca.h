@@ -4,7 +4,7 @@
 // A null array is taken as an empty one where nothing is written to it.
 #pragma once
 
-#include <cstddef>
+#include "platform/core_foundation/transcoding.h"  // WidenLatin1, NarrowLatin1
 
 namespace orvik {
 
@@ -59,9 +59,5 @@ constexpr char16_t makeUCHFromCH(char byte) {
 void CAtoUCA(const char* source, char16_t* target, int n);
 // Narrows n units, those above 255 to "?", and writes a terminator at target[n]; nothing for n < 1.
 void UCAtoCA(const char16_t* source, char* target, int n);
-
-// The loops under the two, for ranges that may hold 0 units.
-void WidenLatin1(const char* source, char16_t* target, std::size_t n);
-void NarrowLatin1(const char16_t* source, char* target, std::size_t n);
 
 }  // namespace orvik

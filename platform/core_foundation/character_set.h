@@ -17,7 +17,8 @@ class NSCharacterSet final : public NSObject {
     return unit < 256 ? low_[unit] : high_ != nullptr && (*high_)[unit];
   }
 
-  CFTypeID typeID() const override;
+  static CFTypeID TypeID();
+  CFTypeID typeID() const override { return TypeID(); }
   bool isEqual(const NSObject* other) const override;
   CFHashCode hash() const override;
   NSObject* copy() const override;

@@ -26,7 +26,8 @@ class NSDateFormatter final : public NSObject {
   // Seconds since 2001-01-01 00:00 UTC. Nothing is lost to a failure but the text: it is empty.
   std::u16string Format(double absolute_time) const;
 
-  CFTypeID typeID() const override;
+  static CFTypeID TypeID();
+  CFTypeID typeID() const override { return TypeID(); }
 
  private:
   void* formatter_ = nullptr;

@@ -56,7 +56,7 @@ std::optional<std::u16string> DecodeText(CFStringEncoding encoding, std::string_
 std::optional<std::u16string> DecodeTextLeniently(CFStringEncoding encoding,
                                                   std::string_view bytes);
 
-// Exact where it is a line of a table: all of Mac OS Roman, for callers with units of their own.
+// Mac OS Roman, unit by unit.
 char16_t UnitOfMacRoman(unsigned char byte);
 // -1 for a unit that Mac OS Roman lacks.
 int MacRomanOfUnit(char16_t unit);

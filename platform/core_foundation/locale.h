@@ -14,7 +14,8 @@ class NSLocale final : public NSObject {
 
   const std::string& identifier() const { return identifier_; }
 
-  CFTypeID typeID() const override;
+  static CFTypeID TypeID();
+  CFTypeID typeID() const override { return TypeID(); }
   bool isEqual(const NSObject* other) const override;
   CFHashCode hash() const override;
   NSObject* copy() const override;

@@ -94,7 +94,8 @@ class NSString final : public NSObject {
   void append(const NSString* other);
   char16_t* mutableUnits();  // null unless mutable
 
-  CFTypeID typeID() const override;
+  static CFTypeID TypeID();
+  CFTypeID typeID() const override { return TypeID(); }
   bool isEqual(const NSObject* other) const override;
   CFHashCode hash() const override;
   NSString* copy() const override;
@@ -105,13 +106,11 @@ class NSString final : public NSObject {
   static void operator delete(void* block);
 
  private:
-  enum Flags : UInt32 {
-    kWide = 1,   // units_ are char16_t
-    kAscii = 2,  // all units are below 0x80
-    kMutable = 4,
-    kOutside = 8,   // units_ is not part of this block
-    kBorrowed = 16  // units_ is not ours to free
-  };
+  static constexpr UInt32 kWide = 1;   // units_ are char16_t
+  static constexpr UInt32 kAscii = 2;  // bytes, all below 0x80
+  static constexpr UInt32 kMutable = 4;
+  static constexpr UInt32 kOutside = 8;    // units_ is not part of this block
+  static constexpr UInt32 kBorrowed = 16;  // units_ is not ours to free
 
   NSString(UInt32 flags, CFIndex length, const void* units)
       : flags_(flags), length_(static_cast<SInt32>(length)), units_(units) {}
@@ -119,6 +118,7 @@ class NSString final : public NSObject {
   static void* operator new(size_t size, size_t extra);
   static void operator delete(void* block, size_t extra);
   static NSString* NewInline(UInt32 flags, CFIndex length, size_t bytes);
+  char* inline_bytes() { return reinterpret_cast<char*>(this + 1); }
   char16_t* mutable_units() { return static_cast<char16_t*>(const_cast<void*>(units_)); }
   bool Reserve(CFIndex length);
 

@@ -1,0 +1,42 @@
+// What the files of the string functions share.
+#pragma once
+
+#include <algorithm>
+#include <string>
+#include <string_view>
+
+#include "platform/foundation/string.h"
+
+namespace orvik {
+
+// A string's units, widened into a buffer of its own when the string keeps bytes. Valid as long as
+// the string and this object.
+class WideView {
+ public:
+  explicit WideView(const NSString* string) {
+    if (string == nullptr) return;
+    if (string->isLatin1()) {
+      widened_ = string->ToUnits();
+      view_ = widened_;
+    } else {
+      view_ = string->wide();
+    }
+  }
+  WideView(const WideView&) = delete;
+  WideView& operator=(const WideView&) = delete;
+
+  std::u16string_view view() const { return view_; }
+  operator std::u16string_view() const { return view_; }  // NOLINT(google-explicit-constructor)
+
+ private:
+  std::u16string widened_;
+  std::u16string_view view_;
+};
+
+// The part of the range that lies within `length` units.
+inline CFRange CutRange(CFRange range, CFIndex length) {
+  const CFIndex first = std::clamp<CFIndex>(range.location, 0, length);
+  return CFRangeMake(first, std::clamp<CFIndex>(range.length, 0, length - first));
+}
+
+}  // namespace orvik

@@ -1,0 +1,62 @@
+// UTF-8 and UTF-16 into one another, and Latin-1 into and out of UTF-16: the fast loops under every
+// conversion. ASCII runs go 16 units at a time.
+//
+// Well-formed means RFC 3629: shortest forms, no surrogates, nothing above U+10FFFF. Both
+// converters advance the starts over whole characters and say why they stopped.
+#pragma once
+
+#include <cstddef>
+#include <string_view>
+
+namespace orvik {
+
+enum class TranscodingStop {
+  kDone,        // the source is used up
+  kSourceEnds,  // the source ends within a character that was well formed so far
+  kIllegal,     // the next character is malformed, or an unpaired surrogate
+  kTargetFull,  // the next character does not fit
+};
+
+TranscodingStop DecodeUtf8(const char*& source, const char* source_end, char16_t*& target,
+                           char16_t* target_end);
+// A high surrogate at the end is kSourceEnds.
+TranscodingStop EncodeUtf8(const char16_t*& source, const char16_t* source_end, char*& target,
+                           char* target_end);
+
+// The UTF-8 bytes of the text, an unpaired surrogate counted as one byte.
+size_t Utf8Length(std::u16string_view units);
+// The UTF-16 units of the bytes; -1 when they are not well formed.
+std::ptrdiff_t Utf16Length(std::string_view bytes);
+
+// The length of the leading run of bytes, or units, below 0x80.
+size_t AsciiPrefix(std::string_view bytes);
+size_t AsciiPrefix(std::u16string_view units);
+// All units or-ed together: below 0x80 for ASCII, below 0x100 for Latin-1.
+char16_t OrOfUnits(std::u16string_view units);
+
+// Each byte to the unit of the same value.
+void WidenLatin1(const char* source, char16_t* target, size_t n);
+// Each unit to the byte of the same value, "?" above 255.
+void NarrowLatin1(const char16_t* source, char* target, size_t n);
+
+// The UTF-16 code point at a place known to be well formed, and how it is taken apart.
+constexpr bool IsHighSurrogate(char16_t unit) {
+  return (unit & 0xFC00) == 0xD800;
+}
+constexpr bool IsLowSurrogate(char16_t unit) {
+  return (unit & 0xFC00) == 0xDC00;
+}
+constexpr bool IsSurrogate(char16_t unit) {
+  return (unit & 0xF800) == 0xD800;
+}
+constexpr char32_t FromSurrogates(char16_t high, char16_t low) {
+  return 0x10000 + ((static_cast<char32_t>(high) & 0x3FF) << 10) + (low & 0x3FF);
+}
+constexpr char16_t HighSurrogate(char32_t value) {
+  return static_cast<char16_t>(0xD7C0 + (value >> 10));
+}
+constexpr char16_t LowSurrogate(char32_t value) {
+  return static_cast<char16_t>(0xDC00 + (value & 0x3FF));
+}
+
+}  // namespace orvik

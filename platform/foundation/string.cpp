@@ -1,0 +1,311 @@
+#include "platform/foundation/string.h"
+
+#include <algorithm>
+#include <cstdlib>
+#include <cstring>
+#include <new>
+
+#include "platform/core_foundation/transcoding.h"
+
+namespace orvik {
+
+namespace {
+
+// Four units to a step; bytes are spread to units, so that both forms of a text agree.
+inline UInt64 SpreadFour(UInt32 bytes) {
+  UInt64 x = bytes;
+  x = (x | (x << 16)) & 0x0000FFFF0000FFFF;
+  return (x | (x << 8)) & 0x00FF00FF00FF00FF;
+}
+
+inline UInt64 Mix(UInt64 hash, UInt64 value) {
+  hash = (hash ^ value) * 0x9E3779B97F4A7C15;
+  return hash ^ (hash >> 29);
+}
+
+UInt32 HashOf(std::string_view bytes) {
+  UInt64 hash = bytes.size();
+  size_t i = 0;
+  for (; bytes.size() - i >= 4; i += 4) {
+    UInt32 four;
+    std::memcpy(&four, bytes.data() + i, 4);
+    hash = Mix(hash, SpreadFour(four));
+  }
+  UInt64 rest = 0;
+  for (int shift = 0; i < bytes.size(); ++i, shift += 16) {
+    rest |= static_cast<UInt64>(static_cast<unsigned char>(bytes[i])) << shift;
+  }
+  hash = Mix(hash, rest);
+  return static_cast<UInt32>(hash ^ (hash >> 32));
+}
+
+UInt32 HashOf(std::u16string_view units) {
+  UInt64 hash = units.size();
+  size_t i = 0;
+  for (; units.size() - i >= 4; i += 4) {
+    UInt64 four;
+    std::memcpy(&four, units.data() + i, 8);
+    hash = Mix(hash, four);
+  }
+  UInt64 rest = 0;
+  for (int shift = 0; i < units.size(); ++i, shift += 16) {
+    rest |= static_cast<UInt64>(units[i]) << shift;
+  }
+  hash = Mix(hash, rest);
+  return static_cast<UInt32>(hash ^ (hash >> 32));
+}
+
+bool Equal(std::string_view bytes, std::u16string_view units) {
+  for (size_t i = 0; i < bytes.size(); ++i) {
+    if (static_cast<unsigned char>(bytes[i]) != units[i]) return false;
+  }
+  return true;
+}
+
+int Sign(std::ptrdiff_t value) {
+  return value < 0 ? -1 : value > 0;
+}
+
+template <class A, class B>
+int Order(const A* a, size_t a_length, const B* b, size_t b_length) {
+  const size_t common = a_length < b_length ? a_length : b_length;
+  for (size_t i = 0; i < common; ++i) {
+    if (a[i] != b[i]) return a[i] < b[i] ? -1 : 1;
+  }
+  return Sign(static_cast<std::ptrdiff_t>(a_length) - static_cast<std::ptrdiff_t>(b_length));
+}
+
+const unsigned char* Unsigned(std::string_view bytes) {
+  return reinterpret_cast<const unsigned char*>(bytes.data());
+}
+
+bool IsTooLong(size_t length) {
+  return length > static_cast<size_t>(kMaximumStringLength);
+}
+
+}  // namespace
+
+void* NSString::operator new(size_t size, size_t extra) {
+  return ::operator new(size + extra);
+}
+
+void NSString::operator delete(void* block, size_t) {
+  ::operator delete(block);
+}
+
+void NSString::operator delete(void* block) {
+  ::operator delete(block);
+}
+
+NSString::~NSString() {
+  if ((flags_ & (kOutside | kBorrowed)) == kOutside) std::free(const_cast<void*>(units_));
+}
+
+// The bytes follow the object, with a terminator of their own width.
+NSString* NSString::NewInline(UInt32 flags, CFIndex length, size_t bytes) {
+  auto* string = new (bytes + sizeof(char16_t)) NSString(flags, length, nullptr);
+  string->units_ = string->inline_bytes();
+  std::memset(string->inline_bytes() + bytes, 0, sizeof(char16_t));
+  return string;
+}
+
+NSString* NSString::NewFromAscii(std::string_view bytes) {
+  if (IsTooLong(bytes.size())) return nullptr;
+  NSString* string = NewInline(kAscii, static_cast<CFIndex>(bytes.size()), bytes.size());
+  if (!bytes.empty()) std::memcpy(string->inline_bytes(), bytes.data(), bytes.size());
+  return string;
+}
+
+NSString* NSString::NewFromLatin1(std::string_view bytes) {
+  NSString* string = NewFromAscii(bytes);
+  if (string != nullptr && AsciiPrefix(bytes) != bytes.size()) string->flags_ = 0;
+  return string;
+}
+
+NSString* NSString::NewFromUnits(std::u16string_view units) {
+  if (IsTooLong(units.size())) return nullptr;
+  const auto length = static_cast<CFIndex>(units.size());
+  const char16_t all = OrOfUnits(units);
+  if (all >= 0x100) {
+    NSString* string = NewInline(kWide, length, units.size() * sizeof(char16_t));
+    std::memcpy(string->inline_bytes(), units.data(), units.size() * sizeof(char16_t));
+    return string;
+  }
+  NSString* string = NewInline(all < 0x80 ? kAscii : 0u, length, units.size());
+  NarrowLatin1(units.data(), string->inline_bytes(), units.size());
+  return string;
+}
+
+NSString* NSString::NewFromUtf8(std::string_view bytes) {
+  const size_t ascii = AsciiPrefix(bytes);
+  if (ascii == bytes.size()) return NewFromAscii(bytes);
+  const std::ptrdiff_t length = Utf16Length(bytes);
+  if (length < 0 || IsTooLong(static_cast<size_t>(length))) return nullptr;
+  const size_t count = static_cast<size_t>(length);
+  NSString* string = NewInline(kWide, length, count * sizeof(char16_t));
+  const char* source = bytes.data();
+  char16_t* target = string->mutable_units();
+  DecodeUtf8(source, source + bytes.size(), target, target + length);
+  if (OrOfUnits(string->wide()) >= 0x100) return string;
+  // All of it fits bytes after all.
+  NSString* narrow = NewFromUnits(string->wide());
+  string->release();
+  return narrow;
+}
+
+NSString* NSString::NewMutable(std::u16string_view units) {
+  if (IsTooLong(units.size())) return nullptr;
+  auto* string = new (0) NSString(kWide | kMutable | kOutside, 0, nullptr);
+  if (!units.empty()) string->append(units);
+  return string;
+}
+
+NSString* NSString::NewNoCopy(std::u16string_view units, bool owned) {
+  if (IsTooLong(units.size())) return nullptr;
+  const UInt32 flags = kWide | kOutside | (owned ? 0u : kBorrowed);
+  return new (0) NSString(flags, static_cast<CFIndex>(units.size()), units.data());
+}
+
+NSString* NSString::NewInBuffer(char16_t* units, CFIndex length, CFIndex capacity) {
+  if (units == nullptr || length < 0 || length > capacity ||
+      IsTooLong(static_cast<size_t>(capacity))) {
+    return nullptr;
+  }
+  auto* string = new (0) NSString(kWide | kMutable | kOutside | kBorrowed, length, units);
+  string->hash_or_capacity_.store(static_cast<UInt32>(capacity), std::memory_order_relaxed);
+  return string;
+}
+
+void NSString::getCharacters(char16_t* buffer, CFIndex first, CFIndex count) const {
+  if (count <= 0) return;
+  const size_t n = static_cast<size_t>(count);
+  if (isLatin1()) {
+    WidenLatin1(latin1().data() + first, buffer, n);
+  } else {
+    std::memcpy(buffer, wide().data() + first, n * sizeof(char16_t));
+  }
+}
+
+std::u16string NSString::ToUnits() const {
+  if (!isLatin1()) return std::u16string(wide());
+  std::u16string units(static_cast<size_t>(length_), u'\0');
+  WidenLatin1(latin1().data(), units.data(), units.size());
+  return units;
+}
+
+bool NSString::Reserve(CFIndex length) {
+  const UInt32 capacity = hash_or_capacity_.load(std::memory_order_relaxed);
+  const auto needed = static_cast<UInt32>(length);
+  if (needed <= capacity) return true;
+  if ((flags_ & kBorrowed) != 0) return false;
+  const UInt32 doubled = capacity < kMaximumStringLength / 2
+                             ? capacity * 2
+                             : static_cast<UInt32>(kMaximumStringLength);
+  const UInt32 grown = needed > doubled ? needed : doubled;
+  void* block = std::realloc(const_cast<void*>(units_), size_t{grown} * sizeof(char16_t));
+  if (block == nullptr) throw std::bad_alloc();
+  units_ = block;
+  hash_or_capacity_.store(grown, std::memory_order_relaxed);
+  return true;
+}
+
+void NSString::replaceCharacters(CFIndex first, CFIndex count, std::u16string_view units) {
+  if (!isMutable() || first < 0 || first > length_ || count < 0) return;
+  if (count > length_ - first) count = length_ - first;
+  const char16_t* own = wide().data();
+  if (own != nullptr && units.data() >= own && units.data() <= own + length_) {
+    const std::u16string copy(units);
+    replaceCharacters(first, count, copy);
+    return;
+  }
+  CFIndex new_length = length_ - count + static_cast<CFIndex>(units.size());
+  CFIndex tail = length_ - first - count;
+  if (IsTooLong(units.size()) || new_length > kMaximumStringLength) return;
+  if (!Reserve(new_length)) {
+    const CFIndex room = hash_or_capacity_.load(std::memory_order_relaxed) - first;
+    if (static_cast<CFIndex>(units.size()) > room)
+      units = units.substr(0, static_cast<size_t>(room));
+    tail = std::min(tail, room - static_cast<CFIndex>(units.size()));
+    new_length = first + static_cast<CFIndex>(units.size()) + tail;
+  }
+  char16_t* place = mutable_units() + first;
+  if (tail > 0) {
+    std::memmove(place + units.size(), place + count, static_cast<size_t>(tail) * sizeof(char16_t));
+  }
+  if (!units.empty()) std::memcpy(place, units.data(), units.size() * sizeof(char16_t));
+  length_ = static_cast<SInt32>(new_length);
+}
+
+void NSString::append(const NSString* other) {
+  if (other == nullptr) return;
+  if (other->isLatin1()) {
+    append(other->ToUnits());
+  } else {
+    append(other->wide());
+  }
+}
+
+char16_t* NSString::mutableUnits() {
+  return isMutable() ? mutable_units() : nullptr;
+}
+
+NSComparisonResult NSString::compare(const NSString* other) const {
+  if (other == nullptr) return NSOrderedDescending;
+  const auto a_length = static_cast<size_t>(length_);
+  const auto b_length = static_cast<size_t>(other->length_);
+  if (isLatin1() && other->isLatin1()) return Sign(latin1().compare(other->latin1()));
+  if (isLatin1()) return Order(Unsigned(latin1()), a_length, other->wide().data(), b_length);
+  if (other->isLatin1()) {
+    return Order(wide().data(), a_length, Unsigned(other->latin1()), b_length);
+  }
+  return Order(wide().data(), a_length, other->wide().data(), b_length);
+}
+
+ObjCBool NSString::isEqualToString(const NSString* other) const {
+  if (this == other) return YES;
+  if (other == nullptr || length_ != other->length_) return NO;
+  const auto size = static_cast<size_t>(length_);
+  if (isLatin1() && other->isLatin1()) {
+    return std::memcmp(units_, other->units_, size) == 0 ? YES : NO;
+  }
+  if (isLatin1()) return Equal(latin1(), other->wide()) ? YES : NO;
+  if (other->isLatin1()) return Equal(other->latin1(), wide()) ? YES : NO;
+  return size == 0 || std::memcmp(units_, other->units_, size * sizeof(char16_t)) == 0 ? YES : NO;
+}
+
+bool NSString::isEqual(const NSObject* other) const {
+  if (this == other) return true;
+  return other != nullptr && other->typeID() == TypeID() &&
+         isEqualToString(static_cast<const NSString*>(other)) == YES;
+}
+
+CFHashCode NSString::hash() const {
+  if (isMutable()) return HashOf(wide()) | 1u;
+  UInt32 hash = hash_or_capacity_.load(std::memory_order_relaxed);
+  if (hash == 0) {
+    hash = (isLatin1() ? HashOf(latin1()) : HashOf(wide())) | 1u;
+    hash_or_capacity_.store(hash, std::memory_order_relaxed);
+  }
+  return hash;
+}
+
+CFTypeID NSString::TypeID() {
+  static const CFTypeID id = RegisterTypeID();
+  return id;
+}
+
+NSString* NSString::copy() const {
+  // What lies in a caller's memory may change under us.
+  const bool is_own = (flags_ & (kMutable | kBorrowed)) == 0;
+  return is_own ? const_cast<NSString*>(Retained(this)) : NewFromUnits(wide());
+}
+
+NSString* NSString::mutableCopy() const {
+  return NewMutable(isLatin1() ? ToUnits() : std::u16string(wide()));
+}
+
+const NSString* NSString::description() const {
+  return isMutable() ? Autoreleased(copy()) : Autoreleased(Retained(this));
+}
+
+}  // namespace orvik

@@ -1,0 +1,135 @@
+// The methods of a string that make other texts and numbers.
+#include <algorithm>
+#include <cerrno>
+#include <climits>
+#include <clocale>
+#include <cstdlib>
+
+#include "platform/core_foundation/encodings.h"
+#include "platform/core_foundation/string_format.h"
+#include "platform/core_foundation/transcoding.h"
+#include "platform/foundation/string.h"
+
+namespace orvik {
+
+namespace {
+
+bool IsWhiteSpace(char16_t unit) {
+  return (unit >= 9 && unit <= 13) || unit == 0x20 || unit == 0x85 || unit == 0xA0 ||
+         unit == 0x1680 || (unit >= 0x2000 && unit <= 0x200A) || unit == 0x2028 || unit == 0x2029 ||
+         unit == 0x202F || unit == 0x205F || unit == 0x3000;
+}
+
+CFIndex SkipWhiteSpace(const NSString& string) {
+  CFIndex i = 0;
+  while (i < string.length() && IsWhiteSpace(string.characterAtIndex(i))) ++i;
+  return i;
+}
+
+// Bytes with a terminator that live as long as the autorelease pool.
+const char* AutoreleasedBytes(std::string_view bytes) {
+  const NSString* holder = Autoreleased(NSString::NewFromLatin1(bytes));
+  return holder != nullptr ? holder->latin1().data() : "";
+}
+
+}  // namespace
+
+std::string NSString::ToUtf8() const {
+  if (isAscii()) return std::string(latin1());
+  const std::u16string widened = isLatin1() ? ToUnits() : std::u16string();
+  const std::u16string_view units = isLatin1() ? std::u16string_view(widened) : wide();
+  std::string utf8(Utf8Length(units), '\0');
+  const char16_t* source = units.data();
+  const char16_t* source_end = source + units.size();
+  char* target = utf8.data();
+  while (EncodeUtf8(source, source_end, target, utf8.data() + utf8.size()) !=
+         TranscodingStop::kDone) {
+    *target++ = '?';
+    ++source;
+  }
+  return utf8;
+}
+
+const char* NSString::UTF8String() const {
+  if (isAscii()) return Autoreleased(Retained(this))->latin1().data();
+  return AutoreleasedBytes(ToUtf8());
+}
+
+const char* NSString::cString() const {
+  if (isAscii()) return Autoreleased(Retained(this))->latin1().data();
+  std::string bytes;
+  bytes.reserve(static_cast<size_t>(length_));
+  for (CFIndex i = 0; i < length_; ++i) {
+    const char16_t unit = characterAtIndex(i);
+    const int byte = MacRomanOfUnit(unit);
+    bytes += byte < 0 ? '?' : static_cast<char>(byte);
+    // A pair of surrogates is one character, and one "?".
+    if (IsHighSurrogate(unit) && i + 1 < length_ && IsLowSurrogate(characterAtIndex(i + 1))) ++i;
+  }
+  return AutoreleasedBytes(bytes);
+}
+
+const NSString* NSString::stringByAppendingString(const NSString* other) const {
+  if (other == nullptr || other->length() == 0) return description();
+  if (isLatin1() && other->isLatin1()) {
+    std::string bytes;
+    bytes.reserve(static_cast<size_t>(length_) + static_cast<size_t>(other->length_));
+    bytes.append(latin1()).append(other->latin1());
+    return Autoreleased(NewFromLatin1(bytes));
+  }
+  return Autoreleased(NewFromUnits(ToUnits() + other->ToUnits()));
+}
+
+const NSString* NSString::stringWithString(const NSString* other) {
+  return other == nullptr ? nullptr : Autoreleased(other->copy());
+}
+
+const NSString* NSString::stringWithCharacters(std::u16string_view units) {
+  return Autoreleased(NewFromUnits(units));
+}
+
+const NSString* NSString::stringWithUTF8String(const char* bytes) {
+  return bytes == nullptr ? nullptr : Autoreleased(NewFromUtf8(bytes));
+}
+
+const NSString* NSString::stringWithFormat(const NSString* format, ...) {
+  if (format == nullptr) return nullptr;
+  FormatBuffer result;
+  std::va_list arguments;
+  va_start(arguments, format);
+  const bool done = FormatUnits(result, format->ToUnits(), arguments);
+  va_end(arguments);
+  return done ? stringWithCharacters(result.units()) : nullptr;
+}
+
+int NSString::intValue() const {
+  CFIndex i = SkipWhiteSpace(*this);
+  bool is_negative = false;
+  if (i < length_ && (characterAtIndex(i) == u'-' || characterAtIndex(i) == u'+')) {
+    is_negative = characterAtIndex(i++) == u'-';
+  }
+  long value = 0;
+  for (; i < length_; ++i) {
+    const char16_t unit = characterAtIndex(i);
+    if (unit < u'0' || unit > u'9') break;
+    value = std::min(value * 10 + (unit - u'0'), 1L << 32);
+  }
+  if (is_negative) value = -value;
+  return static_cast<int>(std::clamp<long>(value, INT_MIN, INT_MAX));
+}
+
+double NSString::doubleValue() const {
+  static const locale_t plain = newlocale(LC_ALL_MASK, "C", nullptr);
+  std::string number;
+  for (CFIndex i = SkipWhiteSpace(*this); i < length_; ++i) {
+    const char16_t unit = characterAtIndex(i);
+    if (unit > 0x7F || std::string_view("0123456789+-.eE").find(static_cast<char>(unit)) ==
+                           std::string_view::npos) {
+      break;
+    }
+    number += static_cast<char>(unit);
+  }
+  return strtod_l(number.c_str(), nullptr, plain);
+}
+
+}  // namespace orvik
