@@ -1,0 +1,173 @@
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <signal.h>
+#include <sys/resource.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <filesystem>
+#include <string>
+
+#include "files/windows_files.h"
+#include "tests/support/file_trees.h"
+#include "tests/support/test_environment.h"
+
+namespace orvik {
+namespace {
+
+namespace fs = std::filesystem;
+using test::InfoOf;
+using test::ReadFile;
+using test::RefOf;
+using test::WriteFile;
+
+class WindowsCopyTest : public test::EnvironmentTest {
+ protected:
+  fs::path top_ = env_.temp();
+
+  std::u16string Path(const fs::path& name) const { return (top_ / name).u16string(); }
+  BOOL Copy(const fs::path& source, const fs::path& target, BOOL fail_if_exists = FALSE) {
+    return CopyFile(Path(source).c_str(), Path(target).c_str(), fail_if_exists);
+  }
+};
+
+TEST_F(WindowsCopyTest, CopiesContentAndCatalogInformation) {
+  // Empty, one chunk, and sizes on and off the borders of blocks and buffers.
+  for (const std::size_t size : {0, 1, 512, 65536, 65537, 262144, 1000003}) {
+    std::string content(size, '\0');
+    for (std::size_t i = 0; i < size; ++i) content[i] = static_cast<char>(i * 7 + i / 251);
+    WriteFile(top_ / "source", content);
+    chmod((top_ / "source").c_str(), 0440);
+    const timespec times[2] = {{1'000'000'000, 5}, {1'100'000'000, 123'456'789}};
+    utimensat(AT_FDCWD, (top_ / "source").c_str(), times, 0);
+    ASSERT_EQ(Copy("source", "target"), TRUE) << size;
+    EXPECT_EQ(ReadFile(top_ / "target"), content) << size;
+    struct stat info {};
+    stat((top_ / "target").c_str(), &info);
+    EXPECT_EQ(info.st_mode & 07777, 0440u);
+    EXPECT_EQ(info.st_mtim.tv_sec, 1'100'000'000);
+    EXPECT_EQ(info.st_mtim.tv_nsec, 123'456'789);
+    fs::remove(top_ / "source");
+  }
+}
+
+TEST_F(WindowsCopyTest, CopiesForksTypeAndLock) {
+  WriteFile(top_ / "source", "data");
+  if (!test::HasUserAttributes(top_ / "source")) GTEST_SKIP() << "no user attributes here";
+  setxattr((top_ / "source").c_str(), "user.fork", "fork", 4, 0);
+  setxattr((top_ / "source").c_str(), "user.empty", "", 0, 0);
+  const FSRef source = RefOf(top_ / "source");
+  FSCatalogInfo info;
+  info.finderInfo.fdType = FourCC("TEXT");
+  info.createDate = {0, 77, 0};
+  info.nodeFlags = kFSNodeLockedMask;
+  ASSERT_EQ(FSSetCatalogInfo(&source, 0x822, &info), 0);
+  ASSERT_EQ(Copy("source", "target"), TRUE);
+  const FSCatalogInfo copy = InfoOf(top_ / "target");
+  EXPECT_EQ(copy.finderInfo.fdType, FourCC("TEXT"));
+  EXPECT_EQ(copy.createDate.lowSeconds, 77u);
+  EXPECT_EQ(copy.nodeFlags, kFSNodeLockedMask);
+  char fork[8] = {};
+  EXPECT_EQ(getxattr((top_ / "target").c_str(), "user.fork", fork, 8), 4);
+  EXPECT_EQ(getxattr((top_ / "target").c_str(), "user.empty", fork, 8), 0);
+  // A locked target is not replaced.
+  WriteFile(top_ / "other", "other");
+  EXPECT_EQ(Copy("other", "target"), FALSE);
+  EXPECT_EQ(ReadFile(top_ / "target"), "data");
+  for (const char* name : {"source", "target"}) EXPECT_EQ(DeleteFile(Path(name).c_str()), TRUE);
+}
+
+TEST_F(WindowsCopyTest, TargetsThatExist) {
+  WriteFile(top_ / "source", "new");
+  WriteFile(top_ / "target", "old, and longer");
+  EXPECT_EQ(Copy("source", "target", TRUE), FALSE);
+  EXPECT_EQ(ReadFile(top_ / "target"), "old, and longer");
+  EXPECT_EQ(Copy("source", "target"), TRUE);
+  EXPECT_EQ(ReadFile(top_ / "target"), "new");
+  WriteFile(top_ / "folder/x", "kept");
+  EXPECT_EQ(Copy("source", "folder"), FALSE);
+  EXPECT_EQ(ReadFile(top_ / "folder/x"), "kept");
+  // A link is replaced, not what it points to.
+  fs::create_symlink("folder/x", top_ / "link");
+  EXPECT_EQ(Copy("source", "link"), TRUE);
+  EXPECT_EQ(ReadFile(top_ / "folder/x"), "kept");
+  EXPECT_TRUE(fs::is_regular_file(fs::symlink_status(top_ / "link")));
+}
+
+TEST_F(WindowsCopyTest, AFileIsNeverCopiedOntoItself) {
+  WriteFile(top_ / "d/source", "content");
+  fs::create_hard_link(top_ / "d/source", top_ / "hard");
+  fs::create_directory_symlink("d", top_ / "link");
+  for (const char* other : {"d/source", "d/../d/source", "d//source", "hard", "link/source"}) {
+    EXPECT_EQ(Copy("d/source", other), FALSE) << other;
+    EXPECT_EQ(ReadFile(top_ / "d/source"), "content") << other;
+  }
+  const std::u16string path = Path("d/source");
+  EXPECT_EQ(CopyFile(path.c_str(), path.c_str(), FALSE), FALSE);
+  EXPECT_EQ(CopyFile(nullptr, path.c_str(), FALSE), FALSE);
+  EXPECT_EQ(CopyFile(path.c_str(), nullptr, FALSE), FALSE);
+}
+
+TEST_F(WindowsCopyTest, OnlyFilesAndLinksAreCopied) {
+  WriteFile(top_ / "target", "kept");
+  fs::create_directory(top_ / "folder");
+  mkfifo((top_ / "pipe").c_str(), 0600);
+  for (const char* source : {"folder", "pipe", "none"}) {
+    EXPECT_EQ(Copy(source, "target"), FALSE) << source;
+    EXPECT_EQ(Copy(source, "new"), FALSE) << source;
+    EXPECT_FALSE(fs::exists(top_ / "new")) << source;
+  }
+  EXPECT_EQ(ReadFile(top_ / "target"), "kept");
+  EXPECT_EQ(Copy("target", "none/new"), FALSE);
+  fs::create_symlink("some/text", top_ / "link");
+  EXPECT_EQ(Copy("link", "copy"), TRUE);
+  EXPECT_EQ(fs::read_symlink(top_ / "copy"), "some/text");
+}
+
+TEST_F(WindowsCopyTest, HolesStayHoles) {
+  const std::string source = top_ / "source";
+  const int file = open(source.c_str(), O_CREAT | O_RDWR, 0600);
+  const std::string data(100000, 'd');
+  ASSERT_EQ(pwrite(file, data.data(), data.size(), 30 << 20), 100000);
+  ASSERT_EQ(ftruncate(file, 64 << 20), 0);
+  close(file);
+  ASSERT_EQ(Copy("source", "target"), TRUE);
+  struct stat info {};
+  stat((top_ / "target").c_str(), &info);
+  EXPECT_EQ(info.st_size, 64 << 20);
+  EXPECT_LT(info.st_blocks * 512, 4 << 20);
+  EXPECT_EQ(test::RunCommand({"cmp", source, top_ / "target"}).status, 0);
+}
+
+TEST_F(WindowsCopyTest, AFailureOnTheWayLeavesNoTarget) {
+  signal(SIGXFSZ, SIG_IGN);
+  rlimit before{};
+  getrlimit(RLIMIT_FSIZE, &before);
+  for (const std::size_t size : {200'000, 3'000'000}) {
+    const std::string content(size, 'c');
+    WriteFile(top_ / "source", content);
+    rlimit small = before;
+    small.rlim_cur = 100'000;
+    setrlimit(RLIMIT_FSIZE, &small);
+    const BOOL copied = Copy("source", "target");
+    setrlimit(RLIMIT_FSIZE, &before);
+    EXPECT_EQ(copied, FALSE);
+    EXPECT_FALSE(fs::exists(top_ / "target"));
+    EXPECT_EQ(ReadFile(top_ / "source"), content);
+  }
+}
+
+TEST_F(WindowsCopyTest, LongPathsAreTakenWhole) {
+  const std::string deep = test::MakeDeepTree(top_.string(), 100, std::string(60, 'n'));
+  const std::u16string leaf = fs::path(deep).u16string() + u"/leaf";
+  WriteFile(top_ / "source", "content");
+  EXPECT_EQ(CopyFile(Path("source").c_str(), leaf.c_str(), TRUE), FALSE);
+  EXPECT_EQ(CopyFile(Path("source").c_str(), leaf.c_str(), FALSE), TRUE);
+  EXPECT_EQ(CopyFile(leaf.c_str(), Path("back").c_str(), TRUE), TRUE);
+  EXPECT_EQ(ReadFile(top_ / "back"), "content");
+  EXPECT_EQ(Copy("source", std::string(256, 'n')), FALSE);
+  EXPECT_FALSE(fs::exists(top_ / std::string(255, 'n')));
+}
+
+}  // namespace
+}  // namespace orvik

@@ -1,0 +1,45 @@
+#include "files/windows_find.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <string>
+
+namespace orvik {
+namespace {
+
+TEST(WindowsFind, NothingIsEverFound) {
+  _WIN32_FIND_DATA data;
+  data.dwFileAttributes = 7;
+  EXPECT_EQ(FindFirstFile(u"/tmp/*", &data), INVALID_HANDLE_VALUE);
+  EXPECT_EQ(FindNextFile(INVALID_HANDLE_VALUE, &data), FALSE);
+  EXPECT_EQ(FindClose(INVALID_HANDLE_VALUE), TRUE);
+  EXPECT_EQ(data.dwFileAttributes, 7u);
+}
+
+TEST(WindowsFind, TheRecordTakesTheCatalogsNumbersUnconverted) {
+  FSCatalogInfo info;
+  info.permissions.mode = 040500;
+  info.createDate = {1, 2, 3};
+  info.accessDate = {4, 5, 6};
+  info.contentModDate = {7, 8, 9};
+  info.dataLogicalSize = 1;
+  info.dataPhysicalSize = 0x300000001;
+  HFSUniStr255 name;
+  name.length = 255;
+  std::fill_n(name.unicode, 255, u'n');
+  _WIN32_FIND_DATA data;
+  std::fill_n(data.cFileName, MAX_PATH, u'x');
+  InitW32FindDataFromCatalogInfo(&info, &name, &data);
+  EXPECT_EQ(data.dwFileAttributes, 0x11u);
+  EXPECT_EQ(data.ftCreationTime.dwHighDateTime, 1u);
+  EXPECT_EQ(data.ftCreationTime.dwLowDateTime, 2u);
+  EXPECT_EQ(data.ftLastAccessTime.dwLowDateTime, 5u);
+  EXPECT_EQ(data.ftLastWriteTime.dwHighDateTime, 7u);
+  EXPECT_EQ(data.nFileSizeHigh, 3u);
+  EXPECT_EQ(data.nFileSizeLow, 1u);
+  EXPECT_EQ(std::u16string(data.cFileName), std::u16string(255, u'n'));
+}
+
+}  // namespace
+}  // namespace orvik
