@@ -39,17 +39,13 @@ int UnitOfDigits(std::u16string_view text, size_t position) {
   return unit;
 }
 
-bool IsEscapable(int unit) {
-  return unit >= 0 && (unit == kEscape || IsForbidden(static_cast<char16_t>(unit)));
-}
-
 // The unit that an escape with its digits at the position stands for, or -1 where there is none.
 int EscapedUnit(std::u16string_view text, size_t position) {
   const int unit = UnitOfDigits(text, position);
-  if (!IsEscapable(unit)) return -1;
   // U+FDD0 is escaped only where it would read as an escape itself.
-  if (unit == kEscape && !IsEscapable(UnitOfDigits(text, position + kDigits))) return -1;
-  return unit;
+  int last = unit;
+  while (last == kEscape) last = UnitOfDigits(text, position += kDigits);
+  return last >= 0 && IsForbidden(static_cast<char16_t>(last)) ? unit : -1;
 }
 
 void AppendUtf8(std::string& xml, UChar32 code_point) {

@@ -228,9 +228,10 @@ class XmlReader {
 
 PropertyListReading ReadXmlPropertyList(std::string text, CFOptionFlags mutability_option) {
   pugi::xml_document document;
-  const pugi::xml_parse_result result = document.load_buffer_inplace(
-      text.data(), text.size(), HasMixedContent(text) ? kMixedFlags : kPlainFlags,
-      pugi::encoding_utf8);
+  const unsigned int flags = HasMixedContent(text) ? kMixedFlags : kPlainFlags;
+  // With the terminator: the parser takes the last byte for its own.
+  const pugi::xml_parse_result result =
+      document.load_buffer_inplace(text.data(), text.size() + 1, flags, pugi::encoding_utf8);
   PropertyListReading reading;
   if (!result) {
     reading.error = std::string(result.description()) + " at byte " +
