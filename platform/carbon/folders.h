@@ -10,10 +10,10 @@
 //   'sdsk'   (none)                                <root>/Users/Shared/Desktop
 //   'apps'   <home>/Applications                   <root>/Applications
 //   'temp'   TMPDIR, else /tmp                     TMPDIR, else /tmp
-//   'trsh'   the trash of the home's volume        (none)
+//   'trsh'   the home trash (trash.h)              (none)
 //
 // kOnAppropriateDisk takes the user's column, or the other one for a type without an entry there.
-// A volume (a number of FSVolumeOfDevice) gives its own trash; other types are those of
+// A volume (a number that FSGetCatalogInfo gave) gives its own trash; other types are those of
 // kOnAppropriateDisk.
 #pragma once
 

@@ -19,9 +19,9 @@ struct ProcessSerialNumber {
 // Finds the running process with an id.
 OSStatus GetProcessForPID(pid_t pid, ProcessSerialNumber* process);
 
-// The name of a process: that of its program's file (without folder, as far as 255 bytes go), the
-// same for every asker; of a process whose program cannot be examined (another user's) the name
-// that the kernel tells, which has at most 15 bytes. The caller owns it.
+// The name of a process: that of its program's file, without folder, the same for every asker. Of a
+// process whose program the caller may not examine (another user's) it is the kernel's name for it,
+// completed from the command line where the kernel cut it at 15 bytes. The caller owns it.
 OSStatus CopyProcessName(const ProcessSerialNumber* process, CFStringRef* name);
 
 OSErr GetCurrentProcess(ProcessSerialNumber* process);

@@ -67,6 +67,8 @@ class NSArray final : public NSObject {
   explicit NSArray(bool is_mutable) : is_mutable_(is_mutable) {}
   ~NSArray() override;
 
+  NSArray* CopyElements(bool is_mutable) const;
+
   std::vector<const NSObject*> objects_;
   bool is_mutable_;
 };

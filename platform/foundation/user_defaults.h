@@ -37,7 +37,6 @@ class NSUserDefaults final : public NSObject {
   long integerForKey(const NSString* name) const;
 
  private:
-  friend class ScopedArguments;
   explicit NSUserDefaults(const std::vector<std::string>& arguments);
   ~NSUserDefaults() override;
 

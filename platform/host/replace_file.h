@@ -45,4 +45,8 @@ struct ReplaceResult {
 ReplaceResult ReplaceFile(const std::string& path, std::string_view content,
                           Flush flush = Flush::kToDisk);
 
+// Makes the file hold the content by writing into it, following links: 0 or an error number, after
+// which the file may hold a part.
+int WriteInPlace(const std::string& path, std::string_view content);
+
 }  // namespace orvik::host

@@ -4,9 +4,6 @@
 
 #include <exception>
 #include <new>
-#include <string>
-#include <utility>
-#include <vector>
 
 #include "strings/atl_string.h"
 

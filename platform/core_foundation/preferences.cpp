@@ -1,0 +1,216 @@
+#include "platform/core_foundation/preferences.h"
+
+#include <unistd.h>
+
+#include <map>
+#include <mutex>
+#include <optional>
+#include <string_view>
+
+#include "platform/carbon/processes.h"
+#include "platform/core_foundation/bundle.h"
+#include "platform/core_foundation/preference_domain.h"
+#include "platform/core_foundation/string.h"
+#include "platform/host/errno_status.h"
+#include "platform/host/file_lock.h"
+#include "platform/host/file_names.h"
+#include "platform/host/system_root.h"
+
+namespace orvik {
+
+const CFStringRef kCFPreferencesCurrentUser = CFSTR(u"kCFPreferencesCurrentUser");
+const CFStringRef kCFPreferencesAnyUser = CFSTR(u"kCFPreferencesAnyUser");
+const CFStringRef kCFPreferencesCurrentHost = CFSTR(u"kCFPreferencesCurrentHost");
+const CFStringRef kCFPreferencesAnyHost = CFSTR(u"kCFPreferencesAnyHost");
+const CFStringRef kCFPreferencesCurrentApplication = CFSTR(u"kCFPreferencesCurrentApplication");
+const CFStringRef kCFPreferencesAnyApplication = CFSTR(u"kCFPreferencesAnyApplication");
+
+namespace {
+
+// Longer than any save takes; a holder that was stopped does not stop everybody.
+constexpr int kLockMilliseconds = 30'000;
+
+bool Is(CFStringRef text, CFStringRef constant) {
+  return text != nullptr && CFEqual(text, constant);
+}
+
+std::optional<std::string> ProgramName() {
+  if (CFStringRef identifier = CFBundleGetIdentifier(CFBundleGetMainBundle())) {
+    return host::FileNameToBytes(identifier->ToUnits());
+  }
+  ProcessSerialNumber process;
+  CFStringRef name = nullptr;
+  if (GetCurrentProcess(&process) != noErr || CopyProcessName(&process, &name) != noErr) {
+    return std::nullopt;
+  }
+  std::optional<std::string> bytes = host::FileNameToBytes(name->ToUnits());
+  CFRelease(name);
+  return bytes;
+}
+
+// A domain's place below a folder of preferences; nothing when it is refused.
+std::optional<std::string> DomainName(CFStringRef domain) {
+  if (domain == nullptr) return std::nullopt;
+  if (Is(domain, kCFPreferencesCurrentApplication)) return ProgramName();
+  if (Is(domain, kCFPreferencesAnyApplication)) return ".GlobalPreferences";
+  const std::u16string units = domain->ToUnits();
+  std::optional<std::string> name = host::FileNameToBytes(units);
+  if (!name || name->size() > kPreferencesMaximumDomainBytes) return std::nullopt;
+  std::string_view rest = *name;
+  for (std::size_t slash = 0; slash != std::string_view::npos;) {
+    slash = rest.find('/');
+    const std::string_view component = rest.substr(0, slash);
+    if (component.empty() || component == "." || component == "..") return std::nullopt;
+    if (slash != std::string_view::npos) rest.remove_prefix(slash + 1);
+  }
+  return name;
+}
+
+std::string HostName() {
+  char name[256];
+  return gethostname(name, sizeof name) == 0 ? std::string(name) : "localhost";
+}
+
+std::string FileBehind(CFStringRef domain, CFStringRef user, CFStringRef host) {
+  const bool is_any_user = Is(user, kCFPreferencesAnyUser);
+  const bool is_any_host = Is(host, kCFPreferencesAnyHost);
+  if ((!is_any_user && !Is(user, kCFPreferencesCurrentUser)) ||
+      (!is_any_host && !Is(host, kCFPreferencesCurrentHost))) {
+    return {};
+  }
+  const std::optional<std::string> name = DomainName(domain);
+  if (!name) return {};
+  if (is_any_user) {
+    return host::SystemPath(is_any_host ? "/Network/Library/Preferences/"
+                                        : "/Library/Preferences/") +
+           *name + ".plist";
+  }
+  std::string folder = host::HomeFolder();
+  if (folder == "/") folder.clear();
+  folder += "/Library/Preferences/";
+  return is_any_host ? folder + *name + ".plist"
+                     : folder + "ByHost/" + *name + "." + HostName() + ".plist";
+}
+
+// Guards the domains and all that is in them. Whoever saves locks the folder first: another thread
+// may hold that lock and call here.
+std::mutex& Guard() {
+  static std::mutex guard;
+  return guard;
+}
+
+// Never destroyed, so that it serves until the very end.
+PreferenceDomain& DomainOf(const std::string& file) {
+  static auto& domains = *new std::map<std::string, PreferenceDomain>;
+  const auto flush = file.ends_with(".lock.plist") ? host::Flush::kNone : host::Flush::kToDisk;
+  return domains.try_emplace(file, file, flush).first->second;
+}
+
+// Saves what waits. With the guard not held.
+OSStatus SaveChanges(const std::string& file) {
+  const std::string folder = host::PreferencesLockPath(file);
+  if (folder.empty()) return dirNFErr;
+  const host::FileLock lock = host::FileLock::Take(folder, kLockMilliseconds);
+  if (!lock) return host::StatusFromErrno(lock.error());
+  const std::lock_guard guard(Guard());
+  return DomainOf(file).Save();
+}
+
+}  // namespace
+
+CFPropertyListRef CFPreferencesCopyValue(CFStringRef key, CFStringRef domain, CFStringRef user,
+                                         CFStringRef host) {
+  const std::string file = FileBehind(domain, user, host);
+  if (key == nullptr || file.empty()) return nullptr;
+  const std::lock_guard guard(Guard());
+  PreferenceDomain& entries = DomainOf(file);
+  entries.Refresh();
+  return Retained(entries.Value(key));
+}
+
+CFArrayRef CFPreferencesCopyKeyList(CFStringRef domain, CFStringRef user, CFStringRef host) {
+  const CFDictionaryRef entries = CFPreferencesCopyMultiple(nullptr, domain, user, host);
+  NSArray* keys = nullptr;
+  if (entries->count() > 0) {
+    keys = NSArray::Create(false, static_cast<std::size_t>(entries->count()));
+    for (const auto& entry : entries->Entries()) {
+      if (entry.key != nullptr) keys->AppendOwned(Retained(entry.key));
+    }
+  }
+  CFRelease(entries);
+  return keys;
+}
+
+CFDictionaryRef CFPreferencesCopyMultiple(CFArrayRef keys, CFStringRef domain, CFStringRef user,
+                                          CFStringRef host) {
+  const std::string file = FileBehind(domain, user, host);
+  if (file.empty()) return NSDictionary::Create(false);
+  const std::lock_guard guard(Guard());
+  PreferenceDomain& entries = DomainOf(file);
+  entries.Refresh();
+  if (keys == nullptr) return entries.CopyEntries();
+  NSDictionary* chosen = NSDictionary::Create();
+  for (const NSObject* key : keys->Objects()) {
+    if (key->typeID() != CFStringGetTypeID()) continue;
+    chosen->setObject(entries.Value(static_cast<const NSString*>(key)), key);
+  }
+  return chosen;
+}
+
+void CFPreferencesSetValue(CFStringRef key, CFPropertyListRef value, CFStringRef domain,
+                           CFStringRef user, CFStringRef host) {
+  host::PreferencesSetValue(key, value, domain, user, host);
+}
+
+Boolean CFPreferencesSynchronize(CFStringRef domain, CFStringRef user, CFStringRef host) {
+  return host::PreferencesSynchronize(domain, user, host) == noErr;
+}
+
+namespace host {
+
+OSStatus PreferencesSetValue(CFStringRef key, CFPropertyListRef value, CFStringRef domain,
+                             CFStringRef user, CFStringRef host) {
+  const std::string file = FileBehind(domain, user, host);
+  if (file.empty()) return bdNamErr;
+  if (key == nullptr) return paramErr;
+  {
+    const std::lock_guard guard(Guard());
+    const OSStatus status = DomainOf(file).Set(key, ObjectOf(value));
+    if (status != noErr || !Is(user, kCFPreferencesAnyUser)) return status;
+  }
+  const OSStatus status = SaveChanges(file);
+  if (status != noErr) {
+    const std::lock_guard guard(Guard());
+    DomainOf(file).DropChanges();
+  }
+  return status;
+}
+
+OSStatus PreferencesSynchronize(CFStringRef domain, CFStringRef user, CFStringRef host) {
+  const std::string file = FileBehind(domain, user, host);
+  if (file.empty()) return bdNamErr;
+  {
+    const std::lock_guard guard(Guard());
+    PreferenceDomain& entries = DomainOf(file);
+    if (!entries.has_changes()) {
+      entries.Refresh();
+      return noErr;
+    }
+  }
+  return SaveChanges(file);
+}
+
+std::string PreferencesFile(CFStringRef domain, CFStringRef user, CFStringRef host) {
+  return FileBehind(domain, user, host);
+}
+
+std::string PreferencesLockPath(const std::string& file) {
+  const std::size_t slash = file.rfind('/');
+  if (slash == std::string::npos || slash == 0) return {};
+  const std::string folder = file.substr(0, slash);
+  return MakeFolders(folder) == 0 ? folder : std::string();
+}
+
+}  // namespace host
+
+}  // namespace orvik

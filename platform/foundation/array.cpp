@@ -1,0 +1,119 @@
+#include "platform/foundation/array.h"
+
+#include <algorithm>
+#include <string>
+#include <utility>
+
+#include "platform/core_foundation/array.h"
+#include "platform/foundation/description.h"
+#include "platform/foundation/string.h"
+
+namespace orvik {
+
+NSEnumerator::NSEnumerator(std::vector<const NSObject*> objects) : objects_(std::move(objects)) {
+  for (const NSObject* object : objects_) object->retain();
+}
+
+NSEnumerator::~NSEnumerator() {
+  for (const NSObject* object : objects_) object->release();
+}
+
+NSObject* NSEnumerator::nextObject() {
+  return next_ < objects_.size() ? const_cast<NSObject*>(objects_[next_++]) : nullptr;
+}
+
+NSArray* NSArray::Create(bool is_mutable, std::size_t capacity) {
+  auto* array = new NSArray(is_mutable);
+  array->objects_.reserve(capacity);
+  return array;
+}
+
+NSArray* NSArray::arrayWithCapacity(CFIndex) {
+  return Autoreleased(Create());
+}
+
+NSArray::~NSArray() {
+  for (const NSObject* object : objects_) object->release();
+}
+
+NSObject* NSArray::objectAtIndex(CFIndex index) const {
+  if (index < 0 || index >= count()) return nullptr;
+  return const_cast<NSObject*>(objects_[static_cast<std::size_t>(index)]);
+}
+
+NSEnumerator* NSArray::objectEnumerator() const {
+  return Autoreleased(new NSEnumerator(objects_));
+}
+
+ObjCBool NSArray::containsObject(const NSObject* object) const {
+  const bool contains =
+      object != nullptr && std::any_of(objects_.begin(), objects_.end(),
+                                       [object](const auto* own) { return own->isEqual(object); });
+  return contains ? YES : NO;
+}
+
+void NSArray::insertObject(const NSObject* object, CFIndex index) {
+  if (!is_mutable_ || object == nullptr || index < 0 || index > count()) return;
+  objects_.insert(objects_.begin() + index, Retained(object));
+}
+
+void NSArray::replaceObjectAtIndex(CFIndex index, const NSObject* object) {
+  if (!is_mutable_ || object == nullptr || index < 0 || index >= count()) return;
+  object->retain();
+  std::exchange(objects_[static_cast<std::size_t>(index)], object)->release();
+}
+
+void NSArray::removeObjectAtIndex(CFIndex index) {
+  if (!is_mutable_ || index < 0 || index >= count()) return;
+  const NSObject* object = objects_[static_cast<std::size_t>(index)];
+  objects_.erase(objects_.begin() + index);
+  object->release();
+}
+
+void NSArray::removeAllObjects() {
+  if (!is_mutable_) return;
+  for (const NSObject* object : std::exchange(objects_, {})) object->release();
+}
+
+CFTypeID NSArray::typeID() const {
+  return CFArrayGetTypeID();
+}
+
+bool NSArray::isEqual(const NSObject* other) const {
+  if (this == other) return true;
+  if (other == nullptr || other->typeID() != CFArrayGetTypeID()) return false;
+  const auto& others = static_cast<const NSArray*>(other)->objects_;
+  return std::equal(objects_.begin(), objects_.end(), others.begin(), others.end(),
+                    [](const NSObject* a, const NSObject* b) { return CFEqual(a, b); });
+}
+
+CFHashCode NSArray::hash() const {
+  return objects_.size();
+}
+
+NSObject* NSArray::copy() const {
+  return is_mutable_ ? CopyElements(false) : const_cast<NSArray*>(Retained(this));
+}
+
+NSObject* NSArray::mutableCopy() const {
+  return CopyElements(true);
+}
+
+NSArray* NSArray::CopyElements(bool is_mutable) const {
+  NSArray* copy = Create(is_mutable, objects_.size());
+  for (const NSObject* object : objects_) copy->AppendOwned(Retained(object));
+  return copy;
+}
+
+const NSString* NSArray::description() const {
+  std::u16string text = u"(\n";
+  for (const NSObject* object : objects_) {
+    text += u"    ";
+    AppendDescription(text, object);
+    text += u",\n";
+  }
+  text += u")";
+  return NSString::stringWithCharacters(text);
+}
+
+}  // namespace orvik

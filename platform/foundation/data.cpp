@@ -1,0 +1,74 @@
+#include "platform/foundation/data.h"
+
+#include <functional>
+#include <utility>
+
+#include "platform/core_foundation/data.h"
+#include "platform/foundation/file_path.h"
+#include "platform/foundation/string.h"
+#include "platform/host/replace_file.h"
+
+namespace orvik {
+
+NSData::NSData(std::string bytes, bool is_mutable)
+    : bytes_(std::move(bytes)), is_mutable_(is_mutable) {}
+
+NSData* NSData::Create(std::string bytes, bool is_mutable) {
+  return new NSData(std::move(bytes), is_mutable);
+}
+
+const NSData* NSData::dataWithContentsOfFile(const NSString* path) {
+  const auto file = FilePath(path);
+  std::string content;
+  if (!file || host::ReadWholeFile(*file, &content) != 0) return nullptr;
+  return Autoreleased(Create(std::move(content)));
+}
+
+const NSData* NSData::dataWithBytes(const void* bytes, CFIndex length) {
+  return Autoreleased(
+      Create(std::string(static_cast<const char*>(bytes), static_cast<std::size_t>(length))));
+}
+
+ObjCBool NSData::writeToFile(const NSString* path, ObjCBool atomically) const {
+  const auto file = FilePath(path);
+  if (!file) return NO;
+  const int error =
+      atomically != NO ? host::ReplaceFile(*file, bytes_).error : host::WriteInPlace(*file, bytes_);
+  return error == 0 ? YES : NO;
+}
+
+CFTypeID NSData::typeID() const {
+  return CFDataGetTypeID();
+}
+
+bool NSData::isEqual(const NSObject* other) const {
+  return other != nullptr && other->typeID() == CFDataGetTypeID() &&
+         bytes_ == static_cast<const NSData*>(other)->bytes_;
+}
+
+CFHashCode NSData::hash() const {
+  return std::hash<std::string_view>()(bytes_);
+}
+
+NSObject* NSData::copy() const {
+  return is_mutable_ ? Create(bytes_) : const_cast<NSData*>(Retained(this));
+}
+
+NSObject* NSData::mutableCopy() const {
+  return Create(bytes_, true);
+}
+
+const NSString* NSData::description() const {
+  static constexpr char kDigits[] = "0123456789abcdef";
+  std::string text = "<";
+  for (std::size_t i = 0; i < bytes_.size(); ++i) {
+    if (i != 0 && i % 4 == 0) text += ' ';
+    const auto byte = static_cast<unsigned char>(bytes_[i]);
+    text += kDigits[byte >> 4];
+    text += kDigits[byte & 0xF];
+  }
+  text += '>';
+  return Autoreleased(NSString::NewFromAscii(text));
+}
+
+}  // namespace orvik

@@ -1,0 +1,83 @@
+#include "platform/foundation/user_defaults.h"
+
+#include "platform/core_foundation/string.h"
+#include "platform/foundation/file_path.h"
+#include "platform/host/replace_file.h"
+
+namespace orvik {
+
+namespace {
+
+// The command line without the program's name.
+std::vector<std::string> ProcessArguments() {
+  std::string line;
+  std::vector<std::string> arguments;
+  if (host::ReadWholeFile("/proc/self/cmdline", &line) != 0) return arguments;
+  for (std::size_t at = line.find('\0'); at != std::string::npos && at + 1 < line.size();) {
+    const std::size_t end = line.find('\0', at + 1);
+    arguments.push_back(line.substr(at + 1, end - at - 1));
+    at = end;
+  }
+  return arguments;
+}
+
+// What standardUserDefaults gives; null until it is first asked.
+NSUserDefaults* standard = nullptr;
+
+bool EqualsIgnoringCase(const NSString* text, const char16_t* other) {
+  return CFStringCompare(text, CFSTR(other), kCFCompareCaseInsensitive) == kCFCompareEqualTo;
+}
+
+}  // namespace
+
+NSUserDefaults::NSUserDefaults(const std::vector<std::string>& arguments)
+    : arguments_(NSDictionary::Create()) {
+  for (std::size_t i = 0; i + 1 < arguments.size(); ++i) {
+    const std::string& name = arguments[i];
+    if (name.size() < 2 || name[0] != '-') continue;
+    arguments_->SetOwned(NewStringFromPath(std::string_view(name).substr(1)),
+                         NewStringFromPath(arguments[++i]));
+  }
+}
+
+NSUserDefaults::~NSUserDefaults() {
+  arguments_->release();
+}
+
+NSUserDefaults* NSUserDefaults::CreateWithArguments(const std::vector<std::string>& arguments) {
+  return new NSUserDefaults(arguments);
+}
+
+NSUserDefaults* NSUserDefaults::standardUserDefaults() {
+  if (standard == nullptr) standard = CreateWithArguments(ProcessArguments());
+  return standard;
+}
+
+const NSString* NSUserDefaults::stringForKey(const NSString* name) const {
+  return static_cast<const NSString*>(arguments_->objectForKey(name));
+}
+
+ObjCBool NSUserDefaults::boolForKey(const NSString* name) const {
+  const NSString* text = stringForKey(name);
+  if (text == nullptr) return NO;
+  const bool is_true = EqualsIgnoringCase(text, u"YES") || EqualsIgnoringCase(text, u"true") ||
+                       text->intValue() != 0;
+  return is_true ? YES : NO;
+}
+
+long NSUserDefaults::integerForKey(const NSString* name) const {
+  const NSString* text = stringForKey(name);
+  return text == nullptr ? 0 : text->intValue();
+}
+
+ScopedArguments::ScopedArguments(const std::vector<std::string>& arguments)
+    : own_(NSUserDefaults::CreateWithArguments(arguments)), outer_(standard) {
+  standard = own_;
+}
+
+ScopedArguments::~ScopedArguments() {
+  standard = outer_;
+  own_->release();
+}
+
+}  // namespace orvik

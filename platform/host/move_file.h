@@ -1,0 +1,20 @@
+// Moving files and folders.
+#pragma once
+
+#include <string>
+
+namespace orvik::host {
+
+// Moves a file, link, folder or special file to a path where nothing stands: 0, or an error number
+// (EEXIST when something does; it is never replaced). Links are moved as links.
+//
+// To another volume it is copied, with mode, owner, times and extended attributes as far as the
+// rights and the volume allow, flushed to disk, and the source then removed. A copy that fails is
+// taken back. When the source cannot be removed wholly, the complete copy and what is left of the
+// source stay, and the result tells why.
+int MoveWithoutReplacing(const std::string& from, const std::string& to);
+
+// The part of it that copies, for any two volumes; for tests.
+int CopyThenRemove(const std::string& from, const std::string& to);
+
+}  // namespace orvik::host

@@ -1,0 +1,280 @@
+#include "platform/host/replace_file.h"
+
+#include <fcntl.h>
+#include <limits.h>
+#include <sys/file.h>
+#include <time.h>
+
+#include <cerrno>
+#include <cstdint>
+#include <cstdio>
+#include <utility>
+
+#include "platform/host/descriptor.h"
+#include "platform/host/file_properties.h"
+
+namespace orvik::host {
+
+namespace {
+
+constexpr int kOpenFlags = O_CLOEXEC | O_NOCTTY | O_NONBLOCK;
+constexpr int kNames = 8;
+constexpr int kMaximumLinks = 40;
+
+int RefusalOf(const struct stat& attributes) {
+  if (S_ISREG(attributes.st_mode)) return 0;
+  return S_ISDIR(attributes.st_mode) ? EISDIR : EINVAL;
+}
+
+int WriteAll(int descriptor, std::string_view content) {
+  while (!content.empty()) {
+    const ssize_t written = write(descriptor, content.data(), content.size());
+    if (written < 0) {
+      if (errno == EINTR) continue;
+      return errno;
+    }
+    content.remove_prefix(static_cast<std::size_t>(written));
+  }
+  return 0;
+}
+
+int ReadAll(int descriptor, std::size_t expected, std::string* content) {
+  content->clear();
+  // One byte more than expected, so that the end is seen without growing.
+  std::size_t size = 0;
+  content->resize(expected + 1);
+  for (;;) {
+    const ssize_t count = read(descriptor, content->data() + size, content->size() - size);
+    if (count < 0) {
+      if (errno == EINTR) continue;
+      const int error = errno;
+      content->clear();
+      return error;
+    }
+    if (count == 0) break;
+    size += static_cast<std::size_t>(count);
+    if (size == content->size()) content->resize(size * 2);
+  }
+  content->resize(size);
+  return 0;
+}
+
+std::string FolderOf(const std::string& path) {
+  const std::size_t slash = path.rfind('/');
+  if (slash == std::string::npos) return ".";
+  return slash == 0 ? "/" : path.substr(0, slash);
+}
+
+std::string NameOf(const std::string& path) {
+  return path.substr(path.rfind('/') + 1);
+}
+
+// The path of what a final symbolic link points to in the end, whether or not that exists.
+int FollowLinks(std::string* path) {
+  for (int links = 0; links <= kMaximumLinks; ++links) {
+    char target[PATH_MAX];
+    const ssize_t length = readlink(path->c_str(), target, sizeof target);
+    if (length < 0) return errno == EINVAL || errno == ENOENT ? 0 : errno;
+    if (static_cast<std::size_t>(length) == sizeof target) return ENAMETOOLONG;
+    std::string next(target, static_cast<std::size_t>(length));
+    *path = next.starts_with('/') ? next : FolderOf(*path) + '/' + next;
+  }
+  return ELOOP;
+}
+
+bool Holds(int descriptor, std::size_t size, std::string_view content) {
+  std::string old;
+  return size == content.size() && ReadAll(descriptor, size, &old) == 0 && old == content;
+}
+
+// The name of the file on its way to a target, within the 255 bytes of a name.
+std::string PassingName(const std::string& target_name, int number) {
+  constexpr std::size_t kLongestName = 255;
+  const std::string suffix = ".orvik-" + std::to_string(number);
+  if (target_name.size() + 1 + suffix.size() <= kLongestName) return "." + target_name + suffix;
+  std::uint64_t hash = 14695981039346656037u;  // FNV-1a
+  for (const char byte : target_name) {
+    hash = (hash ^ static_cast<unsigned char>(byte)) * 1099511628211u;
+  }
+  char digits[17];
+  std::snprintf(digits, sizeof digits, "%016lx", hash);
+  return "." + std::string(digits) + suffix;
+}
+
+// The new file from its making to the rename. Until then its end removes it.
+class PassingFile {
+ public:
+  PassingFile(int folder, std::string target) : folder_(folder), target_(std::move(target)) {}
+  PassingFile(const PassingFile&) = delete;
+  PassingFile& operator=(const PassingFile&) = delete;
+  ~PassingFile() {
+    if (!name_.empty()) unlinkat(folder_, name_.c_str(), 0);
+  }
+
+  int descriptor() const { return file_.get(); }
+
+  // `mode` less the umask.
+  int Make(mode_t mode) {
+    RemoveAbandoned();
+    file_ = Descriptor(openat(folder_, ".", O_RDWR | O_TMPFILE | O_CLOEXEC, mode));
+    if (file_) {
+      flock(file_.get(), LOCK_EX | LOCK_NB);
+      return 0;
+    }
+    if (errno != EOPNOTSUPP && errno != EISDIR && errno != ENOENT && errno != EINVAL) return errno;
+    return MakeNamed(mode);
+  }
+
+  // Renames the file over the target.
+  int Arrive() {
+    if (name_.empty()) {
+      if (const int error = GiveName()) return error;
+    }
+    if (renameat(folder_, name_.c_str(), folder_, target_.c_str()) != 0) return errno;
+    name_.clear();
+    return 0;
+  }
+
+ private:
+  // Without /proc a file without a name cannot get one.
+  int GiveName() {
+    char path[32];
+    std::snprintf(path, sizeof path, "/proc/self/fd/%d", file_.get());
+    for (int number = 0; number < kNames; ++number) {
+      std::string name = PassingName(target_, number);
+      if (linkat(AT_FDCWD, path, folder_, name.c_str(), AT_SYMLINK_FOLLOW) == 0) {
+        name_ = std::move(name);
+        return 0;
+      }
+      if (errno != EEXIST) return errno;
+    }
+    return EBUSY;
+  }
+
+  int MakeNamed(mode_t mode) {
+    for (int number = 0; number < kNames; ++number) {
+      std::string name = PassingName(target_, number);
+      Descriptor file(
+          openat(folder_, name.c_str(), O_RDWR | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, mode));
+      if (!file && errno != EEXIST) return errno;
+      // Between the making and the lock another may have taken the file for an abandoned one.
+      if (file && flock(file.get(), LOCK_EX | LOCK_NB) == 0 && IsNamed(file.get(), name)) {
+        file_ = std::move(file);
+        name_ = std::move(name);
+        return 0;
+      }
+    }
+    return EBUSY;
+  }
+
+  bool IsNamed(int file, const std::string& name) const {
+    struct stat own, named;
+    return fstat(file, &own) == 0 &&
+           fstatat(folder_, name.c_str(), &named, AT_SYMLINK_NOFOLLOW) == 0 &&
+           own.st_dev == named.st_dev && own.st_ino == named.st_ino;
+  }
+
+  void RemoveAbandoned() const {
+    for (int number = 0; number < kNames; ++number) {
+      const std::string name = PassingName(target_, number);
+      if (faccessat(folder_, name.c_str(), F_OK, AT_SYMLINK_NOFOLLOW) != 0) continue;
+      const Descriptor file(openat(folder_, name.c_str(), O_RDONLY | O_NOFOLLOW | kOpenFlags));
+      if (file && flock(file.get(), LOCK_EX | LOCK_NB) == 0 && IsNamed(file.get(), name)) {
+        unlinkat(folder_, name.c_str(), 0);
+      }
+    }
+  }
+
+  int folder_;
+  std::string target_;
+  Descriptor file_;
+  std::string name_;
+};
+
+// A time of its own for every file that is put in place: the kernel's advances in steps that are
+// longer than a small change takes.
+void StampTime(int descriptor) {
+  timespec times[2] = {{.tv_sec = 0, .tv_nsec = UTIME_OMIT}, {}};
+  clock_gettime(CLOCK_REALTIME, &times[1]);
+  futimens(descriptor, times);
+}
+
+}  // namespace
+
+int ReadWholeFile(const std::string& path, std::string* content, FileIdentity* identity) {
+  constexpr int kTries = 5;
+  const Descriptor file(open(path.c_str(), O_RDONLY | kOpenFlags));
+  if (!file) return errno;
+  for (int tries = 1;; ++tries) {
+    struct stat before, after;
+    if (fstat(file.get(), &before) != 0) return errno;
+    if (const int refusal = RefusalOf(before)) return refusal;
+    if (lseek(file.get(), 0, SEEK_SET) != 0) return errno;
+    if (const int error = ReadAll(file.get(), static_cast<std::size_t>(before.st_size), content)) {
+      return error;
+    }
+    if (identity == nullptr) return 0;
+    if (fstat(file.get(), &after) != 0) return errno;
+    *identity = IdentityOf(before);
+    // A file that is being written in place is read again until it holds still.
+    if (*identity == IdentityOf(after) || tries == kTries) return 0;
+  }
+}
+
+ReplaceResult ReplaceFile(const std::string& path, std::string_view content, Flush flush) {
+  ReplaceResult result;
+  const auto fail = [&result](int error) {
+    result.error = error;
+    return result;
+  };
+  std::string target = path;
+  if (const int error = FollowLinks(&target)) return fail(error);
+  if (target.empty() || target.ends_with('/')) return fail(target.empty() ? ENOENT : EISDIR);
+
+  // What cannot be read for lack of rights can be replaced all the same.
+  struct stat old;
+  const bool exists = stat(target.c_str(), &old) == 0;
+  if (!exists && errno != ENOENT) return fail(errno);
+  Descriptor old_file;
+  if (exists) {
+    if (const int refusal = RefusalOf(old)) return fail(refusal);
+    if (faccessat(AT_FDCWD, target.c_str(), W_OK, AT_EACCESS) != 0) return fail(errno);
+    old_file = Descriptor(open(target.c_str(), O_RDONLY | kOpenFlags));
+    if (old_file && fstat(old_file.get(), &old) == 0 &&
+        Holds(old_file.get(), static_cast<std::size_t>(old.st_size), content)) {
+      result.identity = IdentityOf(old);
+      return result;
+    }
+  }
+
+  const Descriptor folder(open(FolderOf(target).c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+  if (!folder) return fail(errno);
+  PassingFile file(folder.get(), NameOf(target));
+  if (const int error = file.Make(exists ? old.st_mode & 0666 : 0666)) return fail(error);
+  if (const int error = WriteAll(file.descriptor(), content)) return fail(error);
+  if (exists) KeepProperties(old_file.get(), old, file.descriptor());
+  StampTime(file.descriptor());
+  if (flush == Flush::kToDisk && fsync(file.descriptor()) != 0) return fail(errno);
+  if (const int error = file.Arrive()) return fail(error);
+  result.wrote = true;
+  struct stat present;
+  if (fstat(file.descriptor(), &present) == 0) result.identity = IdentityOf(present);
+  // Some volumes cannot flush folders.
+  if (flush == Flush::kToDisk && fsync(folder.get()) != 0 && errno != EINVAL && errno != ENOTSUP) {
+    return fail(errno);
+  }
+  return result;
+}
+
+int WriteInPlace(const std::string& path, std::string_view content) {
+  Descriptor file(open(path.c_str(), O_WRONLY | O_CREAT | kOpenFlags, 0666));
+  if (!file) return errno;
+  struct stat attributes;
+  if (fstat(file.get(), &attributes) != 0) return errno;
+  if (const int refusal = RefusalOf(attributes)) return refusal;
+  if (ftruncate(file.get(), 0) != 0) return errno;
+  if (const int error = WriteAll(file.get(), content)) return error;
+  return file.Close() ? 0 : errno;
+}
+
+}  // namespace orvik::host
