@@ -2,31 +2,19 @@
 
 #include <zlib.h>
 
-#include <cerrno>
 #include <limits>
 #include <memory>
 
 #include "files/file_manipulator.h"
 #include "streams/stream_factory.h"
+#include "streams/temp_file.h"
 
 namespace orvik {
 namespace {
 
 constexpr unsigned int kCompressionSlack = 100;
 constexpr int kDefaultLevel = 6;
-
-// Makes the file, so that nobody else's is taken for it; a name that is taken meanwhile is changed.
-void ReserveRawFile(COrvikFilePath& path) {
-  constexpr int kTries = 16;
-  for (int i = 0; i < kTries; ++i) {
-    if (std::FILE* const file = CFileManipulator::OpenFile(path, "wbx")) {
-      std::fclose(file);
-      return;
-    }
-    if (errno != EEXIST) return;
-    path = COrvikFilePath::CreateTempFileName(u".rawstream", {});
-  }
-}
+constexpr char16_t kRawExtension[] = u".rawstream";
 
 }  // namespace
 
@@ -49,11 +37,11 @@ void CWritableCompressedFileStream::InitializeStream(const COrvikFilePath& path,
                                                      _LARGE_INTEGER start) {
   start_ = start;
   target_path_ = path;
-  raw_path_ = COrvikFilePath::CreateTempFileName(u".rawstream", {});
+  raw_path_ = COrvikFilePath::CreateTempFileName(kRawExtension, {});
   if (!target_path_.CanFileBeWrittenTo()) return;
   target_ = CFileManipulator::OpenFile(path, "wb");
   if (target_ == nullptr) return;
-  ReserveRawFile(raw_path_);
+  if (!CreateTempFile(raw_path_, kRawExtension)) return;
   inner_ = CStreamFactory::CreateWritableFileStream(raw_path_, start_);
   valid_ = inner_ != nullptr;
 }

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <algorithm>
+#include <array>
 #include <climits>
 #include <cstddef>
 #include <cstring>
@@ -436,9 +437,13 @@ int StringBuffer<Derived, Units>::Replace(const Unit* old_text, const Unit* new_
   const auto to = string_buffer::ViewOf(new_text);
   const auto content = View();
   if (from.empty()) return 0;
+  // The first places are kept, so that few texts are searched twice.
+  std::array<std::size_t, 32> places;
   std::size_t count = 0;
   for (std::size_t at = 0, hop; (hop = FindUnits(content.substr(at), from)) != kNotFound; ++count) {
-    at += hop + from.size();
+    at += hop;
+    if (count < places.size()) places[count] = at;
+    at += from.size();
   }
   if (count == 0) return 0;
 
@@ -446,11 +451,14 @@ int StringBuffer<Derived, Units>::Replace(const Unit* old_text, const Unit* new_
   Unit* const fresh = NewBlock(length + Units::kSpareAfterReplace);
   Unit* out = fresh;
   std::size_t at = 0;
-  for (std::size_t hop; (hop = FindUnits(content.substr(at), from)) != kNotFound;) {
-    string_buffer::CopyUnits(out, content.data() + at, hop);
-    string_buffer::CopyUnits(out + hop, to.data(), to.size());
-    out += hop + to.size();
-    at += hop + from.size();
+  for (std::size_t i = 0; i < count; ++i) {
+    const std::size_t place =
+        i < places.size() ? places[i] : at + FindUnits(content.substr(at), from);
+    string_buffer::CopyUnits(out, content.data() + at, place - at);
+    out += place - at;
+    string_buffer::CopyUnits(out, to.data(), to.size());
+    out += to.size();
+    at = place + from.size();
   }
   string_buffer::CopyUnits(out, content.data() + at, content.size() - at);
   Adopt(fresh);

@@ -1,26 +1,12 @@
 #include "strings/unit_search.h"
 
+#include <algorithm>
 #include <cstring>
 
 namespace orvik {
 
 std::size_t FindUnit(std::u16string_view content, char16_t unit) {
-  // Blocks without an early exit are compared several units at a time.
-  constexpr std::size_t kBlock = 32;
-  const char16_t* const units = content.data();
-  const std::size_t size = content.size();
-  std::size_t i = 0;
-  for (; i + kBlock <= size; i += kBlock) {
-    char16_t found = 0;
-    for (std::size_t k = 0; k < kBlock; ++k) {
-      found |= static_cast<char16_t>(units[i + k] == unit ? 1 : 0);
-    }
-    if (found != 0) break;
-  }
-  for (; i < size; ++i) {
-    if (units[i] == unit) return i;
-  }
-  return kNotFound;
+  return FindUnits(content, {&unit, 1});
 }
 
 std::size_t FindUnit(std::string_view content, char unit) {
@@ -31,16 +17,33 @@ std::size_t FindUnit(std::string_view content, char unit) {
 
 std::size_t FindUnits(std::u16string_view content, std::u16string_view text) {
   if (text.empty()) return 0;
-  std::size_t start = 0;
-  while (content.size() - start >= text.size()) {
-    const std::size_t last = content.size() - text.size();
-    const std::size_t hop = FindUnit(content.substr(start, last - start + 1), text[0]);
-    if (hop == kNotFound) break;
-    start += hop;
-    if (std::memcmp(content.data() + start, text.data(), text.size() * sizeof(char16_t)) == 0) {
-      return start;
+  if (content.size() < text.size()) return kNotFound;
+  const char16_t* const units = content.data();
+  const std::size_t gap = text.size() - 1;
+  const std::size_t starts = content.size() - gap;
+  const char16_t first = text[0];
+  const char16_t last = text[gap];
+  // Blocks without an early exit are tested several units at a time, by two units of the text.
+  constexpr std::size_t kBlock = 32;
+  std::size_t i = 0;
+  while (i < starts) {
+    const std::size_t end = std::min(i + kBlock, starts);
+    if (end - i == kBlock) {
+      char16_t candidates = 0;
+      for (std::size_t k = 0; k < kBlock; ++k) {
+        candidates |= static_cast<char16_t>((units[i + k] == first) & (units[i + k + gap] == last));
+      }
+      if (candidates == 0) {
+        i = end;
+        continue;
+      }
     }
-    ++start;
+    for (; i < end; ++i) {
+      if (units[i] == first && units[i + gap] == last &&
+          std::memcmp(units + i, text.data(), text.size() * sizeof(char16_t)) == 0) {
+        return i;
+      }
+    }
   }
   return kNotFound;
 }

@@ -55,10 +55,10 @@ FSVolumeRefNum VolumeOfPath(std::string path) {
   return carbon::VolumeOf(info);
 }
 
-// A folder of our own that is no link, and into which we may write.
-int CheckOwnFolder(const std::string& path) {
+// A folder of our own into which we may write.
+int CheckOwnFolder(const std::string& path, carbon::Leaf leaf) {
   struct statx info {};
-  if (const int error = Inspect(path, &info)) return error;
+  if (const int error = carbon::StatPath(path, leaf, &info)) return error;
   if (!S_ISDIR(info.stx_mode)) return ENOTDIR;
   if (info.stx_uid != getuid()) return EACCES;
   const host::AtPath at{path};
@@ -66,13 +66,14 @@ int CheckOwnFolder(const std::string& path) {
   return faccessat(at.folder(), at.name(), W_OK | X_OK, AT_EACCESS) == 0 ? 0 : errno;
 }
 
-int OpenTrash(const std::string& trash, bool create, FSRef* folder) {
+// A user may have put a link in the place of the home trash, nobody in that of a volume's.
+int OpenTrash(const std::string& trash, carbon::Leaf leaf, bool create, FSRef* folder) {
   int error = create ? MakeFolder(trash) : 0;
-  if (error == 0) error = CheckOwnFolder(trash);
+  if (error == 0) error = CheckOwnFolder(trash, leaf);
   for (const char* const part : {"files", "info"}) {
     const std::string path = ChildPath(trash, part);
     if (error == 0 && create) error = MakeFolder(path);
-    if (error == 0) error = CheckOwnFolder(path);
+    if (error == 0) error = CheckOwnFolder(path, leaf);
   }
   if (error != 0) return error;
   return carbon::MakeReference(ChildPath(trash, "files"), carbon::Leaf::kKeep,
@@ -84,7 +85,7 @@ int OpenHomeTrash(bool create, FSRef* folder) {
   if (create) {
     if (const int error = host::MakeFolders(std::string(ParentPath(trash)))) return error;
   }
-  return OpenTrash(trash, create, folder);
+  return OpenTrash(trash, carbon::Leaf::kFollow, create, folder);
 }
 
 int OpenVolumeTrash(const std::string& top, bool create, FSRef* folder) {
@@ -92,10 +93,10 @@ int OpenVolumeTrash(const std::string& top, bool create, FSRef* folder) {
   const std::string shared = ChildPath(top, ".Trash");
   struct statx info {};
   if (Inspect(shared, &info) == 0 && S_ISDIR(info.stx_mode) && (info.stx_mode & S_ISVTX) != 0 &&
-      OpenTrash(ChildPath(shared, user), create, folder) == 0) {
+      OpenTrash(ChildPath(shared, user), carbon::Leaf::kKeep, create, folder) == 0) {
     return 0;
   }
-  return OpenTrash(ChildPath(top, ".Trash-" + user), create, folder);
+  return OpenTrash(ChildPath(top, ".Trash-" + user), carbon::Leaf::kKeep, create, folder);
 }
 
 // A place in a trash: the trash folder itself, and what paths in it are relative to ("" when they

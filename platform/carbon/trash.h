@@ -16,8 +16,8 @@
 namespace orvik {
 
 // The "files" folder of the volume's trash. With `create` it is made when missing (mode 0700, with
-// its "info"); without, fnfErr when there is none. A trash folder that is a link, belongs to
-// someone else or cannot be written is passed over.
+// its "info"); without, fnfErr when there is none. A trash that belongs to someone else or cannot
+// be written is refused, on a volume also one that is a link.
 OSErr FSFindTrashFolder(FSVolumeRefNum volume, Boolean create, FSRef* folder);
 
 // The "files" folder of the user's home trash, whatever volume it lies on.

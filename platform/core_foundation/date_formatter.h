@@ -21,9 +21,8 @@ class NSDateFormatter final : public NSObject {
                   CFDateFormatterStyle time_style);
   ~NSDateFormatter() override;
 
-  // False for a pattern that is none; the old one stays.
-  bool setFormat(std::u16string_view pattern);
-  // Seconds since 2001-01-01 00:00 UTC. Nothing is lost to a failure but the text: it is empty.
+  void setFormat(std::u16string_view pattern);
+  // Seconds since 2001-01-01 00:00 UTC. Empty when that cannot be shown.
   std::u16string Format(double absolute_time) const;
 
   static CFTypeID TypeID();

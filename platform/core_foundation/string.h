@@ -24,8 +24,6 @@ inline constexpr CFStringCompareFlags kCFCompareCaseInsensitive = 1;
 inline constexpr CFStringCompareFlags kCFCompareBackwards = 4;
 inline constexpr CFStringCompareFlags kCFCompareAnchored = 8;
 inline constexpr CFStringCompareFlags kCFCompareNonliteral = 16;  // canonical equivalence
-inline constexpr CFStringCompareFlags kCFCompareLocalized = 32;
-inline constexpr CFStringCompareFlags kCFCompareNumerically = 64;
 
 using CFStringNormalizationForm = CFIndex;
 inline constexpr CFStringNormalizationForm kCFStringNormalizationFormD = 0;
@@ -87,6 +85,7 @@ CFIndex CFStringGetMaximumSizeForEncoding(CFIndex length, CFStringEncoding encod
 SInt32 CFStringGetIntValue(CFStringRef string);
 double CFStringGetDoubleValue(CFStringRef string);
 
+// By code units, of the folded or decomposed texts where the options say so.
 CFComparisonResult CFStringCompare(CFStringRef a, CFStringRef b, CFStringCompareFlags options);
 // Compares the range of a with b.
 CFComparisonResult CFStringCompareWithOptions(CFStringRef a, CFStringRef b, CFRange range,
@@ -94,6 +93,10 @@ CFComparisonResult CFStringCompareWithOptions(CFStringRef a, CFStringRef b, CFRa
 Boolean CFStringHasPrefix(CFStringRef string, CFStringRef prefix);
 Boolean CFStringHasSuffix(CFStringRef string, CFStringRef suffix);
 
+// A match under kCFCompareCaseInsensitive (full folding) or kCFCompareNonliteral starts and ends
+// between whole characters; its length may differ from the text's. With kCFCompareAnchored it must
+// stand at the start of the range, or at its end when searching backwards.
+//
 // Location kCFNotFound and length 0 when the text is not found; an empty text is not found.
 CFRange CFStringFind(CFStringRef string, CFStringRef text, CFStringCompareFlags options);
 Boolean CFStringFindWithOptions(CFStringRef string, CFStringRef text, CFRange range,

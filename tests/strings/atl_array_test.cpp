@@ -4,6 +4,9 @@
 
 #include <exception>
 #include <new>
+#include <string>
+#include <utility>
+#include <vector>
 
 #include "strings/atl_string.h"
 

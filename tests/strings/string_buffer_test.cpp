@@ -2,9 +2,13 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <climits>
+#include <cstdint>
 #include <new>
 #include <random>
+#include <string>
+#include <string_view>
 
 #include "strings/atl_string.h"
 #include "strings/atl_string_a.h"

@@ -1,0 +1,191 @@
+#include "platform/carbon/collation.h"
+
+#include <unicode/ucol.h>
+#include <unicode/unorm2.h>
+
+#include <algorithm>
+#include <limits>
+#include <map>
+#include <mutex>
+#include <string>
+#include <string_view>
+#include <utility>
+
+#include "platform/core_foundation/locale.h"
+#include "platform/core_foundation/string_case.h"
+
+namespace orvik {
+
+// What tells two texts apart, in this order:
+//   case-sensitive    the tertiary order
+//   case-insensitive  the secondary order, then the tertiary order of the folded texts (the
+//                     secondary one alone would take more than case for the same)
+// The width-insensitive mask makes that the order of the texts in their normal widths.
+struct OpaqueCollator {
+  UCollator* tertiary;
+  UCollator* secondary;  // null unless case-insensitive
+  bool ignores_width;
+};
+
+namespace {
+
+constexpr OSStatus kParameterError = -50;
+constexpr OSStatus kCannotOpen = -1;
+
+constexpr UCCollateOptions kUsedOptions =
+    kUCCollateComposeInsensitiveMask | kUCCollateWidthInsensitiveMask |
+    kUCCollateCaseInsensitiveMask | kUCCollatePunctuationSignificantMask;
+
+UCollator* Open(const char* locale, UCCollateOptions options, UCollationStrength strength) {
+  UErrorCode status = U_ZERO_ERROR;
+  UCollator* collator = ucol_open(locale, &status);
+  if (U_FAILURE(status)) return nullptr;
+  ucol_setStrength(collator, strength);
+  if ((options & kUCCollateComposeInsensitiveMask) != 0) {
+    ucol_setAttribute(collator, UCOL_NORMALIZATION_MODE, UCOL_ON, &status);
+  }
+  ucol_setAttribute(
+      collator, UCOL_ALTERNATE_HANDLING,
+      (options & kUCCollatePunctuationSignificantMask) != 0 ? UCOL_NON_IGNORABLE : UCOL_SHIFTED,
+      &status);
+  if (U_SUCCESS(status)) return collator;
+  ucol_close(collator);
+  return nullptr;
+}
+
+// Collators are kept as long as the program runs.
+CollatorRef OpenOnce(const char* locale, UCCollateOptions options) {
+  static std::mutex guard;
+  static auto* const open = new std::map<std::pair<const char*, UCCollateOptions>, OpaqueCollator>;
+  const std::lock_guard lock(guard);
+  const auto found = open->find({locale, options});
+  if (found != open->end()) return &found->second;
+  OpaqueCollator collator{Open(locale, options, UCOL_TERTIARY), nullptr,
+                          (options & kUCCollateWidthInsensitiveMask) != 0};
+  if (collator.tertiary == nullptr) return nullptr;
+  if ((options & kUCCollateCaseInsensitiveMask) != 0) {
+    collator.secondary = Open(locale, options, UCOL_SECONDARY);
+    if (collator.secondary == nullptr) {
+      ucol_close(collator.tertiary);
+      return nullptr;
+    }
+  }
+  return &open->emplace(std::pair(locale, options), collator).first->second;
+}
+
+// The last few that the thread asked for, without the lock.
+CollatorRef Find(UCCollateOptions options) {
+  struct Recent {
+    const char* locale = nullptr;
+    UCCollateOptions options = 0;
+    CollatorRef collator = nullptr;
+  };
+  thread_local Recent recent[4];
+  thread_local unsigned next = 0;
+  const char* locale = CurrentLocaleIdentifier("LC_COLLATE");
+  options &= kUsedOptions;
+  for (const Recent& one : recent) {
+    if (one.locale == locale && one.options == options) return one.collator;
+  }
+  CollatorRef collator = OpenOnce(locale, options);
+  if (collator != nullptr) recent[next++ % 4] = {locale, options, collator};
+  return collator;
+}
+
+int Order(const UCollator* collator, std::u16string_view a, std::u16string_view b) {
+  return ucol_strcoll(collator, a.data(), static_cast<int32_t>(a.size()), b.data(),
+                      static_cast<int32_t>(b.size()));
+}
+
+constexpr bool IsWidthVariant(char16_t unit) {
+  return unit == 0x3000 || (unit >= 0xFF01 && unit <= 0xFFEE);
+}
+
+bool HasWidthVariant(std::u16string_view text) {
+  return std::any_of(text.begin(), text.end(), IsWidthVariant);
+}
+
+std::u16string InNormalWidths(std::u16string_view text) {
+  UErrorCode status = U_ZERO_ERROR;
+  const UNormalizer2* forms = unorm2_getNFKDInstance(&status);
+  std::u16string result;
+  for (const char16_t unit : text) {
+    char16_t mapped[8];
+    const int32_t length = IsWidthVariant(unit) && U_SUCCESS(status)
+                               ? unorm2_getRawDecomposition(forms, unit, mapped, 8, &status)
+                               : -1;
+    if (length < 0) {
+      result += unit;
+    } else {
+      result.append(mapped, static_cast<size_t>(length));
+    }
+  }
+  return result;
+}
+
+constexpr char16_t LowerAscii(char16_t unit) {
+  return unit >= u'A' && unit <= u'Z' ? static_cast<char16_t>(unit + 32) : unit;
+}
+
+// The most common equal texts need no folding.
+bool AreEqualAsciiWithoutCase(std::u16string_view a, std::u16string_view b) {
+  return std::equal(a.begin(), a.end(), b.begin(), b.end(), [](char16_t left, char16_t right) {
+    return left == right || (left < 0x80 && LowerAscii(left) == LowerAscii(right));
+  });
+}
+
+int Compare(const OpaqueCollator& collator, std::u16string_view a, std::u16string_view b) {
+  if (collator.secondary == nullptr) {
+    const int order = Order(collator.tertiary, a, b);
+    if (order == 0 || !collator.ignores_width || (!HasWidthVariant(a) && !HasWidthVariant(b))) {
+      return order;
+    }
+    return Order(collator.tertiary, InNormalWidths(a), InNormalWidths(b));
+  }
+  const int order = Order(collator.secondary, a, b);
+  if (order != 0 || AreEqualAsciiWithoutCase(a, b)) return order;
+  if (!collator.ignores_width) return Order(collator.tertiary, FoldCase(a), FoldCase(b));
+  return Order(collator.tertiary, FoldCase(InNormalWidths(a)), FoldCase(InNormalWidths(b)));
+}
+
+bool IsText(const UniChar* text, UniCharCount length) {
+  return (text != nullptr || length == 0) &&
+         length <= static_cast<UniCharCount>(std::numeric_limits<int32_t>::max());
+}
+
+}  // namespace
+
+OSStatus UCCreateCollator(LocaleRef, UCCollationVariant, UCCollateOptions options,
+                          CollatorRef* collator) {
+  if (collator == nullptr) return kParameterError;
+  CollatorRef found = Find(options);
+  if (found == nullptr) return kCannotOpen;
+  *collator = found;
+  return 0;
+}
+
+OSStatus UCDisposeCollator(CollatorRef* collator) {
+  if (collator == nullptr) return kParameterError;
+  *collator = nullptr;
+  return 0;
+}
+
+OSStatus UCCompareText(CollatorRef collator, const UniChar* a, UniCharCount a_length,
+                       const UniChar* b, UniCharCount b_length, Boolean* equivalent,
+                       SInt32* order) {
+  if (collator == nullptr || !IsText(a, a_length) || !IsText(b, b_length)) return kParameterError;
+  const int result = Compare(*collator, {a, a_length}, {b, b_length});
+  if (equivalent != nullptr) *equivalent = result == 0;
+  if (order != nullptr) *order = result;
+  return 0;
+}
+
+OSStatus UCCompareTextDefault(UCCollateOptions options, const UniChar* a, UniCharCount a_length,
+                              const UniChar* b, UniCharCount b_length, Boolean* equivalent,
+                              SInt32* order) {
+  CollatorRef collator = Find(options);
+  if (collator == nullptr) return kCannotOpen;
+  return UCCompareText(collator, a, a_length, b, b_length, equivalent, order);
+}
+
+}  // namespace orvik

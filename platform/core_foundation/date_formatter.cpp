@@ -1,0 +1,93 @@
+#include "platform/core_foundation/date_formatter.h"
+
+#include <unicode/udat.h>
+
+namespace orvik {
+
+namespace {
+
+// The platform counts seconds from 2001-01-01 00:00 UTC.
+constexpr double kEpochOfPlatform = 978307200.0;
+
+UDateFormatStyle StyleOf(CFDateFormatterStyle style) {
+  switch (style) {
+    case kCFDateFormatterShortStyle:
+      return UDAT_SHORT;
+    case kCFDateFormatterMediumStyle:
+      return UDAT_MEDIUM;
+    case kCFDateFormatterLongStyle:
+      return UDAT_LONG;
+    case kCFDateFormatterFullStyle:
+      return UDAT_FULL;
+    default:
+      return UDAT_NONE;
+  }
+}
+
+UDateFormat* Of(void* formatter) {
+  return static_cast<UDateFormat*>(formatter);
+}
+
+}  // namespace
+
+NSDateFormatter::NSDateFormatter(CFLocaleRef locale, CFDateFormatterStyle date_style,
+                                 CFDateFormatterStyle time_style) {
+  const char* identifier =
+      locale == nullptr ? CurrentLocaleIdentifier("LC_TIME") : locale->identifier().c_str();
+  UErrorCode status = U_ZERO_ERROR;
+  formatter_ = udat_open(StyleOf(time_style), StyleOf(date_style), identifier, nullptr, 0, nullptr,
+                         0, &status);
+  if (U_FAILURE(status)) formatter_ = nullptr;
+}
+
+NSDateFormatter::~NSDateFormatter() {
+  if (formatter_ != nullptr) udat_close(Of(formatter_));
+}
+
+void NSDateFormatter::setFormat(std::u16string_view pattern) {
+  if (formatter_ == nullptr || pattern.size() > static_cast<size_t>(kMaximumStringLength)) return;
+  udat_applyPattern(Of(formatter_), false, pattern.data(), static_cast<int32_t>(pattern.size()));
+}
+
+std::u16string NSDateFormatter::Format(double absolute_time) const {
+  if (formatter_ == nullptr) return {};
+  std::u16string text(64, u'\0');
+  for (;;) {
+    UErrorCode status = U_ZERO_ERROR;
+    const int32_t length =
+        udat_format(Of(formatter_), (absolute_time + kEpochOfPlatform) * 1000.0, text.data(),
+                    static_cast<int32_t>(text.size()), nullptr, &status);
+    if (status != U_BUFFER_OVERFLOW_ERROR && U_FAILURE(status)) return {};
+    const bool fits = status != U_BUFFER_OVERFLOW_ERROR;
+    text.resize(static_cast<size_t>(length));
+    if (fits) return text;
+  }
+}
+
+CFTypeID NSDateFormatter::TypeID() {
+  static const CFTypeID id = RegisterTypeID();
+  return id;
+}
+
+CFTypeID CFDateFormatterGetTypeID() {
+  return NSDateFormatter::TypeID();
+}
+
+CFDateFormatterRef CFDateFormatterCreate(CFAllocatorRef, CFLocaleRef locale,
+                                         CFDateFormatterStyle date_style,
+                                         CFDateFormatterStyle time_style) {
+  return new NSDateFormatter(locale, date_style, time_style);
+}
+
+void CFDateFormatterSetFormat(CFDateFormatterRef formatter, CFStringRef pattern) {
+  if (pattern != nullptr) formatter->setFormat(pattern->ToUnits());
+}
+
+CFStringRef CFDateFormatterCreateStringWithAbsoluteTime(CFAllocatorRef,
+                                                        CFDateFormatterRef formatter,
+                                                        double absolute_time) {
+  const std::u16string text = formatter->Format(absolute_time);
+  return text.empty() ? nullptr : NSString::NewFromUnits(text);
+}
+
+}  // namespace orvik

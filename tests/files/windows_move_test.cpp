@@ -1,0 +1,86 @@
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <string>
+
+#include "files/windows_files.h"
+#include "platform/carbon/trash.h"
+#include "platform/host/errno_status.h"
+#include "tests/support/file_trees.h"
+#include "tests/support/test_environment.h"
+
+namespace orvik {
+namespace {
+
+namespace fs = std::filesystem;
+using test::WriteFile;
+
+class WindowsMoveTest : public test::EnvironmentTest {
+ protected:
+  WindowsMoveTest() { setenv("ORVIK_LOG_STDERR", "1", 1); }
+  ~WindowsMoveTest() override { unsetenv("ORVIK_LOG_STDERR"); }
+
+  fs::path top_ = env_.temp();
+
+  BOOL Move(const fs::path& source, const fs::path& target) {
+    return MoveFile((top_ / source).u16string().c_str(), (top_ / target).u16string().c_str());
+  }
+};
+
+TEST_F(WindowsMoveTest, MovesFilesFoldersAndLinksAndMakesFolders) {
+  WriteFile(top_ / "file", "content");
+  WriteFile(top_ / "folder/inner", "x");
+  fs::create_symlink("file", top_ / "link");
+  EXPECT_EQ(Move("file", "a/b/c"), TRUE);
+  EXPECT_EQ(test::ReadFile(top_ / "a/b/c"), "content");
+  EXPECT_FALSE(fs::exists(top_ / "file"));
+  EXPECT_EQ(Move("folder", "a/folder"), TRUE);
+  EXPECT_EQ(test::ReadFile(top_ / "a/folder/inner"), "x");
+  EXPECT_EQ(Move("link", "a/link"), TRUE);
+  EXPECT_EQ(fs::read_symlink(top_ / "a/link"), "file");
+  EXPECT_EQ(MoveFile(nullptr, u"/tmp/x"), FALSE);
+}
+
+TEST_F(WindowsMoveTest, FailuresAreLoggedAndLoseNothing) {
+  WriteFile(top_ / "source", "source");
+  WriteFile(top_ / "target", "target");
+  testing::internal::CaptureStderr();
+  EXPECT_EQ(Move("source", "target"), FALSE);
+  EXPECT_EQ(Move("source", "target/below/x"), FALSE);
+  EXPECT_EQ(Move("none", "new"), FALSE);
+  const std::string log = testing::internal::GetCapturedStderr();
+  EXPECT_NE(log.find("Move File from " + (top_ / "source").string() + " to " +
+                     (top_ / "target").string() + " failed, error was - "),
+            std::string::npos)
+      << log;
+  EXPECT_NE(log.find("Creation of directory " + (top_ / "target/below").string() +
+                     " failed, error was - "),
+            std::string::npos)
+      << log;
+  EXPECT_EQ(test::ReadFile(top_ / "source"), "source");
+  EXPECT_EQ(test::ReadFile(top_ / "target"), "target");
+}
+
+TEST_F(WindowsMoveTest, ATrashGetsItsInfoFile) {
+  unsetenv("XDG_DATA_HOME");
+  FSRef trash;
+  ASSERT_EQ(FSFindHomeTrashFolder(1, &trash), noErr);
+  std::string files;
+  ASSERT_EQ(FSRefCopyPath(&trash, &files), noErr);
+  const fs::path info = fs::path(files).parent_path() / "info/x.trashinfo";
+  WriteFile(top_ / "x", "1");
+  EXPECT_EQ(Move("x", fs::path(files) / "x"), TRUE);
+  EXPECT_NE(test::ReadFile(info).find("Path=" + (top_ / "x").string() + "\n"), std::string::npos);
+  // The name is taken: neither the file nor its info is touched.
+  WriteFile(top_ / "x", "2");
+  const std::string before = test::ReadFile(info);
+  EXPECT_EQ(Move("x", fs::path(files) / "x"), FALSE);
+  EXPECT_EQ(test::ReadFile(info), before);
+  EXPECT_EQ(test::ReadFile(top_ / "x"), "2");
+  // A move that fails leaves no info file behind.
+  EXPECT_EQ(Move("none", fs::path(files) / "none"), FALSE);
+  EXPECT_FALSE(fs::exists(info.parent_path() / "none.trashinfo"));
+}
+
+}  // namespace
+}  // namespace orvik

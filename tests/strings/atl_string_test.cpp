@@ -1,0 +1,228 @@
+#include "strings/atl_string.h"
+
+#include <gtest/gtest.h>
+
+#include <string_view>
+#include <type_traits>
+#include <utility>
+
+#include "platform/core_foundation/string.h"
+#include "strings/atl_string_a.h"
+#include "strings/owned_string.h"
+
+namespace orvik {
+namespace {
+
+using std::u16string_view;
+
+// Which pairs each operator takes. What is not offered does not compile instead of picking a
+// conversion: an array, a platform string and a narrow string are all one conversion away.
+template <typename A, typename B>
+concept Adds = requires(const A& a, const B& b) {
+  a + b;
+};
+template <typename A, typename B>
+concept Orders = requires(const A& a, const B& b) {
+  a == b;
+  a != b;
+  a < b;
+  a >= b;
+};
+template <typename Left, typename... Right>
+constexpr bool kAddsAll = ((Adds<Left, Right> && Adds<Right, Left>)&&...);
+template <typename Left, typename... Right>
+constexpr bool kOrdersAll = ((Orders<Left, Right> && Orders<Right, Left>)&&...);
+
+using Wide = const char16_t*;
+using Narrow = const char*;
+static_assert(kAddsAll<CAtlString, CAtlString, Wide, Narrow, char16_t, char>);
+static_assert(kAddsAll<CAtlStringA, CAtlStringA, CAtlString, Wide, Narrow, char16_t, char>);
+static_assert(kOrdersAll<CAtlString, CAtlString, Wide>);
+static_assert(kOrdersAll<CAtlStringA, CAtlStringA, Wide, Narrow>);
+static_assert(!Adds<CAtlString, int> && !Adds<CAtlString, double>);
+static_assert(!Orders<CAtlString, CFStringRef> && !Orders<CAtlString, CAtlStringA>);
+static_assert(std::is_convertible_v<CAtlString, Wide> &&
+              std::is_convertible_v<CAtlStringA, Narrow>);
+static_assert(std::is_convertible_v<CAtlString, CFStringRef>);
+static_assert(std::is_convertible_v<CAtlStringA, CAtlString>);
+static_assert(std::is_convertible_v<CAtlString, CAtlStringA>);
+static_assert(!std::is_convertible_v<CAtlString, bool>);
+static_assert(!std::is_convertible_v<CAtlString, CFTypeRef>);  // would leak
+static_assert(std::is_nothrow_move_constructible_v<CAtlString>);
+
+OwnedString PlatformString(u16string_view text) {
+  return OwnedString(CFStringCreateWithCharacters(kCFAllocatorDefault, text.data(),
+                                                  static_cast<CFIndex>(text.size())));
+}
+
+TEST(CAtlString, EveryEmptyStringIsTheSharedBlock) {
+  const CAtlStringA no_bytes;
+  const OwnedString no_units = PlatformString(u"");
+  const CAtlString strings[] = {
+      CAtlString(),
+      CAtlString(nullptr),
+      CAtlString(u""),
+      CAtlString(""),
+      CAtlString(static_cast<Wide>(nullptr)),
+      CAtlString(static_cast<Narrow>(nullptr)),
+      CAtlString(u"abc", 0),
+      CAtlString(static_cast<Wide>(nullptr), 3),
+      CAtlString("abc", -1),
+      CAtlString(u'x', 0),
+      CAtlString('x', -5),
+      CAtlString(static_cast<CFStringRef>(nullptr)),
+      CAtlString(no_units.get()),
+      CAtlString(no_bytes),
+      AfxGetEmptyString(),
+      CAtlString(u"abc").Left(-1),
+  };
+  for (const CAtlString& string : strings) {
+    EXPECT_EQ(string.GetString(), _afxPchNil);
+    EXPECT_EQ(string.GetData(), &_afxDataNil.header);
+  }
+  EXPECT_EQ(_afxDataNil.header.ref_count, -1);
+  EXPECT_EQ(*_afxPchNil, 0);
+  EXPECT_EQ(CAtlString::SafeStrlen(nullptr), 0);
+}
+
+TEST(CAtlString, MadeAndAssignedFromEveryType) {
+  const OwnedString platform = PlatformString(u"p\u20AC");
+  const struct {
+    CAtlString string;
+    u16string_view expected;
+  } cases[] = {
+      {CAtlString(u"ab"), u"ab"},
+      {CAtlString(u"abc", 2), u"ab"},
+      {CAtlString("a\xE9"), u"a\u00E9"},
+      {CAtlString("abc", 2), u"ab"},
+      {CAtlString(u'\u4E00', 3), u"\u4E00\u4E00\u4E00"},
+      {CAtlString('\xFF', 2), u"\u00FF\u00FF"},
+      {CAtlString(platform.get()), u"p\u20AC"},
+      {CAtlStringA("\x80z"), u"\u0080z"},
+  };
+  for (const auto& [string, expected] : cases) {
+    EXPECT_EQ(string.View(), expected);
+    EXPECT_EQ(string.GetAllocLength(), static_cast<int>(expected.size()));
+  }
+  CAtlString text;
+  EXPECT_EQ((text = u"wide").View(), u"wide");
+  const CAtlString shared = text;
+  EXPECT_EQ((text = "\xE9").View(), u"\u00E9");
+  EXPECT_EQ((text = u'u').View(), u"u");
+  EXPECT_EQ((text = '\x80').View(), u"\u0080");
+  EXPECT_EQ((text = platform.get()).View(), u"p\u20AC");
+  EXPECT_EQ((text = CAtlStringA("n")).View(), u"n");
+  EXPECT_EQ((text = shared).GetString(), shared.GetString());
+  EXPECT_EQ(shared.View(), u"wide");
+  text.GetBuffer(10);
+  const Wide data = text;
+  text = static_cast<Wide>(nullptr);
+  EXPECT_EQ(text.GetString(), data);  // an unshared block stays
+  text = u"x";
+  text = static_cast<Narrow>(nullptr);
+  EXPECT_EQ(text.GetString(), _afxPchNil);
+}
+
+TEST(CAtlString, KeepsZeroUnitsInside) {
+  CAtlString text(u"a\0b", 3);
+  EXPECT_EQ(text.GetLength(), 3);
+  const CAtlString twice = text + text;
+  EXPECT_EQ(twice.View(), u16string_view(u"a\0ba\0b", 6));
+  const OwnedString platform(twice.CreateCFStringRef(kCFAllocatorDefault));
+  EXPECT_EQ(CAtlString(platform.get()).View(), twice.View());
+  text = CAtlString(CAtlStringA(text));
+  EXPECT_EQ(text.View(), u16string_view(u"a\0b", 3));
+  EXPECT_EQ(text.Remove(u'\0'), 1);
+  EXPECT_EQ(text.View(), u"ab");
+}
+
+TEST(CAtlString, JoinsEveryPair) {
+  const CAtlString s(u"s");
+  const Wide no_text = nullptr;
+  EXPECT_EQ((s + s).View(), u"ss");
+  EXPECT_EQ((s + u"w").View(), u"sw");
+  EXPECT_EQ((u"w" + s).View(), u"ws");
+  EXPECT_EQ((s + "\xE9").View(), u"s\u00E9");
+  EXPECT_EQ(("\xE9" + s).View(), u"\u00E9s");
+  EXPECT_EQ((s + u'u').View(), u"su");
+  EXPECT_EQ((u'u' + s).View(), u"us");
+  EXPECT_EQ((s + '\xFF').View(), u"s\u00FF");
+  EXPECT_EQ(('\xFF' + s).View(), u"\u00FFs");
+  EXPECT_EQ((s + no_text).View(), u"s");
+  EXPECT_EQ((CAtlString() + no_text).GetString(), _afxPchNil);
+
+  CAtlString all;
+  all += u"a";
+  all += "\xE9";
+  all += u'b';
+  all += '\xFF';
+  all += s;
+  all += all;
+  all += no_text;
+  all.Append(u"xyz", 2);
+  all.Append("narrow");
+  all.ConcatInPlace(2, "12345");
+  EXPECT_EQ(all.View(), u"a\u00E9b\u00FFsa\u00E9b\u00FFsxynarrow12");
+  all.ConcatCopy(1, u"xy", 2, "\xE9z!");
+  EXPECT_EQ(all.View(), u"x\u00E9z");
+  all.ConcatCopy(1, "\xE9", 1, all.GetString());
+  EXPECT_EQ(all.View(), u"\u00E9x");
+}
+
+TEST(CAtlString, ComparesStringsByUnitsAndArraysByCollation) {
+  const CAtlString lower(u"a"), upper(u"A"), b(u"B");
+  EXPECT_EQ(lower.Compare(upper), 1);  // by units
+  EXPECT_LT(lower.Compare(b.GetString()), 0);
+  EXPECT_LT(b, lower);
+  EXPECT_GT(b, lower.GetString());
+  EXPECT_GT(b, u"a");
+  EXPECT_LT(u"a", b);
+  EXPECT_EQ(lower.CompareNoCase(upper), 0);
+  EXPECT_EQ(lower.CompareNoCase(upper.GetString()), 0);
+  EXPECT_EQ(lower.CollateNoCase(u"A"), 0);
+  EXPECT_NE(lower.Collate(u"A", true), 0);
+  EXPECT_EQ(lower.Collate(u"A", false), 0);
+  EXPECT_EQ(lower.Collate(upper, false), 0);
+  EXPECT_EQ(lower.Collate(upper, true), 1);
+  EXPECT_EQ(CAtlString(u"Stra\u00DFe").CompareNoCase(CAtlString(u"STRASSE")), 0);
+  EXPECT_EQ(CAtlString(u"a").Compare(CAtlString(u"ab")), -1);
+  EXPECT_TRUE(CAtlString() == u"" && CAtlString() == nullptr && u"" == CAtlString());
+  EXPECT_TRUE(lower != upper && lower != u"b" && lower <= u"a" && lower >= lower);
+  // Composed and decomposed: different units, the same for the collation.
+  const CAtlString composed(u"\u00E9");
+  EXPECT_NE(composed, CAtlString(u"e\u0301"));
+  EXPECT_EQ(composed, u"e\u0301");
+}
+
+TEST(CAtlString, BridgesToPlatformStrings) {
+  const CAtlString text(u"b\u20ACr");
+  const OwnedString over(static_cast<CFStringRef>(text));
+  const OwnedString copy(text.CreateCFStringRef(kCFAllocatorDefault));
+  EXPECT_EQ(CFStringGetLength(over.get()), 3);
+  EXPECT_TRUE(CFEqual(over.get(), copy.get()));
+  const OwnedString empty(CAtlString().CreateCFStringRef(kCFAllocatorDefault));
+  EXPECT_EQ(CFStringGetLength(empty.get()), 0);
+}
+
+TEST(CAtlString, MovesItsBlock) {
+  CAtlString text(u"text");
+  const Wide data = text;
+  CAtlString moved(std::move(text));
+  EXPECT_EQ(moved.GetString(), data);
+  EXPECT_EQ(text.GetString(), _afxPchNil);  // NOLINT(bugprone-use-after-move)
+  text = std::move(moved);
+  EXPECT_EQ(text.GetString(), data);
+  text.LockBuffer();
+  moved = std::move(text);
+  EXPECT_NE(moved.GetString(), data);
+  EXPECT_EQ(moved.View(), u"text");
+}
+
+TEST(CAtlString, HasNoResources) {
+  CAtlString text(u"text");
+  EXPECT_FALSE(text.LoadString(1));
+  EXPECT_EQ(text.View(), u"text");
+}
+
+}  // namespace
+}  // namespace orvik

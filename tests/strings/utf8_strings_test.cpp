@@ -1,0 +1,62 @@
+#include "strings/utf8_strings.h"
+
+#include <gtest/gtest.h>
+
+#include <string>
+#include <string_view>
+
+namespace orvik {
+namespace {
+
+using std::string_view;
+using std::u16string_view;
+
+TEST(Utf8Strings, ConvertsBothWays) {
+  const struct {
+    string_view utf8;
+    u16string_view wide;
+  } cases[] = {
+      {"", u""},
+      {"plain", u"plain"},
+      {"\xC3\xA9", u"\u00E9"},
+      {"\xE4\xB8\x80\xF0\x9F\x98\x80!", u"\u4E00\U0001F600!"},
+      {string_view("a\0b", 3), u16string_view(u"a\0b", 3)},
+      {"\xEF\xBB\xBF", u"\uFEFF"},
+      {"\x7F\xC2\x80\xDF\xBF\xE0\xA0\x80\xEF\xBF\xBF", u"\u007F\u0080\u07FF\u0800\uFFFF"},
+  };
+  for (const auto& [utf8, wide] : cases) {
+    const CAtlString made = MakeWideStringFromUTF8String(CAtlStringA(utf8));
+    EXPECT_EQ(made.View(), wide);
+    EXPECT_EQ(made.GetString()[made.GetLength()], u'\0');
+    EXPECT_EQ(MakeWideStringFromASCIIString(CAtlStringA(utf8)).View(), wide);
+    const CAtlStringA back = MakeUTF8StringFromUnicodeString(CAtlString(wide));
+    EXPECT_EQ(back.View(), utf8);
+    EXPECT_EQ(back.GetAllocLength(), static_cast<int>(utf8.size()));
+  }
+}
+
+TEST(Utf8Strings, ConvertsEveryLength) {
+  std::string utf8;
+  std::u16string wide;
+  for (int i = 0; i < 600; ++i) {
+    ASSERT_EQ(MakeUTF8StringFromUnicodeString(CAtlString(wide)).View(), utf8);
+    ASSERT_EQ(MakeWideStringFromUTF8String(CAtlStringA(utf8)).View(), wide);
+    const bool is_wide = i % 37 == 0;
+    utf8 += is_wide ? "\xE2\x82\xAC" : "x";
+    wide += is_wide ? u'\u20AC' : u'x';
+  }
+}
+
+TEST(Utf8Strings, RefusesOrReplacesWhatCannotBeConverted) {
+  for (const char* malformed : {"\xFF", "a\xC3", "\xC0\x80", "\xED\xA0\x80", "\xF4\x90\x80\x80"}) {
+    EXPECT_EQ(MakeWideStringFromUTF8String(malformed).View(), u"") << malformed;
+  }
+  EXPECT_EQ(MakeUTF8StringFromUnicodeString(u"a\xD800"
+                                            u"b\xDC00")
+                .View(),
+            "a?b?");
+  EXPECT_EQ(MakeUTF8StringFromUnicodeString(u"\xDC00\xD800").View(), "??");
+}
+
+}  // namespace
+}  // namespace orvik
