@@ -4,13 +4,14 @@
 namespace orvik {
 
 // The UTF-16 form of the text's first n bytes and a terminator, n + 1 units at most. Empty when a
-// byte is not ASCII. Returns the target; null for a null source.
+// byte is not ASCII and for a null source. Returns the target.
 char16_t* AtlA2WHelper(char16_t* target, const char* source, int n);
 // The ASCII form of n units and a terminator, in at most 2n + 2 bytes. Empty when a unit is not
-// ASCII. Returns the target; null for a null source.
+// ASCII and for a null source. Returns the target.
 char* AtlW2AHelper(char* target, const char16_t* source, int n);
 
-// A new array (malloc) of the text's first n bytes in UTF-16 and a terminator; null on failure.
+// A new array (malloc) of n units, the text's first n bytes in UTF-16 filled up with 0 units, and a
+// terminator; null on failure.
 char16_t* A2WBSTR(const char* text, int n);
 char16_t* A2WBSTR(const char* text);
 char16_t* A2BSTR(const char* text);

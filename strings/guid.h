@@ -21,8 +21,8 @@ bool operator==(const _GUID& a, const _GUID& b);
 BOOL IsEqualGUID(const _GUID& a, const _GUID& b);
 BOOL InlineIsEqualGUID(const _GUID& a, const _GUID& b);
 
-// "{03020100-0504-0706-0809-0A0B0C0D0E0F}" as a new array of 39 units (malloc), freed by the caller
-// with CoTaskMemFree or free. S_OK; E_POINTER for a null result.
+// "{03020100-0504-0706-0809-0A0B0C0D0E0F}", 38 units and a terminator, in a new array that the
+// caller frees with delete[]. S_OK; E_POINTER for a null result.
 HRESULT StringFromCLSID(const _GUID& id, char16_t** result);
 
 }  // namespace orvik

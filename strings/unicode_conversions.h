@@ -9,7 +9,9 @@
 //   sourceIllegal    the next character is illegal; both starts stand before it
 //
 // Strict: an unpaired surrogate and an illegal value are sourceIllegal. Lenient: an unpaired
-// surrogate is passed on as its own value, and a value above U+10FFFF becomes U+FFFD. A source in
+// surrogate in UTF-16 is passed on as its own value, as is a surrogate from UTF-32 to UTF-8; what
+// the target form cannot carry (other surrogates, values above U+10FFFF) becomes U+FFFD.
+// ConvertUTF32toUTF8 goes on after such a value and reports sourceIllegal at the end. A source in
 // UTF-8 must pass isLegalUTF8 under either flag, which encoded surrogates do.
 #pragma once
 

@@ -1,0 +1,99 @@
+#include "strings/uca_format.h"
+
+#include <algorithm>
+#include <climits>
+#include <cwchar>
+#include <memory>
+#include <string_view>
+
+#include "platform/core_foundation/string_format.h"
+#include "strings/uca_conversions.h"
+
+namespace orvik {
+
+namespace {
+
+bool FormatInto(FormatBuffer& result, const char16_t* format, std::va_list arguments) {
+  return format != nullptr && FormatUnits(result, format, arguments);
+}
+
+}  // namespace
+
+int vsucaprintf(char16_t* buffer, const char16_t* format, std::va_list arguments) {
+  FormatBuffer result;
+  if (!FormatInto(result, format, arguments)) return -1;
+  const std::u16string_view units = result.units();
+  buffer[units.copy(buffer, units.size())] = 0;
+  return static_cast<int>(units.size());
+}
+
+int sucaprintf(char16_t* buffer, const char16_t* format, ...) {
+  std::va_list arguments;
+  va_start(arguments, format);
+  const int length = vsucaprintf(buffer, format, arguments);
+  va_end(arguments);
+  return length;
+}
+
+int vsnucaprintf(char16_t* buffer, int size, const char16_t* format, std::va_list arguments) {
+  FormatBuffer result;
+  if (!FormatInto(result, format, arguments)) return -1;
+  if (size < 1) return 0;
+  const std::u16string_view units = result.units();
+  const auto room = static_cast<std::size_t>(size) - 1;
+  buffer[units.copy(buffer, room)] = 0;
+  return units.size() < room ? static_cast<int>(units.size()) : size;
+}
+
+int snucaprintf(char16_t* buffer, int size, const char16_t* format, ...) {
+  std::va_list arguments;
+  va_start(arguments, format);
+  const int length = vsnucaprintf(buffer, size, format, arguments);
+  va_end(arguments);
+  return length;
+}
+
+int vfucaprintf(std::FILE* stream, const char16_t* format, std::va_list arguments) {
+  FormatBuffer result;
+  if (stream == nullptr || !FormatInto(result, format, arguments)) return -1;
+  const std::u16string_view units = result.units();
+  const std::size_t written = std::fwrite(units.data(), sizeof(char16_t), units.size(), stream);
+  return written == units.size() ? static_cast<int>(written) : -1;
+}
+
+int fucaprintf(std::FILE* stream, const char16_t* format, ...) {
+  std::va_list arguments;
+  va_start(arguments, format);
+  const int length = vfucaprintf(stream, format, arguments);
+  va_end(arguments);
+  return length;
+}
+
+int vucaprintf(const char16_t* format, std::va_list arguments) {
+  return vfucaprintf(stdout, format, arguments);
+}
+
+int ucaprintf(const char16_t* format, ...) {
+  std::va_list arguments;
+  va_start(arguments, format);
+  const int length = vucaprintf(format, arguments);
+  va_end(arguments);
+  return length;
+}
+
+int vsucascanf(const char16_t* input, const char16_t* format, std::va_list arguments) {
+  if (input == nullptr || format == nullptr) return 0;
+  const std::unique_ptr<wchar_t[]> wide_input(makeWCA32FromUCA(input));
+  const std::unique_ptr<wchar_t[]> wide_format(makeWCA32FromUCA(format));
+  return std::vswscanf(wide_input.get(), wide_format.get(), arguments);
+}
+
+int sucascanf(const char16_t* input, const char16_t* format, ...) {
+  std::va_list arguments;
+  va_start(arguments, format);
+  const int count = vsucascanf(input, format, arguments);
+  va_end(arguments);
+  return count;
+}
+
+}  // namespace orvik
