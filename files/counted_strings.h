@@ -4,7 +4,6 @@
 // Null also when the length is negative or does not fit its 32 bits. A failing allocation throws.
 #pragma once
 
-#include "strings/atl_string.h"
 #include "strings/windows_types.h"
 
 namespace orvik {
@@ -29,8 +28,5 @@ BOOL SysReAllocStringLen(BSTR* string, const char16_t* source, int n);
 void SysFreeString(BSTR string);
 int SysStringLen(BSTR string);      // units
 int SysStringByteLen(BSTR string);  // bytes
-
-// The shared empty string.
-const CAtlString& AfxGetEmptyString();
 
 }  // namespace orvik

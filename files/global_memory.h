@@ -4,14 +4,11 @@
 #pragma once
 
 #include <cstddef>
+#include <unordered_map>
 
-#include "platform/core_foundation/base.h"
 #include "strings/windows_types.h"
 
 namespace orvik {
-
-class NSDictionary;
-using CFMutableDictionaryRef = NSDictionary*;
 
 inline constexpr unsigned int GMEM_FIXED = 0x0000;
 inline constexpr unsigned int GMEM_ZEROINIT = 0x0040;
@@ -23,12 +20,14 @@ struct GlobalBlockInfo {
   DWORD flags;  // as given to GlobalAlloc
 };
 
-// From block address to a copy of its GlobalBlockInfo; null until the first allocation.
-extern CFMutableDictionaryRef GlobalBlockTable;
+using GlobalBlocks = std::unordered_map<HANDLE, GlobalBlockInfo*>;
 
-// The value callbacks of the table: a fresh heap copy of an entry, and its end.
-const void* DictionaryRetainNumBytes(CFAllocatorRef allocator, const void* entry);
-void DictionaryReleaseNumBytes(CFAllocatorRef allocator, const void* entry);
+// From block address to a copy of its GlobalBlockInfo; null until the first allocation.
+extern GlobalBlocks* GlobalBlockTable;
+
+// A fresh heap copy of an entry for the table, and its end.
+GlobalBlockInfo* DictionaryRetainNumBytes(const GlobalBlockInfo& entry);
+void DictionaryReleaseNumBytes(GlobalBlockInfo* entry);
 
 // Zeroed with GMEM_ZEROINIT. Null when there is no memory, or for more than 2^32 - 1 bytes.
 HANDLE GlobalAlloc(unsigned int flags, std::size_t bytes);

@@ -15,7 +15,9 @@ std::string_view Text(const char* text, int n) {
                                   : std::string_view(text, strnlen(text, static_cast<size_t>(n)));
 }
 
-bool IsAscii(std::string_view text) { return AsciiPrefix(text) == text.size(); }
+bool IsAscii(std::string_view text) {
+  return AsciiPrefix(text) == text.size();
+}
 
 }  // namespace
 
@@ -56,10 +58,18 @@ char16_t* A2WBSTR(const char* text) {
   return length > 0x7FFFFFFE ? nullptr : A2WBSTR(text, static_cast<int>(length));
 }
 
-char16_t* A2BSTR(const char* text) { return A2WBSTR(text); }
+char16_t* A2BSTR(const char* text) {
+  return A2WBSTR(text);
+}
 
-int ocslen(const char16_t* text) { return ucalen(text); }
-char16_t* ocscpy(char16_t* target, const char16_t* source) { return ucacpy(target, source); }
-char16_t* ocscat(char16_t* target, const char16_t* source) { return ucacat(target, source); }
+int ocslen(const char16_t* text) {
+  return ucalen(text);
+}
+char16_t* ocscpy(char16_t* target, const char16_t* source) {
+  return ucacpy(target, source);
+}
+char16_t* ocscat(char16_t* target, const char16_t* source) {
+  return ucacat(target, source);
+}
 
 }  // namespace orvik

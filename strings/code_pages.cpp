@@ -24,8 +24,7 @@ CFStringEncoding EncodingOf(unsigned int code_page) {
 // A count of the interface; 0 when it does not fit.
 template <class Count>
 int AsCount(Count count) {
-  return static_cast<unsigned long long>(count) <= INT_MAX ? static_cast<int>(count)
-                                                                         : 0;
+  return static_cast<unsigned long long>(count) <= INT_MAX ? static_cast<int>(count) : 0;
 }
 
 int DecodeUtf8Into(std::string_view bytes, char16_t* target, int target_length) {
@@ -73,9 +72,9 @@ int WideCharToMultiByte(unsigned int code_page, unsigned long, const char16_t* s
 int MultiByteToWideChar(unsigned int code_page, unsigned long, const char* source,
                         int source_length, char16_t* target, int target_length) {
   if (source == nullptr || source_length == 0 || source_length < -1) return 0;
-  const std::string_view bytes =
-      source_length == -1 ? std::string_view(source)
-                          : std::string_view(source, static_cast<size_t>(source_length));
+  const std::string_view bytes = source_length == -1
+                                     ? std::string_view(source)
+                                     : std::string_view(source, static_cast<size_t>(source_length));
   if (bytes.size() > INT_MAX || target_length < 0) return 0;
   const bool measures = target_length == 0 || target == nullptr;
   const CFStringEncoding encoding = EncodingOf(code_page);

@@ -8,9 +8,13 @@ namespace orvik {
 
 static_assert(sizeof(_GUID) == 16);
 
-bool operator==(const _GUID& a, const _GUID& b) { return std::memcmp(&a, &b, sizeof a) == 0; }
+bool operator==(const _GUID& a, const _GUID& b) {
+  return std::memcmp(&a, &b, sizeof a) == 0;
+}
 
-BOOL IsEqualGUID(const _GUID& a, const _GUID& b) { return a == b ? TRUE : FALSE; }
+BOOL IsEqualGUID(const _GUID& a, const _GUID& b) {
+  return a == b ? TRUE : FALSE;
+}
 
 BOOL InlineIsEqualGUID(const _GUID& a, const _GUID& b) {
   std::uint32_t a_words[4];

@@ -103,29 +103,51 @@ char16_t* ucareverse(char16_t* text) {
   return text;
 }
 
-char16_t* ucaupr(char16_t* text) { return MapCase(text, CFStringUppercase); }
-char16_t* ucalwr(char16_t* text) { return MapCase(text, CFStringLowercase); }
+char16_t* ucaupr(char16_t* text) {
+  return MapCase(text, CFStringUppercase);
+}
+char16_t* ucalwr(char16_t* text) {
+  return MapCase(text, CFStringLowercase);
+}
 
-char16_t* ucastr(char16_t* text, const char16_t* sub) { return Find(text, sub); }
+char16_t* ucastr(char16_t* text, const char16_t* sub) {
+  return Find(text, sub);
+}
 const char16_t* ucastr(const char16_t* text, const char16_t* sub) {
   return Find(const_cast<char16_t*>(text), sub);
 }
 
-int ucatoi(const char16_t* text) { return CFStringGetIntValue(Wrapped(text).get()); }
-double ucatof(const char16_t* text) { return CFStringGetDoubleValue(Wrapped(text).get()); }
+int ucatoi(const char16_t* text) {
+  return CFStringGetIntValue(Wrapped(text).get());
+}
+double ucatof(const char16_t* text) {
+  return CFStringGetDoubleValue(Wrapped(text).get());
+}
 
-int ucacmp(const char16_t* a, const char16_t* b) { return Order(View(a), View(b), kWithCase); }
-int ucacoll(const char16_t* a, const char16_t* b) { return ucacmp(a, b); }
-int ucaicmp(const char16_t* a, const char16_t* b) { return Order(View(a), View(b), kWithoutCase); }
-int ucaicoll(const char16_t* a, const char16_t* b) { return ucaicmp(a, b); }
+int ucacmp(const char16_t* a, const char16_t* b) {
+  return Order(View(a), View(b), kWithCase);
+}
+int ucacoll(const char16_t* a, const char16_t* b) {
+  return ucacmp(a, b);
+}
+int ucaicmp(const char16_t* a, const char16_t* b) {
+  return Order(View(a), View(b), kWithoutCase);
+}
+int ucaicoll(const char16_t* a, const char16_t* b) {
+  return ucaicmp(a, b);
+}
 int ucancmp(const char16_t* a, const char16_t* b, int n) {
   return OrderOfUnits(a, b, n, kWithCase);
 }
-int ucancoll(const char16_t* a, const char16_t* b, int n) { return ucancmp(a, b, n); }
+int ucancoll(const char16_t* a, const char16_t* b, int n) {
+  return ucancmp(a, b, n);
+}
 int ucanicmp(const char16_t* a, const char16_t* b, int n) {
   return OrderOfUnits(a, b, n, kWithoutCase);
 }
-int ucanicoll(const char16_t* a, const char16_t* b, int n) { return ucanicmp(a, b, n); }
+int ucanicoll(const char16_t* a, const char16_t* b, int n) {
+  return ucanicmp(a, b, n);
+}
 
 char16_t* itouca(int value, char16_t* buffer, int radix) {
   const char* format = radix == 10 ? "%d" : radix == 16 ? "%x" : radix == 8 ? "%o" : nullptr;

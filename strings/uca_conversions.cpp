@@ -12,18 +12,20 @@ namespace {
 static_assert(sizeof(wchar_t) == sizeof(UTF32));
 
 // wchar_t has the values of UTF32 here, but is a type of its own.
-UTF32* AsUtf32(wchar_t* text) { return reinterpret_cast<UTF32*>(text); }
-const UTF32* AsUtf32(const wchar_t* text) { return reinterpret_cast<const UTF32*>(text); }
+UTF32* AsUtf32(wchar_t* text) {
+  return reinterpret_cast<UTF32*>(text);
+}
+const UTF32* AsUtf32(const wchar_t* text) {
+  return reinterpret_cast<const UTF32*>(text);
+}
 
-ConversionResult ToUtf32(const char16_t* source, std::size_t n, wchar_t* target,
-                         std::size_t room) {
+ConversionResult ToUtf32(const char16_t* source, std::size_t n, wchar_t* target, std::size_t room) {
   UTF32* target_start = AsUtf32(target);
   return ConvertUTF16toUTF32(&source, source + n, &target_start, target_start + room,
                              strictConversion);
 }
 
-ConversionResult ToUtf16(const wchar_t* source, std::size_t n, char16_t* target,
-                         std::size_t room) {
+ConversionResult ToUtf16(const wchar_t* source, std::size_t n, char16_t* target, std::size_t room) {
   const UTF32* source_start = AsUtf32(source);
   return ConvertUTF32toUTF16(&source_start, source_start + n, &target, target + room,
                              strictConversion);
@@ -63,7 +65,9 @@ char16_t* makeUCAFromWCA32(const wchar_t* text) {
   return result;
 }
 
-void freeWCA32Str(wchar_t* text) { delete[] text; }
+void freeWCA32Str(wchar_t* text) {
+  delete[] text;
+}
 
 int UCAtoWCA32(const char16_t* source, wchar_t* target, int n) {
   if (n < 1) return n;

@@ -9,7 +9,9 @@ namespace {
 constexpr UTF32 kReplacement = 0xFFFD;
 constexpr UTF32 kMaximum = 0x10FFFF;
 
-constexpr bool IsSurrogateValue(UTF32 value) { return value >= 0xD800 && value <= 0xDFFF; }
+constexpr bool IsSurrogateValue(UTF32 value) {
+  return value >= 0xD800 && value <= 0xDFFF;
+}
 
 // The readers move `at` over one character when the result is conversionOK.
 
@@ -111,8 +113,7 @@ ConversionResult ConvertFast(const Source** source_start, const Source* source_e
 
 template <class Source, class Target>
 ConversionResult ConvertPlainly(const Source** source_start, const Source* source_end,
-                                Target** target_start, Target* target_end,
-                                ConversionFlags flags) {
+                                Target** target_start, Target* target_end, ConversionFlags flags) {
   const Source* source = *source_start;
   Target* target = *target_start;
   ConversionResult result = conversionOK;
@@ -171,22 +172,20 @@ ConversionResult ConvertUTF8toUTF16(const UTF8** source_start, const UTF8* sourc
   return ConvertFast(source_start, source_end, target_start, target_end, flags,
                      [&](const UTF8** source, UTF16** target) {
                        const char* bytes = reinterpret_cast<const char*>(*source);
-                       const TranscodingStop stop =
-                           DecodeUtf8(bytes, reinterpret_cast<const char*>(source_end), *target,
-                                      target_end);
+                       const TranscodingStop stop = DecodeUtf8(
+                           bytes, reinterpret_cast<const char*>(source_end), *target, target_end);
                        *source = reinterpret_cast<const UTF8*>(bytes);
                        return stop;
                      });
 }
 
 ConversionResult ConvertUTF16toUTF8(const UTF16** source_start, const UTF16* source_end,
-                                    UTF8** target_start, UTF8* target_end,
-                                    ConversionFlags flags) {
+                                    UTF8** target_start, UTF8* target_end, ConversionFlags flags) {
   return ConvertFast(source_start, source_end, target_start, target_end, flags,
                      [&](const UTF16** source, UTF8** target) {
                        char* bytes = reinterpret_cast<char*>(*target);
-                       const TranscodingStop stop = EncodeUtf8(
-                           *source, source_end, bytes, reinterpret_cast<char*>(target_end));
+                       const TranscodingStop stop = EncodeUtf8(*source, source_end, bytes,
+                                                               reinterpret_cast<char*>(target_end));
                        *target = reinterpret_cast<UTF8*>(bytes);
                        return stop;
                      });
@@ -205,8 +204,7 @@ ConversionResult ConvertUTF16toUTF32(const UTF16** source_start, const UTF16* so
 }
 
 ConversionResult ConvertUTF32toUTF8(const UTF32** source_start, const UTF32* source_end,
-                                    UTF8** target_start, UTF8* target_end,
-                                    ConversionFlags flags) {
+                                    UTF8** target_start, UTF8* target_end, ConversionFlags flags) {
   ConversionResult result = conversionOK;
   for (; *source_start < source_end; ++*source_start) {
     UTF32 value = **source_start;

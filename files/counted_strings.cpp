@@ -1,0 +1,85 @@
+#include "files/counted_strings.h"
+
+#include <climits>
+#include <cstddef>
+#include <cstdint>
+#include <cstring>
+
+#include "strings/uca.h"
+
+namespace orvik {
+
+namespace {
+
+constexpr std::size_t kLengthSize = sizeof(std::uint32_t);
+
+BSTR New(const void* source, int bytes) {
+  if (bytes < 0) return nullptr;
+  const auto length = static_cast<std::uint32_t>(bytes);
+  auto* block = new char[length + kLengthSize + sizeof(char16_t)]();
+  std::memcpy(block, &length, kLengthSize);
+  if (source != nullptr) std::memcpy(block + kLengthSize, source, length);
+  return reinterpret_cast<BSTR>(block + kLengthSize);
+}
+
+char* BlockOf(BSTR string) {
+  return reinterpret_cast<char*>(string) - kLengthSize;
+}
+
+void Replace(BSTR* string, BSTR replacement) {
+  SysFreeString(*string);
+  *string = replacement;
+}
+
+}  // namespace
+
+BSTR SysAllocStringLen(const char16_t* source, int n) {
+  return n < 0 || n > INT_MAX / 2 ? nullptr : New(source, 2 * n);
+}
+
+BSTR SysAllocString(const char16_t* source) {
+  return source == nullptr ? nullptr : SysAllocStringLen(source, ucalen(source));
+}
+
+BSTR W2BSTR(const char16_t* source) {
+  return SysAllocString(source);
+}
+BSTR T2BSTR(const char16_t* source) {
+  return SysAllocString(source);
+}
+BSTR OLE2BSTR(const char16_t* source) {
+  return SysAllocString(source);
+}
+
+BSTR SysAllocStringByteLen(const char* source, int n) {
+  return New(source, n);
+}
+
+BOOL SysReAllocString(BSTR* string, const char16_t* source) {
+  if (string == nullptr) return FALSE;
+  Replace(string, SysAllocString(source));
+  return TRUE;
+}
+
+BOOL SysReAllocStringLen(BSTR* string, const char16_t* source, int n) {
+  if (string == nullptr) return FALSE;
+  Replace(string, SysAllocStringLen(source, n));
+  return TRUE;
+}
+
+void SysFreeString(BSTR string) {
+  if (string != nullptr) delete[] BlockOf(string);
+}
+
+int SysStringLen(BSTR string) {
+  return SysStringByteLen(string) / 2;
+}
+
+int SysStringByteLen(BSTR string) {
+  if (string == nullptr) return 0;
+  std::uint32_t length;
+  std::memcpy(&length, BlockOf(string), kLengthSize);
+  return static_cast<int>(length);
+}
+
+}  // namespace orvik

@@ -1,0 +1,184 @@
+#include "files/path_text.h"
+
+#include <algorithm>
+#include <cstddef>
+#include <cstring>
+#include <string_view>
+
+namespace orvik {
+
+namespace {
+
+constexpr std::size_t kLongestPath = MAX_PATH - 1;
+constexpr std::size_t kPascalLimit = 255;
+
+std::u16string_view View(const char16_t* path) {
+  return path == nullptr ? std::u16string_view() : std::u16string_view(path);
+}
+
+template <class Unit>
+int ExtensionIndex(std::basic_string_view<Unit> path) {
+  constexpr Unit kMarks[] = {'.', '/', 0};
+  const std::size_t at = path.find_last_of(kMarks);
+  return at == path.npos || path[at] == Unit{'/'} ? -1 : static_cast<int>(at);
+}
+
+template <class Unit>
+int RemoveExtension(Unit* path) {
+  if (path == nullptr) return -1;
+  const int index = ExtensionIndex(std::basic_string_view<Unit>(path));
+  if (index >= 0) path[index] = 0;
+  return index;
+}
+
+template <class Unit>
+int ToPascal(unsigned char* target, const Unit* source) {
+  std::size_t length = 0;
+  if (source != nullptr) {
+    for (; length < kPascalLimit && source[length] != 0; ++length) {
+      target[length + 1] = static_cast<unsigned char>(source[length]);
+    }
+  }
+  target[0] = static_cast<unsigned char>(length);
+  return static_cast<int>(length);
+}
+
+}  // namespace
+
+const char16_t* PathFindFileName(const char16_t* path) {
+  std::u16string_view text = View(path);
+  const std::size_t last = text.find_last_not_of(u'/');
+  if (last == text.npos) return path;
+  const std::size_t separator = text.find_last_of(u'/', last);
+  return separator == text.npos ? path : path + separator + 1;
+}
+
+char16_t* PathFindFileName(char16_t* path) {
+  return const_cast<char16_t*>(PathFindFileName(static_cast<const char16_t*>(path)));
+}
+
+char* PathFindFileNameA(const char*) {
+  return nullptr;
+}
+
+BOOL PathRemoveFileSpec(char16_t* path) {
+  const std::u16string_view text = View(path);
+  if (text.empty()) return FALSE;
+  const std::size_t last = text.find_last_not_of(u'/');
+  const std::size_t separator = last == text.npos ? text.npos : text.find_last_of(u'/', last);
+  path[separator == text.npos ? 0 : separator] = 0;
+  return TRUE;
+}
+
+BOOL PathAppend(char16_t* path, const char16_t* more) {
+  if (path == nullptr) return FALSE;
+  std::size_t length = View(path).size();
+  if (length > kLongestPath) return FALSE;
+  const std::u16string_view tail = View(more);
+  const bool has_separator =
+      (length > 0 && path[length - 1] == u'/') || (!tail.empty() && tail[0] == u'/');
+  if (!has_separator) path[length++] = u'/';
+  length += tail.copy(path + length, MAX_PATH - length);
+  path[length] = 0;
+  return TRUE;
+}
+
+char16_t* PathRemoveBackslash(char16_t* path) {
+  if (path == nullptr) return nullptr;
+  std::size_t length = View(path).size();
+  while (length > 1 && path[length - 1] == u'/') path[--length] = 0;
+  return path + length;
+}
+
+char16_t* PathAddBackslash(char16_t* path) {
+  const std::size_t length = View(path).size();
+  if (length > 0 && path[length - 1] != u'/') {
+    path[length] = u'/';
+    path[length + 1] = 0;
+  }
+  return path;
+}
+
+BOOL PathCanonicalize(char16_t* out, const char16_t* path) {
+  const std::u16string_view text = View(path);
+  if (out == nullptr || text.empty()) return FALSE;
+  const std::size_t length = text.size();
+  // What is kept is written from the end of the buffer to its start, each component with the
+  // separator before it, and so never over what is still to be read from the same buffer.
+  std::size_t kept = length;
+  std::size_t pending = 0;
+  std::size_t end = length;
+  for (;;) {
+    std::size_t start = end;
+    while (start > 0 && path[start - 1] != u'/') --start;
+    const bool has_separator = start > 0;
+    const std::u16string_view component = text.substr(start, end - start);
+    const bool is_between = component.empty() && has_separator && end != length;
+    bool is_dropped = false;
+    if (component == u".") {
+      is_dropped = true;
+    } else if (component == u"..") {
+      is_dropped = true;
+      ++pending;
+    } else if (pending > 0 && (!component.empty() || is_between)) {
+      is_dropped = true;
+      --pending;
+    }
+    if (!is_dropped) {
+      const std::size_t count = component.size() + (has_separator ? 1 : 0);
+      kept -= count;
+      std::memmove(out + kept, path + end - count, count * sizeof(char16_t));
+    }
+    if (!has_separator) break;
+    end = start - 1;
+  }
+  std::memmove(out, out + kept, (length - kept) * sizeof(char16_t));
+  out[length - kept] = 0;
+  return TRUE;
+}
+
+int GetExtensionIndex(const char16_t* path) {
+  return ExtensionIndex(View(path));
+}
+
+int GetExtensionIndexA(const char* path) {
+  return path == nullptr ? -1 : ExtensionIndex(std::string_view(path));
+}
+
+const char16_t* PathFindExtension(const char16_t* path) {
+  const int index = GetExtensionIndex(path);
+  return index < 0 ? nullptr : path + index;
+}
+
+char16_t* PathFindExtension(char16_t* path) {
+  return const_cast<char16_t*>(PathFindExtension(static_cast<const char16_t*>(path)));
+}
+
+int PathRemoveExtension(char16_t* path) {
+  return RemoveExtension(path);
+}
+
+int PathRemoveExtensionA(char* path) {
+  return RemoveExtension(path);
+}
+
+BOOL PathRenameExtension(char16_t* path, const char16_t* extension) {
+  const int index = GetExtensionIndex(path);
+  const std::u16string_view text = View(extension);
+  if (index < 0) return FALSE;
+  const std::size_t first = static_cast<std::size_t>(index) + 1;
+  if (text.size() > kLongestPath || first + text.size() > kLongestPath) return FALSE;
+  std::memmove(path + first, text.data(), text.size() * sizeof(char16_t));
+  path[first + text.size()] = 0;
+  return TRUE;
+}
+
+int CToPStr(unsigned char* target, const char* source) {
+  return ToPascal(target, source);
+}
+
+int WideToPStr(unsigned char* target, const char16_t* source) {
+  return ToPascal(target, source);
+}
+
+}  // namespace orvik

@@ -1,0 +1,9 @@
+#include "files/trace.h"
+
+namespace orvik {
+
+void* AfxGetStaticModuleState() {
+  return nullptr;
+}
+
+}  // namespace orvik
