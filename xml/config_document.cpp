@@ -162,10 +162,10 @@ bool SaveXMLConfigFile(int scope) {
   if (state == nullptr || state->path == nullptr || state->root == nullptr) return false;
   if (state->temporary == nullptr && !MakeTemporary(*state)) return false;
   const std::optional<std::string> temporary = PathForLibc(state->temporary->GetFilePathString());
-  const std::optional<std::string> content = PrintConfigDocument(*state->document);
-  if (!content || !temporary ||
-      host::ReplaceFile(*temporary, *content, host::Flush::kNone).error != 0 ||
-      !ReplaceReadOnlyToo(*state->path, *content)) {
+  std::string content;
+  if (!temporary || !PrintConfigDocument(*state->document, content) ||
+      host::ReplaceFile(*temporary, content, host::Flush::kNone).error != 0 ||
+      !ReplaceReadOnlyToo(*state->path, content)) {
     return false;
   }
   CFileManipulator::DeleteFile(*state->temporary);

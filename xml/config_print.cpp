@@ -65,18 +65,17 @@ class EscapedForPrinting {
 
 }  // namespace
 
-std::optional<std::string> PrintConfigDocument(TiXmlDocument& document) {
+bool PrintConfigDocument(TiXmlDocument& document, std::string& text) {
   const EscapedForPrinting escaped(document);
   char* bytes = nullptr;
   std::size_t length = 0;
   std::FILE* const memory = open_memstream(&bytes, &length);
-  if (memory == nullptr) return std::nullopt;
+  if (memory == nullptr) return false;
   const bool printed = document.SaveFile(memory);
   const bool closed = std::fclose(memory) == 0;
-  std::optional<std::string> text;
-  if (printed && closed) text.emplace(bytes, length);
+  if (closed) text.assign(bytes, length);
   std::free(bytes);
-  return text;
+  return printed && closed;
 }
 
 }  // namespace orvik
