@@ -1,0 +1,48 @@
+#include "files/global_memory.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cstddef>
+
+namespace orvik {
+namespace {
+
+TEST(GlobalMemory, CountsLocksOfItsBlocks) {
+  const HANDLE block = GlobalAlloc(GMEM_ZEROINIT | 0x02, 5000);
+  ASSERT_NE(block, nullptr);
+  const char* const bytes = static_cast<const char*>(block);
+  EXPECT_TRUE(std::all_of(bytes, bytes + 5000, [](char byte) { return byte == 0; }));
+  EXPECT_EQ(GlobalSize(block), 5000u);
+  EXPECT_EQ(GlobalFlags(block), 0x420u);
+  EXPECT_EQ(GlobalLock(block), block);
+  EXPECT_EQ(GlobalLock(block), block);
+  EXPECT_EQ(GlobalFlags(block), 0x422u);
+  EXPECT_EQ(GlobalBlockTable->at(block)->lock_count, 2u);
+  EXPECT_TRUE(GlobalUnlock(block));
+  EXPECT_EQ(GlobalFlags(block), 0x421u);
+  EXPECT_TRUE(GlobalUnlock(block));
+  EXPECT_TRUE(GlobalUnlock(block));  // the count stays at 0
+  EXPECT_EQ(GlobalFlags(block), 0x420u);
+  EXPECT_EQ(GlobalFree(block), nullptr);
+  EXPECT_EQ(GlobalFlags(block), GMEM_INVALID_HANDLE);
+}
+
+TEST(GlobalMemory, KnowsOnlyItsOwnBlocks) {
+  int other = 0;
+  for (const HANDLE block : {static_cast<HANDLE>(nullptr), static_cast<HANDLE>(&other)}) {
+    EXPECT_EQ(GlobalLock(block), nullptr);
+    EXPECT_FALSE(GlobalUnlock(block));
+    EXPECT_EQ(GlobalSize(block), 0u);
+    EXPECT_EQ(GlobalFlags(block), 0x8000u);
+    EXPECT_EQ(GlobalFree(block), nullptr);
+  }
+  EXPECT_EQ(GlobalAlloc(GMEM_FIXED, std::size_t{1} << 32), nullptr);
+  const HANDLE empty = GlobalAlloc(GMEM_FIXED, 0);
+  EXPECT_EQ(GlobalSize(empty), 0u);
+  EXPECT_EQ(GlobalFlags(empty), 0u);
+  GlobalFree(empty);
+}
+
+}  // namespace
+}  // namespace orvik
