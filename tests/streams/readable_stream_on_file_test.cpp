@@ -1,0 +1,177 @@
+#include "streams/readable_stream_on_file.h"
+
+#include <gtest/gtest.h>
+
+#include <cstdint>
+#include <filesystem>
+#include <limits>
+#include <string>
+
+#include "files/task_memory.h"
+#include "streams/com_ptr.h"
+#include "streams/stream_factory.h"
+#include "tests/support/test_environment.h"
+
+namespace orvik {
+namespace {
+
+constexpr std::int64_t kSize = 50'000;
+
+class ReadableStreamOnFileTest : public test::EnvironmentTest {
+ protected:
+  ReadableStreamOnFileTest() {
+    for (int i = 0; i < kSize; ++i) content_ += static_cast<char>('a' + i % 23);
+    test::WriteFile(file_, content_);
+    stream_ = CStreamFactory::CreateReadableStreamOnFile(path_);
+  }
+
+  std::string ReadText(IStream* stream, unsigned long count) {
+    std::string text(count, '?');
+    unsigned long read = 0;
+    if (stream->Read(text.data(), count, &read) < 0) return "failed";
+    return text.substr(0, read);
+  }
+
+  const std::filesystem::path file_ = env_.folder() / "content";
+  const COrvikFilePath path_{CAtlString(file_.u16string())};
+  std::string content_;
+  CComPtr<IStream> stream_;
+};
+
+TEST_F(ReadableStreamOnFileTest, ReadsOnFromWhereItStands) {
+  ASSERT_NE(stream_, nullptr);
+  EXPECT_EQ(ReadText(stream_, 10), content_.substr(0, 10));
+  EXPECT_EQ(ReadText(stream_, 100'000), content_.substr(10));
+  char byte;
+  unsigned long read = 9;
+  EXPECT_EQ(stream_->Read(&byte, 1, &read), S_FALSE);
+  EXPECT_EQ(read, 0u);
+  EXPECT_EQ(stream_->Read(&byte, 1, nullptr), E_FAIL);
+  EXPECT_EQ(stream_->Read(nullptr, 1, &read), E_FAIL);
+  const auto later = CStreamFactory::CreateReadableStreamOnFile(path_, {kSize - 3});
+  EXPECT_EQ(ReadText(later, 10), content_.substr(kSize - 3));
+}
+
+TEST_F(ReadableStreamOnFileTest, SeeksInsideTheFileOnly) {
+  struct Case {
+    std::int64_t move;
+    unsigned long origin;
+    HRESULT result;
+    std::int64_t position;
+  };
+  constexpr std::int64_t kMost = std::numeric_limits<std::int64_t>::max();
+  constexpr std::int64_t kOutside = kSize + 1;
+  // Each starts at 100.
+  const Case cases[] = {
+      {0, STREAM_SEEK_SET, S_OK, 0},
+      {kSize, STREAM_SEEK_SET, S_OK, kSize},
+      {kSize + 1, STREAM_SEEK_SET, STG_E_INVALIDFUNCTION, kOutside},
+      {-1, STREAM_SEEK_SET, STG_E_INVALIDFUNCTION, kOutside},
+      {0, STREAM_SEEK_CUR, S_OK, 100},
+      {-100, STREAM_SEEK_CUR, S_OK, 0},
+      {-101, STREAM_SEEK_CUR, STG_E_INVALIDFUNCTION, kOutside},
+      {kMost, STREAM_SEEK_CUR, STG_E_INVALIDFUNCTION, kOutside},
+      {0, STREAM_SEEK_END, S_OK, kSize},
+      {-1, STREAM_SEEK_END, S_OK, kSize - 1},
+      {1, STREAM_SEEK_END, STG_E_INVALIDFUNCTION, kOutside},
+      {kMost, STREAM_SEEK_END, STG_E_INVALIDFUNCTION, kOutside},
+      {5, 3, STG_E_INVALIDFUNCTION, 100},
+  };
+  for (const Case& c : cases) {
+    SCOPED_TRACE(testing::Message() << c.move << " from " << c.origin);
+    ASSERT_EQ(stream_->Seek({100}, STREAM_SEEK_SET, nullptr), S_OK);
+    _ULARGE_INTEGER position{77};
+    EXPECT_EQ(stream_->Seek({c.move}, c.origin, &position), c.result);
+    EXPECT_EQ(position.QuadPart, c.result == S_OK ? static_cast<std::uint64_t>(c.position) : 77u);
+    const std::string expected =
+        c.position > kSize ? "" : content_.substr(static_cast<std::size_t>(c.position), 5);
+    EXPECT_EQ(ReadText(stream_, 5), expected);
+  }
+}
+
+TEST_F(ReadableStreamOnFileTest, CopiesACountOrFails) {
+  const CComPtr<IStreamOnBuffer> target = [] {
+    CComPtr<IStreamOnBuffer> stream;
+    CStreamFactory::CreateWritableBufferStream(&stream);
+    return stream;
+  }();
+  stream_->Seek({10}, STREAM_SEEK_SET, nullptr);
+  _ULARGE_INTEGER read{7}, written{7};
+  EXPECT_EQ(stream_->CopyTo(target, {kSize - 10}, &read, &written), S_OK);
+  EXPECT_EQ(read.QuadPart, static_cast<std::uint64_t>(kSize - 10));
+  EXPECT_EQ(written.QuadPart, static_cast<std::uint64_t>(kSize - 10));
+  EXPECT_EQ(stream_->CopyTo(target, {kSize - 9}, nullptr, nullptr), E_FAIL);
+  EXPECT_EQ(stream_->CopyTo(nullptr, {1}, nullptr, nullptr), E_INVALIDARG);
+  EXPECT_EQ(stream_->CopyTo(target, {0}, nullptr, nullptr), S_OK);
+  EXPECT_EQ(target->DetachBufferAsString().View(), content_.substr(10) + content_.substr(10));
+  EXPECT_EQ(stream_->CopyTo(target, {5}, &read, &written), S_OK);
+  EXPECT_EQ(read.QuadPart, 5u);
+  EXPECT_EQ(written.QuadPart, 0u);
+  EXPECT_EQ(ReadText(stream_, 3), content_.substr(10, 3));
+}
+
+TEST_F(ReadableStreamOnFileTest, TellsItsSizeAndNothingElse) {
+  char16_t own[] = u"own";
+  tagSTATSTG stat;
+  stat.pwcsName = own;
+  stat.mtime.QuadPart = 5;
+  EXPECT_EQ(stream_->Stat(&stat, STATFLAG_NONAME), S_OK);
+  EXPECT_EQ(stat.pwcsName, own);
+  EXPECT_EQ(stat.type, 2u);
+  EXPECT_EQ(stat.cbSize.QuadPart, static_cast<std::uint64_t>(kSize));
+  EXPECT_EQ(stat.mtime.QuadPart, 0u);
+  EXPECT_TRUE(stat.clsid == GUID_NULL);
+  EXPECT_EQ(stream_->Stat(&stat, 0), S_OK);
+  ASSERT_NE(stat.pwcsName, own);
+  EXPECT_EQ(stat.pwcsName[0], u'\0');
+  CoTaskMemFree(stat.pwcsName);
+  EXPECT_EQ(stream_->Stat(nullptr, 0), E_POINTER);
+}
+
+TEST_F(ReadableStreamOnFileTest, TheFileMayGoAndComeBackBetweenCalls) {
+  ReadText(stream_, 4);
+  std::filesystem::remove(file_);
+  char byte;
+  unsigned long read = 3;
+  EXPECT_EQ(stream_->Read(&byte, 1, &read), S_FALSE);
+  EXPECT_EQ(read, 0u);
+  _ULARGE_INTEGER position{};
+  EXPECT_EQ(stream_->Seek({6}, STREAM_SEEK_SET, &position), E_UNEXPECTED);
+  EXPECT_EQ(position.QuadPart, 6u);
+  EXPECT_EQ(stream_->CopyTo(stream_, {1}, nullptr, nullptr), E_FAIL);
+  CComPtr<IStream> clone;
+  EXPECT_EQ(stream_->Clone(&clone), S_OK);
+  test::WriteFile(file_, "0123456789");
+  EXPECT_EQ(ReadText(stream_, 2), "67");
+  EXPECT_EQ(ReadText(clone, 3), "678");
+}
+
+TEST_F(ReadableStreamOnFileTest, WhatCannotBeOpenedIsNoStream) {
+  const COrvikFilePath missing(CAtlString((env_.folder() / "missing").u16string()));
+  const COrvikFilePath folder(CAtlString(env_.folder().u16string()));
+  EXPECT_EQ(CStreamFactory::CreateReadableStreamOnFile(missing), nullptr);
+  EXPECT_EQ(CStreamFactory::CreateReadableStreamOnFile(folder), nullptr);
+  EXPECT_EQ(CStreamFactory::CreateReadableStreamOnFile({}), nullptr);
+  CReadableStreamOnFile* const direct = new CReadableStreamOnFile(missing);
+  EXPECT_FALSE(direct->opened());
+  EXPECT_EQ(direct->Write("a", 1, nullptr), E_NOTIMPL);
+  EXPECT_EQ(direct->Release(), 0u);
+}
+
+TEST_F(ReadableStreamOnFileTest, ReadsBeyondFourGigabytesButSeeksUpToThere) {
+  const std::filesystem::path huge = env_.folder() / "huge";
+  constexpr std::int64_t kFiveGigabytes = 5ll << 30;
+  test::WriteFile(huge, "");
+  std::filesystem::resize_file(huge, kFiveGigabytes);
+  const COrvikFilePath path(CAtlString(huge.u16string()));
+  const auto stream = CStreamFactory::CreateReadableStreamOnFile(path, {kFiveGigabytes - 2});
+  EXPECT_EQ(ReadText(stream, 5), std::string(2, '\0'));
+  EXPECT_EQ(ReadText(stream, 5), "");
+  _ULARGE_INTEGER position{};
+  EXPECT_EQ(stream->Seek({0}, STREAM_SEEK_END, &position), S_OK);
+  EXPECT_EQ(position.QuadPart, 0xFFFFFFFFu);
+  EXPECT_EQ(stream->Seek({1ll << 32}, STREAM_SEEK_SET, nullptr), STG_E_INVALIDFUNCTION);
+}
+
+}  // namespace
+}  // namespace orvik

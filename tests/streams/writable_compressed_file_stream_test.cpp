@@ -1,0 +1,173 @@
+#include "streams/writable_compressed_file_stream.h"
+
+#include <gtest/gtest.h>
+#include <signal.h>
+#include <sys/resource.h>
+#include <unistd.h>
+
+#include <filesystem>
+#include <random>
+#include <string>
+
+#include "streams/stream_factory.h"
+#include "tests/support/test_environment.h"
+
+namespace orvik {
+namespace {
+
+class WritableCompressedFileStreamTest : public test::EnvironmentTest {
+ protected:
+  // Another program's zlib.
+  std::string Inflated() {
+    const test::CommandResult result = test::RunCommand(
+        {"python3", "-c",
+         "import sys,zlib\nd=zlib.decompressobj()\n"
+         "sys.stdout.buffer.write(d.decompress(open(sys.argv[1],'rb').read())+d.flush())\n"
+         "sys.exit(0 if d.eof and not d.unused_data else 3)",
+         file_.string()});
+    EXPECT_EQ(result.status, 0) << result.err;
+    return result.out;
+  }
+
+  void Compress(const std::string& content, std::size_t piece = 1 << 16) {
+    CComPtr<IStream> stream = CStreamFactory::CreateWritableCompressedFileStream(path_);
+    ASSERT_NE(stream, nullptr);
+    for (std::size_t at = 0; at < content.size(); at += piece) {
+      unsigned long written = 0;
+      const std::size_t count = std::min(piece, content.size() - at);
+      ASSERT_EQ(stream->Write(content.data() + at, count, &written), S_OK);
+      ASSERT_EQ(written, count);
+    }
+  }
+
+  bool NoRawFileIsLeft() const { return std::filesystem::is_empty(env_.temp()); }
+
+  const std::filesystem::path file_ = env_.folder() / "target";
+  const COrvikFilePath path_{CAtlString(file_.u16string())};
+};
+
+TEST_F(WritableCompressedFileStreamTest, HoldsOneZlibStreamOverAllBytes) {
+  std::string text;
+  for (int i = 0; i < 5000; ++i) text += "<item id=\"" + std::to_string(i * 7919 % 1000) + "\"/>";
+  for (const std::string& content :
+       {std::string(), std::string("x"), text, std::string(8 << 20, '\0')}) {
+    SCOPED_TRACE(content.size());
+    Compress(content, content.size() == text.size() ? 13 : 1 << 16);
+    EXPECT_EQ(Inflated(), content);
+    EXPECT_TRUE(NoRawFileIsLeft());
+  }
+  Compress("");
+  EXPECT_EQ(std::filesystem::file_size(file_), 8u);
+}
+
+TEST_F(WritableCompressedFileStreamTest, BytesThatDoNotShrinkStayAsTheyAre) {
+  std::mt19937 random(7);
+  std::string noise(1 << 20, '\0');
+  for (char& byte : noise) byte = static_cast<char>(random());
+  Compress(noise);
+  EXPECT_TRUE(test::ReadFile(file_) == noise);
+  EXPECT_TRUE(NoRawFileIsLeft());
+}
+
+TEST_F(WritableCompressedFileStreamTest, TheTargetIsEmptyUntilTheLastReference) {
+  test::WriteFile(file_, "old");
+  CComPtr<IStream> stream = CStreamFactory::CreateWritableCompressedFileStream(path_);
+  stream->Write("abc", 3, nullptr);
+  EXPECT_EQ(std::filesystem::file_size(file_), 0u);
+  EXPECT_FALSE(NoRawFileIsLeft());
+  EXPECT_EQ(stream->Seek({}, 0, nullptr), E_NOTIMPL);
+  stream.Release();
+  EXPECT_EQ(Inflated(), "abc");
+}
+
+TEST_F(WritableCompressedFileStreamTest, ARawFileThatVanishedLeavesTheCompressionOfNothing) {
+  CComPtr<IStream> stream = CStreamFactory::CreateWritableCompressedFileStream(path_);
+  stream->Write("abc", 3, nullptr);
+  for (const auto& entry : std::filesystem::directory_iterator(env_.temp())) {
+    std::filesystem::remove(entry.path());
+  }
+  stream.Release();
+  EXPECT_EQ(Inflated(), "");
+  EXPECT_TRUE(NoRawFileIsLeft());
+}
+
+TEST_F(WritableCompressedFileStreamTest, AReadOnlyTargetIsRefusedOrLeftEmpty) {
+  using std::filesystem::perms;
+  test::WriteFile(file_, "old");
+  std::filesystem::permissions(file_, perms::owner_read);
+  EXPECT_EQ(CStreamFactory::CreateWritableCompressedFileStream(path_), nullptr);
+  EXPECT_EQ(test::ReadFile(file_), "old");
+  EXPECT_TRUE(NoRawFileIsLeft());
+
+  std::filesystem::permissions(file_, perms::owner_read | perms::owner_write);
+  CComPtr<IStream> stream = CStreamFactory::CreateWritableCompressedFileStream(path_);
+  stream->Write("abc", 3, nullptr);
+  std::filesystem::permissions(file_, perms::owner_read);
+  stream.Release();
+  EXPECT_EQ(std::filesystem::file_size(file_), 0u);
+  EXPECT_TRUE(NoRawFileIsLeft());
+}
+
+TEST_F(WritableCompressedFileStreamTest, WithoutATemporaryFolderThereIsNoStream) {
+  test::WriteFile(file_, "old");
+  std::filesystem::remove(env_.temp());
+  test::WriteFile(env_.temp(), "a file where the folder was");
+  EXPECT_EQ(CStreamFactory::CreateWritableCompressedFileStream(path_), nullptr);
+  EXPECT_EQ(CStreamFactory::CreateWritableCompressedFileStream({}), nullptr);
+  auto* const direct = new CWritableCompressedFileStream(path_);
+  EXPECT_FALSE(direct->valid());
+  unsigned long written = 5;
+  EXPECT_EQ(direct->Write("a", 1, &written), E_INVALIDARG);
+  EXPECT_EQ(written, 0u);
+  EXPECT_EQ(direct->Release(), 0u);
+  EXPECT_TRUE(std::filesystem::is_regular_file(env_.temp()));
+}
+
+TEST_F(WritableCompressedFileStreamTest, AFullTemporaryFolderFailsTheWriteAndLeavesNoRawFile) {
+  struct sigaction ignore = {}, old_action = {};
+  ignore.sa_handler = SIG_IGN;
+  sigaction(SIGXFSZ, &ignore, &old_action);
+  rlimit old_limit;
+  getrlimit(RLIMIT_FSIZE, &old_limit);
+  const rlimit small{100'000, old_limit.rlim_max};
+
+  CComPtr<IStream> stream = CStreamFactory::CreateWritableCompressedFileStream(path_);
+  setrlimit(RLIMIT_FSIZE, &small);
+  const std::string piece(50'000, 'x');
+  HRESULT last = S_OK;
+  for (int i = 0; i < 4 && last == S_OK; ++i)
+    last = stream->Write(piece.data(), piece.size(), nullptr);
+  stream.Release();
+  setrlimit(RLIMIT_FSIZE, &old_limit);
+  sigaction(SIGXFSZ, &old_action, nullptr);
+
+  EXPECT_EQ(last, E_INVALIDARG);
+  EXPECT_EQ(Inflated(), std::string(100'000, 'x'));
+  EXPECT_TRUE(NoRawFileIsLeft());
+}
+
+TEST_F(WritableCompressedFileStreamTest, CompressesFiles) {
+  const std::filesystem::path source = env_.folder() / "source";
+  const COrvikFilePath source_path(CAtlString(source.u16string()));
+  EXPECT_EQ(compressFile(source_path, path_, 6), 0);
+  EXPECT_EQ(Inflated(), "");
+  test::WriteFile(source, "some text");
+  EXPECT_EQ(compressFile(source_path, path_, 6), 0);
+  EXPECT_EQ(Inflated(), "some text");
+  EXPECT_NE(compressFile(source_path, COrvikFilePath(CAtlString(env_.folder().u16string())), 6), 0);
+  // Too large to be compressed at once; it is not taken for an empty file.
+  std::filesystem::resize_file(source, 5ull << 30);
+  EXPECT_NE(compressFile(source_path, path_, 6), 0);
+  EXPECT_EQ(Inflated(), "some text");
+
+  unsigned char output[100];
+  unsigned int length = sizeof output;
+  const unsigned char input[] = {1, 2, 3};
+  EXPECT_EQ(zlib1_compress(output, &length, input, 3), 0);
+  EXPECT_EQ(length, 11u);
+  length = 4;
+  EXPECT_NE(zlib1_compress(output, &length, input, 3), 0);
+}
+
+}  // namespace
+}  // namespace orvik

@@ -1,0 +1,99 @@
+#include "streams/writable_file_stream.h"
+
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <string>
+
+#include "streams/com_ptr.h"
+#include "streams/stream_factory.h"
+#include "tests/support/test_environment.h"
+
+namespace orvik {
+namespace {
+
+class WritableFileStreamTest : public test::EnvironmentTest {
+ protected:
+  const std::filesystem::path file_ = env_.folder() / u"gr\u00FCn";
+  const COrvikFilePath path_{CAtlString(file_.u16string())};
+};
+
+TEST_F(WritableFileStreamTest, EmptiesTheFileAndWritesFromItsBeginning) {
+  test::WriteFile(file_, "old content");
+  CComPtr<IStream> stream = CStreamFactory::CreateWritableFileStream(path_, {5});
+  ASSERT_NE(stream, nullptr);
+  EXPECT_EQ(std::filesystem::file_size(file_), 0u);
+  unsigned long written = 0;
+  EXPECT_EQ(stream->Write("hello", 5, &written), S_OK);
+  EXPECT_EQ(written, 5u);
+  EXPECT_EQ(stream->Write("", 0, &written), S_OK);
+  EXPECT_EQ(stream->Write(nullptr, 1, &written), E_FAIL);
+  stream.Release();
+  EXPECT_EQ(test::ReadFile(file_), "hello");
+}
+
+TEST_F(WritableFileStreamTest, ReadsAndWritesAtOnePosition) {
+  CComPtr<IStream> stream = CStreamFactory::CreateWritableFileStream(path_);
+  stream->Write("0123456789", 10, nullptr);
+  char text[4] = {};
+  unsigned long read = 9;
+  EXPECT_EQ(stream->Read(text, 3, &read), S_FALSE);
+  EXPECT_EQ(read, 0u);
+  _ULARGE_INTEGER position{};
+  EXPECT_EQ(stream->Seek({-8}, STREAM_SEEK_END, &position), S_OK);
+  EXPECT_EQ(position.QuadPart, 2u);
+  EXPECT_EQ(stream->Read(text, 3, &read), S_OK);
+  EXPECT_STREQ(text, "234");
+  EXPECT_EQ(stream->Write("XY", 2, nullptr), S_OK);
+  EXPECT_EQ(stream->Read(text, 3, &read), S_OK);
+  EXPECT_STREQ(text, "789");
+  EXPECT_EQ(stream->Seek({-1}, STREAM_SEEK_CUR, &position), S_OK);
+  EXPECT_EQ(position.QuadPart, 9u);
+  EXPECT_EQ(stream->Seek({1}, 3, &position), S_OK);
+  EXPECT_EQ(position.QuadPart, 1u);
+  EXPECT_EQ(stream->Seek({-1}, STREAM_SEEK_SET, &position), E_FAIL);
+  EXPECT_EQ(stream->Read(nullptr, 1, &read), E_FAIL);
+  EXPECT_EQ(stream->Read(text, 1, nullptr), E_FAIL);
+  stream.Release();
+  EXPECT_EQ(test::ReadFile(file_), "01234XY789");
+}
+
+TEST_F(WritableFileStreamTest, WritesBeyondFourGigabytes) {
+  CComPtr<IStream> stream = CStreamFactory::CreateWritableFileStream(path_);
+  _ULARGE_INTEGER position{};
+  EXPECT_EQ(stream->Seek({5ll << 30}, STREAM_SEEK_SET, &position), S_OK);
+  EXPECT_EQ(position.QuadPart, 5ull << 30);
+  EXPECT_EQ(stream->Write("x", 1, nullptr), S_OK);
+  stream.Release();
+  EXPECT_EQ(std::filesystem::file_size(file_), (5ull << 30) + 1);
+}
+
+TEST_F(WritableFileStreamTest, WhatCannotBeOpenedIsNoStream) {
+  EXPECT_EQ(CStreamFactory::CreateWritableFileStream({}), nullptr);
+  const COrvikFilePath nowhere(CAtlString((env_.folder() / "no" / "file").u16string()));
+  EXPECT_EQ(CStreamFactory::CreateWritableFileStream(nowhere), nullptr);
+  auto* const direct = new CWritableFileStream(nowhere);
+  EXPECT_FALSE(direct->opened());
+  unsigned long count = 4;
+  char byte;
+  EXPECT_EQ(direct->Write("a", 1, &count), E_FAIL);
+  EXPECT_EQ(count, 0u);
+  EXPECT_EQ(direct->Read(&byte, 1, &count), E_FAIL);
+  EXPECT_EQ(direct->Seek({0}, STREAM_SEEK_SET, nullptr), E_FAIL);
+  EXPECT_EQ(direct->SetSize({}), E_NOTIMPL);
+  EXPECT_EQ(direct->Release(), 0u);
+}
+
+TEST_F(WritableFileStreamTest, AFullDiskIsAShortWrite) {
+  if (!std::filesystem::exists("/dev/full")) GTEST_SKIP();
+  const CComPtr<IStream> stream =
+      CStreamFactory::CreateWritableFileStream(COrvikFilePath(u"/dev/full"));
+  ASSERT_NE(stream, nullptr);
+  const std::string piece(100'000, 'x');
+  unsigned long written = 0;
+  EXPECT_EQ(stream->Write(piece.data(), piece.size(), &written), E_FAIL);
+  EXPECT_LT(written, piece.size());
+}
+
+}  // namespace
+}  // namespace orvik
