@@ -1,0 +1,151 @@
+#include "platform/core_foundation/string_format.h"
+
+#include <climits>
+#include <clocale>
+#include <cstdint>
+#include <cstdio>
+#include <limits>
+#include <optional>
+
+#include "platform/core_foundation/string.h"
+#include "tests/support/test_environment.h"
+
+namespace orvik {
+namespace {
+
+std::optional<std::u16string> Formatted(FormatStyle style, const char16_t* format, ...) {
+  FormatBuffer buffer;
+  std::va_list arguments;
+  va_start(arguments, format);
+  const bool done = FormatUnits(buffer, format, arguments, style);
+  va_end(arguments);
+  if (!done) return std::nullopt;
+  return std::u16string(buffer.units());
+}
+
+template <class... Arguments>
+std::optional<std::u16string> Plain(const char16_t* format, Arguments... arguments) {
+  return Formatted(FormatStyle::kPlain, format, arguments...);
+}
+
+std::u16string Wide(const char* text) {
+  return std::u16string(text, text + std::char_traits<char>::length(text));
+}
+
+// Everything that printf does as well must come out the same.
+template <class Value>
+void ExpectAsPrintf(const char* conversion, Value value) {
+  for (const char* flags : {"", "-", "+", " ", "0", "#", "-#", "0+", "# ", "+0#"}) {
+    for (const char* size : {"", "1", "12", "25", ".0", ".1", ".7", "12.5", ".30"}) {
+      const std::string format = std::string("[%") + flags + size + conversion + "]";
+      char expected[600];
+      std::snprintf(expected, sizeof expected, format.c_str(), value);
+      EXPECT_EQ(Plain(Wide(format.c_str()).c_str(), value), Wide(expected)) << format;
+    }
+  }
+}
+
+TEST(StringFormat, IntegersAsPrintf) {
+  for (const int value : {0, 1, -1, 42, INT_MAX, INT_MIN}) {
+    for (const char* conversion : {"d", "i", "u", "x", "X", "o", "hd", "hhd", "hhu", "hx"}) {
+      ExpectAsPrintf(conversion, value);
+    }
+  }
+  for (const long value : {0L, LONG_MAX, LONG_MIN, -7L}) {
+    for (const char* conversion : {"ld", "lld", "lx", "zu", "td", "jd", "jo", "llX"}) {
+      ExpectAsPrintf(conversion, value);
+    }
+  }
+}
+
+TEST(StringFormat, RealsAsPrintf) {
+  constexpr double kInfinity = std::numeric_limits<double>::infinity();
+  for (const double value : {0.0, -0.0, 1.0, -2.5, 1e-7, 123456789.125, 1e300, 5e-324, kInfinity,
+                             -kInfinity, std::numeric_limits<double>::quiet_NaN()}) {
+    for (const char* conversion : {"f", "e", "g", "a", "F", "E", "G", "A", "lf"}) {
+      ExpectAsPrintf(conversion, value);
+    }
+  }
+  ExpectAsPrintf("Lf", 1.25L);
+  EXPECT_EQ(Plain(u"%0.9lf", 2.5), u"2.500000000");
+}
+
+TEST(StringFormat, NumbersDoNotFollowTheLocaleOfLibc) {
+  const std::string old = setlocale(LC_NUMERIC, nullptr);
+  setlocale(LC_NUMERIC, "de_DE.UTF-8");
+  EXPECT_EQ(Plain(u"%.1f", 1.5), u"1.5");
+  setlocale(LC_NUMERIC, old.c_str());
+}
+
+TEST(StringFormat, TextsOfEveryKind) {
+  EXPECT_EQ(Plain(u"%s|%S|%@", "a\x8E", u"b\x20AC", CFSTR(u"c")), u"a\xE9|b\x20AC|c");
+  EXPECT_EQ(Plain(u"%hs %ls %hS", "a", u"b", "c"), u"a b c");
+  EXPECT_EQ(Plain(u"%c%C%lc", 0x8E, 0x20AC, 0x4E2D), u"\xE9\x20AC\x4E2D");
+  EXPECT_EQ(Plain(u"%5s|%-5S|%.2s|%.1S|%4.1@", "ab", u"cd", "efg", u"hi", CFSTR(u"xyz")),
+            u"   ab|cd   |ef|h|   x");
+  const char unterminated[] = {'a', 'b'};
+  EXPECT_EQ(Plain(u"%.2s", unterminated), u"ab");
+  EXPECT_EQ(Plain(u"%p %p", nullptr, reinterpret_cast<void*>(0xABC)), u"0x0 0xabc");
+  EXPECT_EQ(Plain(u"%s %S %@ %.3s", nullptr, nullptr, nullptr, nullptr),
+            u"(null) (null) (null) (nu");
+}
+
+TEST(StringFormat, WidthAndPrecisionFromArguments) {
+  EXPECT_EQ(Plain(u"[%*d][%-*d][%*d]", 4, 1, 4, 2, -4, 3), u"[   1][2   ][3   ]");
+  EXPECT_EQ(Plain(u"[%.*s][%.*s]", 1, "ab", -1, "cd"), u"[a][cd]");
+  EXPECT_EQ(Plain(u"[%*d]", INT_MIN, 1), std::nullopt);
+}
+
+TEST(StringFormat, Positions) {
+  EXPECT_EQ(Plain(u"%2$@ %1$d %2$@", 7, CFSTR(u"x")), u"x 7 x");
+  EXPECT_EQ(Plain(u"%1$*2$d|%3$.*2$f", 5, 3, 2.0), u"  5|2.000");
+  EXPECT_EQ(Plain(u"%2$d", 1, 2), std::nullopt) << "a gap";
+  EXPECT_EQ(Plain(u"%1$d %d", 1, 2), std::nullopt) << "mixed";
+  EXPECT_EQ(Plain(u"%d %1$d", 1, 2), std::nullopt) << "mixed";
+  EXPECT_EQ(Plain(u"%1$d %1$f", 1), std::nullopt) << "two kinds";
+  EXPECT_EQ(Plain(u"%99999$d", 1), std::nullopt);
+  EXPECT_EQ(Plain(u"%1$s%%", "a"), u"a%");
+}
+
+TEST(StringFormat, WhatIsNoConversionIsText) {
+  EXPECT_EQ(Plain(u"100%"), u"100%");
+  EXPECT_EQ(Plain(u"%k %d", 1), u"%k 1");
+  EXPECT_EQ(Plain(u"%5"), u"%5");
+  EXPECT_EQ(Plain(u"%n"), u"%n");
+  EXPECT_EQ(Plain(u"%\x4E2D"), u"%\x4E2D");
+}
+
+TEST(StringFormat, TheReplacementOfSmallStrings) {
+  const auto formatted = [](const char16_t* format, auto... arguments) {
+    return Formatted(FormatStyle::kSmallStringsAreWide, format, arguments...);
+  };
+  EXPECT_EQ(formatted(u"%s %S", u"a", u"b"), u"a b");
+  EXPECT_EQ(formatted(u"%%s"), u"%S");
+  EXPECT_EQ(formatted(u"%%%s", u"x"), u"%x");
+  EXPECT_EQ(formatted(u"%3s", "ab"), u" ab");
+  EXPECT_EQ(formatted(u"%5%s"), u"%S");
+}
+
+TEST(StringFormat, HugeResultsFailCleanly) {
+  EXPECT_EQ(Plain(u"%99999999999d", 1), std::nullopt);
+  EXPECT_EQ(Plain(u"%.99999999999d", 1), std::nullopt);
+  EXPECT_EQ(Plain(u"%.999999f", 1.0), std::nullopt);
+  EXPECT_EQ(Plain(u"%3000d", 1)->size(), 3000u);
+  EXPECT_EQ(Plain(u"%f", 1e300)->size(), 308u);
+}
+
+TEST(StringFormat, NarrowFormatsAreMacRoman) {
+  const auto formatted = [](const char* format, ...) -> std::u16string {
+    FormatBuffer buffer;
+    std::va_list arguments;
+    va_start(arguments, format);
+    const bool done = FormatMacRoman(buffer, format, arguments);
+    va_end(arguments);
+    return done ? std::u16string(buffer.units()) : std::u16string(u"failed");
+  };
+  EXPECT_EQ(formatted("\x8E %s %d%%", "\x8F", 3), u"\xE9 \xE8 3%");
+  EXPECT_EQ(formatted("%\x8E"), u"%\xE9");
+}
+
+}  // namespace
+}  // namespace orvik

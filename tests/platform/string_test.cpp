@@ -1,0 +1,151 @@
+#include "platform/foundation/string.h"
+
+#include <climits>
+
+#include "platform/foundation/autorelease_pool.h"
+#include "tests/support/test_environment.h"
+
+namespace orvik {
+namespace {
+
+struct Release {
+  void operator()(const NSObject* object) const { CFRelease(object); }
+};
+using Owned = std::unique_ptr<NSString, Release>;
+
+Owned Units(std::u16string_view units) {
+  return Owned(NSString::NewFromUnits(units));
+}
+
+// Every way to hold the same text.
+std::vector<Owned> FormsOf(const std::u16string& text) {
+  std::vector<Owned> forms;
+  forms.push_back(Units(text));
+  forms.emplace_back(NSString::NewMutable(text));
+  forms.emplace_back(NSString::NewNoCopy(text, false));
+  return forms;
+}
+
+TEST(String, TheWayATextIsKeptNeverShows) {
+  const std::u16string texts[] = {
+      u"",       u"a",       u"abc",          u"abcdefgh1234567", u"Gr\xFC\xDF",
+      u"\x20AC", u"a\x20AC", u"\xD83D\xDE00", {u'a', u'\0', u'b'}};
+  for (const std::u16string& text : texts) {
+    const auto forms = FormsOf(text);
+    for (const std::u16string& other : texts) {
+      for (const auto& a : forms) {
+        EXPECT_EQ(a->length(), static_cast<CFIndex>(text.size()));
+        EXPECT_EQ(a->ToUnits(), text);
+        for (const auto& b : FormsOf(other)) {
+          EXPECT_EQ(a->isEqual(b.get()), text == other);
+          if (text == other) {
+            EXPECT_EQ(a->hash(), b->hash());
+          }
+          const int order = text.compare(other);
+          EXPECT_EQ(a->compare(b.get()), order < 0 ? -1 : order > 0);
+        }
+      }
+    }
+  }
+}
+
+TEST(String, KeepsBytesWhereTheyAreEnough) {
+  EXPECT_TRUE(Units(u"abc")->isAscii());
+  EXPECT_TRUE(Units(u"\xFF")->isLatin1());
+  EXPECT_FALSE(Units(u"\xFF")->isAscii());
+  EXPECT_FALSE(Units(u"\x100")->isLatin1());
+  EXPECT_TRUE(Owned(NSString::NewFromUtf8("\xC3\xBF"))->isLatin1());
+  EXPECT_STREQ(Units(u"0123456789abcdef")->latin1().data(), "0123456789abcdef");
+}
+
+TEST(String, RefusesBytesThatAreNoUtf8) {
+  for (const char* bytes : {"\x80", "a\xC3", "\xED\xA0\x80", "\xC0\x80", "\xF4\x90\x80\x80"}) {
+    EXPECT_EQ(NSString::NewFromUtf8(bytes), nullptr) << bytes;
+  }
+  EXPECT_EQ(Owned(NSString::NewFromUtf8("x\xF0\x9F\x98\x80"))->ToUnits(), u"x\xD83D\xDE00");
+}
+
+TEST(String, ChangesStayWithinTheString) {
+  const Owned string(NSString::NewMutable(u"hello"));
+  string->replaceCharacters(1, 3, u"u");
+  EXPECT_EQ(string->ToUnits(), u"huo");
+  string->append(string->wide());
+  EXPECT_EQ(string->ToUnits(), u"huohuo");
+  string->replaceCharacters(1, 100, string->wide().substr(0, 2));
+  EXPECT_EQ(string->ToUnits(), u"hhu");
+  string->replaceCharacters(4, 0, u"beyond");
+  EXPECT_EQ(string->ToUnits(), u"hhu");
+  const Owned copy(string->copy());
+  string->append(u"!");
+  EXPECT_EQ(copy->ToUnits(), u"hhu");
+  EXPECT_FALSE(copy->isMutable());
+}
+
+TEST(String, ABufferOfTheCallersIsNeverLeft) {
+  char16_t buffer[] = u"abcdXY";
+  const Owned string(NSString::NewInBuffer(buffer, 3, 4));
+  string->replaceCharacters(1, 1, u"12345");
+  EXPECT_EQ(string->ToUnits(), u"a123");
+  EXPECT_EQ(std::u16string_view(buffer), u"a123XY");
+  string->replaceCharacters(0, 1, u"--");
+  EXPECT_EQ(string->ToUnits(), u"--12");
+}
+
+TEST(String, CopyOfBorrowedUnitsIsItsOwn) {
+  std::u16string text = u"abc";
+  const Owned borrowed(NSString::NewNoCopy(text, false));
+  const Owned copy(borrowed->copy());
+  text[0] = u'X';
+  EXPECT_EQ(copy->ToUnits(), u"abc");
+}
+
+TEST(String, Numbers) {
+  struct {
+    const char16_t* text;
+    int integer;
+    double real;
+  } const cases[] = {
+      {u"", 0, 0},
+      {u"12", 12, 12},
+      {u" \t\n-7x", -7, -7},
+      {u"+5", 5, 5},
+      {u"--5", 0, 0},
+      {u"\x3000"
+       u"42",
+       42, 42},
+      {u"\x0661", 0, 0},
+      {u"3.75e2z", 3, 375},
+      {u"2147483648", INT_MAX, 2147483648.0},
+      {u".5", 0, 0.5},
+      {u"inf", 0, 0},
+      {u"0x10", 0, 0},
+      {u"1e", 1, 1},
+      {u"-99999999999999999999", INT_MIN, -1e20},
+  };
+  for (const auto& one : cases) {
+    EXPECT_EQ(Units(one.text)->intValue(), one.integer) << testing::PrintToString(one.text);
+    EXPECT_EQ(Units(one.text)->doubleValue(), one.real) << testing::PrintToString(one.text);
+  }
+}
+
+TEST(String, BytesForTheOutsideNeverFail) {
+  const NSAutoreleasePool pool;
+  EXPECT_STREQ(Units(u"plain")->cString(), "plain");
+  EXPECT_STREQ(Units(u"\xE9\x4E2D\xD83D\xDE00!")->cString(),
+               "\x8E?"
+               "?!");
+  EXPECT_STREQ(Units(u"\xE9\x4E2D\xD83D")->UTF8String(), "\xC3\xA9\xE4\xB8\xAD?");
+}
+
+TEST(String, MakesNewTexts) {
+  const NSAutoreleasePool pool;
+  const Owned a = Units(u"ab");
+  EXPECT_EQ(a->stringByAppendingString(Units(u"\x20AC").get())->ToUnits(), u"ab\x20AC");
+  EXPECT_EQ(a->stringByAppendingString(Units(u"\xE9").get())->ToUnits(), u"ab\xE9");
+  EXPECT_EQ(a->stringByAppendingString(nullptr)->ToUnits(), u"ab");
+  EXPECT_EQ(NSString::stringWithFormat(Units(u"%@-%d").get(), a.get(), 5)->ToUnits(), u"ab-5");
+  EXPECT_EQ(NSString::stringWithUTF8String("\xFF"), nullptr);
+}
+
+}  // namespace
+}  // namespace orvik
