@@ -1,8 +1,8 @@
 #include "platform/core_foundation/string.h"
 
 #include <cstring>
+#include <map>
 #include <mutex>
-#include <unordered_map>
 
 #include "platform/core_foundation/string_format.h"
 #include "platform/core_foundation/string_views.h"
@@ -33,12 +33,11 @@ NSString* NewFromBytes(std::string_view bytes, CFStringEncoding encoding) {
 CFStringRef CFSTR(std::u16string_view text) {
   static std::mutex guard;
   // Never destroyed: constants outlive everything.
-  static auto* const constants = new std::unordered_map<std::u16string_view, CFStringRef>;
+  static auto* const constants = new std::map<std::u16string, CFStringRef, std::less<>>;
   const std::lock_guard lock(guard);
   const auto found = constants->find(text);
   if (found != constants->end()) return found->second;
-  const auto* owned = new std::u16string(text);
-  return constants->emplace(*owned, NSString::NewFromUnits(text)).first->second;
+  return constants->emplace(text, NSString::NewFromUnits(text)).first->second;
 }
 
 CFTypeID CFStringGetTypeID() {

@@ -161,6 +161,7 @@ TEST_F(SharedLockTest, AFileThatIsNoRecordIsFree) {
   fs::create_directories(RecordFile() / "x");
   EXPECT_FALSE(IsGlobalSharedPListLocked(kDomain));
   EXPECT_TRUE(LockGlobalSharedPList(kDomain));
+  UnlockGlobalSharedPList(kDomain);
   EXPECT_EQ(WritePreferenceString(0, u"K", u"n", u"v", kDomain), 0u);
   EXPECT_EQ(OnDisk(SharedFile()), R"({"K":{"n":"v"}})");
 }
