@@ -34,6 +34,8 @@ class PropertyListBuilder {
   // dictionary without a key, or containers too deep. The capacity is a hint.
   bool OpenArray(size_t capacity = 0);
   bool OpenDictionary(size_t capacity = 0);
+  // Adds to a dictionary of the caller's from here on, until it is closed.
+  void Reopen(NSDictionary* dictionary) { open_.push_back({nullptr, dictionary, nullptr}); }
   bool AddAscii(std::string_view text);
   bool AddString(std::u16string_view text);
   bool AddInteger(PropertyListInteger value);

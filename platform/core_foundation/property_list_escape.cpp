@@ -3,6 +3,7 @@
 #include <unicode/utf16.h>
 #include <unicode/utf8.h>
 
+#include <algorithm>
 #include <array>
 #include <cstdint>
 
@@ -98,6 +99,12 @@ void AppendPropertyListAscii(std::string& xml, std::string_view text) {
     start = i + 1;
   }
   xml.append(text, start);
+}
+
+bool IsPropertyListXmlText(std::string_view xml) {
+  return std::all_of(xml.begin(), xml.end(), [](char c) {
+    return static_cast<signed char>(c) >= 0 && !kSpecial[static_cast<unsigned char>(c)];
+  });
 }
 
 void AppendPropertyListText(std::string& xml, std::u16string_view text) {

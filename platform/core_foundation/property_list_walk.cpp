@@ -44,6 +44,13 @@ bool PropertyListWalk::Visit(const NSObject* object) {
     return visitor_.Leaf(object, kind);
   }
   if (open_.size() == kPropertyListMaximumDepth) return false;
+  if (kind == PropertyListKind::kDictionary) {
+    const auto* dictionary = static_cast<const NSDictionary*>(object);
+    if (dictionary->isDeferred()) {
+      const PropertyListDeferral deferral = visitor_.Deferred(*dictionary);
+      if (deferral != PropertyListDeferral::kOpen) return deferral == PropertyListDeferral::kDone;
+    }
+  }
   const size_t first = entries_.size();
   open_.push_back({kind, first, first});
   if (kind == PropertyListKind::kDictionary) {

@@ -24,6 +24,8 @@ enum class PropertyListKind {
 
 PropertyListKind KindOfPropertyListObject(const NSObject* object);
 
+enum class PropertyListDeferral { kOpen, kDone, kFailed };
+
 enum class PropertyListOrder { kStored, kByKey };
 
 class PropertyListWalk {
@@ -36,6 +38,10 @@ class PropertyListWalk {
     virtual bool Begin(const NSObject* container, PropertyListKind kind, size_t count) = 0;
     virtual bool Key(const NSString* key) = 0;
     virtual bool End(PropertyListKind kind) = 0;
+    // A dictionary whose entries are not made yet: kDone when the visitor has seen to all of it.
+    virtual PropertyListDeferral Deferred(const NSDictionary&) {
+      return PropertyListDeferral::kOpen;
+    }
   };
 
   // True when all of the list was walked. False also for what is no property list: an object of

@@ -1,6 +1,7 @@
 #include "platform/core_foundation/property_list_escape.h"
 #include "platform/core_foundation/property_list_forms.h"
 #include "platform/core_foundation/property_list_walk.h"
+#include "platform/core_foundation/property_list_xml_content.h"
 
 namespace orvik {
 namespace {
@@ -19,49 +20,49 @@ class XmlWriter : public PropertyListWalk::Visitor {
   bool Leaf(const NSObject* object, PropertyListKind kind) override {
     switch (kind) {
       case PropertyListKind::kString:
-        AppendTextElement("string", static_cast<CFStringRef>(object));
+        AppendString("string", static_cast<CFStringRef>(object));
         return true;
-      case PropertyListKind::kNumber:
-        AppendNumber(static_cast<CFNumberRef>(object));
+      case PropertyListKind::kNumber: {
+        const auto number = static_cast<CFNumberRef>(object);
+        if (number->isReal()) {
+          AppendReal(number->doubleValue());
+        } else {
+          AppendInteger(IntegerOf(*number));
+        }
         return true;
+      }
       case PropertyListKind::kBoolean:
-        Indent();
-        xml_ += CFBooleanGetValue(static_cast<CFBooleanRef>(object)) ? "<true/>\n" : "<false/>\n";
+        AppendBoolean(CFBooleanGetValue(static_cast<CFBooleanRef>(object)));
         return true;
       case PropertyListKind::kDate:
         return AppendDate(CFDateGetAbsoluteTime(static_cast<CFDateRef>(object)));
       case PropertyListKind::kData:
-        AppendData(static_cast<CFDataRef>(object));
+        AppendData(static_cast<CFDataRef>(object)->View());
         return true;
       default:
         return false;
     }
   }
 
-  bool Begin(const NSObject*, PropertyListKind kind, size_t count) override {
-    Indent();
-    const char* name = kind == PropertyListKind::kArray ? "array" : "dict";
-    xml_ += '<';
-    xml_ += name;
-    xml_ += count == 0 ? "/>\n" : ">\n";
-    is_empty_ = count == 0;
-    ++depth_;
+  bool Key(const NSString* key) override {
+    AppendString("key", key);
     return true;
   }
 
-  bool Key(const NSString* key) override {
-    AppendTextElement("key", key);
-    return true;
+  bool Begin(const NSObject*, PropertyListKind kind, size_t count) override {
+    return BeginContainer(kind == PropertyListKind::kArray, count == 0);
   }
 
   bool End(PropertyListKind kind) override {
-    --depth_;
-    if (!is_empty_) {
-      Indent();
-      xml_ += kind == PropertyListKind::kArray ? "</array>\n" : "</dict>\n";
-    }
-    is_empty_ = false;
+    EndContainer(kind == PropertyListKind::kArray);
     return true;
+  }
+
+  PropertyListDeferral Deferred(const NSDictionary& dictionary) override {
+    const auto deferred = dictionary.deferredContent();
+    const auto* content = dynamic_cast<const XmlDictionaryContent*>(deferred.get());
+    if (content == nullptr) return PropertyListDeferral::kOpen;
+    return AppendNodes(*content) ? PropertyListDeferral::kDone : PropertyListDeferral::kFailed;
   }
 
   std::string Take() {
@@ -70,13 +71,123 @@ class XmlWriter : public PropertyListWalk::Visitor {
   }
 
  private:
+  // Writes nodes that were never made objects, to the same effect.
+  class NodeWriter {
+   public:
+    NodeWriter(XmlWriter& writer, const std::shared_ptr<const XmlPropertyListDocument>& document)
+        : writer_(writer), document_(document) {}
+
+    XmlStep Begin(const pugi::xml_node& node, XmlElement element) {
+      if (element == XmlElement::kDictionary && !document_->IsInOrder(node)) {
+        const OwnedObject object = MakeXmlValue(document_, node, kCFPropertyListImmutable);
+        return PropertyListWalk::Run(object.get(), PropertyListOrder::kByKey, writer_)
+                   ? XmlStep::kPast
+                   : XmlStep::kStop;
+      }
+      const bool is_empty = !XmlPropertyListDocument::FirstElement(node.first_child());
+      return writer_.BeginContainer(element == XmlElement::kArray, is_empty) ? XmlStep::kInto
+                                                                             : XmlStep::kStop;
+    }
+
+    bool End(const pugi::xml_node&, XmlElement element) {
+      writer_.EndContainer(element == XmlElement::kArray);
+      return true;
+    }
+
+    bool Leaf(const pugi::xml_node& node, XmlElement element) {
+      switch (element) {
+        case XmlElement::kKey:
+          AppendText("key", node);
+          return true;
+        case XmlElement::kString:
+          AppendText("string", node);
+          return true;
+        case XmlElement::kInteger:
+          writer_.AppendInteger(*ParsePropertyListInteger(AsciiText(node)));
+          return true;
+        case XmlElement::kReal:
+          writer_.AppendReal(*ParsePropertyListReal(AsciiText(node)));
+          return true;
+        case XmlElement::kDate:
+          return writer_.AppendDate(*ParsePropertyListDate(AsciiText(node)));
+        case XmlElement::kData:
+          writer_.AppendData(*ParsePropertyListData(AsciiText(node)));
+          return true;
+        default:
+          writer_.AppendBoolean(element == XmlElement::kTrue);
+          return true;
+      }
+    }
+
+   private:
+    std::string_view AsciiText(const pugi::xml_node& node) {
+      std::string_view text;
+      XmlPropertyListDocument::AsciiText(node, storage_, text);
+      return text;
+    }
+
+    void AppendText(std::string_view name, const pugi::xml_node& node) {
+      writer_.Open(name);
+      std::string_view text;
+      if (XmlPropertyListDocument::PlainText(node, text) && IsPropertyListXmlText(text)) {
+        writer_.xml_ += text;
+      } else {
+        XmlPropertyListDocument::DecodedText(node, decoded_);
+        AppendPropertyListText(writer_.xml_, decoded_);
+      }
+      writer_.Close(name);
+    }
+
+    XmlWriter& writer_;
+    const std::shared_ptr<const XmlPropertyListDocument>& document_;
+    std::string storage_;
+    std::u16string decoded_;
+  };
+
+  bool AppendNodes(const XmlDictionaryContent& content) {
+    NodeWriter nodes(*this, content.document());
+    return XmlPropertyListDocument::Walk(content.node(), nodes);
+  }
+
   void Indent() { xml_.append(static_cast<size_t>(depth_), '\t'); }
 
-  void AppendTextElement(std::string_view name, const NSString* text) {
+  void Open(std::string_view name) {
     Indent();
     xml_ += '<';
     xml_ += name;
     xml_ += '>';
+  }
+
+  void Close(std::string_view name) {
+    xml_ += "</";
+    xml_ += name;
+    xml_ += ">\n";
+  }
+
+  bool BeginContainer(bool is_array, bool is_empty) {
+    if (depth_ == kPropertyListMaximumDepth) return false;
+    Indent();
+    if (is_empty) {
+      xml_ += is_array ? "<array/>\n" : "<dict/>\n";
+    } else {
+      xml_ += is_array ? "<array>\n" : "<dict>\n";
+    }
+    is_empty_ = is_empty;
+    ++depth_;
+    return true;
+  }
+
+  void EndContainer(bool is_array) {
+    --depth_;
+    if (!is_empty_) {
+      Indent();
+      xml_ += is_array ? "</array>\n" : "</dict>\n";
+    }
+    is_empty_ = false;
+  }
+
+  void AppendString(std::string_view name, const NSString* text) {
+    Open(name);
     if (text->isAscii()) {
       AppendPropertyListAscii(xml_, text->latin1());
     } else if (text->isLatin1()) {
@@ -84,39 +195,40 @@ class XmlWriter : public PropertyListWalk::Visitor {
     } else {
       AppendPropertyListText(xml_, text->wide());
     }
-    xml_ += "</";
-    xml_ += name;
-    xml_ += ">\n";
+    Close(name);
   }
 
-  void AppendNumber(CFNumberRef number) {
+  void AppendInteger(PropertyListInteger value) {
+    Open("integer");
+    AppendPropertyListInteger(xml_, value);
+    Close("integer");
+  }
+
+  void AppendReal(double value) {
+    Open("real");
+    AppendPropertyListReal(xml_, value);
+    Close("real");
+  }
+
+  void AppendBoolean(bool value) {
     Indent();
-    if (number->isReal()) {
-      xml_ += "<real>";
-      AppendPropertyListReal(xml_, number->doubleValue());
-      xml_ += "</real>\n";
-    } else {
-      xml_ += "<integer>";
-      AppendPropertyListInteger(xml_, IntegerOf(*number));
-      xml_ += "</integer>\n";
-    }
+    xml_ += value ? "<true/>\n" : "<false/>\n";
   }
 
   bool AppendDate(double seconds) {
     if (!IsPropertyListDate(seconds)) return false;
-    Indent();
-    xml_ += "<date>";
+    Open("date");
     AppendPropertyListDate(xml_, seconds);
-    xml_ += "</date>\n";
+    Close("date");
     return true;
   }
 
-  void AppendData(CFDataRef data) {
+  void AppendData(std::string_view bytes) {
+    Open("data");
+    xml_ += '\n';
+    AppendPropertyListData(xml_, bytes, depth_);
     Indent();
-    xml_ += "<data>\n";
-    AppendPropertyListData(xml_, data->View(), depth_);
-    Indent();
-    xml_ += "</data>\n";
+    Close("data");
   }
 
   std::string xml_;
