@@ -1,5 +1,6 @@
 #include "platform/foundation/dictionary.h"
 
+#include <mutex>
 #include <string>
 #include <utility>
 
@@ -16,6 +17,9 @@ constexpr std::size_t kNowhere = static_cast<std::size_t>(-1);
 // Up to this many entries a walk is as fast as a look-up.
 constexpr std::size_t kWalked = 8;
 
+// Makers of entries make deferred dictionaries, but look into none.
+std::mutex deferral_mutex;
+
 std::size_t Mix(CFHashCode hash) {
   const std::uint64_t mixed = hash * 0x9E3779B97F4A7C15u;
   return static_cast<std::size_t>(mixed ^ (mixed >> 32));
@@ -27,6 +31,27 @@ NSDictionary* NSDictionary::Create(bool is_mutable, std::size_t capacity) {
   auto* dictionary = new NSDictionary(is_mutable);
   if (capacity > 0) dictionary->Rebuild(capacity);
   return dictionary;
+}
+
+NSDictionary* NSDictionary::CreateDeferred(bool is_mutable,
+                                           std::shared_ptr<const DeferredContent> content) {
+  auto* dictionary = new NSDictionary(is_mutable);
+  dictionary->content_ = std::move(content);
+  dictionary->is_deferred_.store(true, std::memory_order_relaxed);
+  return dictionary;
+}
+
+std::shared_ptr<const NSDictionary::DeferredContent> NSDictionary::deferredContent() const {
+  const std::lock_guard lock(deferral_mutex);
+  return content_;
+}
+
+void NSDictionary::MakeDeferred() const {
+  const std::lock_guard lock(deferral_mutex);
+  if (!isDeferred()) return;
+  content_->MakeEntries(const_cast<NSDictionary*>(this));
+  content_.reset();
+  is_deferred_.store(false, std::memory_order_release);
 }
 
 NSDictionary* NSDictionary::dictionary() {
@@ -100,12 +125,14 @@ void NSDictionary::SetOwned(const NSObject* key, const NSObject* value) {
 }
 
 NSObject* NSDictionary::objectForKey(const NSObject* key) const {
+  Load();
   if (key == nullptr || count_ == 0) return nullptr;
   const std::size_t found = Find(key, key->hash());
   return found == kNowhere ? nullptr : const_cast<NSObject*>(entries_[found].value);
 }
 
 NSArray* NSDictionary::allKeys() const {
+  Load();
   NSArray* keys = NSArray::Create(false, count_);
   for (const Entry& entry : entries_) {
     if (entry.key != nullptr) keys->AppendOwned(Retained(entry.key));
@@ -119,12 +146,13 @@ NSEnumerator* NSDictionary::keyEnumerator() const {
 
 void NSDictionary::setObject(const NSObject* value, const NSObject* key) {
   if (!is_mutable_ || key == nullptr || value == nullptr) return;
+  Load();
   const NSObject* own_key = key->copy();
   SetOwned(own_key != nullptr ? own_key : Retained(key), Retained(value));
 }
 
 void NSDictionary::removeObjectForKey(const NSObject* key) {
-  if (!is_mutable_ || key == nullptr || count_ == 0) return;
+  if (!is_mutable_ || key == nullptr || count() == 0) return;
   const std::size_t found = Find(key, key->hash());
   if (found == kNowhere) return;
   // The slot goes on pointing at the place, so that look-ups pass over it.
@@ -136,6 +164,7 @@ void NSDictionary::removeObjectForKey(const NSObject* key) {
 
 void NSDictionary::removeAllObjects() {
   if (!is_mutable_) return;
+  Load();
   const std::vector<Entry> entries = std::exchange(entries_, {});
   slots_.clear();
   count_ = 0;
@@ -155,7 +184,7 @@ bool NSDictionary::isEqual(const NSObject* other) const {
   if (this == other) return true;
   if (other == nullptr || other->typeID() != CFDictionaryGetTypeID()) return false;
   const auto* others = static_cast<const NSDictionary*>(other);
-  if (others->count_ != count_) return false;
+  if (others->count() != count()) return false;
   for (const Entry& entry : entries_) {
     if (entry.key == nullptr) continue;
     const std::size_t found = others->Find(entry.key, entry.hash);
@@ -165,10 +194,11 @@ bool NSDictionary::isEqual(const NSObject* other) const {
 }
 
 CFHashCode NSDictionary::hash() const {
-  return count_;
+  return static_cast<CFHashCode>(count());
 }
 
 NSDictionary* NSDictionary::CopyEntries(bool is_mutable) const {
+  Load();
   NSDictionary* copy = Create(is_mutable);
   copy->entries_.reserve(count_);
   for (const Entry& entry : entries_) {
@@ -190,6 +220,7 @@ NSObject* NSDictionary::mutableCopy() const {
 }
 
 const NSString* NSDictionary::description() const {
+  Load();
   std::u16string text = u"{\n";
   for (const Entry& entry : entries_) {
     if (entry.key == nullptr) continue;

@@ -1,7 +1,9 @@
 // Collections of objects under keys.
 #pragma once
 
+#include <atomic>
 #include <cstdint>
+#include <memory>
 #include <vector>
 
 #include "platform/foundation/array.h"
@@ -20,6 +22,23 @@ class NSDictionary final : public NSObject {
     CFHashCode hash;
   };
 
+  // Entries that are made when they are first looked at, by whatever thread.
+  class DeferredContent {
+   public:
+    virtual ~DeferredContent() = default;
+    // With SetOwned. The dictionary is new and empty.
+    virtual void MakeEntries(NSDictionary* dictionary) const = 0;
+  };
+
+  // A dictionary with that content, owned by the caller.
+  static NSDictionary* CreateDeferred(bool is_mutable,
+                                      std::shared_ptr<const DeferredContent> content);
+
+  // Whether nobody has looked at the entries of a deferred dictionary yet; the content of one,
+  // or null.
+  bool isDeferred() const { return is_deferred_.load(std::memory_order_acquire); }
+  std::shared_ptr<const DeferredContent> deferredContent() const;
+
   // An empty dictionary, owned by the caller.
   static NSDictionary* Create(bool is_mutable = true, std::size_t capacity = 0);
 
@@ -27,7 +46,10 @@ class NSDictionary final : public NSObject {
   static NSDictionary* dictionary();
   static NSDictionary* dictionaryWithCapacity(CFIndex capacity);
 
-  CFIndex count() const { return static_cast<CFIndex>(count_); }
+  CFIndex count() const {
+    Load();
+    return static_cast<CFIndex>(count_);
+  }
   NSObject* objectForKey(const NSObject* key) const;
   // The keys, autoreleased.
   NSArray* allKeys() const;
@@ -43,7 +65,10 @@ class NSDictionary final : public NSObject {
   void SetOwned(const NSObject* key, const NSObject* value);
 
   // In order; skip those without a key.
-  const std::vector<Entry>& Entries() const { return entries_; }
+  const std::vector<Entry>& Entries() const {
+    Load();
+    return entries_;
+  }
   bool isMutable() const { return is_mutable_; }
 
   CFTypeID typeID() const override;
@@ -57,6 +82,10 @@ class NSDictionary final : public NSObject {
   explicit NSDictionary(bool is_mutable) : is_mutable_(is_mutable) {}
   ~NSDictionary() override;
 
+  void Load() const {
+    if (isDeferred()) MakeDeferred();
+  }
+  void MakeDeferred() const;
   NSDictionary* CopyEntries(bool is_mutable) const;
   std::size_t Find(const NSObject* key, CFHashCode hash) const;
   void Rebuild(std::size_t capacity);
@@ -65,6 +94,8 @@ class NSDictionary final : public NSObject {
   std::vector<Entry> entries_;
   std::vector<std::uint32_t> slots_;  // entry + 1, open addressing; 0 is free
   std::size_t count_ = 0;
+  mutable std::shared_ptr<const DeferredContent> content_;
+  mutable std::atomic<bool> is_deferred_{false};
   bool is_mutable_;
 };
 
