@@ -10,6 +10,8 @@
 #include <memory>
 #include <vector>
 
+#include "platform/host/large_buffer.h"
+
 namespace orvik {
 namespace {
 
@@ -105,7 +107,10 @@ std::optional<std::string> Decode(std::string_view bytes) {
   const std::string encoding = DeclaredEncoding(bytes);
   if (!encoding.empty() && !NamesUnicode(encoding)) return Convert(bytes, encoding.c_str());
   if (!IsValidUtf8(bytes)) return std::nullopt;
-  return std::string(bytes);
+  std::string text;
+  host::ReserveLarge(text, bytes.size());
+  text = bytes;
+  return text;
 }
 
 }  // namespace

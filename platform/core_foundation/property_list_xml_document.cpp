@@ -79,21 +79,12 @@ bool AppendDecoded(std::string_view text, bool has_references, std::u16string& r
   return true;
 }
 
-XmlElement NamedElement(std::string_view name) {
-  constexpr struct {
-    std::string_view name;
-    XmlElement element;
-  } kElements[] = {
-      {"key", XmlElement::kKey},         {"string", XmlElement::kString},
-      {"dict", XmlElement::kDictionary}, {"integer", XmlElement::kInteger},
-      {"array", XmlElement::kArray},     {"true", XmlElement::kTrue},
-      {"false", XmlElement::kFalse},     {"real", XmlElement::kReal},
-      {"date", XmlElement::kDate},       {"data", XmlElement::kData},
-  };
-  for (const auto& known : kElements) {
-    if (known.name == name) return known.element;
-  }
-  return XmlElement::kUnknown;
+// In the order of XmlElement.
+constexpr const char* kElementNames[] = {"",      "key",  "string", "integer", "real", "true",
+                                         "false", "date", "data",   "array",   "dict"};
+
+bool HasElementName(const pugi::xml_node& node, XmlElement element) {
+  return strcmp(node.name(), kElementNames[static_cast<size_t>(element)]) == 0;
 }
 
 class Checker {
@@ -101,7 +92,7 @@ class Checker {
   explicit Checker(std::unordered_set<const void*>& unordered) : unordered_(unordered) {}
 
   XmlStep Begin(const pugi::xml_node& node, XmlElement element) {
-    if (NamedElement(node.name()) != element || !TakePlace() || !HasBlankText(node) ||
+    if (!HasElementName(node, element) || !TakePlace() || !HasBlankText(node) ||
         open_.size() == kPropertyListMaximumDepth) {
       return XmlStep::kStop;
     }
@@ -118,7 +109,7 @@ class Checker {
   }
 
   bool Leaf(const pugi::xml_node& node, XmlElement element) {
-    if (NamedElement(node.name()) != element) return false;
+    if (!HasElementName(node, element)) return false;
     if (element == XmlElement::kKey) return TakeKey(node);
     if (!TakePlace()) return false;
     switch (element) {

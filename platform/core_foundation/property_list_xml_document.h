@@ -35,6 +35,9 @@ class XmlPropertyListDocument {
   // Null, with the reason, unless the text (UTF-8 without NUL) is a whole property list.
   static std::shared_ptr<const XmlPropertyListDocument> Parse(std::string text, std::string& error);
 
+  // Of the text, in bytes.
+  size_t size() const { return text_.size(); }
+
   // The element of the root value.
   pugi::xml_node root() const { return root_; }
 
@@ -61,8 +64,10 @@ class XmlPropertyListDocument {
   static bool IsBlank(const char* text);
   static bool IsElement(const pugi::xml_node& node) { return node.type() == pugi::node_element; }
   static pugi::xml_node FirstElement(pugi::xml_node node) {
-    while (node && !IsElement(node)) node = node.next_sibling();
-    return node;
+    for (;; node = node.next_sibling()) {
+      const pugi::xml_node_type type = node.type();
+      if (type == pugi::node_element || type == pugi::node_null) return node;
+    }
   }
 
  private:

@@ -1,7 +1,10 @@
+#include <utility>
+
 #include "platform/core_foundation/property_list_escape.h"
 #include "platform/core_foundation/property_list_forms.h"
 #include "platform/core_foundation/property_list_walk.h"
 #include "platform/core_foundation/property_list_xml_content.h"
+#include "platform/host/large_buffer.h"
 
 namespace orvik {
 namespace {
@@ -11,6 +14,7 @@ constexpr std::string_view kHeader =
     "<!DOCTYPE plist PUBLIC \"-//Apple//DTD PLIST 1.0//EN\" "
     "\"http://www.apple.com/DTDs/PropertyList-1.0.dtd\">\n"
     "<plist version=\"1.0\">\n";
+constexpr size_t kRoomForChanges = 4096;
 constexpr std::string_view kFooter = "</plist>\n";
 
 class XmlWriter : public PropertyListWalk::Visitor {
@@ -145,6 +149,9 @@ class XmlWriter : public PropertyListWalk::Visitor {
   };
 
   bool AppendNodes(const XmlDictionaryContent& content) {
+    if (std::exchange(last_document_, content.document().get()) != content.document().get()) {
+      host::ReserveLarge(xml_, xml_.size() + content.document()->size() + kRoomForChanges);
+    }
     NodeWriter nodes(*this, content.document());
     return XmlPropertyListDocument::Walk(content.node(), nodes);
   }
@@ -232,6 +239,7 @@ class XmlWriter : public PropertyListWalk::Visitor {
   }
 
   std::string xml_;
+  const XmlPropertyListDocument* last_document_ = nullptr;
   int depth_ = 0;
   bool is_empty_ = false;
 };
