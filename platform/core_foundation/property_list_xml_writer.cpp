@@ -14,6 +14,18 @@ constexpr std::string_view kHeader =
     "<!DOCTYPE plist PUBLIC \"-//Apple//DTD PLIST 1.0//EN\" "
     "\"http://www.apple.com/DTDs/PropertyList-1.0.dtd\">\n"
     "<plist version=\"1.0\">\n";
+// What stands before and behind the text of a simple value.
+struct Tags {
+  std::string_view before;
+  std::string_view behind;
+};
+constexpr Tags kKey = {"<key>", "</key>\n"};
+constexpr Tags kString = {"<string>", "</string>\n"};
+constexpr Tags kInteger = {"<integer>", "</integer>\n"};
+constexpr Tags kReal = {"<real>", "</real>\n"};
+constexpr Tags kDate = {"<date>", "</date>\n"};
+constexpr Tags kData = {"<data>\n", "</data>\n"};
+
 constexpr size_t kRoomForChanges = 4096;
 constexpr std::string_view kFooter = "</plist>\n";
 
@@ -24,7 +36,7 @@ class XmlWriter : public PropertyListWalk::Visitor {
   bool Leaf(const NSObject* object, PropertyListKind kind) override {
     switch (kind) {
       case PropertyListKind::kString:
-        AppendString("string", static_cast<CFStringRef>(object));
+        AppendString(kString, static_cast<CFStringRef>(object));
         return true;
       case PropertyListKind::kNumber: {
         const auto number = static_cast<CFNumberRef>(object);
@@ -49,7 +61,7 @@ class XmlWriter : public PropertyListWalk::Visitor {
   }
 
   bool Key(const NSString* key) override {
-    AppendString("key", key);
+    AppendString(kKey, key);
     return true;
   }
 
@@ -101,10 +113,10 @@ class XmlWriter : public PropertyListWalk::Visitor {
     bool Leaf(const pugi::xml_node& node, XmlElement element) {
       switch (element) {
         case XmlElement::kKey:
-          AppendText("key", node);
+          AppendText(kKey, node);
           return true;
         case XmlElement::kString:
-          AppendText("string", node);
+          AppendText(kString, node);
           return true;
         case XmlElement::kInteger:
           writer_.AppendInteger(*ParsePropertyListInteger(AsciiText(node)));
@@ -130,16 +142,16 @@ class XmlWriter : public PropertyListWalk::Visitor {
       return text;
     }
 
-    void AppendText(std::string_view name, const pugi::xml_node& node) {
-      writer_.Open(name);
-      std::string_view text;
-      if (XmlPropertyListDocument::PlainText(node, text) && IsPropertyListXmlText(text)) {
+    void AppendText(const Tags& tags, const pugi::xml_node& node) {
+      writer_.Open(tags);
+      const std::string_view text = node.value();
+      if (!node.first_child() && IsPropertyListXmlText(text)) {
         writer_.xml_ += text;
       } else {
         XmlPropertyListDocument::DecodedText(node, decoded_);
         AppendPropertyListText(writer_.xml_, decoded_);
       }
-      writer_.Close(name);
+      writer_.Close(tags);
     }
 
     XmlWriter& writer_;
@@ -158,18 +170,12 @@ class XmlWriter : public PropertyListWalk::Visitor {
 
   void Indent() { xml_.append(static_cast<size_t>(depth_), '\t'); }
 
-  void Open(std::string_view name) {
+  void Open(const Tags& tags) {
     Indent();
-    xml_ += '<';
-    xml_ += name;
-    xml_ += '>';
+    xml_ += tags.before;
   }
 
-  void Close(std::string_view name) {
-    xml_ += "</";
-    xml_ += name;
-    xml_ += ">\n";
-  }
+  void Close(const Tags& tags) { xml_ += tags.behind; }
 
   bool BeginContainer(bool is_array, bool is_empty) {
     if (depth_ == kPropertyListMaximumDepth) return false;
@@ -193,8 +199,8 @@ class XmlWriter : public PropertyListWalk::Visitor {
     is_empty_ = false;
   }
 
-  void AppendString(std::string_view name, const NSString* text) {
-    Open(name);
+  void AppendString(const Tags& tags, const NSString* text) {
+    Open(tags);
     if (text->isAscii()) {
       AppendPropertyListAscii(xml_, text->latin1());
     } else if (text->isLatin1()) {
@@ -202,19 +208,19 @@ class XmlWriter : public PropertyListWalk::Visitor {
     } else {
       AppendPropertyListText(xml_, text->wide());
     }
-    Close(name);
+    Close(tags);
   }
 
   void AppendInteger(PropertyListInteger value) {
-    Open("integer");
+    Open(kInteger);
     AppendPropertyListInteger(xml_, value);
-    Close("integer");
+    Close(kInteger);
   }
 
   void AppendReal(double value) {
-    Open("real");
+    Open(kReal);
     AppendPropertyListReal(xml_, value);
-    Close("real");
+    Close(kReal);
   }
 
   void AppendBoolean(bool value) {
@@ -224,18 +230,17 @@ class XmlWriter : public PropertyListWalk::Visitor {
 
   bool AppendDate(double seconds) {
     if (!IsPropertyListDate(seconds)) return false;
-    Open("date");
+    Open(kDate);
     AppendPropertyListDate(xml_, seconds);
-    Close("date");
+    Close(kDate);
     return true;
   }
 
   void AppendData(std::string_view bytes) {
-    Open("data");
-    xml_ += '\n';
+    Open(kData);
     AppendPropertyListData(xml_, bytes, depth_);
     Indent();
-    Close("data");
+    Close(kData);
   }
 
   std::string xml_;
