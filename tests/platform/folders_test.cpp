@@ -1,0 +1,56 @@
+#include "platform/carbon/folders.h"
+
+#include "platform/host/errno_status.h"
+#include "tests/support/test_environment.h"
+
+namespace orvik {
+namespace {
+
+class FoldersTest : public test::EnvironmentTest {
+ protected:
+  std::string Path(FSVolumeRefNum domain, OSType type) {
+    FSRef ref;
+    std::string path;
+    const OSErr status = FSFindFolder(domain, type, true, &ref);
+    if (status != noErr) return std::to_string(status);
+    FSRefCopyPath(&ref, &path);
+    return path;
+  }
+};
+
+TEST_F(FoldersTest, LieBelowTheHomeOrTheSystemRoot) {
+  const std::string home = env_.home().string(), root = env_.system_root().string();
+  const struct {
+    FSVolumeRefNum domain;
+    OSType type;
+    std::string path;
+  } cases[] = {
+      {kOnAppropriateDisk, kSharedUserDataFolderType, root + "/Users/Shared"},
+      {kUserDomain, kPreferencesFolderType, home + "/Library/Preferences"},
+      {kLocalDomain, kPreferencesFolderType, root + "/Library/Preferences"},
+      {kUserDomain, kDomainTopLevelFolderType, home},
+      {kUserDomain, kApplicationSupportFolderType, home + "/Library/Application Support"},
+      {kLocalDomain, kApplicationSupportFolderType, root + "/Library/Application Support"},
+      {kSystemDomain, kApplicationSupportFolderType, root + "/Library/Application Support"},
+      {kUserDomain, kDocumentsFolderType, home + "/Documents"},
+      {kUserDomain, kDesktopFolderType, home + "/Desktop"},
+      {kSystemDomain, kSystemDesktopFolderType, root + "/Users/Shared/Desktop"},
+      {kSystemDomain, kApplicationsFolderType, root + "/Applications"},
+      {kSystemDomain, kDesktopFolderType, std::to_string(fnfErr)},
+      {kUserDomain, FourCC("????"), std::to_string(fnfErr)},
+      {1, kDocumentsFolderType, std::to_string(nsvErr)}};
+  for (const auto& one : cases) EXPECT_EQ(Path(one.domain, one.type), one.path);
+  EXPECT_NE(Path(kUserDomain, kTrashFolderType).find("/Trash/files"), std::string::npos);
+}
+
+TEST_F(FoldersTest, AreMadeOnlyWhenAskedTo) {
+  FSRef ref;
+  EXPECT_EQ(FSFindFolder(kUserDomain, kDocumentsFolderType, false, &ref), fnfErr);
+  EXPECT_TRUE(std::filesystem::is_empty(env_.home()));
+  test::WriteFile(env_.home() / "Documents", "no folder");
+  EXPECT_EQ(FSFindFolder(kUserDomain, kDocumentsFolderType, false, &ref), dirNFErr);
+  EXPECT_EQ(FSFindFolder(kUserDomain, kDocumentsFolderType, true, &ref), dirNFErr);
+}
+
+}  // namespace
+}  // namespace orvik

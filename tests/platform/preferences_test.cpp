@@ -1,0 +1,219 @@
+#include "platform/core_foundation/preferences.h"
+
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <memory>
+
+#include "platform/core_foundation/number.h"
+#include "platform/core_foundation/string.h"
+#include "platform/foundation/autorelease_pool.h"
+#include "platform/host/errno_status.h"
+#include "platform/host/file_identity.h"
+#include "platform/host/file_lock.h"
+#include "tests/support/test_environment.h"
+
+namespace orvik {
+namespace {
+
+namespace fs = std::filesystem;
+
+class CFPreferencesTest : public test::EnvironmentTest {
+ protected:
+  void Set(const char16_t* key, const char16_t* value) {
+    CFPreferencesSetValue(CFSTR(key), value == nullptr ? nullptr : CFSTR(value), domain_,
+                          kCFPreferencesCurrentUser, kCFPreferencesAnyHost);
+  }
+  bool Synchronize() {
+    return CFPreferencesSynchronize(domain_, kCFPreferencesCurrentUser, kCFPreferencesAnyHost);
+  }
+  std::string Get(const char16_t* key) {
+    const CFTypeRef value = CFPreferencesCopyValue(CFSTR(key), domain_, kCFPreferencesCurrentUser,
+                                                   kCFPreferencesAnyHost);
+    std::string text = "(none)";
+    if (value != nullptr) text = static_cast<CFStringRef>(value)->ToUtf8();
+    CFRelease(value);
+    return text;
+  }
+  // What another program saves.
+  static void WritePlist(const fs::path& file, const std::string& entries) {
+    test::WriteFile(file, "<plist version=\"1.0\"><dict>" + entries + "</dict></plist>");
+  }
+  static std::string Entry(const std::string& key, const std::string& value) {
+    return "<key>" + key + "</key><string>" + value + "</string>";
+  }
+
+  const CFStringRef domain_ = CFSTR(u"com.orviktech.Test");
+  const fs::path file_ = env_.home() / "Library/Preferences/com.orviktech.Test.plist";
+  const NSAutoreleasePool pool_;
+};
+
+TEST_F(CFPreferencesTest, KnowsTheFilesAndRefusesDomainsThatNameNone) {
+  using host::PreferencesFile;
+  EXPECT_EQ(PreferencesFile(domain_, kCFPreferencesCurrentUser, kCFPreferencesAnyHost),
+            file_.string());
+  EXPECT_EQ(PreferencesFile(CFSTR(u".a"), kCFPreferencesAnyUser, kCFPreferencesCurrentHost),
+            (env_.system_root() / "Library/Preferences/.a.plist").string());
+  EXPECT_TRUE(PreferencesFile(CFSTR(u"a/b"), kCFPreferencesCurrentUser, kCFPreferencesAnyHost)
+                  .ends_with("Preferences/a/b.plist"));
+  EXPECT_TRUE(PreferencesFile(kCFPreferencesCurrentApplication, kCFPreferencesCurrentUser,
+                              kCFPreferencesAnyHost)
+                  .ends_with("Preferences/orvik_platform_tests.plist"));
+  const std::u16string long_name(1024, u'n');
+  const std::u16string_view refused[] = {u"",       {u"a\0b", 3}, u"/a",   u"..",      u"../a",
+                                         u"a/../b", u"a/",        u"a//b", u"\xD800x", long_name};
+  for (const std::u16string_view name : refused) {
+    EXPECT_EQ(PreferencesFile(CFSTR(name), kCFPreferencesCurrentUser, kCFPreferencesAnyHost), "");
+    EXPECT_EQ(host::PreferencesSetValue(CFSTR(u"k"), CFSTR(u"v"), CFSTR(name),
+                                        kCFPreferencesAnyUser, kCFPreferencesCurrentHost),
+              bdNamErr);
+    EXPECT_FALSE(
+        CFPreferencesSynchronize(CFSTR(name), kCFPreferencesCurrentUser, kCFPreferencesAnyHost));
+  }
+  EXPECT_TRUE(fs::is_empty(env_.home()));
+  EXPECT_TRUE(fs::is_empty(env_.system_root()));
+}
+
+TEST_F(CFPreferencesTest, UserValuesWaitForSynchronizeAndMergeWithWhatOthersSaved) {
+  Set(u"mine", u"1");
+  EXPECT_EQ(Get(u"mine"), "1");
+  EXPECT_FALSE(fs::exists(file_));
+  WritePlist(file_, Entry("mine", "0") + Entry("other", "kept") + Entry("gone", "x"));
+  EXPECT_EQ(Get(u"other"), "kept");
+  Set(u"gone", nullptr);
+  EXPECT_EQ(Get(u"gone"), "(none)");
+  EXPECT_TRUE(Synchronize());
+  const std::string saved = test::ReadFile(file_);
+  EXPECT_NE(saved.find("<key>mine</key>\n\t<string>1</string>"), std::string::npos);
+  EXPECT_NE(saved.find("<key>other</key>\n\t<string>kept</string>"), std::string::npos);
+  EXPECT_EQ(saved.find("gone"), std::string::npos);
+}
+
+TEST_F(CFPreferencesTest, MachineValuesAreSavedAtOnce) {
+  const fs::path file = env_.system_root() / "Library/Preferences/com.orviktech.Test.plist";
+  const auto set = [&](CFTypeRef value) {
+    return host::PreferencesSetValue(CFSTR(u"key"), value, domain_, kCFPreferencesAnyUser,
+                                     kCFPreferencesCurrentHost);
+  };
+  EXPECT_EQ(set(CFSTR(u"v")), noErr);
+  EXPECT_NE(test::ReadFile(file).find("<string>v</string>"), std::string::npos);
+  EXPECT_EQ(set(nullptr), noErr);
+  EXPECT_EQ(test::ReadFile(file).find("key>"), std::string::npos);
+  fs::remove(file);
+  fs::create_directory(file);
+  EXPECT_EQ(set(CFSTR(u"v")), notAFileErr);
+  EXPECT_EQ(CFPreferencesCopyValue(CFSTR(u"key"), domain_, kCFPreferencesAnyUser,
+                                   kCFPreferencesCurrentHost),
+            nullptr);
+}
+
+TEST_F(CFPreferencesTest, ChangesThatCannotBeSavedAreKeptAndTriedAgain) {
+  test::WriteFile(env_.home() / "Library", "no folder");
+  Set(u"a", u"1");
+  EXPECT_FALSE(Synchronize());
+  fs::remove(env_.home() / "Library");
+  fs::create_directories(file_);  // cannot be read, so it is not saved over
+  EXPECT_FALSE(Synchronize());
+  EXPECT_EQ(Get(u"a"), "1");
+  fs::remove(file_);
+  EXPECT_TRUE(Synchronize());
+  EXPECT_NE(test::ReadFile(file_).find("<key>a</key>"), std::string::npos);
+}
+
+TEST_F(CFPreferencesTest, ADamagedFileReadsAsEmptyAndIsKeptBesideTheNewOne) {
+  test::WriteFile(file_, "<plist><dict><key>half");
+  EXPECT_EQ(Get(u"half"), "(none)");
+  Set(u"half", nullptr);
+  EXPECT_TRUE(Synchronize());
+  EXPECT_EQ(test::ReadFile(file_), "<plist><dict><key>half");
+  Set(u"a", u"1");
+  EXPECT_TRUE(Synchronize());
+  EXPECT_EQ(Get(u"a"), "1");
+  EXPECT_EQ(test::ReadFile(file_.string() + ".damaged"), "<plist><dict><key>half");
+  test::WriteFile(file_, "[1]");
+  Set(u"a", u"2");
+  EXPECT_TRUE(Synchronize());
+  EXPECT_EQ(test::ReadFile(file_.string() + ".damaged-2"), "[1]");
+}
+
+TEST_F(CFPreferencesTest, NoticesFilesThatOthersReplacedAndWritesNothingThatIsThere) {
+  for (int turn = 0; turn < 200; ++turn) {
+    const std::string value = std::to_string(100 + turn % 2);
+    WritePlist(file_.string() + ".new", Entry("k", value));
+    fs::rename(file_.string() + ".new", file_);
+    ASSERT_EQ(Get(u"k"), value);
+  }
+  Set(u"k", u"1");
+  EXPECT_TRUE(Synchronize());
+  const auto before = host::IdentityOf(file_.string());
+  Set(u"k", u"1");
+  EXPECT_TRUE(Synchronize());
+  EXPECT_TRUE(Synchronize());
+  EXPECT_EQ(host::IdentityOf(file_.string()), before);
+}
+
+TEST_F(CFPreferencesTest, KeepsEveryProcesssEntries) {
+  constexpr int kProcesses = 4, kEntries = 10;
+  pid_t children[kProcesses];
+  for (int process = 0; process < kProcesses; ++process) {
+    children[process] = fork();
+    if (children[process] != 0) continue;
+    for (int entry = 0; entry < kEntries; ++entry) {
+      const char16_t key[] = {static_cast<char16_t>(u'a' + process),
+                              static_cast<char16_t>(u'0' + entry), 0};
+      Set(key, u"set");
+      if (!Synchronize()) _exit(1);
+    }
+    _exit(0);
+  }
+  for (const pid_t child : children) {
+    int status = -1;
+    waitpid(child, &status, 0);
+    EXPECT_EQ(status, 0);
+  }
+  const CFArrayRef keys =
+      CFPreferencesCopyKeyList(domain_, kCFPreferencesCurrentUser, kCFPreferencesAnyHost);
+  ASSERT_NE(keys, nullptr);
+  EXPECT_EQ(CFArrayGetCount(keys), kProcesses * kEntries);
+  const CFDictionaryRef entries =
+      CFPreferencesCopyMultiple(keys, domain_, kCFPreferencesCurrentUser, kCFPreferencesAnyHost);
+  EXPECT_EQ(CFDictionaryGetCount(entries), kProcesses * kEntries);
+  CFRelease(entries);
+  CFRelease(keys);
+}
+
+TEST_F(CFPreferencesTest, TheThreadThatHoldsTheFoldersLockMaySynchronize) {
+  const host::FileLock lock = host::FileLock::Take(host::PreferencesLockPath(file_.string()));
+  Set(u"a", u"1");
+  EXPECT_TRUE(Synchronize());
+}
+
+TEST_F(CFPreferencesTest, ValuesAreCopiedAndOthersThanPropertyListsRefused) {
+  const CFMutableArrayRef list = CFArrayCreateMutable(nullptr, 0, &kCFTypeArrayCallBacks);
+  CFArrayAppendValue(list, CFSTR(u"x"));
+  const auto set = [&](CFTypeRef value) {
+    return host::PreferencesSetValue(CFSTR(u"list"), value, domain_, kCFPreferencesCurrentUser,
+                                     kCFPreferencesAnyHost);
+  };
+  EXPECT_EQ(set(list), noErr);
+  CFArrayRemoveAllValues(list);
+  const CFTypeRef kept = CFPreferencesCopyValue(CFSTR(u"list"), domain_, kCFPreferencesCurrentUser,
+                                                kCFPreferencesAnyHost);
+  EXPECT_EQ(CFArrayGetCount(static_cast<CFArrayRef>(kept)), 1);
+  CFRelease(kept);
+  // As deep as a property list may be, but not inside the dictionary of the domain.
+  NSArray* nested = NSArray::Create();
+  for (int depth = 1; depth < kPropertyListMaximumDepth; ++depth) {
+    NSArray* outer = NSArray::Create();
+    outer->AppendOwned(nested);
+    nested = outer;
+  }
+  EXPECT_EQ(set(nested), paramErr);
+  EXPECT_TRUE(Synchronize());
+  CFRelease(nested);
+  CFRelease(list);
+}
+
+}  // namespace
+}  // namespace orvik

@@ -1,0 +1,92 @@
+#include "platform/carbon/processes.h"
+
+#include <signal.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <string>
+#include <thread>
+
+#include "platform/foundation/string.h"
+#include "platform/host/errno_status.h"
+#include "tests/support/test_environment.h"
+
+namespace orvik {
+namespace {
+
+std::string NameOf(pid_t pid) {
+  ProcessSerialNumber process;
+  CFStringRef name = nullptr;
+  if (GetProcessForPID(pid, &process) != noErr || CopyProcessName(&process, &name) != noErr) {
+    return "(none)";
+  }
+  std::string text = name->ToUtf8();
+  CFRelease(name);
+  return text;
+}
+
+TEST(ProcessesTest, TheCurrentProcessIsFoundByItsIdUnderTheNameOfItsProgram) {
+  ProcessSerialNumber current, found;
+  pid_t pid = 0;
+  EXPECT_EQ(GetCurrentProcess(&current), noErr);
+  EXPECT_EQ(GetProcessPID(&current, &pid), noErr);
+  EXPECT_EQ(pid, getpid());
+  EXPECT_EQ(GetProcessForPID(getpid(), &found), noErr);
+  EXPECT_EQ(found.highLongOfPSN, current.highLongOfPSN);
+  EXPECT_EQ(NameOf(getpid()), "orvik_platform_tests");
+}
+
+TEST(ProcessesTest, AZombieAndAReusedIdAreNotTheProcess) {
+  const pid_t child = fork();
+  if (child == 0) {
+    for (;;) pause();
+  }
+  ProcessSerialNumber process;
+  EXPECT_EQ(GetProcessForPID(child, &process), noErr);
+  EXPECT_EQ(NameOf(child), "orvik_platform_tests");
+  ProcessSerialNumber earlier = process;
+  earlier.highLongOfPSN -= 1;
+  pid_t pid = 0;
+  EXPECT_EQ(GetProcessPID(&earlier, &pid), procNotFound);
+  kill(child, SIGKILL);
+  siginfo_t info;
+  waitid(P_PID, static_cast<id_t>(child), &info, WEXITED | WNOWAIT);
+  EXPECT_EQ(GetProcessForPID(child, &process), procNotFound);
+  EXPECT_EQ(GetProcessPID(&process, &pid), procNotFound);
+  waitpid(child, nullptr, 0);
+  for (const pid_t none : {0, -1, child}) {
+    EXPECT_EQ(GetProcessForPID(none, &process), procNotFound);
+  }
+}
+
+TEST(ProcessesTest, AThreadIsNoProcess) {
+  std::thread([] {
+    ProcessSerialNumber process;
+    EXPECT_EQ(GetProcessForPID(gettid(), &process), procNotFound);
+  }).join();
+}
+
+using ProcessNameTest = test::EnvironmentTest;
+
+TEST_F(ProcessNameTest, IsWholeForALongNameAndAReplacedProgram) {
+  const auto program = env_.folder() / "a (rather) long name of a program";
+  std::filesystem::copy_file("/bin/sleep", program);
+  const pid_t child = fork();
+  if (child == 0) {
+    execl(program.c_str(), "other", "60", nullptr);
+    _exit(1);
+  }
+  std::string name;
+  for (int tries = 0; tries < 500 && name != program.filename(); ++tries) {
+    usleep(2000);
+    name = NameOf(child);
+  }
+  EXPECT_EQ(name, program.filename());
+  std::filesystem::remove(program);
+  EXPECT_EQ(NameOf(child), program.filename());
+  kill(child, SIGKILL);
+  waitpid(child, nullptr, 0);
+}
+
+}  // namespace
+}  // namespace orvik

@@ -1,0 +1,51 @@
+#include "platform/foundation/user_defaults.h"
+
+#include <gtest/gtest.h>
+
+#include "platform/core_foundation/string.h"
+
+namespace orvik {
+namespace {
+
+std::string Value(const char16_t* name) {
+  const NSString* value = NSUserDefaults::standardUserDefaults()->stringForKey(CFSTR(name));
+  return value == nullptr ? "(none)" : value->ToUtf8();
+}
+
+TEST(NSUserDefaultsTest, TakesPairsInAnyOrder) {
+  const ScopedArguments arguments({"stray", "-b", "-2", "-", "-a", "1", "more", "-empty", "", "-a",
+                                   "3", "--double", "x", "-last"});
+  EXPECT_EQ(Value(u"a"), "3");
+  EXPECT_EQ(Value(u"b"), "-2");
+  EXPECT_EQ(Value(u"empty"), "");
+  EXPECT_EQ(Value(u"-double"), "x");
+  for (const char16_t* name : {u"last", u"stray", u"more", u"2", u"", u"A"}) {
+    EXPECT_EQ(Value(name), "(none)");
+  }
+}
+
+TEST(NSUserDefaultsTest, KeepsBytesThatAreNotUtf8) {
+  const ScopedArguments arguments({"-path", "/caf\xE9"});
+  const NSString* value = NSUserDefaults::standardUserDefaults()->stringForKey(CFSTR(u"path"));
+  EXPECT_EQ(value->ToUnits(), u"/caf\xDCE9");
+}
+
+TEST(NSUserDefaultsTest, ReadsBooleansAndIntegers) {
+  static constexpr struct {
+    const char* text;
+    ObjCBool is_true;
+    long integer;
+  } kCases[] = {{"YES", YES, 0},       {"yes", YES, 0}, {"True", YES, 0}, {"1", YES, 1},
+                {" -012x", YES, -12},  {"NO", NO, 0},   {"", NO, 0},      {"0", NO, 0},
+                {"yes please", NO, 0}, {"on", NO, 0}};
+  for (const auto& one : kCases) {
+    const ScopedArguments arguments({"-x", one.text});
+    const NSUserDefaults* defaults = NSUserDefaults::standardUserDefaults();
+    EXPECT_EQ(defaults->boolForKey(CFSTR(u"x")), one.is_true) << one.text;
+    EXPECT_EQ(defaults->integerForKey(CFSTR(u"x")), one.integer) << one.text;
+    EXPECT_EQ(defaults->boolForKey(CFSTR(u"y")), NO);
+  }
+}
+
+}  // namespace
+}  // namespace orvik
