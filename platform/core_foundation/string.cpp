@@ -2,7 +2,6 @@
 
 #include <cstring>
 #include <map>
-#include <functional>
 #include <mutex>
 
 #include "platform/core_foundation/string_format.h"
@@ -28,14 +27,6 @@ NSString* NewFromBytes(std::string_view bytes, CFStringEncoding encoding) {
     }
   }
 }
-
-// Finds a string by a view of it.
-struct HashText {
-  using is_transparent = void;
-  size_t operator()(std::u16string_view text) const {
-    return std::hash<std::u16string_view>()(text);
-  }
-};
 
 }  // namespace
 
