@@ -3,6 +3,7 @@
 #include <unicode/ucnv.h>
 #include <unicode/ucnv_cb.h>
 
+#include <algorithm>
 #include <cstdio>
 #include <limits>
 #include <memory>
@@ -17,32 +18,52 @@ namespace {
 struct CloseConverter {
   void operator()(UConverter* converter) const { ucnv_close(converter); }
 };
-using Converter = std::unique_ptr<UConverter, CloseConverter>;
+
+struct Converter {
+  std::unique_ptr<UConverter, CloseConverter> handle;
+  // The library's DOS tables exchange three control characters, which Windows does not.
+  bool exchanges_controls = false;
+};
+
+// The byte 0x1A is read as U+001C, 0x1C as U+007F and 0x7F as U+001A.
+char16_t WindowsControl(char16_t unit) {
+  return unit == 0x1C ? u'\x1A' : unit == 0x7F ? u'\x1C' : unit == 0x1A ? u'\x7F' : unit;
+}
+char16_t DosControl(char16_t unit) {
+  return unit == 0x1A ? u'\x1C' : unit == 0x1C ? u'\x7F' : unit == 0x7F ? u'\x1A' : unit;
+}
+
+bool ExchangesControls(UConverter* converter) {
+  const char byte = 0x1A;
+  const char* source = &byte;
+  UErrorCode status = U_ZERO_ERROR;
+  return ucnv_getNextUChar(converter, &source, source + 1, &status) == 0x1C;
+}
 
 // Code pages go by several prefixes; the first is the most exact.
 Converter Open(UInt32 code_page) {
-  if (code_page == 0 || code_page > 0xFFFF) return nullptr;
+  if (code_page == 0 || code_page > 0xFFFF) return {};
   for (const char* pattern : {"windows-%u", "cp%03u", "ibm-%03u"}) {
     char name[32];
     std::snprintf(name, sizeof name, pattern, static_cast<unsigned>(code_page));
     UErrorCode status = U_ZERO_ERROR;
-    Converter converter(ucnv_open(name, &status));
-    if (U_SUCCESS(status) && status != U_AMBIGUOUS_ALIAS_WARNING) return converter;
-    if (U_SUCCESS(status)) return converter;
+    Converter converter{{ucnv_open(name, &status), {}}, false};
+    if (U_FAILURE(status)) continue;
+    converter.exchanges_controls = ExchangesControls(converter.handle.get());
+    return converter;
   }
-  return nullptr;
+  return {};
 }
 
-// Converters hold state, so each thread has its own; opening one is slow.
-UConverter* ConverterOf(UInt32 code_page) {
+// Converters hold state, so each thread has its own; opening one is slow. Null when there is none.
+const Converter* ConverterOf(UInt32 code_page) {
   thread_local std::unordered_map<UInt32, Converter> open;
   const auto found = open.find(code_page);
-  if (found != open.end()) return found->second.get();
+  if (found != open.end()) return &found->second;
   Converter converter = Open(code_page);
-  UConverter* result = converter.get();
   // What is not known is not kept: anybody may ask for any number.
-  if (result != nullptr) open.emplace(code_page, std::move(converter));
-  return result;
+  if (converter.handle == nullptr) return nullptr;
+  return &open.emplace(code_page, std::move(converter)).first->second;
 }
 
 // Writes the loss byte for every character without a form, whatever its properties.
@@ -89,8 +110,15 @@ bool HasConverter(CFStringEncoding encoding) {
 std::optional<EncodedLength> EncodeWithConverter(CFStringEncoding encoding,
                                                  std::u16string_view text, UInt8 loss_byte,
                                                  char* target, CFIndex room) {
-  UConverter* converter = ConverterOf(CodePageOfEncoding(encoding));
-  if (converter == nullptr) return std::nullopt;
+  const Converter* found = ConverterOf(CodePageOfEncoding(encoding));
+  if (found == nullptr) return std::nullopt;
+  UConverter* converter = found->handle.get();
+  std::u16string exchanged;
+  if (found->exchanges_controls) {
+    exchanged = text;
+    std::transform(text.begin(), text.end(), exchanged.begin(), DosControl);
+    text = exchanged;
+  }
   UErrorCode status = U_ZERO_ERROR;
   ucnv_setFromUCallBack(converter, loss_byte != 0 ? WriteLossByte : UCNV_FROM_U_CALLBACK_STOP,
                         &loss_byte, nullptr, nullptr, &status);
@@ -123,8 +151,9 @@ std::optional<EncodedLength> EncodeWithConverter(CFStringEncoding encoding,
 
 std::optional<std::u16string> DecodeWithConverter(CFStringEncoding encoding, std::string_view bytes,
                                                   bool lenient) {
-  UConverter* converter = ConverterOf(CodePageOfEncoding(encoding));
-  if (converter == nullptr) return std::nullopt;
+  const Converter* found = ConverterOf(CodePageOfEncoding(encoding));
+  if (found == nullptr) return std::nullopt;
+  UConverter* converter = found->handle.get();
   UErrorCode status = U_ZERO_ERROR;
   ucnv_setToUCallBack(converter, lenient ? UCNV_TO_U_CALLBACK_SUBSTITUTE : UCNV_TO_U_CALLBACK_STOP,
                       nullptr, nullptr, nullptr, &status);
@@ -141,6 +170,9 @@ std::optional<std::u16string> DecodeWithConverter(CFStringEncoding encoding, std
     text.append(buffer, target);
   } while (status == U_BUFFER_OVERFLOW_ERROR);
   if (U_FAILURE(status)) return std::nullopt;
+  if (found->exchanges_controls) {
+    std::transform(text.begin(), text.end(), text.begin(), WindowsControl);
+  }
   return text;
 }
 

@@ -1,0 +1,166 @@
+#include "strings/code_pages.h"
+
+#include <iconv.h>
+
+#include "platform/core_foundation/encodings.h"
+#include "tests/support/test_environment.h"
+
+namespace orvik {
+namespace {
+
+std::string ToBytes(unsigned code_page, std::u16string_view text) {
+  const auto length = static_cast<int>(text.size());
+  const int size =
+      WideCharToMultiByte(code_page, 0, text.data(), length, nullptr, 0, nullptr, nullptr);
+  std::string bytes(static_cast<std::size_t>(size), '\0');
+  EXPECT_EQ(
+      WideCharToMultiByte(code_page, 0, text.data(), length, bytes.data(), size, nullptr, nullptr),
+      size);
+  return bytes;
+}
+
+std::u16string FromBytes(unsigned code_page, std::string_view bytes) {
+  const auto length = static_cast<int>(bytes.size());
+  const int size = MultiByteToWideChar(code_page, 0, bytes.data(), length, nullptr, 0);
+  std::u16string text(static_cast<std::size_t>(size), u'\0');
+  EXPECT_EQ(MultiByteToWideChar(code_page, 0, bytes.data(), length, text.data(), size), size);
+  return text;
+}
+
+TEST(CodePages, KnowsManyAndTakesTheRestAsUtf8) {
+  struct {
+    unsigned code_page;
+    const char16_t* text;
+    const char* bytes;
+  } const cases[] = {
+      {CP_UTF8, u"\xE9\x4E2D\xD83D\xDE00", "\xC3\xA9\xE4\xB8\xAD\xF0\x9F\x98\x80"},
+      {CP_ACP, u"\xE9", "\xC3\xA9"},
+      {4, u"\xE9", "\xC3\xA9"},
+      {99999, u"\xE9", "\xC3\xA9"},
+      {1252, u"\xE9\x20AC\x4E2D", "\xE9\x80?"},
+      {1251, u"\x416", "\xC6"},
+      {437, u"\xE9", "\x82"},
+      {932, u"\x65E5", "\x93\xFA"},
+      {936, u"\x4E2D", "\xD6\xD0"},
+      {54936, u"\x4E2D\xD83D\xDE00", "\xD6\xD0\x94\x39\xFC\x36"},
+      {10000, u"\xE9\x20AC", "\x8E\xDB"},
+      {28591, u"\xE9\x20AC", "\xE9?"},
+      {20127, u"a\xE9\xD83D\xDE00",
+       "a?"
+       "?"},
+      {20866, u"\x416", "\xF6"},
+      {37, u"A1", "\xC1\xF1"},
+      {1201, u"\xE9", "\x00\xE9"},
+  };
+  for (const auto& one : cases) {
+    const std::string bytes = one.code_page == 1201 ? std::string("\0\xE9", 2) : one.bytes;
+    EXPECT_EQ(ToBytes(one.code_page, one.text), bytes) << one.code_page;
+    if (bytes.find('?') == std::string::npos) {
+      EXPECT_EQ(FromBytes(one.code_page, bytes), one.text) << one.code_page;
+    }
+  }
+}
+
+TEST(CodePages, SingleByteTablesAgreeWithAnotherLibrary) {
+  struct {
+    unsigned code_page;
+    const char* name;
+  } const pages[] = {{1250, "CP1250"}, {1251, "CP1251"},      {1253, "CP1253"}, {1257, "CP1257"},
+                     {866, "CP866"},   {28592, "ISO-8859-2"}, {20866, "KOI8-R"}};
+  for (const auto& page : pages) {
+    iconv_t oracle = iconv_open("UTF-16LE", page.name);
+    ASSERT_NE(oracle, reinterpret_cast<iconv_t>(-1)) << page.name;
+    for (int value = 1; value < 256; ++value) {
+      char byte = static_cast<char>(value);
+      char16_t unit = 0;
+      char* in = &byte;
+      char* out = reinterpret_cast<char*>(&unit);
+      size_t in_left = 1;
+      size_t out_left = 2;
+      iconv(oracle, nullptr, nullptr, nullptr, nullptr);
+      if (iconv(oracle, &in, &in_left, &out, &out_left) == static_cast<size_t>(-1)) continue;
+      EXPECT_EQ(FromBytes(page.code_page, {&byte, 1}), std::u16string(1, unit))
+          << page.name << " " << value;
+      EXPECT_EQ(ToBytes(page.code_page, {&unit, 1}), std::string(1, byte))
+          << page.name << " " << value;
+    }
+    iconv_close(oracle);
+  }
+}
+
+TEST(CodePages, Lengths) {
+  char bytes[8] = "XXXXXXX";
+  EXPECT_EQ(WideCharToMultiByte(CP_UTF8, 0, u"a\xE9", -1, nullptr, 0, nullptr, nullptr), 3);
+  EXPECT_EQ(WideCharToMultiByte(CP_UTF8, 0, u"a\xE9z", -1, bytes, 2, nullptr, nullptr), 1);
+  EXPECT_EQ(bytes[1], 'X');
+  for (const int length : {0, -2}) {
+    EXPECT_EQ(WideCharToMultiByte(CP_UTF8, 0, u"a", length, bytes, 8, nullptr, nullptr), 0);
+    EXPECT_EQ(MultiByteToWideChar(CP_UTF8, 0, "a", length, nullptr, 0), 0);
+  }
+  EXPECT_EQ(WideCharToMultiByte(CP_UTF8, 0, nullptr, -1, bytes, 8, nullptr, nullptr), 0);
+  EXPECT_EQ(WideCharToMultiByte(CP_UTF8, 0, u"", -1, bytes, 8, nullptr, nullptr), 0);
+  char16_t units[4] = {};
+  EXPECT_EQ(MultiByteToWideChar(CP_UTF8, 0, "ab\xE2\x82\xAC", -1, units, 2), 2);
+  EXPECT_EQ(MultiByteToWideChar(CP_UTF8, 0, "a\xF0\x9F\x98\x80", -1, units, 2), 2);
+  EXPECT_EQ(units[1], 0xD83D);
+  EXPECT_EQ(MultiByteToWideChar(1252, 0, "abc", 3, units, 2), 2);
+}
+
+TEST(CodePages, BadBytesGiveNothing) {
+  char16_t units[4] = {};
+  EXPECT_EQ(MultiByteToWideChar(CP_UTF8, 0, "a\xFF", -1, nullptr, 0), 0);
+  EXPECT_EQ(MultiByteToWideChar(CP_UTF8, 0, "a\xFF", -1, units, 4), 0);
+  EXPECT_EQ(MultiByteToWideChar(CP_UTF8, 0, "ab\xFF", -1, units, 2), 0);
+  EXPECT_EQ(MultiByteToWideChar(932, 0, "\x93", -1, units, 4), 0);
+}
+
+TEST(CodePages, WhatCannotBeEncodedIsAQuestionMark) {
+  EXPECT_EQ(ToBytes(CP_UTF8,
+                    u"a\xD83D"
+                    u"b\xDE00"),
+            "a?b?");
+  EXPECT_EQ(ToBytes(1252, u"\xAD\x200B\xD83D\xDE00"),
+            "\xAD?"
+            "?");
+  BOOL used = TRUE;
+  char bytes[4];
+  WideCharToMultiByte(1252, 0, u"\x4E2D", 1, bytes, 4, "-", &used);
+  EXPECT_EQ(bytes[0], '?');
+  EXPECT_EQ(used, FALSE);
+}
+
+TEST(Encodings, WithoutALossByteTheTextEndsThere) {
+  char bytes[8];
+  for (const CFStringEncoding encoding :
+       {kCFStringEncodingASCII, kCFStringEncodingWindowsLatin1, CFStringEncoding{0x0420}}) {
+    const auto done = EncodeText(encoding,
+                                 u"ab\xD83D\xDE00"
+                                 u"c",
+                                 0, false, bytes, 8);
+    EXPECT_EQ(done->units, 2) << encoding;
+    EXPECT_EQ(done->bytes, 2) << encoding;
+  }
+}
+
+TEST(Encodings, UnicodeForms) {
+  const std::u16string text = u"a\xD83D\xDE00";
+  for (const CFStringEncoding encoding :
+       {kCFStringEncodingUTF16, kCFStringEncodingUTF16BE, kCFStringEncodingUTF16LE,
+        kCFStringEncodingUTF32, kCFStringEncodingUTF32BE, kCFStringEncodingUTF32LE,
+        kCFStringEncodingUTF8}) {
+    for (const bool with_mark : {false, true}) {
+      std::string bytes(64, '\0');
+      const auto done = EncodeText(encoding, text, 0, with_mark, bytes.data(), 64);
+      bytes.resize(static_cast<std::size_t>(done->bytes));
+      EXPECT_EQ(EncodeText(encoding, text, 0, with_mark, nullptr, 0)->bytes, done->bytes);
+      EXPECT_EQ(DecodeText(encoding, bytes), text) << encoding;
+      bytes.pop_back();
+      EXPECT_EQ(DecodeText(encoding, bytes), std::nullopt) << encoding;
+    }
+  }
+  EXPECT_EQ(DecodeText(kCFStringEncodingUTF16, std::string("\xFE\xFF\0a", 4)), u"a");
+  EXPECT_EQ(DecodeTextLeniently(kCFStringEncodingUTF8, "a\xFF\xC3z"), u"a\xFFFD\xFFFDz");
+}
+
+}  // namespace
+}  // namespace orvik
