@@ -12,6 +12,7 @@
 #include "platform/core_foundation/date.h"
 #include "platform/core_foundation/number.h"
 #include "platform/core_foundation/property_list_escape.h"
+#include "platform/foundation/number.h"
 #include "tools/orvikprefs/text.h"
 #include "tools/orvikprefs/values.h"
 #include "xml/base64.h"
@@ -83,10 +84,10 @@ Json NumberToJson(CFNumberRef number) {
     if (std::isfinite(real)) return real;
     return Json{{kReal, std::isnan(real) ? "nan" : real > 0 ? "inf" : "-inf"}};
   }
+  if (number->kind() == NSNumber::Kind::kUnsigned) return number->unsignedLongLongValue();
   SInt64 integer = 0;
-  if (CFNumberGetValue(number, kCFNumberSInt64Type, &integer)) return integer;
-  // Beyond the signed range: the bits are those of the unsigned value.
-  return static_cast<std::uint64_t>(integer);
+  CFNumberGetValue(number, kCFNumberSInt64Type, &integer);
+  return integer;
 }
 
 Json DataToJson(CFDataRef data) {
