@@ -117,11 +117,12 @@ class PassingFile {
   int Make(mode_t mode) {
     RemoveAbandoned();
     file_ = Descriptor(openat(folder_, ".", O_RDWR | O_TMPFILE | O_CLOEXEC, mode));
-    if (file_) {
+    if (file_ && CanGetName()) {
       flock(file_.get(), LOCK_EX | LOCK_NB);
       return 0;
     }
-    if (errno != EOPNOTSUPP && errno != EISDIR && errno != ENOENT && errno != EINVAL) return errno;
+    if (!file_ && errno != EOPNOTSUPP && errno != EISDIR && errno != ENOENT && errno != EINVAL)
+      return errno;
     return MakeNamed(mode);
   }
 
@@ -136,13 +137,16 @@ class PassingFile {
   }
 
  private:
+  std::string ProcPath() const { return "/proc/self/fd/" + std::to_string(file_.get()); }
+
   // Without /proc a file without a name cannot get one.
+  bool CanGetName() const { return access(ProcPath().c_str(), F_OK) == 0; }
+
   int GiveName() {
-    char path[32];
-    std::snprintf(path, sizeof path, "/proc/self/fd/%d", file_.get());
+    const std::string path = ProcPath();
     for (int number = 0; number < kNames; ++number) {
       std::string name = PassingName(target_, number);
-      if (linkat(AT_FDCWD, path, folder_, name.c_str(), AT_SYMLINK_FOLLOW) == 0) {
+      if (linkat(AT_FDCWD, path.c_str(), folder_, name.c_str(), AT_SYMLINK_FOLLOW) == 0) {
         name_ = std::move(name);
         return 0;
       }

@@ -8,7 +8,9 @@
 // so that the next one to replace the same target knows an abandoned one and removes it. Where the
 // volume knows no files without a name, the file has that name from the start.
 //
-// Failures are error numbers of Linux; 0 is success. After a failure the old file is as it was.
+// Failures are error numbers of Linux; 0 is success. After a failure the old file is as it was,
+// except when the folder could not be flushed: then the new content stands, but may not outlive a
+// crash of the machine.
 #pragma once
 
 #include <string>
