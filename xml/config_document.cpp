@@ -12,7 +12,6 @@
 #include "platform/host/replace_file.h"
 #include "streams/com_ptr.h"
 #include "streams/temp_file.h"
-#include "xml/config_print.h"
 #include "xml/config_scope.h"
 #include "xml/config_store.h"
 #include "xml/tixml_helper.h"
@@ -78,6 +77,19 @@ bool MoveAside(const COrvikFilePath& path) {
     kept = COrvikFilePath(numbered);
   }
   return CFileManipulator::MoveFileTo(path, kept) != FALSE;
+}
+
+// The document in TinyXML's own layout; false when it cannot be printed.
+bool Print(const TiXmlDocument& document, std::string& text) {
+  char* bytes = nullptr;
+  std::size_t length = 0;
+  std::FILE* const memory = open_memstream(&bytes, &length);
+  if (memory == nullptr) return false;
+  const bool printed = document.SaveFile(memory);
+  const bool closed = std::fclose(memory) == 0;
+  if (closed) text.assign(bytes, length);
+  std::free(bytes);
+  return printed && closed;
 }
 
 // What an existing file without any write permission does not stop.
@@ -163,7 +175,7 @@ bool SaveXMLConfigFile(int scope) {
   if (state->temporary == nullptr && !MakeTemporary(*state)) return false;
   const std::optional<std::string> temporary = PathForLibc(state->temporary->GetFilePathString());
   std::string content;
-  if (!temporary || !PrintConfigDocument(*state->document, content) ||
+  if (!temporary || !Print(*state->document, content) ||
       host::ReplaceFile(*temporary, content, host::Flush::kNone).error != 0 ||
       !ReplaceReadOnlyToo(*state->path, content)) {
     return false;

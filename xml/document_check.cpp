@@ -52,7 +52,7 @@ bool StartsWithAnyCase(const char* text, std::string_view prefix) {
 // error. Functions that return false have stopped.
 class Walk {
  public:
-  explicit Walk(const char* text) : next_(text) {}
+  explicit Walk(std::string_view text) : next_(text.data()), end_(next_ + text.size()) {}
 
   bool IsSafe() {
     while (safe_ && (next_ = std::strchr(next_, '<')) != nullptr && Markup()) {
@@ -82,10 +82,11 @@ class Walk {
     }
   }
 
-  bool SkipPast(const char* end) {
-    next_ = std::strstr(next_, end);
-    if (next_ == nullptr) return false;
-    next_ += std::strlen(end);
+  bool SkipPast(std::string_view end) {
+    const std::string_view rest(next_, static_cast<std::size_t>(end_ - next_));
+    const std::size_t at = rest.find(end);
+    if (at == std::string_view::npos) return false;
+    next_ += at + end.size();
     return true;
   }
 
@@ -150,14 +151,15 @@ class Walk {
     ++next_;
     SkipSpace();
     if (*next_ == '"' || *next_ == '\'') {
-      const char quote[] = {*next_++, '\0'};
-      return SkipPast(quote);
+      const char quote = *next_++;
+      return SkipPast({&quote, 1});
     }
     while (*next_ != '\0' && *next_ != '/' && *next_ != '>' && !IsSpace(*next_)) ++next_;
     return *next_ != '\0';
   }
 
   const char* next_;
+  const char* end_;
   int depth_ = 0;
   bool safe_ = true;
 };

@@ -6,7 +6,7 @@
 namespace orvik {
 
 inline constexpr int kMostXmlDepth = 1000;
-inline constexpr int kMostXmlAttributes = 10000;  // on one element
+inline constexpr int kMostXmlAttributes = 1000;  // on one element
 
 // False when the text holds elements nested deeper than kMostXmlDepth, an element with more than
 // kMostXmlAttributes attributes, a UTF-8 lead byte without the continuation bytes it announces, or

@@ -1,0 +1,202 @@
+#include "xml/base64.h"
+
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <random>
+#include <string>
+#include <vector>
+
+#include "tests/support/test_environment.h"
+#include "xml/base64_roads.h"
+
+namespace orvik {
+namespace {
+
+std::string Encoded(const std::string& bytes) {
+  std::string text((bytes.size() + 2) / 3 * 4, '?');
+  unsigned int length = 0;
+  EXPECT_EQ(encode64(reinterpret_cast<const unsigned char*>(bytes.data()),
+                     static_cast<unsigned>(bytes.size()), text.data(),
+                     static_cast<unsigned>(text.size()), &length),
+            1);
+  EXPECT_EQ(length, text.size());
+  return text;
+}
+
+// Exactly the room that the interface asks for, so that a byte too many is found.
+std::string Decoded(const std::string& text) {
+  const std::vector<char> input(text.begin(), text.end());
+  std::vector<unsigned char> output(text.size() / 4 * 3);
+  unsigned int length = 12345;
+  if (decode64(input.data(), static_cast<unsigned>(input.size()), output.data(), &length) == 0) {
+    EXPECT_EQ(length, 12345u);
+    return "failed";
+  }
+  return std::string(output.begin(), output.begin() + length);
+}
+
+std::string RandomBytes(std::size_t size, unsigned seed) {
+  std::mt19937 random(seed);
+  std::string bytes(size, '\0');
+  for (char& byte : bytes) byte = static_cast<char>(random());
+  return bytes;
+}
+
+TEST(Base64Test, EncodesWithPadding) {
+  EXPECT_EQ(Encoded("Man"), "TWFu");
+  EXPECT_EQ(Encoded("Ma"), "TWE=");
+  EXPECT_EQ(Encoded("M"), "TQ==");
+  EXPECT_EQ(Encoded(""), "");
+  EXPECT_EQ(Encoded("\xFB\xEF\xBF"), "+++/");
+}
+
+TEST(Base64Test, WritesNothingWithoutTheRoom) {
+  char text[5] = "----";
+  unsigned int length = 0;
+  const auto* const bytes = reinterpret_cast<const unsigned char*>("Man");
+  EXPECT_EQ(encode64(bytes, 3, text, 3, &length), 0);
+  EXPECT_EQ(length, 4u);
+  EXPECT_STREQ(text, "----");
+  EXPECT_EQ(encode64(bytes, 3, text, 4, nullptr), 1);
+  // Their encoded lengths pass 32 bits: 4 * 2^30 is 0 there.
+  for (const unsigned int size : {0xC0000000u, 0xFFFFFFFEu, 0xFFFFFFFFu}) {
+    EXPECT_EQ(encode64(bytes, size, text, 0xFFFFFFFFu, &length), 0);
+  }
+}
+
+TEST(Base64Test, DecodesGroupByGroup) {
+  const struct {
+    std::string text;
+    std::string bytes;
+  } cases[] = {
+      {"TWFu", "Man"},
+      {"TWE=", "Ma"},
+      {"TQ==", "M"},
+      {"TQ=x", "M"},
+      {"QQ==QQ==", "AA"},
+      {"QQ==TWFu", "AMan"},
+      {"+ TWFu", "Man"},
+      {"+ TWFuxx", "failed"},
+      {"+ TWFuTWFu", "ManMan"},
+      {"TWFu\n", "Man"},
+      {"TWFuTW", "Man"},
+      {"T", ""},
+      {"", "failed"},
+      {"+ ", "failed"},
+      {std::string(8, '\0'), "failed"},
+      {"TW\nu", "failed"},
+      {"T=Fu", "failed"},
+      {"=WFu", "failed"},
+      {"TQ=\x80", "failed"},
+      {"TQ=-", "failed"},
+      {"TWFuTW u", "failed"},
+      {"Gr\xC3\xBC", "failed"},
+      {"+TWF", "\xF9\x35\x85"},
+  };
+  for (const auto& c : cases) EXPECT_EQ(Decoded(c.text), c.bytes) << c.text;
+}
+
+TEST(Base64Test, EveryByteIsJudgedAloneAtEveryPlace) {
+  const std::string alphabet = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
+  for (int byte = 0; byte < 256; ++byte) {
+    const bool valid = alphabet.find(static_cast<char>(byte)) != std::string::npos;
+    for (std::size_t place = 0; place < 64; place += 7) {
+      std::string text(64, 'A');
+      text[place] = static_cast<char>(byte);
+      const bool padding = byte == '=' && place % 4 >= 2;
+      EXPECT_EQ(Decoded(text) != "failed", valid || padding) << byte << " at " << place;
+    }
+  }
+}
+
+TEST(Base64Test, BothRoadsAgreeWithEachOtherAndComeBack) {
+  std::mt19937 random(3);
+  for (std::size_t size = 1; size < 400; ++size) {
+    const std::string bytes = RandomBytes(size, static_cast<unsigned>(size));
+    std::string text = Encoded(bytes);
+    EXPECT_EQ(Decoded(text), bytes);
+    if (!base64::HasWideRoad()) continue;
+    const std::size_t groups = size / 3;
+    std::string portable(groups * 4, '?'), wide(groups * 4, '?');
+    const auto* const input = reinterpret_cast<const unsigned char*>(bytes.data());
+    base64::EncodePortable(input, groups, portable.data());
+    base64::EncodeWide(input, groups, wide.data());
+    EXPECT_EQ(portable, wide);
+    for (int damage = 0; damage < 4 && !text.empty(); ++damage) {
+      text[random() % text.size()] = "=A!z"[random() % 4];
+      std::vector<unsigned char> one(groups * 3 + 3), two(groups * 3 + 3);
+      unsigned char *one_end = one.data(), *two_end = two.data();
+      EXPECT_EQ(base64::DecodePortable(text.data(), text.size() / 4, one_end),
+                base64::DecodeWide(text.data(), text.size() / 4, two_end));
+      EXPECT_EQ(std::string(one.data(), one_end), std::string(two.data(), two_end));
+    }
+  }
+}
+
+TEST(Base64Test, AgreesWithAnotherProgram) {
+  const std::string bytes = RandomBytes(10'001, 5);
+  const std::string text = test::RunCommand({"base64", "-w", "0"}, bytes).out;
+  EXPECT_EQ(Encoded(bytes), text);
+  EXPECT_EQ(test::RunCommand({"base64", "-d"}, Encoded(bytes)).out, bytes);
+  EXPECT_EQ(Decoded(text), bytes);
+}
+
+TEST(Base64Test, PutsThePrefixInFront) {
+  unsigned char man[] = {'M', 'a', 'n', 0};
+  EXPECT_EQ(ConvertRawBytesIntoBase64String(man, 3, "data:;base64,").View(), "data:;base64,TWFu");
+  EXPECT_EQ(ConvertRawBytesIntoBase64String(man + 3, 1, "").View(), "AA==");
+  EXPECT_EQ(ConvertRawBytesIntoBase64String(man, 0, "p").View(), "p");
+  EXPECT_EQ(ConvertRawBytesIntoBase64String(nullptr, -5, nullptr).View(), "");
+}
+
+class Base64FileTest : public test::EnvironmentTest {
+ protected:
+  HRESULT DecodeToFile(const std::string& text) {
+    return decode64ToFile(path_, text.data(), static_cast<unsigned>(text.size()));
+  }
+
+  const std::filesystem::path file_ = env_.folder() / "file";
+  const COrvikFilePath path_{CAtlString(file_.u16string())};
+};
+
+TEST_F(Base64FileTest, ConvertsWholeFiles) {
+  CAtlStringA result("before");
+  EXPECT_EQ(ConvertBinaryFileToBase64String(path_, result, "p:"), E_INVALIDARG);
+  EXPECT_EQ(result.View(), "before");
+  test::WriteFile(file_, "");
+  EXPECT_EQ(ConvertBinaryFileToBase64String(path_, result, "p:"), S_OK);
+  EXPECT_EQ(result.View(), "p:");
+  const std::string bytes = RandomBytes(100'000, 1);
+  test::WriteFile(file_, bytes);
+  EXPECT_EQ(ConvertBinaryFileToBase64String(path_, result, "p:"), S_OK);
+  EXPECT_EQ(result.View(), "p:" + Encoded(bytes));
+}
+
+TEST_F(Base64FileTest, DecodesIntoAFile) {
+  // Padded groups leave the buffer filled by odd amounts.
+  std::string text, bytes;
+  for (int i = 0; i < 3000; ++i) {
+    text += i % 700 == 3 ? "QQ==" : "TWFu";
+    bytes += i % 700 == 3 ? "A" : "Man";
+  }
+  EXPECT_EQ(DecodeToFile("+ " + text), S_OK);
+  EXPECT_EQ(test::ReadFile(file_), bytes);
+  EXPECT_EQ(DecodeToFile(""), S_OK);
+  EXPECT_EQ(test::ReadFile(file_), "");
+}
+
+TEST_F(Base64FileTest, LeavesNoFileAfterAFailure) {
+  std::string text;
+  for (int i = 0; i < 3000; ++i) text += "TWFu";
+  for (const std::string& bad :
+       {text + "TW u", std::string("\0\0\0\0", 4), std::string("+ TWFuTW")}) {
+    EXPECT_EQ(DecodeToFile(bad), E_FAIL);
+    EXPECT_FALSE(std::filesystem::exists(file_));
+  }
+  const COrvikFilePath nowhere(CAtlString((env_.folder() / "no" / "file").u16string()));
+  EXPECT_EQ(decode64ToFile(nowhere, "TWFu", 4), E_INVALIDARG);
+}
+
+}  // namespace
+}  // namespace orvik

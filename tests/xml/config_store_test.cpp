@@ -1,0 +1,372 @@
+#include "xml/config_store.h"
+
+#include <gtest/gtest.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <climits>
+#include <filesystem>
+#include <string>
+#include <vector>
+
+#include <tinyxml.h>
+
+#include "tests/support/test_environment.h"
+#include "xml/config_scope.h"
+#include "xml/document_check.h"
+
+namespace orvik {
+namespace {
+
+constexpr char kEmptyUser[] =
+    "<?xml version=\"1.0\" encoding=\"UTF-8\" standalone=\"yes\"?>"
+    "<key name=\"ORVIK Technologies\" scope=\"User\"/>";
+
+std::string User(const std::string& content) {
+  return "<key name='orvik technologies' scope='USER'>" + content + "</key>";
+}
+
+class ConfigStoreTest : public test::EnvironmentTest {
+ protected:
+  ConfigStoreTest() { Forget(); }
+  ~ConfigStoreTest() override { Forget(); }
+
+  // As in a new process.
+  static void Forget() {
+    for (int scope : {0, 1}) {
+      ConfigScope& state = *ConfigScopeOf(scope);
+      delete state.path;
+      delete state.temporary;
+      state.path = state.temporary = nullptr;
+      state.document.reset();
+      state.root = nullptr;
+      state.loaded = state.changed = false;
+    }
+  }
+
+  COrvikFilePath PathOf(const std::filesystem::path& file) {
+    return COrvikFilePath(CAtlString(file.u16string()));
+  }
+
+  // Starts anew with the file.
+  void Use(const std::filesystem::path& file) {
+    Forget();
+    EXPECT_TRUE(SetXMLConfig(1, PathOf(file)));
+  }
+  void UseContent(const std::string& content) {
+    test::WriteFile(file_, content);
+    Use(file_);
+  }
+
+  static int Int(const CAtlString& key, const CAtlString& name, int scope = 1) {
+    int value = -1;
+    return GetXMLConfigInt(scope, key, name, value) ? value : -1;
+  }
+  static std::u16string String(const CAtlString& key, const CAtlString& name, int scope = 1) {
+    CAtlString value(u"old");
+    const bool found = GetXMLConfigString(scope, key, name, value);
+    return (found ? u"" : u"-") + std::u16string(value.View());
+  }
+  static std::vector<std::u16string> Keys(const CAtlString& key) {
+    CAtlArray<CAtlString> names;
+    names.Add(u"old");
+    std::vector<std::u16string> result;
+    if (!ListPreferencesXMLConfig(1, key, names)) result.push_back(u"-");
+    for (const CAtlString& name : names) result.emplace_back(name.View());
+    return result;
+  }
+  std::vector<std::string> FilesBeside() {
+    std::vector<std::string> names;
+    for (const auto& entry : std::filesystem::directory_iterator(file_.parent_path())) {
+      names.push_back(entry.path().filename().string());
+    }
+    std::sort(names.begin(), names.end());
+    return names;
+  }
+
+  const std::filesystem::path file_ = env_.folder() / "config" / u"caf\u00E9.xml";
+};
+
+TEST_F(ConfigStoreTest, NothingHappensWithoutAFileOrInAnotherScope) {
+  for (int scope : {0, 1, 2, -1}) {
+    const bool known = scope == 0 || scope == 1;
+    EXPECT_FALSE(!known && SetXMLConfig(scope, PathOf(file_)));
+    int number = 3;
+    CAtlString text(u"old");
+    CAtlArray<CAtlString> names;
+    EXPECT_FALSE(IsXMLConfigSet(scope));
+    EXPECT_EQ(FindXMLRootElement(scope), nullptr);
+    EXPECT_EQ(GetXMLConfigRootElement(scope), nullptr);
+    EXPECT_EQ(LoadXMLRootFromFile(scope, true), nullptr);
+    EXPECT_FALSE(WriteXMLConfigInt(scope, u"A", u"v", 1));
+    EXPECT_FALSE(WriteXMLConfigString(scope, u"A", u"v", u"x"));
+    EXPECT_FALSE(GetXMLConfigInt(scope, u"A", u"v", number));
+    EXPECT_FALSE(GetXMLConfigString(scope, u"A", u"v", text));
+    EXPECT_FALSE(DeleteXMLConfigValueElement(scope, u"A", u"v"));
+    EXPECT_FALSE(DeleteXMLSubKeyElement(scope, u"A"));
+    EXPECT_FALSE(ListPreferencesXMLConfig(scope, u"", names));
+    EXPECT_FALSE(SaveXMLConfigFile(scope));
+    EXPECT_FALSE(!known && CreateConfigFile(PathOf(file_), scope));
+  }
+  // What was asked before the file was named does not count as an attempt to load it.
+  test::WriteFile(file_, User("<value name='v' data='4'/>"));
+  EXPECT_TRUE(SetXMLConfig(1, PathOf(file_)));
+  EXPECT_TRUE(IsXMLConfigSet(1));
+  EXPECT_EQ(Int(u"", u"v"), 4);
+}
+
+TEST_F(ConfigStoreTest, AFirstWriteMakesTheKeysAndASaveTheFile) {
+  std::filesystem::create_directories(file_.parent_path());
+  Use(file_);
+  EXPECT_EQ(Int(u"A/B", u"v"), -1);
+  EXPECT_FALSE(SaveXMLConfigFile(1));
+  EXPECT_TRUE(WriteXMLConfigInt(1, u"A/B", u"v", 5));
+  EXPECT_TRUE(FilesBeside().empty());
+  EXPECT_TRUE(SaveXMLConfigFile(1));
+  EXPECT_EQ(test::ReadFile(file_),
+            "<?xml version=\"1.0\" encoding=\"UTF-8\" standalone=\"yes\" ?>\n"
+            "<key name=\"ORVIK Technologies\" scope=\"User\">\n"
+            "    <key name=\"A\">\n"
+            "        <key name=\"B\">\n"
+            "            <value name=\"v\" data=\"5\" />\n"
+            "        </key>\n"
+            "    </key>\n"
+            "</key>\n");
+  EXPECT_TRUE(std::filesystem::is_empty(env_.temp()));
+  EXPECT_EQ(FilesBeside().size(), 1u);
+  Use(file_);
+  EXPECT_EQ(Int(u"/a\\b/", u"V"), 5);
+  EXPECT_TRUE(WriteXMLConfigInt(1, u"A\\b", u"v", INT_MIN));
+  EXPECT_EQ(Int(u"A/B", u"v"), INT_MIN);
+  EXPECT_EQ(Int(u"B", u"v"), -1);
+}
+
+TEST_F(ConfigStoreTest, NewFilesHaveTheExactText) {
+  const std::filesystem::path file = env_.folder() / "new.xml";
+  EXPECT_TRUE(CreateConfigFile(PathOf(file), 1));
+  EXPECT_EQ(test::ReadFile(file), kEmptyUser);
+  EXPECT_TRUE(CreateConfigFile(PathOf(file), 0));
+  EXPECT_NE(test::ReadFile(file).find("scope=\"Global\"/>"), std::string::npos);
+  EXPECT_FALSE(CreateConfigFile(PathOf(env_.folder() / "no" / "file"), 1));
+}
+
+TEST_F(ConfigStoreTest, TextOfEveryKindComesBack) {
+  const std::u16string texts[] = {
+      u"Gr\u00FC\u00DFe",
+      u"\u65E5\u672C\u8A9E \U0001F600",
+      u"<&'\">]]>",
+      u" \t\n\r x ",
+      u"&#x41;",
+      u"&#x\" data=\"evil\"/>",
+      u"&#xZZ",
+      u"&#x26;#x41;",
+      u"&amp;",
+      u"\u0001\u001F",
+      std::u16string(100'000, u'x'),
+  };
+  std::filesystem::create_directories(file_.parent_path());
+  Use(file_);
+  for (const std::u16string& text : texts) {
+    const CAtlString name(text.substr(0, 40));
+    EXPECT_TRUE(WriteXMLConfigString(1, u"texts", name, CAtlString(text)));
+  }
+  EXPECT_TRUE(WriteXMLConfigString(1, u"texts", u"empty", u""));
+  EXPECT_TRUE(SaveXMLConfigFile(1));
+  for (int round = 0; round < 2; ++round) {
+    for (const std::u16string& text : texts) {
+      EXPECT_TRUE(String(u"texts", CAtlString(text.substr(0, 40))) == text)
+          << round << " " << testing::PrintToString(text.substr(0, 40));
+    }
+    EXPECT_EQ(String(u"texts", u"empty"), u"-old");
+    Use(file_);
+  }
+  const test::CommandResult lint = test::RunCommand({"xmllint", "--recover", "--noout", file_});
+  EXPECT_EQ(lint.err.find("attributes construct error"), std::string::npos) << lint.err;
+}
+
+TEST_F(ConfigStoreTest, ElementsAreMatchedWithoutCaseAndTheFirstWins) {
+  UseContent(
+      User("<KEY Name='x' name='A'><other name='v' data='1'/><Value name='V' data='2x'/>"
+           "<value name='v' data='3'/></KEY><key name='a'><value name='w' data='9'/></key>"
+           "<value name='Stra\xC3\x9F"
+           "e' data='7'/><value name='big' data='99999999999'/>"));
+  EXPECT_EQ(Int(u"a", u"v"), 2);
+  EXPECT_EQ(Int(u"a", u"w"), -1);
+  EXPECT_EQ(Int(u"", u"STRA\u00DFE"), 7);
+  EXPECT_EQ(Int(u"", u"big"), INT_MAX);
+  EXPECT_TRUE(WriteXMLConfigString(1, u"A", u"v", u"t"));
+  EXPECT_EQ(String(u"a", u"V"), u"t");
+  TiXmlElement* const root = FindXMLRootElement(1);
+  EXPECT_TRUE(IsXMLElementAType(root, "KEY"));
+  EXPECT_FALSE(IsXMLElementAType(nullptr, "key"));
+  EXPECT_TRUE(XMLElementHasAttr(root, "scope", "user"));
+  EXPECT_FALSE(XMLElementHasAttr(root, "Scope", "user"));
+  EXPECT_FALSE(IsValidXMLConfigRoot(0, root));
+  EXPECT_FALSE(IsValidXMLConfigRoot(1, root->FirstChildElement()));
+  EXPECT_EQ(FindXMLConfigValueElement(nullptr, u"", u"v"), nullptr);
+  EXPECT_EQ(GetXMLConfigValueElement(nullptr, u"", u"v"), nullptr);
+}
+
+TEST_F(ConfigStoreTest, ListsKeysOnly) {
+  UseContent(
+      User("<key name='a'><key name='x'/></key><value name='b'/><KEY name='Gr\xC3\xBC\xC3\x9F"
+           "e'/><key/><other name='c'/>"));
+  EXPECT_EQ(Keys(u""), (std::vector<std::u16string>{u"a", u"Gr\u00FC\u00DFe"}));
+  EXPECT_EQ(Keys(u"A"), (std::vector<std::u16string>{u"x"}));
+  EXPECT_EQ(Keys(u"a/x"), (std::vector<std::u16string>{}));
+  EXPECT_EQ(Keys(u"none"), (std::vector<std::u16string>{u"-"}));
+}
+
+TEST_F(ConfigStoreTest, DeletesValuesAndKeysButNeverTheRoot) {
+  UseContent(User("<key name='a'><key name='b'/><value name='v' data='1'/></key>"));
+  EXPECT_TRUE(DeleteXMLConfigValueElement(1, u"a", u"none"));
+  EXPECT_TRUE(DeleteXMLConfigValueElement(1, u"none", u"v"));
+  EXPECT_TRUE(DeleteXMLConfigValueElement(1, u"A", u"V"));
+  EXPECT_EQ(Int(u"a", u"v"), -1);
+  EXPECT_TRUE(DeleteXMLSubKeyElement(1, u"a/none"));
+  EXPECT_FALSE(DeleteXMLSubKeyElement(1, u""));
+  EXPECT_FALSE(DeleteXMLSubKeyElement(1, u"\\/"));
+  EXPECT_TRUE(DeleteXMLSubKeyElement(1, u"a"));
+  EXPECT_EQ(Keys(u""), (std::vector<std::u16string>{}));
+  EXPECT_NE(FindXMLRootElement(1), nullptr);
+}
+
+TEST_F(ConfigStoreTest, ScopesStandSideBySide) {
+  const std::filesystem::path global = env_.folder() / "global.xml";
+  EXPECT_TRUE(SetXMLConfig(0, PathOf(global)));
+  std::filesystem::create_directories(file_.parent_path());
+  EXPECT_TRUE(SetXMLConfig(1, PathOf(file_)));
+  EXPECT_TRUE(WriteXMLConfigInt(0, u"k", u"v", 10));
+  EXPECT_TRUE(WriteXMLConfigInt(1, u"k", u"v", 11));
+  EXPECT_TRUE(SaveXMLConfigFile(0));
+  EXPECT_TRUE(SaveXMLConfigFile(1));
+  EXPECT_EQ(Int(u"k", u"v", 0), 10);
+  EXPECT_EQ(Int(u"k", u"v", 1), 11);
+  EXPECT_TRUE(std::filesystem::is_empty(env_.temp()));
+  // The file of one scope is none for the other.
+  Forget();
+  EXPECT_TRUE(SetXMLConfig(1, PathOf(global)));
+  EXPECT_EQ(Int(u"k", u"v", 1), -1);
+}
+
+TEST_F(ConfigStoreTest, WhatIsDiscardedIsKeptBeside) {
+  const std::string damaged = User("<key name='a'>") + "<oops";
+  for (const char* kept : {"caf\xC3\xA9.xml.discarded", "caf\xC3\xA9.xml.discarded 2"}) {
+    UseContent(damaged);
+    EXPECT_EQ(Int(u"a", u"v"), -1);
+    EXPECT_FALSE(SaveXMLConfigFile(1)) << "a file that could not be read is not written over";
+    EXPECT_EQ(test::ReadFile(file_), damaged);
+    EXPECT_TRUE(WriteXMLConfigInt(1, u"a", u"v", 1));
+    EXPECT_FALSE(std::filesystem::exists(file_));
+    EXPECT_EQ(test::ReadFile(file_.parent_path() / kept), damaged);
+    EXPECT_TRUE(SaveXMLConfigFile(1));
+    Use(file_);
+    EXPECT_EQ(Int(u"a", u"v"), 1);
+  }
+  // There is nothing to keep of an empty file, and a folder is never moved.
+  UseContent("");
+  EXPECT_TRUE(WriteXMLConfigInt(1, u"a", u"v", 1));
+  EXPECT_EQ(FilesBeside().size(), 2u);
+  std::filesystem::create_directory(file_);
+  Use(file_);
+  EXPECT_FALSE(WriteXMLConfigInt(1, u"a", u"v", 1));
+  EXPECT_TRUE(std::filesystem::is_directory(file_));
+}
+
+TEST_F(ConfigStoreTest, AnotherPathDropsTheDocumentAndSaysWhatWasLost) {
+  const std::filesystem::path other = env_.folder() / "other.xml";
+  test::WriteFile(other, User("<value name='v' data='2'/>"));
+  UseContent(User("<value name='v' data='1'/>"));
+  EXPECT_EQ(Int(u"", u"v"), 1);
+  EXPECT_TRUE(SetXMLConfig(1, PathOf(other)));
+  EXPECT_EQ(Int(u"", u"v"), 2);
+  EXPECT_TRUE(WriteXMLConfigInt(1, u"", u"v", 3));
+  EXPECT_TRUE(SetXMLConfig(1, PathOf(other))) << "the same path keeps the document";
+  EXPECT_EQ(Int(u"", u"v"), 3);
+  EXPECT_FALSE(SetXMLConfig(1, PathOf(file_)));
+  EXPECT_EQ(Int(u"", u"v"), 1);
+  EXPECT_TRUE(WriteXMLConfigInt(1, u"", u"v", 4));
+  EXPECT_TRUE(SaveXMLConfigFile(1));
+  EXPECT_TRUE(SetXMLConfig(1, PathOf(other)));
+  EXPECT_EQ(Int(u"", u"v"), 2);
+}
+
+TEST_F(ConfigStoreTest, AFailedSaveLosesNothing) {
+  const std::string old = User("<value name='v' data='1'/>");
+  UseContent(old);
+  EXPECT_TRUE(WriteXMLConfigInt(1, u"", u"v", 2));
+  // No temporary folder: nothing else changes.
+  std::filesystem::remove(env_.temp());
+  EXPECT_FALSE(SaveXMLConfigFile(1));
+  EXPECT_EQ(test::ReadFile(file_), old);
+  std::filesystem::create_directory(env_.temp());
+  // The folder of the configuration has vanished: the temporary file is the one that is whole.
+  std::filesystem::rename(file_.parent_path(), env_.folder() / "elsewhere");
+  EXPECT_FALSE(SaveXMLConfigFile(1));
+  EXPECT_FALSE(std::filesystem::is_empty(env_.temp()));
+  EXPECT_NE(LoadXMLRootFromFile(1, true), nullptr);
+  EXPECT_EQ(Int(u"", u"v"), 2);
+  std::filesystem::rename(env_.folder() / "elsewhere", file_.parent_path());
+  EXPECT_TRUE(SaveXMLConfigFile(1));
+  EXPECT_TRUE(std::filesystem::is_empty(env_.temp()));
+  Use(file_);
+  EXPECT_EQ(Int(u"", u"v"), 2);
+}
+
+TEST_F(ConfigStoreTest, ReadOnlyFilesAreReplacedReadOnlyFoldersAreNot) {
+  using std::filesystem::perms;
+  UseContent(User("<value name='v' data='1'/>"));
+  std::filesystem::permissions(file_, perms::owner_read | perms::group_read);
+  EXPECT_TRUE(WriteXMLConfigInt(1, u"", u"v", 2));
+  EXPECT_TRUE(SaveXMLConfigFile(1));
+  EXPECT_EQ(std::filesystem::status(file_).permissions(), perms::owner_read | perms::group_read);
+  Use(file_);
+  EXPECT_EQ(Int(u"", u"v"), 2);
+  if (geteuid() == 0) return;
+  EXPECT_TRUE(WriteXMLConfigInt(1, u"", u"v", 3));
+  std::filesystem::permissions(file_.parent_path(), perms::owner_read | perms::owner_exec);
+  EXPECT_FALSE(SaveXMLConfigFile(1));
+  Use(file_);
+  EXPECT_EQ(Int(u"", u"v"), 2);
+}
+
+TEST_F(ConfigStoreTest, KeyPathsStayWithinWhatCanBeLoadedAgain) {
+  std::filesystem::create_directories(file_.parent_path());
+  Use(file_);
+  CAtlString path;
+  for (int i = 0; i < kMostXmlDepth - 2; ++i) path += u"k/";
+  EXPECT_TRUE(WriteXMLConfigInt(1, path, u"v", 1));
+  EXPECT_FALSE(WriteXMLConfigInt(1, path + u"k", u"v", 1));
+  EXPECT_EQ(Int(path + u"k", u"v"), -1);
+  EXPECT_TRUE(SaveXMLConfigFile(1));
+  Use(file_);
+  EXPECT_EQ(Int(path, u"v"), 1);
+  CAtlString endless(u'/', 200'000);
+  endless += u"x";
+  endless += CAtlString(u'\\', 10);
+  EXPECT_EQ(Int(endless, u"v"), -1);
+}
+
+TEST_F(ConfigStoreTest, HoldsThousandsOfKeysAndValues) {
+  std::filesystem::create_directories(file_.parent_path());
+  Use(file_);
+  const auto name = [](int i) {
+    CAtlString text;
+    text.Format(u"%S %d", i % 2 == 0 ? u"name" : u"\u0438\u043C\u044F", i);
+    return text;
+  };
+  for (int i = 0; i < 2000; ++i) {
+    ASSERT_TRUE(WriteXMLConfigInt(1, u"values", name(i), i));
+    ASSERT_TRUE(WriteXMLConfigInt(1, u"keys/" + name(i), u"v", i));
+  }
+  EXPECT_TRUE(SaveXMLConfigFile(1));
+  Use(file_);
+  for (int i = 0; i < 2000; i += 37) {
+    EXPECT_EQ(Int(u"values", name(i)), i);
+    EXPECT_EQ(Int(u"keys/" + name(i), u"v"), i);
+  }
+  EXPECT_EQ(Keys(u"keys").size(), 2000u);
+}
+
+}  // namespace
+}  // namespace orvik

@@ -1,0 +1,243 @@
+#include "xml/element_reader.h"
+
+#include <gtest/gtest.h>
+
+#include <limits>
+#include <string>
+#include <vector>
+
+#include <tinyxml.h>
+
+#include "xml/tixml_helper.h"
+
+namespace orvik {
+namespace {
+
+class Document {
+ public:
+  explicit Document(const std::string& text) : document_(new TiXmlDocument()) {
+    EXPECT_EQ(TiXmlHelper::InitializeTiXmlDocumentFromText(document_, text.c_str()), S_OK);
+  }
+  TiXmlElement* root() const { return document_->RootElement(); }
+
+ private:
+  boost::shared_ptr<TiXmlDocument> document_;
+};
+
+TEST(ElementReaderTest, ReadsTexts) {
+  const Document document("<e a='' b='x&amp;\xC3\xA9'/>");
+  CAtlStringA text("old");
+  EXPECT_EQ(CXMLElementReader::GetTextAttributeFromNode(document.root(), "z", text), E_INVALIDARG);
+  EXPECT_EQ(CXMLElementReader::GetTextAttributeFromNode(document.root(), nullptr, text),
+            E_INVALIDARG);
+  EXPECT_EQ(CXMLElementReader::GetTextAttributeFromNode(nullptr, "a", text), E_INVALIDARG);
+  EXPECT_EQ(text.View(), "old");
+  EXPECT_EQ(CXMLElementReader::GetTextAttributeFromNode(document.root(), "a", text), S_OK);
+  EXPECT_EQ(text.View(), "");
+  EXPECT_EQ(CXMLElementReader::GetTextAttributeFromNode(document.root(), "b", text), S_OK);
+  EXPECT_EQ(text.View(), "x&\xC3\xA9");
+
+  CAtlString wide(u"old");
+  EXPECT_EQ(CXMLElementReader::GetTextAttributeFromNodeW(document.root(), "a", wide), E_FAIL);
+  EXPECT_EQ(CXMLElementReader::GetTextAttributeFromNodeW(document.root(), "z", wide), E_INVALIDARG);
+  EXPECT_EQ(wide.View(), u"old");
+  EXPECT_EQ(CXMLElementReader::GetTextAttributeFromNodeW(document.root(), "b", wide), S_OK);
+  EXPECT_EQ(wide.View(), u"x&\u00E9");
+}
+
+TEST(ElementReaderTest, ReadsNumbers) {
+  const struct {
+    std::string value;
+    long number;
+    float decimal;
+    bool truth;
+  } cases[] = {
+      {"5x", 5, 5, true},
+      {"abc", 0, 0, false},
+      {"true", 0, 0, false},
+      {"-7", -7, -7, true},
+      {" 12.75", 12, 12.75f, true},
+      {"99999999999999999999", std::numeric_limits<long>::max(), 1e20f, true},
+  };
+  for (const auto& c : cases) {
+    const Document document("<e v='" + c.value + "'/>");
+    long number = -1;
+    float decimal = -1;
+    bool truth = !c.truth;
+    EXPECT_EQ(CXMLElementReader::GetLongAttributeFromNode(document.root(), "v", &number), S_OK);
+    EXPECT_EQ(CXMLElementReader::GetFloatAttributeFromNode(document.root(), "v", &decimal), S_OK);
+    EXPECT_EQ(CXMLElementReader::GetBOOLAttributeFromNode(document.root(), "v", &truth), S_OK);
+    EXPECT_EQ(number, c.number);
+    EXPECT_EQ(decimal, c.decimal);
+    EXPECT_EQ(truth, c.truth) << c.value;
+  }
+  const Document document("<e a=''/>");
+  for (const auto& [name, result] : {std::pair{"a", E_FAIL}, {"z", E_INVALIDARG}}) {
+    long number = 3;
+    float decimal = 3;
+    bool truth = true;
+    unsigned long color = 3;
+    EXPECT_EQ(CXMLElementReader::GetLongAttributeFromNode(document.root(), name, &number), result);
+    EXPECT_EQ(CXMLElementReader::GetFloatAttributeFromNode(document.root(), name, &decimal),
+              result);
+    EXPECT_EQ(CXMLElementReader::GetBOOLAttributeFromNode(document.root(), name, &truth), result);
+    EXPECT_EQ(CXMLElementReader::GetColorAttributeFromNode(document.root(), name, &color), result);
+    EXPECT_TRUE(number == 3 && decimal == 3 && truth && color == 3);
+  }
+}
+
+TEST(ElementReaderTest, ReadsColors) {
+  const struct {
+    std::string value;
+    unsigned long color;
+  } cases[] = {
+      {"none", 0xFFFFFFFF}, {"#ff8000", 0x000080FF}, {"#FF8000ab", 0x000080FF},
+      {"None", 0},          {"#12", 0x12},           {"#12zz34", 0x12},
+      {"red", 0},
+  };
+  for (const auto& c : cases) {
+    const Document document("<e c='" + c.value + "'/>");
+    unsigned long color = 99;
+    EXPECT_EQ(CXMLElementReader::GetColorAttributeFromNode(document.root(), "c", &color), S_OK);
+    EXPECT_EQ(color, c.color) << c.value;
+  }
+}
+
+TEST(ElementReaderTest, SplitsAtCommas) {
+  const struct {
+    std::string value;
+    std::vector<std::string> pieces;
+  } cases[] = {{"a, b", {"a", " b"}}, {"a,,b", {"a", "", "b"}}, {"", {""}}, {",", {"", ""}}};
+  CAtlArray<CAtlStringA> pieces;
+  for (const auto& c : cases) {
+    const Document document("<e v='" + c.value + "'/>");
+    EXPECT_EQ(CXMLElementReader::GetCommaSeperatedArrayAttribute(document.root(), "v", pieces),
+              S_OK);
+    std::vector<std::string> texts;
+    for (const CAtlStringA& piece : pieces) texts.emplace_back(piece.View());
+    EXPECT_EQ(texts, c.pieces) << c.value;
+    EXPECT_EQ(CXMLElementReader::GetCommaSeperatedArrayAttribute(document.root(), "z", pieces),
+              E_INVALIDARG);
+    EXPECT_EQ(pieces.GetCount(), c.pieces.size());
+  }
+}
+
+TEST(ElementReaderTest, TakesBase64OutOfItsPrefix) {
+  const std::string flash = "data:application/x-shockwave-flash;base64,";
+  const struct {
+    std::string value;
+    HRESULT plain;
+    std::string plain_text;
+    HRESULT flash;
+    std::string flash_text;
+  } cases[] = {
+      {"data:;base64,TWFu", S_OK, "TWFu", E_FAIL, "data:;base64,TWFu"},
+      {"TWdata:;base64,Fudata:;base64,", S_OK, "TWFu", E_FAIL, "TWdata:;base64,Fudata:;base64,"},
+      {"TWFu", E_FAIL, "old", E_FAIL, "TWFu"},
+      {"", E_FAIL, "old", E_FAIL, ""},
+      {flash + "TW Fu" + flash + " x", E_FAIL, "old", S_OK, "TWFux"},
+      {" " + flash + "TWFu", E_FAIL, "old", E_FAIL, " " + flash + "TWFu"},
+  };
+  for (const auto& c : cases) {
+    const Document document("<e v='" + c.value + "'/>");
+    CAtlStringA plain("old"), data("old");
+    EXPECT_EQ(CXMLElementReader::GetBase64AttributeFromNode(document.root(), "v", plain), c.plain);
+    EXPECT_EQ(plain.View(), c.plain_text);
+    EXPECT_EQ(CXMLElementReader::GetBase64FlashDataFromNode(document.root(), "v", data), c.flash);
+    EXPECT_EQ(data.View(), c.flash_text);
+    EXPECT_EQ(CXMLElementReader::GetBase64AttributeFromNode(document.root(), "z", plain),
+              E_INVALIDARG);
+    EXPECT_EQ(CXMLElementReader::GetBase64FlashDataFromNode(document.root(), "z", data),
+              E_INVALIDARG);
+  }
+}
+
+TEST(ElementReaderTest, TheValueIsTheFirstTextIfItComesFirst) {
+  const struct {
+    std::string text;
+    const char* value;
+  } cases[] = {
+      {"<e> text <f/></e>", " text "},  {"<e><![CDATA[<x>]]></e>", "<x>"},
+      {"<e>a<!--c-->b</e>", "a"},       {"<e><f/>text</e>", nullptr},
+      {"<e><!--c-->text</e>", nullptr}, {"<e/>", nullptr},
+  };
+  for (const auto& c : cases) {
+    const Document document(c.text);
+    CAtlStringA text("old");
+    CAtlString wide(u"old");
+    const HRESULT expected = c.value == nullptr ? E_INVALIDARG : S_OK;
+    EXPECT_EQ(CXMLElementReader::GetElementValue(document.root(), text), expected) << c.text;
+    EXPECT_EQ(CXMLElementReader::GetDataElementValue(document.root(), text), expected);
+    EXPECT_EQ(text.View(), c.value == nullptr ? "old" : c.value);
+    EXPECT_EQ(CXMLElementReader::GetElementValueW(document.root(), wide), S_OK);
+    EXPECT_EQ(CAtlStringA(wide).View(), text.View());
+  }
+  CAtlStringA text;
+  CAtlString wide;
+  EXPECT_EQ(CXMLElementReader::GetElementValue(nullptr, text), E_INVALIDARG);
+  EXPECT_EQ(CXMLElementReader::GetElementValueW(nullptr, wide), E_INVALIDARG);
+  EXPECT_EQ(CXMLElementReader::GetNodeName(nullptr, text), E_INVALIDARG);
+}
+
+std::string NamesOf(const CAtlArray<TiXmlElement*>& elements) {
+  std::string names;
+  for (TiXmlElement* const element : elements) {
+    CAtlStringA name;
+    EXPECT_EQ(CXMLElementReader::GetNodeName(element, name), S_OK);
+    names += std::string(name.View()) + (element->Attribute("n") ? element->Attribute("n") : "");
+  }
+  return names;
+}
+
+TEST(ElementReaderTest, FindsChildren) {
+  const Document document("<r>t<!--c--><a n='1'/><b n='2'/><a n='3'/>t</r>");
+  EXPECT_STREQ(CXMLElementReader::GetNamedChildNode(document.root(), "b")->Attribute("n"), "2");
+  EXPECT_EQ(CXMLElementReader::GetNamedChildNode(document.root(), "B"), nullptr);
+  EXPECT_EQ(CXMLElementReader::GetNamedChildNode(document.root(), nullptr), nullptr);
+  EXPECT_EQ(CXMLElementReader::GetNamedChildNode(nullptr, "b"), nullptr);
+  EXPECT_STREQ(CXMLElementReader::GetFirstNonEmptyChild(document.root())->Attribute("n"), "1");
+  EXPECT_EQ(CXMLElementReader::GetFirstNonEmptyChild(nullptr), nullptr);
+  CAtlArray<TiXmlElement*> children;
+  EXPECT_EQ(CXMLElementReader::GetChildNodes(document.root(), children), S_OK);
+  EXPECT_EQ(NamesOf(children), "a1b2a3");
+  EXPECT_EQ(CXMLElementReader::GetChildNodes(nullptr, children), E_INVALIDARG);
+  EXPECT_TRUE(children.IsEmpty());
+}
+
+TEST(ElementReaderTest, FindsElementsAtAPathOfNames) {
+  const Document document(
+      "<r><i><x n='1'/></i><j><x n='2'/></j><i><x n='3'/><y/><x n='4'/></i></r>");
+  const struct {
+    const char* path;
+    HRESULT result;
+    std::string names;
+  } cases[] = {
+      {"r/i/x", S_OK, "x1x3x4"}, {"/i/x", S_OK, "x1x3x4"},     {"any/j", S_OK, "j"},
+      {"/i/", S_OK, ""},         {"/I/x", S_OK, ""},           {"i", E_INVALIDARG, "r"},
+      {"", E_INVALIDARG, "r"},   {nullptr, E_INVALIDARG, "r"},
+  };
+  for (const auto& c : cases) {
+    CAtlArray<TiXmlElement*> found;
+    found.Add(document.root());
+    EXPECT_EQ(CXMLElementReader::GetNamedChildNodes(document.root(), found, c.path), c.result);
+    EXPECT_EQ(NamesOf(found), c.names);
+  }
+}
+
+TEST(ElementReaderTest, ListsAttributesAndGivesXml) {
+  const Document document("<r b='1' a='2'><c/></r>");
+  CAtlArray<TiXmlAttribute*> attributes;
+  EXPECT_EQ(GetNodeAttributes(document.root(), attributes), S_OK);
+  EXPECT_EQ(GetNodeAttributes(document.root(), attributes), S_OK);
+  ASSERT_EQ(attributes.GetCount(), 4u);
+  EXPECT_STREQ(attributes[1]->Name(), "a");
+  EXPECT_EQ(GetNodeAttributes(nullptr, attributes), E_INVALIDARG);
+  CAtlStringA text;
+  EXPECT_EQ(CXMLElementReader::GetNodeXML(document.root(), text), S_OK);
+  EXPECT_EQ(text.View(), "<r b=\"1\" a=\"2\"><c/></r>");
+  EXPECT_EQ(CXMLElementReader::GetNodeXML(nullptr, text), S_OK);
+  EXPECT_EQ(text.View(), "");
+}
+
+}  // namespace
+}  // namespace orvik

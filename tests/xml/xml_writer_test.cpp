@@ -1,0 +1,332 @@
+#include "xml/xml_writer.h"
+
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <functional>
+#include <limits>
+#include <random>
+#include <string>
+#include <vector>
+
+#include <tinyxml.h>
+
+#include "streams/com_ptr.h"
+#include "tests/support/test_environment.h"
+#include "xml/element_reader.h"
+#include "xml/my_writer.h"
+#include "xml/tixml_helper.h"
+
+namespace orvik {
+namespace {
+
+std::string Written(const std::function<void(IORVIKXMLWriter&)>& write) {
+  CComPtr<IORVIKXMLWriter> writer;
+  EXPECT_EQ(IORVIKXMLWriter::CreateORVIKXMLWriterOnString(&writer), S_OK);
+  write(*writer);
+  return std::string(writer->get_output().View());
+}
+
+boost::shared_ptr<TiXmlDocument> Parsed(const std::string& text) {
+  boost::shared_ptr<TiXmlDocument> document(new TiXmlDocument());
+  EXPECT_EQ(TiXmlHelper::InitializeTiXmlDocumentFromText(document, text.c_str()), S_OK);
+  return document;
+}
+
+std::string Copied(const std::string& text) {
+  const auto document = Parsed(text);
+  return Written([&](IORVIKXMLWriter& writer) {
+    EXPECT_EQ(writer.CopyElementToXMLWriter(document->RootElement()), S_OK);
+  });
+}
+
+using Step = std::function<void(IORVIKXMLWriter&)>;
+
+TEST(XmlWriterTest, WritesExactlyWhatItIsAskedFor) {
+  CAtlArray<CAtlStringA> none, items;
+  items.Add("a");
+  items.Add("b,<");
+  unsigned char man[] = {'M', 'a', 'n'};
+  const struct {
+    Step step;
+    std::string text;
+  } cases[] = {
+      {[](auto& w) { w.OutputXMLHeader(); },
+       "<?xml version=\"1.0\" encoding=\"UTF-8\" standalone=\"yes\"?>"},
+      {[](auto& w) {
+         w.startElement("a");
+         w.WriteTextAttribute("x", "1<2");
+         w.startElement("b");
+         w.endElement("b");
+         w.WriteElementContents("t");
+         w.endElement("a");
+       },
+       "<a x=\"1&lt;2\"><b/>t</a>"},
+      {[](auto& w) {
+         w.startElement("a");
+         w.WriteElementContents("");
+         w.endElement("z");
+       },
+       "<a></z>"},
+      {[](auto& w) {
+         w.startElement("a");
+         w.OutputSVGBlockForExport("<&");
+         w.endElement("a");
+       },
+       "<a<&/>"},
+      {[](auto& w) { w.WriteTextAttribute("q", "&'\"<>\x01\n\xC3\xA9"); },
+       " q=\"&amp;&apos;&quot;&lt;&gt;\x01\n\xC3\xA9\""},
+      {[](auto& w) { w.WriteLongTextAttribute("q", "a<", "b", "c"); }, " q=\"a&lt;bc\""},
+      {[](auto& w) { w.WriteLongTextAttribute("q", "a", nullptr, "c"); }, " q=\"a\""},
+      {[](auto& w) { w.WriteTextAttributeW("q", u"gr\u00FCn<"); }, " q=\"gr\xC3\xBCn&lt;\""},
+      {[](auto& w) { w.WriteTextAttributeBySingleQuotation("q", "a'b"); }, " q='a&apos;b'"},
+      {[](auto& w) { w.WriteElementValue("a&b"); }, "a&amp;b"},
+      {[](auto& w) { w.WriteSimpleTextElement("a", "<&"); }, "<a><&</a>"},
+      {[](auto& w) { w.WriteEscapedSimpleTextElement("a", "<&"); }, "<a>&lt;&amp;</a>"},
+      {[](auto& w) { w.WriteCDATAElement("a&b"); }, "<![CDATA[a&b]]>"},
+      {[](auto& w) { w.WriteEscapedCDATAElement("a&b"); }, "<![CDATA[a&amp;b]]>"},
+      {[](auto& w) { w.WriteBOOLAttribute("b", true); }, " b=\"1\""},
+      {[](auto& w) { w.WriteLongAttribute("n", std::numeric_limits<long>::min()); },
+       " n=\"-9223372036854775808\""},
+      {[](auto& w) { w.WriteFloatAttribute("f", 2.5f); }, " f=\"2.50\""},
+      {[](auto& w) { w.WriteFloatAttribute("f", -1.005f); }, " f=\"-1.00\""},
+      {[](auto& w) { w.WriteFloatAttribute("f", std::numeric_limits<float>::max()); },
+       " f=\"340282346638528859811704183484516925440.00\""},
+      {[](auto& w) { w.WriteColorAttribute("c", 0x00FF8000); }, " c=\"#0080ff\""},
+      {[](auto& w) { w.WriteColorAttribute("c", 0x12345678); }, " c=\"#785634\""},
+      {[](auto& w) { w.WriteColorAttribute("c", 0xFFFFFFFF); }, " c=\"none\""},
+      {[](auto& w) { w.WriteColorAttribute("c", 0xFFFFFFFE); }, " c=\"none\""},
+      {[](auto& w) { w.WriteColorAttribute("c", 0xFFFFFFFD); }, " c=\"#fdffff\""},
+      {[&](auto& w) { w.WriteBase64Attribute("d", man, 3); }, " d=\"data:;base64,TWFu\""},
+      {[&](auto& w) { w.WriteCommaSeperatedArrayAttribute("s", items); }, " s=\"a,b,&lt;\""},
+      {[&](auto& w) { w.WriteSemiColonSeperatedArrayAttribute("s", items); }, " s='a;b,&lt;'"},
+      {[&](auto& w) { w.WriteCommaSeperatedArrayAttribute("s", none); }, ""},
+      {[&](auto& w) { w.WriteSemiColonSeperatedArrayAttribute("s", none); }, ""},
+      {[](auto& w) {
+         w.startElement(nullptr);
+         w.WriteTextAttribute(nullptr, nullptr);
+         w.WriteTextAttributeW(nullptr, nullptr);
+         w.WriteElementContents(nullptr);
+         w.WriteEscapedElementContents(nullptr);
+         w.endElement(nullptr);
+       },
+       "< =\"\" =\"\"></>"},
+  };
+  for (const auto& c : cases) EXPECT_EQ(Written(c.step), c.text);
+}
+
+TEST(XmlWriterTest, AnswersTheCodesOfTheInterface) {
+  CComPtr<IORVIKXMLWriter> writer;
+  IORVIKXMLWriter::CreateORVIKXMLWriterOnString(&writer);
+  void* out = &writer;
+  EXPECT_EQ(writer->QueryInterface(IID_IUnknown, &out), E_NOTIMPL);
+  EXPECT_EQ(out, static_cast<void*>(&writer));
+  EXPECT_EQ(writer->WriteTextAttribute("a", "b"), S_OK);
+  EXPECT_EQ(writer->WriteElementContents("b"), S_OK);
+  EXPECT_EQ(writer->get_output().View(), " a=\"b\"b");
+  // Spent: nothing more is taken, and nothing comes out.
+  EXPECT_EQ(writer->startElement("x"), S_OK);
+  EXPECT_EQ(writer->get_output().View(), "");
+  EXPECT_EQ(writer->AddRef(), 2u);
+  EXPECT_EQ(writer->Release(), 1u);
+  EXPECT_EQ(IORVIKXMLWriter::CreateORVIKXMLWriterOnString(nullptr), E_POINTER);
+}
+
+// Writes into a stream of the test's, or into none.
+class WriterOn final : public CMyWriter {
+ public:
+  explicit WriterOn(IStream* stream) { SetOutput(stream); }
+  CAtlStringA get_output() override { return CAtlStringA(); }
+};
+
+class PieceStream final : public StreamBase<IStream> {
+ public:
+  explicit PieceStream(std::vector<std::string>& pieces) : pieces_(pieces) {}
+  HRESULT Write(const void* data, unsigned long count, unsigned long*) override {
+    pieces_.emplace_back(static_cast<const char*>(data), count);
+    return E_FAIL;
+  }
+
+ private:
+  std::vector<std::string>& pieces_;
+};
+
+TEST(XmlWriterTest, EveryPieceIsOneWriteWhoseResultIsNotLookedAt) {
+  std::vector<std::string> pieces;
+  CComPtr<IStream> stream;
+  stream.Attach(new PieceStream(pieces));
+  auto* const writer = new WriterOn(stream);
+  writer->startElement("name");
+  EXPECT_EQ(writer->WriteTextAttribute("a", "x&yz<"), S_OK);
+  writer->FinishOpenElement();
+  writer->FinishOpenElement();
+  writer->Release();
+  EXPECT_EQ(pieces, (std::vector<std::string>{"<", "name", " ", "a", "=\"", "x", "&amp;", "yz",
+                                              "&lt;", "", "\"", ">"}));
+  EXPECT_EQ(stream->AddRef(), 2u);
+  stream->Release();
+}
+
+TEST(XmlWriterTest, WithoutAStreamNothingIsWritten) {
+  auto* const writer = new WriterOn(nullptr);
+  EXPECT_EQ(writer->startElement("a"), S_OK);
+  EXPECT_EQ(writer->WriteTextAttribute("a", "b<"), E_FAIL);
+  EXPECT_EQ(writer->WriteLongTextAttribute("a", "b", "c", "d"), E_FAIL);
+  EXPECT_EQ(writer->WriteTextAttributeBySingleQuotation("a", "b"), E_FAIL);
+  EXPECT_EQ(writer->WriteEscapedElementContents("b&"), S_OK);
+  EXPECT_EQ(writer->WriteElementContents("b"), E_FAIL);
+  EXPECT_EQ(writer->endElement("a"), S_OK);
+  EXPECT_EQ(writer->Release(), 0u);
+}
+
+TEST(XmlWriterTest, CopiesElements) {
+  EXPECT_EQ(Copied("<persistence k=\"1\">x&lt;y</persistence>"),
+            "<persistence k=\"1\"><![CDATA[x<y]]></persistence>");
+  EXPECT_EQ(Copied("<p>x&lt;y</p>"), "<p>x&lt;y</p>");
+  EXPECT_EQ(Copied("<a><!--c--><b/>late text<c x='&quot;'> t </c></a>"),
+            "<a><b/><c x=\"&quot;\"> t </c></a>");
+  EXPECT_EQ(Written([](auto& w) { EXPECT_EQ(w.CopyElementToXMLWriter(nullptr), E_INVALIDARG); }),
+            "");
+  const auto document = Parsed("<a><b><c/></b><d/></a>");
+  EXPECT_EQ(Written([&](auto& w) {
+              w.CopyElementToXMLWriter(document->RootElement()->FirstChildElement());
+            }),
+            "<b><c/></b>");
+}
+
+TEST(XmlWriterTest, CopiesElementsOfAnyDepth) {
+  constexpr int kDepth = 200'000;
+  TiXmlElement root("a");
+  TiXmlElement* last = &root;
+  for (int i = 0; i < kDepth; ++i) {
+    last = last->LinkEndChild(new TiXmlElement("a"))->ToElement();
+  }
+  const std::string text = Written([&](auto& w) { w.CopyElementToXMLWriter(&root); });
+  EXPECT_EQ(text.size(), kDepth * 3u + 4 + kDepth * 4u);
+  // TinyXML's own destructor calls itself for every level.
+  while (last != &root) {
+    TiXmlNode* const parent = last->Parent();
+    parent->RemoveChild(last);
+    last = parent->ToElement();
+  }
+}
+
+class XmlWriterFileTest : public test::EnvironmentTest {
+ protected:
+  const std::filesystem::path file_ = env_.folder() / "file.xml";
+  const COrvikFilePath path_{CAtlString(file_.u16string())};
+};
+
+TEST_F(XmlWriterFileTest, AFileIsCompleteWhenItsWriterIsReleased) {
+  CComPtr<IORVIKXMLWriter> writer;
+  ASSERT_EQ(IORVIKXMLWriter::CreateORVIKXMLWriter(&writer, path_), S_OK);
+  writer->WriteSimpleTextElement("a", "text");
+  EXPECT_EQ(writer->get_output().View(), "");
+  writer.Release();
+  EXPECT_EQ(test::ReadFile(file_), "<a>text</a>");
+
+  ASSERT_EQ(IORVIKXMLWriter::CreateORVIKXMLWriterCompressed(&writer, path_), S_OK);
+  writer->WriteSimpleTextElement("a", "text");
+  writer.Release();
+  EXPECT_EQ(test::ReadFile(file_).substr(0, 2), "x\x9C");
+}
+
+TEST_F(XmlWriterFileTest, AFileThatCannotBeOpenedGivesNoWriter) {
+  const COrvikFilePath nowhere(CAtlString((env_.folder() / "no" / "file").u16string()));
+  CComPtr<IORVIKXMLWriter> other;
+  IORVIKXMLWriter::CreateORVIKXMLWriterOnString(&other);
+  for (const COrvikFilePath& path : {nowhere, COrvikFilePath()}) {
+    IORVIKXMLWriter* writer = other;
+    EXPECT_EQ(IORVIKXMLWriter::CreateORVIKXMLWriter(&writer, path), E_FAIL);
+    EXPECT_EQ(writer, nullptr);
+    writer = other;
+    EXPECT_EQ(IORVIKXMLWriter::CreateORVIKXMLWriterCompressed(&writer, path), E_FAIL);
+    EXPECT_EQ(writer, nullptr);
+  }
+  EXPECT_EQ(IORVIKXMLWriter::CreateORVIKXMLWriter(nullptr, path_), E_POINTER);
+  EXPECT_FALSE(std::filesystem::exists(file_));
+}
+
+TEST_F(XmlWriterFileTest, CopiesFilesInPieces) {
+  const auto copy = [&](const std::string& content, HRESULT expected) {
+    test::WriteFile(file_, content);
+    return Written([&](auto& w) {
+      w.startElement("a");
+      EXPECT_EQ(w.CopyFileToXMLWriter(path_), expected);
+      w.endElement("a");
+    });
+  };
+  EXPECT_EQ(copy("", S_FALSE), "<a></a>");
+  const std::string content(10'000, '<');
+  EXPECT_EQ(copy(content, S_FALSE), "<a>" + content + "</a>");
+  EXPECT_EQ(copy(std::string("ab\0cd", 5), S_FALSE), "<a>ab</a>");
+  std::filesystem::remove(file_);
+  EXPECT_EQ(Written([&](auto& w) { EXPECT_EQ(w.CopyFileToXMLWriter(path_), E_FAIL); }), "");
+}
+
+// Documents of balanced calls, with text that every parser of XML takes.
+class RandomDocument {
+ public:
+  explicit RandomDocument(unsigned seed) : random_(seed) {}
+
+  void WriteTo(IORVIKXMLWriter& writer) {
+    writer.OutputXMLHeader();
+    Element(writer, 0);
+  }
+
+ private:
+  unsigned Below(unsigned limit) { return random_() % limit; }
+
+  std::string Text(const char* first) {
+    static const char* const kPieces[] = {"a",
+                                          "<",
+                                          "&",
+                                          "\"",
+                                          "'",
+                                          ">",
+                                          "  ",
+                                          "\n",
+                                          "\xC3\xA9",
+                                          "\xE6\x97\xA5",
+                                          "\xF0\x9F\x98\x80",
+                                          "]]>",
+                                          "&#x41;"};
+    std::string text = first;
+    for (unsigned i = Below(12); i > 0; --i) text += kPieces[Below(std::size(kPieces))];
+    return text;
+  }
+
+  void Element(IORVIKXMLWriter& writer, int depth) {
+    const std::string name = "e" + std::to_string(Below(5));
+    writer.startElement(name.c_str());
+    for (unsigned i = 0, count = Below(4); i < count; ++i) {
+      writer.WriteTextAttribute(("a" + std::to_string(i)).c_str(), Text("").c_str());
+    }
+    // Text of white space alone is not kept by the parser.
+    if (Below(2) == 0) writer.WriteEscapedElementContents(Text("t").c_str());
+    for (unsigned i = depth < 6 ? Below(4) : 0; i > 0; --i) Element(writer, depth + 1);
+    writer.endElement(name.c_str());
+  }
+
+  std::mt19937 random_;
+};
+
+TEST_F(XmlWriterFileTest, RandomDocumentsComeBackByteForByteAndOtherParsersTakeThem) {
+  std::vector<std::string> command = {"xmllint", "--noout"};
+  for (unsigned seed = 0; seed < 60; ++seed) {
+    const std::string text = Written([&](auto& w) { RandomDocument(seed).WriteTo(w); });
+    const auto document = Parsed(text);
+    ASSERT_EQ(Written([&](auto& w) {
+                w.OutputXMLHeader();
+                w.CopyElementToXMLWriter(document->RootElement());
+              }),
+              text);
+    command.push_back((env_.folder() / (std::to_string(seed) + ".xml")).string());
+    test::WriteFile(command.back(), text);
+  }
+  const test::CommandResult result = test::RunCommand(command);
+  EXPECT_EQ(result.status, 0) << result.err;
+}
+
+}  // namespace
+}  // namespace orvik
