@@ -1,26 +1,41 @@
+#include <algorithm>
+#include <optional>
+#include <string>
 #include <string_view>
 
 #include "files/windows_file_paths.h"
 #include "files/windows_files.h"
 #include "platform/carbon/file_copy.h"
 #include "platform/host/errno_status.h"
+#include "platform/host/file_names.h"
 
 namespace orvik {
 namespace {
 
 constexpr OSType kBusyFileType = FourCC("bzy ");
 
-// Only files and links are copied; asked before a target is deleted in favour of the copy.
-bool MayBeCopied(const FSRef& source) {
-  FSCatalogInfo info;
-  if (FSGetCatalogInfo(&source, kFSCatInfoPermissions, &info, nullptr, nullptr, nullptr) != noErr) {
-    return false;
+constexpr std::uint16_t kRegularFile = 0x8000;
+constexpr std::uint16_t kSymbolicLink = 0xA000;
+
+bool IsAscii(std::u16string_view text) {
+  return std::all_of(text.begin(), text.end(), [](char16_t unit) { return unit < 0x80; });
+}
+
+OSErr CopyTo(const FSRef& source, const std::string& target) {
+  return FSCopyFileAs(&source, reinterpret_cast<const UInt8*>(target.c_str()), kBusyFileType);
+}
+
+// The path of the target by its parent folder as that is spelled on disk; empty when there is none.
+std::string PathInParent(const char16_t* target) {
+  FSRef parent;
+  HFSUniStr255 name;
+  std::string path;
+  if (FindParentBriefly(target, &parent, &name) != noErr ||
+      FSRefCopyPath(&parent, &path) != noErr) {
+    return {};
   }
-  constexpr UInt16 kTypeBits = 0xF000;
-  constexpr UInt16 kRegularFile = 0x8000;
-  constexpr UInt16 kSymbolicLink = 0xA000;
-  const UInt16 type = info.permissions.mode & kTypeBits;
-  return type == kRegularFile || type == kSymbolicLink;
+  const std::optional<std::string> leaf = host::FileNameToBytes({name.unicode, name.length});
+  return leaf ? path + "/" + *leaf : std::string();
 }
 
 }  // namespace
@@ -32,19 +47,22 @@ BOOL CopyFile(const char16_t* source, const char16_t* target, BOOL fail_if_exist
   }
   FSRef source_ref;
   if (FindFileBriefly(source, &source_ref) != noErr) return FALSE;
-  FSRef target_ref;
-  const bool exists = FindFileBriefly(target, &target_ref) == noErr;
-  if (exists && fail_if_exists != FALSE) return FALSE;
-  FSRef parent;
-  HFSUniStr255 name;
-  if (FindParentBriefly(target, &parent, &name) != noErr) return FALSE;
-  if (exists && (FSCompareFSRefs(&source_ref, &target_ref) == noErr || !MayBeCopied(source_ref) ||
-                 FSDeleteObject(&target_ref) != noErr)) {
-    return FALSE;
+  if (source_ref.kind != kRegularFile && source_ref.kind != kSymbolicLink) return FALSE;
+  const std::u16string_view target_text{target};
+  if (IsAscii(target_text) && !target_text.ends_with(u'/')) {
+    // Making a file tells whether the name is taken: most copies need no other look at the target.
+    const OSErr status = CopyTo(source_ref, std::string(target_text.begin(), target_text.end()));
+    if (status != dupFNErr) return status == noErr ? TRUE : FALSE;
   }
-  return FSCopyFileAs(&source_ref, &parent, name.length, name.unicode, kBusyFileType) == noErr
-             ? TRUE
-             : FALSE;
+  FSRef target_ref;
+  if (FindFileBriefly(target, &target_ref) == noErr) {
+    if (fail_if_exists != FALSE || FSCompareFSRefs(&source_ref, &target_ref) == noErr ||
+        FSDeleteObject(&target_ref) != noErr) {
+      return FALSE;
+    }
+  }
+  const std::string path = PathInParent(target);
+  return !path.empty() && CopyTo(source_ref, path) == noErr ? TRUE : FALSE;
 }
 
 }  // namespace orvik

@@ -15,6 +15,7 @@
 #include "platform/host/at_path.h"
 #include "platform/host/content_copy.h"
 #include "platform/host/errno_status.h"
+#include "platform/host/system_root.h"
 
 namespace orvik {
 namespace {
@@ -95,32 +96,58 @@ int FillCopy(int source, const struct statx& info, int target, const host::AtPat
     record.create_date = carbon::DateFromTimestamp(info.stx_btime.tv_sec, info.stx_btime.tv_nsec);
   }
   record.locked = false;
-  CatalogRecord busy = record;
-  busy.finder_info.fdType = busy_type;
-  if (const int error = StoreRecord(target, busy)) return error;
+  // A copy made with one read and one write is never seen incomplete for long.
+  const bool takes_time = info.stx_size > kForkCopyBufferSize || !attributes.empty();
+  if (takes_time) {
+    CatalogRecord busy = record;
+    busy.finder_info.fdType = busy_type;
+    if (const int error = StoreRecord(target, busy)) return error;
+  }
+  const host::ContentSize size{static_cast<long long>(info.stx_size),
+                               static_cast<long long>(info.stx_blocks) * 512};
   if (const int error = CopyNamedForks(source, target, attributes)) return error;
-  if (const int error = host::CopyContent(source, target, kForkCopyBufferSize)) return error;
+  if (const int error = host::CopyContent(source, target, size, kForkCopyBufferSize)) return error;
   if (const int error = StoreRecord(target, record)) return error;
   if (fchmod(target, FinalMode(info, target)) != 0) return errno;
   if (const int error = CopyTimes(info, target, target_at)) return error;
   return locked ? carbon::SetLocked({target, nullptr}, true, &record) : 0;
 }
 
-int CopyRegularFile(const host::AtPath& source_at, const FSRef& source, const host::AtPath& target,
-                    OSType busy_type) {
-  const int from = openat(source_at.folder(), source_at.name(),
-                          O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC);
-  if (from < 0) return errno;
-  struct statx info {};
-  int error = carbon::StatDescriptor(from, &info);
-  if (error == 0 && !carbon::IsReferent(source, info)) error = ENOENT;
-  int to = -1;
-  if (error == 0) {
-    const mode_t mode = (info.stx_mode & 0777) | S_IRWXU;
-    to = openat(target.folder(), target.name(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, mode);
-    if (to < 0) error = errno;
+// Opens the file where it was last seen.
+int OpenSource(const std::string& path, const FSRef& source, struct statx* info, int* error) {
+  const host::AtPath at{path};
+  *error = at.error();
+  if (*error != 0) return -1;
+  const int descriptor =
+      openat(at.folder(), at.name(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC);
+  if (descriptor < 0) {
+    *error = errno;
+    return -1;
   }
-  if (to >= 0) {
+  *error = carbon::StatDescriptor(descriptor, info);
+  if (*error == 0 && !carbon::IsReferent(source, *info)) *error = ENOENT;
+  if (*error == 0) return descriptor;
+  close(descriptor);
+  return -1;
+}
+
+int CopyRegularFile(const FSRef& source, const host::AtPath& target, OSType busy_type) {
+  struct statx info {};
+  int error = 0;
+  int from = OpenSource(source.path, source, &info, &error);
+  if (from < 0) {
+    std::string present;
+    if (const int lost = carbon::LocateReference(source, &present, nullptr)) return lost;
+    if (present == source.path) return error;
+    from = OpenSource(present, source, &info, &error);
+    if (from < 0) return error;
+  }
+  const mode_t mode = (info.stx_mode & 0777) | S_IRWXU;
+  const int to =
+      openat(target.folder(), target.name(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, mode);
+  if (to < 0) {
+    error = errno;
+  } else {
     error = FillCopy(from, info, to, target, busy_type);
     if (close(to) != 0 && error == 0) error = errno;
     if (error != 0) unlinkat(target.folder(), target.name(), 0);
@@ -129,28 +156,24 @@ int CopyRegularFile(const host::AtPath& source_at, const FSRef& source, const ho
   return error;
 }
 
+int CopyLinkOf(const FSRef& source, const host::AtPath& target) {
+  std::string path;
+  struct statx info {};
+  if (const int error = carbon::LocateReference(source, &path, &info)) return error;
+  const host::AtPath at{path};
+  return at.error() != 0 ? at.error() : CopyLink(at, info, target);
+}
+
 }  // namespace
 
-OSErr FSCopyFileAs(const FSRef* source, const FSRef* parent, unsigned long name_length,
-                   const UniChar* name, OSType busy_type) {
-  if (source == nullptr) return paramErr;
-  std::string target_path;
-  if (const OSErr status = carbon::PathOfChild(parent, name_length, name, &target_path)) {
-    return status;
-  }
-  std::string source_path;
-  struct statx info {};
-  if (const int error = carbon::LocateReference(*source, &source_path, &info)) {
-    return Status(error);
-  }
-  const host::AtPath from{source_path};
-  const host::AtPath to{target_path};
-  if (from.error() != 0 || to.error() != 0) {
-    return Status(from.error() != 0 ? from.error() : to.error());
-  }
-  if (S_ISLNK(info.stx_mode)) return Status(CopyLink(from, info, to));
-  if (!S_ISREG(info.stx_mode)) return notAFileErr;
-  return Status(CopyRegularFile(from, *source, to, busy_type));
+OSErr FSCopyFileAs(const FSRef* source, const UInt8* target_path, OSType busy_type) {
+  if (source == nullptr || target_path == nullptr) return paramErr;
+  const bool link = S_ISLNK(source->kind);
+  if (!link && !S_ISREG(source->kind)) return notAFileErr;
+  const std::string path = host::ResolvePath(reinterpret_cast<const char*>(target_path));
+  const host::AtPath target{path};
+  if (target.error() != 0) return Status(target.error());
+  return Status(link ? CopyLinkOf(*source, target) : CopyRegularFile(*source, target, busy_type));
 }
 
 }  // namespace orvik

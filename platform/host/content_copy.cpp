@@ -3,7 +3,6 @@
 #include <fcntl.h>
 #include <linux/fs.h>
 #include <sys/ioctl.h>
-#include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -19,6 +18,9 @@ bool KernelDeclines(int error) {
   return error == EXDEV || error == EINVAL || error == EOPNOTSUPP || error == ENOSYS ||
          error == ETXTBSY || error == EPERM || error == EBADF;
 }
+
+// Smaller files are as quickly copied, and cost no more room than a hole or a shared block saves.
+constexpr off_t kWorthSharing = 4096;
 
 class Copier {
  public:
@@ -91,13 +93,8 @@ class Copier {
   std::size_t allocated_ = 0;
 };
 
-// Sharing blocks is a property of the file system: one refusal is remembered.
-bool ShareBlocks(int source, int target, dev_t device) {
-  thread_local dev_t refusing_device = 0;
-  if (device == refusing_device) return false;
-  if (ioctl(target, FICLONE, source) == 0) return true;
-  if (errno == EOPNOTSUPP || errno == ENOTTY) refusing_device = device;
-  return false;
+bool ShareBlocks(int source, int target) {
+  return ioctl(target, FICLONE, source) == 0;
 }
 
 int Reserve(int target, off_t size) {
@@ -107,12 +104,10 @@ int Reserve(int target, off_t size) {
 
 }  // namespace
 
-int CopyContent(int source, int target, std::size_t buffer_size) {
-  struct stat info {};
-  if (fstat(source, &info) != 0) return errno;
-  const off_t size = info.st_size;
-  if (size > 0 && ShareBlocks(source, target, info.st_dev)) return 0;
-  const bool sparse = size > 0 && static_cast<off_t>(info.st_blocks) * 512 < size;
+int CopyContent(int source, int target, const ContentSize& source_size, std::size_t buffer_size) {
+  const off_t size = source_size.size;
+  if (size > kWorthSharing && ShareBlocks(source, target)) return 0;
+  const bool sparse = size > kWorthSharing && source_size.allocated < size;
   if (!sparse && size > static_cast<off_t>(buffer_size)) {
     if (const int error = Reserve(target, size)) return error;
   }
