@@ -3,6 +3,7 @@
 #include <fcntl.h>
 #include <linux/fs.h>
 #include <sys/ioctl.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -129,6 +130,13 @@ int CopyContent(int source, int target, const ContentSize& source_size, std::siz
   }
   if (sparse && !at_end && ftruncate(target, size) != 0) return errno;
   return 0;
+}
+
+int CopyContent(int source, int target, std::size_t buffer_size) {
+  struct stat info {};
+  if (fstat(source, &info) != 0) return errno;
+  return CopyContent(source, target, {info.st_size, static_cast<long long>(info.st_blocks) * 512},
+                     buffer_size);
 }
 
 }  // namespace orvik::host

@@ -18,4 +18,7 @@ struct ContentSize {
 // gives what it still had. 0 or an errno; the target is then incomplete.
 int CopyContent(int source, int target, const ContentSize& source_size, std::size_t buffer_size);
 
+// The same, with a look at the source's size.
+int CopyContent(int source, int target, std::size_t buffer_size);
+
 }  // namespace orvik::host
