@@ -15,14 +15,6 @@ constexpr char kKey[] = "key";
 constexpr char kValue[] = "value";
 constexpr char kName[] = "name";
 
-char LowerAscii(char byte) {
-  return byte >= 'A' && byte <= 'Z' ? static_cast<char>(byte - 'A' + 'a') : byte;
-}
-
-bool IsAscii(char byte) {
-  return static_cast<unsigned char>(byte) < 0x80;
-}
-
 TiXmlElement* AppendChild(TiXmlElement* parent, const char* type, const CAtlString& name) {
   auto* const child = new TiXmlElement(type);
   child->SetAttribute(kName, MakeUTF8StringFromUnicodeString(name).GetString());
@@ -49,32 +41,6 @@ TiXmlElement* WalkKeyPath(TiXmlElement* root, const KeyPath& path, Missing missi
 }
 
 }  // namespace
-
-bool AnyCaseName::Matches(const char* text) const {
-  if (text == nullptr) return false;
-  const char* name = name_.GetString();
-  for (const char* other = text;; ++name, ++other) {
-    if (*name == *other) {
-      if (*name == '\0') return true;
-    } else if (!IsAscii(*name) || !IsAscii(*other)) {
-      // A letter of Mac OS Roman may equal another, or two.
-      return name_.CompareNoCase(text) == 0;
-    } else if (LowerAscii(*name) != LowerAscii(*other)) {
-      return false;
-    }
-  }
-}
-
-TiXmlElement* FindConfigChild(TiXmlElement* parent, const char* type, const CAtlString& name) {
-  const AnyCaseName wanted_type{CAtlStringA(type)};
-  const AnyCaseName wanted_name(MakeUTF8StringFromUnicodeString(name));
-  TiXmlElement* child = parent->FirstChildElement();
-  while (child != nullptr &&
-         !(wanted_type.Matches(child->Value()) && wanted_name.Matches(child->Attribute(kName)))) {
-    child = child->NextSiblingElement();
-  }
-  return child;
-}
 
 bool IsXMLElementAType(TiXmlElement* element, CAtlStringA type) {
   return element != nullptr && AnyCaseName(type).Matches(element->Value());

@@ -1,6 +1,8 @@
 // How the configuration store finds its elements.
 #pragma once
 
+#include <string>
+
 #include "strings/atl_string.h"
 #include "strings/atl_string_a.h"
 
@@ -8,16 +10,16 @@ class TiXmlElement;
 
 namespace orvik {
 
-// A name that is compared with many: what CAtlStringA::CompareNoCase finds equal, without its cost
-// where the bytes alone decide.
+// A name that is compared with many: finds equal what CAtlStringA::CompareNoCase finds equal, and
+// allocates nothing. The name ends at its first NUL.
 class AnyCaseName {
  public:
-  explicit AnyCaseName(CAtlStringA name) : name_(name) {}
+  explicit AnyCaseName(const CAtlStringA& name);
   // False for null.
   bool Matches(const char* text) const;
 
  private:
-  CAtlStringA name_;
+  std::u16string folded_;
 };
 
 // The first child element of the type "key" or "value" with the name; null when there is none.
