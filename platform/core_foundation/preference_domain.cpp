@@ -160,6 +160,7 @@ int PreferenceDomain::KeepDamagedFile() const {
   constexpr int kMaximumCopies = 1000;
   std::string bytes;
   if (const int error = host::ReadWholeFile(file_, &bytes)) return error;
+  if (bytes.empty()) return 0;
   for (int number = 1; number <= kMaximumCopies; ++number) {
     const std::string kept =
         file_ + (number == 1 ? ".damaged" : ".damaged-" + std::to_string(number));

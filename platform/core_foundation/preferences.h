@@ -20,7 +20,7 @@
 // Files are XML, written as host/replace_file.h does and flushed to disk; a domain that ends in
 // ".lock" is not flushed, because what it says does not outlive a restart of the machine. A file
 // that is no property list of entries reads as empty and is kept beside the first one that is saved
-// over it, as "<file>.damaged"; one that cannot be read is never saved over.
+// over it, as "<file>.damaged" (unless it is empty); one that cannot be read is never saved over.
 //
 // Calls may come from several threads.
 #pragma once

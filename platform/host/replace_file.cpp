@@ -2,12 +2,12 @@
 
 #include <fcntl.h>
 #include <limits.h>
+#include <stdio.h>
 #include <sys/file.h>
 #include <time.h>
 
 #include <cerrno>
 #include <cstdint>
-#include <cstdio>
 #include <utility>
 
 #include "platform/host/descriptor.h"
@@ -18,7 +18,9 @@ namespace orvik::host {
 namespace {
 
 constexpr int kOpenFlags = O_CLOEXEC | O_NOCTTY | O_NONBLOCK;
-constexpr int kNames = 8;
+// Names that files on their way may have, and how often all are tried, a millisecond apart.
+constexpr int kNames = 4;
+constexpr int kTries = 2000;
 constexpr int kMaximumLinks = 40;
 
 int RefusalOf(const struct stat& attributes) {
@@ -97,7 +99,7 @@ std::string PassingName(const std::string& target_name, int number) {
     hash = (hash ^ static_cast<unsigned char>(byte)) * 1099511628211u;
   }
   char digits[17];
-  std::snprintf(digits, sizeof digits, "%016lx", hash);
+  snprintf(digits, sizeof digits, "%016lx", hash);
   return "." + std::string(digits) + suffix;
 }
 
@@ -126,11 +128,13 @@ class PassingFile {
     return MakeNamed(mode);
   }
 
-  // Renames the file over the target.
-  int Arrive() {
+  // Puts the file in the target's place. `old_file` is the open target (-1: none) when its space
+  // need not be given back on disk first.
+  int Arrive(int old_file) {
     if (name_.empty()) {
       if (const int error = GiveName()) return error;
     }
+    if (old_file >= 0 && Exchange(old_file)) return 0;
     if (renameat(folder_, name_.c_str(), folder_, target_.c_str()) != 0) return errno;
     name_.clear();
     return 0;
@@ -142,33 +146,53 @@ class PassingFile {
   // Without /proc a file without a name cannot get one.
   bool CanGetName() const { return access(ProcPath().c_str(), F_OK) == 0; }
 
-  int GiveName() {
-    const std::string path = ProcPath();
-    for (int number = 0; number < kNames; ++number) {
-      std::string name = PassingName(target_, number);
-      if (linkat(AT_FDCWD, path.c_str(), folder_, name.c_str(), AT_SYMLINK_FOLLOW) == 0) {
-        name_ = std::move(name);
-        return 0;
+  // A rename over a file makes some volumes write the new one out at once and wait for it at the
+  // next rename; an exchange does not. The old file is locked, so that nobody takes it for an
+  // abandoned one and its name for free.
+  bool Exchange(int old_file) {
+    if (flock(old_file, LOCK_EX | LOCK_NB) != 0 ||
+        renameat2(folder_, name_.c_str(), folder_, target_.c_str(), RENAME_EXCHANGE) != 0) {
+      return false;
+    }
+    if (IsNamed(old_file, name_)) {
+      unlinkat(folder_, name_.c_str(), 0);
+    } else {
+      RemoveAbandoned();
+    }
+    name_.clear();
+    return true;
+  }
+
+  // Calls with one name after the other while the answer is EEXIST.
+  template <class Function>
+  int WithFreeName(Function function) {
+    for (int tries = 0; tries < kTries; ++tries) {
+      for (int number = 0; number < kNames; ++number) {
+        std::string name = PassingName(target_, number);
+        const int error = function(name);
+        if (error == 0) name_ = std::move(name);
+        if (error != EEXIST) return error;
       }
-      if (errno != EEXIST) return errno;
+      usleep(1000);
     }
     return EBUSY;
   }
 
+  int GiveName() {
+    return WithFreeName([this, path = ProcPath()](const std::string& name) {
+      return linkat(AT_FDCWD, path.c_str(), folder_, name.c_str(), AT_SYMLINK_FOLLOW) == 0 ? 0
+                                                                                           : errno;
+    });
+  }
+
   int MakeNamed(mode_t mode) {
-    for (int number = 0; number < kNames; ++number) {
-      std::string name = PassingName(target_, number);
-      Descriptor file(
-          openat(folder_, name.c_str(), O_RDWR | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, mode));
-      if (!file && errno != EEXIST) return errno;
+    return WithFreeName([this, mode](const std::string& name) {
+      constexpr int kFlags = O_RDWR | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC;
+      file_ = Descriptor(openat(folder_, name.c_str(), kFlags, mode));
+      if (!file_) return errno;
       // Between the making and the lock another may have taken the file for an abandoned one.
-      if (file && flock(file.get(), LOCK_EX | LOCK_NB) == 0 && IsNamed(file.get(), name)) {
-        file_ = std::move(file);
-        name_ = std::move(name);
-        return 0;
-      }
-    }
-    return EBUSY;
+      return flock(file_.get(), LOCK_EX | LOCK_NB) == 0 && IsNamed(file_.get(), name) ? 0 : EEXIST;
+    });
   }
 
   bool IsNamed(int file, const std::string& name) const {
@@ -259,7 +283,8 @@ ReplaceResult ReplaceFile(const std::string& path, std::string_view content, Flu
   if (exists) KeepProperties(old_file.get(), old, file.descriptor());
   StampTime(file.descriptor());
   if (flush == Flush::kToDisk && fsync(file.descriptor()) != 0) return fail(errno);
-  if (const int error = file.Arrive()) return fail(error);
+  if (const int error = file.Arrive(flush == Flush::kNone ? old_file.get() : -1))
+    return fail(error);
   result.wrote = true;
   struct stat present;
   if (fstat(file.descriptor(), &present) == 0) result.identity = IdentityOf(present);

@@ -3,7 +3,7 @@
 //
 // Replacing writes a file without a name on the same volume, flushes it, gives it a name beside the
 // target and renames it over the target. A process that is killed before the name is given leaves
-// nothing; one that is killed between the name and the rename leaves ".<name>.orvik-<n>" (n = 0..7,
+// nothing; one that is killed between the name and the rename leaves ".<name>.orvik-<n>" (n = 0..3,
 // a hash in place of a name too long). Whoever writes keeps a kernel lock on the file of that name,
 // so that the next one to replace the same target knows an abandoned one and removes it. Where the
 // volume knows no files without a name, the file has that name from the start.
@@ -26,7 +26,7 @@ int ReadWholeFile(const std::string& path, std::string* content, FileIdentity* i
 
 enum class Flush {
   kToDisk,  // outlives a crash of the machine: the file and its folder are flushed
-  kNone,    // old or new for every process, but not after a crash of the machine
+  kNone,    // old or new for every process; lost, or empty, after a crash of the machine
 };
 
 struct ReplaceResult {

@@ -175,7 +175,7 @@ TEST_F(ReplaceFileTest, NoRightToWriteKeepsTheOldFile) {
 
 TEST_F(ReplaceFileTest, RemovesWhatAKilledWriterLeftButNotWhatALivingOneHolds) {
   test::WriteFile(folder_ / ".file.orvik-0", "abandoned");
-  test::WriteFile(folder_ / ".file.orvik-5", "abandoned too");
+  test::WriteFile(folder_ / ".file.orvik-3", "abandoned too");
   const int held = open((folder_ / ".file.orvik-1").c_str(), O_CREAT | O_RDWR | O_CLOEXEC, 0600);
   flock(held, LOCK_EX);
   EXPECT_EQ(ReplaceFile(file_, "new").error, 0);
