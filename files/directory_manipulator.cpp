@@ -2,6 +2,7 @@
 
 #include <sys/stat.h>
 
+#include <algorithm>
 #include <cstdlib>
 #include <memory>
 #include <optional>
@@ -23,37 +24,52 @@ bool IsLink(const COrvikDirectoryPath& folder) {
   return bytes && lstat(bytes->c_str(), &record) == 0 && S_ISLNK(record.st_mode);
 }
 
+// The path in which a folder that need not exist would really be: links are resolved as far as it
+// exists, and ".." of what does not exist is taken away with what stands before it. Nothing when
+// that cannot be found out.
+std::optional<std::string> RealPath(std::string path) {
+  if (path.empty()) return std::nullopt;
+  if (path.front() != '/') path = "./" + path;
+  std::vector<std::string> missing;  // components, the last one first
+  std::unique_ptr<char, decltype(&std::free)> real(nullptr, &std::free);
+  while (real.reset(realpath(path.c_str(), nullptr)), !real) {
+    const std::size_t slash = path.rfind('/');
+    if (slash == std::string::npos || path == "/") return std::nullopt;
+    missing.push_back(path.substr(slash + 1));
+    path.resize(std::max<std::size_t>(slash, 1));
+  }
+  std::string resolved = real.get();
+  bool went_up = false;
+  for (; !missing.empty(); missing.pop_back()) {
+    if (missing.back() == "..") {
+      resolved.resize(std::max<std::size_t>(resolved.rfind('/'), 1));
+      went_up = true;
+    } else if (!missing.back().empty() && missing.back() != ".") {
+      if (resolved != "/") resolved += '/';
+      resolved += missing.back();
+    }
+  }
+  // What lies beside the missing part may be a link again.
+  return went_up ? RealPath(resolved) : resolved;
+}
+
 // Whether `folder`, which need not exist, is `other` or lies in it, links and other names of the
 // same folder taken into account. Also true when that cannot be found out.
 bool LiesIn(const COrvikDirectoryPath& folder, const COrvikDirectoryPath& other) {
+  const std::optional<std::string> inner = PathForLibc(folder.GetDirectoryPathString());
   const std::optional<std::string> outer = PathForLibc(other.GetDirectoryPathString());
   struct stat wanted;
-  if (!outer || stat(outer->c_str(), &wanted) != 0) return true;
-
-  // The nearest thing that exists, by its real path.
-  std::unique_ptr<char, decltype(&std::free)> real(nullptr, &std::free);
-  COrvikDirectoryPath existing = folder;
-  while (!real) {
-    const std::optional<std::string> bytes = PathForLibc(existing.GetDirectoryPathString());
-    if (!bytes) return true;
-    real.reset(realpath(bytes->c_str(), nullptr));
-    if (real) break;
-    const bool is_relative = existing.RemoveLastSubdirectoryFromPath() == FALSE;
-    if (is_relative || existing.IsEmptyPath() != FALSE) {
-      real.reset(realpath(is_relative ? "." : "/", nullptr));
-      break;
-    }
-  }
-  if (!real) return true;
-  for (std::string path = real.get();;) {
+  if (!inner || !outer || stat(outer->c_str(), &wanted) != 0) return true;
+  std::optional<std::string> path = RealPath(*inner);
+  if (!path) return true;
+  for (;;) {
     struct stat record;
-    if (stat(path.c_str(), &record) == 0 && record.st_dev == wanted.st_dev &&
+    if (stat(path->c_str(), &record) == 0 && record.st_dev == wanted.st_dev &&
         record.st_ino == wanted.st_ino) {
       return true;
     }
-    const std::size_t slash = path.rfind('/');
-    if (slash == std::string::npos || path == "/") return false;
-    path.resize(slash == 0 ? 1 : slash);
+    if (*path == "/") return false;
+    path->resize(std::max<std::size_t>(path->rfind('/'), 1));
   }
 }
 

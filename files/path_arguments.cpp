@@ -5,9 +5,9 @@
 #include <algorithm>
 #include <cerrno>
 
-#include "files/windows_file_refs.h"
-#include "platform/carbon/fsref.h"
 #include "platform/host/file_names.h"
+#include "platform/host/name_spelling.h"
+#include "platform/host/system_root.h"
 
 namespace orvik {
 
@@ -17,16 +17,13 @@ const char16_t* PathArgument(const CAtlString& path) {
 
 std::optional<std::string> PathForLibc(const CAtlString& path) {
   std::optional<std::string> bytes = host::FileNameToBytes(path.View());
-  if (!bytes ||
-      std::all_of(bytes->begin(), bytes->end(), [](unsigned char c) { return c < 0x80; })) {
-    return bytes;
-  }
+  if (!bytes) return bytes;
+  bytes = host::ResolvePath(*bytes);
   struct stat record;
-  FSRef ref;
-  if (lstat(bytes->c_str(), &record) != 0 && errno == ENOENT &&
-      GetFSRefFromFilename(path, &ref, false, false) == 0) {
-    std::string spelled;
-    if (FSRefCopyPath(&ref, &spelled) == 0) return spelled;
+  const bool is_ascii =
+      std::all_of(bytes->begin(), bytes->end(), [](unsigned char c) { return c < 0x80; });
+  if (!is_ascii && lstat(bytes->c_str(), &record) != 0 && errno == ENOENT) {
+    if (std::optional<std::string> spelled = host::FindOtherSpelling(*bytes)) return spelled;
   }
   return bytes;
 }

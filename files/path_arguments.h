@@ -12,8 +12,9 @@ namespace orvik {
 // they would not see the rest and so find another file.
 const char16_t* PathArgument(const CAtlString& path);
 
-// The path as bytes for libc; nothing when no file can have that name. A file that exists under the
-// composed or decomposed spelling of the path only is found (host/file_names.h has the bytes).
+// The path as bytes for libc (host/file_names.h), with paths of the system volume below the system
+// root; nothing when no file can have that name. A file that exists under another Unicode spelling
+// of the path only is found.
 std::optional<std::string> PathForLibc(const CAtlString& path);
 
 // The path of a file of the platform.

@@ -3,6 +3,7 @@
 
 #include <sys/stat.h>
 
+#include <algorithm>
 #include <filesystem>
 #include <string>
 #include <vector>
@@ -34,6 +35,13 @@ inline std::u16string Units(const COrvikDirectoryPath& path) {
   return Units(path.GetDirectoryPathString());
 }
 
+// The text with every digit turned into "9".
+inline std::string DigitsAsNines(std::string text) {
+  std::replace_if(
+      text.begin(), text.end(), [](char c) { return c >= '0' && c <= '9'; }, '9');
+  return text;
+}
+
 // Permission bits of a file; a link's own.
 inline unsigned ModeOf(const std::filesystem::path& path) {
   struct stat record = {};
@@ -45,6 +53,14 @@ inline unsigned ModeOf(const std::filesystem::path& path) {
 inline bool Stands(const std::filesystem::path& path) {
   struct stat record;
   return lstat(path.c_str(), &record) == 0;
+}
+
+// Makes folders of the same name in one another and gives the innermost one. std::filesystem takes
+// seconds for a thousand.
+inline std::string MakeDeepFolders(const std::filesystem::path& top, int levels) {
+  std::string path = top.string();
+  for (int level = 0; level < levels; ++level) mkdir((path += "/d").c_str(), 0777);
+  return path;
 }
 
 }  // namespace orvik::test

@@ -1,0 +1,184 @@
+#include "files/directory_manipulator.h"
+
+#include <gtest/gtest.h>
+#include <unistd.h>
+
+#include <fstream>
+#include <map>
+
+#include "tests/files/support.h"
+
+namespace orvik {
+namespace {
+
+namespace fs = std::filesystem;
+using test::Folder;
+using test::Stands;
+using Manipulator = CDirectoryManipulator;
+
+class DirectoryManipulator : public test::EnvironmentTest {
+ protected:
+  fs::path At(const std::string& name) const { return env_.folder() / "work" / name; }
+
+  void SetUp() override { fs::create_directory(env_.folder() / "work"); }
+
+  // Relative paths below a folder: "f:content", "l:target" or "d".
+  static std::map<std::string, std::string> Tree(const fs::path& top) {
+    std::map<std::string, std::string> tree;
+    for (const fs::directory_entry& entry : fs::recursive_directory_iterator(top)) {
+      std::string& kind = tree[entry.path().lexically_relative(top).string()];
+      if (entry.is_symlink()) {
+        kind = "l:" + fs::read_symlink(entry.path()).string();
+      } else if (entry.is_directory()) {
+        kind = "d";
+      } else {
+        kind = "f:" + test::ReadFile(entry.path());
+      }
+    }
+    return tree;
+  }
+
+  // A tree with files, folders, an empty folder and links to the outside and in a circle.
+  void MakeTree(const fs::path& top) const {
+    test::WriteFile(top / "f1", "one");
+    test::WriteFile(top / "sub/f2", "two");
+    test::WriteFile(top / "sub/deep/f3", "three");
+    fs::create_directories(top / "empty");
+    test::WriteFile(At("outside/kept"), "kept");
+    fs::create_directory_symlink(At("outside"), top / "sub/out");
+    fs::create_directory_symlink("..", top / "sub/circle");
+    fs::create_symlink("nowhere", top / "dangling");
+  }
+};
+
+TEST_F(DirectoryManipulator, CreatesAllMissingFolders) {
+  EXPECT_TRUE(Manipulator::CreateDirectory(Folder(At("a/b/c"))));
+  EXPECT_TRUE(fs::is_directory(At("a/b/c")));
+  EXPECT_TRUE(Manipulator::CreateDirectory(Folder(At("a/b"))));
+  test::WriteFile(At("file"), "x");
+  EXPECT_TRUE(Manipulator::CreateDirectory(Folder(At("file"))));
+  EXPECT_FALSE(Manipulator::CreateDirectory(Folder(At("file/below"))));
+  EXPECT_FALSE(Manipulator::CreateDirectory({}));
+  EXPECT_FALSE(Manipulator::CreateDirectory(Folder(At(std::string(256, 'x')))));
+  EXPECT_EQ(test::ReadFile(At("file")), "x");
+
+  const fs::path old = fs::current_path();
+  fs::current_path(env_.folder());
+  EXPECT_TRUE(Manipulator::CreateDirectory(COrvikDirectoryPath(u"rel/ative")));
+  fs::current_path(old);
+  EXPECT_TRUE(fs::is_directory(env_.folder() / "rel/ative"));
+
+  // Longer than any fixed buffer.
+  std::string deep = "l";
+  for (int i = 0; i < 10; ++i) deep += "/" + std::string(100, 'n');
+  EXPECT_TRUE(Manipulator::CreateDirectory(Folder(At(deep))));
+  EXPECT_TRUE(fs::is_directory(At(deep)));
+}
+
+TEST_F(DirectoryManipulator, RemovesEmptyFoldersOnly) {
+  EXPECT_TRUE(Manipulator::RemoveDirectory(Folder(At("none"))));
+  MakeTree(At("t"));
+  EXPECT_FALSE(Manipulator::RemoveDirectory(Folder(At("t"))));
+  EXPECT_TRUE(Manipulator::RemoveDirectory(Folder(At("t/empty"))));
+  EXPECT_FALSE(Manipulator::RemoveDirectory(Folder(At("t/f1"))));
+  EXPECT_FALSE(Manipulator::RemoveDirectory(Folder(At("t/sub/out"))));
+  EXPECT_TRUE(Stands(At("t/sub/out")));
+}
+
+TEST_F(DirectoryManipulator, RemovesFilesByPattern) {
+  for (const char* name : {"d/a.txt", "d/b.txt", "d/c.md", "d/s.txt/in"}) {
+    test::WriteFile(At(name), "x");
+  }
+  EXPECT_TRUE(Manipulator::RemoveFilesFromDirectory(Folder(At("d")), u"*.txt"));
+  EXPECT_FALSE(Stands(At("d/a.txt")));
+  EXPECT_FALSE(Stands(At("d/b.txt")));
+  EXPECT_TRUE(Stands(At("d/c.md")));
+  EXPECT_TRUE(Stands(At("d/s.txt/in")));
+  EXPECT_TRUE(Manipulator::RemoveFilesFromDirectory(Folder(At("d")), u"*.txt"));
+  EXPECT_TRUE(Manipulator::RemoveFilesFromDirectory(Folder(At("none")), u"*"));
+}
+
+TEST_F(DirectoryManipulator, EmptiesAndRemovesTreesWithoutFollowingLinks) {
+  MakeTree(At("t"));
+  ASSERT_EQ(mkfifo(At("t/pipe").c_str(), 0600), 0);
+  EXPECT_TRUE(Manipulator::RemoveAllFilesAndSubDirectories(Folder(At("t"))));
+  EXPECT_TRUE(fs::is_empty(At("t")));
+  EXPECT_EQ(test::ReadFile(At("outside/kept")), "kept");
+
+  MakeTree(At("t"));
+  EXPECT_TRUE(Manipulator::RemoveDirectoryAndContents(Folder(At("t"))));
+  EXPECT_FALSE(Stands(At("t")));
+  EXPECT_TRUE(Manipulator::RemoveDirectoryAndContents(Folder(At("t"))));
+
+  fs::create_directory_symlink(At("outside"), At("link"));
+  EXPECT_FALSE(Manipulator::RemoveAllFilesAndSubDirectories(Folder(At("link"))));
+  EXPECT_FALSE(Manipulator::RemoveFilesFromDirectory(Folder(At("link")), u"*"));
+  EXPECT_FALSE(Manipulator::RemoveDirectoryAndContents(Folder(At("link"))));
+  EXPECT_EQ(test::ReadFile(At("outside/kept")), "kept");
+}
+
+TEST_F(DirectoryManipulator, GoesOnAfterAFailure) {
+  if (geteuid() == 0) GTEST_SKIP() << "nothing is forbidden to root";
+  MakeTree(At("t"));
+  fs::permissions(At("t/sub/deep"), fs::perms(0500));
+  EXPECT_FALSE(Manipulator::RemoveAllFilesAndSubDirectories(Folder(At("t"))));
+  EXPECT_EQ(Tree(At("t")), (std::map<std::string, std::string>{
+                               {"sub", "d"}, {"sub/deep", "d"}, {"sub/deep/f3", "f:three"}}));
+}
+
+TEST_F(DirectoryManipulator, CopiesAndRemovesDeepTrees) {
+  fs::create_directory(At("t"));
+  const std::string deep = test::MakeDeepFolders(At("t"), 200);
+  std::ofstream(deep + "/f") << "x";
+  EXPECT_EQ(Manipulator::RecursivelyCopyDirectory(Folder(At("t")), Folder(At("u")), FALSE), S_OK);
+  EXPECT_TRUE(Stands(At("u" + deep.substr(At("t").string().size()) + "/f")));
+  EXPECT_TRUE(Manipulator::RemoveDirectoryAndContents(Folder(At("u"))));
+  EXPECT_TRUE(Manipulator::RemoveDirectoryAndContents(Folder(At("t"))));
+  EXPECT_FALSE(Stands(At("t")));
+}
+
+TEST_F(DirectoryManipulator, CopiesTrees) {
+  MakeTree(At("s"));
+  test::WriteFile(At("t/f1"), "overwritten");
+  test::WriteFile(At("t/own"), "own");
+  EXPECT_EQ(Manipulator::RecursivelyCopyDirectory(Folder(At("s")), Folder(At("t")), FALSE), S_OK);
+  std::map<std::string, std::string> expected = Tree(At("s"));
+  EXPECT_EQ(expected.size(), 9u);
+  expected["own"] = "f:own";
+  EXPECT_EQ(Tree(At("t")), expected);
+
+  EXPECT_EQ(Manipulator::RecursivelyCopyDirectory(Folder(At("none")), Folder(At("u")), FALSE),
+            E_FAIL);
+  EXPECT_FALSE(Stands(At("u")));
+}
+
+TEST_F(DirectoryManipulator, MovesTheFilesOfTrees) {
+  MakeTree(At("s"));
+  const std::map<std::string, std::string> before = Tree(At("s"));
+  EXPECT_EQ(Manipulator::RecursivelyCopyDirectory(Folder(At("s")), Folder(At("new/t")), TRUE),
+            S_OK);
+  EXPECT_EQ(Tree(At("new/t")), before);
+  EXPECT_EQ(Tree(At("s")),
+            (std::map<std::string, std::string>{{"sub", "d"}, {"sub/deep", "d"}, {"empty", "d"}}));
+}
+
+TEST_F(DirectoryManipulator, RefusesToCopyAFolderIntoItself) {
+  MakeTree(At("s"));
+  const std::map<std::string, std::string> before = Tree(At("s"));
+  fs::create_directory_symlink("s", At("alias"));
+  for (const char* target : {"s", "s/sub", "s/sub/new/deeper", "alias", "alias/new", "s/../s/x",
+                             "none/../s/x", "none/../alias/x", "none/a/../../s"}) {
+    for (const BOOL move : {FALSE, TRUE}) {
+      EXPECT_EQ(Manipulator::RecursivelyCopyDirectory(Folder(At("s")), Folder(At(target)), move),
+                E_FAIL)
+          << target;
+    }
+  }
+  EXPECT_EQ(Tree(At("s")), before);
+  EXPECT_EQ(Manipulator::RecursivelyCopyDirectory(Folder(At("s")), Folder(At("s2")), FALSE), S_OK);
+  EXPECT_EQ(Manipulator::RecursivelyCopyDirectory(Folder(At("s2/sub")), Folder(At("s2")), FALSE),
+            S_OK);  // out of itself is no trouble
+}
+
+}  // namespace
+}  // namespace orvik

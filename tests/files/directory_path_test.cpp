@@ -1,0 +1,248 @@
+#include "files/directory_path.h"
+
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <set>
+
+#include "files/directory_manipulator.h"
+#include "tests/files/support.h"
+
+namespace orvik {
+namespace {
+
+using test::File;
+using test::Folder;
+using test::Units;
+using Names = std::vector<std::u16string>;
+
+TEST(DirectoryPath, AddsAndRemovesComponents) {
+  COrvikDirectoryPath path = COrvikDirectoryPath::CreateDirectoryPath(u"C:\\Users\\x\\");
+  EXPECT_EQ(Units(path), u"C:/Users/x");
+  path.AddDirectoryToPath(u"a\\b\\");
+  EXPECT_EQ(Units(path), u"C:/Users/x/a/b");
+  path.AddDirectoryToPath(u"");
+  EXPECT_EQ(Units(path), u"C:/Users/x/a/b");
+  EXPECT_EQ(Units(path.GetLastDirectoryName()), u"b");
+  EXPECT_EQ(Units(path.CreateFilePath(u"f.txt")), u"C:/Users/x/a/b/f.txt");
+  EXPECT_EQ(path.GetDirectoryPathStringA().View(), "C:/Users/x/a/b");
+
+  COrvikDirectoryPath root;
+  root.AddDirectoryToPath(u"Users");
+  EXPECT_EQ(Units(root), u"/Users");
+  EXPECT_TRUE(root.RemoveLastSubdirectoryFromPath());
+  EXPECT_TRUE(root.IsEmptyPath());
+  EXPECT_FALSE(root.RemoveLastSubdirectoryFromPath());
+  COrvikDirectoryPath plain(u"plain");
+  EXPECT_FALSE(plain.RemoveLastSubdirectoryFromPath());
+  EXPECT_EQ(Units(plain), u"plain");
+}
+
+TEST(DirectoryPath, ComparesAndContains) {
+  const struct {
+    const char16_t *path, *other;
+    BOOL inside;
+  } cases[] = {
+      {u"/Users/Ann", u"/users", TRUE},
+      {u"/a/bc", u"/a/b", TRUE},
+      {u"/a", u"/a", TRUE},
+      {u"/a", u"/a/b", FALSE},
+      {u"", u"", FALSE},
+      {u"/a", u"", FALSE},
+      {u"", u"/a", FALSE},
+      {u"/b/a", u"/a", FALSE},
+  };
+  for (const auto& [path, other, inside] : cases) {
+    EXPECT_EQ(COrvikDirectoryPath(CAtlString(path)).IsSubdirectoryOf(CAtlString(other)), inside);
+  }
+  EXPECT_TRUE(COrvikDirectoryPath(u"/A/b").IsEqualPath(CAtlString(u"/a/B/")));
+  EXPECT_FALSE(COrvikDirectoryPath(u"/a|b").IsValidForCrossPlatform());
+  EXPECT_TRUE(COrvikDirectoryPath(u"/a b").CanDirectoryBeWrittenTo());
+  COrvikDirectoryPath invalid(u"/a|b:c");
+  invalid.MakeValidForCrossPlatform();
+  EXPECT_EQ(Units(invalid), u"/abc");
+}
+
+TEST(DirectoryPath, SortsByLastNameAndKeepsEqualNamesInOrder) {
+  CAtlArray<COrvikDirectoryPath> paths;
+  for (const char16_t* path : {u"/2/z", u"/9/B", u"/1/z", u"/x/a", u"/y/\u00E9", u"/0/z"}) {
+    paths.Add(COrvikDirectoryPath(CAtlString(path)));
+  }
+  COrvikDirectoryPath::SortPaths(paths);
+  Names sorted;
+  for (const COrvikDirectoryPath& path : paths) sorted.push_back(Units(path));
+  EXPECT_EQ(sorted, (Names{u"/9/B", u"/x/a", u"/2/z", u"/1/z", u"/0/z", u"/y/\u00E9"}));
+}
+
+class DirectoryPathOnDisk : public test::EnvironmentTest {
+ protected:
+  DirectoryPathOnDisk() { std::filesystem::create_directory(top_); }
+
+  Names Subfolders(const char16_t* pattern, BOOL recursive) const {
+    CAtlArray<COrvikDirectoryPath> found;
+    Folder(top_).ListSubDirectories(pattern, found, recursive);
+    Names names;
+    for (const COrvikDirectoryPath& path : found) {
+      names.push_back(Units(path).substr(Units(Folder(top_)).size()));
+    }
+    return names;
+  }
+  Names Files(const char16_t* pattern) const {
+    CAtlArray<COrvikFilePath> found;
+    EXPECT_EQ(Folder(top_).FindFilesInDirectory(pattern, found), 0);
+    Names names;
+    for (const COrvikFilePath& path : found) names.push_back(Units(path.GetFileName()));
+    std::sort(names.begin(), names.end());
+    return names;
+  }
+
+  const std::filesystem::path top_ = env_.folder() / "top";
+};
+
+TEST_F(DirectoryPathOnDisk, ListsSubfoldersInTheOrderOfTheirLastNames) {
+  std::filesystem::create_directories(top_ / "b" / "z");
+  std::filesystem::create_directories(top_ / "a");
+  test::WriteFile(top_ / "file", "x");
+  std::filesystem::create_directory_symlink("..", top_ / "b" / "circle");
+  EXPECT_EQ(Subfolders(u"*", TRUE), (Names{u"/a", u"/b", u"/b/z"}));
+  EXPECT_EQ(Subfolders(u"*", FALSE), (Names{u"/a", u"/b"}));
+  EXPECT_EQ(Subfolders(u"z", TRUE), (Names{u"/b/z"}));  // below a folder that does not match
+  EXPECT_EQ(Subfolders(u"z", FALSE), Names{});
+
+  CAtlArray<COrvikDirectoryPath> found;
+  found.Add(COrvikDirectoryPath(u"/earlier/aa"));
+  Folder(top_).ListSubDirectories(u"*", found, FALSE);
+  ASSERT_EQ(found.GetCount(), 3u);
+  EXPECT_EQ(Units(found[1]), u"/earlier/aa");  // the whole array is in order
+  Folder(top_ / "none").ListSubDirectories(u"*", found, TRUE);
+  EXPECT_EQ(found.GetCount(), 3u);
+}
+
+TEST_F(DirectoryPathOnDisk, FindsFilesByPattern) {
+  for (const char* name : {"a.txt", "a.b.txt", "B.TXT", "data1", "data"}) {
+    test::WriteFile(top_ / name, "x");
+  }
+  std::filesystem::create_directory(top_ / "folder.txt");
+  std::filesystem::create_directory_symlink("folder.txt", top_ / "link.txt");
+  ASSERT_EQ(mkfifo((top_ / "pipe").c_str(), 0600), 0);
+  EXPECT_EQ(Files(u"*.txt"), (Names{u"a.txt", u"link.txt"}));
+  EXPECT_EQ(Files(u"data?"), (Names{u"data1"}));
+  EXPECT_EQ(Files(u"p*"), (Names{u"pipe"}));
+  EXPECT_EQ(Files(u"*").size(), 7u);
+
+  CAtlArray<COrvikFilePath> found;
+  EXPECT_EQ(Folder(top_ / "none").FindFilesInDirectory(u"*", found), 0);
+  EXPECT_NE(Folder(top_ / "a.txt").FindFilesInDirectory(u"*", found), 0);
+  EXPECT_TRUE(found.IsEmpty());
+}
+
+TEST_F(DirectoryPathOnDisk, EveryNameThatIsListedOpensItsFile) {
+  // Decomposed, decomposed beside composed, no UTF-8, a backslash, controls, 255 bytes.
+  const std::vector<std::string> names{"e\xCC\x81", "o\xCC\x88", "\xC3\xB6",           "\xFF\xFE",
+                                       "a\\b",      "\x01\x7F",  std::string(255, 'x')};
+  for (std::size_t i = 0; i < names.size(); ++i) {
+    test::WriteFile(top_ / names[i], std::string(i + 1, 'x'));
+  }
+  CAtlArray<COrvikFilePath> found;
+  Folder(top_).FindFilesInDirectory(u"*", found);
+  std::set<DWORD> sizes;
+  Names listed;
+  for (const COrvikFilePath& file : found) {
+    sizes.insert(file.GetFileSize());
+    listed.push_back(Units(file.GetFileName()));
+  }
+  EXPECT_EQ(sizes, (std::set<DWORD>{1, 2, 3, 4, 5, 6, 7}));
+  EXPECT_NE(std::find(listed.begin(), listed.end(), u"\u00E9"), listed.end());
+  EXPECT_EQ(Files(u"\u00E9"), Names{u"\u00E9"});
+  EXPECT_EQ(Files(u"a\\b").size(), 1u);  // a pattern sees the name as it is
+}
+
+TEST_F(DirectoryPathOnDisk, WalksDeepTrees) {
+  constexpr int kLevels = 1000;
+  test::MakeDeepFolders(top_, kLevels);
+  EXPECT_EQ(Subfolders(u"*", TRUE).size(), std::size_t{kLevels});
+  EXPECT_TRUE(CDirectoryManipulator::RemoveDirectoryAndContents(Folder(top_)));
+}
+
+TEST_F(DirectoryPathOnDisk, MakesUniqueNames) {
+  using Path = COrvikDirectoryPath;
+  const Path top = Folder(top_);
+  EXPECT_EQ(Units(Path::CreateUniqueSubDirectoryPath(top, u"Backup").GetLastDirectoryName()),
+            u"Backup");
+  std::filesystem::create_directory(top_ / "Backup");
+  test::WriteFile(top_ / "Backup1", "");
+  EXPECT_EQ(Units(Path::CreateUniqueSubDirectoryPath(top, u"Backup").GetLastDirectoryName()),
+            u"Backup2");
+
+  const auto unique = [&](const char16_t* extension) {
+    return Units(Path::CreateUniqueFilePath(top, u"Report", extension).GetFileName());
+  };
+  EXPECT_EQ(unique(u"txt"), u"Report.txt");
+  test::WriteFile(top_ / "Report.txt", "");
+  test::WriteFile(top_ / "Report 2.txt", "");
+  EXPECT_EQ(unique(u"txt"), u"Report 3.txt");
+  EXPECT_EQ(unique(u".txt"), u"Report 3.txt");
+  EXPECT_EQ(unique(u""), u"Report");
+  EXPECT_EQ(Units(Path::CreateUniqueFilePath(Folder(top_ / "none"), u"n", u"x")), u"n");
+
+  EXPECT_EQ(Units(top.CreateTempFileNameInDirectory(u"t", u".tmp").GetFileName()), u"t.tmp");
+  test::WriteFile(top_ / "t.tmp", "");
+  const COrvikFilePath numbered = top.CreateTempFileNameInDirectory(u"t", u".tmp");
+  std::string shape = test::DigitsAsNines(std::string(numbered.GetFileNameA().View()));
+  shape.erase(std::unique(shape.begin(), shape.end()), shape.end());
+  EXPECT_EQ(shape, "t(9).tmp");
+  EXPECT_FALSE(numbered.FileExists());
+}
+
+// Asks for names until one could be created; the name ends up in the file.
+int CreateOne(const COrvikDirectoryPath& folder, bool temporary) {
+  for (;;) {
+    const COrvikFilePath path =
+        temporary ? folder.CreateTempFileNameInDirectory(u"t", u".tmp")
+                  : COrvikDirectoryPath::CreateUniqueFilePath(folder, u"Report", u"txt");
+    const std::string bytes = *host::FileNameToBytes(path.GetFilePathString().View());
+    const int file = open(bytes.c_str(), O_CREAT | O_EXCL | O_WRONLY, 0600);
+    if (file >= 0) {
+      close(file);
+      return 0;
+    }
+    if (errno != EEXIST) return 1;
+  }
+}
+
+TEST_F(DirectoryPathOnDisk, ProcessesThatAskAtOnceGetFilesOfTheirOwn) {
+  constexpr int kProcesses = 32;
+  for (const bool temporary : {false, true}) {
+    std::vector<pid_t> children;
+    for (int i = 0; i < kProcesses; ++i) {
+      const pid_t child = fork();
+      if (child == 0) _exit(CreateOne(Folder(top_), temporary));
+      children.push_back(child);
+    }
+    for (const pid_t child : children) {
+      int status = 0;
+      ASSERT_EQ(waitpid(child, &status, 0), child);
+      EXPECT_EQ(status, 0);
+    }
+    const Names made = Files(temporary ? u"t*" : u"R*");
+    EXPECT_EQ(made.size(), std::size_t{kProcesses});
+  }
+}
+
+TEST_F(DirectoryPathOnDisk, FindsTheTemporaryFolder) {
+  EXPECT_EQ(Units(COrvikDirectoryPath::GetTempDirectoryPath()), Units(Folder(env_.temp())));
+  const std::string long_path = env_.temp().string() + "/" + std::string(250, 'l');
+  setenv("TMPDIR", long_path.c_str(), 1);
+  EXPECT_EQ(Units(COrvikDirectoryPath::GetTempDirectoryPath()), Units(Folder(long_path)));
+
+  EXPECT_EQ(Units(COrvikDirectoryPath::GetTempFileDirectoryPath()), Units(Folder(long_path)));
+  COrvikDirectoryPath::SetTempFileDirectoryPath(Folder(top_));
+  EXPECT_EQ(Units(COrvikDirectoryPath::GetTempFileDirectoryPath()), Units(Folder(top_)));
+  COrvikDirectoryPath::SetTempFileDirectoryPath({});
+}
+
+}  // namespace
+}  // namespace orvik

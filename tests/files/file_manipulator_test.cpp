@@ -1,0 +1,283 @@
+#include "files/file_manipulator.h"
+
+#include <gtest/gtest.h>
+#include <unistd.h>
+
+#include <memory>
+#include <set>
+
+#include "platform/host/alert_host.h"
+#include "tests/files/support.h"
+
+namespace orvik {
+namespace {
+
+namespace fs = std::filesystem;
+using test::File;
+using test::Folder;
+using test::Stands;
+using test::Units;
+
+class FileManipulator : public test::EnvironmentTest {
+ protected:
+  fs::path At(const char* name) const { return env_.folder() / "work" / name; }
+
+  void SetUp() override { fs::create_directory(At("")); }
+};
+
+TEST_F(FileManipulator, OpensFilesAndNothingThatBlocks) {
+  const auto open = [this](const char* name, const char* mode) {
+    const std::unique_ptr<std::FILE, int (*)(std::FILE*)> file(
+        CFileManipulator::OpenFile(File(At(name)), mode), &std::fclose);
+    return file != nullptr;
+  };
+  ASSERT_EQ(mkfifo(At("pipe").c_str(), 0600), 0);
+  fs::create_directory(At("folder"));
+  EXPECT_FALSE(open("pipe", "rb"));
+  EXPECT_FALSE(open("folder", "rb"));
+  EXPECT_FALSE(open("new", "rb"));
+  EXPECT_TRUE(open("new", "wb"));
+  EXPECT_TRUE(open("new", "rb"));
+  const std::unique_ptr<std::FILE, int (*)(std::FILE*)> device(
+      CFileManipulator::OpenFile(COrvikFilePath(u"/dev/null"), "rb"), &std::fclose);
+  EXPECT_TRUE(device);
+  EXPECT_EQ(CFileManipulator::OpenFile({}, "rb"), nullptr);
+
+  struct stat record = {};
+  fs::create_symlink("new", At("link"));
+  EXPECT_EQ(CFileManipulator::StatFile(File(At("link")), &record), 0);
+  EXPECT_TRUE(S_ISLNK(record.st_mode));
+  EXPECT_EQ(CFileManipulator::StatFile(File(At("none")), &record), -1);
+  EXPECT_EQ(CFileManipulator::StatFile({}, &record), -1);
+}
+
+TEST_F(FileManipulator, ReadsIntoABuffer) {
+  const auto read = [](const fs::path& path) {
+    unsigned char* buffer = reinterpret_cast<unsigned char*>(1);
+    const unsigned long count = CFileManipulator::ReadFileIntoBuffer(File(path), buffer);
+    const std::unique_ptr<unsigned char[]> owned(buffer);
+    EXPECT_EQ(buffer == nullptr, count == 0);
+    return std::string(reinterpret_cast<const char*>(buffer), count);
+  };
+  const std::string bytes("a\0\xFF\r\n", 5);
+  test::WriteFile(At("f"), bytes);
+  EXPECT_EQ(read(At("f")), bytes);
+  test::WriteFile(At("empty"), "");
+  EXPECT_EQ(read(At("empty")), "");
+  EXPECT_EQ(read(At("none")), "");
+  EXPECT_EQ(read(At("")), "");
+  ASSERT_EQ(truncate(At("empty").c_str(), 0x100000005), 0);
+  EXPECT_EQ(read(At("empty")), "");  // more than 32 bits can tell: not a part of it
+}
+
+TEST_F(FileManipulator, ReadsIntoAString) {
+  const struct {
+    std::string content;
+    const char* prefix;
+    std::string text;
+  } cases[] = {
+      {"hello", nullptr, "hello"},
+      {"hello", "say ", "say hello"},
+      {"", "just this", "just this"},
+      {"", nullptr, ""},
+      {std::string("ab\0cd", 5), "x", "xab"},
+  };
+  for (const auto& [content, prefix, expected] : cases) {
+    test::WriteFile(At("f"), content);
+    CAtlStringA text = "a long old content that goes away";
+    const CAtlStringA shared = text;
+    EXPECT_EQ(CFileManipulator::ReadAsciiFileIntoAsciiString(File(At("f")), text, prefix), S_OK);
+    EXPECT_EQ(text.View(), expected);
+    EXPECT_EQ(shared.View(), "a long old content that goes away");
+  }
+  CAtlStringA text = "kept";
+  for (const auto& file : {File(At("none")), COrvikFilePath(), File(At(""))}) {
+    EXPECT_EQ(CFileManipulator::ReadAsciiFileIntoAsciiString(file, text, "p"), E_INVALIDARG);
+  }
+  ASSERT_EQ(truncate(At("f").c_str(), 0x7FFFFFFF), 0);
+  EXPECT_EQ(CFileManipulator::ReadAsciiFileIntoAsciiString(File(At("f")), text, nullptr),
+            E_UNEXPECTED);
+  EXPECT_EQ(text.View(), "kept");
+}
+
+TEST_F(FileManipulator, WritesBytes) {
+  const auto write = [](const COrvikFilePath& file, const char* bytes, unsigned long count) {
+    return CFileManipulator::WriteAsciiStringToFile(file, bytes, count);
+  };
+  EXPECT_EQ(write(File(At("f")), "", 0), E_INVALIDARG);
+  EXPECT_EQ(write(File(At("f")), nullptr, 3), E_INVALIDARG);
+  EXPECT_FALSE(Stands(At("f")));
+  EXPECT_EQ(write({}, "abc", 3), E_INVALIDARG);
+  EXPECT_EQ(write(File(At("")), "abc", 3), E_INVALIDARG);
+  EXPECT_EQ(write(File(At("f")), "abcdef", 6), S_OK);
+  EXPECT_EQ(write(File(At("f")), "x\0y", 3), S_OK);
+  EXPECT_EQ(test::ReadFile(At("f")), std::string("x\0y", 3));
+  if (Stands("/dev/full")) {
+    EXPECT_EQ(write(COrvikFilePath(u"/dev/full"), "abc", 3), E_INVALIDARG);
+  }
+}
+
+TEST_F(FileManipulator, CopiesAndMoves) {
+  test::WriteFile(At("f"), "new");
+  test::WriteFile(At("g"), "old");
+  fs::create_directory(At("d"));
+  EXPECT_FALSE(CFileManipulator::CopyFileTo(File(At("f")), File(At("g")), TRUE));
+  EXPECT_EQ(test::ReadFile(At("g")), "old");
+  EXPECT_TRUE(CFileManipulator::CopyFileTo(File(At("f")), File(At("g")), FALSE));
+  EXPECT_EQ(test::ReadFile(At("g")), "new");
+  EXPECT_TRUE(CFileManipulator::CopyFileTo(File(At("f")), Folder(At("d")), TRUE));
+  EXPECT_EQ(test::ReadFile(At("d/f")), "new");
+  EXPECT_TRUE(CFileManipulator::MoveFileTo(File(At("f")), File(At("x/y/f"))));
+  EXPECT_EQ(test::ReadFile(At("x/y/f")), "new");
+  EXPECT_FALSE(Stands(At("f")));
+}
+
+TEST_F(FileManipulator, DeletesReadOnlyFilesFoldersAndLinks) {
+  test::WriteFile(At("f"), "x");
+  fs::permissions(At("f"), fs::perms(0400));
+  test::WriteFile(At("outside/kept"), "x");
+  test::WriteFile(At("d/in/f"), "x");
+  fs::create_directory_symlink(At("outside"), At("d/link"));
+  fs::create_directory_symlink(At("outside"), At("link"));
+  for (const char* name : {"f", "d", "link", "never"}) {
+    EXPECT_TRUE(CFileManipulator::DeleteFile(File(At(name)))) << name;
+    EXPECT_FALSE(Stands(At(name))) << name;
+  }
+  EXPECT_EQ(test::ReadFile(At("outside/kept")), "x");
+  EXPECT_TRUE(CFileManipulator::DeleteFile({}));
+}
+
+// What an operation shows, answered with one of its buttons.
+template <typename Operation>
+std::pair<BOOL, host::AlertRequest> Answered(std::optional<int> button, Operation operation) {
+  host::AlertRequest shown;
+  const host::ScopedAlertAnswer answer([&](const host::AlertRequest& request) {
+    shown = request;
+    return button;
+  });
+  const BOOL result = operation();
+  return {result, shown};
+}
+
+TEST_F(FileManipulator, AsksBeforeOverwriting) {
+  test::WriteFile(At("f"), "new");
+  test::WriteFile(At("g"), "old");
+  const auto copy = [this] {
+    return CFileManipulator::CopyFile(File(At("f")), File(At("g")), TRUE);
+  };
+  for (const std::optional<int> refusal :
+       {std::optional<int>(0), std::optional(host::kAlertClosed), std::optional<int>()}) {
+    EXPECT_FALSE(Answered(refusal, copy).first);
+    EXPECT_EQ(test::ReadFile(At("g")), "old");
+  }
+  const auto [copied, shown] = Answered(1, copy);
+  EXPECT_TRUE(copied);
+  EXPECT_EQ(test::ReadFile(At("g")), "new");
+  EXPECT_EQ(shown.level, host::AlertLevel::kCaution);
+  EXPECT_EQ(shown.header, "Copy");
+  EXPECT_EQ(shown.message,
+            "The file \"" + At("g").string() + "\" already exists.  Do you want to overwrite it?");
+  EXPECT_EQ(shown.buttons, (std::vector<std::string>{"Cancel", "Overwrite"}));
+  EXPECT_EQ(shown.default_button, 0);
+
+  const auto [fresh, nothing] = Answered(std::nullopt, [this] {
+    return CFileManipulator::CopyFile(File(At("f")), File(At("h")), TRUE);
+  });
+  EXPECT_TRUE(fresh);
+  EXPECT_TRUE(nothing.buttons.empty());
+  EXPECT_FALSE(CFileManipulator::CopyFile(File(At("none")), File(At("g")), FALSE));
+}
+
+TEST_F(FileManipulator, AsksBeforeDeleting) {
+  test::WriteFile(At("f %s"), "x");
+  const auto remove = [this] {
+    return CFileManipulator::DeleteFile(File(At("f %s")), TRUE, FALSE);
+  };
+  EXPECT_FALSE(Answered(0, remove).first);
+  EXPECT_FALSE(Answered(std::nullopt, remove).first);
+  EXPECT_TRUE(Stands(At("f %s")));
+  const auto [removed, shown] = Answered(1, remove);
+  EXPECT_TRUE(removed);
+  EXPECT_FALSE(Stands(At("f %s")));
+  EXPECT_EQ(shown.header, "Delete");
+  EXPECT_EQ(shown.message,
+            "Are you sure you want to delete the file \"" + At("f %s").string() + "\"?");
+  EXPECT_EQ(shown.buttons, (std::vector<std::string>{"Cancel", "Delete"}));
+  EXPECT_TRUE(Answered(std::nullopt, remove).first);  // nothing is there, so nobody is asked
+}
+
+TEST_F(FileManipulator, ShowsTranslatedTexts) {
+  CFileManipulator::InitializeLocalizedStrings(u"Weg mit \u201E%s\u201C?", u"%s?", u"L\u00F6schen",
+                                               u"Nein", u"Kopieren", u"Ersetzen");
+  test::WriteFile(At("f"), "x");
+  const host::AlertRequest shown = Answered(0, [this] {
+                                     return CFileManipulator::DeleteFile(File(At("f")), TRUE, TRUE);
+                                   }).second;
+  EXPECT_EQ(shown.message, "Weg mit \xE2\x80\x9E" + At("f").string() + "\xE2\x80\x9C?");
+  EXPECT_EQ(shown.buttons, (std::vector<std::string>{"Nein", "L\xC3\xB6schen"}));
+  CFileManipulator::InitializeLocalizedStrings(
+      u"Are you sure you want to delete the file \"%s\"?",
+      u"The file \"%s\" already exists.  Do you want to overwrite it?", u"Delete", u"Cancel",
+      u"Copy", u"Overwrite");
+}
+
+TEST_F(FileManipulator, ThrowsAwayUnderANameThatIsFree) {
+  unsetenv("XDG_DATA_HOME");
+  COrvikDirectoryPath trash;
+  EXPECT_FALSE(CFileManipulator::GetTrashPathForFile(File(At("none")), trash));
+  for (int i = 0; i < 4; ++i) {
+    test::WriteFile(At("notes.txt"), std::to_string(i));
+    EXPECT_TRUE(CFileManipulator::DeleteFile(File(At("notes.txt")), FALSE, TRUE));
+    EXPECT_FALSE(Stands(At("notes.txt")));
+  }
+  test::WriteFile(At("probe"), "");
+  ASSERT_TRUE(CFileManipulator::GetTrashPathForFile(File(At("probe")), trash));
+  const fs::path files = *host::FileNameToBytes(trash.GetDirectoryPathString().View());
+  EXPECT_EQ(test::ReadFile(files / "notes.txt"), "0");
+
+  std::multiset<std::string> shapes;
+  for (const fs::directory_entry& entry : fs::directory_iterator(files)) {
+    const std::string name = entry.path().filename().string();
+    shapes.insert(test::DigitsAsNines(name));
+    const std::string info = test::ReadFile(files.parent_path() / "info" / (name + ".trashinfo"));
+    EXPECT_NE(info.find("Path="), std::string::npos);
+    EXPECT_NE(info.find("work/notes.txt"), std::string::npos);
+  }
+  // The clock may pass a second meanwhile, and a stamp is then free again.
+  EXPECT_EQ(shapes.size(), 4u);
+  EXPECT_EQ(shapes.count("notes.txt"), 1u);
+  EXPECT_GE(shapes.count("notes 99-99-99.txt"), 1u);
+  EXPECT_EQ(shapes.count("notes 99-99-99.txt") + shapes.count("notes 99-99-99-9.txt"), 3u);
+}
+
+TEST_F(FileManipulator, ThrowsAwayALinkAndNotWhatItPointsTo) {
+  unsetenv("XDG_DATA_HOME");
+  test::WriteFile(At("outside/kept"), "x");
+  fs::create_directory_symlink(At("outside"), At("link"));
+  EXPECT_TRUE(CFileManipulator::DeleteFile(File(At("link")), FALSE, TRUE));
+  EXPECT_FALSE(Stands(At("link")));
+  EXPECT_TRUE(Stands(At("outside/kept")));
+}
+
+TEST_F(FileManipulator, FindsSpecialFolders) {
+  const auto find = [](int number, const char16_t* sub_name) {
+    return fs::path(
+        *host::FileNameToBytes(Units(CFileManipulator::GetSpecialDirectory(number, sub_name))));
+  };
+  fs::create_directories(env_.home() / "Documents");
+  fs::create_directories(env_.home() / "Library/Application Support");
+  fs::create_directories(env_.system_root() / "Applications");
+  EXPECT_EQ(find(5, u"My/Own"), env_.home() / "Documents/My/Own");
+  EXPECT_TRUE(fs::is_directory(env_.home() / "Documents/My/Own"));
+  EXPECT_EQ(find(12, u""), env_.home() / "Documents");
+  EXPECT_EQ(find(26, u"a"), env_.home() / "Library/Application Support/a");
+  EXPECT_EQ(find(38, u"b"), env_.system_root() / "Applications/b");
+  const fs::path fallback = env_.temp() / "ORVIK Technologies/c/TempFiles";
+  for (const int number : {16, 0, -1, 39}) {  // a desktop that does not exist, and no folders
+    EXPECT_EQ(find(number, u"c"), fallback) << number;
+  }
+  EXPECT_FALSE(Stands(fallback));
+}
+
+}  // namespace
+}  // namespace orvik

@@ -1,0 +1,85 @@
+// Shortcut files, which files/file_manipulator.h declares.
+#include <gtest/gtest.h>
+
+#include "files/file_manipulator.h"
+#include "tests/files/support.h"
+
+namespace orvik {
+namespace {
+
+using test::File;
+using test::Units;
+
+class Shortcuts : public test::EnvironmentTest {
+ protected:
+  const std::filesystem::path path_ = env_.folder() / "link.url";
+};
+
+TEST_F(Shortcuts, WritesInternetShortcuts) {
+  const auto create = [](const char16_t* url, const COrvikFilePath& file) {
+    return CFileManipulator::CreateURLShortcut(url, file);
+  };
+  EXPECT_EQ(create(u" www.a\\caf\u00E9\u20AC ", File(path_)), S_OK);
+  EXPECT_EQ(test::ReadFile(path_), "[InternetShortcut]\nURL=http://www.a/caf\xE9?\n");
+  EXPECT_EQ(Units(CFileManipulator::ResolveURLShortcut(File(path_))), u"http://www.a/caf\u00E9?");
+
+  test::WriteFile(path_, "mine");
+  EXPECT_EQ(create(u"http://b", File(path_)), S_OK);
+  EXPECT_EQ(create(u"", File(path_)), S_OK);
+  EXPECT_EQ(test::ReadFile(path_), "mine");
+
+  const std::filesystem::path other = env_.folder() / "other.url";
+  EXPECT_EQ(create(u"", File(other)), E_INVALIDARG);
+  EXPECT_FALSE(test::Stands(other));
+  EXPECT_EQ(create(u"http://b", {}), E_INVALIDARG);
+  EXPECT_EQ(create(u"http://b", File(env_.folder())), E_INVALIDARG);
+  EXPECT_EQ(create(u"http://b", File(env_.folder() / "none" / "x")), E_INVALIDARG);
+}
+
+TEST_F(Shortcuts, ResolvesInternetShortcuts) {
+  const struct {
+    std::string content;
+    const char16_t* url;
+  } cases[] = {
+      {"[InternetShortcut]\nURL=http://a\n", u"http://a"},
+      {"[InternetShortcut]\r\nURL=http://a\r\n", u"http://a"},
+      {"[InternetShortcut]\nURL= http://a second\n", u"http://a"},
+      {"[InternetShortcut]\nIcon=x\nURL=\"http://a\"", u"http://a"},
+      {"[InternetShortcut]URL=\xE9", u"\u00E9"},
+      {"\n[InternetShortcut]\nURL=http://a\n", u""},
+      {"\xEF\xBB\xBF[InternetShortcut]\nURL=http://a\n", u""},
+      {"[InternetShortcut]\nurl=http://a\n", u""},
+      {"[InternetShortcut]\nURL=", u""},
+      {"[InternetShortcut]\nURL= \t\r\n", u""},
+      {std::string("[InternetShortcut]\nURL=a\0b\n", 25), u"a"},
+      {"", u""},
+      {"x<key>URL</key>\n\t<string>http://p a&amp;b</string>\n</dict>", u"http://p a&amp;b"},
+      {"<key>URL</key>\n\t<string>http://p</string>", u""},
+      {"<key>URL</key>\r\n\t<string>http://p</string>\n", u""},
+      {"[InternetShortcut]\nURL=x\n<key>URL</key>\n\t<string>y</string>\n", u"y"},
+  };
+  for (const auto& [content, url] : cases) {
+    test::WriteFile(path_, content);
+    EXPECT_EQ(Units(CFileManipulator::ResolveURLShortcut(File(path_))), url) << content;
+  }
+  EXPECT_EQ(Units(CFileManipulator::ResolveURLShortcut(File(env_.folder() / "none"))), u"");
+  EXPECT_EQ(Units(CFileManipulator::ResolveURLShortcut(File(env_.folder()))), u"");
+}
+
+TEST_F(Shortcuts, KeepsThePathOfAFile) {
+  const COrvikFilePath target(u"/a b/\u20AC\U0001F600.txt");
+  test::WriteFile(path_, std::string(100, 'x'));
+  EXPECT_EQ(CFileManipulator::CreateShortcut(File(path_), target), S_OK);
+  EXPECT_EQ(test::ReadFile(path_), "/a b/\xE2\x82\xAC\xF0\x9F\x98\x80.txt");
+  EXPECT_EQ(Units(CFileManipulator::ResolveShortcut(File(path_))), Units(target));
+
+  EXPECT_EQ(CFileManipulator::CreateShortcut(File(path_), {}), E_INVALIDARG);
+  EXPECT_NE(test::ReadFile(path_), "");
+  test::WriteFile(path_, "C:\\d\\");
+  EXPECT_EQ(Units(CFileManipulator::ResolveShortcut(File(path_))), u"C:/d");
+  EXPECT_TRUE(CFileManipulator::ResolveShortcut(File(env_.folder() / "none")).IsEmptyPath());
+  EXPECT_TRUE(CFileManipulator::ResolveShortcut(File(env_.folder())).IsEmptyPath());
+}
+
+}  // namespace
+}  // namespace orvik
