@@ -5,6 +5,7 @@
 #include <string_view>
 
 #include "platform/core_foundation/property_list_forms.h"
+#include "platform/core_foundation/property_list_written_xml.h"
 
 namespace orvik::fuzz {
 
@@ -12,16 +13,23 @@ inline void Require(bool holds) {
   if (!holds) abort();
 }
 
-// The binary form gives an equal list back; the XML form is stable once written. (A list of dates
-// that XML cannot write has none.)
+// The XML form of what nobody has looked at is that of the objects, and is stable once written; the
+// binary form gives an equal list back. (A list of dates that XML cannot write has no XML form.)
 inline void CheckPropertyList(std::string_view bytes) {
   const PropertyListReading first = ReadPropertyList(bytes, kCFPropertyListImmutable);
   if (!first.root) return;
+  if (const OwnedObject written = ReadWrittenXml(bytes, kCFPropertyListImmutable)) {
+    Require(WriteXmlPropertyList(written.get()) == bytes);
+    const PropertyListReading parsed =
+        ReadXmlPropertyList(std::string(bytes), kCFPropertyListImmutable);
+    Require(parsed.root && CFEqual(written.get(), parsed.root.get()));
+  }
+  const auto xml = WriteXmlPropertyList(first.root.get());
   const auto binary = WriteBinaryPropertyList(first.root.get());
   Require(binary.has_value());
+  Require(WriteXmlPropertyList(first.root.get()) == xml);
   const PropertyListReading second = ReadPropertyList(*binary, kCFPropertyListMutableContainers);
   Require(second.root && CFEqual(first.root.get(), second.root.get()));
-  const auto xml = WriteXmlPropertyList(first.root.get());
   if (!xml) return;
   const PropertyListReading third =
       ReadPropertyList(*xml, kCFPropertyListMutableContainersAndLeaves);

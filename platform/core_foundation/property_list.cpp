@@ -3,6 +3,7 @@
 #include "platform/core_foundation/property_list_encoding.h"
 #include "platform/core_foundation/property_list_forms.h"
 #include "platform/core_foundation/property_list_walk.h"
+#include "platform/core_foundation/property_list_written_xml.h"
 
 namespace orvik {
 namespace {
@@ -83,6 +84,11 @@ PropertyListReading ReadPropertyList(std::string_view bytes, CFOptionFlags mutab
   PropertyListReading reading;
   if (bytes.empty()) {
     reading.error = "The data is empty";
+    return reading;
+  }
+  reading.root = ReadWrittenXml(bytes, mutability_option);
+  if (reading.root) {
+    reading.format = kCFPropertyListXMLFormat_v1_0;
     return reading;
   }
   std::optional<std::string> text = PropertyListTextAsUtf8(bytes);

@@ -19,21 +19,6 @@ using namespace std::string_view_literals;
 
 constexpr size_t kLongestDeclaration = 256;
 
-bool IsValidUtf8(std::string_view text) {
-  if (text.size() > INT32_MAX) return false;
-  const int32_t length = static_cast<int32_t>(text.size());
-  const auto* bytes = reinterpret_cast<const std::uint8_t*>(text.data());
-  int32_t i = 0;
-  while (i < length) {
-    i += static_cast<int32_t>(AsciiPrefixLength(text.substr(static_cast<size_t>(i))));
-    if (i == length) break;
-    UChar32 code_point;
-    U8_NEXT(bytes, i, length, code_point);
-    if (code_point < 0) return false;
-  }
-  return true;
-}
-
 std::optional<std::string> Convert(std::string_view bytes, const char* encoding) {
   UErrorCode error = U_ZERO_ERROR;
   std::unique_ptr<UConverter, decltype(&ucnv_close)> source(ucnv_open(encoding, &error),
@@ -119,6 +104,21 @@ std::optional<std::string> PropertyListTextAsUtf8(std::string_view bytes) {
   std::optional<std::string> text = Decode(bytes);
   if (text && memchr(text->data(), 0, text->size()) != nullptr) return std::nullopt;
   return text;
+}
+
+bool IsValidUtf8(std::string_view text) {
+  if (text.size() > INT32_MAX) return false;
+  const int32_t length = static_cast<int32_t>(text.size());
+  const auto* bytes = reinterpret_cast<const std::uint8_t*>(text.data());
+  int32_t i = 0;
+  while (i < length) {
+    i += static_cast<int32_t>(AsciiPrefixLength(text.substr(static_cast<size_t>(i))));
+    if (i == length) break;
+    UChar32 code_point;
+    U8_NEXT(bytes, i, length, code_point);
+    if (code_point < 0) return false;
+  }
+  return true;
 }
 
 size_t AsciiPrefixLength(std::string_view text) {

@@ -12,6 +12,8 @@ namespace orvik {
 // names, else in UTF-8. Nothing when the bytes are no text of that encoding, or hold a NUL.
 std::optional<std::string> PropertyListTextAsUtf8(std::string_view bytes);
 
+bool IsValidUtf8(std::string_view text);
+
 // The length of the longest prefix without bytes above 0x7F.
 size_t AsciiPrefixLength(std::string_view text);
 

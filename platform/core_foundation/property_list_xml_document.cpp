@@ -235,6 +235,11 @@ XmlElement XmlElementOf(const pugi::xml_node& node) {
   }
 }
 
+XmlPropertyListDocument::~XmlPropertyListDocument() {
+  const XmlNodeMemory::Scope scope(memory_);
+  document_.reset();
+}
+
 std::shared_ptr<const XmlPropertyListDocument> XmlPropertyListDocument::Parse(std::string text,
                                                                               std::string& error) {
   auto document = std::make_shared<XmlPropertyListDocument>();
@@ -242,7 +247,9 @@ std::shared_ptr<const XmlPropertyListDocument> XmlPropertyListDocument::Parse(st
   std::string& buffer = document->text_;
   const unsigned int flags = HasMixedContent(buffer) ? kMixedFlags : kPlainFlags;
   // With the terminator: the parser takes the last byte for its own.
-  const pugi::xml_parse_result result = document->document_.load_buffer_inplace(
+  const XmlNodeMemory::Scope scope(document->memory_);
+  document->document_ = std::make_unique<pugi::xml_document>();
+  const pugi::xml_parse_result result = document->document_->load_buffer_inplace(
       buffer.data(), buffer.size() + 1, flags, pugi::encoding_utf8);
   if (!result) {
     error = std::string(result.description()) + " at byte " + std::to_string(result.offset) +
@@ -257,7 +264,7 @@ std::shared_ptr<const XmlPropertyListDocument> XmlPropertyListDocument::Parse(st
 }
 
 bool XmlPropertyListDocument::Check() {
-  root_ = OnlyElement(document_);
+  root_ = OnlyElement(*document_);
   if (root_ && strcmp(root_.name(), "plist") == 0) root_ = OnlyElement(root_);
   Checker checker(unordered_);
   return root_ && Walk(root_, checker);
@@ -277,6 +284,13 @@ bool XmlPropertyListDocument::DecodedText(const pugi::xml_node& node, std::u16st
       return false;
     }
   }
+  UnescapePropertyListText(text);
+  return true;
+}
+
+bool XmlPropertyListDocument::Decoded(std::string_view xml, std::u16string& text) {
+  text.clear();
+  if (!AppendDecoded(xml, true, text)) return false;
   UnescapePropertyListText(text);
   return true;
 }

@@ -8,6 +8,7 @@
 #include <unordered_set>
 
 #include "platform/core_foundation/property_list.h"
+#include "platform/core_foundation/property_list_xml_memory.h"
 #include "platform/foundation/dictionary.h"
 
 namespace orvik {
@@ -32,6 +33,8 @@ enum class XmlStep { kInto, kPast, kStop };
 
 class XmlPropertyListDocument {
  public:
+  ~XmlPropertyListDocument();
+
   // Null, with the reason, unless the text (UTF-8 without NUL) is a whole property list.
   static std::shared_ptr<const XmlPropertyListDocument> Parse(std::string text, std::string& error);
 
@@ -58,6 +61,8 @@ class XmlPropertyListDocument {
   // Any text, without its references; false for an unknown reference or an element in it. Escapes
   // (property_list_escape.h) are undone.
   static bool DecodedText(const pugi::xml_node& node, std::u16string& text);
+  // The same for character data (valid UTF-8) in one piece.
+  static bool Decoded(std::string_view xml, std::u16string& text);
   // The text of a value that uses ASCII alone, as PlainText or in the storage.
   static bool AsciiText(const pugi::xml_node& node, std::string& storage, std::string_view& text);
 
@@ -74,7 +79,8 @@ class XmlPropertyListDocument {
   bool Check();
 
   std::string text_;
-  pugi::xml_document document_;
+  XmlNodeMemory memory_;
+  std::unique_ptr<pugi::xml_document> document_;
   pugi::xml_node root_;
   std::unordered_set<const void*> unordered_;
 };

@@ -3,17 +3,13 @@
 #include "platform/core_foundation/property_list_escape.h"
 #include "platform/core_foundation/property_list_forms.h"
 #include "platform/core_foundation/property_list_walk.h"
+#include "platform/core_foundation/property_list_written_xml.h"
 #include "platform/core_foundation/property_list_xml_content.h"
 #include "platform/host/large_buffer.h"
 
 namespace orvik {
 namespace {
 
-constexpr std::string_view kHeader =
-    "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n"
-    "<!DOCTYPE plist PUBLIC \"-//Apple//DTD PLIST 1.0//EN\" "
-    "\"http://www.apple.com/DTDs/PropertyList-1.0.dtd\">\n"
-    "<plist version=\"1.0\">\n";
 // What stands before and behind the text of a simple value.
 struct Tags {
   std::string_view before;
@@ -26,12 +22,13 @@ constexpr Tags kReal = {"<real>", "</real>\n"};
 constexpr Tags kDate = {"<date>", "</date>\n"};
 constexpr Tags kData = {"<data>\n", "</data>\n"};
 
+constexpr std::string_view kTabs = "\t\t\t\t\t\t\t\t";
+
 constexpr size_t kRoomForChanges = 4096;
-constexpr std::string_view kFooter = "</plist>\n";
 
 class XmlWriter : public PropertyListWalk::Visitor {
  public:
-  XmlWriter() : xml_(kHeader) {}
+  XmlWriter() : xml_(kPropertyListXmlHeader) {}
 
   bool Leaf(const NSObject* object, PropertyListKind kind) override {
     switch (kind) {
@@ -76,13 +73,24 @@ class XmlWriter : public PropertyListWalk::Visitor {
 
   PropertyListDeferral Deferred(const NSDictionary& dictionary) override {
     const auto deferred = dictionary.deferredContent();
-    const auto* content = dynamic_cast<const XmlDictionaryContent*>(deferred.get());
-    if (content == nullptr) return PropertyListDeferral::kOpen;
-    return AppendNodes(*content) ? PropertyListDeferral::kDone : PropertyListDeferral::kFailed;
+    if (const auto* lines = dynamic_cast<const WrittenDictionaryContent*>(deferred.get())) {
+      if (lines->depth() != depth_) return PropertyListDeferral::kOpen;
+      ReserveFor(&lines->xml(), lines->xml().size());
+      xml_ += lines->Text();
+      is_empty_ = false;
+      return PropertyListDeferral::kDone;
+    }
+    if (const auto* nodes = dynamic_cast<const XmlDictionaryContent*>(deferred.get())) {
+      ReserveFor(nodes->document().get(), nodes->document()->size());
+      NodeWriter writer(*this, nodes->document());
+      return XmlPropertyListDocument::Walk(nodes->node(), writer) ? PropertyListDeferral::kDone
+                                                                  : PropertyListDeferral::kFailed;
+    }
+    return PropertyListDeferral::kOpen;
   }
 
   std::string Take() {
-    xml_ += kFooter;
+    xml_ += kPropertyListXmlFooter;
     return std::move(xml_);
   }
 
@@ -160,15 +168,17 @@ class XmlWriter : public PropertyListWalk::Visitor {
     std::u16string decoded_;
   };
 
-  bool AppendNodes(const XmlDictionaryContent& content) {
-    if (std::exchange(last_document_, content.document().get()) != content.document().get()) {
-      host::ReserveLarge(xml_, xml_.size() + content.document()->size() + kRoomForChanges);
-    }
-    NodeWriter nodes(*this, content.document());
-    return XmlPropertyListDocument::Walk(content.node(), nodes);
+  // Makes room once for what comes from the same source.
+  void ReserveFor(const void* source, size_t size) {
+    if (std::exchange(last_source_, source) == source) return;
+    host::ReserveLarge(xml_, xml_.size() + size + kRoomForChanges);
   }
 
-  void Indent() { xml_.append(static_cast<size_t>(depth_), '\t'); }
+  void Indent() {
+    for (int left = depth_; left > 0; left -= static_cast<int>(kTabs.size())) {
+      xml_ += kTabs.substr(0, static_cast<size_t>(left));
+    };
+  }
 
   void Open(const Tags& tags) {
     Indent();
@@ -244,7 +254,7 @@ class XmlWriter : public PropertyListWalk::Visitor {
   }
 
   std::string xml_;
-  const XmlPropertyListDocument* last_document_ = nullptr;
+  const void* last_source_ = nullptr;
   int depth_ = 0;
   bool is_empty_ = false;
 };
