@@ -15,6 +15,7 @@
 #include "platform/host/errno_status.h"
 #include "platform/host/file_names.h"
 #include "platform/host/replace_file.h"
+#include "platform/host/system_root.h"
 
 namespace orvik {
 
@@ -164,7 +165,7 @@ Boolean CFURLCreateDataAndPropertiesFromResource(CFAllocatorRef, CFURLRef url, C
     return Answer(paramErr, error_code);
   }
   std::string content;
-  const int error = host::ReadWholeFile(url->Path(), &content);
+  const int error = host::ReadWholeFile(host::ResolvePath(url->Path()), &content);
   if (error == 0 && data != nullptr) *data = NSData::Create(std::move(content));
   return Answer(host::StatusFromErrno(error), error_code);
 }
@@ -172,7 +173,7 @@ Boolean CFURLCreateDataAndPropertiesFromResource(CFAllocatorRef, CFURLRef url, C
 Boolean CFURLWriteDataAndPropertiesToResource(CFURLRef url, CFDataRef data,
                                               CFDictionaryRef properties, SInt32* error_code) {
   if (data == nullptr || properties != nullptr) return Answer(paramErr, error_code);
-  const int error = host::ReplaceFile(url->Path(), data->View()).error;
+  const int error = host::ReplaceFile(host::ResolvePath(url->Path()), data->View()).error;
   return Answer(host::StatusFromErrno(error), error_code);
 }
 

@@ -6,6 +6,7 @@
 #include <sys/file.h>
 #include <time.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdint>
 #include <utility>
@@ -42,9 +43,11 @@ int WriteAll(int descriptor, std::string_view content) {
 
 int ReadAll(int descriptor, std::size_t expected, std::string* content) {
   content->clear();
-  // One byte more than expected, so that the end is seen without growing.
+  // One byte more than expected, so that the end is seen without growing; the files of /proc tell
+  // no size.
+  constexpr std::size_t kUntold = 4096;
   std::size_t size = 0;
-  content->resize(expected + 1);
+  content->resize(expected == 0 ? kUntold : expected + 1);
   for (;;) {
     const ssize_t count = read(descriptor, content->data() + size, content->size() - size);
     if (count < 0) {
@@ -85,8 +88,17 @@ int FollowLinks(std::string* path) {
 }
 
 bool Holds(int descriptor, std::size_t size, std::string_view content) {
-  std::string old;
-  return size == content.size() && ReadAll(descriptor, size, &old) == 0 && old == content;
+  if (size != content.size()) return false;
+  char buffer[1 << 16];
+  while (!content.empty()) {
+    const ssize_t count = read(descriptor, buffer, std::min(sizeof buffer, content.size()));
+    if (count < 0 && errno == EINTR) continue;
+    if (count <= 0) return false;
+    const std::string_view piece(buffer, static_cast<std::size_t>(count));
+    if (!content.starts_with(piece)) return false;
+    content.remove_prefix(piece.size());
+  }
+  return true;
 }
 
 // The name of the file on its way to a target, within the 255 bytes of a name.

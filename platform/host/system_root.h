@@ -17,10 +17,10 @@ std::string SystemRoot();
 // already.
 std::string SystemPath(std::string_view path);
 
-// The one rule for absolute paths that reach the file manager, NSData and so on without their
-// caller's knowledge of the root: a path in "/Library" or "/Users/Shared" is the system volume's
-// and is moved below the root, unless it lies below the root already. Every other path is meant
-// as it is.
+// The one rule for absolute paths that come from callers: a path in "/Library" or "/Users/Shared"
+// is the system volume's and is moved below the root, unless it lies below the root already. Every
+// other path is meant as it is. Applied wherever a path becomes one on disk: by the file manager,
+// NSData, references from paths, and the path values of the layers above.
 std::string ResolvePath(std::string_view path);
 
 // The environment variable HOME when it holds an absolute path, else the home in the password
