@@ -11,6 +11,7 @@
 #include "platform/host/errno_status.h"
 #include "platform/host/file_lock.h"
 #include "prefs/auto_release.h"
+#include "prefs/domain_store.h"
 #include "prefs/platform_values.h"
 #include "prefs/preferences.h"
 
@@ -65,16 +66,6 @@ class Record {
     return GetPreferenceString(kUserScope, CAtlString(), CAtlString(name), CAtlString(), &error,
                                domain_);
   }
-  void Set(const char16_t* name, int value) const {
-    WritePreferenceInt(kUserScope, CAtlString(), CAtlString(name), value, domain_);
-  }
-  void Set(const char16_t* name, const CAtlString& value) const {
-    WritePreferenceString(kUserScope, CAtlString(), CAtlString(name), value, domain_);
-  }
-  void Delete(const char16_t* name) const {
-    DeletePreference(kUserScope, CAtlString(), CAtlString(name), domain_);
-  }
-
   bool IsHeld() const {
     return Int(kLock, 0) != 0 && NamesRunningProcess(Text(kProcess), Int(kPid, -1));
   }
@@ -84,16 +75,11 @@ class Record {
     pid_t pid = -1;
     GetCurrentProcess(&current);
     GetProcessPID(&current, &pid);
-    Set(kLock, 1);
-    Set(kProcess, ProcessName(current));
-    Set(kPid, static_cast<int>(pid));
+    Change(PlatformNumber(1), PlatformString(ProcessName(current)),
+           PlatformNumber(static_cast<int>(pid)));
   }
 
-  void Release() const {
-    Set(kLock, 0);
-    Set(kProcess, CAtlString());
-    Delete(kPid);
-  }
+  void Release() const { Change(PlatformNumber(0), PlatformString(CAtlString()), nullptr); }
 
   std::string file() const {
     return host::PreferencesFile(PlatformString(domain_), kCFPreferencesCurrentUser,
@@ -107,6 +93,21 @@ class Record {
   }
 
  private:
+  // Writes "lock" and "process" and writes or removes "pid", between two synchronisations. Testers
+  // are held off meanwhile, so the record is saved once, not after each of its values.
+  void Change(CFTypeRef lock, CFTypeRef process, CFTypeRef pid) const {
+    const EffectiveDomain domain(kUserScope, domain_);
+    if (!domain.usable()) {
+      return;
+    }
+    const auto store = SystemStores().Open(domain, StorePurpose::kChange);
+    store->Synchronize();
+    store->SetEntry(PlatformString(kLock), lock);
+    store->SetEntry(PlatformString(kProcess), process);
+    store->SetEntry(PlatformString(kPid), pid);
+    store->Save();
+  }
+
   CAtlString domain_;
 };
 
