@@ -84,22 +84,27 @@ TEST_F(ReportingTest, RepairSavesWhatIsCompleteAndKeepsTheRest) {
       {"another root", "<plist><array><string>a</string></array></plist>", "{}"},
       {"empty", "", "{}"},
   };
+  std::vector<fs::path> files;
   for (const int scope : {0, 1}) {
     for (const auto& c : kCases) {
       SCOPED_TRACE(c.title);
-      const std::string domain = "com.example.repair";
+      const std::string domain = "com.example.repair" + std::to_string(files.size());
       const fs::path file = PreferenceFilePath(scope, Wide(domain));
-      fs::remove_all(file.parent_path());
+      files.push_back(file);
       WriteFile(file, c.bytes);
       const PrefRepair repair = RepairDomain(scope, Wide(domain));
       EXPECT_TRUE(repair.status.ok()) << Describe(repair.status);
       EXPECT_FALSE(repair.was_sound);
-      EXPECT_EQ(OnDisk(file), c.repaired);
       EXPECT_EQ(repair.kept_copy, file.string() + ".damaged");
       EXPECT_EQ(ReadFile(repair.kept_copy), c.bytes);
       const PrefRepair again = RepairDomain(scope, Wide(domain));
       EXPECT_TRUE(again.was_sound && again.status.ok());
     }
+  }
+  const std::vector<std::string> found = OnDisk(files);
+  for (std::size_t i = 0; i < found.size(); ++i) {
+    EXPECT_EQ(found[i], kCases[i % std::size(kCases)].repaired)
+        << kCases[i % std::size(kCases)].title;
   }
   EXPECT_EQ(RepairDomain(4, u"com.example.none").status.error, PrefError::kNotFound);
 }
