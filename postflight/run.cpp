@@ -3,6 +3,7 @@
 #include "platform/foundation/application.h"
 #include "platform/foundation/autorelease_pool.h"
 #include "platform/foundation/file_manager.h"
+#include "platform/host/replace_file.h"
 #include "postflight/installer_args.h"
 #include "postflight/log_line.h"
 #include "postflight/log_sys.h"
@@ -31,6 +32,7 @@ bool CompanionReceiptExists() {
 }
 
 void RecordInstallInformation(const InstallerArgs& arguments) {
+  const host::FolderFlushDelay until_all_is_recorded;
   CAtlString destination(arguments.getDestVolMountPointAndPathToInstallDest());
   if (destination.IsEmpty() || destination.GetAt(destination.GetLength() - 1) != u'/') {
     destination += u'/';

@@ -1,5 +1,6 @@
 #include "prefs/preference_file.h"
 
+#include <cerrno>
 #include <cstdio>
 
 #include "files/directory_manipulator.h"
@@ -7,6 +8,7 @@
 #include "files/file_path.h"
 #include "platform/core_foundation/preferences.h"
 #include "platform/host/errno_status.h"
+#include "platform/host/system_root.h"
 #include "prefs/platform_values.h"
 #include "prefs/preferences.h"
 
@@ -43,6 +45,11 @@ CAutoCFRelease<CFDataRef> ReadBytes(CFURLRef url, OSStatus* status) {
                                                              nullptr, nullptr, &code);
   *status = code;
   return CAutoCFRelease<CFDataRef>(read ? bytes : nullptr);
+}
+
+PrefError WhyFolderCannotBeMade(const std::string& folder) {
+  const int error = folder.empty() ? EINVAL : host::MakeFolders(folder);
+  return error == 0 ? PrefError::kNotSaved : PrefStatusFromSave(host::StatusFromErrno(error)).error;
 }
 
 }  // namespace
@@ -120,7 +127,7 @@ PrefStatus PreferenceFile::KeepAside(std::string* kept_path) const {
 
 PrefStatus PreferenceFile::Save(CFPropertyListRef root) const {
   if (!MakeFolder()) {
-    return {PrefError::kNotSaved, coreFoundationUnknownErr};
+    return {WhyFolderCannotBeMade(folder_path()), coreFoundationUnknownErr};
   }
   const CAutoCFRelease<CFDataRef> bytes(CFPropertyListCreateXMLData(kCFAllocatorDefault, root));
   if (!bytes) {

@@ -1,9 +1,7 @@
 #include "prefs/scope.h"
 
-#include <string_view>
-
-#include "platform/core_foundation/string.h"
-#include "prefs/auto_release.h"
+#include "platform/core_foundation/preferences.h"
+#include "prefs/platform_values.h"
 
 namespace orvik {
 
@@ -26,25 +24,9 @@ HackToWorkAroundAnotherHackForAnnoyingTendencyOfOurSoftwareToWriteIntoGlobalWith
 }
 
 bool IsUsableDomain(const CAtlString& domain) {
-  std::u16string_view text = domain.View();
-  if (text.empty() || text.front() == u'/' || text.find(u'\0') != std::u16string_view::npos) {
-    return false;
-  }
-  const CAutoCFRelease<CFStringRef> name(domain.CreateCFStringRef(kCFAllocatorDefault));
-  char utf8[kMaximumDomainBytes + 1];
-  if (!CFStringGetCString(name, utf8, sizeof utf8, kCFStringEncodingUTF8)) {
-    return false;
-  }
-  for (;;) {
-    const std::size_t end = text.find(u'/');
-    if (text.substr(0, end) == u"..") {
-      return false;
-    }
-    if (end == std::u16string_view::npos) {
-      return true;
-    }
-    text.remove_prefix(end + 1);
-  }
+  return !host::PreferencesFile(PlatformString(domain), kCFPreferencesCurrentUser,
+                                kCFPreferencesAnyHost)
+              .empty();
 }
 
 EffectiveDomain::EffectiveDomain(int given_scope, const CAtlString& given_domain)

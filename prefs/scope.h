@@ -29,11 +29,9 @@ constexpr bool IsKnownScope(int effective_scope) {
          effective_scope == kMachineScope;
 }
 
-inline constexpr int kMaximumDomainBytes = 1023;  // of UTF-8
-
 // Whether the domain can name a file in a preferences folder: not empty, at most 1,023 bytes of
-// valid UTF-8, no NUL, no leading "/" and no component "..". Others are refused by every operation
-// before any file is touched.
+// UTF-8, no NUL and no lone surrogate, no "/" at its beginning or end and no empty, "." or ".."
+// component. Others are refused by every operation before any file is touched.
 bool IsUsableDomain(const CAtlString& domain);
 
 // A scope and domain as the operations use them, remapped once.

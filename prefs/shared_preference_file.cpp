@@ -66,7 +66,7 @@ CFURLRef LibPref_CopySharedCFURLRef(CFStringRef domain) {
   if (domain == nullptr || !IsUsableDomain(CAtlString(domain))) {
     return nullptr;
   }
-  char name[kMaximumDomainBytes + 1];
+  char name[kPathBufferSize];
   CFStringGetCString(domain, name, sizeof name, kCFStringEncodingUTF8);
   if (const auto path = SharedFilePath(name)) {
     if (CFURLRef url = FileUrl(*path)) {

@@ -2,6 +2,9 @@
 // machine's shared user folder, "/Users/Shared/Library/Preferences/<domain>.plist" on a standard
 // system.
 //
+// A domain that cannot name a file (IsUsableDomain), and the current-application marker in a
+// program without a bundle, have no file: nothing is read, and saving fails.
+//
 // No lock is taken: the writers of preferences.h hold the one of shared_lock.h around a change. No
 // state is kept: every read parses the file, every change reads and rewrites it. What comes back
 // belongs to the caller.

@@ -9,6 +9,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstdint>
+#include <set>
 #include <utility>
 
 #include "platform/host/descriptor.h"
@@ -239,7 +240,28 @@ void StampTime(int descriptor) {
   futimens(descriptor, times);
 }
 
+int FlushFolder(int folder) {
+  // Some volumes cannot flush folders.
+  return fsync(folder) == 0 || errno == EINVAL || errno == ENOTSUP ? 0 : errno;
+}
+
+thread_local int delays = 0;
+thread_local std::set<std::string> unflushed_folders;
+
 }  // namespace
+
+FolderFlushDelay::FolderFlushDelay() {
+  ++delays;
+}
+
+FolderFlushDelay::~FolderFlushDelay() {
+  if (--delays > 0) return;
+  for (const std::string& path : unflushed_folders) {
+    const Descriptor folder(open(path.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+    if (folder) FlushFolder(folder.get());
+  }
+  unflushed_folders.clear();
+}
 
 int ReadWholeFile(const std::string& path, std::string* content, FileIdentity* identity) {
   constexpr int kTries = 5;
@@ -300,9 +322,12 @@ ReplaceResult ReplaceFile(const std::string& path, std::string_view content, Flu
   result.wrote = true;
   struct stat present;
   if (fstat(file.descriptor(), &present) == 0) result.identity = IdentityOf(present);
-  // Some volumes cannot flush folders.
-  if (flush == Flush::kToDisk && fsync(folder.get()) != 0 && errno != EINVAL && errno != ENOTSUP) {
-    return fail(errno);
+  if (flush == Flush::kToDisk) {
+    if (delays > 0) {
+      unflushed_folders.insert(FolderOf(target));
+    } else if (const int error = FlushFolder(folder.get())) {
+      return fail(error);
+    }
   }
   return result;
 }

@@ -51,4 +51,16 @@ ReplaceResult ReplaceFile(const std::string& path, std::string_view content,
 // which the file may hold a part.
 int WriteInPlace(const std::string& path, std::string_view content);
 
+// Puts off the flushing of folders to its end, for a run of changes that is to be on disk as a
+// whole: every file that this thread replaces meanwhile is itself flushed before it takes its
+// place, so that a crash leaves it old or new, and its folder is flushed once. Objects nest; the
+// outermost one counts.
+class FolderFlushDelay {
+ public:
+  FolderFlushDelay();
+  ~FolderFlushDelay();
+  FolderFlushDelay(const FolderFlushDelay&) = delete;
+  FolderFlushDelay& operator=(const FolderFlushDelay&) = delete;
+};
+
 }  // namespace orvik::host

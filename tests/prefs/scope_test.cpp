@@ -33,13 +33,14 @@ TEST(Scope, DomainsThatCannotNameAFileAreRefused) {
   EXPECT_FALSE(usable(u".."));
   EXPECT_FALSE(usable(u"../x"));
   EXPECT_FALSE(usable(u"a/../../x"));
+  EXPECT_FALSE(usable(u"a//b"));
   EXPECT_FALSE(usable(CAtlString(u"a\0b", 3)));
   EXPECT_FALSE(usable(CAtlString(u'x', 1024)));
   EXPECT_FALSE(usable(CAtlString(u'\u00e9', 512)));
   EXPECT_FALSE(usable(CAtlString(u'\xd800', 1)));
   // Alone usable, but not once the scope has put its dot before it.
-  EXPECT_TRUE(EffectiveDomain(0, u"./x").usable());
-  EXPECT_FALSE(EffectiveDomain(2, u"./x").usable());
+  EXPECT_TRUE(EffectiveDomain(0, CAtlString(u'x', 1023)).usable());
+  EXPECT_FALSE(EffectiveDomain(2, CAtlString(u'x', 1023)).usable());
 }
 
 }  // namespace
