@@ -4,6 +4,7 @@
 #include <unicode/unorm2.h>
 
 #include <algorithm>
+#include <cstring>
 #include <limits>
 #include <map>
 #include <mutex>
@@ -13,6 +14,7 @@
 
 #include "platform/core_foundation/locale.h"
 #include "platform/core_foundation/string_case.h"
+#include "platform/core_foundation/transcoding.h"
 
 namespace orvik {
 
@@ -82,7 +84,7 @@ CollatorRef Find(UCCollateOptions options) {
   };
   thread_local Recent recent[4];
   thread_local unsigned next = 0;
-  const char* locale = CurrentLocaleIdentifier("LC_COLLATE");
+  const char* locale = CurrentLocaleIdentifier(LocaleCategory::kCollation);
   options &= kUsedOptions;
   for (const Recent& one : recent) {
     if (one.locale == locale && one.options == options) return one.collator;
@@ -102,7 +104,7 @@ constexpr bool IsWidthVariant(char16_t unit) {
 }
 
 bool HasWidthVariant(std::u16string_view text) {
-  return std::any_of(text.begin(), text.end(), IsWidthVariant);
+  return OrOfUnits(text) >= 0x3000 && std::any_of(text.begin(), text.end(), IsWidthVariant);
 }
 
 std::u16string InNormalWidths(std::u16string_view text) {
@@ -129,6 +131,9 @@ constexpr char16_t LowerAscii(char16_t unit) {
 
 // The most common equal texts need no folding.
 bool AreEqualAsciiWithoutCase(std::u16string_view a, std::u16string_view b) {
+  if (a.size() == b.size() && std::memcmp(a.data(), b.data(), a.size() * sizeof(char16_t)) == 0) {
+    return true;
+  }
   return std::equal(a.begin(), a.end(), b.begin(), b.end(), [](char16_t left, char16_t right) {
     return left == right || (left < 0x80 && LowerAscii(left) == LowerAscii(right));
   });

@@ -3,6 +3,7 @@
 #include <unistd.h>
 
 #include <cstring>
+#include <iterator>
 #include <mutex>
 #include <set>
 #include <string_view>
@@ -13,30 +14,33 @@ namespace orvik {
 
 namespace {
 
-struct TextVariables {
-  const char* category = nullptr;
-  const char* language = nullptr;
+constexpr const char* kVariables[] = {"LC_CTYPE", "LC_COLLATE", "LC_TIME"};
+constexpr size_t kCategories = std::size(kVariables);
+
+// What one walk over the environment found, and by what it is seen that nothing changed since: a
+// variable that is set anew has another entry, one that is added stands at the end, and one that is
+// removed moves those after it.
+struct Finding {
+  char** environment = nullptr;
+  size_t size = 0;
+  const char* last_entry = nullptr;
+  size_t index = 0;
+  const char* entry = nullptr;  // null when none is set
+  std::string value;
+  const char* identifier = nullptr;
+
+  bool HoldsStill() const {
+    return identifier != nullptr && environ == environment && environment != nullptr &&
+           environment[size] == nullptr && (size == 0 || environment[size - 1] == last_entry) &&
+           (entry == nullptr || (environment[index] == entry && value == ValueOf(entry)));
+  }
+
+  static const char* ValueOf(const char* entry) { return std::strchr(entry, '=') + 1; }
 };
 
-// The value when the entry "NAME=value" is of that name and its value not empty, else null.
-const char* ValueOf(const char* entry, std::string_view name) {
+bool IsSet(const char* entry, std::string_view name) {
   return std::strncmp(entry, name.data(), name.size()) == 0 && entry[name.size()] == '=' &&
-                 entry[name.size() + 1] != 0
-             ? entry + name.size() + 1
-             : nullptr;
-}
-
-// One walk over the environment for the three: every comparison of texts asks.
-const char* ValueOfVariables(std::string_view category) {
-  TextVariables found;
-  for (char** entry = environ; entry != nullptr && *entry != nullptr; ++entry) {
-    if (**entry != 'L') continue;
-    if (const char* all = ValueOf(*entry, "LC_ALL")) return all;
-    if (const char* value = ValueOf(*entry, category)) found.category = value;
-    if (const char* value = ValueOf(*entry, "LANG")) found.language = value;
-  }
-  if (found.category != nullptr) return found.category;
-  return found.language != nullptr ? found.language : "";
+         entry[name.size() + 1] != 0;
 }
 
 // The one copy of the identifier in a variable's value.
@@ -50,17 +54,36 @@ const char* Identifier(std::string_view value) {
   return (found != known->end() ? found : known->emplace(value).first)->c_str();
 }
 
+Finding Find(std::string_view variable) {
+  Finding finding;
+  finding.environment = environ;
+  int best = 0;
+  for (; environ != nullptr && environ[finding.size] != nullptr; ++finding.size) {
+    const char* entry = environ[finding.size];
+    if (*entry != 'L') continue;
+    const int rank = IsSet(entry, "LC_ALL")   ? 3
+                     : IsSet(entry, variable) ? 2
+                     : IsSet(entry, "LANG")   ? 1
+                                              : 0;
+    if (rank <= best) continue;
+    best = rank;
+    finding.index = finding.size;
+    finding.entry = entry;
+  }
+  if (finding.size > 0) finding.last_entry = environ[finding.size - 1];
+  if (finding.entry != nullptr) finding.value = Finding::ValueOf(finding.entry);
+  finding.identifier = Identifier(finding.value);
+  return finding;
+}
+
 }  // namespace
 
-const char* CurrentLocaleIdentifier(const char* category) {
-  thread_local std::string last_value;
-  thread_local const char* last_identifier = Identifier("");
-  const char* value = ValueOfVariables(category);
-  if (last_value != value) {
-    last_value = value;
-    last_identifier = Identifier(value);
-  }
-  return last_identifier;
+const char* CurrentLocaleIdentifier(LocaleCategory category) {
+  thread_local Finding findings[kCategories];
+  const auto index = static_cast<size_t>(category);
+  Finding& finding = findings[index];
+  if (!finding.HoldsStill()) finding = Find(kVariables[index]);
+  return finding.identifier;
 }
 
 CFTypeID NSLocale::TypeID() {
@@ -90,7 +113,7 @@ CFTypeID CFLocaleGetTypeID() {
 }
 
 CFLocaleRef CFLocaleCopyCurrent() {
-  return new NSLocale(CurrentLocaleIdentifier("LC_CTYPE"));
+  return new NSLocale(CurrentLocaleIdentifier(LocaleCategory::kCharacters));
 }
 
 CFLocaleRef CFLocaleCreate(CFAllocatorRef, const NSString* identifier) {

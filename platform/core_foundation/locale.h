@@ -39,8 +39,12 @@ CFLocaleRef CFLocaleCreate(CFAllocatorRef allocator, const NSString* identifier)
 
 const NSString* CFLocaleGetIdentifier(CFLocaleRef locale);  // autoreleased
 
-// The identifier of CFLocaleCopyCurrent, without making an object; `category` is "LC_CTYPE",
-// "LC_COLLATE" or "LC_TIME". The text lives as long as the program.
-const char* CurrentLocaleIdentifier(const char* category);
+// The variable that decides between LC_ALL and LANG.
+enum class LocaleCategory { kCharacters, kCollation, kTime };  // LC_CTYPE, LC_COLLATE, LC_TIME
+
+// The identifier of the current locale, found by the same rule, without making an object. The text
+// lives as long as the program; equal identifiers are one pointer. Cheap enough to be asked for
+// every comparison.
+const char* CurrentLocaleIdentifier(LocaleCategory category);
 
 }  // namespace orvik

@@ -54,7 +54,7 @@ class Locale : public test::EnvironmentTest {
   void SetUp() override {
     for (const char* name : {"LC_ALL", "LC_CTYPE", "LANG"}) unsetenv(name);
   }
-  static std::string Current() { return CurrentLocaleIdentifier("LC_CTYPE"); }
+  static std::string Current() { return CurrentLocaleIdentifier(LocaleCategory::kCharacters); }
 };
 
 TEST_F(Locale, IsTheFirstThatIsSet) {
