@@ -2,10 +2,11 @@
 //
 // A format is text with conversions "%[n$][flags][width][.precision][length]conversion":
 //
-//   flags      - + space # 0 '     width and precision   digits, * or *n$
+//   flags      - + space # 0 (' is taken and groups nothing)   width, precision   digits, * or *n$
 //   length     hh h l ll q L z t j
 //   %@         an object's description           %S  a zero-terminated char16_t array
 //   %s         zero-terminated Mac OS Roman      %C  a char16_t      %c  a byte of Mac OS Roman
+//   %ls %lc    as %S and %C                      %hS %hC  as %s and %c
 //   %d %D %i %u %U %x %X %o %O %p %e %E %f %F %g %G %a %A %%         as printf
 //
 // A null %s, %S or %@ is "(null)"; a precision limits how much of their text is read and shown. An

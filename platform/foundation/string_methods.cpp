@@ -1,6 +1,5 @@
 // The methods of a string that make other texts and numbers.
 #include <algorithm>
-#include <cerrno>
 #include <climits>
 #include <clocale>
 #include <cstdlib>

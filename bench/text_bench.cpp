@@ -1,0 +1,173 @@
+// The text functions of the platform layer, each beside a library that does the same work: the
+// Unicode conversions into a given buffer, the formatter, collation by the default collator, and
+// strings made from UTF-8.
+#include <benchmark/benchmark.h>
+#include <unicode/ucol.h>
+#include <unicode/ustring.h>
+
+#include <cstdarg>
+#include <cstdio>
+#include <string>
+
+#include "platform/carbon/collation.h"
+#include "platform/core_foundation/string.h"
+#include "platform/core_foundation/string_format.h"
+#include "strings/unicode_conversions.h"
+
+namespace orvik {
+namespace {
+
+// In the order of the first argument: ASCII, German, Chinese, emoji.
+constexpr const char16_t* kTexts[] = {
+    u"The quick brown fox jumps over the lazy dog. ",
+    u"Zw\u00F6lf Boxk\u00E4mpfer jagen Viktor quer \u00FCber den gro\u00DFen Deich. ",
+    u"\u5929\u5730\u7384\u9EC4\u5B87\u5B99\u6D2A\u8352\u65E5\u6708\u76C8\u6603\u8FB0\u5BBF",
+    u"\U0001F600\U0001F680\U0001F389\U0001F4A1\U0001F30D\U0001F984",
+};
+
+std::u16string Sample(const benchmark::State& state) {
+  std::u16string text;
+  const auto size = static_cast<std::size_t>(state.range(1));
+  while (text.size() < size) text += kTexts[state.range(0)];
+  text.resize(size);
+  return text;
+}
+
+std::basic_string<UTF8> Utf8Sample(const benchmark::State& state) {
+  const std::u16string text = Sample(state);
+  std::basic_string<UTF8> utf8(3 * text.size(), 0);
+  const UTF16* source = text.data();
+  UTF8* target = utf8.data();
+  ConvertUTF16toUTF8(&source, source + text.size(), &target, target + utf8.size(),
+                     strictConversion);
+  utf8.resize(static_cast<std::size_t>(target - utf8.data()));
+  return utf8;
+}
+
+void Arguments(benchmark::internal::Benchmark* bench) {
+  for (int text = 0; text < 4; ++text) bench->Args({text, 32})->Args({text, 1 << 20});
+}
+
+void Utf16ToUtf8(benchmark::State& state) {
+  const std::u16string text = Sample(state);
+  std::basic_string<UTF8> buffer(3 * text.size(), 0);
+  for (auto _ : state) {
+    const UTF16* source = text.data();
+    UTF8* target = buffer.data();
+    benchmark::DoNotOptimize(ConvertUTF16toUTF8(&source, source + text.size(), &target,
+                                                target + buffer.size(), strictConversion));
+  }
+}
+BENCHMARK(Utf16ToUtf8)->Apply(Arguments);
+
+void Utf16ToUtf8Peer(benchmark::State& state) {
+  const std::u16string text = Sample(state);
+  std::string buffer(3 * text.size(), '\0');
+  for (auto _ : state) {
+    UErrorCode status = U_ZERO_ERROR;
+    int32_t length = 0;
+    benchmark::DoNotOptimize(u_strToUTF8(buffer.data(), static_cast<int32_t>(buffer.size()),
+                                         &length, text.data(), static_cast<int32_t>(text.size()),
+                                         &status));
+  }
+}
+BENCHMARK(Utf16ToUtf8Peer)->Apply(Arguments);
+
+void Utf8ToUtf16(benchmark::State& state) {
+  const std::basic_string<UTF8> text = Utf8Sample(state);
+  std::u16string buffer(text.size(), u'\0');
+  for (auto _ : state) {
+    const UTF8* source = text.data();
+    UTF16* target = buffer.data();
+    benchmark::DoNotOptimize(ConvertUTF8toUTF16(&source, source + text.size(), &target,
+                                                target + buffer.size(), strictConversion));
+  }
+}
+BENCHMARK(Utf8ToUtf16)->Apply(Arguments);
+
+void Utf8ToUtf16Peer(benchmark::State& state) {
+  const std::basic_string<UTF8> text = Utf8Sample(state);
+  std::u16string buffer(text.size(), u'\0');
+  for (auto _ : state) {
+    UErrorCode status = U_ZERO_ERROR;
+    int32_t length = 0;
+    benchmark::DoNotOptimize(u_strFromUTF8(buffer.data(), static_cast<int32_t>(buffer.size()),
+                                           &length, reinterpret_cast<const char*>(text.data()),
+                                           static_cast<int32_t>(text.size()), &status));
+  }
+}
+BENCHMARK(Utf8ToUtf16Peer)->Apply(Arguments);
+
+bool FormatInto(FormatBuffer& buffer, const char16_t* format, ...) {
+  std::va_list arguments;
+  va_start(arguments, format);
+  const bool done = FormatUnits(buffer, format, arguments);
+  va_end(arguments);
+  return done;
+}
+
+void FormatStringAndNumber(benchmark::State& state) {
+  for (auto _ : state) {
+    FormatBuffer buffer;
+    FormatInto(buffer, u"%s %d", "com.orviktech.Registry", 123456);
+    benchmark::DoNotOptimize(buffer.units().data());
+  }
+}
+BENCHMARK(FormatStringAndNumber);
+
+void FormatStringAndNumberPeer(benchmark::State& state) {
+  for (auto _ : state) {
+    char buffer[256];
+    benchmark::DoNotOptimize(
+        std::snprintf(buffer, sizeof buffer, "%s %d", "com.orviktech.Registry", 123456));
+    benchmark::DoNotOptimize(buffer);
+  }
+}
+BENCHMARK(FormatStringAndNumberPeer);
+
+constexpr std::u16string_view kPath = u"/Users/Shared/Library/Preferences/com.orviktech.Registry";
+constexpr std::u16string_view kOther = u"/Users/Shared/Library/Preferences/com.orviktech.Records";
+
+void Collate(benchmark::State& state) {
+  const auto options = static_cast<UCCollateOptions>(state.range(0));
+  for (auto _ : state) {
+    SInt32 order = 0;
+    UCCompareTextDefault(options, kPath.data(), kPath.size(), kOther.data(), kOther.size(), nullptr,
+                         &order);
+    benchmark::DoNotOptimize(order);
+  }
+}
+BENCHMARK(Collate)->Arg(0x8006)->Arg(0x800E);
+
+void CollatePeer(benchmark::State& state) {
+  UErrorCode status = U_ZERO_ERROR;
+  UCollator* const collator = ucol_open("", &status);
+  for (auto _ : state) {
+    benchmark::DoNotOptimize(ucol_strcoll(collator, kPath.data(),
+                                          static_cast<int32_t>(kPath.size()), kOther.data(),
+                                          static_cast<int32_t>(kOther.size())));
+  }
+  ucol_close(collator);
+}
+BENCHMARK(CollatePeer);
+
+void StringFromUtf8(benchmark::State& state) {
+  for (auto _ : state) {
+    const NSString* string = NSString::NewFromUtf8("Software/Install Information/42");
+    benchmark::DoNotOptimize(string->hash());
+    string->release();
+  }
+}
+BENCHMARK(StringFromUtf8);
+
+void StringFromUtf8Peer(benchmark::State& state) {
+  for (auto _ : state) {
+    auto* string = new std::string("Software/Install Information/42");
+    benchmark::DoNotOptimize(std::hash<std::string>()(*string));
+    delete string;
+  }
+}
+BENCHMARK(StringFromUtf8Peer);
+
+}  // namespace
+}  // namespace orvik

@@ -1,0 +1,82 @@
+#include "platform/carbon/collation.h"
+
+#include <stdlib.h>
+
+#include <string>
+
+#include "platform/carbon/gestalt.h"
+#include "platform/carbon/ticks.h"
+#include "tests/support/test_environment.h"
+
+namespace orvik {
+namespace {
+
+class Collation : public test::EnvironmentTest {
+ protected:
+  void SetUp() override { unsetenv("LC_ALL"); }
+  void TearDown() override { unsetenv("LC_COLLATE"); }
+
+  static int Order(UCCollateOptions options, std::u16string_view a, std::u16string_view b) {
+    CollatorRef collator = nullptr;
+    EXPECT_EQ(UCCreateCollator(nullptr, 0, options, &collator), 0);
+    SInt32 order = 99;
+    Boolean equivalent = 99;
+    EXPECT_EQ(UCCompareText(collator, a.data(), a.size(), b.data(), b.size(), &equivalent, &order),
+              0);
+    EXPECT_EQ(equivalent != 0, order == 0);
+    EXPECT_EQ(UCDisposeCollator(&collator), 0);
+    EXPECT_EQ(collator, nullptr);
+    return order;
+  }
+};
+
+TEST_F(Collation, IgnoresWhatTheOptionsName) {
+  EXPECT_NE(Order(0x8006, u"a", u"A"), 0);
+  EXPECT_EQ(Order(0x8008, u"a", u"A"), 0);
+  EXPECT_EQ(Order(0x8006, u"a", u"\xFF41"), 0);
+  EXPECT_NE(Order(0x8008, u"a", u"\xFF21"), 0);
+  EXPECT_EQ(Order(0x800E, u"a", u"\xFF21"), 0);
+  EXPECT_EQ(Order(0x800E, u"\xFF8A\xFF9E", u"\x30D0"), 0) << "a narrow letter and its mark";
+  EXPECT_NE(Order(0x800E, u"\x304B", u"\x30AB"), 0);
+  EXPECT_NE(Order(0x8006, u"a b", u"ab"), 0);
+  EXPECT_EQ(Order(0x0006, u"a-b", u"ab"), 0) << "punctuation that does not tell";
+  EXPECT_EQ(Order(0x8006, u"", u""), 0);
+  EXPECT_LT(Order(0x8006, u"", u"a"), 0);
+}
+
+TEST_F(Collation, FollowsTheLocale) {
+  setenv("LC_COLLATE", "de_DE.UTF-8", 1);
+  EXPECT_LT(Order(0x8006, u"\xE4", u"z"), 0);
+  setenv("LC_COLLATE", "sv_SE.UTF-8", 1);
+  EXPECT_GT(Order(0x8006, u"\xE4", u"z"), 0);
+  unsetenv("LC_COLLATE");
+  setenv("LC_COLLATE", "de_DE", 1);
+  EXPECT_LT(Order(0x8006, u"\xE4", u"z"), 0);
+}
+
+TEST_F(Collation, RefusesWhatIsMissing) {
+  SInt32 order = 99;
+  EXPECT_NE(UCCreateCollator(nullptr, 0, 0, nullptr), 0);
+  EXPECT_NE(UCCompareText(nullptr, u"a", 1, u"b", 1, nullptr, &order), 0);
+  EXPECT_NE(UCCompareTextDefault(0, nullptr, 1, u"b", 1, nullptr, &order), 0);
+  EXPECT_EQ(order, 99);
+}
+
+TEST(Ticks, AreSixtiethsOfASecond) {
+  UInt32 after = 0;
+  const UInt32 before = TickCount();
+  Delay(3, &after);
+  EXPECT_GE(after - before, 3u);
+  EXPECT_LT(after - before, 600u);
+}
+
+TEST(Gestalt, KnowsTheSystemVersion) {
+  SInt32 response = 7;
+  EXPECT_EQ(Gestalt(FourCC("none"), &response), gestaltUndefSelectorErr);
+  EXPECT_EQ(response, 7);
+  EXPECT_EQ(Gestalt(gestaltSystemVersion, &response), 0);
+  EXPECT_GE(response, 0x1000);
+}
+
+}  // namespace
+}  // namespace orvik

@@ -1,0 +1,42 @@
+#include "platform/core_foundation/date_formatter.h"
+
+#include <ctime>
+#include <memory>
+
+#include "tests/support/test_environment.h"
+
+namespace orvik {
+namespace {
+
+struct Release {
+  void operator()(const NSObject* object) const { CFRelease(object); }
+};
+using Formatter = std::unique_ptr<NSDateFormatter, Release>;
+
+Formatter Make(const NSString* pattern) {
+  Formatter formatter(
+      CFDateFormatterCreate(nullptr, nullptr, kCFDateFormatterNoStyle, kCFDateFormatterNoStyle));
+  CFDateFormatterSetFormat(formatter.get(), pattern);
+  return formatter;
+}
+
+TEST(DateFormatter, ShowsLocalTime) {
+  const double absolute_time = 123456789.25;
+  const auto seconds = static_cast<std::time_t>(absolute_time) + 978307200;
+  std::tm parts{};
+  localtime_r(&seconds, &parts);
+  char expected[32];
+  std::strftime(expected, sizeof expected, "%Y %H-%M-%S", &parts);
+  const std::unique_ptr<const NSString, Release> text(CFDateFormatterCreateStringWithAbsoluteTime(
+      nullptr, Make(CFSTR(u"yyyy HH-mm-ss")).get(), absolute_time));
+  EXPECT_EQ(text->ToUtf8(), expected);
+}
+
+TEST(DateFormatter, LongPatternsFit) {
+  std::u16string pattern;
+  for (int i = 0; i < 100; ++i) pattern += u"HH-";
+  EXPECT_EQ(Make(CFSTR(pattern))->Format(0).size(), 300u);
+}
+
+}  // namespace
+}  // namespace orvik
