@@ -12,6 +12,7 @@ class Copier : public PropertyListWalk::Visitor {
  public:
   explicit Copier(CFOptionFlags mutability_option)
       : builder_(mutability_option),
+        mutability_option_(mutability_option),
         mutable_leaves_(mutability_option == kCFPropertyListMutableContainersAndLeaves) {}
 
   bool Leaf(const NSObject* object, PropertyListKind kind) override {
@@ -22,19 +23,35 @@ class Copier : public PropertyListWalk::Visitor {
   }
 
   bool Begin(const NSObject*, PropertyListKind kind, size_t count) override {
+    ++depth_;
     return kind == PropertyListKind::kArray ? builder_.OpenArray(count)
                                             : builder_.OpenDictionary(count);
   }
 
   bool Key(const NSString* key) override { return builder_.SetKeyObject(OwnedObject(key->copy())); }
 
-  bool End(PropertyListKind) override { return builder_.Close(); }
+  bool End(PropertyListKind) override {
+    --depth_;
+    return builder_.Close();
+  }
+
+  // What lies deeper than in its file is made, so that its own depth is seen.
+  PropertyListDeferral Deferred(const NSDictionary& dictionary) override {
+    const auto deferred = dictionary.deferredContent();
+    const auto* content = dynamic_cast<const DeferredPropertyList*>(deferred.get());
+    if (content == nullptr || content->depth() < depth_) return PropertyListDeferral::kOpen;
+    return builder_.AddDeferred(content->WithMutability(mutability_option_))
+               ? PropertyListDeferral::kDone
+               : PropertyListDeferral::kFailed;
+  }
 
   OwnedObject Take() { return builder_.Take(); }
 
  private:
   PropertyListBuilder builder_;
+  CFOptionFlags mutability_option_;
   bool mutable_leaves_;
+  int depth_ = 0;
 };
 
 // Whether everything that is met can be written in the format.

@@ -15,6 +15,9 @@
 //   text    the old form, { key = value; }, and files of strings without the outer braces. All its
 //           leaves are strings or data.
 //
+// A dictionary read from XML makes its entries when they are first looked at, and keeps the file's
+// text in memory until then.
+//
 // Integers beyond the signed 64-bit range keep their value up to 2^64 - 1. A unique identifier of a
 // keyed archive is the dictionary { "CF$UID" = number }.
 //

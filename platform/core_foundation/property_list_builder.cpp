@@ -25,6 +25,10 @@ bool PropertyListBuilder::Add(OwnedObject object) {
   return true;
 }
 
+bool PropertyListBuilder::AddDeferred(std::shared_ptr<const DeferredPropertyList> content) {
+  return Add(OwnedObject(NSDictionary::CreateDeferred(mutable_containers_, std::move(content))));
+}
+
 bool PropertyListBuilder::Open(NSArray* array, NSDictionary* dictionary) {
   const NSObject* container = array;
   if (array == nullptr) container = dictionary;

@@ -25,6 +25,16 @@ inline OwnedObject Shared(const NSObject* object) {
 
 inline constexpr const char kUniqueIdentifierKey[] = "CF$UID";
 
+// The entries of a dictionary that was read and not looked at.
+class DeferredPropertyList : public NSDictionary::DeferredContent {
+ public:
+  // The same entries with another mutability.
+  virtual std::shared_ptr<const DeferredPropertyList> WithMutability(
+      CFOptionFlags mutability_option) const = 0;
+  // The containers around the dictionary in its file.
+  virtual int depth() const = 0;
+};
+
 class PropertyListBuilder {
  public:
   explicit PropertyListBuilder(CFOptionFlags mutability_option);
@@ -45,6 +55,7 @@ class PropertyListBuilder {
   bool AddDate(double seconds);
   bool AddData(std::string_view bytes);
   bool Add(OwnedObject object);
+  bool AddDeferred(std::shared_ptr<const DeferredPropertyList> content);
 
   // The key of the next value, immutable. False unless a dictionary without a waiting key is open,
   // and for an object that is no string.

@@ -261,10 +261,8 @@ void WrittenDictionaryContent::MakeEntries(NSDictionary* dictionary) const {
         break;
       case XmlElement::kDictionary:
         if (line.part == Line::kOpens) {
-          builder.Add(OwnedObject(NSDictionary::CreateDeferred(
-              mutability_option_ != kCFPropertyListImmutable,
-              std::make_shared<WrittenDictionaryContent>(xml_, line.begin, static_cast<int>(depth),
-                                                         mutability_option_))));
+          builder.AddDeferred(std::make_shared<WrittenDictionaryContent>(
+              xml_, line.begin, static_cast<int>(depth), mutability_option_));
           lines.MoveTo(xml_->EndOf(line.begin));
         } else {
           builder.OpenDictionary();
@@ -280,10 +278,10 @@ void WrittenDictionaryContent::MakeEntries(NSDictionary* dictionary) const {
 OwnedObject ReadWrittenXml(std::string_view bytes, CFOptionFlags mutability_option) {
   auto xml = WrittenXml::Scan(bytes);
   if (xml == nullptr) return nullptr;
-  return OwnedObject(NSDictionary::CreateDeferred(
-      mutability_option != kCFPropertyListImmutable,
-      std::make_shared<WrittenDictionaryContent>(std::move(xml), kPropertyListXmlHeader.size(), 0,
-                                                 mutability_option)));
+  PropertyListBuilder builder(mutability_option);
+  builder.AddDeferred(std::make_shared<WrittenDictionaryContent>(
+      std::move(xml), kPropertyListXmlHeader.size(), 0, mutability_option));
+  return builder.Take();
 }
 
 }  // namespace orvik

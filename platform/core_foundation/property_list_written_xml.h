@@ -46,7 +46,7 @@ class WrittenXml {
   std::vector<Extent> extents_;
 };
 
-class WrittenDictionaryContent final : public NSDictionary::DeferredContent {
+class WrittenDictionaryContent final : public DeferredPropertyList {
  public:
   // The dictionary whose line begins there, that many containers deep.
   WrittenDictionaryContent(std::shared_ptr<const WrittenXml> xml, size_t begin, int depth,
@@ -56,7 +56,11 @@ class WrittenDictionaryContent final : public NSDictionary::DeferredContent {
   void MakeEntries(NSDictionary* dictionary) const override;
 
   const WrittenXml& xml() const { return *xml_; }
-  int depth() const { return depth_; }
+  int depth() const override { return depth_; }
+  std::shared_ptr<const DeferredPropertyList> WithMutability(
+      CFOptionFlags mutability_option) const override {
+    return std::make_shared<WrittenDictionaryContent>(xml_, begin_, depth_, mutability_option);
+  }
   std::string_view Text() const { return xml_->Slice(begin_, xml_->EndOf(begin_)); }
 
  private:

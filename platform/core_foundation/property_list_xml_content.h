@@ -8,13 +8,18 @@
 
 namespace orvik {
 
-class XmlDictionaryContent final : public NSDictionary::DeferredContent {
+class XmlDictionaryContent final : public DeferredPropertyList {
  public:
   XmlDictionaryContent(std::shared_ptr<const XmlPropertyListDocument> document, pugi::xml_node node,
                        CFOptionFlags mutability_option)
       : document_(std::move(document)), node_(node), mutability_option_(mutability_option) {}
 
   void MakeEntries(NSDictionary* dictionary) const override;
+  std::shared_ptr<const DeferredPropertyList> WithMutability(
+      CFOptionFlags mutability_option) const override {
+    return std::make_shared<XmlDictionaryContent>(document_, node_, mutability_option);
+  }
+  int depth() const override;
 
   const std::shared_ptr<const XmlPropertyListDocument>& document() const { return document_; }
   const pugi::xml_node& node() const { return node_; }

@@ -37,6 +37,11 @@ bool HasMixedContent(std::string_view text) {
   return false;
 }
 
+// The shortest values, "<true/>" and "<array/>", take some nine times their length; other XML may
+// ask for far more.
+constexpr size_t kNodeBytesOfByte = 12;
+constexpr size_t kNodeBytesOfAny = size_t{256} << 10;
+
 constexpr char32_t kNoCharacter = std::numeric_limits<char32_t>::max();
 
 // The character of an entity or character reference without its "&" and ";". A character that XML
@@ -235,6 +240,9 @@ XmlElement XmlElementOf(const pugi::xml_node& node) {
   }
 }
 
+XmlPropertyListDocument::XmlPropertyListDocument(std::string text)
+    : text_(std::move(text)), memory_(kNodeBytesOfAny + text_.size() * kNodeBytesOfByte) {}
+
 XmlPropertyListDocument::~XmlPropertyListDocument() {
   const XmlNodeMemory::Scope scope(memory_);
   document_.reset();
@@ -242,8 +250,7 @@ XmlPropertyListDocument::~XmlPropertyListDocument() {
 
 std::shared_ptr<const XmlPropertyListDocument> XmlPropertyListDocument::Parse(std::string text,
                                                                               std::string& error) {
-  auto document = std::make_shared<XmlPropertyListDocument>();
-  document->text_ = std::move(text);
+  auto document = std::make_shared<XmlPropertyListDocument>(std::move(text));
   std::string& buffer = document->text_;
   const unsigned int flags = HasMixedContent(buffer) ? kMixedFlags : kPlainFlags;
   // With the terminator: the parser takes the last byte for its own.

@@ -40,6 +40,8 @@ XmlNodeMemory::Scope::~Scope() {
 
 void* XmlNodeMemory::Take(size_t size) {
   size = (size + kAlignment - 1) / kAlignment * kAlignment;
+  if (size > limit_ - given_) return nullptr;
+  given_ += size;
   if (blocks_.empty() || blocks_.back().size - used_ < size) {
     const size_t grown =
         blocks_.empty() ? kFirstBlock : std::min(kLargestBlock, 2 * blocks_.back().size);

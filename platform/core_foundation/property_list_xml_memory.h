@@ -10,6 +10,9 @@ namespace orvik {
 
 class XmlNodeMemory {
  public:
+  // Gives out no more than the limit, in bytes.
+  explicit XmlNodeMemory(size_t limit) : limit_(limit) {}
+
   // While it lives, pugixml's documents of this thread take their memory there and give it back
   // there. A document must be built and destroyed within such a scope.
   class Scope {
@@ -23,6 +26,7 @@ class XmlNodeMemory {
     XmlNodeMemory* outer_;
   };
 
+  // Null beyond the limit.
   void* Take(size_t size);
   bool Holds(const void* address) const;
 
@@ -32,6 +36,8 @@ class XmlNodeMemory {
     size_t size;
   };
 
+  size_t limit_;
+  size_t given_ = 0;
   std::vector<Block> blocks_;
   size_t used_ = 0;  // of the last block
 };

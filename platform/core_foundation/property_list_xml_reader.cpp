@@ -24,10 +24,9 @@ class Maker {
     if (node == root_ || !Document::FirstElement(node.first_child())) {
       return Open(node) ? XmlStep::kInto : XmlStep::kStop;
     }
-    OwnedObject dictionary(NSDictionary::CreateDeferred(
-        mutability_option_ != kCFPropertyListImmutable,
-        std::make_unique<XmlDictionaryContent>(document_, node, mutability_option_)));
-    return builder.Add(std::move(dictionary)) ? XmlStep::kPast : XmlStep::kStop;
+    const bool added = builder.AddDeferred(
+        std::make_shared<XmlDictionaryContent>(document_, node, mutability_option_));
+    return added ? XmlStep::kPast : XmlStep::kStop;
   }
 
   bool End(const pugi::xml_node&, XmlElement) { return builder.Close(); }
@@ -90,6 +89,12 @@ void XmlDictionaryContent::MakeEntries(NSDictionary* dictionary) const {
   Maker maker(document_, node_, mutability_option_);
   maker.existing = dictionary;
   Document::Walk(node_, maker);
+}
+
+int XmlDictionaryContent::depth() const {
+  int depth = 0;
+  for (pugi::xml_node node = node_; node != document_->root(); node = node.parent()) ++depth;
+  return depth;
 }
 
 OwnedObject MakeXmlValue(const std::shared_ptr<const Document>& document,

@@ -31,6 +31,7 @@ TEST(PropertyListDeferral, IsWrittenAsItsObjectsWouldBe) {
     const OwnedObject root = ReadRoot(xml);
     ASSERT_NE(root, nullptr) << xml;
     const OwnedObject made(ObjectOf(CFPropertyListCreateDeepCopy(nullptr, ReadRoot(xml).get(), 0)));
+    Describe(made.get());  // which looks at everything
     ASSERT_TRUE(DictionaryAt(root, u"k")->isDeferred());
     EXPECT_EQ(XmlOf(root.get()), XmlOf(made.get())) << xml;
     EXPECT_TRUE(DictionaryAt(root, u"k")->isDeferred());
@@ -72,6 +73,29 @@ TEST(PropertyListDeferral, ChangesWhenItIsMutable) {
   EXPECT_EQ(Describe(root.get()), "{k={a=b:1 b=b:0}}");
   dictionary->removeObjectForKey(StringOf(u"a").get());
   EXPECT_EQ(Describe(root.get()), "{k={b=b:0}}");
+}
+
+TEST(PropertyListDeferral, IsCopiedAsItIsUnlessItLiesDeeper) {
+  for (const bool as_written : {false, true}) {
+    const OwnedObject read = ReadRoot("<dict><key>k</key><dict><key>a</key><true/></dict></dict>");
+    const OwnedObject root =
+        as_written ? ReadRoot(*WriteXmlPropertyList(read.get())) : ReadRoot("{}");
+    const OwnedObject& source = as_written ? root : read;
+    const OwnedObject copy(ObjectOf(CFPropertyListCreateDeepCopy(nullptr, source.get(), 1)));
+    auto* entry = const_cast<NSDictionary*>(DictionaryAt(copy, u"k"));
+    EXPECT_TRUE(entry->isDeferred());
+    entry->removeAllObjects();
+    EXPECT_EQ(Describe(copy.get()), "{k={}}");
+    EXPECT_EQ(Describe(source.get()), "{k={a=b:1}}");
+  }
+  std::string xml;
+  for (int depth = 0; depth < kPropertyListMaximumDepth; ++depth) xml += "<dict><key>k</key>";
+  xml += "<true/>";
+  for (int depth = 0; depth < kPropertyListMaximumDepth; ++depth) xml += "</dict>";
+  NSDictionary* around = NSDictionary::Create();
+  const OwnedObject owner(around);
+  around->setObject(ReadRoot(xml).get(), StringOf(u"k").get());
+  EXPECT_EQ(CFPropertyListCreateDeepCopy(nullptr, around, 1), nullptr);
 }
 
 TEST(PropertyListDeferral, IsMadeOnceForAllThreads) {

@@ -140,6 +140,8 @@ TEST(PropertyListHostile, LargeFilesCostInLine) {
             false);
   EXPECT_EQ(ReadRoot("<string>" + Repeated("&", kCount) + "</string>"), nullptr);
   EXPECT_NE(ReadRoot("<data>" + Repeated("QUJD\n", kCount) + "</data>"), nullptr);
+  EXPECT_EQ(ReadRoot("<array>" + Repeated("<a/>", kCount) + "</array>"), nullptr);
+  EXPECT_NE(ReadRoot("<array>" + Repeated("<true/>", kCount) + "</array>"), nullptr);
   EXPECT_NE(ReadRoot("<string>" + std::string(20'000'000, 'x') + "</string>"), nullptr);
 }
 

@@ -57,6 +57,7 @@ TEST(WrittenXml, IsIndentedAnewElsewhere) {
       static_cast<const NSDictionary*>(root.get())->objectForKey(StringOf(u"a & b").get()));
   list->addObject(root.get());
   const OwnedObject made(ObjectOf(CFPropertyListCreateDeepCopy(nullptr, list, 0)));
+  Describe(made.get());  // which looks at everything
   EXPECT_EQ(XmlOf(list), XmlOf(made.get()));
 }
 
