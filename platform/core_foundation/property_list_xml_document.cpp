@@ -37,10 +37,11 @@ bool HasMixedContent(std::string_view text) {
   return false;
 }
 
-// The shortest values, "<true/>" and "<array/>", take some nine times their length; other XML may
-// ask for far more.
-constexpr size_t kNodeBytesOfByte = 12;
-constexpr size_t kNodeBytesOfAny = size_t{256} << 10;
+// The shortest values, "<true/>" and "<array/>", take some nine times their length, and with a node
+// for each blank text twice that; other XML may ask for far more.
+constexpr size_t kPlainNodeBytes = 12;
+constexpr size_t kMixedNodeBytes = 24;
+constexpr size_t kSmallestLimit = size_t{256} << 10;
 
 constexpr char32_t kNoCharacter = std::numeric_limits<char32_t>::max();
 
@@ -240,8 +241,9 @@ XmlElement XmlElementOf(const pugi::xml_node& node) {
   }
 }
 
-XmlPropertyListDocument::XmlPropertyListDocument(std::string text)
-    : text_(std::move(text)), memory_(kNodeBytesOfAny + text_.size() * kNodeBytesOfByte) {}
+XmlPropertyListDocument::XmlPropertyListDocument(std::string text, bool is_mixed)
+    : text_(std::move(text)),
+      memory_(kSmallestLimit + text_.size() * (is_mixed ? kMixedNodeBytes : kPlainNodeBytes)) {}
 
 XmlPropertyListDocument::~XmlPropertyListDocument() {
   const XmlNodeMemory::Scope scope(memory_);
@@ -250,14 +252,14 @@ XmlPropertyListDocument::~XmlPropertyListDocument() {
 
 std::shared_ptr<const XmlPropertyListDocument> XmlPropertyListDocument::Parse(std::string text,
                                                                               std::string& error) {
-  auto document = std::make_shared<XmlPropertyListDocument>(std::move(text));
+  const bool is_mixed = HasMixedContent(text);
+  auto document = std::make_shared<XmlPropertyListDocument>(std::move(text), is_mixed);
   std::string& buffer = document->text_;
-  const unsigned int flags = HasMixedContent(buffer) ? kMixedFlags : kPlainFlags;
   // With the terminator: the parser takes the last byte for its own.
   const XmlNodeMemory::Scope scope(document->memory_);
   document->document_ = std::make_unique<pugi::xml_document>();
   const pugi::xml_parse_result result = document->document_->load_buffer_inplace(
-      buffer.data(), buffer.size() + 1, flags, pugi::encoding_utf8);
+      buffer.data(), buffer.size() + 1, is_mixed ? kMixedFlags : kPlainFlags, pugi::encoding_utf8);
   if (!result) {
     error = std::string(result.description()) + " at byte " + std::to_string(result.offset) +
             " of the XML";

@@ -34,7 +34,7 @@ enum class XmlStep { kInto, kPast, kStop };
 class XmlPropertyListDocument {
  public:
   // For Parse.
-  explicit XmlPropertyListDocument(std::string text);
+  XmlPropertyListDocument(std::string text, bool is_mixed);
   ~XmlPropertyListDocument();
 
   // Null, with the reason, unless the text (UTF-8 without NUL) is a whole property list.

@@ -142,6 +142,7 @@ TEST(PropertyListHostile, LargeFilesCostInLine) {
   EXPECT_NE(ReadRoot("<data>" + Repeated("QUJD\n", kCount) + "</data>"), nullptr);
   EXPECT_EQ(ReadRoot("<array>" + Repeated("<a/>", kCount) + "</array>"), nullptr);
   EXPECT_NE(ReadRoot("<array>" + Repeated("<true/>", kCount) + "</array>"), nullptr);
+  EXPECT_NE(ReadRoot("<array><!-- x -->" + Repeated("<true/>\n", kCount) + "</array>"), nullptr);
   EXPECT_NE(ReadRoot("<string>" + std::string(20'000'000, 'x') + "</string>"), nullptr);
 }
 
