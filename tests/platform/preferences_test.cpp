@@ -4,7 +4,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include <memory>
+#include <thread>
 
 #include "platform/core_foundation/number.h"
 #include "platform/core_foundation/string.h"
@@ -181,6 +181,26 @@ TEST_F(CFPreferencesTest, KeepsEveryProcesssEntries) {
   EXPECT_EQ(CFDictionaryGetCount(entries), kProcesses * kEntries);
   CFRelease(entries);
   CFRelease(keys);
+}
+
+TEST_F(CFPreferencesTest, SeveralThreadsMaySetAndSynchronize) {
+  constexpr int kThreads = 4, kEntries = 10;
+  std::vector<std::thread> threads;
+  for (int number = 0; number < kThreads; ++number) {
+    threads.emplace_back([this, number] {
+      for (int entry = 0; entry < kEntries; ++entry) {
+        const char16_t key[] = {static_cast<char16_t>(u'a' + number),
+                                static_cast<char16_t>(u'0' + entry), 0};
+        Set(key, u"set");
+        EXPECT_TRUE(Synchronize());
+      }
+    });
+  }
+  for (std::thread& thread : threads) thread.join();
+  const CFDictionaryRef entries =
+      CFPreferencesCopyMultiple(nullptr, domain_, kCFPreferencesCurrentUser, kCFPreferencesAnyHost);
+  EXPECT_EQ(CFDictionaryGetCount(entries), kThreads * kEntries);
+  CFRelease(entries);
 }
 
 TEST_F(CFPreferencesTest, TheThreadThatHoldsTheFoldersLockMaySynchronize) {
