@@ -6,6 +6,8 @@
 
 #include <cerrno>
 #include <cstdlib>
+#include <filesystem>
+#include <system_error>
 #include <vector>
 
 namespace orvik::host {
@@ -43,7 +45,15 @@ std::string HomeFromPasswords() {
 }  // namespace
 
 std::string SystemRoot() {
-  std::string root = FolderFromEnvironment("ORVIK_SYSTEM_ROOT");
+  const char* value = std::getenv("ORVIK_SYSTEM_ROOT");
+  if (value == nullptr || *value == '\0') return {};
+  // A relative one counts from the current folder: to look into the machine's own root instead
+  // would change the wrong system.
+  std::string root = value;
+  std::error_code error;
+  if (*value != '/') root = std::filesystem::absolute(value, error).string();
+  if (error) root = value;  // there is no current folder: no path below it can be opened
+  root = WithoutTrailingSlashes(root);
   return root == "/" ? std::string() : root;
 }
 

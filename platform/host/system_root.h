@@ -8,8 +8,8 @@
 
 namespace orvik::host {
 
-// The folder that stands for the system volume: the environment variable ORVIK_SYSTEM_ROOT, when it
-// holds an absolute path, else "" (the machine's own root).
+// The folder that stands for the system volume: the environment variable ORVIK_SYSTEM_ROOT (a
+// relative path counts from the current folder), else "" (the machine's own root).
 std::string SystemRoot();
 
 // An absolute path that the system itself names, such as "/Users/Shared", moved below the system

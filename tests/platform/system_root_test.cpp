@@ -22,7 +22,9 @@ TEST_F(SystemRootTest, MovesThePathsOfTheSystemVolume) {
                                   std::string("Library/x"), root + "/Library/x"}) {
     EXPECT_EQ(ResolvePath(path), path);
   }
-  for (const char* value : {"", "/", "relative"}) {
+  setenv("ORVIK_SYSTEM_ROOT", "relative/", 1);
+  EXPECT_EQ(SystemRoot(), (std::filesystem::current_path() / "relative").string());
+  for (const char* value : {"", "/"}) {
     setenv("ORVIK_SYSTEM_ROOT", value, 1);
     EXPECT_EQ(SystemRoot(), "");
     EXPECT_EQ(ResolvePath("/Library/x"), "/Library/x");
