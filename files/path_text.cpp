@@ -168,7 +168,8 @@ BOOL PathRenameExtension(char16_t* path, const char16_t* extension) {
   if (index < 0) return FALSE;
   const std::size_t first = static_cast<std::size_t>(index) + 1;
   if (text.size() > kLongestPath || first + text.size() > kLongestPath) return FALSE;
-  std::memmove(path + first, text.data(), text.size() * sizeof(char16_t));
+  // The extension may be a part of the path.
+  if (!text.empty()) std::memmove(path + first, text.data(), text.size() * sizeof(char16_t));
   path[first + text.size()] = 0;
   return TRUE;
 }

@@ -131,9 +131,8 @@ constexpr char16_t LowerAscii(char16_t unit) {
 
 // The most common equal texts need no folding.
 bool AreEqualAsciiWithoutCase(std::u16string_view a, std::u16string_view b) {
-  if (a.size() == b.size() && std::memcmp(a.data(), b.data(), a.size() * sizeof(char16_t)) == 0) {
-    return true;
-  }
+  if (a.size() != b.size()) return false;
+  if (a.empty() || std::memcmp(a.data(), b.data(), a.size() * sizeof(char16_t)) == 0) return true;
   return std::equal(a.begin(), a.end(), b.begin(), b.end(), [](char16_t left, char16_t right) {
     return left == right || (left < 0x80 && LowerAscii(left) == LowerAscii(right));
   });

@@ -78,6 +78,21 @@ TEST(Uca, ComparesByCollation) {
   EXPECT_EQ(ucanicoll(u"a", u"b", 0), 0);
 }
 
+TEST(Uca, NullIsEmpty) {
+  char16_t buffer[4] = u"a";
+  EXPECT_EQ(ucacmp(nullptr, nullptr), 0);
+  EXPECT_EQ(ucaicmp(nullptr, nullptr), 0);
+  EXPECT_LT(ucaicmp(nullptr, u"a"), 0);
+  EXPECT_EQ(ucanicmp(nullptr, u"a", 1), 0);
+  EXPECT_EQ(View(ucacat(buffer, nullptr)), u"a");
+  EXPECT_EQ(View(ucacpy(buffer, nullptr)), u"");
+  EXPECT_EQ(ucastr(static_cast<const char16_t*>(nullptr), u"a"), nullptr);
+  EXPECT_EQ(ucareverse(nullptr), nullptr);
+  EXPECT_EQ(ucatof(nullptr), 0.0);
+  CAtoUCA(nullptr, buffer, 3);
+  UCAtoCA(nullptr, nullptr, 3);
+}
+
 TEST(Uca, WritesNumbers) {
   char16_t buffer[16];
   EXPECT_EQ(View(itouca(255, buffer, 16)), u"ff");
