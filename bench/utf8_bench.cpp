@@ -18,10 +18,10 @@ constexpr const char16_t* kTexts[] = {
 };
 
 CAtlStringA Utf8Sample(const benchmark::State& state) {
-  CAtlString text;
+  std::u16string text;
   const auto size = static_cast<int>(state.range(1));
-  while (text.GetLength() < size) text += kTexts[state.range(0)];
-  CAtlStringA utf8 = MakeUTF8StringFromUnicodeString(text);
+  while (static_cast<int>(text.size()) < size) text += kTexts[state.range(0)];
+  CAtlStringA utf8 = MakeUTF8StringFromUnicodeString(CAtlString(text));
   int length = size;
   while ((utf8[length] & 0xC0) == 0x80) --length;
   utf8.Truncate(length);

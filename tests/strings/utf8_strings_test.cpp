@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include <cstddef>
+#include <random>
 #include <string>
 #include <string_view>
 
@@ -44,6 +46,39 @@ TEST(Utf8Strings, ConvertsEveryLength) {
     const bool is_wide = i % 37 == 0;
     utf8 += is_wide ? "\xE2\x82\xAC" : "x";
     wide += is_wide ? u'\u20AC' : u'x';
+  }
+}
+
+TEST(Utf8Strings, ConvertsMixturesOfEveryWidth) {
+  std::mt19937 random(11);
+  constexpr std::u16string_view kPieces[] = {u"aaaaaaaaaaaaaaaaaaaaaaa", u"b", u"\u00E9", u"\u4E00",
+                                             u"\U0001F600"};
+  constexpr std::string_view kUtf8[] = {"aaaaaaaaaaaaaaaaaaaaaaa", "b", "\xC3\xA9", "\xE4\xB8\x80",
+                                        "\xF0\x9F\x98\x80"};
+  for (int round = 0; round < 1000; ++round) {
+    std::u16string wide;
+    std::string utf8;
+    const unsigned kinds = 1 + random() % 5;
+    for (unsigned count = random() % 400; count > 0; --count) {
+      const std::size_t kind = 4 - random() % kinds;
+      wide += kPieces[kind];
+      utf8 += kUtf8[kind];
+    }
+    ASSERT_EQ(MakeUTF8StringFromUnicodeString(CAtlString(wide)).View(), utf8);
+    ASSERT_EQ(MakeWideStringFromUTF8String(CAtlStringA(utf8)).View(), wide);
+    // One unpaired surrogate anywhere is one "?"; one stray byte refuses all.
+    const std::size_t at = random() % (wide.size() + 1);
+    if (at == wide.size() || (wide[at] & 0xFC00) != 0xDC00) {
+      const std::u16string_view head(wide.data(), at);
+      const std::string expected =
+          std::string(MakeUTF8StringFromUnicodeString(CAtlString(head)).View()) + "?" +
+          utf8.substr(static_cast<std::size_t>(
+              MakeUTF8StringFromUnicodeString(CAtlString(head)).GetLength()));
+      wide.insert(at, 1, u'\xDC00');
+      ASSERT_EQ(MakeUTF8StringFromUnicodeString(CAtlString(wide)).View(), expected);
+      utf8.insert(random() % (utf8.size() + 1), 1, '\xFF');
+      ASSERT_EQ(MakeWideStringFromUTF8String(CAtlStringA(utf8)).View(), u"");
+    }
   }
 }
 
