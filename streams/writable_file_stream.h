@@ -1,9 +1,11 @@
 // A stream into a file, which is created or emptied when the stream is made and stays open until
-// the last Release. Bytes that the C library still holds then can fail to reach the disk without a
-// word. Offsets are 64 bits.
+// the last Release. Bytes are gathered on their way, as the C library does: a write that fails is
+// reported by a later one, by a seek, or not at all when it is the last. Offsets are 64 bits.
 #pragma once
 
+#include <cstddef>
 #include <cstdio>
+#include <memory>
 
 #include "files/file_path.h"
 #include "streams/reference_counted.h"
@@ -31,13 +33,19 @@ class CWritableFileStream final : public StreamBase<IStream> {
   enum class Direction { kNone, kRead, kWrite };
 
   void InitializeStream(const COrvikFilePath& path, _LARGE_INTEGER start);
-  // The C library wants a positioning call between a read and a write.
-  void Turn(Direction direction);
+  // The C library wants a positioning call between a read and a write. False when gathered bytes
+  // cannot be written.
+  bool Turn(Direction direction);
+  // Hands the gathered bytes to the C library.
+  bool Flush();
 
   std::FILE* file_ = nullptr;
   COrvikFilePath path_;
   bool opened_ = false;
   Direction direction_ = Direction::kNone;
+  std::unique_ptr<unsigned char[]> gathered_;  // small pieces, which are cheaper here than there
+  std::size_t gathered_count_ = 0;
+  std::size_t gathered_free_ = 0;  // 0 unless the last operation was a write
 };
 
 }  // namespace orvik

@@ -6,6 +6,8 @@
 #include <limits>
 #include <new>
 
+#include "streams/copy_piece.h"
+
 namespace orvik {
 namespace {
 
@@ -17,16 +19,15 @@ constexpr std::size_t kLongestString = INT_MAX - 16;  // header and terminator c
 
 HRESULT CWriteableBufferStream::Write(const void* data, unsigned long count,
                                       unsigned long* written) {
-  if (count > kMostBytes - size_ || (count != 0 && (data == nullptr || detached_))) {
-    if (written != nullptr) *written = 0;
-    return E_FAIL;
+  if (written != nullptr) *written = 0;
+  if (count > free_ || data == nullptr) {
+    if (count > kMostBytes - size_ || (count != 0 && (data == nullptr || detached_))) return E_FAIL;
+    if (count == 0) return S_OK;
+    Grow(size_ + static_cast<std::uint32_t>(count));
   }
-  if (count != 0) {
-    const std::uint32_t new_size = size_ + static_cast<std::uint32_t>(count);
-    if (new_size > capacity_) Grow(new_size);
-    std::memcpy(buffer_.get() + size_, data, count);
-    size_ = new_size;
-  }
+  CopyPiece(buffer_.get() + size_, data, count);
+  size_ += static_cast<std::uint32_t>(count);
+  free_ -= static_cast<std::uint32_t>(count);
   if (written != nullptr) *written = count;
   return S_OK;
 }
@@ -43,11 +44,12 @@ void CWriteableBufferStream::Grow(std::uint32_t new_size) {
     buffer_.reset(static_cast<unsigned char*>(bytes));
     room_ = room;
   }
-  capacity_ = capacity;
+  free_ = capacity - size_;
 }
 
 boost::shared_array<unsigned char> CWriteableBufferStream::DetachBufferPointer() {
   detached_ = true;
+  free_ = 0;
   return boost::shared_array<unsigned char>(buffer_.release(), Free());
 }
 

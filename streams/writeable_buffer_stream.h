@@ -32,9 +32,9 @@ class CWriteableBufferStream final : public StreamBase<IStreamOnBuffer> {
   void Grow(std::uint32_t new_size);
 
   std::unique_ptr<unsigned char, Free> buffer_;
-  std::uint32_t capacity_ = 0;  // what the growth rule gives
+  std::uint32_t free_ = 0;  // up to the capacity that the growth rule gives; 0 after a detach
   std::uint32_t size_ = 0;
-  std::size_t room_ = 0;  // bytes really allocated, at least capacity_
+  std::size_t room_ = 0;  // bytes really allocated, at least the capacity
   bool detached_ = false;
 };
 
