@@ -298,7 +298,8 @@ size_t Utf8Length(std::u16string_view units) {
       length -= 2;
       waiting = 0;
     }
-    for (const char16_t* const stretch_end = s + kBlock; s < stretch_end;) count_one();
+    const char16_t* const stretch_end = s + kBlock;
+    while (s < stretch_end) count_one();
   }
   if (waiting != 0) {
     --s;
