@@ -1,9 +1,32 @@
 #include "strings/unit_search.h"
 
 #include <algorithm>
+#include <cstdint>
 #include <cstring>
+#include <vector>
 
 namespace orvik {
+
+namespace {
+
+// By the table of Knuth, Morris and Pratt: no text takes more than a few steps a unit.
+std::size_t FindInSteps(std::u16string_view content, std::u16string_view text) {
+  // The length of the longest proper prefix of the text that ends at each of its units.
+  std::vector<std::uint32_t> prefixes(text.size());
+  for (std::size_t i = 1, length = 0; i < text.size(); ++i) {
+    while (length > 0 && text[i] != text[length]) length = prefixes[length - 1];
+    if (text[i] == text[length]) ++length;
+    prefixes[i] = static_cast<std::uint32_t>(length);
+  }
+  for (std::size_t i = 0, length = 0; i < content.size(); ++i) {
+    while (length > 0 && content[i] != text[length]) length = prefixes[length - 1];
+    if (content[i] == text[length]) ++length;
+    if (length == text.size()) return i + 1 - length;
+  }
+  return kNotFound;
+}
+
+}  // namespace
 
 std::size_t FindUnit(std::u16string_view content, char16_t unit) {
   return FindUnits(content, {&unit, 1});
@@ -25,6 +48,9 @@ std::size_t FindUnits(std::u16string_view content, std::u16string_view text) {
   const char16_t last = text[gap];
   // Blocks without an early exit are tested several units at a time, by two units of the text.
   constexpr std::size_t kBlock = 32;
+  // What may be compared in vain before the steady way is the better one.
+  constexpr std::size_t kPatience = 16;
+  std::size_t in_vain = 0;
   std::size_t i = 0;
   while (i < starts) {
     const std::size_t end = std::min(i + kBlock, starts);
@@ -39,10 +65,13 @@ std::size_t FindUnits(std::u16string_view content, std::u16string_view text) {
       }
     }
     for (; i < end; ++i) {
-      if (units[i] == first && units[i + gap] == last &&
-          std::memcmp(units + i, text.data(), text.size() * sizeof(char16_t)) == 0) {
-        return i;
-      }
+      if (units[i] != first || units[i + gap] != last) continue;
+      if (std::memcmp(units + i, text.data(), text.size() * sizeof(char16_t)) == 0) return i;
+      in_vain += text.size();
+    }
+    if (in_vain > kPatience * content.size()) {
+      const std::size_t found = FindInSteps(content.substr(i), text);
+      return found == kNotFound ? kNotFound : i + found;
     }
   }
   return kNotFound;

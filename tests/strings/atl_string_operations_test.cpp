@@ -62,6 +62,15 @@ TEST(CAtlStringOperations, FindsAtEveryOffsetOfALongText) {
   }
 }
 
+TEST(CAtlStringOperations, FindsWhatNearlyRepeatsWithoutDelay) {
+  CAtlString text(u'a', 400'000);
+  const CAtlString sought = CAtlString(u'a', 50'000) + u'b' + CAtlString(u'a', 50'000);
+  EXPECT_EQ(text.Find(sought), -1);
+  EXPECT_EQ((text + sought).Find(sought), 400'000);
+  EXPECT_EQ((sought + text).Find(sought), 0);
+  EXPECT_EQ((text + u"ab" + text).Find(sought), 350'001);
+}
+
 TEST(CAtlStringOperations, TrimsWhiteSpaceUnitsAndSets) {
   CAtlString text(u"\t \r\n\v\f a \u00A0 ");
   EXPECT_EQ(text.TrimLeft().View(), u"a \u00A0 ");
