@@ -154,6 +154,7 @@ inline TranscodingStop DecodeLoop(const char*& s, const char* source_end, char16
       ++s;
       continue;
     }
+    if (source_end - s >= 4 && target_end - t >= 2 && DecodeQuickly(s, t)) continue;
     const char* next = s;
     const char32_t value = DecodeMultiByte(next, source_end);
     if (value >= kCutCharacter) return StopOf(value);
@@ -219,6 +220,10 @@ inline TranscodingStop EncodeLoop(const char16_t*& s, const char16_t* source_end
       if (t == target_end) return TranscodingStop::kTargetFull;
       *t++ = static_cast<char>(unit);
       ++s;
+      continue;
+    }
+    if (target_end - t >= 4) {
+      if (!EncodeQuickly(s, source_end, t)) return StopAtSurrogate(s, source_end);
       continue;
     }
     char bytes[4];
