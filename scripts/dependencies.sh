@@ -2,7 +2,7 @@
 # install_dependencies KIND...: "build" for the programs, "test" for the tests as well.
 
 orvik_packages_build="g++ cmake ninja-build pkg-config zlib1g-dev libtinyxml-dev libboost-dev
-  libicu-dev libpugixml-dev libplist-dev libcli11-dev nlohmann-json3-dev"
+  libicu-dev libpugixml-dev libcli11-dev nlohmann-json3-dev"
 orvik_packages_test="libgtest-dev libgmock-dev python3 libplist-utils libxml2-utils attr"
 
 install_dependencies() {
