@@ -44,9 +44,6 @@ class StringBufferTest : public testing::Test {
 using StringTypes = testing::Types<CAtlString, CAtlStringA>;
 TYPED_TEST_SUITE(StringBufferTest, StringTypes);
 
-#define READ(string) TestFixture::Read(string)
-#define TEXT(text) (TestFixture::T(text).c_str())
-
 TYPED_TEST(StringBufferTest, KeepsItsHeaderBeforeTheUnits) {
   const TypeParam text = this->S("hello");
   const auto* const header =
@@ -63,26 +60,26 @@ TYPED_TEST(StringBufferTest, SharesUntilOneSideChanges) {
     TypeParam second = first;
     EXPECT_EQ(first.GetData(), second.GetData());
     EXPECT_EQ(first.GetData()->ref_count, 2);
-    second.Append(TEXT("d"));
-    EXPECT_EQ(READ(second), "abcd");
+    second.Append(this->T("d").c_str());
+    EXPECT_EQ(this->Read(second), "abcd");
     EXPECT_EQ(first.GetData()->ref_count, 1);
     second = first;
   }
   EXPECT_EQ(first.GetData()->ref_count, 1);
-  EXPECT_EQ(READ(first), "abc");
+  EXPECT_EQ(this->Read(first), "abc");
 }
 
 TYPED_TEST(StringBufferTest, AppendsInPlaceOnlyIntoSpareRoom) {
   TypeParam text;
   text.GetBuffer(100);
   text.ReleaseBuffer(-1);
-  EXPECT_EQ(READ(text), "");
+  EXPECT_EQ(this->Read(text), "");
   const auto* const data = text.GetString();
-  for (int i = 0; i < 100; ++i) text.Append(TEXT("x"));
+  for (int i = 0; i < 100; ++i) text.Append(this->T("x").c_str());
   EXPECT_EQ(text.GetString(), data);
-  text.Append(TEXT("y"));
+  text.Append(this->T("y").c_str());
   EXPECT_EQ(text.GetAllocLength(), 101);
-  text.Append(TEXT("y"));
+  text.Append(this->T("y").c_str());
   EXPECT_EQ(text.GetAllocLength(), 102);
 }
 
@@ -90,22 +87,22 @@ TYPED_TEST(StringBufferTest, TakesPiecesOfItself) {
   TypeParam text = this->S("abc");
   text.Append(text);
   text.Append(text.GetString() + 4);
-  EXPECT_EQ(READ(text), "abcabcbc");
+  EXPECT_EQ(this->Read(text), "abcabcbc");
   text = text.GetString() + 5;
-  EXPECT_EQ(READ(text), "cbc");
+  EXPECT_EQ(this->Read(text), "cbc");
   EXPECT_EQ(text.GetAllocLength(), 8);  // the block stayed
   text = *&text;
   text.ConcatInPlace(2, text.GetString() + 1);
-  EXPECT_EQ(READ(text), "cbcbc");
+  EXPECT_EQ(this->Read(text), "cbcbc");
   text.ConcatCopy(2, text.GetString() + 1, 2, text.GetString());
-  EXPECT_EQ(READ(text), "bccb");
+  EXPECT_EQ(this->Read(text), "bccb");
   EXPECT_EQ(text.GetAllocLength(), 4);
   text.Replace(text, text.GetString() + 2);
-  EXPECT_EQ(READ(text), "cb");
+  EXPECT_EQ(this->Read(text), "cb");
   TypeParam shared = text;
   text = text.GetString() + 1;
-  EXPECT_EQ(READ(text), "b");
-  EXPECT_EQ(READ(shared), "cb");
+  EXPECT_EQ(this->Read(text), "b");
+  EXPECT_EQ(this->Read(shared), "cb");
 }
 
 TYPED_TEST(StringBufferTest, InsertsItsOwnBufferInPlaceAndNot) {
@@ -117,7 +114,7 @@ TYPED_TEST(StringBufferTest, InsertsItsOwnBufferInPlaceAndNot) {
         std::string expected = "abcdef";
         expected.insert(static_cast<std::size_t>(index), expected.substr(offset));
         EXPECT_EQ(text.Insert(index, text.GetString() + offset), 12 - offset);
-        EXPECT_EQ(READ(text), expected) << room << ' ' << offset << ' ' << index;
+        EXPECT_EQ(this->Read(text), expected) << room << ' ' << offset << ' ' << index;
       }
     }
   }
@@ -131,16 +128,16 @@ TYPED_TEST(StringBufferTest, LocksABlockForOneString) {
   EXPECT_EQ(text.GetData()->ref_count, -1);
   TypeParam copy = text;
   EXPECT_NE(copy.GetString(), data);
-  EXPECT_EQ(READ(copy), "abc");
+  EXPECT_EQ(this->Read(copy), "abc");
   other = text;
   EXPECT_NE(other.GetString(), data);
   EXPECT_NE(text.Left(99).GetString(), data);
   text = this->S("xy");  // into the locked buffer
   EXPECT_EQ(text.GetString(), data);
-  EXPECT_EQ(READ(text), "xy");
+  EXPECT_EQ(this->Read(text), "xy");
   text.Empty();
   EXPECT_EQ(text.GetString(), data);
-  EXPECT_EQ(READ(text), "");
+  EXPECT_EQ(this->Read(text), "");
   text.UnlockBuffer();
   EXPECT_EQ(text.GetData()->ref_count, 1);
   text.LockBuffer();
@@ -154,36 +151,36 @@ TYPED_TEST(StringBufferTest, LocksABlockForOneString) {
 TYPED_TEST(StringBufferTest, ReleasesTheBufferAtEveryLength) {
   TypeParam text;
   auto* buffer = text.GetBuffer(10);
-  std::copy_n(TEXT("abc"), 4, buffer);
+  std::copy_n(this->T("abc").c_str(), 4, buffer);
   text.ReleaseBuffer();
-  EXPECT_EQ(READ(text), "abc");
-  std::copy_n(TEXT("abcde"), 6, text.GetBuffer(5));
+  EXPECT_EQ(this->Read(text), "abc");
+  std::copy_n(this->T("abcde").c_str(), 6, text.GetBuffer(5));
   text.ReleaseBuffer(-1);  // a length that is not 0 stays
-  EXPECT_EQ(READ(text), "abc");
+  EXPECT_EQ(this->Read(text), "abc");
   text.ReleaseBuffer(5);
   EXPECT_EQ(text.GetLength(), 5);
   text.ReleaseBuffer(INT_MAX);
   EXPECT_EQ(text.GetLength(), 10);
   text.ReleaseBuffer(INT_MIN);
-  EXPECT_EQ(READ(text), "");
+  EXPECT_EQ(this->Read(text), "");
   std::fill_n(text.GetBuffer(), 11, typename TypeParam::Unit{'x'});  // no terminator in the block
   text.ReleaseBuffer();
-  EXPECT_EQ(READ(text), "xxxxxxxxxx");
+  EXPECT_EQ(this->Read(text), "xxxxxxxxxx");
   text.Truncate(3);
   text.Truncate(99);
-  EXPECT_EQ(READ(text), "xxx");
+  EXPECT_EQ(this->Read(text), "xxx");
   text.FreeExtra();
   EXPECT_EQ(text.GetAllocLength(), 3);
   text.Truncate(-1);
-  EXPECT_EQ(READ(text), "");
+  EXPECT_EQ(this->Read(text), "");
 
   TypeParam shared = this->S("abc");
   const TypeParam other = shared;
   EXPECT_EQ(shared.GetBuffer(-7)[2], 'c');
   EXPECT_EQ(shared.GetAllocLength(), 3);
   shared.GetBufferSetLength(2);
-  EXPECT_EQ(READ(shared), "ab");
-  EXPECT_EQ(READ(other), "abc");
+  EXPECT_EQ(this->Read(shared), "ab");
+  EXPECT_EQ(this->Read(other), "abc");
   TypeParam nil;
   nil.GetBufferSetLength(-1);
   nil.ReleaseBuffer(4);
@@ -197,11 +194,11 @@ TYPED_TEST(StringBufferTest, RefusesLengthsBeyondTheHeader) {
   TypeParam text = this->S("abc");
   EXPECT_THROW(text.ConcatInPlace(INT_MAX, text.GetString()), std::bad_alloc);
   EXPECT_THROW(text.ConcatCopy(INT_MAX, text.GetString(), 1, text.GetString()), std::bad_alloc);
-  EXPECT_EQ(READ(text), "abc");
-  EXPECT_EQ(READ(text.Mid(1, INT_MAX)), "bc");
-  EXPECT_EQ(READ(text.Mid(INT_MAX, INT_MAX)), "");
+  EXPECT_EQ(this->Read(text), "abc");
+  EXPECT_EQ(this->Read(text.Mid(1, INT_MAX)), "bc");
+  EXPECT_EQ(this->Read(text.Mid(INT_MAX, INT_MAX)), "");
   EXPECT_EQ(text.Delete(1, INT_MAX), 3);
-  EXPECT_EQ(READ(text), "a");
+  EXPECT_EQ(this->Read(text), "a");
 }
 
 // Random edits of two strings that often share a block, beside the same edits of plain ones.
@@ -224,7 +221,7 @@ TYPED_TEST(StringBufferTest, AgreesWithPlainStrings) {
       const char a = static_cast<char>(pick('a', 'c')), b = static_cast<char>(pick('a', 'c'));
       switch (pick(0, 13)) {
         case 0:
-          EXPECT_EQ(string.Insert(index, TEXT(text)),
+          EXPECT_EQ(string.Insert(index, this->T(text).c_str()),
                     static_cast<int>((plain.insert(at, text)).size()));
           break;
         case 1: {
@@ -247,12 +244,12 @@ TYPED_TEST(StringBufferTest, AgreesWithPlainStrings) {
             plain.replace(found, text.size(), "b");
             ++replaced;
           }
-          EXPECT_EQ(string.Replace(TEXT(text), TEXT("b")), replaced);
+          EXPECT_EQ(string.Replace(this->T(text).c_str(), this->T("b").c_str()), replaced);
           break;
         }
         case 5:
           plain.append(text);
-          string.Append(TEXT(text));
+          string.Append(this->T(text).c_str());
           break;
         case 6:
           std::reverse(plain.begin(), plain.end());
@@ -261,7 +258,7 @@ TYPED_TEST(StringBufferTest, AgreesWithPlainStrings) {
         case 7: {
           const std::size_t first = plain.find_first_not_of(text);
           if (!text.empty()) plain.erase(0, std::min(first, plain.size()));
-          string.TrimLeft(TEXT(text));
+          string.TrimLeft(this->T(text).c_str());
           break;
         }
         case 8:
@@ -291,11 +288,11 @@ TYPED_TEST(StringBufferTest, AgreesWithPlainStrings) {
             string.Empty();
           }
       }
-      ASSERT_EQ(READ(string), plain);
-      ASSERT_EQ(READ(other), other_plain);
+      ASSERT_EQ(this->Read(string), plain);
+      ASSERT_EQ(this->Read(other), other_plain);
       const auto start = static_cast<std::size_t>(std::max(index, 0));
       const std::size_t found = text.empty() ? plain.npos : plain.find(text, start);
-      ASSERT_EQ(text.empty() ? -1 : string.Find(TEXT(text), index),
+      ASSERT_EQ(text.empty() ? -1 : string.Find(this->T(text).c_str(), index),
                 found == plain.npos ? -1 : static_cast<int>(found));
     }
   }
