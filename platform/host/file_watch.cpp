@@ -6,6 +6,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <chrono>
 #include <cstddef>
@@ -19,6 +20,9 @@ namespace {
 
 constexpr uint32_t kSigns = IN_CREATE | IN_CLOSE_WRITE | IN_MOVED_TO | IN_MOVED_FROM | IN_DELETE |
                             IN_ATTRIB | IN_DELETE_SELF | IN_MOVE_SELF | IN_ONLYDIR;
+
+// A parent folder that is moved away, or put in another's place, gives no sign: look now and then.
+constexpr int kLookMilliseconds = 1000;
 
 bool IsFolder(const std::string& path) {
   struct stat info;
@@ -53,9 +57,16 @@ bool FileWatch::Arm() {
     while (!IsFolder(folder) && folder != "/" && folder != ".") {
       std::tie(folder, name) = Split(folder);
     }
-    if (folder == watched_folder_ && watch_ >= 0) return moved;
+    struct stat info = {};
+    stat(folder.c_str(), &info);
+    if (folder == watched_folder_ && watch_ >= 0 && info.st_dev == device_ &&
+        info.st_ino == inode_) {
+      return moved;
+    }
     if (watch_ >= 0) inotify_rm_watch(queue_, watch_);
     watched_folder_ = folder;
+    device_ = info.st_dev;
+    inode_ = info.st_ino;
     awaited_name_ = name;
     watch_ = inotify_add_watch(queue_, folder.c_str(), kSigns);
     if (watch_ < 0 && errno != ENOENT && errno != ENOTDIR) return moved;
@@ -91,13 +102,14 @@ bool FileWatch::Wait(int timeout_ms) {
   const Clock::time_point end = Clock::now() + std::chrono::milliseconds(timeout_ms);
   for (;;) {
     if (queue_ < 0 || watch_ < 0) return false;
-    int left = -1;
+    int left = kLookMilliseconds;
     if (timeout_ms >= 0) {
       const auto rest = std::chrono::ceil<std::chrono::milliseconds>(end - Clock::now()).count();
-      left = rest > 0 ? static_cast<int>(rest) : 0;
+      left = static_cast<int>(std::clamp<decltype(rest)>(rest, 0, kLookMilliseconds));
     }
     pollfd polled = {queue_, POLLIN, 0};
-    if (poll(&polled, 1, left) <= 0) return false;
+    const int ready = poll(&polled, 1, left);
+    if (ready < 0 || (ready == 0 && timeout_ms >= 0 && Clock::now() >= end)) return false;
     const bool concerned = DrainEvents();
     if (Arm() || concerned) return true;
   }

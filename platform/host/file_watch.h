@@ -1,6 +1,8 @@
 // Waits for a file to change, be made, replaced or removed, whoever does it (inotify).
 #pragma once
 
+#include <sys/types.h>
+
 #include <string>
 
 namespace orvik::host {
@@ -28,6 +30,8 @@ class FileWatch {
 
   std::string path_;
   std::string watched_folder_;
+  dev_t device_ = 0;
+  ino_t inode_ = 0;
   std::string awaited_name_;  // the entry of watched_folder_ on the way to the file
   int queue_ = -1;
   int watch_ = -1;
