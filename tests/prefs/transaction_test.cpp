@@ -1,6 +1,7 @@
 #include "prefs/transaction.h"
 
 #include <sys/mount.h>
+#include <sys/resource.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -184,6 +185,25 @@ TEST_F(TransactionTest, AFullVolumeKeepsTheOldFile) {
   EXPECT_EQ(umount(folder.c_str()), 0);
 }
 
+// Where no volume may be mounted, a limit on the size of files makes the write fail.
+TEST_F(TransactionTest, AFailingWriteKeepsTheOldFile) {
+  WritePreferenceString(0, u"K", u"n", u"v", kDomain);
+  const pid_t child = fork();
+  if (child == 0) {
+    std::signal(SIGXFSZ, SIG_IGN);
+    const rlimit limit{10000, 10000};
+    setrlimit(RLIMIT_FSIZE, &limit);
+    Transaction large(0, kDomain);
+    large.SetString(u"K", u"large", CAtlString(u'x', 100000));
+    _exit(large.Commit().error == PrefError::kNotSaved ? 0 : 1);
+  }
+  int status = -1;
+  waitpid(child, &status, 0);
+  EXPECT_EQ(status, 0);
+  EXPECT_EQ(OnDisk(SharedFile()), R"({"K":{"n":"v"}})");
+  EXPECT_EQ(std::distance(fs::directory_iterator(SharedFile().parent_path()), {}), 1);
+}
+
 // A volume in memory, where there is one: what many processes do to a file is the same there, and
 // flushing it takes no time.
 class MemoryEnvironment {
@@ -216,6 +236,10 @@ TEST_F(TransactionTest, ManyWritersLoseNothingThatWasReported) {
     const pid_t child = fork();
     if (child == 0) {
       ExchangeSharedLockWait([] { usleep(2000); });
+      // Two users, neither of whom sees the lock record of the other.
+      if (i % 2 == 1) {
+        setenv("HOME", (memory.folder() / "other").c_str(), 1);
+      }
       std::FILE* report = std::fopen((reports / std::to_string(i)).c_str(), "w");
       CAtlString path, name;
       path.Format(u"Software/P%d", i % 4);
