@@ -1,8 +1,9 @@
 // Operations on folders.
 //
-// BOOL operations give TRUE for success. What was done before a failure stays done. A link is never
-// followed: it is deleted, copied and moved as a link, and a folder path that is itself a link is
-// refused by the operations that delete.
+// BOOL operations give TRUE for success. What was done before a failure stays done. A link that is
+// met is not followed: it is deleted, copied and moved as a link. A folder path that is itself a
+// link to a folder is refused by the operations that delete; as the source or the target of a copy
+// it stands for that folder.
 #pragma once
 
 #include "files/directory_path.h"

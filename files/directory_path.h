@@ -83,7 +83,9 @@ class COrvikDirectoryPath {
 
   // Append the entries whose names match the pattern (wildcard.h). Names are matched and given in
   // Unicode's composed form; where a second entry has that very name on disk, the name is given as
-  // it is spelled on disk. A link is not a folder, whatever it points to, and is never followed.
+  // it is spelled on disk. A "\" in a name on disk is given as the unit U+DC5C, because a path has
+  // none, so that every path given here leads to its file. A link is not a folder, whatever it
+  // points to, and is not followed.
   //
   // Subfolders, with `recursive` at every depth; afterwards the whole array is in SortPaths order.
   void ListSubDirectories(const CAtlString& pattern, CAtlArray<COrvikDirectoryPath>& folders,

@@ -108,7 +108,7 @@ DWORD COrvikFilePath::GetFileSize() const {
 }
 
 std::uint32_t COrvikFilePath::GetFileChecksum() const {
-  constexpr std::size_t kPiece = 256 * 1024;
+  constexpr std::size_t kPiece = std::size_t{256} << 10;
   const std::optional<std::string> bytes = PathForLibc(path_);
   if (!bytes) return 0;
   // Without O_NONBLOCK a pipe would be waited for.

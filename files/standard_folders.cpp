@@ -49,10 +49,9 @@ CAtlString COrvikDirectoryPath::my_GlobalTempFilePath;
 
 COrvikDirectoryPath COrvikDirectoryPath::GetTempDirectoryPath() {
   std::vector<char16_t> buffer(MAX_PATH);
-  DWORD length = GetTempPath(MAX_PATH, buffer.data());
-  if (length >= buffer.size()) {
+  if (const DWORD length = GetTempPath(MAX_PATH, buffer.data()); length >= buffer.size()) {
     buffer.resize(std::size_t{length} + 1);
-    length = GetTempPath(length + 1, buffer.data());
+    GetTempPath(length + 1, buffer.data());
   }
   return COrvikDirectoryPath(CAtlString(buffer.data()));
 }

@@ -23,9 +23,10 @@ constexpr int kDismissedStatus = 122;
 constexpr int kExtraStatus = 123;
 constexpr int kTimeoutStatus = 5;  // not ours to choose
 
-bool IsSet(const char* variable) {
-  const char* value = std::getenv(variable);
-  return value != nullptr && *value != '\0';
+// Empty when the variable is not set.
+std::string_view Variable(const char* name) {
+  const char* value = std::getenv(name);
+  return value != nullptr ? value : "";
 }
 
 // The labels in the order of the program's OK, cancel and extra button.
@@ -85,8 +86,8 @@ const char* IconName(AlertLevel level) {
 // Labels are UTF-8, which the program only takes in a UTF-8 locale.
 bool LocaleIsUtf8() {
   for (const char* variable : {"LC_ALL", "LC_CTYPE", "LANG"}) {
-    if (!IsSet(variable)) continue;
-    const std::string_view value = std::getenv(variable);
+    const std::string_view value = Variable(variable);
+    if (value.empty()) continue;
     return value.find("UTF-8") != value.npos || value.find("utf8") != value.npos;
   }
   return false;
@@ -109,6 +110,7 @@ std::vector<std::string> WindowEnvironment() {
 
 std::vector<char*> Pointers(std::vector<std::string>& texts) {
   std::vector<char*> pointers;
+  pointers.reserve(texts.size() + 1);
   for (std::string& text : texts) pointers.push_back(text.data());
   pointers.push_back(nullptr);
   return pointers;
@@ -178,7 +180,7 @@ std::vector<std::string> AlertWindowArguments(const AlertRequest& request) {
 }
 
 std::optional<int> AskInWindow(const AlertRequest& request) {
-  if (!IsSet("DISPLAY") && !IsSet("WAYLAND_DISPLAY")) return std::nullopt;
+  if (Variable("DISPLAY").empty() && Variable("WAYLAND_DISPLAY").empty()) return std::nullopt;
   const std::vector<int> order = ButtonOrder(request);
   const Outcome outcome = Run(AlertWindowArguments(request));
   switch (outcome.status) {
