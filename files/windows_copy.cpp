@@ -6,6 +6,7 @@
 #include "files/windows_file_paths.h"
 #include "files/windows_files.h"
 #include "platform/carbon/file_copy.h"
+#include "platform/core_foundation/transcoding.h"
 #include "platform/host/errno_status.h"
 #include "platform/host/file_names.h"
 
@@ -16,10 +17,6 @@ constexpr OSType kBusyFileType = FourCC("bzy ");
 
 constexpr std::uint16_t kRegularFile = 0x8000;
 constexpr std::uint16_t kSymbolicLink = 0xA000;
-
-bool IsAscii(std::u16string_view text) {
-  return std::all_of(text.begin(), text.end(), [](char16_t unit) { return unit < 0x80; });
-}
 
 OSErr CopyTo(const FSRef& source, const std::string& target) {
   return FSCopyFileAs(&source, reinterpret_cast<const UInt8*>(target.c_str()), kBusyFileType);

@@ -15,10 +15,6 @@ std::string_view Text(const char* text, int n) {
                                   : std::string_view(text, strnlen(text, static_cast<size_t>(n)));
 }
 
-bool IsAscii(std::string_view text) {
-  return AsciiPrefix(text) == text.size();
-}
-
 }  // namespace
 
 char16_t* AtlA2WHelper(char16_t* target, const char* source, int n) {
@@ -35,7 +31,7 @@ char* AtlW2AHelper(char* target, const char16_t* source, int n) {
   std::size_t length = 0;
   if (source != nullptr && n > 0) {
     while (length < static_cast<std::size_t>(n) && source[length] != 0) ++length;
-    if (AsciiPrefix(std::u16string_view(source, length)) != length) length = 0;
+    if (!IsAscii(std::u16string_view(source, length))) length = 0;
     NarrowLatin1(source, target, length);
   }
   target[length] = 0;

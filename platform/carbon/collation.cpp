@@ -149,10 +149,6 @@ std::u16string InNormalWidths(std::u16string_view text) {
   return result;
 }
 
-constexpr char16_t LowerAscii(char16_t unit) {
-  return unit >= u'A' && unit <= u'Z' ? static_cast<char16_t>(unit + 32) : unit;
-}
-
 // The most common equal texts need no folding.
 bool AreEqualAsciiWithoutCase(std::u16string_view a, std::u16string_view b) {
   if (a.size() != b.size()) return false;

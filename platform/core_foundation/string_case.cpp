@@ -26,10 +26,6 @@ std::u16string Mapped(std::u16string_view text, const Map& map) {
   }
 }
 
-bool IsAscii(std::u16string_view text) {
-  return AsciiPrefix(text) == text.size();
-}
-
 // Turkic languages and Lithuanian map some ASCII letters their own way.
 bool MapsAsciiPlainly(std::string_view locale) {
   const std::string_view language = locale.substr(0, locale.find_first_of("_-@"));
@@ -39,9 +35,6 @@ bool MapsAsciiPlainly(std::string_view locale) {
 
 constexpr char16_t UpperAscii(char16_t unit) {
   return unit >= u'a' && unit <= u'z' ? static_cast<char16_t>(unit - 32) : unit;
-}
-constexpr char16_t LowerAscii(char16_t unit) {
-  return unit >= u'A' && unit <= u'Z' ? static_cast<char16_t>(unit + 32) : unit;
 }
 
 template <char16_t (*kMap)(char16_t)>

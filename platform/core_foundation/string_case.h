@@ -20,6 +20,10 @@ std::u16string FoldCase(std::u16string_view text);
 
 std::u16string Normalize(std::u16string_view text, CFStringNormalizationForm form);
 
+constexpr char16_t LowerAscii(char16_t unit) {
+  return unit >= u'A' && unit <= u'Z' ? static_cast<char16_t>(unit + 32) : unit;
+}
+
 // -1, 0 or 1 by the code units of the folded texts.
 int CompareFolded(std::u16string_view a, std::u16string_view b);
 

@@ -1,15 +1,13 @@
 #include "platform/core_foundation/string_format.h"
 
-#include <clocale>
 #include <cstdint>
-#include <cstdio>
 #include <cstring>
-#include <string>
+#include <string_view>
 #include <vector>
 
 #include "platform/core_foundation/encodings.h"
+#include "platform/core_foundation/string_format_numbers.h"
 #include "platform/core_foundation/string_format_spec.h"
-#include "platform/core_foundation/transcoding.h"
 #include "platform/foundation/autorelease_pool.h"
 #include "platform/foundation/string.h"
 
@@ -17,8 +15,6 @@ namespace orvik {
 
 namespace {
 
-// More fraction digits than any number has; beyond them the format is refused.
-constexpr int kMaximumFractionPrecision = 20000;
 constexpr int kMaximumPositions = 4096;
 
 enum class ArgumentKind {
@@ -146,155 +142,6 @@ ArgumentKind KindOf(const FormatSpec& spec) {
   }
 }
 
-bool IsSigned(char16_t conversion) {
-  return conversion == 'd' || conversion == 'D' || conversion == 'i';
-}
-
-// An integer argument as its conversion takes it.
-std::intmax_t Signed(std::intmax_t value, FormatLength length) {
-  if (length == FormatLength::kHalfHalf) return static_cast<signed char>(value);
-  if (length == FormatLength::kHalf) return static_cast<short>(value);
-  return value;
-}
-
-std::uintmax_t Unsigned(std::intmax_t value, FormatLength length) {
-  switch (length) {
-    case FormatLength::kHalfHalf:
-      return static_cast<unsigned char>(value);
-    case FormatLength::kHalf:
-      return static_cast<unsigned short>(value);
-    case FormatLength::kNone:
-      return static_cast<unsigned>(value);
-    default:
-      return static_cast<std::uintmax_t>(value);
-  }
-}
-
-// The digits, from the end of the buffer; returns where they start.
-char* WriteDigits(char* end, std::uintmax_t value, char16_t conversion) {
-  char* at = end;
-  if (conversion == 'x' || conversion == 'X') {
-    const char* digits = conversion == 'x' ? "0123456789abcdef" : "0123456789ABCDEF";
-    for (; value != 0; value >>= 4) *--at = digits[value & 15];
-  } else if (conversion == 'o' || conversion == 'O') {
-    for (; value != 0; value >>= 3) *--at = static_cast<char>('0' + (value & 7));
-  } else {
-    for (; value != 0; value /= 10) *--at = static_cast<char>('0' + value % 10);
-  }
-  return at;
-}
-
-// Puts prefix (sign, "0x"), zeros and body into the width.
-bool PutNumber(FormatBuffer& out, const FormatSpec& spec, std::string_view prefix, size_t zeros,
-               std::string_view body, bool pads_with_zeros) {
-  const size_t length = prefix.size() + zeros + body.size();
-  const size_t width = spec.width > 0 ? static_cast<size_t>(spec.width) : 0;
-  size_t padding = width > length ? width - length : 0;
-  if (pads_with_zeros && !spec.left) {
-    zeros += padding;
-    padding = 0;
-  }
-  return (spec.left || out.Append(padding, u' ')) && out.AppendLatin1(prefix) &&
-         out.Append(zeros, u'0') && out.AppendLatin1(body) &&
-         (!spec.left || out.Append(padding, u' '));
-}
-
-bool PutInteger(FormatBuffer& out, const FormatSpec& spec, std::intmax_t argument) {
-  char buffer[3 * sizeof(std::uintmax_t)];
-  char* const end = buffer + sizeof buffer;
-  std::string_view prefix;
-  std::uintmax_t magnitude;
-  if (IsSigned(spec.conversion)) {
-    const std::intmax_t value = Signed(argument, spec.length);
-    magnitude = static_cast<std::uintmax_t>(value);
-    if (value < 0) {
-      magnitude = 0 - magnitude;
-      prefix = "-";
-    } else if (spec.plus) {
-      prefix = "+";
-    } else if (spec.space) {
-      prefix = " ";
-    }
-  } else {
-    magnitude = Unsigned(argument, spec.length);
-    if (spec.alternative && magnitude != 0) {
-      if (spec.conversion == 'x') prefix = "0x";
-      if (spec.conversion == 'X') prefix = "0X";
-    }
-  }
-  char* start = WriteDigits(end, magnitude, spec.conversion);
-  auto digits = static_cast<size_t>(end - start);
-  const bool is_octal = spec.conversion == 'o' || spec.conversion == 'O';
-  size_t minimum = spec.precision == FormatSpec::kAbsent ? 1 : static_cast<size_t>(spec.precision);
-  if (is_octal && spec.alternative) minimum = std::max(minimum, digits + 1);
-  if (spec.width <= 0 && minimum <= 1 && !is_octal) {
-    if (digits < minimum) *--start = '0';
-    return out.AppendLatin1(prefix) && out.AppendLatin1({start, static_cast<size_t>(end - start)});
-  }
-  const size_t zeros = minimum > digits ? minimum - digits : 0;
-  return PutNumber(out, spec, prefix, zeros, {start, digits},
-                   spec.zero && spec.precision == FormatSpec::kAbsent);
-}
-
-// Numbers look the same whatever locale the program has set.
-class PlainNumbers {
- public:
-  PlainNumbers() : old_(uselocale(Plain())) {}
-  ~PlainNumbers() { uselocale(old_); }
-  PlainNumbers(const PlainNumbers&) = delete;
-  PlainNumbers& operator=(const PlainNumbers&) = delete;
-
- private:
-  static locale_t Plain() {
-    static const locale_t plain = newlocale(LC_ALL_MASK, "C", nullptr);
-    return plain;
-  }
-  locale_t old_;
-};
-
-bool PutReal(FormatBuffer& out, const FormatSpec& spec, ArgumentValue argument) {
-  if (spec.precision > kMaximumFractionPrecision) return false;
-  const bool is_long = spec.length == FormatLength::kLongDouble;
-  char format[16];
-  char* at = format;
-  *at++ = '%';
-  if (spec.plus) *at++ = '+';
-  if (spec.space) *at++ = ' ';
-  if (spec.alternative) *at++ = '#';
-  if (spec.precision != FormatSpec::kAbsent) {
-    *at++ = '.';
-    *at++ = '*';
-  }
-  if (is_long) *at++ = 'L';
-  *at++ = static_cast<char>(spec.conversion);
-  *at = 0;
-
-  const PlainNumbers plain;
-  const auto print = [&](char* buffer, size_t size) {
-    if (spec.precision == FormatSpec::kAbsent) {
-      return is_long ? std::snprintf(buffer, size, format, argument.long_real)
-                     : std::snprintf(buffer, size, format, argument.real);
-    }
-    return is_long ? std::snprintf(buffer, size, format, spec.precision, argument.long_real)
-                   : std::snprintf(buffer, size, format, spec.precision, argument.real);
-  };
-  char buffer[128];
-  std::string long_buffer;
-  const int length = print(buffer, sizeof buffer);
-  if (length < 0) return false;
-  std::string_view text(buffer, static_cast<size_t>(length));
-  if (text.size() >= sizeof buffer) {
-    long_buffer.resize(text.size() + 1);
-    print(long_buffer.data(), long_buffer.size());
-    text = std::string_view(long_buffer.data(), text.size());
-  }
-  size_t prefix = text.find_first_of("+- ") == 0 ? 1 : 0;
-  const bool is_finite = text.substr(prefix).find_first_of("nN") == std::string_view::npos;
-  if (is_finite && (spec.conversion == 'a' || spec.conversion == 'A')) prefix += 2;
-  return PutNumber(out, spec, text.substr(0, prefix), 0, text.substr(prefix),
-                   spec.zero && is_finite);
-}
-
 // Puts a text of `length` units into the width.
 template <class Put>
 bool PutPadded(FormatBuffer& out, const FormatSpec& spec, size_t length, const Put& put) {
@@ -371,13 +218,8 @@ bool PutArgument(FormatBuffer& out, const FormatSpec& spec, ArgumentValue value)
                                 : UnitOfMacRoman(static_cast<unsigned char>(value.integer));
       return PutPadded(out, spec, 1, [&] { return out.Append(1, unit); });
     }
-    case 'p': {
-      char buffer[2 * sizeof(std::uintptr_t)];
-      char* const end = buffer + sizeof buffer;
-      char* start = WriteDigits(end, reinterpret_cast<std::uintptr_t>(value.pointer), u'x');
-      if (start == end) *--start = '0';
-      return PutNumber(out, spec, "0x", 0, {start, static_cast<size_t>(end - start)}, spec.zero);
-    }
+    case 'p':
+      return PutAddress(out, spec, value.pointer);
     case 'e':
     case 'E':
     case 'f':
@@ -386,7 +228,8 @@ bool PutArgument(FormatBuffer& out, const FormatSpec& spec, ArgumentValue value)
     case 'G':
     case 'a':
     case 'A':
-      return PutReal(out, spec, value);
+      return spec.length == FormatLength::kLongDouble ? PutReal(out, spec, value.long_real)
+                                                      : PutReal(out, spec, value.real);
     default:
       return PutInteger(out, spec, value.integer);
   }
@@ -544,54 +387,6 @@ class Formatter {
 };
 
 }  // namespace
-
-char16_t* FormatBuffer::Grow(size_t count) {
-  if (count > kMaximumFormattedLength - length_) return nullptr;
-  const size_t grown = std::max(capacity_ * 2, length_ + count);
-  // NOLINTNEXTLINE(modernize-make-unique): that would zero it
-  std::unique_ptr<char16_t[]> block(new char16_t[grown]);
-  std::memcpy(block.get(), data_, length_ * sizeof(char16_t));
-  heap_ = std::move(block);
-  data_ = heap_.get();
-  capacity_ = grown;
-  return data_ + length_;
-}
-
-bool FormatBuffer::Append(std::u16string_view units) {
-  char16_t* room = Room(units.size());
-  if (room == nullptr) return false;
-  std::char_traits<char16_t>::copy(room, units.data(), units.size());
-  Take(units.size());
-  return true;
-}
-
-bool FormatBuffer::Append(size_t count, char16_t unit) {
-  char16_t* room = Room(count);
-  if (room == nullptr) return false;
-  std::fill_n(room, count, unit);
-  Take(count);
-  return true;
-}
-
-bool FormatBuffer::AppendLatin1(std::string_view bytes) {
-  char16_t* room = Room(bytes.size());
-  if (room == nullptr) return false;
-  WidenLatin1(bytes.data(), room, bytes.size());
-  Take(bytes.size());
-  return true;
-}
-
-bool FormatBuffer::AppendMacRoman(std::string_view bytes) {
-  char16_t* room = Room(bytes.size());
-  if (room == nullptr) return false;
-  const size_t ascii = AsciiPrefix(bytes);
-  WidenLatin1(bytes.data(), room, ascii);
-  for (size_t i = ascii; i < bytes.size(); ++i) {
-    room[i] = UnitOfMacRoman(static_cast<unsigned char>(bytes[i]));
-  }
-  Take(bytes.size());
-  return true;
-}
 
 bool FormatUnits(FormatBuffer& result, std::u16string_view format, std::va_list arguments,
                  FormatStyle style) {

@@ -31,6 +31,12 @@ std::ptrdiff_t Utf16Length(std::string_view bytes);
 // The length of the leading run of bytes, or units, below 0x80.
 size_t AsciiPrefix(std::string_view bytes);
 size_t AsciiPrefix(std::u16string_view units);
+inline bool IsAscii(std::string_view bytes) {
+  return AsciiPrefix(bytes) == bytes.size();
+}
+inline bool IsAscii(std::u16string_view units) {
+  return AsciiPrefix(units) == units.size();
+}
 // All units or-ed together: below 0x80 for ASCII, below 0x100 for Latin-1.
 char16_t OrOfUnits(std::u16string_view units);
 

@@ -10,15 +10,12 @@
 #include <algorithm>
 #include <string_view>
 
+#include "platform/core_foundation/transcoding.h"
 #include "platform/host/at_path.h"
 #include "platform/host/file_names.h"
 
 namespace orvik::host {
 namespace {
-
-bool IsAscii(std::string_view text) {
-  return std::all_of(text.begin(), text.end(), [](char c) { return (c & 0x80) == 0; });
-}
 
 bool Exists(const std::string& path) {
   const AtPath at{path};

@@ -1,0 +1,59 @@
+#include <algorithm>
+#include <cstring>
+#include <utility>
+
+#include "platform/core_foundation/encodings.h"
+#include "platform/core_foundation/string_format.h"
+#include "platform/core_foundation/transcoding.h"
+
+namespace orvik {
+
+char16_t* FormatBuffer::Grow(size_t count) {
+  if (count > kMaximumFormattedLength - length_) return nullptr;
+  const size_t grown = std::max(capacity_ * 2, length_ + count);
+  // NOLINTNEXTLINE(modernize-make-unique): that would zero it
+  std::unique_ptr<char16_t[]> block(new char16_t[grown]);
+  std::memcpy(block.get(), data_, length_ * sizeof(char16_t));
+  heap_ = std::move(block);
+  data_ = heap_.get();
+  capacity_ = grown;
+  return data_ + length_;
+}
+
+bool FormatBuffer::Append(std::u16string_view units) {
+  char16_t* room = Room(units.size());
+  if (room == nullptr) return false;
+  std::char_traits<char16_t>::copy(room, units.data(), units.size());
+  Take(units.size());
+  return true;
+}
+
+bool FormatBuffer::Append(size_t count, char16_t unit) {
+  char16_t* room = Room(count);
+  if (room == nullptr) return false;
+  std::fill_n(room, count, unit);
+  Take(count);
+  return true;
+}
+
+bool FormatBuffer::AppendLatin1(std::string_view bytes) {
+  char16_t* room = Room(bytes.size());
+  if (room == nullptr) return false;
+  WidenLatin1(bytes.data(), room, bytes.size());
+  Take(bytes.size());
+  return true;
+}
+
+bool FormatBuffer::AppendMacRoman(std::string_view bytes) {
+  char16_t* room = Room(bytes.size());
+  if (room == nullptr) return false;
+  const size_t ascii = AsciiPrefix(bytes);
+  WidenLatin1(bytes.data(), room, ascii);
+  for (size_t i = ascii; i < bytes.size(); ++i) {
+    room[i] = UnitOfMacRoman(static_cast<unsigned char>(bytes[i]));
+  }
+  Take(bytes.size());
+  return true;
+}
+
+}  // namespace orvik

@@ -1,0 +1,180 @@
+#include "platform/core_foundation/string_format_numbers.h"
+
+#include <algorithm>
+#include <clocale>
+#include <cstdio>
+#include <string>
+#include <type_traits>
+
+namespace orvik {
+
+namespace {
+
+// More fraction digits than any number has; beyond them the format is refused.
+constexpr int kMaximumFractionPrecision = 20000;
+
+bool IsSigned(char16_t conversion) {
+  return conversion == 'd' || conversion == 'D' || conversion == 'i';
+}
+
+// An integer argument as its conversion takes it.
+std::intmax_t Signed(std::intmax_t value, FormatLength length) {
+  if (length == FormatLength::kHalfHalf) return static_cast<signed char>(value);
+  if (length == FormatLength::kHalf) return static_cast<short>(value);
+  return value;
+}
+
+std::uintmax_t Unsigned(std::intmax_t value, FormatLength length) {
+  switch (length) {
+    case FormatLength::kHalfHalf:
+      return static_cast<unsigned char>(value);
+    case FormatLength::kHalf:
+      return static_cast<unsigned short>(value);
+    case FormatLength::kNone:
+      return static_cast<unsigned>(value);
+    default:
+      return static_cast<std::uintmax_t>(value);
+  }
+}
+
+// The digits, from the end of the buffer; returns where they start.
+char* WriteDigits(char* end, std::uintmax_t value, char16_t conversion) {
+  char* at = end;
+  if (conversion == 'x' || conversion == 'X') {
+    const char* digits = conversion == 'x' ? "0123456789abcdef" : "0123456789ABCDEF";
+    for (; value != 0; value >>= 4) *--at = digits[value & 15];
+  } else if (conversion == 'o' || conversion == 'O') {
+    for (; value != 0; value >>= 3) *--at = static_cast<char>('0' + (value & 7));
+  } else {
+    for (; value != 0; value /= 10) *--at = static_cast<char>('0' + value % 10);
+  }
+  return at;
+}
+
+// Puts prefix (sign, "0x"), zeros and body into the width.
+bool PutNumber(FormatBuffer& out, const FormatSpec& spec, std::string_view prefix, size_t zeros,
+               std::string_view body, bool pads_with_zeros) {
+  const size_t length = prefix.size() + zeros + body.size();
+  const size_t width = spec.width > 0 ? static_cast<size_t>(spec.width) : 0;
+  size_t padding = width > length ? width - length : 0;
+  if (pads_with_zeros && !spec.left) {
+    zeros += padding;
+    padding = 0;
+  }
+  return (spec.left || out.Append(padding, u' ')) && out.AppendLatin1(prefix) &&
+         out.Append(zeros, u'0') && out.AppendLatin1(body) &&
+         (!spec.left || out.Append(padding, u' '));
+}
+
+// Numbers look the same whatever locale the program has set.
+class PlainNumbers {
+ public:
+  PlainNumbers() : old_(uselocale(Plain())) {}
+  ~PlainNumbers() { uselocale(old_); }
+  PlainNumbers(const PlainNumbers&) = delete;
+  PlainNumbers& operator=(const PlainNumbers&) = delete;
+
+ private:
+  static locale_t Plain() {
+    static const locale_t plain = newlocale(LC_ALL_MASK, "C", nullptr);
+    return plain;
+  }
+  locale_t old_;
+};
+
+template <class Value>
+bool PutRealOf(FormatBuffer& out, const FormatSpec& spec, Value value) {
+  if (spec.precision > kMaximumFractionPrecision) return false;
+  char format[16];
+  char* at = format;
+  *at++ = '%';
+  if (spec.plus) *at++ = '+';
+  if (spec.space) *at++ = ' ';
+  if (spec.alternative) *at++ = '#';
+  if (spec.precision != FormatSpec::kAbsent) {
+    *at++ = '.';
+    *at++ = '*';
+  }
+  if (std::is_same_v<Value, long double>) *at++ = 'L';
+  *at++ = static_cast<char>(spec.conversion);
+  *at = 0;
+
+  const PlainNumbers plain;
+  const auto print = [&](char* buffer, size_t size) {
+    return spec.precision == FormatSpec::kAbsent
+               ? std::snprintf(buffer, size, format, value)
+               : std::snprintf(buffer, size, format, spec.precision, value);
+  };
+  char buffer[128];
+  std::string long_buffer;
+  const int length = print(buffer, sizeof buffer);
+  if (length < 0) return false;
+  std::string_view text(buffer, static_cast<size_t>(length));
+  if (text.size() >= sizeof buffer) {
+    long_buffer.resize(text.size() + 1);
+    print(long_buffer.data(), long_buffer.size());
+    text = std::string_view(long_buffer.data(), text.size());
+  }
+  size_t prefix = text.find_first_of("+- ") == 0 ? 1 : 0;
+  const bool is_finite = text.substr(prefix).find_first_of("nN") == std::string_view::npos;
+  if (is_finite && (spec.conversion == 'a' || spec.conversion == 'A')) prefix += 2;
+  return PutNumber(out, spec, text.substr(0, prefix), 0, text.substr(prefix),
+                   spec.zero && is_finite);
+}
+
+}  // namespace
+
+bool PutInteger(FormatBuffer& out, const FormatSpec& spec, std::intmax_t argument) {
+  char buffer[3 * sizeof(std::uintmax_t)];
+  char* const end = buffer + sizeof buffer;
+  std::string_view prefix;
+  std::uintmax_t magnitude;
+  if (IsSigned(spec.conversion)) {
+    const std::intmax_t value = Signed(argument, spec.length);
+    magnitude = static_cast<std::uintmax_t>(value);
+    if (value < 0) {
+      magnitude = 0 - magnitude;
+      prefix = "-";
+    } else if (spec.plus) {
+      prefix = "+";
+    } else if (spec.space) {
+      prefix = " ";
+    }
+  } else {
+    magnitude = Unsigned(argument, spec.length);
+    if (spec.alternative && magnitude != 0) {
+      if (spec.conversion == 'x') prefix = "0x";
+      if (spec.conversion == 'X') prefix = "0X";
+    }
+  }
+  char* start = WriteDigits(end, magnitude, spec.conversion);
+  auto digits = static_cast<size_t>(end - start);
+  const bool is_octal = spec.conversion == 'o' || spec.conversion == 'O';
+  size_t minimum = spec.precision == FormatSpec::kAbsent ? 1 : static_cast<size_t>(spec.precision);
+  if (is_octal && spec.alternative) minimum = std::max(minimum, digits + 1);
+  if (spec.width <= 0 && minimum <= 1 && !is_octal) {
+    if (digits < minimum) *--start = '0';
+    return out.AppendLatin1(prefix) && out.AppendLatin1({start, static_cast<size_t>(end - start)});
+  }
+  const size_t zeros = minimum > digits ? minimum - digits : 0;
+  return PutNumber(out, spec, prefix, zeros, {start, digits},
+                   spec.zero && spec.precision == FormatSpec::kAbsent);
+}
+
+bool PutReal(FormatBuffer& out, const FormatSpec& spec, double value) {
+  return PutRealOf(out, spec, value);
+}
+
+bool PutReal(FormatBuffer& out, const FormatSpec& spec, long double value) {
+  return PutRealOf(out, spec, value);
+}
+
+bool PutAddress(FormatBuffer& out, const FormatSpec& spec, const void* address) {
+  char buffer[2 * sizeof(std::uintptr_t)];
+  char* const end = buffer + sizeof buffer;
+  char* start = WriteDigits(end, reinterpret_cast<std::uintptr_t>(address), u'x');
+  if (start == end) *--start = '0';
+  return PutNumber(out, spec, "0x", 0, {start, static_cast<size_t>(end - start)}, spec.zero);
+}
+
+}  // namespace orvik
