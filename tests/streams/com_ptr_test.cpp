@@ -61,14 +61,6 @@ TEST(ComPtrTest, EveryOperationKeepsTheCountBalanced) {
   EXPECT_EQ(one, 0);
 }
 
-TEST(ComPtrTest, AnObjectThatHoldsItsOwnPointerOutlivesItsReplacement) {
-  int references = 0;
-  CComPtr<IStream> pointer;
-  pointer.Attach(new CountingStream(references));
-  pointer = pointer;
-  EXPECT_EQ(references, 1);
-}
-
 TEST(ComPtrTest, CopyToHandsOutAReference) {
   int references = 0;
   CComPtr<IStream> pointer;

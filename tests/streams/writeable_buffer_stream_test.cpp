@@ -83,21 +83,5 @@ TEST(WriteableBufferStreamTest, RefusesToPassFourGigabytesAndBadArguments) {
   EXPECT_EQ(stream->DetachBufferAsString().View(), "abc");
 }
 
-TEST(WriteableBufferStreamTest, OtherSlotsAreNotImplemented) {
-  const CComPtr<IStreamOnBuffer> stream = MakeStream();
-  char byte;
-  IStream* clone = nullptr;
-  EXPECT_EQ(stream->Read(&byte, 1, nullptr), E_NOTIMPL);
-  EXPECT_EQ(stream->Seek({}, 0, nullptr), E_NOTIMPL);
-  EXPECT_EQ(stream->SetSize({}), E_NOTIMPL);
-  EXPECT_EQ(stream->CopyTo(stream, {}, nullptr, nullptr), E_NOTIMPL);
-  EXPECT_EQ(stream->Commit(0), E_NOTIMPL);
-  EXPECT_EQ(stream->Revert(), E_NOTIMPL);
-  EXPECT_EQ(stream->LockRegion({}, {}, 0), E_NOTIMPL);
-  EXPECT_EQ(stream->UnlockRegion({}, {}, 0), E_NOTIMPL);
-  EXPECT_EQ(stream->Stat(nullptr, 0), E_NOTIMPL);
-  EXPECT_EQ(stream->Clone(&clone), E_NOTIMPL);
-}
-
 }  // namespace
 }  // namespace orvik
