@@ -20,9 +20,9 @@ constexpr std::size_t kLongestString = INT_MAX - 16;  // header and terminator c
 HRESULT CWriteableBufferStream::Write(const void* data, unsigned long count,
                                       unsigned long* written) {
   if (written != nullptr) *written = 0;
+  if (count == 0) return S_OK;
   if (count > free_ || data == nullptr) {
-    if (count > kMostBytes - size_ || (count != 0 && (data == nullptr || detached_))) return E_FAIL;
-    if (count == 0) return S_OK;
+    if (count > kMostBytes - size_ || data == nullptr || detached_) return E_FAIL;
     Grow(size_ + static_cast<std::uint32_t>(count));
   }
   CopyPiece(buffer_.get() + size_, data, count);

@@ -41,7 +41,7 @@ HRESULT CMyWriter::QueryInterface(const _GUID&, void**) {
   return E_NOTIMPL;
 }
 
-HRESULT CMyWriter::nonescapedcharacters(std::string_view text) {
+inline HRESULT CMyWriter::nonescapedcharacters(std::string_view text) {
   if (output_ == nullptr) return E_FAIL;
   output_->Write(text.data(), text.size(), nullptr);
   return S_OK;
@@ -96,7 +96,7 @@ HRESULT CMyWriter::endElement(const char* name) {
   return S_OK;
 }
 
-HRESULT CMyWriter::BeginAttribute(const char* name, std::string_view opening) {
+inline HRESULT CMyWriter::BeginAttribute(const char* name, std::string_view opening) {
   nonescapedcharacters(" ");
   nonescapedcharacters(TextOf(name));
   return nonescapedcharacters(opening);
