@@ -7,6 +7,11 @@
 namespace orvik {
 
 OSErr FindFileBriefly(const char16_t* path, FSRef* ref);
+
+// Makes the last component unless something stands there already: 0 in both cases.
+OSErr CreateBriefly(const char16_t* path, bool is_directory);
+
+// The parent folder and the last component.
 OSErr FindParentBriefly(const char16_t* path, FSRef* parent, HFSUniStr255* name);
 
 }  // namespace orvik

@@ -52,6 +52,17 @@ OSErr ParentAndName(const char16_t* path, OptionBits options, FSRef* parent, HFS
   return noErr;
 }
 
+// Makes the last component, which was looked up and not found. `ref` may be null.
+OSErr CreateInParent(const char16_t* path, bool is_directory, OptionBits options, FSRef* ref) {
+  FSRef parent;
+  HFSUniStr255 name;
+  if (const OSErr status = ParentAndName(path, options, &parent, &name)) return status;
+  return is_directory ? FSCreateDirectoryUnicode(&parent, name.length, name.unicode, kFSCatInfoNone,
+                                                 nullptr, ref, nullptr, nullptr)
+                      : FSCreateFileUnicode(&parent, name.length, name.unicode, kFSCatInfoNone,
+                                            nullptr, ref, nullptr);
+}
+
 }  // namespace
 
 OSErr FindFileBriefly(const char16_t* path, FSRef* ref) {
@@ -63,20 +74,20 @@ OSErr FindParentBriefly(const char16_t* path, FSRef* parent, HFSUniStr255* name)
   return ParentAndName(path, kFSPathMakeRefBriefly, parent, name);
 }
 
+OSErr CreateBriefly(const char16_t* path, bool is_directory) {
+  FSRef found;
+  if (FindFileBriefly(path, &found) == noErr) return noErr;
+  return CreateInParent(path, is_directory, kFSPathMakeRefBriefly, nullptr);
+}
+
 OSErr GetFSRefFromFilename(const char16_t* path, FSRef* ref, bool create, bool is_directory) {
   if (path == nullptr || ref == nullptr) return fnfErr;
   const OSErr found = ReferenceForText(WithoutTrailingSlashes(path), kKeptForLong, ref);
   if (found == noErr || !create) return found;
-  FSRef parent;
-  HFSUniStr255 name;
-  if (const OSErr status = ParentAndName(path, kKeptForLong, &parent, &name)) return status;
-  const OSErr looked_up =
-      FSMakeFSRefUnicode(&parent, name.length, name.unicode, kTextEncodingUnknown, ref);
-  if (looked_up != fnfErr) return looked_up;
-  return is_directory ? FSCreateDirectoryUnicode(&parent, name.length, name.unicode, kFSCatInfoNone,
-                                                 nullptr, ref, nullptr, nullptr)
-                      : FSCreateFileUnicode(&parent, name.length, name.unicode, kFSCatInfoNone,
-                                            nullptr, ref, nullptr);
+  const OSErr created = CreateInParent(path, is_directory, kKeptForLong, ref);
+  // Somebody else made it meanwhile.
+  if (created != dupFNErr) return created;
+  return ReferenceForText(WithoutTrailingSlashes(path), kKeptForLong, ref);
 }
 
 OSErr GetParentFSRAndNameFromFilePath(const char16_t* path, FSRef* parent, HFSUniStr255* name) {

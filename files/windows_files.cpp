@@ -5,7 +5,6 @@
 
 #include "files/windows_file_attributes.h"
 #include "files/windows_file_paths.h"
-#include "files/windows_file_refs.h"
 #include "platform/carbon/launch_services.h"
 #include "platform/host/errno_status.h"
 #include "platform/host/file_names.h"
@@ -73,8 +72,8 @@ BOOL SetFileAttributes(const char16_t* path, DWORD attributes) {
 }
 
 BOOL CreateDirectory(const char16_t* path, void*) {
-  FSRef ref;
-  return GetFSRefFromFilename(path, &ref, true, true) == noErr ? TRUE : FALSE;
+  const OSErr status = CreateBriefly(path, true);
+  return status == noErr || status == dupFNErr ? TRUE : FALSE;
 }
 
 BOOL RemoveDirectory(const char16_t* path) {

@@ -187,6 +187,14 @@ int SetLocked(const CatalogPlace& place, bool locked, CatalogRecord* record) {
   return WriteCatalogRecord(place, *record);
 }
 
+statx_timestamp NaturalCreation(const struct statx& info) {
+  const statx_timestamp& birth = info.stx_btime;
+  const statx_timestamp& modified = info.stx_mtime;
+  const bool born_first = birth.tv_sec < modified.tv_sec ||
+                          (birth.tv_sec == modified.tv_sec && birth.tv_nsec < modified.tv_nsec);
+  return (info.stx_mask & STATX_BTIME) != 0 && born_first ? birth : modified;
+}
+
 UTCDateTime DateFromTimestamp(std::int64_t seconds, std::uint32_t nanoseconds) {
   const std::int64_t since_1904 = std::max<std::int64_t>(seconds + kSecondsFrom1904To1970, 0);
   UTCDateTime date;

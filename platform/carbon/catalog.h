@@ -64,6 +64,10 @@ OSErr ApplyCatalogInfo(const CatalogPlace& place, const struct statx& info_on_di
 // with the record's bit.
 int SetLocked(const CatalogPlace& place, bool locked, CatalogRecord* record);
 
+// The creation date that nobody set: the birth time, or the modification time when that is earlier
+// or the file system knows no birth time.
+statx_timestamp NaturalCreation(const struct statx& info);
+
 UTCDateTime DateFromTimestamp(std::int64_t seconds, std::uint32_t nanoseconds);
 timespec TimestampFromDate(const UTCDateTime& date);
 

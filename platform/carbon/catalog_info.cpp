@@ -87,8 +87,9 @@ void TakeRecordFields(FSCatalogInfoBitmap which_info, const FSCatalogInfo& info,
     std::memcpy(record->ext_finder_info, info.extFinderInfo, sizeof info.extFinderInfo);
   }
   if (which_info & kFSCatInfoCreateDate) {
-    record->has_create_date = (on_disk.stx_mask & STATX_BTIME) == 0 ||
-                              !SameDate(info.createDate, DateOf(on_disk.stx_btime));
+    const bool natural = (which_info & kFSCatInfoContentMod) == 0 &&
+                         SameDate(info.createDate, DateOf(NaturalCreation(on_disk)));
+    record->has_create_date = !natural;
     record->create_date = record->has_create_date ? info.createDate : UTCDateTime{};
   }
   if (which_info & kFSCatInfoBackupDate) {
@@ -122,9 +123,8 @@ int ReadCatalogInfo(const CatalogPlace& place, const struct statx& on_disk,
   }
   if (which_info & kFSCatInfoNodeID) info->nodeID = static_cast<UInt32>(on_disk.stx_ino);
   if (which_info & kFSCatInfoCreateDate) {
-    info->createDate = record.has_create_date                  ? record.create_date
-                       : (on_disk.stx_mask & STATX_BTIME) != 0 ? DateOf(on_disk.stx_btime)
-                                                               : DateOf(on_disk.stx_mtime);
+    info->createDate =
+        record.has_create_date ? record.create_date : DateOf(NaturalCreation(on_disk));
   }
   if (which_info & kFSCatInfoContentMod) info->contentModDate = DateOf(on_disk.stx_mtime);
   if (which_info & kFSCatInfoAttrMod) info->attributeModDate = DateOf(on_disk.stx_ctime);

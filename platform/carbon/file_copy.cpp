@@ -91,9 +91,12 @@ int FillCopy(int source, const struct statx& info, int target, const host::AtPat
     if (const int error = carbon::ReadCatalogRecord({source, nullptr}, &record)) return error;
   }
   const bool locked = record.locked || carbon::IsImmutable(info);
-  if (!record.has_create_date && (info.stx_mask & STATX_BTIME) != 0) {
+  // The copy is born later and takes the modification date over, so that its own creation date is
+  // that. To the second it is mostly the right one, and no record is needed.
+  const statx_timestamp created = carbon::NaturalCreation(info);
+  if (!record.has_create_date && created.tv_sec != info.stx_mtime.tv_sec) {
     record.has_create_date = true;
-    record.create_date = carbon::DateFromTimestamp(info.stx_btime.tv_sec, info.stx_btime.tv_nsec);
+    record.create_date = carbon::DateFromTimestamp(created.tv_sec, created.tv_nsec);
   }
   record.locked = false;
   // A copy made with one read and one write is never seen incomplete for long.
@@ -107,7 +110,9 @@ int FillCopy(int source, const struct statx& info, int target, const host::AtPat
                                static_cast<long long>(info.stx_blocks) * 512};
   if (const int error = CopyNamedForks(source, target, attributes)) return error;
   if (const int error = host::CopyContent(source, target, size, kForkCopyBufferSize)) return error;
-  if (const int error = StoreRecord(target, record)) return error;
+  if (takes_time || !record.empty()) {
+    if (const int error = StoreRecord(target, record)) return error;
+  }
   if (fchmod(target, FinalMode(info, target)) != 0) return errno;
   if (const int error = CopyTimes(info, target, target_at)) return error;
   return locked ? carbon::SetLocked({target, nullptr}, true, &record) : 0;

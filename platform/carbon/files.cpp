@@ -70,17 +70,22 @@ OSErr CreateObject(Kind kind, const FSRef* parent, unsigned long name_length, co
   if (const OSErr status = carbon::PathOfChild(parent, name_length, name, &path)) return status;
   const host::AtPath at{path};
   if (at.error() != 0) return Status(at.error());
-  int descriptor;
+  const bool needs_look = which_info != kFSCatInfoNone || new_id != nullptr;
+  int descriptor = -1;
   if (kind == Kind::kFolder) {
     if (mkdirat(at.folder(), at.name(), 0777) != 0) return Status(errno);
-    descriptor = openat(at.folder(), at.name(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC);
+    if (needs_look) {
+      descriptor = openat(at.folder(), at.name(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC);
+    }
   } else {
     descriptor = openat(at.folder(), at.name(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0666);
     if (descriptor < 0) return Status(errno);
   }
   struct statx on_disk {};
-  OSErr status =
-      descriptor < 0 ? Status(errno) : Status(carbon::StatDescriptor(descriptor, &on_disk));
+  OSErr status = noErr;
+  if (needs_look) {
+    status = Status(descriptor < 0 ? errno : carbon::StatDescriptor(descriptor, &on_disk));
+  }
   if (status == noErr && which_info != kFSCatInfoNone) {
     status = carbon::ApplyCatalogInfo({descriptor, nullptr}, on_disk, which_info, *info);
   }

@@ -8,10 +8,11 @@
 //
 // Where the information lives: permissions, modification and access dates in the inode; type,
 // creator, finder flags, a creation or backup date that was set, in one extended attribute
-// (catalog.h). A creation date that nobody set is the birth time the file system knows. Where the
-// file system has no user attributes, that information is not kept and setting it succeeds.
-// The locked flag is the kernel's immutable flag where the rights and the file system allow it,
-// else a bit of the same attribute which these calls honour.
+// (catalog.h). A creation date that nobody set is the birth time the file system knows, or the
+// modification date when that is earlier. Where the file system has no user attributes, what would
+// be in the attribute is not kept and setting it succeeds. The locked flag is the kernel's
+// immutable flag where the rights and the file system allow it, else a bit of the same attribute
+// which these calls honour.
 #pragma once
 
 #include <cstdint>

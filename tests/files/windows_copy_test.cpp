@@ -47,8 +47,25 @@ TEST_F(WindowsCopyTest, CopiesContentAndCatalogInformation) {
     EXPECT_EQ(info.st_mode & 07777, 0440u);
     EXPECT_EQ(info.st_mtim.tv_sec, 1'100'000'000);
     EXPECT_EQ(info.st_mtim.tv_nsec, 123'456'789);
+    const FSCatalogInfo original = InfoOf(top_ / "source");
+    const FSCatalogInfo copy = InfoOf(top_ / "target");
+    EXPECT_EQ(copy.createDate.lowSeconds, original.createDate.lowSeconds);
+    EXPECT_EQ(copy.finderInfo.fdType, 0u);
     fs::remove(top_ / "source");
   }
+}
+
+TEST_F(WindowsCopyTest, TheCreationDateOfAnOldFileIsKept) {
+  WriteFile(top_ / "source", "x");
+  if (!test::HasUserAttributes(top_ / "source")) GTEST_SKIP() << "no user attributes here";
+  // Modified long after it was born, which the copy is too.
+  const timespec later[2] = {{4'000'000'000, 0}, {4'000'000'000, 0}};
+  utimensat(AT_FDCWD, (top_ / "source").c_str(), later, 0);
+  ASSERT_EQ(Copy("source", "target"), TRUE);
+  EXPECT_EQ(InfoOf(top_ / "target").createDate.lowSeconds,
+            InfoOf(top_ / "source").createDate.lowSeconds);
+  EXPECT_EQ(InfoOf(top_ / "target").createDate.fraction,
+            InfoOf(top_ / "source").createDate.fraction);
 }
 
 TEST_F(WindowsCopyTest, CopiesForksTypeAndLock) {
