@@ -1,8 +1,10 @@
 #include "files/global_memory.h"
 
 #include <sys/mman.h>
+#include <unistd.h>
 
 #include <cstdlib>
+#include <cstring>
 #include <limits>
 
 namespace orvik {
@@ -15,6 +17,13 @@ GlobalBlockInfo* InfoOf(HANDLE block) {
   if (GlobalBlockTable == nullptr) return nullptr;
   const auto found = GlobalBlockTable->find(block);
   return found == GlobalBlockTable->end() ? nullptr : found->second;
+}
+
+// Whole pages, so that unpinning one block leaves the others pinned.
+void* NewPages(std::size_t bytes) {
+  static const auto page = static_cast<std::size_t>(sysconf(_SC_PAGESIZE));
+  const std::size_t pages = bytes == 0 ? 1 : (bytes + page - 1) / page;
+  return std::aligned_alloc(page, pages * page);
 }
 
 }  // namespace
@@ -30,12 +39,10 @@ void DictionaryReleaseNumBytes(GlobalBlockInfo* entry) {
 HANDLE GlobalAlloc(unsigned int flags, std::size_t bytes) {
   if (bytes > std::numeric_limits<DWORD>::max()) return nullptr;
   if (GlobalBlockTable == nullptr) GlobalBlockTable = new GlobalBlocks;
-  void* block = (flags & GMEM_ZEROINIT) != 0 ? std::calloc(bytes != 0 ? bytes : 1, 1)
-                                             : std::malloc(bytes != 0 ? bytes : 1);
-  if (block != nullptr) {
-    GlobalBlockTable->emplace(block,
-                              DictionaryRetainNumBytes({static_cast<DWORD>(bytes), 0, flags}));
-  }
+  void* block = NewPages(bytes);
+  if (block == nullptr) return nullptr;
+  if ((flags & GMEM_ZEROINIT) != 0) std::memset(block, 0, bytes);
+  GlobalBlockTable->emplace(block, DictionaryRetainNumBytes({static_cast<DWORD>(bytes), 0, flags}));
   return block;
 }
 

@@ -1,6 +1,7 @@
 // Memory blocks with a lock count. A handle is the block's address.
 //
-// One table of the process knows the blocks; it is not guarded against several threads.
+// Each block has pages of its own. One table of the process knows the blocks; it is not guarded
+// against several threads.
 #pragma once
 
 #include <cstddef>
