@@ -5,16 +5,14 @@
 #include <cstring>
 #include <string_view>
 
+#include "strings/text_view.h"
+
 namespace orvik {
 
 namespace {
 
 constexpr std::size_t kLongestPath = MAX_PATH - 1;
 constexpr std::size_t kPascalLimit = 255;
-
-std::u16string_view View(const char16_t* path) {
-  return path == nullptr ? std::u16string_view() : std::u16string_view(path);
-}
 
 template <class Unit>
 int ExtensionIndex(std::basic_string_view<Unit> path) {
@@ -46,7 +44,7 @@ int ToPascal(unsigned char* target, const Unit* source) {
 }  // namespace
 
 const char16_t* PathFindFileName(const char16_t* path) {
-  std::u16string_view text = View(path);
+  std::u16string_view text = ViewOf(path);
   const std::size_t last = text.find_last_not_of(u'/');
   if (last == text.npos) return path;
   const std::size_t separator = text.find_last_of(u'/', last);
@@ -62,7 +60,7 @@ char* PathFindFileNameA(const char*) {
 }
 
 BOOL PathRemoveFileSpec(char16_t* path) {
-  const std::u16string_view text = View(path);
+  const std::u16string_view text = ViewOf(path);
   if (text.empty()) return FALSE;
   const std::size_t last = text.find_last_not_of(u'/');
   const std::size_t separator = last == text.npos ? text.npos : text.find_last_of(u'/', last);
@@ -72,9 +70,9 @@ BOOL PathRemoveFileSpec(char16_t* path) {
 
 BOOL PathAppend(char16_t* path, const char16_t* more) {
   if (path == nullptr) return FALSE;
-  std::size_t length = View(path).size();
+  std::size_t length = ViewOf(path).size();
   if (length > kLongestPath) return FALSE;
-  const std::u16string_view tail = View(more);
+  const std::u16string_view tail = ViewOf(more);
   const bool has_separator =
       (length > 0 && path[length - 1] == u'/') || (!tail.empty() && tail[0] == u'/');
   if (!has_separator) path[length++] = u'/';
@@ -85,13 +83,13 @@ BOOL PathAppend(char16_t* path, const char16_t* more) {
 
 char16_t* PathRemoveBackslash(char16_t* path) {
   if (path == nullptr) return nullptr;
-  std::size_t length = View(path).size();
+  std::size_t length = ViewOf(path).size();
   while (length > 1 && path[length - 1] == u'/') path[--length] = 0;
   return path + length;
 }
 
 char16_t* PathAddBackslash(char16_t* path) {
-  const std::size_t length = View(path).size();
+  const std::size_t length = ViewOf(path).size();
   if (length > 0 && path[length - 1] != u'/') {
     path[length] = u'/';
     path[length + 1] = 0;
@@ -100,7 +98,7 @@ char16_t* PathAddBackslash(char16_t* path) {
 }
 
 BOOL PathCanonicalize(char16_t* out, const char16_t* path) {
-  const std::u16string_view text = View(path);
+  const std::u16string_view text = ViewOf(path);
   if (out == nullptr || text.empty()) return FALSE;
   const std::size_t length = text.size();
   // What is kept is written from the end of the buffer to its start, each component with the
@@ -138,7 +136,7 @@ BOOL PathCanonicalize(char16_t* out, const char16_t* path) {
 }
 
 int GetExtensionIndex(const char16_t* path) {
-  return ExtensionIndex(View(path));
+  return ExtensionIndex(ViewOf(path));
 }
 
 int GetExtensionIndexA(const char* path) {
@@ -164,7 +162,7 @@ int PathRemoveExtensionA(char* path) {
 
 BOOL PathRenameExtension(char16_t* path, const char16_t* extension) {
   const int index = GetExtensionIndex(path);
-  const std::u16string_view text = View(extension);
+  const std::u16string_view text = ViewOf(extension);
   if (index < 0) return FALSE;
   const std::size_t first = static_cast<std::size_t>(index) + 1;
   if (text.size() > kLongestPath || first + text.size() > kLongestPath) return FALSE;

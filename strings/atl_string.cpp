@@ -2,6 +2,7 @@
 
 #include "strings/atl_string_a.h"
 #include "strings/string_buffer_impl.h"
+#include "strings/text_view.h"
 #include "strings/uca.h"
 
 namespace orvik {
@@ -9,7 +10,6 @@ namespace orvik {
 template class StringBuffer<CAtlString, WideUnits>;
 
 using string_buffer::First;
-using string_buffer::ViewOf;
 
 namespace {
 

@@ -4,6 +4,7 @@
 #include <cctype>
 
 #include "strings/string_buffer_impl.h"
+#include "strings/text_view.h"
 #include "strings/uca.h"
 
 namespace orvik {
@@ -11,7 +12,6 @@ namespace orvik {
 template class StringBuffer<CAtlStringA, NarrowUnits>;
 
 using string_buffer::First;
-using string_buffer::ViewOf;
 
 namespace {
 

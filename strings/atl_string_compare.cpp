@@ -8,6 +8,7 @@
 #include "strings/atl_string.h"
 #include "strings/atl_string_a.h"
 #include "strings/owned_string.h"
+#include "strings/text_view.h"
 #include "strings/uca.h"
 
 namespace orvik {
@@ -37,13 +38,6 @@ OwnedString StringOf(std::string_view mac_roman) {
 
 int CompareFolded(const OwnedString& a, const OwnedString& b) {
   return static_cast<int>(CFStringCompare(a.get(), b.get(), kCFCompareCaseInsensitive));
-}
-
-std::string_view ViewOf(const char* text) {
-  return text == nullptr ? "" : text;
-}
-std::u16string_view ViewOf(const char16_t* text) {
-  return text == nullptr ? u"" : text;
 }
 
 char16_t UnitOf(char mac_roman) {

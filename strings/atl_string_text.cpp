@@ -4,11 +4,11 @@
 #include <string_view>
 
 #include "platform/core_foundation/encodings.h"
-#include "platform/core_foundation/locale.h"
 #include "platform/core_foundation/string.h"
 #include "platform/core_foundation/string_format.h"
 #include "strings/atl_string.h"
 #include "strings/atl_string_a.h"
+#include "strings/case_in_place.h"
 
 namespace orvik {
 
@@ -36,28 +36,17 @@ void WriteMacRoman(std::u16string_view units, char* bytes) {
                  [](char16_t unit) { return static_cast<char>(MacRomanOf(unit)); });
 }
 
-// Maps the content in place; a longer result ends at the old length.
-void MapCase(CAtlString& string, void (*map)(CFMutableStringRef, CFLocaleRef)) {
-  string.CopyBeforeWrite();
-  const int length = string.GetLength();
-  const CFMutableStringRef mapped = CFStringCreateMutableWithExternalCharactersNoCopy(
-      kCFAllocatorDefault, string.GetBuffer(), length, length, kCFAllocatorNull);
-  if (mapped == nullptr) return;
-  const CFLocaleRef locale = CFLocaleCopyCurrent();
-  map(mapped, locale);
-  CFRelease(locale);
-  CFRelease(mapped);
-}
-
 }  // namespace
 
 CAtlString& CAtlString::MakeUpper() {
-  MapCase(*this, CFStringUppercase);
+  CopyBeforeWrite();
+  MapCaseInPlace(GetBuffer(), View().size(), CFStringUppercase);
   return *this;
 }
 
 CAtlString& CAtlString::MakeLower() {
-  MapCase(*this, CFStringLowercase);
+  CopyBeforeWrite();
+  MapCaseInPlace(GetBuffer(), View().size(), CFStringLowercase);
   return *this;
 }
 

@@ -12,6 +12,7 @@
 #include <utility>
 
 #include "strings/string_buffer.h"
+#include "strings/text_view.h"
 #include "strings/unit_search.h"
 
 namespace orvik {
@@ -26,11 +27,6 @@ void CopyUnits(Unit* to, const Unit* from, std::size_t n) {
 template <typename Unit>
 void MoveUnits(Unit* to, const Unit* from, std::size_t n) {
   if (n != 0) std::memmove(to, from, n * sizeof(Unit));
-}
-
-template <typename Unit>
-std::basic_string_view<Unit> ViewOf(const Unit* text) {
-  return text == nullptr ? std::basic_string_view<Unit>() : std::basic_string_view<Unit>(text);
 }
 
 // The first n units of a text.
@@ -177,7 +173,7 @@ void StringBuffer<Derived, Units>::Assign(std::size_t length, const Unit* text) 
 
 template <typename Derived, typename Units>
 int StringBuffer<Derived, Units>::SafeStrlen(const Unit* text) {
-  return static_cast<int>(std::min<std::size_t>(string_buffer::ViewOf(text).size(), INT_MAX));
+  return static_cast<int>(std::min<std::size_t>(ViewOf(text).size(), INT_MAX));
 }
 
 // ---- Writing into the buffer ----
@@ -244,11 +240,11 @@ void StringBuffer<Derived, Units>::FreeExtra() {
 template <typename Derived, typename Units>
 void StringBuffer<Derived, Units>::ConcatCopy(int a_length, const Unit* a, int b_length,
                                               const Unit* b) {
-  const std::size_t a_size = string_buffer::NotNegative(a_length);
-  const std::size_t b_size = string_buffer::NotNegative(b_length);
-  Unit* const fresh = NewBlock(a_size + b_size);
-  string_buffer::CopyUnits(fresh, a, a_size);
-  string_buffer::CopyUnits(fresh + a_size, b, b_size);
+  const auto first = string_buffer::First(a, a_length);
+  const auto second = string_buffer::First(b, b_length);
+  Unit* const fresh = NewBlock(first.size() + second.size());
+  string_buffer::CopyUnits(fresh, first.data(), first.size());
+  string_buffer::CopyUnits(fresh + first.size(), second.data(), second.size());
   Adopt(fresh);
 }
 
@@ -267,7 +263,7 @@ void StringBuffer<Derived, Units>::ConcatInPlace(int n, const Unit* text) {
 
 template <typename Derived, typename Units>
 void StringBuffer<Derived, Units>::Append(const Unit* text) {
-  ConcatInPlace(string_buffer::Length(string_buffer::ViewOf(text).size()), text);
+  ConcatInPlace(string_buffer::Length(ViewOf(text).size()), text);
 }
 
 // ---- Searching ----
@@ -282,7 +278,7 @@ int StringBuffer<Derived, Units>::FindFrom(std::size_t start,
 
 template <typename Derived, typename Units>
 int StringBuffer<Derived, Units>::Find(const Unit* text, int start) const {
-  return FindFrom(string_buffer::NotNegative(start), string_buffer::ViewOf(text));
+  return FindFrom(string_buffer::NotNegative(start), ViewOf(text));
 }
 
 template <typename Derived, typename Units>
@@ -307,7 +303,7 @@ int StringBuffer<Derived, Units>::FindFirstOf(std::basic_string_view<Unit> set) 
 
 template <typename Derived, typename Units>
 int StringBuffer<Derived, Units>::FindOneOf(const Unit* set) const {
-  return FindFirstOf(string_buffer::ViewOf(set));
+  return FindFirstOf(ViewOf(set));
 }
 
 template <typename Derived, typename Units>
@@ -375,12 +371,12 @@ Derived& StringBuffer<Derived, Units>::TrimRight(Unit unit) {
 
 template <typename Derived, typename Units>
 Derived& StringBuffer<Derived, Units>::TrimLeft(const Unit* set) {
-  return TrimLeftOf(string_buffer::ViewOf(set));
+  return TrimLeftOf(ViewOf(set));
 }
 
 template <typename Derived, typename Units>
 Derived& StringBuffer<Derived, Units>::TrimRight(const Unit* set) {
-  return TrimRightOf(string_buffer::ViewOf(set));
+  return TrimRightOf(ViewOf(set));
 }
 
 template <typename Derived, typename Units>
@@ -433,8 +429,8 @@ int StringBuffer<Derived, Units>::Replace(Unit old_unit, Unit new_unit) {
 
 template <typename Derived, typename Units>
 int StringBuffer<Derived, Units>::Replace(const Unit* old_text, const Unit* new_text) {
-  const auto from = string_buffer::ViewOf(old_text);
-  const auto to = string_buffer::ViewOf(new_text);
+  const auto from = ViewOf(old_text);
+  const auto to = ViewOf(new_text);
   const auto content = View();
   if (from.empty()) return 0;
   // The first places are kept, so that few texts are searched twice.
@@ -468,7 +464,7 @@ int StringBuffer<Derived, Units>::Replace(const Unit* old_text, const Unit* new_
 
 template <typename Derived, typename Units>
 int StringBuffer<Derived, Units>::Insert(int index, const Unit* text) {
-  return InsertUnits(index, string_buffer::ViewOf(text));
+  return InsertUnits(index, ViewOf(text));
 }
 
 template <typename Derived, typename Units>
@@ -563,7 +559,7 @@ Derived StringBuffer<Derived, Units>::Tokenize(const Unit* set, int& position) c
     return Derived();
   }
   const auto content = View();
-  const UnitSet<Unit> delimiters(string_buffer::ViewOf(set));
+  const UnitSet<Unit> delimiters(ViewOf(set));
   std::size_t at = static_cast<std::size_t>(position);
   at += delimiters.RunIn(content.substr(at));
   const auto searched = Units::Searched(content.substr(at));

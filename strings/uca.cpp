@@ -8,6 +8,9 @@
 
 #include "platform/carbon/collation.h"
 #include "platform/core_foundation/string.h"
+#include "strings/case_in_place.h"
+#include "strings/text_view.h"
+#include "strings/unit_search.h"
 
 namespace orvik {
 
@@ -15,10 +18,6 @@ namespace {
 
 constexpr UCCollateOptions kWithCase = 0x8006;
 constexpr UCCollateOptions kWithoutCase = 0x800E;
-
-std::u16string_view View(const char16_t* text) {
-  return text == nullptr ? std::u16string_view() : std::u16string_view(text);
-}
 
 int Order(std::u16string_view a, std::u16string_view b, UCCollateOptions options) {
   SInt32 order = 0;
@@ -34,29 +33,16 @@ int OrderOfUnits(const char16_t* a, const char16_t* b, int n, UCCollateOptions o
   return Order({a, count}, {b, count}, options);
 }
 
-char16_t* MapCase(char16_t* text, void (*map)(CFMutableStringRef, CFLocaleRef)) {
-  if (text == nullptr) return nullptr;
-  const auto length = static_cast<CFIndex>(View(text).size());
-  NSString* string = CFStringCreateMutableWithExternalCharactersNoCopy(
-      kCFAllocatorDefault, text, length, length, kCFAllocatorNull);
-  if (string == nullptr) return text;
-  CFLocaleRef locale = CFLocaleCopyCurrent();
-  map(string, locale);
-  CFRelease(locale);
-  CFRelease(string);
-  return text;
-}
-
 char16_t* Find(char16_t* text, const char16_t* sub) {
-  if (View(sub).empty() || text == nullptr) return text;
-  const std::size_t at = View(text).find(sub);
-  return at == std::u16string_view::npos ? nullptr : text + at;
+  if (text == nullptr) return nullptr;
+  const std::size_t at = FindUnits(ViewOf(text), ViewOf(sub));
+  return at == kNotFound ? nullptr : text + at;
 }
 
 // A platform string over the array, for the life of this object.
 class Wrapped {
  public:
-  explicit Wrapped(const char16_t* text) : string_(NSString::NewNoCopy(View(text), false)) {}
+  explicit Wrapped(const char16_t* text) : string_(NSString::NewNoCopy(ViewOf(text), false)) {}
   ~Wrapped() { CFRelease(string_); }
   Wrapped(const Wrapped&) = delete;
   Wrapped& operator=(const Wrapped&) = delete;
@@ -70,11 +56,11 @@ class Wrapped {
 }  // namespace
 
 int ucalen(const char16_t* text) {
-  return static_cast<int>(std::min<std::size_t>(View(text).size(), INT_MAX));
+  return static_cast<int>(std::min<std::size_t>(ViewOf(text).size(), INT_MAX));
 }
 
 char16_t* ucacpy(char16_t* target, const char16_t* source) {
-  const std::u16string_view text = View(source);
+  const std::u16string_view text = ViewOf(source);
   target[text.copy(target, text.size())] = 0;
   return target;
 }
@@ -87,27 +73,29 @@ char16_t* ucancpy(char16_t* target, const char16_t* source, int n) {
 }
 
 char16_t* ucacat(char16_t* target, const char16_t* source) {
-  ucacpy(target + View(target).size(), source);
+  ucacpy(target + ViewOf(target).size(), source);
   return target;
 }
 
 char16_t* ucancat(char16_t* target, const char16_t* source, int n) {
-  char16_t* end = target + View(target).size();
+  char16_t* end = target + ViewOf(target).size();
   for (int i = 0; i < n && source != nullptr && source[i] != 0; ++i) *end++ = source[i];
   *end = 0;
   return target;
 }
 
 char16_t* ucareverse(char16_t* text) {
-  if (text != nullptr) std::reverse(text, text + View(text).size());
+  if (text != nullptr) std::reverse(text, text + ViewOf(text).size());
   return text;
 }
 
 char16_t* ucaupr(char16_t* text) {
-  return MapCase(text, CFStringUppercase);
+  MapCaseInPlace(text, ViewOf(text).size(), CFStringUppercase);
+  return text;
 }
 char16_t* ucalwr(char16_t* text) {
-  return MapCase(text, CFStringLowercase);
+  MapCaseInPlace(text, ViewOf(text).size(), CFStringLowercase);
+  return text;
 }
 
 char16_t* ucastr(char16_t* text, const char16_t* sub) {
@@ -125,13 +113,13 @@ double ucatof(const char16_t* text) {
 }
 
 int ucacmp(const char16_t* a, const char16_t* b) {
-  return Order(View(a), View(b), kWithCase);
+  return Order(ViewOf(a), ViewOf(b), kWithCase);
 }
 int ucacoll(const char16_t* a, const char16_t* b) {
   return ucacmp(a, b);
 }
 int ucaicmp(const char16_t* a, const char16_t* b) {
-  return Order(View(a), View(b), kWithoutCase);
+  return Order(ViewOf(a), ViewOf(b), kWithoutCase);
 }
 int ucaicoll(const char16_t* a, const char16_t* b) {
   return ucaicmp(a, b);
