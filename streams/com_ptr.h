@@ -59,8 +59,10 @@ class CComPtr {
   }
 
   // Whether both are one object: what they give for IID_IUnknown is compared. Two nulls are equal,
-  // and so are two objects that refuse the query.
-  bool IsEqualObject(IUnknown* other) const { return IdentityOf(p) == IdentityOf(other); }
+  // and so are two objects that refuse the query; one null is equal to no object.
+  bool IsEqualObject(IUnknown* other) const {
+    return (p == nullptr) == (other == nullptr) && IdentityOf(p) == IdentityOf(other);
+  }
 
  private:
   void Swap(CComPtr& other) noexcept { std::swap(p, other.p); }

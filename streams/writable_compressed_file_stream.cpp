@@ -4,6 +4,7 @@
 
 #include <limits>
 #include <memory>
+#include <new>
 
 #include "files/file_manipulator.h"
 #include "streams/stream_factory.h"
@@ -78,7 +79,8 @@ int compressFile(const COrvikFilePath& source, const COrvikFilePath& destination
   if (length > std::numeric_limits<unsigned int>::max() - kCompressionSlack) return -1;
 
   auto output_length = static_cast<unsigned int>(length) + kCompressionSlack;
-  const std::unique_ptr<unsigned char[]> output(new unsigned char[output_length]);
+  const std::unique_ptr<unsigned char[]> output(new (std::nothrow) unsigned char[output_length]);
+  if (output == nullptr) return Z_MEM_ERROR;  // the bytes then reach the target uncompressed
   const int result =
       zlib1_compress(output.get(), &output_length, input.get(), static_cast<unsigned int>(length));
   input.reset();

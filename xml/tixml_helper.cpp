@@ -89,6 +89,7 @@ bool TiXmlHelper::LoadBoolAttributeFromXmlElementWithDefault(const TiXmlElement*
 
 HRESULT TiXmlHelper::InitializeTiXmlDocumentFromFile(
     const boost::shared_ptr<TiXmlDocument>& document, const COrvikFilePath& path) {
+  TiXmlBase::SetCondenseWhiteSpace(false);  // also when the file cannot be read
   CAtlStringA text;
   if (CFileManipulator::ReadAsciiFileIntoAsciiString(path, text, "") < 0) return E_INVALIDARG;
   return InitializeTiXmlDocumentFromText(document, text.GetString());
