@@ -32,8 +32,8 @@ UDateFormat* Of(void* formatter) {
 
 NSDateFormatter::NSDateFormatter(CFLocaleRef locale, CFDateFormatterStyle date_style,
                                  CFDateFormatterStyle time_style) {
-  const char* identifier =
-      locale == nullptr ? CurrentLocaleIdentifier(LocaleCategory::kTime) : locale->identifier().c_str();
+  const char* identifier = locale == nullptr ? CurrentLocaleIdentifier(LocaleCategory::kTime)
+                                             : locale->identifier().c_str();
   UErrorCode status = U_ZERO_ERROR;
   formatter_ = udat_open(StyleOf(time_style), StyleOf(date_style), identifier, nullptr, 0, nullptr,
                          0, &status);
