@@ -99,20 +99,15 @@ int FillCopy(int source, const struct statx& info, int target, const host::AtPat
     record.create_date = carbon::DateFromTimestamp(created.tv_sec, created.tv_nsec);
   }
   record.locked = false;
-  // A copy made with one read and one write is never seen incomplete for long.
-  const bool takes_time = info.stx_size > kForkCopyBufferSize || !attributes.empty();
-  if (takes_time) {
-    CatalogRecord busy = record;
-    busy.finder_info.fdType = busy_type;
-    if (const int error = StoreRecord(target, busy)) return error;
-  }
+  // Whoever meets the copy before it is whole, also after its maker was killed, sees this type.
+  CatalogRecord busy = record;
+  busy.finder_info.fdType = busy_type;
+  if (const int error = StoreRecord(target, busy)) return error;
   const host::ContentSize size{static_cast<long long>(info.stx_size),
                                static_cast<long long>(info.stx_blocks) * 512};
   if (const int error = CopyNamedForks(source, target, attributes)) return error;
   if (const int error = host::CopyContent(source, target, size, kForkCopyBufferSize)) return error;
-  if (takes_time || !record.empty()) {
-    if (const int error = StoreRecord(target, record)) return error;
-  }
+  if (const int error = StoreRecord(target, record)) return error;
   if (fchmod(target, FinalMode(info, target)) != 0) return errno;
   if (const int error = CopyTimes(info, target, target_at)) return error;
   return locked ? carbon::SetLocked({target, nullptr}, true, &record) : 0;
