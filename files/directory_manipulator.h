@@ -34,9 +34,9 @@ class CDirectoryManipulator {
 
   // Copies the content of the source into the target, which is made with its parents; existing
   // files of the same name are replaced. With `move` the files are moved, an existing target file
-  // stays, and the source keeps its emptied folders. Failures of single files are not reported.
-  // E_FAIL when the source does not exist, when a folder cannot be read, and when the target lies
-  // inside the source (nothing is copied then).
+  // stays, and the source keeps its emptied folders. Failures of single files are not reported,
+  // and neither are folders that cannot be read. E_FAIL when the source does not exist, and when
+  // the target lies inside the source (nothing is copied then).
   static HRESULT RecursivelyCopyDirectory(const COrvikDirectoryPath& source,
                                           const COrvikDirectoryPath& target, BOOL move);
 };
