@@ -23,11 +23,20 @@ SInt8 PermissionFor(DWORD desired_access, DWORD share_mode) {
   }
 }
 
+// Of several that create one file at the same moment one alone succeeds.
+OSErr CreateExclusively(const char16_t* path, FSRef* ref) {
+  FSRef parent;
+  HFSUniStr255 name;
+  const OSErr status = GetParentFSRAndNameFromFilePath(path, &parent, &name);
+  if (status != noErr) return status;
+  return FSCreateFileUnicode(&parent, name.length, name.unicode, 0, nullptr, ref, nullptr);
+}
+
 OSErr FindOrCreate(const char16_t* path, DWORD disposition, FSRef* ref) {
   const OSErr found = GetFSRefFromFilename(path, ref, false, false);
   switch (disposition) {
     case CREATE_NEW:
-      return found == noErr ? OSErr{dupFNErr} : GetFSRefFromFilename(path, ref, true, false);
+      return CreateExclusively(path, ref);
     case 0:
     case CREATE_ALWAYS:
       return found == fnfErr ? GetFSRefFromFilename(path, ref, true, false) : found;
