@@ -93,7 +93,9 @@ Entries ListEntries(const COrvikDirectoryPath& folder) {
   return entries;
 }
 
-HRESULT CopyTree(const COrvikDirectoryPath& source, const COrvikDirectoryPath& target, BOOL move) {
+// `root` is the folder with which the copy began.
+HRESULT CopyTree(const COrvikDirectoryPath& root, const COrvikDirectoryPath& source,
+                 const COrvikDirectoryPath& target, BOOL move) {
   if (source.DirectoryExists() == FALSE) return E_FAIL;
   CDirectoryManipulator::CreateDirectory(target);
   const Entries entries = ListEntries(source);
@@ -108,7 +110,9 @@ HRESULT CopyTree(const COrvikDirectoryPath& source, const COrvikDirectoryPath& t
   for (const COrvikDirectoryPath& folder : entries.folders) {
     COrvikDirectoryPath copy = target;
     copy.AddDirectoryToPath(folder.GetLastDirectoryName());
-    const HRESULT result = CopyTree(folder, copy, move);
+    // A link there may lead back into what is being copied, which then would not end.
+    if (IsLink(copy) && LiesIn(copy, root)) return E_FAIL;
+    const HRESULT result = CopyTree(root, folder, copy, move);
     if (result < 0) return result;
   }
   return S_OK;
@@ -179,7 +183,7 @@ HRESULT CDirectoryManipulator::RecursivelyCopyDirectory(const COrvikDirectoryPat
                                                         const COrvikDirectoryPath& target,
                                                         BOOL move) {
   if (source.DirectoryExists() == FALSE || LiesIn(target, source)) return E_FAIL;
-  return CopyTree(source, target, move);
+  return CopyTree(source, source, target, move);
 }
 
 }  // namespace orvik

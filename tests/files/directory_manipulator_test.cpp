@@ -203,6 +203,12 @@ TEST_F(DirectoryManipulator, RefusesToCopyAFolderIntoItself) {
   EXPECT_EQ(Manipulator::RecursivelyCopyDirectory(Folder(At("s")), Folder(At("s2")), FALSE), S_OK);
   EXPECT_EQ(Manipulator::RecursivelyCopyDirectory(Folder(At("s2/sub")), Folder(At("s2")), FALSE),
             S_OK);  // out of itself is no trouble
+
+  test::WriteFile(At("d/sub/inner/file"), "x");
+  fs::create_directories(At("e"));
+  fs::create_directory_symlink(At("d/sub/inner"), At("e/sub"));
+  EXPECT_EQ(Manipulator::RecursivelyCopyDirectory(Folder(At("d")), Folder(At("e")), FALSE), E_FAIL);
+  EXPECT_FALSE(fs::exists(At("d/sub/inner/inner")));
 }
 
 }  // namespace
