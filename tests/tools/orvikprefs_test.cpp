@@ -77,6 +77,7 @@ TEST_F(OrvikPrefsTest, TellsFailuresApart) {
       {{"get", "Software/Vendor/App/Path", "x"}, 2},
       {{"set", "Software/Vendor/App/Path", "x", "y"}, 3},
       {{"set", "K", "n", "12x", "--int"}, 1},
+      {{"--root", env_.system_root() / "mistyped", "set", "K", "n", "x"}, 1},
       {{"set", "K", "n", "2147483648", "--int"}, 1},
       {{"set", "K", "n", "\xFF"}, 1},
       {{"set", "K", "n"}, 1},

@@ -57,6 +57,7 @@ class CommandLine {
   CommandLine(Context& context) : context_(context) {
     app_.require_subcommand(1);
     app_.fallthrough();
+    app_.set_version_flag("--version", "orvikprefs " ORVIK_VERSION);
     AddGlobals();
     AddValueCommands();
     AddKeyCommands();
@@ -86,7 +87,8 @@ class CommandLine {
     app_.add_option("--scope", context_.scope_name, "shared (default), user, machine, or 0 to 5")
         ->check(CLI::IsMember(scopes));
     domain_.AddTo(&app_, "--domain", "the domain to look into")->default_str(kDefaultDomain);
-    app_.add_option("--root", root_, "where the system volume lies (as ORVIK_SYSTEM_ROOT)");
+    app_.add_option("--root", root_, "where the system volume lies (as ORVIK_SYSTEM_ROOT)")
+        ->check(CLI::ExistingDirectory);
     app_.add_flag("--quiet,-q", context_.quiet, "no confirmations");
     app_.add_flag("--json", context_.json, "JSON for programs");
     app_.add_flag("--null,-z", context_.null_separated,
