@@ -1,5 +1,6 @@
 // The postflight program, run from outside as the installer runs it.
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include <filesystem>
 #include <fstream>
@@ -167,6 +168,58 @@ TEST_F(PostflightTest, AnUnwritableStoreChangesNothingButTheValues) {
   const CommandResult run = Run(Arguments("/", "/A"));
   EXPECT_EQ(run.status, 1);
   EXPECT_TRUE(run.err.starts_with("Options Set:\n")) << run.err;
+}
+
+// With ORVIK_STRICT=1 the exit status tells whether everything is on disk; without, nothing
+// changes.
+TEST_F(PostflightTest, AStrictRunTellsTheTruth) {
+  const std::string preferences = file_.parent_path().string();
+  const std::string program = (ProgramFolder() / "postflight").string();
+  // The shell runs the tool with room for files of so many blocks of 1,024 bytes.
+  const auto limited = [&](const std::string& blocks) {
+    return "trap '' XFSZ; ulimit -f " + blocks + "; exec \"$@\"";
+  };
+  const struct {
+    const char* what;
+    std::string script;
+    int strict_status;
+    std::size_t missing;
+  } kCases[] = {
+      {"an empty store", "exec \"$@\"", 0, 0},
+      {"a damaged file", "mkdir -p $0; echo '<plist' >$0/com.orviktech.Registry.plist; exec \"$@\"",
+       0, 0},
+      {"a folder in the file's place", "mkdir -p $0/com.orviktech.Registry.plist; exec \"$@\"", 1,
+       6},
+      {"a read-only store", "mkdir -p $0; chmod 555 $0; exec \"$@\"", 1, 6},
+      {"no room for anything", limited("0"), 1, 6},
+      {"room for all but the last", limited("1"), 1, 1},
+  };
+  for (const auto& c : kCases) {
+    for (const bool strict : {true, false}) {
+      SCOPED_TRACE(c.what);
+      if (c.what == std::string("a read-only store") && geteuid() == 0) {
+        continue;  // nothing is read-only for root
+      }
+      fs::remove_all(env_.system_root() / "Users");
+      fs::remove_all(env_.home() / "Library");
+      std::vector<std::string> command = {"bash", "-c", c.script, preferences, program};
+      const std::vector<std::string> arguments = Arguments("/", "/" + std::string(100, 'x'));
+      command.insert(command.end(), arguments.begin(), arguments.end());
+      setenv("ORVIK_STRICT", strict ? "1" : "0", 1);
+      const CommandResult run = RunCommand(command);
+      unsetenv("ORVIK_STRICT");
+      EXPECT_EQ(run.status, strict ? c.strict_status : 1) << run.err;
+      std::size_t missing = 0;
+      for (std::size_t at = 0; (at = run.err.find("\nNot recorded: ", at)) != std::string::npos;) {
+        ++at;
+        ++missing;
+      }
+      EXPECT_EQ(missing, strict ? c.missing : 0) << run.err;
+    }
+  }
+  setenv("ORVIK_STRICT", "1", 1);
+  EXPECT_EQ(Run({"-pathToPkg", "/p"}).status, 1);
+  unsetenv("ORVIK_STRICT");
 }
 
 }  // namespace

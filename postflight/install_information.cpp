@@ -1,0 +1,109 @@
+#include "postflight/install_information.h"
+
+#include <string>
+
+#include "platform/foundation/file_manager.h"
+#include "platform/host/replace_file.h"
+#include "postflight/log_line.h"
+#include "prefs/auto_release.h"
+#include "prefs/platform_values.h"
+#include "prefs/preferences.h"
+#include "prefs/reporting.h"
+
+namespace orvik {
+
+namespace {
+
+const char16_t kDomain[] = u"com.orviktech.Registry";
+const char16_t kInstallInformation[] =
+    u"Software/ORVIK Technologies/Pagewell Software/Install Information";
+const char16_t kExePath[] = u"PagewellExePath";
+
+bool CompanionReceiptExists() {
+  const CAtlString receipt(u"/Library/Receipts/Pollix Components.pkg");
+  const CAutoCFRelease<CFStringRef> path(receipt.CreateCFStringRef(kCFAllocatorDefault));
+  return NSFileManager::defaultManager()->fileExistsAtPath(path) == YES;
+}
+
+// Where the application lies; ends in "/".
+CAtlString Destination(const InstallerArgs& arguments) {
+  CAtlString destination(arguments.getDestVolMountPointAndPathToInstallDest());
+  if (destination.IsEmpty() || destination.GetAt(destination.GetLength() - 1) != u'/') {
+    destination += u'/';
+  }
+  return destination;
+}
+
+void Write(const InstallValue& value) {
+  if (const auto* text = std::get_if<CAtlString>(&value.value)) {
+    WritePreferenceString(kSharedScope, value.key_path, value.name, *text, kDomain);
+  } else {
+    WritePreferenceInt(kSharedScope, value.key_path, value.name, std::get<int>(value.value),
+                       kDomain);
+  }
+}
+
+CAutoCFRelease<CFTypeRef> PlatformValue(const std::variant<CAtlString, int>& value) {
+  if (const auto* text = std::get_if<CAtlString>(&value)) {
+    return CAutoCFRelease<CFTypeRef>(PlatformString(*text).Detach());
+  }
+  return PlatformNumber(std::get<int>(value));
+}
+
+// Why the file does not hold a value; null when it does.
+const NSString* ReasonMissing(const InstallValue& value) {
+  const PrefResult<CFTypeRef> found =
+      CopyPreference(kSharedScope, value.key_path, value.name, kDomain);
+  if (!found.ok()) {
+    return NSString::stringWithUTF8String(Describe(found.status).c_str());
+  }
+  return CFEqual(found.value, PlatformValue(value.value)) ? nullptr
+                                                          : CFSTR(u"another value stands there");
+}
+
+}  // namespace
+
+std::vector<InstallValue> RecordInstallInformation(const InstallerArgs& arguments) {
+  const CAtlString destination = Destination(arguments);
+  const NSString* logging = arguments.getCustomerLogging();
+  const struct {
+    InstallValue value;
+    bool (*applies)() = nullptr;
+  } rows[] = {
+      {{kInstallInformation, u"Additional Tools", destination + u"Additional Tools"}},
+      {{kInstallInformation, kExePath, destination}},
+      {{kInstallInformation, u"Pagewell Version", u"10.7.154.0"}},
+      {{u"Software/ORVIK Technologies/Glyphra", u"GlyphraPath",
+        u"/Library/Application Support/ORVIK Technologies/Glyphra"}},
+      {{u"Software/ORVIK Technologies/Pagewell Software", u"UELogging",
+        logging == nullptr ? 0 : logging->intValue()}},
+      {{u"Software/ORVIK Technologies Inc./ORVIK Pagewell/Install Information", kExePath,
+        destination},
+       CompanionReceiptExists},
+      {{u"Software/ORVIK Technologies/ORVIK Tavlo Software/Install Information", kExePath,
+        destination}},
+  };
+  const host::FolderFlushDelay until_all_is_recorded;
+  std::vector<InstallValue> recorded;
+  for (const auto& row : rows) {
+    if (row.applies == nullptr || row.applies()) {
+      Write(row.value);
+      recorded.push_back(row.value);
+    }
+  }
+  return recorded;
+}
+
+bool CheckRecorded(const std::vector<InstallValue>& values) {
+  bool all = true;
+  for (const InstallValue& value : values) {
+    if (const NSString* reason = ReasonMissing(value)) {
+      all = false;
+      Notice({u"Not recorded: scope shared, key path ", value.key_path, u", name ", value.name,
+              u", domain ", kDomain, u": ", reason});
+    }
+  }
+  return all;
+}
+
+}  // namespace orvik

@@ -1,0 +1,134 @@
+#include "postflight/install_information.h"
+
+#include <signal.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include "platform/foundation/user_defaults.h"
+#include "postflight/run.h"
+#include "prefs/preferences.h"
+#include "prefs/shared_lock.h"
+#include "tests/postflight/log_fixture.h"
+
+namespace orvik::test {
+namespace {
+
+namespace fs = std::filesystem;
+
+const char16_t kDomain[] = u"com.orviktech.Registry";
+
+class InstallInformationTest : public LogTest {
+ protected:
+  InstallInformationTest() {
+    arguments_->setDestVolMountPoint(Text("/"));
+    arguments_->setPathToInstallDest(Text("/Apps"));
+  }
+  ~InstallInformationTest() override { arguments_->release(); }
+
+  // The names of the missing values, from the log.
+  std::vector<std::string> Missing(const std::vector<InstallValue>& values) {
+    Log();
+    const bool all = CheckRecorded(values);
+    const std::string log = Log();
+    std::vector<std::string> names;
+    for (std::size_t at = 0; (at = log.find(", name ", at)) != std::string::npos;) {
+      at += 7;
+      names.push_back(log.substr(at, log.find(',', at) - at));
+    }
+    EXPECT_EQ(all, names.empty()) << log;
+    EXPECT_EQ(all, log.empty()) << log;
+    return names;
+  }
+
+  InstallerArgs* const arguments_ = new InstallerArgs;
+  const fs::path file_ =
+      env_.system_root() / "Users/Shared/Library/Preferences/com.orviktech.Registry.plist";
+};
+
+using Names = std::vector<std::string>;
+const Names kAll = {"Additional Tools", "PagewellExePath", "Pagewell Version",
+                    "GlyphraPath",      "UELogging",       "PagewellExePath"};
+
+TEST_F(InstallInformationTest, WantsTheSiblingsValueOnlyWithItsReceipt) {
+  const auto six = RecordInstallInformation(*arguments_);
+  EXPECT_EQ(six.size(), 6u);
+  EXPECT_EQ(Missing(six), Names());
+  WriteFile(env_.system_root() / "Library/Receipts/Pollix Components.pkg", "");
+  const auto seven = RecordInstallInformation(*arguments_);
+  EXPECT_EQ(seven.size(), 7u);
+  EXPECT_EQ(Missing(seven), Names());
+  fs::remove(file_);
+  EXPECT_EQ(Missing(six), kAll);
+}
+
+TEST_F(InstallInformationTest, TellsAnotherValueFromTheRightOne) {
+  const CAtlString information =
+      u"Software/ORVIK Technologies/Pagewell Software/Install Information";
+  const auto values = RecordInstallInformation(*arguments_);
+  // A text in place of the number reads as the number, but is not what was written.
+  WritePreferenceString(kSharedScope, u"Software/ORVIK Technologies/Pagewell Software",
+                        u"UELogging", u"0", kDomain);
+  WritePreferenceString(kSharedScope, information, u"PagewellExePath", u"/apps/", kDomain);
+  DeletePreference(kSharedScope, information, u"Pagewell Version", kDomain);
+  Log();
+  EXPECT_FALSE(CheckRecorded(values));
+  EXPECT_EQ(Log(),
+            "Not recorded: scope shared, key path Software/ORVIK Technologies/Pagewell "
+            "Software/Install Information, name PagewellExePath, domain com.orviktech.Registry: "
+            "another value stands there\n"
+            "Not recorded: scope shared, key path Software/ORVIK Technologies/Pagewell "
+            "Software/Install Information, name Pagewell Version, domain com.orviktech.Registry: "
+            "not found\n"
+            "Not recorded: scope shared, key path Software/ORVIK Technologies/Pagewell Software, "
+            "name UELogging, domain com.orviktech.Registry: another value stands there\n");
+}
+
+TEST_F(InstallInformationTest, FindsWhatCouldNotBeWritten) {
+  // A value on the way of all but none: nothing can be put below it.
+  WriteFile(file_,
+            "<plist version='1.0'><dict><key>Software</key><string>x</string></dict></plist>");
+  EXPECT_EQ(Missing(RecordInstallInformation(*arguments_)), kAll);
+  WriteFile(file_, "<plist version='1.0'><array/></plist>");
+  EXPECT_EQ(Missing(RecordInstallInformation(*arguments_)), kAll);
+  fs::remove(file_);
+  fs::create_directories(file_);
+  EXPECT_EQ(Missing(RecordInstallInformation(*arguments_)), kAll);
+}
+
+TEST_F(InstallInformationTest, AHeldLockEndsAStrictRunWithFailure) {
+  int ready[2];
+  ASSERT_EQ(pipe(ready), 0);
+  const pid_t holder = fork();
+  if (holder == 0) {
+    const char locked = LockGlobalSharedPList(kDomain) ? 'y' : 'n';
+    if (write(ready[1], &locked, 1) != 1) _exit(1);
+    pause();
+    _exit(0);
+  }
+  char locked = 0;
+  ASSERT_EQ(read(ready[0], &locked, 1), 1);
+  ASSERT_EQ(locked, 'y');
+  const ScopedArguments arguments({"-pathToPkg", "/p", "-pathToDest", "/Apps", "-mountPointOfDest",
+                                   "/", "-rootOfCurrSystemFolder", "/"});
+  const SharedLockWait sleeping = ExchangeSharedLockWait([] {});
+  setenv("ORVIK_STRICT", "1", 1);
+  Log();
+  EXPECT_EQ(RunPostflight(), 1);
+  const std::string log = Log();
+  EXPECT_NE(log.find("name GlyphraPath, domain com.orviktech.Registry: not found\n"),
+            std::string::npos)
+      << log;
+  EXPECT_FALSE(fs::exists(file_));
+
+  kill(holder, SIGKILL);
+  waitpid(holder, nullptr, 0);
+  EXPECT_EQ(RunPostflight(), 0);
+  unsetenv("ORVIK_STRICT");
+  EXPECT_EQ(RunPostflight(), 1);
+  ExchangeSharedLockWait(sleeping);
+  close(ready[0]);
+  close(ready[1]);
+}
+
+}  // namespace
+}  // namespace orvik::test
