@@ -82,11 +82,11 @@ CAtlString& CAtlString::operator=(const CAtlStringA& text) {
 }
 
 void CAtlString::ConcatCopy(int a_length, const char16_t* a, int b_length, const char* b) {
-  *this = Joined(First(a, a_length), First(b, b_length));
+  TakeBlock(Joined(First(a, a_length), First(b, b_length)));
 }
 
 void CAtlString::ConcatCopy(int a_length, const char* a, int b_length, const char16_t* b) {
-  *this = Joined(First(a, a_length), First(b, b_length));
+  TakeBlock(Joined(First(a, a_length), First(b, b_length)));
 }
 
 void CAtlString::ConcatInPlace(int n, const char* text) {

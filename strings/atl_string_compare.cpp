@@ -8,6 +8,7 @@
 #include "strings/atl_string.h"
 #include "strings/atl_string_a.h"
 #include "strings/owned_string.h"
+#include "strings/pieces.h"
 #include "strings/text_view.h"
 #include "strings/uca.h"
 
@@ -15,9 +16,6 @@ namespace orvik {
 
 namespace {
 
-constexpr UCCollateOptions kCaseSensitive = kUCCollateComposeInsensitiveMask |
-                                            kUCCollateWidthInsensitiveMask |
-                                            kUCCollatePunctuationSignificantMask;
 constexpr UCCollateOptions kCaseInsensitive =
     kUCCollateCaseInsensitiveMask | kUCCollatePunctuationSignificantMask;
 
@@ -30,14 +28,18 @@ OwnedString StringOver(std::u16string_view units) {
       kCFAllocatorDefault, units.data(), static_cast<CFIndex>(units.size()), kCFAllocatorNull));
 }
 
-OwnedString StringOf(std::string_view mac_roman) {
+OwnedString StringOver(std::string_view mac_roman) {
   return OwnedString(CFStringCreateWithBytes(
       kCFAllocatorDefault, reinterpret_cast<const UInt8*>(mac_roman.data()),
       static_cast<CFIndex>(mac_roman.size()), kCFStringEncodingMacRoman, false));
 }
 
-int CompareFolded(const OwnedString& a, const OwnedString& b) {
-  return static_cast<int>(CFStringCompare(a.get(), b.get(), kCFCompareCaseInsensitive));
+template <typename A, typename B>
+int CompareFolded(std::basic_string_view<A> a, std::basic_string_view<B> b) {
+  return CompareInPieces(a, b, [](auto piece_a, auto piece_b) {
+    return static_cast<int>(CFStringCompare(StringOver(piece_a).get(), StringOver(piece_b).get(),
+                                            kCFCompareCaseInsensitive));
+  });
 }
 
 char16_t UnitOf(char mac_roman) {
@@ -68,7 +70,7 @@ int CAtlString::Compare(const CAtlString& other) const {
 
 int CAtlString::CompareNoCase(const CAtlString& other) const {
   if (GetString() == other.GetString()) return 0;
-  return CompareFolded(StringOver(View()), StringOver(other.View()));
+  return CompareFolded(View(), other.View());
 }
 
 int CAtlString::Collate(const CAtlString& other, bool case_sensitive) const {
@@ -77,8 +79,8 @@ int CAtlString::Collate(const CAtlString& other, bool case_sensitive) const {
 
 int CAtlString::Collate(const char16_t* text, bool case_sensitive) const {
   CollatorRef collator = nullptr;
-  if (UCCreateCollator(nullptr, 0, case_sensitive ? kCaseSensitive : kCaseInsensitive, &collator) !=
-      0) {
+  if (UCCreateCollator(nullptr, 0, case_sensitive ? kUCCollateStandardOptions : kCaseInsensitive,
+                       &collator) != 0) {
     return 0;
   }
   const std::u16string_view other = ViewOf(text);
@@ -104,15 +106,15 @@ int CAtlStringA::Compare(const char16_t* text) const {
 }
 
 int CAtlStringA::CompareNoCase(const CAtlStringA& other) const {
-  return CompareFolded(StringOf(View()), StringOf(other.View()));
+  return CompareFolded(View(), other.View());
 }
 
 int CAtlStringA::CompareNoCase(const char* text) const {
-  return CompareFolded(StringOf(View()), StringOf(ViewOf(text)));
+  return CompareFolded(View(), ViewOf(text));
 }
 
 int CAtlStringA::CompareNoCase(const char16_t* text) const {
-  return CompareFolded(StringOf(View()), StringOver(ViewOf(text)));
+  return CompareFolded(View(), ViewOf(text));
 }
 
 }  // namespace orvik

@@ -183,6 +183,11 @@ class StringBuffer {
   Unit* FreshBuffer(std::size_t length, std::size_t spare);
   // The own block for a content of that length, when it is not shared and large enough.
   Unit* AssignBuffer(std::size_t length);
+  // Makes the block of the other, which is left empty, the own one.
+  void TakeBlock(StringBuffer&& other) {
+    Adopt(other.data_);
+    other.Init();
+  }
   // A private block with n more units after the content; points at the first of them.
   Unit* AppendBuffer(std::size_t n);
 

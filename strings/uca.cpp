@@ -16,8 +16,8 @@ namespace orvik {
 
 namespace {
 
-constexpr UCCollateOptions kWithCase = 0x8006;
-constexpr UCCollateOptions kWithoutCase = 0x800E;
+constexpr UCCollateOptions kWithCase = kUCCollateStandardOptions;
+constexpr UCCollateOptions kWithoutCase = kWithCase | kUCCollateCaseInsensitiveMask;
 
 int Order(std::u16string_view a, std::u16string_view b, UCCollateOptions options) {
   SInt32 order = 0;
@@ -39,10 +39,11 @@ char16_t* Find(char16_t* text, const char16_t* sub) {
   return at == kNotFound ? nullptr : text + at;
 }
 
-// A platform string over the array, for the life of this object.
+// A platform string over the array, as far as one goes, for the life of this object.
 class Wrapped {
  public:
-  explicit Wrapped(const char16_t* text) : string_(NSString::NewNoCopy(ViewOf(text), false)) {}
+  explicit Wrapped(const char16_t* text)
+      : string_(NSString::NewNoCopy(ViewOf(text).substr(0, kMaximumStringLength), false)) {}
   ~Wrapped() { CFRelease(string_); }
   Wrapped(const Wrapped&) = delete;
   Wrapped& operator=(const Wrapped&) = delete;

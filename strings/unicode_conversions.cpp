@@ -15,7 +15,8 @@ constexpr bool IsSurrogateValue(UTF32 value) {
 
 // The readers move `at` over one character when the result is conversionOK.
 
-ConversionResult Read(const UTF8*& at, const UTF8* end, ConversionFlags flags, UTF32* value) {
+// An encoded surrogate is left to ConvertOne.
+ConversionResult Read(const UTF8*& at, const UTF8* end, ConversionFlags, UTF32* value) {
   const int trailing = trailingBytesForUTF8[*at];
   if (end - at <= trailing) return sourceExhausted;
   if (!isLegalUTF8(at, trailing + 1)) return sourceIllegal;
@@ -23,10 +24,6 @@ ConversionResult Read(const UTF8*& at, const UTF8* end, ConversionFlags flags, U
   for (int i = 0; i < trailing; ++i) sum = (sum + at[i]) << 6;
   sum += at[trailing];
   sum -= offsetsFromUTF8[trailing];
-  if (IsSurrogateValue(sum)) {
-    if (flags == strictConversion) return sourceIllegal;
-    sum = kReplacement;
-  }
   at += trailing + 1;
   *value = sum;
   return conversionOK;
@@ -86,6 +83,13 @@ ConversionResult ConvertOne(const Source*& source, const Source* source_end, Tar
   const Source* next = source;
   const ConversionResult result = Read(next, source_end, flags, &value);
   if (result != conversionOK) return result;
+  if constexpr (sizeof(Source) == 1) {
+    // A full target comes before an encoded surrogate.
+    if (IsSurrogateValue(value) && target < target_end) {
+      if (flags == strictConversion) return sourceIllegal;
+      value = kReplacement;
+    }
+  }
   if (!Write(value, target, target_end)) return targetExhausted;
   source = next;
   return conversionOK;

@@ -13,7 +13,9 @@ inline constexpr UCCollateOptions kUCCollateComposeInsensitiveMask = 0x0002;
 inline constexpr UCCollateOptions kUCCollateWidthInsensitiveMask = 0x0004;
 inline constexpr UCCollateOptions kUCCollateCaseInsensitiveMask = 0x0008;
 inline constexpr UCCollateOptions kUCCollatePunctuationSignificantMask = 0x8000;
-inline constexpr UCCollateOptions kUCCollateStandardOptions = 0x8006;
+inline constexpr UCCollateOptions kUCCollateStandardOptions = kUCCollateComposeInsensitiveMask |
+                                                              kUCCollateWidthInsensitiveMask |
+                                                              kUCCollatePunctuationSignificantMask;
 
 using UCCollationVariant = UInt32;
 

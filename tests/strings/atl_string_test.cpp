@@ -167,6 +167,12 @@ TEST(CAtlString, JoinsEveryPair) {
   EXPECT_EQ(all.View(), u"x\u00E9z");
   all.ConcatCopy(1, "\xE9", 1, all.GetString());
   EXPECT_EQ(all.View(), u"\u00E9x");
+  all.GetBuffer(20);
+  all.LockBuffer();
+  all.ConcatCopy(1, all.GetString(), 1, "b");
+  EXPECT_EQ(all.View(), u"\u00E9b");
+  EXPECT_EQ(all.GetAllocLength(), 2);
+  EXPECT_EQ(all.GetData()->ref_count, 1);
 }
 
 TEST(CAtlString, ComparesStringsByUnitsAndArraysByCollation) {

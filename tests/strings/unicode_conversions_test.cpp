@@ -215,6 +215,9 @@ TEST(UnicodeConversions, WhatTheTargetCannotCarry) {
             u"a");
   EXPECT_EQ((Convert<UTF8, UTF32>(ConvertUTF8toUTF32, surrogate, lenientConversion, 2).text),
             (std::basic_string<UTF32>{0xFFFD, 'a'}));
+  EXPECT_EQ(FromUtf8(surrogate, strictConversion, 0).result, targetExhausted);
+  EXPECT_EQ((Convert<UTF8, UTF32>(ConvertUTF8toUTF32, surrogate, strictConversion, 0).result),
+            targetExhausted);
 
   const std::basic_string<UTF32> values = {0x110000, 0xD800, 'a'};
   const auto utf16 = Convert<UTF32, UTF16>(ConvertUTF32toUTF16, values, lenientConversion, 8);
