@@ -8,7 +8,7 @@
 #include "files/file_path.h"
 #include "platform/core_foundation/preferences.h"
 #include "platform/host/errno_status.h"
-#include "platform/host/system_root.h"
+#include "platform/host/file_access.h"
 #include "prefs/platform_values.h"
 #include "prefs/preferences.h"
 
@@ -47,8 +47,8 @@ CAutoCFRelease<CFDataRef> ReadBytes(CFURLRef url, OSStatus* status) {
   return CAutoCFRelease<CFDataRef>(read ? bytes : nullptr);
 }
 
-PrefError WhyFolderCannotBeMade(const std::string& folder) {
-  const int error = folder.empty() ? EINVAL : host::MakeFolders(folder);
+PrefError WhyFolderCannotBeMade(const std::string& file) {
+  const int error = file.empty() ? EINVAL : host::ReplaceAccess(file);
   return error == 0 ? PrefError::kNotSaved : PrefStatusFromSave(host::StatusFromErrno(error)).error;
 }
 
@@ -127,7 +127,7 @@ PrefStatus PreferenceFile::KeepAside(std::string* kept_path) const {
 
 PrefStatus PreferenceFile::Save(CFPropertyListRef root) const {
   if (!MakeFolder()) {
-    return {WhyFolderCannotBeMade(folder_path()), coreFoundationUnknownErr};
+    return {WhyFolderCannotBeMade(path()), coreFoundationUnknownErr};
   }
   const CAutoCFRelease<CFDataRef> bytes(CFPropertyListCreateXMLData(kCFAllocatorDefault, root));
   if (!bytes) {
