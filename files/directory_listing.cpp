@@ -3,6 +3,7 @@
 
 #include "files/directory_path.h"
 #include "files/folder_walk.h"
+#include "files/path_arguments.h"
 #include "files/wildcard.h"
 
 namespace orvik {
@@ -20,7 +21,7 @@ void COrvikDirectoryPath::ListSubDirectories(const CAtlString& pattern,
       const bool matches = MatchesWildcard(name, pattern.View());
       if (!matches && recursive == FALSE) return;
       COrvikDirectoryPath subfolder = folder;
-      subfolder.AddDirectoryToPath(NameInPath(name));
+      subfolder.AddDirectoryToPath(PathFromUnits(name));
       if (matches) folders.Add(subfolder);
       if (recursive != FALSE) waiting.push_back(std::move(subfolder));
     });
@@ -33,7 +34,7 @@ OSErr COrvikDirectoryPath::FindFilesInDirectory(const CAtlString& pattern,
   if (DirectoryExists() == FALSE) return 0;
   return WalkFolder(*this, [&](std::u16string_view name, bool is_folder) {
     if (is_folder || !MatchesWildcard(name, pattern.View())) return;
-    files.Add(CreateFilePath(NameInPath(name)));
+    files.Add(CreateFilePath(PathFromUnits(name)));
   });
 }
 

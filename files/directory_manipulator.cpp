@@ -83,10 +83,10 @@ Entries ListEntries(const COrvikDirectoryPath& folder) {
   WalkFolder(folder, [&](std::u16string_view name, bool is_folder) {
     if (is_folder) {
       COrvikDirectoryPath subfolder = folder;
-      subfolder.AddDirectoryToPath(NameInPath(name));
+      subfolder.AddDirectoryToPath(PathFromUnits(name));
       entries.folders.Add(subfolder);
     } else {
-      entries.files.Add(folder.CreateFilePath(NameInPath(name)));
+      entries.files.Add(folder.CreateFilePath(PathFromUnits(name)));
     }
   });
   COrvikDirectoryPath::SortPaths(entries.folders);

@@ -73,10 +73,4 @@ OSErr WalkFolder(const COrvikDirectoryPath& folder,
   return FSCloseIterator(iterator);
 }
 
-CAtlString NameInPath(std::u16string_view name) {
-  CAtlString text(name);
-  text.Replace(u'\\', char16_t{0xDC5C});
-  return text;
-}
-
 }  // namespace orvik

@@ -17,8 +17,4 @@ namespace orvik {
 OSErr WalkFolder(const COrvikDirectoryPath& folder,
                  const std::function<void(std::u16string_view name, bool is_folder)>& visit);
 
-// An entry's name as a component of a path value. Path values turn "\" into "/"; a "\" of a name on
-// disk is kept from that as the unit U+DC5C (host/file_names.h).
-CAtlString NameInPath(std::u16string_view name);
-
 }  // namespace orvik

@@ -28,8 +28,14 @@ std::optional<std::string> PathForLibc(const CAtlString& path) {
   return bytes;
 }
 
+CAtlString PathFromUnits(std::u16string_view units) {
+  CAtlString path(units);
+  path.Replace(u'\\', char16_t{0xDC5C});
+  return path;
+}
+
 CAtlString PathFromBytes(std::string_view bytes) {
-  return CAtlString(std::u16string_view(host::FileNameFromBytes(bytes)));
+  return PathFromUnits(host::FileNameFromBytes(bytes));
 }
 
 }  // namespace orvik

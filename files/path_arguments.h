@@ -1,4 +1,4 @@
-// Paths on their way out of the path values.
+// Paths on their way into and out of the path values.
 #pragma once
 
 #include <optional>
@@ -17,7 +17,9 @@ const char16_t* PathArgument(const CAtlString& path);
 // of the path only is found.
 std::optional<std::string> PathForLibc(const CAtlString& path);
 
-// The path of a file of the platform.
+// A path or a name on disk as text for a path value. Path values turn "\" into "/"; a "\" that is
+// on disk is kept from that as the unit U+DC5C (host/file_names.h).
+CAtlString PathFromUnits(std::u16string_view units);
 CAtlString PathFromBytes(std::string_view bytes);
 
 }  // namespace orvik

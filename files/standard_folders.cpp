@@ -53,7 +53,7 @@ COrvikDirectoryPath COrvikDirectoryPath::GetTempDirectoryPath() {
     buffer.resize(std::size_t{length} + 1);
     GetTempPath(length + 1, buffer.data());
   }
-  return COrvikDirectoryPath(CAtlString(buffer.data()));
+  return COrvikDirectoryPath(PathFromUnits(buffer.data()));
 }
 
 COrvikDirectoryPath COrvikDirectoryPath::GetORVIKDirectoryPath() {

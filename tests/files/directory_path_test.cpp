@@ -9,6 +9,7 @@
 #include <set>
 
 #include "files/directory_manipulator.h"
+#include "files/file_manipulator.h"
 #include "tests/files/support.h"
 
 namespace orvik {
@@ -230,6 +231,22 @@ TEST_F(DirectoryPathOnDisk, ProcessesThatAskAtOnceGetFilesOfTheirOwn) {
     const Names made = Files(temporary ? u"t*" : u"R*");
     EXPECT_EQ(made.size(), std::size_t{kProcesses});
   }
+}
+
+TEST_F(DirectoryPathOnDisk, FoldersThatThePlatformNamesMayHoldABackslash) {
+  const std::filesystem::path home = env_.home() / "back\\slash";
+  std::filesystem::create_directories(home / "Documents");
+  setenv("HOME", home.c_str(), 1);
+  setenv("TMPDIR", (home / "t").c_str(), 1);
+  EXPECT_EQ(*host::FileNameToBytes(Units(CFileManipulator::GetSpecialDirectory(5, u""))),
+            home / "Documents");
+  EXPECT_EQ(*host::FileNameToBytes(Units(COrvikDirectoryPath::GetTempDirectoryPath())), home / "t");
+  test::WriteFile(home / "file", "x");
+  EXPECT_TRUE(CFileManipulator::DeleteFile(
+      COrvikFilePath(CFileManipulator::GetSpecialDirectory(5, u"").GetDirectoryPathString() +
+                     u"/../file"),
+      FALSE, TRUE));
+  EXPECT_TRUE(test::Stands(home / ".local/share/Trash/info/file.trashinfo"));
 }
 
 TEST_F(DirectoryPathOnDisk, FindsTheTemporaryFolder) {
