@@ -12,6 +12,7 @@
 #include "platform/core_foundation/date.h"
 #include "platform/core_foundation/date_formatter.h"
 #include "platform/core_foundation/user_notification.h"
+#include "platform/host/file_names.h"
 
 namespace orvik {
 namespace {
@@ -53,18 +54,38 @@ bool IsTaken(const COrvikFilePath& target) {
   return target.FileExists() != FALSE || !bytes || TrashNameIsTaken(*bytes);
 }
 
-// The name for a file in the trash; the empty path when none can be made.
-COrvikFilePath FreeTrashName(const COrvikFilePath& file, const COrvikDirectoryPath& trash) {
-  COrvikFilePath target = trash.CreateFilePath(file.GetFileName());
+// The file's name with `addition` before the extension. One that is too long for the trash loses
+// characters before that, and the extension when it alone is too long.
+CAtlString NameInTrash(const COrvikFilePath& file, const CAtlString& addition) {
+  const auto is_too_long = [](const CAtlString& name) {
+    const std::optional<std::string> bytes = host::FileNameToBytes(name.View());
+    return bytes && bytes->size() > kLongestTrashName;
+  };
+  CAtlString base = file.GetBaseFileName();
+  CAtlString end = addition + file.GetFileExtension();
+  if (is_too_long(end)) {
+    base = file.GetFileName();
+    end = addition;
+  }
+  while (!base.IsEmpty() && is_too_long(base + end)) {
+    const bool is_half = (base.View().back() & 0xFC00) == 0xDC00 && base.GetLength() > 1 &&
+                         (base[base.GetLength() - 2] & 0xFC00) == 0xD800;
+    base.Truncate(base.GetLength() - (is_half ? 2 : 1));
+  }
+  return base + end;
+}
+
+// The place for a file in the trash; the empty path when none can be made.
+COrvikFilePath FreePlaceInTrash(const COrvikFilePath& file, const COrvikDirectoryPath& trash) {
+  COrvikFilePath target = trash.CreateFilePath(NameInTrash(file, u""));
   if (!IsTaken(target)) return target;
   const std::optional<CAtlString> stamp = TimeStamp();
   if (!stamp) return {};
-  const CAtlString base = file.GetBaseFileName() + u' ' + *stamp;
-  target = trash.CreateFilePath(base + file.GetFileExtension());
+  CAtlString addition = u' ' + *stamp;
+  target = trash.CreateFilePath(NameInTrash(file, addition));
   for (unsigned number = 1; IsTaken(target); ++number) {
-    CAtlString numbered = base;
-    numbered.AppendFormat(u"-%u", number);
-    target = trash.CreateFilePath(numbered + file.GetFileExtension());
+    addition.Format(u" %s-%u", stamp->GetString(), number);
+    target = trash.CreateFilePath(NameInTrash(file, addition));
   }
   return target;
 }
@@ -130,7 +151,7 @@ BOOL CFileManipulator::DeleteFile(const COrvikFilePath& file, BOOL ask, BOOL to_
   }
   COrvikDirectoryPath trash;
   if (GetTrashPathForFile(file, trash) == FALSE) return DeleteFile(file);
-  const COrvikFilePath target = FreeTrashName(file, trash);
+  const COrvikFilePath target = FreePlaceInTrash(file, trash);
   return target.IsEmptyPath() == FALSE && MoveFileTo(file, target) != FALSE;
 }
 

@@ -69,7 +69,8 @@ class CFileManipulator {
   static BOOL DeleteFile(const COrvikFilePath& file);
   // With `ask` only after the user said so. With `to_trash` the file goes to the trash of its
   // volume, which is made when there is none, under a name that is free there ("notes
-  // 14-05-09.txt", then "notes 14-05-09-1.txt", ...); a volume that can have no trash deletes.
+  // 14-05-09.txt", then "notes 14-05-09-1.txt", ...); a name of more than 245 bytes is shortened
+  // there, its info file keeps the whole of it. A volume that can have no trash deletes.
   static BOOL DeleteFile(const COrvikFilePath& file, BOOL ask, BOOL to_trash);
 
   // The trash folder of the volume an existing file lies on; FALSE when there is none.

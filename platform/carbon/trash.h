@@ -15,6 +15,9 @@
 
 namespace orvik {
 
+// A longer name, in bytes, leaves no room for that of its info file.
+inline constexpr std::size_t kLongestTrashName = 255 - std::string_view(".trashinfo").size();
+
 // The "files" folder of the volume's trash. With `create` it is made when missing (mode 0700, with
 // its "info"); without, fnfErr when there is none. A trash that belongs to someone else or cannot
 // be written is refused, on a volume also one that is a link.

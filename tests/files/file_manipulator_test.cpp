@@ -20,7 +20,7 @@ using test::Units;
 
 class FileManipulator : public test::EnvironmentTest {
  protected:
-  fs::path At(const char* name) const { return env_.folder() / "work" / name; }
+  fs::path At(const fs::path& name) const { return env_.folder() / "work" / name; }
 
   void SetUp() override { fs::create_directory(At("")); }
 };
@@ -248,6 +248,34 @@ TEST_F(FileManipulator, ThrowsAwayUnderANameThatIsFree) {
   EXPECT_EQ(shapes.count("notes.txt"), 1u);
   EXPECT_GE(shapes.count("notes 99-99-99.txt"), 1u);
   EXPECT_EQ(shapes.count("notes 99-99-99.txt") + shapes.count("notes 99-99-99-9.txt"), 3u);
+}
+
+TEST_F(FileManipulator, ThrowsAwayLongNamesShortened) {
+  unsetenv("XDG_DATA_HOME");
+  const fs::path trash = env_.home() / ".local/share/Trash";
+  std::string letters, emoji;
+  while (letters.size() < 251) letters += 'n';
+  while (emoji.size() < 252) emoji += "\xF0\x9F\x98\x80";
+  const struct {
+    std::string name, in_trash;
+  } cases[] = {{letters + ".txt", letters.substr(0, 241) + ".txt"},
+               {letters + ".txt", letters.substr(0, 232) + " 99-99-99.txt"},
+               {emoji, emoji.substr(0, 244)},
+               {"a." + letters, "a." + letters.substr(0, 243)}};
+  for (const auto& [name, in_trash] : cases) {
+    test::WriteFile(At(name), "x");
+    EXPECT_TRUE(CFileManipulator::DeleteFile(File(At(name)), FALSE, TRUE)) << name;
+    bool found = false;
+    for (const fs::directory_entry& entry : fs::directory_iterator(trash / "files")) {
+      const std::string kept = entry.path().filename().string();
+      if (test::DigitsAsNines(kept) != in_trash) continue;
+      found = true;
+      std::string original = test::ReadFile(trash / "info" / (kept + ".trashinfo"));
+      if (name == emoji) continue;  // percent-encoded
+      EXPECT_NE(original.find(At(name).string() + "\n"), std::string::npos);
+    }
+    EXPECT_TRUE(found) << in_trash;
+  }
 }
 
 TEST_F(FileManipulator, ThrowsAwayALinkAndNotWhatItPointsTo) {
