@@ -17,10 +17,7 @@ constexpr std::size_t kPrefixUnits = 3;
 
 std::u16string_view StartOfPrefix(const char16_t* prefix) {
   if (prefix == nullptr) return {};
-  std::u16string_view start = std::u16string_view(prefix).substr(0, kPrefixUnits);
-  // Half of a surrogate pair is in no file's name.
-  if (!start.empty() && (start.back() & 0xFC00) == 0xD800) start.remove_suffix(1);
-  return start;
+  return std::u16string_view(prefix).substr(0, kPrefixUnits);
 }
 
 std::u16string Decimal(DWORD number) {

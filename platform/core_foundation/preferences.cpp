@@ -56,6 +56,7 @@ std::optional<std::string> DomainName(CFStringRef domain) {
   const std::u16string units = domain->ToUnits();
   std::optional<std::string> name = host::FileNameToBytes(units);
   if (!name || name->size() > kPreferencesMaximumDomainBytes) return std::nullopt;
+  if (host::FileNameFromBytes(*name) != units) return std::nullopt;  // a lone surrogate
   std::string_view rest = *name;
   for (std::size_t slash = 0; slash != std::string_view::npos;) {
     slash = rest.find('/');

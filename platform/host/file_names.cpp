@@ -89,10 +89,13 @@ std::optional<std::string> FileNameToBytes(std::u16string_view name) {
     if (character >= 0xD800 && character <= 0xDFFF) {
       const bool paired = character < 0xDC00 && i + 1 < name.size() && name[i + 1] >= 0xDC00 &&
                           name[i + 1] <= 0xDFFF;
-      if (!paired) return std::nullopt;
-      character = 0x10000 + ((character - 0xD800) << 10) + (name[++i] - 0xDC00u);
-      bytes += static_cast<char>(0xF0 | character >> 18);
-      bytes += static_cast<char>(0x80 | (character >> 12 & 0x3F));
+      if (paired) {
+        character = 0x10000 + ((character - 0xD800) << 10) + (name[++i] - 0xDC00u);
+        bytes += static_cast<char>(0xF0 | character >> 18);
+        bytes += static_cast<char>(0x80 | (character >> 12 & 0x3F));
+      } else {
+        bytes += static_cast<char>(0xE0 | character >> 12);
+      }
     } else if (character < 0x800) {
       bytes += static_cast<char>(0xC0 | character >> 6);
       bytes += static_cast<char>(0x80 | (character & 0x3F));

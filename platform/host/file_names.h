@@ -8,6 +8,9 @@
 // Path values turn "\" into "/", so what hands a name on to one writes U+DC5C for a "\" in it. That
 // unit becomes "\" here and is never made here.
 //
+// Any other lone surrogate becomes the three bytes UTF-8 would have for it. They are no well-formed
+// UTF-8, so the file is listed as three units that turn into the same bytes.
+//
 //   "caf\xC3\xA9"  <->  u"café"
 //   "caf\xE9"      <->  u"caf\xDCE9"
 #pragma once
@@ -21,8 +24,7 @@ namespace orvik::host {
 // Never fails.
 std::u16string FileNameFromBytes(std::string_view bytes);
 
-// Works for whole paths too. Nothing when the text holds NUL or any other lone surrogate: no file
-// can have that name.
+// Works for whole paths too. Nothing when the text holds NUL: no file can have that name.
 std::optional<std::string> FileNameToBytes(std::u16string_view name);
 
 }  // namespace orvik::host

@@ -23,9 +23,15 @@ TEST_F(WindowsTempNamesTest, GivesTheFirstFreeNumber) {
   EXPECT_FALSE(std::filesystem::exists(env_.temp() / "abc7"));
   EXPECT_EQ(GetTempFileName((folder + u"/").c_str(), nullptr, 0, buffer), 0u);
   EXPECT_EQ(std::u16string(buffer), folder + u"/0");
-  // The prefix is not cut within a character.
-  EXPECT_EQ(GetTempFileName(folder.c_str(), u"ab\U0001F600", 1, buffer), 1u);
-  EXPECT_EQ(std::u16string(buffer), folder + u"/ab1");
+  // Half a character of the prefix is part of the name, and the file can be made.
+  for (const DWORD expected : {1u, 2u}) {
+    EXPECT_EQ(GetTempFileName(folder.c_str(), u"ab\U0001F600", 1, buffer), expected);
+    EXPECT_EQ(std::u16string(buffer).substr(folder.size()),
+              std::u16string({u'/', u'a', u'b', 0xD83D, static_cast<char16_t>(u'0' + expected)}));
+    const HANDLE made = CreateFile(buffer, 0, 1, nullptr, CREATE_NEW, 0, nullptr);
+    EXPECT_NE(made, INVALID_HANDLE_VALUE);
+    CloseHandle(made);
+  }
 }
 
 TEST_F(WindowsTempNamesTest, APathThatDoesNotFitIsNotCut) {

@@ -31,11 +31,16 @@ TEST(FileNames, EveryByteStringComesBack) {
   EXPECT_EQ(FileNameFromBytes("caf\xE9"), std::u16string(u"caf") + char16_t{0xDCE9});
 }
 
-TEST(FileNames, TextThatNoFileCanHaveIsRefused) {
+TEST(FileNames, LoneSurrogatesNameAFileThatCanBeListed) {
+  for (const char16_t unit : {0xD800, 0xD83D, 0xDBFF, 0xDC00, 0xDC7F, 0xDD00, 0xDFFF}) {
+    const std::u16string name{u'a', unit, u'x'};
+    const std::optional<std::string> bytes = FileNameToBytes(name);
+    ASSERT_TRUE(bytes);
+    EXPECT_EQ(bytes->size(), 5u);
+    EXPECT_EQ(FileNameToBytes(FileNameFromBytes(*bytes)), bytes);
+  }
+  EXPECT_EQ(FileNameToBytes(std::u16string{0xD83D}), "\xED\xA0\xBD");
   EXPECT_FALSE(FileNameToBytes(std::u16string_view(u"a\0b", 3)));
-  EXPECT_FALSE(FileNameToBytes(std::u16string{0xD83D}));
-  EXPECT_FALSE(FileNameToBytes(std::u16string{0xD83D, u'x'}));
-  EXPECT_FALSE(FileNameToBytes(std::u16string{0xDC7F}));
   EXPECT_EQ(FileNameToBytes(u""), "");
 }
 

@@ -49,13 +49,8 @@ TEST_F(FilesTest, CreatesFilesAndFolders) {
 }
 
 TEST_F(FilesTest, ImpossibleNamesAreRefusedAndNeverCut) {
-  const std::u16string names[] = {u"",
-                                  u".",
-                                  u"..",
-                                  u"a/b",
-                                  std::u16string(256, u'n'),
-                                  std::u16string{u'a', 0xD800},
-                                  std::u16string{u'a', u'\0'}};
+  const std::u16string names[] = {
+      u"", u".", u"..", u"a/b", std::u16string(256, u'n'), std::u16string{u'a', u'\0'}};
   for (const std::u16string& name : names) EXPECT_EQ(CreateFile(name), bdNamErr) << name.size();
   // 255 units, but more bytes than the disk takes.
   EXPECT_NE(CreateFile(std::u16string(255, u'\u20ac')), noErr);
