@@ -26,6 +26,10 @@ FileDomainStore::FileDomainStore(PreferenceFile file, StorePurpose purpose)
   }
 }
 
+FileDomainStore::~FileDomainStore() {
+  host::TakeBack(kept_, file_.path());
+}
+
 void FileDomainStore::TakeLock(StorePurpose purpose) {
   constexpr int kMilliseconds = 10000;
   if (purpose == StorePurpose::kCreate) {
@@ -79,6 +83,9 @@ PrefStatus FileDomainStore::Save() {
   }
   const PrefStatus status = file_.Save(root_);
   changed_ = !status.ok();
+  if (status.ok()) {
+    kept_ = {};
+  }
   return status;
 }
 

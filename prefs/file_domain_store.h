@@ -14,6 +14,8 @@ namespace orvik {
 class FileDomainStore : public DomainStore {
  public:
   FileDomainStore(const EffectiveDomain& domain, StorePurpose purpose);
+  // Unless the new one was saved, a file that was kept aside is put back.
+  ~FileDomainStore() override;
 
   // False when another process kept the file from being changed for too long; nothing was read.
   bool opened() const { return opened_; }
@@ -24,7 +26,7 @@ class FileDomainStore : public DomainStore {
   PrefStatus StartAnew();
 
   // Where StartAnew kept the old file.
-  const std::string& kept() const { return kept_; }
+  const std::string& kept() const { return kept_.path; }
 
   // Puts these entries, which become the store's own, in the place of all others.
   void ReplaceEntries(CAutoCFRelease<CFMutableDictionaryRef> entries);
@@ -47,7 +49,7 @@ class FileDomainStore : public DomainStore {
   host::FileLock lock_;
   bool opened_ = true;
   bool changed_ = false;
-  std::string kept_;
+  host::KeptFile kept_;
   CAutoCFRelease<CFMutableDictionaryRef> root_;
 };
 

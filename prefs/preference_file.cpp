@@ -1,7 +1,6 @@
 #include "prefs/preference_file.h"
 
 #include <cerrno>
-#include <cstdio>
 
 #include "files/directory_manipulator.h"
 #include "files/directory_path.h"
@@ -89,40 +88,20 @@ PrefStatus PreferenceFile::status() const {
   return PrefStatus::Ok();
 }
 
-PrefStatus PreferenceFile::KeepAside(std::string* kept_path) const {
-  constexpr int kMaximumCopies = 1000;
-  const std::string original = path();
-  for (int number = 1; number <= kMaximumCopies; ++number) {
-    const std::string kept =
-        original + (number == 1 ? ".damaged" : ".damaged-" + std::to_string(number));
-    const CAutoCFRelease<CFURLRef> url = FileUrl(kept);
-    if (!url) {
-      break;
-    }
-    OSStatus status = 0;
-    const CAutoCFRelease<CFDataRef> present = ReadBytes(url, &status);
-    if (present && bytes_ && CFEqual(present, bytes_)) {
-      *kept_path = kept;
+PrefStatus PreferenceFile::KeepAside(host::KeptFile* kept) const {
+  if (bytes_) {
+    *kept = host::KeepBeside(path(), bytes_.Get()->View(), host::Flush::kToDisk);
+    return PrefStatusFromSave(host::StatusFromErrno(kept->error));
+  }
+  // Only a refused read stands for a whole file behind it; after any other failure the file may
+  // be readable again, so it stays where it is.
+  if (PrefStatusFromSave(read_status_).error == PrefError::kNotPermitted) {
+    *kept = host::MoveBeside(path());
+    if (kept->error == 0) {
       return PrefStatus::Ok();
     }
-    if (present || status != fnfErr) {
-      continue;
-    }
-    *kept_path = kept;
-    if (bytes_) {
-      SInt32 code = 0;
-      CFURLWriteDataAndPropertiesToResource(url, bytes_, nullptr, &code);
-      return PrefStatusFromSave(code);
-    }
-    // Only a refused read stands for a whole file behind it; after any other failure the file may
-    // be readable again, so it stays where it is.
-    if (PrefStatusFromSave(read_status_).error != PrefError::kNotPermitted ||
-        std::rename(original.c_str(), kept.c_str()) != 0) {
-      return {PrefError::kUnreadable, read_status_};
-    }
-    return PrefStatus::Ok();
   }
-  return {PrefError::kNotSaved};
+  return {PrefError::kUnreadable, read_status_};
 }
 
 PrefStatus PreferenceFile::Save(CFPropertyListRef root) const {

@@ -6,6 +6,7 @@
 #include "platform/core_foundation/data.h"
 #include "platform/core_foundation/property_list.h"
 #include "platform/core_foundation/url.h"
+#include "platform/host/keep_beside.h"
 #include "prefs/auto_release.h"
 #include "prefs/pref_status.h"
 #include "prefs/scope.h"
@@ -35,10 +36,9 @@ class PreferenceFile {
   // The contents as a result: kEntries is ok.
   PrefStatus status() const;
 
-  // Keeps a file that is no property list of entries beside its place, as "<file>.damaged" or with
-  // a number after it, so that it can be replaced: what was read is copied, what could not be read
-  // for want of rights is renamed. Gives the path of the copy.
-  PrefStatus KeepAside(std::string* kept_path) const;
+  // Keeps a file that is no property list of entries beside its place (host/keep_beside.h), so that
+  // it can be replaced. What could not be read for want of rights is moved there.
+  PrefStatus KeepAside(host::KeptFile* kept) const;
 
   // Writes the property list as the whole file, making the folder that holds it. The system status
   // is coreFoundationUnknownErr when the folder cannot be made or the value cannot be serialised.

@@ -118,13 +118,16 @@ PrefRepair RepairDomain(int scope, const CAtlString& domain) {
   if (repair.status = store.StartAnew(); !repair.status.ok()) {
     return repair;
   }
-  repair.kept_copy = store.kept();
+  const std::string kept = store.kept();
   if (!entries) {
     entries = NewDictionary();
   }
   repair.entries = static_cast<int>(CFDictionaryGetCount(entries));
   store.ReplaceEntries(std::move(entries));
   repair.status = store.Save();
+  if (repair.status.ok()) {
+    repair.kept_copy = kept;
+  }
   return repair;
 }
 

@@ -139,7 +139,12 @@ bool LockGlobalSharedPList(const CAtlString& domain) {
     {
       const RecordLock lock(record);
       if (lock.may_change() && !record.IsHeld()) {
-        record.Take();
+        try {
+          record.Take();
+        } catch (...) {
+          record.Release();
+          throw;
+        }
         return true;
       }
     }

@@ -20,6 +20,7 @@
 
 #include "platform/carbon/fsref_internal.h"
 #include "platform/host/at_path.h"
+#include "platform/host/descriptor.h"
 #include "platform/host/errno_status.h"
 #include "platform/host/name_spelling.h"
 #include "platform/host/system_root.h"
@@ -193,9 +194,10 @@ int MakeReference(std::string_view given, Leaf leaf, Hold hold, FSRef* ref, stru
     if (const int error = StatPath(path, leaf, &info)) return error;
     NoteReference(std::move(path), info, ref);
   } else {
-    const int descriptor = OpenPath(path, O_PATH | (leaf == Leaf::kKeep ? O_NOFOLLOW : 0));
-    if (descriptor < 0) return errno;
-    auto anchor = std::make_shared<FSRefAnchor>(descriptor);
+    host::Descriptor opened(OpenPath(path, O_PATH | (leaf == Leaf::kKeep ? O_NOFOLLOW : 0)));
+    if (!opened) return errno;
+    auto anchor = std::make_shared<FSRefAnchor>(opened.get());
+    const int descriptor = opened.Give();
     if (const int error = StatDescriptor(descriptor, &info)) return error;
     bool renamed = dots;
     if (leaf == Leaf::kFollow && !dots) {

@@ -1,8 +1,6 @@
 #include "platform/core_foundation/preference_domain.h"
 
-#include <fcntl.h>
 #include <time.h>
-#include <unistd.h>
 
 #include <cerrno>
 #include <functional>
@@ -133,8 +131,9 @@ OSStatus PreferenceDomain::Save() {
     DropChanges();
     return noErr;
   }
+  host::KeptFile kept;
   if (contents_ == Contents::kDamaged) {
-    if (const int error = KeepDamagedFile()) return host::StatusFromErrno(error);
+    if (const int error = KeepDamagedFile(&kept)) return host::StatusFromErrno(error);
   }
   // Until the file is written the entries here are not the ones in it.
   is_loaded_ = false;
@@ -144,7 +143,10 @@ OSStatus PreferenceDomain::Save() {
   const host::ReplaceResult result = host::ReplaceFile(file_, bytes->View(), flush_);
   const std::size_t hash = HashOf(bytes->View());
   CFRelease(bytes);
-  if (result.error != 0) return host::StatusFromErrno(result.error);
+  if (result.error != 0) {
+    host::TakeBack(kept, file_);
+    return host::StatusFromErrno(result.error);
+  }
   contents_ = Contents::kEntries;
   seen_ = result.identity;
   bytes_hash_ = hash;
@@ -155,22 +157,11 @@ OSStatus PreferenceDomain::Save() {
   return noErr;
 }
 
-// Gives the damaged file a second name, or copies it where that cannot be done.
-int PreferenceDomain::KeepDamagedFile() const {
-  constexpr int kMaximumCopies = 1000;
+int PreferenceDomain::KeepDamagedFile(host::KeptFile* kept) const {
   std::string bytes;
   if (const int error = host::ReadWholeFile(file_, &bytes)) return error;
-  if (bytes.empty()) return 0;
-  for (int number = 1; number <= kMaximumCopies; ++number) {
-    const std::string kept =
-        file_ + (number == 1 ? ".damaged" : ".damaged-" + std::to_string(number));
-    if (linkat(AT_FDCWD, file_.c_str(), AT_FDCWD, kept.c_str(), AT_SYMLINK_FOLLOW) == 0) return 0;
-    std::string present;
-    const int error = host::ReadWholeFile(kept, &present);
-    if (error == ENOENT) return host::ReplaceFile(kept, bytes, flush_).error;
-    if (error == 0 && present == bytes) return 0;
-  }
-  return EEXIST;
+  if (!bytes.empty()) *kept = host::KeepBeside(file_, bytes, flush_);
+  return kept->error;
 }
 
 }  // namespace orvik

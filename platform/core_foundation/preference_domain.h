@@ -7,6 +7,7 @@
 #include "platform/core_foundation/base.h"
 #include "platform/foundation/dictionary.h"
 #include "platform/host/file_identity.h"
+#include "platform/host/keep_beside.h"
 #include "platform/host/replace_file.h"
 
 namespace orvik {
@@ -44,7 +45,7 @@ class PreferenceDomain {
   bool IsAsSeen() const;
   void Load();
   void Parse(std::string bytes);
-  int KeepDamagedFile() const;
+  int KeepDamagedFile(host::KeptFile* kept) const;
 
   std::string file_;
   host::Flush flush_;

@@ -203,8 +203,10 @@ class PassingFile {
       constexpr int kFlags = O_RDWR | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC;
       file_ = Descriptor(openat(folder_, name.c_str(), kFlags, mode));
       if (!file_) return errno;
-      // Between the making and the lock another may have taken the file for an abandoned one.
-      return flock(file_.get(), LOCK_EX | LOCK_NB) == 0 && IsNamed(file_.get(), name) ? 0 : EEXIST;
+      // Between the making and the lock another may have taken the file for an abandoned one. Where
+      // there are no locks nobody takes it.
+      const bool is_taken = flock(file_.get(), LOCK_EX | LOCK_NB) != 0 && errno == EWOULDBLOCK;
+      return !is_taken && IsNamed(file_.get(), name) ? 0 : EEXIST;
     });
   }
 
@@ -283,7 +285,8 @@ int ReadWholeFile(const std::string& path, std::string* content, FileIdentity* i
   }
 }
 
-ReplaceResult ReplaceFile(const std::string& path, std::string_view content, Flush flush) {
+ReplaceResult ReplaceFile(const std::string& path, std::string_view content, Flush flush,
+                          const std::string& model) {
   ReplaceResult result;
   const auto fail = [&result](int error) {
     result.error = error;
@@ -309,12 +312,21 @@ ReplaceResult ReplaceFile(const std::string& path, std::string_view content, Flu
     }
   }
 
+  Descriptor model_file;
+  bool is_modelled = exists;
+  if (!exists && !model.empty() && stat(model.c_str(), &old) == 0) {
+    model_file = Descriptor(open(model.c_str(), O_RDONLY | kOpenFlags));
+    is_modelled = true;
+  }
+
   const Descriptor folder(open(FolderOf(target).c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
   if (!folder) return fail(errno);
   PassingFile file(folder.get(), NameOf(target));
-  if (const int error = file.Make(exists ? old.st_mode & 0666 : 0666)) return fail(error);
+  if (const int error = file.Make(is_modelled ? old.st_mode & 0666 : 0666)) return fail(error);
   if (const int error = WriteAll(file.descriptor(), content)) return fail(error);
-  if (exists) KeepProperties(old_file.get(), old, file.descriptor());
+  if (is_modelled) {
+    KeepProperties((exists ? old_file : model_file).get(), old, file.descriptor());
+  }
   StampTime(file.descriptor());
   if (flush == Flush::kToDisk && fsync(file.descriptor()) != 0) return fail(errno);
   if (const int error = file.Arrive(flush == Flush::kNone ? old_file.get() : -1))

@@ -38,6 +38,7 @@ struct ReplaceResult {
 // Makes the file hold the content. The file's folder must exist.
 //
 // - A file that holds the content already is not touched.
+// - A new file takes its properties from the model, if there is one, as it would from an old one.
 // - Of an existing file the mode, and the owner, group and extended attributes as far as the rights
 //   allow, are kept; its other hard links keep the old content. A new file has mode 0666 less the
 //   umask.
@@ -45,7 +46,7 @@ struct ReplaceResult {
 // - A file that the caller may not write is EACCES, as it would be for open; what is no regular
 //   file is EISDIR or EINVAL.
 ReplaceResult ReplaceFile(const std::string& path, std::string_view content,
-                          Flush flush = Flush::kToDisk);
+                          Flush flush = Flush::kToDisk, const std::string& model = {});
 
 // Makes the file hold the content by writing into it, following links: 0 or an error number, after
 // which the file may hold a part.

@@ -1,0 +1,66 @@
+#include "platform/host/keep_beside.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+
+#include "platform/host/move_file.h"
+
+namespace orvik::host {
+
+namespace {
+
+constexpr int kMaximumNames = 1000;
+
+std::string NameBeside(const std::string& file, int number) {
+  return file + (number == 1 ? ".damaged" : ".damaged-" + std::to_string(number));
+}
+
+}  // namespace
+
+KeptFile KeepBeside(const std::string& file, std::string_view content, Flush flush) {
+  for (int number = 1; number <= kMaximumNames; ++number) {
+    KeptFile kept{0, NameBeside(file, number), true};
+    const char* const name = kept.path.c_str();
+    if (linkat(AT_FDCWD, file.c_str(), AT_FDCWD, name, AT_SYMLINK_FOLLOW) == 0) return kept;
+    std::string present;
+    const int error = ReadWholeFile(kept.path, &present);
+    if (error == ENOENT) {
+      kept.error = ReplaceFile(kept.path, content, flush, file).error;
+      return kept;
+    }
+    kept.made = false;
+    if (error == 0 && present == content) return kept;
+  }
+  return {EEXIST, {}, false};
+}
+
+KeptFile MoveBeside(const std::string& file) {
+  for (int number = 1; number <= kMaximumNames; ++number) {
+    KeptFile kept{0, NameBeside(file, number), true};
+    kept.error = MoveWithoutReplacing(file, kept.path);
+    if (kept.error != EEXIST) return kept;
+  }
+  return {EEXIST, {}, false};
+}
+
+void TakeBack(const KeptFile& kept, const std::string& file) {
+  if (!kept.made || kept.error != 0) return;
+  std::string old, present;
+  struct stat record, kept_record;
+  if (lstat(file.c_str(), &record) != 0) {
+    if (errno == ENOENT) MoveWithoutReplacing(kept.path, file);
+    return;
+  }
+  const bool same = stat(file.c_str(), &record) == 0 &&
+                    stat(kept.path.c_str(), &kept_record) == 0 &&
+                    record.st_dev == kept_record.st_dev && record.st_ino == kept_record.st_ino;
+  if (same || (ReadWholeFile(file, &present) == 0 && ReadWholeFile(kept.path, &old) == 0 &&
+               old == present)) {
+    unlink(kept.path.c_str());
+  }
+}
+
+}  // namespace orvik::host

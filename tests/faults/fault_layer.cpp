@@ -1,0 +1,89 @@
+#include "tests/faults/fault_layer.h"
+
+#include <signal.h>
+#include <unistd.h>
+
+#include <cerrno>
+
+namespace orvik::test {
+
+namespace {
+
+struct State {
+  const FaultPlan* plan = nullptr;
+  int met = 0;
+  FaultReport report;
+};
+thread_local State state;
+
+bool CostsRoom(Call call) {
+  return call == Call::kMake || call == Call::kWrite;
+}
+
+// The error of a call under a fault; 0 when the fault cannot hit it.
+int ErrorOf(Fault fault, Call call) {
+  switch (fault) {
+    case Fault::kInputOutput:
+      return EIO;
+    case Fault::kScarcity:
+      if (call == Call::kOpen) return EMFILE;
+      if (call == Call::kLock) return ENOLCK;
+      return CostsRoom(call) || call == Call::kFlush || call == Call::kRename ? ENOSPC : 0;
+    case Fault::kFullVolume:
+      return CostsRoom(call) ? ENOSPC : 0;
+    case Fault::kInterrupted:
+      return call == Call::kRead || call == Call::kWrite || call == Call::kLock ? EINTR : 0;
+    case Fault::kShortWrite:
+    case Fault::kNoMemory:
+    case Fault::kKill:
+      break;
+  }
+  return 0;
+}
+
+bool CanHit(Fault fault, Call call) {
+  if (fault == Fault::kShortWrite) return call == Call::kWrite;
+  if (fault == Fault::kKill) {
+    return call != Call::kOpen && call != Call::kRead && call != Call::kClose;
+  }
+  return ErrorOf(fault, call) != 0;
+}
+
+// Whether this is the one, or one after it that fails with it.
+bool Strikes() {
+  ++state.met;
+  const bool later = state.plan->fault == Fault::kFullVolume && state.report.struck;
+  return state.met == state.plan->point || later;
+}
+
+}  // namespace
+
+void Arm(const FaultPlan& plan) {
+  state = {&plan, 0, {}};
+}
+
+FaultReport Disarm() {
+  state.plan = nullptr;
+  return state.report;
+}
+
+const FaultPlan* ArmedPlan() {
+  return state.plan;
+}
+
+Verdict Judge(Call call) {
+  if (state.plan == nullptr || !CanHit(state.plan->fault, call) || !Strikes()) return {};
+  state.report = {true, call};
+  const Fault fault = state.plan->fault;
+  if (fault == Fault::kKill && call != Call::kWrite) kill(getpid(), SIGKILL);
+  const bool halves = fault == Fault::kShortWrite || fault == Fault::kKill;
+  return {ErrorOf(fault, call), halves};
+}
+
+bool AllocationFails() {
+  if (state.plan == nullptr || state.plan->fault != Fault::kNoMemory || !Strikes()) return false;
+  state.report = {true, Call::kMake};
+  return true;
+}
+
+}  // namespace orvik::test

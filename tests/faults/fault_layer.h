@@ -1,0 +1,68 @@
+// Makes one system call or allocation of this thread fail, or ends the process in its place.
+//
+// The program that links this defines the C library's entry points itself (fault_calls.cpp) and
+// passes every call on unless the thread is armed and the call is the chosen one. Calls are counted
+// from 1, and only those that the fault can hit. While armed, the superuser is held to the mode of
+// a file as its owner is, and nothing is really flushed.
+#pragma once
+
+namespace orvik::test {
+
+enum class Fault {
+  kInputOutput,  // fails with EIO
+  kScarcity,     // fails for want of room, descriptors or locks
+  kFullVolume,   // this and every later call that costs room fails with ENOSPC
+  kShortWrite,   // a write takes half of its bytes
+  kInterrupted,  // fails with EINTR, as a signal would make it
+  kNoMemory,     // std::bad_alloc or null
+  kKill,         // SIGKILL; a write has taken half of its bytes by then
+};
+
+// What the volume under the operation is like.
+enum class Volume {
+  kUsual,
+  kPlain,  // knows no files without a name and no exchange of names
+  kOther,  // renames lead to another one
+};
+
+// The kind of a call: what may go wrong with it.
+enum class Call {
+  kOpen,
+  kMake,
+  kRead,
+  kWrite,
+  kFlush,
+  kRename,
+  kRemove,
+  kClose,
+  kLock,
+  kAttribute
+};
+
+struct FaultPlan {
+  Fault fault;
+  int point;  // 0: none fails
+  Volume volume = Volume::kUsual;
+};
+
+struct FaultReport {
+  bool struck = false;
+  Call call = Call::kOpen;  // what was struck
+};
+
+// Until Disarm, for the calling thread. The plan must live as long.
+void Arm(const FaultPlan& plan);
+FaultReport Disarm();
+
+// ---- For the entry points ----
+
+struct Verdict {
+  int error = 0;  // fail with it
+  bool short_write = false;
+};
+Verdict Judge(Call call);
+bool AllocationFails();
+// Not null while armed.
+const FaultPlan* ArmedPlan();
+
+}  // namespace orvik::test

@@ -1,0 +1,145 @@
+// Preferences under faults: writers, deleters, transactions, repair, and the shared lock.
+#include <sys/stat.h>
+
+#include <new>
+
+#include "platform/core_foundation/dictionary.h"
+#include "prefs/platform_values.h"
+#include "prefs/preferences.h"
+#include "prefs/reporting.h"
+#include "prefs/shared_lock.h"
+#include "prefs/shared_preference_file.h"
+#include "prefs/transaction.h"
+#include "tests/faults/walk.h"
+#include "tests/support/test_environment.h"
+
+namespace orvik::test {
+namespace {
+
+namespace fs = std::filesystem;
+
+constexpr char kSound[] =
+    "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<plist version=\"1.0\"><dict>"
+    "<key>A</key><dict><key>text</key><string>old</string></dict>"
+    "<key>Other</key><string>kept</string></dict></plist>\n";
+constexpr char kDamaged[] = "<plist version=\"1.0\"><dict><key>A</key><string>old</string>";
+constexpr char16_t kDomain[] = u"com.example.walk";
+
+std::string FileOf(int scope) {
+  return PreferenceFilePath(scope, kDomain);
+}
+
+Told FromStatus(const PrefStatus& status) {
+  return status.ok() ? Told::kDone : Told::kFailed;
+}
+
+Told FromCode(DWORD code) {
+  return code == kPreferenceLockNotObtained ? Told::kFailed : Told::kNothing;
+}
+
+Transaction SetAndDelete(int scope) {
+  Transaction transaction(scope, kDomain);
+  transaction.SetString(u"A/B", u"text", u"new");
+  transaction.SetInt(u"A", u"number", 7);
+  transaction.Delete(u"A", u"text");
+  return transaction;
+}
+
+// A file that could not be read lies beside its place until the new one is there.
+bool LiesBeside(const std::string& path, const std::string* content) {
+  return content == nullptr && fs::exists(Stage() + "/" + path + ".damaged");
+}
+
+std::vector<Operation> Operations() {
+  std::vector<Operation> operations;
+  const auto add = [&operations](std::string name, auto prepare, auto run) -> Operation& {
+    operations.push_back({.name = std::move(name),
+                          .prepare = prepare,
+                          .run = run,
+                          .leftovers = {"*/.*.orvik-[0-3]"}});
+    return operations.back();
+  };
+  const std::pair<int, std::string> kScopes[] = {
+      {kSharedScope, "shared"}, {kUserScope, "user"}, {kMachineScope, "machine"}};
+  for (const auto& [number, name] : kScopes) {
+    const int scope = number;
+    const auto sound = [scope] { WriteFile(FileOf(scope), kSound); };
+    const auto damaged = [scope] {
+      WriteFile(FileOf(scope), kDamaged);
+      chmod(FileOf(scope).c_str(), 0640);
+    };
+    add(name + " string", sound,
+        [scope] { return FromCode(WritePreferenceString(scope, u"A", u"text", u"new", kDomain)); });
+    add(name + " delete", sound,
+        [scope] { return FromCode(DeletePreference(scope, u"A", u"text", kDomain)); });
+    if (scope == kMachineScope) break;  // the rest is as for the user
+    add(
+        name + " number, first of all", [] {},
+        [scope] { return FromCode(WritePreferenceInt(scope, u"A/B", u"number", 7, kDomain)); });
+    add(name + " transaction", sound, [scope] { return FromStatus(SetAndDelete(scope).Commit()); });
+    add(name + " transaction, damaged file", damaged, [scope] {
+      return FromStatus(SetAndDelete(scope).Commit(IfDamaged::kReplace));
+    }).steps = Steps::kWhenKilled;
+  }
+  const int user = kUserScope;
+  Operation& unreadable = add(
+      "user transaction, unreadable file",
+      [] {
+        WriteFile(FileOf(user), kSound);
+        chmod(FileOf(user).c_str(), 0);
+      },
+      [] { return FromStatus(SetAndDelete(user).Commit(IfDamaged::kReplace)); });
+  unreadable.steps = Steps::kWhenKilled;
+  unreadable.also = LiesBeside;
+  add(
+      "user delete key", [] { WriteFile(FileOf(user), kSound); },
+      [] { return FromCode(RecursivePreferenceDelete(user, u"A", kDomain)); });
+  add(
+      "user repair", [] { WriteFile(FileOf(user), kDamaged); },
+      [] { return FromStatus(RepairDomain(user, kDomain).status); })
+      .steps = Steps::kWhenKilled;
+  add(
+      "user string, damaged file", [] { WriteFile(FileOf(user), kDamaged); },
+      [] { return FromCode(WritePreferenceString(user, u"A", u"text", u"new", kDomain)); })
+      .steps = Steps::kWhenKilled;
+  add(
+      "shared string, plain volume", [] { WriteFile(FileOf(kSharedScope), kSound); },
+      [] { return FromCode(WritePreferenceString(kSharedScope, u"A", u"text", u"new", kDomain)); })
+      .volume = Volume::kPlain;
+  add(
+      "shared dictionary", [] { WriteFile(FileOf(kSharedScope), kSound); },
+      [] {
+        const CAutoCFRelease<CFMutableDictionaryRef> value = NewDictionary();
+        CFDictionarySetValue(value, PlatformString(u"k"), PlatformString(u"v"));
+        const CAutoCFRelease<CFStringRef> domain = PlatformString(kDomain);
+        return SavePropertiesToSharedFile(value, domain) == 0 ? Told::kDone : Told::kFailed;
+      });
+  Operation& lock = add(
+      "shared lock", [] {},
+      [] {
+        if (!LockGlobalSharedPList(kDomain)) return Told::kFailed;
+        try {
+          UnlockGlobalSharedPList(kDomain);
+        } catch (const std::bad_alloc&) {
+          UnlockGlobalSharedPList(kDomain);
+          throw;
+        }
+        return Told::kNothing;
+      });
+  lock.volume = Volume::kPlain;
+  return operations;
+}
+
+class PreferenceFaultsTest : public ::testing::TestWithParam<Operation> {};
+
+TEST_P(PreferenceFaultsTest, OldOrNewAndTold) {
+  // Whoever waits for a lock here waits in vain.
+  const SharedLockWait old = ExchangeSharedLockWait([] {});
+  Walk(GetParam());
+  ExchangeSharedLockWait(old);
+}
+
+INSTANTIATE_TEST_SUITE_P(Faults, PreferenceFaultsTest, ::testing::ValuesIn(Operations()));
+
+}  // namespace
+}  // namespace orvik::test

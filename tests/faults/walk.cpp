@@ -1,0 +1,369 @@
+#include "tests/faults/walk.h"
+
+#include <fnmatch.h>
+#include <signal.h>
+#include <sys/mman.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <filesystem>
+#include <fstream>
+#include <iostream>
+#include <new>
+#include <optional>
+
+#include "tests/support/test_environment.h"
+
+// Null without a leak checker.
+extern "C" int __lsan_do_recoverable_leak_check() __attribute__((weak));
+
+namespace orvik::test {
+
+namespace fs = std::filesystem;
+
+namespace {
+
+constexpr int kMostPoints = 5000;
+constexpr int kDeathsAtOnePoint = 2;
+// Allocations are many: past the first ones not every one fails, unless ORVIK_FAULTS_ALL is set.
+constexpr int kEveryAllocation = 30;
+constexpr int kStride = 11;
+
+struct FaultName {
+  Fault fault;
+  const char* name;
+};
+constexpr FaultName kFaults[] = {
+    {Fault::kInputOutput, "EIO"},
+    {Fault::kScarcity, "scarcity"},
+    {Fault::kFullVolume, "full volume"},
+    {Fault::kShortWrite, "short write"},
+    {Fault::kInterrupted, "EINTR"},
+    {Fault::kNoMemory, "no memory"},
+    {Fault::kKill, "kill"},
+};
+constexpr const char* kCalls[] = {"open",   "make",   "read",  "write", "flush",
+                                  "rename", "remove", "close", "lock",  "attribute"};
+
+std::string stage;
+
+void SetStage(const std::string& folder) {
+  stage = folder;
+  const struct {
+    const char* variable;
+    std::string path;
+  } kPlaces[] = {{"ORVIK_SYSTEM_ROOT", InRoot("")}, {"HOME", InHome("")}, {"TMPDIR", InTemp("")}};
+  for (const auto& place : kPlaces) {
+    fs::create_directories(place.path);
+    setenv(place.variable, place.path.c_str(), 1);
+  }
+}
+
+// What a process leaves to its successor.
+struct Progress {
+  int point;
+  int struck;  // points in all
+  int deaths;  // of processes at this point
+  bool running;
+  bool finished;
+};
+
+bool Matches(const std::string& path, const std::string& pattern) {
+  return fnmatch(pattern.c_str(), path.c_str(), 0) == 0;
+}
+
+std::string WithoutDates(const std::string& path, const std::string& content) {
+  // The last line of the file.
+  return path.ends_with(".trashinfo") ? content.substr(0, content.find("DeletionDate=")) : content;
+}
+
+// The record of the shared lock is told apart: the next one to take it tells whether it was sound.
+Snapshot Take() {
+  Snapshot snapshot;
+  for (const auto& entry : fs::recursive_directory_iterator(stage)) {
+    const std::string path = entry.path().string().substr(stage.size() + 1);
+    if (entry.is_symlink()) {
+      snapshot[path] = "link to " + fs::read_symlink(entry.path()).string();
+    } else if (entry.is_regular_file() && !path.ends_with(".lock.plist")) {
+      char mode[8];
+      snprintf(mode, sizeof mode, "%04o ", static_cast<unsigned>(entry.status().permissions()));
+      snapshot[path] = mode + WithoutDates(path, ReadFile(entry.path()));
+    }
+  }
+  return snapshot;
+}
+
+int OpenDescriptors() {
+  int count = 0;
+  for ([[maybe_unused]] const auto& entry : fs::directory_iterator("/proc/self/fd")) ++count;
+  return count;
+}
+
+std::string Start(std::string text) {
+  if (text.size() > 200) text.replace(200, std::string::npos, "...");
+  std::replace(text.begin(), text.end(), '\n', ' ');
+  return text;
+}
+
+// One fault's walk, as a child process carries it on.
+class Walker {
+ public:
+  Walker(const Operation& operation, FaultName fault, const std::string& folder, Progress& progress)
+      : operation_(operation), fault_(fault), folder_(folder), progress_(progress) {}
+
+  // The files before and after the operation; also warms up what is made once in a process.
+  void Learn(Snapshot* old_files, Snapshot* new_files) {
+    Prepare(0);
+    *old_files = Take();
+    RunWithFault(0);
+    *new_files = Take();
+    fs::remove_all(stage);
+  }
+
+  void WalkOn(const Snapshot& old_files, const Snapshot& new_files) {
+    old_ = old_files;
+    new_ = new_files;
+    if (progress_.deaths > 0) AfterDeath();
+    while (!progress_.finished && progress_.point < kMostPoints) {
+      progress_.point += Step();
+      Point();
+    }
+    if (progress_.point == kMostPoints) Find("does not end");
+    if (fault_.fault != Fault::kNoMemory && __lsan_do_recoverable_leak_check != nullptr &&
+        __lsan_do_recoverable_leak_check() != 0) {
+      Find("leaks memory");
+    }
+  }
+
+ private:
+  struct Outcome {
+    Told told = Told::kNothing;
+    bool threw = false;
+    FaultReport report;
+  };
+
+  int Step() const {
+    return fault_.fault == Fault::kNoMemory && progress_.point >= kEveryAllocation &&
+                   getenv("ORVIK_FAULTS_ALL") == nullptr
+               ? kStride
+               : 1;
+  }
+
+  void Prepare(int point) {
+    SetStage(folder_ + "/" + std::to_string(point));
+    operation_.prepare();
+  }
+
+  Outcome RunWithFault(int point) {
+    const FaultPlan plan{fault_.fault, point, operation_.volume};
+    Outcome outcome;
+    Arm(plan);
+    try {
+      outcome.told = operation_.run();
+    } catch (const std::bad_alloc&) {
+      outcome.threw = true;
+    }
+    outcome.report = Disarm();
+    return outcome;
+  }
+
+  void Point() {
+    Prepare(progress_.point);
+    const int descriptors = OpenDescriptors();
+    progress_.running = true;
+    const Outcome outcome = RunWithFault(progress_.point);
+    progress_.running = false;
+    if (!outcome.report.struck) {
+      progress_.finished = true;
+    } else {
+      ++progress_.struck;
+      call_ = kCalls[static_cast<int>(outcome.report.call)];
+      if (OpenDescriptors() != descriptors) Find("leaves a descriptor open");
+      Recover(Judge(outcome));
+    }
+    fs::remove_all(stage);
+  }
+
+  void AfterDeath() {
+    call_ = "death";
+    SetStage(folder_ + "/" + std::to_string(progress_.point));
+    if (progress_.deaths < kDeathsAtOnePoint && fault_.fault == Fault::kKill) {
+      progress_.running = true;
+      RunWithFault(progress_.point);
+      progress_.running = false;
+    }
+    Recover(StateOf(Take(), true));
+    fs::remove_all(stage);
+    progress_.deaths = 0;
+  }
+
+  struct State {
+    bool all_old = true;
+    bool all_new = true;
+  };
+
+  State Judge(const Outcome& outcome) {
+    const Call call = outcome.report.call;
+    const bool may_leave =
+        call == Call::kRemove || (operation_.keeps_leftovers && outcome.told == Told::kFailed);
+    const State state = StateOf(Take(), may_leave || outcome.threw);
+    if (outcome.threw || old_ == new_) return state;
+    if (outcome.told == Told::kDone && !state.all_new) Find("tells success with the old files");
+    const bool late = call == Call::kFlush || call == Call::kClose;
+    if (outcome.told == Told::kFailed && state.all_new && !late) {
+      Find("tells a failure with the new files");
+    }
+    return state;
+  }
+
+  void Recover(const State& state) {
+    const Outcome outcome = RunWithFault(0);
+    if (outcome.told == Told::kFailed && state.all_old) Find("fails the next time");
+    if (!StateOf(Take(), false).all_new) Find("does not give the new files the next time");
+  }
+
+  State StateOf(const Snapshot& files, bool may_leave) {
+    State state;
+    Snapshot all = old_;
+    all.insert(new_.begin(), new_.end());
+    all.insert(files.begin(), files.end());
+    for (const auto& [path, ignored] : all) {
+      const auto present = Find(files, path);
+      const bool is_old = present == Find(old_, path);
+      const bool is_new = present == Find(new_, path);
+      if (!is_old && !is_new) {
+        const bool leftover = IsLeftover(path);
+        if (leftover && may_leave) continue;
+        if (leftover) {
+          Find("leaves " + path);
+        } else if (!IsAlso(path, present)) {
+          Find(present ? "damages " + path + ": " + Start(*present) : "loses " + path);
+        }
+      }
+      state.all_old = state.all_old && is_old;
+      state.all_new = state.all_new && is_new;
+    }
+    const bool in_steps =
+        operation_.steps == Steps::kAlways || (operation_.steps == Steps::kWhenKilled && may_leave);
+    if (!in_steps && !state.all_old && !state.all_new && !operation_.also) {
+      Find("mixes old and new files");
+    }
+    return state;
+  }
+
+  static std::optional<std::string> Find(const Snapshot& files, const std::string& path) {
+    const auto found = files.find(path);
+    return found == files.end() ? std::nullopt : std::optional(found->second);
+  }
+
+  bool IsAlso(const std::string& path, const std::optional<std::string>& present) const {
+    if (!operation_.also) return false;
+    const std::string content = present ? present->substr(5) : std::string();
+    return operation_.also(path, present ? &content : nullptr);
+  }
+
+  bool IsLeftover(const std::string& path) const {
+    return std::any_of(operation_.leftovers.begin(), operation_.leftovers.end(),
+                       [&path](const std::string& pattern) { return Matches(path, pattern); });
+  }
+
+  void Find(const std::string& text) {
+    std::ofstream(folder_ + "/findings", std::ios::app)
+        << progress_.point << ' ' << fault_.name << ", " << call_ << ": " << text << '\n';
+  }
+
+  const Operation& operation_;
+  FaultName fault_;
+  std::string folder_;
+  Progress& progress_;
+  Snapshot old_;
+  Snapshot new_;
+  const char* call_ = "";
+};
+
+// The findings of a walk, each once with the points that show it.
+std::string Findings(const std::string& file) {
+  std::map<std::string, std::string> points;
+  std::ifstream lines(file);
+  std::string point, text;
+  while (lines >> point && std::getline(lines, text)) points[text] += ' ' + point;
+  std::string findings;
+  for (const auto& [finding, at] : points) findings += finding + " at" + at + '\n';
+  return findings;
+}
+
+// The exit status of a child that carries the walk on, or minus the signal that ended it.
+int WalkInChild(Walker& walker, FaultName fault, const Snapshot& old_files,
+                const Snapshot& new_files) {
+  const pid_t child = fork();
+  if (child == 0) {
+    // The end by an exception that nobody catches is loud.
+    if (fault.fault == Fault::kNoMemory) {
+      static_cast<void>(freopen("/dev/null", "w", stderr));
+    }
+    walker.WalkOn(old_files, new_files);
+    _exit(0);
+  }
+  int status = 0;
+  waitpid(child, &status, 0);
+  return WIFEXITED(status) ? WEXITSTATUS(status) : -WTERMSIG(status);
+}
+
+int WalkFault(const Operation& operation, FaultName fault, const std::string& folder) {
+  void* const shared =
+      mmap(nullptr, sizeof(Progress), PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0);
+  auto& progress = *new (shared) Progress{};
+  Walker walker(operation, fault, folder, progress);
+  Snapshot old_files, new_files;
+  walker.Learn(&old_files, &new_files);
+  while (!progress.finished) {
+    const int status = WalkInChild(walker, fault, old_files, new_files);
+    const bool expected = (fault.fault == Fault::kKill && status == -SIGKILL) ||
+                          (fault.fault == Fault::kNoMemory && status == -SIGABRT);
+    if (status == 0) break;
+    EXPECT_TRUE(expected && progress.running)
+        << fault.name << " at " << progress.point << " ends the process with " << status;
+    if (!expected || !progress.running) break;
+    progress.running = false;
+    if (progress.deaths++ == 0) ++progress.struck;
+  }
+  const int points = progress.struck;
+  munmap(shared, sizeof(Progress));
+  const std::string findings = Findings(folder + "/findings");
+  EXPECT_EQ(findings, "") << operation.name;
+  fs::remove(folder + "/findings");
+  return points;
+}
+
+}  // namespace
+
+const std::string& Stage() {
+  return stage;
+}
+std::string InRoot(const std::string& path) {
+  return stage + "/root" + path;
+}
+std::string InHome(const std::string& path) {
+  return stage + "/home" + path;
+}
+std::string InTemp(const std::string& path) {
+  return stage + "/tmp" + path;
+}
+
+void Walk(const Operation& operation) {
+  if (access("/dev/shm", W_OK) == 0) setenv("TMPDIR", "/dev/shm", 1);
+  const ScopedEnvironment environment;
+  int failing = 0;
+  int kills = 0;
+  for (const FaultName& fault : kFaults) {
+    const int points = WalkFault(operation, fault, environment.folder().string());
+    (fault.fault == Fault::kKill ? kills : failing) += points;
+    if (getenv("ORVIK_FAULTS_VERBOSE") != nullptr)
+      std::cout << fault.name << ": " << points << '\n';
+  }
+  std::cout << "[ WALKED ] " << operation.name << ": " << failing << " points failing, " << kills
+            << " kills" << std::endl;
+}
+
+}  // namespace orvik::test

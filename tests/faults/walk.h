@@ -1,0 +1,60 @@
+// Walks an operation through every fault that can hit it.
+//
+// For each fault, n goes from 1 until the operation ends without meeting an n-th call: on a fresh
+// stage the n-th call fails, or the process is killed there, and afterwards
+//
+// - the files are the old ones or the new ones, and nothing else is missing or there;
+// - what the operation told is so: success means the new files, failure the old ones (the new ones
+//   when it was the flush or a close that failed);
+// - no descriptor is left open, and no memory is lost;
+// - the operation carried out again without a fault gives the new files and leaves no temporary
+//   file, also after it was killed twice at the same place.
+#pragma once
+
+#include <functional>
+#include <map>
+#include <ostream>
+#include <string>
+#include <vector>
+
+#include "tests/faults/fault_layer.h"
+
+namespace orvik::test {
+
+enum class Told { kDone, kFailed, kNothing };
+
+// Paths below the stage (root/, home/ and tmp/) with the mode and content of each.
+using Snapshot = std::map<std::string, std::string>;
+
+// Where an operation changes several files: whether each is old or new by itself, or all together.
+enum class Steps { kNone, kWhenKilled, kAlways };
+
+struct Operation {
+  std::string name;
+  std::function<void()> prepare;
+  std::function<Told()> run;
+
+  Steps steps = Steps::kNone;
+  // Patterns of files that stay when the process is killed, or a removal fails, until the next run.
+  std::vector<std::string> leftovers = {};
+  // Patterns of files of which the leftovers stay after a told failure as well.
+  bool keeps_leftovers = false;
+  // Other sound states of a file (null: it is missing), told in their own way.
+  std::function<bool(const std::string& path, const std::string* content)> also = {};
+  Volume volume = Volume::kUsual;
+};
+
+inline void PrintTo(const Operation& operation, std::ostream* out) {
+  *out << operation.name;
+}
+
+// Where the present point's files lie.
+const std::string& Stage();
+std::string InRoot(const std::string& path);
+std::string InHome(const std::string& path);
+std::string InTemp(const std::string& path);
+
+// The walk, with every finding a test failure. Prints how many points there were.
+void Walk(const Operation& operation);
+
+}  // namespace orvik::test
