@@ -1,0 +1,78 @@
+# cpack: Debian packages, one per install component.
+#
+#   component      package           holds
+#   tool           orvik-postflight  the installer's tool and its manual page
+#   command-line   orvikprefs        the administrator's command line, manual page, completions
+#   library        liborvik1         the shared libraries, where they are built
+#   development    liborvik-dev      headers, static libraries, CMake and pkg-config files
+
+set(packages
+  "tool|orvik-postflight" "command-line|orvikprefs" "library|liborvik${PROJECT_VERSION_MAJOR}"
+  "development|liborvik-dev")
+
+set(CPACK_GENERATOR DEB)
+set(CPACK_PACKAGE_NAME orvik)
+set(CPACK_PACKAGE_VERSION ${PROJECT_VERSION})
+set(CPACK_PACKAGE_CONTACT "ORVIK maintainers <maintainers@orvik.example>")
+set(CPACK_PACKAGING_INSTALL_PREFIX /usr)
+set(CPACK_PACKAGE_DIRECTORY ${PROJECT_SOURCE_DIR}/build/packages)
+set(CPACK_STRIP_FILES ON)
+set(CPACK_INSTALL_DEFAULT_DIRECTORY_PERMISSIONS
+  OWNER_READ OWNER_WRITE OWNER_EXECUTE GROUP_READ GROUP_EXECUTE WORLD_READ WORLD_EXECUTE)
+set(CPACK_PRE_BUILD_SCRIPTS ${CMAKE_CURRENT_LIST_DIR}/finish_tree.cmake)
+
+set(CPACK_DEB_COMPONENT_INSTALL ON)
+set(CPACK_COMPONENTS_GROUPING IGNORE)
+set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)
+set(CPACK_DEBIAN_PACKAGE_RELEASE 1)
+set(CPACK_DEBIAN_PACKAGE_PRIORITY optional)
+set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS ON)
+set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS_PRIVATE_DIRS ${CMAKE_LIBRARY_OUTPUT_DIRECTORY})
+set(CPACK_DEBIAN_PACKAGE_GENERATE_SHLIBS ON)
+set(CPACK_DEBIAN_ENABLE_COMPONENT_DEPENDS ON)
+
+set(CPACK_DEBIAN_TOOL_PACKAGE_SECTION admin)
+set(CPACK_DEBIAN_TOOL_DESCRIPTION "record where an installer put ORVIK Pagewell
+The last step of an installation: reads the installer's arguments, logs them
+and records in the ORVIK preference store where the application, its tools
+and its components live.")
+
+set(CPACK_DEBIAN_COMMAND-LINE_PACKAGE_SECTION admin)
+set(CPACK_DEBIAN_COMMAND-LINE_DESCRIPTION "command line for the ORVIK preference store
+Shows, changes, compares and repairs what ORVIK programs record in their
+registry-like preference store, and tells who holds its lock.")
+
+set(CPACK_DEBIAN_LIBRARY_PACKAGE_SECTION libs)
+set(CPACK_DEBIAN_LIBRARY_DESCRIPTION "ORVIK support library
+Windows-style strings, files, streams, XML and a registry-like preference
+store. This package holds the shared libraries.")
+
+set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_SECTION libdevel)
+set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_SHLIBDEPS OFF)
+set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_DEPENDS
+  "libboost-dev, libicu-dev, libpugixml-dev, libtinyxml-dev, zlib1g-dev")
+set(CPACK_DEBIAN_DEVELOPMENT_DESCRIPTION "ORVIK support library (development files)
+Windows-style strings, files, streams, XML and a registry-like preference
+store. This package holds the headers, the static libraries and the files
+for CMake and pkg-config.")
+
+get_cmake_property(installed_components COMPONENTS)
+foreach(pair ${packages})
+  string(REPLACE "|" ";" pair ${pair})
+  list(GET pair 0 component)
+  list(GET pair 1 package)
+  if(NOT component IN_LIST installed_components)
+    continue()
+  endif()
+  list(APPEND CPACK_COMPONENTS_ALL ${component})
+  string(TOUPPER ${component} upper)
+  set(CPACK_DEBIAN_${upper}_PACKAGE_NAME ${package})
+  install(FILES ${CMAKE_CURRENT_LIST_DIR}/copyright DESTINATION share/doc/${package}
+    COMPONENT ${component})
+  install(FILES ${CMAKE_CURRENT_LIST_DIR}/changelog DESTINATION share/doc/${package}
+    COMPONENT ${component} RENAME changelog.Debian)
+endforeach()
+if(library IN_LIST CPACK_COMPONENTS_ALL)
+  set(CPACK_COMPONENT_DEVELOPMENT_DEPENDS library)
+endif()
+include(CPack)

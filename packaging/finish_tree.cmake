@@ -1,0 +1,12 @@
+# Run by cpack on the folders that become packages: compresses what a Debian package holds
+# compressed, and takes debug information out of the static libraries.
+file(GLOB_RECURSE texts "${CPACK_TEMPORARY_INSTALL_DIRECTORY}/*")
+list(FILTER texts INCLUDE REGEX "/share/man/|/changelog\\.Debian$")
+foreach(text ${texts})
+  execute_process(COMMAND gzip -9nf ${text} COMMAND_ERROR_IS_FATAL ANY)
+endforeach()
+file(GLOB_RECURSE archives "${CPACK_TEMPORARY_INSTALL_DIRECTORY}/*.a")
+foreach(archive ${archives})
+  execute_process(COMMAND strip --strip-debug --enable-deterministic-archives ${archive}
+    COMMAND_ERROR_IS_FATAL ANY)
+endforeach()

@@ -1,0 +1,22 @@
+#!/usr/bin/env bash
+# Installs what is missing, builds everything optimised and makes the Debian packages in
+# build/packages.
+set -euo pipefail
+cd "$(dirname "$0")/.."
+. scripts/dependencies.sh
+install_dependencies build package
+cmake --preset package
+cmake --build --preset package
+rm -rf build/packages
+cpack --config build/package/CPackConfig.cmake
+
+echo
+echo "== Packages"
+for package in build/packages/*.deb; do
+  echo "$package"
+done
+echo
+echo "To install the tool and the command line, as root:"
+echo "  apt install ./build/packages/orvik-postflight_*.deb ./build/packages/orvikprefs_*.deb"
+echo "To build programs on the library, everything:"
+echo "  apt install ./build/packages/*.deb"

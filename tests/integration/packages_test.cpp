@@ -1,0 +1,77 @@
+// The Debian packages, made from the build under test into a folder of their own.
+#include <sstream>
+
+#include "tests/support/test_environment.h"
+
+namespace orvik::test {
+namespace {
+
+namespace fs = std::filesystem;
+
+using PackagesTest = EnvironmentTest;
+
+TEST_F(PackagesTest, HoldWhatTheySayAndNameWhatTheyNeed) {
+  for (const char* tool : {"cpack", "dpkg-deb", "dpkg-shlibdeps"}) {
+    if (RunCommand({tool, "--version"}).status != 0) {
+      GTEST_SKIP() << "there is no " << tool << " on this machine";
+    }
+  }
+  const fs::path folder = env_.folder() / "packages";
+  const CommandResult made = RunCommand(
+      {"cpack", "--config", (ProgramFolder().parent_path() / "CPackConfig.cmake"), "-B",
+       folder.string(), "-D", "CPACK_DEBIAN_COMPRESSION_TYPE=none", "-D", "CPACK_STRIP_FILES=OFF"});
+  ASSERT_EQ(made.status, 0) << made.out << made.err;
+
+  const struct {
+    std::string package;
+    std::vector<std::string> files;    // ends of paths
+    std::vector<std::string> depends;  // beginnings of what it depends on
+  } kPackages[] = {
+      {"orvik-postflight",
+       {"/usr/sbin/postflight", "/man8/postflight.8.gz", "/orvik-postflight/copyright",
+        "/changelog.Debian.gz"},
+       {"libc6 (", "libicu", "libstdc++6 ("}},
+      {"orvikprefs",
+       {"/usr/bin/orvikprefs", "/man1/orvikprefs.1.gz", "/bash-completion/completions/orvikprefs",
+        "/_orvikprefs", "/orvikprefs/copyright", "/changelog.Debian.gz"},
+       {"libc6 (", "libicu", "zlib1g ("}},
+      {"liborvik-dev",
+       {"/usr/include/orvik/prefs/preferences.h", "/liborvik_prefs.a", "/liborvik_platform.a",
+        "/cmake/orvik/orvik-config.cmake", "/pkgconfig/orvik.pc", "/liborvik-dev/copyright",
+        "/changelog.Debian.gz"},
+       {"libicu-dev", "libpugixml-dev", "libtinyxml-dev", "zlib1g-dev", "libboost-dev"}},
+  };
+  for (const auto& expected : kPackages) {
+    SCOPED_TRACE(expected.package);
+    std::string file;
+    for (const auto& entry : fs::directory_iterator(folder)) {
+      const std::string name = entry.path().filename().string();
+      if (name.starts_with(expected.package + "_") && name.ends_with(".deb")) file = entry.path();
+    }
+    ASSERT_NE(file, "");
+    const auto field = [&](const char* name) {
+      return RunCommand({"dpkg-deb", "--field", file, name}).out;
+    };
+    EXPECT_EQ(field("Package"), expected.package + "\n");
+    EXPECT_NE(field("Description").find("\n "), std::string::npos);
+    EXPECT_NE(field("Section"), "");
+
+    std::string contents;
+    std::istringstream lines(RunCommand({"dpkg-deb", "--contents", file}).out);
+    for (std::string line; std::getline(lines, line);) {
+      EXPECT_NE(line.find(" root/root "), std::string::npos) << line;
+      contents += line.substr(line.find("./") + 1) + "\n";
+    }
+    for (const std::string& end : expected.files) {
+      EXPECT_NE(contents.find(end + "\n"), std::string::npos) << end << " in\n" << contents;
+    }
+    const std::string depends = ", " + field("Depends");
+    for (const std::string& needed : expected.depends) {
+      EXPECT_NE(depends.find(", " + needed), std::string::npos) << needed << " in " << depends;
+    }
+    EXPECT_EQ(RunCommand({"dpkg-deb", "--info", file, "md5sums"}).status, 0);
+  }
+}
+
+}  // namespace
+}  // namespace orvik::test
