@@ -6,7 +6,6 @@
 #include <unistd.h>
 
 #include <cerrno>
-#include <climits>
 #include <string>
 
 #include "platform/carbon/catalog.h"
@@ -39,12 +38,10 @@ int CopyTimes(const struct statx& info, int descriptor, const host::AtPath& targ
 }
 
 int CopyLink(const host::AtPath& source, const struct statx& info, const host::AtPath& target) {
-  char text[PATH_MAX];
-  const ssize_t length = readlinkat(source.folder(), source.name(), text, sizeof text);
-  if (length < 0) return errno;
-  if (length == static_cast<ssize_t>(sizeof text)) return ENAMETOOLONG;
-  text[length] = '\0';
-  if (symlinkat(text, target.folder(), target.name()) != 0) return errno;
+  if (const int error =
+          host::CopyLinkText(source.folder(), source.name(), target.folder(), target.name())) {
+    return error;
+  }
   const int error = CopyTimes(info, -1, target);
   if (error != 0) unlinkat(target.folder(), target.name(), 0);
   return error;

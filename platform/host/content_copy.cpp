@@ -8,6 +8,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <climits>
 #include <memory>
 #include <utility>
 
@@ -137,6 +138,15 @@ int CopyContent(int source, int target, std::size_t buffer_size) {
   if (fstat(source, &info) != 0) return errno;
   return CopyContent(source, target, {info.st_size, static_cast<long long>(info.st_blocks) * 512},
                      buffer_size);
+}
+
+int CopyLinkText(int from, const char* from_name, int to, const char* to_name) {
+  char text[PATH_MAX];
+  const ssize_t length = readlinkat(from, from_name, text, sizeof text);
+  if (length < 0) return errno;
+  if (length == static_cast<ssize_t>(sizeof text)) return ENAMETOOLONG;
+  text[length] = '\0';
+  return symlinkat(text, to, to_name) == 0 ? 0 : errno;
 }
 
 }  // namespace orvik::host

@@ -1,4 +1,4 @@
-// Copying the content of a regular file in whatever way the kernel does it fastest.
+// Copying the content of a regular file in whatever way the kernel does it fastest, or of a link.
 #pragma once
 
 #include <cstddef>
@@ -20,5 +20,8 @@ int CopyContent(int source, int target, const ContentSize& source_size, std::siz
 
 // The same, with a look at the source's size.
 int CopyContent(int source, int target, std::size_t buffer_size);
+
+// Makes a symbolic link with the text of another: 0 or an errno (EEXIST when the name is taken).
+int CopyLinkText(int from, const char* from_name, int to, const char* to_name);
 
 }  // namespace orvik::host

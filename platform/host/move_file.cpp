@@ -1,28 +1,27 @@
 #include "platform/host/move_file.h"
 
-#include <dirent.h>
 #include <fcntl.h>
-#include <limits.h>
 #include <stdio.h>
 #include <sys/stat.h>
 
 #include <cerrno>
-#include <filesystem>
-#include <memory>
-#include <string_view>
+#include <string>
+#include <utility>
+#include <vector>
 
 #include "platform/host/at_path.h"
 #include "platform/host/content_copy.h"
 #include "platform/host/descriptor.h"
 #include "platform/host/file_properties.h"
+#include "platform/host/folder_chain.h"
+#include "platform/host/folder_list.h"
+#include "platform/host/tree_removal.h"
 
 namespace orvik::host {
 
 namespace {
 
 constexpr std::size_t kCopyBufferSize = 1 << 18;
-
-int CopyEntry(int from, const char* from_name, int to, const char* to_name);
 
 int CopyFile(int from, const char* from_name, const struct stat& old, int to, const char* to_name) {
   const Descriptor source(
@@ -37,43 +36,10 @@ int CopyFile(int from, const char* from_name, const struct stat& old, int to, co
   return target.Close() ? 0 : errno;
 }
 
-int CopyFolder(int from, const char* from_name, const struct stat& old, int to,
-               const char* to_name) {
-  constexpr int kFlags = O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC;
-  Descriptor listed(openat(from, from_name, kFlags));
-  if (!listed) return errno;
-  if (mkdirat(to, to_name, 0700) != 0) return errno;
-  const Descriptor target(openat(to, to_name, kFlags));
-  if (!target) return errno;
-  const int source = listed.get();
-  const std::unique_ptr<DIR, int (*)(DIR*)> entries(fdopendir(source), closedir);
-  if (!entries) return errno;
-  listed.Give();
-  for (;;) {
-    errno = 0;
-    const dirent* entry = readdir(entries.get());
-    if (entry == nullptr) break;
-    const std::string_view name = entry->d_name;
-    if (name == "." || name == "..") continue;
-    if (const int error = CopyEntry(source, entry->d_name, target.get(), entry->d_name)) {
-      return error;
-    }
-  }
-  if (errno != 0) return errno;
-  KeepProperties(source, old, target.get());
-  const timespec times[2] = {old.st_atim, old.st_mtim};
-  futimens(target.get(), times);
-  return 0;
-}
-
 // A link or a special file, which has no content to copy.
 int CopyNode(int from, const char* from_name, const struct stat& old, int to, const char* to_name) {
   if (S_ISLNK(old.st_mode)) {
-    char text[PATH_MAX];
-    const ssize_t length = readlinkat(from, from_name, text, sizeof text - 1);
-    if (length < 0) return errno;
-    text[length] = '\0';
-    if (symlinkat(text, to, to_name) != 0) return errno;
+    if (const int error = CopyLinkText(from, from_name, to, to_name)) return error;
   } else if (mknodat(to, to_name, old.st_mode, old.st_rdev) != 0) {
     return errno;
   }
@@ -85,23 +51,82 @@ int CopyNode(int from, const char* from_name, const struct stat& old, int to, co
   return 0;
 }
 
-int CopyEntry(int from, const char* from_name, int to, const char* to_name) {
-  struct stat old;
-  if (fstatat(from, from_name, &old, AT_SYMLINK_NOFOLLOW) != 0) return errno;
-  if (S_ISREG(old.st_mode)) return CopyFile(from, from_name, old, to, to_name);
-  if (S_ISDIR(old.st_mode)) return CopyFolder(from, from_name, old, to, to_name);
-  return CopyNode(from, from_name, old, to, to_name);
-}
+// Makes an exact copy of anything at a place where nothing stands.
+class TreeCopier {
+ public:
+  int Run(int from, const char* from_name, int to, const char* to_name) {
+    struct stat old;
+    if (fstatat(from, from_name, &old, AT_SYMLINK_NOFOLLOW) != 0) return errno;
+    int error = S_ISDIR(old.st_mode) ? Enter(from, from_name, old, to, to_name)
+                                     : CopyOther(from, from_name, old, to, to_name);
+    while (error == 0 && !levels_.empty()) {
+      std::vector<Entry>& subfolders = levels_.back().subfolders;
+      if (subfolders.empty()) {
+        error = Leave();
+        continue;
+      }
+      const Entry next = std::move(subfolders.back());
+      subfolders.pop_back();
+      const char* const name = next.name.c_str();
+      error = Enter(sources_.folder(), name, next.old, targets_.folder(), name);
+    }
+    return error;
+  }
+
+ private:
+  struct Entry {
+    std::string name;
+    struct stat old;
+  };
+  struct Level {
+    struct stat old;
+    std::vector<Entry> subfolders;  // still to be copied
+  };
+
+  static int CopyOther(int from, const char* from_name, const struct stat& old, int to,
+                       const char* to_name) {
+    return S_ISREG(old.st_mode) ? CopyFile(from, from_name, old, to, to_name)
+                                : CopyNode(from, from_name, old, to, to_name);
+  }
+
+  int Enter(int from, const char* from_name, const struct stat& old, int to, const char* to_name) {
+    Descriptor source(openat(from, from_name, kOpenFolder));
+    if (!source) return errno;
+    if (mkdirat(to, to_name, 0700) != 0) return errno;
+    Descriptor target(openat(to, to_name, kOpenFolder));
+    if (!target) return errno;
+    levels_.push_back({old, {}});
+    if (const int error = sources_.Enter(std::move(source))) return error;
+    if (const int error = targets_.Enter(std::move(target))) return error;
+    return ListFolder(sources_.folder(), [this](const dirent& entry) {
+      struct stat info;
+      if (fstatat(sources_.folder(), entry.d_name, &info, AT_SYMLINK_NOFOLLOW) != 0) return errno;
+      if (S_ISDIR(info.st_mode)) {
+        levels_.back().subfolders.push_back({entry.d_name, info});
+        return 0;
+      }
+      return CopyOther(sources_.folder(), entry.d_name, info, targets_.folder(), entry.d_name);
+    });
+  }
+
+  int Leave() {
+    const struct stat& old = levels_.back().old;
+    KeepProperties(sources_.folder(), old, targets_.folder());
+    const timespec times[2] = {old.st_atim, old.st_mtim};
+    futimens(targets_.folder(), times);
+    levels_.pop_back();
+    if (const int error = sources_.Leave()) return error;
+    return targets_.Leave();
+  }
+
+  FolderChain sources_;
+  FolderChain targets_;
+  std::vector<Level> levels_;
+};
 
 bool Exists(const AtPath& path) {
   struct stat attributes;
   return fstatat(path.folder(), path.name(), &attributes, AT_SYMLINK_NOFOLLOW) == 0;
-}
-
-int RemoveTree(const AtPath& path) {
-  std::error_code error;
-  std::filesystem::remove_all(path.ShortPath(), error);
-  return error.value();
 }
 
 // Puts everything of the volume of a path on disk.
@@ -119,14 +144,14 @@ int CopyThenRemove(const std::string& from, const std::string& to) {
   if (source.error() != 0) return source.error();
   if (target.error() != 0) return target.error();
   if (Exists(target)) return EEXIST;
-  int error = CopyEntry(source.folder(), source.name(), target.folder(), target.name());
+  int error = TreeCopier().Run(source.folder(), source.name(), target.folder(), target.name());
   if (error == EEXIST) return error;
   if (error == 0) error = FlushVolume(target);
   if (error != 0) {
-    RemoveTree(target);
+    RemoveTree(target.folder(), target.name(), Obstacles::kTakeAway);
     return error;
   }
-  return RemoveTree(source);
+  return RemoveTree(source.folder(), source.name(), Obstacles::kRespect);
 }
 
 int MoveWithoutReplacing(const std::string& from, const std::string& to) {

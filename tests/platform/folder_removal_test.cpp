@@ -10,6 +10,7 @@
 #include "platform/host/errno_status.h"
 #include "tests/support/file_trees.h"
 #include "tests/support/test_environment.h"
+#include "tests/support/without_root_rights.h"
 
 namespace orvik {
 namespace {
@@ -51,6 +52,16 @@ TEST_F(FolderRemovalTest, LocksAreTakenAway) {
   for (const char* name : {"tree/inner/file", "tree/inner"}) {
     const FSRef ref = RefOf(top_ / name);
     FSSetCatalogInfo(&ref, kFSCatInfoNodeFlags, &info);
+  }
+  EXPECT_EQ(Empty(top_ / "tree"), noErr);
+  EXPECT_TRUE(fs::is_empty(top_ / "tree"));
+}
+
+TEST_F(FolderRemovalTest, ReadOnlyFoldersOfOurOwnAreEmptied) {
+  WriteFile(top_ / "tree/a/b/file", "x");
+  const test::WithoutRootRights without(env_.folder());
+  for (const auto& [name, mode] : {std::pair{"tree/a/b", 0555}, {"tree/a", 0}, {"tree", 0500}}) {
+    chmod((top_ / name).c_str(), static_cast<mode_t>(mode));
   }
   EXPECT_EQ(Empty(top_ / "tree"), noErr);
   EXPECT_TRUE(fs::is_empty(top_ / "tree"));

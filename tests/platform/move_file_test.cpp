@@ -1,9 +1,15 @@
 #include "platform/host/move_file.h"
 
+#include <fcntl.h>
+#include <stdlib.h>
+#include <sys/resource.h>
 #include <sys/stat.h>
 
 #include <cerrno>
 
+#include "platform/host/at_path.h"
+#include "platform/host/tree_removal.h"
+#include "tests/support/file_trees.h"
 #include "tests/support/test_environment.h"
 
 namespace orvik::host {
@@ -31,6 +37,30 @@ TEST_F(MoveFileTest, CopiesATreeWithWhatItCarriesAndRemovesTheSource) {
   EXPECT_EQ(fs::status(to / "sub").permissions(), fs::perms(0711));
   EXPECT_EQ(fs::read_symlink(to / "link"), "nowhere");
   EXPECT_TRUE(fs::is_fifo(to / "pipe"));
+}
+
+// Far more levels than the process may open files.
+TEST_F(MoveFileTest, DepthIsNotBounded) {
+  char folder[] = "/dev/shm/orvik-test-XXXXXX";
+  if (mkdtemp(folder) == nullptr) GTEST_SKIP() << "no memory file system";
+  rlimit before{};
+  getrlimit(RLIMIT_NOFILE, &before);
+  rlimit few = before;
+  few.rlim_cur = 64;
+  setrlimit(RLIMIT_NOFILE, &few);
+  const std::string deep = test::MakeDeepTree(folder, 1000, "deep");
+  const fs::path here = env_.folder() / "moved";
+  EXPECT_EQ(MoveWithoutReplacing(folder, here), 0);
+  EXPECT_FALSE(fs::exists(folder));
+  const std::string leaf = here.string() + deep.substr(sizeof folder - 1) + "/leaf";
+  const AtPath at(leaf);
+  struct stat info;
+  EXPECT_EQ(fstatat(at.folder(), at.name(), &info, 0), 0);
+  EXPECT_EQ(CopyThenRemove(here, folder), 0);
+  EXPECT_FALSE(fs::exists(here));
+  EXPECT_EQ(RemoveTree(AT_FDCWD, folder, Obstacles::kTakeAway), 0);
+  EXPECT_FALSE(fs::exists(folder));
+  setrlimit(RLIMIT_NOFILE, &before);
 }
 
 TEST_F(MoveFileTest, NeverReplacesAndKeepsTheSourceOfAFailure) {
