@@ -12,8 +12,7 @@ set_target_properties(orvik_orvik PROPERTIES EXPORT_NAME orvik)
 foreach(layer ${layers})
   target_link_libraries(orvik_orvik INTERFACE orvik_${layer})
   install(TARGETS orvik_${layer} EXPORT orvik_targets
-    ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT development
-    LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT library)
+    ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT development)
   install(DIRECTORY ${layer} DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/orvik COMPONENT development
     FILES_MATCHING PATTERN "*.h")
 endforeach()

@@ -3,7 +3,7 @@
 #   component      package           holds
 #   tool           orvik-postflight  the installer's tool and its manual page
 #   command-line   orvikprefs        the administrator's command line, manual page, completions
-#   library        liborvik1         the shared libraries, where they are built
+#   library        liborvik1         the shared library
 #   development    liborvik-dev      headers, static libraries, CMake and pkg-config files
 
 set(packages
@@ -29,7 +29,7 @@ set(CPACK_DEBIAN_PACKAGE_PRIORITY optional)
 set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS ON)
 set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS_PRIVATE_DIRS ${CMAKE_LIBRARY_OUTPUT_DIRECTORY})
 set(CPACK_DEBIAN_PACKAGE_GENERATE_SHLIBS ON)
-set(CPACK_DEBIAN_ENABLE_COMPONENT_DEPENDS ON)
+set(CPACK_DEBIAN_PACKAGE_GENERATE_SHLIBS_POLICY ">=")
 
 set(CPACK_DEBIAN_TOOL_PACKAGE_SECTION admin)
 set(CPACK_DEBIAN_TOOL_DESCRIPTION "record where an installer put ORVIK Pagewell
@@ -45,7 +45,8 @@ registry-like preference store, and tells who holds its lock.")
 set(CPACK_DEBIAN_LIBRARY_PACKAGE_SECTION libs)
 set(CPACK_DEBIAN_LIBRARY_DESCRIPTION "ORVIK support library
 Windows-style strings, files, streams, XML and a registry-like preference
-store. This package holds the shared libraries.")
+store. This package holds the shared library.")
+set(CPACK_DEBIAN_LIBRARY_PACKAGE_CONTROL_EXTRA ${CMAKE_CURRENT_LIST_DIR}/triggers)
 
 set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_SECTION libdevel)
 set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_SHLIBDEPS OFF)
@@ -72,7 +73,8 @@ foreach(pair ${packages})
   install(FILES ${CMAKE_CURRENT_LIST_DIR}/changelog DESTINATION share/doc/${package}
     COMPONENT ${component} RENAME changelog.Debian)
 endforeach()
-if(library IN_LIST CPACK_COMPONENTS_ALL)
-  set(CPACK_COMPONENT_DEVELOPMENT_DEPENDS library)
+if("library" IN_LIST CPACK_COMPONENTS_ALL)
+  string(PREPEND CPACK_DEBIAN_DEVELOPMENT_PACKAGE_DEPENDS
+    "${CPACK_DEBIAN_LIBRARY_PACKAGE_NAME} (= ${PROJECT_VERSION}-${CPACK_DEBIAN_PACKAGE_RELEASE}), ")
 endif()
 include(CPack)

@@ -35,11 +35,16 @@ TEST_F(PackagesTest, HoldWhatTheySayAndNameWhatTheyNeed) {
        {"/usr/bin/orvikprefs", "/man1/orvikprefs.1.gz", "/bash-completion/completions/orvikprefs",
         "/_orvikprefs", "/orvikprefs/copyright", "/changelog.Debian.gz"},
        {"libc6 (", "libicu", "zlib1g ("}},
+      {"liborvik1",
+       {"/liborvik.so.1.0.0", "/liborvik.so.1 -> liborvik.so.1.0.0", "/liborvik1/copyright",
+        "/changelog.Debian.gz"},
+       {"libc6 (", "libicu", "zlib1g ("}},
       {"liborvik-dev",
        {"/usr/include/orvik/prefs/preferences.h", "/liborvik_prefs.a", "/liborvik_platform.a",
-        "/cmake/orvik/orvik-config.cmake", "/pkgconfig/orvik.pc", "/liborvik-dev/copyright",
-        "/changelog.Debian.gz"},
-       {"libicu-dev", "libpugixml-dev", "libtinyxml-dev", "zlib1g-dev", "libboost-dev"}},
+        "/liborvik.so -> liborvik.so.1", "/cmake/orvik/orvik-config.cmake", "/pkgconfig/orvik.pc",
+        "/liborvik-dev/copyright", "/changelog.Debian.gz"},
+       {"liborvik1 (= 1.0.0-1)", "libicu-dev", "libpugixml-dev", "libtinyxml-dev", "zlib1g-dev",
+        "libboost-dev"}},
   };
   for (const auto& expected : kPackages) {
     SCOPED_TRACE(expected.package);
@@ -70,6 +75,13 @@ TEST_F(PackagesTest, HoldWhatTheySayAndNameWhatTheyNeed) {
       EXPECT_NE(depends.find(", " + needed), std::string::npos) << needed << " in " << depends;
     }
     EXPECT_EQ(RunCommand({"dpkg-deb", "--info", file, "md5sums"}).status, 0);
+    if (expected.package == "liborvik1") {
+      EXPECT_EQ(RunCommand({"dpkg-deb", "--info", file, "triggers"}).out,
+                "activate-noawait ldconfig\n");
+      EXPECT_NE(
+          RunCommand({"dpkg-deb", "--info", file, "shlibs"}).out.find("liborvik 1 liborvik1 ("),
+          std::string::npos);
+    }
   }
 }
 
