@@ -29,14 +29,5 @@ TEST(AlertHost, HandsOutPlainTextsAndAtMostThreeButtons) {
   EXPECT_EQ(seen.default_button, 0);
 }
 
-TEST(AlertHost, InjectedAnswersNest) {
-  const ScopedAlertAnswer outer([](const AlertRequest&) { return std::optional<int>(1); });
-  {
-    const ScopedAlertAnswer inner([](const AlertRequest&) { return std::optional<int>(); });
-    EXPECT_EQ(ShowAlert({}), std::nullopt);
-  }
-  EXPECT_EQ(ShowAlert({}), 1);
-}
-
 }  // namespace
 }  // namespace orvik::host

@@ -1,41 +1,16 @@
 #include "platform/host/alert_window.h"
 
-#include <gtest/gtest.h>
 #include <signal.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include <atomic>
-#include <cstdlib>
-#include <filesystem>
 #include <thread>
 
 #include "tests/support/test_environment.h"
 
 namespace orvik::host {
 namespace {
-
-// Sets a variable and puts the old value back.
-class ScopedVariable {
- public:
-  ScopedVariable(const char* name, const std::string& value) : name_(name) {
-    if (const char* old = std::getenv(name)) old_ = old;
-    setenv(name, value.c_str(), 1);
-  }
-  ~ScopedVariable() {
-    if (old_) {
-      setenv(name_, old_->c_str(), 1);
-    } else {
-      unsetenv(name_);
-    }
-  }
-  ScopedVariable(const ScopedVariable&) = delete;
-  ScopedVariable& operator=(const ScopedVariable&) = delete;
-
- private:
-  const char* name_;
-  std::optional<std::string> old_;
-};
 
 AlertRequest Question(int default_button, std::vector<std::string> buttons) {
   AlertRequest request;
@@ -72,8 +47,8 @@ class FakeProgramTest : public test::EnvironmentTest {
     std::filesystem::permissions(program, std::filesystem::perms::all);
   }
 
-  ScopedVariable path_{"PATH", (env_.folder() / "bin").string() + ":/usr/bin:/bin"};
-  ScopedVariable display_{"DISPLAY", ":4711"};
+  test::ScopedVariable path_{"PATH", (env_.folder() / "bin").string() + ":/usr/bin:/bin"};
+  test::ScopedVariable display_{"DISPLAY", ":4711"};
 };
 
 TEST_F(FakeProgramTest, TellsTheAnswerFromAFailure) {
@@ -102,12 +77,12 @@ TEST_F(FakeProgramTest, TellsTheAnswerFromAFailure) {
 }
 
 TEST_F(FakeProgramTest, NeedsADisplayAndTheProgram) {
-  const ScopedVariable empty("PATH", (env_.folder() / "none").string());
+  const test::ScopedVariable empty("PATH", (env_.folder() / "none").string());
   EXPECT_EQ(AskInWindow(Question(0, {"a"})), std::nullopt);
   Install("exit $ZENITY_OK");
-  const ScopedVariable path("PATH", (env_.folder() / "bin").string());
-  const ScopedVariable no_display("DISPLAY", "");
-  const ScopedVariable no_wayland("WAYLAND_DISPLAY", "");
+  const test::ScopedVariable path("PATH", (env_.folder() / "bin").string());
+  const test::ScopedVariable no_display("DISPLAY", "");
+  const test::ScopedVariable no_wayland("WAYLAND_DISPLAY", "");
   EXPECT_EQ(AskInWindow(Question(0, {"a"})), std::nullopt);
 }
 
@@ -155,7 +130,7 @@ TEST_F(FakeProgramTest, ARealWindowIsAnsweredByItsButton) {
   }
   const VirtualDisplay display;
   if (display.number().empty()) GTEST_SKIP() << "no display can be opened";
-  const ScopedVariable variable("DISPLAY", ":" + display.number());
+  const test::ScopedVariable variable("DISPLAY", ":" + display.number());
 
   std::atomic<bool> answered = false;
   std::thread user([&answered] {

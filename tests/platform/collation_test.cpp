@@ -2,8 +2,6 @@
 
 #include <stdlib.h>
 
-#include <string>
-
 #include "platform/carbon/gestalt.h"
 #include "platform/carbon/ticks.h"
 #include "tests/support/test_environment.h"

@@ -1,10 +1,5 @@
 #include "platform/carbon/files.h"
 
-#include <gtest/gtest.h>
-
-#include <filesystem>
-#include <string>
-
 #include "platform/carbon/catalog.h"
 #include "platform/host/errno_status.h"
 #include "tests/support/file_trees.h"

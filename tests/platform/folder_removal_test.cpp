@@ -1,10 +1,6 @@
 #include "platform/carbon/folder_removal.h"
 
-#include <gtest/gtest.h>
-
 #include <atomic>
-#include <filesystem>
-#include <string>
 #include <thread>
 
 #include "platform/host/errno_status.h"
@@ -83,9 +79,7 @@ TEST_F(FolderRemovalTest, SomeoneElseRemovesAndAddsMeanwhile) {
   std::atomic<bool> done{false};
   std::thread other([&] {
     std::error_code error;
-    for (int i = 39; i >= 0 && !done; --i) {
-      fs::remove_all(top_ / "tree" / std::to_string(i), error);
-    }
+    for (int i = 39; i >= 0 && !done; --i) fs::remove_all(top_ / "tree" / std::to_string(i), error);
   });
   EXPECT_EQ(Empty(top_ / "tree"), noErr);
   done = true;

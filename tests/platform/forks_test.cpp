@@ -1,10 +1,6 @@
 #include "platform/carbon/forks.h"
 
-#include <gtest/gtest.h>
-
-#include <filesystem>
 #include <map>
-#include <string>
 
 #include "platform/host/errno_status.h"
 #include "tests/support/file_trees.h"

@@ -1,11 +1,5 @@
 #include "platform/carbon/fsref.h"
 
-#include <gtest/gtest.h>
-
-#include <filesystem>
-#include <string>
-#include <vector>
-
 #include "platform/host/errno_status.h"
 #include "tests/support/file_trees.h"
 #include "tests/support/test_environment.h"

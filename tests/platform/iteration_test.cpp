@@ -1,11 +1,6 @@
 #include "platform/carbon/iteration.h"
 
-#include <gtest/gtest.h>
-
-#include <filesystem>
 #include <map>
-#include <string>
-#include <vector>
 
 #include "platform/host/errno_status.h"
 #include "platform/host/file_names.h"

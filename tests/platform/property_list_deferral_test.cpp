@@ -16,6 +16,14 @@ const NSDictionary* DictionaryAt(const OwnedObject& root, std::u16string_view ke
   return static_cast<const NSDictionary*>(dictionary->objectForKey(StringOf(key).get()));
 }
 
+std::string DeepestXml() {
+  std::string xml = "<true/>";
+  for (int depth = 0; depth < kPropertyListMaximumDepth; ++depth) {
+    xml = "<dict><key>k</key>" + xml + "</dict>";
+  }
+  return xml;
+}
+
 TEST(PropertyListDeferral, IsWrittenAsItsObjectsWouldBe) {
   for (const std::string entries : {
            "<key>a</key><string>b</string><key>c</key><dict/>",
@@ -51,11 +59,7 @@ TEST(PropertyListDeferral, OutlivesTheRootAndMovesElsewhere) {
 }
 
 TEST(PropertyListDeferral, IsNotWrittenTooDeep) {
-  std::string xml;
-  for (int depth = 0; depth < kPropertyListMaximumDepth; ++depth) xml += "<dict><key>k</key>";
-  xml += "<true/>";
-  for (int depth = 0; depth < kPropertyListMaximumDepth; ++depth) xml += "</dict>";
-  const OwnedObject root = ReadRoot(xml);
+  const OwnedObject root = ReadRoot(DeepestXml());
   ASSERT_NE(root, nullptr);
   EXPECT_TRUE(WriteXmlPropertyList(root.get()));
   NSArray* one = NSArray::Create();
@@ -88,13 +92,9 @@ TEST(PropertyListDeferral, IsCopiedAsItIsUnlessItLiesDeeper) {
     EXPECT_EQ(Describe(copy.get()), "{k={}}");
     EXPECT_EQ(Describe(source.get()), "{k={a=b:1}}");
   }
-  std::string xml;
-  for (int depth = 0; depth < kPropertyListMaximumDepth; ++depth) xml += "<dict><key>k</key>";
-  xml += "<true/>";
-  for (int depth = 0; depth < kPropertyListMaximumDepth; ++depth) xml += "</dict>";
   NSDictionary* around = NSDictionary::Create();
   const OwnedObject owner(around);
-  around->setObject(ReadRoot(xml).get(), StringOf(u"k").get());
+  around->setObject(ReadRoot(DeepestXml()).get(), StringOf(u"k").get());
   EXPECT_EQ(CFPropertyListCreateDeepCopy(nullptr, around, 1), nullptr);
 }
 

@@ -1,7 +1,5 @@
 #include "platform/core_foundation/property_list_escape.h"
 
-#include <gtest/gtest.h>
-
 #include "tests/platform/property_list_test_support.h"
 #include "tests/support/test_environment.h"
 

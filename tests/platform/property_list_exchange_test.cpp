@@ -1,5 +1,4 @@
 // What other programs write is read and written back, and what is written here they read.
-#include <gtest/gtest.h>
 
 #include "tests/platform/property_list_test_support.h"
 #include "tests/support/test_environment.h"

@@ -30,7 +30,8 @@ TEST(PropertyListLeaves, IntegersKeepTheWholeRange) {
     EXPECT_EQ(written, text);
   }
   EXPECT_EQ(ParsePropertyListInteger("+0XfF")->bits, 255u);
-  for (const char* text : {"", "-", "+-1", "1 2", "0x", "18446744073709551616", "1e3"}) {
+  for (const char* text :
+       {"", "-", "+-1", "1 2", "0x", "18446744073709551616", "-9223372036854775809", "1e3"}) {
     EXPECT_FALSE(ParsePropertyListInteger(text)) << text;
   }
 }
@@ -48,7 +49,7 @@ TEST(PropertyListLeaves, RealsComeBackBitForBit) {
   EXPECT_EQ(*ParsePropertyListReal(Real(-INFINITY)), -INFINITY);
   EXPECT_EQ(*ParsePropertyListReal("1e999"), INFINITY);
   EXPECT_EQ(*ParsePropertyListReal("-1e-999"), 0);
-  for (const char* text : {"", ".", "e5", "--1", "1 0", "0x1p3", "infinit"}) {
+  for (const char* text : {"", ".", "e5", "--1", "1 0", "0x1p3", "1,5", "infinit"}) {
     EXPECT_FALSE(ParsePropertyListReal(text)) << text;
   }
 }

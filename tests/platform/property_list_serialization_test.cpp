@@ -26,22 +26,6 @@ class PropertyListSerialization : public ::testing::Test {
   NSAutoreleasePool pool_;
 };
 
-TEST_F(PropertyListSerialization, ReportsTheFormThatWasRead) {
-  const struct {
-    const char* bytes;
-    NSPropertyListFormat format;
-  } cases[] = {{"<array/>", 100}, {"()", 1}};
-  for (const auto& c : cases) {
-    NSPropertyListFormat format = 0;
-    const NSString* error = reinterpret_cast<const NSString*>(&format);
-    const NSObject* root = NSPropertyListSerialization::propertyListFromData(
-        Data(c.bytes), NSPropertyListMutableContainersAndLeaves, &format, &error);
-    EXPECT_EQ(Describe(root), "()");
-    EXPECT_EQ(format, c.format);
-    EXPECT_EQ(error, nullptr);
-  }
-}
-
 TEST_F(PropertyListSerialization, LeavesTheFormatAloneAndExplainsWhatIsNoList) {
   NSPropertyListFormat format = 77;
   const NSString* error = nullptr;

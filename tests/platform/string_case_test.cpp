@@ -17,12 +17,7 @@ TEST(StringCase, FollowsTheLocale) {
       {"", u"iI", u"II", u"ii"},
       {"tr_TR", u"iI", u"\x130I", u"i\x131"},
       {"az", u"iI", u"\x130I", u"i\x131"},
-      {"de_DE",
-       u"stra\xDF"
-       u"e",
-       u"STRASSE",
-       u"stra\xDF"
-       u"e"},
+      {"de_DE", u"stra\u00DFe", u"STRASSE", u"stra\u00DFe"},
       {"el", u"\x39F\x394\x39F\x3A3", u"\x39F\x394\x39F\x3A3", u"\x3BF\x3B4\x3BF\x3C2"},
       {"lt", u"I\x300", u"I\x300", u"i\x307\x300"},
       {"", u"\xD83D\xD801\xDC00", u"\xD83D\xD801\xDC00", u"\xD83D\xD801\xDC28"},

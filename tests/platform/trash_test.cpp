@@ -1,13 +1,10 @@
 #include "platform/carbon/trash.h"
 
-#include <gtest/gtest.h>
 #include <sys/mount.h>
 #include <unistd.h>
 
 #include <cstdlib>
 #include <ctime>
-#include <filesystem>
-#include <string>
 
 #include "platform/host/errno_status.h"
 #include "tests/support/file_trees.h"

@@ -2,7 +2,6 @@
 #pragma once
 
 #include <cstdlib>
-#include <string>
 
 #include "platform/foundation/autorelease_pool.h"
 #include "postflight/log_line.h"

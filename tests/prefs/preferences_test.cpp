@@ -1,6 +1,5 @@
 #include "prefs/preferences.h"
 
-#include <map>
 #include <set>
 
 #include "tests/prefs/store_fixture.h"
@@ -10,127 +9,67 @@ namespace {
 
 namespace fs = std::filesystem;
 
-// What a domain should hold, worked out independently of the store.
-struct Model {
-  std::map<std::string, Model> entries;
-  std::string leaf;  // JSON of a value; empty for a key
-
-  std::string Json() const {
-    if (!leaf.empty()) {
-      return leaf;
-    }
-    std::string json = "{";
-    for (const auto& [name, entry] : entries) {
-      json += (json.size() > 1 ? ",\"" : "\"") + name + "\":" + entry.Json();
-    }
-    return json + "}";
-  }
-
-  // The key of the path; null when it is not there, with *blocked when a value stands on it.
-  Model* Find(const std::vector<std::string>& path, bool make, bool* blocked) {
-    Model* key = this;
-    for (const std::string& name : path) {
-      if (!key->entries.contains(name) && !make) {
-        return nullptr;
-      }
-      key = &key->entries[name];
-      if (!key->leaf.empty()) {
-        *blocked = true;
-        return nullptr;
-      }
-    }
-    return key;
-  }
-};
-
+// A key path, how its content is wrapped on disk, and what is left when the key is deleted.
 struct Shape {
-  const char* path;
-  std::vector<std::string> components;
+  const char *path, *before, *after, *deleted;
 };
 
-const Shape kShapes[] = {{"", {}},
-                         {"A", {"A"}},
-                         {"\\Software/ORVIK Technologies", {"Software", "ORVIK Technologies"}},
-                         {"A//C/D", {"A", "", "C", "D"}}};
+const Shape kShapes[] = {{"", "", "", R"({"K":{},"m":"text"})"},
+                         {"A", R"({"A":)", "}", "{}"},
+                         {"\\Software/ORVIK Technologies", R"({"Software":{"ORVIK Technologies":)",
+                          "}}", R"({"Software":{}})"},
+                         {"A//C/D", R"({"A":{"":{"C":{"D":)", "}}}}", R"({"A":{"":{"C":{}}}})"}};
 
 enum class Op { kString, kInt, kDelete, kDeleteKey };
 
 struct Step {
   Op op;
-  const char* below;  // appended to the key path
-  const char* name;
-  const char* text;
+  const char *below, *name, *text;  // `below` is appended to the key path
   int number;
+  DWORD result;
+  const char* content;  // of the key afterwards
 };
 
+constexpr char kFull[] = R"({"":"unnamed","K":{"seed":7},"Sub":{"x":"y"},"m":"text","n":"v"})";
+constexpr char kLess[] = R"({"":"unnamed","K":{"seed":7},"Sub":{"x":"y"},"m":"text"})";
 const Step kSteps[] = {
-    {Op::kInt, "K", "seed", "", 7},        {Op::kString, "", "n", "v", 0},
-    {Op::kInt, "", "m", "", -42},          {Op::kString, "", "m", "text", 0},
-    {Op::kString, "Sub", "x", "y", 0},     {Op::kString, "", "", "unnamed", 0},
-    {Op::kString, "m", "x", "lost?", 0},   {Op::kInt, "m/deeper", "x", "", 1},
-    {Op::kDelete, "", "n", "", 0},         {Op::kDelete, "", "never", "", 0},
-    {Op::kDelete, "nope", "n", "", 0},     {Op::kDelete, "m", "n", "", 0},
-    {Op::kDeleteKey, "nope/x", "", "", 0}, {Op::kDelete, "K", "seed", "", 0},
-    {Op::kDeleteKey, "Sub", "", "", 0},    {Op::kDeleteKey, "", "", "", 0},
-};
+    {Op::kInt, "K", "seed", "", 7, 0, R"({"K":{"seed":7}})"},
+    {Op::kString, "", "n", "v", 0, 0, R"({"K":{"seed":7},"n":"v"})"},
+    {Op::kInt, "", "m", "", -42, 0, R"({"K":{"seed":7},"m":-42,"n":"v"})"},
+    {Op::kString, "", "m", "text", 0, 0, R"({"K":{"seed":7},"m":"text","n":"v"})"},
+    {Op::kString, "Sub", "x", "y", 0, 0, R"({"K":{"seed":7},"Sub":{"x":"y"},"m":"text","n":"v"})"},
+    {Op::kString, "", "", "unnamed", 0, 0, kFull},
+    {Op::kString, "m", "x", "lost?", 0, kPreferenceBadKey, kFull},
+    {Op::kInt, "m/deeper", "x", "", 1, kPreferenceBadKey, kFull},
+    {Op::kDelete, "", "n", "", 0, 0, kLess},
+    {Op::kDelete, "", "never", "", 0, 0, kLess},
+    {Op::kDelete, "nope", "n", "", 0, kPreferenceNotFound, kLess},
+    {Op::kDelete, "m", "n", "", 0, kPreferenceNotFound, kLess},
+    {Op::kDeleteKey, "nope/x", "", "", 0, 0, kLess},
+    {Op::kDelete, "K", "seed", "", 0, 0, R"({"":"unnamed","K":{},"Sub":{"x":"y"},"m":"text"})"},
+    {Op::kDeleteKey, "Sub", "", "", 0, 0, R"({"":"unnamed","K":{},"m":"text"})"},
+    {Op::kDeleteKey, "", "", "", 0, 0, nullptr}};
 
 class PreferencesTest : public StoreTest {
  protected:
-  // Carries out one step on the store, checks its result, and does the same to the model.
-  void Do(int scope, const Shape& shape, const Step& step, const std::string& domain,
-          Model& model) {
-    const bool empty_below = *step.below == '\0';
-    std::string path = shape.path;
-    if (!empty_below) {
-      path += std::string("/") + step.below;
-    }
-    std::vector<std::string> components = shape.components;
-    for (std::string rest = step.below; !rest.empty();) {
-      const std::size_t end = rest.find('/');
-      components.push_back(rest.substr(0, end));
-      rest = end == std::string::npos ? "" : rest.substr(end + 1);
-    }
-    std::string name = step.name;
-    DWORD result = 0;
-    switch (step.op) {
-      case Op::kString:
-        result =
-            WritePreferenceString(scope, Wide(path), Wide(name), Wide(step.text), Wide(domain));
-        break;
-      case Op::kInt:
-        result = WritePreferenceInt(scope, Wide(path), Wide(name), step.number, Wide(domain));
-        break;
-      case Op::kDelete:
-        result = DeletePreference(scope, Wide(path), Wide(name), Wide(domain));
-        break;
-      case Op::kDeleteKey:
-        result = RecursivePreferenceDelete(scope, Wide(path), Wide(domain));
-        name = components.empty() ? "" : components.back();
-        if (!components.empty()) {
-          components.pop_back();
-        }
-        break;
-    }
-    const bool writes = step.op == Op::kString || step.op == Op::kInt;
-    bool blocked = false;
-    Model* key = model.Find(components, writes, &blocked);
-    DWORD expected = 0;
-    if (key == nullptr) {
-      expected = writes ? kPreferenceBadKey : step.op == Op::kDelete ? kPreferenceNotFound : 0;
-    } else if (writes) {
-      key->entries[name] = Model{
-          {},
-          step.op == Op::kInt ? std::to_string(step.number) : "\"" + std::string(step.text) + "\""};
+  void Do(int scope, const Shape& shape, const Step& step, const CAtlString& domain) {
+    const CAtlString path =
+        Wide(*step.below == '\0' ? shape.path : std::string(shape.path) + "/" + step.below);
+    const CAtlString name = Wide(step.name);
+    if (step.op == Op::kDelete) {
+      EXPECT_EQ(DeletePreference(scope, path, name, domain), step.result);
+    } else if (step.op == Op::kDeleteKey) {
+      EXPECT_EQ(RecursivePreferenceDelete(scope, path, domain), step.result);
     } else {
-      key->entries.erase(name);
-    }
-    EXPECT_EQ(result, expected);
-    if (key != nullptr && writes) {
+      const bool is_text = step.op == Op::kString;
+      EXPECT_EQ(is_text ? WritePreferenceString(scope, path, name, Wide(step.text), domain)
+                        : WritePreferenceInt(scope, path, name, step.number, domain),
+                step.result);
       unsigned long error = 99;
-      const CAtlString read =
-          GetPreferenceString(scope, Wide(path), Wide(name), u"default", &error, Wide(domain));
-      EXPECT_EQ(error, 0u);
-      EXPECT_EQ(Utf8(read), step.op == Op::kInt ? std::to_string(step.number) : step.text);
+      const CAtlString read = GetPreferenceString(scope, path, name, u"default", &error, domain);
+      EXPECT_EQ(error, step.result == 0 ? 0u : 2u);
+      const std::string written = is_text ? step.text : std::to_string(step.number);
+      EXPECT_EQ(Utf8(read), step.result == 0 ? written : "default");
     }
   }
 
@@ -152,21 +91,21 @@ class PreferencesTest : public StoreTest {
 
 TEST_F(PreferencesTest, EveryScopeOperationAndKeyPathShapeLeavesTheRightFile) {
   std::vector<fs::path> snapshots;
-  std::vector<std::string> expected;
-  std::vector<std::string> titles;
+  std::vector<std::string> expected, titles;
   for (int scope = 0; scope <= 5; ++scope) {
     for (const Shape& shape : kShapes) {
       const std::string domain =
           "com.example.s" + std::to_string(scope) + "-" + std::to_string(titles.size());
-      Model model;
       for (const Step& step : kSteps) {
         titles.push_back("scope " + std::to_string(scope) + " path '" + shape.path + "' step " +
                          std::to_string(&step - kSteps));
         SCOPED_TRACE(titles.back());
-        Do(scope, shape, step, domain, model);
+        Do(scope, shape, step, Wide(domain));
         snapshots.push_back(env_.folder() / std::to_string(titles.size()));
         fs::copy_file(FileOf(scope, domain), snapshots.back());
-        expected.push_back(model.Json());
+        expected.push_back(step.content == nullptr
+                               ? shape.deleted
+                               : std::string(shape.before) + step.content + shape.after);
       }
     }
   }
@@ -254,9 +193,7 @@ TEST_F(PreferencesTest, ListingAppendsKeysAndValueNames) {
   EXPECT_EQ(names.GetCount(), 1u);
   ListPreferences(3, u"K", names, kDomain);
   std::multiset<std::string> found;
-  for (const CAtlString& name : names) {
-    found.insert(Utf8(name));
-  }
+  for (const CAtlString& name : names) found.insert(Utf8(name));
   EXPECT_EQ(found, (std::multiset<std::string>{"", "Install Information", "UELogging", "before"}));
 }
 

@@ -11,18 +11,6 @@ namespace fs = std::filesystem;
 
 class ReportingTest : public StoreTest {};
 
-TEST_F(ReportingTest, FilesBehindScopes) {
-  const std::string hidden = "." + std::string(kDomain);
-  EXPECT_EQ(PreferenceFilePath(0, kDomain), SharedFile());
-  EXPECT_EQ(PreferenceFilePath(1, kDomain), UserFile());
-  EXPECT_EQ(PreferenceFilePath(2, kDomain), SharedFile(hidden));
-  EXPECT_EQ(PreferenceFilePath(3, kDomain), SharedFile());
-  EXPECT_EQ(PreferenceFilePath(4, kDomain), MachineFile());
-  EXPECT_EQ(PreferenceFilePath(5, kDomain), MachineFile(hidden));
-  EXPECT_EQ(PreferenceFilePath(6, kDomain), "");
-  EXPECT_EQ(PreferenceFilePath(0, u"../x"), "");
-}
-
 TEST_F(ReportingTest, TellsWhatIsThereAndWhyNot) {
   EXPECT_EQ(CopyDomain(0, kDomain).status.error, PrefError::kNotFound);
   EXPECT_EQ(CopyDomain(1, u"/x").status.error, PrefError::kRefusedDomain);

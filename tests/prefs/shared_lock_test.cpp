@@ -22,9 +22,7 @@ class OtherProcess {
 
   explicit OtherProcess(Kind kind) : pid_(fork()) {
     if (pid_ == 0) {
-      if (kind == Kind::kSleeping) {
-        pause();
-      }
+      if (kind == Kind::kSleeping) pause();
       _exit(0);
     }
     if (kind == Kind::kZombie) {
@@ -96,9 +94,7 @@ TEST_F(SharedLockTest, AHolderIsWaitedForTenTimes) {
   // Released during the last wait but one.
   int left = 9;
   ExchangeSharedLockWait([&] {
-    if (--left == 0) {
-      UnlockGlobalSharedPList(kDomain);
-    }
+    if (--left == 0) UnlockGlobalSharedPList(kDomain);
   });
   EXPECT_TRUE(LockGlobalSharedPList(kDomain));
   UnlockGlobalSharedPList(kDomain);
@@ -188,15 +184,11 @@ TEST_F(SharedLockTest, NeverTwoHolders) {
         while (!LockGlobalSharedPList(kDomain)) {
         }
         const int file = open(inside.c_str(), O_CREAT | O_EXCL | O_CLOEXEC, 0600);
-        if (file < 0) {
-          _exit(1);
-        }
+        if (file < 0) _exit(1);
         close(file);
         usleep(500);
         unlink(inside.c_str());
-        if (i == 0 && round == 5) {
-          raise(SIGKILL);
-        }
+        if (i == 0 && round == 5) raise(SIGKILL);
         UnlockGlobalSharedPList(kDomain);
       }
       _exit(0);

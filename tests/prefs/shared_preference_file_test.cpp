@@ -1,7 +1,5 @@
 #include "prefs/shared_preference_file.h"
 
-#include <unistd.h>
-
 #include "prefs/platform_values.h"
 #include "prefs/preference_file.h"
 #include "prefs/preferences.h"
@@ -93,49 +91,6 @@ TEST_F(SharedPreferenceFileTest, SaveReportsWhatFails) {
   WriteFile(folder, "a file where the folder should be");
   EXPECT_NE(SavePropertiesToSharedFile(Key(u"n", u"v"), domain_), 0);
   EXPECT_EQ(WritePreferenceString(0, u"K", u"n", u"v", kDomain), 0u);
-}
-
-TEST_F(SharedPreferenceFileTest, AFolderThatCannotBeWrittenLeavesTheOldFile) {
-  if (geteuid() == 0) {
-    GTEST_SKIP() << "root may write anywhere";
-  }
-  Set(u"K", Key(u"n", u"v"));
-  fs::permissions(SharedFile().parent_path(), fs::perms::owner_read | fs::perms::owner_exec);
-  Set(u"K", Key(u"n", u"new"));
-  EXPECT_NE(SavePropertiesToSharedFile(Key(u"n", u"new"), domain_), 0);
-  fs::permissions(SharedFile().parent_path(), fs::perms::owner_all);
-  EXPECT_EQ(OnDisk(SharedFile()), R"({"K":{"n":"v"}})");
-}
-
-TEST_F(SharedPreferenceFileTest, WhatOtherProgramsWriteIsKeptWithEveryValue) {
-  const std::string xml = R"(<plist version="1.0"><dict><key>K</key><dict>
-<key>data</key><data>AAEC</data><key>date</key><date>2001-02-03T04:05:06Z</date>
-<key>big</key><integer>18446744073709551615</integer><key>real</key><real>0.1</real>
-<key>list</key><array><false/><string>&lt;&amp;</string></array></dict></dict></plist>)";
-  for (const char* form : {"xml1", "binary1"}) {
-    SCOPED_TRACE(form);
-    const fs::path source = env_.folder() / "source.plist";
-    WriteFile(source, xml);
-    if (std::string(form) == "binary1") {
-      const CommandResult converted = RunCommand(
-          {"plistutil", "-i", source.string(), "-f", "bin", "-o", source.string() + ".bin"});
-      if (converted.status != 0) {
-        GTEST_SKIP() << "no plistutil: " << converted.err;
-      }
-      fs::rename(source.string() + ".bin", source);
-    }
-    fs::create_directories(SharedFile().parent_path());
-    fs::copy_file(source, SharedFile(), fs::copy_options::overwrite_existing);
-    WritePreferenceString(0, u"K", u"mine", u"\u00e9", kDomain);
-    const CommandResult compared =
-        RunCommand({"python3", "-c",
-                    "import plistlib,sys\n"
-                    "old,new=(plistlib.load(open(p,'rb')) for p in sys.argv[1:])\n"
-                    "assert new['K'].pop('mine')=='\\u00e9'\nassert old==new, (old,new)\n",
-                    source.string(), SharedFile().string()});
-    EXPECT_EQ(compared.status, 0) << compared.err;
-    EXPECT_EQ(RunCommand({"plistutil", "-i", SharedFile().string(), "-o", "/dev/null"}).status, 0);
-  }
 }
 
 }  // namespace

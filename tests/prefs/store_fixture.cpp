@@ -33,16 +33,12 @@ with open(sys.argv[1], 'wb') as file:
 
 std::vector<std::string> OnDisk(const std::vector<std::filesystem::path>& files) {
   std::string input;
-  for (const auto& file : files) {
-    input += file.string() + "\n";
-  }
+  for (const auto& file : files) input += file.string() + "\n";
   const CommandResult result = RunCommand({"python3", "-X", "utf8", "-c", kDump}, input);
   EXPECT_EQ(result.status, 0) << result.err;
   std::vector<std::string> lines;
   std::istringstream out(result.out);
-  for (std::string line; std::getline(out, line);) {
-    lines.push_back(line);
-  }
+  for (std::string line; std::getline(out, line);) lines.push_back(line);
   lines.resize(files.size());
   return lines;
 }

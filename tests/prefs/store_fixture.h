@@ -1,10 +1,6 @@
 // What the tests of the preference store share: where its files are and what another reader finds.
 #pragma once
 
-#include <filesystem>
-#include <string>
-#include <vector>
-
 #include "prefs/shared_lock.h"
 #include "tests/support/test_environment.h"
 

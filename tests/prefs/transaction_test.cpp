@@ -1,6 +1,5 @@
 #include "prefs/transaction.h"
 
-#include <sys/mount.h>
 #include <sys/resource.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -75,9 +74,7 @@ TEST_F(TransactionTest, AFailureAnywhereLeavesTheFile) {
       {"too deep", PrefError::kNotSerializable,
        [](Transaction& t) {
          CAtlString path = u"d";
-         for (int i = 0; i < 1000; ++i) {
-           path += u"/d";
-         }
+         for (int i = 0; i < 1000; ++i) path += u"/d";
          t.SetInt(path, u"x", 1);
        }},
   };
@@ -120,9 +117,7 @@ TEST_F(TransactionTest, ReplaceDomainKeepsTheCallersDictionary) {
 
 TEST_F(TransactionTest, RefusesWhatItCannotAddressAndWaitsForTheLock) {
   Transaction unknown(9, kDomain), refused(1, u"../x"), locked(2, kDomain);
-  for (Transaction* change : {&unknown, &refused, &locked}) {
-    change->SetInt(u"K", u"n", 1);
-  }
+  for (Transaction* change : {&unknown, &refused, &locked}) change->SetInt(u"K", u"n", 1);
   EXPECT_EQ(unknown.Commit().error, PrefError::kUnknownScope);
   EXPECT_EQ(refused.Commit().error, PrefError::kRefusedDomain);
   ASSERT_TRUE(LockGlobalSharedPList(kDomain));
@@ -166,26 +161,7 @@ TEST_F(TransactionTest, TellsWhyNothingWasSaved) {
   }
 }
 
-// On a volume of its own, where this process may mount one.
-TEST_F(TransactionTest, AFullVolumeKeepsTheOldFile) {
-  const fs::path folder = SharedFile().parent_path();
-  fs::create_directories(folder);
-  if (mount("tmpfs", folder.c_str(), "tmpfs", 0, "size=64k") != 0) {
-    GTEST_SKIP() << "no right to mount a small volume";
-  }
-  Transaction small(0, kDomain);
-  small.SetString(u"K", u"n", u"v");
-  EXPECT_TRUE(small.Commit().ok());
-  Transaction large(0, kDomain);
-  large.SetString(u"K", u"large", CAtlString(u'x', 100000));
-  EXPECT_EQ(large.Commit().error, PrefError::kDiskFull);
-  EXPECT_EQ(WritePreferenceString(0, u"K", u"large", CAtlString(u'x', 100000), kDomain), 0u);
-  EXPECT_EQ(OnDisk(SharedFile()), R"({"K":{"n":"v"}})");
-  EXPECT_EQ(std::distance(fs::directory_iterator(folder), {}), 1);
-  EXPECT_EQ(umount(folder.c_str()), 0);
-}
-
-// Where no volume may be mounted, a limit on the size of files makes the write fail.
+// A limit on the size of files makes the write fail.
 TEST_F(TransactionTest, AFailingWriteKeepsTheOldFile) {
   WritePreferenceString(0, u"K", u"n", u"v", kDomain);
   const pid_t child = fork();
@@ -212,9 +188,7 @@ class MemoryEnvironment {
 
  private:
   static std::unique_ptr<ScopedEnvironment> Make() {
-    if (access("/dev/shm", W_OK | X_OK) == 0) {
-      setenv("TMPDIR", "/dev/shm", 1);
-    }
+    if (access("/dev/shm", W_OK | X_OK) == 0) setenv("TMPDIR", "/dev/shm", 1);
     return std::make_unique<ScopedEnvironment>();
   }
 
@@ -237,9 +211,7 @@ TEST_F(TransactionTest, ManyWritersLoseNothingThatWasReported) {
     if (child == 0) {
       ExchangeSharedLockWait([] { usleep(2000); });
       // Two users, neither of whom sees the lock record of the other.
-      if (i % 2 == 1) {
-        setenv("HOME", (memory.folder() / "other").c_str(), 1);
-      }
+      if (i % 2 == 1) setenv("HOME", (memory.folder() / "other").c_str(), 1);
       std::FILE* report = std::fopen((reports / std::to_string(i)).c_str(), "w");
       CAtlString path, name;
       path.Format(u"Software/P%d", i % 4);
@@ -260,9 +232,7 @@ TEST_F(TransactionTest, ManyWritersLoseNothingThatWasReported) {
     if (++reads % 20 == 0 && reads / 20 <= kKilled) {
       kill(children[static_cast<std::size_t>(reads / 20)], SIGKILL);
     }
-    while (waitpid(-1, nullptr, WNOHANG) > 0) {
-      --alive;
-    }
+    while (waitpid(-1, nullptr, WNOHANG) > 0) --alive;
     usleep(1000);
   }
   EXPECT_EQ(OnDisk(file).substr(0, 12), R"({"Software":)");

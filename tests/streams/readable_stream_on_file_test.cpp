@@ -1,11 +1,7 @@
 #include "streams/readable_stream_on_file.h"
 
-#include <gtest/gtest.h>
-
 #include <cstdint>
-#include <filesystem>
 #include <limits>
-#include <string>
 
 #include "files/task_memory.h"
 #include "streams/com_ptr.h"

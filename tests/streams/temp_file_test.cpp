@@ -1,9 +1,5 @@
 #include "streams/temp_file.h"
 
-#include <gtest/gtest.h>
-
-#include <filesystem>
-
 #include "tests/support/test_environment.h"
 
 namespace orvik {

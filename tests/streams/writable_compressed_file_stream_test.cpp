@@ -1,19 +1,18 @@
 #include "streams/writable_compressed_file_stream.h"
 
-#include <gtest/gtest.h>
 #include <signal.h>
 #include <sys/resource.h>
 #include <unistd.h>
 
-#include <filesystem>
 #include <random>
-#include <string>
 
 #include "streams/stream_factory.h"
 #include "tests/support/test_environment.h"
 
 namespace orvik {
 namespace {
+
+namespace fs = std::filesystem;
 
 class WritableCompressedFileStreamTest : public test::EnvironmentTest {
  protected:
@@ -40,9 +39,9 @@ class WritableCompressedFileStreamTest : public test::EnvironmentTest {
     }
   }
 
-  bool NoRawFileIsLeft() const { return std::filesystem::is_empty(env_.temp()); }
+  bool NoRawFileIsLeft() const { return fs::is_empty(env_.temp()); }
 
-  const std::filesystem::path file_ = env_.folder() / "target";
+  const fs::path file_ = env_.folder() / "target";
   const COrvikFilePath path_{CAtlString(file_.u16string())};
 };
 
@@ -57,7 +56,7 @@ TEST_F(WritableCompressedFileStreamTest, HoldsOneZlibStreamOverAllBytes) {
     EXPECT_TRUE(NoRawFileIsLeft());
   }
   Compress("");
-  EXPECT_EQ(std::filesystem::file_size(file_), 8u);
+  EXPECT_EQ(fs::file_size(file_), 8u);
 }
 
 TEST_F(WritableCompressedFileStreamTest, BytesThatDoNotShrinkStayAsTheyAre) {
@@ -73,7 +72,7 @@ TEST_F(WritableCompressedFileStreamTest, TheTargetIsEmptyUntilTheLastReference) 
   test::WriteFile(file_, "old");
   CComPtr<IStream> stream = CStreamFactory::CreateWritableCompressedFileStream(path_);
   stream->Write("abc", 3, nullptr);
-  EXPECT_EQ(std::filesystem::file_size(file_), 0u);
+  EXPECT_EQ(fs::file_size(file_), 0u);
   EXPECT_FALSE(NoRawFileIsLeft());
   EXPECT_EQ(stream->Seek({}, 0, nullptr), E_NOTIMPL);
   stream.Release();
@@ -83,8 +82,8 @@ TEST_F(WritableCompressedFileStreamTest, TheTargetIsEmptyUntilTheLastReference) 
 TEST_F(WritableCompressedFileStreamTest, ARawFileThatVanishedLeavesTheCompressionOfNothing) {
   CComPtr<IStream> stream = CStreamFactory::CreateWritableCompressedFileStream(path_);
   stream->Write("abc", 3, nullptr);
-  for (const auto& entry : std::filesystem::directory_iterator(env_.temp())) {
-    std::filesystem::remove(entry.path());
+  for (const auto& entry : fs::directory_iterator(env_.temp())) {
+    fs::remove(entry.path());
   }
   stream.Release();
   EXPECT_EQ(Inflated(), "");
@@ -92,25 +91,25 @@ TEST_F(WritableCompressedFileStreamTest, ARawFileThatVanishedLeavesTheCompressio
 }
 
 TEST_F(WritableCompressedFileStreamTest, AReadOnlyTargetIsRefusedOrLeftEmpty) {
-  using std::filesystem::perms;
+  using fs::perms;
   test::WriteFile(file_, "old");
-  std::filesystem::permissions(file_, perms::owner_read);
+  fs::permissions(file_, perms::owner_read);
   EXPECT_EQ(CStreamFactory::CreateWritableCompressedFileStream(path_), nullptr);
   EXPECT_EQ(test::ReadFile(file_), "old");
   EXPECT_TRUE(NoRawFileIsLeft());
 
-  std::filesystem::permissions(file_, perms::owner_read | perms::owner_write);
+  fs::permissions(file_, perms::owner_read | perms::owner_write);
   CComPtr<IStream> stream = CStreamFactory::CreateWritableCompressedFileStream(path_);
   stream->Write("abc", 3, nullptr);
-  std::filesystem::permissions(file_, perms::owner_read);
+  fs::permissions(file_, perms::owner_read);
   stream.Release();
-  EXPECT_EQ(std::filesystem::file_size(file_), 0u);
+  EXPECT_EQ(fs::file_size(file_), 0u);
   EXPECT_TRUE(NoRawFileIsLeft());
 }
 
 TEST_F(WritableCompressedFileStreamTest, WithoutATemporaryFolderThereIsNoStream) {
   test::WriteFile(file_, "old");
-  std::filesystem::remove(env_.temp());
+  fs::remove(env_.temp());
   test::WriteFile(env_.temp(), "a file where the folder was");
   EXPECT_EQ(CStreamFactory::CreateWritableCompressedFileStream(path_), nullptr);
   EXPECT_EQ(CStreamFactory::CreateWritableCompressedFileStream({}), nullptr);
@@ -120,7 +119,7 @@ TEST_F(WritableCompressedFileStreamTest, WithoutATemporaryFolderThereIsNoStream)
   EXPECT_EQ(direct->Write("a", 1, &written), E_INVALIDARG);
   EXPECT_EQ(written, 0u);
   EXPECT_EQ(direct->Release(), 0u);
-  EXPECT_TRUE(std::filesystem::is_regular_file(env_.temp()));
+  EXPECT_TRUE(fs::is_regular_file(env_.temp()));
 }
 
 TEST_F(WritableCompressedFileStreamTest, AFullTemporaryFolderFailsTheWriteAndLeavesNoRawFile) {
@@ -135,8 +134,9 @@ TEST_F(WritableCompressedFileStreamTest, AFullTemporaryFolderFailsTheWriteAndLea
   setrlimit(RLIMIT_FSIZE, &small);
   const std::string piece(50'000, 'x');
   HRESULT last = S_OK;
-  for (int i = 0; i < 4 && last == S_OK; ++i)
+  for (int i = 0; i < 4 && last == S_OK; ++i) {
     last = stream->Write(piece.data(), piece.size(), nullptr);
+  }
   stream.Release();
   setrlimit(RLIMIT_FSIZE, &old_limit);
   sigaction(SIGXFSZ, &old_action, nullptr);
@@ -147,7 +147,7 @@ TEST_F(WritableCompressedFileStreamTest, AFullTemporaryFolderFailsTheWriteAndLea
 }
 
 TEST_F(WritableCompressedFileStreamTest, CompressesFiles) {
-  const std::filesystem::path source = env_.folder() / "source";
+  const fs::path source = env_.folder() / "source";
   const COrvikFilePath source_path(CAtlString(source.u16string()));
   EXPECT_EQ(compressFile(source_path, path_, 6), 0);
   EXPECT_EQ(Inflated(), "");
@@ -156,7 +156,7 @@ TEST_F(WritableCompressedFileStreamTest, CompressesFiles) {
   EXPECT_EQ(Inflated(), "some text");
   EXPECT_NE(compressFile(source_path, COrvikFilePath(CAtlString(env_.folder().u16string())), 6), 0);
   // Too large to be compressed at once; it is not taken for an empty file.
-  std::filesystem::resize_file(source, 5ull << 30);
+  fs::resize_file(source, 5ull << 30);
   EXPECT_NE(compressFile(source_path, path_, 6), 0);
   EXPECT_EQ(Inflated(), "some text");
 

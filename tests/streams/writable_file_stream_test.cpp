@@ -1,10 +1,5 @@
 #include "streams/writable_file_stream.h"
 
-#include <gtest/gtest.h>
-
-#include <filesystem>
-#include <string>
-
 #include "streams/com_ptr.h"
 #include "streams/stream_factory.h"
 #include "tests/support/test_environment.h"

@@ -58,24 +58,22 @@ OwnedString PlatformString(u16string_view text) {
 TEST(CAtlString, EveryEmptyStringIsTheSharedBlock) {
   const CAtlStringA no_bytes;
   const OwnedString no_units = PlatformString(u"");
-  const CAtlString strings[] = {
-      CAtlString(),
-      CAtlString(nullptr),
-      CAtlString(u""),
-      CAtlString(""),
-      CAtlString(static_cast<Wide>(nullptr)),
-      CAtlString(static_cast<Narrow>(nullptr)),
-      CAtlString(u"abc", 0),
-      CAtlString(static_cast<Wide>(nullptr), 3),
-      CAtlString("abc", -1),
-      CAtlString(u'x', 0),
-      CAtlString('x', -5),
-      CAtlString(static_cast<CFStringRef>(nullptr)),
-      CAtlString(no_units.get()),
-      CAtlString(no_bytes),
-      AfxGetEmptyString(),
-      CAtlString(u"abc").Left(-1),
-  };
+  const CAtlString strings[] = {CAtlString(),
+                                CAtlString(nullptr),
+                                CAtlString(u""),
+                                CAtlString(""),
+                                CAtlString(static_cast<Wide>(nullptr)),
+                                CAtlString(static_cast<Narrow>(nullptr)),
+                                CAtlString(u"abc", 0),
+                                CAtlString(static_cast<Wide>(nullptr), 3),
+                                CAtlString("abc", -1),
+                                CAtlString(u'x', 0),
+                                CAtlString('x', -5),
+                                CAtlString(static_cast<CFStringRef>(nullptr)),
+                                CAtlString(no_units.get()),
+                                CAtlString(no_bytes),
+                                AfxGetEmptyString(),
+                                CAtlString(u"abc").Left(-1)};
   for (const CAtlString& string : strings) {
     EXPECT_EQ(string.GetString(), _afxPchNil);
     EXPECT_EQ(string.GetData(), &_afxDataNil.header);
@@ -222,12 +220,6 @@ TEST(CAtlString, MovesItsBlock) {
   moved = std::move(text);
   EXPECT_NE(moved.GetString(), data);
   EXPECT_EQ(moved.View(), u"text");
-}
-
-TEST(CAtlString, HasNoResources) {
-  CAtlString text(u"text");
-  EXPECT_FALSE(text.LoadString(1));
-  EXPECT_EQ(text.View(), u"text");
 }
 
 }  // namespace

@@ -37,9 +37,7 @@ class UcaLocale : public test::EnvironmentTest {
 
 TEST_F(UcaLocale, MapsCaseWithinTheLength) {
   setenv("LC_ALL", "C", 1);
-  char16_t text[] =
-      u"stra\xDF"
-      u"e";
+  char16_t text[] = u"stra\u00DFe";
   EXPECT_EQ(View(ucaupr(text)), u"STRASS");
   EXPECT_EQ(View(ucalwr(text)), u"strass");
   EXPECT_EQ(ucaupr(nullptr), nullptr);

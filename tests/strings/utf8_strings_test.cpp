@@ -56,18 +56,6 @@ TEST(Utf8Strings, ConvertsBothWays) {
   }
 }
 
-TEST(Utf8Strings, ConvertsEveryLength) {
-  std::string utf8;
-  std::u16string wide;
-  for (int i = 0; i < 600; ++i) {
-    ASSERT_EQ(MakeUTF8StringFromUnicodeString(CAtlString(wide)).View(), utf8);
-    ASSERT_EQ(MakeWideStringFromUTF8String(CAtlStringA(utf8)).View(), wide);
-    const bool is_wide = i % 37 == 0;
-    utf8 += is_wide ? "\xE2\x82\xAC" : "x";
-    wide += is_wide ? u'\u20AC' : u'x';
-  }
-}
-
 TEST(Utf8Strings, ConvertsMixturesOfEveryWidth) {
   std::mt19937 random(11);
   constexpr std::u16string_view kPieces[] = {u"aaaaaaaaaaaaaaaaaaaaaaa", u"b", u"\u00E9", u"\u4E00",
@@ -119,10 +107,7 @@ TEST(Utf8Strings, RefusesOrReplacesWhatCannotBeConverted) {
   for (const char* malformed : {"\xFF", "a\xC3", "\xC0\x80", "\xED\xA0\x80", "\xF4\x90\x80\x80"}) {
     EXPECT_EQ(MakeWideStringFromUTF8String(malformed).View(), u"") << malformed;
   }
-  EXPECT_EQ(MakeUTF8StringFromUnicodeString(u"a\xD800"
-                                            u"b\xDC00")
-                .View(),
-            "a?b?");
+  EXPECT_EQ(MakeUTF8StringFromUnicodeString(u"a\xD800z\xDC00").View(), "a?z?");
   EXPECT_EQ(MakeUTF8StringFromUnicodeString(u"\xDC00\xD800").View(), "??");
 }
 

@@ -2,8 +2,8 @@
 
 #include <fcntl.h>
 #include <poll.h>
-#include <stdlib.h>
 #include <signal.h>
+#include <stdlib.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -15,7 +15,12 @@ namespace fs = std::filesystem;
 
 namespace {
 
-constexpr const char* kVariables[3] = {"ORVIK_SYSTEM_ROOT", "HOME", "TMPDIR"};
+fs::path FreshFolder() {
+  std::string pattern = (fs::temp_directory_path() / "orvik-test-XXXXXX").string();
+  if (mkdtemp(pattern.data()) == nullptr) abort();
+  for (const char* name : {"root", "home", "tmp"}) fs::create_directory(fs::path(pattern) / name);
+  return pattern;
+}
 
 void MakeWritable(const fs::path& folder) {
   std::error_code error;
@@ -27,29 +32,30 @@ void MakeWritable(const fs::path& folder) {
 
 }  // namespace
 
-ScopedEnvironment::ScopedEnvironment() {
-  std::string pattern = (fs::temp_directory_path() / "orvik-test-XXXXXX").string();
-  if (mkdtemp(pattern.data()) == nullptr) abort();
-  folder_ = pattern;
-  const fs::path values[3] = {system_root(), home(), temp()};
-  for (int i = 0; i < 3; ++i) {
-    if (const char* old = getenv(kVariables[i])) {
-      had_value_[i] = true;
-      old_values_[i] = old;
-    }
-    fs::create_directories(values[i]);
-    setenv(kVariables[i], values[i].c_str(), 1);
+ScopedVariable::ScopedVariable(const char* name, const char* value) : name_(name) {
+  if (const char* old = getenv(name)) old_ = old;
+  if (value != nullptr) {
+    setenv(name, value, 1);
+  } else {
+    unsetenv(name);
   }
 }
 
-ScopedEnvironment::~ScopedEnvironment() {
-  for (int i = 0; i < 3; ++i) {
-    if (had_value_[i]) {
-      setenv(kVariables[i], old_values_[i].c_str(), 1);
-    } else {
-      unsetenv(kVariables[i]);
-    }
+ScopedVariable::~ScopedVariable() {
+  if (old_) {
+    setenv(name_, old_->c_str(), 1);
+  } else {
+    unsetenv(name_);
   }
+}
+
+ScopedEnvironment::ScopedEnvironment()
+    : folder_(FreshFolder()),
+      root_variable_("ORVIK_SYSTEM_ROOT", system_root().string()),
+      home_variable_("HOME", home().string()),
+      temp_variable_("TMPDIR", temp().string()) {}
+
+ScopedEnvironment::~ScopedEnvironment() {
   MakeWritable(folder_);
   std::error_code error;
   fs::remove_all(folder_, error);
@@ -74,14 +80,16 @@ void WriteFile(const fs::path& path, const std::string& bytes) {
 CommandResult RunCommand(const std::vector<std::string>& argv, const std::string& input) {
   CommandResult result;
   int in[2], out[2], err[2];
-  if (pipe2(in, O_CLOEXEC) != 0 || pipe2(out, O_CLOEXEC) != 0 || pipe2(err, O_CLOEXEC) != 0) abort();
+  if (pipe2(in, O_CLOEXEC) != 0 || pipe2(out, O_CLOEXEC) != 0 || pipe2(err, O_CLOEXEC) != 0)
+    abort();
   const pid_t child = fork();
   if (child == 0) {
     dup2(in[0], 0);
     dup2(out[1], 1);
     dup2(err[1], 2);
     std::vector<char*> arguments;
-    for (const std::string& argument : argv) arguments.push_back(const_cast<char*>(argument.c_str()));
+    for (const std::string& argument : argv)
+      arguments.push_back(const_cast<char*>(argument.c_str()));
     arguments.push_back(nullptr);
     execvp(arguments[0], arguments.data());
     _exit(127);
@@ -107,16 +115,23 @@ CommandResult RunCommand(const std::vector<std::string>& argv, const std::string
     if (poll(polled, 3, -1) < 0) continue;
     char buffer[65536];
     if (polled[0].revents != 0) {
-      const ssize_t n = write(in[1], input.data() + written, std::min<size_t>(input.size() - written, 4096));
+      const ssize_t n =
+          write(in[1], input.data() + written, std::min<size_t>(input.size() - written, 4096));
       written = n < 0 ? input.size() : written + static_cast<size_t>(n);
     }
     if (polled[1].revents != 0) {
       const ssize_t n = read(out[0], buffer, sizeof buffer);
-      if (n > 0) result.out.append(buffer, static_cast<size_t>(n)); else out_open = false;
+      if (n > 0)
+        result.out.append(buffer, static_cast<size_t>(n));
+      else
+        out_open = false;
     }
     if (polled[2].revents != 0) {
       const ssize_t n = read(err[0], buffer, sizeof buffer);
-      if (n > 0) result.err.append(buffer, static_cast<size_t>(n)); else err_open = false;
+      if (n > 0)
+        result.err.append(buffer, static_cast<size_t>(n));
+      else
+        err_open = false;
     }
   }
   sigaction(SIGPIPE, &old, nullptr);
@@ -128,6 +143,8 @@ CommandResult RunCommand(const std::vector<std::string>& argv, const std::string
   return result;
 }
 
-fs::path ProgramFolder() { return fs::read_symlink("/proc/self/exe").parent_path(); }
+fs::path ProgramFolder() {
+  return fs::read_symlink("/proc/self/exe").parent_path();
+}
 
 }  // namespace orvik::test

@@ -4,9 +4,26 @@
 #include <gtest/gtest.h>
 
 #include <filesystem>
+#include <optional>
 #include <string>
+#include <vector>
 
 namespace orvik::test {
+
+// Sets a variable of the environment for the life of the object; null removes it.
+class ScopedVariable {
+ public:
+  ScopedVariable(const char* name, const char* value);
+  ScopedVariable(const char* name, const std::string& value)
+      : ScopedVariable(name, value.c_str()) {}
+  ~ScopedVariable();
+  ScopedVariable(const ScopedVariable&) = delete;
+  ScopedVariable& operator=(const ScopedVariable&) = delete;
+
+ private:
+  const char* name_;
+  std::optional<std::string> old_;
+};
 
 // Makes a fresh folder and points ORVIK_SYSTEM_ROOT, HOME and TMPDIR below it for the life of the
 // object; afterwards puts the variables back and removes the folder with all it holds (also what
@@ -24,9 +41,8 @@ class ScopedEnvironment {
   std::filesystem::path temp() const { return folder_ / "tmp"; }
 
  private:
-  std::filesystem::path folder_;
-  std::string old_values_[3];
-  bool had_value_[3] = {};
+  const std::filesystem::path folder_;
+  const ScopedVariable root_variable_, home_variable_, temp_variable_;
 };
 
 // The fixture most tests derive from.

@@ -1,11 +1,6 @@
 #include "xml/base64.h"
 
-#include <gtest/gtest.h>
-
-#include <filesystem>
 #include <random>
-#include <string>
-#include <vector>
 
 #include "tests/support/test_environment.h"
 #include "xml/base64_roads.h"

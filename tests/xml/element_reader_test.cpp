@@ -13,6 +13,8 @@
 namespace orvik {
 namespace {
 
+using Reader = CXMLElementReader;
+
 class Document {
  public:
   explicit Document(const std::string& text) : document_(new TiXmlDocument()) {
@@ -27,21 +29,20 @@ class Document {
 TEST(ElementReaderTest, ReadsTexts) {
   const Document document("<e a='' b='x&amp;\xC3\xA9'/>");
   CAtlStringA text("old");
-  EXPECT_EQ(CXMLElementReader::GetTextAttributeFromNode(document.root(), "z", text), E_INVALIDARG);
-  EXPECT_EQ(CXMLElementReader::GetTextAttributeFromNode(document.root(), nullptr, text),
-            E_INVALIDARG);
-  EXPECT_EQ(CXMLElementReader::GetTextAttributeFromNode(nullptr, "a", text), E_INVALIDARG);
+  EXPECT_EQ(Reader::GetTextAttributeFromNode(document.root(), "z", text), E_INVALIDARG);
+  EXPECT_EQ(Reader::GetTextAttributeFromNode(document.root(), nullptr, text), E_INVALIDARG);
+  EXPECT_EQ(Reader::GetTextAttributeFromNode(nullptr, "a", text), E_INVALIDARG);
   EXPECT_EQ(text.View(), "old");
-  EXPECT_EQ(CXMLElementReader::GetTextAttributeFromNode(document.root(), "a", text), S_OK);
+  EXPECT_EQ(Reader::GetTextAttributeFromNode(document.root(), "a", text), S_OK);
   EXPECT_EQ(text.View(), "");
-  EXPECT_EQ(CXMLElementReader::GetTextAttributeFromNode(document.root(), "b", text), S_OK);
+  EXPECT_EQ(Reader::GetTextAttributeFromNode(document.root(), "b", text), S_OK);
   EXPECT_EQ(text.View(), "x&\xC3\xA9");
 
   CAtlString wide(u"old");
-  EXPECT_EQ(CXMLElementReader::GetTextAttributeFromNodeW(document.root(), "a", wide), E_FAIL);
-  EXPECT_EQ(CXMLElementReader::GetTextAttributeFromNodeW(document.root(), "z", wide), E_INVALIDARG);
+  EXPECT_EQ(Reader::GetTextAttributeFromNodeW(document.root(), "a", wide), E_FAIL);
+  EXPECT_EQ(Reader::GetTextAttributeFromNodeW(document.root(), "z", wide), E_INVALIDARG);
   EXPECT_EQ(wide.View(), u"old");
-  EXPECT_EQ(CXMLElementReader::GetTextAttributeFromNodeW(document.root(), "b", wide), S_OK);
+  EXPECT_EQ(Reader::GetTextAttributeFromNodeW(document.root(), "b", wide), S_OK);
   EXPECT_EQ(wide.View(), u"x&\u00E9");
 }
 
@@ -64,9 +65,9 @@ TEST(ElementReaderTest, ReadsNumbers) {
     long number = -1;
     float decimal = -1;
     bool truth = !c.truth;
-    EXPECT_EQ(CXMLElementReader::GetLongAttributeFromNode(document.root(), "v", &number), S_OK);
-    EXPECT_EQ(CXMLElementReader::GetFloatAttributeFromNode(document.root(), "v", &decimal), S_OK);
-    EXPECT_EQ(CXMLElementReader::GetBOOLAttributeFromNode(document.root(), "v", &truth), S_OK);
+    EXPECT_EQ(Reader::GetLongAttributeFromNode(document.root(), "v", &number), S_OK);
+    EXPECT_EQ(Reader::GetFloatAttributeFromNode(document.root(), "v", &decimal), S_OK);
+    EXPECT_EQ(Reader::GetBOOLAttributeFromNode(document.root(), "v", &truth), S_OK);
     EXPECT_EQ(number, c.number);
     EXPECT_EQ(decimal, c.decimal);
     EXPECT_EQ(truth, c.truth) << c.value;
@@ -77,11 +78,10 @@ TEST(ElementReaderTest, ReadsNumbers) {
     float decimal = 3;
     bool truth = true;
     unsigned long color = 3;
-    EXPECT_EQ(CXMLElementReader::GetLongAttributeFromNode(document.root(), name, &number), result);
-    EXPECT_EQ(CXMLElementReader::GetFloatAttributeFromNode(document.root(), name, &decimal),
-              result);
-    EXPECT_EQ(CXMLElementReader::GetBOOLAttributeFromNode(document.root(), name, &truth), result);
-    EXPECT_EQ(CXMLElementReader::GetColorAttributeFromNode(document.root(), name, &color), result);
+    EXPECT_EQ(Reader::GetLongAttributeFromNode(document.root(), name, &number), result);
+    EXPECT_EQ(Reader::GetFloatAttributeFromNode(document.root(), name, &decimal), result);
+    EXPECT_EQ(Reader::GetBOOLAttributeFromNode(document.root(), name, &truth), result);
+    EXPECT_EQ(Reader::GetColorAttributeFromNode(document.root(), name, &color), result);
     EXPECT_TRUE(number == 3 && decimal == 3 && truth && color == 3);
   }
 }
@@ -98,7 +98,7 @@ TEST(ElementReaderTest, ReadsColors) {
   for (const auto& c : cases) {
     const Document document("<e c='" + c.value + "'/>");
     unsigned long color = 99;
-    EXPECT_EQ(CXMLElementReader::GetColorAttributeFromNode(document.root(), "c", &color), S_OK);
+    EXPECT_EQ(Reader::GetColorAttributeFromNode(document.root(), "c", &color), S_OK);
     EXPECT_EQ(color, c.color) << c.value;
   }
 }
@@ -111,13 +111,11 @@ TEST(ElementReaderTest, SplitsAtCommas) {
   CAtlArray<CAtlStringA> pieces;
   for (const auto& c : cases) {
     const Document document("<e v='" + c.value + "'/>");
-    EXPECT_EQ(CXMLElementReader::GetCommaSeperatedArrayAttribute(document.root(), "v", pieces),
-              S_OK);
+    EXPECT_EQ(Reader::GetCommaSeperatedArrayAttribute(document.root(), "v", pieces), S_OK);
     std::vector<std::string> texts;
     for (const CAtlStringA& piece : pieces) texts.emplace_back(piece.View());
     EXPECT_EQ(texts, c.pieces) << c.value;
-    EXPECT_EQ(CXMLElementReader::GetCommaSeperatedArrayAttribute(document.root(), "z", pieces),
-              E_INVALIDARG);
+    EXPECT_EQ(Reader::GetCommaSeperatedArrayAttribute(document.root(), "z", pieces), E_INVALIDARG);
     EXPECT_EQ(pieces.GetCount(), c.pieces.size());
   }
 }
@@ -141,14 +139,12 @@ TEST(ElementReaderTest, TakesBase64OutOfItsPrefix) {
   for (const auto& c : cases) {
     const Document document("<e v='" + c.value + "'/>");
     CAtlStringA plain("old"), data("old");
-    EXPECT_EQ(CXMLElementReader::GetBase64AttributeFromNode(document.root(), "v", plain), c.plain);
+    EXPECT_EQ(Reader::GetBase64AttributeFromNode(document.root(), "v", plain), c.plain);
     EXPECT_EQ(plain.View(), c.plain_text);
-    EXPECT_EQ(CXMLElementReader::GetBase64FlashDataFromNode(document.root(), "v", data), c.flash);
+    EXPECT_EQ(Reader::GetBase64FlashDataFromNode(document.root(), "v", data), c.flash);
     EXPECT_EQ(data.View(), c.flash_text);
-    EXPECT_EQ(CXMLElementReader::GetBase64AttributeFromNode(document.root(), "z", plain),
-              E_INVALIDARG);
-    EXPECT_EQ(CXMLElementReader::GetBase64FlashDataFromNode(document.root(), "z", data),
-              E_INVALIDARG);
+    EXPECT_EQ(Reader::GetBase64AttributeFromNode(document.root(), "z", plain), E_INVALIDARG);
+    EXPECT_EQ(Reader::GetBase64FlashDataFromNode(document.root(), "z", data), E_INVALIDARG);
   }
 }
 
@@ -166,24 +162,24 @@ TEST(ElementReaderTest, TheValueIsTheFirstTextIfItComesFirst) {
     CAtlStringA text("old");
     CAtlString wide(u"old");
     const HRESULT expected = c.value == nullptr ? E_INVALIDARG : S_OK;
-    EXPECT_EQ(CXMLElementReader::GetElementValue(document.root(), text), expected) << c.text;
-    EXPECT_EQ(CXMLElementReader::GetDataElementValue(document.root(), text), expected);
+    EXPECT_EQ(Reader::GetElementValue(document.root(), text), expected) << c.text;
+    EXPECT_EQ(Reader::GetDataElementValue(document.root(), text), expected);
     EXPECT_EQ(text.View(), c.value == nullptr ? "old" : c.value);
-    EXPECT_EQ(CXMLElementReader::GetElementValueW(document.root(), wide), S_OK);
+    EXPECT_EQ(Reader::GetElementValueW(document.root(), wide), S_OK);
     EXPECT_EQ(CAtlStringA(wide).View(), text.View());
   }
   CAtlStringA text;
   CAtlString wide;
-  EXPECT_EQ(CXMLElementReader::GetElementValue(nullptr, text), E_INVALIDARG);
-  EXPECT_EQ(CXMLElementReader::GetElementValueW(nullptr, wide), E_INVALIDARG);
-  EXPECT_EQ(CXMLElementReader::GetNodeName(nullptr, text), E_INVALIDARG);
+  EXPECT_EQ(Reader::GetElementValue(nullptr, text), E_INVALIDARG);
+  EXPECT_EQ(Reader::GetElementValueW(nullptr, wide), E_INVALIDARG);
+  EXPECT_EQ(Reader::GetNodeName(nullptr, text), E_INVALIDARG);
 }
 
 std::string NamesOf(const CAtlArray<TiXmlElement*>& elements) {
   std::string names;
   for (TiXmlElement* const element : elements) {
     CAtlStringA name;
-    EXPECT_EQ(CXMLElementReader::GetNodeName(element, name), S_OK);
+    EXPECT_EQ(Reader::GetNodeName(element, name), S_OK);
     names += std::string(name.View()) + (element->Attribute("n") ? element->Attribute("n") : "");
   }
   return names;
@@ -191,16 +187,16 @@ std::string NamesOf(const CAtlArray<TiXmlElement*>& elements) {
 
 TEST(ElementReaderTest, FindsChildren) {
   const Document document("<r>t<!--c--><a n='1'/><b n='2'/><a n='3'/>t</r>");
-  EXPECT_STREQ(CXMLElementReader::GetNamedChildNode(document.root(), "b")->Attribute("n"), "2");
-  EXPECT_EQ(CXMLElementReader::GetNamedChildNode(document.root(), "B"), nullptr);
-  EXPECT_EQ(CXMLElementReader::GetNamedChildNode(document.root(), nullptr), nullptr);
-  EXPECT_EQ(CXMLElementReader::GetNamedChildNode(nullptr, "b"), nullptr);
-  EXPECT_STREQ(CXMLElementReader::GetFirstNonEmptyChild(document.root())->Attribute("n"), "1");
-  EXPECT_EQ(CXMLElementReader::GetFirstNonEmptyChild(nullptr), nullptr);
+  EXPECT_STREQ(Reader::GetNamedChildNode(document.root(), "b")->Attribute("n"), "2");
+  EXPECT_EQ(Reader::GetNamedChildNode(document.root(), "B"), nullptr);
+  EXPECT_EQ(Reader::GetNamedChildNode(document.root(), nullptr), nullptr);
+  EXPECT_EQ(Reader::GetNamedChildNode(nullptr, "b"), nullptr);
+  EXPECT_STREQ(Reader::GetFirstNonEmptyChild(document.root())->Attribute("n"), "1");
+  EXPECT_EQ(Reader::GetFirstNonEmptyChild(nullptr), nullptr);
   CAtlArray<TiXmlElement*> children;
-  EXPECT_EQ(CXMLElementReader::GetChildNodes(document.root(), children), S_OK);
+  EXPECT_EQ(Reader::GetChildNodes(document.root(), children), S_OK);
   EXPECT_EQ(NamesOf(children), "a1b2a3");
-  EXPECT_EQ(CXMLElementReader::GetChildNodes(nullptr, children), E_INVALIDARG);
+  EXPECT_EQ(Reader::GetChildNodes(nullptr, children), E_INVALIDARG);
   EXPECT_TRUE(children.IsEmpty());
 }
 
@@ -219,7 +215,7 @@ TEST(ElementReaderTest, FindsElementsAtAPathOfNames) {
   for (const auto& c : cases) {
     CAtlArray<TiXmlElement*> found;
     found.Add(document.root());
-    EXPECT_EQ(CXMLElementReader::GetNamedChildNodes(document.root(), found, c.path), c.result);
+    EXPECT_EQ(Reader::GetNamedChildNodes(document.root(), found, c.path), c.result);
     EXPECT_EQ(NamesOf(found), c.names);
   }
 }
@@ -233,9 +229,9 @@ TEST(ElementReaderTest, ListsAttributesAndGivesXml) {
   EXPECT_STREQ(attributes[1]->Name(), "a");
   EXPECT_EQ(GetNodeAttributes(nullptr, attributes), E_INVALIDARG);
   CAtlStringA text;
-  EXPECT_EQ(CXMLElementReader::GetNodeXML(document.root(), text), S_OK);
+  EXPECT_EQ(Reader::GetNodeXML(document.root(), text), S_OK);
   EXPECT_EQ(text.View(), "<r b=\"1\" a=\"2\"><c/></r>");
-  EXPECT_EQ(CXMLElementReader::GetNodeXML(nullptr, text), S_OK);
+  EXPECT_EQ(Reader::GetNodeXML(nullptr, text), S_OK);
   EXPECT_EQ(text.View(), "");
 }
 

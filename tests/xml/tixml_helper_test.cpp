@@ -1,10 +1,6 @@
 #include "xml/tixml_helper.h"
 
-#include <gtest/gtest.h>
-
 #include <climits>
-#include <filesystem>
-#include <string>
 
 #include <tinyxml.h>
 

@@ -1,13 +1,8 @@
 #include "xml/xml_writer.h"
 
-#include <gtest/gtest.h>
-
-#include <filesystem>
 #include <functional>
 #include <limits>
 #include <random>
-#include <string>
-#include <vector>
 
 #include <tinyxml.h>
 
@@ -198,9 +193,7 @@ TEST(XmlWriterTest, CopiesElementsOfAnyDepth) {
   constexpr int kDepth = 200'000;
   TiXmlElement root("a");
   TiXmlElement* last = &root;
-  for (int i = 0; i < kDepth; ++i) {
-    last = last->LinkEndChild(new TiXmlElement("a"))->ToElement();
-  }
+  for (int i = 0; i < kDepth; ++i) last = last->LinkEndChild(new TiXmlElement("a"))->ToElement();
   const std::string text = Written([&](auto& w) { w.CopyElementToXMLWriter(&root); });
   EXPECT_EQ(text.size(), kDepth * 3u + 4 + kDepth * 4u);
   // TinyXML's own destructor calls itself for every level.
