@@ -36,7 +36,7 @@ void Encode64(benchmark::State& state) {
   }
   state.SetBytesProcessed(state.iterations() * (1 << 20));
 }
-BENCHMARK(Encode64);
+BENCHMARK(Encode64)->Name("Base64/Encode/1MiB/ours");
 
 void Encode64Portable(benchmark::State& state) {
   const std::vector<unsigned char> bytes = Bytes();
@@ -47,7 +47,7 @@ void Encode64Portable(benchmark::State& state) {
   }
   state.SetBytesProcessed(state.iterations() * (1 << 20));
 }
-BENCHMARK(Encode64Portable);
+BENCHMARK(Encode64Portable)->Name("Base64/Encode/1MiB/ours:portable");
 
 void Encode64OpenSsl(benchmark::State& state) {
   const std::vector<unsigned char> bytes = Bytes();
@@ -58,7 +58,7 @@ void Encode64OpenSsl(benchmark::State& state) {
   }
   state.SetBytesProcessed(state.iterations() * (1 << 20));
 }
-BENCHMARK(Encode64OpenSsl);
+BENCHMARK(Encode64OpenSsl)->Name("Base64/Encode/1MiB/peer:openssl");
 
 void Decode64(benchmark::State& state) {
   const std::vector<char> text = Text();
@@ -70,7 +70,7 @@ void Decode64(benchmark::State& state) {
   }
   state.SetBytesProcessed(state.iterations() * (1 << 20));
 }
-BENCHMARK(Decode64);
+BENCHMARK(Decode64)->Name("Base64/Decode/1MiB/ours");
 
 void Decode64Portable(benchmark::State& state) {
   const std::vector<char> text = Text();
@@ -82,7 +82,7 @@ void Decode64Portable(benchmark::State& state) {
   }
   state.SetBytesProcessed(state.iterations() * (1 << 20));
 }
-BENCHMARK(Decode64Portable);
+BENCHMARK(Decode64Portable)->Name("Base64/Decode/1MiB/ours:portable");
 
 void Decode64OpenSsl(benchmark::State& state) {
   const std::vector<char> text = Text();
@@ -94,7 +94,7 @@ void Decode64OpenSsl(benchmark::State& state) {
   }
   state.SetBytesProcessed(state.iterations() * (1 << 20));
 }
-BENCHMARK(Decode64OpenSsl);
+BENCHMARK(Decode64OpenSsl)->Name("Base64/Decode/1MiB/peer:openssl");
 
 }  // namespace
 }  // namespace orvik

@@ -2,8 +2,6 @@
 // beside cksum.
 #include <benchmark/benchmark.h>
 #include <fcntl.h>
-#include <spawn.h>
-#include <sys/wait.h>
 #include <unistd.h>
 #include <zlib.h>
 
@@ -11,10 +9,9 @@
 #include <string>
 #include <vector>
 
+#include "bench/peer_process.h"
 #include "files/checksum_roads.h"
 #include "files/file_path.h"
-
-extern char** environ;
 
 namespace orvik {
 namespace {
@@ -64,10 +61,10 @@ void ChecksumZlibPeer(benchmark::State& state) {
   }
   Count(state, kInMemory);
 }
-BENCHMARK(ChecksumPortable);
-BENCHMARK(ChecksumCarryless);
-BENCHMARK(ChecksumWideCarryless);
-BENCHMARK(ChecksumZlibPeer);
+BENCHMARK(ChecksumPortable)->Name("Checksum/Memory/1MiB/ours:portable");
+BENCHMARK(ChecksumCarryless)->Name("Checksum/Memory/1MiB/ours:carryless");
+BENCHMARK(ChecksumWideCarryless)->Name("Checksum/Memory/1MiB/ours:wide_carryless");
+BENCHMARK(ChecksumZlibPeer)->Name("Checksum/Memory/1MiB/peer:zlib");
 
 // The file goes when the program ends.
 class LargeFile {
@@ -96,22 +93,6 @@ class LargeFile {
   bool is_complete_ = false;
 };
 
-int RunQuietly(std::vector<std::string> arguments) {
-  std::vector<char*> pointers;
-  for (std::string& argument : arguments) pointers.push_back(argument.data());
-  pointers.push_back(nullptr);
-  posix_spawn_file_actions_t actions;
-  posix_spawn_file_actions_init(&actions);
-  posix_spawn_file_actions_addopen(&actions, STDOUT_FILENO, "/dev/null", O_WRONLY, 0);
-  pid_t child = 0;
-  int status = -1;
-  if (posix_spawnp(&child, pointers[0], &actions, nullptr, pointers.data(), environ) == 0) {
-    waitpid(child, &status, 0);
-  }
-  posix_spawn_file_actions_destroy(&actions);
-  return status;
-}
-
 void FileChecksum(benchmark::State& state) {
   if (!LargeFile::Get().is_complete()) {
     state.SkipWithError("no room for the file");
@@ -124,15 +105,21 @@ void FileChecksum(benchmark::State& state) {
 
 void FileChecksumCksumPeer(benchmark::State& state) {
   for (auto _ : state) {
-    if (RunQuietly({"cksum", LargeFile::Get().path()}) != 0) {
+    if (bench::RunPeer({"cksum", LargeFile::Get().path()}) != 0) {
       state.SkipWithError("cksum did not run");
       return;
     }
   }
   Count(state, kFileSize);
 }
-BENCHMARK(FileChecksum)->UseRealTime()->Unit(benchmark::kMillisecond);
-BENCHMARK(FileChecksumCksumPeer)->UseRealTime()->Unit(benchmark::kMillisecond);
+BENCHMARK(FileChecksum)
+    ->Name("Checksum/File/1GiB/ours")
+    ->UseRealTime()
+    ->Unit(benchmark::kMillisecond);
+BENCHMARK(FileChecksumCksumPeer)
+    ->Name("Checksum/File/1GiB/peer:cksum")
+    ->UseRealTime()
+    ->Unit(benchmark::kMillisecond);
 
 }  // namespace
 }  // namespace orvik

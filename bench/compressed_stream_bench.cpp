@@ -45,7 +45,7 @@ void CompressedStream(benchmark::State& state) {
   }
   std::filesystem::remove(file);
 }
-BENCHMARK(CompressedStream)->Unit(benchmark::kMillisecond);
+BENCHMARK(CompressedStream)->Name("Streams/Compress/64MiB/ours")->Unit(benchmark::kMillisecond);
 
 void CompressZlib(benchmark::State& state) {
   const std::string& text = Text();
@@ -56,7 +56,7 @@ void CompressZlib(benchmark::State& state) {
     benchmark::DoNotOptimize(output);
   }
 }
-BENCHMARK(CompressZlib)->Unit(benchmark::kMillisecond);
+BENCHMARK(CompressZlib)->Name("Streams/Compress/64MiB/peer:zlib")->Unit(benchmark::kMillisecond);
 
 }  // namespace
 }  // namespace orvik

@@ -52,7 +52,7 @@ void ConfigLookup(benchmark::State& state) {
     benchmark::DoNotOptimize(value);
   }
 }
-BENCHMARK(ConfigLookup)->Arg(100)->Arg(1000)->Arg(10'000);
+BENCHMARK(ConfigLookup)->Name("Config/Lookup/ours")->Arg(100)->Arg(1000)->Arg(10'000);
 
 void ConfigLookupPlainWalk(benchmark::State& state) {
   const int count = static_cast<int>(state.range(0));
@@ -66,7 +66,7 @@ void ConfigLookupPlainWalk(benchmark::State& state) {
     benchmark::DoNotOptimize(key);
   }
 }
-BENCHMARK(ConfigLookupPlainWalk)->Arg(10'000);
+BENCHMARK(ConfigLookupPlainWalk)->Name("Config/Lookup/peer:plain_walk")->Arg(10'000);
 
 // 1,000 new values in a row below a key that has N children.
 void ConfigThousandWrites(benchmark::State& state) {
@@ -78,7 +78,11 @@ void ConfigThousandWrites(benchmark::State& state) {
     for (int i = 0; i < 1000; ++i) WriteXMLConfigInt(1, u"keys", NameOf(i), i);
   }
 }
-BENCHMARK(ConfigThousandWrites)->Arg(0)->Arg(10'000)->Unit(benchmark::kMillisecond);
+BENCHMARK(ConfigThousandWrites)
+    ->Name("Config/ThousandWrites/ours")
+    ->Arg(0)
+    ->Arg(10'000)
+    ->Unit(benchmark::kMillisecond);
 
 }  // namespace
 }  // namespace orvik

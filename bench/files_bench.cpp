@@ -89,14 +89,24 @@ void BM_CopyFileTo(benchmark::State& state) {
                                         orvik::FALSE) != orvik::FALSE;
   });
 }
-BENCHMARK(BM_CopyFileTo)->Arg(64)->Arg(1024)->UseRealTime()->Unit(benchmark::kMillisecond);
+BENCHMARK(BM_CopyFileTo)
+    ->Name("Files/CopyMiB/ours")
+    ->Arg(64)
+    ->Arg(1024)
+    ->UseRealTime()
+    ->Unit(benchmark::kMillisecond);
 
 void BM_CopyFileTo_cp(benchmark::State& state) {
   CopyOneFile(state, [](const fs::path& source, const fs::path& target) {
     return RunPeer({"cp", source, target}) == 0;
   });
 }
-BENCHMARK(BM_CopyFileTo_cp)->Arg(64)->Arg(1024)->UseRealTime()->Unit(benchmark::kMillisecond);
+BENCHMARK(BM_CopyFileTo_cp)
+    ->Name("Files/CopyMiB/peer:cp")
+    ->Arg(64)
+    ->Arg(1024)
+    ->UseRealTime()
+    ->Unit(benchmark::kMillisecond);
 
 template <typename Copy>
 void CopyTree(benchmark::State& state, Copy copy) {
@@ -118,14 +128,20 @@ void BM_RecursivelyCopyDirectory(benchmark::State& state) {
                                                            orvik::FALSE) == 0;
   });
 }
-BENCHMARK(BM_RecursivelyCopyDirectory)->UseRealTime()->Unit(benchmark::kMillisecond);
+BENCHMARK(BM_RecursivelyCopyDirectory)
+    ->Name("Files/CopyTree/20000/ours")
+    ->UseRealTime()
+    ->Unit(benchmark::kMillisecond);
 
 void BM_RecursivelyCopyDirectory_cp(benchmark::State& state) {
   CopyTree(state, [](const fs::path& source, const fs::path& target) {
     return RunPeer({"cp", "-r", source, target}) == 0;
   });
 }
-BENCHMARK(BM_RecursivelyCopyDirectory_cp)->UseRealTime()->Unit(benchmark::kMillisecond);
+BENCHMARK(BM_RecursivelyCopyDirectory_cp)
+    ->Name("Files/CopyTree/20000/peer:cp")
+    ->UseRealTime()
+    ->Unit(benchmark::kMillisecond);
 
 template <typename Remove>
 void RemoveTree(benchmark::State& state, Remove remove) {
@@ -145,12 +161,18 @@ void BM_RemoveDirectoryAndContents(benchmark::State& state) {
            orvik::FALSE;
   });
 }
-BENCHMARK(BM_RemoveDirectoryAndContents)->UseRealTime()->Unit(benchmark::kMillisecond);
+BENCHMARK(BM_RemoveDirectoryAndContents)
+    ->Name("Files/RemoveTree/20000/ours")
+    ->UseRealTime()
+    ->Unit(benchmark::kMillisecond);
 
 void BM_RemoveDirectoryAndContents_rm(benchmark::State& state) {
   RemoveTree(state, [](const fs::path& tree) { return RunPeer({"rm", "-rf", tree}) == 0; });
 }
-BENCHMARK(BM_RemoveDirectoryAndContents_rm)->UseRealTime()->Unit(benchmark::kMillisecond);
+BENCHMARK(BM_RemoveDirectoryAndContents_rm)
+    ->Name("Files/RemoveTree/20000/peer:rm")
+    ->UseRealTime()
+    ->Unit(benchmark::kMillisecond);
 
 void BM_ListSubDirectories(benchmark::State& state) {
   const Scratch scratch;
@@ -162,7 +184,10 @@ void BM_ListSubDirectories(benchmark::State& state) {
     benchmark::DoNotOptimize(folders.GetCount());
   }
 }
-BENCHMARK(BM_ListSubDirectories)->UseRealTime()->Unit(benchmark::kMillisecond);
+BENCHMARK(BM_ListSubDirectories)
+    ->Name("Files/ListFolders/2040/ours")
+    ->UseRealTime()
+    ->Unit(benchmark::kMillisecond);
 
 void BM_ListSubDirectories_find(benchmark::State& state) {
   const Scratch scratch;
@@ -171,7 +196,10 @@ void BM_ListSubDirectories_find(benchmark::State& state) {
     Require(state, RunPeer({"find", scratch / "tree", "-type", "d", "-name", "*"}) == 0);
   }
 }
-BENCHMARK(BM_ListSubDirectories_find)->UseRealTime()->Unit(benchmark::kMillisecond);
+BENCHMARK(BM_ListSubDirectories_find)
+    ->Name("Files/ListFolders/2040/peer:find")
+    ->UseRealTime()
+    ->Unit(benchmark::kMillisecond);
 
 // One folder of as many files.
 void MakeFlat(const fs::path& top) {
@@ -191,7 +219,10 @@ void BM_FindFilesInDirectory(benchmark::State& state) {
     benchmark::DoNotOptimize(files.GetCount());
   }
 }
-BENCHMARK(BM_FindFilesInDirectory)->UseRealTime()->Unit(benchmark::kMillisecond);
+BENCHMARK(BM_FindFilesInDirectory)
+    ->Name("Files/FindFiles/20000/ours")
+    ->UseRealTime()
+    ->Unit(benchmark::kMillisecond);
 
 void BM_FindFilesInDirectory_find(benchmark::State& state) {
   const Scratch scratch;
@@ -201,6 +232,9 @@ void BM_FindFilesInDirectory_find(benchmark::State& state) {
                             "*.txt"}) == 0);
   }
 }
-BENCHMARK(BM_FindFilesInDirectory_find)->UseRealTime()->Unit(benchmark::kMillisecond);
+BENCHMARK(BM_FindFilesInDirectory_find)
+    ->Name("Files/FindFiles/20000/peer:find")
+    ->UseRealTime()
+    ->Unit(benchmark::kMillisecond);
 
 }  // namespace

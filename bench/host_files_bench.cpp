@@ -41,7 +41,11 @@ void ReplaceWithoutFlush(benchmark::State& state) {
     host::ReplaceFile(folder.File(), Content(state, ++turn), host::Flush::kNone);
   }
 }
-BENCHMARK(ReplaceWithoutFlush)->Arg(300)->Arg(100'000)->UseRealTime();
+BENCHMARK(ReplaceWithoutFlush)
+    ->Name("Host/ReplaceUnflushed/ours")
+    ->Arg(300)
+    ->Arg(100'000)
+    ->UseRealTime();
 
 void ReplaceWithoutFlushPeer(benchmark::State& state) {
   const Folder folder;
@@ -51,7 +55,11 @@ void ReplaceWithoutFlushPeer(benchmark::State& state) {
     std::rename((folder.File() + ".new").c_str(), folder.File().c_str());
   }
 }
-BENCHMARK(ReplaceWithoutFlushPeer)->Arg(300)->Arg(100'000)->UseRealTime();
+BENCHMARK(ReplaceWithoutFlushPeer)
+    ->Name("Host/ReplaceUnflushed/peer:fstream")
+    ->Arg(300)
+    ->Arg(100'000)
+    ->UseRealTime();
 
 std::vector<std::u16string> Names(const benchmark::State& state) {
   std::vector<std::u16string> names;
@@ -77,7 +85,10 @@ void DictionaryFillAndFind(benchmark::State& state) {
   for (const NSString* key : keys) key->release();
   state.SetItemsProcessed(state.iterations() * state.range(0));
 }
-BENCHMARK(DictionaryFillAndFind)->RangeMultiplier(100)->Range(10, 100'000);
+BENCHMARK(DictionaryFillAndFind)
+    ->Name("Platform/Dictionary/ours")
+    ->RangeMultiplier(100)
+    ->Range(10, 100'000);
 
 void DictionaryFillAndFindPeer(benchmark::State& state) {
   const std::vector<std::u16string> keys = Names(state);
@@ -88,7 +99,10 @@ void DictionaryFillAndFindPeer(benchmark::State& state) {
   }
   state.SetItemsProcessed(state.iterations() * state.range(0));
 }
-BENCHMARK(DictionaryFillAndFindPeer)->RangeMultiplier(100)->Range(10, 100'000);
+BENCHMARK(DictionaryFillAndFindPeer)
+    ->Name("Platform/Dictionary/peer:unordered_map")
+    ->RangeMultiplier(100)
+    ->Range(10, 100'000);
 
 }  // namespace
 }  // namespace orvik

@@ -1,18 +1,18 @@
 // The whole run of the postflight program against another program's way of recording as many
 // values: one process of git for each.
 #include <benchmark/benchmark.h>
-#include <spawn.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 #include <cstdlib>
 #include <filesystem>
 #include <string>
-#include <vector>
+
+#include "bench/peer_process.h"
 
 namespace {
 
 namespace fs = std::filesystem;
+using orvik::bench::RunPeer;
 
 // A folder that stands for the system volume and the home folder.
 class Volume {
@@ -33,20 +33,6 @@ class Volume {
   fs::path folder_;
 };
 
-int Run(const std::vector<std::string>& arguments) {
-  std::vector<char*> argv;
-  for (const std::string& argument : arguments) {
-    argv.push_back(const_cast<char*>(argument.c_str()));
-  }
-  argv.push_back(nullptr);
-  pid_t child = -1;
-  int status = -1;
-  if (posix_spawnp(&child, argv[0], nullptr, nullptr, argv.data(), environ) == 0) {
-    waitpid(child, &status, 0);
-  }
-  return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
-}
-
 // The destination alternates, so that every run has something to change.
 std::string Destination(bool odd) {
   return odd ? "/Applications/A" : "/Applications/B";
@@ -58,14 +44,17 @@ void BM_PostflightRun(benchmark::State& state) {
   bool odd = false;
   for (auto _ : state) {
     odd = !odd;
-    if (Run({program.string(), "-pathToPkg", "/tmp/a.pkg", "-pathToDest", Destination(odd),
-             "-mountPointOfDest", "/", "-rootOfCurrSystemFolder", "/"}) != 1) {
+    if (RunPeer({program.string(), "-pathToPkg", "/tmp/a.pkg", "-pathToDest", Destination(odd),
+                 "-mountPointOfDest", "/", "-rootOfCurrSystemFolder", "/"}) != 1) {
       state.SkipWithError("postflight did not run");
       break;
     }
   }
 }
-BENCHMARK(BM_PostflightRun)->Unit(benchmark::kMillisecond)->UseRealTime();
+BENCHMARK(BM_PostflightRun)
+    ->Name("Postflight/WholeRun/7/ours")
+    ->Unit(benchmark::kMillisecond)
+    ->UseRealTime();
 
 void BM_GitConfigSevenValues(benchmark::State& state) {
   const Volume volume;
@@ -74,14 +63,17 @@ void BM_GitConfigSevenValues(benchmark::State& state) {
   for (auto _ : state) {
     odd = !odd;
     for (int value = 0; value < 7; ++value) {
-      if (Run({"git", "config", "--file", file, "section.key" + std::to_string(value),
-               Destination(odd)}) != 0) {
+      if (RunPeer({"git", "config", "--file", file, "section.key" + std::to_string(value),
+                   Destination(odd)}) != 0) {
         state.SkipWithError("git config did not run");
         return;
       }
     }
   }
 }
-BENCHMARK(BM_GitConfigSevenValues)->Unit(benchmark::kMillisecond)->UseRealTime();
+BENCHMARK(BM_GitConfigSevenValues)
+    ->Name("Postflight/WholeRun/7/peer:git_config")
+    ->Unit(benchmark::kMillisecond)
+    ->UseRealTime();
 
 }  // namespace

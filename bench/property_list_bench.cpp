@@ -170,6 +170,7 @@ void BM_OneChange(benchmark::State& state) {
   state.counters["of_peer"] = own / peers;
 }
 BENCHMARK(BM_OneChange)
+    ->Name("PropertyList/OneChange/ours")
     ->ArgNames({"values", "of_key"})
     ->Args({10, 20})
     ->Args({1000, 20})
@@ -187,6 +188,7 @@ void BM_OneChangeWithLibplist(benchmark::State& state) {
   for (auto _ : state) ChangeWithPeer(file, ++round);
 }
 BENCHMARK(BM_OneChangeWithLibplist)
+    ->Name("PropertyList/OneChange/peer:libplist")
     ->ArgNames({"values", "of_key"})
     ->Args({10, 20})
     ->Args({1000, 20})

@@ -29,7 +29,7 @@ void CopyString64(benchmark::State& state) {
     benchmark::DoNotOptimize(copy);
   }
 }
-BENCHMARK(CopyString64);
+BENCHMARK(CopyString64)->Name("Strings/Copy/64/ours");
 
 void CopyString64Peer(benchmark::State& state) {
   const std::u16string text(64, u'x');
@@ -38,31 +38,31 @@ void CopyString64Peer(benchmark::State& state) {
     benchmark::DoNotOptimize(copy);
   }
 }
-BENCHMARK(CopyString64Peer);
+BENCHMARK(CopyString64Peer)->Name("Strings/Copy/64/peer:u16string");
 
 void FindText(benchmark::State& state) {
   const CAtlString text(LongText());
   for (auto _ : state) benchmark::DoNotOptimize(text.Find(u"needle"));
 }
-BENCHMARK(FindText);
+BENCHMARK(FindText)->Name("Strings/Find/800/ours");
 
 void FindTextPeer(benchmark::State& state) {
   const std::u16string text = LongText();
   for (auto _ : state) benchmark::DoNotOptimize(std::u16string_view(text).find(u"needle"));
 }
-BENCHMARK(FindTextPeer);
+BENCHMARK(FindTextPeer)->Name("Strings/Find/800/peer:u16string_view");
 
 void FindShort(benchmark::State& state) {
   const CAtlString text(kPath);
   for (auto _ : state) benchmark::DoNotOptimize(text.Find(u"plist"));
 }
-BENCHMARK(FindShort);
+BENCHMARK(FindShort)->Name("Strings/Find/75/ours");
 
 void FindShortPeer(benchmark::State& state) {
   const std::u16string text(kPath);
   for (auto _ : state) benchmark::DoNotOptimize(std::u16string_view(text).find(u"plist"));
 }
-BENCHMARK(FindShortPeer);
+BENCHMARK(FindShortPeer)->Name("Strings/Find/75/peer:u16string_view");
 
 void ReplaceText(benchmark::State& state) {
   const CAtlString text(kPath);
@@ -72,7 +72,7 @@ void ReplaceText(benchmark::State& state) {
     benchmark::DoNotOptimize(changed);
   }
 }
-BENCHMARK(ReplaceText);
+BENCHMARK(ReplaceText)->Name("Strings/Replace/ours");
 
 void ReplaceTextPeer(benchmark::State& state) {
   const std::u16string text(kPath);
@@ -88,7 +88,7 @@ void ReplaceTextPeer(benchmark::State& state) {
     benchmark::DoNotOptimize(changed);
   }
 }
-BENCHMARK(ReplaceTextPeer);
+BENCHMARK(ReplaceTextPeer)->Name("Strings/Replace/peer:u16string");
 
 void FormatText(benchmark::State& state) {
   CAtlString text;
@@ -97,7 +97,7 @@ void FormatText(benchmark::State& state) {
     benchmark::DoNotOptimize(text);
   }
 }
-BENCHMARK(FormatText);
+BENCHMARK(FormatText)->Name("Strings/Format/ours");
 
 void FormatTextPeer(benchmark::State& state) {
   for (auto _ : state) {
@@ -107,7 +107,7 @@ void FormatTextPeer(benchmark::State& state) {
     benchmark::DoNotOptimize(text);
   }
 }
-BENCHMARK(FormatTextPeer);
+BENCHMARK(FormatTextPeer)->Name("Strings/Format/peer:snprintf");
 
 void TokenizeText(benchmark::State& state) {
   const CAtlString text(kPath);
@@ -118,7 +118,7 @@ void TokenizeText(benchmark::State& state) {
     }
   }
 }
-BENCHMARK(TokenizeText);
+BENCHMARK(TokenizeText)->Name("Strings/Tokenize/ours");
 
 void TokenizeTextPeer(benchmark::State& state) {
   const std::u16string text(kPath);
@@ -131,7 +131,7 @@ void TokenizeTextPeer(benchmark::State& state) {
     }
   }
 }
-BENCHMARK(TokenizeTextPeer);
+BENCHMARK(TokenizeTextPeer)->Name("Strings/Tokenize/peer:u16string");
 
 constexpr char16_t kAlike[] =
     u"/Users/Shared/Library/Preferences/com.orviktech.Registry.plist/Install/Part";
@@ -140,13 +140,13 @@ void CompareWithArray(benchmark::State& state) {
   const CAtlString text(kPath);
   for (auto _ : state) benchmark::DoNotOptimize(text.Compare(kAlike));
 }
-BENCHMARK(CompareWithArray);
+BENCHMARK(CompareWithArray)->Name("Strings/Compare/ours");
 
 void CompareNoCaseWithArray(benchmark::State& state) {
   const CAtlString text(kPath);
   for (auto _ : state) benchmark::DoNotOptimize(text.CompareNoCase(kAlike));
 }
-BENCHMARK(CompareNoCaseWithArray);
+BENCHMARK(CompareNoCaseWithArray)->Name("Strings/Compare/ours:no_case");
 
 void ComparePeer(benchmark::State& state) {
   UErrorCode error = U_ZERO_ERROR;
@@ -158,7 +158,7 @@ void ComparePeer(benchmark::State& state) {
   }
   ucol_close(collator);
 }
-BENCHMARK(ComparePeer);
+BENCHMARK(ComparePeer)->Name("Strings/Compare/peer:icu");
 
 }  // namespace
 }  // namespace orvik

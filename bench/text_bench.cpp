@@ -45,6 +45,7 @@ std::basic_string<UTF8> Utf8Sample(const benchmark::State& state) {
 }
 
 void Arguments(benchmark::internal::Benchmark* bench) {
+  bench->ArgNames({"text", "units"});
   for (int text = 0; text < 4; ++text) bench->Args({text, 32})->Args({text, 1 << 20});
 }
 
@@ -58,7 +59,7 @@ void Utf16ToUtf8(benchmark::State& state) {
                                                 target + buffer.size(), strictConversion));
   }
 }
-BENCHMARK(Utf16ToUtf8)->Apply(Arguments);
+BENCHMARK(Utf16ToUtf8)->Name("Text/Utf16ToUtf8/ours")->Apply(Arguments);
 
 void Utf16ToUtf8Peer(benchmark::State& state) {
   const std::u16string text = Sample(state);
@@ -71,7 +72,7 @@ void Utf16ToUtf8Peer(benchmark::State& state) {
                                          &status));
   }
 }
-BENCHMARK(Utf16ToUtf8Peer)->Apply(Arguments);
+BENCHMARK(Utf16ToUtf8Peer)->Name("Text/Utf16ToUtf8/peer:icu")->Apply(Arguments);
 
 void Utf8ToUtf16(benchmark::State& state) {
   const std::basic_string<UTF8> text = Utf8Sample(state);
@@ -83,7 +84,7 @@ void Utf8ToUtf16(benchmark::State& state) {
                                                 target + buffer.size(), strictConversion));
   }
 }
-BENCHMARK(Utf8ToUtf16)->Apply(Arguments);
+BENCHMARK(Utf8ToUtf16)->Name("Text/Utf8ToUtf16/ours")->Apply(Arguments);
 
 void Utf8ToUtf16Peer(benchmark::State& state) {
   const std::basic_string<UTF8> text = Utf8Sample(state);
@@ -96,7 +97,7 @@ void Utf8ToUtf16Peer(benchmark::State& state) {
                                            static_cast<int32_t>(text.size()), &status));
   }
 }
-BENCHMARK(Utf8ToUtf16Peer)->Apply(Arguments);
+BENCHMARK(Utf8ToUtf16Peer)->Name("Text/Utf8ToUtf16/peer:icu")->Apply(Arguments);
 
 bool FormatInto(FormatBuffer& buffer, const char16_t* format, ...) {
   std::va_list arguments;
@@ -113,7 +114,7 @@ void FormatStringAndNumber(benchmark::State& state) {
     benchmark::DoNotOptimize(buffer.units().data());
   }
 }
-BENCHMARK(FormatStringAndNumber);
+BENCHMARK(FormatStringAndNumber)->Name("Text/Format/ours");
 
 void FormatStringAndNumberPeer(benchmark::State& state) {
   for (auto _ : state) {
@@ -123,7 +124,7 @@ void FormatStringAndNumberPeer(benchmark::State& state) {
     benchmark::DoNotOptimize(buffer);
   }
 }
-BENCHMARK(FormatStringAndNumberPeer);
+BENCHMARK(FormatStringAndNumberPeer)->Name("Text/Format/peer:snprintf");
 
 constexpr std::u16string_view kPath = u"/Users/Shared/Library/Preferences/com.orviktech.Registry";
 constexpr std::u16string_view kOther = u"/Users/Shared/Library/Preferences/com.orviktech.Records";
@@ -137,7 +138,7 @@ void Collate(benchmark::State& state) {
     benchmark::DoNotOptimize(order);
   }
 }
-BENCHMARK(Collate)->Arg(0x8006)->Arg(0x800E);
+BENCHMARK(Collate)->Name("Text/Collate/ours")->Arg(0x8006)->Arg(0x800E);
 
 void CollatePeer(benchmark::State& state) {
   UErrorCode status = U_ZERO_ERROR;
@@ -149,7 +150,7 @@ void CollatePeer(benchmark::State& state) {
   }
   ucol_close(collator);
 }
-BENCHMARK(CollatePeer);
+BENCHMARK(CollatePeer)->Name("Text/Collate/peer:icu");
 
 void StringFromUtf8(benchmark::State& state) {
   for (auto _ : state) {
@@ -158,7 +159,7 @@ void StringFromUtf8(benchmark::State& state) {
     string->release();
   }
 }
-BENCHMARK(StringFromUtf8);
+BENCHMARK(StringFromUtf8)->Name("Text/StringFromUtf8/ours");
 
 void StringFromUtf8Peer(benchmark::State& state) {
   for (auto _ : state) {
@@ -167,7 +168,7 @@ void StringFromUtf8Peer(benchmark::State& state) {
     delete string;
   }
 }
-BENCHMARK(StringFromUtf8Peer);
+BENCHMARK(StringFromUtf8Peer)->Name("Text/StringFromUtf8/peer:string");
 
 }  // namespace
 }  // namespace orvik

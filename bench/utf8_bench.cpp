@@ -30,6 +30,7 @@ CAtlStringA Utf8Sample(const benchmark::State& state) {
 }
 
 void Arguments(benchmark::internal::Benchmark* bench) {
+  bench->ArgNames({"text", "bytes"});
   for (int text = 0; text < 4; ++text) bench->Args({text, 32})->Args({text, 1 << 20});
 }
 
@@ -38,7 +39,7 @@ void MakeUtf8(benchmark::State& state) {
   for (auto _ : state) benchmark::DoNotOptimize(MakeUTF8StringFromUnicodeString(text));
   state.SetBytesProcessed(state.iterations() * state.range(1));
 }
-BENCHMARK(MakeUtf8)->Apply(Arguments);
+BENCHMARK(MakeUtf8)->Name("Strings/MakeUtf8/ours")->Apply(Arguments);
 
 void MakeUtf8Peer(benchmark::State& state) {
   const CAtlString text = MakeWideStringFromUTF8String(Utf8Sample(state));
@@ -53,7 +54,7 @@ void MakeUtf8Peer(benchmark::State& state) {
   }
   state.SetBytesProcessed(state.iterations() * state.range(1));
 }
-BENCHMARK(MakeUtf8Peer)->Apply(Arguments);
+BENCHMARK(MakeUtf8Peer)->Name("Strings/MakeUtf8/peer:icu")->Apply(Arguments);
 
 // Without measuring first: room for the longest result, cut afterwards.
 void MakeUtf8OncePeer(benchmark::State& state) {
@@ -69,14 +70,14 @@ void MakeUtf8OncePeer(benchmark::State& state) {
   }
   state.SetBytesProcessed(state.iterations() * state.range(1));
 }
-BENCHMARK(MakeUtf8OncePeer)->Apply(Arguments);
+BENCHMARK(MakeUtf8OncePeer)->Name("Strings/MakeUtf8/peer:icu_once")->Apply(Arguments);
 
 void MakeWide(benchmark::State& state) {
   const CAtlStringA utf8 = Utf8Sample(state);
   for (auto _ : state) benchmark::DoNotOptimize(MakeWideStringFromUTF8String(utf8));
   state.SetBytesProcessed(state.iterations() * state.range(1));
 }
-BENCHMARK(MakeWide)->Apply(Arguments);
+BENCHMARK(MakeWide)->Name("Strings/MakeWide/ours")->Apply(Arguments);
 
 void MakeWidePeer(benchmark::State& state) {
   const CAtlStringA utf8 = Utf8Sample(state);
@@ -90,7 +91,7 @@ void MakeWidePeer(benchmark::State& state) {
   }
   state.SetBytesProcessed(state.iterations() * state.range(1));
 }
-BENCHMARK(MakeWidePeer)->Apply(Arguments);
+BENCHMARK(MakeWidePeer)->Name("Strings/MakeWide/peer:icu")->Apply(Arguments);
 
 }  // namespace
 }  // namespace orvik

@@ -57,7 +57,7 @@ void XmlToMemory(benchmark::State& state) {
     benchmark::DoNotOptimize(writer->get_output());
   }
 }
-BENCHMARK(XmlToMemory)->Unit(benchmark::kMillisecond);
+BENCHMARK(XmlToMemory)->Name("Xml/WriteMemory/1000000/ours")->Unit(benchmark::kMillisecond);
 
 void XmlToMemoryLibxml2(benchmark::State& state) {
   for (auto _ : state) {
@@ -69,7 +69,9 @@ void XmlToMemoryLibxml2(benchmark::State& state) {
     xmlBufferFree(buffer);
   }
 }
-BENCHMARK(XmlToMemoryLibxml2)->Unit(benchmark::kMillisecond);
+BENCHMARK(XmlToMemoryLibxml2)
+    ->Name("Xml/WriteMemory/1000000/peer:libxml2")
+    ->Unit(benchmark::kMillisecond);
 
 void XmlToFile(benchmark::State& state) {
   const COrvikFilePath path(CAtlString(File().u16string()));
@@ -80,7 +82,7 @@ void XmlToFile(benchmark::State& state) {
   }
   std::filesystem::remove(File());
 }
-BENCHMARK(XmlToFile)->Unit(benchmark::kMillisecond);
+BENCHMARK(XmlToFile)->Name("Xml/WriteFile/1000000/ours")->Unit(benchmark::kMillisecond);
 
 void XmlToFileLibxml2(benchmark::State& state) {
   for (auto _ : state) {
@@ -90,7 +92,9 @@ void XmlToFileLibxml2(benchmark::State& state) {
   }
   std::filesystem::remove(File());
 }
-BENCHMARK(XmlToFileLibxml2)->Unit(benchmark::kMillisecond);
+BENCHMARK(XmlToFileLibxml2)
+    ->Name("Xml/WriteFile/1000000/peer:libxml2")
+    ->Unit(benchmark::kMillisecond);
 
 }  // namespace
 }  // namespace orvik

@@ -1,10 +1,12 @@
 # Sourced by the scripts beside it: installs what a fresh Debian 12 lacks.
 # install_dependencies KIND...: "build" for the programs, "test" for the tests as well,
-# "package" to make packages.
+# "package" to make packages, "bench" for the benchmarks and their peers, "docs" for the reference.
 
 orvik_packages_build="g++ cmake ninja-build pkg-config zlib1g-dev libtinyxml-dev libboost-dev
   libicu-dev libpugixml-dev libcli11-dev nlohmann-json3-dev"
 orvik_packages_package="dpkg-dev file"
+orvik_packages_bench="libbenchmark-dev libplist-dev libxml2-dev libssl-dev git"
+orvik_packages_docs="doxygen"
 orvik_packages_test="libgtest-dev libgmock-dev python3 libplist-utils libxml2-utils attr $orvik_packages_package"
 
 install_dependencies() {
