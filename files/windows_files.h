@@ -52,8 +52,8 @@ BOOL CopyFile(const char16_t* source, const char16_t* target, BOOL fail_if_exist
 BOOL DeleteFile(const char16_t* path);
 
 // Moves or renames a file or folder; missing folders of the target are made. An existing target is
-// not replaced. Failures are also written to the system log. Something moved into the "files"
-// folder of a trash gets its info file (carbon/trash.h).
+// not replaced, and a locked item is not moved. Failures are also written to the system log.
+// Something moved into the "files" folder of a trash gets its info file (carbon/trash.h).
 BOOL MoveFile(const char16_t* source, const char16_t* target);
 
 // The running state of FSDeleteFolderLevel.

@@ -9,7 +9,10 @@
 #include <optional>
 #include <string>
 
+#include "platform/carbon/files.h"
 #include "platform/foundation/file_path.h"
+#include "platform/host/at_path.h"
+#include "platform/host/errno_status.h"
 #include "platform/host/move_file.h"
 #include "platform/host/system_root.h"
 
@@ -21,6 +24,17 @@ ObjCBool Answer(int result, NSError** error) {
   if (result == 0) return YES;
   if (error != nullptr) *error = NSError::errorWithErrno(result);
   return NO;
+}
+
+// Also where the lock is not the kernel's, which stops a move by itself.
+bool IsLocked(const std::string& path) {
+  FSRef ref;
+  FSCatalogInfo info;
+  return FSPathMakeRefWithOptions(reinterpret_cast<const UInt8*>(path.c_str()),
+                                  kFSPathMakeRefDoNotFollowLeafSymlink | kFSPathMakeRefBriefly,
+                                  &ref, nullptr) == noErr &&
+         FSGetCatalogInfo(&ref, kFSCatInfoNodeFlags, &info, nullptr, nullptr, nullptr) == noErr &&
+         (info.nodeFlags & kFSNodeLockedMask) != 0;
 }
 
 }  // namespace
@@ -45,8 +59,10 @@ NSFileManager* NSFileManager::defaultManager() {
 
 ObjCBool NSFileManager::fileExistsAtPath(const NSString* path, ObjCBool* is_directory) const {
   const std::optional<std::string> file = FilePath(path);
+  if (!file) return NO;
+  const host::AtPath at(*file);
   struct stat attributes;
-  if (!file || stat(file->c_str(), &attributes) != 0) return NO;
+  if (at.error() != 0 || fstatat(at.folder(), at.name(), &attributes, 0) != 0) return NO;
   if (is_directory != nullptr) *is_directory = S_ISDIR(attributes.st_mode) ? YES : NO;
   return YES;
 }
@@ -65,7 +81,7 @@ ObjCBool NSFileManager::moveItemAtPath(const NSString* source, const NSString* t
   const std::optional<std::string> from = FilePath(source);
   const std::optional<std::string> to = FilePath(target);
   if (!from || !to) return Answer(EINVAL, error);
-  return Answer(host::MoveWithoutReplacing(*from, *to), error);
+  return Answer(IsLocked(*from) ? EPERM : host::MoveWithoutReplacing(*from, *to), error);
 }
 
 const NSString* NSTemporaryDirectory() {

@@ -8,6 +8,7 @@
 #include "platform/host/errno_status.h"
 #include "tests/support/file_trees.h"
 #include "tests/support/test_environment.h"
+#include "tests/support/without_root_rights.h"
 
 namespace orvik {
 namespace {
@@ -59,6 +60,22 @@ TEST_F(WindowsMoveTest, FailuresAreLoggedAndLoseNothing) {
       << log;
   EXPECT_EQ(test::ReadFile(top_ / "source"), "source");
   EXPECT_EQ(test::ReadFile(top_ / "target"), "target");
+}
+
+TEST_F(WindowsMoveTest, ALockedFileStays) {
+  WriteFile(top_ / "locked", "x");
+  if (!test::HasUserAttributes(top_ / "locked")) GTEST_SKIP() << "no user attributes here";
+  {
+    // Without the rights of root the lock is an attribute of our own.
+    const test::WithoutRootRights without(env_.folder());
+    const FSRef ref = test::RefOf(top_ / "locked");
+    FSCatalogInfo info;
+    info.nodeFlags = kFSNodeLockedMask;
+    ASSERT_EQ(FSSetCatalogInfo(&ref, kFSCatInfoNodeFlags, &info), noErr);
+  }
+  EXPECT_EQ(Move("locked", "moved"), FALSE);
+  EXPECT_TRUE(fs::exists(top_ / "locked"));
+  EXPECT_EQ(DeleteFile((top_ / "locked").u16string().c_str()), TRUE);
 }
 
 TEST_F(WindowsMoveTest, ATrashGetsItsInfoFile) {
