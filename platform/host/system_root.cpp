@@ -1,5 +1,6 @@
 #include "platform/host/system_root.h"
 
+#include <fcntl.h>
 #include <pwd.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -9,6 +10,8 @@
 #include <filesystem>
 #include <system_error>
 #include <vector>
+
+#include "platform/host/at_path.h"
 
 namespace orvik::host {
 
@@ -40,6 +43,15 @@ std::string HomeFromPasswords() {
   }
   if (found == nullptr || found->pw_dir == nullptr || *found->pw_dir != '/') return "/";
   return WithoutTrailingSlashes(found->pw_dir);
+}
+
+// 0 when the path leads to a folder.
+int FolderError(const std::string& path) {
+  const AtPath at(path);
+  if (at.error() != 0) return at.error();
+  struct stat attributes;
+  if (fstatat(at.folder(), at.name(), &attributes, 0) != 0) return errno;
+  return S_ISDIR(attributes.st_mode) ? 0 : ENOTDIR;
 }
 
 }  // namespace
@@ -82,20 +94,20 @@ std::string TemporaryFolder() {
 }
 
 int MakeFolders(const std::string& path) {
-  struct stat attributes;
-  if (stat(path.c_str(), &attributes) == 0) return S_ISDIR(attributes.st_mode) ? 0 : ENOTDIR;
+  if (FolderError(path) == 0) return 0;
   // Each parent that is missing, from the top.
   for (std::size_t end = path.find('/', 1);; end = path.find('/', end + 1)) {
     const std::string folder = path.substr(0, end);
-    if (mkdir(folder.c_str(), 0777) != 0 && errno != EEXIST) {
+    const AtPath at(folder);
+    if (at.error() != 0) return at.error();
+    if (mkdirat(at.folder(), at.name(), 0777) != 0 && errno != EEXIST) {
       const int error = errno;
       // A parent that stands already may lie on a volume or in a folder that takes nothing new.
-      if (end == std::string::npos || stat(folder.c_str(), &attributes) != 0) return error;
+      const int status = FolderError(folder);
+      if (end == std::string::npos || (status != 0 && status != ENOTDIR)) return error;
     }
-    if (end == std::string::npos) break;
+    if (end == std::string::npos) return FolderError(path);
   }
-  if (stat(path.c_str(), &attributes) != 0) return errno;
-  return S_ISDIR(attributes.st_mode) ? 0 : ENOTDIR;
 }
 
 }  // namespace orvik::host
