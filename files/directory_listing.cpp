@@ -16,8 +16,8 @@ void COrvikDirectoryPath::ListSubDirectories(const CAtlString& pattern,
   while (!waiting.empty()) {
     const COrvikDirectoryPath folder = std::move(waiting.back());
     waiting.pop_back();
-    WalkFolder(folder, [&](std::u16string_view name, bool is_folder) {
-      if (!is_folder) return;
+    WalkFolder(folder, [&](std::u16string_view name, EntryKind kind) {
+      if (kind != EntryKind::kFolder) return;
       const bool matches = MatchesWildcard(name, pattern.View());
       if (!matches && recursive == FALSE) return;
       COrvikDirectoryPath subfolder = folder;
@@ -32,8 +32,8 @@ void COrvikDirectoryPath::ListSubDirectories(const CAtlString& pattern,
 OSErr COrvikDirectoryPath::FindFilesInDirectory(const CAtlString& pattern,
                                                 CAtlArray<COrvikFilePath>& files) const {
   if (DirectoryExists() == FALSE) return 0;
-  return WalkFolder(*this, [&](std::u16string_view name, bool is_folder) {
-    if (is_folder || !MatchesWildcard(name, pattern.View())) return;
+  return WalkFolder(*this, [&](std::u16string_view name, EntryKind kind) {
+    if (kind == EntryKind::kFolder || !MatchesWildcard(name, pattern.View())) return;
     files.Add(CreateFilePath(PathFromUnits(name)));
   });
 }

@@ -1,10 +1,5 @@
 #include "files/directory_manipulator.h"
 
-#include <sys/stat.h>
-
-#include <algorithm>
-#include <cstdlib>
-#include <memory>
 #include <optional>
 #include <string>
 #include <vector>
@@ -12,108 +7,110 @@
 #include "files/file_manipulator.h"
 #include "files/folder_walk.h"
 #include "files/path_arguments.h"
+#include "files/windows_file_paths.h"
 #include "files/windows_file_refs.h"
 #include "files/windows_files.h"
+#include "platform/carbon/file_copy.h"
+#include "platform/core_foundation/transcoding.h"
+#include "platform/host/errno_status.h"
+#include "platform/host/folder_nesting.h"
 
 namespace orvik {
 namespace {
 
 bool IsLink(const COrvikDirectoryPath& folder) {
-  const std::optional<std::string> bytes = PathForLibc(folder.GetDirectoryPathString());
-  struct stat record;
-  return bytes && lstat(bytes->c_str(), &record) == 0 && S_ISLNK(record.st_mode);
+  FSRef ref;
+  return FindFileBriefly(PathArgument(folder.GetDirectoryPathString()), &ref) == 0 &&
+         ref.kind == kSymbolicLink;
 }
 
-// The path in which a folder that need not exist would really be: links are resolved as far as it
-// exists, and ".." of what does not exist is taken away with what stands before it. Nothing when
-// that cannot be found out.
-std::optional<std::string> RealPath(std::string path) {
-  if (path.empty()) return std::nullopt;
-  if (path.front() != '/') path = "./" + path;
-  std::vector<std::string> missing;  // components, the last one first
-  std::unique_ptr<char, decltype(&std::free)> real(nullptr, &std::free);
-  while (real.reset(realpath(path.c_str(), nullptr)), !real) {
-    const std::size_t slash = path.rfind('/');
-    if (slash == std::string::npos || path == "/") return std::nullopt;
-    missing.push_back(path.substr(slash + 1));
-    path.resize(std::max<std::size_t>(slash, 1));
-  }
-  std::string resolved = real.get();
-  bool went_up = false;
-  for (; !missing.empty(); missing.pop_back()) {
-    if (missing.back() == "..") {
-      resolved.resize(std::max<std::size_t>(resolved.rfind('/'), 1));
-      went_up = true;
-    } else if (!missing.back().empty() && missing.back() != ".") {
-      if (resolved != "/") resolved += '/';
-      resolved += missing.back();
-    }
-  }
-  // What lies beside the missing part may be a link again.
-  return went_up ? RealPath(resolved) : resolved;
-}
-
-// Whether `folder`, which need not exist, is `other` or lies in it, links and other names of the
-// same folder taken into account. Also true when that cannot be found out.
+// Also true when that cannot be found out.
 bool LiesIn(const COrvikDirectoryPath& folder, const COrvikDirectoryPath& other) {
   const std::optional<std::string> inner = PathForLibc(folder.GetDirectoryPathString());
   const std::optional<std::string> outer = PathForLibc(other.GetDirectoryPathString());
-  struct stat wanted;
-  if (!inner || !outer || stat(outer->c_str(), &wanted) != 0) return true;
-  std::optional<std::string> path = RealPath(*inner);
-  if (!path) return true;
-  for (;;) {
-    struct stat record;
-    if (stat(path->c_str(), &record) == 0 && record.st_dev == wanted.st_dev &&
-        record.st_ino == wanted.st_ino) {
-      return true;
-    }
-    if (*path == "/") return false;
-    path->resize(std::max<std::size_t>(path->rfind('/'), 1));
-  }
+  return !inner || !outer || host::LiesInFolder(*inner, *outer);
 }
 
+// Names as WalkFolder tells them.
 struct Entries {
-  CAtlArray<COrvikFilePath> files;
+  std::vector<std::u16string> files;
+  std::vector<std::u16string> special;
   CAtlArray<COrvikDirectoryPath> folders;  // sorted
 };
 
 Entries ListEntries(const COrvikDirectoryPath& folder) {
   Entries entries;
-  WalkFolder(folder, [&](std::u16string_view name, bool is_folder) {
-    if (is_folder) {
+  WalkFolder(folder, [&](std::u16string_view name, EntryKind kind) {
+    if (kind == EntryKind::kFolder) {
       COrvikDirectoryPath subfolder = folder;
       subfolder.AddDirectoryToPath(PathFromUnits(name));
       entries.folders.Add(subfolder);
     } else {
-      entries.files.Add(folder.CreateFilePath(PathFromUnits(name)));
+      (kind == EntryKind::kFile ? entries.files : entries.special).emplace_back(name);
     }
   });
   COrvikDirectoryPath::SortPaths(entries.folders);
   return entries;
 }
 
-// `root` is the folder with which the copy began.
-HRESULT CopyTree(const COrvikDirectoryPath& root, const COrvikDirectoryPath& source,
-                 const COrvikDirectoryPath& target, BOOL move) {
-  if (source.DirectoryExists() == FALSE) return E_FAIL;
-  CDirectoryManipulator::CreateDirectory(target);
-  const Entries entries = ListEntries(source);
-  for (const COrvikFilePath& file : entries.files) {
-    const COrvikFilePath copy = target.CreateFilePath(file.GetFileName());
-    if (move != FALSE) {
-      CFileManipulator::MoveFileTo(file, copy);
-    } else {
-      CFileManipulator::CopyFileTo(file, copy, FALSE);
+struct FolderPair {
+  COrvikDirectoryPath source;
+  COrvikDirectoryPath target;
+};
+
+void CopyFiles(const FolderPair& pair, const std::vector<std::u16string>& names) {
+  if (names.empty()) return;
+  FSRef from, to;
+  FSFolderCopier copier;
+  const bool is_open =
+      FindFileBriefly(PathArgument(pair.source.GetDirectoryPathString()), &from) == 0 &&
+      FindFileBriefly(PathArgument(pair.target.GetDirectoryPathString()), &to) == 0 &&
+      copier.Open(&from, &to) == 0;
+  for (const std::u16string& name : names) {
+    // Another name may be spelled otherwise on disk, there as well as here.
+    if (is_open && IsAscii(std::u16string_view(name)) &&
+        copier.CopyFile(name.size(), name.data(), kBusyFileType) != dupFNErr) {
+      continue;
     }
+    const CAtlString leaf = PathFromUnits(name);
+    CFileManipulator::CopyFileTo(pair.source.CreateFilePath(leaf), pair.target.CreateFilePath(leaf),
+                                 FALSE);
   }
-  for (const COrvikDirectoryPath& folder : entries.folders) {
-    COrvikDirectoryPath copy = target;
-    copy.AddDirectoryToPath(folder.GetLastDirectoryName());
+}
+
+void MoveFiles(const FolderPair& pair, const std::vector<std::u16string>& names) {
+  for (const std::u16string& name : names) {
+    const CAtlString leaf = PathFromUnits(name);
+    CFileManipulator::MoveFileTo(pair.source.CreateFilePath(leaf),
+                                 pair.target.CreateFilePath(leaf));
+  }
+}
+
+HRESULT CopyTree(const COrvikDirectoryPath& source, const COrvikDirectoryPath& target, BOOL move) {
+  std::vector<FolderPair> waiting{{source, target}};
+  while (!waiting.empty()) {
+    const FolderPair pair = std::move(waiting.back());
+    waiting.pop_back();
     // A link there may lead back into what is being copied, which then would not end.
-    if (IsLink(copy) && LiesIn(copy, root)) return E_FAIL;
-    const HRESULT result = CopyTree(root, folder, copy, move);
-    if (result < 0) return result;
+    if (IsLink(pair.target) && LiesIn(pair.target, source)) return E_FAIL;
+    if (pair.source.DirectoryExists() == FALSE) return E_FAIL;
+    // Mostly the folder alone is missing.
+    if (orvik::CreateDirectory(PathArgument(pair.target.GetDirectoryPathString()), nullptr) ==
+        FALSE) {
+      CDirectoryManipulator::CreateDirectory(pair.target);
+    }
+    const Entries entries = ListEntries(pair.source);
+    if (move == FALSE) {
+      CopyFiles(pair, entries.files);
+    } else {
+      MoveFiles(pair, entries.files);
+      MoveFiles(pair, entries.special);
+    }
+    for (std::size_t i = entries.folders.GetCount(); i-- > 0;) {
+      COrvikDirectoryPath copy = pair.target;
+      copy.AddDirectoryToPath(entries.folders[i].GetLastDirectoryName());
+      waiting.push_back({entries.folders[i], copy});
+    }
   }
   return S_OK;
 }
@@ -183,7 +180,7 @@ HRESULT CDirectoryManipulator::RecursivelyCopyDirectory(const COrvikDirectoryPat
                                                         const COrvikDirectoryPath& target,
                                                         BOOL move) {
   if (source.DirectoryExists() == FALSE || LiesIn(target, source)) return E_FAIL;
-  return CopyTree(source, source, target, move);
+  return CopyTree(source, target, move);
 }
 
 }  // namespace orvik

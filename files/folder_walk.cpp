@@ -46,10 +46,15 @@ std::u16string TellingName(const std::string& folder, std::u16string_view name) 
   return composed;
 }
 
+EntryKind KindOf(UInt16 node_flags) {
+  if ((node_flags & kFSNodeIsDirectoryMask) != 0) return EntryKind::kFolder;
+  return (node_flags & kFSNodeIsCopiedMask) != 0 ? EntryKind::kFile : EntryKind::kSpecial;
+}
+
 }  // namespace
 
 OSErr WalkFolder(const COrvikDirectoryPath& folder,
-                 const std::function<void(std::u16string_view name, bool is_folder)>& visit) {
+                 const std::function<void(std::u16string_view name, EntryKind kind)>& visit) {
   FSRef ref;
   FSIterator iterator = nullptr;
   OSErr status =
@@ -63,11 +68,11 @@ OSErr WalkFolder(const COrvikDirectoryPath& folder,
   std::vector<HFSUniStr255> names(kBatch);
   for (OSErr fetched = 0; fetched == 0;) {
     ItemCount count = 0;
-    fetched = FSGetCatalogInfoBulk(iterator, kBatch, &count, nullptr, kFSCatInfoFolderFlagOnly,
+    fetched = FSGetCatalogInfoBulk(iterator, kBatch, &count, nullptr, kFSCatInfoKindOnly,
                                    infos.data(), nullptr, nullptr, names.data());
     for (ItemCount i = 0; i < count; ++i) {
       const std::u16string_view name(names[i].unicode, names[i].length);
-      visit(TellingName(path, name), (infos[i].nodeFlags & kFSNodeIsDirectoryMask) != 0);
+      visit(TellingName(path, name), KindOf(infos[i].nodeFlags));
     }
   }
   return FSCloseIterator(iterator);

@@ -13,11 +13,6 @@
 namespace orvik {
 namespace {
 
-constexpr OSType kBusyFileType = FourCC("bzy ");
-
-constexpr std::uint16_t kRegularFile = 0x8000;
-constexpr std::uint16_t kSymbolicLink = 0xA000;
-
 OSErr CopyTo(const FSRef& source, const std::string& target) {
   return FSCopyFileAs(&source, reinterpret_cast<const UInt8*>(target.c_str()), kBusyFileType);
 }

@@ -6,6 +6,13 @@
 
 namespace orvik {
 
+// The file type of a copy that is not whole yet.
+inline constexpr OSType kBusyFileType = FourCC("bzy ");
+
+// What a reference may name.
+inline constexpr std::uint16_t kRegularFile = 0x8000;
+inline constexpr std::uint16_t kSymbolicLink = 0xA000;
+
 OSErr FindFileBriefly(const char16_t* path, FSRef* ref);
 
 // Makes the last component unless something stands there already: 0 in both cases.

@@ -22,6 +22,11 @@ OSErr Status(int error) {
   return static_cast<OSErr>(host::StatusFromErrno(error));
 }
 
+UInt16 KindFlags(mode_t mode) {
+  if (S_ISDIR(mode)) return kFSNodeIsDirectoryMask;
+  return S_ISREG(mode) || S_ISLNK(mode) ? kFSNodeIsCopiedMask : 0;
+}
+
 }  // namespace
 
 class FSDirectoryIterator {
@@ -50,12 +55,9 @@ class FSDirectoryIterator {
   // Describes an entry; ENOENT when it vanished.
   int Describe(const dirent& entry, FSCatalogInfoBitmap which_info, FSCatalogInfo* info,
                FSRef* ref) const {
-    const bool folder_flag_only =
-        which_info == kFSCatInfoFolderFlagOnly && entry.d_type != DT_UNKNOWN;
-    const bool wants_info = info != nullptr && which_info != kFSCatInfoNone && !folder_flag_only;
-    if (info != nullptr && folder_flag_only) {
-      info->nodeFlags = entry.d_type == DT_DIR ? kFSNodeIsDirectoryMask : 0;
-    }
+    const bool kind_only = which_info == kFSCatInfoKindOnly && entry.d_type != DT_UNKNOWN;
+    const bool wants_info = info != nullptr && which_info != kFSCatInfoNone && !kind_only;
+    if (info != nullptr && kind_only) info->nodeFlags = KindFlags(DTTOIF(entry.d_type));
     if (!wants_info && ref == nullptr) return 0;
     struct statx on_disk {};
     const int error = carbon::StatAt(dirfd(stream_), entry.d_name, carbon::Leaf::kKeep, &on_disk);
@@ -63,11 +65,8 @@ class FSDirectoryIterator {
     const std::string path = carbon::ChildPath(container_.path, entry.d_name);
     if (ref != nullptr) carbon::NoteReference(path, on_disk, ref);
     if (!wants_info) return 0;
-    if (which_info & kFSCatInfoFolderFlagOnly) {
-      info->nodeFlags = S_ISDIR(on_disk.stx_mode) ? kFSNodeIsDirectoryMask : 0;
-    }
-    return carbon::ReadCatalogInfo({-1, &path}, on_disk, which_info & ~kFSCatInfoFolderFlagOnly,
-                                   info);
+    if (which_info & kFSCatInfoKindOnly) info->nodeFlags = KindFlags(on_disk.stx_mode);
+    return carbon::ReadCatalogInfo({-1, &path}, on_disk, which_info & ~kFSCatInfoKindOnly, info);
   }
 
   const FSRef& container() const { return container_; }

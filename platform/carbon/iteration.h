@@ -16,9 +16,11 @@ using FSIteratorFlags = OptionBits;
 inline constexpr FSIteratorFlags kFSIterateFlat = 0;
 inline constexpr FSIteratorFlags kFSIterateDelete = 2;
 
-// Our own bit beside those of files.h: of the node flags only kFSNodeIsDirectoryMask is looked for,
-// which costs no look at the entry itself.
-inline constexpr FSCatalogInfoBitmap kFSCatInfoFolderFlagOnly = 0x40000000;
+// Our own bits beside those of files.h: of the node flags only whether the entry is a folder, or a
+// regular file or a link (which FSFolderCopier copies), is looked for. That costs no look at the
+// entry itself.
+inline constexpr FSCatalogInfoBitmap kFSCatInfoKindOnly = 0x40000000;
+inline constexpr UInt16 kFSNodeIsCopiedMask = 0x8000;
 
 // Opens a walk over the entries of a folder, not over those of its subfolders, in the file system's
 // order. With kFSIterateDelete the entries may be deleted between fetches and a container that is a

@@ -3,16 +3,17 @@
 #include <gtest/gtest.h>
 #include <unistd.h>
 
-#include <fstream>
 #include <map>
 
 #include "tests/files/support.h"
+#include "tests/support/file_trees.h"
 #include "tests/support/without_root_rights.h"
 
 namespace orvik {
 namespace {
 
 namespace fs = std::filesystem;
+using test::File;
 using test::Folder;
 using test::Stands;
 using Manipulator = CDirectoryManipulator;
@@ -128,15 +129,26 @@ TEST_F(DirectoryManipulator, GoesOnAfterAFailure) {
                                {"sub", "d"}, {"sub/deep", "d"}, {"sub/deep/f3", "f:three"}}));
 }
 
-TEST_F(DirectoryManipulator, CopiesAndRemovesDeepTrees) {
+// Deeper than a path may be long.
+TEST_F(DirectoryManipulator, CopiesMovesAndRemovesDeepTrees) {
   fs::create_directory(At("t"));
-  const std::string deep = test::MakeDeepFolders(At("t"), 200);
-  std::ofstream(deep + "/f") << "x";
+  const std::string deep = test::MakeDeepTree(At("t"), 90, std::string(60, 'n'));
+  const std::string below = deep.substr(At("t").string().size());
+  const auto leaf = [&](const char* top) { return File(At(top).string() + below + "/leaf"); };
   EXPECT_EQ(Manipulator::RecursivelyCopyDirectory(Folder(At("t")), Folder(At("u")), FALSE), S_OK);
-  EXPECT_TRUE(Stands(At("u" + deep.substr(At("t").string().size()) + "/f")));
-  EXPECT_TRUE(Manipulator::RemoveDirectoryAndContents(Folder(At("u"))));
-  EXPECT_TRUE(Manipulator::RemoveDirectoryAndContents(Folder(At("t"))));
-  EXPECT_FALSE(Stands(At("t")));
+  EXPECT_TRUE(leaf("u").FileExists());
+  EXPECT_EQ(Manipulator::RecursivelyCopyDirectory(Folder(At("u")), Folder(At("v")), TRUE), S_OK);
+  EXPECT_TRUE(leaf("v").FileExists());
+  EXPECT_FALSE(leaf("u").FileExists());
+  // From and into folders whose own paths are as long, but never into itself.
+  const COrvikDirectoryPath from = Folder(deep), to = Folder(At("u").string() + below + "/new");
+  EXPECT_EQ(Manipulator::RecursivelyCopyDirectory(from, to, FALSE), S_OK);
+  EXPECT_TRUE(to.CreateFilePath(u"leaf").FileExists());
+  EXPECT_EQ(Manipulator::RecursivelyCopyDirectory(Folder(At("u")), to, FALSE), E_FAIL);
+  for (const char* top : {"t", "u", "v"}) {
+    EXPECT_TRUE(Manipulator::RemoveDirectoryAndContents(Folder(At(top))));
+    EXPECT_FALSE(Stands(At(top)));
+  }
 }
 
 TEST_F(DirectoryManipulator, CopiesTrees) {

@@ -1,0 +1,14 @@
+// Whether one folder lies in another.
+#pragma once
+
+#include <string>
+
+namespace orvik::host {
+
+// Whether the folder at `path`, which need not exist, is the one at `folder` or would lie in it,
+// links and other names of the same folder taken into account. Paths may be of any length. ".." of
+// what does not exist is taken away with what stands before it. Also true when it cannot be found
+// out.
+bool LiesInFolder(const std::string& path, const std::string& folder);
+
+}  // namespace orvik::host
