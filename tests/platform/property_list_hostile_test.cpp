@@ -102,16 +102,10 @@ std::string Binary(const std::vector<std::string>& objects) {
 TEST(PropertyListHostile, BinaryReferencesAreFollowedWithCare) {
   using namespace std::string_literals;
   EXPECT_EQ(DescribeBytes(Binary({"\xA1\x01"s, "\x09"})), "(b:1)");
-  EXPECT_EQ(DescribeBytes(Binary({"\xD1\x01\x02"s,
-                                  "\x51"
-                                  "a",
-                                  "\x80\x07"s})),
-            "{a={CF$UID=i:7}}");
+  EXPECT_EQ(DescribeBytes(Binary({"\xD1\x01\x02"s, "\x51z", "\x80\x07"s})), "{z={CF$UID=i:7}}");
   const std::vector<std::vector<std::string>> refused = {
-      {"\xA1\x00"s},  // holds itself
-      {"\xA1\x01"s, "\xD1\x02\x00"s,
-       "\x51"
-       "a"},                                          // a circle of two
+      {"\xA1\x00"s},                                  // holds itself
+      {"\xA1\x01"s, "\xD1\x02\x00"s, "\x51z"},        // a circle of two
       {"\xA1\x07"s},                                  // no such object
       {"\xD1\x01\x01"s, "\x09"},                      // a key that is no string
       {"\xD1\x01\x01"s, "\xA0"},                      // a container as the key, read already

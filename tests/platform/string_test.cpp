@@ -110,9 +110,7 @@ TEST(String, Numbers) {
       {u" \t\n-7x", -7, -7},
       {u"+5", 5, 5},
       {u"--5", 0, 0},
-      {u"\x3000"
-       u"42",
-       42, 42},
+      {u"\u300042", 42, 42},
       {u"\x0661", 0, 0},
       {u"3.75e2z", 3, 375},
       {u"2147483648", INT_MAX, 2147483648.0},
@@ -131,9 +129,7 @@ TEST(String, Numbers) {
 TEST(String, BytesForTheOutsideNeverFail) {
   const NSAutoreleasePool pool;
   EXPECT_STREQ(Units(u"plain")->cString(), "plain");
-  EXPECT_STREQ(Units(u"\xE9\x4E2D\xD83D\xDE00!")->cString(),
-               "\x8E?"
-               "?!");
+  EXPECT_STREQ(Units(u"\xE9\x4E2D\xD83D\xDE00!")->cString(), "\x8E\?\?!");
   EXPECT_STREQ(Units(u"\xE9\x4E2D\xD83D")->UTF8String(), "\xC3\xA9\xE4\xB8\xAD?");
 }
 

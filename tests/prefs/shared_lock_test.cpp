@@ -162,15 +162,6 @@ TEST_F(SharedLockTest, AFileThatIsNoRecordIsFree) {
   EXPECT_EQ(OnDisk(SharedFile()), R"({"K":{"n":"v"}})");
 }
 
-TEST_F(SharedLockTest, OnlyAStaleLockIsReleasedUnforced) {
-  OtherProcess zombie(OtherProcess::Kind::kZombie);
-  Record("1", "\"installer\"", std::to_string(zombie.pid()));
-  EXPECT_EQ(CopySharedLockRecord(kDomain).state, SharedLockRecord::State::kStale);
-  EXPECT_TRUE(ReleaseStaleSharedLock(kDomain));
-  EXPECT_EQ(OnDisk(RecordFile()), R"({"lock":0,"process":""})");
-  EXPECT_EQ(CopySharedLockRecord(kDomain).state, SharedLockRecord::State::kFree);
-}
-
 // Many takers test at the same moments, and some die holding the lock.
 TEST_F(SharedLockTest, NeverTwoHolders) {
   const fs::path inside = env_.folder() / "inside";

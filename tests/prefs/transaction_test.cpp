@@ -1,6 +1,5 @@
 #include "prefs/transaction.h"
 
-#include <sys/resource.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -159,25 +158,6 @@ TEST_F(TransactionTest, TellsWhyNothingWasSaved) {
     fs::permissions(SharedFile().parent_path(), fs::perms::owner_read | fs::perms::owner_exec);
     EXPECT_EQ(change.Commit().error, PrefError::kNotPermitted);
   }
-}
-
-// A limit on the size of files makes the write fail.
-TEST_F(TransactionTest, AFailingWriteKeepsTheOldFile) {
-  WritePreferenceString(0, u"K", u"n", u"v", kDomain);
-  const pid_t child = fork();
-  if (child == 0) {
-    std::signal(SIGXFSZ, SIG_IGN);
-    const rlimit limit{10000, 10000};
-    setrlimit(RLIMIT_FSIZE, &limit);
-    Transaction large(0, kDomain);
-    large.SetString(u"K", u"large", CAtlString(u'x', 100000));
-    _exit(large.Commit().error == PrefError::kNotSaved ? 0 : 1);
-  }
-  int status = -1;
-  waitpid(child, &status, 0);
-  EXPECT_EQ(status, 0);
-  EXPECT_EQ(OnDisk(SharedFile()), R"({"K":{"n":"v"}})");
-  EXPECT_EQ(std::distance(fs::directory_iterator(SharedFile().parent_path()), {}), 1);
 }
 
 // A volume in memory, where there is one: what many processes do to a file is the same there, and

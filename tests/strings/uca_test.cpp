@@ -108,13 +108,8 @@ TEST(Uca, WidensAndNarrows) {
   CAtoUCA("abcdefghijklmnopqrstuvw", units, 20);
   EXPECT_EQ(View(units, 21), u"abcdefghijklmnopqrstX");
   char bytes[40] = {};
-  UCAtoCA(
-      u"a\xE9\x20AC\x100"
-      u"bcdefghijklmnopqrstu",
-      bytes, 22);
-  EXPECT_STREQ(bytes,
-               "a\xE9?"
-               "?bcdefghijklmnopqrs");
+  UCAtoCA(u"a\u00E9\u20AC\u0100bcdefghijklmnopqrstu", bytes, 22);
+  EXPECT_STREQ(bytes, "a\xE9\?\?bcdefghijklmnopqrs");
   UCAtoCA(u"zz", bytes, 0);
   EXPECT_EQ(bytes[0], 'a');
 }
