@@ -1,5 +1,6 @@
 #include "files/directory_manipulator.h"
 
+#include <fcntl.h>
 #include <gtest/gtest.h>
 #include <unistd.h>
 
@@ -149,6 +150,28 @@ TEST_F(DirectoryManipulator, CopiesMovesAndRemovesDeepTrees) {
     EXPECT_TRUE(Manipulator::RemoveDirectoryAndContents(Folder(At(top))));
     EXPECT_FALSE(Stands(At(top)));
   }
+}
+
+TEST_F(DirectoryManipulator, ListsAndRemovesAHundredThousandEntries) {
+  char top[] = "/dev/shm/orvik-test-XXXXXX";
+  if (mkdtemp(top) == nullptr) GTEST_SKIP() << "no memory file system";
+  for (int i = 0; i < 20; ++i) {
+    const std::string folder = std::string(top) + "/" + std::to_string(i);
+    ASSERT_EQ(mkdir(folder.c_str(), 0777), 0);
+    const std::string first = folder + "/0";
+    close(open(first.c_str(), O_CREAT | O_WRONLY, 0666));
+    for (int k = 1; k < 5000; ++k) {
+      ASSERT_EQ(link(first.c_str(), (folder + "/" + std::to_string(k)).c_str()), 0);
+    }
+  }
+  CAtlArray<COrvikDirectoryPath> folders;
+  Folder(top).ListSubDirectories(u"*", folders, TRUE);
+  ASSERT_EQ(folders.GetCount(), 20u);
+  CAtlArray<COrvikFilePath> files;
+  for (const COrvikDirectoryPath& folder : folders) folder.FindFilesInDirectory(u"*", files);
+  EXPECT_EQ(files.GetCount(), 100'000u);
+  EXPECT_TRUE(Manipulator::RemoveDirectoryAndContents(Folder(top)));
+  EXPECT_FALSE(Stands(top));
 }
 
 TEST_F(DirectoryManipulator, CopiesTrees) {

@@ -1,13 +1,17 @@
 #include <fcntl.h>
 #include <gtest/gtest.h>
+#include <sched.h>
 #include <signal.h>
+#include <sys/mount.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
 #include <filesystem>
 #include <string>
 
+#include "files/directory_manipulator.h"
 #include "files/windows_files.h"
 #include "tests/support/file_trees.h"
 #include "tests/support/test_environment.h"
@@ -172,6 +176,48 @@ TEST_F(WindowsCopyTest, AFailureOnTheWayLeavesNoTarget) {
     EXPECT_FALSE(fs::exists(top_ / "target"));
     EXPECT_EQ(ReadFile(top_ / "source"), content);
   }
+}
+
+// A volume of 1 MiB that only the process sees which runs `body` there; false when there can be
+// none.
+template <typename Body>
+bool OnASmallVolume(const fs::path& place, Body body) {
+  constexpr int kNoVolume = 77;
+  fs::create_directory(place);
+  const pid_t child = fork();
+  if (child == 0) {
+    if (unshare(CLONE_NEWNS) != 0 || mount("", "/", nullptr, MS_REC | MS_PRIVATE, nullptr) != 0 ||
+        mount("orvik-test", place.c_str(), "tmpfs", 0, "size=1m") != 0) {
+      _exit(kNoVolume);
+    }
+    body();
+    _exit(::testing::Test::HasFailure() ? 1 : 0);
+  }
+  int status = 0;
+  EXPECT_EQ(waitpid(child, &status, 0), child);
+  if (WIFEXITED(status) && WEXITSTATUS(status) == kNoVolume) return false;
+  EXPECT_EQ(status, 0);
+  return true;
+}
+
+TEST_F(WindowsCopyTest, AFullVolumeGetsNoPartOfAFile) {
+  WriteFile(top_ / "large", std::string(3 << 20, 'l'));
+  WriteFile(top_ / "tree/small", std::string(200'000, 's'));
+  const bool tested = OnASmallVolume(top_ / "volume", [this] {
+    EXPECT_EQ(Copy("large", "volume/large"), FALSE);
+    EXPECT_TRUE(fs::is_empty(top_ / "volume"));
+    WriteFile(top_ / "volume/filling", std::string(1'000'000, 'f'));
+    EXPECT_EQ(Copy("tree/small", "volume/small"), FALSE);
+    CDirectoryManipulator::RecursivelyCopyDirectory(
+        COrvikDirectoryPath(CAtlString(Path("tree").c_str())),
+        COrvikDirectoryPath(CAtlString(Path("volume/tree").c_str())), FALSE);
+    EXPECT_TRUE(fs::is_empty(top_ / "volume/tree"));
+    EXPECT_EQ(ReadFile(top_ / "volume/filling").size(), 1'000'000u);
+    EXPECT_FALSE(fs::exists(top_ / "volume/small"));
+  });
+  if (!tested) GTEST_SKIP() << "this user may not mount";
+  EXPECT_EQ(fs::file_size(top_ / "large"), 3u << 20);
+  EXPECT_EQ(ReadFile(top_ / "tree/small"), std::string(200'000, 's'));
 }
 
 TEST_F(WindowsCopyTest, LongPathsAreTakenWhole) {
