@@ -53,10 +53,7 @@ OSErr ParentAndName(const char16_t* path, OptionBits options, FSRef* parent, HFS
 }
 
 // Makes the last component, which was looked up and not found. `ref` may be null.
-OSErr CreateInParent(const char16_t* path, bool is_directory, OptionBits options, FSRef* ref) {
-  FSRef parent;
-  HFSUniStr255 name;
-  if (const OSErr status = ParentAndName(path, options, &parent, &name)) return status;
+OSErr Create(const FSRef& parent, const HFSUniStr255& name, bool is_directory, FSRef* ref) {
   return is_directory ? FSCreateDirectoryUnicode(&parent, name.length, name.unicode, kFSCatInfoNone,
                                                  nullptr, ref, nullptr, nullptr)
                       : FSCreateFileUnicode(&parent, name.length, name.unicode, kFSCatInfoNone,
@@ -77,17 +74,23 @@ OSErr FindParentBriefly(const char16_t* path, FSRef* parent, HFSUniStr255* name)
 OSErr CreateBriefly(const char16_t* path, bool is_directory) {
   FSRef found;
   if (FindFileBriefly(path, &found) == noErr) return noErr;
-  return CreateInParent(path, is_directory, kFSPathMakeRefBriefly, nullptr);
+  FSRef parent;
+  HFSUniStr255 name;
+  if (const OSErr status = FindParentBriefly(path, &parent, &name)) return status;
+  return Create(parent, name, is_directory, nullptr);
 }
 
 OSErr GetFSRefFromFilename(const char16_t* path, FSRef* ref, bool create, bool is_directory) {
   if (path == nullptr || ref == nullptr) return fnfErr;
   const OSErr found = ReferenceForText(WithoutTrailingSlashes(path), kKeptForLong, ref);
   if (found == noErr || !create) return found;
-  const OSErr created = CreateInParent(path, is_directory, kKeptForLong, ref);
-  // Somebody else made it meanwhile.
+  FSRef parent;
+  HFSUniStr255 name;
+  if (const OSErr status = GetParentFSRAndNameFromFilePath(path, &parent, &name)) return status;
+  const OSErr created = Create(parent, name, is_directory, ref);
+  // Somebody else may have made it meanwhile.
   if (created != dupFNErr) return created;
-  return ReferenceForText(WithoutTrailingSlashes(path), kKeptForLong, ref);
+  return FSMakeFSRefUnicode(&parent, name.length, name.unicode, kTextEncodingUnknown, ref);
 }
 
 OSErr GetParentFSRAndNameFromFilePath(const char16_t* path, FSRef* parent, HFSUniStr255* name) {

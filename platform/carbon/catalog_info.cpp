@@ -239,25 +239,4 @@ OSErr FSSetCatalogInfo(const FSRef* ref, FSCatalogInfoBitmap which_info,
   return carbon::ApplyCatalogInfo({-1, &path}, on_disk, which_info, *info);
 }
 
-OSErr FSpSetFInfo(const FSSpec* spec, const FInfo* finder_info) {
-  if (spec == nullptr || finder_info == nullptr) return paramErr;
-  FSRef ref;
-  if (const OSErr status = FSMakeFSRefUnicode(&spec->parent, spec->name.length, spec->name.unicode,
-                                              kTextEncodingUnknown, &ref)) {
-    return status;
-  }
-  FSCatalogInfo info;
-  if (const OSErr status =
-          FSGetCatalogInfo(&ref, kFSCatInfoPermissions, &info, nullptr, nullptr, nullptr)) {
-    return status;
-  }
-  if (S_ISLNK(info.permissions.mode)) {
-    const bool own =
-        finder_info->fdType == kSymLinkFileType && finder_info->fdCreator == kSymLinkCreator;
-    return own ? noErr : paramErr;
-  }
-  info.finderInfo = *finder_info;
-  return FSSetCatalogInfo(&ref, kFSCatInfoFinderInfo, &info);
-}
-
 }  // namespace orvik

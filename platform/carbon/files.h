@@ -157,12 +157,4 @@ OSErr FSGetCatalogInfo(const FSRef* ref, FSCatalogInfoBitmap which_info, FSCatal
 // the rest is set and put on after it.
 OSErr FSSetCatalogInfo(const FSRef* ref, FSCatalogInfoBitmap which_info, const FSCatalogInfo* info);
 
-// Sets the finder information of the file that `spec` names. That of a symbolic link cannot be
-// changed: setting its own type and creator succeeds, others give paramErr.
-OSErr FSpSetFInfo(const FSSpec* spec, const FInfo* info);
-
-// The folder in which the volume is mounted. nsvErr when the number stands for no volume (any
-// more).
-OSErr FSVolumeMountPoint(FSVolumeRefNum volume, FSRef* mount_point);
-
 }  // namespace orvik

@@ -7,7 +7,6 @@
 #include <cerrno>
 
 #include "platform/carbon/catalog.h"
-#include "platform/host/file_names.h"
 
 namespace orvik::carbon {
 namespace {
@@ -36,17 +35,6 @@ int ReadGrowing(std::string* buffer, Read read) {
 }
 
 }  // namespace
-
-std::optional<std::string> AttributeOfFork(std::u16string_view fork_name) {
-  const std::optional<std::string> bytes = host::FileNameToBytes(fork_name);
-  if (!bytes || bytes->empty()) return std::nullopt;
-  std::string attribute{kPrefix};
-  attribute += *bytes;
-  if (attribute.size() > XATTR_NAME_MAX || attribute.starts_with(kReservedPrefix)) {
-    return std::nullopt;
-  }
-  return attribute;
-}
 
 int ListForkAttributes(int descriptor, std::vector<std::string>* attributes, bool* has_record) {
   attributes->clear();

@@ -1,16 +1,10 @@
 // Named forks as extended attributes.
 #pragma once
 
-#include <optional>
 #include <string>
-#include <string_view>
 #include <vector>
 
 namespace orvik::carbon {
-
-// "user." + the name; nothing when no attribute can have that name or the system keeps it for
-// itself ("user.orvik." + anything).
-std::optional<std::string> AttributeOfFork(std::u16string_view fork_name);
 
 // The attributes of an open file that are named forks, by name, and whether it has a catalog
 // record. None where the file system has no attributes. 0 or an errno.

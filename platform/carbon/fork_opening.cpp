@@ -50,9 +50,6 @@ bool OpeningFor(SInt8 permissions, Opening* opening) {
     case fsWrDenyPerm:
       *opening = {O_RDWR, O_RDONLY, Share::kShared, Share::kAlone};
       return true;
-    case kReadWithoutClaims:
-      *opening = {O_RDONLY, O_RDONLY, Share::kNothing, Share::kNothing};
-      return true;
     default:
       return false;
   }

@@ -1,10 +1,7 @@
-// Forks of files: the data fork, which is the file's content, and named forks.
+// The data forks of files, which are their contents.
 //
-// A named fork is the extended attribute "user." + name of the file, so that every copy which keeps
-// attributes keeps the forks. The attributes in which the system itself keeps catalog information
-// are not listed as forks and cannot be opened as such (errFSBadForkName). The file system limits
-// the size of a named fork (64 KiB at most, often less): a write or an allocation beyond the limit
-// fails with a status and leaves the fork as it was.
+// A named fork of a file is its extended attribute "user." + name, so that every copy which keeps
+// attributes keeps the forks (file_copy.h does); it is not opened here.
 //
 // Functions return a status: 0, or one of host/errno_status.h. An open fork is a 16-bit number that
 // the caller closes. Calls on different forks may run in different threads; calls on one fork are
@@ -26,7 +23,7 @@ using FSIORefNum = SInt16;
 //   fsRdWrShPerm   read and write, beside other writers
 //   fsRdDenyPerm   fsCurPerm; nobody else may read meanwhile
 //   fsWrDenyPerm   fsCurPerm; nobody else may write meanwhile
-// The rules bind the data fork only. They are advisory locks of the kernel (a whole-file lock for
+// The rules are advisory locks of the kernel (a whole-file lock for
 // reading, one byte far beyond any content for writing), so programs that do not use them are not
 // stopped, and where the file system has no locks nothing is denied. Whoever lacks the right to
 // write cannot deny writing to others.
@@ -38,37 +35,18 @@ inline constexpr SInt8 fsRdWrShPerm = 0x04;
 inline constexpr SInt8 fsRdDenyPerm = 0x10;
 inline constexpr SInt8 fsWrDenyPerm = 0x20;
 
-// Where a position counts from; may carry noCacheMask, which advises the kernel not
-// to keep the pages for us.
+// Where a position counts from.
 inline constexpr UInt16 fsAtMark = 0;  // the current position, the offset is ignored
 inline constexpr UInt16 fsFromStart = 1;
 inline constexpr UInt16 fsFromLEOF = 2;
 inline constexpr UInt16 fsFromMark = 3;
-inline constexpr UInt16 noCacheMask = 0x20;
-
-// Allocation flags.
-using FSAllocationFlags = UInt16;
-inline constexpr FSAllocationFlags kFSAllocDefaultFlags = 0x00;
-inline constexpr FSAllocationFlags kFSAllocAllOrNothingMask = 0x01;
-inline constexpr FSAllocationFlags kFSAllocContiguousMask = 0x02;
-inline constexpr FSAllocationFlags kFSAllocNoRoundUpMask = 0x04;
-
-// Walks the forks of a file; starts zeroed.
-struct CatPositionRec {
-  SInt32 initialize = 0;
-  SInt32 priv = 0;
-};
 
 // The empty name of the data fork.
 OSErr FSGetDataForkName(HFSUniStr255* name);
 
-// Makes an empty named fork (the data fork always exists: 0). A fork that exists gives
-// errFSForkExists.
-OSErr FSCreateFork(const FSRef* ref, unsigned long name_length, const UniChar* name);
-
-// Opens a fork at position 0. A final symbolic link is followed to the file; anything that is not a
-// regular file in the end gives notAFileErr. Errors: errFSForkNotFound, opWrErr, permErr, tmfoErr
-// (32,767 forks are open).
+// Opens the data fork at position 0; another name gives errFSForkNotFound. A final symbolic link is
+// followed to the file; anything that is not a regular file in the end gives notAFileErr. Other
+// errors: opWrErr, permErr, tmfoErr (32,767 forks are open).
 OSErr FSOpenFork(const FSRef* ref, unsigned long name_length, const UniChar* name,
                  SInt8 permissions, FSIORefNum* fork);
 
@@ -86,21 +64,9 @@ OSErr FSWriteFork(FSIORefNum fork, UInt16 position_mode, SInt64 position_offset,
 
 // Bytes.
 OSErr FSGetForkSize(FSIORefNum fork, SInt64* fork_size);
-OSErr FSSetForkSize(FSIORefNum fork, UInt16 position_mode, SInt64 position_offset);
 OSErr FSGetForkPosition(FSIORefNum fork, SInt64* position);
 
 // A position before the start gives posErr and moves nothing; one behind the end is allowed.
 OSErr FSSetForkPosition(FSIORefNum fork, UInt16 position_mode, SInt64 position_offset);
-
-// Reserves room for `request_count` bytes from the place without changing the fork's size;
-// dskFulErr when there is none. Where the file system cannot reserve, 0 without a reservation.
-// `actual_count` (may be null) is set to the bytes reserved.
-OSErr FSAllocateFork(FSIORefNum fork, FSAllocationFlags flags, UInt16 position_mode,
-                     SInt64 position_offset, UInt64 request_count, UInt64* actual_count);
-
-// The next fork of a file: the data fork first, then the named ones by name. errFSNoMoreItems at
-// the end. Every out argument but `position` may be null.
-OSErr FSIterateForks(const FSRef* ref, CatPositionRec* position, HFSUniStr255* name,
-                     SInt64* fork_size, UInt64* fork_physical_size);
 
 }  // namespace orvik

@@ -6,11 +6,7 @@
 #include <sstream>
 #include <vector>
 
-#include "platform/carbon/fsref_internal.h"
-#include "platform/host/errno_status.h"
-
-namespace orvik {
-namespace carbon {
+namespace orvik::carbon {
 namespace {
 
 constexpr FSVolumeRefNum kFirstVolume = -100;  // the next ones count downwards
@@ -73,14 +69,4 @@ std::string MountPointOf(FSVolumeRefNum volume) {
   return {};
 }
 
-}  // namespace carbon
-
-OSErr FSVolumeMountPoint(FSVolumeRefNum volume, FSRef* mount_point) {
-  if (mount_point == nullptr) return paramErr;
-  const std::string path = carbon::MountPointOf(volume);
-  if (path.empty()) return nsvErr;
-  return static_cast<OSErr>(host::StatusFromErrno(carbon::MakeReference(
-      path, carbon::Leaf::kKeep, carbon::Hold::kAnchored, mount_point, nullptr)));
-}
-
-}  // namespace orvik
+}  // namespace orvik::carbon

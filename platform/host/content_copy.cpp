@@ -110,6 +110,11 @@ int CopyContent(int source, int target, const ContentSize& source_size, std::siz
   const off_t size = source_size.size;
   if (size > kWorthSharing && ShareBlocks(source, target)) return 0;
   const bool sparse = size > kWorthSharing && source_size.allocated < size;
+  if (size > static_cast<off_t>(buffer_size)) {
+    // Neither side pushes out what others have in the page cache.
+    posix_fadvise(source, 0, 0, POSIX_FADV_NOREUSE);
+    posix_fadvise(target, 0, 0, POSIX_FADV_NOREUSE);
+  }
   if (!sparse && size > static_cast<off_t>(buffer_size)) {
     if (const int error = Reserve(target, size)) return error;
   }

@@ -166,32 +166,5 @@ TEST_F(FilesTest, ALockIsHonouredWhoeverKeepsIt) {
   }
 }
 
-TEST_F(FilesTest, FinderInformationThroughAFileSpecification) {
-  WriteFile(top_ / "file", "x");
-  fs::create_symlink("file", top_ / "link");
-  if (!test::HasUserAttributes(top_ / "file")) GTEST_SKIP() << "no user attributes here";
-  FSSpec spec;
-  FSRef ref = RefOf(top_ / "file");
-  ASSERT_EQ(FSGetCatalogInfo(&ref, 0, nullptr, nullptr, &spec, nullptr), noErr);
-  FInfo info;
-  info.fdType = FourCC("TEXT");
-  EXPECT_EQ(FSpSetFInfo(&spec, &info), noErr);
-  EXPECT_EQ(InfoOf(top_ / "file").finderInfo.fdType, FourCC("TEXT"));
-  ref = RefOf(top_ / "link");
-  ASSERT_EQ(FSGetCatalogInfo(&ref, 0, nullptr, nullptr, &spec, nullptr), noErr);
-  EXPECT_EQ(FSpSetFInfo(&spec, &info), paramErr);
-  info = {kSymLinkFileType, kSymLinkCreator, 0, {}, 0};
-  EXPECT_EQ(FSpSetFInfo(&spec, &info), noErr);
-}
-
-TEST_F(FilesTest, VolumesHaveMountPoints) {
-  FSRef root;
-  ASSERT_EQ(FSVolumeMountPoint(InfoOf("/proc/self").volume, &root), noErr);
-  std::string path;
-  ASSERT_EQ(FSRefCopyPath(&root, &path), noErr);
-  EXPECT_EQ(path, "/proc");
-  EXPECT_EQ(FSVolumeMountPoint(-32000, &root), nsvErr);
-}
-
 }  // namespace
 }  // namespace orvik

@@ -1,7 +1,5 @@
 #include "platform/carbon/forks.h"
 
-#include <map>
-
 #include "platform/host/errno_status.h"
 #include "tests/support/file_trees.h"
 #include "tests/support/test_environment.h"
@@ -45,7 +43,7 @@ TEST_F(ForksTest, TheDataForkIsTheContent) {
   EXPECT_EQ(std::string(buffer, 2), "67");
   EXPECT_EQ(FSReadFork(fork, fsFromLEOF, -1, 4, buffer, &count), eofErr);
   EXPECT_EQ(count, 1u);
-  EXPECT_EQ(FSWriteFork(fork, fsFromStart | noCacheMask, 12, 2, "ab", &count), noErr);
+  EXPECT_EQ(FSWriteFork(fork, fsFromStart, 12, 2, "ab", &count), noErr);
   SInt64 value = 0;
   EXPECT_EQ(FSGetForkPosition(fork, &value), noErr);
   EXPECT_EQ(value, 14);
@@ -53,75 +51,13 @@ TEST_F(ForksTest, TheDataForkIsTheContent) {
   EXPECT_EQ(FSSetForkPosition(fork, fsFromMark, std::numeric_limits<SInt64>::max()), posErr);
   EXPECT_EQ(FSGetForkPosition(fork, &value), noErr);
   EXPECT_EQ(value, 14);
-  EXPECT_EQ(FSSetForkSize(fork, fsFromStart, 13), noErr);
   EXPECT_EQ(FSGetForkSize(fork, &value), noErr);
-  EXPECT_EQ(value, 13);
-  UInt64 reserved = 0;
-  EXPECT_EQ(FSAllocateFork(fork, kFSAllocNoRoundUpMask, fsFromStart, 0, 100000, &reserved), noErr);
+  EXPECT_EQ(value, 14);
+  Open(top_ / "f", fsRdPerm, u"named");
+  EXPECT_EQ(status_, errFSForkNotFound);
   EXPECT_EQ(FSCloseFork(fork), noErr);
   EXPECT_EQ(FSCloseFork(fork), rfNumErr);
-  EXPECT_EQ(test::ReadFile(top_ / "f"), std::string("0123456789\0\0a", 13));
-}
-
-TEST_F(ForksTest, NamedForksLiveInTheFilesAttributes) {
-  WriteFile(top_ / "f", "data");
-  if (!test::HasUserAttributes(top_ / "f")) GTEST_SKIP() << "no user attributes here";
-  const FSRef ref = RefOf(top_ / "f");
-  EXPECT_EQ(FSCreateFork(&ref, 4, u"fork"), noErr);
-  EXPECT_EQ(FSCreateFork(&ref, 4, u"fork"), errFSForkExists);
-  const FSIORefNum fork = Open(top_ / "f", fsRdWrPerm, u"fork");
-  ASSERT_EQ(status_, noErr);
-  unsigned long count = 0;
-  EXPECT_EQ(FSWriteFork(fork, fsFromStart, 3, 3, "abc", &count), noErr);
-  EXPECT_EQ(FSWriteFork(fork, fsAtMark, 0, 1, "d", &count), noErr);
-  EXPECT_EQ(ReadAll(fork), std::string("\0\0\0abcd", 7));
-  EXPECT_EQ(FSSetForkSize(fork, fsFromStart, 5), noErr);
-  // Beyond what an attribute holds: refused, and what was there stays.
-  const std::string large(100000, 'x');
-  EXPECT_NE(FSWriteFork(fork, fsFromStart, 0, large.size(), large.data(), &count), noErr);
-  EXPECT_EQ(count, 0u);
-  EXPECT_NE(FSAllocateFork(fork, 0, fsFromStart, 0, large.size(), nullptr), noErr);
-  EXPECT_NE(FSSetForkSize(fork, fsFromStart, 1 << 20), noErr);
-  EXPECT_EQ(ReadAll(fork), std::string("\0\0\0ab", 5));
-  removexattr((top_ / "f").c_str(), "user.fork");
-  EXPECT_EQ(FSReadFork(fork, fsFromStart, 0, 1, nullptr, nullptr), paramErr);
-  SInt64 size = 0;
-  EXPECT_EQ(FSGetForkSize(fork, &size), errFSForkNotFound);
-  EXPECT_EQ(FSCloseFork(fork), noErr);
-  Open(top_ / "f", fsRdPerm, u"none");
-  EXPECT_EQ(status_, errFSForkNotFound);
-  Open(top_ / "f", fsRdPerm, u"orvik.catalog");
-  EXPECT_EQ(status_, errFSBadForkName);
-  EXPECT_EQ(FSCreateFork(&ref, 252, std::u16string(252, u'n').data()), errFSBadForkName);
-}
-
-TEST_F(ForksTest, IterationGivesTheDataForkAndEveryNamedFork) {
-  WriteFile(top_ / "f", "data");
-  fs::create_symlink("f", top_ / "link");
-  if (!test::HasUserAttributes(top_ / "f")) GTEST_SKIP() << "no user attributes here";
-  setxattr((top_ / "f").c_str(), "user.b", "12", 2, 0);
-  setxattr((top_ / "f").c_str(), "user.a", "", 0, 0);
-  setxattr((top_ / "f").c_str(), "user.orvik.catalog", "", 0, 0);
-  const FSRef ref = RefOf(top_ / "f");
-  CatPositionRec position;
-  std::map<std::u16string, SInt64> forks;
-  HFSUniStr255 name;
-  SInt64 size = 0;
-  OSErr status;
-  while ((status = FSIterateForks(&ref, &position, &name, &size, nullptr)) == noErr) {
-    forks[std::u16string(name.unicode, name.length)] = size;
-  }
-  EXPECT_EQ(status, errFSNoMoreItems);
-  EXPECT_EQ(errFSNoMoreItems, -1161);
-  EXPECT_EQ(forks, (std::map<std::u16string, SInt64>{{u"", 4}, {u"a", 0}, {u"b", 2}}));
-  const FSRef folder = RefOf(top_);
-  position = {};
-  EXPECT_EQ(FSIterateForks(&folder, &position, nullptr, nullptr, nullptr), notAFileErr);
-  // The forks of what a link points to are not those of the link.
-  const FSRef link = RefOf(top_ / "link");
-  position = {};
-  EXPECT_EQ(FSIterateForks(&link, &position, nullptr, nullptr, nullptr), noErr);
-  EXPECT_EQ(FSIterateForks(&link, &position, nullptr, nullptr, nullptr), errFSNoMoreItems);
+  EXPECT_EQ(test::ReadFile(top_ / "f"), std::string("0123456789\0\0ab", 14));
 }
 
 TEST_F(ForksTest, OpeningsThatExcludeEachOther) {
