@@ -21,6 +21,11 @@ if(ORVIK_SANITIZE)
   add_compile_options(-fsanitize=${ORVIK_SANITIZE} -fno-sanitize-recover=all)
   add_link_options(-fsanitize=${ORVIK_SANITIZE})
 endif()
+if(ORVIK_BUILD_FUZZERS)
+  # Coverage of the libraries too: without it the fuzzer sees the target's few lines only.
+  add_compile_options(-fsanitize=fuzzer-no-link)
+  add_link_options(-fsanitize=fuzzer-no-link)
+endif()
 add_compile_definitions(_FILE_OFFSET_BITS=64)
 
 # orvik_library(NAME LINKS ...): every source of the current folder becomes the library

@@ -2,19 +2,13 @@
 // the room that the interface asks for.
 #include <cstddef>
 #include <cstdint>
-#include <cstdlib>
 #include <vector>
 
+#include "fuzz/require.h"
 #include "xml/base64.h"
 #include "xml/base64_roads.h"
 
-namespace {
-
-void Require(bool holds) {
-  if (!holds) std::abort();
-}
-
-}  // namespace
+using orvik::fuzz::Require;
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   const auto length = static_cast<unsigned int>(size);

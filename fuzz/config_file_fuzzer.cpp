@@ -10,15 +10,14 @@
 #include <iterator>
 #include <string>
 
+#include "fuzz/require.h"
 #include "xml/config_store.h"
 
 namespace {
 
-namespace fs = std::filesystem;
+using orvik::fuzz::Require;
 
-void Require(bool holds) {
-  if (!holds) std::abort();
-}
+namespace fs = std::filesystem;
 
 // Removed with all it holds at the end of the process.
 struct Folder {

@@ -3,14 +3,16 @@
 #include <algorithm>
 #include <cstddef>
 #include <cstdint>
-#include <cstdlib>
 #include <string>
 #include <string_view>
 #include <vector>
 
 #include "files/path_text.h"
+#include "fuzz/require.h"
 
 namespace {
+
+using orvik::fuzz::Require;
 
 bool HasDotComponent(std::u16string_view path) {
   for (std::size_t start = 0; start <= path.size();) {
@@ -20,10 +22,6 @@ bool HasDotComponent(std::u16string_view path) {
     start = end + 1;
   }
   return false;
-}
-
-void Require(bool holds) {
-  if (!holds) std::abort();
 }
 
 }  // namespace

@@ -1,17 +1,13 @@
 // What must hold for any bytes that are read as a property list.
 #pragma once
 
-#include <cstdlib>
 #include <string_view>
 
+#include "fuzz/require.h"
 #include "platform/core_foundation/property_list_forms.h"
 #include "platform/core_foundation/property_list_written_xml.h"
 
 namespace orvik::fuzz {
-
-inline void Require(bool holds) {
-  if (!holds) abort();
-}
 
 // The XML form of what nobody has looked at is that of the objects, and is stable once written; the
 // binary form gives an equal list back. (A list of dates that XML cannot write has no XML form.)

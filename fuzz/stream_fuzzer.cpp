@@ -10,15 +10,14 @@
 #include <fstream>
 #include <string>
 
+#include "fuzz/require.h"
 #include "streams/stream_factory.h"
 
 namespace {
 
-constexpr std::int64_t kSize = 1000;
+using orvik::fuzz::Require;
 
-void Require(bool holds) {
-  if (!holds) std::abort();
-}
+constexpr std::int64_t kSize = 1000;
 
 struct File {
   File() : content(kSize, '\0') {

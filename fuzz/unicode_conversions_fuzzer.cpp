@@ -2,12 +2,14 @@
 // goes character by character: text, position and result agree, in any room.
 #include <cstddef>
 #include <cstdint>
-#include <cstdlib>
 #include <string>
 
+#include "fuzz/require.h"
 #include "strings/unicode_conversions.h"
 
 namespace {
+
+using orvik::fuzz::Require;
 
 using namespace orvik;
 
@@ -30,10 +32,6 @@ Outcome<Source, Target> Convert(ConversionResult (*routine)(const Source**, cons
       routine(&source, text.data() + text.size(), &at, target.data() + room, flags);
   target.resize(static_cast<std::size_t>(at - target.data()));
   return {result, static_cast<std::size_t>(source - text.data()), target};
-}
-
-void Require(bool holds) {
-  if (!holds) std::abort();
 }
 
 template <class Source, class Target>

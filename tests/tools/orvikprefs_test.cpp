@@ -179,8 +179,8 @@ TEST_F(OrvikPrefsTest, ExportsAndImportsEveryKindOfValue) {
 
 TEST_F(OrvikPrefsTest, RefusesWhatIsNoPropertyList) {
   const fs::path file = env_.folder() / "in";
-  for (const char* content :
-       {"{\"a\": null}", "[1]", "{\"a\": {\"$date\": \"soon\"}}", "<plist>", ""}) {
+  for (const char* content : {"{\"a\": null}", "{\"a\": 1e400}", "[1]",
+                              "{\"a\": {\"$date\": \"soon\"}}", "<plist>", ""}) {
     SCOPED_TRACE(content);
     test::WriteFile(file, content);
     EXPECT_EQ(Prefs({"import", file.string()}), 5);

@@ -253,6 +253,9 @@ Json ParseJson(std::string_view bytes, std::string& error) {
   } catch (const Json::parse_error& failure) {
     error = "not JSON at byte " + std::to_string(failure.byte);
     return Json(Json::value_t::discarded);
+  } catch (const Json::out_of_range&) {
+    error = "JSON with a number beyond all doubles";
+    return Json(Json::value_t::discarded);
   }
 }
 

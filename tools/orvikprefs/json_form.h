@@ -31,7 +31,8 @@ CAutoCFRelease<CFPropertyListRef> FromJson(const Json& json, std::string& error)
 // On one line, or indented by two blanks.
 std::string JsonText(const Json& json, bool indented = false);
 
-// Nothing (a discarded value) when the bytes are no JSON; error then says where.
+// Nothing (a discarded value) when the bytes are no JSON or hold a number that no double can; error
+// then says where or which.
 Json ParseJson(std::string_view bytes, std::string& error);
 
 }  // namespace orvik::prefstool

@@ -1,0 +1,19 @@
+#!/usr/bin/env bash
+# The static checks: cppcheck and clang-tidy over the folders given, or over all. Ends with 1 when
+# one of them finds something.
+set -euo pipefail
+cd "$(dirname "$0")/.."
+. scripts/dependencies.sh
+install_dependencies build bench check
+folders=("$@")
+if [ "${#folders[@]}" -eq 0 ]; then
+  folders=(platform strings files streams prefs xml postflight tools)
+fi
+cmake --preset release
+
+cppcheck --quiet --std=c++20 --language=c++ --enable=warning,performance,portability \
+  --inline-suppr --suppressions-list=.cppcheck-suppressions --error-exitcode=1 \
+  -D__x86_64__ -I . "${folders[@]}"
+
+pattern="$(pwd)/($(IFS='|'; echo "${folders[*]}"))/"
+run-clang-tidy -quiet -p build/release -j "$(nproc)" "$pattern"
