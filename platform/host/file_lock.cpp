@@ -77,7 +77,7 @@ FileLock FileLock::Take(const std::string& path, int milliseconds) {
   result.error_ = Lock(descriptor.get(), milliseconds);
   if (result.error_ == 0) {
     result.held_ =
-        std::make_shared<Held>(std::move(descriptor), attributes.st_dev, attributes.st_ino);
+        std::make_shared<Held>(Held{std::move(descriptor), attributes.st_dev, attributes.st_ino});
     own.push_back(result.held_);
   }
   return result;

@@ -266,7 +266,7 @@ FolderFlushDelay::~FolderFlushDelay() {
 }
 
 int ReadWholeFile(const std::string& path, std::string* content, FileIdentity* identity) {
-  constexpr int kTries = 5;
+  constexpr int kReadings = 5;
   const Descriptor file(open(path.c_str(), O_RDONLY | kOpenFlags));
   if (!file) return errno;
   for (int tries = 1;; ++tries) {
@@ -281,7 +281,7 @@ int ReadWholeFile(const std::string& path, std::string* content, FileIdentity* i
     if (fstat(file.get(), &after) != 0) return errno;
     *identity = IdentityOf(before);
     // A file that is being written in place is read again until it holds still.
-    if (*identity == IdentityOf(after) || tries == kTries) return 0;
+    if (*identity == IdentityOf(after) || tries == kReadings) return 0;
   }
 }
 
