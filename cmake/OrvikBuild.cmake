@@ -4,6 +4,10 @@ set(CMAKE_CXX_STANDARD 20)
 set(CMAKE_CXX_STANDARD_REQUIRED ON)
 set(CMAKE_CXX_EXTENSIONS OFF)
 set(CMAKE_POSITION_INDEPENDENT_CODE ON)
+# A shared library exports what the public headers declare (CONTRIBUTING.md) and nothing else.
+set(CMAKE_CXX_VISIBILITY_PRESET hidden)
+set(CMAKE_VISIBILITY_INLINES_HIDDEN ON)
+include(GNUInstallDirs)
 set(CMAKE_RUNTIME_OUTPUT_DIRECTORY "${CMAKE_BINARY_DIR}/bin")
 set(CMAKE_ARCHIVE_OUTPUT_DIRECTORY "${CMAKE_BINARY_DIR}/lib")
 set(CMAKE_LIBRARY_OUTPUT_DIRECTORY "${CMAKE_BINARY_DIR}/lib")
@@ -28,26 +32,50 @@ if(ORVIK_BUILD_FUZZERS)
 endif()
 add_compile_definitions(_FILE_OFFSET_BITS=64)
 
-# orvik_library(NAME LINKS ...): every source of the current folder becomes the library
-# orvik_NAME (orvik::NAME). LINKS are the layers it may use (public); PRIVATE_LINKS stay inside.
+# orvik_library(NAME LINKS ...): every source of the current folder, compiled once, becomes the
+# static library orvik_NAME (orvik::NAME, what the programs of this tree link) and the shared one
+# orvik_NAME_shared. LINKS are the layers it may use (public); PRIVATE_LINKS stay inside.
 function(orvik_library name)
   cmake_parse_arguments(arg "" "" "LINKS;PRIVATE_LINKS" ${ARGN})
   file(GLOB_RECURSE sources CONFIGURE_DEPENDS *.cpp)
-  add_library(orvik_${name} STATIC ${sources})
+  add_library(orvik_${name}_objects OBJECT ${sources})
+  target_link_libraries(orvik_${name}_objects PUBLIC ${arg_LINKS} PRIVATE ${arg_PRIVATE_LINKS})
+
+  add_library(orvik_${name} STATIC)
   add_library(orvik::${name} ALIAS orvik_${name})
-  set_target_properties(orvik_${name} PROPERTIES EXPORT_NAME ${name})
-  target_include_directories(orvik_${name} PUBLIC
-    $<BUILD_INTERFACE:${PROJECT_SOURCE_DIR}>
-    $<INSTALL_INTERFACE:include>
-    $<INSTALL_INTERFACE:include/orvik>)
-  target_link_libraries(orvik_${name} PUBLIC ${arg_LINKS} PRIVATE ${arg_PRIVATE_LINKS})
+  set_target_properties(orvik_${name} PROPERTIES EXPORT_NAME ${name}_static)
+  target_link_libraries(orvik_${name} PUBLIC ${arg_LINKS})
+
+  add_library(orvik_${name}_shared SHARED)
+  set_target_properties(orvik_${name}_shared PROPERTIES
+    EXPORT_NAME ${name}_shared OUTPUT_NAME orvik_${name}
+    VERSION ${PROJECT_VERSION} SOVERSION ${PROJECT_VERSION_MAJOR}
+    LINK_DEPENDS ${PROJECT_SOURCE_DIR}/cmake/exported.map)
+  target_link_options(orvik_${name}_shared PRIVATE
+    LINKER:--version-script=${PROJECT_SOURCE_DIR}/cmake/exported.map)
+  if(NOT ORVIK_SANITIZE)
+    target_link_options(orvik_${name}_shared PRIVATE LINKER:--no-undefined)
+  endif()
+  list(TRANSFORM arg_LINKS REPLACE "^orvik::(.*)$" "orvik_\\1_shared" OUTPUT_VARIABLE shared_links)
+  target_link_libraries(orvik_${name}_shared PUBLIC ${shared_links})
+
+  foreach(library orvik_${name} orvik_${name}_shared)
+    target_sources(${library} PRIVATE $<TARGET_OBJECTS:orvik_${name}_objects>)
+    target_link_libraries(${library} PRIVATE ${arg_PRIVATE_LINKS})
+    target_include_directories(${library} PUBLIC
+      $<BUILD_INTERFACE:${PROJECT_SOURCE_DIR}>
+      $<INSTALL_INTERFACE:${CMAKE_INSTALL_INCLUDEDIR}>
+      $<INSTALL_INTERFACE:${CMAKE_INSTALL_INCLUDEDIR}/orvik>)
+    target_compile_features(${library} INTERFACE cxx_std_20)
+  endforeach()
+  target_include_directories(orvik_${name}_objects PUBLIC ${PROJECT_SOURCE_DIR})
 endfunction()
 
 # orvik_test(NAME LINKS ...): every *_test.cpp of the current folder becomes one test program,
 # each of its cases a CTest test of its own.
 function(orvik_test name)
   cmake_parse_arguments(arg "" "" "LINKS" ${ARGN})
-  file(GLOB_RECURSE sources CONFIGURE_DEPENDS *.cpp)
+  file(GLOB sources CONFIGURE_DEPENDS *.cpp)
   if(NOT sources)
     return()
   endif()

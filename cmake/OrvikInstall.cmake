@@ -1,22 +1,19 @@
-# cmake --install: libraries, headers below include/orvik (the tree's folders kept), the package
-# configuration (find_package(orvik)) and orvik.pc.
-include(GNUInstallDirs)
+# cmake --install: libraries, public headers below include/orvik (the tree's folders kept), the
+# package configuration (find_package(orvik)) and orvik.pc.
 include(CMakePackageConfigHelpers)
 
 set(layers platform strings files streams prefs xml)
 
-add_library(orvik_orvik INTERFACE)
-add_library(orvik::orvik ALIAS orvik_orvik)
-set_target_properties(orvik_orvik PROPERTIES EXPORT_NAME orvik)
-
 foreach(layer ${layers})
-  target_link_libraries(orvik_orvik INTERFACE orvik_${layer})
-  install(TARGETS orvik_${layer} EXPORT orvik_targets
+  install(TARGETS orvik_${layer} EXPORT orvik_static_targets
     ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT development)
-  install(DIRECTORY ${layer} DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/orvik COMPONENT development
-    FILES_MATCHING PATTERN "*.h")
+  install(TARGETS orvik_${layer}_shared EXPORT orvik_shared_targets
+    LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT library
+    NAMELINK_COMPONENT development)
 endforeach()
-install(TARGETS orvik_orvik EXPORT orvik_targets COMPONENT development)
+configure_file(cmake/install_headers.cmake.in ${CMAKE_CURRENT_BINARY_DIR}/install_headers.cmake
+  @ONLY)
+install(SCRIPT ${CMAKE_CURRENT_BINARY_DIR}/install_headers.cmake COMPONENT development)
 install(TARGETS postflight RUNTIME DESTINATION ${CMAKE_INSTALL_SBINDIR} COMPONENT tool)
 install(FILES docs/postflight.8 DESTINATION ${CMAKE_INSTALL_MANDIR}/man8 COMPONENT tool)
 install(TARGETS orvikprefs RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT command-line)
@@ -32,8 +29,10 @@ install(FILES tools/orvikprefs/completion/_orvikprefs
   DESTINATION ${CMAKE_INSTALL_DATADIR}/zsh/${zsh_folder} COMPONENT command-line)
 
 set(package_dir ${CMAKE_INSTALL_LIBDIR}/cmake/orvik)
-install(EXPORT orvik_targets NAMESPACE orvik:: DESTINATION ${package_dir}
-  COMPONENT development)
+foreach(kind static shared)
+  install(EXPORT orvik_${kind}_targets NAMESPACE orvik:: DESTINATION ${package_dir}
+    COMPONENT development)
+endforeach()
 configure_package_config_file(cmake/orvik-config.cmake.in
   ${CMAKE_CURRENT_BINARY_DIR}/orvik-config.cmake INSTALL_DESTINATION ${package_dir})
 write_basic_package_version_file(${CMAKE_CURRENT_BINARY_DIR}/orvik-config-version.cmake
@@ -42,6 +41,7 @@ install(FILES ${CMAKE_CURRENT_BINARY_DIR}/orvik-config.cmake
   ${CMAKE_CURRENT_BINARY_DIR}/orvik-config-version.cmake DESTINATION ${package_dir}
   COMPONENT development)
 
+file(RELATIVE_PATH prefix_from_pc "${CMAKE_INSTALL_FULL_LIBDIR}/pkgconfig" "${CMAKE_INSTALL_PREFIX}")
 configure_file(cmake/orvik.pc.in ${CMAKE_CURRENT_BINARY_DIR}/orvik.pc @ONLY)
 install(FILES ${CMAKE_CURRENT_BINARY_DIR}/orvik.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig
   COMPONENT development)

@@ -8,7 +8,7 @@
 
 #include <cstdint>
 
-namespace orvik {
+namespace [[gnu::visibility("default")]] orvik {
 
 std::uint32_t CalculateCRC32(const unsigned char* bytes, long length);
 

@@ -6,7 +6,7 @@
 
 #include "strings/windows_types.h"
 
-namespace orvik {
+namespace [[gnu::visibility("default")]] orvik {
 
 using BSTR = char16_t*;
 

@@ -9,7 +9,7 @@
 #include "files/directory_path.h"
 #include "strings/windows_types.h"
 
-namespace orvik {
+namespace [[gnu::visibility("default")]] orvik {
 
 class CDirectoryManipulator {
  public:

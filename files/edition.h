@@ -3,7 +3,7 @@
 
 #include "files/directory_path.h"
 
-namespace orvik {
+namespace [[gnu::visibility("default")]] orvik {
 
 class CPagewellEditionHelper {
  public:

@@ -17,7 +17,7 @@
 #include "strings/atl_string_a.h"
 #include "strings/windows_types.h"
 
-namespace orvik {
+namespace [[gnu::visibility("default")]] orvik {
 
 class CFileManipulator {
  public:

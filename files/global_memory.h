@@ -9,7 +9,7 @@
 
 #include "strings/windows_types.h"
 
-namespace orvik {
+namespace [[gnu::visibility("default")]] orvik {
 
 inline constexpr unsigned int GMEM_FIXED = 0x0000;
 inline constexpr unsigned int GMEM_ZEROINIT = 0x0040;

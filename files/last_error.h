@@ -3,7 +3,7 @@
 
 #include "strings/windows_types.h"
 
-namespace orvik {
+namespace [[gnu::visibility("default")]] orvik {
 
 extern DWORD g_dwLastErrCode;
 

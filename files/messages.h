@@ -6,7 +6,7 @@
 
 #include "strings/windows_types.h"
 
-namespace orvik {
+namespace [[gnu::visibility("default")]] orvik {
 
 // Fields of the type of a message box.
 inline constexpr unsigned MB_OK = 0x0;

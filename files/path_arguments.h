@@ -6,7 +6,7 @@
 
 #include "strings/atl_string.h"
 
-namespace orvik {
+namespace [[gnu::visibility("default")]] orvik {
 
 // The path for the Windows-named calls: null, which they refuse, when it holds a NUL, behind which
 // they would not see the rest and so find another file.

@@ -13,7 +13,7 @@
 #include "strings/atl_string.h"
 #include "strings/windows_types.h"
 
-namespace orvik {
+namespace [[gnu::visibility("default")]] orvik {
 
 // Every "\" becomes "/", then one trailing "/" is removed.
 CAtlString FixFolderPathForPlatform(const CAtlString& path);

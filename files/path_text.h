@@ -13,7 +13,7 @@
 
 #include "strings/windows_types.h"
 
-namespace orvik {
+namespace [[gnu::visibility("default")]] orvik {
 
 // After the last "/" that is followed by another character; the path itself when there is none.
 const char16_t* PathFindFileName(const char16_t* path);

@@ -3,7 +3,7 @@
 
 #include <cstddef>
 
-namespace orvik {
+namespace [[gnu::visibility("default")]] orvik {
 
 void* CoTaskMemAlloc(std::size_t bytes);
 void* CoTaskMemRealloc(void* block, std::size_t bytes);

@@ -5,7 +5,7 @@
 #include "strings/atl_string.h"
 #include "strings/atl_string_a.h"
 
-namespace orvik {
+namespace [[gnu::visibility("default")]] orvik {
 
 template <class... Arguments>
 void ATLTRACE(const char*, const Arguments&...) {}

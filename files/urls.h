@@ -13,7 +13,7 @@
 #include "strings/atl_string.h"
 #include "strings/windows_types.h"
 
-namespace orvik {
+namespace [[gnu::visibility("default")]] orvik {
 
 enum tagURLPROTOCOLS : int {
   URL_HTTP = 0,

@@ -8,7 +8,7 @@
 
 #include <string_view>
 
-namespace orvik {
+namespace [[gnu::visibility("default")]] orvik {
 
 // "?" stands for any one unit, "*" for the units up to the first one that equals the pattern's next
 // (there is no second try behind it; before "?" it stands for none; at the end for all the rest).

@@ -3,7 +3,7 @@
 
 #include "files/windows_files.h"
 
-namespace orvik {
+namespace [[gnu::visibility("default")]] orvik {
 
 inline constexpr UInt16 kModeDirectoryBit = 0x4000;
 inline constexpr UInt16 kModeWriteBits = 0x92;  // owner, group, others

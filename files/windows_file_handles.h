@@ -10,7 +10,7 @@
 #include "platform/carbon/forks.h"
 #include "strings/windows_types.h"
 
-namespace orvik {
+namespace [[gnu::visibility("default")]] orvik {
 
 // What a handle points to.
 struct FileForkHandle {

@@ -8,7 +8,7 @@
 
 #include "platform/carbon/files.h"
 
-namespace orvik {
+namespace [[gnu::visibility("default")]] orvik {
 
 // The object at `path`. With `create`, a missing last component is made in its existing parent
 // folder: a folder with `is_directory`, else an empty file; whatever exists already is left as it

@@ -9,7 +9,7 @@
 #include "platform/carbon/files.h"
 #include "strings/windows_types.h"
 
-namespace orvik {
+namespace [[gnu::visibility("default")]] orvik {
 
 // File attributes.
 inline constexpr DWORD FILE_ATTRIBUTE_READONLY = 0x01;

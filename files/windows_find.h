@@ -5,7 +5,7 @@
 #include "platform/carbon/files.h"
 #include "strings/windows_types.h"
 
-namespace orvik {
+namespace [[gnu::visibility("default")]] orvik {
 
 struct FILETIME {
   DWORD dwLowDateTime = 0;

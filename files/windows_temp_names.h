@@ -8,7 +8,7 @@
 #include "platform/core_foundation/string.h"
 #include "strings/windows_types.h"
 
-namespace orvik {
+namespace [[gnu::visibility("default")]] orvik {
 
 // Finds the first number from `unique` on for which folder + "/" + at most 3 units of prefix + the
 // decimal number names nothing, writes that path into `buffer` (MAX_PATH units) and returns the

@@ -3,7 +3,7 @@
 
 #include "strings/windows_types.h"
 
-namespace orvik {
+namespace [[gnu::visibility("default")]] orvik {
 
 // Milliseconds: ticks of 1/60 s * 1000 / 60, the multiplication in 32 bits.
 DWORD GetTickCount();

@@ -3,7 +3,7 @@
 #   component      package           holds
 #   tool           orvik-postflight  the installer's tool and its manual page
 #   command-line   orvikprefs        the administrator's command line, manual page, completions
-#   library        liborvik1         the shared library
+#   library        liborvik1         the shared libraries
 #   development    liborvik-dev      headers, static libraries, CMake and pkg-config files
 
 set(packages
@@ -45,7 +45,7 @@ registry-like preference store, and tells who holds its lock.")
 set(CPACK_DEBIAN_LIBRARY_PACKAGE_SECTION libs)
 set(CPACK_DEBIAN_LIBRARY_DESCRIPTION "ORVIK support library
 Windows-style strings, files, streams, XML and a registry-like preference
-store. This package holds the shared library.")
+store. This package holds the shared libraries.")
 set(CPACK_DEBIAN_LIBRARY_PACKAGE_CONTROL_EXTRA ${CMAKE_CURRENT_LIST_DIR}/triggers)
 
 set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_SECTION libdevel)

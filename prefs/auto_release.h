@@ -6,7 +6,7 @@
 
 #include "platform/core_foundation/base.h"
 
-namespace orvik {
+namespace [[gnu::visibility("default")]] orvik {
 
 // Owns one reference to a platform object (a number, string, data, URL, dictionary or any other
 // value) and releases it at the end of the scope. Moves; does not copy.

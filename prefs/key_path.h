@@ -15,7 +15,7 @@
 
 #include "strings/atl_string.h"
 
-namespace orvik {
+namespace [[gnu::visibility("default")]] orvik {
 
 // The number of components.
 int GetDirCountFromPath(CAtlString path);

@@ -15,7 +15,7 @@
 #include "strings/atl_string.h"
 #include "strings/windows_types.h"
 
-namespace orvik {
+namespace [[gnu::visibility("default")]] orvik {
 
 inline constexpr DWORD kPreferenceSuccess = 0;
 inline constexpr DWORD kPreferenceNotFound = 2;

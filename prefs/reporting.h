@@ -14,7 +14,7 @@
 #include "strings/atl_array.h"
 #include "strings/atl_string.h"
 
-namespace orvik {
+namespace [[gnu::visibility("default")]] orvik {
 
 template <class Ref>
 struct PrefResult {

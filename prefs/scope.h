@@ -11,7 +11,7 @@
 
 #include "strings/atl_string.h"
 
-namespace orvik {
+namespace [[gnu::visibility("default")]] orvik {
 
 inline constexpr int kSharedScope = 0;
 inline constexpr int kUserScope = 1;

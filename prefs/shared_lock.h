@@ -18,7 +18,7 @@
 
 #include "strings/atl_string.h"
 
-namespace orvik {
+namespace [[gnu::visibility("default")]] orvik {
 
 // Whether a live process holds the lock of the domain.
 bool IsGlobalSharedPListLocked(const CAtlString& domain);

@@ -19,7 +19,7 @@
 #include "prefs/pref_status.h"
 #include "strings/atl_string.h"
 
-namespace orvik {
+namespace [[gnu::visibility("default")]] orvik {
 
 // What a deletion answers when there is nothing to delete.
 enum class IfMissing { kSucceed, kFail };

@@ -6,7 +6,7 @@
 
 #include "streams/stream_interfaces.h"
 
-namespace orvik {
+namespace [[gnu::visibility("default")]] orvik {
 
 template <typename Interface>
 class CComPtr {

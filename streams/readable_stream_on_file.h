@@ -15,7 +15,7 @@
 #include "files/file_path.h"
 #include "streams/reference_counted.h"
 
-namespace orvik {
+namespace [[gnu::visibility("default")]] orvik {
 
 class CReadableStreamOnFile final : public StreamBase<IStream> {
  public:

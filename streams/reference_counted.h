@@ -6,7 +6,7 @@
 
 #include "streams/stream_interfaces.h"
 
-namespace orvik {
+namespace [[gnu::visibility("default")]] orvik {
 
 // Starts with one reference; the last Release deletes the object.
 template <typename Interface>

@@ -5,7 +5,7 @@
 #include "streams/com_ptr.h"
 #include "streams/stream_interfaces.h"
 
-namespace orvik {
+namespace [[gnu::visibility("default")]] orvik {
 
 class CStreamFactory {
  public:

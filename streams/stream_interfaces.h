@@ -14,7 +14,7 @@
 #include "strings/unknown.h"
 #include "strings/windows_types.h"
 
-namespace orvik {
+namespace [[gnu::visibility("default")]] orvik {
 
 struct _LARGE_INTEGER {
   std::int64_t QuadPart = 0;

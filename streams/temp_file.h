@@ -4,7 +4,7 @@
 #include "files/file_path.h"
 #include "strings/atl_string.h"
 
-namespace orvik {
+namespace [[gnu::visibility("default")]] orvik {
 
 // Creates an empty file at `path`, a name from COrvikFilePath::CreateTempFileName. When something
 // has taken the name meanwhile, `path` becomes another one; nobody else's file is ever opened.

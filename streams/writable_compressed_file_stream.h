@@ -14,7 +14,7 @@
 #include "streams/com_ptr.h"
 #include "streams/reference_counted.h"
 
-namespace orvik {
+namespace [[gnu::visibility("default")]] orvik {
 
 class CWritableCompressedFileStream final : public StreamBase<IStream> {
  public:

@@ -10,7 +10,7 @@
 #include "files/file_path.h"
 #include "streams/reference_counted.h"
 
-namespace orvik {
+namespace [[gnu::visibility("default")]] orvik {
 
 class CWritableFileStream final : public StreamBase<IStream> {
  public:

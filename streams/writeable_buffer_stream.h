@@ -11,7 +11,7 @@
 
 #include "streams/reference_counted.h"
 
-namespace orvik {
+namespace [[gnu::visibility("default")]] orvik {
 
 class CWriteableBufferStream final : public StreamBase<IStreamOnBuffer> {
  public:

@@ -19,7 +19,7 @@
 #include <stdexcept>
 #include <utility>
 
-namespace orvik {
+namespace [[gnu::visibility("default")]] orvik {
 
 // How CAtlArray moves elements of type E.
 template <typename E>

@@ -1,7 +1,7 @@
 // The ATL text conversions. 8-bit text is ASCII here.
 #pragma once
 
-namespace orvik {
+namespace [[gnu::visibility("default")]] orvik {
 
 // The UTF-16 form of the text's first n bytes and a terminator, n + 1 units at most. Empty when a
 // byte is not ASCII and for a null source. Returns the target.

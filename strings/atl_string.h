@@ -22,7 +22,7 @@
 #include "platform/core_foundation/base.h"
 #include "strings/string_buffer.h"
 
-namespace orvik {
+namespace [[gnu::visibility("default")]] orvik {
 
 class NSString;
 using CFStringRef = const NSString*;

@@ -26,7 +26,7 @@
 #include "strings/atl_string.h"
 #include "strings/string_buffer.h"
 
-namespace orvik {
+namespace [[gnu::visibility("default")]] orvik {
 
 struct CAtlStringAData {
   std::int32_t ref_count;

@@ -7,7 +7,7 @@
 
 #include "strings/windows_types.h"
 
-namespace orvik {
+namespace [[gnu::visibility("default")]] orvik {
 
 inline constexpr unsigned int CP_ACP = 0;
 inline constexpr unsigned int CP_UTF8 = 65001;

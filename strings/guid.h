@@ -5,7 +5,7 @@
 
 #include "strings/windows_types.h"
 
-namespace orvik {
+namespace [[gnu::visibility("default")]] orvik {
 
 struct _GUID {
   std::uint32_t Data1;

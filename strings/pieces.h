@@ -6,7 +6,7 @@
 
 #include "platform/core_foundation/string.h"
 
-namespace orvik {
+namespace [[gnu::visibility("default")]] orvik {
 
 // How many units of the text make its first piece: at most `limit`, which is at least 2, without
 // cutting a surrogate pair.

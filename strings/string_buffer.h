@@ -23,7 +23,7 @@
 #include <cstdint>
 #include <string_view>
 
-namespace orvik {
+namespace [[gnu::visibility("default")]] orvik {
 
 // `Units` says what the units are: Unit, Header, Empty() (data of the static empty block),
 // IsSpace(unit), Searched(content), kFindsEmptyText and kSpareAfterReplace. The definitions that

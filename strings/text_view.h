@@ -3,7 +3,7 @@
 
 #include <string_view>
 
-namespace orvik {
+namespace [[gnu::visibility("default")]] orvik {
 
 // Empty for null.
 template <typename Unit>

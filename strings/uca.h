@@ -6,7 +6,7 @@
 
 #include "platform/core_foundation/transcoding.h"  // WidenLatin1, NarrowLatin1
 
-namespace orvik {
+namespace [[gnu::visibility("default")]] orvik {
 
 // Units before the terminator.
 int ucalen(const char16_t* text);

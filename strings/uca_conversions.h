@@ -7,7 +7,7 @@
 
 #include "strings/unicode_conversions.h"
 
-namespace orvik {
+namespace [[gnu::visibility("default")]] orvik {
 
 char16_t* makeUCAFromCA(const char* text);
 // Null for an empty array. Units above 255 become "?".

@@ -8,7 +8,7 @@
 #include <cstdarg>
 #include <cstdio>
 
-namespace orvik {
+namespace [[gnu::visibility("default")]] orvik {
 
 // The buffer must be large enough. The result's length.
 int vsucaprintf(char16_t* buffer, const char16_t* format, std::va_list arguments);

@@ -17,7 +17,7 @@
 
 #include <cstdint>
 
-namespace orvik {
+namespace [[gnu::visibility("default")]] orvik {
 
 using UTF32 = std::uint32_t;
 using UTF16 = char16_t;

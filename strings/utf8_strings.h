@@ -7,7 +7,7 @@
 #include "strings/atl_string.h"
 #include "strings/atl_string_a.h"
 
-namespace orvik {
+namespace [[gnu::visibility("default")]] orvik {
 
 // Text in code page 0 to UTF-16.
 CAtlString MakeWideStringFromASCIIString(const CAtlStringA& text);

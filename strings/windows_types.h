@@ -3,7 +3,7 @@
 
 #include <cstdint>
 
-namespace orvik {
+namespace [[gnu::visibility("default")]] orvik {
 
 using BOOL = int;  // TRUE or FALSE
 inline constexpr BOOL TRUE = 1;

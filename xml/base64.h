@@ -14,7 +14,7 @@
 #include "strings/atl_string_a.h"
 #include "strings/windows_types.h"
 
-namespace orvik {
+namespace [[gnu::visibility("default")]] orvik {
 
 // Writes the encoding without a terminator. 0, and nothing written, when it is longer than
 // `output_room`. The encoded length goes through `output_length` (may be null) in both cases,

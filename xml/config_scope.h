@@ -8,7 +8,7 @@
 class TiXmlDocument;
 class TiXmlElement;
 
-namespace orvik {
+namespace [[gnu::visibility("default")]] orvik {
 
 // Scope 0. The paths are owned; null as long as they are not set.
 extern COrvikFilePath* g_pathGlobalXMLConfig;

@@ -25,7 +25,7 @@
 
 class TiXmlElement;
 
-namespace orvik {
+namespace [[gnu::visibility("default")]] orvik {
 
 // ---- The file (config_document.cpp) ----
 

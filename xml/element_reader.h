@@ -17,7 +17,7 @@
 class TiXmlAttribute;
 class TiXmlElement;
 
-namespace orvik {
+namespace [[gnu::visibility("default")]] orvik {
 
 class CXMLElementReader {
  public:

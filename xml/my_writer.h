@@ -10,7 +10,7 @@
 #include "streams/reference_counted.h"
 #include "xml/xml_writer.h"
 
-namespace orvik {
+namespace [[gnu::visibility("default")]] orvik {
 
 class CMyWriter : public ReferenceCounted<IORVIKXMLWriter> {
  public:

@@ -18,7 +18,7 @@
 class TiXmlDocument;
 class TiXmlElement;
 
-namespace orvik {
+namespace [[gnu::visibility("default")]] orvik {
 
 inline constexpr char TRUE_STRING[] = "true";
 inline constexpr char FALSE_STRING[] = "false";

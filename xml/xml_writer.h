@@ -21,7 +21,7 @@
 
 class TiXmlElement;
 
-namespace orvik {
+namespace [[gnu::visibility("default")]] orvik {
 
 class IORVIKXMLWriter : public IUnknown {
  public:

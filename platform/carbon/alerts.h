@@ -5,7 +5,7 @@
 
 #include "platform/core_foundation/base.h"
 
-namespace orvik {
+namespace [[gnu::visibility("default")]] orvik {
 
 using AlertType = SInt16;
 inline constexpr AlertType kAlertStopAlert = 0;

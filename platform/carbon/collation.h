@@ -6,7 +6,7 @@
 
 #include "platform/core_foundation/base.h"
 
-namespace orvik {
+namespace [[gnu::visibility("default")]] orvik {
 
 using UCCollateOptions = UInt32;
 inline constexpr UCCollateOptions kUCCollateComposeInsensitiveMask = 0x0002;

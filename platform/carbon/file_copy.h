@@ -5,7 +5,7 @@
 #include "platform/carbon/files.h"
 #include "platform/host/descriptor.h"
 
-namespace orvik {
+namespace [[gnu::visibility("default")]] orvik {
 
 inline constexpr unsigned long kForkCopyBufferSize = 0x40000;  // bytes
 

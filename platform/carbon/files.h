@@ -20,7 +20,7 @@
 #include "platform/carbon/fsref.h"
 #include "platform/core_foundation/base.h"
 
-namespace orvik {
+namespace [[gnu::visibility("default")]] orvik {
 
 // A mounted volume: a negative number that stands for the mount while the process runs.
 using FSVolumeRefNum = SInt16;

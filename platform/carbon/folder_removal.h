@@ -3,7 +3,7 @@
 
 #include "platform/carbon/files.h"
 
-namespace orvik {
+namespace [[gnu::visibility("default")]] orvik {
 
 // Deletes everything in the folder as host/tree_removal.h tells, with the locks on what is deleted
 // and on the folders it is deleted from, and from folders of this user that are read-only; the

@@ -20,7 +20,7 @@
 #include "platform/carbon/files.h"
 #include "platform/core_foundation/base.h"
 
-namespace orvik {
+namespace [[gnu::visibility("default")]] orvik {
 
 inline constexpr FSVolumeRefNum kOnSystemDisk = -32768;
 inline constexpr FSVolumeRefNum kOnAppropriateDisk = -32767;

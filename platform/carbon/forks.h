@@ -10,7 +10,7 @@
 
 #include "platform/carbon/files.h"
 
-namespace orvik {
+namespace [[gnu::visibility("default")]] orvik {
 
 using FSIORefNum = SInt16;
 

@@ -21,7 +21,7 @@
 
 #include "platform/core_foundation/base.h"
 
-namespace orvik {
+namespace [[gnu::visibility("default")]] orvik {
 
 using OptionBits = UInt32;
 

@@ -3,7 +3,7 @@
 
 #include "platform/core_foundation/base.h"
 
-namespace orvik {
+namespace [[gnu::visibility("default")]] orvik {
 
 inline constexpr OSType gestaltSystemVersion = FourCC("sysv");
 inline constexpr OSErr gestaltUndefSelectorErr = -5551;

@@ -7,7 +7,7 @@
 
 #include "platform/carbon/files.h"
 
-namespace orvik {
+namespace [[gnu::visibility("default")]] orvik {
 
 class FSDirectoryIterator;
 using FSIterator = FSDirectoryIterator*;

@@ -6,7 +6,7 @@
 #include "platform/carbon/fsref.h"
 #include "platform/core_foundation/base.h"
 
-namespace orvik {
+namespace [[gnu::visibility("default")]] orvik {
 
 using LSRequestedInfo = OptionBits;
 using LSItemInfoFlags = OptionBits;

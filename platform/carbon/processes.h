@@ -9,7 +9,7 @@
 
 #include "platform/core_foundation/base.h"
 
-namespace orvik {
+namespace [[gnu::visibility("default")]] orvik {
 
 struct ProcessSerialNumber {
   UInt32 highLongOfPSN = 0;  // of the start time

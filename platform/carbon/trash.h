@@ -13,7 +13,7 @@
 
 #include "platform/carbon/files.h"
 
-namespace orvik {
+namespace [[gnu::visibility("default")]] orvik {
 
 // A longer name, in bytes, leaves no room for that of its info file.
 inline constexpr std::size_t kLongestTrashName = 255 - std::string_view(".trashinfo").size();

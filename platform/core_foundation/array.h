@@ -5,7 +5,7 @@
 #include "platform/core_foundation/base.h"
 #include "platform/foundation/array.h"
 
-namespace orvik {
+namespace [[gnu::visibility("default")]] orvik {
 
 using CFArrayRef = const NSArray*;
 using CFMutableArrayRef = NSArray*;

@@ -3,7 +3,7 @@
 
 #include <cstdint>
 
-namespace orvik {
+namespace [[gnu::visibility("default")]] orvik {
 
 using UInt8 = std::uint8_t;
 using SInt8 = std::int8_t;

@@ -3,7 +3,7 @@
 
 #include "platform/core_foundation/base.h"
 
-namespace orvik {
+namespace [[gnu::visibility("default")]] orvik {
 
 class NSBundle;
 using CFBundleRef = const NSBundle*;

@@ -7,7 +7,7 @@
 
 #include "platform/foundation/object.h"
 
-namespace orvik {
+namespace [[gnu::visibility("default")]] orvik {
 
 class NSCharacterSet final : public NSObject {
  public:

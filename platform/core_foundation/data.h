@@ -5,7 +5,7 @@
 #include "platform/core_foundation/base.h"
 #include "platform/foundation/data.h"
 
-namespace orvik {
+namespace [[gnu::visibility("default")]] orvik {
 
 using CFDataRef = const NSData*;
 using CFMutableDataRef = NSData*;

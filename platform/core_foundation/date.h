@@ -4,7 +4,7 @@
 #include "platform/core_foundation/base.h"
 #include "platform/foundation/date.h"
 
-namespace orvik {
+namespace [[gnu::visibility("default")]] orvik {
 
 using CFDateRef = const NSDate*;
 

@@ -6,7 +6,7 @@
 #include "platform/core_foundation/locale.h"
 #include "platform/core_foundation/string.h"
 
-namespace orvik {
+namespace [[gnu::visibility("default")]] orvik {
 
 using CFDateFormatterStyle = CFIndex;
 inline constexpr CFDateFormatterStyle kCFDateFormatterNoStyle = 0;

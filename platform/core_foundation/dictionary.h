@@ -5,7 +5,7 @@
 #include "platform/core_foundation/base.h"
 #include "platform/foundation/dictionary.h"
 
-namespace orvik {
+namespace [[gnu::visibility("default")]] orvik {
 
 using CFDictionaryRef = const NSDictionary*;
 using CFMutableDictionaryRef = NSDictionary*;

@@ -7,7 +7,7 @@
 
 #include "platform/core_foundation/base.h"
 
-namespace orvik {
+namespace [[gnu::visibility("default")]] orvik {
 
 using CFStringEncoding = UInt32;
 

@@ -5,7 +5,7 @@
 
 #include "platform/foundation/object.h"
 
-namespace orvik {
+namespace [[gnu::visibility("default")]] orvik {
 
 class NSLocale final : public NSObject {
  public:

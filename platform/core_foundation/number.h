@@ -4,7 +4,7 @@
 #include "platform/core_foundation/base.h"
 #include "platform/foundation/number.h"
 
-namespace orvik {
+namespace [[gnu::visibility("default")]] orvik {
 
 using CFNumberRef = const NSNumber*;
 using CFBooleanRef = const NSNumber*;

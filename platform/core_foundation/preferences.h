@@ -32,7 +32,7 @@
 #include "platform/core_foundation/dictionary.h"
 #include "platform/core_foundation/property_list.h"
 
-namespace orvik {
+namespace [[gnu::visibility("default")]] orvik {
 
 inline constexpr CFIndex kPreferencesMaximumDomainBytes = 1023;
 

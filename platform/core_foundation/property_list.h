@@ -38,7 +38,7 @@
 #include "platform/core_foundation/data.h"
 #include "platform/core_foundation/string.h"
 
-namespace orvik {
+namespace [[gnu::visibility("default")]] orvik {
 
 using CFPropertyListRef = CFTypeRef;
 

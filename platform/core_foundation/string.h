@@ -13,7 +13,7 @@
 #include "platform/core_foundation/locale.h"
 #include "platform/foundation/string.h"
 
-namespace orvik {
+namespace [[gnu::visibility("default")]] orvik {
 
 using CFStringRef = const NSString*;
 using CFMutableStringRef = NSString*;

@@ -9,7 +9,7 @@
 
 #include "platform/core_foundation/string.h"
 
-namespace orvik {
+namespace [[gnu::visibility("default")]] orvik {
 
 // By the rules of a locale ("tr_TR", "" for the root).
 std::u16string ToUpper(std::u16string_view text, const char* locale);

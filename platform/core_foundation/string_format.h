@@ -23,7 +23,7 @@
 
 #include "platform/core_foundation/base.h"
 
-namespace orvik {
+namespace [[gnu::visibility("default")]] orvik {
 
 inline constexpr size_t kMaximumFormattedLength = 0x3FFFFFF;
 

@@ -8,7 +8,7 @@
 #include <cstddef>
 #include <string_view>
 
-namespace orvik {
+namespace [[gnu::visibility("default")]] orvik {
 
 enum class TranscodingStop {
   kDone,        // the source is used up

@@ -14,7 +14,7 @@
 #include "platform/core_foundation/data.h"
 #include "platform/core_foundation/dictionary.h"
 
-namespace orvik {
+namespace [[gnu::visibility("default")]] orvik {
 
 struct FSRef;
 

@@ -5,7 +5,7 @@
 #include "platform/core_foundation/string.h"
 #include "platform/core_foundation/url.h"
 
-namespace orvik {
+namespace [[gnu::visibility("default")]] orvik {
 
 using CFTimeInterval = double;
 

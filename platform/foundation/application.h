@@ -3,7 +3,7 @@
 
 #include "platform/foundation/object.h"
 
-namespace orvik {
+namespace [[gnu::visibility("default")]] orvik {
 
 class NSApplication final : public NSObject {
  public:

@@ -5,7 +5,7 @@
 
 #include "platform/foundation/object.h"
 
-namespace orvik {
+namespace [[gnu::visibility("default")]] orvik {
 
 // Hands out the elements it was made over, one after the other. Autoreleased with what it holds.
 class NSEnumerator final : public NSObject {

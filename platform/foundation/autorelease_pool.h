@@ -5,7 +5,7 @@
 
 #include "platform/foundation/object.h"
 
-namespace orvik {
+namespace [[gnu::visibility("default")]] orvik {
 
 // Pools of one thread nest: an autoreleased object goes to the newest one. Without a pool an object
 // is never released, as on the platform.

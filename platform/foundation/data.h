@@ -6,7 +6,7 @@
 
 #include "platform/foundation/object.h"
 
-namespace orvik {
+namespace [[gnu::visibility("default")]] orvik {
 
 // Bytes that may be changed when the object was made mutable. Files: paths are taken as
 // NSFileManager takes them.

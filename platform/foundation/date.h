@@ -3,7 +3,7 @@
 
 #include "platform/foundation/object.h"
 
-namespace orvik {
+namespace [[gnu::visibility("default")]] orvik {
 
 using CFTimeInterval = double;
 using CFAbsoluteTime = CFTimeInterval;  // seconds since 2001-01-01 00:00:00 UTC

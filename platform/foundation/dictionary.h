@@ -9,7 +9,7 @@
 #include "platform/foundation/array.h"
 #include "platform/foundation/object.h"
 
-namespace orvik {
+namespace [[gnu::visibility("default")]] orvik {
 
 // Looks values up by their keys' hash and walks them in the order in which the keys were first put
 // in. Retains its values; keys are kept as immutable copies. Null is no key and no value. Changes

@@ -8,7 +8,7 @@
 #include "platform/foundation/object.h"
 #include "platform/foundation/string.h"
 
-namespace orvik {
+namespace [[gnu::visibility("default")]] orvik {
 
 // Why a method failed.
 class NSError final : public NSObject {

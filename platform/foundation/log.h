@@ -3,7 +3,7 @@
 
 #include "platform/foundation/string.h"
 
-namespace orvik {
+namespace [[gnu::visibility("default")]] orvik {
 
 // Formats as CFStringCreateWithFormat does ("%@" takes an object) and sends the text, in UTF-8, to
 // the system log at priority warning.

@@ -5,7 +5,7 @@
 
 #include "platform/foundation/object.h"
 
-namespace orvik {
+namespace [[gnu::visibility("default")]] orvik {
 
 // An integer of 64 bits (signed, or unsigned beyond the signed range), a real, or one of the two
 // booleans. Never changes once made. Numbers are equal by value whatever their widths; a boolean

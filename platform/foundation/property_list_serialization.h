@@ -7,7 +7,7 @@
 #include "platform/core_foundation/property_list.h"
 #include "platform/foundation/object.h"
 
-namespace orvik {
+namespace [[gnu::visibility("default")]] orvik {
 
 using NSPropertyListMutabilityOptions = unsigned long;
 inline constexpr NSPropertyListMutabilityOptions NSPropertyListImmutable = kCFPropertyListImmutable;

@@ -15,7 +15,7 @@
 
 #include "platform/foundation/object.h"
 
-namespace orvik {
+namespace [[gnu::visibility("default")]] orvik {
 
 inline constexpr CFIndex kMaximumStringLength = 0x3FFFFFFF;
 

@@ -17,7 +17,7 @@
 #include "platform/foundation/object.h"
 #include "platform/foundation/string.h"
 
-namespace orvik {
+namespace [[gnu::visibility("default")]] orvik {
 
 class NSUserDefaults final : public NSObject {
  public:

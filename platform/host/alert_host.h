@@ -10,7 +10,8 @@
 #include <string>
 #include <vector>
 
-namespace orvik::host {
+namespace [[gnu::visibility("default")]] orvik {
+namespace host {
 
 enum class AlertLevel { kStop, kNote, kCaution, kPlain };
 
@@ -43,4 +44,5 @@ class ScopedAlertAnswer {
   AlertAnswer previous_;
 };
 
-}  // namespace orvik::host
+}  // namespace host
+}  // namespace orvik

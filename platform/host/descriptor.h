@@ -5,7 +5,8 @@
 
 #include <utility>
 
-namespace orvik::host {
+namespace [[gnu::visibility("default")]] orvik {
+namespace host {
 
 class Descriptor {
  public:
@@ -34,4 +35,5 @@ class Descriptor {
   int number_ = -1;
 };
 
-}  // namespace orvik::host
+}  // namespace host
+}  // namespace orvik

@@ -25,7 +25,7 @@
 
 #include "platform/core_foundation/base.h"
 
-namespace orvik {
+namespace [[gnu::visibility("default")]] orvik {
 
 inline constexpr OSErr noErr = 0;
 inline constexpr OSErr unimpErr = -4;

@@ -6,7 +6,8 @@
 #include <cstdint>
 #include <string>
 
-namespace orvik::host {
+namespace [[gnu::visibility("default")]] orvik {
+namespace host {
 
 struct FileIdentity {
   bool exists = false;
@@ -24,4 +25,5 @@ FileIdentity IdentityOf(const struct stat& attributes);
 // Follows links. Not existing when the file cannot be examined.
 FileIdentity IdentityOf(const std::string& path);
 
-}  // namespace orvik::host
+}  // namespace host
+}  // namespace orvik

@@ -4,7 +4,8 @@
 #include <memory>
 #include <string>
 
-namespace orvik::host {
+namespace [[gnu::visibility("default")]] orvik {
+namespace host {
 
 // An exclusive lock on a file or a folder (flock). A folder is opened for reading alone, so that
 // users who share it can all lock it; a file is made when missing (mode 0666 less the umask). The
@@ -36,4 +37,5 @@ class FileLock {
   int error_ = 0;
 };
 
-}  // namespace orvik::host
+}  // namespace host
+}  // namespace orvik

@@ -19,7 +19,8 @@
 #include <string>
 #include <string_view>
 
-namespace orvik::host {
+namespace [[gnu::visibility("default")]] orvik {
+namespace host {
 
 // Never fails.
 std::u16string FileNameFromBytes(std::string_view bytes);
@@ -27,4 +28,5 @@ std::u16string FileNameFromBytes(std::string_view bytes);
 // Works for whole paths too. Nothing when the text holds NUL: no file can have that name.
 std::optional<std::string> FileNameToBytes(std::u16string_view name);
 
-}  // namespace orvik::host
+}  // namespace host
+}  // namespace orvik

@@ -3,7 +3,8 @@
 
 #include <string>
 
-namespace orvik::host {
+namespace [[gnu::visibility("default")]] orvik {
+namespace host {
 
 // Whether the folder at `path`, which need not exist, is the one at `folder` or would lie in it,
 // links and other names of the same folder taken into account. Paths may be of any length. ".." of
@@ -11,4 +12,5 @@ namespace orvik::host {
 // out.
 bool LiesInFolder(const std::string& path, const std::string& folder);
 
-}  // namespace orvik::host
+}  // namespace host
+}  // namespace orvik

@@ -6,7 +6,8 @@
 
 #include "platform/host/replace_file.h"
 
-namespace orvik::host {
+namespace [[gnu::visibility("default")]] orvik {
+namespace host {
 
 struct KeptFile {
   int error = 0;
@@ -25,4 +26,5 @@ KeptFile MoveBeside(const std::string& file);
 // Takes back what one of the two made, unless the file has been replaced meanwhile.
 void TakeBack(const KeptFile& kept, const std::string& file);
 
-}  // namespace orvik::host
+}  // namespace host
+}  // namespace orvik

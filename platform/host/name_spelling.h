@@ -6,10 +6,12 @@
 #include <optional>
 #include <string>
 
-namespace orvik::host {
+namespace [[gnu::visibility("default")]] orvik {
+namespace host {
 
 // The existing path that differs from `path` (absolute) in spelling only; nothing when there is
 // none. A component that exists as spelled is taken so. Costs nothing for ASCII paths.
 std::optional<std::string> FindOtherSpelling(const std::string& path);
 
-}  // namespace orvik::host
+}  // namespace host
+}  // namespace orvik

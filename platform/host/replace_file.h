@@ -18,7 +18,8 @@
 
 #include "platform/host/file_identity.h"
 
-namespace orvik::host {
+namespace [[gnu::visibility("default")]] orvik {
+namespace host {
 
 // The whole content of a regular file (EISDIR or EINVAL for anything else), without waiting for
 // pipes and devices. `identity`, unless null, is that of the very content that was read.
@@ -64,4 +65,5 @@ class FolderFlushDelay {
   FolderFlushDelay& operator=(const FolderFlushDelay&) = delete;
 };
 
-}  // namespace orvik::host
+}  // namespace host
+}  // namespace orvik

@@ -6,7 +6,8 @@
 #include <string>
 #include <string_view>
 
-namespace orvik::host {
+namespace [[gnu::visibility("default")]] orvik {
+namespace host {
 
 // The folder that stands for the system volume: the environment variable ORVIK_SYSTEM_ROOT (a
 // relative path counts from the current folder), else "" (the machine's own root).
@@ -34,4 +35,5 @@ std::string TemporaryFolder();
 // folder that exists is success.
 int MakeFolders(const std::string& path);
 
-}  // namespace orvik::host
+}  // namespace host
+}  // namespace orvik

@@ -36,13 +36,13 @@ TEST_F(PackagesTest, HoldWhatTheySayAndNameWhatTheyNeed) {
         "/_orvikprefs", "/orvikprefs/copyright", "/changelog.Debian.gz"},
        {"libc6 (", "libicu", "zlib1g ("}},
       {"liborvik1",
-       {"/liborvik.so.1.0.0", "/liborvik.so.1 -> liborvik.so.1.0.0", "/liborvik1/copyright",
-        "/changelog.Debian.gz"},
+       {"/liborvik_xml.so.1.0.0", "/liborvik_platform.so.1 -> liborvik_platform.so.1.0.0",
+        "/liborvik1/copyright", "/changelog.Debian.gz"},
        {"libc6 (", "libicu", "zlib1g ("}},
       {"liborvik-dev",
        {"/usr/include/orvik/prefs/preferences.h", "/liborvik_prefs.a", "/liborvik_platform.a",
-        "/liborvik.so -> liborvik.so.1", "/cmake/orvik/orvik-config.cmake", "/pkgconfig/orvik.pc",
-        "/liborvik-dev/copyright", "/changelog.Debian.gz"},
+        "/liborvik_prefs.so -> liborvik_prefs.so.1", "/cmake/orvik/orvik-config.cmake",
+        "/pkgconfig/orvik.pc", "/liborvik-dev/copyright", "/changelog.Debian.gz"},
        {"liborvik1 (= 1.0.0-1)", "libicu-dev", "libpugixml-dev", "libtinyxml-dev", "zlib1g-dev",
         "libboost-dev"}},
   };
@@ -79,7 +79,7 @@ TEST_F(PackagesTest, HoldWhatTheySayAndNameWhatTheyNeed) {
       EXPECT_EQ(RunCommand({"dpkg-deb", "--info", file, "triggers"}).out,
                 "activate-noawait ldconfig\n");
       EXPECT_NE(
-          RunCommand({"dpkg-deb", "--info", file, "shlibs"}).out.find("liborvik 1 liborvik1 ("),
+          RunCommand({"dpkg-deb", "--info", file, "shlibs"}).out.find("liborvik_xml 1 liborvik1 ("),
           std::string::npos);
     }
   }
