@@ -71,6 +71,11 @@ function(orvik_library name)
   target_include_directories(orvik_${name}_objects PUBLIC ${PROJECT_SOURCE_DIR})
 endfunction()
 
+# Under the sanitizers the optimiser takes most of the time to compile code that runs once.
+function(orvik_compile_fast target)
+  target_compile_options(${target} PRIVATE $<$<CONFIG:Debug>:-O0>)
+endfunction()
+
 # orvik_test(NAME LINKS ...): every *_test.cpp of the current folder becomes one test program,
 # each of its cases a CTest test of its own.
 function(orvik_test name)
@@ -81,6 +86,7 @@ function(orvik_test name)
   endif()
   add_executable(orvik_${name}_tests ${sources})
   target_link_libraries(orvik_${name}_tests PRIVATE ${arg_LINKS} orvik_test_support)
+  orvik_compile_fast(orvik_${name}_tests)
   target_precompile_headers(orvik_${name}_tests PRIVATE <gtest/gtest.h> <string> <vector>)
   gtest_discover_tests(orvik_${name}_tests DISCOVERY_MODE PRE_TEST
     PROPERTIES TIMEOUT 300)
