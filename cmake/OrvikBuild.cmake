@@ -4,9 +4,6 @@ set(CMAKE_CXX_STANDARD 20)
 set(CMAKE_CXX_STANDARD_REQUIRED ON)
 set(CMAKE_CXX_EXTENSIONS OFF)
 set(CMAKE_POSITION_INDEPENDENT_CODE ON)
-# A shared library exports what the public headers declare (CONTRIBUTING.md) and nothing else.
-set(CMAKE_CXX_VISIBILITY_PRESET hidden)
-set(CMAKE_VISIBILITY_INLINES_HIDDEN ON)
 include(GNUInstallDirs)
 set(CMAKE_RUNTIME_OUTPUT_DIRECTORY "${CMAKE_BINARY_DIR}/bin")
 set(CMAKE_ARCHIVE_OUTPUT_DIRECTORY "${CMAKE_BINARY_DIR}/lib")
@@ -34,11 +31,14 @@ add_compile_definitions(_FILE_OFFSET_BITS=64)
 
 # orvik_library(NAME LINKS ...): every source of the current folder, compiled once, becomes the
 # static library orvik_NAME (orvik::NAME, what the programs of this tree link) and the shared one
-# orvik_NAME_shared. LINKS are the layers it may use (public); PRIVATE_LINKS stay inside.
+# orvik_NAME_shared, which exports what the public headers declare (CONTRIBUTING.md) and nothing
+# else. LINKS are the layers it may use (public); PRIVATE_LINKS stay inside.
 function(orvik_library name)
   cmake_parse_arguments(arg "" "" "LINKS;PRIVATE_LINKS" ${ARGN})
   file(GLOB_RECURSE sources CONFIGURE_DEPENDS *.cpp)
   add_library(orvik_${name}_objects OBJECT ${sources})
+  set_target_properties(orvik_${name}_objects PROPERTIES
+    CXX_VISIBILITY_PRESET hidden VISIBILITY_INLINES_HIDDEN ON)
   target_link_libraries(orvik_${name}_objects PUBLIC ${arg_LINKS} PRIVATE ${arg_PRIVATE_LINKS})
 
   add_library(orvik_${name} STATIC)

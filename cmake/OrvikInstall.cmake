@@ -42,6 +42,7 @@ install(FILES ${CMAKE_CURRENT_BINARY_DIR}/orvik-config.cmake
   COMPONENT development)
 
 file(RELATIVE_PATH prefix_from_pc "${CMAKE_INSTALL_FULL_LIBDIR}/pkgconfig" "${CMAKE_INSTALL_PREFIX}")
+string(REGEX REPLACE "/$" "" prefix_from_pc "${prefix_from_pc}")
 configure_file(cmake/orvik.pc.in ${CMAKE_CURRENT_BINARY_DIR}/orvik.pc @ONLY)
 install(FILES ${CMAKE_CURRENT_BINARY_DIR}/orvik.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig
   COMPONENT development)
