@@ -32,9 +32,9 @@ bool TrashNameIsTaken(std::string_view target_path);
 
 // Writes the info file of something about to be moved to `target_path` (bytes): when the folder of
 // the target is the "files" folder of a trash, makes "info/<name>.trashinfo" with the original path
-// (percent-encoded, relative to the volume's top outside the home trash) and the local time.
-// dupFNErr when an info file of that name exists, because the name is then taken. The info file is
-// removed when the object is destroyed without Keep.
+// (percent-encoded by RFC 3986, relative to the volume's top outside the home trash) and the local
+// time. dupFNErr when an info file of that name exists, because the name is then taken. The info
+// file is removed when the object is destroyed without Keep.
 class TrashInfo {
  public:
   TrashInfo() = default;
