@@ -8,7 +8,7 @@
 //   when it was the flush or a close that failed);
 // - no descriptor is left open, and no memory is lost;
 // - the operation carried out again without a fault gives the new files and leaves no temporary
-//   file, also after it was killed twice at the same place.
+//   file, also after it was killed, and killed again at the same place.
 #pragma once
 
 #include <functional>

@@ -1,0 +1,135 @@
+// Streams, the XML writer, the configuration store, property files and the installer's recording
+// under faults.
+#include <string>
+
+#include "postflight/property_file.h"
+#include "postflight/run.h"
+#include "platform/foundation/autorelease_pool.h"
+#include "platform/foundation/dictionary.h"
+#include "platform/core_foundation/string.h"
+#include "platform/foundation/user_defaults.h"
+#include "streams/stream_factory.h"
+#include "strings/utf8_strings.h"
+#include "tests/faults/walk.h"
+#include "tests/support/test_environment.h"
+#include "xml/config_store.h"
+#include "xml/xml_writer.h"
+
+namespace orvik::test {
+namespace {
+
+COrvikFilePath PathOf(const std::string& name) {
+  return COrvikFilePath(MakeWideStringFromUTF8String(InHome(name).c_str()));
+}
+
+constexpr char kConfig[] =
+    "<key name=\"ORVIK Technologies\" scope=\"User\">\n"
+    "    <key name=\"A\"><value name=\"v\" data=\"1\"/></key>\n</key>\n";
+
+Told SaveConfig() {
+  SetXMLConfig(1, PathOf("/config.xml"));
+  if (!WriteXMLConfigInt(1, u"A", u"v", 2)) return Told::kFailed;
+  return SaveXMLConfigFile(1) ? Told::kDone : Told::kFailed;
+}
+
+Told WriteCompressed() {
+  const CComPtr<IStream> stream =
+      CStreamFactory::CreateWritableCompressedFileStream(PathOf("/stream"));
+  if (stream == nullptr) return Told::kFailed;
+  for (int i = 0; i < 20; ++i) {
+    if (stream->Write("the bytes of the stream\n", 24, nullptr) < 0) return Told::kFailed;
+  }
+  return Told::kNothing;  // it is written with the last release
+}
+
+Told WriteXml() {
+  CComPtr<IORVIKXMLWriter> writer;
+  if (IORVIKXMLWriter::CreateORVIKXMLWriter(&writer, PathOf("/doc.xml")) < 0) {
+    return Told::kFailed;
+  }
+  writer->OutputXMLHeader();
+  writer->startElement("root");
+  writer->WriteTextAttribute("name", "a & b");
+  writer->endElement("root");
+  return Told::kNothing;
+}
+
+// A stream empties its file at once and writes it as it goes.
+bool IsBeginning(const std::string& path, const std::string* content) {
+  constexpr std::string_view kWhole =
+      "<?xml version=\"1.0\" encoding=\"UTF-8\" standalone=\"yes\"?><root name=\"a &amp; b\"/>";
+  return path == "home/doc.xml" && content != nullptr && kWhole.starts_with(*content);
+}
+
+bool IsEmpty(const std::string& path, const std::string* content) {
+  return path == "home/stream" && content != nullptr && content->empty();
+}
+
+Told WritePropertyFile() {
+  const NSAutoreleasePool pool;
+  const NSString* const path = CFSTR(PathOf("/p.plist").GetFilePathString().View());
+  auto* const file = new propertyFile;
+  NSDictionary* const root = NSDictionary::dictionary();
+  root->setObject(CFSTR(u"new"), CFSTR(u"key"));
+  file->setpFilePath(path);
+  file->setPlist(root);
+  const bool written = file->write(100) == YES;
+  file->release();
+  return written ? Told::kDone : Told::kFailed;
+}
+
+constexpr char kRegistry[] = "root/Users/Shared/Library/Preferences/com.orviktech.Registry.plist";
+
+Told RunInstaller() {
+  const ScopedArguments arguments({"postflight", "-pathToPkg", "/p", "-pathToDest", "/d",
+                                   "-mountPointOfDest", "/", "-rootOfCurrSystemFolder", "/"});
+  RunPostflight();
+  return Told::kNothing;
+}
+
+// Each of the recorded values is there or not.
+bool IsPartlyRecorded(const std::string& path, const std::string* content) {
+  return path == kRegistry && content != nullptr && content->ends_with("</plist>\n") &&
+         content->find("<key>Other</key>") != std::string::npos;
+}
+
+std::vector<Operation> Operations() {
+  std::vector<Operation> operations;
+  const auto add = [&operations](std::string name, auto prepare, auto run) -> Operation& {
+    operations.push_back({.name = std::move(name), .prepare = prepare, .run = run,
+                          .leftovers = {"*/.*.orvik-[0-3]", "tmp/*.xml", "tmp/*.rawstream"}});
+    return operations.back();
+  };
+  Operation& save =
+      add("configuration", [] { WriteFile(InHome("/config.xml"), kConfig); }, SaveConfig);
+  save.keeps_leftovers = true;
+  Operation& first = add("configuration, first of all", [] {}, SaveConfig);
+  first.keeps_leftovers = true;
+  Operation& wrong =
+      add("configuration, wrong file", [] { WriteFile(InHome("/config.xml"), "x"); }, SaveConfig);
+  wrong.keeps_leftovers = true;
+  wrong.steps = Steps::kAlways;
+  add("compressed stream", [] { WriteFile(InHome("/stream"), "old"); }, WriteCompressed).also =
+      IsEmpty;
+  add("XML writer", [] {}, WriteXml).also = IsBeginning;
+  add("property file", [] { WriteFile(InHome("/p.plist"), "old"); }, WritePropertyFile);
+  add("postflight",
+      [] {
+        WriteFile(Stage() + "/" + kRegistry,
+                  "<plist version=\"1.0\"><dict><key>Other</key><true/></dict></plist>\n");
+      },
+      RunInstaller)
+      .also = IsPartlyRecorded;
+  return operations;
+}
+
+class DocumentFaultsTest : public ::testing::TestWithParam<Operation> {};
+
+TEST_P(DocumentFaultsTest, OldOrNewAndTold) {
+  Walk(GetParam());
+}
+
+INSTANTIATE_TEST_SUITE_P(Faults, DocumentFaultsTest, ::testing::ValuesIn(Operations()));
+
+}  // namespace
+}  // namespace orvik::test

@@ -1,0 +1,112 @@
+// Files, shortcuts, copies, moves and the trash under faults.
+#include "files/directory_manipulator.h"
+#include "files/file_manipulator.h"
+#include "files/windows_files.h"
+#include "files/windows_temp_names.h"
+#include "platform/carbon/files.h"
+#include "strings/utf8_strings.h"
+#include "tests/faults/walk.h"
+#include "tests/support/file_trees.h"
+#include "tests/support/test_environment.h"
+
+namespace orvik::test {
+namespace {
+
+constexpr char16_t kUrl[] = u"http://www.example.com/page";
+
+CAtlString Wide(const std::string& path) {
+  return MakeWideStringFromUTF8String(path.c_str());
+}
+COrvikFilePath FilePath(const std::string& name) {
+  return COrvikFilePath(Wide(InHome(name)));
+}
+COrvikDirectoryPath FolderPath(const std::string& name) {
+  return COrvikDirectoryPath(Wide(InHome(name)));
+}
+
+Told FromBool(BOOL done) {
+  return done != FALSE ? Told::kDone : Told::kFailed;
+}
+Told FromResult(HRESULT result) {
+  return result >= 0 ? Told::kDone : Told::kFailed;
+}
+
+void MakeSource() {
+  WriteFile(InHome("/source"), "the content of the source\n");
+}
+void MakeBoth() {
+  MakeSource();
+  WriteFile(InHome("/target"), "old\n");
+}
+void MakeTree() {
+  WriteFile(InHome("/tree/a"), "file a");
+  WriteFile(InHome("/tree/sub/b"), "file b");
+}
+
+// Incomplete copies bear the type of busy files, and where one was to replace another file that is
+// gone first.
+bool IsMarkedOrGone(const std::string& path, const std::string* content) {
+  if (content == nullptr) return true;
+  return InfoOf(Stage() + "/" + path).finderInfo.fdType == FourCC("bzy ");
+}
+
+std::vector<Operation> Operations() {
+  std::vector<Operation> operations;
+  const auto add = [&operations](std::string name, auto prepare, auto run) -> Operation& {
+    operations.push_back({.name = std::move(name), .prepare = prepare, .run = run,
+                          .leftovers = {"*/.*.orvik-[0-3]"}});
+    return operations.back();
+  };
+  add("shortcut", [] {}, [] {
+    return FromResult(CFileManipulator::CreateShortcut(FilePath("/s"), FilePath("/source")));
+  });
+  add("shortcut over another", [] { WriteFile(InHome("/s"), "old"); }, [] {
+    return FromResult(CFileManipulator::CreateShortcut(FilePath("/s"), FilePath("/source")));
+  });
+  add("Internet shortcut", [] {}, [] {
+    return FromResult(CFileManipulator::CreateURLShortcut(kUrl, FilePath("/s.url")));
+  });
+  add("copy", MakeSource, [] {
+    return FromBool(CFileManipulator::CopyFileTo(FilePath("/source"), FilePath("/target"), FALSE));
+  }).also = IsMarkedOrGone;
+  add("copy over another", MakeBoth, [] {
+    return FromBool(CFileManipulator::CopyFileTo(FilePath("/source"), FilePath("/target"), FALSE));
+  }).also = IsMarkedOrGone;
+  Operation& tree = add("folder copy", MakeTree, [] {
+    CDirectoryManipulator::RecursivelyCopyDirectory(FolderPath("/tree"), FolderPath("/to"), FALSE);
+    return Told::kNothing;  // files that could not be copied are not told of
+  });
+  tree.steps = Steps::kAlways;
+  tree.also = IsMarkedOrGone;
+  add("move", MakeSource, [] {
+    return FromBool(CFileManipulator::MoveFileTo(FilePath("/source"), FilePath("/target")));
+  });
+  Operation& moved = add("move to another volume", MakeTree, [] {
+    return FromBool(MoveFile(Wide(InHome("/tree")), Wide(InHome("/to"))));
+  });
+  moved.volume = Volume::kOther;
+  moved.steps = Steps::kAlways;
+  Operation& trash = add("delete to the trash", MakeSource, [] {
+    return FromBool(CFileManipulator::DeleteFile(FilePath("/source"), FALSE, TRUE));
+  });
+  trash.steps = Steps::kWhenKilled;
+  add("delete", MakeSource,
+      [] { return FromBool(CFileManipulator::DeleteFile(FilePath("/source"))); });
+  add("temporary name", [] { WriteFile(InTemp("/abc1"), "taken"); }, [] {
+    char16_t name[MAX_PATH] = {};
+    GetTempFileName(Wide(InTemp("")), u"abc", 1, name);
+    return Told::kNothing;
+  });
+  return operations;
+}
+
+class FileFaultsTest : public ::testing::TestWithParam<Operation> {};
+
+TEST_P(FileFaultsTest, OldOrNewAndTold) {
+  Walk(GetParam());
+}
+
+INSTANTIATE_TEST_SUITE_P(Faults, FileFaultsTest, ::testing::ValuesIn(Operations()));
+
+}  // namespace
+}  // namespace orvik::test
