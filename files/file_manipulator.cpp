@@ -8,6 +8,7 @@
 #include <new>
 
 #include "files/path_arguments.h"
+#include "files/whole_file.h"
 #include "files/windows_files.h"
 
 namespace orvik {
@@ -71,10 +72,7 @@ HRESULT CFileManipulator::ReadAsciiFileIntoAsciiString(const COrvikFilePath& fil
 HRESULT CFileManipulator::WriteAsciiStringToFile(const COrvikFilePath& file, const char* bytes,
                                                  unsigned long count) {
   if (bytes == nullptr || count == 0 || file.IsEmptyPath() != FALSE) return E_INVALIDARG;
-  OpenedFile opened(OpenFile(file, "wb"));
-  if (!opened) return E_INVALIDARG;
-  const bool written = std::fwrite(bytes, 1, count, opened.get()) == count;
-  return std::fclose(opened.release()) == 0 && written ? S_OK : E_INVALIDARG;
+  return WriteWholeFile(file, {bytes, count}) ? S_OK : E_INVALIDARG;
 }
 
 BOOL CFileManipulator::CopyFileTo(const COrvikFilePath& source, const COrvikFilePath& target,

@@ -3,6 +3,7 @@
 #include <sys/stat.h>
 
 #include <algorithm>
+#include <memory>
 #include <string_view>
 #include <vector>
 
@@ -61,6 +62,8 @@ OSErr WalkFolder(const COrvikDirectoryPath& folder,
       GetFSRefFromFilename(PathArgument(folder.GetDirectoryPathString()), &ref, false, false);
   if (status == 0) status = FSOpenIterator(&ref, kFSIterateFlat, &iterator);
   if (status != 0) return status;
+  const std::unique_ptr<FSDirectoryIterator, OSErr (*)(FSIterator)> closed(iterator,
+                                                                           &FSCloseIterator);
   std::string path;
   FSRefCopyPath(&ref, &path);
 
@@ -75,7 +78,7 @@ OSErr WalkFolder(const COrvikDirectoryPath& folder,
       visit(TellingName(path, name), KindOf(infos[i].nodeFlags));
     }
   }
-  return FSCloseIterator(iterator);
+  return 0;
 }
 
 }  // namespace orvik

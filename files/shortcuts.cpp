@@ -1,14 +1,15 @@
 // Shortcut files: members of CFileManipulator.
 #include <algorithm>
+#include <cerrno>
 #include <memory>
+#include <optional>
+#include <string>
 #include <string_view>
 
 #include "files/file_manipulator.h"
 #include "files/path_arguments.h"
 #include "files/urls.h"
-#include "files/windows_file_refs.h"
-#include "platform/carbon/forks.h"
-#include "platform/host/errno_status.h"
+#include "platform/host/replace_file.h"
 #include "strings/utf8_strings.h"
 
 namespace orvik {
@@ -28,34 +29,6 @@ CAtlStringA ReadWhole(const COrvikFilePath& file) {
   const unsigned long count = CFileManipulator::ReadFileIntoBuffer(file, bytes);
   const std::unique_ptr<unsigned char[]> owned(bytes);
   return CAtlStringA(std::string_view(reinterpret_cast<const char*>(bytes), count));
-}
-
-OSErr WriteDataFork(const FSRef& ref, std::string_view text) {
-  HFSUniStr255 name;
-  FSGetDataForkName(&name);
-  FSIORefNum fork = 0;
-  OSErr status = FSOpenFork(&ref, name.length, name.unicode, fsWrPerm, &fork);
-  if (status != noErr) return status;
-  status = FSWriteFork(fork, fsFromStart, 0, text.size(), text.data(), nullptr);
-  const OSErr closed = FSCloseFork(fork);
-  return status != noErr ? status : closed;
-}
-
-// Makes the file, which must not exist, with the text as its content; dupFNErr when it does. What
-// could not be written whole is removed again.
-OSErr CreateFileWithText(const char16_t* path, std::string_view text) {
-  FSRef parent;
-  FSRef ref;
-  HFSUniStr255 name;
-  OSErr status = GetParentFSRAndNameFromFilePath(path, &parent, &name);
-  if (status == noErr) {
-    status = FSCreateFileUnicode(&parent, name.length, name.unicode, kFSCatInfoNone, nullptr, &ref,
-                                 nullptr);
-  }
-  if (status != noErr) return status;
-  status = WriteDataFork(ref, text);
-  if (status != noErr) FSDeleteObject(&ref);
-  return status;
 }
 
 // The URL in the text of a shortcut file; empty when there is none.
@@ -81,8 +54,9 @@ HRESULT CFileManipulator::CreateURLShortcut(const CAtlString& url, const COrvikF
   CAtlString repaired = url;
   MakeValidHyperlink(repaired);
   const CAtlStringA text = "[InternetShortcut]\nURL=" + CAtlStringA(repaired) + "\n";
-  const OSErr status = CreateFileWithText(PathArgument(shortcut.GetFilePathString()), text.View());
-  return status == noErr || status == dupFNErr ? S_OK : E_INVALIDARG;
+  const std::optional<std::string> path = PathForLibc(shortcut.GetFilePathString());
+  const int error = path ? host::CreateFile(*path, text.View()) : EINVAL;
+  return error == 0 || error == EEXIST ? S_OK : E_INVALIDARG;
 }
 
 CAtlString CFileManipulator::ResolveURLShortcut(const COrvikFilePath& shortcut) {

@@ -1,23 +1,30 @@
 #include "streams/temp_file.h"
 
 #include <cerrno>
-#include <cstdio>
+#include <optional>
+#include <string>
 
-#include "files/file_manipulator.h"
+#include "files/path_arguments.h"
+#include "platform/host/temporary_file.h"
+#include "strings/utf8_strings.h"
 
 namespace orvik {
 
-bool CreateTempFile(COrvikFilePath& path, const CAtlString& extension) {
+host::Descriptor CreateTempFile(COrvikFilePath& path, const CAtlString& extension) {
   constexpr int kTries = 16;
+  constexpr char kBeginning[] = "PGW-";
   for (int i = 0; i < kTries; ++i) {
-    if (std::FILE* const file = CFileManipulator::OpenFile(path, "wbx")) {
-      std::fclose(file);
-      return true;
+    const std::optional<std::string> bytes = PathForLibc(path.GetFilePathString());
+    if (!bytes) break;
+    if (i == 0) {
+      host::RemoveAbandonedFiles(bytes->substr(0, bytes->rfind('/') + 1), kBeginning,
+                                 MakeUTF8StringFromUnicodeString(extension).View());
     }
-    if (errno != EEXIST) return false;
+    host::Descriptor file = host::MakeLockedFile(*bytes);
+    if (file || errno != EEXIST) return file;
     path = COrvikFilePath::CreateTempFileName(extension, {});
   }
-  return false;
+  return host::Descriptor();
 }
 
 }  // namespace orvik

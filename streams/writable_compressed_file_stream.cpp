@@ -1,5 +1,6 @@
 #include "streams/writable_compressed_file_stream.h"
 
+#include <sys/stat.h>
 #include <zlib.h>
 
 #include <limits>
@@ -7,6 +8,7 @@
 #include <new>
 
 #include "files/file_manipulator.h"
+#include "files/whole_file.h"
 #include "streams/stream_factory.h"
 #include "streams/temp_file.h"
 
@@ -29,7 +31,7 @@ CWritableCompressedFileStream::CWritableCompressedFileStream(const COrvikFilePat
 }
 
 CWritableCompressedFileStream::~CWritableCompressedFileStream() {
-  if (target_ != nullptr) std::fclose(target_);
+  target_.reset();
   if (valid_) CompressFile();
   CFileManipulator::DeleteFile(raw_path_);
 }
@@ -40,9 +42,10 @@ void CWritableCompressedFileStream::InitializeStream(const COrvikFilePath& path,
   target_path_ = path;
   raw_path_ = COrvikFilePath::CreateTempFileName(kRawExtension, {});
   if (!target_path_.CanFileBeWrittenTo()) return;
-  target_ = CFileManipulator::OpenFile(path, "wb");
+  target_.reset(CFileManipulator::OpenFile(path, "wb"));
   if (target_ == nullptr) return;
-  if (!CreateTempFile(raw_path_, kRawExtension)) return;
+  raw_lock_ = CreateTempFile(raw_path_, kRawExtension);
+  if (!raw_lock_) return;
   inner_ = CStreamFactory::CreateWritableFileStream(raw_path_, start_);
   valid_ = inner_ != nullptr;
 }
@@ -54,14 +57,24 @@ HRESULT CWritableCompressedFileStream::Write(const void* data, unsigned long cou
     return E_INVALIDARG;
   }
   const HRESULT result = inner_->Write(data, count, written);
-  if (result < 0) return E_INVALIDARG;
+  if (result < 0) {
+    failure_told_ = true;
+    return E_INVALIDARG;
+  }
   written_ = true;
+  raw_size_ += static_cast<off_t>(count);
   return result;
 }
 
 bool CWritableCompressedFileStream::CompressFile() {
   if (inner_ == nullptr) return false;
   inner_.Release();
+  // What could not be written, perhaps only with the last release, must not pass for less.
+  struct stat record;
+  if (!failure_told_ && CFileManipulator::StatFile(raw_path_, &record) == 0 &&
+      record.st_size != raw_size_) {
+    return false;
+  }
   if (!written_ || !raw_path_.FileExists()) {
     CFileManipulator::CopyFileTo(target_path_, raw_path_, FALSE);
   }
@@ -86,11 +99,8 @@ int compressFile(const COrvikFilePath& source, const COrvikFilePath& destination
   input.reset();
   if (result != Z_OK) return result;
 
-  std::FILE* const file = CFileManipulator::OpenFile(destination, "wb");
-  if (file == nullptr) return -1;
-  const bool whole = std::fwrite(output.get(), 1, output_length, file) == output_length;
-  const bool closed = std::fclose(file) == 0;
-  return whole && closed ? 0 : -1;
+  const char* const compressed = reinterpret_cast<const char*>(output.get());
+  return WriteWholeFile(destination, {compressed, output_length}) ? 0 : -1;
 }
 
 int zlib1_compress(unsigned char* destination, unsigned int* destination_length,

@@ -5,12 +5,16 @@
 // (".rawstream"), which is removed in every case, and the target is empty. The target holds the
 // bytes uncompressed when they do not shrink to their length + 100 bytes, when there are
 // 4 GiB or more of them, and when it cannot be written as a zlib stream; it stays empty when it has
-// become read-only.
+// become read-only, and when the bytes could not all be collected and no write could tell so.
 #pragma once
 
+#include <sys/types.h>
+
 #include <cstdio>
+#include <memory>
 
 #include "files/file_path.h"
+#include "platform/host/descriptor.h"
 #include "streams/com_ptr.h"
 #include "streams/reference_counted.h"
 
@@ -30,16 +34,23 @@ class CWritableCompressedFileStream final : public StreamBase<IStream> {
   HRESULT Write(const void* data, unsigned long count, unsigned long* written) override;
 
  private:
+  struct CloseFile {
+    void operator()(std::FILE* file) const { std::fclose(file); }
+  };
+
   void InitializeStream(const COrvikFilePath& path, _LARGE_INTEGER start);
   // True when the target holds the compressed bytes.
   bool CompressFile();
 
   bool written_ = false;
+  bool failure_told_ = false;  // by a write: what came before it is compressed
+  off_t raw_size_ = 0;
+  host::Descriptor raw_lock_;
   _LARGE_INTEGER start_;
   COrvikFilePath target_path_;
   COrvikFilePath raw_path_;
   CComPtr<IStream> inner_;
-  std::FILE* target_ = nullptr;
+  std::unique_ptr<std::FILE, CloseFile> target_;
   bool valid_ = false;
 };
 

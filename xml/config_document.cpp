@@ -4,6 +4,7 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <utility>
 
 #include <tinyxml.h>
 
@@ -46,16 +47,26 @@ ConfigScope* ConfigScopeOf(int scope) {
 namespace {
 
 void SetPath(COrvikFilePath*& slot, const COrvikFilePath& path) {
+  auto* const fresh = new COrvikFilePath(path);
   delete slot;
-  slot = new COrvikFilePath(path);
+  slot = fresh;
+}
+
+void RemoveTemporary(ConfigScope& state) {
+  if (state.temporary == nullptr) return;
+  CFileManipulator::DeleteFile(*state.temporary);
+  delete std::exchange(state.temporary, nullptr);
+  state.temporary_lock = {};
 }
 
 bool MakeTemporary(ConfigScope& state) {
+  RemoveTemporary(state);
   constexpr char16_t kExtension[] = u".xml";
   COrvikFilePath path = COrvikFilePath::CreateTempFileName(kExtension, {});
-  const bool made = CreateTempFile(path, kExtension);
+  host::Descriptor lock = CreateTempFile(path, kExtension);
   SetPath(state.temporary, path);
-  return made;
+  state.temporary_lock = std::move(lock);
+  return static_cast<bool>(state.temporary_lock);
 }
 
 void Drop(ConfigScope& state) {
@@ -164,9 +175,14 @@ TiXmlElement* GetXMLConfigRootElement(int scope) {
   TiXmlElement* const root = FindXMLRootElement(scope);
   if (root != nullptr) return IsValidXMLConfigRoot(scope, root) ? root : nullptr;
   ConfigScope* const state = ConfigScopeOf(scope);
-  if (state == nullptr || state->path == nullptr || !MoveAside(*state->path)) return nullptr;
-  if (!MakeTemporary(*state) || !CreateConfigFile(*state->temporary, scope)) return nullptr;
-  return LoadXMLRootFromFile(scope, true);
+  if (state == nullptr || state->path == nullptr) return nullptr;
+  // What could not be read before may be readable now.
+  if (LoadXMLRootFromFile(scope, false) != nullptr) return state->root;
+  if (!MoveAside(*state->path) || !MakeTemporary(*state)) return nullptr;
+  if (!CreateConfigFile(*state->temporary, scope) || !LoadXMLRootFromFile(scope, true)) {
+    RemoveTemporary(*state);
+  }
+  return state->root;
 }
 
 bool SaveXMLConfigFile(int scope) {
@@ -176,11 +192,12 @@ bool SaveXMLConfigFile(int scope) {
   const std::optional<std::string> temporary = PathForLibc(state->temporary->GetFilePathString());
   std::string content;
   if (!temporary || !Print(*state->document, content) ||
-      host::ReplaceFile(*temporary, content, host::Flush::kNone).error != 0 ||
-      !ReplaceReadOnlyToo(*state->path, content)) {
+      host::WriteInPlace(*temporary, content) != 0) {
+    RemoveTemporary(*state);
     return false;
   }
-  CFileManipulator::DeleteFile(*state->temporary);
+  if (!ReplaceReadOnlyToo(*state->path, content)) return false;
+  RemoveTemporary(*state);
   state->changed = false;
   return true;
 }

@@ -4,6 +4,7 @@
 #include <boost/smart_ptr/shared_ptr.hpp>
 
 #include "files/file_path.h"
+#include "platform/host/descriptor.h"
 
 class TiXmlDocument;
 class TiXmlElement;
@@ -32,6 +33,7 @@ struct ConfigScope {
   TiXmlElement*& root;
   bool& loaded;
   bool changed;  // since loading or saving
+  host::Descriptor temporary_lock = {};
 };
 
 // Null for any number but 0 and 1.

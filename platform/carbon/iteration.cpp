@@ -100,7 +100,9 @@ OSErr FSOpenIterator(const FSRef* container, FSIteratorFlags flags, FSIterator* 
     close(descriptor);
     return Status(error);
   }
+  std::unique_ptr<DIR, int (*)(DIR*)> owned(stream, &closedir);
   *iterator = new FSDirectoryIterator(stream, std::move(folder));
+  static_cast<void>(owned.release());
   return noErr;
 }
 

@@ -144,7 +144,13 @@ int CopyThenRemove(const std::string& from, const std::string& to) {
   if (source.error() != 0) return source.error();
   if (target.error() != 0) return target.error();
   if (Exists(target)) return EEXIST;
-  int error = TreeCopier().Run(source.folder(), source.name(), target.folder(), target.name());
+  int error = 0;
+  try {
+    error = TreeCopier().Run(source.folder(), source.name(), target.folder(), target.name());
+  } catch (...) {
+    RemoveTree(target.folder(), target.name(), Obstacles::kTakeAway);
+    throw;
+  }
   if (error == EEXIST) return error;
   if (error == 0) error = FlushVolume(target);
   if (error != 0) {

@@ -153,7 +153,34 @@ class PassingFile {
     return 0;
   }
 
+  // Puts the file where nothing stands: EEXIST.
+  int ArriveAsNew() {
+    const int error = name_.empty() ? LinkTo(AT_FDCWD, ProcPath()) : LinkTo(folder_, name_);
+    if (error != EPERM && error != EOPNOTSUPP) return error;
+    // The volume knows no second names.
+    constexpr unsigned kFlags = RENAME_NOREPLACE;
+    if (renameat2(folder_, name_.c_str(), folder_, target_.c_str(), kFlags) != 0) return errno;
+    name_.clear();
+    return 0;
+  }
+
+  void RemoveAbandoned() const {
+    for (int number = 0; number < kNames; ++number) {
+      const std::string name = PassingName(target_, number);
+      if (faccessat(folder_, name.c_str(), F_OK, AT_SYMLINK_NOFOLLOW) != 0) continue;
+      const Descriptor file(openat(folder_, name.c_str(), O_RDONLY | O_NOFOLLOW | kOpenFlags));
+      if (file && flock(file.get(), LOCK_EX | LOCK_NB) == 0 && IsNamed(file.get(), name)) {
+        unlinkat(folder_, name.c_str(), 0);
+      }
+    }
+  }
+
  private:
+  int LinkTo(int from, const std::string& name) const {
+    constexpr int kFlags = AT_SYMLINK_FOLLOW;
+    return linkat(from, name.c_str(), folder_, target_.c_str(), kFlags) == 0 ? 0 : errno;
+  }
+
   std::string ProcPath() const { return "/proc/self/fd/" + std::to_string(file_.get()); }
 
   // Without /proc a file without a name cannot get one.
@@ -217,22 +244,17 @@ class PassingFile {
            own.st_dev == named.st_dev && own.st_ino == named.st_ino;
   }
 
-  void RemoveAbandoned() const {
-    for (int number = 0; number < kNames; ++number) {
-      const std::string name = PassingName(target_, number);
-      if (faccessat(folder_, name.c_str(), F_OK, AT_SYMLINK_NOFOLLOW) != 0) continue;
-      const Descriptor file(openat(folder_, name.c_str(), O_RDONLY | O_NOFOLLOW | kOpenFlags));
-      if (file && flock(file.get(), LOCK_EX | LOCK_NB) == 0 && IsNamed(file.get(), name)) {
-        unlinkat(folder_, name.c_str(), 0);
-      }
-    }
-  }
-
   int folder_;
   std::string target_;
   Descriptor file_;
   std::string name_;
 };
+
+// What a process left that was killed between an exchange and the removal of the old file.
+void RemoveExchanged(const std::string& target) {
+  const Descriptor folder(open(FolderOf(target).c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+  if (folder) PassingFile(folder.get(), NameOf(target)).RemoveAbandoned();
+}
 
 // A time of its own for every file that is put in place: the kernel's advances in steps that are
 // longer than a small change takes.
@@ -308,6 +330,7 @@ ReplaceResult ReplaceFile(const std::string& path, std::string_view content, Flu
     if (old_file && fstat(old_file.get(), &old) == 0 &&
         Holds(old_file.get(), static_cast<std::size_t>(old.st_size), content)) {
       result.identity = IdentityOf(old);
+      if (flush == Flush::kNone) RemoveExchanged(target);
       return result;
     }
   }
@@ -342,6 +365,15 @@ ReplaceResult ReplaceFile(const std::string& path, std::string_view content, Flu
     }
   }
   return result;
+}
+
+int CreateFile(const std::string& path, std::string_view content) {
+  const Descriptor folder(open(FolderOf(path).c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+  if (!folder) return errno;
+  PassingFile file(folder.get(), NameOf(path));
+  if (const int error = file.Make(0666)) return error;
+  if (const int error = WriteAll(file.descriptor(), content)) return error;
+  return file.ArriveAsNew();
 }
 
 int WriteInPlace(const std::string& path, std::string_view content) {

@@ -49,6 +49,10 @@ struct ReplaceResult {
 ReplaceResult ReplaceFile(const std::string& path, std::string_view content,
                           Flush flush = Flush::kToDisk, const std::string& model = {});
 
+// Makes a file, which is whole from the first moment on, with mode 0666 less the umask and without
+// flushing: 0 or an error number, EEXIST when something stands there.
+int CreateFile(const std::string& path, std::string_view content);
+
 // Makes the file hold the content by writing into it, following links: 0 or an error number, after
 // which the file may hold a part.
 int WriteInPlace(const std::string& path, std::string_view content);

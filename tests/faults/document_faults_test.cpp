@@ -2,12 +2,12 @@
 // under faults.
 #include <string>
 
-#include "postflight/property_file.h"
-#include "postflight/run.h"
+#include "platform/core_foundation/string.h"
 #include "platform/foundation/autorelease_pool.h"
 #include "platform/foundation/dictionary.h"
-#include "platform/core_foundation/string.h"
 #include "platform/foundation/user_defaults.h"
+#include "postflight/property_file.h"
+#include "postflight/run.h"
 #include "streams/stream_factory.h"
 #include "strings/utf8_strings.h"
 #include "tests/faults/walk.h"
@@ -61,8 +61,16 @@ bool IsBeginning(const std::string& path, const std::string* content) {
   return path == "home/doc.xml" && content != nullptr && kWhole.starts_with(*content);
 }
 
-bool IsEmpty(const std::string& path, const std::string* content) {
-  return path == "home/stream" && content != nullptr && content->empty();
+// What cannot be compressed reaches the file as it is, by a copy.
+bool IsEmptyOrRaw(const std::string& path, const std::string* content) {
+  return path == "home/stream" &&
+         (content == nullptr || content->empty() || content->size() == 20 * 24);
+}
+
+// What was no configuration is kept.
+bool IsDiscarded(const std::string& path, const std::string* content) {
+  return (path == "home/config.xml.discarded" && content != nullptr) ||
+         (path == "home/config.xml" && content == nullptr);
 }
 
 Told WritePropertyFile() {
@@ -96,30 +104,40 @@ bool IsPartlyRecorded(const std::string& path, const std::string* content) {
 std::vector<Operation> Operations() {
   std::vector<Operation> operations;
   const auto add = [&operations](std::string name, auto prepare, auto run) -> Operation& {
-    operations.push_back({.name = std::move(name), .prepare = prepare, .run = run,
+    operations.push_back({.name = std::move(name),
+                          .prepare = prepare,
+                          .run = run,
                           .leftovers = {"*/.*.orvik-[0-3]", "tmp/*.xml", "tmp/*.rawstream"}});
     return operations.back();
   };
-  Operation& save =
-      add("configuration", [] { WriteFile(InHome("/config.xml"), kConfig); }, SaveConfig);
+  Operation& save = add(
+      "configuration", [] { WriteFile(InHome("/config.xml"), kConfig); }, SaveConfig);
   save.keeps_leftovers = true;
-  Operation& first = add("configuration, first of all", [] {}, SaveConfig);
+  Operation& first = add(
+      "configuration, first of all", [] {}, SaveConfig);
   first.keeps_leftovers = true;
-  Operation& wrong =
-      add("configuration, wrong file", [] { WriteFile(InHome("/config.xml"), "x"); }, SaveConfig);
+  Operation& wrong = add(
+      "configuration, wrong file", [] { WriteFile(InHome("/config.xml"), "x"); }, SaveConfig);
   wrong.keeps_leftovers = true;
   wrong.steps = Steps::kAlways;
-  add("compressed stream", [] { WriteFile(InHome("/stream"), "old"); }, WriteCompressed).also =
-      IsEmpty;
-  add("XML writer", [] {}, WriteXml).also = IsBeginning;
-  add("property file", [] { WriteFile(InHome("/p.plist"), "old"); }, WritePropertyFile);
-  add("postflight",
+  wrong.also = IsDiscarded;
+  add(
+      "compressed stream", [] { WriteFile(InHome("/stream"), "old"); }, WriteCompressed)
+      .also = IsEmptyOrRaw;
+  add(
+      "XML writer", [] {}, WriteXml)
+      .also = IsBeginning;
+  add(
+      "property file", [] { WriteFile(InHome("/p.plist"), "old"); }, WritePropertyFile);
+  Operation& installer = add(
+      "postflight",
       [] {
         WriteFile(Stage() + "/" + kRegistry,
                   "<plist version=\"1.0\"><dict><key>Other</key><true/></dict></plist>\n");
       },
-      RunInstaller)
-      .also = IsPartlyRecorded;
+      RunInstaller);
+  installer.also = IsPartlyRecorded;
+  installer.stride = 7;
   return operations;
 }
 

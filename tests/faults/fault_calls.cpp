@@ -102,8 +102,13 @@ ssize_t CookieRead(void* cookie, char* bytes, size_t count) {
 }
 
 ssize_t CookieWrite(void* cookie, const char* bytes, size_t count) {
-  const ssize_t written = write(FileOf(cookie), bytes, count);
-  return written < 0 ? 0 : written;
+  size_t done = 0;
+  while (done < count) {
+    const ssize_t written = write(FileOf(cookie), bytes + done, count - done);
+    if (written < 0) break;
+    done += static_cast<size_t>(written);
+  }
+  return static_cast<ssize_t>(done);
 }
 
 int CookieSeek(void* cookie, off64_t* position, int whence) {

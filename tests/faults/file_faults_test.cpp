@@ -12,6 +12,9 @@
 namespace orvik::test {
 namespace {
 
+namespace fs = std::filesystem;
+
+constexpr char kContent[] = "the content of the source\n";
 constexpr char16_t kUrl[] = u"http://www.example.com/page";
 
 CAtlString Wide(const std::string& path) {
@@ -32,7 +35,7 @@ Told FromResult(HRESULT result) {
 }
 
 void MakeSource() {
-  WriteFile(InHome("/source"), "the content of the source\n");
+  WriteFile(InHome("/source"), kContent);
 }
 void MakeBoth() {
   MakeSource();
@@ -43,29 +46,50 @@ void MakeTree() {
   WriteFile(InHome("/tree/sub/b"), "file b");
 }
 
-// Incomplete copies bear the type of busy files, and where one was to replace another file that is
-// gone first.
+// Incomplete copies bear the type of busy files as soon as they hold a byte, and where one was to
+// replace another file that is gone first. A whole one gets its mode and times last.
 bool IsMarkedOrGone(const std::string& path, const std::string* content) {
-  if (content == nullptr) return true;
+  if (content == nullptr || content->empty() || *content == kContent || *content == "file a" ||
+      *content == "file b") {
+    return true;
+  }
   return InfoOf(Stage() + "/" + path).finderInfo.fdType == FourCC("bzy ");
+}
+
+// The source of a move is removed when all of the copy is there.
+bool IsPartOfMove(const std::string& path, const std::string* content) {
+  const bool is_whole = content != nullptr && (*content == "file a" || *content == "file b");
+  return path.starts_with("home/to/") && content != nullptr &&
+         (is_whole || fs::exists(InHome("/tree/a")));
+}
+
+// What a killed process has written about a file before it moved it is of no file.
+bool IsInTrash(const std::string& path, const std::string* content) {
+  return path.starts_with("home/.local/share/Trash/") && content != nullptr;
 }
 
 std::vector<Operation> Operations() {
   std::vector<Operation> operations;
   const auto add = [&operations](std::string name, auto prepare, auto run) -> Operation& {
-    operations.push_back({.name = std::move(name), .prepare = prepare, .run = run,
+    operations.push_back({.name = std::move(name),
+                          .prepare = prepare,
+                          .run = run,
                           .leftovers = {"*/.*.orvik-[0-3]"}});
     return operations.back();
   };
-  add("shortcut", [] {}, [] {
-    return FromResult(CFileManipulator::CreateShortcut(FilePath("/s"), FilePath("/source")));
-  });
-  add("shortcut over another", [] { WriteFile(InHome("/s"), "old"); }, [] {
-    return FromResult(CFileManipulator::CreateShortcut(FilePath("/s"), FilePath("/source")));
-  });
-  add("Internet shortcut", [] {}, [] {
-    return FromResult(CFileManipulator::CreateURLShortcut(kUrl, FilePath("/s.url")));
-  });
+  add(
+      "shortcut", [] {},
+      [] {
+        return FromResult(CFileManipulator::CreateShortcut(FilePath("/s"), FilePath("/source")));
+      });
+  add(
+      "shortcut over another", [] { WriteFile(InHome("/s"), "old"); },
+      [] {
+        return FromResult(CFileManipulator::CreateShortcut(FilePath("/s"), FilePath("/source")));
+      });
+  add(
+      "Internet shortcut", [] {},
+      [] { return FromResult(CFileManipulator::CreateURLShortcut(kUrl, FilePath("/s.url"))); });
   add("copy", MakeSource, [] {
     return FromBool(CFileManipulator::CopyFileTo(FilePath("/source"), FilePath("/target"), FALSE));
   }).also = IsMarkedOrGone;
@@ -86,17 +110,25 @@ std::vector<Operation> Operations() {
   });
   moved.volume = Volume::kOther;
   moved.steps = Steps::kAlways;
+  moved.also = IsPartOfMove;
+  moved.repeats = false;  // what is there is not replaced
   Operation& trash = add("delete to the trash", MakeSource, [] {
-    return FromBool(CFileManipulator::DeleteFile(FilePath("/source"), FALSE, TRUE));
+    // Where no trash can be had it is deleted outright, which is a success.
+    const BOOL done = CFileManipulator::DeleteFile(FilePath("/source"), FALSE, TRUE);
+    return done != FALSE ? Told::kNothing : Told::kFailed;
   });
-  trash.steps = Steps::kWhenKilled;
+  trash.steps = Steps::kAlways;
+  trash.also = IsInTrash;
+  trash.repeats = false;
   add("delete", MakeSource,
       [] { return FromBool(CFileManipulator::DeleteFile(FilePath("/source"))); });
-  add("temporary name", [] { WriteFile(InTemp("/abc1"), "taken"); }, [] {
-    char16_t name[MAX_PATH] = {};
-    GetTempFileName(Wide(InTemp("")), u"abc", 1, name);
-    return Told::kNothing;
-  });
+  add(
+      "temporary name", [] { WriteFile(InTemp("/abc1"), "taken"); },
+      [] {
+        char16_t name[MAX_PATH] = {};
+        GetTempFileName(Wide(InTemp("")), u"abc", 1, name);
+        return Told::kNothing;
+      });
   return operations;
 }
 

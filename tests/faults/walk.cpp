@@ -77,9 +77,13 @@ bool Matches(const std::string& path, const std::string& pattern) {
   return fnmatch(pattern.c_str(), path.c_str(), 0) == 0;
 }
 
-std::string WithoutDates(const std::string& path, const std::string& content) {
-  // The last line of the file.
-  return path.ends_with(".trashinfo") ? content.substr(0, content.find("DeletionDate=")) : content;
+// What is the same on every stage and at every time.
+std::string Lasting(const std::string& path, std::string content) {
+  if (path.ends_with(".trashinfo")) content.resize(std::min(content.size(), content.find("\nDel")));
+  for (std::size_t at; (at = content.find(stage)) != std::string::npos;) {
+    content.replace(at, stage.size(), "<stage>");
+  }
+  return content;
 }
 
 // The record of the shared lock is told apart: the next one to take it tells whether it was sound.
@@ -92,7 +96,7 @@ Snapshot Take() {
     } else if (entry.is_regular_file() && !path.ends_with(".lock.plist")) {
       char mode[8];
       snprintf(mode, sizeof mode, "%04o ", static_cast<unsigned>(entry.status().permissions()));
-      snapshot[path] = mode + WithoutDates(path, ReadFile(entry.path()));
+      snapshot[path] = mode + Lasting(path, ReadFile(entry.path()));
     }
   }
   return snapshot;
@@ -150,12 +154,17 @@ class Walker {
   int Step() const {
     return fault_.fault == Fault::kNoMemory && progress_.point >= kEveryAllocation &&
                    getenv("ORVIK_FAULTS_ALL") == nullptr
-               ? kStride
-               : 1;
+               ? kStride * operation_.stride
+               : operation_.stride;
+  }
+
+  std::string StageOf(int point) const {
+    return folder_ + "/" + std::to_string(static_cast<int>(fault_.fault)) + "-" +
+           std::to_string(point);
   }
 
   void Prepare(int point) {
-    SetStage(folder_ + "/" + std::to_string(point));
+    SetStage(StageOf(point));
     operation_.prepare();
   }
 
@@ -183,7 +192,9 @@ class Walker {
     } else {
       ++progress_.struck;
       call_ = kCalls[static_cast<int>(outcome.report.call)];
-      if (OpenDescriptors() != descriptors) Find("leaves a descriptor open");
+      const bool may_keep =
+          operation_.keeps_leftovers && (outcome.threw || outcome.told == Told::kFailed);
+      if (!may_keep && OpenDescriptors() != descriptors) Find("leaves a descriptor open");
       Recover(Judge(outcome));
     }
     fs::remove_all(stage);
@@ -191,7 +202,7 @@ class Walker {
 
   void AfterDeath() {
     call_ = "death";
-    SetStage(folder_ + "/" + std::to_string(progress_.point));
+    SetStage(StageOf(progress_.point));
     // What one death leaves, another must not add to: at every third place.
     const bool again = progress_.deaths == 1 && progress_.point % 3 == 0;
     if (again && fault_.fault == Fault::kKill) {
@@ -215,8 +226,10 @@ class Walker {
         call == Call::kRemove || (operation_.keeps_leftovers && outcome.told == Told::kFailed);
     const State state = StateOf(Take(), may_leave || outcome.threw);
     if (outcome.threw || old_ == new_) return state;
-    if (outcome.told == Told::kDone && !state.all_new) Find("tells success with the old files");
-    const bool late = call == Call::kFlush || call == Call::kClose;
+    // Of attributes what cannot be had is left out.
+    const bool is_new = state.all_new || call == Call::kAttribute;
+    if (outcome.told == Told::kDone && !is_new) Find("tells success with the old files");
+    const bool late = call == Call::kFlush || call == Call::kClose || call == Call::kRemove;
     if (outcome.told == Told::kFailed && state.all_new && !late) {
       Find("tells a failure with the new files");
     }
@@ -224,6 +237,7 @@ class Walker {
   }
 
   void Recover(const State& state) {
+    if (!operation_.repeats) return;
     const Outcome outcome = RunWithFault(0);
     if (outcome.told == Told::kFailed && state.all_old) Find("fails the next time");
     if (!StateOf(Take(), false).all_new) Find("does not give the new files the next time");

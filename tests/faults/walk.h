@@ -5,7 +5,7 @@
 //
 // - the files are the old ones or the new ones, and nothing else is missing or there;
 // - what the operation told is so: success means the new files, failure the old ones (the new ones
-//   when it was the flush or a close that failed);
+//   when it was the flush, a close or the removal of what is left that failed);
 // - no descriptor is left open, and no memory is lost;
 // - the operation carried out again without a fault gives the new files and leaves no temporary
 //   file, also after it was killed, and killed again at the same place.
@@ -37,11 +37,13 @@ struct Operation {
   Steps steps = Steps::kNone;
   // Patterns of files that stay when the process is killed, or a removal fails, until the next run.
   std::vector<std::string> leftovers = {};
-  // Patterns of files of which the leftovers stay after a told failure as well.
+  // They stay, in use, after a told failure as well.
   bool keeps_leftovers = false;
   // Other sound states of a file (null: it is missing), told in their own way.
   std::function<bool(const std::string& path, const std::string* content)> also = {};
   Volume volume = Volume::kUsual;
+  bool repeats = true;  // carried out again it gives the new files from wherever it was stopped
+  int stride = 1;       // of a long operation not every point is walked
 };
 
 inline void PrintTo(const Operation& operation, std::ostream* out) {

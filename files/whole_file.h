@@ -1,0 +1,15 @@
+// Writing a file as a whole.
+#pragma once
+
+#include <string_view>
+
+#include "files/file_path.h"
+
+namespace orvik {
+
+// Makes the bytes the file's content, so that whoever looks sees the old content or the new one
+// (platform/host/replace_file.h, not flushed); where only writing into the file is possible (a
+// device, a folder that takes no new file) writes into it. False when that fails.
+bool WriteWholeFile(const COrvikFilePath& file, std::string_view bytes);
+
+}  // namespace orvik

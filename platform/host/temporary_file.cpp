@@ -1,0 +1,53 @@
+#include "platform/host/temporary_file.h"
+
+#include <dirent.h>
+#include <fcntl.h>
+#include <sys/file.h>
+#include <sys/stat.h>
+
+#include <cerrno>
+#include <memory>
+
+namespace orvik::host {
+
+namespace {
+
+bool IsNamed(int file, int folder, const char* name) {
+  struct stat own, named;
+  return fstat(file, &own) == 0 && fstatat(folder, name, &named, AT_SYMLINK_NOFOLLOW) == 0 &&
+         own.st_dev == named.st_dev && own.st_ino == named.st_ino && own.st_uid == geteuid() &&
+         S_ISREG(own.st_mode);
+}
+
+}  // namespace
+
+Descriptor MakeLockedFile(const std::string& path) {
+  constexpr int kFlags = O_RDWR | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC;
+  Descriptor file(open(path.c_str(), kFlags, 0666));
+  if (!file) return file;
+  // Until it was locked another may have taken it for an abandoned one. Where there are no locks
+  // nobody does.
+  const bool is_taken = flock(file.get(), LOCK_EX | LOCK_NB) != 0 && errno == EWOULDBLOCK;
+  if (!is_taken && IsNamed(file.get(), AT_FDCWD, path.c_str())) return file;
+  errno = EEXIST;
+  return Descriptor();
+}
+
+void RemoveAbandonedFiles(const std::string& folder, std::string_view beginning,
+                          std::string_view end) {
+  const std::unique_ptr<DIR, int (*)(DIR*)> entries(opendir(folder.c_str()), closedir);
+  if (!entries) return;
+  const int parent = dirfd(entries.get());
+  while (const dirent* const entry = readdir(entries.get())) {
+    const std::string_view name = entry->d_name;
+    if (!name.starts_with(beginning) || !name.ends_with(end)) continue;
+    const Descriptor file(
+        openat(parent, entry->d_name, O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));
+    if (file && flock(file.get(), LOCK_EX | LOCK_NB) == 0 &&
+        IsNamed(file.get(), parent, entry->d_name)) {
+      unlinkat(parent, entry->d_name, 0);
+    }
+  }
+}
+
+}  // namespace orvik::host
