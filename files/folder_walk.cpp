@@ -8,7 +8,7 @@
 #include <vector>
 
 #include "files/path_arguments.h"
-#include "files/windows_file_refs.h"
+#include "files/windows_file_paths.h"
 #include "platform/carbon/iteration.h"
 #include "platform/core_foundation/string.h"
 #include "platform/host/file_names.h"
@@ -58,8 +58,7 @@ OSErr WalkFolder(const COrvikDirectoryPath& folder,
                  const std::function<void(std::u16string_view name, EntryKind kind)>& visit) {
   FSRef ref;
   FSIterator iterator = nullptr;
-  OSErr status =
-      GetFSRefFromFilename(PathArgument(folder.GetDirectoryPathString()), &ref, false, false);
+  OSErr status = FindFileBriefly(PathArgument(folder.GetDirectoryPathString()), &ref);
   if (status == 0) status = FSOpenIterator(&ref, kFSIterateFlat, &iterator);
   if (status != 0) return status;
   const std::unique_ptr<FSDirectoryIterator, OSErr (*)(FSIterator)> closed(iterator,
