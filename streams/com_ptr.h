@@ -28,6 +28,7 @@ class CComPtr {
     CComPtr(object).Swap(*this);
     return *this;
   }
+  // NOLINTNEXTLINE(bugprone-unhandled-self-assignment): the other form retains before it releases
   CComPtr& operator=(const CComPtr& other) { return *this = other.p; }
   CComPtr& operator=(CComPtr&& other) noexcept {
     CComPtr(std::move(other)).Swap(*this);
