@@ -26,7 +26,8 @@ class CDirectoryManipulator {
   static BOOL RemoveFilesFromDirectory(const COrvikDirectoryPath& folder,
                                        const CAtlString& pattern);
 
-  // Empties the folder at every depth; goes on after a failure. The folder itself stays.
+  // Empties the folder at every depth; goes on after a failure. Locks, and read-only folders of
+  // this user, are no obstacle. The folder itself stays.
   static BOOL RemoveAllFilesAndSubDirectories(const COrvikDirectoryPath& folder);
 
   // The same and then removes the folder; the result tells whether the folder is gone.

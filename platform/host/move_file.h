@@ -10,8 +10,9 @@ namespace orvik::host {
 //
 // To another volume it is copied, with mode, owner, times and extended attributes as far as the
 // rights and the volume allow, flushed to disk, and the source then removed. A copy that fails is
-// taken back. When the source cannot be removed wholly, the complete copy and what is left of the
-// source stay, and the result tells why.
+// taken back. The depth of a tree is bounded neither by the stack nor by open descriptors. When the
+// source cannot be removed wholly, the complete copy and what is left of the source stay, and the
+// result tells why.
 int MoveWithoutReplacing(const std::string& from, const std::string& to);
 
 // The part of it that copies, for any two volumes; for tests.
