@@ -5,7 +5,7 @@
 
 #include "files/file_path.h"
 
-namespace orvik {
+namespace [[gnu::visibility("default")]] orvik {
 
 // Makes the bytes the file's content, so that whoever looks sees the old content or the new one
 // (platform/host/replace_file.h, not flushed); where only writing into the file is possible (a

@@ -6,7 +6,8 @@
 
 #include "platform/host/descriptor.h"
 
-namespace orvik::host {
+namespace [[gnu::visibility("default")]] orvik {
+namespace host {
 
 // Makes an empty file of mode 0666 less the umask and holds a kernel lock on it for as long as the
 // descriptor is open, by which others see that it is in use. None, with errno, when it cannot be
@@ -18,4 +19,5 @@ Descriptor MakeLockedFile(const std::string& path);
 void RemoveAbandonedFiles(const std::string& folder, std::string_view beginning,
                           std::string_view end);
 
-}  // namespace orvik::host
+}  // namespace host
+}  // namespace orvik

@@ -137,7 +137,7 @@ std::vector<Operation> Operations() {
       },
       RunInstaller);
   installer.also = IsPartlyRecorded;
-  installer.stride = 7;
+  installer.stride = 23;
   return operations;
 }
 

@@ -30,7 +30,8 @@ namespace fs = std::filesystem;
 namespace {
 
 constexpr int kMostPoints = 5000;
-// Allocations are many: past the first ones not every one fails, unless ORVIK_FAULTS_ALL is set.
+// Allocations are many: past the first ones not every one fails. With ORVIK_FAULTS_ALL set every
+// point of every operation is walked.
 constexpr int kEveryAllocation = 30;
 constexpr int kStride = 11;
 
@@ -152,10 +153,9 @@ class Walker {
   };
 
   int Step() const {
-    return fault_.fault == Fault::kNoMemory && progress_.point >= kEveryAllocation &&
-                   getenv("ORVIK_FAULTS_ALL") == nullptr
-               ? kStride * operation_.stride
-               : operation_.stride;
+    if (getenv("ORVIK_FAULTS_ALL") != nullptr) return 1;
+    const bool skips = fault_.fault == Fault::kNoMemory && progress_.point >= kEveryAllocation;
+    return skips ? kStride * operation_.stride : operation_.stride;
   }
 
   std::string StageOf(int point) const {
