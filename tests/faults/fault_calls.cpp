@@ -15,6 +15,7 @@
 #include <new>
 #include <string>
 #include <string_view>
+#include <type_traits>
 
 #include "tests/faults/fault_layer.h"
 
@@ -311,22 +312,27 @@ FILE* FaultFopen32(const char*, const char*) __asm__("fopen") __attribute__((ali
 
 }  // extern "C"
 
+// The operators' symbols tell the type of sizes.
+constexpr bool kLongSizes = std::is_same_v<std::size_t, unsigned long>;
+
 // The sanitizer's or the library's own operators do the work, so that what checks them still does.
 void* operator new(std::size_t size) {
-  static auto* const next = Next<void*(std::size_t)>("_Znwm");
+  static auto* const next = Next<void*(std::size_t)>(kLongSizes ? "_Znwm" : "_Znwj");
   if (orvik::test::AllocationFails()) throw std::bad_alloc();
   return next(size);
 }
 void* operator new[](std::size_t size) {
-  static auto* const next = Next<void*(std::size_t)>("_Znam");
+  static auto* const next = Next<void*(std::size_t)>(kLongSizes ? "_Znam" : "_Znaj");
   if (orvik::test::AllocationFails()) throw std::bad_alloc();
   return next(size);
 }
 void* operator new(std::size_t size, const std::nothrow_t& tag) noexcept {
-  static auto* const next = Next<void*(std::size_t, const std::nothrow_t&)>("_ZnwmRKSt9nothrow_t");
+  static auto* const next = Next<void*(std::size_t, const std::nothrow_t&)>(
+      kLongSizes ? "_ZnwmRKSt9nothrow_t" : "_ZnwjRKSt9nothrow_t");
   return orvik::test::AllocationFails() ? nullptr : next(size, tag);
 }
 void* operator new[](std::size_t size, const std::nothrow_t& tag) noexcept {
-  static auto* const next = Next<void*(std::size_t, const std::nothrow_t&)>("_ZnamRKSt9nothrow_t");
+  static auto* const next = Next<void*(std::size_t, const std::nothrow_t&)>(
+      kLongSizes ? "_ZnamRKSt9nothrow_t" : "_ZnajRKSt9nothrow_t");
   return orvik::test::AllocationFails() ? nullptr : next(size, tag);
 }
