@@ -34,7 +34,7 @@ TEST_F(PackagesTest, HoldWhatTheySayAndNameWhatTheyNeed) {
       {"orvikprefs",
        {"/usr/bin/orvikprefs", "/man1/orvikprefs.1.gz", "/bash-completion/completions/orvikprefs",
         "/_orvikprefs", "/orvikprefs/copyright", "/changelog.Debian.gz"},
-       {"libc6 (", "libicu", "zlib1g ("}},
+       {"libc6 (", "libicu", "libstdc++6 ("}},
       {"liborvik1",
        {"/liborvik_xml.so.1.0.0", "/liborvik_platform.so.1 -> liborvik_platform.so.1.0.0",
         "/liborvik1/copyright", "/changelog.Debian.gz"},
