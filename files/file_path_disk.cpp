@@ -14,6 +14,7 @@
 #include "files/path_arguments.h"
 #include "files/windows_file_refs.h"
 #include "files/windows_files.h"
+#include "platform/host/descriptor.h"
 
 namespace orvik {
 namespace {
@@ -30,21 +31,6 @@ BOOL AllowOwnerToWrite(const char16_t* path) {
   info.permissions.mode |= kOwnerMayWrite;
   return FSSetCatalogInfo(&ref, kFSCatInfoPermissions, &info) == 0;
 }
-
-// Closes itself; -1 when there is none.
-class Descriptor {
- public:
-  explicit Descriptor(int number) : number_(number) {}
-  ~Descriptor() {
-    if (number_ >= 0) close(number_);
-  }
-  Descriptor(const Descriptor&) = delete;
-  Descriptor& operator=(const Descriptor&) = delete;
-  int get() const { return number_; }
-
- private:
-  int number_;
-};
 
 // The bytes read, which are fewer than asked for only at the end of the file; -1 on failure.
 ssize_t ReadPiece(int file, unsigned char* buffer, std::size_t count) {
@@ -112,9 +98,9 @@ std::uint32_t COrvikFilePath::GetFileChecksum() const {
   const std::optional<std::string> bytes = PathForLibc(path_);
   if (!bytes) return 0;
   // Without O_NONBLOCK a pipe would be waited for.
-  const Descriptor file(open(bytes->c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY));
+  const host::Descriptor file(open(bytes->c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY));
   struct stat record;
-  if (file.get() < 0 || fstat(file.get(), &record) != 0 || !S_ISREG(record.st_mode)) return 0;
+  if (!file || fstat(file.get(), &record) != 0 || !S_ISREG(record.st_mode)) return 0;
   const auto size = static_cast<std::size_t>(record.st_size);
   const auto buffer = std::make_unique_for_overwrite<unsigned char[]>(std::min(size, kPiece));
   std::uint32_t checksum = 0;

@@ -1,4 +1,4 @@
-// The trash of a volume, after the freedesktop.org Trash specification 1.0: a folder with "files",
+// The trash of a volume, by the rules of freedesktop.org for trash, 1.0: a folder with "files",
 // which holds what was thrown away, and "info", which tells for each where it came from.
 //
 // The home trash ($XDG_DATA_HOME/Trash, else ~/.local/share/Trash) serves the volume of the home;
