@@ -12,12 +12,11 @@
 #include "files/file_manipulator.h"
 #include "files/file_path.h"
 #include "files/urls.h"
+#include "fuzz/require.h"
+
+using orvik::fuzz::Require;
 
 namespace {
-
-void Require(bool holds) {
-  if (!holds) std::abort();
-}
 
 // A name for a file that is removed at the end of the process.
 struct ScratchFile {
