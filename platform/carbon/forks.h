@@ -23,9 +23,10 @@ using FSIORefNum = SInt16;
 //   fsRdWrShPerm   read and write, beside other writers
 //   fsRdDenyPerm   fsCurPerm; nobody else may read meanwhile
 //   fsWrDenyPerm   fsCurPerm; nobody else may write meanwhile
-// The rules are advisory locks of the kernel (a whole-file lock for reading, one byte far beyond any
-// content for writing), so programs that do not use them are not stopped, and where the file system
-// has no locks nothing is denied. Whoever lacks the right to write cannot deny writing to others.
+// The rules are advisory locks of the kernel (a whole-file lock for reading, one byte far beyond
+// any content for writing), so programs that do not use them are not stopped, and where the file
+// system has no locks nothing is denied. Whoever lacks the right to write cannot deny writing to
+// others.
 inline constexpr SInt8 fsCurPerm = 0x00;
 inline constexpr SInt8 fsRdPerm = 0x01;
 inline constexpr SInt8 fsWrPerm = 0x02;
