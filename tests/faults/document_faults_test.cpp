@@ -101,15 +101,8 @@ bool IsPartlyRecorded(const std::string& path, const std::string* content) {
          content->find("<key>Other</key>") != std::string::npos;
 }
 
-std::vector<Operation> Operations() {
-  std::vector<Operation> operations;
-  const auto add = [&operations](std::string name, auto prepare, auto run) -> Operation& {
-    operations.push_back({.name = std::move(name),
-                          .prepare = prepare,
-                          .run = run,
-                          .leftovers = {"*/.*.orvik-[0-3]", "tmp/*.xml", "tmp/*.rawstream"}});
-    return operations.back();
-  };
+OperationTable Operations() {
+  OperationTable add;
   Operation& save = add(
       "configuration", [] { WriteFile(InHome("/config.xml"), kConfig); }, SaveConfig);
   save.keeps_leftovers = true;
@@ -138,7 +131,10 @@ std::vector<Operation> Operations() {
       RunInstaller);
   installer.also = IsPartlyRecorded;
   installer.stride = 23;
-  return operations;
+  for (Operation& operation : add) {
+    operation.leftovers.insert(operation.leftovers.end(), {"tmp/*.xml", "tmp/*.rawstream"});
+  }
+  return add;
 }
 
 class DocumentFaultsTest : public ::testing::TestWithParam<Operation> {};

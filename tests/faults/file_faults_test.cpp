@@ -68,15 +68,8 @@ bool IsInTrash(const std::string& path, const std::string* content) {
   return path.starts_with("home/.local/share/Trash/") && content != nullptr;
 }
 
-std::vector<Operation> Operations() {
-  std::vector<Operation> operations;
-  const auto add = [&operations](std::string name, auto prepare, auto run) -> Operation& {
-    operations.push_back({.name = std::move(name),
-                          .prepare = prepare,
-                          .run = run,
-                          .leftovers = {"*/.*.orvik-[0-3]"}});
-    return operations.back();
-  };
+OperationTable Operations() {
+  OperationTable add;
   add(
       "shortcut", [] {},
       [] {
@@ -129,7 +122,7 @@ std::vector<Operation> Operations() {
         GetTempFileName(Wide(InTemp("")), u"abc", 1, name);
         return Told::kNothing;
       });
-  return operations;
+  return add;
 }
 
 class FileFaultsTest : public ::testing::TestWithParam<Operation> {};

@@ -50,15 +50,8 @@ bool LiesBeside(const std::string& path, const std::string* content) {
   return content == nullptr && fs::exists(Stage() + "/" + path + ".damaged");
 }
 
-std::vector<Operation> Operations() {
-  std::vector<Operation> operations;
-  const auto add = [&operations](std::string name, auto prepare, auto run) -> Operation& {
-    operations.push_back({.name = std::move(name),
-                          .prepare = prepare,
-                          .run = run,
-                          .leftovers = {"*/.*.orvik-[0-3]"}});
-    return operations.back();
-  };
+OperationTable Operations() {
+  OperationTable add;
   const std::pair<int, std::string> kScopes[] = {
       {kSharedScope, "shared"}, {kUserScope, "user"}, {kMachineScope, "machine"}};
   for (const auto& [number, name] : kScopes) {
@@ -128,12 +121,12 @@ std::vector<Operation> Operations() {
       });
   lock.volume = Volume::kPlain;
   // Taking and releasing the lock is the longer part of these, and walked with the first.
-  for (Operation& operation : operations) {
+  for (Operation& operation : add) {
     if (operation.name.starts_with("shared ") && operation.name != "shared string") {
       operation.stride = 3;
     }
   }
-  return operations;
+  return add;
 }
 
 class PreferenceFaultsTest : public ::testing::TestWithParam<Operation> {};

@@ -15,6 +15,7 @@
 #include <map>
 #include <ostream>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "tests/faults/fault_layer.h"
@@ -36,7 +37,7 @@ struct Operation {
 
   Steps steps = Steps::kNone;
   // Patterns of files that stay when the process is killed, or a removal fails, until the next run.
-  std::vector<std::string> leftovers = {};
+  std::vector<std::string> leftovers = {"*/.*.orvik-[0-3]"};
   // They stay, in use, after a told failure as well.
   bool keeps_leftovers = false;
   // Other sound states of a file (null: it is missing), told in their own way.
@@ -44,6 +45,15 @@ struct Operation {
   Volume volume = Volume::kUsual;
   bool repeats = true;  // carried out again it gives the new files from wherever it was stopped
   int stride = 1;       // of a long operation not every point is walked
+};
+
+// Operations, each put in by a call that leaves everything else as it usually is.
+struct OperationTable : std::vector<Operation> {
+  Operation& operator()(std::string name, std::function<void()> prepare,
+                        std::function<Told()> run) {
+    return emplace_back(
+        Operation{.name = std::move(name), .prepare = std::move(prepare), .run = std::move(run)});
+  }
 };
 
 inline void PrintTo(const Operation& operation, std::ostream* out) {
