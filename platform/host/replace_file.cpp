@@ -2,27 +2,22 @@
 
 #include <fcntl.h>
 #include <limits.h>
-#include <stdio.h>
-#include <sys/file.h>
+#include <sys/stat.h>
 #include <time.h>
 
 #include <algorithm>
 #include <cerrno>
-#include <cstdint>
 #include <set>
-#include <utility>
 
 #include "platform/host/descriptor.h"
 #include "platform/host/file_properties.h"
+#include "platform/host/passing_file.h"
 
 namespace orvik::host {
 
 namespace {
 
 constexpr int kOpenFlags = O_CLOEXEC | O_NOCTTY | O_NONBLOCK;
-// Names that files on their way may have, and how often all are tried, a millisecond apart.
-constexpr int kNames = 4;
-constexpr int kTries = 2000;
 constexpr int kMaximumLinks = 40;
 
 int RefusalOf(const struct stat& attributes) {
@@ -65,16 +60,6 @@ int ReadAll(int descriptor, std::size_t expected, std::string* content) {
   return 0;
 }
 
-std::string FolderOf(const std::string& path) {
-  const std::size_t slash = path.rfind('/');
-  if (slash == std::string::npos) return ".";
-  return slash == 0 ? "/" : path.substr(0, slash);
-}
-
-std::string NameOf(const std::string& path) {
-  return path.substr(path.rfind('/') + 1);
-}
-
 // The path of what a final symbolic link points to in the end, whether or not that exists.
 int FollowLinks(std::string* path) {
   for (int links = 0; links <= kMaximumLinks; ++links) {
@@ -102,154 +87,6 @@ bool Holds(int descriptor, std::size_t size, std::string_view content) {
   return true;
 }
 
-// The name of the file on its way to a target, within the 255 bytes of a name.
-std::string PassingName(const std::string& target_name, int number) {
-  constexpr std::size_t kLongestName = 255;
-  const std::string suffix = ".orvik-" + std::to_string(number);
-  if (target_name.size() + 1 + suffix.size() <= kLongestName) return "." + target_name + suffix;
-  std::uint64_t hash = 14695981039346656037u;  // FNV-1a
-  for (const char byte : target_name) {
-    hash = (hash ^ static_cast<unsigned char>(byte)) * 1099511628211u;
-  }
-  char digits[17];
-  snprintf(digits, sizeof digits, "%016lx", hash);
-  return "." + std::string(digits) + suffix;
-}
-
-// The new file from its making to the rename. Until then its end removes it.
-class PassingFile {
- public:
-  PassingFile(int folder, std::string target) : folder_(folder), target_(std::move(target)) {}
-  PassingFile(const PassingFile&) = delete;
-  PassingFile& operator=(const PassingFile&) = delete;
-  ~PassingFile() {
-    if (!name_.empty()) unlinkat(folder_, name_.c_str(), 0);
-  }
-
-  int descriptor() const { return file_.get(); }
-
-  // `mode` less the umask.
-  int Make(mode_t mode) {
-    RemoveAbandoned();
-    file_ = Descriptor(openat(folder_, ".", O_RDWR | O_TMPFILE | O_CLOEXEC, mode));
-    if (file_ && CanGetName()) {
-      flock(file_.get(), LOCK_EX | LOCK_NB);
-      return 0;
-    }
-    if (!file_ && errno != EOPNOTSUPP && errno != EISDIR && errno != ENOENT && errno != EINVAL)
-      return errno;
-    return MakeNamed(mode);
-  }
-
-  // Puts the file in the target's place. `old_file` is the open target (-1: none) when its space
-  // need not be given back on disk first.
-  int Arrive(int old_file) {
-    if (name_.empty()) {
-      if (const int error = GiveName()) return error;
-    }
-    if (old_file >= 0 && Exchange(old_file)) return 0;
-    if (renameat(folder_, name_.c_str(), folder_, target_.c_str()) != 0) return errno;
-    name_.clear();
-    return 0;
-  }
-
-  // Puts the file where nothing stands: EEXIST.
-  int ArriveAsNew() {
-    const int error = name_.empty() ? LinkTo(AT_FDCWD, ProcPath()) : LinkTo(folder_, name_);
-    if (error != EPERM && error != EOPNOTSUPP) return error;
-    // The volume knows no second names.
-    constexpr unsigned kFlags = RENAME_NOREPLACE;
-    if (renameat2(folder_, name_.c_str(), folder_, target_.c_str(), kFlags) != 0) return errno;
-    name_.clear();
-    return 0;
-  }
-
-  void RemoveAbandoned() const {
-    for (int number = 0; number < kNames; ++number) {
-      const std::string name = PassingName(target_, number);
-      if (faccessat(folder_, name.c_str(), F_OK, AT_SYMLINK_NOFOLLOW) != 0) continue;
-      const Descriptor file(openat(folder_, name.c_str(), O_RDONLY | O_NOFOLLOW | kOpenFlags));
-      if (file && flock(file.get(), LOCK_EX | LOCK_NB) == 0 && IsNamed(file.get(), name)) {
-        unlinkat(folder_, name.c_str(), 0);
-      }
-    }
-  }
-
- private:
-  int LinkTo(int from, const std::string& name) const {
-    constexpr int kFlags = AT_SYMLINK_FOLLOW;
-    return linkat(from, name.c_str(), folder_, target_.c_str(), kFlags) == 0 ? 0 : errno;
-  }
-
-  std::string ProcPath() const { return "/proc/self/fd/" + std::to_string(file_.get()); }
-
-  // Without /proc a file without a name cannot get one.
-  bool CanGetName() const { return access(ProcPath().c_str(), F_OK) == 0; }
-
-  // A rename over a file makes some volumes write the new one out at once and wait for it at the
-  // next rename; an exchange does not. The old file is locked, so that nobody takes it for an
-  // abandoned one and its name for free.
-  bool Exchange(int old_file) {
-    if (flock(old_file, LOCK_EX | LOCK_NB) != 0 ||
-        renameat2(folder_, name_.c_str(), folder_, target_.c_str(), RENAME_EXCHANGE) != 0) {
-      return false;
-    }
-    if (IsNamed(old_file, name_)) {
-      unlinkat(folder_, name_.c_str(), 0);
-    } else {
-      RemoveAbandoned();
-    }
-    name_.clear();
-    return true;
-  }
-
-  // Calls with one name after the other while the answer is EEXIST.
-  template <class Function>
-  int WithFreeName(Function function) {
-    for (int tries = 0; tries < kTries; ++tries) {
-      for (int number = 0; number < kNames; ++number) {
-        std::string name = PassingName(target_, number);
-        const int error = function(name);
-        if (error == 0) name_ = std::move(name);
-        if (error != EEXIST) return error;
-      }
-      usleep(1000);
-    }
-    return EBUSY;
-  }
-
-  int GiveName() {
-    return WithFreeName([this, path = ProcPath()](const std::string& name) {
-      return linkat(AT_FDCWD, path.c_str(), folder_, name.c_str(), AT_SYMLINK_FOLLOW) == 0 ? 0
-                                                                                           : errno;
-    });
-  }
-
-  int MakeNamed(mode_t mode) {
-    return WithFreeName([this, mode](const std::string& name) {
-      constexpr int kFlags = O_RDWR | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC;
-      file_ = Descriptor(openat(folder_, name.c_str(), kFlags, mode));
-      if (!file_) return errno;
-      // Between the making and the lock another may have taken the file for an abandoned one. Where
-      // there are no locks nobody takes it.
-      const bool is_taken = flock(file_.get(), LOCK_EX | LOCK_NB) != 0 && errno == EWOULDBLOCK;
-      return !is_taken && IsNamed(file_.get(), name) ? 0 : EEXIST;
-    });
-  }
-
-  bool IsNamed(int file, const std::string& name) const {
-    struct stat own, named;
-    return fstat(file, &own) == 0 &&
-           fstatat(folder_, name.c_str(), &named, AT_SYMLINK_NOFOLLOW) == 0 &&
-           own.st_dev == named.st_dev && own.st_ino == named.st_ino;
-  }
-
-  int folder_;
-  std::string target_;
-  Descriptor file_;
-  std::string name_;
-};
-
 // What a process left that was killed between an exchange and the removal of the old file.
 void RemoveExchanged(const std::string& target) {
   const Descriptor folder(open(FolderOf(target).c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
@@ -262,11 +99,6 @@ void StampTime(int descriptor) {
   timespec times[2] = {{.tv_sec = 0, .tv_nsec = UTIME_OMIT}, {}};
   clock_gettime(CLOCK_REALTIME, &times[1]);
   futimens(descriptor, times);
-}
-
-int FlushFolder(int folder) {
-  // Some volumes cannot flush folders.
-  return fsync(folder) == 0 || errno == EINVAL || errno == ENOTSUP ? 0 : errno;
 }
 
 thread_local int delays = 0;

@@ -56,6 +56,11 @@ bool IsForbidden(int folder, const char* path, mode_t right) {
          (record.st_mode & right) == 0;
 }
 
+bool InOneFolder(int from, std::string_view from_name, int to, std::string_view to_name) {
+  const auto folder = [](std::string_view name) { return name.substr(0, name.rfind('/') + 1); };
+  return from == to && folder(from_name) == folder(to_name);
+}
+
 // 0 when the open may go on.
 int Refusal(int folder, const char* path, int flags) {
   if (ArmedPlan() == nullptr) return 0;
@@ -257,7 +262,10 @@ int FaultRenameAt(int from, const char* from_name, int to, const char* to_name) 
   return Pass(Call::kRename, "renameat", from, from_name, to, to_name);
 }
 int FaultRenameAt2(int from, const char* from_name, int to, const char* to_name, unsigned flags) {
-  if (ArmedPlan() != nullptr && ArmedPlan()->volume == Volume::kOther) return errno = EXDEV, -1;
+  if (ArmedPlan() != nullptr && ArmedPlan()->volume == Volume::kOther &&
+      !InOneFolder(from, from_name, to, to_name)) {
+    return errno = EXDEV, -1;
+  }
   if (IsPlain() && flags != 0) return errno = EINVAL, -1;
   return Pass(Call::kRename, "renameat2", from, from_name, to, to_name, flags);
 }

@@ -22,7 +22,7 @@ enum class Fault {
 enum class Volume {
   kUsual,
   kPlain,  // knows no files without a name and no exchange of names
-  kOther,  // renames lead to another one
+  kOther,  // renames to another folder lead to another one
 };
 
 // The kind of a call: what may go wrong with it.

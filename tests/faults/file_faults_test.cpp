@@ -1,4 +1,6 @@
 // Files, shortcuts, copies, moves and the trash under faults.
+#include <algorithm>
+
 #include "files/directory_manipulator.h"
 #include "files/file_manipulator.h"
 #include "files/windows_files.h"
@@ -15,6 +17,7 @@ namespace {
 namespace fs = std::filesystem;
 
 constexpr char kContent[] = "the content of the source\n";
+constexpr int kMovedFiles = 2;
 constexpr char16_t kUrl[] = u"http://www.example.com/page";
 
 CAtlString Wide(const std::string& path) {
@@ -46,21 +49,28 @@ void MakeTree() {
   WriteFile(InHome("/tree/sub/b"), "file b");
 }
 
+// With or without its mode.
+bool IsWhole(const std::string&, const std::string* content) {
+  return content != nullptr &&
+         (*content == kContent || *content == "file a" || *content == "file b");
+}
+
 // Incomplete copies bear the type of busy files as soon as they hold a byte, and where one was to
 // replace another file that is gone first. A whole one gets its mode and times last.
 bool IsMarkedOrGone(const std::string& path, const std::string* content) {
-  if (content == nullptr || content->empty() || *content == kContent || *content == "file a" ||
-      *content == "file b") {
-    return true;
-  }
+  if (content == nullptr || content->empty() || IsWhole(path, content)) return true;
   return InfoOf(Stage() + "/" + path).finderInfo.fdType == FourCC("bzy ");
 }
 
-// The source of a move is removed when all of the copy is there.
-bool IsPartOfMove(const std::string& path, const std::string* content) {
-  const bool is_whole = content != nullptr && (*content == "file a" || *content == "file b");
-  return path.starts_with("home/to/") && content != nullptr &&
-         (is_whole || fs::exists(InHome("/tree/a")));
+// The source of a move to another volume is removed when all of the copy stands under its name.
+std::string FaultOfMove(const Snapshot& files) {
+  const auto count = [&files](const std::string& folder) {
+    return std::count_if(files.begin(), files.end(),
+                         [&folder](const auto& file) { return file.first.starts_with(folder); });
+  };
+  const auto there = count("root/to/"), here = count("home/tree/");
+  if (there != 0 && there != kMovedFiles) return "puts a part under the final name";
+  return there == 0 && here != kMovedFiles ? "loses a part of the source" : "";
 }
 
 // What a killed process has written about a file before it moved it is of no file.
@@ -99,12 +109,21 @@ OperationTable Operations() {
     return FromBool(CFileManipulator::MoveFileTo(FilePath("/source"), FilePath("/target")));
   });
   Operation& moved = add("move to another volume", MakeTree, [] {
-    return FromBool(MoveFile(Wide(InHome("/tree")), Wide(InHome("/to"))));
+    return FromBool(MoveFile(Wide(InHome("/tree")), Wide(InRoot("/to"))));
   });
   moved.volume = Volume::kOther;
   moved.steps = Steps::kAlways;
-  moved.also = IsPartOfMove;
+  moved.also = IsWhole;
+  moved.fault = FaultOfMove;
+  moved.leftovers = {"root/.to.orvik-[0-3]/*"};
   moved.repeats = false;  // what is there is not replaced
+  Operation& moved_file = add("file move to another volume", MakeSource, [] {
+    return FromBool(MoveFile(Wide(InHome("/source")), Wide(InRoot("/target"))));
+  });
+  moved_file.volume = Volume::kOther;
+  moved_file.steps = Steps::kAlways;
+  moved_file.also = IsWhole;
+  moved_file.repeats = false;
   Operation& trash = add("delete to the trash", MakeSource, [] {
     // Where no trash can be had it is deleted outright, which is a success.
     const BOOL done = CFileManipulator::DeleteFile(FilePath("/source"), FALSE, TRUE);

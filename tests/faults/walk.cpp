@@ -237,7 +237,7 @@ class Walker {
   }
 
   void Recover(const State& state) {
-    if (!operation_.repeats) return;
+    if (!operation_.repeats && !state.all_old) return;
     const Outcome outcome = RunWithFault(0);
     if (outcome.told == Told::kFailed && state.all_old) Find("fails the next time");
     if (!StateOf(Take(), false).all_new) Find("does not give the new files the next time");
@@ -264,6 +264,8 @@ class Walker {
       state.all_old = state.all_old && is_old;
       state.all_new = state.all_new && is_new;
     }
+    const std::string fault = operation_.fault ? operation_.fault(files) : std::string();
+    if (!fault.empty()) Find(fault);
     const bool in_steps =
         operation_.steps == Steps::kAlways || (operation_.steps == Steps::kWhenKilled && may_leave);
     if (!in_steps && !state.all_old && !state.all_new && !operation_.also) {

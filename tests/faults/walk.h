@@ -42,9 +42,12 @@ struct Operation {
   bool keeps_leftovers = false;
   // Other sound states of a file (null: it is missing), told in their own way.
   std::function<bool(const std::string& path, const std::string* content)> also = {};
+  // What is wrong with the files as a whole; "" for nothing.
+  std::function<std::string(const Snapshot& files)> fault = {};
   Volume volume = Volume::kUsual;
-  bool repeats = true;  // carried out again it gives the new files from wherever it was stopped
-  int stride = 1;       // of a long operation not every point is walked
+  // Carried out again it gives the new files from wherever it was stopped, not only from the old.
+  bool repeats = true;
+  int stride = 1;  // of a long operation not every point is walked
 };
 
 // Operations, each put in by a call that leaves everything else as it usually is.

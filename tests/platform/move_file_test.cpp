@@ -2,12 +2,14 @@
 
 #include <fcntl.h>
 #include <stdlib.h>
+#include <sys/file.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
 
 #include <cerrno>
 
 #include "platform/host/at_path.h"
+#include "platform/host/descriptor.h"
 #include "platform/host/tree_removal.h"
 #include "tests/support/file_trees.h"
 #include "tests/support/test_environment.h"
@@ -37,6 +39,21 @@ TEST_F(MoveFileTest, CopiesATreeWithWhatItCarriesAndRemovesTheSource) {
   EXPECT_EQ(fs::status(to / "sub").permissions(), fs::perms(0711));
   EXPECT_EQ(fs::read_symlink(to / "link"), "nowhere");
   EXPECT_TRUE(fs::is_fifo(to / "pipe"));
+}
+
+TEST_F(MoveFileTest, RemovesWhatKilledProcessesLeft) {
+  const auto passing = [this](int n) { return env_.folder() / (".to.orvik-" + std::to_string(n)); };
+  test::WriteFile(passing(0) / "sub" / "part", "abandoned");
+  fs::permissions(passing(0) / "sub", fs::perms::none);
+  test::WriteFile(passing(1), "abandoned");
+  test::WriteFile(passing(2) / "part", "in use");
+  const Descriptor in_use(open(passing(2).c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+  ASSERT_EQ(flock(in_use.get(), LOCK_EX | LOCK_NB), 0);
+  test::WriteFile(env_.folder() / "from" / "file", "content");
+  ASSERT_EQ(CopyThenRemove(env_.folder() / "from", env_.folder() / "to"), 0);
+  EXPECT_EQ(test::ReadFile(env_.folder() / "to" / "file"), "content");
+  EXPECT_FALSE(fs::exists(passing(0)) || fs::exists(passing(1)));
+  EXPECT_EQ(test::ReadFile(passing(2) / "part"), "in use");
 }
 
 // Far more levels than the process may open files.
@@ -72,6 +89,7 @@ TEST_F(MoveFileTest, NeverReplacesAndKeepsTheSourceOfAFailure) {
   EXPECT_EQ(CopyThenRemove(from, env_.folder() / "none" / "to"), ENOENT);
   EXPECT_EQ(test::ReadFile(from), "x");
   fs::create_directory(env_.folder() / "folder");
+  EXPECT_EQ(CopyThenRemove(env_.folder() / "folder", env_.folder() / "folder" / "in"), EINVAL);
   EXPECT_EQ(MoveWithoutReplacing(env_.folder() / "folder", env_.folder() / "folder" / "in"),
             EINVAL);
 }
