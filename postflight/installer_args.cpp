@@ -67,6 +67,9 @@ void InstallerArgs::setCustomerLogging(const NSString* value) {
 }
 
 const NSString* InstallerArgs::getDestVolMountPointAndPathToInstallDest() const {
+  if (m_destVolMountPoint == nullptr || m_pathToInstallDest == nullptr) {
+    return nullptr;
+  }
   if (m_destVolMountPoint->isEqualToString(CFSTR(u"/"))) {
     return m_pathToInstallDest;
   }

@@ -33,10 +33,10 @@ class InstallerArgs : public NSObject {
   void setRunSilent(ObjCBool silent) { m_runSilent = silent; }
 
   // The destination on its volume: the mount point directly followed by the install destination,
-  // or the destination alone for the mount point "/".
+  // or the destination alone for the mount point "/". None while one of the two is none.
   const NSString* getDestVolMountPointAndPathToInstallDest() const;
 
-  // Writes the arguments to the log.
+  // Writes the arguments to the log; there is no line for one that is none.
   void logValues() const;
 
  private:
