@@ -82,8 +82,9 @@ class CFileManipulator {
   static COrvikDirectoryPath GetSpecialDirectory(int folder, const CAtlString& sub_name);
 
   // An Internet shortcut (.url): "[InternetShortcut]\nURL=...\n" in ISO 8859-1. An existing file is
-  // left as it is (S_OK). E_INVALIDARG for an empty path or URL, for a folder, and when the file
-  // cannot be written; no file is left behind then.
+  // left as it is (S_OK), and so is a link that leads nowhere: nothing is written through it.
+  // E_INVALIDARG for an empty path or URL, for a folder, and when the file cannot be written; no
+  // file is left behind then.
   static HRESULT CreateURLShortcut(const CAtlString& url, const COrvikFilePath& shortcut);
 
   // The URL of such a file or of a property-list text with the key URL; empty when there is none.

@@ -27,6 +27,9 @@ TEST_F(Shortcuts, WritesInternetShortcuts) {
   EXPECT_EQ(create(u"http://b", File(path_)), S_OK);
   EXPECT_EQ(create(u"", File(path_)), S_OK);
   EXPECT_EQ(test::ReadFile(path_), "mine");
+  std::filesystem::create_symlink(env_.temp() / "elsewhere", env_.temp() / "dangling.url");
+  EXPECT_EQ(create(u"http://b", File(env_.temp() / "dangling.url")), S_OK);
+  EXPECT_FALSE(std::filesystem::exists(env_.temp() / "elsewhere"));
 
   const std::filesystem::path other = env_.folder() / "other.url";
   EXPECT_EQ(create(u"", File(other)), E_INVALIDARG);
