@@ -1,16 +1,13 @@
 // Seeks and reads of a file stream in any order, beside a plain model of its rules.
-#include <unistd.h>
-
 #include <algorithm>
 #include <cstddef>
 #include <cstdint>
-#include <cstdlib>
 #include <cstring>
 #include <filesystem>
-#include <fstream>
 #include <string>
 
 #include "fuzz/require.h"
+#include "fuzz/scratch_folder.h"
 #include "streams/stream_factory.h"
 
 namespace {
@@ -19,19 +16,12 @@ using orvik::fuzz::Require;
 
 constexpr std::int64_t kSize = 1000;
 
-struct File {
+struct File : orvik::fuzz::ScratchFolder {
   File() : content(kSize, '\0') {
     for (std::size_t i = 0; i < content.size(); ++i) content[i] = static_cast<char>(i * 31);
-    std::string pattern =
-        (std::filesystem::temp_directory_path() / "orvik-stream-fuzz-XXXXXX").string();
-    const int descriptor = mkstemp(pattern.data());
-    if (descriptor < 0) std::abort();
-    close(descriptor);
-    name = pattern;
-    std::ofstream(name, std::ios::binary) << content;
+    orvik::fuzz::WriteFile(name, content);
   }
-  ~File() { std::filesystem::remove(name); }
-  std::filesystem::path name;
+  const std::filesystem::path name = path() / "file";
   std::string content;
 };
 

@@ -1,0 +1,101 @@
+// Any command line of the tool: the arguments are what a plain reading of it says, and what is
+// recorded of a complete one is found in the store.
+#include <cstddef>
+#include <cstdint>
+#include <map>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "fuzz/require.h"
+#include "fuzz/scratch_folder.h"
+#include "platform/foundation/autorelease_pool.h"
+#include "platform/foundation/user_defaults.h"
+#include "platform/host/file_names.h"
+#include "postflight/install_information.h"
+#include "postflight/installer_args.h"
+
+using orvik::NSString;
+using orvik::fuzz::Require;
+
+namespace {
+
+using Arguments = std::map<std::string, std::string>;
+
+Arguments PlainlyRead(const std::vector<std::string>& line) {
+  Arguments arguments;
+  for (std::size_t i = 0; i + 1 < line.size(); ++i) {
+    if (line[i].size() >= 2 && line[i].front() == '-') {
+      arguments[line[i].substr(1)] = line[i + 1];
+      ++i;
+    }
+  }
+  return arguments;
+}
+
+bool Holds(const NSString* field, const std::string& bytes) {
+  return field != nullptr && orvik::host::FileNameToBytes(field->ToUnits()) == bytes;
+}
+
+// The fields against the arguments; whether all required ones are there.
+bool CheckFields(const orvik::InstallerArgs& fields, const Arguments& arguments) {
+  const std::pair<const char*, const NSString*> required[] = {
+      {"pathToPkg", fields.getFullPathToInstallPkg()},
+      {"pathToDest", fields.getPathToInstallDest()},
+      {"mountPointOfDest", fields.getDestVolMountPoint()},
+      {"rootOfCurrSystemFolder", fields.getCurrSystemFolderRootDir()},
+  };
+  bool complete = true;
+  for (const auto& [name, field] : required) {
+    const auto argument = arguments.find(name);
+    if (!complete) {
+      Require(field == nullptr);
+    } else if (argument == arguments.end()) {
+      complete = false;
+      Require(Holds(field, ""));
+    } else {
+      Require(Holds(field, argument->second));
+    }
+  }
+  const auto logging = arguments.find("customerLogging");
+  const bool is_given = complete && logging != arguments.end() && !logging->second.empty();
+  Require(is_given ? Holds(fields.getCustomerLogging(), logging->second)
+                   : fields.getCustomerLogging() == nullptr);
+  if (!complete || arguments.count("silent") == 0) Require(fields.getRunSilent() == orvik::NO);
+  return complete;
+}
+
+}  // namespace
+
+// An argument a line.
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+  static const orvik::fuzz::ScratchFolder scratch;
+  const std::string bytes = orvik::fuzz::Bytes(data, size);
+  std::string_view rest(bytes);
+  std::vector<std::string> line;
+  while (!rest.empty()) {
+    const std::string argument(orvik::fuzz::TakePart(rest, '\n'));
+    line.push_back(argument.substr(0, argument.find('\0')));
+  }
+
+  const orvik::NSAutoreleasePool pool;
+  const orvik::ScopedArguments scope(line);
+  orvik::InstallerArgs* const fields = new orvik::InstallerArgs;
+  const bool accepted = fields->initWithProcessInfo() == orvik::YES;
+  Arguments arguments = PlainlyRead(line);
+  Require(accepted == CheckFields(*fields, arguments));
+  if (accepted) {
+    const std::string& mount = arguments["mountPointOfDest"];
+    const std::string destination = (mount == "/" ? "" : mount) + arguments["pathToDest"];
+    const std::vector<orvik::InstallValue> values = orvik::RecordInstallInformation(*fields);
+    Require(values.size() == 6);
+    Require(orvik::CheckRecorded(values));
+    const std::u16string_view path = std::get<orvik::CAtlString>(values[1].value).View();
+    Require(path.ends_with(u'/'));
+    const NSString* joined = fields->getDestVolMountPointAndPathToInstallDest();
+    Require(path == joined->ToUnits() || path == joined->ToUnits() + u'/');
+    Require(path.size() == joined->ToUnits().size() || !destination.ends_with('/'));
+  }
+  fields->release();
+  return 0;
+}

@@ -1,0 +1,82 @@
+// Any file as the login window's list: what is a property list is loaded, an item that is added is
+// in the list once it has been written and read, and a file that cannot be written stays.
+#include <cstddef>
+#include <cstdint>
+#include <filesystem>
+#include <string>
+#include <string_view>
+
+#include "fuzz/require.h"
+#include "fuzz/scratch_folder.h"
+#include "platform/core_foundation/property_list_forms.h"
+#include "platform/foundation/autorelease_pool.h"
+#include "platform/foundation/file_path.h"
+#include "platform/foundation/number.h"
+#include "postflight/login_window_plist.h"
+
+using orvik::LoginWindowPlist;
+using orvik::NSDictionary;
+using orvik::NSNumber;
+using orvik::NSString;
+using orvik::fuzz::Require;
+
+namespace {
+
+// The number of items with the path; all of them have the hide flag.
+int Count(const orvik::NSArray* items, const NSString* path, bool hide) {
+  int count = 0;
+  for (const orvik::NSObject* object : items->Objects()) {
+    const auto* item = dynamic_cast<const NSDictionary*>(object);
+    if (item == nullptr) continue;
+    const orvik::NSObject* item_path = item->objectForKey(orvik::CFSTR(u"Path"));
+    if (item_path == nullptr || !item_path->isEqual(path)) continue;
+    const auto* flag = dynamic_cast<const NSNumber*>(item->objectForKey(orvik::CFSTR(u"Hide")));
+    Require(flag != nullptr && flag->isEqual(NSNumber::numberWithBool(hide ? 1 : 0)));
+    ++count;
+  }
+  return count;
+}
+
+void Check(LoginWindowPlist& list, LoginWindowPlist& again, const std::filesystem::path& path,
+           const NSString* item, bool hide, const std::string& bytes) {
+  const NSString* const file = orvik::Autoreleased(orvik::NewStringFromPath(path.string()));
+  const auto root = orvik::ReadPropertyList(bytes, orvik::kCFPropertyListImmutable).root;
+  Require((list.initWithFilePath(file) == orvik::YES) == (root != nullptr));
+  Require((list.Plist() != nullptr) == (root != nullptr));
+  if (!root) return;
+  Require(list.Plist()->isEqual(root.get()));
+
+  Require(list.addFilePathToAutoLaunchedAppDictArr(item, hide ? orvik::YES : orvik::NO) ==
+          orvik::YES);
+  const orvik::NSArray* items = list.autoLaunchedAppDictArr();
+  Require((items != nullptr) == (root->typeID() == orvik::CFDictionaryGetTypeID()));
+  if (items != nullptr) Require(Count(items, item, hide) >= 1);
+  if (list.write() != orvik::YES) {
+    Require(orvik::fuzz::ReadFile(path) == bytes);
+    list.setpFormat(orvik::kCFPropertyListXMLFormat_v1_0);
+    Require(list.write() == orvik::YES);
+  }
+  Require(again.initWithFilePath(file) == orvik::YES);
+  Require(again.Plist()->isEqual(list.Plist()));
+}
+
+}  // namespace
+
+// The first byte is the hide flag; then the path of the item, up to a line end, and the file.
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+  static const orvik::fuzz::ScratchFolder scratch;
+  const std::filesystem::path path = scratch.path() / "loginwindow.plist";
+  const std::string bytes = orvik::fuzz::Bytes(data, size);
+  std::string_view rest = std::string_view(bytes).substr(bytes.empty() ? 0 : 1);
+  const std::string_view item = orvik::fuzz::TakePart(rest, '\n');
+  orvik::fuzz::WriteFile(path, rest);
+
+  const orvik::NSAutoreleasePool pool;
+  auto* const list = new LoginWindowPlist;
+  auto* const again = new LoginWindowPlist;
+  Check(*list, *again, path, orvik::Autoreleased(orvik::NewStringFromPath(item)),
+        size > 0 && (data[0] & 1) != 0, std::string(rest));
+  list->release();
+  again->release();
+  return 0;
+}

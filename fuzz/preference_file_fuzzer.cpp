@@ -1,0 +1,129 @@
+// Any bytes as the file of a domain, in every scope: a value that is written is read, one that is
+// removed is gone, other entries stay, and a file that had to be replaced is kept beside.
+#include <cstddef>
+#include <cstdint>
+#include <filesystem>
+#include <string>
+#include <string_view>
+
+#include "fuzz/entries.h"
+#include "fuzz/require.h"
+#include "fuzz/scratch_folder.h"
+#include "prefs/key_path.h"
+#include "prefs/preferences.h"
+
+using orvik::CAtlString;
+using orvik::OwnedObject;
+using orvik::fuzz::Dictionary;
+using orvik::fuzz::Entries;
+using orvik::fuzz::Require;
+namespace fs = std::filesystem;
+
+namespace {
+
+const CAtlString kDomain(u"com.example.Fuzz");
+const CAtlString kValue(u"a value");
+
+struct Machine : orvik::fuzz::ScratchFolder {
+  Machine() {
+    for (const int scope : {0, 1, 4}) fs::create_directories(Folder(scope));
+  }
+  fs::path Folder(int scope) const {
+    return scope == 0   ? root() / "Users/Shared/Library/Preferences"
+           : scope == 1 ? home() / "Library/Preferences"
+                        : root() / "Library/Preferences";
+  }
+};
+
+// Whether the entries but one are the same.
+bool OthersAreEqual(const OwnedObject& a, const OwnedObject& b, const CAtlString& name) {
+  const OwnedObject key(orvik::NSString::NewFromUnits(name.View()));
+  for (const OwnedObject* root : {&a, &b}) Dictionary(*root)->removeObjectForKey(key.get());
+  return a->isEqual(b.get());
+}
+
+bool IsKept(const fs::path& folder, std::string_view bytes) {
+  for (const auto& entry : fs::directory_iterator(folder)) {
+    if (orvik::fuzz::ReadFile(entry.path()) == bytes) return true;
+  }
+  return false;
+}
+
+struct Read {
+  CAtlString text;
+  bool found;
+};
+
+Read ReadText(int scope, const CAtlString& path, const CAtlString& name) {
+  unsigned long error = 7;
+  Read read;
+  read.text =
+      orvik::GetPreferenceString(scope, path, name, CAtlString(u"default"), &error, kDomain);
+  read.found = error == orvik::kPreferenceSuccess;
+  Require(read.found || (error == orvik::kPreferenceNotFound && read.text.View() == u"default"));
+  orvik::GetPreferenceInt(scope, path, name, 3, &error, kDomain);
+  Require((error == orvik::kPreferenceSuccess) == read.found);
+  return read;
+}
+
+bool IsListed(int scope, const CAtlString& path, const CAtlString& name) {
+  orvik::CAtlArray<CAtlString> names;
+  orvik::ListPreferences(scope, path, names, kDomain);
+  for (std::size_t i = 0; i < names.GetCount(); ++i) {
+    if (names[i].View() == name.View()) return true;
+  }
+  return false;
+}
+
+}  // namespace
+
+// The first byte chooses the scope; then the key path and the name, up to line ends, and the file.
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+  static const Machine machine;
+  if (size == 0) return 0;
+  constexpr int kScopes[] = {orvik::kSharedScope, orvik::kUserScope, orvik::kMachineScope};
+  const int scope = kScopes[data[0] % 3];
+  const std::string bytes = orvik::fuzz::Bytes(data + 1, size - 1);
+  std::string_view file_bytes = bytes;
+  const std::string_view path_bytes = orvik::fuzz::TakePart(file_bytes, '\n');
+  const std::string_view name_bytes = orvik::fuzz::TakePart(file_bytes, '\n');
+  const CAtlString path(std::u16string(path_bytes.begin(), path_bytes.end()));
+  const CAtlString name(std::u16string(name_bytes.begin(), name_bytes.end()));
+  const fs::path folder = machine.Folder(scope);
+  const fs::path file = folder / "com.example.Fuzz.plist";
+  orvik::fuzz::RemoveAllIn(folder);
+  orvik::fuzz::WriteFile(file, file_bytes);
+  const OwnedObject before = Entries(file_bytes);
+
+  const Read first = ReadText(scope, path, name);
+  Require(before || !first.found);
+  const orvik::KeyPath keys(path);
+  if (!keys.empty() && first.found) Require(IsListed(scope, path, name));
+  Require(orvik::fuzz::ReadFile(file) == file_bytes);
+
+  const orvik::DWORD written = orvik::WritePreferenceString(scope, path, name, kValue, kDomain);
+  Require(written == orvik::kPreferenceSuccess ||
+          (written == orvik::kPreferenceBadKey && !keys.empty()));
+  const std::string now = orvik::fuzz::ReadFile(file);
+  if (now == file_bytes) {
+    // Either it was there, or there was no place for it.
+    const Read read = ReadText(scope, path, name);
+    Require(read.text.View() == first.text.View() && read.found == first.found);
+    Require(read.text.View() == kValue.View() || written == orvik::kPreferenceBadKey || !before);
+    return 0;
+  }
+  Require(written == orvik::kPreferenceSuccess);
+  Require(ReadText(scope, path, name).text.View() == kValue.View());
+  const CAtlString top = keys.empty() ? name : keys.name(1);
+  const OwnedObject after = Entries(now);
+  Require(after != nullptr);
+  const bool lost_nothing = before ? OthersAreEqual(before, after, top)
+                                   : file_bytes.empty() || IsKept(folder, file_bytes);
+  Require(lost_nothing);
+
+  Require(orvik::DeletePreference(scope, path, name, kDomain) == orvik::kPreferenceSuccess);
+  Require(!ReadText(scope, path, name).found && !IsListed(scope, path, name));
+  const OwnedObject end = Entries(orvik::fuzz::ReadFile(file));
+  Require(end != nullptr && OthersAreEqual(after, end, top));
+  return 0;
+}

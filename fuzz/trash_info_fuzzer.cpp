@@ -1,0 +1,97 @@
+// The info file of something thrown away, in the home trash and in that of a volume: it gives the
+// original path back, takes its name, and goes away unless it is kept.
+#include <unistd.h>
+
+#include <algorithm>
+#include <cstddef>
+#include <cstdint>
+#include <filesystem>
+#include <string>
+#include <string_view>
+
+#include "fuzz/require.h"
+#include "fuzz/scratch_folder.h"
+#include "platform/carbon/trash.h"
+#include "platform/host/errno_status.h"
+
+using orvik::fuzz::Require;
+namespace fs = std::filesystem;
+
+namespace {
+
+struct Trashes : orvik::fuzz::ScratchFolder {
+  Trashes() {
+    orvik::FSRef files;
+    Require(orvik::FSFindHomeTrashFolder(true, &files) == orvik::noErr);
+    volume_trash = volume / (".Trash-" + std::to_string(getuid()));
+    fs::create_directories(volume_trash / "files");
+    fs::create_directory(volume_trash / "info");
+  }
+  const fs::path home_trash = home() / ".local/share/Trash";
+  const fs::path volume = path() / "volume";
+  fs::path volume_trash;
+};
+
+bool IsDate(std::string_view text) {
+  constexpr std::string_view kForm = "0000-00-00T00:00:00";
+  return std::equal(text.begin(), text.end(), kForm.begin(), kForm.end(), [](char c, char form) {
+    return form == '0' ? c >= '0' && c <= '9' : c == form;
+  });
+}
+
+// The three lines of an info file; gives the path.
+std::string OriginalPath(const std::string& file) {
+  std::string_view rest = file;
+  Require(orvik::fuzz::TakePart(rest, '\n') == "[Trash Info]");
+  std::string_view path = orvik::fuzz::TakePart(rest, '\n');
+  std::string_view date = orvik::fuzz::TakePart(rest, '\n');
+  Require(rest.empty() && file.ends_with('\n'));
+  Require(path.starts_with("Path=") && date.starts_with("DeletionDate="));
+  path.remove_prefix(path.find('=') + 1);
+  date.remove_prefix(date.find('=') + 1);
+  Require(IsDate(date));
+  return orvik::fuzz::PercentDecoded(path);
+}
+
+}  // namespace
+
+// The first byte chooses the trash and whether the file lay on its volume; then the name in the
+// trash, up to a line end, and the rest of the path.
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+  static const Trashes trashes;
+  if (size == 0) return 0;
+  const bool in_home = (data[0] & 1) != 0;
+  const bool was_on_volume = (data[0] & 2) != 0;
+  std::string bytes = orvik::fuzz::Bytes(data + 1, size - 1);
+  std::replace(bytes.begin(), bytes.end(), '\0', ' ');
+  std::string_view rest = bytes;
+  std::string name(orvik::fuzz::TakePart(rest, '\n'));
+  std::replace(name.begin(), name.end(), '/', ':');
+  if (name.empty() || name == "." || name == "..") return 0;
+
+  const fs::path trash = in_home ? trashes.home_trash : trashes.volume_trash;
+  const std::string target = (trash / "files").string() + "/" + name;
+  const std::string info = (trash / "info").string() + "/" + name + ".trashinfo";
+  const std::string source =
+      (was_on_volume ? trashes.volume.string() : std::string()) + "/" + std::string(rest);
+  Require(!orvik::TrashNameIsTaken(target));
+  {
+    orvik::TrashInfo first;
+    const orvik::OSErr status = first.Write(source, target);
+    Require((status == orvik::noErr) == (name.size() <= orvik::kLongestTrashName));
+    if (status != orvik::noErr) return 0;
+    Require(orvik::TrashNameIsTaken(target));
+    Require(OriginalPath(orvik::fuzz::ReadFile(info)) ==
+            (!in_home && was_on_volume ? std::string(rest) : source));
+    orvik::TrashInfo second;
+    Require(second.Write("/another", target) == orvik::dupFNErr);
+  }
+  Require(!orvik::TrashNameIsTaken(target));
+  {
+    orvik::TrashInfo kept;
+    Require(kept.Write(source, target) == orvik::noErr);
+    kept.Keep();
+  }
+  Require(fs::remove(info));
+  return 0;
+}
