@@ -3,13 +3,14 @@
 #include <limits.h>
 #include <unistd.h>
 
-#include <cstdlib>
+#include <cstdint>
 #include <optional>
 #include <string>
 #include <string_view>
 
 #include "platform/foundation/file_path.h"
 #include "platform/host/errno_status.h"
+#include "platform/host/kernel_texts.h"
 #include "platform/host/replace_file.h"
 
 namespace orvik {
@@ -23,14 +24,6 @@ std::string ProcFile(pid_t pid, const char* name) {
   return "/proc/" + std::to_string(pid) + "/" + name;
 }
 
-// What a "key:<tab>value" line of /proc/<pid>/status says.
-std::string_view StatusField(std::string_view status, std::string_view key) {
-  std::size_t at = status.find(key);
-  if (at == std::string_view::npos) return {};
-  at += key.size();
-  return status.substr(at, status.find('\n', at) - at);
-}
-
 std::optional<ProcessSerialNumber> FindProcess(pid_t pid) {
   std::string stat, status;
   if (pid <= 0 || host::ReadWholeFile(ProcFile(pid, "stat"), &stat) != 0 ||
@@ -38,20 +31,10 @@ std::optional<ProcessSerialNumber> FindProcess(pid_t pid) {
     return std::nullopt;
   }
   // A thread has such a folder too.
-  if (StatusField(status, "\nTgid:\t") != std::to_string(pid)) return std::nullopt;
-  // The name, the second field, is in parentheses and may hold anything; the state is the third
-  // field and the start time the 22nd.
-  constexpr int kFieldsToStartTime = 20;
-  std::size_t at = stat.rfind(')');
-  if (at == std::string::npos || at + 2 >= stat.size()) return std::nullopt;
-  const char state = stat[at + 2];
-  if (state == 'Z' || state == 'X') return std::nullopt;
-  for (int field = 0; field < kFieldsToStartTime && at != std::string::npos; ++field) {
-    at = stat.find(' ', at + 1);
-  }
-  if (at == std::string::npos) return std::nullopt;
-  const unsigned long long start = std::strtoull(stat.c_str() + at + 1, nullptr, 10);
-  return ProcessSerialNumber{static_cast<UInt32>(start), static_cast<UInt32>(pid)};
+  if (host::StatusFieldIn(status, "Tgid") != std::to_string(pid)) return std::nullopt;
+  const std::optional<std::uint64_t> start = host::StartTimeIn(stat);
+  if (!start) return std::nullopt;
+  return ProcessSerialNumber{static_cast<UInt32>(*start), static_cast<UInt32>(pid)};
 }
 
 bool IsRunning(const ProcessSerialNumber& process) {

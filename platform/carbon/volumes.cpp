@@ -1,10 +1,11 @@
 #include "platform/carbon/volumes.h"
 
 #include <algorithm>
-#include <fstream>
 #include <mutex>
-#include <sstream>
 #include <vector>
+
+#include "platform/host/kernel_texts.h"
+#include "platform/host/replace_file.h"
 
 namespace orvik::carbon {
 namespace {
@@ -17,22 +18,6 @@ std::mutex volumes_mutex;
 std::vector<std::uint64_t>& Volumes() {
   static std::vector<std::uint64_t> mount_ids;
   return mount_ids;
-}
-
-// The mount table writes blanks and backslashes as three octal digits.
-std::string Unescape(const std::string& text) {
-  const auto digit = [&](std::size_t i) { return text[i] >= '0' && text[i] <= '7'; };
-  std::string plain;
-  for (std::size_t i = 0; i < text.size(); ++i) {
-    if (text[i] == '\\' && i + 3 < text.size() && digit(i + 1) && digit(i + 2) && digit(i + 3)) {
-      plain += static_cast<char>((text[i + 1] - '0') * 64 + (text[i + 2] - '0') * 8 +
-                                 (text[i + 3] - '0'));
-      i += 3;
-    } else {
-      plain += text[i];
-    }
-  }
-  return plain;
 }
 
 }  // namespace
@@ -57,16 +42,9 @@ std::string MountPointOf(FSVolumeRefNum volume) {
     if (index < 0 || index >= static_cast<int>(Volumes().size())) return {};
     mount_id = Volumes()[static_cast<std::size_t>(index)];
   }
-  std::ifstream table{"/proc/self/mountinfo"};
-  for (std::string line; std::getline(table, line);) {
-    std::istringstream fields{line};
-    std::uint64_t id = 0;
-    std::string parent, device, root, mount_point;
-    if (fields >> id >> parent >> device >> root >> mount_point && id == mount_id) {
-      return Unescape(mount_point);
-    }
-  }
-  return {};
+  std::string table;
+  host::ReadWholeFile("/proc/self/mountinfo", &table);
+  return host::MountPointIn(table, mount_id);
 }
 
 }  // namespace orvik::carbon
