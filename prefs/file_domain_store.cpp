@@ -81,7 +81,7 @@ PrefStatus FileDomainStore::Save() {
   if (!changed_) {
     return PrefStatus::Ok();
   }
-  const PrefStatus status = file_.Save(root_);
+  const PrefStatus status = file_.Save(root_, kept_);
   changed_ = !status.ok();
   if (status.ok()) {
     kept_ = {};

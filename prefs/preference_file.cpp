@@ -8,6 +8,7 @@
 #include "platform/core_foundation/preferences.h"
 #include "platform/host/errno_status.h"
 #include "platform/host/file_access.h"
+#include "platform/host/replace_file.h"
 #include "prefs/platform_values.h"
 #include "prefs/preferences.h"
 
@@ -96,7 +97,7 @@ PrefStatus PreferenceFile::KeepAside(host::KeptFile* kept) const {
   // Only a refused read stands for a whole file behind it; after any other failure the file may
   // be readable again, so it stays where it is.
   if (PrefStatusFromSave(read_status_).error == PrefError::kNotPermitted) {
-    *kept = host::MoveBeside(path());
+    *kept = host::KeepUnreadBeside(path());
     if (kept->error == 0) {
       return PrefStatus::Ok();
     }
@@ -104,13 +105,17 @@ PrefStatus PreferenceFile::KeepAside(host::KeptFile* kept) const {
   return {PrefError::kUnreadable, read_status_};
 }
 
-PrefStatus PreferenceFile::Save(CFPropertyListRef root) const {
+PrefStatus PreferenceFile::Save(CFPropertyListRef root, const host::KeptFile& kept) const {
   if (!MakeFolder()) {
     return {WhyFolderCannotBeMade(path()), coreFoundationUnknownErr};
   }
   const CAutoCFRelease<CFDataRef> bytes(CFPropertyListCreateXMLData(kCFAllocatorDefault, root));
   if (!bytes) {
     return {PrefError::kNotSerializable, coreFoundationUnknownErr};
+  }
+  if (contents_ == Contents::kUnreadable && !kept.path.empty()) {
+    const int error = host::SupersedeFile(path(), bytes.Get()->View()).error;
+    return PrefStatusFromSave(host::StatusFromErrno(error));
   }
   SInt32 code = coreFoundationUnknownErr;
   CFURLWriteDataAndPropertiesToResource(url_, bytes, nullptr, &code);

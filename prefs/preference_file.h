@@ -42,7 +42,9 @@ class PreferenceFile {
 
   // Writes the property list as the whole file, making the folder that holds it. The system status
   // is coreFoundationUnknownErr when the folder cannot be made or the value cannot be serialised.
-  PrefStatus Save(CFPropertyListRef root) const;
+  // `kept` is what KeepAside told, if it was called: a file that is kept and could not be read is
+  // replaced whatever its rights, by one of mode 0666 less the umask.
+  PrefStatus Save(CFPropertyListRef root, const host::KeptFile& kept = {}) const;
 
   // Makes the folder that holds the file, with its parents.
   bool MakeFolder() const;

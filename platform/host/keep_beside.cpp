@@ -18,6 +18,12 @@ std::string NameBeside(const std::string& file, int number) {
   return file + (number == 1 ? ".damaged" : ".damaged-" + std::to_string(number));
 }
 
+bool AreOne(const std::string& path, const std::string& other) {
+  struct stat one, two;
+  return stat(path.c_str(), &one) == 0 && stat(other.c_str(), &two) == 0 &&
+         one.st_dev == two.st_dev && one.st_ino == two.st_ino;
+}
+
 }  // namespace
 
 KeptFile KeepBeside(const std::string& file, std::string_view content, Flush flush) {
@@ -37,10 +43,16 @@ KeptFile KeepBeside(const std::string& file, std::string_view content, Flush flu
   return {EEXIST, {}, false};
 }
 
-KeptFile MoveBeside(const std::string& file) {
+KeptFile KeepUnreadBeside(const std::string& file) {
   for (int number = 1; number <= kMaximumNames; ++number) {
     KeptFile kept{0, NameBeside(file, number), true};
-    kept.error = MoveWithoutReplacing(file, kept.path);
+    const char* const name = kept.path.c_str();
+    if (linkat(AT_FDCWD, file.c_str(), AT_FDCWD, name, AT_SYMLINK_FOLLOW) == 0) return kept;
+    kept.error = errno;
+    if (kept.error == EEXIST && AreOne(kept.path, file)) return {0, kept.path, false};
+    const bool has_one_name = kept.error == EPERM || kept.error == EXDEV ||
+                              kept.error == EOPNOTSUPP || kept.error == EMLINK;
+    if (has_one_name) kept.error = MoveWithoutReplacing(file, kept.path);
     if (kept.error != EEXIST) return kept;
   }
   return {EEXIST, {}, false};
@@ -49,16 +61,13 @@ KeptFile MoveBeside(const std::string& file) {
 void TakeBack(const KeptFile& kept, const std::string& file) {
   if (!kept.made || kept.error != 0) return;
   std::string old, present;
-  struct stat record, kept_record;
+  struct stat record;
   if (lstat(file.c_str(), &record) != 0) {
     if (errno == ENOENT) MoveWithoutReplacing(kept.path, file);
     return;
   }
-  const bool same = stat(file.c_str(), &record) == 0 &&
-                    stat(kept.path.c_str(), &kept_record) == 0 &&
-                    record.st_dev == kept_record.st_dev && record.st_ino == kept_record.st_ino;
-  if (same || (ReadWholeFile(file, &present) == 0 && ReadWholeFile(kept.path, &old) == 0 &&
-               old == present)) {
+  if (AreOne(kept.path, file) || (ReadWholeFile(file, &present) == 0 &&
+                                  ReadWholeFile(kept.path, &old) == 0 && old == present)) {
     unlink(kept.path.c_str());
   }
 }

@@ -20,8 +20,9 @@ struct KeptFile {
 // of such a name that holds the content already will do. EEXIST after a thousand names.
 KeptFile KeepBeside(const std::string& file, std::string_view content, Flush flush);
 
-// Moves a file, which need not be readable, to such a name.
-KeptFile MoveBeside(const std::string& file);
+// The same with a file that need not be readable. Where it can have no second name, because it is
+// another user's or the volume knows none, it is moved to such a name.
+KeptFile KeepUnreadBeside(const std::string& file);
 
 // Takes back what one of the two made, unless the file has been replaced meanwhile.
 void TakeBack(const KeptFile& kept, const std::string& file);

@@ -104,6 +104,71 @@ void StampTime(int descriptor) {
 thread_local int delays = 0;
 thread_local std::set<std::string> unflushed_folders;
 
+enum class OldFile { kModel, kSuperseded };
+
+ReplaceResult Replace(const std::string& path, std::string_view content, Flush flush,
+                      const std::string& model, OldFile old_role) {
+  ReplaceResult result;
+  const auto fail = [&result](int error) {
+    result.error = error;
+    return result;
+  };
+  std::string target = path;
+  if (const int error = FollowLinks(&target)) return fail(error);
+  if (target.empty() || target.ends_with('/')) return fail(target.empty() ? ENOENT : EISDIR);
+
+  // What cannot be read for lack of rights can be replaced all the same.
+  struct stat old;
+  const bool exists = stat(target.c_str(), &old) == 0;
+  if (!exists && errno != ENOENT) return fail(errno);
+  Descriptor old_file;
+  if (exists) {
+    if (const int refusal = RefusalOf(old)) return fail(refusal);
+  }
+  const bool is_kept = exists && old_role == OldFile::kModel;
+  if (is_kept) {
+    if (faccessat(AT_FDCWD, target.c_str(), W_OK, AT_EACCESS) != 0) return fail(errno);
+    old_file = Descriptor(open(target.c_str(), O_RDONLY | kOpenFlags));
+    if (old_file && fstat(old_file.get(), &old) == 0 &&
+        Holds(old_file.get(), static_cast<std::size_t>(old.st_size), content)) {
+      result.identity = IdentityOf(old);
+      if (flush == Flush::kNone) RemoveExchanged(target);
+      return result;
+    }
+  }
+
+  Descriptor model_file;
+  bool is_modelled = is_kept;
+  if (!exists && !model.empty() && stat(model.c_str(), &old) == 0) {
+    model_file = Descriptor(open(model.c_str(), O_RDONLY | kOpenFlags));
+    is_modelled = true;
+  }
+
+  const Descriptor folder(open(FolderOf(target).c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+  if (!folder) return fail(errno);
+  PassingFile file(folder.get(), NameOf(target));
+  if (const int error = file.Make(is_modelled ? old.st_mode & 0666 : 0666)) return fail(error);
+  if (const int error = WriteAll(file.descriptor(), content)) return fail(error);
+  if (is_modelled) {
+    KeepProperties((is_kept ? old_file : model_file).get(), old, file.descriptor());
+  }
+  StampTime(file.descriptor());
+  if (flush == Flush::kToDisk && fsync(file.descriptor()) != 0) return fail(errno);
+  if (const int error = file.Arrive(flush == Flush::kNone ? old_file.get() : -1))
+    return fail(error);
+  result.wrote = true;
+  struct stat present;
+  if (fstat(file.descriptor(), &present) == 0) result.identity = IdentityOf(present);
+  if (flush == Flush::kToDisk) {
+    if (delays > 0) {
+      unflushed_folders.insert(FolderOf(target));
+    } else if (const int error = FlushFolder(folder.get())) {
+      return fail(error);
+    }
+  }
+  return result;
+}
+
 }  // namespace
 
 FolderFlushDelay::FolderFlushDelay() {
@@ -141,62 +206,11 @@ int ReadWholeFile(const std::string& path, std::string* content, FileIdentity* i
 
 ReplaceResult ReplaceFile(const std::string& path, std::string_view content, Flush flush,
                           const std::string& model) {
-  ReplaceResult result;
-  const auto fail = [&result](int error) {
-    result.error = error;
-    return result;
-  };
-  std::string target = path;
-  if (const int error = FollowLinks(&target)) return fail(error);
-  if (target.empty() || target.ends_with('/')) return fail(target.empty() ? ENOENT : EISDIR);
+  return Replace(path, content, flush, model, OldFile::kModel);
+}
 
-  // What cannot be read for lack of rights can be replaced all the same.
-  struct stat old;
-  const bool exists = stat(target.c_str(), &old) == 0;
-  if (!exists && errno != ENOENT) return fail(errno);
-  Descriptor old_file;
-  if (exists) {
-    if (const int refusal = RefusalOf(old)) return fail(refusal);
-    if (faccessat(AT_FDCWD, target.c_str(), W_OK, AT_EACCESS) != 0) return fail(errno);
-    old_file = Descriptor(open(target.c_str(), O_RDONLY | kOpenFlags));
-    if (old_file && fstat(old_file.get(), &old) == 0 &&
-        Holds(old_file.get(), static_cast<std::size_t>(old.st_size), content)) {
-      result.identity = IdentityOf(old);
-      if (flush == Flush::kNone) RemoveExchanged(target);
-      return result;
-    }
-  }
-
-  Descriptor model_file;
-  bool is_modelled = exists;
-  if (!exists && !model.empty() && stat(model.c_str(), &old) == 0) {
-    model_file = Descriptor(open(model.c_str(), O_RDONLY | kOpenFlags));
-    is_modelled = true;
-  }
-
-  const Descriptor folder(open(FolderOf(target).c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
-  if (!folder) return fail(errno);
-  PassingFile file(folder.get(), NameOf(target));
-  if (const int error = file.Make(is_modelled ? old.st_mode & 0666 : 0666)) return fail(error);
-  if (const int error = WriteAll(file.descriptor(), content)) return fail(error);
-  if (is_modelled) {
-    KeepProperties((exists ? old_file : model_file).get(), old, file.descriptor());
-  }
-  StampTime(file.descriptor());
-  if (flush == Flush::kToDisk && fsync(file.descriptor()) != 0) return fail(errno);
-  if (const int error = file.Arrive(flush == Flush::kNone ? old_file.get() : -1))
-    return fail(error);
-  result.wrote = true;
-  struct stat present;
-  if (fstat(file.descriptor(), &present) == 0) result.identity = IdentityOf(present);
-  if (flush == Flush::kToDisk) {
-    if (delays > 0) {
-      unflushed_folders.insert(FolderOf(target));
-    } else if (const int error = FlushFolder(folder.get())) {
-      return fail(error);
-    }
-  }
-  return result;
+ReplaceResult SupersedeFile(const std::string& path, std::string_view content) {
+  return Replace(path, content, Flush::kToDisk, {}, OldFile::kSuperseded);
 }
 
 int CreateFile(const std::string& path, std::string_view content) {

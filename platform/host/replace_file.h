@@ -47,6 +47,10 @@ struct ReplaceResult {
 ReplaceResult ReplaceFile(const std::string& path, std::string_view content,
                           Flush flush = Flush::kToDisk, const std::string& model = {});
 
+// The same, in the place of a file that need be neither readable nor writable and is kept
+// elsewhere: nothing is taken from it, and the new file has mode 0666 less the umask.
+ReplaceResult SupersedeFile(const std::string& path, std::string_view content);
+
 // Makes a file, which is whole from the first moment on, with mode 0666 less the umask and without
 // flushing: 0 or an error number, EEXIST when something stands there.
 int CreateFile(const std::string& path, std::string_view content);

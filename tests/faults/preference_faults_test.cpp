@@ -45,11 +45,6 @@ Transaction SetAndDelete(int scope) {
   return transaction;
 }
 
-// A file that could not be read lies beside its place until the new one is there.
-bool LiesBeside(const std::string& path, const std::string* content) {
-  return content == nullptr && fs::exists(Stage() + "/" + path + ".damaged");
-}
-
 OperationTable Operations() {
   OperationTable add;
   const std::pair<int, std::string> kScopes[] = {
@@ -75,15 +70,14 @@ OperationTable Operations() {
     }).steps = Steps::kWhenKilled;
   }
   const int user = kUserScope;
-  Operation& unreadable = add(
+  add(
       "user transaction, unreadable file",
       [] {
         WriteFile(FileOf(user), kSound);
         chmod(FileOf(user).c_str(), 0);
       },
-      [] { return FromStatus(SetAndDelete(user).Commit(IfDamaged::kReplace)); });
-  unreadable.steps = Steps::kWhenKilled;
-  unreadable.also = LiesBeside;
+      [] { return FromStatus(SetAndDelete(user).Commit(IfDamaged::kReplace)); })
+      .steps = Steps::kWhenKilled;
   add(
       "user delete key", [] { WriteFile(FileOf(user), kSound); },
       [] { return FromCode(RecursivePreferenceDelete(user, u"A", kDomain)); });
