@@ -2,6 +2,7 @@
 
 #include <fcntl.h>
 #include <pwd.h>
+#include <sys/file.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -13,8 +14,10 @@
 #include "platform/carbon/fsref_internal.h"
 #include "platform/carbon/volumes.h"
 #include "platform/host/at_path.h"
+#include "platform/host/descriptor.h"
 #include "platform/host/errno_status.h"
 #include "platform/host/system_root.h"
+#include "platform/host/temporary_file.h"
 
 namespace orvik {
 namespace {
@@ -174,6 +177,23 @@ int WriteAll(int descriptor, std::string_view text) {
   return 0;
 }
 
+// Whether an info file of this age, in seconds, has no file and will get none.
+bool IsLeftOver(std::time_t modified, const std::string& target_path) {
+  constexpr std::time_t kDay = 24 * 60 * 60;
+  struct statx info {};
+  return std::time(nullptr) - modified > kDay && Inspect(target_path, &info) == ENOENT;
+}
+
+// Under a lock, so that of two only one removes it, and never what the other has made since.
+bool RemoveLeftOver(const host::AtPath& at, const std::string& target_path) {
+  const host::Descriptor info(
+      openat(at.folder(), at.name(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));
+  struct stat record {};
+  return info && flock(info.get(), LOCK_EX | LOCK_NB) == 0 &&
+         host::IsOwnFile(info.get(), at.folder(), at.name()) && fstat(info.get(), &record) == 0 &&
+         IsLeftOver(record.st_mtime, target_path) && unlinkat(at.folder(), at.name(), 0) == 0;
+}
+
 void RemoveFile(const std::string& path) {
   const host::AtPath at{path};
   if (at.error() == 0) unlinkat(at.folder(), at.name(), 0);
@@ -198,7 +218,8 @@ bool TrashNameIsTaken(std::string_view target_path) {
   struct statx info {};
   if (Inspect(std::string(target_path), &info) == 0) return true;
   const std::optional<Trash> trash = TrashOf(target_path);
-  return trash && Inspect(InfoPath(*trash, target_path), &info) == 0;
+  return trash && Inspect(InfoPath(*trash, target_path), &info) == 0 &&
+         !IsLeftOver(info.stx_mtime.tv_sec, std::string(target_path));
 }
 
 TrashInfo::~TrashInfo() {
@@ -212,8 +233,12 @@ OSErr TrashInfo::Write(std::string_view source_path, std::string_view target_pat
   if (const int error = MakeFolder(ChildPath(trash->folder, "info"))) return Status(error);
   const host::AtPath at{path};
   if (at.error() != 0) return Status(at.error());
-  const int descriptor =
-      openat(at.folder(), at.name(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0600);
+  constexpr int kFlags = O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC;
+  int descriptor = openat(at.folder(), at.name(), kFlags, 0600);
+  if (descriptor < 0 && errno == EEXIST) {
+    if (!RemoveLeftOver(at, std::string(target_path))) return dupFNErr;
+    descriptor = openat(at.folder(), at.name(), kFlags, 0600);
+  }
   if (descriptor < 0) return Status(errno);
   int error = WriteAll(descriptor, InfoText(*trash, source_path));
   if (close(descriptor) != 0 && error == 0) error = errno;

@@ -5,6 +5,11 @@
 // another volume has $top/.Trash/$uid when an administrator made $top/.Trash (a real folder with
 // the sticky bit), else $top/.Trash-$uid.
 //
+// What is thrown away gets its info file first, so a process that is killed in between leaves an
+// info file without a file, as those rules allow. It keeps its name in use for a day, because
+// another process may still be on the way to it; after that the next file of that name takes its
+// place.
+//
 // Functions return a status: 0, or one of host/errno_status.h.
 #pragma once
 
@@ -27,14 +32,14 @@ OSErr FSFindTrashFolder(FSVolumeRefNum volume, Boolean create, FSRef* folder);
 OSErr FSFindHomeTrashFolder(Boolean create, FSRef* folder);
 
 // Whether the name of `target_path` (bytes) is in use in a trash: something stands there, or an
-// info file of that name does.
+// info file of that name does that is not left over.
 bool TrashNameIsTaken(std::string_view target_path);
 
 // Writes the info file of something about to be moved to `target_path` (bytes): when the folder of
 // the target is the "files" folder of a trash, makes "info/<name>.trashinfo" with the original path
 // (percent-encoded by RFC 3986, relative to the volume's top outside the home trash) and the local
-// time. dupFNErr when an info file of that name exists, because the name is then taken. The info
-// file is removed when the object is destroyed without Keep.
+// time. dupFNErr when an info file of that name exists that is not left over, because the name is
+// then taken. The info file is removed when the object is destroyed without Keep.
 class TrashInfo {
  public:
   TrashInfo() = default;

@@ -10,16 +10,12 @@
 
 namespace orvik::host {
 
-namespace {
-
-bool IsNamed(int file, int folder, const char* name) {
+bool IsOwnFile(int file, int folder, const char* name) {
   struct stat own, named;
   return fstat(file, &own) == 0 && fstatat(folder, name, &named, AT_SYMLINK_NOFOLLOW) == 0 &&
          own.st_dev == named.st_dev && own.st_ino == named.st_ino && own.st_uid == geteuid() &&
          S_ISREG(own.st_mode);
 }
-
-}  // namespace
 
 Descriptor MakeLockedFile(const std::string& path) {
   constexpr int kFlags = O_RDWR | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC;
@@ -28,7 +24,7 @@ Descriptor MakeLockedFile(const std::string& path) {
   // Until it was locked another may have taken it for an abandoned one. Where there are no locks
   // nobody does.
   const bool is_taken = flock(file.get(), LOCK_EX | LOCK_NB) != 0 && errno == EWOULDBLOCK;
-  if (!is_taken && IsNamed(file.get(), AT_FDCWD, path.c_str())) return file;
+  if (!is_taken && IsOwnFile(file.get(), AT_FDCWD, path.c_str())) return file;
   errno = EEXIST;
   return Descriptor();
 }
@@ -44,7 +40,7 @@ void RemoveAbandonedFiles(const std::string& folder, std::string_view beginning,
     const Descriptor file(
         openat(parent, entry->d_name, O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));
     if (file && flock(file.get(), LOCK_EX | LOCK_NB) == 0 &&
-        IsNamed(file.get(), parent, entry->d_name)) {
+        IsOwnFile(file.get(), parent, entry->d_name)) {
       unlinkat(parent, entry->d_name, 0);
     }
   }

@@ -14,6 +14,9 @@ namespace host {
 // made; EEXIST when something stands there.
 Descriptor MakeLockedFile(const std::string& path);
 
+// Whether the open file is a regular one of the caller's and still has the name.
+bool IsOwnFile(int file, int folder, const char* name);
+
 // Removes the caller's files of names that begin and end so and are locked by nobody: what
 // processes that were killed have left.
 void RemoveAbandonedFiles(const std::string& folder, std::string_view beginning,

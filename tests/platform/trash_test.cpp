@@ -3,6 +3,7 @@
 #include <sys/mount.h>
 #include <unistd.h>
 
+#include <chrono>
 #include <cstdlib>
 #include <ctime>
 
@@ -79,6 +80,26 @@ TEST_F(TrashTest, InfoFilesTellWhereThingsCameFrom) {
   TrashInfo none;
   EXPECT_EQ(none.Write("/x", (env_.temp() / "Trash/files/x").string()), noErr);
   EXPECT_TRUE(fs::is_empty(env_.temp() / "Trash/info"));
+}
+
+TEST_F(TrashTest, WhatAKilledProcessLeftKeepsItsNameForADay) {
+  FSRef folder;
+  ASSERT_EQ(FSFindHomeTrashFolder(1, &folder), noErr);
+  const std::string target = PathOf(folder) + "/x";
+  const fs::path left = home_trash_ / "info/x.trashinfo";
+  WriteFile(left, "[Trash Info]\nPath=/left\n");
+  TrashInfo info;
+  EXPECT_TRUE(TrashNameIsTaken(target));
+  EXPECT_EQ(info.Write("/new", target), dupFNErr);
+  fs::last_write_time(left, fs::file_time_type::clock::now() - std::chrono::hours(25));
+  WriteFile(target, "its file");
+  EXPECT_TRUE(TrashNameIsTaken(target));
+  EXPECT_EQ(info.Write("/new", target), dupFNErr);
+  fs::remove(target);
+  EXPECT_FALSE(TrashNameIsTaken(target));
+  EXPECT_EQ(info.Write("/new", target), noErr);
+  EXPECT_NE(InfoText("x").find("Path=/new\n"), std::string::npos);
+  EXPECT_TRUE(TrashNameIsTaken(target));
 }
 
 TEST_F(TrashTest, AHomeTrashThatCannotBeUsedIsRefused) {
