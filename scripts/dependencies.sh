@@ -8,7 +8,8 @@ orvik_packages_build="g++ cmake ninja-build pkg-config zlib1g-dev libtinyxml-dev
 orvik_packages_package="dpkg-dev file"
 orvik_packages_bench="libbenchmark-dev libplist-dev libxml2-dev libssl-dev git"
 orvik_packages_docs="doxygen"
-orvik_packages_test="libgtest-dev libgmock-dev python3 libplist-utils libxml2-utils attr $orvik_packages_package"
+orvik_packages_test="libgtest-dev libgmock-dev python3 libplist-utils libxml2-utils attr zsh
+  $orvik_packages_package"
 orvik_packages_fuzz="clang"
 orvik_packages_check="clang-tidy clang-tools cppcheck"
 
