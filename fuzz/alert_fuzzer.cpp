@@ -1,0 +1,124 @@
+// Alerts of any text with any answer: nothing shown has a control character or markup of its own,
+// and the answer is what a plain reading of the lines says.
+#include <cstddef>
+#include <cstdint>
+#include <cstdio>
+#include <memory>
+#include <optional>
+#include <string>
+#include <string_view>
+
+#include "fuzz/require.h"
+#include "fuzz/scratch_folder.h"
+#include "platform/host/alert_host.h"
+#include "platform/host/alert_terminal.h"
+#include "platform/host/alert_window.h"
+
+using orvik::fuzz::Require;
+using orvik::host::AlertRequest;
+
+namespace {
+
+AlertRequest AsShown(const AlertRequest& request) {
+  AlertRequest shown;
+  const orvik::host::ScopedAlertAnswer answer([&](const AlertRequest& plain) {
+    shown = plain;
+    return std::optional(0);
+  });
+  Require(orvik::host::ShowAlert(request) == 0);
+  return shown;
+}
+
+void CheckPlain(std::string_view text) {
+  for (const char c : text) {
+    const auto byte = static_cast<unsigned char>(c);
+    Require((byte >= 0x20 && byte != 0x7F) || byte == '\n');
+  }
+}
+
+char Lower(char c) {
+  return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c;
+}
+
+bool EqualsIgnoringCase(std::string_view a, std::string_view b) {
+  if (a.size() != b.size()) return false;
+  for (std::size_t i = 0; i < a.size(); ++i) {
+    if (Lower(a[i]) != Lower(b[i])) return false;
+  }
+  return true;
+}
+
+int PlainAnswer(std::string_view typed, const AlertRequest& request) {
+  while (!typed.empty()) {
+    std::string_view line = orvik::fuzz::TakePart(typed, '\n');
+    while (line.ends_with('\r')) line.remove_suffix(1);
+    if (line.empty()) return request.default_button;
+    for (std::size_t i = 0; i < request.buttons.size(); ++i) {
+      if (line == std::to_string(i + 1) || EqualsIgnoringCase(line, request.buttons[i])) {
+        return static_cast<int>(i);
+      }
+    }
+  }
+  return orvik::host::kAlertClosed;
+}
+
+// Text of the window, whose only markup is the header's.
+void CheckMarkup(std::string_view text, bool has_header) {
+  if (has_header) {
+    Require(text.starts_with("<b>"));
+    const std::size_t end = text.find("</b>\n\n");
+    Require(end != std::string_view::npos);
+    CheckMarkup(text.substr(3, end - 3), false);
+    text.remove_prefix(end + 6);
+  }
+  Require(text.find_first_of("<>") == std::string_view::npos);
+  while (!text.empty()) {
+    if (text.front() == '&') {
+      Require(text.starts_with("&amp;") || text.starts_with("&lt;") || text.starts_with("&gt;"));
+    } else if (text.front() == '\\') {
+      Require(text.starts_with("\\\\"));
+      text.remove_prefix(1);
+    }
+    text.remove_prefix(1);
+  }
+}
+
+}  // namespace
+
+// The first byte chooses the default button and the number of buttons; then, each up to a 0 byte,
+// header, message and buttons, and what is typed.
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+  if (size == 0) return 0;
+  const std::string bytes = orvik::fuzz::Bytes(data + 1, size - 1);
+  std::string_view rest(bytes);
+  AlertRequest request;
+  request.header = orvik::fuzz::TakePart(rest, '\0');
+  request.message = orvik::fuzz::TakePart(rest, '\0');
+  for (int i = data[0] % 5; i > 0; --i) {
+    request.buttons.emplace_back(orvik::fuzz::TakePart(rest, '\0'));
+  }
+  request.default_button = data[0] / 5 % 8 - 2;
+  const std::string typed(rest.substr(0, rest.find('\0')));
+
+  const AlertRequest shown = AsShown(request);
+  CheckPlain(shown.header);
+  CheckPlain(shown.message);
+  for (const std::string& button : shown.buttons) CheckPlain(button);
+  Require(!shown.buttons.empty() && shown.buttons.size() <= 3);
+  Require(shown.default_button >= 0 &&
+          shown.default_button < static_cast<int>(shown.buttons.size()));
+
+  for (const std::string& argument : orvik::host::AlertWindowArguments(shown)) {
+    constexpr std::string_view kText = "--text=";
+    if (!argument.starts_with(kText)) continue;
+    CheckMarkup(std::string_view(argument).substr(kText.size()), !shown.header.empty());
+  }
+
+  using File = std::unique_ptr<std::FILE, int (*)(std::FILE*)>;
+  std::string input = typed + '\n';
+  const File in(fmemopen(input.data(), input.size(), "r"), &std::fclose);
+  const File out(std::fopen("/dev/null", "w"), &std::fclose);
+  Require(in != nullptr && out != nullptr);
+  Require(orvik::host::AskThrough(in.get(), out.get(), shown) == PlainAnswer(input, shown));
+  return 0;
+}
