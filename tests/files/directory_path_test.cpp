@@ -2,7 +2,6 @@
 
 #include <fcntl.h>
 #include <gtest/gtest.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -12,12 +11,9 @@
 #include "files/file_manipulator.h"
 #include "tests/files/support.h"
 
-namespace orvik {
+namespace orvik::test {
 namespace {
 
-using test::File;
-using test::Folder;
-using test::Units;
 using Names = std::vector<std::u16string>;
 
 TEST(DirectoryPath, AddsAndRemovesComponents) {
@@ -78,9 +74,9 @@ TEST(DirectoryPath, SortsByLastNameAndKeepsEqualNamesInOrder) {
   EXPECT_EQ(sorted, (Names{u"/9/B", u"/x/a", u"/2/z", u"/1/z", u"/0/z", u"/y/\u00E9"}));
 }
 
-class DirectoryPathOnDisk : public test::EnvironmentTest {
+class DirectoryPathOnDisk : public EnvironmentTest {
  protected:
-  DirectoryPathOnDisk() { std::filesystem::create_directory(top_); }
+  DirectoryPathOnDisk() { fs::create_directory(top_); }
 
   Names Subfolders(const char16_t* pattern, BOOL recursive) const {
     CAtlArray<COrvikDirectoryPath> found;
@@ -100,14 +96,14 @@ class DirectoryPathOnDisk : public test::EnvironmentTest {
     return names;
   }
 
-  const std::filesystem::path top_ = env_.folder() / "top";
+  const fs::path top_ = env_.folder() / "top";
 };
 
 TEST_F(DirectoryPathOnDisk, ListsSubfoldersInTheOrderOfTheirLastNames) {
-  std::filesystem::create_directories(top_ / "b" / "z");
-  std::filesystem::create_directories(top_ / "a");
-  test::WriteFile(top_ / "file", "x");
-  std::filesystem::create_directory_symlink("..", top_ / "b" / "circle");
+  fs::create_directories(top_ / "b" / "z");
+  fs::create_directories(top_ / "a");
+  WriteFile(top_ / "file", "x");
+  fs::create_directory_symlink("..", top_ / "b" / "circle");
   EXPECT_EQ(Subfolders(u"*", TRUE), (Names{u"/a", u"/b", u"/b/z"}));
   EXPECT_EQ(Subfolders(u"*", FALSE), (Names{u"/a", u"/b"}));
   EXPECT_EQ(Subfolders(u"z", TRUE), (Names{u"/b/z"}));  // below a folder that does not match
@@ -123,16 +119,13 @@ TEST_F(DirectoryPathOnDisk, ListsSubfoldersInTheOrderOfTheirLastNames) {
 }
 
 TEST_F(DirectoryPathOnDisk, FindsFilesByPattern) {
-  for (const char* name : {"a.txt", "a.b.txt", "B.TXT", "data1", "data"}) {
-    test::WriteFile(top_ / name, "x");
-  }
-  std::filesystem::create_directory(top_ / "folder.txt");
-  std::filesystem::create_directory_symlink("folder.txt", top_ / "link.txt");
+  for (const char* name : {"a.txt", "a.b.txt", "B.TXT"}) WriteFile(top_ / name, "x");
+  fs::create_directory(top_ / "folder.txt");
+  fs::create_directory_symlink("folder.txt", top_ / "link.txt");
   ASSERT_EQ(mkfifo((top_ / "pipe").c_str(), 0600), 0);
   EXPECT_EQ(Files(u"*.txt"), (Names{u"a.txt", u"link.txt"}));
-  EXPECT_EQ(Files(u"data?"), (Names{u"data1"}));
   EXPECT_EQ(Files(u"p*"), (Names{u"pipe"}));
-  EXPECT_EQ(Files(u"*").size(), 7u);
+  EXPECT_EQ(Files(u"*").size(), 5u);
 
   CAtlArray<COrvikFilePath> found;
   EXPECT_EQ(Folder(top_ / "none").FindFilesInDirectory(u"*", found), 0);
@@ -145,7 +138,7 @@ TEST_F(DirectoryPathOnDisk, EveryNameThatIsListedOpensItsFile) {
   const std::vector<std::string> names{"e\xCC\x81", "o\xCC\x88", "\xC3\xB6",           "\xFF\xFE",
                                        "a\\b",      "\x01\x7F",  std::string(255, 'x')};
   for (std::size_t i = 0; i < names.size(); ++i) {
-    test::WriteFile(top_ / names[i], std::string(i + 1, 'x'));
+    WriteFile(top_ / names[i], std::string(i + 1, 'x'));
   }
   CAtlArray<COrvikFilePath> found;
   Folder(top_).FindFilesInDirectory(u"*", found);
@@ -163,7 +156,7 @@ TEST_F(DirectoryPathOnDisk, EveryNameThatIsListedOpensItsFile) {
 
 TEST_F(DirectoryPathOnDisk, WalksDeepTrees) {
   constexpr int kLevels = 1000;
-  test::MakeDeepFolders(top_, kLevels);
+  MakeDeepTree(top_, kLevels, "d");
   EXPECT_EQ(Subfolders(u"*", TRUE).size(), std::size_t{kLevels});
   EXPECT_TRUE(CDirectoryManipulator::RemoveDirectoryAndContents(Folder(top_)));
 }
@@ -171,28 +164,29 @@ TEST_F(DirectoryPathOnDisk, WalksDeepTrees) {
 TEST_F(DirectoryPathOnDisk, MakesUniqueNames) {
   using Path = COrvikDirectoryPath;
   const Path top = Folder(top_);
-  EXPECT_EQ(Units(Path::CreateUniqueSubDirectoryPath(top, u"Backup").GetLastDirectoryName()),
-            u"Backup");
-  std::filesystem::create_directory(top_ / "Backup");
-  test::WriteFile(top_ / "Backup1", "");
-  EXPECT_EQ(Units(Path::CreateUniqueSubDirectoryPath(top, u"Backup").GetLastDirectoryName()),
-            u"Backup2");
+  const auto backup = [&] {
+    return Units(Path::CreateUniqueSubDirectoryPath(top, u"Backup").GetLastDirectoryName());
+  };
+  EXPECT_EQ(backup(), u"Backup");
+  fs::create_directory(top_ / "Backup");
+  WriteFile(top_ / "Backup1", "");
+  EXPECT_EQ(backup(), u"Backup2");
 
   const auto unique = [&](const char16_t* extension) {
     return Units(Path::CreateUniqueFilePath(top, u"Report", extension).GetFileName());
   };
   EXPECT_EQ(unique(u"txt"), u"Report.txt");
-  test::WriteFile(top_ / "Report.txt", "");
-  test::WriteFile(top_ / "Report 2.txt", "");
+  WriteFile(top_ / "Report.txt", "");
+  WriteFile(top_ / "Report 2.txt", "");
   EXPECT_EQ(unique(u"txt"), u"Report 3.txt");
   EXPECT_EQ(unique(u".txt"), u"Report 3.txt");
   EXPECT_EQ(unique(u""), u"Report");
   EXPECT_EQ(Units(Path::CreateUniqueFilePath(Folder(top_ / "none"), u"n", u"x")), u"n");
 
   EXPECT_EQ(Units(top.CreateTempFileNameInDirectory(u"t", u".tmp").GetFileName()), u"t.tmp");
-  test::WriteFile(top_ / "t.tmp", "");
+  WriteFile(top_ / "t.tmp", "");
   const COrvikFilePath numbered = top.CreateTempFileNameInDirectory(u"t", u".tmp");
-  std::string shape = test::DigitsAsNines(std::string(numbered.GetFileNameA().View()));
+  std::string shape = DigitsAsNines(std::string(numbered.GetFileNameA().View()));
   shape.erase(std::unique(shape.begin(), shape.end()), shape.end());
   EXPECT_EQ(shape, "t(9).tmp");
   EXPECT_FALSE(numbered.FileExists());
@@ -217,36 +211,27 @@ int CreateOne(const COrvikDirectoryPath& folder, bool temporary) {
 TEST_F(DirectoryPathOnDisk, ProcessesThatAskAtOnceGetFilesOfTheirOwn) {
   constexpr int kProcesses = 32;
   for (const bool temporary : {false, true}) {
-    std::vector<pid_t> children;
-    for (int i = 0; i < kProcesses; ++i) {
-      const pid_t child = fork();
-      if (child == 0) _exit(CreateOne(Folder(top_), temporary));
-      children.push_back(child);
-    }
-    for (const pid_t child : children) {
-      int status = 0;
-      ASSERT_EQ(waitpid(child, &status, 0), child);
-      EXPECT_EQ(status, 0);
-    }
-    const Names made = Files(temporary ? u"t*" : u"R*");
-    EXPECT_EQ(made.size(), std::size_t{kProcesses});
+    const std::vector<int> statuses =
+        InProcesses(kProcesses, [&](int) { return CreateOne(Folder(top_), temporary); });
+    EXPECT_EQ(statuses, std::vector<int>(kProcesses, 0));
+    EXPECT_EQ(Files(temporary ? u"t*" : u"R*").size(), std::size_t{kProcesses});
   }
 }
 
 TEST_F(DirectoryPathOnDisk, FoldersThatThePlatformNamesMayHoldABackslash) {
-  const std::filesystem::path home = env_.home() / "back\\slash";
-  std::filesystem::create_directories(home / "Documents");
+  const fs::path home = env_.home() / "back\\slash";
+  fs::create_directories(home / "Documents");
   setenv("HOME", home.c_str(), 1);
   setenv("TMPDIR", (home / "t").c_str(), 1);
   EXPECT_EQ(*host::FileNameToBytes(Units(CFileManipulator::GetSpecialDirectory(5, u""))),
             home / "Documents");
   EXPECT_EQ(*host::FileNameToBytes(Units(COrvikDirectoryPath::GetTempDirectoryPath())), home / "t");
-  test::WriteFile(home / "file", "x");
+  WriteFile(home / "file", "x");
   EXPECT_TRUE(CFileManipulator::DeleteFile(
       COrvikFilePath(CFileManipulator::GetSpecialDirectory(5, u"").GetDirectoryPathString() +
                      u"/../file"),
       FALSE, TRUE));
-  EXPECT_TRUE(test::Stands(home / ".local/share/Trash/info/file.trashinfo"));
+  EXPECT_TRUE(Stands(home / ".local/share/Trash/info/file.trashinfo"));
 }
 
 TEST_F(DirectoryPathOnDisk, FindsTheTemporaryFolder) {
@@ -262,4 +247,4 @@ TEST_F(DirectoryPathOnDisk, FindsTheTemporaryFolder) {
 }
 
 }  // namespace
-}  // namespace orvik
+}  // namespace orvik::test

@@ -4,48 +4,45 @@
 
 #include "tests/files/support.h"
 
-namespace orvik {
+namespace orvik::test {
 namespace {
 
-class Edition : public test::EnvironmentTest {
+class Edition : public EnvironmentTest {
  protected:
   void TearDown() override { CPagewellEditionHelper::SetPagewellStudentMode(false); }
 
   std::u16string Below(const char16_t* rest) const {
-    return test::Units(test::Text(env_.temp())) + u"/ORVIK Technologies" + rest;
+    return Units(Text(env_.temp())) + u"/ORVIK Technologies" + rest;
   }
 };
 
 TEST_F(Edition, StudentModeRenamesTheTemporaryFolders) {
   using Path = COrvikDirectoryPath;
   EXPECT_FALSE(CPagewellEditionHelper::IsPagewellStudentMode());
-  EXPECT_EQ(test::Units(Path::GetORVIKDirectoryPath()), Below(u""));
-  EXPECT_EQ(test::Units(Path::GetPagewellTempDirectoryPath()), Below(u"/ORVIK Pagewell"));
-  EXPECT_EQ(test::Units(Path::GetApplicationTempFileDirectoryPath(u"orvik PAGEWELL")),
+  EXPECT_EQ(Units(Path::GetORVIKDirectoryPath()), Below(u""));
+  EXPECT_EQ(Units(Path::GetPagewellTempDirectoryPath()), Below(u"/ORVIK Pagewell"));
+  EXPECT_EQ(Units(Path::GetApplicationTempFileDirectoryPath(u"orvik PAGEWELL")),
             Below(u"/orvik PAGEWELL/TempFiles"));
 
   CPagewellEditionHelper::SetPagewellStudentMode(true);
   EXPECT_TRUE(CPagewellEditionHelper::IsPagewellStudentMode());
-  EXPECT_EQ(test::Units(Path::GetPagewellTempDirectoryPath()), Below(u"/ORVIK Pagewell SE"));
-  EXPECT_EQ(test::Units(Path::GetApplicationTempFileDirectoryPath(u"orvik PAGEWELL")),
+  EXPECT_EQ(Units(Path::GetPagewellTempDirectoryPath()), Below(u"/ORVIK Pagewell SE"));
+  EXPECT_EQ(Units(Path::GetApplicationTempFileDirectoryPath(u"orvik PAGEWELL")),
             Below(u"/ORVIK Pagewell SE/TempFiles"));
-  EXPECT_EQ(test::Units(Path::GetApplicationTempFileDirectoryPath(u"Other")),
-            Below(u"/Other/TempFiles"));
-  EXPECT_FALSE(test::Stands(env_.temp() / "ORVIK Technologies"));
+  EXPECT_EQ(Units(Path::GetApplicationTempFileDirectoryPath(u"Other")), Below(u"/Other/TempFiles"));
+  EXPECT_FALSE(Stands(env_.temp() / "ORVIK Technologies"));
 }
 
 TEST_F(Edition, StoresTheUsbModeAndFolder) {
-  EXPECT_FALSE(CPagewellEditionHelper::IsPagewellStudentUSBMode());
-  EXPECT_TRUE(CPagewellEditionHelper::GetPagewellStudentUSBInstallDirectory().IsEmptyPath());
-  CPagewellEditionHelper::SetPagewellStudentUSBMode(true);
-  CPagewellEditionHelper::SetPagewellStudentUSBInstallDirectory(
-      COrvikDirectoryPath(u"/Volumes/U/"));
-  EXPECT_TRUE(CPagewellEditionHelper::IsPagewellStudentUSBMode());
-  EXPECT_EQ(test::Units(CPagewellEditionHelper::GetPagewellStudentUSBInstallDirectory()),
-            u"/Volumes/U");
-  CPagewellEditionHelper::SetPagewellStudentUSBMode(false);
-  CPagewellEditionHelper::SetPagewellStudentUSBInstallDirectory({});
+  using Helper = CPagewellEditionHelper;
+  EXPECT_FALSE(Helper::IsPagewellStudentUSBMode());
+  Helper::SetPagewellStudentUSBMode(true);
+  Helper::SetPagewellStudentUSBInstallDirectory(COrvikDirectoryPath(u"/Volumes/U/"));
+  EXPECT_TRUE(Helper::IsPagewellStudentUSBMode());
+  EXPECT_EQ(Units(Helper::GetPagewellStudentUSBInstallDirectory()), u"/Volumes/U");
+  Helper::SetPagewellStudentUSBMode(false);
+  Helper::SetPagewellStudentUSBInstallDirectory({});
 }
 
 }  // namespace
-}  // namespace orvik
+}  // namespace orvik::test

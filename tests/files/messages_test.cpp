@@ -2,9 +2,7 @@
 
 #include <gtest/gtest.h>
 
-#include <optional>
-
-#include "platform/host/alert_host.h"
+#include "tests/support/alert_answer.h"
 
 namespace orvik {
 namespace {
@@ -41,19 +39,10 @@ TEST(Messages, LoadsErrorTexts) {
   EXPECT_EQ(buffer[0], u'x');
 }
 
-// The request that a message box makes, answered with one of its buttons.
-struct Shown {
-  AlertRequest request;
-  int result = -1;
-};
-Shown Show(const char16_t* message, unsigned type, std::optional<int> button) {
-  Shown shown;
-  const host::ScopedAlertAnswer answer([&](const AlertRequest& request) {
-    shown.request = request;
-    return button;
-  });
-  shown.result = AfxMessageBox(message, type);
-  return shown;
+// What a message box gives and shows, answered with one of its buttons.
+std::pair<int, AlertRequest> Show(const char16_t* message, unsigned type,
+                                  std::optional<int> button) {
+  return test::Answered(button, [&] { return AfxMessageBox(message, type); });
 }
 
 TEST(Messages, EveryButtonGivesItsResult) {
@@ -74,13 +63,13 @@ TEST(Messages, EveryButtonGivesItsResult) {
   };
   for (const auto& [type, labels, results, closed] : sets) {
     for (std::size_t button = 0; button < results.size(); ++button) {
-      const Shown shown = Show(u"m", type, static_cast<int>(button));
-      EXPECT_EQ(shown.request.buttons, labels);
-      EXPECT_EQ(shown.request.default_button, 0);
-      EXPECT_EQ(shown.result, results[button]) << type;
+      const auto [result, shown] = Show(u"m", type, static_cast<int>(button));
+      EXPECT_EQ(shown.buttons, labels);
+      EXPECT_EQ(shown.default_button, 0);
+      EXPECT_EQ(result, results[button]) << type;
     }
-    EXPECT_EQ(Show(u"m", type, host::kAlertClosed).result, closed) << type;
-    EXPECT_EQ(Show(u"m", type, std::nullopt).result, 0);
+    EXPECT_EQ(Show(u"m", type, host::kAlertClosed).first, closed) << type;
+    EXPECT_EQ(Show(u"m", type, std::nullopt).first, 0);
   }
 }
 
@@ -97,7 +86,7 @@ TEST(Messages, IconAndDefaultButtonComeFromTheType) {
       {0x203, AlertLevel::kPlain, 2}, {0x124, AlertLevel::kNote, 1},
   };
   for (const auto& [type, level, default_button] : cases) {
-    const AlertRequest request = Show(u"m", type, 0).request;
+    const AlertRequest request = Show(u"m", type, 0).second;
     EXPECT_EQ(request.level, level) << type;
     EXPECT_EQ(request.default_button, default_button) << type;
     EXPECT_EQ(request.header, "Alert");
@@ -105,19 +94,15 @@ TEST(Messages, IconAndDefaultButtonComeFromTheType) {
 }
 
 TEST(Messages, TheMessageIsEightBitsAndAtMost255) {
-  EXPECT_EQ(Show(nullptr, 0, 0).request.message, "None");
-  EXPECT_EQ(Show(u"", 0, 0).request.message, "");
-  EXPECT_EQ(Show(u"caf\u00E9 \u0141", 0, 0).request.message, "caf\xC3\xA9 A");
+  EXPECT_EQ(Show(nullptr, 0, 0).second.message, "None");
+  EXPECT_EQ(Show(u"", 0, 0).second.message, "");
+  EXPECT_EQ(Show(u"caf\u00E9 \u0141", 0, 0).second.message, "caf\xC3\xA9 A");
   const std::u16string long_text(300, u'x');
-  EXPECT_EQ(Show(long_text.c_str(), 0, 0).request.message, std::string(255, 'x'));
+  EXPECT_EQ(Show(long_text.c_str(), 0, 0).second.message, std::string(255, 'x'));
 
-  std::string seen;
-  const host::ScopedAlertAnswer answer([&seen](const AlertRequest& request) {
-    seen = request.message;
-    return std::optional<int>(0);
-  });
-  EXPECT_EQ(AfxMessageBox(61475u), 1);
-  EXPECT_EQ(seen, "Out of memory");
+  const auto [result, shown] = test::Answered(0, [] { return AfxMessageBox(61475u); });
+  EXPECT_EQ(result, 1);
+  EXPECT_EQ(shown.message, "Out of memory");
 }
 
 TEST(Messages, AddressesAreValidUnlessNull) {

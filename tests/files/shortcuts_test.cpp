@@ -4,15 +4,12 @@
 #include "files/file_manipulator.h"
 #include "tests/files/support.h"
 
-namespace orvik {
+namespace orvik::test {
 namespace {
 
-using test::File;
-using test::Units;
-
-class Shortcuts : public test::EnvironmentTest {
+class Shortcuts : public EnvironmentTest {
  protected:
-  const std::filesystem::path path_ = env_.folder() / "link.url";
+  const fs::path path_ = env_.folder() / "link.url";
 };
 
 TEST_F(Shortcuts, WritesInternetShortcuts) {
@@ -20,20 +17,20 @@ TEST_F(Shortcuts, WritesInternetShortcuts) {
     return CFileManipulator::CreateURLShortcut(url, file);
   };
   EXPECT_EQ(create(u" www.a\\caf\u00E9\u20AC ", File(path_)), S_OK);
-  EXPECT_EQ(test::ReadFile(path_), "[InternetShortcut]\nURL=http://www.a/caf\xE9?\n");
+  EXPECT_EQ(ReadFile(path_), "[InternetShortcut]\nURL=http://www.a/caf\xE9?\n");
   EXPECT_EQ(Units(CFileManipulator::ResolveURLShortcut(File(path_))), u"http://www.a/caf\u00E9?");
 
-  test::WriteFile(path_, "mine");
+  WriteFile(path_, "mine");
   EXPECT_EQ(create(u"http://b", File(path_)), S_OK);
   EXPECT_EQ(create(u"", File(path_)), S_OK);
-  EXPECT_EQ(test::ReadFile(path_), "mine");
-  std::filesystem::create_symlink(env_.temp() / "elsewhere", env_.temp() / "dangling.url");
+  EXPECT_EQ(ReadFile(path_), "mine");
+  fs::create_symlink(env_.temp() / "elsewhere", env_.temp() / "dangling.url");
   EXPECT_EQ(create(u"http://b", File(env_.temp() / "dangling.url")), S_OK);
-  EXPECT_FALSE(std::filesystem::exists(env_.temp() / "elsewhere"));
+  EXPECT_FALSE(fs::exists(env_.temp() / "elsewhere"));
 
-  const std::filesystem::path other = env_.folder() / "other.url";
+  const fs::path other = env_.folder() / "other.url";
   EXPECT_EQ(create(u"", File(other)), E_INVALIDARG);
-  EXPECT_FALSE(test::Stands(other));
+  EXPECT_FALSE(Stands(other));
   EXPECT_EQ(create(u"http://b", {}), E_INVALIDARG);
   EXPECT_EQ(create(u"http://b", File(env_.folder())), E_INVALIDARG);
   EXPECT_EQ(create(u"http://b", File(env_.folder() / "none" / "x")), E_INVALIDARG);
@@ -62,7 +59,7 @@ TEST_F(Shortcuts, ResolvesInternetShortcuts) {
       {"[InternetShortcut]\nURL=x\n<key>URL</key>\n\t<string>y</string>\n", u"y"},
   };
   for (const auto& [content, url] : cases) {
-    test::WriteFile(path_, content);
+    WriteFile(path_, content);
     EXPECT_EQ(Units(CFileManipulator::ResolveURLShortcut(File(path_))), url) << content;
   }
   EXPECT_EQ(Units(CFileManipulator::ResolveURLShortcut(File(env_.folder() / "none"))), u"");
@@ -71,18 +68,18 @@ TEST_F(Shortcuts, ResolvesInternetShortcuts) {
 
 TEST_F(Shortcuts, KeepsThePathOfAFile) {
   const COrvikFilePath target(u"/a b/\u20AC\U0001F600.txt");
-  test::WriteFile(path_, std::string(100, 'x'));
+  WriteFile(path_, std::string(100, 'x'));
   EXPECT_EQ(CFileManipulator::CreateShortcut(File(path_), target), S_OK);
-  EXPECT_EQ(test::ReadFile(path_), "/a b/\xE2\x82\xAC\xF0\x9F\x98\x80.txt");
+  EXPECT_EQ(ReadFile(path_), "/a b/\xE2\x82\xAC\xF0\x9F\x98\x80.txt");
   EXPECT_EQ(Units(CFileManipulator::ResolveShortcut(File(path_))), Units(target));
 
   EXPECT_EQ(CFileManipulator::CreateShortcut(File(path_), {}), E_INVALIDARG);
-  EXPECT_NE(test::ReadFile(path_), "");
-  test::WriteFile(path_, "C:\\d\\");
+  EXPECT_NE(ReadFile(path_), "");
+  WriteFile(path_, "C:\\d\\");
   EXPECT_EQ(Units(CFileManipulator::ResolveShortcut(File(path_))), u"C:/d");
   EXPECT_TRUE(CFileManipulator::ResolveShortcut(File(env_.folder() / "none")).IsEmptyPath());
   EXPECT_TRUE(CFileManipulator::ResolveShortcut(File(env_.folder())).IsEmptyPath());
 }
 
 }  // namespace
-}  // namespace orvik
+}  // namespace orvik::test

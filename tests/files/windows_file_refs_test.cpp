@@ -9,13 +9,10 @@
 #include "tests/support/file_trees.h"
 #include "tests/support/test_environment.h"
 
-namespace orvik {
+namespace orvik::test {
 namespace {
 
-namespace fs = std::filesystem;
-using test::WriteFile;
-
-class WindowsFileRefsTest : public test::EnvironmentTest {
+class WindowsFileRefsTest : public EnvironmentTest {
  protected:
   std::u16string Path(const std::u16string& name) const {
     return env_.temp().u16string() + u"/" + name;
@@ -37,7 +34,7 @@ TEST_F(WindowsFileRefsTest, FindsAndCreatesTheLastComponentOnly) {
   // Whatever is there already is left alone.
   WriteFile(env_.temp() / "a/b", "content");
   EXPECT_EQ(Find(u"a/b", true, true), noErr);
-  EXPECT_EQ(test::ReadFile(env_.temp() / "a/b"), "content");
+  EXPECT_EQ(ReadFile(env_.temp() / "a/b"), "content");
   fs::create_symlink("nowhere", env_.temp() / "dangling");
   EXPECT_EQ(Find(u"dangling", true, false), noErr);
   EXPECT_FALSE(fs::exists(env_.temp() / "nowhere"));
@@ -58,7 +55,7 @@ TEST_F(WindowsFileRefsTest, ImpossiblePathsAreNotFound) {
 
 TEST_F(WindowsFileRefsTest, LongPathsAndForeignNamesAreFound) {
   const std::string deep =
-      test::MakeDeepTree(env_.temp().string(), 120, "folder with a name of middling length");
+      MakeDeepTree(env_.temp().string(), 120, "folder with a name of middling length");
   const std::u16string long_path = fs::path(deep).u16string() + u"/leaf";
   EXPECT_EQ(GetFSRefFromFilename(long_path.c_str(), &ref_, false, false), noErr);
   const std::u16string sibling = fs::path(deep).u16string() + u"/new";
@@ -72,7 +69,7 @@ TEST_F(WindowsFileRefsTest, LongPathsAndForeignNamesAreFound) {
 
 TEST_F(WindowsFileRefsTest, ParentAndName) {
   HFSUniStr255 name;
-  const FSRef top = test::RefOf(env_.temp());
+  const FSRef top = RefOf(env_.temp());
   ASSERT_EQ(GetParentFSRAndNameFromFilePath(Path(u"none").c_str(), &ref_, &name), noErr);
   EXPECT_EQ(std::u16string(name.unicode, name.length), u"none");
   EXPECT_EQ(FSCompareFSRefs(&ref_, &top), noErr);
@@ -87,4 +84,4 @@ TEST_F(WindowsFileRefsTest, ParentAndName) {
 }
 
 }  // namespace
-}  // namespace orvik
+}  // namespace orvik::test

@@ -10,13 +10,10 @@
 #include "tests/support/test_environment.h"
 #include "tests/support/without_root_rights.h"
 
-namespace orvik {
+namespace orvik::test {
 namespace {
 
-namespace fs = std::filesystem;
-using test::WriteFile;
-
-class WindowsMoveTest : public test::EnvironmentTest {
+class WindowsMoveTest : public EnvironmentTest {
  protected:
   WindowsMoveTest() { setenv("ORVIK_LOG_STDERR", "1", 1); }
   ~WindowsMoveTest() override { unsetenv("ORVIK_LOG_STDERR"); }
@@ -33,10 +30,10 @@ TEST_F(WindowsMoveTest, MovesFilesFoldersAndLinksAndMakesFolders) {
   WriteFile(top_ / "folder/inner", "x");
   fs::create_symlink("file", top_ / "link");
   EXPECT_EQ(Move("file", "a/b/c"), TRUE);
-  EXPECT_EQ(test::ReadFile(top_ / "a/b/c"), "content");
+  EXPECT_EQ(ReadFile(top_ / "a/b/c"), "content");
   EXPECT_FALSE(fs::exists(top_ / "file"));
   EXPECT_EQ(Move("folder", "a/folder"), TRUE);
-  EXPECT_EQ(test::ReadFile(top_ / "a/folder/inner"), "x");
+  EXPECT_EQ(ReadFile(top_ / "a/folder/inner"), "x");
   EXPECT_EQ(Move("link", "a/link"), TRUE);
   EXPECT_EQ(fs::read_symlink(top_ / "a/link"), "file");
   EXPECT_EQ(MoveFile(nullptr, u"/tmp/x"), FALSE);
@@ -50,28 +47,21 @@ TEST_F(WindowsMoveTest, FailuresAreLoggedAndLoseNothing) {
   EXPECT_EQ(Move("source", "target/below/x"), FALSE);
   EXPECT_EQ(Move("none", "new"), FALSE);
   const std::string log = testing::internal::GetCapturedStderr();
-  EXPECT_NE(log.find("Move File from " + (top_ / "source").string() + " to " +
-                     (top_ / "target").string() + " failed, error was - "),
-            std::string::npos)
-      << log;
-  EXPECT_NE(log.find("Creation of directory " + (top_ / "target/below").string() +
-                     " failed, error was - "),
-            std::string::npos)
-      << log;
-  EXPECT_EQ(test::ReadFile(top_ / "source"), "source");
-  EXPECT_EQ(test::ReadFile(top_ / "target"), "target");
+  const std::string source = top_ / "source", target = top_ / "target";
+  EXPECT_TRUE(
+      Contains(log, "Move File from " + source + " to " + target + " failed, error was - "));
+  EXPECT_TRUE(Contains(log, "Creation of directory " + target + "/below failed, error was - "));
+  EXPECT_EQ(ReadFile(top_ / "source"), "source");
+  EXPECT_EQ(ReadFile(top_ / "target"), "target");
 }
 
 TEST_F(WindowsMoveTest, ALockedFileStays) {
   WriteFile(top_ / "locked", "x");
-  if (!test::HasUserAttributes(top_ / "locked")) GTEST_SKIP() << "no user attributes here";
+  if (!HasUserAttributes(top_ / "locked")) GTEST_SKIP() << "no user attributes here";
   {
     // Without the rights of root the lock is an attribute of our own.
-    const test::WithoutRootRights without(env_.folder());
-    const FSRef ref = test::RefOf(top_ / "locked");
-    FSCatalogInfo info;
-    info.nodeFlags = kFSNodeLockedMask;
-    ASSERT_EQ(FSSetCatalogInfo(&ref, kFSCatInfoNodeFlags, &info), noErr);
+    const WithoutRootRights without(env_.folder());
+    ASSERT_EQ(Lock(top_ / "locked"), noErr);
   }
   EXPECT_EQ(Move("locked", "moved"), FALSE);
   EXPECT_TRUE(fs::exists(top_ / "locked"));
@@ -79,7 +69,6 @@ TEST_F(WindowsMoveTest, ALockedFileStays) {
 }
 
 TEST_F(WindowsMoveTest, ATrashGetsItsInfoFile) {
-  unsetenv("XDG_DATA_HOME");
   FSRef trash;
   ASSERT_EQ(FSFindHomeTrashFolder(1, &trash), noErr);
   std::string files;
@@ -87,17 +76,17 @@ TEST_F(WindowsMoveTest, ATrashGetsItsInfoFile) {
   const fs::path info = fs::path(files).parent_path() / "info/x.trashinfo";
   WriteFile(top_ / "x", "1");
   EXPECT_EQ(Move("x", fs::path(files) / "x"), TRUE);
-  EXPECT_NE(test::ReadFile(info).find("Path=" + (top_ / "x").string() + "\n"), std::string::npos);
+  EXPECT_TRUE(Contains(ReadFile(info), "Path=" + (top_ / "x").string() + "\n"));
   // The name is taken: neither the file nor its info is touched.
   WriteFile(top_ / "x", "2");
-  const std::string before = test::ReadFile(info);
+  const std::string before = ReadFile(info);
   EXPECT_EQ(Move("x", fs::path(files) / "x"), FALSE);
-  EXPECT_EQ(test::ReadFile(info), before);
-  EXPECT_EQ(test::ReadFile(top_ / "x"), "2");
+  EXPECT_EQ(ReadFile(info), before);
+  EXPECT_EQ(ReadFile(top_ / "x"), "2");
   // A move that fails leaves no info file behind.
   EXPECT_EQ(Move("none", fs::path(files) / "none"), FALSE);
   EXPECT_FALSE(fs::exists(info.parent_path() / "none.trashinfo"));
 }
 
 }  // namespace
-}  // namespace orvik
+}  // namespace orvik::test

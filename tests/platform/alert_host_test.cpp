@@ -2,15 +2,12 @@
 
 #include <gtest/gtest.h>
 
+#include "tests/support/alert_answer.h"
+
 namespace orvik::host {
 namespace {
 
 TEST(AlertHost, HandsOutPlainTextsAndAtMostThreeButtons) {
-  AlertRequest seen;
-  const ScopedAlertAnswer answer([&seen](const AlertRequest& request) {
-    seen = request;
-    return std::optional<int>(0);
-  });
   AlertRequest request;
   request.header = "a\x1B[2Jb\x7F";
   request.message =
@@ -18,15 +15,16 @@ TEST(AlertHost, HandsOutPlainTextsAndAtMostThreeButtons) {
       "1m caf\xC3\xA9";
   request.buttons = {"1", "2", "3", "4"};
   request.default_button = 7;
-  EXPECT_EQ(ShowAlert(request), 0);
+  const auto [button, seen] = test::Answered(0, [&] { return ShowAlert(request); });
+  EXPECT_EQ(button, 0);
   EXPECT_EQ(seen.header, "a?[2Jb?");
   EXPECT_EQ(seen.message, "two\nlines and ?1m caf\xC3\xA9");
   EXPECT_EQ(seen.buttons.size(), 3u);
   EXPECT_EQ(seen.default_button, 2);
 
-  ShowAlert(AlertRequest{});
-  EXPECT_EQ(seen.buttons, std::vector<std::string>{"OK"});
-  EXPECT_EQ(seen.default_button, 0);
+  const AlertRequest plain = test::Answered(0, [] { return ShowAlert(AlertRequest{}); }).second;
+  EXPECT_EQ(plain.buttons, std::vector<std::string>{"OK"});
+  EXPECT_EQ(plain.default_button, 0);
 }
 
 }  // namespace

@@ -9,8 +9,10 @@
 
 #include "tests/support/test_environment.h"
 
-namespace orvik::host {
+namespace orvik::test {
 namespace {
+
+using namespace host;
 
 AlertRequest Question(int default_button, std::vector<std::string> buttons) {
   AlertRequest request;
@@ -38,17 +40,17 @@ TEST(AlertWindow, EscapesMarkupAndKeepsTextsOutOfOptions) {
   EXPECT_EQ(AlertWindowArguments(request), expected);
 }
 
-class FakeProgramTest : public test::EnvironmentTest {
+class FakeProgramTest : public EnvironmentTest {
  protected:
   // A program of that name which runs one line of shell.
   void Install(const std::string& line) {
-    const std::filesystem::path program = env_.folder() / "bin" / "zenity";
-    test::WriteFile(program, "#!/bin/sh\n" + line + "\n");
-    std::filesystem::permissions(program, std::filesystem::perms::all);
+    const fs::path program = env_.folder() / "bin" / "zenity";
+    WriteFile(program, "#!/bin/sh\n" + line + "\n");
+    fs::permissions(program, fs::perms::all);
   }
 
-  test::ScopedVariable path_{"PATH", (env_.folder() / "bin").string() + ":/usr/bin:/bin"};
-  test::ScopedVariable display_{"DISPLAY", ":4711"};
+  ScopedVariable path_{"PATH", (env_.folder() / "bin").string() + ":/usr/bin:/bin"};
+  ScopedVariable display_{"DISPLAY", ":4711"};
 };
 
 TEST_F(FakeProgramTest, TellsTheAnswerFromAFailure) {
@@ -77,17 +79,17 @@ TEST_F(FakeProgramTest, TellsTheAnswerFromAFailure) {
 }
 
 TEST_F(FakeProgramTest, NeedsADisplayAndTheProgram) {
-  const test::ScopedVariable empty("PATH", (env_.folder() / "none").string());
+  const ScopedVariable empty("PATH", (env_.folder() / "none").string());
   EXPECT_EQ(AskInWindow(Question(0, {"a"})), std::nullopt);
   Install("exit $ZENITY_OK");
-  const test::ScopedVariable path("PATH", (env_.folder() / "bin").string());
-  const test::ScopedVariable no_display("DISPLAY", "");
-  const test::ScopedVariable no_wayland("WAYLAND_DISPLAY", "");
+  const ScopedVariable path("PATH", (env_.folder() / "bin").string());
+  const ScopedVariable no_display("DISPLAY", "");
+  const ScopedVariable no_wayland("WAYLAND_DISPLAY", "");
   EXPECT_EQ(AskInWindow(Question(0, {"a"})), std::nullopt);
 }
 
 bool Installed(const char* program) {
-  return test::RunCommand({"sh", "-c", std::string("command -v ") + program}).status == 0;
+  return RunCommand({"sh", "-c", std::string("command -v ") + program}).status == 0;
 }
 
 // A display of its own while the object lives.
@@ -130,7 +132,7 @@ TEST_F(FakeProgramTest, ARealWindowIsAnsweredByItsButton) {
   }
   const VirtualDisplay display;
   if (display.number().empty()) GTEST_SKIP() << "no display can be opened";
-  const test::ScopedVariable variable("DISPLAY", ":" + display.number());
+  const ScopedVariable variable("DISPLAY", ":" + display.number());
 
   std::atomic<bool> answered = false;
   std::thread user([&answered] {
@@ -139,7 +141,7 @@ TEST_F(FakeProgramTest, ARealWindowIsAnsweredByItsButton) {
         "eval $(xdotool search --onlyvisible --name '^Head$' getwindowgeometry --shell) && "
         "xdotool mousemove $((X + WIDTH - 40)) $((Y + HEIGHT - 25)) click 1";
     for (int attempt = 0; attempt < 200 && !answered; ++attempt) {
-      test::RunCommand({"sh", "-c", press});
+      RunCommand({"sh", "-c", press});
       usleep(50'000);
     }
   });
@@ -150,4 +152,4 @@ TEST_F(FakeProgramTest, ARealWindowIsAnsweredByItsButton) {
 }
 
 }  // namespace
-}  // namespace orvik::host
+}  // namespace orvik::test

@@ -1,26 +1,18 @@
 #include "platform/core_foundation/string.h"
 
-#include <memory>
-
+#include "tests/support/owned.h"
 #include "tests/support/test_environment.h"
 
-namespace orvik {
+namespace orvik::test {
 namespace {
 
-struct Release {
-  void operator()(CFTypeRef object) const { CFRelease(object); }
-};
-using Owned = std::unique_ptr<const NSString, Release>;
-using OwnedMutable = std::unique_ptr<NSString, Release>;
+using Text = Owned<const NSString>;
 
-Owned Make(std::u16string_view units) {
-  return Owned(NSString::NewFromUnits(units));
-}
-OwnedMutable MakeMutable(std::u16string_view units) {
-  return OwnedMutable(NSString::NewMutable(units));
+Text Make(std::u16string_view units) {
+  return Text(NSString::NewFromUnits(units));
 }
 
-CFRange Whole(const Owned& string) {
+CFRange Whole(const Text& string) {
   return CFRangeMake(0, string->length());
 }
 
@@ -31,8 +23,8 @@ TEST(CFString, ConstantsAreOneObject) {
 
 TEST(CFString, CreatesFromBytes) {
   const auto make = [](std::string_view bytes, CFStringEncoding encoding, bool external = false) {
-    return Owned(CFStringCreateWithBytes(nullptr, reinterpret_cast<const UInt8*>(bytes.data()),
-                                         static_cast<CFIndex>(bytes.size()), encoding, external));
+    return Text(CFStringCreateWithBytes(nullptr, reinterpret_cast<const UInt8*>(bytes.data()),
+                                        static_cast<CFIndex>(bytes.size()), encoding, external));
   };
   EXPECT_EQ(make("\xE9", kCFStringEncodingMacRoman)->ToUnits(), u"\xC8");
   EXPECT_EQ(make("\xE9", kCFStringEncodingISOLatin1)->ToUnits(), u"\xE9");
@@ -44,15 +36,15 @@ TEST(CFString, CreatesFromBytes) {
 }
 
 TEST(CFString, CutsRangesThatLeaveTheString) {
-  const Owned string = Make(u"abc\x20AC");
-  EXPECT_EQ(Owned(CFStringCreateWithSubstring(nullptr, string.get(), {2, 100}))->ToUnits(),
+  const Text string = Make(u"abc\x20AC");
+  EXPECT_EQ(Text(CFStringCreateWithSubstring(nullptr, string.get(), {2, 100}))->ToUnits(),
             u"c\x20AC");
-  EXPECT_EQ(Owned(CFStringCreateWithSubstring(nullptr, string.get(), {100, 1}))->length(), 0);
+  EXPECT_EQ(Text(CFStringCreateWithSubstring(nullptr, string.get(), {100, 1}))->length(), 0);
   EXPECT_EQ(CFStringGetCharacterAtIndex(string.get(), 4), 0);
 }
 
 TEST(CFString, CStringsFitOrFail) {
-  const Owned string = Make(u"a\xE9");
+  const Text string = Make(u"a\xE9");
   char buffer[8] = "XXXXXXX";
   EXPECT_TRUE(CFStringGetCString(string.get(), buffer, 4, kCFStringEncodingUTF8));
   EXPECT_STREQ(buffer, "a\xC3\xA9");
@@ -65,7 +57,7 @@ TEST(CFString, CStringsFitOrFail) {
 }
 
 TEST(CFString, GetsWholeCharactersOnly) {
-  const Owned string = Make(u"a\x20AC\xD83D\xDE00");
+  const Text string = Make(u"a\x20AC\xD83D\xDE00");
   UInt8 buffer[16];
   for (CFIndex room = 0; room <= 9; ++room) {
     CFIndex used = -1;
@@ -82,7 +74,7 @@ TEST(CFString, GetsWholeCharactersOnly) {
 }
 
 TEST(CFString, FindsLiterally) {
-  const Owned string = Make(u"abcabc");
+  const Text string = Make(u"abcabc");
   EXPECT_EQ(CFStringFind(string.get(), CFSTR(u"bc"), 0).location, 1);
   EXPECT_EQ(CFStringFind(string.get(), CFSTR(u"bc"), kCFCompareBackwards).location, 4);
   EXPECT_EQ(CFStringFind(string.get(), CFSTR(u"BC"), 0).location, kCFNotFound);
@@ -141,7 +133,7 @@ TEST(CFString, ComparesByTheOptions) {
 TEST(CFString, Replaces) {
   const auto replace = [](std::u16string_view where, const char16_t* text, const char16_t* with,
                           CFRange range, CFStringCompareFlags options, CFIndex* count) {
-    const OwnedMutable string = MakeMutable(where);
+    const Owned<NSString> string(NSString::NewMutable(where));
     *count = CFStringFindAndReplace(string.get(), CFSTR(text), CFSTR(with), range, options);
     return string->ToUnits();
   };
@@ -159,8 +151,8 @@ TEST(CFString, Replaces) {
 }
 
 TEST(CFString, FindsUnitsOfASet) {
-  const Owned string = Make(u"a.b\x20AC");
-  const std::unique_ptr<const NSCharacterSet, Release> set(
+  const Text string = Make(u"a.b\x20AC");
+  const Owned<const NSCharacterSet> set(
       CFCharacterSetCreateWithCharactersInString(nullptr, CFSTR(u".\x20AC")));
   CFRange found{};
   EXPECT_TRUE(CFStringFindCharacterFromSet(string.get(), set.get(), Whole(string), 0, &found));
@@ -173,4 +165,4 @@ TEST(CFString, FindsUnitsOfASet) {
 }
 
 }  // namespace
-}  // namespace orvik
+}  // namespace orvik::test

@@ -6,14 +6,11 @@
 #include "platform/carbon/ticks.h"
 #include "tests/support/test_environment.h"
 
-namespace orvik {
+namespace orvik::test {
 namespace {
 
-class Collation : public test::EnvironmentTest {
+class Collation : public EnvironmentTest {
  protected:
-  void SetUp() override { unsetenv("LC_ALL"); }
-  void TearDown() override { unsetenv("LC_COLLATE"); }
-
   static int Order(UCCollateOptions options, std::u16string_view a, std::u16string_view b) {
     CollatorRef collator = nullptr;
     EXPECT_EQ(UCCreateCollator(nullptr, 0, options, &collator), 0);
@@ -47,7 +44,6 @@ TEST_F(Collation, FollowsTheLocale) {
   EXPECT_LT(Order(0x8006, u"\xE4", u"z"), 0);
   setenv("LC_COLLATE", "sv_SE.UTF-8", 1);
   EXPECT_GT(Order(0x8006, u"\xE4", u"z"), 0);
-  unsetenv("LC_COLLATE");
   setenv("LC_COLLATE", "de_DE", 1);
   EXPECT_LT(Order(0x8006, u"\xE4", u"z"), 0);
 }
@@ -77,4 +73,4 @@ TEST(Gestalt, KnowsTheSystemVersion) {
 }
 
 }  // namespace
-}  // namespace orvik
+}  // namespace orvik::test

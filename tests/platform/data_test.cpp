@@ -4,10 +4,10 @@
 #include "platform/foundation/autorelease_pool.h"
 #include "tests/support/test_environment.h"
 
-namespace orvik {
+namespace orvik::test {
 namespace {
 
-using NSDataTest = test::EnvironmentTest;
+using NSDataTest = EnvironmentTest;
 
 TEST(CFDataTest, RangesAreClampedAndImmutableDataStays) {
   const auto* bytes = reinterpret_cast<const UInt8*>("hello");
@@ -33,7 +33,7 @@ TEST_F(NSDataTest, ReadsAndWritesWholeFiles) {
   const NSString* text = NSString::stringWithUTF8String(path.c_str());
   const NSData* data = NSData::dataWithBytes(content.data(), 3);
   for (const ObjCBool atomically : {YES, NO}) {
-    test::WriteFile(path, "something longer");
+    WriteFile(path, "something longer");
     EXPECT_EQ(data->writeToFile(text, atomically), YES);
     EXPECT_EQ(NSData::dataWithContentsOfFile(text)->View(), content);
   }
@@ -44,4 +44,4 @@ TEST_F(NSDataTest, ReadsAndWritesWholeFiles) {
 }
 
 }  // namespace
-}  // namespace orvik
+}  // namespace orvik::test

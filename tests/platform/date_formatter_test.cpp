@@ -1,17 +1,14 @@
 #include "platform/core_foundation/date_formatter.h"
 
 #include <ctime>
-#include <memory>
 
+#include "tests/support/owned.h"
 #include "tests/support/test_environment.h"
 
-namespace orvik {
+namespace orvik::test {
 namespace {
 
-struct Release {
-  void operator()(const NSObject* object) const { CFRelease(object); }
-};
-using Formatter = std::unique_ptr<NSDateFormatter, Release>;
+using Formatter = Owned<NSDateFormatter>;
 
 Formatter Make(const NSString* pattern) {
   Formatter formatter(
@@ -27,7 +24,7 @@ TEST(DateFormatter, ShowsLocalTime) {
   localtime_r(&seconds, &parts);
   char expected[32];
   std::strftime(expected, sizeof expected, "%Y %H-%M-%S", &parts);
-  const std::unique_ptr<const NSString, Release> text(CFDateFormatterCreateStringWithAbsoluteTime(
+  const Owned<const NSString> text(CFDateFormatterCreateStringWithAbsoluteTime(
       nullptr, Make(CFSTR(u"yyyy HH-mm-ss")).get(), absolute_time));
   EXPECT_EQ(text->ToUtf8(), expected);
 }
@@ -39,4 +36,4 @@ TEST(DateFormatter, LongPatternsFit) {
 }
 
 }  // namespace
-}  // namespace orvik
+}  // namespace orvik::test

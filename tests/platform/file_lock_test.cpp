@@ -9,10 +9,12 @@
 
 #include "tests/support/test_environment.h"
 
-namespace orvik::host {
+namespace orvik::test {
 namespace {
 
-class FileLockTest : public test::EnvironmentTest {
+using namespace host;
+
+class FileLockTest : public EnvironmentTest {
  protected:
   int ErrorElsewhere(const std::string& path) {
     int error = -1;
@@ -59,4 +61,4 @@ TEST_F(FileLockTest, EndsWithAKilledHolderAndWaitsNoLongerThanAsked) {
 }
 
 }  // namespace
-}  // namespace orvik::host
+}  // namespace orvik::test

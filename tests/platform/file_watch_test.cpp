@@ -5,12 +5,12 @@
 #include "platform/host/file_access.h"
 #include "tests/support/test_environment.h"
 
-namespace orvik::host {
+namespace orvik::test {
 namespace {
 
-namespace fs = std::filesystem;
+using namespace host;
 
-class FileWatchTest : public test::EnvironmentTest {
+class FileWatchTest : public EnvironmentTest {
  protected:
   // Events take a moment to arrive; none may be missed.
   static constexpr int kSoon = 10'000;
@@ -29,13 +29,13 @@ TEST_F(FileWatchTest, FollowsAFileFromBeforeItsFoldersToAfterItsEnd) {
   ASSERT_TRUE(watch.ok());
   EXPECT_FALSE(watch.Wait(0));
 
-  test::WriteFile(file_, "one");
+  WriteFile(file_, "one");
   EXPECT_TRUE(watch.Wait(kSoon));
   Drain(watch);
-  test::WriteFile(file_, "two");
+  WriteFile(file_, "two");
   EXPECT_TRUE(watch.Wait(kSoon));
   Drain(watch);
-  test::WriteFile(env_.folder() / "a" / "b" / "other", "");
+  WriteFile(env_.folder() / "a" / "b" / "other", "");
   EXPECT_FALSE(watch.Wait(20));
   fs::rename(env_.folder() / "a" / "b" / "other", file_);
   EXPECT_TRUE(watch.Wait(kSoon));
@@ -44,27 +44,27 @@ TEST_F(FileWatchTest, FollowsAFileFromBeforeItsFoldersToAfterItsEnd) {
   fs::remove_all(env_.folder() / "a");
   EXPECT_TRUE(watch.Wait(kSoon));
   Drain(watch);
-  test::WriteFile(file_, "again");
+  WriteFile(file_, "again");
   EXPECT_TRUE(watch.Wait(kSoon));
   Drain(watch);
-  test::WriteFile(file_, "and again");
+  WriteFile(file_, "and again");
   EXPECT_TRUE(watch.Wait(kSoon));
 }
 
 TEST_F(FileWatchTest, FollowsAFolderThatIsPutInAnothersPlace) {
-  test::WriteFile(file_, "one");
+  WriteFile(file_, "one");
   FileWatch watch(file_);
   fs::rename(env_.folder() / "a", env_.folder() / "elsewhere");
-  test::WriteFile(file_, "two");
+  WriteFile(file_, "two");
   EXPECT_TRUE(watch.Wait(kSoon));
   Drain(watch);
-  test::WriteFile(file_, "three");
+  WriteFile(file_, "three");
   EXPECT_TRUE(watch.Wait(kSoon));
 }
 
 TEST_F(FileWatchTest, TellsWhetherAFileCouldBeReplaced) {
   EXPECT_EQ(ReplaceAccess(file_), 0);
-  test::WriteFile(file_, "one");
+  WriteFile(file_, "one");
   EXPECT_EQ(ReplaceAccess(file_), 0);
   EXPECT_EQ(ReplaceAccess(file_ / "below"), ENOTDIR);
   if (geteuid() != 0) {
@@ -75,4 +75,4 @@ TEST_F(FileWatchTest, TellsWhetherAFileCouldBeReplaced) {
 }
 
 }  // namespace
-}  // namespace orvik::host
+}  // namespace orvik::test

@@ -5,15 +5,10 @@
 #include "tests/support/file_trees.h"
 #include "tests/support/test_environment.h"
 
-namespace orvik {
+namespace orvik::test {
 namespace {
 
-namespace fs = std::filesystem;
-using test::InfoOf;
-using test::RefOf;
-using test::WriteFile;
-
-class FilesTest : public test::EnvironmentTest {
+class FilesTest : public EnvironmentTest {
  protected:
   OSErr CreateFile(const std::u16string& name, FSCatalogInfoBitmap which = 0,
                    const FSCatalogInfo* info = nullptr, FSRef* ref = nullptr) {
@@ -74,7 +69,7 @@ TEST_F(FilesTest, DeletesObjectsButNothingBehindThem) {
     EXPECT_EQ(FSDeleteObject(&ref), noErr) << name;
     EXPECT_FALSE(fs::exists(fs::symlink_status(top_ / name))) << name;
   }
-  EXPECT_EQ(test::ReadFile(top_ / "outside"), "kept");
+  EXPECT_EQ(ReadFile(top_ / "outside"), "kept");
   WriteFile(top_ / "full/x", "");
   const FSRef full = RefOf(top_ / "full");
   EXPECT_EQ(FSDeleteObject(&full), fBsyErr);
@@ -129,7 +124,7 @@ TEST_F(FilesTest, SetsWhatIsAskedForAndNothingElse) {
   EXPECT_EQ(after.accessDate.lowSeconds, before.accessDate.lowSeconds);
   EXPECT_EQ(after.finderInfo.fdType, 0u);
   EXPECT_EQ(FSSetCatalogInfo(&ref, kFSCatInfoNodeID, &info), paramErr);
-  if (!test::HasUserAttributes(top_ / "file")) GTEST_SKIP() << "no user attributes here";
+  if (!HasUserAttributes(top_ / "file")) GTEST_SKIP() << "no user attributes here";
   ASSERT_EQ(FSSetCatalogInfo(&ref, kFSCatInfoSettableInfo, &info), noErr);
   after = InfoOf(top_ / "file");
   EXPECT_EQ(after.createDate.lowSeconds, 1000u);
@@ -138,17 +133,14 @@ TEST_F(FilesTest, SetsWhatIsAskedForAndNothingElse) {
   EXPECT_EQ(after.finderInfo.fdCreator, FourCC("abcd"));
   EXPECT_EQ(after.finderInfo.fdLocation.v, -1);
   EXPECT_EQ(after.extFinderInfo[15], 9);
-  EXPECT_EQ(test::ReadFile(top_ / "file"), "x");
+  EXPECT_EQ(ReadFile(top_ / "file"), "x");
 }
 
 TEST_F(FilesTest, ALockIsHonouredWhoeverKeepsIt) {
   WriteFile(top_ / "kernel", "x");
   WriteFile(top_ / "own", "x");
-  if (!test::HasUserAttributes(top_ / "own")) GTEST_SKIP() << "no user attributes here";
-  FSRef kernel = RefOf(top_ / "kernel");
-  FSCatalogInfo info;
-  info.nodeFlags = kFSNodeLockedMask;
-  ASSERT_EQ(FSSetCatalogInfo(&kernel, kFSCatInfoNodeFlags, &info), noErr);
+  if (!HasUserAttributes(top_ / "own")) GTEST_SKIP() << "no user attributes here";
+  ASSERT_EQ(Lock(top_ / "kernel"), noErr);
   carbon::CatalogRecord record;
   record.locked = true;
   const std::string own_path = top_ / "own";
@@ -157,6 +149,7 @@ TEST_F(FilesTest, ALockIsHonouredWhoeverKeepsIt) {
     const FSRef ref = RefOf(top_ / name);
     EXPECT_EQ(InfoOf(top_ / name).nodeFlags, kFSNodeLockedMask) << name;
     EXPECT_EQ(FSDeleteObject(&ref), fLckdErr) << name;
+    FSCatalogInfo info;
     info.permissions.mode = 0600;
     EXPECT_EQ(FSSetCatalogInfo(&ref, kFSCatInfoPermissions, &info), fLckdErr) << name;
     info.nodeFlags = 0;
@@ -167,4 +160,4 @@ TEST_F(FilesTest, ALockIsHonouredWhoeverKeepsIt) {
 }
 
 }  // namespace
-}  // namespace orvik
+}  // namespace orvik::test

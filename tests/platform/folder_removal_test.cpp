@@ -8,14 +8,10 @@
 #include "tests/support/test_environment.h"
 #include "tests/support/without_root_rights.h"
 
-namespace orvik {
+namespace orvik::test {
 namespace {
 
-namespace fs = std::filesystem;
-using test::RefOf;
-using test::WriteFile;
-
-class FolderRemovalTest : public test::EnvironmentTest {
+class FolderRemovalTest : public EnvironmentTest {
  protected:
   OSErr Empty(const fs::path& folder) {
     const FSRef ref = RefOf(folder);
@@ -35,7 +31,7 @@ TEST_F(FolderRemovalTest, RemovesEverythingButNothingOutside) {
   mkfifo((top_ / "tree/pipe").c_str(), 0600);
   EXPECT_EQ(Empty(top_ / "tree"), noErr);
   EXPECT_TRUE(fs::is_empty(top_ / "tree"));
-  EXPECT_EQ(test::ReadFile(top_ / "outside/kept"), "x");
+  EXPECT_EQ(ReadFile(top_ / "outside/kept"), "x");
   fs::create_directory_symlink("outside", top_ / "link");
   EXPECT_EQ(Empty(top_ / "link"), errFSNotAFolder);
   EXPECT_TRUE(fs::exists(top_ / "outside/kept"));
@@ -43,19 +39,14 @@ TEST_F(FolderRemovalTest, RemovesEverythingButNothingOutside) {
 
 TEST_F(FolderRemovalTest, LocksAreTakenAway) {
   WriteFile(top_ / "tree/inner/file", "x");
-  FSCatalogInfo info;
-  info.nodeFlags = kFSNodeLockedMask;
-  for (const char* name : {"tree/inner/file", "tree/inner"}) {
-    const FSRef ref = RefOf(top_ / name);
-    FSSetCatalogInfo(&ref, kFSCatInfoNodeFlags, &info);
-  }
+  for (const char* name : {"tree/inner/file", "tree/inner"}) Lock(top_ / name);
   EXPECT_EQ(Empty(top_ / "tree"), noErr);
   EXPECT_TRUE(fs::is_empty(top_ / "tree"));
 }
 
 TEST_F(FolderRemovalTest, ReadOnlyFoldersOfOurOwnAreEmptied) {
   WriteFile(top_ / "tree/a/b/file", "x");
-  const test::WithoutRootRights without(env_.folder());
+  const WithoutRootRights without(env_.folder());
   for (const auto& [name, mode] : {std::pair{"tree/a/b", 0555}, {"tree/a", 0}, {"tree", 0500}}) {
     chmod((top_ / name).c_str(), static_cast<mode_t>(mode));
   }
@@ -65,7 +56,7 @@ TEST_F(FolderRemovalTest, ReadOnlyFoldersOfOurOwnAreEmptied) {
 
 TEST_F(FolderRemovalTest, DepthIsNotBounded) {
   fs::create_directories(top_ / "tree");
-  test::MakeDeepTree((top_ / "tree").string(), 1000, "a folder of the tree");
+  MakeDeepTree((top_ / "tree").string(), 1000, "a folder of the tree");
   EXPECT_EQ(Empty(top_ / "tree"), noErr);
   EXPECT_TRUE(fs::is_empty(top_ / "tree"));
 }
@@ -88,4 +79,4 @@ TEST_F(FolderRemovalTest, SomeoneElseRemovesAndAddsMeanwhile) {
 }
 
 }  // namespace
-}  // namespace orvik
+}  // namespace orvik::test

@@ -3,10 +3,10 @@
 #include "platform/host/errno_status.h"
 #include "tests/support/test_environment.h"
 
-namespace orvik {
+namespace orvik::test {
 namespace {
 
-class FoldersTest : public test::EnvironmentTest {
+class FoldersTest : public EnvironmentTest {
  protected:
   std::string Path(FSVolumeRefNum domain, OSType type) {
     FSRef ref;
@@ -40,17 +40,17 @@ TEST_F(FoldersTest, LieBelowTheHomeOrTheSystemRoot) {
       {kUserDomain, FourCC("????"), std::to_string(fnfErr)},
       {1, kDocumentsFolderType, std::to_string(nsvErr)}};
   for (const auto& one : cases) EXPECT_EQ(Path(one.domain, one.type), one.path);
-  EXPECT_NE(Path(kUserDomain, kTrashFolderType).find("/Trash/files"), std::string::npos);
+  EXPECT_TRUE(Contains(Path(kUserDomain, kTrashFolderType), "/Trash/files"));
 }
 
 TEST_F(FoldersTest, AreMadeOnlyWhenAskedTo) {
   FSRef ref;
   EXPECT_EQ(FSFindFolder(kUserDomain, kDocumentsFolderType, false, &ref), fnfErr);
-  EXPECT_TRUE(std::filesystem::is_empty(env_.home()));
-  test::WriteFile(env_.home() / "Documents", "no folder");
+  EXPECT_TRUE(fs::is_empty(env_.home()));
+  WriteFile(env_.home() / "Documents", "no folder");
   EXPECT_EQ(FSFindFolder(kUserDomain, kDocumentsFolderType, false, &ref), dirNFErr);
   EXPECT_EQ(FSFindFolder(kUserDomain, kDocumentsFolderType, true, &ref), dirNFErr);
 }
 
 }  // namespace
-}  // namespace orvik
+}  // namespace orvik::test

@@ -4,14 +4,10 @@
 #include "tests/support/file_trees.h"
 #include "tests/support/test_environment.h"
 
-namespace orvik {
+namespace orvik::test {
 namespace {
 
-namespace fs = std::filesystem;
-using test::RefOf;
-using test::WriteFile;
-
-class ForksTest : public test::EnvironmentTest {
+class ForksTest : public EnvironmentTest {
  protected:
   FSIORefNum Open(const fs::path& path, SInt8 permission, const std::u16string& name = {}) {
     const FSRef ref = RefOf(path);
@@ -57,7 +53,7 @@ TEST_F(ForksTest, TheDataForkIsTheContent) {
   EXPECT_EQ(status_, errFSForkNotFound);
   EXPECT_EQ(FSCloseFork(fork), noErr);
   EXPECT_EQ(FSCloseFork(fork), rfNumErr);
-  EXPECT_EQ(test::ReadFile(top_ / "f"), std::string("0123456789\0\0ab", 14));
+  EXPECT_EQ(ReadFile(top_ / "f"), std::string("0123456789\0\0ab", 14));
 }
 
 TEST_F(ForksTest, OpeningsThatExcludeEachOther) {
@@ -106,4 +102,4 @@ TEST_F(ForksTest, OnlyRegularFilesAreOpened) {
 }
 
 }  // namespace
-}  // namespace orvik
+}  // namespace orvik::test

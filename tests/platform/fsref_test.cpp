@@ -4,20 +4,15 @@
 #include "tests/support/file_trees.h"
 #include "tests/support/test_environment.h"
 
-namespace orvik {
+namespace orvik::test {
 namespace {
-
-namespace fs = std::filesystem;
-using test::Bytes;
-using test::RefOf;
-using test::WriteFile;
 
 std::string PathOf(const FSRef& ref) {
   std::string path;
   return FSRefCopyPath(&ref, &path) == noErr ? path : "";
 }
 
-class FSRefTest : public test::EnvironmentTest {
+class FSRefTest : public EnvironmentTest {
  protected:
   fs::path top_ = env_.temp();
 };
@@ -60,7 +55,7 @@ TEST_F(FSRefTest, NeverNamesWhatTookItsPlace) {
   EXPECT_EQ(FSRefMakePath(&held, buffer, sizeof buffer), fnfErr);
   EXPECT_EQ(FSDeleteObject(&held), fnfErr);
   EXPECT_EQ(FSDeleteObject(&loose), fnfErr);
-  EXPECT_EQ(test::ReadFile(top_ / "a"), "new");
+  EXPECT_EQ(ReadFile(top_ / "a"), "new");
 }
 
 TEST_F(FSRefTest, LinksAreFollowedOrNamed) {
@@ -133,7 +128,7 @@ TEST_F(FSRefTest, ComparesObjectsNotPaths) {
 }
 
 TEST_F(FSRefTest, PathsBeyondTheKernelsLimitWork) {
-  const std::string deep = test::MakeDeepTree(top_.string(), 200, std::string(50, 'n'));
+  const std::string deep = MakeDeepTree(top_.string(), 200, std::string(50, 'n'));
   ASSERT_GT(deep.size(), 10000u);
   const FSRef leaf = RefOf(deep + "/leaf");
   EXPECT_EQ(PathOf(leaf), deep + "/leaf");
@@ -153,4 +148,4 @@ TEST_F(FSRefTest, ManyReferencesStayWithinTheDescriptors) {
 }
 
 }  // namespace
-}  // namespace orvik
+}  // namespace orvik::test

@@ -7,14 +7,10 @@
 #include "tests/support/file_trees.h"
 #include "tests/support/test_environment.h"
 
-namespace orvik {
+namespace orvik::test {
 namespace {
 
-namespace fs = std::filesystem;
-using test::RefOf;
-using test::WriteFile;
-
-class IterationTest : public test::EnvironmentTest {
+class IterationTest : public EnvironmentTest {
  protected:
   // Names and node flags of all entries, fetched `step` at a time.
   std::map<std::string, UInt16> List(const fs::path& folder, FSCatalogInfoBitmap which,
@@ -99,4 +95,4 @@ TEST_F(IterationTest, OnlyFoldersAreWalked) {
 }
 
 }  // namespace
-}  // namespace orvik
+}  // namespace orvik::test

@@ -4,17 +4,15 @@
 #include "tests/support/file_trees.h"
 #include "tests/support/test_environment.h"
 
-namespace orvik {
+namespace orvik::test {
 namespace {
 
-namespace fs = std::filesystem;
-
-class LaunchServicesTest : public test::EnvironmentTest {};
+using LaunchServicesTest = EnvironmentTest;
 
 TEST_F(LaunchServicesTest, FlagsOfEveryKindOfItem) {
   const fs::path top = env_.temp();
   const auto program = [&](const char* name, const std::string& content, bool executable) {
-    test::WriteFile(top / name, content);
+    WriteFile(top / name, content);
     if (executable) fs::permissions(top / name, fs::perms::owner_all);
   };
   program("elf", "\177ELF rest", true);
@@ -42,15 +40,15 @@ TEST_F(LaunchServicesTest, FlagsOfEveryKindOfItem) {
       {"pipe", 0},
   };
   for (const auto& [name, expected] : cases) {
-    const FSRef ref = test::RefOf(top / name);
+    const FSRef ref = RefOf(top / name);
     LSItemInfoRecord info;
     EXPECT_EQ(LSCopyItemInfoForRef(&ref, kLSRequestAllFlags, &info), noErr) << name;
     EXPECT_EQ(info.flags, expected) << name;
   }
-  const FSRef ref = test::RefOf(top / "elf");
+  const FSRef ref = RefOf(top / "elf");
   LSItemInfoRecord info;
   EXPECT_EQ(LSCopyItemInfoForRef(&ref, 1, &info), paramErr);
 }
 
 }  // namespace
-}  // namespace orvik
+}  // namespace orvik::test

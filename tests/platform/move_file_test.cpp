@@ -14,17 +14,17 @@
 #include "tests/support/file_trees.h"
 #include "tests/support/test_environment.h"
 
-namespace orvik::host {
+namespace orvik::test {
 namespace {
 
-namespace fs = std::filesystem;
+using namespace host;
 
-using MoveFileTest = test::EnvironmentTest;
+using MoveFileTest = EnvironmentTest;
 
 // The road to another volume, taken on one.
 TEST_F(MoveFileTest, CopiesATreeWithWhatItCarriesAndRemovesTheSource) {
   const fs::path from = env_.folder() / "tree", to = env_.folder() / "moved";
-  test::WriteFile(from / "sub" / "file", "content");
+  WriteFile(from / "sub" / "file", "content");
   fs::permissions(from / "sub" / "file", fs::perms(0750));
   fs::last_write_time(from / "sub" / "file", fs::file_time_type());
   const auto time = fs::last_write_time(from / "sub" / "file");
@@ -33,7 +33,7 @@ TEST_F(MoveFileTest, CopiesATreeWithWhatItCarriesAndRemovesTheSource) {
   fs::permissions(from / "sub", fs::perms(0711));
   ASSERT_EQ(CopyThenRemove(from, to), 0);
   EXPECT_FALSE(fs::exists(from));
-  EXPECT_EQ(test::ReadFile(to / "sub" / "file"), "content");
+  EXPECT_EQ(ReadFile(to / "sub" / "file"), "content");
   EXPECT_EQ(fs::status(to / "sub" / "file").permissions(), fs::perms(0750));
   EXPECT_EQ(fs::last_write_time(to / "sub" / "file"), time);
   EXPECT_EQ(fs::status(to / "sub").permissions(), fs::perms(0711));
@@ -65,7 +65,7 @@ TEST_F(MoveFileTest, DepthIsNotBounded) {
   rlimit few = before;
   few.rlim_cur = 64;
   setrlimit(RLIMIT_NOFILE, &few);
-  const std::string deep = test::MakeDeepTree(folder, 1000, "deep");
+  const std::string deep = MakeDeepTree(folder, 1000, "deep");
   const fs::path here = env_.folder() / "moved";
   EXPECT_EQ(MoveWithoutReplacing(folder, here), 0);
   EXPECT_FALSE(fs::exists(folder));
@@ -82,12 +82,12 @@ TEST_F(MoveFileTest, DepthIsNotBounded) {
 
 TEST_F(MoveFileTest, NeverReplacesAndKeepsTheSourceOfAFailure) {
   const fs::path from = env_.folder() / "from", to = env_.folder() / "to";
-  test::WriteFile(from, "x");
+  WriteFile(from, "x");
   fs::create_symlink("dangling", to);
   EXPECT_EQ(CopyThenRemove(from, to), EEXIST);
   EXPECT_EQ(MoveWithoutReplacing(from, to), EEXIST);
   EXPECT_EQ(CopyThenRemove(from, env_.folder() / "none" / "to"), ENOENT);
-  EXPECT_EQ(test::ReadFile(from), "x");
+  EXPECT_EQ(ReadFile(from), "x");
   fs::create_directory(env_.folder() / "folder");
   EXPECT_EQ(CopyThenRemove(env_.folder() / "folder", env_.folder() / "folder" / "in"), EINVAL);
   EXPECT_EQ(MoveWithoutReplacing(env_.folder() / "folder", env_.folder() / "folder" / "in"),
@@ -95,4 +95,4 @@ TEST_F(MoveFileTest, NeverReplacesAndKeepsTheSourceOfAFailure) {
 }
 
 }  // namespace
-}  // namespace orvik::host
+}  // namespace orvik::test

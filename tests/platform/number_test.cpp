@@ -5,18 +5,15 @@
 #include <cmath>
 #include <cstring>
 #include <limits>
-#include <memory>
 
 #include "platform/foundation/autorelease_pool.h"
 #include "platform/foundation/string.h"
+#include "tests/support/owned.h"
 
 namespace orvik {
 namespace {
 
-struct Release {
-  void operator()(const NSObject* object) const { CFRelease(object); }
-};
-using Number = std::unique_ptr<const NSNumber, Release>;
+using Number = test::Owned<const NSNumber>;
 
 Number Real(double value) {
   return Number(NSNumber::CreateReal(value));

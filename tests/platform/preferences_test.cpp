@@ -1,7 +1,6 @@
 #include "platform/core_foundation/preferences.h"
 
 #include <sys/stat.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 #include <thread>
@@ -12,14 +11,13 @@
 #include "platform/host/errno_status.h"
 #include "platform/host/file_identity.h"
 #include "platform/host/file_lock.h"
+#include "tests/support/owned.h"
 #include "tests/support/test_environment.h"
 
-namespace orvik {
+namespace orvik::test {
 namespace {
 
-namespace fs = std::filesystem;
-
-class CFPreferencesTest : public test::EnvironmentTest {
+class CFPreferencesTest : public EnvironmentTest {
  protected:
   void Set(const char16_t* key, const char16_t* value) {
     CFPreferencesSetValue(CFSTR(key), value == nullptr ? nullptr : CFSTR(value), domain_,
@@ -38,7 +36,7 @@ class CFPreferencesTest : public test::EnvironmentTest {
   }
   // What another program saves.
   static void WritePlist(const fs::path& file, const std::string& entries) {
-    test::WriteFile(file, "<plist version=\"1.0\"><dict>" + entries + "</dict></plist>");
+    WriteFile(file, "<plist version=\"1.0\"><dict>" + entries + "</dict></plist>");
   }
   static std::string Entry(const std::string& key, const std::string& value) {
     return "<key>" + key + "</key><string>" + value + "</string>";
@@ -60,9 +58,10 @@ TEST_F(CFPreferencesTest, KnowsTheFilesAndRefusesDomainsThatNameNone) {
   EXPECT_TRUE(PreferencesFile(kCFPreferencesCurrentApplication, kCFPreferencesCurrentUser,
                               kCFPreferencesAnyHost)
                   .ends_with("Preferences/orvik_platform_tests.plist"));
-  const std::u16string long_name(1024, u'n');
-  const std::u16string_view refused[] = {u"",       {u"a\0b", 3}, u"/a",   u"..",      u"../a",
-                                         u"a/../b", u"a/",        u"a//b", u"\xD800x", long_name};
+  const std::u16string long_name(1024, u'n'), long_in_bytes(512, u'\u00e9');
+  const std::u16string_view refused[] = {u"",        {u"a\0b", 3}, u"/a",        u"..",
+                                         u"../a",    u"a/../b",    u"a/",        u"a//b",
+                                         u"\xD800x", long_name,    long_in_bytes};
   for (const std::u16string_view name : refused) {
     EXPECT_EQ(PreferencesFile(CFSTR(name), kCFPreferencesCurrentUser, kCFPreferencesAnyHost), "");
     EXPECT_EQ(host::PreferencesSetValue(CFSTR(u"k"), CFSTR(u"v"), CFSTR(name),
@@ -84,9 +83,9 @@ TEST_F(CFPreferencesTest, UserValuesWaitForSynchronizeAndMergeWithWhatOthersSave
   Set(u"gone", nullptr);
   EXPECT_EQ(Get(u"gone"), "(none)");
   EXPECT_TRUE(Synchronize());
-  const std::string saved = test::ReadFile(file_);
-  EXPECT_NE(saved.find("<key>mine</key>\n\t<string>1</string>"), std::string::npos);
-  EXPECT_NE(saved.find("<key>other</key>\n\t<string>kept</string>"), std::string::npos);
+  const std::string saved = ReadFile(file_);
+  EXPECT_TRUE(Contains(saved, "<key>mine</key>\n\t<string>1</string>"));
+  EXPECT_TRUE(Contains(saved, "<key>other</key>\n\t<string>kept</string>"));
   EXPECT_EQ(saved.find("gone"), std::string::npos);
 }
 
@@ -97,9 +96,9 @@ TEST_F(CFPreferencesTest, MachineValuesAreSavedAtOnce) {
                                      kCFPreferencesCurrentHost);
   };
   EXPECT_EQ(set(CFSTR(u"v")), noErr);
-  EXPECT_NE(test::ReadFile(file).find("<string>v</string>"), std::string::npos);
+  EXPECT_TRUE(Contains(ReadFile(file), "<string>v</string>"));
   EXPECT_EQ(set(nullptr), noErr);
-  EXPECT_EQ(test::ReadFile(file).find("key>"), std::string::npos);
+  EXPECT_EQ(ReadFile(file).find("key>"), std::string::npos);
   fs::remove(file);
   fs::create_directory(file);
   EXPECT_EQ(set(CFSTR(u"v")), notAFileErr);
@@ -109,7 +108,7 @@ TEST_F(CFPreferencesTest, MachineValuesAreSavedAtOnce) {
 }
 
 TEST_F(CFPreferencesTest, ChangesThatCannotBeSavedAreKeptAndTriedAgain) {
-  test::WriteFile(env_.home() / "Library", "no folder");
+  WriteFile(env_.home() / "Library", "no folder");
   Set(u"a", u"1");
   EXPECT_FALSE(Synchronize());
   fs::remove(env_.home() / "Library");
@@ -118,23 +117,23 @@ TEST_F(CFPreferencesTest, ChangesThatCannotBeSavedAreKeptAndTriedAgain) {
   EXPECT_EQ(Get(u"a"), "1");
   fs::remove(file_);
   EXPECT_TRUE(Synchronize());
-  EXPECT_NE(test::ReadFile(file_).find("<key>a</key>"), std::string::npos);
+  EXPECT_TRUE(Contains(ReadFile(file_), "<key>a</key>"));
 }
 
 TEST_F(CFPreferencesTest, ADamagedFileReadsAsEmptyAndIsKeptBesideTheNewOne) {
-  test::WriteFile(file_, "<plist><dict><key>half");
+  WriteFile(file_, "<plist><dict><key>half");
   EXPECT_EQ(Get(u"half"), "(none)");
   Set(u"half", nullptr);
   EXPECT_TRUE(Synchronize());
-  EXPECT_EQ(test::ReadFile(file_), "<plist><dict><key>half");
+  EXPECT_EQ(ReadFile(file_), "<plist><dict><key>half");
   Set(u"a", u"1");
   EXPECT_TRUE(Synchronize());
   EXPECT_EQ(Get(u"a"), "1");
-  EXPECT_EQ(test::ReadFile(file_.string() + ".damaged"), "<plist><dict><key>half");
-  test::WriteFile(file_, "[1]");
+  EXPECT_EQ(ReadFile(file_.string() + ".damaged"), "<plist><dict><key>half");
+  WriteFile(file_, "[1]");
   Set(u"a", u"2");
   EXPECT_TRUE(Synchronize());
-  EXPECT_EQ(test::ReadFile(file_.string() + ".damaged-2"), "[1]");
+  EXPECT_EQ(ReadFile(file_.string() + ".damaged-2"), "[1]");
 }
 
 TEST_F(CFPreferencesTest, NoticesFilesThatOthersReplacedAndWritesNothingThatIsThere) {
@@ -153,54 +152,35 @@ TEST_F(CFPreferencesTest, NoticesFilesThatOthersReplacedAndWritesNothingThatIsTh
   EXPECT_EQ(host::IdentityOf(file_.string()), before);
 }
 
-TEST_F(CFPreferencesTest, KeepsEveryProcesssEntries) {
-  constexpr int kProcesses = 4, kEntries = 10;
-  pid_t children[kProcesses];
-  for (int process = 0; process < kProcesses; ++process) {
-    children[process] = fork();
-    if (children[process] != 0) continue;
+TEST_F(CFPreferencesTest, KeepsTheEntriesOfEveryProcessAndThread) {
+  constexpr int kWriters = 4, kEntries = 10;
+  const auto write = [this](char16_t first) {
+    int failures = 0;
     for (int entry = 0; entry < kEntries; ++entry) {
-      const char16_t key[] = {static_cast<char16_t>(u'a' + process),
-                              static_cast<char16_t>(u'0' + entry), 0};
+      const char16_t key[] = {first, static_cast<char16_t>(u'0' + entry), 0};
       Set(key, u"set");
-      if (!Synchronize()) _exit(1);
+      failures += Synchronize() ? 0 : 1;
     }
-    _exit(0);
-  }
-  for (const pid_t child : children) {
-    int status = -1;
-    waitpid(child, &status, 0);
-    EXPECT_EQ(status, 0);
-  }
-  const CFArrayRef keys =
-      CFPreferencesCopyKeyList(domain_, kCFPreferencesCurrentUser, kCFPreferencesAnyHost);
-  ASSERT_NE(keys, nullptr);
-  EXPECT_EQ(CFArrayGetCount(keys), kProcesses * kEntries);
-  const CFDictionaryRef entries =
-      CFPreferencesCopyMultiple(keys, domain_, kCFPreferencesCurrentUser, kCFPreferencesAnyHost);
-  EXPECT_EQ(CFDictionaryGetCount(entries), kProcesses * kEntries);
-  CFRelease(entries);
-  CFRelease(keys);
-}
-
-TEST_F(CFPreferencesTest, SeveralThreadsMaySetAndSynchronize) {
-  constexpr int kThreads = 4, kEntries = 10;
+    return failures;
+  };
+  const auto statuses = InProcesses(
+      kWriters, [&](int number) { return write(static_cast<char16_t>(u'a' + number)); });
+  EXPECT_EQ(statuses, std::vector<int>(kWriters, 0));
   std::vector<std::thread> threads;
-  for (int number = 0; number < kThreads; ++number) {
-    threads.emplace_back([this, number] {
-      for (int entry = 0; entry < kEntries; ++entry) {
-        const char16_t key[] = {static_cast<char16_t>(u'a' + number),
-                                static_cast<char16_t>(u'0' + entry), 0};
-        Set(key, u"set");
-        EXPECT_TRUE(Synchronize());
-      }
-    });
+  for (char16_t first = u'A'; first < u'A' + kWriters; ++first) {
+    threads.emplace_back([&write, first] { EXPECT_EQ(write(first), 0); });
   }
   for (std::thread& thread : threads) thread.join();
-  const CFDictionaryRef entries =
-      CFPreferencesCopyMultiple(nullptr, domain_, kCFPreferencesCurrentUser, kCFPreferencesAnyHost);
-  EXPECT_EQ(CFDictionaryGetCount(entries), kThreads * kEntries);
-  CFRelease(entries);
+
+  const Owned<const NSArray> keys(
+      CFPreferencesCopyKeyList(domain_, kCFPreferencesCurrentUser, kCFPreferencesAnyHost));
+  ASSERT_NE(keys, nullptr);
+  EXPECT_EQ(CFArrayGetCount(keys.get()), 2 * kWriters * kEntries);
+  for (const CFArrayRef asked : {keys.get(), CFArrayRef{}}) {
+    const Owned<const NSDictionary> entries(CFPreferencesCopyMultiple(
+        asked, domain_, kCFPreferencesCurrentUser, kCFPreferencesAnyHost));
+    EXPECT_EQ(CFDictionaryGetCount(entries.get()), 2 * kWriters * kEntries);
+  }
 }
 
 TEST_F(CFPreferencesTest, TheThreadThatHoldsTheFoldersLockMaySynchronize) {
@@ -236,4 +216,4 @@ TEST_F(CFPreferencesTest, ValuesAreCopiedAndOthersThanPropertyListsRefused) {
 }
 
 }  // namespace
-}  // namespace orvik
+}  // namespace orvik::test

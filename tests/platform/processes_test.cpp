@@ -10,7 +10,7 @@
 #include "platform/host/errno_status.h"
 #include "tests/support/test_environment.h"
 
-namespace orvik {
+namespace orvik::test {
 namespace {
 
 std::string NameOf(pid_t pid) {
@@ -65,11 +65,11 @@ TEST(ProcessesTest, AThreadIsNoProcess) {
   }).join();
 }
 
-using ProcessNameTest = test::EnvironmentTest;
+using ProcessNameTest = EnvironmentTest;
 
 TEST_F(ProcessNameTest, IsWholeForALongNameAndAReplacedProgram) {
   const auto program = env_.folder() / "a (rather) long name of a program";
-  std::filesystem::copy_file("/bin/sleep", program);
+  fs::copy_file("/bin/sleep", program);
   const pid_t child = fork();
   if (child == 0) {
     execl(program.c_str(), "other", "60", nullptr);
@@ -81,11 +81,11 @@ TEST_F(ProcessNameTest, IsWholeForALongNameAndAReplacedProgram) {
     name = NameOf(child);
   }
   EXPECT_EQ(name, program.filename());
-  std::filesystem::remove(program);
+  fs::remove(program);
   EXPECT_EQ(NameOf(child), program.filename());
   kill(child, SIGKILL);
   waitpid(child, nullptr, 0);
 }
 
 }  // namespace
-}  // namespace orvik
+}  // namespace orvik::test

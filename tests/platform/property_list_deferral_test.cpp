@@ -6,10 +6,8 @@
 
 #include "tests/platform/property_list_test_support.h"
 
-namespace orvik {
+namespace orvik::test {
 namespace {
-
-using namespace test;
 
 const NSDictionary* DictionaryAt(const OwnedObject& root, std::u16string_view key) {
   const auto* dictionary = static_cast<const NSDictionary*>(root.get());
@@ -110,4 +108,4 @@ TEST(PropertyListDeferral, IsMadeOnceForAllThreads) {
 }
 
 }  // namespace
-}  // namespace orvik
+}  // namespace orvik::test

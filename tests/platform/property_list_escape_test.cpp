@@ -3,10 +3,9 @@
 #include "tests/platform/property_list_test_support.h"
 #include "tests/support/test_environment.h"
 
-namespace orvik {
+namespace orvik::test {
 namespace {
 
-using namespace test;
 using namespace std::string_literals;
 
 std::string Escaped(std::u16string_view text) {
@@ -82,4 +81,4 @@ TEST(PropertyListEscape, NeverLeavesAFileThatAStrictParserRejects) {
 }
 
 }  // namespace
-}  // namespace orvik
+}  // namespace orvik::test

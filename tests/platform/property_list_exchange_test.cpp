@@ -3,10 +3,8 @@
 #include "tests/platform/property_list_test_support.h"
 #include "tests/support/test_environment.h"
 
-namespace orvik {
+namespace orvik::test {
 namespace {
-
-using namespace test;
 
 constexpr const char* kValues = R"(
 import datetime, plistlib, sys
@@ -87,7 +85,7 @@ TEST_F(PropertyListExchange, BinaryKeepsWhatXmlDoesNot) {
 }
 
 TEST_F(PropertyListExchange, PlistutilConvertsBothWays) {
-  const std::filesystem::path in = env_.temp() / "in.plist", out = env_.temp() / "out.plist";
+  const fs::path in = env_.temp() / "in.plist", out = env_.temp() / "out.plist";
   // Its XML reader takes no infinity, and its binary reader cuts fractions off.
   const CommandResult python = Python(
       "values['reals'].remove(float('inf'))\nsys.stdout.buffer.write(plistlib.dumps(values))");
@@ -104,4 +102,4 @@ TEST_F(PropertyListExchange, PlistutilConvertsBothWays) {
 }
 
 }  // namespace
-}  // namespace orvik
+}  // namespace orvik::test

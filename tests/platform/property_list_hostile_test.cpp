@@ -4,18 +4,10 @@
 #include <chrono>
 
 #include "tests/platform/property_list_test_support.h"
+#include "tests/support/test_environment.h"
 
-namespace orvik {
+namespace orvik::test {
 namespace {
-
-using namespace test;
-
-std::string Repeated(std::string_view text, size_t count) {
-  std::string result;
-  result.reserve(text.size() * count);
-  for (size_t i = 0; i < count; ++i) result += text;
-  return result;
-}
 
 std::string ManyTypes() {
   return "<plist><dict><key>a&amp;</key><array><string>\u00E9</string><integer>70000</integer>"
@@ -24,7 +16,7 @@ std::string ManyTypes() {
 }
 
 TEST(PropertyListHostile, NestingEndsAtTheLimit) {
-  const auto nested = [](size_t depth) {
+  const auto nested = [](int depth) {
     return Repeated("<array>", depth) + Repeated("</array>", depth);
   };
   EXPECT_NE(ReadRoot(nested(kPropertyListMaximumDepth)), nullptr);
@@ -125,13 +117,12 @@ TEST(PropertyListHostile, BinaryReferencesAreFollowedWithCare) {
 
 // The time is bounded by CTest alone; what is looked for is growth with the square.
 TEST(PropertyListHostile, LargeFilesCostInLine) {
-  constexpr size_t kCount = 200000;
+  constexpr int kCount = 200000;
   const std::string text = Repeated("<string>a&amp;b</string><!-- x -->", kCount);
   EXPECT_NE(ReadRoot("<array>" + text + "</array>"), nullptr);
   EXPECT_EQ(ReadRoot("<array>" + text), nullptr);
   EXPECT_NE(ReadRoot("(" + Repeated("\"ab\\n\", ", kCount) + ")"), nullptr);
-  EXPECT_EQ(ReadRoot("<dict>" + Repeated("<key>a</key><true/>", kCount) + "</dict>") == nullptr,
-            false);
+  EXPECT_NE(ReadRoot("<dict>" + Repeated("<key>a</key><true/>", kCount) + "</dict>"), nullptr);
   EXPECT_EQ(ReadRoot("<string>" + Repeated("&", kCount) + "</string>"), nullptr);
   EXPECT_NE(ReadRoot("<data>" + Repeated("QUJD\n", kCount) + "</data>"), nullptr);
   EXPECT_EQ(ReadRoot("<array>" + Repeated("<a/>", kCount) + "</array>"), nullptr);
@@ -141,4 +132,4 @@ TEST(PropertyListHostile, LargeFilesCostInLine) {
 }
 
 }  // namespace
-}  // namespace orvik
+}  // namespace orvik::test

@@ -5,12 +5,10 @@
 #include "platform/foundation/autorelease_pool.h"
 #include "tests/platform/property_list_test_support.h"
 
-namespace orvik {
+namespace orvik::test {
 namespace {
 
-using namespace test;
-
-class PropertyListSerialization : public ::testing::Test {
+class PropertyListSerialization : public testing::Test {
  protected:
   static const NSData* Data(std::string bytes) {
     return Autoreleased(NSData::Create(std::move(bytes)));
@@ -65,4 +63,4 @@ TEST_F(PropertyListSerialization, WritesTheFormsThatCanBeWritten) {
 }
 
 }  // namespace
-}  // namespace orvik
+}  // namespace orvik::test

@@ -4,10 +4,8 @@
 
 #include "tests/platform/property_list_test_support.h"
 
-namespace orvik {
+namespace orvik::test {
 namespace {
-
-using namespace test;
 
 struct Case {
   std::string bytes;
@@ -204,4 +202,4 @@ TEST(PropertyListIsValid, TellsWhatEachFormatHolds) {
 }
 
 }  // namespace
-}  // namespace orvik
+}  // namespace orvik::test

@@ -4,10 +4,8 @@
 
 #include "tests/platform/property_list_test_support.h"
 
-namespace orvik {
+namespace orvik::test {
 namespace {
-
-using namespace test;
 
 std::string EveryKind() {
   const OwnedObject list = ReadRoot(
@@ -62,4 +60,4 @@ TEST(WrittenXml, IsIndentedAnewElsewhere) {
 }
 
 }  // namespace
-}  // namespace orvik
+}  // namespace orvik::test

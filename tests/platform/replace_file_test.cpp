@@ -6,34 +6,25 @@
 #include <signal.h>
 #include <sys/file.h>
 #include <sys/prctl.h>
-#include <sys/resource.h>
 #include <sys/stat.h>
 #include <sys/syscall.h>
 #include <sys/wait.h>
 #include <sys/xattr.h>
 #include <unistd.h>
 
-#include <algorithm>
 #include <cerrno>
 #include <cstddef>
 
 #include "tests/support/test_environment.h"
 
-namespace orvik::host {
+namespace orvik::test {
 namespace {
 
-namespace fs = std::filesystem;
+using namespace host;
 
-class ReplaceFileTest : public test::EnvironmentTest {
+class ReplaceFileTest : public EnvironmentTest {
  protected:
-  std::vector<std::string> Names() const {
-    std::vector<std::string> names;
-    for (const auto& entry : fs::directory_iterator(folder_)) {
-      names.push_back(entry.path().filename().string());
-    }
-    std::sort(names.begin(), names.end());
-    return names;
-  }
+  std::vector<std::string> Names() const { return NamesIn(folder_); }
 
   fs::path Folder() {
     fs::path folder = env_.folder() / "place";
@@ -51,14 +42,14 @@ TEST_F(ReplaceFileTest, MakesAndReplacesAndLeavesNothingElse) {
     const ReplaceResult result = ReplaceFile(file_, content);
     EXPECT_EQ(result.error, 0);
     EXPECT_TRUE(result.wrote);
-    EXPECT_EQ(test::ReadFile(file_), content);
+    EXPECT_EQ(ReadFile(file_), content);
     EXPECT_EQ(result.identity, IdentityOf(file_.string()));
   }
   EXPECT_EQ(Names(), std::vector<std::string>{"file"});
 }
 
 TEST_F(ReplaceFileTest, WritesNothingWhenTheContentIsThere) {
-  test::WriteFile(file_, "same");
+  WriteFile(file_, "same");
   const FileIdentity before = IdentityOf(file_.string());
   const ReplaceResult result = ReplaceFile(file_, "same");
   EXPECT_FALSE(result.wrote);
@@ -67,14 +58,14 @@ TEST_F(ReplaceFileTest, WritesNothingWhenTheContentIsThere) {
 }
 
 TEST_F(ReplaceFileTest, KeepsModeAndAttributesAndFollowsLinks) {
-  test::WriteFile(file_, "old");
+  WriteFile(file_, "old");
   chmod(file_.c_str(), 0640);
   const bool has_attributes = setxattr(file_.c_str(), "user.note", "kept", 4, 0) == 0;
   fs::create_symlink("file", folder_ / "link");
   fs::create_symlink(folder_ / "link", folder_ / "link to link");
   ASSERT_EQ(ReplaceFile(folder_ / "link to link", "new").error, 0);
   EXPECT_TRUE(fs::is_symlink(folder_ / "link"));
-  EXPECT_EQ(test::ReadFile(file_), "new");
+  EXPECT_EQ(ReadFile(file_), "new");
   struct stat attributes;
   stat(file_.c_str(), &attributes);
   EXPECT_EQ(attributes.st_mode & 07777, 0640U);
@@ -83,7 +74,7 @@ TEST_F(ReplaceFileTest, KeepsModeAndAttributesAndFollowsLinks) {
 
   fs::create_symlink("not yet", folder_ / "dangling");
   ASSERT_EQ(ReplaceFile(folder_ / "dangling", "made").error, 0);
-  EXPECT_EQ(test::ReadFile(folder_ / "not yet"), "made");
+  EXPECT_EQ(ReadFile(folder_ / "not yet"), "made");
   fs::create_symlink("loop", folder_ / "loop");
   EXPECT_EQ(ReplaceFile(folder_ / "loop", "x").error, ELOOP);
 }
@@ -102,26 +93,13 @@ TEST_F(ReplaceFileTest, RefusesWhatIsNoFile) {
   EXPECT_EQ(ReplaceFile(folder_ / std::string(255, 'n'), "x").error, 0);
 }
 
-// Runs in a process of its own; its exit status is the function's result.
-template <class Function>
-int InChild(Function function) {
-  const pid_t child = fork();
-  if (child == 0) _exit(function());
-  int status = -1;
-  waitpid(child, &status, 0);
-  return WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
-}
-
 TEST_F(ReplaceFileTest, AFailingWriteKeepsTheOldFile) {
-  test::WriteFile(file_, "old");
-  const int error = InChild([this] {
-    signal(SIGXFSZ, SIG_IGN);
-    const rlimit limit = {1000, 1000};
-    setrlimit(RLIMIT_FSIZE, &limit);
-    return ReplaceFile(file_, std::string(5000, 'x')).error;
-  });
-  EXPECT_EQ(error, EFBIG);
-  EXPECT_EQ(test::ReadFile(file_), "old");
+  WriteFile(file_, "old");
+  {
+    const FileSizeLimit limit(1000);
+    EXPECT_EQ(ReplaceFile(file_, std::string(5000, 'x')).error, EFBIG);
+  }
+  EXPECT_EQ(ReadFile(file_), "old");
   EXPECT_EQ(Names(), std::vector<std::string>{"file"});
 }
 
@@ -140,27 +118,27 @@ void ForbidFilesWithoutNames() {
 }
 
 TEST_F(ReplaceFileTest, WorksWhereFilesHaveNamesFromTheStart) {
-  test::WriteFile(file_, "old");
-  test::WriteFile(folder_ / ".file.orvik-0", "abandoned");
+  WriteFile(file_, "old");
+  WriteFile(folder_ / ".file.orvik-0", "abandoned");
   chmod(file_.c_str(), 0600);
-  const int error = InChild([this] {
+  const std::vector<int> errors = InProcesses(1, [this](int) {
     ForbidFilesWithoutNames();
     if (open(folder_.c_str(), O_TMPFILE | O_RDWR, 0600) >= 0) return 1;
     return ReplaceFile(file_, "new").error;
   });
-  EXPECT_EQ(error, 0);
-  EXPECT_EQ(test::ReadFile(file_), "new");
+  EXPECT_EQ(errors[0], 0);
+  EXPECT_EQ(ReadFile(file_), "new");
   EXPECT_EQ(fs::status(file_).permissions(), fs::perms(0600));
   EXPECT_EQ(Names(), std::vector<std::string>{"file"});
 }
 
 TEST_F(ReplaceFileTest, NoRightToWriteKeepsTheOldFile) {
-  test::WriteFile(file_, "old");
+  WriteFile(file_, "old");
   const auto as_other = [this] {
-    return InChild([this] {
+    return InProcesses(1, [this](int) {
       if (geteuid() == 0 && seteuid(65534) != 0) return 0;
       return ReplaceFile(file_, "new").error;
-    });
+    })[0];
   };
   if (geteuid() == 0) chmod(env_.folder().c_str(), 0755);
   chmod(folder_.c_str(), 0555);
@@ -169,13 +147,13 @@ TEST_F(ReplaceFileTest, NoRightToWriteKeepsTheOldFile) {
   chmod(folder_.c_str(), 0777);
   chmod(file_.c_str(), 0444);
   EXPECT_EQ(as_other(), EACCES);
-  EXPECT_EQ(test::ReadFile(file_), "old");
+  EXPECT_EQ(ReadFile(file_), "old");
   EXPECT_EQ(Names(), std::vector<std::string>{"file"});
 }
 
 TEST_F(ReplaceFileTest, RemovesWhatAKilledWriterLeftButNotWhatALivingOneHolds) {
-  test::WriteFile(folder_ / ".file.orvik-0", "abandoned");
-  test::WriteFile(folder_ / ".file.orvik-3", "abandoned too");
+  WriteFile(folder_ / ".file.orvik-0", "abandoned");
+  WriteFile(folder_ / ".file.orvik-3", "abandoned too");
   const int held = open((folder_ / ".file.orvik-1").c_str(), O_CREAT | O_RDWR | O_CLOEXEC, 0600);
   flock(held, LOCK_EX);
   EXPECT_EQ(ReplaceFile(file_, "new").error, 0);
@@ -211,4 +189,4 @@ TEST_F(ReplaceFileTest, ReadersSeeWholeContentsWhileWritersAreKilled) {
 }
 
 }  // namespace
-}  // namespace orvik::host
+}  // namespace orvik::test

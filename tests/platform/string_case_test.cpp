@@ -4,7 +4,7 @@
 
 #include "tests/support/test_environment.h"
 
-namespace orvik {
+namespace orvik::test {
 namespace {
 
 TEST(StringCase, FollowsTheLocale) {
@@ -44,11 +44,8 @@ TEST(StringCase, ComparesFoldedInAnyLengths) {
   EXPECT_EQ(CompareFolded(u"k", u"\x212A"), 0);
 }
 
-class Locale : public test::EnvironmentTest {
+class Locale : public EnvironmentTest {
  protected:
-  void SetUp() override {
-    for (const char* name : {"LC_ALL", "LC_CTYPE", "LANG"}) unsetenv(name);
-  }
   static std::string Current() { return CurrentLocaleIdentifier(LocaleCategory::kCharacters); }
 };
 
@@ -64,8 +61,7 @@ TEST_F(Locale, IsTheFirstThatIsSet) {
   EXPECT_EQ(Current(), "");
   setenv("LC_ALL", "C.UTF-8", 1);
   EXPECT_EQ(Current(), "");
-  for (const char* name : {"LC_ALL", "LC_CTYPE", "LANG"}) unsetenv(name);
 }
 
 }  // namespace
-}  // namespace orvik
+}  // namespace orvik::test

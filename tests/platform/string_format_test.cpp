@@ -10,7 +10,7 @@
 #include "platform/core_foundation/string.h"
 #include "tests/support/test_environment.h"
 
-namespace orvik {
+namespace orvik::test {
 namespace {
 
 std::optional<std::u16string> Formatted(FormatStyle style, const char16_t* format, ...) {
@@ -148,4 +148,4 @@ TEST(StringFormat, NarrowFormatsAreMacRoman) {
 }
 
 }  // namespace
-}  // namespace orvik
+}  // namespace orvik::test

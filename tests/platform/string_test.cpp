@@ -3,23 +3,21 @@
 #include <climits>
 
 #include "platform/foundation/autorelease_pool.h"
+#include "tests/support/owned.h"
 #include "tests/support/test_environment.h"
 
-namespace orvik {
+namespace orvik::test {
 namespace {
 
-struct Release {
-  void operator()(const NSObject* object) const { CFRelease(object); }
-};
-using Owned = std::unique_ptr<NSString, Release>;
+using Text = Owned<NSString>;
 
-Owned Units(std::u16string_view units) {
-  return Owned(NSString::NewFromUnits(units));
+Text Units(std::u16string_view units) {
+  return Text(NSString::NewFromUnits(units));
 }
 
 // Every way to hold the same text.
-std::vector<Owned> FormsOf(const std::u16string& text) {
-  std::vector<Owned> forms;
+std::vector<Text> FormsOf(const std::u16string& text) {
+  std::vector<Text> forms;
   forms.push_back(Units(text));
   forms.emplace_back(NSString::NewMutable(text));
   forms.emplace_back(NSString::NewNoCopy(text, false));
@@ -54,7 +52,7 @@ TEST(String, KeepsBytesWhereTheyAreEnough) {
   EXPECT_TRUE(Units(u"\xFF")->isLatin1());
   EXPECT_FALSE(Units(u"\xFF")->isAscii());
   EXPECT_FALSE(Units(u"\x100")->isLatin1());
-  EXPECT_TRUE(Owned(NSString::NewFromUtf8("\xC3\xBF"))->isLatin1());
+  EXPECT_TRUE(Text(NSString::NewFromUtf8("\xC3\xBF"))->isLatin1());
   EXPECT_STREQ(Units(u"0123456789abcdef")->latin1().data(), "0123456789abcdef");
 }
 
@@ -62,11 +60,11 @@ TEST(String, RefusesBytesThatAreNoUtf8) {
   for (const char* bytes : {"\x80", "a\xC3", "\xED\xA0\x80", "\xC0\x80", "\xF4\x90\x80\x80"}) {
     EXPECT_EQ(NSString::NewFromUtf8(bytes), nullptr) << bytes;
   }
-  EXPECT_EQ(Owned(NSString::NewFromUtf8("x\xF0\x9F\x98\x80"))->ToUnits(), u"x\xD83D\xDE00");
+  EXPECT_EQ(Text(NSString::NewFromUtf8("x\xF0\x9F\x98\x80"))->ToUnits(), u"x\xD83D\xDE00");
 }
 
 TEST(String, ChangesStayWithinTheString) {
-  const Owned string(NSString::NewMutable(u"hello"));
+  const Text string(NSString::NewMutable(u"hello"));
   string->replaceCharacters(1, 3, u"u");
   EXPECT_EQ(string->ToUnits(), u"huo");
   string->append(string->wide());
@@ -75,7 +73,7 @@ TEST(String, ChangesStayWithinTheString) {
   EXPECT_EQ(string->ToUnits(), u"hhu");
   string->replaceCharacters(4, 0, u"beyond");
   EXPECT_EQ(string->ToUnits(), u"hhu");
-  const Owned copy(string->copy());
+  const Text copy(string->copy());
   string->append(u"!");
   EXPECT_EQ(copy->ToUnits(), u"hhu");
   EXPECT_FALSE(copy->isMutable());
@@ -83,7 +81,7 @@ TEST(String, ChangesStayWithinTheString) {
 
 TEST(String, ABufferOfTheCallersIsNeverLeft) {
   char16_t buffer[] = u"abcdXY";
-  const Owned string(NSString::NewInBuffer(buffer, 3, 4));
+  const Text string(NSString::NewInBuffer(buffer, 3, 4));
   string->replaceCharacters(1, 1, u"12345");
   EXPECT_EQ(string->ToUnits(), u"a123");
   EXPECT_EQ(std::u16string_view(buffer), u"a123XY");
@@ -93,8 +91,8 @@ TEST(String, ABufferOfTheCallersIsNeverLeft) {
 
 TEST(String, CopyOfBorrowedUnitsIsItsOwn) {
   std::u16string text = u"abc";
-  const Owned borrowed(NSString::NewNoCopy(text, false));
-  const Owned copy(borrowed->copy());
+  const Text borrowed(NSString::NewNoCopy(text, false));
+  const Text copy(borrowed->copy());
   text[0] = u'X';
   EXPECT_EQ(copy->ToUnits(), u"abc");
 }
@@ -135,7 +133,7 @@ TEST(String, BytesForTheOutsideNeverFail) {
 
 TEST(String, MakesNewTexts) {
   const NSAutoreleasePool pool;
-  const Owned a = Units(u"ab");
+  const Text a = Units(u"ab");
   EXPECT_EQ(a->stringByAppendingString(Units(u"\x20AC").get())->ToUnits(), u"ab\x20AC");
   EXPECT_EQ(a->stringByAppendingString(Units(u"\xE9").get())->ToUnits(), u"ab\xE9");
   EXPECT_EQ(a->stringByAppendingString(nullptr)->ToUnits(), u"ab");
@@ -144,4 +142,4 @@ TEST(String, MakesNewTexts) {
 }
 
 }  // namespace
-}  // namespace orvik
+}  // namespace orvik::test

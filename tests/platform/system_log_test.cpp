@@ -7,20 +7,20 @@
 #include "platform/foundation/log.h"
 #include "tests/support/test_environment.h"
 
-namespace orvik {
+namespace orvik::test {
 namespace {
 
 TEST(SystemLogTest, CopiesLinesVerbatimToStandardErrorWhenAskedTo) {
   setenv("ORVIK_LOG_STDERR", "1", 1);
-  ::testing::internal::CaptureStderr();
+  testing::internal::CaptureStderr();
   host::SystemLog(LOG_NOTICE, "100% of %s %n");
   host::SystemLog(LOG_NOTICE, std::string_view("up to\0here", 10));
   NSLog(CFSTR(u"%@ and %d"), CFSTR(u"text"), 7);
   setenv("ORVIK_LOG_STDERR", "0", 1);
   host::SystemLog(LOG_NOTICE, "not copied");
   unsetenv("ORVIK_LOG_STDERR");
-  EXPECT_EQ(::testing::internal::GetCapturedStderr(), "100% of %s %n\nup to\ntext and 7\n");
+  EXPECT_EQ(testing::internal::GetCapturedStderr(), "100% of %s %n\nup to\ntext and 7\n");
 }
 
 }  // namespace
-}  // namespace orvik
+}  // namespace orvik::test

@@ -6,10 +6,12 @@
 
 #include "tests/support/test_environment.h"
 
-namespace orvik::host {
+namespace orvik::test {
 namespace {
 
-using SystemRootTest = test::EnvironmentTest;
+using namespace host;
+
+using SystemRootTest = EnvironmentTest;
 
 TEST_F(SystemRootTest, MovesThePathsOfTheSystemVolume) {
   const std::string root = env_.system_root().string();
@@ -23,7 +25,7 @@ TEST_F(SystemRootTest, MovesThePathsOfTheSystemVolume) {
     EXPECT_EQ(ResolvePath(path), path);
   }
   setenv("ORVIK_SYSTEM_ROOT", "relative/", 1);
-  EXPECT_EQ(SystemRoot(), (std::filesystem::current_path() / "relative").string());
+  EXPECT_EQ(SystemRoot(), (fs::current_path() / "relative").string());
   for (const char* value : {"", "/"}) {
     setenv("ORVIK_SYSTEM_ROOT", value, 1);
     EXPECT_EQ(SystemRoot(), "");
@@ -44,11 +46,11 @@ TEST_F(SystemRootTest, MakesFoldersWithTheirParents) {
   const auto folder = env_.folder() / "a" / "b" / "c";
   EXPECT_EQ(MakeFolders(folder), 0);
   EXPECT_EQ(MakeFolders(folder), 0);
-  EXPECT_TRUE(std::filesystem::is_directory(folder));
-  test::WriteFile(folder / "file", "");
+  EXPECT_TRUE(fs::is_directory(folder));
+  WriteFile(folder / "file", "");
   EXPECT_EQ(MakeFolders(folder / "file"), ENOTDIR);
   EXPECT_EQ(MakeFolders(folder / "file" / "d"), ENOTDIR);
 }
 
 }  // namespace
-}  // namespace orvik::host
+}  // namespace orvik::test

@@ -11,25 +11,18 @@
 #include "tests/support/file_trees.h"
 #include "tests/support/test_environment.h"
 
-namespace orvik {
+namespace orvik::test {
 namespace {
 
-namespace fs = std::filesystem;
-using test::InfoOf;
-using test::WriteFile;
-
-class TrashTest : public test::EnvironmentTest {
+class TrashTest : public EnvironmentTest {
  protected:
-  TrashTest() { unsetenv("XDG_DATA_HOME"); }
-  ~TrashTest() override { unsetenv("XDG_DATA_HOME"); }
-
   static std::string PathOf(const FSRef& ref) {
     std::string path;
     FSRefCopyPath(&ref, &path);
     return path;
   }
   std::string InfoText(const std::string& name) const {
-    return test::ReadFile(home_trash_ / "info" / (name + ".trashinfo"));
+    return ReadFile(home_trash_ / "info" / (name + ".trashinfo"));
   }
 
   fs::path home_trash_ = env_.home() / ".local/share/Trash";
@@ -145,8 +138,8 @@ TEST_F(TrashTest, OtherVolumesHaveTheirOwn) {
   {
     TrashInfo info;
     ASSERT_EQ(info.Write((top / "d/x").string(), PathOf(folder) + "/x"), noErr);
-    const std::string text = test::ReadFile(top / (".Trash-" + user) / "info/x.trashinfo");
-    EXPECT_NE(text.find("\nPath=d/x\n"), std::string::npos) << text;
+    const std::string text = ReadFile(top / (".Trash-" + user) / "info/x.trashinfo");
+    EXPECT_TRUE(Contains(text, "\nPath=d/x\n"));
   }
   // An administrator's trash comes first, but only a sticky folder that is no link.
   fs::create_directory(top / ".Trash");
@@ -162,4 +155,4 @@ TEST_F(TrashTest, OtherVolumesHaveTheirOwn) {
 }
 
 }  // namespace
-}  // namespace orvik
+}  // namespace orvik::test

@@ -2,22 +2,18 @@
 
 #include <sys/stat.h>
 
-#include <memory>
-
 #include "platform/carbon/fsref.h"
 #include "platform/core_foundation/string.h"
 #include "platform/foundation/autorelease_pool.h"
 #include "platform/host/errno_status.h"
+#include "tests/support/owned.h"
 #include "tests/support/test_environment.h"
 
-namespace orvik {
+namespace orvik::test {
 namespace {
 
-struct Release {
-  void operator()(const NSObject* object) const { CFRelease(object); }
-};
-using Url = std::unique_ptr<const NSURL, Release>;
-using Text = std::unique_ptr<const NSString, Release>;
+using Url = Owned<const NSURL>;
+using Text = Owned<const NSString>;
 
 Url UrlOf(const std::string& path) {
   return Url(CFURLCreateFromFileSystemRepresentation(nullptr,
@@ -29,7 +25,7 @@ std::string Utf8(CFStringRef owned) {
   return Text(owned)->ToUtf8();
 }
 
-using CFURLTest = test::EnvironmentTest;
+using CFURLTest = EnvironmentTest;
 
 TEST_F(CFURLTest, TakesPathsApart) {
   static constexpr struct {
@@ -85,7 +81,7 @@ TEST_F(CFURLTest, ReadsAndReplacesTheFileAndTellsTheStatus) {
 }
 
 TEST_F(CFURLTest, GoesToAReferenceAndBack) {
-  test::WriteFile(env_.folder() / "file", "x");
+  WriteFile(env_.folder() / "file", "x");
   const Url url = UrlOf((env_.folder() / "file").string());
   FSRef ref;
   ASSERT_TRUE(CFURLGetFSRef(url.get(), &ref));
@@ -96,4 +92,4 @@ TEST_F(CFURLTest, GoesToAReferenceAndBack) {
 }
 
 }  // namespace
-}  // namespace orvik
+}  // namespace orvik::test

@@ -13,8 +13,6 @@
 namespace orvik::test {
 namespace {
 
-namespace fs = std::filesystem;
-
 const char16_t kDomain[] = u"com.orviktech.Registry";
 
 class InstallInformationTest : public LogTest {
@@ -115,9 +113,7 @@ TEST_F(InstallInformationTest, AHeldLockEndsAStrictRunWithFailure) {
   Log();
   EXPECT_EQ(RunPostflight(), 1);
   const std::string log = Log();
-  EXPECT_NE(log.find("name GlyphraPath, domain com.orviktech.Registry: not found\n"),
-            std::string::npos)
-      << log;
+  EXPECT_TRUE(Contains(log, "name GlyphraPath, domain com.orviktech.Registry: not found\n"));
   EXPECT_FALSE(fs::exists(file_));
 
   kill(holder, SIGKILL);

@@ -27,7 +27,9 @@ class LogTest : public EnvironmentTest {
     return lines;
   }
 
-  const NSString* Text(const std::string& utf8);
+  static const NSString* Text(const std::string& utf8) {
+    return NSString::stringWithUTF8String(utf8.c_str());
+  }
 
  private:
   NSAutoreleasePool pool_;

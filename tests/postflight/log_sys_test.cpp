@@ -5,7 +5,7 @@
 namespace orvik::test {
 namespace {
 
-class LogSysTest : public LogTest {};
+using LogSysTest = LogTest;
 
 TEST_F(LogSysTest, LinesAreVerbatim) {
   logSys::notice(Text("100%s %n%d"));

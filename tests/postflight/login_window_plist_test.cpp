@@ -1,6 +1,7 @@
 #include "postflight/login_window_plist.h"
 
 #include "tests/postflight/log_fixture.h"
+#include "tests/support/plist_files.h"
 
 namespace orvik::test {
 namespace {
@@ -20,11 +21,7 @@ class LoginWindowPlistTest : public LogTest {
     file_->setpFormat(100);
     EXPECT_EQ(file_->write(), YES);
     Log();
-    return RunCommand({"python3", "-c",
-                       "import json,plistlib,sys\n"
-                       "print(json.dumps(plistlib.load(open(sys.argv[1],'rb')),sort_keys=True))",
-                       path_})
-        .out;
+    return OnDisk(path_);
   }
 
   LoginWindowPlist* const file_ = new LoginWindowPlist;
@@ -54,8 +51,7 @@ TEST_F(LoginWindowPlistTest, MakesTheRootAndTheList) {
             "[autoLaunchedAppDictArr autoLaunchedAppDictArr] with an "
             "AutoLaunchedAppDictArr\n");
   EXPECT_EQ(Written(),
-            "{\"AutoLaunchedApplicationDictionary\": [{\"Hide\": false, \"Path\": "
-            "\"/A 100%.app\"}]}\n");
+            R"({"AutoLaunchedApplicationDictionary":[{"Hide":false,"Path":"/A 100%.app"}]})");
 }
 
 TEST_F(LoginWindowPlistTest, UpdatesEveryMatchAndAppendsOtherwise) {
@@ -75,10 +71,9 @@ TEST_F(LoginWindowPlistTest, UpdatesEveryMatchAndAppendsOtherwise) {
             "leaving [addFilePathToAutoLaunchedAppDictArr "
             "addFilePathToAutoLaunchedAppDictArr]\n");
   EXPECT_EQ(Written(),
-            "{\"AutoLaunchedApplicationDictionary\": [{\"Hide\": true, \"Path\": "
-            "\"/Applications/A.app\"}, \"no item\", {}, {\"Hide\": true, \"Path\": "
-            "\"/Applications/A.app\"}, {\"Hide\": false, \"Path\": \"/applications/A.app\"}], "
-            "\"x\": 1}\n");
+            R"({"AutoLaunchedApplicationDictionary":[{"Hide":true,"Path":"/Applications/A.app"},)"
+            R"("no item",{},{"Hide":true,"Path":"/Applications/A.app"},)"
+            R"({"Hide":false,"Path":"/applications/A.app"}],"x":1})");
 }
 
 TEST_F(LoginWindowPlistTest, OtherRootsAndLists) {
@@ -90,7 +85,7 @@ TEST_F(LoginWindowPlistTest, OtherRootsAndLists) {
             "array\n");
   Load("<array><string>a</string></array>");
   EXPECT_EQ(file_->addFilePathToAutoLaunchedAppDictArr(Text("/A")), YES);
-  EXPECT_EQ(Written(), "[\"a\"]\n");
+  EXPECT_EQ(Written(), R"(["a"])");
 }
 
 }  // namespace

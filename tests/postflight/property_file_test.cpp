@@ -4,11 +4,10 @@
 
 #include "platform/foundation/dictionary.h"
 #include "tests/postflight/log_fixture.h"
+#include "tests/support/plist_files.h"
 
 namespace orvik::test {
 namespace {
-
-namespace fs = std::filesystem;
 
 class PropertyFileTest : public LogTest {
  protected:
@@ -88,32 +87,15 @@ TEST_F(PropertyFileTest, FailedLoadsKeepRootAndFormat) {
 }
 
 TEST_F(PropertyFileTest, WritesTheFormatThatWasRead) {
-  const struct {
-    const char* format;
-    unsigned number;
-    const char* kind;
-  } kCases[] = {{"xml", 100, "xml"}, {"binary", 200, "binary"}};
-  for (const auto& c : kCases) {
-    SCOPED_TRACE(c.format);
-    ASSERT_EQ(RunCommand({"python3", "-c",
-                          "import plistlib,sys\n"
-                          "f=plistlib.FMT_XML if sys.argv[2]=='xml' else plistlib.FMT_BINARY\n"
-                          "plistlib.dump({'a':[1,2.5,True,b'x']},open(sys.argv[1],'wb'),fmt=f)",
-                          path_, c.format})
-                  .status,
-              0);
+  for (const auto& [format, number] : {std::pair{"xml", 100u}, {"binary", 200u}}) {
+    SCOPED_TRACE(format);
+    WritePlist(path_, R"({"a":[1,2.5,true]})", format);
     ASSERT_EQ(Load(), YES);
-    EXPECT_EQ(file_->pFormat(), c.number);
+    EXPECT_EQ(file_->pFormat(), number);
     static_cast<NSDictionary*>(file_->Plist())->setObject(Text("v"), Text("new"));
     EXPECT_EQ(file_->write(), YES);
-    EXPECT_EQ(Kind(), c.kind);
-    EXPECT_EQ(RunCommand({"python3", "-c",
-                          "import plistlib,sys\n"
-                          "r=plistlib.load(open(sys.argv[1],'rb'))\n"
-                          "assert r=={'a':[1,2.5,True,b'x'],'new':'v'}, r",
-                          path_})
-                  .err,
-              "");
+    EXPECT_EQ(Kind(), format);
+    EXPECT_EQ(OnDisk(path_), R"({"a":[1,2.5,true],"new":"v"})");
   }
 }
 

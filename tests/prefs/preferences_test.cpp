@@ -7,8 +7,6 @@
 namespace orvik::test {
 namespace {
 
-namespace fs = std::filesystem;
-
 // A key path, how its content is wrapped on disk, and what is left when the key is deleted.
 struct Shape {
   const char *path, *before, *after, *deleted;
@@ -70,21 +68,6 @@ class PreferencesTest : public StoreTest {
       EXPECT_EQ(error, step.result == 0 ? 0u : 2u);
       const std::string written = is_text ? step.text : std::to_string(step.number);
       EXPECT_EQ(Utf8(read), step.result == 0 ? written : "default");
-    }
-  }
-
-  std::string FileOf(int scope, const std::string& domain) {
-    switch (scope) {
-      case 1:
-        return UserFile(domain);
-      case 2:
-        return SharedFile("." + domain);
-      case 4:
-        return MachineFile(domain);
-      case 5:
-        return MachineFile("." + domain);
-      default:
-        return SharedFile(domain);
     }
   }
 };
@@ -195,18 +178,6 @@ TEST_F(PreferencesTest, ListingAppendsKeysAndValueNames) {
   std::multiset<std::string> found;
   for (const CAtlString& name : names) found.insert(Utf8(name));
   EXPECT_EQ(found, (std::multiset<std::string>{"", "Install Information", "UELogging", "before"}));
-}
-
-TEST_F(PreferencesTest, WhatOtherReadersCannotHoldCostsNothingStoredBefore) {
-  WritePreferenceString(0, u"K", u"kept", u"old", kDomain);
-  const CAtlString odd(u"a\0b\x01\xd800\xfffe\r\n", 8);
-  EXPECT_EQ(WritePreferenceString(0, u"K", odd, odd, kDomain), 0u);
-  unsigned long error = 0;
-  const CAtlString back = GetPreferenceString(0, u"K", odd, u"", &error, kDomain);
-  EXPECT_EQ(error, 0u);
-  EXPECT_EQ(back.Compare(odd), 0);
-  EXPECT_EQ(RunCommand({"xmllint", "--nonet", "--noout", SharedFile().string()}).status, 0);
-  EXPECT_EQ(Utf8(GetPreferenceString(0, u"K", u"kept", u"", &error, kDomain)), "old");
 }
 
 TEST_F(PreferencesTest, ApplicationFolders) {

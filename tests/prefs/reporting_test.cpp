@@ -7,9 +7,7 @@
 namespace orvik::test {
 namespace {
 
-namespace fs = std::filesystem;
-
-class ReportingTest : public StoreTest {};
+using ReportingTest = StoreTest;
 
 TEST_F(ReportingTest, TellsWhatIsThereAndWhyNot) {
   EXPECT_EQ(CopyDomain(0, kDomain).status.error, PrefError::kNotFound);

@@ -11,8 +11,6 @@
 namespace orvik::test {
 namespace {
 
-namespace fs = std::filesystem;
-
 const char kLockDomain[] = "com.example.Store.lock";
 
 // A process beside the test: one that sleeps, or one that has ended and was not yet waited for.

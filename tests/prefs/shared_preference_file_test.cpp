@@ -8,8 +8,6 @@
 namespace orvik::test {
 namespace {
 
-namespace fs = std::filesystem;
-
 class SharedPreferenceFileTest : public StoreTest {
  protected:
   CAutoCFRelease<CFMutableDictionaryRef> Key(const char16_t* name, const char16_t* value) {

@@ -2,6 +2,7 @@
 #pragma once
 
 #include "prefs/shared_lock.h"
+#include "tests/support/plist_files.h"
 #include "tests/support/test_environment.h"
 
 namespace orvik::test {
@@ -15,14 +16,20 @@ class StoreTest : public EnvironmentTest {
   }
   ~StoreTest() override { ExchangeSharedLockWait(old_wait_); }
 
-  std::filesystem::path SharedFile(const std::string& domain = kDomain) const {
+  fs::path SharedFile(const std::string& domain = kDomain) const {
     return env_.system_root() / "Users/Shared/Library/Preferences" / (domain + ".plist");
   }
-  std::filesystem::path UserFile(const std::string& domain = kDomain) const {
+  fs::path UserFile(const std::string& domain = kDomain) const {
     return env_.home() / "Library/Preferences" / (domain + ".plist");
   }
-  std::filesystem::path MachineFile(const std::string& domain = kDomain) const {
+  fs::path MachineFile(const std::string& domain = kDomain) const {
     return env_.system_root() / "Library/Preferences" / (domain + ".plist");
+  }
+
+  // The file that holds the domain of a scope.
+  fs::path FileOf(int scope, const std::string& domain = kDomain) const {
+    const std::string name = scope == 2 || scope == 5 ? "." + domain : domain;
+    return scope == 1 ? UserFile(name) : scope >= 4 ? MachineFile(name) : SharedFile(name);
   }
 
   int waits_ = 0;  // of one second each, for the lock
@@ -30,14 +37,6 @@ class StoreTest : public EnvironmentTest {
  private:
   SharedLockWait old_wait_;
 };
-
-// What python's plistlib reads from each file: JSON with sorted keys, "missing" or "damaged".
-std::vector<std::string> OnDisk(const std::vector<std::filesystem::path>& files);
-std::string OnDisk(const std::filesystem::path& file);
-
-// Has python's plistlib write the JSON as a property list, "xml" or "binary".
-void WritePlist(const std::filesystem::path& file, const std::string& json,
-                const std::string& format = "xml");
 
 CAtlString Wide(const std::string& utf8);
 std::string Utf8(const CAtlString& text);

@@ -14,19 +14,12 @@
 namespace orvik::test {
 namespace {
 
-namespace fs = std::filesystem;
-
-class TransactionTest : public StoreTest {
- protected:
-  fs::path File(int scope) const {
-    return scope == 0 ? SharedFile() : scope == 1 ? UserFile() : MachineFile();
-  }
-};
+using TransactionTest = StoreTest;
 
 TEST_F(TransactionTest, MakesAllChangesInOrderInEveryScope) {
   for (const int scope : {0, 1, 4}) {
     SCOPED_TRACE(scope);
-    WritePlist(File(scope), R"({"A":{"B":{"old":1},"gone":"x"},"top":"t","list":[1]})", "binary");
+    WritePlist(FileOf(scope), R"({"A":{"B":{"old":1},"gone":"x"},"top":"t","list":[1]})", "binary");
     Transaction change(scope, kDomain);
     change.RequireEqual(u"A/B", u"old", PlatformNumber(1));
     change.SetString(u"A/B", u"new", u"v");
@@ -38,7 +31,7 @@ TEST_F(TransactionTest, MakesAllChangesInOrderInEveryScope) {
     change.DeleteKey(u"A/B");
     change.Set(u"A/B", u"again", PlatformString(u"w"));
     EXPECT_EQ(change.Commit().error, PrefError::kNone);
-    EXPECT_EQ(OnDisk(File(scope)),
+    EXPECT_EQ(OnDisk(FileOf(scope)),
               R"({"A":{"B":{"again":"w"},"C":{"D":{"n":2}}},"list":[1],"top":"u"})");
     // What the transaction saved is what the other operations read.
     unsigned long error = 9;
@@ -78,8 +71,8 @@ TEST_F(TransactionTest, AFailureAnywhereLeavesTheFile) {
        }},
   };
   for (const int scope : {0, 1, 4}) {
-    WritePlist(File(scope), before);
-    const std::string bytes = ReadFile(File(scope));
+    WritePlist(FileOf(scope), before);
+    const std::string bytes = ReadFile(FileOf(scope));
     for (const auto& c : kCases) {
       SCOPED_TRACE(c.title);
       Transaction change(scope, kDomain);
@@ -87,7 +80,7 @@ TEST_F(TransactionTest, AFailureAnywhereLeavesTheFile) {
       change.Delete(u"", u"top-level that is not there");
       c.last(change);
       EXPECT_EQ(change.Commit().error, c.error);
-      EXPECT_EQ(ReadFile(File(scope)), bytes);
+      EXPECT_EQ(ReadFile(FileOf(scope)), bytes);
     }
   }
 }
@@ -134,15 +127,15 @@ TEST_F(TransactionTest, ADamagedFileStaysUnlessItIsToBeReplaced) {
                 {"<plist><array/></plist>", PrefError::kRootNotDictionary}};
   for (const int scope : {0, 1, 4}) {
     for (const auto& c : kCases) {
-      const fs::path kept = File(scope).string() + ".damaged";
+      const fs::path kept = FileOf(scope).string() + ".damaged";
       fs::remove(kept);
-      WriteFile(File(scope), c.bytes);
+      WriteFile(FileOf(scope), c.bytes);
       Transaction change(scope, kDomain);
       change.SetInt(u"K", u"n", 1);
       EXPECT_EQ(change.Commit().error, c.error);
-      EXPECT_EQ(ReadFile(File(scope)), c.bytes);
+      EXPECT_EQ(ReadFile(FileOf(scope)), c.bytes);
       EXPECT_TRUE(change.Commit(IfDamaged::kReplace).ok());
-      EXPECT_EQ(OnDisk(File(scope)), R"({"K":{"n":1}})");
+      EXPECT_EQ(OnDisk(FileOf(scope)), R"({"K":{"n":1}})");
       EXPECT_EQ(ReadFile(kept), c.bytes);
     }
   }

@@ -26,11 +26,16 @@ class CountingStream final : public StreamBase<IStream> {
   int& references_;
 };
 
+CComPtr<IStream> Counting(int& references) {
+  CComPtr<IStream> pointer;
+  pointer.Attach(new CountingStream(references));
+  return pointer;
+}
+
 TEST(ComPtrTest, EveryOperationKeepsTheCountBalanced) {
   int one = 0, two = 0;
   {
-    CComPtr<IStream> a;
-    a.Attach(new CountingStream(one));
+    CComPtr<IStream> a = Counting(one);
     EXPECT_EQ(one, 1);
     CComPtr<IStream> b(a);
     CComPtr<IStream> c(static_cast<IStream*>(a));
@@ -63,8 +68,7 @@ TEST(ComPtrTest, EveryOperationKeepsTheCountBalanced) {
 
 TEST(ComPtrTest, CopyToHandsOutAReference) {
   int references = 0;
-  CComPtr<IStream> pointer;
-  pointer.Attach(new CountingStream(references));
+  CComPtr<IStream> pointer = Counting(references);
   EXPECT_EQ(pointer.CopyTo(nullptr), E_POINTER);
   IStream* out = nullptr;
   EXPECT_EQ(pointer.CopyTo(&out), S_OK);
@@ -77,9 +81,7 @@ TEST(ComPtrTest, CopyToHandsOutAReference) {
 
 TEST(ComPtrTest, ComparesObjectsByIdentity) {
   int one = 0, two = 0;
-  CComPtr<IStream> a, b, null;
-  a.Attach(new CountingStream(one));
-  b.Attach(new CountingStream(two));
+  const CComPtr<IStream> a = Counting(one), b = Counting(two), null;
   EXPECT_TRUE(a.IsEqualObject(a));
   EXPECT_FALSE(a.IsEqualObject(b));
   EXPECT_FALSE(a.IsEqualObject(nullptr));
@@ -91,8 +93,7 @@ TEST(ComPtrTest, ComparesObjectsByIdentity) {
 
 TEST(ComPtrTest, QueriesAnswerForTwoIdentifiersOnly) {
   int references = 0;
-  CComPtr<IStream> stream;
-  stream.Attach(new CountingStream(references));
+  const CComPtr<IStream> stream = Counting(references);
   for (const _GUID& identifier : {IID_IUnknown, IID_IStream}) {
     void* out = nullptr;
     EXPECT_EQ(stream->QueryInterface(identifier, &out), S_OK);

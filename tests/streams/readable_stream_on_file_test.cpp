@@ -6,18 +6,18 @@
 #include "files/task_memory.h"
 #include "streams/com_ptr.h"
 #include "streams/stream_factory.h"
-#include "tests/support/test_environment.h"
+#include "tests/files/support.h"
 
-namespace orvik {
+namespace orvik::test {
 namespace {
 
 constexpr std::int64_t kSize = 50'000;
 
-class ReadableStreamOnFileTest : public test::EnvironmentTest {
+class ReadableStreamOnFileTest : public EnvironmentTest {
  protected:
   ReadableStreamOnFileTest() {
     for (int i = 0; i < kSize; ++i) content_ += static_cast<char>('a' + i % 23);
-    test::WriteFile(file_, content_);
+    WriteFile(file_, content_);
     stream_ = CStreamFactory::CreateReadableStreamOnFile(path_);
   }
 
@@ -28,8 +28,8 @@ class ReadableStreamOnFileTest : public test::EnvironmentTest {
     return text.substr(0, read);
   }
 
-  const std::filesystem::path file_ = env_.folder() / "content";
-  const COrvikFilePath path_{CAtlString(file_.u16string())};
+  const fs::path file_ = env_.folder() / "content";
+  const COrvikFilePath path_ = File(file_);
   std::string content_;
   CComPtr<IStream> stream_;
 };
@@ -49,16 +49,15 @@ TEST_F(ReadableStreamOnFileTest, ReadsOnFromWhereItStands) {
 }
 
 TEST_F(ReadableStreamOnFileTest, SeeksInsideTheFileOnly) {
-  struct Case {
+  constexpr std::int64_t kMost = std::numeric_limits<std::int64_t>::max();
+  constexpr std::int64_t kOutside = kSize + 1;
+  // Each starts at 100.
+  const struct {
     std::int64_t move;
     unsigned long origin;
     HRESULT result;
     std::int64_t position;
-  };
-  constexpr std::int64_t kMost = std::numeric_limits<std::int64_t>::max();
-  constexpr std::int64_t kOutside = kSize + 1;
-  // Each starts at 100.
-  const Case cases[] = {
+  } cases[] = {
       {0, STREAM_SEEK_SET, S_OK, 0},
       {kSize, STREAM_SEEK_SET, S_OK, kSize},
       {kSize + 1, STREAM_SEEK_SET, STG_E_INVALIDFUNCTION, kOutside},
@@ -73,7 +72,7 @@ TEST_F(ReadableStreamOnFileTest, SeeksInsideTheFileOnly) {
       {kMost, STREAM_SEEK_END, STG_E_INVALIDFUNCTION, kOutside},
       {5, 3, STG_E_INVALIDFUNCTION, 100},
   };
-  for (const Case& c : cases) {
+  for (const auto& c : cases) {
     SCOPED_TRACE(testing::Message() << c.move << " from " << c.origin);
     ASSERT_EQ(stream_->Seek({100}, STREAM_SEEK_SET, nullptr), S_OK);
     _ULARGE_INTEGER position{77};
@@ -86,11 +85,8 @@ TEST_F(ReadableStreamOnFileTest, SeeksInsideTheFileOnly) {
 }
 
 TEST_F(ReadableStreamOnFileTest, CopiesACountOrFails) {
-  const CComPtr<IStreamOnBuffer> target = [] {
-    CComPtr<IStreamOnBuffer> stream;
-    CStreamFactory::CreateWritableBufferStream(&stream);
-    return stream;
-  }();
+  CComPtr<IStreamOnBuffer> target;
+  CStreamFactory::CreateWritableBufferStream(&target);
   stream_->Seek({10}, STREAM_SEEK_SET, nullptr);
   _ULARGE_INTEGER read{7}, written{7};
   EXPECT_EQ(stream_->CopyTo(target, {kSize - 10}, &read, &written), S_OK);
@@ -126,7 +122,7 @@ TEST_F(ReadableStreamOnFileTest, TellsItsSizeAndNothingElse) {
 
 TEST_F(ReadableStreamOnFileTest, TheFileMayGoAndComeBackBetweenCalls) {
   ReadText(stream_, 4);
-  std::filesystem::remove(file_);
+  fs::remove(file_);
   char byte;
   unsigned long read = 3;
   EXPECT_EQ(stream_->Read(&byte, 1, &read), S_FALSE);
@@ -137,17 +133,16 @@ TEST_F(ReadableStreamOnFileTest, TheFileMayGoAndComeBackBetweenCalls) {
   EXPECT_EQ(stream_->CopyTo(stream_, {1}, nullptr, nullptr), E_FAIL);
   CComPtr<IStream> clone;
   EXPECT_EQ(stream_->Clone(&clone), S_OK);
-  test::WriteFile(file_, "0123456789");
+  WriteFile(file_, "0123456789");
   EXPECT_EQ(ReadText(stream_, 2), "67");
   EXPECT_EQ(ReadText(clone, 3), "678");
 }
 
 TEST_F(ReadableStreamOnFileTest, WhatCannotBeOpenedIsNoStream) {
-  const COrvikFilePath missing(CAtlString((env_.folder() / "missing").u16string()));
-  const COrvikFilePath folder(CAtlString(env_.folder().u16string()));
-  EXPECT_EQ(CStreamFactory::CreateReadableStreamOnFile(missing), nullptr);
-  EXPECT_EQ(CStreamFactory::CreateReadableStreamOnFile(folder), nullptr);
-  EXPECT_EQ(CStreamFactory::CreateReadableStreamOnFile({}), nullptr);
+  const COrvikFilePath missing = File(env_.folder() / "missing");
+  for (const COrvikFilePath& path : {missing, File(env_.folder()), COrvikFilePath()}) {
+    EXPECT_EQ(CStreamFactory::CreateReadableStreamOnFile(path), nullptr);
+  }
   CReadableStreamOnFile* const direct = new CReadableStreamOnFile(missing);
   EXPECT_FALSE(direct->opened());
   EXPECT_EQ(direct->Write("a", 1, nullptr), E_NOTIMPL);
@@ -155,12 +150,9 @@ TEST_F(ReadableStreamOnFileTest, WhatCannotBeOpenedIsNoStream) {
 }
 
 TEST_F(ReadableStreamOnFileTest, ReadsBeyondFourGigabytesButSeeksUpToThere) {
-  const std::filesystem::path huge = env_.folder() / "huge";
   constexpr std::int64_t kFiveGigabytes = 5ll << 30;
-  test::WriteFile(huge, "");
-  std::filesystem::resize_file(huge, kFiveGigabytes);
-  const COrvikFilePath path(CAtlString(huge.u16string()));
-  const auto stream = CStreamFactory::CreateReadableStreamOnFile(path, {kFiveGigabytes - 2});
+  fs::resize_file(file_, kFiveGigabytes);
+  const auto stream = CStreamFactory::CreateReadableStreamOnFile(path_, {kFiveGigabytes - 2});
   EXPECT_EQ(ReadText(stream, 5), std::string(2, '\0'));
   EXPECT_EQ(ReadText(stream, 5), "");
   _ULARGE_INTEGER position{};
@@ -170,4 +162,4 @@ TEST_F(ReadableStreamOnFileTest, ReadsBeyondFourGigabytesButSeeksUpToThere) {
 }
 
 }  // namespace
-}  // namespace orvik
+}  // namespace orvik::test

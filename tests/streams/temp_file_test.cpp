@@ -1,28 +1,28 @@
 #include "streams/temp_file.h"
 
-#include "tests/support/test_environment.h"
+#include "tests/files/support.h"
 
-namespace orvik {
+namespace orvik::test {
 namespace {
 
-class TempFileTest : public test::EnvironmentTest {};
+using TempFileTest = EnvironmentTest;
 
 TEST_F(TempFileTest, NeverOpensWhatStandsThere) {
-  const std::filesystem::path victim = env_.folder() / "victim";
-  test::WriteFile(victim, "content");
-  const std::filesystem::path link = env_.temp() / "taken.x";
-  std::filesystem::create_symlink(victim, link);
-  COrvikFilePath path(CAtlString(link.u16string()));
+  const fs::path victim = env_.folder() / "victim";
+  WriteFile(victim, "content");
+  const fs::path link = env_.temp() / "taken.x";
+  fs::create_symlink(victim, link);
+  COrvikFilePath path = File(link);
   ASSERT_TRUE(CreateTempFile(path, u".x"));
-  EXPECT_NE(std::filesystem::path(path.GetFilePathString().GetString()), link);
+  EXPECT_NE(fs::path(path.GetFilePathString().GetString()), link);
   EXPECT_TRUE(path.FileExists());
-  EXPECT_EQ(test::ReadFile(victim), "content");
+  EXPECT_EQ(ReadFile(victim), "content");
 }
 
 TEST_F(TempFileTest, FailsWithoutAFolder) {
-  COrvikFilePath path(CAtlString((env_.folder() / "no" / "file").u16string()));
+  COrvikFilePath path = File(env_.folder() / "no/file");
   EXPECT_FALSE(CreateTempFile(path, u".x"));
 }
 
 }  // namespace
-}  // namespace orvik
+}  // namespace orvik::test

@@ -1,24 +1,18 @@
 #include "streams/writable_compressed_file_stream.h"
 
-#include <signal.h>
-#include <sys/resource.h>
-#include <unistd.h>
-
 #include <random>
 
 #include "streams/stream_factory.h"
-#include "tests/support/test_environment.h"
+#include "tests/files/support.h"
 
-namespace orvik {
+namespace orvik::test {
 namespace {
 
-namespace fs = std::filesystem;
-
-class WritableCompressedFileStreamTest : public test::EnvironmentTest {
+class WritableCompressedFileStreamTest : public EnvironmentTest {
  protected:
   // Another program's zlib.
   std::string Inflated() {
-    const test::CommandResult result = test::RunCommand(
+    const CommandResult result = RunCommand(
         {"python3", "-c",
          "import sys,zlib\nd=zlib.decompressobj()\n"
          "sys.stdout.buffer.write(d.decompress(open(sys.argv[1],'rb').read())+d.flush())\n"
@@ -42,7 +36,7 @@ class WritableCompressedFileStreamTest : public test::EnvironmentTest {
   bool NoRawFileIsLeft() const { return fs::is_empty(env_.temp()); }
 
   const fs::path file_ = env_.folder() / "target";
-  const COrvikFilePath path_{CAtlString(file_.u16string())};
+  const COrvikFilePath path_ = File(file_);
 };
 
 TEST_F(WritableCompressedFileStreamTest, HoldsOneZlibStreamOverAllBytes) {
@@ -64,12 +58,12 @@ TEST_F(WritableCompressedFileStreamTest, BytesThatDoNotShrinkStayAsTheyAre) {
   std::string noise(1 << 20, '\0');
   for (char& byte : noise) byte = static_cast<char>(random());
   Compress(noise);
-  EXPECT_TRUE(test::ReadFile(file_) == noise);
+  EXPECT_TRUE(ReadFile(file_) == noise);
   EXPECT_TRUE(NoRawFileIsLeft());
 }
 
 TEST_F(WritableCompressedFileStreamTest, TheTargetIsEmptyUntilTheLastReference) {
-  test::WriteFile(file_, "old");
+  WriteFile(file_, "old");
   CComPtr<IStream> stream = CStreamFactory::CreateWritableCompressedFileStream(path_);
   stream->Write("abc", 3, nullptr);
   EXPECT_EQ(fs::file_size(file_), 0u);
@@ -82,9 +76,7 @@ TEST_F(WritableCompressedFileStreamTest, TheTargetIsEmptyUntilTheLastReference) 
 TEST_F(WritableCompressedFileStreamTest, ARawFileThatVanishedLeavesTheCompressionOfNothing) {
   CComPtr<IStream> stream = CStreamFactory::CreateWritableCompressedFileStream(path_);
   stream->Write("abc", 3, nullptr);
-  for (const auto& entry : fs::directory_iterator(env_.temp())) {
-    fs::remove(entry.path());
-  }
+  for (const std::string& name : NamesIn(env_.temp())) fs::remove(env_.temp() / name);
   stream.Release();
   EXPECT_EQ(Inflated(), "");
   EXPECT_TRUE(NoRawFileIsLeft());
@@ -92,10 +84,10 @@ TEST_F(WritableCompressedFileStreamTest, ARawFileThatVanishedLeavesTheCompressio
 
 TEST_F(WritableCompressedFileStreamTest, AReadOnlyTargetIsRefusedOrLeftEmpty) {
   using fs::perms;
-  test::WriteFile(file_, "old");
+  WriteFile(file_, "old");
   fs::permissions(file_, perms::owner_read);
   EXPECT_EQ(CStreamFactory::CreateWritableCompressedFileStream(path_), nullptr);
-  EXPECT_EQ(test::ReadFile(file_), "old");
+  EXPECT_EQ(ReadFile(file_), "old");
   EXPECT_TRUE(NoRawFileIsLeft());
 
   fs::permissions(file_, perms::owner_read | perms::owner_write);
@@ -108,9 +100,9 @@ TEST_F(WritableCompressedFileStreamTest, AReadOnlyTargetIsRefusedOrLeftEmpty) {
 }
 
 TEST_F(WritableCompressedFileStreamTest, WithoutATemporaryFolderThereIsNoStream) {
-  test::WriteFile(file_, "old");
+  WriteFile(file_, "old");
   fs::remove(env_.temp());
-  test::WriteFile(env_.temp(), "a file where the folder was");
+  WriteFile(env_.temp(), "a file where the folder was");
   EXPECT_EQ(CStreamFactory::CreateWritableCompressedFileStream(path_), nullptr);
   EXPECT_EQ(CStreamFactory::CreateWritableCompressedFileStream({}), nullptr);
   auto* const direct = new CWritableCompressedFileStream(path_);
@@ -123,24 +115,16 @@ TEST_F(WritableCompressedFileStreamTest, WithoutATemporaryFolderThereIsNoStream)
 }
 
 TEST_F(WritableCompressedFileStreamTest, AFullTemporaryFolderFailsTheWriteAndLeavesNoRawFile) {
-  struct sigaction ignore = {}, old_action = {};
-  ignore.sa_handler = SIG_IGN;
-  sigaction(SIGXFSZ, &ignore, &old_action);
-  rlimit old_limit;
-  getrlimit(RLIMIT_FSIZE, &old_limit);
-  const rlimit small{100'000, old_limit.rlim_max};
-
   CComPtr<IStream> stream = CStreamFactory::CreateWritableCompressedFileStream(path_);
-  setrlimit(RLIMIT_FSIZE, &small);
   const std::string piece(50'000, 'x');
   HRESULT last = S_OK;
-  for (int i = 0; i < 4 && last == S_OK; ++i) {
-    last = stream->Write(piece.data(), piece.size(), nullptr);
+  {
+    const FileSizeLimit limit(100'000);
+    for (int i = 0; i < 4 && last == S_OK; ++i) {
+      last = stream->Write(piece.data(), piece.size(), nullptr);
+    }
+    stream.Release();
   }
-  stream.Release();
-  setrlimit(RLIMIT_FSIZE, &old_limit);
-  sigaction(SIGXFSZ, &old_action, nullptr);
-
   EXPECT_EQ(last, E_INVALIDARG);
   EXPECT_EQ(Inflated(), std::string(100'000, 'x'));
   EXPECT_TRUE(NoRawFileIsLeft());
@@ -148,13 +132,13 @@ TEST_F(WritableCompressedFileStreamTest, AFullTemporaryFolderFailsTheWriteAndLea
 
 TEST_F(WritableCompressedFileStreamTest, CompressesFiles) {
   const fs::path source = env_.folder() / "source";
-  const COrvikFilePath source_path(CAtlString(source.u16string()));
+  const COrvikFilePath source_path = File(source);
   EXPECT_EQ(compressFile(source_path, path_, 6), 0);
   EXPECT_EQ(Inflated(), "");
-  test::WriteFile(source, "some text");
+  WriteFile(source, "some text");
   EXPECT_EQ(compressFile(source_path, path_, 6), 0);
   EXPECT_EQ(Inflated(), "some text");
-  EXPECT_NE(compressFile(source_path, COrvikFilePath(CAtlString(env_.folder().u16string())), 6), 0);
+  EXPECT_NE(compressFile(source_path, File(env_.folder()), 6), 0);
   // Too large to be compressed at once; it is not taken for an empty file.
   fs::resize_file(source, 5ull << 30);
   EXPECT_NE(compressFile(source_path, path_, 6), 0);
@@ -170,4 +154,4 @@ TEST_F(WritableCompressedFileStreamTest, CompressesFiles) {
 }
 
 }  // namespace
-}  // namespace orvik
+}  // namespace orvik::test

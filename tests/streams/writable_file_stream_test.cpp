@@ -2,29 +2,29 @@
 
 #include "streams/com_ptr.h"
 #include "streams/stream_factory.h"
-#include "tests/support/test_environment.h"
+#include "tests/files/support.h"
 
-namespace orvik {
+namespace orvik::test {
 namespace {
 
-class WritableFileStreamTest : public test::EnvironmentTest {
+class WritableFileStreamTest : public EnvironmentTest {
  protected:
-  const std::filesystem::path file_ = env_.folder() / u"gr\u00FCn";
-  const COrvikFilePath path_{CAtlString(file_.u16string())};
+  const fs::path file_ = env_.folder() / u"gr\u00FCn";
+  const COrvikFilePath path_ = File(file_);
 };
 
 TEST_F(WritableFileStreamTest, EmptiesTheFileAndWritesFromItsBeginning) {
-  test::WriteFile(file_, "old content");
+  WriteFile(file_, "old content");
   CComPtr<IStream> stream = CStreamFactory::CreateWritableFileStream(path_, {5});
   ASSERT_NE(stream, nullptr);
-  EXPECT_EQ(std::filesystem::file_size(file_), 0u);
+  EXPECT_EQ(fs::file_size(file_), 0u);
   unsigned long written = 0;
   EXPECT_EQ(stream->Write("hello", 5, &written), S_OK);
   EXPECT_EQ(written, 5u);
   EXPECT_EQ(stream->Write("", 0, &written), S_OK);
   EXPECT_EQ(stream->Write(nullptr, 1, &written), E_FAIL);
   stream.Release();
-  EXPECT_EQ(test::ReadFile(file_), "hello");
+  EXPECT_EQ(ReadFile(file_), "hello");
 }
 
 TEST_F(WritableFileStreamTest, ReadsAndWritesAtOnePosition) {
@@ -50,7 +50,7 @@ TEST_F(WritableFileStreamTest, ReadsAndWritesAtOnePosition) {
   EXPECT_EQ(stream->Read(nullptr, 1, &read), E_FAIL);
   EXPECT_EQ(stream->Read(text, 1, nullptr), E_FAIL);
   stream.Release();
-  EXPECT_EQ(test::ReadFile(file_), "01234XY789");
+  EXPECT_EQ(ReadFile(file_), "01234XY789");
 }
 
 TEST_F(WritableFileStreamTest, WritesBeyondFourGigabytes) {
@@ -60,12 +60,12 @@ TEST_F(WritableFileStreamTest, WritesBeyondFourGigabytes) {
   EXPECT_EQ(position.QuadPart, 5ull << 30);
   EXPECT_EQ(stream->Write("x", 1, nullptr), S_OK);
   stream.Release();
-  EXPECT_EQ(std::filesystem::file_size(file_), (5ull << 30) + 1);
+  EXPECT_EQ(fs::file_size(file_), (5ull << 30) + 1);
 }
 
 TEST_F(WritableFileStreamTest, WhatCannotBeOpenedIsNoStream) {
   EXPECT_EQ(CStreamFactory::CreateWritableFileStream({}), nullptr);
-  const COrvikFilePath nowhere(CAtlString((env_.folder() / "no" / "file").u16string()));
+  const COrvikFilePath nowhere = File(env_.folder() / "no/file");
   EXPECT_EQ(CStreamFactory::CreateWritableFileStream(nowhere), nullptr);
   auto* const direct = new CWritableFileStream(nowhere);
   EXPECT_FALSE(direct->opened());
@@ -80,7 +80,7 @@ TEST_F(WritableFileStreamTest, WhatCannotBeOpenedIsNoStream) {
 }
 
 TEST_F(WritableFileStreamTest, AFullDiskIsAShortWrite) {
-  if (!std::filesystem::exists("/dev/full")) GTEST_SKIP();
+  if (!fs::exists("/dev/full")) GTEST_SKIP();
   const CComPtr<IStream> stream =
       CStreamFactory::CreateWritableFileStream(COrvikFilePath(u"/dev/full"));
   ASSERT_NE(stream, nullptr);
@@ -91,4 +91,4 @@ TEST_F(WritableFileStreamTest, AFullDiskIsAShortWrite) {
 }
 
 }  // namespace
-}  // namespace orvik
+}  // namespace orvik::test

@@ -60,15 +60,12 @@ TEST(WriteableBufferStreamTest, TheDetachedBufferOutlivesTheStreamAndIsNotWritte
 }
 
 TEST(WriteableBufferStreamTest, TheStringEndsAtTheFirstNul) {
-  struct Case {
-    std::string content;
-    std::string text;
-  };
-  for (const Case& c : {Case{"", ""}, {"abc", "abc"}, {std::string("ab\0cd", 5), "ab"}}) {
+  using namespace std::string_literals;
+  for (const auto& [content, text] : {std::pair{""s, ""s}, {"abc"s, "abc"s}, {"ab\0cd"s, "ab"s}}) {
     const CComPtr<IStreamOnBuffer> stream = MakeStream();
-    stream->Write(c.content.data(), c.content.size(), nullptr);
-    EXPECT_EQ(stream->DetachBufferAsString().View(), c.text);
-    EXPECT_EQ(stream->GetSize(), c.content.size() + 1);
+    stream->Write(content.data(), content.size(), nullptr);
+    EXPECT_EQ(stream->DetachBufferAsString().View(), text);
+    EXPECT_EQ(stream->GetSize(), content.size() + 1);
   }
 }
 

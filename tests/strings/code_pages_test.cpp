@@ -5,7 +5,7 @@
 #include "platform/core_foundation/encodings.h"
 #include "tests/support/test_environment.h"
 
-namespace orvik {
+namespace orvik::test {
 namespace {
 
 std::string ToBytes(unsigned code_page, std::u16string_view text) {
@@ -153,4 +153,4 @@ TEST(Encodings, UnicodeForms) {
 }
 
 }  // namespace
-}  // namespace orvik
+}  // namespace orvik::test

@@ -6,7 +6,7 @@
 #include "strings/unknown.h"
 #include "tests/support/test_environment.h"
 
-namespace orvik {
+namespace orvik::test {
 namespace {
 
 TEST(Guid, HasARegistryForm) {
@@ -63,4 +63,4 @@ TEST(Unknown, SlotsHoldOneReference) {
 }
 
 }  // namespace
-}  // namespace orvik
+}  // namespace orvik::test

@@ -5,7 +5,7 @@
 #include "strings/atl_conversions.h"
 #include "tests/support/test_environment.h"
 
-namespace orvik {
+namespace orvik::test {
 namespace {
 
 TEST(UcaConversions, MakeArrays) {
@@ -60,4 +60,4 @@ TEST(AtlConversions, TakeAsciiAlone) {
 }
 
 }  // namespace
-}  // namespace orvik
+}  // namespace orvik::test

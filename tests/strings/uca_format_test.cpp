@@ -5,7 +5,7 @@
 #include "platform/core_foundation/string.h"
 #include "tests/support/test_environment.h"
 
-namespace orvik {
+namespace orvik::test {
 namespace {
 
 TEST(UcaFormat, FormatsIntoArrays) {
@@ -51,4 +51,4 @@ TEST(UcaFormat, Scans) {
 }
 
 }  // namespace
-}  // namespace orvik
+}  // namespace orvik::test

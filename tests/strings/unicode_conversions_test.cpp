@@ -8,7 +8,7 @@
 
 #include "tests/support/test_environment.h"
 
-namespace orvik {
+namespace orvik::test {
 namespace {
 
 template <class Source, class Target>
@@ -234,4 +234,4 @@ TEST(UnicodeConversions, LegalSequences) {
 }
 
 }  // namespace
-}  // namespace orvik
+}  // namespace orvik::test

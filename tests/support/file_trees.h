@@ -10,6 +10,7 @@
 #include <string>
 
 #include "platform/carbon/files.h"
+#include "tests/support/test_environment.h"
 
 namespace orvik::test {
 
@@ -18,19 +19,40 @@ inline const UInt8* Bytes(const std::string& path) {
 }
 
 // A reference that names a link itself.
-inline FSRef RefOf(const std::filesystem::path& path) {
+inline FSRef RefOf(const fs::path& path) {
   FSRef ref;
   FSPathMakeRefWithOptions(Bytes(path.string()), kFSPathMakeRefDoNotFollowLeafSymlink, &ref,
                            nullptr);
   return ref;
 }
 
-inline FSCatalogInfo InfoOf(const std::filesystem::path& path,
+inline FSCatalogInfo InfoOf(const fs::path& path,
                             FSCatalogInfoBitmap which = kFSCatInfoGettableInfo) {
   FSCatalogInfo info;
   const FSRef ref = RefOf(path);
   FSGetCatalogInfo(&ref, which, &info, nullptr, nullptr, nullptr);
   return info;
+}
+
+// Sets the lock that stays whoever opens the file.
+inline OSErr Lock(const fs::path& path) {
+  const FSRef ref = RefOf(path);
+  FSCatalogInfo info;
+  info.nodeFlags = kFSNodeLockedMask;
+  return FSSetCatalogInfo(&ref, kFSCatInfoNodeFlags, &info);
+}
+
+// Permission bits of a file; a link's own.
+inline unsigned ModeOf(const fs::path& path) {
+  struct stat record = {};
+  lstat(path.c_str(), &record);
+  return record.st_mode & 07777u;
+}
+
+// Whether anything stands at the path, a dangling link too.
+inline bool Stands(const fs::path& path) {
+  struct stat record;
+  return lstat(path.c_str(), &record) == 0;
 }
 
 // Makes `levels` folders, one in the other, by a road that knows no limit of path length; gives the
@@ -50,7 +72,7 @@ inline std::string MakeDeepTree(const std::string& top, int levels, const std::s
   return path;
 }
 
-inline bool HasUserAttributes(const std::filesystem::path& file) {
+inline bool HasUserAttributes(const fs::path& file) {
   const bool works = setxattr(file.c_str(), "user.probe", "", 0, 0) == 0;
   if (works) removexattr(file.c_str(), "user.probe");
   return works;

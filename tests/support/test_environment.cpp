@@ -7,12 +7,11 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <fstream>
 #include <sstream>
 
 namespace orvik::test {
-namespace fs = std::filesystem;
-
 namespace {
 
 fs::path FreshFolder() {
@@ -28,6 +27,12 @@ void MakeWritable(const fs::path& folder) {
   for (const auto& entry : fs::directory_iterator(folder, error)) {
     if (entry.is_directory(error) && !entry.is_symlink(error)) MakeWritable(entry.path());
   }
+}
+
+int StatusOf(pid_t child) {
+  int status = 0;
+  waitpid(child, &status, 0);
+  return WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
 }
 
 }  // namespace
@@ -77,6 +82,45 @@ void WriteFile(const fs::path& path, const std::string& bytes) {
   EXPECT_TRUE(file.good()) << path;
 }
 
+std::string Repeated(const std::string& text, int count) {
+  std::string result;
+  for (int i = 0; i < count; ++i) result += text;
+  return result;
+}
+
+testing::AssertionResult Contains(const std::string& text, const std::string& part) {
+  if (text.find(part) != std::string::npos) return testing::AssertionSuccess();
+  return testing::AssertionFailure() << '"' << part << "\" does not stand in: " << text;
+}
+
+std::vector<std::string> NamesIn(const fs::path& folder) {
+  std::vector<std::string> names;
+  for (const fs::directory_entry& entry : fs::directory_iterator(folder)) {
+    names.push_back(entry.path().filename().string());
+  }
+  std::sort(names.begin(), names.end());
+  return names;
+}
+
+FileSizeLimit::FileSizeLimit(rlim_t bytes) {
+  signal(SIGXFSZ, SIG_IGN);
+  getrlimit(RLIMIT_FSIZE, &old_);
+  const rlimit limit{bytes, old_.rlim_max};
+  setrlimit(RLIMIT_FSIZE, &limit);
+}
+
+std::vector<int> InProcesses(int count, const std::function<int(int)>& body) {
+  std::vector<pid_t> children;
+  for (int i = 0; i < count; ++i) {
+    const pid_t child = fork();
+    if (child == 0) _exit(body(i));
+    children.push_back(child);
+  }
+  std::vector<int> statuses;
+  for (const pid_t child : children) statuses.push_back(StatusOf(child));
+  return statuses;
+}
+
 CommandResult RunCommand(const std::vector<std::string>& argv, const std::string& input) {
   CommandResult result;
   int in[2], out[2], err[2];
@@ -119,27 +163,19 @@ CommandResult RunCommand(const std::vector<std::string>& argv, const std::string
           write(in[1], input.data() + written, std::min<size_t>(input.size() - written, 4096));
       written = n < 0 ? input.size() : written + static_cast<size_t>(n);
     }
-    if (polled[1].revents != 0) {
-      const ssize_t n = read(out[0], buffer, sizeof buffer);
-      if (n > 0)
-        result.out.append(buffer, static_cast<size_t>(n));
-      else
-        out_open = false;
-    }
-    if (polled[2].revents != 0) {
-      const ssize_t n = read(err[0], buffer, sizeof buffer);
-      if (n > 0)
-        result.err.append(buffer, static_cast<size_t>(n));
-      else
-        err_open = false;
-    }
+    const auto take = [&](const pollfd& end, std::string& text, bool& open) {
+      if (end.revents == 0) return;
+      const ssize_t n = read(end.fd, buffer, sizeof buffer);
+      open = n > 0;
+      if (open) text.append(buffer, static_cast<size_t>(n));
+    };
+    take(polled[1], result.out, out_open);
+    take(polled[2], result.err, err_open);
   }
   sigaction(SIGPIPE, &old, nullptr);
   close(out[0]);
   close(err[0]);
-  int status = 0;
-  waitpid(child, &status, 0);
-  result.status = WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
+  result.status = StatusOf(child);
   return result;
 }
 

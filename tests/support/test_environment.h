@@ -3,12 +3,17 @@
 
 #include <gtest/gtest.h>
 
+#include <sys/resource.h>
+
 #include <filesystem>
+#include <functional>
 #include <optional>
 #include <string>
 #include <vector>
 
 namespace orvik::test {
+
+namespace fs = std::filesystem;
 
 // Sets a variable of the environment for the life of the object; null removes it.
 class ScopedVariable {
@@ -26,8 +31,9 @@ class ScopedVariable {
 };
 
 // Makes a fresh folder and points ORVIK_SYSTEM_ROOT, HOME and TMPDIR below it for the life of the
-// object; afterwards puts the variables back and removes the folder with all it holds (also what
-// was made read-only). Objects nest.
+// object, and takes away what else would move the trash or choose a language; afterwards puts the
+// variables back and removes the folder with all it holds (also what was made read-only). Objects
+// nest.
 class ScopedEnvironment {
  public:
   ScopedEnvironment();
@@ -35,14 +41,19 @@ class ScopedEnvironment {
   ScopedEnvironment(const ScopedEnvironment&) = delete;
   ScopedEnvironment& operator=(const ScopedEnvironment&) = delete;
 
-  const std::filesystem::path& folder() const { return folder_; }
-  std::filesystem::path system_root() const { return folder_ / "root"; }
-  std::filesystem::path home() const { return folder_ / "home"; }
-  std::filesystem::path temp() const { return folder_ / "tmp"; }
+  const fs::path& folder() const { return folder_; }
+  fs::path system_root() const { return folder_ / "root"; }
+  fs::path home() const { return folder_ / "home"; }
+  fs::path temp() const { return folder_ / "tmp"; }
 
  private:
-  const std::filesystem::path folder_;
+  const fs::path folder_;
   const ScopedVariable root_variable_, home_variable_, temp_variable_;
+  const ScopedVariable unset_[5] = {{"XDG_DATA_HOME", nullptr},
+                                    {"LC_ALL", nullptr},
+                                    {"LC_COLLATE", nullptr},
+                                    {"LC_CTYPE", nullptr},
+                                    {"LANG", nullptr}};
 };
 
 // The fixture most tests derive from.
@@ -52,10 +63,34 @@ class EnvironmentTest : public ::testing::Test {
 };
 
 // The whole file; fails the test and gives "" when it cannot be read.
-std::string ReadFile(const std::filesystem::path& path);
+std::string ReadFile(const fs::path& path);
 
 // Replaces the file, making missing folders.
-void WriteFile(const std::filesystem::path& path, const std::string& bytes);
+void WriteFile(const fs::path& path, const std::string& bytes);
+
+std::string Repeated(const std::string& text, int count);
+
+// Whether the part stands in the text; the failure shows the text.
+testing::AssertionResult Contains(const std::string& text, const std::string& part);
+
+// The names of a folder's entries, in order.
+std::vector<std::string> NamesIn(const fs::path& folder);
+
+// While it lives, this process writes no file beyond the size.
+class FileSizeLimit {
+ public:
+  explicit FileSizeLimit(rlim_t bytes);
+  ~FileSizeLimit() { setrlimit(RLIMIT_FSIZE, &old_); }
+  FileSizeLimit(const FileSizeLimit&) = delete;
+  FileSizeLimit& operator=(const FileSizeLimit&) = delete;
+
+ private:
+  rlimit old_;
+};
+
+// Runs the body with 0, 1, ... in that many processes at once, and gives the exit status of each:
+// what the body returned, or 128 + signal.
+std::vector<int> InProcesses(int count, const std::function<int(int)>& body);
 
 // What a program left behind.
 struct CommandResult {
@@ -68,6 +103,6 @@ struct CommandResult {
 CommandResult RunCommand(const std::vector<std::string>& argv, const std::string& input = {});
 
 // The folder of the programs under test (build/<preset>/bin).
-std::filesystem::path ProgramFolder();
+fs::path ProgramFolder();
 
 }  // namespace orvik::test

@@ -9,14 +9,12 @@
 #include "tests/support/test_environment.h"
 #include "tools/orvikprefs/json_form.h"
 
-namespace orvik {
+namespace orvik::test {
 namespace {
-
-namespace fs = std::filesystem;
 
 constexpr const char* kFile = "Users/Shared/Library/Preferences/com.orviktech.Registry.plist";
 
-class OrvikPrefsTest : public test::EnvironmentTest {
+class OrvikPrefsTest : public EnvironmentTest {
  protected:
   int Prefs(std::vector<std::string> arguments, bool terminal = false) {
     arguments.insert(arguments.begin(), "orvikprefs");
@@ -97,7 +95,7 @@ TEST_F(OrvikPrefsTest, TellsFailuresApart) {
       {{"--help"}, 0},
       {{"set", "--help"}, 0},
   };
-  const std::string before = test::ReadFile(File());
+  const std::string before = ReadFile(File());
   for (const auto& row : rows) {
     SCOPED_TRACE(row.arguments.empty() ? "no arguments" : row.arguments.back());
     EXPECT_EQ(Prefs(row.arguments), row.status) << error_;
@@ -105,7 +103,7 @@ TEST_F(OrvikPrefsTest, TellsFailuresApart) {
       EXPECT_NE(error_, "");
     }
   }
-  EXPECT_EQ(test::ReadFile(File()), before);
+  EXPECT_EQ(ReadFile(File()), before);
 }
 
 TEST_F(OrvikPrefsTest, ChangesUnderConditions) {
@@ -158,10 +156,10 @@ TEST_F(OrvikPrefsTest, ExportsAndImportsEveryKindOfValue) {
       R"({"Other":{"big":18446744073709551615,"data":{"$data":"AAEC"},)"
       R"("date":{"$date":"2024-05-06T07:08:09Z"},"list":[true,-1,2.5,"x"],)"
       R"("odd":{"$dictionary":{"$date":"a plain text"}},"real":{"$real":"nan"}}})";
-  test::WriteFile(json, content);
+  WriteFile(json, content);
   Fill();
   ASSERT_EQ(Prefs({"import", json.string(), "--dry-run"}), 0) << error_;
-  EXPECT_NE(out_.find("+\tOther/data\t\t\tdata\tAAEC\n"), std::string::npos) << out_;
+  EXPECT_TRUE(Contains(out_, "+\tOther/data\t\t\tdata\tAAEC\n"));
   EXPECT_EQ(Prefs({"list"}), 0);
   EXPECT_EQ(out_, "Software\n");
 
@@ -182,7 +180,7 @@ TEST_F(OrvikPrefsTest, RefusesWhatIsNoPropertyList) {
   for (const char* content : {"{\"a\": null}", "{\"a\": 1e400}", "[1]",
                               "{\"a\": {\"$date\": \"soon\"}}", "<plist>", ""}) {
     SCOPED_TRACE(content);
-    test::WriteFile(file, content);
+    WriteFile(file, content);
     EXPECT_EQ(Prefs({"import", file.string()}), 5);
     EXPECT_NE(error_, "");
     EXPECT_FALSE(fs::exists(File()));
@@ -191,21 +189,21 @@ TEST_F(OrvikPrefsTest, RefusesWhatIsNoPropertyList) {
 
 TEST_F(OrvikPrefsTest, NeverOverwritesADamagedFileUnasked) {
   Fill();
-  std::string broken = test::ReadFile(File());
+  std::string broken = ReadFile(File());
   broken.resize(broken.rfind("</dict>"));
-  test::WriteFile(File(), broken);
+  WriteFile(File(), broken);
   EXPECT_EQ(Prefs({"check"}), 5);
   EXPECT_EQ(Prefs({"set", "A", "b", "c"}), 5);
-  EXPECT_NE(error_.find("repair"), std::string::npos) << error_;
+  EXPECT_TRUE(Contains(error_, "repair"));
   EXPECT_EQ(Prefs({"list"}), 5);
-  EXPECT_EQ(test::ReadFile(File()), broken);
+  EXPECT_EQ(ReadFile(File()), broken);
 
   ASSERT_EQ(Prefs({"--json", "repair"}), 0) << error_;
-  EXPECT_NE(out_.find("kept_copy"), std::string::npos);
+  EXPECT_TRUE(Contains(out_, "kept_copy"));
   EXPECT_EQ(Prefs({"get", "Software/Vendor/App", "Count"}), 0) << error_;
   bool kept = false;
   for (const auto& entry : fs::directory_iterator(File().parent_path())) {
-    kept |= entry.is_regular_file() && test::ReadFile(entry.path()) == broken;
+    kept |= entry.is_regular_file() && ReadFile(entry.path()) == broken;
   }
   EXPECT_TRUE(kept);
   EXPECT_EQ(Prefs({"check"}), 0);
@@ -215,7 +213,7 @@ TEST_F(OrvikPrefsTest, SaysWhereTheFilesAre) {
   Fill();
   Prefs({"where"});
   EXPECT_EQ(out_.substr(0, out_.find('\n')), "shared\t" + File().string() + "\tsound\twritable");
-  EXPECT_NE(out_.find("\tabsent\twritable\n"), std::string::npos);
+  EXPECT_TRUE(Contains(out_, "\tabsent\twritable\n"));
 }
 
 TEST_F(OrvikPrefsTest, ShowsAndFreesTheLock) {
@@ -243,7 +241,7 @@ TEST_F(OrvikPrefsTest, ShowsAndFreesTheLock) {
   EXPECT_EQ(Prefs({"lock", "--release"}), 4);
   EXPECT_EQ(Prefs({"lock", "--force"}), 0) << error_;
   Prefs({"--json", "lock"});
-  EXPECT_NE(out_.find("\"free\""), std::string::npos);
+  EXPECT_TRUE(Contains(out_, "\"free\""));
 }
 
 TEST_F(OrvikPrefsTest, WatchesAFolderThatDoesNotExistYet) {
@@ -253,7 +251,7 @@ TEST_F(OrvikPrefsTest, WatchesAFolderThatDoesNotExistYet) {
   ASSERT_GE(child, 0);
   if (child == 0) {
     dup2(ends[1], STDOUT_FILENO);
-    const std::string program = (test::ProgramFolder() / "orvikprefs").string();
+    const std::string program = (ProgramFolder() / "orvikprefs").string();
     execl(program.c_str(), program.c_str(), "--json", "watch", "--count", "2", nullptr);
     _exit(127);
   }
@@ -269,8 +267,8 @@ TEST_F(OrvikPrefsTest, WatchesAFolderThatDoesNotExistYet) {
   std::string told(4096, '\0');
   told.resize(static_cast<size_t>(std::max<ssize_t>(0, read(ends[0], told.data(), told.size()))));
   close(ends[0]);
-  EXPECT_NE(told.find("\"path\":[\"A\",\"B\",\"n\"]"), std::string::npos) << told;
+  EXPECT_TRUE(Contains(told, "\"path\":[\"A\",\"B\",\"n\"]"));
 }
 
 }  // namespace
-}  // namespace orvik
+}  // namespace orvik::test

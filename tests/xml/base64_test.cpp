@@ -2,10 +2,10 @@
 
 #include <random>
 
-#include "tests/support/test_environment.h"
+#include "tests/files/support.h"
 #include "xml/base64_roads.h"
 
-namespace orvik {
+namespace orvik::test {
 namespace {
 
 std::string Encoded(const std::string& bytes) {
@@ -131,9 +131,9 @@ TEST(Base64Test, BothRoadsAgreeWithEachOtherAndComeBack) {
 
 TEST(Base64Test, AgreesWithAnotherProgram) {
   const std::string bytes = RandomBytes(10'001, 5);
-  const std::string text = test::RunCommand({"base64", "-w", "0"}, bytes).out;
+  const std::string text = RunCommand({"base64", "-w", "0"}, bytes).out;
   EXPECT_EQ(Encoded(bytes), text);
-  EXPECT_EQ(test::RunCommand({"base64", "-d"}, Encoded(bytes)).out, bytes);
+  EXPECT_EQ(RunCommand({"base64", "-d"}, Encoded(bytes)).out, bytes);
   EXPECT_EQ(Decoded(text), bytes);
 }
 
@@ -145,25 +145,25 @@ TEST(Base64Test, PutsThePrefixInFront) {
   EXPECT_EQ(ConvertRawBytesIntoBase64String(nullptr, -5, nullptr).View(), "");
 }
 
-class Base64FileTest : public test::EnvironmentTest {
+class Base64FileTest : public EnvironmentTest {
  protected:
   HRESULT DecodeToFile(const std::string& text) {
     return decode64ToFile(path_, text.data(), static_cast<unsigned>(text.size()));
   }
 
-  const std::filesystem::path file_ = env_.folder() / "file";
-  const COrvikFilePath path_{CAtlString(file_.u16string())};
+  const fs::path file_ = env_.folder() / "file";
+  const COrvikFilePath path_ = File(file_);
 };
 
 TEST_F(Base64FileTest, ConvertsWholeFiles) {
   CAtlStringA result("before");
   EXPECT_EQ(ConvertBinaryFileToBase64String(path_, result, "p:"), E_INVALIDARG);
   EXPECT_EQ(result.View(), "before");
-  test::WriteFile(file_, "");
+  WriteFile(file_, "");
   EXPECT_EQ(ConvertBinaryFileToBase64String(path_, result, "p:"), S_OK);
   EXPECT_EQ(result.View(), "p:");
   const std::string bytes = RandomBytes(100'000, 1);
-  test::WriteFile(file_, bytes);
+  WriteFile(file_, bytes);
   EXPECT_EQ(ConvertBinaryFileToBase64String(path_, result, "p:"), S_OK);
   EXPECT_EQ(result.View(), "p:" + Encoded(bytes));
 }
@@ -176,9 +176,9 @@ TEST_F(Base64FileTest, DecodesIntoAFile) {
     bytes += i % 700 == 3 ? "A" : "Man";
   }
   EXPECT_EQ(DecodeToFile("+ " + text), S_OK);
-  EXPECT_EQ(test::ReadFile(file_), bytes);
+  EXPECT_EQ(ReadFile(file_), bytes);
   EXPECT_EQ(DecodeToFile(""), S_OK);
-  EXPECT_EQ(test::ReadFile(file_), "");
+  EXPECT_EQ(ReadFile(file_), "");
 }
 
 TEST_F(Base64FileTest, LeavesNoFileAfterAFailure) {
@@ -187,11 +187,11 @@ TEST_F(Base64FileTest, LeavesNoFileAfterAFailure) {
   for (const std::string& bad :
        {text + "TW u", std::string("\0\0\0\0", 4), std::string("+ TWFuTW")}) {
     EXPECT_EQ(DecodeToFile(bad), E_FAIL);
-    EXPECT_FALSE(std::filesystem::exists(file_));
+    EXPECT_FALSE(fs::exists(file_));
   }
-  const COrvikFilePath nowhere(CAtlString((env_.folder() / "no" / "file").u16string()));
+  const COrvikFilePath nowhere = File(env_.folder() / "no/file");
   EXPECT_EQ(decode64ToFile(nowhere, "TWFu", 4), E_INVALIDARG);
 }
 
 }  // namespace
-}  // namespace orvik
+}  // namespace orvik::test

@@ -2,19 +2,16 @@
 
 #include <unistd.h>
 
-#include <algorithm>
 #include <climits>
 
 #include <tinyxml.h>
 
-#include "tests/support/test_environment.h"
+#include "tests/files/support.h"
 #include "xml/config_scope.h"
 #include "xml/document_check.h"
 
-namespace orvik {
+namespace orvik::test {
 namespace {
-
-namespace fs = std::filesystem;
 
 constexpr char kEmptyUser[] =
     "<?xml version=\"1.0\" encoding=\"UTF-8\" standalone=\"yes\"?>"
@@ -24,7 +21,7 @@ std::string User(const std::string& content) {
   return "<key name='orvik technologies' scope='USER'>" + content + "</key>";
 }
 
-class ConfigStoreTest : public test::EnvironmentTest {
+class ConfigStoreTest : public EnvironmentTest {
  protected:
   ConfigStoreTest() { Forget(); }
   ~ConfigStoreTest() override { Forget(); }
@@ -42,17 +39,13 @@ class ConfigStoreTest : public test::EnvironmentTest {
     }
   }
 
-  COrvikFilePath PathOf(const fs::path& file) {
-    return COrvikFilePath(CAtlString(file.u16string()));
-  }
-
   // Starts anew with the file.
   void Use(const fs::path& file) {
     Forget();
-    EXPECT_TRUE(SetXMLConfig(1, PathOf(file)));
+    EXPECT_TRUE(SetXMLConfig(1, File(file)));
   }
   void UseContent(const std::string& content) {
-    test::WriteFile(file_, content);
+    WriteFile(file_, content);
     Use(file_);
   }
 
@@ -73,14 +66,7 @@ class ConfigStoreTest : public test::EnvironmentTest {
     for (const CAtlString& name : names) result.emplace_back(name.View());
     return result;
   }
-  std::vector<std::string> FilesBeside() {
-    std::vector<std::string> names;
-    for (const auto& entry : fs::directory_iterator(file_.parent_path())) {
-      names.push_back(entry.path().filename().string());
-    }
-    std::sort(names.begin(), names.end());
-    return names;
-  }
+  std::vector<std::string> FilesBeside() const { return NamesIn(file_.parent_path()); }
 
   const fs::path file_ = env_.folder() / "config" / u"caf\u00E9.xml";
 };
@@ -88,7 +74,7 @@ class ConfigStoreTest : public test::EnvironmentTest {
 TEST_F(ConfigStoreTest, NothingHappensWithoutAFileOrInAnotherScope) {
   for (int scope : {0, 1, 2, -1}) {
     const bool known = scope == 0 || scope == 1;
-    EXPECT_FALSE(!known && SetXMLConfig(scope, PathOf(file_)));
+    EXPECT_FALSE(!known && SetXMLConfig(scope, File(file_)));
     int number = 3;
     CAtlString text(u"old");
     CAtlArray<CAtlString> names;
@@ -104,11 +90,11 @@ TEST_F(ConfigStoreTest, NothingHappensWithoutAFileOrInAnotherScope) {
     EXPECT_FALSE(DeleteXMLSubKeyElement(scope, u"A"));
     EXPECT_FALSE(ListPreferencesXMLConfig(scope, u"", names));
     EXPECT_FALSE(SaveXMLConfigFile(scope));
-    EXPECT_FALSE(!known && CreateConfigFile(PathOf(file_), scope));
+    EXPECT_FALSE(!known && CreateConfigFile(File(file_), scope));
   }
   // What was asked before the file was named does not count as an attempt to load it.
-  test::WriteFile(file_, User("<value name='v' data='4'/>"));
-  EXPECT_TRUE(SetXMLConfig(1, PathOf(file_)));
+  WriteFile(file_, User("<value name='v' data='4'/>"));
+  EXPECT_TRUE(SetXMLConfig(1, File(file_)));
   EXPECT_TRUE(IsXMLConfigSet(1));
   EXPECT_EQ(Int(u"", u"v"), 4);
 }
@@ -121,7 +107,7 @@ TEST_F(ConfigStoreTest, AFirstWriteMakesTheKeysAndASaveTheFile) {
   EXPECT_TRUE(WriteXMLConfigInt(1, u"A/B", u"v", 5));
   EXPECT_TRUE(FilesBeside().empty());
   EXPECT_TRUE(SaveXMLConfigFile(1));
-  EXPECT_EQ(test::ReadFile(file_),
+  EXPECT_EQ(ReadFile(file_),
             "<?xml version=\"1.0\" encoding=\"UTF-8\" standalone=\"yes\" ?>\n"
             "<key name=\"ORVIK Technologies\" scope=\"User\">\n"
             "    <key name=\"A\">\n"
@@ -141,11 +127,11 @@ TEST_F(ConfigStoreTest, AFirstWriteMakesTheKeysAndASaveTheFile) {
 
 TEST_F(ConfigStoreTest, NewFilesHaveTheExactText) {
   const fs::path file = env_.folder() / "new.xml";
-  EXPECT_TRUE(CreateConfigFile(PathOf(file), 1));
-  EXPECT_EQ(test::ReadFile(file), kEmptyUser);
-  EXPECT_TRUE(CreateConfigFile(PathOf(file), 0));
-  EXPECT_NE(test::ReadFile(file).find("scope=\"Global\"/>"), std::string::npos);
-  EXPECT_FALSE(CreateConfigFile(PathOf(env_.folder() / "no" / "file"), 1));
+  EXPECT_TRUE(CreateConfigFile(File(file), 1));
+  EXPECT_EQ(ReadFile(file), kEmptyUser);
+  EXPECT_TRUE(CreateConfigFile(File(file), 0));
+  EXPECT_TRUE(Contains(ReadFile(file), "scope=\"Global\"/>"));
+  EXPECT_FALSE(CreateConfigFile(File(env_.folder() / "no" / "file"), 1));
 }
 
 TEST_F(ConfigStoreTest, TextOfEveryKindComesBack) {
@@ -176,7 +162,7 @@ TEST_F(ConfigStoreTest, TextOfEveryKindComesBack) {
     EXPECT_EQ(String(u"texts", u"empty"), u"-old");
     Use(file_);
   }
-  const test::CommandResult lint = test::RunCommand({"xmllint", "--recover", "--noout", file_});
+  const CommandResult lint = RunCommand({"xmllint", "--recover", "--noout", file_});
   EXPECT_EQ(lint.err.find("attributes construct error"), std::string::npos) << lint.err;
 }
 
@@ -228,9 +214,9 @@ TEST_F(ConfigStoreTest, DeletesValuesAndKeysButNeverTheRoot) {
 
 TEST_F(ConfigStoreTest, ScopesStandSideBySide) {
   const fs::path global = env_.folder() / "global.xml";
-  EXPECT_TRUE(SetXMLConfig(0, PathOf(global)));
+  EXPECT_TRUE(SetXMLConfig(0, File(global)));
   fs::create_directories(file_.parent_path());
-  EXPECT_TRUE(SetXMLConfig(1, PathOf(file_)));
+  EXPECT_TRUE(SetXMLConfig(1, File(file_)));
   EXPECT_TRUE(WriteXMLConfigInt(0, u"k", u"v", 10));
   EXPECT_TRUE(WriteXMLConfigInt(1, u"k", u"v", 11));
   EXPECT_TRUE(SaveXMLConfigFile(0));
@@ -240,7 +226,7 @@ TEST_F(ConfigStoreTest, ScopesStandSideBySide) {
   EXPECT_TRUE(fs::is_empty(env_.temp()));
   // The file of one scope is none for the other.
   Forget();
-  EXPECT_TRUE(SetXMLConfig(1, PathOf(global)));
+  EXPECT_TRUE(SetXMLConfig(1, File(global)));
   EXPECT_EQ(Int(u"k", u"v", 1), -1);
 }
 
@@ -250,10 +236,10 @@ TEST_F(ConfigStoreTest, WhatIsDiscardedIsKeptBeside) {
     UseContent(damaged);
     EXPECT_EQ(Int(u"a", u"v"), -1);
     EXPECT_FALSE(SaveXMLConfigFile(1)) << "a file that could not be read is not written over";
-    EXPECT_EQ(test::ReadFile(file_), damaged);
+    EXPECT_EQ(ReadFile(file_), damaged);
     EXPECT_TRUE(WriteXMLConfigInt(1, u"a", u"v", 1));
     EXPECT_FALSE(fs::exists(file_));
-    EXPECT_EQ(test::ReadFile(file_.parent_path() / kept), damaged);
+    EXPECT_EQ(ReadFile(file_.parent_path() / kept), damaged);
     EXPECT_TRUE(SaveXMLConfigFile(1));
     Use(file_);
     EXPECT_EQ(Int(u"a", u"v"), 1);
@@ -270,19 +256,19 @@ TEST_F(ConfigStoreTest, WhatIsDiscardedIsKeptBeside) {
 
 TEST_F(ConfigStoreTest, AnotherPathDropsTheDocumentAndSaysWhatWasLost) {
   const fs::path other = env_.folder() / "other.xml";
-  test::WriteFile(other, User("<value name='v' data='2'/>"));
+  WriteFile(other, User("<value name='v' data='2'/>"));
   UseContent(User("<value name='v' data='1'/>"));
   EXPECT_EQ(Int(u"", u"v"), 1);
-  EXPECT_TRUE(SetXMLConfig(1, PathOf(other)));
+  EXPECT_TRUE(SetXMLConfig(1, File(other)));
   EXPECT_EQ(Int(u"", u"v"), 2);
   EXPECT_TRUE(WriteXMLConfigInt(1, u"", u"v", 3));
-  EXPECT_TRUE(SetXMLConfig(1, PathOf(other))) << "the same path keeps the document";
+  EXPECT_TRUE(SetXMLConfig(1, File(other))) << "the same path keeps the document";
   EXPECT_EQ(Int(u"", u"v"), 3);
-  EXPECT_FALSE(SetXMLConfig(1, PathOf(file_)));
+  EXPECT_FALSE(SetXMLConfig(1, File(file_)));
   EXPECT_EQ(Int(u"", u"v"), 1);
   EXPECT_TRUE(WriteXMLConfigInt(1, u"", u"v", 4));
   EXPECT_TRUE(SaveXMLConfigFile(1));
-  EXPECT_TRUE(SetXMLConfig(1, PathOf(other)));
+  EXPECT_TRUE(SetXMLConfig(1, File(other)));
   EXPECT_EQ(Int(u"", u"v"), 2);
 }
 
@@ -293,7 +279,7 @@ TEST_F(ConfigStoreTest, AFailedSaveLosesNothing) {
   // No temporary folder: nothing else changes.
   fs::remove(env_.temp());
   EXPECT_FALSE(SaveXMLConfigFile(1));
-  EXPECT_EQ(test::ReadFile(file_), old);
+  EXPECT_EQ(ReadFile(file_), old);
   fs::create_directory(env_.temp());
   // The folder of the configuration has vanished: the temporary file is the one that is whole.
   fs::rename(file_.parent_path(), env_.folder() / "elsewhere");
@@ -343,4 +329,4 @@ TEST_F(ConfigStoreTest, KeyPathsStayWithinWhatCanBeLoadedAgain) {
 }
 
 }  // namespace
-}  // namespace orvik
+}  // namespace orvik::test

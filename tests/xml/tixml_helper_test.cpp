@@ -4,9 +4,9 @@
 
 #include <tinyxml.h>
 
-#include "tests/support/test_environment.h"
+#include "tests/files/support.h"
 
-namespace orvik {
+namespace orvik::test {
 namespace {
 
 boost::shared_ptr<TiXmlElement> Element(const char* value) {
@@ -93,12 +93,6 @@ HRESULT Load(const std::string& text) {
   return TiXmlHelper::InitializeTiXmlDocumentFromText(document, text.c_str());
 }
 
-std::string Repeated(const std::string& text, int count) {
-  std::string result;
-  for (int i = 0; i < count; ++i) result += text;
-  return result;
-}
-
 TEST(TiXmlHelperTest, RefusesWhatIsNotWellFormedOrNotSafe) {
   const struct {
     std::string text;
@@ -124,10 +118,7 @@ TEST(TiXmlHelperTest, RefusesWhatIsNotWellFormedOrNotSafe) {
       {Repeated("<a>", 100'000), E_INVALIDARG},
       {Repeated("<a b='</a>' c=d>", 100'000), E_INVALIDARG},
       {Repeated("<a><!--</a>--><![CDATA[</a>]]><?x </a?>", 100'000), E_INVALIDARG},
-      {Repeated("<a \xEF\xBB\xBF"
-                "b=\xEF\xBB\xBF'</a>'>",
-                100'000),
-       E_INVALIDARG},
+      {Repeated("<a \uFEFFb=\uFEFF'</a>'>", 100'000), E_INVALIDARG},
       {"<r>" + Repeated("<a><b/></a>", 20'000) + "</r>", S_OK},
       {"<a " + Repeated("b='' ", 1001) + "/>", E_INVALIDARG},
       {"<a b='" + std::string(10'000'000, 'x') + "'/>", S_OK},
@@ -138,24 +129,22 @@ TEST(TiXmlHelperTest, RefusesWhatIsNotWellFormedOrNotSafe) {
   EXPECT_EQ(TiXmlHelper::InitializeTiXmlDocumentFromText({}, "<a/>"), E_INVALIDARG);
 }
 
-class TiXmlHelperFileTest : public test::EnvironmentTest {};
+using TiXmlHelperFileTest = EnvironmentTest;
 
 TEST_F(TiXmlHelperFileTest, LoadsFilesWithTheirWhiteSpace) {
-  const std::filesystem::path file = env_.folder() / "a.xml";
-  const COrvikFilePath path(CAtlString(file.u16string()));
+  const fs::path file = env_.folder() / "a.xml";
+  const COrvikFilePath path = File(file);
   boost::shared_ptr<TiXmlDocument> document(new TiXmlDocument());
   EXPECT_EQ(TiXmlHelper::InitializeTiXmlDocumentFromFile(document, path), E_INVALIDARG);
   TiXmlBase::SetCondenseWhiteSpace(true);
-  test::WriteFile(file, "<?xml version='1.0'?>\n<a>  x \n y </a>");
+  WriteFile(file, "<?xml version='1.0'?>\n<a>  x \n y </a>");
   EXPECT_EQ(TiXmlHelper::InitializeTiXmlDocumentFromFile(document, path), S_OK);
   EXPECT_STREQ(document->RootElement()->GetText(), "  x \n y ");
   boost::shared_ptr<TiXmlDocument> cut(new TiXmlDocument());
-  test::WriteFile(file, std::string("<a><b/>\0</a>", 12));
+  WriteFile(file, std::string("<a><b/>\0</a>", 12));
   EXPECT_EQ(TiXmlHelper::InitializeTiXmlDocumentFromFile(cut, path), E_INVALIDARG);
-  EXPECT_EQ(TiXmlHelper::InitializeTiXmlDocumentFromFile(
-                cut, COrvikFilePath(CAtlString(env_.folder().u16string()))),
-            E_INVALIDARG);
+  EXPECT_EQ(TiXmlHelper::InitializeTiXmlDocumentFromFile(cut, File(env_.folder())), E_INVALIDARG);
 }
 
 }  // namespace
-}  // namespace orvik
+}  // namespace orvik::test

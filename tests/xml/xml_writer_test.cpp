@@ -7,12 +7,12 @@
 #include <tinyxml.h>
 
 #include "streams/com_ptr.h"
-#include "tests/support/test_environment.h"
+#include "tests/files/support.h"
 #include "xml/element_reader.h"
 #include "xml/my_writer.h"
 #include "xml/tixml_helper.h"
 
-namespace orvik {
+namespace orvik::test {
 namespace {
 
 std::string Written(const std::function<void(IORVIKXMLWriter&)>& write) {
@@ -204,10 +204,10 @@ TEST(XmlWriterTest, CopiesElementsOfAnyDepth) {
   }
 }
 
-class XmlWriterFileTest : public test::EnvironmentTest {
+class XmlWriterFileTest : public EnvironmentTest {
  protected:
-  const std::filesystem::path file_ = env_.folder() / "file.xml";
-  const COrvikFilePath path_{CAtlString(file_.u16string())};
+  const fs::path file_ = env_.folder() / "file.xml";
+  const COrvikFilePath path_ = File(file_);
 };
 
 TEST_F(XmlWriterFileTest, AFileIsCompleteWhenItsWriterIsReleased) {
@@ -216,33 +216,33 @@ TEST_F(XmlWriterFileTest, AFileIsCompleteWhenItsWriterIsReleased) {
   writer->WriteSimpleTextElement("a", "text");
   EXPECT_EQ(writer->get_output().View(), "");
   writer.Release();
-  EXPECT_EQ(test::ReadFile(file_), "<a>text</a>");
+  EXPECT_EQ(ReadFile(file_), "<a>text</a>");
 
   ASSERT_EQ(IORVIKXMLWriter::CreateORVIKXMLWriterCompressed(&writer, path_), S_OK);
   writer->WriteSimpleTextElement("a", "text");
   writer.Release();
-  EXPECT_EQ(test::ReadFile(file_).substr(0, 2), "x\x9C");
+  EXPECT_EQ(ReadFile(file_).substr(0, 2), "x\x9C");
 }
 
 TEST_F(XmlWriterFileTest, AFileThatCannotBeOpenedGivesNoWriter) {
-  const COrvikFilePath nowhere(CAtlString((env_.folder() / "no" / "file").u16string()));
+  const COrvikFilePath nowhere = File(env_.folder() / "no/file");
   CComPtr<IORVIKXMLWriter> other;
   IORVIKXMLWriter::CreateORVIKXMLWriterOnString(&other);
   for (const COrvikFilePath& path : {nowhere, COrvikFilePath()}) {
-    IORVIKXMLWriter* writer = other;
-    EXPECT_EQ(IORVIKXMLWriter::CreateORVIKXMLWriter(&writer, path), E_FAIL);
-    EXPECT_EQ(writer, nullptr);
-    writer = other;
-    EXPECT_EQ(IORVIKXMLWriter::CreateORVIKXMLWriterCompressed(&writer, path), E_FAIL);
-    EXPECT_EQ(writer, nullptr);
+    for (const auto create :
+         {IORVIKXMLWriter::CreateORVIKXMLWriter, IORVIKXMLWriter::CreateORVIKXMLWriterCompressed}) {
+      IORVIKXMLWriter* writer = other;
+      EXPECT_EQ(create(&writer, path), E_FAIL);
+      EXPECT_EQ(writer, nullptr);
+    }
   }
   EXPECT_EQ(IORVIKXMLWriter::CreateORVIKXMLWriter(nullptr, path_), E_POINTER);
-  EXPECT_FALSE(std::filesystem::exists(file_));
+  EXPECT_FALSE(fs::exists(file_));
 }
 
 TEST_F(XmlWriterFileTest, CopiesFilesInPieces) {
   const auto copy = [&](const std::string& content, HRESULT expected) {
-    test::WriteFile(file_, content);
+    WriteFile(file_, content);
     return Written([&](auto& w) {
       w.startElement("a");
       EXPECT_EQ(w.CopyFileToXMLWriter(path_), expected);
@@ -253,7 +253,7 @@ TEST_F(XmlWriterFileTest, CopiesFilesInPieces) {
   const std::string content(10'000, '<');
   EXPECT_EQ(copy(content, S_FALSE), "<a>" + content + "</a>");
   EXPECT_EQ(copy(std::string("ab\0cd", 5), S_FALSE), "<a>ab</a>");
-  std::filesystem::remove(file_);
+  fs::remove(file_);
   EXPECT_EQ(Written([&](auto& w) { EXPECT_EQ(w.CopyFileToXMLWriter(path_), E_FAIL); }), "");
 }
 
@@ -271,21 +271,22 @@ class RandomDocument {
   unsigned Below(unsigned limit) { return random_() % limit; }
 
   std::string Text(const char* first) {
-    static const char* const kPieces[] = {"a",
-                                          "<",
-                                          "&",
-                                          "\"",
-                                          "'",
-                                          ">",
-                                          "  ",
-                                          "\n",
-                                          "\xC3\xA9",
-                                          "\xE6\x97\xA5",
-                                          "\xF0\x9F\x98\x80",
-                                          "]]>",
-                                          "&#x41;"};
+    static const std::vector<std::string> kPieces = {"a",
+                                                     "<",
+                                                     "&",
+                                                     "\"",
+                                                     "'",
+                                                     ">",
+                                                     "  ",
+                                                     "\n",
+                                                     "]]>",
+                                                     "&#x41;",
+                                                     "\xC3\xA9",
+                                                     "\xE6\x97\xA5",
+                                                     "\xF0\x9F\x98\x80"};
     std::string text = first;
-    for (unsigned i = Below(12); i > 0; --i) text += kPieces[Below(std::size(kPieces))];
+    for (unsigned i = Below(12); i > 0; --i)
+      text += kPieces[Below(static_cast<unsigned>(kPieces.size()))];
     return text;
   }
 
@@ -315,11 +316,11 @@ TEST_F(XmlWriterFileTest, RandomDocumentsComeBackByteForByteAndOtherParsersTakeT
               }),
               text);
     command.push_back((env_.folder() / (std::to_string(seed) + ".xml")).string());
-    test::WriteFile(command.back(), text);
+    WriteFile(command.back(), text);
   }
-  const test::CommandResult result = test::RunCommand(command);
+  const CommandResult result = RunCommand(command);
   EXPECT_EQ(result.status, 0) << result.err;
 }
 
 }  // namespace
-}  // namespace orvik
+}  // namespace orvik::test

@@ -1,0 +1,24 @@
+// Alerts that nobody sees.
+#pragma once
+
+#include <optional>
+#include <utility>
+
+#include "platform/host/alert_host.h"
+
+namespace orvik::test {
+
+// What a call shows and gives when its alert is answered with the button; with none, as where
+// nobody can be asked.
+template <typename Call>
+auto Answered(std::optional<int> button, Call call) {
+  host::AlertRequest shown;
+  const host::ScopedAlertAnswer answer([&](const host::AlertRequest& request) {
+    shown = request;
+    return button;
+  });
+  auto result = call();
+  return std::pair(std::move(result), std::move(shown));
+}
+
+}  // namespace orvik::test

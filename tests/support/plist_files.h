@@ -1,0 +1,18 @@
+// Property lists as another program reads and writes them.
+#pragma once
+
+#include <filesystem>
+#include <string>
+#include <vector>
+
+namespace orvik::test {
+
+// What python's plistlib reads from each file: JSON with sorted keys, "missing" or "damaged".
+std::vector<std::string> OnDisk(const std::vector<std::filesystem::path>& files);
+std::string OnDisk(const std::filesystem::path& file);
+
+// Has python's plistlib write the JSON as a property list, "xml" or "binary".
+void WritePlist(const std::filesystem::path& file, const std::string& json,
+                const std::string& format = "xml");
+
+}  // namespace orvik::test
