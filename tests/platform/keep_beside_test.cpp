@@ -4,20 +4,20 @@
 
 #include "tests/support/test_environment.h"
 
-namespace orvik::host {
+namespace orvik::test {
 namespace {
 
-namespace fs = std::filesystem;
+using namespace host;
 
-class KeepBesideTest : public test::EnvironmentTest {
+class KeepBesideTest : public EnvironmentTest {
  protected:
-  KeepBesideTest() { test::WriteFile(file_, "old"); }
+  KeepBesideTest() { WriteFile(file_, "old"); }
 
   const std::string file_ = (env_.folder() / "file").string();
 };
 
 TEST_F(KeepBesideTest, AnUnreadFileKeepsItsNameUntilItIsSuperseded) {
-  test::WriteFile(file_ + ".damaged", "another");
+  WriteFile(file_ + ".damaged", "another");
   fs::permissions(file_, fs::perms::none);
   const KeptFile kept = KeepUnreadBeside(file_);
   EXPECT_EQ(kept.error, 0);
@@ -33,7 +33,7 @@ TEST_F(KeepBesideTest, AnUnreadFileKeepsItsNameUntilItIsSuperseded) {
   const mode_t mask = umask(0);
   umask(mask);
   EXPECT_EQ(fs::status(file_).permissions(), fs::perms(0666 & ~mask));
-  EXPECT_EQ(test::ReadFile(file_), "new");
+  EXPECT_EQ(ReadFile(file_), "new");
   EXPECT_EQ(fs::status(kept.path).permissions(), fs::perms::none);
   TakeBack(kept, file_);
   EXPECT_TRUE(fs::exists(kept.path));
@@ -43,8 +43,8 @@ TEST_F(KeepBesideTest, TakesBackWhatWasNotReplaced) {
   TakeBack(KeepUnreadBeside(file_), file_);
   TakeBack(KeepBeside(file_, "old", Flush::kNone), file_);
   EXPECT_FALSE(fs::exists(file_ + ".damaged"));
-  EXPECT_EQ(test::ReadFile(file_), "old");
+  EXPECT_EQ(ReadFile(file_), "old");
 }
 
 }  // namespace
-}  // namespace orvik::host
+}  // namespace orvik::test

@@ -43,17 +43,17 @@ TEST_F(MoveFileTest, CopiesATreeWithWhatItCarriesAndRemovesTheSource) {
 
 TEST_F(MoveFileTest, RemovesWhatKilledProcessesLeft) {
   const auto passing = [this](int n) { return env_.folder() / (".to.orvik-" + std::to_string(n)); };
-  test::WriteFile(passing(0) / "sub" / "part", "abandoned");
+  WriteFile(passing(0) / "sub" / "part", "abandoned");
   fs::permissions(passing(0) / "sub", fs::perms::none);
-  test::WriteFile(passing(1), "abandoned");
-  test::WriteFile(passing(2) / "part", "in use");
+  WriteFile(passing(1), "abandoned");
+  WriteFile(passing(2) / "part", "in use");
   const Descriptor in_use(open(passing(2).c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
   ASSERT_EQ(flock(in_use.get(), LOCK_EX | LOCK_NB), 0);
-  test::WriteFile(env_.folder() / "from" / "file", "content");
+  WriteFile(env_.folder() / "from" / "file", "content");
   ASSERT_EQ(CopyThenRemove(env_.folder() / "from", env_.folder() / "to"), 0);
-  EXPECT_EQ(test::ReadFile(env_.folder() / "to" / "file"), "content");
+  EXPECT_EQ(ReadFile(env_.folder() / "to" / "file"), "content");
   EXPECT_FALSE(fs::exists(passing(0)) || fs::exists(passing(1)));
-  EXPECT_EQ(test::ReadFile(passing(2) / "part"), "in use");
+  EXPECT_EQ(ReadFile(passing(2) / "part"), "in use");
 }
 
 // Far more levels than the process may open files.

@@ -2,10 +2,10 @@
 
 #include "tests/postflight/log_fixture.h"
 
-namespace orvik {
+namespace orvik::test {
 namespace {
 
-class InstallerArgsTest : public test::LogTest {
+class InstallerArgsTest : public LogTest {
  protected:
   ~InstallerArgsTest() override { arguments_->release(); }
 
@@ -38,4 +38,4 @@ TEST_F(InstallerArgsTest, JoinsTheDestinationWithItsVolume) {
 }
 
 }  // namespace
-}  // namespace orvik
+}  // namespace orvik::test
