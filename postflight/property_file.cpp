@@ -87,6 +87,9 @@ void propertyFile::setPlist(const NSObject* plist) {
 
 void propertyFile::StorePlist(const NSObject* plist) {
   NSObject* copy = plist == nullptr ? nullptr : plist->mutableCopy();
+  if (copy == nullptr && plist != nullptr) {
+    copy = plist->copy();  // numbers and dates have no modifiable form
+  }
   if (m_Plist != nullptr) {
     m_Plist->autorelease();
   }

@@ -83,9 +83,15 @@ TEST_F(LoginWindowPlistTest, OtherRootsAndLists) {
             "entering [LoginWindowPlist autoLaunchedAppDictArr]\nleaving [LoginWindowPlist "
             "autoLaunchedAppDictArr], unable to get AutoLaunchedApplicationDictionary "
             "array\n");
-  Load("<array><string>a</string></array>");
-  EXPECT_EQ(file_->addFilePathToAutoLaunchedAppDictArr(Text("/A")), YES);
-  EXPECT_EQ(Written(), R"(["a"])");
+  // A root with no place for the list is kept, whatever it is.
+  const char* const roots[][2] = {{"<array><string>a</string></array>", R"(["a"])"},
+                                  {"<integer>5</integer>", "5"},
+                                  {"<true/>", "true"}};
+  for (const auto& [xml, json] : roots) {
+    Load(xml);
+    EXPECT_EQ(file_->addFilePathToAutoLaunchedAppDictArr(Text("/A")), YES);
+    EXPECT_EQ(Written(), json);
+  }
 }
 
 }  // namespace
