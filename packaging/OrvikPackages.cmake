@@ -20,6 +20,7 @@ set(CPACK_STRIP_FILES ON)
 set(CPACK_INSTALL_DEFAULT_DIRECTORY_PERMISSIONS
   OWNER_READ OWNER_WRITE OWNER_EXECUTE GROUP_READ GROUP_EXECUTE WORLD_READ WORLD_EXECUTE)
 set(CPACK_PRE_BUILD_SCRIPTS ${CMAKE_CURRENT_LIST_DIR}/finish_tree.cmake)
+set(CPACK_POST_BUILD_SCRIPTS ${CMAKE_CURRENT_LIST_DIR}/finish_packages.cmake)
 
 set(CPACK_DEB_COMPONENT_INSTALL ON)
 set(CPACK_COMPONENTS_GROUPING IGNORE)
@@ -72,6 +73,16 @@ foreach(pair ${packages})
     COMPONENT ${component})
   install(FILES ${CMAKE_CURRENT_LIST_DIR}/changelog DESTINATION share/doc/${package}
     COMPONENT ${component} RENAME changelog.Debian)
+  set(overrides "")
+  foreach(list all ${component})
+    if(EXISTS ${CMAKE_CURRENT_LIST_DIR}/overrides/${list})
+      file(READ ${CMAKE_CURRENT_LIST_DIR}/overrides/${list} lines)
+      string(APPEND overrides "${lines}")
+    endif()
+  endforeach()
+  file(CONFIGURE OUTPUT overrides/${package} CONTENT "${overrides}" @ONLY)
+  install(FILES ${CMAKE_CURRENT_BINARY_DIR}/overrides/${package}
+    DESTINATION share/lintian/overrides COMPONENT ${component})
 endforeach()
 if("library" IN_LIST CPACK_COMPONENTS_ALL)
   string(PREPEND CPACK_DEBIAN_DEVELOPMENT_PACKAGE_DEPENDS

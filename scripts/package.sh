@@ -9,6 +9,9 @@ cmake --preset package
 cmake --build --preset package
 rm -rf build/packages
 cpack --config build/package/CPackConfig.cmake
+if command -v lintian >/dev/null; then
+  lintian --fail-on error,warning build/packages/*.deb
+fi
 
 echo
 echo "== Packages"

@@ -74,7 +74,9 @@ TEST_F(PackagesTest, HoldWhatTheySayAndNameWhatTheyNeed) {
     for (const std::string& needed : expected.depends) {
       EXPECT_NE(depends.find(", " + needed), std::string::npos) << needed << " in " << depends;
     }
+    EXPECT_NE(contents.find("/lintian/overrides/" + expected.package + "\n"), std::string::npos);
     EXPECT_EQ(RunCommand({"dpkg-deb", "--info", file, "md5sums"}).status, 0);
+    EXPECT_NE(RunCommand({"dpkg-deb", "--info", file, "postinst"}).status, 0);
     if (expected.package == "liborvik1") {
       EXPECT_EQ(RunCommand({"dpkg-deb", "--info", file, "triggers"}).out,
                 "activate-noawait ldconfig\n");
