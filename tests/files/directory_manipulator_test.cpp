@@ -18,10 +18,6 @@ using Entries = std::map<std::string, std::string>;
 
 class DirectoryManipulator : public EnvironmentTest {
  protected:
-  fs::path At(const std::string& name) const { return env_.folder() / "work" / name; }
-
-  void SetUp() override { fs::create_directory(env_.folder() / "work"); }
-
   // Relative paths below a folder: "f:content", "l:target" or "d".
   static Entries Tree(const fs::path& top) {
     Entries tree;

@@ -76,8 +76,6 @@ TEST(DirectoryPath, SortsByLastNameAndKeepsEqualNamesInOrder) {
 
 class DirectoryPathOnDisk : public EnvironmentTest {
  protected:
-  DirectoryPathOnDisk() { fs::create_directory(top_); }
-
   Names Subfolders(const char16_t* pattern, BOOL recursive) const {
     CAtlArray<COrvikDirectoryPath> found;
     Folder(top_).ListSubDirectories(pattern, found, recursive);
@@ -95,8 +93,6 @@ class DirectoryPathOnDisk : public EnvironmentTest {
     std::sort(names.begin(), names.end());
     return names;
   }
-
-  const fs::path top_ = env_.folder() / "top";
 };
 
 TEST_F(DirectoryPathOnDisk, ListsSubfoldersInTheOrderOfTheirLastNames) {

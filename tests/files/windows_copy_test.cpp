@@ -18,8 +18,6 @@ namespace {
 
 class WindowsCopyTest : public EnvironmentTest {
  protected:
-  fs::path top_ = env_.temp();
-
   std::u16string Path(const fs::path& name) const { return (top_ / name).u16string(); }
   BOOL Copy(const fs::path& source, const fs::path& target, BOOL fail_if_exists = FALSE) {
     return CopyFile(Path(source).c_str(), Path(target).c_str(), fail_if_exists);

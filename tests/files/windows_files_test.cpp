@@ -14,8 +14,6 @@ namespace {
 
 class WindowsFilesTest : public EnvironmentTest {
  protected:
-  fs::path top_ = env_.temp();
-
   std::u16string Path(const fs::path& name) const { return (top_ / name).u16string(); }
 };
 

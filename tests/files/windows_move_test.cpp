@@ -15,10 +15,7 @@ namespace {
 
 class WindowsMoveTest : public EnvironmentTest {
  protected:
-  WindowsMoveTest() { setenv("ORVIK_LOG_STDERR", "1", 1); }
-  ~WindowsMoveTest() override { unsetenv("ORVIK_LOG_STDERR"); }
-
-  fs::path top_ = env_.temp();
+  const ScopedVariable log_{"ORVIK_LOG_STDERR", "1"};
 
   BOOL Move(const fs::path& source, const fs::path& target) {
     return MoveFile((top_ / source).u16string().c_str(), (top_ / target).u16string().c_str());

@@ -1,9 +1,5 @@
 #include "platform/host/file_lock.h"
 
-#include <signal.h>
-#include <sys/wait.h>
-#include <unistd.h>
-
 #include <cerrno>
 #include <thread>
 
@@ -42,22 +38,11 @@ TEST_F(FileLockTest, IsExclusiveBetweenThreadsAndRecursiveInOne) {
 
 TEST_F(FileLockTest, EndsWithAKilledHolderAndWaitsNoLongerThanAsked) {
   const std::string path = env_.folder().string();
-  int ready[2];
-  ASSERT_EQ(pipe(ready), 0);
-  const pid_t holder = fork();
-  if (holder == 0) {
-    const FileLock lock = FileLock::Take(path);
-    [[maybe_unused]] const ssize_t told = write(ready[1], "x", 1);
-    for (;;) pause();
-  }
-  char byte;
-  ASSERT_EQ(read(ready[0], &byte, 1), 1);
+  std::optional<FileLock> lock;
+  OtherProcess holder([&] { lock.emplace(FileLock::Take(path)); });
   EXPECT_EQ(FileLock::Take(path, 20).error(), EWOULDBLOCK);
-  kill(holder, SIGKILL);
-  waitpid(holder, nullptr, 0);
+  holder.End();
   EXPECT_TRUE(FileLock::Take(path, 0).held());
-  close(ready[0]);
-  close(ready[1]);
 }
 
 }  // namespace

@@ -15,8 +15,6 @@ class FilesTest : public EnvironmentTest {
     const FSRef parent = RefOf(top_);
     return FSCreateFileUnicode(&parent, name.size(), name.data(), which, info, ref, nullptr);
   }
-
-  fs::path top_ = env_.temp();
 };
 
 TEST_F(FilesTest, CreatesFilesAndFolders) {

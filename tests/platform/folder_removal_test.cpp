@@ -17,8 +17,6 @@ class FolderRemovalTest : public EnvironmentTest {
     const FSRef ref = RefOf(folder);
     return FSDeleteFolderContents(&ref);
   }
-
-  fs::path top_ = env_.temp();
 };
 
 TEST_F(FolderRemovalTest, RemovesEverythingButNothingOutside) {

@@ -24,7 +24,6 @@ class ForksTest : public EnvironmentTest {
     return bytes;
   }
 
-  fs::path top_ = env_.temp();
   OSErr status_ = 0;
 };
 

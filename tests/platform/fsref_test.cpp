@@ -12,10 +12,7 @@ std::string PathOf(const FSRef& ref) {
   return FSRefCopyPath(&ref, &path) == noErr ? path : "";
 }
 
-class FSRefTest : public EnvironmentTest {
- protected:
-  fs::path top_ = env_.temp();
-};
+using FSRefTest = EnvironmentTest;
 
 TEST_F(FSRefTest, FollowsItsObjectThroughRenamesAndMoves) {
   WriteFile(top_ / "a", "content");

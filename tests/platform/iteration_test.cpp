@@ -35,8 +35,6 @@ class IterationTest : public EnvironmentTest {
     EXPECT_EQ(FSCloseIterator(iterator), noErr);
     return entries;
   }
-
-  fs::path top_ = env_.temp();
 };
 
 TEST_F(IterationTest, GivesEveryEntryOnceWithItsFlags) {

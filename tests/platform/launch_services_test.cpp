@@ -10,10 +10,9 @@ namespace {
 using LaunchServicesTest = EnvironmentTest;
 
 TEST_F(LaunchServicesTest, FlagsOfEveryKindOfItem) {
-  const fs::path top = env_.temp();
   const auto program = [&](const char* name, const std::string& content, bool executable) {
-    WriteFile(top / name, content);
-    if (executable) fs::permissions(top / name, fs::perms::owner_all);
+    WriteFile(top_ / name, content);
+    if (executable) fs::permissions(top_ / name, fs::perms::owner_all);
   };
   program("elf", "\177ELF rest", true);
   program("elf_data", "\177ELF rest", false);
@@ -21,10 +20,10 @@ TEST_F(LaunchServicesTest, FlagsOfEveryKindOfItem) {
   program("text", "plain", true);
   program("a.desktop", "", false);
   program(".hidden", "", false);
-  fs::create_directories(top / "Good.app/Contents");
-  fs::create_directories(top / "Empty.app");
-  fs::create_symlink("elf", top / "link");
-  mkfifo((top / "pipe").c_str(), 0700);
+  fs::create_directories(top_ / "Good.app/Contents");
+  fs::create_directories(top_ / "Empty.app");
+  fs::create_symlink("elf", top_ / "link");
+  mkfifo((top_ / "pipe").c_str(), 0700);
   constexpr LSItemInfoFlags kApplication = kLSItemInfoIsApplication;
   const std::pair<const char*, LSItemInfoFlags> cases[] = {
       {"elf", kLSItemInfoIsPlainFile | kApplication | kLSItemInfoIsNativeApp},
@@ -40,12 +39,12 @@ TEST_F(LaunchServicesTest, FlagsOfEveryKindOfItem) {
       {"pipe", 0},
   };
   for (const auto& [name, expected] : cases) {
-    const FSRef ref = RefOf(top / name);
+    const FSRef ref = RefOf(top_ / name);
     LSItemInfoRecord info;
     EXPECT_EQ(LSCopyItemInfoForRef(&ref, kLSRequestAllFlags, &info), noErr) << name;
     EXPECT_EQ(info.flags, expected) << name;
   }
-  const FSRef ref = RefOf(top / "elf");
+  const FSRef ref = RefOf(top_ / "elf");
   LSItemInfoRecord info;
   EXPECT_EQ(LSCopyItemInfoForRef(&ref, 1, &info), paramErr);
 }

@@ -36,10 +36,8 @@ TEST(ProcessesTest, TheCurrentProcessIsFoundByItsIdUnderTheNameOfItsProgram) {
 }
 
 TEST(ProcessesTest, AZombieAndAReusedIdAreNotTheProcess) {
-  const pid_t child = fork();
-  if (child == 0) {
-    for (;;) pause();
-  }
+  OtherProcess other;
+  const pid_t child = other.pid();
   ProcessSerialNumber process;
   EXPECT_EQ(GetProcessForPID(child, &process), noErr);
   EXPECT_EQ(NameOf(child), "orvik_platform_tests");
@@ -47,12 +45,10 @@ TEST(ProcessesTest, AZombieAndAReusedIdAreNotTheProcess) {
   earlier.highLongOfPSN -= 1;
   pid_t pid = 0;
   EXPECT_EQ(GetProcessPID(&earlier, &pid), procNotFound);
-  kill(child, SIGKILL);
-  siginfo_t info;
-  waitid(P_PID, static_cast<id_t>(child), &info, WEXITED | WNOWAIT);
+  other.Kill();
   EXPECT_EQ(GetProcessForPID(child, &process), procNotFound);
   EXPECT_EQ(GetProcessPID(&process, &pid), procNotFound);
-  waitpid(child, nullptr, 0);
+  other.End();
   for (const pid_t none : {0, -1, child}) {
     EXPECT_EQ(GetProcessForPID(none, &process), procNotFound);
   }

@@ -1,9 +1,5 @@
 #include "postflight/install_information.h"
 
-#include <signal.h>
-#include <sys/wait.h>
-#include <unistd.h>
-
 #include "platform/foundation/user_defaults.h"
 #include "postflight/run.h"
 #include "prefs/preferences.h"
@@ -94,18 +90,8 @@ TEST_F(InstallInformationTest, FindsWhatCouldNotBeWritten) {
 }
 
 TEST_F(InstallInformationTest, AHeldLockEndsAStrictRunWithFailure) {
-  int ready[2];
-  ASSERT_EQ(pipe(ready), 0);
-  const pid_t holder = fork();
-  if (holder == 0) {
-    const char locked = LockGlobalSharedPList(kDomain) ? 'y' : 'n';
-    if (write(ready[1], &locked, 1) != 1) _exit(1);
-    pause();
-    _exit(0);
-  }
-  char locked = 0;
-  ASSERT_EQ(read(ready[0], &locked, 1), 1);
-  ASSERT_EQ(locked, 'y');
+  OtherProcess holder([] { LockGlobalSharedPList(kDomain); });
+  ASSERT_TRUE(IsGlobalSharedPListLocked(kDomain));
   const ScopedArguments arguments({"-pathToPkg", "/p", "-pathToDest", "/Apps", "-mountPointOfDest",
                                    "/", "-rootOfCurrSystemFolder", "/"});
   const SharedLockWait sleeping = ExchangeSharedLockWait([] {});
@@ -116,14 +102,11 @@ TEST_F(InstallInformationTest, AHeldLockEndsAStrictRunWithFailure) {
   EXPECT_TRUE(Contains(log, "name GlyphraPath, domain com.orviktech.Registry: not found\n"));
   EXPECT_FALSE(fs::exists(file_));
 
-  kill(holder, SIGKILL);
-  waitpid(holder, nullptr, 0);
+  holder.End();
   EXPECT_EQ(RunPostflight(), 0);
   unsetenv("ORVIK_STRICT");
   EXPECT_EQ(RunPostflight(), 1);
   ExchangeSharedLockWait(sleeping);
-  close(ready[0]);
-  close(ready[1]);
 }
 
 }  // namespace

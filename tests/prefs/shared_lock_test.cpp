@@ -2,7 +2,6 @@
 
 #include <fcntl.h>
 #include <signal.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 #include "prefs/preferences.h"
@@ -12,36 +11,6 @@ namespace orvik::test {
 namespace {
 
 const char kLockDomain[] = "com.example.Store.lock";
-
-// A process beside the test: one that sleeps, or one that has ended and was not yet waited for.
-class OtherProcess {
- public:
-  enum class Kind { kSleeping, kZombie };
-
-  explicit OtherProcess(Kind kind) : pid_(fork()) {
-    if (pid_ == 0) {
-      if (kind == Kind::kSleeping) pause();
-      _exit(0);
-    }
-    if (kind == Kind::kZombie) {
-      siginfo_t info;
-      waitid(P_PID, static_cast<id_t>(pid_), &info, WEXITED | WNOWAIT);
-    }
-  }
-  ~OtherProcess() { End(); }
-
-  int pid() const { return pid_; }
-  void End() {
-    if (pid_ > 0) {
-      kill(pid_, SIGKILL);
-      waitpid(pid_, nullptr, 0);
-      pid_ = -1;
-    }
-  }
-
- private:
-  pid_t pid_;
-};
 
 class SharedLockTest : public StoreTest {
  protected:
@@ -100,11 +69,10 @@ TEST_F(SharedLockTest, AHolderIsWaitedForTenTimes) {
 
 TEST_F(SharedLockTest, RecordsThatHoldAndThatDoNot) {
   const std::string own = "\"" + OwnName() + "\"";
-  OtherProcess running(OtherProcess::Kind::kSleeping);
-  OtherProcess zombie(OtherProcess::Kind::kZombie);
-  OtherProcess gone(OtherProcess::Kind::kSleeping);
+  OtherProcess running, zombie, gone;
   const std::string live = std::to_string(running.pid());
   const std::string ended = std::to_string(gone.pid());
+  zombie.Kill();
   gone.End();
   const struct {
     const char* title;
@@ -160,41 +128,25 @@ TEST_F(SharedLockTest, AFileThatIsNoRecordIsFree) {
   EXPECT_EQ(OnDisk(SharedFile()), R"({"K":{"n":"v"}})");
 }
 
-// Many takers test at the same moments, and some die holding the lock.
+// Many takers test at the same moments, and one dies holding the lock.
 TEST_F(SharedLockTest, NeverTwoHolders) {
   const fs::path inside = env_.folder() / "inside";
-  const fs::path log = env_.folder() / "log";
-  std::vector<pid_t> children;
-  for (int i = 0; i < 8; ++i) {
-    const pid_t child = fork();
-    if (child == 0) {
-      ExchangeSharedLockWait([] { usleep(3000); });
-      for (int round = 0; round < 10; ++round) {
-        while (!LockGlobalSharedPList(kDomain)) {
-        }
-        const int file = open(inside.c_str(), O_CREAT | O_EXCL | O_CLOEXEC, 0600);
-        if (file < 0) _exit(1);
-        close(file);
-        usleep(500);
-        unlink(inside.c_str());
-        if (i == 0 && round == 5) raise(SIGKILL);
-        UnlockGlobalSharedPList(kDomain);
+  const std::vector<int> statuses = InProcesses(8, [&](int number) {
+    ExchangeSharedLockWait([] { usleep(3000); });
+    for (int round = 0; round < 10; ++round) {
+      while (!LockGlobalSharedPList(kDomain)) {
       }
-      _exit(0);
+      const int file = open(inside.c_str(), O_CREAT | O_EXCL | O_CLOEXEC, 0600);
+      if (file < 0) return 1;  // another one holds the lock
+      close(file);
+      usleep(500);
+      unlink(inside.c_str());
+      if (number == 0 && round == 5) raise(SIGKILL);
+      UnlockGlobalSharedPList(kDomain);
     }
-    children.push_back(child);
-  }
-  int killed = 0;
-  for (const pid_t child : children) {
-    int status = 0;
-    waitpid(child, &status, 0);
-    if (WIFSIGNALED(status)) {
-      ++killed;
-    } else {
-      EXPECT_EQ(WEXITSTATUS(status), 0) << "two processes held the lock";
-    }
-  }
-  EXPECT_EQ(killed, 1);
+    return 0;
+  });
+  EXPECT_EQ(statuses, (std::vector<int>{128 + SIGKILL, 0, 0, 0, 0, 0, 0, 0}));
 }
 
 }  // namespace

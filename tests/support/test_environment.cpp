@@ -109,6 +109,34 @@ FileSizeLimit::FileSizeLimit(rlim_t bytes) {
   setrlimit(RLIMIT_FSIZE, &limit);
 }
 
+OtherProcess::OtherProcess(const std::function<void()>& body) {
+  int ready[2];
+  if (pipe2(ready, O_CLOEXEC) != 0) abort();
+  pid_ = fork();
+  if (pid_ == 0) {
+    body();
+    close(ready[1]);
+    for (;;) pause();
+  }
+  close(ready[1]);
+  char byte;
+  EXPECT_EQ(read(ready[0], &byte, 1), 0);
+  close(ready[0]);
+}
+
+void OtherProcess::Kill() {
+  kill(pid_, SIGKILL);
+  siginfo_t info;
+  waitid(P_PID, static_cast<id_t>(pid_), &info, WEXITED | WNOWAIT);
+}
+
+void OtherProcess::End() {
+  if (pid_ <= 0) return;
+  kill(pid_, SIGKILL);
+  StatusOf(pid_);
+  pid_ = 0;
+}
+
 std::vector<int> InProcesses(int count, const std::function<int(int)>& body) {
   std::vector<pid_t> children;
   for (int i = 0; i < count; ++i) {

@@ -59,7 +59,10 @@ class ScopedEnvironment {
 // The fixture most tests derive from.
 class EnvironmentTest : public ::testing::Test {
  protected:
-  ScopedEnvironment env_;
+  fs::path At(const fs::path& name) const { return top_ / name; }
+
+  const ScopedEnvironment env_;
+  const fs::path top_ = env_.temp();  // where a test puts its own files
 };
 
 // The whole file; fails the test and gives "" when it cannot be read.
@@ -91,6 +94,22 @@ class FileSizeLimit {
 // Runs the body with 0, 1, ... in that many processes at once, and gives the exit status of each:
 // what the body returned, or 128 + signal.
 std::vector<int> InProcesses(int count, const std::function<int(int)>& body);
+
+// A process beside the test that carries the body out and then waits to be killed.
+class OtherProcess {
+ public:
+  explicit OtherProcess(const std::function<void()>& body = [] {});
+  ~OtherProcess() { End(); }
+  OtherProcess(const OtherProcess&) = delete;
+  OtherProcess& operator=(const OtherProcess&) = delete;
+
+  pid_t pid() const { return pid_; }
+  void Kill();  // leaves a zombie
+  void End();
+
+ private:
+  pid_t pid_;
+};
 
 // What a program left behind.
 struct CommandResult {
