@@ -2,7 +2,8 @@
 # Builds the fuzz targets and runs each for a while, one after the other:
 #   scripts/fuzz.sh [seconds] [target...]      60 seconds and every target when not given
 # Each starts with its corpus (fuzz/corpus) and dictionary (fuzz/dictionaries). Prints how often each
-# ran. Stops at the first finding, and says which input repeats it.
+# ran. Stops at the first finding, and says which input repeats it. With TMPDIR=/dev/shm those that
+# write files run faster.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 . scripts/dependencies.sh
