@@ -27,7 +27,13 @@ if(ORVIK_BUILD_FUZZERS)
   add_compile_options(-fsanitize=fuzzer-no-link)
   add_link_options(-fsanitize=fuzzer-no-link)
 endif()
-add_compile_definitions(_FILE_OFFSET_BITS=64)
+# struct stat, off_t and time_t stand in public headers: programs that use them need the same sizes,
+# which on 32-bit systems are not the compiler's own choice.
+set(ORVIK_PUBLIC_DEFINITIONS _FILE_OFFSET_BITS=64)
+if(CMAKE_SIZEOF_VOID_P EQUAL 4)
+  list(APPEND ORVIK_PUBLIC_DEFINITIONS _TIME_BITS=64)
+endif()
+add_compile_definitions(${ORVIK_PUBLIC_DEFINITIONS})
 
 # orvik_library(NAME LINKS ...): every source of the current folder, compiled once, becomes the
 # static library orvik_NAME (orvik::NAME, what the programs of this tree link) and the shared one
@@ -67,6 +73,7 @@ function(orvik_library name)
       $<INSTALL_INTERFACE:${CMAKE_INSTALL_INCLUDEDIR}>
       $<INSTALL_INTERFACE:${CMAKE_INSTALL_INCLUDEDIR}/orvik>)
     target_compile_features(${library} INTERFACE cxx_std_20)
+    target_compile_definitions(${library} INTERFACE ${ORVIK_PUBLIC_DEFINITIONS})
   endforeach()
   target_include_directories(orvik_${name}_objects PUBLIC ${PROJECT_SOURCE_DIR})
 endfunction()

@@ -43,6 +43,8 @@ install(FILES ${CMAKE_CURRENT_BINARY_DIR}/orvik-config.cmake
 
 file(RELATIVE_PATH prefix_from_pc "${CMAKE_INSTALL_FULL_LIBDIR}/pkgconfig" "${CMAKE_INSTALL_PREFIX}")
 string(REGEX REPLACE "/$" "" prefix_from_pc "${prefix_from_pc}")
+list(TRANSFORM ORVIK_PUBLIC_DEFINITIONS PREPEND "-D" OUTPUT_VARIABLE cflags_of_definitions)
+list(JOIN cflags_of_definitions " " cflags_of_definitions)
 configure_file(cmake/orvik.pc.in ${CMAKE_CURRENT_BINARY_DIR}/orvik.pc @ONLY)
 install(FILES ${CMAKE_CURRENT_BINARY_DIR}/orvik.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig
   COMPONENT development)

@@ -1,7 +1,8 @@
 # Sourced by the scripts beside it: installs what a fresh Debian 12 lacks.
 # install_dependencies KIND...: "build" for the programs, "test" for the tests as well,
 # "package" to make packages, "bench" for the benchmarks and their peers, "docs" for the reference,
-# "fuzz" for the fuzz targets and "check" for the static checks.
+# "fuzz" for the fuzz targets, "check" for the static checks, "cross_i386" and "cross_arm64" to build
+# for another processor.
 
 orvik_packages_build="g++ cmake ninja-build pkg-config zlib1g-dev libtinyxml-dev libboost-dev
   libicu-dev libpugixml-dev libcli11-dev nlohmann-json3-dev"
@@ -12,6 +13,8 @@ orvik_packages_test="libgtest-dev libgmock-dev python3 libplist-utils libxml2-ut
   $orvik_packages_package"
 orvik_packages_fuzz="clang"
 orvik_packages_check="clang-tidy clang-tools cppcheck"
+orvik_packages_cross_i386="mmdebstrap g++-i686-linux-gnu"
+orvik_packages_cross_arm64="mmdebstrap g++-aarch64-linux-gnu qemu-user"
 
 install_dependencies() {
   local wanted="" missing="" package
@@ -33,21 +36,21 @@ install_dependencies() {
   DEBIAN_FRONTEND=noninteractive $as_root apt-get install -y -qq --no-install-recommends $missing >/dev/null
 }
 
-# install_foreign_dependencies ARCHITECTURE COMPILER: the libraries of another processor beside
-# those of this one. Fails, with nothing changed,
-# when apt would have to remove a package for them.
-install_foreign_dependencies() {
-  local architecture="$1" wanted="$2" library
-  for library in libicu-dev libpugixml-dev zlib1g-dev libtinyxml-dev libgtest-dev libgmock-dev; do
-    wanted="$wanted $library:$architecture"
-  done
-  local as_root=""
-  if [ "$(id -u)" -ne 0 ]; then as_root="sudo"; fi
-  if ! dpkg --print-foreign-architectures | grep -qx "$architecture"; then
-    $as_root dpkg --add-architecture "$architecture"
-  fi
-  $as_root apt-get update -qq
+# unpack_sysroot ARCHITECTURE FOLDER: what a program for another processor is built with and loads.
+# Nothing of this machine changes. A folder that is there already stays as it is.
+unpack_sysroot() {
+  local architecture="$1" folder="$2" libraries link
+  [ ! -d "$folder" ] || return 0
+  libraries="libc6-dev libstdc++6 zlib1g-dev libtinyxml-dev libboost-dev libicu-dev libpugixml-dev
+    libcli11-dev nlohmann-json3-dev libgtest-dev libgmock-dev"
+  mkdir -p "$(dirname "$folder")"
   # shellcheck disable=SC2086
-  DEBIAN_FRONTEND=noninteractive $as_root apt-get install -y -qq --no-remove \
-    --no-install-recommends $wanted >/dev/null
+  mmdebstrap --quiet --variant=extract --architectures="$architecture" \
+    --aptopt='APT::Install-Recommends "false"' --include="$(echo $libraries | tr ' ' ,)" \
+    bookworm "$folder.part" http://deb.debian.org/debian
+  # An absolute link would point into this machine.
+  find "$folder.part" -type l -lname '/*' | while read -r link; do
+    ln -sfnr "$folder.part$(readlink "$link")" "$link"
+  done
+  mv "$folder.part" "$folder"
 }

@@ -1,8 +1,8 @@
-# 32-bit x86 with Debian's cross compiler; the programs run on a 64-bit machine as they are.
-set(CMAKE_SYSTEM_NAME Linux)
+# 32-bit x86 with Debian's cross compiler; the programs run on a 64-bit machine as they are, with
+# the loader and the libraries of the sysroot.
+include("${CMAKE_CURRENT_LIST_DIR}/debian_sysroot.cmake")
+orvik_use_sysroot(i386 i686-linux-gnu i386-linux-gnu)
 set(CMAKE_SYSTEM_PROCESSOR i686)
-set(CMAKE_CXX_COMPILER i686-linux-gnu-g++)
-set(CMAKE_LIBRARY_ARCHITECTURE i386-linux-gnu)
-set(CMAKE_CROSSCOMPILING_EMULATOR env)
-set(ENV{PKG_CONFIG_LIBDIR} "/usr/lib/i386-linux-gnu/pkgconfig:/usr/share/pkgconfig")
-set(CMAKE_IGNORE_PREFIX_PATH /usr/lib/x86_64-linux-gnu)
+string(CONCAT CMAKE_EXE_LINKER_FLAGS_INIT
+  "-Wl,--dynamic-linker,${orvik_sysroot}/lib/ld-linux.so.2 -Wl,--disable-new-dtags "
+  "-Wl,-rpath,${orvik_sysroot}/lib/i386-linux-gnu:${orvik_sysroot}/usr/lib/i386-linux-gnu")

@@ -29,7 +29,7 @@ OSErr Status(int error) {
 }
 
 timespec TimeOf(const struct statx_timestamp& time) {
-  return {time.tv_sec, time.tv_nsec};
+  return {time.tv_sec, static_cast<long>(time.tv_nsec)};
 }
 
 int CopyLink(int from, const char* from_name, const struct statx& info, int to,

@@ -60,7 +60,7 @@ std::string NameOf(pid_t pid) {
   if (name.ends_with('\n')) name.pop_back();
   if (name.size() == kKernelNameLength &&
       host::ReadWholeFile(ProcFile(pid, "cmdline"), &arguments) == 0) {
-    const std::string called = BaseName(arguments.c_str());
+    std::string called = BaseName(arguments.c_str());
     if (called.starts_with(name)) return called;
   }
   return name;

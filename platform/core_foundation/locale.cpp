@@ -58,8 +58,8 @@ Finding Find(std::string_view variable) {
   Finding finding;
   finding.environment = environ;
   int best = 0;
-  for (; environ != nullptr && environ[finding.size] != nullptr; ++finding.size) {
-    const char* entry = environ[finding.size];
+  for (char** next = environ; next != nullptr && *next != nullptr; ++next, ++finding.size) {
+    const char* entry = finding.last_entry = *next;
     if (*entry != 'L') continue;
     const int rank = IsSet(entry, "LC_ALL")   ? 3
                      : IsSet(entry, variable) ? 2
@@ -70,7 +70,6 @@ Finding Find(std::string_view variable) {
     finding.index = finding.size;
     finding.entry = entry;
   }
-  if (finding.size > 0) finding.last_entry = environ[finding.size - 1];
   if (finding.entry != nullptr) finding.value = Finding::ValueOf(finding.entry);
   finding.identifier = Identifier(finding.value);
   return finding;

@@ -102,7 +102,7 @@ std::optional<std::string> Decode(std::string_view bytes) {
 
 std::optional<std::string> PropertyListTextAsUtf8(std::string_view bytes) {
   std::optional<std::string> text = Decode(bytes);
-  if (text && memchr(text->data(), 0, text->size()) != nullptr) return std::nullopt;
+  if (text && text->find('\0') != text->npos) return std::nullopt;
   return text;
 }
 

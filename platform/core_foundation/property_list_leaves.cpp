@@ -244,7 +244,7 @@ void AppendPropertyListDate(std::string& xml, double seconds) {
 
 void AppendPropertyListData(std::string& xml, std::string_view bytes, int indentation) {
   const int columns = std::max(16, 76 - 8 * indentation);
-  const auto line_bytes = static_cast<size_t>(columns / 4 * 3);
+  const auto line_bytes = static_cast<size_t>(columns) / 4 * 3;
   for (; !bytes.empty(); bytes.remove_prefix(std::min(line_bytes, bytes.size()))) {
     xml.append(static_cast<size_t>(indentation), '\t');
     const std::string_view line = bytes.substr(0, line_bytes);

@@ -62,11 +62,11 @@ class ArgumentReader {
       case ArgumentKind::kLongLong:
         value.integer = va_arg(list_, long long);
         break;
-      case ArgumentKind::kSize:
-        value.integer = static_cast<std::intmax_t>(va_arg(list_, std::size_t));
-        break;
       case ArgumentKind::kDifference:
         value.integer = va_arg(list_, std::ptrdiff_t);
+        break;
+      case ArgumentKind::kSize:
+        value.integer = static_cast<std::intmax_t>(va_arg(list_, std::size_t));
         break;
       case ArgumentKind::kMaximum:
         value.integer = va_arg(list_, std::intmax_t);

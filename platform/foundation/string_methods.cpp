@@ -2,6 +2,7 @@
 #include <algorithm>
 #include <climits>
 #include <clocale>
+#include <cstdint>
 #include <cstdlib>
 
 #include "platform/core_foundation/encodings.h"
@@ -107,14 +108,14 @@ int NSString::intValue() const {
   if (i < length_ && (characterAtIndex(i) == u'-' || characterAtIndex(i) == u'+')) {
     is_negative = characterAtIndex(i++) == u'-';
   }
-  long value = 0;
+  std::int64_t value = 0;
   for (; i < length_; ++i) {
     const char16_t unit = characterAtIndex(i);
     if (unit < u'0' || unit > u'9') break;
-    value = std::min(value * 10 + (unit - u'0'), 1L << 32);
+    value = std::min(value * 10 + (unit - u'0'), std::int64_t{1} << 32);
   }
   if (is_negative) value = -value;
-  return static_cast<int>(std::clamp<long>(value, INT_MIN, INT_MAX));
+  return static_cast<int>(std::clamp<std::int64_t>(value, INT_MIN, INT_MAX));
 }
 
 double NSString::doubleValue() const {

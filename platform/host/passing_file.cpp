@@ -1,12 +1,12 @@
 #include "platform/host/passing_file.h"
 
 #include <fcntl.h>
+#include <inttypes.h>
 #include <stdio.h>
 #include <sys/file.h>
 #include <sys/stat.h>
 
 #include <cerrno>
-#include <cstdint>
 #include <utility>
 
 #include "platform/host/folder_chain.h"
@@ -30,7 +30,7 @@ std::string PassingName(const std::string& target_name, int number) {
     hash = (hash ^ static_cast<unsigned char>(byte)) * 1099511628211u;
   }
   char digits[17];
-  snprintf(digits, sizeof digits, "%016lx", hash);
+  snprintf(digits, sizeof digits, "%016" PRIx64, hash);
   return "." + std::string(digits) + suffix;
 }
 
