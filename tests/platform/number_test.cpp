@@ -26,6 +26,7 @@ Number Unsigned(std::uint64_t value) {
 }
 
 TEST(CFNumberTest, EveryTypeGivesItsValueBack) {
+  constexpr CFNumberType kLong = sizeof(long) == 8 ? kCFNumberSInt64Type : kCFNumberSInt32Type;
   static constexpr struct {
     CFNumberType type, kept_as;
     std::size_t size;
@@ -36,9 +37,9 @@ TEST(CFNumberTest, EveryTypeGivesItsValueBack) {
                 {kCFNumberCharType, kCFNumberSInt8Type, 1},
                 {kCFNumberShortType, kCFNumberSInt16Type, 2},
                 {kCFNumberIntType, kCFNumberSInt32Type, 4},
-                {kCFNumberLongType, kCFNumberSInt64Type, 8},
+                {kCFNumberLongType, kLong, sizeof(long)},
                 {kCFNumberLongLongType, kCFNumberSInt64Type, 8},
-                {kCFNumberCFIndexType, kCFNumberSInt64Type, 8}};
+                {kCFNumberCFIndexType, kLong, sizeof(CFIndex)}};
   for (const auto& [type, kept_as, size] : kTypes) {
     const std::int64_t value = -77;
     std::int64_t back = -1;
