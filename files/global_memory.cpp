@@ -19,11 +19,11 @@ GlobalBlockInfo* InfoOf(HANDLE block) {
   return found == GlobalBlockTable->end() ? nullptr : found->second;
 }
 
-// Whole pages, so that unpinning one block leaves the others pinned.
+// Whole pages, so that unpinning one block leaves the others pinned. Null when there are no such.
 void* NewPages(std::size_t bytes) {
   static const auto page = static_cast<std::size_t>(sysconf(_SC_PAGESIZE));
-  const std::size_t pages = bytes == 0 ? 1 : (bytes + page - 1) / page;
-  return std::aligned_alloc(page, pages * page);
+  const std::size_t rounded = bytes == 0 ? page : (bytes + page - 1) / page * page;
+  return rounded < bytes ? nullptr : std::aligned_alloc(page, rounded);
 }
 
 }  // namespace

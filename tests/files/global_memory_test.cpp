@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <cstddef>
 #include <fstream>
+#include <limits>
 #include <string>
 
 namespace orvik {
@@ -64,7 +65,7 @@ TEST(GlobalMemory, KnowsOnlyItsOwnBlocks) {
     EXPECT_EQ(GlobalFlags(block), 0x8000u);
     EXPECT_EQ(GlobalFree(block), nullptr);
   }
-  EXPECT_EQ(GlobalAlloc(GMEM_FIXED, std::size_t{1} << 32), nullptr);
+  EXPECT_EQ(GlobalAlloc(GMEM_FIXED, std::numeric_limits<std::size_t>::max()), nullptr);
   const HANDLE empty = GlobalAlloc(GMEM_FIXED, 0);
   EXPECT_EQ(GlobalSize(empty), 0u);
   EXPECT_EQ(GlobalFlags(empty), 0u);

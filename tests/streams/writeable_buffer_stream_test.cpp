@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <cstring>
+#include <limits>
 #include <random>
 #include <string>
 
@@ -75,7 +76,7 @@ TEST(WriteableBufferStreamTest, RefusesToPassFourGigabytesAndBadArguments) {
   unsigned long written = 1;
   EXPECT_EQ(stream->Write("x", 0xFFFFFFFDul, &written), E_FAIL);
   EXPECT_EQ(written, 0u);
-  EXPECT_EQ(stream->Write("x", 0x100000000ul, &written), E_FAIL);
+  EXPECT_EQ(stream->Write("x", std::numeric_limits<unsigned long>::max(), &written), E_FAIL);
   EXPECT_EQ(stream->Write(nullptr, 1, &written), E_FAIL);
   EXPECT_EQ(stream->DetachBufferAsString().View(), "abc");
 }

@@ -38,6 +38,7 @@ std::string Copied(const std::string& text) {
 using Step = std::function<void(IORVIKXMLWriter&)>;
 
 TEST(XmlWriterTest, WritesExactlyWhatItIsAskedFor) {
+  constexpr long kLongMin = std::numeric_limits<long>::min();
   CAtlArray<CAtlStringA> none, items;
   items.Add("a");
   items.Add("b,<");
@@ -81,8 +82,8 @@ TEST(XmlWriterTest, WritesExactlyWhatItIsAskedFor) {
       {[](auto& w) { w.WriteCDATAElement("a&b"); }, "<![CDATA[a&b]]>"},
       {[](auto& w) { w.WriteEscapedCDATAElement("a&b"); }, "<![CDATA[a&amp;b]]>"},
       {[](auto& w) { w.WriteBOOLAttribute("b", true); }, " b=\"1\""},
-      {[](auto& w) { w.WriteLongAttribute("n", std::numeric_limits<long>::min()); },
-       " n=\"-9223372036854775808\""},
+      {[](auto& w) { w.WriteLongAttribute("n", kLongMin); },
+       " n=\"" + std::to_string(kLongMin) + "\""},
       {[](auto& w) { w.WriteFloatAttribute("f", 2.5f); }, " f=\"2.50\""},
       {[](auto& w) { w.WriteFloatAttribute("f", -1.005f); }, " f=\"-1.00\""},
       {[](auto& w) { w.WriteFloatAttribute("f", std::numeric_limits<float>::max()); },
