@@ -3,6 +3,7 @@
 #include <sys/stat.h>
 #include <zlib.h>
 
+#include <cerrno>
 #include <limits>
 #include <memory>
 #include <new>
@@ -71,11 +72,12 @@ bool CWritableCompressedFileStream::CompressFile() {
   inner_.Release();
   // What could not be written, perhaps only with the last release, must not pass for less.
   struct stat record;
-  if (!failure_told_ && CFileManipulator::StatFile(raw_path_, &record) == 0 &&
-      record.st_size != raw_size_) {
-    return false;
-  }
-  if (!written_ || !raw_path_.FileExists()) {
+  errno = 0;
+  const bool is_found = CFileManipulator::StatFile(raw_path_, &record) == 0;
+  const bool has_vanished = !is_found && errno == ENOENT;
+  const bool is_whole = is_found && record.st_size == raw_size_;
+  if (!failure_told_ && !is_whole && !has_vanished) return false;
+  if (!written_ || has_vanished) {
     CFileManipulator::CopyFileTo(target_path_, raw_path_, FALSE);
   }
   if (!target_path_.CanFileBeWrittenTo()) return false;

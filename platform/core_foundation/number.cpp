@@ -73,6 +73,7 @@ Result WithType(CFNumberType type, Result unknown, Function function) {
       return function(static_cast<int*>(nullptr));
     case kCFNumberSInt64Type:
     case kCFNumberLongLongType:
+      return function(static_cast<long long*>(nullptr));
     case kCFNumberLongType:
     case kCFNumberCFIndexType:
       return function(static_cast<long*>(nullptr));

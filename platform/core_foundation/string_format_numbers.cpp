@@ -21,9 +21,11 @@ bool IsSigned(char16_t conversion) {
 std::intmax_t Signed(std::intmax_t value, FormatLength length) {
   if (length == FormatLength::kHalfHalf) return static_cast<signed char>(value);
   if (length == FormatLength::kHalf) return static_cast<short>(value);
+  if (length == FormatLength::kSize) return static_cast<std::ptrdiff_t>(value);
   return value;
 }
 
+// The bits that an argument of the length has: it came with its sign.
 std::uintmax_t Unsigned(std::intmax_t value, FormatLength length) {
   switch (length) {
     case FormatLength::kHalfHalf:
@@ -32,6 +34,11 @@ std::uintmax_t Unsigned(std::intmax_t value, FormatLength length) {
       return static_cast<unsigned short>(value);
     case FormatLength::kNone:
       return static_cast<unsigned>(value);
+    case FormatLength::kLong:
+      return static_cast<unsigned long>(value);
+    case FormatLength::kSize:
+    case FormatLength::kDifference:
+      return static_cast<std::size_t>(value);
     default:
       return static_cast<std::uintmax_t>(value);
   }

@@ -23,12 +23,13 @@ CFTypeID NSDate::typeID() const {
 }
 
 bool NSDate::isEqual(const NSObject* other) const {
-  return other != nullptr && other->typeID() == CFDateGetTypeID() &&
-         time_ == static_cast<const NSDate*>(other)->time_;
+  if (other == nullptr || other->typeID() != CFDateGetTypeID()) return false;
+  const CFAbsoluteTime other_time = static_cast<const NSDate*>(other)->time_;
+  return time_ == other_time || (std::isnan(time_) && std::isnan(other_time));
 }
 
 CFHashCode NSDate::hash() const {
-  return std::hash<double>()(time_);
+  return std::isnan(time_) ? 0 : std::hash<double>()(time_);
 }
 
 NSObject* NSDate::copy() const {
