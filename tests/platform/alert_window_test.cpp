@@ -103,7 +103,8 @@ class VirtualDisplay {
     if (server_ == 0) {
       close(report[0]);
       if (freopen("/dev/null", "w", stderr) == nullptr) _exit(1);
-      execlp("Xvfb", "Xvfb", "-displayfd", fd.c_str(), "-screen", "0", "800x600x24", nullptr);
+      execlp("Xvfb", "Xvfb", "-noreset", "-displayfd", fd.c_str(), "-screen", "0", "800x600x24",
+             nullptr);
       _exit(1);
     }
     close(report[1]);
