@@ -43,8 +43,12 @@ function(orvik_library name)
   cmake_parse_arguments(arg "" "" "LINKS;PRIVATE_LINKS" ${ARGN})
   file(GLOB_RECURSE sources CONFIGURE_DEPENDS *.cpp)
   add_library(orvik_${name}_objects OBJECT ${sources})
-  set_target_properties(orvik_${name}_objects PROPERTIES
-    CXX_VISIBILITY_PRESET hidden VISIBILITY_INLINES_HIDDEN ON)
+  # clang looks at the namespace around a definition, not around its declaration in the header, and
+  # would hide everything.
+  if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
+    set_target_properties(orvik_${name}_objects PROPERTIES
+      CXX_VISIBILITY_PRESET hidden VISIBILITY_INLINES_HIDDEN ON)
+  endif()
   target_link_libraries(orvik_${name}_objects PUBLIC ${arg_LINKS} PRIVATE ${arg_PRIVATE_LINKS})
 
   add_library(orvik_${name} STATIC)
