@@ -52,7 +52,8 @@ TEST(StringFormat, IntegersAsPrintf) {
     }
   }
   for (const long value : {0L, LONG_MAX, LONG_MIN, -7L}) {
-    for (const char* conversion : {"ld", "lx", "zu", "zd", "td", "tx"}) ExpectAsPrintf(conversion, value);
+    for (const char* conversion : {"ld", "lx", "zu", "zd", "td", "tx"})
+      ExpectAsPrintf(conversion, value);
   }
   for (const long long value : {0LL, LLONG_MAX, LLONG_MIN, -7LL}) {
     for (const char* conversion : {"lld", "llX", "jd", "jo"}) ExpectAsPrintf(conversion, value);
