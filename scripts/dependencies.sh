@@ -4,12 +4,14 @@
 # "fuzz" for the fuzz targets, "check" for the static checks, "cross_i386" and "cross_arm64" to build
 # for another processor.
 
-orvik_packages_build="g++ cmake ninja-build pkg-config zlib1g-dev libtinyxml-dev libboost-dev
-  libicu-dev libpugixml-dev libcli11-dev nlohmann-json3-dev"
+orvik_libraries_build="zlib1g-dev libtinyxml-dev libboost-dev libicu-dev libpugixml-dev libcli11-dev
+  nlohmann-json3-dev"
+orvik_libraries_test="libgtest-dev libgmock-dev"
+orvik_packages_build="g++ cmake ninja-build pkg-config $orvik_libraries_build"
 orvik_packages_package="dpkg-dev file"
 orvik_packages_bench="libbenchmark-dev libplist-dev libxml2-dev libssl-dev git"
 orvik_packages_docs="doxygen"
-orvik_packages_test="libgtest-dev libgmock-dev python3 libplist-utils libxml2-utils attr zsh
+orvik_packages_test="$orvik_libraries_test python3 libplist-utils libxml2-utils attr zsh
   $orvik_packages_package"
 orvik_packages_fuzz="clang"
 orvik_packages_check="clang-tidy clang-tools cppcheck"
@@ -39,15 +41,17 @@ install_dependencies() {
 # unpack_sysroot ARCHITECTURE FOLDER: what a program for another processor is built with and loads.
 # Nothing of this machine changes. A folder that is there already stays as it is.
 unpack_sysroot() {
-  local architecture="$1" folder="$2" libraries link
+  local architecture="$1" folder="$2" link
+  local libraries="libc6-dev libstdc++6 $orvik_libraries_build $orvik_libraries_test"
   [ ! -d "$folder" ] || return 0
-  libraries="libc6-dev libstdc++6 zlib1g-dev libtinyxml-dev libboost-dev libicu-dev libpugixml-dev
-    libcli11-dev nlohmann-json3-dev libgtest-dev libgmock-dev"
   mkdir -p "$(dirname "$folder")"
+  rm -rf "$folder.part"
   # shellcheck disable=SC2086
   mmdebstrap --quiet --variant=extract --architectures="$architecture" \
     --aptopt='APT::Install-Recommends "false"' --include="$(echo $libraries | tr ' ' ,)" \
     bookworm "$folder.part" http://deb.debian.org/debian
+  # The emulator would take these for the folders of this machine.
+  rm -rf "$folder.part"/{dev,etc,tmp,var}
   # An absolute link would point into this machine.
   find "$folder.part" -type l -lname '/*' | while read -r link; do
     ln -sfnr "$folder.part$(readlink "$link")" "$link"

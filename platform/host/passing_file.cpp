@@ -62,6 +62,17 @@ int FlushFolder(int folder) {
   return fsync(folder) == 0 || errno == EINVAL || errno == ENOTSUP ? 0 : errno;
 }
 
+bool HasName(int entry, int folder, const char* name) {
+  struct stat own, named;
+  return fstat(entry, &own) == 0 && fstatat(folder, name, &named, AT_SYMLINK_NOFOLLOW) == 0 &&
+         own.st_dev == named.st_dev && own.st_ino == named.st_ino;
+}
+
+bool LockNew(int entry, int folder, const char* name) {
+  const bool is_taken = flock(entry, LOCK_EX | LOCK_NB) != 0 && errno == EWOULDBLOCK;
+  return !is_taken && HasName(entry, folder, name);
+}
+
 PassingEntry::PassingEntry(int folder, std::string target)
     : folder_(folder), target_(std::move(target)) {}
 
@@ -72,8 +83,8 @@ void PassingEntry::RemoveAbandoned() const {
     const Descriptor entry(
         openat(folder_, name.c_str(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));
     struct stat own;
-    if (!entry || flock(entry.get(), LOCK_EX | LOCK_NB) != 0 || !IsNamed(entry.get(), name) ||
-        fstat(entry.get(), &own) != 0) {
+    if (!entry || flock(entry.get(), LOCK_EX | LOCK_NB) != 0 ||
+        !HasName(entry.get(), folder_, name.c_str()) || fstat(entry.get(), &own) != 0) {
       continue;
     }
     if (!S_ISDIR(own.st_mode)) {
@@ -98,17 +109,8 @@ int PassingEntry::WithFreeName(Function function) {
   return EBUSY;
 }
 
-bool PassingEntry::IsNamed(int entry, const std::string& name) const {
-  struct stat own, named;
-  return fstat(entry, &own) == 0 &&
-         fstatat(folder_, name.c_str(), &named, AT_SYMLINK_NOFOLLOW) == 0 &&
-         own.st_dev == named.st_dev && own.st_ino == named.st_ino;
-}
-
-// Where there are no locks nobody takes it.
 int PassingEntry::Lock(const std::string& name) const {
-  const bool is_taken = flock(entry_.get(), LOCK_EX | LOCK_NB) != 0 && errno == EWOULDBLOCK;
-  return !is_taken && IsNamed(entry_.get(), name) ? 0 : EEXIST;
+  return LockNew(entry_.get(), folder_, name.c_str()) ? 0 : EEXIST;
 }
 
 PassingFile::~PassingFile() {
@@ -138,7 +140,8 @@ int PassingFile::Arrive(int old_file) {
 }
 
 int PassingFile::ArriveAsNew() {
-  const int error = name_.empty() ? LinkTo(AT_FDCWD, ProcPath()) : LinkTo(folder_, name_);
+  if (name_.empty()) return LinkTo(AT_FDCWD, ProcPath());
+  const int error = LinkTo(folder_, name_);
   if (error != EPERM && error != EOPNOTSUPP) return error;
   // The volume knows no second names.
   const int refused = RenameWithoutReplacing(folder_, name_.c_str(), folder_, target_.c_str());
@@ -147,7 +150,7 @@ int PassingFile::ArriveAsNew() {
 }
 
 void PassingFile::TakeBack() {
-  if (IsNamed(entry_.get(), target_)) unlinkat(folder_, target_.c_str(), 0);
+  if (HasName(entry_.get(), folder_, target_.c_str())) unlinkat(folder_, target_.c_str(), 0);
 }
 
 int PassingFile::LinkTo(int from, const std::string& name) const {
@@ -172,7 +175,7 @@ bool PassingFile::Exchange(int old_file) {
       renameat2(folder_, name_.c_str(), folder_, target_.c_str(), RENAME_EXCHANGE) != 0) {
     return false;
   }
-  if (IsNamed(old_file, name_)) {
+  if (HasName(old_file, folder_, name_.c_str())) {
     unlinkat(folder_, name_.c_str(), 0);
   } else {
     RemoveAbandoned();
@@ -224,7 +227,7 @@ int PassingFolder::ArriveAsNew() {
 }
 
 void PassingFolder::TakeBack() {
-  if (!IsNamed(entry_.get(), target_)) return;
+  if (!HasName(entry_.get(), folder_, target_.c_str())) return;
   const char* const name = passing_name_.c_str();
   if (RenameWithoutReplacing(folder_, target_.c_str(), folder_, name) == 0) {
     name_ = std::move(passing_name_);

@@ -28,6 +28,13 @@ int RenameWithoutReplacing(int from, const char* from_name, int to, const char* 
 // Puts the names in a folder on disk, where the volume can.
 int FlushFolder(int folder);
 
+// Whether the open file or folder still has the name.
+bool HasName(int entry, int folder, const char* name);
+
+// Locks a new file or folder: false when another has taken it for an abandoned one meanwhile. Where
+// there are no locks nobody does.
+bool LockNew(int entry, int folder, const char* name);
+
 // What both have in common. The folder must stay open.
 class PassingEntry {
  public:
@@ -46,9 +53,7 @@ class PassingEntry {
   // Calls with one name after the other while the answer is EEXIST.
   template <class Function>
   int WithFreeName(Function function);
-  // Whether the name stands for the open file or folder.
-  bool IsNamed(int entry, const std::string& name) const;
-  // Locks the new entry: EEXIST when another has taken it for an abandoned one meanwhile.
+  // EEXIST when it is not the caller's own any more.
   int Lock(const std::string& name) const;
 
   int folder_;

@@ -8,12 +8,13 @@
 #include <cerrno>
 #include <memory>
 
+#include "platform/host/passing_file.h"
+
 namespace orvik::host {
 
 bool IsOwnFile(int file, int folder, const char* name) {
-  struct stat own, named;
-  return fstat(file, &own) == 0 && fstatat(folder, name, &named, AT_SYMLINK_NOFOLLOW) == 0 &&
-         own.st_dev == named.st_dev && own.st_ino == named.st_ino && own.st_uid == geteuid() &&
+  struct stat own;
+  return HasName(file, folder, name) && fstat(file, &own) == 0 && own.st_uid == geteuid() &&
          S_ISREG(own.st_mode);
 }
 
@@ -21,10 +22,7 @@ Descriptor MakeLockedFile(const std::string& path) {
   constexpr int kFlags = O_RDWR | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC;
   Descriptor file(open(path.c_str(), kFlags, 0666));
   if (!file) return file;
-  // Until it was locked another may have taken it for an abandoned one. Where there are no locks
-  // nobody does.
-  const bool is_taken = flock(file.get(), LOCK_EX | LOCK_NB) != 0 && errno == EWOULDBLOCK;
-  if (!is_taken && IsOwnFile(file.get(), AT_FDCWD, path.c_str())) return file;
+  if (LockNew(file.get(), AT_FDCWD, path.c_str())) return file;
   errno = EEXIST;
   return Descriptor();
 }

@@ -115,13 +115,16 @@ TEST_F(DirectoryPathOnDisk, ListsSubfoldersInTheOrderOfTheirLastNames) {
 }
 
 TEST_F(DirectoryPathOnDisk, FindsFilesByPattern) {
-  for (const char* name : {"a.txt", "a.b.txt", "B.TXT"}) WriteFile(top_ / name, "x");
+  for (const char* name : {"a.txt", "a.b.txt", "B.TXT", "data1", "data"}) {
+    WriteFile(top_ / name, "x");
+  }
   fs::create_directory(top_ / "folder.txt");
   fs::create_directory_symlink("folder.txt", top_ / "link.txt");
   ASSERT_EQ(mkfifo((top_ / "pipe").c_str(), 0600), 0);
   EXPECT_EQ(Files(u"*.txt"), (Names{u"a.txt", u"link.txt"}));
   EXPECT_EQ(Files(u"p*"), (Names{u"pipe"}));
-  EXPECT_EQ(Files(u"*").size(), 5u);
+  EXPECT_EQ(Files(u"data?"), (Names{u"data1"}));
+  EXPECT_EQ(Files(u"*").size(), 7u);
 
   CAtlArray<COrvikFilePath> found;
   EXPECT_EQ(Folder(top_ / "none").FindFilesInDirectory(u"*", found), 0);

@@ -36,6 +36,7 @@ TEST_F(Edition, StudentModeRenamesTheTemporaryFolders) {
 TEST_F(Edition, StoresTheUsbModeAndFolder) {
   using Helper = CPagewellEditionHelper;
   EXPECT_FALSE(Helper::IsPagewellStudentUSBMode());
+  EXPECT_TRUE(Helper::GetPagewellStudentUSBInstallDirectory().IsEmptyPath());
   Helper::SetPagewellStudentUSBMode(true);
   Helper::SetPagewellStudentUSBInstallDirectory(COrvikDirectoryPath(u"/Volumes/U/"));
   EXPECT_TRUE(Helper::IsPagewellStudentUSBMode());

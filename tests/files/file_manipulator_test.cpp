@@ -112,6 +112,8 @@ TEST_F(FileManipulator, CopiesAndMoves) {
   fs::create_directory(At("d"));
   EXPECT_FALSE(CFileManipulator::CopyFileTo(File(At("f")), File(At("g")), TRUE));
   EXPECT_EQ(ReadFile(At("g")), "old");
+  EXPECT_TRUE(CFileManipulator::CopyFileTo(File(At("f")), File(At("g")), FALSE));
+  EXPECT_EQ(ReadFile(At("g")), "new");
   EXPECT_TRUE(CFileManipulator::CopyFileTo(File(At("f")), Folder(At("d")), TRUE));
   EXPECT_EQ(ReadFile(At("d/f")), "new");
   EXPECT_TRUE(CFileManipulator::MoveFileTo(File(At("f")), File(At("x/y/f"))));

@@ -115,13 +115,18 @@ TEST(FilePath, ComparesIgnoringCase) {
 
 using FilePathOnDisk = EnvironmentTest;
 
-TEST_F(FilePathOnDisk, SeesFilesAndFolders) {
+TEST_F(FilePathOnDisk, SeesFilesFoldersAndLinks) {
   WriteFile(At("f"), "x");
   fs::create_directory(At("d"));
+  fs::create_symlink("nowhere", At("dangling"));
+  fs::create_symlink("d", At("to_d"));
   EXPECT_TRUE(File(At("f")).FileExists());
   EXPECT_FALSE(File(At("f")).IsDirectory());
+  EXPECT_TRUE(File(At("d")).FileExists());
   EXPECT_TRUE(File(At("d")).IsDirectory());
   EXPECT_FALSE(File(At("d")).IsExecutable());
+  EXPECT_TRUE(File(At("dangling")).FileExists());
+  EXPECT_FALSE(File(At("to_d")).IsDirectory());
   // What lies behind a NUL belongs to the name: "f" is another file.
   const CAtlString with_nul = Text(At("f")) + u'\0' + u"more";
   EXPECT_FALSE(COrvikFilePath(with_nul).FileExists());
@@ -200,6 +205,15 @@ TEST_F(FilePathOnDisk, CountsDays) {
     EXPECT_EQ(File(At("f")).GetNumberOfDaysOld(), days);
     EXPECT_EQ(Folder(At("f")).GetNumberOfDaysOld(), days);
   }
+}
+
+TEST_F(FilePathOnDisk, OpensWhatIsSpelledDifferentlyOnDisk) {
+  WriteFile(At("cafe\xCC\x81"), "12345");  // decomposed
+  const COrvikFilePath composed(Text(top_) + u"/caf\u00E9");
+  EXPECT_TRUE(composed.FileExists());
+  EXPECT_EQ(composed.GetFileSize(), 5u);
+  WriteFile(At("a\xFF"), "123");  // no UTF-8
+  EXPECT_EQ(File(At("a\xFF")).GetFileSize(), 3u);
 }
 
 TEST_F(FilePathOnDisk, NamesTemporaryFiles) {

@@ -96,6 +96,9 @@ TEST_F(WindowsFilesTest, DeletesFilesLinksAndWholeFolders) {
   WriteFile(top_ / "tree/a/b", "x");
   fs::create_directory_symlink("outside", top_ / "link");
   WriteFile(top_ / "locked", "x");
+  WriteFile(top_ / "tree/read_only", "x");
+  fs::permissions(top_ / "tree/read_only", fs::perms::owner_read);
+  fs::create_directory_symlink("../outside", top_ / "tree/link");
   for (const char* name : {"tree/a/b", "tree", "locked"}) Lock(top_ / name);
   for (const char* name : {"tree", "link", "locked"}) {
     EXPECT_EQ(DeleteFile(Path(name).c_str()), TRUE) << name;
@@ -113,6 +116,13 @@ TEST_F(WindowsFilesTest, DeletesFilesLinksAndWholeFolders) {
   EXPECT_NE(empty("outside/kept"), 0);
   EXPECT_EQ(empty("outside"), 0);
   EXPECT_TRUE(fs::is_empty(top_ / "outside"));
+}
+
+TEST_F(WindowsFilesTest, ATreeOfAThousandLevelsIsDeleted) {
+  fs::create_directory(top_ / "tree");
+  MakeDeepTree((top_ / "tree").string(), 1000, "level with a name");
+  EXPECT_EQ(DeleteFile(Path("tree").c_str()), TRUE);
+  EXPECT_FALSE(fs::exists(top_ / "tree"));
 }
 
 }  // namespace

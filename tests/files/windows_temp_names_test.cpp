@@ -59,5 +59,18 @@ TEST_F(WindowsTempNamesTest, TheTemporaryFolderEndsInASlash) {
   EXPECT_EQ(GetTempPath(MAX_PATH, nullptr), expected.size());
 }
 
+TEST_F(WindowsTempNamesTest, MakersWhoAskForANewFileNeverShareOne) {
+  const std::u16string folder = env_.temp().u16string();
+  char16_t first[MAX_PATH], second[MAX_PATH];
+  GetTempFileName(folder.c_str(), u"t", 1, first);
+  GetTempFileName(folder.c_str(), u"t", 1, second);
+  EXPECT_EQ(std::u16string(first), std::u16string(second));
+  const HANDLE made = CreateFile(first, 0, 1, nullptr, CREATE_NEW, 0, nullptr);
+  EXPECT_NE(made, INVALID_HANDLE_VALUE);
+  EXPECT_EQ(CreateFile(second, 0, 1, nullptr, CREATE_NEW, 0, nullptr), INVALID_HANDLE_VALUE);
+  CloseHandle(made);
+  EXPECT_EQ(GetTempFileName(folder.c_str(), u"t", 1, second), 2u);
+}
+
 }  // namespace
 }  // namespace orvik::test

@@ -55,5 +55,10 @@ TEST_F(NSFileManagerTest, MovesButNeverOverAnything) {
   EXPECT_EQ(manager_->moveItemAtPath(Text(from), Text(to), nullptr), NO);
 }
 
+TEST_F(NSFileManagerTest, NamesTheFoldersOfTheUser) {
+  EXPECT_EQ(NSHomeDirectory()->ToUtf8(), env_.home().string());
+  EXPECT_EQ(NSTemporaryDirectory()->ToUtf8(), env_.temp().string() + "/");
+}
+
 }  // namespace
 }  // namespace orvik::test

@@ -180,6 +180,18 @@ TEST_F(PreferencesTest, ListingAppendsKeysAndValueNames) {
   EXPECT_EQ(found, (std::multiset<std::string>{"", "Install Information", "UELogging", "before"}));
 }
 
+TEST_F(PreferencesTest, WhatOtherReadersCannotHoldCostsNothingStoredBefore) {
+  WritePreferenceString(0, u"K", u"kept", u"old", kDomain);
+  const CAtlString odd(u"a\0b\x01\xd800\xfffe\r\n", 8);
+  EXPECT_EQ(WritePreferenceString(0, u"K", odd, odd, kDomain), 0u);
+  unsigned long error = 0;
+  const CAtlString back = GetPreferenceString(0, u"K", odd, u"", &error, kDomain);
+  EXPECT_EQ(error, 0u);
+  EXPECT_EQ(back.Compare(odd), 0);
+  EXPECT_EQ(RunCommand({"xmllint", "--nonet", "--noout", SharedFile().string()}).status, 0);
+  EXPECT_EQ(Utf8(GetPreferenceString(0, u"K", u"kept", u"", &error, kDomain)), "old");
+}
+
 TEST_F(PreferencesTest, ApplicationFolders) {
   const std::string base = env_.home().string() + "/Library/Application Support/ORVIK Technologies";
   const struct {

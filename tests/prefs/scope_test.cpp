@@ -24,9 +24,16 @@ TEST(Scope, RemapsOntoSharedAndMachine) {
 
 TEST(Scope, DomainsThatCannotNameAFileAreRefused) {
   const CAtlString longest(u'x', 1023);
-  EXPECT_TRUE(IsUsableDomain(longest));
-  EXPECT_FALSE(IsUsableDomain(u"../x"));
-  EXPECT_FALSE(IsUsableDomain(CAtlString(u"a\0b", 3)));
+  for (const CAtlString& domain : {CAtlString(u"com.orviktech.Registry"), CAtlString(u".hidden"),
+                                   CAtlString(u"a..b"), longest}) {
+    EXPECT_TRUE(IsUsableDomain(domain)) << testing::PrintToString(domain.View());
+  }
+  for (const CAtlString& domain :
+       {CAtlString(), CAtlString(u"/etc/x"), CAtlString(u".."), CAtlString(u"../x"),
+        CAtlString(u"a/../../x"), CAtlString(u"a//b"), CAtlString(u"a\0b", 3),
+        CAtlString(u'x', 1024), CAtlString(u'\u00e9', 512), CAtlString(u'\xd800', 1)}) {
+    EXPECT_FALSE(IsUsableDomain(domain)) << testing::PrintToString(domain.View());
+  }
   EXPECT_TRUE(EffectiveDomain(0, longest).usable());
   // Alone usable, but not once the scope has put its dot before it.
   EXPECT_FALSE(EffectiveDomain(2, longest).usable());

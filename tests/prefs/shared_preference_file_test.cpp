@@ -69,10 +69,15 @@ TEST_F(SharedPreferenceFileTest, ADamagedFileIsReplacedByADictionaryAndKeptBesid
   Set(u"K", Key(u"n", u"v"));
   EXPECT_EQ(OnDisk(SharedFile()), R"({"K":{"n":"v"}})");
   EXPECT_EQ(ReadFile(kept), "<plist><dict><key>half");
-  // The same damage needs no second copy.
+  // The same damage needs no second copy, another one does.
+  const fs::path second = SharedFile().string() + ".damaged-2";
   WriteFile(SharedFile(), "<plist><dict><key>half");
   Set(u"K", Key(u"n", u"v"));
-  EXPECT_FALSE(fs::exists(SharedFile().string() + ".damaged-2"));
+  EXPECT_FALSE(fs::exists(second));
+  WriteFile(SharedFile(), "other");
+  WritePreferenceString(0, u"K", u"n", u"v", kDomain);
+  EXPECT_EQ(ReadFile(second), "other");
+  EXPECT_EQ(ReadFile(kept), "<plist><dict><key>half");
 }
 
 TEST_F(SharedPreferenceFileTest, SaveReportsWhatFails) {

@@ -59,7 +59,11 @@ TEST(Uca, Searches) {
 TEST(Uca, ComparesByCollation) {
   EXPECT_LT(ucacmp(u"a", u"A"), 0);
   EXPECT_LT(ucacmp(u"A", u"b"), 0);
+  EXPECT_EQ(ucaicmp(u"a", u"A"), 0);
+  EXPECT_NE(ucaicmp(u"e", u"\xE9"), 0);
+  EXPECT_EQ(ucacmp(u"\xE9", u"e\x301"), 0);
   EXPECT_EQ(ucacmp(u"a", u"\xFF41"), 0) << "width does not tell";
+  EXPECT_NE(ucacmp(u"A", u"\xFF41"), 0);
   EXPECT_EQ(ucaicmp(u"A", u"\xFF41"), 0);
   EXPECT_NE(ucaicmp(u"\x304B", u"\x30AB"), 0) << "the scripts of Japanese differ";
   EXPECT_NE(ucacmp(u"a-b", u"ab"), 0) << "punctuation tells";

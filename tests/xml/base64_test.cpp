@@ -38,6 +38,14 @@ std::string RandomBytes(std::size_t size, unsigned seed) {
   return bytes;
 }
 
+TEST(Base64Test, EncodesWithPadding) {
+  EXPECT_EQ(Encoded("Man"), "TWFu");
+  EXPECT_EQ(Encoded("Ma"), "TWE=");
+  EXPECT_EQ(Encoded("M"), "TQ==");
+  EXPECT_EQ(Encoded(""), "");
+  EXPECT_EQ(Encoded("\xFB\xEF\xBF"), "+++/");
+}
+
 TEST(Base64Test, WritesNothingWithoutTheRoom) {
   char text[5] = "----";
   unsigned int length = 0;
@@ -127,6 +135,7 @@ TEST(Base64Test, AgreesWithAnotherProgram) {
     const std::string bytes = RandomBytes(size, 5);
     const std::string text = RunCommand({"base64", "-w", "0"}, bytes).out;
     EXPECT_EQ(Encoded(bytes), text);
+    EXPECT_EQ(RunCommand({"base64", "-d"}, Encoded(bytes)).out, bytes);
     if (size > 0) {
       EXPECT_EQ(Decoded(text), bytes);
     }
