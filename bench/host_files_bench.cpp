@@ -12,7 +12,7 @@
 
 #include "platform/core_foundation/dictionary.h"
 #include "platform/core_foundation/string.h"
-#include "platform/host/replace_file.h"
+#include "host/replace_file.h"
 
 namespace orvik {
 namespace {

@@ -20,7 +20,7 @@
 #include "platform/core_foundation/data.h"
 #include "platform/core_foundation/dictionary.h"
 #include "platform/core_foundation/property_list.h"
-#include "platform/host/replace_file.h"
+#include "host/replace_file.h"
 
 namespace {
 

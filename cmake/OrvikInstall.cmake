@@ -2,7 +2,7 @@
 # package configuration (find_package(orvik)) and orvik.pc.
 include(CMakePackageConfigHelpers)
 
-set(layers platform strings files streams prefs xml)
+set(layers text host platform strings files streams prefs xml)
 
 foreach(layer ${layers})
   install(TARGETS orvik_${layer} EXPORT orvik_static_targets

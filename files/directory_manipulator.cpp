@@ -11,9 +11,9 @@
 #include "files/windows_file_refs.h"
 #include "files/windows_files.h"
 #include "platform/carbon/file_copy.h"
-#include "platform/core_foundation/transcoding.h"
-#include "platform/host/errno_status.h"
-#include "platform/host/folder_nesting.h"
+#include "text/transcoding.h"
+#include "platform/carbon/errno_status.h"
+#include "host/folder_nesting.h"
 
 namespace orvik {
 namespace {

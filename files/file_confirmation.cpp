@@ -12,7 +12,7 @@
 #include "platform/core_foundation/date.h"
 #include "platform/core_foundation/date_formatter.h"
 #include "platform/core_foundation/user_notification.h"
-#include "platform/host/file_names.h"
+#include "host/file_names.h"
 
 namespace orvik {
 namespace {

@@ -14,7 +14,7 @@
 #include "files/path_arguments.h"
 #include "files/windows_file_refs.h"
 #include "files/windows_files.h"
-#include "platform/host/descriptor.h"
+#include "host/descriptor.h"
 
 namespace orvik {
 namespace {

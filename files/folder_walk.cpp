@@ -11,7 +11,7 @@
 #include "files/windows_file_paths.h"
 #include "platform/carbon/iteration.h"
 #include "platform/core_foundation/string.h"
-#include "platform/host/file_names.h"
+#include "host/file_names.h"
 
 namespace orvik {
 namespace {

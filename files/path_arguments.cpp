@@ -5,9 +5,9 @@
 #include <algorithm>
 #include <cerrno>
 
-#include "platform/host/file_names.h"
-#include "platform/host/name_spelling.h"
-#include "platform/host/system_root.h"
+#include "host/file_names.h"
+#include "host/name_spelling.h"
+#include "host/system_root.h"
 
 namespace orvik {
 

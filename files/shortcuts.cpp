@@ -9,7 +9,7 @@
 #include "files/file_manipulator.h"
 #include "files/path_arguments.h"
 #include "files/urls.h"
-#include "platform/host/replace_file.h"
+#include "host/replace_file.h"
 #include "strings/utf8_strings.h"
 
 namespace orvik {

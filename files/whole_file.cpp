@@ -8,7 +8,7 @@
 
 #include "files/file_manipulator.h"
 #include "files/path_arguments.h"
-#include "platform/host/replace_file.h"
+#include "host/replace_file.h"
 
 namespace orvik {
 

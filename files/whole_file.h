@@ -8,7 +8,7 @@
 namespace [[gnu::visibility("default")]] orvik {
 
 // Makes the bytes the file's content, so that whoever looks sees the old content or the new one
-// (platform/host/replace_file.h, not flushed); where only writing into the file is possible (a
+// (host/replace_file.h, not flushed); where only writing into the file is possible (a
 // device, a folder that takes no new file) writes into it. False when that fails.
 bool WriteWholeFile(const COrvikFilePath& file, std::string_view bytes);
 

@@ -6,9 +6,9 @@
 #include "files/windows_file_paths.h"
 #include "files/windows_files.h"
 #include "platform/carbon/file_copy.h"
-#include "platform/core_foundation/transcoding.h"
-#include "platform/host/errno_status.h"
-#include "platform/host/file_names.h"
+#include "text/transcoding.h"
+#include "platform/carbon/errno_status.h"
+#include "host/file_names.h"
 
 namespace orvik {
 namespace {

@@ -3,7 +3,7 @@
 #include "files/windows_file_paths.h"
 #include "files/windows_files.h"
 #include "platform/carbon/folder_removal.h"
-#include "platform/host/errno_status.h"
+#include "platform/carbon/errno_status.h"
 
 namespace orvik {
 namespace {

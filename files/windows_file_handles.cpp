@@ -5,7 +5,7 @@
 #include <memory>
 
 #include "files/windows_file_refs.h"
-#include "platform/host/errno_status.h"
+#include "platform/carbon/errno_status.h"
 
 namespace orvik {
 namespace {

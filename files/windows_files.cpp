@@ -6,8 +6,8 @@
 #include "files/windows_file_attributes.h"
 #include "files/windows_file_paths.h"
 #include "platform/carbon/launch_services.h"
-#include "platform/host/errno_status.h"
-#include "platform/host/file_names.h"
+#include "platform/carbon/errno_status.h"
+#include "host/file_names.h"
 
 namespace orvik {
 namespace {

@@ -10,8 +10,8 @@
 #include "platform/foundation/autorelease_pool.h"
 #include "platform/foundation/file_manager.h"
 #include "platform/foundation/log.h"
-#include "platform/host/errno_status.h"
-#include "platform/host/file_names.h"
+#include "platform/carbon/errno_status.h"
+#include "host/file_names.h"
 
 namespace orvik {
 namespace {

@@ -8,7 +8,7 @@
 #include "platform/foundation/application.h"
 #include "platform/foundation/autorelease_pool.h"
 #include "platform/foundation/file_manager.h"
-#include "platform/host/errno_status.h"
+#include "platform/carbon/errno_status.h"
 
 namespace orvik {
 namespace {

@@ -10,9 +10,9 @@
 
 #include "fuzz/require.h"
 #include "fuzz/scratch_folder.h"
-#include "platform/host/alert_host.h"
-#include "platform/host/alert_terminal.h"
-#include "platform/host/alert_window.h"
+#include "host/alert_host.h"
+#include "host/alert_terminal.h"
+#include "host/alert_window.h"
 
 using orvik::fuzz::Require;
 using orvik::host::AlertRequest;

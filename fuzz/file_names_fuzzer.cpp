@@ -5,7 +5,7 @@
 #include <string>
 
 #include "fuzz/require.h"
-#include "platform/host/file_names.h"
+#include "host/file_names.h"
 
 using orvik::fuzz::Require;
 

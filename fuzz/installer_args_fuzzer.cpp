@@ -11,7 +11,7 @@
 #include "fuzz/scratch_folder.h"
 #include "platform/foundation/autorelease_pool.h"
 #include "platform/foundation/user_defaults.h"
-#include "platform/host/file_names.h"
+#include "host/file_names.h"
 #include "postflight/install_information.h"
 #include "postflight/installer_args.h"
 

@@ -8,7 +8,7 @@
 
 #include "fuzz/require.h"
 #include "fuzz/scratch_folder.h"
-#include "platform/host/kernel_texts.h"
+#include "host/kernel_texts.h"
 
 using orvik::fuzz::Require;
 

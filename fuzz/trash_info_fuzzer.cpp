@@ -12,7 +12,7 @@
 #include "fuzz/require.h"
 #include "fuzz/scratch_folder.h"
 #include "platform/carbon/trash.h"
-#include "platform/host/errno_status.h"
+#include "platform/carbon/errno_status.h"
 
 using orvik::fuzz::Require;
 namespace fs = std::filesystem;

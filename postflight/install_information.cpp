@@ -3,7 +3,7 @@
 #include <string>
 
 #include "platform/foundation/file_manager.h"
-#include "platform/host/replace_file.h"
+#include "host/replace_file.h"
 #include "postflight/log_line.h"
 #include "prefs/auto_release.h"
 #include "prefs/platform_values.h"

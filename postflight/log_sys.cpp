@@ -4,7 +4,7 @@
 
 #include <string>
 
-#include "platform/host/system_log.h"
+#include "host/system_log.h"
 
 namespace orvik {
 

@@ -2,7 +2,7 @@
 // once.
 #pragma once
 
-#include "platform/host/file_lock.h"
+#include "host/file_lock.h"
 #include "prefs/domain_store.h"
 #include "prefs/preference_file.h"
 

@@ -1,6 +1,6 @@
 #include "prefs/pref_status.h"
 
-#include "platform/host/errno_status.h"
+#include "platform/carbon/errno_status.h"
 
 namespace orvik {
 

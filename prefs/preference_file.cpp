@@ -6,9 +6,9 @@
 #include "files/directory_path.h"
 #include "files/file_path.h"
 #include "platform/core_foundation/preferences.h"
-#include "platform/host/errno_status.h"
-#include "platform/host/file_access.h"
-#include "platform/host/replace_file.h"
+#include "platform/carbon/errno_status.h"
+#include "host/file_access.h"
+#include "host/replace_file.h"
 #include "prefs/platform_values.h"
 #include "prefs/preferences.h"
 

@@ -6,7 +6,7 @@
 #include "platform/core_foundation/data.h"
 #include "platform/core_foundation/property_list.h"
 #include "platform/core_foundation/url.h"
-#include "platform/host/keep_beside.h"
+#include "host/keep_beside.h"
 #include "prefs/auto_release.h"
 #include "prefs/pref_status.h"
 #include "prefs/scope.h"

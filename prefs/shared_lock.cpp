@@ -8,8 +8,8 @@
 
 #include "platform/carbon/processes.h"
 #include "platform/core_foundation/preferences.h"
-#include "platform/host/errno_status.h"
-#include "platform/host/file_lock.h"
+#include "platform/carbon/errno_status.h"
+#include "host/file_lock.h"
 #include "prefs/auto_release.h"
 #include "prefs/domain_store.h"
 #include "prefs/platform_values.h"

@@ -7,7 +7,7 @@ cd "$(dirname "$0")/.."
 install_dependencies build bench check
 folders=("$@")
 if [ "${#folders[@]}" -eq 0 ]; then
-  folders=(platform strings files streams prefs xml postflight tools)
+  folders=(text host platform strings files streams prefs xml postflight tools)
 fi
 cmake --preset release
 

@@ -6,7 +6,7 @@ cd "$(dirname "$0")/.."
 . scripts/dependencies.sh
 install_dependencies docs
 mkdir -p build/docs
-layers="platform strings files streams prefs xml"
+layers="text host platform strings files streams prefs xml"
 # shellcheck disable=SC2086
 headers=$(grep -rl --include='*.h' '^namespace \[\[gnu::visibility("default")\]\] orvik {' $layers | sort)
 { cat docs/Doxyfile && echo INPUT += $headers; } | doxygen -

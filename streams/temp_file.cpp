@@ -5,7 +5,7 @@
 #include <string>
 
 #include "files/path_arguments.h"
-#include "platform/host/temporary_file.h"
+#include "host/temporary_file.h"
 #include "strings/utf8_strings.h"
 
 namespace orvik {

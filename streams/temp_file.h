@@ -2,7 +2,7 @@
 #pragma once
 
 #include "files/file_path.h"
-#include "platform/host/descriptor.h"
+#include "host/descriptor.h"
 #include "strings/atl_string.h"
 
 namespace [[gnu::visibility("default")]] orvik {

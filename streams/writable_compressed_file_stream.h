@@ -14,7 +14,7 @@
 #include <memory>
 
 #include "files/file_path.h"
-#include "platform/host/descriptor.h"
+#include "host/descriptor.h"
 #include "streams/com_ptr.h"
 #include "streams/reference_counted.h"
 

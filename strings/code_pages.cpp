@@ -7,7 +7,7 @@
 #include <string_view>
 
 #include "platform/core_foundation/encodings.h"
-#include "platform/core_foundation/transcoding.h"
+#include "text/transcoding.h"
 
 namespace orvik {
 

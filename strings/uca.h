@@ -4,7 +4,7 @@
 // A null array is taken as an empty one where nothing is written to it.
 #pragma once
 
-#include "platform/core_foundation/transcoding.h"  // WidenLatin1, NarrowLatin1
+#include "text/transcoding.h"  // WidenLatin1, NarrowLatin1
 
 namespace [[gnu::visibility("default")]] orvik {
 

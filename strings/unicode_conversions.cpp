@@ -1,6 +1,6 @@
 #include "strings/unicode_conversions.h"
 
-#include "platform/core_foundation/transcoding.h"
+#include "text/transcoding.h"
 
 namespace orvik {
 

@@ -10,7 +10,7 @@
 
 #include "files/file_manipulator.h"
 #include "files/path_arguments.h"
-#include "platform/host/replace_file.h"
+#include "host/replace_file.h"
 #include "streams/com_ptr.h"
 #include "streams/temp_file.h"
 #include "xml/config_scope.h"

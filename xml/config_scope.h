@@ -4,7 +4,7 @@
 #include <boost/smart_ptr/shared_ptr.hpp>
 
 #include "files/file_path.h"
-#include "platform/host/descriptor.h"
+#include "host/descriptor.h"
 
 class TiXmlDocument;
 class TiXmlElement;

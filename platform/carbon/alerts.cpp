@@ -3,8 +3,8 @@
 #include <algorithm>
 #include <string>
 
-#include "platform/host/alert_host.h"
-#include "platform/host/errno_status.h"
+#include "host/alert_host.h"
+#include "platform/carbon/errno_status.h"
 
 namespace orvik {
 namespace {

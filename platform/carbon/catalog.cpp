@@ -11,7 +11,7 @@
 #include <cerrno>
 #include <cstring>
 
-#include "platform/host/at_path.h"
+#include "host/at_path.h"
 
 namespace orvik::carbon {
 namespace {

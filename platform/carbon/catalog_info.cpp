@@ -10,9 +10,9 @@
 #include "platform/carbon/catalog.h"
 #include "platform/carbon/fsref_internal.h"
 #include "platform/carbon/volumes.h"
-#include "platform/host/at_path.h"
-#include "platform/host/errno_status.h"
-#include "platform/host/file_names.h"
+#include "host/at_path.h"
+#include "platform/carbon/errno_status.h"
+#include "host/file_names.h"
 
 namespace orvik {
 namespace carbon {

@@ -14,7 +14,7 @@
 
 #include "platform/core_foundation/locale.h"
 #include "platform/core_foundation/string_case.h"
-#include "platform/core_foundation/transcoding.h"
+#include "text/transcoding.h"
 
 namespace orvik {
 

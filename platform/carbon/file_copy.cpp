@@ -13,11 +13,11 @@
 #include "platform/carbon/catalog.h"
 #include "platform/carbon/fork_names.h"
 #include "platform/carbon/fsref_internal.h"
-#include "platform/host/at_path.h"
-#include "platform/host/content_copy.h"
-#include "platform/host/errno_status.h"
-#include "platform/host/file_names.h"
-#include "platform/host/system_root.h"
+#include "host/at_path.h"
+#include "host/content_copy.h"
+#include "platform/carbon/errno_status.h"
+#include "host/file_names.h"
+#include "host/system_root.h"
 
 namespace orvik {
 namespace {

@@ -3,7 +3,7 @@
 #pragma once
 
 #include "platform/carbon/files.h"
-#include "platform/host/descriptor.h"
+#include "host/descriptor.h"
 
 namespace [[gnu::visibility("default")]] orvik {
 

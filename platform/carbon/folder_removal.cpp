@@ -7,9 +7,9 @@
 #include <utility>
 
 #include "platform/carbon/fsref_internal.h"
-#include "platform/host/at_path.h"
-#include "platform/host/errno_status.h"
-#include "platform/host/tree_removal.h"
+#include "host/at_path.h"
+#include "platform/carbon/errno_status.h"
+#include "host/tree_removal.h"
 
 namespace orvik {
 

@@ -4,8 +4,8 @@
 #include <string>
 
 #include "platform/carbon/trash.h"
-#include "platform/host/errno_status.h"
-#include "platform/host/system_root.h"
+#include "platform/carbon/errno_status.h"
+#include "host/system_root.h"
 
 namespace orvik {
 

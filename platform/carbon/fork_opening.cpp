@@ -9,8 +9,8 @@
 #include "platform/carbon/catalog.h"
 #include "platform/carbon/fsref_internal.h"
 #include "platform/carbon/open_forks.h"
-#include "platform/host/at_path.h"
-#include "platform/host/errno_status.h"
+#include "host/at_path.h"
+#include "platform/carbon/errno_status.h"
 
 namespace orvik::carbon {
 namespace {

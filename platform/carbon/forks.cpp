@@ -5,7 +5,7 @@
 #include <memory>
 
 #include "platform/carbon/open_forks.h"
-#include "platform/host/errno_status.h"
+#include "platform/carbon/errno_status.h"
 
 namespace orvik {
 namespace {

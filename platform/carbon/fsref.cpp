@@ -19,11 +19,11 @@
 #include <utility>
 
 #include "platform/carbon/fsref_internal.h"
-#include "platform/host/at_path.h"
-#include "platform/host/descriptor.h"
-#include "platform/host/errno_status.h"
-#include "platform/host/name_spelling.h"
-#include "platform/host/system_root.h"
+#include "host/at_path.h"
+#include "host/descriptor.h"
+#include "platform/carbon/errno_status.h"
+#include "host/name_spelling.h"
+#include "host/system_root.h"
 
 namespace orvik {
 namespace {

@@ -5,7 +5,7 @@
 #include <utility>
 
 #include "platform/carbon/forks.h"
-#include "platform/host/descriptor.h"
+#include "host/descriptor.h"
 
 namespace orvik::carbon {
 

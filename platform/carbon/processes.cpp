@@ -9,9 +9,9 @@
 #include <string_view>
 
 #include "platform/foundation/file_path.h"
-#include "platform/host/errno_status.h"
-#include "platform/host/kernel_texts.h"
-#include "platform/host/replace_file.h"
+#include "platform/carbon/errno_status.h"
+#include "host/kernel_texts.h"
+#include "host/replace_file.h"
 
 namespace orvik {
 

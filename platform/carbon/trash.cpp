@@ -13,11 +13,11 @@
 
 #include "platform/carbon/fsref_internal.h"
 #include "platform/carbon/volumes.h"
-#include "platform/host/at_path.h"
-#include "platform/host/descriptor.h"
-#include "platform/host/errno_status.h"
-#include "platform/host/system_root.h"
-#include "platform/host/temporary_file.h"
+#include "host/at_path.h"
+#include "host/descriptor.h"
+#include "platform/carbon/errno_status.h"
+#include "host/system_root.h"
+#include "host/temporary_file.h"
 
 namespace orvik {
 namespace {

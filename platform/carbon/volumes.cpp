@@ -4,8 +4,8 @@
 #include <mutex>
 #include <vector>
 
-#include "platform/host/kernel_texts.h"
-#include "platform/host/replace_file.h"
+#include "host/kernel_texts.h"
+#include "host/replace_file.h"
 
 namespace orvik::carbon {
 namespace {

@@ -9,7 +9,7 @@
 #include <memory>
 #include <unordered_map>
 
-#include "platform/core_foundation/transcoding.h"
+#include "text/transcoding.h"
 
 namespace orvik {
 

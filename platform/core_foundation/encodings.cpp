@@ -5,7 +5,7 @@
 #include <limits>
 
 #include "platform/core_foundation/encoding_converter.h"
-#include "platform/core_foundation/transcoding.h"
+#include "text/transcoding.h"
 
 namespace orvik {
 

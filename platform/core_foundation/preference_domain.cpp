@@ -10,7 +10,7 @@
 #include "platform/core_foundation/dictionary.h"
 #include "platform/core_foundation/number.h"
 #include "platform/core_foundation/property_list.h"
-#include "platform/host/errno_status.h"
+#include "platform/carbon/errno_status.h"
 
 namespace orvik {
 

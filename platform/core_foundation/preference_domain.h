@@ -6,9 +6,9 @@
 
 #include "platform/core_foundation/base.h"
 #include "platform/foundation/dictionary.h"
-#include "platform/host/file_identity.h"
-#include "platform/host/keep_beside.h"
-#include "platform/host/replace_file.h"
+#include "host/file_identity.h"
+#include "host/keep_beside.h"
+#include "host/replace_file.h"
 
 namespace orvik {
 

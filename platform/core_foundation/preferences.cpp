@@ -11,10 +11,10 @@
 #include "platform/core_foundation/bundle.h"
 #include "platform/core_foundation/preference_domain.h"
 #include "platform/core_foundation/string.h"
-#include "platform/host/errno_status.h"
-#include "platform/host/file_lock.h"
-#include "platform/host/file_names.h"
-#include "platform/host/system_root.h"
+#include "platform/carbon/errno_status.h"
+#include "host/file_lock.h"
+#include "host/file_names.h"
+#include "host/system_root.h"
 
 namespace orvik {
 

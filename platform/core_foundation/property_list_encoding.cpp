@@ -10,7 +10,7 @@
 #include <memory>
 #include <vector>
 
-#include "platform/host/large_buffer.h"
+#include "host/large_buffer.h"
 
 namespace orvik {
 namespace {

@@ -6,7 +6,7 @@
 #include "platform/core_foundation/property_list_encoding.h"
 #include "platform/core_foundation/property_list_escape.h"
 #include "platform/core_foundation/property_list_leaves.h"
-#include "platform/host/large_buffer.h"
+#include "host/large_buffer.h"
 
 namespace orvik {
 namespace {

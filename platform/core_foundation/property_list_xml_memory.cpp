@@ -6,7 +6,7 @@
 #include <pugixml.hpp>
 #include <utility>
 
-#include "platform/host/large_buffer.h"
+#include "host/large_buffer.h"
 
 namespace orvik {
 namespace {

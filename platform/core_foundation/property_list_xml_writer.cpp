@@ -5,7 +5,7 @@
 #include "platform/core_foundation/property_list_walk.h"
 #include "platform/core_foundation/property_list_written_xml.h"
 #include "platform/core_foundation/property_list_xml_content.h"
-#include "platform/host/large_buffer.h"
+#include "host/large_buffer.h"
 
 namespace orvik {
 namespace {

@@ -4,7 +4,7 @@
 #include <unicode/ustring.h>
 
 #include "platform/core_foundation/string_views.h"
-#include "platform/core_foundation/transcoding.h"
+#include "text/transcoding.h"
 
 namespace orvik {
 

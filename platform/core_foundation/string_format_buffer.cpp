@@ -4,7 +4,7 @@
 
 #include "platform/core_foundation/encodings.h"
 #include "platform/core_foundation/string_format.h"
-#include "platform/core_foundation/transcoding.h"
+#include "text/transcoding.h"
 
 namespace orvik {
 

@@ -8,7 +8,7 @@
 #include "platform/core_foundation/string.h"
 #include "platform/core_foundation/string_case.h"
 #include "platform/core_foundation/string_views.h"
-#include "platform/core_foundation/transcoding.h"
+#include "text/transcoding.h"
 
 namespace orvik {
 

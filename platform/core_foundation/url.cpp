@@ -12,10 +12,10 @@
 #include "platform/carbon/fsref.h"
 #include "platform/foundation/file_path.h"
 #include "platform/foundation/string.h"
-#include "platform/host/errno_status.h"
-#include "platform/host/file_names.h"
-#include "platform/host/replace_file.h"
-#include "platform/host/system_root.h"
+#include "platform/carbon/errno_status.h"
+#include "host/file_names.h"
+#include "host/replace_file.h"
+#include "host/system_root.h"
 
 namespace orvik {
 

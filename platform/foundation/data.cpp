@@ -6,7 +6,7 @@
 #include "platform/core_foundation/data.h"
 #include "platform/foundation/file_path.h"
 #include "platform/foundation/string.h"
-#include "platform/host/replace_file.h"
+#include "host/replace_file.h"
 
 namespace orvik {
 

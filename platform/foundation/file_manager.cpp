@@ -11,10 +11,10 @@
 
 #include "platform/carbon/files.h"
 #include "platform/foundation/file_path.h"
-#include "platform/host/at_path.h"
-#include "platform/host/errno_status.h"
-#include "platform/host/move_file.h"
-#include "platform/host/system_root.h"
+#include "host/at_path.h"
+#include "platform/carbon/errno_status.h"
+#include "host/move_file.h"
+#include "host/system_root.h"
 
 namespace orvik {
 

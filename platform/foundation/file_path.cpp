@@ -1,7 +1,7 @@
 #include "platform/foundation/file_path.h"
 
-#include "platform/host/file_names.h"
-#include "platform/host/system_root.h"
+#include "host/file_names.h"
+#include "host/system_root.h"
 
 namespace orvik {
 

@@ -5,7 +5,7 @@
 #include <cstdarg>
 
 #include "platform/core_foundation/string.h"
-#include "platform/host/system_log.h"
+#include "host/system_log.h"
 
 namespace orvik {
 

@@ -5,7 +5,7 @@
 #include <cstring>
 #include <new>
 
-#include "platform/core_foundation/transcoding.h"
+#include "text/transcoding.h"
 
 namespace orvik {
 

@@ -7,7 +7,7 @@
 
 #include "platform/core_foundation/encodings.h"
 #include "platform/core_foundation/string_format.h"
-#include "platform/core_foundation/transcoding.h"
+#include "text/transcoding.h"
 #include "platform/foundation/string.h"
 
 namespace orvik {

@@ -2,7 +2,7 @@
 
 #include "platform/core_foundation/string.h"
 #include "platform/foundation/file_path.h"
-#include "platform/host/replace_file.h"
+#include "host/replace_file.h"
 
 namespace orvik {
 

@@ -8,7 +8,7 @@
 
 #include "files/directory_path.h"
 #include "files/file_path.h"
-#include "platform/host/file_names.h"
+#include "host/file_names.h"
 #include "tests/support/file_trees.h"
 #include "tests/support/test_environment.h"
 

@@ -5,7 +5,7 @@
 
 #include "files/windows_files.h"
 #include "platform/carbon/trash.h"
-#include "platform/host/errno_status.h"
+#include "platform/carbon/errno_status.h"
 #include "tests/support/file_trees.h"
 #include "tests/support/test_environment.h"
 #include "tests/support/without_root_rights.h"

@@ -1,4 +1,4 @@
-#include "platform/host/errno_status.h"
+#include "platform/carbon/errno_status.h"
 
 #include <gtest/gtest.h>
 

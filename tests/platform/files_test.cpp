@@ -1,7 +1,7 @@
 #include "platform/carbon/files.h"
 
 #include "platform/carbon/catalog.h"
-#include "platform/host/errno_status.h"
+#include "platform/carbon/errno_status.h"
 #include "tests/support/file_trees.h"
 #include "tests/support/test_environment.h"
 

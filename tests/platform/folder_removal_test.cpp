@@ -3,7 +3,7 @@
 #include <atomic>
 #include <thread>
 
-#include "platform/host/errno_status.h"
+#include "platform/carbon/errno_status.h"
 #include "tests/support/file_trees.h"
 #include "tests/support/test_environment.h"
 #include "tests/support/without_root_rights.h"

@@ -1,6 +1,6 @@
 #include "platform/carbon/folders.h"
 
-#include "platform/host/errno_status.h"
+#include "platform/carbon/errno_status.h"
 #include "tests/support/test_environment.h"
 
 namespace orvik::test {

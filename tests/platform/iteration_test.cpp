@@ -2,8 +2,8 @@
 
 #include <map>
 
-#include "platform/host/errno_status.h"
-#include "platform/host/file_names.h"
+#include "platform/carbon/errno_status.h"
+#include "host/file_names.h"
 #include "tests/support/file_trees.h"
 #include "tests/support/test_environment.h"
 

@@ -8,9 +8,9 @@
 #include "platform/core_foundation/number.h"
 #include "platform/core_foundation/string.h"
 #include "platform/foundation/autorelease_pool.h"
-#include "platform/host/errno_status.h"
-#include "platform/host/file_identity.h"
-#include "platform/host/file_lock.h"
+#include "platform/carbon/errno_status.h"
+#include "host/file_identity.h"
+#include "host/file_lock.h"
 #include "tests/support/owned.h"
 #include "tests/support/test_environment.h"
 

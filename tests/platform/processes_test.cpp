@@ -7,7 +7,7 @@
 #include <thread>
 
 #include "platform/foundation/string.h"
-#include "platform/host/errno_status.h"
+#include "platform/carbon/errno_status.h"
 #include "tests/support/test_environment.h"
 
 namespace orvik::test {

@@ -1,4 +1,4 @@
-#include "platform/host/system_log.h"
+#include "host/system_log.h"
 
 #include <stdlib.h>
 #include <syslog.h>

@@ -5,7 +5,7 @@
 #include "platform/carbon/fsref.h"
 #include "platform/core_foundation/string.h"
 #include "platform/foundation/autorelease_pool.h"
-#include "platform/host/errno_status.h"
+#include "platform/carbon/errno_status.h"
 #include "tests/support/owned.h"
 #include "tests/support/test_environment.h"
 

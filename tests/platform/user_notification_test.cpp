@@ -2,7 +2,7 @@
 
 #include <gtest/gtest.h>
 
-#include "platform/host/alert_host.h"
+#include "host/alert_host.h"
 
 namespace orvik {
 namespace {

@@ -4,7 +4,7 @@
 #include <optional>
 #include <utility>
 
-#include "platform/host/alert_host.h"
+#include "host/alert_host.h"
 
 namespace orvik::test {
 

@@ -5,7 +5,7 @@
 
 #include "platform/core_foundation/data.h"
 #include "platform/core_foundation/property_list.h"
-#include "platform/host/replace_file.h"
+#include "host/replace_file.h"
 #include "prefs/reporting.h"
 #include "prefs/transaction.h"
 #include "tools/orvikprefs/commands.h"

@@ -1,6 +1,6 @@
 #include <ostream>
 
-#include "platform/host/file_watch.h"
+#include "host/file_watch.h"
 #include "prefs/reporting.h"
 #include "tools/orvikprefs/commands.h"
 #include "tools/orvikprefs/text.h"

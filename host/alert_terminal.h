@@ -1,0 +1,20 @@
+// Alerts on a terminal. For alert_host.cpp and tests.
+#pragma once
+
+#include <cstdio>
+#include <optional>
+
+#include "host/alert_host.h"
+
+namespace [[gnu::visibility("default")]] orvik {
+namespace host {
+
+// As ShowAlert. Nothing unless standard input and output are a terminal that this process may read.
+std::optional<int> AskOnTerminal(const AlertRequest& request);
+
+// Writes the question and reads lines until one holds the number or the label of a button; an empty
+// line stands for the default one. kAlertClosed at the end of the input.
+int AskThrough(std::FILE* in, std::FILE* out, const AlertRequest& request);
+
+}  // namespace host
+}  // namespace orvik

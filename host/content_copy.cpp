@@ -1,0 +1,157 @@
+#include "host/content_copy.h"
+
+#include <fcntl.h>
+#include <linux/fs.h>
+#include <sys/ioctl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <climits>
+#include <memory>
+#include <utility>
+
+namespace orvik::host {
+namespace {
+
+// Errors by which the kernel says that it does not copy between these two files.
+bool KernelDeclines(int error) {
+  return error == EXDEV || error == EINVAL || error == EOPNOTSUPP || error == ENOSYS ||
+         error == ETXTBSY || error == EPERM || error == EBADF;
+}
+
+// Smaller files are as quickly copied, and cost no more room than a hole or a shared block saves.
+constexpr off_t kWorthSharing = 4096;
+
+class Copier {
+ public:
+  Copier(int source, int target, std::size_t buffer_size)
+      : source_(source), target_(target), buffer_size_(buffer_size) {}
+
+  // Copies the bytes from `start` to `end`; `at_end` tells that the source ended before.
+  int CopyRange(off_t start, off_t end, bool* at_end) {
+    while (start < end) {
+      off_t copied = 0;
+      const int error = in_kernel_ && end - start > kSmall ? CopyInKernel(start, end, &copied)
+                                                           : CopyThroughBuffer(start, end, &copied);
+      if (error != 0) return error;
+      if (copied == 0 && !std::exchange(in_kernel_, false)) {
+        *at_end = true;
+        return 0;
+      }
+      start += copied;
+    }
+    return 0;
+  }
+
+ private:
+  static constexpr off_t kSmall = 64 * 1024;
+  static constexpr off_t kLargest = 1 << 30;  // bytes in one system call
+
+  int CopyInKernel(off_t start, off_t end, off_t* copied) {
+    off_t from = start;
+    off_t to = start;
+    const ssize_t done = copy_file_range(
+        source_, &from, target_, &to, static_cast<std::size_t>(std::min(end - start, kLargest)), 0);
+    if (done < 0 && errno != EINTR) {
+      if (!KernelDeclines(errno)) return errno;
+      in_kernel_ = false;
+      return CopyThroughBuffer(start, end, copied);
+    }
+    *copied = std::max<ssize_t>(done, 0);
+    if (done < 0) return CopyThroughBuffer(start, end, copied);
+    return 0;
+  }
+
+  int CopyThroughBuffer(off_t start, off_t end, off_t* copied) {
+    const auto wanted =
+        static_cast<std::size_t>(std::min<off_t>(end - start, static_cast<off_t>(buffer_size_)));
+    if (allocated_ < wanted) {
+      buffer_ = std::make_unique_for_overwrite<char[]>(wanted);
+      allocated_ = wanted;
+    }
+    ssize_t got;
+    do {
+      got = pread(source_, buffer_.get(), wanted, start);
+    } while (got < 0 && errno == EINTR);
+    if (got < 0) return errno;
+    for (ssize_t written = 0; written < got;) {
+      const ssize_t done = pwrite(target_, buffer_.get() + written,
+                                  static_cast<std::size_t>(got - written), start + written);
+      if (done < 0 && errno != EINTR) return errno;
+      if (done == 0) return ENOSPC;
+      written += std::max<ssize_t>(done, 0);
+    }
+    *copied = got;
+    return 0;
+  }
+
+  int source_;
+  int target_;
+  std::size_t buffer_size_;
+  bool in_kernel_ = true;
+  std::unique_ptr<char[]> buffer_;
+  std::size_t allocated_ = 0;
+};
+
+bool ShareBlocks(int source, int target) {
+  return ioctl(target, FICLONE, source) == 0;
+}
+
+int Reserve(int target, off_t size) {
+  if (fallocate(target, FALLOC_FL_KEEP_SIZE, 0, size) == 0) return 0;
+  return errno == ENOSPC || errno == EDQUOT || errno == EFBIG ? errno : 0;
+}
+
+}  // namespace
+
+int CopyContent(int source, int target, const ContentSize& source_size, std::size_t buffer_size) {
+  const off_t size = source_size.size;
+  if (size > kWorthSharing && ShareBlocks(source, target)) return 0;
+  const bool sparse = size > kWorthSharing && source_size.allocated < size;
+  if (size > static_cast<off_t>(buffer_size)) {
+    // Neither side pushes out what others have in the page cache.
+    posix_fadvise(source, 0, 0, POSIX_FADV_NOREUSE);
+    posix_fadvise(target, 0, 0, POSIX_FADV_NOREUSE);
+  }
+  if (!sparse && size > static_cast<off_t>(buffer_size)) {
+    if (const int error = Reserve(target, size)) return error;
+  }
+  Copier copier{source, target, buffer_size};
+  bool at_end = false;
+  off_t position = 0;
+  while (position < size && !at_end) {
+    off_t data = position;
+    off_t hole = size;
+    if (sparse) {
+      data = lseek(source, position, SEEK_DATA);
+      if (data < 0 && errno == ENXIO) break;
+      if (data < 0) data = position;
+      hole = lseek(source, data, SEEK_HOLE);
+      if (hole <= data || hole > size) hole = size;
+    }
+    if (const int error = copier.CopyRange(data, hole, &at_end)) return error;
+    position = hole;
+  }
+  if (sparse && !at_end && ftruncate(target, size) != 0) return errno;
+  return 0;
+}
+
+int CopyContent(int source, int target, std::size_t buffer_size) {
+  struct stat info {};
+  if (fstat(source, &info) != 0) return errno;
+  return CopyContent(source, target, {info.st_size, static_cast<long long>(info.st_blocks) * 512},
+                     buffer_size);
+}
+
+int CopyLinkText(int from, const char* from_name, int to, const char* to_name) {
+  char text[PATH_MAX];
+  const ssize_t length = readlinkat(from, from_name, text, sizeof text);
+  if (length < 0) return errno;
+  if (length == static_cast<ssize_t>(sizeof text)) return ENAMETOOLONG;
+  text[length] = '\0';
+  return symlinkat(text, to, to_name) == 0 ? 0 : errno;
+}
+
+}  // namespace orvik::host

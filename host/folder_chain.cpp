@@ -1,0 +1,54 @@
+#include "host/folder_chain.h"
+
+#include <fcntl.h>
+
+#include <cerrno>
+#include <utility>
+
+namespace orvik::host {
+
+namespace {
+
+// A copy has two chains, and a process may have few descriptors.
+constexpr std::size_t kMaxOpenFolders = 16;
+
+}  // namespace
+
+const int kOpenFolder = O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC;
+
+int FolderChain::Enter(Descriptor folder) {
+  struct stat info;
+  if (fstat(folder.get(), &info) != 0) return errno;
+  levels_.push_back({std::move(folder), info.st_dev, info.st_ino});
+  if (levels_.size() > kMaxOpenFolders) {
+    levels_[levels_.size() - 1 - kMaxOpenFolders].folder = Descriptor();
+  }
+  return 0;
+}
+
+int FolderChain::OpenAbove(int* folder) {
+  Level& above = levels_[levels_.size() - 2];
+  if (!above.folder) {
+    Descriptor opened(openat(levels_.back().folder.get(), "..", kOpenFolder));
+    if (!opened) return errno;
+    struct stat info;
+    if (fstat(opened.get(), &info) != 0 || info.st_dev != above.device ||
+        info.st_ino != above.inode) {
+      return ENOENT;
+    }
+    above.folder = std::move(opened);
+  }
+  *folder = above.folder.get();
+  return 0;
+}
+
+int FolderChain::Leave() {
+  int above = -1;
+  if (levels_.size() > 1) {
+    if (const int error = OpenAbove(&above)) return error;
+  }
+  levels_.pop_back();
+  return 0;
+}
+
+}  // namespace orvik::host

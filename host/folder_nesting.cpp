@@ -1,0 +1,91 @@
+#include "host/folder_nesting.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+
+#include <algorithm>
+#include <string_view>
+#include <utility>
+#include <vector>
+
+#include "host/at_path.h"
+#include "host/descriptor.h"
+
+namespace orvik::host {
+
+namespace {
+
+constexpr int kOpenAnyFolder = O_PATH | O_DIRECTORY | O_CLOEXEC;
+
+Descriptor OpenFolder(const std::string& path) {
+  const AtPath at(path);
+  return Descriptor(at.error() != 0 ? -1 : openat(at.folder(), at.name(), kOpenAnyFolder));
+}
+
+// The part of a path that does not exist, without its dots. `went_up` tells whether it had "..";
+// the first ones may be left and are then those of what exists.
+std::string WithoutDots(std::string_view missing, bool* went_up) {
+  std::vector<std::string_view> names;
+  *went_up = false;
+  for (std::size_t start = 0; start < missing.size();) {
+    const std::size_t slash = std::min(missing.find('/', start), missing.size());
+    const std::string_view name = missing.substr(start, slash - start);
+    start = slash + 1;
+    if (name.empty() || name == ".") continue;
+    if (name != "..") {
+      names.push_back(name);
+      continue;
+    }
+    *went_up = true;
+    if (names.empty() || names.back() == "..") {
+      names.push_back(name);
+    } else {
+      names.pop_back();
+    }
+  }
+  std::string clean;
+  for (const std::string_view name : names) clean.append("/").append(name);
+  return clean;
+}
+
+// The innermost folder on the way to `path` that exists; empty when there is none.
+Descriptor OpenExisting(std::string path) {
+  if (path.empty()) return Descriptor();
+  if (path.front() != '/') path = "./" + path;
+  for (;;) {
+    std::string existing = path;
+    Descriptor folder;
+    while (!(folder = OpenFolder(existing))) {
+      const std::size_t slash = existing.rfind('/');
+      if (slash == std::string::npos || existing == "/") return Descriptor();
+      existing.resize(std::max<std::size_t>(slash, 1));
+    }
+    bool went_up = false;
+    const std::string rest = WithoutDots(std::string_view(path).substr(existing.size()), &went_up);
+    // What lies beside the missing part may exist, and be a link.
+    if (!went_up) return folder;
+    path = existing + rest;
+  }
+}
+
+}  // namespace
+
+bool LiesInFolder(const std::string& path, const std::string& folder) {
+  const AtPath at(folder);
+  struct stat wanted;
+  if (at.error() != 0 || fstatat(at.folder(), at.name(), &wanted, 0) != 0) return true;
+  Descriptor here = OpenExisting(path);
+  struct stat info;
+  if (!here || fstat(here.get(), &info) != 0) return true;
+  for (;;) {
+    if (info.st_dev == wanted.st_dev && info.st_ino == wanted.st_ino) return true;
+    Descriptor above(openat(here.get(), "..", kOpenAnyFolder));
+    struct stat next;
+    if (!above || fstat(above.get(), &next) != 0) return true;
+    if (next.st_dev == info.st_dev && next.st_ino == info.st_ino) return false;
+    here = std::move(above);
+    info = next;
+  }
+}
+
+}  // namespace orvik::host

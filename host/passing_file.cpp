@@ -1,0 +1,237 @@
+#include "host/passing_file.h"
+
+#include <fcntl.h>
+#include <inttypes.h>
+#include <stdio.h>
+#include <sys/file.h>
+#include <sys/stat.h>
+
+#include <cerrno>
+#include <utility>
+
+#include "host/folder_chain.h"
+#include "host/tree_removal.h"
+
+namespace orvik::host {
+
+namespace {
+
+// Names that entries on their way may have, and how often all are tried, a millisecond apart.
+constexpr int kNames = 4;
+constexpr int kTries = 2000;
+
+// Within the 255 bytes of a name.
+std::string PassingName(const std::string& target_name, int number) {
+  constexpr std::size_t kLongestName = 255;
+  const std::string suffix = ".orvik-" + std::to_string(number);
+  if (target_name.size() + 1 + suffix.size() <= kLongestName) return "." + target_name + suffix;
+  std::uint64_t hash = 14695981039346656037u;  // FNV-1a
+  for (const char byte : target_name) {
+    hash = (hash ^ static_cast<unsigned char>(byte)) * 1099511628211u;
+  }
+  char digits[17];
+  snprintf(digits, sizeof digits, "%016" PRIx64, hash);
+  return "." + std::string(digits) + suffix;
+}
+
+bool Stands(int folder, const char* name) {
+  return faccessat(folder, name, F_OK, AT_SYMLINK_NOFOLLOW) == 0;
+}
+
+}  // namespace
+
+std::string FolderOf(const std::string& path) {
+  const std::size_t slash = path.rfind('/');
+  if (slash == std::string::npos) return ".";
+  return slash == 0 ? "/" : path.substr(0, slash);
+}
+
+std::string NameOf(const std::string& path) {
+  return path.substr(path.rfind('/') + 1);
+}
+
+int RenameWithoutReplacing(int from, const char* from_name, int to, const char* to_name) {
+  if (renameat2(from, from_name, to, to_name, RENAME_NOREPLACE) == 0) return 0;
+  if (errno != EINVAL && errno != ENOSYS) return errno;
+  // The volume does not know the flag, or the folder would go into itself, which fails again.
+  if (Stands(to, to_name)) return EEXIST;
+  return renameat(from, from_name, to, to_name) == 0 ? 0 : errno;
+}
+
+int FlushFolder(int folder) {
+  return fsync(folder) == 0 || errno == EINVAL || errno == ENOTSUP ? 0 : errno;
+}
+
+bool HasName(int entry, int folder, const char* name) {
+  struct stat own, named;
+  return fstat(entry, &own) == 0 && fstatat(folder, name, &named, AT_SYMLINK_NOFOLLOW) == 0 &&
+         own.st_dev == named.st_dev && own.st_ino == named.st_ino;
+}
+
+bool LockNew(int entry, int folder, const char* name) {
+  const bool is_taken = flock(entry, LOCK_EX | LOCK_NB) != 0 && errno == EWOULDBLOCK;
+  return !is_taken && HasName(entry, folder, name);
+}
+
+PassingEntry::PassingEntry(int folder, std::string target)
+    : folder_(folder), target_(std::move(target)) {}
+
+void PassingEntry::RemoveAbandoned() const {
+  for (int number = 0; number < kNames; ++number) {
+    const std::string name = PassingName(target_, number);
+    if (!Stands(folder_, name.c_str())) continue;
+    const Descriptor entry(
+        openat(folder_, name.c_str(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));
+    struct stat own;
+    if (!entry || flock(entry.get(), LOCK_EX | LOCK_NB) != 0 ||
+        !HasName(entry.get(), folder_, name.c_str()) || fstat(entry.get(), &own) != 0) {
+      continue;
+    }
+    if (!S_ISDIR(own.st_mode)) {
+      unlinkat(folder_, name.c_str(), 0);
+    } else if (own.st_uid == geteuid()) {
+      RemoveTree(folder_, name.c_str(), Obstacles::kTakeAway);
+    }
+  }
+}
+
+template <class Function>
+int PassingEntry::WithFreeName(Function function) {
+  for (int tries = 0; tries < kTries; ++tries) {
+    for (int number = 0; number < kNames; ++number) {
+      std::string name = PassingName(target_, number);
+      const int error = function(name);
+      if (error == 0) name_ = std::move(name);
+      if (error != EEXIST) return error;
+    }
+    usleep(1000);
+  }
+  return EBUSY;
+}
+
+int PassingEntry::Lock(const std::string& name) const {
+  return LockNew(entry_.get(), folder_, name.c_str()) ? 0 : EEXIST;
+}
+
+PassingFile::~PassingFile() {
+  if (!name_.empty()) unlinkat(folder_, name_.c_str(), 0);
+}
+
+int PassingFile::Make(mode_t mode) {
+  RemoveAbandoned();
+  entry_ = Descriptor(openat(folder_, ".", O_RDWR | O_TMPFILE | O_CLOEXEC, mode));
+  if (entry_ && CanGetName()) {
+    flock(entry_.get(), LOCK_EX | LOCK_NB);
+    return 0;
+  }
+  if (!entry_ && errno != EOPNOTSUPP && errno != EISDIR && errno != ENOENT && errno != EINVAL)
+    return errno;
+  return MakeNamed(mode);
+}
+
+int PassingFile::Arrive(int old_file) {
+  if (name_.empty()) {
+    if (const int error = GiveName()) return error;
+  }
+  if (old_file >= 0 && Exchange(old_file)) return 0;
+  if (renameat(folder_, name_.c_str(), folder_, target_.c_str()) != 0) return errno;
+  name_.clear();
+  return 0;
+}
+
+int PassingFile::ArriveAsNew() {
+  if (name_.empty()) return LinkTo(AT_FDCWD, ProcPath());
+  const int error = LinkTo(folder_, name_);
+  if (error != EPERM && error != EOPNOTSUPP) return error;
+  // The volume knows no second names.
+  const int refused = RenameWithoutReplacing(folder_, name_.c_str(), folder_, target_.c_str());
+  if (refused == 0) name_.clear();
+  return refused;
+}
+
+void PassingFile::TakeBack() {
+  if (HasName(entry_.get(), folder_, target_.c_str())) unlinkat(folder_, target_.c_str(), 0);
+}
+
+int PassingFile::LinkTo(int from, const std::string& name) const {
+  constexpr int kFlags = AT_SYMLINK_FOLLOW;
+  return linkat(from, name.c_str(), folder_, target_.c_str(), kFlags) == 0 ? 0 : errno;
+}
+
+std::string PassingFile::ProcPath() const {
+  return "/proc/self/fd/" + std::to_string(entry_.get());
+}
+
+// Without /proc a file without a name cannot get one.
+bool PassingFile::CanGetName() const {
+  return access(ProcPath().c_str(), F_OK) == 0;
+}
+
+// A rename over a file makes some volumes write the new one out at once and wait for it at the
+// next rename; an exchange does not. The old file is locked, so that nobody takes it for an
+// abandoned one and its name for free.
+bool PassingFile::Exchange(int old_file) {
+  if (flock(old_file, LOCK_EX | LOCK_NB) != 0 ||
+      renameat2(folder_, name_.c_str(), folder_, target_.c_str(), RENAME_EXCHANGE) != 0) {
+    return false;
+  }
+  if (HasName(old_file, folder_, name_.c_str())) {
+    unlinkat(folder_, name_.c_str(), 0);
+  } else {
+    RemoveAbandoned();
+  }
+  name_.clear();
+  return true;
+}
+
+int PassingFile::GiveName() {
+  return WithFreeName([this, path = ProcPath()](const std::string& name) {
+    return linkat(AT_FDCWD, path.c_str(), folder_, name.c_str(), AT_SYMLINK_FOLLOW) == 0 ? 0
+                                                                                         : errno;
+  });
+}
+
+int PassingFile::MakeNamed(mode_t mode) {
+  return WithFreeName([this, mode](const std::string& name) {
+    constexpr int kFlags = O_RDWR | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC;
+    entry_ = Descriptor(openat(folder_, name.c_str(), kFlags, mode));
+    return entry_ ? Lock(name) : errno;
+  });
+}
+
+PassingFolder::~PassingFolder() {
+  if (name_.empty()) return;
+  try {
+    RemoveTree(folder_, name_.c_str(), Obstacles::kTakeAway);
+  } catch (...) {  // no memory: the next one removes it
+  }
+}
+
+int PassingFolder::Make() {
+  RemoveAbandoned();
+  return WithFreeName([this](const std::string& name) {
+    if (mkdirat(folder_, name.c_str(), 0700) != 0) return errno;
+    entry_ = Descriptor(openat(folder_, name.c_str(), kOpenFolder));
+    if (entry_) return Lock(name);
+    const int error = errno;
+    if (error == ENOENT) return EEXIST;  // taken for an abandoned one
+    unlinkat(folder_, name.c_str(), AT_REMOVEDIR);
+    return error;
+  });
+}
+
+int PassingFolder::ArriveAsNew() {
+  const int error = RenameWithoutReplacing(folder_, name_.c_str(), folder_, target_.c_str());
+  if (error == 0) passing_name_ = std::exchange(name_, {});
+  return error;
+}
+
+void PassingFolder::TakeBack() {
+  if (!HasName(entry_.get(), folder_, target_.c_str())) return;
+  const char* const name = passing_name_.c_str();
+  if (RenameWithoutReplacing(folder_, target_.c_str(), folder_, name) == 0) {
+    name_ = std::move(passing_name_);
+  }
+}
+
+}  // namespace orvik::host

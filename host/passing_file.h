@@ -1,0 +1,112 @@
+// Files and folders on their way to a name, which they get when they are whole.
+//
+// Until then a file has no name, where the volume knows such files; otherwise, and a folder always,
+// it is called ".<name>.orvik-<n>" beside its place (n = 0..3, a hash in place of a name too long).
+// Whoever makes it keeps a kernel lock on it as long as it is called so, so that the next one on
+// the way to the same name knows what killed processes have left, and removes it (a folder only
+// when it is the caller's). What has not arrived is removed by the destructor.
+//
+// Failures are error numbers of Linux; 0 is success.
+#pragma once
+
+#include <sys/types.h>
+
+#include <string>
+
+#include "host/descriptor.h"
+
+namespace [[gnu::visibility("default")]] orvik {
+namespace host {
+
+// The folder that a path lies in ("." for a lone name), and its last component.
+std::string FolderOf(const std::string& path);
+std::string NameOf(const std::string& path);
+
+// Renames to a name where nothing stands: EEXIST when something does, as far as the volume can tell
+// in one step.
+int RenameWithoutReplacing(int from, const char* from_name, int to, const char* to_name);
+
+// Puts the names in a folder on disk, where the volume can.
+int FlushFolder(int folder);
+
+// Whether the open file or folder still has the name.
+bool HasName(int entry, int folder, const char* name);
+
+// Locks a new file or folder: false when another has taken it for an abandoned one meanwhile. Where
+// there are no locks nobody does.
+bool LockNew(int entry, int folder, const char* name);
+
+// What both have in common. The folder must stay open.
+class PassingEntry {
+ public:
+  PassingEntry(int folder, std::string target);
+  PassingEntry(const PassingEntry&) = delete;
+  PassingEntry& operator=(const PassingEntry&) = delete;
+
+  int descriptor() const { return entry_.get(); }
+
+  // Removes what killed processes have left on the way to the target.
+  void RemoveAbandoned() const;
+
+ protected:
+  ~PassingEntry() = default;
+
+  // Calls with one name after the other while the answer is EEXIST.
+  template <class Function>
+  int WithFreeName(Function function);
+  // EEXIST when it is not the caller's own any more.
+  int Lock(const std::string& name) const;
+
+  int folder_;
+  std::string target_;
+  Descriptor entry_;
+  std::string name_;  // "" while it has none, or has arrived
+};
+
+class PassingFile : public PassingEntry {
+ public:
+  using PassingEntry::PassingEntry;
+  ~PassingFile();
+
+  // `mode` less the umask.
+  int Make(mode_t mode);
+
+  // Puts the file in the target's place. `old_file` is the open target (-1: none) when its space
+  // need not be given back on disk first.
+  int Arrive(int old_file);
+
+  // Puts the file where nothing stands: EEXIST.
+  int ArriveAsNew();
+
+  // Removes the file that has arrived as new.
+  void TakeBack();
+
+ private:
+  int LinkTo(int from, const std::string& name) const;
+  std::string ProcPath() const;
+  bool CanGetName() const;
+  bool Exchange(int old_file);
+  int GiveName();
+  int MakeNamed(mode_t mode);
+};
+
+class PassingFolder : public PassingEntry {
+ public:
+  using PassingEntry::PassingEntry;
+  ~PassingFolder();
+
+  // An empty folder of mode 0700.
+  int Make();
+
+  // Puts the folder where nothing stands: EEXIST.
+  int ArriveAsNew();
+
+  // Puts it back on its way, so that it is removed.
+  void TakeBack();
+
+ private:
+  std::string passing_name_;
+};
+
+}  // namespace host
+}  // namespace orvik

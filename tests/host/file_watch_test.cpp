@@ -1,0 +1,78 @@
+#include "host/file_watch.h"
+
+#include <unistd.h>
+
+#include "host/file_access.h"
+#include "tests/support/test_environment.h"
+
+namespace orvik::test {
+namespace {
+
+using namespace host;
+
+class FileWatchTest : public EnvironmentTest {
+ protected:
+  // Events take a moment to arrive; none may be missed.
+  static constexpr int kSoon = 10'000;
+
+  // Other signs may come first: waits until nothing is told for a moment.
+  static void Drain(FileWatch& watch) {
+    while (watch.Wait(20)) {
+    }
+  }
+
+  fs::path file_ = env_.folder() / "a" / "b" / "file";
+};
+
+TEST_F(FileWatchTest, FollowsAFileFromBeforeItsFoldersToAfterItsEnd) {
+  FileWatch watch(file_);
+  ASSERT_TRUE(watch.ok());
+  EXPECT_FALSE(watch.Wait(0));
+
+  WriteFile(file_, "one");
+  EXPECT_TRUE(watch.Wait(kSoon));
+  Drain(watch);
+  WriteFile(file_, "two");
+  EXPECT_TRUE(watch.Wait(kSoon));
+  Drain(watch);
+  WriteFile(env_.folder() / "a" / "b" / "other", "");
+  EXPECT_FALSE(watch.Wait(20));
+  fs::rename(env_.folder() / "a" / "b" / "other", file_);
+  EXPECT_TRUE(watch.Wait(kSoon));
+  Drain(watch);
+
+  fs::remove_all(env_.folder() / "a");
+  EXPECT_TRUE(watch.Wait(kSoon));
+  Drain(watch);
+  WriteFile(file_, "again");
+  EXPECT_TRUE(watch.Wait(kSoon));
+  Drain(watch);
+  WriteFile(file_, "and again");
+  EXPECT_TRUE(watch.Wait(kSoon));
+}
+
+TEST_F(FileWatchTest, FollowsAFolderThatIsPutInAnothersPlace) {
+  WriteFile(file_, "one");
+  FileWatch watch(file_);
+  fs::rename(env_.folder() / "a", env_.folder() / "elsewhere");
+  WriteFile(file_, "two");
+  EXPECT_TRUE(watch.Wait(kSoon));
+  Drain(watch);
+  WriteFile(file_, "three");
+  EXPECT_TRUE(watch.Wait(kSoon));
+}
+
+TEST_F(FileWatchTest, TellsWhetherAFileCouldBeReplaced) {
+  EXPECT_EQ(ReplaceAccess(file_), 0);
+  WriteFile(file_, "one");
+  EXPECT_EQ(ReplaceAccess(file_), 0);
+  EXPECT_EQ(ReplaceAccess(file_ / "below"), ENOTDIR);
+  if (geteuid() != 0) {
+    fs::permissions(file_.parent_path(), fs::perms::owner_read | fs::perms::owner_exec);
+    EXPECT_EQ(ReplaceAccess(file_), EACCES);
+    EXPECT_EQ(ReplaceAccess(file_.parent_path() / "new"), EACCES);
+  }
+}
+
+}  // namespace
+}  // namespace orvik::test

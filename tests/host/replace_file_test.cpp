@@ -1,0 +1,192 @@
+#include "host/replace_file.h"
+
+#include <fcntl.h>
+#include <linux/filter.h>
+#include <linux/seccomp.h>
+#include <signal.h>
+#include <sys/file.h>
+#include <sys/prctl.h>
+#include <sys/stat.h>
+#include <sys/syscall.h>
+#include <sys/wait.h>
+#include <sys/xattr.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstddef>
+
+#include "tests/support/test_environment.h"
+
+namespace orvik::test {
+namespace {
+
+using namespace host;
+
+class ReplaceFileTest : public EnvironmentTest {
+ protected:
+  std::vector<std::string> Names() const { return NamesIn(folder_); }
+
+  fs::path Folder() {
+    fs::path folder = env_.folder() / "place";
+    fs::create_directory(folder);
+    return folder;
+  }
+
+  const fs::path folder_ = Folder();
+  const fs::path file_ = folder_ / "file";
+};
+
+TEST_F(ReplaceFileTest, MakesAndReplacesAndLeavesNothingElse) {
+  for (const std::string& content :
+       {std::string("one"), std::string(), std::string(1 << 20, 'x')}) {
+    const ReplaceResult result = ReplaceFile(file_, content);
+    EXPECT_EQ(result.error, 0);
+    EXPECT_TRUE(result.wrote);
+    EXPECT_EQ(ReadFile(file_), content);
+    EXPECT_EQ(result.identity, IdentityOf(file_.string()));
+  }
+  EXPECT_EQ(Names(), std::vector<std::string>{"file"});
+}
+
+TEST_F(ReplaceFileTest, WritesNothingWhenTheContentIsThere) {
+  WriteFile(file_, "same");
+  const FileIdentity before = IdentityOf(file_.string());
+  const ReplaceResult result = ReplaceFile(file_, "same");
+  EXPECT_FALSE(result.wrote);
+  EXPECT_EQ(result.identity, before);
+  EXPECT_EQ(IdentityOf(file_.string()), before);
+}
+
+TEST_F(ReplaceFileTest, KeepsModeAndAttributesAndFollowsLinks) {
+  WriteFile(file_, "old");
+  chmod(file_.c_str(), 0640);
+  const bool has_attributes = setxattr(file_.c_str(), "user.note", "kept", 4, 0) == 0;
+  fs::create_symlink("file", folder_ / "link");
+  fs::create_symlink(folder_ / "link", folder_ / "link to link");
+  ASSERT_EQ(ReplaceFile(folder_ / "link to link", "new").error, 0);
+  EXPECT_TRUE(fs::is_symlink(folder_ / "link"));
+  EXPECT_EQ(ReadFile(file_), "new");
+  struct stat attributes;
+  stat(file_.c_str(), &attributes);
+  EXPECT_EQ(attributes.st_mode & 07777, 0640U);
+  char note[4];
+  EXPECT_TRUE(!has_attributes || getxattr(file_.c_str(), "user.note", note, 4) == 4);
+
+  fs::create_symlink("not yet", folder_ / "dangling");
+  ASSERT_EQ(ReplaceFile(folder_ / "dangling", "made").error, 0);
+  EXPECT_EQ(ReadFile(folder_ / "not yet"), "made");
+  fs::create_symlink("loop", folder_ / "loop");
+  EXPECT_EQ(ReplaceFile(folder_ / "loop", "x").error, ELOOP);
+}
+
+TEST_F(ReplaceFileTest, RefusesWhatIsNoFile) {
+  fs::create_directory(folder_ / "folder");
+  mkfifo((folder_ / "pipe").c_str(), 0600);
+  std::string content;
+  EXPECT_EQ(ReplaceFile(folder_ / "folder", "x").error, EISDIR);
+  EXPECT_EQ(ReplaceFile(folder_ / "pipe", "x").error, EINVAL);
+  EXPECT_EQ(ReplaceFile(folder_ / "none" / "file", "x").error, ENOENT);
+  EXPECT_EQ(ReadWholeFile(folder_ / "folder", &content), EISDIR);
+  EXPECT_EQ(ReadWholeFile(folder_ / "pipe", &content), EINVAL);
+  EXPECT_EQ(ReadWholeFile(folder_ / "none", &content), ENOENT);
+  EXPECT_EQ(ReplaceFile(folder_ / std::string(256, 'n'), "x").error, ENAMETOOLONG);
+  EXPECT_EQ(ReplaceFile(folder_ / std::string(255, 'n'), "x").error, 0);
+}
+
+TEST_F(ReplaceFileTest, AFailingWriteKeepsTheOldFile) {
+  WriteFile(file_, "old");
+  {
+    const FileSizeLimit limit(1000);
+    EXPECT_EQ(ReplaceFile(file_, std::string(5000, 'x')).error, EFBIG);
+  }
+  EXPECT_EQ(ReadFile(file_), "old");
+  EXPECT_EQ(Names(), std::vector<std::string>{"file"});
+}
+
+// Makes the kernel answer as on a volume without files that have no name.
+void ForbidFilesWithoutNames() {
+  constexpr unsigned kWithoutName = O_TMPFILE & ~O_DIRECTORY;
+  sock_filter program[] = {BPF_STMT(BPF_LD | BPF_W | BPF_ABS, offsetof(seccomp_data, nr)),
+                           BPF_JUMP(BPF_JMP | BPF_JEQ | BPF_K, SYS_openat, 0, 3),
+                           BPF_STMT(BPF_LD | BPF_W | BPF_ABS, offsetof(seccomp_data, args[2])),
+                           BPF_JUMP(BPF_JMP | BPF_JSET | BPF_K, kWithoutName, 0, 1),
+                           BPF_STMT(BPF_RET | BPF_K, SECCOMP_RET_ERRNO | EOPNOTSUPP),
+                           BPF_STMT(BPF_RET | BPF_K, SECCOMP_RET_ALLOW)};
+  const sock_fprog filter = {std::size(program), program};
+  prctl(PR_SET_NO_NEW_PRIVS, 1, 0, 0, 0);
+  prctl(PR_SET_SECCOMP, SECCOMP_MODE_FILTER, &filter);
+}
+
+TEST_F(ReplaceFileTest, WorksWhereFilesHaveNamesFromTheStart) {
+  WriteFile(file_, "old");
+  WriteFile(folder_ / ".file.orvik-0", "abandoned");
+  chmod(file_.c_str(), 0600);
+  const std::vector<int> errors = InProcesses(1, [this](int) {
+    ForbidFilesWithoutNames();
+    if (open(folder_.c_str(), O_TMPFILE | O_RDWR, 0600) >= 0) return 1;
+    return ReplaceFile(file_, "new").error;
+  });
+  EXPECT_EQ(errors[0], 0);
+  EXPECT_EQ(ReadFile(file_), "new");
+  EXPECT_EQ(fs::status(file_).permissions(), fs::perms(0600));
+  EXPECT_EQ(Names(), std::vector<std::string>{"file"});
+}
+
+TEST_F(ReplaceFileTest, NoRightToWriteKeepsTheOldFile) {
+  WriteFile(file_, "old");
+  const auto as_other = [this] {
+    return InProcesses(1, [this](int) {
+      if (geteuid() == 0 && seteuid(65534) != 0) return 0;
+      return ReplaceFile(file_, "new").error;
+    })[0];
+  };
+  if (geteuid() == 0) chmod(env_.folder().c_str(), 0755);
+  chmod(folder_.c_str(), 0555);
+  chmod(file_.c_str(), 0666);
+  EXPECT_EQ(as_other(), EACCES);
+  chmod(folder_.c_str(), 0777);
+  chmod(file_.c_str(), 0444);
+  EXPECT_EQ(as_other(), EACCES);
+  EXPECT_EQ(ReadFile(file_), "old");
+  EXPECT_EQ(Names(), std::vector<std::string>{"file"});
+}
+
+TEST_F(ReplaceFileTest, RemovesWhatAKilledWriterLeftButNotWhatALivingOneHolds) {
+  WriteFile(folder_ / ".file.orvik-0", "abandoned");
+  WriteFile(folder_ / ".file.orvik-3", "abandoned too");
+  const int held = open((folder_ / ".file.orvik-1").c_str(), O_CREAT | O_RDWR | O_CLOEXEC, 0600);
+  flock(held, LOCK_EX);
+  EXPECT_EQ(ReplaceFile(file_, "new").error, 0);
+  EXPECT_EQ(Names(), (std::vector<std::string>{".file.orvik-1", "file"}));
+  close(held);
+  EXPECT_EQ(ReplaceFile(file_, "newer").error, 0);
+  EXPECT_EQ(Names(), std::vector<std::string>{"file"});
+}
+
+TEST_F(ReplaceFileTest, ReadersSeeWholeContentsWhileWritersAreKilled) {
+  const std::string contents[] = {std::string(20000, 'a'), std::string(30000, 'b')};
+  ASSERT_EQ(ReplaceFile(file_, contents[0]).error, 0);
+  for (int round = 0; round < 5; ++round) {
+    pid_t writers[2];
+    for (int i = 0; i < 2; ++i) {
+      writers[i] = fork();
+      if (writers[i] == 0) {
+        for (int turn = i;; ++turn) ReplaceFile(file_, contents[turn % 2], Flush::kNone);
+      }
+    }
+    for (int read = 0; read < 25; ++read) {
+      std::string content;
+      ASSERT_EQ(ReadWholeFile(file_, &content), 0);
+      ASSERT_TRUE(content == contents[0] || content == contents[1]) << content.size();
+    }
+    for (const pid_t writer : writers) {
+      kill(writer, SIGKILL);
+      waitpid(writer, nullptr, 0);
+    }
+  }
+  EXPECT_EQ(ReplaceFile(file_, "end").error, 0);
+  EXPECT_EQ(Names(), std::vector<std::string>{"file"});
+}
+
+}  // namespace
+}  // namespace orvik::test

@@ -1,0 +1,392 @@
+#include "text/transcoding.h"
+
+#include <bit>
+#include <cstdint>
+#include <cstring>
+
+#include "text/transcoding_blocks.h"
+
+namespace orvik {
+
+namespace {
+
+inline bool IsTrail(unsigned char byte) {
+  return (byte & 0xC0) == 0x80;
+}
+
+constexpr char32_t kNoCharacter = 0xFFFFFFFF;
+constexpr char32_t kCutCharacter = 0xFFFFFFFE;
+
+// The character of two to four bytes that starts at `source`, which is moved over it when it is
+// well formed.
+inline char32_t DecodeMultiByte(const char*& source, const char* end) {
+  const auto* s = reinterpret_cast<const unsigned char*>(source);
+  const auto available = end - source;
+  const unsigned char first = s[0];
+  if (first < 0xE0) {
+    if (first < 0xC2) return kNoCharacter;
+    if (available < 2) return kCutCharacter;
+    if (!IsTrail(s[1])) return kNoCharacter;
+    source += 2;
+    return ((first & 0x1Fu) << 6) | (s[1] & 0x3Fu);
+  }
+  if (first < 0xF0) {
+    if (available < 2) return kCutCharacter;
+    const unsigned char lowest = first == 0xE0 ? 0xA0 : 0x80;
+    const unsigned char highest = first == 0xED ? 0x9F : 0xBF;
+    if (s[1] < lowest || s[1] > highest) return kNoCharacter;
+    if (available < 3) return kCutCharacter;
+    if (!IsTrail(s[2])) return kNoCharacter;
+    source += 3;
+    return ((first & 0x0Fu) << 12) | ((s[1] & 0x3Fu) << 6) | (s[2] & 0x3Fu);
+  }
+  if (first > 0xF4) return kNoCharacter;
+  if (available < 2) return kCutCharacter;
+  const unsigned char lowest = first == 0xF0 ? 0x90 : 0x80;
+  const unsigned char highest = first == 0xF4 ? 0x8F : 0xBF;
+  if (s[1] < lowest || s[1] > highest) return kNoCharacter;
+  for (int i = 2; i < 4; ++i) {
+    if (available <= i) return kCutCharacter;
+    if (!IsTrail(s[i])) return kNoCharacter;
+  }
+  source += 4;
+  return ((first & 0x07u) << 18) | ((s[1] & 0x3Fu) << 12) | ((s[2] & 0x3Fu) << 6) | (s[3] & 0x3Fu);
+}
+
+inline TranscodingStop StopOf(char32_t failure) {
+  return failure == kCutCharacter ? TranscodingStop::kSourceEnds : TranscodingStop::kIllegal;
+}
+
+// Reads one character of two to four bytes with one load. False, and nothing moved, when the bytes
+// are no character of that kind; four bytes must be there.
+inline bool DecodeQuickly(const char*& s, char16_t*& t) {
+  const auto at = [&](int i) {
+    return static_cast<std::uint32_t>(static_cast<unsigned char>(s[i]));
+  };
+  const std::uint32_t word = at(0) | at(1) << 8 | at(2) << 16 | at(3) << 24;
+  if ((word & 0x00C0C0F0) == 0x008080E0) {
+    const std::uint32_t value = (word & 0x0F) << 12 | (word >> 2 & 0xFC0) | (word >> 16 & 0x3F);
+    if (value < 0x800 || (value & 0xF800) == 0xD800) return false;
+    *t++ = static_cast<char16_t>(value);
+    s += 3;
+    return true;
+  }
+  if ((word & 0xC0E0) == 0x80C0) {
+    if ((word & 0x1E) == 0) return false;
+    *t++ = static_cast<char16_t>((word & 0x1F) << 6 | (word >> 8 & 0x3F));
+    s += 2;
+    return true;
+  }
+  if ((word & 0xC0C0C0F8) == 0x808080F0) {
+    const std::uint32_t value =
+        (word & 0x07) << 18 | (word << 4 & 0x3F000) | (word >> 10 & 0xFC0) | (word >> 24 & 0x3F);
+    if (value - 0x10000 > 0xFFFFF) return false;
+    t[0] = HighSurrogate(value);
+    t[1] = LowSurrogate(value);
+    t += 2;
+    s += 4;
+    return true;
+  }
+  return false;
+}
+
+// Writes one character above 0x7F; four bytes of room must be there. False, and nothing moved, for
+// a surrogate that is not one of a pair.
+inline bool EncodeQuickly(const char16_t*& s, const char16_t* source_end, char*& t) {
+  const char16_t unit = *s;
+  if (unit < 0x800) {
+    t[0] = static_cast<char>(0xC0 | (unit >> 6));
+    t[1] = static_cast<char>(0x80 | (unit & 0x3F));
+    t += 2;
+    ++s;
+    return true;
+  }
+  if (!IsSurrogate(unit)) {
+    t[0] = static_cast<char>(0xE0 | (unit >> 12));
+    t[1] = static_cast<char>(0x80 | ((unit >> 6) & 0x3F));
+    t[2] = static_cast<char>(0x80 | (unit & 0x3F));
+    t += 3;
+    ++s;
+    return true;
+  }
+  if (!IsHighSurrogate(unit) || source_end - s < 2 || !IsLowSurrogate(s[1])) return false;
+  const char32_t value = FromSurrogates(unit, s[1]);
+  t[0] = static_cast<char>(0xF0 | (value >> 18));
+  t[1] = static_cast<char>(0x80 | ((value >> 12) & 0x3F));
+  t[2] = static_cast<char>(0x80 | ((value >> 6) & 0x3F));
+  t[3] = static_cast<char>(0x80 | (value & 0x3F));
+  t += 4;
+  s += 2;
+  return true;
+}
+
+inline TranscodingStop DecodeLoop(const char*& s, const char* source_end, char16_t*& t,
+                                  char16_t* target_end) {
+  // Far from both ends: no room to check.
+  while (source_end - s >= 16 && target_end - t >= 16) {
+    const unsigned others = NonAsciiBits(s);
+    WidenBlock(s, t);
+    const int ascii = std::countr_zero(others | 0x10000u);
+    s += ascii;
+    t += ascii;
+    if (others == 0) {
+      // More of it is likely.
+      while (source_end - s >= 32 && target_end - t >= 32 && AreAscii(s)) {
+        WidenBlock(s, t);
+        WidenBlock(s + kBlock, t + kBlock);
+        s += 2 * kBlock;
+        t += 2 * kBlock;
+      }
+      continue;
+    }
+    // Up to the next run of ASCII.
+    const char* const near_end = source_end - 4;
+    char16_t* const near_full = target_end - 2;
+    while (s <= near_end && t <= near_full && static_cast<unsigned char>(*s) >= 0x80) {
+      if (!DecodeQuickly(s, t)) return StopOf(DecodeMultiByte(s, source_end));
+    }
+  }
+  while (s < source_end) {
+    const auto byte = static_cast<unsigned char>(*s);
+    if (byte < 0x80) {
+      if (t == target_end) return TranscodingStop::kTargetFull;
+      *t++ = byte;
+      ++s;
+      continue;
+    }
+    if (source_end - s >= 4 && target_end - t >= 2 && DecodeQuickly(s, t)) continue;
+    const char* next = s;
+    const char32_t value = DecodeMultiByte(next, source_end);
+    if (value >= kCutCharacter) return StopOf(value);
+    if (target_end - t < (value < 0x10000 ? 1 : 2)) return TranscodingStop::kTargetFull;
+    if (value < 0x10000) {
+      *t++ = static_cast<char16_t>(value);
+    } else {
+      *t++ = HighSurrogate(value);
+      *t++ = LowSurrogate(value);
+    }
+    s = next;
+  }
+  return TranscodingStop::kDone;
+}
+
+inline TranscodingStop StopAtSurrogate(const char16_t* s, const char16_t* source_end) {
+  return IsHighSurrogate(*s) && source_end - s < 2 ? TranscodingStop::kSourceEnds
+                                                   : TranscodingStop::kIllegal;
+}
+
+inline TranscodingStop EncodeLoop(const char16_t*& s, const char16_t* source_end, char*& t,
+                                  char* target_end) {
+  while (source_end - s >= 16 && target_end - t >= 16) {
+    const unsigned others = BitsAbove<0x7F>(s);
+    NarrowBlock(s, t);
+    const int ascii = std::countr_zero(others | 0x10000u);
+    s += ascii;
+    t += ascii;
+    if (others == 0) {
+      // More of it is likely.
+      while (source_end - s >= 32 && target_end - t >= 32 && AreAscii(s)) {
+        NarrowBlock(s, t);
+        NarrowBlock(s + kBlock, t + kBlock);
+        s += 2 * kBlock;
+        t += 2 * kBlock;
+      }
+      continue;
+    }
+    // Others that stand alone among ASCII: the block is gone through by its bits.
+    if ((others & (others >> 1)) == 0 && source_end - s >= 34 && target_end - t >= 64) {
+      const char16_t* const block = s - ascii;
+      unsigned bits = others;
+      do {
+        s = block + std::countr_zero(bits);
+        bits &= bits - 1;
+        if (!EncodeQuickly(s, source_end, t)) return StopAtSurrogate(s, source_end);
+        NarrowBlock(s, t);
+        const char16_t* const next = bits != 0 ? block + std::countr_zero(bits) : block + kBlock;
+        // A pair of surrogates may reach beyond the block.
+        if (next > s) t += next - s;
+      } while (bits != 0);
+      if (s < block + kBlock) s = block + kBlock;
+      continue;
+    }
+    char* const near_full = target_end - 4;
+    while (s < source_end && t <= near_full && *s >= 0x80) {
+      if (!EncodeQuickly(s, source_end, t)) return StopAtSurrogate(s, source_end);
+    }
+  }
+  while (s < source_end) {
+    const char16_t unit = *s;
+    if (unit < 0x80) {
+      if (t == target_end) return TranscodingStop::kTargetFull;
+      *t++ = static_cast<char>(unit);
+      ++s;
+      continue;
+    }
+    if (target_end - t >= 4) {
+      if (!EncodeQuickly(s, source_end, t)) return StopAtSurrogate(s, source_end);
+      continue;
+    }
+    char bytes[4];
+    char* end = bytes;
+    const char16_t* next = s;
+    if (!EncodeQuickly(next, source_end, end)) return StopAtSurrogate(s, source_end);
+    if (target_end - t < end - bytes) return TranscodingStop::kTargetFull;
+    for (const char* from = bytes; from != end; ++from) *t++ = *from;
+    s = next;
+  }
+  return TranscodingStop::kDone;
+}
+
+}  // namespace
+
+TranscodingStop DecodeUtf8(const char*& source, const char* source_end, char16_t*& target,
+                           char16_t* target_end) {
+  const char* s = source;
+  char16_t* t = target;
+  const TranscodingStop stop = DecodeLoop(s, source_end, t, target_end);
+  source = s;
+  target = t;
+  return stop;
+}
+
+TranscodingStop EncodeUtf8(const char16_t*& source, const char16_t* source_end, char*& target,
+                           char* target_end) {
+  const char16_t* s = source;
+  char* t = target;
+  const TranscodingStop stop = EncodeLoop(s, source_end, t, target_end);
+  source = s;
+  target = t;
+  return stop;
+}
+
+size_t Utf8Length(std::u16string_view units) {
+  const char16_t* s = units.data();
+  const char16_t* const end = s + units.size();
+  size_t length = 0;
+  unsigned waiting = 0;  // 1 after a block that ended with a high surrogate
+  const auto count_one = [&] {
+    if (!IsSurrogate(*s)) {
+      length += 1u + (*s >= 0x80) + (*s >= 0x800);
+    } else if (IsHighSurrogate(*s) && end - s >= 2 && IsLowSurrogate(s[1])) {
+      length += 4;
+      ++s;
+    } else {
+      ++length;
+    }
+    ++s;
+  };
+  while (end - s >= 32) {
+    if (waiting == 0 && AreAscii(s)) {
+      length += 2 * kBlock;
+      s += 2 * kBlock;
+      continue;
+    }
+    const BlocksLength blocks = LengthOfBlocks(s);
+    if (!blocks.has_surrogates && waiting == 0) {
+      length += blocks.bytes;
+      s += 2 * kBlock;
+      continue;
+    }
+    // Every low surrogate must stand after a high one, and the other way round.
+    const SurrogateBits first = SurrogatesOf(s);
+    const SurrogateBits second = SurrogatesOf(s + kBlock);
+    const std::uint64_t high = first.high | std::uint64_t{second.high} << kBlock;
+    const std::uint64_t low = first.low | std::uint64_t{second.low} << kBlock;
+    if (low == ((high << 1 | waiting) & 0xFFFFFFFF)) {
+      length += blocks.bytes;
+      waiting = second.high >> 15;
+      s += 2 * kBlock;
+      continue;
+    }
+    if (waiting != 0) {
+      --s;
+      length -= 2;
+      waiting = 0;
+    }
+    const char16_t* const stretch_end = s + kBlock;
+    while (s < stretch_end) count_one();
+  }
+  if (waiting != 0) {
+    --s;
+    length -= 2;
+  }
+  while (s < end) count_one();
+  return length;
+}
+
+std::ptrdiff_t Utf16Length(std::string_view bytes) {
+  const char* s = bytes.data();
+  const char* end = s + bytes.size();
+  std::ptrdiff_t length = 0;
+  while (s < end) {
+    while (end - s >= 16 && NonAsciiBits(s) == 0) {
+      length += kBlock;
+      s += kBlock;
+    }
+    const char* stretch_end = end - s > 16 ? s + 16 : end;
+    while (s < stretch_end) {
+      if (static_cast<unsigned char>(*s) < 0x80) {
+        ++length;
+        ++s;
+        continue;
+      }
+      const char32_t value = DecodeMultiByte(s, end);
+      if (value >= kCutCharacter) return -1;
+      length += value < 0x10000 ? 1 : 2;
+    }
+  }
+  return length;
+}
+
+size_t AsciiPrefix(std::string_view bytes) {
+  size_t i = 0;
+  while (bytes.size() - i >= kBlock && NonAsciiBits(bytes.data() + i) == 0) i += kBlock;
+  while (i < bytes.size() && static_cast<unsigned char>(bytes[i]) < 0x80) ++i;
+  return i;
+}
+
+size_t AsciiPrefix(std::u16string_view units) {
+  size_t i = 0;
+  while (units.size() - i >= kBlock && BitsAbove<0x7F>(units.data() + i) == 0) i += kBlock;
+  while (i < units.size() && units[i] < 0x80) ++i;
+  return i;
+}
+
+char16_t OrOfUnits(std::u16string_view units) {
+  std::uint64_t all = 0;
+  size_t i = 0;
+  for (; units.size() - i >= kBlock; i += kBlock) {
+    for (size_t part = 0; part < kBlock; part += 4) {
+      std::uint64_t four;
+      std::memcpy(&four, units.data() + i + part, sizeof four);
+      all |= four;
+    }
+  }
+  all |= all >> 32;
+  all |= all >> 16;
+  char16_t result = static_cast<char16_t>(all);
+  for (; i < units.size(); ++i) result |= units[i];
+  return result;
+}
+
+void WidenLatin1(const char* source, char16_t* target, size_t n) {
+  size_t i = 0;
+  for (; n - i >= kBlock; i += kBlock) WidenBlock(source + i, target + i);
+  for (; i < n; ++i) target[i] = static_cast<unsigned char>(source[i]);
+}
+
+void NarrowLatin1(const char16_t* source, char* target, size_t n) {
+  size_t i = 0;
+  while (i < n) {
+    while (n - i >= kBlock && BitsAbove<0xFF>(source + i) == 0) {
+      NarrowBlock(source + i, target + i);
+      i += kBlock;
+    }
+    const size_t stretch_end = n - i > kBlock ? i + kBlock : n;
+    for (; i < stretch_end; ++i) {
+      target[i] = source[i] < 0x100 ? static_cast<char>(source[i]) : '?';
+    }
+  }
+}
+
+}  // namespace orvik
