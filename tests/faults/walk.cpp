@@ -87,6 +87,15 @@ std::string Lasting(const std::string& path, std::string content) {
   return content;
 }
 
+// Reads also a file that its mode hides from its owner.
+std::string ContentOf(const fs::path& path, fs::perms mode) {
+  const bool hidden = (mode & fs::perms::owner_read) == fs::perms::none;
+  if (hidden) fs::permissions(path, mode | fs::perms::owner_read);
+  std::string content = ReadFile(path);
+  if (hidden) fs::permissions(path, mode);
+  return content;
+}
+
 // The record of the shared lock is told apart: the next one to take it tells whether it was sound.
 Snapshot Take() {
   Snapshot snapshot;
@@ -95,9 +104,10 @@ Snapshot Take() {
     if (entry.is_symlink()) {
       snapshot[path] = "link to " + fs::read_symlink(entry.path()).string();
     } else if (entry.is_regular_file() && !path.ends_with(".lock.plist")) {
+      const fs::perms permissions = entry.status().permissions();
       char mode[8];
-      snprintf(mode, sizeof mode, "%04o ", static_cast<unsigned>(entry.status().permissions()));
-      snapshot[path] = mode + Lasting(path, ReadFile(entry.path()));
+      snprintf(mode, sizeof mode, "%04o ", static_cast<unsigned>(permissions));
+      snapshot[path] = mode + Lasting(path, ContentOf(entry.path(), permissions));
     }
   }
   return snapshot;
