@@ -83,6 +83,7 @@ class CommandLine {
  private:
   void AddGlobals() {
     std::vector<std::string> scopes;
+    scopes.reserve(std::size(kScopeNames));
     for (const ScopeName& row : kScopeNames) scopes.push_back(row.name);
     app_.add_option("--scope", context_.scope_name, "shared (default), user, machine, or 0 to 5")
         ->check(CLI::IsMember(scopes));
