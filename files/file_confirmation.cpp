@@ -1,5 +1,4 @@
 // The operations of CFileManipulator that ask the user, and the trash.
-#include <memory>
 #include <optional>
 #include <string>
 
@@ -7,23 +6,19 @@
 #include "files/path_arguments.h"
 #include "files/windows_file_refs.h"
 #include "files/windows_files.h"
+#include "host/file_names.h"
 #include "platform/carbon/folders.h"
 #include "platform/carbon/trash.h"
 #include "platform/core_foundation/date.h"
 #include "platform/core_foundation/date_formatter.h"
+#include "platform/core_foundation/owned.h"
 #include "platform/core_foundation/user_notification.h"
-#include "host/file_names.h"
 
 namespace orvik {
 namespace {
 
-struct Release {
-  void operator()(CFTypeRef object) const { CFRelease(object); }
-};
-using OwnedString = std::unique_ptr<const NSString, Release>;
-
-OwnedString PlatformString(const CAtlString& text) {
-  return OwnedString(text.CreateCFStringRef(kCFAllocatorDefault));
+Owned<const NSString> PlatformString(const CAtlString& text) {
+  return Owned<const NSString>(text.CreateCFStringRef(kCFAllocatorDefault));
 }
 
 // Whether the user chose `confirm` and not `cancel`, which is the default button.
@@ -39,11 +34,11 @@ bool Confirm(const CAtlString& header, const CAtlString& message, const CAtlStri
 
 // The local time as 14-05-09; nothing when it cannot be formatted.
 std::optional<CAtlString> TimeStamp() {
-  const std::unique_ptr<NSDateFormatter, Release> formatter(CFDateFormatterCreate(
+  const Owned<NSDateFormatter> formatter(CFDateFormatterCreate(
       kCFAllocatorDefault, nullptr, kCFDateFormatterNoStyle, kCFDateFormatterNoStyle));
   if (!formatter) return std::nullopt;
   CFDateFormatterSetFormat(formatter.get(), PlatformString(u"HH-mm-ss").get());
-  const OwnedString stamp(CFDateFormatterCreateStringWithAbsoluteTime(
+  const Owned<const NSString> stamp(CFDateFormatterCreateStringWithAbsoluteTime(
       kCFAllocatorDefault, formatter.get(), CFAbsoluteTimeGetCurrent()));
   if (!stamp) return std::nullopt;
   return CAtlString(stamp.get());

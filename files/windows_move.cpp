@@ -5,31 +5,22 @@
 
 #include "files/windows_file_paths.h"
 #include "files/windows_files.h"
+#include "host/file_names.h"
+#include "platform/carbon/errno_status.h"
 #include "platform/carbon/trash.h"
+#include "platform/core_foundation/owned.h"
 #include "platform/core_foundation/string.h"
 #include "platform/foundation/autorelease_pool.h"
 #include "platform/foundation/file_manager.h"
 #include "platform/foundation/log.h"
-#include "platform/carbon/errno_status.h"
-#include "host/file_names.h"
 
 namespace orvik {
 namespace {
 
-// A platform string that is released with the holder.
-class TextHolder {
- public:
-  explicit TextHolder(std::u16string_view units)
-      : text_(CFStringCreateWithCharacters(kCFAllocatorDefault, units.data(),
-                                           static_cast<CFIndex>(units.size()))) {}
-  ~TextHolder() { CFRelease(text_); }
-  TextHolder(const TextHolder&) = delete;
-  TextHolder& operator=(const TextHolder&) = delete;
-  CFStringRef get() const { return text_; }
-
- private:
-  CFStringRef text_;
-};
+Owned<const NSString> PlatformString(std::u16string_view units) {
+  return Owned<const NSString>(CFStringCreateWithCharacters(kCFAllocatorDefault, units.data(),
+                                                            static_cast<CFIndex>(units.size())));
+}
 
 // The path without its last component; empty for a lone name.
 std::u16string_view ParentOf(std::u16string_view path) {
@@ -50,7 +41,7 @@ std::optional<std::string> SourceBytes(const char16_t* path) {
 bool MakeParentFolder(std::u16string_view target) {
   const std::u16string_view parent = ParentOf(target);
   if (parent.empty()) return true;
-  const TextHolder text{parent};
+  const auto text = PlatformString(parent);
   const NSFileManager* const manager = NSFileManager::defaultManager();
   ObjCBool is_folder = NO;
   if (manager->fileExistsAtPath(text.get(), &is_folder) != NO && is_folder != NO) return true;
@@ -73,8 +64,8 @@ bool MoveWithInfo(const char16_t* source, const char16_t* target, NSError** erro
     *error = NSError::errorWithErrno(status == dupFNErr ? EEXIST : EIO);
     return false;
   }
-  const TextHolder from_text{host::FileNameFromBytes(*from)};
-  const TextHolder to_text{target};
+  const auto from_text = PlatformString(host::FileNameFromBytes(*from));
+  const auto to_text = PlatformString(target);
   if (NSFileManager::defaultManager()->moveItemAtPath(from_text.get(), to_text.get(), error) ==
       NO) {
     return false;
@@ -91,8 +82,8 @@ BOOL MoveFile(const char16_t* source, const char16_t* target) {
   if (!MakeParentFolder(target)) return FALSE;
   NSError* error = nullptr;
   if (MoveWithInfo(source, target, &error)) return TRUE;
-  const TextHolder source_text{source};
-  const TextHolder target_text{target};
+  const auto source_text = PlatformString(source);
+  const auto target_text = PlatformString(target);
   NSLog(CFSTR(u"Move File from %@ to %@ failed, error was - %@"), source_text.get(),
         target_text.get(), error);
   return FALSE;

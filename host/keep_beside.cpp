@@ -58,7 +58,7 @@ KeptFile KeepUnreadBeside(const std::string& file) {
   return {EEXIST, {}, false};
 }
 
-void TakeBack(const KeptFile& kept, const std::string& file) {
+void PutBack(const KeptFile& kept, const std::string& file) {
   if (!kept.made || kept.error != 0) return;
   std::string old, present;
   struct stat record;

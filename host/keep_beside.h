@@ -25,7 +25,7 @@ KeptFile KeepBeside(const std::string& file, std::string_view content, Flush flu
 KeptFile KeepUnreadBeside(const std::string& file);
 
 // Takes back what one of the two made, unless the file has been replaced meanwhile.
-void TakeBack(const KeptFile& kept, const std::string& file);
+void PutBack(const KeptFile& kept, const std::string& file);
 
 }  // namespace host
 }  // namespace orvik

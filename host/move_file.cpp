@@ -15,7 +15,7 @@
 #include "host/folder_chain.h"
 #include "host/folder_list.h"
 #include "host/folder_nesting.h"
-#include "host/passing_file.h"
+#include "host/staged_file.h"
 #include "host/tree_removal.h"
 
 namespace orvik::host {
@@ -146,33 +146,33 @@ int FlushName(int folder, int copy) {
   return copy < 0 || syncfs(copy) == 0 ? 0 : errno;
 }
 
-template <class Passing>
-int Arrive(Passing& copy, int folder) {
-  if (const int error = copy.ArriveAsNew()) return error;
+template <class Staged>
+int Commit(Staged& copy, int folder) {
+  if (const int error = copy.CommitAsNew()) return error;
   const int error = FlushName(folder, copy.descriptor());
-  if (error != 0) copy.TakeBack();
+  if (error != 0) copy.Rollback();
   return error;
 }
 
 int CopyFileAsNew(const AtPath& from, const struct stat& old, int folder, const std::string& name) {
   const Descriptor source = OpenFile(from.folder(), from.name());
   if (!source) return errno;
-  PassingFile copy(folder, name);
+  StagedFile copy(folder, name);
   if (const int error = copy.Make(0600)) return error;
   if (const int error = CopyInto(source.get(), old, copy.descriptor())) return error;
   if (fsync(copy.descriptor()) != 0) return errno;
-  return Arrive(copy, folder);
+  return Commit(copy, folder);
 }
 
 int CopyFolderAsNew(const AtPath& from, const struct stat& old, int folder,
                     const std::string& name) {
-  PassingFolder copy(folder, name);
+  StagedFolder copy(folder, name);
   if (const int error = copy.Make()) return error;
   if (const int error = TreeCopier().Run(from.folder(), from.name(), old, copy.descriptor())) {
     return error;
   }
   if (syncfs(copy.descriptor()) != 0) return errno;
-  return Arrive(copy, folder);
+  return Commit(copy, folder);
 }
 
 // A link or special file has no parts, and is whole from the first moment on.

@@ -11,7 +11,7 @@
 
 #include "host/descriptor.h"
 #include "host/file_properties.h"
-#include "host/passing_file.h"
+#include "host/staged_file.h"
 
 namespace orvik::host {
 
@@ -90,7 +90,7 @@ bool Holds(int descriptor, std::size_t size, std::string_view content) {
 // What a process left that was killed between an exchange and the removal of the old file.
 void RemoveExchanged(const std::string& target) {
   const Descriptor folder(open(FolderOf(target).c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
-  if (folder) PassingFile(folder.get(), NameOf(target)).RemoveAbandoned();
+  if (folder) StagedFile(folder.get(), NameOf(target)).RemoveAbandoned();
 }
 
 // A time of its own for every file that is put in place: the kernel's advances in steps that are
@@ -146,7 +146,7 @@ ReplaceResult Replace(const std::string& path, std::string_view content, Flush f
 
   const Descriptor folder(open(FolderOf(target).c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
   if (!folder) return fail(errno);
-  PassingFile file(folder.get(), NameOf(target));
+  StagedFile file(folder.get(), NameOf(target));
   if (const int error = file.Make(is_modelled ? old.st_mode & 0666 : 0666)) return fail(error);
   if (const int error = WriteAll(file.descriptor(), content)) return fail(error);
   if (is_modelled) {
@@ -154,7 +154,7 @@ ReplaceResult Replace(const std::string& path, std::string_view content, Flush f
   }
   StampTime(file.descriptor());
   if (flush == Flush::kToDisk && fsync(file.descriptor()) != 0) return fail(errno);
-  if (const int error = file.Arrive(flush == Flush::kNone ? old_file.get() : -1))
+  if (const int error = file.Commit(flush == Flush::kNone ? old_file.get() : -1))
     return fail(error);
   result.wrote = true;
   struct stat present;
@@ -216,10 +216,10 @@ ReplaceResult SupersedeFile(const std::string& path, std::string_view content) {
 int CreateFile(const std::string& path, std::string_view content) {
   const Descriptor folder(open(FolderOf(path).c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
   if (!folder) return errno;
-  PassingFile file(folder.get(), NameOf(path));
+  StagedFile file(folder.get(), NameOf(path));
   if (const int error = file.Make(0666)) return error;
   if (const int error = WriteAll(file.descriptor(), content)) return error;
-  return file.ArriveAsNew();
+  return file.CommitAsNew();
 }
 
 int WriteInPlace(const std::string& path, std::string_view content) {

@@ -4,7 +4,7 @@
 // Replacing writes a file without a name on the same volume, flushes it, gives it a name beside the
 // target and renames it over the target. A process that is killed before the name is given leaves
 // nothing; one that is killed between the name and the rename leaves ".<name>.orvik-<n>", which the
-// next one to replace the same target removes (passing_file.h).
+// next one to replace the same target removes (staged_file.h).
 //
 // Failures are error numbers of Linux; 0 is success. After a failure the old file is as it was,
 // except when the folder could not be flushed: then the new content stands, but may not outlive a

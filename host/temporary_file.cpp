@@ -8,7 +8,7 @@
 #include <cerrno>
 #include <memory>
 
-#include "host/passing_file.h"
+#include "host/staged_file.h"
 
 namespace orvik::host {
 

@@ -27,7 +27,7 @@ FileDomainStore::FileDomainStore(PreferenceFile file, StorePurpose purpose)
 }
 
 FileDomainStore::~FileDomainStore() {
-  host::TakeBack(kept_, file_.path());
+  host::PutBack(kept_, file_.path());
 }
 
 void FileDomainStore::TakeLock(StorePurpose purpose) {

@@ -4,10 +4,10 @@
 
 #include "platform/carbon/collation.h"
 #include "platform/core_foundation/encodings.h"
+#include "platform/core_foundation/owned.h"
 #include "platform/core_foundation/string.h"
 #include "strings/atl_string.h"
 #include "strings/atl_string_a.h"
-#include "strings/owned_string.h"
 #include "strings/pieces.h"
 #include "strings/text_view.h"
 #include "strings/uca.h"
@@ -23,13 +23,13 @@ int Sign(int order) {
   return (order > 0) - (order < 0);
 }
 
-OwnedString StringOver(std::u16string_view units) {
-  return OwnedString(CFStringCreateWithCharactersNoCopy(
+Owned<const NSString> StringOver(std::u16string_view units) {
+  return Owned<const NSString>(CFStringCreateWithCharactersNoCopy(
       kCFAllocatorDefault, units.data(), static_cast<CFIndex>(units.size()), kCFAllocatorNull));
 }
 
-OwnedString StringOver(std::string_view mac_roman) {
-  return OwnedString(CFStringCreateWithBytes(
+Owned<const NSString> StringOver(std::string_view mac_roman) {
+  return Owned<const NSString>(CFStringCreateWithBytes(
       kCFAllocatorDefault, reinterpret_cast<const UInt8*>(mac_roman.data()),
       static_cast<CFIndex>(mac_roman.size()), kCFStringEncodingMacRoman, false));
 }

@@ -7,10 +7,10 @@
 #include <string_view>
 #include <utility>
 
+#include "platform/carbon/errno_status.h"
 #include "platform/core_foundation/dictionary.h"
 #include "platform/core_foundation/number.h"
 #include "platform/core_foundation/property_list.h"
-#include "platform/carbon/errno_status.h"
 
 namespace orvik {
 
@@ -144,7 +144,7 @@ OSStatus PreferenceDomain::Save() {
   const std::size_t hash = HashOf(bytes->View());
   CFRelease(bytes);
   if (result.error != 0) {
-    host::TakeBack(kept, file_);
+    host::PutBack(kept, file_);
     return host::StatusFromErrno(result.error);
   }
   contents_ = Contents::kEntries;

@@ -1,14 +1,14 @@
 // The entries of one preferences file with the changes that wait to be saved into it.
 #pragma once
 
-#include <memory>
 #include <string>
 
-#include "platform/core_foundation/base.h"
-#include "platform/foundation/dictionary.h"
 #include "host/file_identity.h"
 #include "host/keep_beside.h"
 #include "host/replace_file.h"
+#include "platform/core_foundation/base.h"
+#include "platform/core_foundation/owned.h"
+#include "platform/foundation/dictionary.h"
 
 namespace orvik {
 
@@ -35,10 +35,7 @@ class PreferenceDomain {
   OSStatus Save();
 
  private:
-  struct Release {
-    void operator()(const NSObject* object) const { object->release(); }
-  };
-  using Dictionary = std::unique_ptr<NSDictionary, Release>;
+  using Dictionary = Owned<NSDictionary>;
 
   enum class Contents { kMissing, kEntries, kDamaged, kUnreadable };
 

@@ -9,15 +9,13 @@
 #include "platform/core_foundation/date.h"
 #include "platform/core_foundation/dictionary.h"
 #include "platform/core_foundation/number.h"
+#include "platform/core_foundation/owned.h"
 #include "platform/core_foundation/property_list.h"
 #include "platform/core_foundation/property_list_leaves.h"
 
 namespace orvik {
 
-struct ReleaseObject {
-  void operator()(const NSObject* object) const { CFRelease(object); }
-};
-using OwnedObject = std::unique_ptr<const NSObject, ReleaseObject>;
+using OwnedObject = Owned<const NSObject>;
 
 inline OwnedObject Shared(const NSObject* object) {
   return OwnedObject(static_cast<const NSObject*>(CFRetain(object)));

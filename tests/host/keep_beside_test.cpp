@@ -35,13 +35,13 @@ TEST_F(KeepBesideTest, AnUnreadFileKeepsItsNameUntilItIsSuperseded) {
   EXPECT_EQ(fs::status(file_).permissions(), fs::perms(0666 & ~mask));
   EXPECT_EQ(ReadFile(file_), "new");
   EXPECT_EQ(fs::status(kept.path).permissions(), fs::perms::none);
-  TakeBack(kept, file_);
+  PutBack(kept, file_);
   EXPECT_TRUE(fs::exists(kept.path));
 }
 
 TEST_F(KeepBesideTest, TakesBackWhatWasNotReplaced) {
-  TakeBack(KeepUnreadBeside(file_), file_);
-  TakeBack(KeepBeside(file_, "old", Flush::kNone), file_);
+  PutBack(KeepUnreadBeside(file_), file_);
+  PutBack(KeepBeside(file_, "old", Flush::kNone), file_);
   EXPECT_FALSE(fs::exists(file_ + ".damaged"));
   EXPECT_EQ(ReadFile(file_), "old");
 }

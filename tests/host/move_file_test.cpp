@@ -42,18 +42,18 @@ TEST_F(MoveFileTest, CopiesATreeWithWhatItCarriesAndRemovesTheSource) {
 }
 
 TEST_F(MoveFileTest, RemovesWhatKilledProcessesLeft) {
-  const auto passing = [this](int n) { return env_.folder() / (".to.orvik-" + std::to_string(n)); };
-  WriteFile(passing(0) / "sub" / "part", "abandoned");
-  fs::permissions(passing(0) / "sub", fs::perms::none);
-  WriteFile(passing(1), "abandoned");
-  WriteFile(passing(2) / "part", "in use");
-  const Descriptor in_use(open(passing(2).c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+  const auto staged = [this](int n) { return env_.folder() / (".to.orvik-" + std::to_string(n)); };
+  WriteFile(staged(0) / "sub" / "part", "abandoned");
+  fs::permissions(staged(0) / "sub", fs::perms::none);
+  WriteFile(staged(1), "abandoned");
+  WriteFile(staged(2) / "part", "in use");
+  const Descriptor in_use(open(staged(2).c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
   ASSERT_EQ(flock(in_use.get(), LOCK_EX | LOCK_NB), 0);
   WriteFile(env_.folder() / "from" / "file", "content");
   ASSERT_EQ(CopyThenRemove(env_.folder() / "from", env_.folder() / "to"), 0);
   EXPECT_EQ(ReadFile(env_.folder() / "to" / "file"), "content");
-  EXPECT_FALSE(fs::exists(passing(0)) || fs::exists(passing(1)));
-  EXPECT_EQ(ReadFile(passing(2) / "part"), "in use");
+  EXPECT_FALSE(fs::exists(staged(0)) || fs::exists(staged(1)));
+  EXPECT_EQ(ReadFile(staged(2) / "part"), "in use");
 }
 
 // Far more levels than the process may open files.

@@ -1,6 +1,6 @@
 #include "platform/core_foundation/string.h"
 
-#include "tests/support/owned.h"
+#include "platform/core_foundation/owned.h"
 #include "tests/support/test_environment.h"
 
 namespace orvik::test {

@@ -2,7 +2,7 @@
 
 #include <ctime>
 
-#include "tests/support/owned.h"
+#include "platform/core_foundation/owned.h"
 #include "tests/support/test_environment.h"
 
 namespace orvik::test {

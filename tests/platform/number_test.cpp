@@ -6,14 +6,14 @@
 #include <cstring>
 #include <limits>
 
+#include "platform/core_foundation/owned.h"
 #include "platform/foundation/autorelease_pool.h"
 #include "platform/foundation/string.h"
-#include "tests/support/owned.h"
 
 namespace orvik {
 namespace {
 
-using Number = test::Owned<const NSNumber>;
+using Number = Owned<const NSNumber>;
 
 Number Real(double value) {
   return Number(NSNumber::CreateReal(value));

@@ -5,13 +5,13 @@
 
 #include <thread>
 
-#include "platform/core_foundation/number.h"
-#include "platform/core_foundation/string.h"
-#include "platform/foundation/autorelease_pool.h"
-#include "platform/carbon/errno_status.h"
 #include "host/file_identity.h"
 #include "host/file_lock.h"
-#include "tests/support/owned.h"
+#include "platform/carbon/errno_status.h"
+#include "platform/core_foundation/number.h"
+#include "platform/core_foundation/owned.h"
+#include "platform/core_foundation/string.h"
+#include "platform/foundation/autorelease_pool.h"
 #include "tests/support/test_environment.h"
 
 namespace orvik::test {

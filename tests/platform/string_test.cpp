@@ -2,8 +2,8 @@
 
 #include <climits>
 
+#include "platform/core_foundation/owned.h"
 #include "platform/foundation/autorelease_pool.h"
-#include "tests/support/owned.h"
 #include "tests/support/test_environment.h"
 
 namespace orvik::test {

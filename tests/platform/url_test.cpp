@@ -2,11 +2,11 @@
 
 #include <sys/stat.h>
 
+#include "platform/carbon/errno_status.h"
 #include "platform/carbon/fsref.h"
+#include "platform/core_foundation/owned.h"
 #include "platform/core_foundation/string.h"
 #include "platform/foundation/autorelease_pool.h"
-#include "platform/carbon/errno_status.h"
-#include "tests/support/owned.h"
 #include "tests/support/test_environment.h"
 
 namespace orvik::test {

@@ -4,8 +4,8 @@
 
 #include <string_view>
 
+#include "platform/core_foundation/owned.h"
 #include "platform/core_foundation/string.h"
-#include "strings/owned_string.h"
 
 namespace orvik {
 namespace {
@@ -63,16 +63,17 @@ TEST(CAtlStringA, JoinsEveryPairToNarrowText) {
 }
 
 TEST(CAtlStringA, MeetsPlatformStringsAsMacRoman) {
-  const OwnedString platform(CAtlStringA("\xE9\x80").CreateCFStringRef(kCFAllocatorDefault));
+  const Owned<const NSString> platform(
+      CAtlStringA("\xE9\x80").CreateCFStringRef(kCFAllocatorDefault));
   EXPECT_EQ(CAtlString(platform.get()).View(), u"\u00C8\u00C4");
   CAtlStringA text(platform.get());
   EXPECT_EQ(text.View(), "\xE9\x80");
   const CAtlString wide(u"\u4E00A\U0001F600\u00C4");  // what Mac OS Roman lacks becomes "?"
-  const OwnedString lacking(wide.CreateCFStringRef(kCFAllocatorDefault));
+  const Owned<const NSString> lacking(wide.CreateCFStringRef(kCFAllocatorDefault));
   text = lacking.get();
   EXPECT_EQ(text.View(), "?A?\x80");
   EXPECT_LE(text.GetAllocLength(), wide.GetLength());
-  const OwnedString cut(CAtlStringA("a\0b", 3).CreateCFStringRef(kCFAllocatorDefault));
+  const Owned<const NSString> cut(CAtlStringA("a\0b", 3).CreateCFStringRef(kCFAllocatorDefault));
   EXPECT_EQ(CFStringGetLength(cut.get()), 1);
 }
 

@@ -6,9 +6,9 @@
 #include <type_traits>
 #include <utility>
 
+#include "platform/core_foundation/owned.h"
 #include "platform/core_foundation/string.h"
 #include "strings/atl_string_a.h"
-#include "strings/owned_string.h"
 
 namespace orvik {
 namespace {
@@ -50,14 +50,14 @@ static_assert(!std::is_convertible_v<CAtlString, bool>);
 static_assert(!std::is_convertible_v<CAtlString, CFTypeRef>);  // would leak
 static_assert(std::is_nothrow_move_constructible_v<CAtlString>);
 
-OwnedString PlatformString(u16string_view text) {
-  return OwnedString(CFStringCreateWithCharacters(kCFAllocatorDefault, text.data(),
-                                                  static_cast<CFIndex>(text.size())));
+Owned<const NSString> PlatformString(u16string_view text) {
+  return Owned<const NSString>(CFStringCreateWithCharacters(kCFAllocatorDefault, text.data(),
+                                                            static_cast<CFIndex>(text.size())));
 }
 
 TEST(CAtlString, EveryEmptyStringIsTheSharedBlock) {
   const CAtlStringA no_bytes;
-  const OwnedString no_units = PlatformString(u"");
+  const Owned<const NSString> no_units = PlatformString(u"");
   const CAtlString strings[] = {CAtlString(),
                                 CAtlString(nullptr),
                                 CAtlString(u""),
@@ -84,7 +84,7 @@ TEST(CAtlString, EveryEmptyStringIsTheSharedBlock) {
 }
 
 TEST(CAtlString, MadeAndAssignedFromEveryType) {
-  const OwnedString platform = PlatformString(u"p\u20AC");
+  const Owned<const NSString> platform = PlatformString(u"p\u20AC");
   const struct {
     CAtlString string;
     u16string_view expected;
@@ -126,7 +126,7 @@ TEST(CAtlString, KeepsZeroUnitsInside) {
   EXPECT_EQ(text.GetLength(), 3);
   const CAtlString twice = text + text;
   EXPECT_EQ(twice.View(), u16string_view(u"a\0ba\0b", 6));
-  const OwnedString platform(twice.CreateCFStringRef(kCFAllocatorDefault));
+  const Owned<const NSString> platform(twice.CreateCFStringRef(kCFAllocatorDefault));
   EXPECT_EQ(CAtlString(platform.get()).View(), twice.View());
   text = CAtlString(CAtlStringA(text));
   EXPECT_EQ(text.View(), u16string_view(u"a\0b", 3));
@@ -200,11 +200,11 @@ TEST(CAtlString, ComparesStringsByUnitsAndArraysByCollation) {
 
 TEST(CAtlString, BridgesToPlatformStrings) {
   const CAtlString text(u"b\u20ACr");
-  const OwnedString over(static_cast<CFStringRef>(text));
-  const OwnedString copy(text.CreateCFStringRef(kCFAllocatorDefault));
+  const Owned<const NSString> over(static_cast<CFStringRef>(text));
+  const Owned<const NSString> copy(text.CreateCFStringRef(kCFAllocatorDefault));
   EXPECT_EQ(CFStringGetLength(over.get()), 3);
   EXPECT_TRUE(CFEqual(over.get(), copy.get()));
-  const OwnedString empty(CAtlString().CreateCFStringRef(kCFAllocatorDefault));
+  const Owned<const NSString> empty(CAtlString().CreateCFStringRef(kCFAllocatorDefault));
   EXPECT_EQ(CFStringGetLength(empty.get()), 0);
 }
 

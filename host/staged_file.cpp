@@ -1,4 +1,4 @@
-#include "host/passing_file.h"
+#include "host/staged_file.h"
 
 #include <fcntl.h>
 #include <inttypes.h>
@@ -21,7 +21,7 @@ constexpr int kNames = 4;
 constexpr int kTries = 2000;
 
 // Within the 255 bytes of a name.
-std::string PassingName(const std::string& target_name, int number) {
+std::string StagedName(const std::string& target_name, int number) {
   constexpr std::size_t kLongestName = 255;
   const std::string suffix = ".orvik-" + std::to_string(number);
   if (target_name.size() + 1 + suffix.size() <= kLongestName) return "." + target_name + suffix;
@@ -34,7 +34,7 @@ std::string PassingName(const std::string& target_name, int number) {
   return "." + std::string(digits) + suffix;
 }
 
-bool Stands(int folder, const char* name) {
+bool Exists(int folder, const char* name) {
   return faccessat(folder, name, F_OK, AT_SYMLINK_NOFOLLOW) == 0;
 }
 
@@ -54,7 +54,7 @@ int RenameWithoutReplacing(int from, const char* from_name, int to, const char* 
   if (renameat2(from, from_name, to, to_name, RENAME_NOREPLACE) == 0) return 0;
   if (errno != EINVAL && errno != ENOSYS) return errno;
   // The volume does not know the flag, or the folder would go into itself, which fails again.
-  if (Stands(to, to_name)) return EEXIST;
+  if (Exists(to, to_name)) return EEXIST;
   return renameat(from, from_name, to, to_name) == 0 ? 0 : errno;
 }
 
@@ -73,13 +73,13 @@ bool LockNew(int entry, int folder, const char* name) {
   return !is_taken && HasName(entry, folder, name);
 }
 
-PassingEntry::PassingEntry(int folder, std::string target)
+StagedEntry::StagedEntry(int folder, std::string target)
     : folder_(folder), target_(std::move(target)) {}
 
-void PassingEntry::RemoveAbandoned() const {
+void StagedEntry::RemoveAbandoned() const {
   for (int number = 0; number < kNames; ++number) {
-    const std::string name = PassingName(target_, number);
-    if (!Stands(folder_, name.c_str())) continue;
+    const std::string name = StagedName(target_, number);
+    if (!Exists(folder_, name.c_str())) continue;
     const Descriptor entry(
         openat(folder_, name.c_str(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));
     struct stat own;
@@ -96,10 +96,10 @@ void PassingEntry::RemoveAbandoned() const {
 }
 
 template <class Function>
-int PassingEntry::WithFreeName(Function function) {
+int StagedEntry::WithFreeName(Function function) {
   for (int tries = 0; tries < kTries; ++tries) {
     for (int number = 0; number < kNames; ++number) {
-      std::string name = PassingName(target_, number);
+      std::string name = StagedName(target_, number);
       const int error = function(name);
       if (error == 0) name_ = std::move(name);
       if (error != EEXIST) return error;
@@ -109,15 +109,15 @@ int PassingEntry::WithFreeName(Function function) {
   return EBUSY;
 }
 
-int PassingEntry::Lock(const std::string& name) const {
+int StagedEntry::Lock(const std::string& name) const {
   return LockNew(entry_.get(), folder_, name.c_str()) ? 0 : EEXIST;
 }
 
-PassingFile::~PassingFile() {
+StagedFile::~StagedFile() {
   if (!name_.empty()) unlinkat(folder_, name_.c_str(), 0);
 }
 
-int PassingFile::Make(mode_t mode) {
+int StagedFile::Make(mode_t mode) {
   RemoveAbandoned();
   entry_ = Descriptor(openat(folder_, ".", O_RDWR | O_TMPFILE | O_CLOEXEC, mode));
   if (entry_ && CanGetName()) {
@@ -129,7 +129,7 @@ int PassingFile::Make(mode_t mode) {
   return MakeNamed(mode);
 }
 
-int PassingFile::Arrive(int old_file) {
+int StagedFile::Commit(int old_file) {
   if (name_.empty()) {
     if (const int error = GiveName()) return error;
   }
@@ -139,7 +139,7 @@ int PassingFile::Arrive(int old_file) {
   return 0;
 }
 
-int PassingFile::ArriveAsNew() {
+int StagedFile::CommitAsNew() {
   if (name_.empty()) return LinkTo(AT_FDCWD, ProcPath());
   const int error = LinkTo(folder_, name_);
   if (error != EPERM && error != EOPNOTSUPP) return error;
@@ -149,28 +149,28 @@ int PassingFile::ArriveAsNew() {
   return refused;
 }
 
-void PassingFile::TakeBack() {
+void StagedFile::Rollback() {
   if (HasName(entry_.get(), folder_, target_.c_str())) unlinkat(folder_, target_.c_str(), 0);
 }
 
-int PassingFile::LinkTo(int from, const std::string& name) const {
+int StagedFile::LinkTo(int from, const std::string& name) const {
   constexpr int kFlags = AT_SYMLINK_FOLLOW;
   return linkat(from, name.c_str(), folder_, target_.c_str(), kFlags) == 0 ? 0 : errno;
 }
 
-std::string PassingFile::ProcPath() const {
+std::string StagedFile::ProcPath() const {
   return "/proc/self/fd/" + std::to_string(entry_.get());
 }
 
 // Without /proc a file without a name cannot get one.
-bool PassingFile::CanGetName() const {
+bool StagedFile::CanGetName() const {
   return access(ProcPath().c_str(), F_OK) == 0;
 }
 
 // A rename over a file makes some volumes write the new one out at once and wait for it at the
 // next rename; an exchange does not. The old file is locked, so that nobody takes it for an
 // abandoned one and its name for free.
-bool PassingFile::Exchange(int old_file) {
+bool StagedFile::Exchange(int old_file) {
   if (flock(old_file, LOCK_EX | LOCK_NB) != 0 ||
       renameat2(folder_, name_.c_str(), folder_, target_.c_str(), RENAME_EXCHANGE) != 0) {
     return false;
@@ -184,14 +184,14 @@ bool PassingFile::Exchange(int old_file) {
   return true;
 }
 
-int PassingFile::GiveName() {
+int StagedFile::GiveName() {
   return WithFreeName([this, path = ProcPath()](const std::string& name) {
     return linkat(AT_FDCWD, path.c_str(), folder_, name.c_str(), AT_SYMLINK_FOLLOW) == 0 ? 0
                                                                                          : errno;
   });
 }
 
-int PassingFile::MakeNamed(mode_t mode) {
+int StagedFile::MakeNamed(mode_t mode) {
   return WithFreeName([this, mode](const std::string& name) {
     constexpr int kFlags = O_RDWR | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC;
     entry_ = Descriptor(openat(folder_, name.c_str(), kFlags, mode));
@@ -199,7 +199,7 @@ int PassingFile::MakeNamed(mode_t mode) {
   });
 }
 
-PassingFolder::~PassingFolder() {
+StagedFolder::~StagedFolder() {
   if (name_.empty()) return;
   try {
     RemoveTree(folder_, name_.c_str(), Obstacles::kTakeAway);
@@ -207,7 +207,7 @@ PassingFolder::~PassingFolder() {
   }
 }
 
-int PassingFolder::Make() {
+int StagedFolder::Make() {
   RemoveAbandoned();
   return WithFreeName([this](const std::string& name) {
     if (mkdirat(folder_, name.c_str(), 0700) != 0) return errno;
@@ -220,17 +220,17 @@ int PassingFolder::Make() {
   });
 }
 
-int PassingFolder::ArriveAsNew() {
+int StagedFolder::CommitAsNew() {
   const int error = RenameWithoutReplacing(folder_, name_.c_str(), folder_, target_.c_str());
-  if (error == 0) passing_name_ = std::exchange(name_, {});
+  if (error == 0) staged_name_ = std::exchange(name_, {});
   return error;
 }
 
-void PassingFolder::TakeBack() {
+void StagedFolder::Rollback() {
   if (!HasName(entry_.get(), folder_, target_.c_str())) return;
-  const char* const name = passing_name_.c_str();
+  const char* const name = staged_name_.c_str();
   if (RenameWithoutReplacing(folder_, target_.c_str(), folder_, name) == 0) {
-    name_ = std::move(passing_name_);
+    name_ = std::move(staged_name_);
   }
 }
 

@@ -1,4 +1,4 @@
-// Files and folders on their way to a name, which they get when they are whole.
+// Staged files and folders: written beside their target, committed to its name when they are whole.
 //
 // Until then a file has no name, where the volume knows such files; otherwise, and a folder always,
 // it is called ".<name>.orvik-<n>" beside its place (n = 0..3, a hash in place of a name too long).
@@ -37,11 +37,11 @@ bool HasName(int entry, int folder, const char* name);
 bool LockNew(int entry, int folder, const char* name);
 
 // What both have in common. The folder must stay open.
-class PassingEntry {
+class StagedEntry {
  public:
-  PassingEntry(int folder, std::string target);
-  PassingEntry(const PassingEntry&) = delete;
-  PassingEntry& operator=(const PassingEntry&) = delete;
+  StagedEntry(int folder, std::string target);
+  StagedEntry(const StagedEntry&) = delete;
+  StagedEntry& operator=(const StagedEntry&) = delete;
 
   int descriptor() const { return entry_.get(); }
 
@@ -49,7 +49,7 @@ class PassingEntry {
   void RemoveAbandoned() const;
 
  protected:
-  ~PassingEntry() = default;
+  ~StagedEntry() = default;
 
   // Calls with one name after the other while the answer is EEXIST.
   template <class Function>
@@ -63,23 +63,23 @@ class PassingEntry {
   std::string name_;  // "" while it has none, or has arrived
 };
 
-class PassingFile : public PassingEntry {
+class StagedFile : public StagedEntry {
  public:
-  using PassingEntry::PassingEntry;
-  ~PassingFile();
+  using StagedEntry::StagedEntry;
+  ~StagedFile();
 
   // `mode` less the umask.
   int Make(mode_t mode);
 
   // Puts the file in the target's place. `old_file` is the open target (-1: none) when its space
   // need not be given back on disk first.
-  int Arrive(int old_file);
+  int Commit(int old_file);
 
   // Puts the file where nothing stands: EEXIST.
-  int ArriveAsNew();
+  int CommitAsNew();
 
   // Removes the file that has arrived as new.
-  void TakeBack();
+  void Rollback();
 
  private:
   int LinkTo(int from, const std::string& name) const;
@@ -90,22 +90,22 @@ class PassingFile : public PassingEntry {
   int MakeNamed(mode_t mode);
 };
 
-class PassingFolder : public PassingEntry {
+class StagedFolder : public StagedEntry {
  public:
-  using PassingEntry::PassingEntry;
-  ~PassingFolder();
+  using StagedEntry::StagedEntry;
+  ~StagedFolder();
 
   // An empty folder of mode 0700.
   int Make();
 
   // Puts the folder where nothing stands: EEXIST.
-  int ArriveAsNew();
+  int CommitAsNew();
 
   // Puts it back on its way, so that it is removed.
-  void TakeBack();
+  void Rollback();
 
  private:
-  std::string passing_name_;
+  std::string staged_name_;
 };
 
 }  // namespace host
