@@ -14,7 +14,7 @@ orvik_packages_docs="doxygen"
 orvik_packages_test="$orvik_libraries_test python3 libplist-utils libxml2-utils attr zsh
   $orvik_packages_package"
 orvik_packages_fuzz="clang"
-orvik_packages_check="clang-tidy clang-tools cppcheck"
+orvik_packages_check="python3 clang-tidy clang-tools cppcheck"
 orvik_packages_cross_i386="mmdebstrap g++-i686-linux-gnu"
 orvik_packages_cross_arm64="mmdebstrap g++-aarch64-linux-gnu qemu-user"
 

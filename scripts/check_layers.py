@@ -1,0 +1,200 @@
+#!/usr/bin/env python3
+"""Checks what each folder may include and which names of the platform it may use.
+
+usage: scripts/check_layers.py [--exact]
+
+- A folder includes only the layers that its CMakeLists.txt links, directly or through a layer that
+  it links. This finds also headers that need no linking. No layer links itself through others.
+- A header of the operating system or of another library is included only where the table below
+  allows it. The C++ standard library is allowed everywhere.
+- The layers above platform/ use only names that the real platform has. platform/public_names.txt
+  lists them. platform/own_names.txt lists the exceptions that are still to be removed.
+
+With --exact, an entry of the two lists that nothing uses is an error, too.
+"""
+import functools
+import pathlib
+import re
+import sys
+
+ROOT = pathlib.Path(__file__).resolve().parent.parent
+LAYERS = ["text", "host", "platform", "strings", "files", "streams", "prefs", "xml"]
+PROGRAMS = ["postflight", "tools"]
+ABOVE_PLATFORM = LAYERS[LAYERS.index("strings"):] + PROGRAMS + ["examples"]
+# Targets that are no layer, and the folder that builds each.
+TARGETS = {"orvik_postflight": "postflight", "orvik_prefs_tool": "tools"}
+
+# The parts of POSIX that the layers above the platform call by name.
+POSIX = {"fcntl.h", "pthread.h", "sys/mman.h", "sys/stat.h", "sys/types.h", "syslog.h", "unistd.h",
+         "sys/single_threaded.h"}
+ANY = re.compile("")
+ALLOWED = {
+    "text": re.compile(r"unicode/|[a-z]*mmintrin\.h$"),
+    "host": ANY,
+    "platform": ANY,
+    "strings": re.compile(r"[a-z]*mmintrin\.h$"),
+    "files": re.compile(r"[a-z]*mmintrin\.h$"),
+    "streams": re.compile(r"zlib\.h$|boost/"),
+    "prefs": re.compile(r"$^"),
+    "xml": re.compile(r"tinyxml\.h$|expat\.h$|boost/|[a-z]*mmintrin\.h$"),
+    "postflight": re.compile(r"$^"),
+    "tools": re.compile(r"CLI/|nlohmann/"),
+}
+# Compilers keep these in folders of their own, and POSIX spells some headers of C its own way.
+STANDARD = re.compile(r"[a-z_]+$|(stdio|stdlib|string|time|limits|inttypes|errno|signal)\.h$")
+
+
+def without_comments(text):
+    text = re.sub(r"//[^\n]*|/\*.*?\*/", "", text, flags=re.S)
+    return re.sub(r'"(?:\\.|[^"\\\n])*"', '""', text)
+
+
+def sources(folder):
+    return sorted(path for path in (ROOT / folder).rglob("*") if path.suffix in (".h", ".cpp"))
+
+
+def links_of(folder):
+    """What the targets of a folder link: (all of it, what their users get with them)."""
+    text = re.sub(r"#[^\n]*", "", (ROOT / folder / "CMakeLists.txt").read_text())
+    direct, passed_on = set(), set()
+    for _, arguments in re.findall(
+            r"\b(orvik_library|orvik_test|orvik_example|target_link_libraries)\(([^()]*)\)", text):
+        public = True
+        for word in arguments.split():
+            if word in ("PRIVATE", "PRIVATE_LINKS"):
+                public = False
+            elif word in ("PUBLIC", "LINKS"):
+                public = True
+            name = re.fullmatch(r"orvik::(\w+)|orvik_(\w+)_shared", word)
+            target = (name.group(1) or name.group(2)) if name else TARGETS.get(word)
+            if target and target != folder:
+                direct.add(target)
+                if public:
+                    passed_on.add(target)
+    return direct, passed_on
+
+
+def reachable(folder):
+    direct, _ = links_of(folder)
+    found, waiting = set(), list(direct)
+    while waiting:
+        name = waiting.pop()
+        if name not in found:
+            found.add(name)
+            waiting += links_of(name)[1]
+    return found
+
+
+def check_includes(folder, allowed, own, problems):
+    for path in sources(folder):
+        where = path.relative_to(ROOT)
+        for kind, name in re.findall(r'^\s*#\s*include\s*(["<])([^">]+)', path.read_text(), re.M):
+            top = name.split("/")[0]
+            if kind == '"':
+                if top not in allowed and not name.startswith(own):
+                    problems.append(f"{where}: includes {name}, but {folder} does not link {top}")
+            elif folder in ALLOWED and not STANDARD.match(name) and name not in POSIX and \
+                    not ALLOWED[folder].match(name):
+                problems.append(f"{where}: includes <{name}>, which {folder} may not use")
+
+
+def declared_names(text):
+    """The names that a header declares at namespace scope, and its enumerators."""
+    text = re.sub(r"^\s*#.*$", "", without_comments(text), flags=re.M)
+    names, open_braces, start = set(), [], 0
+    for mark in re.finditer(r"[{};]", text):
+        piece, start = text[start:mark.start()].strip(), mark.end()
+        at_top = all(brace == "namespace" for brace in open_braces)
+        if mark.group() == "{":
+            if at_top and re.match(r"(inline\s+)?namespace\b|extern\s", piece):
+                open_braces.append("namespace")
+                continue
+            if at_top:
+                names |= names_in(piece)
+            open_braces.append("enum" if re.match(r"enum\b(?!\s+class)", piece) else "other")
+            continue
+        if at_top and piece:
+            names |= names_in(piece)
+        if mark.group() == "}" and open_braces:
+            if open_braces.pop() == "enum":
+                names |= set(re.findall(r"(?:^|,)\s*(\w+)", piece))
+    return names
+
+
+def names_in(declaration):
+    declaration = re.sub(r"\[\[.*?\]\]", "", re.sub(r"template\s*<[^{;]*?>\s*", "", declaration))
+    for pattern in (
+            r"using\s+(\w+)\s*=", r"using\s+.*::(\w+)$",
+            r"(?:class|struct|union|enum(?:\s+class)?)\s+(\w+)[^()]*$",
+            r"[\w:<>\s*&,]*?\b(\w+)\s*\(",
+            r"(?:inline|constexpr|extern|const|static)\b.*?(\w+)\s*(?:\[\w*\])?\s*(?:=|$)"):
+        found = re.match(pattern, declaration, re.S)
+        if found:
+            return {found.group(1)} - {"operator", "static_assert"}
+    return set()
+
+
+@functools.cache
+def headers_seen_by(path):
+    """All headers of the tree that a file includes, directly or through others."""
+    seen, waiting = set(), [path]
+    while waiting:
+        for name in re.findall(r'^#include "([^"]+)"', waiting.pop().read_text(), re.M):
+            if name not in seen and (ROOT / name).exists():
+                seen.add(name)
+                waiting.append(ROOT / name)
+    return seen
+
+
+def words_of_list(name):
+    lines = (ROOT / "platform" / name).read_text().splitlines()
+    return {word for line in lines if not line.startswith("#") for word in line.split()}
+
+
+def check_names(exact, problems):
+    public, own = words_of_list("public_names.txt"), words_of_list("own_names.txt")
+    for name in sorted(public & own):
+        problems.append(f"{name} is in both lists of names")
+    declared = {}
+    for path in sources("platform"):
+        if path.suffix == ".h":
+            for name in declared_names(path.read_text()):
+                declared.setdefault(name, set()).add(str(path.relative_to(ROOT)))
+    used = set()
+    for folder in ABOVE_PLATFORM:
+        for path in sources(folder):
+            included = headers_seen_by(path)
+            words = set(re.findall(r"\w+", without_comments(path.read_text())))
+            for name in words & declared.keys():
+                if not declared[name] & included:
+                    continue
+                used.add(name)
+                if name not in public and name not in own:
+                    problems.append(
+                        f"{path.relative_to(ROOT)}: uses {name} of {', '.join(sorted(declared[name]))}"
+                        ", which is no name of the platform (platform/public_names.txt)")
+    if exact:
+        for name in sorted((public | own) - used):
+            problems.append(f"platform/*_names.txt: nothing above platform/ uses {name}: remove it")
+
+
+def main():
+    problems = []
+    tests = [path.parent.relative_to(ROOT).as_posix()
+             for path in sorted((ROOT / "tests").glob("*/CMakeLists.txt"))]
+    for folder in LAYERS + PROGRAMS + ["bench", "fuzz", "examples"] + tests:
+        found = reachable(folder)
+        if folder in found:
+            problems.append(f"{folder} links itself")
+        own = (folder + "/",)
+        if folder in tests:
+            own += ("tests/support/",) + tuple(f"tests/{layer}/" for layer in found)
+        check_includes(folder, found | {folder}, own, problems)
+    check_names("--exact" in sys.argv[1:], problems)
+    for problem in problems:
+        print(problem)
+    return 1 if problems else 0
+
+
+if __name__ == "__main__":
+    sys.exit(main())
