@@ -46,6 +46,7 @@ class DomainGuard {
 // What a domain is opened for.
 enum class StorePurpose {
   kRead,
+  kRehearse,  // a change that is never saved: nothing is locked
   kChange,
   kCreate,  // a change that may bring the file and its folder into being
 };

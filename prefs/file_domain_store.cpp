@@ -7,6 +7,13 @@
 
 namespace orvik {
 
+PrefStatus CheckAddress(const EffectiveDomain& domain) {
+  if (!IsKnownScope(domain.scope)) {
+    return {PrefError::kUnknownScope};
+  }
+  return domain.usable() ? PrefStatus::Ok() : PrefStatus{PrefError::kRefusedDomain};
+}
+
 FileDomainStore::FileDomainStore(const EffectiveDomain& domain, StorePurpose purpose)
     : FileDomainStore(PreferenceFile(domain), purpose) {}
 
@@ -16,7 +23,9 @@ FileDomainStore::FileDomainStore(PreferenceFile file, StorePurpose purpose)
     file_.Load(kCFPropertyListImmutable);
     return;
   }
-  TakeLock(purpose);
+  if (purpose != StorePurpose::kRehearse) {
+    TakeLock(purpose);
+  }
   if (!opened_) {
     return;
   }
@@ -53,12 +62,17 @@ void FileDomainStore::ReplaceEntries(CAutoCFRelease<CFMutableDictionaryRef> entr
   changed_ = true;
 }
 
-CAutoCFRelease<CFTypeRef> FileDomainStore::CopyEntry(CFStringRef name) {
-  if (!IsADictionaryType(file_.root()) && !root_) {
-    return {};
+CFDictionaryRef FileDomainStore::entries() const {
+  if (root_) {
+    return root_.Get();
   }
-  const auto entries = root_ ? root_.Get() : static_cast<CFDictionaryRef>(file_.root());
-  return CAutoCFRelease<CFTypeRef>::Retaining(CFDictionaryGetValue(entries, name));
+  return IsADictionaryType(file_.root()) ? static_cast<CFDictionaryRef>(file_.root()) : nullptr;
+}
+
+CAutoCFRelease<CFTypeRef> FileDomainStore::CopyEntry(CFStringRef name) {
+  const CFDictionaryRef all = entries();
+  return CAutoCFRelease<CFTypeRef>::Retaining(all == nullptr ? nullptr
+                                                             : CFDictionaryGetValue(all, name));
 }
 
 PrefStatus FileDomainStore::SetEntry(CFStringRef name, CFTypeRef value) {

@@ -8,6 +8,9 @@
 
 namespace orvik {
 
+// Whether operations can work on a domain: kUnknownScope, kRefusedDomain.
+PrefStatus CheckAddress(const EffectiveDomain& domain);
+
 // The file behind any scope. While it is open for a change its folder is locked, so that nobody
 // else who asks through this class, nor anybody who synchronises preferences, changes it: also not
 // another user, who does not see the lock record.
@@ -27,6 +30,9 @@ class FileDomainStore : public DomainStore {
 
   // Where StartAnew kept the old file.
   const std::string& kept() const { return kept_.path; }
+
+  // All entries as they are now; null without a sound file until something is set.
+  CFDictionaryRef entries() const;
 
   // Puts these entries, which become the store's own, in the place of all others.
   void ReplaceEntries(CAutoCFRelease<CFMutableDictionaryRef> entries);

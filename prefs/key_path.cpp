@@ -1,6 +1,7 @@
 #include "prefs/key_path.h"
 
 #include <string>
+#include <utility>
 
 namespace orvik {
 
@@ -41,13 +42,25 @@ KeyPath::KeyPath(const CAtlString& path) {
   }
 }
 
-KeyPath KeyPath::Parent() const {
-  KeyPath parent;
-  if (count() > 1) {
-    parent.names_.assign(names_.begin(), names_.end() - 1);
-    parent.text_ = CAtlString(text_.GetString(), text_.GetLength() - names_.back().GetLength() - 1);
+KeyPath KeyPath::FromNames(std::vector<CAtlString> names) {
+  KeyPath path;
+  std::u16string text;
+  for (std::size_t i = 0; i < names.size(); ++i) {
+    if (i > 0) {
+      text += kSeparator;
+    }
+    text += names[i].View();
   }
-  return parent;
+  path.text_ = CAtlString(text);
+  path.names_ = std::move(names);
+  return path;
+}
+
+KeyPath KeyPath::Parent() const {
+  if (count() <= 1) {
+    return KeyPath();
+  }
+  return FromNames({names_.begin(), names_.end() - 1});
 }
 
 int GetDirCountFromPath(CAtlString path) {

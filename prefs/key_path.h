@@ -34,10 +34,13 @@ CAtlString GetCompanyName();
 //   Software
 CAtlString ExtractMacPreferencePathFromFullPath(CAtlString path);
 
-// A normalised path, split once for a walk.
+// A normalised path, split once for a walk. Operations that take a KeyPath take a text, too.
 class KeyPath {
  public:
-  explicit KeyPath(const CAtlString& path);
+  KeyPath(const CAtlString& path);  // NOLINT(google-explicit-constructor)
+  KeyPath(const char16_t* path) : KeyPath(CAtlString(path)) {}  // NOLINT
+  // The names as they are: each may hold "/" and "\", which separate nothing.
+  static KeyPath FromNames(std::vector<CAtlString> names);
 
   int count() const { return static_cast<int>(names_.size()); }
   bool empty() const { return names_.empty(); }
@@ -45,7 +48,8 @@ class KeyPath {
   const CAtlString& name(int index) const { return names_[static_cast<std::size_t>(index - 1)]; }
   // All components but the last; empty when there is at most one.
   KeyPath Parent() const;
-  // The path with "\" between its components.
+  // The path with "\" between its components. It names the same key only when no name holds a
+  // separator.
   const CAtlString& text() const { return text_; }
 
  private:

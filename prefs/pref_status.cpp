@@ -55,6 +55,10 @@ std::string Describe(const PrefStatus& status) {
       return "no room on the volume";
     case PrefError::kNotSaved:
       return std::string("the file cannot be saved: ") + host::StatusText(status.system_status);
+    case PrefError::kIsAKey:
+      return "a key has this name";
+    case PrefError::kKeyNotEmpty:
+      return "the key is not empty";
   }
   return "unknown";
 }

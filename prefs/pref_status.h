@@ -23,12 +23,17 @@ enum class PrefError {
   kReadOnly,           // the volume is read-only
   kDiskFull,           // no room, or over quota
   kNotSaved,           // any other failure of the write
+  kIsAKey,             // a key with what lies below it is in the place of a value
+  kKeyNotEmpty,
 };
 
 struct PrefStatus {
   PrefError error = PrefError::kNone;
   // The status of the failing call (kUnreadable and the reasons of a failed save), else 0.
   OSStatus system_status = 0;
+  // Of a transaction: its change or condition that failed, counted from 0 in the order of the calls
+  // that added them; -1 when none of them did.
+  int step = -1;
 
   bool ok() const { return error == PrefError::kNone; }
   static PrefStatus Ok() { return {}; }

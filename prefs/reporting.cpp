@@ -5,23 +5,11 @@
 
 #include "prefs/change.h"
 #include "prefs/file_domain_store.h"
-#include "prefs/key_path.h"
 #include "prefs/key_walk.h"
 #include "prefs/platform_values.h"
 #include "prefs/salvage.h"
 
 namespace orvik {
-
-namespace {
-
-PrefStatus CheckAddress(const EffectiveDomain& domain) {
-  if (!IsKnownScope(domain.scope)) {
-    return {PrefError::kUnknownScope};
-  }
-  return domain.usable() ? PrefStatus::Ok() : PrefStatus{PrefError::kRefusedDomain};
-}
-
-}  // namespace
 
 std::string PreferenceFilePath(int scope, const CAtlString& domain) {
   const EffectiveDomain effective(scope, domain);
@@ -42,7 +30,7 @@ PrefResult<CFDictionaryRef> CopyDomain(int scope, const CAtlString& domain) {
           CAutoCFRelease<CFDictionaryRef>::Retaining(static_cast<CFDictionaryRef>(file.root()))};
 }
 
-PrefResult<CFTypeRef> CopyPreference(int scope, const CAtlString& key_path, const CAtlString& name,
+PrefResult<CFTypeRef> CopyPreference(int scope, const KeyPath& key_path, const CAtlString& name,
                                      const CAtlString& domain) {
   const PrefResult<CFDictionaryRef> key = CopyPreferenceKey(scope, key_path, domain);
   if (!key.ok()) {
@@ -54,19 +42,18 @@ PrefResult<CFTypeRef> CopyPreference(int scope, const CAtlString& key_path, cons
   return {status, std::move(value)};
 }
 
-PrefResult<CFDictionaryRef> CopyPreferenceKey(int scope, const CAtlString& key_path,
+PrefResult<CFDictionaryRef> CopyPreferenceKey(int scope, const KeyPath& key_path,
                                               const CAtlString& domain) {
   PrefResult<CFDictionaryRef> root = CopyDomain(scope, domain);
-  const KeyPath path(key_path);
-  if (!root.ok() || path.empty()) {
+  if (!root.ok() || key_path.empty()) {
     return root;
   }
   const FoundKey key =
-      FindKey(CFDictionaryGetValue(root.value, PlatformString(path.name(1))), path);
+      FindKey(CFDictionaryGetValue(root.value, PlatformString(key_path.name(1))), key_path);
   return {key.status, CAutoCFRelease<CFDictionaryRef>::Retaining(key.dictionary)};
 }
 
-PrefStatus ListPreferenceNames(int scope, const CAtlString& key_path, const CAtlString& domain,
+PrefStatus ListPreferenceNames(int scope, const KeyPath& key_path, const CAtlString& domain,
                                CAtlArray<CAtlString>& names) {
   const PrefResult<CFDictionaryRef> key = CopyPreferenceKey(scope, key_path, domain);
   if (!key.ok()) {

@@ -10,6 +10,7 @@
 #include "platform/core_foundation/array.h"
 #include "platform/core_foundation/dictionary.h"
 #include "prefs/auto_release.h"
+#include "prefs/key_path.h"
 #include "prefs/pref_status.h"
 #include "strings/atl_array.h"
 #include "strings/atl_string.h"
@@ -34,16 +35,16 @@ PrefResult<CFDictionaryRef> CopyDomain(int scope, const CAtlString& domain);
 
 // One value or key of any type. kNotFound when there is none; kNotAKey when a value stands on the
 // path. An empty key path looks among the top-level entries.
-PrefResult<CFTypeRef> CopyPreference(int scope, const CAtlString& key_path, const CAtlString& name,
+PrefResult<CFTypeRef> CopyPreference(int scope, const KeyPath& key_path, const CAtlString& name,
                                      const CAtlString& domain);
 
 // A key with everything below it; the whole domain for an empty key path.
-PrefResult<CFDictionaryRef> CopyPreferenceKey(int scope, const CAtlString& key_path,
+PrefResult<CFDictionaryRef> CopyPreferenceKey(int scope, const KeyPath& key_path,
                                               const CAtlString& domain);
 
 // Appends the names below a key, or of the domain's top-level entries for an empty key path, in
 // the order of their UTF-16 units.
-PrefStatus ListPreferenceNames(int scope, const CAtlString& key_path, const CAtlString& domain,
+PrefStatus ListPreferenceNames(int scope, const KeyPath& key_path, const CAtlString& domain,
                                CAtlArray<CAtlString>& names);
 
 // What a repair did.

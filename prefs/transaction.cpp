@@ -1,164 +1,122 @@
 #include "prefs/transaction.h"
 
+#include <algorithm>
 #include <utility>
 
 #include "platform/core_foundation/property_list.h"
 #include "prefs/change.h"
-#include "prefs/file_domain_store.h"
-#include "prefs/key_walk.h"
 #include "prefs/platform_values.h"
-#include "prefs/preferences.h"
+#include "prefs/transaction_runner.h"
 
 namespace orvik {
 
-// Carries out the changes of one transaction on an opened domain.
-class TransactionRunner {
- public:
-  explicit TransactionRunner(FileDomainStore& store) : store_(store) {}
+namespace {
 
-  PrefStatus Run(const std::vector<Transaction::Change>& changes) {
-    for (const Transaction::Change& change : changes) {
-      if (const PrefStatus status = Apply(change); !status.ok()) {
-        return status;
-      }
-    }
-    return store_.Save();
+// What keeps the entries from being changed; a missing file does not.
+PrefStatus Problem(const FileDomainStore& store) {
+  const PrefStatus status = store.file().status();
+  return status.error == PrefError::kNotFound ? PrefStatus::Ok() : status;
+}
+
+// The store has changed what it read; its file's bytes hold what was there before.
+TransactionResult ResultOf(const FileDomainStore& store) {
+  TransactionResult result;
+  if (store.file().status().ok()) {
+    CAutoCFRelease<CFPropertyListRef> before(CFPropertyListCreateFromXMLData(
+        kCFAllocatorDefault, store.file().bytes(), kCFPropertyListImmutable, nullptr));
+    result.before.Attach(static_cast<CFDictionaryRef>(before.Detach()));
   }
+  result.after = CAutoCFRelease<CFDictionaryRef>::Retaining(store.entries());
+  return result;
+}
 
- private:
-  using Change = Transaction::Change;
-  using Kind = Transaction::Kind;
-
-  PrefStatus Apply(const Change& change) {
-    switch (change.kind) {
-      case Kind::kSet:
-        return Set(change);
-      case Kind::kDelete:
-        return Delete(change);
-      case Kind::kReplaceDomain:
-        return ReplaceDomain(static_cast<CFDictionaryRef>(change.value.Get()));
-      case Kind::kRequireEqual: {
-        const Found found = Find(change);
-        return found.value && change.value && CFEqual(found.value, change.value) ? PrefStatus::Ok()
-                                                                                 : Unmet();
-      }
-      case Kind::kRequireAbsent:
-        return Find(change).status.error == PrefError::kNotFound ? PrefStatus::Ok() : Unmet();
-    }
-    return PrefStatus::Ok();
-  }
-
-  static PrefStatus Unmet() { return {PrefError::kConditionNotMet}; }
-
-  struct Found {
-    PrefStatus status;
-    CAutoCFRelease<CFTypeRef> value;
-  };
-
-  Found Find(const Change& change) {
-    Found found;
-    const KeyPath& path = change.key_path;
-    if (path.empty()) {
-      found.value = store_.CopyEntry(PlatformString(change.name));
-    } else {
-      const auto top = store_.CopyEntry(PlatformString(path.name(1)));
-      const FoundKey key = FindKey(top, path);
-      found.status = key.status;
-      if (key.status.ok()) {
-        found.value = CAutoCFRelease<CFTypeRef>::Retaining(
-            CFDictionaryGetValue(key.dictionary, PlatformString(change.name)));
-      }
-    }
-    if (found.status.ok() && !found.value) {
-      found.status = {PrefError::kNotFound};
-    }
-    return found;
-  }
-
-  PrefStatus Set(const Change& change) {
-    const CAutoCFRelease<CFTypeRef> own = OwnForm(change.value);
-    if (!own) {
-      return {PrefError::kNotSerializable};
-    }
-    return ApplyChange(store_, change.key_path, change.name, own, MissingKeys::kMake);
-  }
-
-  PrefStatus Delete(const Change& change) {
-    const Found present = Find(change);
-    if (!present.status.ok()) {
-      return change.if_missing == IfMissing::kFail ? present.status : PrefStatus::Ok();
-    }
-    return ApplyChange(store_, change.key_path, change.name, nullptr, MissingKeys::kFail);
-  }
-
-  PrefStatus ReplaceDomain(CFDictionaryRef entries) {
-    CAutoCFRelease<CFTypeRef> own = OwnForm(entries);
-    if (!IsADictionaryType(own)) {
-      return {PrefError::kNotSerializable};
-    }
-    store_.ReplaceEntries(CAutoCFRelease<CFMutableDictionaryRef>(AsMutable(own.Detach())));
-    return PrefStatus::Ok();
-  }
-
-  // A value that later changes may go into without touching the caller's.
-  static CAutoCFRelease<CFTypeRef> OwnForm(CFTypeRef value) {
-    return CAutoCFRelease<CFTypeRef>(
-        value == nullptr ? nullptr
-                         : CFPropertyListCreateDeepCopy(kCFAllocatorDefault, value,
-                                                        kCFPropertyListMutableContainers));
-  }
-
-  FileDomainStore& store_;
-};
+}  // namespace
 
 Transaction::Transaction(int scope, CAtlString domain)
     : scope_(scope), domain_(std::move(domain)) {}
 
-void Transaction::Set(CAtlString key_path, CAtlString name, CFTypeRef value) {
-  changes_.push_back({Kind::kSet, KeyPath(key_path), std::move(name),
-                      CAutoCFRelease<CFTypeRef>::Retaining(value)});
+Transaction::Step& Transaction::Add(Kind kind, const KeyPath& key_path, CAtlString name,
+                                    CFTypeRef value) {
+  return steps_.emplace_back(Step{kind, key_path, std::move(name),
+                                  CAutoCFRelease<CFTypeRef>::Retaining(value), IfMissing::kSucceed,
+                                  ReplaceKeys::kNo, KeyPath(u""), CAtlString(), nullptr});
 }
 
-void Transaction::SetString(CAtlString key_path, CAtlString name, const CAtlString& value) {
-  Set(std::move(key_path), std::move(name), PlatformString(value));
+void Transaction::Set(const KeyPath& key_path, CAtlString name, CFTypeRef value) {
+  Add(Kind::kSet, key_path, std::move(name), value);
 }
 
-void Transaction::SetInt(CAtlString key_path, CAtlString name, int value) {
-  Set(std::move(key_path), std::move(name), PlatformNumber(value));
+void Transaction::SetString(const KeyPath& key_path, CAtlString name, const CAtlString& value) {
+  Set(key_path, std::move(name), PlatformString(value));
 }
 
-void Transaction::Delete(CAtlString key_path, CAtlString name, IfMissing if_missing) {
-  changes_.push_back({Kind::kDelete, KeyPath(key_path), std::move(name), {}, if_missing});
+void Transaction::SetInt(const KeyPath& key_path, CAtlString name, int value) {
+  Set(key_path, std::move(name), PlatformNumber(value));
 }
 
-void Transaction::DeleteKey(CAtlString key_path, IfMissing if_missing) {
-  const KeyPath path(key_path);
-  if (!path.empty()) {
-    changes_.push_back({Kind::kDelete, path.Parent(), path.name(path.count()), {}, if_missing});
+void Transaction::Delete(const KeyPath& key_path, CAtlString name, IfMissing if_missing) {
+  Add(Kind::kDelete, key_path, std::move(name)).if_missing = if_missing;
+}
+
+void Transaction::DeleteKey(const KeyPath& key_path, IfMissing if_missing) {
+  if (!key_path.empty()) {
+    Delete(key_path.Parent(), key_path.name(key_path.count()), if_missing);
   }
 }
 
-void Transaction::ReplaceDomain(CFDictionaryRef entries) {
-  changes_.push_back({Kind::kReplaceDomain, KeyPath(CAtlString()), CAtlString(),
-                      CAutoCFRelease<CFTypeRef>::Retaining(entries)});
+void Transaction::MakeKey(const KeyPath& key_path) {
+  Add(Kind::kMakeKey, key_path, CAtlString());
 }
 
-void Transaction::RequireEqual(CAtlString key_path, CAtlString name, CFTypeRef expected) {
-  changes_.push_back({Kind::kRequireEqual, KeyPath(key_path), std::move(name),
-                      CAutoCFRelease<CFTypeRef>::Retaining(expected)});
+void Transaction::ReplaceKey(const KeyPath& key_path, CFDictionaryRef entries) {
+  Add(Kind::kReplaceKey, key_path, CAtlString(), entries);
 }
 
-void Transaction::RequireAbsent(CAtlString key_path, CAtlString name) {
-  changes_.push_back({Kind::kRequireAbsent, KeyPath(key_path), std::move(name), {}});
+void Transaction::Merge(const KeyPath& key_path, CFDictionaryRef entries, ReplaceKeys replace) {
+  Add(Kind::kMerge, key_path, CAtlString(), entries).replace = replace;
 }
 
-PrefStatus Transaction::Commit(IfDamaged if_damaged) const {
+void Transaction::Copy(const KeyPath& from_key, CAtlString from_name, const KeyPath& to_key,
+                       CAtlString to_name) {
+  Step& step = Add(Kind::kCopy, from_key, std::move(from_name));
+  step.to_key = to_key;
+  step.to_name = std::move(to_name);
+}
+
+void Transaction::Rename(const KeyPath& from_key, CAtlString from_name, const KeyPath& to_key,
+                         CAtlString to_name) {
+  Copy(from_key, std::move(from_name), to_key, std::move(to_name));
+  steps_.back().kind = Kind::kRename;
+}
+
+void Transaction::RequireEqual(const KeyPath& key_path, CAtlString name, CFTypeRef expected) {
+  Add(Kind::kRequireEqual, key_path, std::move(name), expected);
+}
+
+void Transaction::RequireAbsent(const KeyPath& key_path, CAtlString name) {
+  Add(Kind::kRequireAbsent, key_path, std::move(name));
+}
+
+void Transaction::RequireNotKey(const KeyPath& key_path, CAtlString name) {
+  Add(Kind::kRequireNotKey, key_path, std::move(name));
+}
+
+void Transaction::RequireKey(const KeyPath& key_path) {
+  Add(Kind::kRequireKey, key_path, CAtlString());
+}
+
+void Transaction::RequireEmptyKey(const KeyPath& key_path) {
+  Add(Kind::kRequireEmptyKey, key_path, CAtlString());
+}
+
+void Transaction::RequireThat(const KeyPath& key_path, CAtlString name, Condition condition) {
+  Add(Kind::kRequireThat, key_path, std::move(name)).condition = std::move(condition);
+}
+
+PrefStatus Transaction::Commit(IfDamaged if_damaged, TransactionResult* result) const {
   const EffectiveDomain effective(scope_, domain_);
-  if (!IsKnownScope(effective.scope)) {
-    return {PrefError::kUnknownScope};
-  }
-  if (!effective.usable()) {
-    return {PrefError::kRefusedDomain};
+  if (const PrefStatus status = CheckAddress(effective); !status.ok()) {
+    return status;
   }
   const GuardHold guard(SystemStores(), effective, domain_);
   if (!guard.held()) {
@@ -168,8 +126,7 @@ PrefStatus Transaction::Commit(IfDamaged if_damaged) const {
   if (!store.opened()) {
     return {PrefError::kLockNotObtained};
   }
-  const PrefStatus found = store.file().status();
-  if (!found.ok() && found.error != PrefError::kNotFound) {
+  if (const PrefStatus found = Problem(store); !found.ok()) {
     if (if_damaged == IfDamaged::kFail) {
       return found;
     }
@@ -177,16 +134,40 @@ PrefStatus Transaction::Commit(IfDamaged if_damaged) const {
       return status;
     }
   }
-  return TransactionRunner(store).Run(changes_);
+  PrefStatus status = TransactionRunner(store).Run(steps_);
+  if (status.ok()) {
+    status = store.Save();
+  }
+  if (status.ok() && result != nullptr) {
+    *result = ResultOf(store);
+  }
+  return status;
+}
+
+PrefStatus Transaction::Rehearse(TransactionResult* result) const {
+  const EffectiveDomain effective(scope_, domain_);
+  if (const PrefStatus status = CheckAddress(effective); !status.ok()) {
+    return status;
+  }
+  FileDomainStore store(effective, StorePurpose::kRehearse);
+  if (const PrefStatus status = Problem(store); !status.ok()) {
+    return status;
+  }
+  PrefStatus status = TransactionRunner(store).Run(steps_);
+  if (status.ok() && store.entries() != nullptr &&
+      !CFPropertyListIsValid(store.entries(), kCFPropertyListXMLFormat_v1_0)) {
+    status = {PrefError::kNotSerializable};
+  }
+  if (status.ok()) {
+    *result = ResultOf(store);
+  }
+  return status;
 }
 
 bool Transaction::MayCreate() const {
-  for (const Change& change : changes_) {
-    if (change.kind == Kind::kSet || change.kind == Kind::kReplaceDomain) {
-      return true;
-    }
-  }
-  return false;
+  return std::any_of(steps_.begin(), steps_.end(), [](const Step& step) {
+    return step.kind != Kind::kDelete && step.kind < Kind::kRequireEqual;
+  });
 }
 
 PrefStatus SetPreferenceIfEqual(int scope, CAtlString key_path, CAtlString name, CFTypeRef expected,

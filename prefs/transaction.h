@@ -1,16 +1,18 @@
 // Several changes of one domain under one lock, with one read and one write, all or nothing.
 //
 // The public writers and deleters of preferences.h always answer success when the lock was had; a
-// transaction tells whether its changes are on disk. It works on the file behind the scope:
+// transaction reports whether its changes are on disk. It works on the file behind the scope:
 //
 //   scope      held while it runs
 //   shared     the lock record of the domain, as the writers hold it, and the folder of the file
 //   user,      the lock under which preferences are synchronised
 //   machine
 //
-// A transaction that fails at any change, condition or in saving leaves the file as it was.
+// A transaction that fails at any change, condition or in saving leaves the file as it was. The
+// status then says which step failed.
 #pragma once
 
+#include <functional>
 #include <vector>
 
 #include "platform/core_foundation/dictionary.h"
@@ -30,49 +32,106 @@ enum class IfDamaged {
   kReplace,  // starts from an empty domain and keeps the old file beside the new one
 };
 
+// Whether a merge may put a value in the place of a key with all that lies below it.
+enum class ReplaceKeys { kNo, kYes };
+
+// The domain before and after a transaction; null stands for a domain without a file.
+struct TransactionResult {
+  CAutoCFRelease<CFDictionaryRef> before;
+  CAutoCFRelease<CFDictionaryRef> after;
+};
+
 class Transaction {
  public:
   // Any of the scopes 0 to 5.
   Transaction(int scope, CAtlString domain);
 
-  // The changes are made in the order of these calls; each sees the ones before it. Values are
+  // Changes. They are made in the order of these calls; each sees the ones before it. Values are
   // retained. Keys on the path that do not exist are made; a value that is no dictionary on the
   // path makes the transaction fail with kNotAKey, so that it is not lost.
-  void Set(CAtlString key_path, CAtlString name, CFTypeRef value);
-  void SetString(CAtlString key_path, CAtlString name, const CAtlString& value);
-  void SetInt(CAtlString key_path, CAtlString name, int value);
+  void Set(const KeyPath& key_path, CAtlString name, CFTypeRef value);
+  void SetString(const KeyPath& key_path, CAtlString name, const CAtlString& value);
+  void SetInt(const KeyPath& key_path, CAtlString name, int value);
   // Removes one value or key under a key path (kNotFound, kNotAKey when kFail is asked for).
-  void Delete(CAtlString key_path, CAtlString name, IfMissing if_missing = IfMissing::kSucceed);
-  // Removes the last key of the path with everything below it.
-  void DeleteKey(CAtlString key_path, IfMissing if_missing = IfMissing::kSucceed);
-  // Removes every entry and puts in those of the dictionary.
-  void ReplaceDomain(CFDictionaryRef entries);
+  void Delete(const KeyPath& key_path, CAtlString name, IfMissing if_missing = IfMissing::kSucceed);
+  // Removes the last key of the path with everything below it. An empty path has no last key:
+  // nothing is removed (see ReplaceKey).
+  void DeleteKey(const KeyPath& key_path, IfMissing if_missing = IfMissing::kSucceed);
+  // Makes a key, if it does not exist, with the keys above it.
+  void MakeKey(const KeyPath& key_path);
+  // The key then holds these entries and no others; the whole domain for an empty path.
+  void ReplaceKey(const KeyPath& key_path, CFDictionaryRef entries);
+  void ReplaceDomain(CFDictionaryRef entries) { ReplaceKey(KeyPath(u""), entries); }
+  // Puts the entries below the key (into the domain for an empty path). Dictionaries that both have
+  // are merged alike; of others the given one holds. A value never takes the place of a key
+  // (kIsAKey) unless that is allowed.
+  void Merge(const KeyPath& key_path, CFDictionaryRef entries,
+             ReplaceKeys replace = ReplaceKeys::kNo);
+  // Copies or moves a value, or a key with all that lies below it; what had the new name is
+  // replaced. kNotFound without the old one. A key may move below its own path.
+  void Copy(const KeyPath& from_key, CAtlString from_name, const KeyPath& to_key,
+            CAtlString to_name);
+  void Rename(const KeyPath& from_key, CAtlString from_name, const KeyPath& to_key,
+              CAtlString to_name);
 
-  // Conditions on what stands there at this point; kConditionNotMet ends the transaction. Numbers
-  // are equal by value, strings by their units, containers by their contents.
-  void RequireEqual(CAtlString key_path, CAtlString name, CFTypeRef expected);
-  void RequireAbsent(CAtlString key_path, CAtlString name);
+  // Conditions on what is there at this point, after the changes that were added before. One that
+  // does not hold ends the transaction with kConditionNotMet, or with the error that is given.
+  // Numbers are equal by value, strings by their units, containers by their contents.
+  void RequireEqual(const KeyPath& key_path, CAtlString name, CFTypeRef expected);
+  void RequireAbsent(const KeyPath& key_path, CAtlString name);
+  // No key has the name: a change by this name loses nothing below it. kIsAKey.
+  void RequireNotKey(const KeyPath& key_path, CAtlString name);
+  // The key exists (kNotFound, kNotAKey); it holds nothing (kKeyNotEmpty, too).
+  void RequireKey(const KeyPath& key_path);
+  void RequireEmptyKey(const KeyPath& key_path);
+  // The condition says yes to the value or key that is there; it is asked with null for none.
+  using Condition = std::function<bool(CFTypeRef present)>;
+  void RequireThat(const KeyPath& key_path, CAtlString name, Condition condition);
 
   // Makes the changes and saves them. ok() means that the file holds them; nothing is written when
-  // nothing is to be changed. May be called again: everything is done anew.
-  PrefStatus Commit(IfDamaged if_damaged = IfDamaged::kFail) const;
+  // nothing is to be changed. May be called again: everything is done anew. `result`, unless null,
+  // receives the domain as it was and as it is; a failure leaves it empty.
+  PrefStatus Commit(IfDamaged if_damaged = IfDamaged::kFail,
+                    TransactionResult* result = nullptr) const;
+  // Makes the changes in memory alone: no lock is taken and no file is touched. What Commit would
+  // report, as far as can be known without saving.
+  PrefStatus Rehearse(TransactionResult* result) const;
 
  private:
   friend class TransactionRunner;
-  enum class Kind { kSet, kDelete, kReplaceDomain, kRequireEqual, kRequireAbsent };
-  struct Change {
+  enum class Kind {
+    kSet,
+    kDelete,
+    kMakeKey,
+    kReplaceKey,
+    kMerge,
+    kCopy,
+    kRename,
+    kRequireEqual,
+    kRequireAbsent,
+    kRequireNotKey,
+    kRequireKey,
+    kRequireEmptyKey,
+    kRequireThat
+  };
+  struct Step {
     Kind kind;
     KeyPath key_path;
     CAtlString name;
     CAutoCFRelease<CFTypeRef> value;
     IfMissing if_missing = IfMissing::kSucceed;
+    ReplaceKeys replace = ReplaceKeys::kNo;
+    KeyPath to_key;
+    CAtlString to_name;
+    Condition condition;
   };
 
+  Step& Add(Kind kind, const KeyPath& key_path, CAtlString name, CFTypeRef value = nullptr);
   bool MayCreate() const;
 
   int scope_;
   CAtlString domain_;
-  std::vector<Change> changes_;
+  std::vector<Step> steps_;
 };
 
 // One change, made only where the present value is the expected one, or where there is none.

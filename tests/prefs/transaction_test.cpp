@@ -6,6 +6,7 @@
 #include <csignal>
 #include <memory>
 
+#include "platform/core_foundation/number.h"
 #include "prefs/platform_values.h"
 #include "prefs/preferences.h"
 #include "prefs/reporting.h"
@@ -15,6 +16,15 @@ namespace orvik::test {
 namespace {
 
 using TransactionTest = StoreTest;
+
+CAutoCFRelease<CFMutableDictionaryRef> Entries(
+    const std::vector<std::pair<const char16_t*, CFTypeRef>>& entries) {
+  CAutoCFRelease<CFMutableDictionaryRef> dictionary = NewDictionary();
+  for (const auto& [name, value] : entries) {
+    CFDictionarySetValue(dictionary, PlatformString(name), value);
+  }
+  return dictionary;
+}
 
 TEST_F(TransactionTest, MakesAllChangesInOrderInEveryScope) {
   for (const int scope : {0, 1, 4}) {
@@ -60,6 +70,25 @@ TEST_F(TransactionTest, AFailureAnywhereLeavesTheFile) {
       {"nothing to compare", PrefError::kConditionNotMet,
        [](Transaction& t) { t.RequireEqual(u"A", u"no", PlatformNumber(0)); }},
       {"present", PrefError::kConditionNotMet, [](Transaction& t) { t.RequireAbsent(u"A", u"s"); }},
+      {"a key in the place of a value", PrefError::kIsAKey,
+       [](Transaction& t) { t.RequireNotKey(u"", u"A"); }},
+      {"a value in the place of a key", PrefError::kNotAKey,
+       [](Transaction& t) { t.ReplaceKey(u"A/s", NewDictionary()); }},
+      {"no key", PrefError::kNotFound, [](Transaction& t) { t.RequireKey(u"B"); }},
+      {"not an empty key", PrefError::kKeyNotEmpty,
+       [](Transaction& t) { t.RequireEmptyKey(u"A"); }},
+      {"a condition of its own", PrefError::kConditionNotMet,
+       [](Transaction& t) {
+         t.RequireThat(u"A", u"no", [](CFTypeRef present) { return present != nullptr; });
+       }},
+      {"nothing to copy", PrefError::kNotFound,
+       [](Transaction& t) { t.Copy(u"A", u"no", u"A", u"x"); }},
+      {"nowhere to move", PrefError::kNotAKey,
+       [](Transaction& t) { t.Rename(u"A", u"s", u"top", u"x"); }},
+      {"a merge over a key", PrefError::kIsAKey,
+       [](Transaction& t) {
+         t.Merge(u"", Entries({{u"A", PlatformNumber(1)}}));
+       }},
       {"blocked is not absent", PrefError::kConditionNotMet,
        [](Transaction& t) { t.RequireAbsent(u"top", u"s"); }},
       {"no value", PrefError::kNotSerializable, [](Transaction& t) { t.Set(u"A", u"x", nullptr); }},
@@ -79,10 +108,103 @@ TEST_F(TransactionTest, AFailureAnywhereLeavesTheFile) {
       change.SetString(u"A/new", u"n", u"v");
       change.Delete(u"", u"top-level that is not there");
       c.last(change);
-      EXPECT_EQ(change.Commit().error, c.error);
+      const PrefStatus status = change.Commit();
+      EXPECT_EQ(status.error, c.error);
+      EXPECT_EQ(status.step, 2);
       EXPECT_EQ(ReadFile(FileOf(scope)), bytes);
+      TransactionResult result;
+      EXPECT_EQ(change.Rehearse(&result).error, c.error);
+      EXPECT_FALSE(result.after);
     }
   }
+}
+
+TEST_F(TransactionTest, CopiesMovesMergesAndReplaces) {
+  const auto one = PlatformNumber(1), two = PlatformNumber(2);
+  const struct {
+    const char* title;
+    void (*change)(Transaction&, CFTypeRef one, CFTypeRef two);
+    const char* after;
+  } kCases[] = {
+      {"copies a key below itself",
+       [](Transaction& t, CFTypeRef, CFTypeRef) { t.Copy(u"", u"A", u"A/B", u"C"); },
+       R"({"A":{"B":{"C":{"B":{"n":1},"s":"t"},"n":1},"s":"t"},"v":true})"},
+      {"moves a key below its own path",
+       [](Transaction& t, CFTypeRef, CFTypeRef) { t.Rename(u"", u"A", u"A/B", u"C"); },
+       R"({"A":{"B":{"C":{"B":{"n":1},"s":"t"}}},"v":true})"},
+      {"moves a value over another",
+       [](Transaction& t, CFTypeRef, CFTypeRef) { t.Rename(u"", u"v", u"A", u"s"); },
+       R"({"A":{"B":{"n":1},"s":true}})"},
+      {"moves to where it is",
+       [](Transaction& t, CFTypeRef, CFTypeRef) { t.Rename(u"A", u"B", u"A/", u"B"); },
+       R"({"A":{"B":{"n":1},"s":"t"},"v":true})"},
+      {"merges",
+       [](Transaction& t, CFTypeRef first, CFTypeRef second) {
+         t.Merge(u"", Entries({{u"A", Entries({{u"B", Entries({{u"m", second}})}, {u"s", first}})},
+                               {u"w", first}}));
+         t.Merge(u"A/D", Entries({{u"x", second}}));
+         t.Merge(u"A", Entries({{u"B", first}}), ReplaceKeys::kYes);
+       },
+       R"({"A":{"B":1,"D":{"x":2},"s":1},"v":true,"w":1})"},
+      {"makes and replaces keys",
+       [](Transaction& t, CFTypeRef first, CFTypeRef) {
+         t.MakeKey(u"A/B");
+         t.MakeKey(u"E/F");
+         t.ReplaceKey(u"A/B", Entries({{u"m", first}}));
+         t.ReplaceKey(u"G", NewDictionary());
+         t.RequireEmptyKey(u"G");
+       },
+       R"({"A":{"B":{"m":1},"s":"t"},"E":{"F":{}},"G":{},"v":true})"},
+      {"takes names with separators",
+       [](Transaction& t, CFTypeRef first, CFTypeRef) {
+         t.Set(KeyPath::FromNames({u"a/b", u"c\\d"}), u"e/f", first);
+         t.DeleteKey(u"A");
+       },
+       R"({"a/b":{"c\\d":{"e/f":1}},"v":true})"},
+  };
+  int scope = 0;
+  for (const auto& c : kCases) {
+    SCOPED_TRACE(c.title);
+    scope = scope == 0 ? 1 : scope == 1 ? 4 : 0;
+    WritePlist(FileOf(scope), R"({"A":{"B":{"n":1},"s":"t"},"v":true})", "binary");
+    const std::string bytes = ReadFile(FileOf(scope));
+    Transaction change(scope, kDomain);
+    c.change(change, one, two);
+    TransactionResult rehearsed, done;
+    ASSERT_TRUE(change.Rehearse(&rehearsed).ok());
+    EXPECT_EQ(ReadFile(FileOf(scope)), bytes);
+    ASSERT_TRUE(change.Commit(IfDamaged::kFail, &done).ok());
+    EXPECT_EQ(OnDisk(FileOf(scope)), c.after);
+    EXPECT_TRUE(CFEqual(rehearsed.after, done.after));
+    EXPECT_TRUE(CFEqual(rehearsed.before, done.before));
+    EXPECT_TRUE(CFEqual(done.after, CopyDomain(scope, kDomain).value));
+  }
+}
+
+// The file's form shows whether it was written: what is written is XML.
+TEST_F(TransactionTest, WritesNothingWhereNothingChanges) {
+  WritePlist(SharedFile(), R"({"K":{"n":1,"r":1.5,"list":[true,{"x":0}]}})", "binary");
+  const std::string bytes = ReadFile(SharedFile());
+  const PrefResult<CFDictionaryRef> domain = CopyDomain(0, kDomain);
+  Transaction same(0, kDomain);
+  same.SetInt(u"K", u"n", 1);
+  same.MakeKey(u"K");
+  same.Delete(u"K", u"none");
+  same.Merge(u"", domain.value);
+  same.ReplaceKey(
+      u"K", static_cast<CFDictionaryRef>(CFDictionaryGetValue(domain.value, PlatformString(u"K"))));
+  same.ReplaceDomain(domain.value);
+  EXPECT_TRUE(same.Commit().ok());
+  EXPECT_EQ(ReadFile(SharedFile()), bytes);
+
+  // A real is not the integer that equals it.
+  const double one = 1;
+  const CAutoCFRelease<CFTypeRef> real(
+      CFNumberCreate(kCFAllocatorDefault, kCFNumberDoubleType, &one));
+  Transaction other(0, kDomain);
+  other.Set(u"K", u"n", real);
+  EXPECT_TRUE(other.Commit().ok());
+  EXPECT_EQ(OnDisk(SharedFile()), R"({"K":{"list":[true,{"x":0}],"n":1.0,"r":1.5}})");
 }
 
 TEST_F(TransactionTest, SetIfEqualAndIfAbsent) {

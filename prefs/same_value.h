@@ -1,0 +1,13 @@
+// Whether two property lists would be written alike.
+#pragma once
+
+#include "platform/core_foundation/base.h"
+
+namespace orvik {
+
+// Stricter than CFEqual: an integer and a real of one value differ, so do 0.0 and -0.0, at any
+// depth; a real that is no number is the same as itself. Null is the same as null alone. In time
+// proportional to the smaller of the two.
+bool IsSameValue(CFTypeRef one, CFTypeRef other);
+
+}  // namespace orvik

@@ -1,0 +1,226 @@
+#include "prefs/transaction_runner.h"
+
+#include <utility>
+
+#include "platform/core_foundation/property_list.h"
+#include "prefs/key_walk.h"
+#include "prefs/platform_values.h"
+#include "prefs/preferences.h"
+#include "prefs/same_value.h"
+
+namespace orvik {
+
+namespace {
+
+using Value = CAutoCFRelease<CFTypeRef>;
+
+PrefStatus HoldsIf(bool condition, PrefError otherwise = PrefError::kConditionNotMet) {
+  return condition ? PrefStatus::Ok() : PrefStatus{otherwise};
+}
+
+// A value that later changes may go into without touching the caller's.
+Value OwnForm(CFTypeRef value) {
+  return Value(value == nullptr ? nullptr
+                                : CFPropertyListCreateDeepCopy(kCFAllocatorDefault, value,
+                                                               kCFPropertyListMutableContainers));
+}
+
+CAutoCFRelease<CFMutableDictionaryRef> OwnDictionary(Value value) {
+  return CAutoCFRelease<CFMutableDictionaryRef>(AsMutable(value.Detach()));
+}
+
+// Puts the added entries, which become the base's own, into the base. *changed becomes true when
+// that changes anything.
+PrefError MergeInto(CFMutableDictionaryRef base, CFDictionaryRef added, ReplaceKeys replace,
+                    bool* changed) {
+  const auto count = static_cast<std::size_t>(CFDictionaryGetCount(added));
+  std::vector<const void*> names(count), values(count);
+  CFDictionaryGetKeysAndValues(added, names.data(), values.data());
+  for (std::size_t i = 0; i < count; ++i) {
+    const CFTypeRef present = CFDictionaryGetValue(base, names[i]);
+    if (IsADictionaryType(present) && IsADictionaryType(values[i])) {
+      const PrefError error =
+          MergeInto(AsMutable(present), static_cast<CFDictionaryRef>(values[i]), replace, changed);
+      if (error != PrefError::kNone) {
+        return error;
+      }
+    } else if (IsADictionaryType(present) && replace == ReplaceKeys::kNo) {
+      return PrefError::kIsAKey;
+    } else if (!IsSameValue(present, values[i])) {
+      CFDictionarySetValue(base, names[i], values[i]);
+      *changed = true;
+    }
+  }
+  return PrefError::kNone;
+}
+
+}  // namespace
+
+PrefStatus TransactionRunner::Run(const std::vector<Step>& steps) {
+  int index = 0;
+  for (const Step& step : steps) {
+    if (PrefStatus status = CarryOut(step); !status.ok()) {
+      status.step = index;
+      return status;
+    }
+    ++index;
+  }
+  return PrefStatus::Ok();
+}
+
+PrefStatus TransactionRunner::CarryOut(const Step& step) {
+  switch (step.kind) {
+    case Kind::kSet:
+      return Put(step.key_path, step.name, step.value);
+    case Kind::kDelete:
+      return Delete(step);
+    case Kind::kMakeKey:
+      return MakeKey(step.key_path);
+    case Kind::kReplaceKey:
+      return ReplaceKey(step.key_path, step.value);
+    case Kind::kMerge:
+      return Merge(step);
+    case Kind::kCopy:
+    case Kind::kRename:
+      return CopyOrRename(step);
+    case Kind::kRequireEqual: {
+      const Found found = Find(step.key_path, step.name);
+      return HoldsIf(found.value && step.value && CFEqual(found.value, step.value));
+    }
+    case Kind::kRequireAbsent:
+      return HoldsIf(Find(step.key_path, step.name).status.error == PrefError::kNotFound);
+    case Kind::kRequireNotKey:
+      return HoldsIf(!IsADictionaryType(Find(step.key_path, step.name).value), PrefError::kIsAKey);
+    case Kind::kRequireKey:
+      return RequireKey(step.key_path, false);
+    case Kind::kRequireEmptyKey:
+      return RequireKey(step.key_path, true);
+    case Kind::kRequireThat:
+      return HoldsIf(step.condition(Find(step.key_path, step.name).value));
+  }
+  return PrefStatus::Ok();
+}
+
+TransactionRunner::Found TransactionRunner::Find(const KeyPath& path, const CAtlString& name) {
+  Found found = FindDictionary(path);
+  if (found.status.ok()) {
+    found.value = Value::Retaining(CFDictionaryGetValue(
+        static_cast<CFDictionaryRef>(found.value.Get()), PlatformString(name)));
+    found.status = HoldsIf(static_cast<bool>(found.value), PrefError::kNotFound);
+  }
+  return found;
+}
+
+TransactionRunner::Found TransactionRunner::FindDictionary(const KeyPath& path) {
+  const CFDictionaryRef all = store_.entries();
+  if (all == nullptr) {
+    return {{PrefError::kNotFound}, {}};
+  }
+  if (path.empty()) {
+    return {{}, Value::Retaining(all)};
+  }
+  const FoundKey key = FindKey(CFDictionaryGetValue(all, PlatformString(path.name(1))), path);
+  return {key.status, Value::Retaining(key.dictionary)};
+}
+
+PrefStatus TransactionRunner::Put(const KeyPath& path, const CAtlString& name, CFTypeRef value) {
+  const Value own = path.count() < kPropertyListMaximumDepth ? OwnForm(value) : Value();
+  if (!own) {
+    return {PrefError::kNotSerializable};
+  }
+  if (IsSameValue(Find(path, name).value, own)) {
+    return PrefStatus::Ok();
+  }
+  return ApplyChange(store_, path, name, own, MissingKeys::kMake);
+}
+
+PrefStatus TransactionRunner::Delete(const Step& step) {
+  const Found present = Find(step.key_path, step.name);
+  if (!present.status.ok()) {
+    return step.if_missing == IfMissing::kFail ? present.status : PrefStatus::Ok();
+  }
+  return ApplyChange(store_, step.key_path, step.name, nullptr, MissingKeys::kFail);
+}
+
+PrefStatus TransactionRunner::MakeKey(const KeyPath& path) {
+  const Found present = FindDictionary(path);
+  if (path.empty() || present.status.error != PrefError::kNotFound) {
+    return present.status.error == PrefError::kNotAKey ? present.status : PrefStatus::Ok();
+  }
+  return Put(path.Parent(), path.name(path.count()), NewDictionary());
+}
+
+PrefStatus TransactionRunner::ReplaceKey(const KeyPath& path, CFTypeRef entries) {
+  if (!IsADictionaryType(entries)) {
+    return {PrefError::kNotSerializable};
+  }
+  const Found present = FindDictionary(path);
+  if (present.status.error == PrefError::kNotAKey) {
+    return present.status;
+  }
+  if (!path.empty()) {
+    return Put(path.Parent(), path.name(path.count()), entries);
+  }
+  Value own = OwnForm(entries);
+  if (!own) {
+    return {PrefError::kNotSerializable};
+  }
+  if (!IsSameValue(present.value, own)) {
+    store_.ReplaceEntries(OwnDictionary(std::move(own)));
+  }
+  return PrefStatus::Ok();
+}
+
+PrefStatus TransactionRunner::Merge(const Step& step) {
+  const KeyPath& path = step.key_path;
+  const Found present = FindDictionary(path);
+  if (!present.status.ok()) {
+    return present.status.error == PrefError::kNotFound ? ReplaceKey(path, step.value)
+                                                        : present.status;
+  }
+  const Value own = OwnForm(step.value);
+  if (!IsADictionaryType(own)) {
+    return {PrefError::kNotSerializable};
+  }
+  bool changed = false;
+  const PrefError error = MergeInto(
+      AsMutable(present.value), static_cast<CFDictionaryRef>(own.Get()), step.replace, &changed);
+  if (error != PrefError::kNone || !changed) {
+    return {error};
+  }
+  if (!path.empty()) {
+    return ApplyChange(store_, path.Parent(), path.name(path.count()), present.value,
+                       MissingKeys::kFail);
+  }
+  store_.ReplaceEntries(OwnDictionary(Value::Retaining(present.value)));
+  return PrefStatus::Ok();
+}
+
+PrefStatus TransactionRunner::CopyOrRename(const Step& step) {
+  const Found source = Find(step.key_path, step.name);
+  if (!source.status.ok()) {
+    return source.status;
+  }
+  if (step.kind == Kind::kRename) {
+    if (Find(step.to_key, step.to_name).value.Get() == source.value.Get()) {
+      return PrefStatus::Ok();
+    }
+    const PrefStatus removed =
+        ApplyChange(store_, step.key_path, step.name, nullptr, MissingKeys::kFail);
+    if (!removed.ok()) {
+      return removed;
+    }
+  }
+  return Put(step.to_key, step.to_name, source.value);
+}
+
+PrefStatus TransactionRunner::RequireKey(const KeyPath& path, bool empty) {
+  const Found found = FindDictionary(path);
+  if (!found.status.ok() || !empty) {
+    return found.status;
+  }
+  return HoldsIf(CFDictionaryGetCount(static_cast<CFDictionaryRef>(found.value.Get())) == 0,
+                 PrefError::kKeyNotEmpty);
+}
+
+}  // namespace orvik
