@@ -60,6 +60,7 @@ function(orvik_library name)
   set_target_properties(orvik_${name}_shared PROPERTIES
     EXPORT_NAME ${name}_shared OUTPUT_NAME orvik_${name}
     VERSION ${PROJECT_VERSION} SOVERSION ${PROJECT_VERSION_MAJOR}
+    INSTALL_RPATH "$ORIGIN"
     LINK_DEPENDS ${PROJECT_SOURCE_DIR}/cmake/exported.map)
   target_link_options(orvik_${name}_shared PRIVATE
     LINKER:--version-script=${PROJECT_SOURCE_DIR}/cmake/exported.map)
@@ -67,6 +68,11 @@ function(orvik_library name)
     target_link_options(orvik_${name}_shared PRIVATE LINKER:--no-undefined)
   endif()
   list(TRANSFORM arg_LINKS REPLACE "^orvik::(.*)$" "orvik_\\1_shared" OUTPUT_VARIABLE shared_links)
+  set(layers_used ${arg_LINKS})
+  list(FILTER layers_used INCLUDE REGEX "^orvik::")
+  list(TRANSFORM layers_used REPLACE "^orvik::" "")
+  set_property(GLOBAL APPEND PROPERTY ORVIK_LAYERS ${name})
+  set_property(GLOBAL PROPERTY ORVIK_${name}_USES ${layers_used})
   target_link_libraries(orvik_${name}_shared PUBLIC ${shared_links})
 
   foreach(library orvik_${name} orvik_${name}_shared)
@@ -74,8 +80,7 @@ function(orvik_library name)
     target_link_libraries(${library} PRIVATE ${arg_PRIVATE_LINKS})
     target_include_directories(${library} PUBLIC
       $<BUILD_INTERFACE:${PROJECT_SOURCE_DIR}>
-      $<INSTALL_INTERFACE:${CMAKE_INSTALL_INCLUDEDIR}>
-      $<INSTALL_INTERFACE:${CMAKE_INSTALL_INCLUDEDIR}/orvik>)
+      $<INSTALL_INTERFACE:${CMAKE_INSTALL_INCLUDEDIR}>)
     target_compile_features(${library} INTERFACE cxx_std_20)
     target_compile_definitions(${library} INTERFACE ${ORVIK_PUBLIC_DEFINITIONS})
   endforeach()

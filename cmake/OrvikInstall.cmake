@@ -1,8 +1,31 @@
 # cmake --install: libraries, public headers below include/orvik (the tree's folders kept), the
-# package configuration (find_package(orvik)) and orvik.pc.
+# package configuration (find_package(orvik)), and orvik.pc and orvik-static.pc for pkg-config.
 include(CMakePackageConfigHelpers)
 
-set(layers text host platform strings files streams prefs xml)
+# The lowest layer first.
+get_property(layers GLOBAL PROPERTY ORVIK_LAYERS)
+
+# Nothing is installed of a component that is not wholly built.
+function(orvik_install_needs component)
+  set(files "")
+  foreach(target ${ARGN})
+    string(APPEND files " \"$<TARGET_FILE:${target}>\"")
+  endforeach()
+  install(CODE "foreach(file${files})
+  if(NOT EXISTS \"\${file}\")
+    message(FATAL_ERROR
+      \"\${file} is not built, so nothing is installed. Build first: cmake --build ${CMAKE_BINARY_DIR}\")
+  endif()
+endforeach()" COMPONENT ${component})
+endfunction()
+set(static_libraries ${layers})
+list(TRANSFORM static_libraries PREPEND "orvik_")
+set(shared_libraries ${static_libraries})
+list(TRANSFORM shared_libraries APPEND "_shared")
+orvik_install_needs(tool postflight)
+orvik_install_needs(command-line orvikprefs)
+orvik_install_needs(library ${shared_libraries})
+orvik_install_needs(development ${static_libraries})
 
 foreach(layer ${layers})
   install(TARGETS orvik_${layer} EXPORT orvik_static_targets
@@ -33,6 +56,11 @@ foreach(kind static shared)
   install(EXPORT orvik_${kind}_targets NAMESPACE orvik:: DESTINATION ${package_dir}
     COMPONENT development)
 endforeach()
+set(layers_and_uses "set(orvik_layers ${layers})\n")
+foreach(layer ${layers})
+  get_property(uses GLOBAL PROPERTY ORVIK_${layer}_USES)
+  string(APPEND layers_and_uses "set(orvik_${layer}_uses ${uses})\n")
+endforeach()
 configure_package_config_file(cmake/orvik-config.cmake.in
   ${CMAKE_CURRENT_BINARY_DIR}/orvik-config.cmake INSTALL_DESTINATION ${package_dir})
 write_basic_package_version_file(${CMAKE_CURRENT_BINARY_DIR}/orvik-config-version.cmake
@@ -45,6 +73,14 @@ file(RELATIVE_PATH prefix_from_pc "${CMAKE_INSTALL_FULL_LIBDIR}/pkgconfig" "${CM
 string(REGEX REPLACE "/$" "" prefix_from_pc "${prefix_from_pc}")
 list(TRANSFORM ORVIK_PUBLIC_DEFINITIONS PREPEND "-D" OUTPUT_VARIABLE cflags_of_definitions)
 list(JOIN cflags_of_definitions " " cflags_of_definitions)
-configure_file(cmake/orvik.pc.in ${CMAKE_CURRENT_BINARY_DIR}/orvik.pc @ONLY)
-install(FILES ${CMAKE_CURRENT_BINARY_DIR}/orvik.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig
-  COMPONENT development)
+set(shared_flags "")
+set(static_archives "")
+foreach(layer ${layers})
+  string(PREPEND shared_flags " -lorvik_${layer}")
+  string(PREPEND static_archives " \${libdir}/liborvik_${layer}.a")
+endforeach()
+foreach(package orvik orvik-static)
+  configure_file(cmake/${package}.pc.in ${CMAKE_CURRENT_BINARY_DIR}/${package}.pc @ONLY)
+  install(FILES ${CMAKE_CURRENT_BINARY_DIR}/${package}.pc
+    DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig COMPONENT development)
+endforeach()

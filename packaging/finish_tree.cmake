@@ -1,5 +1,6 @@
 # Run by cpack on the folders that become packages: compresses what a Debian package holds
-# compressed, and takes debug information out of the static libraries.
+# compressed, takes debug information out of the static libraries, and takes the run path out of the
+# shared ones, which the loader finds in the system's folder.
 file(GLOB_RECURSE texts "${CPACK_TEMPORARY_INSTALL_DIRECTORY}/*")
 list(FILTER texts INCLUDE REGEX "/share/man/|/changelog\\.Debian$")
 foreach(text ${texts})
@@ -9,4 +10,10 @@ file(GLOB_RECURSE archives "${CPACK_TEMPORARY_INSTALL_DIRECTORY}/*.a")
 foreach(archive ${archives})
   execute_process(COMMAND strip --strip-debug --enable-deterministic-archives ${archive}
     COMMAND_ERROR_IS_FATAL ANY)
+endforeach()
+file(GLOB_RECURSE libraries "${CPACK_TEMPORARY_INSTALL_DIRECTORY}/*.so.*.*")
+foreach(library ${libraries})
+  if(NOT IS_SYMLINK ${library})
+    file(RPATH_REMOVE FILE ${library})
+  endif()
 endforeach()

@@ -10,7 +10,7 @@ orvik_libraries_test="libgtest-dev libgmock-dev"
 orvik_packages_build="g++ cmake ninja-build pkg-config $orvik_libraries_build"
 orvik_packages_package="dpkg-dev file"
 orvik_packages_bench="libbenchmark-dev libplist-dev libxml2-dev libssl-dev git"
-orvik_packages_docs="doxygen"
+orvik_packages_docs="doxygen cmake"
 orvik_packages_test="$orvik_libraries_test python3 libplist-utils libxml2-utils attr zsh
   $orvik_packages_package"
 orvik_packages_fuzz="clang"

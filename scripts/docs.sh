@@ -6,8 +6,6 @@ cd "$(dirname "$0")/.."
 . scripts/dependencies.sh
 install_dependencies docs
 mkdir -p build/docs
-layers="text host platform strings files streams prefs xml"
-# shellcheck disable=SC2086
-headers=$(grep -rl --include='*.h' '^namespace \[\[gnu::visibility("default")\]\] orvik {' $layers | sort)
-{ cat docs/Doxyfile && echo INPUT += $headers; } | doxygen -
+# shellcheck disable=SC2046
+{ cat docs/Doxyfile && echo INPUT += $(cmake -P cmake/public_headers.cmake); } | doxygen -
 echo "Reference: build/docs/index.html"

@@ -1,10 +1,12 @@
 #!/usr/bin/env bash
-# Installs the build into an empty folder and builds an outside program against what stands there:
-# with CMake (shared and static) and with pkg-config. Compiles every installed header alone.
+# Installs the build into an empty folder, moves what is installed, and builds an outside program
+# against it: with CMake and with pkg-config, on the shared and on the static libraries. Compiles
+# every installed header alone.
 # usage: outside_test.sh BUILD_FOLDER WORK_FOLDER COMPILER FLAGS
 set -euo pipefail
 build=$1 work=$2 compiler=$3 flags=$4
 source=$(cd "$(dirname "$0")/outside" && pwd)
+tree=$(cd "$source/../../.." && pwd)
 rm -rf "$work"
 mkdir -p "$work/root" "$work/home"
 prefix=$work/first
@@ -14,43 +16,72 @@ mv "$prefix" "$work/prefix"
 prefix=$work/prefix
 libraries=$(dirname "$(find "$prefix" -name 'liborvik_xml.so')")
 export ORVIK_SYSTEM_ROOT=$work/root HOME=$work/home TMPDIR=$work
+unset LD_LIBRARY_PATH
 
+fail() {
+  echo "$*"
+  exit 1
+}
+
+# check KIND PROGRAM: it runs as it is, and needs shared libraries of ours only if it is "shared".
 check() {
-  local answer
-  answer=$("$@")
-  if [[ $answer != "Hello, outside report.txt <outside"* ]]; then
-    echo "$1 answered: $answer"
-    exit 1
-  fi
+  local answer needed=static
+  answer=$("$2") || fail "$2 ended with $?"
+  [[ $answer == "Hello, outside report.txt <outside"* ]] || fail "$2 answered: $answer"
+  if ldd "$2" | grep -q liborvik; then needed=shared; fi
+  [ "$needed" = "$1" ] || fail "$2 uses the $needed libraries"
 }
 
 cmake -S "$source" -B "$work/cmake" -G Ninja -DCMAKE_PREFIX_PATH="$prefix" \
   -DCMAKE_CXX_COMPILER="$compiler" -DCMAKE_CXX_FLAGS="$flags" >"$work/configure.log"
-cmake --build "$work/cmake" >"$work/build.log" || { cat "$work/build.log"; exit 1; }
-check "$work/cmake/outside_shared"
-check "$work/cmake/outside_static"
-if ldd "$work/cmake/outside_static" | grep liborvik; then
-  echo "the static program needs shared libraries"
-  exit 1
-fi
+cmake --build "$work/cmake" >"$work/build.log" || fail "$(cat "$work/build.log")"
+check shared "$work/cmake/outside_shared"
+check static "$work/cmake/outside_static"
 
+# The flags of pkg-config are enough. Of the run path only the first library needs to be given.
 export PKG_CONFIG_PATH=$libraries/pkgconfig
 # shellcheck disable=SC2046,SC2086
-"$compiler" -std=c++20 $flags $(pkg-config --cflags orvik) "$source/program.cpp" \
-  -o "$work/by_pkg_config" $(pkg-config --libs orvik)
-check env LD_LIBRARY_PATH="$libraries" "$work/by_pkg_config"
+{
+  "$compiler" $flags "$source/program.cpp" -o "$work/shared_by_pkg_config" \
+    $(pkg-config --cflags --libs orvik) -Wl,-rpath,"$(pkg-config --variable=libdir orvik)"
+  "$compiler" $flags "$source/program.cpp" -o "$work/static_by_pkg_config" \
+    $(pkg-config --cflags --libs orvik-static)
+}
+check shared "$work/shared_by_pkg_config"
+check static "$work/static_by_pkg_config"
 
-# A header that its own source includes first has been compiled alone; the others are here. All of
-# them together show that no installed header needs one that is not.
-tree=$(cd "$source/../../.." && pwd)
-cd "$prefix/include/orvik"
-for header in */*.h */*/*.h; do
-  echo "#include \"$header\"" >>"$work/all.cpp"
+# Installed are the public headers, and each includes others only as orvik/..., and only those that
+# are installed. A project may have files of the same names.
+cd "$prefix/include"
+diff <(find orvik -name '*.h' | sed 's,^orvik/,,' | LC_ALL=C sort) \
+  <(cmake -P "$tree/cmake/public_headers.cmake" | LC_ALL=C sort) ||
+  fail "the installed headers are not the public ones"
+if grep -rhE '^ *# *include *"' orvik | grep -v '#include "orvik/'; then
+  fail "an installed header includes another not as orvik/..."
+fi
+for header in $(grep -rhoE '#include "orvik/[^"]+' orvik | sed 's/.*"//' | sort -u); do
+  [ -f "$header" ] || fail "$header is included but not installed"
+done
+# A header that its own source includes first has been compiled alone; the others are here.
+for header in $(find orvik -name '*.h' | sed 's,^orvik/,,'); do
+  echo "#include \"orvik/$header\"" >>"$work/all.cpp"
   own=$tree/${header%.h}.cpp
   if [ ! -f "$own" ] || [ "$(grep -m1 '^#include' "$own")" != "#include \"$header\"" ]; then
-    echo "$header"
+    echo "orvik/$header"
   fi
 done >"$work/alone.txt"
 echo "$work/all.cpp" >>"$work/alone.txt"
 xargs -P 2 -I{} "$compiler" -std=c++20 -fsyntax-only -w -x c++ -I. {} <"$work/alone.txt"
+
+# From a build that is not finished nothing is installed.
+cmake -S "$tree" -B "$work/unbuilt" -G Ninja -DCMAKE_CXX_COMPILER="$compiler" >"$work/unbuilt.log"
+for component in "" "--component tool" "--component development"; do
+  # shellcheck disable=SC2086
+  if cmake --install "$work/unbuilt" --prefix "$work/none" $component >"$work/none.log" 2>&1; then
+    fail "an unfinished build was installed"
+  fi
+  grep -q "so nothing is installed" "$work/none.log" || fail "$(cat "$work/none.log")"
+  [ ! -e "$work/none" ] || fail "half installed: $(find "$work/none")"
+done
+cd "$tree"
 rm -rf "$work"

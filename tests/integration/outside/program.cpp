@@ -7,7 +7,7 @@
 
 #include <orvik/files/file_path.h>
 #include <orvik/platform/core_foundation/string.h>
-#include <orvik/platform/foundation/number.h>
+#include <orvik/platform/foundation/dictionary.h>
 #include <orvik/platform/foundation/string.h>
 #include <orvik/prefs/preferences.h>
 #include <orvik/streams/stream_factory.h>
@@ -36,7 +36,7 @@ bool KnowsTypes() {
   stream->Release();
   const auto* const object = static_cast<const NSObject*>(CFSTR(u"text"));
   return knows_interface && dynamic_cast<const NSString*>(object) == object &&
-         dynamic_cast<const NSNumber*>(object) == nullptr;
+         dynamic_cast<const NSDictionary*>(object) == nullptr;
 }
 
 int main() {
