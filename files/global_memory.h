@@ -1,10 +1,12 @@
 // Memory blocks with a lock count. A handle is the block's address.
 //
-// Each block has pages of its own. One table of the process knows the blocks; it is not guarded
-// against several threads.
+// Blocks come from the heap, so small ones share pages; a block costs at most 64 bytes beside its
+// own. A page stays pinned as long as one locked block has a part in it. One table of the process
+// knows the blocks; it is not guarded against several threads.
 #pragma once
 
 #include <cstddef>
+#include <memory_resource>
 #include <unordered_map>
 
 #include "strings/windows_types.h"
@@ -21,28 +23,30 @@ struct GlobalBlockInfo {
   DWORD flags;  // as given to GlobalAlloc
 };
 
-using GlobalBlocks = std::unordered_map<HANDLE, GlobalBlockInfo*>;
+using GlobalBlocks = std::pmr::unordered_map<HANDLE, GlobalBlockInfo*>;
 
 // From block address to a copy of its GlobalBlockInfo; null until the first allocation.
 extern GlobalBlocks* GlobalBlockTable;
 
-// A fresh heap copy of an entry for the table, and its end.
+// Makes a fresh copy of an entry for the table, and destroys one.
 GlobalBlockInfo* DictionaryRetainNumBytes(const GlobalBlockInfo& entry);
 void DictionaryReleaseNumBytes(GlobalBlockInfo* entry);
 
-// Zeroed with GMEM_ZEROINIT. Null when there is no memory, or for more than 2^32 - 1 bytes.
+// Zeroed with GMEM_ZEROINIT (pages of a large block are first touched by the caller). Null when
+// there is no memory, or for more than 2^32 - 1 bytes.
 HANDLE GlobalAlloc(unsigned int flags, std::size_t bytes);
-// Frees the block, its pages unpinned; always null. A handle that is none is ignored.
+// Frees the block and undoes its locks; always null. An unknown handle is ignored.
 HANDLE GlobalFree(HANDLE block);
 
-// Pins the block's pages in memory; null when that fails (the limit of locked memory) and for a
-// handle that is none.
+// Pins the block's pages in memory and counts the lock; null when that fails (the limit of locked
+// memory) and for an unknown handle.
 void* GlobalLock(HANDLE block);
-// Unpins them. FALSE when that fails and for a handle that is none.
+// Takes one lock back; the last one unpins the pages that no other locked block uses. FALSE when
+// that fails and for an unknown handle; TRUE, with nothing done, for a block without locks.
 BOOL GlobalUnlock(HANDLE block);
 
-std::size_t GlobalSize(HANDLE block);  // 0 for a handle that is none
-// (low byte of the flags << 4) | low byte of the lock count; GMEM_INVALID_HANDLE for none.
+std::size_t GlobalSize(HANDLE block);  // 0 for an unknown handle
+// (low byte of the flags << 4) | low byte of the lock count; GMEM_INVALID_HANDLE if unknown.
 unsigned int GlobalFlags(HANDLE block);
 
 }  // namespace orvik

@@ -2,11 +2,17 @@
 
 #include <gtest/gtest.h>
 
+#include <unistd.h>
+
 #include <algorithm>
 #include <cstddef>
+#include <cstdint>
 #include <fstream>
 #include <limits>
+#include <random>
+#include <set>
 #include <string>
+#include <vector>
 
 namespace orvik {
 namespace {
@@ -41,19 +47,68 @@ long PinnedMemory() {
   return -1;
 }
 
-TEST(GlobalMemory, UnpinsNoOtherBlock) {
+// Blocks in one page, across pages and of whole pages are locked and unlocked in all orders; the
+// kernel's figure must be that of the pages with a locked block.
+TEST(GlobalMemory, PinsEachPageAsLongAsALockedBlockUsesIt) {
+  const auto page = static_cast<std::uintptr_t>(sysconf(_SC_PAGESIZE));
   const long before = PinnedMemory();
-  const HANDLE a = GlobalAlloc(GMEM_FIXED, 100);
-  const HANDLE b = GlobalAlloc(GMEM_FIXED, 100);
-  const bool is_pinned = GlobalLock(a) != nullptr && GlobalLock(b) != nullptr;
-  const long both = PinnedMemory();
-  if (is_pinned && both > before) {  // not where a sanitizer or the limit keeps memory from it
-    EXPECT_TRUE(GlobalUnlock(a));
-    EXPECT_EQ(PinnedMemory() - before, (both - before) / 2);
+  std::vector<HANDLE> blocks;
+  for (const std::size_t size : {16u, 100u, 5000u, 40u, 9000u, 16u, 4096u, 200000u}) {
+    blocks.push_back(GlobalAlloc(GMEM_FIXED, size));
   }
-  GlobalFree(a);
-  GlobalFree(b);
+  const auto expected = [&] {
+    std::set<std::uintptr_t> pages;
+    for (const HANDLE block : blocks) {
+      if ((GlobalFlags(block) & 0xFF) == 0) continue;
+      const auto first = reinterpret_cast<std::uintptr_t>(block);
+      for (auto at = first / page; at <= (first + GlobalSize(block) - 1) / page; ++at) {
+        pages.insert(at);
+      }
+    }
+    return static_cast<long>(pages.size() * page / 1024);
+  };
+  if (GlobalLock(blocks[0]) != nullptr && PinnedMemory() > before) {
+    // Not where a sanitizer or the limit keeps memory from being pinned.
+    std::minstd_rand random(7);
+    for (int step = 0; step < 400; ++step) {
+      const HANDLE block = blocks[random() % blocks.size()];
+      if (random() % 2 == 0) {
+        EXPECT_EQ(GlobalLock(block), block);
+      } else {
+        EXPECT_TRUE(GlobalUnlock(block));
+      }
+      ASSERT_EQ(PinnedMemory() - before, expected()) << step;
+    }
+  }
+  for (const HANDLE block : blocks) GlobalFree(block);
   EXPECT_EQ(PinnedMemory(), before);
+}
+
+// Resident memory of this process in bytes.
+std::size_t ResidentMemory() {
+  std::ifstream sizes("/proc/self/statm");
+  std::size_t total = 0;
+  std::size_t resident = 0;
+  sizes >> total >> resident;
+  return resident * static_cast<std::size_t>(sysconf(_SC_PAGESIZE));
+}
+
+TEST(GlobalMemory, SmallBlocksAreCheapAndUntouchedPagesStayUntouched) {
+  const std::size_t before = ResidentMemory();
+  const HANDLE large = GlobalAlloc(GMEM_ZEROINIT, 1u << 30);
+  if (large != nullptr) {
+    EXPECT_EQ(static_cast<const char*>(large)[1u << 29], 0);
+  }
+  EXPECT_LT(ResidentMemory() - before, 64u << 20);
+  GlobalFree(large);
+#ifndef __SANITIZE_ADDRESS__  // which surrounds each block
+  constexpr std::size_t kCount = 100'000;
+  std::vector<HANDLE> blocks(kCount);
+  const std::size_t empty = ResidentMemory();
+  for (HANDLE& block : blocks) block = GlobalAlloc(GMEM_ZEROINIT, 16);
+  EXPECT_LE(ResidentMemory() - empty, kCount * (16 + 64));
+  for (const HANDLE block : blocks) GlobalFree(block);
+#endif
 }
 
 TEST(GlobalMemory, KnowsOnlyItsOwnBlocks) {
