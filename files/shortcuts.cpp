@@ -45,6 +45,67 @@ std::string_view FindUrl(std::string_view text) {
   return text.substr(0, text.find_first_of(kDelimiters));
 }
 
+// The text in UTF-8: UTF-16 with a mark is converted, and a mark is taken off.
+CAtlStringA WithoutMark(const CAtlStringA& content) {
+  const std::string_view bytes = content.View();
+  if (bytes.starts_with("\xEF\xBB\xBF"sv)) return CAtlStringA(bytes.substr(3));
+  const bool is_big = bytes.starts_with("\xFE\xFF"sv);
+  if (!is_big && !bytes.starts_with("\xFF\xFE"sv)) return content;
+  std::u16string units;
+  for (std::size_t at = 2; at + 1 < bytes.size(); at += 2) {
+    const auto first = static_cast<unsigned char>(bytes[at]);
+    const auto second = static_cast<unsigned char>(bytes[at + 1]);
+    units += static_cast<char16_t>(is_big ? first << 8 | second : second << 8 | first);
+  }
+  return MakeUTF8StringFromUnicodeString(CAtlString(units));
+}
+
+std::string_view Trimmed(std::string_view text) {
+  constexpr std::string_view kBlank = " \t\r";
+  text.remove_prefix(std::min(text.find_first_not_of(kBlank), text.size()));
+  return text.substr(0, text.find_last_not_of(kBlank) + 1);
+}
+
+// A value of a desktop entry with its escapes undone.
+std::string Unescaped(std::string_view value) {
+  constexpr std::string_view kNames = "sntr\\";
+  constexpr std::string_view kMeanings = " \n\t\r\\";
+  std::string plain;
+  for (std::size_t at = 0; at < value.size(); ++at) {
+    const std::size_t escape =
+        value[at] == '\\' && at + 1 < value.size() ? kNames.find(value[at + 1]) : kNone;
+    if (escape != kNone) ++at;
+    plain += escape == kNone ? value[at] : kMeanings[escape];
+  }
+  return plain;
+}
+
+// The URL of a desktop entry that is a link; nothing for another text.
+std::optional<std::string> UrlOfDesktopEntry(std::string_view text) {
+  bool is_in_group = false;
+  bool is_link = false;
+  std::string url;
+  while (!text.empty()) {
+    const std::string_view line = Trimmed(text.substr(0, text.find('\n')));
+    text.remove_prefix(std::min(text.find('\n'), text.size() - 1) + 1);
+    if (line.empty() || line.front() == '#') continue;
+    if (line.front() == '[') {
+      if (is_in_group) break;  // the first group is the entry
+      if (line != "[Desktop Entry]"sv) return std::nullopt;
+      is_in_group = true;
+      continue;
+    }
+    const std::size_t equals = line.find('=');
+    if (!is_in_group || equals == kNone) return std::nullopt;
+    const std::string_view key = Trimmed(line.substr(0, equals));
+    const std::string_view value = Trimmed(line.substr(equals + 1));
+    if (key == "Type"sv) is_link = value == "Link"sv;
+    if (key == "URL"sv) url = Unescaped(value);
+  }
+  if (!is_link) return std::nullopt;
+  return url;
+}
+
 }  // namespace
 
 HRESULT CFileManipulator::CreateURLShortcut(const CAtlString& url, const COrvikFilePath& shortcut) {
@@ -65,6 +126,14 @@ CAtlString CFileManipulator::ResolveURLShortcut(const COrvikFilePath& shortcut) 
   // Behind a NUL there is no text.
   const std::string_view text = content.View().substr(0, content.View().find('\0'));
   return CAtlString(CAtlStringA(FindUrl(text)));
+}
+
+CAtlString CFileManipulator::ResolveLinkFile(const COrvikFilePath& link) {
+  if (link.FileExists() == FALSE) return {};
+  const CAtlStringA text = WithoutMark(ReadWhole(link));
+  const std::optional<std::string> url = UrlOfDesktopEntry(text.View());
+  const std::string_view found = url ? std::string_view(*url) : FindUrl(text.View());
+  return MakeWideStringFromUTF8String(CAtlStringA(found.substr(0, found.find('\0'))));
 }
 
 HRESULT CFileManipulator::CreateShortcut(const COrvikFilePath& shortcut,

@@ -66,6 +66,38 @@ TEST_F(Shortcuts, ResolvesInternetShortcuts) {
   EXPECT_EQ(Units(CFileManipulator::ResolveURLShortcut(File(env_.folder()))), u"");
 }
 
+TEST_F(Shortcuts, ResolvesLinkFilesOfEveryKind) {
+  using namespace std::string_literals;
+  const struct {
+    std::string content;
+    const char16_t* url;
+  } cases[] = {
+      {"[InternetShortcut]\nURL=http://a/\u00E9\n", u"http://a/\u00E9"},
+      {"\xEF\xBB\xBF[InternetShortcut]\r\nURL=http://a\r\n", u"http://a"},
+      {"\xFF\xFE[\0I\0n\0t\0e\0r\0n\0e\0t\0S\0h\0o\0r\0t\0c\0u\0t\0]\0\n\0U\0R\0L\0=\0\xAC\x20\n\0"s,
+       u"\u20AC"},
+      {"\xFE\xFF\0<\0k\0e\0y\0>\0U\0R\0L\0<\0/\0k\0e\0y\0>\0\n\0\t\0<\0s\0t\0r\0i\0n\0g\0>\0p\0<\0/"
+       "\0s\0t\0r\0i\0n"
+       "\0g\0>\0\n"s,
+       u"p"},
+      {"# a comment\n\n[Desktop Entry]\nVersion=1.0\nType = Link\nURL = http://a b\\sc\n",
+       u"http://a b c"},
+      {"[Desktop Entry]\r\nURL=http://a\r\nType=Link\r\n[Other]\r\nURL=http://b\r\n", u"http://a"},
+      {"[Desktop Entry]\nType=Link\nURL=a\\\\b\\x", u"a\\b\\x"},
+      {"[Desktop Entry]\nType=Application\nURL=http://a\nExec=rm\n", u""},
+      {"[Other]\nType=Link\nURL=http://a\n", u""},
+      {"URL=http://a\n[Desktop Entry]\nType=Link\n", u""},
+      {"\xFF\xFE", u""},
+      {"\xEF\xBB\xBF", u""},
+      {"[InternetShortcut]\nURL=\xFF\n", u""},
+  };
+  for (const auto& [content, url] : cases) {
+    WriteFile(path_, content);
+    EXPECT_EQ(Units(CFileManipulator::ResolveLinkFile(File(path_))), url) << content;
+  }
+  EXPECT_EQ(Units(CFileManipulator::ResolveLinkFile(File(env_.folder() / "none"))), u"");
+}
+
 TEST_F(Shortcuts, KeepsThePathOfAFile) {
   const COrvikFilePath target(u"/a b/\u20AC\U0001F600.txt");
   WriteFile(path_, std::string(100, 'x'));
