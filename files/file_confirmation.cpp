@@ -13,6 +13,7 @@
 #include "platform/core_foundation/date_formatter.h"
 #include "platform/core_foundation/owned.h"
 #include "platform/core_foundation/user_notification.h"
+#include "text/direction.h"
 
 namespace orvik {
 namespace {
@@ -125,7 +126,9 @@ BOOL CFileManipulator::CopyFile(const COrvikFilePath& source, const COrvikFilePa
   if (source.FileExists() == FALSE) return FALSE;
   if (ask != FALSE && target.FileExists() != FALSE) {
     CAtlString message;
-    message.Format(m_csOverwriteConfirmFormat, target.GetFilePathString().GetString());
+    message.Format(m_csOverwriteConfirmFormat, NameForSentence(target.GetFilePathString().View(),
+                                                               m_csOverwriteConfirmFormat.View())
+                                                   .c_str());
     if (!Confirm(m_csCopyString, message, m_csCancelString, m_csOverwriteString)) return FALSE;
   }
   return CopyFileTo(source, target, FALSE);
@@ -135,7 +138,9 @@ BOOL CFileManipulator::DeleteFile(const COrvikFilePath& file, BOOL ask, BOOL to_
   if (file.FileExists() == FALSE) return TRUE;
   if (ask != FALSE) {
     CAtlString message;
-    message.Format(m_csDeleteConfirmFormat, file.GetFilePathString().GetString());
+    message.Format(
+        m_csDeleteConfirmFormat,
+        NameForSentence(file.GetFilePathString().View(), m_csDeleteConfirmFormat.View()).c_str());
     if (!Confirm(m_csDeleteString, message, m_csCancelString, m_csDeleteString)) return FALSE;
   }
   if (to_trash == FALSE) return DeleteFile(file);

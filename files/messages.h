@@ -43,6 +43,10 @@ int AfxMessageBox(const char16_t* message, unsigned type = MB_OK, unsigned help_
 
 // The same with the text of an error number.
 int AfxMessageBox(unsigned number, unsigned type = MB_OK, unsigned help_id = 0);
+// A plain 0 is a number, not a null message.
+inline int AfxMessageBox(int number, unsigned type = MB_OK, unsigned help_id = 0) {
+  return AfxMessageBox(static_cast<unsigned>(number), type, help_id);
+}
 
 // Whether the pointer is not null; the other arguments are not looked at.
 BOOL AfxIsValidAddress(const void* pointer, std::size_t size, BOOL writable = TRUE);

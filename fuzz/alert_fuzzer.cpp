@@ -1,5 +1,8 @@
 // Alerts of any text with any answer: nothing shown has a control character or markup of its own,
 // and the answer is what a plain reading of the lines says.
+#include <sys/mman.h>
+#include <unistd.h>
+
 #include <cstddef>
 #include <cstdint>
 #include <cstdio>
@@ -13,6 +16,7 @@
 #include "host/alert_host.h"
 #include "host/alert_terminal.h"
 #include "host/alert_window.h"
+#include "host/descriptor.h"
 
 using orvik::fuzz::Require;
 using orvik::host::AlertRequest;
@@ -108,17 +112,19 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   Require(shown.default_button >= 0 &&
           shown.default_button < static_cast<int>(shown.buttons.size()));
 
-  for (const std::string& argument : orvik::host::AlertWindowArguments(shown)) {
+  for (const std::string& argument : orvik::host::WindowFor(shown).arguments) {
     constexpr std::string_view kText = "--text=";
     if (!argument.starts_with(kText)) continue;
     CheckMarkup(std::string_view(argument).substr(kText.size()), !shown.header.empty());
   }
 
-  using File = std::unique_ptr<std::FILE, int (*)(std::FILE*)>;
-  std::string input = typed + '\n';
-  const File in(fmemopen(input.data(), input.size(), "r"), &std::fclose);
-  const File out(std::fopen("/dev/null", "w"), &std::fclose);
-  Require(in != nullptr && out != nullptr);
+  const std::string input = typed + '\n';
+  const orvik::host::Descriptor in(memfd_create("typed", 0));
+  Require(write(in.get(), input.data(), input.size()) == static_cast<ssize_t>(input.size()));
+  lseek(in.get(), 0, SEEK_SET);
+  const std::unique_ptr<std::FILE, int (*)(std::FILE*)> out(std::fopen("/dev/null", "w"),
+                                                            &std::fclose);
+  Require(out != nullptr);
   Require(orvik::host::AskThrough(in.get(), out.get(), shown) == PlainAnswer(input, shown));
   return 0;
 }

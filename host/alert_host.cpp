@@ -15,20 +15,24 @@ AlertAnswer& InjectedAnswer() {
   return answer;
 }
 
-// Control characters (C0 but for the line feed, DEL, and C1) become "?": neither a terminal nor
-// markup is to see them.
+// Control characters (C0 but for the line feed, DEL, and C1) and the direction's overrides (U+202A
+// to U+202E) become "?": neither a terminal nor a reader is to be misled.
 std::string Plain(std::string_view text) {
   std::string plain;
   for (std::size_t at = 0; at < text.size(); ++at) {
-    const auto byte = static_cast<unsigned char>(text[at]);
-    const auto next = static_cast<unsigned char>(at + 1 < text.size() ? text[at + 1] : 0);
-    if (byte == 0xC2 && next >= 0x80 && next < 0xA0) {
+    const auto byte = [&](std::size_t ahead) {
+      return static_cast<unsigned char>(at + ahead < text.size() ? text[at + ahead] : 0);
+    };
+    if (byte(0) == 0xC2 && byte(1) >= 0x80 && byte(1) < 0xA0) {
       plain += '?';
-      ++at;
-    } else if (byte == '\t' || (byte == '\r' && next == '\n')) {
-      plain += byte == '\t' ? " " : "";
+      at += 1;
+    } else if (byte(0) == 0xE2 && byte(1) == 0x80 && byte(2) >= 0xAA && byte(2) <= 0xAE) {
+      plain += '?';
+      at += 2;
+    } else if (byte(0) == '\t' || (byte(0) == '\r' && byte(1) == '\n')) {
+      plain += byte(0) == '\t' ? " " : "";
     } else {
-      plain += (byte < 0x20 && byte != '\n') || byte == 0x7F ? '?' : text[at];
+      plain += (byte(0) < 0x20 && byte(0) != '\n') || byte(0) == 0x7F ? '?' : text[at];
     }
   }
   return plain;
@@ -41,8 +45,10 @@ AlertRequest PlainRequest(const AlertRequest& request) {
   for (std::string& button : plain.buttons) button = Plain(button);
   if (plain.buttons.empty()) plain.buttons.emplace_back("OK");
   if (plain.buttons.size() > 3) plain.buttons.resize(3);
-  plain.default_button =
-      std::clamp(request.default_button, 0, static_cast<int>(plain.buttons.size()) - 1);
+  const int last = static_cast<int>(plain.buttons.size()) - 1;
+  plain.default_button = std::clamp(request.default_button, 0, last);
+  if (plain.cancel_button > last) plain.cancel_button = -1;
+  if (plain.destructive_button > last) plain.destructive_button = -1;
   return plain;
 }
 

@@ -1,8 +1,9 @@
-// Where alerts are shown: in a window of the desktop when there is a display (DISPLAY or
-// WAYLAND_DISPLAY) and the program zenity, on the terminal when standard input and output are one,
-// nowhere otherwise.
+// Where alerts are shown, in this order: in a window of the desktop when there is a display
+// (DISPLAY or WAYLAND_DISPLAY) and the program zenity; on the terminal when standard input and
+// output are one; nowhere otherwise.
 //
-// All texts are UTF-8 and plain: neither markup nor control sequences in them have any effect.
+// All texts are UTF-8 and plain: markup, control sequences and controls that override the direction
+// of text have no effect.
 #pragma once
 
 #include <functional>
@@ -20,8 +21,11 @@ struct AlertRequest {
   std::string header;
   std::string message;
   std::vector<std::string> buttons;  // one to three labels
-  int default_button = 0;            // index into `buttons`
-  double timeout = 0;                // seconds; 0 waits for ever
+  // Indices into `buttons`; -1 when there is no such button.
+  int default_button = 0;
+  int cancel_button = -1;       // the one that changes nothing
+  int destructive_button = -1;  // one whose action cannot be undone: never the answer by accident
+  double timeout = 0;           // seconds; 0 waits for ever
 };
 
 inline constexpr int kAlertClosed = -1;

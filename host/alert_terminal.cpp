@@ -4,10 +4,10 @@
 #include <strings.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
+#include <chrono>
 #include <cmath>
-#include <cstdlib>
-#include <memory>
 
 namespace orvik::host {
 namespace {
@@ -17,21 +17,38 @@ bool MayAsk() {
          tcgetpgrp(STDIN_FILENO) == getpgrp();
 }
 
-// Whether something can be read before the time is up.
-bool WaitForInput(std::FILE* in, double timeout) {
-  if (timeout <= 0) return true;
-  pollfd input{fileno(in), POLLIN, 0};
-  return poll(&input, 1, static_cast<int>(std::fmin(timeout * 1000, 2e9))) != 0;
+using Clock = std::chrono::steady_clock;
+
+// Waits for input until the deadline (none: for ever).
+bool WaitForInput(int in, std::optional<Clock::time_point> deadline) {
+  for (;;) {
+    int milliseconds = -1;
+    if (deadline) {
+      const auto left = std::chrono::ceil<std::chrono::milliseconds>(*deadline - Clock::now());
+      milliseconds = static_cast<int>(std::clamp<long long>(left.count(), 0, 1'000'000'000));
+    }
+    pollfd input{in, POLLIN, 0};
+    const int ready = poll(&input, 1, milliseconds);
+    if (ready > 0) return true;
+    if (ready == 0 && deadline && Clock::now() >= *deadline) return false;
+    if (ready < 0 && errno != EINTR) return false;
+  }
 }
 
-bool ReadLine(std::FILE* in, std::string& line) {
-  char* text = nullptr;
-  std::size_t capacity = 0;
-  const ssize_t length = getline(&text, &capacity, in);
-  const std::unique_ptr<char, decltype(&std::free)> owned(text, &std::free);
-  if (length < 0) return false;
-  line.assign(text, static_cast<std::size_t>(length));
-  while (!line.empty() && (line.back() == '\n' || line.back() == '\r')) line.pop_back();
+// One line without its end, byte by byte: what follows it belongs to the next reader. False at the
+// end of the input and of the time.
+bool ReadLine(int in, std::optional<Clock::time_point> deadline, std::string& line) {
+  line.clear();
+  for (;;) {
+    if (!WaitForInput(in, deadline)) return false;
+    char byte = 0;
+    const ssize_t count = read(in, &byte, 1);
+    if (count < 0 && (errno == EINTR || errno == EAGAIN)) continue;
+    if (count < 0 || (count == 0 && line.empty())) return false;
+    if (count == 0 || byte == '\n') break;
+    line += byte;
+  }
+  while (line.ends_with('\r')) line.pop_back();
   return true;
 }
 
@@ -48,24 +65,32 @@ std::optional<int> ButtonOf(const std::string& answer, const AlertRequest& reque
 
 }  // namespace
 
-int AskThrough(std::FILE* in, std::FILE* out, const AlertRequest& request) {
+int AskThrough(int in, std::FILE* out, const AlertRequest& request) {
+  std::optional<Clock::time_point> deadline;
+  if (request.timeout > 0) {
+    // A longer one has no number in nanoseconds.
+    const std::chrono::duration<double> seconds(std::fmin(request.timeout, 1e9));
+    deadline = Clock::now() + std::chrono::duration_cast<Clock::duration>(seconds);
+  }
   if (!request.header.empty()) std::fprintf(out, "%s\n", request.header.c_str());
   std::fprintf(out, "%s\n", request.message.c_str());
   for (std::size_t button = 0; button < request.buttons.size(); ++button) {
-    std::fprintf(out, "  %zu) %s\n", button + 1, request.buttons[button].c_str());
+    const bool is_destructive = static_cast<int>(button) == request.destructive_button;
+    std::fprintf(out, "  %zu) %s%s\n", button + 1, request.buttons[button].c_str(),
+                 is_destructive ? " (!)" : "");
   }
   for (;;) {
     std::fprintf(out, "Answer [%d]: ", request.default_button + 1);
     std::fflush(out);
     std::string line;
-    if (!WaitForInput(in, request.timeout) || !ReadLine(in, line)) return kAlertClosed;
+    if (!ReadLine(in, deadline, line)) return kAlertClosed;
     if (const std::optional<int> button = ButtonOf(line, request)) return *button;
   }
 }
 
 std::optional<int> AskOnTerminal(const AlertRequest& request) {
   if (!MayAsk()) return std::nullopt;
-  return AskThrough(stdin, stdout, request);
+  return AskThrough(STDIN_FILENO, stdout, request);
 }
 
 }  // namespace orvik::host

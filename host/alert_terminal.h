@@ -12,9 +12,10 @@ namespace host {
 // As ShowAlert. Nothing unless standard input and output are a terminal that this process may read.
 std::optional<int> AskOnTerminal(const AlertRequest& request);
 
-// Writes the question and reads lines until one holds the number or the label of a button; an empty
-// line stands for the default one. kAlertClosed at the end of the input.
-int AskThrough(std::FILE* in, std::FILE* out, const AlertRequest& request);
+// Writes the question and reads lines from a descriptor until one holds the number or the label of
+// a button; an empty line chooses the default one. kAlertClosed at the end of the input and when
+// the request's time is over, which signals neither end nor extend.
+int AskThrough(int in, std::FILE* out, const AlertRequest& request);
 
 }  // namespace host
 }  // namespace orvik

@@ -1,15 +1,16 @@
 #include "host/alert_window.h"
 
-#include <fcntl.h>
-#include <spawn.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
-#include <array>
-#include <cerrno>
+#include <algorithm>
 #include <cmath>
 #include <cstdlib>
 #include <string_view>
+#include <utility>
+
+#include "host/companion_program.h"
+#include "text/columns.h"
+#include "text/transcoding.h"
 
 extern char** environ;
 
@@ -29,13 +30,80 @@ std::string_view Variable(const char* name) {
   return value != nullptr ? value : "";
 }
 
-// The labels in the order of the program's OK, cancel and extra button.
-std::vector<int> ButtonOrder(const AlertRequest& request) {
-  std::vector<int> order{request.default_button};
-  for (int button = 0; button < static_cast<int>(request.buttons.size()); ++button) {
-    if (button != request.default_button) order.push_back(button);
+// The request's buttons in the order of the program's OK (right), cancel (left) and extra button.
+std::vector<int> ButtonPlaces(const AlertRequest& request, bool scrolls) {
+  const int count = static_cast<int>(request.buttons.size());
+  if (count == 1) return {0};
+  const int left = request.cancel_button >= 0 ? request.cancel_button : 1;
+  std::vector<int> places;
+  for (int button = 0; button < count; ++button) {
+    if (button != left) places.push_back(button);
   }
-  return order;
+  places.insert(places.begin() + 1, left);
+  const auto place = std::find(places.begin(), places.end(), request.default_button);
+  if (place != places.end() && (scrolls || place - places.begin() == 2)) {
+    std::iter_swap(places.begin(), place);
+  }
+  return places;
+}
+
+std::u16string Utf16(const std::string& text) {
+  std::u16string units(text.size(), u'\0');
+  const char* source = text.data();
+  char16_t* target = units.data();
+  while (DecodeUtf8(source, text.data() + text.size(), target, units.data() + units.size()) !=
+         TranscodingStop::kDone) {
+    *target++ = 0xFFFD;
+    ++source;
+  }
+  units.resize(static_cast<std::size_t>(target - units.data()));
+  return units;
+}
+
+std::string Utf8(std::u16string_view units) {
+  std::string text(units.size() * 3, '\0');
+  const char16_t* source = units.data();
+  char* target = text.data();
+  EncodeUtf8(source, units.data() + units.size(), target, text.data() + text.size());
+  text.resize(static_cast<std::size_t>(target - text.data()));
+  return text;
+}
+
+// The program breaks lines between words only, and makes its window as wide as the longest word: a
+// zero-width space every 24 columns lets it break there too.
+std::u16string WithBreaks(std::u16string_view text) {
+  constexpr int kLongestPiece = 24;
+  constexpr char16_t kZeroWidthSpace = 0x200B;
+  std::u16string broken;
+  int columns = 0;
+  for (std::size_t at = 0; at < text.size();) {
+    const bool is_pair =
+        IsHighSurrogate(text[at]) && at + 1 < text.size() && IsLowSurrogate(text[at + 1]);
+    const std::u16string_view character = text.substr(at, is_pair ? 2 : 1);
+    at += character.size();
+    const int width = ColumnsOf(character);
+    if (character == u" " || character == u"\n") {
+      columns = 0;
+    } else if (width > 0 && columns + width > kLongestPiece) {
+      broken += kZeroWidthSpace;
+      columns = width;
+    } else {
+      columns += width;
+    }
+    broken += character;
+  }
+  return broken;
+}
+
+int LinesOf(std::u16string_view text) {
+  constexpr int kUsualColumns = 54;  // of a line of about 60, broken between words
+  int lines = 0;
+  for (std::size_t start = 0; start <= text.size();) {
+    const std::size_t end = std::min(text.find(u'\n', start), text.size());
+    lines += 1 + std::max(0, ColumnsOf(text.substr(start, end - start)) - 1) / kUsualColumns;
+    start = end + 1;
+  }
+  return lines;
 }
 
 // The program reads markup in its text, and backslash escapes before that.
@@ -108,90 +176,65 @@ std::vector<std::string> WindowEnvironment() {
   return variables;
 }
 
-std::vector<char*> Pointers(std::vector<std::string>& texts) {
-  std::vector<char*> pointers;
-  pointers.reserve(texts.size() + 1);
-  for (std::string& text : texts) pointers.push_back(text.data());
-  pointers.push_back(nullptr);
-  return pointers;
-}
-
-struct Outcome {
-  int status = -1;  // exit status; -1 when it did not run to its end
-  bool printed = false;
-};
-
-Outcome Run(std::vector<std::string> arguments) {
-  Outcome outcome;
-  int output[2];
-  if (pipe2(output, O_CLOEXEC) != 0) return outcome;
-  std::vector<std::string> variables = WindowEnvironment();
-  posix_spawn_file_actions_t actions;
-  posix_spawn_file_actions_init(&actions);
-  posix_spawn_file_actions_addopen(&actions, STDIN_FILENO, "/dev/null", O_RDONLY, 0);
-  posix_spawn_file_actions_adddup2(&actions, output[1], STDOUT_FILENO);
-  posix_spawn_file_actions_addopen(&actions, STDERR_FILENO, "/dev/null", O_WRONLY, 0);
-  pid_t child = -1;
-  const bool started = posix_spawnp(&child, arguments[0].c_str(), &actions, nullptr,
-                                    Pointers(arguments).data(), Pointers(variables).data()) == 0;
-  posix_spawn_file_actions_destroy(&actions);
-  close(output[1]);
-  std::array<char, 256> bytes;
-  ssize_t got = started ? 1 : 0;
-  while (got > 0 || (got < 0 && errno == EINTR)) {
-    got = read(output[0], bytes.data(), bytes.size());
-    if (got > 0) outcome.printed = true;
-  }
-  close(output[0]);
-  int status = 0;
-  pid_t ended = -1;
-  do {
-    if (started) ended = waitpid(child, &status, 0);
-  } while (started && ended < 0 && errno == EINTR);
-  if (ended == child && WIFEXITED(status)) outcome.status = WEXITSTATUS(status);
-  return outcome;
-}
-
 }  // namespace
 
-std::vector<std::string> AlertWindowArguments(const AlertRequest& request) {
-  const std::vector<int> order = ButtonOrder(request);
-  const auto label = [&](int place) {
-    return EscapeLabel(request.buttons[static_cast<std::size_t>(order[place])]);
+AlertWindow WindowFor(const AlertRequest& request) {
+  AlertWindow window;
+  const std::u16string message = Utf16(request.message);
+  const bool scrolls = LinesOf(message) > kMessageLines;
+  window.button_places = ButtonPlaces(request, scrolls);
+  const std::vector<int>& places = window.button_places;
+  const auto label = [&](std::size_t place) {
+    // The program has no style for such a button.
+    const char* mark = places[place] == request.destructive_button ? "\u26A0 " : "";
+    return mark + EscapeLabel(request.buttons[static_cast<std::size_t>(places[place])]);
   };
-  std::string text = EscapeText(request.message);
-  if (!request.header.empty()) text = "<b>" + EscapeText(request.header) + "</b>\n\n" + text;
-  std::vector<std::string> arguments{"zenity",
-                                     order.size() == 1 ? "--info" : "--question",
-                                     "--title=" + request.header,
-                                     "--text=" + text,
-                                     "--width=360",
-                                     "--ok-label=" + label(0)};
-  if (order.size() > 1) arguments.push_back("--cancel-label=" + label(1));
-  if (order.size() > 2) arguments.push_back("--extra-button=" + label(2));
-  if (const char* icon = IconName(request.level)) {
-    arguments.push_back(std::string("--icon-name=") + icon);
+  const std::string text = Utf8(WithBreaks(message));
+
+  std::vector<std::string>& arguments = window.arguments;
+  arguments = {"zenity", "--title=" + request.header};
+  if (scrolls) {
+    arguments.insert(arguments.end(), {"--text-info", "--width=520", "--height=400"});
+    window.input = request.header.empty() ? text : request.header + "\n\n" + text;
+  } else {
+    std::string shown = EscapeText(text);
+    if (!request.header.empty()) {
+      shown = "<b>" + EscapeText(Utf8(WithBreaks(Utf16(request.header)))) + "</b>\n\n" + shown;
+    }
+    arguments.emplace_back(places.size() == 1 ? "--info" : "--question");
+    arguments.push_back("--text=" + shown);
+    if (const char* icon = IconName(request.level)) {
+      arguments.push_back(std::string("--icon-name=") + icon);
+    }
+    if (places.size() > 1 && request.default_button == places[1]) {
+      arguments.emplace_back("--default-cancel");
+    }
   }
+  arguments.push_back("--ok-label=" + label(0));
+  if (places.size() > 1) arguments.push_back("--cancel-label=" + label(1));
+  if (places.size() > 2) arguments.push_back("--extra-button=" + label(2));
   if (request.timeout > 0) {
     const long seconds = std::lround(std::ceil(std::fmin(request.timeout, 1e9)));
     arguments.push_back("--timeout=" + std::to_string(seconds));
   }
-  return arguments;
+  return window;
 }
 
 std::optional<int> AskInWindow(const AlertRequest& request) {
   if (Variable("DISPLAY").empty() && Variable("WAYLAND_DISPLAY").empty()) return std::nullopt;
-  const std::vector<int> order = ButtonOrder(request);
-  const Outcome outcome = Run(AlertWindowArguments(request));
+  const AlertWindow window = WindowFor(request);
+  const std::vector<int>& places = window.button_places;
+  const CompanionOutcome outcome =
+      RunCompanion(window.arguments, WindowEnvironment(), window.input);
   switch (outcome.status) {
     case kOkStatus:
-      return order[0];
+      return places[0];
     case kCancelStatus:
-      return order.size() > 1 ? order[1] : kAlertClosed;
+      return places.size() > 1 ? places[1] : kAlertClosed;
     case kExtraStatus:
     case kDismissedStatus:
-      // The extra button prints its label and is otherwise told like a dismissal.
-      return outcome.printed && order.size() > 2 ? order[2] : kAlertClosed;
+      // The extra button prints its label; otherwise it ends like a window that is closed.
+      return !outcome.output.empty() && places.size() > 2 ? places[2] : kAlertClosed;
     case kTimeoutStatus:
       return request.timeout > 0 ? std::optional<int>(kAlertClosed) : std::nullopt;
     default:

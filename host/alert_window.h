@@ -13,8 +13,29 @@ namespace host {
 // As ShowAlert. Nothing without a display, without the program, and when it cannot open the window.
 std::optional<int> AskInWindow(const AlertRequest& request);
 
-// The program's command line; the default button is its OK button.
-std::vector<std::string> AlertWindowArguments(const AlertRequest& request);
+// What the program is started with.
+//
+//   button                            place
+//   cancel (none: the second)         left; Escape and the window's own button close the alert and
+//                                     press nothing
+//   the first of the others           right
+//   the third                         beside them
+//   destructive                       its label starts with U+26A0 (warning sign)
+//
+// Lines wrap at about 60 columns, within long words too. A text of more than kMessageLines lines is
+// shown in a window with a scroll bar, whose buttons always stay in sight.
+//
+// The default button has the focus. The program can give it to the left and the right place only,
+// and with a scroll bar to the right place only: any other default button changes places with the
+// right one, so that Return never presses a button that is not the default.
+struct AlertWindow {
+  std::vector<std::string> arguments;
+  std::string input;               // the text that scrolls
+  std::vector<int> button_places;  // the request's buttons in the right, left and third place
+};
+inline constexpr int kMessageLines = 16;
+
+AlertWindow WindowFor(const AlertRequest& request);
 
 }  // namespace host
 }  // namespace orvik

@@ -48,10 +48,13 @@ OSErr StandardAlert(AlertType type, ConstStr255Param error, ConstStr255Param exp
                              .message = Utf8FromPascal(explanation),
                              .buttons = {},
                              .default_button = 0,
+                             .cancel_button = -1,
+                             .destructive_button = -1,
                              .timeout = 0};
   std::vector<DialogItemIndex> items;
   const auto add = [&](DialogItemIndex item, std::string label) {
     if (item == record.defaultButton) request.default_button = static_cast<int>(items.size());
+    if (item == record.cancelButton) request.cancel_button = static_cast<int>(items.size());
     items.push_back(item);
     request.buttons.push_back(std::move(label));
   };

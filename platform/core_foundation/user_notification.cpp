@@ -45,11 +45,17 @@ SInt32 CFUserNotificationDisplayAlert(CFTimeInterval timeout, CFOptionFlags flag
                              .message = Utf8(message),
                              .buttons = {default_title != nullptr ? Utf8(default_title) : "OK"},
                              .default_button = 0,
+                             .cancel_button = -1,
+                             .destructive_button = -1,
                              .timeout = timeout};
   std::vector<CFOptionFlags> responses{kCFUserNotificationDefaultResponse};
   if (alternate_title != nullptr) {
     request.buttons.push_back(Utf8(alternate_title));
     responses.push_back(kCFUserNotificationAlternateResponse);
+    if (request.level == host::AlertLevel::kCaution) {
+      request.cancel_button = 0;
+      request.destructive_button = 1;
+    }
   }
   if (other_title != nullptr) {
     request.buttons.push_back(Utf8(other_title));

@@ -24,8 +24,9 @@ inline constexpr CFOptionFlags kCFUserNotificationCancelResponse = 3;
 // Shows an alert, waits, and stores the answer. A window that was closed or timed out (`timeout`
 // seconds; 0 waits for ever) gives the cancel response. Without a default title the default button
 // says "OK"; without an alternate or other title there is no such button. Icon, sound and
-// localization are not used. Non-zero, and the response untouched, when the alert cannot be shown
-// (host/alert_host.h tells where it is shown).
+// localization are not used. A caution alert warns of its alternate button: the default button is
+// shown as the one that changes nothing. Non-zero, and the response untouched, when the alert
+// cannot be shown (host/alert_host.h tells where it is shown).
 SInt32 CFUserNotificationDisplayAlert(CFTimeInterval timeout, CFOptionFlags flags, CFURLRef icon,
                                       CFURLRef sound, CFURLRef localization, CFStringRef header,
                                       CFStringRef message, CFStringRef default_title,

@@ -66,6 +66,7 @@ TEST(Messages, EveryButtonGivesItsResult) {
       const auto [result, shown] = Show(u"m", type, static_cast<int>(button));
       EXPECT_EQ(shown.buttons, labels);
       EXPECT_EQ(shown.default_button, 0);
+      EXPECT_EQ(shown.cancel_button, labels.size() > 1 ? 1 : -1);
       EXPECT_EQ(result, results[button]) << type;
     }
     EXPECT_EQ(Show(u"m", type, host::kAlertClosed).first, closed) << type;
@@ -103,6 +104,7 @@ TEST(Messages, TheMessageIsEightBitsAndAtMost255) {
   const auto [result, shown] = test::Answered(0, [] { return AfxMessageBox(61475u); });
   EXPECT_EQ(result, 1);
   EXPECT_EQ(shown.message, "Out of memory");
+  EXPECT_EQ(test::Answered(0, [] { return AfxMessageBox(0); }).second.message, "Unknown error");
 }
 
 TEST(Messages, AddressesAreValidUnlessNull) {

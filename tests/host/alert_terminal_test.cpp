@@ -2,14 +2,29 @@
 
 #include <gtest/gtest.h>
 #include <pty.h>
+#include <sys/mman.h>
+#include <sys/time.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <chrono>
+#include <csignal>
 #include <memory>
 #include <string>
+#include <thread>
+
+#include "host/descriptor.h"
 
 namespace orvik::host {
 namespace {
+
+// A descriptor that gives the text and then ends.
+Descriptor Typed(const std::string& text) {
+  Descriptor file(memfd_create("typed", 0));
+  EXPECT_EQ(write(file.get(), text.data(), text.size()), static_cast<ssize_t>(text.size()));
+  lseek(file.get(), 0, SEEK_SET);
+  return file;
+}
 
 TEST(AlertTerminal, TakesNumbersLabelsAndTheDefault) {
   const struct {
@@ -23,19 +38,54 @@ TEST(AlertTerminal, TakesNumbersLabelsAndTheDefault) {
   request.header = "Delete";
   request.message = "Sure? %s %n";
   request.buttons = {"Cancel", "Delete"};
+  request.destructive_button = 1;
   for (const auto& [input, answer] : cases) {
-    const std::unique_ptr<std::FILE, int (*)(std::FILE*)> in(std::tmpfile(), &std::fclose);
+    const Descriptor in = Typed(input);
     const std::unique_ptr<std::FILE, int (*)(std::FILE*)> out(std::tmpfile(), &std::fclose);
-    std::fputs(input, in.get());
-    std::rewind(in.get());
     EXPECT_EQ(AskThrough(in.get(), out.get(), request), answer) << input;
     std::rewind(out.get());
     char shown[256] = {};
     EXPECT_GT(std::fread(shown, 1, sizeof shown - 1, out.get()), 0u);
     EXPECT_TRUE(std::string(shown).starts_with(
-        "Delete\nSure? %s %n\n  1) Cancel\n  2) Delete\nAnswer [1]: "))
+        "Delete\nSure? %s %n\n  1) Cancel\n  2) Delete (!)\nAnswer [1]: "))
         << shown;
   }
+}
+
+// A timer signal every 20 ms neither answers the question nor changes how long it waits.
+TEST(AlertTerminal, SignalsNeitherEndNorExtendTheWait) {
+  struct sigaction handler = {};
+  handler.sa_handler = [](int) {};
+  struct sigaction before = {};
+  ASSERT_EQ(sigaction(SIGALRM, &handler, &before), 0);
+  const itimerval often{{0, 20'000}, {0, 20'000}};
+  const itimerval never{};
+  setitimer(ITIMER_REAL, &often, nullptr);
+
+  int ends[2];
+  ASSERT_EQ(pipe(ends), 0);
+  const Descriptor in(ends[0]);
+  const Descriptor user(ends[1]);
+  const std::unique_ptr<std::FILE, int (*)(std::FILE*)> out(std::fopen("/dev/null", "w"),
+                                                            &std::fclose);
+  AlertRequest request;
+  request.buttons = {"a", "b"};
+  request.timeout = 0.3;
+  const auto start = std::chrono::steady_clock::now();
+  EXPECT_EQ(AskThrough(in.get(), out.get(), request), kAlertClosed);
+  const std::chrono::duration<double> waited = std::chrono::steady_clock::now() - start;
+  EXPECT_GE(waited.count(), 0.3);
+  EXPECT_LT(waited.count(), 5);
+
+  request.timeout = 0;
+  std::thread typist([&] {
+    std::this_thread::sleep_for(std::chrono::milliseconds(100));
+    EXPECT_EQ(write(user.get(), "2\n", 2), 2);
+  });
+  EXPECT_EQ(AskThrough(in.get(), out.get(), request), 1);
+  typist.join();
+  setitimer(ITIMER_REAL, &never, nullptr);
+  sigaction(SIGALRM, &before, nullptr);
 }
 
 TEST(AlertTerminal, AsksOnARealTerminal) {

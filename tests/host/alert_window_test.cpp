@@ -4,6 +4,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <atomic>
 #include <thread>
 
@@ -26,18 +27,58 @@ AlertRequest Question(int default_button, std::vector<std::string> buttons) {
 
 TEST(AlertWindow, EscapesMarkupAndKeepsTextsOutOfOptions) {
   AlertRequest request = Question(1, {"a_b", "--help"});
+  request.destructive_button = 0;
   request.header = "<i>H</i>";
   request.message = "C:\\new & \"$(x)\" <b>";
   const std::vector<std::string> expected{
       "zenity",
-      "--question",
       "--title=<i>H</i>",
+      "--question",
       "--text=<b>&lt;i&gt;H&lt;/i&gt;</b>\n\nC:\\\\new &amp; \"$(x)\" &lt;b&gt;",
-      "--width=360",
-      "--ok-label=--help",
-      "--cancel-label=a__b",
-      "--icon-name=dialog-warning"};
-  EXPECT_EQ(AlertWindowArguments(request), expected);
+      "--icon-name=dialog-warning",
+      "--default-cancel",
+      "--ok-label=\u26A0 a__b",
+      "--cancel-label=--help"};
+  EXPECT_EQ(WindowFor(request).arguments, expected);
+}
+
+TEST(AlertWindow, ButtonsKeepTheirPlacesWhicheverIsTheDefault) {
+  const struct {
+    int count, cancel, default_button;
+    std::vector<int> places;  // right, left, third
+    bool cancel_has_focus;
+  } cases[] = {
+      {1, -1, 0, {0}, false},      {2, -1, 0, {0, 1}, false},   {2, -1, 1, {0, 1}, true},
+      {2, 0, 0, {1, 0}, true},     {2, 0, 1, {1, 0}, false},    {3, 1, 0, {0, 1, 2}, false},
+      {3, 1, 1, {0, 1, 2}, true},  {3, 1, 2, {2, 1, 0}, false}, {3, 2, 0, {0, 2, 1}, false},
+      {3, 0, 2, {2, 0, 1}, false},
+  };
+  for (const auto& [count, cancel, default_button, places, cancel_has_focus] : cases) {
+    AlertRequest request = Question(default_button, {"a", "b", "c"});
+    request.buttons.resize(static_cast<std::size_t>(count));
+    request.cancel_button = cancel;
+    const AlertWindow window = WindowFor(request);
+    EXPECT_EQ(window.button_places, places) << count << cancel << default_button;
+    EXPECT_EQ(std::count(window.arguments.begin(), window.arguments.end(), "--default-cancel"),
+              cancel_has_focus ? 1 : 0);
+  }
+}
+
+TEST(AlertWindow, BreaksLongWordsAndScrollsLongTexts) {
+  AlertRequest request = Question(0, {"a", "b"});
+  request.message = std::string(50, 'x') + " short " + std::string(24, 'y');
+  const std::string piece(24, 'x');
+  const std::string text = "--text=<b>Head</b>\n\n" + piece + "\u200B" + piece + "\u200Bxx short " +
+                           std::string(24, 'y');
+  EXPECT_EQ(WindowFor(request).arguments[3], text);
+
+  request.message.clear();
+  for (int line = 1; line <= kMessageLines; ++line) request.message += "<&\n";
+  const AlertWindow window = WindowFor(request);
+  EXPECT_EQ(window.arguments[2], "--text-info");
+  EXPECT_EQ(window.input, "Head\n\n" + request.message);
+  request.cancel_button = 0;
+  EXPECT_EQ(WindowFor(request).button_places, (std::vector<int>{0, 1}));
 }
 
 class FakeProgramTest : public EnvironmentTest {
@@ -56,10 +97,10 @@ class FakeProgramTest : public EnvironmentTest {
 TEST_F(FakeProgramTest, TellsTheAnswerFromAFailure) {
   const struct {
     const char* line;
-    std::optional<int> answer;  // of three buttons, the second being the default
+    std::optional<int> answer;  // of three buttons
   } cases[] = {
-      {"exit $ZENITY_OK", 1},
-      {"exit $ZENITY_CANCEL", 0},
+      {"exit $ZENITY_OK", 0},
+      {"exit $ZENITY_CANCEL", 1},
       {"echo c; exit $ZENITY_ESC", 2},
       {"echo c; exit $ZENITY_EXTRA", 2},
       {"exit $ZENITY_ESC", kAlertClosed},
@@ -86,6 +127,43 @@ TEST_F(FakeProgramTest, NeedsADisplayAndTheProgram) {
   const ScopedVariable no_display("DISPLAY", "");
   const ScopedVariable no_wayland("WAYLAND_DISPLAY", "");
   EXPECT_EQ(AskInWindow(Question(0, {"a"})), std::nullopt);
+}
+
+// The ways in which a program can lose a child's exit status.
+TEST_F(FakeProgramTest, TheAnswerNeedsNoExitStatusOfAChild) {
+  Install("sleep 0.2; exit $ZENITY_OK");
+  const auto ignored = signal(SIGCHLD, SIG_IGN);
+  EXPECT_EQ(AskInWindow(Question(1, {"a", "b"})), 0);
+  signal(SIGCHLD, ignored);
+
+  std::atomic<bool> ended = false;
+  std::thread reaper([&ended] {
+    while (!ended) {
+      waitpid(-1, nullptr, WNOHANG);
+      usleep(1000);
+    }
+  });
+  EXPECT_EQ(AskInWindow(Question(1, {"a", "b"})), 0);
+  ended = true;
+  reaper.join();
+}
+
+TEST_F(FakeProgramTest, TheWindowEndsWithItsProgram) {
+  const fs::path number = env_.folder() / "pid";
+  Install("echo $$ > " + number.string() + ".new; mv " + number.string() + ".new " +
+          number.string() + "; exec sleep 100");
+  const pid_t program = fork();
+  if (program == 0) {
+    AskInWindow(Question(0, {"a"}));
+    _exit(0);
+  }
+  for (int wait = 0; wait < 1000 && !fs::exists(number); ++wait) usleep(10'000);
+  const pid_t window = std::stoi(ReadFile(number));
+  EXPECT_EQ(kill(window, 0), 0);
+  kill(program, SIGKILL);
+  waitpid(program, nullptr, 0);
+  for (int wait = 0; wait < 1000 && kill(window, 0) == 0; ++wait) usleep(10'000);
+  EXPECT_NE(kill(window, 0), 0);
 }
 
 bool Installed(const char* program) {
@@ -137,7 +215,7 @@ TEST_F(FakeProgramTest, ARealWindowIsAnsweredByItsButton) {
 
   std::atomic<bool> answered = false;
   std::thread user([&answered] {
-    // The default button is the last one of the bottom row.
+    // The button that is not "Cancel" is the last one of the bottom row.
     const std::string press =
         "eval $(xdotool search --onlyvisible --name '^Head$' getwindowgeometry --shell) && "
         "xdotool mousemove $((X + WIDTH - 40)) $((Y + HEIGHT - 25)) click 1";
@@ -146,7 +224,9 @@ TEST_F(FakeProgramTest, ARealWindowIsAnsweredByItsButton) {
       usleep(50'000);
     }
   });
-  const std::optional<int> answer = AskInWindow(Question(1, {"Cancel", "Delete"}));
+  AlertRequest request = Question(0, {"Cancel", "Delete"});
+  request.cancel_button = 0;
+  const std::optional<int> answer = AskInWindow(request);
   answered = true;
   user.join();
   EXPECT_EQ(answer, 1);
