@@ -1,4 +1,4 @@
-// The XML writer's escapes: any text in an attribute is read back by the element reader.
+// The XML writer's escapes: any text that XML can hold is read back by the element reader.
 #include <tinyxml.h>
 
 #include <cstddef>
@@ -14,8 +14,10 @@ using orvik::fuzz::Require;
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   std::string text;
-  for (std::size_t i = 0; i < size && data[i] != 0; ++i) text += static_cast<char>(data[i] & 0x7F);
-  text = text.substr(0, text.find('\0'));
+  for (std::size_t i = 0; i < size; ++i) {
+    const char byte = static_cast<char>(data[i] & 0x7F);
+    if (byte >= ' ' || byte == '\t' || byte == '\n' || byte == '\r') text += byte;
+  }
 
   orvik::IORVIKXMLWriter* writer = nullptr;
   Require(orvik::IORVIKXMLWriter::CreateORVIKXMLWriterOnString(&writer) == orvik::S_OK);

@@ -15,9 +15,20 @@ namespace {
 
 constexpr char kData[] = "data";
 
+// Whether XML has a way to write the text, which ends at its first NUL.
+bool FitsXml(std::u16string_view text) {
+  for (std::size_t i = 0; i < text.size() && text[i] != 0; ++i) {
+    const char16_t unit = text[i];
+    if (unit < 0x20 && unit != u'\t' && unit != u'\n' && unit != u'\r') return false;
+    if (unit >= 0xFFFE) return false;
+  }
+  return true;
+}
+
 // Puts "data" behind the other attributes.
 template <typename Value>
 bool WriteData(int scope, const CAtlString& key_path, const CAtlString& value_name, Value value) {
+  if (!FitsXml(key_path.View()) || !FitsXml(value_name.View())) return false;
   TiXmlElement* const root = GetXMLConfigRootElement(scope);
   if (!IsValidXMLConfigRoot(scope, root)) return false;
   TiXmlElement* const element = GetXMLConfigValueElement(root, key_path, value_name);
@@ -43,6 +54,7 @@ bool WriteXMLConfigInt(int scope, CAtlString key_path, CAtlString value_name, in
 }
 
 bool WriteXMLConfigString(int scope, CAtlString key_path, CAtlString value_name, CAtlString value) {
+  if (!FitsXml(value.View())) return false;
   return WriteData(scope, key_path, value_name, MakeUTF8StringFromUnicodeString(value).GetString());
 }
 

@@ -74,7 +74,8 @@ TiXmlElement* FindXMLSubKeyElement(int scope, CAtlString key_path);
 // ---- Settings (config_store.cpp) ----
 
 bool WriteXMLConfigInt(int scope, CAtlString key_path, CAtlString value_name, int value);
-// A NUL ends the value.
+// A NUL ends the value. Both are false for a name or a value with a character that XML cannot hold:
+// control characters other than tab, line feed and carriage return, U+FFFE and U+FFFF.
 bool WriteXMLConfigString(int scope, CAtlString key_path, CAtlString value_name, CAtlString value);
 // False, and `value` untouched, when there is no such value or it is empty. Leading digits count;
 // what an int cannot hold becomes the nearest that it can.

@@ -1,17 +1,22 @@
-// What is looked at before a text goes to TinyXML's parser, which calls itself once for every level
-// of nesting, compares every attribute of an element with all before it, and steps over multi-byte
-// characters without looking for the end of the text.
+// Decides whether a text is an XML document that TinyXML reads as it was meant.
+//
+// TinyXML accepts much that is not well-formed, drops what it does not understand, calls itself
+// once for every level of nesting and compares every attribute of an element with all before it. So
+// a conforming parser goes over the text first.
 #pragma once
+
+#include "xml/document_error.h"
 
 namespace orvik {
 
 inline constexpr int kMostXmlDepth = 1000;
 inline constexpr int kMostXmlAttributes = 1000;  // on one element
 
-// False when the text holds elements nested deeper than kMostXmlDepth, an element with more than
-// kMostXmlAttributes attributes, a UTF-8 lead byte without the continuation bytes it announces, or
-// an XML declaration without an end. Everything else, well-formed or not, is for the parser to
-// judge. Takes time in proportion to the text and no stack.
-bool IsSafeToParse(const char* text);
+// Whether the text is well-formed XML 1.0 in UTF-8, nests at most kMostXmlDepth elements, has at
+// most kMostXmlAttributes attributes on an element, and holds nothing that TinyXML would take for
+// markup where XML has none: declarations inside a document type, and ">" inside a processing
+// instruction or a document type. The encoding that the document declares is not looked at. On
+// failure `error`, unless null, says what is wrong and where.
+bool CheckDocument(const char* text, XMLDocumentError* error);
 
 }  // namespace orvik

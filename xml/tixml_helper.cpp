@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <climits>
 #include <cstdlib>
+#include <utility>
 
 #include <tinyxml.h>
 
@@ -15,6 +16,11 @@ namespace {
 
 const char* AttributeText(const TiXmlElement* element, const CAtlStringA& name) {
   return element == nullptr ? nullptr : element->Attribute(name.GetString());
+}
+
+HRESULT Refuse(XMLDocumentError* error, XMLDocumentError reason) {
+  if (error != nullptr) *error = std::move(reason);
+  return E_INVALIDARG;
 }
 
 }  // namespace
@@ -88,19 +94,27 @@ bool TiXmlHelper::LoadBoolAttributeFromXmlElementWithDefault(const TiXmlElement*
 }
 
 HRESULT TiXmlHelper::InitializeTiXmlDocumentFromFile(
-    const boost::shared_ptr<TiXmlDocument>& document, const COrvikFilePath& path) {
+    const boost::shared_ptr<TiXmlDocument>& document, const COrvikFilePath& path,
+    XMLDocumentError* error) {
   TiXmlBase::SetCondenseWhiteSpace(false);  // also when the file cannot be read
   CAtlStringA text;
-  if (CFileManipulator::ReadAsciiFileIntoAsciiString(path, text, "") < 0) return E_INVALIDARG;
-  return InitializeTiXmlDocumentFromText(document, text.GetString());
+  if (CFileManipulator::ReadAsciiFileIntoAsciiString(path, text, "") < 0) {
+    return Refuse(error, {"the file cannot be read"});
+  }
+  if (static_cast<DWORD>(text.GetLength()) != path.GetFileSize()) {
+    return Refuse(error, {"the file holds a NUL byte"});
+  }
+  return InitializeTiXmlDocumentFromText(document, text.GetString(), error);
 }
 
 HRESULT TiXmlHelper::InitializeTiXmlDocumentFromText(
-    const boost::shared_ptr<TiXmlDocument>& document, const char* text) {
+    const boost::shared_ptr<TiXmlDocument>& document, const char* text, XMLDocumentError* error) {
   TiXmlBase::SetCondenseWhiteSpace(false);
-  if (document == nullptr || text == nullptr || !IsSafeToParse(text)) return E_INVALIDARG;
+  if (document == nullptr || text == nullptr) return Refuse(error, {"there is no document"});
+  if (!CheckDocument(text, error)) return E_INVALIDARG;
   document->Parse(text, nullptr, TIXML_ENCODING_UTF8);
-  return document->Error() ? E_INVALIDARG : S_OK;
+  if (!document->Error()) return S_OK;
+  return Refuse(error, {document->ErrorDesc(), document->ErrorRow(), document->ErrorCol()});
 }
 
 }  // namespace orvik

@@ -1,9 +1,10 @@
 // Loading TinyXML documents, and attributes with a default.
 //
-// Loading refuses, with E_INVALIDARG, what is not well-formed, and also what the parser could not
-// take safely: elements nested deeper than kMostXmlDepth, more than kMostXmlAttributes attributes
-// on one element, and multi-byte UTF-8 sequences that are cut short (document_check.h). It switches
-// off, for the whole process, TinyXML's condensing of white space.
+// Loading refuses, with E_INVALIDARG, what is not well-formed XML 1.0 in UTF-8, and three kinds of
+// documents that TinyXML would not read as they are meant: elements nested deeper than 1,000, more
+// than 1,000 attributes on one element, and declarations inside a document type or ">" inside a
+// processing instruction. It switches off, for the whole process, TinyXML's condensing of white
+// space.
 //
 // The attribute names are taken as UTF-8. A missing attribute gives the default.
 #pragma once
@@ -14,6 +15,7 @@
 #include "strings/atl_string.h"
 #include "strings/atl_string_a.h"
 #include "strings/windows_types.h"
+#include "xml/document_error.h"
 
 class TiXmlDocument;
 class TiXmlElement;
@@ -67,12 +69,14 @@ class TiXmlHelper {
     orvik::SaveAttributeToXmlElementIfNotDefault(element, name, value, default_value);
   }
 
-  // Parses a text file into an empty document; the text ends at the first NUL. E_INVALIDARG when
-  // the file cannot be read whole or the text is refused.
+  // Parses a text file into an empty document. E_INVALIDARG when the file cannot be read whole,
+  // holds a NUL byte, or is refused; `error`, unless null, then receives the reason.
   static HRESULT InitializeTiXmlDocumentFromFile(const boost::shared_ptr<TiXmlDocument>& document,
-                                                 const COrvikFilePath& path);
+                                                 const COrvikFilePath& path,
+                                                 XMLDocumentError* error = nullptr);
   static HRESULT InitializeTiXmlDocumentFromText(const boost::shared_ptr<TiXmlDocument>& document,
-                                                 const char* text);
+                                                 const char* text,
+                                                 XMLDocumentError* error = nullptr);
 };
 
 }  // namespace orvik

@@ -88,42 +88,65 @@ TEST(TiXmlHelperTest, SavesOnlyWhatDiffersFromTheDefault) {
   EXPECT_STREQ(element->Attribute("v"), "kept");
 }
 
-HRESULT Load(const std::string& text) {
+// Where and why a text is refused: "2:5 reason", or "" when it is taken.
+std::string Refusal(const std::string& text) {
   boost::shared_ptr<TiXmlDocument> document(new TiXmlDocument());
-  return TiXmlHelper::InitializeTiXmlDocumentFromText(document, text.c_str());
+  XMLDocumentError error;
+  const HRESULT result =
+      TiXmlHelper::InitializeTiXmlDocumentFromText(document, text.c_str(), &error);
+  EXPECT_EQ(result, error.reason.IsEmpty() ? S_OK : E_INVALIDARG) << text.substr(0, 80);
+  EXPECT_EQ(TiXmlHelper::InitializeTiXmlDocumentFromText(
+                boost::shared_ptr<TiXmlDocument>(new TiXmlDocument()), text.c_str()),
+            result);
+  if (result == S_OK) return "";
+  return std::to_string(error.line) + ":" + std::to_string(error.column) + " " +
+         error.reason.GetString();
 }
 
 TEST(TiXmlHelperTest, RefusesWhatIsNotWellFormedOrNotSafe) {
   const struct {
     std::string text;
-    HRESULT result;
+    const char* refusal;
   } cases[] = {
-      {"<a/>", S_OK},
-      {"<a>", E_INVALIDARG},
-      {"", E_INVALIDARG},
-      {"<a b='1' b='2'/>", E_INVALIDARG},
-      {"<a></b>", E_INVALIDARG},
-      {"<a b='1", E_INVALIDARG},
-      {"<?xml ", E_INVALIDARG},
-      {"<?xml version='1.0", E_INVALIDARG},
-      {"<!DOCTYPE a [<!ENTITY b 'c'><!ENTITY d '&b;&b;&b;'>]><a>&d;</a>", S_OK},
-      {"<a>&#x110000000;&#0;&#xFFFFFFFFFFFFFFFF;&bogus;</a>", S_OK},
-      {"<a>&#xZZ;</a>", E_INVALIDARG},
-      {"<a>\xE9</a>", E_INVALIDARG},
-      {"<a b='\xE2\x82'/>", E_INVALIDARG},
-      {"<a>x\xEF", E_INVALIDARG},
-      {"\xEF\xBB\xBF<a/>", S_OK},
-      {Repeated("<a>", 1000) + Repeated("</a>", 1000), S_OK},
-      {Repeated("<a>", 1001) + Repeated("</a>", 1001), E_INVALIDARG},
-      {Repeated("<a>", 100'000), E_INVALIDARG},
-      {Repeated("<a b='</a>' c=d>", 100'000), E_INVALIDARG},
-      {Repeated("<a><!--</a>--><![CDATA[</a>]]><?x </a?>", 100'000), E_INVALIDARG},
-      {Repeated("<a \uFEFFb=\uFEFF'</a>'>", 100'000), E_INVALIDARG},
-      {"<r>" + Repeated("<a><b/></a>", 20'000) + "</r>", S_OK},
-      {"<a " + Repeated("b='' ", 1001) + "/>", E_INVALIDARG},
-      {"<a b='" + std::string(10'000'000, 'x') + "'/>", S_OK},
+      {"<a/>", ""},
+      {"\xEF\xBB\xBF<?xml version='1.0' encoding='UTF-8' standalone='yes'?>\n<a/>\n<!-- x -->", ""},
+      {"<!DOCTYPE a PUBLIC '-//x' 'y.dtd'><a>&lt;&#x41;&#65;</a>", ""},
+      {"<a:b xml:space='preserve'><?php x?><![CDATA[<b>]]></a:b>", ""},
+      {"<a b='" + std::string(10'000'000, 'x') + "'/>", ""},
+      {"<r>" + Repeated("<a><b/></a>", 20'000) + "</r>", ""},
+      {Repeated("<a>", 1000) + Repeated("</a>", 1000), ""},
+      // Not well-formed.
+      {"", "1:1 no element found"},
+      {"<a>", "1:4 no element found"},
+      {"<a>\n<b>\n</a>\n</b>", "3:3 mismatched tag"},
+      {"<a/>x<b/>", "1:6 not well-formed (invalid token)"},
+      {"x<a/>", "1:2 not well-formed (invalid token)"},
+      {"<a/><b/>", "1:5 junk after document element"},
+      {"<a b='1' b='2'/>", "1:10 duplicate attribute"},
+      {"<a b=1/>", "1:6 not well-formed (invalid token)"},
+      {"<a b='<'/>", "1:7 not well-formed (invalid token)"},
+      {"<a b='1", "1:1 unclosed token"},
+      {"<?xml ", "1:1 unclosed token"},
+      {"<a>&bogus;</a>", "1:4 undefined entity"},
+      {"<a>&#0;</a>", "1:4 reference to invalid character number"},
+      {"<a>&#x1;</a>", "1:4 reference to invalid character number"},
+      {"<a>\x01</a>", "1:4 not well-formed (invalid token)"},
+      {"<a>\uFFFF</a>", "1:4 not well-formed (invalid token)"},
+      {"<a>\u00E9\xE9</a>", "1:5 not well-formed (invalid token)"},
+      {"<a b='\xE2\x82'/>", "1:7 not well-formed (invalid token)"},
+      {"<a>]]></a>", "1:6 not well-formed (invalid token)"},
+      // What TinyXML would take for something else.
+      {"<!DOCTYPE a [<!ENTITY d '<b><b>'>]><a>&d;</a>",
+       "1:13 the document type holds declarations"},
+      {"<!DOCTYPE a SYSTEM 'x><b><b>'><a/>", "1:30 the document type holds \">\""},
+      {"<a><?x ><b><b>?></a>", "1:4 a processing instruction holds \">\""},
+      {Repeated("<a>", 100'000), "1:3001 elements are nested too deep"},
+      {"<a " + Repeated("b='' ", 1001) + "/>", "1:9 duplicate attribute"},
   };
-  for (const auto& c : cases) EXPECT_EQ(Load(c.text), c.result) << c.text.substr(0, 80);
+  for (const auto& c : cases) EXPECT_EQ(Refusal(c.text), c.refusal) << c.text.substr(0, 80);
+  std::string many = "<a";
+  for (int i = 0; i <= 1000; ++i) many += " b" + std::to_string(i) + "=''";
+  EXPECT_EQ(Refusal(many + "/>"), "1:1 an element has too many attributes");
   boost::shared_ptr<TiXmlDocument> document(new TiXmlDocument());
   EXPECT_EQ(TiXmlHelper::InitializeTiXmlDocumentFromText(document, nullptr), E_INVALIDARG);
   EXPECT_EQ(TiXmlHelper::InitializeTiXmlDocumentFromText({}, "<a/>"), E_INVALIDARG);
@@ -141,8 +164,10 @@ TEST_F(TiXmlHelperFileTest, LoadsFilesWithTheirWhiteSpace) {
   EXPECT_EQ(TiXmlHelper::InitializeTiXmlDocumentFromFile(document, path), S_OK);
   EXPECT_STREQ(document->RootElement()->GetText(), "  x \n y ");
   boost::shared_ptr<TiXmlDocument> cut(new TiXmlDocument());
-  WriteFile(file, std::string("<a><b/>\0</a>", 12));
-  EXPECT_EQ(TiXmlHelper::InitializeTiXmlDocumentFromFile(cut, path), E_INVALIDARG);
+  XMLDocumentError error;
+  WriteFile(file, std::string("<a></a>\0<b/>", 12));
+  EXPECT_EQ(TiXmlHelper::InitializeTiXmlDocumentFromFile(cut, path, &error), E_INVALIDARG);
+  EXPECT_STREQ(error.reason.GetString(), "the file holds a NUL byte");
   EXPECT_EQ(TiXmlHelper::InitializeTiXmlDocumentFromFile(cut, File(env_.folder())), E_INVALIDARG);
 }
 
