@@ -1,5 +1,5 @@
-// Ordered collections of objects. Changes to an immutable array, and indices outside it, do nothing
-// (reading gives null).
+// Ordered collections of objects. Appending to an immutable array does nothing; an index outside
+// the array gives null.
 #pragma once
 
 #include "platform/core_foundation/base.h"
@@ -15,21 +15,11 @@ struct CFArrayCallBacks {};
 extern const CFArrayCallBacks kCFTypeArrayCallBacks;
 
 CFTypeID CFArrayGetTypeID();
-// Owned by the caller, as every created array; null unless the callbacks are the ones above.
-CFArrayRef CFArrayCreate(CFAllocatorRef allocator, const void** values, CFIndex count,
-                         const CFArrayCallBacks* callbacks);
-CFArrayRef CFArrayCreateCopy(CFAllocatorRef allocator, CFArrayRef array);
-// The capacity is a hint alone.
+// Owned by the caller; null unless the callbacks are the ones above. The capacity is only a hint.
 CFMutableArrayRef CFArrayCreateMutable(CFAllocatorRef allocator, CFIndex capacity,
                                        const CFArrayCallBacks* callbacks);
-CFMutableArrayRef CFArrayCreateMutableCopy(CFAllocatorRef allocator, CFIndex capacity,
-                                           CFArrayRef array);
 CFIndex CFArrayGetCount(CFArrayRef array);
 const void* CFArrayGetValueAtIndex(CFArrayRef array, CFIndex index);
 void CFArrayAppendValue(CFMutableArrayRef array, const void* value);
-void CFArrayInsertValueAtIndex(CFMutableArrayRef array, CFIndex index, const void* value);
-void CFArraySetValueAtIndex(CFMutableArrayRef array, CFIndex index, const void* value);
-void CFArrayRemoveValueAtIndex(CFMutableArrayRef array, CFIndex index);
-void CFArrayRemoveAllValues(CFMutableArrayRef array);
 
 }  // namespace orvik

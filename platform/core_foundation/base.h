@@ -68,11 +68,9 @@ extern const CFAllocatorRef kCFAllocatorNull;
 CFTypeRef CFRetain(CFTypeRef object);
 // Gives a reference up; the last one destroys the object. Null is ignored.
 void CFRelease(CFTypeRef object);
-CFIndex CFGetRetainCount(CFTypeRef object);
 
 CFTypeID CFGetTypeID(CFTypeRef object);
 // Equal in content: the same kind and value, containers element by element.
 Boolean CFEqual(CFTypeRef a, CFTypeRef b);
-CFHashCode CFHash(CFTypeRef object);
 
 }  // namespace orvik

@@ -12,7 +12,7 @@ namespace {
 using namespace binary_property_list;
 
 struct HashString {
-  size_t operator()(const NSString* string) const { return CFHash(string); }
+  size_t operator()(const NSString* string) const { return string->hash(); }
 };
 struct EqualStrings {
   bool operator()(const NSString* a, const NSString* b) const { return CFEqual(a, b); }

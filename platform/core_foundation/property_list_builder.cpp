@@ -76,7 +76,7 @@ bool PropertyListBuilder::AddDate(double seconds) {
 }
 
 bool PropertyListBuilder::AddData(std::string_view bytes) {
-  return Add(OwnedObject(NSData::Create(std::string(bytes), mutable_leaves_)));
+  return Add(OwnedObject(NSData::Create(std::string(bytes))));
 }
 
 bool PropertyListBuilder::SetAsciiKey(std::string_view text) {

@@ -15,10 +15,6 @@ NSApplication* loaded = nullptr;
 
 }  // namespace
 
-void NSApplication::activateIgnoringOtherApps(ObjCBool flag) {
-  is_active_ = (is_active_ != NO || flag != NO) ? YES : NO;
-}
-
 ObjCBool NSApplicationLoad() {
   loaded = &the_application.application;
   return YES;

@@ -7,18 +7,11 @@ namespace [[gnu::visibility("default")]] orvik {
 
 class NSApplication final : public NSObject {
  public:
-  // activateIgnoringOtherApps:. A program without windows has nothing to bring to the front, so the
-  // request is only remembered.
-  void activateIgnoringOtherApps(ObjCBool flag);
-
-  // Whether the application asked to be in front.
-  ObjCBool isActive() const { return is_active_; }
+  // activateIgnoringOtherApps:. A program without windows has nothing to bring to the front.
+  void activateIgnoringOtherApps(ObjCBool) {}
 
   constexpr NSApplication() = default;
   ~NSApplication() override = default;
-
- private:
-  ObjCBool is_active_ = NO;
 };
 
 // Makes the application object. YES, also when called again.

@@ -45,34 +45,8 @@ NSEnumerator* NSArray::objectEnumerator() const {
   return Autoreleased(new NSEnumerator(objects_));
 }
 
-ObjCBool NSArray::containsObject(const NSObject* object) const {
-  const bool contains =
-      object != nullptr && std::any_of(objects_.begin(), objects_.end(),
-                                       [object](const auto* own) { return own->isEqual(object); });
-  return contains ? YES : NO;
-}
-
-void NSArray::insertObject(const NSObject* object, CFIndex index) {
-  if (!is_mutable_ || object == nullptr || index < 0 || index > count()) return;
-  objects_.insert(objects_.begin() + index, Retained(object));
-}
-
-void NSArray::replaceObjectAtIndex(CFIndex index, const NSObject* object) {
-  if (!is_mutable_ || object == nullptr || index < 0 || index >= count()) return;
-  object->retain();
-  std::exchange(objects_[static_cast<std::size_t>(index)], object)->release();
-}
-
-void NSArray::removeObjectAtIndex(CFIndex index) {
-  if (!is_mutable_ || index < 0 || index >= count()) return;
-  const NSObject* object = objects_[static_cast<std::size_t>(index)];
-  objects_.erase(objects_.begin() + index);
-  object->release();
-}
-
-void NSArray::removeAllObjects() {
-  if (!is_mutable_) return;
-  for (const NSObject* object : std::exchange(objects_, {})) object->release();
+void NSArray::addObject(const NSObject* object) {
+  if (is_mutable_ && object != nullptr) AppendOwned(Retained(object));
 }
 
 CFTypeID NSArray::typeID() const {

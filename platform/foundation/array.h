@@ -23,8 +23,8 @@ class NSEnumerator final : public NSObject {
   std::size_t next_ = 0;
 };
 
-// Retains its elements; null is no element. Changes to an immutable array, and indices outside it,
-// do nothing (reading gives null).
+// Retains its elements; null is no element. Appending to an immutable array does nothing; an index
+// outside the array gives null.
 class NSArray final : public NSObject {
  public:
   // An empty array, owned by the caller.
@@ -32,22 +32,13 @@ class NSArray final : public NSObject {
 
   // An empty mutable array, autoreleased.
   static NSArray* arrayWithCapacity(CFIndex capacity);
-  static NSArray* array() { return arrayWithCapacity(0); }
 
   CFIndex count() const { return static_cast<CFIndex>(objects_.size()); }
   NSObject* objectAtIndex(CFIndex index) const;
   // Over the elements of this moment.
   NSEnumerator* objectEnumerator() const;
-  // Whether an equal element is there.
-  ObjCBool containsObject(const NSObject* object) const;
 
-  void addObject(const NSObject* object) { insertObject(object, count()); }
-  // insertObject:atIndex:, up to the count.
-  void insertObject(const NSObject* object, CFIndex index);
-  // replaceObjectAtIndex:withObject:
-  void replaceObjectAtIndex(CFIndex index, const NSObject* object);
-  void removeObjectAtIndex(CFIndex index);
-  void removeAllObjects();
+  void addObject(const NSObject* object);
 
   // Appends an element whose reference the caller gives up, also to an immutable array that is
   // still being made.
@@ -72,7 +63,5 @@ class NSArray final : public NSObject {
   std::vector<const NSObject*> objects_;
   bool is_mutable_;
 };
-
-using NSMutableArray = NSArray;
 
 }  // namespace orvik

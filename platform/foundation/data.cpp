@@ -3,18 +3,15 @@
 #include <functional>
 #include <utility>
 
+#include "host/replace_file.h"
 #include "platform/core_foundation/data.h"
 #include "platform/foundation/file_path.h"
 #include "platform/foundation/string.h"
-#include "host/replace_file.h"
 
 namespace orvik {
 
-NSData::NSData(std::string bytes, bool is_mutable)
-    : bytes_(std::move(bytes)), is_mutable_(is_mutable) {}
-
-NSData* NSData::Create(std::string bytes, bool is_mutable) {
-  return new NSData(std::move(bytes), is_mutable);
+NSData* NSData::Create(std::string bytes) {
+  return new NSData(std::move(bytes));
 }
 
 const NSData* NSData::dataWithContentsOfFile(const NSString* path) {
@@ -22,11 +19,6 @@ const NSData* NSData::dataWithContentsOfFile(const NSString* path) {
   std::string content;
   if (!file || host::ReadWholeFile(*file, &content) != 0) return nullptr;
   return Autoreleased(Create(std::move(content)));
-}
-
-const NSData* NSData::dataWithBytes(const void* bytes, CFIndex length) {
-  return Autoreleased(
-      Create(std::string(static_cast<const char*>(bytes), static_cast<std::size_t>(length))));
 }
 
 ObjCBool NSData::writeToFile(const NSString* path, ObjCBool atomically) const {
@@ -51,11 +43,11 @@ CFHashCode NSData::hash() const {
 }
 
 NSObject* NSData::copy() const {
-  return is_mutable_ ? Create(bytes_) : const_cast<NSData*>(Retained(this));
+  return const_cast<NSData*>(Retained(this));
 }
 
 NSObject* NSData::mutableCopy() const {
-  return Create(bytes_, true);
+  return Create(bytes_);
 }
 
 const NSString* NSData::description() const {

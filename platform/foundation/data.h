@@ -3,22 +3,21 @@
 
 #include <string>
 #include <string_view>
+#include <utility>
 
 #include "platform/foundation/object.h"
 
 namespace [[gnu::visibility("default")]] orvik {
 
-// Bytes that may be changed when the object was made mutable. Files: paths are taken as
-// NSFileManager takes them.
+// Bytes that never change once the object is made. Paths of files are taken as NSFileManager takes
+// them.
 class NSData final : public NSObject {
  public:
   // Owned by the caller; the bytes are moved in.
-  static NSData* Create(std::string bytes, bool is_mutable = false);
+  static NSData* Create(std::string bytes);
 
   // The whole file, autoreleased; null when it cannot be read or is no regular file.
   static const NSData* dataWithContentsOfFile(const NSString* path);
-  // A copy of the bytes, autoreleased.
-  static const NSData* dataWithBytes(const void* bytes, CFIndex length);
 
   // Makes or replaces the file. Atomically, a reader sees the old or the new content and a failure
   // leaves the old one (host/replace_file.h); otherwise the file is written in place.
@@ -27,9 +26,6 @@ class NSData final : public NSObject {
   const void* bytes() const { return bytes_.data(); }
   CFIndex length() const { return static_cast<CFIndex>(bytes_.size()); }
   std::string_view View() const { return bytes_; }
-  bool isMutable() const { return is_mutable_; }
-  // The bytes of a mutable object; null for others.
-  std::string* MutableBytes() { return is_mutable_ ? &bytes_ : nullptr; }
 
   CFTypeID typeID() const override;
   bool isEqual(const NSObject* other) const override;
@@ -39,13 +35,10 @@ class NSData final : public NSObject {
   const NSString* description() const override;
 
  private:
-  NSData(std::string bytes, bool is_mutable);
+  explicit NSData(std::string bytes) : bytes_(std::move(bytes)) {}
   ~NSData() override = default;
 
   std::string bytes_;
-  bool is_mutable_;
 };
-
-using NSMutableData = NSData;
 
 }  // namespace orvik

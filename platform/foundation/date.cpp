@@ -14,10 +14,6 @@ const NSDate* NSDate::Create(CFAbsoluteTime time) {
   return new NSDate(time);
 }
 
-const NSDate* NSDate::date() {
-  return Autoreleased(Create(CFAbsoluteTimeGetCurrent()));
-}
-
 CFTypeID NSDate::typeID() const {
   return CFDateGetTypeID();
 }

@@ -12,8 +12,6 @@ class NSDate final : public NSObject {
  public:
   // Owned by the caller.
   static const NSDate* Create(CFAbsoluteTime time);
-  // The present moment, autoreleased.
-  static const NSDate* date();
 
   CFAbsoluteTime timeIntervalSinceReferenceDate() const { return time_; }
 

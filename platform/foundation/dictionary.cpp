@@ -58,10 +58,6 @@ NSDictionary* NSDictionary::dictionary() {
   return Autoreleased(Create());
 }
 
-NSDictionary* NSDictionary::dictionaryWithCapacity(CFIndex) {
-  return dictionary();
-}
-
 NSDictionary::~NSDictionary() {
   for (const Entry& entry : entries_) {
     if (entry.key != nullptr) {
@@ -129,19 +125,6 @@ NSObject* NSDictionary::objectForKey(const NSObject* key) const {
   if (key == nullptr || count_ == 0) return nullptr;
   const std::size_t found = Find(key, key->hash());
   return found == kNowhere ? nullptr : const_cast<NSObject*>(entries_[found].value);
-}
-
-NSArray* NSDictionary::allKeys() const {
-  Load();
-  NSArray* keys = NSArray::Create(false, count_);
-  for (const Entry& entry : entries_) {
-    if (entry.key != nullptr) keys->AppendOwned(Retained(entry.key));
-  }
-  return Autoreleased(keys);
-}
-
-NSEnumerator* NSDictionary::keyEnumerator() const {
-  return allKeys()->objectEnumerator();
 }
 
 void NSDictionary::setObject(const NSObject* value, const NSObject* key) {

@@ -44,16 +44,12 @@ class NSDictionary final : public NSObject {
 
   // An empty mutable dictionary, autoreleased.
   static NSDictionary* dictionary();
-  static NSDictionary* dictionaryWithCapacity(CFIndex capacity);
 
   CFIndex count() const {
     Load();
     return static_cast<CFIndex>(count_);
   }
   NSObject* objectForKey(const NSObject* key) const;
-  // The keys, autoreleased.
-  NSArray* allKeys() const;
-  NSEnumerator* keyEnumerator() const;
 
   // setObject:forKey:
   void setObject(const NSObject* value, const NSObject* key);
@@ -98,7 +94,5 @@ class NSDictionary final : public NSObject {
   mutable std::atomic<bool> is_deferred_{false};
   bool is_mutable_;
 };
-
-using NSMutableDictionary = NSDictionary;
 
 }  // namespace orvik

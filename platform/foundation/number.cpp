@@ -65,8 +65,8 @@ int CompareRealToInteger(double real, const NSNumber& integer) {
 const CFBooleanRef kCFBooleanTrue = &true_constant.number;
 const CFBooleanRef kCFBooleanFalse = &false_constant.number;
 
-const NSNumber* NSNumber::Create(std::int64_t value, int width) {
-  return new NSNumber(Kind::kSigned, width, static_cast<std::uint64_t>(value));
+const NSNumber* NSNumber::Create(std::int64_t value) {
+  return new NSNumber(Kind::kSigned, 8, static_cast<std::uint64_t>(value));
 }
 
 const NSNumber* NSNumber::CreateReal(double value, int width) {
@@ -86,32 +86,8 @@ const NSNumber* NSNumber::numberWithBool(ObjCBool value) {
   return value != NO ? kCFBooleanTrue : kCFBooleanFalse;
 }
 
-const NSNumber* NSNumber::numberWithInt(int value) {
-  return Autoreleased(Create(value, sizeof value));
-}
-
-const NSNumber* NSNumber::numberWithUnsignedInt(unsigned value) {
-  return Autoreleased(Create(value));
-}
-
-const NSNumber* NSNumber::numberWithLongLong(long long value) {
-  return Autoreleased(Create(value));
-}
-
-const NSNumber* NSNumber::numberWithUnsignedLongLong(unsigned long long value) {
-  return Autoreleased(CreateUnsigned(value));
-}
-
-const NSNumber* NSNumber::numberWithDouble(double value) {
-  return Autoreleased(CreateReal(value));
-}
-
 double NSNumber::real() const {
   return std::bit_cast<double>(bits_);
-}
-
-ObjCBool NSNumber::boolValue() const {
-  return (isReal() ? real() != 0 : bits_ != 0) ? YES : NO;
 }
 
 int NSNumber::intValue() const {

@@ -14,9 +14,8 @@ class NSNumber final : public NSObject {
  public:
   enum class Kind : std::uint8_t { kBoolean, kSigned, kUnsigned, kReal };
 
-  // Owned by the caller. `width` is the width that CFNumberGetType tells, in bytes (1, 2, 4, 8 for
-  // integers; 4, 8 for reals).
-  static const NSNumber* Create(std::int64_t value, int width = 8);
+  // Owned by the caller. A real of 4 bytes keeps its width in the binary form of a property list.
+  static const NSNumber* Create(std::int64_t value);
   static const NSNumber* CreateReal(double value, int width = 8);
   // An ordinary signed number where the signed range holds the value.
   static const NSNumber* CreateUnsigned(std::uint64_t value);
@@ -25,20 +24,15 @@ class NSNumber final : public NSObject {
 
   // Autoreleased.
   static const NSNumber* numberWithBool(ObjCBool value);
-  static const NSNumber* numberWithInt(int value);
-  static const NSNumber* numberWithUnsignedInt(unsigned value);
-  static const NSNumber* numberWithLongLong(long long value);
-  static const NSNumber* numberWithUnsignedLongLong(unsigned long long value);
-  static const NSNumber* numberWithDouble(double value);
 
   Kind kind() const { return kind_; }
+  // In bytes.
   int width() const { return width_; }
   bool isReal() const { return kind_ == Kind::kReal; }
   // The 64 bits of an integer or boolean.
   std::uint64_t bits() const { return bits_; }
 
   // The nearest value that the type holds; the fraction of a real is dropped and NaN is 0.
-  ObjCBool boolValue() const;
   int intValue() const;
   long long longLongValue() const;
   unsigned long long unsignedLongLongValue() const;

@@ -24,10 +24,6 @@ void NSObject::release() const {
   if (references_.fetch_sub(1, std::memory_order_acq_rel) == 1) delete this;
 }
 
-CFIndex NSObject::retainCount() const {
-  return references_.load(std::memory_order_relaxed);
-}
-
 CFTypeID NSObject::typeID() const {
   return 0;
 }
@@ -65,20 +61,12 @@ void CFRelease(CFTypeRef object) {
   if (object != nullptr) ObjectOf(object)->release();
 }
 
-CFIndex CFGetRetainCount(CFTypeRef object) {
-  return ObjectOf(object)->retainCount();
-}
-
 CFTypeID CFGetTypeID(CFTypeRef object) {
   return ObjectOf(object)->typeID();
 }
 
 Boolean CFEqual(CFTypeRef a, CFTypeRef b) {
   return a == b || ObjectOf(a)->isEqual(ObjectOf(b));
-}
-
-CFHashCode CFHash(CFTypeRef object) {
-  return ObjectOf(object)->hash();
 }
 
 }  // namespace orvik

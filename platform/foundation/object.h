@@ -24,7 +24,6 @@ class NSObject {
   void release() const;
   // Gives the caller's reference to the innermost autorelease pool of the thread.
   const NSObject* autorelease() const;
-  CFIndex retainCount() const;
 
   // The kind. Objects of the root class, and of classes that do not say otherwise, share one.
   virtual CFTypeID typeID() const;

@@ -72,21 +72,13 @@ class NSString final : public NSObject {
   ObjCBool isEqualToString(const NSString* other) const;
   // The results are autoreleased.
   const NSString* stringByAppendingString(const NSString* other) const;
-  static const NSString* stringWithString(const NSString* other);
   static const NSString* stringWithCharacters(std::u16string_view units);
   static const NSString* stringWithUTF8String(const char* bytes);  // null when not well formed
-  static const NSString* stringWithFormat(const NSString* format, ...);
 
   // Optional white space, an optional sign and decimal digits, as 32 bits; a value beyond them is
   // the nearest that fits, and 0 stands for no digits.
   int intValue() const;
   double doubleValue() const;
-
-  // Zero-terminated bytes that live as long as the innermost autorelease pool, in UTF-8 (unpaired
-  // surrogates become "?") and in Mac OS Roman (what it lacks becomes "?").
-  const char* UTF8String() const;
-  const char* cString() const;
-  const char* lossyCString() const { return cString(); }
 
   // Changes, for mutable strings alone; on others they do nothing.
   void replaceCharacters(CFIndex first, CFIndex count, std::u16string_view units);

@@ -5,10 +5,8 @@
 #include <cstdint>
 #include <cstdlib>
 
-#include "platform/core_foundation/encodings.h"
-#include "platform/core_foundation/string_format.h"
-#include "text/transcoding.h"
 #include "platform/foundation/string.h"
+#include "text/transcoding.h"
 
 namespace orvik {
 
@@ -24,12 +22,6 @@ CFIndex SkipWhiteSpace(const NSString& string) {
   CFIndex i = 0;
   while (i < string.length() && IsWhiteSpace(string.characterAtIndex(i))) ++i;
   return i;
-}
-
-// Bytes with a terminator that live as long as the autorelease pool.
-const char* AutoreleasedBytes(std::string_view bytes) {
-  const NSString* holder = Autoreleased(NSString::NewFromLatin1(bytes));
-  return holder != nullptr ? holder->latin1().data() : "";
 }
 
 }  // namespace
@@ -50,25 +42,6 @@ std::string NSString::ToUtf8() const {
   return utf8;
 }
 
-const char* NSString::UTF8String() const {
-  if (isAscii()) return Autoreleased(Retained(this))->latin1().data();
-  return AutoreleasedBytes(ToUtf8());
-}
-
-const char* NSString::cString() const {
-  if (isAscii()) return Autoreleased(Retained(this))->latin1().data();
-  std::string bytes;
-  bytes.reserve(static_cast<size_t>(length_));
-  for (CFIndex i = 0; i < length_; ++i) {
-    const char16_t unit = characterAtIndex(i);
-    const int byte = MacRomanOfUnit(unit);
-    bytes += byte < 0 ? '?' : static_cast<char>(byte);
-    // A pair of surrogates is one character, and one "?".
-    if (IsHighSurrogate(unit) && i + 1 < length_ && IsLowSurrogate(characterAtIndex(i + 1))) ++i;
-  }
-  return AutoreleasedBytes(bytes);
-}
-
 const NSString* NSString::stringByAppendingString(const NSString* other) const {
   if (other == nullptr || other->length() == 0) return description();
   if (isLatin1() && other->isLatin1()) {
@@ -80,26 +53,12 @@ const NSString* NSString::stringByAppendingString(const NSString* other) const {
   return Autoreleased(NewFromUnits(ToUnits() + other->ToUnits()));
 }
 
-const NSString* NSString::stringWithString(const NSString* other) {
-  return other == nullptr ? nullptr : Autoreleased(other->copy());
-}
-
 const NSString* NSString::stringWithCharacters(std::u16string_view units) {
   return Autoreleased(NewFromUnits(units));
 }
 
 const NSString* NSString::stringWithUTF8String(const char* bytes) {
   return bytes == nullptr ? nullptr : Autoreleased(NewFromUtf8(bytes));
-}
-
-const NSString* NSString::stringWithFormat(const NSString* format, ...) {
-  if (format == nullptr) return nullptr;
-  FormatBuffer result;
-  std::va_list arguments;
-  va_start(arguments, format);
-  const bool done = FormatUnits(result, format->ToUnits(), arguments);
-  va_end(arguments);
-  return done ? stringWithCharacters(result.units()) : nullptr;
 }
 
 int NSString::intValue() const {

@@ -1,8 +1,8 @@
 #include "platform/foundation/user_defaults.h"
 
+#include "host/replace_file.h"
 #include "platform/core_foundation/string.h"
 #include "platform/foundation/file_path.h"
-#include "host/replace_file.h"
 
 namespace orvik {
 
@@ -63,11 +63,6 @@ ObjCBool NSUserDefaults::boolForKey(const NSString* name) const {
   const bool is_true = EqualsIgnoringCase(text, u"YES") || EqualsIgnoringCase(text, u"true") ||
                        text->intValue() != 0;
   return is_true ? YES : NO;
-}
-
-long NSUserDefaults::integerForKey(const NSString* name) const {
-  const NSString* text = stringForKey(name);
-  return text == nullptr ? 0 : text->intValue();
 }
 
 ScopedArguments::ScopedArguments(const std::vector<std::string>& arguments)

@@ -33,8 +33,6 @@ class NSUserDefaults final : public NSObject {
   // boolForKey:. YES for "YES" and "true" in any case and for text whose integer value is not 0
   // (white space, sign and leading zeros are passed over), else NO.
   ObjCBool boolForKey(const NSString* name) const;
-  // integerForKey:. The text's integer value, 0 without one.
-  long integerForKey(const NSString* name) const;
 
  private:
   explicit NSUserDefaults(const std::vector<std::string>& arguments);

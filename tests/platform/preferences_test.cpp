@@ -197,7 +197,7 @@ TEST_F(CFPreferencesTest, ValuesAreCopiedAndOthersThanPropertyListsRefused) {
                                      kCFPreferencesAnyHost);
   };
   EXPECT_EQ(set(list), noErr);
-  CFArrayRemoveAllValues(list);
+  CFArrayAppendValue(list, CFSTR(u"y"));
   const CFTypeRef kept = CFPreferencesCopyValue(CFSTR(u"list"), domain_, kCFPreferencesCurrentUser,
                                                 kCFPreferencesAnyHost);
   EXPECT_EQ(CFArrayGetCount(static_cast<CFArrayRef>(kept)), 1);
