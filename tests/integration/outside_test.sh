@@ -28,7 +28,7 @@ check() {
   local answer needed=static
   answer=$("$2") || fail "$2 ended with $?"
   [[ $answer == "Hello, outside report.txt <outside"* ]] || fail "$2 answered: $answer"
-  if ldd "$2" | grep -q liborvik; then needed=shared; fi
+  if [[ $(ldd "$2") == *liborvik* ]]; then needed=shared; fi
   [ "$needed" = "$1" ] || fail "$2 uses the $needed libraries"
 }
 
