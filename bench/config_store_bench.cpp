@@ -1,9 +1,10 @@
-// Lookups and writes of the XML configuration store among N keys under one parent, beside a walk of
-// the same siblings that compares their names byte by byte.
+// Lookups and writes of the XML configuration store among N keys under one parent, beside a plain
+// walk over N siblings that compares their names byte by byte.
 #include <benchmark/benchmark.h>
 
 #include <cstring>
 #include <filesystem>
+#include <fstream>
 #include <string>
 
 #include <tinyxml.h>
@@ -13,54 +14,59 @@
 namespace orvik {
 namespace {
 
-CAtlString NameOf(int i) {
-  CAtlString name;
-  name.Format(u"Setting %d", i);
-  return name;
+namespace fs = std::filesystem;
+
+std::string NameOf(int i) {
+  return "Setting " + std::to_string(i);
 }
 
-// A document with N keys, each with one value, and N values.
-void Fill(int count) {
-  const std::filesystem::path file = std::filesystem::temp_directory_path() /
-                                     ("orvik-config-bench-" + std::to_string(count) + ".xml");
-  SetXMLConfig(1, COrvikFilePath(CAtlString(file.u16string())));
-  DeleteXMLSubKeyElement(1, u"keys");
-  DeleteXMLSubKeyElement(1, u"values");
-  TiXmlElement* const root = GetXMLConfigRootElement(1);
-  WriteXMLConfigInt(1, u"keys", u"v", 0);
-  TiXmlElement* const keys = root->FirstChildElement();
-  keys->Clear();
+// N keys below the key "keys", each with one value.
+std::string Keys(int count) {
+  std::string text = "<key name='keys'>";
   for (int i = 0; i < count; ++i) {
-    auto* const key = new TiXmlElement("key");
-    const CAtlStringA name(NameOf(i));
-    key->SetAttribute("name", name.GetString());
-    auto* const value = new TiXmlElement("value");
-    value->SetAttribute("name", "v");
-    value->SetAttribute("data", i);
-    key->LinkEndChild(value);
-    keys->LinkEndChild(key);
+    text +=
+        "<key name='" + NameOf(i) + "'><value name='v' data='" + std::to_string(i) + "'/></key>";
   }
+  return text + "</key>";
 }
+
+// A store over such a file, as a program finds it.
+class Store {
+ public:
+  explicit Store(int count) : file_(fs::temp_directory_path() / "orvik-config-bench.xml") {
+    std::ofstream(file_) << "<key name='ORVIK Technologies' scope='User'>" << Keys(count)
+                         << "</key>";
+    SetXMLConfig(1, COrvikFilePath());
+    SetXMLConfig(1, COrvikFilePath(CAtlString(file_.u16string())));
+    CAtlArray<CAtlString> names;
+    ListPreferencesXMLConfig(1, u"", names);  // loads it
+  }
+  ~Store() { fs::remove(file_); }
+
+ private:
+  const fs::path file_;
+};
 
 void ConfigLookup(benchmark::State& state) {
   const int count = static_cast<int>(state.range(0));
-  Fill(count);
-  const CAtlString path = u"Keys/" + NameOf(count - 1);
+  const Store store(count);
+  const CAtlString path = u"Keys/" + CAtlString(NameOf(count - 1).c_str());
   for (auto _ : state) {
     int value = 0;
     GetXMLConfigInt(1, path, u"V", value);
     benchmark::DoNotOptimize(value);
   }
 }
-BENCHMARK(ConfigLookup)->Name("Config/Lookup/ours")->Arg(100)->Arg(1000)->Arg(10'000);
+BENCHMARK(ConfigLookup)->Name("Config/Lookup/ours")->Arg(100)->Arg(10'000)->Arg(100'000);
 
 void ConfigLookupPlainWalk(benchmark::State& state) {
   const int count = static_cast<int>(state.range(0));
-  Fill(count);
-  const CAtlStringA wanted(NameOf(count - 1));
+  TiXmlDocument document;
+  document.Parse(Keys(count).c_str(), nullptr, TIXML_ENCODING_UTF8);
+  const std::string wanted = NameOf(count - 1);
   for (auto _ : state) {
-    TiXmlElement* key = FindXMLSubKeyElement(1, u"keys")->FirstChildElement("key");
-    while (std::strcmp(key->Attribute("name"), wanted.GetString()) != 0) {
+    TiXmlElement* key = document.FirstChildElement()->FirstChildElement("key");
+    while (std::strcmp(key->Attribute("name"), wanted.c_str()) != 0) {
       key = key->NextSiblingElement("key");
     }
     benchmark::DoNotOptimize(key);
@@ -73,15 +79,18 @@ void ConfigThousandWrites(benchmark::State& state) {
   const int count = static_cast<int>(state.range(0));
   for (auto _ : state) {
     state.PauseTiming();
-    Fill(count);
+    const Store store(count);
     state.ResumeTiming();
-    for (int i = 0; i < 1000; ++i) WriteXMLConfigInt(1, u"keys", NameOf(i), i);
+    for (int i = 0; i < 1000; ++i) {
+      WriteXMLConfigInt(1, u"keys", CAtlString(NameOf(i).c_str()), i);
+    }
   }
 }
 BENCHMARK(ConfigThousandWrites)
     ->Name("Config/ThousandWrites/ours")
     ->Arg(0)
     ->Arg(10'000)
+    ->Arg(100'000)
     ->Unit(benchmark::kMillisecond);
 
 }  // namespace

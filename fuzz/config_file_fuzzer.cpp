@@ -33,15 +33,16 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   int number = 0;
   orvik::CAtlString text;
   orvik::CAtlArray<orvik::CAtlString> names;
-  const bool usable = orvik::FindXMLRootElement(1) != nullptr;
+  const bool usable = orvik::GetXMLConfigFileInfo(1).state == orvik::XMLConfigFileState::kUsable;
   orvik::GetXMLConfigInt(1, u"a", u"v", number);
   orvik::GetXMLConfigString(1, u"a/b", u"v", text);
   orvik::ListPreferencesXMLConfig(1, u"", names);
   orvik::DeleteXMLConfigValueElement(1, u"a", u"w");
   orvik::DeleteXMLSubKeyElement(1, u"a/b");
   Require(orvik::WriteXMLConfigInt(1, u"a/c", u"fuzz", 12345));
-  if (!usable && size != 0) Require(orvik::fuzz::ReadFile(kept) == bytes);
+  Require(orvik::fuzz::ReadFile(file) == bytes);
   Require(orvik::SaveXMLConfigFile(1));
+  if (!usable && size != 0) Require(orvik::fuzz::ReadFile(kept) == bytes);
   Use(file);
   Require(orvik::GetXMLConfigInt(1, u"A\\C", u"FUZZ", number) && number == 12345);
   fs::remove(kept);

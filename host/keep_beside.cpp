@@ -14,8 +14,9 @@ namespace {
 
 constexpr int kMaximumNames = 1000;
 
-std::string NameBeside(const std::string& file, int number) {
-  return file + (number == 1 ? ".damaged" : ".damaged-" + std::to_string(number));
+std::string NameBeside(const std::string& file, std::string_view suffix, int number) {
+  const std::string name = file + std::string(suffix);
+  return number == 1 ? name : name + '-' + std::to_string(number);
 }
 
 bool AreOne(const std::string& path, const std::string& other) {
@@ -26,9 +27,10 @@ bool AreOne(const std::string& path, const std::string& other) {
 
 }  // namespace
 
-KeptFile KeepBeside(const std::string& file, std::string_view content, Flush flush) {
+KeptFile KeepBeside(const std::string& file, std::string_view content, Flush flush,
+                    std::string_view suffix) {
   for (int number = 1; number <= kMaximumNames; ++number) {
-    KeptFile kept{0, NameBeside(file, number), true};
+    KeptFile kept{0, NameBeside(file, suffix, number), true};
     const char* const name = kept.path.c_str();
     if (linkat(AT_FDCWD, file.c_str(), AT_FDCWD, name, AT_SYMLINK_FOLLOW) == 0) return kept;
     std::string present;
@@ -43,9 +45,9 @@ KeptFile KeepBeside(const std::string& file, std::string_view content, Flush flu
   return {EEXIST, {}, false};
 }
 
-KeptFile KeepUnreadBeside(const std::string& file) {
+KeptFile KeepUnreadBeside(const std::string& file, std::string_view suffix) {
   for (int number = 1; number <= kMaximumNames; ++number) {
-    KeptFile kept{0, NameBeside(file, number), true};
+    KeptFile kept{0, NameBeside(file, suffix, number), true};
     const char* const name = kept.path.c_str();
     if (linkat(AT_FDCWD, file.c_str(), AT_FDCWD, name, AT_SYMLINK_FOLLOW) == 0) return kept;
     kept.error = errno;

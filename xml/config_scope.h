@@ -1,45 +1,89 @@
-// What the configuration store keeps for each of its two scopes. Set and used without locks.
+// One scope of the configuration store: its file and the document that belongs to it.
 #pragma once
 
 #include <boost/smart_ptr/shared_ptr.hpp>
+#include <boost/smart_ptr/weak_ptr.hpp>
 
 #include "files/file_path.h"
-#include "host/descriptor.h"
+#include "host/replace_file.h"
+#include "xml/config_index.h"
+#include "xml/config_store.h"
+#include "xml/xml_writer.h"
 
 class TiXmlDocument;
 class TiXmlElement;
 
-namespace [[gnu::visibility("default")]] orvik {
+namespace orvik {
 
-// Scope 0. The paths are owned; null as long as they are not set.
-extern COrvikFilePath* g_pathGlobalXMLConfig;
-extern COrvikFilePath* g_pathTempGlobalXMLConfig;
-extern boost::shared_ptr<TiXmlDocument> g_pGlobalXMLConfigDoc;
-extern TiXmlElement* g_pGlobalXMLConfigRootElement;  // null: no valid root
-extern bool g_bGlobalXMLConfigFileLoaded;            // whether loading was tried
+class ConfigScope {
+ public:
+  // Null for any number but 0 and 1.
+  static ConfigScope* Of(int scope);
 
-// Scope 1.
-extern COrvikFilePath* g_pathLocalXMLConfig;
-extern COrvikFilePath* g_pathTempLocalXMLConfig;
-extern boost::shared_ptr<TiXmlDocument> g_pLocalXMLConfigDoc;
-extern TiXmlElement* g_pLocalXMLConfigRootElement;
-extern bool g_bLocalXMLConfigFileLoaded;
+  ConfigScope(const ConfigScope&) = delete;
+  ConfigScope& operator=(const ConfigScope&) = delete;
 
-struct ConfigScope {
-  const char* name;  // of the "scope" attribute
-  COrvikFilePath*& path;
-  COrvikFilePath*& temporary;
-  boost::shared_ptr<TiXmlDocument>& document;
-  TiXmlElement*& root;
-  bool& loaded;
-  bool changed;  // since loading or saving
-  host::Descriptor temporary_lock = {};
+  bool has_path() const { return path_ != nullptr; }
+  // See SetXMLConfig.
+  bool SetPath(const COrvikFilePath& path);
+
+  // Whether it is the top element of its document and has the name and the scope's number.
+  bool IsValidRoot(const TiXmlElement* element) const;
+  // Writes a configuration without keys.
+  bool CreateFile(const COrvikFilePath& path) const;
+
+  // See LoadXMLRootFromFile.
+  TiXmlElement* Load(bool from_temporary);
+  // The root of the file, which is read by the first call.
+  TiXmlElement* Root();
+  // The root; that of a new document when the file has none. No file changes.
+  TiXmlElement* RootOrNew();
+  // See SaveXMLConfigFile.
+  bool Save();
+
+  // What is known of the file; tries to read it when that has not been done.
+  const XMLConfigFileInfo& file_info();
+  XMLConfigWriteStatus write_status() const { return write_status_; }
+  void set_write_status(XMLConfigWriteStatus status) { write_status_ = status; }
+
+  // The index of the document; null when its elements have been handed out, so that others may have
+  // changed them.
+  ConfigIndex* index();
+  // To be called with an element that the caller of the store has or gets: from now on the document
+  // that it belongs to, if it is a scope's, is searched without an index.
+  static TiXmlElement* HandOut(TiXmlElement* element);
+  void SetChanged() { known().is_changed = true; }
+
+ private:
+  // What is known of a document besides its content.
+  struct Known {
+    boost::weak_ptr<TiXmlDocument> document;
+    ConfigIndex index;
+    bool is_changed = false;  // since loading or saving
+    bool is_handed_out = false;
+    bool is_not_the_file = false;  // what is at the path is kept aside before it is replaced
+  };
+
+  ConfigScope(const char* name, COrvikFilePath*& path, COrvikFilePath*& temporary,
+              boost::shared_ptr<TiXmlDocument>& document, TiXmlElement*& root, bool& loaded);
+
+  Known& known();
+  // Reads a file that an earlier version saved with characters that XML cannot hold.
+  bool LoadRepaired(const COrvikFilePath& file);
+  void WriteNew(IORVIKXMLWriter& writer) const;
+  bool CanKeepAside() const;
+  bool Print(std::string& text) const;
+  host::ReplaceResult Replace(const std::string& path, std::string_view content) const;
+
+  const char* const name_;  // of the "scope" attribute
+  COrvikFilePath*& path_;
+  COrvikFilePath*& temporary_;
+  boost::shared_ptr<TiXmlDocument>& document_;
+  TiXmlElement*& root_;
+  bool& loaded_;
+  Known known_;
+  XMLConfigFileInfo file_info_;
+  XMLConfigWriteStatus write_status_ = XMLConfigWriteStatus::kNothingWritten;
 };
-
-// Null for any number but 0 and 1.
-ConfigScope* ConfigScopeOf(int scope);
-
-// "ORVIK Technologies", the name of every root.
-extern const char kConfigRootName[];
 
 }  // namespace orvik

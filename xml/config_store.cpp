@@ -2,100 +2,276 @@
 
 #include <algorithm>
 #include <climits>
+#include <string>
+#include <string_view>
 
 #include <tinyxml.h>
 
+#include "files/trace.h"
 #include "prefs/key_path.h"
 #include "strings/utf8_strings.h"
+#include "xml/config_index.h"
 #include "xml/config_scope.h"
+#include "xml/document_check.h"
 #include "xml/element_reader.h"
 
 namespace orvik {
 namespace {
 
+constexpr char kName[] = "name";
 constexpr char kData[] = "data";
 
 // Whether XML has a way to write the text, which ends at its first NUL.
-bool FitsXml(std::u16string_view text) {
-  for (std::size_t i = 0; i < text.size() && text[i] != 0; ++i) {
-    const char16_t unit = text[i];
+bool FitsXml(const CAtlString& text) {
+  const std::u16string_view units = text.View().substr(0, text.View().find(u'\0'));
+  for (std::size_t i = 0; i < units.size(); ++i) {
+    const char16_t unit = units[i];
     if (unit < 0x20 && unit != u'\t' && unit != u'\n' && unit != u'\r') return false;
     if (unit >= 0xFFFE) return false;
+    if (unit < 0xD800 || unit > 0xDFFF) continue;
+    const bool is_pair =
+        unit < 0xDC00 && i + 1 < units.size() && units[i + 1] >= 0xDC00 && units[i + 1] <= 0xDFFF;
+    if (!is_pair) return false;
+    ++i;
   }
   return true;
 }
 
-// Puts "data" behind the other attributes.
-template <typename Value>
-bool WriteData(int scope, const CAtlString& key_path, const CAtlString& value_name, Value value) {
-  if (!FitsXml(key_path.View()) || !FitsXml(value_name.View())) return false;
-  TiXmlElement* const root = GetXMLConfigRootElement(scope);
-  if (!IsValidXMLConfigRoot(scope, root)) return false;
-  TiXmlElement* const element = GetXMLConfigValueElement(root, key_path, value_name);
-  if (!IsXMLElementAType(element, "value") ||
-      !XMLElementHasAttr(element, "name", MakeUTF8StringFromUnicodeString(value_name))) {
-    return false;
+// Goes from an element down to its descendants.
+class Walk {
+ public:
+  // Without an index for a null one.
+  explicit Walk(ConfigIndex* index) : index_(index) {}
+
+  // Null when there is no such key below `root`; `root` for an empty path.
+  TiXmlElement* Find(TiXmlElement* root, const KeyPath& path) {
+    TiXmlElement* key = root;
+    for (int i = 1; key != nullptr && i <= path.count(); ++i) {
+      ATLTRACE("\n csNameInPath: %s \n", path.name(i));
+      key = Child(key, ConfigType::kKey, path.name(i));
+    }
+    return key;
   }
-  element->RemoveAttribute(kData);
-  element->SetAttribute(kData, value);
-  ConfigScopeOf(scope)->changed = true;
-  return true;
+
+  TiXmlElement* Find(TiXmlElement* root, const KeyPath& path, const CAtlString& value_name) {
+    TiXmlElement* const key = Find(root, path);
+    return key == nullptr ? nullptr : Child(key, ConfigType::kValue, value_name);
+  }
+
+  // The value, which is made with the keys that are missing.
+  TiXmlElement* FindOrMake(TiXmlElement* root, const KeyPath& path, const CAtlString& value_name) {
+    makes_ = true;
+    return Find(root, path, value_name);
+  }
+
+  // Whether a name on the way was spelled otherwise than it was asked for.
+  bool met_other_spelling() const { return met_other_spelling_; }
+
+ private:
+  TiXmlElement* Child(TiXmlElement* parent, ConfigType type, const CAtlString& name) {
+    const CAtlStringA utf8 = MakeUTF8StringFromUnicodeString(name);
+    const ConfigChild wanted(type, utf8.GetString());
+    TiXmlElement* child =
+        index_ != nullptr ? index_->Find(parent, wanted) : FindConfigChild(parent, wanted);
+    if (child == nullptr && makes_) {
+      child = new TiXmlElement(type == ConfigType::kKey ? "key" : "value");
+      child->SetAttribute(kName, utf8.GetString());
+      parent->LinkEndChild(child);
+      if (index_ != nullptr) index_->Add(child);
+    } else if (child != nullptr && std::string_view(child->Attribute(kName)) != utf8.GetString()) {
+      met_other_spelling_ = true;
+    }
+    return child;
+  }
+
+  ConfigIndex* const index_;
+  bool makes_ = false;
+  bool met_other_spelling_ = false;
+};
+
+bool IsTooDeep(const KeyPath& path) {
+  return path.count() + 2 > kMostXmlDepth;
 }
 
-void Remove(int scope, TiXmlElement* element) {
+// The value of a scope's document; null when there is none.
+TiXmlElement* FindValue(int scope, const CAtlString& key_path, const CAtlString& value_name) {
+  ConfigScope* const state = ConfigScope::Of(scope);
+  TiXmlElement* const root = state == nullptr ? nullptr : state->Root();
+  if (root == nullptr) return nullptr;
+  return Walk(state->index()).Find(root, KeyPath(key_path), value_name);
+}
+
+// The key of a scope's document; null when there is none.
+TiXmlElement* FindKey(int scope, const CAtlString& key_path) {
+  ConfigScope* const state = ConfigScope::Of(scope);
+  TiXmlElement* const root = state == nullptr ? nullptr : state->Root();
+  if (root == nullptr || !state->IsValidRoot(root)) return nullptr;
+  return Walk(state->index()).Find(root, KeyPath(key_path));
+}
+
+XMLConfigWriteStatus Write(ConfigScope& state, const CAtlString& key_path,
+                           const CAtlString& value_name, const char* data) {
+  const KeyPath path(key_path);
+  if (!FitsXml(path.text()) || !FitsXml(value_name)) return XMLConfigWriteStatus::kNotXml;
+  if (IsTooDeep(path)) return XMLConfigWriteStatus::kTooDeep;
+  TiXmlElement* const root = state.RootOrNew();
+  if (root == nullptr) return XMLConfigWriteStatus::kNoRoot;
+  Walk walk(state.index());
+  TiXmlElement* const value = walk.FindOrMake(root, path, value_name);
+  // "data" comes behind the other attributes.
+  value->RemoveAttribute(kData);
+  value->SetAttribute(kData, data);
+  state.SetChanged();
+  return walk.met_other_spelling() ? XMLConfigWriteStatus::kOtherSpelling
+                                   : XMLConfigWriteStatus::kWritten;
+}
+
+// Null for data that XML cannot hold.
+bool Write(int scope, const CAtlString& key_path, const CAtlString& value_name, const char* data) {
+  ConfigScope* const state = ConfigScope::Of(scope);
+  if (state == nullptr) return false;
+  const XMLConfigWriteStatus status =
+      data == nullptr ? XMLConfigWriteStatus::kNotXml : Write(*state, key_path, value_name, data);
+  state->set_write_status(status);
+  return status == XMLConfigWriteStatus::kWritten || status == XMLConfigWriteStatus::kOtherSpelling;
+}
+
+// True for null.
+bool Remove(int scope, TiXmlElement* element) {
+  if (element == nullptr) return true;
+  ConfigScope& state = *ConfigScope::Of(scope);
+  if (ConfigIndex* const index = state.index()) index->Remove(element);
   element->Parent()->RemoveChild(element);
-  ConfigScopeOf(scope)->changed = true;
+  state.SetChanged();
+  return true;
+}
+
+bool HasRoot(int scope) {
+  ConfigScope* const state = ConfigScope::Of(scope);
+  return state != nullptr && state->Root() != nullptr;
 }
 
 }  // namespace
 
+bool SetXMLConfig(int scope, COrvikFilePath path) {
+  ConfigScope* const state = ConfigScope::Of(scope);
+  return state != nullptr && state->SetPath(path);
+}
+
+bool IsXMLConfigSet(int scope) {
+  const ConfigScope* const state = ConfigScope::Of(scope);
+  return state != nullptr && state->has_path();
+}
+
+bool CreateConfigFile(COrvikFilePath path, int scope) {
+  const ConfigScope* const state = ConfigScope::Of(scope);
+  return state != nullptr && state->CreateFile(path);
+}
+
+XMLConfigFileInfo GetXMLConfigFileInfo(int scope) {
+  ConfigScope* const state = ConfigScope::Of(scope);
+  return state == nullptr ? XMLConfigFileInfo() : state->file_info();
+}
+
+TiXmlElement* LoadXMLRootFromFile(int scope, bool from_temporary) {
+  ConfigScope* const state = ConfigScope::Of(scope);
+  return state == nullptr ? nullptr : ConfigScope::HandOut(state->Load(from_temporary));
+}
+
+TiXmlElement* FindXMLRootElement(int scope) {
+  ConfigScope* const state = ConfigScope::Of(scope);
+  return state == nullptr ? nullptr : ConfigScope::HandOut(state->Root());
+}
+
+TiXmlElement* GetXMLConfigRootElement(int scope) {
+  ConfigScope* const state = ConfigScope::Of(scope);
+  return state == nullptr ? nullptr : ConfigScope::HandOut(state->RootOrNew());
+}
+
+bool SaveXMLConfigFile(int scope) {
+  ConfigScope* const state = ConfigScope::Of(scope);
+  return state != nullptr && state->Save();
+}
+
+bool IsXMLElementAType(TiXmlElement* element, CAtlStringA type) {
+  return element != nullptr && HasFoldedName(element->Value(), FoldedConfigName(type.GetString()));
+}
+
+bool XMLElementHasAttr(TiXmlElement* element, CAtlStringA attribute, CAtlStringA value) {
+  return element != nullptr && HasFoldedName(element->Attribute(attribute.GetString()),
+                                             FoldedConfigName(value.GetString()));
+}
+
+bool IsValidXMLConfigRoot(int scope, TiXmlElement* element) {
+  const ConfigScope* const state = ConfigScope::Of(scope);
+  return state != nullptr && state->IsValidRoot(element);
+}
+
+TiXmlElement* FindXMLConfigValueElement(TiXmlElement* root, CAtlString key_path,
+                                        CAtlString value_name) {
+  if (root == nullptr) return nullptr;
+  return Walk(nullptr).Find(ConfigScope::HandOut(root), KeyPath(key_path), value_name);
+}
+
+TiXmlElement* GetXMLConfigValueElement(TiXmlElement* root, CAtlString key_path,
+                                       CAtlString value_name) {
+  const KeyPath path(key_path);
+  if (root == nullptr || IsTooDeep(path) || !FitsXml(path.text()) || !FitsXml(value_name)) {
+    return nullptr;
+  }
+  return Walk(nullptr).FindOrMake(ConfigScope::HandOut(root), path, value_name);
+}
+
+TiXmlElement* FindXMLSubKeyElement(int scope, CAtlString key_path) {
+  return ConfigScope::HandOut(FindKey(scope, key_path));
+}
+
 bool WriteXMLConfigInt(int scope, CAtlString key_path, CAtlString value_name, int value) {
-  return WriteData(scope, key_path, value_name, value);
+  return Write(scope, key_path, value_name, std::to_string(value).c_str());
 }
 
 bool WriteXMLConfigString(int scope, CAtlString key_path, CAtlString value_name, CAtlString value) {
-  if (!FitsXml(value.View())) return false;
-  return WriteData(scope, key_path, value_name, MakeUTF8StringFromUnicodeString(value).GetString());
+  const CAtlStringA data = MakeUTF8StringFromUnicodeString(value);
+  return Write(scope, key_path, value_name, FitsXml(value) ? data.GetString() : nullptr);
+}
+
+XMLConfigWriteStatus GetXMLConfigWriteStatus(int scope) {
+  const ConfigScope* const state = ConfigScope::Of(scope);
+  return state == nullptr ? XMLConfigWriteStatus::kNothingWritten : state->write_status();
 }
 
 bool GetXMLConfigInt(int scope, CAtlString key_path, CAtlString value_name, int& value) {
-  TiXmlElement* const element =
-      FindXMLConfigValueElement(FindXMLRootElement(scope), key_path, value_name);
   long number = 0;
-  if (CXMLElementReader::GetLongAttributeFromNode(element, kData, &number) < 0) return false;
+  if (CXMLElementReader::GetLongAttributeFromNode(FindValue(scope, key_path, value_name), kData,
+                                                  &number) < 0) {
+    return false;
+  }
   value = static_cast<int>(std::clamp<long>(number, INT_MIN, INT_MAX));
   return true;
 }
 
 bool GetXMLConfigString(int scope, CAtlString key_path, CAtlString value_name, CAtlString& value) {
-  TiXmlElement* const element =
-      FindXMLConfigValueElement(FindXMLRootElement(scope), key_path, value_name);
-  return CXMLElementReader::GetTextAttributeFromNodeW(element, kData, value) >= 0;
+  return CXMLElementReader::GetTextAttributeFromNodeW(FindValue(scope, key_path, value_name), kData,
+                                                      value) >= 0;
 }
 
 bool DeleteXMLConfigValueElement(int scope, CAtlString key_path, CAtlString value_name) {
-  TiXmlElement* const root = FindXMLRootElement(scope);
-  if (root == nullptr) return false;
-  TiXmlElement* const element = FindXMLConfigValueElement(root, key_path, value_name);
-  if (element != nullptr) Remove(scope, element);
-  return true;
+  return HasRoot(scope) && Remove(scope, FindValue(scope, key_path, value_name));
 }
 
 bool DeleteXMLSubKeyElement(int scope, CAtlString key_path) {
-  if (FindXMLRootElement(scope) == nullptr || GetDirCountFromPath(key_path) == 0) return false;
-  TiXmlElement* const element = FindXMLSubKeyElement(scope, key_path);
-  if (element != nullptr) Remove(scope, element);
-  return true;
+  return HasRoot(scope) && GetDirCountFromPath(key_path) != 0 &&
+         Remove(scope, FindKey(scope, key_path));
 }
 
 bool ListPreferencesXMLConfig(int scope, CAtlString key_path, CAtlArray<CAtlString>& names) {
   names.RemoveAll();
-  TiXmlElement* const key = FindXMLSubKeyElement(scope, key_path);
+  TiXmlElement* const key = FindKey(scope, key_path);
   if (key == nullptr) return false;
   for (TiXmlElement* child = key->FirstChildElement(); child != nullptr;
        child = child->NextSiblingElement()) {
-    const char* const name = child->Attribute("name");
-    if (name != nullptr && IsXMLElementAType(child, "key")) {
+    const char* const name = child->Attribute(kName);
+    if (name != nullptr && HasFoldedName(child->Value(), u"key")) {
       names.Add(MakeWideStringFromUTF8String(name));
     }
   }

@@ -1,33 +1,46 @@
 // Settings in an XML file, one file a scope, addressed by scope, key path and value name.
 //
 // Scope 0 is "Global", scope 1 is "User"; with any other scope, and before SetXMLConfig, every
-// operation does nothing and answers false or null. Key paths are split like those of the
-// preference store (prefs/key_path.h). Names are matched without case, in document order.
-//
-// The file is read once, by the first operation that needs it, and worked on in memory; only
-// SaveXMLConfigFile writes. Later changes to the file by others are not seen. An operation walks
-// the children of each key on its path once, so its time grows with their number.
+// operation does nothing and returns false or null. Key paths are split like those of the
+// preference store (prefs/key_path.h).
 //
 //   <key name="ORVIK Technologies" scope="User">
 //     <key name="A"> <key name="B"> <value name="v" data="5"/> </key> </key>
 //   </key>
 //
+// The file is read once, by the first operation that needs it, and worked on in memory; only
+// SaveXMLConfigFile writes. Later changes to the file by others are not seen.
+//
+// Names are compared without case as CAtlStringA::CompareNoCase compares their UTF-8 bytes: as if
+// each byte were a character of Mac OS Roman. The first match in document order counts.
+// - Names in ASCII meet when they differ in the case of letters: "path" is "PATH".
+// - Other names meet when their bytes differ only in letters' case and in these pairs: 80 and 8A,
+//   81 and 8C, 82 and 8D, 83 and 8E, 84 and 96, 85 and 9A, 86 and 9F, AE and BE, AF and BF, CE and
+//   CF, D8 and D9. So "Ä" and "Ö" (C3 84, C3 96) are one name, and "Ä" and "ä" (C3 84, C3 A4) two.
+// A name keeps the spelling in which it was written first; the writer of another one is informed
+// (XMLConfigWriteStatus::kOtherSpelling). An application that needs other names than ASCII apart
+// encodes them.
+//
+// Time: an operation takes the same among 10 and 100,000 children of a key, until the caller has
+// had an element of the document in hand (see Elements). From then on it grows with their number.
+//
 // A file that cannot be read, is not well-formed (tixml_helper.h) or has another root counts as
-// empty: reads fail, and the first write starts anew. What stood in the file is kept beside it
-// then, as "<file>.discarded", "<file>.discarded 2", ... Elements that come out of the store belong
-// to its document and live until they are deleted or the document is dropped.
+// empty: reads fail, and the first write starts a new document. GetXMLConfigFileInfo says why. The
+// save that replaces such a file first keeps it beside its name, as "<file>.discarded",
+// "<file>.discarded-2" and so on; until then it stays as it is.
 #pragma once
 
 #include "files/file_path.h"
 #include "strings/atl_array.h"
 #include "strings/atl_string.h"
 #include "strings/atl_string_a.h"
+#include "xml/document_error.h"
 
 class TiXmlElement;
 
 namespace [[gnu::visibility("default")]] orvik {
 
-// ---- The file (config_document.cpp) ----
+// ---- The file ----
 
 // Names the scope's file; nothing is loaded, created or checked. Another path than before drops the
 // document that was loaded, and the next operation loads the new file; the same path keeps it.
@@ -38,22 +51,46 @@ bool IsXMLConfigSet(int scope);
 // Writes a configuration without keys to the path. False when the file cannot be created.
 bool CreateConfigFile(COrvikFilePath path, int scope);
 
-// Loads the file, or the scope's temporary file, anew: every element of the document before is
-// gone, and with it what was not saved. Null when there is no valid root in it.
+enum class XMLConfigFileState {
+  kNotSet,  // no SetXMLConfig, or no such scope
+  kUsable,
+  kMissing,
+  kUnreadable,
+  kDamaged,    // not well-formed, or refused for its size or depth
+  kOtherRoot,  // XML, and no configuration of the scope
+};
+
+struct XMLConfigFileInfo {
+  XMLConfigFileState state = XMLConfigFileState::kNotSet;
+  COrvikFilePath path;
+  XMLDocumentError error;  // where and why, of an unreadable or damaged file
+};
+
+// What the scope's file was when it was last read or saved. Reads it when that has not been tried.
+// A damaged file may be in use all the same: characters that XML cannot hold, which earlier
+// versions saved, are read as U+FFFD, and the file is kept beside its name by the next save.
+XMLConfigFileInfo GetXMLConfigFileInfo(int scope);
+
+// Loads the file anew: every element of the document before is gone, and with it what was not
+// saved. Null when there is no valid root in it. With `from_temporary` the scope's temporary file
+// is loaded, if the application has set one (config_globals.h).
 TiXmlElement* LoadXMLRootFromFile(int scope, bool from_temporary);
 // The root, from the first call on; null as long as there is none.
 TiXmlElement* FindXMLRootElement(int scope);
-// The root, which is made when there is none. Null when what stands at the path cannot be moved
-// aside, is a folder, or the temporary file cannot be written.
+// The root; that of a new document when there is none. Null when what is at the path is a folder,
+// or lies in a folder where it could not be kept.
 TiXmlElement* GetXMLConfigRootElement(int scope);
 
-// Writes the document to the temporary file and then replaces the configuration file as a whole. A
-// file for which everybody lacks write permission is replaced, too, and keeps its mode. False, and
-// the old file as it was, when that fails; the temporary file is kept once it is whole. False also
-// when there is no root to save.
+// Replaces the configuration file as a whole: a reader sees the old one or the new one. Its mode,
+// and owner and group as far as the rights allow, stay, and a link is followed. A file for which
+// everybody lacks write permission is replaced, too. False, and the old file under its name, when
+// that fails, when there is no root, and when the document could not be loaded again.
 bool SaveXMLConfigFile(int scope);
 
-// ---- Elements (config_lookup.cpp) ----
+// ---- Elements ----
+//
+// They belong to the scope's document and live until they are deleted or the document is dropped.
+// The caller may change them with TinyXML.
 
 // Tag name, and value of an attribute, without case.
 bool IsXMLElementAType(TiXmlElement* element, CAtlStringA type);
@@ -64,23 +101,43 @@ bool IsValidXMLConfigRoot(int scope, TiXmlElement* element);
 
 TiXmlElement* FindXMLConfigValueElement(TiXmlElement* root, CAtlString key_path,
                                         CAtlString value_name);
-// Makes what is missing, the value without "data". Null when the path is too long for the document
-// to be loaded again (kMostXmlDepth).
+// Makes what is missing, the value without "data". Null when the document could not be loaded
+// again: when elements would be nested too deep (tixml_helper.h), or XML cannot hold a name.
 TiXmlElement* GetXMLConfigValueElement(TiXmlElement* root, CAtlString key_path,
                                        CAtlString value_name);
 // The key; the root for an empty path.
 TiXmlElement* FindXMLSubKeyElement(int scope, CAtlString key_path);
 
-// ---- Settings (config_store.cpp) ----
+// ---- Settings ----
 
+// False when there can be no root (GetXMLConfigRootElement), when elements would be nested too
+// deep, and when XML cannot hold a name or the value: it cannot hold control characters other than
+// tab, line feed and carriage return, lone surrogates, U+FFFE and U+FFFF. A NUL ends name and
+// value.
 bool WriteXMLConfigInt(int scope, CAtlString key_path, CAtlString value_name, int value);
-// A NUL ends the value. Both are false for a name or a value with a character that XML cannot hold:
-// control characters other than tab, line feed and carriage return, U+FFFE and U+FFFF.
 bool WriteXMLConfigString(int scope, CAtlString key_path, CAtlString value_name, CAtlString value);
+
+enum class XMLConfigWriteStatus {
+  kNothingWritten,  // no write yet, or no such scope
+  kWritten,
+  kOtherSpelling,  // written, below names of which one was there in another spelling, which it
+                   // keeps
+  kNoRoot,         // the others are failures
+  kTooDeep,
+  kNotXml,
+};
+
+// How the last write in the scope ended.
+XMLConfigWriteStatus GetXMLConfigWriteStatus(int scope);
+
 // False, and `value` untouched, when there is no such value or it is empty. Leading digits count;
 // what an int cannot hold becomes the nearest that it can.
 bool GetXMLConfigInt(int scope, CAtlString key_path, CAtlString value_name, int& value);
-// An empty string that was written cannot be read back.
+// An empty string that was written cannot be read back: the answer is false, as for a missing
+// value. Where the two must be told apart, ask for the element:
+//
+//   TiXmlElement* value = FindXMLConfigValueElement(FindXMLRootElement(scope), key_path, name);
+//   const bool is_empty = value != nullptr && XMLElementHasAttr(value, "data", "");
 bool GetXMLConfigString(int scope, CAtlString key_path, CAtlString value_name, CAtlString& value);
 
 // Both are true when there is nothing to delete, and false when the scope has no root. An empty key

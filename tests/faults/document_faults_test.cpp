@@ -73,10 +73,9 @@ bool IsEmptyOrRaw(const std::string& path, const std::string* content) {
           (!took_all && *content == kCompressedNothing));
 }
 
-// What was no configuration is kept.
+// What was no configuration is kept before its place is taken.
 bool IsDiscarded(const std::string& path, const std::string* content) {
-  return (path == "home/config.xml.discarded" && content != nullptr) ||
-         (path == "home/config.xml" && content == nullptr);
+  return path == "home/config.xml.discarded" && content != nullptr && *content == "x";
 }
 
 Told WritePropertyFile() {
@@ -109,15 +108,12 @@ bool IsPartlyRecorded(const std::string& path, const std::string* content) {
 
 OperationTable Operations() {
   OperationTable add;
-  Operation& save = add(
+  add(
       "configuration", [] { WriteFile(InHome("/config.xml"), kConfig); }, SaveConfig);
-  save.keeps_leftovers = true;
-  Operation& first = add(
+  add(
       "configuration, first of all", [] {}, SaveConfig);
-  first.keeps_leftovers = true;
   Operation& wrong = add(
       "configuration, wrong file", [] { WriteFile(InHome("/config.xml"), "x"); }, SaveConfig);
-  wrong.keeps_leftovers = true;
   wrong.steps = Steps::kAlways;
   wrong.also = IsDiscarded;
   add(
@@ -138,7 +134,7 @@ OperationTable Operations() {
   installer.also = IsPartlyRecorded;
   installer.stride = 23;
   for (Operation& operation : add) {
-    operation.leftovers.insert(operation.leftovers.end(), {"tmp/*.xml", "tmp/*.rawstream"});
+    operation.leftovers.insert(operation.leftovers.end(), {"tmp/*.rawstream"});
   }
   return add;
 }

@@ -202,9 +202,7 @@ class Walker {
     } else {
       ++progress_.struck;
       call_ = kCalls[static_cast<int>(outcome.report.call)];
-      const bool may_keep =
-          operation_.keeps_leftovers && (outcome.threw || outcome.told == Told::kFailed);
-      if (!may_keep && OpenDescriptors() != descriptors) Find("leaves a descriptor open");
+      if (OpenDescriptors() != descriptors) Find("leaves a descriptor open");
       Recover(Judge(outcome));
     }
     fs::remove_all(stage);
@@ -232,9 +230,7 @@ class Walker {
 
   State Judge(const Outcome& outcome) {
     const Call call = outcome.report.call;
-    const bool may_leave =
-        call == Call::kRemove || (operation_.keeps_leftovers && outcome.told == Told::kFailed);
-    const State state = StateOf(Take(), may_leave || outcome.threw);
+    const State state = StateOf(Take(), call == Call::kRemove || outcome.threw);
     if (outcome.threw || old_ == new_) return state;
     // Of attributes what cannot be had is left out.
     const bool is_new = state.all_new || call == Call::kAttribute;

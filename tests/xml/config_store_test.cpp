@@ -3,11 +3,14 @@
 #include <unistd.h>
 
 #include <climits>
+#include <random>
 
 #include <tinyxml.h>
 
 #include "tests/files/support.h"
-#include "xml/config_scope.h"
+#include "tests/support/without_root_rights.h"
+#include "xml/config_globals.h"
+#include "xml/config_index.h"
 #include "xml/document_check.h"
 
 namespace orvik::test {
@@ -28,15 +31,16 @@ class ConfigStoreTest : public EnvironmentTest {
 
   // As in a new process.
   static void Forget() {
-    for (int scope : {0, 1}) {
-      ConfigScope& state = *ConfigScopeOf(scope);
-      delete state.path;
-      delete state.temporary;
-      state.path = state.temporary = nullptr;
-      state.document.reset();
-      state.root = nullptr;
-      state.loaded = state.changed = false;
+    for (COrvikFilePath** path : {&g_pathGlobalXMLConfig, &g_pathLocalXMLConfig}) {
+      delete *path;
+      *path = nullptr;
     }
+    EXPECT_EQ(g_pathTempGlobalXMLConfig, nullptr);
+    EXPECT_EQ(g_pathTempLocalXMLConfig, nullptr);
+    g_pGlobalXMLConfigDoc.reset();
+    g_pLocalXMLConfigDoc.reset();
+    g_pGlobalXMLConfigRootElement = g_pLocalXMLConfigRootElement = nullptr;
+    g_bGlobalXMLConfigFileLoaded = g_bLocalXMLConfigFileLoaded = false;
   }
 
   // Starts anew with the file.
@@ -250,28 +254,110 @@ TEST_F(ConfigStoreTest, ScopesStandSideBySide) {
   EXPECT_EQ(Int(u"k", u"v", 1), -1);
 }
 
-TEST_F(ConfigStoreTest, WhatIsDiscardedIsKeptBeside) {
-  const std::string damaged = User("<key name='a'>") + "<oops";
-  for (const char* kept : {"caf\xC3\xA9.xml.discarded", "caf\xC3\xA9.xml.discarded 2"}) {
+TEST_F(ConfigStoreTest, WhatIsDiscardedIsKeptBesideBySavingOnly) {
+  const fs::path folder = file_.parent_path();
+  for (const char* kept : {"caf\xC3\xA9.xml.discarded", "caf\xC3\xA9.xml.discarded-2"}) {
+    const std::string damaged = User(std::string("<key name='") + kept + "'>") + "<oops";
     UseContent(damaged);
+    fs::permissions(file_, fs::perms::owner_read | fs::perms::owner_write);
     EXPECT_EQ(Int(u"a", u"v"), -1);
-    EXPECT_FALSE(SaveXMLConfigFile(1)) << "a file that could not be read is not written over";
-    EXPECT_EQ(ReadFile(file_), damaged);
+    EXPECT_FALSE(SaveXMLConfigFile(1)) << "there is no document yet";
     EXPECT_TRUE(WriteXMLConfigInt(1, u"a", u"v", 1));
-    EXPECT_FALSE(fs::exists(file_));
-    EXPECT_EQ(ReadFile(file_.parent_path() / kept), damaged);
+    EXPECT_EQ(ReadFile(file_), damaged);
+    EXPECT_FALSE(fs::exists(folder / kept));
     EXPECT_TRUE(SaveXMLConfigFile(1));
+    EXPECT_EQ(ReadFile(folder / kept), damaged);
+    EXPECT_EQ(fs::status(file_).permissions(), fs::perms::owner_read | fs::perms::owner_write);
+    EXPECT_TRUE(SaveXMLConfigFile(1)) << "what was saved is replaced without being kept";
     Use(file_);
     EXPECT_EQ(Int(u"a", u"v"), 1);
   }
   // There is nothing to keep of an empty file, and a folder is never moved.
   UseContent("");
   EXPECT_TRUE(WriteXMLConfigInt(1, u"a", u"v", 1));
-  EXPECT_EQ(FilesBeside().size(), 2u);
+  EXPECT_TRUE(SaveXMLConfigFile(1));
+  EXPECT_EQ(FilesBeside().size(), 3u);
+  fs::remove(file_);
   fs::create_directory(file_);
   Use(file_);
   EXPECT_FALSE(WriteXMLConfigInt(1, u"a", u"v", 1));
+  EXPECT_EQ(GetXMLConfigWriteStatus(1), XMLConfigWriteStatus::kNoRoot);
   EXPECT_TRUE(fs::is_directory(file_));
+}
+
+TEST_F(ConfigStoreTest, NothingMovesBeforeTheNewFileIsWhole) {
+  const std::string damaged = User("<oops");
+  UseContent(damaged);
+  fs::remove(env_.temp());
+  EXPECT_TRUE(WriteXMLConfigInt(1, u"", u"v", 1)) << "a write needs no temporary folder";
+  EXPECT_EQ(ReadFile(file_), damaged);
+  EXPECT_EQ(FilesBeside().size(), 1u);
+  // A full disk.
+  EXPECT_TRUE(WriteXMLConfigString(1, u"", u"v", CAtlString(u'x', 100'000)));
+  {
+    const FileSizeLimit limit(50'000);
+    EXPECT_FALSE(SaveXMLConfigFile(1));
+  }
+  EXPECT_EQ(ReadFile(file_), damaged);
+  EXPECT_EQ(FilesBeside().size(), 1u);
+  EXPECT_TRUE(SaveXMLConfigFile(1));
+  EXPECT_EQ(FilesBeside().size(), 2u);
+}
+
+TEST_F(ConfigStoreTest, AnUnreadableFileIsKeptAndAFolderThatTakesNoFileRefusesTheWrite) {
+  using fs::perms;
+  UseContent(User("<value name='v' data='1'/>"));
+  fs::permissions(file_, perms::none);
+  const WithoutRootRights rights(env_.folder());
+  EXPECT_EQ(GetXMLConfigFileInfo(1).state, XMLConfigFileState::kUnreadable);
+  EXPECT_TRUE(WriteXMLConfigInt(1, u"", u"v", 2));
+  EXPECT_TRUE(SaveXMLConfigFile(1));
+  EXPECT_EQ(fs::status(file_.string() + ".discarded").permissions(), perms::none);
+  Use(file_);
+  EXPECT_EQ(Int(u"", u"v"), 2);
+  UseContent("x");
+  fs::permissions(file_.parent_path(), perms::owner_read | perms::owner_exec);
+  EXPECT_FALSE(WriteXMLConfigInt(1, u"", u"v", 3));
+  fs::permissions(file_.parent_path(), perms::all);
+}
+
+TEST_F(ConfigStoreTest, SaysWhyThereIsNoRoot) {
+  EXPECT_EQ(GetXMLConfigFileInfo(1).state, XMLConfigFileState::kNotSet);
+  EXPECT_EQ(GetXMLConfigFileInfo(2).state, XMLConfigFileState::kNotSet);
+  Use(file_);
+  EXPECT_EQ(GetXMLConfigFileInfo(1).state, XMLConfigFileState::kMissing);
+  UseContent("<key name='other' scope='User'/>");
+  EXPECT_EQ(GetXMLConfigFileInfo(1).state, XMLConfigFileState::kOtherRoot);
+  UseContent(User("\n  <key></kay>"));
+  EXPECT_EQ(Int(u"", u"v"), -1);
+  for (int round = 0; round < 2; ++round) {
+    const XMLConfigFileInfo info = GetXMLConfigFileInfo(1);
+    EXPECT_EQ(info.state, XMLConfigFileState::kDamaged);
+    EXPECT_EQ(info.path.GetFilePathString().View(), File(file_).GetFilePathString().View());
+    EXPECT_EQ(info.error.line, 2);
+    EXPECT_EQ(info.error.column, 10);
+    EXPECT_STREQ(info.error.reason.GetString(), "mismatched tag");
+    EXPECT_TRUE(WriteXMLConfigInt(1, u"", u"v", 1))
+        << "the reason stays until the file is replaced";
+  }
+  EXPECT_TRUE(SaveXMLConfigFile(1));
+  EXPECT_EQ(GetXMLConfigFileInfo(1).state, XMLConfigFileState::kUsable);
+  EXPECT_TRUE(GetXMLConfigFileInfo(1).error.reason.IsEmpty());
+}
+
+TEST_F(ConfigStoreTest, ReadsWhatEarlierVersionsSavedOfOtherCharacters) {
+  const std::string old = User(
+      "<value name='a&#x01;' data='&#x1F;x&#x0A;&#x09;&#x0D;\xEF\xBF\xBF'/>"
+      "<value name='b' data='2'/>");
+  UseContent(old);
+  EXPECT_EQ(Int(u"", u"b"), 2);
+  EXPECT_EQ(String(u"", u"a\uFFFD"), u"\uFFFDx\n\t\r\uFFFD");
+  EXPECT_EQ(GetXMLConfigFileInfo(1).state, XMLConfigFileState::kDamaged);
+  EXPECT_TRUE(SaveXMLConfigFile(1));
+  EXPECT_EQ(RunCommand({"xmllint", "--noout", file_}).status, 0);
+  EXPECT_EQ(ReadFile(file_.string() + ".discarded"), old);
+  Use(file_);
+  EXPECT_EQ(Int(u"", u"b"), 2);
 }
 
 TEST_F(ConfigStoreTest, AnotherPathDropsTheDocumentAndSaysWhatWasLost) {
@@ -292,26 +378,37 @@ TEST_F(ConfigStoreTest, AnotherPathDropsTheDocumentAndSaysWhatWasLost) {
   EXPECT_EQ(Int(u"", u"v"), 2);
 }
 
-TEST_F(ConfigStoreTest, AFailedSaveLosesNothing) {
+TEST_F(ConfigStoreTest, AFailedSaveLosesNothingAndLeavesNoFile) {
   const std::string old = User("<value name='v' data='1'/>");
   UseContent(old);
-  EXPECT_TRUE(WriteXMLConfigInt(1, u"", u"v", 2));
-  // No temporary folder: nothing else changes.
-  fs::remove(env_.temp());
-  EXPECT_FALSE(SaveXMLConfigFile(1));
+  EXPECT_TRUE(WriteXMLConfigString(1, u"", u"v", CAtlString(u'x', 100'000)));
+  {
+    const FileSizeLimit limit(50'000);
+    EXPECT_FALSE(SaveXMLConfigFile(1));
+  }
   EXPECT_EQ(ReadFile(file_), old);
-  fs::create_directory(env_.temp());
-  // The folder of the configuration has vanished: the temporary file is the one that is whole.
+  EXPECT_EQ(FilesBeside().size(), 1u);
   fs::rename(file_.parent_path(), env_.folder() / "elsewhere");
   EXPECT_FALSE(SaveXMLConfigFile(1));
-  EXPECT_FALSE(fs::is_empty(env_.temp()));
-  EXPECT_NE(LoadXMLRootFromFile(1, true), nullptr);
-  EXPECT_EQ(Int(u"", u"v"), 2);
-  fs::rename(env_.folder() / "elsewhere", file_.parent_path());
-  EXPECT_TRUE(SaveXMLConfigFile(1));
   EXPECT_TRUE(fs::is_empty(env_.temp()));
+  fs::rename(env_.folder() / "elsewhere", file_.parent_path());
+  fs::remove(env_.temp());
+  EXPECT_TRUE(SaveXMLConfigFile(1)) << "a save needs no temporary folder";
   Use(file_);
-  EXPECT_EQ(Int(u"", u"v"), 2);
+  EXPECT_EQ(String(u"", u"v").size(), 100'000u);
+}
+
+TEST_F(ConfigStoreTest, ASaveKeepsModeAndLink) {
+  UseContent(User(""));
+  const fs::path link = env_.folder() / "link.xml";
+  fs::create_symlink(file_, link);
+  fs::permissions(file_, fs::perms::owner_read | fs::perms::owner_write);
+  Use(link);
+  EXPECT_TRUE(WriteXMLConfigInt(1, u"", u"v", 1));
+  EXPECT_TRUE(SaveXMLConfigFile(1));
+  EXPECT_TRUE(fs::is_symlink(link));
+  EXPECT_EQ(fs::status(file_).permissions(), fs::perms::owner_read | fs::perms::owner_write);
+  EXPECT_TRUE(Contains(ReadFile(file_), "data=\"1\""));
 }
 
 TEST_F(ConfigStoreTest, ReadOnlyFilesAreReplacedReadOnlyFoldersAreNot) {
@@ -329,6 +426,119 @@ TEST_F(ConfigStoreTest, ReadOnlyFilesAreReplacedReadOnlyFoldersAreNot) {
   EXPECT_FALSE(SaveXMLConfigFile(1));
   Use(file_);
   EXPECT_EQ(Int(u"", u"v"), 2);
+}
+
+TEST_F(ConfigStoreTest, NamesThatMeetAreOneAndTheWriterOfASecondSpellingIsInformed) {
+  using enum XMLConfigWriteStatus;
+  fs::create_directories(file_.parent_path());
+  Use(file_);
+  EXPECT_EQ(GetXMLConfigWriteStatus(2), kNothingWritten);
+  const struct {
+    const char16_t* key;
+    const char16_t* value;
+    XMLConfigWriteStatus status;
+  } cases[] = {
+      {u"Key", u"\u00C4", kWritten},       {u"Key", u"\u00C4", kWritten},
+      {u"key", u"\u00C4", kOtherSpelling}, {u"Key", u"\u00D6", kOtherSpelling},
+      {u"Key", u"\u00E4", kWritten},       {u"Key", u"\u3042", kWritten},
+      {u"Key", u"\u304D", kOtherSpelling}, {u"Key", u"\u0001", kNotXml},
+      {u"Key", u"\xDC00", kNotXml},        {u"Key", u"\u0391", kWritten},
+      {u"Key", u"\u03D1", kOtherSpelling}, {u"Key/x\xD800y", u"v", kNotXml},
+  };
+  for (const auto& c : cases) {
+    const bool is_written = WriteXMLConfigInt(1, c.key, c.value, 5);
+    EXPECT_EQ(GetXMLConfigWriteStatus(1), c.status) << testing::PrintToString(c.value);
+    EXPECT_EQ(is_written, c.status == kWritten || c.status == kOtherSpelling);
+  }
+  EXPECT_EQ(Keys(u""), (std::vector<std::u16string>{u"Key"}));
+  EXPECT_EQ(Int(u"KEY", u"\u00D6"), 5);
+}
+
+// Letters of both cases, digits, and bytes of Mac OS Roman with and without an equal in the other
+// case; 0xA7 is one letter that equals two, 0xDE and 0xDF are ligatures.
+TEST_F(ConfigStoreTest, FoldedNamesAgreeWithTheFullComparison) {
+  const std::string bytes = "aAbsSsfFil1_ \xA7\xA7\xDE\xDF\x8A\x80\xC3\xBC\x9C\xF2\xE9\x8E";
+  std::mt19937 random(1);
+  const auto text = [&] {
+    std::string made;
+    for (unsigned i = random() % 4; i > 0; --i) made += bytes[random() % bytes.size()];
+    return made;
+  };
+  int equal = 0;
+  for (int i = 0; i < 20'000; ++i) {
+    const std::string a = text(), b = text();
+    const bool expected = CAtlStringA(a.c_str()).CompareNoCase(b.c_str()) == 0;
+    equal += expected ? 1 : 0;
+    ASSERT_EQ(HasFoldedName(b.c_str(), FoldedConfigName(a)), expected) << a << "|" << b;
+  }
+  EXPECT_GT(equal, 100);
+}
+
+// The store with its index beside a store whose elements are in the caller's hands, which has none.
+TEST_F(ConfigStoreTest, TheIndexFindsWhatAWalkFinds) {
+  fs::create_directories(file_.parent_path());
+  std::mt19937 random(3);
+  std::string content;
+  for (int i = 0; i < 40; ++i) {
+    content += "<KEY name='k" + std::to_string(i % 25) + "'><value name='V1'/></KEY><other/>";
+    content += "<value name='v" + std::to_string(i % 30) + "' data='" + std::to_string(i) + "'/>";
+  }
+  const fs::path walked = env_.folder() / "global.xml";
+  WriteFile(walked, "<key name='ORVIK Technologies' scope='Global'>" + content + "</key>");
+  UseContent(User(content));
+  EXPECT_TRUE(SetXMLConfig(0, File(walked)));
+  const auto name = [&](const char16_t* letter) {
+    CAtlString text(letter);
+    text.AppendFormat(u"%d", static_cast<int>(random() % 60));
+    return text;
+  };
+  for (int i = 0; i < 3000; ++i) {
+    const CAtlString key = random() % 3 == 0 ? name(u"K") + u"/" + name(u"k") : name(u"k");
+    const CAtlString path = random() % 2 == 0 ? CAtlString() : key;
+    const CAtlString value = name(random() % 2 == 0 ? u"v" : u"V");
+    ASSERT_NE(FindXMLRootElement(0), nullptr);
+    switch (random() % 4) {
+      case 0:
+        ASSERT_EQ(WriteXMLConfigInt(0, path, value, i), WriteXMLConfigInt(1, path, value, i));
+        ASSERT_EQ(GetXMLConfigWriteStatus(0), GetXMLConfigWriteStatus(1));
+        break;
+      case 1:
+        ASSERT_EQ(DeleteXMLConfigValueElement(0, path, value),
+                  DeleteXMLConfigValueElement(1, path, value));
+        break;
+      case 2:
+        if (random() % 10 != 0) break;
+        ASSERT_EQ(DeleteXMLSubKeyElement(0, key), DeleteXMLSubKeyElement(1, key));
+        break;
+      default:
+        ASSERT_EQ(Int(path, value, 0), Int(path, value, 1));
+    }
+  }
+  EXPECT_TRUE(SaveXMLConfigFile(0));
+  EXPECT_TRUE(SaveXMLConfigFile(1));
+  std::string one = ReadFile(walked), other = ReadFile(file_);
+  one.erase(0, one.find("Global") + 6);
+  other.erase(0, other.find("USER") + 4);
+  EXPECT_EQ(one, other);
+}
+
+TEST_F(ConfigStoreTest, WhatTheCallerChangesInTheElementsIsSeen) {
+  std::string many;
+  for (int i = 0; i < 100; ++i) many += "<value name='v" + std::to_string(i) + "' data='1'/>";
+  UseContent(User(many));
+  EXPECT_EQ(Int(u"", u"v99"), 1);
+  TiXmlElement* const root = FindXMLRootElement(1);
+  TiXmlElement* const value = FindXMLConfigValueElement(root, u"", u"v50");
+  value->SetAttribute("name", "renamed");
+  root->RemoveChild(root->LastChild());
+  EXPECT_EQ(Int(u"", u"v50"), -1);
+  EXPECT_EQ(Int(u"", u"renamed"), 1);
+  EXPECT_EQ(Int(u"", u"v99"), -1);
+  EXPECT_TRUE(WriteXMLConfigInt(1, u"", u"v99", 3));
+  EXPECT_EQ(Int(u"", u"v99"), 3);
+  EXPECT_EQ(GetXMLConfigValueElement(root, u"", u"\u0001"), nullptr);
+  value->SetAttribute("name", "\x01");
+  EXPECT_FALSE(SaveXMLConfigFile(1)) << "a file that could not be read again";
 }
 
 TEST_F(ConfigStoreTest, KeyPathsStayWithinWhatCanBeLoadedAgain) {

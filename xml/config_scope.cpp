@@ -1,0 +1,275 @@
+#include "xml/config_scope.h"
+
+#include <cerrno>
+#include <cstdio>
+#include <cstdlib>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <utility>
+
+#include <tinyxml.h>
+
+#include "files/file_manipulator.h"
+#include "files/path_arguments.h"
+#include "host/file_access.h"
+#include "host/keep_beside.h"
+#include "host/replace_file.h"
+#include "streams/com_ptr.h"
+#include "xml/config_globals.h"
+#include "xml/document_check.h"
+#include "xml/tixml_helper.h"
+#include "xml/xml_writer.h"
+
+namespace orvik {
+
+COrvikFilePath* g_pathGlobalXMLConfig = nullptr;
+COrvikFilePath* g_pathTempGlobalXMLConfig = nullptr;
+boost::shared_ptr<TiXmlDocument> g_pGlobalXMLConfigDoc;
+TiXmlElement* g_pGlobalXMLConfigRootElement = nullptr;
+bool g_bGlobalXMLConfigFileLoaded = false;
+
+COrvikFilePath* g_pathLocalXMLConfig = nullptr;
+COrvikFilePath* g_pathTempLocalXMLConfig = nullptr;
+boost::shared_ptr<TiXmlDocument> g_pLocalXMLConfigDoc;
+TiXmlElement* g_pLocalXMLConfigRootElement = nullptr;
+bool g_bLocalXMLConfigFileLoaded = false;
+
+namespace {
+
+constexpr char kRootName[] = "ORVIK Technologies";
+constexpr char kDiscarded[] = ".discarded";
+
+void SetPathIn(COrvikFilePath*& slot, const COrvikFilePath& path) {
+  delete std::exchange(slot, new COrvikFilePath(path));
+}
+
+bool HasAttribute(const TiXmlElement* element, const char* name, const char* value) {
+  return HasFoldedName(element->Attribute(name), FoldedConfigName(value));
+}
+
+// Puts U+FFFD in the place of what earlier versions wrote of characters that XML cannot hold: a
+// reference of two digits, or the bytes of U+FFFE and U+FFFF. False when there is none.
+bool Repair(std::string& text) {
+  constexpr std::string_view kReplacement = "\xEF\xBF\xBD";
+  bool is_repaired = false;
+  const auto replace = [&](std::size_t at, std::size_t length) {
+    text.replace(at, length, kReplacement);
+    is_repaired = true;
+  };
+  for (std::size_t at = 0; (at = text.find("&#x", at)) != std::string::npos; ++at) {
+    const std::string_view reference = std::string_view(text).substr(at, 6);
+    if (reference.size() < 6 || reference[5] != ';' || reference[3] < '0' || reference[3] > '1') {
+      continue;
+    }
+    const std::string_view digits = reference.substr(3, 2);
+    if (digits != "09" && digits != "0A" && digits != "0D") replace(at, reference.size());
+  }
+  for (std::size_t at = 0; (at = text.find("\xEF\xBF", at)) != std::string::npos; ++at) {
+    const std::string_view rest = std::string_view(text).substr(at);
+    if (rest.starts_with("\xEF\xBF\xBE") || rest.starts_with("\xEF\xBF\xBF")) replace(at, 3);
+  }
+  return is_repaired;
+}
+
+}  // namespace
+
+ConfigScope::ConfigScope(const char* name, COrvikFilePath*& path, COrvikFilePath*& temporary,
+                         boost::shared_ptr<TiXmlDocument>& document, TiXmlElement*& root,
+                         bool& loaded)
+    : name_(name),
+      path_(path),
+      temporary_(temporary),
+      document_(document),
+      root_(root),
+      loaded_(loaded) {}
+
+ConfigScope* ConfigScope::Of(int scope) {
+  static ConfigScope global("Global", g_pathGlobalXMLConfig, g_pathTempGlobalXMLConfig,
+                            g_pGlobalXMLConfigDoc, g_pGlobalXMLConfigRootElement,
+                            g_bGlobalXMLConfigFileLoaded);
+  static ConfigScope user("User", g_pathLocalXMLConfig, g_pathTempLocalXMLConfig,
+                          g_pLocalXMLConfigDoc, g_pLocalXMLConfigRootElement,
+                          g_bLocalXMLConfigFileLoaded);
+  return scope == 0 ? &global : scope == 1 ? &user : nullptr;
+}
+
+// The document is compared, not its address, which another may have got.
+ConfigScope::Known& ConfigScope::known() {
+  if (document_ == nullptr || known_.document.lock() != document_) {
+    known_ = {};
+    known_.document = document_;
+  }
+  return known_;
+}
+
+ConfigIndex* ConfigScope::index() {
+  return known().is_handed_out ? nullptr : &known().index;
+}
+
+TiXmlElement* ConfigScope::HandOut(TiXmlElement* element) {
+  if (element == nullptr) return nullptr;
+  for (const int scope : {0, 1}) {
+    ConfigScope& state = *Of(scope);
+    if (state.document_ != nullptr && state.document_.get() == element->GetDocument()) {
+      state.known().is_handed_out = true;
+    }
+  }
+  return element;
+}
+
+bool ConfigScope::SetPath(const COrvikFilePath& path) {
+  const bool is_other =
+      has_path() && path_->GetFilePathString().View() != path.GetFilePathString().View();
+  SetPathIn(path_, path);
+  if (!is_other) return true;
+  const bool is_saved = !known().is_changed;
+  root_ = nullptr;
+  document_.reset();
+  loaded_ = false;
+  return is_saved;
+}
+
+bool ConfigScope::IsValidRoot(const TiXmlElement* element) const {
+  return element != nullptr && element->Parent() != nullptr &&
+         element->Parent()->Type() == TiXmlNode::TINYXML_DOCUMENT &&
+         HasAttribute(element, "name", kRootName) && HasAttribute(element, "scope", name_);
+}
+
+void ConfigScope::WriteNew(IORVIKXMLWriter& writer) const {
+  writer.OutputXMLHeader();
+  writer.startElement("key");
+  writer.WriteTextAttribute("name", kRootName);
+  writer.WriteTextAttribute("scope", name_);
+  writer.endElement("key");
+}
+
+bool ConfigScope::CreateFile(const COrvikFilePath& path) const {
+  CComPtr<IORVIKXMLWriter> writer;
+  if (IORVIKXMLWriter::CreateORVIKXMLWriter(&writer, path) < 0) return false;
+  WriteNew(*writer);
+  return true;
+}
+
+TiXmlElement* ConfigScope::Load(bool from_temporary) {
+  const COrvikFilePath* const file = from_temporary ? temporary_ : path_;
+  if (!has_path() || file == nullptr) return nullptr;
+  root_ = nullptr;
+  document_.reset(new TiXmlDocument());
+  file_info_ = {XMLConfigFileState::kUsable, *file, {}};
+  if (TiXmlHelper::InitializeTiXmlDocumentFromFile(document_, *file, &file_info_.error) < 0) {
+    file_info_.state = !file->FileExists()          ? XMLConfigFileState::kMissing
+                       : file_info_.error.line == 0 ? XMLConfigFileState::kUnreadable
+                                                    : XMLConfigFileState::kDamaged;
+    if (file_info_.state != XMLConfigFileState::kDamaged || !LoadRepaired(*file)) return nullptr;
+  }
+  TiXmlElement* const root = document_->FirstChildElement();
+  if (!IsValidRoot(root)) {
+    file_info_.state = XMLConfigFileState::kOtherRoot;
+    return nullptr;
+  }
+  return root_ = root;
+}
+
+bool ConfigScope::LoadRepaired(const COrvikFilePath& file) {
+  const std::optional<std::string> path = PathForLibc(file.GetFilePathString());
+  std::string text;
+  if (!path || host::ReadWholeFile(*path, &text) != 0 || !Repair(text)) return false;
+  document_.reset(new TiXmlDocument());
+  if (TiXmlHelper::InitializeTiXmlDocumentFromText(document_, text.c_str()) < 0) return false;
+  known().is_not_the_file = true;
+  return true;
+}
+
+TiXmlElement* ConfigScope::Root() {
+  if (!has_path()) return nullptr;
+  if (!std::exchange(loaded_, true)) Load(false);
+  return root_;
+}
+
+TiXmlElement* ConfigScope::RootOrNew() {
+  if (TiXmlElement* const root = Root()) return IsValidRoot(root) ? root : nullptr;
+  // What could not be read before may be readable now.
+  if (!has_path() || Load(false) != nullptr) return root_;
+  if (!CanKeepAside()) return nullptr;
+  CComPtr<IORVIKXMLWriter> writer;
+  IORVIKXMLWriter::CreateORVIKXMLWriterOnString(&writer);
+  WriteNew(*writer);
+  document_.reset(new TiXmlDocument());
+  TiXmlHelper::InitializeTiXmlDocumentFromText(document_, writer->get_output().GetString());
+  known().is_not_the_file = true;
+  return root_ = document_->FirstChildElement();
+}
+
+bool ConfigScope::CanKeepAside() const {
+  if (!path_->FileExists()) return true;
+  if (path_->IsDirectory()) return false;
+  const std::optional<std::string> path = PathForLibc(path_->GetFilePathString());
+  return path && host::ReplaceAccess(*path + kDiscarded) == 0;
+}
+
+// In TinyXML's own layout.
+bool ConfigScope::Print(std::string& text) const {
+  char* bytes = nullptr;
+  std::size_t length = 0;
+  std::FILE* const memory = open_memstream(&bytes, &length);
+  if (memory == nullptr) return false;
+  const bool is_printed = document_->SaveFile(memory);
+  const bool is_closed = std::fclose(memory) == 0;
+  if (is_closed) text.assign(bytes, length);
+  std::free(bytes);
+  return is_printed && is_closed;
+}
+
+// A file that nobody may write is replaced, too, and stays so.
+host::ReplaceResult ConfigScope::Replace(const std::string& path, std::string_view content) const {
+  const bool is_read_only = !path_->CanFileBeWrittenTo();
+  if (is_read_only && !path_->ClearFileReadOnly()) return {EACCES, false, {}};
+  const host::ReplaceResult result = host::ReplaceFile(path, content);
+  if (is_read_only) path_->SetFileReadOnly();
+  return result;
+}
+
+bool ConfigScope::Save() {
+  if (!has_path() || root_ == nullptr) return false;
+  const std::optional<std::string> path = PathForLibc(path_->GetFilePathString());
+  std::string content;
+  if (!path || !Print(content)) return false;
+  // What others put into the document could make a file that nobody can read.
+  if (known().is_handed_out && !CheckDocument(content.c_str(), nullptr)) return false;
+  host::KeptFile kept;
+  bool is_readable = true;
+  if (known().is_not_the_file) {
+    std::string old;
+    const int error = host::ReadWholeFile(*path, &old);
+    if (error == EISDIR || error == EINVAL) return false;
+    is_readable = error == 0 || error == ENOENT;
+    if (!is_readable) {
+      kept = host::KeepUnreadBeside(*path, kDiscarded);
+    } else if (!old.empty()) {
+      kept = host::KeepBeside(*path, old, host::Flush::kToDisk, kDiscarded);
+    }
+    if (kept.error != 0) return false;
+  }
+  const host::ReplaceResult result =
+      is_readable ? Replace(*path, content) : host::SupersedeFile(*path, content);
+  // A file that took its place and could not be flushed is the document's all the same.
+  if (result.wrote || result.error == 0) {
+    known().is_not_the_file = false;
+  } else {
+    host::PutBack(kept, *path);
+  }
+  if (result.error != 0) return false;
+  known().is_changed = false;
+  file_info_ = {XMLConfigFileState::kUsable, *path_, {}};
+  return true;
+}
+
+const XMLConfigFileInfo& ConfigScope::file_info() {
+  static const XMLConfigFileInfo kNotSet;
+  if (!has_path()) return kNotSet;
+  Root();
+  return file_info_;
+}
+
+}  // namespace orvik
