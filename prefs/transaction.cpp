@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <utility>
 
+#include "platform/core_foundation/data.h"
 #include "platform/core_foundation/property_list.h"
 #include "prefs/change.h"
 #include "prefs/platform_values.h"
@@ -155,7 +156,8 @@ PrefStatus Transaction::Rehearse(TransactionResult* result) const {
   }
   PrefStatus status = TransactionRunner(store).Run(steps_);
   if (status.ok() && store.entries() != nullptr &&
-      !CFPropertyListIsValid(store.entries(), kCFPropertyListXMLFormat_v1_0)) {
+      !CAutoCFRelease<CFDataRef>(
+          CFPropertyListCreateXMLData(kCFAllocatorDefault, store.entries()))) {
     status = {PrefError::kNotSerializable};
   }
   if (status.ok()) {
