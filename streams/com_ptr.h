@@ -59,20 +59,17 @@ class CComPtr {
     return S_OK;
   }
 
-  // Whether both are one object: what they give for IID_IUnknown is compared. Two nulls are equal,
-  // and so are two objects that refuse the query; one null is equal to no object.
-  bool IsEqualObject(IUnknown* other) const {
-    return (p == nullptr) == (other == nullptr) && IdentityOf(p) == IdentityOf(other);
-  }
+  // Whether both are one object: what they give for IID_IUnknown is compared, and for an object
+  // that refuses the query its address. Two nulls are equal.
+  bool IsEqualObject(IUnknown* other) const { return IdentityOf(p) == IdentityOf(other); }
 
  private:
   void Swap(CComPtr& other) noexcept { std::swap(p, other.p); }
 
   static void* IdentityOf(IUnknown* object) {
     void* identity = nullptr;
-    if (object != nullptr && object->QueryInterface(IID_IUnknown, &identity) >= 0) {
-      static_cast<IUnknown*>(identity)->Release();
-    }
+    if (object == nullptr || object->QueryInterface(IID_IUnknown, &identity) < 0) return object;
+    static_cast<IUnknown*>(identity)->Release();
     return identity;
   }
 

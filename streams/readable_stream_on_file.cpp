@@ -36,18 +36,20 @@ void CReadableStreamOnFile::InitializeStream(const COrvikFilePath& path, _LARGE_
   file_size_.QuadPart = path_.GetFileSize();
 }
 
-CReadableStreamOnFile::File CReadableStreamOnFile::InternalGetFileHandle() const {
-  File file(CFileManipulator::OpenFile(path_, "rb"));
-  // A position that cannot be reached is not an error: the read then delivers what there is.
-  if (file) static_cast<void>(fseeko(file.get(), position_.QuadPart, SEEK_SET));
+CFile CReadableStreamOnFile::InternalGetFileHandle() const {
+  CFile file(CFileManipulator::OpenFile(path_, "rb"));
+  // There is nothing to read at a position that no file can have.
+  if (file && fseeko(file.get(), position_.QuadPart, SEEK_SET) != 0) {
+    static_cast<void>(fseeko(file.get(), 0, SEEK_END));
+  }
   return file;
 }
 
 HRESULT CReadableStreamOnFile::Read(void* buffer, unsigned long count, unsigned long* read) {
   if (buffer == nullptr || read == nullptr) return E_FAIL;
-  const File file = InternalGetFileHandle();
+  const CFile file = InternalGetFileHandle();
   *read = file ? std::fread(buffer, 1, count, file.get()) : 0;
-  position_.QuadPart += static_cast<std::int64_t>(*read);
+  position_.QuadPart = Sum(position_.QuadPart, static_cast<std::int64_t>(*read));
   return *read == 0 ? S_FALSE : S_OK;
 }
 
@@ -74,7 +76,7 @@ HRESULT CReadableStreamOnFile::Seek(_LARGE_INTEGER move, unsigned long origin,
   }
   position_.QuadPart = position;
   if (new_position != nullptr) new_position->QuadPart = static_cast<std::uint64_t>(position);
-  const File file(CFileManipulator::OpenFile(path_, "rb"));
+  const CFile file(CFileManipulator::OpenFile(path_, "rb"));
   if (!file) return E_UNEXPECTED;
   if (fseeko(file.get(), position, SEEK_SET) != 0) return E_INVALIDARG;
   if (new_position != nullptr) {
@@ -86,7 +88,7 @@ HRESULT CReadableStreamOnFile::Seek(_LARGE_INTEGER move, unsigned long origin,
 HRESULT CReadableStreamOnFile::CopyTo(IStream* target, _ULARGE_INTEGER count, _ULARGE_INTEGER* read,
                                       _ULARGE_INTEGER* written) {
   if (target == nullptr) return E_INVALIDARG;
-  const File file = InternalGetFileHandle();
+  const CFile file = InternalGetFileHandle();
   if (!file) return E_FAIL;
   std::vector<unsigned char> buffer(kCopyPiece);
   std::uint64_t total_read = 0;

@@ -4,14 +4,13 @@
 // may be replaced or removed in between. Only regular files and character devices are opened
 // (CFileManipulator::OpenFile).
 //
-// Reading works at any 64-bit position. The size is the 32-bit one of COrvikFilePath::GetFileSize,
+// Reading works at any 64-bit position; beyond the end, and before the beginning, there is nothing
+// to read. The size is the 32-bit one of COrvikFilePath::GetFileSize,
 // taken once: for a file of 4 GiB or more it is 0xFFFFFFFF, seeking reaches no further, and the end
 // that a seek counts from lies there.
 #pragma once
 
-#include <cstdio>
-#include <memory>
-
+#include "files/c_file.h"
 #include "files/file_path.h"
 #include "streams/reference_counted.h"
 
@@ -42,14 +41,9 @@ class CReadableStreamOnFile final : public StreamBase<IStream> {
   HRESULT Clone(IStream** out) override;
 
  private:
-  struct Close {
-    void operator()(std::FILE* file) const { std::fclose(file); }
-  };
-  using File = std::unique_ptr<std::FILE, Close>;
-
   void InitializeStream(const COrvikFilePath& path, _LARGE_INTEGER start);
   // The file at the position; null when it cannot be opened.
-  File InternalGetFileHandle() const;
+  CFile InternalGetFileHandle() const;
 
   _ULARGE_INTEGER file_size_;
   _LARGE_INTEGER position_;

@@ -12,7 +12,13 @@ namespace {
 // Tells how many references are open and whether it is still there.
 class CountingStream final : public StreamBase<IStream> {
  public:
-  explicit CountingStream(int& references) : references_(references) { references_ = 1; }
+  explicit CountingStream(int& references, bool refuses = false)
+      : references_(references), refuses_(refuses) {
+    references_ = 1;
+  }
+  HRESULT QueryInterface(const _GUID& identifier, void** out) override {
+    return refuses_ ? E_NOTIMPL : StreamBase::QueryInterface(identifier, out);
+  }
   unsigned long AddRef() override {
     ++references_;
     return StreamBase::AddRef();
@@ -24,11 +30,12 @@ class CountingStream final : public StreamBase<IStream> {
 
  private:
   int& references_;
+  const bool refuses_;
 };
 
-CComPtr<IStream> Counting(int& references) {
+CComPtr<IStream> Counting(int& references, bool refuses = false) {
   CComPtr<IStream> pointer;
-  pointer.Attach(new CountingStream(references));
+  pointer.Attach(new CountingStream(references, refuses));
   return pointer;
 }
 
@@ -80,15 +87,17 @@ TEST(ComPtrTest, CopyToHandsOutAReference) {
 }
 
 TEST(ComPtrTest, ComparesObjectsByIdentity) {
-  int one = 0, two = 0;
-  const CComPtr<IStream> a = Counting(one), b = Counting(two), null;
-  EXPECT_TRUE(a.IsEqualObject(a));
-  EXPECT_FALSE(a.IsEqualObject(b));
-  EXPECT_FALSE(a.IsEqualObject(nullptr));
-  EXPECT_FALSE(null.IsEqualObject(a));
-  EXPECT_TRUE(null.IsEqualObject(nullptr));
-  EXPECT_EQ(one, 1);
-  EXPECT_EQ(two, 1);
+  for (const bool refuses : {false, true}) {  // the writers refuse every query
+    int one = 0, two = 0;
+    const CComPtr<IStream> a = Counting(one, refuses), b = Counting(two, refuses), null;
+    EXPECT_TRUE(a.IsEqualObject(a));
+    EXPECT_FALSE(a.IsEqualObject(b));
+    EXPECT_FALSE(a.IsEqualObject(nullptr));
+    EXPECT_FALSE(null.IsEqualObject(a));
+    EXPECT_TRUE(null.IsEqualObject(nullptr));
+    EXPECT_EQ(one, 1);
+    EXPECT_EQ(two, 1);
+  }
 }
 
 TEST(ComPtrTest, QueriesAnswerForTwoIdentifiersOnly) {

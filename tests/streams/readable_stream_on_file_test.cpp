@@ -44,8 +44,20 @@ TEST_F(ReadableStreamOnFileTest, ReadsOnFromWhereItStands) {
   EXPECT_EQ(read, 0u);
   EXPECT_EQ(stream_->Read(&byte, 1, nullptr), E_FAIL);
   EXPECT_EQ(stream_->Read(nullptr, 1, &read), E_FAIL);
-  const auto later = CStreamFactory::CreateReadableStreamOnFile(path_, {kSize - 3});
-  EXPECT_EQ(ReadText(later, 10), content_.substr(kSize - 3));
+  constexpr std::int64_t kMost = std::numeric_limits<std::int64_t>::max();
+  for (const std::int64_t start : {kSize - 3, kSize, kSize + 1, 1l << 52, kMost, -1l, -kMost}) {
+    SCOPED_TRACE(start);
+    const auto later = CStreamFactory::CreateReadableStreamOnFile(path_, {start});
+    ASSERT_NE(later, nullptr);
+    const std::string expected = start == kSize - 3 ? content_.substr(kSize - 3) : "";
+    CComPtr<IStreamOnBuffer> target;
+    CStreamFactory::CreateWritableBufferStream(&target);
+    EXPECT_EQ(later->CopyTo(target, {1}, nullptr, nullptr), expected.empty() ? E_FAIL : S_OK);
+    EXPECT_EQ(ReadText(later, 10), expected);
+    EXPECT_EQ(ReadText(later, 10), "");
+    EXPECT_EQ(later->Seek({5}, STREAM_SEEK_SET, nullptr), S_OK);
+    EXPECT_EQ(ReadText(later, 2), content_.substr(5, 2));
+  }
 }
 
 TEST_F(ReadableStreamOnFileTest, SeeksInsideTheFileOnly) {
