@@ -20,6 +20,14 @@ std::uint64_t EncodedLength(std::uint64_t length) {
   return (length + 2) / 3 * 4;
 }
 
+// Whether a string can hold the head and the encoding of so many bytes, with its own header and
+// terminator.
+bool FitsString(std::string_view head, std::uint64_t count) {
+  constexpr std::uint64_t kLongestString = INT_MAX - 16;
+  return EncodedLength(count) <= kLongestString &&
+         head.size() <= kLongestString - EncodedLength(count);
+}
+
 // Writes EncodedLength(length) characters.
 void Encode(const unsigned char* input, std::size_t length, char* output) {
   static const auto kEncode = base64::HasWideRoad() ? base64::EncodeWide : base64::EncodePortable;
@@ -76,14 +84,13 @@ int decode64(const char* input, unsigned int input_length, unsigned char* output
   return 1;
 }
 
-CAtlStringA ConvertRawBytesIntoBase64String(unsigned char* bytes, long length, const char* prefix) {
+CAtlStringA ConvertRawBytesIntoBase64String(const unsigned char* bytes, long length,
+                                            const char* prefix) {
   const std::string_view head = prefix == nullptr ? std::string_view() : prefix;
   const std::size_t count = bytes == nullptr || length < 0 ? 0 : static_cast<std::size_t>(length);
-  const std::uint64_t encoded = EncodedLength(count);
-  constexpr std::uint64_t kLongestString = INT_MAX - 16;  // header and terminator count as well
-  if (encoded > kLongestString || head.size() > kLongestString - encoded) return CAtlStringA();
+  if (!FitsString(head, count)) return CAtlStringA();
   CAtlStringA result;
-  const int total = static_cast<int>(head.size() + encoded);
+  const int total = static_cast<int>(head.size() + EncodedLength(count));
   char* const text = result.GetBufferSetLength(total);
   std::copy(head.begin(), head.end(), text);
   Encode(bytes, count, text + head.size());
@@ -94,6 +101,7 @@ CAtlStringA ConvertRawBytesIntoBase64String(unsigned char* bytes, long length, c
 HRESULT ConvertBinaryFileToBase64String(const COrvikFilePath& path, CAtlStringA& result,
                                         const char* prefix) {
   if (!path.FileExists()) return E_INVALIDARG;
+  if (!FitsString(prefix == nullptr ? "" : prefix, path.GetFileSize())) return E_FAIL;
   unsigned char* buffer = nullptr;
   const unsigned long length = CFileManipulator::ReadFileIntoBuffer(path, buffer);
   const std::unique_ptr<unsigned char[]> bytes(buffer);

@@ -1,7 +1,11 @@
 // Base64 (RFC 4648, section 4: the standard alphabet, "=" padding, no line breaks).
 //
 // encode64 and decode64 return 1 for success and 0 for failure. Decoding takes unbroken text only
-// and never accepts part of it: one bad group of four fails the whole call. Lengths are bytes. The
+// and never accepts part of it: one bad group of four fails the whole call. Text with line breaks,
+// as MIME has it, loses them first:
+//
+//   std::erase_if(text, [](char c) { return c == '\r' || c == '\n' || c == ' ' || c == '\t'; });
+// Lengths are bytes. The
 // functions keep no state and may be called from any thread.
 //
 //   bytes   text        text decoded by groups        bytes
@@ -28,11 +32,13 @@ int encode64(const unsigned char* input, unsigned int input_length, char* output
 int decode64(const char* input, unsigned int input_length, unsigned char* output,
              unsigned int* output_length);
 
-// `prefix` (may be null) followed by the encoding. Empty when no string can hold that much (2 GiB).
-CAtlStringA ConvertRawBytesIntoBase64String(unsigned char* bytes, long length, const char* prefix);
+// `prefix` (may be null) followed by the encoding. Empty when no string can hold that much (2 GiB,
+// from about 1.5 GiB of bytes on).
+CAtlStringA ConvertRawBytesIntoBase64String(const unsigned char* bytes, long length,
+                                            const char* prefix);
 
-// The same for the content of a file. E_INVALIDARG, and `result` untouched, when there is no such
-// file; one that cannot be read counts as empty.
+// The same for the content of a file. E_INVALIDARG when there is no such file, E_FAIL when no
+// string can hold the text; `result` is untouched then. A file that cannot be read counts as empty.
 HRESULT ConvertBinaryFileToBase64String(const COrvikFilePath& path, CAtlStringA& result,
                                         const char* prefix);
 

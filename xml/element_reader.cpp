@@ -59,6 +59,7 @@ HRESULT CXMLElementReader::GetTextAttributeFromNodeW(TiXmlElement* element, cons
 
 HRESULT CXMLElementReader::GetLongAttributeFromNode(TiXmlElement* element, const char* name,
                                                     long* out) {
+  if (out == nullptr) return E_POINTER;
   const char* text;
   const HRESULT result = FindFilledText(element, name, text);
   if (result == S_OK) *out = std::strtol(text, nullptr, 10);
@@ -67,6 +68,7 @@ HRESULT CXMLElementReader::GetLongAttributeFromNode(TiXmlElement* element, const
 
 HRESULT CXMLElementReader::GetFloatAttributeFromNode(TiXmlElement* element, const char* name,
                                                      float* out) {
+  if (out == nullptr) return E_POINTER;
   const char* text;
   const HRESULT result = FindFilledText(element, name, text);
   if (result == S_OK) *out = static_cast<float>(std::atof(text));
@@ -75,6 +77,7 @@ HRESULT CXMLElementReader::GetFloatAttributeFromNode(TiXmlElement* element, cons
 
 HRESULT CXMLElementReader::GetBOOLAttributeFromNode(TiXmlElement* element, const char* name,
                                                     bool* out) {
+  if (out == nullptr) return E_POINTER;
   long number = 0;
   const HRESULT result = GetLongAttributeFromNode(element, name, &number);
   if (result == S_OK) *out = number != 0;
@@ -83,6 +86,7 @@ HRESULT CXMLElementReader::GetBOOLAttributeFromNode(TiXmlElement* element, const
 
 HRESULT CXMLElementReader::GetColorAttributeFromNode(TiXmlElement* element, const char* name,
                                                      unsigned long* out) {
+  if (out == nullptr) return E_POINTER;
   const char* text;
   const HRESULT result = FindFilledText(element, name, text);
   if (result != S_OK) return result;

@@ -1,9 +1,9 @@
 // Typed access to elements that TinyXML has parsed.
 //
 // Results: S_OK; E_INVALIDARG when there is no element, no such attribute or no text; E_FAIL when
-// it is there but empty or not in the expected form. An output is written on success only, unless
-// stated. Names are zero-terminated; a null name names nothing. Texts are UTF-8 with entities
-// resolved; the functions that end in W give UTF-16.
+// it is there but empty or not in the expected form; E_POINTER for a null output pointer. An output
+// is written on success only, unless stated. Names are zero-terminated; a null name names nothing.
+// Texts are UTF-8 with entities resolved; the functions that end in W give UTF-16.
 //
 // The value of an element is the text of its first child node, when that is a text or a CDATA
 // section; whatever else an element holds, it has no value.

@@ -1,6 +1,7 @@
 #include "xml/xml_writer.h"
 
 #include <charconv>
+#include <cstdint>
 #include <cstdio>
 #include <string>
 
@@ -99,17 +100,18 @@ HRESULT IORVIKXMLWriter::WriteFloatAttribute(const char* name, float value) {
 }
 
 HRESULT IORVIKXMLWriter::WriteColorAttribute(const char* name, unsigned long color) {
-  if (color == 0xFFFFFFFE || color == 0xFFFFFFFF) return WriteTextAttribute(name, "none");
+  const auto bits = static_cast<std::uint32_t>(color);
+  if (bits >= 0xFFFFFFFE) return WriteTextAttribute(name, "none");
   char text[8];
-  std::snprintf(text, sizeof text, "#%02x%02x%02x", static_cast<unsigned>(color & 0xFF),
-                static_cast<unsigned>(color >> 8 & 0xFF),
-                static_cast<unsigned>(color >> 16 & 0xFF));
+  std::snprintf(text, sizeof text, "#%02x%02x%02x", unsigned{bits & 0xFF},
+                unsigned{bits >> 8 & 0xFF}, unsigned{bits >> 16 & 0xFF});
   return WriteTextAttribute(name, text);
 }
 
-HRESULT IORVIKXMLWriter::WriteBase64Attribute(const char* name, unsigned char* bytes, long length) {
-  return WriteTextAttribute(
-      name, ConvertRawBytesIntoBase64String(bytes, length, "data:;base64,").GetString());
+HRESULT IORVIKXMLWriter::WriteBase64Attribute(const char* name, const unsigned char* bytes,
+                                              long length) {
+  const CAtlStringA value = ConvertRawBytesIntoBase64String(bytes, length, "data:;base64,");
+  return value.IsEmpty() ? E_FAIL : WriteTextAttribute(name, value.GetString());
 }
 
 HRESULT IORVIKXMLWriter::WriteCommaSeperatedArrayAttribute(const char* name,

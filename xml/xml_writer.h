@@ -56,10 +56,12 @@ class IORVIKXMLWriter : public IUnknown {
   HRESULT WriteLongAttribute(const char* name, long value);
   // Two decimals.
   HRESULT WriteFloatAttribute(const char* name, float value);
-  // `color` is 0x00BBGGRR and becomes "#rrggbb"; 0xFFFFFFFE and 0xFFFFFFFF become "none".
+  // `color` is 0x00BBGGRR and becomes "#rrggbb"; 0xFFFFFFFE and 0xFFFFFFFF become "none". Only the
+  // low 32 bits count, so that -1 is "none" everywhere.
   HRESULT WriteColorAttribute(const char* name, unsigned long color);
-  // "data:;base64," and the encoding.
-  HRESULT WriteBase64Attribute(const char* name, unsigned char* bytes, long length);
+  // "data:;base64," and the encoding. E_FAIL, and nothing written, when no string can hold them
+  // (about 1.5 GiB of bytes).
+  HRESULT WriteBase64Attribute(const char* name, const unsigned char* bytes, long length);
   // The items with "," between them; nothing for an empty array. A comma inside an item is not
   // marked.
   HRESULT WriteCommaSeperatedArrayAttribute(const char* name, const CAtlArray<CAtlStringA>& items);

@@ -173,6 +173,16 @@ TEST_F(Base64FileTest, ConvertsWholeFiles) {
   EXPECT_EQ(result.View(), "p:" + Encoded(bytes));
 }
 
+TEST_F(Base64FileTest, RefusesAFileWhoseTextNoStringCanHold) {
+  CAtlStringA result("before");
+  WriteFile(file_, "");
+  for (const std::uintmax_t size : {1'700'000'000ull, 5ull << 30}) {
+    fs::resize_file(file_, size);
+    EXPECT_EQ(ConvertBinaryFileToBase64String(path_, result, nullptr), E_FAIL);
+    EXPECT_EQ(result.View(), "before");
+  }
+}
+
 TEST_F(Base64FileTest, DecodesIntoAFile) {
   // Padded groups leave the buffer filled by odd amounts.
   std::string text, bytes;

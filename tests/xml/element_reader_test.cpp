@@ -86,6 +86,14 @@ TEST(ElementReaderTest, ReadsNumbers) {
   }
 }
 
+TEST(ElementReaderTest, AnswersNullOutputPointers) {
+  const Document document("<a v='1'/>");
+  EXPECT_EQ(Reader::GetLongAttributeFromNode(document.root(), "v", nullptr), E_POINTER);
+  EXPECT_EQ(Reader::GetFloatAttributeFromNode(document.root(), "v", nullptr), E_POINTER);
+  EXPECT_EQ(Reader::GetBOOLAttributeFromNode(document.root(), "v", nullptr), E_POINTER);
+  EXPECT_EQ(Reader::GetColorAttributeFromNode(document.root(), "v", nullptr), E_POINTER);
+}
+
 TEST(ElementReaderTest, ReadsColors) {
   const struct {
     std::string value;

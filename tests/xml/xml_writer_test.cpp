@@ -92,6 +92,8 @@ TEST(XmlWriterTest, WritesExactlyWhatItIsAskedFor) {
       {[](auto& w) { w.WriteColorAttribute("c", 0x12345678); }, " c=\"#785634\""},
       {[](auto& w) { w.WriteColorAttribute("c", 0xFFFFFFFF); }, " c=\"none\""},
       {[](auto& w) { w.WriteColorAttribute("c", 0xFFFFFFFE); }, " c=\"none\""},
+      {[](auto& w) { w.WriteColorAttribute("c", static_cast<unsigned long>(-1)); }, " c=\"none\""},
+      {[](auto& w) { w.WriteColorAttribute("c", static_cast<unsigned long>(-2)); }, " c=\"none\""},
       {[](auto& w) { w.WriteColorAttribute("c", 0xFFFFFFFD); }, " c=\"#fdffff\""},
       {[&](auto& w) { w.WriteBase64Attribute("d", man, 3); }, " d=\"data:;base64,TWFu\""},
       {[&](auto& w) { w.WriteCommaSeperatedArrayAttribute("s", items); }, " s=\"a,b,&lt;\""},
