@@ -6,7 +6,7 @@ set -euo pipefail
 cd "$(dirname "$0")/.."
 . scripts/dependencies.sh
 install_dependencies build bench
-cmake --preset release -DORVIK_BUILD_BENCH=ON
+cmake --preset release
 cmake --build --preset release --target orvik_bench postflight
 build/release/bin/orvik_bench --benchmark_repetitions=5 --benchmark_min_time=0.1 \
   --table-json=build/bench.json "$@" | tee build/bench.md

@@ -38,10 +38,18 @@ install_dependencies() {
   DEBIAN_FRONTEND=noninteractive $as_root apt-get install -y -qq --no-install-recommends $missing >/dev/null
 }
 
+# The files that name this machine's own package sources.
+apt_sources() {
+  find /etc/apt/sources.list /etc/apt/sources.list.d -type f \( -name '*.list' -o -name '*.sources' \) \
+    -size +0 2>/dev/null
+}
+
 # unpack_sysroot ARCHITECTURE FOLDER: what a program for another processor is built with and loads.
-# Nothing of this machine changes. A folder that is there already stays as it is.
+# Nothing of this machine changes. A folder that exists already stays as it is.
 unpack_sysroot() {
   local architecture="$1" folder="$2" link
+  local -a sources
+  mapfile -t sources < <(apt_sources)
   local libraries="libc6-dev libstdc++6 $orvik_libraries_build $orvik_libraries_test"
   [ ! -d "$folder" ] || return 0
   mkdir -p "$(dirname "$folder")"
@@ -49,7 +57,7 @@ unpack_sysroot() {
   # shellcheck disable=SC2086
   mmdebstrap --quiet --variant=extract --architectures="$architecture" \
     --aptopt='APT::Install-Recommends "false"' --include="$(echo $libraries | tr ' ' ,)" \
-    bookworm "$folder.part" http://deb.debian.org/debian
+    "$(. /etc/os-release && echo "$VERSION_CODENAME")" "$folder.part" "${sources[@]}"
   # The emulator would take these for the folders of this machine.
   rm -rf "$folder.part"/{dev,etc,tmp,var}
   # An absolute link would point into this machine.

@@ -5,7 +5,7 @@ set -euo pipefail
 cd "$(dirname "$0")/.."
 . scripts/dependencies.sh
 install_dependencies build
-cmake --preset release -DORVIK_BUILD_BENCH=OFF
+cmake --preset release
 cmake --build --preset release --target postflight
 
 folder=${1:-$PWD/build/quickstart}
