@@ -1,9 +1,9 @@
 // The configuration store: settings in an XML file of the application's choice.
 #include <cstdio>
 
-#include "files/directory_path.h"
-#include "files/file_manipulator.h"
-#include "xml/config_store.h"
+#include <orvik/files/directory_path.h>
+#include <orvik/files/file_manipulator.h>
+#include <orvik/xml/config_store.h>
 
 using namespace orvik;
 

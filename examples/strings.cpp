@@ -1,8 +1,8 @@
 // Text: cheap copies, literal searching, formatting, and UTF-8 at the borders.
 #include <cstdio>
 
-#include "strings/atl_string.h"
-#include "strings/utf8_strings.h"
+#include <orvik/strings/atl_string.h>
+#include <orvik/strings/utf8_strings.h>
 
 using namespace orvik;
 

@@ -1,9 +1,9 @@
 // Streams: write a file, copy it into memory, take the text out.
 #include <cstdio>
 
-#include "files/directory_path.h"
-#include "files/file_manipulator.h"
-#include "streams/stream_factory.h"
+#include <orvik/files/directory_path.h>
+#include <orvik/files/file_manipulator.h>
+#include <orvik/streams/stream_factory.h>
 
 using namespace orvik;
 

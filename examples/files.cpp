@@ -1,10 +1,10 @@
 // Paths and files: build a path, write a file, list its folder, remove it again.
 #include <cstdio>
 
-#include "files/directory_manipulator.h"
-#include "files/directory_path.h"
-#include "files/file_manipulator.h"
-#include "strings/utf8_strings.h"
+#include <orvik/files/directory_manipulator.h>
+#include <orvik/files/directory_path.h>
+#include <orvik/files/file_manipulator.h>
+#include <orvik/strings/utf8_strings.h>
 
 using namespace orvik;
 

@@ -1,8 +1,8 @@
 // XML: write a document into a string.
 #include <cstdio>
 
-#include "streams/com_ptr.h"
-#include "xml/xml_writer.h"
+#include <orvik/streams/com_ptr.h>
+#include <orvik/xml/xml_writer.h>
 
 using namespace orvik;
 

@@ -1,9 +1,9 @@
 // The preference store: the plain operations, and a transaction that tells whether it was saved.
 #include <cstdio>
 
-#include "prefs/preferences.h"
-#include "prefs/transaction.h"
-#include "strings/utf8_strings.h"
+#include <orvik/prefs/preferences.h>
+#include <orvik/prefs/transaction.h>
+#include <orvik/strings/utf8_strings.h>
 
 using namespace orvik;
 

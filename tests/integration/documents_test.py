@@ -1,0 +1,87 @@
+#!/usr/bin/env python3
+"""Checks the documents against the tree, and runs the commands that they show.
+
+usage: documents_test.py SOURCE_FOLDER [WORK_FOLDER PREFIX]
+
+- Every link to a file of the tree leads to one.
+- Every listing in C++ or CMake follows a line <!-- FILE --> and is that file, or a part of it.
+- The pages of the library name only headers that are installed.
+- With a work folder, every shell block that follows a line <!-- run --> runs in a copy of the
+  examples on what is installed below PREFIX, and prints something.
+"""
+import pathlib
+import re
+import shutil
+import subprocess
+import sys
+
+BLOCK = re.compile(r"(?:^<!-- (?P<note>[^\n]*) -->\n)?^```(?P<kind>\w*)\n(?P<text>.*?)^```$",
+                   re.M | re.S)
+LIBRARY_PAGES = ["library", "differences", "strings", "files", "streams", "prefs", "xml"]
+
+
+def documents(source):
+    return sorted(source.glob("*.md")) + sorted((source / "docs").glob("*.md")) + \
+        sorted((source / "examples").glob("**/*.md"))
+
+
+def check_links(path, text):
+    for target in re.findall(r"\]\(([^)#\s]+)(?:#[^)]*)?\)", text):
+        if not re.match(r"\w+:", target) and not (path.parent / target).exists():
+            yield f"{path.name}: no file {target}"
+
+
+def check_listings(source, path, text):
+    for block in BLOCK.finditer(text):
+        if block["kind"] not in ("cpp", "cmake"):
+            continue
+        file = source / (block["note"] or "-")
+        if not file.is_file():
+            yield f"{path.name}: a listing names no file: {block['text'][:60]!r}"
+        elif block["text"] not in file.read_text():
+            yield f"{path.name}: the listing is not in {block['note']}"
+
+
+def check_headers(source, path, text, installed):
+    if path.parent.name != "docs" or path.stem not in LIBRARY_PAGES:
+        return
+    for name in re.findall(r"`([\w/]+\.h)`", text):
+        if not any(header == name or header.endswith("/" + name) for header in installed):
+            yield f"{path.name}: names {name}, which is not installed"
+
+
+def run_blocks(source, path, text, work, prefix):
+    for block in BLOCK.finditer(text):
+        if block["note"] != "run":
+            continue
+        shutil.rmtree(work, ignore_errors=True)
+        shutil.copytree(source / "examples", work / "examples")
+        # The compiler of the build under test, with its flags.
+        script = 'set -e\ng++() { $CXX $CXXFLAGS "$@"; }\n' + \
+            block["text"].replace("/opt/orvik", str(prefix))
+        done = subprocess.run(["bash", "-c", script], cwd=work, capture_output=True, text=True)
+        if done.returncode != 0 or not done.stdout.strip().splitlines()[-1].startswith("<folder>"):
+            yield f"{path.name}: these lines fail:\n{block['text']}{done.stdout}{done.stderr}"
+
+
+def main():
+    source = pathlib.Path(sys.argv[1])
+    installed = subprocess.run(["cmake", "-P", source / "cmake/public_headers.cmake"], check=True,
+                               capture_output=True, text=True).stdout.split()
+    problems = []
+    ran = 0
+    for path in documents(source):
+        text = path.read_text()
+        problems += check_links(path, text)
+        problems += check_listings(source, path, text)
+        problems += check_headers(source, path, text, installed)
+        if len(sys.argv) > 2:
+            ran += text.count("<!-- run -->")
+            problems += run_blocks(source, path, text, pathlib.Path(sys.argv[2]), sys.argv[3])
+    if len(sys.argv) > 2 and ran == 0:
+        problems.append("no document shows a command to run")
+    print("\n".join(problems))
+    return 1 if problems else 0
+
+
+sys.exit(main())
