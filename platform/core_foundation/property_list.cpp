@@ -54,6 +54,33 @@ class Copier : public PropertyListWalk::Visitor {
   int depth_ = 0;
 };
 
+// Whether everything that is met can be written in the format.
+class Checker : public PropertyListWalk::Visitor {
+ public:
+  explicit Checker(CFPropertyListFormat format) : format_(format) {}
+
+  bool Leaf(const NSObject* object, PropertyListKind kind) override {
+    switch (kind) {
+      case PropertyListKind::kString:
+      case PropertyListKind::kData:
+        return true;
+      case PropertyListKind::kDate:
+        return format_ == kCFPropertyListBinaryFormat_v1_0 ||
+               (format_ == kCFPropertyListXMLFormat_v1_0 &&
+                IsPropertyListDate(CFDateGetAbsoluteTime(static_cast<CFDateRef>(object))));
+      default:
+        return format_ != kCFPropertyListOpenStepFormat;
+    }
+  }
+
+  bool Begin(const NSObject*, PropertyListKind, size_t) override { return true; }
+  bool Key(const NSString*) override { return true; }
+  bool End(PropertyListKind) override { return true; }
+
+ private:
+  CFPropertyListFormat format_;
+};
+
 // "<" and hexadecimal digits: the data of the old text form and not XML.
 bool BeginsWithTextData(std::string_view text) {
   const size_t open = text.find_first_not_of(" \t\r\n");
@@ -113,6 +140,15 @@ CFPropertyListRef CFPropertyListCreateDeepCopy(CFAllocatorRef, CFPropertyListRef
     return nullptr;
   }
   return copier.Take().release();
+}
+
+Boolean CFPropertyListIsValid(CFPropertyListRef property_list, CFPropertyListFormat format) {
+  if (format != kCFPropertyListOpenStepFormat && format != kCFPropertyListXMLFormat_v1_0 &&
+      format != kCFPropertyListBinaryFormat_v1_0) {
+    return false;
+  }
+  Checker checker(format);
+  return PropertyListWalk::Run(ObjectOf(property_list), PropertyListOrder::kStored, checker);
 }
 
 }  // namespace orvik
