@@ -22,7 +22,7 @@ LAYERS = ["text", "host", "platform", "strings", "files", "streams", "prefs", "x
 PROGRAMS = ["postflight", "tools"]
 ABOVE_PLATFORM = LAYERS[LAYERS.index("strings"):] + PROGRAMS + ["examples"]
 # Targets that are no layer, and the folder that builds each.
-TARGETS = {"orvik_postflight": "postflight", "orvik_prefs_tool": "tools"}
+TARGETS = {"orvik_postflight": "postflight", "orvik_prefs_tool": "tools", "orvik::orvik": "xml"}
 
 # The parts of POSIX that the layers above the platform call by name.
 POSIX = {"fcntl.h", "pthread.h", "sys/mman.h", "sys/stat.h", "sys/types.h", "syslog.h", "unistd.h",
@@ -66,7 +66,7 @@ def links_of(folder):
             elif word in ("PUBLIC", "LINKS"):
                 public = True
             name = re.fullmatch(r"orvik::(\w+)|orvik_(\w+)_shared", word)
-            target = (name.group(1) or name.group(2)) if name else TARGETS.get(word)
+            target = TARGETS.get(word) or (name and (name.group(1) or name.group(2)))
             if target and target != folder:
                 direct.add(target)
                 if public:
@@ -85,10 +85,17 @@ def reachable(folder):
     return found
 
 
+def includes_of(path):
+    """How a file includes, and what. Outside programs include <orvik/strings/...>."""
+    for kind, ours, name in re.findall(r'^\s*#\s*include\s*(["<])(orvik/)?([^">]+)',
+                                       path.read_text(), re.M):
+        yield ('"' if ours else kind), name
+
+
 def check_includes(folder, allowed, own, problems):
     for path in sources(folder):
         where = path.relative_to(ROOT)
-        for kind, name in re.findall(r'^\s*#\s*include\s*(["<])([^">]+)', path.read_text(), re.M):
+        for kind, name in includes_of(path):
             top = name.split("/")[0]
             if kind == '"':
                 if top not in allowed and not name.startswith(own):
@@ -139,8 +146,8 @@ def headers_seen_by(path):
     """All headers of the tree that a file includes, directly or through others."""
     seen, waiting = set(), [path]
     while waiting:
-        for name in re.findall(r'^#include "([^"]+)"', waiting.pop().read_text(), re.M):
-            if name not in seen and (ROOT / name).exists():
+        for kind, name in includes_of(waiting.pop()):
+            if kind == '"' and name not in seen and (ROOT / name).exists():
                 seen.add(name)
                 waiting.append(ROOT / name)
     return seen
