@@ -73,6 +73,10 @@ void Transaction::ReplaceKey(const KeyPath& key_path, CFDictionaryRef entries) {
   Add(Kind::kReplaceKey, key_path, CAtlString(), entries);
 }
 
+void Transaction::ClearKey(const KeyPath& key_path) {
+  Add(Kind::kClearKey, key_path, CAtlString());
+}
+
 void Transaction::Merge(const KeyPath& key_path, CFDictionaryRef entries, ReplaceKeys replace) {
   Add(Kind::kMerge, key_path, CAtlString(), entries).replace = replace;
 }
@@ -108,6 +112,10 @@ void Transaction::RequireKey(const KeyPath& key_path) {
 
 void Transaction::RequireEmptyKey(const KeyPath& key_path) {
   Add(Kind::kRequireEmptyKey, key_path, CAtlString());
+}
+
+void Transaction::RequireKeyEqual(const KeyPath& key_path, CFDictionaryRef entries) {
+  Add(Kind::kRequireKeyEqual, key_path, CAtlString(), entries);
 }
 
 void Transaction::RequireThat(const KeyPath& key_path, CAtlString name, Condition condition) {
@@ -168,7 +176,8 @@ PrefStatus Transaction::Rehearse(TransactionResult* result) const {
 
 bool Transaction::MayCreate() const {
   return std::any_of(steps_.begin(), steps_.end(), [](const Step& step) {
-    return step.kind != Kind::kDelete && step.kind < Kind::kRequireEqual;
+    return step.kind < Kind::kRequireEqual && step.kind != Kind::kDelete &&
+           step.kind != Kind::kClearKey;
   });
 }
 

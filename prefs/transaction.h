@@ -62,6 +62,9 @@ class Transaction {
   // The key then holds these entries and no others; the whole domain for an empty path.
   void ReplaceKey(const KeyPath& key_path, CFDictionaryRef entries);
   void ReplaceDomain(CFDictionaryRef entries) { ReplaceKey(KeyPath(u""), entries); }
+  // Removes everything below a key, or from the domain for an empty path; the key stays. Nothing to
+  // do where there is no such key.
+  void ClearKey(const KeyPath& key_path);
   // Puts the entries below the key (into the domain for an empty path). Dictionaries that both have
   // are merged alike; of others the given one holds. A value never takes the place of a key
   // (kIsAKey) unless that is allowed.
@@ -84,6 +87,8 @@ class Transaction {
   // The key exists (kNotFound, kNotAKey); it holds nothing (kKeyNotEmpty, too).
   void RequireKey(const KeyPath& key_path);
   void RequireEmptyKey(const KeyPath& key_path);
+  // The key (the domain for an empty path) holds exactly these entries; null: it does not exist.
+  void RequireKeyEqual(const KeyPath& key_path, CFDictionaryRef entries);
   // The condition says yes to the value or key that is there; it is asked with null for none.
   using Condition = std::function<bool(CFTypeRef present)>;
   void RequireThat(const KeyPath& key_path, CAtlString name, Condition condition);
@@ -104,6 +109,7 @@ class Transaction {
     kDelete,
     kMakeKey,
     kReplaceKey,
+    kClearKey,
     kMerge,
     kCopy,
     kRename,
@@ -112,6 +118,7 @@ class Transaction {
     kRequireNotKey,
     kRequireKey,
     kRequireEmptyKey,
+    kRequireKeyEqual,
     kRequireThat
   };
   struct Step {

@@ -78,6 +78,10 @@ PrefStatus TransactionRunner::CarryOut(const Step& step) {
       return MakeKey(step.key_path);
     case Kind::kReplaceKey:
       return ReplaceKey(step.key_path, step.value);
+    case Kind::kClearKey:
+      return FindDictionary(step.key_path).status.error == PrefError::kNotFound
+                 ? PrefStatus::Ok()
+                 : ReplaceKey(step.key_path, NewDictionary());
     case Kind::kMerge:
       return Merge(step);
     case Kind::kCopy:
@@ -95,6 +99,11 @@ PrefStatus TransactionRunner::CarryOut(const Step& step) {
       return RequireKey(step.key_path, false);
     case Kind::kRequireEmptyKey:
       return RequireKey(step.key_path, true);
+    case Kind::kRequireKeyEqual: {
+      const Found found = FindDictionary(step.key_path);
+      return HoldsIf(found.status.error != PrefError::kNotAKey &&
+                     IsSameValue(found.value, step.value));
+    }
     case Kind::kRequireThat:
       return HoldsIf(step.condition(Find(step.key_path, step.name).value));
   }

@@ -8,7 +8,7 @@ namespace orvik {
 
 class [[gnu::visibility("hidden")]] TransactionRunner {
  public:
-  explicit TransactionRunner(FileDomainStore& store) : store_(store) {}
+  explicit TransactionRunner(FileDomainStore & store) : store_(store) {}
 
   // Up to the first step that fails; the status names it.
   PrefStatus Run(const std::vector<Transaction::Step>& steps);
