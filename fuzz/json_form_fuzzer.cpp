@@ -1,33 +1,32 @@
-// The JSON form of property lists: what was accepted is written as JSON that gives an equal list.
+// The JSON form of property lists: what was accepted is written as JSON that gives an equal list,
+// and nothing that acts on a terminal is written.
 #include <cstddef>
 #include <cstdint>
 #include <string>
 
 #include "fuzz/require.h"
 #include "platform/core_foundation/base.h"
+#include "prefs/same_value.h"
 #include "tools/orvikprefs/json_form.h"
+#include "tools/orvikprefs/text.h"
 
 using orvik::fuzz::Require;
 using namespace orvik::prefstool;
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-  std::string error;
-  const Json json = ParseJson(orvik::fuzz::Bytes(data, size), error);
-  if (json.is_discarded()) {
-    Require(!error.empty());
-    return 0;
-  }
-  const auto value = FromJson(json, error);
+  const std::string bytes = orvik::fuzz::Bytes(data, size);
+  TextError error;
+  const auto value = ReadJson(bytes, &error);
   if (!value) {
-    Require(!error.empty());
+    Require(!error.reason.empty() && error.byte <= size && error.line >= 1 && error.column >= 1);
     return 0;
   }
-  const Json written = ToJson(value);
-  const std::string text = JsonText(written);
-  const Json again = ParseJson(text, error);
-  Require(!again.is_discarded());
-  const auto second = FromJson(again, error);
-  Require(second && orvik::CFEqual(value, second));
-  Require(JsonText(ToJson(second)) == text);
+  const std::string text = JsonText(value);
+  for (std::size_t i = 0; i < text.size(); ++i) Require(!ControlAt(text, i));
+  const auto second = ReadJson(text, &error);
+  Require(second && orvik::IsSameValue(value, second));
+  Require(JsonText(second) == text);
+  const std::string indented = JsonText(value, JsonWriter::Layout::kIndented);
+  Require(orvik::IsSameValue(ReadJson(indented, &error), value));
   return 0;
 }

@@ -10,8 +10,9 @@
 #include "fuzz/scratch_folder.h"
 #include "platform/core_foundation/property_list_forms.h"
 #include "prefs/auto_release.h"
+#include "prefs/same_value.h"
+#include "tools/orvikprefs/differences.h"
 #include "tools/orvikprefs/text.h"
-#include "tools/orvikprefs/values.h"
 
 using orvik::fuzz::Require;
 using namespace orvik::prefstool;
@@ -40,7 +41,7 @@ bool Lookup(orvik::CFDictionaryRef root, const Path& path, orvik::CFPropertyList
 void Check(orvik::CFDictionaryRef before, orvik::CFDictionaryRef after) {
   Require(Differences(before, before).empty());
   const std::vector<Difference> found = Differences(before, after);
-  Require(found.empty() == (orvik::CFEqual(before, after) != 0));
+  Require(found.empty() == orvik::IsSameValue(before, after));
   const std::vector<Difference> mirrored = Differences(after, before);
   Require(mirrored.size() == found.size());
   for (std::size_t i = 0; i < found.size(); ++i) {
@@ -73,11 +74,12 @@ std::string Unescaped(std::string_view shown) {
       bytes += "\\\n\t\r"[letter];
       continue;
     }
-    Require(shown[i] == 'x' && i + 2 < shown.size());
-    const int value = std::stoi(std::string(shown.substr(i + 1, 2)), nullptr, 16);
-    i += 2;
-    if (value >= 0x80) bytes += '\xC2';
-    bytes += static_cast<char>(value);
+    const std::size_t digits = shown[i] == 'x' ? 2 : 4;
+    Require((shown[i] == 'x' || shown[i] == 'u') && i + digits < shown.size());
+    const auto value =
+        static_cast<char16_t>(std::stoi(std::string(shown.substr(i + 1, digits)), nullptr, 16));
+    i += digits;
+    bytes += ToUtf8(orvik::CAtlString(std::u16string_view(&value, 1)));
   }
   return bytes;
 }

@@ -40,6 +40,49 @@ class CompletionTest : public EnvironmentTest {
     return offered;
   }
 
+  // What the program prints when a line is typed into a shell with its completion, tabs and all.
+  // Each tab waits until the line editor has answered.
+  static std::string Typed(const std::string& shell, const std::string& line) {
+    static constexpr char kScript[] = R"(
+import os, pty, select, sys, time
+shell, programs, folder, line = sys.argv[1:]
+os.environ.update(PATH=programs + ':' + os.environ['PATH'], TERM='dumb', PS1='', INPUTRC='/dev/null')
+arguments = ['bash', '--norc', '--noprofile', '-i'] if shell == 'bash' else ['zsh', '-f', '-i']
+pid, terminal = pty.fork()
+if pid == 0:
+    os.execvp(shell, arguments)
+def send(text, pause):
+    try: os.write(terminal, text.encode())
+    except OSError: return
+    end = time.time() + 20
+    quiet = time.time() + pause
+    while time.time() < min(end, quiet):
+        if select.select([terminal], [], [], 0.05)[0]:
+            try: os.read(terminal, 4096)
+            except OSError: return
+            quiet = time.time() + pause
+if shell == 'bash':
+    send('source "%s/orvikprefs.bash"\n' % folder, 0.3)
+else:
+    send('fpath=("%s" $fpath); autoload -U compinit; compinit -u -D; setopt noautomenu\n' % folder, 0.5)
+send('orvikprefs ', 0.1)
+for number, part in enumerate(line.split('\t')):
+    if number: send('\t', 0.7)
+    send(part, 0.05)
+send(' > "$HOME/found"; exit\n', 0.1)
+try:
+    while os.read(terminal, 4096): pass
+except OSError:
+    pass
+os.waitpid(pid, 0)
+print(open(os.environ['HOME'] + '/found').read(), end='')
+)";
+    const CommandResult run = RunCommand({"timeout", "60", "python3", "-c", kScript, shell,
+                                          ProgramFolder().string(), kFolder.string(), line});
+    EXPECT_EQ(run.err, "");
+    return run.out;
+  }
+
   // From the help of a command ("" for the program): its commands, or its long options.
   Words Help(const std::string& command, bool commands) {
     std::istringstream help(Prefs(command.empty() ? std::vector<std::string>{"--help"}
@@ -76,29 +119,6 @@ TEST_F(CompletionTest, BashKnowsTheCommandsAndOptionsOfTheProgram) {
   }
 }
 
-TEST_F(CompletionTest, ZshKnowsTheCommandsAndOptionsOfTheProgram) {
-  const std::string text = ReadFile(kFolder / "_orvikprefs");
-  // Quoted words that begin an entry: 'get:...', and '--type[...'.
-  const auto entries = [&](const std::string& head, char end) {
-    Words found;
-    for (std::size_t at = 0; (at = text.find(head, at)) != std::string::npos;) {
-      at += 1;
-      const std::size_t stop = text.find_first_not_of("abcdefghijklmnopqrstuvwxyz-", at);
-      if (stop > at && text[stop] == end) found.insert(text.substr(at, stop - at));
-    }
-    return found;
-  };
-  const Words commands = Help("", true);
-  EXPECT_EQ(entries("'", ':'), commands);
-  Words options = Help("", false);
-  for (const std::string& command : commands) options.merge(Help(command, false));
-  EXPECT_EQ(entries("'--", '['), options);
-  if (RunCommand({"zsh", "--version"}).status == 0) {
-    const CommandResult parsed = RunCommand({"zsh", "-n", (kFolder / "_orvikprefs").string()});
-    EXPECT_EQ(parsed.status, 0) << parsed.err;
-  }
-}
-
 TEST_F(CompletionTest, BashCompletesFromTheStore) {
   Prefs({"set", "Software/My Vendor/App", "Path", "/x"});
   Prefs({"set", "Software/My Vendor/$(touch x)", "it's", "v"});
@@ -132,28 +152,30 @@ TEST_F(CompletionTest, BashCompletesFromTheStore) {
   }
 }
 
-// Through the line editor itself, which quotes what is offered.
-TEST_F(CompletionTest, BashPutsQuotedPathsOnTheCommandLine) {
+// Through the line editors themselves, which quote what is offered, with the store that the options
+// before it name.
+TEST_F(CompletionTest, ShellsPutQuotedWordsOnTheCommandLine) {
   Prefs({"set", "Software/My Vendor/App", "the path", "/x/y"});
-  const char kScript[] = R"(
-import os, pty, sys
-pid, terminal = pty.fork()
-if pid == 0:
-    os.environ.update(PATH=sys.argv[1] + ':' + os.environ['PATH'], TERM='dumb', PS1='', INPUTRC='/dev/null')
-    os.execvp('bash', ['bash', '--norc', '--noprofile', '-i'])
-os.write(terminal, ('source "%s"\n' % sys.argv[2]).encode())
-os.write(terminal, b'orvikprefs get Sof\tMy\tA\tth\t > "$HOME/found"; exit\n')
-try:
-    while os.read(terminal, 4096): pass
-except OSError:
-    pass
-os.waitpid(pid, 0)
-print(open(os.environ['HOME'] + '/found').read(), end='')
-)";
-  const CommandResult run =
-      RunCommand({"timeout", "60", "python3", "-c", kScript, ProgramFolder().string(),
-                  (kFolder / "orvikprefs.bash").string()});
-  EXPECT_EQ(run.out, "/x/y\n") << run.err;
+  Prefs({"--scope", "user", "--domain", "com.user", "set", "Unique/Key", "n", "of the user"});
+  const fs::path image = env_.folder() / "image";
+  fs::create_directories(image);
+  Prefs({"--root", image.string(), "set", "Image Key", "n", "of the image"});
+  const struct {
+    std::string typed;
+    const char* printed;
+  } kLines[] = {
+      {"get Sof\tMy\tA\t th\t", "/x/y"},
+      {"--scope user --domain com.u\t get Un\tK\t n\t", "of the user"},
+      {"--root " + image.string() + " get Im\t n", "of the image"},
+      {"--scope=us\t --domain=com.user get Unique/K\t n", "of the user"},
+  };
+  for (const std::string shell : {"bash", "zsh"}) {
+    if (RunCommand({shell, "--version"}).status != 0) continue;
+    for (const auto& line : kLines) {
+      SCOPED_TRACE(shell + ": " + line.typed);
+      EXPECT_EQ(Typed(shell, line.typed), line.printed + std::string("\n"));
+    }
+  }
 }
 
 }  // namespace

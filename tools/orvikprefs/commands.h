@@ -1,51 +1,50 @@
 // The commands of orvikprefs. Each prints what it has to say and gives the exit status.
 #pragma once
 
-#include <optional>
-#include <string>
-
 #include "tools/orvikprefs/context.h"
+#include "tools/orvikprefs/grammar.h"
 
 namespace orvik::prefstool {
 
-enum class Format { kXml, kJson };
+// The tables of all commands and options.
+const Grammar& OrvikPrefsGrammar();
 
-// One value or key.
-int Get(const Context& context, const CAtlString& key, const CAtlString& name, bool type_only);
+// Takes the scope, domain and folders from the line. False, after a message, when a folder is none.
+bool UseStore(Context& context, const CommandLine& line);
 
-struct SetOptions {
-  bool integer = false;
-  bool if_absent = false;
-  std::optional<CAtlString> if_equals;
-};
-int Set(const Context& context, const CAtlString& key, const CAtlString& name,
-        const CAtlString& value, const SetOptions& options);
-int Delete(const Context& context, const CAtlString& key, const CAtlString& name);
-int DeleteKey(const Context& context, const CAtlString& key, bool recursive);
+// One value.
+int Get(const Context& context, const CommandLine& line);
+int Set(const Context& context, const CommandLine& line);
+int Delete(const Context& context, const CommandLine& line);
+
+// Whole keys, and what has a name.
+int DeleteKey(const Context& context, const CommandLine& line);
+int Reset(const Context& context, const CommandLine& line);
+int Rename(const Context& context, const CommandLine& line);
+int Copy(const Context& context, const CommandLine& line);
 
 // What lies below a key; the whole domain for an empty one.
-int List(const Context& context, const CAtlString& key);
-int Tree(const Context& context, const CAtlString& key);
-int Find(const Context& context, const CAtlString& text, bool ignore_case);
+int List(const Context& context, const CommandLine& line);
+int Tree(const Context& context, const CommandLine& line);
+int Find(const Context& context, const CommandLine& line);
+int Watch(const Context& context, const CommandLine& line);
 
-// Whole domains as files. "-" stands for standard input or output.
-int Export(const Context& context, Format format, const std::string& file);
-struct ImportOptions {
-  bool replace = false;  // instead of merging
-  bool dry_run = false;
-};
-int Import(const Context& context, const std::string& file, const ImportOptions& options);
-int Diff(const Context& context, const std::string& file, bool status_tells);
-
-// Prints each change of a key until interrupted, or until count changes were printed (0: no end).
-int Watch(const Context& context, const CAtlString& key, int count);
-
-enum class LockAction { kShow, kRelease, kForce };
-int Lock(const Context& context, LockAction action);
+// Domains and keys as files.
+int Export(const Context& context, const CommandLine& line);
+int Import(const Context& context, const CommandLine& line);
+int Diff(const Context& context, const CommandLine& line);
+int Apply(const Context& context, const CommandLine& line);
+int Edit(const Context& context, const CommandLine& line);
 
 // The files behind the store.
-int Where(const Context& context);
-int Check(const Context& context);
-int Repair(const Context& context);
+int Lock(const Context& context, const CommandLine& line);
+int Where(const Context& context, const CommandLine& line);
+int Domains(const Context& context, const CommandLine& line);
+int Check(const Context& context, const CommandLine& line);
+int Repair(const Context& context, const CommandLine& line);
+
+// About the tool itself.
+int Help(const Context& context, const CommandLine& line);
+int Complete(const Context& context, const CommandLine& line);
 
 }  // namespace orvik::prefstool

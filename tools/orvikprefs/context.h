@@ -8,8 +8,6 @@
 
 #include "prefs/pref_status.h"
 #include "strings/atl_string.h"
-#include "tools/orvikprefs/json_form.h"
-#include "tools/orvikprefs/values.h"
 
 namespace orvik::prefstool {
 
@@ -22,11 +20,27 @@ enum ExitStatus : int {
   kLockNotObtained = 4,
   kDamagedFile = 5,
   kConditionNotMet = 6,
+  kNotPermitted = 7,
+  kWouldChange = 8,
+};
+struct StatusRow {
+  ExitStatus status;
+  const char* meaning;
+};
+inline constexpr StatusRow kStatuses[] = {
+    {kDone, "done"},
+    {kUsage, "the command line makes no sense"},
+    {kNotFound, "not found"},
+    {kNotSaved, "not saved"},
+    {kLockNotObtained, "the lock was not obtained"},
+    {kDamagedFile, "a file is damaged or cannot be read"},
+    {kConditionNotMet, "a condition does not hold, or something differs"},
+    {kNotPermitted, "no permission to read a file"},
+    {kWouldChange, "apply --check: something would change"},
 };
 
 struct Context {
   int scope = 0;
-  std::string scope_name = "shared";
   CAtlString domain;
   bool quiet = false;
   bool json = false;
@@ -39,9 +53,13 @@ struct Context {
   // "orvikprefs: " and the text on standard error, with the status to end with.
   int Fail(ExitStatus status, const std::string& text) const;
 
-  // The failure of an operation in its own words; "what" says what was being done. kNotAKey means
-  // not found to a reader and not saved to a writer.
+  // The failure of an operation in its own words; "what" says what was being done, or with what,
+  // in harmless characters (text.h). kNotAKey means not found to a reader and not saved to a
+  // writer.
   int Fail(const PrefStatus& status, const std::string& what, bool writing) const;
+
+  // Why a file that is no preference file could not be read or written: its name and the reason.
+  int FailFile(const std::string& file, int reason, bool writing) const;
 
   // A line of confirmation on a terminal, nothing when quiet or piped.
   void Confirm(const std::string& text) const;
@@ -57,10 +75,5 @@ struct Context {
   // on a terminal.
   void Item(const std::string& text) const;
 };
-
-// Prints what differs; each line tells the kind ("+", "-", "~"), the path, types and values.
-void PrintDifferences(const Context& context, const std::vector<Difference>& differences);
-
-Json DifferencesToJson(const std::vector<Difference>& differences);
 
 }  // namespace orvik::prefstool

@@ -1,14 +1,13 @@
-#include <cstdio>
-#include <cstring>
-#include <memory>
 #include <ostream>
 
 #include "platform/core_foundation/data.h"
-#include "platform/core_foundation/property_list.h"
-#include "host/replace_file.h"
 #include "prefs/reporting.h"
 #include "prefs/transaction.h"
 #include "tools/orvikprefs/commands.h"
+#include "tools/orvikprefs/files.h"
+#include "tools/orvikprefs/json_form.h"
+#include "tools/orvikprefs/print_differences.h"
+#include "tools/orvikprefs/progress.h"
 #include "tools/orvikprefs/text.h"
 
 namespace orvik::prefstool {
@@ -17,163 +16,146 @@ namespace {
 
 using Dictionary = CAutoCFRelease<CFDictionaryRef>;
 
-// The whole of a file, or of standard input for "-". False when it cannot be read.
-bool ReadWhole(const std::string& file, std::string& bytes) {
-  const std::unique_ptr<std::FILE, int (*)(std::FILE*)> opened(
-      file == "-" ? nullptr : std::fopen(file.c_str(), "rb"),
-      [](std::FILE* stream) { return std::fclose(stream); });
-  std::FILE* stream = file == "-" ? stdin : opened.get();
-  if (stream == nullptr) return false;
-  char buffer[65536];
-  while (const size_t count = std::fread(buffer, 1, sizeof buffer, stream)) {
-    bytes.append(buffer, count);
-  }
-  return std::ferror(stream) == 0;
+// An object of JSON could pass for the old text form of a property list, which may begin with a
+// brace, too. Only in JSON a quote follows the brace, or the closing one.
+bool LooksLikeJson(std::string_view bytes) {
+  if (bytes.starts_with("\xEF\xBB\xBF")) bytes.remove_prefix(3);
+  const auto next = [&] {
+    const std::size_t at = bytes.find_first_not_of(" \t\r\n");
+    bytes.remove_prefix(at == std::string_view::npos ? bytes.size() : at + 1);
+    return at == std::string_view::npos || bytes.data() == nullptr ? '\0' : bytes.data()[-1];
+  };
+  const char first = next();
+  if (first == '[') return true;
+  if (first != '{') return false;
+  const char second = next();
+  return second == '"' || second == '}';
 }
 
-// The dictionary that a file of either form holds. What is no property list must be JSON.
-Dictionary ReadDictionary(const Context& context, const std::string& file, int& status) {
-  std::string bytes;
-  if (!ReadWhole(file, bytes)) {
-    status = context.Fail(kNotFound, "\"" + Escaped(file) + "\" cannot be read");
-    return Dictionary();
-  }
+// The property list that the bytes hold in any of its forms; null, with the reason, for none.
+CAutoCFRelease<CFPropertyListRef> ReadAnyForm(const std::string& bytes, std::string& reason) {
+  TextError error;
+  const bool looks_like_json = LooksLikeJson(bytes);
+  CAutoCFRelease<CFPropertyListRef> root;
+  if (looks_like_json) root = ReadJson(bytes, &error);
+  if (root) return root;
   const CAutoCFRelease<CFDataRef> data(CFDataCreate(kCFAllocatorDefault,
                                                     reinterpret_cast<const UInt8*>(bytes.data()),
                                                     static_cast<CFIndex>(bytes.size())));
-  std::string error;
-  CAutoCFRelease<CFPropertyListRef> root;
-  // An object of JSON could pass for the old text form of a property list; JSON is tried first.
-  const Json json = ParseJson(bytes, error);
-  if (json.is_object()) {
-    error.clear();
-    root = FromJson(json, error);
-  } else {
-    root.Attach(CFPropertyListCreateFromXMLData(kCFAllocatorDefault, data, kCFPropertyListImmutable,
-                                                nullptr));
-    if (!root) error = "neither a property list nor a JSON object";
+  CFStringRef why = nullptr;
+  root.Attach(
+      CFPropertyListCreateFromXMLData(kCFAllocatorDefault, data, kCFPropertyListImmutable, &why));
+  const CAutoCFRelease<CFStringRef> owned(why);
+  if (!root) {
+    reason = looks_like_json ? "no JSON: " + error.Message() : "no property list and no JSON";
+    if (!looks_like_json && owned) reason += ": " + Escaped(ToUtf8(owned));
   }
+  return root;
+}
+
+// The dictionary that a file of either form holds; null after a message, with the exit status.
+Dictionary ReadDictionary(const Context& context, const std::string& file, int& status) {
+  std::string bytes;
+  if (const int error = ReadWhole(file, bytes); error != 0) {
+    status = context.FailFile(file, error, false);
+    return Dictionary();
+  }
+  std::string reason;
+  CAutoCFRelease<CFPropertyListRef> root = ReadAnyForm(bytes, reason);
   if (root && !IsDictionary(root)) {
     root.Free();
-    error = "its root is no dictionary";
+    reason = "its root is no dictionary";
   }
-  if (!root) status = context.Fail(kDamagedFile, "\"" + Escaped(file) + "\": " + error);
+  if (!root) status = context.Fail(kDamagedFile, Quoted(file) + ": " + reason);
   return Dictionary(static_cast<CFDictionaryRef>(root.Detach()));
 }
 
-// The present domain; an empty holder with kDone when there is no file yet.
-Dictionary ReadDomain(const Context& context, int& status) {
-  PrefResult<CFDictionaryRef> domain = CopyDomain(context.scope, context.domain);
-  if (!domain.ok() && domain.status.error != PrefError::kNotFound) {
-    status =
-        context.Fail(domain.status, "domain \"" + Escaped(ToUtf8(context.domain)) + "\"", false);
-  }
-  return std::move(domain.value);
+std::string KeyOfDomain(const Context& context, const std::string& key) {
+  const std::string domain = "domain " + Quoted(context.domain);
+  return key.empty() ? domain : "key " + Quoted(key) + " of " + domain;
 }
 
-// The first with the entries of the second put in; dictionaries that both have are merged alike.
-Dictionary Merged(CFDictionaryRef base, CFDictionaryRef added) {
-  if (base == nullptr) return Dictionary::Retaining(added);
-  CAutoCFRelease<CFMutableDictionaryRef> merged(
-      CFDictionaryCreateMutableCopy(kCFAllocatorDefault, 0, base));
-  for (const Entry& entry : SortedEntries(added)) {
-    const CFPropertyListRef present = CFDictionaryGetValue(base, entry.name);
-    if (IsDictionary(present) && IsDictionary(entry.value)) {
-      const Dictionary below =
-          Merged(static_cast<CFDictionaryRef>(present), static_cast<CFDictionaryRef>(entry.value));
-      CFDictionarySetValue(merged, entry.name, below);
+// On a terminal no character of the store's may act; XML can name every one of them.
+std::string HarmlessXml(const std::string& xml) {
+  std::string shown;
+  for (std::size_t i = 0; i < xml.size();) {
+    const std::optional<ControlCharacter> control = ControlAt(xml, i);
+    if (control && xml[i] != '\n' && xml[i] != '\t') {
+      shown += "&#" + std::to_string(static_cast<unsigned>(control->point)) + ";";
     } else {
-      CFDictionarySetValue(merged, entry.name, entry.value);
+      shown.append(xml, i, control ? control->length : 1);
     }
+    i += control ? control->length : 1;
   }
-  return Dictionary(merged.Detach());
-}
-
-// Saves the merged entries, each on condition that what it was merged with still stands there.
-PrefStatus CommitMerge(const Context& context, CFDictionaryRef present, CFDictionaryRef added) {
-  Transaction transaction(context.scope, context.domain);
-  const Dictionary target = Merged(present, added);
-  for (const Entry& entry : SortedEntries(added)) {
-    const CFPropertyListRef before =
-        present != nullptr ? CFDictionaryGetValue(present, entry.name) : nullptr;
-    const CAtlString name(entry.name);
-    if (before != nullptr) {
-      transaction.RequireEqual(CAtlString(), name, before);
-    } else {
-      transaction.RequireAbsent(CAtlString(), name);
-    }
-    transaction.Set(CAtlString(), name, CFDictionaryGetValue(target, entry.name));
-  }
-  return transaction.Commit();
+  return shown;
 }
 
 }  // namespace
 
-int Export(const Context& context, Format format, const std::string& file) {
-  const PrefResult<CFDictionaryRef> domain = CopyDomain(context.scope, context.domain);
-  if (!domain.ok()) {
-    return context.Fail(domain.status, "domain \"" + Escaped(ToUtf8(context.domain)) + "\"", false);
-  }
+int Export(const Context& context, const CommandLine& line) {
+  const Progress progress(context, "exporting");
+  const std::string key = line.Argument(0), file = line.Value("--output", "-");
+  const PrefResult<CFDictionaryRef> found =
+      CopyPreferenceKey(context.scope, *ParseKey(key), context.domain);
+  if (!found.ok()) return context.Fail(found.status, KeyOfDomain(context, key), false);
   std::string bytes;
-  if (format == Format::kJson) {
-    bytes = JsonText(ToJson(domain.value.Get()), true) + "\n";
+  if (line.Value("--format", context.json ? "json" : "xml") == "json") {
+    bytes = JsonText(found.value.Get(), JsonWriter::Layout::kIndented) + "\n";
   } else {
     const CAutoCFRelease<CFDataRef> xml(
-        CFPropertyListCreateXMLData(kCFAllocatorDefault, domain.value.Get()));
+        CFPropertyListCreateXMLData(kCFAllocatorDefault, found.value.Get()));
     if (!xml) return context.Fail(kNotSaved, "the domain cannot be written as XML");
     bytes.assign(reinterpret_cast<const char*>(CFDataGetBytePtr(xml)),
                  static_cast<size_t>(CFDataGetLength(xml)));
+    if (file == "-" && context.terminal) bytes = HarmlessXml(bytes);
   }
-  if (file == "-") {
-    context.out->write(bytes.data(), static_cast<std::streamsize>(bytes.size()));
-    return kDone;
-  }
-  const int error = host::ReplaceFile(file, bytes).error;
-  if (error != 0)
-    return context.Fail(kNotSaved, "\"" + Escaped(file) + "\": " + std::strerror(error));
-  context.Confirm("exported to \"" + Escaped(file) + "\"");
-  return kDone;
+  const int status = WriteWhole(context, file, bytes);
+  if (status == kDone && file != "-") context.Confirm("exported to " + Quoted(file));
+  return status;
 }
 
-int Import(const Context& context, const std::string& file, const ImportOptions& options) {
+int Import(const Context& context, const CommandLine& line) {
+  const Progress progress(context, "importing");
+  const std::string file = line.Argument(0);
   int status = kDone;
   const Dictionary added = ReadDictionary(context, file, status);
   if (!added) return status;
-  // Another program may change an entry between reading and saving; then it is merged anew.
-  constexpr int kTries = 5;
-  PrefStatus saved;
-  for (int i = 0; i < kTries; ++i) {
-    const Dictionary present = ReadDomain(context, status);
-    if (status != kDone) return status;
-    if (options.dry_run) {
-      const Dictionary target =
-          options.replace ? Dictionary::Retaining(added) : Merged(present, added);
-      PrintDifferences(context, Differences(present, target));
-      return kDone;
-    }
-    if (options.replace) {
-      Transaction transaction(context.scope, context.domain);
-      transaction.ReplaceDomain(added);
-      saved = transaction.Commit();
-      break;
-    }
-    saved = CommitMerge(context, present, added);
-    if (saved.error != PrefError::kConditionNotMet) break;
+  const KeyPath key = *ParseKey(line.Argument(1));
+  Transaction transaction(context.scope, context.domain);
+  if (line.Has("--replace")) {
+    transaction.ReplaceKey(key, added);
+  } else {
+    transaction.Merge(key, added, line.Has("--replace-key") ? ReplaceKeys::kYes : ReplaceKeys::kNo);
   }
-  if (!saved.ok()) return context.Fail(saved, "\"" + Escaped(file) + "\" is not imported", true);
-  context.Confirm("imported \"" + Escaped(file) + "\"");
+  const bool dry_run = line.Has("--dry-run");
+  TransactionResult result;
+  const PrefStatus saved = dry_run ? transaction.Rehearse(&result) : transaction.Commit();
+  if (saved.error == PrefError::kIsAKey) {
+    return context.Fail(
+        kConditionNotMet,
+        Quoted(file) + " has a value where the store has a key; --replace-key replaces keys");
+  }
+  if (!saved.ok()) return context.Fail(saved, Quoted(file) + " is not imported", true);
+  if (dry_run) {
+    PrintDifferences(context, Differences(result.before, result.after));
+  } else {
+    context.Confirm("imported " + Quoted(file));
+  }
   return kDone;
 }
 
-int Diff(const Context& context, const std::string& file, bool status_tells) {
+int Diff(const Context& context, const CommandLine& line) {
   int status = kDone;
-  const Dictionary other = ReadDictionary(context, file, status);
+  const Dictionary other = ReadDictionary(context, line.Argument(0), status);
   if (!other) return status;
-  const Dictionary present = ReadDomain(context, status);
-  if (status != kDone) return status;
-  const std::vector<Difference> differences = Differences(present, other);
+  const KeyPath key = *ParseKey(line.Argument(1));
+  const PrefResult<CFDictionaryRef> present = CopyPreferenceKey(context.scope, key, context.domain);
+  if (!present.ok() && present.status.error != PrefError::kNotFound) {
+    return context.Fail(present.status, KeyOfDomain(context, line.Argument(1)), false);
+  }
+  const std::vector<Difference> differences = Differences(present.value, other, PathOf(key));
   PrintDifferences(context, differences);
-  return status_tells && !differences.empty() ? kConditionNotMet : kDone;
+  return line.Has("--exit-code") && !differences.empty() ? kConditionNotMet : kDone;
 }
 
 }  // namespace orvik::prefstool

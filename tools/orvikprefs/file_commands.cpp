@@ -1,8 +1,12 @@
+#include <algorithm>
+#include <filesystem>
 #include <ostream>
 
 #include "host/file_access.h"
 #include "prefs/reporting.h"
 #include "tools/orvikprefs/commands.h"
+#include "tools/orvikprefs/domains.h"
+#include "tools/orvikprefs/json_writer.h"
 #include "tools/orvikprefs/text.h"
 
 namespace orvik::prefstool {
@@ -22,18 +26,24 @@ std::string StateOf(const PrefStatus& status) {
   return "damaged";
 }
 
+int FailDomain(const Context& context) {
+  return context.Fail(kUsage, "the domain " + Quoted(context.domain) + " cannot name a file");
+}
+
 }  // namespace
 
-int Where(const Context& context) {
-  Json rows = Json::array();
+int Where(const Context& context, const CommandLine& /*line*/) {
+  JsonWriter rows;
+  rows.BeginArray();
   for (const ScopeRow& row : kScopes) {
     const std::string file = PreferenceFilePath(row.scope, context.domain);
-    if (file.empty()) return context.Fail(kUsage, "the domain cannot name a file");
+    if (file.empty()) return FailDomain(context);
     const std::string state = StateOf(CopyDomain(row.scope, context.domain).status);
     const std::string access = host::ReplaceAccess(file) == 0 ? "writable" : "read-only";
     if (context.json) {
-      rows.push_back({{"scope", row.name}, {"file", file}, {"state", state}, {"access", access}});
-    } else if (context.terminal && !context.null_separated) {
+      rows.BeginObject().Name("scope").Text(row.name).Name("file").Text(file);
+      rows.Name("state").Text(state).Name("access").Text(access).EndObject();
+    } else if (context.terminal) {
       std::string name = row.name;
       name.resize(9, ' ');
       *context.out << context.Coloured(name, "1") << Escaped(file) << "  (" << state << ", "
@@ -42,29 +52,50 @@ int Where(const Context& context) {
       context.Record({row.name, file, state, access});
     }
   }
-  if (context.json) *context.out << JsonText(rows, true) << '\n';
+  if (context.json) *context.out << rows.EndArray().json() << '\n';
   return kDone;
 }
 
-int Check(const Context& context) {
-  const std::string file = PreferenceFilePath(context.scope, context.domain);
-  const PrefStatus status = CopyDomain(context.scope, context.domain).status;
-  if (context.json && !file.empty()) {
-    *context.out << JsonText({{"file", file}, {"state", StateOf(status)}}, true) << '\n';
+int Domains(const Context& context, const CommandLine& /*line*/) {
+  JsonWriter rows;
+  rows.BeginArray();
+  for (const DomainFile& domain : DomainsOf(context.scope)) {
+    if (context.json) {
+      rows.BeginObject().Name("domain").Text(domain.name).Name("file").Text(domain.file);
+      rows.Name("size").Integer(static_cast<std::int64_t>(domain.size)).EndObject();
+    } else {
+      context.Record({domain.name, domain.file, std::to_string(domain.size)});
+    }
   }
-  if (!status.ok()) return context.Fail(status, "\"" + Escaped(file) + "\"", false);
+  if (context.json) *context.out << rows.EndArray().json() << '\n';
+  return kDone;
+}
+
+int Check(const Context& context, const CommandLine& /*line*/) {
+  const std::string file = PreferenceFilePath(context.scope, context.domain);
+  if (file.empty()) return FailDomain(context);
+  const PrefStatus status = CopyDomain(context.scope, context.domain).status;
+  if (context.json) {
+    JsonWriter form;
+    form.BeginObject().Name("file").Text(file).Name("state").Text(StateOf(status)).EndObject();
+    *context.out << form.json() << '\n';
+  }
+  if (!status.ok()) return context.Fail(status, Quoted(file), false);
   if (!context.json && !context.quiet) context.Record({file, "sound"});
   return kDone;
 }
 
-int Repair(const Context& context) {
+int Repair(const Context& context, const CommandLine& /*line*/) {
   const std::string file = PreferenceFilePath(context.scope, context.domain);
+  if (file.empty()) return FailDomain(context);
   const PrefRepair repair = RepairDomain(context.scope, context.domain);
-  if (!repair.status.ok()) return context.Fail(repair.status, "\"" + Escaped(file) + "\"", true);
+  if (!repair.status.ok()) return context.Fail(repair.status, Quoted(file), true);
   if (context.json) {
-    Json form = {{"file", file}, {"sound_before", repair.was_sound}, {"entries", repair.entries}};
-    if (!repair.kept_copy.empty()) form["kept_copy"] = repair.kept_copy;
-    *context.out << JsonText(form, true) << '\n';
+    JsonWriter form;
+    form.BeginObject().Name("file").Text(file);
+    form.Name("sound_before").Boolean(repair.was_sound).Name("entries").Integer(repair.entries);
+    if (!repair.kept_copy.empty()) form.Name("kept_copy").Text(repair.kept_copy);
+    *context.out << form.EndObject().json() << '\n';
   } else if (!context.quiet) {
     if (repair.was_sound) {
       context.Record({file, "sound"});

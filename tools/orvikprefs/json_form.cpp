@@ -1,17 +1,14 @@
 #include "tools/orvikprefs/json_form.h"
 
+#include <array>
+#include <charconv>
 #include <cmath>
-#include <cstdint>
-#include <cstdio>
 #include <ctime>
-#include <limits>
-#include <optional>
 
 #include "platform/core_foundation/array.h"
 #include "platform/core_foundation/data.h"
 #include "platform/core_foundation/date.h"
 #include "platform/core_foundation/number.h"
-#include "platform/core_foundation/property_list_escape.h"
 #include "platform/foundation/number.h"
 #include "tools/orvikprefs/text.h"
 #include "tools/orvikprefs/values.h"
@@ -21,85 +18,83 @@ namespace orvik::prefstool {
 
 namespace {
 
-constexpr const char* kDate = "$date";
-constexpr const char* kData = "$data";
-constexpr const char* kReal = "$real";
-constexpr const char* kDictionary = "$dictionary";
-
-using Value = CAutoCFRelease<CFPropertyListRef>;
-
-bool IsWrapper(const Json& object) {
-  if (object.size() != 1) return false;
-  const std::string& name = object.begin().key();
-  return name == kDate || name == kData || name == kReal || name == kDictionary;
-}
-
 constexpr char16_t kEscape = 0xFDD0;
 
 bool IsHex(char16_t unit) {
   return (unit >= '0' && unit <= '9') || (unit >= 'A' && unit <= 'F');
 }
 
+bool IsEscapeAt(std::u16string_view text) {
+  return text.size() >= 5 && text[0] == kEscape && IsHex(text[1]) && IsHex(text[2]) &&
+         IsHex(text[3]) && IsHex(text[4]);
+}
+
 // UTF-8 of any string, lone surrogates escaped.
 std::string JsonString(CFStringRef string) {
   static constexpr char16_t kDigits[] = u"0123456789ABCDEF";
+  std::string ascii(static_cast<std::size_t>(CFStringGetLength(string)), '\0');
+  if (CopyAscii(string, ascii.data())) return ascii;
   const CAtlString units(string);
-  const std::u16string_view text(units.GetString(), static_cast<size_t>(units.GetLength()));
+  const std::u16string_view text = units.View();
   std::u16string escaped;
-  for (size_t i = 0; i < text.size(); ++i) {
+  escaped.reserve(text.size());
+  for (std::size_t i = 0; i < text.size(); ++i) {
     const char16_t unit = text[i];
-    const std::u16string_view rest = text.substr(i + 1);
-    if (unit >= 0xD800 && unit < 0xDC00 && !rest.empty() && rest[0] >= 0xDC00 &&
-        rest[0] <= 0xDFFF) {
+    const bool pair = unit >= 0xD800 && unit < 0xDC00 && i + 1 < text.size() &&
+                      text[i + 1] >= 0xDC00 && text[i + 1] <= 0xDFFF;
+    if (pair) {
       escaped += unit;
       escaped += text[++i];
-      continue;
-    }
-    const bool looks_escaped = unit == kEscape && rest.size() >= 4 && IsHex(rest[0]) &&
-                               IsHex(rest[1]) && IsHex(rest[2]) && IsHex(rest[3]);
-    if (looks_escaped || (unit >= 0xD800 && unit <= 0xDFFF)) {
+    } else if ((unit >= 0xD800 && unit <= 0xDFFF) || IsEscapeAt(text.substr(i))) {
       escaped += kEscape;
       for (int shift = 12; shift >= 0; shift -= 4) escaped += kDigits[(unit >> shift) & 15];
     } else {
       escaped += unit;
     }
   }
-  return ToUtf8(CAtlString(escaped.data(), static_cast<int>(escaped.size())));
+  return ToUtf8(CAtlString(std::u16string_view(escaped)));
 }
 
-// Null when the bytes are not UTF-8.
-CAutoCFRelease<CFStringRef> StringFromJson(const std::string& bytes) {
-  const std::optional<CAtlString> text = FromUtf8(bytes);
-  if (!text) return CAutoCFRelease<CFStringRef>();
-  std::u16string units(text->GetString(), static_cast<size_t>(text->GetLength()));
-  UnescapePropertyListText(units);
-  return CAutoCFRelease<CFStringRef>(CFStringCreateWithCharacters(
-      kCFAllocatorDefault, units.data(), static_cast<CFIndex>(units.size())));
+void WriteWrapped(JsonWriter& writer, const char* name, std::string_view text) {
+  writer.BeginObject().Name(name).Text(text).EndObject();
 }
 
-Json NumberToJson(CFNumberRef number) {
+void WriteNumber(JsonWriter& writer, CFNumberRef number) {
+  std::array<char, 32> digits;
+  char* const end = digits.data() + digits.size();
+  const auto written = [&](const std::to_chars_result& result) {
+    return std::string_view(digits.data(), static_cast<std::size_t>(result.ptr - digits.data()));
+  };
   if (CFNumberIsFloatType(number)) {
     double real = 0;
     CFNumberGetValue(number, kCFNumberDoubleType, &real);
-    if (std::isfinite(real)) return real;
-    return Json{{kReal, std::isnan(real) ? "nan" : real > 0 ? "inf" : "-inf"}};
+    if (!std::isfinite(real)) {
+      WriteWrapped(writer, kRealWrapper, std::isnan(real) ? "nan" : real > 0 ? "inf" : "-inf");
+      return;
+    }
+    std::string text(written(std::to_chars(digits.data(), end, real)));
+    if (text.find_first_of(".e") == std::string::npos) text += ".0";
+    writer.Raw(text);
+    return;
   }
-  if (number->kind() == NSNumber::Kind::kUnsigned) return number->unsignedLongLongValue();
   SInt64 integer = 0;
-  CFNumberGetValue(number, kCFNumberSInt64Type, &integer);
-  return integer;
+  if (CFNumberGetValue(number, kCFNumberSInt64Type, &integer)) {
+    writer.Raw(written(std::to_chars(digits.data(), end, integer)));
+  } else {
+    writer.Raw(written(std::to_chars(digits.data(), end, number->unsignedLongLongValue())));
+  }
 }
 
-Json DataToJson(CFDataRef data) {
+std::string Base64(CFDataRef data) {
   const unsigned length = static_cast<unsigned>(CFDataGetLength(data));
-  std::string text((static_cast<size_t>(length) + 2) / 3 * 4, '\0');
+  std::string text((static_cast<std::size_t>(length) + 2) / 3 * 4, '\0');
   unsigned used = 0;
   encode64(CFDataGetBytePtr(data), length, text.data(), static_cast<unsigned>(text.size()), &used);
   text.resize(used);
-  return Json{{kData, std::move(text)}};
+  return text;
 }
 
-Json DateToJson(CFDateRef date) {
+std::string DateText(CFDateRef date) {
   const double seconds = CFDateGetAbsoluteTime(date) + kCFAbsoluteTimeIntervalSince1970;
   const std::time_t whole = static_cast<std::time_t>(std::floor(seconds));
   std::tm parts = {};
@@ -108,155 +103,57 @@ Json DateToJson(CFDateRef date) {
     std::snprintf(text, sizeof text, "%04d-%02d-%02dT%02d:%02d:%02dZ", parts.tm_year + 1900,
                   parts.tm_mon + 1, parts.tm_mday, parts.tm_hour, parts.tm_min, parts.tm_sec);
   }
-  return Json{{kDate, text}};
+  return text;
 }
 
-class Reader {
- public:
-  explicit Reader(std::string& error) : error_(error) {}
-
-  Value Read(const Json& json, int depth) {
-    if (depth > kPropertyListMaximumDepth) return Fail("nested too deeply");
-    switch (json.type()) {
-      case Json::value_t::string:
-        return ReadString(json);
-      case Json::value_t::boolean:
-        return Value::Retaining(json.get<bool>() ? kCFBooleanTrue : kCFBooleanFalse);
-      case Json::value_t::number_integer:
-      case Json::value_t::number_unsigned:
-        return ReadInteger(json);
-      case Json::value_t::number_float: {
-        const double real = json.get<double>();
-        return Value(CFNumberCreate(kCFAllocatorDefault, kCFNumberDoubleType, &real));
-      }
-      case Json::value_t::array:
-        return ReadArray(json, depth);
-      case Json::value_t::object:
-        if (IsWrapper(json)) return ReadWrapper(json, depth);
-        return ReadDictionary(json, depth);
-      default:
-        return Fail("null is no property-list value");
-    }
+void WriteDictionary(JsonWriter& writer, CFDictionaryRef dictionary) {
+  const std::vector<Entry> entries = SortedEntries(dictionary);
+  const bool wrapped = entries.size() == 1 && IsWrapperName(ToUtf8(entries[0].name));
+  if (wrapped) writer.BeginObject().Name(kDictionaryWrapper);
+  writer.BeginObject();
+  for (const Entry& entry : entries) {
+    writer.Name(JsonString(entry.name));
+    WriteJson(writer, entry.value);
   }
-
- private:
-  Value Fail(const std::string& reason) {
-    if (error_.empty()) error_ = reason;
-    return Value();
-  }
-
-  Value ReadString(const Json& json) {
-    CAutoCFRelease<CFStringRef> text = StringFromJson(json.get_ref<const std::string&>());
-    return text ? Value(text.Detach()) : Fail("a text is not UTF-8");
-  }
-
-  Value ReadInteger(const Json& json) {
-    if (json.is_number_unsigned() &&
-        json.get<std::uint64_t>() >
-            static_cast<std::uint64_t>(std::numeric_limits<SInt64>::max())) {
-      return ReadThroughXml("<integer>" + std::to_string(json.get<std::uint64_t>()) + "</integer>");
-    }
-    const SInt64 integer = json.get<SInt64>();
-    return Value(CFNumberCreate(kCFAllocatorDefault, kCFNumberSInt64Type, &integer));
-  }
-
-  Value ReadArray(const Json& json, int depth) {
-    CAutoCFRelease<CFMutableArrayRef> array(
-        CFArrayCreateMutable(kCFAllocatorDefault, 0, &kCFTypeArrayCallBacks));
-    for (const Json& element : json) {
-      const Value value = Read(element, depth + 1);
-      if (!value) return Value();
-      CFArrayAppendValue(array, value);
-    }
-    return Value(array.Detach());
-  }
-
-  Value ReadDictionary(const Json& json, int depth) {
-    CAutoCFRelease<CFMutableDictionaryRef> dictionary(CFDictionaryCreateMutable(
-        kCFAllocatorDefault, 0, &kCFTypeDictionaryKeyCallBacks, &kCFTypeDictionaryValueCallBacks));
-    for (const auto& [key, element] : json.items()) {
-      const CAutoCFRelease<CFStringRef> name = StringFromJson(key);
-      if (!name) return Fail("a name is not UTF-8");
-      const Value value = Read(element, depth + 1);
-      if (!value) return Value();
-      CFDictionarySetValue(dictionary, name, value);
-    }
-    return Value(dictionary.Detach());
-  }
-
-  Value ReadWrapper(const Json& json, int depth) {
-    const std::string& name = json.begin().key();
-    const Json& content = json.begin().value();
-    if (name == kDictionary && content.is_object()) return ReadDictionary(content, depth);
-    if (!content.is_string()) return Fail("\"" + name + "\" holds no text");
-    const std::string& text = content.get_ref<const std::string&>();
-    // The property-list reader knows these forms already; only text without markup may reach it.
-    if (text.find_first_of("<&") == std::string::npos) {
-      const std::string element = name.substr(1);
-      if (name == kReal && text != "nan" && text != "inf" && text != "-inf") {
-        return Fail("\"$real\" is for nan, inf and -inf");
-      }
-      Value value = ReadThroughXml("<" + element + ">" + text + "</" + element + ">");
-      if (value) return value;
-    }
-    return Fail("\"" + name + "\" is malformed");
-  }
-
-  Value ReadThroughXml(const std::string& element) {
-    const std::string document = "<plist version=\"1.0\">" + element + "</plist>";
-    const CAutoCFRelease<CFDataRef> bytes(
-        CFDataCreate(kCFAllocatorDefault, reinterpret_cast<const UInt8*>(document.data()),
-                     static_cast<CFIndex>(document.size())));
-    return Value(CFPropertyListCreateFromXMLData(kCFAllocatorDefault, bytes,
-                                                 kCFPropertyListImmutable, nullptr));
-  }
-
-  std::string& error_;
-};
+  writer.EndObject();
+  if (wrapped) writer.EndObject();
+}
 
 }  // namespace
 
-Json ToJson(CFPropertyListRef value) {
+bool IsWrapperName(std::string_view name) {
+  return name == kDateWrapper || name == kDataWrapper || name == kRealWrapper ||
+         name == kDictionaryWrapper;
+}
+
+void WriteJson(JsonWriter& writer, CFPropertyListRef value) {
   const CFTypeID type = CFGetTypeID(value);
-  if (type == CFStringGetTypeID()) return JsonString(static_cast<CFStringRef>(value));
-  if (type == CFBooleanGetTypeID()) return CFBooleanGetValue(static_cast<CFBooleanRef>(value)) != 0;
-  if (type == CFNumberGetTypeID()) return NumberToJson(static_cast<CFNumberRef>(value));
-  if (type == CFDataGetTypeID()) return DataToJson(static_cast<CFDataRef>(value));
-  if (type == CFDateGetTypeID()) return DateToJson(static_cast<CFDateRef>(value));
-  if (type == CFArrayGetTypeID()) {
-    Json list = Json::array();
+  if (type == CFStringGetTypeID()) {
+    writer.Text(JsonString(static_cast<CFStringRef>(value)));
+  } else if (type == CFBooleanGetTypeID()) {
+    writer.Boolean(CFBooleanGetValue(static_cast<CFBooleanRef>(value)) != 0);
+  } else if (type == CFNumberGetTypeID()) {
+    WriteNumber(writer, static_cast<CFNumberRef>(value));
+  } else if (type == CFDataGetTypeID()) {
+    WriteWrapped(writer, kDataWrapper, Base64(static_cast<CFDataRef>(value)));
+  } else if (type == CFDateGetTypeID()) {
+    WriteWrapped(writer, kDateWrapper, DateText(static_cast<CFDateRef>(value)));
+  } else if (type == CFArrayGetTypeID()) {
     const CFArrayRef array = static_cast<CFArrayRef>(value);
+    writer.BeginArray();
     for (CFIndex i = 0; i < CFArrayGetCount(array); ++i) {
-      list.push_back(ToJson(CFArrayGetValueAtIndex(array, i)));
+      WriteJson(writer, CFArrayGetValueAtIndex(array, i));
     }
-    return list;
+    writer.EndArray();
+  } else {
+    WriteDictionary(writer, static_cast<CFDictionaryRef>(value));
   }
-  Json object = Json::object();
-  for (const Entry& entry : SortedEntries(static_cast<CFDictionaryRef>(value))) {
-    object[JsonString(entry.name)] = ToJson(entry.value);
-  }
-  if (IsWrapper(object)) return Json{{kDictionary, std::move(object)}};
-  return object;
 }
 
-CAutoCFRelease<CFPropertyListRef> FromJson(const Json& json, std::string& error) {
-  return Reader(error).Read(json, 0);
-}
-
-std::string JsonText(const Json& json, bool indented) {
-  return json.dump(indented ? 2 : -1, ' ', false, Json::error_handler_t::replace);
-}
-
-Json ParseJson(std::string_view bytes, std::string& error) {
-  try {
-    return Json::parse(bytes);
-  } catch (const Json::parse_error& failure) {
-    error = "not JSON at byte " + std::to_string(failure.byte);
-    return Json(Json::value_t::discarded);
-  } catch (const Json::out_of_range&) {
-    error = "JSON with a number beyond all doubles";
-    return Json(Json::value_t::discarded);
-  }
+std::string JsonText(CFPropertyListRef value, JsonWriter::Layout layout) {
+  JsonWriter writer(layout);
+  WriteJson(writer, value);
+  return writer.Take();
 }
 
 }  // namespace orvik::prefstool

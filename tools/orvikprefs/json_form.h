@@ -8,31 +8,50 @@
 //   a dictionary with one of these names alone    {"$dictionary": {...}}
 //
 // A lone surrogate in a string or a name becomes U+FDD0 and its four hexadecimal digits, by the
-// rule that XML property lists follow (platform/core_foundation/property_list.h).
+// rule that XML property lists follow (platform/core_foundation/property_list.h). Both directions
+// take time proportional to the text.
 #pragma once
 
-#include <nlohmann/json.hpp>
 #include <string>
 #include <string_view>
 
 #include "platform/core_foundation/property_list.h"
 #include "prefs/auto_release.h"
+#include "tools/orvikprefs/json_writer.h"
 
 namespace orvik::prefstool {
 
-using Json = nlohmann::ordered_json;
+inline constexpr const char* kDateWrapper = "$date";
+inline constexpr const char* kDataWrapper = "$data";
+inline constexpr const char* kRealWrapper = "$real";
+inline constexpr const char* kDictionaryWrapper = "$dictionary";
+bool IsWrapperName(std::string_view name);
 
-Json ToJson(CFPropertyListRef value);
+// Dictionaries in the order of their names' UTF-16 units.
+void WriteJson(JsonWriter& writer, CFPropertyListRef value);
+std::string JsonText(CFPropertyListRef value,
+                     JsonWriter::Layout layout = JsonWriter::Layout::kOneLine);
+// Where and why a text is not what it should be. Lines and columns (in bytes) count from 1.
+struct TextError {
+  std::size_t line = 0;
+  std::size_t column = 0;
+  std::size_t byte = 0;  // from 0
+  std::string reason;
 
-// Null when a part is no property list (JSON's null, a malformed wrapper, too deep a nesting);
-// error then says which.
-CAutoCFRelease<CFPropertyListRef> FromJson(const Json& json, std::string& error);
+  // "line 3, column 7 (byte 41): ..."
+  std::string Message() const;
+};
 
-// On one line, or indented by two blanks.
-std::string JsonText(const Json& json, bool indented = false);
+// The line and column of a byte of the text.
+TextError ErrorAt(std::string_view text, std::size_t byte, std::string reason);
 
-// Nothing (a discarded value) when the bytes are no JSON or hold a number that no double can; error
-// then says where or which.
-Json ParseJson(std::string_view bytes, std::string& error);
+// Null when the text is no JSON, or a part of it is no property list (null, a malformed wrapper, a
+// number that no double can hold, more than kPropertyListMaximumDepth containers in one another).
+// Of two equal names in one object the last one holds.
+CAutoCFRelease<CFPropertyListRef> ReadJson(std::string_view text, TextError* error);
+
+// The value that begins at *at, which is moved behind it; the text may go on.
+CAutoCFRelease<CFPropertyListRef> ReadJsonPart(std::string_view text, std::size_t* at,
+                                               TextError* error);
 
 }  // namespace orvik::prefstool

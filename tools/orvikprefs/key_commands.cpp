@@ -2,10 +2,11 @@
 #include <functional>
 #include <ostream>
 
-#include "prefs/key_path.h"
 #include "prefs/reporting.h"
 #include "tools/orvikprefs/commands.h"
+#include "tools/orvikprefs/json_form.h"
 #include "tools/orvikprefs/text.h"
+#include "tools/orvikprefs/values.h"
 
 namespace orvik::prefstool {
 
@@ -14,21 +15,12 @@ namespace {
 constexpr const char* kKeyColour = "1;34";
 constexpr const char* kTypeColour = "2";
 
-// The components of a key path.
-Path Components(const CAtlString& key) {
-  Path path;
-  for (int i = 1; i <= GetDirCountFromPath(key); ++i) {
-    path.push_back(ToUtf8(GetPreferenceNameFromPath(key, i)));
-  }
-  return path;
+PrefResult<CFDictionaryRef> CopyKey(const Context& context, const CommandLine& line) {
+  return CopyPreferenceKey(context.scope, *ParseKey(line.Argument(0)), context.domain);
 }
 
-PrefResult<CFDictionaryRef> CopyKey(const Context& context, const CAtlString& key) {
-  return CopyPreferenceKey(context.scope, key, context.domain);
-}
-
-int FailToRead(const Context& context, const PrefStatus& status, const CAtlString& key) {
-  return context.Fail(status, "key \"" + Escaped(ToUtf8(key)) + "\"", false);
+int FailToRead(const Context& context, const PrefStatus& status, const std::string& key) {
+  return context.Fail(status, "key " + Quoted(key), false);
 }
 
 // Characters on a line, near enough for columns: code points.
@@ -116,33 +108,36 @@ void FindBelow(CFDictionaryRef dictionary, const Matcher& matcher, Path& path,
 
 }  // namespace
 
-int List(const Context& context, const CAtlString& key) {
-  const PrefResult<CFDictionaryRef> found = CopyKey(context, key);
-  if (!found.ok()) return FailToRead(context, found.status, key);
-  Json names = Json::array();
-  for (const Entry& entry : SortedEntries(found.value)) {
-    const std::string name = ToUtf8(entry.name);
-    if (context.json) {
-      names.push_back(name);
-    } else if (context.terminal && !context.null_separated && IsDictionary(entry.value)) {
-      *context.out << context.Coloured(Escaped(name) + "/", kKeyColour) << '\n';
+int List(const Context& context, const CommandLine& line) {
+  const PrefResult<CFDictionaryRef> found = CopyKey(context, line);
+  if (!found.ok()) return FailToRead(context, found.status, line.Argument(0));
+  const std::vector<Entry> entries = SortedEntries(found.value);
+  if (context.json) {
+    JsonWriter names;
+    names.BeginArray();
+    for (const Entry& entry : entries) names.Text(ToUtf8(entry.name));
+    *context.out << names.EndArray().json() << '\n';
+    return kDone;
+  }
+  for (const Entry& entry : entries) {
+    if (context.terminal && IsDictionary(entry.value)) {
+      *context.out << context.Coloured(Escaped(ToUtf8(entry.name)) + "/", kKeyColour) << '\n';
     } else {
-      context.Item(name);
+      context.Item(ToUtf8(entry.name));
     }
   }
-  if (context.json) *context.out << JsonText(names, true) << '\n';
   return kDone;
 }
 
-int Tree(const Context& context, const CAtlString& key) {
-  const PrefResult<CFDictionaryRef> found = CopyKey(context, key);
-  if (!found.ok()) return FailToRead(context, found.status, key);
+int Tree(const Context& context, const CommandLine& line) {
+  const PrefResult<CFDictionaryRef> found = CopyKey(context, line);
+  if (!found.ok()) return FailToRead(context, found.status, line.Argument(0));
   if (context.json) {
-    *context.out << JsonText(ToJson(found.value.Get()), true) << '\n';
-  } else if (context.terminal && !context.null_separated) {
+    *context.out << JsonText(found.value.Get(), JsonWriter::Layout::kIndented) << '\n';
+  } else if (context.terminal) {
     PrintLevel(context, found.value, 0);
   } else {
-    Path path = Components(key);
+    Path path = PathOf(*ParseKey(line.Argument(0)));
     ForEachValue(found.value, path, [&](const Path& where, CFPropertyListRef value) {
       context.Record({JoinedPath(where), TypeName(value), ValueText(value)});
     });
@@ -150,25 +145,28 @@ int Tree(const Context& context, const CAtlString& key) {
   return kDone;
 }
 
-int Find(const Context& context, const CAtlString& text, bool ignore_case) {
+int Find(const Context& context, const CommandLine& line) {
   const PrefResult<CFDictionaryRef> domain = CopyDomain(context.scope, context.domain);
-  if (!domain.ok()) return FailToRead(context, domain.status, CAtlString());
+  if (!domain.ok()) return FailToRead(context, domain.status, "");
+  const Matcher matcher(*FromUtf8(line.Argument(0)), line.Has("--ignore-case"));
   std::vector<Match> found;
   Path path;
-  FindBelow(domain.value, Matcher(text, ignore_case), path, found);
-  Json rows = Json::array();
-  for (const Match& match : found) {
-    const char* type = TypeName(match.value);
-    if (context.json) {
-      Json row = {{"path", match.path}, {"type", type}};
-      if (!IsDictionary(match.value)) row["value"] = ToJson(match.value);
-      rows.push_back(std::move(row));
-    } else {
+  FindBelow(domain.value, matcher, path, found);
+  if (context.json) {
+    JsonWriter rows;
+    rows.BeginArray();
+    for (const Match& match : found) {
+      rows.BeginObject().Name("path").Texts(match.path).Name("type").Text(TypeName(match.value));
+      if (!IsDictionary(match.value)) WriteJson(rows.Name("value"), match.value);
+      rows.EndObject();
+    }
+    *context.out << rows.EndArray().json() << '\n';
+  } else {
+    for (const Match& match : found) {
       const std::string value = IsDictionary(match.value) ? "" : ValueText(match.value);
-      context.Record({JoinedPath(match.path), type, value});
+      context.Record({JoinedPath(match.path), TypeName(match.value), value});
     }
   }
-  if (context.json) *context.out << JsonText(rows, true) << '\n';
   return found.empty() ? kNotFound : kDone;
 }
 

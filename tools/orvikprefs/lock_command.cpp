@@ -3,6 +3,7 @@
 
 #include "prefs/shared_lock.h"
 #include "tools/orvikprefs/commands.h"
+#include "tools/orvikprefs/json_writer.h"
 #include "tools/orvikprefs/text.h"
 
 namespace orvik::prefstool {
@@ -35,13 +36,14 @@ void Show(const Context& context, const SharedLockRecord& record) {
   const bool free = record.state == SharedLockRecord::State::kFree;
   const std::string since = free ? "" : TimeText(record.since);
   if (context.json) {
-    Json form = {{"state", StateName(record.state)}, {"file", record.file}};
+    JsonWriter form;
+    form.BeginObject().Name("state").Text(StateName(record.state));
+    form.Name("file").Text(record.file);
     if (!free) {
-      form["process"] = ToUtf8(record.process);
-      form["pid"] = record.pid;
-      form["since"] = since;
+      form.Name("process").Text(ToUtf8(record.process)).Name("pid").Integer(record.pid);
+      form.Name("since").Text(since);
     }
-    *context.out << JsonText(form, true) << '\n';
+    *context.out << form.EndObject().json() << '\n';
   } else if (free) {
     context.Record({StateName(record.state)});
   } else {
@@ -52,26 +54,23 @@ void Show(const Context& context, const SharedLockRecord& record) {
 
 }  // namespace
 
-int Lock(const Context& context, LockAction action) {
+int Lock(const Context& context, const CommandLine& line) {
   // Every shared-scope write locks the domain as its caller names it.
   const SharedLockRecord before = CopySharedLockRecord(context.domain);
-  if (action == LockAction::kShow) {
+  if (line.Has("--force")) {
+    UnlockGlobalSharedPList(context.domain);
+  } else if (!line.Has("--release")) {
     Show(context, before);
     return kDone;
+  } else if (!ReleaseStaleSharedLock(context.domain)) {
+    return context.Fail(kLockNotObtained, Quoted(before.process) + " (process " +
+                                              std::to_string(before.pid) +
+                                              ") holds the lock; --force frees it all the same");
   }
-  if (action == LockAction::kRelease) {
-    if (!ReleaseStaleSharedLock(context.domain)) {
-      return context.Fail(kLockNotObtained, "\"" + Escaped(ToUtf8(before.process)) +
-                                                "\" (process " + std::to_string(before.pid) +
-                                                ") holds the lock; --force frees it all the same");
-    }
-  } else {
-    UnlockGlobalSharedPList(context.domain);
-  }
-  // The release itself reports nothing: the record tells.
+  // The release itself reports nothing: the record shows what it did.
   const SharedLockRecord after = CopySharedLockRecord(context.domain);
   if (after.state != SharedLockRecord::State::kFree) {
-    return context.Fail(kNotSaved, "\"" + Escaped(after.file) + "\" still shows the lock");
+    return context.Fail(kNotSaved, Quoted(after.file) + " still shows the lock");
   }
   context.Confirm("the lock is free");
   return kDone;

@@ -6,6 +6,22 @@
 
 namespace orvik::prefstool {
 
+namespace {
+
+constexpr char kDigits[] = "0123456789abcdef";
+
+// Whether the lines and the order of text are changed by a character of three bytes or less.
+bool ChangesText(char32_t point) {
+  return (point >= 0x80 && point < 0xA0) || point == 0x61C || point == 0x200E || point == 0x200F ||
+         (point >= 0x2028 && point <= 0x202E) || (point >= 0x2066 && point <= 0x2069);
+}
+
+bool IsContinuation(char byte) {
+  return (static_cast<unsigned char>(byte) & 0xC0) == 0x80;
+}
+
+}  // namespace
+
 std::optional<CAtlString> FromUtf8(std::string_view bytes) {
   CAutoCFRelease<CFStringRef> text(
       CFStringCreateWithBytes(kCFAllocatorDefault, reinterpret_cast<const UInt8*>(bytes.data()),
@@ -14,42 +30,83 @@ std::optional<CAtlString> FromUtf8(std::string_view bytes) {
   return CAtlString(text.Get());
 }
 
+bool CopyAscii(CFStringRef text, char* buffer) {
+  const CFIndex length = CFStringGetLength(text);
+  CFIndex used = 0;
+  return CFStringGetBytes(text, CFRangeMake(0, length), kCFStringEncodingASCII, 0, false,
+                          reinterpret_cast<UInt8*>(buffer), length, &used) == length &&
+         used == length;
+}
+
 std::string ToUtf8(CFStringRef text) {
-  return ToUtf8(CAtlString(text));
+  // Most names and values are ASCII.
+  std::string bytes(static_cast<std::size_t>(CFStringGetLength(text)), '\0');
+  return CopyAscii(text, bytes.data()) ? bytes : ToUtf8(CAtlString(text));
 }
 
 std::string ToUtf8(const CAtlString& text) {
   const CAtlStringA bytes = MakeUTF8StringFromUnicodeString(text);
-  return std::string(bytes.GetString(), static_cast<size_t>(bytes.GetLength()));
+  return std::string(bytes.GetString(), static_cast<std::size_t>(bytes.GetLength()));
+}
+
+std::optional<ControlCharacter> ControlAt(std::string_view utf8, std::size_t at) {
+  const auto byte = [&](std::size_t index) {
+    return static_cast<char32_t>(static_cast<unsigned char>(utf8[index]));
+  };
+  const char32_t first = byte(at);
+  ControlCharacter found = {first, 1};
+  if (first < 0x80) {
+    if (first >= 0x20 && first != 0x7F) return std::nullopt;
+    return found;
+  }
+  if (first >= 0xC2 && first < 0xE0 && at + 1 < utf8.size()) {
+    found = {((first & 0x1F) << 6) | (byte(at + 1) & 0x3F), 2};
+  } else if (first == 0xE2 && at + 2 < utf8.size()) {
+    found = {0x2000 | ((byte(at + 1) & 0x3F) << 6) | (byte(at + 2) & 0x3F), 3};
+  } else {
+    return std::nullopt;
+  }
+  if (!ChangesText(found.point)) return std::nullopt;
+  return found;
 }
 
 std::string Escaped(std::string_view utf8) {
-  static constexpr char kDigits[] = "0123456789abcdef";
+  constexpr std::string_view kNamed = "\\\n\t\r";
+  constexpr std::string_view kLetters = "\\ntr";
   std::string shown;
   shown.reserve(utf8.size());
-  for (size_t i = 0; i < utf8.size(); ++i) {
-    const unsigned char byte = static_cast<unsigned char>(utf8[i]);
-    // U+0080 to U+009F are control characters too; in UTF-8 they follow a C2.
-    const bool c1 =
-        byte == 0xC2 && i + 1 < utf8.size() && static_cast<unsigned char>(utf8[i + 1]) < 0xA0;
-    if (byte == '\\') {
-      shown += "\\\\";
-    } else if (byte == '\n') {
-      shown += "\\n";
-    } else if (byte == '\t') {
-      shown += "\\t";
-    } else if (byte == '\r') {
-      shown += "\\r";
-    } else if (byte < 0x20 || byte == 0x7F || c1) {
-      const unsigned char control = c1 ? static_cast<unsigned char>(utf8[++i]) : byte;
-      shown += "\\x";
-      shown += kDigits[control >> 4];
-      shown += kDigits[control & 15];
+  for (std::size_t i = 0; i < utf8.size();) {
+    const char byte = utf8[i];
+    const std::optional<ControlCharacter> control = ControlAt(utf8, i);
+    if (const std::size_t named = kNamed.find(byte); named != std::string_view::npos) {
+      shown += '\\';
+      shown += kLetters[named];
+    } else if (control) {
+      const bool small = control->point < 0x100;
+      shown += small ? "\\x" : "\\u";
+      for (int shift = small ? 4 : 12; shift >= 0; shift -= 4) {
+        shown += kDigits[(control->point >> shift) & 15];
+      }
     } else {
-      shown += static_cast<char>(byte);
+      shown += byte;
     }
+    i += control ? control->length : 1;
   }
   return shown;
+}
+
+std::string Quoted(std::string_view utf8) {
+  constexpr std::size_t kHead = 120, kTail = 60;
+  if (utf8.size() <= kHead + kTail + 20) return '"' + Escaped(utf8) + '"';
+  std::size_t head = kHead, tail = utf8.size() - kTail;
+  while (head > 0 && IsContinuation(utf8[head])) --head;
+  while (tail < utf8.size() && IsContinuation(utf8[tail])) ++tail;
+  return '"' + Escaped(utf8.substr(0, head)) + "\"...\"" + Escaped(utf8.substr(tail)) + "\" (" +
+         std::to_string(utf8.size()) + " bytes)";
+}
+
+std::string Quoted(const CAtlString& text) {
+  return Quoted(ToUtf8(text));
 }
 
 }  // namespace orvik::prefstool

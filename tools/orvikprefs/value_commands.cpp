@@ -1,96 +1,166 @@
-#include <charconv>
+#include <array>
 #include <ostream>
 
-#include "platform/core_foundation/number.h"
+#include "platform/core_foundation/data.h"
 #include "prefs/reporting.h"
 #include "prefs/transaction.h"
 #include "tools/orvikprefs/commands.h"
+#include "tools/orvikprefs/json_form.h"
 #include "tools/orvikprefs/text.h"
+#include "tools/orvikprefs/values.h"
 
 namespace orvik::prefstool {
 
 namespace {
 
-std::string Address(const CAtlString& key, const CAtlString& name) {
-  return "\"" + Escaped(ToUtf8(name)) + "\" in key \"" + Escaped(ToUtf8(key)) + "\"";
+using Value = CAutoCFRelease<CFPropertyListRef>;
+
+std::string Address(const CommandLine& line) {
+  return Quoted(line.Argument(1)) + " in key " + Quoted(line.Argument(0));
 }
 
-std::optional<int> ParseInt(const CAtlString& text) {
-  const std::string digits = ToUtf8(text);
-  int value = 0;
-  const auto [end, error] = std::from_chars(digits.data(), digits.data() + digits.size(), value);
-  if (error != std::errc() || end != digits.data() + digits.size()) return std::nullopt;
+// The grammar lets only UTF-8 through.
+KeyPath Key(const CommandLine& line) {
+  return *ParseKey(line.Argument(0));
+}
+CAtlString Name(const CommandLine& line) {
+  return *FromUtf8(line.Argument(1));
+}
+
+struct TypeOption {
+  const char* name;
+  ValueType type;
+};
+constexpr std::array<TypeOption, 5> kTypeOptions = {{{"--int", ValueType::kInteger},
+                                                     {"--real", ValueType::kReal},
+                                                     {"--bool", ValueType::kBoolean},
+                                                     {"--date", ValueType::kDate},
+                                                     {"--data", ValueType::kData}}};
+
+// The value that the command line gives; null after a message.
+Value NewValue(const Context& context, const CommandLine& line) {
+  const std::string text = line.Argument(2);
+  const bool json = line.Has(OrvikPrefsGrammar().FindOption(line.command(), "--json"));
+  int types = json ? 1 : 0;
+  ValueType type = ValueType::kString;
+  for (const TypeOption& option : kTypeOptions) {
+    if (!line.Has(option.name)) continue;
+    type = option.type;
+    ++types;
+  }
+  if (types > 1) {
+    context.Fail(kUsage, "a value has one type");
+    return Value();
+  }
+  if (!json) {
+    Value value = ParseValue(type, text);
+    if (!value) context.Fail(kUsage, Quoted(text) + " is not " + TypeForm(type));
+    return value;
+  }
+  TextError error;
+  Value value = ReadJson(text, &error);
+  if (!value) context.Fail(kUsage, Quoted(text) + " is no JSON: " + error.Message());
   return value;
 }
 
-// The value as the store keeps it: a string, or a 32-bit integer; null when it is none.
-CAutoCFRelease<CFTypeRef> MakeValue(const CAtlString& text, bool integer) {
-  if (!integer) return CAutoCFRelease<CFTypeRef>(text.CreateCFStringRef(kCFAllocatorDefault));
-  const std::optional<int> value = ParseInt(text);
-  if (!value) return CAutoCFRelease<CFTypeRef>();
-  return CAutoCFRelease<CFTypeRef>(CFNumberCreate(kCFAllocatorDefault, kCFNumberIntType, &*value));
+int PrintXml(const Context& context, CFPropertyListRef value) {
+  const CAutoCFRelease<CFDataRef> xml(CFPropertyListCreateXMLData(kCFAllocatorDefault, value));
+  if (!xml) return context.Fail(kNotSaved, "the value cannot be written as XML");
+  context.out->write(reinterpret_cast<const char*>(CFDataGetBytePtr(xml)),
+                     static_cast<std::streamsize>(CFDataGetLength(xml)));
+  return kDone;
+}
+
+int PrintValue(const Context& context, const CommandLine& line, CFPropertyListRef value) {
+  if (line.Has("--type")) {
+    if (context.json) {
+      *context.out << '"' << TypeName(value) << "\"\n";
+    } else {
+      context.Item(TypeName(value));
+    }
+    return kDone;
+  }
+  const std::string format = line.Value("--format");
+  if (format == "xml") return PrintXml(context, value);
+  if (format == "json" || context.json || line.count() == 1) {
+    *context.out << JsonText(value, JsonWriter::Layout::kIndented) << '\n';
+  } else {
+    context.Item(ValueText(value));
+  }
+  return kDone;
 }
 
 }  // namespace
 
-int Get(const Context& context, const CAtlString& key, const CAtlString& name, bool type_only) {
-  const PrefResult<CFTypeRef> found = CopyPreference(context.scope, key, name, context.domain);
-  if (!found.ok()) return context.Fail(found.status, Address(key, name), false);
-  if (context.json) {
-    Json form = ToJson(found.value);
-    if (type_only) form = TypeName(found.value);
-    *context.out << JsonText(form, true) << '\n';
+int Get(const Context& context, const CommandLine& line) {
+  PrefResult<CFTypeRef> found;
+  std::string what = "key " + Quoted(line.Argument(0));
+  if (line.count() == 1) {
+    PrefResult<CFDictionaryRef> key = CopyPreferenceKey(context.scope, Key(line), context.domain);
+    found = {key.status, CAutoCFRelease<CFTypeRef>(key.value.Detach())};
   } else {
-    context.Item(type_only ? TypeName(found.value) : ValueText(found.value));
+    found = CopyPreference(context.scope, Key(line), Name(line), context.domain);
+    what = Address(line);
   }
+  if (found.ok()) return PrintValue(context, line, found.value);
+  const bool missing =
+      found.status.error == PrefError::kNotFound || found.status.error == PrefError::kNotAKey;
+  if (!missing || !line.Has("--default")) return context.Fail(found.status, what, false);
+  const std::string text = line.Value("--default");
+  return PrintValue(context, line, ParseValue(ValueType::kString, text));
+}
+
+int Set(const Context& context, const CommandLine& line) {
+  const Value value = NewValue(context, line);
+  if (!value) return kUsage;
+  const bool if_equals = line.Has("--if-equals"), if_absent = line.Has("--if-absent");
+  if (if_equals && if_absent) {
+    return context.Fail(kUsage, "--if-equals and --if-absent exclude each other");
+  }
+  Transaction transaction(context.scope, context.domain);
+  const std::string expected = line.Value("--if-equals");
+  bool present = true;
+  if (if_absent) transaction.RequireAbsent(Key(line), Name(line));
+  if (if_equals) {
+    transaction.RequireThat(Key(line), Name(line), [&](CFTypeRef found) {
+      present = found != nullptr;
+      return present && IsTextOf(found, expected);
+    });
+  }
+  if (!line.Has("--replace-key")) transaction.RequireNotKey(Key(line), Name(line));
+  transaction.Set(Key(line), Name(line), value);
+  const PrefStatus status = transaction.Commit();
+  switch (status.error) {
+    case PrefError::kConditionNotMet:
+      return context.Fail(kConditionNotMet,
+                          Address(line) + ": " +
+                              (if_absent  ? "there is a value already"
+                               : !present ? "there is no value"
+                                          : "the present value is not " + Quoted(expected)));
+    case PrefError::kIsAKey:
+      return context.Fail(kConditionNotMet, Address(line) +
+                                                " is a key; --replace-key replaces it with all "
+                                                "that lies below it");
+    default:
+      break;
+  }
+  if (!status.ok()) return context.Fail(status, Address(line), true);
+  context.Confirm("set " + Address(line));
   return kDone;
 }
 
-int Set(const Context& context, const CAtlString& key, const CAtlString& name,
-        const CAtlString& value, const SetOptions& options) {
-  const CAutoCFRelease<CFTypeRef> stored = MakeValue(value, options.integer);
-  if (!stored) {
-    return context.Fail(
-        kUsage, "\"" + Escaped(ToUtf8(value)) + "\" is no integer from -2147483648 to 2147483647");
-  }
+int Delete(const Context& context, const CommandLine& line) {
   Transaction transaction(context.scope, context.domain);
-  if (options.if_absent) transaction.RequireAbsent(key, name);
-  if (options.if_equals) {
-    // The text given is compared in the type of the present value; the transaction looks again
-    // under the lock.
-    const PrefResult<CFTypeRef> present = CopyPreference(context.scope, key, name, context.domain);
-    const bool is_number = present.ok() && CFGetTypeID(present.value) == CFNumberGetTypeID() &&
-                           ParseInt(*options.if_equals);
-    transaction.RequireEqual(key, name, MakeValue(*options.if_equals, is_number));
+  if (!line.Has("--recursive")) transaction.RequireNotKey(Key(line), Name(line));
+  transaction.Delete(Key(line), Name(line), IfMissing::kFail);
+  const PrefStatus status = transaction.Commit();
+  if (status.error == PrefError::kIsAKey) {
+    return context.Fail(kConditionNotMet, Address(line) +
+                                              " is a key; --recursive deletes it with all that "
+                                              "lies below it");
   }
-  transaction.Set(key, name, stored);
-  const PrefStatus status = transaction.Commit();
-  if (!status.ok()) return context.Fail(status, Address(key, name), true);
-  context.Confirm("set " + Address(key, name));
-  return kDone;
-}
-
-int Delete(const Context& context, const CAtlString& key, const CAtlString& name) {
-  Transaction transaction(context.scope, context.domain);
-  transaction.Delete(key, name, IfMissing::kFail);
-  const PrefStatus status = transaction.Commit();
-  if (!status.ok()) return context.Fail(status, Address(key, name), false);
-  context.Confirm("deleted " + Address(key, name));
-  return kDone;
-}
-
-int DeleteKey(const Context& context, const CAtlString& key, bool recursive) {
-  const std::string what = "key \"" + Escaped(ToUtf8(key)) + "\"";
-  const PrefResult<CFDictionaryRef> found = CopyPreferenceKey(context.scope, key, context.domain);
-  if (!found.ok()) return context.Fail(found.status, what, false);
-  if (!recursive && CFDictionaryGetCount(found.value) > 0) {
-    return context.Fail(kUsage, what + " is not empty; --recursive deletes it with all below it");
-  }
-  Transaction transaction(context.scope, context.domain);
-  transaction.DeleteKey(key, IfMissing::kFail);
-  const PrefStatus status = transaction.Commit();
-  if (!status.ok()) return context.Fail(status, what, false);
-  context.Confirm("deleted " + what);
+  if (!status.ok()) return context.Fail(status, Address(line), false);
+  context.Confirm("deleted " + Address(line));
   return kDone;
 }
 

@@ -1,6 +1,7 @@
 #include "tools/orvikprefs/values.h"
 
 #include <algorithm>
+#include <charconv>
 
 #include "platform/core_foundation/array.h"
 #include "platform/core_foundation/data.h"
@@ -12,16 +13,93 @@
 
 namespace orvik::prefstool {
 
-const char* TypeName(CFPropertyListRef value) {
-  const CFTypeID type = CFGetTypeID(value);
-  if (type == CFStringGetTypeID()) return "string";
-  if (type == CFBooleanGetTypeID()) return "boolean";
-  if (type == CFNumberGetTypeID()) {
-    return CFNumberIsFloatType(static_cast<CFNumberRef>(value)) ? "real" : "integer";
+namespace {
+
+using Value = CAutoCFRelease<CFPropertyListRef>;
+
+// Every name and form in the order of ValueType.
+struct TypeRow {
+  const char* name;
+  const char* form;
+};
+constexpr TypeRow kTypes[] = {
+    {"string", "UTF-8"},
+    {"integer", "an integer of 64 bits"},
+    {"real", "a real number"},
+    {"boolean", "true or false"},
+    {"date", "a date such as 2024-05-06T07:08:09Z"},
+    {"data", "Base64"},
+    {"array", "a JSON array"},
+    {"dictionary", "a JSON object"},
+};
+
+// The property-list reader knows these forms already; only text without markup may reach it.
+Value ReadElement(const std::string& element, std::string_view text) {
+  if (text.find_first_of("<&") != std::string_view::npos) return Value();
+  const std::string document =
+      "<plist version=\"1.0\"><" + element + ">" + std::string(text) + "</" + element + "></plist>";
+  const CAutoCFRelease<CFDataRef> bytes(
+      CFDataCreate(kCFAllocatorDefault, reinterpret_cast<const UInt8*>(document.data()),
+                   static_cast<CFIndex>(document.size())));
+  return Value(CFPropertyListCreateFromXMLData(kCFAllocatorDefault, bytes, kCFPropertyListImmutable,
+                                               nullptr));
+}
+
+Value ParseInteger(std::string_view text) {
+  SInt64 value = 0;
+  const char* const last = text.data() + text.size();
+  const auto [end, error] = std::from_chars(text.data(), last, value);
+  if (error == std::errc() && end == last) {
+    return Value(CFNumberCreate(kCFAllocatorDefault, kCFNumberSInt64Type, &value));
   }
-  if (type == CFDateGetTypeID()) return "date";
-  if (type == CFDataGetTypeID()) return "data";
-  return type == CFArrayGetTypeID() ? "array" : "dictionary";
+  const bool digits = !text.empty() && std::all_of(text.begin(), text.end(), [](char byte) {
+    return byte >= '0' && byte <= '9';
+  });
+  return digits ? ReadElement("integer", text) : Value();
+}
+
+Value ParseReal(std::string_view text) {
+  if (text == "nan" || text == "inf" || text == "-inf") return ReadElement("real", text);
+  double value = 0;
+  const char* const last = text.data() + text.size();
+  const auto [end, error] = std::from_chars(text.data(), last, value);
+  // The names that from_chars takes for infinities and the like are no decimal numbers.
+  const bool decimal = text.find_first_not_of("0123456789.eE+-") == std::string_view::npos;
+  if (error != std::errc() || end != last || !decimal) return Value();
+  return Value(CFNumberCreate(kCFAllocatorDefault, kCFNumberDoubleType, &value));
+}
+
+Value ParseBoolean(std::string_view text) {
+  if (text == "true" || text == "yes" || text == "1") return Value::Retaining(kCFBooleanTrue);
+  if (text == "false" || text == "no" || text == "0") return Value::Retaining(kCFBooleanFalse);
+  return Value();
+}
+
+bool IsBefore(const Entry& one, const Entry& other) {
+  return CFStringCompare(one.name, other.name, 0) == kCFCompareLessThan;
+}
+
+}  // namespace
+
+ValueType TypeOf(CFPropertyListRef value) {
+  const CFTypeID type = CFGetTypeID(value);
+  if (type == CFStringGetTypeID()) return ValueType::kString;
+  if (type == CFBooleanGetTypeID()) return ValueType::kBoolean;
+  if (type == CFNumberGetTypeID()) {
+    return CFNumberIsFloatType(static_cast<CFNumberRef>(value)) ? ValueType::kReal
+                                                                : ValueType::kInteger;
+  }
+  if (type == CFDateGetTypeID()) return ValueType::kDate;
+  if (type == CFDataGetTypeID()) return ValueType::kData;
+  return type == CFArrayGetTypeID() ? ValueType::kArray : ValueType::kDictionary;
+}
+
+const char* TypeName(ValueType type) {
+  return kTypes[static_cast<int>(type)].name;
+}
+
+const char* TypeForm(ValueType type) {
+  return kTypes[static_cast<int>(type)].form;
 }
 
 bool IsDictionary(CFPropertyListRef value) {
@@ -29,99 +107,99 @@ bool IsDictionary(CFPropertyListRef value) {
 }
 
 std::string ValueText(CFPropertyListRef value) {
-  if (CFGetTypeID(value) == CFStringGetTypeID()) return ToUtf8(static_cast<CFStringRef>(value));
-  const Json form = ToJson(value);
-  // Dates and data are wrapped in JSON to tell their type; here the text alone is wanted.
-  if (form.is_object() && !IsDictionary(value)) return form.begin()->get<std::string>();
-  return JsonText(form);
+  if (TypeOf(value) == ValueType::kString) return ToUtf8(static_cast<CFStringRef>(value));
+  std::string json = JsonText(value);
+  // Dates, data and reals that are no numbers are wrapped in JSON, to carry their type. None of
+  // their texts holds a quote.
+  if (!IsDictionary(value) && json.starts_with('{')) {
+    const std::size_t begin = json.find(':') + 2;
+    return json.substr(begin, json.rfind('"') - begin);
+  }
+  return json;
+}
+
+CAutoCFRelease<CFPropertyListRef> ParseValue(ValueType type, std::string_view text) {
+  switch (type) {
+    case ValueType::kString: {
+      const std::optional<CAtlString> string = FromUtf8(text);
+      return Value(string ? string->CreateCFStringRef(kCFAllocatorDefault) : nullptr);
+    }
+    case ValueType::kInteger:
+      return ParseInteger(text);
+    case ValueType::kReal:
+      return ParseReal(text);
+    case ValueType::kBoolean:
+      return ParseBoolean(text);
+    case ValueType::kDate:
+    case ValueType::kData:
+      return ReadElement(TypeName(type), text);
+    case ValueType::kArray:
+    case ValueType::kDictionary:
+      break;
+  }
+  TextError error;
+  Value value = ReadJson(text, &error);
+  return value && TypeOf(value) == type ? std::move(value) : Value();
+}
+
+bool IsTextOf(CFPropertyListRef value, const std::string& text) {
+  if (ValueText(value) == text) return true;
+  const Value parsed = ParseValue(TypeOf(value), text);
+  return parsed && CFEqual(parsed, value);
 }
 
 std::vector<Entry> SortedEntries(CFDictionaryRef dictionary) {
-  const size_t count = static_cast<size_t>(CFDictionaryGetCount(dictionary));
+  const std::size_t count = static_cast<std::size_t>(CFDictionaryGetCount(dictionary));
   std::vector<const void*> names(count), values(count);
   CFDictionaryGetKeysAndValues(dictionary, names.data(), values.data());
   std::vector<Entry> entries(count);
-  for (size_t i = 0; i < count; ++i) entries[i] = {static_cast<CFStringRef>(names[i]), values[i]};
-  std::sort(entries.begin(), entries.end(), [](const Entry& a, const Entry& b) {
-    return CFStringCompare(a.name, b.name, 0) == kCFCompareLessThan;
-  });
+  for (std::size_t i = 0; i < count; ++i) {
+    entries[i] = {static_cast<CFStringRef>(names[i]), values[i]};
+  }
+  // What was read from a file of ours is in order already.
+  if (!std::is_sorted(entries.begin(), entries.end(), IsBefore)) {
+    std::sort(entries.begin(), entries.end(), IsBefore);
+  }
   return entries;
 }
 
+Path PathOf(const KeyPath& key) {
+  Path path;
+  for (int i = 1; i <= key.count(); ++i) path.push_back(ToUtf8(key.name(i)));
+  return path;
+}
+
 std::string JoinedPath(const Path& path) {
+  const bool as_array =
+      std::any_of(path.begin(), path.end(),
+                  [](const std::string& name) {
+                    return name.empty() || name.find_first_of("/\\") != std::string::npos;
+                  }) ||
+      (!path.empty() && path.front().starts_with('['));
+  if (as_array) return JsonWriter(JsonWriter::Layout::kOneLine).Texts(path).Take();
   std::string text;
-  for (size_t i = 0; i < path.size(); ++i) {
-    if (i > 0) text += '/';
-    text += path[i];
+  for (const std::string& name : path) {
+    if (!text.empty()) text += '/';
+    text += name;
   }
   return text;
 }
 
-namespace {
-
-void AddLeaves(Difference::Kind kind, Path& path, CFPropertyListRef value,
-               std::vector<Difference>& found) {
-  if (IsDictionary(value) && CFDictionaryGetCount(static_cast<CFDictionaryRef>(value)) > 0) {
-    for (const Entry& entry : SortedEntries(static_cast<CFDictionaryRef>(value))) {
-      path.push_back(ToUtf8(entry.name));
-      AddLeaves(kind, path, entry.value, found);
-      path.pop_back();
-    }
-    return;
+std::optional<KeyPath> ParseKey(const std::string& text) {
+  TextError error;
+  const Value list = text.starts_with('[') ? ReadJson(text, &error) : Value();
+  std::vector<CAtlString> names;
+  bool texts_alone = static_cast<bool>(list);
+  const CFIndex count = list ? CFArrayGetCount(static_cast<CFArrayRef>(list.Get())) : 0;
+  for (CFIndex i = 0; i < count && texts_alone; ++i) {
+    const CFTypeRef name = CFArrayGetValueAtIndex(static_cast<CFArrayRef>(list.Get()), i);
+    texts_alone = TypeOf(name) == ValueType::kString;
+    if (texts_alone) names.emplace_back(static_cast<CFStringRef>(name));
   }
-  const bool added = kind == Difference::Kind::kAdded;
-  found.push_back({kind, path, added ? nullptr : value, added ? value : nullptr});
-}
-
-void Compare(Path& path, CFDictionaryRef before, CFDictionaryRef after,
-             std::vector<Difference>& found) {
-  const std::vector<Entry> old_entries = SortedEntries(before);
-  const std::vector<Entry> new_entries = SortedEntries(after);
-  auto old_entry = old_entries.begin();
-  auto new_entry = new_entries.begin();
-  while (old_entry != old_entries.end() || new_entry != new_entries.end()) {
-    CFComparisonResult order = kCFCompareEqualTo;
-    if (old_entry == old_entries.end()) {
-      order = kCFCompareGreaterThan;
-    } else if (new_entry == new_entries.end()) {
-      order = kCFCompareLessThan;
-    } else {
-      order = CFStringCompare(old_entry->name, new_entry->name, 0);
-    }
-    const CFPropertyListRef old_value = order <= 0 ? old_entry->value : nullptr;
-    const CFPropertyListRef new_value = order >= 0 ? new_entry->value : nullptr;
-    path.push_back(ToUtf8(order <= 0 ? old_entry->name : new_entry->name));
-    if (new_value == nullptr) {
-      AddLeaves(Difference::Kind::kRemoved, path, old_value, found);
-    } else if (old_value == nullptr) {
-      AddLeaves(Difference::Kind::kAdded, path, new_value, found);
-    } else if (IsDictionary(old_value) && IsDictionary(new_value)) {
-      Compare(path, static_cast<CFDictionaryRef>(old_value),
-              static_cast<CFDictionaryRef>(new_value), found);
-    } else if (!CFEqual(old_value, new_value)) {
-      found.push_back({Difference::Kind::kChanged, path, old_value, new_value});
-    }
-    path.pop_back();
-    if (order <= 0) ++old_entry;
-    if (order >= 0) ++new_entry;
-  }
-}
-
-}  // namespace
-
-std::vector<Difference> Differences(CFDictionaryRef before, CFDictionaryRef after) {
-  std::vector<Difference> found;
-  Path path;
-  if (before != nullptr && after != nullptr) {
-    Compare(path, before, after, found);
-  } else if (before != nullptr || after != nullptr) {
-    const bool added = before == nullptr;
-    const CFDictionaryRef all = added ? after : before;
-    if (CFDictionaryGetCount(all) > 0) {
-      AddLeaves(added ? Difference::Kind::kAdded : Difference::Kind::kRemoved, path, all, found);
-    }
-  }
-  return found;
+  if (texts_alone) return KeyPath::FromNames(std::move(names));
+  const std::optional<CAtlString> path = FromUtf8(text);
+  if (!path) return std::nullopt;
+  return KeyPath(*path);
 }
 
 }  // namespace orvik::prefstool

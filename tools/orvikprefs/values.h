@@ -1,23 +1,49 @@
-// What the store holds, as the tool shows it.
+// What the store holds, as the tool shows and reads it.
 #pragma once
 
+#include <optional>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "platform/core_foundation/dictionary.h"
 #include "platform/core_foundation/property_list.h"
 #include "platform/core_foundation/string.h"
+#include "prefs/auto_release.h"
+#include "prefs/key_path.h"
 
 namespace orvik::prefstool {
 
+enum class ValueType { kString, kInteger, kReal, kBoolean, kDate, kData, kArray, kDictionary };
+
+ValueType TypeOf(CFPropertyListRef value);
 // "string", "integer", "real", "boolean", "date", "data", "array" or "dictionary".
-const char* TypeName(CFPropertyListRef value);
+const char* TypeName(ValueType type);
+inline const char* TypeName(CFPropertyListRef value) {
+  return TypeName(TypeOf(value));
+}
 
 bool IsDictionary(CFPropertyListRef value);
 
 // A leaf as text: a string as it is, numbers in decimal, "true" or "false", a date in ISO 8601
 // (UTC), data in Base64. A container as JSON on one line.
 std::string ValueText(CFPropertyListRef value);
+
+// The value of the type that the text stands for; null when it stands for none.
+//
+//   string              any UTF-8
+//   integer             decimal, of 64 bits, signed or not
+//   real                decimal with or without an exponent; nan, inf, -inf
+//   boolean             true, false, yes, no, 1, 0
+//   date                2024-05-06T07:08:09Z
+//   data                Base64
+//   array, dictionary   JSON (json_form.h)
+CAutoCFRelease<CFPropertyListRef> ParseValue(ValueType type, std::string_view text);
+// What the texts of a type look like, for messages: "an integer of 64 bits".
+const char* TypeForm(ValueType type);
+
+// Whether the text is what ValueText gives for the value, or stands for an equal value of its type.
+bool IsTextOf(CFPropertyListRef value, const std::string& text);
 
 // The entries of a dictionary in the order of their names' UTF-16 units. The dictionary owns them.
 struct Entry {
@@ -29,20 +55,14 @@ std::vector<Entry> SortedEntries(CFDictionaryRef dictionary);
 // Names from the domain's top level down. Owned here, so it outlives what it was read from.
 using Path = std::vector<std::string>;
 
-// The names joined by "/" (a name that holds one cannot be told apart).
+Path PathOf(const KeyPath& key);
+
+// The names joined by "/", or a JSON array of them when one of them is empty or holds a "/" or
+// "\\", or when what is joined would be taken for an array: ParseKey reads either.
 std::string JoinedPath(const Path& path);
 
-// One thing that differs between two trees of dictionaries.
-struct Difference {
-  enum class Kind { kAdded, kRemoved, kChanged };
-  Kind kind;
-  Path path;
-  CFPropertyListRef before;  // null when added; owned by the tree
-  CFPropertyListRef after;   // null when removed; owned by the tree
-};
-
-// What turns one domain into the other. Keys that only one side has are told leaf by leaf, an empty
-// one as itself; either side may be null, which counts as empty.
-std::vector<Difference> Differences(CFDictionaryRef before, CFDictionaryRef after);
+// A key path as people write it: names separated by "/" or "\\", or a JSON array of names. Nothing
+// when the text is not UTF-8.
+std::optional<KeyPath> ParseKey(const std::string& text);
 
 }  // namespace orvik::prefstool

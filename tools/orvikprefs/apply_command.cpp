@@ -1,0 +1,55 @@
+#include "prefs/transaction.h"
+#include "tools/orvikprefs/change_script.h"
+#include "tools/orvikprefs/commands.h"
+#include "tools/orvikprefs/files.h"
+#include "tools/orvikprefs/print_differences.h"
+#include "tools/orvikprefs/progress.h"
+#include "tools/orvikprefs/text.h"
+
+namespace orvik::prefstool {
+
+namespace {
+
+int FailScript(const Context& context, const PrefStatus& status, const std::string& file,
+               const ChangeScript& script) {
+  const bool at_line = status.step >= 0;
+  const std::string where =
+      Quoted(file) + (at_line ? ", line " + std::to_string(script.LineOf(status.step).number) +
+                                    " (" + Quoted(script.LineOf(status.step).text) + ")"
+                              : std::string());
+  if (status.error == PrefError::kConditionNotMet) {
+    return context.Fail(kConditionNotMet, where + ": the condition does not hold");
+  }
+  // A condition on a key that is not there is not met; only the store can be missing otherwise.
+  if (at_line && status.error == PrefError::kNotFound) {
+    return context.Fail(kConditionNotMet, where + ": there is no such key");
+  }
+  return context.Fail(status, where, true);
+}
+
+}  // namespace
+
+int Apply(const Context& context, const CommandLine& line) {
+  const Progress progress(context, "applying");
+  const std::string file = line.Argument(0);
+  std::string text;
+  if (const int error = ReadWhole(file, text); error != 0) {
+    return context.FailFile(file, error, false);
+  }
+  Transaction transaction(context.scope, context.domain);
+  ChangeScript script;
+  TextError mistake;
+  if (!script.Read(text, transaction, &mistake)) {
+    return context.Fail(kUsage, Quoted(file) + ": " + mistake.Message());
+  }
+  const bool check = line.Has("--check");
+  TransactionResult result;
+  const PrefStatus status =
+      check ? transaction.Rehearse(&result) : transaction.Commit(IfDamaged::kFail, &result);
+  if (!status.ok()) return FailScript(context, status, file, script);
+  const std::vector<Difference> differences = Differences(result.before, result.after);
+  if (!context.quiet || context.json) PrintDifferences(context, differences);
+  return check && !differences.empty() ? kWouldChange : kDone;
+}
+
+}  // namespace orvik::prefstool

@@ -1,0 +1,215 @@
+#include "tools/orvikprefs/change_script.h"
+
+#include <algorithm>
+#include <array>
+#include <optional>
+
+#include "tools/orvikprefs/text.h"
+#include "tools/orvikprefs/values.h"
+
+namespace orvik::prefstool {
+
+namespace {
+
+using Value = CAutoCFRelease<CFPropertyListRef>;
+
+// What a line may say; the steps it adds to a transaction.
+struct Words {
+  KeyPath key;
+  CAtlString name;
+  Value value;
+};
+
+bool IsNoValue(CFTypeRef present) {
+  return present == nullptr || IsDictionary(present);
+}
+
+CFDictionaryRef Entries(const Words& words) {
+  return static_cast<CFDictionaryRef>(words.value.Get());
+}
+
+struct Verb {
+  const char* name;
+  bool has_name, has_value, has_object;
+  bool key_may_be_empty;
+  int steps;
+  void (*add)(Transaction& transaction, const Words& words);
+};
+
+constexpr std::array<Verb, 11> kVerbs = {{
+    {"set", true, true, false, true, 2,
+     [](Transaction& transaction, const Words& words) {
+       transaction.RequireNotKey(words.key, words.name);
+       transaction.Set(words.key, words.name, words.value);
+     }},
+    {"delete", true, false, false, true, 2,
+     [](Transaction& transaction, const Words& words) {
+       transaction.RequireNotKey(words.key, words.name);
+       transaction.Delete(words.key, words.name);
+     }},
+    {"make-key", false, false, false, false, 1,
+     [](Transaction& transaction, const Words& words) { transaction.MakeKey(words.key); }},
+    {"delete-key", false, false, false, false, 2,
+     [](Transaction& transaction, const Words& words) {
+       transaction.RequireThat(words.key.Parent(), words.key.name(words.key.count()), IsNoValue);
+       transaction.DeleteKey(words.key);
+     }},
+    {"merge", false, false, true, true, 1,
+     [](Transaction& transaction, const Words& words) {
+       transaction.Merge(words.key, Entries(words));
+     }},
+    {"replace", false, false, true, true, 1,
+     [](Transaction& transaction, const Words& words) {
+       transaction.ReplaceKey(words.key, Entries(words));
+     }},
+    {"require", true, true, false, true, 1,
+     [](Transaction& transaction, const Words& words) {
+       transaction.RequireEqual(words.key, words.name, words.value);
+     }},
+    {"require-absent", true, false, false, true, 1,
+     [](Transaction& transaction, const Words& words) {
+       transaction.RequireAbsent(words.key, words.name);
+     }},
+    {"require-key", false, false, false, true, 1,
+     [](Transaction& transaction, const Words& words) { transaction.RequireKey(words.key); }},
+    {"require-no-key", false, false, false, false, 1,
+     [](Transaction& transaction, const Words& words) {
+       transaction.RequireThat(words.key.Parent(), words.key.name(words.key.count()),
+                               [](CFTypeRef present) { return !IsDictionary(present); });
+     }},
+    {"require-empty-key", false, false, false, true, 1,
+     [](Transaction& transaction, const Words& words) { transaction.RequireEmptyKey(words.key); }},
+}};
+
+// Reads the words of one line; the text is the whole script, for the places of mistakes.
+class LineReader {
+ public:
+  LineReader(std::string_view text, std::size_t begin, std::size_t end, TextError* error)
+      : whole_(text), line_(text.substr(0, end)), at_(begin), error_(error) {}
+
+  bool AtEnd() {
+    while (at_ < line_.size() && (line_[at_] == ' ' || line_[at_] == '\t' || line_[at_] == '\r')) {
+      ++at_;
+    }
+    return at_ == line_.size();
+  }
+
+  bool Fail(const std::string& reason, std::size_t at) {
+    *error_ = ErrorAt(whole_, at, reason);
+    return false;
+  }
+  bool Fail(const std::string& reason) { return Fail(reason, at_); }
+
+  const Verb* ReadVerb() {
+    const std::string_view word = ReadBareWord();
+    const auto found = std::find_if(kVerbs.begin(), kVerbs.end(),
+                                    [&](const Verb& verb) { return word == verb.name; });
+    if (found != kVerbs.end()) return &*found;
+    Fail(Quoted(word) + " begins no line of a script", at_ - word.size());
+    return nullptr;
+  }
+
+  bool Read(const Verb& verb, Words& words) {
+    if (!ReadKey(words.key)) return false;
+    if (words.key.empty() && !verb.key_may_be_empty) {
+      return Fail(std::string(verb.name) + " needs a key below the domain");
+    }
+    if (verb.has_name && !ReadName(words.name)) return false;
+    if ((verb.has_value || verb.has_object) && !ReadValue(words.value)) return false;
+    if (verb.has_object && !IsDictionary(words.value)) {
+      return Fail(std::string(verb.name) + " needs an object of JSON");
+    }
+    return AtEnd() || Fail("one word too many");
+  }
+
+ private:
+  std::string_view ReadBareWord() {
+    const std::size_t begin = at_;
+    while (at_ < line_.size() && !IsBlankOrMark(line_[at_])) ++at_;
+    return line_.substr(begin, at_ - begin);
+  }
+
+  static bool IsBlankOrMark(char byte) {
+    return std::string_view(" \t\r\"'[]{}").find(byte) != std::string_view::npos;
+  }
+
+  // A JSON string, or a bare word.
+  bool ReadText(const char* what, std::string& text) {
+    if (AtEnd()) return Fail(std::string("a ") + what + " is expected");
+    const std::size_t begin = at_;
+    if (line_[at_] != '"') {
+      text = ReadBareWord();
+      if (!text.empty() && (at_ == line_.size() || !IsMark(line_[at_]))) return true;
+      return Fail(std::string("a ") + what + " with such characters needs double quotes", begin);
+    }
+    Value value;
+    if (!ReadValue(value)) return false;
+    text = ValueText(value);
+    return true;
+  }
+
+  static bool IsMark(char byte) {
+    return IsBlankOrMark(byte) && byte != ' ' && byte != '\t' && byte != '\r';
+  }
+
+  bool ReadKey(KeyPath& key) {
+    std::string text;
+    const bool is_array = !AtEnd() && line_[at_] == '[';
+    const std::size_t begin = at_;
+    if (is_array) {
+      Value value;
+      if (!ReadValue(value)) return false;
+      text = line_.substr(begin, at_ - begin);
+    } else if (!ReadText("KEY", text)) {
+      return false;
+    }
+    const std::optional<KeyPath> parsed =
+        is_array || !text.starts_with('[') ? ParseKey(text) : KeyPath(*FromUtf8(text));
+    if (!parsed) return Fail("the KEY is not UTF-8", begin);
+    key = *parsed;
+    return true;
+  }
+
+  bool ReadName(CAtlString& name) {
+    std::string text;
+    if (!ReadText("NAME", text)) return false;
+    const std::optional<CAtlString> units = FromUtf8(text);
+    if (!units) return Fail("the NAME is not UTF-8");
+    name = *units;
+    return true;
+  }
+
+  bool ReadValue(Value& value) {
+    if (AtEnd()) return Fail("a value is expected");
+    value = ReadJsonPart(line_, &at_, error_);
+    return static_cast<bool>(value);
+  }
+
+  std::string_view whole_;
+  std::string_view line_;  // with all that comes before it
+  std::size_t at_;
+  TextError* error_;
+};
+
+}  // namespace
+
+bool ChangeScript::Read(std::string_view text, Transaction& transaction, TextError* error) {
+  std::size_t number = 0;
+  for (std::size_t begin = 0; begin < text.size();) {
+    const std::size_t end = std::min(text.find('\n', begin), text.size());
+    ++number;
+    LineReader reader(text, begin, end, error);
+    if (!reader.AtEnd() && text[text.find_first_not_of(" \t\r", begin)] != '#') {
+      const Verb* const verb = reader.ReadVerb();
+      Words words = {KeyPath(u""), CAtlString(), Value()};
+      if (verb == nullptr || !reader.Read(*verb, words)) return false;
+      verb->add(transaction, words);
+      steps_.insert(steps_.end(), static_cast<std::size_t>(verb->steps),
+                    Line{number, std::string(text.substr(begin, end - begin))});
+    }
+    begin = end + 1;
+  }
+  return true;
+}
+
+}  // namespace orvik::prefstool

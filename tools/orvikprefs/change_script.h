@@ -1,0 +1,49 @@
+// Scripts of conditions and changes: what a domain is to hold, in lines.
+//
+//   # a comment; empty lines count for nothing
+//   set KEY NAME VALUE           the value is this one
+//   delete KEY NAME              there is no such value
+//   make-key KEY                 the key exists
+//   delete-key KEY               there is no such key
+//   merge KEY OBJECT             the key holds these entries, among others
+//   replace KEY OBJECT           the key holds these entries and no others
+//   require KEY NAME VALUE       conditions, on what the lines above leave
+//   require-absent KEY NAME
+//   require-key KEY
+//   require-no-key KEY
+//   require-empty-key KEY
+//
+// A KEY is a key path, or a JSON array of names; "" is the domain. KEY and NAME are JSON strings,
+// or bare words without blanks, quotes, brackets and braces. VALUE and OBJECT are JSON
+// (json_form.h). A change that is made already changes nothing. A key never gives way to a value,
+// nor a value to a key: the script fails.
+#pragma once
+
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "prefs/transaction.h"
+#include "tools/orvikprefs/json_form.h"
+
+namespace orvik::prefstool {
+
+class ChangeScript {
+ public:
+  // Adds the conditions and changes of the text to the transaction. False, with the first mistake,
+  // when the text is no script.
+  bool Read(std::string_view text, Transaction& transaction, TextError* error);
+
+  // The line, from 1, and its words, that made a step of the transaction (PrefStatus::step).
+  struct Line {
+    std::size_t number;
+    std::string text;
+  };
+  const Line& LineOf(int step) const { return steps_[static_cast<std::size_t>(step)]; }
+  std::size_t step_count() const { return steps_.size(); }
+
+ private:
+  std::vector<Line> steps_;
+};
+
+}  // namespace orvik::prefstool

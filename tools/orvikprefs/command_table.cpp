@@ -1,0 +1,178 @@
+#include "tools/orvikprefs/commands.h"
+
+namespace orvik::prefstool {
+
+namespace {
+
+using Count = Positional::Count;
+
+constexpr Option kGlobals[] = {
+    {"--help", 'h', Word::kFlag, "", "print help, of a command behind its name"},
+    {"--version", 0, Word::kFlag, "", "print the version"},
+    {"--scope", 0, Word::kScope, "SCOPE", "shared (default), user, machine, or 0 to 5"},
+    {"--domain", 0, Word::kDomain, "DOMAIN", "the domain (default: com.orviktech.Registry)"},
+    {"--root", 0, Word::kFolder, "DIR", "where the system volume lies; no home of the caller's"},
+    {"--home", 0, Word::kFolder, "DIR", "the home folder of the user scope and of the lock record"},
+    {"--quiet", 'q', Word::kFlag, "", "no confirmations"},
+    {"--json", 0, Word::kFlag, "", "JSON for programs"},
+    {"--null", 'z', Word::kFlag, "", "end fields with a NUL, for names with line breaks"},
+};
+
+constexpr Positional kKey = {"KEY", Word::kKey, Count::kOne,
+                             "the key path, or a JSON array of names; \"\" for the top level"};
+constexpr Positional kSomeKey = {"KEY", Word::kKey, Count::kOptional,
+                                 "the key path (default: the domain's top level)"};
+constexpr Positional kName = {"NAME", Word::kName, Count::kOne, "the value's name"};
+constexpr Positional kFile = {"FILE", Word::kFile, Count::kOne, "the file, - for standard input"};
+constexpr Positional kNewKey = {"NEW-KEY", Word::kKey, Count::kOptional, "the key it goes to"};
+constexpr Positional kNewName = {"NEW-NAME", Word::kName, Count::kOptional, "the name it gets"};
+constexpr Option kReplace = {"--replace", 0, Word::kFlag, "", "also where the new name is taken"};
+constexpr Option kRecursive = {"--recursive", 'r', Word::kFlag, "",
+                               "a key, with all that lies below it"};
+
+constexpr Positional kOneKey[] = {kKey};
+constexpr Positional kAnyKey[] = {kSomeKey};
+constexpr Positional kOneValue[] = {kKey, kName};
+constexpr Positional kFileAndKey[] = {kFile, kSomeKey};
+constexpr Positional kOldAndNew[] = {
+    kKey,
+    {"NAME", Word::kName, Count::kOne, "the value's name; for a whole key, the path it gets"},
+    kNewKey,
+    kNewName};
+
+constexpr Positional kGetWords[] = {
+    kKey, {"NAME", Word::kName, Count::kOptional, "the value's name (default: the whole key)"}};
+constexpr Option kGetOptions[] = {
+    {"--type", 0, Word::kFlag, "", "print its type instead"},
+    {"--default", 0, Word::kText, "TEXT", "print this where there is no such value"},
+    {"--format", 0, Word::kFormat, "FORMAT", "xml or json (default: text; json of a key)"},
+};
+constexpr Positional kSetWords[] = {
+    kKey, kName, {"VALUE", Word::kText, Count::kOne, "the new value"}};
+constexpr Option kSetOptions[] = {
+    {"--int", 0, Word::kFlag, "", "VALUE is an integer of 64 bits"},
+    {"--real", 0, Word::kFlag, "", "VALUE is a real number"},
+    {"--bool", 0, Word::kFlag, "", "VALUE is true or false (yes, no, 1, 0)"},
+    {"--date", 0, Word::kFlag, "", "VALUE is a date such as 2024-05-06T07:08:09Z"},
+    {"--data", 0, Word::kFlag, "", "VALUE is Base64"},
+    {"--json", 0, Word::kFlag, "", "VALUE is JSON, for arrays and dictionaries, too"},
+    {"--if-equals", 0, Word::kText, "OLD", "only where this is the present value"},
+    {"--if-absent", 0, Word::kFlag, "", "only where there is no value yet"},
+    {"--replace-key", 0, Word::kFlag, "", "also in the place of a key with all below it"},
+};
+constexpr Option kDeleteOptions[] = {kRecursive};
+constexpr Option kRenameOptions[] = {kReplace};
+constexpr Option kFindOptions[] = {
+    {"--ignore-case", 'i', Word::kFlag, "", "capital and small letters are alike"}};
+constexpr Positional kFindWords[] = {
+    {"TEXT", Word::kText, Count::kOne, "what to look for, in names and values"}};
+constexpr Option kWatchOptions[] = {
+    {"--count", 0, Word::kCount, "N", "end after so many changes"},
+    {"--ready", 0, Word::kFlag, "", "print a first line once changes are noticed"},
+};
+constexpr Option kExportOptions[] = {
+    {"--format", 0, Word::kFormat, "FORMAT", "xml (a property list, default) or json"},
+    {"--output", 'o', Word::kFile, "FILE", "the file to write (default: standard output)"},
+};
+constexpr Option kImportOptions[] = {
+    {"--replace", 0, Word::kFlag, "", "the key then holds what the file holds, and nothing else"},
+    {"--replace-key", 0, Word::kFlag, "", "values may take the place of keys"},
+    {"--dry-run", 'n', Word::kFlag, "", "change nothing, print what would differ"},
+};
+constexpr Option kDiffOptions[] = {
+    {"--exit-code", 0, Word::kFlag, "", "end with 6 when something differs"}};
+constexpr Positional kOneFile[] = {kFile};
+constexpr Option kApplyOptions[] = {
+    {"--check", 'n', Word::kFlag, "", "change nothing; end with 8 when something would change"}};
+constexpr Option kLockOptions[] = {
+    {"--release", 0, Word::kFlag, "", "free it if its holder no longer runs"},
+    {"--force", 0, Word::kFlag, "", "free it whoever holds it"},
+};
+constexpr Positional kHelpWords[] = {
+    {"COMMAND", Word::kCommand, Count::kOptional, "the command (default: all)"}};
+constexpr Positional kCompleteWords[] = {
+    {"WORD", Word::kFile, Count::kMany,
+     "the words behind the program's name, the last unfinished"}};
+
+constexpr Command kCommands[] = {
+    {"get", "print a value or a whole key", "orvikprefs get Software/App Path --default /opt",
+     kGetWords, kGetOptions, Get},
+    {"set", "set a value, making the keys it needs", "orvikprefs set Software/App Count 5 --int",
+     kSetWords, kSetOptions, Set},
+    {"delete", "remove a value", "orvikprefs delete Software/App Path", kOneValue, kDeleteOptions,
+     Delete},
+    {"delete-key", "remove a key", "orvikprefs delete-key Software/App --recursive", kOneKey,
+     kDeleteOptions, DeleteKey},
+    {"reset", "remove everything below a key", "orvikprefs reset Software/App", kOneKey, {}, Reset},
+    {"rename", "give a value or a key another name or place",
+     "orvikprefs rename Software/App Path Software/App Folder", kOldAndNew, kRenameOptions, Rename},
+    {"copy", "copy a value or a key", "orvikprefs copy Software/App Software/Backup", kOldAndNew,
+     kRenameOptions, Copy},
+    {"list", "print the names below a key", "orvikprefs list Software", kAnyKey, {}, List},
+    {"tree",
+     "print everything below a key, with types and values",
+     "orvikprefs tree Software",
+     kAnyKey,
+     {},
+     Tree},
+    {"find", "print the keys and values that contain a text", "orvikprefs find -i pagewell",
+     kFindWords, kFindOptions, Find},
+    {"watch", "print each change as it happens", "orvikprefs watch Software --count 1", kAnyKey,
+     kWatchOptions, Watch},
+    {"export", "write the domain, or a key of it, as a file",
+     "orvikprefs export Software/App --format json -o app.json", kAnyKey, kExportOptions, Export},
+    {"import", "merge a property list or JSON file into the domain or a key",
+     "orvikprefs import app.json Software/App --dry-run", kFileAndKey, kImportOptions, Import},
+    {"diff", "print what turns the domain, or a key, into what a file holds",
+     "orvikprefs diff app.json Software/App --exit-code", kFileAndKey, kDiffOptions, Diff},
+    {"apply", "carry out a script of conditions and changes, all or nothing",
+     "orvikprefs apply wanted.txt --check", kOneFile, kApplyOptions, Apply},
+    {"edit",
+     "change the domain, or a key, as JSON in an editor",
+     "EDITOR=nano orvikprefs edit Software/App",
+     kAnyKey,
+     {},
+     Edit},
+    {"lock",
+     "show who holds the lock of the shared scope",
+     "orvikprefs lock --release",
+     {},
+     kLockOptions,
+     Lock},
+    {"where",
+     "print the file behind each scope and whether it can be read and written",
+     "orvikprefs where --json",
+     {},
+     {},
+     Where},
+    {"domains",
+     "print the domains of the scope, with file and size",
+     "orvikprefs domains --scope user",
+     {},
+     {},
+     Domains},
+    {"check", "say whether the file is a sound property list", "orvikprefs check", {}, {}, Check},
+    {"repair",
+     "keep a copy of a damaged file beside it and save what can be read",
+     "orvikprefs repair",
+     {},
+     {},
+     Repair},
+    {"complete",
+     "print how a command line may go on, for shells",
+     "orvikprefs complete -- get Software/",
+     kCompleteWords,
+     {},
+     Complete},
+    {"help", "print help", "orvikprefs help apply", kHelpWords, {}, Help},
+};
+
+constexpr Grammar kGrammar = {kGlobals, kCommands};
+
+}  // namespace
+
+const Grammar& OrvikPrefsGrammar() {
+  return kGrammar;
+}
+
+}  // namespace orvik::prefstool

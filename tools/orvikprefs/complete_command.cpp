@@ -1,0 +1,146 @@
+#include <algorithm>
+
+#include "prefs/reporting.h"
+#include "tools/orvikprefs/commands.h"
+#include "tools/orvikprefs/domains.h"
+#include "tools/orvikprefs/text.h"
+#include "tools/orvikprefs/values.h"
+
+namespace orvik::prefstool {
+
+namespace {
+
+// Collects what begins with the unfinished word. What cannot be typed is left out.
+class Candidates {
+ public:
+  explicit Candidates(std::string word) : word_(std::move(word)) {}
+
+  void Offer(const std::string& candidate) {
+    if (candidate.starts_with(word_) &&
+        Escaped(candidate).size() - candidate.size() ==
+            static_cast<std::size_t>(std::count(candidate.begin(), candidate.end(), '\\'))) {
+      found_.push_back(candidate);
+    }
+  }
+
+  const std::string& word() const { return word_; }
+  const std::vector<std::string>& found() const { return found_; }
+
+ private:
+  std::string word_;
+  std::vector<std::string> found_;
+};
+
+bool HoldsKeys(CFPropertyListRef value) {
+  const std::vector<Entry> entries = SortedEntries(static_cast<CFDictionaryRef>(value));
+  return std::any_of(entries.begin(), entries.end(),
+                     [](const Entry& entry) { return IsDictionary(entry.value); });
+}
+
+// The keys of one level: those below what stands before the last separator.
+void OfferKeys(const Context& context, Candidates& candidates) {
+  const std::string& word = candidates.word();
+  const std::size_t end = word.find_last_of("/\\") + 1;
+  const std::optional<KeyPath> above = ParseKey(word.substr(0, end));
+  if (!above) return;
+  const PrefResult<CFDictionaryRef> key = CopyPreferenceKey(context.scope, *above, context.domain);
+  if (!key.ok()) return;
+  for (const Entry& entry : SortedEntries(key.value)) {
+    const std::string name = ToUtf8(entry.name);
+    if (!IsDictionary(entry.value) || name.empty() ||
+        name.find_first_of("/\\") != std::string::npos) {
+      continue;
+    }
+    candidates.Offer(word.substr(0, end) + name + (HoldsKeys(entry.value) ? "/" : ""));
+  }
+}
+
+void OfferNames(const Context& context, const std::string& key, Candidates& candidates) {
+  const std::optional<KeyPath> path = ParseKey(key);
+  if (!path) return;
+  const PrefResult<CFDictionaryRef> found = CopyPreferenceKey(context.scope, *path, context.domain);
+  if (!found.ok()) return;
+  for (const Entry& entry : SortedEntries(found.value)) candidates.Offer(ToUtf8(entry.name));
+}
+
+void OfferOptions(const CommandLine& line, Candidates& candidates) {
+  std::vector<std::span<const Option>> tables = {OrvikPrefsGrammar().globals};
+  if (line.command() != nullptr) tables.push_back(line.command()->options);
+  for (const std::span<const Option> table : tables) {
+    for (const Option& option : table) {
+      if (line.command() == nullptr || table.data() != tables[0].data() ||
+          OrvikPrefsGrammar().FindOption(line.command(), option.name) == &option) {
+        candidates.Offer(option.name);
+      }
+    }
+  }
+}
+
+// True when the shell completes file names itself.
+bool OfferWords(const Context& context, Word kind, const CommandLine& line,
+                Candidates& candidates) {
+  switch (kind) {
+    case Word::kKey:
+      OfferKeys(context, candidates);
+      break;
+    case Word::kName:
+      OfferNames(context, line.Argument(line.count() >= 3 ? 2 : 0), candidates);
+      break;
+    case Word::kScope:
+      for (const ScopeName& row : kScopeNames) candidates.Offer(row.name);
+      break;
+    case Word::kDomain:
+      for (const DomainFile& domain : DomainsOf(context.scope)) candidates.Offer(domain.name);
+      break;
+    case Word::kFormat:
+      for (const char* const format : kFormats) candidates.Offer(format);
+      break;
+    case Word::kCommand:
+      for (const Command& command : OrvikPrefsGrammar().commands) candidates.Offer(command.name);
+      break;
+    case Word::kFile:
+    case Word::kFolder:
+      return true;
+    default:
+      break;
+  }
+  return false;
+}
+
+}  // namespace
+
+// The words name the store to look into, as they would when the line is carried out.
+int Complete(const Context& context, const CommandLine& line) {
+  std::vector<std::string> words = line.arguments();
+  const std::string last = words.empty() ? "" : words.back();
+  if (!words.empty()) words.pop_back();
+  const CommandLine given(OrvikPrefsGrammar(), words);
+  Context store = context;
+  if (!UseStore(store, given)) return kUsage;
+
+  const Option* option = given.pending();
+  std::string word = last;
+  const std::size_t equals = last.find('=');
+  if (option == nullptr && !given.options_ended() && last.starts_with("--") &&
+      equals != std::string::npos) {
+    option = OrvikPrefsGrammar().FindOption(given.command(), last.substr(0, equals));
+    if (option == nullptr) return kDone;
+    word = last.substr(equals + 1);
+  }
+  Candidates candidates(word);
+  bool files = false;
+  if (option != nullptr) {
+    files = OfferWords(store, option->word, given, candidates);
+  } else if (!given.options_ended() && last.starts_with('-')) {
+    OfferOptions(given, candidates);
+  } else if (given.command() == nullptr) {
+    OfferWords(store, Word::kCommand, given, candidates);
+  } else if (const Positional* const next = given.NextPositional(); next != nullptr) {
+    files = OfferWords(store, next->word, given, candidates);
+  }
+  context.Item(files ? "files" : "words");
+  for (const std::string& candidate : candidates.found()) context.Item(candidate);
+  return kDone;
+}
+
+}  // namespace orvik::prefstool

@@ -1,0 +1,250 @@
+#include "tools/orvikprefs/grammar.h"
+
+#include <algorithm>
+#include <charconv>
+#include <numeric>
+#include <utility>
+
+#include "tools/orvikprefs/text.h"
+
+namespace orvik::prefstool {
+
+namespace {
+
+template <class Row>
+const Row* FindRow(std::span<const Row> rows, const auto& matches) {
+  const auto found = std::find_if(rows.begin(), rows.end(), matches);
+  return found == rows.end() ? nullptr : &*found;
+}
+
+bool IsWholeNumber(std::string_view text) {
+  int value = 0;
+  const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), value);
+  return error == std::errc() && end == text.data() + text.size() && value >= 1;
+}
+
+bool IsSeconds(std::string_view text) {
+  double value = 0;
+  const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), value);
+  return error == std::errc() && end == text.data() + text.size() && value >= 0 && value < 1e6;
+}
+
+// What is wrong with a word, as the end of a sentence; "" for nothing.
+std::string WhatIsWrong(Word kind, const std::string& word) {
+  switch (kind) {
+    case Word::kScope:
+      return ScopeOf(word) ? "" : "is no scope: shared, user, machine, or 0 to 5";
+    case Word::kFormat:
+      return std::find(std::begin(kFormats), std::end(kFormats), word) != std::end(kFormats)
+                 ? ""
+                 : "is no format: xml or json";
+    case Word::kCount:
+      return IsWholeNumber(word) ? "" : "is no whole number from 1 on";
+    case Word::kSeconds:
+      return IsSeconds(word) ? "" : "is no number of seconds";
+    case Word::kDomain:
+      if (word.empty()) return "is no domain";
+      [[fallthrough]];
+    case Word::kKey:
+    case Word::kName:
+    case Word::kText:
+      return FromUtf8(word) ? "" : "is not UTF-8";
+    default:
+      return "";
+  }
+}
+
+// The fewest letters to change, add or remove that make one word of the other.
+std::size_t EditDistance(std::string_view one, std::string_view other) {
+  std::vector<std::size_t> row(other.size() + 1);
+  std::iota(row.begin(), row.end(), 0u);
+  for (std::size_t i = 0; i < one.size(); ++i) {
+    std::size_t diagonal = row[0]++;
+    for (std::size_t j = 0; j < other.size(); ++j) {
+      const std::size_t changed = diagonal + (one[i] == other[j] ? 0 : 1);
+      diagonal = row[j + 1];
+      row[j + 1] = std::min({changed, row[j] + 1, row[j + 1] + 1});
+    }
+  }
+  return row.back();
+}
+
+bool IsNumber(std::string_view word) {
+  return word.size() > 1 && ((word[1] >= '0' && word[1] <= '9') || word[1] == '.');
+}
+
+}  // namespace
+
+std::optional<int> ScopeOf(std::string_view name) {
+  for (const ScopeName& row : kScopeNames) {
+    if (name == row.name) return row.scope;
+  }
+  return std::nullopt;
+}
+
+const Command* Grammar::Find(std::string_view name) const {
+  return FindRow(commands, [&](const Command& command) { return name == command.name; });
+}
+
+const Option* Grammar::FindOption(const Command* command, std::string_view name) const {
+  const auto matches = [&](const Option& option) { return name == option.name; };
+  const Option* own = command != nullptr ? FindRow(command->options, matches) : nullptr;
+  return own != nullptr ? own : FindRow(globals, matches);
+}
+
+const Option* Grammar::FindOption(const Command* command, char letter) const {
+  const auto matches = [&](const Option& option) { return letter == option.letter; };
+  const Option* own = command != nullptr ? FindRow(command->options, matches) : nullptr;
+  return own != nullptr ? own : FindRow(globals, matches);
+}
+
+const Command* NearestCommand(const Grammar& grammar, std::string_view word) {
+  if (word.size() > 32) return nullptr;
+  const Command* nearest = nullptr;
+  std::size_t least = 1 + word.size() / 3;
+  for (const Command& command : grammar.commands) {
+    const std::string_view name = command.name;
+    const std::size_t distance = EditDistance(word, name);
+    const bool begins = word.size() >= 2 && name.starts_with(word);
+    if (distance <= least || begins) {
+      nearest = &command;
+      least = begins ? 0 : distance - 1;
+      if (least == 0) break;
+    }
+  }
+  return nearest;
+}
+
+CommandLine::CommandLine(const Grammar& grammar, std::span<const std::string> words) {
+  for (const std::string& word : words) {
+    if (!error_.empty()) return;
+    if (pending_ != nullptr) {
+      Add(*std::exchange(pending_, nullptr), word);
+    } else if (options_ended_ || word.size() < 2 || word[0] != '-' || IsNumber(word) ||
+               IsLastText(words, word)) {
+      TakePositional(grammar, word);
+    } else if (word == "--") {
+      options_ended_ = true;
+    } else if (word.starts_with("--")) {
+      TakeOption(grammar, word);
+    } else {
+      TakeLetters(grammar, std::string_view(word).substr(1));
+    }
+  }
+  CheckEnd();
+}
+
+// A text that is still missing when the line ends: scripts pass any value there.
+bool CommandLine::IsLastText(std::span<const std::string> words, const std::string& word) const {
+  const Positional* const next = NextPositional();
+  return &word == &words.back() && !word.starts_with("--") && count() > 0 && next != nullptr &&
+         next->word == Word::kText && next->count == Positional::Count::kOne;
+}
+
+void CommandLine::TakeOption(const Grammar& grammar, std::string_view word) {
+  const std::size_t equals = word.find('=');
+  const std::string_view name = word.substr(0, equals);
+  const Option* const option = grammar.FindOption(command_, name);
+  if (option == nullptr) {
+    Fail(Quoted(name) + " is no option" +
+         (command_ != nullptr ? " of " + std::string(command_->name) : ""));
+  } else if (equals != std::string_view::npos && option->word == Word::kFlag) {
+    Fail(std::string(option->name) + " takes no value");
+  } else if (equals != std::string_view::npos) {
+    Add(*option, std::string(word.substr(equals + 1)));
+  } else if (option->word == Word::kFlag) {
+    Add(*option, "");
+  } else {
+    pending_ = option;
+  }
+}
+
+void CommandLine::TakeLetters(const Grammar& grammar, std::string_view letters) {
+  for (std::size_t i = 0; i < letters.size(); ++i) {
+    const Option* const option = grammar.FindOption(command_, letters[i]);
+    if (option == nullptr) {
+      Fail(Quoted("-" + std::string(letters.substr(i))) + " is no option" +
+           (command_ != nullptr ? " of " + std::string(command_->name) : ""));
+      return;
+    }
+    if (option->word == Word::kFlag) {
+      Add(*option, "");
+    } else if (i + 1 < letters.size()) {
+      Add(*option, std::string(letters.substr(i + 1)));
+      return;
+    } else {
+      pending_ = option;
+    }
+  }
+}
+
+void CommandLine::TakePositional(const Grammar& grammar, const std::string& word) {
+  if (command_ == nullptr) {
+    command_ = grammar.Find(word);
+    if (command_ != nullptr) return;
+    const Command* const nearest = NearestCommand(grammar, word);
+    Fail(Quoted(word) + " is no command" +
+         (nearest != nullptr ? "; did you mean \"" + std::string(nearest->name) + "\"?" : ""));
+    return;
+  }
+  const Positional* const row = NextPositional();
+  if (row == nullptr) {
+    Fail(Quoted(word) + " is one word too many for " + command_->name);
+    return;
+  }
+  if (const std::string wrong = WhatIsWrong(row->word, word); !wrong.empty()) {
+    Fail(std::string(row->name) + ": " + Quoted(word) + " " + wrong);
+  }
+  positionals_.push_back(word);
+}
+
+void CommandLine::Add(const Option& option, std::string value) {
+  if (const std::string wrong = WhatIsWrong(option.word, value);
+      option.word != Word::kFlag && !wrong.empty()) {
+    Fail(std::string(option.name) + ": " + Quoted(value) + " " + wrong);
+  }
+  options_.emplace_back(&option, std::move(value));
+}
+
+const Positional* CommandLine::NextPositional() const {
+  if (command_ == nullptr || command_->positionals.empty()) return nullptr;
+  const auto rows = command_->positionals;
+  if (count() < rows.size()) return &rows[count()];
+  return rows.back().count == Positional::Count::kMany ? &rows.back() : nullptr;
+}
+
+void CommandLine::CheckEnd() {
+  if (Has("--help") || Has("--version")) return;
+  if (pending_ != nullptr) {
+    Fail(std::string(pending_->name) + " needs a " + pending_->placeholder);
+  } else if (command_ == nullptr) {
+    Fail("a command is missing");
+  } else if (const Positional* const next = NextPositional();
+             next != nullptr && next->count == Positional::Count::kOne) {
+    Fail(std::string(command_->name) + " needs a " + next->name +
+         (options_.empty() ? "" : "; one that begins with a dash is given behind \"--\""));
+  }
+}
+
+void CommandLine::Fail(const std::string& error) {
+  if (error_.empty()) error_ = error;
+}
+
+const std::string* CommandLine::Find(std::string_view option) const {
+  for (auto row = options_.rbegin(); row != options_.rend(); ++row) {
+    if (option == row->first->name) return &row->second;
+  }
+  return nullptr;
+}
+
+bool CommandLine::Has(const Option* option) const {
+  return std::any_of(options_.begin(), options_.end(),
+                     [&](const auto& row) { return row.first == option; });
+}
+
+std::string CommandLine::Value(std::string_view option, std::string_view otherwise) const {
+  const std::string* const value = Find(option);
+  return value != nullptr ? *value : std::string(otherwise);
+}
+
+}  // namespace orvik::prefstool

@@ -1,0 +1,132 @@
+// The words of a command line, by a table of commands and options. Nothing here reads or writes.
+#pragma once
+
+#include <optional>
+#include <span>
+#include <string>
+#include <string_view>
+#include <utility>
+#include <vector>
+
+namespace orvik::prefstool {
+
+// What a word stands for. It decides what is accepted and what completion offers.
+enum class Word {
+  kFlag,  // of an option: no word follows
+  kKey,
+  kName,
+  kText,
+  kScope,
+  kDomain,
+  kFormat,
+  kFile,
+  kFolder,
+  kCount,    // a whole number from 1 on
+  kSeconds,  // a number from 0 on, with or without a fraction
+  kCommand,
+};
+
+struct Option {
+  const char* name;  // "--scope"
+  char letter;       // 0 for none
+  Word word;
+  const char* placeholder;  // "SCOPE"; "" of a flag
+  const char* help;
+};
+
+struct Positional {
+  const char* name;  // "KEY"
+  Word word;
+  enum class Count { kOne, kOptional, kMany } count;
+  const char* help;
+};
+
+struct Context;
+class CommandLine;
+
+struct Command {
+  const char* name;
+  const char* help;
+  const char* example;  // a whole command line
+  std::span<const Positional> positionals;
+  std::span<const Option> options;
+  int (*run)(const Context& context, const CommandLine& line);
+};
+
+// What may be given: the tables of one program.
+struct Grammar {
+  std::span<const Option> globals;
+  std::span<const Command> commands;
+
+  const Command* Find(std::string_view name) const;
+  // The option of the command, else the global one. A command's option hides a global one of its
+  // name behind the command's own word. The command may be null.
+  const Option* FindOption(const Command* command, std::string_view name) const;
+  const Option* FindOption(const Command* command, char letter) const;
+};
+
+// The formats of Word::kFormat and the scopes of Word::kScope.
+inline constexpr const char* kFormats[] = {"xml", "json"};
+struct ScopeName {
+  const char* name;
+  int scope;
+};
+inline constexpr ScopeName kScopeNames[] = {{"shared", 0}, {"user", 1}, {"machine", 4},
+                                            {"0", 0},      {"1", 1},    {"2", 2},
+                                            {"3", 3},      {"4", 4},    {"5", 5}};
+std::optional<int> ScopeOf(std::string_view name);
+
+// A command line that was read: what its words are.
+class CommandLine {
+ public:
+  // Options may be anywhere before "--". A word that begins with a dash and a digit is a number,
+  // "-" a file; the last word of "set KEY NAME -x" is the VALUE. Single letters may be joined
+  // ("-qz"), values follow as words of their own or behind
+  // "=" ("--scope=user") or the letter ("-oFILE").
+  CommandLine(const Grammar& grammar, std::span<const std::string> words);
+
+  // Why the words make no sense, as a sentence without an end; "" when they do.
+  const std::string& error() const { return error_; }
+  const Command* command() const { return command_; }  // null when there is no sound one
+
+  bool Has(std::string_view option) const { return Find(option) != nullptr; }
+  // The same for the row of one table: a command's option, or the global one of that name.
+  bool Has(const Option* option) const;
+  // The last value given; the second one when the option is not there.
+  std::string Value(std::string_view option, std::string_view otherwise = "") const;
+
+  std::size_t count() const { return positionals_.size(); }
+  // Empty when it was not given.
+  std::string Argument(std::size_t index) const {
+    return index < count() ? positionals_[index] : std::string();
+  }
+  const std::vector<std::string>& arguments() const { return positionals_; }
+
+  // For completion: the option whose value would be the next word, and whether options are over.
+  const Option* pending() const { return pending_; }
+  bool options_ended() const { return options_ended_; }
+  // What the next word without a dash would be; null when there may be none.
+  const Positional* NextPositional() const;
+
+ private:
+  bool IsLastText(std::span<const std::string> words, const std::string& word) const;
+  void TakeOption(const Grammar& grammar, std::string_view word);
+  void TakeLetters(const Grammar& grammar, std::string_view letters);
+  void TakePositional(const Grammar& grammar, const std::string& word);
+  void Add(const Option& option, std::string value);
+  void CheckEnd();
+  void Fail(const std::string& error);
+  const std::string* Find(std::string_view option) const;
+
+  const Command* command_ = nullptr;
+  const Option* pending_ = nullptr;
+  bool options_ended_ = false;
+  std::vector<std::string> positionals_;
+  std::vector<std::pair<const Option*, std::string>> options_;
+  std::string error_;
+};
+
+// The command whose name is nearest to the word; null when none is near.
+const Command* NearestCommand(const Grammar& grammar, std::string_view word);
+
+}  // namespace orvik::prefstool

@@ -1,0 +1,395 @@
+#include <algorithm>
+#include <charconv>
+#include <cmath>
+#include <cstdint>
+#include <memory>
+
+#include "platform/core_foundation/array.h"
+#include "platform/core_foundation/data.h"
+#include "platform/core_foundation/dictionary.h"
+#include "platform/core_foundation/encodings.h"
+#include "platform/core_foundation/number.h"
+#include "platform/core_foundation/property_list_escape.h"
+#include "tools/orvikprefs/json_form.h"
+#include "tools/orvikprefs/text.h"
+#include "tools/orvikprefs/values.h"
+
+namespace orvik::prefstool {
+
+namespace {
+
+using Value = CAutoCFRelease<CFPropertyListRef>;
+using String = CAutoCFRelease<CFStringRef>;
+
+constexpr std::string_view kByteOrderMark = "\xEF\xBB\xBF";
+constexpr std::string_view kEscapeUtf8 = "\xEF\xB7\x90";  // U+FDD0
+// A dictionary in a wrapper is two objects of JSON.
+constexpr int kMaximumNesting = 2 * kPropertyListMaximumDepth + 2;
+
+// RFC 8259, straight into property lists.
+class Reader {
+ public:
+  explicit Reader(std::string_view text, std::size_t at) : text_(text), at_(at) {}
+
+  Value ReadValue() {
+    SkipBlanks();
+    if (at_ == text_.size()) return Fail("the text ends where a value is expected");
+    switch (text_[at_]) {
+      case '{':
+        return Interpret(ReadObject());
+      case '[':
+        return ReadArray();
+      case '"':
+        return Value(ReadString().Detach());
+      case 't':
+        return ReadWord("true", kCFBooleanTrue);
+      case 'f':
+        return ReadWord("false", kCFBooleanFalse);
+      case 'n':
+        return ReadWord("null", nullptr);
+      default:
+        return ReadNumber();
+    }
+  }
+
+  void SkipBlanks() {
+    while (at_ < text_.size() &&
+           (text_[at_] == ' ' || text_[at_] == '\t' || text_[at_] == '\n' || text_[at_] == '\r')) {
+      ++at_;
+    }
+  }
+
+  // Keeps the first reason alone: later ones follow from it.
+  Value Fail(const std::string& reason, std::size_t at) {
+    if (reason_.empty()) {
+      reason_ = reason;
+      failed_at_ = at;
+    }
+    return Value();
+  }
+  Value Fail(const std::string& reason) { return Fail(reason, at_); }
+
+  std::size_t at() const { return at_; }
+  bool is_deep() const { return deepest_ > kPropertyListMaximumDepth; }
+  TextError error() const { return ErrorAt(text_, failed_at_, reason_); }
+
+ private:
+  // The members of an object. Whether it is a wrapper, and what one in it that is named
+  // "$dictionary" means, is only known when all around it has been read.
+  struct Object {
+    CAutoCFRelease<CFMutableDictionaryRef> members;  // null after a failure
+    std::unique_ptr<Object> inner;  // the member "$dictionary" that has a wrapper's form
+    std::string only_name;          // of the first member
+    std::size_t begin = 0;
+
+    bool IsWrapper() const {
+      return CFDictionaryGetCount(members) == 1 && IsWrapperName(only_name);
+    }
+  };
+
+  bool Enter() {
+    deepest_ = std::max(deepest_, ++depth_);
+    if (depth_ <= kMaximumNesting) return true;
+    Fail("nested too deeply");
+    return false;
+  }
+
+  // Past the character, after blanks.
+  bool Take(char expected) {
+    SkipBlanks();
+    if (at_ == text_.size() || text_[at_] != expected) return false;
+    ++at_;
+    return true;
+  }
+
+  Value ReadWord(std::string_view word, CFTypeRef value) {
+    if (text_.substr(at_, word.size()) != word) return Fail("this is no JSON value");
+    if (value == nullptr) return Fail("null is no property-list value");
+    at_ += word.size();
+    return Value::Retaining(value);
+  }
+
+  Value ReadArray() {
+    if (!Enter()) return Value();
+    ++at_;
+    CAutoCFRelease<CFMutableArrayRef> array(
+        CFArrayCreateMutable(kCFAllocatorDefault, 0, &kCFTypeArrayCallBacks));
+    if (!Take(']')) {
+      do {
+        const Value element = ReadValue();
+        if (!element) return Value();
+        CFArrayAppendValue(array, element);
+      } while (Take(','));
+      if (!Take(']')) return Fail("\",\" or \"]\" is expected");
+    }
+    --depth_;
+    return Value(array.Detach());
+  }
+
+  Object ReadObject() {
+    Object object;
+    object.begin = at_;
+    if (!Enter()) return object;
+    ++at_;
+    CAutoCFRelease<CFMutableDictionaryRef> members(CFDictionaryCreateMutable(
+        kCFAllocatorDefault, 0, &kCFTypeDictionaryKeyCallBacks, &kCFTypeDictionaryValueCallBacks));
+    if (!Take('}')) {
+      do {
+        if (!ReadMember(members, object)) return object;
+      } while (Take(','));
+      if (!Take('}')) {
+        Fail("\",\" or \"}\" is expected");
+        return object;
+      }
+    }
+    --depth_;
+    object.members = std::move(members);
+    return object;
+  }
+
+  bool ReadMember(CFMutableDictionaryRef members, Object& object) {
+    SkipBlanks();
+    if (at_ == text_.size() || text_[at_] != '"') {
+      Fail("a name in double quotes is expected");
+      return false;
+    }
+    const String name = ReadString();
+    if (!name) return false;
+    if (!Take(':')) {
+      Fail("\":\" is expected");
+      return false;
+    }
+    SkipBlanks();
+    const bool first = CFDictionaryGetCount(members) == 0;
+    const bool wraps = last_string_ == kDictionaryWrapper;
+    if (first) object.only_name = last_string_;
+    if (wraps) object.inner.reset();
+    Value value;
+    if (wraps && at_ < text_.size() && text_[at_] == '{') {
+      auto inner = std::make_unique<Object>(ReadObject());
+      if (inner->members && inner->IsWrapper()) {
+        value = Value::Retaining(inner->members.Get());
+        object.inner = std::move(inner);
+      } else {
+        value = Interpret(std::move(*inner));
+      }
+    } else {
+      value = ReadValue();
+    }
+    if (!value) return false;
+    CFDictionarySetValue(members, name, value);
+    return true;
+  }
+
+  // What an object stands for where nothing around it gives it another meaning.
+  Value Interpret(Object object) {
+    if (!object.members) return Value();
+    if (!object.IsWrapper()) return AsDictionary(std::move(object));
+    if (object.inner) return AsDictionary(std::move(*object.inner));
+    const String name(CFStringCreateWithCString(kCFAllocatorDefault, object.only_name.c_str(),
+                                                kCFStringEncodingUTF8));
+    const CFTypeRef content = CFDictionaryGetValue(object.members, name);
+    if (object.only_name == kDictionaryWrapper) {
+      return IsDictionary(content) ? Value::Retaining(content)
+                                   : Fail("\"$dictionary\" holds no object", object.begin);
+    }
+    if (CFGetTypeID(content) != CFStringGetTypeID()) {
+      return Fail("\"" + object.only_name + "\" holds no text", object.begin);
+    }
+    const ValueType type = object.only_name == kDateWrapper   ? ValueType::kDate
+                           : object.only_name == kDataWrapper ? ValueType::kData
+                                                              : ValueType::kReal;
+    const std::string text = ToUtf8(static_cast<CFStringRef>(content));
+    const bool other_real =
+        type == ValueType::kReal && text != "nan" && text != "inf" && text != "-inf";
+    Value value = other_real ? Value() : ParseValue(type, text);
+    return value ? std::move(value)
+                 : Fail("\"" + object.only_name + "\" is malformed", object.begin);
+  }
+
+  // With every member that was kept open given its meaning.
+  Value AsDictionary(Object object) {
+    if (object.inner) {
+      const Value value = Interpret(std::move(*object.inner));
+      if (!value) return Value();
+      CFDictionarySetValue(object.members, CFSTR(u"$dictionary"), value);
+    }
+    return Value(object.members.Detach());
+  }
+
+  Value ReadNumber() {
+    const std::size_t begin = at_;
+    const auto digits = [&] {
+      const std::size_t first = at_;
+      while (at_ < text_.size() && text_[at_] >= '0' && text_[at_] <= '9') ++at_;
+      return at_ > first;
+    };
+    const auto take = [&](char one, char other) {
+      const bool found = at_ < text_.size() && (text_[at_] == one || text_[at_] == other);
+      if (found) ++at_;
+      return found;
+    };
+    take('-', '-');
+    const bool zero = at_ < text_.size() && text_[at_] == '0';
+    if (zero ? (++at_, false) : !digits()) return Fail("this is no JSON value", begin);
+    bool real = false;
+    if (take('.', '.')) {
+      real = true;
+      if (!digits()) return Fail("a digit is expected");
+    }
+    if (take('e', 'E')) {
+      real = true;
+      take('+', '-');
+      if (!digits()) return Fail("a digit is expected");
+    }
+    Value value =
+        ParseValue(real ? ValueType::kReal : ValueType::kInteger, text_.substr(begin, at_ - begin));
+    return value
+               ? std::move(value)
+               : Fail(real ? "a number that no double can hold" : "an integer of more than 64 bits",
+                      begin);
+  }
+
+  // Also puts the text into last_string_.
+  String ReadString() {
+    const std::size_t begin = at_++;
+    last_string_.clear();
+    for (;;) {
+      std::size_t end = at_;
+      while (end < text_.size() && text_[end] != '"' && text_[end] != '\\' &&
+             static_cast<unsigned char>(text_[end]) >= 0x20) {
+        ++end;
+      }
+      last_string_.append(text_, at_, end - at_);
+      at_ = end;
+      if (end == text_.size()) return FailString("the text ends in a string", begin);
+      if (text_[end] == '"') break;
+      if (text_[end] != '\\') {
+        return FailString("a control character in a string is not escaped", at_);
+      }
+      if (!ReadEscape()) return String();
+    }
+    ++at_;
+    return MakeString(begin);
+  }
+
+  String FailString(const std::string& reason, std::size_t at) {
+    Fail(reason, at);
+    return String();
+  }
+
+  String MakeString(std::size_t begin) {
+    String string(CFStringCreateWithBytes(
+        kCFAllocatorDefault, reinterpret_cast<const UInt8*>(last_string_.data()),
+        static_cast<CFIndex>(last_string_.size()), kCFStringEncodingUTF8, false));
+    if (!string) return FailString("the string is not UTF-8", begin);
+    if (last_string_.find(kEscapeUtf8) == std::string::npos) return string;
+    const CAtlString text(string.Get());
+    std::u16string units(text.View());
+    UnescapePropertyListText(units);
+    return String(CFStringCreateWithCharacters(kCFAllocatorDefault, units.data(),
+                                               static_cast<CFIndex>(units.size())));
+  }
+
+  bool ReadEscape() {
+    const std::size_t begin = at_++;
+    constexpr std::string_view kLetters = "\"\\/bfnrt";
+    constexpr std::string_view kMeanings = "\"\\/\b\f\n\r\t";
+    const char letter = at_ < text_.size() ? text_[at_++] : '\0';
+    if (const std::size_t known = kLetters.find(letter); known != std::string_view::npos) {
+      last_string_ += kMeanings[known];
+      return true;
+    }
+    std::uint32_t point = 0;
+    bool sound = letter == 'u' && ReadUnit(&point);
+    if (sound && point >= 0xD800 && point < 0xDC00) {
+      std::uint32_t low = 0;
+      sound = text_.substr(at_, 2) == "\\u" && (at_ += 2, ReadUnit(&low)) && low >= 0xDC00 &&
+              low <= 0xDFFF;
+      point = 0x10000 + ((point - 0xD800) << 10) + (low - 0xDC00);
+    } else if (point >= 0xDC00 && point <= 0xDFFF) {
+      sound = false;
+    }
+    if (!sound) {
+      Fail("a malformed escape in a string", begin);
+      return false;
+    }
+    AppendUtf8(point);
+    return true;
+  }
+
+  bool ReadUnit(std::uint32_t* unit) {
+    const std::string_view digits = text_.substr(at_, 4);
+    const auto [end, error] =
+        std::from_chars(digits.data(), digits.data() + digits.size(), *unit, 16);
+    if (error != std::errc() || end != digits.data() + 4) return false;
+    at_ += 4;
+    return true;
+  }
+
+  void AppendUtf8(std::uint32_t point) {
+    if (point < 0x80) {
+      last_string_ += static_cast<char>(point);
+      return;
+    }
+    const int more = point < 0x800 ? 1 : point < 0x10000 ? 2 : 3;
+    constexpr unsigned kFirst[] = {0, 0xC0, 0xE0, 0xF0};
+    last_string_ += static_cast<char>(kFirst[more] | (point >> (6 * more)));
+    for (int i = more - 1; i >= 0; --i) {
+      last_string_ += static_cast<char>(0x80 | ((point >> (6 * i)) & 0x3F));
+    }
+  }
+
+  std::string_view text_;
+  std::size_t at_;
+  int depth_ = 0;
+  int deepest_ = 0;
+  std::string last_string_;
+  std::string reason_;
+  std::size_t failed_at_ = 0;
+};
+
+Value Finish(Reader& reader, Value value, TextError* error) {
+  if (value && reader.is_deep() &&
+      !CAutoCFRelease<CFDataRef>(CFPropertyListCreateXMLData(kCFAllocatorDefault, value))) {
+    value = reader.Fail("nested too deeply");
+  }
+  if (!value) *error = reader.error();
+  return value;
+}
+
+}  // namespace
+
+TextError ErrorAt(std::string_view text, std::size_t byte, std::string reason) {
+  TextError error;
+  error.byte = std::min(byte, text.size());
+  const std::string_view before = text.substr(0, error.byte);
+  error.line = 1 + static_cast<std::size_t>(std::count(before.begin(), before.end(), '\n'));
+  const std::size_t line_end = before.rfind('\n');
+  error.column = before.size() - (line_end == std::string_view::npos ? 0 : line_end + 1) + 1;
+  error.reason = std::move(reason);
+  return error;
+}
+
+std::string TextError::Message() const {
+  return "line " + std::to_string(line) + ", column " + std::to_string(column) + " (byte " +
+         std::to_string(byte) + "): " + reason;
+}
+
+CAutoCFRelease<CFPropertyListRef> ReadJson(std::string_view text, TextError* error) {
+  Reader reader(text, text.starts_with(kByteOrderMark) ? kByteOrderMark.size() : 0);
+  Value value = reader.ReadValue();
+  reader.SkipBlanks();
+  if (value && reader.at() != text.size()) value = reader.Fail("more text behind the value");
+  return Finish(reader, std::move(value), error);
+}
+
+CAutoCFRelease<CFPropertyListRef> ReadJsonPart(std::string_view text, std::size_t* at,
+                                               TextError* error) {
+  Reader reader(text, *at);
+  Value value = reader.ReadValue();
+  *at = reader.at();
+  return Finish(reader, std::move(value), error);
+}
+
+}  // namespace orvik::prefstool

@@ -1,0 +1,67 @@
+#include "tools/orvikprefs/print_differences.h"
+
+#include <ostream>
+
+#include "tools/orvikprefs/json_form.h"
+#include "tools/orvikprefs/text.h"
+
+namespace orvik::prefstool {
+
+namespace {
+
+struct KindOfDifference {
+  const char* sign;
+  const char* word;
+  const char* colour;
+};
+
+const KindOfDifference& KindOf(const Difference& difference) {
+  static constexpr KindOfDifference kKinds[] = {
+      {"+", "added", "32"}, {"-", "removed", "31"}, {"~", "changed", "33"}};
+  return kKinds[static_cast<int>(difference.kind)];
+}
+
+std::string TypeAndValue(CFPropertyListRef value) {
+  return std::string(TypeName(value)) + " " + Escaped(ValueText(value));
+}
+
+}  // namespace
+
+void PrintDifferences(const Context& context, const std::vector<Difference>& differences) {
+  if (context.json) {
+    JsonWriter writer;
+    writer.BeginArray();
+    for (const Difference& difference : differences) WriteDifference(writer, difference);
+    *context.out << writer.EndArray().json() << '\n';
+    return;
+  }
+  for (const Difference& difference : differences) {
+    const KindOfDifference& kind = KindOf(difference);
+    if (context.terminal) {
+      std::string line =
+          std::string(kind.sign) + " " + Escaped(JoinedPath(difference.path)) + " = ";
+      if (difference.kind == Difference::Kind::kChanged) {
+        line += TypeAndValue(difference.before) + " -> ";
+      }
+      line += TypeAndValue(difference.after != nullptr ? difference.after : difference.before);
+      *context.out << context.Coloured(line, kind.colour) << '\n';
+      continue;
+    }
+    std::vector<std::string> fields = {kind.sign, JoinedPath(difference.path)};
+    for (const CFPropertyListRef side : {difference.before, difference.after}) {
+      fields.push_back(side != nullptr ? TypeName(side) : "");
+      fields.push_back(side != nullptr ? ValueText(side) : "");
+    }
+    context.Record(fields);
+  }
+}
+
+void WriteDifference(JsonWriter& writer, const Difference& difference) {
+  writer.BeginObject().Name("change").Text(KindOf(difference).word);
+  writer.Name("path").Texts(difference.path);
+  if (difference.before != nullptr) WriteJson(writer.Name("before"), difference.before);
+  if (difference.after != nullptr) WriteJson(writer.Name("after"), difference.after);
+  writer.EndObject();
+}
+
+}  // namespace orvik::prefstool
