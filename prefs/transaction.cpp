@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <utility>
 
-#include "platform/core_foundation/data.h"
 #include "platform/core_foundation/property_list.h"
 #include "prefs/change.h"
 #include "prefs/platform_values.h"
@@ -164,8 +163,7 @@ PrefStatus Transaction::Rehearse(TransactionResult* result) const {
   }
   PrefStatus status = TransactionRunner(store).Run(steps_);
   if (status.ok() && store.entries() != nullptr &&
-      !CAutoCFRelease<CFDataRef>(
-          CFPropertyListCreateXMLData(kCFAllocatorDefault, store.entries()))) {
+      !CFPropertyListIsValid(store.entries(), kCFPropertyListXMLFormat_v1_0)) {
     status = {PrefError::kNotSerializable};
   }
   if (status.ok()) {

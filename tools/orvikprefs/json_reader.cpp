@@ -5,7 +5,6 @@
 #include <memory>
 
 #include "platform/core_foundation/array.h"
-#include "platform/core_foundation/data.h"
 #include "platform/core_foundation/dictionary.h"
 #include "platform/core_foundation/encodings.h"
 #include "platform/core_foundation/number.h"
@@ -350,8 +349,7 @@ class Reader {
 };
 
 Value Finish(Reader& reader, Value value, TextError* error) {
-  if (value && reader.is_deep() &&
-      !CAutoCFRelease<CFDataRef>(CFPropertyListCreateXMLData(kCFAllocatorDefault, value))) {
+  if (value && reader.is_deep() && !CFPropertyListIsValid(value, kCFPropertyListXMLFormat_v1_0)) {
     value = reader.Fail("nested too deeply");
   }
   if (!value) *error = reader.error();
