@@ -14,6 +14,23 @@ if(ORVIK_CCACHE)
   set(CMAKE_CXX_COMPILER_LAUNCHER "${ORVIK_CCACHE}")
 endif()
 
+# What is shipped is hardened as Debian's packages are, and holds no path of the machine that built it.
+if(ORVIK_SHIPPED)
+  include(CheckPIESupported)
+  include(CheckCXXCompilerFlag)
+  check_pie_supported(LANGUAGES CXX)
+  add_compile_options(-fstack-protector-strong -U_FORTIFY_SOURCE -D_FORTIFY_SOURCE=2
+    -Werror=format-security -ffile-prefix-map=${PROJECT_SOURCE_DIR}=.)
+  foreach(flag -fstack-clash-protection -fcf-protection)
+    string(MAKE_C_IDENTIFIER "ORVIK_HAS_${flag}" has)
+    check_cxx_compiler_flag(${flag} ${has})
+    if(${has})
+      add_compile_options(${flag})
+    endif()
+  endforeach()
+  add_link_options(LINKER:-z,relro LINKER:-z,now)
+endif()
+
 add_compile_options(-Wall -Wextra -Wpedantic -Wshadow -Wnon-virtual-dtor)
 if(ORVIK_WERROR)
   add_compile_options(-Werror)

@@ -20,18 +20,18 @@ endforeach()" COMPONENT ${component})
 endfunction()
 set(static_libraries ${layers})
 list(TRANSFORM static_libraries PREPEND "orvik_")
-set(shared_libraries ${static_libraries})
-list(TRANSFORM shared_libraries APPEND "_shared")
 orvik_install_needs(tool postflight)
 orvik_install_needs(command-line orvikprefs)
-orvik_install_needs(library ${shared_libraries})
+foreach(layer ${layers})
+  orvik_install_needs(library-${layer} orvik_${layer}_shared)
+endforeach()
 orvik_install_needs(development ${static_libraries})
 
 foreach(layer ${layers})
   install(TARGETS orvik_${layer} EXPORT orvik_static_targets
     ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT development)
   install(TARGETS orvik_${layer}_shared EXPORT orvik_shared_targets
-    LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT library
+    LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT library-${layer}
     NAMELINK_COMPONENT development)
 endforeach()
 configure_file(cmake/install_headers.cmake.in ${CMAKE_CURRENT_BINARY_DIR}/install_headers.cmake

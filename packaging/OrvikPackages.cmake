@@ -3,12 +3,11 @@
 #   component      package           holds
 #   tool           orvik-postflight  the installer's tool and its manual page
 #   command-line   orvikprefs        the administrator's command line, manual page, completions
-#   library        liborvik1         the shared libraries
+#   library-LAYER  liborvik-LAYER1   the shared library of a layer
 #   development    liborvik-dev      headers, static libraries, CMake and pkg-config files
 
 set(packages
-  "tool|orvik-postflight" "command-line|orvikprefs" "library|liborvik${PROJECT_VERSION_MAJOR}"
-  "development|liborvik-dev")
+  "tool|orvik-postflight" "command-line|orvikprefs" "development|liborvik-dev")
 
 set(CPACK_GENERATOR DEB)
 set(CPACK_PACKAGE_NAME orvik)
@@ -43,11 +42,22 @@ set(CPACK_DEBIAN_COMMAND-LINE_DESCRIPTION "command line for the ORVIK preference
 Shows, changes, compares and repairs what ORVIK programs record in their
 registry-like preference store, and tells who holds its lock.")
 
-set(CPACK_DEBIAN_LIBRARY_PACKAGE_SECTION libs)
-set(CPACK_DEBIAN_LIBRARY_DESCRIPTION "ORVIK support library
+set(CPACK_DEBIAN_ENABLE_COMPONENT_DEPENDS ON)
+foreach(layer ${layers})
+  list(APPEND packages "library-${layer}|liborvik-${layer}${PROJECT_VERSION_MAJOR}")
+  string(TOUPPER library-${layer} upper)
+  set(CPACK_DEBIAN_${upper}_PACKAGE_SECTION libs)
+  set(CPACK_DEBIAN_${upper}_DESCRIPTION "ORVIK support library (${layer})
 Windows-style strings, files, streams, XML and a registry-like preference
-store. This package holds the shared libraries.")
-set(CPACK_DEBIAN_LIBRARY_PACKAGE_CONTROL_EXTRA ${CMAKE_CURRENT_LIST_DIR}/triggers)
+store. This package holds the shared library of its layer ${layer}.")
+  set(CPACK_DEBIAN_${upper}_PACKAGE_CONTROL_EXTRA ${CMAKE_CURRENT_LIST_DIR}/triggers)
+  # The one package that held all of them before.
+  set(CPACK_DEBIAN_${upper}_PACKAGE_BREAKS liborvik1)
+  set(CPACK_DEBIAN_${upper}_PACKAGE_REPLACES liborvik1)
+  get_property(uses GLOBAL PROPERTY ORVIK_${layer}_USES)
+  list(TRANSFORM uses PREPEND library-)
+  set(CPACK_COMPONENT_${upper}_DEPENDS ${uses})
+endforeach()
 
 set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_SECTION libdevel)
 set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_SHLIBDEPS OFF)
@@ -74,7 +84,8 @@ foreach(pair ${packages})
   install(FILES ${CMAKE_CURRENT_LIST_DIR}/changelog DESTINATION share/doc/${package}
     COMPONENT ${component} RENAME changelog.Debian)
   set(overrides "")
-  foreach(list all ${component})
+  string(REGEX REPLACE "-.*" "" kind ${component})
+  foreach(list all ${kind})
     if(EXISTS ${CMAKE_CURRENT_LIST_DIR}/overrides/${list})
       file(READ ${CMAKE_CURRENT_LIST_DIR}/overrides/${list} lines)
       string(APPEND overrides "${lines}")
@@ -84,8 +95,8 @@ foreach(pair ${packages})
   install(FILES ${CMAKE_CURRENT_BINARY_DIR}/overrides/${package}
     DESTINATION share/lintian/overrides COMPONENT ${component})
 endforeach()
-if("library" IN_LIST CPACK_COMPONENTS_ALL)
-  string(PREPEND CPACK_DEBIAN_DEVELOPMENT_PACKAGE_DEPENDS
-    "${CPACK_DEBIAN_LIBRARY_PACKAGE_NAME} (= ${PROJECT_VERSION}-${CPACK_DEBIAN_PACKAGE_RELEASE}), ")
-endif()
+foreach(layer ${layers})
+  string(PREPEND CPACK_DEBIAN_DEVELOPMENT_PACKAGE_DEPENDS "liborvik-${layer}${PROJECT_VERSION_MAJOR} \
+(= ${PROJECT_VERSION}-${CPACK_DEBIAN_PACKAGE_RELEASE}), ")
+endforeach()
 include(CPack)

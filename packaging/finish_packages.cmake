@@ -1,7 +1,7 @@
 # Run by cpack on the finished packages: takes out the scripts with which it lets the libraries'
 # package call ldconfig. The package's trigger does that.
 foreach(package ${CPACK_PACKAGE_FILES})
-  if(NOT package MATCHES "/liborvik[0-9]+_")
+  if(NOT package MATCHES "/liborvik-[a-z]+[0-9]+_")
     continue()
   endif()
   get_filename_component(folder ${package} DIRECTORY)

@@ -17,3 +17,11 @@ foreach(library ${libraries})
     file(RPATH_REMOVE FILE ${library})
   endif()
 endforeach()
+# Packages of one version have the same bytes, whenever and wherever they are made.
+if(DEFINED ENV{SOURCE_DATE_EPOCH})
+  file(GLOB_RECURSE files LIST_DIRECTORIES true "${CPACK_TEMPORARY_INSTALL_DIRECTORY}/*")
+  foreach(file ${files})
+    execute_process(COMMAND touch --no-dereference --date=@$ENV{SOURCE_DATE_EPOCH} ${file}
+      COMMAND_ERROR_IS_FATAL ANY)
+  endforeach()
+endif()

@@ -16,11 +16,27 @@ TEST_F(PackagesTest, HoldWhatTheySayAndNameWhatTheyNeed) {
       GTEST_SKIP() << "there is no " << tool << " on this machine";
     }
   }
+  const ScopedVariable epoch("SOURCE_DATE_EPOCH", "1700000000");
   const fs::path folder = env_.folder() / "packages";
-  const CommandResult made = RunCommand(
-      {"cpack", "--config", (ProgramFolder().parent_path() / "CPackConfig.cmake"), "-B",
-       folder.string(), "-D", "CPACK_DEBIAN_COMPRESSION_TYPE=none", "-D", "CPACK_STRIP_FILES=OFF"});
-  ASSERT_EQ(made.status, 0) << made.out << made.err;
+  const fs::path again = env_.folder() / "again";
+  const auto make = [](const fs::path& target, const std::string& more) {
+    const CommandResult made =
+        RunCommand({"cpack", "--config", (ProgramFolder().parent_path() / "CPackConfig.cmake"),
+                    "-B", target.string(), "-D", "CPACK_DEBIAN_COMPRESSION_TYPE=none", "-D",
+                    "CPACK_STRIP_FILES=OFF", "-D", more});
+    ASSERT_EQ(made.status, 0) << made.out << made.err;
+  };
+  make(folder, "CPACK_VERBATIM_VARIABLES=ON");
+  // The same bytes when they are made again.
+  make(again, "CPACK_COMPONENTS_ALL=tool;library-text");
+  for (const char* package : {"orvik-postflight", "liborvik-text1"}) {
+    EXPECT_EQ(RunCommand({"sh", "-c",
+                          "cmp " + folder.string() + "/" + package + "_*.deb " + again.string() +
+                              "/" + package + "_*.deb"})
+                  .status,
+              0)
+        << package;
+  }
 
   const struct {
     std::string package;
@@ -35,16 +51,20 @@ TEST_F(PackagesTest, HoldWhatTheySayAndNameWhatTheyNeed) {
        {"/usr/bin/orvikprefs", "/man1/orvikprefs.1.gz", "/bash-completion/completions/orvikprefs",
         "/_orvikprefs", "/orvikprefs/copyright", "/changelog.Debian.gz"},
        {"libc6 (", "libicu", "libstdc++6 ("}},
-      {"liborvik1",
-       {"/liborvik_xml.so.1.0.0", "/liborvik_platform.so.1 -> liborvik_platform.so.1.0.0",
-        "/liborvik1/copyright", "/changelog.Debian.gz"},
-       {"libc6 (", "libicu", "zlib1g ("}},
+      {"liborvik-text1",
+       {"/liborvik_text.so.1 -> liborvik_text.so.1.0.0", "/liborvik-text1/copyright",
+        "/changelog.Debian.gz"},
+       {"libc6 (", "libicu"}},
+      {"liborvik-xml1",
+       {"/liborvik_xml.so.1 -> liborvik_xml.so.1.0.0", "/liborvik-xml1/copyright",
+        "/changelog.Debian.gz"},
+       {"libc6 (", "liborvik-streams1 (= 1.0.0-1)", "liborvik-prefs1 (= 1.0.0-1)"}},
       {"liborvik-dev",
        {"/usr/include/orvik/prefs/preferences.h", "/liborvik_prefs.a", "/liborvik_platform.a",
         "/liborvik_prefs.so -> liborvik_prefs.so.1", "/cmake/orvik/orvik-config.cmake",
         "/pkgconfig/orvik.pc", "/liborvik-dev/copyright", "/changelog.Debian.gz"},
-       {"liborvik1 (= 1.0.0-1)", "libicu-dev", "libpugixml-dev", "libtinyxml-dev", "zlib1g-dev",
-        "libboost-dev"}},
+       {"liborvik-text1 (= 1.0.0-1)", "liborvik-xml1 (= 1.0.0-1)", "libicu-dev", "libpugixml-dev",
+        "libtinyxml-dev", "zlib1g-dev", "libboost-dev"}},
   };
   for (const auto& expected : kPackages) {
     SCOPED_TRACE(expected.package);
@@ -77,12 +97,14 @@ TEST_F(PackagesTest, HoldWhatTheySayAndNameWhatTheyNeed) {
     EXPECT_NE(contents.find("/lintian/overrides/" + expected.package + "\n"), std::string::npos);
     EXPECT_EQ(RunCommand({"dpkg-deb", "--info", file, "md5sums"}).status, 0);
     EXPECT_NE(RunCommand({"dpkg-deb", "--info", file, "postinst"}).status, 0);
-    if (expected.package == "liborvik1") {
+    if (expected.package == "liborvik-xml1") {
+      EXPECT_EQ(field("Replaces"), "liborvik1\n");
+      EXPECT_EQ(field("Breaks"), "liborvik1\n");
       EXPECT_EQ(RunCommand({"dpkg-deb", "--info", file, "triggers"}).out,
                 "activate-noawait ldconfig\n");
-      EXPECT_NE(
-          RunCommand({"dpkg-deb", "--info", file, "shlibs"}).out.find("liborvik_xml 1 liborvik1 ("),
-          std::string::npos);
+      EXPECT_NE(RunCommand({"dpkg-deb", "--info", file, "shlibs"})
+                    .out.find("liborvik_xml 1 liborvik-xml1 ("),
+                std::string::npos);
     }
   }
 }
