@@ -51,6 +51,10 @@ endif()
 install(FILES tools/orvikprefs/completion/_orvikprefs
   DESTINATION ${CMAKE_INSTALL_DATADIR}/zsh/${zsh_folder} COMPONENT command-line)
 
+# Where Ansible looks for the modules of a site.
+install(FILES tools/ansible/orvik_preference.py
+  DESTINATION ${CMAKE_INSTALL_DATADIR}/ansible/plugins/modules COMPONENT ansible)
+
 set(package_dir ${CMAKE_INSTALL_LIBDIR}/cmake/orvik)
 foreach(kind static shared)
   install(EXPORT orvik_${kind}_targets NAMESPACE orvik:: DESTINATION ${package_dir}

@@ -5,9 +5,11 @@
 #   command-line   orvikprefs        the administrator's command line, manual page, completions
 #   library-LAYER  liborvik-LAYER1   the shared library of a layer
 #   development    liborvik-dev      headers, static libraries, CMake and pkg-config files
+#   ansible        orvik-ansible     the Ansible module
 
 set(packages
-  "tool|orvik-postflight" "command-line|orvikprefs" "development|liborvik-dev")
+  "tool|orvik-postflight" "command-line|orvikprefs" "development|liborvik-dev"
+  "ansible|orvik-ansible")
 
 set(CPACK_GENERATOR DEB)
 set(CPACK_PACKAGE_NAME orvik)
@@ -41,6 +43,15 @@ set(CPACK_DEBIAN_COMMAND-LINE_PACKAGE_SECTION admin)
 set(CPACK_DEBIAN_COMMAND-LINE_DESCRIPTION "command line for the ORVIK preference store
 Shows, changes, compares and repairs what ORVIK programs record in their
 registry-like preference store, and tells who holds its lock.")
+
+set(CPACK_DEBIAN_ANSIBLE_PACKAGE_SECTION admin)
+set(CPACK_DEBIAN_ANSIBLE_PACKAGE_ARCHITECTURE all)
+set(CPACK_DEBIAN_ANSIBLE_PACKAGE_SHLIBDEPS OFF)
+set(CPACK_DEBIAN_ANSIBLE_PACKAGE_DEPENDS "ansible-core | ansible")
+set(CPACK_DEBIAN_ANSIBLE_PACKAGE_RECOMMENDS "orvikprefs")
+set(CPACK_DEBIAN_ANSIBLE_DESCRIPTION "Ansible module for the ORVIK preference store
+The module orvik_preference brings values and keys of the ORVIK preference
+store into the wanted state. The managed machines need orvikprefs.")
 
 set(CPACK_DEBIAN_ENABLE_COMPONENT_DEPENDS ON)
 foreach(layer ${layers})
