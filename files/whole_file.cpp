@@ -1,27 +1,24 @@
 #include "files/whole_file.h"
 
-#include <cerrno>
-#include <cstdio>
-#include <memory>
 #include <optional>
 #include <string>
 
-#include "files/file_manipulator.h"
+#include "files/directory_path.h"
 #include "files/path_arguments.h"
-#include "host/replace_file.h"
 
 namespace orvik {
 
-bool WriteWholeFile(const COrvikFilePath& file, std::string_view bytes) {
+bool OpenReplacement(const COrvikFilePath& file, host::FileReplacement& replacement) {
   const std::optional<std::string> path = PathForLibc(file.GetFilePathString());
-  if (!path) return false;
-  const int error = host::ReplaceFile(*path, bytes, host::Flush::kNone).error;
-  if (error != EINVAL && error != EACCES && error != EPERM) return error == 0;
-  std::unique_ptr<std::FILE, int (*)(std::FILE*)> opened(CFileManipulator::OpenFile(file, "wb"),
-                                                         &std::fclose);
-  if (!opened) return false;
-  const bool written = std::fwrite(bytes.data(), 1, bytes.size(), opened.get()) == bytes.size();
-  return std::fclose(opened.release()) == 0 && written;
+  const std::optional<std::string> spare_folder =
+      PathForLibc(COrvikDirectoryPath::GetTempFileDirectoryPath().GetDirectoryPathString());
+  return path && spare_folder && replacement.Open(*path, *spare_folder) == 0;
+}
+
+bool WriteWholeFile(const COrvikFilePath& file, std::string_view bytes) {
+  host::FileReplacement replacement;
+  return OpenReplacement(file, replacement) && replacement.Write(bytes) == 0 &&
+         replacement.Commit() == 0;
 }
 
 }  // namespace orvik

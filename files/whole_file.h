@@ -4,12 +4,14 @@
 #include <string_view>
 
 #include "files/file_path.h"
+#include "host/file_replacement.h"
 
 namespace [[gnu::visibility("default")]] orvik {
 
-// Makes the bytes the file's content, so that whoever looks sees the old content or the new one
-// (host/replace_file.h, not flushed); where only writing into the file is possible (a
-// device, a folder that takes no new file) writes into it. False when that fails.
+// Begins to replace the file (host/file_replacement.h). False when that is not possible.
+bool OpenReplacement(const COrvikFilePath& file, host::FileReplacement& replacement);
+
+// Makes the bytes the file's content in the same way. False when that fails.
 bool WriteWholeFile(const COrvikFilePath& file, std::string_view bytes);
 
 }  // namespace orvik

@@ -5,7 +5,7 @@
 #include <cstdint>
 #include <cstring>
 
-namespace orvik {
+namespace [[gnu::visibility("default")]] orvik {
 
 // memcpy, without the call for up to 16 bytes: two moves that may overlap cover a piece. Nothing is
 // touched for 0 bytes.

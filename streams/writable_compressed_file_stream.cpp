@@ -1,26 +1,15 @@
 #include "streams/writable_compressed_file_stream.h"
 
-#include <sys/stat.h>
 #include <zlib.h>
 
-#include <cerrno>
-#include <limits>
+#include <cstdio>
 #include <memory>
-#include <new>
 
+#include "files/c_file.h"
 #include "files/file_manipulator.h"
-#include "files/whole_file.h"
-#include "streams/stream_factory.h"
-#include "streams/temp_file.h"
+#include "streams/compressed_file.h"
 
 namespace orvik {
-namespace {
-
-constexpr unsigned int kCompressionSlack = 100;
-constexpr int kDefaultLevel = 6;
-constexpr char16_t kRawExtension[] = u".rawstream";
-
-}  // namespace
 
 CWritableCompressedFileStream::CWritableCompressedFileStream(const COrvikFilePath& path) {
   InitializeStream(path, {});
@@ -32,77 +21,68 @@ CWritableCompressedFileStream::CWritableCompressedFileStream(const COrvikFilePat
 }
 
 CWritableCompressedFileStream::~CWritableCompressedFileStream() {
-  target_.reset();
-  if (valid_) CompressFile();
-  CFileManipulator::DeleteFile(raw_path_);
+  Finish();
 }
 
 void CWritableCompressedFileStream::InitializeStream(const COrvikFilePath& path,
                                                      _LARGE_INTEGER start) {
   start_ = start;
-  target_path_ = path;
-  raw_path_ = COrvikFilePath::CreateTempFileName(kRawExtension, {});
-  if (!target_path_.CanFileBeWrittenTo()) return;
-  target_.reset(CFileManipulator::OpenFile(path, "wb"));
-  if (target_ == nullptr) return;
-  raw_lock_ = CreateTempFile(raw_path_, kRawExtension);
-  if (!raw_lock_) return;
-  inner_ = CStreamFactory::CreateWritableFileStream(raw_path_, start_);
-  valid_ = inner_ != nullptr;
+  file_ = std::make_unique<CompressedFile>();
+  valid_ = file_->Open(path);
 }
 
 HRESULT CWritableCompressedFileStream::Write(const void* data, unsigned long count,
                                              unsigned long* written) {
-  if (inner_ == nullptr) {
-    if (written != nullptr) *written = 0;
+  if (written != nullptr) *written = 0;
+  if (!valid_ || is_finished_ || has_failed_ || (data == nullptr && count != 0)) {
     return E_INVALIDARG;
   }
-  const HRESULT result = inner_->Write(data, count, written);
-  if (result < 0) {
-    failure_told_ = true;
+  const auto compress_piece = [this](const unsigned char* bytes, std::size_t size) {
+    return file_->Write(bytes, size);
+  };
+  if (!buffer_.Add(data, count, compress_piece)) {
+    has_failed_ = true;
     return E_INVALIDARG;
   }
-  written_ = true;
-  raw_size_ += static_cast<off_t>(count);
-  return result;
+  if (written != nullptr) *written = count;
+  return S_OK;
+}
+
+HRESULT CWritableCompressedFileStream::Finish() {
+  if (!is_finished_) {
+    is_finished_ = true;
+    CompressFile();
+  }
+  return has_failed_ ? E_FAIL : S_OK;
 }
 
 bool CWritableCompressedFileStream::CompressFile() {
-  if (inner_ == nullptr) return false;
-  inner_.Release();
-  // What could not be written, perhaps only with the last release, must not pass for less.
-  struct stat record;
-  errno = 0;
-  const bool is_found = CFileManipulator::StatFile(raw_path_, &record) == 0;
-  const bool has_vanished = !is_found && errno == ENOENT;
-  const bool is_whole = is_found && record.st_size == raw_size_;
-  if (!failure_told_ && !is_whole && !has_vanished) return false;
-  if (!written_ || has_vanished) {
-    CFileManipulator::CopyFileTo(target_path_, raw_path_, FALSE);
-  }
-  if (!target_path_.CanFileBeWrittenTo()) return false;
-  if (compressFile(raw_path_, target_path_, kDefaultLevel) == 0) return true;
-  CFileManipulator::CopyFileTo(raw_path_, target_path_, FALSE);
-  return false;
+  using enum CompressedFile::Result;
+  const auto compress_piece = [this](const unsigned char* bytes, std::size_t size) {
+    return file_->Write(bytes, size);
+  };
+  has_failed_ = has_failed_ || !valid_ || !buffer_.Flush(compress_piece);
+  if (has_failed_) return false;
+  const auto result = file_->Finish(CompressedFile::WhenLarger::kStoreUncompressed);
+  has_failed_ = result == kFailed;
+  return result == kCompressed;
 }
 
 int compressFile(const COrvikFilePath& source, const COrvikFilePath& destination, int) {
-  unsigned char* bytes = nullptr;
-  const unsigned long length = CFileManipulator::ReadFileIntoBuffer(source, bytes);
-  std::unique_ptr<unsigned char[]> input(bytes);
-  if (source.FileExists() && length != source.GetFileSize()) return -1;
-  if (length > std::numeric_limits<unsigned int>::max() - kCompressionSlack) return -1;
-
-  auto output_length = static_cast<unsigned int>(length) + kCompressionSlack;
-  const std::unique_ptr<unsigned char[]> output(new (std::nothrow) unsigned char[output_length]);
-  if (output == nullptr) return Z_MEM_ERROR;  // the bytes then reach the target uncompressed
-  const int result =
-      zlib1_compress(output.get(), &output_length, input.get(), static_cast<unsigned int>(length));
-  input.reset();
-  if (result != Z_OK) return result;
-
-  const char* const compressed = reinterpret_cast<const char*>(output.get());
-  return WriteWholeFile(destination, {compressed, output_length}) ? 0 : -1;
+  CompressedFile compressed;
+  if (!compressed.Open(destination)) return -1;
+  if (source.FileExists()) {
+    const CFile file(CFileManipulator::OpenFile(source, "rb"));
+    if (!file) return -1;
+    constexpr std::size_t kPiece = 1 << 16;
+    const std::unique_ptr<unsigned char[]> buffer(new unsigned char[kPiece]);
+    for (std::size_t count; (count = std::fread(buffer.get(), 1, kPiece, file.get())) != 0;) {
+      if (!compressed.Write(buffer.get(), count)) return -1;
+    }
+    if (std::ferror(file.get()) != 0) return -1;
+  }
+  using enum CompressedFile::Result;
+  return compressed.Finish(CompressedFile::WhenLarger::kFail) == kCompressed ? 0 : -1;
 }
 
 int zlib1_compress(unsigned char* destination, unsigned int* destination_length,

@@ -1,16 +1,10 @@
 #include "streams/writable_file_stream.h"
 
-#include <utility>
+#include <cstdio>
 
 #include "files/file_manipulator.h"
-#include "streams/copy_piece.h"
 
 namespace orvik {
-namespace {
-
-constexpr std::size_t kGathered = 1 << 16;
-
-}  // namespace
 
 CWritableFileStream::CWritableFileStream(const COrvikFilePath& path) {
   InitializeStream(path, {});
@@ -21,57 +15,59 @@ CWritableFileStream::CWritableFileStream(const COrvikFilePath& path, _LARGE_INTE
 }
 
 CWritableFileStream::~CWritableFileStream() {
-  if (file_ == nullptr) return;
-  Flush();
-  std::fclose(file_);
+  Finish();
 }
 
 void CWritableFileStream::InitializeStream(const COrvikFilePath& path, _LARGE_INTEGER) {
-  opened_ = false;
   path_ = path;
-  file_ = CFileManipulator::OpenFile(path, "w+b");
+  file_.reset(CFileManipulator::OpenFile(path, "w+b"));
   opened_ = file_ != nullptr;
+  has_failed_ = !opened_;
+  // The bytes are gathered here, which is cheaper for small pieces than there.
+  if (opened_) std::setvbuf(file_.get(), nullptr, _IONBF, 0);
 }
 
-bool CWritableFileStream::Turn(Direction direction) {
-  if (!Flush()) return false;
-  if (direction_ != direction && direction_ != Direction::kNone) {
-    static_cast<void>(fseeko(file_, 0, SEEK_CUR));
-  }
-  direction_ = direction;
-  return true;
+std::size_t CWritableFileStream::WriteOut(const unsigned char* bytes, std::size_t count) {
+  Turn(Direction::kWrite);
+  const std::size_t written = std::fwrite(bytes, 1, count, file_.get());
+  if (written != count) has_failed_ = true;
+  return written;
 }
 
 bool CWritableFileStream::Flush() {
-  const std::size_t count = std::exchange(gathered_count_, 0);
-  gathered_free_ = 0;
-  return count == 0 || std::fwrite(gathered_.get(), 1, count, file_) == count;
+  return buffer_.Flush([this](const unsigned char* bytes, std::size_t count) {
+    return WriteOut(bytes, count) == count;
+  });
+}
+
+void CWritableFileStream::Turn(Direction direction) {
+  if (direction_ != direction && direction_ != Direction::kNone) {
+    static_cast<void>(fseeko(file_.get(), 0, SEEK_CUR));
+  }
+  direction_ = direction;
 }
 
 HRESULT CWritableFileStream::Read(void* buffer, unsigned long count, unsigned long* read) {
   if (buffer == nullptr || read == nullptr || file_ == nullptr) return E_FAIL;
-  *read = Turn(Direction::kRead) ? std::fread(buffer, 1, count, file_) : 0;
+  *read = 0;
+  if (Flush()) {
+    Turn(Direction::kRead);
+    *read = std::fread(buffer, 1, count, file_.get());
+  }
   return *read == 0 ? S_FALSE : S_OK;
 }
 
 HRESULT CWritableFileStream::Write(const void* data, unsigned long count, unsigned long* written) {
   if (written != nullptr) *written = 0;
   if (file_ == nullptr || (data == nullptr && count != 0)) return E_FAIL;
-  if (count > gathered_free_) {
-    if (!Turn(Direction::kWrite)) return E_FAIL;
-    if (count >= kGathered) {
-      const std::size_t done = std::fwrite(data, 1, count, file_);
-      if (written != nullptr) *written = done;
-      return done == count ? S_OK : E_FAIL;
-    }
-    if (gathered_ == nullptr) gathered_.reset(new unsigned char[kGathered]);
-    gathered_free_ = kGathered;
-  }
-  CopyPiece(gathered_.get() + gathered_count_, data, count);
-  gathered_count_ += count;
-  gathered_free_ -= count;
-  if (written != nullptr) *written = count;
-  return S_OK;
+  std::size_t taken = count;
+  const bool is_taken = buffer_.Add(data, count, [&](const unsigned char* bytes, std::size_t size) {
+    const std::size_t done = WriteOut(bytes, size);
+    if (done != size) taken = bytes == data ? done : 0;
+    return done == size;
+  });
+  if (written != nullptr) *written = taken;
+  return is_taken ? S_OK : E_FAIL;
 }
 
 HRESULT CWritableFileStream::Seek(_LARGE_INTEGER move, unsigned long origin,
@@ -80,13 +76,21 @@ HRESULT CWritableFileStream::Seek(_LARGE_INTEGER move, unsigned long origin,
   const int whence = origin == STREAM_SEEK_CUR   ? SEEK_CUR
                      : origin == STREAM_SEEK_END ? SEEK_END
                                                  : SEEK_SET;
-  if (fseeko(file_, move.QuadPart, whence) != 0) return E_FAIL;
+  if (fseeko(file_.get(), move.QuadPart, whence) != 0) return E_FAIL;
   direction_ = Direction::kNone;
   if (new_position != nullptr) {
-    const off_t position = ftello(file_);
+    const off_t position = ftello(file_.get());
     new_position->QuadPart = position < 0 ? 0 : static_cast<std::uint64_t>(position);
   }
   return S_OK;
+}
+
+HRESULT CWritableFileStream::Finish() {
+  if (file_ != nullptr) {
+    Flush();
+    if (std::fclose(file_.release()) != 0) has_failed_ = true;
+  }
+  return has_failed_ ? E_FAIL : S_OK;
 }
 
 }  // namespace orvik

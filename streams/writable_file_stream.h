@@ -1,18 +1,18 @@
 // A stream into a file, which is created or emptied when the stream is made and stays open until
-// the last Release. Bytes are gathered on their way, as the C library does: a write that fails is
-// reported by a later one, by a seek, or not at all when it is the last. Offsets are 64 bits.
+// the last Release. Bytes are gathered on their way: a write that fails is reported by a later one,
+// by a seek, or by Finish, and by nothing when it is the last and there is no Finish. Offsets are
+// 64 bits.
 #pragma once
 
-#include <cstddef>
-#include <cstdio>
-#include <memory>
-
+#include "files/c_file.h"
 #include "files/file_path.h"
+#include "streams/finishable_stream.h"
 #include "streams/reference_counted.h"
+#include "streams/write_buffer.h"
 
 namespace [[gnu::visibility("default")]] orvik {
 
-class CWritableFileStream final : public StreamBase<IStream> {
+class CWritableFileStream final : public StreamBase<IStream>, public IFinishableStream {
  public:
   explicit CWritableFileStream(const COrvikFilePath& path);
   // The start offset changes nothing: the file starts empty and is written from its beginning.
@@ -29,23 +29,26 @@ class CWritableFileStream final : public StreamBase<IStream> {
   // end is allowed.
   HRESULT Seek(_LARGE_INTEGER move, unsigned long origin, _ULARGE_INTEGER* new_position) override;
 
+  // Closes the file.
+  HRESULT Finish() override;
+
  private:
+  void InitializeStream(const COrvikFilePath& path, _LARGE_INTEGER start);
   enum class Direction { kNone, kRead, kWrite };
 
-  void InitializeStream(const COrvikFilePath& path, _LARGE_INTEGER start);
-  // The C library wants a positioning call between a read and a write. False when gathered bytes
-  // cannot be written.
-  bool Turn(Direction direction);
-  // Hands the gathered bytes to the C library.
+  // Hands bytes to the file and returns how many it took.
+  std::size_t WriteOut(const unsigned char* bytes, std::size_t count);
+  // False when the gathered bytes cannot be written.
   bool Flush();
+  // The C library wants a positioning call between a read and a write.
+  void Turn(Direction direction);
 
-  std::FILE* file_ = nullptr;
+  CFile file_;
   COrvikFilePath path_;
   bool opened_ = false;
+  bool has_failed_ = false;
   Direction direction_ = Direction::kNone;
-  std::unique_ptr<unsigned char[]> gathered_;  // small pieces, which are cheaper here than there
-  std::size_t gathered_count_ = 0;
-  std::size_t gathered_free_ = 0;  // 0 unless the last operation was a write
+  WriteBuffer buffer_;
 };
 
 }  // namespace orvik

@@ -9,11 +9,12 @@
 #include <cstdlib>
 #include <memory>
 
+#include "streams/finishable_stream.h"
 #include "streams/reference_counted.h"
 
 namespace [[gnu::visibility("default")]] orvik {
 
-class CWriteableBufferStream final : public StreamBase<IStreamOnBuffer> {
+class CWriteableBufferStream final : public StreamBase<IStreamOnBuffer>, public IFinishableStream {
  public:
   // Appends; gives S_OK with all bytes written, or E_FAIL with none. Throws std::bad_alloc when
   // there is no memory, and the content is kept.
@@ -24,18 +25,21 @@ class CWriteableBufferStream final : public StreamBase<IStreamOnBuffer> {
   // string can hold.
   CAtlStringA DetachBufferAsString() override;
 
+  // Whether all bytes were taken and a string could hold them. The stream goes on.
+  HRESULT Finish() override { return has_failed_ ? E_FAIL : S_OK; }
+
  private:
   struct Free {
     void operator()(unsigned char* bytes) const { std::free(bytes); }
   };
 
-  void Grow(std::uint32_t new_size);
+  void Grow(std::size_t new_size);
 
   std::unique_ptr<unsigned char, Free> buffer_;
-  std::uint32_t free_ = 0;  // up to the capacity that the growth rule gives; 0 after a detach
+  std::size_t free_ = 0;  // allocated and not written; 0 after a detach
   std::uint32_t size_ = 0;
-  std::size_t room_ = 0;  // bytes really allocated, at least the capacity
   bool detached_ = false;
+  bool has_failed_ = false;
 };
 
 }  // namespace orvik

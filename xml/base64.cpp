@@ -3,18 +3,16 @@
 #include <algorithm>
 #include <climits>
 #include <cstdint>
-#include <cstdio>
 #include <cstring>
 #include <memory>
 #include <string_view>
 
 #include "files/file_manipulator.h"
+#include "files/whole_file.h"
 #include "xml/base64_roads.h"
 
 namespace orvik {
 namespace {
-
-constexpr std::size_t kFlushAbove = 3990;  // bytes pending that are written out
 
 std::uint64_t EncodedLength(std::uint64_t length) {
   return (length + 2) / 3 * 4;
@@ -110,32 +108,26 @@ HRESULT ConvertBinaryFileToBase64String(const COrvikFilePath& path, CAtlStringA&
 }
 
 HRESULT decode64ToFile(const COrvikFilePath& path, const char* input, unsigned int input_length) {
-  std::FILE* const file = CFileManipulator::OpenFile(path, "wb");
-  if (file == nullptr) return E_INVALIDARG;
+  host::FileReplacement file;
+  if (!OpenReplacement(path, file) || file.is_device()) return E_INVALIDARG;
   const Groups groups(input, input_length);
-  unsigned char buffer[kFlushAbove + 3];
-  unsigned char* end = buffer;
-  bool good = true;
-  const auto flush = [&] {
-    const auto pending = static_cast<std::size_t>(end - buffer);
-    end = buffer;
-    return std::fwrite(buffer, 1, pending, file) == pending;
-  };
-  const char* next = groups.text.data();
-  for (std::size_t left = groups.whole; good && left != 0;) {
-    // So many groups that only the last of them can bring the pending bytes above the limit.
-    const auto pending = static_cast<std::size_t>(end - buffer);
-    const std::size_t step = std::min(left, (kFlushAbove - pending) / 3 + 1);
-    good = Decode(next, step, end);
-    next += step * 4;
-    left -= step;
-    if (good && static_cast<std::size_t>(end - buffer) > kFlushAbove) good = flush();
+  constexpr std::size_t kGroups = 1 << 14;
+  const std::unique_ptr<unsigned char[]> buffer(new unsigned char[kGroups * 3]);
+  bool good = !groups.cut_short;
+  for (std::size_t done = 0; good && done < groups.whole;) {
+    const std::size_t step = std::min(groups.whole - done, kGroups);
+    unsigned char* end = buffer.get();
+    good = Decode(groups.text.data() + done * 4, step, end) &&
+           file.Write({reinterpret_cast<const char*>(buffer.get()),
+                       static_cast<std::size_t>(end - buffer.get())}) == 0;
+    done += step;
   }
-  good = good && !groups.cut_short && (end == buffer || flush());
-  // The last bytes may only now meet a full disk.
-  good = std::fclose(file) == 0 && good;
-  if (good) return S_OK;
-  CFileManipulator::DeleteFile(path);
+  if (good && file.Commit() == 0) return S_OK;
+  // What a link leads to is not this function's to remove.
+  struct stat record;
+  if (CFileManipulator::StatFile(path, &record) == 0 && S_ISREG(record.st_mode)) {
+    CFileManipulator::DeleteFile(path);
+  }
   return E_FAIL;
 }
 

@@ -42,8 +42,10 @@ CAtlStringA ConvertRawBytesIntoBase64String(const unsigned char* bytes, long len
 HRESULT ConvertBinaryFileToBase64String(const COrvikFilePath& path, CAtlStringA& result,
                                         const char* prefix);
 
-// Decodes into a file, which is created or emptied; empty input gives an empty file. E_INVALIDARG
-// when it cannot be opened; E_FAIL for a bad group and a failed write, and the file is removed.
+// Decodes into a file, which is created or replaced as a whole; empty input gives an empty file.
+// What stays of a file that is replaced is said in host/file_replacement.h. E_INVALIDARG when the
+// file cannot be opened or is no regular file. E_FAIL for a bad group and a failed write: then
+// there is no file at the path, but a link stays with what it leads to.
 HRESULT decode64ToFile(const COrvikFilePath& path, const char* input, unsigned int input_length);
 
 }  // namespace orvik

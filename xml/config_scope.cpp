@@ -148,7 +148,7 @@ bool ConfigScope::CreateFile(const COrvikFilePath& path) const {
   CComPtr<IORVIKXMLWriter> writer;
   if (IORVIKXMLWriter::CreateORVIKXMLWriter(&writer, path) < 0) return false;
   WriteNew(*writer);
-  return true;
+  return writer->Finish() == S_OK;
 }
 
 TiXmlElement* ConfigScope::Load(bool from_temporary) {

@@ -48,7 +48,8 @@ namespace [[gnu::visibility("default")]] orvik {
 bool SetXMLConfig(int scope, COrvikFilePath path);
 bool IsXMLConfigSet(int scope);
 
-// Writes a configuration without keys to the path. False when the file cannot be created.
+// Writes a configuration without keys to the path. False when the file cannot be created or
+// written.
 bool CreateConfigFile(COrvikFilePath path, int scope);
 
 enum class XMLConfigFileState {

@@ -2,6 +2,7 @@
 
 #include <array>
 
+#include "streams/finishable_stream.h"
 #include "streams/stream_factory.h"
 #include "strings/utf8_strings.h"
 
@@ -43,7 +44,7 @@ HRESULT CMyWriter::QueryInterface(const _GUID&, void**) {
 
 inline HRESULT CMyWriter::nonescapedcharacters(std::string_view text) {
   if (output_ == nullptr) return E_FAIL;
-  output_->Write(text.data(), text.size(), nullptr);
+  Note(output_->Write(text.data(), text.size(), nullptr));
   return S_OK;
 }
 
@@ -53,7 +54,7 @@ HRESULT CMyWriter::escapedcharacters(const char* text) {
   for (;;) {
     const char* end = stretch;
     while (!kEndsStretch[static_cast<unsigned char>(*end)]) ++end;
-    output_->Write(stretch, static_cast<unsigned long>(end - stretch), nullptr);
+    Note(output_->Write(stretch, static_cast<unsigned long>(end - stretch), nullptr));
     if (*end == '\0') return S_OK;
     nonescapedcharacters(EntityOf(*end));
     stretch = end + 1;
@@ -138,13 +139,20 @@ HRESULT CMyWriter::WriteElementContents(const char* text) {
   return nonescapedcharacters(TextOf(text));
 }
 
+HRESULT CMyWriter::Finish() {
+  Note(output_ == nullptr ? E_FAIL : FinishStream(output_));
+  return status_;
+}
+
 CMyStringWriter::CMyStringWriter() {
   CStreamFactory::CreateWritableBufferStream(&buffer_);
   SetOutput(buffer_);
 }
 
 CAtlStringA CMyStringWriter::get_output() {
-  return buffer_->DetachBufferAsString();
+  CAtlStringA text = buffer_->DetachBufferAsString();
+  Note(FinishStream(buffer_));  // no string holds 2 GiB
+  return text;
 }
 
 CMyFileWriter::CMyFileWriter(const COrvikFilePath& path, bool compressed) {

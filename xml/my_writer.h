@@ -1,7 +1,7 @@
 // The writer into any stream. See xml_writer.h for what its operations do.
 //
-// Every piece of text goes to the stream with one Write call; the results of Write are not looked
-// at. Nothing is gathered here, so the stream may be looked at between two operations.
+// Every piece of text goes to the stream with one Write call, whose failure changes nothing but the
+// status. Nothing is gathered here, so the stream may be looked at between two operations.
 #pragma once
 
 #include <string_view>
@@ -29,6 +29,9 @@ class CMyWriter : public ReferenceCounted<IORVIKXMLWriter> {
   HRESULT WriteEscapedElementContents(const char* text) override;
   HRESULT WriteElementContents(const char* text) override;
 
+  HRESULT GetStatus() override { return status_; }
+  HRESULT Finish() override;
+
   // Closes a start tag that is still open.
   void FinishOpenElement();
 
@@ -37,6 +40,10 @@ class CMyWriter : public ReferenceCounted<IORVIKXMLWriter> {
 
   void SetOutput(IStream* stream) { output_ = stream; }
   bool HasOutput() const { return output_ != nullptr; }
+  // Remembers the first failure.
+  void Note(HRESULT result) {
+    if (result < 0 && status_ == S_OK) status_ = result;
+  }
 
  private:
   // Both give E_FAIL when there is no stream.
@@ -47,6 +54,7 @@ class CMyWriter : public ReferenceCounted<IORVIKXMLWriter> {
 
   CComPtr<IStream> output_;
   bool start_tag_open_ = false;
+  HRESULT status_ = S_OK;
 };
 
 // Collects the text in memory.

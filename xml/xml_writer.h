@@ -2,15 +2,16 @@
 //
 // It writes exactly what it is asked for: no indentation, no line breaks, no check that elements
 // nest or names are names, and five escaped bytes (& ' " < >). All text is zero-terminated UTF-8;
-// a null text counts as empty. Writers start with one reference, the caller's; there is no close: a
-// file is complete when its writer has been released.
+// a null text counts as empty. Writers start with one reference, the caller's. A file is complete
+// when its writer has been released, or with Finish, which reports whether it is.
 //
 //   startElement("a")  WriteTextAttribute("x", "1<2")  startElement("b")  endElement("b")
 //   WriteElementContents("t")  endElement("a")
 //   gives  <a x="1&lt;2"><b/>t</a>
 //
 // Results: S_OK; E_FAIL when there is no stream to write to. Errors of the stream itself (a full
-// disk) are not reported. An attribute written outside a start tag becomes content.
+// disk) are reported by GetStatus and Finish only. An attribute written outside a start tag becomes
+// content.
 #pragma once
 
 #include "files/file_path.h"
@@ -44,6 +45,13 @@ class IORVIKXMLWriter : public IUnknown {
   virtual HRESULT WriteTextAttributeBySingleQuotation(const char* name, const char* value) = 0;
   virtual HRESULT WriteEscapedElementContents(const char* text) = 0;
   virtual HRESULT WriteElementContents(const char* text) = 0;
+
+  // S_OK, or the first failure of the stream so far: the other operations do not report it.
+  virtual HRESULT GetStatus() = 0;
+  // Ends the document: brings it to its place, closes the file, and gives GetStatus of the whole,
+  // which is E_FAIL when not all of it arrived. A file takes nothing more afterwards. The text of a
+  // writer on a string is still to be had from get_output.
+  virtual HRESULT Finish() = 0;
 
   HRESULT WriteElementValue(const char* text);
   HRESULT WriteSimpleTextElement(const char* name, const char* text);

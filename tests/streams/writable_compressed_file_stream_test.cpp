@@ -1,133 +1,229 @@
 #include "streams/writable_compressed_file_stream.h"
 
+#include <sys/resource.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
 #include <random>
 
+#include "streams/com_ptr.h"
 #include "streams/stream_factory.h"
 #include "tests/files/support.h"
+#include "tests/support/without_root_rights.h"
 
 namespace orvik::test {
 namespace {
 
+using fs::perms;
+
+std::string Noise(std::size_t size) {
+  std::mt19937 random(7);
+  std::string noise(size, '\0');
+  for (char& byte : noise) byte = static_cast<char>(random());
+  return noise;
+}
+
 class WritableCompressedFileStreamTest : public EnvironmentTest {
  protected:
-  // Another program's zlib.
+  WritableCompressedFileStreamTest() { fs::create_directory(folder_); }
+
+  // Another program's zlib, which also compresses the result again at its default level.
   std::string Inflated() {
-    const CommandResult result = RunCommand(
-        {"python3", "-c",
-         "import sys,zlib\nd=zlib.decompressobj()\n"
-         "sys.stdout.buffer.write(d.decompress(open(sys.argv[1],'rb').read())+d.flush())\n"
-         "sys.exit(0 if d.eof and not d.unused_data else 3)",
-         file_.string()});
+    const CommandResult result =
+        RunCommand({"python3", "-c",
+                    "import sys,zlib\nb=open(sys.argv[1],'rb').read()\nd=zlib.decompressobj()\n"
+                    "t=d.decompress(b)+d.flush()\nsys.stdout.buffer.write(t)\n"
+                    "sys.exit(0 if d.eof and not d.unused_data and zlib.compress(t)==b else 3)",
+                    file_.string()});
     EXPECT_EQ(result.status, 0) << result.err;
     return result.out;
   }
 
-  void Compress(const std::string& content, std::size_t piece = 1 << 16) {
-    CComPtr<IStream> stream = CStreamFactory::CreateWritableCompressedFileStream(path_);
-    ASSERT_NE(stream, nullptr);
+  CComPtr<IStream> Stream() { return CStreamFactory::CreateWritableCompressedFileStream(path_); }
+
+  HRESULT Compress(const std::string& content, std::size_t piece = 1 << 16) {
+    const CComPtr<IStream> stream = Stream();
+    if (stream == nullptr) return E_UNEXPECTED;
     for (std::size_t at = 0; at < content.size(); at += piece) {
       unsigned long written = 0;
       const std::size_t count = std::min(piece, content.size() - at);
-      ASSERT_EQ(stream->Write(content.data() + at, count, &written), S_OK);
-      ASSERT_EQ(written, count);
+      if (stream->Write(content.data() + at, count, &written) < 0) return E_INVALIDARG;
+      EXPECT_EQ(written, count);
     }
+    return FinishStream(stream);
   }
 
-  bool NoRawFileIsLeft() const { return fs::is_empty(env_.temp()); }
+  // The names beside the target and in the temporary folder.
+  std::vector<std::string> Files() const {
+    std::vector<std::string> names = NamesIn(folder_);
+    for (const std::string& name : NamesIn(env_.temp())) names.push_back("tmp/" + name);
+    return names;
+  }
 
-  const fs::path file_ = env_.folder() / "target";
+  const fs::path folder_ = env_.folder() / "streams";
+  const fs::path file_ = folder_ / "target";
   const COrvikFilePath path_ = File(file_);
 };
 
-TEST_F(WritableCompressedFileStreamTest, HoldsOneZlibStreamOverAllBytes) {
+TEST_F(WritableCompressedFileStreamTest, HoldsTheStreamThatZlibMakesOfAllBytes) {
   std::string text;
-  for (int i = 0; i < 5000; ++i) text += "<item id=\"" + std::to_string(i * 7919 % 1000) + "\"/>";
+  for (int i = 0; i < 50'000; ++i) text += "<item id=\"" + std::to_string(i * 7919 % 1000) + "\"/>";
   for (const std::string& content :
-       {std::string(), std::string("x"), text, std::string(8 << 20, '\0')}) {
-    SCOPED_TRACE(content.size());
-    Compress(content, content.size() == text.size() ? 13 : 1 << 16);
-    EXPECT_EQ(Inflated(), content);
-    EXPECT_TRUE(NoRawFileIsLeft());
+       {std::string(), std::string("x"), text, std::string(8 << 20, '\0'), Noise(100'000) + text}) {
+    for (const std::size_t piece : {std::size_t{13}, std::size_t{1} << 16, std::size_t{9} << 20}) {
+      if (piece != 1 << 16 && content != text) continue;
+      SCOPED_TRACE(testing::Message() << content.size() << " in pieces of " << piece);
+      EXPECT_EQ(Compress(content, piece), S_OK);
+      EXPECT_TRUE(Inflated() == content);
+    }
   }
-  Compress("");
+  EXPECT_EQ(Compress(""), S_OK);
   EXPECT_EQ(fs::file_size(file_), 8u);
+  EXPECT_EQ(Files(), (std::vector<std::string>{"target"}));
 }
 
-TEST_F(WritableCompressedFileStreamTest, BytesThatDoNotShrinkStayAsTheyAre) {
-  std::mt19937 random(7);
-  std::string noise(1 << 20, '\0');
-  for (char& byte : noise) byte = static_cast<char>(random());
-  Compress(noise);
-  EXPECT_TRUE(ReadFile(file_) == noise);
-  EXPECT_TRUE(NoRawFileIsLeft());
+TEST_F(WritableCompressedFileStreamTest, TheTargetStaysUntilTheLastReferenceOrFinish) {
+  for (const bool finishes : {false, true}) {
+    WriteFile(file_, "old");
+    CComPtr<IStream> stream = Stream();
+    stream->Write("abc", 3, nullptr);
+    EXPECT_EQ(ReadFile(file_), "old");
+    EXPECT_EQ(Files(), (std::vector<std::string>{"target"})) << "the private file has no name";
+    EXPECT_EQ(stream->Seek({}, 0, nullptr), E_NOTIMPL);
+    if (finishes) {
+      EXPECT_EQ(FinishStream(stream), S_OK);
+      EXPECT_EQ(Inflated(), "abc");
+      EXPECT_EQ(stream->Write("d", 1, nullptr), E_INVALIDARG);
+      EXPECT_EQ(FinishStream(stream), S_OK);
+    }
+    stream.Release();
+    EXPECT_EQ(Inflated(), "abc");
+  }
 }
 
-TEST_F(WritableCompressedFileStreamTest, TheTargetIsEmptyUntilTheLastReference) {
+// Both ways, through a link, with and without another name: what belongs to the file stays.
+TEST_F(WritableCompressedFileStreamTest, ModeOwnerGroupLinksAndOtherNamesStay) {
+  const bool is_root = geteuid() == 0;
+  for (const std::string& content : {std::string("shrinks"), Noise(400'000)}) {
+    for (const bool has_other_name : {false, true}) {
+      SCOPED_TRACE(testing::Message() << content.size() << " " << has_other_name);
+      const fs::path real = folder_ / "real", other = folder_ / "other";
+      for (const fs::path& path : {file_, real, other}) fs::remove(path);
+      WriteFile(real, "old content, longer than what comes");
+      fs::create_symlink("real", file_);
+      if (has_other_name) fs::create_hard_link(real, other);
+      fs::permissions(real, perms::owner_read | perms::owner_write);
+      if (is_root) {
+        EXPECT_EQ(chown(real.c_str(), 12, 34), 0);
+      }
+      EXPECT_EQ(Compress(content), S_OK);
+      EXPECT_TRUE(fs::is_symlink(file_));
+      struct stat record;
+      ASSERT_EQ(lstat(real.c_str(), &record), 0);
+      EXPECT_EQ(record.st_mode & 07777, 0600u);
+      EXPECT_EQ(record.st_uid, is_root ? 12u : geteuid());
+      EXPECT_EQ(record.st_gid, is_root ? 34u : getegid());
+      if (content.size() < 100) {
+        EXPECT_EQ(Inflated(), content);
+      } else {
+        EXPECT_TRUE(ReadFile(real) == content);
+      }
+      if (has_other_name) {
+        EXPECT_TRUE(fs::equivalent(real, other));
+      }
+      EXPECT_EQ(Files().size(), has_other_name ? 3u : 2u);
+    }
+  }
+}
+
+TEST_F(WritableCompressedFileStreamTest, AnotherUsersFileAndAClosedFolderAreWrittenInPlace) {
   WriteFile(file_, "old");
-  CComPtr<IStream> stream = CStreamFactory::CreateWritableCompressedFileStream(path_);
-  stream->Write("abc", 3, nullptr);
-  EXPECT_EQ(fs::file_size(file_), 0u);
-  EXPECT_FALSE(NoRawFileIsLeft());
-  EXPECT_EQ(stream->Seek({}, 0, nullptr), E_NOTIMPL);
-  stream.Release();
-  EXPECT_EQ(Inflated(), "abc");
+  for (const fs::path& path : {file_, folder_, env_.temp(), env_.folder()}) {
+    fs::permissions(path, perms::all);
+  }
+  const uid_t owner = geteuid();
+  {
+    const WithoutRootRights rights(folder_, file_);
+    EXPECT_EQ(Compress("by another"), S_OK);
+    struct stat record;
+    ASSERT_EQ(stat(file_.c_str(), &record), 0);
+    EXPECT_EQ(record.st_mode & 07777, 0777u);
+    EXPECT_EQ(record.st_uid, owner);
+  }
+  EXPECT_EQ(Inflated(), "by another");
+  fs::permissions(folder_, perms::owner_read | perms::owner_exec | perms::others_exec);
+  {
+    const WithoutRootRights rights(folder_);
+    EXPECT_EQ(Compress("in a closed folder"), S_OK);
+  }
+  EXPECT_EQ(Inflated(), "in a closed folder");
+  EXPECT_EQ(Files(), (std::vector<std::string>{"target"}));
 }
 
-TEST_F(WritableCompressedFileStreamTest, ARawFileThatVanishedLeavesTheCompressionOfNothing) {
-  CComPtr<IStream> stream = CStreamFactory::CreateWritableCompressedFileStream(path_);
-  stream->Write("abc", 3, nullptr);
-  for (const std::string& name : NamesIn(env_.temp())) fs::remove(env_.temp() / name);
-  stream.Release();
-  EXPECT_EQ(Inflated(), "");
-  EXPECT_TRUE(NoRawFileIsLeft());
-}
-
-TEST_F(WritableCompressedFileStreamTest, AReadOnlyTargetIsRefusedOrLeftEmpty) {
-  using fs::perms;
+TEST_F(WritableCompressedFileStreamTest, AReadOnlyTargetIsRefusedOrStays) {
   WriteFile(file_, "old");
   fs::permissions(file_, perms::owner_read);
-  EXPECT_EQ(CStreamFactory::CreateWritableCompressedFileStream(path_), nullptr);
-  EXPECT_EQ(ReadFile(file_), "old");
-  EXPECT_TRUE(NoRawFileIsLeft());
-
+  EXPECT_EQ(Stream(), nullptr);
   fs::permissions(file_, perms::owner_read | perms::owner_write);
-  CComPtr<IStream> stream = CStreamFactory::CreateWritableCompressedFileStream(path_);
+  CComPtr<IStream> stream = Stream();
   stream->Write("abc", 3, nullptr);
   fs::permissions(file_, perms::owner_read);
+  EXPECT_EQ(FinishStream(stream), E_FAIL);
   stream.Release();
-  EXPECT_EQ(fs::file_size(file_), 0u);
-  EXPECT_TRUE(NoRawFileIsLeft());
+  EXPECT_EQ(ReadFile(file_), "old");
+  EXPECT_EQ(Files(), (std::vector<std::string>{"target"}));
 }
 
-TEST_F(WritableCompressedFileStreamTest, WithoutATemporaryFolderThereIsNoStream) {
-  WriteFile(file_, "old");
-  fs::remove(env_.temp());
-  WriteFile(env_.temp(), "a file where the folder was");
-  EXPECT_EQ(CStreamFactory::CreateWritableCompressedFileStream(path_), nullptr);
-  EXPECT_EQ(CStreamFactory::CreateWritableCompressedFileStream({}), nullptr);
-  auto* const direct = new CWritableCompressedFileStream(path_);
+TEST_F(WritableCompressedFileStreamTest, WhatCannotBeWrittenIsNoStream) {
+  const COrvikFilePath nowhere = File(env_.folder() / "no/file");
+  for (const COrvikFilePath& path : {COrvikFilePath(), nowhere, File(folder_)}) {
+    EXPECT_EQ(CStreamFactory::CreateWritableCompressedFileStream(path), nullptr);
+  }
+  auto* const direct = new CWritableCompressedFileStream(nowhere);
   EXPECT_FALSE(direct->valid());
   unsigned long written = 5;
   EXPECT_EQ(direct->Write("a", 1, &written), E_INVALIDARG);
   EXPECT_EQ(written, 0u);
+  EXPECT_EQ(direct->Finish(), E_FAIL);
   EXPECT_EQ(direct->Release(), 0u);
-  EXPECT_TRUE(fs::is_regular_file(env_.temp()));
 }
 
-TEST_F(WritableCompressedFileStreamTest, AFullTemporaryFolderFailsTheWriteAndLeavesNoRawFile) {
-  CComPtr<IStream> stream = CStreamFactory::CreateWritableCompressedFileStream(path_);
-  const std::string piece(50'000, 'x');
-  HRESULT last = S_OK;
-  {
+TEST_F(WritableCompressedFileStreamTest, AFullVolumeFailsAndTheOldFileStays) {
+  const std::string noise = Noise(400'000);
+  for (const bool has_other_name : {false, true}) {
+    WriteFile(file_, "old");
+    if (has_other_name) fs::create_hard_link(file_, folder_ / "other");
     const FileSizeLimit limit(100'000);
-    for (int i = 0; i < 4 && last == S_OK; ++i) {
-      last = stream->Write(piece.data(), piece.size(), nullptr);
-    }
-    stream.Release();
+    EXPECT_EQ(Compress(noise), E_INVALIDARG);
+    EXPECT_EQ(ReadFile(file_), "old");
+    EXPECT_EQ(Files().size(), has_other_name ? 2u : 1u);
   }
-  EXPECT_EQ(last, E_INVALIDARG);
-  EXPECT_EQ(Inflated(), std::string(100'000, 'x'));
-  EXPECT_TRUE(NoRawFileIsLeft());
+  // The last bytes are too many, which no write can report.
+  const FileSizeLimit limit(30'000);
+  EXPECT_EQ(Compress(noise.substr(0, 40'000)), E_FAIL);
+  EXPECT_EQ(ReadFile(file_), "old");
+}
+
+TEST_F(WritableCompressedFileStreamTest, DevicesAreWrittenInPlace) {
+  for (const char16_t* device : {u"/dev/null", u"/dev/full"}) {
+    CComPtr<IStream> stream =
+        CStreamFactory::CreateWritableCompressedFileStream(COrvikFilePath(device));
+    ASSERT_NE(stream, nullptr);
+    EXPECT_EQ(stream->Write("abc", 3, nullptr), S_OK);
+    EXPECT_EQ(FinishStream(stream), std::u16string_view(device) == u"/dev/null" ? S_OK : E_FAIL);
+  }
+  EXPECT_TRUE(fs::is_character_file("/dev/null"));
+}
+
+TEST_F(WritableCompressedFileStreamTest, MemoryDoesNotGrowWithTheBytes) {
+  const std::string piece(1 << 20, 'x');
+  const CComPtr<IStream> stream = Stream();
+  stream->Write(piece.data(), piece.size(), nullptr);
+  rusage before, after;
+  getrusage(RUSAGE_SELF, &before);
+  for (int i = 0; i < 30; ++i) stream->Write(piece.data(), piece.size(), nullptr);
+  getrusage(RUSAGE_SELF, &after);
+  EXPECT_LT(after.ru_maxrss - before.ru_maxrss, 8'000) << "kilobytes";
 }
 
 TEST_F(WritableCompressedFileStreamTest, CompressesFiles) {
@@ -139,9 +235,9 @@ TEST_F(WritableCompressedFileStreamTest, CompressesFiles) {
   EXPECT_EQ(compressFile(source_path, path_, 6), 0);
   EXPECT_EQ(Inflated(), "some text");
   EXPECT_NE(compressFile(source_path, File(env_.folder()), 6), 0);
-  // Too large to be compressed at once; it is not taken for an empty file.
-  fs::resize_file(source, 5ull << 30);
-  EXPECT_NE(compressFile(source_path, path_, 6), 0);
+  EXPECT_NE(compressFile(File(env_.folder()), path_, 6), 0);
+  WriteFile(source, Noise(400'000));
+  EXPECT_NE(compressFile(source_path, path_, 6), 0) << "it does not shrink";
   EXPECT_EQ(Inflated(), "some text");
 
   unsigned char output[100];

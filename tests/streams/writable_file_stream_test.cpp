@@ -1,6 +1,7 @@
 #include "streams/writable_file_stream.h"
 
 #include "streams/com_ptr.h"
+#include "streams/finishable_stream.h"
 #include "streams/stream_factory.h"
 #include "tests/files/support.h"
 
@@ -79,15 +80,32 @@ TEST_F(WritableFileStreamTest, WhatCannotBeOpenedIsNoStream) {
   EXPECT_EQ(direct->Release(), 0u);
 }
 
-TEST_F(WritableFileStreamTest, AFullDiskIsAShortWrite) {
-  if (!fs::exists("/dev/full")) GTEST_SKIP();
-  const CComPtr<IStream> stream =
-      CStreamFactory::CreateWritableFileStream(COrvikFilePath(u"/dev/full"));
-  ASSERT_NE(stream, nullptr);
-  const std::string piece(100'000, 'x');
-  unsigned long written = 0;
-  EXPECT_EQ(stream->Write(piece.data(), piece.size(), &written), E_FAIL);
-  EXPECT_LT(written, piece.size());
+TEST_F(WritableFileStreamTest, AFullDiskIsReportedByAWriteOrByFinish) {
+  for (const std::size_t size : {std::size_t{10}, std::size_t{1'000'000}}) {
+    for (const std::size_t count : {std::size_t{7}, size}) {
+      const CComPtr<IStream> stream =
+          CStreamFactory::CreateWritableFileStream(COrvikFilePath(u"/dev/full"));
+      ASSERT_NE(stream, nullptr);
+      const std::string piece(count, 'x');
+      HRESULT result = S_OK;
+      for (std::size_t at = 0; at < size && result == S_OK; at += count) {
+        unsigned long written = 0;
+        result = stream->Write(piece.data(), piece.size(), &written);
+        EXPECT_EQ(written, result == S_OK ? count : 0);
+      }
+      EXPECT_EQ(result, size == 10 ? S_OK : E_FAIL);
+      EXPECT_EQ(FinishStream(stream), E_FAIL);
+      EXPECT_EQ(FinishStream(stream), E_FAIL);
+    }
+  }
+  const CComPtr<IStream> stream = CStreamFactory::CreateWritableFileStream(path_);
+  EXPECT_EQ(stream->Write("abc", 3, nullptr), S_OK);
+  EXPECT_EQ(FinishStream(stream), S_OK);
+  EXPECT_EQ(ReadFile(file_), "abc");
+  EXPECT_EQ(stream->Write("d", 1, nullptr), E_FAIL);
+  EXPECT_EQ(FinishStream(stream), S_OK);
+  EXPECT_EQ(FinishStream(nullptr), E_INVALIDARG);
+  EXPECT_EQ(FinishStream(CStreamFactory::CreateReadableStreamOnFile(path_)), S_OK);
 }
 
 }  // namespace

@@ -8,6 +8,7 @@
 #include <string>
 
 #include "streams/com_ptr.h"
+#include "streams/finishable_stream.h"
 #include "streams/stream_factory.h"
 
 namespace orvik {
@@ -73,9 +74,11 @@ TEST(WriteableBufferStreamTest, TheStringEndsAtTheFirstNul) {
 TEST(WriteableBufferStreamTest, RefusesToPassFourGigabytesAndBadArguments) {
   const CComPtr<IStreamOnBuffer> stream = MakeStream();
   ASSERT_EQ(stream->Write("abc", 3, nullptr), S_OK);
+  EXPECT_EQ(FinishStream(stream), S_OK);
   unsigned long written = 1;
   EXPECT_EQ(stream->Write("x", 0xFFFFFFFDul, &written), E_FAIL);
   EXPECT_EQ(written, 0u);
+  EXPECT_EQ(FinishStream(stream), E_FAIL);
   EXPECT_EQ(stream->Write("x", std::numeric_limits<unsigned long>::max(), &written), E_FAIL);
   EXPECT_EQ(stream->Write(nullptr, 1, &written), E_FAIL);
   EXPECT_EQ(stream->DetachBufferAsString().View(), "abc");

@@ -1,5 +1,7 @@
 #include "xml/base64.h"
 
+#include <sys/stat.h>
+
 #include <random>
 
 #include "tests/files/support.h"
@@ -204,8 +206,42 @@ TEST_F(Base64FileTest, LeavesNoFileAfterAFailure) {
     EXPECT_EQ(DecodeToFile(bad), E_FAIL);
     EXPECT_FALSE(fs::exists(file_));
   }
+  WriteFile(file_, "old");
+  EXPECT_EQ(DecodeToFile("bad!"), E_FAIL);
+  EXPECT_FALSE(fs::exists(file_));
+  {
+    const FileSizeLimit limit(1000);
+    EXPECT_EQ(DecodeToFile(text), E_FAIL);
+  }
+  EXPECT_EQ(NamesIn(env_.folder()), (std::vector<std::string>{"home", "root", "tmp"}));
   const COrvikFilePath nowhere = File(env_.folder() / "no/file");
   EXPECT_EQ(decode64ToFile(nowhere, "TWFu", 4), E_INVALIDARG);
+}
+
+TEST_F(Base64FileTest, TouchesNoLinksTargetAndNothingThatIsNoFile) {
+  const fs::path real = env_.folder() / "real";
+  WriteFile(real, "precious");
+  fs::permissions(real, fs::perms::owner_read | fs::perms::owner_write);
+  fs::create_symlink(real, file_);
+  EXPECT_EQ(DecodeToFile("TWFu!"), S_OK) << "the tail is not looked at";
+  EXPECT_EQ(ReadFile(real), "Man");
+  EXPECT_EQ(DecodeToFile("TWFu!!!!"), E_FAIL);
+  EXPECT_EQ(ReadFile(real), "Man");
+  EXPECT_TRUE(fs::is_symlink(file_));
+  EXPECT_EQ(fs::status(real).permissions(), fs::perms::owner_read | fs::perms::owner_write);
+  fs::remove(file_);
+  ASSERT_EQ(mkfifo(file_.c_str(), 0600), 0);
+  EXPECT_EQ(DecodeToFile("!!!!"), E_INVALIDARG);
+  EXPECT_TRUE(fs::is_fifo(file_));
+  fs::remove(file_);
+  fs::create_directory(file_);
+  EXPECT_EQ(DecodeToFile("!!!!"), E_INVALIDARG);
+  EXPECT_TRUE(fs::is_directory(file_));
+  fs::remove(file_);
+  fs::create_symlink("/dev/null", file_);
+  EXPECT_EQ(DecodeToFile("TWFu"), E_INVALIDARG);
+  EXPECT_EQ(DecodeToFile("!!!!"), E_INVALIDARG);
+  EXPECT_TRUE(fs::is_symlink(file_) && fs::is_character_file("/dev/null"));
 }
 
 }  // namespace

@@ -227,6 +227,36 @@ TEST_F(XmlWriterFileTest, AFileIsCompleteWhenItsWriterIsReleased) {
   EXPECT_EQ(ReadFile(file_).substr(0, 2), "x\x9C");
 }
 
+TEST_F(XmlWriterFileTest, TheStatusAndFinishReportWhatTheOperationsDoNot) {
+  for (const auto create :
+       {IORVIKXMLWriter::CreateORVIKXMLWriter, IORVIKXMLWriter::CreateORVIKXMLWriterCompressed}) {
+    CComPtr<IORVIKXMLWriter> writer;
+    ASSERT_EQ(create(&writer, path_), S_OK);
+    writer->WriteSimpleTextElement("a", "text");
+    EXPECT_EQ(writer->Finish(), S_OK);
+    EXPECT_GT(fs::file_size(file_), 0u);
+    EXPECT_EQ(writer->WriteElementContents("late"), S_OK);
+    EXPECT_LT(writer->GetStatus(), 0);
+    EXPECT_LT(writer->Finish(), 0);
+    writer.Release();
+    for (const int count : {1, 100'000}) {
+      ASSERT_EQ(create(&writer, COrvikFilePath(u"/dev/full")), S_OK);
+      for (int i = 0; i < count; ++i) EXPECT_EQ(writer->WriteElementContents("0123456789"), S_OK);
+      const bool is_plain = create == IORVIKXMLWriter::CreateORVIKXMLWriter;
+      EXPECT_EQ(writer->GetStatus(), is_plain && count > 1 ? E_FAIL : S_OK);
+      EXPECT_EQ(writer->Finish(), E_FAIL);
+      EXPECT_EQ(writer->GetStatus(), E_FAIL);
+      writer.Release();
+    }
+  }
+  CComPtr<IORVIKXMLWriter> writer;
+  IORVIKXMLWriter::CreateORVIKXMLWriterOnString(&writer);
+  writer->WriteElementContents("text");
+  EXPECT_EQ(writer->Finish(), S_OK);
+  EXPECT_EQ(writer->get_output().View(), "text");
+  EXPECT_EQ(writer->GetStatus(), S_OK);
+}
+
 TEST_F(XmlWriterFileTest, AFileThatCannotBeOpenedGivesNoWriter) {
   const COrvikFilePath nowhere = File(env_.folder() / "no/file");
   CComPtr<IORVIKXMLWriter> other;
