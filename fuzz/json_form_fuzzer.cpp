@@ -6,7 +6,7 @@
 
 #include "fuzz/require.h"
 #include "platform/core_foundation/base.h"
-#include "prefs/same_value.h"
+#include "platform/core_foundation/property_list_equality.h"
 #include "tools/orvikprefs/json_form.h"
 #include "tools/orvikprefs/text.h"
 

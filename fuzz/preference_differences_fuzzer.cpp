@@ -8,9 +8,9 @@
 
 #include "fuzz/require.h"
 #include "fuzz/scratch_folder.h"
+#include "platform/core_foundation/property_list_equality.h"
 #include "platform/core_foundation/property_list_forms.h"
 #include "prefs/auto_release.h"
-#include "prefs/same_value.h"
 #include "tools/orvikprefs/differences.h"
 #include "tools/orvikprefs/text.h"
 

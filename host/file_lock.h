@@ -1,32 +1,46 @@
-// Locks between processes (and threads) that the kernel gives up when their holder ends.
+// The lock of a folder whose files several processes change, and who holds it.
+//
+// The lock is a file ".orvik.lock" in the folder, which stays there. Whoever may write the folder
+// may open the file, and nobody else may: a process that can only read the folder cannot hold up
+// its writers. The file's owner, and its right for the group and for others, follow the folder's.
+//
+// Two bytes of the file are locked with open-file-description locks (fcntl), which end with their
+// process and work on network file systems. Takers queue at the first byte; the one at the head of
+// the queue waits for the second byte, which the holder keeps. So a holder that comes back at once
+// goes to the end of the queue. A volume without such locks has a second file, ".orvik.lock.held",
+// which is created exclusively and names its holder. It is stale when its process has ended, or,
+// where that process ran on another machine, after ten minutes. If neither can be had, the lock is
+// refused.
 #pragma once
 
+#include <sys/stat.h>
+#include <sys/types.h>
+
 #include <memory>
+#include <optional>
 #include <string>
 
 namespace [[gnu::visibility("default")]] orvik {
 namespace host {
 
-// An exclusive lock on a file or a folder (flock). A folder is opened for reading alone, so that
-// users who share it can all lock it; a file is made when missing (mode 0666 less the umask). The
-// name must stay: whoever replaces the file by rename must lock its folder instead.
-//
-// The thread that holds a lock may take it again; it is given up with the last of its holders.
-// An object is used and destroyed on the thread that took it. Processes started by exec do not
-// inherit locks; a forked child shares them until it ends.
-class FileLock {
+inline constexpr char kFolderLockName[] = ".orvik.lock";
+
+// The thread that holds a lock may take it again; it is given up with the last of its holders. An
+// object is used and destroyed on the thread that took it. Processes started by exec do not inherit
+// locks; a forked child shares them until it ends.
+class FolderLock {
  public:
-  FileLock() = default;
+  FolderLock() = default;
 
-  static constexpr int kWaitForever = -1;
-
-  // Waits at most `milliseconds` (0 tries once). Not held when that was not enough, or when the
-  // path cannot be opened.
-  static FileLock Take(const std::string& path, int milliseconds = kWaitForever);
+  // Waits at most `milliseconds`, by the monotonic clock (0 tries once). `folder` is open, and
+  // `attributes` are its own. Errors: EWOULDBLOCK when another holds the lock for the whole wait,
+  // EACCES or EROFS when the folder may not be written, EINVAL when no regular file has the lock's
+  // name, else what the volume reports.
+  static FolderLock Take(int folder, const struct stat& attributes, int milliseconds);
 
   bool held() const { return held_ != nullptr; }
   explicit operator bool() const { return held(); }
-  // The error number when not held: EWOULDBLOCK when another has it.
+  // The error number when not held.
   int error() const { return error_; }
   void Release() { held_.reset(); }
 
@@ -36,6 +50,17 @@ class FileLock {
   std::shared_ptr<Held> held_;
   int error_ = 0;
 };
+
+// A process that holds the lock of a folder.
+struct LockHolder {
+  pid_t pid = 0;          // 0: not known
+  bool is_local = false;  // it runs on this machine
+  std::string host;       // of the machine that it runs on
+};
+
+// Who holds the lock of the folder; nothing when it is free, or when the caller may not open the
+// lock's file.
+std::optional<LockHolder> FindLockHolder(const std::string& folder);
 
 }  // namespace host
 }  // namespace orvik

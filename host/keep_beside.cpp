@@ -6,71 +6,130 @@
 
 #include <cerrno>
 
-#include "host/move_file.h"
+#include "host/file_properties.h"
+#include "host/staged_file.h"
 
 namespace orvik::host {
 
 namespace {
 
-constexpr int kMaximumNames = 1000;
+constexpr int kNumberedNames = 9;
+constexpr int kRandomNames = 100;
 
-std::string NameBeside(const std::string& file, std::string_view suffix, int number) {
-  const std::string name = file + std::string(suffix);
-  return number == 1 ? name : name + '-' + std::to_string(number);
+std::string NameBeside(const FilePlace& place, std::string_view suffix, int number) {
+  std::string name = place.name + std::string(suffix);
+  if (number == 1) return name;
+  return name + "-" + (number <= kNumberedNames ? std::to_string(number) : RandomDigits());
 }
 
-bool AreOne(const std::string& path, const std::string& other) {
+bool AreOne(int folder, const std::string& name, const std::string& other) {
   struct stat one, two;
-  return stat(path.c_str(), &one) == 0 && stat(other.c_str(), &two) == 0 &&
+  return fstatat(folder, name.c_str(), &one, AT_SYMLINK_NOFOLLOW) == 0 &&
+         fstatat(folder, other.c_str(), &two, AT_SYMLINK_NOFOLLOW) == 0 &&
          one.st_dev == two.st_dev && one.st_ino == two.st_ino;
+}
+
+bool Holds(const FilePlace& place, const std::string& name, std::string_view content) {
+  FilePlace other;
+  other.folder = Descriptor(fcntl(place.folder.get(), F_DUPFD_CLOEXEC, 0));
+  other.name = name;
+  OpenedFile opened;
+  std::string present;
+  return ReadWholeFile(other, content.size(), &present, &opened) == 0 && present == content;
+}
+
+bool HasOneName(int error) {
+  return error == EPERM || error == EXDEV || error == EOPNOTSUPP || error == EMLINK;
+}
+
+// A copy of the file at the place with this content. EEXIST when the name is taken.
+int Copy(const FilePlace& place, const std::string& name, std::string_view content, Flush flush) {
+  const int folder = place.folder.get();
+  constexpr int kFlags = O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC;
+  const Descriptor old(openat(folder, place.name.c_str(), kFlags));
+  struct stat attributes;
+  if (!old || fstat(old.get(), &attributes) != 0) return errno;
+  StagedFile copy(folder, name);
+  if (const int error = copy.Make(attributes.st_mode & 0666)) return error;
+  if (const int error = WriteAll(copy.descriptor(), content)) return error;
+  KeepProperties(old.get(), attributes, copy.descriptor());
+  if (flush == Flush::kToDisk && fsync(copy.descriptor()) != 0) return errno;
+  return copy.CommitAsNew();
+}
+
+// Calls with one name after the other until the answer is another one than EEXIST.
+template <class Function>
+KeptFile WithFreeName(const FilePlace& place, std::string_view suffix, Flush flush, Function keep) {
+  KeptFile kept;
+  for (int number = 1; number <= kNumberedNames + kRandomNames; ++number) {
+    kept.name = NameBeside(place, suffix, number);
+    kept.made = true;
+    kept.error = keep(kept);
+    if (kept.error != EEXIST) break;
+  }
+  if (kept.error == 0) kept.path = place.folder_path() + "/" + kept.name;
+  if (kept.error == 0 && flush == Flush::kToDisk) {
+    // Before anything else takes the old name.
+    kept.error = FlushFolder(place.folder.get());
+  }
+  return kept;
+}
+
+int Link(const FilePlace& place, const std::string& name) {
+  const int folder = place.folder.get();
+  return linkat(folder, place.name.c_str(), folder, name.c_str(), 0) == 0 ? 0 : errno;
 }
 
 }  // namespace
 
-KeptFile KeepBeside(const std::string& file, std::string_view content, Flush flush,
+KeptFile KeepBeside(const FilePlace& place, std::string_view content, Flush flush,
                     std::string_view suffix) {
-  for (int number = 1; number <= kMaximumNames; ++number) {
-    KeptFile kept{0, NameBeside(file, suffix, number), true};
-    const char* const name = kept.path.c_str();
-    if (linkat(AT_FDCWD, file.c_str(), AT_FDCWD, name, AT_SYMLINK_FOLLOW) == 0) return kept;
-    std::string present;
-    const int error = ReadWholeFile(kept.path, &present);
-    if (error == ENOENT) {
-      kept.error = ReplaceFile(kept.path, content, flush, file).error;
-      return kept;
-    }
+  return WithFreeName(place, suffix, flush, [&](KeptFile& kept) {
+    int error = Link(place, kept.name);
+    if (HasOneName(error)) error = Copy(place, kept.name, content, flush);
+    if (error != EEXIST || !Holds(place, kept.name, content)) return error;
     kept.made = false;
-    if (error == 0 && present == content) return kept;
-  }
-  return {EEXIST, {}, false};
+    return 0;
+  });
 }
 
-KeptFile KeepUnreadBeside(const std::string& file, std::string_view suffix) {
-  for (int number = 1; number <= kMaximumNames; ++number) {
-    KeptFile kept{0, NameBeside(file, suffix, number), true};
-    const char* const name = kept.path.c_str();
-    if (linkat(AT_FDCWD, file.c_str(), AT_FDCWD, name, AT_SYMLINK_FOLLOW) == 0) return kept;
-    kept.error = errno;
-    if (kept.error == EEXIST && AreOne(kept.path, file)) return {0, kept.path, false};
-    const bool has_one_name = kept.error == EPERM || kept.error == EXDEV ||
-                              kept.error == EOPNOTSUPP || kept.error == EMLINK;
-    if (has_one_name) kept.error = MoveWithoutReplacing(file, kept.path);
-    if (kept.error != EEXIST) return kept;
-  }
-  return {EEXIST, {}, false};
+KeptFile KeepUnreadBeside(const FilePlace& place, std::string_view suffix) {
+  return WithFreeName(place, suffix, Flush::kToDisk, [&](KeptFile& kept) {
+    const int folder = place.folder.get();
+    int error = Link(place, kept.name);
+    if (error == EEXIST && AreOne(folder, kept.name, place.name)) {
+      kept.made = false;
+      return 0;
+    }
+    if (HasOneName(error)) {
+      error = RenameWithoutReplacing(folder, place.name.c_str(), folder, kept.name.c_str());
+    }
+    return error;
+  });
 }
 
-void PutBack(const KeptFile& kept, const std::string& file) {
-  if (!kept.made || kept.error != 0) return;
-  std::string old, present;
+void PutBack(const KeptFile& kept, const FilePlace& place) {
+  if (!kept.made || kept.path.empty()) return;
+  const int folder = place.folder.get();
   struct stat record;
-  if (lstat(file.c_str(), &record) != 0) {
-    if (errno == ENOENT) MoveWithoutReplacing(kept.path, file);
+  if (fstatat(folder, place.name.c_str(), &record, AT_SYMLINK_NOFOLLOW) != 0) {
+    if (errno == ENOENT) {
+      RenameWithoutReplacing(folder, kept.name.c_str(), folder, place.name.c_str());
+    }
     return;
   }
-  if (AreOne(kept.path, file) || (ReadWholeFile(file, &present) == 0 &&
-                                  ReadWholeFile(kept.path, &old) == 0 && old == present)) {
-    unlink(kept.path.c_str());
+  if (AreOne(folder, kept.name, place.name)) {
+    unlinkat(folder, kept.name.c_str(), 0);
+    return;
+  }
+  FilePlace other;
+  other.folder = Descriptor(fcntl(folder, F_DUPFD_CLOEXEC, 0));
+  other.name = kept.name;
+  OpenedFile opened;
+  std::string old;
+  constexpr std::size_t kLargestCompared = std::size_t{1} << 30;
+  if (ReadWholeFile(other, kLargestCompared, &old, &opened) == 0 && Holds(place, place.name, old)) {
+    unlinkat(folder, kept.name.c_str(), 0);
   }
 }
 

@@ -1,15 +1,14 @@
 #include "host/replace_file.h"
 
 #include <fcntl.h>
-#include <limits.h>
 #include <sys/stat.h>
 #include <time.h>
 
 #include <algorithm>
 #include <cerrno>
-#include <set>
+#include <utility>
+#include <vector>
 
-#include "host/descriptor.h"
 #include "host/file_properties.h"
 #include "host/staged_file.h"
 
@@ -18,32 +17,20 @@ namespace orvik::host {
 namespace {
 
 constexpr int kOpenFlags = O_CLOEXEC | O_NOCTTY | O_NONBLOCK;
-constexpr int kMaximumLinks = 40;
 
 int RefusalOf(const struct stat& attributes) {
   if (S_ISREG(attributes.st_mode)) return 0;
   return S_ISDIR(attributes.st_mode) ? EISDIR : EINVAL;
 }
 
-int WriteAll(int descriptor, std::string_view content) {
-  while (!content.empty()) {
-    const ssize_t written = write(descriptor, content.data(), content.size());
-    if (written < 0) {
-      if (errno == EINTR) continue;
-      return errno;
-    }
-    content.remove_prefix(static_cast<std::size_t>(written));
-  }
-  return 0;
-}
-
-int ReadAll(int descriptor, std::size_t expected, std::string* content) {
+int ReadAll(int descriptor, std::size_t expected, std::size_t limit, std::string* content) {
   content->clear();
-  // One byte more than expected, so that the end is seen without growing; the files of /proc tell
+  // One byte more than expected, so that the end is seen without growing; the files of /proc have
   // no size.
-  constexpr std::size_t kUntold = 4096;
+  constexpr std::size_t kUnknownSize = 4096;
   std::size_t size = 0;
-  content->resize(expected == 0 ? kUntold : expected + 1);
+  if (expected > limit) return EFBIG;
+  content->resize(expected == 0 ? kUnknownSize : expected + 1);
   for (;;) {
     const ssize_t count = read(descriptor, content->data() + size, content->size() - size);
     if (count < 0) {
@@ -54,23 +41,34 @@ int ReadAll(int descriptor, std::size_t expected, std::string* content) {
     }
     if (count == 0) break;
     size += static_cast<std::size_t>(count);
+    if (size > limit) {
+      content->clear();
+      return EFBIG;
+    }
     if (size == content->size()) content->resize(size * 2);
   }
   content->resize(size);
   return 0;
 }
 
-// The path of what a final symbolic link points to in the end, whether or not that exists.
-int FollowLinks(std::string* path) {
-  for (int links = 0; links <= kMaximumLinks; ++links) {
-    char target[PATH_MAX];
-    const ssize_t length = readlink(path->c_str(), target, sizeof target);
-    if (length < 0) return errno == EINVAL || errno == ENOENT ? 0 : errno;
-    if (static_cast<std::size_t>(length) == sizeof target) return ENAMETOOLONG;
-    std::string next(target, static_cast<std::size_t>(length));
-    *path = next.starts_with('/') ? next : FolderOf(*path) + '/' + next;
+int ReadOpened(int file, std::string* content, FileIdentity* identity, std::size_t limit,
+               struct stat* attributes) {
+  constexpr int kReadings = 5;
+  for (int tries = 1;; ++tries) {
+    struct stat before, after;
+    if (fstat(file, &before) != 0) return errno;
+    if (const int refusal = RefusalOf(before)) return refusal;
+    if (tries > 1 && lseek(file, 0, SEEK_SET) != 0) return errno;
+    if (const int error = ReadAll(file, static_cast<std::size_t>(before.st_size), limit, content)) {
+      return error;
+    }
+    if (attributes != nullptr) *attributes = before;
+    if (identity == nullptr) return 0;
+    if (fstat(file, &after) != 0) return errno;
+    *identity = IdentityOf(before);
+    // A file that is being written in place is read again until it holds still.
+    if (*identity == IdentityOf(after) || tries == kReadings) return 0;
   }
-  return ELOOP;
 }
 
 bool Holds(int descriptor, std::size_t size, std::string_view content) {
@@ -87,12 +85,6 @@ bool Holds(int descriptor, std::size_t size, std::string_view content) {
   return true;
 }
 
-// What a process left that was killed between an exchange and the removal of the old file.
-void RemoveExchanged(const std::string& target) {
-  const Descriptor folder(open(FolderOf(target).c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
-  if (folder) StagedFile(folder.get(), NameOf(target)).RemoveAbandoned();
-}
-
 // A time of its own for every file that is put in place: the kernel's advances in steps that are
 // longer than a small change takes.
 void StampTime(int descriptor) {
@@ -101,116 +93,148 @@ void StampTime(int descriptor) {
   futimens(descriptor, times);
 }
 
-thread_local int delays = 0;
-thread_local std::set<std::string> unflushed_folders;
+// The folders whose flush this thread has put off.
+struct DelayedFlush {
+  int delays = 0;
+  int error = 0;  // of the first folder that could not be remembered
+  std::vector<std::pair<FileIdentity, Descriptor>> folders;
 
-enum class OldFile { kModel, kSuperseded };
+  void Add(int folder) {
+    struct stat attributes;
+    Descriptor own(fcntl(folder, F_DUPFD_CLOEXEC, 0));
+    if (!own || fstat(own.get(), &attributes) != 0) {
+      error = error == 0 ? errno : error;
+      return;
+    }
+    FileIdentity identity;
+    identity.device = attributes.st_dev;
+    identity.inode = attributes.st_ino;
+    for (const auto& known : folders) {
+      if (known.first == identity) return;
+    }
+    folders.emplace_back(identity, std::move(own));
+  }
+};
 
-ReplaceResult Replace(const std::string& path, std::string_view content, Flush flush,
-                      const std::string& model, OldFile old_role) {
+thread_local DelayedFlush delayed;
+
+// The file that is replaced, or whose properties the new one takes.
+struct OldFile {
+  int descriptor = -1;
+  struct stat attributes = {};
+};
+
+ReplaceResult Put(const FilePlace& place, std::string_view content, Flush flush,
+                  const OldFile* model, int replaced) {
   ReplaceResult result;
   const auto fail = [&result](int error) {
     result.error = error;
     return result;
   };
-  std::string target = path;
-  if (const int error = FollowLinks(&target)) return fail(error);
-  if (target.empty() || target.ends_with('/')) return fail(target.empty() ? ENOENT : EISDIR);
-
-  // What cannot be read for lack of rights can be replaced all the same.
-  struct stat old;
-  const bool exists = stat(target.c_str(), &old) == 0;
-  if (!exists && errno != ENOENT) return fail(errno);
-  Descriptor old_file;
-  if (exists) {
-    if (const int refusal = RefusalOf(old)) return fail(refusal);
-  }
-  const bool is_kept = exists && old_role == OldFile::kModel;
-  if (is_kept) {
-    if (faccessat(AT_FDCWD, target.c_str(), W_OK, AT_EACCESS) != 0) return fail(errno);
-    old_file = Descriptor(open(target.c_str(), O_RDONLY | kOpenFlags));
-    if (old_file && fstat(old_file.get(), &old) == 0 &&
-        Holds(old_file.get(), static_cast<std::size_t>(old.st_size), content)) {
-      result.identity = IdentityOf(old);
-      if (flush == Flush::kNone) RemoveExchanged(target);
-      return result;
-    }
-  }
-
-  Descriptor model_file;
-  bool is_modelled = is_kept;
-  if (!exists && !model.empty() && stat(model.c_str(), &old) == 0) {
-    model_file = Descriptor(open(model.c_str(), O_RDONLY | kOpenFlags));
-    is_modelled = true;
-  }
-
-  const Descriptor folder(open(FolderOf(target).c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
-  if (!folder) return fail(errno);
-  StagedFile file(folder.get(), NameOf(target));
-  if (const int error = file.Make(is_modelled ? old.st_mode & 0666 : 0666)) return fail(error);
+  StagedFile file(place.folder.get(), place.name);
+  const mode_t mode = model != nullptr ? model->attributes.st_mode & 0666 : 0666;
+  if (const int error = file.Make(mode)) return fail(error);
   if (const int error = WriteAll(file.descriptor(), content)) return fail(error);
-  if (is_modelled) {
-    KeepProperties((is_kept ? old_file : model_file).get(), old, file.descriptor());
+  if (model != nullptr) {
+    KeepProperties(model->descriptor, model->attributes, file.descriptor());
+  } else {
+    FollowFolder(file.descriptor(), place.folder_attributes);
   }
   StampTime(file.descriptor());
   if (flush == Flush::kToDisk && fsync(file.descriptor()) != 0) return fail(errno);
-  if (const int error = file.Commit(flush == Flush::kNone ? old_file.get() : -1))
-    return fail(error);
+  if (const int error = file.Commit(flush == Flush::kNone ? replaced : -1)) return fail(error);
   result.wrote = true;
   struct stat present;
   if (fstat(file.descriptor(), &present) == 0) result.identity = IdentityOf(present);
-  if (flush == Flush::kToDisk) {
-    if (delays > 0) {
-      unflushed_folders.insert(FolderOf(target));
-    } else if (const int error = FlushFolder(folder.get())) {
-      return fail(error);
-    }
-  }
+  if (flush == Flush::kToDisk) result.error = FlushFolderOf(place);
   return result;
 }
 
 }  // namespace
 
 FolderFlushDelay::FolderFlushDelay() {
-  ++delays;
+  ++delayed.delays;
 }
 
 FolderFlushDelay::~FolderFlushDelay() {
-  if (--delays > 0) return;
-  for (const std::string& path : unflushed_folders) {
-    const Descriptor folder(open(path.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
-    if (folder) FlushFolder(folder.get());
-  }
-  unflushed_folders.clear();
+  if (!is_finished_) Finish();
 }
 
-int ReadWholeFile(const std::string& path, std::string* content, FileIdentity* identity) {
-  constexpr int kReadings = 5;
+int FolderFlushDelay::Finish() {
+  is_finished_ = true;
+  if (--delayed.delays > 0) return 0;
+  const DelayedFlush ended = std::exchange(delayed, {});
+  int first = ended.error;
+  for (const auto& folder : ended.folders) {
+    const int error = FlushFolder(folder.second.get());
+    if (first == 0) first = error;
+  }
+  return first;
+}
+
+int FlushFolderOf(const FilePlace& place) {
+  if (delayed.delays == 0) return FlushFolder(place.folder.get());
+  delayed.Add(place.folder.get());
+  return 0;
+}
+
+int ReadWholeFile(const std::string& path, std::string* content, FileIdentity* identity,
+                  std::size_t limit) {
   const Descriptor file(open(path.c_str(), O_RDONLY | kOpenFlags));
   if (!file) return errno;
-  for (int tries = 1;; ++tries) {
-    struct stat before, after;
-    if (fstat(file.get(), &before) != 0) return errno;
-    if (const int refusal = RefusalOf(before)) return refusal;
-    if (lseek(file.get(), 0, SEEK_SET) != 0) return errno;
-    if (const int error = ReadAll(file.get(), static_cast<std::size_t>(before.st_size), content)) {
-      return error;
-    }
-    if (identity == nullptr) return 0;
-    if (fstat(file.get(), &after) != 0) return errno;
-    *identity = IdentityOf(before);
-    // A file that is being written in place is read again until it holds still.
-    if (*identity == IdentityOf(after) || tries == kReadings) return 0;
+  return ReadOpened(file.get(), content, identity, limit, nullptr);
+}
+
+int ReadWholeFile(const FilePlace& place, std::size_t limit, std::string* content,
+                  OpenedFile* opened) {
+  opened->descriptor = Descriptor(
+      openat(place.folder.get(), place.name.c_str(), O_RDONLY | O_NOFOLLOW | kOpenFlags));
+  if (!opened->descriptor) return errno;
+  return ReadOpened(opened->descriptor.get(), content, &opened->identity, limit,
+                    &opened->attributes);
+}
+
+ReplaceResult ReplaceFile(const FilePlace& place, std::string_view content, Flush flush,
+                          const OpenedFile& old) {
+  if (!old.descriptor) return Put(place, content, flush, nullptr, -1);
+  if (faccessat(place.folder.get(), place.name.c_str(), W_OK, AT_EACCESS) != 0) {
+    return {.error = errno, .identity = {}};
   }
+  const OldFile model{old.descriptor.get(), old.attributes};
+  return Put(place, content, flush, &model, old.descriptor.get());
 }
 
-ReplaceResult ReplaceFile(const std::string& path, std::string_view content, Flush flush,
-                          const std::string& model) {
-  return Replace(path, content, flush, model, OldFile::kModel);
+ReplaceResult SupersedeFile(const FilePlace& place, std::string_view content) {
+  return Put(place, content, Flush::kToDisk, nullptr, -1);
 }
 
-ReplaceResult SupersedeFile(const std::string& path, std::string_view content) {
-  return Replace(path, content, Flush::kToDisk, {}, OldFile::kSuperseded);
+ReplaceResult ReplaceFile(const std::string& path, std::string_view content, Flush flush) {
+  ReplaceResult result;
+  const FilePlace place = FindPlace(path, Links::kAny);
+  result.error = place.error;
+  if (!place) return result;
+  // What cannot be read for lack of rights can be replaced all the same.
+  OldFile old;
+  const int folder = place.folder.get();
+  const char* const name = place.name.c_str();
+  if (fstatat(folder, name, &old.attributes, AT_SYMLINK_NOFOLLOW) != 0) {
+    if (errno == ENOENT) return Put(place, content, flush, nullptr, -1);
+    result.error = errno;
+    return result;
+  }
+  result.error = RefusalOf(old.attributes);
+  if (result.error == 0 && faccessat(folder, name, W_OK, AT_EACCESS) != 0) result.error = errno;
+  if (result.error != 0) return result;
+  const Descriptor file(openat(folder, name, O_RDONLY | O_NOFOLLOW | kOpenFlags));
+  if (file && fstat(file.get(), &old.attributes) == 0 &&
+      Holds(file.get(), static_cast<std::size_t>(old.attributes.st_size), content)) {
+    result.identity = IdentityOf(old.attributes);
+    // A process that was killed between an exchange and the removal of the old file left it.
+    if (flush == Flush::kNone) StagedFile(folder, place.name).RemoveAbandoned();
+    return result;
+  }
+  old.descriptor = file.get();
+  return Put(place, content, flush, &old, file.get());
 }
 
 int CreateFile(const std::string& path, std::string_view content) {

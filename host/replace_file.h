@@ -3,25 +3,44 @@
 //
 // Replacing writes a file without a name on the same volume, flushes it, gives it a name beside the
 // target and renames it over the target. A process that is killed before the name is given leaves
-// nothing; one that is killed between the name and the rename leaves ".<name>.orvik-<n>", which the
-// next one to replace the same target removes (staged_file.h).
+// nothing; one that is killed between the name and the rename leaves a staged file, which the next
+// one to replace the same target removes (staged_file.h).
 //
 // Failures are error numbers of Linux; 0 is success. After a failure the old file is as it was,
 // except when the folder could not be flushed: then the new content stands, but may not outlive a
 // crash of the machine.
 #pragma once
 
+#include <sys/stat.h>
+
 #include <string>
 #include <string_view>
 
+#include "host/descriptor.h"
 #include "host/file_identity.h"
+#include "host/file_place.h"
 
 namespace [[gnu::visibility("default")]] orvik {
 namespace host {
 
-// The whole content of a regular file (EISDIR or EINVAL for anything else), without waiting for
-// pipes and devices. `identity`, unless null, is that of the very content that was read.
-int ReadWholeFile(const std::string& path, std::string* content, FileIdentity* identity = nullptr);
+inline constexpr std::size_t kNoSizeLimit = static_cast<std::size_t>(-1);
+
+// The whole content of a regular file (EISDIR or EINVAL for anything else, EFBIG for more bytes
+// than the limit), without waiting for pipes and devices. `identity`, unless null, is that of the
+// very content that was read.
+int ReadWholeFile(const std::string& path, std::string* content, FileIdentity* identity = nullptr,
+                  std::size_t limit = kNoSizeLimit);
+
+// A file that was read and is still open.
+struct OpenedFile {
+  Descriptor descriptor;  // none when the file could not be opened
+  struct stat attributes = {};
+  FileIdentity identity;
+};
+
+// The same below an open folder. A link that has meanwhile been put there is not followed.
+int ReadWholeFile(const FilePlace& place, std::size_t limit, std::string* content,
+                  OpenedFile* opened);
 
 enum class Flush {
   kToDisk,  // outlives a crash of the machine: the file and its folder are flushed
@@ -37,19 +56,25 @@ struct ReplaceResult {
 // Makes the file hold the content. The file's folder must exist.
 //
 // - A file that holds the content already is not touched.
-// - A new file takes its properties from the model, if there is one, as it would from an old one.
 // - Of an existing file the mode, and the owner, group and extended attributes as far as the rights
 //   allow, are kept; its other hard links keep the old content. A new file has mode 0666 less the
-//   umask.
+//   umask and follows its folder (file_place.h).
 // - A symbolic link stays, and what it points to is replaced or made.
 // - A file that the caller may not write is EACCES, as it would be for open; what is no regular
 //   file is EISDIR or EINVAL.
 ReplaceResult ReplaceFile(const std::string& path, std::string_view content,
-                          Flush flush = Flush::kToDisk, const std::string& model = {});
+                          Flush flush = Flush::kToDisk);
 
-// The same, in the place of a file that need be neither readable nor writable and is kept
-// elsewhere: nothing is taken from it, and the new file has mode 0666 less the umask.
-ReplaceResult SupersedeFile(const std::string& path, std::string_view content);
+// Replaces the file that ReadWholeFile opened, or makes one when it opened none.
+ReplaceResult ReplaceFile(const FilePlace& place, std::string_view content, Flush flush,
+                          const OpenedFile& old);
+
+// Puts a new file in the place of one that need be neither readable nor writable and is kept
+// elsewhere: nothing is taken from it.
+ReplaceResult SupersedeFile(const FilePlace& place, std::string_view content);
+
+// Puts the names in the file's folder on disk, at once or at the end of a FolderFlushDelay.
+int FlushFolderOf(const FilePlace& place);
 
 // Makes a file, which is whole from the first moment on, with mode 0666 less the umask and without
 // flushing: 0 or an error number, EEXIST when something stands there.
@@ -69,6 +94,13 @@ class FolderFlushDelay {
   ~FolderFlushDelay();
   FolderFlushDelay(const FolderFlushDelay&) = delete;
   FolderFlushDelay& operator=(const FolderFlushDelay&) = delete;
+
+  // Ends the delay before the destructor would: 0 when all folders are on disk (or another delay
+  // goes on), or the first error.
+  int Finish();
+
+ private:
+  bool is_finished_ = false;
 };
 
 }  // namespace host

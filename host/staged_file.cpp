@@ -4,34 +4,77 @@
 #include <inttypes.h>
 #include <stdio.h>
 #include <sys/file.h>
+#include <sys/random.h>
 #include <sys/stat.h>
+#include <time.h>
 
 #include <cerrno>
+#include <map>
+#include <mutex>
+#include <string_view>
+#include <tuple>
 #include <utility>
+#include <vector>
 
 #include "host/folder_chain.h"
+#include "host/folder_list.h"
 #include "host/tree_removal.h"
 
 namespace orvik::host {
 
 namespace {
 
-// Names that entries on their way may have, and how often all are tried, a millisecond apart.
-constexpr int kNames = 4;
-constexpr int kTries = 2000;
+// How many names are tried that others have.
+constexpr int kTries = 100;
+constexpr std::size_t kRandomDigits = 16;
 
-// Within the 255 bytes of a name.
-std::string StagedName(const std::string& target_name, int number) {
+// What the names of all entries on their way to the target begin with; with the random digits it
+// is within the 255 bytes of a name.
+std::string NameBeginning(const std::string& target_name) {
   constexpr std::size_t kLongestName = 255;
-  const std::string suffix = ".orvik-" + std::to_string(number);
-  if (target_name.size() + 1 + suffix.size() <= kLongestName) return "." + target_name + suffix;
+  constexpr char kMark[] = ".orvik-";
+  if (target_name.size() + sizeof kMark + kRandomDigits <= kLongestName) {
+    return "." + target_name + kMark;
+  }
   std::uint64_t hash = 14695981039346656037u;  // FNV-1a
   for (const char byte : target_name) {
     hash = (hash ^ static_cast<unsigned char>(byte)) * 1099511628211u;
   }
   char digits[17];
   snprintf(digits, sizeof digits, "%016" PRIx64, hash);
-  return "." + std::string(digits) + suffix;
+  return "." + std::string(digits) + kMark;
+}
+
+// The folders in which this process has looked for abandoned entries of a target, with the time at
+// which each was last changed by then. Without a change there is nothing new to find.
+class SearchedFolders {
+ public:
+  bool Has(const struct stat& folder, const std::string& target) {
+    const std::lock_guard guard(guard_);
+    const auto found = times_.find({folder.st_dev, folder.st_ino, target});
+    return found != times_.end() && found->second == TimeOf(folder);
+  }
+  void Add(const struct stat& folder, const std::string& target) {
+    const std::lock_guard guard(guard_);
+    // Programs that write ever new names need not remember them all.
+    constexpr std::size_t kMaximum = 1000;
+    if (times_.size() >= kMaximum) times_.clear();
+    times_[{folder.st_dev, folder.st_ino, target}] = TimeOf(folder);
+  }
+
+ private:
+  using Time = std::pair<std::int64_t, std::int64_t>;
+  static Time TimeOf(const struct stat& folder) {
+    return {folder.st_mtim.tv_sec, folder.st_mtim.tv_nsec};
+  }
+
+  std::mutex guard_;
+  std::map<std::tuple<dev_t, ino_t, std::string>, Time> times_;
+};
+
+SearchedFolders& Searched() {
+  static auto& searched = *new SearchedFolders;
+  return searched;
 }
 
 bool Exists(int folder, const char* name) {
@@ -58,6 +101,31 @@ int RenameWithoutReplacing(int from, const char* from_name, int to, const char* 
   return renameat(from, from_name, to, to_name) == 0 ? 0 : errno;
 }
 
+std::string RandomDigits() {
+  std::uint64_t number = 0;
+  // Fails only on kernels without the call; the clock then makes the name a likely free one.
+  if (getrandom(&number, sizeof number, GRND_NONBLOCK) != sizeof number) {
+    timespec now = {};
+    clock_gettime(CLOCK_MONOTONIC, &now);
+    number = static_cast<std::uint64_t>(now.tv_nsec) << 32 ^ static_cast<std::uint64_t>(getpid());
+  }
+  char digits[kRandomDigits + 1];
+  snprintf(digits, sizeof digits, "%016" PRIx64, number);
+  return digits;
+}
+
+int WriteAll(int descriptor, std::string_view content) {
+  while (!content.empty()) {
+    const ssize_t written = write(descriptor, content.data(), content.size());
+    if (written < 0) {
+      if (errno == EINTR) continue;
+      return errno;
+    }
+    content.remove_prefix(static_cast<std::size_t>(written));
+  }
+  return 0;
+}
+
 int FlushFolder(int folder) {
   return fsync(folder) == 0 || errno == EINVAL || errno == ENOTSUP ? 0 : errno;
 }
@@ -76,35 +144,52 @@ bool LockNew(int entry, int folder, const char* name) {
 StagedEntry::StagedEntry(int folder, std::string target)
     : folder_(folder), target_(std::move(target)) {}
 
-void StagedEntry::RemoveAbandoned() const {
-  for (int number = 0; number < kNames; ++number) {
-    const std::string name = StagedName(target_, number);
-    if (!Exists(folder_, name.c_str())) continue;
-    const Descriptor entry(
-        openat(folder_, name.c_str(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));
-    struct stat own;
-    if (!entry || flock(entry.get(), LOCK_EX | LOCK_NB) != 0 ||
-        !HasName(entry.get(), folder_, name.c_str()) || fstat(entry.get(), &own) != 0) {
-      continue;
-    }
-    if (!S_ISDIR(own.st_mode)) {
-      unlinkat(folder_, name.c_str(), 0);
-    } else if (own.st_uid == geteuid()) {
-      RemoveTree(folder_, name.c_str(), Obstacles::kTakeAway);
-    }
+void StagedEntry::RemoveAbandoned() {
+  struct stat folder;
+  if (fstat(folder_, &folder) != 0) return;
+  none_abandoned_ = Searched().Has(folder, target_);
+  if (none_abandoned_) return;
+  const std::string beginning = NameBeginning(target_);
+  std::vector<std::string> names;
+  const Descriptor listed(openat(folder_, ".", O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+  if (!listed) return;
+  const int error = ListFolder(listed.get(), [&](const dirent& entry) {
+    if (std::string_view(entry.d_name).starts_with(beginning)) names.emplace_back(entry.d_name);
+    return 0;
+  });
+  for (const std::string& name : names) RemoveIfAbandoned(name);
+  none_abandoned_ = error == 0 && names.empty();
+  if (none_abandoned_) Searched().Add(folder, target_);
+}
+
+void StagedEntry::RemoveIfAbandoned(const std::string& name) const {
+  const Descriptor entry(
+      openat(folder_, name.c_str(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));
+  struct stat own;
+  if (!entry || flock(entry.get(), LOCK_EX | LOCK_NB) != 0 ||
+      !HasName(entry.get(), folder_, name.c_str()) || fstat(entry.get(), &own) != 0) {
+    return;
   }
+  if (!S_ISDIR(own.st_mode)) {
+    unlinkat(folder_, name.c_str(), 0);
+  } else if (own.st_uid == geteuid()) {
+    RemoveTree(folder_, name.c_str(), Obstacles::kTakeAway);
+  }
+}
+
+void StagedEntry::NoteCommit() const {
+  struct stat folder;
+  if (none_abandoned_ && fstat(folder_, &folder) == 0) Searched().Add(folder, target_);
 }
 
 template <class Function>
 int StagedEntry::WithFreeName(Function function) {
+  const std::string beginning = NameBeginning(target_);
   for (int tries = 0; tries < kTries; ++tries) {
-    for (int number = 0; number < kNames; ++number) {
-      std::string name = StagedName(target_, number);
-      const int error = function(name);
-      if (error == 0) name_ = std::move(name);
-      if (error != EEXIST) return error;
-    }
-    usleep(1000);
+    std::string name = beginning + RandomDigits();
+    const int error = function(name);
+    if (error == 0) name_ = std::move(name);
+    if (error != EEXIST) return error;
   }
   return EBUSY;
 }
@@ -136,6 +221,7 @@ int StagedFile::Commit(int old_file) {
   if (old_file >= 0 && Exchange(old_file)) return 0;
   if (renameat(folder_, name_.c_str(), folder_, target_.c_str()) != 0) return errno;
   name_.clear();
+  NoteCommit();
   return 0;
 }
 
@@ -164,7 +250,8 @@ std::string StagedFile::ProcPath() const {
 
 // Without /proc a file without a name cannot get one.
 bool StagedFile::CanGetName() const {
-  return access(ProcPath().c_str(), F_OK) == 0;
+  static const bool has_proc = access(ProcPath().c_str(), F_OK) == 0;
+  return has_proc;
 }
 
 // A rename over a file makes some volumes write the new one out at once and wait for it at the

@@ -1,10 +1,11 @@
 // Staged files and folders: written beside their target, committed to its name when they are whole.
 //
-// Until then a file has no name, where the volume knows such files; otherwise, and a folder always,
-// it is called ".<name>.orvik-<n>" beside its place (n = 0..3, a hash in place of a name too long).
-// Whoever makes it keeps a kernel lock on it as long as it is called so, so that the next one on
-// the way to the same name knows what killed processes have left, and removes it (a folder only
-// when it is the caller's). What has not arrived is removed by the destructor.
+// A staged file has no name, where the volume knows such files. Otherwise, and a folder always, it
+// is called ".<name>.orvik-<16 random digits>" beside its place (a hash replaces a name that is too
+// long). Nobody can guess such a name or take all of them. Its maker keeps a kernel lock on the
+// entry as long as it has this name. The next writer of the same target removes the entries that
+// nobody locks, which killed processes have left (a folder only when it is the caller's). The
+// destructor removes what was not committed.
 //
 // Failures are error numbers of Linux; 0 is success.
 #pragma once
@@ -12,6 +13,7 @@
 #include <sys/types.h>
 
 #include <string>
+#include <string_view>
 
 #include "host/descriptor.h"
 
@@ -25,6 +27,12 @@ std::string NameOf(const std::string& path);
 // Renames to a name where nothing stands: EEXIST when something does, as far as the volume can tell
 // in one step.
 int RenameWithoutReplacing(int from, const char* from_name, int to, const char* to_name);
+
+// Sixteen hexadecimal digits that nobody can guess.
+std::string RandomDigits();
+
+// Writes all of the bytes.
+int WriteAll(int descriptor, std::string_view content);
 
 // Puts the names in a folder on disk, where the volume can.
 int FlushFolder(int folder);
@@ -46,21 +54,25 @@ class StagedEntry {
   int descriptor() const { return entry_.get(); }
 
   // Removes what killed processes have left on the way to the target.
-  void RemoveAbandoned() const;
+  void RemoveAbandoned();
 
  protected:
   ~StagedEntry() = default;
 
+  void RemoveIfAbandoned(const std::string& name) const;
   // Calls with one name after the other while the answer is EEXIST.
   template <class Function>
   int WithFreeName(Function function);
+  // Remembers the folder as it is after the own commit.
+  void NoteCommit() const;
   // EEXIST when it is not the caller's own any more.
   int Lock(const std::string& name) const;
 
   int folder_;
   std::string target_;
   Descriptor entry_;
-  std::string name_;  // "" while it has none, or has arrived
+  bool none_abandoned_ = false;  // nothing was left when the folder was last searched
+  std::string name_;             // "" while it has none, or has arrived
 };
 
 class StagedFile : public StagedEntry {

@@ -1,8 +1,8 @@
 #include <cstdlib>
 
+#include "platform/carbon/errno_status.h"
 #include "platform/carbon/files.h"
 #include "platform/carbon/folders.h"
-#include "platform/carbon/errno_status.h"
 #include "prefs/key_path.h"
 #include "prefs/preferences.h"
 #include "strings/utf8_strings.h"

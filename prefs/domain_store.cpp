@@ -3,7 +3,6 @@
 #include "platform/core_foundation/preferences.h"
 #include "prefs/file_domain_store.h"
 #include "prefs/platform_values.h"
-#include "prefs/shared_lock.h"
 
 namespace orvik {
 
@@ -19,14 +18,16 @@ class PlatformDomainStore : public DomainStore {
   }
 
   PrefStatus SetEntry(CFStringRef name, CFTypeRef value) override {
-    return PrefStatusFromSave(host::PreferencesSetValue(name, value, domain_, user_, host_));
+    CFPreferencesSetValue(name, value, domain_, user_, host_);
+    return PrefStatus::Ok();
   }
 
   PrefStatus Save() override { return PrefStatus::Ok(); }
 
  protected:
   PrefStatus SynchronizeDomain() {
-    return PrefStatusFromSave(host::PreferencesSynchronize(domain_, user_, host_));
+    const bool is_saved = CFPreferencesSynchronize(domain_, user_, host_) != 0;
+    return is_saved ? PrefStatus::Ok() : PrefStatus{PrefError::kNotSaved};
   }
 
  private:
@@ -44,39 +45,22 @@ class UserDomainStore final : public PlatformDomainStore {
   PrefStatus Save() override { return SynchronizeDomain(); }
 };
 
-class SharedGuard final : public DomainGuard {
- public:
-  bool Take(const CAtlString& domain) override { return LockGlobalSharedPList(domain); }
-  void Release(const CAtlString& domain) override { UnlockGlobalSharedPList(domain); }
-};
-
-class SystemStoreAccess final : public StoreAccess {
- public:
-  std::unique_ptr<DomainStore> Open(const EffectiveDomain& domain, StorePurpose purpose) override {
-    switch (domain.scope) {
-      case kSharedScope: {
-        auto store = std::make_unique<SharedDomainStore>(PlatformString(domain.domain), purpose);
-        return store->opened() ? std::move(store) : nullptr;
-      }
-      case kUserScope:
-        return std::make_unique<UserDomainStore>(domain.domain);
-      default:
-        return std::make_unique<PlatformDomainStore>(domain.domain, kCFPreferencesAnyUser,
-                                                     kCFPreferencesCurrentHost);
-    }
-  }
-
-  DomainGuard& Guard() override { return guard_; }
-
- private:
-  SharedGuard guard_;
-};
-
 }  // namespace
 
-StoreAccess& SystemStores() {
-  static SystemStoreAccess access;
-  return access;
+std::unique_ptr<DomainStore> OpenStore(const EffectiveDomain& domain,
+                                       const CAtlString& given_domain, StorePurpose purpose) {
+  switch (domain.scope) {
+    case kSharedScope: {
+      auto store = std::make_unique<SharedDomainStore>(domain, given_domain, purpose);
+      const bool is_held_by_another = store->status().error == PrefError::kLockNotObtained;
+      return is_held_by_another ? nullptr : std::move(store);
+    }
+    case kUserScope:
+      return std::make_unique<UserDomainStore>(domain.domain);
+    default:
+      return std::make_unique<PlatformDomainStore>(domain.domain, kCFPreferencesAnyUser,
+                                                   kCFPreferencesCurrentHost);
+  }
 }
 
 }  // namespace orvik

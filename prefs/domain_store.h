@@ -1,9 +1,8 @@
-// The two seams between the operations on key paths and what keeps the values.
+// What the operations on key paths need of whatever keeps the values.
 #pragma once
 
 #include <memory>
 
-#include "platform/core_foundation/property_list.h"
 #include "prefs/auto_release.h"
 #include "prefs/pref_status.h"
 #include "prefs/scope.h"
@@ -27,20 +26,12 @@ class DomainStore {
   virtual CAutoCFRelease<CFTypeRef> CopyEntry(CFStringRef name) = 0;
   virtual bool OwnsEntries() const { return false; }
 
-  // Sets an entry, or removes it (null). The store retains the value.
+  // Sets an entry, or removes it (null). The store retains the value. An entry that is set to what
+  // it is already is not a change.
   virtual PrefStatus SetEntry(CFStringRef name, CFTypeRef value) = 0;
 
   // Saves what was set.
   virtual PrefStatus Save() = 0;
-};
-
-// What holds others off while a domain of the shared scope is changed.
-class DomainGuard {
- public:
-  virtual ~DomainGuard() = default;
-  // False when it could not be had; then nothing is to be released.
-  virtual bool Take(const CAtlString& domain) = 0;
-  virtual void Release(const CAtlString& domain) = 0;
 };
 
 // What a domain is opened for.
@@ -51,18 +42,9 @@ enum class StorePurpose {
   kCreate,  // a change that may bring the file and its folder into being
 };
 
-// How the operations reach their stores and the guard of the shared scope.
-class StoreAccess {
- public:
-  virtual ~StoreAccess() = default;
-  // For a usable domain and a known scope. Null when another process keeps the domain from being
-  // changed.
-  virtual std::unique_ptr<DomainStore> Open(const EffectiveDomain& domain,
-                                            StorePurpose purpose) = 0;
-  virtual DomainGuard& Guard() = 0;
-};
-
-// The stores and the guard of the system.
-StoreAccess& SystemStores();
+// The store of a usable domain in a known scope. `given_domain` is the domain before its scope
+// changed it, whose lock the shared scope takes. Null when another process holds the lock.
+std::unique_ptr<DomainStore> OpenStore(const EffectiveDomain& domain,
+                                       const CAtlString& given_domain, StorePurpose purpose);
 
 }  // namespace orvik

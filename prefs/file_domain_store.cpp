@@ -1,9 +1,13 @@
 #include "prefs/file_domain_store.h"
 
 #include <cerrno>
+#include <utility>
 
+#include "platform/core_foundation/preferences.h"
+#include "platform/core_foundation/property_list_equality.h"
+#include "prefs/dictionary_type.h"
 #include "prefs/platform_values.h"
-#include "prefs/preferences.h"
+#include "prefs/shared_preference_file.h"
 
 namespace orvik {
 
@@ -14,47 +18,94 @@ PrefStatus CheckAddress(const EffectiveDomain& domain) {
   return domain.usable() ? PrefStatus::Ok() : PrefStatus{PrefError::kRefusedDomain};
 }
 
-FileDomainStore::FileDomainStore(const EffectiveDomain& domain, StorePurpose purpose)
-    : FileDomainStore(PreferenceFile(domain), purpose) {}
-
-FileDomainStore::FileDomainStore(PreferenceFile file, StorePurpose purpose)
-    : file_(std::move(file)) {
-  if (purpose == StorePurpose::kRead) {
-    file_.Load(kCFPropertyListImmutable);
-    return;
-  }
-  if (purpose != StorePurpose::kRehearse) {
-    TakeLock(purpose);
-  }
-  if (!opened_) {
-    return;
-  }
-  if (file_.Load(kCFPropertyListMutableContainers) == PreferenceFile::Contents::kEntries) {
-    CFRetain(file_.root());
-    root_.Attach(AsMutable(file_.root()));
+std::string FileOfDomain(const EffectiveDomain& domain) {
+  const CAutoCFRelease<CFStringRef> name = PlatformString(domain.domain);
+  switch (domain.scope) {
+    case kSharedScope:
+      return SharedPreferenceFilePath(name);
+    case kUserScope:
+      return host::PreferencesFile(name, kCFPreferencesCurrentUser, kCFPreferencesAnyHost);
+    default:
+      return host::PreferencesFile(name, kCFPreferencesAnyUser, kCFPreferencesCurrentHost);
   }
 }
 
-FileDomainStore::~FileDomainStore() {
-  host::PutBack(kept_, file_.path());
+FileDomainStore::FileDomainStore(const EffectiveDomain& domain, const CAtlString& given_domain,
+                                 StorePurpose purpose)
+    : file_(FileOfDomain(domain)) {
+  if (domain.scope == kSharedScope) {
+    record_domain_ = given_domain;
+  }
+  Open(purpose);
 }
 
-void FileDomainStore::TakeLock(StorePurpose purpose) {
-  constexpr int kMilliseconds = 10000;
-  if (purpose == StorePurpose::kCreate) {
-    file_.MakeFolder();
+FileDomainStore::FileDomainStore(std::string path, StorePurpose purpose) : file_(std::move(path)) {
+  Open(purpose);
+}
+
+void FileDomainStore::Open(StorePurpose purpose) {
+  const bool changes = purpose == StorePurpose::kChange || purpose == StorePurpose::kCreate;
+  if (changes) {
+    const int error = Lock(purpose);
+    // Without a folder there is no file to change, which reading finds out.
+    if (error != 0 && (error != ENOENT || purpose == StorePurpose::kCreate)) {
+      status_ = error == EWOULDBLOCK ? PrefStatus{PrefError::kLockNotObtained} : StatusOf(error);
+      return;
+    }
   }
-  lock_ = host::FileLock::Take(file_.folder_path(), kMilliseconds);
-  // Without a folder there is nothing to change yet, and saving tells what is wrong with it.
-  opened_ = lock_.held() || lock_.error() != EWOULDBLOCK;
+  using Contents = PropertyListFile::Contents;
+  switch (file_.Read(purpose == StorePurpose::kRead ? kCFPropertyListImmutable
+                                                    : kCFPropertyListMutableContainers)) {
+    case Contents::kMissing:
+      status_ = {PrefError::kNotFound};
+      break;
+    case Contents::kUnreadable:
+      status_ = PrefStatusFromErrno(file_.error(), file_.obstacle(), PrefError::kUnreadable);
+      break;
+    case Contents::kDamaged:
+      status_ = {PrefError::kDamaged};
+      break;
+    case Contents::kNotDictionary:
+      status_ = {PrefError::kRootNotDictionary};
+      break;
+    case Contents::kEntries:
+      root_.Attach(AsMutable(CFRetain(file_.root())));
+      break;
+  }
+}
+
+int FileDomainStore::Lock(StorePurpose purpose) {
+  const auto folder = purpose == StorePurpose::kCreate ? PropertyListFile::Folder::kMake
+                                                       : PropertyListFile::Folder::kFind;
+  if (!record_domain_) {
+    return file_.Lock(folder);
+  }
+  int error = 0;
+  const bool is_held = record_.Take(
+      *record_domain_,
+      [&] {
+        error = file_.Lock(folder);
+        return error != EWOULDBLOCK;
+      },
+      [&] { file_.Unlock(); });
+  return is_held ? error : EWOULDBLOCK;
+}
+
+PrefStatus FileDomainStore::StatusOf(int error) const {
+  return PrefStatusFromErrno(error, file_.obstacle(), PrefError::kNotSaved);
+}
+
+bool FileDomainStore::CanStartAnew() const {
+  return status_.error == PrefError::kDamaged || status_.error == PrefError::kRootNotDictionary ||
+         status_.error == PrefError::kUnreadable;
 }
 
 PrefStatus FileDomainStore::StartAnew() {
-  const PrefStatus status = file_.KeepAside(&kept_);
-  if (status.ok()) {
-    root_ = NewDictionary();
+  if (const int error = file_.KeepAside()) {
+    return status_.error == PrefError::kUnreadable ? status_ : StatusOf(error);
   }
-  return status;
+  root_ = NewDictionary();
+  return PrefStatus::Ok();
 }
 
 void FileDomainStore::ReplaceEntries(CAutoCFRelease<CFMutableDictionaryRef> entries) {
@@ -63,70 +114,66 @@ void FileDomainStore::ReplaceEntries(CAutoCFRelease<CFMutableDictionaryRef> entr
 }
 
 CFDictionaryRef FileDomainStore::entries() const {
-  if (root_) {
-    return root_.Get();
-  }
-  return IsADictionaryType(file_.root()) ? static_cast<CFDictionaryRef>(file_.root()) : nullptr;
+  return root_.Get();
 }
 
 CAutoCFRelease<CFTypeRef> FileDomainStore::CopyEntry(CFStringRef name) {
-  const CFDictionaryRef all = entries();
-  return CAutoCFRelease<CFTypeRef>::Retaining(all == nullptr ? nullptr
-                                                             : CFDictionaryGetValue(all, name));
+  return CAutoCFRelease<CFTypeRef>::Retaining(root_ ? CFDictionaryGetValue(root_, name) : nullptr);
 }
 
 PrefStatus FileDomainStore::SetEntry(CFStringRef name, CFTypeRef value) {
   if (!root_) {
-    if (file_.contents() != PreferenceFile::Contents::kMissing) {
-      return file_.status();
+    if (status_.error != PrefError::kNotFound) {
+      return status_;
+    }
+    if (value == nullptr) {
+      return PrefStatus::Ok();
     }
     root_ = NewDictionary();
   }
-  changed_ = true;
-  if (value != nullptr) {
-    CFDictionarySetValue(root_, name, value);
-  } else {
+  const CFTypeRef present = CFDictionaryGetValue(root_, name);
+  if (value == nullptr) {
+    changed_ = changed_ || present != nullptr;
     CFDictionaryRemoveValue(root_, name);
+    return PrefStatus::Ok();
+  }
+  // The same object comes back when its contents were changed.
+  if (present == value || !IsSameValue(present, value)) {
+    changed_ = true;
+    CFDictionarySetValue(root_, name, value);
   }
   return PrefStatus::Ok();
 }
 
 PrefStatus FileDomainStore::Save() {
-  if (!changed_) {
-    return PrefStatus::Ok();
+  const int error = changed_ ? file_.Save(root_) : file_.Flush();
+  if (error == EINVAL) {
+    return {PrefError::kNotSerializable};
   }
-  const PrefStatus status = file_.Save(root_, kept_);
-  changed_ = !status.ok();
-  if (status.ok()) {
-    kept_ = {};
-  }
-  return status;
+  changed_ = changed_ && error != 0;
+  return StatusOf(error);
 }
 
-SharedDomainStore::SharedDomainStore(CFStringRef domain, StorePurpose purpose)
-    : FileDomainStore(PreferenceFile(CAutoCFRelease<CFURLRef>(LibPref_CopySharedCFURLRef(domain))),
-                      purpose) {}
-
 PrefStatus SharedDomainStore::SetEntry(CFStringRef name, CFTypeRef value) {
-  switch (file().contents()) {
-    case PreferenceFile::Contents::kEntries:
-      break;
-    case PreferenceFile::Contents::kNotDictionary:
-      return file().status();
-    case PreferenceFile::Contents::kMissing:
-      if (!IsADictionaryType(value)) {
-        return {PrefError::kNotSaved};
-      }
-      break;
-    case PreferenceFile::Contents::kUnreadable:
-    case PreferenceFile::Contents::kDamaged:
-      if (!IsADictionaryType(value)) {
-        return file().status();
-      }
-      if (const PrefStatus status = StartAnew(); !status.ok()) {
-        return status;
-      }
-      break;
+  if (entries() == nullptr) {
+    switch (status().error) {
+      case PrefError::kNotFound:
+        if (!IsADictionaryType(value)) {
+          return {PrefError::kNotSaved};
+        }
+        break;
+      case PrefError::kUnreadable:
+      case PrefError::kDamaged:
+        if (!IsADictionaryType(value)) {
+          return status();
+        }
+        if (const PrefStatus started = StartAnew(); !started.ok()) {
+          return started;
+        }
+        break;
+      default:
+        return status();
+    }
   }
   return FileDomainStore::SetEntry(name, value);
 }

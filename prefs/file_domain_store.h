@@ -2,34 +2,44 @@
 // once.
 #pragma once
 
-#include "host/file_lock.h"
+#include <optional>
+#include <string>
+
+#include "platform/core_foundation/property_list_file.h"
 #include "prefs/domain_store.h"
-#include "prefs/preference_file.h"
+#include "prefs/shared_lock_hold.h"
 
 namespace orvik {
 
 // Whether operations can work on a domain: kUnknownScope, kRefusedDomain.
 PrefStatus CheckAddress(const EffectiveDomain& domain);
 
+// The path of the file behind a usable domain of a known scope.
+std::string FileOfDomain(const EffectiveDomain& domain);
+
 // The file behind any scope. While it is open for a change its folder is locked, so that nobody
-// else who asks through this class, nor anybody who synchronises preferences, changes it: also not
-// another user, who does not see the lock record.
+// else who asks through this class, nor anybody who synchronises preferences, changes it, of
+// whatever user; in the shared scope the lock record of the given domain is held as well.
 class FileDomainStore : public DomainStore {
  public:
-  FileDomainStore(const EffectiveDomain& domain, StorePurpose purpose);
-  // Unless the new one was saved, a file that was kept aside is put back.
-  ~FileDomainStore() override;
+  FileDomainStore(const EffectiveDomain& domain, const CAtlString& given_domain,
+                  StorePurpose purpose);
+  // A path of the shared scope, changed without a record.
+  FileDomainStore(std::string path, StorePurpose purpose);
 
-  // False when another process kept the file from being changed for too long; nothing was read.
-  bool opened() const { return opened_; }
-  const PreferenceFile& file() const { return file_; }
+  // What was found: ok with entries, kNotFound without a file, kLockNotObtained, or why the file
+  // cannot be read or its folder cannot be used for the change.
+  const PrefStatus& status() const { return status_; }
+  const PropertyListFile& file() const { return file_; }
 
+  // Whether status() is that of a file that StartAnew may replace.
+  bool CanStartAnew() const;
   // Replaces a file that is no property list of entries by an empty domain, keeping the old file
-  // beside it.
+  // beside it. Unless the new one is saved, the old one is put back.
   PrefStatus StartAnew();
 
   // Where StartAnew kept the old file.
-  const std::string& kept() const { return kept_.path; }
+  const std::string& kept() const { return file_.kept_path(); }
 
   // All entries as they are now; null without a sound file until something is set.
   CFDictionaryRef entries() const;
@@ -39,30 +49,30 @@ class FileDomainStore : public DomainStore {
 
   CAutoCFRelease<CFTypeRef> CopyEntry(CFStringRef name) override;
   bool OwnsEntries() const override { return true; }
-  // Fails as the file's status says when there is no dictionary to put it in; a missing file is an
-  // empty one.
+  // Fails as status() says when there is no dictionary to put it in; a missing file is an empty
+  // one.
   PrefStatus SetEntry(CFStringRef name, CFTypeRef value) override;
-  // Writes the file if something was set.
+  // Writes the file if something was changed; otherwise puts the file that is there on disk.
   PrefStatus Save() override;
 
- protected:
-  FileDomainStore(PreferenceFile file, StorePurpose purpose);
-
  private:
-  void TakeLock(StorePurpose purpose);
+  void Open(StorePurpose purpose);
+  // Takes the lock of the folder and the record: 0, or an error number.
+  int Lock(StorePurpose purpose);
+  PrefStatus StatusOf(int error) const;
 
-  PreferenceFile file_;
-  host::FileLock lock_;
-  bool opened_ = true;
+  PropertyListFile file_;
+  std::optional<CAtlString> record_domain_;
+  SharedLockHold record_;
+  PrefStatus status_;
   bool changed_ = false;
-  host::KeptFile kept_;
   CAutoCFRelease<CFMutableDictionaryRef> root_;
 };
 
 // The store of the shared scope, with its rules for what is set where no sound file is.
 class SharedDomainStore : public FileDomainStore {
  public:
-  SharedDomainStore(CFStringRef domain, StorePurpose purpose);
+  using FileDomainStore::FileDomainStore;
 
   // Without a sound file only a dictionary is set, and starts a new file.
   PrefStatus SetEntry(CFStringRef name, CFTypeRef value) override;

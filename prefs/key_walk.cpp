@@ -1,7 +1,9 @@
 #include "prefs/key_walk.h"
 
+#include "platform/core_foundation/property_list.h"
+#include "platform/core_foundation/property_list_equality.h"
+#include "prefs/dictionary_type.h"
 #include "prefs/platform_values.h"
-#include "prefs/preferences.h"
 
 namespace orvik {
 
@@ -35,6 +37,35 @@ FoundKey FindKey(CFTypeRef top_entry, const KeyPath& path) {
   }
 }
 
+FoundValue FindKeyIn(DomainStore& store, const KeyPath& path) {
+  const auto top = store.CopyEntry(PlatformString(path.name(1)));
+  const FoundKey key = FindKey(top, path);
+  return {key.status, CAutoCFRelease<CFTypeRef>::Retaining(key.dictionary)};
+}
+
+FoundValue FindValueIn(DomainStore& store, const KeyPath& path, const CAtlString& name) {
+  const CAutoCFRelease<CFStringRef> entry_name = PlatformString(name);
+  FoundValue found;
+  if (path.empty()) {
+    found.value = store.CopyEntry(entry_name);
+  } else {
+    found = FindKeyIn(store, path);
+    if (!found.status.ok()) {
+      return found;
+    }
+    found.value = CAutoCFRelease<CFTypeRef>::Retaining(
+        CFDictionaryGetValue(static_cast<CFDictionaryRef>(found.value.Get()), entry_name));
+  }
+  if (!found.value) {
+    found.status = {PrefError::kNotFound};
+  }
+  return found;
+}
+
+bool IsTooDeep(const KeyPath& path) {
+  return path.count() >= kPropertyListMaximumDepth;
+}
+
 KeyWalk::KeyWalk(DomainStore& store, const KeyPath& path, MissingKeys missing)
     : store_(store), top_name_(PlatformString(path.name(1))) {
   const bool modifiable = store.OwnsEntries();
@@ -49,6 +80,7 @@ KeyWalk::KeyWalk(DomainStore& store, const KeyPath& path, MissingKeys missing)
       status_ = {PrefError::kNotFound};
       return;
     }
+    made_keys_ = made_keys_ || entry == nullptr;
     CAutoCFRelease<CFMutableDictionaryRef> key =
         entry == nullptr ? NewDictionary() : ModifiableForm(entry, modifiable);
     const CFMutableDictionaryRef reached = key;
@@ -74,9 +106,18 @@ PrefStatus ApplyChange(DomainStore& store, const KeyPath& path, const CAtlString
   if (path.empty()) {
     return store.SetEntry(entry_name, value);
   }
+  if (value != nullptr && IsTooDeep(path)) {
+    return {PrefError::kNotSerializable};
+  }
   KeyWalk walk(store, path, missing);
   if (!walk.status().ok()) {
     return walk.status();
+  }
+  const CFTypeRef present = CFDictionaryGetValue(walk.innermost(), entry_name);
+  // The same object comes back when its contents were changed.
+  const bool is_there = (value == nullptr || present != value) && IsSameValue(present, value);
+  if (is_there && store.OwnsEntries() && !walk.made_keys()) {
+    return PrefStatus::Ok();
   }
   if (value != nullptr) {
     CFDictionarySetValue(walk.innermost(), entry_name, value);

@@ -17,11 +17,27 @@ struct FoundKey {
 // belongs to the entry.
 FoundKey FindKey(CFTypeRef top_entry, const KeyPath& path);
 
+// What a look-up finds in a store: kNotFound, kNotAKey.
+struct FoundValue {
+  PrefStatus status;
+  CAutoCFRelease<CFTypeRef> value;
+};
+
+// The dictionary at a path with at least one component.
+FoundValue FindKeyIn(DomainStore& store, const KeyPath& path);
+// The entry of a name in the dictionary at the path; a top-level entry for an empty path.
+FoundValue FindValueIn(DomainStore& store, const KeyPath& path, const CAtlString& name);
+
+// Whether a property list has too few levels for the keys of the path and a value.
+bool IsTooDeep(const KeyPath& path);
+
 // What to do where a key of the path does not exist.
 enum class MissingKeys { kMake, kFail };
 
-// The way to the innermost dictionary of a path, made modifiable; nothing reaches the store before
-// WriteBack. An entry on the path that is no dictionary ends the walk: it is never replaced.
+// The way to the innermost dictionary of a path, made modifiable. In a store that owns its entries
+// they are changed in place; WriteBack then marks the change, and in any other store makes it. A
+// walk that fails has changed nothing: it makes keys only where none exists. An entry on the path
+// that is no dictionary ends the walk; it is never replaced.
 class KeyWalk {
  public:
   // The path has at least one component.
@@ -32,6 +48,9 @@ class KeyWalk {
   // The innermost dictionary, once the status is ok.
   CFMutableDictionaryRef innermost() const { return innermost_; }
 
+  // Whether keys were made on the way.
+  bool made_keys() const { return made_keys_; }
+
   // Sets the top-level entry with all that was changed below it.
   PrefStatus WriteBack();
 
@@ -40,12 +59,13 @@ class KeyWalk {
   CAutoCFRelease<CFStringRef> top_name_;
   CAutoCFRelease<CFMutableDictionaryRef> top_;
   CFMutableDictionaryRef innermost_ = nullptr;  // inside top_
+  bool made_keys_ = false;
   PrefStatus status_;
 };
 
 // Sets the name in the innermost dictionary of the path (among the top-level entries for an empty
-// path), or removes it (null), and hands the change to the store. kNotFound, kNotAKey: nothing was
-// handed over.
+// path), or removes it (null). kNotFound, kNotAKey, kNotSerializable (a path that is too deep):
+// nothing was changed. Nor is a change made of what is there already.
 PrefStatus ApplyChange(DomainStore& store, const KeyPath& path, const CAtlString& name,
                        CFTypeRef value, MissingKeys missing);
 

@@ -1,29 +1,52 @@
 #include "prefs/pref_status.h"
 
+#include <cerrno>
+#include <utility>
+
 #include "platform/carbon/errno_status.h"
 
 namespace orvik {
 
-PrefStatus PrefStatusFromSave(OSStatus system_status) {
-  switch (system_status) {
-    case noErr:
-      return PrefStatus::Ok();
-    case dskFulErr:
-    case afpVolumeFullErr:
-      return {PrefError::kDiskFull, system_status};
-    case wPrErr:
-    case vLckdErr:
-      return {PrefError::kReadOnly, system_status};
-    case permErr:
-    case wrPermErr:
-    case afpAccessDenied:
-      return {PrefError::kNotPermitted, system_status};
-    default:
-      return {PrefError::kNotSaved, system_status};
+PrefStatus PrefStatusFromErrno(int error, std::string path, PrefError otherwise) {
+  if (error == 0) {
+    return PrefStatus::Ok();
   }
+  const auto meaning = [&] {
+    switch (error) {
+      case EFBIG:
+        return PrefError::kTooLarge;
+      case EPERM:
+        return path.empty() ? PrefError::kNotPermitted : PrefError::kForeignLink;
+      case ENOTDIR:
+      case ELOOP:
+        return PrefError::kInTheWay;
+      default:
+        break;
+    }
+    if (otherwise == PrefError::kUnreadable) {
+      return otherwise;
+    }
+    switch (error) {
+      case ENOSPC:
+      case EDQUOT:
+        return PrefError::kDiskFull;
+      case EROFS:
+        return PrefError::kReadOnly;
+      case EACCES:
+        return PrefError::kNotPermitted;
+      default:
+        return otherwise;
+    }
+  };
+  return {.error = meaning(),
+          .system_status = host::StatusFromErrno(error),
+          .path = std::move(path),
+          .error_number = error};
 }
 
-std::string Describe(const PrefStatus& status) {
+namespace {
+
+std::string Reason(const PrefStatus& status) {
   switch (status.error) {
     case PrefError::kNone:
       return "";
@@ -57,10 +80,24 @@ std::string Describe(const PrefStatus& status) {
       return std::string("the file cannot be saved: ") + host::StatusText(status.system_status);
     case PrefError::kIsAKey:
       return "a key has this name";
+    case PrefError::kEmptyPath:
+      return "the key path is empty";
+    case PrefError::kTooLarge:
+      return "the file is too large";
+    case PrefError::kForeignLink:
+      return "a link of another user is in the way";
+    case PrefError::kInTheWay:
+      return "something is in the way of the file or its folder";
     case PrefError::kKeyNotEmpty:
       return "the key is not empty";
   }
   return "unknown";
+}
+
+}  // namespace
+
+std::string Describe(const PrefStatus& status) {
+  return Reason(status) + (status.path.empty() ? "" : ": \"" + status.path + "\"");
 }
 
 }  // namespace orvik

@@ -25,22 +25,31 @@ enum class PrefError {
   kNotSaved,           // any other failure of the write
   kIsAKey,             // a key with what lies below it is in the place of a value
   kKeyNotEmpty,
+  kEmptyPath,    // an empty key path, which has no last key
+  kTooLarge,     // the file is longer than a property list may be
+  kForeignLink,  // a symbolic link of another user is in the way
+  kInTheWay,     // something that is no folder is in the place of one, or a loop of links
 };
 
 struct PrefStatus {
   PrefError error = PrefError::kNone;
   // The status of the failing call (kUnreadable and the reasons of a failed save), else 0.
   OSStatus system_status = 0;
+  // Where it happened, if that is another path than the file's (UTF-8 as a rule); else "".
+  std::string path = {};
   // Of a transaction: its change or condition that failed, counted from 0 in the order of the calls
   // that added them; -1 when none of them did.
   int step = -1;
+  // The error number behind system_status, else 0.
+  int error_number = 0;
 
   bool ok() const { return error == PrefError::kNone; }
   static PrefStatus Ok() { return {}; }
 };
 
-// The save status as a result: 0 is ok, others by their meaning.
-PrefStatus PrefStatusFromSave(OSStatus system_status);
+// An error number as a result: 0 is ok, others by their meaning, or `otherwise`. Of an unreadable
+// file (kUnreadable) only kTooLarge, kForeignLink and kInTheWay are distinguished.
+PrefStatus PrefStatusFromErrno(int error, std::string path, PrefError otherwise);
 
 // A short English reason in lower case, such as "no room on the volume"; "" for kNone.
 std::string Describe(const PrefStatus& status);

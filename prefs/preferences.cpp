@@ -1,83 +1,46 @@
 #include "prefs/preferences.h"
 
-#include "platform/core_foundation/number.h"
+#include <utility>
+
 #include "prefs/change.h"
 #include "prefs/domain_store.h"
 #include "prefs/key_walk.h"
 #include "prefs/platform_values.h"
+#include "prefs/value_conversion.h"
 
 namespace orvik {
 
 namespace {
 
 // What a reader finds, or null.
-CAutoCFRelease<CFTypeRef> CopyFound(int scope, const CAtlString& key_path, const CAtlString& name,
+CAutoCFRelease<CFTypeRef> CopyFound(int scope, const KeyPath& path, const CAtlString& name,
                                     const CAtlString& domain) {
   const EffectiveDomain effective(scope, domain);
   if (!effective.usable() || !IsKnownScope(effective.scope)) {
     return {};
   }
-  const auto store = SystemStores().Open(effective, StorePurpose::kRead);
+  const auto store = OpenStore(effective, domain, StorePurpose::kRead);
   store->Synchronize();
-  const KeyPath path(key_path);
-  if (path.empty()) {
-    return store->CopyEntry(PlatformString(name));
-  }
-  const CAutoCFRelease<CFTypeRef> top = store->CopyEntry(PlatformString(path.name(1)));
-  const FoundKey key = FindKey(top, path);
-  if (!key.status.ok()) {
-    return {};
-  }
-  return CAutoCFRelease<CFTypeRef>::Retaining(
-      CFDictionaryGetValue(key.dictionary, PlatformString(name)));
-}
-
-bool IsNumber(CFTypeRef value) {
-  return CFGetTypeID(value) == CFNumberGetTypeID();
-}
-bool IsString(CFTypeRef value) {
-  return CFGetTypeID(value) == CFStringGetTypeID();
-}
-
-int IntValue(CFNumberRef number) {
-  int value = 0;
-  CFNumberGetValue(number, kCFNumberIntType, &value);
-  return value;
-}
-
-CAtlString TextOfNumber(CFNumberRef number) {
-  CAtlString text;
-  if (CFNumberIsFloatType(number)) {
-    double value = 0;
-    CFNumberGetValue(number, kCFNumberDoubleType, &value);
-    text.Format(u"%0.9lf", value);
-  } else {
-    text.Format(u"%d", IntValue(number));
-  }
-  return text;
+  return std::move(FindValueIn(*store, path, name).value);
 }
 
 }  // namespace
 
 DWORD WritePreferenceString(int scope, CAtlString key_path, CAtlString name, CAtlString value,
                             CAtlString domain) {
-  return WriteEntry(SystemStores(), scope, domain, KeyPath(key_path), name, PlatformString(value));
+  return WriteEntry(scope, domain, KeyPath(key_path), name, PlatformString(value));
 }
 
 DWORD WritePreferenceInt(int scope, CAtlString key_path, CAtlString name, int value,
                          CAtlString domain) {
-  return WriteEntry(SystemStores(), scope, domain, KeyPath(key_path), name, PlatformNumber(value));
+  return WriteEntry(scope, domain, KeyPath(key_path), name, PlatformNumber(value));
 }
 
 CAtlString GetPreferenceString(int scope, CAtlString key_path, CAtlString name,
                                CAtlString default_value, unsigned long* error, CAtlString domain) {
   *error = kPreferenceSuccess;
-  const CAutoCFRelease<CFTypeRef> value = CopyFound(scope, key_path, name, domain);
-  if (value && IsString(value)) {
-    return CAtlString(static_cast<CFStringRef>(value.Get()));
-  }
-  if (value && IsNumber(value)) {
-    return TextOfNumber(static_cast<CFNumberRef>(value.Get()));
+  if (auto text = TextOfValue(CopyFound(scope, key_path, name, domain))) {
+    return *std::move(text);
   }
   *error = kPreferenceNotFound;
   return default_value;
@@ -86,19 +49,15 @@ CAtlString GetPreferenceString(int scope, CAtlString key_path, CAtlString name,
 int GetPreferenceInt(int scope, CAtlString key_path, CAtlString name, int default_value,
                      unsigned long* error, CAtlString domain) {
   *error = kPreferenceSuccess;
-  const CAutoCFRelease<CFTypeRef> value = CopyFound(scope, key_path, name, domain);
-  if (value && IsString(value)) {
-    return CFStringGetIntValue(static_cast<CFStringRef>(value.Get()));
-  }
-  if (value && IsNumber(value)) {
-    return IntValue(static_cast<CFNumberRef>(value.Get()));
+  if (const auto value = IntOfValue(CopyFound(scope, key_path, name, domain))) {
+    return *value;
   }
   *error = kPreferenceNotFound;
   return default_value;
 }
 
 DWORD DeletePreference(int scope, CAtlString key_path, CAtlString name, CAtlString domain) {
-  return DeleteEntry(SystemStores(), scope, domain, KeyPath(key_path), name);
+  return DeleteEntry(scope, domain, KeyPath(key_path), name);
 }
 
 DWORD RecursivePreferenceDelete(int scope, CAtlString key_path, CAtlString domain) {
@@ -106,7 +65,7 @@ DWORD RecursivePreferenceDelete(int scope, CAtlString key_path, CAtlString domai
   const int last = normalised.ReverseFind(u'\\');
   const CAtlString parent = last < 0 ? CAtlString() : normalised.Left(last);
   const CAtlString name = normalised.Right(normalised.GetLength() - last - 1);
-  const DWORD result = DeleteEntry(SystemStores(), scope, domain, KeyPath(parent), name);
+  const DWORD result = DeleteEntry(scope, domain, KeyPath(parent), name);
   return result == kPreferenceNotFound ? kPreferenceSuccess : result;
 }
 
@@ -117,16 +76,11 @@ void ListPreferences(int scope, CAtlString key_path,
   if (path.empty() || !effective.usable() || !IsKnownScope(effective.scope)) {
     return;
   }
-  const auto store = SystemStores().Open(effective, StorePurpose::kRead);
-  const CAutoCFRelease<CFTypeRef> top = store->CopyEntry(PlatformString(path.name(1)));
-  const FoundKey key = FindKey(top, path);
+  const auto store = OpenStore(effective, domain, StorePurpose::kRead);
+  const FoundValue key = FindKeyIn(*store, path);
   if (key.status.ok()) {
-    AppendNames(key.dictionary, names);
+    AppendNames(static_cast<CFDictionaryRef>(key.value.Get()), names);
   }
-}
-
-bool IsADictionaryType(CFTypeRef value) {
-  return value != nullptr && CFGetTypeID(value) == CFDictionaryGetTypeID();
 }
 
 }  // namespace orvik

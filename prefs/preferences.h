@@ -4,24 +4,23 @@
 // of the domain. With an empty key path the value name is itself a top-level entry. Value names are
 // used as given; the empty name is valid. scope.h has the scopes, key_path.h the paths.
 //
-// Writers and deleters answer with one of the result codes below. They do not tell whether a store
-// could save: that is a success for them (transaction.h tells). Unknown scopes read and write
-// nothing. Strings are taken by value; nobody's strings change.
+// Writers and deleters answer with one of the result codes below. They do not report whether a
+// store could save: that is a success for them (transaction.h reports it). Unknown scopes read and
+// write nothing. Strings are taken by value; nobody's strings change.
+//
+// Several threads may read and change settings at once. What the store keeps in memory between two
+// calls (the entries of the user and machine scopes that it has read) is guarded by a mutex; a
+// change of one thread waits for that of another as it does for that of another process.
 #pragma once
 
 #include "platform/core_foundation/base.h"
+#include "prefs/dictionary_type.h"
+#include "prefs/result_codes.h"
 #include "prefs/scope.h"
 #include "strings/atl_array.h"
 #include "strings/atl_string.h"
-#include "strings/windows_types.h"
 
 namespace [[gnu::visibility("default")]] orvik {
-
-inline constexpr DWORD kPreferenceSuccess = 0;
-inline constexpr DWORD kPreferenceNotFound = 2;
-inline constexpr DWORD kPreferenceInvalidDomain = 123;     // IsUsableDomain; nothing was touched
-inline constexpr DWORD kPreferenceBadKey = 1010;           // a value stands on the key path
-inline constexpr DWORD kPreferenceLockNotObtained = 1460;  // shared scope; nothing was changed
 
 // Puts a value under a key path, making the keys that are missing and replacing a value of that
 // name of whatever type. Something on the key path that is no dictionary is not overwritten
@@ -48,15 +47,15 @@ int GetPreferenceInt(int scope, CAtlString key_path, CAtlString name, int defaul
 DWORD DeletePreference(int scope, CAtlString key_path, CAtlString name, CAtlString domain);
 
 // Removes the last key of the key path with everything below it; success also when it is not there.
+// The path is split at its last separator, and the rest is normalised as a path of its own: of
+// "A//B" the entry "B" of the key "A" goes, where every other operation means the key "B" in the
+// key "" in "A". An empty path means the top-level entry with the empty name.
 DWORD RecursivePreferenceDelete(int scope, CAtlString key_path, CAtlString domain);
 
 // Appends the names of all values and keys under a key path, in no promised order; nothing for an
 // empty key path or one that is not there.
 void ListPreferences(int scope, CAtlString key_path,
                      CAtlArray<CAtlString, CElementTraits<CAtlString>>& names, CAtlString domain);
-
-// Whether a property-list value is a dictionary; false for null.
-bool IsADictionaryType(CFTypeRef value);
 
 // The folder of an application's data below the maker's folder in the user's Application Support
 // folder, ending in "/". It is not made. Names are compared without regard to case:

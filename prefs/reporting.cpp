@@ -1,9 +1,9 @@
 #include "prefs/reporting.h"
 
 #include <algorithm>
+#include <utility>
 #include <vector>
 
-#include "prefs/change.h"
 #include "prefs/file_domain_store.h"
 #include "prefs/key_walk.h"
 #include "prefs/platform_values.h"
@@ -13,7 +13,7 @@ namespace orvik {
 
 std::string PreferenceFilePath(int scope, const CAtlString& domain) {
   const EffectiveDomain effective(scope, domain);
-  return CheckAddress(effective).ok() ? PreferenceFile(effective).path() : std::string();
+  return CheckAddress(effective).ok() ? FileOfDomain(effective) : std::string();
 }
 
 PrefResult<CFDictionaryRef> CopyDomain(int scope, const CAtlString& domain) {
@@ -21,25 +21,22 @@ PrefResult<CFDictionaryRef> CopyDomain(int scope, const CAtlString& domain) {
   if (const PrefStatus status = CheckAddress(effective); !status.ok()) {
     return {status, {}};
   }
-  PreferenceFile file(effective);
-  file.Load(kCFPropertyListImmutable);
-  if (!file.status().ok()) {
-    return {file.status(), {}};
-  }
-  return {{},
-          CAutoCFRelease<CFDictionaryRef>::Retaining(static_cast<CFDictionaryRef>(file.root()))};
+  const FileDomainStore store(effective, domain, StorePurpose::kRead);
+  return {store.status(), CAutoCFRelease<CFDictionaryRef>::Retaining(store.entries())};
 }
 
 PrefResult<CFTypeRef> CopyPreference(int scope, const KeyPath& key_path, const CAtlString& name,
                                      const CAtlString& domain) {
-  const PrefResult<CFDictionaryRef> key = CopyPreferenceKey(scope, key_path, domain);
-  if (!key.ok()) {
-    return {key.status, {}};
+  const EffectiveDomain effective(scope, domain);
+  if (const PrefStatus status = CheckAddress(effective); !status.ok()) {
+    return {status, {}};
   }
-  auto value =
-      CAutoCFRelease<CFTypeRef>::Retaining(CFDictionaryGetValue(key.value, PlatformString(name)));
-  const PrefStatus status = value ? PrefStatus::Ok() : PrefStatus{PrefError::kNotFound};
-  return {status, std::move(value)};
+  FileDomainStore store(effective, domain, StorePurpose::kRead);
+  if (!store.status().ok()) {
+    return {store.status(), {}};
+  }
+  FoundValue found = FindValueIn(store, key_path, name);
+  return {std::move(found.status), std::move(found.value)};
 }
 
 PrefResult<CFDictionaryRef> CopyPreferenceKey(int scope, const KeyPath& key_path,
@@ -78,30 +75,20 @@ PrefRepair RepairDomain(int scope, const CAtlString& domain) {
   if (repair.status = CheckAddress(effective); !repair.status.ok()) {
     return repair;
   }
-  const GuardHold guard(SystemStores(), effective, domain);
-  if (!guard.held()) {
-    repair.status = {PrefError::kLockNotObtained};
-    return repair;
-  }
-  FileDomainStore store(effective, StorePurpose::kChange);
-  if (!store.opened()) {
-    repair.status = {PrefError::kLockNotObtained};
-    return repair;
-  }
-  repair.status = store.file().status();
-  if (repair.status.error == PrefError::kNotFound) {
-    return repair;
-  }
+  FileDomainStore store(effective, domain, StorePurpose::kChange);
+  repair.status = store.status();
   if (repair.status.ok()) {
     repair.was_sound = true;
-    repair.entries =
-        static_cast<int>(CFDictionaryGetCount(static_cast<CFDictionaryRef>(store.file().root())));
+    repair.entries = static_cast<int>(CFDictionaryGetCount(store.entries()));
+    return repair;
+  }
+  // What cannot be read may be whole.
+  if (repair.status.error != PrefError::kDamaged &&
+      repair.status.error != PrefError::kRootNotDictionary) {
     return repair;
   }
   CAutoCFRelease<CFMutableDictionaryRef> entries;
-  if (store.file().bytes() != nullptr) {
-    entries = SalvageEntries(store.file().bytes());
-  }
+  entries = SalvageEntries(store.file().bytes());
   if (repair.status = store.StartAnew(); !repair.status.ok()) {
     return repair;
   }

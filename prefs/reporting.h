@@ -56,7 +56,8 @@ struct PrefRepair {
 };
 
 // Saves what can be read of a damaged file (of XML that breaks off or goes wrong, everything that
-// is complete before that place) and keeps the damaged one beside it. kNotFound without a file.
+// is complete before that place) and keeps the damaged one beside it. kNotFound without a file; one
+// that cannot be read is not damaged (kUnreadable) and stays.
 PrefRepair RepairDomain(int scope, const CAtlString& domain);
 
 }  // namespace orvik

@@ -5,8 +5,8 @@
 #include <vector>
 
 #include "platform/core_foundation/property_list.h"
+#include "prefs/dictionary_type.h"
 #include "prefs/platform_values.h"
-#include "prefs/preferences.h"
 
 namespace orvik {
 

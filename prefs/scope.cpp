@@ -24,6 +24,10 @@ HackToWorkAroundAnotherHackForAnnoyingTendencyOfOurSoftwareToWriteIntoGlobalWith
 }
 
 bool IsUsableDomain(const CAtlString& domain) {
+  // A path value would turn it into a separator.
+  if (domain.Find(u'\\') >= 0) {
+    return false;
+  }
   return !host::PreferencesFile(PlatformString(domain), kCFPreferencesCurrentUser,
                                 kCFPreferencesAnyHost)
               .empty();

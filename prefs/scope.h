@@ -29,9 +29,10 @@ constexpr bool IsKnownScope(int effective_scope) {
          effective_scope == kMachineScope;
 }
 
-// Whether the domain can name a file in a preferences folder: not empty, at most 1,023 bytes of
-// UTF-8, no NUL and no lone surrogate, no "/" at its beginning or end and no empty, "." or ".."
-// component. Others are refused by every operation before any file is touched.
+// Whether the domain can name a file of its own in a preferences folder: not empty, at most 1,023
+// bytes of UTF-8, no NUL, no "\" and no lone surrogate, no "/" at its beginning or end, no empty,
+// "." or ".." component, and none of more than 243 bytes. Others are refused by every operation
+// before any file is touched.
 bool IsUsableDomain(const CAtlString& domain);
 
 // A scope and domain as the operations use them, remapped once.

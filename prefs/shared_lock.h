@@ -6,10 +6,16 @@
 //   "process"  the holder's process name  ""
 //   "pid"      the holder's process id    absent
 //
-// A record whose process has ended, or whose id now belongs to a process of another name, is free.
-// The lock is advisory, and seen only by processes of the same user. The test and the change of the
-// record happen together under a kernel lock that ends with its process, so that of two processes
-// that find the lock free one alone takes it; the record shows nothing of that.
+// A record whose process has ended, whose id now belongs to a process of another name, or that was
+// saved before its process was started, is free. The record is seen only by processes of the same
+// user.
+//
+// The writers of the shared scope hold more than the record: for their whole change they hold the
+// kernel lock of the folder of the preference file (host/file_lock.h), at which processes of all
+// users queue, and that of the folder of the record. So the record holds up only those who find it
+// taken through LockGlobalSharedPList, or by a program that knows nothing of the kernel locks.
+//
+// Calls may come from several threads.
 #pragma once
 
 #include <ctime>
@@ -23,15 +29,19 @@ namespace [[gnu::visibility("default")]] orvik {
 // Whether a live process holds the lock of the domain.
 bool IsGlobalSharedPListLocked(const CAtlString& domain);
 
-// Takes the lock; while another process (or the caller itself) holds it, tries ten times, a second
-// apart, and gives up a second after the last try. True when the caller now holds it. A record that
-// cannot be saved is not noticed.
+inline constexpr int kSharedLockTries = 10;
+
+// Takes the lock, without the kernel lock of the preference file. While another process (or the
+// caller itself) holds it, tries ten times, a second apart, and gives up a second after the last
+// try. True when the caller now holds it. A record that cannot be saved is not noticed.
 bool LockGlobalSharedPList(const CAtlString& domain);
 
-// Makes the lock free, whoever holds it.
+// Makes the lock free, whoever holds it. Needs no room on the volume: a record that cannot be
+// rewritten is removed.
 void UnlockGlobalSharedPList(const CAtlString& domain);
 
-// The record as it stands.
+// Who holds the lock. Where the record is free and a process of whatever user changes the domain,
+// that process is shown: its id (0 when it is not known), its name, and no time.
 struct SharedLockRecord {
   enum class State { kFree, kHeld, kStale };
 
@@ -39,6 +49,7 @@ struct SharedLockRecord {
   int lock = 0;
   CAtlString process;
   int pid = -1;
+  CAtlString host;        // the machine of a holder of the kernel lock; "" for the record's
   std::time_t since = 0;  // when the record was last changed; 0 when there is none
   std::string file;       // where it is kept
 };
@@ -48,8 +59,11 @@ SharedLockRecord CopySharedLockRecord(const CAtlString& domain);
 // process holds it.
 bool ReleaseStaleSharedLock(const CAtlString& domain);
 
-// The wait of one second between two tries. Gives back the one that was in use; an empty function
-// stands for sleeping.
+// Waits as long as between two tries: a full second by the monotonic clock.
+void WaitForSharedLock();
+
+// Replaces the wait of one second between two tries. Gives back the one that was in use; an empty
+// function stands for sleeping.
 using SharedLockWait = std::function<void()>;
 SharedLockWait ExchangeSharedLockWait(SharedLockWait wait);
 

@@ -5,15 +5,25 @@
 // A domain that cannot name a file (IsUsableDomain), and the current-application marker in a
 // program without a bundle, have no file: nothing is read, and saving fails.
 //
-// No lock is taken: the writers of preferences.h hold the one of shared_lock.h around a change. No
-// state is kept: every read parses the file, every change reads and rewrites it. What comes back
-// belongs to the caller.
+// The record of shared_lock.h is not taken: the writers of preferences.h hold it around a change. A
+// change holds the kernel lock of the file's folder. No state is kept: every read parses the file,
+// every change reads and rewrites it. What comes back belongs to the caller.
 #pragma once
+
+#include <string>
 
 #include "platform/core_foundation/property_list.h"
 #include "platform/core_foundation/string.h"
+#include "platform/core_foundation/url.h"
 
 namespace orvik {
+
+// The path of the domain's file (bytes); "" for a domain without one. The folder is the same for
+// all users, wherever their homes lie.
+std::string SharedPreferenceFilePath(CFStringRef domain);
+
+// The URL of that file, owned by the caller; null for a domain without one.
+CFURLRef LibPref_CopySharedCFURLRef(CFStringRef domain);
 
 // The root of the domain's file, of whatever type; null without a file, with an unreadable one or
 // one that is no property list.

@@ -4,7 +4,7 @@
 #include <utility>
 
 #include "platform/core_foundation/property_list.h"
-#include "prefs/change.h"
+#include "prefs/file_domain_store.h"
 #include "prefs/platform_values.h"
 #include "prefs/transaction_runner.h"
 
@@ -14,14 +14,14 @@ namespace {
 
 // What keeps the entries from being changed; a missing file does not.
 PrefStatus Problem(const FileDomainStore& store) {
-  const PrefStatus status = store.file().status();
+  const PrefStatus& status = store.status();
   return status.error == PrefError::kNotFound ? PrefStatus::Ok() : status;
 }
 
 // The store has changed what it read; its file's bytes hold what was there before.
 TransactionResult ResultOf(const FileDomainStore& store) {
   TransactionResult result;
-  if (store.file().status().ok()) {
+  if (store.status().ok()) {
     CAutoCFRelease<CFPropertyListRef> before(CFPropertyListCreateFromXMLData(
         kCFAllocatorDefault, store.file().bytes(), kCFPropertyListImmutable, nullptr));
     result.before.Attach(static_cast<CFDictionaryRef>(before.Detach()));
@@ -59,7 +59,9 @@ void Transaction::Delete(const KeyPath& key_path, CAtlString name, IfMissing if_
 }
 
 void Transaction::DeleteKey(const KeyPath& key_path, IfMissing if_missing) {
-  if (!key_path.empty()) {
+  if (key_path.empty()) {
+    Add(Kind::kRefuseEmptyPath, key_path, CAtlString());
+  } else {
     Delete(key_path.Parent(), key_path.name(key_path.count()), if_missing);
   }
 }
@@ -126,16 +128,10 @@ PrefStatus Transaction::Commit(IfDamaged if_damaged, TransactionResult* result) 
   if (const PrefStatus status = CheckAddress(effective); !status.ok()) {
     return status;
   }
-  const GuardHold guard(SystemStores(), effective, domain_);
-  if (!guard.held()) {
-    return {PrefError::kLockNotObtained};
-  }
-  FileDomainStore store(effective, MayCreate() ? StorePurpose::kCreate : StorePurpose::kChange);
-  if (!store.opened()) {
-    return {PrefError::kLockNotObtained};
-  }
+  FileDomainStore store(effective, domain_,
+                        MayCreate() ? StorePurpose::kCreate : StorePurpose::kChange);
   if (const PrefStatus found = Problem(store); !found.ok()) {
-    if (if_damaged == IfDamaged::kFail) {
+    if (if_damaged == IfDamaged::kFail || !store.CanStartAnew()) {
       return found;
     }
     if (const PrefStatus status = store.StartAnew(); !status.ok()) {
@@ -157,7 +153,7 @@ PrefStatus Transaction::Rehearse(TransactionResult* result) const {
   if (const PrefStatus status = CheckAddress(effective); !status.ok()) {
     return status;
   }
-  FileDomainStore store(effective, StorePurpose::kRehearse);
+  FileDomainStore store(effective, domain_, StorePurpose::kRehearse);
   if (const PrefStatus status = Problem(store); !status.ok()) {
     return status;
   }

@@ -54,8 +54,8 @@ class Transaction {
   void SetInt(const KeyPath& key_path, CAtlString name, int value);
   // Removes one value or key under a key path (kNotFound, kNotAKey when kFail is asked for).
   void Delete(const KeyPath& key_path, CAtlString name, IfMissing if_missing = IfMissing::kSucceed);
-  // Removes the last key of the path with everything below it. An empty path has no last key:
-  // nothing is removed (see ReplaceKey).
+  // Removes the last key of the path with everything below it. An empty path has no last key and is
+  // refused (kEmptyPath); ReplaceDomain empties a domain.
   void DeleteKey(const KeyPath& key_path, IfMissing if_missing = IfMissing::kSucceed);
   // Makes a key, if it does not exist, with the keys above it.
   void MakeKey(const KeyPath& key_path);
@@ -119,7 +119,8 @@ class Transaction {
     kRequireKey,
     kRequireEmptyKey,
     kRequireKeyEqual,
-    kRequireThat
+    kRequireThat,
+    kRefuseEmptyPath
   };
   struct Step {
     Kind kind;

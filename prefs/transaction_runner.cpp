@@ -3,10 +3,9 @@
 #include <utility>
 
 #include "platform/core_foundation/property_list.h"
-#include "prefs/key_walk.h"
+#include "platform/core_foundation/property_list_equality.h"
+#include "prefs/dictionary_type.h"
 #include "prefs/platform_values.h"
-#include "prefs/preferences.h"
-#include "prefs/same_value.h"
 
 namespace orvik {
 
@@ -106,34 +105,26 @@ PrefStatus TransactionRunner::CarryOut(const Step& step) {
     }
     case Kind::kRequireThat:
       return HoldsIf(step.condition(Find(step.key_path, step.name).value));
+    case Kind::kRefuseEmptyPath:
+      return {PrefError::kEmptyPath};
   }
   return PrefStatus::Ok();
 }
 
 TransactionRunner::Found TransactionRunner::Find(const KeyPath& path, const CAtlString& name) {
-  Found found = FindDictionary(path);
-  if (found.status.ok()) {
-    found.value = Value::Retaining(CFDictionaryGetValue(
-        static_cast<CFDictionaryRef>(found.value.Get()), PlatformString(name)));
-    found.status = HoldsIf(static_cast<bool>(found.value), PrefError::kNotFound);
-  }
-  return found;
+  return FindValueIn(store_, path, name);
 }
 
 TransactionRunner::Found TransactionRunner::FindDictionary(const KeyPath& path) {
+  if (!path.empty()) {
+    return FindKeyIn(store_, path);
+  }
   const CFDictionaryRef all = store_.entries();
-  if (all == nullptr) {
-    return {{PrefError::kNotFound}, {}};
-  }
-  if (path.empty()) {
-    return {{}, Value::Retaining(all)};
-  }
-  const FoundKey key = FindKey(CFDictionaryGetValue(all, PlatformString(path.name(1))), path);
-  return {key.status, Value::Retaining(key.dictionary)};
+  return {{all == nullptr ? PrefError::kNotFound : PrefError::kNone}, Value::Retaining(all)};
 }
 
 PrefStatus TransactionRunner::Put(const KeyPath& path, const CAtlString& name, CFTypeRef value) {
-  const Value own = path.count() < kPropertyListMaximumDepth ? OwnForm(value) : Value();
+  const Value own = !IsTooDeep(path) ? OwnForm(value) : Value();
   if (!own) {
     return {PrefError::kNotSerializable};
   }

@@ -2,6 +2,7 @@
 #pragma once
 
 #include "prefs/file_domain_store.h"
+#include "prefs/key_walk.h"
 #include "prefs/transaction.h"
 
 namespace orvik {
@@ -16,10 +17,7 @@ class [[gnu::visibility("hidden")]] TransactionRunner {
  private:
   using Step = Transaction::Step;
   using Kind = Transaction::Kind;
-  struct Found {
-    PrefStatus status;  // kNotFound, kNotAKey
-    CAutoCFRelease<CFTypeRef> value;
-  };
+  using Found = FoundValue;
 
   PrefStatus CarryOut(const Step& step);
   // The entry of a name below a path.

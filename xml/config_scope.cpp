@@ -237,6 +237,8 @@ bool ConfigScope::Save() {
   if (!path || !Print(content)) return false;
   // What others put into the document could make a file that nobody can read.
   if (known().is_handed_out && !CheckDocument(content.c_str(), nullptr)) return false;
+  const host::FilePlace place = host::FindPlace(*path, host::Links::kAny);
+  if (!place) return false;
   host::KeptFile kept;
   bool is_readable = true;
   if (known().is_not_the_file) {
@@ -245,19 +247,19 @@ bool ConfigScope::Save() {
     if (error == EISDIR || error == EINVAL) return false;
     is_readable = error == 0 || error == ENOENT;
     if (!is_readable) {
-      kept = host::KeepUnreadBeside(*path, kDiscarded);
+      kept = host::KeepUnreadBeside(place, kDiscarded);
     } else if (!old.empty()) {
-      kept = host::KeepBeside(*path, old, host::Flush::kToDisk, kDiscarded);
+      kept = host::KeepBeside(place, old, host::Flush::kToDisk, kDiscarded);
     }
     if (kept.error != 0) return false;
   }
   const host::ReplaceResult result =
-      is_readable ? Replace(*path, content) : host::SupersedeFile(*path, content);
+      is_readable ? Replace(*path, content) : host::SupersedeFile(place, content);
   // A file that took its place and could not be flushed is the document's all the same.
   if (result.wrote || result.error == 0) {
     known().is_not_the_file = false;
   } else {
-    host::PutBack(kept, *path);
+    host::PutBack(kept, place);
   }
   if (result.error != 0) return false;
   known().is_changed = false;

@@ -7,10 +7,10 @@
 #include <string_view>
 #include <utility>
 
-#include "platform/carbon/errno_status.h"
 #include "platform/core_foundation/dictionary.h"
+#include "platform/carbon/errno_status.h"
 #include "platform/core_foundation/number.h"
-#include "platform/core_foundation/property_list.h"
+#include "platform/core_foundation/property_list_equality.h"
 
 namespace orvik {
 
@@ -32,9 +32,8 @@ std::size_t HashOf(std::string_view bytes) {
 
 }  // namespace
 
-PreferenceDomain::PreferenceDomain(std::string file, host::Flush flush)
+PreferenceDomain::PreferenceDomain(std::string file)
     : file_(std::move(file)),
-      flush_(flush),
       saved_(NSDictionary::Create()),
       changes_(NSDictionary::Create()),
       removals_(NSDictionary::Create()) {}
@@ -46,42 +45,26 @@ bool PreferenceDomain::IsAsSeen() const {
 }
 
 void PreferenceDomain::Refresh() {
-  if (!IsAsSeen()) Load();
+  if (IsAsSeen()) return;
+  PropertyListFile file(file_);
+  file.Read(kCFPropertyListMutableContainers);
+  Take(file);
 }
 
-void PreferenceDomain::Load() {
-  std::string bytes;
-  host::FileIdentity identity;
-  read_error_ = host::ReadWholeFile(file_, &bytes, &identity);
-  const bool was_read =
-      is_loaded_ && (contents_ == Contents::kEntries || contents_ == Contents::kDamaged);
-  is_loaded_ = read_error_ == 0 || read_error_ == ENOENT;
-  seen_ = identity;
-  if (read_error_ != 0) {
-    contents_ = read_error_ == ENOENT ? Contents::kMissing : Contents::kUnreadable;
+void PreferenceDomain::Take(const PropertyListFile& file) {
+  using Contents = PropertyListFile::Contents;
+  is_loaded_ = file.contents() != Contents::kUnreadable;
+  seen_ = file.identity();
+  is_distinct_ = seen_.exists && Now() - seen_.modified > kClockStep;
+  const std::size_t hash = file.bytes() == nullptr ? 0 : HashOf(file.bytes()->View());
+  if (file.contents() != Contents::kEntries) {
     saved_.reset(NSDictionary::Create());
-    return;
+  } else if (bytes_hash_ != hash || !has_entries_) {
+    saved_.reset(static_cast<NSDictionary*>(
+        const_cast<NSObject*>(static_cast<const NSObject*>(CFRetain(file.root())))));
   }
-  is_distinct_ = Now() - identity.modified > kClockStep;
-  const std::size_t hash = HashOf(bytes);
-  if (was_read && hash == bytes_hash_) return;
+  has_entries_ = file.contents() == Contents::kEntries;
   bytes_hash_ = hash;
-  Parse(std::move(bytes));
-}
-
-void PreferenceDomain::Parse(std::string bytes) {
-  const NSData* data = NSData::Create(std::move(bytes));
-  const auto* root = static_cast<const NSObject*>(CFPropertyListCreateFromXMLData(
-      kCFAllocatorDefault, data, kCFPropertyListMutableContainers, nullptr));
-  data->release();
-  if (root != nullptr && CFGetTypeID(root) == CFDictionaryGetTypeID()) {
-    contents_ = Contents::kEntries;
-    saved_.reset(static_cast<NSDictionary*>(const_cast<NSObject*>(root)));
-  } else {
-    CFRelease(root);
-    contents_ = Contents::kDamaged;
-    saved_.reset(NSDictionary::Create());
-  }
 }
 
 const NSObject* PreferenceDomain::Value(const NSString* key) const {
@@ -118,50 +101,50 @@ void PreferenceDomain::DropChanges() {
   removals_->removeAllObjects();
 }
 
-OSStatus PreferenceDomain::Save() {
-  Refresh();
-  if (contents_ == Contents::kUnreadable) return host::StatusFromErrno(read_error_);
-  bool removes = false;
+// False when every entry has its value already.
+bool PreferenceDomain::ApplyChanges() {
+  bool changes = false;
   for (const auto& entry : removals_->Entries()) {
     if (entry.key == nullptr || saved_->objectForKey(entry.key) == nullptr) continue;
     saved_->removeObjectForKey(entry.key);
-    removes = true;
+    changes = true;
   }
-  if (!removes && changes_->count() == 0) {
-    DropChanges();
-    return noErr;
+  for (const auto& entry : changes_->Entries()) {
+    if (entry.key == nullptr || IsSameValue(saved_->objectForKey(entry.key), entry.value)) {
+      continue;
+    }
+    saved_->setObject(entry.value, entry.key);
+    changes = true;
   }
-  host::KeptFile kept;
-  if (contents_ == Contents::kDamaged) {
-    if (const int error = KeepDamagedFile(&kept)) return host::StatusFromErrno(error);
-  }
-  // Until the file is written the entries here are not the ones in it.
-  is_loaded_ = false;
-  for (const auto& entry : changes_->Entries()) saved_->setObject(entry.value, entry.key);
-  const CFDataRef bytes = CFPropertyListCreateXMLData(kCFAllocatorDefault, saved_.get());
-  if (bytes == nullptr) return paramErr;
-  const host::ReplaceResult result = host::ReplaceFile(file_, bytes->View(), flush_);
-  const std::size_t hash = HashOf(bytes->View());
-  CFRelease(bytes);
-  if (result.error != 0) {
-    host::PutBack(kept, file_);
-    return host::StatusFromErrno(result.error);
-  }
-  contents_ = Contents::kEntries;
-  seen_ = result.identity;
-  bytes_hash_ = hash;
-  is_loaded_ = true;
-  // A file that was put in place has a time of its own.
-  is_distinct_ = result.wrote || Now() - seen_.modified > kClockStep;
-  DropChanges();
-  return noErr;
+  return changes;
 }
 
-int PreferenceDomain::KeepDamagedFile(host::KeptFile* kept) const {
-  std::string bytes;
-  if (const int error = host::ReadWholeFile(file_, &bytes)) return error;
-  if (!bytes.empty()) *kept = host::KeepBeside(file_, bytes, flush_);
-  return kept->error;
+int PreferenceDomain::Save(PropertyListFile& file) {
+  using Contents = PropertyListFile::Contents;
+  if (file.Read(kCFPropertyListMutableContainers) == Contents::kUnreadable) return file.error();
+  Take(file);
+  if (!ApplyChanges()) {
+    const int error = file.Flush();
+    if (error == 0) DropChanges();
+    return error;
+  }
+  const bool is_damaged =
+      file.contents() == Contents::kDamaged || file.contents() == Contents::kNotDictionary;
+  // Until the file is written the entries here are not the ones in it.
+  is_loaded_ = false;
+  has_entries_ = false;
+  if (is_damaged && CFDataGetLength(file.bytes()) > 0) {
+    if (const int error = file.KeepAside()) return error;
+  }
+  if (const int error = file.Save(saved_.get())) return error;
+  has_entries_ = true;
+  bytes_hash_ = 0;
+  seen_ = file.identity();
+  is_loaded_ = true;
+  // A file that was put in place has a time of its own.
+  is_distinct_ = file.wrote() || Now() - seen_.modified > kClockStep;
+  DropChanges();
+  return 0;
 }
 
 }  // namespace orvik

@@ -3,18 +3,16 @@
 
 #include <string>
 
-#include "host/file_identity.h"
-#include "host/keep_beside.h"
-#include "host/replace_file.h"
 #include "platform/core_foundation/base.h"
 #include "platform/core_foundation/owned.h"
+#include "platform/core_foundation/property_list_file.h"
 #include "platform/foundation/dictionary.h"
 
 namespace orvik {
 
 class PreferenceDomain {
  public:
-  PreferenceDomain(std::string file, host::Flush flush);
+  explicit PreferenceDomain(std::string file);
 
   // Reads the file when it is not the one that was read before.
   void Refresh();
@@ -30,28 +28,24 @@ class PreferenceDomain {
   bool has_changes() const { return changes_->count() + removals_->count() > 0; }
   void DropChanges();
 
-  // Puts the changes into what the file holds now: 0 or a status, after which they are kept. To be
-  // called with the folder of the file locked.
-  OSStatus Save();
+  // Puts the changes into what the locked file of this domain holds now: 0 or an error number,
+  // after which they are kept. EINVAL: the entries are no property list. Nothing is written when
+  // every entry has its value already.
+  int Save(PropertyListFile& file);
 
  private:
   using Dictionary = Owned<NSDictionary>;
 
-  enum class Contents { kMissing, kEntries, kDamaged, kUnreadable };
-
   bool IsAsSeen() const;
-  void Load();
-  void Parse(std::string bytes);
-  int KeepDamagedFile(host::KeptFile* kept) const;
+  void Take(const PropertyListFile& file);
+  bool ApplyChanges();
 
   std::string file_;
-  host::Flush flush_;
 
-  Contents contents_ = Contents::kMissing;
-  int read_error_ = 0;
-  Dictionary saved_;  // never null; empty unless contents_ is kEntries
+  Dictionary saved_;  // never null; empty unless the file holds entries
   host::FileIdentity seen_;
   bool is_loaded_ = false;
+  bool has_entries_ = false;
   // Whether another file of the same identity can be ruled out.
   bool is_distinct_ = false;
   std::size_t bytes_hash_ = 0;

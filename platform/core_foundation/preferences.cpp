@@ -7,14 +7,13 @@
 #include <optional>
 #include <string_view>
 
+#include "host/file_names.h"
+#include "host/system_root.h"
+#include "platform/carbon/errno_status.h"
 #include "platform/carbon/processes.h"
 #include "platform/core_foundation/bundle.h"
 #include "platform/core_foundation/preference_domain.h"
 #include "platform/core_foundation/string.h"
-#include "platform/carbon/errno_status.h"
-#include "host/file_lock.h"
-#include "host/file_names.h"
-#include "host/system_root.h"
 
 namespace orvik {
 
@@ -26,9 +25,6 @@ const CFStringRef kCFPreferencesCurrentApplication = CFSTR(u"kCFPreferencesCurre
 const CFStringRef kCFPreferencesAnyApplication = CFSTR(u"kCFPreferencesAnyApplication");
 
 namespace {
-
-// Longer than any save takes; a holder that was stopped does not stop everybody.
-constexpr int kLockMilliseconds = 30'000;
 
 bool Is(CFStringRef text, CFStringRef constant) {
   return text != nullptr && CFEqual(text, constant);
@@ -56,12 +52,27 @@ std::optional<std::string> DomainName(CFStringRef domain) {
   const std::u16string units = domain->ToUnits();
   std::optional<std::string> name = host::FileNameToBytes(units);
   if (!name || name->size() > kPreferencesMaximumDomainBytes) return std::nullopt;
-  if (host::FileNameFromBytes(*name) != units) return std::nullopt;  // a lone surrogate
+  // Lone surrogates stand for bytes that are no UTF-8; two of them can mean the same name.
+  for (std::size_t i = 0; i < units.size(); ++i) {
+    const bool is_pair =
+        i + 1 < units.size() && (units[i] & 0xFC00) == 0xD800 && (units[i + 1] & 0xFC00) == 0xDC00;
+    if (is_pair) {
+      ++i;
+    } else if ((units[i] & 0xF800) == 0xD800) {
+      return std::nullopt;
+    }
+  }
+  // The lock record of a domain, ".<domain>.lock.plist" in the end, needs a name, too.
+  constexpr std::size_t kLongestName = 255 - (sizeof "..lock.plist" - 1);
   std::string_view rest = *name;
   for (std::size_t slash = 0; slash != std::string_view::npos;) {
     slash = rest.find('/');
     const std::string_view component = rest.substr(0, slash);
     if (component.empty() || component == "." || component == "..") return std::nullopt;
+    const bool is_lock = slash == std::string_view::npos && component.ends_with(".lock");
+    if (component.size() > (is_lock ? kLongestName + sizeof ".lock" - 1 : kLongestName)) {
+      return std::nullopt;
+    }
     if (slash != std::string_view::npos) rest.remove_prefix(slash + 1);
   }
   return name;
@@ -103,18 +114,20 @@ std::mutex& Guard() {
 // Never destroyed, so that it serves until the very end.
 PreferenceDomain& DomainOf(const std::string& file) {
   static auto& domains = *new std::map<std::string, PreferenceDomain>;
-  const auto flush = file.ends_with(".lock.plist") ? host::Flush::kNone : host::Flush::kToDisk;
-  return domains.try_emplace(file, file, flush).first->second;
+  return domains.try_emplace(file, file).first->second;
 }
 
 // Saves what waits. With the guard not held.
-OSStatus SaveChanges(const std::string& file) {
-  const std::string folder = host::PreferencesLockPath(file);
-  if (folder.empty()) return dirNFErr;
-  const host::FileLock lock = host::FileLock::Take(folder, kLockMilliseconds);
-  if (!lock) return host::StatusFromErrno(lock.error());
-  const std::lock_guard guard(Guard());
-  return DomainOf(file).Save();
+OSStatus SaveChanges(const std::string& path) {
+  // What a record of a lock says does not outlive a restart of the machine.
+  PropertyListFile file(path,
+                        path.ends_with(".lock.plist") ? host::Flush::kNone : host::Flush::kToDisk);
+  int error = file.Lock(PropertyListFile::Folder::kMake);
+  if (error == 0) {
+    const std::lock_guard guard(Guard());
+    error = DomainOf(path).Save(file);
+  }
+  return host::StatusFromErrno(error);
 }
 
 }  // namespace
@@ -203,13 +216,6 @@ OSStatus PreferencesSynchronize(CFStringRef domain, CFStringRef user, CFStringRe
 
 std::string PreferencesFile(CFStringRef domain, CFStringRef user, CFStringRef host) {
   return FileBehind(domain, user, host);
-}
-
-std::string PreferencesLockPath(const std::string& file) {
-  const std::size_t slash = file.rfind('/');
-  if (slash == std::string::npos || slash == 0) return {};
-  const std::string folder = file.substr(0, slash);
-  return MakeFolders(folder) == 0 ? folder : std::string();
 }
 
 }  // namespace host

@@ -9,20 +9,21 @@
 // Any other user or host, and a refused domain, has no file: nothing is found, set or saved. A
 // domain is refused that is empty, longer than 1,023 bytes of UTF-8, holds NUL or a lone surrogate,
 // or whose name would leave the folder or change with the way it is spelled (a leading or trailing
-// "/", or an empty, "." or ".." component).
+// "/", or an empty, "." or ".." component), or a component of which is longer than 243 bytes (248
+// with the ending ".lock"): then no file name of its own is left for it.
 //
 // Values of any user are saved as they are set. Values of the current user wait in memory until
 // CFPreferencesSynchronize, which, under a kernel lock of the folder, puts the entries set or
 // removed here into what the file holds by then and leaves all others as other processes saved
-// them. A file that somebody else replaced is noticed at the next call of any kind; an unchanged
-// one is not read again, and nothing is written that is there already.
+// them (property_list_file.h). A file that somebody else replaced is noticed at the next call of
+// any kind; an unchanged one is not read again, and nothing is written that is there already.
 //
 // Files are XML, written as host/replace_file.h does and flushed to disk; a domain that ends in
 // ".lock" is not flushed, because what it says does not outlive a restart of the machine. A file
 // that is no property list of entries reads as empty and is kept beside the first one that is saved
 // over it, as "<file>.damaged" (unless it is empty); one that cannot be read is never saved over.
 //
-// Calls may come from several threads.
+// Calls may come from several threads: a mutex guards what is kept in memory.
 #pragma once
 
 #include <string>
@@ -76,11 +77,6 @@ OSStatus PreferencesSynchronize(CFStringRef domain, CFStringRef user, CFStringRe
 
 // The path (bytes) of the file behind a domain, whether or not it exists; "" when there is none.
 std::string PreferencesFile(CFStringRef domain, CFStringRef user, CFStringRef host);
-
-// What to lock (host/file_lock.h) to keep CFPreferencesSynchronize and CFPreferencesSetValue of
-// other threads and processes from changing that file: its folder, made when missing. The calls may
-// be made by the thread that holds the lock. "" when the folder cannot be made.
-std::string PreferencesLockPath(const std::string& file);
 
 }  // namespace host
 

@@ -8,6 +8,7 @@
 #include <stdarg.h>
 #include <stdio.h>
 #include <sys/stat.h>
+#include <sys/syscall.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -158,6 +159,8 @@ int FaultAllocate(int file, int mode, off64_t at, off64_t size) __asm__("falloca
 int FaultFsync(int file) __asm__("fsync");
 int FaultSyncfs(int file) __asm__("syncfs");
 int FaultFlock(int file, int operation) __asm__("flock");
+int FaultFcntl(int file, int command, ...) __asm__("fcntl64");
+long FaultSyscall(long number, ...) __asm__("syscall");
 int FaultRename(const char* from, const char* to) __asm__("rename");
 int FaultRenameAt(int from, const char* from_name, int to, const char* to_name) __asm__("renameat");
 int FaultRenameAt2(int from, const char* from_name, int to, const char* to_name,
@@ -254,6 +257,25 @@ int FaultSyncfs(int file) {
 int FaultFlock(int file, int operation) {
   return Pass(Call::kLock, "flock", file, operation);
 }
+int FaultFcntl(int file, int command, ...) {
+  va_list arguments;
+  va_start(arguments, command);
+  void* const argument = va_arg(arguments, void*);
+  va_end(arguments);
+  if (command == F_OFD_SETLK && ArmedPlan() != nullptr && Fails(Call::kLock)) return -1;
+  return Next<int(int, int, ...)>("fcntl64")(file, command, argument);
+}
+// What has no function of its own in the C library.
+long FaultSyscall(long number, ...) {
+  va_list arguments;
+  va_start(arguments, number);
+  long values[6];
+  for (long& value : values) value = va_arg(arguments, long);
+  va_end(arguments);
+  if (number == SYS_openat2 && ArmedPlan() != nullptr && Fails(Call::kOpen)) return -1;
+  return Next<long(long, ...)>("syscall")(number, values[0], values[1], values[2], values[3],
+                                          values[4], values[5]);
+}
 
 int FaultRename(const char* from, const char* to) {
   return Pass(Call::kRename, "rename", from, to);
@@ -316,6 +338,7 @@ void* FaultRealloc(void* block, size_t size) {
 // libstdc++ and others call these by their other names.
 int FaultOpen32(const char*, int, ...) __asm__("open") __attribute__((alias("open64")));
 int FaultOpenAt32(int, const char*, int, ...) __asm__("openat") __attribute__((alias("openat64")));
+int FaultFcntl32(int, int, ...) __asm__("fcntl") __attribute__((alias("fcntl64")));
 FILE* FaultFopen32(const char*, const char*) __asm__("fopen") __attribute__((alias("fopen64")));
 
 }  // extern "C"

@@ -115,7 +115,7 @@ OperationTable Operations() {
   moved.steps = Steps::kAlways;
   moved.also = IsWhole;
   moved.fault = FaultOfMove;
-  moved.leftovers = {"root/.to.orvik-[0-3]/*"};
+  moved.leftovers = {"root/.to.orvik-*/*"};
   moved.repeats = false;  // what is there is not replaced
   Operation& moved_file = add("file move to another volume", MakeSource, [] {
     return FromBool(MoveFile(Wide(InHome("/source")), Wide(InRoot("/target"))));

@@ -96,14 +96,16 @@ std::string ContentOf(const fs::path& path, fs::perms mode) {
   return content;
 }
 
-// The record of the shared lock is told apart: the next one to take it tells whether it was sound.
+// The record of the shared lock and the file of a folder's lock are left out: the next one to take
+// them shows whether they were sound.
 Snapshot Take() {
   Snapshot snapshot;
   for (const auto& entry : fs::recursive_directory_iterator(stage)) {
     const std::string path = entry.path().string().substr(stage.size() + 1);
     if (entry.is_symlink()) {
       snapshot[path] = "link to " + fs::read_symlink(entry.path()).string();
-    } else if (entry.is_regular_file() && !path.ends_with(".lock.plist")) {
+    } else if (entry.is_regular_file() && !path.ends_with(".lock.plist") &&
+               !path.ends_with("/.orvik.lock")) {
       const fs::perms permissions = entry.status().permissions();
       char mode[8];
       snprintf(mode, sizeof mode, "%04o ", static_cast<unsigned>(permissions));

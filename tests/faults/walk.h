@@ -37,7 +37,7 @@ struct Operation {
 
   Steps steps = Steps::kNone;
   // Patterns of files that stay when the process is killed, or a removal fails, until the next run.
-  std::vector<std::string> leftovers = {"*/.*.orvik-[0-3]"};
+  std::vector<std::string> leftovers = {"*/.*.orvik-*"};
   // Other sound states of a file (null: it is missing), told in their own way.
   std::function<bool(const std::string& path, const std::string* content)> also = {};
   // What is wrong with the files as a whole; "" for nothing.

@@ -6,10 +6,10 @@
 #include <thread>
 
 #include "host/file_identity.h"
-#include "host/file_lock.h"
 #include "platform/carbon/errno_status.h"
 #include "platform/core_foundation/number.h"
 #include "platform/core_foundation/owned.h"
+#include "platform/core_foundation/property_list_file.h"
 #include "platform/core_foundation/string.h"
 #include "platform/foundation/autorelease_pool.h"
 #include "tests/support/test_environment.h"
@@ -58,10 +58,10 @@ TEST_F(CFPreferencesTest, KnowsTheFilesAndRefusesDomainsThatNameNone) {
   EXPECT_TRUE(PreferencesFile(kCFPreferencesCurrentApplication, kCFPreferencesCurrentUser,
                               kCFPreferencesAnyHost)
                   .ends_with("Preferences/orvik_platform_tests.plist"));
-  const std::u16string long_name(1024, u'n'), long_in_bytes(512, u'\u00e9');
-  const std::u16string_view refused[] = {u"",        {u"a\0b", 3}, u"/a",        u"..",
-                                         u"../a",    u"a/../b",    u"a/",        u"a//b",
-                                         u"\xD800x", long_name,    long_in_bytes};
+  const std::u16string long_name(244, u'n'), long_in_bytes(122, u'\u00e9');
+  const std::u16string_view refused[] = {u"",        {u"a\0b", 3}, u"/a",     u"..",
+                                         u"../a",    u"a/../b",    u"a/",     u"a//b",
+                                         u"\xD800x", u"\xDC80",    long_name, long_in_bytes};
   for (const std::u16string_view name : refused) {
     EXPECT_EQ(PreferencesFile(CFSTR(name), kCFPreferencesCurrentUser, kCFPreferencesAnyHost), "");
     EXPECT_EQ(host::PreferencesSetValue(CFSTR(u"k"), CFSTR(u"v"), CFSTR(name),
@@ -184,7 +184,8 @@ TEST_F(CFPreferencesTest, KeepsTheEntriesOfEveryProcessAndThread) {
 }
 
 TEST_F(CFPreferencesTest, TheThreadThatHoldsTheFoldersLockMaySynchronize) {
-  const host::FileLock lock = host::FileLock::Take(host::PreferencesLockPath(file_.string()));
+  PropertyListFile file(file_);
+  ASSERT_EQ(file.Lock(PropertyListFile::Folder::kMake), 0);
   Set(u"a", u"1");
   EXPECT_TRUE(Synchronize());
 }

@@ -22,8 +22,16 @@ TEST(Scope, RemapsOntoSharedAndMachine) {
   }
 }
 
+CAtlString Repeated(const CAtlString& text, int count) {
+  CAtlString result;
+  for (int i = 0; i < count; ++i) {
+    result += text;
+  }
+  return result;
+}
+
 TEST(Scope, DomainsThatCannotNameAFileAreRefused) {
-  const CAtlString longest(u'x', 1023);
+  const CAtlString longest(u'x', 243);
   for (const CAtlString& domain : {CAtlString(u"com.orviktech.Registry"), CAtlString(u".hidden"),
                                    CAtlString(u"a..b"), longest}) {
     EXPECT_TRUE(IsUsableDomain(domain)) << testing::PrintToString(domain.View());
@@ -31,7 +39,9 @@ TEST(Scope, DomainsThatCannotNameAFileAreRefused) {
   for (const CAtlString& domain :
        {CAtlString(), CAtlString(u"/etc/x"), CAtlString(u".."), CAtlString(u"../x"),
         CAtlString(u"a/../../x"), CAtlString(u"a//b"), CAtlString(u"a\0b", 3),
-        CAtlString(u'x', 1024), CAtlString(u'\u00e9', 512), CAtlString(u'\xd800', 1)}) {
+        CAtlString(u'x', 244), CAtlString(u'\u00e9', 122), CAtlString(u'\xd800', 1),
+        CAtlString(u"a\xdc80"), CAtlString(u"a\\b"), CAtlString(u"a/") + CAtlString(u'x', 244),
+        Repeated(u"abcdefghi/", 102) + u"abcd"}) {
     EXPECT_FALSE(IsUsableDomain(domain)) << testing::PrintToString(domain.View());
   }
   EXPECT_TRUE(EffectiveDomain(0, longest).usable());

@@ -1,7 +1,6 @@
 #include "prefs/shared_preference_file.h"
 
 #include "prefs/platform_values.h"
-#include "prefs/preference_file.h"
 #include "prefs/preferences.h"
 #include "tests/prefs/store_fixture.h"
 
@@ -23,8 +22,7 @@ class SharedPreferenceFileTest : public StoreTest {
 };
 
 TEST_F(SharedPreferenceFileTest, LiesBelowTheSharedUserFolder) {
-  EXPECT_EQ(PreferenceFile(CAutoCFRelease<CFURLRef>(LibPref_CopySharedCFURLRef(domain_))).path(),
-            SharedFile());
+  EXPECT_EQ(SharedPreferenceFilePath(domain_), SharedFile());
   const auto refused = PlatformString(CAtlString(u'x', 1024));
   EXPECT_EQ(LibPref_CopySharedCFURLRef(refused), nullptr);
   EXPECT_EQ(SharedPropertyList(refused), nullptr);

@@ -42,13 +42,16 @@ int Context::Fail(const PrefStatus& status, const std::string& what, bool writin
       hint = "; orvikprefs repair keeps a copy of it and saves what can be read";
       break;
     case PrefError::kUnreadable:
-      exit = PrefStatusFromSave(status.system_status).error == PrefError::kNotPermitted
-                 ? kNotPermitted
-                 : kDamagedFile;
+      exit = status.error_number == EACCES ? kNotPermitted : kDamagedFile;
       break;
     case PrefError::kIsAKey:
     case PrefError::kKeyNotEmpty:
       exit = kConditionNotMet;
+      break;
+    case PrefError::kTooLarge:
+    case PrefError::kForeignLink:
+    case PrefError::kInTheWay:
+      exit = writing ? kNotSaved : kDamagedFile;
       break;
     default:
       break;

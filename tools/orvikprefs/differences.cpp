@@ -1,6 +1,6 @@
 #include "tools/orvikprefs/differences.h"
 
-#include "prefs/same_value.h"
+#include "platform/core_foundation/property_list_equality.h"
 #include "tools/orvikprefs/text.h"
 
 namespace orvik::prefstool {

@@ -6,8 +6,8 @@
 #include <cstring>
 #include <iostream>
 
+#include "platform/core_foundation/property_list_equality.h"
 #include "prefs/reporting.h"
-#include "prefs/same_value.h"
 #include "prefs/transaction.h"
 #include "tools/orvikprefs/commands.h"
 #include "tools/orvikprefs/files.h"

@@ -1,6 +1,6 @@
 #include "tools/orvikprefs/tree_changes.h"
 
-#include "prefs/same_value.h"
+#include "platform/core_foundation/property_list_equality.h"
 #include "tools/orvikprefs/values.h"
 
 namespace orvik::prefstool {

@@ -3,7 +3,7 @@
 
 #include "platform/core_foundation/base.h"
 
-namespace orvik {
+namespace [[gnu::visibility("default")]] orvik {
 
 // Stricter than CFEqual: an integer and a real of one value differ, so do 0.0 and -0.0, at any
 // depth; a real that is no number is the same as itself. Null is the same as null alone. In time

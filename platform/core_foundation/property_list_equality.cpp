@@ -1,4 +1,4 @@
-#include "prefs/same_value.h"
+#include "platform/core_foundation/property_list_equality.h"
 
 #include <bit>
 #include <cstdint>

@@ -1,0 +1,55 @@
+// The place of a file: its folder, held open, and the name in it.
+//
+// Everything that is done to a file through its place is done below the open folder, so nobody can
+// put another folder in its way between two steps.
+#pragma once
+
+#include <sys/stat.h>
+
+#include <string>
+
+#include "host/descriptor.h"
+
+namespace [[gnu::visibility("default")]] orvik {
+namespace host {
+
+struct FilePlace {
+  // 0, or the error number of the look-up. ENOENT: a folder on the way does not exist, or a
+  // symbolic link has no target whose folder exists.
+  int error = 0;
+  // What caused the error: a component of the path, or a link that may not be followed (EPERM).
+  std::string obstacle;
+
+  Descriptor folder;
+  struct stat folder_attributes = {};
+  std::string name;
+  std::string path;  // of the file, with the links at its end followed
+
+  explicit operator bool() const { return error == 0; }
+  std::string folder_path() const;
+};
+
+enum class Links {
+  kAny,      // every symbolic link is followed
+  kTrusted,  // only links of root and of the caller; others are EPERM
+};
+
+// Finds the place of the file that the path leads to. Links at its end are followed, whether or not
+// their target exists. The path is absolute or counts from the current folder.
+FilePlace FindPlace(const std::string& path, Links links);
+
+// The same for a change: links are trusted ones, and missing folders are made. A new folder has
+// mode 0777 less the umask; below a folder with the set-group bit that its group may write, the
+// group may write the new one, too. One that root makes below another user's folder becomes that
+// user's. Each is on disk before the next one is made in it.
+//
+// As root, a folder on the way that an unprivileged user could replace by another is logged, once
+// in each process.
+FilePlace MakePlace(const std::string& path);
+
+// What a new entry of a folder takes from it (see above): the owner, and the right of the group to
+// write. `entry` is open.
+void FollowFolder(int entry, const struct stat& folder);
+
+}  // namespace host
+}  // namespace orvik

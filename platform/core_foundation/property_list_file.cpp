@@ -1,0 +1,147 @@
+#include "platform/core_foundation/property_list_file.h"
+
+#include <fcntl.h>
+#include <syslog.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <utility>
+
+#include "host/staged_file.h"
+#include "host/system_log.h"
+
+namespace orvik {
+
+namespace {
+
+// A network volume answers ESTALE when another machine replaced the file between two steps.
+constexpr int kStaleTries = 3;
+// What is written in place starts with room for longer values.
+constexpr std::size_t kRoomInPlace = 512;
+
+void LogRefusal(const std::string& link) {
+  host::SystemLog(LOG_WARNING, "Link of another user is not followed: \"" + link + "\"");
+}
+
+Owned<const NSData> XmlOf(CFPropertyListRef root) {
+  return Owned<const NSData>(
+      root == nullptr ? nullptr : CFPropertyListCreateXMLData(kCFAllocatorDefault, root));
+}
+
+}  // namespace
+
+PropertyListFile::PropertyListFile(std::string path, host::Flush flush)
+    : path_(std::move(path)), flush_(flush) {}
+
+PropertyListFile::~PropertyListFile() {
+  if (!kept_.path.empty()) host::PutBack(kept_, place_);
+}
+
+int PropertyListFile::Lock(Folder folder, int milliseconds) {
+  if (path_.empty()) return EINVAL;
+  place_ = folder == Folder::kMake ? host::MakePlace(path_)
+                                   : host::FindPlace(path_, host::Links::kTrusted);
+  if (place_.error == EPERM) LogRefusal(place_.obstacle);
+  if (!place_) return place_.error;
+  lock_ = host::FolderLock::Take(place_.folder.get(), place_.folder_attributes, milliseconds);
+  return lock_.error();
+}
+
+PropertyListFile::Contents PropertyListFile::Read(CFPropertyListMutabilityOptions mutability) {
+  root_.reset();
+  bytes_.reset();
+  std::string bytes;
+  for (int tries = 1;; ++tries) {
+    if (!is_locked() && !path_.empty()) place_ = host::FindPlace(path_, host::Links::kAny);
+    error_ = path_.empty() ? ENOENT : place_.error;
+    if (error_ == 0) {
+      error_ = host::ReadWholeFile(place_, kPropertyListMaximumFileSize, &bytes, &opened_);
+    }
+    if (error_ != ESTALE || tries == kStaleTries) break;
+  }
+  if (error_ != 0) {
+    opened_ = {};
+    contents_ = error_ == ENOENT ? Contents::kMissing : Contents::kUnreadable;
+    return contents_;
+  }
+  bytes_.reset(NSData::Create(std::move(bytes)));
+  root_.reset(static_cast<const NSObject*>(
+      CFPropertyListCreateFromXMLData(kCFAllocatorDefault, bytes_.get(), mutability, nullptr)));
+  contents_ = !root_                                                ? Contents::kDamaged
+              : CFGetTypeID(root_.get()) == CFDictionaryGetTypeID() ? Contents::kEntries
+                                                                    : Contents::kNotDictionary;
+  return contents_;
+}
+
+int PropertyListFile::KeepAside() {
+  if (bytes_) {
+    kept_ = host::KeepBeside(place_, bytes_->View(), flush_);
+    return kept_.error;
+  }
+  if (error_ != EACCES) return error_;
+  kept_ = host::KeepUnreadBeside(place_);
+  return kept_.error == 0 ? 0 : error_;
+}
+
+int PropertyListFile::Save(CFPropertyListRef root) {
+  const Owned<const NSData> bytes = XmlOf(root);
+  if (!bytes) return EINVAL;
+  if (bytes_ && bytes->View() == bytes_->View()) return Flush();
+  return Replace(bytes->View());
+}
+
+int PropertyListFile::Replace(std::string_view bytes) {
+  if (!is_locked()) return place_.error != 0 ? place_.error : EINVAL;
+  const bool is_superseded = contents_ == Contents::kUnreadable && !kept_.path.empty();
+  if (contents_ == Contents::kUnreadable && !is_superseded) return error_;
+  const host::ReplaceResult result = is_superseded
+                                         ? host::SupersedeFile(place_, bytes)
+                                         : host::ReplaceFile(place_, bytes, flush_, opened_);
+  wrote_ = result.wrote;
+  if (result.wrote) {
+    // The old file is no longer there to be put back.
+    kept_ = {};
+    opened_.identity = result.identity;
+  }
+  return result.error;
+}
+
+int PropertyListFile::SaveInPlace(CFPropertyListRef root) {
+  const Owned<const NSData> xml = XmlOf(root);
+  if (!xml) return EINVAL;
+  std::string bytes(xml->View());
+  const std::size_t size = bytes_ ? static_cast<std::size_t>(bytes_->length()) : 0;
+  const bool fits = contents_ == Contents::kEntries && bytes.size() <= size;
+  bytes.resize(std::max({bytes.size(), size, kRoomInPlace}), '\n');
+  if (!fits) {
+    if (const int error = Replace(bytes)) return error;
+    bytes_.reset(NSData::Create(std::move(bytes)));
+    contents_ = Contents::kEntries;
+    return 0;
+  }
+  constexpr int kFlags = O_WRONLY | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC;
+  const host::Descriptor file(openat(place_.folder.get(), place_.name.c_str(), kFlags));
+  if (!file) return errno;
+  for (std::size_t done = 0; done < bytes.size();) {
+    const ssize_t count =
+        pwrite(file.get(), bytes.data() + done, bytes.size() - done, static_cast<off_t>(done));
+    if (count < 0 && errno != EINTR) return errno;
+    if (count > 0) done += static_cast<std::size_t>(count);
+  }
+  wrote_ = true;
+  bytes_.reset(NSData::Create(std::move(bytes)));
+  return 0;
+}
+
+int PropertyListFile::Flush() {
+  if (flush_ == host::Flush::kNone || !opened_.descriptor) return 0;
+  if (fsync(opened_.descriptor.get()) != 0) return errno;
+  return host::FlushFolderOf(place_);
+}
+
+int PropertyListFile::Remove() {
+  return unlinkat(place_.folder.get(), place_.name.c_str(), 0) == 0 ? 0 : errno;
+}
+
+}  // namespace orvik

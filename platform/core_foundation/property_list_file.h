@@ -1,0 +1,110 @@
+// A property-list file with top-level entries: looked up once, locked, read once, and replaced
+// whole. Preferences and the stores above the platform use it alike.
+//
+// Errors are error numbers of Linux. Only ENOENT means that the file is missing: everything else
+// that keeps it from being read (a file in place of a folder, a loop of links, a socket, ESTALE
+// from a network volume, EFBIG, no permission) makes it unreadable. Reading makes nothing.
+//
+// A change follows symbolic links only when they are root's or the caller's; any other one is EPERM
+// with its path in obstacle(), and is logged. Without a change all links are followed.
+//
+// An object serves one operation of one thread.
+#pragma once
+
+#include <string>
+
+#include "host/file_lock.h"
+#include "host/keep_beside.h"
+#include "host/replace_file.h"
+#include "platform/core_foundation/data.h"
+#include "platform/core_foundation/dictionary.h"
+#include "platform/core_foundation/owned.h"
+#include "platform/core_foundation/property_list.h"
+
+namespace [[gnu::visibility("default")]] orvik {
+
+// A longer file is EFBIG.
+inline constexpr std::size_t kPropertyListMaximumFileSize = std::size_t{512} << 20;
+
+class PropertyListFile {
+ public:
+  enum class Contents {
+    kMissing,
+    kUnreadable,
+    kDamaged,        // not a property list
+    kNotDictionary,  // a property list of another kind
+    kEntries,
+  };
+
+  // "" is a file that cannot be located: it is missing, and changing it is EINVAL.
+  explicit PropertyListFile(std::string path, host::Flush flush = host::Flush::kToDisk);
+  // Unless the new file was saved, one that was kept aside is put back.
+  ~PropertyListFile();
+  PropertyListFile(const PropertyListFile&) = delete;
+  PropertyListFile& operator=(const PropertyListFile&) = delete;
+
+  const std::string& path() const { return path_; }
+
+  // Opens the file's folder for a change and locks it to the end of the object's life, so that
+  // nobody else who uses this class changes a file of the folder (host/file_lock.h). Read comes
+  // afterwards. ENOENT: the folder is missing and not to be made. EWOULDBLOCK: another holds the
+  // lock for the whole wait.
+  enum class Folder { kFind, kMake };
+  int Lock(Folder folder, int milliseconds = kLockMilliseconds);
+  void Unlock() { lock_ = {}; }
+  bool is_locked() const { return lock_.held(); }
+
+  // Reads and parses the file.
+  Contents Read(CFPropertyListMutabilityOptions mutability);
+  // What the last Read found.
+  Contents contents() const { return contents_; }
+  int error() const { return error_; }                    // why it is kUnreadable
+  CFPropertyListRef root() const { return root_.get(); }  // null unless it is a property list
+  CFDataRef bytes() const { return bytes_.get(); }        // null when they could not be read
+  // Of the file that Read or Save left.
+  const host::FileIdentity& identity() const { return opened_.identity; }
+
+  // The path of what made Lock or Read fail, if it is another one than the file's; "" otherwise.
+  const std::string& obstacle() const { return place_.obstacle; }
+
+  // Keeps a file that is no property list of entries beside its place, so that Save can replace it
+  // (host/keep_beside.h). Of unreadable files only those are kept that the caller may not read;
+  // after any other error the file may be readable again, and the error is returned.
+  int KeepAside();
+  // Where KeepAside put it.
+  const std::string& kept_path() const { return kept_.path; }
+
+  // Makes the file hold the property list as XML: EINVAL when it cannot be written as one. A file
+  // with these very bytes is not written, only put on disk. Needs Lock and Read.
+  int Save(CFPropertyListRef root);
+  // The same by writing into the file, padded with line feeds to the size that it has, so that no
+  // room is needed. A file that is missing, too short or no property list of entries is replaced.
+  int SaveInPlace(CFPropertyListRef root);
+  bool wrote() const { return wrote_; }
+
+  // Puts the file that Read found on disk, with its name.
+  int Flush();
+
+  // Removes the file.
+  int Remove();
+
+  // Longer than any queue of changes takes; a holder that was stopped does not stop everybody.
+  static constexpr int kLockMilliseconds = 10'000;
+
+ private:
+  int Replace(std::string_view bytes);
+
+  std::string path_;
+  host::Flush flush_;
+  host::FilePlace place_;
+  host::FolderLock lock_;
+  host::OpenedFile opened_;
+  host::KeptFile kept_;
+  bool wrote_ = false;
+  Contents contents_ = Contents::kMissing;
+  int error_ = 0;
+  Owned<const NSData> bytes_;
+  Owned<const NSObject> root_;
+};
+
+}  // namespace orvik

@@ -1,0 +1,127 @@
+#include "prefs/lock_record.h"
+
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstdint>
+#include <optional>
+
+#include "host/process_start.h"
+#include "platform/carbon/errno_status.h"
+#include "platform/carbon/processes.h"
+#include "platform/core_foundation/preferences.h"
+#include "prefs/file_domain_store.h"
+#include "prefs/platform_values.h"
+#include "prefs/value_conversion.h"
+
+namespace orvik {
+
+namespace {
+
+const char16_t kLock[] = u"lock";
+const char16_t kProcess[] = u"process";
+const char16_t kPid[] = u"pid";
+
+std::string FileOfRecord(const CAtlString& domain) {
+  const EffectiveDomain record(kUserScope, domain + u".lock");
+  return record.usable() ? FileOfDomain(record) : std::string();
+}
+
+struct OwnProcess {
+  int pid = 0;
+  CAtlString name;
+};
+
+// Looked up once in each process and thread.
+const OwnProcess& Own() {
+  thread_local OwnProcess own;
+  if (own.pid != getpid()) {
+    own.name = NameOfProcess(getpid());
+    own.pid = getpid();
+  }
+  return own;
+}
+
+// A record that was saved before its process was started is that of an earlier process with the
+// same id and name, as the only process of a container has.
+bool WasSavedBefore(const host::FileIdentity& file, int pid) {
+  // The clock of files lags behind by one step of the kernel's timer; some volumes keep no part of
+  // a second, or only every other one.
+  constexpr std::int64_t kStep = 50'000'000, kSecond = 1'000'000'000;
+  const std::optional<std::int64_t> start = host::StartTime(pid);
+  const std::int64_t latest = file.modified + (file.modified % kSecond == 0 ? 2 * kSecond : kStep);
+  return start && file.exists && latest < *start;
+}
+
+}  // namespace
+
+CAtlString NameOfProcess(int pid) {
+  ProcessSerialNumber process{};
+  CFStringRef name = nullptr;
+  if (GetProcessForPID(pid, &process) != noErr || CopyProcessName(&process, &name) != noErr) {
+    return {};
+  }
+  const CAutoCFRelease<CFStringRef> owned(name);
+  return CAtlString(name);
+}
+
+LockRecord::LockRecord(const CAtlString& domain)
+    : file_(FileOfRecord(domain), host::Flush::kNone) {}
+
+bool LockRecord::Lock(PropertyListFile::Folder folder) {
+  return file_.Lock(folder) != EWOULDBLOCK;
+}
+
+void LockRecord::Read() {
+  const bool has_entries =
+      file_.Read(kCFPropertyListMutableContainers) == PropertyListFile::Contents::kEntries;
+  entries_.Attach(has_entries ? AsMutable(CFRetain(file_.root())) : nullptr);
+}
+
+CFTypeRef LockRecord::Value(const char16_t* name) const {
+  return entries_ ? CFDictionaryGetValue(entries_, PlatformString(name)) : nullptr;
+}
+
+int LockRecord::lock() const {
+  return IntOfValue(Value(kLock)).value_or(0);
+}
+
+CAtlString LockRecord::process() const {
+  return TextOfValue(Value(kProcess)).value_or(CAtlString());
+}
+
+int LockRecord::pid() const {
+  return IntOfValue(Value(kPid)).value_or(-1);
+}
+
+bool LockRecord::IsHeld() const {
+  ProcessSerialNumber process{};
+  return lock() != 0 && pid() != -1 && GetProcessForPID(pid(), &process) == noErr &&
+         NameOfProcess(pid()).Compare(this->process()) == 0 && !WasSavedBefore(identity(), pid());
+}
+
+void LockRecord::Take() {
+  Save(1, Own().name, PlatformNumber(getpid()));
+}
+
+void LockRecord::Release() {
+  if (Save(0, CAtlString(), nullptr) != 0) {
+    file_.Remove();
+  }
+}
+
+int LockRecord::Save(int lock, const CAtlString& process, CFTypeRef pid) {
+  if (!entries_) {
+    entries_ = NewDictionary();
+  }
+  CFDictionarySetValue(entries_, PlatformString(kLock), PlatformNumber(lock));
+  CFDictionarySetValue(entries_, PlatformString(kProcess), PlatformString(process));
+  if (pid != nullptr) {
+    CFDictionarySetValue(entries_, PlatformString(kPid), pid);
+  } else {
+    CFDictionaryRemoveValue(entries_, PlatformString(kPid));
+  }
+  return file_.SaveInPlace(entries_);
+}
+
+}  // namespace orvik

@@ -1,0 +1,48 @@
+// The record of shared_lock.h in its file.
+#pragma once
+
+#include <string>
+
+#include "platform/core_foundation/property_list_file.h"
+#include "prefs/auto_release.h"
+#include "strings/atl_string.h"
+
+namespace orvik {
+
+class LockRecord {
+ public:
+  // The record of the lock of a domain. What it says is that of the last Read.
+  explicit LockRecord(const CAtlString& domain);
+
+  // Keeps other processes from testing or changing the record. False when another one does so for
+  // the whole wait. Where the kernel lock cannot be had at all, the record alone counts.
+  bool Lock(PropertyListFile::Folder folder);
+  void Unlock() { file_.Unlock(); }
+
+  void Read();
+  int lock() const;
+  CAtlString process() const;
+  int pid() const;
+  bool IsHeld() const;
+
+  // A record that cannot be saved is not noticed.
+  void Take();
+  // Needs no room: a record that cannot be rewritten where it lies is removed.
+  void Release();
+
+  const std::string& path() const { return file_.path(); }
+  const host::FileIdentity& identity() const { return file_.identity(); }
+
+ private:
+  // Sets "lock" and "process", and sets or removes "pid".
+  int Save(int lock, const CAtlString& process, CFTypeRef pid);
+  CFTypeRef Value(const char16_t* name) const;
+
+  PropertyListFile file_;
+  CAutoCFRelease<CFMutableDictionaryRef> entries_;
+};
+
+// The name of a running process; "" when there is none, or without /proc.
+CAtlString NameOfProcess(int pid);
+
+}  // namespace orvik
