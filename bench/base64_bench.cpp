@@ -5,8 +5,8 @@
 #include <random>
 #include <vector>
 
+#include "text/base64_variants.h"
 #include "xml/base64.h"
-#include "xml/base64_roads.h"
 
 namespace orvik {
 namespace {

@@ -3,47 +3,22 @@
 #include <algorithm>
 #include <climits>
 #include <cstdint>
-#include <cstring>
 #include <memory>
 #include <string_view>
 
 #include "files/file_manipulator.h"
 #include "files/whole_file.h"
-#include "xml/base64_roads.h"
+#include "text/base64_codec.h"
 
 namespace orvik {
 namespace {
-
-std::uint64_t EncodedLength(std::uint64_t length) {
-  return (length + 2) / 3 * 4;
-}
 
 // Whether a string can hold the head and the encoding of so many bytes, with its own header and
 // terminator.
 bool FitsString(std::string_view head, std::uint64_t count) {
   constexpr std::uint64_t kLongestString = INT_MAX - 16;
-  return EncodedLength(count) <= kLongestString &&
-         head.size() <= kLongestString - EncodedLength(count);
-}
-
-// Writes EncodedLength(length) characters.
-void Encode(const unsigned char* input, std::size_t length, char* output) {
-  static const auto kEncode = base64::HasWideRoad() ? base64::EncodeWide : base64::EncodePortable;
-  const std::size_t groups = length / 3;
-  if (groups != 0) kEncode(input, groups, output);
-  const std::size_t rest = length % 3;
-  if (rest == 0) return;
-  unsigned char last[3] = {};
-  std::memcpy(last, input + groups * 3, rest);
-  char* const end = output + groups * 4;
-  base64::EncodePortable(last, 1, end);
-  end[3] = '=';
-  if (rest == 1) end[2] = '=';
-}
-
-bool Decode(const char* input, std::size_t groups, unsigned char*& output) {
-  static const auto kDecode = base64::HasWideRoad() ? base64::DecodeWide : base64::DecodePortable;
-  return kDecode(input, groups, output);
+  return Base64Length(count) <= kLongestString &&
+         head.size() <= kLongestString - Base64Length(count);
 }
 
 // The groups of a text, whose number is that of its whole length even when a leading "+ " is
@@ -65,10 +40,10 @@ struct Groups {
 
 int encode64(const unsigned char* input, unsigned int input_length, char* output,
              unsigned int output_room, unsigned int* output_length) {
-  const std::uint64_t length = EncodedLength(input_length);
+  const std::uint64_t length = Base64Length(input_length);
   if (output_length != nullptr) *output_length = static_cast<unsigned int>(length);
   if (length > output_room) return 0;
-  Encode(input, input_length, output);
+  EncodeBase64(input, input_length, output);
   return 1;
 }
 
@@ -77,7 +52,7 @@ int decode64(const char* input, unsigned int input_length, unsigned char* output
   const Groups groups(input, input_length);
   if (groups.text.empty() || groups.text.front() == '\0') return 0;
   unsigned char* end = output;
-  if (!Decode(groups.text.data(), groups.whole, end) || groups.cut_short) return 0;
+  if (!DecodeBase64(groups.text.data(), groups.whole, end) || groups.cut_short) return 0;
   if (output_length != nullptr) *output_length = static_cast<unsigned int>(end - output);
   return 1;
 }
@@ -88,10 +63,10 @@ CAtlStringA ConvertRawBytesIntoBase64String(const unsigned char* bytes, long len
   const std::size_t count = bytes == nullptr || length < 0 ? 0 : static_cast<std::size_t>(length);
   if (!FitsString(head, count)) return CAtlStringA();
   CAtlStringA result;
-  const int total = static_cast<int>(head.size() + EncodedLength(count));
+  const int total = static_cast<int>(head.size() + Base64Length(count));
   char* const text = result.GetBufferSetLength(total);
   std::copy(head.begin(), head.end(), text);
-  Encode(bytes, count, text + head.size());
+  EncodeBase64(bytes, count, text + head.size());
   result.ReleaseBuffer(total);
   return result;
 }
@@ -117,7 +92,7 @@ HRESULT decode64ToFile(const COrvikFilePath& path, const char* input, unsigned i
   for (std::size_t done = 0; good && done < groups.whole;) {
     const std::size_t step = std::min(groups.whole - done, kGroups);
     unsigned char* end = buffer.get();
-    good = Decode(groups.text.data() + done * 4, step, end) &&
+    good = DecodeBase64(groups.text.data() + done * 4, step, end) &&
            file.Write({reinterpret_cast<const char*>(buffer.get()),
                        static_cast<std::size_t>(end - buffer.get())}) == 0;
     done += step;

@@ -1,11 +1,12 @@
 #include "platform/core_foundation/property_list_leaves.h"
 
 #include <algorithm>
-#include <array>
 #include <charconv>
 #include <cmath>
 #include <limits>
 #include <system_error>
+
+#include "text/base64_codec.h"
 
 namespace orvik {
 namespace {
@@ -14,9 +15,6 @@ constexpr std::int64_t kSecondsPerDay = 86400;
 // The day of 2001-01-01 when 1970-01-01 is day 0.
 constexpr std::int64_t kReferenceDay = 11323;
 constexpr std::int64_t kLastYear = 99999999;
-constexpr char kBase64Alphabet[] =
-    "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
-
 bool IsSpace(char c) {
   return c == ' ' || c == '\t' || c == '\n' || c == '\r';
 }
@@ -96,13 +94,6 @@ void AppendPadded(std::string& text, std::int64_t value, size_t width) {
   text += digits;
 }
 
-constexpr std::array<signed char, 256> kBase64Values = [] {
-  std::array<signed char, 256> values = {};
-  for (signed char& value : values) value = -1;
-  for (signed char i = 0; i < 64; ++i) values[static_cast<unsigned char>(kBase64Alphabet[i])] = i;
-  return values;
-}();
-
 }  // namespace
 
 std::optional<PropertyListInteger> ParsePropertyListInteger(std::string_view text) {
@@ -171,27 +162,7 @@ std::optional<double> ParsePropertyListDate(std::string_view text) {
 }
 
 std::optional<std::string> ParsePropertyListData(std::string_view text) {
-  std::string bytes;
-  bytes.reserve(text.size() / 4 * 3 + 3);
-  std::uint32_t bits = 0;
-  int characters = 0;
-  for (const char c : text) {
-    if (c == '=') break;
-    const int value = kBase64Values[static_cast<unsigned char>(c)];
-    if (value < 0) continue;
-    bits = bits << 6 | static_cast<std::uint32_t>(value);
-    if (++characters < 4) continue;
-    for (const int shift : {16, 8, 0}) bytes += static_cast<char>(bits >> shift);
-    bits = 0;
-    characters = 0;
-  }
-  if (characters == 1) return std::nullopt;
-  if (characters == 2) bytes += static_cast<char>(bits >> 4);
-  if (characters == 3) {
-    bytes += static_cast<char>(bits >> 10);
-    bytes += static_cast<char>(bits >> 2);
-  }
-  return bytes;
+  return DecodeLooseBase64(text);
 }
 
 void AppendPropertyListInteger(std::string& xml, PropertyListInteger value) {
@@ -248,16 +219,9 @@ void AppendPropertyListData(std::string& xml, std::string_view bytes, int indent
   for (; !bytes.empty(); bytes.remove_prefix(std::min(line_bytes, bytes.size()))) {
     xml.append(static_cast<size_t>(indentation), '\t');
     const std::string_view line = bytes.substr(0, line_bytes);
-    for (size_t i = 0; i < line.size(); i += 3) {
-      const size_t count = std::min<size_t>(3, line.size() - i);
-      std::uint32_t bits = 0;
-      for (size_t k = 0; k < 3; ++k) {
-        bits = bits << 8 | (k < count ? static_cast<unsigned char>(line[i + k]) : 0u);
-      }
-      for (size_t k = 0; k < 4; ++k) {
-        xml += k <= count ? kBase64Alphabet[bits >> (18 - 6 * k) & 63] : '=';
-      }
-    }
+    const size_t start = xml.size();
+    xml.resize(start + Base64Length(line.size()));
+    EncodeBase64(line.data(), line.size(), xml.data() + start);
     xml += '\n';
   }
 }

@@ -5,7 +5,6 @@
 #include <random>
 
 #include "tests/files/support.h"
-#include "xml/base64_roads.h"
 
 namespace orvik::test {
 namespace {
@@ -103,30 +102,6 @@ TEST(Base64Test, EveryByteIsJudgedAloneAtEveryPlace) {
       text[place] = static_cast<char>(byte);
       const bool padding = byte == '=' && place % 4 >= 2;
       EXPECT_EQ(Decoded(text) != "failed", valid || padding) << byte << " at " << place;
-    }
-  }
-}
-
-TEST(Base64Test, BothRoadsAgreeWithEachOtherAndComeBack) {
-  std::mt19937 random(3);
-  for (std::size_t size = 1; size < 400; ++size) {
-    const std::string bytes = RandomBytes(size, static_cast<unsigned>(size));
-    std::string text = Encoded(bytes);
-    EXPECT_EQ(Decoded(text), bytes);
-    if (!base64::HasWideRoad()) continue;
-    const std::size_t groups = size / 3;
-    std::string portable(groups * 4, '?'), wide(groups * 4, '?');
-    const auto* const input = reinterpret_cast<const unsigned char*>(bytes.data());
-    base64::EncodePortable(input, groups, portable.data());
-    base64::EncodeWide(input, groups, wide.data());
-    EXPECT_EQ(portable, wide);
-    for (int damage = 0; damage < 4 && !text.empty(); ++damage) {
-      text[random() % text.size()] = "=A!z"[random() % 4];
-      std::vector<unsigned char> one(groups * 3 + 3), two(groups * 3 + 3);
-      unsigned char *one_end = one.data(), *two_end = two.data();
-      EXPECT_EQ(base64::DecodePortable(text.data(), text.size() / 4, one_end),
-                base64::DecodeWide(text.data(), text.size() / 4, two_end));
-      EXPECT_EQ(std::string(one.data(), one_end), std::string(two.data(), two_end));
     }
   }
 }

@@ -1,0 +1,29 @@
+// Base64 (RFC 4648, section 4: the standard alphabet, "=" padding).
+//
+// The processor's widest vector instructions are used where there are some.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <string_view>
+
+namespace [[gnu::visibility("default")]] orvik {
+
+constexpr std::uint64_t Base64Length(std::uint64_t bytes) {
+  return (bytes + 2) / 3 * 4;
+}
+
+// Writes Base64Length(length) characters, without line breaks and without a terminator.
+void EncodeBase64(const void* bytes, size_t length, char* text);
+
+// Decodes groups of four characters up to a bad one, and moves `bytes` behind what was produced: at
+// most three bytes a group. Padding ends its group only. False when there was a bad group.
+bool DecodeBase64(const char* text, size_t groups, unsigned char*& bytes);
+
+// Decodes up to the first "=". Characters outside the alphabet are skipped, and a last group of two
+// or three characters need not be padded. Empty when one character is left over.
+std::optional<std::string> DecodeLooseBase64(std::string_view text);
+
+}  // namespace orvik

@@ -1,0 +1,117 @@
+#include <array>
+#include <cstdint>
+#include <cstring>
+
+#include "text/base64_variants.h"
+
+namespace orvik::base64 {
+namespace {
+
+constexpr char kAlphabet[] = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
+constexpr std::uint32_t kInvalid = 0x80000000u;
+
+struct CharacterPair {
+  char characters[2];
+};
+
+// The two characters of every 12 bits.
+constexpr std::array<CharacterPair, 4096> kPairs = [] {
+  std::array<CharacterPair, 4096> pairs{};
+  for (std::size_t i = 0; i < pairs.size(); ++i) {
+    pairs[i] = {{kAlphabet[i >> 6], kAlphabet[i & 63]}};
+  }
+  return pairs;
+}();
+
+// For each of a group's four places, what a character adds to the three bytes (the first byte lies
+// lowest), or kInvalid. A group is then four look-ups or-ed together.
+using Contributions = std::array<std::uint32_t, 256>;
+constexpr std::array<Contributions, 4> kContributions = [] {
+  std::array<Contributions, 4> tables{};
+  for (Contributions& table : tables) table.fill(kInvalid);
+  for (std::uint32_t value = 0; value < 64; ++value) {
+    const auto character = static_cast<unsigned char>(kAlphabet[value]);
+    tables[0][character] = value << 2;
+    tables[1][character] = value >> 4 | (value & 15) << 12;
+    tables[2][character] = value >> 2 << 8 | (value & 3) << 22;
+    tables[3][character] = value << 16;
+  }
+  return tables;
+}();
+
+std::uint32_t Contribution(int place, char character) {
+  return kContributions[static_cast<std::size_t>(place)][static_cast<unsigned char>(character)];
+}
+
+std::uint32_t BytesOf(const char* group) {
+  return Contribution(0, group[0]) | Contribution(1, group[1]) | Contribution(2, group[2]) |
+         Contribution(3, group[3]);
+}
+
+// Compilers make one store of it where the byte order allows; the fourth byte is 0.
+void StoreFour(std::uint32_t bytes, unsigned char* output) {
+  output[0] = static_cast<unsigned char>(bytes);
+  output[1] = static_cast<unsigned char>(bytes >> 8);
+  output[2] = static_cast<unsigned char>(bytes >> 16);
+  output[3] = static_cast<unsigned char>(bytes >> 24);
+}
+
+// A group by itself, perhaps with padding or a bad character in it.
+bool DecodeOneGroup(const char* group, unsigned char*& output) {
+  char padded[4];
+  std::memcpy(padded, group, sizeof padded);
+  int count = 3;
+  for (const int place : {3, 2}) {
+    if (group[place] != '=') continue;
+    padded[place] = kAlphabet[0];
+    count = place - 1;
+  }
+  const std::uint32_t bytes = BytesOf(padded);
+  if ((bytes & kInvalid) != 0) return false;
+  for (int i = 0; i < count; ++i) *output++ = static_cast<unsigned char>(bytes >> (8 * i));
+  return true;
+}
+
+}  // namespace
+
+bool IsInAlphabet(char character) {
+  return Contribution(0, character) != kInvalid;
+}
+
+void EncodePortable(const unsigned char* input, std::size_t groups, char* output) {
+  for (; groups != 0; --groups, input += 3, output += 4) {
+    const unsigned bits = unsigned{input[0]} << 16 | unsigned{input[1]} << 8 | input[2];
+    std::memcpy(output, kPairs[bits >> 12].characters, 2);
+    std::memcpy(output + 2, kPairs[bits & 0xFFF].characters, 2);
+  }
+}
+
+bool DecodePortable(const char* input, std::size_t groups, unsigned char*& output) {
+  unsigned char* next = output;
+  bool good = true;
+  while (good && groups != 0) {
+    // Four groups at a time. Each store writes a byte too many, so one more group must follow.
+    while (groups > 4) {
+      const std::uint32_t a = BytesOf(input), b = BytesOf(input + 4);
+      const std::uint32_t c = BytesOf(input + 8), d = BytesOf(input + 12);
+      if (((a | b | c | d) & kInvalid) != 0) break;
+      StoreFour(a, next);
+      StoreFour(b, next + 3);
+      StoreFour(c, next + 6);
+      StoreFour(d, next + 9);
+      next += 12;
+      input += 16;
+      groups -= 4;
+    }
+    // What holds padding or a bad character goes group by group, and so does the end.
+    for (std::size_t left = groups < 4 ? groups : 4; good && left != 0; --left) {
+      good = DecodeOneGroup(input, next);
+      input += 4;
+      --groups;
+    }
+  }
+  output = next;
+  return good;
+}
+
+}  // namespace orvik::base64
