@@ -11,13 +11,14 @@
 #include <ctime>
 #include <optional>
 
-#include "platform/carbon/fsref_internal.h"
-#include "platform/carbon/volumes.h"
 #include "host/at_path.h"
 #include "host/descriptor.h"
-#include "platform/carbon/errno_status.h"
 #include "host/system_root.h"
 #include "host/temporary_file.h"
+#include "platform/carbon/errno_status.h"
+#include "platform/carbon/fsref_internal.h"
+#include "platform/carbon/volumes.h"
+#include "text/percent_encoding.h"
 
 namespace orvik {
 namespace {
@@ -138,23 +139,6 @@ std::string InfoPath(const Trash& trash, std::string_view target_path) {
                    std::string(LeafName(target_path)) + ".trashinfo");
 }
 
-// RFC 3986 percent-encoding that keeps "/".
-std::string Encoded(std::string_view path) {
-  constexpr std::string_view kKept = "-_.!~*'()/";
-  constexpr char kDigits[] = "0123456789ABCDEF";
-  std::string text;
-  for (const char c : path) {
-    const bool letter = (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z');
-    if (letter || (c >= '0' && c <= '9') || kKept.find(c) != std::string_view::npos) {
-      text += c;
-    } else {
-      const auto byte = static_cast<unsigned char>(c);
-      text += {'%', kDigits[byte >> 4], kDigits[byte & 15]};
-    }
-  }
-  return text;
-}
-
 std::string InfoText(const Trash& trash, std::string_view source_path) {
   const std::string prefix = trash.top.ends_with('/') ? trash.top : trash.top + "/";
   if (!trash.top.empty() && source_path.starts_with(prefix)) {
@@ -165,7 +149,8 @@ std::string InfoText(const Trash& trash, std::string_view source_path) {
   localtime_r(&now, &local);
   char date[32];
   std::strftime(date, sizeof date, "%Y-%m-%dT%H:%M:%S", &local);
-  return "[Trash Info]\nPath=" + Encoded(source_path) + "\nDeletionDate=" + date + "\n";
+  return "[Trash Info]\nPath=" + PercentEncoded(source_path, "-_.!~*'()/") +
+         "\nDeletionDate=" + date + "\n";
 }
 
 int WriteAll(int descriptor, std::string_view text) {
