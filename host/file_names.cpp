@@ -1,111 +1,48 @@
 #include "host/file_names.h"
 
+#include "text/transcoding.h"
+
 namespace orvik::host {
 namespace {
 
-constexpr char32_t kEscapedBackslash = 0xDC00 + U'\\';
+constexpr char16_t kEscapedBackslash = 0xDC00 + u'\\';
 
-// Length of the well-formed UTF-8 sequence at the start of `bytes`, 0 when there is none (Unicode
-// table 3-7).
-std::size_t SequenceLength(std::string_view bytes) {
-  const auto at = [&](std::size_t i) { return static_cast<unsigned char>(bytes[i]); };
-  const unsigned char lead = at(0);
-  std::size_t length;
-  unsigned char low = 0x80;
-  unsigned char high = 0xBF;
-  if (lead < 0x80) return 1;
-  if (lead >= 0xC2 && lead <= 0xDF) {
-    length = 2;
-  } else if (lead >= 0xE0 && lead <= 0xEF) {
-    length = 3;
-    if (lead == 0xE0) low = 0xA0;
-    if (lead == 0xED) high = 0x9F;
-  } else if (lead >= 0xF0 && lead <= 0xF4) {
-    length = 4;
-    if (lead == 0xF0) low = 0x90;
-    if (lead == 0xF4) high = 0x8F;
-  } else {
-    return 0;
-  }
-  if (bytes.size() < length) return 0;
-  for (std::size_t i = 1; i < length; ++i) {
-    if (at(i) < low || at(i) > high) return 0;
-    low = 0x80;
-    high = 0xBF;
-  }
-  return length;
+bool StandsForByte(char16_t unit) {
+  return (unit >= 0xDC80 && unit <= 0xDCFF) || unit == kEscapedBackslash;
 }
 
 }  // namespace
 
 std::u16string FileNameFromBytes(std::string_view bytes) {
-  std::u16string name;
-  name.reserve(bytes.size());
-  for (std::size_t i = 0; i < bytes.size();) {
-    const std::size_t length = SequenceLength(bytes.substr(i));
-    const auto at = [&](std::size_t k) {
-      return static_cast<char32_t>(static_cast<unsigned char>(bytes[i + k]));
-    };
-    switch (length) {
-      case 0:
-        name += static_cast<char16_t>(0xDC00 + at(0));
-        break;
-      case 1:
-        name += static_cast<char16_t>(at(0));
-        break;
-      case 2:
-        name += static_cast<char16_t>((at(0) & 0x1F) << 6 | (at(1) & 0x3F));
-        break;
-      case 3:
-        name += static_cast<char16_t>((at(0) & 0x0F) << 12 | (at(1) & 0x3F) << 6 | (at(2) & 0x3F));
-        break;
-      default: {
-        const char32_t character =
-            ((at(0) & 0x07) << 18 | (at(1) & 0x3F) << 12 | (at(2) & 0x3F) << 6 | (at(3) & 0x3F)) -
-            0x10000;
-        name += static_cast<char16_t>(0xD800 + (character >> 10));
-        name += static_cast<char16_t>(0xDC00 + (character & 0x3FF));
-      }
-    }
-    i += length == 0 ? 1 : length;
+  std::u16string name(bytes.size(), u'\0');
+  const char* source = bytes.data();
+  const char* const source_end = source + bytes.size();
+  char16_t* target = name.data();
+  while (DecodeUtf8(source, source_end, target, name.data() + name.size()) !=
+         TranscodingStop::kDone) {
+    *target++ = static_cast<char16_t>(0xDC00 + static_cast<unsigned char>(*source++));
   }
+  name.resize(static_cast<std::size_t>(target - name.data()));
   return name;
 }
 
 std::optional<std::string> FileNameToBytes(std::u16string_view name) {
-  std::string bytes;
-  bytes.reserve(name.size() + name.size() / 2);
-  for (std::size_t i = 0; i < name.size(); ++i) {
-    char32_t character = name[i];
-    if (character == 0) return std::nullopt;
-    if (character < 0x80) {
-      bytes += static_cast<char>(character);
-      continue;
-    }
-    if ((character >= 0xDC80 && character <= 0xDCFF) || character == kEscapedBackslash) {
-      bytes += static_cast<char>(character - 0xDC00);
-      continue;
-    }
-    if (character >= 0xD800 && character <= 0xDFFF) {
-      const bool paired = character < 0xDC00 && i + 1 < name.size() && name[i + 1] >= 0xDC00 &&
-                          name[i + 1] <= 0xDFFF;
-      if (paired) {
-        character = 0x10000 + ((character - 0xD800) << 10) + (name[++i] - 0xDC00u);
-        bytes += static_cast<char>(0xF0 | character >> 18);
-        bytes += static_cast<char>(0x80 | (character >> 12 & 0x3F));
-      } else {
-        bytes += static_cast<char>(0xE0 | character >> 12);
-      }
-    } else if (character < 0x800) {
-      bytes += static_cast<char>(0xC0 | character >> 6);
-      bytes += static_cast<char>(0x80 | (character & 0x3F));
-      continue;
+  if (name.find(u'\0') != std::u16string_view::npos) return std::nullopt;
+  std::string bytes(3 * name.size(), '\0');
+  const char16_t* source = name.data();
+  char* target = bytes.data();
+  while (EncodeUtf8(source, name.data() + name.size(), target, bytes.data() + bytes.size()) !=
+         TranscodingStop::kDone) {
+    const char16_t unit = *source++;  // a surrogate without its other half
+    if (StandsForByte(unit)) {
+      *target++ = static_cast<char>(unit);
     } else {
-      bytes += static_cast<char>(0xE0 | character >> 12);
+      *target++ = static_cast<char>(0xE0 | unit >> 12);
+      *target++ = static_cast<char>(0x80 | (unit >> 6 & 0x3F));
+      *target++ = static_cast<char>(0x80 | (unit & 0x3F));
     }
-    bytes += static_cast<char>(0x80 | (character >> 6 & 0x3F));
-    bytes += static_cast<char>(0x80 | (character & 0x3F));
   }
+  bytes.resize(static_cast<std::size_t>(target - bytes.data()));
   return bytes;
 }
 

@@ -338,6 +338,39 @@ std::ptrdiff_t Utf16Length(std::string_view bytes) {
   return length;
 }
 
+bool IsValidUtf8(std::string_view bytes) {
+  return Utf16Length(bytes) >= 0;
+}
+
+char32_t NextCharacter(std::string_view bytes, size_t& position) {
+  const char* at = bytes.data() + position;
+  const auto byte = static_cast<unsigned char>(*at);
+  if (byte < 0x80) {
+    ++position;
+    return byte;
+  }
+  const char32_t character = DecodeMultiByte(at, bytes.data() + bytes.size());
+  position = static_cast<size_t>(at - bytes.data());
+  return character;
+}
+
+void AppendCharacter(std::string& bytes, char32_t character) {
+  if (character < 0x80) {
+    bytes += static_cast<char>(character);
+    return;
+  }
+  char16_t units[2] = {static_cast<char16_t>(character)};
+  const char16_t* source = units;
+  if (character >= 0x10000) {
+    units[0] = HighSurrogate(character);
+    units[1] = LowSurrogate(character);
+  }
+  char encoded[4];
+  char* end = encoded;
+  EncodeQuickly(source, units + 2, end);
+  bytes.append(encoded, end);
+}
+
 size_t AsciiPrefix(std::string_view bytes) {
   size_t i = 0;
   while (bytes.size() - i >= kBlock && NonAsciiBits(bytes.data() + i) == 0) i += kBlock;

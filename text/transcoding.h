@@ -6,6 +6,7 @@
 #pragma once
 
 #include <cstddef>
+#include <string>
 #include <string_view>
 
 namespace [[gnu::visibility("default")]] orvik {
@@ -27,6 +28,10 @@ TranscodingStop EncodeUtf8(const char16_t*& source, const char16_t* source_end, 
 size_t Utf8Length(std::u16string_view units);
 // The UTF-16 units of the bytes; -1 when they are not well formed.
 std::ptrdiff_t Utf16Length(std::string_view bytes);
+
+bool IsValidUtf8(std::string_view bytes);
+// The character of well-formed UTF-8 that starts at `position`, which moves behind it.
+char32_t NextCharacter(std::string_view bytes, size_t& position);
 
 // The length of the leading run of bytes, or units, below 0x80.
 size_t AsciiPrefix(std::string_view bytes);
@@ -63,6 +68,22 @@ constexpr char16_t HighSurrogate(char32_t value) {
 }
 constexpr char16_t LowSurrogate(char32_t value) {
   return static_cast<char16_t>(0xDC00 + (value & 0x3FF));
+}
+
+// Two for a pair of surrogates at the start of the text, which is not empty, else one.
+constexpr size_t CharacterLength(std::u16string_view units) {
+  return units.size() > 1 && IsHighSurrogate(units[0]) && IsLowSurrogate(units[1]) ? 2 : 1;
+}
+
+// Appends a character, which is no surrogate.
+void AppendCharacter(std::string& bytes, char32_t character);
+inline void AppendCharacter(std::u16string& units, char32_t character) {
+  if (character < 0x10000) {
+    units += static_cast<char16_t>(character);
+  } else {
+    units += HighSurrogate(character);
+    units += LowSurrogate(character);
+  }
 }
 
 }  // namespace orvik

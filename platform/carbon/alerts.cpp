@@ -5,6 +5,7 @@
 
 #include "host/alert_host.h"
 #include "platform/carbon/errno_status.h"
+#include "text/transcoding.h"
 
 namespace orvik {
 namespace {
@@ -12,15 +13,7 @@ namespace {
 std::string Utf8FromPascal(ConstStr255Param text) {
   std::string utf8;
   if (text == nullptr) return utf8;
-  for (int i = 1; i <= text[0]; ++i) {
-    const unsigned char c = text[i];
-    if (c < 0x80) {
-      utf8 += static_cast<char>(c);
-    } else {
-      utf8 += static_cast<char>(0xC0 | (c >> 6));
-      utf8 += static_cast<char>(0x80 | (c & 0x3F));
-    }
-  }
+  for (int i = 1; i <= text[0]; ++i) AppendCharacter(utf8, text[i]);
   return utf8;
 }
 

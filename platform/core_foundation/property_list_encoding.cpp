@@ -2,8 +2,6 @@
 
 #include <strings.h>
 #include <unicode/ucnv.h>
-#include <unicode/utf16.h>
-#include <unicode/utf8.h>
 
 #include <cstdint>
 #include <cstring>
@@ -11,6 +9,7 @@
 #include <vector>
 
 #include "host/large_buffer.h"
+#include "text/transcoding.h"
 
 namespace orvik {
 namespace {
@@ -104,47 +103,6 @@ std::optional<std::string> PropertyListTextAsUtf8(std::string_view bytes) {
   std::optional<std::string> text = Decode(bytes);
   if (text && text->find('\0') != text->npos) return std::nullopt;
   return text;
-}
-
-bool IsValidUtf8(std::string_view text) {
-  if (text.size() > INT32_MAX) return false;
-  const int32_t length = static_cast<int32_t>(text.size());
-  const auto* bytes = reinterpret_cast<const std::uint8_t*>(text.data());
-  int32_t i = 0;
-  while (i < length) {
-    i += static_cast<int32_t>(AsciiPrefixLength(text.substr(static_cast<size_t>(i))));
-    if (i == length) break;
-    UChar32 code_point;
-    U8_NEXT(bytes, i, length, code_point);
-    if (code_point < 0) return false;
-  }
-  return true;
-}
-
-size_t AsciiPrefixLength(std::string_view text) {
-  constexpr std::uint64_t kHighBits = 0x8080808080808080;
-  size_t i = 0;
-  for (std::uint64_t word; i + sizeof word <= text.size(); i += sizeof word) {
-    memcpy(&word, text.data() + i, sizeof word);
-    if ((word & kHighBits) != 0) break;
-  }
-  while (i < text.size() && static_cast<signed char>(text[i]) >= 0) ++i;
-  return i;
-}
-
-char32_t NextCodePoint(std::string_view text, size_t& position) {
-  UChar32 code_point;
-  U8_NEXT_UNSAFE(reinterpret_cast<const std::uint8_t*>(text.data()), position, code_point);
-  return static_cast<char32_t>(code_point);
-}
-
-void AppendCodePoint(std::u16string& text, char32_t code_point) {
-  if (U_IS_BMP(static_cast<UChar32>(code_point))) {
-    text += static_cast<char16_t>(code_point);
-  } else {
-    text += static_cast<char16_t>(U16_LEAD(code_point));
-    text += static_cast<char16_t>(U16_TRAIL(code_point));
-  }
 }
 
 }  // namespace orvik

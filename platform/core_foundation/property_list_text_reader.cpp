@@ -3,6 +3,7 @@
 
 #include "platform/core_foundation/property_list_encoding.h"
 #include "platform/core_foundation/property_list_forms.h"
+#include "text/transcoding.h"
 
 namespace orvik {
 namespace {
@@ -187,7 +188,7 @@ class TextReader {
       if (TakeIf('\\')) {
         if (!ReadEscape()) return false;
       } else {
-        AppendCodePoint(string_, NextCodePoint(text_, position_));
+        AppendCharacter(string_, NextCharacter(text_, position_));
       }
     }
     return true;
@@ -217,7 +218,7 @@ class TextReader {
       string_ += kMeanings[letter];
       ++position_;
     } else {
-      AppendCodePoint(string_, NextCodePoint(text_, position_));
+      AppendCharacter(string_, NextCharacter(text_, position_));
     }
     return true;
   }

@@ -3,10 +3,11 @@
 #include <algorithm>
 #include <utility>
 
+#include "host/large_buffer.h"
 #include "platform/core_foundation/property_list_encoding.h"
 #include "platform/core_foundation/property_list_escape.h"
 #include "platform/core_foundation/property_list_leaves.h"
-#include "host/large_buffer.h"
+#include "text/transcoding.h"
 
 namespace orvik {
 namespace {

@@ -10,6 +10,7 @@
 #include "platform/core_foundation/property_list_encoding.h"
 #include "platform/core_foundation/property_list_escape.h"
 #include "platform/core_foundation/property_list_leaves.h"
+#include "text/transcoding.h"
 
 namespace orvik {
 namespace {
@@ -72,14 +73,14 @@ char32_t ReferencedCharacter(std::string_view name) {
 bool AppendDecoded(std::string_view text, bool has_references, std::u16string& result) {
   for (size_t i = 0; i < text.size();) {
     if (text[i] != '&' || !has_references) {
-      AppendCodePoint(result, NextCodePoint(text, i));
+      AppendCharacter(result, NextCharacter(text, i));
       continue;
     }
     const size_t end = text.find(';', i);
     if (end == std::string_view::npos) return false;
     const char32_t character = ReferencedCharacter(text.substr(i + 1, end - i - 1));
     if (character == kNoCharacter) return false;
-    AppendCodePoint(result, character);
+    AppendCharacter(result, character);
     i = end + 1;
   }
   return true;
@@ -160,7 +161,7 @@ class Checker {
     container.has_key = true;
     std::string_view key;
     const bool is_plain =
-        XmlPropertyListDocument::PlainText(node, key) && AsciiPrefixLength(key) == key.size();
+        XmlPropertyListDocument::PlainText(node, key) && AsciiPrefix(key) == key.size();
     const bool ascends = container.last_key.data() == nullptr || container.last_key < key;
     if (!is_plain || !ascends) container.in_order = false;
     container.last_key = key;

@@ -1,6 +1,7 @@
 #include "platform/core_foundation/property_list_encoding.h"
 #include "platform/core_foundation/property_list_forms.h"
 #include "platform/core_foundation/property_list_xml_content.h"
+#include "text/transcoding.h"
 
 namespace orvik {
 namespace {
@@ -70,7 +71,7 @@ class Maker {
   bool AddText(const pugi::xml_node& node, bool (PropertyListBuilder::*add_ascii)(std::string_view),
                bool (PropertyListBuilder::*add)(std::u16string_view)) {
     std::string_view text;
-    if (Document::PlainText(node, text) && AsciiPrefixLength(text) == text.size()) {
+    if (Document::PlainText(node, text) && AsciiPrefix(text) == text.size()) {
       return (builder.*add_ascii)(text);
     }
     return Document::DecodedText(node, decoded_) && (builder.*add)(decoded_);
