@@ -11,8 +11,8 @@
 
 #include "platform/carbon/collation.h"
 #include "platform/core_foundation/string.h"
-#include "platform/core_foundation/string_format.h"
 #include "strings/unicode_conversions.h"
+#include "text/formatter.h"
 
 namespace orvik {
 namespace {
@@ -102,7 +102,7 @@ BENCHMARK(Utf8ToUtf16Peer)->Name("Text/Utf8ToUtf16/peer:icu")->Apply(Arguments);
 bool FormatInto(FormatBuffer& buffer, const char16_t* format, ...) {
   std::va_list arguments;
   va_start(arguments, format);
-  const bool done = FormatUnits(buffer, format, arguments);
+  const bool done = FormatUnits(buffer, format, arguments, nullptr);
   va_end(arguments);
   return done;
 }

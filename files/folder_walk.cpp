@@ -9,9 +9,9 @@
 
 #include "files/path_arguments.h"
 #include "files/windows_file_paths.h"
-#include "platform/carbon/iteration.h"
-#include "platform/core_foundation/string.h"
 #include "host/file_names.h"
+#include "platform/carbon/iteration.h"
+#include "text/normalization.h"
 
 namespace orvik {
 namespace {
@@ -23,16 +23,6 @@ bool IsSurelyComposed(std::u16string_view name) {
   return std::all_of(name.begin(), name.end(), [](char16_t unit) { return unit < 0x300; });
 }
 
-std::u16string Compose(std::u16string_view name) {
-  const CFMutableStringRef text = CFStringCreateMutable(kCFAllocatorDefault, 0);
-  CFStringAppendCharacters(text, name.data(), static_cast<CFIndex>(name.size()));
-  CFStringNormalize(text, kCFStringNormalizationFormC);
-  std::u16string composed(static_cast<std::size_t>(CFStringGetLength(text)), u'\0');
-  CFStringGetCharacters(text, CFRangeMake(0, CFStringGetLength(text)), composed.data());
-  CFRelease(text);
-  return composed;
-}
-
 bool Exists(const std::string& folder, std::u16string_view name) {
   const std::optional<std::string> bytes = host::FileNameToBytes(name);
   struct stat record;
@@ -41,7 +31,7 @@ bool Exists(const std::string& folder, std::u16string_view name) {
 
 // The name under which an entry of `folder` is told.
 std::u16string TellingName(const std::string& folder, std::u16string_view name) {
-  std::u16string composed = IsSurelyComposed(name) ? std::u16string(name) : Compose(name);
+  std::u16string composed = IsSurelyComposed(name) ? std::u16string(name) : Composed(name);
   // The composed name must not be taken by another entry: it would be told twice.
   if (composed != name && Exists(folder, composed)) composed = name;
   return composed;

@@ -10,7 +10,7 @@
 #include <utility>
 
 #include "platform/core_foundation/string.h"
-#include "platform/core_foundation/string_format.h"
+#include "text/formatter.h"
 
 namespace {
 
@@ -21,11 +21,16 @@ constexpr std::size_t kArguments = 128;
 constexpr std::ptrdiff_t kConversions = kArguments / 5;
 constexpr std::size_t kLongNumber = 5;
 
+std::u16string DescribeObject(const void* object) {
+  return static_cast<const orvik::NSString*>(object)->ToUnits();
+}
+
 bool Format(FormatBuffer& result, const std::string* narrow, const std::u16string* wide, ...) {
   std::va_list arguments;
   va_start(arguments, wide);
-  const bool done = narrow != nullptr ? orvik::FormatMacRoman(result, *narrow, arguments)
-                                      : orvik::FormatUnits(result, *wide, arguments);
+  const bool done = narrow != nullptr
+                        ? orvik::FormatMacRoman(result, *narrow, arguments, DescribeObject)
+                        : orvik::FormatUnits(result, *wide, arguments, DescribeObject);
   va_end(arguments);
   return done;
 }

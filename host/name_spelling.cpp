@@ -3,16 +3,15 @@
 #include <dirent.h>
 #include <fcntl.h>
 #include <sys/stat.h>
-#include <unicode/normalizer2.h>
-#include <unicode/unistr.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <string_view>
 
-#include "text/transcoding.h"
 #include "host/at_path.h"
 #include "host/file_names.h"
+#include "text/normalization.h"
+#include "text/transcoding.h"
 
 namespace orvik::host {
 namespace {
@@ -23,12 +22,8 @@ bool Exists(const std::string& path) {
   return at.error() == 0 && fstatat(at.folder(), at.name(), &info, AT_SYMLINK_NOFOLLOW) == 0;
 }
 
-icu::UnicodeString Composed(std::string_view bytes) {
-  UErrorCode status = U_ZERO_ERROR;
-  const icu::Normalizer2* const form = icu::Normalizer2::getNFCInstance(status);
-  const std::u16string units = FileNameFromBytes(bytes);
-  const icu::UnicodeString text(units.data(), static_cast<std::int32_t>(units.size()));
-  return U_SUCCESS(status) ? form->normalize(text, status) : text;
+std::u16string ComposedName(std::string_view bytes) {
+  return Composed(FileNameFromBytes(bytes));
 }
 
 std::optional<std::string> FindInFolder(const std::string& folder, std::string_view name) {
@@ -40,10 +35,10 @@ std::optional<std::string> FindInFolder(const std::string& folder, std::string_v
     if (descriptor >= 0) close(descriptor);
     return std::nullopt;
   }
-  const icu::UnicodeString wanted = Composed(name);
+  const std::u16string wanted = ComposedName(name);
   std::optional<std::string> found;
   while (const dirent* const entry = readdir(stream)) {
-    if (!IsAscii(entry->d_name) && Composed(entry->d_name) == wanted) {
+    if (!IsAscii(entry->d_name) && ComposedName(entry->d_name) == wanted) {
       found = entry->d_name;
       break;
     }

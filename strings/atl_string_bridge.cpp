@@ -1,5 +1,4 @@
 // Both string classes from and to platform strings.
-#include "platform/core_foundation/encodings.h"
 #include "platform/core_foundation/string.h"
 #include "strings/atl_string.h"
 #include "strings/atl_string_a.h"

@@ -3,14 +3,14 @@
 #include <string_view>
 
 #include "platform/carbon/collation.h"
-#include "platform/core_foundation/encodings.h"
-#include "platform/core_foundation/owned.h"
-#include "platform/core_foundation/string.h"
 #include "strings/atl_string.h"
 #include "strings/atl_string_a.h"
 #include "strings/pieces.h"
 #include "strings/text_view.h"
 #include "strings/uca.h"
+#include "text/case_mapping.h"
+#include "text/mac_roman.h"
+#include "text/user_locale.h"
 
 namespace orvik {
 
@@ -23,22 +23,22 @@ int Sign(int order) {
   return (order > 0) - (order < 0);
 }
 
-Owned<const NSString> StringOver(std::u16string_view units) {
-  return Owned<const NSString>(CFStringCreateWithCharactersNoCopy(
-      kCFAllocatorDefault, units.data(), static_cast<CFIndex>(units.size()), kCFAllocatorNull));
+std::u16string UnitsOf(std::string_view mac_roman) {
+  std::u16string units(mac_roman.size(), u'\0');
+  std::transform(mac_roman.begin(), mac_roman.end(), units.begin(),
+                 [](char byte) { return UnitOfMacRoman(static_cast<unsigned char>(byte)); });
+  return units;
+}
+std::u16string_view UnitsOf(std::u16string_view units) {
+  return units;
 }
 
-Owned<const NSString> StringOver(std::string_view mac_roman) {
-  return Owned<const NSString>(CFStringCreateWithBytes(
-      kCFAllocatorDefault, reinterpret_cast<const UInt8*>(mac_roman.data()),
-      static_cast<CFIndex>(mac_roman.size()), kCFStringEncodingMacRoman, false));
-}
-
+// By the language's own folding, where it has one.
 template <typename A, typename B>
-int CompareFolded(std::basic_string_view<A> a, std::basic_string_view<B> b) {
-  return CompareInPieces(a, b, [](auto piece_a, auto piece_b) {
-    return static_cast<int>(CFStringCompare(StringOver(piece_a).get(), StringOver(piece_b).get(),
-                                            kCFCompareCaseInsensitive));
+int CompareWithoutCase(std::basic_string_view<A> a, std::basic_string_view<B> b) {
+  const char* const locale = CurrentLocaleIdentifier(LocaleCategory::kCharacters);
+  return CompareInPieces(a, b, [&](auto piece_a, auto piece_b) {
+    return CompareFolded(UnitsOf(piece_a), UnitsOf(piece_b), locale);
   });
 }
 
@@ -70,7 +70,7 @@ int CAtlString::Compare(const CAtlString& other) const {
 
 int CAtlString::CompareNoCase(const CAtlString& other) const {
   if (GetString() == other.GetString()) return 0;
-  return CompareFolded(View(), other.View());
+  return CompareWithoutCase(View(), other.View());
 }
 
 int CAtlString::Collate(const CAtlString& other, bool case_sensitive) const {
@@ -106,15 +106,15 @@ int CAtlStringA::Compare(const char16_t* text) const {
 }
 
 int CAtlStringA::CompareNoCase(const CAtlStringA& other) const {
-  return CompareFolded(View(), other.View());
+  return CompareWithoutCase(View(), other.View());
 }
 
 int CAtlStringA::CompareNoCase(const char* text) const {
-  return CompareFolded(View(), ViewOf(text));
+  return CompareWithoutCase(View(), ViewOf(text));
 }
 
 int CAtlStringA::CompareNoCase(const char16_t* text) const {
-  return CompareFolded(View(), ViewOf(text));
+  return CompareWithoutCase(View(), ViewOf(text));
 }
 
 }  // namespace orvik

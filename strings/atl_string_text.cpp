@@ -3,12 +3,13 @@
 #include <cstdarg>
 #include <string_view>
 
-#include "platform/core_foundation/encodings.h"
 #include "platform/core_foundation/string.h"
-#include "platform/core_foundation/string_format.h"
 #include "strings/atl_string.h"
 #include "strings/atl_string_a.h"
 #include "strings/case_in_place.h"
+#include "strings/object_text.h"
+#include "text/formatter.h"
+#include "text/mac_roman.h"
 
 namespace orvik {
 
@@ -16,7 +17,7 @@ namespace {
 
 bool FormatWide(FormatBuffer& result, const char16_t* format, std::va_list arguments) {
   return format != nullptr &&
-         FormatUnits(result, format, arguments, FormatStyle::kSmallStringsAreWide);
+         FormatUnits(result, format, arguments, DescribeObject, FormatStyle::kSmallStringsAreWide);
 }
 
 int MacRomanOf(char16_t unit) {
@@ -25,7 +26,7 @@ int MacRomanOf(char16_t unit) {
 
 // Only a text that Mac OS Roman can hold.
 bool FormatNarrow(FormatBuffer& result, const char* format, std::va_list arguments) {
-  if (format == nullptr || !FormatMacRoman(result, format, arguments)) return false;
+  if (format == nullptr || !FormatMacRoman(result, format, arguments, DescribeObject)) return false;
   const auto units = result.units();
   return std::all_of(units.begin(), units.end(),
                      [](char16_t unit) { return MacRomanOf(unit) >= 0; });

@@ -6,7 +6,7 @@
 #include <optional>
 #include <string_view>
 
-#include "platform/core_foundation/encodings.h"
+#include "text/code_page_codec.h"
 #include "text/transcoding.h"
 
 namespace orvik {
@@ -15,10 +15,8 @@ namespace {
 
 constexpr char kLossByte = '?';
 
-CFStringEncoding EncodingOf(unsigned int code_page) {
-  if (code_page == CP_UTF8) return kCFStringEncodingUTF8;
-  const CFStringEncoding encoding = CFStringConvertWindowsCodepageToEncoding(code_page);
-  return encoding == kCFStringEncodingInvalidId ? kCFStringEncodingUTF8 : encoding;
+CodePage KnownCodePage(unsigned int code_page) {
+  return IsKnownCodePage(code_page) ? code_page : kUtf8CodePage;
 }
 
 // A count of the interface; 0 when it does not fit.
@@ -64,8 +62,9 @@ int WideCharToMultiByte(unsigned int code_page, unsigned long, const char16_t* s
                           : std::u16string_view(source, static_cast<size_t>(source_length));
   if (text.size() > INT_MAX || target_length < 0) return 0;
   const bool measures = target_length == 0 || target == nullptr;
-  const std::optional<EncodedLength> done = EncodeText(
-      EncodingOf(code_page), text, kLossByte, false, measures ? nullptr : target, target_length);
+  const std::optional<EncodedLength> done =
+      EncodeText(KnownCodePage(code_page), text, kLossByte, measures ? nullptr : target,
+                 static_cast<std::size_t>(target_length));
   return done ? AsCount(done->bytes) : 0;
 }
 
@@ -77,11 +76,11 @@ int MultiByteToWideChar(unsigned int code_page, unsigned long, const char* sourc
                                      : std::string_view(source, static_cast<size_t>(source_length));
   if (bytes.size() > INT_MAX || target_length < 0) return 0;
   const bool measures = target_length == 0 || target == nullptr;
-  const CFStringEncoding encoding = EncodingOf(code_page);
-  if (encoding == kCFStringEncodingUTF8) {
+  const CodePage page = KnownCodePage(code_page);
+  if (page == kUtf8CodePage) {
     return measures ? AsCount(Utf16Length(bytes)) : DecodeUtf8Into(bytes, target, target_length);
   }
-  const std::optional<std::u16string> text = DecodeText(encoding, bytes);
+  const std::optional<std::u16string> text = DecodeText(page, bytes);
   if (!text) return 0;
   if (measures) return AsCount(text->size());
   const size_t count = std::min(text->size(), static_cast<size_t>(target_length));

@@ -6,15 +6,16 @@
 #include <memory>
 #include <string_view>
 
-#include "platform/core_foundation/string_format.h"
+#include "strings/object_text.h"
 #include "strings/uca_conversions.h"
+#include "text/formatter.h"
 
 namespace orvik {
 
 namespace {
 
 bool FormatInto(FormatBuffer& result, const char16_t* format, std::va_list arguments) {
-  return format != nullptr && FormatUnits(result, format, arguments);
+  return format != nullptr && FormatUnits(result, format, arguments, DescribeObject);
 }
 
 }  // namespace

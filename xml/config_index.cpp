@@ -5,8 +5,8 @@
 
 #include <tinyxml.h>
 
-#include "platform/core_foundation/encodings.h"
-#include "platform/core_foundation/string_case.h"
+#include "text/case_mapping.h"
+#include "text/mac_roman.h"
 
 namespace orvik {
 namespace {

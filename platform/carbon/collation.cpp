@@ -12,9 +12,9 @@
 #include <string_view>
 #include <utility>
 
-#include "platform/core_foundation/locale.h"
-#include "platform/core_foundation/string_case.h"
+#include "text/case_mapping.h"
 #include "text/transcoding.h"
+#include "text/user_locale.h"
 
 namespace orvik {
 

@@ -2,6 +2,8 @@
 
 #include <unicode/udat.h>
 
+#include "text/user_locale.h"
+
 namespace orvik {
 
 namespace {
@@ -9,34 +11,17 @@ namespace {
 // The platform counts seconds from 2001-01-01 00:00 UTC.
 constexpr double kEpochOfPlatform = 978307200.0;
 
-UDateFormatStyle StyleOf(CFDateFormatterStyle style) {
-  switch (style) {
-    case kCFDateFormatterShortStyle:
-      return UDAT_SHORT;
-    case kCFDateFormatterMediumStyle:
-      return UDAT_MEDIUM;
-    case kCFDateFormatterLongStyle:
-      return UDAT_LONG;
-    case kCFDateFormatterFullStyle:
-      return UDAT_FULL;
-    default:
-      return UDAT_NONE;
-  }
-}
-
 UDateFormat* Of(void* formatter) {
   return static_cast<UDateFormat*>(formatter);
 }
 
 }  // namespace
 
-NSDateFormatter::NSDateFormatter(CFLocaleRef locale, CFDateFormatterStyle date_style,
-                                 CFDateFormatterStyle time_style) {
+NSDateFormatter::NSDateFormatter(CFLocaleRef locale) {
   const char* identifier = locale == nullptr ? CurrentLocaleIdentifier(LocaleCategory::kTime)
                                              : locale->identifier().c_str();
   UErrorCode status = U_ZERO_ERROR;
-  formatter_ = udat_open(StyleOf(time_style), StyleOf(date_style), identifier, nullptr, 0, nullptr,
-                         0, &status);
+  formatter_ = udat_open(UDAT_NONE, UDAT_NONE, identifier, nullptr, 0, nullptr, 0, &status);
   if (U_FAILURE(status)) formatter_ = nullptr;
 }
 
@@ -69,14 +54,13 @@ CFTypeID NSDateFormatter::TypeID() {
   return id;
 }
 
-CFTypeID CFDateFormatterGetTypeID() {
-  return NSDateFormatter::TypeID();
-}
-
 CFDateFormatterRef CFDateFormatterCreate(CFAllocatorRef, CFLocaleRef locale,
                                          CFDateFormatterStyle date_style,
                                          CFDateFormatterStyle time_style) {
-  return new NSDateFormatter(locale, date_style, time_style);
+  if (date_style != kCFDateFormatterNoStyle || time_style != kCFDateFormatterNoStyle) {
+    return nullptr;
+  }
+  return new NSDateFormatter(locale);
 }
 
 void CFDateFormatterSetFormat(CFDateFormatterRef formatter, CFStringRef pattern) {

@@ -10,15 +10,10 @@ namespace [[gnu::visibility("default")]] orvik {
 
 using CFDateFormatterStyle = CFIndex;
 inline constexpr CFDateFormatterStyle kCFDateFormatterNoStyle = 0;
-inline constexpr CFDateFormatterStyle kCFDateFormatterShortStyle = 1;
-inline constexpr CFDateFormatterStyle kCFDateFormatterMediumStyle = 2;
-inline constexpr CFDateFormatterStyle kCFDateFormatterLongStyle = 3;
-inline constexpr CFDateFormatterStyle kCFDateFormatterFullStyle = 4;
 
 class NSDateFormatter final : public NSObject {
  public:
-  NSDateFormatter(CFLocaleRef locale, CFDateFormatterStyle date_style,
-                  CFDateFormatterStyle time_style);
+  explicit NSDateFormatter(CFLocaleRef locale);
   ~NSDateFormatter() override;
 
   void setFormat(std::u16string_view pattern);
@@ -34,9 +29,8 @@ class NSDateFormatter final : public NSObject {
 
 using CFDateFormatterRef = NSDateFormatter*;
 
-CFTypeID CFDateFormatterGetTypeID();
-
-// The caller owns the result. A null locale is the current one.
+// The caller owns the result. A null locale is the current one. Null for any style but
+// kCFDateFormatterNoStyle: the pattern alone says what is shown.
 CFDateFormatterRef CFDateFormatterCreate(CFAllocatorRef allocator, CFLocaleRef locale,
                                          CFDateFormatterStyle date_style,
                                          CFDateFormatterStyle time_style);

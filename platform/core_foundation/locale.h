@@ -27,24 +27,9 @@ class NSLocale final : public NSObject {
 
 using CFLocaleRef = const NSLocale*;
 
-CFTypeID CFLocaleGetTypeID();
-
 // The user's locale for text: the first of LC_ALL, LC_CTYPE and LANG that is set and not empty,
 // without its encoding ("tr_TR.UTF-8" is tr_TR); the root locale for "C" and "POSIX" and when none
 // is set. The caller owns the result.
 CFLocaleRef CFLocaleCopyCurrent();
-
-// Null for a null identifier.
-CFLocaleRef CFLocaleCreate(CFAllocatorRef allocator, const NSString* identifier);
-
-const NSString* CFLocaleGetIdentifier(CFLocaleRef locale);  // autoreleased
-
-// The variable that decides between LC_ALL and LANG.
-enum class LocaleCategory { kCharacters, kCollation, kTime };  // LC_CTYPE, LC_COLLATE, LC_TIME
-
-// The identifier of the current locale, found by the same rule, without making an object. The text
-// lives as long as the program; equal identifiers are one pointer. Cheap enough to be asked for
-// every comparison.
-const char* CurrentLocaleIdentifier(LocaleCategory category);
 
 }  // namespace orvik

@@ -1,11 +1,14 @@
 #include "platform/core_foundation/string.h"
 
-#include <cstring>
+#include <algorithm>
 #include <map>
 #include <mutex>
+#include <optional>
 
-#include "platform/core_foundation/string_format.h"
 #include "platform/core_foundation/string_views.h"
+#include "platform/foundation/autorelease_pool.h"
+#include "text/code_page_codec.h"
+#include "text/formatter.h"
 
 namespace orvik {
 
@@ -15,17 +18,40 @@ std::string_view Bytes(const UInt8* bytes, CFIndex length) {
   return {reinterpret_cast<const char*>(bytes), static_cast<size_t>(length)};
 }
 
-NSString* NewFromBytes(std::string_view bytes, CFStringEncoding encoding) {
+// Empty for an encoding that is not known.
+std::optional<CodePage> CodePageOf(CFStringEncoding encoding) {
   switch (encoding) {
+    case kCFStringEncodingMacRoman:
+      return kMacRomanCodePage;
+    case kCFStringEncodingASCII:
+      return kAsciiCodePage;
     case kCFStringEncodingUTF8:
-      return NSString::NewFromUtf8(bytes);
-    case kCFStringEncodingISOLatin1:
-      return NSString::NewFromLatin1(bytes);
-    default: {
-      const std::optional<std::u16string> units = DecodeText(encoding, bytes);
-      return units ? NSString::NewFromUnits(*units) : nullptr;
-    }
+      return kUtf8CodePage;
+    default:
+      return std::nullopt;
   }
+}
+
+NSString* NewFromBytes(std::string_view bytes, CFStringEncoding encoding) {
+  const std::optional<CodePage> page = CodePageOf(encoding);
+  if (page == kUtf8CodePage) return NSString::NewFromUtf8(bytes);
+  const std::optional<std::u16string> units = page ? DecodeText(*page, bytes) : std::nullopt;
+  return units ? NSString::NewFromUnits(*units) : nullptr;
+}
+
+EncodedLength Encode(std::u16string_view units, CFStringEncoding encoding, char loss_byte,
+                     char* target, CFIndex room) {
+  const std::optional<CodePage> page = CodePageOf(encoding);
+  if (!page) return {};
+  return EncodeText(*page, units, loss_byte, target,
+                    static_cast<size_t>(std::max(room, CFIndex{0})))
+      .value_or(EncodedLength{});
+}
+
+std::u16string DescribeObject(const void* object) {
+  const NSAutoreleasePool pool;
+  const NSString* const description = ObjectOf(object)->description();
+  return description == nullptr ? u"(null)" : description->ToUnits();
 }
 
 }  // namespace
@@ -75,23 +101,6 @@ CFStringRef CFStringCreateCopy(CFAllocatorRef, CFStringRef string) {
   return string == nullptr ? nullptr : string->copy();
 }
 
-CFStringRef CFStringCreateWithSubstring(CFAllocatorRef, CFStringRef string, CFRange range) {
-  if (string == nullptr) return nullptr;
-  range = CutRange(range, string->length());
-  const auto first = static_cast<size_t>(range.location);
-  const auto count = static_cast<size_t>(range.length);
-  return string->isLatin1() ? NSString::NewFromLatin1(string->latin1().substr(first, count))
-                            : NSString::NewFromUnits(string->wide().substr(first, count));
-}
-
-CFMutableStringRef CFStringCreateMutable(CFAllocatorRef, CFIndex) {
-  return NSString::NewMutable();
-}
-
-CFMutableStringRef CFStringCreateMutableCopy(CFAllocatorRef, CFIndex, CFStringRef string) {
-  return string == nullptr ? nullptr : string->mutableCopy();
-}
-
 CFMutableStringRef CFStringCreateMutableWithExternalCharactersNoCopy(CFAllocatorRef, UniChar* units,
                                                                      CFIndex length,
                                                                      CFIndex capacity,
@@ -112,16 +121,13 @@ CFStringRef CFStringCreateWithFormatAndArguments(CFAllocatorRef, const NSDiction
                                                  CFStringRef format, std::va_list arguments) {
   if (format == nullptr) return nullptr;
   FormatBuffer result;
-  return FormatUnits(result, WideView(format), arguments) ? NSString::NewFromUnits(result.units())
-                                                          : nullptr;
+  return FormatUnits(result, WideView(format), arguments, DescribeObject)
+             ? NSString::NewFromUnits(result.units())
+             : nullptr;
 }
 
 CFIndex CFStringGetLength(CFStringRef string) {
   return string == nullptr ? 0 : string->length();
-}
-
-UniChar CFStringGetCharacterAtIndex(CFStringRef string, CFIndex index) {
-  return index >= 0 && index < string->length() ? string->characterAtIndex(index) : u'\0';
 }
 
 void CFStringGetCharacters(CFStringRef string, CFRange range, UniChar* buffer) {
@@ -129,71 +135,25 @@ void CFStringGetCharacters(CFStringRef string, CFRange range, UniChar* buffer) {
   string->getCharacters(buffer, range.location, range.length);
 }
 
-const UniChar* CFStringGetCharactersPtr(CFStringRef string) {
-  return string->isLatin1() ? nullptr : string->wide().data();
-}
-
-const char* CFStringGetCStringPtr(CFStringRef string, CFStringEncoding encoding) {
-  const bool is_shared =
-      string->isLatin1() && (encoding == kCFStringEncodingISOLatin1 ||
-                             (string->isAscii() && (encoding == kCFStringEncodingASCII ||
-                                                    encoding == kCFStringEncodingUTF8 ||
-                                                    encoding == kCFStringEncodingMacRoman)));
-  // A text with a 0 inside would seem to end there.
-  return is_shared && string->latin1().find('\0') == std::string_view::npos
-             ? string->latin1().data()
-             : nullptr;
-}
-
 Boolean CFStringGetCString(CFStringRef string, char* buffer, CFIndex buffer_size,
                            CFStringEncoding encoding) {
   if (buffer == nullptr || buffer_size < 1) return false;
-  const WideView units(string);
-  const std::optional<EncodedLength> done =
-      EncodeText(encoding, units, 0, false, buffer, buffer_size - 1);
-  const bool is_whole = done && done->units == string->length();
-  buffer[is_whole ? done->bytes : 0] = 0;
+  const EncodedLength done = Encode(WideView(string), encoding, '\0', buffer, buffer_size - 1);
+  const bool is_whole = done.units == static_cast<size_t>(string->length());
+  buffer[is_whole ? done.bytes : 0] = 0;
   return is_whole;
 }
 
 CFIndex CFStringGetBytes(CFStringRef string, CFRange range, CFStringEncoding encoding,
-                         UInt8 loss_byte, Boolean is_external_representation, UInt8* buffer,
-                         CFIndex maximum_length, CFIndex* used_length) {
+                         UInt8 loss_byte, Boolean, UInt8* buffer, CFIndex maximum_length,
+                         CFIndex* used_length) {
   range = CutRange(range, string->length());
   const WideView units(string);
-  const std::optional<EncodedLength> done = EncodeText(
-      encoding,
+  const EncodedLength done = Encode(
       units.view().substr(static_cast<size_t>(range.location), static_cast<size_t>(range.length)),
-      loss_byte, is_external_representation != 0, reinterpret_cast<char*>(buffer), maximum_length);
-  if (used_length != nullptr) *used_length = done ? done->bytes : 0;
-  return done ? done->units : 0;
-}
-
-CFIndex CFStringGetMaximumSizeForEncoding(CFIndex length, CFStringEncoding encoding) {
-  CFIndex per_unit = 8;
-  switch (encoding) {
-    case kCFStringEncodingMacRoman:
-    case kCFStringEncodingISOLatin1:
-    case kCFStringEncodingASCII:
-      per_unit = 1;
-      break;
-    case kCFStringEncodingUTF8:
-      per_unit = 3;
-      break;
-    case kCFStringEncodingUTF16:
-    case kCFStringEncodingUTF16BE:
-    case kCFStringEncodingUTF16LE:
-      per_unit = 2;
-      break;
-    case kCFStringEncodingUTF32:
-    case kCFStringEncodingUTF32BE:
-    case kCFStringEncodingUTF32LE:
-      per_unit = 4;
-      break;
-    default:
-      break;
-  }
-  return length < 0 || length > kMaximumStringLength ? kCFNotFound : length * per_unit;
+      encoding, static_cast<char>(loss_byte), reinterpret_cast<char*>(buffer), maximum_length);
+  if (used_length != nullptr) *used_length = static_cast<CFIndex>(done.bytes);
+  return static_cast<CFIndex>(done.units);
 }
 
 SInt32 CFStringGetIntValue(CFStringRef string) {
@@ -202,40 +162,6 @@ SInt32 CFStringGetIntValue(CFStringRef string) {
 
 double CFStringGetDoubleValue(CFStringRef string) {
   return string->doubleValue();
-}
-
-void CFStringAppend(CFMutableStringRef string, CFStringRef other) {
-  string->append(other);
-}
-
-void CFStringAppendCharacters(CFMutableStringRef string, const UniChar* units, CFIndex length) {
-  if (units != nullptr && length > 0) string->append({units, static_cast<size_t>(length)});
-}
-
-void CFStringAppendCString(CFMutableStringRef string, const char* bytes,
-                           CFStringEncoding encoding) {
-  if (bytes == nullptr) return;
-  const std::optional<std::u16string> units = DecodeText(encoding, bytes);
-  if (units) string->append(*units);
-}
-
-void CFStringAppendFormat(CFMutableStringRef string, const NSDictionary*, CFStringRef format, ...) {
-  if (format == nullptr) return;
-  FormatBuffer result;
-  std::va_list arguments;
-  va_start(arguments, format);
-  if (FormatUnits(result, WideView(format), arguments)) string->append(result.units());
-  va_end(arguments);
-}
-
-void CFStringDelete(CFMutableStringRef string, CFRange range) {
-  range = CutRange(range, string->length());
-  string->replaceCharacters(range.location, range.length, {});
-}
-
-void CFStringReplace(CFMutableStringRef string, CFRange range, CFStringRef replacement) {
-  range = CutRange(range, string->length());
-  string->replaceCharacters(range.location, range.length, WideView(replacement));
 }
 
 }  // namespace orvik

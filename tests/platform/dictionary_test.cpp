@@ -60,7 +60,7 @@ TEST(CFDictionaryTest, KeysDoNotChangeWithTheirStringAndNullIsNone) {
   const CFMutableDictionaryRef dictionary = Make();
   const CFMutableStringRef key = NSString::NewMutable(u"key");
   CFDictionarySetValue(dictionary, key, kCFBooleanTrue);
-  CFStringAppendCharacters(key, u"!", 1);
+  key->append(u"!");
   CFDictionarySetValue(dictionary, nullptr, kCFBooleanTrue);
   CFDictionarySetValue(dictionary, CFSTR(u"null"), nullptr);
   EXPECT_EQ(CFDictionaryGetCount(dictionary), 1);

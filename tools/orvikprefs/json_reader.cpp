@@ -6,9 +6,9 @@
 
 #include "platform/core_foundation/array.h"
 #include "platform/core_foundation/dictionary.h"
-#include "platform/core_foundation/encodings.h"
 #include "platform/core_foundation/number.h"
 #include "platform/core_foundation/property_list_escape.h"
+#include "platform/core_foundation/string.h"
 #include "tools/orvikprefs/json_form.h"
 #include "tools/orvikprefs/text.h"
 #include "tools/orvikprefs/values.h"

@@ -1,6 +1,6 @@
 #include "tools/orvikprefs/text.h"
 
-#include "platform/core_foundation/encodings.h"
+#include "platform/core_foundation/string.h"
 #include "prefs/auto_release.h"
 #include "strings/utf8_strings.h"
 

@@ -1,15 +1,13 @@
-#include "platform/core_foundation/string_format.h"
+#include "text/formatter.h"
 
 #include <cstdint>
 #include <cstring>
 #include <string_view>
 #include <vector>
 
-#include "platform/core_foundation/encodings.h"
-#include "platform/core_foundation/string_format_numbers.h"
-#include "platform/core_foundation/string_format_spec.h"
-#include "platform/foundation/autorelease_pool.h"
-#include "platform/foundation/string.h"
+#include "text/format_numbers.h"
+#include "text/format_spec.h"
+#include "text/mac_roman.h"
 
 namespace orvik {
 
@@ -182,26 +180,13 @@ bool PutWide(FormatBuffer& out, const FormatSpec& spec, const char16_t* text) {
   return PutUnits(out, spec, {text, length});
 }
 
-bool PutString(FormatBuffer& out, const FormatSpec& spec, const NSString* text) {
-  if (!text->isLatin1()) return PutUnits(out, spec, text->wide());
-  const std::string_view bytes = text->latin1().substr(0, Limit(spec, text->latin1().size()));
-  return PutPadded(out, spec, bytes.size(), [&] { return out.AppendLatin1(bytes); });
-}
-
-bool PutObject(FormatBuffer& out, const FormatSpec& spec, const NSObject* object) {
-  if (object == nullptr) return PutUnits(out, spec, kNull);
-  if (object->typeID() == NSString::TypeID()) {
-    return PutString(out, spec, static_cast<const NSString*>(object));
-  }
-  const NSAutoreleasePool pool;
-  const NSString* description = object->description();
-  return description == nullptr ? PutUnits(out, spec, kNull) : PutString(out, spec, description);
-}
-
-bool PutArgument(FormatBuffer& out, const FormatSpec& spec, ArgumentValue value) {
+bool PutArgument(FormatBuffer& out, const FormatSpec& spec, ArgumentValue value,
+                 ObjectDescriber describe) {
   switch (spec.conversion) {
     case '@':
-      return PutObject(out, spec, ObjectOf(value.pointer));
+      return value.pointer == nullptr || describe == nullptr
+                 ? PutUnits(out, spec, kNull)
+                 : PutUnits(out, spec, describe(value.pointer));
     case 's':
       return spec.length == FormatLength::kLong
                  ? PutWide(out, spec, static_cast<const char16_t*>(value.pointer))
@@ -262,8 +247,8 @@ class Formatter {
  public:
   using View = std::basic_string_view<Unit>;
 
-  Formatter(FormatBuffer& out, View format, FormatStyle style)
-      : out_(out), format_(format), style_(style) {}
+  Formatter(FormatBuffer& out, View format, ObjectDescriber describe, FormatStyle style)
+      : out_(out), format_(format), describe_(describe), style_(style) {}
 
   bool Run(std::va_list arguments) {
     ArgumentReader reader(arguments);
@@ -306,7 +291,7 @@ class Formatter {
       if (spec.precision_is_argument) {
         SetPrecision(spec, take(spec.precision_position, ArgumentKind::kInt).integer);
       }
-      if (!PutArgument(out_, spec, take(spec.position, kind))) return false;
+      if (!PutArgument(out_, spec, take(spec.position, kind), describe_)) return false;
     }
   }
 
@@ -381,6 +366,7 @@ class Formatter {
 
   FormatBuffer& out_;
   View format_;
+  ObjectDescriber describe_;
   FormatStyle style_;
   Positional positional_ = Positional::kUnknown;
   std::vector<ArgumentValue> values_;
@@ -389,12 +375,13 @@ class Formatter {
 }  // namespace
 
 bool FormatUnits(FormatBuffer& result, std::u16string_view format, std::va_list arguments,
-                 FormatStyle style) {
-  return Formatter<char16_t>(result, format, style).Run(arguments);
+                 ObjectDescriber describe, FormatStyle style) {
+  return Formatter<char16_t>(result, format, describe, style).Run(arguments);
 }
 
-bool FormatMacRoman(FormatBuffer& result, std::string_view format, std::va_list arguments) {
-  return Formatter<char>(result, format, FormatStyle::kPlain).Run(arguments);
+bool FormatMacRoman(FormatBuffer& result, std::string_view format, std::va_list arguments,
+                    ObjectDescriber describe) {
+  return Formatter<char>(result, format, describe, FormatStyle::kPlain).Run(arguments);
 }
 
 }  // namespace orvik

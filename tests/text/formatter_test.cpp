@@ -1,4 +1,4 @@
-#include "platform/core_foundation/string_format.h"
+#include "text/formatter.h"
 
 #include <climits>
 #include <clocale>
@@ -6,18 +6,23 @@
 #include <cstdio>
 #include <limits>
 #include <optional>
+#include <string>
 
-#include "platform/core_foundation/string.h"
-#include "tests/support/test_environment.h"
+#include <gtest/gtest.h>
 
 namespace orvik::test {
 namespace {
+
+// Objects of these tests are texts.
+std::u16string Describe(const void* object) {
+  return static_cast<const char16_t*>(object);
+}
 
 std::optional<std::u16string> Formatted(FormatStyle style, const char16_t* format, ...) {
   FormatBuffer buffer;
   std::va_list arguments;
   va_start(arguments, format);
-  const bool done = FormatUnits(buffer, format, arguments, style);
+  const bool done = FormatUnits(buffer, format, arguments, Describe, style);
   va_end(arguments);
   if (!done) return std::nullopt;
   return std::u16string(buffer.units());
@@ -45,7 +50,7 @@ void ExpectAsPrintf(const char* conversion, Value value) {
   }
 }
 
-TEST(StringFormat, IntegersAsPrintf) {
+TEST(Formatter, IntegersAsPrintf) {
   for (const int value : {0, 1, -1, 42, INT_MAX, INT_MIN}) {
     for (const char* conversion : {"d", "i", "u", "x", "X", "o", "hd", "hhd", "hhu", "hx"}) {
       ExpectAsPrintf(conversion, value);
@@ -60,7 +65,7 @@ TEST(StringFormat, IntegersAsPrintf) {
   }
 }
 
-TEST(StringFormat, RealsAsPrintf) {
+TEST(Formatter, RealsAsPrintf) {
   constexpr double kInfinity = std::numeric_limits<double>::infinity();
   for (const double value : {0.0, -0.0, 1.0, -2.5, 1e-7, 123456789.125, 1e300, 5e-324, kInfinity,
                              -kInfinity, std::numeric_limits<double>::quiet_NaN()}) {
@@ -72,18 +77,18 @@ TEST(StringFormat, RealsAsPrintf) {
   EXPECT_EQ(Plain(u"%0.9lf", 2.5), u"2.500000000");
 }
 
-TEST(StringFormat, NumbersDoNotFollowTheLocaleOfLibc) {
+TEST(Formatter, NumbersDoNotFollowTheLocaleOfLibc) {
   const std::string old = setlocale(LC_NUMERIC, nullptr);
   setlocale(LC_NUMERIC, "de_DE.UTF-8");
   EXPECT_EQ(Plain(u"%.1f", 1.5), u"1.5");
   setlocale(LC_NUMERIC, old.c_str());
 }
 
-TEST(StringFormat, TextsOfEveryKind) {
-  EXPECT_EQ(Plain(u"%s|%S|%@", "a\x8E", u"b\x20AC", CFSTR(u"c")), u"a\xE9|b\x20AC|c");
+TEST(Formatter, TextsOfEveryKind) {
+  EXPECT_EQ(Plain(u"%s|%S|%@", "a\x8E", u"b\x20AC", u"c"), u"a\xE9|b\x20AC|c");
   EXPECT_EQ(Plain(u"%hs %ls %hS", "a", u"b", "c"), u"a b c");
   EXPECT_EQ(Plain(u"%c%C%lc", 0x8E, 0x20AC, 0x4E2D), u"\xE9\x20AC\x4E2D");
-  EXPECT_EQ(Plain(u"%5s|%-5S|%.2s|%.1S|%4.1@", "ab", u"cd", "efg", u"hi", CFSTR(u"xyz")),
+  EXPECT_EQ(Plain(u"%5s|%-5S|%.2s|%.1S|%4.1@", "ab", u"cd", "efg", u"hi", u"xyz"),
             u"   ab|cd   |ef|h|   x");
   const char unterminated[] = {'a', 'b'};
   EXPECT_EQ(Plain(u"%.2s", unterminated), u"ab");
@@ -92,14 +97,14 @@ TEST(StringFormat, TextsOfEveryKind) {
             u"(null) (null) (null) (nu");
 }
 
-TEST(StringFormat, WidthAndPrecisionFromArguments) {
+TEST(Formatter, WidthAndPrecisionFromArguments) {
   EXPECT_EQ(Plain(u"[%*d][%-*d][%*d]", 4, 1, 4, 2, -4, 3), u"[   1][2   ][3   ]");
   EXPECT_EQ(Plain(u"[%.*s][%.*s]", 1, "ab", -1, "cd"), u"[a][cd]");
   EXPECT_EQ(Plain(u"[%*d]", INT_MIN, 1), std::nullopt);
 }
 
-TEST(StringFormat, Positions) {
-  EXPECT_EQ(Plain(u"%2$@ %1$d %2$@", 7, CFSTR(u"x")), u"x 7 x");
+TEST(Formatter, Positions) {
+  EXPECT_EQ(Plain(u"%2$@ %1$d %2$@", 7, u"x"), u"x 7 x");
   EXPECT_EQ(Plain(u"%1$*2$d|%3$.*2$f", 5, 3, 2.0), u"  5|2.000");
   EXPECT_EQ(Plain(u"%2$d", 1, 2), std::nullopt) << "a gap";
   EXPECT_EQ(Plain(u"%1$d %d", 1, 2), std::nullopt) << "mixed";
@@ -109,7 +114,7 @@ TEST(StringFormat, Positions) {
   EXPECT_EQ(Plain(u"%1$s%%", "a"), u"a%");
 }
 
-TEST(StringFormat, WhatIsNoConversionIsText) {
+TEST(Formatter, WhatIsNoConversionIsText) {
   EXPECT_EQ(Plain(u"100%"), u"100%");
   EXPECT_EQ(Plain(u"%k %d", 1), u"%k 1");
   EXPECT_EQ(Plain(u"%5"), u"%5");
@@ -117,7 +122,7 @@ TEST(StringFormat, WhatIsNoConversionIsText) {
   EXPECT_EQ(Plain(u"%\x4E2D"), u"%\x4E2D");
 }
 
-TEST(StringFormat, TheReplacementOfSmallStrings) {
+TEST(Formatter, TheReplacementOfSmallStrings) {
   const auto formatted = [](const char16_t* format, auto... arguments) {
     return Formatted(FormatStyle::kSmallStringsAreWide, format, arguments...);
   };
@@ -128,7 +133,7 @@ TEST(StringFormat, TheReplacementOfSmallStrings) {
   EXPECT_EQ(formatted(u"%5%s"), u"%S");
 }
 
-TEST(StringFormat, HugeResultsFailCleanly) {
+TEST(Formatter, HugeResultsFailCleanly) {
   EXPECT_EQ(Plain(u"%99999999999d", 1), std::nullopt);
   EXPECT_EQ(Plain(u"%.99999999999d", 1), std::nullopt);
   EXPECT_EQ(Plain(u"%.999999f", 1.0), std::nullopt);
@@ -136,17 +141,18 @@ TEST(StringFormat, HugeResultsFailCleanly) {
   EXPECT_EQ(Plain(u"%f", 1e300)->size(), 308u);
 }
 
-TEST(StringFormat, NarrowFormatsAreMacRoman) {
+TEST(Formatter, NarrowFormatsAreMacRoman) {
   const auto formatted = [](const char* format, ...) -> std::u16string {
     FormatBuffer buffer;
     std::va_list arguments;
     va_start(arguments, format);
-    const bool done = FormatMacRoman(buffer, format, arguments);
+    const bool done = FormatMacRoman(buffer, format, arguments, nullptr);
     va_end(arguments);
     return done ? std::u16string(buffer.units()) : std::u16string(u"failed");
   };
   EXPECT_EQ(formatted("\x8E %s %d%%", "\x8F", 3), u"\xE9 \xE8 3%");
   EXPECT_EQ(formatted("%\x8E"), u"%\xE9");
+  EXPECT_EQ(formatted("%@", "no describer"), u"(null)");
 }
 
 }  // namespace

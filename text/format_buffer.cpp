@@ -2,8 +2,8 @@
 #include <cstring>
 #include <utility>
 
-#include "platform/core_foundation/encodings.h"
-#include "platform/core_foundation/string_format.h"
+#include "text/format_buffer.h"
+#include "text/mac_roman.h"
 #include "text/transcoding.h"
 
 namespace orvik {

@@ -4,8 +4,8 @@
 
 #include <cstdint>
 
-#include "platform/core_foundation/string_format.h"
-#include "platform/core_foundation/string_format_spec.h"
+#include "text/format_buffer.h"
+#include "text/format_spec.h"
 
 namespace orvik {
 

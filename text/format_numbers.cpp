@@ -1,4 +1,4 @@
-#include "platform/core_foundation/string_format_numbers.h"
+#include "text/format_numbers.h"
 
 #include <algorithm>
 #include <clocale>

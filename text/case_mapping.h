@@ -1,13 +1,11 @@
-// Case mapping, case folding and normalisation of plain text (The Unicode Standard, 3.11, 3.13).
+// Case mapping and case folding of plain text (The Unicode Standard, 3.13).
 //
 // A mapping may change the length. Unpaired surrogates stay as they are. Nothing here fails: text
-// too long for the mapping comes back unchanged.
+// that is too long for the mapping (2^30 units) comes back unchanged.
 #pragma once
 
 #include <string>
 #include <string_view>
-
-#include "platform/core_foundation/string.h"
 
 namespace [[gnu::visibility("default")]] orvik {
 
@@ -15,16 +13,16 @@ namespace [[gnu::visibility("default")]] orvik {
 std::u16string ToUpper(std::u16string_view text, const char* locale);
 std::u16string ToLower(std::u16string_view text, const char* locale);
 
-// Full case folding, the same in every locale.
-std::u16string FoldCase(std::u16string_view text);
-
-std::u16string Normalize(std::u16string_view text, CFStringNormalizationForm form);
+// Full case folding: the same in every locale but those of Turkish and Azeri, where "I" goes with
+// the dotless and "\u0130" with the dotted letter.
+std::u16string FoldCase(std::u16string_view text, const char* locale = "");
+bool HasDotlessI(std::string_view locale);
 
 constexpr char16_t LowerAscii(char16_t unit) {
   return unit >= u'A' && unit <= u'Z' ? static_cast<char16_t>(unit + 32) : unit;
 }
 
 // -1, 0 or 1 by the code units of the folded texts.
-int CompareFolded(std::u16string_view a, std::u16string_view b);
+int CompareFolded(std::u16string_view a, std::u16string_view b, const char* locale = "");
 
 }  // namespace orvik

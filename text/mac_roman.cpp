@@ -1,8 +1,8 @@
-// Mac OS Roman: the mapping of 1999, with the euro sign at 0xDB.
+#include "text/mac_roman.h"
+
 #include <algorithm>
 #include <array>
-
-#include "platform/core_foundation/encodings.h"
+#include <cstddef>
 
 namespace orvik {
 

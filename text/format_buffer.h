@@ -1,0 +1,41 @@
+// The growing array of units into which the formatter writes.
+#pragma once
+
+#include <memory>
+#include <string_view>
+
+namespace [[gnu::visibility("default")]] orvik {
+
+inline constexpr size_t kMaximumFormattedLength = 0x3FFFFFF;
+
+// A growing array of units; short results need no allocation.
+class FormatBuffer {
+ public:
+  FormatBuffer() = default;
+  FormatBuffer(const FormatBuffer&) = delete;
+  FormatBuffer& operator=(const FormatBuffer&) = delete;
+
+  std::u16string_view units() const { return {data_, length_}; }
+
+  // Room for `count` more units at the end, which `Take` then makes part of the text; null when the
+  // text would be too long.
+  char16_t* Room(size_t count) {
+    return capacity_ - length_ >= count ? data_ + length_ : Grow(count);
+  }
+  void Take(size_t count) { length_ += count; }
+  bool Append(std::u16string_view units);
+  bool Append(size_t count, char16_t unit);
+  bool AppendLatin1(std::string_view bytes);
+  bool AppendMacRoman(std::string_view bytes);
+
+ private:
+  char16_t* Grow(size_t count);
+
+  char16_t inline_[256];
+  std::unique_ptr<char16_t[]> heap_;
+  char16_t* data_ = inline_;
+  size_t length_ = 0;
+  size_t capacity_ = 256;
+};
+
+}  // namespace orvik

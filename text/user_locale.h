@@ -1,0 +1,15 @@
+// The user's locale, by the environment.
+#pragma once
+
+namespace [[gnu::visibility("default")]] orvik {
+
+// The variable that decides between LC_ALL and LANG.
+enum class LocaleCategory { kCharacters, kCollation, kTime };  // LC_CTYPE, LC_COLLATE, LC_TIME
+
+// The first of LC_ALL, the category's variable and LANG that is set and not empty, without its
+// encoding ("tr_TR.UTF-8" is tr_TR); "", the root locale, for "C" and "POSIX" and when none is set.
+// The text lives as long as the program; equal identifiers are one pointer. The call is cheap
+// enough for every comparison.
+const char* CurrentLocaleIdentifier(LocaleCategory category);
+
+}  // namespace orvik
