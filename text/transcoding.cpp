@@ -5,6 +5,7 @@
 #include <cstring>
 
 #include "text/transcoding_blocks.h"
+#include "text/transcoding_variants.h"
 
 namespace orvik {
 
@@ -13,6 +14,10 @@ namespace {
 inline bool IsTrail(unsigned char byte) {
   return (byte & 0xC0) == 0x80;
 }
+
+// Shorter sources hold no block of wide vectors.
+constexpr std::ptrdiff_t kWideSource = 64;  // bytes
+constexpr std::ptrdiff_t kWideUnits = 16;
 
 constexpr char32_t kNoCharacter = 0xFFFFFFFF;
 constexpr char32_t kCutCharacter = 0xFFFFFFFE;
@@ -239,8 +244,10 @@ inline TranscodingStop EncodeLoop(const char16_t*& s, const char16_t* source_end
 
 }  // namespace
 
-TranscodingStop DecodeUtf8(const char*& source, const char* source_end, char16_t*& target,
-                           char16_t* target_end) {
+namespace transcoding {
+
+TranscodingStop DecodePlain(const char*& source, const char* source_end, char16_t*& target,
+                            char16_t* target_end) {
   const char* s = source;
   char16_t* t = target;
   const TranscodingStop stop = DecodeLoop(s, source_end, t, target_end);
@@ -249,14 +256,32 @@ TranscodingStop DecodeUtf8(const char*& source, const char* source_end, char16_t
   return stop;
 }
 
-TranscodingStop EncodeUtf8(const char16_t*& source, const char16_t* source_end, char*& target,
-                           char* target_end) {
+TranscodingStop EncodePlain(const char16_t*& source, const char16_t* source_end, char*& target,
+                            char* target_end) {
   const char16_t* s = source;
   char* t = target;
   const TranscodingStop stop = EncodeLoop(s, source_end, t, target_end);
   source = s;
   target = t;
   return stop;
+}
+
+}  // namespace transcoding
+
+TranscodingStop DecodeUtf8(const char*& source, const char* source_end, char16_t*& target,
+                           char16_t* target_end) {
+  if (source_end - source >= kWideSource && transcoding::HasAvx2()) {
+    transcoding::DecodeBlocksAvx2(source, source_end, target, target_end);
+  }
+  return transcoding::DecodePlain(source, source_end, target, target_end);
+}
+
+TranscodingStop EncodeUtf8(const char16_t*& source, const char16_t* source_end, char*& target,
+                           char* target_end) {
+  if (source_end - source > kWideUnits && transcoding::HasAvx2()) {
+    transcoding::EncodeBlocksAvx2(source, source_end, target, target_end);
+  }
+  return transcoding::EncodePlain(source, source_end, target, target_end);
 }
 
 size_t Utf8Length(std::u16string_view units) {
@@ -318,6 +343,9 @@ std::ptrdiff_t Utf16Length(std::string_view bytes) {
   const char* s = bytes.data();
   const char* end = s + bytes.size();
   std::ptrdiff_t length = 0;
+  if (end - s >= kWideSource && transcoding::HasAvx2()) {
+    length = static_cast<std::ptrdiff_t>(transcoding::CountBlocksAvx2(s, end));
+  }
   while (s < end) {
     while (end - s >= 16 && NonAsciiBits(s) == 0) {
       length += kBlock;
@@ -350,6 +378,10 @@ char32_t NextCharacter(std::string_view bytes, size_t& position) {
     return byte;
   }
   const char32_t character = DecodeMultiByte(at, bytes.data() + bytes.size());
+  if (character >= kCutCharacter) {
+    ++position;
+    return U'\uFFFD';
+  }
   position = static_cast<size_t>(at - bytes.data());
   return character;
 }

@@ -30,7 +30,8 @@ size_t Utf8Length(std::u16string_view units);
 std::ptrdiff_t Utf16Length(std::string_view bytes);
 
 bool IsValidUtf8(std::string_view bytes);
-// The character of well-formed UTF-8 that starts at `position`, which moves behind it.
+// The character that starts at `position`, which moves behind it. A byte that begins no well-formed
+// character gives U+FFFD.
 char32_t NextCharacter(std::string_view bytes, size_t& position);
 
 // The length of the leading run of bytes, or units, below 0x80.

@@ -1,0 +1,30 @@
+// The variants of the transcoding loops that use wide vectors. For transcoding.cpp and tests.
+#pragma once
+
+#include <cstddef>
+
+#include "text/transcoding.h"
+
+namespace orvik::transcoding {
+
+// The plain loops, which do everything by themselves.
+TranscodingStop DecodePlain(const char*& source, const char* source_end, char16_t*& target,
+                            char16_t* target_end);
+TranscodingStop EncodePlain(const char16_t*& source, const char16_t* source_end, char*& target,
+                            char* target_end);
+
+// Whether the processor has the vectors. The functions below may be called only then.
+bool HasAvx2();
+
+// Both convert as far as whole blocks go, and leave the rest, and everything from a malformed
+// character on, to the plain loops: `source` and `target` stop between characters, at the start of
+// a malformed one or some characters before it.
+void DecodeBlocksAvx2(const char*& source, const char* source_end, char16_t*& target,
+                      char16_t* target_end);
+void EncodeBlocksAvx2(const char16_t*& source, const char16_t* source_end, char*& target,
+                      char* target_end);
+
+// Counts the UTF-16 units of whole blocks of well-formed UTF-8, in the same way.
+size_t CountBlocksAvx2(const char*& source, const char* source_end);
+
+}  // namespace orvik::transcoding
