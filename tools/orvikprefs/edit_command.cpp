@@ -1,15 +1,12 @@
-#include <fcntl.h>
 #include <unistd.h>
 
-#include <cerrno>
-#include <cstdlib>
-#include <cstring>
 #include <iostream>
 
 #include "platform/core_foundation/property_list_equality.h"
 #include "prefs/reporting.h"
 #include "prefs/transaction.h"
 #include "tools/orvikprefs/commands.h"
+#include "tools/orvikprefs/editor.h"
 #include "tools/orvikprefs/files.h"
 #include "tools/orvikprefs/json_form.h"
 #include "tools/orvikprefs/text.h"
@@ -21,63 +18,6 @@ namespace orvik::prefstool {
 namespace {
 
 using Dictionary = CAutoCFRelease<CFDictionaryRef>;
-
-// A file that nobody else may read. It goes with the object, unless it is kept.
-class PrivateFile {
- public:
-  explicit PrivateFile(const std::string& content) {
-    const char* const folder = std::getenv("TMPDIR");
-    path_ = std::string(folder != nullptr && *folder == '/' ? folder : "/tmp") +
-            "/orvikprefs-XXXXXX.json";
-    const int descriptor = mkostemps(path_.data(), 5, O_CLOEXEC);
-    if (descriptor < 0) {
-      error_ = errno;
-      path_.clear();
-      return;
-    }
-    std::size_t written = 0;
-    while (written < content.size()) {
-      const ssize_t count = write(descriptor, content.data() + written, content.size() - written);
-      if (count < 0 && errno == EINTR) continue;
-      if (count < 0) {
-        error_ = errno;
-        break;
-      }
-      written += static_cast<std::size_t>(count);
-    }
-    if (close(descriptor) != 0 && error_ == 0) error_ = errno;
-  }
-  ~PrivateFile() {
-    if (!path_.empty() && !kept_) unlink(path_.c_str());
-  }
-  PrivateFile(const PrivateFile&) = delete;
-  PrivateFile& operator=(const PrivateFile&) = delete;
-
-  const std::string& path() const { return path_; }
-  int error() const { return error_; }
-  void Keep() { kept_ = true; }
-
- private:
-  std::string path_;
-  int error_ = 0;
-  bool kept_ = false;
-};
-
-std::string Editor() {
-  for (const char* const variable : {"VISUAL", "EDITOR"}) {
-    const char* const value = std::getenv(variable);
-    if (value != nullptr && *value != '\0') return value;
-  }
-  return "vi";
-}
-
-// Whether the editor ran and ended well. Its words may be a command line of the shell.
-bool RunEditor(const std::string& editor, const std::string& file) {
-  std::string quoted;
-  for (const char byte : file) quoted += byte == '\'' ? std::string("'\\''") : std::string(1, byte);
-  // As "$1", so that editors that are whole command lines may put it where they like.
-  return std::system(("set -- '" + quoted + "'; " + editor + " \"$1\"").c_str()) == 0;
-}
 
 std::string LineAt(const std::string& text, std::size_t number) {
   std::size_t begin = 0;
