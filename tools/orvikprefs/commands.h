@@ -27,6 +27,7 @@ int Copy(const Context& context, const CommandLine& line);
 int List(const Context& context, const CommandLine& line);
 int Tree(const Context& context, const CommandLine& line);
 int Find(const Context& context, const CommandLine& line);
+int Browse(const Context& context, const CommandLine& line);
 int Watch(const Context& context, const CommandLine& line);
 
 // Domains and keys as files.

@@ -1,0 +1,261 @@
+#include "tools/orvikprefs/browse/model.h"
+
+#include <unistd.h>
+
+#include "prefs/preferences.h"
+#include "tests/support/test_environment.h"
+#include "tools/orvikprefs/browse/path_completion.h"
+#include "tools/orvikprefs/browse/search.h"
+#include "tools/orvikprefs/browse/value_form.h"
+#include "tools/orvikprefs/text.h"
+
+namespace orvik::test {
+namespace {
+
+using namespace prefstool;
+using namespace prefstool::browse;
+
+constexpr const char16_t* kDomain = u"com.orviktech.Registry";
+
+Value Text(const char16_t* text) {
+  return Value(CAtlString(text).CreateCFStringRef(kCFAllocatorDefault));
+}
+
+// What is at the path, as text; "(none)" for nothing.
+std::string Shown(const Model& model, const Path& path) {
+  const CFPropertyListRef value = FindIn(model.tree(), path);
+  return value != nullptr ? ValueText(value) : "(none)";
+}
+
+// The rows of keys as "mark depth name", one a line.
+std::string Rows(const Model& model) {
+  std::string text;
+  for (std::size_t row = 0; row < model.keys().size(); ++row) {
+    const KeyRow& key = model.keys()[row];
+    const Path path = model.PathOf(static_cast<int>(row));
+    text += " *+~!"[static_cast<int>(key.mark)];
+    text += std::string(static_cast<std::size_t>(key.depth), '.') +
+            (path.empty() ? "/" : path.back()) + (key.is_open && key.has_keys ? "-" : "") + "\n";
+  }
+  return text;
+}
+
+class BrowseModelTest : public EnvironmentTest {
+ protected:
+  BrowseModelTest() {
+    Write(u"A/B", u"text", u"one");
+    Write(u"A/B", u"more", u"two");
+    Write(u"A/C", u"x", u"three");
+    Write(u"Z", u"z", u"four");
+  }
+
+  // As another process would; the file's time always differs.
+  static void Write(const char16_t* key, const char16_t* name, const char16_t* value) {
+    EXPECT_EQ(WritePreferenceString(0, key, name, value, kDomain), 0u);
+  }
+  static std::string Stored(const char16_t* key, const char16_t* name) {
+    unsigned long error = 0;
+    const CAtlString value = GetPreferenceString(0, key, name, u"(none)", &error, kDomain);
+    return prefstool::ToUtf8(value);
+  }
+};
+
+TEST_F(BrowseModelTest, OpensKeysAndKeepsTheSelection) {
+  Model model(0, kDomain);
+  ASSERT_TRUE(model.status().ok());
+  EXPECT_EQ(Rows(model), " /-\n .A\n .Z\n");
+  model.Open(1, true);
+  EXPECT_EQ(Rows(model), " /-\n .A-\n ..B\n ..C\n .Z\n");
+  ASSERT_TRUE(model.Reveal({"A", "B", "text"}));
+  EXPECT_EQ(model.PathOf(model.selected_key()), (Path{"A", "B"}));
+  EXPECT_EQ(model.PathOfValue(model.selected_value()), (Path{"A", "B", "text"}));
+  EXPECT_FALSE(model.Reveal({"A", "none"}));
+  EXPECT_EQ(model.PathOf(model.selected_key()), (Path{"A", "B"}));
+  model.Open(1, false);  // above the selected key
+  EXPECT_EQ(Rows(model), " /-\n .A\n .Z\n");
+  EXPECT_EQ(model.PathOf(model.selected_key()), Path{"A"});
+  model.SelectKey(99);
+  EXPECT_EQ(model.PathOf(model.selected_key()), Path{"Z"});
+}
+
+TEST_F(BrowseModelTest, CollectsMarksAndUndoesChanges) {
+  Model model(0, kDomain);
+  model.Reveal({"A", "B"});
+  EXPECT_EQ(model.Set({"A", "B", "text"}, Text(u"new")), "");
+  EXPECT_EQ(model.Add({"A", "D"}, EmptyTree().Get()), "");
+  EXPECT_EQ(model.Remove({"A", "C"}), "");
+  EXPECT_EQ(model.Move({"Z", "z"}, {"Z", "y"}), "");
+  EXPECT_EQ(Rows(model), "*/-\n*.A-\n*..B\n+..D\n*.Z\n");
+  EXPECT_EQ(model.changes().size(), 5u);
+  EXPECT_EQ(Stored(u"A/B", u"text"), "one");
+
+  // Refused, with nothing changed.
+  EXPECT_NE(model.Add({"A", "B"}, Text(u"x")), "");
+  EXPECT_NE(model.Add({"A", "B", "text", "below"}, Text(u"x")), "");
+  EXPECT_NE(model.Move({"A"}, {"A", "B", "A"}), "");
+  EXPECT_NE(model.Move({"Z", "y"}, {"A"}), "");
+  EXPECT_NE(model.Remove({"none"}), "");
+  EXPECT_NE(model.Set({}, Text(u"x")), "");
+  EXPECT_NE(model.Copy({"A"}, {"Z"}), "");
+  EXPECT_EQ(model.changes().size(), 5u);
+
+  // One by one: the removal of the key C comes back with its value.
+  for (std::size_t i = 0; i < model.changes().size(); ++i) {
+    if (model.changes()[i].path == Path{"A", "C"}) model.Revert(i);
+  }
+  EXPECT_EQ(Shown(model, {"A", "C", "x"}), "three");
+  EXPECT_EQ(model.changes().size(), 4u);
+  EXPECT_TRUE(model.Undo());  // the revert
+  EXPECT_TRUE(model.Undo());  // the move
+  EXPECT_EQ(Shown(model, {"Z", "z"}), "four");
+  EXPECT_TRUE(model.Undo());
+  EXPECT_TRUE(model.Undo());
+  EXPECT_TRUE(model.Undo());
+  EXPECT_FALSE(model.Undo());
+  EXPECT_TRUE(model.changes().empty());
+}
+
+TEST_F(BrowseModelTest, WritesAllChangesAtOnce) {
+  Model model(0, kDomain);
+  model.Set({"A", "B", "text"}, Text(u"new"));
+  model.Remove({"A", "C"});
+  model.Copy({"A", "B"}, {"a/b\\c", "B"});
+  ASSERT_TRUE(model.Apply().ok());
+  EXPECT_TRUE(model.changes().empty());
+  EXPECT_EQ(Stored(u"A/B", u"text"), "new");
+  EXPECT_EQ(Stored(u"A/C", u"x"), "(none)");
+  Model again(0, kDomain);
+  EXPECT_EQ(Shown(again, {"a/b\\c", "B", "text"}), "new");
+  EXPECT_EQ(Shown(again, {"A", "C"}), "(none)");
+}
+
+TEST_F(BrowseModelTest, CarriesChangesOverToWhatOthersWrite) {
+  Model model(0, kDomain);
+  model.Set({"A", "B", "text"}, Text(u"mine"));
+  model.Set({"Z", "z"}, Text(u"mine too"));
+  model.Reveal({"A", "B"});
+  Write(u"A/C", u"x", u"theirs");
+  Write(u"Z", u"z", u"theirs too");
+  EXPECT_TRUE(model.Refresh());
+  EXPECT_EQ(Rows(model), "!/-\n*.A-\n*..B\n~..C\n!.Z\n");
+  EXPECT_EQ(Shown(model, {"A", "B", "text"}), "mine");
+  EXPECT_EQ(Shown(model, {"A", "C", "x"}), "theirs");
+  EXPECT_EQ(Shown(model, {"Z", "z"}), "theirs too");
+  ASSERT_EQ(model.conflicts().size(), 1u);
+  EXPECT_EQ(model.conflicts()[0].path, (Path{"Z", "z"}));
+  model.Settle(0, true);
+  EXPECT_EQ(Shown(model, {"Z", "z"}), "mine too");
+  ASSERT_TRUE(model.Apply().ok());
+  EXPECT_EQ(Stored(u"Z", u"z"), "mine too");
+  EXPECT_EQ(Stored(u"A/C", u"x"), "theirs");
+}
+
+// The file changes between the last look and the writing.
+TEST_F(BrowseModelTest, NeverOverwritesWhatAnotherProcessWroteMeanwhile) {
+  Model model(0, kDomain);
+  model.Set({"A", "B", "text"}, Text(u"mine"));
+  model.Set({"A", "B", "more"}, Text(u"mine"));
+  Write(u"A/B", u"text", u"theirs");
+  const PrefStatus status = model.Apply();
+  EXPECT_EQ(status.error, PrefError::kConditionNotMet);
+  EXPECT_EQ(Stored(u"A/B", u"text"), "theirs");
+  EXPECT_EQ(Stored(u"A/B", u"more"), "two");
+  ASSERT_EQ(model.conflicts().size(), 1u);
+  model.Settle(0, false);
+  ASSERT_TRUE(model.Apply().ok());
+  EXPECT_EQ(Stored(u"A/B", u"text"), "theirs");
+  EXPECT_EQ(Stored(u"A/B", u"more"), "mine");
+}
+
+TEST_F(BrowseModelTest, SaysWhatIsWrongWithTheFile) {
+  Model model(0, kDomain);
+  const std::string file = model.file();
+  model.Set({"Z", "z"}, Text(u"mine"));
+  WriteFile(file, "<plist><dict><key>");
+  EXPECT_TRUE(model.Refresh());
+  EXPECT_EQ(model.status().error, PrefError::kDamaged);
+  EXPECT_EQ(Shown(model, {"A", "C", "x"}), "three");
+  EXPECT_FALSE(model.Apply().ok());
+  EXPECT_EQ(ReadFile(file), "<plist><dict><key>");
+  fs::remove(file);
+  EXPECT_TRUE(model.Refresh());
+  EXPECT_EQ(model.status().error, PrefError::kNotFound);
+  EXPECT_EQ(model.conflicts().size(), 1u);
+  EXPECT_FALSE(model.Refresh());
+}
+
+TEST_F(BrowseModelTest, FindsNamesAndValuesInAnyCase) {
+  Write(u"A/\u00C4rger", u"Stra\u00DFe", u"GR\u00D6\u00DFE");
+  Model model(0, kDomain);
+  const SearchIndex index(model.tree());
+  const auto found = [&](const char* text) {
+    std::string paths;
+    for (const std::size_t hit : index.Find(text, 10)) paths += JoinedPath(index.PathOf(hit)) + " ";
+    return paths;
+  };
+  EXPECT_EQ(found("THR"), "A/C/x ");
+  EXPECT_EQ(found("\u00E4RGER"), "A/\u00C4rger ");
+  EXPECT_EQ(found("gr\u00F6sse"), "A/\u00C4rger/Stra\u00DFe ");
+  EXPECT_EQ(found("o"), "A/B/more A/B/text Z/z ");
+  EXPECT_EQ(found("moretwo"), "");  // not across a name and its value
+  EXPECT_EQ(found(""), "");
+  EXPECT_EQ(index.Find("o", 2).size(), 2u);
+}
+
+TEST_F(BrowseModelTest, CompletesPaths) {
+  Write(u"Software/Orvik", u"x", u"");
+  Write(u"Software/Orvik Two", u"x", u"");
+  Model model(0, kDomain);
+  const struct {
+    const char* typed;
+    const char* completed;
+  } cases[] = {
+      {"/So", "/Software/"},
+      {"/Software/", "/Software/Orvik"},
+      {"/Software/Orvik", "/Software/Orvik"},
+      {"/Software/Orvik ", "/Software/Orvik Two/"},
+      {"/A/C/", "/A/C/x"},
+      {"/none/x", "/none/x"},
+      {"A/B/t", "A/B/text"},
+      {"/", "/"},
+  };
+  for (const auto& [typed, completed] : cases) {
+    EXPECT_EQ(CompletedPath(model.tree(), typed), completed) << typed;
+  }
+}
+
+TEST(BrowseValueForm, GoesThroughOneLine) {
+  const struct {
+    ValueType type;
+    const char* line;
+    const char* again;  // null: a mistake
+  } cases[] = {
+      {ValueType::kString, "C:\\new text", "C:\\new text"},
+      {ValueType::kInteger, "-9223372036854775808", "-9223372036854775808"},
+      {ValueType::kInteger, "12x", nullptr},
+      {ValueType::kReal, "2.5", "2.5"},
+      {ValueType::kBoolean, "yes", "true"},
+      {ValueType::kBoolean, "maybe", nullptr},
+      {ValueType::kDate, "2024-05-06T07:08:09Z", "2024-05-06T07:08:09Z"},
+      {ValueType::kDate, "yesterday", nullptr},
+      {ValueType::kData, "00ff 4D", "00 ff 4d"},
+      {ValueType::kData, "", ""},
+      {ValueType::kData, "0", nullptr},
+      {ValueType::kData, "0g", nullptr},
+  };
+  for (const auto& [type, line, again] : cases) {
+    std::string mistake;
+    const Value value = FromLine(type, line, mistake);
+    ASSERT_EQ(static_cast<bool>(value), again != nullptr) << line;
+    EXPECT_EQ(mistake.empty(), again != nullptr) << line;
+    if (again != nullptr) {
+      EXPECT_EQ(LineOf(value), again);
+    }
+  }
+  EXPECT_EQ(LineOf(Text(u"two\nlines")), std::nullopt);
+  EXPECT_EQ(LineOf(Text(u"\u202Egnp")), std::nullopt);
+  EXPECT_EQ(LineOf(EmptyTree().Get()), std::nullopt);
+}
+
+}  // namespace
+}  // namespace orvik::test

@@ -1,0 +1,72 @@
+// The browser: what each key does with the model.
+#pragma once
+
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "tools/orvikprefs/browse/dialogs.h"
+#include "tools/orvikprefs/browse/model.h"
+#include "tools/orvikprefs/browse/screen.h"
+#include "tools/orvikprefs/browse/search.h"
+#include "tools/orvikprefs/browse/terminal.h"
+
+namespace orvik::prefstool::browse {
+
+class Browser {
+ public:
+  Browser(Terminal& terminal, int scope, CAtlString domain);
+
+  // Selects a key or value. False when there is none.
+  bool Reveal(const Path& path);
+
+  // Shows the domain and takes keys until the user leaves.
+  void Run();
+
+ private:
+  void Background();
+  void Act(int key);
+
+  // Moving about.
+  void MoveBy(int rows);
+  void Enter();
+  void Leave();
+  void Click(bool twice);
+  void SearchWhileTyping();
+  void NextHit(int step);
+  void GoToPath();
+  void ChooseScope();
+  void ChooseDomain();
+  void ShowHelp();
+  bool MayLeave();
+  void Look(int scope, const CAtlString& domain);
+
+  // Changes.
+  void Edit();
+  void EditInEditor(const Path& path, ValueType type);
+  void AddValue();
+  void AddKey();
+  void Rename();
+  void MoveOrCopy(bool copy);
+  void Delete();
+  void Apply();
+  void ShowChanges();
+  void ShowConflicts();
+
+  bool IsOnValue() const { return screen_.on_values && !model_->values().empty(); }
+  Path SelectedPath() const;
+  void Report(std::string text) { screen_.message = std::move(text); }
+
+  Terminal& terminal_;
+  std::unique_ptr<Model> model_;
+  Screen screen_;
+  Dialogs dialogs_;
+  bool leaves_ = false;
+
+  std::unique_ptr<SearchIndex> index_;
+  std::size_t index_version_ = 0;
+  std::vector<std::size_t> hits_;
+  std::size_t hit_ = 0;
+};
+
+}  // namespace orvik::prefstool::browse

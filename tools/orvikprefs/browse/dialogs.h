@@ -1,0 +1,56 @@
+// Questions and lists over the browser's screen. What is behind them goes on: it is drawn again
+// while they wait.
+#pragma once
+
+#include <functional>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "tools/orvikprefs/browse/terminal.h"
+
+namespace orvik::prefstool::browse {
+
+inline constexpr int kEscape = 27;
+
+class Dialogs {
+ public:
+  // `background` draws the screen without its foot; it is called before each key.
+  Dialogs(Terminal& terminal, std::function<void()> background)
+      : terminal_(terminal), background_(std::move(background)) {}
+
+  struct Question {
+    std::string label;
+    std::string text;  // to begin with
+    // The mistake in the text, "" for none. It is shown while typing, and such a text is not taken.
+    std::function<std::string(const std::string&)> check;
+    // What Tab makes of the text; none leaves it.
+    std::function<std::string(const std::string&)> complete;
+    // Rows to be shown above the line for the text, and a place among them that Up and Down move.
+    std::function<std::vector<std::string>(const std::string&)> rows;
+  };
+  // The line that was typed; nothing when the user gave up. *row is the chosen one of `rows`.
+  std::optional<std::string> Ask(const Question& question, int* row = nullptr);
+
+  struct List {
+    std::string title;
+    std::vector<std::string> rows;
+    std::string help;
+    std::string keys;  // letters that end the list too
+  };
+  // The row that was chosen with Enter or one of the letters; *key says which. Nothing for Escape,
+  // q.
+  std::optional<int> Choose(const List& list, int selected = 0, int* key = nullptr);
+
+  // One of the letters; Escape gives 0.
+  int AskLetter(const std::string& question, const std::string& letters);
+
+ private:
+  int WaitForKey();
+  void DrawRows(const std::string& title, const std::vector<std::string>& rows, int selected);
+
+  Terminal& terminal_;
+  std::function<void()> background_;
+};
+
+}  // namespace orvik::prefstool::browse

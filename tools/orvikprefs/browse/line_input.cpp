@@ -1,0 +1,113 @@
+#include "tools/orvikprefs/browse/line_input.h"
+
+#include "strings/atl_string.h"
+#include "text/columns.h"
+#include "text/transcoding.h"
+#include "tools/orvikprefs/browse/terminal.h"
+#include "tools/orvikprefs/text.h"
+
+namespace orvik::prefstool::browse {
+namespace {
+
+std::u32string Characters(std::string_view utf8) {
+  const CAtlString units = FromUtf8(utf8).value_or(u"");
+  std::u32string characters;
+  for (int at = 0; at < units.GetLength(); ++at) {
+    const char16_t unit = units[at];
+    if (IsHighSurrogate(unit) && at + 1 < units.GetLength()) {
+      characters += FromSurrogates(unit, units[++at]);
+    } else {
+      characters += unit;
+    }
+  }
+  return characters;
+}
+
+std::string Utf8(std::u32string_view characters) {
+  std::u16string units;
+  for (const char32_t character : characters) {
+    if (character >= 0x10000) {
+      units += HighSurrogate(character);
+      units += LowSurrogate(character);
+    } else {
+      units += static_cast<char16_t>(character);
+    }
+  }
+  return ToUtf8(CAtlString(units.data(), static_cast<int>(units.size())));
+}
+
+constexpr int Control(char letter) {
+  return letter - '@';
+}
+
+}  // namespace
+
+LineInput::LineInput(std::string_view text) {
+  Replace(text);
+}
+
+std::string LineInput::text() const {
+  return Utf8(text_);
+}
+
+std::string LineInput::before_cursor() const {
+  return Utf8(std::u32string_view(text_).substr(0, cursor_));
+}
+
+void LineInput::Replace(std::string_view text) {
+  text_ = Characters(text);
+  cursor_ = text_.size();
+}
+
+// Over a character with the marks that combine with it.
+void LineInput::MoveLeft() {
+  while (cursor_ > 0 && ColumnsOf(text_[--cursor_]) == 0) {
+  }
+}
+
+bool LineInput::Take(int key) {
+  const std::size_t old_cursor = cursor_;
+  switch (key) {
+    case Terminal::kLeft:
+      MoveLeft();
+      return true;
+    case Terminal::kRight:
+      if (cursor_ < text_.size()) ++cursor_;
+      while (cursor_ < text_.size() && ColumnsOf(text_[cursor_]) == 0) ++cursor_;
+      return true;
+    case Terminal::kHome:
+    case Control('A'):
+      cursor_ = 0;
+      return true;
+    case Terminal::kEnd:
+    case Control('E'):
+      cursor_ = text_.size();
+      return true;
+    case '\b':
+      if (cursor_ > 0) text_.erase(--cursor_, 1);
+      return true;
+    case Terminal::kDelete:
+    case Control('D'):
+      if (cursor_ < text_.size()) text_.erase(cursor_, 1);
+      return true;
+    case Control('U'):
+      text_.erase(0, cursor_);
+      cursor_ = 0;
+      return true;
+    case Control('K'):
+      text_.erase(cursor_);
+      return true;
+    case Control('W'):
+      while (cursor_ > 0 && text_[cursor_ - 1] == U' ') --cursor_;
+      while (cursor_ > 0 && text_[cursor_ - 1] != U' ') --cursor_;
+      text_.erase(cursor_, old_cursor - cursor_);
+      return true;
+    default:
+      break;
+  }
+  if (key < ' ' || key > 0x10FFFF) return false;
+  text_.insert(cursor_++, 1, static_cast<char32_t>(key));
+  return true;
+}
+
+}  // namespace orvik::prefstool::browse

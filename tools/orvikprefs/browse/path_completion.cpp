@@ -1,0 +1,42 @@
+#include "tools/orvikprefs/browse/path_completion.h"
+
+#include <algorithm>
+
+#include "tools/orvikprefs/browse/tree.h"
+#include "tools/orvikprefs/text.h"
+
+namespace orvik::prefstool::browse {
+
+std::string CompletedPath(CFDictionaryRef tree, const std::string& text) {
+  const std::size_t slash = text.rfind('/');
+  const std::size_t start = slash == std::string::npos ? 0 : slash + 1;
+  const std::string begun = text.substr(start);
+  Path path;
+  for (std::size_t at = 0; at < start;) {
+    const std::size_t end = text.find('/', at);
+    if (end > at) path.push_back(text.substr(at, end - at));
+    at = end + 1;
+  }
+  const CFPropertyListRef key = FindIn(tree, path);
+  if (!IsDictionary(key)) return text;
+  std::string common;
+  bool is_key = false;
+  int count = 0;
+  for (const Entry& entry : SortedEntries(static_cast<CFDictionaryRef>(key))) {
+    const std::string name = ToUtf8(entry.name);
+    if (!name.starts_with(begun) || name.find('/') != std::string::npos) continue;
+    if (count++ == 0) {
+      common = name;
+    } else {
+      const auto differ = std::mismatch(common.begin(), common.end(), name.begin(), name.end());
+      common.erase(differ.first, common.end());
+    }
+    is_key = IsDictionary(entry.value);
+  }
+  if (count == 0) return text;
+  // Two names may differ within a character.
+  while (!common.empty() && !FromUtf8(common)) common.pop_back();
+  return text.substr(0, start) + common + (count == 1 && is_key ? "/" : "");
+}
+
+}  // namespace orvik::prefstool::browse

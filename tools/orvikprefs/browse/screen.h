@@ -1,0 +1,40 @@
+// What the browser draws: keys on the left, values on the right, where one is above, what the keys
+// do below. Only what is on the screen is looked at.
+#pragma once
+
+#include <string>
+
+#include "tools/orvikprefs/browse/model.h"
+#include "tools/orvikprefs/browse/terminal.h"
+
+namespace orvik::prefstool::browse {
+
+class Screen {
+ public:
+  explicit Screen(Terminal& terminal) : terminal_(terminal) {}
+
+  bool on_values = false;  // which side has the focus
+  std::string message;     // the line above the keys' help
+
+  // Without the foot when a dialog uses it.
+  void Draw(const Model& model, bool with_foot = true);
+
+  int page() const;  // rows of keys or values that fit
+  // The row of keys or values that the mouse points at; -1 for none. Sets the side.
+  int RowAtMouse(const Model& model);
+
+ private:
+  void DrawHead(const Model& model);
+  void DrawKeys(const Model& model);
+  void DrawValues(const Model& model);
+  int KeysWidth() const;
+
+  Terminal& terminal_;
+  int first_key_ = 0;
+  int first_value_ = 0;
+};
+
+// Who holds the lock of a shared scope; "" when nobody does.
+std::string LockState(const Model& model);
+
+}  // namespace orvik::prefstool::browse

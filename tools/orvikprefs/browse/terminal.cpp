@@ -1,0 +1,257 @@
+#include "tools/orvikprefs/browse/terminal.h"
+
+// The library's macros have names such as "timeout" and "erase".
+#define NCURSES_NOMACROS
+#include <curses.h>
+#include <langinfo.h>
+#include <termios.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <array>
+#include <clocale>
+#include <csignal>
+#include <cstring>
+
+#include "text/columns.h"
+#include "tools/orvikprefs/text.h"
+
+namespace orvik::prefstool::browse {
+namespace {
+
+// What a signal handler needs to give the terminal back: it may only make system calls.
+struct Rescue {
+  termios modes = {};
+  std::array<char, 256> sequence = {};
+  volatile std::sig_atomic_t active = 0;
+};
+Rescue rescue;
+
+constexpr std::array kFatalSignals = {SIGINT,  SIGTERM, SIGHUP, SIGQUIT, SIGSEGV,
+                                      SIGABRT, SIGBUS,  SIGFPE, SIGILL,  SIGPIPE};
+
+void GiveBackAndDie(int number) {
+  if (rescue.active != 0) {
+    [[maybe_unused]] const ssize_t count =
+        write(STDOUT_FILENO, rescue.sequence.data(), std::strlen(rescue.sequence.data()));
+    tcsetattr(STDIN_FILENO, TCSAFLUSH, &rescue.modes);
+  }
+  signal(number, SIG_DFL);
+  raise(number);
+}
+
+void PrepareRescue() {
+  // Out of the alternate screen, attributes and keypad off, the cursor shown, the mouse left alone.
+  std::string sequence;
+  for (const char* name : {"sgr0", "rmkx", "cnorm", "rmcup"}) {
+    const char* text = tigetstr(const_cast<char*>(name));
+    if (text != nullptr && text != reinterpret_cast<const char*>(-1)) sequence += text;
+  }
+  sequence += "\x1b[?1000l\x1b[?1006l";
+  if (sequence.size() < rescue.sequence.size()) {
+    std::memcpy(rescue.sequence.data(), sequence.c_str(), sequence.size() + 1);
+  }
+  rescue.active = 1;
+  struct sigaction action = {};
+  action.sa_handler = GiveBackAndDie;
+  for (const int number : kFatalSignals) sigaction(number, &action, nullptr);
+}
+
+constexpr short kColours[] = {-1,          COLOR_BLUE,    COLOR_CYAN, -1, COLOR_YELLOW,
+                              COLOR_GREEN, COLOR_MAGENTA, COLOR_RED,  -1};
+
+attr_t AttributesOf(Style style) {
+  switch (style) {
+    case Style::kHead:
+    case Style::kSelected:
+      return A_REVERSE;
+    case Style::kKey:
+    case Style::kChanged:
+    case Style::kAdded:
+    case Style::kByOthers:
+    case Style::kError:
+      return A_BOLD;
+    case Style::kDim:
+      return A_DIM;
+    default:
+      return A_NORMAL;
+  }
+}
+
+int SpecialOf(int key) {
+  switch (key) {
+    case KEY_UP:
+      return Terminal::kUp;
+    case KEY_DOWN:
+      return Terminal::kDown;
+    case KEY_LEFT:
+      return Terminal::kLeft;
+    case KEY_RIGHT:
+      return Terminal::kRight;
+    case KEY_HOME:
+      return Terminal::kHome;
+    case KEY_END:
+      return Terminal::kEnd;
+    case KEY_PPAGE:
+      return Terminal::kPageUp;
+    case KEY_NPAGE:
+      return Terminal::kPageDown;
+    case KEY_DC:
+      return Terminal::kDelete;
+    case KEY_BTAB:
+      return Terminal::kBackTab;
+    case KEY_BACKSPACE:
+      return '\b';
+    case KEY_ENTER:
+      return '\n';
+    case KEY_RESIZE:
+      return Terminal::kResized;
+    default:
+      return Terminal::kNothing;
+  }
+}
+
+}  // namespace
+
+int ColumnsOfUtf8(std::string_view utf8) {
+  const CAtlString units = FromUtf8(utf8).value_or(u"");
+  return ColumnsOf(
+      std::u16string_view(units.GetString(), static_cast<std::size_t>(units.GetLength())));
+}
+
+std::string FitColumns(std::string_view utf8, int width) {
+  if (width <= 0) return {};
+  // A character has no more columns than bytes; longer texts are not measured whole.
+  constexpr std::size_t kMeasured = 4096;
+  const auto room = static_cast<std::size_t>(width);
+  if (utf8.size() <= room || (utf8.size() <= kMeasured && ColumnsOfUtf8(utf8) <= width)) {
+    return std::string(utf8);
+  }
+  std::string fitted;
+  int columns = 0;
+  for (std::size_t at = 0; at < utf8.size();) {
+    std::size_t end = at + 1;
+    while (end < utf8.size() && (static_cast<unsigned char>(utf8[end]) & 0xC0) == 0x80) ++end;
+    const std::string_view character = utf8.substr(at, end - at);
+    const int taken = ColumnsOfUtf8(character);
+    if (columns + taken > width - 1) break;
+    fitted += character;
+    columns += taken;
+    at = end;
+  }
+  return fitted + "\u2026";
+}
+
+Terminal::Terminal(bool colour) {
+  std::setlocale(LC_ALL, "");
+  // Without a locale most terminals still show UTF-8.
+  if (std::strcmp(nl_langinfo(CODESET), "ANSI_X3.4-1968") == 0) std::setlocale(LC_CTYPE, "C.UTF-8");
+  unicode_ = std::strcmp(nl_langinfo(CODESET), "UTF-8") == 0;
+  if (tcgetattr(STDIN_FILENO, &rescue.modes) != 0) return;
+  if (newterm(nullptr, stdout, stdin) == nullptr) return;
+  ok_ = true;
+  PrepareRescue();
+  cbreak();
+  noecho();
+  nonl();
+  keypad(stdscr, TRUE);
+  set_escdelay(50);
+  mousemask(BUTTON1_PRESSED | BUTTON1_CLICKED | BUTTON1_DOUBLE_CLICKED | BUTTON4_PRESSED |
+                BUTTON5_PRESSED,
+            nullptr);
+  mouseinterval(200);
+  curs_set(0);
+  colour_ = colour && has_colors();
+  if (colour_) {
+    start_color();
+    use_default_colors();
+    for (short style = 1; style < static_cast<short>(std::size(kColours)); ++style) {
+      init_pair(style, kColours[style], -1);
+    }
+  }
+}
+
+Terminal::~Terminal() {
+  if (!ok_) return;
+  endwin();
+  rescue.active = 0;
+  for (const int number : kFatalSignals) signal(number, SIG_DFL);
+}
+
+int Terminal::rows() const {
+  return LINES;
+}
+
+int Terminal::columns() const {
+  return COLS;
+}
+
+void Terminal::Clear() {
+  werase(stdscr);
+}
+
+void Terminal::Put(int row, int column, int width, std::string_view text, Style style) {
+  if (row < 0 || row >= LINES || column >= COLS) return;
+  width = std::min(width, COLS - column);
+  std::string shown = FitColumns(text, width);
+  if (!unicode_) {
+    std::string ascii;
+    for (const char c : shown) {
+      const auto byte = static_cast<unsigned char>(c);
+      if (byte < 0x80) {
+        ascii += c;
+      } else if ((byte & 0xC0) == 0xC0) {
+        ascii += '?';
+      }
+    }
+    shown = ascii;
+  }
+  const int used = unicode_ ? ColumnsOfUtf8(shown) : static_cast<int>(shown.size());
+  shown.append(static_cast<std::size_t>(std::max(0, width - used)), ' ');
+  const short pair = colour_ && kColours[static_cast<int>(style)] != -1 ? static_cast<short>(style)
+                                                                        : static_cast<short>(0);
+  wattr_set(stdscr, AttributesOf(style), pair, nullptr);
+  // The last cell of the screen cannot be written without moving on: the error is of no account.
+  mvwaddstr(stdscr, row, column, shown.c_str());
+  wattr_set(stdscr, A_NORMAL, 0, nullptr);
+}
+
+void Terminal::PlaceCursor(int row, int column) {
+  curs_set(1);
+  wmove(stdscr, row, column);
+}
+
+void Terminal::HideCursor() {
+  curs_set(0);
+}
+
+void Terminal::Show() {
+  wrefresh(stdscr);
+}
+
+int Terminal::ReadKey(int milliseconds) {
+  wtimeout(stdscr, milliseconds);
+  wint_t key = 0;
+  const int kind = wget_wch(stdscr, &key);
+  if (kind == ERR) return kNothing;
+  if (kind != KEY_CODE_YES) return key == '\r' ? '\n' : key == 127 ? '\b' : static_cast<int>(key);
+  if (key != KEY_MOUSE) return SpecialOf(static_cast<int>(key));
+  MEVENT event;
+  if (getmouse(&event) != OK) return kNothing;
+  mouse_row_ = event.y;
+  mouse_column_ = event.x;
+  if ((event.bstate & BUTTON4_PRESSED) != 0) return kWheelUp;
+  if ((event.bstate & BUTTON5_PRESSED) != 0) return kWheelDown;
+  return (event.bstate & BUTTON1_DOUBLE_CLICKED) != 0 ? kDoubleClick : kClick;
+}
+
+void Terminal::Suspend() {
+  endwin();
+}
+
+void Terminal::Resume() {
+  wrefresh(stdscr);
+  clearok(curscr, TRUE);
+}
+
+}  // namespace orvik::prefstool::browse

@@ -1,0 +1,76 @@
+// The terminal while the browser uses it (ncurses, wide characters).
+#pragma once
+
+#include <string>
+#include <string_view>
+
+namespace orvik::prefstool::browse {
+
+enum class Style { kPlain, kHead, kKey, kDim, kChanged, kAdded, kByOthers, kError, kSelected };
+
+// Takes the terminal over and gives it back as it was: at the end of the scope, while it is
+// suspended (Ctrl-Z, an editor), and when a signal ends the process. One object at a time.
+class Terminal {
+ public:
+  explicit Terminal(bool colour);
+  ~Terminal();
+  Terminal(const Terminal&) = delete;
+  Terminal& operator=(const Terminal&) = delete;
+
+  bool ok() const { return ok_; }
+
+  int rows() const;
+  int columns() const;
+
+  void Clear();
+  // Writes into `width` columns, cut with an ellipsis or filled with blanks. The text is UTF-8
+  // without control characters.
+  void Put(int row, int column, int width, std::string_view text, Style style);
+  void PlaceCursor(int row, int column);
+  void HideCursor();
+  void Show();
+
+  // A key: a character (Unicode, control characters too), one of Special, or kNothing after
+  // `milliseconds` without one.
+  enum Special : int {
+    kNothing = -1,
+    kUp = 0x200000,
+    kDown,
+    kLeft,
+    kRight,
+    kHome,
+    kEnd,
+    kPageUp,
+    kPageDown,
+    kDelete,
+    kBackTab,
+    kResized,
+    kClick,  // the mouse, at mouse_row() and mouse_column()
+    kDoubleClick,
+    kWheelUp,
+    kWheelDown,
+  };
+  int ReadKey(int milliseconds);
+  int mouse_row() const { return mouse_row_; }
+  int mouse_column() const { return mouse_column_; }
+
+  // Whether characters beyond ASCII can be shown.
+  bool unicode() const { return unicode_; }
+
+  // Gives the terminal back until Resume.
+  void Suspend();
+  void Resume();
+
+ private:
+  bool ok_ = false;
+  bool unicode_ = false;
+  bool colour_ = false;
+  int mouse_row_ = 0;
+  int mouse_column_ = 0;
+};
+
+// The text in at most `width` columns; one that is cut ends in an ellipsis.
+std::string FitColumns(std::string_view utf8, int width);
+int ColumnsOfUtf8(std::string_view utf8);
+
+}  // namespace orvik::prefstool::browse

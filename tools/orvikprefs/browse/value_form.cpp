@@ -1,0 +1,70 @@
+#include "tools/orvikprefs/browse/value_form.h"
+
+#include "platform/core_foundation/data.h"
+#include "tools/orvikprefs/text.h"
+
+namespace orvik::prefstool::browse {
+namespace {
+
+constexpr char kDigits[] = "0123456789abcdef";
+
+std::string HexOf(CFDataRef data) {
+  std::string hex;
+  const UInt8* bytes = CFDataGetBytePtr(data);
+  for (CFIndex at = 0; at < CFDataGetLength(data); ++at) {
+    if (at > 0) hex += ' ';
+    hex += kDigits[bytes[at] >> 4];
+    hex += kDigits[bytes[at] & 15];
+  }
+  return hex;
+}
+
+Value DataFromHex(const std::string& line, std::string& mistake) {
+  std::string bytes;
+  int digits = 0;
+  for (const char c : line) {
+    if (c == ' ') continue;
+    const char lower = c >= 'A' && c <= 'F' ? static_cast<char>(c + 32) : c;
+    const std::size_t digit = std::string_view(kDigits).find(lower);
+    if (digit == std::string_view::npos) {
+      mistake = "data is written in hexadecimal digits";
+      return Value();
+    }
+    if (digits++ % 2 == 0) bytes += '\0';
+    bytes.back() = static_cast<char>(static_cast<unsigned char>(bytes.back()) << 4 | digit);
+  }
+  if (digits % 2 != 0) {
+    mistake = "a byte has two digits";
+    return Value();
+  }
+  return Value(CFDataCreate(kCFAllocatorDefault, reinterpret_cast<const UInt8*>(bytes.data()),
+                            static_cast<CFIndex>(bytes.size())));
+}
+
+}  // namespace
+
+std::optional<std::string> LineOf(CFPropertyListRef value) {
+  switch (TypeOf(value)) {
+    case ValueType::kArray:
+    case ValueType::kDictionary:
+      return std::nullopt;
+    case ValueType::kData:
+      return HexOf(static_cast<CFDataRef>(value));
+    default:
+      break;
+  }
+  std::string text = ValueText(value);
+  for (std::size_t at = 0; at < text.size(); ++at) {
+    if (ControlAt(text, at)) return std::nullopt;
+  }
+  return text;
+}
+
+Value FromLine(ValueType type, const std::string& line, std::string& mistake) {
+  if (type == ValueType::kData) return DataFromHex(line, mistake);
+  Value value = ParseValue(type, line);
+  if (!value) mistake = std::string("this is not ") + TypeForm(type);
+  return value;
+}
+
+}  // namespace orvik::prefstool::browse
