@@ -44,7 +44,7 @@ if(ORVIK_BUILD_FUZZERS)
   add_compile_options(-fsanitize=fuzzer-no-link)
   add_link_options(-fsanitize=fuzzer-no-link)
 endif()
-# struct stat, off_t and time_t stand in public headers: programs that use them need the same sizes,
+# Public headers use struct stat, off_t and time_t: programs that use them need the same sizes,
 # which on 32-bit systems are not the compiler's own choice.
 set(ORVIK_PUBLIC_DEFINITIONS _FILE_OFFSET_BITS=64)
 if(CMAKE_SIZEOF_VOID_P EQUAL 4)

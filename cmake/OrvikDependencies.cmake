@@ -1,4 +1,4 @@
-# What the system stands on, all of it from the distribution.
+# What the system is built on, all of it from the distribution.
 find_package(PkgConfig REQUIRED)
 find_package(Threads REQUIRED)
 find_package(ZLIB REQUIRED)

@@ -1,4 +1,4 @@
-// The preference store: the plain operations, and a transaction that tells whether it was saved.
+// The preference store: the plain operations, and a transaction, which reports whether it was saved.
 #include <cstdio>
 
 #include <orvik/prefs/preferences.h>

@@ -42,7 +42,7 @@ and its components live.")
 set(CPACK_DEBIAN_COMMAND-LINE_PACKAGE_SECTION admin)
 set(CPACK_DEBIAN_COMMAND-LINE_DESCRIPTION "command line for the ORVIK preference store
 Shows, changes, compares and repairs what ORVIK programs record in their
-registry-like preference store, and tells who holds its lock.")
+registry-like preference store, and names the holder of its lock.")
 
 set(CPACK_DEBIAN_ANSIBLE_PACKAGE_SECTION admin)
 set(CPACK_DEBIAN_ANSIBLE_PACKAGE_ARCHITECTURE all)

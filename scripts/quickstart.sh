@@ -22,7 +22,7 @@ ORVIK_SYSTEM_ROOT="$folder/root" HOME="$folder/home" ORVIK_LOG_STDERR=1 \
   -mountPointOfDest /Volumes/Data \
   -rootOfCurrSystemFolder / \
   -customerLogging 1 || status=$?
-# The tool ends with 1 whether it recorded the values or not; the file below tells.
+# The tool ends with 1 whether it recorded the values or not; the file below shows them.
 if [ "$status" -ne 1 ]; then
   echo "postflight ended with status $status" >&2
   exit 1
