@@ -2,7 +2,7 @@
 
 #include <algorithm>
 
-#include "platform/core_foundation/string_case.h"
+#include "text/case_mapping.h"
 #include "text/transcoding.h"
 #include "tools/orvikprefs/text.h"
 
