@@ -13,16 +13,22 @@
 #include "platform/core_foundation/string.h"
 #include "strings/unicode_conversions.h"
 #include "text/formatter.h"
+#include "text/transcoding.h"
 
 namespace orvik {
 namespace {
 
-// In the order of the first argument: ASCII, German, Chinese, emoji.
+// In the order of the first argument: ASCII, German, Chinese, emoji, all of them.
 constexpr const char16_t* kTexts[] = {
     u"The quick brown fox jumps over the lazy dog. ",
     u"Zw\u00F6lf Boxk\u00E4mpfer jagen Viktor quer \u00FCber den gro\u00DFen Deich. ",
     u"\u5929\u5730\u7384\u9EC4\u5B87\u5B99\u6D2A\u8352\u65E5\u6708\u76C8\u6603\u8FB0\u5BBF",
     u"\U0001F600\U0001F680\U0001F389\U0001F4A1\U0001F30D\U0001F984",
+    u"Gr\u00FC\u00DFe aus K\u00F6ln \U0001F600 \u5929\u5730\u7384\u9EC4 The quick brown fox jumps "
+    u"over the "
+    u"lazy dog, \u00FCber den gro\u00DFen Deich. "
+    u"\u5B87\u5B99\u6D2A\u8352\u65E5\u6708\u76C8\u6603\u8FB0\u5BBF "
+    u"\U0001F680\U0001F389\U0001F4A1\U0001F30D\U0001F984 ",
 };
 
 std::u16string Sample(const benchmark::State& state) {
@@ -46,7 +52,7 @@ std::basic_string<UTF8> Utf8Sample(const benchmark::State& state) {
 
 void Arguments(benchmark::internal::Benchmark* bench) {
   bench->ArgNames({"text", "units"});
-  for (int text = 0; text < 4; ++text) bench->Args({text, 32})->Args({text, 1 << 20});
+  for (int text = 0; text < 5; ++text) bench->Args({text, 32})->Args({text, 1 << 20});
 }
 
 void Utf16ToUtf8(benchmark::State& state) {
@@ -98,6 +104,80 @@ void Utf8ToUtf16Peer(benchmark::State& state) {
   }
 }
 BENCHMARK(Utf8ToUtf16Peer)->Name("Text/Utf8ToUtf16/peer:icu")->Apply(Arguments);
+
+// A byte, or a unit, that begins no character, between the characters of every 64.
+constexpr std::size_t kDamage = 64;
+
+template <bool kOurs>
+void RepairUtf8(benchmark::State& state) {
+  std::basic_string<UTF8> text = Utf8Sample(state);
+  for (std::size_t i = kDamage; i < text.size(); i += kDamage) {
+    std::size_t place = i;
+    while ((text[place] & 0xC0) == 0x80) --place;
+    text.insert(place, 1, 0xFF);
+  }
+  std::u16string buffer(text.size(), u'\0');
+  const auto* const bytes = reinterpret_cast<const char*>(text.data());
+  if (kOurs) {
+    for (auto _ : state) {
+      const char* source = bytes;
+      char16_t* target = buffer.data();
+      while (DecodeUtf8(source, bytes + text.size(), target, buffer.data() + buffer.size()) !=
+             TranscodingStop::kDone) {
+        *target++ = u'\uFFFD';
+        ++source;
+      }
+      benchmark::DoNotOptimize(target);
+    }
+    return;
+  }
+  for (auto _ : state) {
+    UErrorCode status = U_ZERO_ERROR;
+    int32_t length = 0;
+    benchmark::DoNotOptimize(
+        u_strFromUTF8WithSub(buffer.data(), static_cast<int32_t>(buffer.size()), &length, bytes,
+                             static_cast<int32_t>(text.size()), 0xFFFD, nullptr, &status));
+  }
+}
+
+template <bool kOurs>
+void RepairUtf16(benchmark::State& state) {
+  std::u16string text = Sample(state);
+  for (std::size_t i = kDamage; i < text.size(); i += kDamage) {
+    text.insert(IsLowSurrogate(text[i]) ? i - 1 : i, 1, char16_t{0xDC00});
+  }
+  std::string buffer(3 * text.size(), '\0');
+  if (kOurs) {
+    for (auto _ : state) {
+      const char16_t* source = text.data();
+      char* target = buffer.data();
+      while (EncodeUtf8(source, text.data() + text.size(), target, buffer.data() + buffer.size()) !=
+             TranscodingStop::kDone) {
+        *target++ = '?';
+        ++source;
+      }
+      benchmark::DoNotOptimize(target);
+    }
+    return;
+  }
+  for (auto _ : state) {
+    UErrorCode status = U_ZERO_ERROR;
+    int32_t length = 0;
+    benchmark::DoNotOptimize(
+        u_strToUTF8WithSub(buffer.data(), static_cast<int32_t>(buffer.size()), &length, text.data(),
+                           static_cast<int32_t>(text.size()), '?', nullptr, &status));
+  }
+}
+
+void DamagedArguments(benchmark::internal::Benchmark* bench) {
+  bench->ArgNames({"text", "units"});
+  for (int text = 0; text < 5; ++text) bench->Args({text, 1 << 20});
+}
+
+BENCHMARK(RepairUtf8<true>)->Name("Text/Utf8ToUtf16/damaged/ours")->Apply(DamagedArguments);
+BENCHMARK(RepairUtf8<false>)->Name("Text/Utf8ToUtf16/damaged/peer:icu")->Apply(DamagedArguments);
+BENCHMARK(RepairUtf16<true>)->Name("Text/Utf16ToUtf8/damaged/ours")->Apply(DamagedArguments);
+BENCHMARK(RepairUtf16<false>)->Name("Text/Utf16ToUtf8/damaged/peer:icu")->Apply(DamagedArguments);
 
 bool FormatInto(FormatBuffer& buffer, const char16_t* format, ...) {
   std::va_list arguments;

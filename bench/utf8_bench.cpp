@@ -9,12 +9,17 @@
 namespace orvik {
 namespace {
 
-// In the order of the first argument: ASCII, German, Chinese, emoji.
+// In the order of the first argument: ASCII, German, Chinese, emoji, all of them.
 constexpr const char16_t* kTexts[] = {
     u"The quick brown fox jumps over the lazy dog. ",
     u"Zw\u00F6lf Boxk\u00E4mpfer jagen Viktor quer \u00FCber den gro\u00DFen Deich. ",
     u"\u5929\u5730\u7384\u9EC4\u5B87\u5B99\u6D2A\u8352\u65E5\u6708\u76C8\u6603\u8FB0\u5BBF",
     u"\U0001F600\U0001F680\U0001F389\U0001F4A1\U0001F30D\U0001F984",
+    u"Gr\u00FC\u00DFe aus K\u00F6ln \U0001F600 \u5929\u5730\u7384\u9EC4 The quick brown fox jumps "
+    u"over the "
+    u"lazy dog, \u00FCber den gro\u00DFen Deich. "
+    u"\u5B87\u5B99\u6D2A\u8352\u65E5\u6708\u76C8\u6603\u8FB0\u5BBF "
+    u"\U0001F680\U0001F389\U0001F4A1\U0001F30D\U0001F984 ",
 };
 
 CAtlStringA Utf8Sample(const benchmark::State& state) {
@@ -31,7 +36,7 @@ CAtlStringA Utf8Sample(const benchmark::State& state) {
 
 void Arguments(benchmark::internal::Benchmark* bench) {
   bench->ArgNames({"text", "bytes"});
-  for (int text = 0; text < 4; ++text) bench->Args({text, 32})->Args({text, 1 << 20});
+  for (int text = 0; text < 5; ++text) bench->Args({text, 32})->Args({text, 1 << 20});
 }
 
 void MakeUtf8(benchmark::State& state) {

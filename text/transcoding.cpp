@@ -19,6 +19,11 @@ inline bool IsTrail(unsigned char byte) {
 constexpr std::ptrdiff_t kWideSource = 64;  // bytes
 constexpr std::ptrdiff_t kWideUnits = 16;
 
+// Neither a continuation nor what no character begins with.
+constexpr bool CanStart(unsigned char byte) {
+  return byte < 0x80 || (byte >= 0xC2 && byte <= 0xF4);
+}
+
 constexpr char32_t kNoCharacter = 0xFFFFFFFF;
 constexpr char32_t kCutCharacter = 0xFFFFFFFE;
 
@@ -270,6 +275,10 @@ TranscodingStop EncodePlain(const char16_t*& source, const char16_t* source_end,
 
 TranscodingStop DecodeUtf8(const char*& source, const char* source_end, char16_t*& target,
                            char16_t* target_end) {
+  // Of many malformed bytes in a row only the first needs more than a look.
+  if (source != source_end && !CanStart(static_cast<unsigned char>(*source))) {
+    return TranscodingStop::kIllegal;
+  }
   if (source_end - source >= kWideSource && transcoding::HasAvx2()) {
     transcoding::DecodeBlocksAvx2(source, source_end, target, target_end);
   }
@@ -278,7 +287,7 @@ TranscodingStop DecodeUtf8(const char*& source, const char* source_end, char16_t
 
 TranscodingStop EncodeUtf8(const char16_t*& source, const char16_t* source_end, char*& target,
                            char* target_end) {
-  if (source_end - source > kWideUnits && transcoding::HasAvx2()) {
+  if (source_end - source >= kWideUnits && transcoding::HasAvx2()) {
     transcoding::EncodeBlocksAvx2(source, source_end, target, target_end);
   }
   return transcoding::EncodePlain(source, source_end, target, target_end);
@@ -288,6 +297,9 @@ size_t Utf8Length(std::u16string_view units) {
   const char16_t* s = units.data();
   const char16_t* const end = s + units.size();
   size_t length = 0;
+  if (units.size() >= static_cast<size_t>(kWideUnits) && transcoding::HasAvx2()) {
+    length = transcoding::MeasureBlocksAvx2(s, end);
+  }
   unsigned waiting = 0;  // 1 after a block that ended with a high surrogate
   const auto count_one = [&] {
     if (!IsSurrogate(*s)) {

@@ -13,18 +13,20 @@ TranscodingStop DecodePlain(const char*& source, const char* source_end, char16_
 TranscodingStop EncodePlain(const char16_t*& source, const char16_t* source_end, char*& target,
                             char* target_end);
 
-// Whether the processor has the vectors. The functions below may be called only then.
+// Whether the processor has the vectors. The functions below may be
+// called only then.
 bool HasAvx2();
 
-// Both convert as far as whole blocks go, and leave the rest, and everything from a malformed
-// character on, to the plain loops: `source` and `target` stop between characters, at the start of
-// a malformed one or some characters before it.
+// They convert as far as whole blocks go, and leave the rest, and
+// everything from a malformed character on, to the plain loops: `source` and `target` stop between
+// characters, at the start of a malformed one or some characters before it.
 void DecodeBlocksAvx2(const char*& source, const char* source_end, char16_t*& target,
                       char16_t* target_end);
 void EncodeBlocksAvx2(const char16_t*& source, const char16_t* source_end, char*& target,
                       char* target_end);
 
-// Counts the UTF-16 units of whole blocks of well-formed UTF-8, in the same way.
+// Count the UTF-16 units of whole blocks of UTF-8, and the other way round, in the same way.
 size_t CountBlocksAvx2(const char*& source, const char* source_end);
+size_t MeasureBlocksAvx2(const char16_t*& source, const char16_t* source_end);
 
 }  // namespace orvik::transcoding
