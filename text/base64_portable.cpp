@@ -1,4 +1,5 @@
 #include <array>
+#include <bit>
 #include <cstdint>
 #include <cstring>
 
@@ -39,21 +40,17 @@ constexpr std::array<Contributions, 4> kContributions = [] {
   return tables;
 }();
 
-std::uint32_t Contribution(int place, char character) {
-  return kContributions[static_cast<std::size_t>(place)][static_cast<unsigned char>(character)];
-}
-
 std::uint32_t BytesOf(const char* group) {
-  return Contribution(0, group[0]) | Contribution(1, group[1]) | Contribution(2, group[2]) |
-         Contribution(3, group[3]);
+  const auto* const characters = reinterpret_cast<const unsigned char*>(group);
+  return kContributions[0][characters[0]] | kContributions[1][characters[1]] |
+         kContributions[2][characters[2]] | kContributions[3][characters[3]];
 }
 
-// Compilers make one store of it where the byte order allows; the fourth byte is 0.
-void StoreFour(std::uint32_t bytes, unsigned char* output) {
-  output[0] = static_cast<unsigned char>(bytes);
-  output[1] = static_cast<unsigned char>(bytes >> 8);
-  output[2] = static_cast<unsigned char>(bytes >> 16);
-  output[3] = static_cast<unsigned char>(bytes >> 24);
+// Two groups: six bytes, and two bytes too many.
+void StoreSix(std::uint32_t first, std::uint32_t second, unsigned char* output) {
+  std::uint64_t bytes = first | std::uint64_t{second} << 24;
+  if constexpr (std::endian::native == std::endian::big) bytes = __builtin_bswap64(bytes);
+  std::memcpy(output, &bytes, sizeof bytes);
 }
 
 // A group by itself, perhaps with padding or a bad character in it.
@@ -75,7 +72,7 @@ bool DecodeOneGroup(const char* group, unsigned char*& output) {
 }  // namespace
 
 bool IsInAlphabet(char character) {
-  return Contribution(0, character) != kInvalid;
+  return kContributions[0][static_cast<unsigned char>(character)] != kInvalid;
 }
 
 void EncodePortable(const unsigned char* input, std::size_t groups, char* output) {
@@ -90,15 +87,13 @@ bool DecodePortable(const char* input, std::size_t groups, unsigned char*& outpu
   unsigned char* next = output;
   bool good = true;
   while (good && groups != 0) {
-    // Four groups at a time. Each store writes a byte too many, so one more group must follow.
+    // Four groups at a time. A store writes two bytes too many, so one more group must follow.
     while (groups > 4) {
       const std::uint32_t a = BytesOf(input), b = BytesOf(input + 4);
       const std::uint32_t c = BytesOf(input + 8), d = BytesOf(input + 12);
       if (((a | b | c | d) & kInvalid) != 0) break;
-      StoreFour(a, next);
-      StoreFour(b, next + 3);
-      StoreFour(c, next + 6);
-      StoreFour(d, next + 9);
+      StoreSix(a, b, next);
+      StoreSix(c, d, next + 6);
       next += 12;
       input += 16;
       groups -= 4;
