@@ -6,7 +6,8 @@
 
 namespace [[gnu::visibility("default")]] orvik {
 
-inline constexpr size_t kMaximumFormattedLength = 0x3FFFFFF;
+// What a string of the platform can hold.
+inline constexpr size_t kMaximumFormattedLength = 0x3FFFFFFF;
 
 // A growing array of units; short results need no allocation.
 class FormatBuffer {

@@ -10,8 +10,8 @@ namespace orvik {
 
 namespace {
 
-// More fraction digits than any number has; beyond them the format is refused.
-constexpr int kMaximumFractionPrecision = 20000;
+// More digits than any number has: what a precision asks for beyond them is zeros.
+constexpr int kMostDigits = 20000;
 
 bool IsSigned(char16_t conversion) {
   return conversion == 'd' || conversion == 'D' || conversion == 'i';
@@ -58,19 +58,34 @@ char* WriteDigits(char* end, std::uintmax_t value, char16_t conversion) {
   return at;
 }
 
-// Puts prefix (sign, "0x"), zeros and body into the width.
-bool PutNumber(FormatBuffer& out, const FormatSpec& spec, std::string_view prefix, size_t zeros,
-               std::string_view body, bool pads_with_zeros) {
-  const size_t length = prefix.size() + zeros + body.size();
+// A number: its sign or "0x", zeros, digits, zeros once more, and the exponent.
+struct NumberParts {
+  std::string_view prefix;
+  size_t leading_zeros = 0;
+  std::string_view digits;
+  size_t trailing_zeros = 0;
+  std::string_view exponent;
+};
+
+// Puts the number into the width.
+bool PutNumber(FormatBuffer& out, const FormatSpec& spec, NumberParts parts, bool pads_with_zeros) {
+  const size_t length = parts.prefix.size() + parts.leading_zeros + parts.digits.size() +
+                        parts.trailing_zeros + parts.exponent.size();
   const size_t width = spec.width > 0 ? static_cast<size_t>(spec.width) : 0;
   size_t padding = width > length ? width - length : 0;
   if (pads_with_zeros && !spec.left) {
-    zeros += padding;
+    parts.leading_zeros += padding;
     padding = 0;
   }
-  return (spec.left || out.Append(padding, u' ')) && out.AppendLatin1(prefix) &&
-         out.Append(zeros, u'0') && out.AppendLatin1(body) &&
+  return (spec.left || out.Append(padding, u' ')) && out.AppendLatin1(parts.prefix) &&
+         out.Append(parts.leading_zeros, u'0') && out.AppendLatin1(parts.digits) &&
+         out.Append(parts.trailing_zeros, u'0') && out.AppendLatin1(parts.exponent) &&
          (!spec.left || out.Append(padding, u' '));
+}
+
+// Whether a higher precision shows more digits.
+bool ShowsEveryDigit(const FormatSpec& spec) {
+  return (spec.conversion != 'g' && spec.conversion != 'G') || spec.alternative;
 }
 
 // Numbers look the same whatever locale the program has set.
@@ -91,7 +106,7 @@ class PlainNumbers {
 
 template <class Value>
 bool PutRealOf(FormatBuffer& out, const FormatSpec& spec, Value value) {
-  if (spec.precision > kMaximumFractionPrecision) return false;
+  const int precision = std::min(spec.precision, kMostDigits);
   char format[16];
   char* at = format;
   *at++ = '%';
@@ -110,7 +125,7 @@ bool PutRealOf(FormatBuffer& out, const FormatSpec& spec, Value value) {
   const auto print = [&](char* buffer, size_t size) {
     return spec.precision == FormatSpec::kAbsent
                ? std::snprintf(buffer, size, format, value)
-               : std::snprintf(buffer, size, format, spec.precision, value);
+               : std::snprintf(buffer, size, format, precision, value);
   };
   char buffer[128];
   std::string long_buffer;
@@ -125,8 +140,15 @@ bool PutRealOf(FormatBuffer& out, const FormatSpec& spec, Value value) {
   size_t prefix = text.find_first_of("+- ") == 0 ? 1 : 0;
   const bool is_finite = text.substr(prefix).find_first_of("nN") == std::string_view::npos;
   if (is_finite && (spec.conversion == 'a' || spec.conversion == 'A')) prefix += 2;
-  return PutNumber(out, spec, text.substr(0, prefix), 0, text.substr(prefix),
-                   spec.zero && is_finite);
+  NumberParts parts;
+  parts.prefix = text.substr(0, prefix);
+  const size_t exponent = is_finite ? text.find_first_of("eEpP", prefix) : text.npos;
+  parts.digits = text.substr(prefix, std::min(exponent, text.size()) - prefix);
+  if (exponent != text.npos) parts.exponent = text.substr(exponent);
+  if (is_finite && spec.precision > precision && ShowsEveryDigit(spec)) {
+    parts.trailing_zeros = static_cast<size_t>(spec.precision - precision);
+  }
+  return PutNumber(out, spec, parts, spec.zero && is_finite);
 }
 
 }  // namespace
@@ -164,7 +186,7 @@ bool PutInteger(FormatBuffer& out, const FormatSpec& spec, std::intmax_t argumen
     return out.AppendLatin1(prefix) && out.AppendLatin1({start, static_cast<size_t>(end - start)});
   }
   const size_t zeros = minimum > digits ? minimum - digits : 0;
-  return PutNumber(out, spec, prefix, zeros, {start, digits},
+  return PutNumber(out, spec, {prefix, zeros, {start, digits}, 0, {}},
                    spec.zero && spec.precision == FormatSpec::kAbsent);
 }
 
@@ -181,7 +203,8 @@ bool PutAddress(FormatBuffer& out, const FormatSpec& spec, const void* address) 
   char* const end = buffer + sizeof buffer;
   char* start = WriteDigits(end, reinterpret_cast<std::uintptr_t>(address), u'x');
   if (start == end) *--start = '0';
-  return PutNumber(out, spec, "0x", 0, {start, static_cast<size_t>(end - start)}, spec.zero);
+  return PutNumber(out, spec, {"0x", 0, {start, static_cast<size_t>(end - start)}, 0, {}},
+                   spec.zero);
 }
 
 }  // namespace orvik

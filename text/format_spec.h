@@ -22,7 +22,7 @@ enum class FormatLength {
 struct FormatSpec {
   static constexpr int kAbsent = -1;       // no width, no precision
   static constexpr int kNextArgument = 0;  // positions count from 1
-  static constexpr int kMaximumNumber = 0x7FFFFFF;
+  static constexpr int kMaximumNumber = 0x7FFFFFFF;
 
   bool left = false;         // -
   bool plus = false;         // +
@@ -52,8 +52,9 @@ FormatSpec ParseFormatSpec(std::basic_string_view<Unit> format, size_t& index) {
   const auto number = [&] {
     int value = 0;
     for (; at() >= '0' && at() <= '9'; ++index) {
-      value = value < FormatSpec::kMaximumNumber / 10 ? value * 10 + static_cast<int>(at() - 48)
-                                                      : FormatSpec::kMaximumNumber;
+      const int digit = static_cast<int>(at() - '0');
+      value = value <= (FormatSpec::kMaximumNumber - digit) / 10 ? value * 10 + digit
+                                                                 : FormatSpec::kMaximumNumber;
     }
     return value;
   };

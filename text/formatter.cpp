@@ -259,21 +259,12 @@ class Formatter {
         return false;
       if (percent == format_.size()) return true;
       index = percent + 1;
-      // The two that most formats are made of.
-      if (index < format_.size() && (format_[index] == Unit{'d'} || format_[index] == Unit{'%'})) {
-        const bool is_number = format_[index++] == Unit{'d'};
-        if (is_number) {
-          FormatSpec plain;
-          plain.conversion = u'd';
-          if (positional_ == Positional::kYes) return false;
-          positional_ = Positional::kNo;
-          if (!PutInteger(out_, plain, reader.Next(ArgumentKind::kInt).integer)) return false;
-        } else if (!out_.Append(1, u'%') || !AppendReplacedS(&index)) {
-          return false;
-        }
+      if (index < format_.size() && format_[index] == Unit{'%'}) {
+        ++index;
+        if (!out_.Append(1, u'%') || !AppendReplacedS(&index)) return false;
         continue;
       }
-      FormatSpec spec = ParseFormatSpec(format_, index);
+      FormatSpec spec = ParseSpec(index);
       if (TakesWide(spec, percent, index)) spec.conversion = u'S';
       const ArgumentKind kind = KindOf(spec);
       if (kind == ArgumentKind::kNone) {
@@ -297,6 +288,20 @@ class Formatter {
 
  private:
   enum class Positional { kUnknown, kNo, kYes };
+
+  // Most conversions are one letter.
+  FormatSpec ParseSpec(size_t& index) const {
+    if (index < format_.size()) {
+      const Unit unit = format_[index];
+      if (unit == Unit{'d'} || unit == Unit{'s'} || unit == Unit{'S'} || unit == Unit{'@'}) {
+        ++index;
+        FormatSpec spec;
+        spec.conversion = static_cast<char16_t>(unit);
+        return spec;
+      }
+    }
+    return ParseFormatSpec(format_, index);
+  }
 
   // "%s" without anything between is what the replacement of the text meets.
   bool TakesWide(const FormatSpec& spec, size_t percent, size_t index) const {

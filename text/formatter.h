@@ -13,8 +13,9 @@
 // unknown conversion is copied to the result and takes no argument. %n is not carried out. Numbers
 // with a fraction use "." whatever the locale of libc says.
 //
-// A format is refused (false) when its positional arguments leave a gap or are mixed with others,
-// or the result would exceed kMaximumFormattedLength units; a width or precision is part of that.
+// A format is refused (false) when its positional arguments leave one out ("%2$d" alone: the type
+// of the first is not known, so the second cannot be reached) or are mixed with others, or when the
+// result would exceed kMaximumFormattedLength units; a width or precision is part of that.
 #pragma once
 
 #include <cstdarg>
