@@ -32,6 +32,7 @@ struct OpaqueCollator {
   Level tertiary;
   Level secondary;  // null unless case-insensitive
   bool ignores_width;
+  const char* locale;
 };
 
 namespace {
@@ -47,6 +48,12 @@ UCollator* Open(const char* locale, UCCollateOptions options, UCollationStrength
                 bool normalizes) {
   UErrorCode status = U_ZERO_ERROR;
   UCollator* collator = ucol_open(locale, &status);
+  if (U_FAILURE(status)) {
+    // A name that is no locale's sorts by the root collation: without any, all texts would be
+    // equal.
+    status = U_ZERO_ERROR;
+    collator = ucol_open("", &status);
+  }
   if (U_FAILURE(status)) return nullptr;
   ucol_setStrength(collator, strength);
   if (normalizes) ucol_setAttribute(collator, UCOL_NORMALIZATION_MODE, UCOL_ON, &status);
@@ -79,7 +86,7 @@ CollatorRef OpenOnce(const char* locale, UCCollateOptions options) {
   const std::lock_guard lock(guard);
   const auto found = open->find({locale, options});
   if (found != open->end()) return &found->second;
-  OpaqueCollator collator{{}, {}, (options & kUCCollateWidthInsensitiveMask) != 0};
+  OpaqueCollator collator{{}, {}, (options & kUCCollateWidthInsensitiveMask) != 0, locale};
   if (!OpenLevel(locale, options, UCOL_TERTIARY, collator.tertiary) ||
       ((options & kUCCollateCaseInsensitiveMask) != 0 &&
        !OpenLevel(locale, options, UCOL_SECONDARY, collator.secondary))) {
@@ -170,8 +177,10 @@ int Compare(const OpaqueCollator& collator, std::u16string_view a, std::u16strin
   }
   const int order = Order(simple ? collator.secondary.simple : collator.secondary.any, a, b);
   if (order != 0 || AreEqualAsciiWithoutCase(a, b)) return order;
-  if (!collator.ignores_width) return Order(collator.tertiary, FoldCase(a), FoldCase(b));
-  return Order(collator.tertiary, FoldCase(InNormalWidths(a)), FoldCase(InNormalWidths(b)));
+  const auto folded = [&](std::u16string_view text) {
+    return FoldCase(collator.ignores_width ? InNormalWidths(text) : text, collator.locale);
+  };
+  return Order(collator.tertiary, folded(a), folded(b));
 }
 
 bool IsText(const UniChar* text, UniCharCount length) {

@@ -1,4 +1,5 @@
-// Comparing text in the order of the current locale (LC_ALL, LC_COLLATE, LANG).
+// Comparing text in the order of the current locale (LC_ALL, LC_COLLATE, LANG), or in that of the
+// root locale when the name is unknown.
 //
 // Functions return a status: 0, or paramErr (-50) for a null argument, or -1 when the collation
 // cannot be opened; results are then left alone. Lengths count UTF-16 code units.

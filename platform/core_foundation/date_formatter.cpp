@@ -22,6 +22,11 @@ NSDateFormatter::NSDateFormatter(CFLocaleRef locale) {
                                              : locale->identifier().c_str();
   UErrorCode status = U_ZERO_ERROR;
   formatter_ = udat_open(UDAT_NONE, UDAT_NONE, identifier, nullptr, 0, nullptr, 0, &status);
+  if (U_FAILURE(status)) {
+    // A name that is no locale's: the root locale's digits are as good.
+    status = U_ZERO_ERROR;
+    formatter_ = udat_open(UDAT_NONE, UDAT_NONE, "", nullptr, 0, nullptr, 0, &status);
+  }
   if (U_FAILURE(status)) formatter_ = nullptr;
 }
 

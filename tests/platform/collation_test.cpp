@@ -48,6 +48,28 @@ TEST_F(Collation, FollowsTheLocale) {
   EXPECT_LT(Order(0x8006, u"\xE4", u"z"), 0);
 }
 
+TEST_F(Collation, AnUnknownLocaleIsTheRoot) {
+  for (const std::string& name :
+       {std::string(300, 'x'), std::string("no such_locale"), std::string("xx_YY_ZZ")}) {
+    setenv("LC_ALL", name.c_str(), 1);
+    EXPECT_LT(Order(0x8006, u"abc", u"xyz"), 0) << name;
+    EXPECT_LT(Order(0x800E, u"\xE4", u"z"), 0) << name;
+    EXPECT_EQ(Order(0x800E, u"abc", u"ABC"), 0) << name;
+  }
+}
+
+TEST_F(Collation, FoldsByTheLanguage) {
+  for (const char* name : {"tr_TR.UTF-8", "az_AZ"}) {
+    setenv("LC_ALL", name, 1);
+    EXPECT_EQ(Order(0x800E, u"I", u"\x131"), 0) << name;
+    EXPECT_EQ(Order(0x800E, u"\x130stanbul", u"istanbul"), 0) << name;
+    EXPECT_NE(Order(0x800E, u"I", u"i"), 0) << name;
+  }
+  setenv("LC_ALL", "de_DE.UTF-8", 1);
+  EXPECT_EQ(Order(0x800E, u"I", u"i"), 0);
+  EXPECT_NE(Order(0x800E, u"I", u"\x131"), 0);
+}
+
 TEST_F(Collation, RefusesWhatIsMissing) {
   SInt32 order = 99;
   EXPECT_NE(UCCreateCollator(nullptr, 0, 0, nullptr), 0);
