@@ -4,6 +4,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <new>
+#include <type_traits>
 
 #include "text/transcoding.h"
 
@@ -23,35 +24,37 @@ inline UInt64 Mix(UInt64 hash, UInt64 value) {
   return hash ^ (hash >> 29);
 }
 
-UInt32 HashOf(std::string_view bytes) {
-  UInt64 hash = bytes.size();
-  size_t i = 0;
-  for (; bytes.size() - i >= 4; i += 4) {
-    UInt32 four;
-    std::memcpy(&four, bytes.data() + i, 4);
-    hash = Mix(hash, SpreadFour(four));
-  }
-  UInt64 rest = 0;
-  for (int shift = 0; i < bytes.size(); ++i, shift += 16) {
-    rest |= static_cast<UInt64>(static_cast<unsigned char>(bytes[i])) << shift;
-  }
-  hash = Mix(hash, rest);
-  return static_cast<UInt32>(hash ^ (hash >> 32));
+// Four units of the text, in either form.
+inline UInt64 FourAt(std::string_view bytes, size_t i) {
+  UInt32 four;
+  std::memcpy(&four, bytes.data() + i, sizeof four);
+  return SpreadFour(four);
+}
+inline UInt64 FourAt(std::u16string_view units, size_t i) {
+  UInt64 four;
+  std::memcpy(&four, units.data() + i, sizeof four);
+  return four;
 }
 
-UInt32 HashOf(std::u16string_view units) {
-  UInt64 hash = units.size();
+// Two chains of multiplications, so that neither waits for the other.
+template <class Unit>
+UInt32 HashOf(std::basic_string_view<Unit> text) {
+  UInt64 even = text.size();
+  UInt64 odd = 0;
   size_t i = 0;
-  for (; units.size() - i >= 4; i += 4) {
-    UInt64 four;
-    std::memcpy(&four, units.data() + i, 8);
-    hash = Mix(hash, four);
+  for (; text.size() - i >= 8; i += 8) {
+    even = Mix(even, FourAt(text, i));
+    odd = Mix(odd, FourAt(text, i + 4));
+  }
+  if (text.size() - i >= 4) {
+    even = Mix(even, FourAt(text, i));
+    i += 4;
   }
   UInt64 rest = 0;
-  for (int shift = 0; i < units.size(); ++i, shift += 16) {
-    rest |= static_cast<UInt64>(units[i]) << shift;
+  for (int shift = 0; i < text.size(); ++i, shift += 16) {
+    rest |= static_cast<UInt64>(static_cast<std::make_unsigned_t<Unit>>(text[i])) << shift;
   }
-  hash = Mix(hash, rest);
+  const UInt64 hash = Mix(Mix(even, odd), rest);
   return static_cast<UInt32>(hash ^ (hash >> 32));
 }
 
