@@ -31,22 +31,22 @@ std::string FileOfDomain(const EffectiveDomain& domain) {
 }
 
 FileDomainStore::FileDomainStore(const EffectiveDomain& domain, const CAtlString& given_domain,
-                                 StorePurpose purpose)
+                                 StorePurpose purpose, LockWait wait)
     : file_(FileOfDomain(domain)) {
   if (domain.scope == kSharedScope) {
     record_domain_ = given_domain;
   }
-  Open(purpose);
+  Open(purpose, LockDeadline(wait));
 }
 
 FileDomainStore::FileDomainStore(std::string path, StorePurpose purpose) : file_(std::move(path)) {
-  Open(purpose);
+  Open(purpose, LockDeadline({}));
 }
 
-void FileDomainStore::Open(StorePurpose purpose) {
+void FileDomainStore::Open(StorePurpose purpose, const LockDeadline& deadline) {
   const bool changes = purpose == StorePurpose::kChange || purpose == StorePurpose::kCreate;
   if (changes) {
-    const int error = Lock(purpose);
+    const int error = Lock(purpose, deadline);
     // Without a folder there is no file to change, which reading finds out.
     if (error != 0 && (error != ENOENT || purpose == StorePurpose::kCreate)) {
       status_ = error == EWOULDBLOCK ? PrefStatus{PrefError::kLockNotObtained} : StatusOf(error);
@@ -74,17 +74,21 @@ void FileDomainStore::Open(StorePurpose purpose) {
   }
 }
 
-int FileDomainStore::Lock(StorePurpose purpose) {
+int FileDomainStore::Lock(StorePurpose purpose, const LockDeadline& deadline) {
+  const auto lock_folder = [&](PropertyListFile::Folder folder) {
+    constexpr std::chrono::milliseconds kLongest(PropertyListFile::kLockMilliseconds);
+    return file_.Lock(folder, static_cast<int>(deadline.Left(kLongest).count()));
+  };
   const auto folder = purpose == StorePurpose::kCreate ? PropertyListFile::Folder::kMake
                                                        : PropertyListFile::Folder::kFind;
   if (!record_domain_) {
-    return file_.Lock(folder);
+    return lock_folder(folder);
   }
   int error = 0;
   const bool is_held = record_.Take(
-      *record_domain_,
+      *record_domain_, deadline,
       [&] {
-        error = file_.Lock(folder);
+        error = lock_folder(folder);
         return error != EWOULDBLOCK;
       },
       [&] { file_.Unlock(); });

@@ -23,7 +23,7 @@ std::string FileOfDomain(const EffectiveDomain& domain);
 class FileDomainStore : public DomainStore {
  public:
   FileDomainStore(const EffectiveDomain& domain, const CAtlString& given_domain,
-                  StorePurpose purpose);
+                  StorePurpose purpose, LockWait wait = {});
   // A path of the shared scope, changed without a record.
   FileDomainStore(std::string path, StorePurpose purpose);
 
@@ -56,9 +56,9 @@ class FileDomainStore : public DomainStore {
   PrefStatus Save() override;
 
  private:
-  void Open(StorePurpose purpose);
+  void Open(StorePurpose purpose, const LockDeadline& deadline);
   // Takes the lock of the folder and the record: 0, or an error number.
-  int Lock(StorePurpose purpose);
+  int Lock(StorePurpose purpose, const LockDeadline& deadline);
   PrefStatus StatusOf(int error) const;
 
   PropertyListFile file_;

@@ -68,8 +68,9 @@ CAtlString NameOfProcess(int pid) {
 LockRecord::LockRecord(const CAtlString& domain)
     : file_(FileOfRecord(domain), host::Flush::kNone) {}
 
-bool LockRecord::Lock(PropertyListFile::Folder folder) {
-  return file_.Lock(folder) != EWOULDBLOCK;
+bool LockRecord::Lock(PropertyListFile::Folder folder, const LockDeadline& deadline) {
+  constexpr std::chrono::milliseconds kLongest(PropertyListFile::kLockMilliseconds);
+  return file_.Lock(folder, static_cast<int>(deadline.Left(kLongest).count())) != EWOULDBLOCK;
 }
 
 void LockRecord::Read() {

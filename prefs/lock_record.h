@@ -5,6 +5,7 @@
 
 #include "platform/core_foundation/property_list_file.h"
 #include "prefs/auto_release.h"
+#include "prefs/lock_wait.h"
 #include "strings/atl_string.h"
 
 namespace orvik {
@@ -16,7 +17,7 @@ class LockRecord {
 
   // Keeps other processes from testing or changing the record. False when another one does so for
   // the whole wait. Where the kernel lock cannot be had at all, the record alone counts.
-  bool Lock(PropertyListFile::Folder folder);
+  bool Lock(PropertyListFile::Folder folder, const LockDeadline& deadline = LockDeadline({}));
   void Unlock() { file_.Unlock(); }
 
   void Read();

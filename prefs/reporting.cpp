@@ -69,13 +69,14 @@ PrefStatus ListPreferenceNames(int scope, const KeyPath& key_path, const CAtlStr
   return PrefStatus::Ok();
 }
 
-PrefRepair RepairDomain(int scope, const CAtlString& domain) {
+PrefRepair RepairDomain(int scope, const CAtlString& domain,
+                        std::optional<std::chrono::milliseconds> wait) {
   PrefRepair repair;
   const EffectiveDomain effective(scope, domain);
   if (repair.status = CheckAddress(effective); !repair.status.ok()) {
     return repair;
   }
-  FileDomainStore store(effective, domain, StorePurpose::kChange);
+  FileDomainStore store(effective, domain, StorePurpose::kChange, wait);
   repair.status = store.status();
   if (repair.status.ok()) {
     repair.was_sound = true;

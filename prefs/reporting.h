@@ -5,6 +5,8 @@
 // result that is not ok() holds no value.
 #pragma once
 
+#include <chrono>
+#include <optional>
 #include <string>
 
 #include "platform/core_foundation/array.h"
@@ -58,6 +60,8 @@ struct PrefRepair {
 // Saves what can be read of a damaged file (of XML that breaks off or goes wrong, everything that
 // is complete before that place) and keeps the damaged one beside it. kNotFound without a file; one
 // that cannot be read is not damaged (kUnreadable) and stays.
-PrefRepair RepairDomain(int scope, const CAtlString& domain);
+// `wait` is that of Transaction::WaitAtMost.
+PrefRepair RepairDomain(int scope, const CAtlString& domain,
+                        std::optional<std::chrono::milliseconds> wait = {});
 
 }  // namespace orvik

@@ -5,6 +5,7 @@
 #include <optional>
 
 #include "prefs/lock_record.h"
+#include "prefs/lock_wait.h"
 #include "strings/atl_string.h"
 
 namespace orvik {
@@ -19,12 +20,13 @@ class SharedLockHold {
   SharedLockHold(const SharedLockHold&) = delete;
   SharedLockHold& operator=(const SharedLockHold&) = delete;
 
-  // Takes the lock of the domain. Before each of the ten tries calls `enter`, which queues at what
+  // Takes the lock of the domain. Before each of the ten tries, or of as many as the deadline gives
+  // time for, calls `enter`, which queues at what
   // else is to be locked and returns false when another holds that for its whole wait. After a try
   // that finds the record held it calls `leave` and waits a second. False when the lock could not
   // be had.
-  bool Take(const CAtlString& domain, const std::function<bool()>& enter,
-            const std::function<void()>& leave);
+  bool Take(const CAtlString& domain, const LockDeadline& deadline,
+            const std::function<bool()>& enter, const std::function<void()>& leave);
 
  private:
   void Release();

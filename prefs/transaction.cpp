@@ -129,7 +129,7 @@ PrefStatus Transaction::Commit(IfDamaged if_damaged, TransactionResult* result) 
     return status;
   }
   FileDomainStore store(effective, domain_,
-                        MayCreate() ? StorePurpose::kCreate : StorePurpose::kChange);
+                        MayCreate() ? StorePurpose::kCreate : StorePurpose::kChange, wait_);
   if (const PrefStatus found = Problem(store); !found.ok()) {
     if (if_damaged == IfDamaged::kFail || !store.CanStartAnew()) {
       return found;

@@ -12,7 +12,9 @@
 // status then says which step failed.
 #pragma once
 
+#include <chrono>
 #include <functional>
+#include <optional>
 #include <vector>
 
 #include "platform/core_foundation/dictionary.h"
@@ -93,6 +95,10 @@ class Transaction {
   using Condition = std::function<bool(CFTypeRef present)>;
   void RequireThat(const KeyPath& key_path, CAtlString name, Condition condition);
 
+  // How long Commit waits for the lock: nothing, as the writers do; otherwise at most this long,
+  // and 0 tries once.
+  void WaitAtMost(std::optional<std::chrono::milliseconds> wait) { wait_ = wait; }
+
   // Makes the changes and saves them. ok() means that the file holds them; nothing is written when
   // nothing is to be changed. May be called again: everything is done anew. `result`, unless null,
   // receives the domain as it was and as it is; a failure leaves it empty.
@@ -140,6 +146,7 @@ class Transaction {
   int scope_;
   CAtlString domain_;
   std::vector<Step> steps_;
+  std::optional<std::chrono::milliseconds> wait_;
 };
 
 // One change, made only where the present value is the expected one, or where there is none.

@@ -1,13 +1,16 @@
 #include "tools/orvikprefs/run.h"
 
 #include <fcntl.h>
+#include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include <algorithm>
+#include <chrono>
 #include <regex>
 #include <sstream>
 
+#include "host/file_lock.h"
 #include "tests/support/test_environment.h"
 
 namespace orvik::test {
@@ -568,9 +571,51 @@ TEST_F(OrvikPrefsTest, ShowsAndFreesTheLock) {
 
   record(fs::read_symlink("/proc/self/exe").filename().string(), getpid());
   EXPECT_EQ(Prefs({"lock", "--release"}), 4);
+  EXPECT_TRUE(Contains(error_, ", process " + std::to_string(getpid()) + " of "));
+  const auto begin = std::chrono::steady_clock::now();
+  EXPECT_EQ(Prefs({"--timeout", "0", "set", "K", "n", "v"}), 4);
+  EXPECT_TRUE(Contains(error_, ", process " + std::to_string(getpid()) + " of "));
+  EXPECT_EQ(Prefs({"--timeout", "0.3", "repair"}), 4);
+  const std::chrono::duration<double> waited = std::chrono::steady_clock::now() - begin;
+  EXPECT_GE(waited.count(), 0.3);
+  EXPECT_LT(waited.count(), 8);
   EXPECT_EQ(Prefs({"lock", "--force"}), 0) << error_;
   Prefs({"--json", "lock"});
   EXPECT_TRUE(Contains(out_, "\"free\""));
+}
+
+// A change that is held up shows its process to whoever waits, in every scope.
+TEST_F(OrvikPrefsTest, NamesTheProcessThatHoldsTheKernelsLock) {
+  for (const char* scope : {"shared", "user", "machine"}) {
+    SCOPED_TRACE(scope);
+    ASSERT_EQ(Prefs({"--scope", scope, "set", "K", "n", "v"}), 0) << error_;
+    Prefs({"--scope", scope, "domains"});
+    const fs::path file = out_.substr(out_.find('\t') + 1, out_.rfind('\t') - out_.find('\t') - 1);
+    const int folder = open(file.parent_path().c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+    int ready[2];
+    ASSERT_EQ(pipe2(ready, O_CLOEXEC), 0);
+    OtherProcess holder([&] {
+      struct stat attributes;
+      fstat(folder, &attributes);
+      static host::FolderLock lock;
+      lock = host::FolderLock::Take(folder, attributes, 0);
+      const char held = lock.held() ? '+' : '-';
+      if (write(ready[1], &held, 1) != 1) abort();
+    });
+    char held = 0;
+    ASSERT_EQ(read(ready[0], &held, 1), 1);
+    ASSERT_EQ(held, '+');
+    const std::string pid = std::to_string(holder.pid());
+    EXPECT_EQ(Prefs({"--scope", scope, "--timeout", "0", "set", "K", "n", "w"}), 4);
+    EXPECT_TRUE(Contains(error_, "process " + pid + " of "));
+    EXPECT_TRUE(Contains(error_, ", since 20"));
+    Prefs({"--scope", scope, "lock"});
+    EXPECT_TRUE(Contains(out_, "held\t"));
+    EXPECT_TRUE(Contains(out_, "\t" + pid + "\t20"));
+    holder.End();
+    EXPECT_EQ(Prefs({"--scope", scope, "--timeout", "0", "set", "K", "n", "w"}), 0) << error_;
+    for (const int descriptor : {ready[0], ready[1], folder}) close(descriptor);
+  }
 }
 
 // Runs "watch" in a folder that does not exist yet, and changes values once it is ready.

@@ -36,7 +36,7 @@ int Apply(const Context& context, const CommandLine& line) {
   if (const int error = ReadWhole(file, text); error != 0) {
     return context.FailFile(file, error, false);
   }
-  Transaction transaction(context.scope, context.domain);
+  Transaction transaction = context.Change();
   ChangeScript script;
   TextError mistake;
   if (!script.Read(text, transaction, &mistake)) {

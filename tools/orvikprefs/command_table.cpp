@@ -13,6 +13,7 @@ constexpr Option kGlobals[] = {
     {"--domain", 0, Word::kDomain, "DOMAIN", "the domain (default: com.orviktech.Registry)"},
     {"--root", 0, Word::kFolder, "DIR", "where the system volume lies; no home of the caller's"},
     {"--home", 0, Word::kFolder, "DIR", "the home folder of the user scope and of the lock record"},
+    {"--timeout", 0, Word::kSeconds, "SECONDS", "wait no longer for the lock; 0 tries once"},
     {"--quiet", 'q', Word::kFlag, "", "no confirmations"},
     {"--json", 0, Word::kFlag, "", "JSON for programs"},
     {"--null", 'z', Word::kFlag, "", "end fields with a NUL, for names with line breaks"},

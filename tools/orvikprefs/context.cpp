@@ -4,9 +4,31 @@
 #include <cstring>
 #include <ostream>
 
+#include "tools/orvikprefs/lock_holder.h"
 #include "tools/orvikprefs/text.h"
 
 namespace orvik::prefstool {
+
+namespace {
+
+std::string WhoHoldsTheLock(const Context& context) {
+  const LockHolder holder = FindHolder(context);
+  if (!holder.is_held) return " (it is free now)";
+  std::string text = ": " + Quoted(holder.process);
+  if (holder.pid > 0) text += ", process " + std::to_string(holder.pid);
+  if (!holder.user.empty()) text += " of " + Escaped(holder.user);
+  if (!holder.host.empty()) text += " on " + Escaped(holder.host);
+  if (!holder.since.empty()) text += ", since " + holder.since;
+  return text;
+}
+
+}  // namespace
+
+Transaction Context::Change() const {
+  Transaction change(scope, domain);
+  change.WaitAtMost(lock_wait);
+  return change;
+}
 
 int Context::Fail(ExitStatus status, const std::string& text) const {
   *error << "orvikprefs: " << text << '\n';
@@ -30,7 +52,7 @@ int Context::Fail(const PrefStatus& status, const std::string& what, bool writin
       break;
     case PrefError::kLockNotObtained:
       exit = kLockNotObtained;
-      hint = " (orvikprefs lock tells who holds it)";
+      hint = WhoHoldsTheLock(*this);
       break;
     case PrefError::kRefusedDomain:
     case PrefError::kUnknownScope:

@@ -1,12 +1,15 @@
 // What every command of orvikprefs works with: where to look, how to show it, how to end.
 #pragma once
 
+#include <chrono>
 #include <iosfwd>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
 
 #include "prefs/pref_status.h"
+#include "prefs/transaction.h"
 #include "strings/atl_string.h"
 
 namespace orvik::prefstool {
@@ -42,6 +45,7 @@ inline constexpr StatusRow kStatuses[] = {
 struct Context {
   int scope = 0;
   CAtlString domain;
+  std::optional<std::chrono::milliseconds> lock_wait;  // nothing: as the writers wait
   bool quiet = false;
   bool json = false;
   bool null_separated = false;
@@ -49,6 +53,9 @@ struct Context {
   bool colour = false;
   std::ostream* out = nullptr;
   std::ostream* error = nullptr;
+
+  // An empty change of the domain, with the wait for its lock.
+  Transaction Change() const;
 
   // "orvikprefs: " and the text on standard error, with the status to end with.
   int Fail(ExitStatus status, const std::string& text) const;

@@ -85,7 +85,7 @@ int Edit(const Context& context, const CommandLine& line) {
   // Against what JSON tells of the old values, so that those that were not touched stay to the bit.
   TextError error;
   const CAutoCFRelease<CFPropertyListRef> shown = ReadJson(before, &error);
-  Transaction transaction(context.scope, context.domain);
+  Transaction transaction = context.Change();
   transaction.RequireKeyEqual(key, found.value);
   if (IsSameValue(shown, edited)) {
     context.Confirm("nothing changed");

@@ -121,7 +121,7 @@ int Import(const Context& context, const CommandLine& line) {
   const Dictionary added = ReadDictionary(context, file, status);
   if (!added) return status;
   const KeyPath key = *ParseKey(line.Argument(1));
-  Transaction transaction(context.scope, context.domain);
+  Transaction transaction = context.Change();
   if (line.Has("--replace")) {
     transaction.ReplaceKey(key, added);
   } else {

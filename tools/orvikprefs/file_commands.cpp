@@ -88,7 +88,7 @@ int Check(const Context& context, const CommandLine& /*line*/) {
 int Repair(const Context& context, const CommandLine& /*line*/) {
   const std::string file = PreferenceFilePath(context.scope, context.domain);
   if (file.empty()) return FailDomain(context);
-  const PrefRepair repair = RepairDomain(context.scope, context.domain);
+  const PrefRepair repair = RepairDomain(context.scope, context.domain, context.lock_wait);
   if (!repair.status.ok()) return context.Fail(repair.status, Quoted(file), true);
   if (context.json) {
     JsonWriter form;

@@ -41,7 +41,7 @@ int CopyOrRename(const Context& context, const CommandLine& line, const char* do
   const bool keys = line.count() == 2;
   const std::optional<Place> from = PlaceAt(line, 0, keys), to = PlaceAt(line, keys ? 1 : 2, keys);
   if (!from || !to) return context.Fail(kUsage, "the domain's top level is no key");
-  Transaction transaction(context.scope, context.domain);
+  Transaction transaction = context.Change();
   if (keys) {
     transaction.RequireKey(*ParseKey(line.Argument(0)));
   }
@@ -69,7 +69,7 @@ int DeleteKey(const Context& context, const CommandLine& line) {
     return context.Fail(kUsage,
                         "the domain's top level is no key; \"reset\" removes all that lies in it");
   }
-  Transaction transaction(context.scope, context.domain);
+  Transaction transaction = context.Change();
   if (line.Has("--recursive")) {
     transaction.RequireKey(key);
   } else {
@@ -87,7 +87,7 @@ int DeleteKey(const Context& context, const CommandLine& line) {
 
 int Reset(const Context& context, const CommandLine& line) {
   const std::string what = KeyText(line.Argument(0));
-  Transaction transaction(context.scope, context.domain);
+  Transaction transaction = context.Change();
   transaction.ClearKey(*ParseKey(line.Argument(0)));
   const PrefStatus status = transaction.Commit();
   if (!status.ok()) return context.Fail(status, what, false);

@@ -1,75 +1,47 @@
-#include <ctime>
 #include <ostream>
 
 #include "prefs/shared_lock.h"
 #include "tools/orvikprefs/commands.h"
 #include "tools/orvikprefs/json_writer.h"
+#include "tools/orvikprefs/lock_holder.h"
 #include "tools/orvikprefs/text.h"
 
 namespace orvik::prefstool {
 
 namespace {
 
-const char* StateName(SharedLockRecord::State state) {
-  switch (state) {
-    case SharedLockRecord::State::kHeld:
-      return "held";
-    case SharedLockRecord::State::kStale:
-      return "stale";
-    case SharedLockRecord::State::kFree:
-      break;
-  }
-  return "free";
-}
-
-// Local time in ISO 8601 on a terminal and in JSON alike; "" for 0.
-std::string TimeText(std::time_t time) {
-  std::tm parts = {};
-  char text[64] = "";
-  if (time != 0 && localtime_r(&time, &parts) != nullptr) {
-    std::strftime(text, sizeof text, "%Y-%m-%dT%H:%M:%S%z", &parts);
-  }
-  return text;
-}
-
-void Show(const Context& context, const SharedLockRecord& record) {
-  const bool free = record.state == SharedLockRecord::State::kFree;
-  const std::string since = free ? "" : TimeText(record.since);
+void Show(const Context& context, const LockHolder& holder) {
+  const std::string state = holder.is_held ? "held" : holder.is_stale ? "stale" : "free";
   if (context.json) {
     JsonWriter form;
-    form.BeginObject().Name("state").Text(StateName(record.state));
-    form.Name("file").Text(record.file);
-    if (!free) {
-      form.Name("process").Text(ToUtf8(record.process)).Name("pid").Integer(record.pid);
-      form.Name("since").Text(since);
+    form.BeginObject().Name("state").Text(state).Name("file").Text(holder.file);
+    if (holder.is_held || holder.is_stale) {
+      form.Name("process").Text(holder.process).Name("pid").Integer(holder.pid);
+      form.Name("since").Text(holder.since).Name("user").Text(holder.user);
+      if (!holder.host.empty()) form.Name("host").Text(holder.host);
     }
     *context.out << form.EndObject().json() << '\n';
-  } else if (free) {
-    context.Record({StateName(record.state)});
+  } else if (holder.is_held || holder.is_stale) {
+    context.Record({state, holder.process, std::to_string(holder.pid), holder.since, holder.user});
   } else {
-    context.Record(
-        {StateName(record.state), ToUtf8(record.process), std::to_string(record.pid), since});
+    context.Record({state});
   }
 }
 
 }  // namespace
 
 int Lock(const Context& context, const CommandLine& line) {
-  // Every shared-scope write locks the domain as its caller names it.
-  const SharedLockRecord before = CopySharedLockRecord(context.domain);
   if (line.Has("--force")) {
     UnlockGlobalSharedPList(context.domain);
   } else if (!line.Has("--release")) {
-    Show(context, before);
+    Show(context, FindHolder(context));
     return kDone;
   } else if (!ReleaseStaleSharedLock(context.domain)) {
-    return context.Fail(kLockNotObtained, Quoted(before.process) + " (process " +
-                                              std::to_string(before.pid) +
-                                              ") holds the lock; --force frees it all the same");
+    return context.Fail({PrefError::kLockNotObtained}, "--force frees it all the same", true);
   }
   // The release itself reports nothing: the record shows what it did.
   const SharedLockRecord after = CopySharedLockRecord(context.domain);
-  if (after.state != SharedLockRecord::State::kFree) {
+  if (after.lock != 0) {
     return context.Fail(kNotSaved, Quoted(after.file) + " still shows the lock");
   }
   context.Confirm("the lock is free");

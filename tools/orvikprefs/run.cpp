@@ -35,6 +35,10 @@ int CarryOut(Context& context, const CommandLine& line) {
   }
   if (line.Has("--help")) return Help(context, line);
   if (!UseStore(context, line)) return kUsage;
+  if (line.Has("--timeout")) {
+    const double seconds = std::strtod(line.Value("--timeout").c_str(), nullptr);
+    context.lock_wait = std::chrono::milliseconds(static_cast<long long>(seconds * 1000));
+  }
   context.quiet = line.Has("--quiet");
   context.json = line.Has(grammar.FindOption(nullptr, "--json"));
   context.null_separated = line.Has("--null");

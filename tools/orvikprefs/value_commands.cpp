@@ -117,7 +117,7 @@ int Set(const Context& context, const CommandLine& line) {
   if (if_equals && if_absent) {
     return context.Fail(kUsage, "--if-equals and --if-absent exclude each other");
   }
-  Transaction transaction(context.scope, context.domain);
+  Transaction transaction = context.Change();
   const std::string expected = line.Value("--if-equals");
   bool present = true;
   if (if_absent) transaction.RequireAbsent(Key(line), Name(line));
@@ -150,7 +150,7 @@ int Set(const Context& context, const CommandLine& line) {
 }
 
 int Delete(const Context& context, const CommandLine& line) {
-  Transaction transaction(context.scope, context.domain);
+  Transaction transaction = context.Change();
   if (!line.Has("--recursive")) transaction.RequireNotKey(Key(line), Name(line));
   transaction.Delete(Key(line), Name(line), IfMissing::kFail);
   const PrefStatus status = transaction.Commit();

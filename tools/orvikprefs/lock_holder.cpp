@@ -1,0 +1,74 @@
+#include "tools/orvikprefs/lock_holder.h"
+
+#include <ctime>
+
+#include "host/file_lock.h"
+#include "host/process_owner.h"
+#include "prefs/lock_record.h"
+#include "prefs/reporting.h"
+#include "prefs/scope.h"
+#include "prefs/shared_lock.h"
+#include "tools/orvikprefs/text.h"
+
+namespace orvik::prefstool {
+
+namespace {
+
+// "" for 0.
+std::string TimeText(std::time_t time) {
+  std::tm parts = {};
+  char text[64] = "";
+  if (time != 0 && localtime_r(&time, &parts) != nullptr) {
+    std::strftime(text, sizeof text, "%Y-%m-%dT%H:%M:%S%z", &parts);
+  }
+  return text;
+}
+
+void AddOwner(LockHolder* holder) {
+  const auto owner = holder->host.empty() ? host::FindProcessOwner(holder->pid) : std::nullopt;
+  if (!owner || holder->is_stale) return;
+  holder->user = owner->user;
+  if (holder->since.empty()) holder->since = TimeText(owner->since);
+}
+
+LockHolder HolderOfFolder(const Context& context) {
+  LockHolder holder;
+  const std::string file = PreferenceFilePath(context.scope, context.domain);
+  const std::string folder = file.substr(0, file.rfind('/'));
+  holder.file = folder + "/" + host::kFolderLockName;
+  if (const auto found = host::FindLockHolder(folder)) {
+    holder.is_held = true;
+    holder.pid = found->pid;
+    if (found->is_local) {
+      holder.process = ToUtf8(NameOfProcess(found->pid));
+    } else {
+      holder.host = found->host;
+    }
+  }
+  AddOwner(&holder);
+  return holder;
+}
+
+}  // namespace
+
+LockHolder FindHolder(const Context& context) {
+  // Every shared-scope write locks the domain as its caller names it.
+  if (EffectiveDomain(context.scope, context.domain).scope != kSharedScope) {
+    return HolderOfFolder(context);
+  }
+  const SharedLockRecord record = CopySharedLockRecord(context.domain);
+  LockHolder holder;
+  holder.is_held = record.state == SharedLockRecord::State::kHeld;
+  holder.is_stale = record.state == SharedLockRecord::State::kStale;
+  holder.process = ToUtf8(record.process);
+  holder.pid = record.pid;
+  // Only a process of this machine has a name.
+  if (record.process.IsEmpty()) holder.host = ToUtf8(record.host);
+  holder.file = record.file;
+  // The time is the record's, if it is the record that is held.
+  if (record.lock != 0) holder.since = TimeText(record.since);
+  AddOwner(&holder);
+  return holder;
+}
+
+}  // namespace orvik::prefstool
