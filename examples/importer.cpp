@@ -30,7 +30,12 @@ constexpr char kSample[] =
 int Import(const COrvikFilePath& from, const COrvikFilePath& to) {
   const boost::shared_ptr<TiXmlDocument> document(new TiXmlDocument);
   // Refuses what is not well-formed.
-  if (TiXmlHelper::InitializeTiXmlDocumentFromFile(document, from) != S_OK) return -1;
+  XMLDocumentError error;
+  if (TiXmlHelper::InitializeTiXmlDocumentFromFile(document, from, &error) != S_OK) {
+    std::fprintf(stderr, "line %d, column %d: %s\n", error.line, error.column,
+                 error.reason.GetString());
+    return -1;
+  }
 
   SetXMLConfig(kUser, to);
   CAtlArray<TiXmlElement*> options;

@@ -3,6 +3,7 @@
 
 #include <orvik/files/directory_path.h>
 #include <orvik/files/file_manipulator.h>
+#include <orvik/streams/finishable_stream.h>
 #include <orvik/streams/stream_factory.h>
 
 using namespace orvik;
@@ -12,7 +13,8 @@ int main() {
   {
     const CComPtr<IStream> file = CStreamFactory::CreateWritableFileStream(path);
     if (file == nullptr || file->Write("seventeen bytes\n\n", 17, nullptr) != S_OK) return 1;
-  }  // the last reference closes the file
+    if (FinishStream(file) != S_OK) return 1;  // closes the file; a full disk shows here
+  }
 
   CComPtr<IStreamOnBuffer> memory;
   CStreamFactory::CreateWritableBufferStream(&memory);

@@ -8,4 +8,9 @@ HRESULT FinishStream(IStream* stream) {
   return finishable == nullptr ? S_OK : finishable->Finish();
 }
 
+WriteRoom* RoomOfStream(IStream* stream) {
+  auto* const finishable = dynamic_cast<IFinishableStream*>(stream);
+  return finishable == nullptr ? nullptr : finishable->room();
+}
+
 }  // namespace orvik

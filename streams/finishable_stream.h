@@ -5,6 +5,7 @@
 #pragma once
 
 #include "streams/stream_interfaces.h"
+#include "streams/write_room.h"
 
 namespace [[gnu::visibility("default")]] orvik {
 
@@ -16,9 +17,13 @@ class IFinishableStream {
   // of it arrived, E_FAIL otherwise; a further call gives the same. Files take no more bytes
   // afterwards.
   virtual HRESULT Finish() = 0;
+  // The free bytes of the stream's buffer; what is put there has been written like by Write.
+  virtual WriteRoom* room() = 0;
 };
 
 // Finish of a stream that offers it; S_OK for one that does not, E_INVALIDARG for null.
 HRESULT FinishStream(IStream* stream);
+// The room of a stream that offers it, or null. It lives as long as the stream.
+WriteRoom* RoomOfStream(IStream* stream);
 
 }  // namespace orvik

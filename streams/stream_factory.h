@@ -25,8 +25,9 @@ class CStreamFactory {
   static CComPtr<IStream> CreateWritableFileStream(const COrvikFilePath& path,
                                                    _LARGE_INTEGER start);
 
-  // The same for a file that is compressed on the last Release; null also when there is no
-  // temporary file to collect the bytes in.
+  // A file that takes the place of the one at the path, compressed, with the last Release
+  // (writable_compressed_file_stream.h). Null for the empty path and when the file cannot be
+  // replaced. The start changes nothing.
   static CComPtr<IStream> CreateWritableCompressedFileStream(const COrvikFilePath& path);
   static CComPtr<IStream> CreateWritableCompressedFileStream(const COrvikFilePath& path,
                                                              _LARGE_INTEGER start);

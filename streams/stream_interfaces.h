@@ -7,6 +7,7 @@
 #pragma once
 
 #include <boost/smart_ptr/shared_array.hpp>
+#include <cstddef>
 #include <cstdint>
 
 #include "strings/atl_string_a.h"
@@ -72,13 +73,16 @@ class IStream : public ISequentialStream {
   virtual HRESULT Clone(IStream** out) = 0;
 };
 
+// The most bytes that a narrow string holds: its header and terminator count as well.
+inline constexpr std::size_t kLongestNarrowString = 0x7FFFFFFF - 16;
+
 // A stream that collects what is written in memory and hands it over once.
 class IStreamOnBuffer : public IStream {
  public:
   virtual unsigned long GetSize() = 0;
   // The content is the first GetSize() bytes; the allocation may be larger.
   virtual boost::shared_array<unsigned char> DetachBufferPointer() = 0;
-  // The content up to its first NUL byte.
+  // The content up to its first NUL byte; empty when no string can hold it (kLongestNarrowString).
   virtual CAtlStringA DetachBufferAsString() = 0;
 };
 

@@ -37,6 +37,7 @@ class CWritableCompressedFileStream final : public StreamBase<IStream>, public I
 
   // Puts the file in its place.
   HRESULT Finish() override;
+  WriteRoom* room() override { return buffer_.room(); }
 
  private:
   void InitializeStream(const COrvikFilePath& path, _LARGE_INTEGER start);

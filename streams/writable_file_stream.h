@@ -31,6 +31,7 @@ class CWritableFileStream final : public StreamBase<IStream>, public IFinishable
 
   // Closes the file.
   HRESULT Finish() override;
+  WriteRoom* room() override { return buffer_.room(); }
 
  private:
   void InitializeStream(const COrvikFilePath& path, _LARGE_INTEGER start);

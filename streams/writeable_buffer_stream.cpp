@@ -1,54 +1,54 @@
 #include "streams/writeable_buffer_stream.h"
 
 #include <algorithm>
-#include <climits>
 #include <cstring>
 #include <limits>
 #include <new>
-
-#include "streams/copy_piece.h"
 
 namespace orvik {
 namespace {
 
 constexpr std::size_t kFirstRoom = 4000;  // beside the first bytes
 constexpr std::uint32_t kMostBytes = std::numeric_limits<std::uint32_t>::max();
-constexpr std::size_t kLongestString = INT_MAX - 16;  // header and terminator count as well
 
 }  // namespace
+
+unsigned long CWriteableBufferStream::GetSize() {
+  return detached_ ? detached_size_ : static_cast<unsigned long>(room_.next - buffer_.get());
+}
 
 HRESULT CWriteableBufferStream::Write(const void* data, unsigned long count,
                                       unsigned long* written) {
   if (written != nullptr) *written = 0;
   if (count == 0) return S_OK;
-  if (count > free_ || data == nullptr) {
-    if (count > kMostBytes - size_ || data == nullptr || detached_) {
+  if (data == nullptr || !room_.Put(data, count)) {
+    if (count > kMostBytes - GetSize() || data == nullptr || detached_) {
       has_failed_ = true;
       return E_FAIL;
     }
-    Grow(std::size_t{size_} + count);
+    Grow(std::size_t{GetSize()} + count);
+    room_.Put(data, count);
   }
-  CopyPiece(buffer_.get() + size_, data, count);
-  size_ += static_cast<std::uint32_t>(count);
-  free_ -= count;
   if (written != nullptr) *written = count;
   return S_OK;
 }
 
 // By half each time, which keeps the copying linear.
 void CWriteableBufferStream::Grow(std::size_t new_size) {
+  const std::size_t size = GetSize();
   const std::size_t room =
       std::min<std::size_t>(new_size + std::max(kFirstRoom, new_size / 2), kMostBytes);
   void* const bytes = std::realloc(buffer_.get(), room);
   if (bytes == nullptr) throw std::bad_alloc();
   static_cast<void>(buffer_.release());
   buffer_.reset(static_cast<unsigned char*>(bytes));
-  free_ = room - size_;
+  room_ = {buffer_.get() + size, room - size};
 }
 
 boost::shared_array<unsigned char> CWriteableBufferStream::DetachBufferPointer() {
+  if (!detached_) detached_size_ = GetSize();
   detached_ = true;
-  free_ = 0;
+  room_ = {};
   return boost::shared_array<unsigned char>(buffer_.release(), Free());
 }
 
@@ -57,8 +57,8 @@ CAtlStringA CWriteableBufferStream::DetachBufferAsString() {
   const boost::shared_array<unsigned char> buffer = DetachBufferPointer();
   if (buffer == nullptr) return CAtlStringA();
   const char* const text = reinterpret_cast<const char*>(buffer.get());
-  const std::size_t length = strnlen(text, size_);
-  if (length <= kLongestString) return CAtlStringA(text, static_cast<int>(length));
+  const std::size_t length = strnlen(text, detached_size_);
+  if (length <= kLongestNarrowString) return CAtlStringA(text, static_cast<int>(length));
   has_failed_ = true;
   return CAtlStringA();
 }

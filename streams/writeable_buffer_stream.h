@@ -19,7 +19,7 @@ class CWriteableBufferStream final : public StreamBase<IStreamOnBuffer>, public 
   // Appends; gives S_OK with all bytes written, or E_FAIL with none. Throws std::bad_alloc when
   // there is no memory, and the content is kept.
   HRESULT Write(const void* data, unsigned long count, unsigned long* written) override;
-  unsigned long GetSize() override { return size_; }
+  unsigned long GetSize() override;
   boost::shared_array<unsigned char> DetachBufferPointer() override;
   // Writes a NUL byte first, so GetSize() counts it. Empty for content of 2 GiB or more, which no
   // string can hold.
@@ -27,6 +27,7 @@ class CWriteableBufferStream final : public StreamBase<IStreamOnBuffer>, public 
 
   // Whether all bytes were taken and a string could hold them. The stream goes on.
   HRESULT Finish() override { return has_failed_ ? E_FAIL : S_OK; }
+  WriteRoom* room() override { return &room_; }
 
  private:
   struct Free {
@@ -36,8 +37,8 @@ class CWriteableBufferStream final : public StreamBase<IStreamOnBuffer>, public 
   void Grow(std::size_t new_size);
 
   std::unique_ptr<unsigned char, Free> buffer_;
-  std::size_t free_ = 0;  // allocated and not written; 0 after a detach
-  std::uint32_t size_ = 0;
+  WriteRoom room_;  // behind the content; closed after a detach
+  unsigned long detached_size_ = 0;
   bool detached_ = false;
   bool has_failed_ = false;
 };

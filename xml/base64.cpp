@@ -1,24 +1,22 @@
 #include "xml/base64.h"
 
 #include <algorithm>
-#include <climits>
 #include <cstdint>
 #include <memory>
 #include <string_view>
 
 #include "files/file_manipulator.h"
 #include "files/whole_file.h"
+#include "streams/stream_interfaces.h"
 #include "text/base64_codec.h"
 
 namespace orvik {
 namespace {
 
-// Whether a string can hold the head and the encoding of so many bytes, with its own header and
-// terminator.
+// Whether a string can hold the head and the encoding of so many bytes.
 bool FitsString(std::string_view head, std::uint64_t count) {
-  constexpr std::uint64_t kLongestString = INT_MAX - 16;
-  return Base64Length(count) <= kLongestString &&
-         head.size() <= kLongestString - Base64Length(count);
+  return Base64Length(count) <= kLongestNarrowString &&
+         head.size() <= kLongestNarrowString - Base64Length(count);
 }
 
 // The groups of a text, whose number is that of its whole length even when a leading "+ " is

@@ -17,10 +17,6 @@ namespace {
 constexpr std::string_view kBase64Prefix = "data:;base64,";
 constexpr std::string_view kFlashPrefix = "data:application/x-shockwave-flash;base64,";
 
-const char* AttributeText(const TiXmlElement* element, const char* name) {
-  return element == nullptr || name == nullptr ? nullptr : element->Attribute(name);
-}
-
 // The text of an attribute that must not be empty.
 HRESULT FindFilledText(const TiXmlElement* element, const char* name, const char*& text) {
   text = AttributeText(element, name);
@@ -216,6 +212,10 @@ HRESULT GetNodeAttributes(TiXmlElement* element, CAtlArray<TiXmlAttribute*>& out
     out.Add(attribute);
   }
   return S_OK;
+}
+
+const char* AttributeText(const TiXmlElement* element, const char* name) {
+  return element == nullptr || name == nullptr ? nullptr : element->Attribute(name);
 }
 
 const char* ElementText(const TiXmlElement* element) {

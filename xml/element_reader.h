@@ -75,6 +75,9 @@ class CXMLElementReader {
 // Appends every attribute in document order. E_INVALIDARG for a null element.
 HRESULT GetNodeAttributes(TiXmlElement* element, CAtlArray<TiXmlAttribute*>& out);
 
+// The attribute of an element as TinyXML holds it; null when there is no such element or attribute.
+const char* AttributeText(const TiXmlElement* element, const char* name);
+
 // The value of an element as TinyXML holds it; null when it has none.
 const char* ElementText(const TiXmlElement* element);
 

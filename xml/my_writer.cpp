@@ -2,7 +2,6 @@
 
 #include <array>
 
-#include "streams/finishable_stream.h"
 #include "streams/stream_factory.h"
 #include "strings/utf8_strings.h"
 
@@ -42,9 +41,14 @@ HRESULT CMyWriter::QueryInterface(const _GUID&, void**) {
   return E_NOTIMPL;
 }
 
+inline void CMyWriter::Put(std::string_view text) {
+  if (room_ != nullptr && room_->Put(text.data(), text.size())) return;
+  Note(output_->Write(text.data(), text.size(), nullptr));
+}
+
 inline HRESULT CMyWriter::nonescapedcharacters(std::string_view text) {
   if (output_ == nullptr) return E_FAIL;
-  Note(output_->Write(text.data(), text.size(), nullptr));
+  Put(text);
   return S_OK;
 }
 
@@ -54,9 +58,9 @@ HRESULT CMyWriter::escapedcharacters(const char* text) {
   for (;;) {
     const char* end = stretch;
     while (!kEndsStretch[static_cast<unsigned char>(*end)]) ++end;
-    Note(output_->Write(stretch, static_cast<unsigned long>(end - stretch), nullptr));
+    Put({stretch, static_cast<std::size_t>(end - stretch)});
     if (*end == '\0') return S_OK;
-    nonescapedcharacters(EntityOf(*end));
+    Put(EntityOf(*end));
     stretch = end + 1;
   }
 }

@@ -1,12 +1,14 @@
 // The writer into any stream. See xml_writer.h for what its operations do.
 //
 // Every piece of text goes to the stream with one Write call, whose failure changes nothing but the
-// status. Nothing is gathered here, so the stream may be looked at between two operations.
+// status; a stream of this library gets it without the call while there is room in its buffer.
+// Nothing is gathered here, so the stream may be looked at between two operations.
 #pragma once
 
 #include <string_view>
 
 #include "streams/com_ptr.h"
+#include "streams/finishable_stream.h"
 #include "streams/reference_counted.h"
 #include "xml/xml_writer.h"
 
@@ -38,7 +40,10 @@ class CMyWriter : public ReferenceCounted<IORVIKXMLWriter> {
  protected:
   CMyWriter() = default;
 
-  void SetOutput(IStream* stream) { output_ = stream; }
+  void SetOutput(IStream* stream) {
+    output_ = stream;
+    room_ = RoomOfStream(stream);
+  }
   bool HasOutput() const { return output_ != nullptr; }
   // Remembers the first failure.
   void Note(HRESULT result) {
@@ -50,9 +55,11 @@ class CMyWriter : public ReferenceCounted<IORVIKXMLWriter> {
   HRESULT nonescapedcharacters(std::string_view text);
   HRESULT escapedcharacters(const char* text);
 
+  void Put(std::string_view text);
   HRESULT BeginAttribute(const char* name, std::string_view opening);
 
   CComPtr<IStream> output_;
+  WriteRoom* room_ = nullptr;  // of the stream, if it has one
   bool start_tag_open_ = false;
   HRESULT status_ = S_OK;
 };

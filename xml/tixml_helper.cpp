@@ -10,13 +10,10 @@
 #include "files/file_manipulator.h"
 #include "strings/utf8_strings.h"
 #include "xml/document_check.h"
+#include "xml/element_reader.h"
 
 namespace orvik {
 namespace {
-
-const char* AttributeText(const TiXmlElement* element, const CAtlStringA& name) {
-  return element == nullptr ? nullptr : element->Attribute(name.GetString());
-}
 
 HRESULT Refuse(XMLDocumentError* error, XMLDocumentError reason) {
   if (error != nullptr) *error = std::move(reason);
@@ -55,7 +52,7 @@ void SaveAttributeToXmlElementIfNotDefault(const boost::shared_ptr<TiXmlElement>
 
 CAtlString TiXmlHelper::LoadStringAttributeFromXmlElement(const TiXmlElement* element,
                                                           const CAtlStringA& name, bool& found) {
-  const char* const text = AttributeText(element, name);
+  const char* const text = AttributeText(element, name.GetString());
   if (text != nullptr) return MakeWideStringFromUTF8String(text);
   found = false;
   return CAtlString();
@@ -63,14 +60,14 @@ CAtlString TiXmlHelper::LoadStringAttributeFromXmlElement(const TiXmlElement* el
 
 CAtlString TiXmlHelper::LoadStringAttributeFromXmlElementWithDefault(
     const TiXmlElement* element, const CAtlStringA& name, const CAtlString& default_value) {
-  const char* const text = AttributeText(element, name);
+  const char* const text = AttributeText(element, name.GetString());
   return text == nullptr ? default_value : MakeWideStringFromUTF8String(text);
 }
 
 int TiXmlHelper::LoadIntAttributeFromXmlElementWithDefault(const TiXmlElement* element,
                                                            const CAtlStringA& name,
                                                            int default_value) {
-  const char* const text = AttributeText(element, name);
+  const char* const text = AttributeText(element, name.GetString());
   if (text == nullptr) return default_value;
   return static_cast<int>(std::clamp<long>(std::strtol(text, nullptr, 10), INT_MIN, INT_MAX));
 }
@@ -78,14 +75,14 @@ int TiXmlHelper::LoadIntAttributeFromXmlElementWithDefault(const TiXmlElement* e
 float TiXmlHelper::LoadFloatAttributeFromXmlElementWithDefault(const TiXmlElement* element,
                                                                const CAtlStringA& name,
                                                                float default_value) {
-  const char* const text = AttributeText(element, name);
+  const char* const text = AttributeText(element, name.GetString());
   return text == nullptr ? default_value : static_cast<float>(std::atof(text));
 }
 
 bool TiXmlHelper::LoadBoolAttributeFromXmlElementWithDefault(const TiXmlElement* element,
                                                              const CAtlStringA& name,
                                                              bool default_value) {
-  const char* const text = AttributeText(element, name);
+  const char* const text = AttributeText(element, name.GetString());
   if (text == nullptr) return default_value;
   const CAtlStringA value(text);
   if (value.CompareNoCase(TRUE_STRING) == 0) return true;

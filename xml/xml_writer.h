@@ -87,7 +87,7 @@ class IORVIKXMLWriter : public IUnknown {
 
   // Makes a writer into a file, which is created or emptied. E_FAIL and null when that fails.
   static HRESULT CreateORVIKXMLWriter(IORVIKXMLWriter** out, const COrvikFilePath& path);
-  // The file is compressed (zlib) when the writer is released.
+  // The file is compressed (zlib) and takes its place as a whole when the writer is released.
   static HRESULT CreateORVIKXMLWriterCompressed(IORVIKXMLWriter** out, const COrvikFilePath& path);
   static HRESULT CreateORVIKXMLWriterOnString(IORVIKXMLWriter** out);
 };
