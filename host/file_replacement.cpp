@@ -1,7 +1,6 @@
 #include "host/file_replacement.h"
 
 #include <fcntl.h>
-#include <limits.h>
 #include <sys/stat.h>
 
 #include <cerrno>
@@ -11,64 +10,37 @@
 
 namespace orvik::host {
 
-namespace {
-
-// The path of what a final symbolic link points to in the end, whether or not that exists.
-int FollowLinks(std::string* path) {
-  constexpr int kMaximumLinks = 40;
-  for (int links = 0; links <= kMaximumLinks; ++links) {
-    char target[PATH_MAX];
-    const ssize_t length = readlink(path->c_str(), target, sizeof target);
-    if (length < 0) return errno == EINVAL || errno == ENOENT ? 0 : errno;
-    if (static_cast<std::size_t>(length) == sizeof target) return ENAMETOOLONG;
-    std::string next(target, static_cast<std::size_t>(length));
-    *path = next.starts_with('/') ? next : FolderOf(*path) + '/' + next;
-  }
-  return ELOOP;
-}
-
-}  // namespace
-
 int FileReplacement::Open(const std::string& path, const std::string& spare_folder) {
-  target_ = path;
-  if (const int error = FollowLinks(&target_)) return error;
-  if (target_.empty() || target_.ends_with('/')) return target_.empty() ? ENOENT : EISDIR;
   struct stat attributes;
-  const bool exists = stat(target_.c_str(), &attributes) == 0;
+  const bool exists = stat(path.c_str(), &attributes) == 0;
   if (!exists && errno != ENOENT) return errno;
   if (exists) {
-    if (S_ISDIR(attributes.st_mode)) return EISDIR;
     is_device_ = S_ISCHR(attributes.st_mode);
+    if (S_ISDIR(attributes.st_mode)) return EISDIR;
     if (!S_ISREG(attributes.st_mode) && !is_device_) return EINVAL;
-    old_ = Descriptor(open(target_.c_str(), O_WRONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));
+    old_ = Descriptor(open(path.c_str(), O_WRONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));
     if (!old_) return errno;
   }
-  int error = 0;
   if (!is_device_) {
-    error = OpenStaged();
-    if (error == 0) return 0;
-    staged_.reset();
+    const int error = OpenStaged(path);
     const bool takes_none = error == EACCES || error == EPERM || error == EROFS;
-    if (!exists || !takes_none) return error;
+    if (error == 0 || !exists || !takes_none) return error;
+    staged_.reset();
   }
   spare_ = MakeTemporaryFile(spare_folder);
   return spare_ ? 0 : errno;
 }
 
-int FileReplacement::OpenStaged() {
-  folder_ = Descriptor(open(FolderOf(target_).c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
-  if (!folder_) return errno;
-  staged_.emplace(folder_.get(), NameOf(target_));
+int FileReplacement::OpenStaged(const std::string& path) {
+  place_ = FindPlace(path, Links::kAny);
+  if (!place_) return place_.error;
+  if (place_.name.empty()) return EISDIR;
+  staged_.emplace(place_.folder.get(), place_.name);
   return staged_->Make(old_ ? 0600 : 0666);
 }
 
 int FileReplacement::Write(std::string_view bytes) {
-  while (!bytes.empty()) {
-    const ssize_t written = write(descriptor(), bytes.data(), bytes.size());
-    if (written < 0 && errno != EINTR) return errno;
-    if (written > 0) bytes.remove_prefix(static_cast<std::size_t>(written));
-  }
-  return 0;
+  return WriteAll(descriptor(), bytes);
 }
 
 std::size_t FileReplacement::Read(void* buffer, std::size_t count, std::uint64_t position) const {
@@ -89,7 +61,7 @@ int FileReplacement::Commit() {
   const bool is_alike = made.st_uid == old.st_uid && made.st_gid == old.st_gid &&
                         made.st_mode == old.st_mode && old.st_nlink <= 1;
   // What others have put in the place of the old file meanwhile is replaced.
-  const bool is_there = HasName(old_.get(), folder_.get(), NameOf(target_).c_str());
+  const bool is_there = HasName(old_.get(), place_.folder.get(), place_.name.c_str());
   return is_alike || !is_there ? staged_->Commit(is_there ? old_.get() : -1) : WriteIntoTarget();
 }
 

@@ -21,6 +21,7 @@
 #include <string_view>
 
 #include "host/descriptor.h"
+#include "host/file_place.h"
 #include "host/staged_file.h"
 
 namespace [[gnu::visibility("default")]] orvik {
@@ -48,12 +49,11 @@ class FileReplacement {
  private:
   // Of the new content.
   int descriptor() const { return staged_ ? staged_->descriptor() : spare_.get(); }
-  int OpenStaged();
+  int OpenStaged(const std::string& path);
   int WriteIntoTarget() const;
 
-  std::string target_;
   bool is_device_ = false;
-  Descriptor folder_;
+  FilePlace place_;
   Descriptor old_;  // the target, when it exists
   std::optional<StagedFile> staged_;
   Descriptor spare_;
