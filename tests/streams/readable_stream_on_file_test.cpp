@@ -45,7 +45,8 @@ TEST_F(ReadableStreamOnFileTest, ReadsOnFromWhereItStands) {
   EXPECT_EQ(stream_->Read(&byte, 1, nullptr), E_FAIL);
   EXPECT_EQ(stream_->Read(nullptr, 1, &read), E_FAIL);
   constexpr std::int64_t kMost = std::numeric_limits<std::int64_t>::max();
-  for (const std::int64_t start : {kSize - 3, kSize, kSize + 1, 1l << 52, kMost, -1l, -kMost}) {
+  for (const std::int64_t start :
+       {kSize - 3, kSize, kSize + 1, std::int64_t{1} << 52, kMost, std::int64_t{-1}, -kMost}) {
     SCOPED_TRACE(start);
     const auto later = CStreamFactory::CreateReadableStreamOnFile(path_, {start});
     ASSERT_NE(later, nullptr);

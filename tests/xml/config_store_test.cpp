@@ -474,54 +474,6 @@ TEST_F(ConfigStoreTest, FoldedNamesAgreeWithTheFullComparison) {
   EXPECT_GT(equal, 100);
 }
 
-// The store with its index beside a store whose elements are in the caller's hands, which has none.
-TEST_F(ConfigStoreTest, TheIndexFindsWhatAWalkFinds) {
-  fs::create_directories(file_.parent_path());
-  std::mt19937 random(3);
-  std::string content;
-  for (int i = 0; i < 40; ++i) {
-    content += "<KEY name='k" + std::to_string(i % 25) + "'><value name='V1'/></KEY><other/>";
-    content += "<value name='v" + std::to_string(i % 30) + "' data='" + std::to_string(i) + "'/>";
-  }
-  const fs::path walked = env_.folder() / "global.xml";
-  WriteFile(walked, "<key name='ORVIK Technologies' scope='Global'>" + content + "</key>");
-  UseContent(User(content));
-  EXPECT_TRUE(SetXMLConfig(0, File(walked)));
-  const auto name = [&](const char16_t* letter) {
-    CAtlString text(letter);
-    text.AppendFormat(u"%d", static_cast<int>(random() % 60));
-    return text;
-  };
-  for (int i = 0; i < 3000; ++i) {
-    const CAtlString key = random() % 3 == 0 ? name(u"K") + u"/" + name(u"k") : name(u"k");
-    const CAtlString path = random() % 2 == 0 ? CAtlString() : key;
-    const CAtlString value = name(random() % 2 == 0 ? u"v" : u"V");
-    ASSERT_NE(FindXMLRootElement(0), nullptr);
-    switch (random() % 4) {
-      case 0:
-        ASSERT_EQ(WriteXMLConfigInt(0, path, value, i), WriteXMLConfigInt(1, path, value, i));
-        ASSERT_EQ(GetXMLConfigWriteStatus(0), GetXMLConfigWriteStatus(1));
-        break;
-      case 1:
-        ASSERT_EQ(DeleteXMLConfigValueElement(0, path, value),
-                  DeleteXMLConfigValueElement(1, path, value));
-        break;
-      case 2:
-        if (random() % 10 != 0) break;
-        ASSERT_EQ(DeleteXMLSubKeyElement(0, key), DeleteXMLSubKeyElement(1, key));
-        break;
-      default:
-        ASSERT_EQ(Int(path, value, 0), Int(path, value, 1));
-    }
-  }
-  EXPECT_TRUE(SaveXMLConfigFile(0));
-  EXPECT_TRUE(SaveXMLConfigFile(1));
-  std::string one = ReadFile(walked), other = ReadFile(file_);
-  one.erase(0, one.find("Global") + 6);
-  other.erase(0, other.find("USER") + 4);
-  EXPECT_EQ(one, other);
-}
-
 TEST_F(ConfigStoreTest, WhatTheCallerChangesInTheElementsIsSeen) {
   std::string many;
   for (int i = 0; i < 100; ++i) many += "<value name='v" + std::to_string(i) + "' data='1'/>";
