@@ -2,7 +2,6 @@
 
 #include <bit>
 #include <cstdint>
-#include <cstring>
 
 #include "text/transcoding_blocks.h"
 #include "text/transcoding_variants.h"
@@ -430,20 +429,16 @@ size_t AsciiPrefix(std::u16string_view units) {
 }
 
 char16_t OrOfUnits(std::u16string_view units) {
-  std::uint64_t all = 0;
-  size_t i = 0;
-  for (; units.size() - i >= kBlock; i += kBlock) {
-    for (size_t part = 0; part < kBlock; part += 4) {
-      std::uint64_t four;
-      std::memcpy(&four, units.data() + i + part, sizeof four);
-      all |= four;
-    }
+  if (units.size() < kOrBlock) {
+    char16_t result = 0;
+    for (const char16_t unit : units) result |= unit;
+    return result;
   }
-  all |= all >> 32;
-  all |= all >> 16;
-  char16_t result = static_cast<char16_t>(all);
-  for (; i < units.size(); ++i) result |= units[i];
-  return result;
+  // The last block may reach back into the one before.
+  UnitsOr all;
+  for (size_t i = 0; units.size() - i > kOrBlock; i += kOrBlock) all.Add(units.data() + i);
+  all.Add(units.data() + units.size() - kOrBlock);
+  return all.Result();
 }
 
 void WidenLatin1(const char* source, char16_t* target, size_t n) {

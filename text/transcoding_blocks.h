@@ -25,6 +25,9 @@ struct SurrogateBits {
   unsigned low;
 };
 
+// Units or-ed together, eight at a time.
+inline constexpr size_t kOrBlock = 8;
+
 #if defined(__SSE2__)
 
 inline __m128i Load(const void* place) {
@@ -111,6 +114,20 @@ inline SurrogateBits SurrogatesOf(const char16_t* units) {
           BitsOf(_mm_cmpeq_epi16(first, low), _mm_cmpeq_epi16(second, low))};
 }
 
+class UnitsOr {
+ public:
+  void Add(const char16_t* units) { all_ = _mm_or_si128(all_, Load(units)); }
+  char16_t Result() const {
+    const __m128i four = _mm_or_si128(all_, _mm_srli_si128(all_, 8));
+    const __m128i two = _mm_or_si128(four, _mm_srli_si128(four, 4));
+    const auto pair = static_cast<unsigned>(_mm_cvtsi128_si32(two));
+    return static_cast<char16_t>(pair | pair >> 16);
+  }
+
+ private:
+  __m128i all_ = _mm_setzero_si128();
+};
+
 #else
 
 inline unsigned NonAsciiBits(const char* bytes) {
@@ -163,6 +180,17 @@ inline SurrogateBits SurrogatesOf(const char16_t* units) {
   }
   return bits;
 }
+
+class UnitsOr {
+ public:
+  void Add(const char16_t* units) {
+    for (size_t i = 0; i < kOrBlock; ++i) all_ |= units[i];
+  }
+  char16_t Result() const { return all_; }
+
+ private:
+  char16_t all_ = 0;
+};
 
 #endif
 

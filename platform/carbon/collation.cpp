@@ -7,11 +7,13 @@
 #include <cstring>
 #include <limits>
 #include <map>
+#include <memory>
 #include <mutex>
 #include <string>
 #include <string_view>
 #include <utility>
 
+#include "platform/carbon/ascii_collation.h"
 #include "text/case_mapping.h"
 #include "text/transcoding.h"
 #include "text/user_locale.h"
@@ -28,6 +30,7 @@ struct OpaqueCollator {
     UCollator* any = nullptr;
     // Without normalization, several times as fast: for texts that have nothing to compose.
     UCollator* simple = nullptr;
+    std::unique_ptr<carbon::LazyAsciiCollation> ascii;
   };
   Level tertiary;
   Level secondary;  // null unless case-insensitive
@@ -71,7 +74,9 @@ bool OpenLevel(const char* locale, UCCollateOptions options, UCollationStrength 
   const bool normalizes = (options & kUCCollateComposeInsensitiveMask) != 0;
   level.any = Open(locale, options, strength, normalizes);
   level.simple = normalizes ? Open(locale, options, strength, false) : level.any;
-  return level.any != nullptr && level.simple != nullptr;
+  if (level.any == nullptr || level.simple == nullptr) return false;
+  level.ascii = std::make_unique<carbon::LazyAsciiCollation>(level.simple, strength);
+  return true;
 }
 
 void Close(const OpaqueCollator::Level& level) {
@@ -94,7 +99,7 @@ CollatorRef OpenOnce(const char* locale, UCCollateOptions options) {
     Close(collator.secondary);
     return nullptr;
   }
-  return &open->emplace(std::pair(locale, options), collator).first->second;
+  return &open->emplace(std::pair(locale, options), std::move(collator)).first->second;
 }
 
 // The last few that the thread asked for, without the lock.
@@ -116,18 +121,25 @@ CollatorRef Find(UCCollateOptions options) {
   return collator;
 }
 
-// Below U+0200 there is no combining mark and no variant in width.
-bool AreSimple(std::u16string_view a, std::u16string_view b) {
-  return (OrOfUnits(a) | OrOfUnits(b)) < 0x200;
-}
+// Below this there is no combining mark and no variant in width.
+constexpr char16_t kSimple = 0x200;
 
 int Order(const UCollator* collator, std::u16string_view a, std::u16string_view b) {
   return ucol_strcoll(collator, a.data(), static_cast<int32_t>(a.size()), b.data(),
                       static_cast<int32_t>(b.size()));
 }
 
+// `all` are the units of both texts or-ed together.
+int Order(const OpaqueCollator::Level& level, char16_t all, std::u16string_view a,
+          std::u16string_view b) {
+  if (all < 0x80) {
+    if (const carbon::AsciiCollation* const table = level.ascii->Get()) return table->Compare(a, b);
+  }
+  return Order(all < kSimple ? level.simple : level.any, a, b);
+}
+
 int Order(const OpaqueCollator::Level& level, std::u16string_view a, std::u16string_view b) {
-  return Order(AreSimple(a, b) ? level.simple : level.any, a, b);
+  return Order(level, OrOfUnits(a) | OrOfUnits(b), a, b);
 }
 
 constexpr bool IsWidthVariant(char16_t unit) {
@@ -166,16 +178,16 @@ bool AreEqualAsciiWithoutCase(std::u16string_view a, std::u16string_view b) {
 }
 
 int Compare(const OpaqueCollator& collator, std::u16string_view a, std::u16string_view b) {
-  const bool simple = AreSimple(a, b);
+  const char16_t all = OrOfUnits(a) | OrOfUnits(b);
   if (collator.secondary.any == nullptr) {
-    if (simple) return Order(collator.tertiary.simple, a, b);
-    const int order = Order(collator.tertiary.any, a, b);
-    if (order == 0 || !collator.ignores_width || (!HasWidthVariant(a) && !HasWidthVariant(b))) {
+    const int order = Order(collator.tertiary, all, a, b);
+    if (all < kSimple || order == 0 || !collator.ignores_width ||
+        (!HasWidthVariant(a) && !HasWidthVariant(b))) {
       return order;
     }
     return Order(collator.tertiary, InNormalWidths(a), InNormalWidths(b));
   }
-  const int order = Order(simple ? collator.secondary.simple : collator.secondary.any, a, b);
+  const int order = Order(collator.secondary, all, a, b);
   if (order != 0 || AreEqualAsciiWithoutCase(a, b)) return order;
   const auto folded = [&](std::u16string_view text) {
     return FoldCase(collator.ignores_width ? InNormalWidths(text) : text, collator.locale);

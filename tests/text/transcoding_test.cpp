@@ -136,6 +136,17 @@ TEST(Transcoding, EveryTwoBytesAtTheEndOfABlock) {
   }
 }
 
+TEST(Transcoding, UnitsOrEverything) {
+  for (std::size_t size = 0; size < 40; ++size) {
+    EXPECT_EQ(OrOfUnits(std::u16string(size, u'a')), size == 0 ? 0 : u'a');
+    for (std::size_t place = 0; place < size; ++place) {
+      std::u16string text(size, u'a');
+      text[place] = u'\x1234';
+      EXPECT_EQ(OrOfUnits(text), size == 1 ? 0x1234 : u'a' | 0x1234) << size << " " << place;
+    }
+  }
+}
+
 TEST(Transcoding, SingleCharacters) {
   for (const char32_t character :
        {U'a', U'\x7F', U'\x80', U'\x7FF', U'\x800', U'\xFFFF', U'\x10000', U'\x10FFFF'}) {
