@@ -36,7 +36,7 @@ inline constexpr unsigned long STREAM_SEEK_END = 2;
 inline constexpr std::uint32_t STGTY_STREAM = 2;     // tagSTATSTG::type
 inline constexpr unsigned long STATFLAG_NONAME = 1;  // flag of IStream::Stat
 
-// What IStream::Stat tells.
+// What IStream::Stat reports.
 struct tagSTATSTG {
   char16_t* pwcsName = nullptr;  // the caller frees it with CoTaskMemFree
   std::uint32_t type = 0;

@@ -135,7 +135,7 @@ XMLConfigWriteStatus GetXMLConfigWriteStatus(int scope);
 // what an int cannot hold becomes the nearest that it can.
 bool GetXMLConfigInt(int scope, CAtlString key_path, CAtlString value_name, int& value);
 // An empty string that was written cannot be read back: the answer is false, as for a missing
-// value. Where the two must be told apart, ask for the element:
+// value. To distinguish the two, ask for the element:
 //
 //   TiXmlElement* value = FindXMLConfigValueElement(FindXMLRootElement(scope), key_path, name);
 //   const bool is_empty = value != nullptr && XMLElementHasAttr(value, "data", "");

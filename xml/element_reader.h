@@ -46,7 +46,7 @@ class CXMLElementReader {
   static HRESULT GetBase64AttributeFromNode(TiXmlElement* element, const char* name,
                                             CAtlStringA& out);
   // The value without every "data:application/x-shockwave-flash;base64," and every space. When it
-  // does not begin with that prefix: E_FAIL, and `out` is the value as it stands.
+  // does not begin with that prefix: E_FAIL, and `out` is the whole value.
   static HRESULT GetBase64FlashDataFromNode(TiXmlElement* element, const char* name,
                                             CAtlStringA& out);
 
@@ -61,7 +61,7 @@ class CXMLElementReader {
   static TiXmlElement* GetFirstNonEmptyChild(TiXmlElement* element);
   // All child elements. `out` is emptied first in every case.
   static HRESULT GetChildNodes(TiXmlElement* element, CAtlArray<TiXmlElement*>& out);
-  // The elements at a path of names below `element`. What stands before the first "/" is not looked
+  // The elements at a path of names below `element`. What comes before the first "/" is not looked
   // at: "x/a/b" and "/a/b" find every b in every a in it. E_INVALIDARG for a path without "/". To
   // find none is a success.
   static HRESULT GetNamedChildNodes(TiXmlElement* element, CAtlArray<TiXmlElement*>& out,
