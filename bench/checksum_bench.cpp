@@ -10,7 +10,7 @@
 #include <vector>
 
 #include "bench/peer_process.h"
-#include "files/checksum_roads.h"
+#include "files/checksum_variants.h"
 #include "files/file_path.h"
 
 namespace orvik {
@@ -34,13 +34,13 @@ void Count(benchmark::State& state, std::size_t bytes) {
                           static_cast<std::int64_t>(state.iterations()));
 }
 
-template <auto Road, auto IsPresent>
+template <auto Variant, auto IsPresent>
 void InMemory(benchmark::State& state) {
   if (!IsPresent()) {
     state.SkipWithError("the processor lacks it");
     return;
   }
-  for (auto _ : state) benchmark::DoNotOptimize(Road(0, Bytes()));
+  for (auto _ : state) benchmark::DoNotOptimize(Variant(0, Bytes()));
   Count(state, kInMemory);
 }
 bool Always() {

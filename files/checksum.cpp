@@ -1,6 +1,6 @@
 #include "files/checksum.h"
 
-#include "files/checksum_roads.h"
+#include "files/checksum_variants.h"
 
 namespace orvik {
 namespace crc32 {
@@ -57,7 +57,7 @@ std::uint32_t Portable(std::uint32_t checksum, std::span<const unsigned char> by
 
 namespace {
 
-auto FastestRoad() {
+auto ChooseVariant() {
   if (crc32::HasWideCarrylessMultiplication()) return &crc32::WideCarrylessMultiplication;
   if (crc32::HasCarrylessMultiplication()) return &crc32::CarrylessMultiplication;
   return &crc32::Portable;
@@ -66,9 +66,9 @@ auto FastestRoad() {
 }  // namespace
 
 std::uint32_t ContinueCRC32(std::uint32_t checksum, const unsigned char* bytes, long length) {
-  static const auto road = FastestRoad();
+  static const auto variant = ChooseVariant();
   if (bytes == nullptr || length <= 0) return checksum;
-  return road(checksum, {bytes, static_cast<std::size_t>(length)});
+  return variant(checksum, {bytes, static_cast<std::size_t>(length)});
 }
 
 std::uint32_t CalculateCRC32(const unsigned char* bytes, long length) {

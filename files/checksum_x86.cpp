@@ -1,7 +1,7 @@
 // Carry-less multiplication on x86-64. A run of bytes is a polynomial over two elements, first bit
 // highest. Its 128-bit lanes are multiplied by a power of x modulo the generator and added to the
 // lanes that lie as many bits further on, until one lane is left, whose remainder the tables give.
-#include "files/checksum_roads.h"
+#include "files/checksum_variants.h"
 
 #if defined(__x86_64__)
 

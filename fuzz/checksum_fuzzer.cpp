@@ -5,7 +5,7 @@
 #include <vector>
 
 #include "files/checksum.h"
-#include "files/checksum_roads.h"
+#include "files/checksum_variants.h"
 #include "fuzz/require.h"
 
 using orvik::fuzz::Require;

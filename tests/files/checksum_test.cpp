@@ -5,7 +5,7 @@
 #include <random>
 #include <vector>
 
-#include "files/checksum_roads.h"
+#include "files/checksum_variants.h"
 
 namespace orvik {
 namespace {
@@ -37,11 +37,11 @@ TEST(Checksum, GivesTheCheckValues) {
   EXPECT_EQ(CalculateCRC32(nullptr, 5), 0u);
 }
 
-TEST(Checksum, EveryRoadAgreesForEveryLengthAndAlignment) {
+TEST(Checksum, EveryVariantAgreesForEveryLengthAndAlignment) {
   struct {
     bool present;
-    std::uint32_t (*road)(std::uint32_t, std::span<const unsigned char>);
-  } const roads[] = {
+    std::uint32_t (*variant)(std::uint32_t, std::span<const unsigned char>);
+  } const variants[] = {
       {true, crc32::Portable},
       {crc32::HasCarrylessMultiplication(), crc32::CarrylessMultiplication},
       {crc32::HasWideCarrylessMultiplication(), crc32::WideCarrylessMultiplication},
@@ -50,9 +50,9 @@ TEST(Checksum, EveryRoadAgreesForEveryLengthAndAlignment) {
   for (std::size_t length = 0; length <= 600; ++length) {
     const auto part = std::span(bytes).subspan(length % 17, length);
     const std::uint32_t expected = BitByBit(0x12345678, part);
-    for (const auto& [present, road] : roads) {
+    for (const auto& [present, variant] : variants) {
       if (present) {
-        ASSERT_EQ(road(0x12345678, part), expected) << length;
+        ASSERT_EQ(variant(0x12345678, part), expected) << length;
       }
     }
   }

@@ -1,0 +1,31 @@
+// The ways in which the checksum is computed; all give the same result. For checksum.cpp, tests and
+// benchmarks.
+#pragma once
+
+#include <array>
+#include <cstddef>
+#include <cstdint>
+#include <span>
+
+namespace orvik::crc32 {
+
+inline constexpr std::uint32_t kPolynomial = 0x04C11DB7;
+
+// tables[0] is the table of the bytewise rule; tables[k][b] is the checksum of the byte b followed
+// by k zero bytes.
+using Tables = std::array<std::array<std::uint32_t, 256>, 16>;
+const Tables& GetTables();
+
+// Sixteen bytes a step through the tables.
+std::uint32_t Portable(std::uint32_t checksum, std::span<const unsigned char> bytes);
+
+// 64 bytes a step through carry-less multiplication. Only to be called when the processor has it.
+bool HasCarrylessMultiplication();
+std::uint32_t CarrylessMultiplication(std::uint32_t checksum, std::span<const unsigned char> bytes);
+
+// 128 bytes a step through carry-less multiplication of two lanes at once.
+bool HasWideCarrylessMultiplication();
+std::uint32_t WideCarrylessMultiplication(std::uint32_t checksum,
+                                          std::span<const unsigned char> bytes);
+
+}  // namespace orvik::crc32
