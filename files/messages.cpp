@@ -4,7 +4,7 @@
 #include <iterator>
 #include <string_view>
 
-#include "files/path_text.h"
+#include "files/pascal_strings.h"
 #include "platform/carbon/alerts.h"
 
 namespace orvik {

@@ -12,7 +12,6 @@ namespace orvik {
 namespace {
 
 constexpr std::size_t kLongestPath = MAX_PATH - 1;
-constexpr std::size_t kPascalLimit = 255;
 
 template <class Unit>
 int ExtensionIndex(std::basic_string_view<Unit> path) {
@@ -27,18 +26,6 @@ int RemoveExtension(Unit* path) {
   const int index = ExtensionIndex(std::basic_string_view<Unit>(path));
   if (index >= 0) path[index] = 0;
   return index;
-}
-
-template <class Unit>
-int ToPascal(unsigned char* target, const Unit* source) {
-  std::size_t length = 0;
-  if (source != nullptr) {
-    for (; length < kPascalLimit && source[length] != 0; ++length) {
-      target[length + 1] = static_cast<unsigned char>(source[length]);
-    }
-  }
-  target[0] = static_cast<unsigned char>(length);
-  return static_cast<int>(length);
 }
 
 }  // namespace
@@ -170,14 +157,6 @@ BOOL PathRenameExtension(char16_t* path, const char16_t* extension) {
   if (!text.empty()) std::memmove(path + first, text.data(), text.size() * sizeof(char16_t));
   path[first + text.size()] = 0;
   return TRUE;
-}
-
-int CToPStr(unsigned char* target, const char* source) {
-  return ToPascal(target, source);
-}
-
-int WideToPStr(unsigned char* target, const char16_t* source) {
-  return ToPascal(target, source);
 }
 
 }  // namespace orvik

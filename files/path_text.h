@@ -54,9 +54,4 @@ int PathRemoveExtensionA(char* path);
 // exceed MAX_PATH - 1 units.
 BOOL PathRenameExtension(char16_t* path, const char16_t* extension);
 
-// The text as a length byte and at most 255 bytes (the low byte of a unit), without terminator.
-// Returns the length.
-int CToPStr(unsigned char* target, const char* source);
-int WideToPStr(unsigned char* target, const char16_t* source);
-
 }  // namespace orvik
