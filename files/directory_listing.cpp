@@ -5,6 +5,7 @@
 #include "files/folder_walk.h"
 #include "files/path_arguments.h"
 #include "files/wildcard.h"
+#include "platform/carbon/errno_status.h"
 
 namespace orvik {
 
@@ -16,12 +17,12 @@ void COrvikDirectoryPath::ListSubDirectories(const CAtlString& pattern,
   while (!waiting.empty()) {
     const COrvikDirectoryPath folder = std::move(waiting.back());
     waiting.pop_back();
-    WalkFolder(folder, [&](std::u16string_view name, EntryKind kind) {
-      if (kind != EntryKind::kFolder) return;
-      const bool matches = MatchesWildcard(name, pattern.View());
+    WalkFolder(folder, [&](const FolderEntry& entry) {
+      if (entry.kind != EntryKind::kFolder) return;
+      const bool matches = MatchesWildcard(entry.name, pattern.View());
       if (!matches && recursive == FALSE) return;
       COrvikDirectoryPath subfolder = folder;
-      subfolder.AddDirectoryToPath(PathFromUnits(name));
+      subfolder.AddDirectoryToPath(PathFromUnits(entry.name));
       if (matches) folders.Add(subfolder);
       if (recursive != FALSE) waiting.push_back(std::move(subfolder));
     });
@@ -32,10 +33,11 @@ void COrvikDirectoryPath::ListSubDirectories(const CAtlString& pattern,
 OSErr COrvikDirectoryPath::FindFilesInDirectory(const CAtlString& pattern,
                                                 CAtlArray<COrvikFilePath>& files) const {
   if (DirectoryExists() == FALSE) return 0;
-  return WalkFolder(*this, [&](std::u16string_view name, EntryKind kind) {
-    if (kind == EntryKind::kFolder || !MatchesWildcard(name, pattern.View())) return;
-    files.Add(CreateFilePath(PathFromUnits(name)));
+  const int error = WalkFolder(*this, [&](const FolderEntry& entry) {
+    if (entry.kind == EntryKind::kFolder || !MatchesWildcard(entry.name, pattern.View())) return;
+    files.Add(CreateFilePath(PathFromUnits(entry.name)));
   });
+  return static_cast<OSErr>(host::StatusFromErrno(error));
 }
 
 }  // namespace orvik

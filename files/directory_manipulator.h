@@ -3,10 +3,14 @@
 // BOOL operations give TRUE for success. What was done before a failure stays done. A link that is
 // met is not followed: it is deleted, copied and moved as a link. A folder path that is itself a
 // link to a folder is refused by the operations that delete; as the source or the target of a copy
-// it stands for that folder.
+// it stands for that folder. The operations that delete work on open folders, so that they never
+// leave the tree, whatever others do to it meanwhile; they refuse the root folder.
+//
+// Where a TreeReport is given, what was done and what failed is added to it.
 #pragma once
 
 #include "files/directory_path.h"
+#include "files/tree_report.h"
 #include "strings/windows_types.h"
 
 namespace [[gnu::visibility("default")]] orvik {
@@ -21,25 +25,33 @@ class CDirectoryManipulator {
   // Removes an empty folder; TRUE when nothing stands at the path.
   static BOOL RemoveDirectory(const COrvikDirectoryPath& folder);
 
-  // Deletes the files (not the subfolders) whose names match the pattern (wildcard.h). Goes on
-  // after a failure; TRUE only when every deletion succeeded, and when there was nothing to delete.
+  // Deletes the files (not the subfolders) whose names match the pattern (wildcard.h: "*.log" does
+  // not match "a.b.log"). Goes on after a failure; TRUE only when every deletion succeeded, and
+  // when there was nothing to delete. FALSE when the folder cannot be listed.
   static BOOL RemoveFilesFromDirectory(const COrvikDirectoryPath& folder,
                                        const CAtlString& pattern);
 
   // Empties the folder at every depth; goes on after a failure. Locks, and read-only folders of
-  // this user, are no obstacle. The folder itself stays.
-  static BOOL RemoveAllFilesAndSubDirectories(const COrvikDirectoryPath& folder);
+  // this user, are no obstacle; those of folders that stay are put back. The folder itself stays.
+  // TRUE when it is empty then, or does not exist.
+  static BOOL RemoveAllFilesAndSubDirectories(const COrvikDirectoryPath& folder,
+                                              TreeReport* report = nullptr);
 
-  // The same and then removes the folder; the result tells whether the folder is gone.
-  static BOOL RemoveDirectoryAndContents(const COrvikDirectoryPath& folder);
+  // The same and then removes the folder; TRUE when the folder is gone.
+  static BOOL RemoveDirectoryAndContents(const COrvikDirectoryPath& folder,
+                                         TreeReport* report = nullptr);
 
   // Copies the content of the source into the target, which is made with its parents; existing
-  // files of the same name are replaced. With `move` the files are moved, an existing target file
-  // stays, and the source keeps its emptied folders. Failures of single files are not reported,
-  // and neither are folders that cannot be read. E_FAIL when the source does not exist, and when
-  // the target lies inside the source (nothing is copied then).
+  // files of the same name are replaced, each when its copy is whole. With `move` the files are
+  // moved, an existing target file stays, and the source keeps its emptied folders. Special files
+  // are moved, not copied. Files of several names within the tree keep them when they are moved.
+  // A link in the target that leads to a folder is followed when it belongs to this user, to root
+  // or to the owner of its folder. The result does not tell of single files or folders that could
+  // not be copied or read; the report does. E_FAIL when the source does not exist, and when the
+  // target lies inside the source (nothing is copied then).
   static HRESULT RecursivelyCopyDirectory(const COrvikDirectoryPath& source,
-                                          const COrvikDirectoryPath& target, BOOL move);
+                                          const COrvikDirectoryPath& target, BOOL move,
+                                          TreeReport* report = nullptr);
 };
 
 }  // namespace orvik

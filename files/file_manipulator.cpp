@@ -1,52 +1,190 @@
 #include "files/file_manipulator.h"
 
+#include <fcntl.h>
 #include <sys/stat.h>
 
+#include <cerrno>
 #include <cstring>
 #include <limits>
 #include <memory>
 #include <new>
+#include <optional>
+#include <string>
 
+#include "files/c_file.h"
 #include "files/path_arguments.h"
+#include "files/trash_names.h"
 #include "files/whole_file.h"
+#include "files/windows_file_refs.h"
 #include "files/windows_files.h"
+#include "host/at_path.h"
+#include "host/tree_removal.h"
+#include "platform/carbon/folders.h"
+#include "platform/core_foundation/owned.h"
+#include "platform/core_foundation/user_notification.h"
+#include "text/direction.h"
 
 namespace orvik {
 namespace {
 
-struct CloseFile {
-  void operator()(std::FILE* file) const { std::fclose(file); }
-};
-using OpenedFile = std::unique_ptr<std::FILE, CloseFile>;
+Owned<const NSString> PlatformString(const CAtlString& text) {
+  return Owned<const NSString>(text.CreateCFStringRef(kCFAllocatorDefault));
+}
+
+// Whether the user chose `confirm` and not `cancel`, which is the default button.
+bool Confirm(const CAtlString& header, const CAtlString& message, const CAtlString& cancel,
+             const CAtlString& confirm) {
+  CFOptionFlags response = kCFUserNotificationDefaultResponse;
+  const SInt32 status = CFUserNotificationDisplayAlert(
+      0, kCFUserNotificationCautionAlertLevel, nullptr, nullptr, nullptr,
+      PlatformString(header).get(), PlatformString(message).get(), PlatformString(cancel).get(),
+      PlatformString(confirm).get(), nullptr, &response);
+  return status == 0 && (response & 3) == kCFUserNotificationAlternateResponse;
+}
+
+// The size of an open regular file.
+std::optional<std::uint64_t> SizeOf(std::FILE* file) {
+  struct stat record;
+  if (fstat(fileno(file), &record) != 0 || !S_ISREG(record.st_mode)) return std::nullopt;
+  return static_cast<std::uint64_t>(record.st_size);
+}
+
+// The flags of open that an fopen mode stands for; -1 when it is none.
+int OpenFlags(const char* mode) {
+  const bool updates = std::strchr(mode, '+') != nullptr;
+  const int exclusive = std::strchr(mode, 'x') != nullptr ? O_EXCL : 0;
+  const int access = updates ? O_RDWR : *mode == 'r' ? O_RDONLY : O_WRONLY;
+  switch (*mode) {
+    case 'r':
+      return access;
+    case 'w':
+      return access | O_CREAT | O_TRUNC | exclusive;
+    case 'a':
+      return access | O_CREAT | O_APPEND | exclusive;
+    default:
+      return -1;
+  }
+}
+
+std::optional<FSVolumeRefNum> VolumeOf(const COrvikFilePath& file) {
+  FSRef ref;
+  FSCatalogInfo info;
+  if (GetFSRefFromFilename(PathArgument(file.GetFilePathString()), &ref, false, false) != 0 ||
+      FSGetCatalogInfo(&ref, kFSCatInfoVolume, &info, nullptr, nullptr, nullptr) != 0) {
+    return std::nullopt;
+  }
+  return info.volume;
+}
+
+// The trash of a volume or of the user, made when it is missing.
+std::optional<COrvikDirectoryPath> FindTrash(FSVolumeRefNum domain, bool create) {
+  FSRef trash;
+  if (FSFindFolder(domain, kTrashFolderType, create, &trash) != 0) return std::nullopt;
+  const std::optional<std::string> path = PathOfReference(trash);
+  if (!path) return std::nullopt;
+  return COrvikDirectoryPath(PathFromBytes(*path));
+}
 
 }  // namespace
 
+CAtlString CFileManipulator::m_csDeleteConfirmFormat =
+    u"Are you sure you want to delete the file \"%s\"?";
+CAtlString CFileManipulator::m_csOverwriteConfirmFormat =
+    u"The file \"%s\" already exists.  Do you want to overwrite it?";
+CAtlString CFileManipulator::m_csDeleteString = u"Delete";
+CAtlString CFileManipulator::m_csCancelString = u"Cancel";
+CAtlString CFileManipulator::m_csCopyString = u"Copy";
+CAtlString CFileManipulator::m_csOverwriteString = u"Overwrite";
+
+void CFileManipulator::InitializeLocalizedStrings(const CAtlString& delete_confirm_format,
+                                                  const CAtlString& overwrite_confirm_format,
+                                                  const CAtlString& delete_text,
+                                                  const CAtlString& cancel_text,
+                                                  const CAtlString& copy_text,
+                                                  const CAtlString& overwrite_text) {
+  m_csDeleteConfirmFormat = delete_confirm_format;
+  m_csOverwriteConfirmFormat = overwrite_confirm_format;
+  m_csDeleteString = delete_text;
+  m_csCancelString = cancel_text;
+  m_csCopyString = copy_text;
+  m_csOverwriteString = overwrite_text;
+}
+
+BOOL CFileManipulator::CopyFile(const COrvikFilePath& source, const COrvikFilePath& target,
+                                BOOL ask) {
+  if (source.FileExists() == FALSE) return FALSE;
+  if (ask != FALSE && target.FileExists() != FALSE) {
+    CAtlString message;
+    message.Format(m_csOverwriteConfirmFormat, NameForSentence(target.GetFilePathString().View(),
+                                                               m_csOverwriteConfirmFormat.View())
+                                                   .c_str());
+    if (!Confirm(m_csCopyString, message, m_csCancelString, m_csOverwriteString)) return FALSE;
+  }
+  return CopyFileTo(source, target, FALSE);
+}
+
+BOOL CFileManipulator::DeleteFile(const COrvikFilePath& file, BOOL ask, BOOL to_trash) {
+  if (file.FileExists() == FALSE) return TRUE;
+  if (ask != FALSE) {
+    CAtlString message;
+    message.Format(
+        m_csDeleteConfirmFormat,
+        NameForSentence(file.GetFilePathString().View(), m_csDeleteConfirmFormat.View()).c_str());
+    if (!Confirm(m_csDeleteString, message, m_csCancelString, m_csDeleteString)) return FALSE;
+  }
+  if (to_trash == FALSE) return DeleteFile(file);
+
+  if (const std::optional<FSVolumeRefNum> volume = VolumeOf(file)) FindTrash(*volume, true);
+  COrvikDirectoryPath trash;
+  if (GetTrashPathForFile(file, trash) != FALSE) return MoveToTrash(file, trash);
+  const std::optional<COrvikDirectoryPath> home_trash = FindTrash(kUserDomain, true);
+  return (home_trash && MoveToTrash(file, *home_trash)) || DeleteFile(file) != FALSE;
+}
+
+BOOL CFileManipulator::GetTrashPathForFile(const COrvikFilePath& file,
+                                           COrvikDirectoryPath& folder) {
+  const std::optional<FSVolumeRefNum> volume = VolumeOf(file);
+  const std::optional<COrvikDirectoryPath> trash =
+      volume ? FindTrash(*volume, false) : std::nullopt;
+  if (!trash) return FALSE;
+  folder = *trash;
+  return TRUE;
+}
+
 std::FILE* CFileManipulator::OpenFile(const COrvikFilePath& file, const char* mode) {
   const std::optional<std::string> bytes = PathForLibc(file.GetFilePathString());
-  if (!bytes) return nullptr;
-  struct stat record;
-  if (stat(bytes->c_str(), &record) == 0 && !S_ISREG(record.st_mode) && !S_ISCHR(record.st_mode)) {
+  const int flags = mode == nullptr ? -1 : OpenFlags(mode);
+  if (!bytes || flags < 0) {
+    errno = EINVAL;
     return nullptr;
   }
-  return std::fopen(bytes->c_str(), mode);
+  struct stat record;
+  if (host::StatPath(*bytes, 0, &record) == 0 && !S_ISREG(record.st_mode) &&
+      !S_ISCHR(record.st_mode)) {
+    errno = S_ISDIR(record.st_mode) ? EISDIR : EINVAL;
+    return nullptr;
+  }
+  host::Descriptor opened = host::OpenPath(*bytes, flags, 0666);
+  std::FILE* const stream = opened ? fdopen(opened.get(), mode) : nullptr;
+  if (stream != nullptr) opened.Release();
+  return stream;
 }
 
 int CFileManipulator::StatFile(const COrvikFilePath& file, struct stat* record) {
   const std::optional<std::string> bytes = PathForLibc(file.GetFilePathString());
-  if (!bytes || bytes->empty()) return -1;
-  return lstat(bytes->c_str(), record);
+  errno = bytes ? host::StatPath(*bytes, AT_SYMLINK_NOFOLLOW, record) : ENOENT;
+  return errno == 0 ? 0 : -1;
 }
 
 unsigned long CFileManipulator::ReadFileIntoBuffer(const COrvikFilePath& file,
                                                    unsigned char*& buffer) {
   buffer = nullptr;
-  const OpenedFile opened(OpenFile(file, "rb"));
-  if (!opened) return 0;
-  const DWORD size = file.GetFileSize();
-  if (size == 0 || size == 0xFFFFFFFF) return 0;
-  buffer = new (std::nothrow) unsigned char[size];
+  const CFile opened(OpenFile(file, "rb"));
+  const std::optional<std::uint64_t> size = opened ? SizeOf(opened.get()) : std::nullopt;
+  if (!size || *size == 0 || *size >= 0xFFFFFFFF) return 0;
+  buffer = new (std::nothrow) unsigned char[static_cast<std::size_t>(*size)];
   if (buffer == nullptr) return 0;
-  const std::size_t got = std::fread(buffer, 1, size, opened.get());
+  const std::size_t got = std::fread(buffer, 1, static_cast<std::size_t>(*size), opened.get());
   if (got == 0) {
     delete[] buffer;
     buffer = nullptr;
@@ -56,11 +194,12 @@ unsigned long CFileManipulator::ReadFileIntoBuffer(const COrvikFilePath& file,
 
 HRESULT CFileManipulator::ReadAsciiFileIntoAsciiString(const COrvikFilePath& file,
                                                        CAtlStringA& text, const char* prefix) {
-  const OpenedFile opened(file.IsEmptyPath() != FALSE ? nullptr : OpenFile(file, "rb"));
+  const CFile opened(file.IsEmptyPath() != FALSE ? nullptr : OpenFile(file, "rb"));
   if (!opened) return E_INVALIDARG;
-  const DWORD size = file.GetFileSize();
+  const std::optional<std::uint64_t> known = SizeOf(opened.get());
   const std::size_t start = prefix != nullptr ? std::strlen(prefix) : 0;
-  if (std::size_t{size} + start >= std::numeric_limits<int>::max()) return E_UNEXPECTED;
+  if (!known || *known + start >= std::numeric_limits<int>::max()) return E_UNEXPECTED;
+  const auto size = static_cast<std::size_t>(*known);
   if (prefix != nullptr) text = prefix;
   char* const buffer = text.GetBufferSetLength(static_cast<int>(start + size + 1));
   const std::size_t got = std::fread(buffer + start, 1, size, opened.get());
@@ -96,6 +235,11 @@ BOOL CFileManipulator::DeleteFile(const COrvikFilePath& file) {
   if (file.FileExists() == FALSE) return TRUE;
   return SetFileAttributes(PathArgument(path), FILE_ATTRIBUTE_NORMAL) != FALSE &&
          orvik::DeleteFile(PathArgument(path)) != FALSE;
+}
+
+BOOL CFileManipulator::RemoveFile(const COrvikFilePath& file) {
+  const std::optional<std::string> path = PathForLibc(file.GetFilePathString());
+  return path && host::RemoveFile(*path, host::Obstacles::kTakeAway) == 0 ? TRUE : FALSE;
 }
 
 }  // namespace orvik

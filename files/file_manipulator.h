@@ -66,11 +66,19 @@ class CFileManipulator {
 
   // Deletes what stands at the path, a folder with all it holds, a link as a link; read-only files
   // too. TRUE when nothing is there.
+  // A trap: CreateFilePath with an empty name gives the path of the folder, which this call deletes
+  // with all it holds. RemoveFile deletes files only.
   static BOOL DeleteFile(const COrvikFilePath& file);
+
+  // Deletes a file or link, never a folder; read-only and locked files too. TRUE when nothing is
+  // there; FALSE for the empty path and for a folder.
+  static BOOL RemoveFile(const COrvikFilePath& file);
+
   // With `ask` only after the user said so. With `to_trash` the file goes to the trash of its
   // volume, which is made when there is none, under a name that is free there ("notes
   // 14-05-09.txt", then "notes 14-05-09-1.txt", ...); a name of more than 245 bytes is shortened
-  // there, its info file keeps the whole of it. A volume that can have no trash deletes.
+  // there, its info file keeps the whole of it. When the volume can have no trash, the file goes to
+  // the home trash, and is deleted when that cannot be had either.
   static BOOL DeleteFile(const COrvikFilePath& file, BOOL ask, BOOL to_trash);
 
   // The trash folder of the volume an existing file lies on; FALSE when there is none.
@@ -95,7 +103,9 @@ class CFileManipulator {
   // whose escapes are undone. Empty when there is no URL or the text is malformed.
   static CAtlString ResolveLinkFile(const COrvikFilePath& link);
 
-  // A shortcut to a file (.lnk): the target's path in UTF-8. Replaces what the file held.
+  // A shortcut to a file (.lnk): the target's path in UTF-8, or in the bytes that the names on disk
+  // have. Replaces what the file held. E_INVALIDARG for the empty path, and for one with a "\" in a
+  // name, which the shortcut could not lead to.
   static HRESULT CreateShortcut(const COrvikFilePath& shortcut, const COrvikFilePath& target);
 
   // The target; the empty path when the shortcut cannot be read.

@@ -7,29 +7,24 @@
 #include <cerrno>
 #include <memory>
 
+#include "files/c_file.h"
 #include "files/checksum.h"
 #include "files/file_manipulator.h"
 #include "files/file_path.h"
 #include "files/path_age.h"
 #include "files/path_arguments.h"
-#include "files/windows_file_refs.h"
 #include "files/windows_files.h"
+#include "host/at_path.h"
 #include "host/descriptor.h"
 
 namespace orvik {
 namespace {
 
-constexpr UInt16 kOwnerMayWrite = 0200;
-
-BOOL AllowOwnerToWrite(const char16_t* path) {
-  FSRef ref;
-  FSCatalogInfo info;
-  if (GetFSRefFromFilename(path, &ref, false, false) != 0 ||
-      FSGetCatalogInfo(&ref, kFSCatInfoPermissions, &info, nullptr, nullptr, nullptr) != 0) {
-    return FALSE;
-  }
-  info.permissions.mode |= kOwnerMayWrite;
-  return FSSetCatalogInfo(&ref, kFSCatInfoPermissions, &info) == 0;
+BOOL AllowOwnerToWrite(const CAtlString& path) {
+  const std::optional<std::string> bytes = PathForLibc(path);
+  struct stat info;
+  return bytes && host::StatPath(*bytes, AT_SYMLINK_NOFOLLOW, &info) == 0 &&
+         host::ChangeModeOf(*bytes, (info.st_mode & 07777) | S_IWUSR) == 0;
 }
 
 // The bytes read, which are fewer than asked for only at the end of the file; -1 on failure.
@@ -74,7 +69,7 @@ BOOL COrvikFilePath::ClearFileReadOnly() const {
   if (FileExists() == FALSE) return TRUE;
   const DWORD attributes = GetFileAttributes(PathArgument(path_));
   if (attributes == INVALID_FILE_ATTRIBUTES) return FALSE;
-  if (attributes == FILE_ATTRIBUTE_READONLY) return AllowOwnerToWrite(PathArgument(path_));
+  if (attributes == FILE_ATTRIBUTE_READONLY) return AllowOwnerToWrite(path_);
   return SetFileAttributes(PathArgument(path_), attributes & ~FILE_ATTRIBUTE_READONLY);
 }
 
@@ -85,9 +80,7 @@ BOOL COrvikFilePath::CanFileBeWrittenTo() const {
 
 DWORD COrvikFilePath::GetFileSize() const {
   constexpr DWORD kUnknown = 0xFFFFFFFF;
-  if (FileExists() == FALSE || IsDirectory() != FALSE) return kUnknown;
-  const std::unique_ptr<std::FILE, int (*)(std::FILE*)> file(
-      CFileManipulator::OpenFile(*this, "rb"), &std::fclose);
+  const CFile file(CFileManipulator::OpenFile(*this, "rb"));
   struct stat record;
   if (!file || fstat(fileno(file.get()), &record) != 0 || !S_ISREG(record.st_mode)) return kUnknown;
   return record.st_size < off_t{kUnknown} ? static_cast<DWORD>(record.st_size) : kUnknown;
@@ -98,7 +91,7 @@ std::uint32_t COrvikFilePath::GetFileChecksum() const {
   const std::optional<std::string> bytes = PathForLibc(path_);
   if (!bytes) return 0;
   // Without O_NONBLOCK a pipe would be waited for.
-  const host::Descriptor file(open(bytes->c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY));
+  const host::Descriptor file = host::OpenPath(*bytes, O_RDONLY | O_NONBLOCK);
   struct stat record;
   if (!file || fstat(file.get(), &record) != 0 || !S_ISREG(record.st_mode)) return 0;
   const auto size = static_cast<std::size_t>(record.st_size);

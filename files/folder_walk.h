@@ -5,7 +5,6 @@
 #include <string_view>
 
 #include "files/directory_path.h"
-#include "platform/core_foundation/base.h"
 
 namespace orvik {
 
@@ -15,12 +14,20 @@ enum class EntryKind {
   kSpecial,  // a pipe, socket or device, which is no folder either
 };
 
-// Calls `visit` with the name and the kind of every entry, in the file system's order. Names are in
-// Unicode's composed form, but as spelled on disk where the composed name is another entry's. A
-// link is no folder; a `folder` that is a link to a folder is followed. The status is that of
-// opening or closing the walk. `visit` leaves the folder as it is: callers that change it gather
-// the names first.
-OSErr WalkFolder(const COrvikDirectoryPath& folder,
-                 const std::function<void(std::u16string_view name, EntryKind kind)>& visit);
+struct FolderEntry {
+  std::u16string_view name;  // in composed form
+  const char* name_on_disk;
+  EntryKind kind;
+};
+
+// Calls `visit` with every entry of the open folder, in the file system's order: 0, or the errno of
+// the listing, after which some entries may have been visited. An entry's name is in Unicode's
+// composed form; it is as spelled on disk where several entries are equal in that form, or where
+// the composed name would not lead to the entry. `visit` may change the folder.
+int WalkFolder(int folder, const std::function<void(const FolderEntry&)>& visit);
+
+// The same with a path. A link to a folder is followed.
+int WalkFolder(const COrvikDirectoryPath& folder,
+               const std::function<void(const FolderEntry&)>& visit);
 
 }  // namespace orvik

@@ -1,8 +1,9 @@
-// Paths on their way into and out of the path values.
+// Paths on their way into and out of the path values and the Windows-named calls.
 #pragma once
 
 #include <optional>
 #include <string>
+#include <string_view>
 
 #include "strings/atl_string.h"
 
@@ -12,13 +13,16 @@ namespace [[gnu::visibility("default")]] orvik {
 // they would not see the rest and so find another file.
 const char16_t* PathArgument(const CAtlString& path);
 
-// The path as bytes for libc (host/file_names.h), with paths of the system volume below the system
-// root; nothing when no file can have that name. A file that exists under another Unicode spelling
-// of the path only is found.
+// The path as bytes for the system calls (host/file_names.h): without trailing "/", paths of the
+// system volume below the system root, and every component as it is spelled on disk
+// (host/name_spelling.h). Nothing for an empty or null path, and when no file can have that name.
+std::optional<std::string> PathForLibc(std::u16string_view path);
 std::optional<std::string> PathForLibc(const CAtlString& path);
+std::optional<std::string> PathForLibc(const char16_t* path);
 
 // A path or a name on disk as text for a path value. Path values turn "\" into "/"; a "\" that is
-// on disk is kept from that as the unit U+DC5C (host/file_names.h).
+// on disk is kept from that as the unit U+DC5C (host/file_names.h). Names that are not UTF-8 travel
+// too: this is how names from readdir, argv or a configuration file become path values.
 CAtlString PathFromUnits(std::u16string_view units);
 CAtlString PathFromBytes(std::string_view bytes);
 

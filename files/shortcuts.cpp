@@ -9,6 +9,7 @@
 #include "files/file_manipulator.h"
 #include "files/path_arguments.h"
 #include "files/urls.h"
+#include "host/file_names.h"
 #include "host/replace_file.h"
 #include "strings/utf8_strings.h"
 
@@ -138,13 +139,17 @@ CAtlString CFileManipulator::ResolveLinkFile(const COrvikFilePath& link) {
 
 HRESULT CFileManipulator::CreateShortcut(const COrvikFilePath& shortcut,
                                          const COrvikFilePath& target) {
-  const CAtlStringA path = MakeUTF8StringFromUnicodeString(target.GetFilePathString());
-  return WriteAsciiStringToFile(shortcut, path, static_cast<unsigned long>(path.GetLength()));
+  const std::optional<std::string> path = host::FileNameToBytes(target.GetFilePathString().View());
+  // Whoever reads the shortcut takes a "\" for a separator.
+  if (!path || path->find('\\') != std::string::npos) return E_INVALIDARG;
+  return WriteAsciiStringToFile(shortcut, path->data(), static_cast<unsigned long>(path->size()));
 }
 
 COrvikFilePath CFileManipulator::ResolveShortcut(const COrvikFilePath& shortcut) {
   if (shortcut.FileExists() == FALSE) return {};
-  return COrvikFilePath(MakeWideStringFromUTF8String(ReadWhole(shortcut)));
+  const CAtlStringA content = ReadWhole(shortcut);
+  const std::string_view path = content.View().substr(0, content.View().find('\0'));
+  return COrvikFilePath(CAtlString(host::FileNameFromBytes(path)));
 }
 
 }  // namespace orvik

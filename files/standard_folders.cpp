@@ -1,4 +1,6 @@
 // The folders that the system knows by name.
+#include <optional>
+#include <string>
 #include <vector>
 
 #include "files/directory_manipulator.h"
@@ -6,6 +8,7 @@
 #include "files/edition.h"
 #include "files/file_manipulator.h"
 #include "files/path_arguments.h"
+#include "files/windows_file_refs.h"
 #include "files/windows_temp_names.h"
 #include "platform/carbon/folders.h"
 
@@ -34,10 +37,11 @@ constexpr SpecialFolder kSpecialFolders[] = {
 COrvikDirectoryPath FindSpecialFolder(int number) {
   for (const SpecialFolder& special : kSpecialFolders) {
     FSRef ref;
-    std::string path;
-    if (special.number == number && FSFindFolder(special.domain, special.type, false, &ref) == 0 &&
-        FSRefCopyPath(&ref, &path) == 0) {
-      return COrvikDirectoryPath(PathFromBytes(path));
+    if (special.number != number || FSFindFolder(special.domain, special.type, false, &ref) != 0) {
+      continue;
+    }
+    if (const std::optional<std::string> path = PathOfReference(ref)) {
+      return COrvikDirectoryPath(PathFromBytes(*path));
     }
   }
   return {};

@@ -1,10 +1,15 @@
 #include "files/windows_file_handles.h"
 
+#include <fcntl.h>
 #include <sys/stat.h>
 
 #include <memory>
+#include <optional>
+#include <string>
 
+#include "files/path_arguments.h"
 #include "files/windows_file_refs.h"
+#include "host/at_path.h"
 #include "platform/carbon/errno_status.h"
 
 namespace orvik {
@@ -24,19 +29,15 @@ SInt8 PermissionFor(DWORD desired_access, DWORD share_mode) {
 }
 
 // Of several that create one file at the same moment one alone succeeds.
-OSErr CreateExclusively(const char16_t* path, FSRef* ref) {
-  FSRef parent;
-  HFSUniStr255 name;
-  const OSErr status = GetParentFSRAndNameFromFilePath(path, &parent, &name);
-  if (status != noErr) return status;
-  return FSCreateFileUnicode(&parent, name.length, name.unicode, 0, nullptr, ref, nullptr);
+bool CreateExclusively(const char16_t* path) {
+  const std::optional<std::string> bytes = PathForLibc(path);
+  return bytes && host::OpenPath(*bytes, O_WRONLY | O_CREAT | O_EXCL, 0666);
 }
 
 OSErr FindOrCreate(const char16_t* path, DWORD disposition, FSRef* ref) {
+  if (disposition == CREATE_NEW && !CreateExclusively(path)) return dupFNErr;
   const OSErr found = GetFSRefFromFilename(path, ref, false, false);
   switch (disposition) {
-    case CREATE_NEW:
-      return CreateExclusively(path, ref);
     case 0:
     case CREATE_ALWAYS:
       return found == fnfErr ? GetFSRefFromFilename(path, ref, true, false) : found;

@@ -1,100 +1,68 @@
 #include "files/windows_file_refs.h"
 
+#include <fcntl.h>
+
 #include <algorithm>
-#include <optional>
-#include <string>
+#include <cerrno>
 #include <string_view>
 
-#include "files/windows_file_paths.h"
-#include "platform/carbon/errno_status.h"
+#include "files/path_arguments.h"
+#include "host/at_path.h"
 #include "host/file_names.h"
+#include "host/path_names.h"
+#include "platform/carbon/errno_status.h"
 
 namespace orvik {
 namespace {
 
-constexpr OptionBits kKeptForLong = 0;
-
-std::u16string_view WithoutTrailingSlashes(std::u16string_view path) {
-  while (path.size() > 1 && path.back() == u'/') path.remove_suffix(1);
-  return path;
-}
-
-// "/a/b" gives "/a" and "b", a lone name the current folder.
-void SplitPath(std::u16string_view path, std::u16string_view* parent, std::u16string_view* name) {
-  const std::size_t slash = path.rfind(u'/');
-  if (slash == std::u16string_view::npos) {
-    *parent = u".";
-    *name = path;
-  } else {
-    *parent = path.substr(0, std::max<std::size_t>(slash, 1));
-    *name = path.substr(slash + 1);
-  }
-}
-
-OSErr ReferenceForText(std::u16string_view path, OptionBits options, FSRef* ref) {
-  const std::optional<std::string> bytes = host::FileNameToBytes(path);
-  if (!bytes || bytes->empty()) return fnfErr;
-  const OSStatus status = FSPathMakeRefWithOptions(
-      reinterpret_cast<const UInt8*>(bytes->c_str()),
-      kFSPathMakeRefDoNotFollowLeafSymlink | kFSPathMakeRefAnySpelling | options, ref, nullptr);
+OSErr MakeReference(const std::string& path, OptionBits options, FSRef* ref) {
+  const OSStatus status =
+      FSPathMakeRefWithOptions(reinterpret_cast<const UInt8*>(path.c_str()), options, ref, nullptr);
   return status == noErr ? OSErr{noErr} : OSErr{fnfErr};
 }
 
-OSErr ParentAndName(const char16_t* path, OptionBits options, FSRef* parent, HFSUniStr255* name) {
-  if (path == nullptr || parent == nullptr || name == nullptr) return fnfErr;
-  std::u16string_view folder;
-  std::u16string_view leaf;
-  SplitPath(WithoutTrailingSlashes(path), &folder, &leaf);
+int MakeObject(const std::string& path, bool is_directory) {
+  if (is_directory) return host::MakeFolderAt(path, 0777);
+  return host::OpenPath(path, O_WRONLY | O_CREAT | O_EXCL, 0666) ? 0 : errno;
+}
+
+}  // namespace
+
+OSErr GetFSRefFromFilename(const char16_t* path, FSRef* ref, bool create, bool is_directory) {
+  const std::optional<std::string> bytes = PathForLibc(path);
+  if (!bytes || ref == nullptr) return fnfErr;
+  const OSErr found = MakeReference(*bytes, kFSPathMakeRefDoNotFollowLeafSymlink, ref);
+  if (found == noErr || !create) return found;
+  const int error = MakeObject(*bytes, is_directory);
+  // Somebody else may have made it meanwhile.
+  if (error != 0 && error != EEXIST) return static_cast<OSErr>(host::StatusFromErrno(error));
+  return MakeReference(*bytes, kFSPathMakeRefDoNotFollowLeafSymlink, ref);
+}
+
+OSErr GetParentFSRAndNameFromFilePath(const char16_t* path, FSRef* parent, HFSUniStr255* name) {
+  const std::optional<std::string> bytes = PathForLibc(path);
+  if (!bytes || parent == nullptr || name == nullptr) return fnfErr;
+  const std::u16string leaf = host::FileNameFromBytes(host::LeafName(*bytes));
   if (leaf.empty() || leaf.size() > std::size(name->unicode)) return fnfErr;
-  if (const OSErr status = ReferenceForText(folder, options, parent)) return status;
+  const std::string folder(host::ParentPath(*bytes));
+  if (const OSErr status = MakeReference(folder, kFSPathMakeRefDefaultOptions, parent)) {
+    return status;
+  }
   name->length = static_cast<UInt16>(leaf.size());
   std::copy(leaf.begin(), leaf.end(), name->unicode);
   return noErr;
 }
 
-// Makes the last component, which was looked up and not found. `ref` may be null.
-OSErr Create(const FSRef& parent, const HFSUniStr255& name, bool is_directory, FSRef* ref) {
-  return is_directory ? FSCreateDirectoryUnicode(&parent, name.length, name.unicode, kFSCatInfoNone,
-                                                 nullptr, ref, nullptr, nullptr)
-                      : FSCreateFileUnicode(&parent, name.length, name.unicode, kFSCatInfoNone,
-                                            nullptr, ref, nullptr);
-}
-
-}  // namespace
-
-OSErr FindFileBriefly(const char16_t* path, FSRef* ref) {
-  if (path == nullptr) return fnfErr;
-  return ReferenceForText(WithoutTrailingSlashes(path), kFSPathMakeRefBriefly, ref);
-}
-
-OSErr FindParentBriefly(const char16_t* path, FSRef* parent, HFSUniStr255* name) {
-  return ParentAndName(path, kFSPathMakeRefBriefly, parent, name);
-}
-
-OSErr CreateBriefly(const char16_t* path, bool is_directory) {
-  FSRef found;
-  if (FindFileBriefly(path, &found) == noErr) return noErr;
-  FSRef parent;
-  HFSUniStr255 name;
-  if (const OSErr status = FindParentBriefly(path, &parent, &name)) return status;
-  return Create(parent, name, is_directory, nullptr);
-}
-
-OSErr GetFSRefFromFilename(const char16_t* path, FSRef* ref, bool create, bool is_directory) {
-  if (path == nullptr || ref == nullptr) return fnfErr;
-  const OSErr found = ReferenceForText(WithoutTrailingSlashes(path), kKeptForLong, ref);
-  if (found == noErr || !create) return found;
-  FSRef parent;
-  HFSUniStr255 name;
-  if (const OSErr status = GetParentFSRAndNameFromFilePath(path, &parent, &name)) return status;
-  const OSErr created = Create(parent, name, is_directory, ref);
-  // Somebody else may have made it meanwhile.
-  if (created != dupFNErr) return created;
-  return FSMakeFSRefUnicode(&parent, name.length, name.unicode, kTextEncodingUnknown, ref);
-}
-
-OSErr GetParentFSRAndNameFromFilePath(const char16_t* path, FSRef* parent, HFSUniStr255* name) {
-  return ParentAndName(path, kKeptForLong, parent, name);
+std::optional<std::string> PathOfReference(const FSRef& ref) {
+  constexpr std::size_t kLongest = std::size_t{1} << 24;
+  for (std::size_t size = 1024; size <= kLongest; size *= 4) {
+    std::string path(size, '\0');
+    const OSStatus status = FSRefMakePath(&ref, reinterpret_cast<UInt8*>(path.data()),
+                                          static_cast<UInt32>(path.size()));
+    if (status == noErr) return path.c_str();
+    if (status != pathTooLongErr) break;
+  }
+  return std::nullopt;
 }
 
 }  // namespace orvik

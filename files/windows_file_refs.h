@@ -1,12 +1,16 @@
-// From paths to references of the file manager.
+// From paths to references of the file manager, and back.
 //
-// Both functions return a platform status: 0, -43 (fnfErr) when the path names nothing or is no
-// possible path, or what the file manager answered. A path is NUL-terminated UTF-16 in POSIX form;
-// trailing "/" are not looked at. A final symbolic link stands for itself. A path or component of
-// any length is taken whole: one the file system cannot hold is not found.
+// The first two functions return a platform status: 0, -43 (fnfErr) when the path names nothing or
+// is no possible path, or what making the object answered. A path is NUL-terminated UTF-16 in POSIX
+// form; trailing "/" are not looked at. A final symbolic link stands for itself. A path or
+// component of any length is taken whole: one the file system cannot hold is not found.
 #pragma once
 
-#include "platform/carbon/files.h"
+#include <optional>
+#include <string>
+
+#include "platform/carbon/catalog_info.h"
+#include "platform/carbon/fsref.h"
 
 namespace [[gnu::visibility("default")]] orvik {
 
@@ -18,5 +22,8 @@ OSErr GetFSRefFromFilename(const char16_t* path, FSRef* ref, bool create, bool i
 // The parent folder (which must exist) and the last component, which need not; a component of more
 // than 255 units gives -43.
 OSErr GetParentFSRAndNameFromFilePath(const char16_t* path, FSRef* parent, HFSUniStr255* name);
+
+// The present path of a referenced object, whatever its length; nothing when it is gone.
+std::optional<std::string> PathOfReference(const FSRef& ref);
 
 }  // namespace orvik

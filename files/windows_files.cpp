@@ -1,42 +1,50 @@
 #include "files/windows_files.h"
 
+#include <fcntl.h>
+#include <sys/stat.h>
+
+#include <cerrno>
 #include <optional>
 #include <string>
 
+#include "files/path_arguments.h"
 #include "files/windows_file_attributes.h"
-#include "files/windows_file_paths.h"
-#include "platform/carbon/launch_services.h"
+#include "files/windows_file_refs.h"
+#include "host/at_path.h"
+#include "host/node_copy.h"
+#include "host/tree_removal.h"
 #include "platform/carbon/errno_status.h"
-#include "host/file_names.h"
+#include "platform/carbon/launch_services.h"
 
 namespace orvik {
 namespace {
 
-// The mode of what stands at the path.
-bool ModeOf(const char16_t* path, FSRef* ref, FSCatalogInfo* info) {
-  return FindFileBriefly(path, ref) == noErr &&
-         FSGetCatalogInfo(ref, kFSCatInfoPermissions, info, nullptr, nullptr, nullptr) == noErr;
+// What is at the path; a link is not followed.
+std::optional<struct stat> Inspect(const std::optional<std::string>& path) {
+  struct stat info;
+  if (!path || host::StatPath(*path, AT_SYMLINK_NOFOLLOW, &info) != 0) return std::nullopt;
+  return info;
+}
+
+BOOL Done(int error) {
+  return error == 0 ? TRUE : FALSE;
 }
 
 }  // namespace
 
 BOOL PathFileExists(const char16_t* path) {
-  FSRef ref;
-  return FindFileBriefly(path, &ref) == noErr ? TRUE : FALSE;
+  return Inspect(PathForLibc(path)) ? TRUE : FALSE;
 }
 
 BOOL PathIsDirectory(const char16_t* path) {
-  FSRef ref;
-  FSCatalogInfo info;
-  return ModeOf(path, &ref, &info) && (info.permissions.mode & kModeDirectoryBit) != 0 ? TRUE
-                                                                                       : FALSE;
+  const std::optional<struct stat> info = Inspect(PathForLibc(path));
+  return info && (info->st_mode & kModeDirectoryBit) != 0 ? TRUE : FALSE;
 }
 
 BOOL PathIsExe(const char16_t* path) {
   constexpr std::size_t kPathBuffer = 1024;
   constexpr BOOL kUnknown = -1;
-  if (path == nullptr) return kUnknown;
-  const std::optional<std::string> bytes = host::FileNameToBytes(path);
+  const std::optional<std::string> bytes = PathForLibc(path);
   if (!bytes || bytes->size() >= kPathBuffer) return kUnknown;
   FSRef ref;
   LSItemInfoRecord info;
@@ -48,43 +56,73 @@ BOOL PathIsExe(const char16_t* path) {
 }
 
 DWORD GetFileAttributes(const char16_t* path) {
-  FSRef ref;
-  FSCatalogInfo info;
-  return ModeOf(path, &ref, &info) ? AttributesFromMode(info.permissions.mode)
-                                   : INVALID_FILE_ATTRIBUTES;
+  const std::optional<struct stat> info = Inspect(PathForLibc(path));
+  return info ? AttributesFromMode(info->st_mode) : INVALID_FILE_ATTRIBUTES;
 }
 
 BOOL SetFileAttributes(const char16_t* path, DWORD attributes) {
-  constexpr UInt16 kOwnerAndGroupWrite = 0x90;
-  FSRef ref;
-  FSCatalogInfo info;
-  if (!ModeOf(path, &ref, &info)) return FALSE;
-  UInt16& mode = info.permissions.mode;
+  constexpr mode_t kOwnerAndGroupWrite = 0220;
+  const std::optional<std::string> bytes = PathForLibc(path);
+  const std::optional<struct stat> info = Inspect(bytes);
+  if (!info) return FALSE;
+  mode_t mode = info->st_mode & 07777;
   const bool writable = (mode & kModeWriteBits) != 0;
   if (attributes == FILE_ATTRIBUTE_NORMAL && !writable) {
     mode |= kOwnerAndGroupWrite;
   } else if ((attributes & FILE_ATTRIBUTE_READONLY) != 0 && writable) {
-    mode &= static_cast<UInt16>(~kModeWriteBits);
+    mode &= ~mode_t{kModeWriteBits};
   } else {
     return TRUE;
   }
-  return FSSetCatalogInfo(&ref, kFSCatInfoPermissions, &info) == noErr ? TRUE : FALSE;
+  return Done(host::ChangeModeOf(*bytes, mode));
 }
 
 BOOL CreateDirectory(const char16_t* path, void*) {
-  const OSErr status = CreateBriefly(path, true);
-  return status == noErr || status == dupFNErr ? TRUE : FALSE;
+  const std::optional<std::string> bytes = PathForLibc(path);
+  if (!bytes) return FALSE;
+  const int error = host::MakeFolderAt(*bytes, 0777);
+  // Other failures than EEXIST may hide that something is there.
+  return error == 0 || error == EEXIST || Inspect(bytes) ? TRUE : FALSE;
 }
 
 BOOL RemoveDirectory(const char16_t* path) {
-  FSRef ref;
-  FSCatalogInfo info;
-  if (FindFileBriefly(path, &ref) != noErr ||
-      FSGetCatalogInfo(&ref, kFSCatInfoNodeFlags, &info, nullptr, nullptr, nullptr) != noErr ||
-      (info.nodeFlags & kFSNodeIsDirectoryMask) == 0) {
+  const std::optional<std::string> bytes = PathForLibc(path);
+  return bytes ? Done(host::UnlinkPath(*bytes, AT_REMOVEDIR)) : FALSE;
+}
+
+BOOL CopyFile(const char16_t* source, const char16_t* target, BOOL fail_if_exists) {
+  if (source == nullptr || target == nullptr ||
+      std::u16string_view(source) == std::u16string_view(target)) {
     return FALSE;
   }
-  return FSDeleteObject(&ref) == noErr ? TRUE : FALSE;
+  const std::optional<std::string> from = PathForLibc(source);
+  const std::optional<std::string> to = PathForLibc(target);
+  if (!from || !to) return FALSE;
+  const host::NodeCopy how{.existing = fail_if_exists != FALSE ? host::Existing::kKeep
+                                                               : host::Existing::kReplace};
+  return Done(host::CopyNode(*from, *to, how));
+}
+
+BOOL DeleteFile(const char16_t* path) {
+  const std::optional<std::string> bytes = PathForLibc(path);
+  return Inspect(bytes) ? Done(host::RemoveTree(*bytes, host::Obstacles::kTakeAway)) : FALSE;
+}
+
+void FSDeleteFolderLevel(const FSRef* folder, FSDeleteFolderState* state) {
+  FSRef present;
+  const std::optional<std::string> path =
+      folder == nullptr ? std::nullopt : PathOfReference(*folder);
+  if (!path) {
+    state->result = fnfErr;
+    return;
+  }
+  state->result = static_cast<OSErr>(
+      FSPathMakeRefWithOptions(reinterpret_cast<const UInt8*>(path->c_str()),
+                               kFSPathMakeRefDoNotFollowLeafSymlink, &present, nullptr));
+  if (state->result == noErr) state->result = FSCompareFSRefs(folder, &present);
+  if (state->result != noErr) return;
+  state->result = static_cast<OSErr>(
+      host::StatusFromErrno(host::EmptyFolder(*path, host::Obstacles::kTakeAway)));
 }
 
 }  // namespace orvik

@@ -4,9 +4,13 @@
 // NUL-terminated UTF-16 in POSIX form ("/" separates); a null path fails. No call follows a final
 // symbolic link except where it says so, so that a link is copied, moved and deleted as a link.
 // Paths may be longer than MAX_PATH.
+//
+// Accented letters may be spelled otherwise than on disk, for every call the same way: an entry of
+// exactly the given name is meant; if there is none, the one entry that is equal after Unicode
+// normalisation.
 #pragma once
 
-#include "platform/carbon/files.h"
+#include "platform/carbon/fsref.h"
 #include "strings/windows_types.h"
 
 namespace [[gnu::visibility("default")]] orvik {
@@ -32,7 +36,8 @@ BOOL PathIsExe(const char16_t* path);
 DWORD GetFileAttributes(const char16_t* path);
 
 // Exactly 0x80 gives write permission to owner and group when nobody has it; a value with 0x01
-// takes write permission from everybody; other values change nothing and give TRUE.
+// takes write permission from everybody; other values change nothing and give TRUE. FALSE when that
+// would change a link, whose permissions cannot be changed.
 BOOL SetFileAttributes(const char16_t* path, DWORD attributes);
 
 // Makes the last component; TRUE also when anything exists at the path. Parents are not made.
@@ -41,19 +46,22 @@ BOOL CreateDirectory(const char16_t* path, void* security_attributes);
 // Removes an empty folder.
 BOOL RemoveDirectory(const char16_t* path);
 
-// Copies a file with its forks and catalog information (permissions, dates, type and creator,
-// lock); a symbolic link is copied as a link with the same text. An existing target fails the call
-// when `fail_if_exists` is set and is deleted first otherwise, but never when it is the source
-// under another name. Folders and special files are not copied. A target that could not be
-// completed is removed; while it is incomplete its file type is 'bzy '.
+// Copies a file with its permissions, dates, extended attributes and lock; a symbolic link is
+// copied as a link with the same text. What the volume cannot keep is left out (host/node_copy.h).
+// Folders and special files are not copied. An existing target fails the call when `fail_if_exists`
+// is set; otherwise a file, a link or an empty folder is replaced, but never when it is the source
+// under another name or what a link that is copied leads to. The target is replaced in one step
+// when the copy is whole: a copy that fails leaves the old target as it was.
 BOOL CopyFile(const char16_t* source, const char16_t* target, BOOL fail_if_exists);
 
-// Deletes a file, a link, or a folder with all it holds; locked items too.
+// Deletes a file, a link, or a folder with all it holds; locked items too. Goes on after a failure.
+// FALSE when anything is left, when nothing is at the path, and for the root folder and paths that
+// end in "." or "..".
 BOOL DeleteFile(const char16_t* path);
 
 // Moves or renames a file or folder; missing folders of the target are made. An existing target is
 // not replaced, and a locked item is not moved. Failures are also written to the system log.
-// Something moved into the "files" folder of a trash gets its info file (carbon/trash.h).
+// Something moved into the "files" folder of a trash gets its info file (host/trash.h).
 BOOL MoveFile(const char16_t* source, const char16_t* target);
 
 // The running state of FSDeleteFolderLevel.
@@ -61,8 +69,8 @@ struct FSDeleteFolderState {
   OSErr result = 0;  // last status
 };
 
-// Deletes everything in the folder at every depth, links as links, and stops at the first error.
-// The folder itself stays. The depth is bounded neither by the stack nor by open descriptors.
+// Deletes everything in the folder at every depth, links as links (host/tree_removal.h). It goes on
+// after an error; the state holds the first. The folder itself stays.
 void FSDeleteFolderLevel(const FSRef* folder, FSDeleteFolderState* state);
 
 }  // namespace orvik

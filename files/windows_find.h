@@ -2,7 +2,7 @@
 // COrvikDirectoryPath.
 #pragma once
 
-#include "platform/carbon/files.h"
+#include "platform/carbon/catalog_info.h"
 #include "strings/windows_types.h"
 
 namespace [[gnu::visibility("default")]] orvik {

@@ -4,11 +4,10 @@
 #include <string>
 #include <string_view>
 
-#include "files/windows_file_paths.h"
+#include "files/windows_files.h"
 #include "platform/foundation/application.h"
 #include "platform/foundation/autorelease_pool.h"
 #include "platform/foundation/file_manager.h"
-#include "platform/carbon/errno_status.h"
 
 namespace orvik {
 namespace {
@@ -40,10 +39,7 @@ DWORD GetTempFileName(const char16_t* folder, const char16_t* prefix, DWORD uniq
       return 0;
     }
     *std::copy(path.begin(), path.end(), buffer) = u'\0';
-    FSRef ref;
-    const OSErr status = FindFileBriefly(buffer, &ref);
-    if (status == fnfErr) return unique;
-    if (status != noErr) return 0;
+    if (PathFileExists(buffer) == FALSE) return unique;
   }
 }
 

@@ -12,7 +12,7 @@ namespace [[gnu::visibility("default")]] orvik {
 
 // Finds the first number from `unique` on for which folder + "/" + at most 3 units of prefix + the
 // decimal number names nothing, writes that path into `buffer` (MAX_PATH units) and returns the
-// number. 0 when the path does not fit, or a lookup fails otherwise than by finding nothing.
+// number. 0 when the path does not fit.
 DWORD GetTempFileName(const char16_t* folder, const char16_t* prefix, DWORD unique,
                       char16_t* buffer);
 

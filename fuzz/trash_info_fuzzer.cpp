@@ -3,6 +3,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <cerrno>
 #include <cstddef>
 #include <cstdint>
 #include <filesystem>
@@ -11,8 +12,7 @@
 
 #include "fuzz/require.h"
 #include "fuzz/scratch_folder.h"
-#include "platform/carbon/trash.h"
-#include "platform/carbon/errno_status.h"
+#include "host/trash.h"
 
 using orvik::fuzz::Require;
 namespace fs = std::filesystem;
@@ -21,8 +21,8 @@ namespace {
 
 struct Trashes : orvik::fuzz::ScratchFolder {
   Trashes() {
-    orvik::FSRef files;
-    Require(orvik::FSFindHomeTrashFolder(true, &files) == orvik::noErr);
+    std::string files;
+    Require(orvik::host::OpenHomeTrash(true, &files) == 0);
     volume_trash = volume / (".Trash-" + std::to_string(getuid()));
     fs::create_directories(volume_trash / "files");
     fs::create_directory(volume_trash / "info");
@@ -53,6 +53,15 @@ std::string OriginalPath(const std::string& file) {
   return orvik::fuzz::PercentDecoded(path);
 }
 
+// Never "." or ".."; as it was given, below the top, when it had none of them.
+void CheckOriginalPath(const std::string& path, const std::string& source, const std::string& top) {
+  const fs::path normal = fs::path(source).lexically_normal();
+  for (const fs::path& part : fs::path(path)) Require(part != "." && part != "..");
+  if (source == normal.string() && source.starts_with(top) && source.size() > top.size()) {
+    Require(path == source.substr(top.size()));
+  }
+}
+
 }  // namespace
 
 // The first byte chooses the trash and whether the file lay on its volume; then the name in the
@@ -74,22 +83,22 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   const std::string info = (trash / "info").string() + "/" + name + ".trashinfo";
   const std::string source =
       (was_on_volume ? trashes.volume.string() : std::string()) + "/" + std::string(rest);
-  Require(!orvik::TrashNameIsTaken(target));
+  Require(!orvik::host::TrashNameIsTaken(target));
   {
-    orvik::TrashInfo first;
-    const orvik::OSErr status = first.Write(source, target);
-    Require((status == orvik::noErr) == (name.size() <= orvik::kLongestTrashName));
-    if (status != orvik::noErr) return 0;
-    Require(orvik::TrashNameIsTaken(target));
-    Require(OriginalPath(orvik::fuzz::ReadFile(info)) ==
-            (!in_home && was_on_volume ? std::string(rest) : source));
-    orvik::TrashInfo second;
-    Require(second.Write("/another", target) == orvik::dupFNErr);
+    orvik::host::TrashInfo first;
+    const int status = first.Write(source, target);
+    Require((status == 0) == (name.size() <= orvik::host::kLongestTrashName));
+    if (status != 0) return 0;
+    Require(orvik::host::TrashNameIsTaken(target));
+    CheckOriginalPath(OriginalPath(orvik::fuzz::ReadFile(info)), source,
+                      !in_home && was_on_volume ? trashes.volume.string() + "/" : "");
+    orvik::host::TrashInfo second;
+    Require(second.Write("/another", target) == EEXIST);
   }
-  Require(!orvik::TrashNameIsTaken(target));
+  Require(!orvik::host::TrashNameIsTaken(target));
   {
-    orvik::TrashInfo kept;
-    Require(kept.Write(source, target) == orvik::noErr);
+    orvik::host::TrashInfo kept;
+    Require(kept.Write(source, target) == 0);
     kept.Keep();
   }
   Require(fs::remove(info));

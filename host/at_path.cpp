@@ -46,4 +46,52 @@ std::string AtPath::ShortPath() const {
   return "/proc/self/fd/" + std::to_string(folder_) + "/" + name_;
 }
 
+Descriptor OpenPath(const std::string& path, int flags, mode_t mode) {
+  const AtPath at(path);
+  if (at.error() == 0) {
+    return Descriptor(openat(at.folder(), at.name(), flags | O_CLOEXEC | O_NOCTTY, mode));
+  }
+  errno = at.error();
+  return Descriptor();
+}
+
+namespace {
+
+// The errno of a call on the path that returns 0 when it succeeds.
+template <typename Call>
+int Error(const std::string& path, Call call) {
+  const AtPath at(path);
+  if (at.error() != 0) return at.error();
+  return call(at.folder(), at.name()) == 0 ? 0 : errno;
+}
+
+}  // namespace
+
+int StatPath(const std::string& path, int flags, struct stat* info) {
+  return Error(path, [&](int folder, const char* name) {
+    return fstatat(folder, name, info, flags | AT_NO_AUTOMOUNT);
+  });
+}
+
+int MakeFolderAt(const std::string& path, mode_t mode) {
+  return Error(path, [&](int folder, const char* name) { return mkdirat(folder, name, mode); });
+}
+
+int UnlinkPath(const std::string& path, int flags) {
+  return Error(path, [&](int folder, const char* name) { return unlinkat(folder, name, flags); });
+}
+
+int ChangeModeOf(const std::string& path, mode_t mode) {
+  const int error = Error(path, [&](int folder, const char* name) {
+    return fchmodat(folder, name, mode, AT_SYMLINK_NOFOLLOW);
+  });
+  struct stat info;
+  // Without /proc the C library cannot do that.
+  if (error != EOPNOTSUPP || StatPath(path, AT_SYMLINK_NOFOLLOW, &info) != 0 ||
+      S_ISLNK(info.st_mode)) {
+    return error;
+  }
+  return Error(path, [&](int folder, const char* name) { return fchmodat(folder, name, mode, 0); });
+}
+
 }  // namespace orvik::host

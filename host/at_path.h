@@ -5,7 +5,11 @@
 // it. A short path costs nothing. Links in the middle of a path are followed, as always.
 #pragma once
 
+#include <sys/stat.h>
+
 #include <string>
+
+#include "host/descriptor.h"
 
 namespace [[gnu::visibility("default")]] orvik {
 namespace host {
@@ -33,6 +37,24 @@ class AtPath {
   const char* name_;
   int error_ = 0;
 };
+
+// The calls for paths of any length. Links at the end of a path are followed unless a flag says
+// otherwise (O_NOFOLLOW, AT_SYMLINK_NOFOLLOW).
+
+// openat; closed on exec, and never a controlling terminal. Empty, with errno set, on failure.
+Descriptor OpenPath(const std::string& path, int flags, mode_t mode = 0);
+
+// fstatat: 0 or an errno.
+int StatPath(const std::string& path, int flags, struct stat* info);
+
+// mkdirat: 0 or an errno.
+int MakeFolderAt(const std::string& path, mode_t mode);
+
+// unlinkat: 0 or an errno.
+int UnlinkPath(const std::string& path, int flags);
+
+// chmod of what is no link: 0 or an errno, EOPNOTSUPP for a link.
+int ChangeModeOf(const std::string& path, mode_t mode);
 
 }  // namespace host
 }  // namespace orvik

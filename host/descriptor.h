@@ -23,9 +23,9 @@ class Descriptor {
 
   int get() const { return number_; }
   explicit operator bool() const { return number_ >= 0; }
-  // The caller closes the number.
-  int Give() { return std::exchange(number_, -1); }
-  // Closes now and tells whether that failed: a volume may report a lost write only here.
+  // Gives the number up; the caller closes it.
+  int Release() { return std::exchange(number_, -1); }
+  // Closes now; false when that fails. A volume may report a lost write only here.
   bool Close() {
     const int number = std::exchange(number_, -1);
     return number < 0 || close(number) == 0;

@@ -1,9 +1,9 @@
 #include "host/folder_chain.h"
 
-#include <fcntl.h>
-
 #include <cerrno>
 #include <utility>
+
+#include "host/open_flags.h"
 
 namespace orvik::host {
 
@@ -14,14 +14,14 @@ constexpr std::size_t kMaxOpenFolders = 16;
 
 }  // namespace
 
-const int kOpenFolder = O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC;
-
-int FolderChain::Enter(Descriptor folder) {
+int FolderChain::Enter(Descriptor folder, bool through_link) {
   struct stat info;
   if (fstat(folder.get(), &info) != 0) return errno;
+  if (through_link && !levels_.empty()) levels_.back().is_kept_open = true;
   levels_.push_back({std::move(folder), info.st_dev, info.st_ino});
   if (levels_.size() > kMaxOpenFolders) {
-    levels_[levels_.size() - 1 - kMaxOpenFolders].folder = Descriptor();
+    Level& above = levels_[levels_.size() - 1 - kMaxOpenFolders];
+    if (!above.is_kept_open) above.folder = Descriptor();
   }
   return 0;
 }

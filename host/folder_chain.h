@@ -11,16 +11,14 @@
 namespace [[gnu::visibility("default")]] orvik {
 namespace host {
 
-// The flags with which a folder of a tree is opened: never through a link.
-extern const int kOpenFolder;
-
 // Only the innermost folders are kept open. One further up is given back, and opened again through
 // ".." on the way up, where it must still be the folder that it was (ENOENT when it is not). The
-// functions that can fail return an error number, or 0.
+// functions that can fail return an errno, or 0.
 class FolderChain {
  public:
-  // Goes down into a folder, which the caller opened.
-  int Enter(Descriptor folder);
+  // Goes down into a folder, which the caller opened. A folder that was entered through a link has
+  // another one above it: then the present one is kept open.
+  int Enter(Descriptor folder, bool through_link = false);
 
   // Goes back up to the folder above.
   int Leave();
@@ -38,6 +36,7 @@ class FolderChain {
     Descriptor folder;  // empty while it is given back
     dev_t device;
     ino_t inode;
+    bool is_kept_open = false;
   };
   std::vector<Level> levels_;
 };

@@ -3,6 +3,7 @@
 
 #include <dirent.h>
 #include <fcntl.h>
+#include <sys/stat.h>
 
 #include <cerrno>
 #include <memory>
@@ -14,13 +15,13 @@ namespace [[gnu::visibility("default")]] orvik {
 namespace host {
 
 // Calls `visit` for every entry but "." and ".." until it returns another value than 0, and returns
-// that value, or the error number of the listing.
+// that value, or the errno of the listing.
 template <typename Visit>
 int ListFolder(int folder, Visit visit) {
   Descriptor own(fcntl(folder, F_DUPFD_CLOEXEC, 0));
   const std::unique_ptr<DIR, int (*)(DIR*)> stream(own ? fdopendir(own.get()) : nullptr, closedir);
   if (!stream) return errno;
-  own.Give();
+  own.Release();
   rewinddir(stream.get());
   for (;;) {
     errno = 0;
@@ -30,6 +31,14 @@ int ListFolder(int folder, Visit visit) {
     if (name == "." || name == "..") continue;
     if (const int result = visit(*entry)) return result;
   }
+}
+
+// The type bits of an entry's mode; 0 when they cannot be had.
+inline mode_t EntryType(int folder, const dirent& entry) {
+  if (entry.d_type != DT_UNKNOWN) return DTTOIF(entry.d_type);
+  struct stat info;
+  const bool is_known = fstatat(folder, entry.d_name, &info, AT_SYMLINK_NOFOLLOW) == 0;
+  return is_known ? info.st_mode & S_IFMT : 0;
 }
 
 }  // namespace host

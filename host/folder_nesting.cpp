@@ -10,16 +10,14 @@
 
 #include "host/at_path.h"
 #include "host/descriptor.h"
+#include "host/open_flags.h"
 
 namespace orvik::host {
 
 namespace {
 
-constexpr int kOpenAnyFolder = O_PATH | O_DIRECTORY | O_CLOEXEC;
-
 Descriptor OpenFolder(const std::string& path) {
-  const AtPath at(path);
-  return Descriptor(at.error() != 0 ? -1 : openat(at.folder(), at.name(), kOpenAnyFolder));
+  return OpenPath(path, kOpenPlace);
 }
 
 // The part of a path that does not exist, without its dots. `went_up` tells whether it had "..";
@@ -71,19 +69,24 @@ Descriptor OpenExisting(std::string path) {
 }  // namespace
 
 bool LiesInFolder(const std::string& path, const std::string& folder) {
-  const AtPath at(folder);
   struct stat wanted;
-  if (at.error() != 0 || fstatat(at.folder(), at.name(), &wanted, 0) != 0) return true;
-  Descriptor here = OpenExisting(path);
+  if (StatPath(folder, 0, &wanted) != 0) return true;
+  const Descriptor here = OpenExisting(path);
+  return !here || LiesInFolder(here.get(), wanted);
+}
+
+bool LiesInFolder(int open_folder, const struct stat& folder) {
   struct stat info;
-  if (!here || fstat(here.get(), &info) != 0) return true;
-  for (;;) {
-    if (info.st_dev == wanted.st_dev && info.st_ino == wanted.st_ino) return true;
-    Descriptor above(openat(here.get(), "..", kOpenAnyFolder));
+  if (fstat(open_folder, &info) != 0) return true;
+  Descriptor own;
+  for (int here = open_folder;;) {
+    if (info.st_dev == folder.st_dev && info.st_ino == folder.st_ino) return true;
+    Descriptor above(openat(here, "..", kOpenPlace));
     struct stat next;
     if (!above || fstat(above.get(), &next) != 0) return true;
     if (next.st_dev == info.st_dev && next.st_ino == info.st_ino) return false;
-    here = std::move(above);
+    own = std::move(above);
+    here = own.get();
     info = next;
   }
 }

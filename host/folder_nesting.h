@@ -1,6 +1,8 @@
 // Whether one folder lies in another.
 #pragma once
 
+#include <sys/stat.h>
+
 #include <string>
 
 namespace [[gnu::visibility("default")]] orvik {
@@ -11,6 +13,9 @@ namespace host {
 // what does not exist is taken away with what stands before it. Also true when it cannot be found
 // out.
 bool LiesInFolder(const std::string& path, const std::string& folder);
+
+// The same for an open folder, and one whose attributes are known.
+bool LiesInFolder(int open_folder, const struct stat& folder);
 
 }  // namespace host
 }  // namespace orvik

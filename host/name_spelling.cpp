@@ -1,74 +1,95 @@
 #include "host/name_spelling.h"
 
-#include <dirent.h>
 #include <fcntl.h>
 #include <sys/stat.h>
-#include <unistd.h>
 
 #include <algorithm>
-#include <string_view>
+#include <cerrno>
 
 #include "host/at_path.h"
+#include "host/descriptor.h"
 #include "host/file_names.h"
+#include "host/folder_list.h"
+#include "host/open_flags.h"
 #include "text/normalization.h"
+#include "text/spelling.h"
 #include "text/transcoding.h"
 
 namespace orvik::host {
 namespace {
 
-bool Exists(const std::string& path) {
-  const AtPath at{path};
-  struct stat info {};
-  return at.error() == 0 && fstatat(at.folder(), at.name(), &info, AT_SYMLINK_NOFOLLOW) == 0;
-}
+// Up to as many spellings are tried one by one; beyond that the folder is read.
+constexpr int kMostTries = 256;
 
-std::u16string ComposedName(std::string_view bytes) {
-  return Composed(FileNameFromBytes(bytes));
-}
-
-std::optional<std::string> FindInFolder(const std::string& folder, std::string_view name) {
-  const AtPath at{folder};
-  if (at.error() != 0) return std::nullopt;
-  const int descriptor = openat(at.folder(), at.name(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
-  DIR* const stream = descriptor < 0 ? nullptr : fdopendir(descriptor);
-  if (stream == nullptr) {
-    if (descriptor >= 0) close(descriptor);
-    return std::nullopt;
-  }
-  const std::u16string wanted = ComposedName(name);
-  std::optional<std::string> found;
-  while (const dirent* const entry = readdir(stream)) {
-    if (!IsAscii(entry->d_name) && ComposedName(entry->d_name) == wanted) {
-      found = entry->d_name;
-      break;
-    }
-  }
-  closedir(stream);
-  return found;
+bool Exists(int folder, const char* name) {
+  struct stat info;
+  return fstatat(folder, name, &info, AT_SYMLINK_NOFOLLOW | AT_NO_AUTOMOUNT) == 0;
 }
 
 }  // namespace
 
-std::optional<std::string> FindOtherSpelling(const std::string& path) {
-  if (IsAscii(path)) return std::nullopt;
+int FolderSpellings::Read(int folder) {
+  entries_.clear();
+  return ListFolder(folder, [this](const dirent& entry) {
+    const std::string_view name = entry.d_name;
+    if (IsAscii(name)) return 0;
+    const std::u16string units = FileNameFromBytes(name);
+    if (HasOneSpelling(units)) return 0;
+    const auto [known, is_new] =
+        entries_.try_emplace(Composed(units), Entry{std::string(name), true});
+    if (!is_new) known->second.is_single = false;
+    return 0;
+  });
+}
+
+std::optional<std::string> FolderSpellings::Find(std::string_view name) const {
+  const auto found = entries_.find(Composed(FileNameFromBytes(name)));
+  if (found == entries_.end() || !found->second.is_single) return std::nullopt;
+  return found->second.name;
+}
+
+std::optional<std::string> FindOtherSpelling(int folder, const std::string& name) {
+  if (IsAscii(name)) return std::nullopt;
+  const std::u16string units = FileNameFromBytes(name);
+  if (HasOneSpelling(units)) return std::nullopt;
+  std::optional<std::string> found;
+  int count = 0;
+  const bool tried_all = VisitOtherSpellings(units, kMostTries, [&](std::u16string_view spelling) {
+    std::optional<std::string> other = FileNameToBytes(spelling);
+    if (!other || !Exists(folder, other->c_str())) return;
+    found = std::move(other);
+    ++count;
+  });
+  if (tried_all) return count == 1 ? found : std::nullopt;
+  const Descriptor readable(openat(folder, ".", O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+  FolderSpellings spellings;
+  if (!readable || spellings.Read(readable.get()) != 0) return std::nullopt;
+  return spellings.Find(name);
+}
+
+std::string PathOnDisk(std::string path) {
+  struct stat info;
+  if (IsAscii(path) || StatPath(path, AT_SYMLINK_NOFOLLOW, &info) != ENOENT) return path;
+  const bool is_absolute = path.starts_with('/');
+  Descriptor here(open(is_absolute ? "/" : ".", kOpenPlace));
   std::string found;
-  bool changed = false;
-  for (std::size_t start = 0; start < path.size();) {
+  for (std::size_t start = 0; here && start < path.size();) {
     const std::size_t slash = std::min(path.find('/', start), path.size());
-    const std::string_view name = std::string_view(path).substr(start, slash - start);
-    start = slash + 1;
-    const std::string folder = found.empty() ? "/" : found;
-    if (name.empty()) continue;
-    found += '/';
+    std::string name = path.substr(start, slash - start);
+    if (!name.empty()) {
+      if (!Exists(here.get(), name.c_str())) {
+        std::optional<std::string> other = FindOtherSpelling(here.get(), name);
+        if (!other) return found.append(path, start);
+        name = std::move(*other);
+      }
+      here = Descriptor(slash == path.size() ? -1 : openat(here.get(), name.c_str(), kOpenPlace));
+    }
     found += name;
-    if (Exists(found)) continue;
-    if (IsAscii(name)) return std::nullopt;
-    const std::optional<std::string> other = FindInFolder(folder, name);
-    if (!other) return std::nullopt;
-    found.replace(found.size() - name.size(), name.size(), *other);
-    changed = true;
+    if (slash < path.size()) found += '/';
+    start = slash + 1;
+    if (!here) return start < path.size() ? found.append(path, start) : found;
   }
-  return changed ? std::optional<std::string>(std::move(found)) : std::nullopt;
+  return found;
 }
 
 }  // namespace orvik::host

@@ -16,8 +16,8 @@
 #include <utility>
 #include <vector>
 
-#include "host/folder_chain.h"
 #include "host/folder_list.h"
+#include "host/open_flags.h"
 #include "host/tree_removal.h"
 
 namespace orvik::host {
@@ -202,8 +202,8 @@ StagedFile::~StagedFile() {
   if (!name_.empty()) unlinkat(folder_, name_.c_str(), 0);
 }
 
-int StagedFile::Make(mode_t mode) {
-  RemoveAbandoned();
+int StagedFile::Make(mode_t mode, bool clean) {
+  if (clean) RemoveAbandoned();
   entry_ = Descriptor(openat(folder_, ".", O_RDWR | O_TMPFILE | O_CLOEXEC, mode));
   if (entry_ && CanGetName()) {
     flock(entry_.get(), LOCK_EX | LOCK_NB);

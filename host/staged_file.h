@@ -80,8 +80,9 @@ class StagedFile : public StagedEntry {
   using StagedEntry::StagedEntry;
   ~StagedFile();
 
-  // `mode` less the umask.
-  int Make(mode_t mode);
+  // `mode` less the umask. Without `clean`, what killed processes have left stays: for many files
+  // in one folder it need not be looked for each time.
+  int Make(mode_t mode, bool clean = true);
 
   // Puts the file in the target's place. `old_file` is the open target (-1: none) when its space
   // need not be given back on disk first.

@@ -7,163 +7,311 @@
 #include <unistd.h>
 
 #include <cerrno>
-#include <string>
+#include <optional>
+#include <string_view>
 #include <utility>
 #include <vector>
 
+#include "host/at_path.h"
 #include "host/folder_chain.h"
 #include "host/folder_list.h"
+#include "host/open_flags.h"
+#include "host/path_names.h"
 
 namespace orvik::host {
 
 namespace {
 
 constexpr int kMaxPasses = 8;  // over a folder that others fill meanwhile
+constexpr int kLocks = FS_IMMUTABLE_FL | FS_APPEND_FL;
 
 bool IsRefusal(int error) {
   return error == EPERM || error == EACCES;
 }
 
-void Unlock(int descriptor) {
+// What was taken from a folder so that its entries can be removed.
+struct TakenAway {
+  std::optional<mode_t> mode;
+  int locks = 0;
+};
+
+void ChangeLocks(int descriptor, int cleared, int set) {
   int flags = 0;
   if (ioctl(descriptor, FS_IOC_GETFLAGS, &flags) != 0) return;
-  const int unlocked = flags & ~(FS_IMMUTABLE_FL | FS_APPEND_FL);
-  if (unlocked != flags) ioctl(descriptor, FS_IOC_SETFLAGS, &unlocked);
+  const int wanted = (flags & ~cleared) | set;
+  if (wanted != flags) ioctl(descriptor, FS_IOC_SETFLAGS, &wanted);
 }
 
-// Lets the owner, when that is this user, work in the folder. The descriptor may be an O_PATH one.
-void OpenUp(int folder) {
+void Unlock(int descriptor, TakenAway* taken) {
+  int flags = 0;
+  if (ioctl(descriptor, FS_IOC_GETFLAGS, &flags) != 0 || (flags & kLocks) == 0) return;
+  taken->locks |= flags & kLocks;
+  ChangeLocks(descriptor, kLocks, 0);
+}
+
+// Also of an O_PATH descriptor, which fchmod refuses.
+void SetMode(int descriptor, mode_t mode) {
+  if (fchmod(descriptor, mode) == 0) return;
+  chmod(("/proc/self/fd/" + std::to_string(descriptor)).c_str(), mode);
+}
+
+// Lets the owner, when that is this user, work in the folder.
+void OpenUp(int folder, TakenAway* taken) {
   struct stat info;
   if (fstat(folder, &info) != 0 || info.st_uid != geteuid() ||
       (info.st_mode & S_IRWXU) == S_IRWXU) {
     return;
   }
-  chmod(("/proc/self/fd/" + std::to_string(folder)).c_str(), (info.st_mode & 07777) | S_IRWXU);
+  if (!taken->mode) taken->mode = info.st_mode & 07777;
+  SetMode(folder, (info.st_mode & 07777) | S_IRWXU);
+}
+
+void GiveBack(int folder, const TakenAway& taken) {
+  if (taken.mode) SetMode(folder, *taken.mode);
+  if (taken.locks != 0) ChangeLocks(folder, 0, taken.locks);
+}
+
+Descriptor OpenToRemove(int folder, const char* name, Obstacles obstacles, TakenAway* taken) {
+  Descriptor opened(openat(folder, name, kOpenFolder));
+  if (opened || errno != EACCES || obstacles == Obstacles::kRespect) return opened;
+  const Descriptor closed(openat(folder, name, kOpenFolder | O_PATH));
+  if (!closed) return Descriptor();
+  OpenUp(closed.get(), taken);
+  return Descriptor(openat(folder, name, kOpenFolder));
 }
 
 class Remover {
  public:
-  explicit Remover(Obstacles obstacles) : obstacles_(obstacles) {}
+  Remover(Obstacles obstacles, TreeReport* report) : obstacles_(obstacles), report_(report) {}
 
-  int Empty(Descriptor top) {
-    if (const int error = Enter({}, std::move(top))) return error;
-    for (;;) {
+  // Empties the folder, which is given back as it was.
+  void Empty(Descriptor top, TakenAway taken) {
+    if (IsRootFolder(top.get())) return Fail({}, EBUSY);
+    if (!Enter({}, std::move(top), taken)) return;
+    while (!levels_.empty()) {
       Level& level = levels_.back();
       if (!level.subfolders.empty()) {
         std::string name = std::move(level.subfolders.back());
         level.subfolders.pop_back();
-        if (const int error = Descend(std::move(name))) return error;
+        Descend(std::move(name));
       } else if (levels_.size() == 1) {
-        return 0;
-      } else if (const int error = LeaveAndRemove()) {
-        return error;
+        GiveBack(chain_.folder(), level.taken);
+        return;
+      } else if (!Leave()) {
+        return;
       }
     }
   }
 
-  int RemoveEntry(int folder, const char* name, int flags) const {
+  // Unlinks one entry; `taken` is what was taken from its folder (null: nothing may be).
+  int RemoveEntry(int folder, const char* name, int flags, TakenAway* taken) const {
     if (unlinkat(folder, name, flags) == 0 || errno == ENOENT) return 0;
     const int error = errno;
     if (!IsRefusal(error) || obstacles_ == Obstacles::kRespect) return error;
-    Unlock(folder);
-    OpenUp(folder);
+    if (taken != nullptr) {
+      Unlock(folder, taken);
+      OpenUp(folder, taken);
+    }
     struct stat info;
     if (fstatat(folder, name, &info, AT_SYMLINK_NOFOLLOW) != 0) return errno == ENOENT ? 0 : error;
+    TakenAway of_entry;
+    Descriptor entry;
     if (S_ISREG(info.st_mode) || S_ISDIR(info.st_mode)) {
-      const Descriptor entry(
-          openat(folder, name, O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));
-      if (entry) Unlock(entry.get());
+      entry = Descriptor(openat(folder, name, kOpenEntry));
+      if (entry) Unlock(entry.get(), &of_entry);
     }
-    return unlinkat(folder, name, flags) == 0 || errno == ENOENT ? 0 : errno;
+    if (unlinkat(folder, name, flags) == 0 || errno == ENOENT) return 0;
+    const int last = errno;
+    if (entry) GiveBack(entry.get(), of_entry);
+    return last;
   }
 
  private:
   struct Level {
     std::string name;                     // in the folder above
     std::vector<std::string> subfolders;  // still to be emptied
+    TakenAway taken;
+    bool keeps_entries = false;  // something in it could not be removed
     int passes = 0;
   };
 
-  int Enter(std::string name, Descriptor folder) {
-    if (const int error = chain_.Enter(std::move(folder))) return error;
-    levels_.push_back({std::move(name), {}});
-    return RemoveFiles();
+  // The path of an entry of the innermost folder.
+  std::string PathOf(std::string_view name) const {
+    std::string path;
+    for (const Level& level : levels_) {
+      if (!level.name.empty()) path.append(level.name).append("/");
+    }
+    return path.append(name);
+  }
+
+  void Fail(std::string path, int error) {
+    report_->AddFailure(std::move(path), error);
+    if (!levels_.empty()) levels_.back().keeps_entries = true;
+  }
+
+  void Count(const char* name, int error) {
+    if (error == 0) {
+      ++report_->done;
+    } else {
+      Fail(PathOf(name), error);
+    }
+  }
+
+  bool Enter(std::string name, Descriptor folder, const TakenAway& taken) {
+    if (const int error = chain_.Enter(std::move(folder))) {
+      Fail(PathOf(name), error);
+      return false;
+    }
+    levels_.push_back({std::move(name), {}, taken});
+    RemoveFiles();
+    return true;
   }
 
   // Removes what is no folder and notes the folders.
-  int RemoveFiles() {
+  void RemoveFiles() {
     Level& level = levels_.back();
     ++level.passes;
     const int folder = chain_.folder();
-    return ListFolder(folder, [&](const dirent& entry) {
-      bool is_folder = entry.d_type == DT_DIR;
-      if (entry.d_type == DT_UNKNOWN) {
-        struct stat info;
-        if (fstatat(folder, entry.d_name, &info, AT_SYMLINK_NOFOLLOW) != 0) {
-          return errno == ENOENT ? 0 : errno;
-        }
-        is_folder = S_ISDIR(info.st_mode);
+    const int error = ListFolder(folder, [&](const dirent& entry) {
+      if (S_ISDIR(EntryType(folder, entry))) {
+        level.subfolders.emplace_back(entry.d_name);
+      } else {
+        Count(entry.d_name, RemoveEntry(folder, entry.d_name, 0, &level.taken));
       }
-      if (!is_folder) return RemoveEntry(folder, entry.d_name, 0);
-      level.subfolders.emplace_back(entry.d_name);
       return 0;
     });
+    if (error != 0) Fail(PathOf({}), error);
   }
 
-  int Descend(std::string name) {
+  void Descend(std::string name) {
     const int folder = chain_.folder();
-    Descriptor opened = OpenFolderToRemove(folder, name.c_str(), obstacles_);
+    TakenAway* const taken = &levels_.back().taken;
+    TakenAway from_it;
+    Descriptor opened = OpenToRemove(folder, name.c_str(), obstacles_, &from_it);
     if (!opened && errno == EACCES && obstacles_ == Obstacles::kTakeAway) {
-      OpenUp(folder);
-      opened = OpenFolderToRemove(folder, name.c_str(), obstacles_);
+      OpenUp(folder, taken);
+      opened = OpenToRemove(folder, name.c_str(), obstacles_, &from_it);
     }
-    if (opened) return Enter(std::move(name), std::move(opened));
-    // It vanished, or something else has its name now.
-    if (errno == ENOENT) return 0;
-    if (errno == ENOTDIR || errno == ELOOP) return RemoveEntry(folder, name.c_str(), 0);
+    if (opened) {
+      Enter(std::move(name), std::move(opened), from_it);
+      return;
+    }
     const int error = errno;
-    return RemoveEntry(folder, name.c_str(), AT_REMOVEDIR) == 0 ? 0 : error;
+    if (error == ENOENT) return;  // it vanished
+    // Something else has its name now, or it is empty and need not be read.
+    const bool is_other = error == ENOTDIR || error == ELOOP;
+    const int left = RemoveEntry(folder, name.c_str(), is_other ? 0 : AT_REMOVEDIR, taken);
+    Count(name.c_str(), left == 0 || is_other ? left : error);
   }
 
-  int LeaveAndRemove() {
+  // Removes the innermost folder and goes on in the one above; false when there is no way up.
+  bool Leave() {
+    Level& left = levels_.back();
     int above = -1;
-    if (const int error = chain_.OpenAbove(&above)) return error;
-    const Level& left = levels_.back();
-    const int error = RemoveEntry(above, left.name.c_str(), AT_REMOVEDIR);
-    if ((error == ENOTEMPTY || error == EEXIST) && left.passes < kMaxPasses) return RemoveFiles();
-    if (error != 0) return error;
+    if (const int error = chain_.OpenAbove(&above)) {
+      GiveBack(chain_.folder(), left.taken);
+      report_->AddFailure(PathOf({}), error);
+      return false;
+    }
+    Level& upper = levels_[levels_.size() - 2];
+    if (!left.keeps_entries) {
+      const int error = RemoveEntry(above, left.name.c_str(), AT_REMOVEDIR, &upper.taken);
+      const bool was_filled = error == ENOTEMPTY || error == EEXIST;
+      if (was_filled && left.passes < kMaxPasses) {
+        RemoveFiles();
+        return true;
+      }
+      if (error == 0) {
+        ++report_->done;
+      } else {
+        Fail(PathOf({}), error);
+      }
+    }
+    const bool stays = left.keeps_entries;
+    if (stays) {
+      GiveBack(chain_.folder(), left.taken);
+      upper.keeps_entries = true;
+    }
     levels_.pop_back();
-    return chain_.Leave();
+    const int error = chain_.Leave();
+    if (error != 0) report_->AddFailure(PathOf({}), error);
+    return error == 0;
   }
 
   const Obstacles obstacles_;
+  TreeReport* const report_;
   FolderChain chain_;
   std::vector<Level> levels_;
 };
 
 }  // namespace
 
-Descriptor OpenFolderToRemove(int folder, const char* name, Obstacles obstacles) {
-  Descriptor opened(openat(folder, name, kOpenFolder));
-  if (opened || errno != EACCES || obstacles == Obstacles::kRespect) return opened;
-  const Descriptor closed(openat(folder, name, kOpenFolder | O_PATH));
-  if (!closed) return Descriptor();
-  OpenUp(closed.get());
-  return Descriptor(openat(folder, name, kOpenFolder));
+bool IsRootFolder(int folder) {
+  struct stat info, root;
+  return fstat(folder, &info) == 0 && stat("/", &root) == 0 && info.st_dev == root.st_dev &&
+         info.st_ino == root.st_ino;
 }
 
-int EmptyFolder(Descriptor folder, Obstacles obstacles) {
-  return Remover(obstacles).Empty(std::move(folder));
+int RemoveFile(int folder, const char* name, Obstacles obstacles) {
+  TreeReport none;
+  return Remover(obstacles, &none).RemoveEntry(folder, name, 0, nullptr);
 }
 
-int RemoveTree(int folder, const char* name, Obstacles obstacles) {
-  Remover remover(obstacles);
-  const int error = remover.RemoveEntry(folder, name, 0);
-  if (error != EISDIR && error != EPERM) return error;
-  Descriptor opened = OpenFolderToRemove(folder, name, obstacles);
-  if (!opened) return errno == ENOTDIR || errno == ELOOP ? error : errno;
-  if (const int left = remover.Empty(std::move(opened))) return left;
-  return remover.RemoveEntry(folder, name, AT_REMOVEDIR);
+int RemoveFile(const std::string& path, Obstacles obstacles) {
+  const AtPath at(path);
+  return at.error() != 0 ? at.error() : RemoveFile(at.folder(), at.name(), obstacles);
+}
+
+int EmptyFolder(const std::string& path, Obstacles obstacles, TreeReport* report) {
+  TreeReport own;
+  if (report == nullptr) report = &own;
+  TakenAway taken;
+  const AtPath at(path);
+  Descriptor folder;
+  if (at.error() == 0) folder = OpenToRemove(at.folder(), at.name(), obstacles, &taken);
+  if (!folder) {
+    report->AddFailure({}, at.error() != 0 ? at.error() : errno);
+  } else {
+    Remover(obstacles, report).Empty(std::move(folder), taken);
+  }
+  return report->error();
+}
+
+int RemoveTree(int folder, const char* name, Obstacles obstacles, TreeReport* report) {
+  TreeReport own;
+  if (report == nullptr) report = &own;
+  Remover remover(obstacles, report);
+  const auto answer = [report](int error) {
+    if (error == 0) {
+      ++report->done;
+    } else {
+      report->AddFailure({}, error);
+    }
+    return report->error();
+  };
+  const std::string_view leaf = LeafName(WithoutTrailingSlashes(name));
+  if (leaf == "." || leaf == "..") return answer(EINVAL);
+  if (leaf.empty()) return answer(EBUSY);
+  const int error = remover.RemoveEntry(folder, name, 0, nullptr);
+  if (error != EISDIR && error != EPERM) return answer(error);
+  TakenAway taken;
+  Descriptor opened = OpenToRemove(folder, name, obstacles, &taken);
+  if (!opened) {
+    const int refusal = errno;
+    if (refusal == ENOTDIR || refusal == ELOOP) return answer(error);
+    // An empty folder need not be read.
+    return answer(remover.RemoveEntry(folder, name, AT_REMOVEDIR, nullptr) == 0 ? 0 : refusal);
+  }
+  remover.Empty(std::move(opened), taken);
+  if (report->failed != 0) return report->error();
+  return answer(remover.RemoveEntry(folder, name, AT_REMOVEDIR, nullptr));
+}
+
+int RemoveTree(const std::string& path, Obstacles obstacles, TreeReport* report) {
+  const AtPath at(path);
+  if (at.error() == 0) return RemoveTree(at.folder(), at.name(), obstacles, report);
+  if (report != nullptr) report->AddFailure({}, at.error());
+  return at.error();
 }
 
 }  // namespace orvik::host

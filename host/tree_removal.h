@@ -1,26 +1,41 @@
 // Removing folders with all they hold.
+//
+// Removal works on open folders alone, so that it never leaves the tree, whatever others do to it
+// meanwhile: links are removed as links, and no folder is entered through one. It goes on after a
+// failure and reports the first. An entry that vanishes meanwhile counts as removed; what appears
+// in a folder meanwhile is removed too, within reason. The cost is that of the tree's size. The
+// depth is bounded neither by the stack, nor by the length of paths, nor by open descriptors.
+//
+// The root folder "/" is refused (EBUSY), and so are "." and ".." as names (EINVAL).
 #pragma once
 
+#include <string>
+
 #include "host/descriptor.h"
+#include "host/tree_report.h"
 
 namespace [[gnu::visibility("default")]] orvik {
 namespace host {
 
 // What becomes of the kernel's locks (immutable, append-only), and of folders of this user that he
-// may not write or read: a removal that meets one fails, or takes it away.
+// may not write or read: a removal that meets one fails, or takes it away. A folder that stays gets
+// its mode and its locks back.
 enum class Obstacles { kRespect, kTakeAway };
 
-// Opens a folder for EmptyFolder, never through a link; empty, with errno set, on failure.
-Descriptor OpenFolderToRemove(int folder, const char* name, Obstacles obstacles);
+// Removes everything in the folder at every depth; the folder stays. 0, or the first errno.
+// `report` may be null.
+int EmptyFolder(const std::string& path, Obstacles obstacles, TreeReport* report = nullptr);
 
-// Removes everything in the folder at every depth and stops at the first failure: 0 or an error
-// number. Links are removed as links and no folder is entered through one. An entry that vanishes
-// meanwhile counts as removed; what appears in a folder meanwhile is removed too, within reason.
-// The depth is bounded neither by the stack, nor by the length of paths, nor by open descriptors.
-int EmptyFolder(Descriptor folder, Obstacles obstacles);
+// Removes the entry of a folder, with all that it holds when it is one.
+int RemoveTree(int folder, const char* name, Obstacles obstacles, TreeReport* report = nullptr);
+int RemoveTree(const std::string& path, Obstacles obstacles, TreeReport* report = nullptr);
 
-// The same with what has the name in the folder, whatever it is.
-int RemoveTree(int folder, const char* name, Obstacles obstacles);
+// Removes one entry that is no folder (EISDIR or EPERM for a folder).
+int RemoveFile(int folder, const char* name, Obstacles obstacles);
+int RemoveFile(const std::string& path, Obstacles obstacles);
+
+// Whether the open folder is the root folder "/".
+bool IsRootFolder(int folder);
 
 }  // namespace host
 }  // namespace orvik

@@ -1,7 +1,6 @@
 #include <cstdlib>
 
 #include "platform/carbon/errno_status.h"
-#include "platform/carbon/files.h"
 #include "platform/carbon/folders.h"
 #include "prefs/key_path.h"
 #include "prefs/preferences.h"

@@ -49,13 +49,6 @@ bool HasOneSpelling(std::u16string_view units) {
   return many.span(units.data(), length, USET_SPAN_NOT_CONTAINED) == length;
 }
 
-std::u16string ComposedSpelling(std::u16string_view units) {
-  UErrorCode status = U_ZERO_ERROR;
-  const icu::UnicodeString composed = Composing()->normalize(View(units), status);
-  if (U_FAILURE(status)) return std::u16string(units);
-  return {composed.getBuffer(), static_cast<std::size_t>(composed.length())};
-}
-
 bool VisitOtherSpellings(std::u16string_view units, int limit,
                          const std::function<void(std::u16string_view)>& visit) {
   UErrorCode status = U_ZERO_ERROR;

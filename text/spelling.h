@@ -6,7 +6,6 @@
 #pragma once
 
 #include <functional>
-#include <string>
 #include <string_view>
 
 namespace [[gnu::visibility("default")]] orvik {
@@ -14,9 +13,6 @@ namespace [[gnu::visibility("default")]] orvik {
 // Whether no other text than this one is equal to it. Also true of ASCII text, although the Kelvin
 // sign, for instance, is equal to the letter K.
 bool HasOneSpelling(std::u16string_view units);
-
-// The composed spelling (form C).
-std::u16string ComposedSpelling(std::u16string_view units);
 
 // Calls `visit` with every other spelling. False, and not all of them visited, when there are more
 // than `limit`.

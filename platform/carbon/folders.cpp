@@ -3,9 +3,13 @@
 #include <optional>
 #include <string>
 
-#include "platform/carbon/trash.h"
-#include "platform/carbon/errno_status.h"
+#include "host/at_path.h"
+#include "host/path_names.h"
 #include "host/system_root.h"
+#include "host/trash.h"
+#include "platform/carbon/errno_status.h"
+#include "platform/carbon/fsref_internal.h"
+#include "platform/carbon/volumes.h"
 
 namespace orvik {
 
@@ -54,10 +58,32 @@ std::optional<std::string> FolderPath(FSVolumeRefNum domain, OSType type) {
   return std::nullopt;
 }
 
-OSErr FindTrash(FSVolumeRefNum domain, Boolean create, FSRef* folder) {
-  if (IsVolume(domain)) return FSFindTrashFolder(domain, create, folder);
-  const bool is_user = domain == kUserDomain || domain == kOnAppropriateDisk || domain == 0;
-  return is_user ? FSFindHomeTrashFolder(create, folder) : fnfErr;
+// The volume on which a path lies or would lie.
+FSVolumeRefNum VolumeOfPath(std::string path) {
+  struct statx info {};
+  while (carbon::StatPath(path, carbon::Leaf::kFollow, &info) != 0) {
+    if (path == "/") return 0;
+    path = std::string(host::ParentPath(path));
+  }
+  return carbon::VolumeOf(info);
+}
+
+OSErr FindTrash(FSVolumeRefNum domain, bool create, FSRef* folder) {
+  std::string files;
+  int error;
+  if (!IsVolume(domain)) {
+    const bool is_user = domain == kUserDomain || domain == kOnAppropriateDisk || domain == 0;
+    if (!is_user) return fnfErr;
+    error = host::OpenHomeTrash(create, &files);
+  } else if (VolumeOfPath(host::HomeTrash()) == domain) {
+    error = host::OpenHomeTrash(create, &files);
+  } else {
+    const std::string top = carbon::MountPointOf(domain);
+    if (top.empty()) return nsvErr;
+    error = host::OpenVolumeTrash(top, create, &files);
+  }
+  if (error == 0) error = carbon::MakeReference(files, carbon::Leaf::kKeep, folder, nullptr);
+  return carbon::Status(error);
 }
 
 }  // namespace
@@ -65,13 +91,11 @@ OSErr FindTrash(FSVolumeRefNum domain, Boolean create, FSRef* folder) {
 OSErr FSFindFolder(FSVolumeRefNum domain, OSType type, Boolean create, FSRef* folder) {
   if (folder == nullptr) return paramErr;
   if (domain > 0) return nsvErr;
-  if (type == kTrashFolderType) return FindTrash(domain, create, folder);
+  if (type == kTrashFolderType) return FindTrash(domain, create != 0, folder);
   const std::optional<std::string> path = FolderPath(domain, type);
   if (!path) return fnfErr;
   if (create) {
-    if (const int error = host::MakeFolders(*path)) {
-      return static_cast<OSErr>(host::StatusFromErrno(error));
-    }
+    if (const int error = host::MakeFolders(*path)) return carbon::Status(error);
   }
   Boolean is_directory = false;
   FSRef found;

@@ -10,14 +10,15 @@
 //   'sdsk'   (none)                                <root>/Users/Shared/Desktop
 //   'apps'   <home>/Applications                   <root>/Applications
 //   'temp'   TMPDIR, else /tmp                     TMPDIR, else /tmp
-//   'trsh'   the home trash (trash.h)              (none)
+//   'trsh'   the home trash (host/trash.h)             (none)
 //
 // kOnAppropriateDisk takes the user's column, or the other one for a type without an entry there.
 // A volume (a number that FSGetCatalogInfo gave) gives its own trash; other types are those of
 // kOnAppropriateDisk.
 #pragma once
 
-#include "platform/carbon/files.h"
+#include "platform/carbon/catalog_info.h"
+#include "platform/carbon/fsref.h"
 #include "platform/core_foundation/base.h"
 
 namespace [[gnu::visibility("default")]] orvik {

@@ -1,16 +1,14 @@
 #include <fcntl.h>
 #include <sys/file.h>
 #include <sys/stat.h>
-#include <unistd.h>
 
 #include <cerrno>
 #include <string>
 
-#include "platform/carbon/catalog.h"
-#include "platform/carbon/fsref_internal.h"
-#include "platform/carbon/open_forks.h"
 #include "host/at_path.h"
 #include "platform/carbon/errno_status.h"
+#include "platform/carbon/fsref_internal.h"
+#include "platform/carbon/open_forks.h"
 
 namespace orvik::carbon {
 namespace {
@@ -78,26 +76,18 @@ bool WritingIsDenied(int descriptor, Share share, int access) {
   return IsTaken(fcntl(descriptor, F_OFD_SETLK, &lock));
 }
 
-int OpenRegularFile(const std::string& path, const struct statx& expected, int access,
-                    bool follow) {
-  const host::AtPath at{path};
-  if (at.error() != 0) {
-    errno = at.error();
-    return -1;
-  }
-  const int descriptor =
-      openat(at.folder(), at.name(),
-             access | (follow ? 0 : O_NOFOLLOW) | O_NONBLOCK | O_NOCTTY | O_CLOEXEC);
-  if (descriptor < 0) return -1;
+host::Descriptor OpenRegularFile(const std::string& path, const struct statx& expected, int access,
+                                 bool follow) {
+  host::Descriptor file = host::OpenPath(path, access | O_NONBLOCK | (follow ? 0 : O_NOFOLLOW));
+  if (!file) return file;
   struct statx info {};
-  int error = StatDescriptor(descriptor, &info);
+  int error = StatDescriptor(file.get(), &info);
   if (error == 0 && (info.stx_ino != expected.stx_ino || DeviceOf(info) != DeviceOf(expected))) {
     error = ENOENT;
   }
-  if (error == 0) return descriptor;
-  close(descriptor);
+  if (error == 0) return file;
   errno = error;
-  return -1;
+  return {};
 }
 
 bool LacksRight(int error) {
@@ -106,10 +96,10 @@ bool LacksRight(int error) {
 
 }  // namespace
 
-int OpenDataFork(const FSRef& ref, SInt8 permissions, bool* may_write, OSErr* status) {
+host::Descriptor OpenDataFork(const FSRef& ref, SInt8 permissions, bool* may_write, OSErr* status) {
   const auto fail = [&](OSErr reason) {
     *status = reason;
-    return -1;
+    return host::Descriptor();
   };
   Opening opening{};
   if (!OpeningFor(permissions, &opening)) return fail(paramErr);
@@ -118,38 +108,25 @@ int OpenDataFork(const FSRef& ref, SInt8 permissions, bool* may_write, OSErr* st
   int error = LocateReference(ref, &path, &info);
   const bool link = error == 0 && S_ISLNK(info.stx_mode);
   if (link) error = StatPath(path, Leaf::kFollow, &info);
-  if (error != 0) return fail(static_cast<OSErr>(host::StatusFromErrno(error)));
+  if (error != 0) return fail(Status(error));
   if (!S_ISREG(info.stx_mode)) return fail(notAFileErr);
 
   int access = opening.first_choice;
-  int descriptor = OpenRegularFile(path, info, access, link);
-  const bool immutable = IsImmutable(info);
-  if (descriptor < 0 && LacksRight(errno) && opening.second_choice != access) {
+  host::Descriptor file = OpenRegularFile(path, info, access, link);
+  if (!file && LacksRight(errno) && opening.second_choice != access) {
     access = opening.second_choice;
-    descriptor = OpenRegularFile(path, info, access, link);
+    file = OpenRegularFile(path, info, access, link);
   }
-  if (descriptor < 0) {
-    return fail(immutable && errno == EPERM ? OSErr{fLckdErr}
-                                            : static_cast<OSErr>(host::StatusFromErrno(errno)));
+  if (!file) {
+    const bool is_locked = errno == EPERM && (info.stx_attributes & STATX_ATTR_IMMUTABLE) != 0;
+    return fail(is_locked ? OSErr{fLckdErr} : Status(errno));
   }
-  if (access != O_RDONLY) {
-    CatalogRecord record;
-    ReadCatalogRecord({descriptor, nullptr}, &record);
-    if (record.locked) {
-      close(descriptor);
-      if (opening.second_choice != O_RDONLY) return fail(fLckdErr);
-      access = O_RDONLY;
-      descriptor = OpenRegularFile(path, info, access, link);
-      if (descriptor < 0) return fail(static_cast<OSErr>(host::StatusFromErrno(errno)));
-    }
-  }
-  const bool reading_denied = ReadingIsDenied(descriptor, opening.reading);
-  if (reading_denied || WritingIsDenied(descriptor, opening.writing, access)) {
-    close(descriptor);
+  const bool reading_denied = ReadingIsDenied(file.get(), opening.reading);
+  if (reading_denied || WritingIsDenied(file.get(), opening.writing, access)) {
     return fail(reading_denied ? permErr : opWrErr);
   }
   *may_write = access != O_RDONLY;
-  return descriptor;
+  return file;
 }
 
 }  // namespace orvik::carbon

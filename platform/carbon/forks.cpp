@@ -4,17 +4,15 @@
 #include <limits>
 #include <memory>
 
-#include "platform/carbon/open_forks.h"
 #include "platform/carbon/errno_status.h"
+#include "platform/carbon/fsref_internal.h"
+#include "platform/carbon/open_forks.h"
 
 namespace orvik {
 namespace {
 
 using carbon::OpenFork;
-
-OSErr Status(int error) {
-  return static_cast<OSErr>(host::StatusFromErrno(error));
-}
+using carbon::Status;
 
 // The place a mode and an offset mean.
 OSErr PlaceInFork(const OpenFork& fork, UInt16 mode, SInt64 offset, SInt64* place) {
@@ -51,10 +49,10 @@ OSErr FSOpenFork(const FSRef* ref, unsigned long name_length, const UniChar*, SI
   if (name_length != 0) return errFSForkNotFound;
   OSErr status = noErr;
   bool may_write = false;
-  const int descriptor = carbon::OpenDataFork(*ref, permissions, &may_write, &status);
-  if (descriptor < 0) return status;
+  host::Descriptor file = carbon::OpenDataFork(*ref, permissions, &may_write, &status);
+  if (!file) return status;
   const FSIORefNum number =
-      carbon::RegisterFork(std::make_shared<OpenFork>(host::Descriptor(descriptor), may_write));
+      carbon::RegisterFork(std::make_shared<OpenFork>(std::move(file), may_write));
   if (number == 0) return tmfoErr;
   *fork = number;
   return noErr;

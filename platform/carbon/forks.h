@@ -1,14 +1,15 @@
 // The data forks of files, which are their contents.
 //
-// A named fork of a file is its extended attribute "user." + name, so that every copy which keeps
-// attributes keeps the forks (file_copy.h does); it is not opened here.
+// A named fork of a file is its extended attribute "user." + name, which copies of the file keep;
+// it is not opened here.
 //
-// Functions return a status: 0, or one of host/errno_status.h. An open fork is a 16-bit number that
+// Functions return a status: 0, or one of errno_status.h. An open fork is a 16-bit number that
 // the caller closes. Calls on different forks may run in different threads; calls on one fork are
 // kept apart by the caller.
 #pragma once
 
-#include "platform/carbon/files.h"
+#include "platform/carbon/catalog_info.h"
+#include "platform/carbon/fsref.h"
 
 namespace [[gnu::visibility("default")]] orvik {
 

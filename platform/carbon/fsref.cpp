@@ -1,6 +1,5 @@
 #include "platform/carbon/fsref.h"
 
-#include <dirent.h>
 #include <fcntl.h>
 #include <linux/magic.h>
 #include <sys/resource.h>
@@ -18,12 +17,14 @@
 #include <optional>
 #include <utility>
 
-#include "platform/carbon/fsref_internal.h"
 #include "host/at_path.h"
 #include "host/descriptor.h"
-#include "platform/carbon/errno_status.h"
-#include "host/name_spelling.h"
+#include "host/folder_list.h"
+#include "host/open_flags.h"
+#include "host/path_names.h"
 #include "host/system_root.h"
+#include "platform/carbon/errno_status.h"
+#include "platform/carbon/fsref_internal.h"
 
 namespace orvik {
 namespace {
@@ -59,7 +60,16 @@ class FSRefAnchor {
 };
 
 namespace carbon {
+
+OSErr Status(int error) {
+  return static_cast<OSErr>(host::StatusFromErrno(error));
+}
+
 namespace {
+
+using host::ChildPath;
+using host::LeafName;
+using host::ParentPath;
 
 constexpr unsigned kStatMask = STATX_BASIC_STATS | STATX_BTIME | STATX_MNT_ID;
 constexpr int kMaxScannedEntries = 10000;
@@ -111,37 +121,32 @@ bool EndsInDots(std::string_view path) {
   return leaf == "." || leaf == "..";
 }
 
-int OpenPath(const std::string& path, int flags) {
-  const host::AtPath at{path};
-  if (at.error() != 0) {
-    errno = at.error();
-    return -1;
+// Notes identity and path in `ref`; the path must be absolute.
+void NoteReference(std::string path, const struct statx& info, FSRef* ref) {
+  ref->anchor.reset();
+  ref->path = std::move(path);
+  ref->device = DeviceOf(info);
+  ref->inode = info.stx_ino;
+  ref->kind = info.stx_mode & S_IFMT;
+  ref->birth = 0;
+  if ((info.stx_mask & STATX_BTIME) != 0 && BirthIsStable(*ref, ref->path)) {
+    ref->birth = info.stx_btime.tv_sec * 1'000'000'000 + info.stx_btime.tv_nsec;
   }
-  return openat(at.folder(), at.name(), flags | O_CLOEXEC);
 }
 
 std::optional<std::string> FindInFolder(const FSRef& ref, const std::string& folder,
                                         struct statx* out) {
-  const int descriptor = OpenPath(folder, O_RDONLY | O_DIRECTORY);
-  if (descriptor < 0) return std::nullopt;
-  DIR* const stream = fdopendir(descriptor);
-  if (stream == nullptr) {
-    close(descriptor);
-    return std::nullopt;
-  }
+  const host::Descriptor opened = host::OpenPath(folder, O_RDONLY | O_DIRECTORY);
+  if (!opened) return std::nullopt;
   std::optional<std::string> found;
-  for (int seen = 0; seen < kMaxScannedEntries && !found; ++seen) {
-    const dirent* const entry = readdir(stream);
-    if (entry == nullptr) break;
-    if (entry->d_ino != ref.inode || std::strcmp(entry->d_name, ".") == 0 ||
-        std::strcmp(entry->d_name, "..") == 0) {
-      continue;
+  int seen = 0;
+  host::ListFolder(opened.get(), [&](const dirent& entry) {
+    if (entry.d_ino == ref.inode && StatAt(opened.get(), entry.d_name, Leaf::kKeep, out) == 0 &&
+        IsReferent(ref, *out)) {
+      found = ChildPath(folder, entry.d_name);
     }
-    if (StatAt(dirfd(stream), entry->d_name, Leaf::kKeep, out) == 0 && IsReferent(ref, *out)) {
-      found = ChildPath(folder, entry->d_name);
-    }
-  }
-  closedir(stream);
+    return found || ++seen == kMaxScannedEntries ? 1 : 0;
+  });
   return found;
 }
 
@@ -171,33 +176,21 @@ bool IsReferent(const FSRef& ref, const struct statx& info) {
          ref.birth == info.stx_btime.tv_sec * 1'000'000'000 + info.stx_btime.tv_nsec;
 }
 
-void NoteReference(std::string path, const struct statx& info, FSRef* ref) {
-  ref->anchor.reset();
-  ref->path = std::move(path);
-  ref->device = DeviceOf(info);
-  ref->inode = info.stx_ino;
-  ref->kind = info.stx_mode & S_IFMT;
-  ref->birth = 0;
-  if ((info.stx_mask & STATX_BTIME) != 0 && BirthIsStable(*ref, ref->path)) {
-    ref->birth = info.stx_btime.tv_sec * 1'000'000'000 + info.stx_btime.tv_nsec;
-  }
-}
-
-int MakeReference(std::string_view given, Leaf leaf, Hold hold, FSRef* ref, struct statx* out) {
+int MakeReference(std::string_view given, Leaf leaf, FSRef* ref, struct statx* out) {
   if (given.empty()) return ENOENT;
   std::string path = AbsolutePath(given);
   if (path.empty()) return errno;
   struct statx info {};
   const bool dots = EndsInDots(path);
-  const bool anchored = hold == Hold::kAnchored && live_anchors < AnchorLimit();
+  const bool anchored = live_anchors < AnchorLimit();
   if (!anchored && !dots && leaf == Leaf::kKeep) {
     if (const int error = StatPath(path, leaf, &info)) return error;
     NoteReference(std::move(path), info, ref);
   } else {
-    host::Descriptor opened(OpenPath(path, O_PATH | (leaf == Leaf::kKeep ? O_NOFOLLOW : 0)));
+    host::Descriptor opened = host::OpenPath(path, O_PATH | (leaf == Leaf::kKeep ? O_NOFOLLOW : 0));
     if (!opened) return errno;
     auto anchor = std::make_shared<FSRefAnchor>(opened.get());
-    const int descriptor = opened.Give();
+    const int descriptor = opened.Release();
     if (const int error = StatDescriptor(descriptor, &info)) return error;
     bool renamed = dots;
     if (leaf == Leaf::kFollow && !dots) {
@@ -243,26 +236,6 @@ int LocateReference(const FSRef& ref, std::string* path, struct statx* out) {
   return 0;
 }
 
-std::string ChildPath(const std::string& parent, std::string_view name) {
-  std::string path;
-  path.reserve(parent.size() + 1 + name.size());
-  path = parent;
-  if (path.empty() || path.back() != '/') path += '/';
-  path += name;
-  return path;
-}
-
-std::string_view ParentPath(std::string_view path) {
-  const std::size_t slash = path.rfind('/');
-  if (slash == std::string_view::npos) return ".";
-  return path.substr(0, slash == 0 ? 1 : slash);
-}
-
-std::string_view LeafName(std::string_view path) {
-  const std::size_t slash = path.rfind('/');
-  return slash == std::string_view::npos ? path : path.substr(slash + 1);
-}
-
 }  // namespace carbon
 
 OSStatus FSPathMakeRef(const UInt8* path, FSRef* ref, Boolean* is_directory) {
@@ -275,30 +248,21 @@ OSStatus FSPathMakeRefWithOptions(const UInt8* path, OptionBits options, FSRef* 
   struct statx info {};
   const auto leaf = (options & kFSPathMakeRefDoNotFollowLeafSymlink) != 0 ? carbon::Leaf::kKeep
                                                                           : carbon::Leaf::kFollow;
-  const auto hold =
-      (options & kFSPathMakeRefBriefly) != 0 ? carbon::Hold::kLoose : carbon::Hold::kAnchored;
   const std::string bytes = host::ResolvePath(reinterpret_cast<const char*>(path));
-  int error = carbon::MakeReference(bytes, leaf, hold, ref, &info);
-  if (error == ENOENT && (options & kFSPathMakeRefAnySpelling) != 0 && bytes.starts_with('/')) {
-    if (const std::optional<std::string> spelled = host::FindOtherSpelling(bytes)) {
-      error = carbon::MakeReference(*spelled, leaf, hold, ref, &info);
-    }
+  if (const int error = carbon::MakeReference(bytes, leaf, ref, &info)) {
+    return carbon::Status(error);
   }
-  if (error != 0) return host::StatusFromErrno(error);
   if (is_directory != nullptr) *is_directory = S_ISDIR(info.stx_mode) ? 1 : 0;
   return noErr;
-}
-
-OSStatus FSRefCopyPath(const FSRef* ref, std::string* path) {
-  if (ref == nullptr || path == nullptr) return paramErr;
-  return host::StatusFromErrno(carbon::LocateReference(*ref, path, nullptr));
 }
 
 OSStatus FSRefMakePath(const FSRef* ref, UInt8* path, UInt32 max_path_size) {
   if (ref == nullptr || path == nullptr || max_path_size == 0) return paramErr;
   path[0] = 0;
   std::string present;
-  if (const OSStatus status = FSRefCopyPath(ref, &present)) return status;
+  if (const int error = carbon::LocateReference(*ref, &present, nullptr)) {
+    return carbon::Status(error);
+  }
   if (present.size() >= max_path_size) return pathTooLongErr;
   std::memcpy(path, present.c_str(), present.size() + 1);
   return noErr;

@@ -12,7 +12,7 @@
 // neither reads nor writes it, and the kernel tells its present path. A reference beyond that
 // number is looked for by its identity in the folder where it was last seen.
 //
-// Functions return a status: 0, or one of host/errno_status.h.
+// Functions return a status: 0, or one of errno_status.h.
 #pragma once
 
 #include <cstdint>
@@ -28,7 +28,7 @@ using OptionBits = UInt32;
 // Keeps hold of an object on behalf of the references to it.
 class FSRefAnchor;
 
-// The fields are the layer's own business: callers use the calls.
+// The fields are this folder's own business: callers use the calls.
 struct FSRef {
   std::string path;  // absolute, bytes as on disk, no trailing "/" (the root is "/")
   std::uint64_t device = 0;
@@ -43,13 +43,6 @@ inline constexpr int kMaxAnchors = 256;
 inline constexpr OptionBits kFSPathMakeRefDefaultOptions = 0;
 inline constexpr OptionBits kFSPathMakeRefDoNotFollowLeafSymlink = 1;
 
-// Our own option: the reference is used at once and dropped, so nothing is held on to.
-inline constexpr OptionBits kFSPathMakeRefBriefly = 0x100;
-
-// Our own option: when nothing has the path as it is spelled, what has it with accented letters
-// composed or decomposed otherwise.
-inline constexpr OptionBits kFSPathMakeRefAnySpelling = 0x200;
-
 // A reference for an existing object from its path (bytes; UTF-8 unless the name on disk is not).
 // A relative path counts from the current folder. A final symbolic link is followed.
 // `is_directory` may be null.
@@ -62,9 +55,6 @@ OSStatus FSPathMakeRefWithOptions(const UInt8* path, OptionBits options, FSRef* 
 // The object's present path, terminated, into a buffer of `max_path_size` bytes. A path that does
 // not fit gives pathTooLongErr and leaves the buffer empty: a path is never cut.
 OSStatus FSRefMakePath(const FSRef* ref, UInt8* path, UInt32 max_path_size);
-
-// The object's present path, whatever its length.
-OSStatus FSRefCopyPath(const FSRef* ref, std::string* path);
 
 // 0 when both name the same object, errFSRefsDifferent otherwise.
 OSErr FSCompareFSRefs(const FSRef* first, const FSRef* second);

@@ -1,6 +1,6 @@
-// What kind of item stands at a reference.
+// Which items are programs.
 //
-// Functions return a status: 0, or one of host/errno_status.h.
+// Functions return a status: 0, or one of errno_status.h.
 #pragma once
 
 #include "platform/carbon/fsref.h"
@@ -13,12 +13,7 @@ using LSItemInfoFlags = OptionBits;
 
 inline constexpr LSRequestedInfo kLSRequestAllFlags = 0x00000010;
 
-inline constexpr LSItemInfoFlags kLSItemInfoIsPlainFile = 0x00000001;
-inline constexpr LSItemInfoFlags kLSItemInfoIsPackage = 0x00000002;
 inline constexpr LSItemInfoFlags kLSItemInfoIsApplication = 0x00000004;
-inline constexpr LSItemInfoFlags kLSItemInfoIsContainer = 0x00000008;
-inline constexpr LSItemInfoFlags kLSItemInfoIsSymlink = 0x00000020;
-inline constexpr LSItemInfoFlags kLSItemInfoIsInvisible = 0x00000040;
 inline constexpr LSItemInfoFlags kLSItemInfoIsNativeApp = 0x00000080;
 
 struct LSItemInfoRecord {

@@ -4,8 +4,8 @@
 #include <memory>
 #include <utility>
 
-#include "platform/carbon/forks.h"
 #include "host/descriptor.h"
+#include "platform/carbon/forks.h"
 
 namespace orvik::carbon {
 
@@ -35,7 +35,7 @@ std::shared_ptr<OpenFork> FindFork(FSIORefNum number);
 std::shared_ptr<OpenFork> UnregisterFork(FSIORefNum number);
 
 // Opens the data fork of the regular file that `ref` names (or the link it names leads to), under
-// the rules of forks.h. Returns the descriptor, or -1 with `status` set.
-int OpenDataFork(const FSRef& ref, SInt8 permissions, bool* may_write, OSErr* status);
+// the rules of forks.h; empty, with `status` set, on failure.
+host::Descriptor OpenDataFork(const FSRef& ref, SInt8 permissions, bool* may_write, OSErr* status);
 
 }  // namespace orvik::carbon

@@ -5,7 +5,7 @@
 
 #include <string>
 
-#include "platform/carbon/files.h"
+#include "platform/carbon/catalog_info.h"
 
 namespace orvik::carbon {
 

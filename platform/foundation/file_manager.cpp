@@ -9,12 +9,11 @@
 #include <optional>
 #include <string>
 
-#include "platform/carbon/files.h"
-#include "platform/foundation/file_path.h"
 #include "host/at_path.h"
-#include "platform/carbon/errno_status.h"
 #include "host/move_file.h"
 #include "host/system_root.h"
+#include "platform/carbon/errno_status.h"
+#include "platform/foundation/file_path.h"
 
 namespace orvik {
 
@@ -24,17 +23,6 @@ ObjCBool Answer(int result, NSError** error) {
   if (result == 0) return YES;
   if (error != nullptr) *error = NSError::errorWithErrno(result);
   return NO;
-}
-
-// Also where the lock is not the kernel's, which stops a move by itself.
-bool IsLocked(const std::string& path) {
-  FSRef ref;
-  FSCatalogInfo info;
-  return FSPathMakeRefWithOptions(reinterpret_cast<const UInt8*>(path.c_str()),
-                                  kFSPathMakeRefDoNotFollowLeafSymlink | kFSPathMakeRefBriefly,
-                                  &ref, nullptr) == noErr &&
-         FSGetCatalogInfo(&ref, kFSCatInfoNodeFlags, &info, nullptr, nullptr, nullptr) == noErr &&
-         (info.nodeFlags & kFSNodeLockedMask) != 0;
 }
 
 }  // namespace
@@ -60,9 +48,8 @@ NSFileManager* NSFileManager::defaultManager() {
 ObjCBool NSFileManager::fileExistsAtPath(const NSString* path, ObjCBool* is_directory) const {
   const std::optional<std::string> file = FilePath(path);
   if (!file) return NO;
-  const host::AtPath at(*file);
   struct stat attributes;
-  if (at.error() != 0 || fstatat(at.folder(), at.name(), &attributes, 0) != 0) return NO;
+  if (host::StatPath(*file, 0, &attributes) != 0) return NO;
   if (is_directory != nullptr) *is_directory = S_ISDIR(attributes.st_mode) ? YES : NO;
   return YES;
 }
@@ -73,7 +60,7 @@ ObjCBool NSFileManager::createDirectoryAtPath(const NSString* path, ObjCBool int
   const std::optional<std::string> folder = FilePath(path);
   if (!folder || attributes != nullptr) return Answer(EINVAL, error);
   if (intermediates != NO) return Answer(host::MakeFolders(*folder), error);
-  return Answer(mkdir(folder->c_str(), 0777) == 0 ? 0 : errno, error);
+  return Answer(host::MakeFolderAt(*folder, 0777), error);
 }
 
 ObjCBool NSFileManager::moveItemAtPath(const NSString* source, const NSString* target,
@@ -81,7 +68,7 @@ ObjCBool NSFileManager::moveItemAtPath(const NSString* source, const NSString* t
   const std::optional<std::string> from = FilePath(source);
   const std::optional<std::string> to = FilePath(target);
   if (!from || !to) return Answer(EINVAL, error);
-  return Answer(IsLocked(*from) ? EPERM : host::MoveWithoutReplacing(*from, *to), error);
+  return Answer(host::MoveWithoutReplacing(*from, *to), error);
 }
 
 const NSString* NSTemporaryDirectory() {

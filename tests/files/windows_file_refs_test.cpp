@@ -5,8 +5,8 @@
 #include <filesystem>
 #include <string>
 
-#include "platform/carbon/errno_status.h"
 #include "tests/support/file_trees.h"
+#include "tests/support/references.h"
 #include "tests/support/test_environment.h"
 
 namespace orvik::test {

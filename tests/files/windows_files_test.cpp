@@ -7,6 +7,7 @@
 #include <string>
 
 #include "tests/support/file_trees.h"
+#include "tests/support/references.h"
 #include "tests/support/test_environment.h"
 
 namespace orvik::test {

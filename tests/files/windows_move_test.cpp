@@ -4,11 +4,9 @@
 #include <string>
 
 #include "files/windows_files.h"
-#include "platform/carbon/trash.h"
-#include "platform/carbon/errno_status.h"
+#include "host/trash.h"
 #include "tests/support/file_trees.h"
 #include "tests/support/test_environment.h"
-#include "tests/support/without_root_rights.h"
 
 namespace orvik::test {
 namespace {
@@ -54,22 +52,15 @@ TEST_F(WindowsMoveTest, FailuresAreLoggedAndLoseNothing) {
 
 TEST_F(WindowsMoveTest, ALockedFileStays) {
   WriteFile(top_ / "locked", "x");
-  if (!HasUserAttributes(top_ / "locked")) GTEST_SKIP() << "no user attributes here";
-  {
-    // Without the rights of root the lock is an attribute of our own.
-    const WithoutRootRights without(env_.folder());
-    ASSERT_EQ(Lock(top_ / "locked"), noErr);
-  }
+  if (!Lock(top_ / "locked")) GTEST_SKIP() << "no right to lock";
   EXPECT_EQ(Move("locked", "moved"), FALSE);
   EXPECT_TRUE(fs::exists(top_ / "locked"));
   EXPECT_EQ(DeleteFile((top_ / "locked").u16string().c_str()), TRUE);
 }
 
 TEST_F(WindowsMoveTest, ATrashGetsItsInfoFile) {
-  FSRef trash;
-  ASSERT_EQ(FSFindHomeTrashFolder(1, &trash), noErr);
   std::string files;
-  ASSERT_EQ(FSRefCopyPath(&trash, &files), noErr);
+  ASSERT_EQ(host::OpenHomeTrash(true, &files), 0);
   const fs::path info = fs::path(files).parent_path() / "info/x.trashinfo";
   WriteFile(top_ / "x", "1");
   EXPECT_EQ(Move("x", fs::path(files) / "x"), TRUE);

@@ -31,6 +31,7 @@ TEST_F(MoveFileTest, CopiesATreeWithWhatItCarriesAndRemovesTheSource) {
   fs::create_symlink("nowhere", from / "link");
   mkfifo((from / "pipe").c_str(), 0600);
   fs::permissions(from / "sub", fs::perms(0711));
+  fs::create_hard_link(from / "sub/file", from / "second name");
   ASSERT_EQ(CopyThenRemove(from, to), 0);
   EXPECT_FALSE(fs::exists(from));
   EXPECT_EQ(ReadFile(to / "sub" / "file"), "content");
@@ -39,6 +40,7 @@ TEST_F(MoveFileTest, CopiesATreeWithWhatItCarriesAndRemovesTheSource) {
   EXPECT_EQ(fs::status(to / "sub").permissions(), fs::perms(0711));
   EXPECT_EQ(fs::read_symlink(to / "link"), "nowhere");
   EXPECT_TRUE(fs::is_fifo(to / "pipe"));
+  EXPECT_TRUE(fs::equivalent(to / "second name", to / "sub" / "file"));
 }
 
 TEST_F(MoveFileTest, RemovesWhatKilledProcessesLeft) {

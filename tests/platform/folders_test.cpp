@@ -1,6 +1,6 @@
 #include "platform/carbon/folders.h"
 
-#include "platform/carbon/errno_status.h"
+#include "tests/support/references.h"
 #include "tests/support/test_environment.h"
 
 namespace orvik::test {
@@ -10,11 +10,8 @@ class FoldersTest : public EnvironmentTest {
  protected:
   std::string Path(FSVolumeRefNum domain, OSType type) {
     FSRef ref;
-    std::string path;
     const OSErr status = FSFindFolder(domain, type, true, &ref);
-    if (status != noErr) return std::to_string(status);
-    FSRefCopyPath(&ref, &path);
-    return path;
+    return status == noErr ? PathOf(ref) : std::to_string(status);
   }
 };
 
@@ -41,6 +38,9 @@ TEST_F(FoldersTest, LieBelowTheHomeOrTheSystemRoot) {
       {1, kDocumentsFolderType, std::to_string(nsvErr)}};
   for (const auto& one : cases) EXPECT_EQ(Path(one.domain, one.type), one.path);
   EXPECT_TRUE(Contains(Path(kUserDomain, kTrashFolderType), "/Trash/files"));
+  EXPECT_EQ(Path(InfoOf(env_.home()).volume, kTrashFolderType),
+            Path(kUserDomain, kTrashFolderType));
+  EXPECT_EQ(Path(-32000, kTrashFolderType), std::to_string(nsvErr));
 }
 
 TEST_F(FoldersTest, AreMadeOnlyWhenAskedTo) {

@@ -1,7 +1,7 @@
 #include "platform/carbon/forks.h"
 
-#include "platform/carbon/errno_status.h"
 #include "tests/support/file_trees.h"
+#include "tests/support/references.h"
 #include "tests/support/test_environment.h"
 
 namespace orvik::test {

@@ -2,6 +2,8 @@
 #pragma once
 
 #include <fcntl.h>
+#include <linux/fs.h>
+#include <sys/ioctl.h>
 #include <sys/stat.h>
 #include <sys/xattr.h>
 #include <unistd.h>
@@ -9,37 +11,27 @@
 #include <filesystem>
 #include <string>
 
-#include "platform/carbon/files.h"
 #include "tests/support/test_environment.h"
 
 namespace orvik::test {
 
-inline const UInt8* Bytes(const std::string& path) {
-  return reinterpret_cast<const UInt8*>(path.c_str());
+// Sets the kernel's lock; false where the rights or the volume do not allow that.
+inline bool Lock(const fs::path& path) {
+  const int file = open(path.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC);
+  int flags = 0;
+  bool done = ioctl(file, FS_IOC_GETFLAGS, &flags) == 0;
+  flags |= FS_IMMUTABLE_FL;
+  done = done && ioctl(file, FS_IOC_SETFLAGS, &flags) == 0;
+  close(file);
+  return done;
 }
 
-// A reference that names a link itself.
-inline FSRef RefOf(const fs::path& path) {
-  FSRef ref;
-  FSPathMakeRefWithOptions(Bytes(path.string()), kFSPathMakeRefDoNotFollowLeafSymlink, &ref,
-                           nullptr);
-  return ref;
-}
-
-inline FSCatalogInfo InfoOf(const fs::path& path,
-                            FSCatalogInfoBitmap which = kFSCatInfoGettableInfo) {
-  FSCatalogInfo info;
-  const FSRef ref = RefOf(path);
-  FSGetCatalogInfo(&ref, which, &info, nullptr, nullptr, nullptr);
-  return info;
-}
-
-// Sets the lock that stays whoever opens the file.
-inline OSErr Lock(const fs::path& path) {
-  const FSRef ref = RefOf(path);
-  FSCatalogInfo info;
-  info.nodeFlags = kFSNodeLockedMask;
-  return FSSetCatalogInfo(&ref, kFSCatInfoNodeFlags, &info);
+inline bool IsLocked(const fs::path& path) {
+  const int file = open(path.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC);
+  int flags = 0;
+  ioctl(file, FS_IOC_GETFLAGS, &flags);
+  close(file);
+  return (flags & FS_IMMUTABLE_FL) != 0;
 }
 
 // Permission bits of a file; a link's own.

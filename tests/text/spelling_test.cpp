@@ -39,7 +39,6 @@ TEST(Spelling, VisitsEveryOtherSpellingUpToALimit) {
   EXPECT_TRUE(all);
   others(u"\u00E9\u00E9\u00E9\u00E9\u00E9\u00E9\u00E9\u00E9", 8, &all);
   EXPECT_FALSE(all);
-  EXPECT_EQ(ComposedSpelling(u"e\u0301\xD800"), u"\u00E9\xD800");
 }
 
 }  // namespace

@@ -1,0 +1,74 @@
+#include "host/disk_usage.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+
+#include <set>
+#include <utility>
+#include <vector>
+
+#include "host/at_path.h"
+#include "host/folder_chain.h"
+#include "host/folder_list.h"
+#include "host/open_flags.h"
+
+namespace orvik::host {
+
+namespace {
+
+class Counter {
+ public:
+  std::uint64_t Count(Descriptor top) {
+    Enter(std::move(top));
+    while (!waiting_.empty()) {
+      if (waiting_.back().empty()) {
+        waiting_.pop_back();
+        if (chain_.Leave() != 0) break;
+        continue;
+      }
+      const std::string next = std::move(waiting_.back().back());
+      waiting_.back().pop_back();
+      Enter(Descriptor(openat(chain_.folder(), next.c_str(), kOpenFolder)));
+    }
+    return bytes_;
+  }
+
+  void Add(const struct stat& info) {
+    if (S_ISDIR(info.st_mode) || info.st_nlink < 2 ||
+        counted_.emplace(info.st_dev, info.st_ino).second) {
+      bytes_ += static_cast<std::uint64_t>(info.st_blocks) * 512;
+    }
+  }
+
+  std::uint64_t bytes() const { return bytes_; }
+
+ private:
+  void Enter(Descriptor folder) {
+    if (!folder || chain_.Enter(std::move(folder)) != 0) return;
+    waiting_.emplace_back();
+    ListFolder(chain_.folder(), [this](const dirent& entry) {
+      struct stat info;
+      if (fstatat(chain_.folder(), entry.d_name, &info, AT_SYMLINK_NOFOLLOW) != 0) return 0;
+      Add(info);
+      if (S_ISDIR(info.st_mode)) waiting_.back().emplace_back(entry.d_name);
+      return 0;
+    });
+  }
+
+  FolderChain chain_;
+  std::vector<std::vector<std::string>> waiting_;  // folders still to be entered, for each level
+  std::set<std::pair<dev_t, ino_t>> counted_;      // files of several names
+  std::uint64_t bytes_ = 0;
+};
+
+}  // namespace
+
+std::uint64_t DiskUsage(const std::string& path) {
+  struct stat info;
+  if (StatPath(path, AT_SYMLINK_NOFOLLOW, &info) != 0) return 0;
+  Counter counter;
+  counter.Add(info);
+  return S_ISDIR(info.st_mode) ? counter.Count(OpenPath(path, kOpenFolder)) : counter.bytes();
+}
+
+}  // namespace orvik::host

@@ -1,0 +1,256 @@
+#include "host/node_copy.h"
+
+#include <fcntl.h>
+#include <limits.h>
+#include <linux/fs.h>
+#include <sys/ioctl.h>
+#include <sys/sysmacros.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <utility>
+
+#include "host/at_path.h"
+#include "host/content_copy.h"
+#include "host/creation_date.h"
+#include "host/descriptor.h"
+#include "host/open_flags.h"
+#include "host/path_names.h"
+#include "host/staged_file.h"
+
+namespace orvik::host {
+
+namespace {
+
+constexpr std::size_t kBufferSize = std::size_t{256} << 10;
+constexpr unsigned kWanted = STATX_BASIC_STATS | STATX_BTIME;
+constexpr int kMaximumLinks = 40;
+
+timespec TimeOf(const statx_timestamp& time) {
+  return {static_cast<time_t>(time.tv_sec), static_cast<long>(time.tv_nsec)};
+}
+
+bool IsSame(const struct statx& info, const struct stat& other) {
+  return info.stx_ino == other.st_ino &&
+         makedev(info.stx_dev_major, info.stx_dev_minor) == other.st_dev;
+}
+
+struct stat OwnerAndMode(const struct statx& info) {
+  struct stat record {};
+  record.st_mode = info.stx_mode;
+  record.st_uid = info.stx_uid;
+  record.st_gid = info.stx_gid;
+  return record;
+}
+
+struct Source {
+  Descriptor file;  // of a regular file
+  struct statx info {};
+};
+
+int Inspect(int folder, const char* name, Source* source) {
+  constexpr int kFlags = AT_SYMLINK_NOFOLLOW | AT_NO_AUTOMOUNT;
+  return statx(folder, name, kFlags, kWanted, &source->info) == 0 ? 0 : errno;
+}
+
+int OpenRegular(int folder, const char* name, Source* source) {
+  source->file = Descriptor(openat(folder, name, kOpenEntry));
+  if (!source->file) return errno;
+  if (statx(source->file.get(), "", AT_EMPTY_PATH, kWanted, &source->info) != 0) return errno;
+  return S_ISREG(source->info.stx_mode) ? 0 : EAGAIN;  // another entry has the name now
+}
+
+int OpenSource(int folder, const char* name, mode_t type, Source* source) {
+  if (type == 0 || !S_ISREG(type)) {
+    if (const int error = Inspect(folder, name, source)) return error;
+    if (!S_ISREG(source->info.stx_mode)) return 0;
+  }
+  const int error = OpenRegular(folder, name, source);
+  return error == ELOOP ? Inspect(folder, name, source) : error;
+}
+
+// Everything but the lock.
+int Fill(const Source& source, int target, Owner owner) {
+  const struct statx& info = source.info;
+  const int from = source.file.get();
+  bool has_record = false;
+  if (const int error = CopyAttributes(from, owner, target, &has_record)) return error;
+  const ContentSize size{static_cast<long long>(info.stx_size),
+                         static_cast<long long>(info.stx_blocks) * 512};
+  if (const int error = CopyContent(from, target, size, kBufferSize)) return error;
+  if (const int error = CopyCreationDate(from, info, has_record, target)) {
+    if (error == ENOSPC || error == EDQUOT || error == EIO) return error;
+  }
+  if (const int error = CopyMode(OwnerAndMode(info), owner, target)) return error;
+  const timespec times[2] = {TimeOf(info.stx_atime), TimeOf(info.stx_mtime)};
+  return futimens(target, times) == 0 ? 0 : errno;
+}
+
+// Only the superuser may lock; whoever may not has a copy without the lock.
+void CopyLock(const Source& source, int target) {
+  if ((source.info.stx_attributes & STATX_ATTR_IMMUTABLE) == 0) return;
+  int flags = 0;
+  if (ioctl(target, FS_IOC_GETFLAGS, &flags) != 0) return;
+  flags |= FS_IMMUTABLE_FL;
+  ioctl(target, FS_IOC_SETFLAGS, &flags);
+}
+
+int CopyRegularAtOnce(const Source& source, int to, const char* name, const NodeCopy& how) {
+  Descriptor target(openat(to, name, O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0600));
+  if (!target) return errno;
+  int error = Fill(source, target.get(), how.owner);
+  if (error == 0 && how.flush && fsync(target.get()) != 0) error = errno;
+  if (error == 0) CopyLock(source, target.get());
+  if (!target.Close() && error == 0) error = errno;
+  if (error != 0) unlinkat(to, name, 0);
+  return error;
+}
+
+int CommitCopy(StagedFile* copy, int to, const char* name, Existing existing) {
+  int error = copy->CommitAsNew();
+  if (error != EEXIST || existing == Existing::kKeep) return error;
+  error = copy->Commit(-1);
+  if (error != EISDIR) return error;
+  // An empty folder has nothing to lose.
+  if (unlinkat(to, name, AT_REMOVEDIR) != 0) return EISDIR;
+  return copy->CommitAsNew();
+}
+
+int CopyRegularWhole(const Source& source, int to, const char* name, const NodeCopy& how) {
+  StagedFile copy(to, name);
+  // Where nothing is replaced nothing can have been left.
+  const bool clean = how.existing == Existing::kReplace || how.flush;
+  if (const int error = copy.Make(0600, clean)) return error;
+  if (const int error = Fill(source, copy.descriptor(), how.owner)) return error;
+  if (how.flush && fsync(copy.descriptor()) != 0) return errno;
+  if (const int error = CommitCopy(&copy, to, name, how.existing)) return error;
+  if (how.flush) {
+    if (const int error = FlushNames(to, copy.descriptor())) {
+      if (how.existing == Existing::kKeep) copy.Rollback();
+      return error;
+    }
+  }
+  CopyLock(source, copy.descriptor());
+  return 0;
+}
+
+// Makes a link or special file, which has no content, under a free name.
+int MakeOther(const Source& source, const char* text, int to, const char* name, Owner owner) {
+  const struct statx& info = source.info;
+  if (text != nullptr) {
+    if (symlinkat(text, to, name) != 0) return errno;
+  } else {
+    const dev_t device = makedev(info.stx_rdev_major, info.stx_rdev_minor);
+    if (mknodat(to, name, info.stx_mode, device) != 0) return errno;
+  }
+  // Where the rights do not suffice the copy belongs to its maker.
+  if (owner == Owner::kSource) {
+    [[maybe_unused]] const int owned =
+        fchownat(to, name, info.stx_uid, info.stx_gid, AT_SYMLINK_NOFOLLOW);
+  }
+  if (text == nullptr) fchmodat(to, name, info.stx_mode & 07777, 0);
+  const timespec times[2] = {TimeOf(info.stx_atime), TimeOf(info.stx_mtime)};
+  utimensat(to, name, times, AT_SYMLINK_NOFOLLOW);
+  return 0;
+}
+
+// Whether a link with this text in the folder leads, directly or through other links, to an entry.
+bool LeadsTo(int folder, std::string text, const struct stat& entry) {
+  Descriptor own;
+  for (int links = 0; links < kMaximumLinks; ++links) {
+    struct stat info;
+    if (fstatat(folder, text.c_str(), &info, AT_SYMLINK_NOFOLLOW) != 0) return false;
+    if (info.st_dev == entry.st_dev && info.st_ino == entry.st_ino) return true;
+    char next[PATH_MAX];
+    const ssize_t length =
+        S_ISLNK(info.st_mode) ? readlinkat(folder, text.c_str(), next, sizeof next) : -1;
+    if (length <= 0) return false;
+    const std::string parent(ParentPath(text));
+    own = Descriptor(openat(folder, parent.c_str(), kOpenPlace));
+    if (!own) return false;
+    folder = own.get();
+    text.assign(next, static_cast<std::size_t>(length));
+  }
+  return true;
+}
+
+// Makes an entry and puts it in the place of another. A link cannot be locked, and so not be staged
+// by itself: it is made in a staged folder.
+template <typename Make>
+int CommitOther(Make make, int to, const char* name) {
+  StagedFolder staged(to, name);
+  if (const int error = staged.Make()) return error;
+  constexpr char kEntry[] = "entry";
+  if (const int error = make(staged.descriptor(), kEntry)) return error;
+  if (renameat(staged.descriptor(), kEntry, to, name) == 0) return 0;
+  if (errno != EISDIR) return errno;
+  // An empty folder has nothing to lose.
+  if (unlinkat(to, name, AT_REMOVEDIR) != 0) return EISDIR;
+  return renameat(staged.descriptor(), kEntry, to, name) == 0 ? 0 : errno;
+}
+
+int CopyOther(const Source& source, int from, const char* from_name, int to, const char* to_name,
+              const NodeCopy& how) {
+  if (S_ISDIR(source.info.stx_mode)) return EISDIR;
+  char text[PATH_MAX];
+  const bool is_link = S_ISLNK(source.info.stx_mode);
+  if (is_link) {
+    const ssize_t length = readlinkat(from, from_name, text, sizeof text);
+    if (length < 0) return errno;
+    if (length == static_cast<ssize_t>(sizeof text)) return ENAMETOOLONG;
+    text[length] = '\0';
+  } else if (!how.special_files) {
+    return EOPNOTSUPP;
+  }
+  const auto make = [&](int folder, const char* name) {
+    return MakeOther(source, is_link ? text : nullptr, folder, name, how.owner);
+  };
+  int error = make(to, to_name);
+  if (error == EEXIST && how.existing == Existing::kReplace) {
+    struct stat old;
+    if (is_link && fstatat(to, to_name, &old, AT_SYMLINK_NOFOLLOW) == 0) {
+      const std::string parent(ParentPath(from_name));
+      const Descriptor place(openat(from, parent.c_str(), kOpenPlace));
+      if (LeadsTo(place.get(), text, old) || LeadsTo(to, text, old)) return EINVAL;
+    }
+    error = CommitOther(make, to, to_name);
+  }
+  if (error != 0 || !how.flush) return error;
+  error = FlushNames(to, -1);
+  if (error != 0 && how.existing == Existing::kKeep) unlinkat(to, to_name, 0);
+  return error;
+}
+
+}  // namespace
+
+int CopyNode(int from, const char* from_name, mode_t type, int to, const char* to_name,
+             const NodeCopy& how) {
+  Source source;
+  if (const int error = OpenSource(from, from_name, type, &source)) return error;
+  struct stat old;
+  if (how.existing == Existing::kReplace && fstatat(to, to_name, &old, AT_SYMLINK_NOFOLLOW) == 0 &&
+      IsSame(source.info, old)) {
+    return EINVAL;
+  }
+  if (!source.file) return CopyOther(source, from, from_name, to, to_name, how);
+  return how.appearance == Appearance::kAtOnce ? CopyRegularAtOnce(source, to, to_name, how)
+                                               : CopyRegularWhole(source, to, to_name, how);
+}
+
+int CopyNode(const std::string& from, const std::string& to, const NodeCopy& how) {
+  const AtPath source(from);
+  if (source.error() != 0) return source.error();
+  const std::string name(LeafName(to));
+  if (name.empty() || name == "." || name == "..") return EISDIR;
+  const Descriptor folder = OpenPath(std::string(ParentPath(to)), kOpenPlace);
+  if (!folder) return errno;
+  return CopyNode(source.folder(), source.name(), 0, folder.get(), name.c_str(), how);
+}
+
+int FlushNames(int folder, int file) {
+  const Descriptor readable(openat(folder, ".", O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+  if (readable) return FlushFolder(readable.get());
+  return file < 0 || syncfs(file) == 0 ? 0 : errno;
+}
+
+}  // namespace orvik::host

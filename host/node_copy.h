@@ -1,0 +1,53 @@
+// Copying one entry of a folder: a regular file, a symbolic link or a special file.
+//
+// A copy has the content (content_copy.h), the mode, the times, the extended attributes, the
+// creation date and the kernel's lock of its source; a link has the text and the times. What the
+// volume cannot keep, or the rights do not allow, is left out (file_properties.h); content that
+// cannot be written whole fails the copy.
+//
+// Functions return 0 or an errno. A failure leaves no copy, and what was under the name stays.
+#pragma once
+
+#include <sys/stat.h>
+
+#include <string>
+
+#include "host/file_properties.h"
+
+namespace [[gnu::visibility("default")]] orvik {
+namespace host {
+
+enum class Existing {
+  kKeep,     // EEXIST when anything has the name
+  kReplace,  // a file, link or empty folder of the name; EISDIR for another folder
+};
+
+enum class Appearance {
+  kWhole,   // the copy gets its name when it is whole: whoever looks sees the old entry or the new
+  kAtOnce,  // under its name from the start, in a folder that nobody else uses; needs kKeep
+};
+
+struct NodeCopy {
+  Owner owner = Owner::kMaker;
+  Existing existing = Existing::kKeep;
+  Appearance appearance = Appearance::kWhole;
+  bool special_files = false;  // pipes, sockets, devices; else they are EOPNOTSUPP
+  bool flush = false;          // copy and name are on disk before the call returns
+};
+
+// Copies the entry `from_name` of the open folder `from` into the open folder `to`. A folder is
+// EISDIR. `type`, where the caller knows it, is the type bits of the entry's mode, else 0. No pipe,
+// socket or device is opened. EINVAL when the entry to be replaced is the source under another
+// name, or what a link leads to: the copy would be a link to itself.
+int CopyNode(int from, const char* from_name, mode_t type, int to, const char* to_name,
+             const NodeCopy& how);
+
+// The same with two paths; the folder of `to` must exist.
+int CopyNode(const std::string& from, const std::string& to, const NodeCopy& how);
+
+// Puts the names in an open folder (which may be an O_PATH descriptor) on disk. `file` is an open
+// file of the same volume, or -1.
+int FlushNames(int folder, int file);
+
+}  // namespace host
+}  // namespace orvik

@@ -1,0 +1,262 @@
+#include "host/trash.h"
+
+#include <fcntl.h>
+#include <stdlib.h>
+#include <sys/file.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <ctime>
+#include <filesystem>
+#include <functional>
+#include <optional>
+#include <set>
+
+#include "host/at_path.h"
+#include "host/descriptor.h"
+#include "host/disk_usage.h"
+#include "host/folder_list.h"
+#include "host/open_flags.h"
+#include "host/path_names.h"
+#include "host/replace_file.h"
+#include "host/staged_file.h"
+#include "host/system_root.h"
+#include "host/temporary_file.h"
+#include "text/percent_encoding.h"
+
+namespace orvik::host {
+
+namespace {
+
+constexpr mode_t kPrivate = 0700;
+
+enum class LinkRule { kFollow, kRefuse };
+
+int Inspect(const std::string& path, LinkRule links, struct stat* info) {
+  return StatPath(path, links == LinkRule::kRefuse ? AT_SYMLINK_NOFOLLOW : 0, info);
+}
+
+int MakeIfMissing(const std::string& path) {
+  const int error = MakeFolderAt(path, kPrivate);
+  return error == EEXIST ? 0 : error;
+}
+
+// A folder of our own into which we may write.
+int CheckOwnFolder(const std::string& path, LinkRule links) {
+  struct stat info;
+  if (const int error = Inspect(path, links, &info)) return error;
+  if (!S_ISDIR(info.st_mode)) return ENOTDIR;
+  if (info.st_uid != getuid()) return EACCES;
+  const AtPath at(path);
+  if (at.error() != 0) return at.error();
+  return faccessat(at.folder(), at.name(), W_OK | X_OK, AT_EACCESS) == 0 ? 0 : errno;
+}
+
+// A user may have put a link in the place of the home trash, nobody in that of a volume's.
+int OpenTrash(const std::string& trash, LinkRule links, bool create, std::string* files) {
+  int error = create ? MakeIfMissing(trash) : 0;
+  if (error == 0) error = CheckOwnFolder(trash, links);
+  for (const char* const part : {"info", "files"}) {
+    *files = ChildPath(trash, part);
+    if (error == 0 && create) error = MakeIfMissing(*files);
+    if (error == 0) error = CheckOwnFolder(*files, links);
+  }
+  return error;
+}
+
+// A place in a trash: the trash folder itself, and the top of its volume ("" for the home trash).
+struct Trash {
+  std::string folder;
+  std::string top;
+};
+
+std::optional<Trash> TrashOf(std::string_view target_path) {
+  const std::string_view files = ParentPath(target_path);
+  if (LeafName(files) != "files") return std::nullopt;
+  Trash trash{std::string(ParentPath(files)), {}};
+  struct stat here, home;
+  if (StatPath(trash.folder, 0, &here) != 0) return std::nullopt;
+  if (StatPath(HomeTrash(), 0, &home) == 0 && here.st_ino == home.st_ino &&
+      here.st_dev == home.st_dev) {
+    return trash;
+  }
+  const std::string user = std::to_string(getuid());
+  const std::string_view parent = ParentPath(trash.folder);
+  if (LeafName(trash.folder) == ".Trash-" + user) {
+    trash.top = std::string(parent);
+    return trash;
+  }
+  if (LeafName(trash.folder) == user && LeafName(parent) == ".Trash") {
+    trash.top = std::string(ParentPath(parent));
+    return trash;
+  }
+  return std::nullopt;
+}
+
+std::string InfoPath(const Trash& trash, std::string_view target_path) {
+  return ChildPath(ChildPath(trash.folder, "info"),
+                   std::string(LeafName(target_path)) + ".trashinfo");
+}
+
+std::string Encoded(std::string_view path) {
+  return PercentEncoded(path, "-_.!~*'()/");
+}
+
+// The path as the kernel knows its folder: absolute, without links, "." and "..".
+std::string Canonical(std::string_view path) {
+  const std::string folder(ParentPath(path));
+  char* const real = realpath(folder.c_str(), nullptr);
+  if (real != nullptr) {
+    const std::string canonical = ChildPath(real, LeafName(path));
+    free(real);
+    return canonical;
+  }
+  // The folder is gone, or its path is too long for the call.
+  std::error_code error;
+  const std::filesystem::path absolute = std::filesystem::absolute(std::string(path), error);
+  return error ? std::string(path) : absolute.lexically_normal().string();
+}
+
+// What the specification wants in an info file: never "." or "..".
+std::string OriginalPath(const Trash& trash, std::string_view source_path) {
+  std::string path = Canonical(source_path);
+  if (trash.top.empty()) return path;
+  std::string prefix = Canonical(ChildPath(trash.top, "x"));
+  prefix.pop_back();
+  if (path.starts_with(prefix) && path.size() > prefix.size()) path.erase(0, prefix.size());
+  return path;
+}
+
+std::string InfoText(const Trash& trash, std::string_view source_path) {
+  const std::time_t now = std::time(nullptr);
+  std::tm local{};
+  tzset();  // localtime_r does not look at a zone that has changed
+  localtime_r(&now, &local);
+  char date[32];
+  std::strftime(date, sizeof date, "%Y-%m-%dT%H:%M:%S", &local);
+  return "[Trash Info]\nPath=" + Encoded(OriginalPath(trash, source_path)) +
+         "\nDeletionDate=" + date + "\n";
+}
+
+// Whether an info file of this age, in seconds, has no file and will get none.
+bool IsLeftOver(std::time_t modified, const std::string& target_path) {
+  constexpr std::time_t kDay = 24 * 60 * 60;
+  struct stat info;
+  return std::time(nullptr) - modified > kDay &&
+         Inspect(target_path, LinkRule::kRefuse, &info) == ENOENT;
+}
+
+// Under a lock, so that of two only one removes it, and never what the other has made since.
+bool RemoveLeftOver(const std::string& path, const std::string& target_path) {
+  const AtPath at(path);
+  if (at.error() != 0) return false;
+  const Descriptor info(openat(at.folder(), at.name(), kOpenEntry));
+  struct stat record;
+  return info && flock(info.get(), LOCK_EX | LOCK_NB) == 0 &&
+         IsOwnFile(info.get(), at.folder(), at.name()) && fstat(info.get(), &record) == 0 &&
+         IsLeftOver(record.st_mtime, target_path) && unlinkat(at.folder(), at.name(), 0) == 0;
+}
+
+// Enters a folder in "directorysizes", and takes out those that are gone. The file is a cache that
+// whoever shows the trash can make again: a failure is none of the move.
+void NoteFolderSize(const Trash& trash, const std::string& target_path, std::time_t info_time) {
+  const std::string cache = ChildPath(trash.folder, "directorysizes");
+  const std::string name = Encoded(LeafName(target_path));
+  const Descriptor files = OpenPath(ChildPath(trash.folder, "files"), O_RDONLY | O_DIRECTORY);
+  std::set<std::string, std::less<>> present;
+  if (!files || ListFolder(files.get(), [&present](const dirent& entry) {
+                  present.insert(Encoded(entry.d_name));
+                  return 0;
+                }) != 0) {
+    return;
+  }
+  present.erase(name);
+  std::string old, text;
+  ReadWholeFile(cache, &old);
+  for (std::string_view rest = old; !rest.empty();) {
+    const std::size_t end = rest.find('\n');
+    const std::string_view line = rest.substr(0, end);
+    rest.remove_prefix(end == std::string_view::npos ? rest.size() : end + 1);
+    const std::string_view other = line.substr(line.rfind(' ') + 1);
+    if (present.find(other) != present.end()) text.append(line).append("\n");
+  }
+  text +=
+      std::to_string(DiskUsage(target_path)) + " " + std::to_string(info_time) + " " + name + "\n";
+  ReplaceFile(cache, text, Flush::kNone);
+}
+
+}  // namespace
+
+std::string HomeTrash() {
+  const char* const data = getenv("XDG_DATA_HOME");
+  if (data != nullptr && data[0] == '/') return ChildPath(data, "Trash");
+  return ChildPath(HomeFolder(), ".local/share/Trash");
+}
+
+int OpenHomeTrash(bool create, std::string* files) {
+  const std::string trash = HomeTrash();
+  if (create) {
+    if (const int error = MakeFolders(std::string(ParentPath(trash)))) return error;
+  }
+  return OpenTrash(trash, LinkRule::kFollow, create, files);
+}
+
+int OpenVolumeTrash(const std::string& top, bool create, std::string* files) {
+  const std::string user = std::to_string(getuid());
+  const std::string shared = ChildPath(top, ".Trash");
+  struct stat info;
+  if (Inspect(shared, LinkRule::kRefuse, &info) == 0 && S_ISDIR(info.st_mode) &&
+      (info.st_mode & S_ISVTX) != 0 &&
+      OpenTrash(ChildPath(shared, user), LinkRule::kRefuse, create, files) == 0) {
+    return 0;
+  }
+  return OpenTrash(ChildPath(top, ".Trash-" + user), LinkRule::kRefuse, create, files);
+}
+
+TrashInfo::~TrashInfo() {
+  if (!info_path_.empty()) UnlinkPath(info_path_, 0);
+}
+
+int TrashInfo::Write(std::string_view source_path, std::string_view target_path) {
+  const std::optional<Trash> trash = TrashOf(target_path);
+  if (!trash) return 0;
+  const std::string path = InfoPath(*trash, target_path);
+  if (const int error = MakeIfMissing(ChildPath(trash->folder, "info"))) return error;
+  const std::string target(target_path);
+  Descriptor info = OpenPath(path, O_WRONLY | O_CREAT | O_EXCL, 0600);
+  if (!info && errno == EEXIST) {
+    if (!RemoveLeftOver(path, target)) return EEXIST;
+    info = OpenPath(path, O_WRONLY | O_CREAT | O_EXCL, 0600);
+  }
+  if (!info) return errno;
+  int error = WriteAll(info.get(), InfoText(*trash, source_path));
+  if (!info.Close() && error == 0) error = errno;
+  if (error != 0) {
+    UnlinkPath(path, 0);
+    return error;
+  }
+  info_path_ = path;
+  target_path_ = target;
+  return 0;
+}
+
+void TrashInfo::Keep() {
+  struct stat info, target;
+  if (!info_path_.empty() && StatPath(target_path_, AT_SYMLINK_NOFOLLOW, &target) == 0 &&
+      S_ISDIR(target.st_mode) && StatPath(info_path_, AT_SYMLINK_NOFOLLOW, &info) == 0) {
+    if (const std::optional<Trash> trash = TrashOf(target_path_)) {
+      NoteFolderSize(*trash, target_path_, info.st_mtime);
+    }
+  }
+  info_path_.clear();
+}
+
+bool TrashNameIsTaken(std::string_view target_path) {
+  const std::optional<Trash> trash = TrashOf(target_path);
+  struct stat info;
+  return trash && Inspect(InfoPath(*trash, target_path), LinkRule::kRefuse, &info) == 0 &&
+         !IsLeftOver(info.st_mtime, std::string(target_path));
+}
+
+}  // namespace orvik::host

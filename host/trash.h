@@ -1,0 +1,63 @@
+// The trash of a volume, by the trash specification of freedesktop.org, version 1.0: a folder with
+// "files", which holds what was thrown away, "info", which says for each where it came from, and
+// "directorysizes", which says how much room the folders in "files" take.
+//
+// The home trash ($XDG_DATA_HOME/Trash, else ~/.local/share/Trash) serves the volume of the home;
+// another volume has $top/.Trash/$uid when an administrator made $top/.Trash (a real folder with
+// the sticky bit), else $top/.Trash-$uid.
+//
+// What is thrown away gets its info file first, so a process that is killed in between leaves an
+// info file without a file, as the specification allows. It keeps its name in use for a day,
+// because another process may still be on the way to it; after that the next file of that name
+// takes its place.
+//
+// Functions return 0 or an errno. Paths are bytes.
+#pragma once
+
+#include <string>
+#include <string_view>
+
+namespace [[gnu::visibility("default")]] orvik {
+namespace host {
+
+// A longer name, in bytes, leaves no room for that of its info file.
+inline constexpr std::size_t kLongestTrashName = 255 - std::string_view(".trashinfo").size();
+
+// The folder of the home trash, which need not exist.
+std::string HomeTrash();
+
+// The "files" folder of the home trash, or of the trash of the volume that is mounted at `top`.
+// With `create` it is made when it is missing (mode 0700, with its "info"); without, ENOENT when
+// there is none. A trash that belongs to someone else or cannot be written is refused, on a volume
+// also one that is a link.
+int OpenHomeTrash(bool create, std::string* files);
+int OpenVolumeTrash(const std::string& top, bool create, std::string* files);
+
+// The info file of something about to be moved to `target_path`.
+class TrashInfo {
+ public:
+  TrashInfo() = default;
+  // Removes the info file unless it is kept.
+  ~TrashInfo();
+  TrashInfo(const TrashInfo&) = delete;
+  TrashInfo& operator=(const TrashInfo&) = delete;
+
+  // When the folder of the target is the "files" folder of a trash, makes "info/<name>.trashinfo"
+  // with the original path and the local time, else nothing. The path is absolute in the home
+  // trash; in that of a volume it is relative to the volume's top, for what lies below that. EEXIST
+  // when an info file of that name exists, because the name is then taken.
+  int Write(std::string_view source_path, std::string_view target_path);
+
+  // To be called when the move is done. A folder is entered in "directorysizes".
+  void Keep();
+
+ private:
+  std::string info_path_;
+  std::string target_path_;
+};
+
+// Whether an info file keeps the name of `target_path` in use.
+bool TrashNameIsTaken(std::string_view target_path);
+
+}  // namespace host
+}  // namespace orvik

@@ -1,0 +1,243 @@
+#include "host/tree_merge.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <optional>
+#include <string_view>
+#include <utility>
+#include <vector>
+
+#include "host/at_path.h"
+#include "host/descriptor.h"
+#include "host/file_names.h"
+#include "host/folder_chain.h"
+#include "host/folder_list.h"
+#include "host/folder_nesting.h"
+#include "host/hard_links.h"
+#include "host/move_file.h"
+#include "host/name_spelling.h"
+#include "host/node_copy.h"
+#include "host/open_flags.h"
+#include "host/system_root.h"
+#include "text/spelling.h"
+#include "text/transcoding.h"
+
+namespace orvik::host {
+
+namespace {
+
+struct Entry {
+  std::string name;
+  mode_t type;
+};
+
+bool HasOneSpellingOnDisk(std::string_view name) {
+  return IsAscii(name) || HasOneSpelling(FileNameFromBytes(name));
+}
+
+class Merger {
+ public:
+  // `top` is a descriptor of the target for this object alone.
+  Merger(Transfer transfer, Descriptor top, const struct stat& source, TreeReport* report)
+      : transfer_(transfer),
+        source_(source),
+        report_(report),
+        top_(std::move(top)),
+        links_(top_.get()) {}
+
+  int Run(Descriptor from, Descriptor to, bool is_new) {
+    int error = Enter(std::move(from), std::move(to), is_new, false);
+    while (error == 0 && !levels_.empty()) {
+      std::vector<std::string>& subfolders = levels_.back().subfolders;
+      if (subfolders.empty()) {
+        error = Leave();
+        continue;
+      }
+      const std::string next = std::move(subfolders.back());
+      subfolders.pop_back();
+      error = Descend(next);
+    }
+    return error;
+  }
+
+ private:
+  struct Level {
+    std::size_t source_path_above;  // lengths
+    std::size_t target_path_above;
+    bool is_new;  // the target was made for this
+    bool crosses_volumes = false;
+    std::vector<std::string> subfolders = {};  // still to be transferred
+    std::optional<FolderSpellings> target_names = {};
+  };
+
+  void Fail(std::string_view name, int error) {
+    report_->AddFailure(source_path_ + std::string(name), error);
+  }
+
+  int Enter(Descriptor from, Descriptor to, bool is_new, bool through_link) {
+    struct stat source, target;
+    if (fstat(from.get(), &source) != 0 || fstat(to.get(), &target) != 0) return errno;
+    if (levels_.empty()) levels_.push_back({0, 0, is_new});
+    levels_.back().crosses_volumes = source.st_dev != target.st_dev;
+    if (const int error = sources_.Enter(std::move(from))) return error;
+    if (const int error = targets_.Enter(std::move(to), through_link)) return error;
+    for (const Entry& entry : Entries()) {
+      if (S_ISDIR(entry.type)) {
+        levels_.back().subfolders.push_back(entry.name);
+      } else {
+        TransferOther(entry);
+      }
+    }
+    return 0;
+  }
+
+  // All of them before any is touched: a move changes the folder that is read.
+  std::vector<Entry> Entries() {
+    std::vector<Entry> entries;
+    const int folder = sources_.folder();
+    const int error = ListFolder(folder, [&](const dirent& entry) {
+      entries.push_back({entry.d_name, EntryType(folder, entry)});
+      return 0;
+    });
+    if (error != 0) Fail({}, error);
+    return entries;
+  }
+
+  void TransferOther(const Entry& entry) {
+    const int to = targets_.folder();
+    const std::string target = TargetName(entry.name);
+    const int error = transfer_ == Transfer::kCopy ? Copy(entry, to, target.c_str())
+                                                   : Move(entry.name.c_str(), to, target);
+    if (error != 0) {
+      Fail(entry.name, error);
+    } else {
+      ++report_->done;
+    }
+  }
+
+  int Copy(const Entry& entry, int to, const char* target) {
+    const NodeCopy how{.existing = levels_.back().is_new ? Existing::kKeep : Existing::kReplace};
+    return CopyNode(sources_.folder(), entry.name.c_str(), entry.type, to, target, how);
+  }
+
+  int Move(const char* name, int to, const std::string& target) {
+    const int from = sources_.folder();
+    struct stat info {};
+    const bool is_noted = levels_.back().crosses_volumes &&
+                          fstatat(from, name, &info, AT_SYMLINK_NOFOLLOW) == 0 && info.st_nlink > 1;
+    const int error = MoveEntry(from, name, to, target.c_str(), &links_);
+    if (error == 0 && is_noted) links_.Note(info, target_path_ + target, to, target.c_str());
+    return error;
+  }
+
+  // The name under which an entry of the source goes into the target.
+  std::string TargetName(const std::string& name) {
+    Level& level = levels_.back();
+    if (level.is_new || HasOneSpellingOnDisk(name)) return name;
+    const int to = targets_.folder();
+    if (faccessat(to, name.c_str(), F_OK, AT_SYMLINK_NOFOLLOW) == 0) return name;
+    if (!level.target_names) level.target_names.emplace().Read(to);
+    std::optional<std::string> other = level.target_names->Find(name);
+    const bool is_own =
+        other && faccessat(sources_.folder(), other->c_str(), F_OK, AT_SYMLINK_NOFOLLOW) != 0;
+    return is_own ? *other : name;
+  }
+
+  // Makes or opens the folder of the target.
+  Descriptor OpenTarget(const char* name, bool* is_new, bool* through_link) {
+    const int above = targets_.folder();
+    *is_new = mkdirat(above, name, 0777) == 0;
+    *through_link = false;
+    if (!*is_new && errno != EEXIST) return Descriptor();
+    Descriptor opened(openat(above, name, kOpenFolder));
+    if (opened || (errno != ELOOP && errno != ENOTDIR)) return opened;
+    struct stat link, folder;
+    if (fstatat(above, name, &link, AT_SYMLINK_NOFOLLOW) != 0) return Descriptor();
+    const bool is_trusted = link.st_uid == geteuid() || link.st_uid == 0 ||
+                            (fstat(above, &folder) == 0 && link.st_uid == folder.st_uid);
+    errno = is_trusted ? ENOTDIR : EACCES;
+    if (!S_ISLNK(link.st_mode) || !is_trusted) return Descriptor();
+    *through_link = true;
+    return Descriptor(openat(above, name, O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+  }
+
+  int Descend(const std::string& name) {
+    Descriptor from(openat(sources_.folder(), name.c_str(), kOpenFolder));
+    if (!from) {
+      // Also a folder that cannot be read is made.
+      const int error = errno;
+      if (error == EACCES) mkdirat(targets_.folder(), TargetName(name).c_str(), 0777);
+      Fail(name, error);
+      return 0;
+    }
+    const std::string target = TargetName(name);
+    bool is_new, through_link;
+    Descriptor to = OpenTarget(target.c_str(), &is_new, &through_link);
+    if (!to) {
+      Fail(name, errno);
+      return 0;
+    }
+    // A link may lead back into what is being copied, which then would not end.
+    if (through_link && LiesInFolder(to.get(), source_)) return EINVAL;
+    levels_.push_back({source_path_.size(), target_path_.size(), is_new});
+    source_path_ += name + "/";
+    target_path_ += target + "/";
+    const int error = Enter(std::move(from), std::move(to), is_new, through_link);
+    if (error != 0) Fail({}, error);
+    return error == 0 ? 0 : EIO;
+  }
+
+  int Leave() {
+    source_path_.resize(levels_.back().source_path_above);
+    target_path_.resize(levels_.back().target_path_above);
+    levels_.pop_back();
+    int error = sources_.Leave();
+    if (error == 0) error = targets_.Leave();
+    if (error != 0) Fail({}, error);
+    return error == 0 ? 0 : EIO;
+  }
+
+  const Transfer transfer_;
+  const struct stat source_;
+  TreeReport* const report_;
+  const Descriptor top_;
+  HardLinks links_;
+  FolderChain sources_;
+  FolderChain targets_;
+  std::string source_path_;  // from the top to the innermost folder, with "/" at its end
+  std::string target_path_;
+  std::vector<Level> levels_;
+};
+
+}  // namespace
+
+int MergeTree(const std::string& from, const std::string& to, Transfer transfer,
+              TreeReport* report) {
+  TreeReport own;
+  if (report == nullptr) report = &own;
+  Descriptor source = OpenPath(from, O_RDONLY | O_DIRECTORY);
+  struct stat info;
+  if (!source && errno == EACCES && LiesInFolder(to, from)) return EINVAL;
+  if (!source && errno != EACCES) return errno;
+  if (source && fstat(source.get(), &info) != 0) return errno;
+  if (source && LiesInFolder(to, from)) return EINVAL;
+  int error = MakeFolderAt(to, 0777);
+  const bool is_new = error == 0;
+  if (error == ENOENT) error = MakeFolders(to);
+  Descriptor target = OpenPath(to, O_RDONLY | O_DIRECTORY);
+  if (!target) error = errno;
+  if (!source) error = EACCES;
+  if (!target || !source) {
+    report->AddFailure({}, error);
+    return 0;
+  }
+  Descriptor top(fcntl(target.get(), F_DUPFD_CLOEXEC, 0));
+  error = Merger(transfer, std::move(top), info, report)
+              .Run(std::move(source), std::move(target), is_new);
+  return error == EINVAL ? EINVAL : 0;
+}
+
+}  // namespace orvik::host

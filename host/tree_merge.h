@@ -1,0 +1,35 @@
+// Copying or moving what a folder holds into another folder, which may hold something already.
+#pragma once
+
+#include <string>
+
+#include "host/tree_report.h"
+
+namespace [[gnu::visibility("default")]] orvik {
+namespace host {
+
+enum class Transfer {
+  kCopy,  // files and links of the same names are replaced; special files are not copied
+  kMove,  // existing entries stay, and the entries that would replace them too
+};
+
+// Transfers every entry of the folder `from` at every depth into the folder `to`, which is made
+// with its parents. Folders are made where they are missing; those of the source stay when their
+// entries are moved. Both paths may be links to folders. In the tree no link is followed, but for
+// one below `to` that has the name of a folder of the source, leads to a folder, and belongs to
+// this user, to root or to the owner of the folder it is in.
+//
+// Copies are made as node_copy.h says, each file by itself: one that has several names is copied
+// once for each. A move to another volume keeps them (move_file.h).
+//
+// An entry of which `to` has another spelling (name_spelling.h) goes to that one, unless the source
+// has both.
+//
+// The transfer goes on after a failure. `report` (may be null) counts the files, links and special
+// files transferred. The result is 0 whatever failed, but ENOENT or ENOTDIR when there is no
+// source, and EINVAL when `to` lies in it; then nothing, or nothing more, is transferred.
+int MergeTree(const std::string& from, const std::string& to, Transfer transfer,
+              TreeReport* report = nullptr);
+
+}  // namespace host
+}  // namespace orvik

@@ -1,0 +1,58 @@
+// What the file manager knows about a file or folder.
+#pragma once
+
+#include "platform/carbon/fsref.h"
+#include "platform/core_foundation/base.h"
+
+namespace [[gnu::visibility("default")]] orvik {
+
+// A mounted volume: a negative number that stands for the mount while the process runs.
+using FSVolumeRefNum = SInt16;
+using FSCatalogInfoBitmap = UInt32;
+
+struct FSSpec;
+
+// A name as the file manager counts it.
+struct HFSUniStr255 {
+  UInt16 length = 0;  // units
+  UniChar unicode[255] = {};
+};
+
+// Seconds since 1904-01-01 00:00 UTC (48 bits) and 65536ths of a second.
+struct UTCDateTime {
+  UInt16 highSeconds = 0;
+  UInt32 lowSeconds = 0;
+  UInt16 fraction = 0;
+};
+
+struct FSPermissionInfo {
+  UInt32 userID = 0;
+  UInt32 groupID = 0;
+  UInt16 mode = 0;  // POSIX mode with the type bits
+};
+
+struct FSCatalogInfo {
+  FSVolumeRefNum volume = 0;
+  UTCDateTime createDate;  // host/creation_date.h
+  UTCDateTime contentModDate;
+  UTCDateTime accessDate;
+  FSPermissionInfo permissions;
+  UInt64 dataLogicalSize = 0;   // bytes; 0 for a folder
+  UInt64 dataPhysicalSize = 0;  // bytes allocated
+};
+
+// Bits that choose fields of FSCatalogInfo.
+inline constexpr FSCatalogInfoBitmap kFSCatInfoVolume = 0x00000004;
+inline constexpr FSCatalogInfoBitmap kFSCatInfoCreateDate = 0x00000020;
+inline constexpr FSCatalogInfoBitmap kFSCatInfoContentMod = 0x00000040;
+inline constexpr FSCatalogInfoBitmap kFSCatInfoAccessDate = 0x00000100;
+inline constexpr FSCatalogInfoBitmap kFSCatInfoPermissions = 0x00000400;
+inline constexpr FSCatalogInfoBitmap kFSCatInfoDataSizes = 0x00004000;
+
+// Reads the chosen fields of an object, a link's own; the others keep their values. 0, or a status
+// of errno_status.h; paramErr for other bits. The last three arguments are not carried out and must
+// be null (paramErr).
+OSErr FSGetCatalogInfo(const FSRef* ref, FSCatalogInfoBitmap which_info, FSCatalogInfo* info,
+                       HFSUniStr255* name, FSSpec* spec, FSRef* parent);
+
+}  // namespace orvik

@@ -1,0 +1,222 @@
+#include "host/trash.h"
+
+#include <sys/mount.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <chrono>
+#include <ctime>
+
+#include "tests/support/file_trees.h"
+#include "tests/support/test_environment.h"
+
+namespace orvik::test {
+namespace {
+
+using namespace host;
+
+class TrashTest : public EnvironmentTest {
+ protected:
+  std::string InfoText(const std::string& name) const {
+    return ReadFile(home_trash_ / "info" / (name + ".trashinfo"));
+  }
+
+  fs::path home_trash_ = env_.home() / ".local/share/Trash";
+  std::string files_;
+};
+
+TEST_F(TrashTest, TheHomeTrashIsMadeOnDemand) {
+  EXPECT_EQ(OpenHomeTrash(false, &files_), ENOENT);
+  EXPECT_FALSE(fs::exists(home_trash_));
+  ASSERT_EQ(OpenHomeTrash(true, &files_), 0);
+  EXPECT_EQ(files_, home_trash_ / "files");
+  EXPECT_EQ(ModeOf(home_trash_), 0700u);
+  EXPECT_TRUE(fs::is_directory(home_trash_ / "info"));
+  EXPECT_EQ(OpenHomeTrash(false, &files_), 0);
+  const ScopedVariable data("XDG_DATA_HOME", (env_.temp() / "data").string());
+  fs::create_directories(env_.temp() / "data");
+  ASSERT_EQ(OpenHomeTrash(true, &files_), 0);
+  EXPECT_EQ(files_, env_.temp() / "data/Trash/files");
+}
+
+TEST_F(TrashTest, InfoFilesSayWhereThingsCameFrom) {
+  ASSERT_EQ(OpenHomeTrash(true, &files_), 0);
+  const std::string target = files_ + "/a b.txt";
+  {
+    TrashInfo info;
+    ASSERT_EQ(info.Write("/some where/caf\xC3\xA9%[\n].txt", target), 0);
+    EXPECT_TRUE(TrashNameIsTaken(target));
+    const std::string text = InfoText("a b.txt");
+    const std::string start =
+        "[Trash Info]\nPath=/some%20where/caf%C3%A9%25%5B%0A%5D.txt\nDeletionDate=";
+    ASSERT_TRUE(text.starts_with(start)) << text;
+    std::tm date{};
+    const char* const end = strptime(text.c_str() + start.size(), "%Y-%m-%dT%H:%M:%S", &date);
+    ASSERT_NE(end, nullptr) << text;
+    EXPECT_STREQ(end, "\n");
+    TrashInfo second;
+    EXPECT_EQ(second.Write("/other", target), EEXIST);
+  }
+  EXPECT_FALSE(TrashNameIsTaken(target));
+  TrashInfo kept;
+  ASSERT_EQ(kept.Write("/x", target), 0);
+  kept.Keep();
+  EXPECT_TRUE(TrashNameIsTaken(target));
+  // Folders that only look like a trash get no info file.
+  fs::create_directories(env_.temp() / "Trash/files");
+  fs::create_directories(env_.temp() / "Trash/info");
+  TrashInfo none;
+  EXPECT_EQ(none.Write("/x", (env_.temp() / "Trash/files/x").string()), 0);
+  EXPECT_TRUE(fs::is_empty(env_.temp() / "Trash/info"));
+}
+
+TEST_F(TrashTest, PathsAreAbsoluteAndWithoutDots) {
+  ASSERT_EQ(OpenHomeTrash(true, &files_), 0);
+  fs::create_directories(top_ / "d/e");
+  fs::create_directory_symlink("d/e", top_ / "link");
+  const std::string top = fs::canonical(top_).string();
+  const fs::path old = fs::current_path();
+  fs::current_path(top_);
+  const std::pair<std::string, std::string> cases[] = {{top + "/d/./e/../x", top + "/d/x"},
+                                                       {"d//e/x", top + "/d/e/x"},
+                                                       {"./x", top + "/x"},
+                                                       {top + "/link/../x", top + "/d/x"}};
+  for (const auto& [source, expected] : cases) {
+    TrashInfo info;
+    ASSERT_EQ(info.Write(source, files_ + "/x"), 0);
+    EXPECT_TRUE(Contains(InfoText("x"), "\nPath=" + expected + "\n")) << source;
+  }
+  fs::current_path(old);
+}
+
+TEST_F(TrashTest, DatesFollowAZoneThatChanges) {
+  ASSERT_EQ(OpenHomeTrash(true, &files_), 0);
+  std::string texts[2];
+  const char* const zones[] = {"UTC0", "EST-9"};
+  for (int i = 0; i < 2; ++i) {
+    const ScopedVariable zone("TZ", zones[i]);
+    TrashInfo info;
+    ASSERT_EQ(info.Write("/x", files_ + "/x"), 0);
+    texts[i] = InfoText("x");
+  }
+  tzset();
+  std::tm dates[2] = {};
+  for (int i = 0; i < 2; ++i) {
+    strptime(texts[i].c_str() + texts[i].find("Date=") + 5, "%Y-%m-%dT%H:%M:%S", &dates[i]);
+  }
+  EXPECT_NEAR(difftime(timegm(&dates[1]), timegm(&dates[0])), 9 * 3600, 60);
+}
+
+TEST_F(TrashTest, FoldersAreEnteredWithTheirSize) {
+  ASSERT_EQ(OpenHomeTrash(true, &files_), 0);
+  const auto lines = [this] { return ReadFile(home_trash_ / "directorysizes"); };
+  const auto keep = [this](const std::string& name) {
+    TrashInfo info;
+    ASSERT_EQ(info.Write("/" + name, files_ + "/" + name), 0);
+    info.Keep();
+  };
+  WriteFile(fs::path(files_) / "a b/sub/file", std::string(100'000, 'x'));
+  WriteFile(fs::path(files_) / "plain", "x");
+  keep("plain");
+  EXPECT_FALSE(fs::exists(home_trash_ / "directorysizes"));
+  keep("a b");
+  long long size = 0, time = 0;
+  char name[32] = {};
+  ASSERT_EQ(sscanf(lines().c_str(), "%lld %lld %31s\n", &size, &time, name), 3) << lines();
+  EXPECT_STREQ(name, "a%20b");
+  EXPECT_GE(size, 100'000);
+  EXPECT_LT(size, 200'000);
+  EXPECT_NEAR(static_cast<double>(time), static_cast<double>(std::time(nullptr)), 60);
+  fs::create_directories(fs::path(files_) / "c");
+  keep("c");
+  EXPECT_TRUE(Contains(lines(), " a%20b\n"));
+  fs::remove_all(fs::path(files_) / "a b");
+  fs::create_directories(fs::path(files_) / "d");
+  keep("d");
+  EXPECT_EQ(lines().find("a%20b"), std::string::npos);
+  EXPECT_TRUE(Contains(lines(), " c\n"));
+}
+
+TEST_F(TrashTest, WhatAKilledProcessLeftKeepsItsNameForADay) {
+  ASSERT_EQ(OpenHomeTrash(true, &files_), 0);
+  const std::string target = files_ + "/x";
+  const fs::path left = home_trash_ / "info/x.trashinfo";
+  WriteFile(left, "[Trash Info]\nPath=/left\n");
+  TrashInfo info;
+  EXPECT_TRUE(TrashNameIsTaken(target));
+  EXPECT_EQ(info.Write("/new", target), EEXIST);
+  fs::last_write_time(left, fs::file_time_type::clock::now() - std::chrono::hours(25));
+  WriteFile(target, "its file");
+  EXPECT_TRUE(TrashNameIsTaken(target));
+  EXPECT_EQ(info.Write("/new", target), EEXIST);
+  fs::remove(target);
+  EXPECT_FALSE(TrashNameIsTaken(target));
+  EXPECT_EQ(info.Write("/new", target), 0);
+  EXPECT_TRUE(Contains(InfoText("x"), "Path=/new\n"));
+  EXPECT_TRUE(TrashNameIsTaken(target));
+}
+
+TEST_F(TrashTest, AHomeTrashThatCannotBeUsedIsRefused) {
+  WriteFile(home_trash_, "a file");
+  EXPECT_NE(OpenHomeTrash(true, &files_), 0);
+  fs::remove(home_trash_);
+  fs::create_directories(env_.temp() / "elsewhere");
+  fs::create_directory_symlink(env_.temp() / "elsewhere", home_trash_);
+  EXPECT_EQ(OpenHomeTrash(true, &files_), 0);
+  TrashInfo info;
+  EXPECT_EQ(info.Write("/x", (home_trash_ / "files/x").string()), 0);
+  EXPECT_TRUE(fs::exists(env_.temp() / "elsewhere/info/x.trashinfo"));
+}
+
+// A volume of its own, where the rights allow to mount one.
+class MountedVolume {
+ public:
+  explicit MountedVolume(const fs::path& path) : path_(path) {
+    fs::create_directories(path_);
+    mounted_ = mount("tmpfs", path_.c_str(), "tmpfs", 0, "size=1m") == 0;
+  }
+  ~MountedVolume() {
+    if (mounted_) umount2(path_.c_str(), MNT_DETACH);
+  }
+  MountedVolume(const MountedVolume&) = delete;
+  MountedVolume& operator=(const MountedVolume&) = delete;
+  bool mounted() const { return mounted_; }
+
+ private:
+  fs::path path_;
+  bool mounted_;
+};
+
+TEST_F(TrashTest, OtherVolumesHaveTheirOwn) {
+  const fs::path top = env_.temp() / "a volume";
+  const MountedVolume volume{top};
+  if (!volume.mounted()) GTEST_SKIP() << "no right to mount a volume";
+  const std::string user = std::to_string(getuid());
+  const auto open = [&] {
+    EXPECT_EQ(OpenVolumeTrash(top.string(), true, &files_), 0);
+    return fs::path(files_);
+  };
+  EXPECT_EQ(open(), top / (".Trash-" + user) / "files");
+  fs::create_directories(top / "d/e");
+  const std::pair<std::string, std::string> sources[] = {
+      {top / "d/x", "d/x"},
+      {top / "./d/../d/e/.././x", "d/x"},
+      {top_ / "outside", fs::canonical(top_).string() + "/outside"}};
+  for (const auto& [source, expected] : sources) {
+    TrashInfo info;
+    ASSERT_EQ(info.Write(source, files_ + "/x"), 0);
+    const std::string text = ReadFile(top / (".Trash-" + user) / "info/x.trashinfo");
+    EXPECT_TRUE(Contains(text, "\nPath=" + expected + "\n"));
+  }
+  // An administrator's trash comes first, but only a sticky folder that is no link.
+  fs::create_directory(top / ".Trash");
+  EXPECT_EQ(open(), top / (".Trash-" + user) / "files");
+  fs::permissions(top / ".Trash", fs::perms::all | fs::perms::sticky_bit);
+  EXPECT_EQ(open(), top / ".Trash" / user / "files");
+  fs::remove_all(top / ".Trash");
+  fs::create_directory_symlink(env_.temp(), top / ".Trash");
+  EXPECT_EQ(open(), top / (".Trash-" + user) / "files");
+}
+
+}  // namespace
+}  // namespace orvik::test
