@@ -138,6 +138,11 @@ OperationTable Operations() {
       RunInstaller);
   installer.also = IsPartlyRecorded;
   installer.stride = 23;
+  for (Operation& operation : add) {
+    // Streams and the writer flush nothing.
+    operation.is_durable = operation.name.starts_with("configuration") ||
+                           operation.name == "property file" || operation.name == "postflight";
+  }
   return add;
 }
 

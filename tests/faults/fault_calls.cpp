@@ -18,14 +18,17 @@
 #include <string_view>
 #include <type_traits>
 
+#include "tests/faults/crash_states.h"
 #include "tests/faults/fault_layer.h"
 
 namespace {
 
 using orvik::test::ArmedPlan;
 using orvik::test::Call;
+using orvik::test::CallRecorder;
 using orvik::test::Fault;
 using orvik::test::Judge;
+using orvik::test::Record;
 using orvik::test::Verdict;
 using orvik::test::Volume;
 
@@ -76,6 +79,50 @@ mode_t ModeArgument(int flags, va_list arguments) {
   return (flags & O_CREAT) != 0 || (flags & O_TMPFILE) == O_TMPFILE ? va_arg(arguments, mode_t) : 0;
 }
 
+// Whether an open that may make a file makes it; asked before it does.
+bool WillMake(int folder, const char* path, int flags) {
+  if (ArmedPlan() == nullptr || (flags & O_CREAT) == 0) return false;
+  struct stat record;
+  const int error = errno;
+  const bool is_missing = fstatat(folder, path, &record, AT_SYMLINK_NOFOLLOW) != 0;
+  errno = error;
+  return is_missing;
+}
+
+void RecordOpen(int file, int folder, const char* path, int flags, bool made) {
+  if (file < 0) return;
+  Record([=](CallRecorder& recorder) {
+    if ((flags & O_TMPFILE) == O_TMPFILE) {
+      recorder.MadeUnnamed(file);
+    } else if (made) {
+      recorder.Made(folder, path);
+    } else if ((flags & O_TRUNC) != 0) {
+      recorder.Changed(file);
+    }
+  });
+}
+
+// A call whose result is 0 for success, and what it then means to the recorder.
+template <typename Function>
+int Recorded(int result, Function record) {
+  if (result == 0) Record(record);
+  return result;
+}
+
+ssize_t RecordedWrite(ssize_t done, int file) {
+  if (done > 0) Record([file](CallRecorder& recorder) { recorder.Changed(file); });
+  return done;
+}
+
+// A call that changes names, announced before it is made.
+template <typename Function, typename Call>
+int Announced(Function announce, Call call) {
+  Record(announce);
+  const int result = call();
+  if (result != 0) Record([](CallRecorder& recorder) { recorder.Undo(); });
+  return result;
+}
+
 template <typename... Arguments>
 ssize_t PassWrite(const char* symbol, int file, const void* bytes, size_t count,
                   Arguments... offset) {
@@ -86,7 +133,9 @@ ssize_t PassWrite(const char* symbol, int file, const void* bytes, size_t count,
     errno = verdict.error;
     return -1;
   }
-  if (!verdict.short_write) return next(file, bytes, count, offset...);
+  if (!verdict.short_write) {
+    return RecordedWrite(next(file, bytes, count, offset...), file);
+  }
   const ssize_t done = next(file, bytes, (count + 1) / 2, offset...);
   if (ArmedPlan()->fault == Fault::kKill) kill(getpid(), SIGKILL);
   return done;
@@ -186,7 +235,10 @@ int FaultOpen(const char* path, int flags, ...) {
   const mode_t mode = ModeArgument(flags, arguments);
   va_end(arguments);
   if (const int error = Refusal(AT_FDCWD, path, flags)) return errno = error, -1;
-  return Next<int(const char*, int, ...)>("open64")(path, flags, mode);
+  const bool makes = WillMake(AT_FDCWD, path, flags);
+  const int file = Next<int(const char*, int, ...)>("open64")(path, flags, mode);
+  RecordOpen(file, AT_FDCWD, path, flags, makes);
+  return file;
 }
 
 int FaultOpenAt(int folder, const char* path, int flags, ...) {
@@ -195,7 +247,10 @@ int FaultOpenAt(int folder, const char* path, int flags, ...) {
   const mode_t mode = ModeArgument(flags, arguments);
   va_end(arguments);
   if (const int error = Refusal(folder, path, flags)) return errno = error, -1;
-  return Next<int(int, const char*, int, ...)>("openat64")(folder, path, flags, mode);
+  const bool makes = WillMake(folder, path, flags);
+  const int file = Next<int(int, const char*, int, ...)>("openat64")(folder, path, flags, mode);
+  RecordOpen(file, folder, path, flags, makes);
+  return file;
 }
 
 int FaultAccess(int folder, const char* path, int rights, int flags) {
@@ -233,25 +288,30 @@ ssize_t FaultPwrite(int file, const void* bytes, size_t count, off64_t at) {
 ssize_t FaultCopyRange(int from, off64_t* from_at, int to, off64_t* to_at, size_t count,
                        unsigned flags) {
   if (ArmedPlan() != nullptr && Fails(Call::kWrite)) return -1;
-  return Next<ssize_t(int, off64_t*, int, off64_t*, size_t, unsigned)>("copy_file_range")(
-      from, from_at, to, to_at, count, flags);
+  return RecordedWrite(Next<ssize_t(int, off64_t*, int, off64_t*, size_t, unsigned)>(
+                           "copy_file_range")(from, from_at, to, to_at, count, flags),
+                       to);
 }
 
 int FaultTruncate(int file, off64_t size) {
-  return Pass(Call::kMake, "ftruncate64", file, size);
+  return Recorded(Pass(Call::kMake, "ftruncate64", file, size),
+                  [file](CallRecorder& recorder) { recorder.Changed(file); });
 }
 int FaultAllocate(int file, int mode, off64_t at, off64_t size) {
-  return Pass(Call::kMake, "fallocate64", file, mode, at, size);
+  return Recorded(Pass(Call::kMake, "fallocate64", file, mode, at, size),
+                  [file](CallRecorder& recorder) { recorder.Changed(file); });
 }
 
 // What is flushed is of no interest to a test, and takes long.
 int FaultFsync(int file) {
   if (ArmedPlan() == nullptr) return Next<int(int)>("fsync")(file);
-  return Fails(Call::kFlush) ? -1 : 0;
+  return Recorded(Fails(Call::kFlush) ? -1 : 0,
+                  [file](CallRecorder& recorder) { recorder.Flushed(file); });
 }
 int FaultSyncfs(int file) {
   if (ArmedPlan() == nullptr) return Next<int(int)>("syncfs")(file);
-  return Fails(Call::kFlush) ? -1 : 0;
+  return Recorded(Fails(Call::kFlush) ? -1 : 0,
+                  [](CallRecorder& recorder) { recorder.FlushedAll(); });
 }
 
 int FaultFlock(int file, int operation) {
@@ -278,10 +338,14 @@ long FaultSyscall(long number, ...) {
 }
 
 int FaultRename(const char* from, const char* to) {
-  return Pass(Call::kRename, "rename", from, to);
+  return Announced(
+      [=](CallRecorder& recorder) { recorder.WillRename(AT_FDCWD, from, AT_FDCWD, to, false); },
+      [=] { return Pass(Call::kRename, "rename", from, to); });
 }
 int FaultRenameAt(int from, const char* from_name, int to, const char* to_name) {
-  return Pass(Call::kRename, "renameat", from, from_name, to, to_name);
+  return Announced(
+      [=](CallRecorder& recorder) { recorder.WillRename(from, from_name, to, to_name, false); },
+      [=] { return Pass(Call::kRename, "renameat", from, from_name, to, to_name); });
 }
 int FaultRenameAt2(int from, const char* from_name, int to, const char* to_name, unsigned flags) {
   if (ArmedPlan() != nullptr && ArmedPlan()->volume == Volume::kOther &&
@@ -289,31 +353,43 @@ int FaultRenameAt2(int from, const char* from_name, int to, const char* to_name,
     return errno = EXDEV, -1;
   }
   if (IsPlain() && flags != 0) return errno = EINVAL, -1;
-  return Pass(Call::kRename, "renameat2", from, from_name, to, to_name, flags);
+  return Announced(
+      [=](CallRecorder& recorder) {
+        recorder.WillRename(from, from_name, to, to_name, (flags & RENAME_EXCHANGE) != 0);
+      },
+      [=] { return Pass(Call::kRename, "renameat2", from, from_name, to, to_name, flags); });
 }
 int FaultLinkAt(int from, const char* from_name, int to, const char* to_name, int flags) {
-  return Pass(Call::kMake, "linkat", from, from_name, to, to_name, flags);
+  return Recorded(
+      Pass(Call::kMake, "linkat", from, from_name, to, to_name, flags),
+      [=](CallRecorder& recorder) { recorder.Linked(from, from_name, flags, to, to_name); });
 }
 int FaultSymlinkAt(const char* text, int folder, const char* name) {
-  return Pass(Call::kMake, "symlinkat", text, folder, name);
+  return Recorded(Pass(Call::kMake, "symlinkat", text, folder, name),
+                  [=](CallRecorder& recorder) { recorder.Made(folder, name); });
 }
 int FaultMkdir(const char* path, mode_t mode) {
-  return Pass(Call::kMake, "mkdir", path, mode);
+  return Recorded(Pass(Call::kMake, "mkdir", path, mode),
+                  [=](CallRecorder& recorder) { recorder.Made(AT_FDCWD, path); });
 }
 int FaultMkdirAt(int folder, const char* name, mode_t mode) {
-  return Pass(Call::kMake, "mkdirat", folder, name, mode);
+  return Recorded(Pass(Call::kMake, "mkdirat", folder, name, mode),
+                  [=](CallRecorder& recorder) { recorder.Made(folder, name); });
 }
 int FaultUnlink(const char* path) {
-  return Pass(Call::kRemove, "unlink", path);
+  return Announced([=](CallRecorder& recorder) { recorder.WillRemove(AT_FDCWD, path); },
+                   [=] { return Pass(Call::kRemove, "unlink", path); });
 }
 int FaultUnlinkAt(int folder, const char* name, int flags) {
-  return Pass(Call::kRemove, "unlinkat", folder, name, flags);
+  return Announced([=](CallRecorder& recorder) { recorder.WillRemove(folder, name); },
+                   [=] { return Pass(Call::kRemove, "unlinkat", folder, name, flags); });
 }
 int FaultFsetxattr(int file, const char* name, const void* value, size_t size, int flags) {
   return Pass(Call::kMake, "fsetxattr", file, name, value, size, flags);
 }
 int FaultFchmod(int file, mode_t mode) {
-  return Pass(Call::kAttribute, "fchmod", file, mode);
+  return Recorded(Pass(Call::kAttribute, "fchmod", file, mode),
+                  [file](CallRecorder& recorder) { recorder.Changed(file); });
 }
 int FaultFchown(int file, uid_t owner, gid_t group) {
   return Pass(Call::kAttribute, "fchown", file, owner, group);

@@ -4,6 +4,7 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <utility>
 
 namespace orvik::test {
 
@@ -13,6 +14,8 @@ struct State {
   const FaultPlan* plan = nullptr;
   int met = 0;
   FaultReport report;
+  const FaultPlan* paused = nullptr;
+  int error = 0;  // errno while paused
 };
 thread_local State state;
 
@@ -36,6 +39,7 @@ int ErrorOf(Fault fault, Call call) {
     case Fault::kShortWrite:
     case Fault::kNoMemory:
     case Fault::kKill:
+    case Fault::kPowerLoss:
       break;
   }
   return 0;
@@ -59,7 +63,8 @@ bool Strikes() {
 }  // namespace
 
 void Arm(const FaultPlan& plan) {
-  state = {&plan, 0, {}};
+  state = {};
+  state.plan = &plan;
 }
 
 FaultReport Disarm() {
@@ -69,6 +74,18 @@ FaultReport Disarm() {
 
 const FaultPlan* ArmedPlan() {
   return state.plan;
+}
+
+CallRecorder* PauseForRecording() {
+  if (state.plan == nullptr || state.plan->recorder == nullptr) return nullptr;
+  state.paused = std::exchange(state.plan, nullptr);
+  state.error = errno;
+  return state.paused->recorder;
+}
+
+void ResumeAfterRecording() {
+  state.plan = std::exchange(state.paused, nullptr);
+  errno = state.error;
 }
 
 Verdict Judge(Call call) {

@@ -8,6 +8,8 @@
 
 namespace orvik::test {
 
+class CallRecorder;
+
 enum class Fault {
   kInputOutput,  // fails with EIO
   kScarcity,     // fails for want of room, descriptors or locks
@@ -16,6 +18,7 @@ enum class Fault {
   kInterrupted,  // fails with EINTR, as a signal would make it
   kNoMemory,     // std::bad_alloc or null
   kKill,         // SIGKILL; a write has taken half of its bytes by then
+  kPowerLoss,    // nothing fails; the calls are recorded (crash_states.h)
 };
 
 // What the volume under the operation is like.
@@ -43,6 +46,7 @@ struct FaultPlan {
   Fault fault;
   int point;  // 0: none fails
   Volume volume = Volume::kUsual;
+  CallRecorder* recorder = nullptr;  // of the calls that change something
 };
 
 struct FaultReport {
@@ -64,5 +68,17 @@ Verdict Judge(Call call);
 bool AllocationFails();
 // Not null while armed.
 const FaultPlan* ArmedPlan();
+// The plan's recorder with the thread unarmed until ResumeAfterRecording; null, and nothing to
+// resume, without one. Neither allocates: an allocation would be the operation's.
+CallRecorder* PauseForRecording();
+void ResumeAfterRecording();
+// Calls the function if the plan has a recorder.
+template <typename Function>
+void Record(Function record) {
+  if (CallRecorder* const recorder = PauseForRecording()) {
+    record(*recorder);
+    ResumeAfterRecording();
+  }
+}
 
 }  // namespace orvik::test

@@ -116,6 +116,7 @@ OperationTable Operations() {
   lock.volume = Volume::kPlain;
   // Taking and releasing the lock is the longer part of these, and walked with the first.
   for (Operation& operation : add) {
+    operation.is_durable = true;
     if (operation.name.starts_with("shared ") && operation.name != "shared string") {
       operation.stride = 3;
     }

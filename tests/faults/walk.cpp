@@ -13,6 +13,7 @@
 #include <new>
 #include <optional>
 
+#include "tests/faults/crash_states.h"
 #include "tests/support/test_environment.h"
 
 // Null without a leak checker.
@@ -47,6 +48,7 @@ constexpr FaultName kFaults[] = {
     {Fault::kInterrupted, "EINTR"},
     {Fault::kNoMemory, "no memory"},
     {Fault::kKill, "kill"},
+    {Fault::kPowerLoss, "power loss"},
 };
 constexpr const char* kCalls[] = {"open",   "make",   "read",  "write", "flush",
                                   "rename", "remove", "close", "lock",  "attribute"};
@@ -145,6 +147,7 @@ class Walker {
   void WalkOn(const Snapshot& old_files, const Snapshot& new_files) {
     old_ = old_files;
     new_ = new_files;
+    if (fault_.fault == Fault::kPowerLoss) return WalkStates();
     if (progress_.deaths > 0) AfterDeath();
     while (!progress_.finished && progress_.point < kMostPoints) {
       progress_.point += Step();
@@ -210,6 +213,51 @@ class Walker {
     fs::remove_all(stage);
   }
 
+  // Every state that a loss of power can leave is built and found by a process that the operation's
+  // own has not lived to see.
+  void WalkStates() {
+    const std::string list = folder_ + "/states";
+    const pid_t child = fork();
+    if (child == 0) {
+      RecordStates(list);
+      _exit(0);
+    }
+    waitpid(child, nullptr, 0);
+    std::ifstream states(list);
+    bool is_done = false;
+    for (std::string place; states >> place >> progress_.point >> is_done;) {
+      ++progress_.struck;
+      fs::rename(place, StageOf(1));
+      SetStage(StageOf(1));
+      const State found = StateOf(Take(), true);
+      if (is_done && !found.all_new && old_ != new_) Find("loses what was called done");
+      Recover(found);
+      fs::remove_all(stage);
+    }
+    fs::remove(list);
+    progress_.finished = true;
+  }
+
+  // Builds the states in folders of their own. The list has the folder, the moment, and whether the
+  // operation had reported success by then.
+  void RecordStates(const std::string& list) {
+    Prepare(1);
+    CallRecorder recorder(stage);
+    const FaultPlan plan{Fault::kPowerLoss, 0, operation_.volume, &recorder};
+    Arm(plan);
+    const Told told = operation_.run();
+    Disarm();
+    fs::remove_all(stage);
+    std::ofstream states(list);
+    int number = 0;
+    for (const CrashState& state : recorder.States()) {
+      const std::string place = folder_ + "/state-" + std::to_string(number++);
+      Build(state, place);
+      states << place << ' ' << state.events << ' ' << (state.at_end && told == Told::kDone)
+             << '\n';
+    }
+  }
+
   void AfterDeath() {
     call_ = "death";
     SetStage(StageOf(progress_.point));
@@ -248,7 +296,10 @@ class Walker {
     if (!operation_.repeats && !state.all_old) return;
     const Outcome outcome = RunWithFault(0);
     if (outcome.told == Told::kFailed && state.all_old) Find("fails the next time");
-    if (!StateOf(Take(), false).all_new) Find("does not give the new files the next time");
+    // Where nothing needs to be written again, what a loss of power left stays until something
+    // does.
+    const bool may_leave = fault_.fault == Fault::kPowerLoss && state.all_new;
+    if (!StateOf(Take(), may_leave).all_new) Find("does not give the new files the next time");
   }
 
   State StateOf(const Snapshot& files, bool may_leave) {
@@ -386,14 +437,18 @@ void Walk(const Operation& operation) {
   const ScopedEnvironment environment;
   int failing = 0;
   int kills = 0;
+  int states = 0;
   for (const FaultName& fault : kFaults) {
+    if (fault.fault == Fault::kPowerLoss && !operation.is_durable) continue;
     const int points = WalkFault(operation, fault, environment.folder().string());
-    (fault.fault == Fault::kKill ? kills : failing) += points;
+    (fault.fault == Fault::kKill        ? kills
+     : fault.fault == Fault::kPowerLoss ? states
+                                        : failing) += points;
     if (getenv("ORVIK_FAULTS_VERBOSE") != nullptr)
       std::cout << fault.name << ": " << points << '\n';
   }
   std::cout << "[ WALKED ] " << operation.name << ": " << failing << " points failing, " << kills
-            << " kills" << std::endl;
+            << " kills, " << states << " states after a loss of power" << std::endl;
 }
 
 }  // namespace orvik::test

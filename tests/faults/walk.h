@@ -9,6 +9,10 @@
 // - no descriptor is left open, and no memory is lost;
 // - the operation carried out again without a fault gives the new files and leaves no temporary
 //   file, also after it was killed, and killed again at the same place.
+//
+// An operation that promises more than that its files are whole is also walked through every state
+// that a loss of power can leave (crash_states.h), by the same rules; of its end only the new files
+// are right.
 #pragma once
 
 #include <functional>
@@ -46,6 +50,8 @@ struct Operation {
   // Carried out again it gives the new files from wherever it was stopped, not only from the old.
   bool repeats = true;
   int stride = 1;  // of a long operation not every point is walked
+  // What it reports as done is on disk: it is walked through the states after a loss of power, too.
+  bool is_durable = false;
 };
 
 // Operations, each put in by a call that leaves everything else as it usually is.
