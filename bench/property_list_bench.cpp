@@ -4,7 +4,10 @@
 // has nothing to do with either). "of_peer" is this layer's processor time over the peer's,
 // measured in pairs within one run, and "memory" the peak of one change over the size of the file.
 //
-// The second argument is the number of values under one key.
+// The second argument is the number of values under one key, the third the layout of the file: the
+// one that this layer writes, of which what is not changed is copied, or the one of another program
+// (spaces for tabs), which is written anew as a whole. A read parses the file and looks the value
+// up.
 #include <benchmark/benchmark.h>
 #include <malloc.h>
 #include <plist/plist.h>
@@ -17,10 +20,10 @@
 #include <filesystem>
 #include <string>
 
+#include "host/replace_file.h"
 #include "platform/core_foundation/data.h"
 #include "platform/core_foundation/dictionary.h"
 #include "platform/core_foundation/property_list.h"
-#include "host/replace_file.h"
 
 namespace {
 
@@ -47,7 +50,7 @@ std::string Name(const char* format, int number) {
 }
 
 // Software / Company / Product / values of some fifty characters.
-std::string Store(int values, int values_of_key) {
+std::string Store(int values, int values_of_key, bool is_foreign) {
   std::string text = "<plist version=\"1.0\">\n<dict>\n\t<key>Software</key>\n\t<dict>\n";
   int written = 0;
   for (int company = 0; written < values; ++company) {
@@ -71,25 +74,37 @@ std::string Store(int values, int values_of_key) {
   CFRelease(xml);
   CFRelease(list);
   CFRelease(data);
+  if (is_foreign) {
+    std::string spaced;
+    for (const char c : text) c == '\t' ? spaced += "  " : spaced += c;
+    return spaced;
+  }
   return text;
 }
 
 constexpr const char* kPath[] = {"Software", "Company 000000", "Product 0"};
 constexpr const char* kValue = "Value 000000";
 
-void Change(const std::string& file, int round) {
+// The list, and in it the dictionary with the value.
+CFPropertyListRef Parse(const std::string& file, CFOptionFlags mutability,
+                        const NSDictionary*& dictionary) {
   std::string bytes;
   host::ReadWholeFile(file, &bytes);
   const NSData* data = NSData::Create(std::move(bytes));
-  CFPropertyListRef list =
-      CFPropertyListCreateFromXMLData(nullptr, data, kCFPropertyListMutableContainers, nullptr);
+  CFPropertyListRef list = CFPropertyListCreateFromXMLData(nullptr, data, mutability, nullptr);
   CFRelease(data);
-  const auto* dictionary = static_cast<const NSDictionary*>(ObjectOf(list));
+  dictionary = static_cast<const NSDictionary*>(ObjectOf(list));
   for (const char* name : kPath) {
     const NSString* key = NSString::NewFromAscii(name);
     dictionary = static_cast<const NSDictionary*>(dictionary->objectForKey(key));
     key->release();
   }
+  return list;
+}
+
+void Change(const std::string& file, int round) {
+  const NSDictionary* dictionary = nullptr;
+  CFPropertyListRef list = Parse(file, kCFPropertyListMutableContainers, dictionary);
   const NSString* key = NSString::NewFromAscii(kValue);
   const NSString* value = NSString::NewFromAscii(Name("changed %06d", round));
   const_cast<NSDictionary*>(dictionary)->setObject(value, key);
@@ -101,14 +116,35 @@ void Change(const std::string& file, int round) {
   CFRelease(list);
 }
 
-void ChangeWithPeer(const std::string& file, int round) {
+void Read(const std::string& file) {
+  const NSDictionary* dictionary = nullptr;
+  CFPropertyListRef list = Parse(file, kCFPropertyListImmutable, dictionary);
+  const NSString* key = NSString::NewFromAscii(kValue);
+  benchmark::DoNotOptimize(dictionary->objectForKey(key));
+  key->release();
+  CFRelease(list);
+}
+
+plist_t ParseWithPeer(const std::string& file, plist_t& dictionary) {
   std::string bytes;
   host::ReadWholeFile(file, &bytes);
   plist_t list = nullptr;
   plist_from_xml(bytes.data(), static_cast<uint32_t>(bytes.size()), &list);
-  bytes = {};
-  plist_t dictionary = list;
+  dictionary = list;
   for (const char* name : kPath) dictionary = plist_dict_get_item(dictionary, name);
+  return list;
+}
+
+void ReadWithPeer(const std::string& file) {
+  plist_t dictionary = nullptr;
+  plist_t list = ParseWithPeer(file, dictionary);
+  benchmark::DoNotOptimize(plist_dict_get_item(dictionary, kValue));
+  plist_free(list);
+}
+
+void ChangeWithPeer(const std::string& file, int round) {
+  plist_t dictionary = nullptr;
+  plist_t list = ParseWithPeer(file, dictionary);
   plist_dict_set_item(dictionary, kValue, plist_new_string(Name("changed %06d", round).c_str()));
   char* xml = nullptr;
   uint32_t length = 0;
@@ -144,23 +180,35 @@ double PeakBytes(const std::string& file) {
   return peaks[1] - peaks[0];
 }
 
-void BM_OneChange(benchmark::State& state) {
+struct Work {
+  void (*own)(const std::string& file, int round);
+  void (*peers)(const std::string& file, int round);
+  bool changes;
+};
+constexpr Work kChange = {Change, ChangeWithPeer, true};
+constexpr Work kRead = {[](const std::string& file, int) { Read(file); },
+                        [](const std::string& file, int) { ReadWithPeer(file); }, false};
+
+void Measure(benchmark::State& state, const Work& work) {
   const Folder folder;
   const std::string file = folder.file();
-  const std::string store =
-      Store(static_cast<int>(state.range(0)), static_cast<int>(state.range(1)));
+  const std::string store = Store(static_cast<int>(state.range(0)),
+                                  static_cast<int>(state.range(1)), state.range(2) != 0);
   host::ReplaceFile(file, store, host::Flush::kNone);
   const double memory = PeakBytes(file);
   double own = 0, peers = 0;
   int round = 0;
   for (auto _ : state) {
     double start = ProcessorSeconds();
-    Change(file, ++round);
+    work.own(file, ++round);
     own += ProcessorSeconds() - start;
     state.PauseTiming();
+    // A change leaves a file in its writer's layout.
+    if (work.changes) host::ReplaceFile(file, store, host::Flush::kNone);
     start = ProcessorSeconds();
-    ChangeWithPeer(file, ++round);
+    work.peers(file, ++round);
     peers += ProcessorSeconds() - start;
+    if (work.changes) host::ReplaceFile(file, store, host::Flush::kNone);
     state.ResumeTiming();
   }
   state.counters["bytes"] = static_cast<double>(store.size());
@@ -169,32 +217,30 @@ void BM_OneChange(benchmark::State& state) {
   }
   state.counters["of_peer"] = own / peers;
 }
-BENCHMARK(BM_OneChange)
-    ->Name("PropertyList/OneChange/ours")
-    ->ArgNames({"values", "of_key"})
-    ->Args({10, 20})
-    ->Args({1000, 20})
-    ->Args({10000, 20})
-    ->Args({100000, 20})
-    ->Args({100000, 100000})
-    ->Unit(benchmark::kMillisecond);
 
-void BM_OneChangeWithLibplist(benchmark::State& state) {
+void MeasurePeer(benchmark::State& state, const Work& work) {
   const Folder folder;
   const std::string file = folder.file();
-  host::ReplaceFile(file, Store(static_cast<int>(state.range(0)), static_cast<int>(state.range(1))),
-                    host::Flush::kNone);
+  const std::string store = Store(static_cast<int>(state.range(0)),
+                                  static_cast<int>(state.range(1)), state.range(2) != 0);
+  host::ReplaceFile(file, store, host::Flush::kNone);
   int round = 0;
-  for (auto _ : state) ChangeWithPeer(file, ++round);
+  for (auto _ : state) work.peers(file, ++round);
 }
-BENCHMARK(BM_OneChangeWithLibplist)
+
+void Sizes(benchmark::internal::Benchmark* measured) {
+  measured->ArgNames({"values", "of_key", "foreign"})->Unit(benchmark::kMillisecond);
+  for (const int64_t values : {10, 1000, 10000, 100000, 1000000}) measured->Args({values, 20, 0});
+  for (const int64_t values : {100000, 1000000}) measured->Args({values, 20, 1});
+  measured->Args({100000, 100000, 0});
+}
+BENCHMARK_CAPTURE(Measure, change, kChange)->Name("PropertyList/OneChange/ours")->Apply(Sizes);
+BENCHMARK_CAPTURE(MeasurePeer, change, kChange)
     ->Name("PropertyList/OneChange/peer:libplist")
-    ->ArgNames({"values", "of_key"})
-    ->Args({10, 20})
-    ->Args({1000, 20})
-    ->Args({10000, 20})
-    ->Args({100000, 20})
-    ->Args({100000, 100000})
-    ->Unit(benchmark::kMillisecond);
+    ->Apply(Sizes);
+BENCHMARK_CAPTURE(Measure, read, kRead)->Name("PropertyList/OneRead/ours")->Apply(Sizes);
+BENCHMARK_CAPTURE(MeasurePeer, read, kRead)
+    ->Name("PropertyList/OneRead/peer:libplist")
+    ->Apply(Sizes);
 
 }  // namespace

@@ -27,8 +27,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
                                         : std::bit_cast<std::uint64_t>(*again) ==
                                               std::bit_cast<std::uint64_t>(*real)));
   }
-  const auto date = orvik::ParsePropertyListDate(text);
-  if (date && orvik::IsPropertyListDate(*date)) {
+  if (const auto date = orvik::ParsePropertyListDate(text)) {
     written.clear();
     orvik::AppendPropertyListDate(written, *date);
     Require(orvik::ParsePropertyListDate(written) == std::floor(*date));

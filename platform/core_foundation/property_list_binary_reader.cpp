@@ -139,7 +139,7 @@ class BinaryReader {
 
   bool SetKey(Container& container, std::uint64_t key) {
     if (key >= object_count_ || (!IsRead(key) && !VisitKey(key))) return false;
-    return container.builder->SetKeyObject(SharedSlot(key));
+    return container.builder->SetKey(SharedSlot(key));
   }
 
   // A key must be a string, so that reading it opens nothing.
@@ -160,7 +160,9 @@ class BinaryReader {
            container.builder->Add(SharedSlot(child));
   }
 
-  OwnedObject SharedSlot(std::uint64_t index) const { return Shared(slots_[index].object.get()); }
+  OwnedObject SharedSlot(std::uint64_t index) const {
+    return OwnedObject(Retained(slots_[index].object.get()));
+  }
 
   // Takes count bytes off the front of rest.
   static bool Take(std::string_view& rest, std::uint64_t count, std::string_view& taken) {
@@ -232,27 +234,27 @@ class BinaryReader {
     switch (body.marker) {
       case kSimple:
         if (body.low != kFalse && body.low != kTrue) return false;
-        return builder.AddBoolean(body.low == kTrue);
+        return builder.Boolean(body.low == kTrue);
       case kInteger: {
         PropertyListInteger value;
-        return ParseInteger(body.content, value) && builder.AddInteger(value);
+        return ParseInteger(body.content, value) && builder.Integer(value);
       }
       case kReal:
         if (body.count != 4 && body.count != 8) return false;
-        return builder.AddReal(Real(body.content), static_cast<int>(body.count));
+        return builder.Real(Real(body.content), static_cast<int>(body.count));
       case kDate:
-        return body.count == 8 && builder.AddDate(Real(body.content));
+        return body.count == 8 && builder.Date(Real(body.content));
       case kData:
-        return builder.AddData(body.content);
+        return builder.Data(body.content, nullptr);
       case kAsciiString:
         return AddAsciiString(body.content, builder);
       case kUnicodeString:
-        return builder.AddString(UnicodeText(body.content));
+        return builder.String(PropertyListText(std::u16string_view(UnicodeText(body.content))));
       case kUniqueIdentifier: {
         PropertyListInteger value;
-        return ParseUnsigned(body.content, value) && builder.OpenDictionary() &&
-               builder.SetAsciiKey(kUniqueIdentifierKey) && builder.AddInteger(value) &&
-               builder.Close();
+        return ParseUnsigned(body.content, value) && builder.OpenDictionary(1) &&
+               builder.Key(PropertyListText(std::string_view(kUniqueIdentifierKey))) &&
+               builder.Integer(value) && builder.Close();
       }
       default:
         return false;
@@ -294,10 +296,10 @@ class BinaryReader {
     for (const char byte : bytes) {
       if (static_cast<signed char>(byte) < 0) {
         for (const char c : bytes) text += static_cast<unsigned char>(c);
-        return builder.AddString(text);
+        return builder.String(PropertyListText(std::u16string_view(text)));
       }
     }
-    return builder.AddAscii(bytes);
+    return builder.String(PropertyListText(bytes));
   }
 
   static std::u16string UnicodeText(std::string_view bytes) {

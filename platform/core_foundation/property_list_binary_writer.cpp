@@ -1,8 +1,11 @@
 #include <algorithm>
 #include <bit>
+#include <string>
 #include <unordered_map>
+#include <vector>
 
 #include "platform/core_foundation/property_list_binary.h"
+#include "platform/core_foundation/property_list_builder.h"
 #include "platform/core_foundation/property_list_forms.h"
 #include "platform/core_foundation/property_list_walk.h"
 
@@ -12,215 +15,227 @@ namespace {
 using namespace binary_property_list;
 
 struct HashString {
-  size_t operator()(const NSString* string) const { return string->hash(); }
+  std::size_t operator()(const NSString* string) const { return string->hash(); }
 };
 struct EqualStrings {
-  bool operator()(const NSString* a, const NSString* b) const { return CFEqual(a, b); }
+  bool operator()(const NSString* a, const NSString* b) const { return a->isEqual(b); }
 };
 
-// Numbers the objects in the order of the walk, equal strings only once, then writes them out.
-class BinaryWriter : public PropertyListWalk::Visitor {
+std::size_t SizeOf(std::uint64_t number) {
+  std::size_t size = 1;
+  while (size < 8 && number >> (8 * size) != 0) size *= 2;
+  return size;
+}
+
+void AppendNumber(std::string& bytes, std::uint64_t number, std::size_t size) {
+  for (std::size_t i = size; i-- > 0;) {
+    bytes += i < 8 ? static_cast<char>(number >> (8 * i)) : '\0';
+  }
+}
+
+void AppendMarker(std::string& bytes, Marker marker, std::size_t low) {
+  bytes += static_cast<char>(static_cast<std::size_t>(marker) << 4 | low);
+}
+
+void AppendInteger(std::string& bytes, std::uint64_t number, std::size_t size) {
+  AppendMarker(bytes, kInteger, static_cast<std::size_t>(std::countr_zero(size)));
+  AppendNumber(bytes, number, size);
+}
+
+void AppendMarkerAndLength(std::string& bytes, Marker marker, std::size_t length) {
+  AppendMarker(bytes, marker, std::min<std::size_t>(length, kLengthFollows));
+  if (length >= kLengthFollows) AppendInteger(bytes, length, SizeOf(length));
+}
+
+// Numbers the objects in their order, equal strings only once. The bytes of simple values are made
+// at once; those of containers have to wait until all objects are counted, which settles the size
+// of a reference. Texts must be objects, which must live until Write.
+class BinaryWriter final : public PropertyListSink {
  public:
-  bool Leaf(const NSObject* object, PropertyListKind kind) override {
-    Refer(kind == PropertyListKind::kString ? IndexOfString(static_cast<const NSString*>(object))
-                                            : NewObject(object, kind));
+  bool String(const PropertyListText& text) override {
+    Refer(IndexOfString(text.object));
     return true;
   }
 
-  bool Begin(const NSObject* container, PropertyListKind kind, size_t) override {
-    const size_t index = NewObject(container, kind);
-    Refer(index);
-    objects_[index].children = containers_.size();
-    open_.push_back(containers_.size());
-    containers_.emplace_back();
+  bool Integer(PropertyListInteger value) override {
+    last_integer_ = {objects_.size(), value};
+    std::string& bytes = NewValue();
+    if (value.is_unsigned) {
+      AppendMarker(bytes, kInteger, 4);
+      AppendNumber(bytes, 0, 8);
+      AppendNumber(bytes, value.bits, 8);
+    } else {
+      AppendInteger(bytes, value.bits, SizeOf(value.bits));
+    }
+    return EndValue();
+  }
+
+  bool Real(double value, int width) override {
+    std::string& bytes = NewValue();
+    const auto size = static_cast<std::size_t>(width);
+    AppendMarker(bytes, kReal, static_cast<std::size_t>(std::countr_zero(size)));
+    AppendNumber(bytes,
+                 width == 4 ? std::bit_cast<std::uint32_t>(static_cast<float>(value))
+                            : std::bit_cast<std::uint64_t>(value),
+                 size);
+    return EndValue();
+  }
+
+  bool Boolean(bool value) override {
+    NewValue() += static_cast<char>(value ? kTrue : kFalse);
+    return EndValue();
+  }
+
+  bool Date(double seconds) override {
+    std::string& bytes = NewValue();
+    AppendMarker(bytes, kDate, 3);
+    AppendNumber(bytes, std::bit_cast<std::uint64_t>(seconds), 8);
+    return EndValue();
+  }
+
+  bool Data(std::string_view bytes, const NSData*) override {
+    AppendMarkerAndLength(NewValue(), kData, bytes.size());
+    values_ += bytes;
+    return EndValue();
+  }
+
+  bool OpenArray(std::size_t) override { return Open(kArray); }
+  bool OpenDictionary(std::size_t) override { return Open(kDictionary); }
+
+  bool Key(const PropertyListText& key) override {
+    containers_[open_.back()].keys.push_back(IndexOfString(key.object));
     return true;
   }
 
-  bool Key(const NSString* key) override {
-    containers_[open_.back()].keys.push_back(IndexOfString(key));
-    return true;
-  }
-
-  bool End(PropertyListKind) override {
+  bool Close() override {
+    MakeUniqueIdentifier(containers_[open_.back()]);
     open_.pop_back();
     return true;
   }
 
   std::string Write() {
-    reference_size_ = SizeOf(objects_.size());
-    bytes_ = std::string(kMagic) + '0';
+    const std::size_t reference_size = SizeOf(objects_.size());
+    std::string bytes = std::string(kMagic) + '0';
     std::vector<std::uint64_t> offsets;
     for (const Object& object : objects_) {
-      offsets.push_back(bytes_.size());
-      AppendObject(object);
+      offsets.push_back(bytes.size());
+      if (object.container == kNoContainer) {
+        bytes.append(values_, object.begin, object.end - object.begin);
+        continue;
+      }
+      const Container& container = containers_[object.container];
+      AppendMarkerAndLength(bytes, container.marker, container.values.size());
+      for (const std::size_t key : container.keys) AppendNumber(bytes, key, reference_size);
+      for (const std::size_t value : container.values) AppendNumber(bytes, value, reference_size);
     }
-    const std::uint64_t table_offset = bytes_.size();
-    const size_t offset_size = SizeOf(table_offset);
-    for (const std::uint64_t offset : offsets) AppendNumber(offset, offset_size);
-    AppendNumber(0, kOffsetSizeField);
-    AppendNumber(offset_size, 1);
-    AppendNumber(reference_size_, 1);
-    AppendNumber(objects_.size(), 8);
-    AppendNumber(0, 8);
-    AppendNumber(table_offset, 8);
-    return std::move(bytes_);
+    const std::uint64_t table_offset = bytes.size();
+    const std::size_t offset_size = SizeOf(table_offset);
+    for (const std::uint64_t offset : offsets) AppendNumber(bytes, offset, offset_size);
+    AppendNumber(bytes, 0, kOffsetSizeField);
+    AppendNumber(bytes, offset_size, 1);
+    AppendNumber(bytes, reference_size, 1);
+    AppendNumber(bytes, objects_.size(), 8);
+    AppendNumber(bytes, 0, 8);
+    AppendNumber(bytes, table_offset, 8);
+    return bytes;
   }
 
  private:
+  static constexpr std::size_t kNoContainer = static_cast<std::size_t>(-1);
+
+  // A piece of values_, or a container.
   struct Object {
-    const NSObject* object;
-    PropertyListKind kind;
-    size_t children;  // index into containers_
+    std::size_t begin;
+    std::size_t end;
+    std::size_t container;
   };
 
   struct Container {
-    std::vector<size_t> keys;
-    std::vector<size_t> values;
+    std::size_t object;
+    Marker marker;
+    std::vector<std::size_t> keys;
+    std::vector<std::size_t> values;
   };
 
-  size_t NewObject(const NSObject* object, PropertyListKind kind) {
-    objects_.push_back({object, kind, 0});
-    return objects_.size() - 1;
-  }
-
-  size_t IndexOfString(const NSString* string) {
-    const auto [place, is_new] = strings_.try_emplace(string, objects_.size());
-    return is_new ? NewObject(string, PropertyListKind::kString) : place->second;
-  }
-
-  void Refer(size_t index) {
+  void Refer(std::size_t index) {
     if (!open_.empty()) containers_[open_.back()].values.push_back(index);
   }
 
-  static size_t SizeOf(std::uint64_t number) {
-    size_t size = 1;
-    while (size < 8 && number >> (8 * size) != 0) size *= 2;
-    return size;
+  // The bytes of a value go where this points; EndValue is called behind the last of them.
+  std::string& NewValue() {
+    Refer(objects_.size());
+    objects_.push_back({values_.size(), 0, kNoContainer});
+    return values_;
   }
 
-  void AppendNumber(std::uint64_t number, size_t size) {
-    for (size_t i = size; i-- > 0;) {
-      bytes_ += i < 8 ? static_cast<char>(number >> (8 * i)) : '\0';
-    }
-  }
-
-  void AppendMarker(Marker marker, size_t low) {
-    bytes_ += static_cast<char>(static_cast<size_t>(marker) << 4 | low);
-  }
-
-  void AppendMarkerAndLength(Marker marker, size_t length) {
-    AppendMarker(marker, std::min<size_t>(length, kLengthFollows));
-    if (length >= kLengthFollows) AppendSized(length, SizeOf(length));
-  }
-
-  void AppendSized(std::uint64_t number, size_t size) {
-    AppendMarker(kInteger, static_cast<size_t>(std::countr_zero(size)));
-    AppendNumber(number, size);
-  }
-
-  void AppendReal(Marker marker, double value, size_t width) {
-    AppendMarker(marker, static_cast<size_t>(std::countr_zero(width)));
-    AppendNumber(width == 4 ? std::bit_cast<std::uint32_t>(static_cast<float>(value))
-                            : std::bit_cast<std::uint64_t>(value),
-                 width);
-  }
-
-  void AppendObject(const Object& object) {
-    switch (object.kind) {
-      case PropertyListKind::kString:
-        AppendString(static_cast<CFStringRef>(object.object));
-        break;
-      case PropertyListKind::kNumber:
-        AppendNumberObject(static_cast<CFNumberRef>(object.object));
-        break;
-      case PropertyListKind::kBoolean:
-        bytes_ += static_cast<char>(
-            CFBooleanGetValue(static_cast<CFBooleanRef>(object.object)) ? kTrue : kFalse);
-        break;
-      case PropertyListKind::kDate:
-        AppendReal(kDate, CFDateGetAbsoluteTime(static_cast<CFDateRef>(object.object)), 8);
-        break;
-      case PropertyListKind::kData: {
-        const std::string_view bytes = static_cast<CFDataRef>(object.object)->View();
-        AppendMarkerAndLength(kData, bytes.size());
-        bytes_ += bytes;
-        break;
-      }
-      case PropertyListKind::kArray:
-      case PropertyListKind::kDictionary:
-        AppendContainer(object.kind, containers_[object.children]);
-        break;
-      case PropertyListKind::kNone:
-        break;
-    }
-  }
-
-  void AppendContainer(PropertyListKind kind, const Container& container) {
-    if (kind == PropertyListKind::kDictionary && AppendUniqueIdentifier(container)) return;
-    AppendMarkerAndLength(kind == PropertyListKind::kArray ? kArray : kDictionary,
-                          container.values.size());
-    for (const size_t key : container.keys) AppendNumber(key, reference_size_);
-    for (const size_t value : container.values) AppendNumber(value, reference_size_);
-  }
-
-  bool AppendUniqueIdentifier(const Container& container) {
-    if (container.keys.size() != 1) return false;
-    const auto key = static_cast<CFStringRef>(objects_[container.keys[0]].object);
-    if (!key->isAscii() || key->latin1() != kUniqueIdentifierKey) return false;
-    const Object& value = objects_[container.values[0]];
-    if (value.kind != PropertyListKind::kNumber) return false;
-    const auto number = static_cast<CFNumberRef>(value.object);
-    if (number->isReal()) return false;
-    const PropertyListInteger integer = IntegerOf(*number);
-    if (integer.bits > UINT32_MAX) return false;
-    const size_t size = SizeOf(integer.bits);
-    AppendMarker(kUniqueIdentifier, size - 1);
-    AppendNumber(integer.bits, size);
+  bool EndValue() {
+    objects_.back().end = values_.size();
     return true;
   }
 
-  void AppendString(CFStringRef string) {
+  bool Open(Marker marker) {
+    Refer(objects_.size());
+    open_.push_back(containers_.size());
+    containers_.push_back({objects_.size(), marker, {}, {}});
+    objects_.push_back({0, 0, open_.back()});
+    return true;
+  }
+
+  std::size_t IndexOfString(const NSString* string) {
+    const auto [place, is_new] = strings_.try_emplace(string, objects_.size());
+    if (!is_new) return place->second;
+    objects_.push_back({values_.size(), 0, kNoContainer});
     if (string->isAscii()) {
-      AppendMarkerAndLength(kAsciiString, string->latin1().size());
-      bytes_ += string->latin1();
-      return;
-    }
-    const std::u16string units = string->ToUnits();
-    AppendMarkerAndLength(kUnicodeString, units.size());
-    for (const char16_t unit : units) AppendNumber(unit, 2);
-  }
-
-  void AppendNumberObject(CFNumberRef number) {
-    if (number->isReal()) {
-      AppendReal(kReal, number->doubleValue(), static_cast<size_t>(number->width()));
-      return;
-    }
-    const PropertyListInteger integer = IntegerOf(*number);
-    if (integer.is_unsigned) {
-      AppendMarker(kInteger, 4);
-      AppendNumber(0, 8);
-      AppendNumber(integer.bits, 8);
+      AppendMarkerAndLength(values_, kAsciiString, string->latin1().size());
+      values_ += string->latin1();
     } else {
-      AppendSized(integer.bits, SizeOf(integer.bits));
+      const std::u16string units = string->ToUnits();
+      AppendMarkerAndLength(values_, kUnicodeString, units.size());
+      for (const char16_t unit : units) AppendNumber(values_, unit, 2);
     }
+    EndValue();
+    return objects_.size() - 1;
   }
 
-  std::string bytes_;
-  size_t reference_size_ = 1;
+  // The dictionary { "CF$UID" = number } is how a unique identifier looks in memory.
+  void MakeUniqueIdentifier(const Container& container) {
+    if (container.keys.size() != 1 || container.values[0] != last_integer_.object ||
+        last_integer_.value.bits > UINT32_MAX) {
+      return;
+    }
+    std::string key;
+    AppendMarkerAndLength(key, kAsciiString, std::string_view(kUniqueIdentifierKey).size());
+    key += kUniqueIdentifierKey;
+    const Object& key_object = objects_[container.keys[0]];
+    if (values_.compare(key_object.begin, key_object.end - key_object.begin, key) != 0) return;
+    Object& object = objects_[container.object];
+    const std::size_t size = SizeOf(last_integer_.value.bits);
+    object = {values_.size(), 0, kNoContainer};
+    AppendMarker(values_, kUniqueIdentifier, size - 1);
+    AppendNumber(values_, last_integer_.value.bits, size);
+    object.end = values_.size();
+  }
+
+  struct {
+    std::size_t object = kNoContainer;
+    PropertyListInteger value;
+  } last_integer_;
+  std::string values_;
   std::vector<Object> objects_;
   std::vector<Container> containers_;
-  std::vector<size_t> open_;
-  std::unordered_map<const NSString*, size_t, HashString, EqualStrings> strings_;
+  std::vector<std::size_t> open_;
+  std::unordered_map<const NSString*, std::size_t, HashString, EqualStrings> strings_;
 };
 
 }  // namespace
 
-std::optional<std::string> WriteBinaryPropertyList(const NSObject* property_list) {
+std::optional<std::string> WriteBinaryPropertyList(const NSObject* property_list,
+                                                   std::string* failed_at) {
   BinaryWriter writer;
-  if (!PropertyListWalk::Run(property_list, PropertyListOrder::kStored, writer)) {
-    return std::nullopt;
-  }
-  return writer.Write();
+  PropertyListWalk walk(PropertyListOrder::kStored, writer);
+  if (walk.Run(property_list)) return writer.Write();
+  if (failed_at != nullptr) *failed_at = walk.Path();
+  return std::nullopt;
 }
 
 }  // namespace orvik

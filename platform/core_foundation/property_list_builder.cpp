@@ -1,12 +1,25 @@
 #include "platform/core_foundation/property_list_builder.h"
 
+#include <memory>
 #include <utility>
 
+#include "platform/core_foundation/date.h"
+#include "platform/core_foundation/number.h"
+#include "platform/core_foundation/property_list_xml.h"
+
 namespace orvik {
+namespace {
+
+OwnedObject NewString(const PropertyListText& text) {
+  if (text.object != nullptr) return OwnedObject(text.object->copy());
+  return OwnedObject(text.is_wide ? NSString::NewFromUnits(text.units)
+                                  : NSString::NewFromAscii(text.ascii));
+}
+
+}  // namespace
 
 PropertyListBuilder::PropertyListBuilder(CFOptionFlags mutability_option)
-    : mutable_containers_(mutability_option != kCFPropertyListImmutable),
-      mutable_leaves_(mutability_option == kCFPropertyListMutableContainersAndLeaves) {}
+    : mutability_option_(mutability_option) {}
 
 bool PropertyListBuilder::Add(OwnedObject object) {
   if (object == nullptr) return false;
@@ -25,10 +38,6 @@ bool PropertyListBuilder::Add(OwnedObject object) {
   return true;
 }
 
-bool PropertyListBuilder::AddDeferred(std::shared_ptr<const DeferredPropertyList> content) {
-  return Add(OwnedObject(NSDictionary::CreateDeferred(mutable_containers_, std::move(content))));
-}
-
 bool PropertyListBuilder::Open(NSArray* array, NSDictionary* dictionary) {
   const NSObject* container = array;
   if (array == nullptr) container = dictionary;
@@ -38,56 +47,59 @@ bool PropertyListBuilder::Open(NSArray* array, NSDictionary* dictionary) {
   return true;
 }
 
-bool PropertyListBuilder::OpenArray(size_t capacity) {
-  return Open(NSArray::Create(mutable_containers_, capacity), nullptr);
+bool PropertyListBuilder::OpenArray(std::size_t count) {
+  return Open(NSArray::Create(mutability_option_ != kCFPropertyListImmutable, count), nullptr);
 }
 
-bool PropertyListBuilder::OpenDictionary(size_t capacity) {
-  return Open(nullptr, NSDictionary::Create(mutable_containers_, capacity));
+bool PropertyListBuilder::OpenDictionary(std::size_t count) {
+  return Open(nullptr, NSDictionary::Create(mutability_option_ != kCFPropertyListImmutable, count));
 }
 
-bool PropertyListBuilder::AddAscii(std::string_view text) {
-  OwnedObject string(NSString::NewFromAscii(text));
-  if (mutable_leaves_ && string != nullptr) string.reset(string->mutableCopy());
+PropertyListTaking PropertyListBuilder::Dictionary(const XmlDictionary& dictionary) {
+  if (static_cast<std::size_t>(dictionary.depth()) < open_.size()) {
+    return PropertyListTaking::kWantsEntries;
+  }
+  const bool added = Add(OwnedObject(NSDictionary::CreateDeferred(
+      mutability_option_ != kCFPropertyListImmutable,
+      std::make_shared<XmlDictionaryContent>(dictionary, mutability_option_))));
+  return added ? PropertyListTaking::kTaken : PropertyListTaking::kFailed;
+}
+
+bool PropertyListBuilder::String(const PropertyListText& text) {
+  OwnedObject string = NewString(text);
+  if (mutability_option_ == kCFPropertyListMutableContainersAndLeaves && string != nullptr) {
+    string.reset(string->mutableCopy());
+  }
   return Add(std::move(string));
 }
 
-bool PropertyListBuilder::AddString(std::u16string_view text) {
-  return Add(
-      OwnedObject(mutable_leaves_ ? NSString::NewMutable(text) : NSString::NewFromUnits(text)));
-}
-
-bool PropertyListBuilder::AddInteger(PropertyListInteger value) {
+bool PropertyListBuilder::Integer(PropertyListInteger value) {
   return Add(OwnedObject(value.is_unsigned
                              ? NSNumber::CreateUnsigned(value.bits)
                              : NSNumber::Create(static_cast<std::int64_t>(value.bits))));
 }
 
-bool PropertyListBuilder::AddReal(double value, int width) {
+bool PropertyListBuilder::Real(double value, int width) {
   return Add(OwnedObject(NSNumber::CreateReal(value, width)));
 }
 
-bool PropertyListBuilder::AddBoolean(bool value) {
+bool PropertyListBuilder::Boolean(bool value) {
   return Add(OwnedObject(NSNumber::CreateBoolean(value)));
 }
 
-bool PropertyListBuilder::AddDate(double seconds) {
+bool PropertyListBuilder::Date(double seconds) {
   return Add(OwnedObject(NSDate::Create(seconds)));
 }
 
-bool PropertyListBuilder::AddData(std::string_view bytes) {
-  return Add(OwnedObject(NSData::Create(std::string(bytes))));
+bool PropertyListBuilder::Data(std::string_view bytes, const NSData* object) {
+  return Add(OwnedObject(object != nullptr ? object->copy() : NSData::Create(std::string(bytes))));
 }
 
-bool PropertyListBuilder::SetAsciiKey(std::string_view text) {
-  return SetKeyObject(OwnedObject(NSString::NewFromAscii(text)));
+bool PropertyListBuilder::Key(const PropertyListText& key) {
+  return SetKey(NewString(key));
 }
 
-bool PropertyListBuilder::SetKey(std::u16string_view text) {
-  return SetKeyObject(OwnedObject(NSString::NewFromUnits(text)));
-}
-
-bool PropertyListBuilder::SetKeyObject(OwnedObject key) {
+bool PropertyListBuilder::SetKey(OwnedObject key) {
   if (!in_dictionary() || open_.back().key != nullptr || key == nullptr ||
       key->typeID() != CFStringGetTypeID()) {
     return false;

@@ -6,9 +6,9 @@
 #include <cstdint>
 #include <cstring>
 #include <memory>
+#include <utility>
 #include <vector>
 
-#include "host/large_buffer.h"
 #include "text/transcoding.h"
 
 namespace orvik {
@@ -79,30 +79,35 @@ bool NamesUnicode(const std::string& encoding) {
   return encoding.size() >= 3 && strncasecmp(encoding.c_str(), "utf", 3) == 0;
 }
 
-std::optional<std::string> Decode(std::string_view bytes) {
+std::optional<PropertyListUtf8> Converted(std::string_view bytes, const char* encoding) {
+  std::optional<std::string> text = Convert(bytes, encoding);
+  if (!text) return std::nullopt;
+  PropertyListUtf8 utf8{Owned<const NSData>(NSData::Create(std::move(*text))), {}};
+  utf8.text = utf8.converted->View();
+  return utf8;
+}
+
+std::optional<PropertyListUtf8> Decode(std::string_view bytes) {
   if (bytes.starts_with("\xEF\xBB\xBF")) bytes.remove_prefix(3);
   for (const Signature& signature : kSignatures) {
     if (bytes.starts_with(signature.bytes)) {
-      return Convert(bytes.substr(signature.is_mark ? signature.bytes.size() : 0),
-                     signature.encoding);
+      return Converted(bytes.substr(signature.is_mark ? signature.bytes.size() : 0),
+                       signature.encoding);
     }
   }
   // Bytes that could be read so far as to find a declaration are not in UTF-16, whatever it says.
   const std::string encoding = DeclaredEncoding(bytes);
-  if (!encoding.empty() && !NamesUnicode(encoding)) return Convert(bytes, encoding.c_str());
+  if (!encoding.empty() && !NamesUnicode(encoding)) return Converted(bytes, encoding.c_str());
   if (!IsValidUtf8(bytes)) return std::nullopt;
-  std::string text;
-  host::ReserveLarge(text, bytes.size());
-  text = bytes;
-  return text;
+  return PropertyListUtf8{nullptr, bytes};
 }
 
 }  // namespace
 
-std::optional<std::string> PropertyListTextAsUtf8(std::string_view bytes) {
-  std::optional<std::string> text = Decode(bytes);
-  if (text && text->find('\0') != text->npos) return std::nullopt;
-  return text;
+std::optional<PropertyListUtf8> PropertyListTextAsUtf8(std::string_view bytes) {
+  std::optional<PropertyListUtf8> utf8 = Decode(bytes);
+  if (utf8 && utf8->text.find('\0') != std::string_view::npos) return std::nullopt;
+  return utf8;
 }
 
 }  // namespace orvik

@@ -5,11 +5,20 @@
 #include <string>
 #include <string_view>
 
+#include "platform/core_foundation/owned.h"
+#include "platform/foundation/data.h"
+
 namespace orvik {
+
+// The text is a part of the bytes, or all of what they were converted to.
+struct PropertyListUtf8 {
+  Owned<const NSData> converted;
+  std::string_view text;
+};
 
 // The text without its byte-order mark: in the encoding of the mark, else in UTF-16 or UTF-32 when
 // the zero bytes around the first characters tell so, else in the encoding that an XML declaration
 // names, else in UTF-8. Nothing when the bytes are no text of that encoding, or hold a NUL.
-std::optional<std::string> PropertyListTextAsUtf8(std::string_view bytes);
+std::optional<PropertyListUtf8> PropertyListTextAsUtf8(std::string_view bytes);
 
 }  // namespace orvik

@@ -5,7 +5,9 @@
 
 #include <algorithm>
 #include <array>
+#include <bit>
 #include <cstdint>
+#include <cstring>
 
 namespace orvik {
 namespace {
@@ -61,10 +63,11 @@ void AppendEscape(std::string& xml, char16_t unit) {
   for (int shift = 12; shift >= 0; shift -= 4) xml += kHexDigits[unit >> shift & 0xF];
 }
 
-// The ASCII characters that do not stand for themselves.
-constexpr std::array<bool, 128> kSpecial = [] {
-  std::array<bool, 128> special = {};
+// The bytes that do not stand for themselves.
+constexpr std::array<bool, 256> kSpecial = [] {
+  std::array<bool, 256> special = {};
   for (size_t c = 0; c < 0x20; ++c) special[c] = c != '\t' && c != '\n';
+  for (size_t c = 0x80; c < 0x100; ++c) special[c] = true;
   special['&'] = special['<'] = special['>'] = true;
   return special;
 }();
@@ -101,10 +104,29 @@ void AppendPropertyListAscii(std::string& xml, std::string_view text) {
   xml.append(text, start);
 }
 
-bool IsPropertyListXmlText(std::string_view xml) {
-  return std::all_of(xml.begin(), xml.end(), [](char c) {
-    return static_cast<signed char>(c) >= 0 && !kSpecial[static_cast<unsigned char>(c)];
-  });
+// Eight bytes at a time: a byte's high bit is set in a word where the byte is zero, below 0x20 or
+// above 0x7F. Borrows between bytes can set it in a byte too many, above the lowest one that is
+// right; the loop behind finds out.
+size_t PlainPropertyListText(std::string_view xml, size_t position) {
+  constexpr std::uint64_t kOnes = 0x0101010101010101;
+  constexpr std::uint64_t kHighBits = 0x80 * kOnes;
+  const auto equals = [](std::uint64_t word, char c) {
+    const std::uint64_t zero = word ^ (static_cast<unsigned char>(c) * kOnes);
+    return (zero - kOnes) & ~zero;
+  };
+  for (std::uint64_t word; xml.size() - position >= sizeof word; position += sizeof word) {
+    std::memcpy(&word, xml.data() + position, sizeof word);
+    const std::uint64_t special =
+        ((word - 0x20 * kOnes) | word | equals(word, '<') | equals(word, '>') | equals(word, '&')) &
+        kHighBits;
+    if (special == 0) continue;
+    if constexpr (std::endian::native == std::endian::little) {
+      position += static_cast<size_t>(std::countr_zero(special)) / 8;
+    }
+    break;
+  }
+  while (position < xml.size() && !kSpecial[static_cast<unsigned char>(xml[position])]) ++position;
+  return position;
 }
 
 void AppendPropertyListText(std::string& xml, std::u16string_view text) {

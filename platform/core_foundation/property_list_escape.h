@@ -14,9 +14,10 @@ void AppendPropertyListText(std::string& xml, std::u16string_view text);
 // The same for text without units above 0x7F.
 void AppendPropertyListAscii(std::string& xml, std::string_view text);
 
-// Whether character data of another writer is what the functions above would write. It is so for
-// ASCII without references and ">"; that other text is not only costs time.
-bool IsPropertyListXmlText(std::string_view xml);
+// Character data of XML is plain when it is ASCII and the functions above would write the same.
+// (Some that they would write is not plain: text with references, or beyond ASCII.) This finds the
+// first byte that is not plain, "<" included.
+size_t PlainPropertyListText(std::string_view xml, size_t position);
 
 // Undoes the escapes in place.
 void UnescapePropertyListText(std::u16string& text);

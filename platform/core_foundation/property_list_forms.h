@@ -9,10 +9,6 @@
 
 namespace orvik {
 
-inline PropertyListInteger IntegerOf(const NSNumber& number) {
-  return {number.bits(), number.kind() == NSNumber::Kind::kUnsigned};
-}
-
 // What was read, or null with the reason.
 struct PropertyListReading {
   OwnedObject root;
@@ -20,19 +16,21 @@ struct PropertyListReading {
   std::string error;
 };
 
-// Finds out the form by itself.
+// Finds out the form by itself. The data object (null for none) lives on as long as a dictionary
+// that was read from it and not looked at; bytes are copied into one.
+PropertyListReading ReadPropertyList(const NSData* data, CFOptionFlags mutability_option);
 PropertyListReading ReadPropertyList(std::string_view bytes, CFOptionFlags mutability_option);
-
-// The text in UTF-8 without NUL characters; it is taken apart in place.
-PropertyListReading ReadXmlPropertyList(std::string text, CFOptionFlags mutability_option);
 
 PropertyListReading ReadBinaryPropertyList(std::string_view bytes, CFOptionFlags mutability_option);
 
 // The text in UTF-8.
 PropertyListReading ReadTextPropertyList(std::string_view text, CFOptionFlags mutability_option);
 
-// Nothing when the object is no property list or too deep.
-std::optional<std::string> WriteXmlPropertyList(const NSObject* property_list);
-std::optional<std::string> WriteBinaryPropertyList(const NSObject* property_list);
+// Nothing when the object is no property list or too deep. Then `failed_at`, unless null, receives
+// the keys and indices that lead to the value, with "/" between them, in UTF-8.
+std::optional<std::string> WriteXmlPropertyList(const NSObject* property_list,
+                                                std::string* failed_at = nullptr);
+std::optional<std::string> WriteBinaryPropertyList(const NSObject* property_list,
+                                                   std::string* failed_at = nullptr);
 
 }  // namespace orvik

@@ -1,6 +1,7 @@
 #include "platform/core_foundation/property_list_leaves.h"
 
 #include <algorithm>
+#include <bit>
 #include <charconv>
 #include <cmath>
 #include <limits>
@@ -15,6 +16,11 @@ constexpr std::int64_t kSecondsPerDay = 86400;
 // The day of 2001-01-01 when 1970-01-01 is day 0.
 constexpr std::int64_t kReferenceDay = 11323;
 constexpr std::int64_t kLastYear = 99999999;
+// In seconds from 2001: beyond this a year may have more digits than kLastYear.
+constexpr double kFarthestDate = static_cast<double>(kLastYear - 2001) * 365.2425 * kSecondsPerDay;
+constexpr double kStartOfYear1 = -63113904000;
+constexpr double kEndOfYear9999 = 252423993599;
+
 bool IsSpace(char c) {
   return c == ' ' || c == '\t' || c == '\n' || c == '\r';
 }
@@ -94,6 +100,15 @@ void AppendPadded(std::string& text, std::int64_t value, size_t width) {
   text += digits;
 }
 
+std::optional<double> ParseExactDate(std::string_view digits) {
+  std::uint64_t bits = 0;
+  const char* end = digits.data() + digits.size();
+  if (digits.size() != 16 || std::from_chars(digits.data(), end, bits, 16).ptr != end) {
+    return std::nullopt;
+  }
+  return std::bit_cast<double>(bits);
+}
+
 }  // namespace
 
 std::optional<PropertyListInteger> ParsePropertyListInteger(std::string_view text) {
@@ -137,8 +152,13 @@ std::optional<double> ParsePropertyListReal(std::string_view text) {
   return negative ? -value : value;
 }
 
-std::optional<double> ParsePropertyListDate(std::string_view text) {
+std::optional<double> ParsePropertyListDate(std::string_view text, std::string_view exact) {
   text = Trimmed(text);
+  if (const auto date = ParseExactDate(exact)) {
+    std::string written;
+    AppendPropertyListDate(written, *date);
+    if (written == text) return date;
+  }
   if (text.empty() || text.back() != 'Z') return std::nullopt;
   text.remove_suffix(1);
   const bool negative = TakeSign(text);
@@ -184,12 +204,9 @@ void AppendPropertyListReal(std::string& xml, double value) {
   }
 }
 
-bool IsPropertyListDate(double seconds) {
-  constexpr double kLongest = static_cast<double>(kLastYear - 2001) * 365.2425 * kSecondsPerDay;
-  return std::abs(seconds) < kLongest;
-}
-
 void AppendPropertyListDate(std::string& xml, double seconds) {
+  if (std::isnan(seconds)) seconds = 0;
+  if (std::abs(seconds) >= kFarthestDate) seconds = seconds < 0 ? kStartOfYear1 : kEndOfYear9999;
   const auto whole = static_cast<std::int64_t>(std::floor(seconds));
   std::int64_t days = whole / kSecondsPerDay;
   std::int64_t rest = whole % kSecondsPerDay;
@@ -211,6 +228,17 @@ void AppendPropertyListDate(std::string& xml, double seconds) {
   xml += ':';
   AppendPadded(xml, rest % 60, 2);
   xml += 'Z';
+}
+
+void AppendExactDate(std::string& xml, double seconds) {
+  const bool is_whole = std::floor(seconds) == seconds && std::abs(seconds) < kFarthestDate;
+  const auto bits = std::bit_cast<std::uint64_t>(seconds);
+  if (is_whole && bits != std::bit_cast<std::uint64_t>(-0.0)) return;
+  xml += ' ';
+  xml += kExactDate;
+  xml += "=\"";
+  for (int shift = 60; shift >= 0; shift -= 4) xml += "0123456789abcdef"[bits >> shift & 0xF];
+  xml += '"';
 }
 
 void AppendPropertyListData(std::string& xml, std::string_view bytes, int indentation) {

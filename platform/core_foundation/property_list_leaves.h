@@ -6,14 +6,9 @@
 #include <string>
 #include <string_view>
 
-namespace orvik {
+#include "platform/core_foundation/property_list_sink.h"
 
-// An integer of -2^63 to 2^64 - 1: the bits of a signed value, or of an unsigned one that the
-// signed range does not hold.
-struct PropertyListInteger {
-  std::uint64_t bits = 0;
-  bool is_unsigned = false;
-};
+namespace orvik {
 
 // Each takes the whole text of an element, with white space around it, and gives nothing when it is
 // not a value of the kind.
@@ -25,8 +20,10 @@ std::optional<PropertyListInteger> ParsePropertyListInteger(std::string_view tex
 std::optional<double> ParsePropertyListReal(std::string_view text);
 
 // YYYY-MM-DDTHH:MM:SSZ (ISO 8601, time zone UTC), in seconds from 2001-01-01. The time, or the end
-// of it, may be missing, and the year may have a sign and more digits.
-std::optional<double> ParsePropertyListDate(std::string_view text);
+// of it, may be missing, and the year may have a sign and more digits. `exact` is the value of the
+// element's attribute of that name, or empty. It counts only if the text is the one that is written
+// for its date, so that a program that changes the text alone changes the date.
+std::optional<double> ParsePropertyListDate(std::string_view text, std::string_view exact = {});
 
 // Base64 (RFC 4648). Characters outside its alphabet are passed over.
 std::optional<std::string> ParsePropertyListData(std::string_view text);
@@ -36,11 +33,14 @@ void AppendPropertyListInteger(std::string& xml, PropertyListInteger value);
 // As few digits as read back as the same double.
 void AppendPropertyListReal(std::string& xml, double value);
 
-// Whether the date's year can be written.
-bool IsPropertyListDate(double seconds);
-
-// Rounded down to the second.
+// Rounded down to the second. A date that has no year of at most eight digits is written as the
+// start of year 1, the end of year 9999, or the start of 2001 (not a number).
 void AppendPropertyListDate(std::string& xml, double seconds);
+
+// The attribute of a date that its text does not give back, with a space before it: the 16
+// hexadecimal digits of the IEEE 754 double. Nothing for other dates.
+inline constexpr std::string_view kExactDate = "exact";
+void AppendExactDate(std::string& xml, double seconds);
 
 // Lines of Base64, each behind the indentation, no wider than 76 columns with tabs of eight.
 void AppendPropertyListData(std::string& xml, std::string_view bytes, int indentation);

@@ -4,6 +4,7 @@
 #include "platform/core_foundation/property_list_encoding.h"
 #include "platform/core_foundation/property_list_forms.h"
 #include "text/transcoding.h"
+#include "text/xml_scanner.h"
 
 namespace orvik {
 namespace {
@@ -82,7 +83,7 @@ class TextReader {
 
   bool ReadRoot() {
     SkipBlank();
-    if (at_end()) return builder_.OpenDictionary() && builder_.Close();
+    if (at_end()) return builder_.OpenDictionary(0) && builder_.Close();
     if (IsBareCharacter(peek()) || peek() == '"' || peek() == '\'') return ReadStringRoot();
     if (!ReadValue() || !ReadContainers()) return false;
     SkipBlank();
@@ -96,10 +97,10 @@ class TextReader {
     const size_t start = position_;
     if (!ReadString()) return false;
     SkipBlank();
-    if (at_end()) return quoted && builder_.AddString(string_);
+    if (at_end()) return quoted && builder_.String(PropertyListText(std::u16string_view(string_)));
     if (peek() != '=' && peek() != ';') return false;
     position_ = start;
-    if (!builder_.OpenDictionary()) return false;
+    if (!builder_.OpenDictionary(0)) return false;
     open_.push_back({true, false});
     return ReadContainers();
   }
@@ -129,10 +130,11 @@ class TextReader {
       return TakeIf(';');
     }
     if (container.is_strings_file ? at_end() : TakeIf('}')) return Close();
-    if (!ReadString() || !builder_.SetKey(string_)) return false;
+    if (!ReadString() || !builder_.Key(PropertyListText(std::u16string_view(string_))))
+      return false;
     SkipBlank();
     container.has_value = true;
-    if (peek() == ';') return builder_.AddString(string_);
+    if (peek() == ';') return builder_.String(PropertyListText(std::u16string_view(string_)));
     if (!TakeIf('=')) return false;
     SkipBlank();
     return ReadValue();
@@ -146,14 +148,14 @@ class TextReader {
   bool ReadValue() {
     if (TakeIf('{')) {
       open_.push_back({false, false});
-      return builder_.OpenDictionary();
+      return builder_.OpenDictionary(0);
     }
     if (TakeIf('(')) {
       open_.push_back({false, false});
-      return builder_.OpenArray();
+      return builder_.OpenArray(0);
     }
     if (TakeIf('<')) return ReadData();
-    return ReadString() && builder_.AddString(string_);
+    return ReadString() && builder_.String(PropertyListText(std::u16string_view(string_)));
   }
 
   bool ReadData() {
@@ -174,7 +176,7 @@ class TextReader {
         high = -1;
       }
     }
-    return high < 0 && builder_.AddData(bytes);
+    return high < 0 && builder_.Data(bytes, nullptr);
   }
 
   // Into string_.
@@ -256,8 +258,9 @@ PropertyListReading ReadTextPropertyList(std::string_view text, CFOptionFlags mu
   if (reading.root) {
     reading.format = kCFPropertyListOpenStepFormat;
   } else {
-    reading.error =
-        "The text is no property list: unexpected at byte " + std::to_string(reader.position());
+    const TextPlace place = PlaceInText(text, reader.position());
+    reading.error = "The text is no property list: unexpected in line " +
+                    std::to_string(place.line) + ", column " + std::to_string(place.column);
   }
   return reading;
 }

@@ -1,52 +1,27 @@
-// Going through the objects of a property list, depth first and without recursion.
+// Handing the objects of a property list to a sink, depth first and without recursion.
 #pragma once
 
+#include <string>
 #include <vector>
 
-#include "platform/core_foundation/array.h"
-#include "platform/core_foundation/date.h"
 #include "platform/core_foundation/dictionary.h"
-#include "platform/core_foundation/number.h"
-#include "platform/core_foundation/property_list.h"
+#include "platform/core_foundation/property_list_sink.h"
 
 namespace orvik {
-
-enum class PropertyListKind {
-  kNone,
-  kString,
-  kNumber,
-  kBoolean,
-  kDate,
-  kData,
-  kArray,
-  kDictionary,
-};
-
-PropertyListKind KindOfPropertyListObject(const NSObject* object);
-
-enum class PropertyListDeferral { kOpen, kDone, kFailed };
 
 enum class PropertyListOrder { kStored, kByKey };
 
 class PropertyListWalk {
  public:
-  // What is met, in order. Each answers whether the walk goes on. A key comes before its value.
-  class Visitor {
-   public:
-    virtual ~Visitor() = default;
-    virtual bool Leaf(const NSObject* object, PropertyListKind kind) = 0;
-    virtual bool Begin(const NSObject* container, PropertyListKind kind, size_t count) = 0;
-    virtual bool Key(const NSString* key) = 0;
-    virtual bool End(PropertyListKind kind) = 0;
-    // A dictionary whose entries are not made yet: kDone when the visitor has seen to all of it.
-    virtual PropertyListDeferral Deferred(const NSDictionary&) {
-      return PropertyListDeferral::kOpen;
-    }
-  };
+  PropertyListWalk(PropertyListOrder order, PropertyListSink& sink) : order_(order), sink_(sink) {}
 
-  // True when all of the list was walked. False also for what is no property list: an object of
+  // True when the sink took the whole list. False also for what is no property list: an object of
   // another type, a key that is no string, containers too deep.
-  static bool Run(const NSObject* property_list, PropertyListOrder order, Visitor& visitor);
+  bool Run(const NSObject* property_list);
+
+  // Where Run stopped: the keys and indices that lead to the value, with "/" between them, in
+  // UTF-8.
+  std::string Path() const;
 
  private:
   struct Entry {
@@ -55,17 +30,17 @@ class PropertyListWalk {
   };
 
   struct Container {
-    PropertyListKind kind;
-    size_t first;
-    size_t next;
+    bool is_dictionary;
+    std::size_t first;
+    std::size_t next;
   };
 
-  PropertyListWalk(PropertyListOrder order, Visitor& visitor) : order_(order), visitor_(visitor) {}
   bool Visit(const NSObject* object);
+  bool Leaf(const NSObject* object, CFTypeID type);
   bool PushDictionary(CFDictionaryRef dictionary);
 
   PropertyListOrder order_;
-  Visitor& visitor_;
+  PropertyListSink& sink_;
   // The entries of the open containers, the innermost last.
   std::vector<Entry> entries_;
   std::vector<Container> open_;

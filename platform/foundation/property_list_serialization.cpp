@@ -6,7 +6,7 @@ namespace orvik {
 namespace {
 
 void SetDescription(const NSString** description, std::string_view text) {
-  if (description != nullptr) *description = NSString::NewFromAscii(text);
+  if (description != nullptr) *description = NSString::NewFromUtf8(text);
 }
 
 }  // namespace
@@ -15,8 +15,7 @@ NSObject* NSPropertyListSerialization::propertyListFromData(
     const NSData* data, NSPropertyListMutabilityOptions mutability_option,
     NSPropertyListFormat* format, const NSString** error_description) {
   if (error_description != nullptr) *error_description = nullptr;
-  PropertyListReading reading =
-      ReadPropertyList(data == nullptr ? std::string_view() : data->View(), mutability_option);
+  PropertyListReading reading = ReadPropertyList(data, mutability_option);
   if (!reading.root) {
     SetDescription(error_description, reading.error);
     return nullptr;
@@ -30,12 +29,13 @@ const NSData* NSPropertyListSerialization::dataFromPropertyList(
     const NSString** error_description) {
   if (error_description != nullptr) *error_description = nullptr;
   std::optional<std::string> bytes;
+  std::string failed_at;
   switch (format) {
     case NSPropertyListXMLFormat_v1_0:
-      bytes = WriteXmlPropertyList(property_list);
+      bytes = WriteXmlPropertyList(property_list, &failed_at);
       break;
     case NSPropertyListBinaryFormat_v1_0:
-      bytes = WriteBinaryPropertyList(property_list);
+      bytes = WriteBinaryPropertyList(property_list, &failed_at);
       break;
     case NSPropertyListOpenStepFormat:
       SetDescription(error_description, "The old text format can be read but not written");
@@ -45,9 +45,10 @@ const NSData* NSPropertyListSerialization::dataFromPropertyList(
       return nullptr;
   }
   if (!bytes) {
-    SetDescription(error_description, property_list == nullptr
-                                          ? "There is no object to write"
-                                          : "The object is no property list of this format");
+    SetDescription(error_description,
+                   property_list == nullptr
+                       ? std::string("There is no object to write")
+                       : "The object is no property list, at \"" + failed_at + "\"");
     return nullptr;
   }
   return Autoreleased(NSData::Create(std::move(*bytes)));

@@ -82,8 +82,9 @@ TEST(PropertyListLeaves, DatesAreOfTheGregorianCalendar) {
         "2001-01-01T24:00:00Z", "99999999999-01-01Z", "2001-01-01T00:00:00.5Z"}) {
     EXPECT_FALSE(ParsePropertyListDate(text)) << text;
   }
-  EXPECT_FALSE(IsPropertyListDate(std::nan("")));
-  EXPECT_FALSE(IsPropertyListDate(INFINITY));
+  EXPECT_EQ(Date(std::nan("")), "2001-01-01T00:00:00Z");
+  EXPECT_EQ(Date(INFINITY), "9999-12-31T23:59:59Z");
+  EXPECT_EQ(Date(-1e300), "0001-01-01T00:00:00Z");
 }
 
 TEST(PropertyListLeaves, DataIsBrokenIntoLines) {

@@ -31,7 +31,7 @@ TEST_F(PropertyListSerialization, LeavesTheFormatAloneAndExplainsWhatIsNoList) {
       NSPropertyListSerialization::propertyListFromData(Data("not a list"), 2, &format, &error),
       nullptr);
   EXPECT_EQ(format, 77u);
-  EXPECT_EQ(Text(error), "The text is no property list: unexpected at byte 4");
+  EXPECT_EQ(Text(error), "The text is no property list: unexpected in line 1, column 5");
   EXPECT_EQ(NSPropertyListSerialization::propertyListFromData(nullptr, 0, nullptr, nullptr),
             nullptr);
 }

@@ -2,80 +2,88 @@
 
 #include <cstdio>
 
+#include "platform/core_foundation/property_list_leaves.h"
 #include "platform/core_foundation/property_list_walk.h"
 
 namespace orvik::test {
 namespace {
 
-class Describer : public PropertyListWalk::Visitor {
+class Describer : public PropertyListSink {
  public:
-  bool Leaf(const NSObject* object, PropertyListKind kind) override {
+  bool String(const PropertyListText& text) override {
     Separate();
-    switch (kind) {
-      case PropertyListKind::kString:
-        text += "s:" + static_cast<const NSString*>(object)->ToUtf8();
-        return true;
-      case PropertyListKind::kNumber: {
-        const auto* number = static_cast<const NSNumber*>(object);
-        text += number->isReal() ? "r:" : "i:";
-        if (number->isReal()) {
-          AppendPropertyListReal(text, number->doubleValue());
-        } else {
-          AppendPropertyListInteger(text, IntegerOf(*number));
-        }
-        return true;
-      }
-      case PropertyListKind::kBoolean:
-        text += CFBooleanGetValue(static_cast<CFBooleanRef>(object)) ? "b:1" : "b:0";
-        return true;
-      case PropertyListKind::kDate:
-        text += "d:";
-        AppendPropertyListReal(text, CFDateGetAbsoluteTime(static_cast<CFDateRef>(object)));
-        return true;
-      default:
-        text += "x:";
-        for (const char byte : static_cast<const NSData*>(object)->View()) {
-          char digits[3];
-          snprintf(digits, sizeof digits, "%02X", static_cast<unsigned char>(byte));
-          text += digits;
-        }
-        return true;
+    description += "s:" + text.object->ToUtf8();
+    return true;
+  }
+  bool Integer(PropertyListInteger value) override {
+    Separate();
+    description += "i:";
+    AppendPropertyListInteger(description, value);
+    return true;
+  }
+  bool Real(double value, int) override { return Number("r:", value); }
+  bool Date(double seconds) override { return Number("d:", seconds); }
+  bool Boolean(bool value) override {
+    Separate();
+    description += value ? "b:1" : "b:0";
+    return true;
+  }
+  bool Data(std::string_view bytes, const NSData*) override {
+    Separate();
+    description += "x:";
+    for (const char byte : bytes) {
+      char digits[3];
+      snprintf(digits, sizeof digits, "%02X", static_cast<unsigned char>(byte));
+      description += digits;
     }
+    return true;
   }
-
-  bool Begin(const NSObject*, PropertyListKind kind, size_t) override {
+  bool OpenArray(std::size_t) override { return Open('('); }
+  bool OpenDictionary(std::size_t) override { return Open('{'); }
+  bool Key(const PropertyListText& key) override {
     Separate();
-    text += kind == PropertyListKind::kArray ? '(' : '{';
+    description += key.object->ToUtf8() + '=';
+    return true;
+  }
+  bool Close() override {
+    description += open_.back() == '(' ? ')' : '}';
+    open_.pop_back();
     return true;
   }
 
-  bool Key(const NSString* key) override {
-    Separate();
-    text += key->ToUtf8() + '=';
-    return true;
-  }
-
-  bool End(PropertyListKind kind) override {
-    text += kind == PropertyListKind::kArray ? ')' : '}';
-    return true;
-  }
-
-  std::string text;
+  std::string description;
 
  private:
+  bool Number(const char* kind, double value) {
+    Separate();
+    description += kind;
+    AppendPropertyListReal(description, value);
+    return true;
+  }
+
+  bool Open(char bracket) {
+    Separate();
+    description += bracket;
+    open_ += bracket;
+    return true;
+  }
+
   void Separate() {
-    if (!text.empty() && std::string_view("({=").find(text.back()) == std::string_view::npos) {
-      text += ' ';
+    if (!description.empty() &&
+        std::string_view("({=").find(description.back()) == std::string_view::npos) {
+      description += ' ';
     }
   }
+
+  std::string open_;
 };
 
 }  // namespace
 
 std::string Describe(const NSObject* object) {
   Describer describer;
-  return PropertyListWalk::Run(object, PropertyListOrder::kByKey, describer) ? describer.text
-                                                                             : "nothing";
+  PropertyListWalk walk(PropertyListOrder::kByKey, describer);
+  return walk.Run(object) ? describer.description : "nothing";
 }
 
 std::string DescribeBytes(std::string_view bytes) {

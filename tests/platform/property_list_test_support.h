@@ -6,6 +6,8 @@
 #include <string>
 #include <string_view>
 
+#include "platform/core_foundation/date.h"
+#include "platform/core_foundation/number.h"
 #include "platform/core_foundation/property_list_forms.h"
 
 namespace orvik::test {
