@@ -73,7 +73,7 @@ endforeach()
 set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_SECTION libdevel)
 set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_SHLIBDEPS OFF)
 set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_DEPENDS
-  "libboost-dev, libexpat1-dev, libicu-dev, libpugixml-dev, libtinyxml-dev, zlib1g-dev")
+  "libboost-dev, libexpat1-dev, libicu-dev, libtinyxml-dev, zlib1g-dev")
 set(CPACK_DEBIAN_DEVELOPMENT_DESCRIPTION "ORVIK support library (development files)
 Windows-style strings, files, streams, XML and a registry-like preference
 store. This package holds the headers, the static libraries and the files

@@ -4,7 +4,7 @@
 # "fuzz" for the fuzz targets, "check" for the static checks, "cross_i386" and "cross_arm64" to build
 # for another processor.
 
-orvik_libraries_build="zlib1g-dev libtinyxml-dev libexpat1-dev libboost-dev libicu-dev libpugixml-dev
+orvik_libraries_build="zlib1g-dev libtinyxml-dev libexpat1-dev libboost-dev libicu-dev
   libncurses-dev"
 orvik_libraries_test="libgtest-dev libgmock-dev"
 orvik_packages_build="g++ cmake ninja-build pkg-config $orvik_libraries_build"

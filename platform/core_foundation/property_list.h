@@ -2,8 +2,9 @@
 // string keys, in their XML, binary and old text forms.
 //
 // Bytes that are no property list, and objects that cannot be written as one, give null: nothing
-// is read or written in part. Both directions go at most kPropertyListMaximumDepth containers
-// deep, so that what was written can always be read again.
+// is read or written in part. The error text of textual forms names line and column. Both
+// directions go at most kPropertyListMaximumDepth containers deep, so that what was written can
+// always be read again.
 //
 // Reading takes any of the three forms:
 //
@@ -15,8 +16,8 @@
 //   text    the old form, { key = value; }, and files of strings without the outer braces. All its
 //           leaves are strings or data.
 //
-// A dictionary read from XML makes its entries when they are first looked at, and keeps the file's
-// text in memory until then.
+// A dictionary read from XML makes its entries when they are first looked at, and keeps the data
+// object that it was read from in memory until then. Several threads may look at one list.
 //
 // Integers beyond the signed 64-bit range keep their value up to 2^64 - 1. A unique identifier of a
 // keyed archive is the dictionary { "CF$UID" = number }.
@@ -32,6 +33,13 @@
 //   U+FDD0 "zebra"          U+FDD0 zebra         (as other programs may have written it)
 //
 // A carriage return is written as "&#13;" and so outlives the line-end rule of XML.
+//
+// The element of a date has whole seconds. A date with a fraction, or without a year of at most
+// eight digits, has its IEEE 754 bits beside them, in an attribute that other programs pass over:
+//
+//   0.25 s after the start of 2001   <date exact="3fd0000000000000">2001-01-01T00:00:00Z</date>
+//
+// The attribute counts only while the element's text is the one that is written for its bits.
 #pragma once
 
 #include "platform/core_foundation/base.h"
@@ -64,7 +72,7 @@ CFPropertyListRef CFPropertyListCreateFromXMLData(CFAllocatorRef allocator, CFDa
 
 // The XML form (version 1.0, UTF-8, tabs, dictionaries in the order of their keys' UTF-16 units),
 // owned by the caller; null when the object is no property list. Reals are written with as few
-// digits as give the same double back; dates to the second, rounded down.
+// digits as give the same double back.
 CFDataRef CFPropertyListCreateXMLData(CFAllocatorRef allocator, CFPropertyListRef property_list);
 
 // A copy of every container (and, with kCFPropertyListMutableContainersAndLeaves, of every string
