@@ -16,6 +16,20 @@ bool BeginsWithTextData(std::string_view text) {
   return end != std::string_view::npos && text[end] == '>';
 }
 
+class FormatChecker final : public PropertyListChecker {
+ public:
+  explicit FormatChecker(CFPropertyListFormat format)
+      : has_types_(format != kCFPropertyListOpenStepFormat) {}
+
+  bool Integer(PropertyListInteger) override { return has_types_; }
+  bool Real(double, int) override { return has_types_; }
+  bool Boolean(bool) override { return has_types_; }
+  bool Date(double) override { return has_types_; }
+
+ private:
+  bool has_types_;
+};
+
 bool BeginsWithMarkup(std::string_view text) {
   const size_t start = text.find_first_not_of(" \t\r\n");
   return start != std::string_view::npos && text[start] == '<' && !BeginsWithTextData(text);
@@ -72,6 +86,15 @@ CFPropertyListRef CFPropertyListCreateDeepCopy(CFAllocatorRef, CFPropertyListRef
   PropertyListBuilder builder(mutability_option);
   PropertyListWalk walk(PropertyListOrder::kStored, builder);
   return walk.Run(ObjectOf(property_list)) ? builder.Take().release() : nullptr;
+}
+
+Boolean CFPropertyListIsValid(CFPropertyListRef property_list, CFPropertyListFormat format) {
+  if (format != kCFPropertyListOpenStepFormat && format != kCFPropertyListXMLFormat_v1_0 &&
+      format != kCFPropertyListBinaryFormat_v1_0) {
+    return false;
+  }
+  FormatChecker checker(format);
+  return PropertyListWalk(PropertyListOrder::kStored, checker).Run(ObjectOf(property_list));
 }
 
 }  // namespace orvik

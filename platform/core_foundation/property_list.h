@@ -82,4 +82,8 @@ CFPropertyListRef CFPropertyListCreateDeepCopy(CFAllocatorRef allocator,
                                                CFPropertyListRef property_list,
                                                CFOptionFlags mutability_option);
 
+// Whether the object can be written in the format. The old text form holds strings, data, arrays
+// and dictionaries alone.
+Boolean CFPropertyListIsValid(CFPropertyListRef property_list, CFPropertyListFormat format);
+
 }  // namespace orvik

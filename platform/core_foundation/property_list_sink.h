@@ -69,4 +69,19 @@ class PropertyListSink {
   }
 };
 
+// Takes every value and does nothing with it.
+class PropertyListChecker : public PropertyListSink {
+ public:
+  bool String(const PropertyListText&) override { return true; }
+  bool Integer(PropertyListInteger) override { return true; }
+  bool Real(double, int) override { return true; }
+  bool Boolean(bool) override { return true; }
+  bool Date(double) override { return true; }
+  bool Data(std::string_view, const NSData*) override { return true; }
+  bool OpenArray(std::size_t) override { return true; }
+  bool OpenDictionary(std::size_t) override { return true; }
+  bool Key(const PropertyListText&) override { return true; }
+  bool Close() override { return true; }
+};
+
 }  // namespace orvik

@@ -173,7 +173,7 @@ class PropertyListXml::Check {
       const bool is_date = value_.element == XmlElement::kDate;
       const bool matches = rewriter_.Matches(value_, open_.size());
       NoteSpelling(matches && (value_.has_plain_tags || is_date) && !value_.is_mixed);
-      if (!matches && !sender_.Send(value_, ignored_)) {
+      if (!matches && !sender_.Send(value_, checker_)) {
         return Fail("no value of its element", value_.begin);
       }
     }
@@ -236,20 +236,6 @@ class PropertyListXml::Check {
 
   bool FailTooDeep() { return Fail("too many containers inside one another", value_.begin); }
 
-  // Takes any value.
-  class Ignored final : public PropertyListSink {
-    bool String(const PropertyListText&) override { return true; }
-    bool Integer(PropertyListInteger) override { return true; }
-    bool Real(double, int) override { return true; }
-    bool Boolean(bool) override { return true; }
-    bool Date(double) override { return true; }
-    bool Data(std::string_view, const NSData*) override { return true; }
-    bool OpenArray(std::size_t) override { return true; }
-    bool OpenDictionary(std::size_t) override { return true; }
-    bool Key(const PropertyListText&) override { return true; }
-    bool Close() override { return true; }
-  };
-
   PropertyListXml& xml_;
   XmlValues values_;
   XmlValue value_;
@@ -257,7 +243,7 @@ class PropertyListXml::Check {
   std::vector<Container> open_;
   Rewriter rewriter_;
   XmlValueSender sender_;
-  Ignored ignored_;
+  PropertyListChecker checker_;
   std::u16string last_decoded_;
   std::u16string decoded_;
   const char* reason_ = "";

@@ -183,6 +183,12 @@ TEST(PropertyListXml, IsNotWrittenOfWhatItCannotHold) {
   const OwnedObject owner(keyed_by_boolean);
   keyed_by_boolean->setObject(kCFBooleanTrue, kCFBooleanTrue);
   EXPECT_EQ(CFPropertyListCreateXMLData(nullptr, keyed_by_boolean), nullptr);
+  EXPECT_FALSE(CFPropertyListIsValid(keyed_by_boolean, kCFPropertyListXMLFormat_v1_0));
+  const OwnedObject number = ReadRoot("<array><integer>1</integer></array>");
+  EXPECT_FALSE(CFPropertyListIsValid(number.get(), kCFPropertyListOpenStepFormat));
+  EXPECT_TRUE(CFPropertyListIsValid(number.get(), kCFPropertyListXMLFormat_v1_0));
+  EXPECT_TRUE(CFPropertyListIsValid(ReadRoot("{a = <00>;}").get(), kCFPropertyListOpenStepFormat));
+  EXPECT_FALSE(CFPropertyListIsValid(number.get(), 0));
 }
 
 }  // namespace
