@@ -48,7 +48,7 @@ bool PropertyListWalk::Visit(const NSObject* object) {
   const std::size_t first = entries_.size();
   if (is_dictionary) {
     const auto* dictionary = static_cast<CFDictionaryRef>(object);
-    const auto content = dictionary->deferredContent();
+    const auto content = dictionary->isDeferred() ? dictionary->deferredContent() : nullptr;
     if (const auto* xml = dynamic_cast<const XmlDictionaryContent*>(content.get())) {
       const PropertyListTaking taking = sink_.Dictionary(xml->dictionary());
       if (taking != PropertyListTaking::kWantsEntries) return taking == PropertyListTaking::kTaken;

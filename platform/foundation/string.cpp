@@ -4,59 +4,13 @@
 #include <cstdlib>
 #include <cstring>
 #include <new>
-#include <type_traits>
 
+#include "platform/foundation/string_hash.h"
 #include "text/transcoding.h"
 
 namespace orvik {
 
 namespace {
-
-// Four units to a step; bytes are spread to units, so that both forms of a text agree.
-inline UInt64 SpreadFour(UInt32 bytes) {
-  UInt64 x = bytes;
-  x = (x | (x << 16)) & 0x0000FFFF0000FFFF;
-  return (x | (x << 8)) & 0x00FF00FF00FF00FF;
-}
-
-inline UInt64 Mix(UInt64 hash, UInt64 value) {
-  hash = (hash ^ value) * 0x9E3779B97F4A7C15;
-  return hash ^ (hash >> 29);
-}
-
-// Four units of the text, in either form.
-inline UInt64 FourAt(std::string_view bytes, size_t i) {
-  UInt32 four;
-  std::memcpy(&four, bytes.data() + i, sizeof four);
-  return SpreadFour(four);
-}
-inline UInt64 FourAt(std::u16string_view units, size_t i) {
-  UInt64 four;
-  std::memcpy(&four, units.data() + i, sizeof four);
-  return four;
-}
-
-// Two chains of multiplications, so that neither waits for the other.
-template <class Unit>
-UInt32 HashOf(std::basic_string_view<Unit> text) {
-  UInt64 even = text.size();
-  UInt64 odd = 0;
-  size_t i = 0;
-  for (; text.size() - i >= 8; i += 8) {
-    even = Mix(even, FourAt(text, i));
-    odd = Mix(odd, FourAt(text, i + 4));
-  }
-  if (text.size() - i >= 4) {
-    even = Mix(even, FourAt(text, i));
-    i += 4;
-  }
-  UInt64 rest = 0;
-  for (int shift = 0; i < text.size(); ++i, shift += 16) {
-    rest |= static_cast<UInt64>(static_cast<std::make_unsigned_t<Unit>>(text[i])) << shift;
-  }
-  const UInt64 hash = Mix(Mix(even, odd), rest);
-  return static_cast<UInt32>(hash ^ (hash >> 32));
-}
 
 bool Equal(std::string_view bytes, std::u16string_view units) {
   for (size_t i = 0; i < bytes.size(); ++i) {
@@ -283,10 +237,10 @@ bool NSString::isEqual(const NSObject* other) const {
 }
 
 CFHashCode NSString::hash() const {
-  if (isMutable()) return HashOf(wide()) | 1u;
+  if (isMutable()) return HashOfUnits(wide()) | 1u;
   UInt32 hash = hash_or_capacity_.load(std::memory_order_relaxed);
   if (hash == 0) {
-    hash = (isLatin1() ? HashOf(latin1()) : HashOf(wide())) | 1u;
+    hash = (isLatin1() ? HashOfUnits(latin1()) : HashOfUnits(wide())) | 1u;
     hash_or_capacity_.store(hash, std::memory_order_relaxed);
   }
   return hash;

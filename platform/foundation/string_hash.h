@@ -1,0 +1,15 @@
+// The hash of a string's units.
+#pragma once
+
+#include <string_view>
+
+#include "platform/core_foundation/base.h"
+
+namespace orvik {
+
+// SipHash-1-3 with a key that each process draws for itself: whoever fills a file cannot choose
+// keys that meet in a dictionary. Bytes have the hash of the units of the same values.
+UInt32 HashOfUnits(std::string_view latin1);
+UInt32 HashOfUnits(std::u16string_view units);
+
+}  // namespace orvik
