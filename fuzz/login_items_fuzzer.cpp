@@ -46,10 +46,11 @@ void Check(LoginWindowPlist& list, LoginWindowPlist& again, const std::filesyste
   if (!root) return;
   Require(list.Plist()->isEqual(root.get()));
 
+  const bool has_place = root->typeID() == orvik::CFDictionaryGetTypeID();
   Require(list.addFilePathToAutoLaunchedAppDictArr(item, hide ? orvik::YES : orvik::NO) ==
-          orvik::YES);
+          (has_place ? orvik::YES : orvik::NO));
   const orvik::NSArray* items = list.autoLaunchedAppDictArr();
-  Require((items != nullptr) == (root->typeID() == orvik::CFDictionaryGetTypeID()));
+  Require((items != nullptr) == has_place);
   if (items != nullptr) Require(Count(items, item, hide) >= 1);
   if (list.write() != orvik::YES) {
     Require(orvik::fuzz::ReadFile(path) == bytes);

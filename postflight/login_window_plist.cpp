@@ -19,6 +19,13 @@ NSArray* ItemsOf(NSObject* root) {
                                : dynamic_cast<NSArray*>(dictionary->objectForKey(CFSTR(kItems)));
 }
 
+ObjCBool RefuseChange() {
+  Notice(
+      {u"leaving [addFilePathToAutoLaunchedAppDictArr addFilePathToAutoLaunchedAppDictArr], unable "
+       u"to change AutoLaunchedApplicationDictionary"});
+  return NO;
+}
+
 }  // namespace
 
 NSArray* LoginWindowPlist::autoLaunchedAppDictArr() const {
@@ -51,12 +58,17 @@ ObjCBool LoginWindowPlist::addFilePathToAutoLaunchedAppDictArr(const NSString* p
   NSArray* items = ItemsOf(plist);
   if (items == nullptr) {
     // A root that is no dictionary has no place for the list and is left as it is.
-    if (auto* dictionary = dynamic_cast<NSDictionary*>(plist)) {
-      items = NSArray::arrayWithCapacity(10);
-      items->addObject(item);
-      dictionary->setObject(items, CFSTR(kItems));
-      setPlist(dictionary);
+    auto* dictionary = dynamic_cast<NSDictionary*>(plist);
+    if (dictionary == nullptr) {
+      return RefuseChange();
     }
+    items = NSArray::arrayWithCapacity(10);
+    items->addObject(item);
+    dictionary->setObject(items, CFSTR(kItems));
+    if (ItemsOf(dictionary) != items) {
+      return RefuseChange();
+    }
+    setPlist(dictionary);
     Notice(
         {u"leaving [addFilePathToAutoLaunchedAppDictArr addFilePathToAutoLaunchedAppDictArr], "
          u"set AutoLaunchedApplicationDictionary onwards "});
@@ -73,11 +85,18 @@ ObjCBool LoginWindowPlist::addFilePathToAutoLaunchedAppDictArr(const NSString* p
       found = true;
       Notice({u"bPathFound set to YES for currPath: ", present_path});
       present->setObject(hide_flag, CFSTR(kHide));
+      if (present->objectForKey(CFSTR(kHide)) != hide_flag) {
+        return RefuseChange();
+      }
     }
   }
   if (!found) {
     Notice({u"bPathFound != YES, adding Path: ", path});
+    const CFIndex count = items->count();
     items->addObject(item);
+    if (items->count() == count) {
+      return RefuseChange();
+    }
   }
   Notice({u"leaving [addFilePathToAutoLaunchedAppDictArr addFilePathToAutoLaunchedAppDictArr]"});
   return YES;

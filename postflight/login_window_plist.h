@@ -13,7 +13,8 @@ class LoginWindowPlist : public propertyFile {
   // The array, not retained for the caller; null when there is none.
   NSArray* autoLaunchedAppDictArr() const;
 
-  // Sets the hide flag of every item with exactly this path, or appends a new item. Always YES.
+  // Sets the hide flag of every item with exactly this path, or appends a new item. NO, with a log
+  // line, for a list that cannot be changed: a root that is no dictionary, or immutable contents.
   ObjCBool addFilePathToAutoLaunchedAppDictArr(const NSString* path);
   ObjCBool addFilePathToAutoLaunchedAppDictArr(const NSString* path, ObjCBool hide);
 };

@@ -1,5 +1,7 @@
 #include "postflight/login_window_plist.h"
 
+#include "platform/core_foundation/property_list.h"
+
 #include "tests/postflight/log_fixture.h"
 #include "tests/support/plist_files.h"
 
@@ -89,8 +91,28 @@ TEST_F(LoginWindowPlistTest, OtherRootsAndLists) {
                                   {"<true/>", "true"}};
   for (const auto& [xml, json] : roots) {
     Load(xml);
-    EXPECT_EQ(file_->addFilePathToAutoLaunchedAppDictArr(Text("/A")), YES);
+    EXPECT_EQ(file_->addFilePathToAutoLaunchedAppDictArr(Text("/A")), NO);
+    EXPECT_NE(Log().find("unable to change AutoLaunchedApplicationDictionary\n"),
+              std::string::npos);
     EXPECT_EQ(Written(), json);
+  }
+}
+
+// setPlist copies the root alone: what lies in it stays as immutable as it was.
+TEST_F(LoginWindowPlistTest, RefusesAListThatCannotBeChanged) {
+  const std::string xml = std::string("<dict><key>AutoLaunchedApplicationDictionary</key><array>") +
+                          kItem + "</array></dict>";
+  const CFDataRef data = CFDataCreate(nullptr, reinterpret_cast<const UInt8*>(xml.data()),
+                                      static_cast<CFIndex>(xml.size()));
+  const CFTypeRef list = CFPropertyListCreateFromXMLData(nullptr, data, 0, nullptr);
+  file_->setPlist(static_cast<const NSObject*>(list));
+  CFRelease(list);
+  CFRelease(data);
+  for (const char* path : {"/Applications/A.app", "/other"}) {
+    Log();
+    EXPECT_EQ(file_->addFilePathToAutoLaunchedAppDictArr(Text(path), YES), NO);
+    EXPECT_NE(Log().find("unable to change AutoLaunchedApplicationDictionary\n"),
+              std::string::npos);
   }
 }
 
