@@ -12,7 +12,8 @@ using orvik::fuzz::Require;
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   const orvik::CAutoCFRelease<orvik::CFDataRef> bytes(
       orvik::CFDataCreate(nullptr, data, static_cast<orvik::CFIndex>(size)));
-  const auto entries = orvik::SalvageEntries(bytes);
+  const auto salvage = orvik::SalvageEntries(bytes);
+  const auto& entries = salvage.entries;
   if (!entries) return 0;
   const auto binary = orvik::WriteBinaryPropertyList(entries.Get());
   Require(binary.has_value());

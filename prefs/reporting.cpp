@@ -69,14 +69,34 @@ PrefStatus ListPreferenceNames(int scope, const KeyPath& key_path, const CAtlStr
   return PrefStatus::Ok();
 }
 
+PrefCheck CheckDomain(int scope, const CAtlString& domain) {
+  const EffectiveDomain effective(scope, domain);
+  PrefCheck check{CheckAddress(effective), {}};
+  if (!check.status.ok()) {
+    return check;
+  }
+  const FileDomainStore store(effective, domain, StorePurpose::kRead);
+  check.status = store.status();
+  if (check.status.error == PrefError::kDamaged) {
+    CFStringRef reason = nullptr;
+    const CAutoCFRelease<CFTypeRef> none(CFPropertyListCreateFromXMLData(
+        kCFAllocatorDefault, store.file().bytes(), kCFPropertyListImmutable, &reason));
+    const CAutoCFRelease<CFStringRef> owner(reason);
+    check.damage = CAtlString(reason);
+  }
+  return check;
+}
+
 PrefRepair RepairDomain(int scope, const CAtlString& domain,
-                        std::optional<std::chrono::milliseconds> wait) {
+                        std::optional<std::chrono::milliseconds> wait, PrefRepairMode mode) {
   PrefRepair repair;
   const EffectiveDomain effective(scope, domain);
   if (repair.status = CheckAddress(effective); !repair.status.ok()) {
     return repair;
   }
-  FileDomainStore store(effective, domain, StorePurpose::kChange, wait);
+  const bool rehearses = mode == PrefRepairMode::kRehearse;
+  FileDomainStore store(effective, domain, rehearses ? StorePurpose::kRead : StorePurpose::kChange,
+                        wait);
   repair.status = store.status();
   if (repair.status.ok()) {
     repair.was_sound = true;
@@ -88,17 +108,22 @@ PrefRepair RepairDomain(int scope, const CAtlString& domain,
       repair.status.error != PrefError::kRootNotDictionary) {
     return repair;
   }
-  CAutoCFRelease<CFMutableDictionaryRef> entries;
-  entries = SalvageEntries(store.file().bytes());
+  Salvage salvage = SalvageEntries(store.file().bytes());
+  if (!salvage.entries) {
+    salvage.entries = NewDictionary();
+  }
+  repair.entries = static_cast<int>(CFDictionaryGetCount(salvage.entries));
+  repair.losses = std::move(salvage.losses);
+  repair.lost = salvage.lost;
+  if (rehearses) {
+    repair.status = PrefStatus::Ok();
+    return repair;
+  }
   if (repair.status = store.StartAnew(); !repair.status.ok()) {
     return repair;
   }
   const std::string kept = store.kept();
-  if (!entries) {
-    entries = NewDictionary();
-  }
-  repair.entries = static_cast<int>(CFDictionaryGetCount(entries));
-  store.ReplaceEntries(std::move(entries));
+  store.ReplaceEntries(std::move(salvage.entries));
   repair.status = store.Save();
   if (repair.status.ok()) {
     repair.kept_copy = kept;

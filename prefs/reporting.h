@@ -8,6 +8,7 @@
 #include <chrono>
 #include <optional>
 #include <string>
+#include <vector>
 
 #include "platform/core_foundation/array.h"
 #include "platform/core_foundation/dictionary.h"
@@ -49,19 +50,41 @@ PrefResult<CFDictionaryRef> CopyPreferenceKey(int scope, const KeyPath& key_path
 PrefStatus ListPreferenceNames(int scope, const KeyPath& key_path, const CAtlString& domain,
                                CAtlArray<CAtlString>& names);
 
-// What a repair did.
+// Whether the file is a sound property list of entries.
+struct PrefCheck {
+  PrefStatus status;  // as CopyDomain
+  CAtlString damage;  // of a damaged file: what is wrong, in text with line and column
+};
+PrefCheck CheckDomain(int scope, const CAtlString& domain);
+
+// Something that a repair could not save.
+struct PrefLoss {
+  CAtlString path;         // the keys and indices that lead to it, with "/" between them
+  std::string what;        // a short English text in lower case, such as "a key without a value"
+  std::size_t line = 0;    // from 1
+  std::size_t column = 0;  // from 1, in characters
+};
+
+// What a repair did, or would do.
 struct PrefRepair {
   PrefStatus status;       // ok() when the file now is a sound property list of entries
   bool was_sound = false;  // nothing had to be done
   std::string kept_copy;   // where the damaged file now lies beside the repaired one
   int entries = 0;         // top-level entries that could be saved
+  // What was lost, in the order of the places in the file. No more than the first thousand are
+  // listed; `lost` counts all.
+  std::vector<PrefLoss> losses;
+  std::size_t lost = 0;
 };
 
-// Saves what can be read of a damaged file (of XML that breaks off or goes wrong, everything that
-// is complete before that place) and keeps the damaged one beside it. kNotFound without a file; one
-// that cannot be read is not damaged (kUnreadable) and stays.
-// `wait` is that of Transaction::WaitAtMost.
+enum class PrefRepairMode { kSave, kRehearse };
+
+// Saves what can be read of a damaged file and keeps the damaged one beside it. Of XML, every value
+// that is whole is saved, also behind what is wrong. kNotFound without a file; kUnreadable, with
+// nothing changed, for a file that cannot be read. `wait` is that of Transaction::WaitAtMost. A
+// rehearsal changes nothing and takes no lock.
 PrefRepair RepairDomain(int scope, const CAtlString& domain,
-                        std::optional<std::chrono::milliseconds> wait = {});
+                        std::optional<std::chrono::milliseconds> wait = {},
+                        PrefRepairMode mode = PrefRepairMode::kSave);
 
 }  // namespace orvik

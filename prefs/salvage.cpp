@@ -1,107 +1,348 @@
 #include "prefs/salvage.h"
 
+#include <algorithm>
 #include <string>
-#include <string_view>
-#include <vector>
+#include <utility>
 
+#include "platform/core_foundation/array.h"
 #include "platform/core_foundation/property_list.h"
-#include "prefs/dictionary_type.h"
+#include "platform/core_foundation/string.h"
 #include "prefs/platform_values.h"
+#include "text/xml_scanner.h"
 
 namespace orvik {
 
 namespace {
 
-bool IsContainer(std::string_view name) {
-  return name == "plist" || name == "dict" || name == "array";
+using Tag = XmlScanner::Tag;
+
+constexpr std::string_view kSimpleElements[] = {"key",  "string", "integer", "real",
+                                                "true", "false",  "date",    "data"};
+
+bool IsSimple(std::string_view name) {
+  return std::find(std::begin(kSimpleElements), std::end(kSimpleElements), name) !=
+         std::end(kSimpleElements);
 }
 
-// Goes through the tags of the text up to its end or an end tag that does not fit, and gives the
-// end tags that close what is open there. cuts, unless null, receives the places right after a
-// complete value or the start of a dictionary; whether what lies before such a place is really
-// sound is for the parser to say.
-std::string Scan(std::string_view text, std::vector<std::size_t>* cuts) {
-  constexpr std::size_t kMaximumDepth = kPropertyListMaximumDepth + 1;
-  std::vector<std::string_view> open;
-  const auto cut_at = [&](std::size_t place) {
-    if (cuts != nullptr) {
-      cuts->push_back(place);
+bool IsContainer(std::string_view name) {
+  return name == "dict" || name == "array";
+}
+
+class Salvager {
+ public:
+  explicit Salvager(std::string_view text) : text_(text), scanner_(text) {
+    constexpr std::string_view kMark = "\xEF\xBB\xBF";
+    if (text.starts_with(kMark)) {
+      scanner_.MoveTo(kMark.size());
     }
+    // Values are read one by one, each in the encoding of the whole.
+    if (text.starts_with("<?xml")) {
+      declaration_ = text.substr(0, text.find("?>") == text.npos ? 0 : text.find("?>") + 2);
+    }
+  }
+
+  Salvage Run() {
+    for (Tag tag = scanner_.Next(); tag != Tag::kNone; tag = scanner_.Next()) {
+      if (!open_.empty() && !is_resuming_ && !IsBlankXml(scanner_.text())) {
+        Lose("text between the values", scanner_.begin() - scanner_.text().size());
+      }
+      is_resuming_ = false;
+      Take(tag);
+    }
+    if (!open_.empty() && !is_closed_) {
+      LosePendingKey();
+      Lose("the list breaks off", text_.size());
+    }
+    NamePlaces();
+    return std::move(salvage_);
+  }
+
+ private:
+  // A container of the list; its object is null when it is lost with all that it holds.
+  struct Open {
+    bool is_dictionary = false;
+    CAutoCFRelease<CFTypeRef> object;
+    CAutoCFRelease<CFStringRef> key;
+    std::size_t key_at = 0;
+    CAutoCFRelease<CFStringRef> placed;  // the key of the value that was placed last
   };
-  for (std::size_t at = text.find('<'); at != std::string_view::npos; at = text.find('<', at)) {
-    const bool is_comment = text.substr(at).starts_with("<!--");
-    const std::size_t end = text.find(is_comment ? "-->" : ">", at);
-    if (end == std::string_view::npos) {
-      break;
-    }
-    const std::string_view tag = text.substr(at + 1, end - at - 1);
-    at = end + 1;
-    if (tag.starts_with('?') || tag.starts_with('!')) {
-      continue;
-    }
-    const std::string_view name = tag.substr(0, tag.find_first_of(" \t\r\n"));
-    if (tag.starts_with('/')) {
-      const std::string_view ended = name.substr(1);
-      if (IsContainer(ended)) {
-        if (open.empty() || open.back() != ended) {
-          break;
-        }
-        open.pop_back();
-      }
-      if (ended != "key" && ended != "plist") {
-        cut_at(at);
-      }
-    } else if (tag.ends_with('/')) {
-      cut_at(at);
+
+  void Take(Tag tag) {
+    const std::string_view name = scanner_.name();
+    if (tag == Tag::kMalformed) {
+      Lose("malformed markup", scanner_.begin());
+      Resume(scanner_.begin() + 1);
+    } else if (name == "plist") {
+      return;
+    } else if (tag == Tag::kEnd) {
+      TakeEnd(name);
     } else if (IsContainer(name)) {
-      if (open.size() == kMaximumDepth) {
+      OpenContainer(name == "dict", tag == Tag::kEmpty);
+    } else if (IsSimple(name)) {
+      TakeSimple(name, tag == Tag::kEmpty);
+    } else {
+      TakeUnknown(name, tag == Tag::kEmpty);
+    }
+  }
+
+  // Goes on at the next tag from here, whatever the text before it is.
+  void Resume(std::size_t position) {
+    scanner_.MoveTo(position);
+    is_resuming_ = true;
+  }
+
+  void TakeSimple(std::string_view name, bool is_empty) {
+    const std::size_t begin = scanner_.begin();
+    const std::size_t text_begin = scanner_.position();
+    if (!is_empty && !scanner_.TakePlainEnd(name) &&
+        (scanner_.Next() != Tag::kEnd || scanner_.name() != name)) {
+      Lose(name == "key" ? "a key that does not end" : "a value that does not end", begin);
+      if (name != "key") {
+        FreeKey();
+      }
+      Resume(text_begin);
+      return;
+    }
+    const std::string_view element = text_.substr(begin, scanner_.position() - begin);
+    if (name != "key") {
+      Place(Parsed(element), begin);
+      return;
+    }
+    const std::string_view text = is_empty ? std::string_view() : scanner_.text();
+    TakeKey(CAutoCFRelease<CFStringRef>(static_cast<CFStringRef>(
+                Parsed("<string>" + std::string(text) + "</string>").Detach())),
+            begin);
+  }
+
+  void TakeKey(CAutoCFRelease<CFStringRef> key, std::size_t at) {
+    // An array holds no keys: its end was lost, and that of other arrays around it.
+    while (open_.size() > 1 && !open_.back().is_dictionary) {
+      Lose("an array that does not end", at);
+      open_.pop_back();
+    }
+    if (open_.empty() || !open_.back().is_dictionary) {
+      Lose("a key outside a dictionary", at);
+      return;
+    }
+    if (std::exchange(is_closed_, false)) {
+      Lose("an end tag too many", at);
+    }
+    LosePendingKey();
+    if (!key) {
+      Lose("a key that cannot be read", at);
+      return;
+    }
+    open_.back().key = std::move(key);
+    open_.back().key_at = at;
+  }
+
+  void OpenContainer(bool is_dictionary, bool is_empty) {
+    Open container;
+    container.is_dictionary = is_dictionary;
+    const std::size_t begin = scanner_.begin();
+    if (open_.size() < static_cast<std::size_t>(kPropertyListMaximumDepth)) {
+      if (is_dictionary) {
+        container.object.Attach(NewDictionary().Detach());
+      } else {
+        container.object.Attach(
+            CFArrayCreateMutable(kCFAllocatorDefault, 0, &kCFTypeArrayCallBacks));
+      }
+    }
+    if (open_.empty()) {
+      if (is_dictionary && !salvage_.entries) {
+        CFRetain(container.object);
+        salvage_.entries.Attach(AsMutable(container.object.Get()));
+      }
+    } else if (!Place(CAutoCFRelease<CFTypeRef>::Retaining(container.object), begin)) {
+      container.object.Free();
+    }
+    if (!is_empty) {
+      open_.push_back(std::move(container));
+    }
+  }
+
+  // Puts a value into the innermost container. The value is null when it cannot be read.
+  bool Place(CAutoCFRelease<CFTypeRef> value, std::size_t at) {
+    if (open_.empty() || is_closed_) {
+      Lose("a value outside the list", at);
+      return false;
+    }
+    Open& container = open_.back();
+    if (!container.object) {
+      return false;
+    }
+    if (!value) {
+      Lose("a value that cannot be read", at);
+      FreeKey();
+      return false;
+    }
+    if (!container.is_dictionary) {
+      CFArrayAppendValue(static_cast<CFMutableArrayRef>(const_cast<void*>(container.object.Get())),
+                         value);
+      return true;
+    }
+    if (!container.key) {
+      Lose("a value without a key", at);
+      return false;
+    }
+    CFDictionarySetValue(AsMutable(container.object.Get()), container.key, value);
+    // A container that was placed goes on naming the path of what is in it.
+    container.placed = std::move(container.key);
+    return true;
+  }
+
+  void TakeEnd(std::string_view name) {
+    const std::size_t at = scanner_.begin();
+    if (IsSimple(name)) {
+      return;  // the start was lost, and named
+    }
+    // What is no name of an element is a damaged one: of the innermost container.
+    std::size_t match = open_.size();
+    if (IsContainer(name)) {
+      while (match > 0 && open_[match - 1].is_dictionary != (name == "dict")) {
+        --match;
+      }
+    } else {
+      Lose("an unknown element", at);
+    }
+    if (match == 0 || is_closed_) {
+      Lose("an end tag too many", at);
+      return;
+    }
+    while (open_.size() > match) {
+      Lose("a container that does not end", at);
+      CloseInnermost();
+    }
+    CloseInnermost();
+  }
+
+  // The root stays: its end tag may have been one too many.
+  void CloseInnermost() {
+    LosePendingKey();
+    if (open_.size() == 1) {
+      is_closed_ = true;
+    } else {
+      open_.pop_back();
+    }
+  }
+
+  void TakeUnknown(std::string_view name, bool is_empty) {
+    const std::size_t begin = scanner_.begin();
+    const std::size_t inside = scanner_.position();
+    Lose("an unknown element", begin);
+    if (!is_empty) {
+      const Tag next = scanner_.Next();
+      if (next == Tag::kEnd && scanner_.name() == name) {
+        FreeKey();
+        return;
+      }
+      const bool holds_keys = next == Tag::kStart && scanner_.name() == "key";
+      Resume(inside);
+      if (holds_keys) {
+        OpenContainer(true, false);
+        return;
+      }
+    }
+    FreeKey();
+  }
+
+  // The key of a value that is lost, and named.
+  void FreeKey() {
+    if (!open_.empty()) {
+      open_.back().key.Free();
+    }
+  }
+
+  void LosePendingKey() {
+    if (open_.empty() || !open_.back().key) {
+      return;
+    }
+    Lose("a key without a value", open_.back().key_at);
+    open_.back().key.Free();
+  }
+
+  CAutoCFRelease<CFTypeRef> Parsed(std::string_view element) const {
+    const std::string whole = declaration_ + std::string(element);
+    const CAutoCFRelease<CFDataRef> data(CFDataCreate(kCFAllocatorDefault,
+                                                      reinterpret_cast<const UInt8*>(whole.data()),
+                                                      static_cast<CFIndex>(whole.size())));
+    return CAutoCFRelease<CFTypeRef>(CFPropertyListCreateFromXMLData(
+        kCFAllocatorDefault, data, kCFPropertyListMutableContainers, nullptr));
+  }
+
+  void Lose(const char* what, std::size_t at) {
+    ++salvage_.lost;
+    if (salvage_.losses.size() == Salvage::kMostLosses) {
+      return;
+    }
+    salvage_.losses.push_back({Path(), what, 0, 0});
+    places_.push_back(at);
+  }
+
+  // The keys and indices that lead to the place that has been reached.
+  CAtlString Path() const {
+    CAtlString path;
+    for (const Open& container : open_) {
+      CAtlString step;
+      if (!container.is_dictionary) {
+        const CFIndex count =
+            container.object ? CFArrayGetCount(static_cast<CFArrayRef>(container.object.Get())) : 0;
+        const bool is_innermost = &container == &open_.back();
+        step.Format(u"%ld", is_innermost || count == 0 ? count : count - 1);
+      } else if (container.key) {
+        step = CAtlString(container.key.Get());
+      } else if (&container != &open_.back() && container.placed) {
+        step = CAtlString(container.placed.Get());
+      } else {
         break;
       }
-      open.push_back(name);
-      if (name == "dict") {
-        cut_at(at);
-      }
+      path += path.IsEmpty() ? step : CAtlString(u"/") + step;
     }
+    return path;
   }
-  std::string closing;
-  for (auto name = open.rbegin(); name != open.rend(); ++name) {
-    closing += "</" + std::string(*name) + ">";
-  }
-  return closing;
-}
 
-CAutoCFRelease<CFMutableDictionaryRef> ParseClosed(std::string_view text) {
-  const std::string whole = std::string(text) + Scan(text, nullptr);
-  const CAutoCFRelease<CFDataRef> data(CFDataCreate(kCFAllocatorDefault,
-                                                    reinterpret_cast<const UInt8*>(whole.data()),
-                                                    static_cast<CFIndex>(whole.size())));
-  CAutoCFRelease<CFTypeRef> root(CFPropertyListCreateFromXMLData(
-      kCFAllocatorDefault, data, kCFPropertyListMutableContainers, nullptr));
-  return IsADictionaryType(root) ? CAutoCFRelease<CFMutableDictionaryRef>(AsMutable(root.Detach()))
-                                 : CAutoCFRelease<CFMutableDictionaryRef>();
-}
+  // Lines and columns of all losses in one pass.
+  void NamePlaces() {
+    std::vector<std::size_t> order(places_.size());
+    for (std::size_t i = 0; i < order.size(); ++i) {
+      order[i] = i;
+    }
+    std::stable_sort(order.begin(), order.end(),
+                     [this](std::size_t a, std::size_t b) { return places_[a] < places_[b]; });
+    std::vector<PrefLoss> sorted;
+    TextPlace place;
+    std::size_t reached = 0;
+    for (const std::size_t index : order) {
+      const TextPlace step = PlaceInText(text_.substr(reached), places_[index] - reached);
+      place = {place.line + step.line - 1,
+               step.line > 1 ? step.column : place.column + step.column - 1};
+      reached = places_[index];
+      PrefLoss loss = std::move(salvage_.losses[index]);
+      loss.line = place.line;
+      loss.column = place.column;
+      sorted.push_back(std::move(loss));
+    }
+    salvage_.losses = std::move(sorted);
+  }
+
+  std::string_view text_;
+  XmlScanner scanner_;
+  std::string declaration_;
+  std::vector<Open> open_;
+  // The root's end tag was met.
+  bool is_closed_ = false;
+  // The text before the next tag belongs to what was lost.
+  bool is_resuming_ = false;
+  Salvage salvage_;
+  std::vector<std::size_t> places_;
+};
 
 }  // namespace
 
-CAutoCFRelease<CFMutableDictionaryRef> SalvageEntries(CFDataRef bytes) {
-  const std::string_view text(reinterpret_cast<const char*>(CFDataGetBytePtr(bytes)),
-                              static_cast<std::size_t>(CFDataGetLength(bytes)));
-  std::vector<std::size_t> cuts;
-  Scan(text, &cuts);
-  CAutoCFRelease<CFMutableDictionaryRef> best;
-  // Behind the place that went wrong no cut is sound; before it every one is.
-  std::size_t sound = 0;
-  std::size_t broken = cuts.size();
-  while (sound < broken) {
-    const std::size_t middle = sound + (broken - sound) / 2;
-    if (auto entries = ParseClosed(text.substr(0, cuts[middle]))) {
-      best = std::move(entries);
-      sound = middle + 1;
-    } else {
-      broken = middle;
-    }
-  }
-  return best;
+Salvage SalvageEntries(CFDataRef bytes) {
+  return Salvager(std::string_view(reinterpret_cast<const char*>(CFDataGetBytePtr(bytes)),
+                                   static_cast<std::size_t>(CFDataGetLength(bytes))))
+      .Run();
 }
 
 }  // namespace orvik

@@ -95,14 +95,6 @@ char32_t ReferencedCharacter(std::string_view name) {
   return character;
 }
 
-void AppendCharacter(std::u16string& result, char32_t character) {
-  if (character < 0x10000) {
-    result += static_cast<char16_t>(character);
-  } else {
-    result += {HighSurrogate(character), LowSurrogate(character)};
-  }
-}
-
 bool AppendUtf8(std::u16string& result, std::string_view bytes) {
   const std::size_t before = result.size();
   result.resize(before + bytes.size());

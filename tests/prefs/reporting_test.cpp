@@ -3,6 +3,7 @@
 #include "prefs/platform_values.h"
 #include "prefs/preferences.h"
 #include "tests/prefs/store_fixture.h"
+#include "tests/support/without_root_rights.h"
 
 namespace orvik::test {
 namespace {
@@ -62,7 +63,24 @@ TEST_F(ReportingTest, RepairSavesWhatIsCompleteAndKeepsTheRest) {
       {"a bad value in the middle",
        head + "<key>A</key><string>1</string><key>B</key><integer>x</integer>"
               "<key>C</key><string>3</string></dict></plist>",
-       R"({"A":"1"})"},
+       R"({"A":"1","C":"3"})"},
+      {"a value whose end is another's",
+       head + "<key>A</key><string>1</integer><key>B</key><true/></dict></plist>", R"({"B":true})"},
+      {"a key without a value", head + "<key>A</key><key>B</key><true/></dict></plist>",
+       R"({"B":true})"},
+      {"an array that does not end",
+       head + "<key>A</key><array><true/></arry><key>B</key><true/></dict></plist>",
+       R"({"A":[true],"B":true})"},
+      {"an end tag too many", head + "<key>A</key><true/></dict><key>B</key><true/></dict></plist>",
+       R"({"A":true,"B":true})"},
+      {"a dictionary whose name is damaged",
+       head + "<key>A</key><dikt><key>n</key><true/></dict><key>B</key><true/></dict></plist>",
+       R"({"A":{"n":true},"B":true})"},
+      {"a value whose name is damaged",
+       head + "<key>A</key><strin>a</strin><key>B</key><true/></dict></plist>", R"({"B":true})"},
+      {"garbage between the values",
+       head + "<key>A</key><true/>\x01\xFF<&<key>B</key><true/></dict></plist>",
+       R"({"A":true,"B":true})"},
       {"zeroes at the end", head + "<key>A</key><string>1</string>" + std::string(50, '\0'),
        R"({"A":"1"})"},
       {"tags in comments", head + "<!-- <dict> --><key>A</key><string>1</string>", R"({"A":"1"})"},
@@ -93,6 +111,61 @@ TEST_F(ReportingTest, RepairSavesWhatIsCompleteAndKeepsTheRest) {
         << kCases[i % std::size(kCases)].title;
   }
   EXPECT_EQ(RepairDomain(4, u"com.example.none").status.error, PrefError::kNotFound);
+}
+
+TEST_F(ReportingTest, RepairNamesWhatIsLostAndCanBeTried) {
+  const fs::path file = PreferenceFilePath(1, kDomain);
+  const std::string broken =
+      "<plist><dict>\n<key>K</key>\n<dict>\n\t<key>a</key><integer>x</integer>\n"
+      "\t<key>l</key><array><true/><real>?</real></array>\n\t<key>\u00E9</key>\n</dict>"
+      "<key>z</key><true/>\n";
+  WriteFile(file, broken);
+  const PrefRepair tried = RepairDomain(1, kDomain, {}, PrefRepairMode::kRehearse);
+  EXPECT_TRUE(tried.status.ok());
+  EXPECT_EQ(ReadFile(file), broken);
+  EXPECT_EQ(tried.kept_copy, "");
+  const PrefRepair repair = RepairDomain(1, kDomain);
+  const struct {
+    const char *path, *what;
+    std::size_t line, column;
+  } kLosses[] = {{"K/a", "a value that cannot be read", 4, 14},
+                 {"K/l/1", "a value that cannot be read", 5, 28},
+                 {"K/\u00E9", "a key without a value", 6, 2},
+                 {"", "the list breaks off", 8, 1}};
+  for (const PrefRepair* each : {&tried, &repair}) {
+    EXPECT_EQ(each->entries, 2);
+    EXPECT_EQ(each->lost, 4u);
+    ASSERT_EQ(each->losses.size(), std::size(kLosses));
+    for (std::size_t i = 0; i < std::size(kLosses); ++i) {
+      EXPECT_EQ(Utf8(each->losses[i].path), kLosses[i].path);
+      EXPECT_EQ(each->losses[i].what, kLosses[i].what);
+      EXPECT_EQ(each->losses[i].line, kLosses[i].line) << kLosses[i].path;
+      EXPECT_EQ(each->losses[i].column, kLosses[i].column) << kLosses[i].path;
+    }
+  }
+  EXPECT_EQ(OnDisk(file), R"({"K":{"l":[true]},"z":true})");
+}
+
+TEST_F(ReportingTest, CheckNamesThePlaceOfTheDamage) {
+  const fs::path file = PreferenceFilePath(1, kDomain);
+  WriteFile(file, "<plist><dict>\n<key>a</key> <integer>x</integer></dict></plist>");
+  const PrefCheck check = CheckDomain(1, kDomain);
+  EXPECT_EQ(check.status.error, PrefError::kDamaged);
+  EXPECT_GE(check.damage.Find(u"in line 2, column 14"), 0) << Utf8(check.damage);
+  EXPECT_TRUE(CheckDomain(0, kDomain).damage.IsEmpty());
+}
+
+TEST_F(ReportingTest, RepairLeavesAFileThatCannotBeRead) {
+  const fs::path file = PreferenceFilePath(1, kDomain);
+  fs::create_directories(file);
+  EXPECT_EQ(RepairDomain(1, kDomain).status.error, PrefError::kUnreadable);
+  EXPECT_TRUE(fs::is_directory(file));
+  fs::remove(file);
+  WritePlist(file, R"({"a":"1"})");
+  fs::permissions(file, fs::perms::none);
+  const WithoutRootRights without(env_.folder());
+  EXPECT_EQ(RepairDomain(1, kDomain).status.error, PrefError::kUnreadable);
+  EXPECT_TRUE(fs::exists(file));
 }
 
 }  // namespace

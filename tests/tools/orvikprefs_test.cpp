@@ -326,11 +326,15 @@ TEST_F(OrvikPrefsTest, NeverOverwritesADamagedFileUnasked) {
   broken.resize(broken.rfind("</dict>"));
   WriteFile(File(), broken);
   EXPECT_EQ(Prefs({"check"}), 5);
+  EXPECT_TRUE(Contains(error_, ", column ")) << error_;
   EXPECT_EQ(Prefs({"set", "A", "b", "c"}), 5);
   EXPECT_TRUE(Contains(error_, "repair"));
   EXPECT_EQ(Prefs({"list"}), 5);
   EXPECT_EQ(ReadFile(File()), broken);
 
+  ASSERT_EQ(Prefs({"repair", "--dry-run"}), 0) << error_;
+  EXPECT_TRUE(Contains(error_, "the list breaks off")) << error_;
+  EXPECT_EQ(ReadFile(File()), broken);
   ASSERT_EQ(Prefs({"--json", "repair"}), 0) << error_;
   EXPECT_TRUE(Contains(out_, "kept_copy"));
   EXPECT_EQ(Prefs({"get", "Software/Vendor/App", "Count"}), 0) << error_;

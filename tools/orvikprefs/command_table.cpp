@@ -71,6 +71,9 @@ constexpr Option kWatchOptions[] = {
     {"--count", 0, Word::kCount, "N", "end after so many changes"},
     {"--ready", 0, Word::kFlag, "", "print a first line once changes are noticed"},
 };
+constexpr Option kRepairOptions[] = {
+    {"--dry-run", 'n', Word::kFlag, "", "change nothing, print what would be lost"},
+};
 constexpr Option kExportOptions[] = {
     {"--format", 0, Word::kFormat, "FORMAT", "xml (a property list, default) or json"},
     {"--output", 'o', Word::kFile, "FILE", "the file to write (default: standard output)"},
@@ -161,9 +164,9 @@ constexpr Command kCommands[] = {
     {"check", "say whether the file is a sound property list", "orvikprefs check", {}, {}, Check},
     {"repair",
      "keep a copy of a damaged file beside it and save what can be read",
-     "orvikprefs repair",
+     "orvikprefs repair --dry-run",
      {},
-     {},
+     kRepairOptions,
      Repair},
     {"complete",
      "print how a command line may go on, for shells",

@@ -74,34 +74,71 @@ int Domains(const Context& context, const CommandLine& /*line*/) {
 int Check(const Context& context, const CommandLine& /*line*/) {
   const std::string file = PreferenceFilePath(context.scope, context.domain);
   if (file.empty()) return FailDomain(context);
-  const PrefStatus status = CopyDomain(context.scope, context.domain).status;
+  const PrefCheck check = CheckDomain(context.scope, context.domain);
   if (context.json) {
     JsonWriter form;
-    form.BeginObject().Name("file").Text(file).Name("state").Text(StateOf(status)).EndObject();
-    *context.out << form.json() << '\n';
+    form.BeginObject().Name("file").Text(file).Name("state").Text(StateOf(check.status));
+    if (!check.damage.IsEmpty()) form.Name("damage").Text(ToUtf8(check.damage));
+    *context.out << form.EndObject().json() << '\n';
   }
-  if (!status.ok()) return context.Fail(status, Quoted(file), false);
+  if (!check.status.ok()) {
+    if (!check.damage.IsEmpty())
+      *context.error << "orvikprefs: " << Escaped(ToUtf8(check.damage)) << '\n';
+    return context.Fail(check.status, Quoted(file), false);
+  }
   if (!context.json && !context.quiet) context.Record({file, "sound"});
   return kDone;
 }
 
-int Repair(const Context& context, const CommandLine& /*line*/) {
+namespace {
+
+void WriteLosses(JsonWriter& form, const PrefRepair& repair) {
+  form.Name("lost").Integer(static_cast<std::int64_t>(repair.lost)).Name("losses").BeginArray();
+  for (const PrefLoss& loss : repair.losses) {
+    form.BeginObject().Name("path").Text(ToUtf8(loss.path)).Name("what").Text(loss.what);
+    form.Name("line").Integer(static_cast<std::int64_t>(loss.line));
+    form.Name("column").Integer(static_cast<std::int64_t>(loss.column)).EndObject();
+  }
+  form.EndArray();
+}
+
+void PrintLosses(const Context& context, const std::string& file, const PrefRepair& repair) {
+  for (const PrefLoss& loss : repair.losses) {
+    *context.error << Escaped(file) << ':' << loss.line << ':' << loss.column << ": "
+                   << Escaped(ToUtf8(loss.path)) << ": " << loss.what << '\n';
+  }
+  if (repair.lost > repair.losses.size()) {
+    *context.error << Escaped(file) << ": " << repair.lost - repair.losses.size()
+                   << " more places\n";
+  }
+}
+
+}  // namespace
+
+int Repair(const Context& context, const CommandLine& line) {
   const std::string file = PreferenceFilePath(context.scope, context.domain);
   if (file.empty()) return FailDomain(context);
-  const PrefRepair repair = RepairDomain(context.scope, context.domain, context.lock_wait);
+  const bool dry_run = line.Has("--dry-run");
+  const PrefRepair repair =
+      RepairDomain(context.scope, context.domain, context.lock_wait,
+                   dry_run ? PrefRepairMode::kRehearse : PrefRepairMode::kSave);
   if (!repair.status.ok()) return context.Fail(repair.status, Quoted(file), true);
   if (context.json) {
     JsonWriter form;
     form.BeginObject().Name("file").Text(file);
     form.Name("sound_before").Boolean(repair.was_sound).Name("entries").Integer(repair.entries);
     if (!repair.kept_copy.empty()) form.Name("kept_copy").Text(repair.kept_copy);
+    WriteLosses(form, repair);
     *context.out << form.EndObject().json() << '\n';
-  } else if (!context.quiet) {
-    if (repair.was_sound) {
-      context.Record({file, "sound"});
-    } else {
-      context.Record({file, "repaired", std::to_string(repair.entries), repair.kept_copy});
-    }
+    return kDone;
+  }
+  PrintLosses(context, file, repair);
+  if (context.quiet) return kDone;
+  if (repair.was_sound) {
+    context.Record({file, "sound"});
+  } else {
+    context.Record(
+        {file, dry_run ? "damaged" : "repaired", std::to_string(repair.entries), repair.kept_copy});
   }
   return kDone;
 }
