@@ -8,6 +8,7 @@
 #include "platform/core_foundation/property_list.h"
 #include "platform/core_foundation/string.h"
 #include "prefs/platform_values.h"
+#include "text/text_place.h"
 #include "text/xml_scanner.h"
 
 namespace orvik {
@@ -85,7 +86,7 @@ class Salvager {
     }
   }
 
-  // Goes on at the next tag from here, whatever the text before it is.
+  // Goes on at the next tag from here. The text before the tag may be anything.
   void Resume(std::size_t position) {
     scanner_.MoveTo(position);
     is_resuming_ = true;

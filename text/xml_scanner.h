@@ -83,12 +83,4 @@ bool IsBlankXml(std::string_view data);
 // The value of an attribute in a tag's attributes(), as it is in the text; empty without one.
 std::string_view XmlAttribute(std::string_view attributes, std::string_view name);
 
-// A place in a text: lines and columns count from 1, columns in characters. Lines end with a line
-// feed, a carriage return, or both.
-struct TextPlace {
-  std::size_t line = 1;
-  std::size_t column = 1;
-};
-TextPlace PlaceInText(std::string_view text, std::size_t position);
-
 }  // namespace orvik

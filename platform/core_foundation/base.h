@@ -56,7 +56,7 @@ enum CFComparisonResult : CFIndex {
 };
 inline constexpr CFIndex kCFNotFound = -1;
 
-// All objects live in the C++ heap; an allocator only tells whether a buffer that an object takes
+// All objects live in the C++ heap; an allocator only says whether a buffer that an object takes
 // over is freed (kCFAllocatorMalloc, and the default: free) or left alone (kCFAllocatorNull).
 struct CFAllocator;
 using CFAllocatorRef = const CFAllocator*;

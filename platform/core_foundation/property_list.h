@@ -10,7 +10,7 @@
 //
 //   XML     in UTF-8, UTF-16, UTF-32 or the encoding it declares; a "plist" root or the bare value.
 //           Only the five entities of XML and character references are known; a file that uses
-//           another is no property list, whatever its document type declares. Of two equal keys
+//           another is no property list, even if its document type declares it. Of two equal keys
 //           the last one holds.
 //   binary  "bplist0?", with every integer of up to 64 bits (16-byte integers when they fit).
 //   text    the old form, { key = value; }, and files of strings without the outer braces. All its

@@ -95,7 +95,7 @@ std::optional<PropertyListUtf8> Decode(std::string_view bytes) {
                        signature.encoding);
     }
   }
-  // Bytes that could be read so far as to find a declaration are not in UTF-16, whatever it says.
+  // The declaration could be read, so the bytes are not in UTF-16, even if it says so.
   const std::string encoding = DeclaredEncoding(bytes);
   if (!encoding.empty() && !NamesUnicode(encoding)) return Converted(bytes, encoding.c_str());
   if (!IsValidUtf8(bytes)) return std::nullopt;

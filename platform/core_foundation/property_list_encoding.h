@@ -17,7 +17,7 @@ struct PropertyListUtf8 {
 };
 
 // The text without its byte-order mark: in the encoding of the mark, else in UTF-16 or UTF-32 when
-// the zero bytes around the first characters tell so, else in the encoding that an XML declaration
+// the zero bytes around the first characters show it, else in the encoding that an XML declaration
 // names, else in UTF-8. Nothing when the bytes are no text of that encoding, or hold a NUL.
 std::optional<PropertyListUtf8> PropertyListTextAsUtf8(std::string_view bytes);
 

@@ -1,13 +1,12 @@
 #include "platform/core_foundation/property_list_escape.h"
 
-#include <unicode/utf16.h>
-#include <unicode/utf8.h>
-
 #include <algorithm>
 #include <array>
 #include <bit>
 #include <cstdint>
 #include <cstring>
+
+#include "text/transcoding.h"
 
 namespace orvik {
 namespace {
@@ -22,7 +21,7 @@ bool IsForbiddenControl(char16_t unit) {
 
 // Whether XML cannot carry the unit; surrogates are meant as lone ones.
 bool IsForbidden(char16_t unit) {
-  return IsForbiddenControl(unit) || U16_IS_SURROGATE(unit) || unit >= 0xFFFE;
+  return IsForbiddenControl(unit) || IsSurrogate(unit) || unit >= 0xFFFE;
 }
 
 // The unit that four upper-case digits at the position name, or -1.
@@ -42,7 +41,7 @@ int UnitOfDigits(std::u16string_view text, size_t position) {
   return unit;
 }
 
-// The unit that an escape with its digits at the position stands for, or -1 where there is none.
+// The unit of the escape whose digits begin at the position, or -1 where there is none.
 int EscapedUnit(std::u16string_view text, size_t position) {
   const int unit = UnitOfDigits(text, position);
   // U+FDD0 is escaped only where it would read as an escape itself.
@@ -51,19 +50,12 @@ int EscapedUnit(std::u16string_view text, size_t position) {
   return last >= 0 && IsForbidden(static_cast<char16_t>(last)) ? unit : -1;
 }
 
-void AppendUtf8(std::string& xml, UChar32 code_point) {
-  std::uint8_t bytes[U8_MAX_LENGTH];
-  int32_t length = 0;
-  U8_APPEND_UNSAFE(bytes, length, code_point);
-  xml.append(reinterpret_cast<const char*>(bytes), static_cast<size_t>(length));
-}
-
 void AppendEscape(std::string& xml, char16_t unit) {
-  AppendUtf8(xml, kEscape);
+  AppendCharacter(xml, kEscape);
   for (int shift = 12; shift >= 0; shift -= 4) xml += kHexDigits[unit >> shift & 0xF];
 }
 
-// The bytes that do not stand for themselves.
+// The bytes that are not written as they are.
 constexpr std::array<bool, 256> kSpecial = [] {
   std::array<bool, 256> special = {};
   for (size_t c = 0; c < 0x20; ++c) special[c] = c != '\t' && c != '\n';
@@ -138,13 +130,13 @@ void AppendPropertyListText(std::string& xml, std::u16string_view text) {
       } else {
         xml += static_cast<char>(unit);
       }
-    } else if (U16_IS_LEAD(unit) && i + 1 < text.size() && U16_IS_TRAIL(text[i + 1])) {
-      AppendUtf8(xml, U16_GET_SUPPLEMENTARY(unit, text[i + 1]));
+    } else if (IsHighSurrogate(unit) && i + 1 < text.size() && IsLowSurrogate(text[i + 1])) {
+      AppendCharacter(xml, FromSurrogates(unit, text[i + 1]));
       ++i;
     } else if (IsForbidden(unit) || (unit == kEscape && EscapedUnit(text, i + 1) >= 0)) {
       AppendEscape(xml, unit);
     } else {
-      AppendUtf8(xml, unit);
+      AppendCharacter(xml, unit);
     }
   }
 }

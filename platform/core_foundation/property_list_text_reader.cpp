@@ -3,8 +3,8 @@
 
 #include "platform/core_foundation/property_list_encoding.h"
 #include "platform/core_foundation/property_list_forms.h"
+#include "text/text_place.h"
 #include "text/transcoding.h"
-#include "text/xml_scanner.h"
 
 namespace orvik {
 namespace {

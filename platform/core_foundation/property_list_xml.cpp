@@ -7,6 +7,7 @@
 #include "platform/core_foundation/property_list_escape.h"
 #include "platform/core_foundation/property_list_leaves.h"
 #include "platform/core_foundation/property_list_xml_values.h"
+#include "text/text_place.h"
 
 namespace orvik {
 namespace {
@@ -108,7 +109,7 @@ class PropertyListXml::Check {
     return false;
   }
 
-  // The root stands in "plist", or alone.
+  // The root is in "plist", or alone.
   bool FindRoot() {
     XmlScanner scanner(xml_.text_);
     const XmlScanner::Tag tag = scanner.Next();

@@ -1,5 +1,5 @@
-// The XML form of a property list, whoever wrote it: checked once as a whole, then handed to sinks
-// as often as needed. The text stays in memory; dictionaries are pieces of it until somebody looks
+// The XML form of a property list, in any layout: checked once as a whole, then handed to sinks as
+// often as needed. The text stays in memory; dictionaries are pieces of it until somebody looks
 // at their entries.
 #pragma once
 

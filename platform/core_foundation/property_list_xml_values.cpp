@@ -27,7 +27,7 @@ bool IsSpace(char c) {
 }  // namespace
 
 // Most values are plain keys, strings and integers without attributes: these are taken in one pass
-// over their bytes. All others, and whatever is wrong, go the general way.
+// over their bytes. All others, and what is wrong, go the general way.
 bool XmlValues::Next(XmlValue& value) {
   return NextPlain(value) || NextOfAnyKind(value);
 }

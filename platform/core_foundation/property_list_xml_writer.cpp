@@ -79,7 +79,7 @@ class XmlWriter final : public PropertyListSink {
     return End(element);
   }
 
-  // Copied as it stands when that is what the entries would give; otherwise written entry by entry
+  // Copied as it is when that is what the entries would give; otherwise written entry by entry
   // from the text, or, when the keys do not ascend, from objects.
   PropertyListTaking Dictionary(const XmlDictionary& dictionary) override {
     ReserveFor(dictionary.whole_text());

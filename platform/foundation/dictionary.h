@@ -22,7 +22,7 @@ class NSDictionary final : public NSObject {
     CFHashCode hash;
   };
 
-  // Entries that are made when they are first looked at, by whatever thread.
+  // Entries that are made when they are first looked at, by any thread.
   class DeferredContent {
    public:
     virtual ~DeferredContent() = default;

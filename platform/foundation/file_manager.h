@@ -33,7 +33,7 @@ class NSFileManager final : public NSObject {
   // The one object of the process.
   static NSFileManager* defaultManager();
 
-  // Whether anything stands at the path; a link counts as what it points to. `is_directory` may be
+  // Whether the path exists; a link counts as what it points to. `is_directory` may be
   // null.
   ObjCBool fileExistsAtPath(const NSString* path, ObjCBool* is_directory = nullptr) const;
 
@@ -43,7 +43,7 @@ class NSFileManager final : public NSObject {
   ObjCBool createDirectoryAtPath(const NSString* path, ObjCBool intermediates,
                                  const NSDictionary* attributes, NSError** error) const;
 
-  // moveItemAtPath:toPath:error:. Moves a file, link or folder. What stands at the target is never
+  // moveItemAtPath:toPath:error:. Moves a file, link or folder. An existing target is never
   // replaced (EEXIST). To another volume it is copied with mode, owner, times and extended
   // attributes as far as the rights allow, and the source removed when the copy is complete; a copy
   // that fails is taken back.

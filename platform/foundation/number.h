@@ -8,7 +8,7 @@
 namespace [[gnu::visibility("default")]] orvik {
 
 // An integer of 64 bits (signed, or unsigned beyond the signed range), a real, or one of the two
-// booleans. Never changes once made. Numbers are equal by value whatever their widths; a boolean
+// booleans. Never changes once made. Numbers are equal by value, not by width; a boolean
 // equals no number.
 class NSNumber final : public NSObject {
  public:

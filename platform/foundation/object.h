@@ -1,5 +1,5 @@
 // The root of all platform objects: a kind, a reference count, and the few things that any object
-// can do. Both object families stand on it: a CFTypeRef is the address of an NSObject.
+// can do. Both object families share it: a CFTypeRef is the address of an NSObject.
 #pragma once
 
 #include <atomic>

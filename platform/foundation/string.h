@@ -76,7 +76,7 @@ class NSString final : public NSObject {
   static const NSString* stringWithUTF8String(const char* bytes);  // null when not well formed
 
   // Optional white space, an optional sign and decimal digits, as 32 bits; a value beyond them is
-  // the nearest that fits, and 0 stands for no digits.
+  // the nearest that fits, and 0 without digits.
   int intValue() const;
   double doubleValue() const;
 

@@ -7,8 +7,8 @@
 
 namespace orvik {
 
-// SipHash-1-3 with a key that each process draws for itself: whoever fills a file cannot choose
-// keys that meet in a dictionary. Bytes have the hash of the units of the same values.
+// SipHash-1-3 with a key that each process draws for itself, so that nobody can put keys into a
+// file that meet in a dictionary. Bytes have the hash of the units of the same values.
 UInt32 HashOfUnits(std::string_view latin1);
 UInt32 HashOfUnits(std::u16string_view units);
 

@@ -1,7 +1,7 @@
 // The user's defaults: here, the argument domain, which is the command line of the program.
 //
 // An argument that begins with "-" and has at least one more character is a name (without the
-// dash); the argument after it is its value, whatever that begins with and also when it is empty.
+// dash); the argument after it is its value, even if it begins with a dash or is empty.
 // Of a name given more than once the last value holds. A name at the very end has no value and is
 // ignored, and so are arguments that are neither name nor value.
 //
@@ -22,7 +22,7 @@ namespace [[gnu::visibility("default")]] orvik {
 class NSUserDefaults final : public NSObject {
  public:
   // The one object of the process, made at first use from the command line with which it was
-  // started (whoever else runs main); not to be released.
+  // started (even if another program runs main); not to be released.
   static NSUserDefaults* standardUserDefaults();
 
   // Of these arguments (without the program's name); owned by the caller.
