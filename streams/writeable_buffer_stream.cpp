@@ -5,6 +5,8 @@
 #include <limits>
 #include <new>
 
+#include "host/large_buffer.h"
+
 namespace orvik {
 namespace {
 
@@ -58,9 +60,16 @@ CAtlStringA CWriteableBufferStream::DetachBufferAsString() {
   if (buffer == nullptr) return CAtlStringA();
   const char* const text = reinterpret_cast<const char*>(buffer.get());
   const std::size_t length = strnlen(text, detached_size_);
-  if (length <= kLongestNarrowString) return CAtlStringA(text, static_cast<int>(length));
-  has_failed_ = true;
-  return CAtlStringA();
+  CAtlStringA result;
+  if (length > kLongestNarrowString) {
+    has_failed_ = true;
+    return result;
+  }
+  char* const copy = result.GetBufferSetLength(static_cast<int>(length));
+  host::AdviseLargePages(copy, length);
+  std::memcpy(copy, text, length);
+  result.ReleaseBuffer(static_cast<int>(length));
+  return result;
 }
 
 }  // namespace orvik
