@@ -1,8 +1,10 @@
 #include "text/format_numbers.h"
 
 #include <algorithm>
+#include <array>
 #include <clocale>
 #include <cstdio>
+#include <cstring>
 #include <string>
 #include <type_traits>
 
@@ -44,6 +46,16 @@ std::uintmax_t Unsigned(std::intmax_t value, FormatLength length) {
   }
 }
 
+// "00" to "99".
+constexpr std::array<char, 200> kTwoDigits = [] {
+  std::array<char, 200> digits{};
+  for (size_t i = 0; i < 100; ++i) {
+    digits[2 * i] = static_cast<char>('0' + i / 10);
+    digits[2 * i + 1] = static_cast<char>('0' + i % 10);
+  }
+  return digits;
+}();
+
 // The digits, from the end of the buffer; returns where they start.
 char* WriteDigits(char* end, std::uintmax_t value, char16_t conversion) {
   char* at = end;
@@ -53,6 +65,10 @@ char* WriteDigits(char* end, std::uintmax_t value, char16_t conversion) {
   } else if (conversion == 'o' || conversion == 'O') {
     for (; value != 0; value >>= 3) *--at = static_cast<char>('0' + (value & 7));
   } else {
+    for (; value >= 100; value /= 100) {
+      at -= 2;
+      std::memcpy(at, kTwoDigits.data() + 2 * (value % 100), 2);
+    }
     for (; value != 0; value /= 10) *--at = static_cast<char>('0' + value % 10);
   }
   return at;

@@ -417,6 +417,11 @@ void AppendCharacter(std::string& bytes, char32_t character) {
 size_t AsciiPrefix(std::string_view bytes) {
   size_t i = 0;
   while (bytes.size() - i >= kBlock && NonAsciiBits(bytes.data() + i) == 0) i += kBlock;
+  // The last block may reach back into the one before.
+  if (i > 0 && bytes.size() - i < kBlock &&
+      NonAsciiBits(bytes.data() + bytes.size() - kBlock) == 0) {
+    return bytes.size();
+  }
   while (i < bytes.size() && static_cast<unsigned char>(bytes[i]) < 0x80) ++i;
   return i;
 }
@@ -442,9 +447,12 @@ char16_t OrOfUnits(std::u16string_view units) {
 }
 
 void WidenLatin1(const char* source, char16_t* target, size_t n) {
-  size_t i = 0;
-  for (; n - i >= kBlock; i += kBlock) WidenBlock(source + i, target + i);
-  for (; i < n; ++i) target[i] = static_cast<unsigned char>(source[i]);
+  if (n < kBlock) {
+    for (size_t i = 0; i < n; ++i) target[i] = static_cast<unsigned char>(source[i]);
+    return;
+  }
+  for (size_t i = 0; n - i > kBlock; i += kBlock) WidenBlock(source + i, target + i);
+  WidenBlock(source + n - kBlock, target + n - kBlock);
 }
 
 void NarrowLatin1(const char16_t* source, char* target, size_t n) {

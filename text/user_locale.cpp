@@ -1,6 +1,9 @@
 #include "text/user_locale.h"
 
-#include <cstdlib>
+#include <unistd.h>
+
+#include <array>
+#include <cstring>
 #include <iterator>
 #include <mutex>
 #include <set>
@@ -25,16 +28,33 @@ const char* Identifier(std::string_view value) {
   return (found != known->end() ? found : known->emplace(value).first)->c_str();
 }
 
+// The value in the environment of the first variable that is set and not empty, else "". One walk
+// takes a third of the time of three look-ups.
+const char* FirstSet(std::array<std::string_view, 3> variables) {
+  const char* value = "";
+  size_t best = variables.size();
+  for (char** entry = environ; entry != nullptr && *entry != nullptr; ++entry) {
+    const char* const text = *entry;
+    if (*text != 'L') continue;
+    for (size_t i = 0; i < best; ++i) {
+      const size_t length = variables[i].size();
+      // The second letter rules most of them out without a call.
+      if (text[1] != variables[i][1] || std::strncmp(text, variables[i].data(), length) != 0 ||
+          text[length] != '=') {
+        continue;
+      }
+      if (text[length + 1] == '\0') continue;
+      value = text + length + 1;
+      best = i;
+    }
+  }
+  return value;
+}
+
 }  // namespace
 
 const char* CurrentLocaleIdentifier(LocaleCategory category) {
-  const char* value = "";
-  for (const char* variable : {"LC_ALL", kVariables[static_cast<size_t>(category)], "LANG"}) {
-    const char* const set = std::getenv(variable);
-    if (set == nullptr || *set == '\0') continue;
-    value = set;
-    break;
-  }
+  const char* const value = FirstSet({"LC_ALL", kVariables[static_cast<size_t>(category)], "LANG"});
   // Most calls find what the last one found: the text is compared, not looked up.
   struct Last {
     std::string value;

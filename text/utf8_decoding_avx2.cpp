@@ -21,7 +21,8 @@ namespace {
 
 constexpr std::ptrdiff_t kBlock = 64;
 constexpr std::ptrdiff_t kStep = 16;
-constexpr std::ptrdiff_t kLookAhead = 2;  // bytes after a block that are loaded
+constexpr std::ptrdiff_t kLookAhead = 2;   // bytes after a block that are loaded
+constexpr std::ptrdiff_t kLongAscii = 40;  // a run at the start that goes by itself
 
 // Sixteen bytes, each in a lane of 16 bits.
 [[gnu::target("avx2"), gnu::always_inline]] inline __m256i LoadBytes(const char* place) {
@@ -173,12 +174,15 @@ template <Longest kLongest>
     const std::uint64_t low_surrogate = block.of_four >> 63;
     block.low = LoadWide(s);
     block.high = LoadWide(s + 32);
-    if (ByteMask(_mm256_or_si256(block.low, block.high)) == 0) {
+    const std::uint64_t above_ascii = ByteMask(block.low, block.high);
+    const std::ptrdiff_t ascii = above_ascii != 0 ? std::countr_zero(above_ascii) : kBlock;
+    if (ascii >= kLongAscii) {
       if (due != 0) break;
       for (std::ptrdiff_t i = 0; i < kBlock; i += kStep) Store(t + i, LoadBytes(s + i));
-      s += kBlock;
-      t += kBlock;
-      block.of_four = 0;
+      s += ascii;
+      t += ascii;
+      // The next block begins with a character, as the first one does.
+      block = Block{};
       continue;
     }
     Classify(block);
