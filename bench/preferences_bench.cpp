@@ -1,37 +1,18 @@
 // The whole run of the postflight program against another program's way of recording as many
 // values: one process of git for each.
 #include <benchmark/benchmark.h>
-#include <unistd.h>
 
-#include <cstdlib>
 #include <filesystem>
 #include <string>
 
 #include "bench/peer_process.h"
+#include "bench/volume.h"
 
 namespace {
 
 namespace fs = std::filesystem;
 using orvik::bench::RunPeer;
-
-// A folder that stands for the system volume and the home folder.
-class Volume {
- public:
-  Volume() {
-    std::string pattern = (fs::temp_directory_path() / "orvik-bench-XXXXXX").string();
-    folder_ = mkdtemp(pattern.data());
-    fs::create_directories(folder_ / "root/Library/Receipts/Pollix Components.pkg");
-    fs::create_directories(folder_ / "home");
-    setenv("ORVIK_SYSTEM_ROOT", (folder_ / "root").c_str(), 1);
-    setenv("HOME", (folder_ / "home").c_str(), 1);
-  }
-  ~Volume() { fs::remove_all(folder_); }
-
-  const fs::path& folder() const { return folder_; }
-
- private:
-  fs::path folder_;
-};
+using orvik::bench::Volume;
 
 // The destination alternates, so that every run has something to change.
 std::string Destination(bool odd) {

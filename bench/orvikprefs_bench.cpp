@@ -1,0 +1,123 @@
+// Whole runs of orvikprefs over stores of growing size, beside Python's property-list library,
+// which only loads the file or loads and saves it; and the start of the program beside another's.
+#include <benchmark/benchmark.h>
+
+#include <fstream>
+#include <string>
+#include <vector>
+
+#include "bench/peer_process.h"
+#include "bench/volume.h"
+
+namespace {
+
+using orvik::bench::RunPeer;
+using orvik::bench::Volume;
+namespace fs = std::filesystem;
+
+constexpr int kKeys = 100;
+
+std::string Program() {
+  return fs::read_symlink("/proc/self/exe").parent_path() / "orvikprefs";
+}
+
+// A store of so many values in a hundred keys.
+class Store {
+ public:
+  explicit Store(int values) {
+    const fs::path folder = volume_.folder() / "root/Users/Shared/Library/Preferences";
+    fs::create_directories(folder);
+    file_ = folder / "com.orviktech.Registry.plist";
+    std::ofstream xml(file_);
+    xml << "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<plist version=\"1.0\">\n<dict>\n";
+    for (int key = 0; key < kKeys; ++key) {
+      xml << "<key>Key " << 100 + key << "</key>\n<dict>\n";
+      for (int value = 0; value < values / kKeys; ++value) {
+        xml << "<key>value " << 100000 + value << "</key>\n<string>text " << value
+            << " of some length</string>\n";
+      }
+      xml << "</dict>\n";
+    }
+    xml << "</dict>\n</plist>\n";
+  }
+
+  const std::string& file() const { return file_; }
+
+ private:
+  Volume volume_;
+  std::string file_;
+};
+
+void Run(benchmark::State& state, const std::vector<std::string>& command) {
+  for (auto _ : state) {
+    if (RunPeer(command) != 0) {
+      state.SkipWithError(("it did not run: " + command[0]).c_str());
+      break;
+    }
+  }
+}
+
+struct Work {
+  const char* name;
+  std::vector<std::string> arguments;
+  const char* python;  // with the file as argv[1]
+};
+
+void RunOurs(benchmark::State& state, const Work& work, int values) {
+  const Store store(values);
+  std::vector<std::string> command = {Program()};
+  for (const std::string& argument : work.arguments) {
+    command.push_back(argument == "FILE" ? store.file() : argument);
+  }
+  Run(state, command);
+}
+
+void RunPython(benchmark::State& state, const Work& work, int values) {
+  const Store store(values);
+  Run(state,
+      {"python3", "-c", std::string("import json,plistlib,sys\n") + work.python, store.file()});
+}
+
+[[maybe_unused]] const int kRegistered = [] {
+  static const Work kWork[] = {
+      {"get", {"get", "Key 150", "value 100007"}, "plistlib.load(open(sys.argv[1],'rb'))"},
+      {"list", {"list", "Key 150"}, "plistlib.load(open(sys.argv[1],'rb'))"},
+      {"check", {"check"}, "plistlib.load(open(sys.argv[1],'rb'))"},
+      {"export_json",
+       {"export", "--format", "json"},
+       "json.dump(plistlib.load(open(sys.argv[1],'rb')),sys.stdout)"},
+      {"import",
+       {"--domain", "other", "import", "FILE"},
+       "plistlib.dump(plistlib.load(open(sys.argv[1],'rb')),open(sys.argv[1]+'.new','wb'))"},
+  };
+  for (const Work& work : kWork) {
+    for (const int values : {1000, 100000, 1000000}) {
+      const std::string name =
+          std::string("Orvikprefs/") + work.name + "/" + std::to_string(values);
+      for (const bool ours : {true, false}) {
+        benchmark::RegisterBenchmark((name + (ours ? "/ours" : "/peer:plistlib")).c_str(),
+                                     [&work, values, ours](benchmark::State& state) {
+                                       ours ? RunOurs(state, work, values)
+                                            : RunPython(state, work, values);
+                                     })
+            ->Unit(benchmark::kMillisecond)
+            ->UseRealTime();
+      }
+    }
+  }
+  benchmark::RegisterBenchmark("Orvikprefs/start/1/ours",
+                               [](benchmark::State& state) {
+                                 Run(state, {Program(), "--version"});
+                               })
+      ->Unit(benchmark::kMillisecond)
+      ->UseRealTime();
+  benchmark::RegisterBenchmark("Orvikprefs/start/1/peer:git",
+                               [](benchmark::State& state) {
+                                 Run(state, {"git", "--version"});
+                               })
+      ->Unit(benchmark::kMillisecond)
+      ->UseRealTime();
+  return 0;
+}();
+
+}  // namespace
