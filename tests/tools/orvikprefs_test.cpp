@@ -652,5 +652,28 @@ TEST_F(OrvikPrefsTest, WatchesAFolderThatDoesNotExistYet) {
   close(ends[0]);
 }
 
+// A second of waiting for standard input stands for long work.
+TEST_F(OrvikPrefsTest, LongWorkShowsItsTimeOnATerminalAlone) {
+  static constexpr char kScript[] = R"(
+import os, pty, subprocess, sys, time
+program, options = sys.argv[1], sys.argv[2:]
+for terminal in (True, False):
+    master, slave = pty.openpty() if terminal else os.pipe()
+    run = subprocess.Popen([program, 'import', '-'] + options, stdin=subprocess.PIPE, stderr=slave)
+    time.sleep(1.5)
+    run.communicate(b'{"K": {"n": 1}}')
+    os.close(slave)
+    seen = b''
+    try:
+        while part := os.read(master, 4096): seen += part
+    except OSError: pass
+    print(run.returncode, b'importing, 1 s' in seen, seen.endswith(b' \r') or not seen)
+)";
+  const std::string program = (ProgramFolder() / "orvikprefs").string();
+  EXPECT_EQ(RunCommand({"python3", "-c", kScript, program}).out, "0 True True\n0 False True\n");
+  EXPECT_EQ(RunCommand({"python3", "-c", kScript, program, "-q"}).out,
+            "0 False True\n0 False True\n");
+}
+
 }  // namespace
 }  // namespace orvik::test
