@@ -38,7 +38,7 @@ ALLOWED = {
     "prefs": re.compile(r"$^"),
     "xml": re.compile(r"tinyxml\.h$|expat\.h$|boost/|[a-z]*mmintrin\.h$"),
     "postflight": re.compile(r"$^"),
-    "tools": re.compile(r"(curses|langinfo|termios|sys/wait)\.h$"),
+    "tools": re.compile(r"(curses|langinfo|termios|sys/wait|dlfcn)\.h$|unicode/"),
 }
 # Compilers keep these in folders of their own, and POSIX spells some headers of C its own way.
 STANDARD = re.compile(r"[a-z_]+$|(stdio|stdlib|string|time|limits|inttypes|errno|signal)\.h$")
