@@ -29,11 +29,9 @@ bool IsEscapeAt(std::u16string_view text) {
          IsHex(text[3]) && IsHex(text[4]);
 }
 
-// UTF-8 of any string, lone surrogates escaped.
-std::string JsonString(CFStringRef string) {
+// UTF-8 of a string that is not ASCII, lone surrogates escaped.
+std::string WideText(CFStringRef string) {
   static constexpr char16_t kDigits[] = u"0123456789ABCDEF";
-  std::string ascii(static_cast<std::size_t>(CFStringGetLength(string)), '\0');
-  if (CopyAscii(string, ascii.data())) return ascii;
   const CAtlString units(string);
   const std::u16string_view text = units.View();
   std::u16string escaped;
@@ -106,18 +104,60 @@ std::string DateText(CFDateRef date) {
   return text;
 }
 
-void WriteDictionary(JsonWriter& writer, CFDictionaryRef dictionary) {
-  const std::vector<Entry> entries = SortedEntries(dictionary);
-  const bool wrapped = entries.size() == 1 && IsWrapperName(ToUtf8(entries[0].name));
-  if (wrapped) writer.BeginObject().Name(kDictionaryWrapper);
-  writer.BeginObject();
-  for (const Entry& entry : entries) {
-    writer.Name(JsonString(entry.name));
-    WriteJson(writer, entry.value);
+// Writes the values of one tree; one buffer serves all of its strings.
+class TreeWriter {
+ public:
+  explicit TreeWriter(JsonWriter& writer) : writer_(writer) {}
+
+  void Write(CFPropertyListRef value) {
+    const CFTypeID type = CFGetTypeID(value);
+    if (type == CFStringGetTypeID()) {
+      writer_.Text(Text(static_cast<CFStringRef>(value)));
+    } else if (type == CFBooleanGetTypeID()) {
+      writer_.Boolean(CFBooleanGetValue(static_cast<CFBooleanRef>(value)) != 0);
+    } else if (type == CFNumberGetTypeID()) {
+      WriteNumber(writer_, static_cast<CFNumberRef>(value));
+    } else if (type == CFDataGetTypeID()) {
+      WriteWrapped(writer_, kDataWrapper, Base64(static_cast<CFDataRef>(value)));
+    } else if (type == CFDateGetTypeID()) {
+      WriteWrapped(writer_, kDateWrapper, DateText(static_cast<CFDateRef>(value)));
+    } else if (type == CFArrayGetTypeID()) {
+      WriteArray(static_cast<CFArrayRef>(value));
+    } else {
+      WriteDictionary(static_cast<CFDictionaryRef>(value));
+    }
   }
-  writer.EndObject();
-  if (wrapped) writer.EndObject();
-}
+
+ private:
+  // Valid up to the next call.
+  const std::string& Text(CFStringRef string) {
+    text_.resize(static_cast<std::size_t>(CFStringGetLength(string)));
+    if (!CopyAscii(string, text_.data())) text_ = WideText(string);
+    return text_;
+  }
+
+  void WriteArray(CFArrayRef array) {
+    writer_.BeginArray();
+    for (CFIndex i = 0; i < CFArrayGetCount(array); ++i) Write(CFArrayGetValueAtIndex(array, i));
+    writer_.EndArray();
+  }
+
+  void WriteDictionary(CFDictionaryRef dictionary) {
+    const std::vector<Entry> entries = SortedEntries(dictionary);
+    const bool wrapped = entries.size() == 1 && IsWrapperName(Text(entries[0].name));
+    if (wrapped) writer_.BeginObject().Name(kDictionaryWrapper);
+    writer_.BeginObject();
+    for (const Entry& entry : entries) {
+      writer_.Name(Text(entry.name));
+      Write(entry.value);
+    }
+    writer_.EndObject();
+    if (wrapped) writer_.EndObject();
+  }
+
+  JsonWriter& writer_;
+  std::string text_;
+};
 
 }  // namespace
 
@@ -127,27 +167,7 @@ bool IsWrapperName(std::string_view name) {
 }
 
 void WriteJson(JsonWriter& writer, CFPropertyListRef value) {
-  const CFTypeID type = CFGetTypeID(value);
-  if (type == CFStringGetTypeID()) {
-    writer.Text(JsonString(static_cast<CFStringRef>(value)));
-  } else if (type == CFBooleanGetTypeID()) {
-    writer.Boolean(CFBooleanGetValue(static_cast<CFBooleanRef>(value)) != 0);
-  } else if (type == CFNumberGetTypeID()) {
-    WriteNumber(writer, static_cast<CFNumberRef>(value));
-  } else if (type == CFDataGetTypeID()) {
-    WriteWrapped(writer, kDataWrapper, Base64(static_cast<CFDataRef>(value)));
-  } else if (type == CFDateGetTypeID()) {
-    WriteWrapped(writer, kDateWrapper, DateText(static_cast<CFDateRef>(value)));
-  } else if (type == CFArrayGetTypeID()) {
-    const CFArrayRef array = static_cast<CFArrayRef>(value);
-    writer.BeginArray();
-    for (CFIndex i = 0; i < CFArrayGetCount(array); ++i) {
-      WriteJson(writer, CFArrayGetValueAtIndex(array, i));
-    }
-    writer.EndArray();
-  } else {
-    WriteDictionary(writer, static_cast<CFDictionaryRef>(value));
-  }
+  TreeWriter(writer).Write(value);
 }
 
 std::string JsonText(CFPropertyListRef value, JsonWriter::Layout layout) {
