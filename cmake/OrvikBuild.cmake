@@ -105,7 +105,7 @@ function(orvik_library name)
 endfunction()
 
 # A program that starts without what most of its runs do not use: ICU is loaded when it is first
-# called, and the C++ library and pugixml become part of the program.
+# called, and the C++ library becomes part of the program.
 function(orvik_start_fast target)
   if(ORVIK_SANITIZE OR ORVIK_BUILD_FUZZERS OR NOT CMAKE_CXX_COMPILER_ID STREQUAL "GNU"
      OR NOT CMAKE_SYSTEM_PROCESSOR STREQUAL "x86_64" OR NOT CMAKE_SIZEOF_VOID_P EQUAL 8)
@@ -113,12 +113,6 @@ function(orvik_start_fast target)
   endif()
   target_sources(${target} PRIVATE ${PROJECT_SOURCE_DIR}/tools/icu_on_demand/icu_on_demand.cpp)
   target_link_options(${target} PRIVATE -static-libstdc++ -static-libgcc LINKER:--as-needed)
-  find_library(ORVIK_STATIC_PUGIXML libpugixml.a)
-  if(ORVIK_STATIC_PUGIXML)
-    # Before the shared library of the layers, which then is not needed.
-    target_link_options(${target} PRIVATE
-      LINKER:--whole-archive,${ORVIK_STATIC_PUGIXML},--no-whole-archive)
-  endif()
 endfunction()
 
 # Under the sanitizers the optimiser takes most of the time to compile code that runs once.
