@@ -127,7 +127,6 @@ void NoteReference(std::string path, const struct statx& info, FSRef* ref) {
   ref->path = std::move(path);
   ref->device = DeviceOf(info);
   ref->inode = info.stx_ino;
-  ref->kind = info.stx_mode & S_IFMT;
   ref->birth = 0;
   if ((info.stx_mask & STATX_BTIME) != 0 && BirthIsStable(*ref, ref->path)) {
     ref->birth = info.stx_btime.tv_sec * 1'000'000'000 + info.stx_btime.tv_nsec;

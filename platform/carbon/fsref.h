@@ -34,7 +34,6 @@ struct FSRef {
   std::uint64_t device = 0;
   std::uint64_t inode = 0;
   std::int64_t birth = 0;  // nanoseconds; 0 when the file system does not tell
-  std::uint16_t kind = 0;  // the type bits of the object's mode
   std::shared_ptr<const FSRefAnchor> anchor;
 };
 
