@@ -70,6 +70,18 @@ std::string FaultOfMove(const Snapshot& files) {
   return there == 0 && here != kMovedFiles ? "loses a part of the source" : "";
 }
 
+// Each file is here or there, whole.
+std::string FaultOfMergingMove(const Snapshot& files) {
+  for (const char* name : {"a", "sub/b"}) {
+    if (files.count("root/to/" + std::string(name)) +
+            files.count("home/tree/" + std::string(name)) ==
+        0) {
+      return "loses a file";
+    }
+  }
+  return "";
+}
+
 // What a killed process has written about a file before it moved it is of no file.
 bool IsInTrash(const std::string& path, const std::string* content) {
   return path.starts_with("home/.local/share/Trash/") && content != nullptr;
@@ -110,6 +122,28 @@ OperationTable Operations() {
   });
   tree.steps = Steps::kAlways;
   tree.also = IsWholeOrGone;
+  Operation& moved_files = add("folder move to another volume", MakeTree, [] {
+    CDirectoryManipulator::RecursivelyCopyDirectory(FolderPath("/tree"),
+                                                    COrvikDirectoryPath(Wide(InRoot("/to"))), TRUE);
+    return Told::kNothing;
+  });
+  moved_files.volume = Volume::kOther;
+  moved_files.steps = Steps::kAlways;
+  moved_files.also = IsWholeOrGone;
+  moved_files.fault = FaultOfMergingMove;
+  // A file that was copied when the process was killed stays beside its copy.
+  moved_files.repeats = false;
+  Operation& removed = add("folder removal", MakeTree, [] {
+    TreeReport report;
+    const BOOL done =
+        CDirectoryManipulator::RemoveDirectoryAndContents(FolderPath("/tree"), &report);
+    return FromBool(done != FALSE && report.failed == 0);
+  });
+  removed.steps = Steps::kAlways;
+  Operation& emptied = add("removal of files", MakeTree, [] {
+    return FromBool(CDirectoryManipulator::RemoveFilesFromDirectory(FolderPath("/tree"), u"*"));
+  });
+  emptied.steps = Steps::kAlways;
   add("move", MakeSource, [] {
     return FromBool(CFileManipulator::MoveFileTo(FilePath("/source"), FilePath("/target")));
   });

@@ -2,8 +2,10 @@
 
 #include <fcntl.h>
 #include <gtest/gtest.h>
+#include <sys/resource.h>
 #include <unistd.h>
 
+#include <cerrno>
 #include <map>
 
 #include "tests/files/support.h"
@@ -124,6 +126,44 @@ TEST_F(DirectoryManipulator, GoesOnAfterAFailure) {
   const WithoutRootRights without(env_.folder(), At("t/sub/deep"));
   EXPECT_FALSE(Manipulator::RemoveAllFilesAndSubDirectories(Folder(At("t"))));
   EXPECT_EQ(Tree(At("t")), (Entries{{"sub", "d"}, {"sub/deep", "d"}, {"sub/deep/f3", "f:three"}}));
+}
+
+TEST_F(DirectoryManipulator, AFolderThatCannotBeListedIsNotEmptied) {
+  MakeTree(At("t"));
+  const COrvikDirectoryPath tree = Folder(At("t"));
+  rlimit before{};
+  getrlimit(RLIMIT_NOFILE, &before);
+  rlimit none = before;
+  none.rlim_cur = 0;
+  setrlimit(RLIMIT_NOFILE, &none);
+  const BOOL files = Manipulator::RemoveFilesFromDirectory(tree, u"*");
+  const BOOL all = Manipulator::RemoveAllFilesAndSubDirectories(tree);
+  setrlimit(RLIMIT_NOFILE, &before);
+  EXPECT_FALSE(files);
+  EXPECT_FALSE(all);
+  EXPECT_TRUE(Stands(At("t/f1")));
+  // "//" is stored as "/".
+  for (const char16_t* root : {u"//", u"/."}) {
+    EXPECT_FALSE(Manipulator::RemoveFilesFromDirectory(COrvikDirectoryPath(root), u"no such name"));
+  }
+}
+
+TEST_F(DirectoryManipulator, ReportsWhatFailedAndWhy) {
+  MakeTree(At("s"));
+  ASSERT_EQ(mkfifo(At("s/sub/pipe").c_str(), 0600), 0);
+  TreeReport copied;
+  EXPECT_EQ(Manipulator::RecursivelyCopyDirectory(Folder(At("s")), Folder(At("t")), FALSE, &copied),
+            S_OK);
+  EXPECT_EQ(copied.done, 6u);
+  EXPECT_EQ(copied.failed, 1u);
+  ASSERT_EQ(copied.failures.size(), 1u);
+  EXPECT_EQ(Units(copied.failures[0].path), At("s/sub/pipe").u16string());
+  EXPECT_EQ(copied.failures[0].error, EOPNOTSUPP);
+  EXPECT_FALSE(copied.failures[0].reason.IsEmpty());
+  TreeReport removed;
+  EXPECT_TRUE(Manipulator::RemoveDirectoryAndContents(Folder(At("t")), &removed));
+  EXPECT_EQ(removed.done, 9u);
+  EXPECT_EQ(removed.failed, 0u);
 }
 
 // Deeper than a path may be long.

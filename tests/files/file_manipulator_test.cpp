@@ -1,8 +1,11 @@
 #include "files/file_manipulator.h"
 
 #include <gtest/gtest.h>
+#include <sched.h>
+#include <sys/mount.h>
 #include <unistd.h>
 
+#include <chrono>
 #include <memory>
 #include <set>
 
@@ -104,6 +107,56 @@ TEST_F(FileManipulator, WritesBytes) {
   if (Stands("/dev/full")) {
     EXPECT_EQ(write(COrvikFilePath(u"/dev/full"), "abc", 3), E_INVALIDARG);
   }
+}
+
+TEST_F(FileManipulator, AWriteIsAWrite) {
+  const auto write = [this](const char* name, const char* text) {
+    return CFileManipulator::WriteAsciiStringToFile(File(At(name)), text, 4);
+  };
+  const fs::file_time_type old = fs::file_time_type::clock::now() - std::chrono::hours(1);
+  ASSERT_EQ(write("f", "same"), S_OK);
+  fs::last_write_time(At("f"), old);
+  EXPECT_EQ(write("f", "same"), S_OK);
+  EXPECT_GT(fs::last_write_time(At("f")), old + std::chrono::minutes(50));
+  // All names of a file are names of the new content.
+  fs::create_hard_link(At("f"), At("g"));
+  EXPECT_EQ(write("f", "next"), S_OK);
+  EXPECT_EQ(ReadFile(At("g")), "next");
+  EXPECT_TRUE(fs::equivalent(At("f"), At("g")));
+  fs::last_write_time(At("f"), old);
+  EXPECT_EQ(write("g", "next"), S_OK);
+  EXPECT_GT(fs::last_write_time(At("f")), old + std::chrono::minutes(50));
+}
+
+// Beyond the 4,096 bytes of the kernel.
+TEST_F(FileManipulator, LongPathsAreTakenWhole) {
+  const fs::path leaf = MakeDeepTree(top_.string(), 100, std::string(60, 'n')) + "/leaf";
+  const COrvikFilePath file = File(leaf);
+  EXPECT_EQ(file.GetFileSize(), 0u);
+  EXPECT_EQ(file.GetFileChecksum(), 0u);
+  struct stat record;
+  EXPECT_EQ(CFileManipulator::StatFile(file, &record), 0);
+  const std::unique_ptr<std::FILE, int (*)(std::FILE*)> opened(
+      CFileManipulator::OpenFile(file, "r+b"), &std::fclose);
+  EXPECT_TRUE(opened);
+  EXPECT_TRUE(file.SetFileReadOnly());
+  EXPECT_EQ(file.GetNumberOfDaysOld(), 0);
+  EXPECT_TRUE(CFileManipulator::RemoveFile(file));
+  EXPECT_FALSE(file.FileExists());
+}
+
+TEST_F(FileManipulator, RemovesFilesOnly) {
+  WriteFile(At("folder/f"), "x");
+  fs::create_directory_symlink("folder", At("link"));
+  EXPECT_FALSE(CFileManipulator::RemoveFile({}));
+  EXPECT_FALSE(CFileManipulator::RemoveFile(Folder(At("folder")).CreateFilePath(u"")));
+  EXPECT_FALSE(CFileManipulator::RemoveFile(File("/")));
+  EXPECT_TRUE(CFileManipulator::RemoveFile(File(At("link"))));
+  EXPECT_TRUE(CFileManipulator::RemoveFile(File(At("none"))));
+  EXPECT_EQ(ReadFile(At("folder/f")), "x");
+  fs::permissions(At("folder/f"), fs::perms(0400));
+  EXPECT_TRUE(CFileManipulator::RemoveFile(File(At("folder/f"))));
+  EXPECT_FALSE(Stands(At("folder/f")));
 }
 
 TEST_F(FileManipulator, CopiesAndMoves) {
@@ -226,6 +279,40 @@ TEST_F(FileManipulator, ThrowsAwayUnderANameThatIsFree) {
   EXPECT_EQ(shapes.count("notes.txt"), 1u);
   EXPECT_GE(shapes.count("notes 99-99-99.txt"), 1u);
   EXPECT_EQ(shapes.count("notes 99-99-99.txt") + shapes.count("notes 99-99-99-9.txt"), 3u);
+}
+
+// All of them want the name at once.
+TEST_F(FileManipulator, ProcessesThatThrowAwayOneNameAllArrive) {
+  constexpr int kProcesses = 24;
+  for (int i = 0; i < kProcesses; ++i) WriteFile(At(std::to_string(i)) / "notes.txt", "x");
+  const std::vector<int> results = InProcesses(kProcesses, [this](int number) {
+    const COrvikFilePath file = File(At(std::to_string(number)) / "notes.txt");
+    return CFileManipulator::DeleteFile(file, FALSE, TRUE) != FALSE ? 0 : 1;
+  });
+  EXPECT_EQ(results, std::vector<int>(kProcesses, 0));
+  const fs::path trash = env_.home() / ".local/share/Trash";
+  EXPECT_EQ(NamesIn(trash / "files").size(), std::size_t{kProcesses});
+  EXPECT_EQ(NamesIn(trash / "info").size(), std::size_t{kProcesses});
+}
+
+// The volume's trash is a file of somebody's.
+TEST_F(FileManipulator, AVolumeWithoutATrashUsesTheHomeTrash) {
+  constexpr int kNoVolume = 77;
+  fs::create_directory(At("volume"));
+  const int status = InProcesses(1, [this](int) {
+    if (unshare(CLONE_NEWNS) != 0 || mount("", "/", nullptr, MS_REC | MS_PRIVATE, nullptr) != 0 ||
+        mount("orvik-test", At("volume").c_str(), "tmpfs", 0, "size=1m") != 0) {
+      return kNoVolume;
+    }
+    WriteFile(At("volume") / (".Trash-" + std::to_string(getuid())), "no folder");
+    WriteFile(At("volume/f"), "thrown away");
+    EXPECT_TRUE(CFileManipulator::DeleteFile(File(At("volume/f")), FALSE, TRUE));
+    EXPECT_FALSE(Stands(At("volume/f")));
+    EXPECT_EQ(ReadFile(env_.home() / ".local/share/Trash/files/f"), "thrown away");
+    return testing::Test::HasFailure() ? 1 : 0;
+  })[0];
+  if (status == kNoVolume) GTEST_SKIP() << "this user may not mount";
+  EXPECT_EQ(status, 0);
 }
 
 TEST_F(FileManipulator, ThrowsAwayLongNamesShortened) {

@@ -2,6 +2,7 @@
 #include <gtest/gtest.h>
 
 #include "files/file_manipulator.h"
+#include "files/path_arguments.h"
 #include "tests/files/support.h"
 
 namespace orvik::test {
@@ -111,6 +112,24 @@ TEST_F(Shortcuts, KeepsThePathOfAFile) {
   EXPECT_EQ(Units(CFileManipulator::ResolveShortcut(File(path_))), u"C:/d");
   EXPECT_TRUE(CFileManipulator::ResolveShortcut(File(env_.folder() / "none")).IsEmptyPath());
   EXPECT_TRUE(CFileManipulator::ResolveShortcut(File(env_.folder())).IsEmptyPath());
+}
+
+// Each leads to its target, or is refused.
+TEST_F(Shortcuts, OddNames) {
+  for (const char* name : {"caf\xE9", "caf\xC3\xA9", "a b", "\xED\xA0\x80"}) {
+    WriteFile(At(name), name);
+    const COrvikFilePath shortcut = File(At("s.lnk"));
+    EXPECT_EQ(CFileManipulator::CreateShortcut(shortcut, File(At(name))), S_OK);
+    const COrvikFilePath target = CFileManipulator::ResolveShortcut(shortcut);
+    CAtlStringA text;
+    EXPECT_EQ(CFileManipulator::ReadAsciiFileIntoAsciiString(target, text, nullptr), S_OK);
+    EXPECT_EQ(text.View(), name);
+  }
+  WriteFile(At("back\\slash"), "x");
+  const COrvikFilePath target = COrvikFilePath(PathFromBytes(At("back\\slash").string()));
+  ASSERT_TRUE(target.FileExists());
+  EXPECT_EQ(CFileManipulator::CreateShortcut(File(At("new.lnk")), target), E_INVALIDARG);
+  EXPECT_FALSE(Stands(At("new.lnk")));
 }
 
 }  // namespace

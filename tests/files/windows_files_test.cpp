@@ -119,6 +119,24 @@ TEST_F(WindowsFilesTest, DeletesFilesLinksAndWholeFolders) {
   EXPECT_TRUE(fs::is_empty(top_ / "outside"));
 }
 
+TEST_F(WindowsFilesTest, TheRootFolderAndDotsAreNotDeleted) {
+  WriteFile(top_ / "d/kept", "x");
+  for (const char* path : {"d/.", "d/x/.."}) {
+    EXPECT_EQ(DeleteFile(Path(path).c_str()), FALSE) << path;
+  }
+  EXPECT_EQ(DeleteFile(u"/"), FALSE);
+  EXPECT_EQ(DeleteFile(u"///"), FALSE);
+  EXPECT_EQ(ReadFile(top_ / "d/kept"), "x");
+}
+
+TEST_F(WindowsFilesTest, ThePermissionsOfALinkCannotBeChanged) {
+  WriteFile(top_ / "f", "x");
+  fs::create_symlink("f", top_ / "link");
+  EXPECT_EQ(SetFileAttributes(Path("link").c_str(), FILE_ATTRIBUTE_READONLY), FALSE);
+  EXPECT_EQ(SetFileAttributes(Path("link").c_str(), FILE_ATTRIBUTE_NORMAL), TRUE);
+  EXPECT_NE(ModeOf(top_ / "f") & 0200, 0u);
+}
+
 TEST_F(WindowsFilesTest, ATreeOfAThousandLevelsIsDeleted) {
   fs::create_directory(top_ / "tree");
   MakeDeepTree((top_ / "tree").string(), 1000, "level with a name");
