@@ -3,7 +3,7 @@
 
 usage: documents_test.py SOURCE_FOLDER [WORK_FOLDER PREFIX]
 
-- Every link to a file of the tree leads to one.
+- Every link to a file of the tree leads to one, and to a heading that is there.
 - Every listing in C++ or CMake follows a line <!-- FILE --> and is that file, or a part of it.
 - The pages of the library name only headers that are installed.
 - With a work folder, every shell block that follows a line <!-- run --> runs in a copy of the
@@ -25,10 +25,20 @@ def documents(source):
         sorted((source / "examples").glob("**/*.md"))
 
 
+def anchors_of(text):
+    headings = re.findall(r"^#+ (.*)$", text, re.M)
+    return {re.sub(r"[^\w -]", "", heading.lower()).replace(" ", "-") for heading in headings}
+
+
 def check_links(path, text):
-    for target in re.findall(r"\]\(([^)#\s]+)(?:#[^)]*)?\)", text):
-        if not re.match(r"\w+:", target) and not (path.parent / target).exists():
+    for target, anchor in re.findall(r"\]\(([^)#\s]*)#?([^)\s]*)\)", text):
+        file = path.parent / target if target else path
+        if re.match(r"\w+:", target):
+            continue
+        if not file.exists():
             yield f"{path.name}: no file {target}"
+        elif anchor and anchor not in anchors_of(file.read_text()):
+            yield f"{path.name}: no heading {anchor} in {file.name}"
 
 
 def check_listings(source, path, text):
