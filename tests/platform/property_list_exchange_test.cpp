@@ -84,6 +84,18 @@ TEST_F(PropertyListExchange, BinaryKeepsWhatXmlDoesNot) {
   EXPECT_EQ(*WriteBinaryPropertyList(ReadRoot(narrow_real).get()), narrow_real);
 }
 
+TEST_F(PropertyListExchange, OthersPassOverTheExactBitsOfADate) {
+  const OwnedObject date(NSDate::Create(0.25));
+  const fs::path in = env_.temp() / "in.plist", out = env_.temp() / "out.plist";
+  WriteFile(in, *WriteXmlPropertyList(date.get()));
+  const CommandResult python = RunCommand(
+      {"python3", "-c", "import plistlib,sys; print(plistlib.load(open(sys.argv[1], 'rb')))", in});
+  EXPECT_EQ(python.out, "2001-01-01 00:00:00\n") << python.err;
+  const CommandResult plistutil = RunCommand({"plistutil", "-i", in, "-o", out});
+  EXPECT_EQ(plistutil.status, 0) << plistutil.err;
+  EXPECT_EQ(DescribeBytes(ReadFile(out)), "d:0");
+}
+
 TEST_F(PropertyListExchange, PlistutilConvertsBothWays) {
   const fs::path in = env_.temp() / "in.plist", out = env_.temp() / "out.plist";
   // Its XML reader takes no infinity, and its binary reader cuts fractions off.

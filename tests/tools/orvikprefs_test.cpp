@@ -320,6 +320,19 @@ TEST_F(OrvikPrefsTest, RefusesWhatIsNoPropertyList) {
   }
 }
 
+// In binary form, { K = { d = a date that is no number; } }.
+TEST_F(OrvikPrefsTest, KeepsADateThatNobodyTouchedToTheBit) {
+  Fill();
+  WriteFile(File(), std::string("bplist00\xD1\x01\x02\x51K\xD1\x03\x04\x51"
+                                "d\x33\x7F\xF8\0\0\0\0\0\0\x08\x0B\x0D\x10\x12",
+                                32) +
+                        std::string(6, '\0') + "\x01\x01" + std::string(7, '\0') + "\x05" +
+                        std::string(15, '\0') + "\x1B");
+  EXPECT_EQ(Prefs({"check"}), 0) << error_;
+  EXPECT_EQ(Prefs({"set", "K", "other", "1"}), 0) << error_;
+  EXPECT_TRUE(Contains(ReadFile(File()), "<date exact=\"7ff8000000000000\">"));
+}
+
 TEST_F(OrvikPrefsTest, NeverOverwritesADamagedFileUnasked) {
   Fill();
   std::string broken = ReadFile(File());
