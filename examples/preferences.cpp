@@ -1,34 +1,50 @@
-// The preference store: the plain operations, and a transaction, which reports whether it was saved.
+// The preference store: values in C++ types, several changes at once, and changes as they happen.
+#include <poll.h>
+
 #include <cstdio>
 
-#include <orvik/prefs/preferences.h>
+#include <orvik/prefs/preference_watch.h>
 #include <orvik/prefs/transaction.h>
+#include <orvik/prefs/typed_preferences.h>
 #include <orvik/strings/utf8_strings.h>
 
 using namespace orvik;
 
+namespace {
+
+constexpr char16_t kDomain[] = u"com.example.Settings";
+constexpr char16_t kWindow[] = u"Software/Example/Window";
+
+int Fail(const PrefStatus& status) {
+  std::printf("not saved: %s\n", Describe(status).c_str());
+  return 1;
+}
+
+}  // namespace
+
 int main() {
-  constexpr int kShared = 0;
-  const CAtlString domain(u"com.example.Settings"), key(u"Software/Example/Window");
-
-  // Answers 0 when the lock was had, whether or not the file could be saved.
-  if (WritePreferenceString(kShared, key, u"Title", u"Hello", domain) != 0) return 1;
-
-  Transaction transaction(kShared, domain);
-  transaction.RequireEqual(
-      key, u"Title",
-      CAutoCFRelease<CFTypeRef>(CAtlString(u"Hello").CreateCFStringRef(kCFAllocatorDefault)));
-  transaction.SetInt(key, u"Width", 640);
-  transaction.SetInt(key, u"Height", 480);
-  const PrefStatus saved = transaction.Commit();
-  if (!saved.ok()) {
-    std::printf("not saved: %s\n", Describe(saved).c_str());
-    return 1;
+  TypedPreferences settings(kDomain);
+  settings.RemoveKey(kWindow);  // of an earlier run
+  if (const PrefStatus status = settings.Set(kWindow, u"Title", u"Hello"); !status.ok()) {
+    return Fail(status);
   }
+  PreferenceWatch watch(kSharedScope, kWindow, kDomain);
 
-  unsigned long error = 0;
-  const int width = GetPreferenceInt(kShared, key, u"Width", 0, &error, domain);
-  const CAtlString title = GetPreferenceString(kShared, key, u"Title", u"", &error, domain);
+  // All or nothing, under one lock.
+  Transaction transaction(kSharedScope, kDomain);
+  transaction.RequireKey(kWindow);
+  transaction.SetInt(kWindow, u"Width", 640);
+  transaction.SetInt(kWindow, u"Height", 480);
+  if (const PrefStatus status = transaction.Commit(); !status.ok()) return Fail(status);
+
+  // An event loop waits for the descriptor beside its others.
+  pollfd ready = {watch.descriptor(), POLLIN, 0};
+  std::vector<PreferenceChange> changes;
+  while (changes.empty() && poll(&ready, 1, 10'000) > 0) changes = watch.TakeChanges();
+  std::printf("%zu values changed\n", changes.size());
+
+  const CAtlString title(settings.String(kWindow, u"Title").value_or(u"").c_str());
+  const int width = static_cast<int>(settings.Integer(kWindow, u"Width").value_or(0));
   std::printf("%s, %d wide\n", MakeUTF8StringFromUnicodeString(title).GetString(), width);
-  return width == 640 && error == 0 ? 0 : 1;
+  return width == 640 && changes.size() == 2 ? 0 : 1;
 }

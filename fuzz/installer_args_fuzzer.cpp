@@ -9,9 +9,9 @@
 
 #include "fuzz/require.h"
 #include "fuzz/scratch_folder.h"
+#include "host/file_names.h"
 #include "platform/foundation/autorelease_pool.h"
 #include "platform/foundation/user_defaults.h"
-#include "host/file_names.h"
 #include "postflight/install_information.h"
 #include "postflight/installer_args.h"
 
@@ -87,9 +87,10 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   if (accepted) {
     const std::string& mount = arguments["mountPointOfDest"];
     const std::string destination = (mount == "/" ? "" : mount) + arguments["pathToDest"];
-    const std::vector<orvik::InstallValue> values = orvik::RecordInstallInformation(*fields);
+    const orvik::InstallRecord record = orvik::RecordInstallInformation(*fields);
+    const std::vector<orvik::InstallValue>& values = record.values;
     Require(values.size() == 6);
-    Require(orvik::CheckRecorded(values));
+    Require(orvik::CheckRecorded(record));
     const std::u16string_view path = std::get<orvik::CAtlString>(values[1].value).View();
     Require(path.ends_with(u'/'));
     const NSString* joined = fields->getDestVolMountPointAndPathToInstallDest();

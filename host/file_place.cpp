@@ -168,7 +168,6 @@ WalkedFolders& Walked() {
 }
 
 int OpenFolder(const std::string& path, Links links, bool makes, FilePlace& place) {
-  const bool examines = makes && geteuid() == 0;
   place.folder = Descriptor(links == Links::kAny ? open(path.c_str(), kOpenFolderFlags)
                                                  : OpenWithoutLinks(path));
   if (!place.folder && links == Links::kAny && errno != ENAMETOOLONG) {
@@ -181,11 +180,11 @@ int OpenFolder(const std::string& path, Links links, bool makes, FilePlace& plac
   }
   if (place.folder) {
     if (fstat(place.folder.get(), &place.folder_attributes) != 0) return errno;
-    if (!examines || Walked().Has(path, place.folder_attributes)) return 0;
+    if (!makes || Walked().Has(path, place.folder_attributes) || geteuid() != 0) return 0;
   }
   if (const int error = Walk(place, makes).Run(path)) return error;
   if (fstat(place.folder.get(), &place.folder_attributes) != 0) return errno;
-  if (examines) Walked().Add(path, place.folder_attributes);
+  if (makes && geteuid() == 0) Walked().Add(path, place.folder_attributes);
   return 0;
 }
 

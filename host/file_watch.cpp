@@ -2,17 +2,21 @@
 
 #include <limits.h>
 #include <poll.h>
+#include <sys/epoll.h>
 #include <sys/inotify.h>
 #include <sys/stat.h>
+#include <sys/timerfd.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <cerrno>
 #include <chrono>
 #include <cstddef>
+#include <cstdint>
 #include <cstring>
-#include <tuple>
 #include <utility>
+
+#include "host/staged_file.h"
 
 namespace orvik::host {
 
@@ -22,96 +26,128 @@ constexpr uint32_t kSigns = IN_CREATE | IN_CLOSE_WRITE | IN_MOVED_TO | IN_MOVED_
                             IN_ATTRIB | IN_DELETE_SELF | IN_MOVE_SELF | IN_ONLYDIR;
 
 // A parent folder that is moved away, or put in another's place, gives no sign: look now and then.
-constexpr int kLookMilliseconds = 1000;
+constexpr int kLookSeconds = 1;
 
-bool IsFolder(const std::string& path) {
-  struct stat info;
-  return stat(path.c_str(), &info) == 0 && S_ISDIR(info.st_mode);
+constexpr int kMaximumLinks = 40;
+
+bool IsFolder(const std::string& path, struct stat* info) {
+  return stat(path.c_str(), info) == 0 && S_ISDIR(info->st_mode);
 }
 
-// "/a/b" into "/a" and "b"; the folder of a top-level entry is "/", of a bare name ".".
-std::pair<std::string, std::string> Split(const std::string& path) {
-  const size_t slash = path.rfind('/');
-  if (slash == std::string::npos) return {".", path};
-  return {slash == 0 ? "/" : path.substr(0, slash), path.substr(slash + 1)};
+// The target of a link; "" for anything else.
+std::string LinkTarget(const std::string& path) {
+  char target[PATH_MAX];
+  const ssize_t length = readlink(path.c_str(), target, sizeof target);
+  if (length <= 0 || static_cast<std::size_t>(length) == sizeof target) return {};
+  const std::string text(target, static_cast<std::size_t>(length));
+  return text.starts_with('/') ? text : FolderOf(path) + "/" + text;
 }
 
 }  // namespace
 
-FileWatch::FileWatch(std::string path) : path_(std::move(path)) {
-  queue_ = inotify_init1(IN_CLOEXEC | IN_NONBLOCK);
+FileWatch::FileWatch(std::string path)
+    : path_(std::move(path)),
+      queue_(inotify_init1(IN_CLOEXEC | IN_NONBLOCK)),
+      timer_(timerfd_create(CLOCK_MONOTONIC, TFD_CLOEXEC | TFD_NONBLOCK)),
+      events_(epoll_create1(EPOLL_CLOEXEC)) {
+  constexpr itimerspec kEverySecond = {{kLookSeconds, 0}, {kLookSeconds, 0}};
+  if (timer_) timerfd_settime(timer_.get(), 0, &kEverySecond, nullptr);
+  epoll_event readable = {};
+  readable.events = EPOLLIN;
+  for (const Descriptor* source : {&queue_, &timer_}) {
+    if (*source) epoll_ctl(events_.get(), EPOLL_CTL_ADD, source->get(), &readable);
+  }
   Arm();
 }
 
-FileWatch::~FileWatch() {
-  if (queue_ >= 0) close(queue_);
+// The path itself, and what each link at its end points to.
+std::vector<FileWatch::Place> FileWatch::PlacesOnTheWay() const {
+  std::vector<Place> places;
+  std::string path = path_;
+  for (int links = 0; links <= kMaximumLinks && !path.empty(); ++links) {
+    Place place{FolderOf(path), NameOf(path)};
+    struct stat info = {};
+    while (!IsFolder(place.folder, &info) && place.folder != "/" && place.folder != ".") {
+      place.name = NameOf(place.folder);
+      place.folder = FolderOf(place.folder);
+    }
+    place.device = info.st_dev;
+    place.inode = info.st_ino;
+    places.push_back(std::move(place));
+    path = LinkTarget(path);
+  }
+  return places;
 }
 
-// Watches the nearest folder that exists. True when that is another one than before, which means
+// Watches the places on the way to the file. True when they are others than before, which means
 // that something on the way appeared or vanished.
 bool FileWatch::Arm() {
-  if (queue_ < 0) return false;
-  // A folder that appears between the test and the watch would go unseen: look again afterwards.
+  if (!queue_) return false;
+  constexpr auto kIsSame = [](const Place& one, const Place& other) { return one.IsAs(other); };
+  // A folder that appears between the look and the watch would go unseen: look again afterwards.
   for (bool moved = false;; moved = true) {
-    auto [folder, name] = Split(path_);
-    while (!IsFolder(folder) && folder != "/" && folder != ".") {
-      std::tie(folder, name) = Split(folder);
+    std::vector<Place> places = PlacesOnTheWay();
+    const bool is_watched =
+        std::equal(places.begin(), places.end(), places_.begin(), places_.end(), kIsSame);
+    if (is_watched) return moved;
+    for (const Place& place : places_) inotify_rm_watch(queue_.get(), place.watch);
+    places_.clear();
+    for (Place& place : places) {
+      place.watch = inotify_add_watch(queue_.get(), place.folder.c_str(), kSigns);
+      if (place.watch >= 0) {
+        places_.push_back(std::move(place));
+      } else if (errno != ENOENT && errno != ENOTDIR) {
+        return moved;
+      }
     }
-    struct stat info = {};
-    stat(folder.c_str(), &info);
-    if (folder == watched_folder_ && watch_ >= 0 && info.st_dev == device_ &&
-        info.st_ino == inode_) {
-      return moved;
-    }
-    if (watch_ >= 0) inotify_rm_watch(queue_, watch_);
-    watched_folder_ = folder;
-    device_ = info.st_dev;
-    inode_ = info.st_ino;
-    awaited_name_ = name;
-    watch_ = inotify_add_watch(queue_, folder.c_str(), kSigns);
-    if (watch_ < 0 && errno != ENOENT && errno != ENOTDIR) return moved;
   }
 }
 
 // Reads what has been reported; true when any of it concerns the file.
 bool FileWatch::DrainEvents() {
+  std::uint64_t looks = 0;
+  [[maybe_unused]] const ssize_t drained = read(timer_.get(), &looks, sizeof looks);
   alignas(inotify_event) char buffer[16 * (sizeof(inotify_event) + NAME_MAX + 1)];
   bool concerned = false;
   for (;;) {
-    const ssize_t count = read(queue_, buffer, sizeof buffer);
+    const ssize_t count = read(queue_.get(), buffer, sizeof buffer);
     if (count <= 0) break;
     for (ssize_t at = 0; at < count;) {
       inotify_event event;
       std::memcpy(&event, buffer + at, sizeof event);
       const char* name = buffer + at + offsetof(inotify_event, name);
       at += static_cast<ssize_t>(sizeof event + event.len);
+      concerned |= (event.mask & IN_Q_OVERFLOW) != 0;
       const bool lost = (event.mask & (IN_IGNORED | IN_DELETE_SELF | IN_MOVE_SELF)) != 0;
-      if (lost && event.wd == watch_) {
-        watch_ = -1;
-        watched_folder_.clear();
-        concerned = true;
+      for (Place& place : places_) {
+        if (place.watch != event.wd) continue;
+        concerned |= lost || (event.len > 0 && place.name == name);
+        if (lost) place.inode = 0;  // no folder's: it is watched anew
       }
-      concerned |= (event.mask & IN_Q_OVERFLOW) != 0 || (event.len > 0 && awaited_name_ == name);
     }
   }
   return concerned;
+}
+
+bool FileWatch::TakeChanges() {
+  const bool concerned = DrainEvents();
+  return Arm() || concerned;
 }
 
 bool FileWatch::Wait(int timeout_ms) {
   using Clock = std::chrono::steady_clock;
   const Clock::time_point end = Clock::now() + std::chrono::milliseconds(timeout_ms);
   for (;;) {
-    if (queue_ < 0 || watch_ < 0) return false;
-    int left = kLookMilliseconds;
+    if (!ok() || !events_) return false;
+    int left = -1;
     if (timeout_ms >= 0) {
       const auto rest = std::chrono::ceil<std::chrono::milliseconds>(end - Clock::now()).count();
-      left = static_cast<int>(std::clamp<decltype(rest)>(rest, 0, kLookMilliseconds));
+      left = static_cast<int>(std::clamp<decltype(rest)>(rest, 0, INT_MAX));
     }
-    pollfd polled = {queue_, POLLIN, 0};
+    pollfd polled = {events_.get(), POLLIN, 0};
     const int ready = poll(&polled, 1, left);
-    if (ready < 0 || (ready == 0 && timeout_ms >= 0 && Clock::now() >= end)) return false;
-    const bool concerned = DrainEvents();
-    if (Arm() || concerned) return true;
+    if (ready < 0 || (ready == 0 && Clock::now() >= end)) return false;
+    if (TakeChanges()) return true;
   }
 }
 

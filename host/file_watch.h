@@ -1,41 +1,65 @@
-// Waits for a file to change, be made, replaced or removed, whoever does it (inotify).
+// Reports that a file has changed, was made, replaced or removed, whoever did it (inotify).
 #pragma once
 
 #include <sys/types.h>
 
 #include <string>
+#include <vector>
+
+#include "host/descriptor.h"
 
 namespace [[gnu::visibility("default")]] orvik {
 namespace host {
 
-// Watches one path. Neither the file nor its folders need exist: the nearest folder that does is
-// watched until the next one below it appears.
+// Watches one path, and behind symbolic links at its end every path on the way to the file. Neither
+// the file nor its folders need exist: the nearest folder that does is watched until the next one
+// below it appears.
 class FileWatch {
  public:
   explicit FileWatch(std::string path);
-  ~FileWatch();
   FileWatch(const FileWatch&) = delete;
   FileWatch& operator=(const FileWatch&) = delete;
 
   // Whether changes can be noticed at all (false when the system grants no watch).
-  bool ok() const { return watch_ >= 0; }
+  bool ok() const { return !places_.empty(); }
+
+  // For poll, epoll or an event loop: readable when TakeChanges has something to look at, at the
+  // latest a second after a folder on the way was moved or put in another's place, which gives no
+  // sign of its own. -1 when the system grants none.
+  int descriptor() const { return events_.get(); }
+
+  // Whether the file may have changed since the last call. Never blocks.
+  bool TakeChanges();
 
   // Blocks until the file may have changed: true. False after timeout_ms milliseconds without a
   // sign (-1 waits without end), on a signal, or when the watch is lost. A change between two calls
-  // makes the next one return at once; several changes may be told as one.
+  // makes the next one return at once; several changes may be reported as one.
   bool Wait(int timeout_ms);
 
  private:
+  // An entry whose appearance, change or removal concerns the file.
+  struct Place {
+    std::string folder;
+    std::string name;
+    dev_t device = 0;
+    ino_t inode = 0;
+    int watch = -1;
+
+    bool IsAs(const Place& other) const {
+      return folder == other.folder && name == other.name && device == other.device &&
+             inode == other.inode;
+    }
+  };
+
+  std::vector<Place> PlacesOnTheWay() const;
   bool Arm();
   bool DrainEvents();
 
   std::string path_;
-  std::string watched_folder_;
-  dev_t device_ = 0;
-  ino_t inode_ = 0;
-  std::string awaited_name_;  // the entry of watched_folder_ on the way to the file
-  int queue_ = -1;
-  int watch_ = -1;
+  std::vector<Place> places_;
+  Descriptor queue_;
+  Descriptor timer_;
+  Descriptor events_;  // both of them
 };
 
 }  // namespace host

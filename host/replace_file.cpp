@@ -23,7 +23,11 @@ int RefusalOf(const struct stat& attributes) {
   return S_ISDIR(attributes.st_mode) ? EISDIR : EINVAL;
 }
 
-int ReadAll(int descriptor, std::size_t expected, std::size_t limit, std::string* content) {
+enum class End { kRead, kExpected };
+
+// With End::kExpected the file is not asked again when it gave the expected bytes.
+int ReadAll(int descriptor, std::size_t expected, std::size_t limit, End end,
+            std::string* content) {
   content->clear();
   // One byte more than expected, so that the end is seen without growing; the files of /proc have
   // no size.
@@ -45,6 +49,7 @@ int ReadAll(int descriptor, std::size_t expected, std::size_t limit, std::string
       content->clear();
       return EFBIG;
     }
+    if (end == End::kExpected && size == expected) break;
     if (size == content->size()) content->resize(size * 2);
   }
   content->resize(size);
@@ -59,7 +64,8 @@ int ReadOpened(int file, std::string* content, FileIdentity* identity, std::size
     if (fstat(file, &before) != 0) return errno;
     if (const int refusal = RefusalOf(before)) return refusal;
     if (tries > 1 && lseek(file, 0, SEEK_SET) != 0) return errno;
-    if (const int error = ReadAll(file, static_cast<std::size_t>(before.st_size), limit, content)) {
+    if (const int error = ReadAll(file, static_cast<std::size_t>(before.st_size), limit,
+                                  identity != nullptr ? End::kExpected : End::kRead, content)) {
       return error;
     }
     if (attributes != nullptr) *attributes = before;
@@ -99,18 +105,17 @@ struct DelayedFlush {
   int error = 0;  // of the first folder that could not be remembered
   std::vector<std::pair<FileIdentity, Descriptor>> folders;
 
-  void Add(int folder) {
-    struct stat attributes;
-    Descriptor own(fcntl(folder, F_DUPFD_CLOEXEC, 0));
-    if (!own || fstat(own.get(), &attributes) != 0) {
-      error = error == 0 ? errno : error;
-      return;
-    }
+  void Add(const FilePlace& place) {
     FileIdentity identity;
-    identity.device = attributes.st_dev;
-    identity.inode = attributes.st_ino;
+    identity.device = place.folder_attributes.st_dev;
+    identity.inode = place.folder_attributes.st_ino;
     for (const auto& known : folders) {
       if (known.first == identity) return;
+    }
+    Descriptor own(fcntl(place.folder.get(), F_DUPFD_CLOEXEC, 0));
+    if (!own) {
+      error = error == 0 ? errno : error;
+      return;
     }
     folders.emplace_back(identity, std::move(own));
   }
@@ -174,7 +179,7 @@ int FolderFlushDelay::Finish() {
 
 int FlushFolderOf(const FilePlace& place) {
   if (delayed.delays == 0) return FlushFolder(place.folder.get());
-  delayed.Add(place.folder.get());
+  delayed.Add(place);
   return 0;
 }
 

@@ -2,11 +2,11 @@
 
 #include <fcntl.h>
 #include <pwd.h>
+#include <stdlib.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include <cerrno>
-#include <cstdlib>
 #include <filesystem>
 #include <system_error>
 #include <vector>
@@ -24,7 +24,7 @@ std::string WithoutTrailingSlashes(std::string path) {
 
 // The variable's absolute path, or "".
 std::string FolderFromEnvironment(const char* variable) {
-  const char* value = std::getenv(variable);
+  const char* value = secure_getenv(variable);
   if (value == nullptr || *value != '/') return {};
   return WithoutTrailingSlashes(value);
 }
@@ -57,7 +57,7 @@ int FolderError(const std::string& path) {
 }  // namespace
 
 std::string SystemRoot() {
-  const char* value = std::getenv("ORVIK_SYSTEM_ROOT");
+  const char* value = secure_getenv("ORVIK_SYSTEM_ROOT");
   if (value == nullptr || *value == '\0') return {};
   // A relative one counts from the current folder: to look into the machine's own root instead
   // would change the wrong system.

@@ -1,9 +1,10 @@
 #include "postflight/install_information.h"
 
+#include <cstring>
 #include <string>
 
-#include "platform/foundation/file_manager.h"
 #include "host/replace_file.h"
+#include "platform/foundation/file_manager.h"
 #include "postflight/log_line.h"
 #include "prefs/auto_release.h"
 #include "prefs/platform_values.h"
@@ -63,7 +64,7 @@ const NSString* ReasonMissing(const InstallValue& value) {
 
 }  // namespace
 
-std::vector<InstallValue> RecordInstallInformation(const InstallerArgs& arguments) {
+InstallRecord RecordInstallInformation(const InstallerArgs& arguments) {
   const CAtlString destination = Destination(arguments);
   const NSString* logging = arguments.getCustomerLogging();
   const struct {
@@ -83,20 +84,27 @@ std::vector<InstallValue> RecordInstallInformation(const InstallerArgs& argument
       {{u"Software/ORVIK Technologies/ORVIK Tavlo Software/Install Information", kExePath,
         destination}},
   };
-  const host::FolderFlushDelay until_all_is_recorded;
-  std::vector<InstallValue> recorded;
+  host::FolderFlushDelay until_all_is_recorded;
+  InstallRecord record;
   for (const auto& row : rows) {
     if (row.applies == nullptr || row.applies()) {
       Write(row.value);
-      recorded.push_back(row.value);
+      record.values.push_back(row.value);
     }
   }
-  return recorded;
+  record.flush_error = until_all_is_recorded.Finish();
+  return record;
 }
 
-bool CheckRecorded(const std::vector<InstallValue>& values) {
+bool CheckRecorded(const InstallRecord& record) {
   bool all = true;
-  for (const InstallValue& value : values) {
+  if (record.flush_error != 0) {
+    all = false;
+    const std::string reason = std::strerror(record.flush_error);
+    Notice({u"Not on disk: scope shared, domain ", kDomain, u": ",
+            NSString::stringWithUTF8String(reason.c_str())});
+  }
+  for (const InstallValue& value : record.values) {
     if (const NSString* reason = ReasonMissing(value)) {
       all = false;
       Notice({u"Not recorded: scope shared, key path ", value.key_path, u", name ", value.name,

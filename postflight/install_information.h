@@ -17,12 +17,18 @@ struct InstallValue {
   std::variant<CAtlString, int> value;
 };
 
-// Writes the values one after the other, whatever becomes of each, and gives those that it set out
-// to write: what concerns a sibling product is one of them only with that product's receipt.
-std::vector<InstallValue> RecordInstallInformation(const InstallerArgs& arguments);
+struct InstallRecord {
+  std::vector<InstallValue> values;
+  int flush_error = 0;  // why the folder of the file could not be put on disk; 0 when it was
+};
 
-// Whether the store's file, read anew, holds every one of the values. Each that it does not hold is
-// logged with its scope, key path, name and domain, and why.
-bool CheckRecorded(const std::vector<InstallValue>& values);
+// Writes the values one after the other, even when one of them fails, and returns those that were
+// to be written: what concerns a sibling product is one of them only with that product's receipt.
+InstallRecord RecordInstallInformation(const InstallerArgs& arguments);
+
+// Whether the store's file, read anew, holds every one of the values, and is on disk. Each that it
+// does not hold is logged with its scope, key path, name and domain, and why; so is a flush that
+// failed.
+bool CheckRecorded(const InstallRecord& record);
 
 }  // namespace orvik

@@ -1,7 +1,12 @@
 #include "postflight/run.h"
 
-#include <cstdlib>
+#include <stdlib.h>
+#include <syslog.h>
+
 #include <cstring>
+#include <new>
+
+#include "host/system_log.h"
 
 #include "platform/core_foundation/string.h"
 #include "platform/foundation/application.h"
@@ -18,21 +23,19 @@ constexpr int kExitStatus = 1;
 constexpr int kAllRecorded = 0;
 
 bool IsStrict() {
-  const char* strict = std::getenv("ORVIK_STRICT");
+  const char* strict = secure_getenv("ORVIK_STRICT");
   return strict != nullptr && std::strcmp(strict, "1") == 0;
 }
 
-}  // namespace
-
-int RunPostflight() {
+int Run() {
   NSApplicationLoad();
   const NSAutoreleasePool pool;
   InstallerArgs* arguments = new InstallerArgs;
   int status = kExitStatus;
   if (arguments->initWithProcessInfo() == YES) {
-    const std::vector<InstallValue> values = RecordInstallInformation(*arguments);
+    const InstallRecord record = RecordInstallInformation(*arguments);
     NSApp()->activateIgnoringOtherApps(YES);
-    if (IsStrict() && CheckRecorded(values)) {
+    if (IsStrict() && CheckRecorded(record)) {
       status = kAllRecorded;
     }
   } else {
@@ -40,6 +43,17 @@ int RunPostflight() {
   }
   arguments->release();
   return status;
+}
+
+}  // namespace
+
+int RunPostflight() {
+  try {
+    return Run();
+  } catch (const std::bad_alloc&) {
+    host::SystemLog(LOG_NOTICE, "Error: not enough memory");
+    return kExitStatus;
+  }
 }
 
 }  // namespace orvik

@@ -1,4 +1,4 @@
-#include <cstdlib>
+#include <stdlib.h>
 
 #include "platform/carbon/errno_status.h"
 #include "platform/carbon/folders.h"
@@ -38,7 +38,7 @@ constexpr SubFolder kSubFolders[] = {
 CAtlString GetPreferenceApplicationPath(CAtlString application) {
   CAtlString path = ApplicationSupportFolder();
   if (path.IsEmpty()) {
-    const char* home = std::getenv("HOME");
+    const char* home = secure_getenv("HOME");
     path =
         MakeWideStringFromUTF8String(home == nullptr ? "" : home) + u"/Library/Application Support";
   }

@@ -35,9 +35,9 @@ struct OwnProcess {
 // Looked up once in each process and thread.
 const OwnProcess& Own() {
   thread_local OwnProcess own;
-  if (own.pid != getpid()) {
-    own.name = NameOfProcess(getpid());
-    own.pid = getpid();
+  if (const int pid = getpid(); own.pid != pid) {
+    own.name = NameOfProcess(pid);
+    own.pid = pid;
   }
   return own;
 }
@@ -102,7 +102,8 @@ bool LockRecord::IsHeld() const {
 }
 
 void LockRecord::Take() {
-  Save(1, Own().name, PlatformNumber(getpid()));
+  const OwnProcess& own = Own();
+  Save(1, own.name, PlatformNumber(own.pid));
 }
 
 void LockRecord::Release() {

@@ -3,9 +3,10 @@
 
 Usage: scripts/soak.py [SECONDS] [BIN]    (default 30 seconds, build/release/bin)
 
-Eight writers set numbers of their own in one domain through orvikprefs, half of them as another user
+Sixteen writers set numbers of their own in one domain through orvikprefs, half of them as another user
 when run as root; writes are killed now and then. Four readers parse the file all the time; one
-watcher follows it. Ends with status 0 when no update was lost and no moment was unreadable:
+watcher follows it. Ends with status 0 when no update was lost, no moment was unreadable, no write was
+refused for want of the lock, and the slowest writer got at least a third of its fair share:
 
   lost        a write that ended with status 0 whose value is not there afterwards
   unreadable  a moment at which the file was no whole property list
@@ -22,7 +23,7 @@ import tempfile
 import threading
 import time
 
-WRITERS, READERS, KILL_EVERY = 8, 4, 25
+WRITERS, READERS, KILL_EVERY = 16, 4, 25
 KEY = "Software/Soak"
 
 
@@ -37,6 +38,7 @@ class Soak:
         self.lock = threading.Lock()
         self.count = {"writes": 0, "kills": 0, "busy": 0, "failed": 0, "reads": 0, "told": 0}
         self.lost, self.unreadable = [], []
+        self.written = [0] * WRITERS
         os.umask(0)
         self.file.parent.mkdir(parents=True)
 
@@ -70,6 +72,7 @@ class Soak:
             error = process.communicate()[1]
             if process.returncode == 0:
                 saved = sent
+                self.written[writer] += 1
                 self.add("writes")
             elif process.returncode < 0:
                 self.add("kills")
@@ -110,14 +113,17 @@ class Soak:
         count = self.count
         print(f"{seconds} s, {WRITERS} writers, {READERS} readers, 1 watcher: "
               f"{count['writes'] / seconds:.0f} writes/s, {count['reads'] / seconds:.0f} reads/s, "
-              f"{count['told']} changes told, {count['kills']} killed, {count['busy']} without the "
+              f"{count['told']} changes reported, {count['kills']} killed, {count['busy']} without the "
               f"lock, {count['failed']} failed")
         print(f"lost updates: {len(self.lost)}, unreadable moments: {len(self.unreadable)}")
         for line in (self.lost + self.unreadable)[:10]:
             print("  " + line)
         left = [p.name for p in self.file.parent.iterdir() if p != self.file]
         print(f"other files left in the folder: {left}")
-        return 1 if self.lost or self.unreadable or count["failed"] or not count["writes"] else 0
+        share = WRITERS * min(self.written) / max(1, sum(self.written))
+        print(f"the slowest writer got {share:.2f} of its fair share, {sorted(self.written)}")
+        bad = self.lost or self.unreadable or count["failed"] or count["busy"]
+        return 1 if bad or share < 1 / 3 else 0
 
 
 def main():

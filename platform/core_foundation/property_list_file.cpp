@@ -121,11 +121,13 @@ int PropertyListFile::SaveInPlace(CFPropertyListRef root) {
     return 0;
   }
   constexpr int kFlags = O_WRONLY | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC;
-  const host::Descriptor file(openat(place_.folder.get(), place_.name.c_str(), kFlags));
-  if (!file) return errno;
+  if (!in_place_) {
+    in_place_ = host::Descriptor(openat(place_.folder.get(), place_.name.c_str(), kFlags));
+  }
+  if (!in_place_) return errno;
   for (std::size_t done = 0; done < bytes.size();) {
     const ssize_t count =
-        pwrite(file.get(), bytes.data() + done, bytes.size() - done, static_cast<off_t>(done));
+        pwrite(in_place_.get(), bytes.data() + done, bytes.size() - done, static_cast<off_t>(done));
     if (count < 0 && errno != EINTR) return errno;
     if (count > 0) done += static_cast<std::size_t>(count);
   }

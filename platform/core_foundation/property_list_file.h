@@ -100,6 +100,7 @@ class PropertyListFile {
   host::FolderLock lock_;
   host::OpenedFile opened_;
   host::KeptFile kept_;
+  host::Descriptor in_place_;  // while the lock is held nobody replaces it
   bool wrote_ = false;
   Contents contents_ = Contents::kMissing;
   int error_ = 0;

@@ -1,25 +1,12 @@
 #include "platform/foundation/user_defaults.h"
 
-#include "host/replace_file.h"
+#include "host/program_arguments.h"
 #include "platform/core_foundation/string.h"
 #include "platform/foundation/file_path.h"
 
 namespace orvik {
 
 namespace {
-
-// The command line without the program's name.
-std::vector<std::string> ProcessArguments() {
-  std::string line;
-  std::vector<std::string> arguments;
-  if (host::ReadWholeFile("/proc/self/cmdline", &line) != 0) return arguments;
-  for (std::size_t at = line.find('\0'); at != std::string::npos && at + 1 < line.size();) {
-    const std::size_t end = line.find('\0', at + 1);
-    arguments.push_back(line.substr(at + 1, end - at - 1));
-    at = end;
-  }
-  return arguments;
-}
 
 // What standardUserDefaults gives; null until it is first asked.
 NSUserDefaults* standard = nullptr;
@@ -49,7 +36,7 @@ NSUserDefaults* NSUserDefaults::CreateWithArguments(const std::vector<std::strin
 }
 
 NSUserDefaults* NSUserDefaults::standardUserDefaults() {
-  if (standard == nullptr) standard = CreateWithArguments(ProcessArguments());
+  if (standard == nullptr) standard = CreateWithArguments(host::ProgramArguments());
   return standard;
 }
 

@@ -21,8 +21,8 @@ namespace [[gnu::visibility("default")]] orvik {
 
 class NSUserDefaults final : public NSObject {
  public:
-  // The one object of the process, made at first use from the command line with which it was
-  // started (even if another program runs main); not to be released.
+  // The one object of the process, made at first use from the arguments of the program
+  // (host/program_arguments.h); not to be released.
   static NSUserDefaults* standardUserDefaults();
 
   // Of these arguments (without the program's name); owned by the caller.

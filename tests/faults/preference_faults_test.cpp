@@ -1,9 +1,13 @@
 // Preferences under faults: writers, deleters, transactions, repair, and the shared lock.
 #include <sys/stat.h>
 
+#include <functional>
 #include <new>
+#include <vector>
 
 #include "platform/core_foundation/dictionary.h"
+#include "platform/foundation/user_defaults.h"
+#include "postflight/run.h"
 #include "prefs/platform_values.h"
 #include "prefs/preferences.h"
 #include "prefs/reporting.h"
@@ -131,6 +135,46 @@ TEST_P(PreferenceFaultsTest, OldOrNewAndTold) {
   const SharedLockWait old = ExchangeSharedLockWait([] {});
   Walk(GetParam());
   ExchangeSharedLockWait(old);
+}
+
+// Fails one call after the other, and gives the outcomes of those runs in which it was a flush.
+std::vector<bool> OutcomesOfFailedFlushes(const std::function<bool()>& run) {
+  std::vector<bool> outcomes;
+  for (int point = 1;; ++point) {
+    const FaultPlan plan{Fault::kInputOutput, point};
+    Arm(plan);
+    const bool outcome = run();
+    const FaultReport report = Disarm();
+    if (!report.struck) return outcomes;
+    if (report.call == Call::kFlush) outcomes.push_back(outcome);
+  }
+}
+
+// A change that is there already may have been made by a process that died before its flush.
+TEST(PreferenceFlushTest, SuccessMeansOnDiskAlsoWhereNothingChanges) {
+  const ScopedEnvironment environment;
+  for (const int scope : {kSharedScope, kUserScope, kMachineScope}) {
+    WriteFile(FileOf(scope), kSound);
+    const std::vector<bool> outcomes = OutcomesOfFailedFlushes([scope] {
+      Transaction change(scope, kDomain);
+      change.SetString(u"A", u"text", u"old");
+      return change.Commit().ok();
+    });
+    EXPECT_EQ(outcomes, std::vector<bool>(2, false));  // the file and its folder
+    EXPECT_EQ(ReadFile(FileOf(scope)), kSound);
+  }
+}
+
+TEST(PreferenceFlushTest, AStrictRunFailsWithItsLastFlush) {
+  const ScopedEnvironment environment;
+  const ScopedVariable strict("ORVIK_STRICT", "1");
+  const ScopedArguments arguments({"-pathToPkg", "/p", "-pathToDest", "/d", "-mountPointOfDest",
+                                   "/", "-rootOfCurrSystemFolder", "/"});
+  ASSERT_EQ(RunPostflight(), 0);
+  // All is recorded, and only the flushes of what is there are left.
+  const std::vector<bool> outcomes = OutcomesOfFailedFlushes([] { return RunPostflight() == 0; });
+  ASSERT_FALSE(outcomes.empty());
+  EXPECT_FALSE(outcomes.back());
 }
 
 INSTANTIATE_TEST_SUITE_P(Faults, PreferenceFaultsTest, ::testing::ValuesIn(Operations()));

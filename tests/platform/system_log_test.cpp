@@ -2,6 +2,7 @@
 
 #include <stdlib.h>
 #include <syslog.h>
+#include <unistd.h>
 
 #include "platform/core_foundation/string.h"
 #include "platform/foundation/log.h"
@@ -20,6 +21,19 @@ TEST(SystemLogTest, CopiesLinesVerbatimToStandardErrorWhenAskedTo) {
   host::SystemLog(LOG_NOTICE, "not copied");
   unsetenv("ORVIK_LOG_STDERR");
   EXPECT_EQ(testing::internal::GetCapturedStderr(), "100% of %s %n\nup to\ntext and 7\n");
+}
+
+TEST(SystemLogTest, AReaderThatWentAwayEndsNothing) {
+  const std::vector<int> statuses = InProcesses(1, [](int) {
+    int ends[2];
+    if (pipe(ends) != 0) return 1;
+    close(ends[0]);
+    dup2(ends[1], STDERR_FILENO);
+    setenv("ORVIK_LOG_STDERR", "1", 1);
+    for (int line = 0; line < 2; ++line) host::SystemLog(LOG_NOTICE, "nobody reads this");
+    return 0;
+  });
+  EXPECT_EQ(statuses[0], 0);
 }
 
 }  // namespace

@@ -20,7 +20,7 @@ class InstallInformationTest : public LogTest {
   ~InstallInformationTest() override { arguments_->release(); }
 
   // The names of the missing values, from the log.
-  std::vector<std::string> Missing(const std::vector<InstallValue>& values) {
+  std::vector<std::string> Missing(const InstallRecord& values) {
     Log();
     const bool all = CheckRecorded(values);
     const std::string log = Log();
@@ -45,11 +45,11 @@ const Names kAll = {"Additional Tools", "PagewellExePath", "Pagewell Version",
 
 TEST_F(InstallInformationTest, WantsTheSiblingsValueOnlyWithItsReceipt) {
   const auto six = RecordInstallInformation(*arguments_);
-  EXPECT_EQ(six.size(), 6u);
+  EXPECT_EQ(six.values.size(), 6u);
   EXPECT_EQ(Missing(six), Names());
   WriteFile(env_.system_root() / "Library/Receipts/Pollix Components.pkg", "");
   const auto seven = RecordInstallInformation(*arguments_);
-  EXPECT_EQ(seven.size(), 7u);
+  EXPECT_EQ(seven.values.size(), 7u);
   EXPECT_EQ(Missing(seven), Names());
   fs::remove(file_);
   EXPECT_EQ(Missing(six), kAll);

@@ -44,6 +44,18 @@ TEST_F(ReportingTest, TellsWhatIsThereAndWhyNot) {
   }
 }
 
+TEST_F(ReportingTest, WhatCannotBeReadIsNotRepaired) {
+  fs::create_directories(SharedFile());
+  const PrefRepair repair = RepairDomain(0, kDomain);
+  EXPECT_EQ(repair.status.error, PrefError::kUnreadable);
+  EXPECT_TRUE(fs::is_directory(SharedFile()));
+  fs::remove(SharedFile());
+  WriteFile(SharedFile(), "");
+  fs::resize_file(SharedFile(), std::uintmax_t{1} << 40);
+  EXPECT_EQ(RepairDomain(0, kDomain).status.error, PrefError::kTooLarge);
+  EXPECT_EQ(fs::file_size(SharedFile()), std::uintmax_t{1} << 40);
+}
+
 TEST_F(ReportingTest, RepairSavesWhatIsCompleteAndKeepsTheRest) {
   const std::string head =
       "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<!DOCTYPE plist>\n<plist version=\"1.0\"><dict>";

@@ -2,8 +2,12 @@
 
 #include <fcntl.h>
 #include <signal.h>
+#include <sys/time.h>
 #include <unistd.h>
 
+#include <chrono>
+
+#include "platform/core_foundation/property_list_file.h"
 #include "prefs/preferences.h"
 #include "tests/prefs/store_fixture.h"
 
@@ -126,6 +130,57 @@ TEST_F(SharedLockTest, AFileThatIsNoRecordIsFree) {
   UnlockGlobalSharedPList(kDomain);
   EXPECT_EQ(WritePreferenceString(0, u"K", u"n", u"v", kDomain), 0u);
   EXPECT_EQ(OnDisk(SharedFile()), R"({"K":{"n":"v"}})");
+}
+
+// As the only process of a container finds the record of the one before it.
+TEST_F(SharedLockTest, ARecordFromBeforeItsProcessWasStartedIsFree) {
+  OtherProcess running;
+  const std::string live = std::to_string(running.pid());
+  Record("1", "\"" + OwnName() + "\"", live);
+  EXPECT_TRUE(IsGlobalSharedPListLocked(kDomain));
+  fs::last_write_time(RecordFile(), fs::file_time_type::clock::now() - std::chrono::hours(1));
+  EXPECT_FALSE(IsGlobalSharedPListLocked(kDomain));
+  EXPECT_EQ(CopySharedLockRecord(kDomain).state, SharedLockRecord::State::kStale);
+  EXPECT_TRUE(LockGlobalSharedPList(kDomain));
+  EXPECT_EQ(waits_, 0);
+}
+
+TEST_F(SharedLockTest, AReleaseNeedsNoRoom) {
+  ASSERT_TRUE(LockGlobalSharedPList(kDomain));
+  {
+    const FileSizeLimit nothing_fits(0);
+    UnlockGlobalSharedPList(kDomain);
+  }
+  EXPECT_FALSE(IsGlobalSharedPListLocked(kDomain));
+  EXPECT_TRUE(LockGlobalSharedPList(kDomain));
+}
+
+TEST_F(SharedLockTest, AWriterOfAnotherUserIsShown) {
+  std::optional<PropertyListFile> file;
+  OtherProcess writer([&] {
+    file.emplace(SharedFile().string());
+    EXPECT_EQ(file->Lock(PropertyListFile::Folder::kMake), 0);
+  });
+  const SharedLockRecord shown = CopySharedLockRecord(kDomain);
+  EXPECT_EQ(shown.state, SharedLockRecord::State::kHeld);
+  EXPECT_EQ(shown.pid, writer.pid());
+  EXPECT_EQ(Utf8(shown.process), OwnName());
+  writer.End();
+  EXPECT_EQ(CopySharedLockRecord(kDomain).state, SharedLockRecord::State::kFree);
+}
+
+TEST_F(SharedLockTest, TheWaitIsNotCutShortByASignal) {
+  ExchangeSharedLockWait({});
+  struct sigaction ignore_it = {}, old = {};
+  ignore_it.sa_handler = [](int) {};
+  sigaction(SIGALRM, &ignore_it, &old);
+  const itimerval often = {{0, 50'000}, {0, 50'000}}, never = {};
+  setitimer(ITIMER_REAL, &often, nullptr);
+  const auto start = std::chrono::steady_clock::now();
+  WaitForSharedLock();
+  EXPECT_GE(std::chrono::steady_clock::now() - start, std::chrono::seconds(1));
+  setitimer(ITIMER_REAL, &never, nullptr);
+  sigaction(SIGALRM, &old, nullptr);
 }
 
 // Many takers test at the same moments, and one dies holding the lock.

@@ -207,6 +207,67 @@ TEST_F(TransactionTest, WritesNothingWhereNothingChanges) {
   EXPECT_EQ(OnDisk(SharedFile()), R"({"K":{"list":[true,{"x":0}],"n":1.0,"r":1.5}})");
 }
 
+// Whatever form the file has, and whatever comments are in it.
+TEST_F(TransactionTest, WritesNothingThatIsThere) {
+  for (const int scope : {0, 1, 4}) {
+    for (const char* form : {"binary", "xml"}) {
+      WritePlist(FileOf(scope), R"({"A":{"n":1,"s":"text"}})", form);
+      if (form[0] == 'x') {
+        WriteFile(FileOf(scope), ReadFile(FileOf(scope)) + "<!-- by hand -->\n");
+      }
+      const std::string bytes = ReadFile(FileOf(scope));
+      Transaction change(scope, kDomain);
+      change.SetInt(u"A", u"n", 1);
+      change.SetString(u"A", u"s", u"text");
+      change.Delete(u"A", u"missing");
+      EXPECT_TRUE(change.Commit().ok());
+      EXPECT_EQ(WritePreferenceInt(scope, u"A", u"n", 1, kDomain), 0u);
+      EXPECT_EQ(DeletePreference(scope, u"A", u"missing", kDomain), 0u);
+      EXPECT_EQ(ReadFile(FileOf(scope)), bytes);
+      change.SetInt(u"A", u"n", 2);
+      EXPECT_TRUE(change.Commit().ok());
+      EXPECT_EQ(OnDisk(FileOf(scope)), R"({"A":{"n":2,"s":"text"}})");
+    }
+  }
+}
+
+TEST_F(TransactionTest, RefusesAnEmptyPathAndOneThatIsTooDeep) {
+  Transaction empty(0, kDomain);
+  empty.DeleteKey(u"//");
+  EXPECT_EQ(empty.Commit().error, PrefError::kEmptyPath);
+  std::u16string deep;
+  for (int i = 0; i < 200'000; ++i) deep += u"d/";
+  Transaction change(0, kDomain);
+  change.SetInt(CAtlString(std::u16string_view(deep)), u"n", 1);
+  EXPECT_EQ(change.Commit().error, PrefError::kNotSerializable);
+  for (const int scope : {0, 1}) {
+    EXPECT_EQ(WritePreferenceInt(scope, CAtlString(std::u16string_view(deep)), u"n", 1, kDomain),
+              kPreferenceBadKey);
+  }
+  EXPECT_FALSE(fs::exists(SharedFile()));
+}
+
+// One file for all users, wherever their homes lie.
+TEST_F(TransactionTest, TheSharedFileIsTheSameBehindLinksInAHome) {
+  const fs::path elsewhere = env_.folder() / "a longer way to elsewhere";
+  for (const char* link : {"", "Library", "Library/Preferences"}) {
+    SCOPED_TRACE(link);
+    fs::remove_all(SharedFile().parent_path());
+    const fs::path home = env_.folder() / "linked" / "home";
+    fs::remove_all(env_.folder() / "linked");
+    fs::remove_all(elsewhere);
+    fs::create_directories(elsewhere);
+    fs::create_directories((home / link).lexically_normal().parent_path());
+    fs::path place = home / link;
+    if (*link == '\0') place = home;
+    fs::remove(place);
+    fs::create_symlink(elsewhere, place);
+    const ScopedVariable variable("HOME", home.string());
+    EXPECT_EQ(WritePreferenceInt(0, u"K", u"n", 1, kDomain), 0u);
+    EXPECT_EQ(OnDisk(SharedFile()), R"({"K":{"n":1}})");
+  }
+}
+
 TEST_F(TransactionTest, SetIfEqualAndIfAbsent) {
   const auto one = PlatformNumber(1), two = PlatformNumber(2);
   EXPECT_EQ(SetPreferenceIfEqual(0, u"K", u"n", one, two, kDomain).error,

@@ -1,9 +1,16 @@
 #include <unistd.h>
 
 #include <iostream>
+#include <new>
 
+#include "tools/orvikprefs/context.h"
 #include "tools/orvikprefs/run.h"
 
 int main(int argc, char** argv) {
-  return orvik::prefstool::Run(argc, argv, isatty(STDOUT_FILENO) != 0, std::cout, std::cerr);
+  try {
+    return orvik::prefstool::Run(argc, argv, isatty(STDOUT_FILENO) != 0, std::cout, std::cerr);
+  } catch (const std::bad_alloc&) {
+    std::cerr << "orvikprefs: not enough memory\n";
+    return orvik::prefstool::kNotSaved;
+  }
 }

@@ -1,0 +1,63 @@
+// Being told of changes of preferences, whoever makes them.
+//
+//   PreferenceWatch watch(kSharedScope, u"Software", u"com.example.Editor");
+//   poll(...watch.descriptor()...);
+//   for (const PreferenceChange& change : watch.TakeChanges()) ...
+#pragma once
+
+#include <memory>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "prefs/pref_status.h"
+#include "prefs/preference_value.h"
+
+namespace [[gnu::visibility("default")]] orvik {
+
+// One value that is another one than before. A key that appears or goes is reported value by value;
+// an empty one as an empty dictionary.
+struct PreferenceChange {
+  std::vector<std::u16string> path;       // from the watched key down to the value
+  std::optional<PreferenceValue> before;  // none: it was made
+  std::optional<PreferenceValue> after;   // none: it was removed
+
+  bool operator==(const PreferenceChange&) const = default;
+};
+
+// What turns one dictionary into the other, in the order of the names.
+std::vector<PreferenceChange> ChangesBetween(const PreferenceDictionary& before,
+                                             const PreferenceDictionary& after);
+
+// Watches the file behind a scope and domain, and the files that links lead to. Neither the file
+// nor its folders need exist. An object is used by one thread at a time.
+class PreferenceWatch {
+ public:
+  // What lies below the key; the whole domain for an empty key path.
+  PreferenceWatch(int scope, std::u16string_view key_path, std::u16string_view domain);
+  ~PreferenceWatch();
+  PreferenceWatch(const PreferenceWatch&) = delete;
+  PreferenceWatch& operator=(const PreferenceWatch&) = delete;
+
+  // kUnknownScope, kRefusedDomain; kNotPermitted when the system grants no watch. Of a file that
+  // cannot be read, why: the last values then hold until it can be.
+  const PrefStatus& status() const;
+
+  // For poll, epoll or an event loop: readable when TakeChanges should be called. -1 when the
+  // system grants none. It belongs to the object.
+  int descriptor() const;
+
+  // What has changed since the object was made or this was last called. Never blocks.
+  std::vector<PreferenceChange> TakeChanges();
+
+  // The values as TakeChanges last found them.
+  const PreferenceDictionary& values() const;
+
+ private:
+  struct State;
+
+  std::unique_ptr<State> state_;
+};
+
+}  // namespace orvik

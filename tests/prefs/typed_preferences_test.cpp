@@ -1,0 +1,77 @@
+#include "prefs/typed_preferences.h"
+
+#include <thread>
+
+#include "tests/prefs/store_fixture.h"
+
+namespace orvik::test {
+namespace {
+
+class TypedPreferencesTest : public StoreTest {
+ protected:
+  TypedPreferences settings_{u"com.example.Store", kUserScope};
+};
+
+TEST_F(TypedPreferencesTest, EveryTypeComesBackAsItWasSet) {
+  const PreferenceDate date(std::chrono::duration<double>(1'700'000'000.0));
+  const PreferenceDictionary key = {{u"inner", 1}, {u"list", PreferenceArray{u"a", true, 2.5}}};
+  const struct {
+    const char16_t* name;
+    PreferenceValue value;
+  } kCases[] = {
+      {u"string", u"t\u00e4xt"},
+      {u"integer", std::int64_t{-1} << 40},
+      {u"zero", 0},
+      {u"real", 0.1},
+      {u"yes", true},
+      {u"no", false},
+      {u"date", date},
+      {u"data", PreferenceData{std::byte{0}, std::byte{255}}},
+      {u"none", PreferenceData()},
+      {u"array", PreferenceArray{1, u"two", PreferenceArray()}},
+      {u"key", key},
+      {u"", u"the empty name"},
+  };
+  for (const auto& c : kCases) {
+    EXPECT_TRUE(settings_.Set(u"A/B", c.name, c.value).ok());
+  }
+  for (const auto& c : kCases) {
+    SCOPED_TRACE(Utf8(CAtlString(c.name)));
+    EXPECT_EQ(settings_.Value(u"A/B", c.name), c.value);
+  }
+  EXPECT_EQ(settings_.Integer(u"A/B/key", u"inner"), 1);
+  EXPECT_EQ(settings_.Key(u"A/B/key"), key);
+  EXPECT_EQ(settings_.Real(u"A/B", u"zero"), 0.0);
+  EXPECT_EQ(settings_.Boolean(u"A/B", u"zero"), std::nullopt);
+  EXPECT_EQ(settings_.Integer(u"A/B", u"real"), std::nullopt);
+  EXPECT_EQ(settings_.String(u"A/B", u"missing"), std::nullopt);
+  PrefStatus status;
+  EXPECT_EQ(settings_.Value(u"A/B/real", u"x", &status), std::nullopt);
+  EXPECT_EQ(status.error, PrefError::kNotAKey);
+
+  EXPECT_TRUE(settings_.Remove(u"A/B", u"string").ok());
+  EXPECT_TRUE(settings_.Remove(u"A/B", u"string").ok());
+  EXPECT_EQ(settings_.String(u"A/B", u"string"), std::nullopt);
+  EXPECT_TRUE(settings_.RemoveKey(u"A/B").ok());
+  EXPECT_EQ(settings_.Key(u""), (PreferenceDictionary{{u"A", PreferenceDictionary()}}));
+  EXPECT_EQ(settings_.RemoveKey(u"").error, PrefError::kEmptyPath);
+}
+
+TEST_F(TypedPreferencesTest, ThreadsReadAndChangeAtOnce) {
+  constexpr int kThreads = 4, kValues = 20;
+  std::vector<std::thread> threads;
+  for (int number = 0; number < kThreads; ++number) {
+    threads.emplace_back([this, number] {
+      const std::u16string name(1, static_cast<char16_t>(u'a' + number));
+      for (int value = 0; value < kValues; ++value) {
+        EXPECT_TRUE(settings_.Set(u"Software/Threads", name, value).ok());
+        EXPECT_EQ(settings_.Integer(u"Software/Threads", name), value);
+      }
+    });
+  }
+  for (std::thread& thread : threads) thread.join();
+  EXPECT_EQ(settings_.Key(u"Software/Threads")->size(), std::size_t{kThreads});
+}
+
+}  // namespace
+}  // namespace orvik::test
