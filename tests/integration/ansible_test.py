@@ -33,7 +33,8 @@ class AnsibleTest(unittest.TestCase):
             os.environ, HOME=str(self.folder), TMPDIR=str(self.folder), LC_ALL="C.UTF-8",
             ANSIBLE_LIBRARY=str(SOURCE / "tools/ansible"), ANSIBLE_STDOUT_CALLBACK="minimal",
             ANSIBLE_GATHERING="explicit", ANSIBLE_RETRY_FILES_ENABLED="0",
-            ANSIBLE_LOCALHOST_WARNING="0", PATH=f"{PROGRAMS}:{os.environ['PATH']}")
+            ANSIBLE_LOCALHOST_WARNING="0", ANSIBLE_REMOTE_TMP=str(self.folder / "remote"),
+            PATH=f"{PROGRAMS}:{os.environ['PATH']}")
 
     def play(self, *tasks, options=()):
         """Runs tasks, each the options of the module, on all machines; each machine's results."""
