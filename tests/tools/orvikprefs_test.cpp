@@ -665,6 +665,27 @@ TEST_F(OrvikPrefsTest, WatchesAFolderThatDoesNotExistYet) {
   close(ends[0]);
 }
 
+// A link is what the store's file is found by; the file itself lies elsewhere.
+TEST_F(OrvikPrefsTest, WatchesAFileBehindALink) {
+  const fs::path real = env_.folder() / "real.plist";
+  fs::create_directories(File().parent_path());
+  fs::create_symlink(real, File());
+  const std::string program = (ProgramFolder() / "orvikprefs").string();
+  static constexpr char kScript[] = R"(
+import plistlib, subprocess, sys
+program, real = sys.argv[1:]
+watch = subprocess.Popen([program, '--json', 'watch', '--ready', '--count', '1'], stdout=subprocess.PIPE)
+watch.stdout.readline()
+plistlib.dump({'K': {'n': 1}}, open(real, 'wb'))
+print(watch.stdout.readline().decode(), end='')
+sys.exit(watch.wait())
+)";
+  const CommandResult run =
+      RunCommand({"timeout", "60", "python3", "-c", kScript, program, real.string()});
+  EXPECT_EQ(run.status, 0) << run.err;
+  EXPECT_EQ(run.out, "{\"change\":\"added\",\"path\":[\"K\",\"n\"],\"after\":1}\n");
+}
+
 // A second of waiting for standard input stands for long work.
 TEST_F(OrvikPrefsTest, LongWorkShowsItsTimeOnATerminalAlone) {
   static constexpr char kScript[] = R"(
