@@ -1,31 +1,31 @@
-// Copying, removing and listing files against cp, rm and find, in memory (/dev/shm) unless
-// ORVIK_BENCH_FOLDER names another folder. The peers' time has the start of their process in it.
+// Copying, removing, listing and measuring files against cp, rm, find and cksum, in memory
+// (/dev/shm) unless ORVIK_BENCH_FOLDER names another folder. The peers' time has the start of their
+// process in it.
 #include <benchmark/benchmark.h>
+#include <unistd.h>
 
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
+#include <functional>
 #include <string>
+#include <vector>
 
 #include "bench/peer_process.h"
 #include "files/directory_manipulator.h"
 #include "files/directory_path.h"
 #include "files/file_manipulator.h"
 #include "files/file_path.h"
+#include "files/path_arguments.h"
 
 namespace {
 
 namespace fs = std::filesystem;
-using orvik::CAtlString;
 using orvik::CDirectoryManipulator;
 using orvik::CFileManipulator;
 using orvik::COrvikDirectoryPath;
 using orvik::COrvikFilePath;
 using orvik::bench::RunPeer;
-
-constexpr int kFolders = 2000;
-constexpr int kFilesPerFolder = 10;
-constexpr int kFoldersAbove = 40;
 
 // A folder of the benchmark's own.
 class Scratch {
@@ -36,7 +36,7 @@ class Scratch {
         (fs::path(chosen != nullptr ? chosen : "/dev/shm") / "orvik-bench-XXXXXX").string();
     folder_ = mkdtemp(pattern.data());
   }
-  ~Scratch() { fs::remove_all(folder_); }
+  ~Scratch() { RunPeer({"rm", "-rf", folder_}); }
   Scratch(const Scratch&) = delete;
   Scratch& operator=(const Scratch&) = delete;
 
@@ -46,36 +46,205 @@ class Scratch {
   fs::path folder_;
 };
 
-CAtlString Text(const fs::path& path) {
-  return CAtlString(path.u16string().c_str());
+COrvikFilePath File(const fs::path& path) {
+  return COrvikFilePath(orvik::PathFromBytes(path.string()));
 }
-
-// 20,000 files of some bytes in 2,000 folders below 40 others.
-void MakeTree(const fs::path& top) {
-  for (int i = 0; i < kFolders; ++i) {
-    const fs::path folder = top / std::to_string(i % kFoldersAbove) / std::to_string(i);
-    fs::create_directories(folder);
-    for (int k = 0; k < kFilesPerFolder; ++k) {
-      std::ofstream(folder / ("file " + std::to_string(k) + ".txt")) << "a few bytes of content";
-    }
-  }
+COrvikDirectoryPath Folder(const fs::path& path) {
+  return COrvikDirectoryPath(orvik::PathFromBytes(path.string()));
 }
 
 void Require(benchmark::State& state, bool done) {
   if (!done) state.SkipWithError("the operation failed");
 }
 
-// The argument is the size of the file in MiB.
-template <typename Copy>
-void CopyOneFile(benchmark::State& state, Copy copy) {
-  const Scratch scratch;
-  {
-    std::ofstream source(scratch / "source", std::ios::binary);
-    const std::string block(1 << 20, 'x');
-    for (std::int64_t i = 0; i < state.range(0); ++i) source << block;
+// ---- Trees ----
+
+// 20,000 files of some bytes in 2,000 folders below 40 others, with a word in every name.
+void MakeTree(const fs::path& top, const std::string& word) {
+  for (int i = 0; i < 2000; ++i) {
+    const fs::path folder = top / (word + std::to_string(i % 40)) / (word + std::to_string(i));
+    fs::create_directories(folder);
+    for (int k = 0; k < 10; ++k) {
+      std::ofstream(folder / (word + " " + std::to_string(k) + ".txt")) << "a few bytes of content";
+    }
   }
+}
+
+// One folder of as many files.
+void MakeFlat(const fs::path& top, const std::string& word) {
+  fs::create_directories(top);
+  for (int i = 0; i < 20000; ++i) {
+    std::ofstream(top / (word + " " + std::to_string(i) + ".txt")) << "content";
+  }
+}
+
+void MakeDeep(const fs::path& top, const std::string&) {
+  fs::path folder = top;
+  for (int i = 0; i < 400; ++i) folder /= "level";
+  fs::create_directories(folder);
+  std::ofstream(folder / "leaf") << "content";
+}
+
+struct TreeKind {
+  const char* name;
+  std::function<void(const fs::path&, const std::string&)> make;
+  const char* word;
+};
+
+const TreeKind kKinds[] = {
+    {"20000", MakeTree, "file"},
+    {"20000Cyrillic", MakeTree, "\xD0\xB9\xD0\xB0\xD0\xB9\xD0\xBB"},
+    {"20000Chinese", MakeTree, "\xE6\x96\x87\xE4\xBB\xB6"},
+    {"20000Decomposed", MakeTree, "fe\xCC\x81le"},
+    {"20000InOneFolder", MakeFlat, "file"},
+    {"Deep", MakeDeep, ""},
+};
+
+using Operation = std::function<bool(const fs::path& tree, const fs::path& other)>;
+
+// `is_spent` says that the tree has to be made again for each turn.
+void OnTree(benchmark::State& state, const TreeKind& kind, bool is_spent,
+            const Operation& operation) {
+  const Scratch scratch;
+  if (!is_spent) kind.make(scratch / "tree", kind.word);
   for (auto _ : state) {
-    Require(state, copy(scratch / "source", scratch / "target"));
+    state.PauseTiming();
+    if (is_spent) kind.make(scratch / "tree", kind.word);
+    state.ResumeTiming();
+    Require(state, operation(scratch / "tree", scratch / "copy"));
+    state.PauseTiming();
+    RunPeer({"rm", "-rf", scratch / "copy"});
+    state.ResumeTiming();
+  }
+}
+
+bool CopyTree(const fs::path& tree, const fs::path& copy) {
+  orvik::TreeReport report;
+  return CDirectoryManipulator::RecursivelyCopyDirectory(Folder(tree), Folder(copy), orvik::FALSE,
+                                                         &report) == 0 &&
+         report.failed == 0;
+}
+bool CopyTreeByCp(const fs::path& tree, const fs::path& copy) {
+  return RunPeer({"cp", "-r", tree, copy}) == 0;
+}
+
+// The copy is there already, in composed form.
+bool CopyTreeAgain(const fs::path& tree, const fs::path& copy) {
+  return CopyTree(tree, copy) && CopyTree(tree, copy);
+}
+bool CopyTreeAgainByCp(const fs::path& tree, const fs::path& copy) {
+  return CopyTreeByCp(tree, copy) && RunPeer({"cp", "-rT", tree, copy}) == 0;
+}
+
+bool MoveTree(const fs::path& tree, const fs::path& copy) {
+  return CFileManipulator::MoveFileTo(File(tree), File(copy)) != orvik::FALSE;
+}
+bool MoveTreeByMv(const fs::path& tree, const fs::path& copy) {
+  return RunPeer({"mv", tree, copy}) == 0;
+}
+
+bool RemoveTree(const fs::path& tree, const fs::path&) {
+  return CDirectoryManipulator::RemoveDirectoryAndContents(Folder(tree)) != orvik::FALSE;
+}
+bool RemoveTreeByRm(const fs::path& tree, const fs::path&) {
+  return RunPeer({"rm", "-rf", tree}) == 0;
+}
+
+bool ListFolders(const fs::path& tree, const fs::path&) {
+  orvik::CAtlArray<COrvikDirectoryPath> folders;
+  Folder(tree).ListSubDirectories(u"*", folders, orvik::TRUE);
+  return folders.GetCount() > 0;
+}
+bool ListFoldersByFind(const fs::path& tree, const fs::path&) {
+  return RunPeer({"find", tree, "-type", "d", "-name", "*"}) == 0;
+}
+
+bool FindFiles(const fs::path& folder, const fs::path&) {
+  orvik::CAtlArray<COrvikFilePath> files;
+  Folder(folder).FindFilesInDirectory(u"*.txt", files);
+  return files.GetCount() > 0;
+}
+bool FindFilesByFind(const fs::path& folder, const fs::path&) {
+  return RunPeer({"find", folder, "-maxdepth", "1", "-type", "f", "-name", "*.txt"}) == 0;
+}
+
+// One folder of the tree is root's: it stays. As another user, so for root only.
+bool RemoveAllButOne(const fs::path& tree, const std::function<void()>& remove) {
+  fs::create_directories(tree / "theirs");
+  std::ofstream(tree / "theirs/kept") << "x";
+  RunPeer({"chown", "-R", "65534", tree});
+  RunPeer({"chown", "-R", "0", tree / "theirs"});
+  RunPeer({"chown", "65534", tree.parent_path()});
+  if (seteuid(65534) != 0) return false;
+  remove();
+  const bool is_back = seteuid(0) == 0;
+  const bool done = fs::exists(tree / "theirs/kept") && !fs::exists(tree / "file1");
+  RunPeer({"rm", "-rf", tree});
+  return is_back && done;
+}
+
+void Register(const std::string& name, const TreeKind& kind, bool is_spent, Operation operation) {
+  benchmark::RegisterBenchmark(name.c_str(),
+                               [kind, is_spent, operation](benchmark::State& state) {
+                                 OnTree(state, kind, is_spent, operation);
+                               })
+      ->UseRealTime()
+      ->Unit(benchmark::kMillisecond);
+}
+
+void RegisterPair(const std::string& task, const TreeKind& kind, const char* peer, bool is_spent,
+                  const Operation& ours, const Operation& theirs) {
+  const std::string name = "Files/" + task + "/" + kind.name;
+  Register(name + "/ours", kind, is_spent, ours);
+  Register(name + "/peer:" + peer, kind, is_spent, theirs);
+}
+
+const bool kTreesAreRegistered = [] {
+  for (const TreeKind& kind : kKinds) {
+    RegisterPair("CopyTree", kind, "cp", false, CopyTree, CopyTreeByCp);
+    RegisterPair("RemoveTree", kind, "rm", true, RemoveTree, RemoveTreeByRm);
+    const bool is_flat = kind.name == std::string("20000InOneFolder");
+    RegisterPair(is_flat ? "FindFiles" : "ListFolders", kind, "find", false,
+                 is_flat ? FindFiles : ListFolders, is_flat ? FindFilesByFind : ListFoldersByFind);
+  }
+  RegisterPair("CopyTreeTwice", kKinds[3], "cp", false, CopyTreeAgain, CopyTreeAgainByCp);
+  RegisterPair("MoveTree", kKinds[0], "mv", true, MoveTree, MoveTreeByMv);
+  if (geteuid() == 0) {
+    const auto all_but_one = [](const Operation& remove) {
+      return [remove](const fs::path& tree, const fs::path& other) {
+        return RemoveAllButOne(tree, [&] { remove(tree, other); });
+      };
+    };
+    RegisterPair("RemoveAllButOne", kKinds[0], "rm", true, all_but_one(RemoveTree),
+                 all_but_one(RemoveTreeByRm));
+  }
+  return true;
+}();
+
+// ---- Single files ----
+
+void MakeFull(const fs::path& path, std::int64_t mebibytes) {
+  std::ofstream file(path, std::ios::binary);
+  const std::string block(1 << 20, 'x');
+  for (std::int64_t i = 0; i < mebibytes; ++i) file << block;
+}
+
+// With one MiB in the middle.
+void MakeSparse(const fs::path& path, std::int64_t mebibytes) {
+  std::ofstream file(path, std::ios::binary);
+  file.seekp((mebibytes / 2) << 20);
+  file << std::string(1 << 20, 'x');
+  file.close();
+  fs::resize_file(path, static_cast<std::uintmax_t>(mebibytes) << 20);
+}
+
+// The argument is the size of the file in MiB.
+template <auto Make, auto Operation>
+void OnFile(benchmark::State& state) {
+  const Scratch scratch;
+  Make(scratch / "source", state.range(0));
+  for (auto _ : state) {
+    Require(state, Operation(scratch / "source", scratch / "target"));
     state.PauseTiming();
     fs::remove(scratch / "target");
     state.ResumeTiming();
@@ -83,158 +252,27 @@ void CopyOneFile(benchmark::State& state, Copy copy) {
   state.SetBytesProcessed(state.iterations() * state.range(0) << 20);
 }
 
-void BM_CopyFileTo(benchmark::State& state) {
-  CopyOneFile(state, [](const fs::path& source, const fs::path& target) {
-    return CFileManipulator::CopyFileTo(COrvikFilePath(Text(source)), COrvikFilePath(Text(target)),
-                                        orvik::FALSE) != orvik::FALSE;
-  });
+bool CopyOne(const fs::path& source, const fs::path& target) {
+  return CFileManipulator::CopyFileTo(File(source), File(target), orvik::FALSE) != orvik::FALSE;
 }
-BENCHMARK(BM_CopyFileTo)
-    ->Name("Files/CopyMiB/ours")
-    ->Arg(64)
-    ->Arg(1024)
-    ->UseRealTime()
-    ->Unit(benchmark::kMillisecond);
-
-void BM_CopyFileTo_cp(benchmark::State& state) {
-  CopyOneFile(state, [](const fs::path& source, const fs::path& target) {
-    return RunPeer({"cp", source, target}) == 0;
-  });
+bool CopyOneByCp(const fs::path& source, const fs::path& target) {
+  return RunPeer({"cp", source, target}) == 0;
 }
-BENCHMARK(BM_CopyFileTo_cp)
-    ->Name("Files/CopyMiB/peer:cp")
-    ->Arg(64)
-    ->Arg(1024)
-    ->UseRealTime()
-    ->Unit(benchmark::kMillisecond);
-
-template <typename Copy>
-void CopyTree(benchmark::State& state, Copy copy) {
-  const Scratch scratch;
-  MakeTree(scratch / "tree");
-  for (auto _ : state) {
-    Require(state, copy(scratch / "tree", scratch / "copy"));
-    state.PauseTiming();
-    fs::remove_all(scratch / "copy");
-    state.ResumeTiming();
-  }
-  state.SetItemsProcessed(state.iterations() * kFolders * kFilesPerFolder);
+bool Checksum(const fs::path& source, const fs::path&) {
+  return File(source).GetFileChecksum() != 0;
+}
+bool ChecksumByCksum(const fs::path& source, const fs::path&) {
+  return RunPeer({"cksum", source}) == 0;
 }
 
-void BM_RecursivelyCopyDirectory(benchmark::State& state) {
-  CopyTree(state, [](const fs::path& source, const fs::path& target) {
-    return CDirectoryManipulator::RecursivelyCopyDirectory(COrvikDirectoryPath(Text(source)),
-                                                           COrvikDirectoryPath(Text(target)),
-                                                           orvik::FALSE) == 0;
-  });
+void Sizes(benchmark::internal::Benchmark* benchmark) {
+  benchmark->Arg(64)->Arg(1024)->UseRealTime()->Unit(benchmark::kMillisecond);
 }
-BENCHMARK(BM_RecursivelyCopyDirectory)
-    ->Name("Files/CopyTree/20000/ours")
-    ->UseRealTime()
-    ->Unit(benchmark::kMillisecond);
-
-void BM_RecursivelyCopyDirectory_cp(benchmark::State& state) {
-  CopyTree(state, [](const fs::path& source, const fs::path& target) {
-    return RunPeer({"cp", "-r", source, target}) == 0;
-  });
-}
-BENCHMARK(BM_RecursivelyCopyDirectory_cp)
-    ->Name("Files/CopyTree/20000/peer:cp")
-    ->UseRealTime()
-    ->Unit(benchmark::kMillisecond);
-
-template <typename Remove>
-void RemoveTree(benchmark::State& state, Remove remove) {
-  const Scratch scratch;
-  for (auto _ : state) {
-    state.PauseTiming();
-    MakeTree(scratch / "tree");
-    state.ResumeTiming();
-    Require(state, remove(scratch / "tree"));
-  }
-  state.SetItemsProcessed(state.iterations() * kFolders * kFilesPerFolder);
-}
-
-void BM_RemoveDirectoryAndContents(benchmark::State& state) {
-  RemoveTree(state, [](const fs::path& tree) {
-    return CDirectoryManipulator::RemoveDirectoryAndContents(COrvikDirectoryPath(Text(tree))) !=
-           orvik::FALSE;
-  });
-}
-BENCHMARK(BM_RemoveDirectoryAndContents)
-    ->Name("Files/RemoveTree/20000/ours")
-    ->UseRealTime()
-    ->Unit(benchmark::kMillisecond);
-
-void BM_RemoveDirectoryAndContents_rm(benchmark::State& state) {
-  RemoveTree(state, [](const fs::path& tree) { return RunPeer({"rm", "-rf", tree}) == 0; });
-}
-BENCHMARK(BM_RemoveDirectoryAndContents_rm)
-    ->Name("Files/RemoveTree/20000/peer:rm")
-    ->UseRealTime()
-    ->Unit(benchmark::kMillisecond);
-
-void BM_ListSubDirectories(benchmark::State& state) {
-  const Scratch scratch;
-  MakeTree(scratch / "tree");
-  const COrvikDirectoryPath tree(Text(scratch / "tree"));
-  for (auto _ : state) {
-    orvik::CAtlArray<COrvikDirectoryPath> folders;
-    tree.ListSubDirectories(CAtlString(u"*"), folders, orvik::TRUE);
-    benchmark::DoNotOptimize(folders.GetCount());
-  }
-}
-BENCHMARK(BM_ListSubDirectories)
-    ->Name("Files/ListFolders/2040/ours")
-    ->UseRealTime()
-    ->Unit(benchmark::kMillisecond);
-
-void BM_ListSubDirectories_find(benchmark::State& state) {
-  const Scratch scratch;
-  MakeTree(scratch / "tree");
-  for (auto _ : state) {
-    Require(state, RunPeer({"find", scratch / "tree", "-type", "d", "-name", "*"}) == 0);
-  }
-}
-BENCHMARK(BM_ListSubDirectories_find)
-    ->Name("Files/ListFolders/2040/peer:find")
-    ->UseRealTime()
-    ->Unit(benchmark::kMillisecond);
-
-// One folder of as many files.
-void MakeFlat(const fs::path& top) {
-  fs::create_directories(top);
-  for (int i = 0; i < kFolders * kFilesPerFolder; ++i) {
-    std::ofstream(top / ("file " + std::to_string(i) + ".txt"));
-  }
-}
-
-void BM_FindFilesInDirectory(benchmark::State& state) {
-  const Scratch scratch;
-  MakeFlat(scratch / "flat");
-  const COrvikDirectoryPath folder(Text(scratch / "flat"));
-  for (auto _ : state) {
-    orvik::CAtlArray<COrvikFilePath> files;
-    folder.FindFilesInDirectory(CAtlString(u"*.txt"), files);
-    benchmark::DoNotOptimize(files.GetCount());
-  }
-}
-BENCHMARK(BM_FindFilesInDirectory)
-    ->Name("Files/FindFiles/20000/ours")
-    ->UseRealTime()
-    ->Unit(benchmark::kMillisecond);
-
-void BM_FindFilesInDirectory_find(benchmark::State& state) {
-  const Scratch scratch;
-  MakeFlat(scratch / "flat");
-  for (auto _ : state) {
-    Require(state, RunPeer({"find", scratch / "flat", "-maxdepth", "1", "-type", "f", "-name",
-                            "*.txt"}) == 0);
-  }
-}
-BENCHMARK(BM_FindFilesInDirectory_find)
-    ->Name("Files/FindFiles/20000/peer:find")
-    ->UseRealTime()
-    ->Unit(benchmark::kMillisecond);
+BENCHMARK((OnFile<MakeFull, CopyOne>))->Name("Files/CopyMiB/ours")->Apply(Sizes);
+BENCHMARK((OnFile<MakeFull, CopyOneByCp>))->Name("Files/CopyMiB/peer:cp")->Apply(Sizes);
+BENCHMARK((OnFile<MakeSparse, CopyOne>))->Name("Files/CopySparseMiB/ours")->Apply(Sizes);
+BENCHMARK((OnFile<MakeSparse, CopyOneByCp>))->Name("Files/CopySparseMiB/peer:cp")->Apply(Sizes);
+BENCHMARK((OnFile<MakeFull, Checksum>))->Name("Files/ChecksumMiB/ours")->Apply(Sizes);
+BENCHMARK((OnFile<MakeFull, ChecksumByCksum>))->Name("Files/ChecksumMiB/peer:cksum")->Apply(Sizes);
 
 }  // namespace
