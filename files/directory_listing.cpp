@@ -1,10 +1,17 @@
 // Listing the entries of folders whose names match a pattern.
+#include <fcntl.h>
+
+#include <optional>
+#include <string>
+#include <utility>
 #include <vector>
 
 #include "files/directory_path.h"
 #include "files/folder_walk.h"
 #include "files/path_arguments.h"
 #include "files/wildcard.h"
+#include "host/at_path.h"
+#include "host/path_names.h"
 #include "platform/carbon/errno_status.h"
 
 namespace orvik {
@@ -12,19 +19,24 @@ namespace orvik {
 void COrvikDirectoryPath::ListSubDirectories(const CAtlString& pattern,
                                              CAtlArray<COrvikDirectoryPath>& folders,
                                              BOOL recursive) const {
-  if (DirectoryExists() == FALSE) return;
-  std::vector<COrvikDirectoryPath> waiting{*this};
+  const std::optional<std::string> top = PathForLibc(path_);
+  if (!top) return;
+  // The path as it is given, and as it is spelled on disk, so that no folder is looked for again.
+  std::vector<std::pair<COrvikDirectoryPath, std::string>> waiting{{*this, *top}};
   while (!waiting.empty()) {
-    const COrvikDirectoryPath folder = std::move(waiting.back());
+    const auto [folder, on_disk] = std::move(waiting.back());
     waiting.pop_back();
-    WalkFolder(folder, [&](const FolderEntry& entry) {
+    const host::Descriptor opened = host::OpenPath(on_disk, O_RDONLY | O_DIRECTORY);
+    if (!opened) continue;
+    WalkFolder(opened.get(), [&, &folder = folder, &on_disk = on_disk](const FolderEntry& entry) {
       if (entry.kind != EntryKind::kFolder) return;
       const bool matches = MatchesWildcard(entry.name, pattern.View());
       if (!matches && recursive == FALSE) return;
       COrvikDirectoryPath subfolder = folder;
       subfolder.AddDirectoryToPath(PathFromUnits(entry.name));
       if (matches) folders.Add(subfolder);
-      if (recursive != FALSE) waiting.push_back(std::move(subfolder));
+      if (recursive == FALSE) return;
+      waiting.emplace_back(std::move(subfolder), host::ChildPath(on_disk, entry.name_on_disk));
     });
   }
   SortPaths(folders);
