@@ -16,8 +16,10 @@ group=$(id -g "$account")
 tree=$(pwd)
 home=$(mktemp -d)
 trap 'chown -R 0:0 "$tree/build/dev"; rm -rf "$home"' EXIT
+trap 'exit 1' INT TERM
 as_user=(setpriv --reuid "$account" --regid "$group" --clear-groups
-  env -u TMPDIR "HOME=$home" "USER=$account" "LOGNAME=$account")
+  env -u TMPDIR "HOME=$home" "USER=$account" "LOGNAME=$account" "CCACHE_DIR=$home/ccache"
+  "ANSIBLE_REMOTE_TMP=$home/ansible")
 chown "$account:$group" "$home"
 # A tree below a folder of root's alone is copied to where the account can reach it. The copy is
 # configured and built again, because a build folder holds its own path.
