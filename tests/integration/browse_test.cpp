@@ -38,14 +38,17 @@ class BrowseTest : public EnvironmentTest {
         CAtlStringA(GetPreferenceString(0, key, name, u"(none)", &error, kDomain)).View());
   }
 
+  // A server that was told to end may still be there when the next one starts: each has its own
+  // place.
+  std::string Socket() const { return (env_.folder() / ("t" + std::to_string(server_))).string(); }
   std::string Tmux(std::vector<std::string> arguments) {
-    arguments.insert(arguments.begin(),
-                     {"tmux", "-u", "-S", (env_.folder() / "t").string(), "-f", "/dev/null"});
+    arguments.insert(arguments.begin(), {"tmux", "-u", "-S", Socket(), "-f", "/dev/null"});
     return RunCommand(arguments).out;
   }
 
   // The program in a shell that says how it ended and whether the terminal still echoes.
   void Start(const std::string& arguments = "", int columns = 80, int rows = 24) {
+    ++server_;
     const std::string program = (ProgramFolder() / "orvikprefs").string();
     Tmux({"new-session", "-d", "-x", std::to_string(columns), "-y", std::to_string(rows),
           program + " browse " + arguments +
@@ -55,6 +58,8 @@ class BrowseTest : public EnvironmentTest {
     for (const std::string& key : keys) Tmux({"send-keys", key});
   }
   void TypeText(const std::string& text) { Tmux({"send-keys", "-l", text}); }
+
+  int server_ = 0;
 
   std::string Screen() { return Tmux({"capture-pane", "-p"}); }
   testing::AssertionResult Shows(const std::string& text) {
