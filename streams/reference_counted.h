@@ -2,22 +2,22 @@
 // answer of the slots that a stream does not support.
 #pragma once
 
-#include <cstdint>
-
+#include "host/reference_count.h"
 #include "streams/stream_interfaces.h"
 
 namespace [[gnu::visibility("default")]] orvik {
 
-// Starts with one reference; the last Release deletes the object.
+// Starts with one reference; the last Release deletes the object. References may be taken and
+// released in several threads at once; the other functions are called in one thread at a time.
 template <typename Interface>
 class ReferenceCounted : public Interface {
  public:
   ReferenceCounted(const ReferenceCounted&) = delete;
   ReferenceCounted& operator=(const ReferenceCounted&) = delete;
 
-  unsigned long AddRef() override { return ++reference_count_; }
+  unsigned long AddRef() override { return static_cast<unsigned long>(references_.Add()); }
   unsigned long Release() override {
-    const std::uint32_t count = --reference_count_;
+    const auto count = static_cast<unsigned long>(references_.Drop());
     if (count == 0) delete this;
     return count;
   }
@@ -26,7 +26,7 @@ class ReferenceCounted : public Interface {
   ReferenceCounted() = default;
 
  private:
-  std::uint32_t reference_count_ = 1;
+  ReferenceCount references_;
 };
 
 // A stream answers to IID_IUnknown and IID_IStream; every other slot is E_NOTIMPL until a class

@@ -9,7 +9,8 @@ namespace [[gnu::visibility("default")]] orvik {
 inline constexpr _GUID IID_IUnknown = {
     0x00000000, 0x0000, 0x0000, {0x00, 0x00, 0x00, 0x00, 0x00, 0x00, 0x00, 0x46}};
 
-// Reference counts are not atomic: an object stays on one thread.
+// References may be taken and released in several threads at once. Each class says what else may be
+// done in several threads; by itself an object is used in one thread at a time.
 class IUnknown {
  public:
   virtual ~IUnknown() = default;

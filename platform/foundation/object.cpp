@@ -1,5 +1,6 @@
 #include "platform/foundation/object.h"
 
+#include <atomic>
 #include <cstdint>
 #include <functional>
 
@@ -16,12 +17,12 @@ const CFAllocatorRef kCFAllocatorMalloc = reinterpret_cast<CFAllocatorRef>(&allo
 const CFAllocatorRef kCFAllocatorNull = reinterpret_cast<CFAllocatorRef>(&allocator_tags[1]);
 
 const NSObject* NSObject::retain() const {
-  references_.fetch_add(1, std::memory_order_relaxed);
+  references_.Add();
   return this;
 }
 
 void NSObject::release() const {
-  if (references_.fetch_sub(1, std::memory_order_acq_rel) == 1) delete this;
+  if (references_.Drop() == 0) delete this;
 }
 
 CFTypeID NSObject::typeID() const {

@@ -1,9 +1,11 @@
 // The root of all platform objects: a kind, a reference count, and the few things that any object
 // can do. Both object families share it: a CFTypeRef is the address of an NSObject.
+//
+// Threads: references to one object may be taken and released in several threads at once. An object
+// may be read in several threads as long as none changes it; immutable ones never change.
 #pragma once
 
-#include <atomic>
-
+#include "host/reference_count.h"
 #include "platform/core_foundation/base.h"
 
 namespace [[gnu::visibility("default")]] orvik {
@@ -19,7 +21,7 @@ class NSObject {
   NSObject(const NSObject&) = delete;
   NSObject& operator=(const NSObject&) = delete;
 
-  // A new object starts with one reference, which its maker owns. Counts are atomic.
+  // A new object starts with one reference, which its maker owns.
   const NSObject* retain() const;
   void release() const;
   // Gives the caller's reference to the innermost autorelease pool of the thread.
@@ -42,7 +44,7 @@ class NSObject {
   virtual ~NSObject() = default;
 
  private:
-  mutable std::atomic<SInt32> references_{1};
+  mutable ReferenceCount references_;
 };
 
 // A new kind, different from all others. Each class keeps the one it took.
