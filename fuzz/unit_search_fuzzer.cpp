@@ -6,6 +6,7 @@
 
 #include "fuzz/require.h"
 #include "strings/unit_search.h"
+#include "strings/unit_set.h"
 
 namespace {
 

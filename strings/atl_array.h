@@ -7,6 +7,8 @@
 // Errors: an index that is not below the count throws std::out_of_range. Too little memory is a
 // result (false, or kNoIndex) and leaves the array as it was; what an element's own constructor
 // throws passes through and leaves the array as it was.
+//
+// Threads: one array may be read in several threads at once as long as none changes it.
 #pragma once
 
 #include <algorithm>

@@ -1,15 +1,17 @@
 // CAtlString: the text type of the system, UTF-16 in a shared, copy-on-write buffer.
 //
-// The rules of the buffer and the errors are those of strings/string_buffer.h. char16_t stands for
-// every 16-bit unit type of the interface; no operation looks at surrogate pairs. 8-bit text
-// (`char`) is widened byte by byte, as ISO 8859-1.
+// The rules of the buffer, the errors and what threads may do are those of strings/string_buffer.h;
+// searching, editing and cutting are in strings/string_operations.h. char16_t stands for every
+// 16-bit unit type of the interface; no operation looks at surrogate pairs. 8-bit text (`char`) is
+// widened byte by byte, as ISO 8859-1.
 //
-// Two comparisons, chosen by the right-hand side: with another CAtlString by code units (NoCase: by
-// Unicode case folding), with a zero-terminated array by the collation of the current locale. So
-// the operators may order a pair differently from the same pair written with a literal.
+// Comparisons go by the type of the other side:
 //
-// Choices: a negative start of a search is 0; a null text is an empty text everywhere; an empty
-// text is found nowhere and replaced nowhere.
+//   a CAtlString, a view, 8-bit text    code units (NoCase: Unicode case folding)
+//   a zero-terminated char16_t array    the collation of the current locale
+//
+// So the operators may order a pair differently from the same pair written with a literal.
+// EqualUnits, EqualFolded and Collated say by their names how they compare.
 #pragma once
 
 #include <compare>
@@ -17,10 +19,13 @@
 #include <cstdarg>
 #include <cstddef>
 #include <cstdint>
+#include <functional>
+#include <iosfwd>
 #include <string_view>
 
 #include "platform/core_foundation/base.h"
 #include "strings/string_buffer.h"
+#include "strings/string_operations.h"
 
 namespace [[gnu::visibility("default")]] orvik {
 
@@ -45,19 +50,23 @@ inline constexpr char16_t* _afxPchNil = &_afxDataNil.terminator;
 
 struct WideUnits {
   using Unit = char16_t;
+  using Foreign = char;
   using Header = CAtlStringData;
   static char16_t* Empty() { return _afxPchNil; }
   // Tab, line feed, vertical tab, form feed, carriage return and space.
   static bool IsSpace(char16_t unit) { return (unit >= 9 && unit <= 13) || unit == 32; }
-  // What a search for a text or a set sees of the content, and whether it finds an empty text.
-  static std::u16string_view Searched(std::u16string_view content) { return content; }
+  static void Convert(const char* from, char16_t* to, std::size_t n);
+  // What a search for a text or a set sees of a text, and whether it finds an empty one.
+  static std::u16string_view Searched(std::u16string_view text) { return text; }
+  static constexpr bool kEndsAtZero = false;
   static constexpr bool kFindsEmptyText = false;
   // Spare units in the buffer that a replaced text gets.
   static constexpr std::size_t kSpareAfterReplace = 0;
+  static constexpr bool kIsNarrow = false;
 };
 
-class CAtlString : public StringBuffer<CAtlString, WideUnits> {
-  using Base = StringBuffer<CAtlString, WideUnits>;
+class CAtlString : public StringOperations<CAtlString, WideUnits> {
+  using Base = StringOperations<CAtlString, WideUnits>;
 
  public:
   // NOLINTBEGIN(google-explicit-constructor)
@@ -65,79 +74,71 @@ class CAtlString : public StringBuffer<CAtlString, WideUnits> {
   CAtlString(const CAtlString& other) = default;
   CAtlString(CAtlString&& other) noexcept = default;
   CAtlString(std::nullptr_t) noexcept {}
-  CAtlString(const char16_t* text);
-  CAtlString(const char16_t* text, int n);
-  CAtlString(const char* text);
-  CAtlString(const char* text, int n);
-  CAtlString(char16_t unit, int n);
-  CAtlString(char byte, int n);
+  CAtlString(const char16_t* text) : Base(ViewOf(text)) {}
+  CAtlString(const char16_t* text, int n) : Base(First(text, n)) {}
+  CAtlString(const char* text) { Append(text); }
+  CAtlString(const char* text, int n) { ConcatInPlace(n, text); }
+  CAtlString(char16_t unit, int n) : Base(n, unit) {}
+  CAtlString(char byte, int n) : Base(n, OneUnit(byte)) {}
   // The string's UTF-16 code units; the reference stays the caller's.
   CAtlString(CFStringRef text);
   CAtlString(const CAtlStringA& text);
-  explicit CAtlString(std::u16string_view text) : Base(text.size(), text.data()) {}
+  explicit CAtlString(std::u16string_view text) : Base(text) {}
   // NOLINTEND(google-explicit-constructor)
 
   CAtlString& operator=(const CAtlString& other) {
     Assign(other);
     return *this;
   }
-  CAtlString& operator=(CAtlString&& other) {
+  CAtlString& operator=(CAtlString&& other) noexcept {
     Assign(static_cast<Base&&>(other));
     return *this;
   }
-  CAtlString& operator=(std::nullptr_t) { return *this = static_cast<const char16_t*>(nullptr); }
-  CAtlString& operator=(const char16_t* text);
-  CAtlString& operator=(char16_t unit);
-  CAtlString& operator=(char byte);
-  CAtlString& operator=(const char* text);
+  CAtlString& operator=(std::nullptr_t) { return *this = Text(); }
+  template <IsTextOf<char16_t> Other>
+  CAtlString& operator=(const Other& text) {
+    Assign(Text(text));
+    return *this;
+  }
+  template <IsTextOf<char> Other>
+  CAtlString& operator=(const Other& text) {
+    const TextView<char> bytes(text);
+    if (bytes.empty() && IsArrayOf<Other, char>) {
+      Empty();
+    } else {
+      AssignForeign(bytes);
+    }
+    return *this;
+  }
+  CAtlString& operator=(char16_t unit) { return *this = Text(std::u16string_view(&unit, 1)); }
+  CAtlString& operator=(char byte) { return *this = static_cast<char16_t>(OneUnit(byte)); }
   CAtlString& operator=(CFStringRef text);
-  CAtlString& operator=(const CAtlStringA& text);
 
-  using Base::ConcatCopy;
-  void ConcatCopy(int a_length, const char16_t* a, int b_length, const char* b);
-  void ConcatCopy(int a_length, const char* a, int b_length, const char16_t* b);
-  using Base::ConcatInPlace;
-  void ConcatInPlace(int n, const char* text);
-  using Base::Append;
-  void Append(const char* text);
-  CAtlString& operator+=(const CAtlString& other);
-  CAtlString& operator+=(const char16_t* text);
-  CAtlString& operator+=(const char* text);
-  CAtlString& operator+=(char16_t unit);
-  CAtlString& operator+=(char byte);
-
-  // Below, equal to or above 0.
-  int Compare(const CAtlString& other) const;
-  int CompareNoCase(const CAtlString& other) const;
-  int Collate(const CAtlString& other, bool case_sensitive = true) const;
-  int CollateNoCase(const CAtlString& other) const { return CompareNoCase(other); }
+  // Below, equal to or above 0: by code units, without case by case folding.
+  [[nodiscard]] int Compare(std::u16string_view other) const;
+  [[nodiscard]] int CompareNoCase(std::u16string_view other) const;
+  [[nodiscard]] int Compare(const CAtlString& other) const { return Compare(other.View()); }
+  [[nodiscard]] int CompareNoCase(const CAtlString& other) const;
+  [[nodiscard]] int Collate(const CAtlString& other, bool case_sensitive = true) const {
+    return case_sensitive ? Compare(other) : CompareNoCase(other);
+  }
+  [[nodiscard]] int CollateNoCase(const CAtlString& other) const { return CompareNoCase(other); }
   // By the current locale's collation; 0 also when it fails.
-  int Compare(const char16_t* text) const { return Collate(text, true); }
-  int CompareNoCase(const char16_t* text) const { return Collate(text, false); }
-  int Collate(const char16_t* text, bool case_sensitive = true) const;
-  int CollateNoCase(const char16_t* text) const { return Collate(text, false); }
+  [[nodiscard]] int Compare(const char16_t* text) const { return Collated(text); }
+  [[nodiscard]] int CompareNoCase(const char16_t* text) const { return Collated(text, false); }
+  [[nodiscard]] int Collate(const char16_t* text, bool case_sensitive = true) const {
+    return Collated(text, case_sensitive);
+  }
+  [[nodiscard]] int CollateNoCase(const char16_t* text) const { return Collated(text, false); }
+  [[nodiscard]] int Collated(Text other, bool case_sensitive = true) const;
 
   // A platform string with a copy of the content; the caller releases it.
-  CFStringRef CreateCFStringRef(CFAllocatorRef allocator) const;
+  [[nodiscard]] CFStringRef CreateCFStringRef(CFAllocatorRef allocator) const;
   // A platform string over this string's own characters, valid while this string is neither changed
   // nor destroyed; the caller releases it.
   operator CFStringRef() const;  // NOLINT(google-explicit-constructor)
 
-  using Base::Find;
-  int Find(const char* text, int start = 0) const;
-  int Find(char byte, int start = 0) const;
-  using Base::FindOneOf;
-  int FindOneOf(const char* set) const;
-  using Base::ReverseFind;
-  int ReverseFind(char byte) const;
-  using Base::TrimLeft;
-  CAtlString& TrimLeft(char byte);
-  CAtlString& TrimLeft(const char* set);
-  using Base::TrimRight;
-  CAtlString& TrimRight(char byte);
-  CAtlString& TrimRight(const char* set);
-
-  // Under the current locale. The length stays: a longer result is cut at it.
+  // Cut a longer result at the old length: "\u00DFa" becomes "SS". Under the current locale.
   CAtlString& MakeUpper();
   CAtlString& MakeLower();
 
@@ -155,37 +156,31 @@ class CAtlString : public StringBuffer<CAtlString, WideUnits> {
     AppendFormatOf(format, first, rest...);
   }
 
+  // Writes the text in UTF-8, an unpaired surrogate as "?".
+  friend std::ostream& operator<<(std::ostream& out, const CAtlString& text);
+
  private:
   void AppendFormatOf(const char16_t* format, ...);
 };
 
-CAtlString operator+(const CAtlString& a, const CAtlString& b);
-CAtlString operator+(const CAtlString& a, const char16_t* b);
-CAtlString operator+(const char16_t* a, const CAtlString& b);
-CAtlString operator+(const CAtlString& a, const char* b);
-CAtlString operator+(const char* a, const CAtlString& b);
-CAtlString operator+(const CAtlString& a, char16_t b);
-CAtlString operator+(char16_t a, const CAtlString& b);
-CAtlString operator+(const CAtlString& a, char b);
-CAtlString operator+(char a, const CAtlString& b);
-
-// With these, ==, !=, <, >, <= and >= exist with the array on either side.
-inline bool operator==(const CAtlString& a, const CAtlString& b) {
-  return a.View() == b.View();
-}
-inline bool operator==(const CAtlString& a, const char16_t* b) {
-  return a.Compare(b) == 0;
-}
-inline std::weak_ordering operator<=>(const CAtlString& a, const CAtlString& b) {
-  return a.Compare(b) <=> 0;
-}
-inline std::weak_ordering operator<=>(const CAtlString& a, const char16_t* b) {
-  return a.Compare(b) <=> 0;
-}
-
 // The shared empty string.
 const CAtlString& AfxGetEmptyString();
 
-extern template class StringBuffer<CAtlString, WideUnits>;
+inline namespace literals {
+// u"text"_s, 0 units inside it included.
+inline CAtlString operator""_s(const char16_t* text, std::size_t length) {
+  return CAtlString(std::u16string_view(text, length));
+}
+}  // namespace literals
+
+extern template class StringBuffer<WideUnits>;
+extern template class StringOperations<CAtlString, WideUnits>;
 
 }  // namespace orvik
+
+template <>
+struct std::hash<orvik::CAtlString> {
+  std::size_t operator()(const orvik::CAtlString& text) const {
+    return std::hash<std::u16string_view>()(text.View());
+  }
+};

@@ -1,18 +1,17 @@
 // CAtlStringA: the 8-bit twin of CAtlString, on the same buffer.
 //
-// The rules of the buffer and the errors are those of strings/string_buffer.h, with bytes for
-// units. The bytes have no encoding of their own. At the borders:
+// The rules of the buffer, the errors and what threads may do are those of strings/string_buffer.h,
+// with bytes for units; searching, editing and cutting are in strings/string_operations.h. The
+// bytes have no encoding of their own. At the borders:
 //
 //   CAtlString, char16_t arrays and units   ISO 8859-1; a unit above 255 becomes "?"
 //   platform strings, comparison, Format    Mac OS Roman
 //   UTF-8                                   strings/utf8_strings.h
 //
-// Searches for a text or a set and the Span functions go through the C library: they see the
-// content up to its first 0 byte. Other operations see all of it.
+// Searches for a text or a set and the Span functions go as the C library's: they see the content
+// up to its first 0 byte. Other operations see all of it.
 //
-// Choices: a platform string's characters that Mac OS Roman lacks become "?"; a negative start is
-// 0, a negative position of Tokenize gives -1 and an empty string; an empty text is found at the
-// start of the search.
+// A platform string's characters that Mac OS Roman lacks become "?".
 #pragma once
 
 #include <compare>
@@ -20,11 +19,14 @@
 #include <cstdarg>
 #include <cstddef>
 #include <cstdint>
+#include <functional>
+#include <iosfwd>
 #include <string_view>
 
 #include "platform/core_foundation/base.h"
 #include "strings/atl_string.h"
 #include "strings/string_buffer.h"
+#include "strings/string_operations.h"
 
 namespace [[gnu::visibility("default")]] orvik {
 
@@ -44,21 +46,25 @@ inline constexpr char* _afxPchANil = &_afxDataANil.terminator;
 
 struct NarrowUnits {
   using Unit = char;
+  using Foreign = char16_t;
   using Header = CAtlStringAData;
   static char* Empty() { return _afxPchANil; }
   // The C library's space class under its current locale.
   static bool IsSpace(char byte);
-  // What a search for a text or a set sees of the content, and whether it finds an empty text.
-  static std::string_view Searched(std::string_view content) {
-    return content.substr(0, content.find('\0'));
+  static void Convert(const char16_t* from, char* to, std::size_t n);
+  // What a search for a text or a set sees of a text, and whether it finds an empty one.
+  static std::string_view Searched(std::string_view text) {
+    return text.substr(0, text.find('\0'));
   }
+  static constexpr bool kEndsAtZero = true;
   static constexpr bool kFindsEmptyText = true;
   // Spare units in the buffer that a replaced text gets.
   static constexpr std::size_t kSpareAfterReplace = 1;
+  static constexpr bool kIsNarrow = true;
 };
 
-class CAtlStringA : public StringBuffer<CAtlStringA, NarrowUnits> {
-  using Base = StringBuffer<CAtlStringA, NarrowUnits>;
+class CAtlStringA : public StringOperations<CAtlStringA, NarrowUnits> {
+  using Base = StringOperations<CAtlStringA, NarrowUnits>;
 
  public:
   // NOLINTBEGIN(google-explicit-constructor)
@@ -66,32 +72,47 @@ class CAtlStringA : public StringBuffer<CAtlStringA, NarrowUnits> {
   CAtlStringA(const CAtlStringA& other) = default;
   CAtlStringA(CAtlStringA&& other) noexcept = default;
   CAtlStringA(std::nullptr_t) noexcept {}
-  CAtlStringA(const char* text);
-  CAtlStringA(const char* text, int n);
-  CAtlStringA(const char16_t* text);
-  CAtlStringA(const char16_t* text, int n);
-  CAtlStringA(char byte, int n);
-  CAtlStringA(char16_t unit, int n);
-  CAtlStringA(const CAtlString& text);
+  CAtlStringA(const char* text) : Base(ViewOf(text)) {}
+  CAtlStringA(const char* text, int n) : Base(First(text, n)) {}
+  CAtlStringA(const char16_t* text) { Append(text); }
+  CAtlStringA(const char16_t* text, int n) { ConcatInPlace(n, text); }
+  CAtlStringA(char byte, int n) : Base(n, byte) {}
+  CAtlStringA(char16_t unit, int n) : Base(n, OneUnit(unit)) {}
+  CAtlStringA(const CAtlString& text) { Append(text); }
   // The string's Mac OS Roman form; the reference stays the caller's.
   CAtlStringA(CFStringRef text);
-  explicit CAtlStringA(std::string_view text) : Base(text.size(), text.data()) {}
+  explicit CAtlStringA(std::string_view text) : Base(text) {}
   // NOLINTEND(google-explicit-constructor)
 
   CAtlStringA& operator=(const CAtlStringA& other) {
     Assign(other);
     return *this;
   }
-  CAtlStringA& operator=(CAtlStringA&& other) {
+  CAtlStringA& operator=(CAtlStringA&& other) noexcept {
     Assign(static_cast<Base&&>(other));
     return *this;
   }
-  CAtlStringA& operator=(std::nullptr_t) { return *this = static_cast<const char*>(nullptr); }
-  CAtlStringA& operator=(const char* text);
-  CAtlStringA& operator=(char byte);
-  CAtlStringA& operator=(char16_t unit);
-  CAtlStringA& operator=(const char16_t* text);
-  CAtlStringA& operator=(const CAtlString& text);
+  CAtlStringA& operator=(std::nullptr_t) {
+    Empty();
+    return *this;
+  }
+  template <IsTextOf<char> Other>
+  CAtlStringA& operator=(const Other& text) {
+    const Text bytes(text);
+    if (bytes.empty() && IsArrayOf<Other, char>) {
+      Empty();
+    } else {
+      Assign(bytes);
+    }
+    return *this;
+  }
+  template <IsTextOf<char16_t> Other>
+  CAtlStringA& operator=(const Other& text) {
+    AssignForeign(TextView<char16_t>(text));
+    return *this;
+  }
+  CAtlStringA& operator=(char byte) { return *this = Text(std::string_view(&byte, 1)); }
+  CAtlStringA& operator=(char16_t unit) { return *this = static_cast<char>(OneUnit(unit)); }
   CAtlStringA& operator=(CFStringRef text);
 
   // The content widened. A template, so that the constructor of CAtlString is the better match
@@ -101,32 +122,29 @@ class CAtlStringA : public StringBuffer<CAtlStringA, NarrowUnits> {
     return CAtlString(*this);
   }
 
-  using Base::Append;
-  CAtlStringA& operator+=(const CAtlStringA& other);
-  CAtlStringA& operator+=(const char* text);
-  CAtlStringA& operator+=(char byte);
-  CAtlStringA& operator+=(const char16_t* text);
-  CAtlStringA& operator+=(char16_t unit);
-
   // -1, 0 or 1, by the Unicode values of the Mac OS Roman characters; NoCase: by case folding.
-  int Compare(const CAtlStringA& other) const;
-  int Compare(const char* text) const;
-  int Compare(const char16_t* text) const;
-  int CompareNoCase(const CAtlStringA& other) const;
-  int CompareNoCase(const char* text) const;
-  int CompareNoCase(const char16_t* text) const;
-  template <typename Text>
-  int Collate(const Text& text, bool case_sensitive = true) const {
+  [[nodiscard]] int Compare(std::string_view other) const;
+  [[nodiscard]] int CompareNoCase(std::string_view other) const;
+  [[nodiscard]] int Compare(const CAtlStringA& other) const { return Compare(other.View()); }
+  [[nodiscard]] int CompareNoCase(const CAtlStringA& other) const {
+    return CompareNoCase(other.View());
+  }
+  [[nodiscard]] int Compare(const char* text) const { return Compare(ViewOf(text)); }
+  [[nodiscard]] int CompareNoCase(const char* text) const { return CompareNoCase(ViewOf(text)); }
+  [[nodiscard]] int Compare(const char16_t* text) const;
+  [[nodiscard]] int CompareNoCase(const char16_t* text) const;
+  template <typename Other>
+  [[nodiscard]] int Collate(const Other& text, bool case_sensitive = true) const {
     return case_sensitive ? Compare(text) : CompareNoCase(text);
   }
-  template <typename Text>
-  int CollateNoCase(const Text& text) const {
+  template <typename Other>
+  [[nodiscard]] int CollateNoCase(const Other& text) const {
     return CompareNoCase(text);
   }
 
   // A platform string of the content up to its first 0 byte, taken as Mac OS Roman; the caller
   // releases it.
-  CFStringRef CreateCFStringRef(CFAllocatorRef allocator) const;
+  [[nodiscard]] CFStringRef CreateCFStringRef(CFAllocatorRef allocator) const;
 
   // Each byte through the C library's toupper or tolower.
   CAtlStringA& MakeUpper();
@@ -147,51 +165,34 @@ class CAtlStringA : public StringBuffer<CAtlStringA, NarrowUnits> {
   }
 
   // The leading run of bytes that are in the set, or that are not.
-  CAtlStringA SpanIncluding(const char* set) const;
-  CAtlStringA SpanExcluding(const char* set) const;
+  [[nodiscard]] CAtlStringA SpanIncluding(Text set) const;
+  [[nodiscard]] CAtlStringA SpanExcluding(Text set) const;
 
-  using Base::Tokenize;
-  CAtlStringA Tokenize(const char16_t* set, int& position) const;
+  // Writes the bytes.
+  friend std::ostream& operator<<(std::ostream& out, const CAtlStringA& text);
 
  private:
   void AppendFormatOf(const char* format, ...);
 };
 
-CAtlStringA operator+(const CAtlStringA& a, const CAtlStringA& b);
-CAtlStringA operator+(const CAtlStringA& a, const char* b);
-CAtlStringA operator+(const char* a, const CAtlStringA& b);
-CAtlStringA operator+(const CAtlStringA& a, char b);
-CAtlStringA operator+(char a, const CAtlStringA& b);
-CAtlStringA operator+(const CAtlStringA& a, const char16_t* b);
-CAtlStringA operator+(const char16_t* a, const CAtlStringA& b);
-CAtlStringA operator+(const CAtlStringA& a, char16_t b);
-CAtlStringA operator+(char16_t a, const CAtlStringA& b);
-CAtlStringA operator+(const CAtlStringA& a, const CAtlString& b);
-CAtlStringA operator+(const CAtlString& a, const CAtlStringA& b);
-
-// With these, ==, !=, <, >, <= and >= exist with the array on either side.
-inline bool operator==(const CAtlStringA& a, const CAtlStringA& b) {
-  return a.View() == b.View();
-}
-inline bool operator==(const CAtlStringA& a, const char* b) {
-  return a.Compare(b) == 0;
-}
-inline bool operator==(const CAtlStringA& a, const char16_t* b) {
-  return a.Compare(b) == 0;
-}
-inline std::weak_ordering operator<=>(const CAtlStringA& a, const CAtlStringA& b) {
-  return a.Compare(b) <=> 0;
-}
-inline std::weak_ordering operator<=>(const CAtlStringA& a, const char* b) {
-  return a.Compare(b) <=> 0;
-}
-inline std::weak_ordering operator<=>(const CAtlStringA& a, const char16_t* b) {
-  return a.Compare(b) <=> 0;
-}
-
 // The shared empty string.
 const CAtlStringA& AfxGetEmptyStringA();
 
-extern template class StringBuffer<CAtlStringA, NarrowUnits>;
+inline namespace literals {
+// "text"_s, 0 bytes inside it included.
+inline CAtlStringA operator""_s(const char* text, std::size_t length) {
+  return CAtlStringA(std::string_view(text, length));
+}
+}  // namespace literals
+
+extern template class StringBuffer<NarrowUnits>;
+extern template class StringOperations<CAtlStringA, NarrowUnits>;
 
 }  // namespace orvik
+
+template <>
+struct std::hash<orvik::CAtlStringA> {
+  std::size_t operator()(const orvik::CAtlStringA& text) const {
+    return std::hash<std::string_view>()(text.View());
+  }
+};

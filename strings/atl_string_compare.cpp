@@ -64,26 +64,24 @@ int CompareUnits(std::string_view a, Text b) {
 
 }  // namespace
 
-int CAtlString::Compare(const CAtlString& other) const {
-  return Sign(View().compare(other.View()));
+int CAtlString::Compare(std::u16string_view other) const {
+  return Sign(View().compare(other));
+}
+
+int CAtlString::CompareNoCase(std::u16string_view other) const {
+  return CompareWithoutCase(View(), other);
 }
 
 int CAtlString::CompareNoCase(const CAtlString& other) const {
-  if (GetString() == other.GetString()) return 0;
-  return CompareWithoutCase(View(), other.View());
+  return GetString() == other.GetString() ? 0 : CompareNoCase(other.View());
 }
 
-int CAtlString::Collate(const CAtlString& other, bool case_sensitive) const {
-  return case_sensitive ? Compare(other) : CompareNoCase(other);
-}
-
-int CAtlString::Collate(const char16_t* text, bool case_sensitive) const {
+int CAtlString::Collated(Text other, bool case_sensitive) const {
   CollatorRef collator = nullptr;
   if (UCCreateCollator(nullptr, 0, case_sensitive ? kUCCollateStandardOptions : kCaseInsensitive,
                        &collator) != 0) {
     return 0;
   }
-  const std::u16string_view other = ViewOf(text);
   Boolean equivalent = false;
   SInt32 order = 0;
   const OSStatus status =
@@ -93,24 +91,16 @@ int CAtlString::Collate(const char16_t* text, bool case_sensitive) const {
   return status != 0 || equivalent ? 0 : order;
 }
 
-int CAtlStringA::Compare(const CAtlStringA& other) const {
-  return CompareUnits(View(), other.View());
-}
-
-int CAtlStringA::Compare(const char* text) const {
-  return CompareUnits(View(), ViewOf(text));
+int CAtlStringA::Compare(std::string_view other) const {
+  return CompareUnits(View(), other);
 }
 
 int CAtlStringA::Compare(const char16_t* text) const {
   return CompareUnits(View(), ViewOf(text));
 }
 
-int CAtlStringA::CompareNoCase(const CAtlStringA& other) const {
-  return CompareWithoutCase(View(), other.View());
-}
-
-int CAtlStringA::CompareNoCase(const char* text) const {
-  return CompareWithoutCase(View(), ViewOf(text));
+int CAtlStringA::CompareNoCase(std::string_view other) const {
+  return CompareWithoutCase(View(), other);
 }
 
 int CAtlStringA::CompareNoCase(const char16_t* text) const {

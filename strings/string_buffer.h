@@ -10,11 +10,18 @@
 //
 // Lengths, indices and counts are in units. Negative ones count as 0 and those beyond the end as
 // the end, unless a function says otherwise. A text handed in may be the string's own content or a
-// piece of it; a null text is an empty one. Capacity is exact: nothing allocates spare room.
+// piece of it; a null text is an empty one.
+//
+// The allocated length is exact: it grows to what an operation asks for and no further. The memory
+// behind it grows in larger steps when a string that owns its block is appended to, so that n
+// appends take n steps.
 //
 // Errors: too little memory throws what the array allocator throws, and a length above 2^31 - 1
 // counts as too little memory (std::bad_array_new_length, a std::bad_alloc); the string is then as
-// it was. Nothing else fails. The count is not atomic: strings sharing a block stay on one thread.
+// it was. Nothing else fails.
+//
+// Threads: strings in different threads may share a block. One string may be read in several
+// threads at once as long as none changes it.
 #pragma once
 
 #include <climits>
@@ -23,15 +30,21 @@
 #include <cstdint>
 #include <string_view>
 
+#include "host/reference_count.h"
+#include "strings/text_view.h"
+
 namespace [[gnu::visibility("default")]] orvik {
 
-// `Units` says what the units are: Unit, Header, Empty() (data of the static empty block),
-// IsSpace(unit), Searched(content), kFindsEmptyText and kSpareAfterReplace. The definitions that
-// are not here are in strings/string_buffer_impl.h, for the two sources that instantiate them.
-template <typename Derived, typename Units>
+// `Units` says what the units are: Unit, Foreign (the unit of the other string), Header, Empty()
+// (data of the static empty block), IsSpace(unit), Convert(from, to, n) (n foreign units), and how
+// texts are searched: Searched(text), kEndsAtZero, kFindsEmptyText and kSpareAfterReplace. The
+// definitions that are not here are in string_buffer_impl.h, for the two sources that instantiate
+// them.
+template <typename Units>
 class StringBuffer {
  public:
   using Unit = typename Units::Unit;
+  using Foreign = typename Units::Foreign;
   using Header = typename Units::Header;
 
   // ---- The block ----
@@ -41,7 +54,7 @@ class StringBuffer {
   // Points at a fresh block of n units, count 1, length n, whose content is not set; at the shared
   // empty block for n < 1. Releases nothing.
   void AllocBuffer(int n);
-  static void FreeData(Header* block) { delete[] reinterpret_cast<char*>(block); }
+  static void FreeData(Header* block);
   // Gives up the share of the block (a locked block is freed) and becomes empty.
   void Release() {
     Unit* const old = data_;
@@ -50,7 +63,7 @@ class StringBuffer {
   }
   // Makes a shared block private: a block of exactly the length with the same content.
   void CopyBeforeWrite() {
-    if (GetData()->ref_count > 1) CopyShared();
+    if (References(GetData()->ref_count) > 1) CopyShared();
   }
   // Makes room for a content of n units, which replaces the whole old one: keeps the block when it
   // is not shared and large enough. The length is not set when it is kept.
@@ -60,25 +73,28 @@ class StringBuffer {
 
   // ---- Reading ----
 
-  int GetLength() const { return GetData()->data_length; }
-  bool IsEmpty() const { return GetLength() == 0; }
-  int GetAllocLength() const { return GetData()->allocated_length; }
-  Header* GetData() const { return HeaderOf(data_); }
+  [[nodiscard]] int GetLength() const { return GetData()->data_length; }
+  [[nodiscard]] bool IsEmpty() const { return GetLength() == 0; }
+  [[nodiscard]] int GetAllocLength() const { return GetData()->allocated_length; }
+  [[nodiscard]] Header* GetData() const { return HeaderOf(data_); }
   // No check: the index lies in 0 to the length, where the terminator is.
-  Unit GetAt(int index) const { return data_[index]; }
+  [[nodiscard]] Unit GetAt(int index) const { return data_[index]; }
   template <std::integral Index>
   Unit operator[](Index index) const {
     return data_[index];
   }
   // Never null; valid until the string is changed or destroyed.
-  const Unit* GetString() const { return data_; }
+  [[nodiscard]] const Unit* GetString() const { return data_; }
   operator const Unit*() const { return data_; }  // NOLINT(google-explicit-constructor)
   // The content, 0 units inside it included; valid as long as GetString().
-  std::basic_string_view<Unit> View() const {
-    return {data_, static_cast<std::size_t>(GetLength())};
-  }
+  [[nodiscard]] std::basic_string_view<Unit> View() const { return {data_, size()}; }
+  operator std::basic_string_view<Unit>() const { return View(); }  // NOLINT
+  [[nodiscard]] const Unit* data() const { return data_; }
+  [[nodiscard]] std::size_t size() const { return static_cast<std::size_t>(GetLength()); }
+  [[nodiscard]] const Unit* begin() const { return data_; }
+  [[nodiscard]] const Unit* end() const { return data_ + size(); }
   // Units before the terminator, at most 2^31 - 1; 0 for null.
-  static int SafeStrlen(const Unit* text);
+  [[nodiscard]] static int SafeStrlen(const Unit* text);
   // There are no string resources: always false.
   bool LoadString(unsigned id) {
     static_cast<void>(id);
@@ -88,7 +104,7 @@ class StringBuffer {
   // ---- Writing into the buffer ----
 
   // For reading, or for writing when the caller knows that the block is not shared.
-  Unit* GetBuffer() { return data_; }
+  [[nodiscard]] Unit* GetBuffer() { return data_; }
   // A private buffer of at least n units with the old content; the length stays. Follow it with
   // ReleaseBuffer.
   Unit* GetBuffer(int n);
@@ -104,120 +120,70 @@ class StringBuffer {
   // Moves to a block without spare room.
   void FreeExtra();
 
-  // ---- Concatenation ----
+  // ---- Appending: in place when the block is not shared and has room ----
 
-  // The content becomes the first a_length units of a followed by the first b_length of b, in a
-  // fresh block of exactly that size.
-  void ConcatCopy(int a_length, const Unit* a, int b_length, const Unit* b);
-  // Appends the first n units: in place when the block is not shared and has room, else in a fresh
-  // block of exactly the new length.
   void ConcatInPlace(int n, const Unit* text);
-  void Append(const Unit* text);
+  void ConcatInPlace(int n, const Foreign* text);
+  void Append(TextView<Unit> text) { AppendUnits(text); }
+  template <IsTextOf<Foreign> Text>
+  void Append(const Text& text) {
+    AppendForeign(TextView<Foreign>(text));
+  }
   void Append(const Unit* text, int n) { ConcatInPlace(n, text); }
-  void Append(const StringBuffer& other) { ConcatInPlace(other.GetLength(), other.data_); }
-
-  // ---- Searching: literal, case-sensitive; an index or -1. A negative start is 0. ----
-
-  int Find(const Unit* text, int start = 0) const;
-  int Find(const StringBuffer& text, int start = 0) const;
-  int Find(Unit unit, int start = 0) const;
-  int FindOneOf(const Unit* set) const;
-  int FindOneOf(const StringBuffer& set) const;
-  int ReverseFind(Unit unit) const;
-
-  // ---- Trimming ----
-
-  Derived& TrimLeft();
-  Derived& TrimRight();
-  Derived& Trim();
-  Derived& TrimLeft(Unit unit);
-  Derived& TrimRight(Unit unit);
-  // A null or empty set changes nothing.
-  Derived& TrimLeft(const Unit* set);
-  Derived& TrimRight(const Unit* set);
-  Derived& TrimLeft(const StringBuffer& set);
-  Derived& TrimRight(const StringBuffer& set);
-
-  // ---- Editing ----
-
-  // Drops every occurrence; returns their number.
-  int Remove(Unit unit);
-  // Returns the number of replacements.
-  int Replace(Unit old_unit, Unit new_unit);
-  // Replaces every occurrence, left to right without overlap, in a fresh buffer. An empty old text
-  // occurs nowhere. Returns the number of replacements; with none the block stays shared.
-  int Replace(const Unit* old_text, const Unit* new_text);
-  // Return the new length.
-  int Insert(int index, const Unit* text);
-  int Insert(int index, Unit unit) { return InsertUnits(index, {&unit, 1}); }
-  // Removes up to `count` units from index on; returns the length before the call.
-  int Delete(int index, int count = 1);
-  // The index lies in 0 to length - 1: no check. Returns it.
-  int SetAt(int index, Unit unit);
-  Derived& MakeReverse();
-
-  // ---- Pieces: the whole content shares the buffer (unless it is locked) ----
-
-  Derived Left(int count) const;
-  Derived Right(int count) const;
-  Derived Mid(int first, int count) const;
-  Derived Mid(int first) const;
-  // The next run of units from `position` on (0 at the start) that are not in the set. Moves the
-  // position to the start of the token after it, or to -1 when this is the last one. A position
-  // that is negative or not below the length gives -1 and an empty string.
-  Derived Tokenize(const Unit* set, int& position) const;
 
  protected:
+  using UnitView = std::basic_string_view<Unit>;
+  using ForeignView = std::basic_string_view<Foreign>;
+
   StringBuffer() noexcept { Init(); }
   StringBuffer(const StringBuffer& other) { Share(other); }
   StringBuffer(StringBuffer&& other) noexcept : data_(other.data_) { other.Init(); }
-  StringBuffer(std::size_t length, const Unit* text);
+  StringBuffer& operator=(const StringBuffer&) = delete;
+  explicit StringBuffer(UnitView text);
   StringBuffer(int count, Unit unit);
   ~StringBuffer() { Drop(data_); }
 
   void Assign(const StringBuffer& other);
-  void Assign(StringBuffer&& other);
-  void Assign(std::size_t length, const Unit* text);
+  // The other is empty or has the old content afterwards.
+  void Assign(StringBuffer&& other) noexcept;
+  void Assign(UnitView text);
+  void AssignForeign(ForeignView text);
+  void AppendUnits(UnitView text);
+  void AppendForeign(ForeignView text);
+  void AppendUnit(Unit unit) {
+    Header& block = *GetData();
+    if (References(block.ref_count) != 1 || block.data_length == Capacity()) {
+      AppendUnits({&unit, 1});
+      return;
+    }
+    data_[block.data_length] = unit;
+    data_[++block.data_length] = 0;
+    if (block.allocated_length < block.data_length) block.allocated_length = block.data_length;
+  }
+  void SwapBlocks(StringBuffer& other) noexcept {
+    Unit* const data = data_;
+    data_ = other.data_;
+    other.data_ = data;
+  }
+
   // A fresh block for a content of that length with some spare units. Like with the next two, the
   // caller writes the content at once; the terminator is there.
   Unit* FreshBuffer(std::size_t length, std::size_t spare);
   // The own block for a content of that length, when it is not shared and large enough.
   Unit* AssignBuffer(std::size_t length);
+  // A private block with n more units after the content; points at the first of them.
+  Unit* AppendBuffer(std::size_t n);
   // Makes the block of the other, which is left empty, the own one.
   void TakeBlock(StringBuffer&& other) {
     Adopt(other.data_);
     other.Init();
   }
-  // A private block with n more units after the content; points at the first of them.
-  Unit* AppendBuffer(std::size_t n);
 
- private:
-  static Header* HeaderOf(Unit* data) {
-    return reinterpret_cast<Header*>(reinterpret_cast<char*>(data) - sizeof(Header));
-  }
-  // A block of that capacity and length, count 1, terminated; the empty block for 0.
-  static Unit* NewBlock(std::size_t length);
-  static void Drop(Unit* data) {
-    if (data == Units::Empty()) return;
-    Header* const block = HeaderOf(data);
-    if (--block->ref_count < 1) FreeData(block);
-  }
-  void Share(const StringBuffer& other) {
-    Header* const block = other.GetData();
-    if (static_cast<unsigned>(block->ref_count) - 1u < static_cast<unsigned>(INT_MAX) - 1u) {
-      ++block->ref_count;
-      data_ = other.data_;
-    } else {
-      ShareCopy(other);
-    }
-  }
-  void ShareCopy(const StringBuffer& other);
-  bool IsLocked() const { return GetData()->ref_count < 0 && data_ != Units::Empty(); }
-  bool CanHold(std::size_t n) const {
-    const Header& block = *GetData();
-    return block.ref_count < 2 && static_cast<std::size_t>(block.allocated_length) >= n;
-  }
-  std::size_t Size() const { return static_cast<std::size_t>(GetLength()); }
+  // Room for a content of n units in the own block, which is not shared and has the allocated
+  // length for it afterwards.
+  bool MakeRoom(std::size_t n);
+  // A block of that length, count 1, terminated; the empty block for 0.
+  static Unit* NewBlock(std::size_t length) { return NewBlock(length, length); }
   // Sets length and terminator of a block that is not shared.
   void SetLength(std::size_t length);
   // Gives up the share of the block and points at this one.
@@ -225,20 +191,40 @@ class StringBuffer {
     Drop(data_);
     data_ = fresh;
   }
-  void CopyShared();
-  int FindFrom(std::size_t start, std::basic_string_view<Unit> text) const;
-  int FindFirstOf(std::basic_string_view<Unit> set) const;
-  Derived& Self() { return static_cast<Derived&>(*this); }
-  template <typename Predicate>
-  Derived& CutLeft(Predicate is_cut);
-  template <typename Predicate>
-  Derived& CutRight(Predicate is_cut);
-  Derived& TrimLeftOf(std::basic_string_view<Unit> set);
-  Derived& TrimRightOf(std::basic_string_view<Unit> set);
-  int InsertUnits(int index, std::basic_string_view<Unit> text);
-  Derived Piece(std::size_t first, std::size_t count) const;
+  // The block for a content of that length, which is larger than the own one has room for.
+  Unit* NewGrownBlock(std::size_t length) const;
 
   Unit* data_;
+
+ private:
+  // What lies before the units. The capacity is what the memory has room for, the allocated length
+  // of the header is what the interface shows of it.
+  struct Block {
+    std::int32_t capacity;
+    Header header;
+  };
+  static Header* HeaderOf(Unit* data) {
+    return reinterpret_cast<Header*>(reinterpret_cast<char*>(data) - sizeof(Header));
+  }
+  static Unit* NewBlock(std::size_t length, std::size_t capacity);
+  // Of a block that is not the static one.
+  std::int32_t Capacity() const {
+    return reinterpret_cast<const Block*>(reinterpret_cast<const char*>(data_) - sizeof(Block))
+        ->capacity;
+  }
+  static void Drop(Unit* data) {
+    if (data == Units::Empty()) return;
+    Header* const block = HeaderOf(data);
+    if (DropReference(block->ref_count) < 1) FreeData(block);
+  }
+  void Share(const StringBuffer& other);
+  bool IsLocked() const { return References(GetData()->ref_count) < 0 && data_ != Units::Empty(); }
+  bool IsOwned() const { return References(GetData()->ref_count) == 1; }
+  bool CanHold(std::size_t n) const {
+    const Header& block = *GetData();
+    return References(block.ref_count) < 2 && static_cast<std::size_t>(block.allocated_length) >= n;
+  }
+  void CopyShared();
 };
 
 }  // namespace orvik

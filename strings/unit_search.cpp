@@ -1,13 +1,45 @@
 #include "strings/unit_search.h"
 
 #include <algorithm>
+#include <bit>
 #include <cstdint>
 #include <cstring>
 #include <vector>
 
+#if defined(__SSE2__)
+#include <emmintrin.h>
+#endif
+
 namespace orvik {
 
 namespace {
+
+// Units that are compared at once.
+constexpr std::size_t kBlock = 8;
+
+#if defined(__SSE2__)
+
+// One bit for each of the eight units that are `first` and have `last` at the distance `gap`.
+unsigned Candidates(const char16_t* units, char16_t first, char16_t last, std::size_t gap) {
+  const auto equal = [](const char16_t* at, char16_t unit) {
+    const __m128i block = _mm_loadu_si128(reinterpret_cast<const __m128i*>(at));
+    return _mm_cmpeq_epi16(block, _mm_set1_epi16(static_cast<short>(unit)));
+  };
+  const __m128i both = _mm_and_si128(equal(units, first), equal(units + gap, last));
+  return static_cast<unsigned>(_mm_movemask_epi8(_mm_packs_epi16(both, _mm_setzero_si128())));
+}
+
+#else
+
+unsigned Candidates(const char16_t* units, char16_t first, char16_t last, std::size_t gap) {
+  unsigned bits = 0;
+  for (std::size_t k = 0; k < kBlock; ++k) {
+    bits |= static_cast<unsigned>((units[k] == first) & (units[k + gap] == last)) << k;
+  }
+  return bits;
+}
+
+#endif
 
 // By the table of Knuth, Morris and Pratt: no text takes more than a few steps a unit.
 std::size_t FindInSteps(std::u16string_view content, std::u16string_view text) {
@@ -26,10 +58,41 @@ std::size_t FindInSteps(std::u16string_view content, std::u16string_view text) {
   return kNotFound;
 }
 
+// Calls is_match(index) for each place where the first and the last unit of a text of `gap` + 1
+// units are, until it says yes or stop.
+enum class Verdict { kNo, kYes, kStop };
+template <typename Check>
+std::size_t FindByEnds(std::u16string_view content, char16_t first, char16_t last, std::size_t gap,
+                       const Check& check) {
+  if (content.size() <= gap) return kNotFound;
+  const char16_t* const units = content.data();
+  const std::size_t starts = content.size() - gap;
+  std::size_t i = 0;
+  if (starts >= kBlock) {
+    while (i < starts) {
+      // The last block overlaps the one before it.
+      const std::size_t at = std::min(i, starts - kBlock);
+      for (unsigned bits = Candidates(units + at, first, last, gap) >> (i - at); bits != 0;) {
+        i += static_cast<std::size_t>(std::countr_zero(bits));
+        const Verdict verdict = check(i);
+        if (verdict != Verdict::kNo) return i;
+        bits = (bits >> std::countr_zero(bits)) >> 1;
+        ++i;
+      }
+      i = at + kBlock;
+    }
+  } else {
+    for (; i < starts; ++i) {
+      if (units[i] == first && units[i + gap] == last && check(i) != Verdict::kNo) return i;
+    }
+  }
+  return kNotFound;
+}
+
 }  // namespace
 
 std::size_t FindUnit(std::u16string_view content, char16_t unit) {
-  return FindUnits(content, {&unit, 1});
+  return FindByEnds(content, unit, unit, 0, [](std::size_t) { return Verdict::kYes; });
 }
 
 std::size_t FindUnit(std::string_view content, char unit) {
@@ -40,41 +103,23 @@ std::size_t FindUnit(std::string_view content, char unit) {
 
 std::size_t FindUnits(std::u16string_view content, std::u16string_view text) {
   if (text.empty()) return 0;
-  if (content.size() < text.size()) return kNotFound;
-  const char16_t* const units = content.data();
-  const std::size_t gap = text.size() - 1;
-  const std::size_t starts = content.size() - gap;
-  const char16_t first = text[0];
-  const char16_t last = text[gap];
-  // Blocks without an early exit are tested several units at a time, by two units of the text.
-  constexpr std::size_t kBlock = 32;
-  // What may be compared in vain before the steady way is the better one.
+  if (text.size() == 1) return FindUnit(content, text[0]);
+  // What may be compared in vain, for each unit passed, before the steady way is the better one.
   constexpr std::size_t kPatience = 16;
   std::size_t in_vain = 0;
-  std::size_t i = 0;
-  while (i < starts) {
-    const std::size_t end = std::min(i + kBlock, starts);
-    if (end - i == kBlock) {
-      char16_t candidates = 0;
-      for (std::size_t k = 0; k < kBlock; ++k) {
-        candidates |= static_cast<char16_t>((units[i + k] == first) & (units[i + k + gap] == last));
-      }
-      if (candidates == 0) {
-        i = end;
-        continue;
-      }
+  bool gave_up = false;
+  const std::size_t gap = text.size() - 1;
+  const std::size_t found = FindByEnds(content, text[0], text[gap], gap, [&](std::size_t at) {
+    if (std::memcmp(content.data() + at, text.data(), gap * sizeof(char16_t)) == 0) {
+      return Verdict::kYes;
     }
-    for (; i < end; ++i) {
-      if (units[i] != first || units[i + gap] != last) continue;
-      if (std::memcmp(units + i, text.data(), text.size() * sizeof(char16_t)) == 0) return i;
-      in_vain += text.size();
-    }
-    if (in_vain > kPatience * content.size()) {
-      const std::size_t found = FindInSteps(content.substr(i), text);
-      return found == kNotFound ? kNotFound : i + found;
-    }
-  }
-  return kNotFound;
+    in_vain += gap;
+    gave_up = in_vain > kPatience * (at + text.size());
+    return gave_up ? Verdict::kStop : Verdict::kNo;
+  });
+  if (!gave_up) return found;
+  const std::size_t later = FindInSteps(content.substr(found), text);
+  return later == kNotFound ? kNotFound : found + later;
 }
 
 std::size_t FindUnits(std::string_view content, std::string_view text) {
@@ -82,6 +127,22 @@ std::size_t FindUnits(std::string_view content, std::string_view text) {
   if (content.size() < text.size()) return kNotFound;
   const void* const found = ::memmem(content.data(), content.size(), text.data(), text.size());
   return found == nullptr ? kNotFound : static_cast<const char*>(found) - content.data();
+}
+
+std::size_t FindUnitsBeforeZero(std::string_view content, std::string_view text) {
+  if (text.empty()) return 0;
+  // Parts that grow, each with what may be the start of an occurrence at the end of the one before:
+  // the 0 byte is looked for no further than the text.
+  std::size_t part = std::max<std::size_t>(256, 2 * text.size());
+  for (std::size_t at = 0; at < content.size(); at += part - (text.size() - 1), part *= 2) {
+    std::string_view searched = content.substr(at, part);
+    const std::size_t zero = FindUnit(searched, '\0');
+    if (zero != kNotFound) searched = searched.substr(0, zero);
+    const std::size_t found = FindUnits(searched, text);
+    if (found != kNotFound) return at + found;
+    if (zero != kNotFound) return kNotFound;
+  }
+  return kNotFound;
 }
 
 }  // namespace orvik

@@ -116,6 +116,19 @@ TEST(CAtlStringA, SearchesUpToAZeroByte) {
   EXPECT_EQ(CAtlStringA(",a,,b,").Tokenize(",", position).View(), "b");
 }
 
+TEST(CAtlStringA, SearchesFarUpToAZeroByte) {
+  for (const int zero : {0, 255, 256, 300, 511, 2000}) {
+    for (const int place : {0, 1, 253, 254, 255, 256, 257, 765, 1000}) {
+      CAtlStringA text('x', 1500);
+      text.SetAt(place, 'a');
+      text.SetAt(place + 1, 'b');
+      if (zero < 1500) text.SetAt(zero, '\0');
+      const auto expected = std::string_view(text.GetString()).find("ab");
+      EXPECT_EQ(text.Find("ab"), static_cast<int>(expected)) << zero << ' ' << place;
+    }
+  }
+}
+
 TEST(CAtlStringA, TrimsReplacesAndMapsCase) {
   EXPECT_EQ(CAtlStringA("\t\v a\xA0 \r").Trim().View(), "a\xA0");
   EXPECT_EQ(CAtlStringA("\xE9\x80x\xE9").TrimLeft("\x80\xE9").TrimRight("\xE9").View(), "x");

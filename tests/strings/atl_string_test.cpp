@@ -2,8 +2,13 @@
 
 #include <gtest/gtest.h>
 
+#include <compare>
+#include <ranges>
+#include <sstream>
+#include <string>
 #include <string_view>
 #include <type_traits>
+#include <unordered_set>
 #include <utility>
 
 #include "platform/core_foundation/owned.h"
@@ -47,8 +52,17 @@ static_assert(std::is_convertible_v<CAtlString, CFStringRef>);
 static_assert(std::is_convertible_v<CAtlStringA, CAtlString>);
 static_assert(std::is_convertible_v<CAtlString, CAtlStringA>);
 static_assert(!std::is_convertible_v<CAtlString, bool>);
-static_assert(!std::is_convertible_v<CAtlString, CFTypeRef>);  // would leak
-static_assert(std::is_nothrow_move_constructible_v<CAtlString>);
+static_assert(!std::is_convertible_v<CAtlString, CFTypeRef>);       // would leak
+static_assert(!Adds<CAtlString, long> && !Adds<CAtlStringA, int>);  // no address of a unit
+static_assert(kOrdersAll<CAtlString, u16string_view, Narrow>);
+static_assert(kOrdersAll<CAtlStringA, std::string_view>);
+static_assert(std::is_same_v<decltype(CAtlString() <=> CAtlString()), std::strong_ordering>);
+static_assert(std::is_same_v<decltype(CAtlString() <=> u""), std::weak_ordering>);
+static_assert(std::is_convertible_v<CAtlString, u16string_view>);
+static_assert(std::ranges::contiguous_range<const CAtlString>);
+static_assert(std::is_nothrow_move_constructible_v<CAtlString> &&
+              std::is_nothrow_move_assignable_v<CAtlStringA> &&
+              std::is_nothrow_swappable_v<CAtlString>);
 
 Owned<const NSString> PlatformString(u16string_view text) {
   return Owned<const NSString>(CFStringCreateWithCharacters(kCFAllocatorDefault, text.data(),
@@ -216,10 +230,73 @@ TEST(CAtlString, MovesItsBlock) {
   EXPECT_EQ(text.GetString(), _afxPchNil);  // NOLINT(bugprone-use-after-move)
   text = std::move(moved);
   EXPECT_EQ(text.GetString(), data);
+  CAtlString other(u"other");
+  swap(text, other);
+  EXPECT_EQ(other.GetString(), data);
+  EXPECT_EQ(text.View(), u"other");
   text.LockBuffer();
-  moved = std::move(text);
-  EXPECT_NE(moved.GetString(), data);
-  EXPECT_EQ(moved.View(), u"text");
+  text = std::move(moved);  // a locked buffer stays when it is large enough
+  EXPECT_EQ(text.GetData()->ref_count, -1);
+  EXPECT_EQ(text.View(), u"");
+  text = std::move(other);
+  EXPECT_EQ(text.GetData()->ref_count, -1);
+  EXPECT_EQ(text.View(), u"text");
+  text = CAtlString(u"longer");
+  EXPECT_EQ(text.GetData()->ref_count, 1);
+  EXPECT_EQ(text.View(), u"longer");
+}
+
+TEST(CAtlString, TakesEightBitUnitsByTheirValue) {
+  CAtlString text(u"abc");
+  EXPECT_EQ(text.Insert(3, '\xE9'), 4);
+  EXPECT_EQ(text.SetAt(0, '\xFF'), 0);
+  EXPECT_EQ(text.View(), u"\u00FFbc\u00E9");
+  EXPECT_EQ(text.Replace('\xE9', '\xEA'), 1);
+  EXPECT_EQ(text.Replace(u'b', '\xEA'), 1);
+  EXPECT_EQ(text.Remove('\xEA'), 2);
+  EXPECT_EQ(text.Insert(1, "\xE9z"), 4);
+  EXPECT_EQ(text.Replace("\xE9", "\xEA"), 1);
+  EXPECT_EQ(text.View(), u"\u00FF\u00EAzc");
+}
+
+TEST(CAtlString, TakesViewsAndStandardStrings) {
+  const u16string_view view = u16string_view(u"abcabc").substr(1, 3);
+  CAtlString text(u"-");
+  text += view;
+  text += std::u16string(u"+");
+  text += std::string_view("\xE9xx", 1);
+  EXPECT_EQ(text.View(), u"-bca+\u00E9");
+  EXPECT_EQ(text.Find(view), 1);
+  EXPECT_EQ(text.Find(std::string("ca")), 2);
+  EXPECT_EQ(text.FindOneOf(view.substr(1)), 2);
+  EXPECT_EQ(text.Replace(view, view.substr(2)), 1);
+  EXPECT_EQ((view + text + view).View(), u"bca-a+\u00E9bca");
+  EXPECT_EQ((text = view.substr(0, 2)).View(), u"bc");
+  EXPECT_EQ((text = std::string_view("\xE9")).View(), u"\u00E9");
+  EXPECT_TRUE(text == u16string_view(u"\u00E9") && text == "\xE9" && "\xE9" <= text);
+  EXPECT_TRUE(text != "e" && text > u16string_view(u"z") && "z" < text);
+}
+
+TEST(CAtlString, NamesItsComparisons) {
+  const CAtlString text(u"\u00E9A");
+  EXPECT_TRUE(text.EqualUnits(u"\u00E9A") && !text.EqualUnits(u"e\u0301A"));
+  EXPECT_TRUE(text.EqualFolded(u"\u00C9a") && !text.EqualFolded(u"e\u0301a"));
+  EXPECT_EQ(text.Collated(u"e\u0301A"), 0);
+  EXPECT_NE(text.Collated(text.Left(1)), 0);
+  EXPECT_EQ(text.Collated(u"e\u0301a", false), 0);
+  EXPECT_TRUE(CAtlStringA("\x80").EqualFolded("\x8A"));  // Mac OS Roman
+}
+
+TEST(CAtlString, WorksWithTheStandardLibrary) {
+  const std::unordered_set<CAtlString> set{u"a\0b"_s, CAtlString(u"a"), u"a"_s};
+  EXPECT_EQ(set.size(), 2u);
+  EXPECT_TRUE(set.contains(CAtlString(u"a\0b", 3)));
+  std::ostringstream out;
+  out << CAtlString(u"\u00E9\U0001F600") << ' ' << "\xFF\0"_s;
+  EXPECT_EQ(out.str(), std::string("\xC3\xA9\xF0\x9F\x98\x80 \xFF\0", 9));
+  int units = 0;
+  for (const char16_t unit : *set.begin()) units += unit != 0;
+  EXPECT_GE(units, 1);
 }
 
 }  // namespace

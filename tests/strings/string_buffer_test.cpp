@@ -9,6 +9,7 @@
 #include <random>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "strings/atl_string.h"
 #include "strings/atl_string_a.h"
@@ -81,6 +82,42 @@ TYPED_TEST(StringBufferTest, AppendsInPlaceOnlyIntoSpareRoom) {
   EXPECT_EQ(text.GetAllocLength(), 101);
   text.Append(this->T("y").c_str());
   EXPECT_EQ(text.GetAllocLength(), 102);
+}
+
+TYPED_TEST(StringBufferTest, AppendsToMemoryThatGrows) {
+  using TextUnit = typename TypeParam::Unit;
+  TypeParam text = this->S("x");
+  int blocks = 0;
+  const TextUnit* data = nullptr;
+  for (int i = 1; i < 100'000; ++i) {
+    switch (i % 3) {
+      case 0:
+        text += TextUnit{'y'};
+        break;
+      case 1:
+        text.Append(this->T("y").c_str());
+        break;
+      default:
+        text.Insert(i, TextUnit{'y'});
+    }
+    ASSERT_EQ(text.GetLength(), i + 1);
+    ASSERT_EQ(text.GetAllocLength(), i + 1);
+    ASSERT_EQ(text.GetString()[i + 1], TextUnit{0});
+    if (text.GetString() != data) ++blocks;
+    data = text.GetString();
+  }
+  EXPECT_LE(blocks, 20);
+  const TypeParam copy = text;
+  text += TextUnit{'z'};
+  EXPECT_EQ(copy.GetLength() + 1, text.GetLength());
+  data = text.GetBuffer(text.GetLength() + 1);
+  text.Append(this->T("z").c_str());
+  EXPECT_EQ(text.GetString(), data);
+  text.LockBuffer();
+  text.Append(this->T("z").c_str());  // does not fit: a new block, which is not locked
+  EXPECT_EQ(text.GetData()->ref_count, 1);
+  text.FreeExtra();
+  EXPECT_EQ(text.GetAllocLength(), text.GetLength());
 }
 
 TYPED_TEST(StringBufferTest, TakesPiecesOfItself) {
@@ -199,6 +236,24 @@ TYPED_TEST(StringBufferTest, RefusesLengthsBeyondTheHeader) {
   EXPECT_EQ(this->Read(text.Mid(INT_MAX, INT_MAX)), "");
   EXPECT_EQ(text.Delete(1, INT_MAX), 3);
   EXPECT_EQ(this->Read(text), "a");
+}
+
+// What Tokens yields is what Tokenize yields, without an empty token.
+TYPED_TEST(StringBufferTest, YieldsTokensAsViews) {
+  std::mt19937 random(3);
+  for (int round = 0; round < 2000; ++round) {
+    std::string plain(random() % 12, 'a');
+    for (char& byte : plain) byte = "ab,;\0"[random() % 5];
+    const TypeParam text = this->S(plain);
+    const auto set = this->T(std::string(",;x").substr(random() % 4));
+    std::vector<std::string> expected, found;
+    for (int position = 0; position != -1;) {
+      const TypeParam token = text.Tokenize(set, position);
+      if (!token.IsEmpty()) expected.push_back(this->Read(token));
+    }
+    for (const auto token : text.Tokens(set)) found.emplace_back(token.begin(), token.end());
+    EXPECT_EQ(found, expected) << testing::PrintToString(plain);
+  }
 }
 
 // Random edits of two strings that often share a block, beside the same edits of plain ones.

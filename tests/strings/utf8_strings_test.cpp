@@ -3,28 +3,9 @@
 #include <gtest/gtest.h>
 
 #include <cstddef>
-#include <cstdlib>
-#include <new>
 #include <random>
 #include <string>
 #include <string_view>
-
-namespace {
-thread_local int array_allocations = 0;
-}
-
-void* operator new[](std::size_t bytes) {
-  ++array_allocations;
-  void* const memory = std::malloc(bytes);
-  if (memory == nullptr) throw std::bad_alloc();
-  return memory;
-}
-void operator delete[](void* memory) noexcept {
-  std::free(memory);
-}
-void operator delete[](void* memory, std::size_t) noexcept {
-  std::free(memory);
-}
 
 namespace orvik {
 namespace {
@@ -85,20 +66,6 @@ TEST(Utf8Strings, ConvertsMixturesOfEveryWidth) {
       ASSERT_EQ(MakeUTF8StringFromUnicodeString(CAtlString(wide)).View(), expected);
       utf8.insert(random() % (utf8.size() + 1), 1, '\xFF');
       ASSERT_EQ(MakeWideStringFromUTF8String(CAtlStringA(utf8)).View(), u"");
-    }
-  }
-}
-
-TEST(Utf8Strings, AllocateOnce) {
-  for (const char16_t* piece : {u"a", u"\u00E9", u"\u4E00", u"\U0001F600", u"\xDC00"}) {
-    for (const int length : {1, 32, 5000}) {
-      CAtlString wide;
-      while (wide.GetLength() < length) wide += piece;
-      array_allocations = 0;
-      const CAtlStringA utf8 = MakeUTF8StringFromUnicodeString(wide);
-      EXPECT_EQ(array_allocations, 1);
-      MakeWideStringFromUTF8String(utf8);
-      EXPECT_EQ(array_allocations, 2);
     }
   }
 }

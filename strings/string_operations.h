@@ -1,0 +1,271 @@
+// Searching, trimming, editing and cutting, for both string types, on the buffer under them.
+//
+// Each operation takes a text as a view: a string of the same kind, a zero-terminated array, a
+// std::basic_string or a view. A text of the other kind is converted first. So is a single unit.
+// Nothing looks at surrogate pairs.
+//
+// Searches are literal. A negative start of a search is 0. The wide string finds an empty text
+// nowhere, the narrow one at the start of the search. Searches for a text or a set in a narrow
+// string see the content, the text and the set up to their first 0 byte.
+#pragma once
+
+#include <compare>
+#include <concepts>
+#include <cstddef>
+#include <functional>
+#include <string_view>
+
+#include "strings/string_buffer.h"
+#include "strings/text_view.h"
+#include "strings/token_range.h"
+
+namespace [[gnu::visibility("default")]] orvik {
+
+// The definitions that are not here are in string_operations_impl.h, for the two sources that
+// instantiate them.
+template <typename Derived, typename Units>
+class StringOperations : public StringBuffer<Units> {
+  using Base = StringBuffer<Units>;
+
+ public:
+  using Unit = typename Base::Unit;
+  using Foreign = typename Base::Foreign;
+  using Text = TextView<Unit>;
+
+  template <typename T>
+  static constexpr bool kIsUnit = std::same_as<T, Unit> || std::same_as<T, Foreign>;
+  // What operator+ joins to a string: a unit or a text of either kind. Of two strings of different
+  // kinds the narrow one makes the result.
+  template <typename T>
+  static constexpr bool kJoins = kIsUnit<T> || (IsTextOf<T, Unit> && !std::same_as<T, Derived>) ||
+                                 (IsTextOf<T, Foreign> &&
+                                  (Units::kIsNarrow || !HasViewOf<T, Foreign>));
+
+  // One unit: of the string's own kind, of the other kind, which is converted, or a number.
+  class OneUnit {
+   public:
+    // NOLINTBEGIN(google-explicit-constructor)
+    OneUnit(Unit unit) : unit_(unit) {}
+    OneUnit(Foreign unit) { Units::Convert(&unit, &unit_, 1); }
+    template <std::integral Number>
+    OneUnit(Number number) : unit_(static_cast<Unit>(number)) {}
+    operator Unit() const { return unit_; }
+    // NOLINTEND(google-explicit-constructor)
+
+   private:
+    Unit unit_;
+  };
+
+  // ---- Searching: an index or -1 ----
+
+  [[nodiscard]] int Find(Text text, int start = 0) const;
+  [[nodiscard]] int Find(OneUnit unit, int start = 0) const;
+  [[nodiscard]] int FindOneOf(Text set) const;
+  [[nodiscard]] int ReverseFind(OneUnit unit) const;
+
+  // ---- Trimming: an empty set changes nothing ----
+
+  Derived& TrimLeft();
+  Derived& TrimRight();
+  Derived& Trim();
+  Derived& TrimLeft(OneUnit unit);
+  Derived& TrimRight(OneUnit unit);
+  Derived& TrimLeft(Text set);
+  Derived& TrimRight(Text set);
+
+  // ---- Editing ----
+
+  // Drops every occurrence; returns their number.
+  int Remove(OneUnit unit);
+  // Returns the number of replacements.
+  int Replace(OneUnit old_unit, OneUnit new_unit);
+  // Replaces every occurrence, left to right without overlap, in a fresh buffer. An empty old text
+  // occurs nowhere. Returns the number of replacements; with none the block stays shared.
+  int Replace(Text old_text, Text new_text);
+  // Return the new length.
+  int Insert(int index, Text text);
+  int Insert(int index, OneUnit unit) {
+    const Unit inserted = unit;
+    return Insert(index, std::basic_string_view<Unit>(&inserted, 1));
+  }
+  // Removes up to `count` units from index on; returns the length before the call.
+  int Delete(int index, int count = 1);
+  // The index lies in 0 to length - 1: no check. Returns it.
+  int SetAt(int index, OneUnit unit);
+  Derived& MakeReverse();
+
+  // ---- Pieces: the whole content shares the buffer (unless it is locked) ----
+
+  [[nodiscard]] Derived Left(int count) const;
+  [[nodiscard]] Derived Right(int count) const;
+  [[nodiscard]] Derived Mid(int first, int count) const;
+  [[nodiscard]] Derived Mid(int first) const;
+  // The next run of units from `position` on (0 at the start) that are not in the set. Moves the
+  // position to the start of the token after it, or to -1 when this is the last one. A position
+  // that is negative or not below the length gives -1 and an empty string. Each call reads the set,
+  // the delimiters before and after the token, and the token.
+  Derived Tokenize(Text set, int& position) const;
+  // The same tokens, without empty ones, as views that are made one by one:
+  //   for (std::u16string_view token : text.Tokens(u",;")) …
+  // The string must neither change nor end before the range does.
+  [[nodiscard]] TokenRange<Units> Tokens(Text set) const { return {this->View(), set}; }
+
+  // ---- Joining ----
+
+  // The content becomes the first a_length units of a followed by the first b_length of b, in a
+  // fresh block of exactly that size. Either may be a text of the other kind.
+  template <typename A, typename B>
+  void ConcatCopy(int a_length, const A* a, int b_length, const B* b) {
+    this->TakeBlock(Joined(First(a, a_length), First(b, b_length)));
+  }
+  friend Derived operator+(const Derived& a, const Derived& b) {
+    return Joined(a.View(), b.View());
+  }
+  template <typename Other>
+  requires kJoins<Other>
+  friend Derived operator+(const Derived& a, const Other& b) { return Joined(a.View(), Part(b)); }
+  template <typename Other>
+  requires kJoins<Other>
+  friend Derived operator+(const Other& a, const Derived& b) { return Joined(Part(a), b.View()); }
+  // Not the address of a unit.
+  template <std::integral Number>
+  requires(!kIsUnit<Number>) friend void operator+(const Derived&, Number) = delete;
+  template <std::integral Number>
+  requires(!kIsUnit<Number>) friend void operator+(Number, const Derived&) = delete;
+
+  Derived& operator+=(Text text) {
+    this->AppendUnits(text);
+    return Self();
+  }
+  template <IsTextOf<Foreign> OtherText>
+  Derived& operator+=(const OtherText& text) {
+    this->AppendForeign(TextView<Foreign>(text));
+    return Self();
+  }
+  Derived& operator+=(Unit unit) {
+    this->AppendUnit(unit);
+    return Self();
+  }
+  Derived& operator+=(Foreign unit) {
+    this->AppendUnit(OneUnit(unit));
+    return Self();
+  }
+
+  // ---- Comparing strings and views: EqualUnits by units, EqualFolded as CompareNoCase ----
+
+  [[nodiscard]] bool EqualUnits(Text other) const { return this->View() == other; }
+  [[nodiscard]] bool EqualFolded(Text other) const {
+    const std::basic_string_view<Unit> view = other;
+    return static_cast<const Derived&>(*this).CompareNoCase(view) == 0;
+  }
+
+  friend bool operator==(const Derived& a, const Derived& b) { return a.View() == b.View(); }
+  friend bool operator==(const Derived& a, std::basic_string_view<Unit> b) { return a.View() == b; }
+  friend std::strong_ordering operator<=>(const Derived& a, const Derived& b) {
+    return a.Compare(b) <=> 0;
+  }
+  friend std::strong_ordering operator<=>(const Derived& a, std::basic_string_view<Unit> b) {
+    return a.Compare(b) <=> 0;
+  }
+
+  // ---- Comparing with a zero-terminated array, as Compare does ----
+
+  friend bool operator==(const Derived& a, const Unit* b) { return a.Compare(b) == 0; }
+  friend std::weak_ordering operator<=>(const Derived& a, const Unit* b) {
+    return a.Compare(b) <=> 0;
+  }
+  template <IsArrayOf<Foreign> Array>
+  friend bool operator==(const Derived& a, const Array& b) requires(!std::is_class_v<Array>) {
+    return a.Compare(static_cast<const Foreign*>(b)) == 0;
+  }
+  template <IsArrayOf<Foreign> Array>
+  friend std::weak_ordering operator<=>(const Derived& a,
+                                        const Array& b) requires(!std::is_class_v<Array>) {
+    return a.Compare(static_cast<const Foreign*>(b)) <=> 0;
+  }
+
+  friend void swap(Derived& a, Derived& b) noexcept { a.SwapBlocks(b); }
+
+  // ---- Texts of the other kind, which are converted first ----
+
+  template <IsTextOf<Foreign> OtherText>
+  [[nodiscard]] int Find(const OtherText& text, int start = 0) const {
+    return Find(Converted(text), start);
+  }
+  template <IsTextOf<Foreign> OtherText>
+  [[nodiscard]] int FindOneOf(const OtherText& set) const {
+    return FindOneOf(Converted(set));
+  }
+  template <IsTextOf<Foreign> OtherText>
+  Derived& TrimLeft(const OtherText& set) {
+    return TrimLeft(Converted(set));
+  }
+  template <IsTextOf<Foreign> OtherText>
+  Derived& TrimRight(const OtherText& set) {
+    return TrimRight(Converted(set));
+  }
+  template <IsTextOf<Foreign> OtherText>
+  int Replace(const OtherText& old_text, const OtherText& new_text) {
+    return Replace(Converted(old_text), Converted(new_text));
+  }
+  template <IsTextOf<Foreign> OtherText>
+  int Insert(int index, const OtherText& text) {
+    return Insert(index, Converted(text));
+  }
+  template <IsTextOf<Foreign> OtherText>
+  Derived Tokenize(const OtherText& set, int& position) const {
+    return Tokenize(Converted(set), position);
+  }
+
+ protected:
+  StringOperations() = default;
+  explicit StringOperations(std::basic_string_view<Unit> text) : Base(text) {}
+  StringOperations(int count, Unit unit) : Base(count, unit) {}
+
+  template <typename OtherText>
+  static Derived Converted(const OtherText& text) {
+    Derived converted;
+    converted.AppendForeign(TextView<Foreign>(text));
+    return converted;
+  }
+  // Both parts in a block of exactly their length.
+  template <typename A, typename B>
+  static Derived Joined(std::basic_string_view<A> a, std::basic_string_view<B> b) {
+    Derived joined;
+    Unit* const units = joined.AppendBuffer(Sum(a.size(), b.size()));
+    Write(units, a);
+    Write(units + a.size(), b);
+    return joined;
+  }
+  template <typename Other>
+  static auto Part(const Other& other) {
+    if constexpr (kIsUnit<Other>) {
+      return std::basic_string_view<Other>(&other, 1);
+    } else if constexpr (IsTextOf<Other, Unit>) {
+      return std::basic_string_view<Unit>(TextView<Unit>(other));
+    } else {
+      return std::basic_string_view<Foreign>(TextView<Foreign>(other));
+    }
+  }
+  // The first n units of a text.
+  template <typename Any>
+  static std::basic_string_view<Any> First(const Any* text, int n) {
+    if (n < 1 || text == nullptr) return {};
+    return {text, static_cast<std::size_t>(n)};
+  }
+
+ private:
+  Derived& Self() { return static_cast<Derived&>(*this); }
+  static std::size_t Sum(std::size_t a, std::size_t b);
+  static void Write(Unit* to, std::basic_string_view<Unit> text);
+  static void Write(Unit* to, std::basic_string_view<Foreign> text) {
+    Units::Convert(text.data(), to, text.size());
+  }
+  template <typename Predicate>
+  Derived& CutLeft(Predicate is_cut);
+  template <typename Predicate>
+  Derived& CutRight(Predicate is_cut);
+  Derived Piece(std::size_t first, std::size_t count) const;
+};
+
+}  // namespace orvik

@@ -1,0 +1,301 @@
+// Definitions of StringOperations, included only by the sources that instantiate it.
+#pragma once
+
+#include <algorithm>
+#include <array>
+#include <climits>
+#include <cstddef>
+#include <cstdint>
+#include <functional>
+#include <string_view>
+
+#include "strings/string_buffer_impl.h"
+#include "strings/string_operations.h"
+#include "strings/unit_search.h"
+
+namespace orvik {
+
+// ---- Searching ----
+
+template <typename Derived, typename Units>
+int StringOperations<Derived, Units>::Find(Text text, int start) const {
+  const std::size_t from = string_buffer::NotNegative(start);
+  const std::size_t size = this->size();
+  const auto sought = Units::Searched(text);
+  if (from > size || (sought.empty() && (!Units::kFindsEmptyText || from == size))) return -1;
+  const auto content = this->View().substr(from);
+  std::size_t found;
+  if constexpr (Units::kEndsAtZero) {
+    found = FindUnitsBeforeZero(content, sought);
+  } else {
+    found = FindUnits(content, sought);
+  }
+  return found == kNotFound ? -1 : static_cast<int>(from + found);
+}
+
+template <typename Derived, typename Units>
+int StringOperations<Derived, Units>::Find(OneUnit unit, int start) const {
+  const std::size_t from = string_buffer::NotNegative(start);
+  if (from >= this->size()) return -1;
+  const std::size_t found = FindUnit(this->View().substr(from), unit);
+  return found == kNotFound ? -1 : static_cast<int>(from + found);
+}
+
+template <typename Derived, typename Units>
+int StringOperations<Derived, Units>::FindOneOf(Text set) const {
+  const auto sought = Units::Searched(set);
+  UnitSet<Unit> stops(sought);
+  if (Units::kEndsAtZero) stops.Add(0);
+  const std::size_t run = stops.RunOut(this->View());
+  if (run == this->size() || (Units::kEndsAtZero && this->data_[run] == 0)) return -1;
+  return static_cast<int>(run);
+}
+
+template <typename Derived, typename Units>
+int StringOperations<Derived, Units>::ReverseFind(OneUnit unit) const {
+  const std::size_t found = this->View().rfind(static_cast<Unit>(unit));
+  return found == this->View().npos ? -1 : static_cast<int>(found);
+}
+
+// ---- Trimming ----
+
+template <typename Derived, typename Units>
+template <typename Predicate>
+Derived& StringOperations<Derived, Units>::CutLeft(Predicate is_cut) {
+  this->CopyBeforeWrite();
+  const std::size_t length = this->size();
+  std::size_t cut = 0;
+  while (cut < length && is_cut(this->data_[cut])) ++cut;
+  if (cut != 0) {
+    string_buffer::MoveUnits(this->data_, this->data_ + cut, length - cut);
+    this->SetLength(length - cut);
+  }
+  return Self();
+}
+
+template <typename Derived, typename Units>
+template <typename Predicate>
+Derived& StringOperations<Derived, Units>::CutRight(Predicate is_cut) {
+  this->CopyBeforeWrite();
+  std::size_t length = this->size();
+  while (length > 0 && is_cut(this->data_[length - 1])) --length;
+  this->SetLength(length);
+  return Self();
+}
+
+template <typename Derived, typename Units>
+Derived& StringOperations<Derived, Units>::TrimLeft() {
+  return CutLeft(Units::IsSpace);
+}
+
+template <typename Derived, typename Units>
+Derived& StringOperations<Derived, Units>::TrimRight() {
+  return CutRight(Units::IsSpace);
+}
+
+template <typename Derived, typename Units>
+Derived& StringOperations<Derived, Units>::Trim() {
+  TrimRight();
+  return TrimLeft();
+}
+
+template <typename Derived, typename Units>
+Derived& StringOperations<Derived, Units>::TrimLeft(OneUnit unit) {
+  return CutLeft([cut = static_cast<Unit>(unit)](Unit other) { return other == cut; });
+}
+
+template <typename Derived, typename Units>
+Derived& StringOperations<Derived, Units>::TrimRight(OneUnit unit) {
+  return CutRight([cut = static_cast<Unit>(unit)](Unit other) { return other == cut; });
+}
+
+template <typename Derived, typename Units>
+Derived& StringOperations<Derived, Units>::TrimLeft(Text set) {
+  if (set.empty()) return Self();
+  const UnitSet<Unit> units(set);
+  return CutLeft([&units](Unit unit) { return units.Contains(unit); });
+}
+
+template <typename Derived, typename Units>
+Derived& StringOperations<Derived, Units>::TrimRight(Text set) {
+  if (set.empty()) return Self();
+  const UnitSet<Unit> units(set);
+  return CutRight([&units](Unit unit) { return units.Contains(unit); });
+}
+
+// ---- Editing ----
+
+template <typename Derived, typename Units>
+int StringOperations<Derived, Units>::Remove(OneUnit unit) {
+  this->CopyBeforeWrite();
+  Unit* const end = this->data_ + this->size();
+  Unit* const kept = std::remove(this->data_, end, static_cast<Unit>(unit));
+  this->SetLength(static_cast<std::size_t>(kept - this->data_));
+  return static_cast<int>(end - kept);
+}
+
+template <typename Derived, typename Units>
+int StringOperations<Derived, Units>::Replace(OneUnit old_unit, OneUnit new_unit) {
+  const Unit from = old_unit;
+  const Unit to = new_unit;
+  if (from == to) return 0;
+  this->CopyBeforeWrite();
+  int count = 0;
+  for (Unit* at = this->data_; at != this->end(); ++at) {
+    if (*at == from) {
+      *at = to;
+      ++count;
+    }
+  }
+  return count;
+}
+
+template <typename Derived, typename Units>
+int StringOperations<Derived, Units>::Replace(Text old_text, Text new_text) {
+  const auto content = this->View();
+  if (old_text.empty()) return 0;
+  // The first places are kept, so that few texts are searched twice.
+  std::array<std::size_t, 32> places;
+  std::size_t count = 0;
+  for (std::size_t at = 0, hop; (hop = FindUnits(content.substr(at), old_text)) != kNotFound;
+       ++count) {
+    at += hop;
+    if (count < places.size()) places[count] = at;
+    at += old_text.size();
+  }
+  if (count == 0) return 0;
+
+  const std::uint64_t sum = content.size() - count * old_text.size() +
+                            std::uint64_t{count} * new_text.size() + Units::kSpareAfterReplace;
+  const auto room = static_cast<std::size_t>(std::min<std::uint64_t>(sum, SIZE_MAX));
+  Unit* const fresh = Base::NewBlock(room);
+  Unit* out = fresh;
+  std::size_t at = 0;
+  const auto put = [&out](std::basic_string_view<Unit> text) {
+    string_buffer::CopyUnits(out, text);
+    out += text.size();
+  };
+  for (std::size_t i = 0; i < count; ++i) {
+    const std::size_t place =
+        i < places.size() ? places[i] : at + FindUnits(content.substr(at), old_text);
+    put(content.substr(at, place - at));
+    put(new_text);
+    at = place + old_text.size();
+  }
+  put(content.substr(at));
+  this->Adopt(fresh);
+  this->SetLength(room - Units::kSpareAfterReplace);
+  return static_cast<int>(count);
+}
+
+template <typename Derived, typename Units>
+int StringOperations<Derived, Units>::Insert(int index, Text text) {
+  const std::size_t length = this->size();
+  const std::size_t n = text.size();
+  if (n == 0) return this->GetLength();
+  const std::size_t at = std::min(string_buffer::NotNegative(index), length);
+  const std::size_t sum = Sum(length, n);
+  if (!this->MakeRoom(sum)) {
+    Unit* const fresh = this->NewGrownBlock(sum);
+    string_buffer::CopyUnits(fresh, this->View().substr(0, at));
+    string_buffer::CopyUnits<Unit>(fresh + at, text);
+    string_buffer::CopyUnits(fresh + at + n, this->View().substr(at));
+    this->Adopt(fresh);
+    return this->GetLength();
+  }
+  Unit* const data = this->data_;
+  string_buffer::MoveUnits(data + at + n, data + at, length - at);
+  // A text of our own that lies behind the gap has moved up by n.
+  std::size_t before = n;
+  const std::less<const Unit*> less;
+  if (!less(text.data(), data) && less(text.data(), data + length)) {
+    const auto offset = static_cast<std::size_t>(text.data() - data);
+    before = offset < at ? std::min(at - offset, n) : 0;
+    string_buffer::MoveUnits(data + at + before, data + offset + before + n, n - before);
+  }
+  string_buffer::MoveUnits(data + at, text.data(), before);
+  this->SetLength(sum);
+  return this->GetLength();
+}
+
+template <typename Derived, typename Units>
+int StringOperations<Derived, Units>::Delete(int index, int count) {
+  const std::size_t length = this->size();
+  const std::size_t at = string_buffer::NotNegative(index);
+  if (count < 1 || at >= length) return this->GetLength();
+  this->CopyBeforeWrite();
+  const std::size_t n = std::min(static_cast<std::size_t>(count), length - at);
+  string_buffer::MoveUnits(this->data_ + at, this->data_ + at + n, length - at - n);
+  this->SetLength(length - n);
+  return static_cast<int>(length);
+}
+
+template <typename Derived, typename Units>
+int StringOperations<Derived, Units>::SetAt(int index, OneUnit unit) {
+  this->CopyBeforeWrite();
+  this->data_[index] = unit;
+  return index;
+}
+
+template <typename Derived, typename Units>
+Derived& StringOperations<Derived, Units>::MakeReverse() {
+  this->CopyBeforeWrite();
+  std::reverse(this->data_, this->data_ + this->size());
+  return Self();
+}
+
+// ---- Pieces ----
+
+template <typename Derived, typename Units>
+Derived StringOperations<Derived, Units>::Piece(std::size_t first, std::size_t count) const {
+  if (first == 0 && count == this->size()) return static_cast<const Derived&>(*this);
+  return Derived(this->View().substr(first, count));
+}
+
+template <typename Derived, typename Units>
+Derived StringOperations<Derived, Units>::Left(int count) const {
+  return Piece(0, std::min(string_buffer::NotNegative(count), this->size()));
+}
+
+template <typename Derived, typename Units>
+Derived StringOperations<Derived, Units>::Right(int count) const {
+  const std::size_t n = std::min(string_buffer::NotNegative(count), this->size());
+  return Piece(this->size() - n, n);
+}
+
+template <typename Derived, typename Units>
+Derived StringOperations<Derived, Units>::Mid(int first, int count) const {
+  const std::size_t from = std::min(string_buffer::NotNegative(first), this->size());
+  return Piece(from, std::min(string_buffer::NotNegative(count), this->size() - from));
+}
+
+template <typename Derived, typename Units>
+Derived StringOperations<Derived, Units>::Mid(int first) const {
+  return Mid(first, INT_MAX);
+}
+
+template <typename Derived, typename Units>
+Derived StringOperations<Derived, Units>::Tokenize(Text set, int& position) const {
+  if (position < 0 || position >= this->GetLength()) {
+    position = -1;
+    return Derived();
+  }
+  const TokenPlace place =
+      Delimiters<Units>(set).Next(this->View(), static_cast<std::size_t>(position));
+  position = place.next < this->size() ? static_cast<int>(place.next) : -1;
+  return Piece(place.start, place.end - place.start);
+}
+
+// ---- Joining ----
+
+template <typename Derived, typename Units>
+std::size_t StringOperations<Derived, Units>::Sum(std::size_t a, std::size_t b) {
+  return string_buffer::Length(string_buffer::Length(a) + string_buffer::Length(b));
+}
+
+template <typename Derived, typename Units>
+void StringOperations<Derived, Units>::Write(Unit* to, std::basic_string_view<Unit> text) {
+  string_buffer::CopyUnits(to, text);
+}
+
+}  // namespace orvik
