@@ -1,0 +1,215 @@
+// Every operation of the strings that needs memory, while each of its allocations fails: a string
+// is as it was or as it should be, and no memory is lost.
+#include <cstdarg>
+#include <functional>
+#include <new>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "platform/core_foundation/string.h"
+#include "strings/atl_conversions.h"
+#include "strings/atl_string.h"
+#include "strings/atl_string_a.h"
+#include "strings/uca.h"
+#include "strings/uca_format.h"
+#include "strings/utf8_strings.h"
+#include "tests/faults/fault_layer.h"
+#include "tests/support/test_environment.h"
+
+extern "C" int __lsan_do_recoverable_leak_check() __attribute__((weak));
+
+namespace orvik::test {
+namespace {
+
+constexpr int kMostPoints = 1000;
+
+template <typename String>
+struct StringOperation {
+  const char* name;
+  std::function<void(String& text)> run;
+};
+
+template <typename String>
+class StringFaultsTest : public testing::Test {
+ public:
+  using Unit = typename String::Unit;
+
+  static std::basic_string<Unit> T(std::string_view text) { return {text.begin(), text.end()}; }
+
+  static void FormatList(String& text, const Unit* format, ...) {
+    std::va_list arguments;
+    va_start(arguments, format);
+    text.FormatV(format, arguments);
+    va_end(arguments);
+  }
+
+  // Long and with letters that change when their case is folded or mapped.
+  static String Start() {
+    String text(TextView<Unit>(T(std::string(300, 'a') + "\xE9,b,c")).data());
+    return text + Unit{'!'};
+  }
+
+  static std::vector<StringOperation<String>> Operations() {
+    static const std::basic_string<Unit> long_text = T(std::string(900, 'x'));
+    static const Unit* const text_of_units = long_text.c_str();
+    static const CFStringRef platform = CFSTR(u"a\u00C9 platform string");
+    return {
+        {"assign", [](String& text) { text = text_of_units; }},
+        {"assign foreign",
+         [](String& text) {
+           text = std::basic_string<typename String::Foreign>(900, typename String::Foreign{'y'});
+         }},
+        {"assign platform string", [](String& text) { text = platform; }},
+        {"append", [](String& text) { text += text_of_units; }},
+        {"append itself", [](String& text) { text += text; }},
+        {"append unit", [](String& text) { text += Unit{'u'}; }},
+        {"append foreign", [](String& text) { text.Append("narrow"); }},
+        {"join", [](String& text) { text = text + text_of_units + Unit{'j'}; }},
+        {"concat", [](String& text) { text.ConcatCopy(3, text.GetString(), 2, "yz"); }},
+        {"insert", [](String& text) { text.Insert(5, text_of_units); }},
+        {"replace", [](String& text) { text.Replace(T("a"), T("long")); }},
+        {"buffer",
+         [](String& text) {
+           text.GetBufferSetLength(2000);
+           text.Truncate(1);
+         }},
+        {"lock",
+         [](String& text) {
+           String shared = text;
+           text.LockBuffer();
+           text.UnlockBuffer();
+           shared.MakeReverse();
+           text = shared;
+         }},
+        {"free extra",
+         [](String& text) {
+           text.GetBuffer(5000);
+           text.FreeExtra();
+         }},
+        {"trim shared",
+         [](String& text) {
+           const String shared = text;
+           text.TrimRight(T("!"));
+         }},
+        {"upper",
+         [](String& text) {
+           const String shared = text;
+           text.MakeUpper();
+         }},
+        {"pieces",
+         [](String& text) {
+           int position = 0;
+           text = text.Tokenize(T(","), position) + text.Mid(302) + text.Left(2) + text.Right(2);
+         }},
+        {"format", [](String& text) { FormatList(text, T("%d %400d").c_str(), 1, 2); }},
+        {"append format", [](String& text) { text.AppendFormat(T("%d %400d").c_str(), 1, 2); }},
+        {"compare",
+         [](String& text) {
+           if (text.CompareNoCase(String(text_of_units)) + text.CompareNoCase(text_of_units) +
+                   text.Compare(text_of_units) ==
+               99) {
+             text.Empty();
+           }
+         }},
+        {"platform string",
+         [](String& text) {
+           const CFStringRef made = text.CreateCFStringRef(kCFAllocatorDefault);
+           if (made != nullptr) CFRelease(made);
+         }},
+        {"other string",
+         [](String& text) {
+           text = CAtlString(MakeUTF8StringFromUnicodeString(CAtlString(text)));
+         }},
+        {"from UTF-8",
+         [](String& text) { text = MakeWideStringFromUTF8String(CAtlStringA('\x65', 700)); }},
+    };
+  }
+};
+
+using StringTypes = testing::Types<CAtlString, CAtlStringA>;
+TYPED_TEST_SUITE(StringFaultsTest, StringTypes);
+
+TYPED_TEST(StringFaultsTest, LeaveTheStringAsItWas) {
+  using Plain = std::basic_string<typename TypeParam::Unit>;
+  for (const auto& operation : this->Operations()) {
+    TypeParam finished = this->Start();
+    const Plain old(finished.View());
+    operation.run(finished);
+    int point = 1;
+    for (; point < kMostPoints; ++point) {
+      TypeParam text = this->Start();
+      bool threw = false;
+      const FaultPlan plan{Fault::kNoMemory, point};
+      Arm(plan);
+      try {
+        operation.run(text);
+      } catch (const std::bad_alloc&) {
+        threw = true;
+      }
+      const bool struck = Disarm().struck;
+      EXPECT_EQ(text.GetString()[text.GetLength()], 0) << operation.name << ' ' << point;
+      if (text.View() != finished.View() || threw) {
+        EXPECT_EQ(Plain(text.View()), old) << operation.name << ' ' << point;
+        EXPECT_TRUE(struck) << operation.name;
+      }
+      if (!struck) break;
+    }
+    EXPECT_GT(point, 1) << operation.name << " allocates nothing";
+    EXPECT_LT(point, kMostPoints) << operation.name;
+  }
+  if (__lsan_do_recoverable_leak_check != nullptr) {
+    EXPECT_EQ(__lsan_do_recoverable_leak_check(), 0);
+  }
+}
+
+TEST(ArrayFaultsTest, LoseNoMemory) {
+  const std::vector<std::function<void()>> operations = {
+      [] {
+        char16_t text[] = u"stra\u00DFe \u0130 abcdefghijklmnopqrstuvwxyz";
+        ucaupr(text);
+        ucalwr(text);
+      },
+      [] { ucaicmp(u"Stra\u00DFe", u"STRASSE"); },
+      [] {
+        char16_t buffer[500];
+        sucaprintf(buffer, u"%300d %S", 1, u"text");
+      },
+      [] { std::free(A2WBSTR("text")); },
+  };
+  for (const auto& operation : operations) {
+    for (int point = 1; point < kMostPoints; ++point) {
+      const FaultPlan plan{Fault::kNoMemory, point};
+      Arm(plan);
+      try {
+        operation();
+      } catch (const std::bad_alloc&) {
+      }
+      if (!Disarm().struck) break;
+    }
+  }
+  if (__lsan_do_recoverable_leak_check != nullptr) {
+    EXPECT_EQ(__lsan_do_recoverable_leak_check(), 0);
+  }
+}
+
+// A second allocation would fail.
+TEST(StringFaultsTest, MakersOfUtf8AllocateOnce) {
+  for (const char16_t* piece : {u"a", u"\u00E9", u"\u4E00", u"\U0001F600", u"\xDC00"}) {
+    for (const int length : {1, 32, 5000}) {
+      CAtlString wide;
+      while (wide.GetLength() < length) wide += piece;
+      const FaultPlan plan{Fault::kNoMemory, 2};
+      Arm(plan);
+      const CAtlStringA utf8 = MakeUTF8StringFromUnicodeString(wide);
+      EXPECT_FALSE(Disarm().struck);
+      Arm(plan);
+      const CAtlString back = MakeWideStringFromUTF8String(utf8);
+      EXPECT_FALSE(Disarm().struck);
+      EXPECT_EQ(back.GetLength(), *piece == u'\xDC00' ? length : wide.GetLength());
+    }
+  }
+}
+
+}  // namespace
+}  // namespace orvik::test
