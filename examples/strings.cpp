@@ -1,8 +1,7 @@
-// Text: cheap copies, literal searching, formatting, and UTF-8 at the borders.
-#include <cstdio>
+// Text: cheap copies, literal searching, formatting, tokens, and UTF-8 in streams.
+#include <iostream>
 
 #include <orvik/strings/atl_string.h>
-#include <orvik/strings/utf8_strings.h>
 
 using namespace orvik;
 
@@ -13,13 +12,10 @@ int main() {
 
   CAtlString line;
   line.Format(u"%s (%d units)", copy.GetString(), copy.GetLength());
-  std::printf("%s\n", MakeUTF8StringFromUnicodeString(line).GetString());
+  std::cout << line << '\n';  // in UTF-8
 
-  int position = 0;
-  const CAtlString list(u"red,green,,blue");
-  for (CAtlString word = list.Tokenize(u",", position); !word.IsEmpty();
-       word = position < 0 ? CAtlString() : list.Tokenize(u",", position)) {
-    std::printf("- %s\n", MakeUTF8StringFromUnicodeString(word).GetString());
+  for (const std::u16string_view word : u"red,green,,blue"_s.Tokens(u",")) {
+    std::cout << "- " << CAtlString(word) << '\n';
   }
   return greeting.Find(u"%name%") == 7 ? 0 : 1;
 }
