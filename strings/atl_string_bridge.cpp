@@ -47,11 +47,14 @@ CAtlStringA& CAtlStringA::operator=(CFStringRef text) {
     Empty();
     return *this;
   }
-  char* const bytes = AssignBuffer(static_cast<std::size_t>(length));
+  // In a block of its own first: the platform may run out of memory halfway.
+  CAtlStringA converted;
+  char* const bytes = converted.GetBuffer(static_cast<int>(length));
   CFIndex used = 0;
   CFStringGetBytes(text, CFRangeMake(0, length), kCFStringEncodingMacRoman, '?', false,
                    reinterpret_cast<UInt8*>(bytes), length, &used);
-  ReleaseBuffer(static_cast<int>(used));
+  converted.ReleaseBuffer(static_cast<int>(used));
+  Assign(converted.View());
   return *this;
 }
 
