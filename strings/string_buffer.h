@@ -24,10 +24,12 @@
 // threads at once as long as none changes it.
 #pragma once
 
+#include <algorithm>
 #include <climits>
 #include <concepts>
 #include <cstddef>
 #include <cstdint>
+#include <cstring>
 #include <string_view>
 
 #include "host/reference_count.h"
@@ -148,18 +150,23 @@ class StringBuffer {
   void Assign(StringBuffer&& other) noexcept;
   void Assign(UnitView text);
   void AssignForeign(ForeignView text);
-  void AppendUnits(UnitView text);
-  void AppendForeign(ForeignView text);
-  void AppendUnit(Unit unit) {
-    Header& block = *GetData();
-    if (References(block.ref_count) != 1 || block.data_length == Capacity()) {
-      AppendUnits({&unit, 1});
+  void AppendUnits(UnitView text) {
+    if (!HasSpareFor(text.size())) {
+      AppendToMore(text);
       return;
     }
-    data_[block.data_length] = unit;
-    data_[++block.data_length] = 0;
-    if (block.allocated_length < block.data_length) block.allocated_length = block.data_length;
+    std::memmove(data_ + size(), text.data(), text.size() * sizeof(Unit));
+    TakeAppended(text.size());
   }
+  void AppendUnit(Unit unit) {
+    if (!HasSpareFor(1)) {
+      AppendToMore({&unit, 1});
+      return;
+    }
+    data_[size()] = unit;
+    TakeAppended(1);
+  }
+  void AppendForeign(ForeignView text);
   void SwapBlocks(StringBuffer& other) noexcept {
     Unit* const data = data_;
     data_ = other.data_;
@@ -225,6 +232,18 @@ class StringBuffer {
     return References(block.ref_count) < 2 && static_cast<std::size_t>(block.allocated_length) >= n;
   }
   void CopyShared();
+
+  // Whether the memory of a block that only this string has takes n more units.
+  bool HasSpareFor(std::size_t n) const {
+    return IsOwned() && n <= static_cast<std::size_t>(Capacity() - GetLength()) && n != 0;
+  }
+  void TakeAppended(std::size_t n) {
+    Header& block = *GetData();
+    block.data_length += static_cast<std::int32_t>(n);
+    data_[block.data_length] = 0;
+    block.allocated_length = std::max(block.allocated_length, block.data_length);
+  }
+  void AppendToMore(UnitView text);
 };
 
 }  // namespace orvik

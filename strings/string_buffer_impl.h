@@ -157,7 +157,7 @@ auto StringBuffer<Units>::AppendBuffer(std::size_t n) -> Unit* {
 }
 
 template <typename Units>
-void StringBuffer<Units>::AppendUnits(UnitView text) {
+void StringBuffer<Units>::AppendToMore(UnitView text) {
   if (text.empty()) return;
   const std::size_t old = size();
   const std::size_t length = old + string_buffer::Length(text.size());

@@ -135,11 +135,10 @@ std::size_t FindUnitsBeforeZero(std::string_view content, std::string_view text)
   // the 0 byte is looked for no further than the text.
   std::size_t part = std::max<std::size_t>(256, 2 * text.size());
   for (std::size_t at = 0; at < content.size(); at += part - (text.size() - 1), part *= 2) {
-    std::string_view searched = content.substr(at, part);
-    const std::size_t zero = FindUnit(searched, '\0');
-    if (zero != kNotFound) searched = searched.substr(0, zero);
+    const std::string_view searched = content.substr(at, part);
     const std::size_t found = FindUnits(searched, text);
-    if (found != kNotFound) return at + found;
+    const std::size_t zero = FindUnit(searched.substr(0, found), '\0');
+    if (zero == kNotFound && found != kNotFound) return at + found;
     if (zero != kNotFound) return kNotFound;
   }
   return kNotFound;

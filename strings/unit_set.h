@@ -10,10 +10,14 @@
 
 namespace [[gnu::visibility("default")]] orvik {
 
-// Building a set takes a step for each unit, looking a unit up takes the same time for every set.
+// Most sets have a few units, which are compared one by one; a larger one has a bit for each unit
+// there is. So building a set takes a step for each of its units, and looking a unit up takes the
+// same time for every set.
 template <typename Unit>
 class UnitSet {
  public:
+  static constexpr std::size_t kFew = 4;
+
   explicit UnitSet(std::basic_string_view<Unit> units) {
     for (const Unit unit : units) Add(unit);
   }
@@ -21,18 +25,27 @@ class UnitSet {
   UnitSet& operator=(const UnitSet&) = delete;
 
   void Add(Unit unit) {
-    const std::size_t value = Value(unit);
-    if (value < kLow) {
-      low_[value / kBits] |= Bit(value);
-    } else {
-      AddHigh(unit);
+    if (count_ > kFew) {
+      AddBit(unit);
+      return;
     }
+    if (count_ != 0 && Contains(unit)) return;
+    // The places that are not used hold the first unit as well.
+    if (count_ == 0) few_.fill(unit);
+    if (count_ < kFew) {
+      few_[count_++] = unit;
+      return;
+    }
+    low_.fill(0);
+    for (const Unit known : few_) AddBit(known);
+    AddBit(unit);
+    ++count_;
   }
 
   bool Contains(Unit unit) const {
-    const std::size_t value = Value(unit);
-    if (value < kLow) return (low_[value / kBits] & Bit(value)) != 0;
-    return high_count_ != 0 && ContainsHigh(unit);
+    if (count_ > kFew) return ContainsBit(unit);
+    return count_ != 0 &&
+           (unit == few_[0]) | (unit == few_[1]) | (unit == few_[2]) | (unit == few_[3]);
   }
 
   // Length of the leading run of units that are in the set, or that are not.
@@ -42,44 +55,50 @@ class UnitSet {
     return i;
   }
   std::size_t RunOut(std::basic_string_view<Unit> content) const {
+    if (count_ == 0) return content.size();
+    if (count_ <= kFew) return RunOutOfFew(content, few_);
     std::size_t i = 0;
-    while (i < content.size() && !Contains(content[i])) ++i;
+    while (i < content.size() && !ContainsBit(content[i])) ++i;
     return i;
   }
 
  private:
   static constexpr std::size_t kLow = 256;
   static constexpr std::size_t kBits = 64;
-  // A few units above U+00FF are compared one by one. More get one bit for each unit there is,
-  // which is not touched before.
-  static constexpr std::size_t kFew = 4;
 
   static std::size_t Value(Unit unit) { return static_cast<std::make_unsigned_t<Unit>>(unit); }
   static std::uint64_t Bit(std::size_t value) { return std::uint64_t{1} << (value % kBits); }
 
-  void AddHigh(Unit unit) {
-    if (high_count_ <= kFew && ContainsHigh(unit)) return;
-    if (high_count_ < kFew) {
-      few_[high_count_++] = unit;
+  void AddBit(Unit unit) {
+    const std::size_t value = Value(unit);
+    if (value < kLow) {
+      low_[value / kBits] |= Bit(value);
       return;
     }
-    if (high_count_ == kFew) {
-      all_.fill(0);
-      for (const Unit known : few_) AddBit(known);
-      ++high_count_;
-    }
-    AddBit(unit);
+    if (!has_high_) all_.fill(0);
+    has_high_ = true;
+    all_[value / kBits] |= Bit(value);
   }
-  void AddBit(Unit unit) { all_[Value(unit) / kBits] |= Bit(Value(unit)); }
-  bool ContainsHigh(Unit unit) const {
-    if (high_count_ > kFew) return (all_[Value(unit) / kBits] & Bit(Value(unit))) != 0;
-    return std::find(few_.begin(), few_.begin() + high_count_, unit) != few_.begin() + high_count_;
+  bool ContainsBit(Unit unit) const {
+    const std::size_t value = Value(unit);
+    if (value < kLow) return (low_[value / kBits] & Bit(value)) != 0;
+    return has_high_ && (all_[value / kBits] & Bit(value)) != 0;
   }
+  static std::size_t RunOutOfFew(std::basic_string_view<Unit> content,
+                                 const std::array<Unit, kFew>& few);
 
-  std::array<std::uint64_t, kLow / kBits> low_{};
-  std::size_t high_count_ = 0;  // up to kFew + 1
+  std::size_t count_ = 0;  // kFew + 1 when there are more
   std::array<Unit, kFew> few_;
+  // The bits of units below kLow, and of all others once there is one of them.
+  bool has_high_ = false;
+  std::array<std::uint64_t, kLow / kBits> low_;
   std::array<std::uint64_t, sizeof(Unit) == 1 ? 1 : 0x10000 / kBits> all_;
 };
+
+template <>
+std::size_t UnitSet<char>::RunOutOfFew(std::string_view content, const std::array<char, kFew>& few);
+template <>
+std::size_t UnitSet<char16_t>::RunOutOfFew(std::u16string_view content,
+                                           const std::array<char16_t, kFew>& few);
 
 }  // namespace orvik
