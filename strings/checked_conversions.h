@@ -1,0 +1,35 @@
+// Conversions that say what could not be converted, and where.
+//
+// Each replaces the target by the converted text and reports conversionOK. If something cannot be
+// converted the target stays as it was, and the report says why and at which unit of the source. 0
+// units inside the source are converted like any other; a null source is an empty text. Too little
+// memory throws, as it does for any string.
+#pragma once
+
+#include <cstddef>
+
+#include "strings/atl_string.h"
+#include "strings/atl_string_a.h"
+#include "strings/unicode_conversions.h"
+
+namespace [[gnu::visibility("default")]] orvik {
+
+struct ConversionReport {
+  // sourceIllegal: what is at the position is malformed, an unpaired surrogate, or a character that
+  // the target's encoding lacks. sourceExhausted: the source ends within the character there.
+  ConversionResult status = conversionOK;
+  // In units of the source, from its start: its length when all was converted.
+  std::size_t position = 0;
+
+  explicit operator bool() const { return status == conversionOK; }
+};
+
+// UTF-8 (RFC 3629) and UTF-16 into one another.
+[[nodiscard]] ConversionReport WideFromUtf8(TextView<char> source, CAtlString& target);
+[[nodiscard]] ConversionReport Utf8FromWide(TextView<char16_t> source, CAtlStringA& target);
+
+// UTF-16 to bytes of one character each.
+[[nodiscard]] ConversionReport Latin1FromWide(TextView<char16_t> source, CAtlStringA& target);
+[[nodiscard]] ConversionReport MacRomanFromWide(TextView<char16_t> source, CAtlStringA& target);
+
+}  // namespace orvik
