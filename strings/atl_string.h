@@ -21,9 +21,11 @@
 #include <cstdint>
 #include <functional>
 #include <iosfwd>
+#include <span>
 #include <string_view>
 
 #include "platform/core_foundation/base.h"
+#include "strings/format_text.h"
 #include "strings/string_buffer.h"
 #include "strings/string_operations.h"
 
@@ -141,26 +143,36 @@ class CAtlString : public StringOperations<CAtlString, WideUnits> {
   // Cut a longer result at the old length: "\u00DFa" becomes "SS". Under the current locale.
   CAtlString& MakeUpper();
   CAtlString& MakeLower();
+  // The whole result: "SSA".
+  [[nodiscard]] CAtlString Uppercased() const;
+  [[nodiscard]] CAtlString Lowercased() const;
 
-  // "%s" and "%S" take a zero-terminated char16_t array, "%@" a platform object, the rest is
-  // printf. Every "%s" of the format is taken as "%S", after a "%%" too. When the format cannot be
-  // carried out the string stays. The arguments may be this string's own content.
-  void Format(const char16_t* format, ...);
-  void FormatV(const char16_t* format, std::va_list arguments);
-  void AppendFormat(const char16_t* format, ...);
-  void AppendFormat(const char16_t* format, std::va_list arguments);
-  // Keeps a literal 0 from being taken for the argument list.
-  template <typename First, typename... Rest>
-  requires std::integral<First> || std::same_as<First, std::nullptr_t>
-  void AppendFormat(const char16_t* format, First first, Rest... rest) {
-    AppendFormatOf(format, first, rest...);
+  // Replaces the content by the formatted text, or appends it. The arguments come with their types
+  // (strings/format_text.h): "%s" and "%S" take wide and narrow text alike, "%@" a platform object,
+  // the rest is printf. The string stays when the format cannot be carried out, and when the result
+  // would be longer than kMaximumFormattedLength units. The arguments may be this string itself.
+  template <Formattable... Arguments>
+  void Format(FormatTextFor<char16_t, Arguments...> format, const Arguments&... arguments) {
+    FormatV(format.View(), FormatList(arguments...));
   }
+  template <Formattable... Arguments>
+  void AppendFormat(FormatTextFor<char16_t, Arguments...> format, const Arguments&... arguments) {
+    AppendFormatV(format.View(), FormatList(arguments...));
+  }
+  void FormatV(std::u16string_view format, std::span<const FormatArgument> arguments);
+  void AppendFormatV(std::u16string_view format, std::span<const FormatArgument> arguments);
+  // With an argument list of C, whose types are what the format says: "%s" alone takes a
+  // zero-terminated char16_t array like "%S", but "%5s", "%-5s" and "%1$s" take a char array. ("%s"
+  // is replaced by "%S" in the text of the format, after a "%%" too.) Positions must not leave out
+  // an argument.
+  void FormatV(const char16_t* format, std::va_list arguments);
+  void AppendFormat(Text format, std::va_list arguments);
 
   // Writes the text in UTF-8, an unpaired surrogate as "?".
   friend std::ostream& operator<<(std::ostream& out, const CAtlString& text);
 
  private:
-  void AppendFormatOf(const char16_t* format, ...);
+  void TakeFormatted(std::u16string_view units);
 };
 
 // The shared empty string.

@@ -21,6 +21,7 @@
 #include <cstdint>
 #include <functional>
 #include <iosfwd>
+#include <span>
 #include <string_view>
 
 #include "platform/core_foundation/base.h"
@@ -142,6 +143,9 @@ class CAtlStringA : public StringOperations<CAtlStringA, NarrowUnits> {
     return CompareNoCase(text);
   }
 
+  // By the current locale's collation; 0 also when it fails.
+  [[nodiscard]] int Collated(Text other, bool case_sensitive = true) const;
+
   // A platform string of the content up to its first 0 byte, taken as Mac OS Roman; the caller
   // releases it.
   [[nodiscard]] CFStringRef CreateCFStringRef(CFAllocatorRef allocator) const;
@@ -150,19 +154,21 @@ class CAtlStringA : public StringOperations<CAtlStringA, NarrowUnits> {
   CAtlStringA& MakeUpper();
   CAtlStringA& MakeLower();
 
-  // "%s" takes a zero-terminated char array, "%S" a char16_t array, "%@" a platform object, the
-  // rest is printf. When the format cannot be carried out, or the result has characters that Mac OS
-  // Roman lacks, the string stays. The arguments may be this string's own content.
-  void Format(const char* format, ...);
-  void FormatV(const char* format, std::va_list arguments);
-  void AppendFormat(const char* format, ...);
-  void AppendFormat(const char* format, std::va_list arguments);
-  // Keeps a literal 0 from being taken for the argument list.
-  template <typename First, typename... Rest>
-  requires std::integral<First> || std::same_as<First, std::nullptr_t>
-  void AppendFormat(const char* format, First first, Rest... rest) {
-    AppendFormatOf(format, first, rest...);
+  // As those of CAtlString, with the format in Mac OS Roman. The string stays also when the result
+  // has characters that Mac OS Roman lacks.
+  template <Formattable... Arguments>
+  void Format(FormatTextFor<char, Arguments...> format, const Arguments&... arguments) {
+    FormatV(format.View(), FormatList(arguments...));
   }
+  template <Formattable... Arguments>
+  void AppendFormat(FormatTextFor<char, Arguments...> format, const Arguments&... arguments) {
+    AppendFormatV(format.View(), FormatList(arguments...));
+  }
+  void FormatV(std::string_view format, std::span<const FormatArgument> arguments);
+  void AppendFormatV(std::string_view format, std::span<const FormatArgument> arguments);
+  // With an argument list of C: "%s" takes a zero-terminated char array, "%S" a char16_t array.
+  void FormatV(const char* format, std::va_list arguments);
+  void AppendFormat(Text format, std::va_list arguments);
 
   // The leading run of bytes that are in the set, or that are not.
   [[nodiscard]] CAtlStringA SpanIncluding(Text set) const;
@@ -172,7 +178,8 @@ class CAtlStringA : public StringOperations<CAtlStringA, NarrowUnits> {
   friend std::ostream& operator<<(std::ostream& out, const CAtlStringA& text);
 
  private:
-  void AppendFormatOf(const char* format, ...);
+  void TakeFormatted(std::u16string_view units);
+  void AppendFormatted(std::u16string_view units);
 };
 
 // The shared empty string.

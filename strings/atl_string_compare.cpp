@@ -42,6 +42,20 @@ int CompareWithoutCase(std::basic_string_view<A> a, std::basic_string_view<B> b)
   });
 }
 
+int CollateUnits(std::u16string_view a, std::u16string_view b, bool case_sensitive) {
+  CollatorRef collator = nullptr;
+  if (UCCreateCollator(nullptr, 0, case_sensitive ? kUCCollateStandardOptions : kCaseInsensitive,
+                       &collator) != 0) {
+    return 0;
+  }
+  Boolean equivalent = false;
+  SInt32 order = 0;
+  const OSStatus status =
+      UCCompareText(collator, a.data(), a.size(), b.data(), b.size(), &equivalent, &order);
+  UCDisposeCollator(&collator);
+  return status != 0 || equivalent ? 0 : order;
+}
+
 char16_t UnitOf(char mac_roman) {
   const auto byte = static_cast<unsigned char>(mac_roman);
   return byte < 0x80 ? byte : UnitOfMacRoman(byte);
@@ -77,18 +91,11 @@ int CAtlString::CompareNoCase(const CAtlString& other) const {
 }
 
 int CAtlString::Collated(Text other, bool case_sensitive) const {
-  CollatorRef collator = nullptr;
-  if (UCCreateCollator(nullptr, 0, case_sensitive ? kUCCollateStandardOptions : kCaseInsensitive,
-                       &collator) != 0) {
-    return 0;
-  }
-  Boolean equivalent = false;
-  SInt32 order = 0;
-  const OSStatus status =
-      UCCompareText(collator, GetString(), static_cast<UniCharCount>(GetLength()), other.data(),
-                    other.size(), &equivalent, &order);
-  UCDisposeCollator(&collator);
-  return status != 0 || equivalent ? 0 : order;
+  return CollateUnits(View(), other, case_sensitive);
+}
+
+int CAtlStringA::Collated(Text other, bool case_sensitive) const {
+  return CollateUnits(UnitsOf(View()), UnitsOf(other), case_sensitive);
 }
 
 int CAtlStringA::Compare(std::string_view other) const {

@@ -8,15 +8,19 @@
 #include "strings/atl_string_a.h"
 #include "strings/case_in_place.h"
 #include "strings/object_text.h"
+#include "text/case_mapping.h"
 #include "text/formatter.h"
 #include "text/mac_roman.h"
+#include "text/user_locale.h"
 
 namespace orvik {
 
 namespace {
 
-bool FormatWide(FormatBuffer& result, const char16_t* format, std::va_list arguments) {
-  return format != nullptr &&
+// Both kinds of argument lists; false also without a format.
+template <typename List>
+bool FormatWide(FormatBuffer& result, std::u16string_view format, List& arguments) {
+  return format.data() != nullptr &&
          FormatUnits(result, format, arguments, DescribeObject, FormatStyle::kSmallStringsAreWide);
 }
 
@@ -25,8 +29,11 @@ int MacRomanOf(char16_t unit) {
 }
 
 // Only a text that Mac OS Roman can hold.
-bool FormatNarrow(FormatBuffer& result, const char* format, std::va_list arguments) {
-  if (format == nullptr || !FormatMacRoman(result, format, arguments, DescribeObject)) return false;
+template <typename List>
+bool FormatNarrow(FormatBuffer& result, std::string_view format, List& arguments) {
+  if (format.data() == nullptr || !FormatMacRoman(result, format, arguments, DescribeObject)) {
+    return false;
+  }
   const auto units = result.units();
   return std::all_of(units.begin(), units.end(),
                      [](char16_t unit) { return MacRomanOf(unit) >= 0; });
@@ -45,80 +52,72 @@ CAtlString& CAtlString::MakeUpper() {
   return *this;
 }
 
+CAtlString CAtlString::Uppercased() const {
+  return CAtlString(ToUpper(View(), CurrentLocaleIdentifier(LocaleCategory::kCharacters)));
+}
+
+CAtlString CAtlString::Lowercased() const {
+  return CAtlString(ToLower(View(), CurrentLocaleIdentifier(LocaleCategory::kCharacters)));
+}
+
 CAtlString& CAtlString::MakeLower() {
   CopyBeforeWrite();
   MapCaseInPlace(GetBuffer(), View().size(), CFStringLowercase);
   return *this;
 }
 
+void CAtlString::FormatV(std::u16string_view format, std::span<const FormatArgument> arguments) {
+  FormatBuffer result;
+  if (FormatWide(result, format, arguments)) TakeFormatted(result.units());
+}
+
 void CAtlString::FormatV(const char16_t* format, std::va_list arguments) {
   FormatBuffer result;
-  if (!FormatWide(result, format, arguments)) return;
-  const auto units = result.units();
+  if (FormatWide(result, ViewOf(format), arguments)) TakeFormatted(result.units());
+}
+
+void CAtlString::AppendFormatV(std::u16string_view format,
+                               std::span<const FormatArgument> arguments) {
+  FormatBuffer result;
+  if (FormatWide(result, format, arguments)) AppendUnits(result.units());
+}
+
+void CAtlString::AppendFormat(Text format, std::va_list arguments) {
+  FormatBuffer result;
+  if (FormatWide(result, format, arguments)) AppendUnits(result.units());
+}
+
+void CAtlString::TakeFormatted(std::u16string_view units) {
   std::copy(units.begin(), units.end(), FreshBuffer(units.size(), 1));
 }
 
-void CAtlString::Format(const char16_t* format, ...) {
-  std::va_list arguments;
-  va_start(arguments, format);
-  FormatV(format, arguments);
-  va_end(arguments);
-}
-
-void CAtlString::AppendFormat(const char16_t* format, std::va_list arguments) {
+void CAtlStringA::FormatV(std::string_view format, std::span<const FormatArgument> arguments) {
   FormatBuffer result;
-  if (!FormatWide(result, format, arguments)) return;
-  const auto units = result.units();
-  ConcatInPlace(static_cast<int>(units.size()), units.data());
-}
-
-void CAtlString::AppendFormat(const char16_t* format, ...) {
-  std::va_list arguments;
-  va_start(arguments, format);
-  AppendFormat(format, arguments);
-  va_end(arguments);
-}
-
-void CAtlString::AppendFormatOf(const char16_t* format, ...) {
-  std::va_list arguments;
-  va_start(arguments, format);
-  AppendFormat(format, arguments);
-  va_end(arguments);
+  if (FormatNarrow(result, format, arguments)) TakeFormatted(result.units());
 }
 
 void CAtlStringA::FormatV(const char* format, std::va_list arguments) {
   FormatBuffer result;
-  if (!FormatNarrow(result, format, arguments)) return;
-  const auto units = result.units();
+  if (FormatNarrow(result, ViewOf(format), arguments)) TakeFormatted(result.units());
+}
+
+void CAtlStringA::AppendFormatV(std::string_view format,
+                                std::span<const FormatArgument> arguments) {
+  FormatBuffer result;
+  if (FormatNarrow(result, format, arguments)) AppendFormatted(result.units());
+}
+
+void CAtlStringA::AppendFormat(Text format, std::va_list arguments) {
+  FormatBuffer result;
+  if (FormatNarrow(result, format, arguments)) AppendFormatted(result.units());
+}
+
+void CAtlStringA::TakeFormatted(std::u16string_view units) {
   WriteMacRoman(units, FreshBuffer(units.size(), 1));
 }
 
-void CAtlStringA::Format(const char* format, ...) {
-  std::va_list arguments;
-  va_start(arguments, format);
-  FormatV(format, arguments);
-  va_end(arguments);
-}
-
-void CAtlStringA::AppendFormat(const char* format, std::va_list arguments) {
-  FormatBuffer result;
-  if (!FormatNarrow(result, format, arguments)) return;
-  const auto units = result.units();
+void CAtlStringA::AppendFormatted(std::u16string_view units) {
   if (!units.empty()) WriteMacRoman(units, AppendBuffer(units.size()));
-}
-
-void CAtlStringA::AppendFormat(const char* format, ...) {
-  std::va_list arguments;
-  va_start(arguments, format);
-  AppendFormat(format, arguments);
-  va_end(arguments);
-}
-
-void CAtlStringA::AppendFormatOf(const char* format, ...) {
-  std::va_list arguments;
-  va_start(arguments, format);
-  AppendFormat(format, arguments);
-  va_end(arguments);
 }
 
 }  // namespace orvik

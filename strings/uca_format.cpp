@@ -14,13 +14,14 @@ namespace orvik {
 
 namespace {
 
-bool FormatInto(FormatBuffer& result, const char16_t* format, std::va_list arguments) {
-  return format != nullptr && FormatUnits(result, format, arguments, DescribeObject);
+// Both kinds of argument lists; false also without a format.
+template <typename List>
+bool FormatInto(FormatBuffer& result, std::u16string_view format, List& arguments) {
+  return format.data() != nullptr && FormatUnits(result, format, arguments, DescribeObject);
 }
 
-}  // namespace
-
-int vsucaprintf(char16_t* buffer, const char16_t* format, std::va_list arguments) {
+template <typename List>
+int PrintToArray(char16_t* buffer, std::u16string_view format, List& arguments) {
   FormatBuffer result;
   if (!FormatInto(result, format, arguments)) return -1;
   const std::u16string_view units = result.units();
@@ -28,15 +29,8 @@ int vsucaprintf(char16_t* buffer, const char16_t* format, std::va_list arguments
   return static_cast<int>(units.size());
 }
 
-int sucaprintf(char16_t* buffer, const char16_t* format, ...) {
-  std::va_list arguments;
-  va_start(arguments, format);
-  const int length = vsucaprintf(buffer, format, arguments);
-  va_end(arguments);
-  return length;
-}
-
-int vsnucaprintf(char16_t* buffer, int size, const char16_t* format, std::va_list arguments) {
+template <typename List>
+int PrintToArray(char16_t* buffer, int size, std::u16string_view format, List& arguments) {
   FormatBuffer result;
   if (!FormatInto(result, format, arguments)) return -1;
   if (size < 1) return 0;
@@ -46,15 +40,8 @@ int vsnucaprintf(char16_t* buffer, int size, const char16_t* format, std::va_lis
   return units.size() < room ? static_cast<int>(units.size()) : size;
 }
 
-int snucaprintf(char16_t* buffer, int size, const char16_t* format, ...) {
-  std::va_list arguments;
-  va_start(arguments, format);
-  const int length = vsnucaprintf(buffer, size, format, arguments);
-  va_end(arguments);
-  return length;
-}
-
-int vfucaprintf(std::FILE* stream, const char16_t* format, std::va_list arguments) {
+template <typename List>
+int PrintToStream(std::FILE* stream, std::u16string_view format, List& arguments) {
   FormatBuffer result;
   if (stream == nullptr || !FormatInto(result, format, arguments)) return -1;
   const std::u16string_view units = result.units();
@@ -62,24 +49,34 @@ int vfucaprintf(std::FILE* stream, const char16_t* format, std::va_list argument
   return written == units.size() ? static_cast<int>(written) : -1;
 }
 
-int fucaprintf(std::FILE* stream, const char16_t* format, ...) {
-  std::va_list arguments;
-  va_start(arguments, format);
-  const int length = vfucaprintf(stream, format, arguments);
-  va_end(arguments);
-  return length;
+}  // namespace
+
+int vsucaprintf(char16_t* buffer, const char16_t* format, std::va_list arguments) {
+  return PrintToArray(buffer, ViewOf(format), arguments);
+}
+int vsucaprintf(char16_t* buffer, std::u16string_view format,
+                std::span<const FormatArgument> arguments) {
+  return PrintToArray(buffer, format, arguments);
+}
+
+int vsnucaprintf(char16_t* buffer, int size, const char16_t* format, std::va_list arguments) {
+  return PrintToArray(buffer, size, ViewOf(format), arguments);
+}
+int vsnucaprintf(char16_t* buffer, int size, std::u16string_view format,
+                 std::span<const FormatArgument> arguments) {
+  return PrintToArray(buffer, size, format, arguments);
+}
+
+int vfucaprintf(std::FILE* stream, const char16_t* format, std::va_list arguments) {
+  return PrintToStream(stream, ViewOf(format), arguments);
+}
+int vfucaprintf(std::FILE* stream, std::u16string_view format,
+                std::span<const FormatArgument> arguments) {
+  return PrintToStream(stream, format, arguments);
 }
 
 int vucaprintf(const char16_t* format, std::va_list arguments) {
   return vfucaprintf(stdout, format, arguments);
-}
-
-int ucaprintf(const char16_t* format, ...) {
-  std::va_list arguments;
-  va_start(arguments, format);
-  const int length = vucaprintf(format, arguments);
-  va_end(arguments);
-  return length;
 }
 
 int vsucascanf(const char16_t* input, const char16_t* format, std::va_list arguments) {

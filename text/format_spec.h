@@ -1,10 +1,11 @@
 // The parsing of one conversion of a format.
 #pragma once
 
-#include <algorithm>
+#include <cstddef>
 #include <string_view>
+#include <type_traits>
 
-namespace orvik {
+namespace [[gnu::visibility("default")]] orvik {
 
 enum class FormatLength {
   kNone,
@@ -42,9 +43,48 @@ struct FormatSpec {
   char16_t conversion = 0;  // 0: the format ended within the conversion
 };
 
+// What kind of argument a conversion takes.
+enum class FormatClass { kNone, kInteger, kReal, kText, kObject, kPointer };
+
+// kNone for "%%" and for what is no conversion.
+constexpr FormatClass ClassOf(char16_t conversion) {
+  switch (conversion) {
+    case 'd':
+    case 'D':
+    case 'i':
+    case 'u':
+    case 'U':
+    case 'x':
+    case 'X':
+    case 'o':
+    case 'O':
+    case 'c':
+    case 'C':
+      return FormatClass::kInteger;
+    case 'e':
+    case 'E':
+    case 'f':
+    case 'F':
+    case 'g':
+    case 'G':
+    case 'a':
+    case 'A':
+      return FormatClass::kReal;
+    case 's':
+    case 'S':
+      return FormatClass::kText;
+    case '@':
+      return FormatClass::kObject;
+    case 'p':
+      return FormatClass::kPointer;
+    default:
+      return FormatClass::kNone;
+  }
+}
+
 // Reads the conversion whose "%" stands before `index`, which is moved behind it.
 template <class Unit>
-FormatSpec ParseFormatSpec(std::basic_string_view<Unit> format, size_t& index) {
+constexpr FormatSpec ParseFormatSpec(std::basic_string_view<Unit> format, size_t& index) {
   FormatSpec spec;
   const auto at = [&]() -> unsigned {
     return index < format.size() ? static_cast<std::make_unsigned_t<Unit>>(format[index]) : 0u;

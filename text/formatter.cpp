@@ -5,6 +5,7 @@
 #include <string_view>
 #include <vector>
 
+#include "text/format_check.h"
 #include "text/format_numbers.h"
 #include "text/format_spec.h"
 #include "text/mac_roman.h"
@@ -35,6 +36,29 @@ struct ArgumentValue {
     const void* pointer;
   };
   long double long_real;
+  const FormatArgument* typed = nullptr;  // in place of the others
+};
+
+// Arguments with their types, in any order.
+class TypedArguments {
+ public:
+  explicit TypedArguments(std::span<const FormatArgument> arguments) : arguments_(arguments) {}
+
+  ArgumentValue Next(ArgumentKind) { return At(++last_); }
+  ArgumentValue At(int position) const {
+    ArgumentValue value{};
+    const auto index = static_cast<size_t>(position) - 1;
+    value.typed = index < arguments_.size() ? &arguments_[index] : &kMissing;
+    return value;
+  }
+
+ private:
+  // No conversion takes it.
+  static constexpr FormatArgument kMissing =
+      FormatArgument::Pointer(static_cast<FormatArgument::Kind>(-1), nullptr);
+
+  std::span<const FormatArgument> arguments_;
+  int last_ = 0;
 };
 
 // The argument list, read in order.
@@ -104,39 +128,18 @@ ArgumentKind IntegerKind(FormatLength length) {
   }
 }
 
-// kNone for "%%" and for what is no conversion.
 ArgumentKind KindOf(const FormatSpec& spec) {
-  switch (spec.conversion) {
-    case 'd':
-    case 'D':
-    case 'i':
-    case 'u':
-    case 'U':
-    case 'x':
-    case 'X':
-    case 'o':
-    case 'O':
-      return IntegerKind(spec.length);
-    case 'c':
-    case 'C':
-      return ArgumentKind::kInt;
-    case 'e':
-    case 'E':
-    case 'f':
-    case 'F':
-    case 'g':
-    case 'G':
-    case 'a':
-    case 'A':
+  switch (ClassOf(spec.conversion)) {
+    case FormatClass::kNone:
+      return ArgumentKind::kNone;
+    case FormatClass::kInteger:
+      return spec.conversion == 'c' || spec.conversion == 'C' ? ArgumentKind::kInt
+                                                              : IntegerKind(spec.length);
+    case FormatClass::kReal:
       return spec.length == FormatLength::kLongDouble ? ArgumentKind::kLongDouble
                                                       : ArgumentKind::kDouble;
-    case 's':
-    case 'S':
-    case '@':
-    case 'p':
-      return ArgumentKind::kPointer;
     default:
-      return ArgumentKind::kNone;
+      return ArgumentKind::kPointer;
   }
 }
 
@@ -180,8 +183,65 @@ bool PutWide(FormatBuffer& out, const FormatSpec& spec, const char16_t* text) {
   return PutUnits(out, spec, {text, length});
 }
 
+// The character of an integer, by the conversion.
+char16_t CharacterOf(const FormatSpec& spec, std::intmax_t value) {
+  const bool is_wide = spec.conversion == 'C' ? spec.length != FormatLength::kHalf
+                                              : spec.length == FormatLength::kLong;
+  return is_wide ? static_cast<char16_t>(value) : UnitOfMacRoman(static_cast<unsigned char>(value));
+}
+
+bool PutCharacter(FormatBuffer& out, const FormatSpec& spec, char16_t unit) {
+  return PutPadded(out, spec, 1, [&] { return out.Append(1, unit); });
+}
+
+// As what the argument is, whichever of the conversions that take it is written.
+bool PutTyped(FormatBuffer& out, FormatSpec spec, const FormatArgument& argument,
+              ObjectDescriber describe) {
+  using Kind = FormatArgument::Kind;
+  const FormatClass format_class = ClassOf(spec.conversion);
+  if (!TakesArgument(format_class, argument.kind)) return false;
+  if (format_class == FormatClass::kPointer) return PutAddress(out, spec, argument.pointer);
+  const bool is_character = spec.conversion == 'c' || spec.conversion == 'C';
+  switch (argument.kind) {
+    case Kind::kByte:
+      if (is_character) {
+        return PutCharacter(out, spec,
+                            UnitOfMacRoman(static_cast<unsigned char>(argument.integer)));
+      }
+      break;
+    case Kind::kUnit:
+      if (is_character) return PutCharacter(out, spec, static_cast<char16_t>(argument.integer));
+      break;
+    case Kind::kReal:
+      return PutReal(out, spec, argument.real);
+    case Kind::kLongReal:
+      return PutReal(out, spec, *static_cast<const long double*>(argument.pointer));
+    case Kind::kNarrow: {
+      if (argument.pointer == nullptr) return PutUnits(out, spec, kNull);
+      const std::string_view text(static_cast<const char*>(argument.pointer),
+                                  Limit(spec, argument.length));
+      return PutPadded(out, spec, text.size(), [&] { return out.AppendMacRoman(text); });
+    }
+    case Kind::kWide:
+      if (argument.pointer == nullptr) return PutUnits(out, spec, kNull);
+      return PutUnits(out, spec, {static_cast<const char16_t*>(argument.pointer), argument.length});
+    case Kind::kObject:
+      if (argument.pointer == nullptr || describe == nullptr) return PutUnits(out, spec, kNull);
+      return PutUnits(out, spec, describe(argument.pointer));
+    default:
+      break;
+  }
+  if (is_character) return PutCharacter(out, spec, CharacterOf(spec, argument.integer));
+  if (spec.length != FormatLength::kHalf && spec.length != FormatLength::kHalfHalf) {
+    spec.length =
+        argument.kind == Kind::kLongInteger ? FormatLength::kLongLong : FormatLength::kNone;
+  }
+  return PutInteger(out, spec, argument.integer);
+}
+
 bool PutArgument(FormatBuffer& out, const FormatSpec& spec, ArgumentValue value,
                  ObjectDescriber describe) {
+  if (value.typed != nullptr) return PutTyped(out, spec, *value.typed, describe);
   switch (spec.conversion) {
     case '@':
       return value.pointer == nullptr || describe == nullptr
@@ -196,13 +256,8 @@ bool PutArgument(FormatBuffer& out, const FormatSpec& spec, ArgumentValue value,
                  ? PutMacRoman(out, spec, static_cast<const char*>(value.pointer))
                  : PutWide(out, spec, static_cast<const char16_t*>(value.pointer));
     case 'c':
-    case 'C': {
-      const bool is_wide = spec.conversion == 'C' ? spec.length != FormatLength::kHalf
-                                                  : spec.length == FormatLength::kLong;
-      const auto unit = is_wide ? static_cast<char16_t>(value.integer)
-                                : UnitOfMacRoman(static_cast<unsigned char>(value.integer));
-      return PutPadded(out, spec, 1, [&] { return out.Append(1, unit); });
-    }
+    case 'C':
+      return PutCharacter(out, spec, CharacterOf(spec, value.integer));
     case 'p':
       return PutAddress(out, spec, value.pointer);
     case 'e':
@@ -250,8 +305,8 @@ class Formatter {
   Formatter(FormatBuffer& out, View format, ObjectDescriber describe, FormatStyle style)
       : out_(out), format_(format), describe_(describe), style_(style) {}
 
-  bool Run(std::va_list arguments) {
-    ArgumentReader reader(arguments);
+  template <class Reader>
+  bool Run(Reader reader) {
     size_t index = 0;
     for (;;) {
       const size_t percent = std::min(format_.find(Unit{'%'}, index), format_.size());
@@ -273,14 +328,16 @@ class Formatter {
       }
       if (!SetMode(spec) || !ReadPositions(reader)) return false;
       const auto take = [&](int position, ArgumentKind argument_kind) {
-        return positional_ == Positional::kYes ? values_[static_cast<size_t>(position) - 1]
-                                               : reader.Next(argument_kind);
+        return positional_ == Positional::kYes ? At(reader, position) : reader.Next(argument_kind);
       };
+      std::intmax_t number;
       if (spec.width_is_argument) {
-        SetWidth(spec, take(spec.width_position, ArgumentKind::kInt).integer);
+        if (!NumberOf(take(spec.width_position, ArgumentKind::kInt), &number)) return false;
+        SetWidth(spec, number);
       }
       if (spec.precision_is_argument) {
-        SetPrecision(spec, take(spec.precision_position, ArgumentKind::kInt).integer);
+        if (!NumberOf(take(spec.precision_position, ArgumentKind::kInt), &number)) return false;
+        SetPrecision(spec, number);
       }
       if (!PutArgument(out_, spec, take(spec.position, kind), describe_)) return false;
     }
@@ -337,6 +394,20 @@ class Formatter {
     return true;
   }
 
+  static bool NumberOf(const ArgumentValue& value, std::intmax_t* number) {
+    if (value.typed != nullptr && !TakesArgument(FormatClass::kInteger, value.typed->kind)) {
+      return false;
+    }
+    *number = value.typed != nullptr ? value.typed->integer : value.integer;
+    return true;
+  }
+
+  ArgumentValue At(const TypedArguments& reader, int position) const { return reader.At(position); }
+  ArgumentValue At(const ArgumentReader&, int position) const {
+    return values_[static_cast<size_t>(position) - 1];
+  }
+
+  bool ReadPositions(const TypedArguments&) { return true; }
   // Reads all arguments in their order, once it is known that they have positions.
   bool ReadPositions(ArgumentReader& reader) {
     if (positional_ != Positional::kYes || !values_.empty()) return true;
@@ -381,12 +452,25 @@ class Formatter {
 
 bool FormatUnits(FormatBuffer& result, std::u16string_view format, std::va_list arguments,
                  ObjectDescriber describe, FormatStyle style) {
-  return Formatter<char16_t>(result, format, describe, style).Run(arguments);
+  return Formatter<char16_t>(result, format, describe, style).Run(ArgumentReader(arguments));
+}
+
+bool FormatUnits(FormatBuffer& result, std::u16string_view format,
+                 std::span<const FormatArgument> arguments, ObjectDescriber describe,
+                 FormatStyle style) {
+  return Formatter<char16_t>(result, format, describe, style).Run(TypedArguments(arguments));
 }
 
 bool FormatMacRoman(FormatBuffer& result, std::string_view format, std::va_list arguments,
                     ObjectDescriber describe) {
-  return Formatter<char>(result, format, describe, FormatStyle::kPlain).Run(arguments);
+  return Formatter<char>(result, format, describe, FormatStyle::kPlain)
+      .Run(ArgumentReader(arguments));
+}
+
+bool FormatMacRoman(FormatBuffer& result, std::string_view format,
+                    std::span<const FormatArgument> arguments, ObjectDescriber describe) {
+  return Formatter<char>(result, format, describe, FormatStyle::kPlain)
+      .Run(TypedArguments(arguments));
 }
 
 }  // namespace orvik

@@ -13,15 +13,24 @@
 // unknown conversion is copied to the result and takes no argument. %n is not carried out. Numbers
 // with a fraction use "." whatever the locale of libc says.
 //
-// A format is refused (false) when its positional arguments leave one out ("%2$d" alone: the type
-// of the first is not known, so the second cannot be reached) or are mixed with others, or when the
-// result would exceed kMaximumFormattedLength units; a width or precision is part of that.
+// Arguments come in a list of C, whose types the format alone says, or with their types. With their
+// types each is shown as what it is: a wide and a narrow text are right for %s, %S and %@ alike, an
+// integer for %d in its full size (hh and h cut it). Positions may then leave out arguments, and a
+// format is refused when an argument is missing or its conversion does not take it
+// (text/format_check.h).
+//
+// A format is refused (false) when the positions of a list of C leave one out ("%2$d" alone: the
+// type of the first is not known, so the second cannot be reached), when positions are mixed with
+// other arguments, or when the result would exceed kMaximumFormattedLength units; a width or
+// precision is part of that.
 #pragma once
 
 #include <cstdarg>
+#include <span>
 #include <string>
 #include <string_view>
 
+#include "text/format_argument.h"
 #include "text/format_buffer.h"
 
 namespace [[gnu::visibility("default")]] orvik {
@@ -40,8 +49,14 @@ using ObjectDescriber = std::u16string (*)(const void* object);
 bool FormatUnits(FormatBuffer& result, std::u16string_view format, std::va_list arguments,
                  ObjectDescriber describe, FormatStyle style = FormatStyle::kPlain);
 
+bool FormatUnits(FormatBuffer& result, std::u16string_view format,
+                 std::span<const FormatArgument> arguments, ObjectDescriber describe,
+                 FormatStyle style = FormatStyle::kPlain);
+
 // The same with the format in Mac OS Roman.
 bool FormatMacRoman(FormatBuffer& result, std::string_view format, std::va_list arguments,
                     ObjectDescriber describe);
+bool FormatMacRoman(FormatBuffer& result, std::string_view format,
+                    std::span<const FormatArgument> arguments, ObjectDescriber describe);
 
 }  // namespace orvik

@@ -4,12 +4,14 @@
 #include <climits>
 #include <cstdarg>
 #include <iterator>
+#include <string>
 #include <string_view>
 #include <utility>
 #include <vector>
 
 #include "platform/core_foundation/string.h"
 #include "strings/atl_string.h"
+#include "strings/atl_string_a.h"
 
 namespace orvik {
 namespace {
@@ -152,7 +154,7 @@ TEST(CAtlStringOperations, Tokenizes) {
   EXPECT_EQ(CAtlString(u"abc").Tokenize(nullptr, position).View(), u"abc");
 }
 
-void FormatList(CAtlString& text, const char16_t* format, ...) {
+void FormatListOfC(CAtlString& text, const char16_t* format, ...) {
   std::va_list arguments;
   va_start(arguments, format);
   text.FormatV(format, arguments);
@@ -173,24 +175,80 @@ TEST(CAtlStringOperations, Formats) {
   text.AppendFormat(u" %s", static_cast<const char16_t*>(nullptr));
   text.AppendFormat(u" %.1f", 0.5);
   EXPECT_EQ(text.View(), u"%S 0 (null) 0.5");
-  FormatList(text, u"%@;", CFSTR(u"object"));
+  FormatListOfC(text, u"%@;", CFSTR(u"object"));
   EXPECT_EQ(text.View(), u"object;object;");
   text.AppendFormat(u"%s", text.GetString());
   EXPECT_EQ(text.View(), u"object;object;object;object;");
   const CAtlString shared = text;
-  text.Format(u"%2$d %4$d", 1, 2, 3, 4);  // no carrying out of what leaves a gap
+  FormatListOfC(text, u"%2$d %4$d", 1, 2, 3, 4);  // a list of C must not leave a gap
   text.Format(nullptr);
   EXPECT_EQ(text.GetString(), shared.GetString());
   text.Format(u"");
   EXPECT_EQ(text.View(), u"");
 }
 
+template <typename... Arguments>
+concept FormatsWide = requires(CAtlString text, const char16_t* format, Arguments... arguments) {
+  text.Format(format, arguments...);
+  text.AppendFormat(format, arguments...);
+};
+struct Other {};
+static_assert(
+    FormatsWide<CAtlString, CAtlStringA, std::string, char, bool, const int*, CFStringRef>);
+static_assert(!FormatsWide<Other> && !FormatsWide<std::vector<int>> && !FormatsWide<int, Other>);
+
+TEST(CAtlStringOperations, FormatsByTheTypesOfTheArguments) {
+  const CAtlString wide(u"w\u20AC");
+  const CAtlStringA narrow("\x80n");  // Mac OS Roman
+  const struct {
+    const char16_t* format;
+    u16string_view expected;
+  } cases[] = {
+      {u"[%s|%s]", u"[w\u20AC|\u00C4n]"},
+      {u"[%S|%S]", u"[w\u20AC|\u00C4n]"},
+      {u"[%hs|%ls]", u"[w\u20AC|\u00C4n]"},
+      {u"[%5s|%-4s]", u"[   w\u20AC|\u00C4n  ]"},
+      {u"[%.1s|%.*s]", u"unchanged"},  // a text is no precision
+      {u"[%2$s|%1$s|%2$.1S]", u"[\u00C4n|w\u20AC|\u00C4]"},
+      {u"[%2$s]", u"[\u00C4n]"},
+      {u"[%@|%@]", u"[w\u20AC|\u00C4n]"},
+      {u"[%s]", u"[w\u20AC]"},
+      {u"[%s|%s|%s]", u"unchanged"},  // no third argument
+      {u"[%3$s]", u"unchanged"},
+      {u"[%d]", u"unchanged"},  // a text is no number
+      {u"[%1$s|%s]", u"unchanged"},
+  };
+  for (const auto& [format, expected] : cases) {
+    CAtlString text(u"unchanged");
+    text.Format(format, wide, narrow);
+    EXPECT_EQ(text.View(), expected) << CAtlString(format);
+    CAtlStringA bytes;
+    bytes.Format(CAtlStringA(format), CAtlStringA("w"), CAtlString(u"\u00C4n"));
+    EXPECT_EQ(bytes.IsEmpty(), expected == u"unchanged") << CAtlString(format);
+  }
+  CAtlString text;
+  text.Format(u"%s %s %s", std::u16string(u"a\0b", 3), std::string_view(), nullptr);
+  EXPECT_EQ(text.View(), u16string_view(u"a\0b  (null)", 11));
+  text.Format(u"%d %u %x %hhd %lld %c%C %p", 5'000'000'000, -1, -1L, 257, short{-7}, 'c', u'\u20AC',
+              static_cast<void*>(nullptr));
+  EXPECT_EQ(text.View(), u"5000000000 4294967295 ffffffffffffffff 1 -7 c\u20AC 0x0");
+  text.Format(u"%*d|%.*f|%g|%Lf", 4, 1, 2, 0.25f, 0.5L, 1.5);
+  EXPECT_EQ(text.View(), u"   1|0.25|0.5|1.500000");
+  char16_t buffer[] = u"%d";
+  text.Format(buffer, true);
+  text.AppendFormat(text, 1);  // a format of no conversions
+  text.AppendFormat(CAtlString(u"%s"), text);
+  EXPECT_EQ(text.View(), u"1111");
+}
+
 TEST(CAtlStringOperations, MapsCaseWithinItsLength) {
   CAtlString text(u"stra\u00DFe \u00E9");
   const CAtlString shared = text;
+  EXPECT_EQ(text.Uppercased().View(), u"STRASSE \u00C9");
   EXPECT_EQ(text.MakeUpper().View(), u"STRASSE ");  // cut at the old length
   EXPECT_EQ(shared.View(), u"stra\u00DFe \u00E9");
   text = u"\u00C9A\u039F\u03A3";
+  EXPECT_EQ(text.Lowercased().View(), u"\u00E9a\u03BF\u03C2");
   EXPECT_EQ(text.MakeLower().View(), u"\u00E9a\u03BF\u03C2");
   EXPECT_EQ(CAtlString().MakeUpper().MakeLower().GetString(), _afxPchNil);
   EXPECT_EQ(CAtlString(u"\xD83D\xDE00x").MakeReverse().View(), u"x\xDE00\xD83D");

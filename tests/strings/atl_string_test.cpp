@@ -285,6 +285,8 @@ TEST(CAtlString, NamesItsComparisons) {
   EXPECT_NE(text.Collated(text.Left(1)), 0);
   EXPECT_EQ(text.Collated(u"e\u0301a", false), 0);
   EXPECT_TRUE(CAtlStringA("\x80").EqualFolded("\x8A"));  // Mac OS Roman
+  EXPECT_LT(CAtlStringA("\x80").Collated("B"), 0);
+  EXPECT_EQ(CAtlStringA("\x80").Collated("\x8A", false), 0);
 }
 
 TEST(CAtlString, WorksWithTheStandardLibrary) {

@@ -13,7 +13,9 @@ TEST(UcaFormat, FormatsIntoArrays) {
   EXPECT_EQ(sucaprintf(buffer, u"%S-%s-%@", u"\x20AC", "b", CFSTR(u"c")), 5);
   EXPECT_EQ(std::u16string_view(buffer), u"\x20AC-b-c");
   EXPECT_EQ(sucaprintf(buffer, nullptr), -1);
-  EXPECT_EQ(sucaprintf(buffer, u"%2$d", 1, 2), -1);
+  EXPECT_EQ(sucaprintf(buffer, u"%2$d", 1, 2), 1);
+  const char16_t* const missing = u"%2$d";
+  EXPECT_EQ(sucaprintf(buffer, missing, 1), -1);
 }
 
 TEST(UcaFormat, NeverWritesPastTheSize) {

@@ -1,0 +1,149 @@
+// Formats and their arguments, with types.
+//
+// Every Format-like function takes its format and arguments through these. An argument is an
+// integer, a character, a floating-point number, a text (a string of this library, a
+// zero-terminated array, a standard string or a view), a platform object or another pointer;
+// anything else does not compile. A format that is a literal is checked against its arguments by
+// the compiler. Another one is checked when it is carried out:
+//
+//   %d %i %u %x %X %o %c %C and "*"   an integer or a character, shown in its full size
+//   %e %f %g %a                       a floating-point number
+//   %s %S, with or without width, position or length letters     a text, wide or narrow alike
+//   %@                                a platform object or a text
+//   %p                                a pointer
+//
+// Narrow text is taken as Mac OS Roman. A null text or object is "(null)". Positions ("%2$s") may
+// repeat and leave out arguments.
+#pragma once
+
+#include <array>
+#include <concepts>
+#include <cstdarg>
+#include <cstddef>
+#include <cstdint>
+#include <string_view>
+#include <type_traits>
+
+#include "strings/text_view.h"
+#include "text/format_argument.h"
+#include "text/format_check.h"
+
+namespace [[gnu::visibility("default")]] orvik {
+
+template <typename T>
+concept FormatNumber = std::is_arithmetic_v<T> ||
+    (std::is_enum_v<T>&& std::is_convertible_v<T, std::intmax_t>);
+template <typename T>
+concept FormatPointer = std::same_as<T, std::nullptr_t> ||
+    (std::is_pointer_v<T> && !std::is_function_v<std::remove_pointer_t<T>>);
+// An argument list of C, where it is no text.
+template <typename T>
+concept IsArgumentList =
+    !std::convertible_to<const T&, const char*> && requires(void (&take)(std::va_list), T list) {
+  take(list);
+};
+template <typename T>
+concept Formattable =
+    !IsArgumentList<T> && (IsTextOf<T, char16_t> || IsTextOf<T, char> || FormatNumber<T> ||
+                           FormatPointer<std::decay_t<const T>>);
+
+template <Formattable T>
+consteval FormatArgument::Kind FormatKindOf() {
+  using Kind = FormatArgument::Kind;
+  if constexpr (IsTextOf<T, char16_t>) {
+    return Kind::kWide;
+  } else if constexpr (IsTextOf<T, char>) {
+    return Kind::kNarrow;
+  } else if constexpr (std::same_as<T, long double>) {
+    return Kind::kLongReal;
+  } else if constexpr (std::is_floating_point_v<T>) {
+    return Kind::kReal;
+  } else if constexpr (std::same_as<T, char>) {
+    return Kind::kByte;
+  } else if constexpr (std::same_as<T, char16_t>) {
+    return Kind::kUnit;
+  } else if constexpr (FormatNumber<T>) {
+    return sizeof(T) > sizeof(int) ? Kind::kLongInteger : Kind::kInteger;
+  } else if constexpr (std::same_as<T, std::nullptr_t>) {
+    return Kind::kWide;
+  } else {
+    using Target = std::remove_pointer_t<std::decay_t<const T>>;
+    return std::is_class_v<Target> || std::is_void_v<Target> ? Kind::kObject : Kind::kPointer;
+  }
+}
+
+template <typename Unit>
+inline constexpr Unit kNoText[1] = {};
+
+// The text of an argument or a format; without data for a null pointer only.
+template <typename Unit, typename Text>
+constexpr std::basic_string_view<Unit> GivenText(const Text& text) {
+  const TextView<Unit> view(text);
+  if constexpr (!IsArrayOf<Text, Unit>) {
+    if (view.data() == nullptr) return kNoText<Unit>;
+  }
+  return view;
+}
+
+// Valid as long as what it was made of.
+template <Formattable T>
+FormatArgument FormatArgumentOf(const T& value) {
+  constexpr FormatArgument::Kind kKind = FormatKindOf<T>();
+  if constexpr (std::same_as<T, std::nullptr_t>) {
+    return FormatArgument::Pointer(kKind, nullptr);
+  } else if constexpr (kKind == FormatArgument::Kind::kWide) {
+    const auto text = GivenText<char16_t>(value);
+    return FormatArgument::Pointer(kKind, text.data(), text.size());
+  } else if constexpr (kKind == FormatArgument::Kind::kNarrow) {
+    const auto text = GivenText<char>(value);
+    return FormatArgument::Pointer(kKind, text.data(), text.size());
+  } else if constexpr (kKind == FormatArgument::Kind::kLongReal) {
+    return FormatArgument::Pointer(kKind, &value);
+  } else if constexpr (kKind == FormatArgument::Kind::kReal) {
+    return FormatArgument::Real(value);
+  } else if constexpr (FormatNumber<T>) {
+    return FormatArgument::Integer(kKind, static_cast<std::intmax_t>(value));
+  } else {
+    return FormatArgument::Pointer(kKind, value);
+  }
+}
+
+// Called for a literal whose arguments do not fit, which makes the compiler name the place.
+void FormatDoesNotFitItsArguments();
+
+// A format for arguments of these types. It is implicit from whatever is a text of the unit.
+template <typename Unit, Formattable... Arguments>
+class FormatText {
+ public:
+  // NOLINTBEGIN(google-explicit-constructor)
+  template <std::size_t kSize>
+  consteval FormatText(const Unit (&literal)[kSize]) : text_(literal) {
+    constexpr std::array<FormatArgument::Kind, sizeof...(Arguments)> kKinds{
+        FormatKindOf<Arguments>()...};
+    if (!FormatFits<Unit>(text_, kKinds)) FormatDoesNotFitItsArguments();
+  }
+  // Formats that are known only when the program runs.
+  template <std::size_t kSize>
+  FormatText(Unit (&buffer)[kSize]) : text_(ViewOf<Unit>(buffer)) {}
+  template <IsTextOf<Unit> Text>
+  requires(!std::is_array_v<Text>) FormatText(const Text& text) : text_(GivenText<Unit>(text)) {}
+  FormatText(std::nullptr_t) {}
+  // NOLINTEND(google-explicit-constructor)
+
+  // Without data for a null pointer.
+  std::basic_string_view<Unit> View() const { return text_; }
+
+ private:
+  std::basic_string_view<Unit> text_;
+};
+
+template <typename Unit, typename... Arguments>
+using FormatTextFor = FormatText<Unit, std::type_identity_t<Arguments>...>;
+
+// For the length of a call.
+template <Formattable... Arguments>
+std::array<FormatArgument, sizeof...(Arguments)> FormatList(const Arguments&... arguments) {
+  return {FormatArgumentOf(arguments)...};
+}
+
+}  // namespace orvik
