@@ -11,7 +11,7 @@ int main() {
   copy.Replace(u"%name%", u"Anna");
 
   CAtlString line;
-  line.Format(u"%s (%d units)", copy.GetString(), copy.GetLength());
+  line.Format(u"%s (%d units)", copy, copy.GetLength());
   std::cout << line << '\n';  // in UTF-8
 
   for (const std::u16string_view word : u"red,green,,blue"_s.Tokens(u",")) {
