@@ -14,7 +14,8 @@ int main() {
   line.Format(u"%s (%d units)", copy, copy.GetLength());
   std::cout << line << '\n';  // in UTF-8
 
-  for (const std::u16string_view word : u"red,green,,blue"_s.Tokens(u",")) {
+  const CAtlString list = u"red,green,,blue"_s;
+  for (const std::u16string_view word : list.Tokens(u",")) {
     std::cout << "- " << CAtlString(word) << '\n';
   }
   return greeting.Find(u"%name%") == 7 ? 0 : 1;

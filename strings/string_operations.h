@@ -108,7 +108,8 @@ class StringOperations : public StringBuffer<Units> {
   // The same tokens, without empty ones, as views that are made one by one:
   //   for (std::u16string_view token : text.Tokens(u",;")) …
   // The string must neither change nor end before the range does.
-  [[nodiscard]] TokenRange<Units> Tokens(Text set) const { return {this->View(), set}; }
+  [[nodiscard]] TokenRange<Units> Tokens(Text set) const& { return {this->View(), set}; }
+  TokenRange<Units> Tokens(Text set) const&& = delete;
 
   // ---- Joining ----
 

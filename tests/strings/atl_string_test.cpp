@@ -58,6 +58,11 @@ static_assert(kOrdersAll<CAtlString, u16string_view, Narrow>);
 static_assert(kOrdersAll<CAtlStringA, std::string_view>);
 static_assert(std::is_same_v<decltype(CAtlString() <=> CAtlString()), std::strong_ordering>);
 static_assert(std::is_same_v<decltype(CAtlString() <=> u""), std::weak_ordering>);
+template <typename String>
+concept YieldsTokens = requires(String text) {
+  static_cast<String&&>(text).Tokens(u",");
+};
+static_assert(YieldsTokens<const CAtlString&> && !YieldsTokens<CAtlString>);  // it would end first
 static_assert(std::is_convertible_v<CAtlString, u16string_view>);
 static_assert(std::ranges::contiguous_range<const CAtlString>);
 static_assert(std::is_nothrow_move_constructible_v<CAtlString> &&
