@@ -33,6 +33,21 @@ function end_block() {
 # Headings between groups of declarations, and notes to tools, belong to no declaration.
 /^ *\/\/ (----|NOLINT|clang-format)/ { next }
 
+# Doxygen cannot place a specialisation of a template of the standard library.
+/^template <>$/ { held = $0; next }
+held != "" && /^struct std::/ { skipping = 1 }
+skipping {
+  if ($0 == "};") {
+    skipping = 0
+    held = ""
+  }
+  next
+}
+held != "" {
+  print held
+  held = ""
+}
+
 /^ *\/\// {
   if (!in_block) begin_block()
   text = text_of($0)

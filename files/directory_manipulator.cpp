@@ -20,7 +20,7 @@ namespace orvik {
 namespace {
 
 // Adds what was done below the folder to the caller's report.
-void Report(const COrvikDirectoryPath& folder, const host::TreeReport& done, TreeReport* report) {
+void Report(const COrvikDirectoryPath& folder, const host::TreeOutcome& done, TreeReport* report) {
   if (report == nullptr) return;
   report->done += done.done;
   report->failed += done.failed;
@@ -77,7 +77,7 @@ BOOL CDirectoryManipulator::RemoveAllFilesAndSubDirectories(const COrvikDirector
   if (folder.DirectoryExists() == FALSE) return TRUE;
   const std::optional<std::string> path = PathForLibc(folder.GetDirectoryPathString());
   if (!path) return FALSE;
-  host::TreeReport done;
+  host::TreeOutcome done;
   const int error = host::EmptyFolder(*path, host::Obstacles::kTakeAway, &done);
   Report(folder, done, report);
   return error == 0 ? TRUE : FALSE;
@@ -95,7 +95,7 @@ HRESULT CDirectoryManipulator::RecursivelyCopyDirectory(const COrvikDirectoryPat
   const std::optional<std::string> from = PathForLibc(source.GetDirectoryPathString());
   const std::optional<std::string> to = PathForLibc(target.GetDirectoryPathString());
   if (!from || !to) return E_FAIL;
-  host::TreeReport done;
+  host::TreeOutcome done;
   const int error = host::MergeTree(
       *from, *to, move == FALSE ? host::Transfer::kCopy : host::Transfer::kMove, &done);
   if (error != 0) done.AddFailure({}, error);

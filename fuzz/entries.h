@@ -4,7 +4,7 @@
 #include <string_view>
 
 #include "platform/core_foundation/property_list_forms.h"
-#include "platform/foundation/dictionary.h"
+#include "platform/foundation/ns_dictionary.h"
 
 namespace orvik::fuzz {
 

@@ -10,8 +10,8 @@
 #include "fuzz/scratch_folder.h"
 #include "platform/core_foundation/property_list_forms.h"
 #include "platform/foundation/autorelease_pool.h"
-#include "platform/foundation/file_path.h"
-#include "platform/foundation/number.h"
+#include "platform/foundation/ns_number.h"
+#include "platform/foundation/path_on_disk.h"
 #include "postflight/login_window_plist.h"
 
 using orvik::LoginWindowPlist;

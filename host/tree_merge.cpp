@@ -41,7 +41,7 @@ bool HasOneSpellingOnDisk(std::string_view name) {
 class Merger {
  public:
   // `top` is a descriptor of the target for this object alone.
-  Merger(Transfer transfer, Descriptor top, const struct stat& source, TreeReport* report)
+  Merger(Transfer transfer, Descriptor top, const struct stat& source, TreeOutcome* report)
       : transfer_(transfer),
         source_(source),
         report_(report),
@@ -202,7 +202,7 @@ class Merger {
 
   const Transfer transfer_;
   const struct stat source_;
-  TreeReport* const report_;
+  TreeOutcome* const report_;
   const Descriptor top_;
   HardLinks links_;
   FolderChain sources_;
@@ -215,8 +215,8 @@ class Merger {
 }  // namespace
 
 int MergeTree(const std::string& from, const std::string& to, Transfer transfer,
-              TreeReport* report) {
-  TreeReport own;
+              TreeOutcome* report) {
+  TreeOutcome own;
   if (report == nullptr) report = &own;
   Descriptor source = OpenPath(from, O_RDONLY | O_DIRECTORY);
   struct stat info;

@@ -3,7 +3,7 @@
 
 #include <string>
 
-#include "host/tree_report.h"
+#include "host/tree_outcome.h"
 
 namespace [[gnu::visibility("default")]] orvik {
 namespace host {
@@ -29,7 +29,7 @@ enum class Transfer {
 // files transferred. The result is 0 whatever failed, but ENOENT or ENOTDIR when there is no
 // source, and EINVAL when `to` lies in it; then nothing, or nothing more, is transferred.
 int MergeTree(const std::string& from, const std::string& to, Transfer transfer,
-              TreeReport* report = nullptr);
+              TreeOutcome* report = nullptr);
 
 }  // namespace host
 }  // namespace orvik

@@ -82,7 +82,7 @@ Descriptor OpenToRemove(int folder, const char* name, Obstacles obstacles, Taken
 
 class Remover {
  public:
-  Remover(Obstacles obstacles, TreeReport* report) : obstacles_(obstacles), report_(report) {}
+  Remover(Obstacles obstacles, TreeOutcome* report) : obstacles_(obstacles), report_(report) {}
 
   // Empties the folder, which is given back as it was.
   void Empty(Descriptor top, TakenAway taken) {
@@ -239,7 +239,7 @@ class Remover {
   }
 
   const Obstacles obstacles_;
-  TreeReport* const report_;
+  TreeOutcome* const report_;
   FolderChain chain_;
   std::vector<Level> levels_;
 };
@@ -253,7 +253,7 @@ bool IsRootFolder(int folder) {
 }
 
 int RemoveFile(int folder, const char* name, Obstacles obstacles) {
-  TreeReport none;
+  TreeOutcome none;
   return Remover(obstacles, &none).RemoveEntry(folder, name, 0, nullptr);
 }
 
@@ -262,8 +262,8 @@ int RemoveFile(const std::string& path, Obstacles obstacles) {
   return at.error() != 0 ? at.error() : RemoveFile(at.folder(), at.name(), obstacles);
 }
 
-int EmptyFolder(const std::string& path, Obstacles obstacles, TreeReport* report) {
-  TreeReport own;
+int EmptyFolder(const std::string& path, Obstacles obstacles, TreeOutcome* report) {
+  TreeOutcome own;
   if (report == nullptr) report = &own;
   TakenAway taken;
   const AtPath at(path);
@@ -277,8 +277,8 @@ int EmptyFolder(const std::string& path, Obstacles obstacles, TreeReport* report
   return report->error();
 }
 
-int RemoveTree(int folder, const char* name, Obstacles obstacles, TreeReport* report) {
-  TreeReport own;
+int RemoveTree(int folder, const char* name, Obstacles obstacles, TreeOutcome* report) {
+  TreeOutcome own;
   if (report == nullptr) report = &own;
   Remover remover(obstacles, report);
   const auto answer = [report](int error) {
@@ -307,7 +307,7 @@ int RemoveTree(int folder, const char* name, Obstacles obstacles, TreeReport* re
   return answer(remover.RemoveEntry(folder, name, AT_REMOVEDIR, nullptr));
 }
 
-int RemoveTree(const std::string& path, Obstacles obstacles, TreeReport* report) {
+int RemoveTree(const std::string& path, Obstacles obstacles, TreeOutcome* report) {
   const AtPath at(path);
   if (at.error() == 0) return RemoveTree(at.folder(), at.name(), obstacles, report);
   if (report != nullptr) report->AddFailure({}, at.error());

@@ -12,7 +12,7 @@
 #include <string>
 
 #include "host/descriptor.h"
-#include "host/tree_report.h"
+#include "host/tree_outcome.h"
 
 namespace [[gnu::visibility("default")]] orvik {
 namespace host {
@@ -24,11 +24,11 @@ enum class Obstacles { kRespect, kTakeAway };
 
 // Removes everything in the folder at every depth; the folder stays. 0, or the first errno.
 // `report` may be null.
-int EmptyFolder(const std::string& path, Obstacles obstacles, TreeReport* report = nullptr);
+int EmptyFolder(const std::string& path, Obstacles obstacles, TreeOutcome* report = nullptr);
 
 // Removes the entry of a folder, with all that it holds when it is one.
-int RemoveTree(int folder, const char* name, Obstacles obstacles, TreeReport* report = nullptr);
-int RemoveTree(const std::string& path, Obstacles obstacles, TreeReport* report = nullptr);
+int RemoveTree(int folder, const char* name, Obstacles obstacles, TreeOutcome* report = nullptr);
+int RemoveTree(const std::string& path, Obstacles obstacles, TreeOutcome* report = nullptr);
 
 // Removes one entry that is no folder (EISDIR or EPERM for a folder).
 int RemoveFile(int folder, const char* name, Obstacles obstacles);

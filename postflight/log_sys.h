@@ -1,7 +1,7 @@
 // The tool's lines in the system log.
 #pragma once
 
-#include "platform/foundation/string.h"
+#include "platform/foundation/ns_string.h"
 
 namespace orvik {
 

@@ -1,7 +1,7 @@
 #include "postflight/login_window_plist.h"
 
-#include "platform/foundation/dictionary.h"
-#include "platform/foundation/number.h"
+#include "platform/foundation/ns_dictionary.h"
+#include "platform/foundation/ns_number.h"
 #include "postflight/log_line.h"
 
 namespace orvik {

@@ -1,7 +1,7 @@
 // The login window's list of applications that are launched at login.
 #pragma once
 
-#include "platform/foundation/array.h"
+#include "platform/foundation/ns_array.h"
 #include "postflight/property_file.h"
 
 namespace orvik {

@@ -1,7 +1,7 @@
 #include "postflight/property_file.h"
 
-#include "platform/foundation/data.h"
 #include "platform/foundation/file_manager.h"
+#include "platform/foundation/ns_data.h"
 #include "platform/foundation/property_list_serialization.h"
 #include "postflight/log_line.h"
 #include "postflight/log_sys.h"

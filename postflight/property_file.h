@@ -3,8 +3,8 @@
 // Methods log their steps. Failures are a log line and NO; the object stays usable.
 #pragma once
 
+#include "platform/foundation/ns_string.h"
 #include "platform/foundation/object.h"
-#include "platform/foundation/string.h"
 
 namespace orvik {
 

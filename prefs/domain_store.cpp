@@ -1,6 +1,6 @@
 #include "prefs/domain_store.h"
 
-#include "platform/core_foundation/preferences.h"
+#include "platform/core_foundation/cf_preferences.h"
 #include "prefs/file_domain_store.h"
 #include "prefs/platform_values.h"
 

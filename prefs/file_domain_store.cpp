@@ -3,7 +3,7 @@
 #include <cerrno>
 #include <utility>
 
-#include "platform/core_foundation/preferences.h"
+#include "platform/core_foundation/cf_preferences.h"
 #include "platform/core_foundation/property_list_equality.h"
 #include "prefs/dictionary_type.h"
 #include "prefs/platform_values.h"

@@ -9,7 +9,7 @@
 #include "host/process_start.h"
 #include "platform/carbon/errno_status.h"
 #include "platform/carbon/processes.h"
-#include "platform/core_foundation/preferences.h"
+#include "platform/core_foundation/cf_preferences.h"
 #include "prefs/file_domain_store.h"
 #include "prefs/platform_values.h"
 #include "prefs/value_conversion.h"

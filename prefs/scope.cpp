@@ -1,6 +1,6 @@
 #include "prefs/scope.h"
 
-#include "platform/core_foundation/preferences.h"
+#include "platform/core_foundation/cf_preferences.h"
 #include "prefs/platform_values.h"
 
 namespace orvik {

@@ -6,7 +6,7 @@
 #include "host/system_root.h"
 #include "platform/carbon/errno_status.h"
 #include "platform/core_foundation/bundle.h"
-#include "platform/core_foundation/preferences.h"
+#include "platform/core_foundation/cf_preferences.h"
 #include "prefs/auto_release.h"
 #include "prefs/dictionary_type.h"
 #include "prefs/file_domain_store.h"

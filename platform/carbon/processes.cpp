@@ -8,10 +8,10 @@
 #include <string>
 #include <string_view>
 
-#include "platform/foundation/file_path.h"
-#include "platform/carbon/errno_status.h"
 #include "host/kernel_texts.h"
 #include "host/replace_file.h"
+#include "platform/carbon/errno_status.h"
+#include "platform/foundation/path_on_disk.h"
 
 namespace orvik {
 

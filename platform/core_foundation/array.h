@@ -3,7 +3,7 @@
 #pragma once
 
 #include "platform/core_foundation/base.h"
-#include "platform/foundation/array.h"
+#include "platform/foundation/ns_array.h"
 
 namespace [[gnu::visibility("default")]] orvik {
 

@@ -2,7 +2,7 @@
 #pragma once
 
 #include "platform/core_foundation/base.h"
-#include "platform/foundation/data.h"
+#include "platform/foundation/ns_data.h"
 
 namespace [[gnu::visibility("default")]] orvik {
 

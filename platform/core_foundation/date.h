@@ -2,7 +2,7 @@
 #pragma once
 
 #include "platform/core_foundation/base.h"
-#include "platform/foundation/date.h"
+#include "platform/foundation/ns_date.h"
 
 namespace [[gnu::visibility("default")]] orvik {
 

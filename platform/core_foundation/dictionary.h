@@ -3,7 +3,7 @@
 #pragma once
 
 #include "platform/core_foundation/base.h"
-#include "platform/foundation/dictionary.h"
+#include "platform/foundation/ns_dictionary.h"
 
 namespace [[gnu::visibility("default")]] orvik {
 

@@ -1,6 +1,6 @@
 #include "platform/core_foundation/locale.h"
 
-#include "platform/foundation/string.h"
+#include "platform/foundation/ns_string.h"
 #include "text/user_locale.h"
 
 namespace orvik {

@@ -2,7 +2,7 @@
 #pragma once
 
 #include "platform/core_foundation/base.h"
-#include "platform/foundation/number.h"
+#include "platform/foundation/ns_number.h"
 
 namespace [[gnu::visibility("default")]] orvik {
 

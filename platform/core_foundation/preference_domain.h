@@ -6,7 +6,7 @@
 #include "platform/core_foundation/base.h"
 #include "platform/core_foundation/owned.h"
 #include "platform/core_foundation/property_list_file.h"
-#include "platform/foundation/dictionary.h"
+#include "platform/foundation/ns_dictionary.h"
 
 namespace orvik {
 

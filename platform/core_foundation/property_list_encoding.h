@@ -6,7 +6,7 @@
 #include <string_view>
 
 #include "platform/core_foundation/owned.h"
-#include "platform/foundation/data.h"
+#include "platform/foundation/ns_data.h"
 
 namespace orvik {
 

@@ -11,7 +11,7 @@
 
 #include "platform/core_foundation/owned.h"
 #include "platform/core_foundation/property_list_sink.h"
-#include "platform/foundation/dictionary.h"
+#include "platform/foundation/ns_dictionary.h"
 
 namespace orvik {
 

@@ -9,7 +9,7 @@
 
 #include "platform/core_foundation/base.h"
 #include "platform/core_foundation/locale.h"
-#include "platform/foundation/string.h"
+#include "platform/foundation/ns_string.h"
 
 namespace [[gnu::visibility("default")]] orvik {
 

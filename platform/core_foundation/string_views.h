@@ -5,7 +5,7 @@
 #include <string>
 #include <string_view>
 
-#include "platform/foundation/string.h"
+#include "platform/foundation/ns_string.h"
 
 namespace orvik {
 

@@ -7,7 +7,7 @@
 #include "host/replace_file.h"
 #include "host/system_root.h"
 #include "platform/carbon/errno_status.h"
-#include "platform/foundation/file_path.h"
+#include "platform/foundation/path_on_disk.h"
 
 namespace orvik {
 

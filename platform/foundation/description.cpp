@@ -1,6 +1,6 @@
 #include "platform/foundation/description.h"
 
-#include "platform/foundation/string.h"
+#include "platform/foundation/ns_string.h"
 
 namespace orvik {
 

@@ -13,7 +13,7 @@
 #include "host/move_file.h"
 #include "host/system_root.h"
 #include "platform/carbon/errno_status.h"
-#include "platform/foundation/file_path.h"
+#include "platform/foundation/path_on_disk.h"
 
 namespace orvik {
 

@@ -2,7 +2,7 @@
 
 #include "host/program_arguments.h"
 #include "platform/core_foundation/string.h"
-#include "platform/foundation/file_path.h"
+#include "platform/foundation/path_on_disk.h"
 
 namespace orvik {
 

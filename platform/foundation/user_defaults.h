@@ -13,9 +13,9 @@
 #include <string>
 #include <vector>
 
-#include "platform/foundation/dictionary.h"
+#include "platform/foundation/ns_dictionary.h"
+#include "platform/foundation/ns_string.h"
 #include "platform/foundation/object.h"
-#include "platform/foundation/string.h"
 
 namespace [[gnu::visibility("default")]] orvik {
 

@@ -5,7 +5,7 @@
 
 #include "platform/core_foundation/string.h"
 #include "platform/foundation/autorelease_pool.h"
-#include "platform/foundation/dictionary.h"
+#include "platform/foundation/ns_dictionary.h"
 #include "platform/foundation/user_defaults.h"
 #include "postflight/property_file.h"
 #include "postflight/run.h"

@@ -26,7 +26,7 @@ class TreeMergeTest : public EnvironmentTest {
     report_ = {};
     return MergeTree((top_ / from).string(), (top_ / to).string(), transfer, &report_);
   }
-  TreeReport report_;
+  TreeOutcome report_;
 };
 
 TEST_F(TreeMergeTest, SaysWhatFailedAndGoesOn) {

@@ -20,10 +20,10 @@ using namespace host;
 
 class TreeRemovalTest : public EnvironmentTest {
  protected:
-  int Empty(const fs::path& folder, TreeReport* report = nullptr) {
+  int Empty(const fs::path& folder, TreeOutcome* report = nullptr) {
     return EmptyFolder(folder.string(), Obstacles::kTakeAway, report);
   }
-  int Remove(const fs::path& path, TreeReport* report = nullptr) {
+  int Remove(const fs::path& path, TreeOutcome* report = nullptr) {
     return RemoveTree(path.string(), Obstacles::kTakeAway, report);
   }
 };
@@ -36,7 +36,7 @@ TEST_F(TreeRemovalTest, RemovesEverythingButNothingOutside) {
   fs::create_directory_symlink(top_ / "outside", top_ / "tree/a/to_outside");
   fs::create_directory_symlink("..", top_ / "tree/a/circle");
   mkfifo((top_ / "tree/pipe").c_str(), 0600);
-  TreeReport report;
+  TreeOutcome report;
   EXPECT_EQ(Empty(top_ / "tree", &report), 0);
   EXPECT_TRUE(fs::is_empty(top_ / "tree"));
   EXPECT_EQ(report.done, 8u);
@@ -92,7 +92,7 @@ TEST_F(TreeRemovalTest, GoesOnAfterAFailureAndReportsIt) {
     WriteFile(top_ / name, "x");
   }
   fs::permissions(top_ / "tree/a/b", fs::perms(0500));
-  TreeReport report;
+  TreeOutcome report;
   {
     const WithoutRootRights without(env_.folder(), top_ / "tree/a/b/theirs");
     EXPECT_EQ(Remove(top_ / "tree", &report), EACCES);
@@ -131,7 +131,7 @@ TEST_F(TreeRemovalTest, TenThousandLevels) {
   rlimit few = before;
   few.rlim_cur = 64;
   setrlimit(RLIMIT_NOFILE, &few);
-  TreeReport report;
+  TreeOutcome report;
   EXPECT_EQ(Remove(top, &report), 0);
   setrlimit(RLIMIT_NOFILE, &before);
   EXPECT_EQ(report.done, 10'002u);

@@ -4,7 +4,7 @@
 
 #include "platform/core_foundation/string.h"
 #include "platform/foundation/autorelease_pool.h"
-#include "platform/foundation/dictionary.h"
+#include "platform/foundation/ns_dictionary.h"
 
 namespace orvik {
 namespace {

@@ -8,7 +8,7 @@
 
 #include "platform/core_foundation/owned.h"
 #include "platform/foundation/autorelease_pool.h"
-#include "platform/foundation/string.h"
+#include "platform/foundation/ns_string.h"
 
 namespace orvik {
 namespace {

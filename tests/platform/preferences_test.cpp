@@ -1,4 +1,4 @@
-#include "platform/core_foundation/preferences.h"
+#include "platform/core_foundation/cf_preferences.h"
 
 #include <sys/stat.h>
 #include <unistd.h>

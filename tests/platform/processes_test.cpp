@@ -6,8 +6,8 @@
 
 #include <thread>
 
-#include "platform/foundation/string.h"
 #include "platform/carbon/errno_status.h"
+#include "platform/foundation/ns_string.h"
 #include "tests/support/test_environment.h"
 
 namespace orvik::test {

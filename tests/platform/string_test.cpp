@@ -1,4 +1,4 @@
-#include "platform/foundation/string.h"
+#include "platform/foundation/ns_string.h"
 
 #include <climits>
 

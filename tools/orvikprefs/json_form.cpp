@@ -9,7 +9,7 @@
 #include "platform/core_foundation/data.h"
 #include "platform/core_foundation/date.h"
 #include "platform/core_foundation/number.h"
-#include "platform/foundation/number.h"
+#include "platform/foundation/ns_number.h"
 #include "tools/orvikprefs/text.h"
 #include "tools/orvikprefs/values.h"
 #include "xml/base64.h"

@@ -4,7 +4,7 @@
 #include <new>
 
 #include "tools/orvikprefs/context.h"
-#include "tools/orvikprefs/run.h"
+#include "tools/orvikprefs/program.h"
 
 int main(int argc, char** argv) {
   try {

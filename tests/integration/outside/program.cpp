@@ -7,8 +7,8 @@
 
 #include <orvik/files/file_path.h>
 #include <orvik/platform/core_foundation/string.h>
-#include <orvik/platform/foundation/dictionary.h>
-#include <orvik/platform/foundation/string.h>
+#include <orvik/platform/foundation/ns_dictionary.h>
+#include <orvik/platform/foundation/ns_string.h>
 #include <orvik/prefs/preferences.h>
 #include <orvik/streams/stream_factory.h>
 #include <orvik/strings/atl_string.h>

@@ -1,4 +1,4 @@
-#include "platform/foundation/dictionary.h"
+#include "platform/foundation/ns_dictionary.h"
 
 #include <mutex>
 #include <string>
@@ -6,7 +6,7 @@
 
 #include "platform/core_foundation/dictionary.h"
 #include "platform/foundation/description.h"
-#include "platform/foundation/string.h"
+#include "platform/foundation/ns_string.h"
 
 namespace orvik {
 

@@ -1,4 +1,4 @@
-#include "platform/foundation/array.h"
+#include "platform/foundation/ns_array.h"
 
 #include <algorithm>
 #include <string>
@@ -6,7 +6,7 @@
 
 #include "platform/core_foundation/array.h"
 #include "platform/foundation/description.h"
-#include "platform/foundation/string.h"
+#include "platform/foundation/ns_string.h"
 
 namespace orvik {
 

@@ -6,7 +6,7 @@
 #include <memory>
 #include <vector>
 
-#include "platform/foundation/array.h"
+#include "platform/foundation/ns_array.h"
 #include "platform/foundation/object.h"
 
 namespace [[gnu::visibility("default")]] orvik {

@@ -5,7 +5,7 @@
 #include <cstdint>
 #include <cstdlib>
 
-#include "platform/foundation/string.h"
+#include "platform/foundation/ns_string.h"
 #include "text/transcoding.h"
 
 namespace orvik {

@@ -1,4 +1,4 @@
-#include "tools/orvikprefs/run.h"
+#include "tools/orvikprefs/program.h"
 
 #include <cstdlib>
 #include <filesystem>

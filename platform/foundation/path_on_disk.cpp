@@ -1,4 +1,4 @@
-#include "platform/foundation/file_path.h"
+#include "platform/foundation/path_on_disk.h"
 
 #include "host/file_names.h"
 #include "host/system_root.h"

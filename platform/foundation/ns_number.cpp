@@ -1,4 +1,4 @@
-#include "platform/foundation/number.h"
+#include "platform/foundation/ns_number.h"
 
 #include <bit>
 #include <charconv>
@@ -7,7 +7,7 @@
 #include <limits>
 
 #include "platform/core_foundation/number.h"
-#include "platform/foundation/string.h"
+#include "platform/foundation/ns_string.h"
 
 namespace orvik {
 

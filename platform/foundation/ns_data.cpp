@@ -1,12 +1,12 @@
-#include "platform/foundation/data.h"
+#include "platform/foundation/ns_data.h"
 
 #include <functional>
 #include <utility>
 
 #include "host/replace_file.h"
 #include "platform/core_foundation/data.h"
-#include "platform/foundation/file_path.h"
-#include "platform/foundation/string.h"
+#include "platform/foundation/ns_string.h"
+#include "platform/foundation/path_on_disk.h"
 
 namespace orvik {
 

@@ -1,4 +1,4 @@
-#include "platform/foundation/date.h"
+#include "platform/foundation/ns_date.h"
 
 #include <chrono>
 #include <cmath>
@@ -6,7 +6,7 @@
 #include <functional>
 
 #include "platform/core_foundation/date.h"
-#include "platform/foundation/string.h"
+#include "platform/foundation/ns_string.h"
 
 namespace orvik {
 

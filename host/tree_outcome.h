@@ -14,7 +14,7 @@ struct TreeFailure {
   int error;         // an errno
 };
 
-struct TreeReport {
+struct TreeOutcome {
   std::uint64_t done = 0;    // entries copied, moved or removed
   std::uint64_t failed = 0;  // entries that were not, but for folders that stay because of these
   std::vector<TreeFailure> failures;  // the first kMostFailures of them
