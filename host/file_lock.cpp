@@ -128,8 +128,22 @@ int FollowRights(int file, const struct stat& folder) {
   return 0;
 }
 
+// Makes the file with its rights before it has its name: another member of the folder's group who
+// opens it at this moment would be refused otherwise. Where that cannot be done the caller makes
+// it.
+void MakeLockFile(int folder, const struct stat& attributes) {
+  const Descriptor file(openat(folder, ".", O_RDWR | O_TMPFILE | O_CLOEXEC, 0600));
+  if (!file || FollowRights(file.get(), attributes) != 0) return;
+  const std::string path = "/proc/self/fd/" + std::to_string(file.get());
+  linkat(AT_FDCWD, path.c_str(), folder, kFolderLockName, AT_SYMLINK_FOLLOW);
+}
+
 int OpenLockFile(int folder, const struct stat& attributes, Descriptor* file) {
   *file = Descriptor(openat(folder, kFolderLockName, O_RDWR | kOpenFlags));
+  if (!*file && errno == ENOENT) {
+    MakeLockFile(folder, attributes);
+    *file = Descriptor(openat(folder, kFolderLockName, O_RDWR | kOpenFlags));
+  }
   if (!*file && errno == ENOENT) {
     *file = Descriptor(openat(folder, kFolderLockName, O_RDWR | O_CREAT | kOpenFlags, 0600));
   }
