@@ -59,9 +59,12 @@ std::optional<ControlCharacter> ControlAt(std::string_view utf8, std::size_t at)
     if (first >= 0x20 && first != 0x7F) return std::nullopt;
     return found;
   }
-  if (first >= 0xC2 && first < 0xE0 && at + 1 < utf8.size()) {
+  const auto continues = [&](std::size_t index) {
+    return index < utf8.size() && IsContinuation(utf8[index]);
+  };
+  if (first >= 0xC2 && first < 0xE0 && continues(at + 1)) {
     found = {((first & 0x1F) << 6) | (byte(at + 1) & 0x3F), 2};
-  } else if (first == 0xE2 && at + 2 < utf8.size()) {
+  } else if (first == 0xE2 && continues(at + 1) && continues(at + 2)) {
     found = {0x2000 | ((byte(at + 1) & 0x3F) << 6) | (byte(at + 2) & 0x3F), 3};
   } else {
     return std::nullopt;
