@@ -10,9 +10,9 @@
 #include <unordered_map>
 #include <vector>
 
+#include "host/replace_file.h"
 #include "platform/core_foundation/dictionary.h"
 #include "platform/core_foundation/string.h"
-#include "host/replace_file.h"
 
 namespace orvik {
 namespace {

@@ -1,95 +1,73 @@
 // Settings of a program that several processes change: each sees what the others saved.
-//
-// The store replaces a file as a whole, under its name. So the folder is watched, not the file: a
-// new file of that name is a change. The descriptor fits into any event loop.
 #include <poll.h>
-#include <sys/inotify.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <cstdint>
 #include <cstdio>
-#include <filesystem>
-#include <string>
 
-#include <orvik/prefs/preferences.h>
-#include <orvik/prefs/reporting.h>
-#include <orvik/prefs/transaction.h>
+#include <orvik/prefs/preference_watch.h>
+#include <orvik/prefs/typed_preferences.h>
 
 using namespace orvik;
 
 namespace {
 
-constexpr int kUser = 1;
 constexpr char16_t kDomain[] = u"com.example.settings";
 constexpr char16_t kKey[] = u"Software/Example/Window";
 
 class Settings {
  public:
-  Settings() : file_(PreferenceFilePath(kUser, kDomain)) {
-    const std::filesystem::path folder = file_.parent_path();
-    std::filesystem::create_directories(folder);
-    watch_ = inotify_init1(IN_CLOEXEC | IN_NONBLOCK);
-    inotify_add_watch(watch_, folder.c_str(), IN_MOVED_TO | IN_CLOSE_WRITE | IN_DELETE);
-    Load();
-  }
-  ~Settings() { close(watch_); }
-  Settings(const Settings&) = delete;
-  Settings& operator=(const Settings&) = delete;
+  Settings() { Load(); }
 
-  int descriptor() const { return watch_; }
-  int width() const { return width_; }
+  // For any event loop: Changed is called when it can be read.
+  int descriptor() const { return watch_.descriptor(); }
+  std::int64_t width() const { return width_; }
+  bool dark() const { return dark_; }
 
-  // Called when the descriptor can be read. True if the width is another one than before.
+  // True if something below the key is another one than before.
   bool Changed() {
-    alignas(inotify_event) char events[4096];
-    bool ours = false;
-    for (ssize_t size; (size = read(watch_, events, sizeof events)) > 0;) {
-      for (const char* at = events; at < events + size;) {
-        const auto* event = reinterpret_cast<const inotify_event*>(at);
-        // When events were lost, anything may have changed.
-        ours = ours || (event->mask & IN_Q_OVERFLOW) != 0 ||
-               (event->len > 0 && file_.filename() == event->name);
-        at += sizeof *event + event->len;
-      }
-    }
-    const int before = width_;
-    if (ours) Load();
-    return width_ != before;
+    if (watch_.TakeChanges().empty()) return false;
+    Load();
+    return true;
   }
 
-  // True when the value is on disk.
-  bool Save(int width) {
-    Transaction transaction(kUser, kDomain);
-    transaction.SetInt(kKey, u"Width", width);
-    const PrefStatus status = transaction.Commit();
+  // True when the values are on disk.
+  bool Save(std::int64_t width, bool dark) {
+    PrefStatus status = store_.Set(kKey, u"Width", width);
+    if (status.ok()) status = store_.Set(kKey, u"Dark", dark);
     if (!status.ok()) std::fprintf(stderr, "not saved: %s\n", Describe(status).c_str());
     return status.ok();
   }
 
  private:
   void Load() {
-    unsigned long error = 0;
-    width_ = GetPreferenceInt(kUser, kKey, u"Width", 800, &error, kDomain);
+    width_ = store_.Integer(kKey, u"Width").value_or(800);
+    dark_ = store_.Boolean(kKey, u"Dark").value_or(false);
   }
 
-  const std::filesystem::path file_;
-  int watch_ = -1;
-  int width_ = 0;
+  // The watch comes first: what changes after the values were read is reported.
+  PreferenceWatch watch_{kUserScope, kKey, kDomain};
+  TypedPreferences store_{kDomain, kUserScope};
+  std::int64_t width_ = 0;
+  bool dark_ = false;
 };
 
 }  // namespace
 
 int main() {
   Settings settings;
-  const int before = settings.width();
+  const std::int64_t before = settings.width();
   const pid_t other = fork();
-  if (other == 0) _exit(Settings().Save(before + 1) ? 0 : 1);
+  if (other == 0) _exit(Settings().Save(before + 1, true) ? 0 : 1);
 
   pollfd loop{settings.descriptor(), POLLIN, 0};
-  bool changed = false;
-  while (!changed && poll(&loop, 1, 10'000) > 0) changed = settings.Changed();
+  while (!(settings.width() == before + 1 && settings.dark()) && poll(&loop, 1, 10'000) > 0) {
+    settings.Changed();
+  }
   int status = 0;
   waitpid(other, &status, 0);
-  std::printf("width %d, then %d\n", before, settings.width());
-  return status == 0 && changed && settings.width() == before + 1 ? 0 : 1;
+  std::printf("width %lld, then %lld\n", static_cast<long long>(before),
+              static_cast<long long>(settings.width()));
+  return status == 0 && settings.width() == before + 1 && settings.dark() ? 0 : 1;
 }

@@ -7,8 +7,8 @@
 #include <string_view>
 #include <utility>
 
-#include "platform/core_foundation/dictionary.h"
 #include "platform/carbon/errno_status.h"
+#include "platform/core_foundation/dictionary.h"
 #include "platform/core_foundation/number.h"
 #include "platform/core_foundation/property_list_equality.h"
 

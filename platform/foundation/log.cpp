@@ -4,8 +4,8 @@
 
 #include <cstdarg>
 
-#include "platform/core_foundation/string.h"
 #include "host/system_log.h"
+#include "platform/core_foundation/string.h"
 
 namespace orvik {
 

@@ -5,7 +5,8 @@
 
 namespace orvik::prefstool {
 
-// A file in TMPDIR (else /tmp) that nobody else may read. It goes with the object, unless it is kept.
+// A file in TMPDIR (else /tmp) that nobody else may read. It goes with the object, unless it is
+// kept.
 class PrivateFile {
  public:
   explicit PrivateFile(const std::string& content);
