@@ -32,8 +32,12 @@ CrashEntry EntryOf(const struct stat& info, const std::string& path) {
   CrashEntry entry{info.st_mode, {}, 0};
   if (S_ISLNK(info.st_mode)) entry.content = LinkText(path);
   if (S_ISREG(info.st_mode)) {
+    // Also a file that its mode hides from its owner.
+    const bool is_hidden = (info.st_mode & S_IRUSR) == 0;
+    if (is_hidden) chmod(path.c_str(), info.st_mode | S_IRUSR);
     std::ifstream file(path, std::ios::binary);
     entry.content.assign(std::istreambuf_iterator<char>(file), {});
+    if (is_hidden) chmod(path.c_str(), info.st_mode & 07777);
   }
   return entry;
 }
