@@ -118,7 +118,7 @@ std::string Canonical(std::string_view path) {
   return error ? std::string(path) : absolute.lexically_normal().string();
 }
 
-// What the specification wants in an info file: never "." or "..".
+// The path as an info file has it: never "." or "..".
 std::string OriginalPath(const Trash& trash, std::string_view source_path) {
   std::string path = Canonical(source_path);
   if (trash.top.empty()) return path;

@@ -1,4 +1,4 @@
-// The trash of a volume, by the trash specification of freedesktop.org, version 1.0: a folder with
+// The trash of a volume, in the form of freedesktop.org, version 1.0: a folder with
 // "files", which holds what was thrown away, "info", which says for each where it came from, and
 // "directorysizes", which says how much room the folders in "files" take.
 //
@@ -7,7 +7,7 @@
 // the sticky bit), else $top/.Trash-$uid.
 //
 // What is thrown away gets its info file first, so a process that is killed in between leaves an
-// info file without a file, as the specification allows. It keeps its name in use for a day,
+// info file without a file, which that form allows. It keeps its name in use for a day,
 // because another process may still be on the way to it; after that the next file of that name
 // takes its place.
 //

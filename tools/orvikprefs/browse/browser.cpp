@@ -266,13 +266,17 @@ void Browser::GoToPath() {
 }
 
 bool Browser::MayLeave() {
-  if (model_->changes().empty()) return true;
-  const int key = dialogs_.AskLetter(std::to_string(model_->changes().size()) +
-                                         " changes are not written: w write, d discard, Esc stay",
-                                     "wd");
+  // A conflict holds what the user wanted: it is a change that waits, too.
+  const auto waiting = [this] { return model_->changes().size() + model_->conflicts().size(); };
+  const std::size_t count = waiting();
+  if (count == 0) return true;
+  const int key =
+      dialogs_.AskLetter(std::to_string(count) + (count == 1 ? " change is" : " changes are") +
+                             " not written: w write, d discard, Esc stay",
+                         "wd");
   if (key == 'w') Apply();
   if (key == 'd') model_->RevertAll();
-  return model_->changes().empty() && key != 0;
+  return key != 0 && waiting() == 0;
 }
 
 void Browser::Look(int scope, const CAtlString& domain) {
