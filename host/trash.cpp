@@ -108,7 +108,7 @@ std::string Canonical(std::string_view path) {
   const std::string folder(ParentPath(path));
   char* const real = realpath(folder.c_str(), nullptr);
   if (real != nullptr) {
-    const std::string canonical = ChildPath(real, LeafName(path));
+    std::string canonical = ChildPath(real, LeafName(path));
     free(real);
     return canonical;
   }

@@ -50,6 +50,8 @@ concept Formattable =
 template <Formattable T>
 consteval FormatArgument::Kind FormatKindOf() {
   using Kind = FormatArgument::Kind;
+  // A null pointer is wide text, too.
+  // NOLINTNEXTLINE(bugprone-branch-clone)
   if constexpr (IsTextOf<T, char16_t>) {
     return Kind::kWide;
   } else if constexpr (IsTextOf<T, char>) {

@@ -296,6 +296,7 @@ void Browser::ChooseScope() {
 void Browser::ChooseDomain() {
   const std::vector<DomainFile> domains = DomainsOf(model_->scope());
   std::vector<std::string> rows;
+  rows.reserve(domains.size());
   for (const DomainFile& domain : domains) {
     rows.push_back(Escaped(domain.name) + "  " + std::to_string(domain.size) + " bytes");
   }
