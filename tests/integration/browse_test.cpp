@@ -41,8 +41,10 @@ class BrowseTest : public EnvironmentTest {
   // A server that was told to end may still be there when the next one starts: each has its own
   // place.
   std::string Socket() const { return (env_.folder() / ("t" + std::to_string(server_))).string(); }
+  // The shell is named: the account that runs the tests may have none.
   std::string Tmux(std::vector<std::string> arguments) {
-    arguments.insert(arguments.begin(), {"tmux", "-u", "-S", Socket(), "-f", "/dev/null"});
+    arguments.insert(arguments.begin(),
+                     {"env", "SHELL=/bin/sh", "tmux", "-u", "-S", Socket(), "-f", "/dev/null"});
     return RunCommand(arguments).out;
   }
 
