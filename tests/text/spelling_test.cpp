@@ -35,6 +35,12 @@ TEST(Spelling, VisitsEveryOtherSpellingUpToALimit) {
   EXPECT_TRUE(all);
   EXPECT_EQ(others(u"e\u0308x", 8, &all), (Spellings{u"\u00EBx"}));
   EXPECT_EQ(others(u"\u8C48", 8, &all), (Spellings{u"\uF900"}));
+  // Marks that change places, and one that is two marks with a third between them.
+  EXPECT_EQ(others(u"\u0F81\u0338", 8, &all),
+            (Spellings{u"\u0F71\u0F80\u0338", u"\u0F71\u0338\u0F80", u"\u0F80\u0F71\u0338",
+                       u"\u0F80\u0338\u0F71", u"\u0338\u0F71\u0F80", u"\u0338\u0F80\u0F71",
+                       u"\u0338\u0F81"}));
+  EXPECT_EQ(others(u"\uAC01", 8, &all), (Spellings{u"\uAC00\u11A8", u"\u1100\u1161\u11A8"}));
   EXPECT_EQ(others(u"\u1EAD", 8, &all).count(u"a\u0323\u0302"), 1u);
   EXPECT_TRUE(all);
   others(u"\u00E9\u00E9\u00E9\u00E9\u00E9\u00E9\u00E9\u00E9", 8, &all);
