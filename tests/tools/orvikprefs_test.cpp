@@ -141,6 +141,7 @@ TEST_F(OrvikPrefsTest, SetsEveryTypeUnderConditions) {
       {"--real", "real", "2.50", "2.5", "2"},
       {"--real", "real", "-inf", "-inf", "inf"},
       {"--bool", "boolean", "yes", "true", "false"},
+      {"--bool", "boolean", "OFF", "false", "On"},
       {"--date", "date", "2024-05-06T07:08:09Z", "2024-05-06T07:08:09Z", "2024-05-06T07:08:10Z"},
       {"--data", "data", "AAEC", "AAEC", "AAED"},
       {"--json", "array", "[ 1, {\"a\": [ ] } ]", "[1,{\"a\":[]}]", "[1]"},

@@ -53,7 +53,7 @@ constexpr Positional kSetWords[] = {
 constexpr Option kSetOptions[] = {
     {"--int", 0, Word::kFlag, "", "VALUE is an integer of 64 bits"},
     {"--real", 0, Word::kFlag, "", "VALUE is a real number"},
-    {"--bool", 0, Word::kFlag, "", "VALUE is true or false (yes, no, 1, 0)"},
+    {"--bool", 0, Word::kFlag, "", "VALUE is true or false (yes, no, on, off, 1, 0)"},
     {"--date", 0, Word::kFlag, "", "VALUE is a date such as 2024-05-06T07:08:09Z"},
     {"--data", 0, Word::kFlag, "", "VALUE is Base64"},
     {"--json", 0, Word::kFlag, "", "VALUE is JSON, for arrays and dictionaries, too"},

@@ -8,6 +8,7 @@
 #include "platform/core_foundation/date.h"
 #include "platform/core_foundation/number.h"
 #include "prefs/preferences.h"
+#include "text/case_mapping.h"
 #include "tools/orvikprefs/json_form.h"
 #include "tools/orvikprefs/text.h"
 
@@ -70,8 +71,17 @@ Value ParseReal(std::string_view text) {
 }
 
 Value ParseBoolean(std::string_view text) {
-  if (text == "true" || text == "yes" || text == "1") return Value::Retaining(kCFBooleanTrue);
-  if (text == "false" || text == "no" || text == "0") return Value::Retaining(kCFBooleanFalse);
+  constexpr std::pair<std::string_view, std::string_view> kWords[] = {
+      {"true", "false"}, {"yes", "no"}, {"on", "off"}, {"1", "0"}};
+  const auto is = [text](std::string_view word) {
+    return std::equal(text.begin(), text.end(), word.begin(), word.end(), [](char one, char other) {
+      return LowerAscii(static_cast<unsigned char>(one)) == static_cast<unsigned char>(other);
+    });
+  };
+  for (const auto& [set, unset] : kWords) {
+    if (is(set)) return Value::Retaining(kCFBooleanTrue);
+    if (is(unset)) return Value::Retaining(kCFBooleanFalse);
+  }
   return Value();
 }
 

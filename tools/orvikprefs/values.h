@@ -34,7 +34,7 @@ std::string ValueText(CFPropertyListRef value);
 //   string              any UTF-8
 //   integer             decimal, of 64 bits, signed or not
 //   real                decimal with or without an exponent; nan, inf, -inf
-//   boolean             true, false, yes, no, 1, 0
+//   boolean             true, false, yes, no, on, off, 1, 0, in any case
 //   date                2024-05-06T07:08:09Z
 //   data                Base64
 //   array, dictionary   JSON (json_form.h)
