@@ -67,8 +67,9 @@ foreach(layer ${layers})
 endforeach()
 configure_package_config_file(cmake/orvik-config.cmake.in
   ${CMAKE_CURRENT_BINARY_DIR}/orvik-config.cmake INSTALL_DESTINATION ${package_dir})
+# Programs written for version 1 still compile; a new number says that they must be built again.
 write_basic_package_version_file(${CMAKE_CURRENT_BINARY_DIR}/orvik-config-version.cmake
-  COMPATIBILITY SameMajorVersion)
+  COMPATIBILITY AnyNewerVersion)
 install(FILES ${CMAKE_CURRENT_BINARY_DIR}/orvik-config.cmake
   ${CMAKE_CURRENT_BINARY_DIR}/orvik-config-version.cmake DESTINATION ${package_dir}
   COMPONENT development)

@@ -3,7 +3,7 @@
 #   component      package           holds
 #   tool           orvik-postflight  the installer's tool and its manual page
 #   command-line   orvikprefs        the administrator's command line, manual page, completions
-#   library-LAYER  liborvik-LAYER1   the shared library of a layer
+#   library-LAYER  liborvik-LAYER2   the shared library of a layer
 #   development    liborvik-dev      headers, static libraries, CMake and pkg-config files
 #   ansible        orvik-ansible     the Ansible module
 
@@ -67,9 +67,6 @@ foreach(layer ${layers})
 Windows-style strings, files, streams, XML and a registry-like preference
 store. This package holds the shared library of its layer ${layer}.")
   set(CPACK_DEBIAN_${upper}_PACKAGE_CONTROL_EXTRA ${CMAKE_CURRENT_LIST_DIR}/triggers)
-  # The one package that held all of them before.
-  set(CPACK_DEBIAN_${upper}_PACKAGE_BREAKS liborvik1)
-  set(CPACK_DEBIAN_${upper}_PACKAGE_REPLACES liborvik1)
   get_property(uses GLOBAL PROPERTY ORVIK_${layer}_USES)
   list(TRANSFORM uses PREPEND library-)
   set(CPACK_COMPONENT_${upper}_DEPENDS ${uses})
