@@ -235,8 +235,8 @@ int MergeTree(const std::string& from, const std::string& to, Transfer transfer,
     return 0;
   }
   Descriptor top(fcntl(target.get(), F_DUPFD_CLOEXEC, 0));
-  error = Merger(transfer, std::move(top), info, report)
-              .Run(std::move(source), std::move(target), is_new);
+  Merger merger(transfer, std::move(top), info, report);
+  error = merger.Run(std::move(source), std::move(target), is_new);
   return error == EINVAL ? EINVAL : 0;
 }
 
