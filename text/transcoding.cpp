@@ -134,11 +134,10 @@ inline TranscodingStop DecodeLoop(const char*& s, const char* source_end, char16
   // Far from both ends: no room to check.
   while (source_end - s >= 16 && target_end - t >= 16) {
     const unsigned others = NonAsciiBits(s);
-    WidenBlock(s, t);
-    const int ascii = std::countr_zero(others | 0x10000u);
-    s += ascii;
-    t += ascii;
     if (others == 0) {
+      WidenBlock(s, t);
+      s += kBlock;
+      t += kBlock;
       // More of it is likely.
       while (source_end - s >= 32 && target_end - t >= 32 && AreAscii(s)) {
         WidenBlock(s, t);
@@ -147,6 +146,9 @@ inline TranscodingStop DecodeLoop(const char*& s, const char* source_end, char16
         t += 2 * kBlock;
       }
       continue;
+    }
+    for (int ascii = std::countr_zero(others); ascii > 0; --ascii) {
+      *t++ = static_cast<unsigned char>(*s++);
     }
     // Up to the next run of ASCII.
     const char* const near_end = source_end - 4;
@@ -188,11 +190,10 @@ inline TranscodingStop EncodeLoop(const char16_t*& s, const char16_t* source_end
                                   char* target_end) {
   while (source_end - s >= 16 && target_end - t >= 16) {
     const unsigned others = BitsAbove<0x7F>(s);
-    NarrowBlock(s, t);
-    const int ascii = std::countr_zero(others | 0x10000u);
-    s += ascii;
-    t += ascii;
     if (others == 0) {
+      NarrowBlock(s, t);
+      s += kBlock;
+      t += kBlock;
       // More of it is likely.
       while (source_end - s >= 32 && target_end - t >= 32 && AreAscii(s)) {
         NarrowBlock(s, t);
@@ -202,21 +203,8 @@ inline TranscodingStop EncodeLoop(const char16_t*& s, const char16_t* source_end
       }
       continue;
     }
-    // Others that stand alone among ASCII: the block is gone through by its bits.
-    if ((others & (others >> 1)) == 0 && source_end - s >= 34 && target_end - t >= 64) {
-      const char16_t* const block = s - ascii;
-      unsigned bits = others;
-      do {
-        s = block + std::countr_zero(bits);
-        bits &= bits - 1;
-        if (!EncodeQuickly(s, source_end, t)) return StopAtSurrogate(s, source_end);
-        NarrowBlock(s, t);
-        const char16_t* const next = bits != 0 ? block + std::countr_zero(bits) : block + kBlock;
-        // A pair of surrogates may reach beyond the block.
-        if (next > s) t += next - s;
-      } while (bits != 0);
-      if (s < block + kBlock) s = block + kBlock;
-      continue;
+    for (int ascii = std::countr_zero(others); ascii > 0; --ascii) {
+      *t++ = static_cast<char>(*s++);
     }
     char* const near_full = target_end - 4;
     while (s < source_end && t <= near_full && *s >= 0x80) {
@@ -278,7 +266,10 @@ TranscodingStop DecodeUtf8(const char*& source, const char* source_end, char16_t
   if (source != source_end && !CanStart(static_cast<unsigned char>(*source))) {
     return TranscodingStop::kIllegal;
   }
-  if (source_end - source >= kWideSource && transcoding::HasAvx2()) {
+  if (transcoding::HasAvx512()) {
+    transcoding::DecodeAvx512(source, source_end, target, target_end);
+    if (source == source_end) return TranscodingStop::kDone;
+  } else if (source_end - source >= kWideSource && transcoding::HasAvx2()) {
     transcoding::DecodeBlocksAvx2(source, source_end, target, target_end);
   }
   return transcoding::DecodePlain(source, source_end, target, target_end);
@@ -286,7 +277,10 @@ TranscodingStop DecodeUtf8(const char*& source, const char* source_end, char16_t
 
 TranscodingStop EncodeUtf8(const char16_t*& source, const char16_t* source_end, char*& target,
                            char* target_end) {
-  if (source_end - source >= kWideUnits && transcoding::HasAvx2()) {
+  if (transcoding::HasAvx512()) {
+    transcoding::EncodeAvx512(source, source_end, target, target_end);
+    if (source == source_end) return TranscodingStop::kDone;
+  } else if (source_end - source >= kWideUnits && transcoding::HasAvx2()) {
     transcoding::EncodeBlocksAvx2(source, source_end, target, target_end);
   }
   return transcoding::EncodePlain(source, source_end, target, target_end);
@@ -296,6 +290,12 @@ size_t Utf8Length(std::u16string_view units) {
   const char16_t* s = units.data();
   const char16_t* const end = s + units.size();
   size_t length = 0;
+  if (transcoding::HasAvx512()) {
+    for (;; ++s, ++length) {
+      length += transcoding::MeasureAvx512(s, end);
+      if (s == end) return length;
+    }
+  }
   if (units.size() >= static_cast<size_t>(kWideUnits) && transcoding::HasAvx2()) {
     length = transcoding::MeasureBlocksAvx2(s, end);
   }
@@ -354,6 +354,10 @@ std::ptrdiff_t Utf16Length(std::string_view bytes) {
   const char* s = bytes.data();
   const char* end = s + bytes.size();
   std::ptrdiff_t length = 0;
+  if (transcoding::HasAvx512()) {
+    length = static_cast<std::ptrdiff_t>(transcoding::CountAvx512(s, end));
+    return s == end ? length : -1;
+  }
   if (end - s >= kWideSource && transcoding::HasAvx2()) {
     length = static_cast<std::ptrdiff_t>(transcoding::CountBlocksAvx2(s, end));
   }

@@ -13,9 +13,9 @@ TranscodingStop DecodePlain(const char*& source, const char* source_end, char16_
 TranscodingStop EncodePlain(const char16_t*& source, const char16_t* source_end, char*& target,
                             char* target_end);
 
-// Whether the processor has the vectors. The functions below may be
-// called only then.
+// Whether the processor has the vectors. The functions with the name may be called only then.
 bool HasAvx2();
+bool HasAvx512();
 
 // They convert as far as whole blocks go, and leave the rest, and
 // everything from a malformed character on, to the plain loops: `source` and `target` stop between
@@ -28,5 +28,14 @@ void EncodeBlocksAvx2(const char16_t*& source, const char16_t* source_end, char*
 // Count the UTF-16 units of whole blocks of UTF-8, and the other way round, in the same way.
 size_t CountBlocksAvx2(const char*& source, const char* source_end);
 size_t MeasureBlocksAvx2(const char16_t*& source, const char16_t* source_end);
+
+// They convert, and count, everything up to the end, to a malformed character or unpaired
+// surrogate, or to a place near the end of the target, and leave the rest to the plain loops.
+void DecodeAvx512(const char*& source, const char* source_end, char16_t*& target,
+                  char16_t* target_end);
+void EncodeAvx512(const char16_t*& source, const char16_t* source_end, char*& target,
+                  char* target_end);
+size_t CountAvx512(const char*& source, const char* source_end);
+size_t MeasureAvx512(const char16_t*& source, const char16_t* source_end);
 
 }  // namespace orvik::transcoding

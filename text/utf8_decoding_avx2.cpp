@@ -9,6 +9,7 @@
 #if defined(__x86_64__)
 
 #include <bit>
+#include <cstring>
 
 #include "text/avx2_lanes.h"
 #include "text/utf8_tables.h"
@@ -21,8 +22,9 @@ namespace {
 
 constexpr std::ptrdiff_t kBlock = 64;
 constexpr std::ptrdiff_t kStep = 16;
-constexpr std::ptrdiff_t kLookAhead = 2;   // bytes after a block that are loaded
-constexpr std::ptrdiff_t kLongAscii = 40;  // a run at the start that goes by itself
+constexpr std::ptrdiff_t kLookAhead = 2;    // bytes after a block that are loaded
+constexpr std::ptrdiff_t kOverwritten = 8;  // units behind a block that its stores reach
+constexpr std::ptrdiff_t kLongAscii = 40;   // a run at the start that goes by itself
 
 // Sixteen bytes, each in a lane of 16 bits.
 [[gnu::target("avx2"), gnu::always_inline]] inline __m256i LoadBytes(const char* place) {
@@ -169,7 +171,11 @@ template <Longest kLongest>
   Block block{};
   std::uint64_t due = 0;
   bool goes_on = true;
-  while (goes_on && source_end - s >= kBlock + kLookAhead && target_end - t >= kBlock) {
+  // What was at the new end of the target, and right before it, is put back.
+  __m128i behind = _mm_setzero_si128();
+  char16_t last_units[2] = {};
+  while (goes_on && source_end - s >= kBlock + kLookAhead &&
+         target_end - t >= kBlock + kOverwritten) {
     const __m256i previous = block.high;
     const std::uint64_t low_surrogate = block.of_four >> 63;
     block.low = LoadWide(s);
@@ -178,9 +184,11 @@ template <Longest kLongest>
     const std::ptrdiff_t ascii = above_ascii != 0 ? std::countr_zero(above_ascii) : kBlock;
     if (ascii >= kLongAscii) {
       if (due != 0) break;
-      for (std::ptrdiff_t i = 0; i < kBlock; i += kStep) Store(t + i, LoadBytes(s + i));
-      s += ascii;
-      t += ascii;
+      for (const char* const ascii_end = s + ascii; ascii_end - s >= kStep;
+           s += kStep, t += kStep) {
+        Store(t, LoadBytes(s));
+      }
+      behind = LoadHalf(t);
       // The next block begins with a character, as the first one does.
       block = Block{};
       continue;
@@ -200,7 +208,12 @@ template <Longest kLongest>
       block.of_three &= wanted;
       block.of_four &= wanted;
       goes_on = false;
+      // The block may be shorter than what the one before has overwritten.
+      if (t != target) Store(t, behind);
     }
+    char16_t* const block_end = t + _mm_popcnt_u64(kept);
+    behind = LoadHalf(block_end);
+    if (block_end - t >= 2) std::memcpy(last_units, block_end - 2, sizeof last_units);
     if ((block.of_four | low_surrogate) != 0) {
       t = DecodeBlock<Longest::kFourBytes>(s, t, kept);
     } else if (block.of_three != 0) {
@@ -212,10 +225,12 @@ template <Longest kLongest>
     due = DueAfter(block);
   }
   // What follows of a last character was not validated: it is converted again.
+  if (t != target) Store(t, behind);
   const std::ptrdiff_t cut = BytesOfCutCharacter(source, s);
   if (cut != 0) {
     s -= cut;
-    t -= cut >= 2 && static_cast<unsigned char>(*s) >= 0xF0 ? 2 : 1;
+    const std::ptrdiff_t units = cut >= 2 && static_cast<unsigned char>(*s) >= 0xF0 ? 2 : 1;
+    for (std::ptrdiff_t i = 0; i < units; ++i) *--t = last_units[1 - i];
   }
   source = s;
   target = t;

@@ -4,6 +4,8 @@
 
 #if defined(__x86_64__)
 
+#include <cstring>
+
 #include "text/avx2_lanes.h"
 
 namespace orvik::transcoding {
@@ -31,6 +33,14 @@ constexpr std::array<HalfShuffle, 256> kBytePacking = [] {
   return shuffles;
 }();
 
+// What a block finds behind its bytes, where its last store reaches.
+using Behind = std::uint64_t;
+inline Behind Read(const char* place) {
+  Behind behind = 0;
+  std::memcpy(&behind, place, sizeof behind);
+  return behind;
+}
+
 // Writes the bytes that the lower sixteen bits of `kept` name.
 [[gnu::target("avx2,popcnt"), gnu::always_inline]] inline char* StorePacked(__m128i bytes,
                                                                             std::uint32_t kept,
@@ -50,7 +60,7 @@ constexpr std::array<HalfShuffle, 256> kBytePacking = [] {
 
 // Sixteen units below U+0800.
 [[gnu::target("avx2,bmi2,popcnt"), gnu::always_inline]] inline char* EncodeUpToTwoBytes(
-    __m256i units, char* t) {
+    __m256i units, char* t, Behind& behind) {
   const __m256i is_long = _mm256_cmpgt_epi16(units, Units(0x7F));
   const __m256i of_two =
       _mm256_or_si256(_mm256_or_si256(_mm256_srli_epi16(units, 6),
@@ -60,6 +70,7 @@ constexpr std::array<HalfShuffle, 256> kBytePacking = [] {
   const std::uint32_t set = UnitMask(is_long);
   const unsigned first_set = set & 0xFF;
   const unsigned second_set = set >> 8;
+  behind = Read(t + kStep + _mm_popcnt_u32(set));
   Store(t, _mm_shuffle_epi8(_mm256_castsi256_si128(bytes),
                             LoadHalf(kPacking<false>[first_set].index)));
   t += 8 + _mm_popcnt_u32(first_set);
@@ -110,7 +121,7 @@ constexpr std::array<HalfShuffle, 256> kBytePacking = [] {
 template <bool kHasPairs>
 [[gnu::target("avx2,popcnt"), gnu::always_inline]] inline char* EncodeAny(__m128i eight,
                                                                           __m128i following,
-                                                                          char* t) {
+                                                                          char* t, Behind& behind) {
   const __m256i units = _mm256_cvtepu16_epi32(eight);
   const __m256i above_7f = _mm256_cmpgt_epi32(units, Words(0x7F));
   const __m256i above_7ff = _mm256_cmpgt_epi32(units, Words(0x7FF));
@@ -133,6 +144,7 @@ template <bool kHasPairs>
       _mm256_shuffle_epi8(length, _mm256_broadcastsi128_si256(_mm_setr_epi8(
                                       0, 0, 0, 0, 4, 4, 4, 4, 8, 8, 8, 8, 12, 12, 12, 12)));
   const std::uint32_t kept = ByteMask(_mm256_cmpgt_epi8(lengths, Words(0x03020100)));
+  behind = Read(t + _mm_popcnt_u32(kept));
   t = StorePacked(_mm256_castsi256_si128(bytes), kept, t);
   return StorePacked(_mm256_extracti128_si256(bytes, 1), kept >> 16, t);
 }
@@ -160,6 +172,7 @@ struct Surrogates {
                                                           char* target_end) {
   const char16_t* s = source;
   char* t = target;
+  Behind behind = 0;
   while (source_end - s >= kStep && target_end - t >= kStepBytes) {
     const __m256i units = LoadWide(s);
     const __m128i first = _mm256_castsi256_si128(units);
@@ -168,20 +181,23 @@ struct Surrogates {
       Store(t, _mm_packus_epi16(first, second));
       s += kStep;
       t += kStep;
+      behind = Read(t);
       continue;
     }
     const __m256i upper = _mm256_and_si256(units, Units(0xF800));
     const std::uint32_t below_800 = ByteMask(_mm256_cmpeq_epi16(upper, _mm256_setzero_si256()));
     if (below_800 == 0xFFFFFFFF) {
-      t = EncodeUpToTwoBytes(units, t);
+      t = EncodeUpToTwoBytes(units, t, behind);
       s += kStep;
       continue;
     }
     if (ByteMask(_mm256_cmpeq_epi16(upper, Units(0xD800))) == 0) {
       if (below_800 == 0) {
+        behind = Read(t + 3 * kStep);
         t = EncodeThreeBytes(second, EncodeThreeBytes(first, t));
       } else {
-        t = EncodeAny<false>(second, second, EncodeAny<false>(first, first, t));
+        t = EncodeAny<false>(first, first, t, behind);
+        t = EncodeAny<false>(second, second, t, behind);
       }
       s += kStep;
       continue;
@@ -196,14 +212,16 @@ struct Surrogates {
       // Nothing but pairs, each a lane of 32 bits.
       Store(t, FourBytesOf(units, _mm256_srli_epi32(units, 16)));
       t += 32;
+      behind = Read(t);
     } else {
       const int after = ends_high ? s[kStep] : 0;
-      t = EncodeAny<true>(first, _mm_alignr_epi8(second, first, 2), t);
-      t = EncodeAny<true>(second, _mm_insert_epi16(_mm_srli_si128(second, 2), after, 7), t);
+      t = EncodeAny<true>(first, _mm_alignr_epi8(second, first, 2), t, behind);
+      t = EncodeAny<true>(second, _mm_insert_epi16(_mm_srli_si128(second, 2), after, 7), t, behind);
     }
     // The low surrogate of a last pair has been taken as well.
     s += ends_high ? kStep + 1 : kStep;
   }
+  if (t != target) std::memcpy(t, &behind, sizeof behind);
   source = s;
   target = t;
 }

@@ -2,6 +2,7 @@
 
 #include <random>
 #include <string>
+#include <tuple>
 #include <vector>
 
 #include <gtest/gtest.h>
@@ -25,50 +26,98 @@ struct Encoded {
   bool operator==(const Encoded&) const = default;
 };
 
-// The buffers have exactly the size that is used, so that a byte too many is found.
+// The buffers have exactly the size that is used, so that a byte too many is found. What is behind
+// the reported end must be as it was.
+template <class Source, class Target, class Function>
+auto Run(const Function& function, const std::basic_string<Source>& text, std::size_t room) {
+  const std::vector<Source> source(text.begin(), text.end());
+  std::vector<Target> target(room);
+  for (std::size_t i = 0; i < room; ++i) target[i] = static_cast<Target>(i * 7 + 1);
+  const Source* s = source.data();
+  Target* t = target.data();
+  const TranscodingStop stop = function(s, s + source.size(), t, t + room);
+  const auto written = static_cast<std::size_t>(t - target.data());
+  for (std::size_t i = written; i < room; ++i) {
+    EXPECT_EQ(target[i], static_cast<Target>(i * 7 + 1)) << i << " behind " << written;
+  }
+  return std::tuple(stop, static_cast<std::size_t>(s - source.data()),
+                    std::basic_string<Target>(target.data(), written));
+}
+
 template <class Function>
 Decoded Decode(const Function& decode, const std::string& bytes, std::size_t room) {
-  const std::vector<char> source(bytes.begin(), bytes.end());
-  std::vector<char16_t> target(room);
-  const char* s = source.data();
-  char16_t* t = target.data();
-  const TranscodingStop stop = decode(s, s + source.size(), t, t + room);
-  return {stop, static_cast<std::size_t>(s - source.data()),
-          std::u16string(target.data(), static_cast<std::size_t>(t - target.data()))};
+  const auto [stop, taken, units] = Run<char, char16_t>(decode, bytes, room);
+  return {stop, taken, units};
 }
 
 template <class Function>
 Encoded Encode(const Function& encode, const std::u16string& units, std::size_t room) {
-  const std::vector<char16_t> source(units.begin(), units.end());
-  std::vector<char> target(room);
-  const char16_t* s = source.data();
-  char* t = target.data();
-  const TranscodingStop stop = encode(s, s + source.size(), t, t + room);
-  return {stop, static_cast<std::size_t>(s - source.data()),
-          std::string(target.data(), static_cast<std::size_t>(t - target.data()))};
+  const auto [stop, taken, bytes] = Run<char16_t, char>(encode, units, room);
+  return {stop, taken, bytes};
+}
+
+// The processor's best variant is the one that the callers get.
+TranscodingStop DecodeByAvx2(const char*& source, const char* source_end, char16_t*& target,
+                             char16_t* target_end) {
+  if (transcoding::HasAvx2()) {
+    transcoding::DecodeBlocksAvx2(source, source_end, target, target_end);
+  }
+  return transcoding::DecodePlain(source, source_end, target, target_end);
+}
+
+TranscodingStop EncodeByAvx2(const char16_t*& source, const char16_t* source_end, char*& target,
+                             char* target_end) {
+  if (transcoding::HasAvx2()) {
+    transcoding::EncodeBlocksAvx2(source, source_end, target, target_end);
+  }
+  return transcoding::EncodePlain(source, source_end, target, target_end);
 }
 
 void ExpectAllAgree(const std::string& bytes) {
   const Decoded whole = Decode(transcoding::DecodePlain, bytes, bytes.size());
   const std::size_t length = whole.units.size();
   for (const std::size_t room : {bytes.size(), length, length - length / 3}) {
-    ASSERT_EQ(Decode(DecodeUtf8, bytes, room), Decode(transcoding::DecodePlain, bytes, room))
-        << testing::PrintToString(bytes) << " in " << room;
+    const Decoded plain = Decode(transcoding::DecodePlain, bytes, room);
+    for (const auto variant : {DecodeUtf8, DecodeByAvx2}) {
+      ASSERT_EQ(Decode(variant, bytes, room), plain)
+          << testing::PrintToString(bytes) << " in " << room;
+    }
   }
   ASSERT_EQ(Utf16Length(bytes),
             whole.stop == TranscodingStop::kDone ? static_cast<std::ptrdiff_t>(length) : -1)
       << testing::PrintToString(bytes);
+  if (transcoding::HasAvx2()) {
+    const char* at = bytes.data();
+    const std::size_t count = transcoding::CountBlocksAvx2(at, bytes.data() + bytes.size());
+    const std::string counted(bytes.data(), at);
+    ASSERT_EQ(Decode(transcoding::DecodePlain, counted, counted.size()).units.size(), count);
+  }
 }
 
 void ExpectAllAgree(const std::u16string& units) {
   const Encoded whole = Encode(transcoding::EncodePlain, units, 3 * units.size());
   const std::size_t length = whole.bytes.size();
   for (const std::size_t room : {3 * units.size(), length, length - length / 3}) {
-    ASSERT_EQ(Encode(EncodeUtf8, units, room), Encode(transcoding::EncodePlain, units, room))
-        << testing::PrintToString(units) << " in " << room;
+    const Encoded plain = Encode(transcoding::EncodePlain, units, room);
+    for (const auto variant : {EncodeUtf8, EncodeByAvx2}) {
+      ASSERT_EQ(Encode(variant, units, room), plain)
+          << testing::PrintToString(units) << " in " << room;
+    }
   }
-  if (whole.stop == TranscodingStop::kDone) {
-    ASSERT_EQ(Utf8Length(units), length);
+  std::size_t expected = length;
+  std::size_t at_surrogate = whole.taken;
+  while (at_surrogate != units.size()) {  // an unpaired one counts as one byte
+    const std::u16string rest = units.substr(at_surrogate + 1);
+    const Encoded next = Encode(transcoding::EncodePlain, rest, 3 * rest.size());
+    expected += 1 + next.bytes.size();
+    at_surrogate += 1 + next.taken;
+  }
+  ASSERT_EQ(Utf8Length(units), expected) << testing::PrintToString(units);
+  if (transcoding::HasAvx2()) {
+    const char16_t* at = units.data();
+    const std::size_t measured = transcoding::MeasureBlocksAvx2(at, units.data() + units.size());
+    const std::u16string part(units.data(), at);
+    ASSERT_EQ(Encode(transcoding::EncodePlain, part, 3 * part.size()).bytes.size(), measured);
   }
 }
 

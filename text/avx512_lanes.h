@@ -1,0 +1,136 @@
+// Loads, stores and masks of 512-bit vectors. For sources that are compiled for x86-64; the
+// functions may run only on a processor that has AVX-512 with VBMI2.
+#pragma once
+
+// The compiler's own header reads values that are not set, of which no bit is used.
+#if defined(__GNUC__) && !defined(__clang__)
+#pragma GCC diagnostic ignored "-Wmaybe-uninitialized"
+#endif
+
+#include <immintrin.h>
+
+#include <array>
+#include <cstddef>
+#include <cstdint>
+
+#define ORVIK_AVX512_FUNCTION \
+  [[gnu::target("avx512f,avx512bw,avx512vl,avx512vbmi,avx512vbmi2,bmi,bmi2,lzcnt,popcnt")]]
+#define ORVIK_AVX512 ORVIK_AVX512_FUNCTION [[gnu::always_inline]] inline
+
+namespace orvik::avx512 {
+
+inline constexpr std::ptrdiff_t kVectorBytes = 64;
+
+ORVIK_AVX512 __m512i LoadAll(const void* place) {
+  return _mm512_loadu_si512(place);
+}
+
+// The same value in every lane of 8, 16 or 32 bits.
+ORVIK_AVX512 __m512i Bytes(int value) {
+  return _mm512_set1_epi8(static_cast<char>(value));
+}
+ORVIK_AVX512 __m512i Units(int value) {
+  return _mm512_set1_epi16(static_cast<short>(value));
+}
+ORVIK_AVX512 __m512i Words(std::uint32_t value) {
+  return _mm512_set1_epi32(static_cast<int>(value));
+}
+
+ORVIK_AVX512 __m256i LowHalf(__m512i vector) {
+  return _mm512_castsi512_si256(vector);
+}
+ORVIK_AVX512 __m256i HighHalf(__m512i vector) {
+  return _mm512_extracti64x4_epi64(vector, 1);
+}
+
+ORVIK_AVX512 __m512i Or(__m512i a, __m512i b, __m512i c) {
+  return _mm512_ternarylogic_epi32(a, b, c, 0xFE);
+}
+// The bits of `a` that the mask selects, and those of `b`.
+ORVIK_AVX512 __m512i SelectedOr(__m512i a, __m512i mask, __m512i b) {
+  return _mm512_ternarylogic_epi32(a, mask, b, 0xEA);
+}
+
+// The lowest n bits, at most 64.
+inline std::uint64_t Below(std::ptrdiff_t n) {
+  return n >= 64 ? ~std::uint64_t{0} : (std::uint64_t{1} << n) - 1;
+}
+
+inline std::ptrdiff_t Count(std::uint64_t bits) {
+  return __builtin_popcountll(bits);
+}
+
+// Writes vectors one after the other, of each the units or bytes at its start that count. What lies
+// behind them is as it was at the end: whole vectors are stored where there is room, and what they
+// overwrite is put back.
+template <typename Unit>
+class Writer {
+ public:
+  Writer(Unit* place, Unit* end) : place_(place), end_(end) {}
+
+  Unit* Place() const { return place_; }
+
+  // Prepares for n units in one or more vectors; false, and nothing is written, when they do not
+  // fit. Of a last block whole vectors are never stored: what is behind a short text would be read
+  // and written for nothing.
+  ORVIK_AVX512 bool Begin(std::ptrdiff_t n, bool is_last) {
+    const std::ptrdiff_t room = end_ - place_;
+    if (room < n) return false;
+    if (!is_last && room - n >= kLanes) {
+      // Up to a vector from the place on, the memory may be overwritten already.
+      const __m512i now = LoadAll(place_ + n);
+      behind_ = stores_whole_ && n < kLanes ? Moved(behind_, n, now) : now;
+      stores_whole_ = true;
+    } else {
+      PutBack();
+    }
+    return true;
+  }
+  ORVIK_AVX512 void Put(__m512i vector, std::ptrdiff_t n) {
+    if (stores_whole_) {
+      _mm512_storeu_si512(place_, vector);
+    } else if constexpr (sizeof(Unit) == 1) {
+      _mm512_mask_storeu_epi8(place_, Below(n), vector);
+    } else {
+      _mm512_mask_storeu_epi16(place_, static_cast<__mmask32>(Below(n)), vector);
+    }
+    place_ += n;
+  }
+  // To be called once, after all else.
+  ORVIK_AVX512 Unit* End() {
+    PutBack();
+    return place_;
+  }
+
+ private:
+  static constexpr std::ptrdiff_t kLanes = kVectorBytes / sizeof(Unit);
+  static constexpr std::array<Unit, kLanes> kPlaces = [] {
+    std::array<Unit, kLanes> places{};
+    for (std::size_t i = 0; i < places.size(); ++i) places[i] = static_cast<Unit>(i);
+    return places;
+  }();
+
+  // The lanes from n on, and those of `next` in the places that become free.
+  ORVIK_AVX512 static __m512i Moved(__m512i lanes, std::ptrdiff_t n, __m512i next) {
+    const std::uint64_t free = ~Below(kLanes - n);
+    if constexpr (sizeof(Unit) == 1) {
+      const __m512i places = _mm512_add_epi8(LoadAll(kPlaces.data()), Bytes(static_cast<int>(n)));
+      return _mm512_mask_mov_epi8(_mm512_permutexvar_epi8(places, lanes), free, next);
+    } else {
+      const __m512i places = _mm512_add_epi16(LoadAll(kPlaces.data()), Units(static_cast<int>(n)));
+      return _mm512_mask_mov_epi16(_mm512_permutexvar_epi16(places, lanes),
+                                   static_cast<__mmask32>(free), next);
+    }
+  }
+  ORVIK_AVX512 void PutBack() {
+    if (stores_whole_) _mm512_storeu_si512(place_, behind_);
+    stores_whole_ = false;
+  }
+
+  Unit* place_;
+  Unit* end_;
+  bool stores_whole_ = false;
+  __m512i behind_;
+};
+
+}  // namespace orvik::avx512
