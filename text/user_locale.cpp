@@ -1,7 +1,9 @@
 #include "text/user_locale.h"
 
-#include <cstdlib>
-#include <initializer_list>
+#include <unistd.h>
+
+#include <array>
+#include <cstring>
 #include <iterator>
 #include <mutex>
 #include <set>
@@ -26,13 +28,27 @@ const char* Identifier(std::string_view value) {
   return (found != known->end() ? found : known->emplace(value).first)->c_str();
 }
 
-// The value of the first variable that is set and not empty, else "".
-const char* FirstSet(std::initializer_list<const char*> variables) {
-  for (const char* const variable : variables) {
-    const char* const value = std::getenv(variable);
-    if (value != nullptr && *value != '\0') return value;
+// The value in the environment of the first variable that is set and not empty, else "". One walk
+// takes a third of the time of three look-ups.
+const char* FirstSet(std::array<std::string_view, 3> variables) {
+  const char* value = "";
+  size_t best = variables.size();
+  for (char** entry = environ; entry != nullptr && *entry != nullptr; ++entry) {
+    const char* const text = *entry;
+    if (*text != 'L') continue;
+    for (size_t i = 0; i < best; ++i) {
+      const size_t length = variables[i].size();
+      // The second letter rules most of them out without a call.
+      if (text[1] != variables[i][1] || std::strncmp(text, variables[i].data(), length) != 0 ||
+          text[length] != '=') {
+        continue;
+      }
+      if (text[length + 1] == '\0') continue;
+      value = text + length + 1;
+      best = i;
+    }
   }
-  return "";
+  return value;
 }
 
 }  // namespace
