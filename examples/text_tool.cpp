@@ -3,7 +3,6 @@
 //
 //   text_tool [FILE WORD REPLACEMENT]      without arguments, works on 10 MB of its own
 #include <cstdio>
-#include <string>
 
 #include <orvik/files/directory_path.h>
 #include <orvik/files/file_manipulator.h>
@@ -47,12 +46,11 @@ int Show() {
   const CAtlStringA line =
       MakeUTF8StringFromUnicodeString(u"Zw\u00F6lf gro\u00DFe Worte \u4E2D\r\n");
   const int lines = 10'000'000 / line.GetLength();
-  // A text that grows by small pieces is moved at each of them; std::string keeps room to grow.
-  std::string sample;
-  for (int i = 0; i < lines; ++i) sample += line.GetString();
+  CAtlStringA sample;
+  for (int i = 0; i < lines; ++i) sample += line;
   const COrvikFilePath file = COrvikFilePath::CreateTempFileName(u".txt", u"text-tool");
-  if (CFileManipulator::WriteAsciiStringToFile(file, sample.c_str(),
-                                               static_cast<unsigned long>(sample.size())) != S_OK) {
+  if (CFileManipulator::WriteAsciiStringToFile(
+          file, sample, static_cast<unsigned long>(sample.GetLength())) != S_OK) {
     return 1;
   }
   Counts counts;

@@ -88,7 +88,7 @@ void CAtlString::AppendFormat(Text format, std::va_list arguments) {
 }
 
 void CAtlString::TakeFormatted(std::u16string_view units) {
-  std::copy(units.begin(), units.end(), FreshBuffer(units.size(), 1));
+  CopyUnits(FreshBuffer(units.size(), 1), units.data(), units.size());
 }
 
 void CAtlStringA::FormatV(std::string_view format, std::span<const FormatArgument> arguments) {

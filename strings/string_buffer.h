@@ -34,6 +34,7 @@
 
 #include "host/reference_count.h"
 #include "strings/text_view.h"
+#include "text/copy_units.h"
 
 namespace [[gnu::visibility("default")]] orvik {
 
@@ -155,16 +156,22 @@ class StringBuffer {
       AppendToMore(text);
       return;
     }
-    std::memmove(data_ + size(), text.data(), text.size() * sizeof(Unit));
+    CopyUnits(data_ + size(), text.data(), text.size());
     TakeAppended(text.size());
   }
   void AppendUnit(Unit unit) {
-    if (!HasSpareFor(1)) {
+    Header& block = *GetData();
+    const std::int32_t old = block.data_length;
+    if (!IsOwned() || Capacity() == old) {
       AppendToMore({&unit, 1});
       return;
     }
-    data_[size()] = unit;
-    TakeAppended(1);
+    // The header first: a unit may be a byte, after which all would be read again.
+    block.data_length = old + 1;
+    if (block.allocated_length == old) block.allocated_length = old + 1;
+    Unit* const end = data_ + old;
+    end[0] = unit;
+    end[1] = 0;
   }
   void AppendForeign(ForeignView text);
   void SwapBlocks(StringBuffer& other) noexcept {
@@ -204,6 +211,9 @@ class StringBuffer {
   Unit* data_;
 
  private:
+  // A block that is larger than needed by fewer units than this is not exchanged.
+  static constexpr std::size_t kWorthKeeping = 64;
+
   // What lies before the units. The capacity is what the memory has room for, the allocated length
   // of the header is what the interface shows of it.
   struct Block {

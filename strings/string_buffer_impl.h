@@ -10,6 +10,7 @@
 #include <utility>
 
 #include "strings/string_buffer.h"
+#include "text/copy_units.h"
 
 namespace orvik {
 
@@ -17,7 +18,7 @@ namespace string_buffer {
 
 template <typename Unit>
 void CopyUnits(Unit* to, std::basic_string_view<Unit> from) {
-  if (!from.empty()) std::memcpy(to, from.data(), from.size() * sizeof(Unit));
+  orvik::CopyUnits(to, from.data(), from.size());
 }
 
 template <typename Unit>
@@ -124,7 +125,13 @@ void StringBuffer<Units>::AllocBeforeWrite(int n) {
 
 template <typename Units>
 auto StringBuffer<Units>::FreshBuffer(std::size_t length, std::size_t spare) -> Unit* {
-  Adopt(NewBlock(length + spare));
+  const std::size_t room = length + spare;
+  // A block of about that size is as good as a fresh one.
+  if (IsOwned() && static_cast<std::size_t>(Capacity()) - room < kWorthKeeping) {
+    GetData()->allocated_length = static_cast<std::int32_t>(room);
+  } else {
+    Adopt(NewBlock(room));
+  }
   SetLength(length);
   return data_;
 }

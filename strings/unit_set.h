@@ -19,7 +19,13 @@ class UnitSet {
   static constexpr std::size_t kFew = 4;
 
   explicit UnitSet(std::basic_string_view<Unit> units) {
-    for (const Unit unit : units) Add(unit);
+    if (units.size() > kFew) {
+      for (const Unit unit : units) Add(unit);
+      return;
+    }
+    // One that comes twice does no harm.
+    count_ = units.size();
+    for (std::size_t i = 0; i < kFew && count_ != 0; ++i) few_[i] = units[i < count_ ? i : 0];
   }
   UnitSet(const UnitSet&) = delete;
   UnitSet& operator=(const UnitSet&) = delete;

@@ -2,6 +2,7 @@
 #include <cstring>
 #include <utility>
 
+#include "text/copy_units.h"
 #include "text/format_buffer.h"
 #include "text/mac_roman.h"
 #include "text/transcoding.h"
@@ -23,7 +24,7 @@ char16_t* FormatBuffer::Grow(size_t count) {
 bool FormatBuffer::Append(std::u16string_view units) {
   char16_t* room = Room(units.size());
   if (room == nullptr) return false;
-  std::char_traits<char16_t>::copy(room, units.data(), units.size());
+  CopyUnits(room, units.data(), units.size());
   Take(units.size());
   return true;
 }

@@ -46,7 +46,7 @@ class TypedArguments {
 
   ArgumentValue Next(ArgumentKind) { return At(++last_); }
   ArgumentValue At(int position) const {
-    ArgumentValue value{};
+    ArgumentValue value;
     const auto index = static_cast<size_t>(position) - 1;
     value.typed = index < arguments_.size() ? &arguments_[index] : &kMissing;
     return value;

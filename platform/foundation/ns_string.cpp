@@ -6,6 +6,7 @@
 #include <new>
 
 #include "platform/foundation/string_hash.h"
+#include "text/copy_units.h"
 #include "text/transcoding.h"
 
 namespace orvik {
@@ -69,7 +70,7 @@ NSString* NSString::NewInline(UInt32 flags, CFIndex length, size_t bytes) {
 NSString* NSString::NewFromAscii(std::string_view bytes) {
   if (IsTooLong(bytes.size())) return nullptr;
   NSString* string = NewInline(kAscii, static_cast<CFIndex>(bytes.size()), bytes.size());
-  if (!bytes.empty()) std::memcpy(string->inline_bytes(), bytes.data(), bytes.size());
+  CopyUnits(string->inline_bytes(), bytes.data(), bytes.size());
   return string;
 }
 

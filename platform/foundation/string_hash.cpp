@@ -8,6 +8,8 @@
 #include <cstddef>
 #include <cstring>
 
+#include "text/transcoding.h"
+
 namespace orvik {
 namespace {
 
@@ -41,8 +43,8 @@ class SipHash {
     v0_ ^= word;
   }
 
-  UInt32 Finish() {
-    v2_ ^= 0xFF;
+  UInt32 Finish(UInt64 kind) {
+    v2_ ^= kind;
     for (int i = 0; i < 3; ++i) Round();
     const UInt64 hash = v0_ ^ v1_ ^ v2_ ^ v3_;
     return static_cast<UInt32>(hash ^ (hash >> 32));
@@ -65,20 +67,18 @@ class SipHash {
   UInt64 v0_, v1_, v2_, v3_;
 };
 
-// Four units are a word.
-UInt64 WordAt(std::u16string_view units, std::size_t i) {
-  UInt64 word;
-  std::memcpy(&word, units.data() + i, sizeof word);
+// A word of a text whose units have the width of kBytes bytes.
+template <std::size_t kBytes, class Unit>
+UInt64 WordAt(const Unit* units) {
+  UInt64 word = 0;
+  if constexpr (kBytes == sizeof(Unit)) {
+    std::memcpy(&word, units, sizeof word);
+  } else {
+    for (std::size_t i = 0; i < sizeof word / kBytes; ++i) {
+      word |= static_cast<UInt64>(units[i]) << (8 * kBytes * i);
+    }
+  }
   return word;
-}
-
-// Four bytes, each spread to 16 bits.
-UInt64 WordAt(std::string_view bytes, std::size_t i) {
-  UInt32 four;
-  std::memcpy(&four, bytes.data() + i, sizeof four);
-  UInt64 word = four;
-  word = (word | (word << 16)) & 0x0000FFFF0000FFFF;
-  return (word | (word << 8)) & 0x00FF00FF00FF00FF;
 }
 
 const Key& ProcessKey() {
@@ -86,26 +86,28 @@ const Key& ProcessKey() {
   return key;
 }
 
-// The last word holds up to three units and the length.
-template <class View>
+// The last word holds the units that are left, which are fewer than a word's, and the length.
+template <std::size_t kBytes, class View>
 UInt32 Hash(View text) {
+  constexpr std::size_t kUnits = sizeof(UInt64) / kBytes;
   SipHash hash(ProcessKey());
   std::size_t i = 0;
-  for (; text.size() - i >= 4; i += 4) hash.Add(WordAt(text, i));
-  typename View::value_type rest[4] = {};
+  for (; text.size() - i >= kUnits; i += kUnits) hash.Add(WordAt<kBytes>(text.data() + i));
+  typename View::value_type rest[kUnits] = {};
   for (std::size_t k = 0; i + k < text.size(); ++k) rest[k] = text[i + k];
-  hash.Add(WordAt(View(rest, 4), 0) ^ static_cast<UInt64>(text.size()) << 48);
-  return hash.Finish();
+  hash.Add(WordAt<kBytes>(rest) ^ static_cast<UInt64>(text.size()) << (64 - 8 * kBytes));
+  return hash.Finish(0x100 - kBytes);
 }
 
 }  // namespace
 
 UInt32 HashOfUnits(std::string_view latin1) {
-  return Hash(latin1);
+  return Hash<1>(latin1);
 }
 
 UInt32 HashOfUnits(std::u16string_view units) {
-  return Hash(units);
+  // A text has one hash, however it is kept.
+  return OrOfUnits(units) < 0x100 ? Hash<1>(units) : Hash<2>(units);
 }
 
 }  // namespace orvik
