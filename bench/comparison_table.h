@@ -2,7 +2,7 @@
 //
 // A benchmark is named Area/Operation[/size]/ours, its peers Area/Operation[/size]/peer:program; a
 // way of several is ours:way. Arguments follow as the library appends them. Names that differ only
-// in that part make a row; a peer without arguments stands beside every argument.
+// in that part make a row; a peer without arguments is shown beside every argument.
 #pragma once
 
 #include <benchmark/benchmark.h>
@@ -14,7 +14,7 @@
 namespace orvik::bench {
 
 struct Measured {
-  std::string name;    // without the part that tells ours from a peer
+  std::string name;    // without the part that names ours or a peer
   std::string role;    // "ours", "ours:way" or "peer:program"
   std::string family;  // the name without its arguments
   bool has_arguments = false;

@@ -11,7 +11,7 @@ namespace orvik::bench {
 
 namespace fs = std::filesystem;
 
-// A folder that stands for the system volume and the home folder.
+// A folder used as the system volume and the home folder.
 class Volume {
  public:
   Volume() {

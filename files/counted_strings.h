@@ -1,5 +1,5 @@
 // Counted strings: a 32-bit byte length, then the characters, then a 16-bit 0. A BSTR points at the
-// first character; null stands for the empty string. Made and freed with this family alone.
+// first character; null means the empty string. Made and freed with this family alone.
 //
 // Null also when the length is negative or does not fit its 32 bits. A failing allocation throws.
 #pragma once

@@ -3,7 +3,7 @@
 // BOOL operations give TRUE for success. What was done before a failure stays done. A link that is
 // met is not followed: it is deleted, copied and moved as a link. A folder path that is itself a
 // link to a folder is refused by the operations that delete; as the source or the target of a copy
-// it stands for that folder. The operations that delete work on open folders, so that they never
+// it means that folder. The operations that delete work on open folders, so that they never
 // leave the tree, whatever others do to it meanwhile; they refuse the root folder.
 //
 // Where a TreeReport is given, what was done and what failed is added to it.
@@ -19,10 +19,10 @@ class CDirectoryManipulator {
  public:
   CDirectoryManipulator() = delete;
 
-  // Creates the folder and every missing folder above it. TRUE when anything stands at the path.
+  // Creates the folder and every missing folder above it. TRUE when anything exists at the path.
   static BOOL CreateDirectory(const COrvikDirectoryPath& folder);
 
-  // Removes an empty folder; TRUE when nothing stands at the path.
+  // Removes an empty folder; TRUE when nothing exists at the path.
   static BOOL RemoveDirectory(const COrvikDirectoryPath& folder);
 
   // Deletes the files (not the subfolders) whose names match the pattern (wildcard.h: "*.log" does
@@ -46,7 +46,7 @@ class CDirectoryManipulator {
   // moved, an existing target file stays, and the source keeps its emptied folders. Special files
   // are moved, not copied. Files of several names within the tree keep them when they are moved.
   // A link in the target that leads to a folder is followed when it belongs to this user, to root
-  // or to the owner of its folder. The result does not tell of single files or folders that could
+  // or to the owner of its folder. The result does not report single files or folders that could
   // not be copied or read; the report does. E_FAIL when the source does not exist, and when the
   // target lies inside the source (nothing is copied then).
   static HRESULT RecursivelyCopyDirectory(const COrvikDirectoryPath& source,

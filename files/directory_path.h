@@ -31,7 +31,7 @@ class COrvikDirectoryPath {
   BOOL IsEmptyPath() const;
   void Empty();
 
-  // TRUE when anything stands at the path, a file as well.
+  // TRUE when anything exists at the path, a file as well.
   BOOL DirectoryExists() const;
 
   // Appends "/" and `name`, which may hold several components; an empty name changes nothing.

@@ -49,7 +49,7 @@ std::optional<std::uint64_t> SizeOf(std::FILE* file) {
   return static_cast<std::uint64_t>(record.st_size);
 }
 
-// The flags of open that an fopen mode stands for; -1 when it is none.
+// The flags of open for an fopen mode; -1 when it is none.
 int OpenFlags(const char* mode) {
   const bool updates = std::strchr(mode, '+') != nullptr;
   const int exclusive = std::strchr(mode, 'x') != nullptr ? O_EXCL : 0;

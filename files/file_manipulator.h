@@ -31,8 +31,8 @@ class CFileManipulator {
                                          const CAtlString& cancel_text, const CAtlString& copy_text,
                                          const CAtlString& overwrite_text);
 
-  // fopen with a C mode string; null on failure (errno tells why) and for anything but a regular
-  // file or a character device. Links are followed. The caller closes the file.
+  // fopen with a C mode string; null on failure (errno has the reason) and for anything but a
+  // regular file or a character device. Links are followed. The caller closes the file.
   static std::FILE* OpenFile(const COrvikFilePath& file, const char* mode);
 
   // lstat; -1 on failure.
@@ -64,7 +64,7 @@ class CFileManipulator {
   // Makes missing folders of the target; an existing target is not replaced.
   static BOOL MoveFileTo(const COrvikFilePath& source, const COrvikFilePath& target);
 
-  // Deletes what stands at the path, a folder with all it holds, a link as a link; read-only files
+  // Deletes what exists at the path, a folder with all it holds, a link as a link; read-only files
   // too. TRUE when nothing is there.
   // A trap: CreateFilePath with an empty name gives the path of the folder, which this call deletes
   // with all it holds. RemoveFile deletes files only.

@@ -1,4 +1,4 @@
-// How old what stands at a path is.
+// The age of the file or folder at a path.
 #pragma once
 
 #include "strings/atl_string.h"

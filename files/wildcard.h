@@ -10,9 +10,9 @@
 
 namespace [[gnu::visibility("default")]] orvik {
 
-// "?" stands for any one unit, "*" for the units up to the first one that equals the pattern's next
-// (there is no second try behind it; before "?" it stands for none; at the end for all the rest).
-// Every other unit stands for itself; case counts.
+// "?" matches any one unit, "*" the units up to the first one that equals the pattern's next
+// (there is no second try behind it; before "?" it matches none; at the end for all the rest).
+// Every other unit matches itself; case counts.
 bool MatchesWildcard(std::u16string_view name, std::u16string_view pattern);
 
 }  // namespace orvik

@@ -1,6 +1,6 @@
 // Open files under the Windows names.
 //
-// A handle stands for the open data fork of a file. One handle may be used by several threads: each
+// A handle is the open data fork of a file. One handle may be used by several threads: each
 // call holds the handle's mutex. Failures are results; the last-error word is not set. Paths are
 // NUL-terminated UTF-16 in POSIX form.
 #pragma once

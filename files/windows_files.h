@@ -21,7 +21,7 @@ inline constexpr DWORD FILE_ATTRIBUTE_DIRECTORY = 0x10;
 inline constexpr DWORD FILE_ATTRIBUTE_NORMAL = 0x80;
 inline constexpr DWORD INVALID_FILE_ATTRIBUTES = 0xFFFFFFFF;
 
-// TRUE when anything stands at the path: a file, a folder, a link with or without a target.
+// TRUE when anything exists at the path: a file, a folder, a link with or without a target.
 BOOL PathFileExists(const char16_t* path);
 
 // TRUE when the mode of the object has the bit 0x4000 (which sockets and block devices share).

@@ -11,8 +11,8 @@ DWORD GetTickCount();
 // Whole seconds: the rest of a second is dropped, and below 1000 ms nothing is waited.
 void Sleep(DWORD milliseconds);
 
-// -1 before 10.2, 0 for 10.2, 1 for 10.3, 2 for 10.4, 3 for later; -2 when the system does not
-// tell.
+// -1 before 10.2, 0 for 10.2, 1 for 10.3, 2 for 10.4, 3 for later; -2 when the version is
+// unknown.
 int CurrentMachineOSXVersion();
 
 // The same for a version word in binary-coded digits (0x1049 is 10.4.9).

@@ -26,7 +26,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   Require(uncompress(back.data(), &count, packed.data(), length) == Z_OK);
   back.resize(count);
   Require(back == plain);
-  // Too little room is told and nothing is written behind it.
+  // Too little room is reported and nothing is written behind it.
   if (length == 0) return 0;
   std::vector<unsigned char> small(length - 1);
   unsigned int room = length - 1;

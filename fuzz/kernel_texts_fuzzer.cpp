@@ -1,4 +1,4 @@
-// What the kernel tells of mounts and processes: a mount point and a start time are found whatever
+// The kernel's texts of mounts and processes: a mount point and a start time are found whatever
 // the names beside them hold, and any other text gives an answer.
 #include <algorithm>
 #include <cstddef>

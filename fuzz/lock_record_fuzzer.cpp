@@ -91,7 +91,7 @@ void Replace(std::string& text, std::string_view mark, const std::string& by) {
 
 }  // namespace
 
-// In the input "@PID" and "@NAME" stand for those of this process.
+// In the input "@PID" and "@NAME" are replaced by those of this process.
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   static const Home home;
   orvik::fuzz::RemoveAllIn(home.preferences);

@@ -1,5 +1,5 @@
-// What orvikprefs tells apart: equal lists do not differ, others do, each difference is what stands
-// on both sides, the other way round they mirror, and the text shown is one line that tells all.
+// How orvikprefs compares: equal lists do not differ, others do, each difference is what exists
+// on both sides, the other way round they mirror, and the text shown is one line that holds all.
 #include <cstddef>
 #include <cstdint>
 #include <string>
@@ -20,7 +20,7 @@ using Kind = Difference::Kind;
 
 namespace {
 
-// What stands at a path; null when nothing does. False when the path cannot be followed, because a
+// The value at a path; null when there is none. False when the path cannot be followed, because a
 // name in it has no UTF-8.
 bool Lookup(orvik::CFDictionaryRef root, const Path& path, orvik::CFPropertyListRef* value) {
   *value = root;

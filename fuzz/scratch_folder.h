@@ -1,4 +1,4 @@
-// The files of a fuzz target: a folder that also stands for the machine and for the user's home.
+// The files of a fuzz target: a folder that is also the machine's volume and the user's home.
 #pragma once
 
 #include <cstdint>
@@ -69,7 +69,7 @@ inline std::string_view TakePart(std::string_view& text, char mark) {
   return part;
 }
 
-// What RFC 3986's percent-encoding stands for; aborts on anything that it does not write.
+// The text that RFC 3986's percent-encoding means; aborts on anything that it does not write.
 inline std::string PercentDecoded(std::string_view text) {
   const auto digit = [](char c) {
     const std::size_t value = std::string_view("0123456789ABCDEF").find(c);

@@ -67,7 +67,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   const bool narrow_done = Format(from_narrow, &narrow, nullptr, argument, kAll);
   const bool wide_done = Format(from_wide, nullptr, &wide, argument, kAll);
   if (narrow_done != wide_done) std::abort();
-  // Numbers with a fraction were never passed: what stands for them may differ.
+  // Numbers with a fraction were never passed: what is written for them may differ.
   const bool has_reals = narrow.find_first_of("eEfFgGaA") != std::string::npos;
   if (narrow_done && !has_reals && from_narrow.units() != from_wide.units()) std::abort();
   return 0;

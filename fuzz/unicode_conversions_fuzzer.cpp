@@ -51,7 +51,7 @@ void Check(
     Require(part.text == whole.text.substr(0, part.text.size()));
     Require(part.read <= whole.read);
     if (part.read < whole.read) Require(part.result == targetExhausted);
-    // Under the lenient flag a lone high surrogate may come to stand at the end, which cuts it off.
+    // Under the lenient flag a lone high surrogate may end up last, which cuts it off.
     if (flags == strictConversion) {
       Require(Convert(fast, text.substr(0, part.read), room, flags).text == part.text);
     }

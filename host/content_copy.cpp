@@ -29,7 +29,7 @@ class Copier {
   Copier(int source, int target, std::size_t buffer_size)
       : source_(source), target_(target), buffer_size_(buffer_size) {}
 
-  // Copies the bytes from `start` to `end`; `at_end` tells that the source ended before.
+  // Copies the bytes from `start` to `end`; `at_end` says that the source ended before.
   int CopyRange(off_t start, off_t end, bool* at_end) {
     while (start < end) {
       off_t copied = 0;

@@ -1,4 +1,4 @@
-// What tells whether a file is still the one that was seen before.
+// The identity of a file: whether it is still the one that was seen before.
 #pragma once
 
 #include <sys/stat.h>

@@ -2,7 +2,7 @@
 //
 // A name on disk is UTF-8 as a rule, but may be any bytes. A byte that belongs to no well-formed
 // UTF-8 sequence becomes one unit of U+DC80..U+DCFF (0xDC00 + the byte) and such a unit, when no
-// high surrogate stands before it, becomes the byte again. So every name that was listed opens the
+// high surrogate precedes it, becomes the byte again. So every name that was listed opens the
 // file it was listed for.
 //
 // Path values turn "\" into "/", so what hands a name on to one writes U+DC5C for a "\" in it. That

@@ -19,7 +19,7 @@ enum class Owner {
 // null) says whether `from` has the attribute of creation_date.h, which is not copied here.
 int CopyAttributes(int from, Owner owner, int to, bool* has_record);
 
-// Gives the open `to` the mode, and with Owner::kSource the owner and group, that `old` tells. The
+// Gives the open `to` the mode, and with Owner::kSource the owner and group, that `old` has. The
 // set-user and set-group bits are left out where owner or group is another. 0 or an errno.
 int CopyMode(const struct stat& old, Owner owner, int to);
 

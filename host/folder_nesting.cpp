@@ -20,7 +20,7 @@ Descriptor OpenFolder(const std::string& path) {
   return OpenPath(path, kOpenPlace);
 }
 
-// The part of a path that does not exist, without its dots. `went_up` tells whether it had "..";
+// The part of a path that does not exist, without its dots. `went_up` says whether it had "..";
 // the first ones may be left and are then those of what exists.
 std::string WithoutDots(std::string_view missing, bool* went_up) {
   std::vector<std::string_view> names;

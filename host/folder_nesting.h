@@ -10,7 +10,7 @@ namespace host {
 
 // Whether the folder at `path`, which need not exist, is the one at `folder` or would lie in it,
 // links and other names of the same folder taken into account. Paths may be of any length. ".." of
-// what does not exist is taken away with what stands before it. Also true when it cannot be found
+// what does not exist is taken away with the component before it. Also true when it cannot be found
 // out.
 bool LiesInFolder(const std::string& path, const std::string& folder);
 

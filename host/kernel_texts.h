@@ -1,4 +1,4 @@
-// The texts below /proc in which the kernel tells of mounts and processes (proc(5)).
+// The texts below /proc in which the kernel describes mounts and processes (proc(5)).
 #pragma once
 
 #include <cstdint>
@@ -9,7 +9,7 @@
 namespace [[gnu::visibility("default")]] orvik {
 namespace host {
 
-// The folder in which a mount of /proc/<pid>/mountinfo stands; "" when the table does not hold it.
+// The folder in which a mount of /proc/<pid>/mountinfo lies; "" when the table does not hold it.
 std::string MountPointIn(std::string_view table, std::uint64_t mount_id);
 
 // When the process of a /proc/<pid>/stat began, in clock ticks since the machine did; nothing when

@@ -7,7 +7,7 @@
 // one to replace the same target removes (staged_file.h).
 //
 // Failures are error numbers of Linux; 0 is success. After a failure the old file is as it was,
-// except when the folder could not be flushed: then the new content stands, but may not outlive a
+// except when the folder could not be flushed: then the new content is there, but may not outlive a
 // crash of the machine.
 #pragma once
 
@@ -77,7 +77,7 @@ ReplaceResult SupersedeFile(const FilePlace& place, std::string_view content);
 int FlushFolderOf(const FilePlace& place);
 
 // Makes a file, which is whole from the first moment on, with mode 0666 less the umask and without
-// flushing: 0 or an error number, EEXIST when something stands there.
+// flushing: 0 or an error number, EEXIST when the name is taken.
 int CreateFile(const std::string& path, std::string_view content);
 
 // Makes the file hold the content by writing into it, following links: 0 or an error number, after

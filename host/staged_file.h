@@ -24,7 +24,7 @@ namespace host {
 std::string FolderOf(const std::string& path);
 std::string NameOf(const std::string& path);
 
-// Renames to a name where nothing stands: EEXIST when something does, as far as the volume can tell
+// Renames to a name that is free: EEXIST when it is taken, as far as the volume can check
 // in one step.
 int RenameWithoutReplacing(int from, const char* from_name, int to, const char* to_name);
 
@@ -88,7 +88,7 @@ class StagedFile : public StagedEntry {
   // need not be given back on disk first.
   int Commit(int old_file);
 
-  // Puts the file where nothing stands: EEXIST.
+  // Puts the file at a free name: EEXIST when it is taken.
   int CommitAsNew();
 
   // Removes the file that has arrived as new.
@@ -111,7 +111,7 @@ class StagedFolder : public StagedEntry {
   // An empty folder of mode 0700.
   int Make();
 
-  // Puts the folder where nothing stands: EEXIST.
+  // Puts the folder at a free name: EEXIST when it is taken.
   int CommitAsNew();
 
   // Puts it back on its way, so that it is removed.

@@ -102,7 +102,7 @@ int MakeFolders(const std::string& path) {
     if (at.error() != 0) return at.error();
     if (mkdirat(at.folder(), at.name(), 0777) != 0 && errno != EEXIST) {
       const int error = errno;
-      // A parent that stands already may lie on a volume or in a folder that takes nothing new.
+      // A parent that exists already may lie on a volume or in a folder that takes nothing new.
       const int status = FolderError(folder);
       if (end == std::string::npos || (status != 0 && status != ENOTDIR)) return error;
     }

@@ -9,7 +9,7 @@
 namespace [[gnu::visibility("default")]] orvik {
 namespace host {
 
-// The folder that stands for the system volume: the environment variable ORVIK_SYSTEM_ROOT (a
+// The folder that is used as the system volume: the environment variable ORVIK_SYSTEM_ROOT (a
 // relative path counts from the current folder), else "" (the machine's own root).
 std::string SystemRoot();
 

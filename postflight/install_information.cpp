@@ -59,7 +59,7 @@ const NSString* ReasonMissing(const InstallValue& value) {
     return NSString::stringWithUTF8String(Describe(found.status).c_str());
   }
   return CFEqual(found.value, PlatformValue(value.value)) ? nullptr
-                                                          : CFSTR(u"another value stands there");
+                                                          : CFSTR(u"another value is there");
 }
 
 }  // namespace

@@ -10,7 +10,7 @@ namespace orvik {
 // Autoreleases the object of a field and stores a copy of the new value; null is none.
 void StoreCopy(const NSString*& field, const NSString* value);
 
-// A part of a log line: text that stands in the code, or a string that may be missing.
+// A part of a log line: text in the code, or a string that may be missing.
 class LinePart {
  public:
   LinePart(const char16_t* text) : string_(CFSTR(text)) {}

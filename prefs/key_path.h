@@ -1,7 +1,7 @@
 // Registry-style key paths: components separated by "/" or "\", counted from 1.
 //
 // Every operation normalises its own copy of the path first: "/" becomes "\", leading and trailing
-// separators go. Nothing else changes, so a doubled separator inside stands for an empty component.
+// separators go. Nothing else changes, so a doubled separator inside is an empty component.
 //
 //   path                                 components
 //   Software/ORVIK Technologies/         2: "Software", "ORVIK Technologies"

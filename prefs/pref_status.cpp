@@ -53,7 +53,7 @@ std::string Reason(const PrefStatus& status) {
     case PrefError::kNotFound:
       return "not found";
     case PrefError::kNotAKey:
-      return "a value that is no key stands on the key path";
+      return "the key path leads through a value that is no key";
     case PrefError::kConditionNotMet:
       return "the present value is not the expected one";
     case PrefError::kLockNotObtained:

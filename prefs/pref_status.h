@@ -10,7 +10,7 @@ namespace [[gnu::visibility("default")]] orvik {
 enum class PrefError {
   kNone,
   kNotFound,         // no such value or key, or no file at all
-  kNotAKey,          // a value that is no dictionary stands on the key path
+  kNotAKey,          // the key path leads through a value that is no dictionary
   kConditionNotMet,  // set-if-equal, set-if-absent
   kLockNotObtained,  // another process held the lock for the whole wait
   kRefusedDomain,    // a domain that cannot name a file

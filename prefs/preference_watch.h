@@ -1,4 +1,4 @@
-// Being told of changes of preferences, whoever makes them.
+// Watching for changes of preferences, whoever makes them.
 //
 //   PreferenceWatch watch(kSharedScope, u"Software", u"com.example.Editor");
 //   poll(...watch.descriptor()...);

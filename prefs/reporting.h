@@ -36,7 +36,7 @@ std::string PreferenceFilePath(int scope, const CAtlString& domain);
 // kRefusedDomain, kUnknownScope.
 PrefResult<CFDictionaryRef> CopyDomain(int scope, const CAtlString& domain);
 
-// One value or key of any type. kNotFound when there is none; kNotAKey when a value stands on the
+// One value or key of any type. kNotFound when there is none; kNotAKey when a value is on the
 // path. An empty key path looks among the top-level entries.
 PrefResult<CFTypeRef> CopyPreference(int scope, const KeyPath& key_path, const CAtlString& name,
                                      const CAtlString& domain);

@@ -63,7 +63,7 @@ bool ReleaseStaleSharedLock(const CAtlString& domain);
 void WaitForSharedLock();
 
 // Replaces the wait of one second between two tries. Gives back the one that was in use; an empty
-// function stands for sleeping.
+// function replaces sleeping.
 using SharedLockWait = std::function<void()>;
 SharedLockWait ExchangeSharedLockWait(SharedLockWait wait);
 

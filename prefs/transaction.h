@@ -37,7 +37,7 @@ enum class IfDamaged {
 // Whether a merge may put a value in the place of a key with all that lies below it.
 enum class ReplaceKeys { kNo, kYes };
 
-// The domain before and after a transaction; null stands for a domain without a file.
+// The domain before and after a transaction; null is a domain without a file.
 struct TransactionResult {
   CAutoCFRelease<CFDictionaryRef> before;
   CAutoCFRelease<CFDictionaryRef> after;

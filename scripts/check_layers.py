@@ -8,7 +8,7 @@ usage: scripts/check_layers.py [--exact]
 - A header of the operating system or of another library is included only where the table below
   allows it. The C++ standard library is allowed everywhere.
 - The layers above platform/ use only names that the real platform has. platform/public_names.txt
-  lists them. platform/own_names.txt lists the exceptions that are still to be removed.
+  lists them. platform/own_names.txt lists the exceptions, each with its reason.
 
 With --exact, an entry of the two lists that nothing uses is an error, too.
 """

@@ -36,7 +36,7 @@ class Soak:
         self.root = self.folder / "root"
         self.file = self.root / "Users/Shared/Library/Preferences/com.orviktech.Registry.plist"
         self.lock = threading.Lock()
-        self.count = {"writes": 0, "kills": 0, "busy": 0, "failed": 0, "reads": 0, "told": 0}
+        self.count = {"writes": 0, "kills": 0, "busy": 0, "failed": 0, "reads": 0, "reported": 0}
         self.lost, self.unreadable = [], []
         self.written = [0] * WRITERS
         os.umask(0)
@@ -106,14 +106,14 @@ class Soak:
         threading.Timer(max(0, self.end - time.monotonic()), process.terminate).start()
         for line in process.stdout:
             json.loads(line)
-            self.add("told")
+            self.add("reported")
         process.wait()
 
     def report(self, seconds):
         count = self.count
         print(f"{seconds} s, {WRITERS} writers, {READERS} readers, 1 watcher: "
               f"{count['writes'] / seconds:.0f} writes/s, {count['reads'] / seconds:.0f} reads/s, "
-              f"{count['told']} changes reported, {count['kills']} killed, {count['busy']} without the "
+              f"{count['reported']} changes reported, {count['kills']} killed, {count['busy']} without the "
               f"lock, {count['failed']} failed")
         print(f"lost updates: {len(self.lost)}, unreadable moments: {len(self.unreadable)}")
         for line in (self.lost + self.unreadable)[:10]:

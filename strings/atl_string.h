@@ -1,7 +1,7 @@
 // CAtlString: the text type of the system, UTF-16 in a shared, copy-on-write buffer.
 //
 // The rules of the buffer, the errors and what threads may do are those of strings/string_buffer.h;
-// searching, editing and cutting are in strings/string_operations.h. char16_t stands for every
+// searching, editing and cutting are in strings/string_operations.h. char16_t is used for every
 // 16-bit unit type of the interface; no operation looks at surrogate pairs. 8-bit text (`char`) is
 // widened byte by byte, as ISO 8859-1.
 //

@@ -4,9 +4,9 @@
 // the target end and a flag, and advances both starts over what it converted:
 //
 //   conversionOK     the source is used up
-//   sourceExhausted  the source ends within a character; both starts stand before it
-//   targetExhausted  the next character does not fit; both starts stand before it
-//   sourceIllegal    the next character is illegal; both starts stand before it
+//   sourceExhausted  the source ends within a character; both starts are before it
+//   targetExhausted  the next character does not fit; both starts are before it
+//   sourceIllegal    the next character is illegal; both starts are before it
 //
 // Strict: an unpaired surrogate and an illegal value are sourceIllegal. Lenient: an unpaired
 // surrogate in UTF-16 is passed on as its own value, as is a surrogate from UTF-32 to UTF-8; what

@@ -82,7 +82,7 @@ constexpr FormatClass ClassOf(char16_t conversion) {
   }
 }
 
-// Reads the conversion whose "%" stands before `index`, which is moved behind it.
+// Reads the conversion whose "%" is just before `index`, which is moved behind it.
 template <class Unit>
 constexpr FormatSpec ParseFormatSpec(std::basic_string_view<Unit> format, size_t& index) {
   FormatSpec spec;

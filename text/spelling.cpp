@@ -45,8 +45,8 @@ std::u32string Parts(char32_t character) {
              : Characters(std::u16string_view(units, static_cast<std::size_t>(length)));
 }
 
-// A character into which normalisation never puts its parts together. `second` is 0 where it stands
-// for one other character.
+// A character into which normalisation never puts its parts together. `second` is 0 where it is
+// spelled as one other character.
 struct Double {
   char32_t first;
   char32_t second;

@@ -323,7 +323,7 @@ size_t Utf8Length(std::u16string_view units) {
       s += 2 * kBlock;
       continue;
     }
-    // Every low surrogate must stand after a high one, and the other way round.
+    // Every low surrogate must follow a high one, and the other way round.
     const SurrogateBits first = SurrogatesOf(s);
     const SurrogateBits second = SurrogatesOf(s + kBlock);
     const std::uint64_t high = first.high | std::uint64_t{second.high} << kBlock;

@@ -250,7 +250,7 @@ struct Surrogates {
         (ends_high && (source_end - s == kStep || !IsLowSurrogate(s[kStep])))) {
       break;
     }
-    // A high surrogate stands for four bytes, a low one for none.
+    // A high surrogate counts for four bytes, a low one for none.
     bytes += 3 * kStep - saved + static_cast<unsigned>(_mm_popcnt_u32(surrogates.high)) -
              3 * static_cast<unsigned>(_mm_popcnt_u32(surrogates.low));
     s += ends_high ? kStep + 1 : kStep;

@@ -1,6 +1,6 @@
 // The tables by which UTF-8 is validated with vectors.
 //
-// They tell what can be wrong with two bytes in a row. Each of three tables says what one half of a
+// They say what can be wrong with two bytes in a row. Each of three tables says what one half of a
 // byte still allows: the upper and the lower half of the first byte, and the upper half of the
 // second. What all three allow is wrong.
 #pragma once

@@ -47,7 +47,7 @@ bool HasAsciiAlone(const USet* set) {
   return false;
 }
 
-// Whether every ASCII character has one weight, whatever stands beside it.
+// Whether every ASCII character has one weight, whatever is beside it.
 bool WeighsCharactersAlone(const UCollator* collator) {
   UErrorCode status = U_ZERO_ERROR;
   if (ucol_getAttribute(collator, UCOL_NUMERIC_COLLATION, &status) != UCOL_OFF ||

@@ -20,7 +20,7 @@ class AsciiCollation {
   AsciiCollation(const UCollator* collator, UCollationStrength strength);
 
   // False when the collator joins ASCII characters ("ch" in Czech), counts digits as numbers or
-  // tells them apart by accents: `Compare` must not be called then.
+  // distinguishes them by accents: `Compare` must not be called then.
   bool IsValid() const { return is_valid_; }
 
   // Below, at or above 0 by the order of the texts, which are ASCII.

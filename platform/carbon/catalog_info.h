@@ -6,7 +6,7 @@
 
 namespace [[gnu::visibility("default")]] orvik {
 
-// A mounted volume: a negative number that stands for the mount while the process runs.
+// A mounted volume: a negative number that means the mount while the process runs.
 using FSVolumeRefNum = SInt16;
 using FSCatalogInfoBitmap = UInt32;
 

@@ -43,7 +43,7 @@ inline constexpr OSType kTrashFolderType = FourCC("trsh");
 
 // The folder of a type: 0, or a status. With `create` it is made with all missing parents (mode
 // 0777 less the umask); without, fnfErr when it is missing. fnfErr also for a type that the domain
-// does not have, and dirNFErr when something else than a folder stands at the place.
+// does not have, and dirNFErr when something other than a folder has the name.
 OSErr FSFindFolder(FSVolumeRefNum domain, OSType type, Boolean create, FSRef* folder);
 
 }  // namespace orvik

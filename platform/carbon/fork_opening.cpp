@@ -13,7 +13,7 @@
 namespace orvik::carbon {
 namespace {
 
-// The byte whose lock stands for the right to write.
+// The byte whose lock is the right to write.
 constexpr off_t kWriterByte = 0x7FFFFFFFFFFFFF00;
 
 enum class Share { kNothing, kShared, kAlone };

@@ -3,13 +3,13 @@
 // A reference is a value: it is declared on the stack, copied and dropped freely, and names one
 // object (file, folder, link, special file), not a path. It remembers the path the object had and
 // the object's identity (device, inode, birth time). Every call that takes a reference checks that
-// the identity still stands at the path. When the object was renamed or moved within its volume it
+// the identity is still at the path. When the object was renamed or moved within its volume it
 // is found again, and when another object took its place the call answers that the file is not
 // found rather than touch the newcomer.
 //
 // How a moved object is found: the first references of a process (at most kMaxAnchors at once,
 // fewer when the process may open few files) hold on to the object through a descriptor that
-// neither reads nor writes it, and the kernel tells its present path. A reference beyond that
+// neither reads nor writes it, and the kernel gives its present path. A reference beyond that
 // number is looked for by its identity in the folder where it was last seen.
 //
 // Functions return a status: 0, or one of errno_status.h.
@@ -33,7 +33,7 @@ struct FSRef {
   std::string path;  // absolute, bytes as on disk, no trailing "/" (the root is "/")
   std::uint64_t device = 0;
   std::uint64_t inode = 0;
-  std::int64_t birth = 0;  // nanoseconds; 0 when the file system does not tell
+  std::int64_t birth = 0;  // nanoseconds; 0 when the file system does not record it
   std::shared_ptr<const FSRefAnchor> anchor;
 };
 

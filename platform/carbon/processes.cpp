@@ -17,7 +17,7 @@ namespace orvik {
 
 namespace {
 
-// The kernel cuts the names it tells to this length.
+// The kernel cuts the names that it reports to this length.
 constexpr std::size_t kKernelNameLength = 15;
 
 std::string ProcFile(pid_t pid, const char* name) {

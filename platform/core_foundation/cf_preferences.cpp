@@ -52,7 +52,7 @@ std::optional<std::string> DomainName(CFStringRef domain) {
   const std::u16string units = domain->ToUnits();
   std::optional<std::string> name = host::FileNameToBytes(units);
   if (!name || name->size() > kPreferencesMaximumDomainBytes) return std::nullopt;
-  // Lone surrogates stand for bytes that are no UTF-8; two of them can mean the same name.
+  // Lone surrogates are bytes that are no UTF-8; two of them can mean the same name.
   for (std::size_t i = 0; i < units.size(); ++i) {
     const bool is_pair =
         i + 1 < units.size() && (units[i] & 0xFC00) == 0xD800 && (units[i + 1] & 0xFC00) == 0xDC00;

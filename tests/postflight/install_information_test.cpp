@@ -69,12 +69,12 @@ TEST_F(InstallInformationTest, TellsAnotherValueFromTheRightOne) {
   EXPECT_EQ(Log(),
             "Not recorded: scope shared, key path Software/ORVIK Technologies/Pagewell "
             "Software/Install Information, name PagewellExePath, domain com.orviktech.Registry: "
-            "another value stands there\n"
+            "another value is there\n"
             "Not recorded: scope shared, key path Software/ORVIK Technologies/Pagewell "
             "Software/Install Information, name Pagewell Version, domain com.orviktech.Registry: "
             "not found\n"
             "Not recorded: scope shared, key path Software/ORVIK Technologies/Pagewell Software, "
-            "name UELogging, domain com.orviktech.Registry: another value stands there\n");
+            "name UELogging, domain com.orviktech.Registry: another value is there\n");
 }
 
 TEST_F(InstallInformationTest, FindsWhatCouldNotBeWritten) {

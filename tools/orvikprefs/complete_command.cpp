@@ -37,7 +37,7 @@ bool HoldsKeys(CFPropertyListRef value) {
                      [](const Entry& entry) { return IsDictionary(entry.value); });
 }
 
-// The keys of one level: those below what stands before the last separator.
+// The keys of one level: those below the text before the last separator.
 void OfferKeys(const Context& context, Candidates& candidates) {
   const std::string& word = candidates.word();
   const std::size_t end = word.find_last_of("/\\") + 1;

@@ -17,7 +17,7 @@ struct Difference {
 
 // What turns one domain into the other: values that would be written differently, an integer and a
 // real of one value included. Keys that only one side has are listed leaf by leaf, an empty one as
-// itself; either side may be null, which counts as empty. `path` stands before every path.
+// itself; either side may be null, which counts as empty. `path` is put before every path.
 std::vector<Difference> Differences(CFDictionaryRef before, CFDictionaryRef after, Path path = {});
 
 }  // namespace orvik::prefstool

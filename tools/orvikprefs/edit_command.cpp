@@ -82,7 +82,7 @@ int Edit(const Context& context, const CommandLine& line) {
   const Dictionary edited = EditedText(context, file, status);
   if (!edited) return status;
 
-  // Against what JSON tells of the old values, so that those that were not touched stay to the bit.
+  // Against what JSON shows of the old values, so that those that were not touched stay to the bit.
   TextError error;
   const CAutoCFRelease<CFPropertyListRef> shown = ReadJson(before, &error);
   Transaction transaction = context.Change();

@@ -1,4 +1,4 @@
-// Whole files as the commands read and write them. "-" stands for standard input or output.
+// Whole files as the commands read and write them. "-" means standard input or output.
 #pragma once
 
 #include <string>

@@ -10,7 +10,7 @@
 
 namespace orvik::prefstool {
 
-// What a word stands for. It decides what is accepted and what completion offers.
+// The meaning of a word. It decides what is accepted and what completion offers.
 enum class Word {
   kFlag,  // of an option: no word follows
   kKey,

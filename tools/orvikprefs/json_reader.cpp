@@ -180,7 +180,7 @@ class Reader {
     return true;
   }
 
-  // What an object stands for where nothing around it gives it another meaning.
+  // The meaning of an object to which nothing around it gives another one.
   Value Interpret(Object object) {
     if (!object.members) return Value();
     if (!object.IsWrapper()) return AsDictionary(std::move(object));

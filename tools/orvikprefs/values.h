@@ -29,7 +29,7 @@ bool IsDictionary(CFPropertyListRef value);
 // (UTC), data in Base64. A container as JSON on one line.
 std::string ValueText(CFPropertyListRef value);
 
-// The value of the type that the text stands for; null when it stands for none.
+// The value of the type that the text means; null when it means none.
 //
 //   string              any UTF-8
 //   integer             decimal, of 64 bits, signed or not
@@ -42,7 +42,7 @@ CAutoCFRelease<CFPropertyListRef> ParseValue(ValueType type, std::string_view te
 // What the texts of a type look like, for messages: "an integer of 64 bits".
 const char* TypeForm(ValueType type);
 
-// Whether the text is what ValueText gives for the value, or stands for an equal value of its type.
+// Whether the text is what ValueText gives for the value, or means an equal value of its type.
 bool IsTextOf(CFPropertyListRef value, const std::string& text);
 
 // The entries of a dictionary in the order of their names' UTF-16 units. The dictionary owns them.

@@ -12,7 +12,7 @@ class LineInput {
   explicit LineInput(std::string_view text = {});
 
   std::string text() const;
-  // What stands before the cursor.
+  // The text before the cursor.
   std::string before_cursor() const;
 
   // Takes a key of Terminal::ReadKey: characters, Backspace, Delete, Left, Right, Home, End,

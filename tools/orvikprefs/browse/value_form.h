@@ -12,7 +12,7 @@ namespace orvik::prefstool::browse {
 // needs an editor: arrays, dictionaries, and text with control characters.
 std::optional<std::string> LineOf(CFPropertyListRef value);
 
-// The value that the line stands for; null, and the mistake, when it stands for none.
+// The value that the line means; null, and the mistake, when it means none.
 Value FromLine(ValueType type, const std::string& line, std::string& mistake);
 
 }  // namespace orvik::prefstool::browse
