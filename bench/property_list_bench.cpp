@@ -49,8 +49,11 @@ std::string Name(const char* format, int number) {
   return name;
 }
 
+// Who wrote a file: this library, or another writer whose layout is different.
+enum class Layout { kOwn, kForeign };
+
 // Software / Company / Product / values of some fifty characters.
-std::string Store(int values, int values_of_key, bool is_foreign) {
+std::string Store(int values, int values_of_key, Layout layout) {
   std::string text = "<plist version=\"1.0\">\n<dict>\n\t<key>Software</key>\n\t<dict>\n";
   int written = 0;
   for (int company = 0; written < values; ++company) {
@@ -74,7 +77,7 @@ std::string Store(int values, int values_of_key, bool is_foreign) {
   CFRelease(xml);
   CFRelease(list);
   CFRelease(data);
-  if (is_foreign) {
+  if (layout == Layout::kForeign) {
     std::string spaced;
     for (const char c : text) c == '\t' ? spaced += "  " : spaced += c;
     return spaced;
@@ -189,11 +192,11 @@ constexpr Work kChange = {Change, ChangeWithPeer, true};
 constexpr Work kRead = {[](const std::string& file, int) { Read(file); },
                         [](const std::string& file, int) { ReadWithPeer(file); }, false};
 
-void Measure(benchmark::State& state, const Work& work) {
+void Measure(benchmark::State& state, const Work& work, Layout layout) {
   const Folder folder;
   const std::string file = folder.file();
-  const std::string store = Store(static_cast<int>(state.range(0)),
-                                  static_cast<int>(state.range(1)), state.range(2) != 0);
+  const std::string store =
+      Store(static_cast<int>(state.range(0)), static_cast<int>(state.range(1)), layout);
   host::ReplaceFile(file, store, host::Flush::kNone);
   const double memory = PeakBytes(file);
   double own = 0, peers = 0;
@@ -218,29 +221,42 @@ void Measure(benchmark::State& state, const Work& work) {
   state.counters["of_peer"] = own / peers;
 }
 
-void MeasurePeer(benchmark::State& state, const Work& work) {
+void MeasurePeer(benchmark::State& state, const Work& work, Layout layout) {
   const Folder folder;
   const std::string file = folder.file();
-  const std::string store = Store(static_cast<int>(state.range(0)),
-                                  static_cast<int>(state.range(1)), state.range(2) != 0);
+  const std::string store =
+      Store(static_cast<int>(state.range(0)), static_cast<int>(state.range(1)), layout);
   host::ReplaceFile(file, store, host::Flush::kNone);
   int round = 0;
   for (auto _ : state) work.peers(file, ++round);
 }
 
-void Sizes(benchmark::internal::Benchmark* measured) {
-  measured->ArgNames({"values", "of_key", "foreign"})->Unit(benchmark::kMillisecond);
-  for (const int64_t values : {10, 1000, 10000, 100000, 1000000}) measured->Args({values, 20, 0});
-  for (const int64_t values : {100000, 1000000}) measured->Args({values, 20, 1});
-  measured->Args({100000, 100000, 0});
+// PropertyList/OPERATION/LAYOUT for every operation and layout.
+bool RegisterSizes() {
+  struct Operation {
+    std::string name;
+    const Work& work;
+  };
+  const Operation operations[] = {{"OneChange", kChange}, {"OneRead", kRead}};
+  for (const auto& [name, work] : operations) {
+    for (const Layout layout : {Layout::kOwn, Layout::kForeign}) {
+      const std::string family =
+          "PropertyList/" + name + (layout == Layout::kForeign ? "/foreign/" : "/");
+      for (const auto& [role, measure] :
+           {std::pair{"ours", &Measure}, {"peer:libplist", &MeasurePeer}}) {
+        auto* const measured = benchmark::RegisterBenchmark(
+            (family + role).c_str(),
+            [=, &work](benchmark::State& state) { measure(state, work, layout); });
+        measured->ArgNames({"values", "of_key"})->Unit(benchmark::kMillisecond);
+        for (const int64_t values : {100000, 1000000}) measured->Args({values, 20});
+        if (layout == Layout::kForeign) continue;
+        for (const int64_t values : {10, 1000, 10000}) measured->Args({values, 20});
+        measured->Args({100000, 100000});
+      }
+    }
+  }
+  return true;
 }
-BENCHMARK_CAPTURE(Measure, change, kChange)->Name("PropertyList/OneChange/ours")->Apply(Sizes);
-BENCHMARK_CAPTURE(MeasurePeer, change, kChange)
-    ->Name("PropertyList/OneChange/peer:libplist")
-    ->Apply(Sizes);
-BENCHMARK_CAPTURE(Measure, read, kRead)->Name("PropertyList/OneRead/ours")->Apply(Sizes);
-BENCHMARK_CAPTURE(MeasurePeer, read, kRead)
-    ->Name("PropertyList/OneRead/peer:libplist")
-    ->Apply(Sizes);
+const bool kRegistered = RegisterSizes();
 
 }  // namespace

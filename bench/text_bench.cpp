@@ -9,38 +9,22 @@
 #include <cstdio>
 #include <string>
 
+#include "bench/sample_texts.h"
 #include "platform/carbon/collation.h"
 #include "platform/core_foundation/string.h"
 #include "strings/unicode_conversions.h"
 #include "text/formatter.h"
 #include "text/transcoding.h"
 
-namespace orvik {
+namespace orvik::bench {
 namespace {
 
-// In the order of the first argument: ASCII, German, Chinese, emoji, all of them.
-constexpr const char16_t* kTexts[] = {
-    u"The quick brown fox jumps over the lazy dog. ",
-    u"Zw\u00F6lf Boxk\u00E4mpfer jagen Viktor quer \u00FCber den gro\u00DFen Deich. ",
-    u"\u5929\u5730\u7384\u9EC4\u5B87\u5B99\u6D2A\u8352\u65E5\u6708\u76C8\u6603\u8FB0\u5BBF",
-    u"\U0001F600\U0001F680\U0001F389\U0001F4A1\U0001F30D\U0001F984",
-    u"Gr\u00FC\u00DFe aus K\u00F6ln \U0001F600 \u5929\u5730\u7384\u9EC4 The quick brown fox jumps "
-    u"over the "
-    u"lazy dog, \u00FCber den gro\u00DFen Deich. "
-    u"\u5B87\u5B99\u6D2A\u8352\u65E5\u6708\u76C8\u6603\u8FB0\u5BBF "
-    u"\U0001F680\U0001F389\U0001F4A1\U0001F30D\U0001F984 ",
-};
-
-std::u16string Sample(const benchmark::State& state) {
-  std::u16string text;
-  const auto size = static_cast<std::size_t>(state.range(1));
-  while (text.size() < size) text += kTexts[state.range(0)];
-  text.resize(size);
-  return text;
+std::u16string Sample(const benchmark::State& state, std::u16string_view text) {
+  return Repeated(text, static_cast<std::size_t>(state.range(0)));
 }
 
-std::basic_string<UTF8> Utf8Sample(const benchmark::State& state) {
-  const std::u16string text = Sample(state);
+std::basic_string<UTF8> Utf8Sample(const benchmark::State& state, std::u16string_view pattern) {
+  const std::u16string text = Sample(state, pattern);
   std::basic_string<UTF8> utf8(3 * text.size(), 0);
   const UTF16* source = text.data();
   UTF8* target = utf8.data();
@@ -50,13 +34,8 @@ std::basic_string<UTF8> Utf8Sample(const benchmark::State& state) {
   return utf8;
 }
 
-void Arguments(benchmark::internal::Benchmark* bench) {
-  bench->ArgNames({"text", "units"});
-  for (int text = 0; text < 5; ++text) bench->Args({text, 32})->Args({text, 1 << 20});
-}
-
-void Utf16ToUtf8(benchmark::State& state) {
-  const std::u16string text = Sample(state);
+void Utf16ToUtf8(benchmark::State& state, std::u16string_view pattern) {
+  const std::u16string text = Sample(state, pattern);
   std::basic_string<UTF8> buffer(3 * text.size(), 0);
   for (auto _ : state) {
     const UTF16* source = text.data();
@@ -65,10 +44,9 @@ void Utf16ToUtf8(benchmark::State& state) {
                                                 target + buffer.size(), strictConversion));
   }
 }
-BENCHMARK(Utf16ToUtf8)->Name("Text/Utf16ToUtf8/ours")->Apply(Arguments);
 
-void Utf16ToUtf8Peer(benchmark::State& state) {
-  const std::u16string text = Sample(state);
+void Utf16ToUtf8Peer(benchmark::State& state, std::u16string_view pattern) {
+  const std::u16string text = Sample(state, pattern);
   std::string buffer(3 * text.size(), '\0');
   for (auto _ : state) {
     UErrorCode status = U_ZERO_ERROR;
@@ -78,10 +56,9 @@ void Utf16ToUtf8Peer(benchmark::State& state) {
                                          &status));
   }
 }
-BENCHMARK(Utf16ToUtf8Peer)->Name("Text/Utf16ToUtf8/peer:icu")->Apply(Arguments);
 
-void Utf8ToUtf16(benchmark::State& state) {
-  const std::basic_string<UTF8> text = Utf8Sample(state);
+void Utf8ToUtf16(benchmark::State& state, std::u16string_view pattern) {
+  const std::basic_string<UTF8> text = Utf8Sample(state, pattern);
   std::u16string buffer(text.size(), u'\0');
   for (auto _ : state) {
     const UTF8* source = text.data();
@@ -90,10 +67,9 @@ void Utf8ToUtf16(benchmark::State& state) {
                                                 target + buffer.size(), strictConversion));
   }
 }
-BENCHMARK(Utf8ToUtf16)->Name("Text/Utf8ToUtf16/ours")->Apply(Arguments);
 
-void Utf8ToUtf16Peer(benchmark::State& state) {
-  const std::basic_string<UTF8> text = Utf8Sample(state);
+void Utf8ToUtf16Peer(benchmark::State& state, std::u16string_view pattern) {
+  const std::basic_string<UTF8> text = Utf8Sample(state, pattern);
   std::u16string buffer(text.size(), u'\0');
   for (auto _ : state) {
     UErrorCode status = U_ZERO_ERROR;
@@ -103,14 +79,13 @@ void Utf8ToUtf16Peer(benchmark::State& state) {
                                            static_cast<int32_t>(text.size()), &status));
   }
 }
-BENCHMARK(Utf8ToUtf16Peer)->Name("Text/Utf8ToUtf16/peer:icu")->Apply(Arguments);
 
 // A byte, or a unit, that begins no character, between the characters of every 64.
 constexpr std::size_t kDamage = 64;
 
 template <bool kOurs>
-void RepairUtf8(benchmark::State& state) {
-  std::basic_string<UTF8> text = Utf8Sample(state);
+void RepairUtf8(benchmark::State& state, std::u16string_view pattern) {
+  std::basic_string<UTF8> text = Utf8Sample(state, pattern);
   for (std::size_t i = kDamage; i < text.size(); i += kDamage) {
     std::size_t place = i;
     while ((text[place] & 0xC0) == 0x80) --place;
@@ -141,8 +116,8 @@ void RepairUtf8(benchmark::State& state) {
 }
 
 template <bool kOurs>
-void RepairUtf16(benchmark::State& state) {
-  std::u16string text = Sample(state);
+void RepairUtf16(benchmark::State& state, std::u16string_view pattern) {
+  std::u16string text = Sample(state, pattern);
   for (std::size_t i = kDamage; i < text.size(); i += kDamage) {
     text.insert(IsLowSurrogate(text[i]) ? i - 1 : i, 1, char16_t{0xDC00});
   }
@@ -169,15 +144,16 @@ void RepairUtf16(benchmark::State& state) {
   }
 }
 
-void DamagedArguments(benchmark::internal::Benchmark* bench) {
-  bench->ArgNames({"text", "units"});
-  for (int text = 0; text < 5; ++text) bench->Args({text, 1 << 20});
-}
-
-BENCHMARK(RepairUtf8<true>)->Name("Text/Utf8ToUtf16/damaged/ours")->Apply(DamagedArguments);
-BENCHMARK(RepairUtf8<false>)->Name("Text/Utf8ToUtf16/damaged/peer:icu")->Apply(DamagedArguments);
-BENCHMARK(RepairUtf16<true>)->Name("Text/Utf16ToUtf8/damaged/ours")->Apply(DamagedArguments);
-BENCHMARK(RepairUtf16<false>)->Name("Text/Utf16ToUtf8/damaged/peer:icu")->Apply(DamagedArguments);
+const bool kRegistered[] = {
+    RegisterForTexts("Text/Utf16ToUtf8", "ours", Utf16ToUtf8),
+    RegisterForTexts("Text/Utf16ToUtf8", "peer:icu", Utf16ToUtf8Peer),
+    RegisterForTexts("Text/Utf8ToUtf16", "ours", Utf8ToUtf16),
+    RegisterForTexts("Text/Utf8ToUtf16", "peer:icu", Utf8ToUtf16Peer),
+    RegisterForTexts("Text/Utf8ToUtf16/damaged", "ours", RepairUtf8<true>, {1 << 20}),
+    RegisterForTexts("Text/Utf8ToUtf16/damaged", "peer:icu", RepairUtf8<false>, {1 << 20}),
+    RegisterForTexts("Text/Utf16ToUtf8/damaged", "ours", RepairUtf16<true>, {1 << 20}),
+    RegisterForTexts("Text/Utf16ToUtf8/damaged", "peer:icu", RepairUtf16<false>, {1 << 20}),
+};
 
 bool FormatInto(FormatBuffer& buffer, const char16_t* format, ...) {
   std::va_list arguments;
@@ -209,8 +185,7 @@ BENCHMARK(FormatStringAndNumberPeer)->Name("Text/Format/peer:snprintf");
 constexpr std::u16string_view kPath = u"/Users/Shared/Library/Preferences/com.orviktech.Registry";
 constexpr std::u16string_view kOther = u"/Users/Shared/Library/Preferences/com.orviktech.Records";
 
-void Collate(benchmark::State& state) {
-  const auto options = static_cast<UCCollateOptions>(state.range(0));
+void Collate(benchmark::State& state, UCCollateOptions options) {
   for (auto _ : state) {
     SInt32 order = 0;
     UCCompareTextDefault(options, kPath.data(), kPath.size(), kOther.data(), kOther.size(), nullptr,
@@ -218,7 +193,9 @@ void Collate(benchmark::State& state) {
     benchmark::DoNotOptimize(order);
   }
 }
-BENCHMARK(Collate)->Name("Text/Collate/ours")->Arg(0x8006)->Arg(0x800E);
+BENCHMARK_CAPTURE(Collate, case, kUCCollateStandardOptions)->Name("Text/Collate/ours:case");
+BENCHMARK_CAPTURE(Collate, no_case, kUCCollateStandardOptions | kUCCollateCaseInsensitiveMask)
+    ->Name("Text/Collate/ours:no_case");
 
 void CollatePeer(benchmark::State& state) {
   UErrorCode status = U_ZERO_ERROR;
@@ -251,4 +228,4 @@ void StringFromUtf8Peer(benchmark::State& state) {
 BENCHMARK(StringFromUtf8Peer)->Name("Text/StringFromUtf8/peer:string");
 
 }  // namespace
-}  // namespace orvik
+}  // namespace orvik::bench

@@ -4,28 +4,15 @@
 
 #include <string>
 
+#include "bench/sample_texts.h"
 #include "strings/utf8_strings.h"
 
-namespace orvik {
+namespace orvik::bench {
 namespace {
 
-// In the order of the first argument: ASCII, German, Chinese, emoji, all of them.
-constexpr const char16_t* kTexts[] = {
-    u"The quick brown fox jumps over the lazy dog. ",
-    u"Zw\u00F6lf Boxk\u00E4mpfer jagen Viktor quer \u00FCber den gro\u00DFen Deich. ",
-    u"\u5929\u5730\u7384\u9EC4\u5B87\u5B99\u6D2A\u8352\u65E5\u6708\u76C8\u6603\u8FB0\u5BBF",
-    u"\U0001F600\U0001F680\U0001F389\U0001F4A1\U0001F30D\U0001F984",
-    u"Gr\u00FC\u00DFe aus K\u00F6ln \U0001F600 \u5929\u5730\u7384\u9EC4 The quick brown fox jumps "
-    u"over the "
-    u"lazy dog, \u00FCber den gro\u00DFen Deich. "
-    u"\u5B87\u5B99\u6D2A\u8352\u65E5\u6708\u76C8\u6603\u8FB0\u5BBF "
-    u"\U0001F680\U0001F389\U0001F4A1\U0001F30D\U0001F984 ",
-};
-
-CAtlStringA Utf8Sample(const benchmark::State& state) {
-  std::u16string text;
-  const auto size = static_cast<int>(state.range(1));
-  while (static_cast<int>(text.size()) < size) text += kTexts[state.range(0)];
+CAtlStringA Utf8Sample(const benchmark::State& state, std::u16string_view pattern) {
+  const auto size = static_cast<int>(state.range(0));
+  const std::u16string text = Repeated(pattern, static_cast<std::size_t>(size));
   CAtlStringA utf8 = MakeUTF8StringFromUnicodeString(CAtlString(text));
   int length = size;
   while ((utf8[length] & 0xC0) == 0x80) --length;
@@ -34,20 +21,14 @@ CAtlStringA Utf8Sample(const benchmark::State& state) {
   return utf8;
 }
 
-void Arguments(benchmark::internal::Benchmark* bench) {
-  bench->ArgNames({"text", "bytes"});
-  for (int text = 0; text < 5; ++text) bench->Args({text, 32})->Args({text, 1 << 20});
-}
-
-void MakeUtf8(benchmark::State& state) {
-  const CAtlString text = MakeWideStringFromUTF8String(Utf8Sample(state));
+void MakeUtf8(benchmark::State& state, std::u16string_view pattern) {
+  const CAtlString text = MakeWideStringFromUTF8String(Utf8Sample(state, pattern));
   for (auto _ : state) benchmark::DoNotOptimize(MakeUTF8StringFromUnicodeString(text));
-  state.SetBytesProcessed(state.iterations() * state.range(1));
+  state.SetBytesProcessed(state.iterations() * state.range(0));
 }
-BENCHMARK(MakeUtf8)->Name("Strings/MakeUtf8/ours")->Apply(Arguments);
 
-void MakeUtf8Peer(benchmark::State& state) {
-  const CAtlString text = MakeWideStringFromUTF8String(Utf8Sample(state));
+void MakeUtf8Peer(benchmark::State& state, std::u16string_view pattern) {
+  const CAtlString text = MakeWideStringFromUTF8String(Utf8Sample(state, pattern));
   for (auto _ : state) {
     UErrorCode error = U_ZERO_ERROR;
     int32_t length = 0;
@@ -57,13 +38,12 @@ void MakeUtf8Peer(benchmark::State& state) {
     u_strToUTF8(utf8.data(), length + 1, &length, text, text.GetLength(), &error);
     benchmark::DoNotOptimize(utf8.data());
   }
-  state.SetBytesProcessed(state.iterations() * state.range(1));
+  state.SetBytesProcessed(state.iterations() * state.range(0));
 }
-BENCHMARK(MakeUtf8Peer)->Name("Strings/MakeUtf8/peer:icu")->Apply(Arguments);
 
 // Without measuring first: room for the longest result, cut afterwards.
-void MakeUtf8OncePeer(benchmark::State& state) {
-  const CAtlString text = MakeWideStringFromUTF8String(Utf8Sample(state));
+void MakeUtf8OncePeer(benchmark::State& state, std::u16string_view pattern) {
+  const CAtlString text = MakeWideStringFromUTF8String(Utf8Sample(state, pattern));
   for (auto _ : state) {
     UErrorCode error = U_ZERO_ERROR;
     int32_t length = 0;
@@ -73,19 +53,17 @@ void MakeUtf8OncePeer(benchmark::State& state) {
     utf8.resize(static_cast<std::size_t>(length));
     benchmark::DoNotOptimize(utf8.data());
   }
-  state.SetBytesProcessed(state.iterations() * state.range(1));
+  state.SetBytesProcessed(state.iterations() * state.range(0));
 }
-BENCHMARK(MakeUtf8OncePeer)->Name("Strings/MakeUtf8/peer:icu_once")->Apply(Arguments);
 
-void MakeWide(benchmark::State& state) {
-  const CAtlStringA utf8 = Utf8Sample(state);
+void MakeWide(benchmark::State& state, std::u16string_view pattern) {
+  const CAtlStringA utf8 = Utf8Sample(state, pattern);
   for (auto _ : state) benchmark::DoNotOptimize(MakeWideStringFromUTF8String(utf8));
-  state.SetBytesProcessed(state.iterations() * state.range(1));
+  state.SetBytesProcessed(state.iterations() * state.range(0));
 }
-BENCHMARK(MakeWide)->Name("Strings/MakeWide/ours")->Apply(Arguments);
 
-void MakeWidePeer(benchmark::State& state) {
-  const CAtlStringA utf8 = Utf8Sample(state);
+void MakeWidePeer(benchmark::State& state, std::u16string_view pattern) {
+  const CAtlStringA utf8 = Utf8Sample(state, pattern);
   for (auto _ : state) {
     UErrorCode error = U_ZERO_ERROR;
     int32_t length = 0;
@@ -94,9 +72,16 @@ void MakeWidePeer(benchmark::State& state) {
     wide.resize(static_cast<std::size_t>(length));
     benchmark::DoNotOptimize(wide.data());
   }
-  state.SetBytesProcessed(state.iterations() * state.range(1));
+  state.SetBytesProcessed(state.iterations() * state.range(0));
 }
-BENCHMARK(MakeWidePeer)->Name("Strings/MakeWide/peer:icu")->Apply(Arguments);
+
+const bool kRegistered[] = {
+    RegisterForTexts("Strings/MakeUtf8", "ours", MakeUtf8),
+    RegisterForTexts("Strings/MakeUtf8", "peer:icu", MakeUtf8Peer),
+    RegisterForTexts("Strings/MakeUtf8", "peer:icu_once", MakeUtf8OncePeer),
+    RegisterForTexts("Strings/MakeWide", "ours", MakeWide),
+    RegisterForTexts("Strings/MakeWide", "peer:icu", MakeWidePeer),
+};
 
 }  // namespace
-}  // namespace orvik
+}  // namespace orvik::bench
