@@ -69,6 +69,20 @@ void StoreCount(unsigned long count, DWORD* bytes_done) {
   if (bytes_done != nullptr) *bytes_done = static_cast<DWORD>(count);
 }
 
+// Reads or writes at the mark.
+template <class Call, class Buffer>
+BOOL Transfer(Call call, HANDLE handle, Buffer* buffer, DWORD bytes, DWORD* bytes_done) {
+  unsigned long done = 0;
+  FileForkHandle* const record = HandleOf(handle);
+  OSErr status = rfNumErr;
+  if (record != nullptr) {
+    const HandleLock lock{record};
+    status = call(*record->fork, fsAtMark, 0, bytes, buffer, &done);
+  }
+  StoreCount(done, bytes_done);
+  return status == noErr ? TRUE : FALSE;
+}
+
 }  // namespace
 
 HANDLE CreateFile(const char16_t* path, DWORD desired_access, DWORD share_mode, void*,
@@ -127,27 +141,11 @@ DWORD GetFileSize(HANDLE handle, DWORD*) {
 }
 
 BOOL ReadFile(HANDLE handle, void* buffer, DWORD bytes, DWORD* bytes_done, void*) {
-  unsigned long done = 0;
-  FileForkHandle* const record = HandleOf(handle);
-  OSErr status = rfNumErr;
-  if (record != nullptr) {
-    const HandleLock lock{record};
-    status = FSReadFork(*record->fork, fsAtMark, 0, bytes, buffer, &done);
-  }
-  StoreCount(done, bytes_done);
-  return status == noErr ? TRUE : FALSE;
+  return Transfer(FSReadFork, handle, buffer, bytes, bytes_done);
 }
 
 BOOL WriteFile(HANDLE handle, const void* buffer, DWORD bytes, DWORD* bytes_done, void*) {
-  unsigned long done = 0;
-  FileForkHandle* const record = HandleOf(handle);
-  OSErr status = rfNumErr;
-  if (record != nullptr) {
-    const HandleLock lock{record};
-    status = FSWriteFork(*record->fork, fsAtMark, 0, bytes, buffer, &done);
-  }
-  StoreCount(done, bytes_done);
-  return status == noErr ? TRUE : FALSE;
+  return Transfer(FSWriteFork, handle, buffer, bytes, bytes_done);
 }
 
 DWORD filelength(int descriptor) {

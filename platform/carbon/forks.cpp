@@ -35,6 +35,20 @@ OSErr PlaceInFork(const OpenFork& fork, UInt16 mode, SInt64 offset, SInt64* plac
   return noErr;
 }
 
+// Calls `transfer` with the fork and the place in it, and moves the mark behind what is `done`.
+template <class Call>
+OSErr Transfer(FSIORefNum fork, UInt16 mode, SInt64 offset, unsigned long request_count,
+               const void* buffer, const unsigned long* done, const Call& transfer) {
+  const std::shared_ptr<OpenFork> open = carbon::FindFork(fork);
+  if (!open) return rfNumErr;
+  if (buffer == nullptr && request_count != 0) return paramErr;
+  SInt64 place = 0;
+  if (const OSErr status = PlaceInFork(*open, mode, offset, &place)) return status;
+  const OSErr status = transfer(*open, place);
+  open->position = place + static_cast<SInt64>(*done);
+  return status;
+}
+
 }  // namespace
 
 OSErr FSGetDataForkName(HFSUniStr255* name) {
@@ -65,37 +79,27 @@ OSErr FSCloseFork(FSIORefNum fork) {
 
 OSErr FSReadFork(FSIORefNum fork, UInt16 position_mode, SInt64 position_offset,
                  unsigned long request_count, void* buffer, unsigned long* actual_count) {
-  if (actual_count != nullptr) *actual_count = 0;
-  const std::shared_ptr<OpenFork> open = carbon::FindFork(fork);
-  if (!open) return rfNumErr;
-  if (buffer == nullptr && request_count != 0) return paramErr;
-  SInt64 place = 0;
-  if (const OSErr status = PlaceInFork(*open, position_mode, position_offset, &place)) {
-    return status;
-  }
   unsigned long done = 0;
-  const int error = open->Read(place, request_count, static_cast<char*>(buffer), &done);
-  open->position = place + static_cast<SInt64>(done);
+  const OSErr status =
+      Transfer(fork, position_mode, position_offset, request_count, buffer, &done,
+               [&](OpenFork& open, SInt64 place) {
+                 return Status(open.Read(place, request_count, static_cast<char*>(buffer), &done));
+               });
   if (actual_count != nullptr) *actual_count = done;
-  if (error != 0) return Status(error);
-  return done < request_count ? OSErr{eofErr} : OSErr{noErr};
+  return status == noErr && done < request_count ? OSErr{eofErr} : status;
 }
 
 OSErr FSWriteFork(FSIORefNum fork, UInt16 position_mode, SInt64 position_offset,
                   unsigned long request_count, const void* buffer, unsigned long* actual_count) {
-  if (actual_count != nullptr) *actual_count = 0;
-  const std::shared_ptr<OpenFork> open = carbon::FindFork(fork);
-  if (!open) return rfNumErr;
-  if (buffer == nullptr && request_count != 0) return paramErr;
-  SInt64 place = 0;
-  if (const OSErr status = PlaceInFork(*open, position_mode, position_offset, &place)) {
-    return status;
-  }
   unsigned long done = 0;
-  const int error = open->Write(place, request_count, static_cast<const char*>(buffer), &done);
-  open->position = place + static_cast<SInt64>(done);
+  const OSErr status = Transfer(
+      fork, position_mode, position_offset, request_count, buffer, &done,
+      [&](OpenFork& open, SInt64 place) {
+        const int error = open.Write(place, request_count, static_cast<const char*>(buffer), &done);
+        return error == EBADF ? OSErr{wrPermErr} : Status(error);
+      });
   if (actual_count != nullptr) *actual_count = done;
-  return error == EBADF ? OSErr{wrPermErr} : Status(error);
+  return status;
 }
 
 OSErr FSGetForkSize(FSIORefNum fork, SInt64* fork_size) {
