@@ -4,8 +4,8 @@
 
 #include "prefs/preferences.h"
 #include "tests/support/test_environment.h"
-#include "tools/orvikprefs/browse/path_completion.h"
 #include "tools/orvikprefs/browse/search.h"
+#include "tools/orvikprefs/browse/typed_path.h"
 #include "tools/orvikprefs/browse/value_form.h"
 #include "tools/orvikprefs/text.h"
 

@@ -6,7 +6,9 @@
 #include <vector>
 
 #include "tools/orvikprefs/browse/dialogs.h"
+#include "tools/orvikprefs/browse/editing.h"
 #include "tools/orvikprefs/browse/model.h"
+#include "tools/orvikprefs/browse/review.h"
 #include "tools/orvikprefs/browse/screen.h"
 #include "tools/orvikprefs/browse/search.h"
 #include "tools/orvikprefs/browse/terminal.h"
@@ -41,21 +43,16 @@ class Browser {
   bool MayLeave();
   void Look(int scope, const CAtlString& domain);
 
-  // Changes.
-  void Edit();
-  void EditInEditor(const Path& path, ValueType type);
-  void AddValue();
-  void AddKey();
-  void Rename();
-  void MoveOrCopy(bool copy);
-  void Delete();
-  void Apply();
-  void ShowChanges();
-  void ShowConflicts();
+  Editing editing() {
+    return {*model_, dialogs_, terminal_, [this](const Path& path) { Reveal(path); }};
+  }
+  Review review() { return {*model_, dialogs_}; }
 
   bool IsOnValue() const { return screen_.on_values && !model_->values().empty(); }
   Path SelectedPath() const;
-  void Report(std::string text) { screen_.message = std::move(text); }
+  void Report(std::string text) {
+    if (!text.empty()) screen_.message = std::move(text);
+  }
 
   Terminal& terminal_;
   std::unique_ptr<Model> model_;

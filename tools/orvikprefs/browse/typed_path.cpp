@@ -1,4 +1,4 @@
-#include "tools/orvikprefs/browse/path_completion.h"
+#include "tools/orvikprefs/browse/typed_path.h"
 
 #include <algorithm>
 
@@ -6,6 +6,16 @@
 #include "tools/orvikprefs/text.h"
 
 namespace orvik::prefstool::browse {
+
+std::string ShownPath(const Path& path) {
+  return "/" + Escaped(JoinedPath(path));
+}
+
+Path TypedPath(std::string text) {
+  while (text.starts_with('/')) text.erase(0, 1);
+  const std::optional<KeyPath> key = ParseKey(text);
+  return key ? PathOf(*key) : Path();
+}
 
 std::string CompletedPath(CFDictionaryRef tree, const std::string& text) {
   const std::size_t slash = text.rfind('/');

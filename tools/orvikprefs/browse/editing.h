@@ -1,0 +1,40 @@
+// The dialogs that change the tree of a model.
+#pragma once
+
+#include <functional>
+#include <string>
+
+#include "tools/orvikprefs/browse/dialogs.h"
+#include "tools/orvikprefs/browse/model.h"
+#include "tools/orvikprefs/browse/terminal.h"
+
+namespace orvik::prefstool::browse {
+
+// Every function asks what it needs, changes the model and returns a line to be shown: why nothing
+// was changed, or "".
+class Editing {
+ public:
+  // `reveal` selects what was added.
+  Editing(Model& model, Dialogs& dialogs, Terminal& terminal,
+          std::function<void(const Path&)> reveal)
+      : model_(model), dialogs_(dialogs), terminal_(terminal), reveal_(std::move(reveal)) {}
+
+  std::string Edit(const Path& path);
+  // To the selected key.
+  std::string AddValue();
+  std::string AddKey();
+  std::string Rename(const Path& path);
+  std::string MoveOrCopy(const Path& path, bool copy);
+  std::string Delete(const Path& path);
+
+ private:
+  // As JSON, in the user's editor.
+  std::string EditInEditor(const Path& path, ValueType type);
+
+  Model& model_;
+  Dialogs& dialogs_;
+  Terminal& terminal_;
+  std::function<void(const Path&)> reveal_;
+};
+
+}  // namespace orvik::prefstool::browse
