@@ -31,7 +31,6 @@ TEST(Checksum, GivesTheCheckValues) {
   gen_crc_table();
   EXPECT_EQ(_CalculateCRC32("123456789", 9), 0x89A1897Fu);
   EXPECT_EQ(_CalculateCRC32("a", 1), 0xA864DB20u);
-  EXPECT_EQ(_CalculateCRC32("\xFF", 1), BitByBit(0, std::vector<unsigned char>{0xFF}));
   EXPECT_EQ(_CalculateCRC32("a", 0), 0u);
   EXPECT_EQ(_CalculateCRC32("a", -1), 0u);
   EXPECT_EQ(CalculateCRC32(nullptr, 5), 0u);

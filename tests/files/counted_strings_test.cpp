@@ -1,3 +1,4 @@
+// Strings with their length in front, and the memory that passes between components.
 #include "files/counted_strings.h"
 
 #include <gtest/gtest.h>
@@ -5,7 +6,10 @@
 #include <climits>
 #include <cstdint>
 #include <cstring>
-#include <string_view>
+#include <string>
+
+#include "files/pascal_strings.h"
+#include "files/task_memory.h"
 
 namespace orvik {
 namespace {
@@ -36,11 +40,7 @@ TEST(CountedStrings, CarryTheirLengthBeforeTheText) {
     SysFreeString(made);
     EXPECT_EQ(make(nullptr), nullptr);
   }
-}
-
-TEST(CountedStrings, TakeNullForTheEmptyString) {
-  EXPECT_EQ(SysStringLen(nullptr), 0);
-  EXPECT_EQ(SysStringByteLen(nullptr), 0);
+  EXPECT_EQ(SysStringLen(nullptr) + SysStringByteLen(nullptr), 0);
   SysFreeString(nullptr);
   EXPECT_EQ(SysAllocStringLen(u"", -1), nullptr);
   EXPECT_EQ(SysAllocStringByteLen("", INT_MIN), nullptr);
@@ -55,6 +55,28 @@ TEST(CountedStrings, AreReplaced) {
   EXPECT_TRUE(SysReAllocString(&text, nullptr));
   EXPECT_EQ(text, nullptr);
   EXPECT_FALSE(SysReAllocString(nullptr, u"x"));
+}
+
+TEST(PascalStrings, AreCutAt255Bytes) {
+  unsigned char pascal[257] = {};
+  pascal[256] = '#';
+  EXPECT_EQ(CToPStr(pascal, "ab"), 2);
+  EXPECT_EQ(std::string(pascal, pascal + 3), std::string("\x02") + "ab");
+  EXPECT_EQ(WideToPStr(pascal, u"\u0141b"), 2);  // the low byte
+  EXPECT_EQ(pascal[1], 0x41);
+  EXPECT_EQ(WideToPStr(pascal, std::u16string(300, u'x').c_str()), 255);
+  EXPECT_EQ(pascal[0], 255);
+  EXPECT_EQ(pascal[256], '#');
+  EXPECT_EQ(CToPStr(pascal, ""), 0);
+}
+
+TEST(TaskMemory, KeepsItsContentAsItGrows) {
+  char* block = static_cast<char*>(CoTaskMemRealloc(nullptr, 3));
+  std::memcpy(block, "abc", 3);
+  block = static_cast<char*>(CoTaskMemRealloc(block, 100'000));
+  EXPECT_EQ(std::string(block, 3), "abc");
+  CoTaskMemFree(block);
+  CoTaskMemFree(nullptr);
 }
 
 }  // namespace

@@ -1,7 +1,6 @@
 #include "files/directory_path.h"
 
 #include <fcntl.h>
-#include <gtest/gtest.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -15,25 +14,25 @@ namespace orvik::test {
 namespace {
 
 using Names = std::vector<std::u16string>;
+using Path = COrvikDirectoryPath;
 
 TEST(DirectoryPath, AddsAndRemovesComponents) {
-  COrvikDirectoryPath path = COrvikDirectoryPath::CreateDirectoryPath(u"C:\\Users\\x\\");
+  Path path = Path::CreateDirectoryPath(u"C:\\Users\\x\\");
   EXPECT_EQ(Units(path), u"C:/Users/x");
   path.AddDirectoryToPath(u"a\\b\\");
-  EXPECT_EQ(Units(path), u"C:/Users/x/a/b");
   path.AddDirectoryToPath(u"");
   EXPECT_EQ(Units(path), u"C:/Users/x/a/b");
   EXPECT_EQ(Units(path.GetLastDirectoryName()), u"b");
   EXPECT_EQ(Units(path.CreateFilePath(u"f.txt")), u"C:/Users/x/a/b/f.txt");
   EXPECT_EQ(path.GetDirectoryPathStringA().View(), "C:/Users/x/a/b");
 
-  COrvikDirectoryPath root;
+  Path root;
   root.AddDirectoryToPath(u"Users");
   EXPECT_EQ(Units(root), u"/Users");
   EXPECT_TRUE(root.RemoveLastSubdirectoryFromPath());
   EXPECT_TRUE(root.IsEmptyPath());
   EXPECT_FALSE(root.RemoveLastSubdirectoryFromPath());
-  COrvikDirectoryPath plain(u"plain");
+  Path plain(u"plain");
   EXPECT_FALSE(plain.RemoveLastSubdirectoryFromPath());
   EXPECT_EQ(Units(plain), u"plain");
 }
@@ -42,45 +41,44 @@ TEST(DirectoryPath, ComparesAndContains) {
   const struct {
     const char16_t *path, *other;
     BOOL inside;
-  } cases[] = {
-      {u"/Users/Ann", u"/users", TRUE},
-      {u"/a/bc", u"/a/b", TRUE},
-      {u"/a", u"/a", TRUE},
-      {u"/a", u"/a/b", FALSE},
-      {u"", u"", FALSE},
-      {u"/a", u"", FALSE},
-      {u"", u"/a", FALSE},
-      {u"/b/a", u"/a", FALSE},
-  };
+  } cases[] = {{u"/Users/Ann", u"/users", TRUE},
+               {u"/a/bc", u"/a/b", TRUE},
+               {u"/a", u"/a", TRUE},
+               {u"/a", u"/a/b", FALSE},
+               {u"", u"", FALSE},
+               {u"/a", u"", FALSE},
+               {u"", u"/a", FALSE},
+               {u"/b/a", u"/a", FALSE}};
   for (const auto& [path, other, inside] : cases) {
-    EXPECT_EQ(COrvikDirectoryPath(CAtlString(path)).IsSubdirectoryOf(CAtlString(other)), inside);
+    EXPECT_EQ(Path(CAtlString(path)).IsSubdirectoryOf(CAtlString(other)), inside)
+        << testing::PrintToString(path) << testing::PrintToString(other);
   }
-  EXPECT_TRUE(COrvikDirectoryPath(u"/A/b").IsEqualPath(CAtlString(u"/a/B/")));
-  EXPECT_FALSE(COrvikDirectoryPath(u"/a|b").IsValidForCrossPlatform());
-  EXPECT_TRUE(COrvikDirectoryPath(u"/a b").CanDirectoryBeWrittenTo());
-  COrvikDirectoryPath invalid(u"/a|b:c");
+  EXPECT_TRUE(Path(u"/A/b").IsEqualPath(CAtlString(u"/a/B/")));
+  EXPECT_FALSE(Path(u"/a|b").IsValidForCrossPlatform());
+  EXPECT_TRUE(Path(u"/a b").CanDirectoryBeWrittenTo());
+  Path invalid(u"/a|b:c");
   invalid.MakeValidForCrossPlatform();
   EXPECT_EQ(Units(invalid), u"/abc");
 }
 
 TEST(DirectoryPath, SortsByLastNameAndKeepsEqualNamesInOrder) {
-  CAtlArray<COrvikDirectoryPath> paths;
+  CAtlArray<Path> paths;
   for (const char16_t* path : {u"/2/z", u"/9/B", u"/1/z", u"/x/a", u"/y/\u00E9", u"/0/z"}) {
-    paths.Add(COrvikDirectoryPath(CAtlString(path)));
+    paths.Add(Path(CAtlString(path)));
   }
-  COrvikDirectoryPath::SortPaths(paths);
+  Path::SortPaths(paths);
   Names sorted;
-  for (const COrvikDirectoryPath& path : paths) sorted.push_back(Units(path));
+  for (const Path& path : paths) sorted.push_back(Units(path));
   EXPECT_EQ(sorted, (Names{u"/9/B", u"/x/a", u"/2/z", u"/1/z", u"/0/z", u"/y/\u00E9"}));
 }
 
 class DirectoryPathOnDisk : public EnvironmentTest {
  protected:
   Names Subfolders(const char16_t* pattern, BOOL recursive) const {
-    CAtlArray<COrvikDirectoryPath> found;
+    CAtlArray<Path> found;
     Folder(top_).ListSubDirectories(pattern, found, recursive);
     Names names;
-    for (const COrvikDirectoryPath& path : found) {
+    for (const Path& path : found) {
       names.push_back(Units(path).substr(Units(Folder(top_)).size()));
     }
     return names;
@@ -96,94 +94,90 @@ class DirectoryPathOnDisk : public EnvironmentTest {
 };
 
 TEST_F(DirectoryPathOnDisk, ListsSubfoldersInTheOrderOfTheirLastNames) {
-  fs::create_directories(top_ / "b" / "z");
-  fs::create_directories(top_ / "a");
-  WriteFile(top_ / "file", "x");
-  fs::create_directory_symlink("..", top_ / "b" / "circle");
+  fs::create_directories(At("b/z"));
+  fs::create_directories(At("a"));
+  WriteFile(At("file"), "x");
+  fs::create_directory_symlink("..", At("b/circle"));
   EXPECT_EQ(Subfolders(u"*", TRUE), (Names{u"/a", u"/b", u"/b/z"}));
   EXPECT_EQ(Subfolders(u"*", FALSE), (Names{u"/a", u"/b"}));
   EXPECT_EQ(Subfolders(u"z", TRUE), (Names{u"/b/z"}));  // below a folder that does not match
   EXPECT_EQ(Subfolders(u"z", FALSE), Names{});
-
-  CAtlArray<COrvikDirectoryPath> found;
-  found.Add(COrvikDirectoryPath(u"/earlier/aa"));
+  CAtlArray<Path> found;
+  found.Add(Path(u"/earlier/aa"));
   Folder(top_).ListSubDirectories(u"*", found, FALSE);
   ASSERT_EQ(found.GetCount(), 3u);
   EXPECT_EQ(Units(found[1]), u"/earlier/aa");  // the whole array is in order
-  Folder(top_ / "none").ListSubDirectories(u"*", found, TRUE);
+  Folder(At("none")).ListSubDirectories(u"*", found, TRUE);
   EXPECT_EQ(found.GetCount(), 3u);
 }
 
 TEST_F(DirectoryPathOnDisk, FindsFilesByPattern) {
-  for (const char* name : {"a.txt", "a.b.txt", "B.TXT", "data1", "data"}) {
-    WriteFile(top_ / name, "x");
-  }
-  fs::create_directory(top_ / "folder.txt");
-  fs::create_directory_symlink("folder.txt", top_ / "link.txt");
-  ASSERT_EQ(mkfifo((top_ / "pipe").c_str(), 0600), 0);
+  for (const char* name : {"a.txt", "a.b.txt", "B.TXT", "data1", "data"}) WriteFile(At(name), "x");
+  fs::create_directory(At("folder.txt"));
+  fs::create_directory_symlink("folder.txt", At("link.txt"));
+  ASSERT_EQ(mkfifo(At("pipe").c_str(), 0600), 0);
   EXPECT_EQ(Files(u"*.txt"), (Names{u"a.txt", u"link.txt"}));
   EXPECT_EQ(Files(u"p*"), (Names{u"pipe"}));
   EXPECT_EQ(Files(u"data?"), (Names{u"data1"}));
   EXPECT_EQ(Files(u"*").size(), 7u);
-
   CAtlArray<COrvikFilePath> found;
-  EXPECT_EQ(Folder(top_ / "none").FindFilesInDirectory(u"*", found), 0);
-  EXPECT_NE(Folder(top_ / "a.txt").FindFilesInDirectory(u"*", found), 0);
+  EXPECT_EQ(Folder(At("none")).FindFilesInDirectory(u"*", found), 0);
+  EXPECT_NE(Folder(At("a.txt")).FindFilesInDirectory(u"*", found), 0);
   EXPECT_TRUE(found.IsEmpty());
 }
 
 TEST_F(DirectoryPathOnDisk, EveryNameThatIsListedOpensItsFile) {
-  // Decomposed, decomposed beside composed, no UTF-8, a backslash, controls, 255 bytes.
-  const std::vector<std::string> names{"e\xCC\x81", "o\xCC\x88", "\xC3\xB6",           "\xFF\xFE",
-                                       "a\\b",      "\x01\x7F",  std::string(255, 'x')};
-  for (std::size_t i = 0; i < names.size(); ++i) {
-    WriteFile(top_ / names[i], std::string(i + 1, 'x'));
+  // Decomposed, decomposed beside composed, two decomposed spellings of one name, the Kelvin sign,
+  // no UTF-8, a backslash, controls, 255 bytes.
+  const std::vector<std::string> names{
+      "e\xCC\x81",     "o\xCC\x88", "\xC3\xB6", "a\xCC\xA3\xCC\x82", "\xE1\xBA\xA1\xCC\x82",
+      "K\xE2\x84\xAA", "\xFF\xFE",  "a\\b",     "\x01\x7F",          std::string(255, 'x')};
+  std::set<DWORD> expected, sizes;
+  for (std::size_t i = 1; i <= names.size(); ++i) {
+    WriteFile(At(names[i - 1]), std::string(i, 'x'));
+    expected.insert(static_cast<DWORD>(i));
   }
   CAtlArray<COrvikFilePath> found;
-  Folder(top_).FindFilesInDirectory(u"*", found);
-  std::set<DWORD> sizes;
-  Names listed;
-  for (const COrvikFilePath& file : found) {
-    sizes.insert(file.GetFileSize());
-    listed.push_back(Units(file.GetFileName()));
-  }
-  EXPECT_EQ(sizes, (std::set<DWORD>{1, 2, 3, 4, 5, 6, 7}));
-  EXPECT_NE(std::find(listed.begin(), listed.end(), u"\u00E9"), listed.end());
+  EXPECT_EQ(Folder(top_).FindFilesInDirectory(u"*", found), 0);
+  for (const COrvikFilePath& file : found) sizes.insert(file.GetFileSize());
+  EXPECT_EQ(sizes, expected);
   EXPECT_EQ(Files(u"\u00E9"), Names{u"\u00E9"});
   EXPECT_EQ(Files(u"a\\b").size(), 1u);  // a pattern sees the name as it is
 }
 
-TEST_F(DirectoryPathOnDisk, WalksDeepTrees) {
-  constexpr int kLevels = 1000;
+TEST_F(DirectoryPathOnDisk, WalksDeepAndWideTrees) {
+  constexpr int kLevels = 1000, kNames = 20'000;
   MakeDeepTree(top_, kLevels, "d");
   EXPECT_EQ(Subfolders(u"*", TRUE).size(), std::size_t{kLevels});
+  WriteFile(At("0"), "");
+  for (int i = 1; i < kNames; ++i) {
+    ASSERT_EQ(link(At("0").c_str(), At(std::to_string(i)).c_str()), 0);
+  }
+  EXPECT_EQ(Files(u"*").size(), std::size_t{kNames});
   EXPECT_TRUE(CDirectoryManipulator::RemoveDirectoryAndContents(Folder(top_)));
 }
 
 TEST_F(DirectoryPathOnDisk, MakesUniqueNames) {
-  using Path = COrvikDirectoryPath;
   const Path top = Folder(top_);
   const auto backup = [&] {
     return Units(Path::CreateUniqueSubDirectoryPath(top, u"Backup").GetLastDirectoryName());
   };
-  EXPECT_EQ(backup(), u"Backup");
-  fs::create_directory(top_ / "Backup");
-  WriteFile(top_ / "Backup1", "");
-  EXPECT_EQ(backup(), u"Backup2");
-
   const auto unique = [&](const char16_t* extension) {
     return Units(Path::CreateUniqueFilePath(top, u"Report", extension).GetFileName());
   };
+  EXPECT_EQ(backup(), u"Backup");
   EXPECT_EQ(unique(u"txt"), u"Report.txt");
-  WriteFile(top_ / "Report.txt", "");
-  WriteFile(top_ / "Report 2.txt", "");
+  for (const char* name : {"Backup", "Backup1", "Report.txt", "Report 2.txt"}) {
+    WriteFile(At(name), "");
+  }
+  EXPECT_EQ(backup(), u"Backup2");
   EXPECT_EQ(unique(u"txt"), u"Report 3.txt");
   EXPECT_EQ(unique(u".txt"), u"Report 3.txt");
   EXPECT_EQ(unique(u""), u"Report");
-  EXPECT_EQ(Units(Path::CreateUniqueFilePath(Folder(top_ / "none"), u"n", u"x")), u"n");
+  EXPECT_EQ(Units(Path::CreateUniqueFilePath(Folder(At("none")), u"n", u"x")), u"n");
 
   EXPECT_EQ(Units(top.CreateTempFileNameInDirectory(u"t", u".tmp").GetFileName()), u"t.tmp");
-  WriteFile(top_ / "t.tmp", "");
+  WriteFile(At("t.tmp"), "");
   const COrvikFilePath numbered = top.CreateTempFileNameInDirectory(u"t", u".tmp");
   std::string shape = DigitsAsNines(std::string(numbered.GetFileNameA().View()));
   shape.erase(std::unique(shape.begin(), shape.end()), shape.end());
@@ -191,18 +185,14 @@ TEST_F(DirectoryPathOnDisk, MakesUniqueNames) {
   EXPECT_FALSE(numbered.FileExists());
 }
 
-// Asks for names until one could be created; the name ends up in the file.
-int CreateOne(const COrvikDirectoryPath& folder, bool temporary) {
+// Asks for names until one could be created.
+int CreateOne(const Path& folder, bool temporary) {
   for (;;) {
-    const COrvikFilePath path =
-        temporary ? folder.CreateTempFileNameInDirectory(u"t", u".tmp")
-                  : COrvikDirectoryPath::CreateUniqueFilePath(folder, u"Report", u"txt");
+    const COrvikFilePath path = temporary ? folder.CreateTempFileNameInDirectory(u"t", u".tmp")
+                                          : Path::CreateUniqueFilePath(folder, u"Report", u"txt");
     const std::string bytes = *host::FileNameToBytes(path.GetFilePathString().View());
     const int file = open(bytes.c_str(), O_CREAT | O_EXCL | O_WRONLY, 0600);
-    if (file >= 0) {
-      close(file);
-      return 0;
-    }
+    if (file >= 0) return close(file);
     if (errno != EEXIST) return 1;
   }
 }
@@ -222,27 +212,24 @@ TEST_F(DirectoryPathOnDisk, FoldersThatThePlatformNamesMayHoldABackslash) {
   fs::create_directories(home / "Documents");
   setenv("HOME", home.c_str(), 1);
   setenv("TMPDIR", (home / "t").c_str(), 1);
-  EXPECT_EQ(*host::FileNameToBytes(Units(CFileManipulator::GetSpecialDirectory(5, u""))),
-            home / "Documents");
-  EXPECT_EQ(*host::FileNameToBytes(Units(COrvikDirectoryPath::GetTempDirectoryPath())), home / "t");
+  const Path documents = CFileManipulator::GetSpecialDirectory(5, u"");
+  EXPECT_EQ(*host::FileNameToBytes(Units(documents)), home / "Documents");
+  EXPECT_EQ(*host::FileNameToBytes(Units(Path::GetTempDirectoryPath())), home / "t");
   WriteFile(home / "file", "x");
-  EXPECT_TRUE(CFileManipulator::DeleteFile(
-      COrvikFilePath(CFileManipulator::GetSpecialDirectory(5, u"").GetDirectoryPathString() +
-                     u"/../file"),
-      FALSE, TRUE));
+  const COrvikFilePath file(documents.GetDirectoryPathString() + u"/../file");
+  EXPECT_TRUE(CFileManipulator::DeleteFile(file, FALSE, TRUE));
   EXPECT_TRUE(Stands(home / ".local/share/Trash/info/file.trashinfo"));
 }
 
 TEST_F(DirectoryPathOnDisk, FindsTheTemporaryFolder) {
-  EXPECT_EQ(Units(COrvikDirectoryPath::GetTempDirectoryPath()), Units(Folder(env_.temp())));
+  EXPECT_EQ(Units(Path::GetTempDirectoryPath()), Units(Folder(env_.temp())));
   const std::string long_path = env_.temp().string() + "/" + std::string(250, 'l');
   setenv("TMPDIR", long_path.c_str(), 1);
-  EXPECT_EQ(Units(COrvikDirectoryPath::GetTempDirectoryPath()), Units(Folder(long_path)));
-
-  EXPECT_EQ(Units(COrvikDirectoryPath::GetTempFileDirectoryPath()), Units(Folder(long_path)));
-  COrvikDirectoryPath::SetTempFileDirectoryPath(Folder(top_));
-  EXPECT_EQ(Units(COrvikDirectoryPath::GetTempFileDirectoryPath()), Units(Folder(top_)));
-  COrvikDirectoryPath::SetTempFileDirectoryPath({});
+  EXPECT_EQ(Units(Path::GetTempDirectoryPath()), Units(Folder(long_path)));
+  EXPECT_EQ(Units(Path::GetTempFileDirectoryPath()), Units(Folder(long_path)));
+  Path::SetTempFileDirectoryPath(Folder(env_.home()));
+  EXPECT_EQ(Units(Path::GetTempFileDirectoryPath()), Units(Folder(env_.home())));
+  Path::SetTempFileDirectoryPath({});
 }
 
 }  // namespace

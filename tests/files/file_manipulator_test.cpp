@@ -1,8 +1,5 @@
 #include "files/file_manipulator.h"
 
-#include <gtest/gtest.h>
-#include <sched.h>
-#include <sys/mount.h>
 #include <unistd.h>
 
 #include <chrono>
@@ -11,55 +8,58 @@
 
 #include "tests/files/support.h"
 #include "tests/support/alert_answer.h"
+#include "tests/support/volumes.h"
 
 namespace orvik::test {
 namespace {
 
-using FileManipulator = EnvironmentTest;
+using Manipulator = CFileManipulator;
+
+class FileManipulator : public EnvironmentTest {
+ protected:
+  static bool Opens(const COrvikFilePath& file, const char* mode) {
+    return std::unique_ptr<std::FILE, int (*)(std::FILE*)>(Manipulator::OpenFile(file, mode),
+                                                           &std::fclose) != nullptr;
+  }
+  static BOOL ThrowAway(const fs::path& file) {
+    return Manipulator::DeleteFile(File(file), FALSE, TRUE);
+  }
+
+  const fs::path trash_ = env_.home() / ".local/share/Trash";
+};
 
 TEST_F(FileManipulator, OpensFilesAndNothingThatBlocks) {
-  const auto open = [this](const char* name, const char* mode) {
-    const std::unique_ptr<std::FILE, int (*)(std::FILE*)> file(
-        CFileManipulator::OpenFile(File(At(name)), mode), &std::fclose);
-    return file != nullptr;
-  };
   ASSERT_EQ(mkfifo(At("pipe").c_str(), 0600), 0);
   fs::create_directory(At("folder"));
-  EXPECT_FALSE(open("pipe", "rb"));
-  EXPECT_FALSE(open("folder", "rb"));
-  EXPECT_FALSE(open("new", "rb"));
-  EXPECT_TRUE(open("new", "wb"));
-  EXPECT_TRUE(open("new", "rb"));
-  const std::unique_ptr<std::FILE, int (*)(std::FILE*)> device(
-      CFileManipulator::OpenFile(COrvikFilePath(u"/dev/null"), "rb"), &std::fclose);
-  EXPECT_TRUE(device);
-  EXPECT_EQ(CFileManipulator::OpenFile({}, "rb"), nullptr);
+  for (const char* name : {"pipe", "folder", "new"}) EXPECT_FALSE(Opens(File(At(name)), "rb"));
+  EXPECT_TRUE(Opens(File(At("new")), "wb"));
+  EXPECT_TRUE(Opens(File(At("new")), "rb"));
+  EXPECT_TRUE(Opens(COrvikFilePath(u"/dev/null"), "rb"));
+  EXPECT_FALSE(Opens({}, "rb"));
 
   struct stat record = {};
   fs::create_symlink("new", At("link"));
-  EXPECT_EQ(CFileManipulator::StatFile(File(At("link")), &record), 0);
+  EXPECT_EQ(Manipulator::StatFile(File(At("link")), &record), 0);
   EXPECT_TRUE(S_ISLNK(record.st_mode));
-  EXPECT_EQ(CFileManipulator::StatFile(File(At("none")), &record), -1);
-  EXPECT_EQ(CFileManipulator::StatFile({}, &record), -1);
+  EXPECT_EQ(Manipulator::StatFile(File(At("none")), &record), -1);
+  EXPECT_EQ(Manipulator::StatFile({}, &record), -1);
 }
 
 TEST_F(FileManipulator, ReadsIntoABuffer) {
-  const auto read = [](const fs::path& path) {
+  const auto read = [this](const char* name) {
     unsigned char* buffer = reinterpret_cast<unsigned char*>(1);
-    const unsigned long count = CFileManipulator::ReadFileIntoBuffer(File(path), buffer);
+    const unsigned long count = Manipulator::ReadFileIntoBuffer(File(At(name)), buffer);
     const std::unique_ptr<unsigned char[]> owned(buffer);
     EXPECT_EQ(buffer == nullptr, count == 0);
     return std::string(reinterpret_cast<const char*>(buffer), count);
   };
   const std::string bytes("a\0\xFF\r\n", 5);
   WriteFile(At("f"), bytes);
-  EXPECT_EQ(read(At("f")), bytes);
+  EXPECT_EQ(read("f"), bytes);
+  WriteFile(At("large"), "");
+  ASSERT_EQ(truncate(At("large").c_str(), 0x100000005), 0);  // no part of what 32 bits cannot count
   WriteFile(At("empty"), "");
-  EXPECT_EQ(read(At("empty")), "");
-  EXPECT_EQ(read(At("none")), "");
-  EXPECT_EQ(read(At("")), "");
-  ASSERT_EQ(truncate(At("empty").c_str(), 0x100000005), 0);
-  EXPECT_EQ(read(At("empty")), "");  // more than 32 bits can tell: not a part of it
+  for (const char* name : {"empty", "none", "", "large"}) EXPECT_EQ(read(name), "") << name;
 }
 
 TEST_F(FileManipulator, ReadsIntoAString) {
@@ -67,142 +67,131 @@ TEST_F(FileManipulator, ReadsIntoAString) {
     std::string content;
     const char* prefix;
     std::string text;
-  } cases[] = {
-      {"hello", nullptr, "hello"},
-      {"hello", "say ", "say hello"},
-      {"", "just this", "just this"},
-      {"", nullptr, ""},
-      {std::string("ab\0cd", 5), "x", "xab"},
+  } cases[] = {{"hello", nullptr, "hello"},
+               {"hello", "say ", "say hello"},
+               {"", "just this", "just this"},
+               {"", nullptr, ""},
+               {std::string("ab\0cd", 5), "x", "xab"}};
+  const auto read = [](const COrvikFilePath& file, CAtlStringA& text, const char* prefix) {
+    return Manipulator::ReadAsciiFileIntoAsciiString(file, text, prefix);
   };
   for (const auto& [content, prefix, expected] : cases) {
     WriteFile(At("f"), content);
     CAtlStringA text = "a long old content that goes away";
     const CAtlStringA shared = text;
-    EXPECT_EQ(CFileManipulator::ReadAsciiFileIntoAsciiString(File(At("f")), text, prefix), S_OK);
+    EXPECT_EQ(read(File(At("f")), text, prefix), S_OK);
     EXPECT_EQ(text.View(), expected);
     EXPECT_EQ(shared.View(), "a long old content that goes away");
   }
   CAtlStringA text = "kept";
   for (const auto& file : {File(At("none")), COrvikFilePath(), File(At(""))}) {
-    EXPECT_EQ(CFileManipulator::ReadAsciiFileIntoAsciiString(file, text, "p"), E_INVALIDARG);
+    EXPECT_EQ(read(file, text, "p"), E_INVALIDARG);
   }
   ASSERT_EQ(truncate(At("f").c_str(), 0x7FFFFFFF), 0);
-  EXPECT_EQ(CFileManipulator::ReadAsciiFileIntoAsciiString(File(At("f")), text, nullptr),
-            E_UNEXPECTED);
+  EXPECT_EQ(read(File(At("f")), text, nullptr), E_UNEXPECTED);
   EXPECT_EQ(text.View(), "kept");
 }
 
 TEST_F(FileManipulator, WritesBytes) {
-  const auto write = [](const COrvikFilePath& file, const char* bytes, unsigned long count) {
-    return CFileManipulator::WriteAsciiStringToFile(file, bytes, count);
-  };
-  EXPECT_EQ(write(File(At("f")), "", 0), E_INVALIDARG);
-  EXPECT_EQ(write(File(At("f")), nullptr, 3), E_INVALIDARG);
-  EXPECT_FALSE(Stands(At("f")));
-  EXPECT_EQ(write({}, "abc", 3), E_INVALIDARG);
-  EXPECT_EQ(write(File(At("")), "abc", 3), E_INVALIDARG);
-  EXPECT_EQ(write(File(At("f")), "abcdef", 6), S_OK);
-  EXPECT_EQ(write(File(At("f")), "x\0y", 3), S_OK);
-  EXPECT_EQ(ReadFile(At("f")), std::string("x\0y", 3));
-  if (Stands("/dev/full")) {
-    EXPECT_EQ(write(COrvikFilePath(u"/dev/full"), "abc", 3), E_INVALIDARG);
+  const COrvikFilePath f = File(At("f"));
+  const struct {
+    COrvikFilePath file;
+    const char* bytes;
+    unsigned long count;
+    HRESULT result;
+  } cases[] = {{f, "", 0, E_INVALIDARG},
+               {f, nullptr, 3, E_INVALIDARG},
+               {{}, "abc", 3, E_INVALIDARG},
+               {File(At("")), "abc", 3, E_INVALIDARG},
+               {COrvikFilePath(u"/dev/full"), "abc", 3, E_INVALIDARG},
+               {f, "abcdef", 6, S_OK},
+               {f, "x\0y", 3, S_OK}};
+  for (const auto& [file, bytes, count, result] : cases) {
+    EXPECT_EQ(Manipulator::WriteAsciiStringToFile(file, bytes, count), result) << count;
+    EXPECT_EQ(Stands(At("f")), result == S_OK);
   }
-}
+  EXPECT_EQ(ReadFile(At("f")), std::string("x\0y", 3));
 
-TEST_F(FileManipulator, AWriteIsAWrite) {
-  const auto write = [this](const char* name, const char* text) {
-    return CFileManipulator::WriteAsciiStringToFile(File(At(name)), text, 4);
-  };
-  const fs::file_time_type old = fs::file_time_type::clock::now() - std::chrono::hours(1);
-  ASSERT_EQ(write("f", "same"), S_OK);
-  fs::last_write_time(At("f"), old);
-  EXPECT_EQ(write("f", "same"), S_OK);
-  EXPECT_GT(fs::last_write_time(At("f")), old + std::chrono::minutes(50));
-  // All names of a file are names of the new content.
+  // The same text is written again, and all names of a file are names of the new content.
   fs::create_hard_link(At("f"), At("g"));
-  EXPECT_EQ(write("f", "next"), S_OK);
-  EXPECT_EQ(ReadFile(At("g")), "next");
-  EXPECT_TRUE(fs::equivalent(At("f"), At("g")));
-  fs::last_write_time(At("f"), old);
-  EXPECT_EQ(write("g", "next"), S_OK);
-  EXPECT_GT(fs::last_write_time(At("f")), old + std::chrono::minutes(50));
+  const fs::file_time_type old = fs::file_time_type::clock::now() - std::chrono::hours(1);
+  for (const char* text : {"x\0y", "new", "new"}) {
+    fs::last_write_time(At("f"), old);
+    EXPECT_EQ(Manipulator::WriteAsciiStringToFile(File(At("g")), text, 3), S_OK);
+    EXPECT_GT(fs::last_write_time(At("f")), old + std::chrono::minutes(50));
+    EXPECT_EQ(ReadFile(At("f")), std::string(text, 3));
+  }
 }
 
 // Beyond the 4,096 bytes of the kernel.
 TEST_F(FileManipulator, LongPathsAreTakenWhole) {
-  const fs::path leaf = MakeDeepTree(top_.string(), 100, std::string(60, 'n')) + "/leaf";
-  const COrvikFilePath file = File(leaf);
+  const COrvikFilePath file =
+      File(MakeDeepTree(top_.string(), 100, std::string(60, 'n')) + "/leaf");
   EXPECT_EQ(file.GetFileSize(), 0u);
   EXPECT_EQ(file.GetFileChecksum(), 0u);
   struct stat record;
-  EXPECT_EQ(CFileManipulator::StatFile(file, &record), 0);
-  const std::unique_ptr<std::FILE, int (*)(std::FILE*)> opened(
-      CFileManipulator::OpenFile(file, "r+b"), &std::fclose);
-  EXPECT_TRUE(opened);
+  EXPECT_EQ(Manipulator::StatFile(file, &record), 0);
+  EXPECT_TRUE(Opens(file, "r+b"));
   EXPECT_TRUE(file.SetFileReadOnly());
   EXPECT_EQ(file.GetNumberOfDaysOld(), 0);
-  EXPECT_TRUE(CFileManipulator::RemoveFile(file));
+  EXPECT_TRUE(Manipulator::RemoveFile(file));
   EXPECT_FALSE(file.FileExists());
-}
-
-TEST_F(FileManipulator, RemovesFilesOnly) {
-  WriteFile(At("folder/f"), "x");
-  fs::create_directory_symlink("folder", At("link"));
-  EXPECT_FALSE(CFileManipulator::RemoveFile({}));
-  EXPECT_FALSE(CFileManipulator::RemoveFile(Folder(At("folder")).CreateFilePath(u"")));
-  EXPECT_FALSE(CFileManipulator::RemoveFile(File("/")));
-  EXPECT_TRUE(CFileManipulator::RemoveFile(File(At("link"))));
-  EXPECT_TRUE(CFileManipulator::RemoveFile(File(At("none"))));
-  EXPECT_EQ(ReadFile(At("folder/f")), "x");
-  fs::permissions(At("folder/f"), fs::perms(0400));
-  EXPECT_TRUE(CFileManipulator::RemoveFile(File(At("folder/f"))));
-  EXPECT_FALSE(Stands(At("folder/f")));
 }
 
 TEST_F(FileManipulator, CopiesAndMoves) {
   WriteFile(At("f"), "new");
   WriteFile(At("g"), "old");
   fs::create_directory(At("d"));
-  EXPECT_FALSE(CFileManipulator::CopyFileTo(File(At("f")), File(At("g")), TRUE));
+  EXPECT_FALSE(Manipulator::CopyFileTo(File(At("f")), File(At("g")), TRUE));
   EXPECT_EQ(ReadFile(At("g")), "old");
-  EXPECT_TRUE(CFileManipulator::CopyFileTo(File(At("f")), File(At("g")), FALSE));
-  EXPECT_EQ(ReadFile(At("g")), "new");
-  EXPECT_TRUE(CFileManipulator::CopyFileTo(File(At("f")), Folder(At("d")), TRUE));
-  EXPECT_EQ(ReadFile(At("d/f")), "new");
-  EXPECT_TRUE(CFileManipulator::MoveFileTo(File(At("f")), File(At("x/y/f"))));
-  EXPECT_EQ(ReadFile(At("x/y/f")), "new");
+  EXPECT_TRUE(Manipulator::CopyFileTo(File(At("f")), File(At("g")), FALSE));
+  EXPECT_TRUE(Manipulator::CopyFileTo(File(At("f")), Folder(At("d")), TRUE));
+  EXPECT_TRUE(Manipulator::MoveFileTo(File(At("f")), File(At("x/y/f"))));
+  for (const char* name : {"g", "d/f", "x/y/f"}) EXPECT_EQ(ReadFile(At(name)), "new");
   EXPECT_FALSE(Stands(At("f")));
 }
 
-TEST_F(FileManipulator, DeletesReadOnlyFilesFoldersAndLinks) {
-  WriteFile(At("f"), "x");
-  fs::permissions(At("f"), fs::perms(0400));
-  WriteFile(At("outside/kept"), "x");
-  WriteFile(At("d/in/f"), "x");
-  fs::create_directory_symlink(At("outside"), At("d/link"));
-  fs::create_directory_symlink(At("outside"), At("link"));
-  fs::create_directory_symlink(At("outside"), At("thrown away"));
-  for (const char* name : {"f", "d", "link", "never"}) {
-    EXPECT_TRUE(CFileManipulator::DeleteFile(File(At(name)))) << name;
-    EXPECT_FALSE(Stands(At(name))) << name;
+// RemoveFile removes files and links; DeleteFile folders, too. Neither follows a link.
+TEST_F(FileManipulator, RemovesAndDeletes) {
+  for (const bool is_delete : {false, true}) {
+    SCOPED_TRACE(is_delete);
+    WriteFile(At("kept/f"), "x");
+    WriteFile(At("f"), "x");
+    fs::permissions(At("f"), fs::perms(0400));
+    WriteFile(At("d/in/f"), "x");
+    fs::create_directory_symlink(At("kept"), At("d/link"));
+    fs::create_directory_symlink(At("kept"), At("link"));
+    for (const char* name : {"f", "link", "d", "never"}) {
+      const BOOL done = is_delete ? Manipulator::DeleteFile(File(At(name)))
+                                  : Manipulator::RemoveFile(File(At(name)));
+      const bool stays = !is_delete && std::string("d") == name;
+      EXPECT_EQ(done, stays ? FALSE : TRUE) << name;
+      EXPECT_EQ(Stands(At(name)), stays) << name;
+    }
+    EXPECT_EQ(ReadFile(At("kept/f")), "x");
+    fs::remove_all(At("d"));
   }
-  EXPECT_TRUE(CFileManipulator::DeleteFile(File(At("thrown away")), FALSE, TRUE));
-  EXPECT_FALSE(Stands(At("thrown away")));
-  EXPECT_EQ(ReadFile(At("outside/kept")), "x");
-  EXPECT_TRUE(CFileManipulator::DeleteFile({}));
+  fs::create_directory_symlink(At("kept"), At("thrown away"));
+  EXPECT_TRUE(ThrowAway(At("thrown away")));
+  EXPECT_EQ(NamesIn(top_), std::vector<std::string>{"kept"});
+  EXPECT_EQ(ReadFile(At("kept/f")), "x");
+  EXPECT_TRUE(Manipulator::DeleteFile({}));
+  EXPECT_FALSE(Manipulator::RemoveFile({}));
+  EXPECT_FALSE(Manipulator::RemoveFile(Folder(At("kept")).CreateFilePath(u"")));
+  EXPECT_FALSE(Manipulator::RemoveFile(File("/")));
 }
 
 TEST_F(FileManipulator, AsksBeforeOverwriting) {
   WriteFile(At("f"), "new");
   WriteFile(At("g"), "old");
-  const auto copy = [this] {
-    return CFileManipulator::CopyFile(File(At("f")), File(At("g")), TRUE);
+  const auto copy_to = [this](const char* name) {
+    return [this, name] { return Manipulator::CopyFile(File(At("f")), File(At(name)), TRUE); };
   };
   for (const std::optional<int> refusal : {std::optional(0), {host::kAlertClosed}, {}}) {
-    EXPECT_FALSE(Answered(refusal, copy).first);
+    EXPECT_FALSE(Answered(refusal, copy_to("g")).first);
     EXPECT_EQ(ReadFile(At("g")), "old");
   }
-  const auto [copied, shown] = Answered(1, copy);
+  const auto [copied, shown] = Answered(1, copy_to("g"));
   EXPECT_TRUE(copied);
   EXPECT_EQ(ReadFile(At("g")), "new");
   EXPECT_EQ(shown.level, host::AlertLevel::kCaution);
@@ -211,68 +200,53 @@ TEST_F(FileManipulator, AsksBeforeOverwriting) {
             "The file \"" + At("g").string() + "\" already exists.  Do you want to overwrite it?");
   EXPECT_EQ(shown.buttons, (std::vector<std::string>{"Cancel", "Overwrite"}));
   EXPECT_EQ(shown.default_button, 0);
-
-  const auto [fresh, nothing] = Answered(std::nullopt, [this] {
-    return CFileManipulator::CopyFile(File(At("f")), File(At("h")), TRUE);
-  });
+  const auto [fresh, nothing] = Answered(std::nullopt, copy_to("h"));
   EXPECT_TRUE(fresh);
   EXPECT_TRUE(nothing.buttons.empty());
-  EXPECT_FALSE(CFileManipulator::CopyFile(File(At("none")), File(At("g")), FALSE));
+  EXPECT_FALSE(Manipulator::CopyFile(File(At("none")), File(At("g")), FALSE));
 }
 
 TEST_F(FileManipulator, AsksBeforeDeleting) {
-  WriteFile(At("f %s"), "x");
-  const auto remove = [this] {
-    return CFileManipulator::DeleteFile(File(At("f %s")), TRUE, FALSE);
-  };
-  EXPECT_FALSE(Answered(0, remove).first);
+  const std::string path = At("f %s");
+  WriteFile(path, "x");
+  const auto remove = [&] { return Manipulator::DeleteFile(File(path), TRUE, FALSE); };
   EXPECT_FALSE(Answered(std::nullopt, remove).first);
-  EXPECT_TRUE(Stands(At("f %s")));
+  Manipulator::InitializeLocalizedStrings(u"Weg mit \u201E%s\u201C?", u"%s?", u"L\u00F6schen",
+                                          u"Nein", u"Kopieren", u"Ersetzen");
+  const auto [kept, translated] = Answered(0, remove);
+  Manipulator::InitializeLocalizedStrings(
+      u"Are you sure you want to delete the file \"%s\"?",
+      u"The file \"%s\" already exists.  Do you want to overwrite it?", u"Delete", u"Cancel",
+      u"Copy", u"Overwrite");
+  EXPECT_FALSE(kept);
+  EXPECT_EQ(translated.message, "Weg mit \xE2\x80\x9E" + path + "\xE2\x80\x9C?");
+  EXPECT_EQ(translated.buttons, (std::vector<std::string>{"Nein", "L\xC3\xB6schen"}));
+  EXPECT_TRUE(Stands(path));
   const auto [removed, shown] = Answered(1, remove);
   EXPECT_TRUE(removed);
-  EXPECT_FALSE(Stands(At("f %s")));
+  EXPECT_FALSE(Stands(path));
   EXPECT_EQ(shown.header, "Delete");
-  EXPECT_EQ(shown.message,
-            "Are you sure you want to delete the file \"" + At("f %s").string() + "\"?");
+  EXPECT_EQ(shown.message, "Are you sure you want to delete the file \"" + path + "\"?");
   EXPECT_EQ(shown.buttons, (std::vector<std::string>{"Cancel", "Delete"}));
   EXPECT_TRUE(Answered(std::nullopt, remove).first);  // nothing is there, so nobody is asked
 }
 
-TEST_F(FileManipulator, ShowsTranslatedTexts) {
-  CFileManipulator::InitializeLocalizedStrings(u"Weg mit \u201E%s\u201C?", u"%s?", u"L\u00F6schen",
-                                               u"Nein", u"Kopieren", u"Ersetzen");
-  WriteFile(At("f"), "x");
-  const auto shown = Answered(0, [this] {
-                       return CFileManipulator::DeleteFile(File(At("f")), TRUE, TRUE);
-                     }).second;
-  EXPECT_EQ(shown.message, "Weg mit \xE2\x80\x9E" + At("f").string() + "\xE2\x80\x9C?");
-  EXPECT_EQ(shown.buttons, (std::vector<std::string>{"Nein", "L\xC3\xB6schen"}));
-  CFileManipulator::InitializeLocalizedStrings(
-      u"Are you sure you want to delete the file \"%s\"?",
-      u"The file \"%s\" already exists.  Do you want to overwrite it?", u"Delete", u"Cancel",
-      u"Copy", u"Overwrite");
-}
-
 TEST_F(FileManipulator, ThrowsAwayUnderANameThatIsFree) {
   COrvikDirectoryPath trash;
-  EXPECT_FALSE(CFileManipulator::GetTrashPathForFile(File(At("none")), trash));
+  EXPECT_FALSE(Manipulator::GetTrashPathForFile(File(At("none")), trash));
   for (int i = 0; i < 4; ++i) {
     WriteFile(At("notes.txt"), std::to_string(i));
-    EXPECT_TRUE(CFileManipulator::DeleteFile(File(At("notes.txt")), FALSE, TRUE));
+    EXPECT_TRUE(ThrowAway(At("notes.txt")));
     EXPECT_FALSE(Stands(At("notes.txt")));
   }
   WriteFile(At("probe"), "");
-  ASSERT_TRUE(CFileManipulator::GetTrashPathForFile(File(At("probe")), trash));
-  const fs::path files = *host::FileNameToBytes(trash.GetDirectoryPathString().View());
-  EXPECT_EQ(ReadFile(files / "notes.txt"), "0");
-
+  ASSERT_TRUE(Manipulator::GetTrashPathForFile(File(At("probe")), trash));
+  EXPECT_EQ(Units(trash), (trash_ / "files").u16string());
+  EXPECT_EQ(ReadFile(trash_ / "files/notes.txt"), "0");
   std::multiset<std::string> shapes;
-  for (const fs::directory_entry& entry : fs::directory_iterator(files)) {
-    const std::string name = entry.path().filename().string();
+  for (const std::string& name : NamesIn(trash_ / "files")) {
     shapes.insert(DigitsAsNines(name));
-    const std::string info = ReadFile(files.parent_path() / "info" / (name + ".trashinfo"));
-    EXPECT_TRUE(Contains(info, "Path="));
-    EXPECT_TRUE(Contains(info, "tmp/notes.txt"));
+    EXPECT_TRUE(Contains(ReadFile(trash_ / "info" / (name + ".trashinfo")), "tmp/notes.txt\n"));
   }
   // The clock may pass a second meanwhile, and a stamp is then free again.
   EXPECT_EQ(shapes.size(), 4u);
@@ -286,80 +260,66 @@ TEST_F(FileManipulator, ProcessesThatThrowAwayOneNameAllArrive) {
   constexpr int kProcesses = 24;
   for (int i = 0; i < kProcesses; ++i) WriteFile(At(std::to_string(i)) / "notes.txt", "x");
   const std::vector<int> results = InProcesses(kProcesses, [this](int number) {
-    const COrvikFilePath file = File(At(std::to_string(number)) / "notes.txt");
-    return CFileManipulator::DeleteFile(file, FALSE, TRUE) != FALSE ? 0 : 1;
+    return ThrowAway(At(std::to_string(number)) / "notes.txt") != FALSE ? 0 : 1;
   });
   EXPECT_EQ(results, std::vector<int>(kProcesses, 0));
-  const fs::path trash = env_.home() / ".local/share/Trash";
-  EXPECT_EQ(NamesIn(trash / "files").size(), std::size_t{kProcesses});
-  EXPECT_EQ(NamesIn(trash / "info").size(), std::size_t{kProcesses});
+  EXPECT_EQ(NamesIn(trash_ / "files").size(), std::size_t{kProcesses});
+  EXPECT_EQ(NamesIn(trash_ / "info").size(), std::size_t{kProcesses});
 }
 
 // The volume's trash is a file of somebody's.
 TEST_F(FileManipulator, AVolumeWithoutATrashUsesTheHomeTrash) {
-  constexpr int kNoVolume = 77;
-  fs::create_directory(At("volume"));
-  const int status = InProcesses(1, [this](int) {
-    if (unshare(CLONE_NEWNS) != 0 || mount("", "/", nullptr, MS_REC | MS_PRIVATE, nullptr) != 0 ||
-        mount("orvik-test", At("volume").c_str(), "tmpfs", 0, "size=1m") != 0) {
-      return kNoVolume;
-    }
+  const bool tested = OnAVolume(At("volume"), "tmpfs", "size=1m", [this] {
     WriteFile(At("volume") / (".Trash-" + std::to_string(getuid())), "no folder");
     WriteFile(At("volume/f"), "thrown away");
-    EXPECT_TRUE(CFileManipulator::DeleteFile(File(At("volume/f")), FALSE, TRUE));
+    EXPECT_TRUE(ThrowAway(At("volume/f")));
     EXPECT_FALSE(Stands(At("volume/f")));
-    EXPECT_EQ(ReadFile(env_.home() / ".local/share/Trash/files/f"), "thrown away");
-    return testing::Test::HasFailure() ? 1 : 0;
-  })[0];
-  if (status == kNoVolume) GTEST_SKIP() << "this user may not mount";
-  EXPECT_EQ(status, 0);
+    EXPECT_EQ(ReadFile(trash_ / "files/f"), "thrown away");
+  });
+  if (!tested) GTEST_SKIP() << "this user may not mount";
 }
 
 TEST_F(FileManipulator, ThrowsAwayLongNamesShortened) {
-  const fs::path trash = env_.home() / ".local/share/Trash";
-  std::string letters, emoji;
-  while (letters.size() < 251) letters += 'n';
-  while (emoji.size() < 252) emoji += "\xF0\x9F\x98\x80";
-  const struct {
-    std::string name, in_trash;
-  } cases[] = {{letters + ".txt", letters.substr(0, 241) + ".txt"},
-               {letters + ".txt", letters.substr(0, 232) + " 99-99-99.txt"},
-               {emoji, emoji.substr(0, 244)},
-               {"a." + letters, "a." + letters.substr(0, 243)}};
+  const std::string letters(251, 'n'), emoji = Repeated("\xF0\x9F\x98\x80", 63);
+  const std::pair<std::string, std::string> cases[] = {
+      {letters + ".txt", letters.substr(0, 241) + ".txt"},
+      {letters + ".txt", letters.substr(0, 232) + " 99-99-99.txt"},
+      {emoji, emoji.substr(0, 244)},
+      {"a." + letters, "a." + letters.substr(0, 243)}};
   for (const auto& [name, in_trash] : cases) {
     WriteFile(At(name), "x");
-    EXPECT_TRUE(CFileManipulator::DeleteFile(File(At(name)), FALSE, TRUE)) << name;
-    bool found = false;
-    for (const fs::directory_entry& entry : fs::directory_iterator(trash / "files")) {
-      const std::string kept = entry.path().filename().string();
-      if (DigitsAsNines(kept) != in_trash) continue;
-      found = true;
-      std::string original = ReadFile(trash / "info" / (kept + ".trashinfo"));
-      if (name == emoji) continue;  // percent-encoded
-      EXPECT_TRUE(Contains(original, At(name).string() + "\n"));
+    EXPECT_TRUE(ThrowAway(At(name))) << name;
+    std::string info = "missing";
+    for (const std::string& kept : NamesIn(trash_ / "files")) {
+      if (DigitsAsNines(kept) == in_trash) info = ReadFile(trash_ / "info" / (kept + ".trashinfo"));
     }
-    EXPECT_TRUE(found) << in_trash;
+    // The emoji are percent-encoded.
+    EXPECT_TRUE(Contains(info, name == emoji ? "%F0%9F%98%80\n" : At(name).string() + "\n"));
   }
 }
 
 TEST_F(FileManipulator, FindsSpecialFolders) {
-  const auto find = [](int number, const char16_t* sub_name) {
-    return fs::path(
-        *host::FileNameToBytes(Units(CFileManipulator::GetSpecialDirectory(number, sub_name))));
-  };
   fs::create_directories(env_.home() / "Documents");
   fs::create_directories(env_.home() / "Library/Application Support");
   fs::create_directories(env_.system_root() / "Applications");
-  EXPECT_EQ(find(5, u"My/Own"), env_.home() / "Documents/My/Own");
-  EXPECT_TRUE(fs::is_directory(env_.home() / "Documents/My/Own"));
-  EXPECT_EQ(find(12, u""), env_.home() / "Documents");
-  EXPECT_EQ(find(26, u"a"), env_.home() / "Library/Application Support/a");
-  EXPECT_EQ(find(38, u"b"), env_.system_root() / "Applications/b");
   const fs::path fallback = env_.temp() / "ORVIK Technologies/c/TempFiles";
-  for (const int number : {16, 0, -1, 39}) {  // a desktop that does not exist, and no folders
-    EXPECT_EQ(find(number, u"c"), fallback) << number;
+  const struct {
+    int number;
+    const char16_t* sub_name;
+    fs::path folder;
+  } cases[] = {{5, u"My/Own", env_.home() / "Documents/My/Own"},
+               {12, u"", env_.home() / "Documents"},
+               {26, u"a", env_.home() / "Library/Application Support/a"},
+               {38, u"b", env_.system_root() / "Applications/b"},
+               {16, u"c", fallback},  // a desktop that does not exist
+               {0, u"c", fallback},
+               {-1, u"c", fallback},
+               {39, u"c", fallback}};
+  for (const auto& [number, sub_name, folder] : cases) {
+    EXPECT_EQ(Units(Manipulator::GetSpecialDirectory(number, sub_name)), folder.u16string())
+        << number;
+    EXPECT_EQ(fs::is_directory(folder), folder != fallback) << number;
   }
-  EXPECT_FALSE(Stands(fallback));
 }
 
 }  // namespace

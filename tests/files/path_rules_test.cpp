@@ -14,18 +14,13 @@ Text Changed(void (*rule)(CAtlString&), const char16_t* text) {
 }
 
 TEST(PathRules, NormalFormHasSlashesAndLosesOneAtTheEnd) {
-  const struct {
-    const char16_t* path;
-    Text fixed;
-  } cases[] = {
-      {u"C:\\Users\\x\\", u"C:/Users/x"},
-      {u"/a//", u"/a/"},
-      {u"/", u""},
-      {u"", u""},
-      {u"\\", u""},
-      {u"a/../b", u"a/../b"},
-      {u"/a\\b", u"/a/b"},
-  };
+  const std::pair<const char16_t*, Text> cases[] = {{u"C:\\Users\\x\\", u"C:/Users/x"},
+                                                    {u"/a//", u"/a/"},
+                                                    {u"/", u""},
+                                                    {u"", u""},
+                                                    {u"\\", u""},
+                                                    {u"a/../b", u"a/../b"},
+                                                    {u"/a\\b", u"/a/b"}};
   for (const auto& [path, fixed] : cases) {
     const CAtlString given = path;
     EXPECT_EQ(FixFolderPathForPlatform(given).View(), fixed);
@@ -41,14 +36,10 @@ TEST(PathRules, TellsWhatOtherPlatformsRefuse) {
     EXPECT_FALSE(FilePathIsValidForAllPlatforms(name));
   }
   EXPECT_TRUE(FileNameIsValidForAllPlatforms(u"a\\b/c.txt"));
-  const struct {
-    const char16_t* path;
-    BOOL valid;
-  } paths[] = {
+  const std::pair<const char16_t*, BOOL> paths[] = {
       {u"C:\\dir\\file", TRUE}, {u"dir\\a:b", FALSE}, {u"C:\\a:b", FALSE}, {u"C:/dir", FALSE},
       {u"CD:\\x", FALSE},       {u"/a/b", TRUE},      {u"", TRUE},         {u":\\", FALSE},
-      {u"a:b:\\", FALSE},
-  };
+      {u"a:b:\\", FALSE}};
   for (const auto& [path, valid] : paths) {
     EXPECT_EQ(FilePathIsValidForAllPlatforms(path), valid) << testing::PrintToString(path);
   }

@@ -26,9 +26,7 @@ struct Buffer {
 
 TEST(PathText, TakesPathsApart) {
   const struct {
-    u16string_view path;
-    u16string_view name;
-    u16string_view folder;
+    u16string_view path, name, folder;
     int extension;
     u16string_view without_slashes;
   } cases[] = {
@@ -58,6 +56,9 @@ TEST(PathText, TakesPathsApart) {
     Buffer base(path);
     EXPECT_EQ(PathRemoveExtension(base.units), extension);
     EXPECT_EQ(base.View(), extension < 0 ? path : path.substr(0, extension));
+    std::string narrow(path.begin(), path.end());
+    EXPECT_EQ(PathRemoveExtensionA(narrow.data()), extension);
+    EXPECT_EQ(narrow.c_str(), std::string(base.View().begin(), base.View().end()));
   }
   char16_t empty[2] = u"";
   EXPECT_EQ(PathFindFileName(empty), empty);
@@ -69,20 +70,16 @@ TEST(PathText, TakesPathsApart) {
 TEST(PathText, JoinsWithinTheFixedBuffer) {
   const u16string longest(MAX_PATH - 1, u'x');
   const struct {
-    u16string path;
-    u16string more;
-    u16string expected;
-  } cases[] = {
-      {u"/a", u"b", u"/a/b"},
-      {u"/a/", u"b", u"/a/b"},
-      {u"/a", u"/b", u"/a/b"},
-      {u"/a/", u"/b", u"/a//b"},
-      {u"", u"b", u"/b"},
-      {u"/a", u"", u"/a/"},
-      {longest, u"b", longest + u"/"},
-      {longest, u"/b", longest + u"/"},
-      {longest.substr(2), u"bcd", longest.substr(2) + u"/bc"},
-  };
+    u16string path, more, expected;
+  } cases[] = {{u"/a", u"b", u"/a/b"},
+               {u"/a/", u"b", u"/a/b"},
+               {u"/a", u"/b", u"/a/b"},
+               {u"/a/", u"/b", u"/a//b"},
+               {u"", u"b", u"/b"},
+               {u"/a", u"", u"/a/"},
+               {longest, u"b", longest + u"/"},
+               {longest, u"/b", longest + u"/"},
+               {longest.substr(2), u"bcd", longest.substr(2) + u"/bc"}};
   for (const auto& [path, more, expected] : cases) {
     Buffer buffer(path);
     EXPECT_TRUE(PathAppend(buffer.units, more.c_str()));
@@ -100,8 +97,7 @@ TEST(PathText, AddsAndRenames) {
   PathAddBackslash(path.units);
   EXPECT_EQ(path.View(), u"/a/");
   const struct {
-    u16string path;
-    u16string extension;
+    u16string path, extension;
     BOOL renamed;
     u16string expected;
   } cases[] = {
@@ -121,31 +117,26 @@ TEST(PathText, AddsAndRenames) {
 }
 
 TEST(PathText, Canonicalizes) {
-  const struct {
-    u16string_view path;
-    u16string_view expected;
-  } cases[] = {
-      {u"/a/./b", u"/a/b"},
-      {u"/a/../b", u"/b"},
-      {u"/a/b/..", u"/a"},
-      {u"../a", u"/a"},
-      {u"/a//../b", u"/a/b"},
-      {u"/a/b/../..", u""},
-      {u"/a/./..", u""},
-      {u"/../../a", u"/a"},
-      {u"/a/..x/.b/...", u"/a/..x/.b/..."},
-      {u"/a//b/", u"/a//b/"},
-      {u".", u""},
-      {u"..", u""},
-      {u"a/b/..", u"a"},
-      {u"/a/b/c/../../d", u"/a/d"},
-      {u"/a/../", u"/"},
-      {u"/a/../../b/c/./..", u"/b"},
-  };
+  const std::pair<u16string, u16string_view> cases[] = {{u"/a/./b", u"/a/b"},
+                                                        {u"/a/../b", u"/b"},
+                                                        {u"/a/b/..", u"/a"},
+                                                        {u"../a", u"/a"},
+                                                        {u"/a//../b", u"/a/b"},
+                                                        {u"/a/b/../..", u""},
+                                                        {u"/a/./..", u""},
+                                                        {u"/../../a", u"/a"},
+                                                        {u"/a/..x/.b/...", u"/a/..x/.b/..."},
+                                                        {u"/a//b/", u"/a//b/"},
+                                                        {u".", u""},
+                                                        {u"..", u""},
+                                                        {u"a/b/..", u"a"},
+                                                        {u"/a/b/c/../../d", u"/a/d"},
+                                                        {u"/a/../", u"/"},
+                                                        {u"/a/../../b/c/./..", u"/b"}};
   for (const auto& [path, expected] : cases) {
     Buffer out(u"");
-    EXPECT_TRUE(PathCanonicalize(out.units, u16string(path).c_str()));
-    EXPECT_EQ(out.View(), expected) << testing::PrintToString(u16string(path));
+    EXPECT_TRUE(PathCanonicalize(out.units, path.c_str()));
+    EXPECT_EQ(out.View(), expected) << testing::PrintToString(path);
   }
   char16_t out[2] = u"x";
   EXPECT_FALSE(PathCanonicalize(out, u""));

@@ -38,10 +38,7 @@ TEST_F(Shortcuts, WritesInternetShortcuts) {
 }
 
 TEST_F(Shortcuts, ResolvesInternetShortcuts) {
-  const struct {
-    std::string content;
-    const char16_t* url;
-  } cases[] = {
+  const std::pair<std::string, const char16_t*> cases[] = {
       {"[InternetShortcut]\nURL=http://a\n", u"http://a"},
       {"[InternetShortcut]\r\nURL=http://a\r\n", u"http://a"},
       {"[InternetShortcut]\nURL= http://a second\n", u"http://a"},
@@ -69,10 +66,7 @@ TEST_F(Shortcuts, ResolvesInternetShortcuts) {
 
 TEST_F(Shortcuts, ResolvesLinkFilesOfEveryKind) {
   using namespace std::string_literals;
-  const struct {
-    std::string content;
-    const char16_t* url;
-  } cases[] = {
+  const std::pair<std::string, const char16_t*> cases[] = {
       {"[InternetShortcut]\nURL=http://a/\u00E9\n", u"http://a/\u00E9"},
       {"\xEF\xBB\xBF[InternetShortcut]\r\nURL=http://a\r\n", u"http://a"},
       {"\xFF\xFE[\0I\0n\0t\0e\0r\0n\0e\0t\0S\0h\0o\0r\0t\0c\0u\0t\0]\0\n\0U\0R\0L\0=\0\xAC\x20\n\0"s,

@@ -10,17 +10,15 @@ TEST(Urls, FindsTheScheme) {
     const char16_t* url;
     int number;
     const char16_t* written;
-  } cases[] = {
-      {u"http://a", 0, u"http://"},          {u"FILE:///a", 1, u"file://"},
-      {u"MAILTO:x", 2, u"mailto://"},        {u"ftp://a", 3, u"ftp://"},
-      {u"Gopher://a", 4, u"gopher://"},      {u"nntp://a", 5, u"nntp://"},
-      {u"telnet://a", 6, u"telnet://"},      {u"news:comp.lang", 7, u"news:"},
-      {u"wais://a", 8, u"wais://"},          {u"HTTPS://a", 10, u"https://"},
-      {u"prospero://a", 11, u"prospero://"}, {u"www.a.b", 9, u"http://"},
-      {u"xhttp://a", 9, u"http://"},         {u" http://a", 9, u"http://"},
-      {u"http:/a", 9, u"http://"},           {u"", 9, u"http://"},
-      {u"ht\u0130tp://", 9, u"http://"},
-  };
+  } cases[] = {{u"http://a", 0, u"http://"},          {u"FILE:///a", 1, u"file://"},
+               {u"MAILTO:x", 2, u"mailto://"},        {u"ftp://a", 3, u"ftp://"},
+               {u"Gopher://a", 4, u"gopher://"},      {u"nntp://a", 5, u"nntp://"},
+               {u"telnet://a", 6, u"telnet://"},      {u"news:comp.lang", 7, u"news:"},
+               {u"wais://a", 8, u"wais://"},          {u"HTTPS://a", 10, u"https://"},
+               {u"prospero://a", 11, u"prospero://"}, {u"www.a.b", 9, u"http://"},
+               {u"xhttp://a", 9, u"http://"},         {u" http://a", 9, u"http://"},
+               {u"http:/a", 9, u"http://"},           {u"", 9, u"http://"},
+               {u"ht\u0130tp://", 9, u"http://"}};
   for (const auto& [url, number, written] : cases) {
     EXPECT_EQ(GetUrlProtocol(url), number) << testing::PrintToString(url);
     EXPECT_EQ(GetAppropriateProtocol(number).View(), written);

@@ -4,10 +4,7 @@
 #include <gtest/gtest.h>
 #include <unistd.h>
 
-#include <filesystem>
-#include <string>
 #include <thread>
-#include <vector>
 
 #include "tests/support/test_environment.h"
 
@@ -31,20 +28,19 @@ class WindowsFileHandlesTest : public test::EnvironmentTest {
 };
 
 TEST_F(WindowsFileHandlesTest, CreationDispositions) {
-  struct Case {
+  const struct {
     DWORD disposition;
-    bool opens_missing;
-    bool opens_existing;
-  };
-  const Case cases[] = {{0, true, true},  {CREATE_NEW, true, false},  {CREATE_ALWAYS, true, true},
-                        {3, false, true}, {OPEN_ALWAYS, false, true}, {5, false, true},
-                        {6, false, true}, {0xFFFFFFFF, false, true}};
-  for (const Case& c : cases) {
+    bool opens_missing, opens_existing;
+  } cases[] = {{0, true, true},  {CREATE_NEW, true, false},  {CREATE_ALWAYS, true, true},
+               {3, false, true}, {OPEN_ALWAYS, false, true}, {5, false, true},
+               {6, false, true}, {0xFFFFFFFF, false, true}};
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.disposition);
     fs::remove(env_.temp() / "missing");
     test::WriteFile(env_.temp() / "existing", "content");
-    EXPECT_EQ(Opens("missing", kReadWrite, 1, c.disposition), c.opens_missing) << c.disposition;
-    EXPECT_EQ(fs::exists(env_.temp() / "missing"), c.opens_missing) << c.disposition;
-    EXPECT_EQ(Opens("existing", kReadWrite, 1, c.disposition), c.opens_existing) << c.disposition;
+    EXPECT_EQ(Opens("missing", kReadWrite, 1, c.disposition), c.opens_missing);
+    EXPECT_EQ(fs::exists(env_.temp() / "missing"), c.opens_missing);
+    EXPECT_EQ(Opens("existing", kReadWrite, 1, c.disposition), c.opens_existing);
     EXPECT_EQ(test::ReadFile(env_.temp() / "existing"), "content");
   }
   EXPECT_FALSE(Opens("no/folder", kReadWrite, 1, CREATE_ALWAYS));
@@ -54,17 +50,16 @@ TEST_F(WindowsFileHandlesTest, CreationDispositions) {
 
 TEST_F(WindowsFileHandlesTest, SharingByAccessAndShareMode) {
   test::WriteFile(env_.temp() / "f", "x");
-  struct Case {
+  const struct {
     DWORD access, share, other_access, other_share;
     bool both;
-  };
-  const Case cases[] = {
+  } cases[] = {
       {kAccessRead, 1, kAccessReadData, 1, true},  {kAccessRead, 0, kAccessRead, 1, false},
       {kAccessReadData, 0, kAccessWrite, 1, true}, {kAccessWrite, 0, kAccessWrite, 1, false},
       {kAccessWrite, 0, kAccessRead, 1, true},     {kReadWrite, 1, kReadWrite, 1, true},
       {kReadWrite, 0, kReadWrite, 0, false},       {kReadWrite, 0, kAccessRead, 1, true},
   };
-  for (const Case& c : cases) {
+  for (const auto& c : cases) {
     const HANDLE first = Open("f", c.access, c.share, OPEN_EXISTING);
     ASSERT_NE(first, INVALID_HANDLE_VALUE);
     EXPECT_EQ(Opens("f", c.other_access, c.other_share, OPEN_EXISTING), c.both)

@@ -1,35 +1,35 @@
+// files/windows_files.h without CopyFile.
 #include "files/windows_files.h"
 
-#include <gtest/gtest.h>
 #include <sys/stat.h>
 
-#include <filesystem>
-#include <string>
-
+#include "host/trash.h"
 #include "tests/support/file_trees.h"
 #include "tests/support/references.h"
-#include "tests/support/test_environment.h"
 
 namespace orvik::test {
 namespace {
 
 class WindowsFilesTest : public EnvironmentTest {
  protected:
-  std::u16string Path(const fs::path& name) const { return (top_ / name).u16string(); }
+  std::u16string Path(const fs::path& name) const { return At(name).u16string(); }
+  BOOL Move(const fs::path& source, const fs::path& target) {
+    return MoveFile(Path(source).c_str(), Path(target).c_str());
+  }
 };
 
 TEST_F(WindowsFilesTest, ExistenceAndKind) {
-  WriteFile(top_ / "file", "");
-  fs::create_directory(top_ / "folder");
-  fs::create_symlink("nowhere", top_ / "dangling");
+  WriteFile(At("file"), "");
+  fs::create_directory(At("folder"));
+  fs::create_symlink("nowhere", At("dangling"));
   const struct {
     const char* name;
     BOOL exists, is_folder;
   } cases[] = {{"file", TRUE, FALSE},     {"folder", TRUE, TRUE}, {"folder/", TRUE, TRUE},
                {"dangling", TRUE, FALSE}, {"none", FALSE, FALSE}, {"file/x", FALSE, FALSE}};
-  for (const auto& c : cases) {
-    EXPECT_EQ(PathFileExists(Path(c.name).c_str()), c.exists) << c.name;
-    EXPECT_EQ(PathIsDirectory(Path(c.name).c_str()), c.is_folder) << c.name;
+  for (const auto& [name, exists, is_folder] : cases) {
+    EXPECT_EQ(PathFileExists(Path(name).c_str()), exists) << name;
+    EXPECT_EQ(PathIsDirectory(Path(name).c_str()), is_folder) << name;
   }
   EXPECT_EQ(PathFileExists(nullptr), FALSE);
   EXPECT_EQ(PathFileExists(u""), FALSE);
@@ -37,21 +37,20 @@ TEST_F(WindowsFilesTest, ExistenceAndKind) {
 }
 
 TEST_F(WindowsFilesTest, Programs) {
-  WriteFile(top_ / "script", "#!/bin/sh\n");
-  fs::permissions(top_ / "script", fs::perms::owner_all);
-  WriteFile(top_ / "text", "");
-  fs::create_symlink("script", top_ / "link");
-  EXPECT_EQ(PathIsExe(Path("script").c_str()), TRUE);
-  EXPECT_EQ(PathIsExe(Path("link").c_str()), TRUE);
-  EXPECT_EQ(PathIsExe(Path("text").c_str()), FALSE);
-  EXPECT_EQ(PathIsExe(Path("none").c_str()), -1);
-  EXPECT_EQ(PathIsExe(Path(std::string(1100, 'n')).c_str()), -1);
-  EXPECT_EQ(PathIsExe(std::u16string{u'/', 0xD800}.c_str()), -1);
+  WriteFile(At("script"), "#!/bin/sh\n");
+  fs::permissions(At("script"), fs::perms::owner_all);
+  WriteFile(At("text"), "");
+  fs::create_symlink("script", At("link"));
+  const std::pair<std::u16string, BOOL> cases[] = {
+      {Path("script"), TRUE}, {Path("link"), TRUE}, {Path("text"), FALSE},
+      {Path("none"), -1},     {{u'/', 0xD800}, -1}, {Path(std::string(1100, 'n')), -1}};
+  for (const auto& [path, expected] : cases) {
+    EXPECT_EQ(PathIsExe(path.c_str()), expected) << testing::PrintToString(path);
+  }
 }
 
 TEST_F(WindowsFilesTest, Attributes) {
-  WriteFile(top_ / "file", "");
-  fs::create_directory(top_ / "folder");
+  WriteFile(At("file"), "");
   const struct {
     unsigned mode;
     DWORD attributes, set;
@@ -61,87 +60,124 @@ TEST_F(WindowsFilesTest, Attributes) {
       {0622, 0x80, 0x81, 0400}, {0444, 0x01, 0x01, 0444}, {0444, 0x01, 0x00, 0444},
       {0500, 0x01, 0x90, 0500}, {0402, 0x80, 0x80, 0402}, {04755, 0x80, 0x21, 04555},
   };
-  for (const auto& c : cases) {
-    ASSERT_EQ(chmod((top_ / "file").c_str(), c.mode), 0);
-    EXPECT_EQ(GetFileAttributes(Path("file").c_str()), c.attributes) << std::oct << c.mode;
-    EXPECT_EQ(SetFileAttributes(Path("file").c_str(), c.set), TRUE);
-    EXPECT_EQ(ModeOf(top_ / "file"), c.mode_after) << std::oct << c.mode << " " << c.set;
+  for (const auto& [mode, attributes, set, mode_after] : cases) {
+    ASSERT_EQ(chmod(At("file").c_str(), mode), 0);
+    EXPECT_EQ(GetFileAttributes(Path("file").c_str()), attributes) << std::oct << mode;
+    EXPECT_EQ(SetFileAttributes(Path("file").c_str(), set), TRUE);
+    EXPECT_EQ(ModeOf(At("file")), mode_after) << std::oct << mode << " " << set;
   }
+  fs::create_directory(At("folder"));
   EXPECT_EQ(GetFileAttributes(Path("folder").c_str()), 0x10u);
-  ASSERT_EQ(chmod((top_ / "folder").c_str(), 0555), 0);
+  ASSERT_EQ(chmod(At("folder").c_str(), 0555), 0);
   EXPECT_EQ(GetFileAttributes(Path("folder").c_str()), 0x11u);
   EXPECT_EQ(GetFileAttributes(Path("none").c_str()), 0xFFFFFFFFu);
   EXPECT_EQ(SetFileAttributes(Path("none").c_str(), 0x80), FALSE);
+  // The permissions of a link cannot be changed.
+  ASSERT_EQ(chmod(At("file").c_str(), 0644), 0);
+  fs::create_symlink("file", At("link"));
+  EXPECT_EQ(SetFileAttributes(Path("link").c_str(), FILE_ATTRIBUTE_READONLY), FALSE);
+  EXPECT_EQ(SetFileAttributes(Path("link").c_str(), FILE_ATTRIBUTE_NORMAL), TRUE);
+  EXPECT_EQ(ModeOf(At("file")), 0644u);
 }
 
 TEST_F(WindowsFilesTest, Folders) {
-  EXPECT_EQ(CreateDirectory(Path("a/b").c_str(), nullptr), FALSE);
-  EXPECT_EQ(CreateDirectory(Path("a").c_str(), nullptr), TRUE);
-  EXPECT_EQ(CreateDirectory(Path("a").c_str(), nullptr), TRUE);
-  WriteFile(top_ / "file", "x");
-  EXPECT_EQ(CreateDirectory(Path("file").c_str(), nullptr), TRUE);
-  EXPECT_EQ(ReadFile(top_ / "file"), "x");
-  EXPECT_EQ(RemoveDirectory(Path("file").c_str()), FALSE);
-  EXPECT_EQ(RemoveDirectory(Path("none").c_str()), FALSE);
-  WriteFile(top_ / "a/x", "");
-  EXPECT_EQ(RemoveDirectory(Path("a").c_str()), FALSE);
-  fs::remove(top_ / "a/x");
-  fs::create_directory_symlink("a", top_ / "link");
-  EXPECT_EQ(RemoveDirectory(Path("link").c_str()), FALSE);
+  WriteFile(At("file"), "x");
+  WriteFile(At("full/x"), "");
+  fs::create_directory_symlink("a", At("link"));
+  const std::pair<const char*, BOOL> made[] = {
+      {"a/b", FALSE}, {"a", TRUE}, {"a", TRUE}, {"file", TRUE}};
+  for (const auto& [name, done] : made) {
+    EXPECT_EQ(CreateDirectory(Path(name).c_str(), nullptr), done) << name;
+  }
+  EXPECT_EQ(ReadFile(At("file")), "x");
+  for (const char* name : {"file", "none", "full", "link"}) {
+    EXPECT_EQ(RemoveDirectory(Path(name).c_str()), FALSE) << name;
+  }
   EXPECT_EQ(RemoveDirectory(Path("a").c_str()), TRUE);
-  EXPECT_FALSE(fs::exists(top_ / "a"));
+  EXPECT_EQ(NamesIn(top_), (std::vector<std::string>{"file", "full", "link"}));
 }
 
 TEST_F(WindowsFilesTest, DeletesFilesLinksAndWholeFolders) {
-  WriteFile(top_ / "outside/kept", "x");
-  WriteFile(top_ / "tree/a/b", "x");
-  fs::create_directory_symlink("outside", top_ / "link");
-  WriteFile(top_ / "locked", "x");
-  WriteFile(top_ / "tree/read_only", "x");
-  fs::permissions(top_ / "tree/read_only", fs::perms::owner_read);
-  fs::create_directory_symlink("../outside", top_ / "tree/link");
-  for (const char* name : {"tree/a/b", "tree", "locked"}) Lock(top_ / name);
+  WriteFile(At("outside/kept"), "x");
+  WriteFile(At("tree/a/b"), "x");
+  WriteFile(At("tree/read_only"), "x");
+  WriteFile(At("locked"), "x");
+  fs::create_directory_symlink("outside", At("link"));
+  fs::create_directory_symlink("../outside", At("tree/link"));
+  fs::permissions(At("tree/read_only"), fs::perms::owner_read);
+  for (const char* name : {"tree/a/b", "tree", "locked"}) Lock(At(name));
   for (const char* name : {"tree", "link", "locked"}) {
     EXPECT_EQ(DeleteFile(Path(name).c_str()), TRUE) << name;
-    EXPECT_FALSE(Stands(top_ / name)) << name;
     EXPECT_EQ(DeleteFile(Path(name).c_str()), FALSE) << name;
   }
-  EXPECT_EQ(ReadFile(top_ / "outside/kept"), "x");
   EXPECT_EQ(DeleteFile(nullptr), FALSE);
+  for (const char16_t* root : {u"/", u"///"}) EXPECT_EQ(DeleteFile(root), FALSE);
+  for (const char* path : {"outside/.", "outside/x/.."}) {
+    EXPECT_EQ(DeleteFile(Path(path).c_str()), FALSE) << path;
+  }
+  EXPECT_EQ(NamesIn(top_), std::vector<std::string>{"outside"});
+  EXPECT_EQ(ReadFile(At("outside/kept")), "x");
   const auto empty = [this](const char* name) {
     FSDeleteFolderState state;
-    const FSRef ref = RefOf(top_ / name);
+    const FSRef ref = RefOf(At(name));
     FSDeleteFolderLevel(&ref, &state);
     return state.result;
   };
   EXPECT_NE(empty("outside/kept"), 0);
   EXPECT_EQ(empty("outside"), 0);
-  EXPECT_TRUE(fs::is_empty(top_ / "outside"));
+  EXPECT_TRUE(fs::is_empty(At("outside")));
 }
 
-TEST_F(WindowsFilesTest, TheRootFolderAndDotsAreNotDeleted) {
-  WriteFile(top_ / "d/kept", "x");
-  for (const char* path : {"d/.", "d/x/.."}) {
-    EXPECT_EQ(DeleteFile(Path(path).c_str()), FALSE) << path;
-  }
-  EXPECT_EQ(DeleteFile(u"/"), FALSE);
-  EXPECT_EQ(DeleteFile(u"///"), FALSE);
-  EXPECT_EQ(ReadFile(top_ / "d/kept"), "x");
+TEST_F(WindowsFilesTest, MovesFilesFoldersAndLinksAndMakesFolders) {
+  WriteFile(At("file"), "content");
+  WriteFile(At("folder/inner"), "x");
+  fs::create_symlink("file", At("link"));
+  EXPECT_EQ(Move("file", "a/b/c"), TRUE);
+  EXPECT_EQ(Move("folder", "a/folder"), TRUE);
+  EXPECT_EQ(Move("link", "a/link"), TRUE);
+  EXPECT_EQ(MoveFile(nullptr, u"/tmp/x"), FALSE);
+  EXPECT_EQ(NamesIn(top_), std::vector<std::string>{"a"});
+  EXPECT_EQ(ReadFile(At("a/b/c")), "content");
+  EXPECT_EQ(ReadFile(At("a/folder/inner")), "x");
+  EXPECT_EQ(fs::read_symlink(At("a/link")), "file");
 }
 
-TEST_F(WindowsFilesTest, ThePermissionsOfALinkCannotBeChanged) {
-  WriteFile(top_ / "f", "x");
-  fs::create_symlink("f", top_ / "link");
-  EXPECT_EQ(SetFileAttributes(Path("link").c_str(), FILE_ATTRIBUTE_READONLY), FALSE);
-  EXPECT_EQ(SetFileAttributes(Path("link").c_str(), FILE_ATTRIBUTE_NORMAL), TRUE);
-  EXPECT_NE(ModeOf(top_ / "f") & 0200, 0u);
+TEST_F(WindowsFilesTest, FailuresOfMovesAreLoggedAndLoseNothing) {
+  const ScopedVariable to_standard_error("ORVIK_LOG_STDERR", "1");
+  WriteFile(At("source"), "source");
+  WriteFile(At("target"), "target");
+  testing::internal::CaptureStderr();
+  EXPECT_EQ(Move("source", "target"), FALSE);
+  EXPECT_EQ(Move("source", "target/below/x"), FALSE);
+  EXPECT_EQ(Move("none", "new"), FALSE);
+  const std::string log = testing::internal::GetCapturedStderr();
+  const std::string source = At("source"), target = At("target");
+  EXPECT_TRUE(
+      Contains(log, "Move File from " + source + " to " + target + " failed, error was - "));
+  EXPECT_TRUE(Contains(log, "Creation of directory " + target + "/below failed, error was - "));
+  EXPECT_EQ(ReadFile(source) + ReadFile(target), "sourcetarget");
+  if (!Lock(source)) return;
+  EXPECT_EQ(Move("source", "moved"), FALSE);
+  EXPECT_EQ(ReadFile(source), "source");
+  EXPECT_EQ(DeleteFile(Path("source").c_str()), TRUE);
 }
 
-TEST_F(WindowsFilesTest, ATreeOfAThousandLevelsIsDeleted) {
-  fs::create_directory(top_ / "tree");
-  MakeDeepTree((top_ / "tree").string(), 1000, "level with a name");
-  EXPECT_EQ(DeleteFile(Path("tree").c_str()), TRUE);
-  EXPECT_FALSE(fs::exists(top_ / "tree"));
+TEST_F(WindowsFilesTest, AMoveIntoATrashWritesTheInfoFile) {
+  std::string files;
+  ASSERT_EQ(host::OpenHomeTrash(true, &files), 0);
+  const fs::path info = fs::path(files).parent_path() / "info/x.trashinfo";
+  WriteFile(At("x"), "1");
+  EXPECT_EQ(Move("x", fs::path(files) / "x"), TRUE);
+  const std::string before = ReadFile(info);
+  EXPECT_TRUE(Contains(before, "Path=" + At("x").string() + "\n"));
+  // The name is taken: neither the file nor its info is touched.
+  WriteFile(At("x"), "2");
+  EXPECT_EQ(Move("x", fs::path(files) / "x"), FALSE);
+  EXPECT_EQ(ReadFile(info), before);
+  EXPECT_EQ(ReadFile(At("x")), "2");
+  // A move that fails leaves no info file.
+  EXPECT_EQ(Move("none", fs::path(files) / "none"), FALSE);
+  EXPECT_FALSE(fs::exists(info.parent_path() / "none.trashinfo"));
 }
 
 }  // namespace

@@ -1,9 +1,13 @@
+// The Windows calls that have nothing below them here.
 #include "files/windows_find.h"
 
 #include <gtest/gtest.h>
 
 #include <algorithm>
 #include <string>
+
+#include "files/last_error.h"
+#include "files/storage_files.h"
 
 namespace orvik {
 namespace {
@@ -39,6 +43,23 @@ TEST(WindowsFind, TheRecordTakesTheCatalogsNumbersUnconverted) {
   EXPECT_EQ(data.nFileSizeHigh, 3u);
   EXPECT_EQ(data.nFileSizeLow, 1u);
   EXPECT_EQ(std::u16string(data.cFileName), std::u16string(255, u'n'));
+}
+
+TEST(StorageFiles, AreNotThere) {
+  IStorage* const untouched = reinterpret_cast<IStorage*>(&errno);
+  IStorage* storage = untouched;
+  EXPECT_EQ(StgCreateDocfile(u"/tmp/x", 0, 0, &storage), E_NOTIMPL);
+  EXPECT_EQ(StgOpenStorage(u"/tmp/x", nullptr, 0, nullptr, 0, &storage), E_NOTIMPL);
+  EXPECT_EQ(StgIsStorageFile(u"/tmp"), E_NOTIMPL);
+  EXPECT_EQ(storage, untouched);
+}
+
+TEST(LastError, IsWhatWasSetAndNoCallSetsIt) {
+  SetLastError(7);
+  FindFirstFile(u"/none", nullptr);
+  EXPECT_EQ(GetLastError(), 7u);
+  EXPECT_EQ(g_dwLastErrCode, 7u);
+  SetLastError(0);
 }
 
 }  // namespace

@@ -1,10 +1,5 @@
 #include "files/windows_temp_names.h"
 
-#include <gtest/gtest.h>
-
-#include <filesystem>
-#include <string>
-
 #include "files/windows_file_handles.h"
 #include "tests/support/test_environment.h"
 
@@ -14,13 +9,13 @@ namespace {
 using WindowsTempNamesTest = EnvironmentTest;
 
 TEST_F(WindowsTempNamesTest, GivesTheFirstFreeNumber) {
-  const std::u16string folder = env_.temp().u16string();
-  WriteFile(env_.temp() / "abc5", "");
-  fs::create_directory(env_.temp() / "abc6");
+  const std::u16string folder = top_.u16string();
+  WriteFile(top_ / "abc5", "");
+  fs::create_directory(top_ / "abc6");
   char16_t buffer[MAX_PATH];
   EXPECT_EQ(GetTempFileName(folder.c_str(), u"abcdef", 5, buffer), 7u);
   EXPECT_EQ(std::u16string(buffer), folder + u"/abc7");
-  EXPECT_FALSE(fs::exists(env_.temp() / "abc7"));
+  EXPECT_FALSE(fs::exists(top_ / "abc7"));
   EXPECT_EQ(GetTempFileName((folder + u"/").c_str(), nullptr, 0, buffer), 0u);
   EXPECT_EQ(std::u16string(buffer), folder + u"/0");
   // Half a character of the prefix is part of the name, and the file can be made.
@@ -47,7 +42,7 @@ TEST_F(WindowsTempNamesTest, APathThatDoesNotFitIsNotCut) {
 }
 
 TEST_F(WindowsTempNamesTest, TheTemporaryFolderEndsInASlash) {
-  const std::u16string expected = env_.temp().u16string() + u"/";
+  const std::u16string expected = top_.u16string() + u"/";
   char16_t buffer[MAX_PATH];
   EXPECT_EQ(GetTempPath(MAX_PATH, buffer), expected.size());
   EXPECT_EQ(std::u16string(buffer), expected);
@@ -60,7 +55,7 @@ TEST_F(WindowsTempNamesTest, TheTemporaryFolderEndsInASlash) {
 }
 
 TEST_F(WindowsTempNamesTest, MakersWhoAskForANewFileNeverShareOne) {
-  const std::u16string folder = env_.temp().u16string();
+  const std::u16string folder = top_.u16string();
   char16_t first[MAX_PATH], second[MAX_PATH];
   GetTempFileName(folder.c_str(), u"t", 1, first);
   GetTempFileName(folder.c_str(), u"t", 1, second);

@@ -10,11 +10,9 @@ namespace orvik {
 namespace {
 
 TEST(WindowsTime, ClassifiesVersions) {
-  const struct {
-    DWORD word;
-    int expected;
-  } cases[] = {{0x0000, -1}, {0x101F, -1}, {0x1020, 0}, {0x102F, 0}, {0x1030, 1}, {0x103F, 1},
-               {0x1040, 2},  {0x1049, 2},  {0x104F, 2}, {0x1050, 3}, {0x2000, 3}};
+  const std::pair<DWORD, int> cases[] = {{0x0000, -1}, {0x101F, -1}, {0x1020, 0}, {0x102F, 0},
+                                         {0x1030, 1},  {0x103F, 1},  {0x1040, 2}, {0x1049, 2},
+                                         {0x104F, 2},  {0x1050, 3},  {0x2000, 3}};
   for (const auto& [word, expected] : cases) EXPECT_EQ(ClassifyOSXVersion(word), expected) << word;
   EXPECT_GE(CurrentMachineOSXVersion(), -1);
 }

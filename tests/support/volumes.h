@@ -1,0 +1,33 @@
+// Volumes that only one process sees.
+#pragma once
+
+#include <gtest/gtest.h>
+#include <sched.h>
+#include <sys/mount.h>
+
+#include <filesystem>
+#include <functional>
+
+#include "tests/support/test_environment.h"
+
+namespace orvik::test {
+
+// Runs the body in a process of its own that sees a new volume at the place; false when this user
+// may not mount one.
+inline bool OnAVolume(const fs::path& place, const char* type, const char* options,
+                      const std::function<void()>& body) {
+  constexpr int kNoVolume = 77;
+  fs::create_directory(place);
+  const int status = InProcesses(1, [&](int) {
+    if (unshare(CLONE_NEWNS) != 0 || mount("", "/", nullptr, MS_REC | MS_PRIVATE, nullptr) != 0 ||
+        mount("orvik-test", place.c_str(), type, 0, options) != 0) {
+      return kNoVolume;
+    }
+    body();
+    return testing::Test::HasFailure() ? 1 : 0;
+  })[0];
+  EXPECT_TRUE(status == 0 || status == kNoVolume) << status;
+  return status != kNoVolume;
+}
+
+}  // namespace orvik::test
