@@ -118,9 +118,7 @@ int CommitCopy(StagedFile* copy, int to, const char* name, Existing existing) {
 
 int CopyRegularWhole(const Source& source, int to, const char* name, const NodeCopy& how) {
   StagedFile copy(to, name);
-  // Where nothing is replaced nothing can have been left.
-  const bool clean = how.existing == Existing::kReplace || how.flush;
-  if (const int error = copy.Make(0600, clean)) return error;
+  if (const int error = copy.Make(0600, !how.new_folder)) return error;
   if (const int error = Fill(source, copy.descriptor(), how.owner)) return error;
   if (how.flush && fsync(copy.descriptor()) != 0) return errno;
   if (const int error = CommitCopy(&copy, to, name, how.existing)) return error;

@@ -33,6 +33,7 @@ struct NodeCopy {
   Appearance appearance = Appearance::kWhole;
   bool special_files = false;  // pipes, sockets, devices; else they are EOPNOTSUPP
   bool flush = false;          // copy and name are on disk before the call returns
+  bool new_folder = false;     // the caller has just made the folder that takes the copy
 };
 
 // Copies the entry `from_name` of the open folder `from` into the open folder `to`. A folder is

@@ -227,12 +227,17 @@ int StagedFile::Commit(int old_file) {
 
 int StagedFile::CommitAsNew() {
   if (name_.empty()) return LinkTo(AT_FDCWD, ProcPath());
-  const int error = LinkTo(folder_, name_);
-  if (error != EPERM && error != EOPNOTSUPP) return error;
-  // The volume knows no second names.
-  const int refused = RenameWithoutReplacing(folder_, name_.c_str(), folder_, target_.c_str());
-  if (refused == 0) name_.clear();
-  return refused;
+  constexpr unsigned kFlags = RENAME_NOREPLACE;
+  int error = renameat2(folder_, name_.c_str(), folder_, target_.c_str(), kFlags) == 0 ? 0 : errno;
+  if (error == EINVAL || error == ENOSYS) {
+    // The volume does not know the flag. A second name replaces nothing either; the first one goes
+    // with the object, or, after a kill, with the next file for the same target.
+    error = LinkTo(folder_, name_);
+    if (error != EPERM && error != EOPNOTSUPP) return error;
+    error = RenameWithoutReplacing(folder_, name_.c_str(), folder_, target_.c_str());
+  }
+  if (error == 0) name_.clear();
+  return error;
 }
 
 void StagedFile::Rollback() {

@@ -80,8 +80,8 @@ class StagedFile : public StagedEntry {
   using StagedEntry::StagedEntry;
   ~StagedFile();
 
-  // `mode` less the umask. Without `clean`, what killed processes have left stays: for many files
-  // in one folder it need not be looked for each time.
+  // `mode` less the umask. Without `clean`, what killed processes have left is not looked for: in a
+  // folder that the caller has just made there is nothing.
   int Make(mode_t mode, bool clean = true);
 
   // Puts the file in the target's place. `old_file` is the open target (-1: none) when its space

@@ -119,7 +119,9 @@ class Merger {
   }
 
   int Copy(const Entry& entry, int to, const char* target) {
-    const NodeCopy how{.existing = levels_.back().is_new ? Existing::kKeep : Existing::kReplace};
+    const bool is_new = levels_.back().is_new;
+    const NodeCopy how{.existing = is_new ? Existing::kKeep : Existing::kReplace,
+                       .new_folder = is_new};
     return CopyNode(sources_.folder(), entry.name.c_str(), entry.type, to, target, how);
   }
 

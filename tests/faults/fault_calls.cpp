@@ -49,8 +49,8 @@ int Pass(Call call, const char* symbol, Arguments... arguments) {
   return Next<int(Arguments...)>(symbol)(arguments...);
 }
 
-bool IsPlain() {
-  return ArmedPlan() != nullptr && ArmedPlan()->volume == Volume::kPlain;
+bool IsOn(Volume volume) {
+  return ArmedPlan() != nullptr && ArmedPlan()->volume == volume;
 }
 
 // Whether the owner of the file lacks the right.
@@ -68,7 +68,9 @@ bool InOneFolder(int from, std::string_view from_name, int to, std::string_view 
 // 0 when the open may go on.
 int Refusal(int folder, const char* path, int flags) {
   if (ArmedPlan() == nullptr) return 0;
-  if ((flags & O_TMPFILE) == O_TMPFILE && IsPlain()) return EOPNOTSUPP;
+  if ((flags & O_TMPFILE) == O_TMPFILE && (IsOn(Volume::kNamed) || IsOn(Volume::kPlain))) {
+    return EOPNOTSUPP;
+  }
   const bool reads = (flags & (O_ACCMODE | O_PATH)) == O_RDONLY;
   if (reads && IsForbidden(folder, path, S_IRUSR)) return EACCES;
   const bool makes = (flags & O_CREAT) != 0 || (flags & O_TMPFILE) == O_TMPFILE;
@@ -348,11 +350,10 @@ int FaultRenameAt(int from, const char* from_name, int to, const char* to_name) 
       [=] { return Pass(Call::kRename, "renameat", from, from_name, to, to_name); });
 }
 int FaultRenameAt2(int from, const char* from_name, int to, const char* to_name, unsigned flags) {
-  if (ArmedPlan() != nullptr && ArmedPlan()->volume == Volume::kOther &&
-      !InOneFolder(from, from_name, to, to_name)) {
+  if (IsOn(Volume::kOther) && !InOneFolder(from, from_name, to, to_name)) {
     return errno = EXDEV, -1;
   }
-  if (IsPlain() && flags != 0) return errno = EINVAL, -1;
+  if (IsOn(Volume::kPlain) && flags != 0) return errno = EINVAL, -1;
   return Announced(
       [=](CallRecorder& recorder) {
         recorder.WillRename(from, from_name, to, to_name, (flags & RENAME_EXCHANGE) != 0);

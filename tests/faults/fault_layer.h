@@ -24,7 +24,8 @@ enum class Fault {
 // What the volume under the operation is like.
 enum class Volume {
   kUsual,
-  kPlain,  // knows no files without a name and no exchange of names
+  kNamed,  // knows no files without a name
+  kPlain,  // the same, and no flags of renames
   kOther,  // renames to another folder lead to another one
 };
 

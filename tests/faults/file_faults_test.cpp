@@ -82,6 +82,13 @@ std::string FaultOfMergingMove(const Snapshot& files) {
   return "";
 }
 
+// A file that has arrived has lost the name that it had on its way.
+std::string FaultOfNames(const Snapshot& files) {
+  const auto staged = files.lower_bound("home/.target.orvik-");
+  const bool is_staged = staged != files.end() && staged->first.starts_with("home/.target.orvik-");
+  return is_staged && files.contains("home/target") ? "leaves a second name" : "";
+}
+
 // What a killed process has written about a file before it moved it is of no file.
 bool IsInTrash(const std::string& path, const std::string* content) {
   return path.starts_with("home/.local/share/Trash/") && content != nullptr;
@@ -108,6 +115,11 @@ OperationTable Operations() {
   add("copy", MakeSource, copy);
   add("copy over another", MakeBoth, copy);
   add("copy over another, plain volume", MakeBoth, copy).volume = Volume::kPlain;
+  add("copy, volume without unnamed files", MakeSource, copy).volume = Volume::kNamed;
+  add.back().fault = FaultOfNames;
+  add("copy where nothing may be, plain volume", MakeSource, [] {
+    return FromBool(CFileManipulator::CopyFileTo(FilePath("/source"), FilePath("/target"), TRUE));
+  }).volume = Volume::kPlain;
   add(
       "copy of a link over a file",
       [] {
