@@ -189,7 +189,7 @@ void NoteFolderSize(const Trash& trash, const std::string& target_path, std::tim
 }  // namespace
 
 std::string HomeTrash() {
-  const char* const data = getenv("XDG_DATA_HOME");
+  const char* const data = secure_getenv("XDG_DATA_HOME");
   if (data != nullptr && data[0] == '/') return ChildPath(data, "Trash");
   return ChildPath(HomeFolder(), ".local/share/Trash");
 }

@@ -10,7 +10,7 @@
 namespace orvik::prefstool {
 
 PrivateFile::PrivateFile(const std::string& content) {
-  const char* const folder = std::getenv("TMPDIR");
+  const char* const folder = secure_getenv("TMPDIR");
   path_ = std::string(folder != nullptr && *folder == '/' ? folder : "/tmp") +
           "/orvikprefs-XXXXXX.json";
   const int descriptor = mkostemps(path_.data(), 5, O_CLOEXEC);
@@ -38,7 +38,7 @@ PrivateFile::~PrivateFile() {
 
 std::string Editor() {
   for (const char* const variable : {"VISUAL", "EDITOR"}) {
-    const char* const value = std::getenv(variable);
+    const char* const value = secure_getenv(variable);
     if (value != nullptr && *value != '\0') return value;
   }
   return "vi";
