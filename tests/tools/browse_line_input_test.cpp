@@ -35,19 +35,13 @@ TEST(BrowseLineInput, EditsWholeCharacters) {
 }
 
 TEST(BrowseTerminal, CutsTextAtColumns) {
-  const struct {
-    const char* text;
-    int width;
-    const char* fitted;
-  } cases[] = {
-      {"abc", 3, "abc"},
-      {"abcd", 3, "ab\u2026"},
-      {"\u4E2D\u6587", 4, "\u4E2D\u6587"},
-      {"\u4E2D\u6587", 3, "\u4E2D\u2026"},
-      {"\u4E2D\u6587", 2, "\u2026"},
-      {"e\u0301x", 2, "e\u0301x"},
-      {"abc", 0, ""},
-  };
+  const std::tuple<const char*, int, const char*> cases[] = {{"abc", 3, "abc"},
+                                                             {"abcd", 3, "ab\u2026"},
+                                                             {"\u4E2D\u6587", 4, "\u4E2D\u6587"},
+                                                             {"\u4E2D\u6587", 3, "\u4E2D\u2026"},
+                                                             {"\u4E2D\u6587", 2, "\u2026"},
+                                                             {"e\u0301x", 2, "e\u0301x"},
+                                                             {"abc", 0, ""}};
   for (const auto& [text, width, fitted] : cases) EXPECT_EQ(FitColumns(text, width), fitted);
 }
 
