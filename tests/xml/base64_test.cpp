@@ -39,14 +39,6 @@ std::string RandomBytes(std::size_t size, unsigned seed) {
   return bytes;
 }
 
-TEST(Base64Test, EncodesWithPadding) {
-  EXPECT_EQ(Encoded("Man"), "TWFu");
-  EXPECT_EQ(Encoded("Ma"), "TWE=");
-  EXPECT_EQ(Encoded("M"), "TQ==");
-  EXPECT_EQ(Encoded(""), "");
-  EXPECT_EQ(Encoded("\xFB\xEF\xBF"), "+++/");
-}
-
 TEST(Base64Test, WritesNothingWithoutTheRoom) {
   char text[5] = "----";
   unsigned int length = 0;
@@ -61,36 +53,29 @@ TEST(Base64Test, WritesNothingWithoutTheRoom) {
   }
 }
 
-TEST(Base64Test, DecodesGroupByGroup) {
-  const struct {
-    std::string text;
-    std::string bytes;
-  } cases[] = {
-      {"TWFu", "Man"},
-      {"TWE=", "Ma"},
-      {"TQ==", "M"},
-      {"TQ=x", "M"},
-      {"QQ==QQ==", "AA"},
-      {"QQ==TWFu", "AMan"},
-      {"+ TWFu", "Man"},
-      {"+ TWFuxx", "failed"},
-      {"+ TWFuTWFu", "ManMan"},
-      {"TWFu\n", "Man"},
-      {"TWFuTW", "Man"},
-      {"T", ""},
-      {"", "failed"},
-      {"+ ", "failed"},
-      {std::string(8, '\0'), "failed"},
-      {"TW\nu", "failed"},
-      {"T=Fu", "failed"},
-      {"=WFu", "failed"},
-      {"TQ=\x80", "failed"},
-      {"TQ=-", "failed"},
-      {"TWFuTW u", "failed"},
-      {"Gr\xC3\xBC", "failed"},
-      {"+TWF", "\xF9\x35\x85"},
+TEST(Base64Test, EncodesWithPaddingAndDecodesGroupByGroup) {
+  using Row = std::pair<std::string, std::string>;
+  const Row cases[] = {{"TWFu", "Man"},
+                       {"TWE=", "Ma"},
+                       {"TQ==", "M"},
+                       {"+++/", "\xFB\xEF\xBF"},
+                       {"+TWF", "\xF9\x35\x85"}};
+  for (const auto& [text, bytes] : cases) {
+    EXPECT_EQ(Decoded(text), bytes) << text;
+    EXPECT_EQ(Encoded(bytes), text);
+  }
+  EXPECT_EQ(Encoded(""), "");
+  const Row loose[] = {
+      {"TQ=x", "M"},     {"QQ==QQ==", "AA"},       {"QQ==TWFu", "AMan"},
+      {"+ TWFu", "Man"}, {"TWFu\n", "Man"},        {"TWFuTW", "Man"},
+      {"T", ""},         {"+ TWFuTWFu", "ManMan"},
   };
-  for (const auto& c : cases) EXPECT_EQ(Decoded(c.text), c.bytes) << c.text;
+  for (const auto& [text, bytes] : loose) EXPECT_EQ(Decoded(text), bytes) << text;
+  for (const std::string text : {"", "+ ", "+ TWFuxx", "TW\nu", "T=Fu", "=WFu", "TQ=\x80", "TQ=-",
+                                 "TWFuTW u", "Gr\xC3\xBC"}) {
+    EXPECT_EQ(Decoded(text), "failed") << text;
+  }
+  EXPECT_EQ(Decoded(std::string(8, '\0')), "failed");
 }
 
 TEST(Base64Test, EveryByteIsJudgedAloneAtEveryPlace) {
@@ -174,49 +159,43 @@ TEST_F(Base64FileTest, DecodesIntoAFile) {
 }
 
 TEST_F(Base64FileTest, LeavesNoFileAfterAFailure) {
-  std::string text;
-  for (int i = 0; i < 3000; ++i) text += "TWFu";
+  const std::string text = Repeated("TWFu", 3000);
+  WriteFile(file_, "old");
   for (const std::string& bad :
-       {text + "TW u", std::string("\0\0\0\0", 4), std::string("+ TWFuTW")}) {
+       {std::string("bad!"), text + "TW u", std::string(4, '\0'), std::string("+ TWFuTW")}) {
     EXPECT_EQ(DecodeToFile(bad), E_FAIL);
     EXPECT_FALSE(fs::exists(file_));
   }
-  WriteFile(file_, "old");
-  EXPECT_EQ(DecodeToFile("bad!"), E_FAIL);
-  EXPECT_FALSE(fs::exists(file_));
   {
     const FileSizeLimit limit(1000);
     EXPECT_EQ(DecodeToFile(text), E_FAIL);
   }
   EXPECT_EQ(NamesIn(env_.folder()), (std::vector<std::string>{"home", "root", "tmp"}));
-  const COrvikFilePath nowhere = File(env_.folder() / "no/file");
-  EXPECT_EQ(decode64ToFile(nowhere, "TWFu", 4), E_INVALIDARG);
+  EXPECT_EQ(decode64ToFile(File(env_.folder() / "no/file"), "TWFu", 4), E_INVALIDARG);
 }
 
 TEST_F(Base64FileTest, TouchesNoLinksTargetAndNothingThatIsNoFile) {
+  constexpr fs::perms kMode = fs::perms::owner_read | fs::perms::owner_write;
   const fs::path real = env_.folder() / "real";
   WriteFile(real, "precious");
-  fs::permissions(real, fs::perms::owner_read | fs::perms::owner_write);
+  fs::permissions(real, kMode);
   fs::create_symlink(real, file_);
   EXPECT_EQ(DecodeToFile("TWFu!"), S_OK) << "the tail is not looked at";
-  EXPECT_EQ(ReadFile(real), "Man");
   EXPECT_EQ(DecodeToFile("TWFu!!!!"), E_FAIL);
   EXPECT_EQ(ReadFile(real), "Man");
   EXPECT_TRUE(fs::is_symlink(file_));
-  EXPECT_EQ(fs::status(real).permissions(), fs::perms::owner_read | fs::perms::owner_write);
-  fs::remove(file_);
-  ASSERT_EQ(mkfifo(file_.c_str(), 0600), 0);
-  EXPECT_EQ(DecodeToFile("!!!!"), E_INVALIDARG);
-  EXPECT_TRUE(fs::is_fifo(file_));
-  fs::remove(file_);
-  fs::create_directory(file_);
-  EXPECT_EQ(DecodeToFile("!!!!"), E_INVALIDARG);
-  EXPECT_TRUE(fs::is_directory(file_));
-  fs::remove(file_);
-  fs::create_symlink("/dev/null", file_);
-  EXPECT_EQ(DecodeToFile("TWFu"), E_INVALIDARG);
-  EXPECT_EQ(DecodeToFile("!!!!"), E_INVALIDARG);
-  EXPECT_TRUE(fs::is_symlink(file_) && fs::is_character_file("/dev/null"));
+  EXPECT_EQ(fs::status(real).permissions(), kMode);
+  ASSERT_EQ(mkfifo((env_.folder() / "pipe").c_str(), 0600), 0);
+  for (const fs::path& other : {env_.folder() / "pipe", top_, fs::path("/dev/null")}) {
+    fs::remove(file_);
+    fs::create_symlink(other, file_);
+    const fs::file_type type = fs::status(other).type();
+    for (const COrvikFilePath& path : {path_, File(other)}) {
+      EXPECT_EQ(decode64ToFile(path, "TWFu", 4), E_INVALIDARG) << other;
+      EXPECT_EQ(decode64ToFile(path, "!!!!", 4), E_INVALIDARG) << other;
+    }
+    EXPECT_TRUE(fs::is_symlink(file_) && fs::symlink_status(other).type() == type) << other;
+  }
 }
 
 }  // namespace

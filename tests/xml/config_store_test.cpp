@@ -53,6 +53,15 @@ class ConfigStoreTest : public EnvironmentTest {
     Use(file_);
   }
 
+  static void Put(int value, const CAtlString& name = u"v", const CAtlString& key = u"") {
+    EXPECT_TRUE(WriteXMLConfigInt(1, key, name, value));
+  }
+  static void Save() { EXPECT_TRUE(SaveXMLConfigFile(1)); }
+  static int V() { return Int(u"", u"v"); }
+  void ExpectThatXmllintTakesIt() const {
+    const CommandResult lint = RunCommand({"xmllint", "--noout", file_});
+    EXPECT_EQ(lint.status, 0) << lint.err;
+  }
   static int Int(const CAtlString& key, const CAtlString& name, int scope = 1) {
     int value = -1;
     return GetXMLConfigInt(scope, key, name, value) ? value : -1;
@@ -100,7 +109,7 @@ TEST_F(ConfigStoreTest, NothingHappensWithoutAFileOrInAnotherScope) {
   WriteFile(file_, User("<value name='v' data='4'/>"));
   EXPECT_TRUE(SetXMLConfig(1, File(file_)));
   EXPECT_TRUE(IsXMLConfigSet(1));
-  EXPECT_EQ(Int(u"", u"v"), 4);
+  EXPECT_EQ(V(), 4);
 }
 
 TEST_F(ConfigStoreTest, AFirstWriteMakesTheKeysAndASaveTheFile) {
@@ -110,7 +119,7 @@ TEST_F(ConfigStoreTest, AFirstWriteMakesTheKeysAndASaveTheFile) {
   EXPECT_FALSE(SaveXMLConfigFile(1));
   EXPECT_TRUE(WriteXMLConfigInt(1, u"A/B", u"v", 5));
   EXPECT_TRUE(FilesBeside().empty());
-  EXPECT_TRUE(SaveXMLConfigFile(1));
+  Save();
   EXPECT_EQ(ReadFile(file_),
             "<?xml version=\"1.0\" encoding=\"UTF-8\" standalone=\"yes\" ?>\n"
             "<key name=\"ORVIK Technologies\" scope=\"User\">\n"
@@ -138,19 +147,31 @@ TEST_F(ConfigStoreTest, NewFilesHaveTheExactText) {
   EXPECT_FALSE(CreateConfigFile(File(env_.folder() / "no" / "file"), 1));
 }
 
-TEST_F(ConfigStoreTest, TextOfEveryKindComesBack) {
-  const std::u16string texts[] = {
-      u"Gr\u00FC\u00DFe", u"\u65E5\u672C\u8A9E \U0001F600", u"<&'\">]]>", u" \t\n\r x ",
-      u"&#x41;",          u"&#x\" data=\"evil\"/>",         u"&#xZZ",     u"&#x26;#x41;",
-      u"&amp;",           std::u16string(100'000, u'x')};
-  fs::create_directories(file_.parent_path());
-  Use(file_);
+TEST_F(ConfigStoreTest, TextOfEveryKindComesBackOrIsRefused) {
+  const std::u16string texts[] = {u"Gr\u00FC\u00DFe",
+                                  u"\u65E5\u672C\u8A9E \U0001F600",
+                                  u"<&'\">]]>",
+                                  u" \t\n\r x ",
+                                  u"&#x41;",
+                                  u"&#x\" data=\"evil\"/>",
+                                  u"&#xZZ",
+                                  u"&#x26;#x41;",
+                                  u"&amp;",
+                                  u"\t\r\n\u007F\uFFFD\U0001FFFF",
+                                  std::u16string(100'000, u'x')};
+  UseContent(User("<value name='v' data='1'/>"));
+  for (const char16_t* text : {u"\u0001", u"a\u001F", u"\uFFFE", u"a\uFFFFb", u"\u000B"}) {
+    EXPECT_FALSE(WriteXMLConfigString(1, u"", u"v", text));
+    EXPECT_FALSE(WriteXMLConfigString(1, u"", text, u"x"));
+    EXPECT_FALSE(WriteXMLConfigInt(1, text, u"v", 2));
+  }
+  EXPECT_EQ(String(u"", u"v"), u"1");
   for (const std::u16string& text : texts) {
     const CAtlString name(text.substr(0, 40));
     EXPECT_TRUE(WriteXMLConfigString(1, u"texts", name, CAtlString(text)));
   }
   EXPECT_TRUE(WriteXMLConfigString(1, u"texts", u"empty", u""));
-  EXPECT_TRUE(SaveXMLConfigFile(1));
+  Save();
   for (int round = 0; round < 2; ++round) {
     for (const std::u16string& text : texts) {
       EXPECT_TRUE(String(u"texts", CAtlString(text.substr(0, 40))) == text)
@@ -159,35 +180,7 @@ TEST_F(ConfigStoreTest, TextOfEveryKindComesBack) {
     EXPECT_EQ(String(u"texts", u"empty"), u"-old");
     Use(file_);
   }
-  const CommandResult lint = RunCommand({"xmllint", "--noout", file_});
-  EXPECT_EQ(lint.status, 0) << lint.err;
-}
-
-TEST_F(ConfigStoreTest, WhatXmlCannotHoldIsRefused) {
-  UseContent(User("<value name='v' data='1'/>"));
-  for (const char16_t* text : {u"\u0001", u"a\u001F", u"\uFFFE", u"a\uFFFFb", u"\u000B"}) {
-    EXPECT_FALSE(WriteXMLConfigString(1, u"", u"v", text));
-    EXPECT_FALSE(WriteXMLConfigString(1, u"", text, u"x"));
-    EXPECT_FALSE(WriteXMLConfigInt(1, text, u"v", 2));
-  }
-  EXPECT_EQ(String(u"", u"v"), u"1");
-  EXPECT_TRUE(WriteXMLConfigString(1, u"", u"v", u"\t\r\n\u007F\uFFFD\U0001FFFF"));
-  EXPECT_TRUE(SaveXMLConfigFile(1));
-  EXPECT_EQ(RunCommand({"xmllint", "--noout", file_}).status, 0);
-  Use(file_);
-  EXPECT_EQ(String(u"", u"v"), u"\t\r\n\u007F\uFFFD\U0001FFFF");
-}
-
-TEST_F(ConfigStoreTest, TextBehindTheRootIsNotDropped) {
-  for (const char* behind : {"x<key name='B'><value name='w' data='2'/></key>", "<key/>", "]]>"}) {
-    fs::remove_all(file_.parent_path());
-    const std::string content = User("<value name='v' data='1'/>") + behind;
-    UseContent(content);
-    EXPECT_EQ(Int(u"", u"v"), -1);
-    EXPECT_TRUE(WriteXMLConfigInt(1, u"", u"v", 2));
-    EXPECT_TRUE(SaveXMLConfigFile(1));
-    EXPECT_EQ(ReadFile(file_.parent_path() / "caf\xC3\xA9.xml.discarded"), content);
-  }
+  ExpectThatXmllintTakesIt();
 }
 
 TEST_F(ConfigStoreTest, ElementsAreMatchedWithoutCaseAndTheFirstWins) {
@@ -244,7 +237,7 @@ TEST_F(ConfigStoreTest, ScopesStandSideBySide) {
   EXPECT_TRUE(WriteXMLConfigInt(0, u"k", u"v", 10));
   EXPECT_TRUE(WriteXMLConfigInt(1, u"k", u"v", 11));
   EXPECT_TRUE(SaveXMLConfigFile(0));
-  EXPECT_TRUE(SaveXMLConfigFile(1));
+  Save();
   EXPECT_EQ(Int(u"k", u"v", 0), 10);
   EXPECT_EQ(Int(u"k", u"v", 1), 11);
   EXPECT_TRUE(fs::is_empty(env_.temp()));
@@ -254,29 +247,34 @@ TEST_F(ConfigStoreTest, ScopesStandSideBySide) {
   EXPECT_EQ(Int(u"k", u"v", 1), -1);
 }
 
+// Text behind the root is not dropped either.
 TEST_F(ConfigStoreTest, WhatIsDiscardedIsKeptBesideBySavingOnly) {
-  const fs::path folder = file_.parent_path();
-  for (const char* kept : {"caf\xC3\xA9.xml.discarded", "caf\xC3\xA9.xml.discarded-2"}) {
-    const std::string damaged = User(std::string("<key name='") + kept + "'>") + "<oops";
+  constexpr fs::perms kMode = fs::perms::owner_read | fs::perms::owner_write;
+  fs::path kept = file_.string() + ".discarded";
+  int number = 1;
+  for (const char* end : {"<oops", "</key>x<key name='B'><value name='w' data='2'/></key>",
+                          "</key><key/>", "</key>]]>"}) {
+    const std::string damaged = "<key name='orvik technologies' scope='USER'>" + std::string(end);
     UseContent(damaged);
-    fs::permissions(file_, fs::perms::owner_read | fs::perms::owner_write);
-    EXPECT_EQ(Int(u"a", u"v"), -1);
+    fs::permissions(file_, kMode);
+    EXPECT_EQ(V(), -1);
     EXPECT_FALSE(SaveXMLConfigFile(1)) << "there is no document yet";
-    EXPECT_TRUE(WriteXMLConfigInt(1, u"a", u"v", 1));
+    Put(1);
     EXPECT_EQ(ReadFile(file_), damaged);
-    EXPECT_FALSE(fs::exists(folder / kept));
-    EXPECT_TRUE(SaveXMLConfigFile(1));
-    EXPECT_EQ(ReadFile(folder / kept), damaged);
-    EXPECT_EQ(fs::status(file_).permissions(), fs::perms::owner_read | fs::perms::owner_write);
-    EXPECT_TRUE(SaveXMLConfigFile(1)) << "what was saved is replaced without being kept";
+    EXPECT_FALSE(fs::exists(kept));
+    Save();
+    EXPECT_EQ(ReadFile(kept), damaged);
+    EXPECT_EQ(fs::status(file_).permissions(), kMode);
+    Save();  // what was saved is replaced without being kept
     Use(file_);
-    EXPECT_EQ(Int(u"a", u"v"), 1);
+    EXPECT_EQ(V(), 1);
+    kept = file_.string() + ".discarded-" + std::to_string(++number);
   }
   // There is nothing to keep of an empty file, and a folder is never moved.
   UseContent("");
-  EXPECT_TRUE(WriteXMLConfigInt(1, u"a", u"v", 1));
-  EXPECT_TRUE(SaveXMLConfigFile(1));
-  EXPECT_EQ(FilesBeside().size(), 3u);
+  Put(1);
+  Save();
+  EXPECT_EQ(FilesBeside().size(), 5u);
   fs::remove(file_);
   fs::create_directory(file_);
   Use(file_);
@@ -285,23 +283,29 @@ TEST_F(ConfigStoreTest, WhatIsDiscardedIsKeptBesideBySavingOnly) {
   EXPECT_TRUE(fs::is_directory(file_));
 }
 
-TEST_F(ConfigStoreTest, NothingMovesBeforeTheNewFileIsWhole) {
-  const std::string damaged = User("<oops");
-  UseContent(damaged);
+// A full disk, a folder that went away, no temporary folder: nothing moves before the new file is
+// whole.
+TEST_F(ConfigStoreTest, AFailedSaveLosesNothingAndLeavesNoFile) {
   fs::remove(env_.temp());
-  EXPECT_TRUE(WriteXMLConfigInt(1, u"", u"v", 1)) << "a write needs no temporary folder";
-  EXPECT_EQ(ReadFile(file_), damaged);
-  EXPECT_EQ(FilesBeside().size(), 1u);
-  // A full disk.
-  EXPECT_TRUE(WriteXMLConfigString(1, u"", u"v", CAtlString(u'x', 100'000)));
-  {
-    const FileSizeLimit limit(50'000);
+  const fs::path folder = file_.parent_path(), elsewhere = env_.folder() / "elsewhere";
+  std::size_t files = 0;
+  for (const std::string& old : {User("<value name='v' data='1'/>"), User("<oops")}) {
+    UseContent(old);
+    EXPECT_TRUE(WriteXMLConfigString(1, u"", u"v", CAtlString(u'x', 100'000)));
+    {
+      const FileSizeLimit limit(50'000);
+      EXPECT_FALSE(SaveXMLConfigFile(1));
+    }
+    EXPECT_EQ(ReadFile(file_), old);
+    EXPECT_EQ(FilesBeside().size(), 1u);
+    fs::rename(folder, elsewhere);
     EXPECT_FALSE(SaveXMLConfigFile(1));
+    fs::rename(elsewhere, folder);
+    Save();
+    EXPECT_EQ(FilesBeside().size(), ++files);
+    Use(file_);
+    EXPECT_EQ(String(u"", u"v").size(), 100'000u);
   }
-  EXPECT_EQ(ReadFile(file_), damaged);
-  EXPECT_EQ(FilesBeside().size(), 1u);
-  EXPECT_TRUE(SaveXMLConfigFile(1));
-  EXPECT_EQ(FilesBeside().size(), 2u);
 }
 
 TEST_F(ConfigStoreTest, AnUnreadableFileIsKeptAndAFolderThatTakesNoFileRefusesTheWrite) {
@@ -310,11 +314,17 @@ TEST_F(ConfigStoreTest, AnUnreadableFileIsKeptAndAFolderThatTakesNoFileRefusesTh
   fs::permissions(file_, perms::none);
   const WithoutRootRights rights(env_.folder());
   EXPECT_EQ(GetXMLConfigFileInfo(1).state, XMLConfigFileState::kUnreadable);
-  EXPECT_TRUE(WriteXMLConfigInt(1, u"", u"v", 2));
-  EXPECT_TRUE(SaveXMLConfigFile(1));
+  Put(2);
+  Save();
   EXPECT_EQ(fs::status(file_.string() + ".discarded").permissions(), perms::none);
   Use(file_);
-  EXPECT_EQ(Int(u"", u"v"), 2);
+  EXPECT_EQ(V(), 2);
+  Put(3);
+  fs::permissions(file_.parent_path(), perms::owner_read | perms::owner_exec);
+  EXPECT_FALSE(SaveXMLConfigFile(1));
+  Use(file_);
+  EXPECT_EQ(V(), 2);
+  fs::permissions(file_.parent_path(), perms::all);
   UseContent("x");
   fs::permissions(file_.parent_path(), perms::owner_read | perms::owner_exec);
   EXPECT_FALSE(WriteXMLConfigInt(1, u"", u"v", 3));
@@ -322,14 +332,13 @@ TEST_F(ConfigStoreTest, AnUnreadableFileIsKeptAndAFolderThatTakesNoFileRefusesTh
 }
 
 TEST_F(ConfigStoreTest, SaysWhyThereIsNoRoot) {
-  EXPECT_EQ(GetXMLConfigFileInfo(1).state, XMLConfigFileState::kNotSet);
-  EXPECT_EQ(GetXMLConfigFileInfo(2).state, XMLConfigFileState::kNotSet);
+  const auto state = [](int scope) { return GetXMLConfigFileInfo(scope).state; };
+  for (const int scope : {1, 2}) EXPECT_EQ(state(scope), XMLConfigFileState::kNotSet);
   Use(file_);
-  EXPECT_EQ(GetXMLConfigFileInfo(1).state, XMLConfigFileState::kMissing);
+  EXPECT_EQ(state(1), XMLConfigFileState::kMissing);
   UseContent("<key name='other' scope='User'/>");
-  EXPECT_EQ(GetXMLConfigFileInfo(1).state, XMLConfigFileState::kOtherRoot);
+  EXPECT_EQ(state(1), XMLConfigFileState::kOtherRoot);
   UseContent(User("\n  <key></kay>"));
-  EXPECT_EQ(Int(u"", u"v"), -1);
   for (int round = 0; round < 2; ++round) {
     const XMLConfigFileInfo info = GetXMLConfigFileInfo(1);
     EXPECT_EQ(info.state, XMLConfigFileState::kDamaged);
@@ -337,11 +346,10 @@ TEST_F(ConfigStoreTest, SaysWhyThereIsNoRoot) {
     EXPECT_EQ(info.error.line, 2);
     EXPECT_EQ(info.error.column, 10);
     EXPECT_STREQ(info.error.reason.GetString(), "mismatched tag");
-    EXPECT_TRUE(WriteXMLConfigInt(1, u"", u"v", 1))
-        << "the reason stays until the file is replaced";
+    Put(1);  // the reason stays until the file is replaced
   }
-  EXPECT_TRUE(SaveXMLConfigFile(1));
-  EXPECT_EQ(GetXMLConfigFileInfo(1).state, XMLConfigFileState::kUsable);
+  Save();
+  EXPECT_EQ(state(1), XMLConfigFileState::kUsable);
   EXPECT_TRUE(GetXMLConfigFileInfo(1).error.reason.IsEmpty());
 }
 
@@ -353,8 +361,8 @@ TEST_F(ConfigStoreTest, ReadsWhatEarlierVersionsSavedOfOtherCharacters) {
   EXPECT_EQ(Int(u"", u"b"), 2);
   EXPECT_EQ(String(u"", u"a\uFFFD"), u"\uFFFDx\n\t\r\uFFFD");
   EXPECT_EQ(GetXMLConfigFileInfo(1).state, XMLConfigFileState::kDamaged);
-  EXPECT_TRUE(SaveXMLConfigFile(1));
-  EXPECT_EQ(RunCommand({"xmllint", "--noout", file_}).status, 0);
+  Save();
+  ExpectThatXmllintTakesIt();
   EXPECT_EQ(ReadFile(file_.string() + ".discarded"), old);
   Use(file_);
   EXPECT_EQ(Int(u"", u"b"), 2);
@@ -364,68 +372,37 @@ TEST_F(ConfigStoreTest, AnotherPathDropsTheDocumentAndSaysWhatWasLost) {
   const fs::path other = env_.folder() / "other.xml";
   WriteFile(other, User("<value name='v' data='2'/>"));
   UseContent(User("<value name='v' data='1'/>"));
-  EXPECT_EQ(Int(u"", u"v"), 1);
+  EXPECT_EQ(V(), 1);
   EXPECT_TRUE(SetXMLConfig(1, File(other)));
-  EXPECT_EQ(Int(u"", u"v"), 2);
-  EXPECT_TRUE(WriteXMLConfigInt(1, u"", u"v", 3));
+  EXPECT_EQ(V(), 2);
+  Put(3);
   EXPECT_TRUE(SetXMLConfig(1, File(other))) << "the same path keeps the document";
-  EXPECT_EQ(Int(u"", u"v"), 3);
+  EXPECT_EQ(V(), 3);
   EXPECT_FALSE(SetXMLConfig(1, File(file_)));
-  EXPECT_EQ(Int(u"", u"v"), 1);
-  EXPECT_TRUE(WriteXMLConfigInt(1, u"", u"v", 4));
-  EXPECT_TRUE(SaveXMLConfigFile(1));
+  EXPECT_EQ(V(), 1);
+  Put(4);
+  Save();
   EXPECT_TRUE(SetXMLConfig(1, File(other)));
-  EXPECT_EQ(Int(u"", u"v"), 2);
+  EXPECT_EQ(V(), 2);
 }
 
-TEST_F(ConfigStoreTest, AFailedSaveLosesNothingAndLeavesNoFile) {
-  const std::string old = User("<value name='v' data='1'/>");
-  UseContent(old);
-  EXPECT_TRUE(WriteXMLConfigString(1, u"", u"v", CAtlString(u'x', 100'000)));
-  {
-    const FileSizeLimit limit(50'000);
-    EXPECT_FALSE(SaveXMLConfigFile(1));
-  }
-  EXPECT_EQ(ReadFile(file_), old);
-  EXPECT_EQ(FilesBeside().size(), 1u);
-  fs::rename(file_.parent_path(), env_.folder() / "elsewhere");
-  EXPECT_FALSE(SaveXMLConfigFile(1));
-  EXPECT_TRUE(fs::is_empty(env_.temp()));
-  fs::rename(env_.folder() / "elsewhere", file_.parent_path());
-  fs::remove(env_.temp());
-  EXPECT_TRUE(SaveXMLConfigFile(1)) << "a save needs no temporary folder";
-  Use(file_);
-  EXPECT_EQ(String(u"", u"v").size(), 100'000u);
-}
-
+// A file that is read-only is replaced, too.
 TEST_F(ConfigStoreTest, ASaveKeepsModeAndLink) {
-  UseContent(User(""));
-  const fs::path link = env_.folder() / "link.xml";
-  fs::create_symlink(file_, link);
-  fs::permissions(file_, fs::perms::owner_read | fs::perms::owner_write);
-  Use(link);
-  EXPECT_TRUE(WriteXMLConfigInt(1, u"", u"v", 1));
-  EXPECT_TRUE(SaveXMLConfigFile(1));
-  EXPECT_TRUE(fs::is_symlink(link));
-  EXPECT_EQ(fs::status(file_).permissions(), fs::perms::owner_read | fs::perms::owner_write);
-  EXPECT_TRUE(Contains(ReadFile(file_), "data=\"1\""));
-}
-
-TEST_F(ConfigStoreTest, ReadOnlyFilesAreReplacedReadOnlyFoldersAreNot) {
   using fs::perms;
   UseContent(User("<value name='v' data='1'/>"));
-  fs::permissions(file_, perms::owner_read | perms::group_read);
-  EXPECT_TRUE(WriteXMLConfigInt(1, u"", u"v", 2));
-  EXPECT_TRUE(SaveXMLConfigFile(1));
-  EXPECT_EQ(fs::status(file_).permissions(), perms::owner_read | perms::group_read);
-  Use(file_);
-  EXPECT_EQ(Int(u"", u"v"), 2);
-  if (geteuid() == 0) return;
-  EXPECT_TRUE(WriteXMLConfigInt(1, u"", u"v", 3));
-  fs::permissions(file_.parent_path(), perms::owner_read | perms::owner_exec);
-  EXPECT_FALSE(SaveXMLConfigFile(1));
-  Use(file_);
-  EXPECT_EQ(Int(u"", u"v"), 2);
+  const fs::path link = env_.folder() / "link.xml";
+  fs::create_symlink(file_, link);
+  Use(link);
+  int value = 1;
+  for (const perms mode : {perms::owner_read | perms::owner_write, perms::owner_read}) {
+    fs::permissions(file_, mode);
+    Put(++value);
+    Save();
+    EXPECT_TRUE(fs::is_symlink(link));
+    EXPECT_EQ(fs::status(file_).permissions(), mode);
+    Use(link);
+    EXPECT_EQ(V(), value);
+  }
 }
 
 TEST_F(ConfigStoreTest, NamesThatMeetAreOneAndTheWriterOfASecondSpellingIsInformed) {
@@ -501,7 +478,7 @@ TEST_F(ConfigStoreTest, KeyPathsStayWithinWhatCanBeLoadedAgain) {
   EXPECT_TRUE(WriteXMLConfigInt(1, path, u"v", 1));
   EXPECT_FALSE(WriteXMLConfigInt(1, path + u"k", u"v", 1));
   EXPECT_EQ(Int(path + u"k", u"v"), -1);
-  EXPECT_TRUE(SaveXMLConfigFile(1));
+  Save();
   Use(file_);
   EXPECT_EQ(Int(path, u"v"), 1);
   CAtlString endless(u'/', 200'000);

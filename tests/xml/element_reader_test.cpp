@@ -46,68 +46,54 @@ TEST(ElementReaderTest, ReadsTexts) {
   EXPECT_EQ(wide.View(), u"x&\u00E9");
 }
 
-TEST(ElementReaderTest, ReadsNumbers) {
-  const struct {
-    std::string value;
-    long number;
-    float decimal;
-    bool truth;
-  } cases[] = {
-      {"5x", 5, 5, true},
-      {"abc", 0, 0, false},
-      {"true", 0, 0, false},
-      {"-7", -7, -7, true},
-      {" 12.75", 12, 12.75f, true},
-      {"99999999999999999999", std::numeric_limits<long>::max(), 1e20f, true},
-  };
-  for (const auto& c : cases) {
-    const Document document("<e v='" + c.value + "'/>");
-    long number = -1;
-    float decimal = -1;
-    bool truth = !c.truth;
-    EXPECT_EQ(Reader::GetLongAttributeFromNode(document.root(), "v", &number), S_OK);
-    EXPECT_EQ(Reader::GetFloatAttributeFromNode(document.root(), "v", &decimal), S_OK);
-    EXPECT_EQ(Reader::GetBOOLAttributeFromNode(document.root(), "v", &truth), S_OK);
-    EXPECT_EQ(number, c.number);
-    EXPECT_EQ(decimal, c.decimal);
-    EXPECT_EQ(truth, c.truth) << c.value;
-  }
-  const Document document("<e a=''/>");
-  for (const auto& [name, result] : {std::pair{"a", E_FAIL}, {"z", E_INVALIDARG}}) {
-    long number = 3;
-    float decimal = 3;
-    bool truth = true;
-    unsigned long color = 3;
-    EXPECT_EQ(Reader::GetLongAttributeFromNode(document.root(), name, &number), result);
+// One attribute read as each kind of number.
+struct Numbers {
+  long number;
+  float decimal;
+  bool truth;
+  unsigned long color;
+
+  bool operator==(const Numbers&) const = default;
+  HRESULT Read(const Document& document, const char* name) {
+    const HRESULT result = Reader::GetLongAttributeFromNode(document.root(), name, &number);
     EXPECT_EQ(Reader::GetFloatAttributeFromNode(document.root(), name, &decimal), result);
     EXPECT_EQ(Reader::GetBOOLAttributeFromNode(document.root(), name, &truth), result);
     EXPECT_EQ(Reader::GetColorAttributeFromNode(document.root(), name, &color), result);
-    EXPECT_TRUE(number == 3 && decimal == 3 && truth && color == 3);
+    return result;
   }
-}
+};
 
-TEST(ElementReaderTest, AnswersNullOutputPointers) {
-  const Document document("<a v='1'/>");
-  EXPECT_EQ(Reader::GetLongAttributeFromNode(document.root(), "v", nullptr), E_POINTER);
-  EXPECT_EQ(Reader::GetFloatAttributeFromNode(document.root(), "v", nullptr), E_POINTER);
-  EXPECT_EQ(Reader::GetBOOLAttributeFromNode(document.root(), "v", nullptr), E_POINTER);
-  EXPECT_EQ(Reader::GetColorAttributeFromNode(document.root(), "v", nullptr), E_POINTER);
-}
-
-TEST(ElementReaderTest, ReadsColors) {
+TEST(ElementReaderTest, ReadsNumbersAndColors) {
   const struct {
     std::string value;
-    unsigned long color;
+    Numbers numbers;
   } cases[] = {
-      {"none", 0xFFFFFFFF}, {"#ff8000", 0x000080FF}, {"#FF8000ab", 0x000080FF},
-      {"None", 0},          {"#12", 0x12},           {"#12zz34", 0x12},
-      {"red", 0},
+      {"5x", {5, 5, true, 0}},
+      {"abc", {0, 0, false, 0}},
+      {"true", {0, 0, false, 0}},
+      {"-7", {-7, -7, true, 0}},
+      {" 12.75", {12, 12.75f, true, 0}},
+      {"99999999999999999999", {std::numeric_limits<long>::max(), 1e20f, true, 0}},
+      {"none", {0, 0, false, 0xFFFFFFFF}},
+      {"None", {0, 0, false, 0}},
+      {"#ff8000", {0, 0, false, 0x000080FF}},
+      {"#FF8000ab", {0, 0, false, 0x000080FF}},
+      {"#12", {0, 0, false, 0x12}},
+      {"#12zz34", {0, 0, false, 0x12}},
   };
-  for (const auto& c : cases) {
-    const Document document("<e c='" + c.value + "'/>");
-    unsigned long color = 99;
-    EXPECT_EQ(Reader::GetColorAttributeFromNode(document.root(), "c", &color), S_OK);
-    EXPECT_EQ(color, c.color) << c.value;
+  const Numbers untouched = {3, 3, true, 3};
+  for (const auto& [value, expected] : cases) {
+    const Document document("<e a='' v='" + value + "'/>");
+    Numbers numbers = untouched;
+    EXPECT_EQ(numbers.Read(document, "a"), E_FAIL);
+    EXPECT_EQ(numbers.Read(document, "z"), E_INVALIDARG);
+    EXPECT_EQ(numbers, untouched);
+    EXPECT_EQ(numbers.Read(document, "v"), S_OK);
+    EXPECT_EQ(numbers, expected) << value;
+    EXPECT_EQ(Reader::GetLongAttributeFromNode(document.root(), "v", nullptr), E_POINTER);
+    EXPECT_EQ(Reader::GetFloatAttributeFromNode(document.root(), "v", nullptr), E_POINTER);
+    EXPECT_EQ(Reader::GetBOOLAttributeFromNode(document.root(), "v", nullptr), E_POINTER);
+    EXPECT_EQ(Reader::GetColorAttributeFromNode(document.root(), "v", nullptr), E_POINTER);
   }
 }
 

@@ -19,7 +19,6 @@ TEST(TiXmlHelperTest, LoadsAttributesOrTheirDefaults) {
   const auto text = Element("gr\xC3\xBCn");
   const auto empty = Element("");
   const auto missing = Element(nullptr);
-  const CAtlString fallback(u"f");
   bool found = true;
   EXPECT_EQ(TiXmlHelper::LoadStringAttributeFromXmlElement(text.get(), "v", found).View(),
             u"gr\u00FCn");
@@ -28,8 +27,7 @@ TEST(TiXmlHelperTest, LoadsAttributesOrTheirDefaults) {
   EXPECT_FALSE(found);
   const auto string = [&](const auto& element) {
     return std::u16string(
-        TiXmlHelper::LoadStringAttributeFromXmlElementWithDefault(element.get(), "v", fallback)
-            .View());
+        TiXmlHelper::LoadStringAttributeFromXmlElementWithDefault(element.get(), "v", u"f").View());
   };
   EXPECT_EQ(string(text), u"gr\u00FCn");
   EXPECT_EQ(string(empty), u"");
@@ -39,8 +37,7 @@ TEST(TiXmlHelperTest, LoadsAttributesOrTheirDefaults) {
     const char* value;
     int integer;
     float decimal;
-    bool yes_by_default;
-    bool no_by_default;
+    bool yes_by_default, no_by_default;
   } cases[] = {
       {nullptr, 9, 9.5f, true, false},
       {"12abc", 12, 12, true, false},
