@@ -78,12 +78,11 @@ TEST_F(InstallInformationTest, TellsAnotherValueFromTheRightOne) {
 }
 
 TEST_F(InstallInformationTest, FindsWhatCouldNotBeWritten) {
-  // A value on the way of all but none: nothing can be put below it.
-  WriteFile(file_,
-            "<plist version='1.0'><dict><key>Software</key><string>x</string></dict></plist>");
-  EXPECT_EQ(Missing(RecordInstallInformation(*arguments_)), kAll);
-  WriteFile(file_, "<plist version='1.0'><array/></plist>");
-  EXPECT_EQ(Missing(RecordInstallInformation(*arguments_)), kAll);
+  // Nothing can be put below a value or into an array.
+  for (const char* root : {"<dict><key>Software</key><string>x</string></dict>", "<array/>"}) {
+    WriteFile(file_, std::string("<plist version='1.0'>") + root + "</plist>");
+    EXPECT_EQ(Missing(RecordInstallInformation(*arguments_)), kAll);
+  }
   fs::remove(file_);
   fs::create_directories(file_);
   EXPECT_EQ(Missing(RecordInstallInformation(*arguments_)), kAll);

