@@ -6,10 +6,7 @@ namespace orvik::test {
 namespace {
 
 TEST(KeyPath, ComponentsOfEveryShape) {
-  const struct {
-    const char* path;
-    std::vector<std::string> components;
-  } kCases[] = {
+  const std::pair<const char*, std::vector<std::string>> kCases[] = {
       {"", {}},
       {"/", {}},
       {"\\//\\", {}},
@@ -21,18 +18,17 @@ TEST(KeyPath, ComponentsOfEveryShape) {
       {" a / B ", {" a ", " B "}},
       {"Größe/😀", {"Größe", "😀"}},
   };
-  for (const auto& c : kCases) {
-    SCOPED_TRACE(c.path);
-    const CAtlString path = Wide(c.path);
-    const int count = static_cast<int>(c.components.size());
-    EXPECT_EQ(GetDirCountFromPath(path), count);
-    for (int i = 1; i <= count; ++i) {
-      EXPECT_EQ(Utf8(GetPreferenceNameFromPath(path, i)), c.components[i - 1]);
-    }
+  for (const auto& [text, expected] : kCases) {
+    SCOPED_TRACE(text);
+    const CAtlString path = Wide(text);
+    const int count = GetDirCountFromPath(path);
+    std::vector<std::string> components;
+    for (int i = 1; i <= count; ++i) components.push_back(Utf8(GetPreferenceNameFromPath(path, i)));
+    EXPECT_EQ(components, expected);
     for (const int outside : {-1, 0, count + 1, 1 << 30}) {
       EXPECT_TRUE(GetPreferenceNameFromPath(path, outside).IsEmpty());
     }
-    EXPECT_EQ(Utf8(path), c.path);
+    EXPECT_EQ(Utf8(path), text);
   }
   EXPECT_EQ(Utf8(GetCompanyName()), "ORVIK Technologies");
 }
@@ -45,10 +41,7 @@ TEST(KeyPath, ParentDropsTheLastComponentAlone) {
 }
 
 TEST(KeyPath, MakersPrefixIsTakenOutOfCapitalPathsOnly) {
-  const struct {
-    const char* path;
-    const char* result;
-  } kCases[] = {
+  const std::pair<const char*, const char*> kCases[] = {
       {"SOFTWARE/ORVIK Technologies/Pagewell Software/Install Information",
        "Pagewell Software\\Install Information"},
       {"Software/ORVIK Technologies/Pagewell Software",
@@ -59,8 +52,8 @@ TEST(KeyPath, MakersPrefixIsTakenOutOfCapitalPathsOnly) {
       {"/SOFTWARE/Other/", "SOFTWARE\\Other"},
       {"", ""},
   };
-  for (const auto& c : kCases) {
-    EXPECT_EQ(Utf8(ExtractMacPreferencePathFromFullPath(Wide(c.path))), c.result) << c.path;
+  for (const auto& [path, result] : kCases) {
+    EXPECT_EQ(Utf8(ExtractMacPreferencePathFromFullPath(Wide(path))), result) << path;
   }
 }
 

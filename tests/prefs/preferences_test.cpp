@@ -194,18 +194,16 @@ TEST_F(PreferencesTest, WhatOtherReadersCannotHoldCostsNothingStoredBefore) {
 
 TEST_F(PreferencesTest, ApplicationFolders) {
   const std::string base = env_.home().string() + "/Library/Application Support/ORVIK Technologies";
-  const struct {
-    const char16_t* name;
-    const char* folder;
-  } kCases[] = {{u"vistago", "/Vistgo/"},
-                {u"SHARED", "/Shared/"},
-                {u"orvik tavlo software", "/ORVIK Tavlo Software/"},
-                {u"ORVIK Conceptra", "/ORVIK Conceptra/"},
-                {u"ORVIK PAGEWELL", "/Pagewell Software/"},
-                {u"Glyphra", "/Glyphra/"},
-                {u"", "//"}};
-  for (const auto& c : kCases) {
-    EXPECT_EQ(Utf8(GetPreferenceApplicationPath(c.name)), base + c.folder);
+  const std::pair<const char16_t*, const char*> kCases[] = {
+      {u"vistago", "/Vistgo/"},
+      {u"SHARED", "/Shared/"},
+      {u"orvik tavlo software", "/ORVIK Tavlo Software/"},
+      {u"ORVIK Conceptra", "/ORVIK Conceptra/"},
+      {u"ORVIK PAGEWELL", "/Pagewell Software/"},
+      {u"Glyphra", "/Glyphra/"},
+      {u"", "//"}};
+  for (const auto& [name, folder] : kCases) {
+    EXPECT_EQ(Utf8(GetPreferenceApplicationPath(name)), base + folder);
   }
   EXPECT_FALSE(fs::exists(base));
 }

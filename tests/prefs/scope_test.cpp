@@ -22,14 +22,6 @@ TEST(Scope, RemapsOntoSharedAndMachine) {
   }
 }
 
-CAtlString Repeated(const CAtlString& text, int count) {
-  CAtlString result;
-  for (int i = 0; i < count; ++i) {
-    result += text;
-  }
-  return result;
-}
-
 TEST(Scope, DomainsThatCannotNameAFileAreRefused) {
   const CAtlString longest(u'x', 243);
   for (const CAtlString& domain : {CAtlString(u"com.orviktech.Registry"), CAtlString(u".hidden"),
@@ -41,7 +33,7 @@ TEST(Scope, DomainsThatCannotNameAFileAreRefused) {
         CAtlString(u"a/../../x"), CAtlString(u"a//b"), CAtlString(u"a\0b", 3),
         CAtlString(u'x', 244), CAtlString(u'\u00e9', 122), CAtlString(u'\xd800', 1),
         CAtlString(u"a\xdc80"), CAtlString(u"a\\b"), CAtlString(u"a/") + CAtlString(u'x', 244),
-        Repeated(u"abcdefghi/", 102) + u"abcd"}) {
+        Wide(Repeated("abcdefghi/", 102)) + u"abcd"}) {
     EXPECT_FALSE(IsUsableDomain(domain)) << testing::PrintToString(domain.View());
   }
   EXPECT_TRUE(EffectiveDomain(0, longest).usable());

@@ -11,11 +11,19 @@
 #include "prefs/preferences.h"
 #include "prefs/reporting.h"
 #include "tests/prefs/store_fixture.h"
+#include "tests/support/without_root_rights.h"
 
 namespace orvik::test {
 namespace {
 
 using TransactionTest = StoreTest;
+using T = Transaction&;
+
+CAtlString Deep(int levels) {
+  std::u16string path;
+  for (int i = 0; i < levels; ++i) path += u"d/";
+  return CAtlString(std::u16string_view(path));
+}
 
 CAutoCFRelease<CFMutableDictionaryRef> Entries(
     const std::vector<std::pair<const char16_t*, CFTypeRef>>& entries) {
@@ -50,57 +58,42 @@ TEST_F(TransactionTest, MakesAllChangesInOrderInEveryScope) {
 }
 
 TEST_F(TransactionTest, AFailureAnywhereLeavesTheFile) {
-  const std::string before = R"({"A":{"s":"text"},"top":"t"})";
+  using enum PrefError;
   const struct {
     const char* title;
     PrefError error;
-    void (*last)(Transaction&);
+    void (*last)(T);
   } kCases[] = {
-      {"value on the path", PrefError::kNotAKey, [](Transaction& t) { t.SetInt(u"A/s", u"x", 1); }},
-      {"value as top-level key", PrefError::kNotAKey,
-       [](Transaction& t) { t.SetInt(u"top", u"x", 1); }},
-      {"missing value", PrefError::kNotFound,
-       [](Transaction& t) { t.Delete(u"A", u"no", IfMissing::kFail); }},
-      {"missing key", PrefError::kNotFound,
-       [](Transaction& t) { t.DeleteKey(u"A/no", IfMissing::kFail); }},
-      {"another value", PrefError::kConditionNotMet,
-       [](Transaction& t) { t.RequireEqual(u"A", u"s", PlatformString(u"Text")); }},
-      {"another type", PrefError::kConditionNotMet,
-       [](Transaction& t) { t.RequireEqual(u"A", u"s", PlatformNumber(0)); }},
-      {"nothing to compare", PrefError::kConditionNotMet,
-       [](Transaction& t) { t.RequireEqual(u"A", u"no", PlatformNumber(0)); }},
-      {"present", PrefError::kConditionNotMet, [](Transaction& t) { t.RequireAbsent(u"A", u"s"); }},
-      {"a key in the place of a value", PrefError::kIsAKey,
-       [](Transaction& t) { t.RequireNotKey(u"", u"A"); }},
-      {"a value in the place of a key", PrefError::kNotAKey,
-       [](Transaction& t) { t.ReplaceKey(u"A/s", NewDictionary()); }},
-      {"no key", PrefError::kNotFound, [](Transaction& t) { t.RequireKey(u"B"); }},
-      {"not an empty key", PrefError::kKeyNotEmpty,
-       [](Transaction& t) { t.RequireEmptyKey(u"A"); }},
-      {"a condition of its own", PrefError::kConditionNotMet,
-       [](Transaction& t) {
-         t.RequireThat(u"A", u"no", [](CFTypeRef present) { return present != nullptr; });
-       }},
-      {"nothing to copy", PrefError::kNotFound,
-       [](Transaction& t) { t.Copy(u"A", u"no", u"A", u"x"); }},
-      {"nowhere to move", PrefError::kNotAKey,
-       [](Transaction& t) { t.Rename(u"A", u"s", u"top", u"x"); }},
-      {"a merge over a key", PrefError::kIsAKey,
-       [](Transaction& t) {
+      {"value on the path", kNotAKey, [](T t) { t.SetInt(u"A/s", u"x", 1); }},
+      {"value as top-level key", kNotAKey, [](T t) { t.SetInt(u"top", u"x", 1); }},
+      {"missing value", kNotFound, [](T t) { t.Delete(u"A", u"no", IfMissing::kFail); }},
+      {"missing key", kNotFound, [](T t) { t.DeleteKey(u"A/no", IfMissing::kFail); }},
+      {"another value", kConditionNotMet,
+       [](T t) { t.RequireEqual(u"A", u"s", PlatformString(u"Text")); }},
+      {"another type", kConditionNotMet,
+       [](T t) { t.RequireEqual(u"A", u"s", PlatformNumber(0)); }},
+      {"nothing to compare", kConditionNotMet,
+       [](T t) { t.RequireEqual(u"A", u"no", PlatformNumber(0)); }},
+      {"present", kConditionNotMet, [](T t) { t.RequireAbsent(u"A", u"s"); }},
+      {"a key in the place of a value", kIsAKey, [](T t) { t.RequireNotKey(u"", u"A"); }},
+      {"a value in the place of a key", kNotAKey,
+       [](T t) { t.ReplaceKey(u"A/s", NewDictionary()); }},
+      {"no key", kNotFound, [](T t) { t.RequireKey(u"B"); }},
+      {"not an empty key", kKeyNotEmpty, [](T t) { t.RequireEmptyKey(u"A"); }},
+      {"a condition of its own", kConditionNotMet,
+       [](T t) { t.RequireThat(u"A", u"no", [](CFTypeRef value) { return value != nullptr; }); }},
+      {"nothing to copy", kNotFound, [](T t) { t.Copy(u"A", u"no", u"A", u"x"); }},
+      {"nowhere to move", kNotAKey, [](T t) { t.Rename(u"A", u"s", u"top", u"x"); }},
+      {"a merge over a key", kIsAKey,
+       [](T t) {
          t.Merge(u"", Entries({{u"A", PlatformNumber(1)}}));
        }},
-      {"blocked is not absent", PrefError::kConditionNotMet,
-       [](Transaction& t) { t.RequireAbsent(u"top", u"s"); }},
-      {"no value", PrefError::kNotSerializable, [](Transaction& t) { t.Set(u"A", u"x", nullptr); }},
-      {"too deep", PrefError::kNotSerializable,
-       [](Transaction& t) {
-         CAtlString path = u"d";
-         for (int i = 0; i < 1000; ++i) path += u"/d";
-         t.SetInt(path, u"x", 1);
-       }},
+      {"blocked is not absent", kConditionNotMet, [](T t) { t.RequireAbsent(u"top", u"s"); }},
+      {"no value", kNotSerializable, [](T t) { t.Set(u"A", u"x", nullptr); }},
+      {"too deep", kNotSerializable, [](T t) { t.SetInt(Deep(1000), u"x", 1); }},
   };
   for (const int scope : {0, 1, 4}) {
-    WritePlist(FileOf(scope), before);
+    WritePlist(FileOf(scope), R"({"A":{"s":"text"},"top":"t"})");
     const std::string bytes = ReadFile(FileOf(scope));
     for (const auto& c : kCases) {
       SCOPED_TRACE(c.title);
@@ -120,44 +113,40 @@ TEST_F(TransactionTest, AFailureAnywhereLeavesTheFile) {
 }
 
 TEST_F(TransactionTest, CopiesMovesMergesAndReplaces) {
-  const auto one = PlatformNumber(1), two = PlatformNumber(2);
   const struct {
     const char* title;
-    void (*change)(Transaction&, CFTypeRef one, CFTypeRef two);
+    void (*change)(T);
     const char* after;
   } kCases[] = {
-      {"copies a key below itself",
-       [](Transaction& t, CFTypeRef, CFTypeRef) { t.Copy(u"", u"A", u"A/B", u"C"); },
+      {"copies a key below itself", [](T t) { t.Copy(u"", u"A", u"A/B", u"C"); },
        R"({"A":{"B":{"C":{"B":{"n":1},"s":"t"},"n":1},"s":"t"},"v":true})"},
-      {"moves a key below its own path",
-       [](Transaction& t, CFTypeRef, CFTypeRef) { t.Rename(u"", u"A", u"A/B", u"C"); },
+      {"moves a key below its own path", [](T t) { t.Rename(u"", u"A", u"A/B", u"C"); },
        R"({"A":{"B":{"C":{"B":{"n":1},"s":"t"}}},"v":true})"},
-      {"moves a value over another",
-       [](Transaction& t, CFTypeRef, CFTypeRef) { t.Rename(u"", u"v", u"A", u"s"); },
+      {"moves a value over another", [](T t) { t.Rename(u"", u"v", u"A", u"s"); },
        R"({"A":{"B":{"n":1},"s":true}})"},
-      {"moves to where it is",
-       [](Transaction& t, CFTypeRef, CFTypeRef) { t.Rename(u"A", u"B", u"A/", u"B"); },
+      {"moves to where it is", [](T t) { t.Rename(u"A", u"B", u"A/", u"B"); },
        R"({"A":{"B":{"n":1},"s":"t"},"v":true})"},
       {"merges",
-       [](Transaction& t, CFTypeRef first, CFTypeRef second) {
-         t.Merge(u"", Entries({{u"A", Entries({{u"B", Entries({{u"m", second}})}, {u"s", first}})},
-                               {u"w", first}}));
-         t.Merge(u"A/D", Entries({{u"x", second}}));
-         t.Merge(u"A", Entries({{u"B", first}}), ReplaceKeys::kYes);
+       [](T t) {
+         const auto one = PlatformNumber(1), two = PlatformNumber(2);
+         t.Merge(u"", Entries({{u"A", Entries({{u"B", Entries({{u"m", two}})}, {u"s", one}})},
+                               {u"w", one}}));
+         t.Merge(u"A/D", Entries({{u"x", two}}));
+         t.Merge(u"A", Entries({{u"B", one}}), ReplaceKeys::kYes);
        },
        R"({"A":{"B":1,"D":{"x":2},"s":1},"v":true,"w":1})"},
       {"makes and replaces keys",
-       [](Transaction& t, CFTypeRef first, CFTypeRef) {
+       [](T t) {
          t.MakeKey(u"A/B");
          t.MakeKey(u"E/F");
-         t.ReplaceKey(u"A/B", Entries({{u"m", first}}));
+         t.ReplaceKey(u"A/B", Entries({{u"m", PlatformNumber(1)}}));
          t.ReplaceKey(u"G", NewDictionary());
          t.RequireEmptyKey(u"G");
        },
        R"({"A":{"B":{"m":1},"s":"t"},"E":{"F":{}},"G":{},"v":true})"},
       {"takes names with separators",
-       [](Transaction& t, CFTypeRef first, CFTypeRef) {
-         t.Set(KeyPath::FromNames({u"a/b", u"c\\d"}), u"e/f", first);
+       [](T t) {
+         t.Set(KeyPath::FromNames({u"a/b", u"c\\d"}), u"e/f", PlatformNumber(1));
          t.DeleteKey(u"A");
        },
        R"({"a/b":{"c\\d":{"e/f":1}},"v":true})"},
@@ -169,7 +158,7 @@ TEST_F(TransactionTest, CopiesMovesMergesAndReplaces) {
     WritePlist(FileOf(scope), R"({"A":{"B":{"n":1},"s":"t"},"v":true})", "binary");
     const std::string bytes = ReadFile(FileOf(scope));
     Transaction change(scope, kDomain);
-    c.change(change, one, two);
+    c.change(change);
     TransactionResult rehearsed, done;
     ASSERT_TRUE(change.Rehearse(&rehearsed).ok());
     EXPECT_EQ(ReadFile(FileOf(scope)), bytes);
@@ -181,88 +170,52 @@ TEST_F(TransactionTest, CopiesMovesMergesAndReplaces) {
   }
 }
 
-// The file's form shows whether it was written: what is written is XML.
-TEST_F(TransactionTest, WritesNothingWhereNothingChanges) {
-  WritePlist(SharedFile(), R"({"K":{"n":1,"r":1.5,"list":[true,{"x":0}]}})", "binary");
-  const std::string bytes = ReadFile(SharedFile());
-  const PrefResult<CFDictionaryRef> domain = CopyDomain(0, kDomain);
-  Transaction same(0, kDomain);
-  same.SetInt(u"K", u"n", 1);
-  same.MakeKey(u"K");
-  same.Delete(u"K", u"none");
-  same.Merge(u"", domain.value);
-  same.ReplaceKey(
-      u"K", static_cast<CFDictionaryRef>(CFDictionaryGetValue(domain.value, PlatformString(u"K"))));
-  same.ReplaceDomain(domain.value);
-  EXPECT_TRUE(same.Commit().ok());
-  EXPECT_EQ(ReadFile(SharedFile()), bytes);
-
-  // A real is not the integer that equals it.
-  const double one = 1;
-  const CAutoCFRelease<CFTypeRef> real(
-      CFNumberCreate(kCFAllocatorDefault, kCFNumberDoubleType, &one));
-  Transaction other(0, kDomain);
-  other.Set(u"K", u"n", real);
-  EXPECT_TRUE(other.Commit().ok());
-  EXPECT_EQ(OnDisk(SharedFile()), R"({"K":{"list":[true,{"x":0}],"n":1.0,"r":1.5}})");
-}
-
-// Whatever form the file has, and whatever comments are in it.
+// The file's form shows whether it was written: what is written has no comments.
 TEST_F(TransactionTest, WritesNothingThatIsThere) {
   for (const int scope : {0, 1, 4}) {
     for (const char* form : {"binary", "xml"}) {
-      WritePlist(FileOf(scope), R"({"A":{"n":1,"s":"text"}})", form);
-      if (form[0] == 'x') {
-        WriteFile(FileOf(scope), ReadFile(FileOf(scope)) + "<!-- by hand -->\n");
-      }
+      WritePlist(FileOf(scope), R"({"K":{"n":1,"r":1.5,"list":[true,{"x":0}],"s":"t"}})", form);
+      if (form[0] == 'x') WriteFile(FileOf(scope), ReadFile(FileOf(scope)) + "<!-- by hand -->\n");
       const std::string bytes = ReadFile(FileOf(scope));
-      Transaction change(scope, kDomain);
-      change.SetInt(u"A", u"n", 1);
-      change.SetString(u"A", u"s", u"text");
-      change.Delete(u"A", u"missing");
-      EXPECT_TRUE(change.Commit().ok());
-      EXPECT_EQ(WritePreferenceInt(scope, u"A", u"n", 1, kDomain), 0u);
-      EXPECT_EQ(DeletePreference(scope, u"A", u"missing", kDomain), 0u);
+      const PrefResult<CFDictionaryRef> domain = CopyDomain(scope, kDomain);
+      const CFTypeRef key = CFDictionaryGetValue(domain.value, PlatformString(u"K"));
+      Transaction same(scope, kDomain);
+      same.SetInt(u"K", u"n", 1);
+      same.SetString(u"K", u"s", u"t");
+      same.MakeKey(u"K");
+      same.Delete(u"K", u"none");
+      same.Merge(u"", domain.value);
+      same.ReplaceKey(u"K", static_cast<CFDictionaryRef>(key));
+      same.ReplaceDomain(domain.value);
+      EXPECT_TRUE(same.Commit().ok());
+      EXPECT_EQ(WritePreferenceInt(scope, u"K", u"n", 1, kDomain), 0u);
+      EXPECT_EQ(DeletePreference(scope, u"K", u"missing", kDomain), 0u);
       EXPECT_EQ(ReadFile(FileOf(scope)), bytes);
-      change.SetInt(u"A", u"n", 2);
-      EXPECT_TRUE(change.Commit().ok());
-      EXPECT_EQ(OnDisk(FileOf(scope)), R"({"A":{"n":2,"s":"text"}})");
+
+      // A real is not the integer that equals it.
+      const double one = 1;
+      const CAutoCFRelease<CFTypeRef> real(
+          CFNumberCreate(kCFAllocatorDefault, kCFNumberDoubleType, &one));
+      Transaction other(scope, kDomain);
+      other.Set(u"K", u"n", real);
+      EXPECT_TRUE(other.Commit().ok());
+      EXPECT_EQ(OnDisk(FileOf(scope)), R"({"K":{"list":[true,{"x":0}],"n":1.0,"r":1.5,"s":"t"}})");
     }
   }
-}
-
-TEST_F(TransactionTest, RefusesAnEmptyPathAndOneThatIsTooDeep) {
-  Transaction empty(0, kDomain);
-  empty.DeleteKey(u"//");
-  EXPECT_EQ(empty.Commit().error, PrefError::kEmptyPath);
-  std::u16string deep;
-  for (int i = 0; i < 200'000; ++i) deep += u"d/";
-  Transaction change(0, kDomain);
-  change.SetInt(CAtlString(std::u16string_view(deep)), u"n", 1);
-  EXPECT_EQ(change.Commit().error, PrefError::kNotSerializable);
-  for (const int scope : {0, 1}) {
-    EXPECT_EQ(WritePreferenceInt(scope, CAtlString(std::u16string_view(deep)), u"n", 1, kDomain),
-              kPreferenceBadKey);
-  }
-  EXPECT_FALSE(fs::exists(SharedFile()));
 }
 
 // One file for all users, wherever their homes lie.
 TEST_F(TransactionTest, TheSharedFileIsTheSameBehindLinksInAHome) {
   const fs::path elsewhere = env_.folder() / "a longer way to elsewhere";
-  for (const char* link : {"", "Library", "Library/Preferences"}) {
+  for (const std::string link : {"home", "home/Library", "home/Library/Preferences"}) {
     SCOPED_TRACE(link);
-    fs::remove_all(SharedFile().parent_path());
-    const fs::path home = env_.folder() / "linked" / "home";
-    fs::remove_all(env_.folder() / "linked");
-    fs::remove_all(elsewhere);
+    for (const fs::path& old : {SharedFile().parent_path(), top_ / "home", elsewhere}) {
+      fs::remove_all(old);
+    }
     fs::create_directories(elsewhere);
-    fs::create_directories((home / link).lexically_normal().parent_path());
-    fs::path place = home / link;
-    if (*link == '\0') place = home;
-    fs::remove(place);
-    fs::create_symlink(elsewhere, place);
-    const ScopedVariable variable("HOME", home.string());
+    fs::create_directories(At(link).parent_path());
+    fs::create_symlink(elsewhere, At(link));
+    const ScopedVariable variable("HOME", At("home").string());
     EXPECT_EQ(WritePreferenceInt(0, u"K", u"n", 1, kDomain), 0u);
     EXPECT_EQ(OnDisk(SharedFile()), R"({"K":{"n":1}})");
   }
@@ -291,47 +244,50 @@ TEST_F(TransactionTest, ReplaceDomainKeepsTheCallersDictionary) {
 }
 
 TEST_F(TransactionTest, RefusesWhatItCannotAddressAndWaitsForTheLock) {
-  Transaction unknown(9, kDomain), refused(1, u"../x"), locked(2, kDomain);
-  for (Transaction* change : {&unknown, &refused, &locked}) change->SetInt(u"K", u"n", 1);
+  Transaction unknown(9, kDomain), refused(1, u"../x"), deep(0, kDomain), empty(0, kDomain);
+  for (Transaction* change : {&unknown, &refused}) change->SetInt(u"K", u"n", 1);
+  deep.SetInt(Deep(200'000), u"n", 1);
+  empty.DeleteKey(u"//");
   EXPECT_EQ(unknown.Commit().error, PrefError::kUnknownScope);
   EXPECT_EQ(refused.Commit().error, PrefError::kRefusedDomain);
+  EXPECT_EQ(deep.Commit().error, PrefError::kNotSerializable);
+  EXPECT_EQ(empty.Commit().error, PrefError::kEmptyPath);
+  for (const int scope : {0, 1}) {
+    EXPECT_EQ(WritePreferenceInt(scope, Deep(200'000), u"n", 1, kDomain), kPreferenceBadKey);
+  }
+  EXPECT_FALSE(fs::exists(SharedFile()));
+  Transaction locked(2, kDomain);
+  locked.SetInt(u"K", u"n", 1);
   ASSERT_TRUE(LockGlobalSharedPList(kDomain));
   EXPECT_EQ(locked.Commit().error, PrefError::kLockNotObtained);
   UnlockGlobalSharedPList(kDomain);
   EXPECT_TRUE(locked.Commit().ok());
-  EXPECT_EQ(OnDisk(SharedFile("." + std::string(kDomain))), R"({"K":{"n":1}})");
+  EXPECT_EQ(OnDisk(FileOf(2)), R"({"K":{"n":1}})");
 }
 
 TEST_F(TransactionTest, ADamagedFileStaysUnlessItIsToBeReplaced) {
-  const struct {
-    std::string bytes;
-    PrefError error;
-  } kCases[] = {{"<plist><dict>", PrefError::kDamaged},
-                {"<plist><array/></plist>", PrefError::kRootNotDictionary}};
+  const std::pair<std::string, PrefError> kCases[] = {
+      {"<plist><dict>", PrefError::kDamaged},
+      {"<plist><array/></plist>", PrefError::kRootNotDictionary}};
   for (const int scope : {0, 1, 4}) {
-    for (const auto& c : kCases) {
+    Transaction change(scope, kDomain);
+    change.SetInt(u"K", u"n", 1);
+    for (const auto& [bytes, error] : kCases) {
       const fs::path kept = FileOf(scope).string() + ".damaged";
       fs::remove(kept);
-      WriteFile(FileOf(scope), c.bytes);
-      Transaction change(scope, kDomain);
-      change.SetInt(u"K", u"n", 1);
-      EXPECT_EQ(change.Commit().error, c.error);
-      EXPECT_EQ(ReadFile(FileOf(scope)), c.bytes);
+      WriteFile(FileOf(scope), bytes);
+      EXPECT_EQ(change.Commit().error, error);
+      EXPECT_EQ(ReadFile(FileOf(scope)), bytes);
       EXPECT_TRUE(change.Commit(IfDamaged::kReplace).ok());
       EXPECT_EQ(OnDisk(FileOf(scope)), R"({"K":{"n":1}})");
-      EXPECT_EQ(ReadFile(kept), c.bytes);
+      EXPECT_EQ(ReadFile(kept), bytes);
     }
-  }
-}
-
-TEST_F(TransactionTest, TellsWhyNothingWasSaved) {
-  Transaction change(0, kDomain);
-  change.SetInt(u"K", u"n", 1);
-  fs::create_directories(SharedFile());
-  EXPECT_EQ(change.Commit().error, PrefError::kUnreadable);
-  fs::remove(SharedFile());
-  if (geteuid() != 0) {
-    fs::permissions(SharedFile().parent_path(), fs::perms::owner_read | fs::perms::owner_exec);
+    fs::remove(FileOf(scope));
+    fs::create_directories(FileOf(scope));
+    EXPECT_EQ(change.Commit().error, PrefError::kUnreadable);
+    fs::remove(FileOf(scope));
+    const WithoutRootRights without(env_.folder());
+    fs::permissions(FileOf(scope).parent_path(), fs::perms::owner_read | fs::perms::owner_exec);
     EXPECT_EQ(change.Commit().error, PrefError::kNotPermitted);
   }
 }
@@ -353,9 +309,7 @@ class MemoryEnvironment {
 
 // Sixteen processes write, some are killed on the way, and a reader watches.
 TEST_F(TransactionTest, ManyWritersLoseNothingThatWasReported) {
-  constexpr int kProcesses = 16;
-  constexpr int kValues = 50;
-  constexpr int kKilled = 4;
+  constexpr int kProcesses = 16, kValues = 50, kKilled = 4;
   const MemoryEnvironment memory;
   const fs::path file = PreferenceFilePath(0, kDomain);
   WritePlist(file, R"({"Untouched":{"n":"v"}})");
@@ -373,8 +327,7 @@ TEST_F(TransactionTest, ManyWritersLoseNothingThatWasReported) {
       path.Format(u"Software/P%d", i % 4);
       for (int value = 0; value < kValues; ++value) {
         name.Format(u"p%d-%d", i, value);
-        while (WritePreferenceInt(0, path, name, value, kDomain) != 0) {
-        }
+        while (WritePreferenceInt(0, path, name, value, kDomain) != 0) continue;
         std::fprintf(report, "P%d p%d-%d %d\n", i % 4, i, value, value);
         std::fflush(report);
       }
