@@ -141,6 +141,22 @@ void AppendPropertyListText(std::string& xml, std::u16string_view text) {
   }
 }
 
+std::string EscapedSurrogates(std::u16string_view text) {
+  std::string utf8;
+  utf8.reserve(3 * text.size());
+  for (size_t i = 0; i < text.size(); ++i) {
+    const char16_t unit = text[i];
+    if (IsHighSurrogate(unit) && i + 1 < text.size() && IsLowSurrogate(text[i + 1])) {
+      AppendCharacter(utf8, FromSurrogates(unit, text[++i]));
+    } else if (IsSurrogate(unit) || (unit == kEscape && EscapedUnit(text, i + 1) >= 0)) {
+      AppendEscape(utf8, unit);
+    } else {
+      AppendCharacter(utf8, unit);
+    }
+  }
+  return utf8;
+}
+
 void UnescapePropertyListText(std::u16string& text) {
   size_t out = text.find(kEscape);
   if (out == std::u16string::npos) return;

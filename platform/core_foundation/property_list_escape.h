@@ -19,7 +19,11 @@ void AppendPropertyListAscii(std::string& xml, std::string_view text);
 // first byte that is not plain, "<" included.
 size_t PlainPropertyListText(std::string_view xml, size_t position);
 
-// Undoes the escapes in place.
+// UTF-8 of a text for a form that carries controls, but no lone surrogates: those, and what would
+// read as an escape, are escaped.
+std::string EscapedSurrogates(std::u16string_view text);
+
+// Undoes the escapes of either in place.
 void UnescapePropertyListText(std::u16string& text);
 
 }  // namespace orvik

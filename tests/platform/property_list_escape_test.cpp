@@ -50,6 +50,8 @@ TEST(PropertyListEscape, ComesBackAndLeavesForeignTextAlone) {
     ASSERT_NE(written, nullptr);
     const std::u16string in_file = static_cast<const NSString*>(written.get())->ToUnits();
     ASSERT_EQ(Unescaped(in_file), text);
+    const OwnedObject exchanged(NSString::NewFromUtf8(EscapedSurrogates(text)));
+    ASSERT_EQ(Unescaped(static_cast<const NSString*>(exchanged.get())->ToUnits()), text);
     if (!xml_can_carry) continue;
     const OwnedObject foreign = StringOf(Unescaped(text));
     const OwnedObject again(

@@ -9,6 +9,7 @@
 #include "platform/core_foundation/data.h"
 #include "platform/core_foundation/date.h"
 #include "platform/core_foundation/number.h"
+#include "platform/core_foundation/property_list_escape.h"
 #include "platform/foundation/ns_number.h"
 #include "tools/orvikprefs/text.h"
 #include "tools/orvikprefs/values.h"
@@ -17,41 +18,6 @@
 namespace orvik::prefstool {
 
 namespace {
-
-constexpr char16_t kEscape = 0xFDD0;
-
-bool IsHex(char16_t unit) {
-  return (unit >= '0' && unit <= '9') || (unit >= 'A' && unit <= 'F');
-}
-
-bool IsEscapeAt(std::u16string_view text) {
-  return text.size() >= 5 && text[0] == kEscape && IsHex(text[1]) && IsHex(text[2]) &&
-         IsHex(text[3]) && IsHex(text[4]);
-}
-
-// UTF-8 of a string that is not ASCII, lone surrogates escaped.
-std::string WideText(CFStringRef string) {
-  static constexpr char16_t kDigits[] = u"0123456789ABCDEF";
-  const CAtlString units(string);
-  const std::u16string_view text = units.View();
-  std::u16string escaped;
-  escaped.reserve(text.size());
-  for (std::size_t i = 0; i < text.size(); ++i) {
-    const char16_t unit = text[i];
-    const bool pair = unit >= 0xD800 && unit < 0xDC00 && i + 1 < text.size() &&
-                      text[i + 1] >= 0xDC00 && text[i + 1] <= 0xDFFF;
-    if (pair) {
-      escaped += unit;
-      escaped += text[++i];
-    } else if ((unit >= 0xD800 && unit <= 0xDFFF) || IsEscapeAt(text.substr(i))) {
-      escaped += kEscape;
-      for (int shift = 12; shift >= 0; shift -= 4) escaped += kDigits[(unit >> shift) & 15];
-    } else {
-      escaped += unit;
-    }
-  }
-  return ToUtf8(CAtlString(std::u16string_view(escaped)));
-}
 
 void WriteWrapped(JsonWriter& writer, const char* name, std::string_view text) {
   writer.BeginObject().Name(name).Text(text).EndObject();
@@ -132,7 +98,7 @@ class TreeWriter {
   // Valid up to the next call.
   const std::string& Text(CFStringRef string) {
     text_.resize(static_cast<std::size_t>(CFStringGetLength(string)));
-    if (!CopyAscii(string, text_.data())) text_ = WideText(string);
+    if (!CopyAscii(string, text_.data())) text_ = EscapedSurrogates(CAtlString(string).View());
     return text_;
   }
 
