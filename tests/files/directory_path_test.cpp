@@ -7,6 +7,7 @@
 #include <set>
 
 #include "files/directory_manipulator.h"
+#include "files/edition.h"
 #include "files/file_manipulator.h"
 #include "tests/files/support.h"
 
@@ -38,17 +39,15 @@ TEST(DirectoryPath, AddsAndRemovesComponents) {
 }
 
 TEST(DirectoryPath, ComparesAndContains) {
-  const struct {
-    const char16_t *path, *other;
-    BOOL inside;
-  } cases[] = {{u"/Users/Ann", u"/users", TRUE},
-               {u"/a/bc", u"/a/b", TRUE},
-               {u"/a", u"/a", TRUE},
-               {u"/a", u"/a/b", FALSE},
-               {u"", u"", FALSE},
-               {u"/a", u"", FALSE},
-               {u"", u"/a", FALSE},
-               {u"/b/a", u"/a", FALSE}};
+  const std::tuple<const char16_t*, const char16_t*, BOOL> cases[] = {
+      {u"/Users/Ann", u"/users", TRUE},
+      {u"/a/bc", u"/a/b", TRUE},
+      {u"/a", u"/a", TRUE},
+      {u"/a", u"/a/b", FALSE},
+      {u"", u"", FALSE},
+      {u"/a", u"", FALSE},
+      {u"", u"/a", FALSE},
+      {u"/b/a", u"/a", FALSE}};
   for (const auto& [path, other, inside] : cases) {
     EXPECT_EQ(Path(CAtlString(path)).IsSubdirectoryOf(CAtlString(other)), inside)
         << testing::PrintToString(path) << testing::PrintToString(other);
@@ -230,6 +229,41 @@ TEST_F(DirectoryPathOnDisk, FindsTheTemporaryFolder) {
   Path::SetTempFileDirectoryPath(Folder(env_.home()));
   EXPECT_EQ(Units(Path::GetTempFileDirectoryPath()), Units(Folder(env_.home())));
   Path::SetTempFileDirectoryPath({});
+}
+
+class Edition : public EnvironmentTest {
+ protected:
+  void TearDown() override { CPagewellEditionHelper::SetPagewellStudentMode(false); }
+
+  std::u16string Below(const char16_t* rest) const {
+    return Units(Text(env_.temp())) + u"/ORVIK Technologies" + rest;
+  }
+};
+
+TEST_F(Edition, StudentModeRenamesTheTemporaryFolders) {
+  EXPECT_EQ(Units(Path::GetORVIKDirectoryPath()), Below(u""));
+  EXPECT_EQ(Units(Path::GetPagewellTempDirectoryPath()), Below(u"/ORVIK Pagewell"));
+  EXPECT_EQ(Units(Path::GetApplicationTempFileDirectoryPath(u"orvik PAGEWELL")),
+            Below(u"/orvik PAGEWELL/TempFiles"));
+
+  CPagewellEditionHelper::SetPagewellStudentMode(true);
+  EXPECT_EQ(Units(Path::GetPagewellTempDirectoryPath()), Below(u"/ORVIK Pagewell SE"));
+  EXPECT_EQ(Units(Path::GetApplicationTempFileDirectoryPath(u"orvik PAGEWELL")),
+            Below(u"/ORVIK Pagewell SE/TempFiles"));
+  EXPECT_EQ(Units(Path::GetApplicationTempFileDirectoryPath(u"Other")), Below(u"/Other/TempFiles"));
+  EXPECT_FALSE(Stands(env_.temp() / "ORVIK Technologies"));
+}
+
+TEST_F(Edition, StoresTheUsbModeAndFolder) {
+  using Helper = CPagewellEditionHelper;
+  EXPECT_FALSE(Helper::IsPagewellStudentUSBMode());
+  EXPECT_TRUE(Helper::GetPagewellStudentUSBInstallDirectory().IsEmptyPath());
+  Helper::SetPagewellStudentUSBMode(true);
+  Helper::SetPagewellStudentUSBInstallDirectory(COrvikDirectoryPath(u"/Volumes/U/"));
+  EXPECT_TRUE(Helper::IsPagewellStudentUSBMode());
+  EXPECT_EQ(Units(Helper::GetPagewellStudentUSBInstallDirectory()), u"/Volumes/U");
+  Helper::SetPagewellStudentUSBMode(false);
+  Helper::SetPagewellStudentUSBInstallDirectory({});
 }
 
 }  // namespace

@@ -63,15 +63,12 @@ TEST_F(FileManipulator, ReadsIntoABuffer) {
 }
 
 TEST_F(FileManipulator, ReadsIntoAString) {
-  const struct {
-    std::string content;
-    const char* prefix;
-    std::string text;
-  } cases[] = {{"hello", nullptr, "hello"},
-               {"hello", "say ", "say hello"},
-               {"", "just this", "just this"},
-               {"", nullptr, ""},
-               {std::string("ab\0cd", 5), "x", "xab"}};
+  const std::tuple<std::string, const char*, std::string> cases[] = {
+      {"hello", nullptr, "hello"},
+      {"hello", "say ", "say hello"},
+      {"", "just this", "just this"},
+      {"", nullptr, ""},
+      {std::string("ab\0cd", 5), "x", "xab"}};
   const auto read = [](const COrvikFilePath& file, CAtlStringA& text, const char* prefix) {
     return Manipulator::ReadAsciiFileIntoAsciiString(file, text, prefix);
   };
@@ -94,18 +91,14 @@ TEST_F(FileManipulator, ReadsIntoAString) {
 
 TEST_F(FileManipulator, WritesBytes) {
   const COrvikFilePath f = File(At("f"));
-  const struct {
-    COrvikFilePath file;
-    const char* bytes;
-    unsigned long count;
-    HRESULT result;
-  } cases[] = {{f, "", 0, E_INVALIDARG},
-               {f, nullptr, 3, E_INVALIDARG},
-               {{}, "abc", 3, E_INVALIDARG},
-               {File(At("")), "abc", 3, E_INVALIDARG},
-               {COrvikFilePath(u"/dev/full"), "abc", 3, E_INVALIDARG},
-               {f, "abcdef", 6, S_OK},
-               {f, "x\0y", 3, S_OK}};
+  const std::tuple<COrvikFilePath, const char*, unsigned long, HRESULT> cases[] = {
+      {f, "", 0, E_INVALIDARG},
+      {f, nullptr, 3, E_INVALIDARG},
+      {{}, "abc", 3, E_INVALIDARG},
+      {File(At("")), "abc", 3, E_INVALIDARG},
+      {COrvikFilePath(u"/dev/full"), "abc", 3, E_INVALIDARG},
+      {f, "abcdef", 6, S_OK},
+      {f, "x\0y", 3, S_OK}};
   for (const auto& [file, bytes, count, result] : cases) {
     EXPECT_EQ(Manipulator::WriteAsciiStringToFile(file, bytes, count), result) << count;
     EXPECT_EQ(Stands(At("f")), result == S_OK);
@@ -303,18 +296,15 @@ TEST_F(FileManipulator, FindsSpecialFolders) {
   fs::create_directories(env_.home() / "Library/Application Support");
   fs::create_directories(env_.system_root() / "Applications");
   const fs::path fallback = env_.temp() / "ORVIK Technologies/c/TempFiles";
-  const struct {
-    int number;
-    const char16_t* sub_name;
-    fs::path folder;
-  } cases[] = {{5, u"My/Own", env_.home() / "Documents/My/Own"},
-               {12, u"", env_.home() / "Documents"},
-               {26, u"a", env_.home() / "Library/Application Support/a"},
-               {38, u"b", env_.system_root() / "Applications/b"},
-               {16, u"c", fallback},  // a desktop that does not exist
-               {0, u"c", fallback},
-               {-1, u"c", fallback},
-               {39, u"c", fallback}};
+  const std::tuple<int, const char16_t*, fs::path> cases[] = {
+      {5, u"My/Own", env_.home() / "Documents/My/Own"},
+      {12, u"", env_.home() / "Documents"},
+      {26, u"a", env_.home() / "Library/Application Support/a"},
+      {38, u"b", env_.system_root() / "Applications/b"},
+      {16, u"c", fallback},  // a desktop that does not exist
+      {0, u"c", fallback},
+      {-1, u"c", fallback},
+      {39, u"c", fallback}};
   for (const auto& [number, sub_name, folder] : cases) {
     EXPECT_EQ(Units(Manipulator::GetSpecialDirectory(number, sub_name)), folder.u16string())
         << number;

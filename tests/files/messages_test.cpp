@@ -41,12 +41,7 @@ std::pair<int, AlertRequest> Show(const char16_t* message, unsigned type,
 }
 
 TEST(Messages, EveryButtonGivesItsResult) {
-  const struct {
-    unsigned type;
-    std::vector<std::string> labels;
-    std::vector<int> results;
-    int closed;
-  } sets[] = {
+  const std::tuple<unsigned, std::vector<std::string>, std::vector<int>, int> sets[] = {
       {0, {"OK"}, {1}, 1},
       {1, {"OK", "Cancel"}, {1, 2}, 2},
       {2, {"Abort", "Retry", "Ignore"}, {3, 4, 5}, 4},
@@ -70,11 +65,7 @@ TEST(Messages, EveryButtonGivesItsResult) {
 }
 
 TEST(Messages, IconAndDefaultButtonComeFromTheType) {
-  const struct {
-    unsigned type;
-    AlertLevel level;
-    int default_button;
-  } cases[] = {
+  const std::tuple<unsigned, AlertLevel, int> cases[] = {
       {0x03, AlertLevel::kPlain, 0},  {0x13, AlertLevel::kStop, 0},
       {0x23, AlertLevel::kNote, 0},   {0x33, AlertLevel::kCaution, 0},
       {0x43, AlertLevel::kNote, 0},   {0x73, AlertLevel::kCaution, 0},

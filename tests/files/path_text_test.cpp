@@ -1,9 +1,13 @@
+// Rules for paths as text.
 #include "files/path_text.h"
 
 #include <gtest/gtest.h>
 
 #include <string>
 #include <string_view>
+
+#include "files/path_rules.h"
+#include "files/wildcard.h"
 
 namespace orvik {
 namespace {
@@ -25,11 +29,7 @@ struct Buffer {
 };
 
 TEST(PathText, TakesPathsApart) {
-  const struct {
-    u16string_view path, name, folder;
-    int extension;
-    u16string_view without_slashes;
-  } cases[] = {
+  const std::tuple<u16string_view, u16string_view, u16string_view, int, u16string_view> cases[] = {
       {u"/a/b.txt", u"b.txt", u"/a", 4, u"/a/b.txt"},
       {u"/a/b/", u"b/", u"/a", -1, u"/a/b"},
       {u"/a.d/b//", u"b//", u"/a.d", -1, u"/a.d/b"},
@@ -69,17 +69,16 @@ TEST(PathText, TakesPathsApart) {
 
 TEST(PathText, JoinsWithinTheFixedBuffer) {
   const u16string longest(MAX_PATH - 1, u'x');
-  const struct {
-    u16string path, more, expected;
-  } cases[] = {{u"/a", u"b", u"/a/b"},
-               {u"/a/", u"b", u"/a/b"},
-               {u"/a", u"/b", u"/a/b"},
-               {u"/a/", u"/b", u"/a//b"},
-               {u"", u"b", u"/b"},
-               {u"/a", u"", u"/a/"},
-               {longest, u"b", longest + u"/"},
-               {longest, u"/b", longest + u"/"},
-               {longest.substr(2), u"bcd", longest.substr(2) + u"/bc"}};
+  const std::tuple<u16string, u16string, u16string> cases[] = {
+      {u"/a", u"b", u"/a/b"},
+      {u"/a/", u"b", u"/a/b"},
+      {u"/a", u"/b", u"/a/b"},
+      {u"/a/", u"/b", u"/a//b"},
+      {u"", u"b", u"/b"},
+      {u"/a", u"", u"/a/"},
+      {longest, u"b", longest + u"/"},
+      {longest, u"/b", longest + u"/"},
+      {longest.substr(2), u"bcd", longest.substr(2) + u"/bc"}};
   for (const auto& [path, more, expected] : cases) {
     Buffer buffer(path);
     EXPECT_TRUE(PathAppend(buffer.units, more.c_str()));
@@ -96,11 +95,7 @@ TEST(PathText, AddsAndRenames) {
   EXPECT_EQ(PathAddBackslash(path.units), path.units);
   PathAddBackslash(path.units);
   EXPECT_EQ(path.View(), u"/a/");
-  const struct {
-    u16string path, extension;
-    BOOL renamed;
-    u16string expected;
-  } cases[] = {
+  const std::tuple<u16string, u16string, BOOL, u16string> cases[] = {
       {u"/a/b.txt", u"md", TRUE, u"/a/b.md"},
       {u"/a/b.c", u"longer.still", TRUE, u"/a/b.longer.still"},
       {u"/a/b.txt", u"", TRUE, u"/a/b."},
@@ -140,6 +135,98 @@ TEST(PathText, Canonicalizes) {
   }
   char16_t out[2] = u"x";
   EXPECT_FALSE(PathCanonicalize(out, u""));
+}
+
+u16string Changed(void (*rule)(CAtlString&), const char16_t* text) {
+  CAtlString changed = text;
+  rule(changed);
+  return u16string(changed.View());
+}
+
+TEST(PathRules, NormalFormHasSlashesAndLosesOneAtTheEnd) {
+  const std::pair<const char16_t*, u16string> cases[] = {{u"C:\\Users\\x\\", u"C:/Users/x"},
+                                                         {u"/a//", u"/a/"},
+                                                         {u"/", u""},
+                                                         {u"", u""},
+                                                         {u"\\", u""},
+                                                         {u"a/../b", u"a/../b"},
+                                                         {u"/a\\b", u"/a/b"}};
+  for (const auto& [path, fixed] : cases) {
+    const CAtlString given = path;
+    EXPECT_EQ(FixFolderPathForPlatform(given).View(), fixed);
+    EXPECT_EQ(FixFilePathForPlatform(given).View(), fixed);
+    EXPECT_EQ(given.View(), path);
+  }
+}
+
+TEST(PathRules, TellsWhatOtherPlatformsRefuse) {
+  for (const char16_t bad : u16string(u"|><?*\":")) {
+    const CAtlString name = CAtlString(u"a") + bad;
+    EXPECT_FALSE(FileNameIsValidForAllPlatforms(name));
+    EXPECT_FALSE(FilePathIsValidForAllPlatforms(name));
+  }
+  EXPECT_TRUE(FileNameIsValidForAllPlatforms(u"a\\b/c.txt"));
+  const std::pair<const char16_t*, BOOL> paths[] = {
+      {u"C:\\dir\\file", TRUE}, {u"dir\\a:b", FALSE}, {u"C:\\a:b", FALSE}, {u"C:/dir", FALSE},
+      {u"CD:\\x", FALSE},       {u"/a/b", TRUE},      {u"", TRUE},         {u":\\", FALSE},
+      {u"a:b:\\", FALSE}};
+  for (const auto& [path, valid] : paths) {
+    EXPECT_EQ(FilePathIsValidForAllPlatforms(path), valid) << testing::PrintToString(path);
+  }
+}
+
+TEST(PathRules, RemovesWhatOtherPlatformsRefuse) {
+  EXPECT_EQ(Changed(FixFileNameInvalidCharacters, u"|a>b<c?d*e\"f:g/\\"), u"abcdefg/\\");
+  EXPECT_EQ(Changed(FixFilePathInvalidCharacters, u"C:\\a?b:c"), u"C:\\abc");
+  EXPECT_EQ(Changed(FixFilePathInvalidCharacters, u"a:b\\c"), u"ab\\c");
+  EXPECT_EQ(Changed(FixFilePathInvalidCharacters, u"?C:\\a:\\b"), u"C:\\a\\b");
+  EXPECT_EQ(Changed(FixFilePathInvalidCharacters, u":\\a"), u"\\a");
+  EXPECT_EQ(Changed(FixFilePathInvalidCharacters, u""), u"");
+}
+
+TEST(PathRules, KeepsThePathThatWasPastedLast) {
+  EXPECT_EQ(Changed(CleanupPathNameBecauseWindowsHasBugs, u"C:\\x\\D:\\y"), u"D:\\y");
+  EXPECT_EQ(Changed(CleanupPathNameBecauseWindowsHasBugs, u"C:\\y"), u"C:\\y");
+  EXPECT_EQ(Changed(CleanupPathNameBecauseWindowsHasBugs, u"C:\\x\\D:"), u"C:\\x\\D:");
+  EXPECT_EQ(Changed(CleanupPathNameBecauseWindowsHasBugs, u"abc:\\y"), u"abc:\\y");
+  EXPECT_EQ(Changed(CleanupPathNameBecauseWindowsHasBugs, u"abcd:\\y"), u"d:\\y");
+}
+
+TEST(Wildcard, MatchesWithoutGoingBack) {
+  const std::tuple<const char16_t*, const char16_t*, bool> cases[] = {
+      // The asterisk stops at the first unit that equals the next one of the pattern.
+      {u"*", u"", true},
+      {u"*", u"anything.at.all", true},
+      {u"", u"", true},
+      {u"", u"a", false},
+      {u"?", u"", false},
+      {u"data?", u"data1", true},
+      {u"data?", u"data", false},
+      {u"data?", u"data12", false},
+      {u"*.txt", u"a.txt", true},
+      {u"*.txt", u".txt", true},
+      {u"*.txt", u"a.b.txt", false},
+      {u"*.txt", u"a.TXT", false},
+      {u"*.txt", u"txt", false},
+      {u"*.*", u"a.b", true},
+      {u"*.*", u"a", false},
+      {u"a*", u"a", true},
+      {u"a*", u"b", false},
+      {u"a*c", u"abc", true},
+      {u"a*c", u"abcc", false},
+      {u"**", u"abc", true},
+      {u"***", u"abc", false},
+      {u"*b*", u"abc", true},
+      {u"[a]", u"[a]", true},
+      {u"\u00E9*", u"\u00E9t\u00E9", true},
+      // Before a question mark it takes nothing.
+      {u"*?", u"x", true},
+      {u"*?", u"xy", false},
+      {u"*?", u"", false}};
+  for (const auto& [pattern, name, matches] : cases) {
+    EXPECT_EQ(MatchesWildcard(name, pattern), matches)
+        << testing::PrintToString(pattern) << " " << testing::PrintToString(name);
+  }
 }
 
 }  // namespace

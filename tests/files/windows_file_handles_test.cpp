@@ -1,7 +1,6 @@
 #include "files/windows_file_handles.h"
 
 #include <fcntl.h>
-#include <gtest/gtest.h>
 #include <unistd.h>
 
 #include <thread>
@@ -28,19 +27,17 @@ class WindowsFileHandlesTest : public test::EnvironmentTest {
 };
 
 TEST_F(WindowsFileHandlesTest, CreationDispositions) {
-  const struct {
-    DWORD disposition;
-    bool opens_missing, opens_existing;
-  } cases[] = {{0, true, true},  {CREATE_NEW, true, false},  {CREATE_ALWAYS, true, true},
-               {3, false, true}, {OPEN_ALWAYS, false, true}, {5, false, true},
-               {6, false, true}, {0xFFFFFFFF, false, true}};
-  for (const auto& c : cases) {
-    SCOPED_TRACE(c.disposition);
+  const std::tuple<DWORD, bool, bool> cases[] = {
+      {0, true, true},  {CREATE_NEW, true, false},  {CREATE_ALWAYS, true, true},
+      {3, false, true}, {OPEN_ALWAYS, false, true}, {5, false, true},
+      {6, false, true}, {0xFFFFFFFF, false, true}};
+  for (const auto& [disposition, opens_missing, opens_existing] : cases) {
+    SCOPED_TRACE(disposition);
     fs::remove(env_.temp() / "missing");
     test::WriteFile(env_.temp() / "existing", "content");
-    EXPECT_EQ(Opens("missing", kReadWrite, 1, c.disposition), c.opens_missing);
-    EXPECT_EQ(fs::exists(env_.temp() / "missing"), c.opens_missing);
-    EXPECT_EQ(Opens("existing", kReadWrite, 1, c.disposition), c.opens_existing);
+    EXPECT_EQ(Opens("missing", kReadWrite, 1, disposition), opens_missing);
+    EXPECT_EQ(fs::exists(env_.temp() / "missing"), opens_missing);
+    EXPECT_EQ(Opens("existing", kReadWrite, 1, disposition), opens_existing);
     EXPECT_EQ(test::ReadFile(env_.temp() / "existing"), "content");
   }
   EXPECT_FALSE(Opens("no/folder", kReadWrite, 1, CREATE_ALWAYS));
@@ -50,20 +47,17 @@ TEST_F(WindowsFileHandlesTest, CreationDispositions) {
 
 TEST_F(WindowsFileHandlesTest, SharingByAccessAndShareMode) {
   test::WriteFile(env_.temp() / "f", "x");
-  const struct {
-    DWORD access, share, other_access, other_share;
-    bool both;
-  } cases[] = {
+  const std::tuple<DWORD, DWORD, DWORD, DWORD, bool> cases[] = {
       {kAccessRead, 1, kAccessReadData, 1, true},  {kAccessRead, 0, kAccessRead, 1, false},
       {kAccessReadData, 0, kAccessWrite, 1, true}, {kAccessWrite, 0, kAccessWrite, 1, false},
       {kAccessWrite, 0, kAccessRead, 1, true},     {kReadWrite, 1, kReadWrite, 1, true},
       {kReadWrite, 0, kReadWrite, 0, false},       {kReadWrite, 0, kAccessRead, 1, true},
   };
-  for (const auto& c : cases) {
-    const HANDLE first = Open("f", c.access, c.share, OPEN_EXISTING);
+  for (const auto& [access, share, other_access, other_share, both] : cases) {
+    const HANDLE first = Open("f", access, share, OPEN_EXISTING);
     ASSERT_NE(first, INVALID_HANDLE_VALUE);
-    EXPECT_EQ(Opens("f", c.other_access, c.other_share, OPEN_EXISTING), c.both)
-        << c.access << " " << c.share << " " << c.other_access << " " << c.other_share;
+    EXPECT_EQ(Opens("f", other_access, other_share, OPEN_EXISTING), both)
+        << access << " " << share << " " << other_access << " " << other_share;
     CloseHandle(first);
   }
 }

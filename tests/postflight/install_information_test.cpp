@@ -1,6 +1,8 @@
 #include "postflight/install_information.h"
 
 #include "platform/foundation/user_defaults.h"
+#include "postflight/installer_args.h"
+#include "postflight/log_sys.h"
 #include "postflight/run.h"
 #include "prefs/preferences.h"
 #include "prefs/shared_lock.h"
@@ -83,9 +85,6 @@ TEST_F(InstallInformationTest, FindsWhatCouldNotBeWritten) {
     WriteFile(file_, std::string("<plist version='1.0'>") + root + "</plist>");
     EXPECT_EQ(Missing(RecordInstallInformation(*arguments_)), kAll);
   }
-  fs::remove(file_);
-  fs::create_directories(file_);
-  EXPECT_EQ(Missing(RecordInstallInformation(*arguments_)), kAll);
 }
 
 TEST_F(InstallInformationTest, AHeldLockEndsAStrictRunWithFailure) {
@@ -106,6 +105,52 @@ TEST_F(InstallInformationTest, AHeldLockEndsAStrictRunWithFailure) {
   unsetenv("ORVIK_STRICT");
   EXPECT_EQ(RunPostflight(), 1);
   ExchangeSharedLockWait(sleeping);
+}
+
+class InstallerArgsTest : public LogTest {
+ protected:
+  ~InstallerArgsTest() override { arguments_->release(); }
+
+  std::string Joined() const {
+    const NSString* const joined = arguments_->getDestVolMountPointAndPathToInstallDest();
+    return joined == nullptr ? "none" : joined->ToUtf8();
+  }
+
+  InstallerArgs* const arguments_ = new InstallerArgs;
+};
+
+TEST_F(InstallerArgsTest, BeforeTheArgumentsAreReadThereIsNone) {
+  EXPECT_EQ(Joined(), "none");
+  arguments_->logValues();
+  EXPECT_EQ(Log(), "Options Set:\n");
+  arguments_->setDestVolMountPoint(Text("/Volumes/Data"));
+  EXPECT_EQ(Joined(), "none");
+  arguments_->logValues();
+  EXPECT_EQ(Log(), "Options Set:\n/Volumes/Data\n");
+}
+
+using LogSysTest = LogTest;
+
+TEST_F(LogSysTest, LinesAreVerbatim) {
+  logSys::notice(Text("100%s %n%d"));
+  logSys::notice(Text(""));
+  logSys::notice(Text("\xC3\xBC \xE6\x96\x87"));
+  EXPECT_EQ(Log(), "100%s %n%d\n\n\xC3\xBC \xE6\x96\x87\n");
+  const char16_t lone[] = {u'a', 0xD800, u'b', 0};
+  logSys::notice(NSString::stringWithCharacters(lone));
+  const std::string line = Log();
+  EXPECT_TRUE(line.starts_with("a") && line.ends_with("b\n")) << line;
+  logSys::notice(nullptr);
+  EXPECT_EQ(Log(), "");
+}
+
+TEST_F(LogSysTest, Banners) {
+  logSys::pipes();
+  logSys::pipes2();
+  logSys::stripes();
+  logSys::stripes2();
+  EXPECT_EQ(Log(), std::string(74, '|') + "\n" + std::string(148, '|') + "\n" +
+                       std::string(75, '/') + "\n" + std::string(150, '/') + "\n");
 }
 
 }  // namespace

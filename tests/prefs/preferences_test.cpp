@@ -100,25 +100,21 @@ TEST_F(PreferencesTest, EveryScopeOperationAndKeyPathShapeLeavesTheRightFile) {
 }
 
 TEST_F(PreferencesTest, UnknownScopesAndRefusedDomainsTouchNothing) {
-  const struct {
-    int scope;
-    CAtlString domain;
-    DWORD write, remove, remove_top, remove_key;
-  } kCases[] = {
+  const std::tuple<int, CAtlString, DWORD, DWORD, DWORD, DWORD> kCases[] = {
       {6, u"com.example.Store", 0, 2, 0, 0},  {-1, u"com.example.Store", 0, 2, 0, 0},
       {0, u"../escape", 123, 123, 123, 123},  {1, u"", 123, 123, 123, 123},
       {4, u"/etc/orvik", 123, 123, 123, 123}, {1, CAtlString(u'd', 1024), 123, 123, 123, 123},
       {2, u"./x", 123, 123, 123, 123},
   };
-  for (const auto& c : kCases) {
-    SCOPED_TRACE(c.scope);
-    EXPECT_EQ(WritePreferenceString(c.scope, u"A", u"n", u"v", c.domain), c.write);
-    EXPECT_EQ(WritePreferenceInt(c.scope, u"", u"n", 1, c.domain), c.write);
-    EXPECT_EQ(DeletePreference(c.scope, u"A", u"n", c.domain), c.remove);
-    EXPECT_EQ(DeletePreference(c.scope, u"", u"n", c.domain), c.remove_top);
-    EXPECT_EQ(RecursivePreferenceDelete(c.scope, u"A", c.domain), c.remove_key);
+  for (const auto& [scope, domain, write, remove, remove_top, remove_key] : kCases) {
+    SCOPED_TRACE(scope);
+    EXPECT_EQ(WritePreferenceString(scope, u"A", u"n", u"v", domain), write);
+    EXPECT_EQ(WritePreferenceInt(scope, u"", u"n", 1, domain), write);
+    EXPECT_EQ(DeletePreference(scope, u"A", u"n", domain), remove);
+    EXPECT_EQ(DeletePreference(scope, u"", u"n", domain), remove_top);
+    EXPECT_EQ(RecursivePreferenceDelete(scope, u"A", domain), remove_key);
     unsigned long error = 0;
-    EXPECT_EQ(GetPreferenceInt(c.scope, u"A", u"n", 17, &error, c.domain), 17);
+    EXPECT_EQ(GetPreferenceInt(scope, u"A", u"n", 17, &error, domain), 17);
     EXPECT_EQ(error, 2u);
   }
   for (const auto& entry : fs::recursive_directory_iterator(env_.folder())) {
@@ -178,18 +174,6 @@ TEST_F(PreferencesTest, ListingAppendsKeysAndValueNames) {
   std::multiset<std::string> found;
   for (const CAtlString& name : names) found.insert(Utf8(name));
   EXPECT_EQ(found, (std::multiset<std::string>{"", "Install Information", "UELogging", "before"}));
-}
-
-TEST_F(PreferencesTest, WhatOtherReadersCannotHoldCostsNothingStoredBefore) {
-  WritePreferenceString(0, u"K", u"kept", u"old", kDomain);
-  const CAtlString odd(u"a\0b\x01\xd800\xfffe\r\n", 8);
-  EXPECT_EQ(WritePreferenceString(0, u"K", odd, odd, kDomain), 0u);
-  unsigned long error = 0;
-  const CAtlString back = GetPreferenceString(0, u"K", odd, u"", &error, kDomain);
-  EXPECT_EQ(error, 0u);
-  EXPECT_EQ(back.Compare(odd), 0);
-  EXPECT_EQ(RunCommand({"xmllint", "--nonet", "--noout", SharedFile().string()}).status, 0);
-  EXPECT_EQ(Utf8(GetPreferenceString(0, u"K", u"kept", u"", &error, kDomain)), "old");
 }
 
 TEST_F(PreferencesTest, ApplicationFolders) {

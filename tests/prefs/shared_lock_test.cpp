@@ -78,11 +78,7 @@ TEST_F(SharedLockTest, RecordsThatHoldAndThatDoNot) {
   const std::string ended = std::to_string(gone.pid());
   zombie.Kill();
   gone.End();
-  const struct {
-    const char* title;
-    std::string lock, process, pid;
-    bool held;
-  } kCases[] = {
+  const std::tuple<const char*, std::string, std::string, std::string, bool> kCases[] = {
       {"a running process", "1", own, live, true},
       {"numbers as text", "\"1\"", own, "\"" + live + "\"", true},
       {"another number than 1", "-3", own, live, true},
@@ -101,14 +97,14 @@ TEST_F(SharedLockTest, RecordsThatHoldAndThatDoNot) {
       {"an array as id", "1", own, "[]", false},
       {"a number as name", "1", "7", live, false},
   };
-  for (const auto& c : kCases) {
-    SCOPED_TRACE(c.title);
-    Record(c.lock, c.process, c.pid);
-    EXPECT_EQ(IsGlobalSharedPListLocked(kDomain), c.held);
+  for (const auto& [title, lock, process, pid, held] : kCases) {
+    SCOPED_TRACE(title);
+    Record(lock, process, pid);
+    EXPECT_EQ(IsGlobalSharedPListLocked(kDomain), held);
     waits_ = 0;
-    EXPECT_EQ(LockGlobalSharedPList(kDomain), !c.held);
-    EXPECT_EQ(waits_, c.held ? 10 : 0);
-    if (!c.held) {
+    EXPECT_EQ(LockGlobalSharedPList(kDomain), !held);
+    EXPECT_EQ(waits_, held ? 10 : 0);
+    if (!held) {
       EXPECT_EQ(CopySharedLockRecord(kDomain).pid, getpid());
     }
   }

@@ -1,7 +1,14 @@
 #include "prefs/shared_preference_file.h"
 
+#include <grp.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
 #include "prefs/platform_values.h"
 #include "prefs/preferences.h"
+#include "prefs/reporting.h"
+#include "prefs/scope.h"
+#include "prefs/transaction.h"
 #include "tests/prefs/store_fixture.h"
 
 namespace orvik::test {
@@ -27,6 +34,7 @@ TEST_F(SharedPreferenceFileTest, LiesBelowTheSharedUserFolder) {
   EXPECT_EQ(LibPref_CopySharedCFURLRef(refused), nullptr);
   EXPECT_EQ(SharedPropertyList(refused), nullptr);
   EXPECT_EQ(SavePropertiesToSharedFile(NewDictionary(), refused), -4960);
+  EXPECT_EQ(SavePropertiesToSharedFile(nullptr, domain_), -4960);
   EXPECT_EQ(SharedPropertyList(nullptr), nullptr);
 }
 
@@ -78,15 +86,69 @@ TEST_F(SharedPreferenceFileTest, ADamagedFileIsReplacedByADictionaryAndKeptBesid
   EXPECT_EQ(ReadFile(kept), "<plist><dict><key>half");
 }
 
-TEST_F(SharedPreferenceFileTest, SaveReportsWhatFails) {
-  EXPECT_EQ(SavePropertiesToSharedFile(Key(u"n", u"v"), domain_), 0);
-  EXPECT_EQ(SavePropertiesToSharedFile(nullptr, domain_), -4960);
-  EXPECT_EQ(OnDisk(SharedFile()), R"({"n":"v"})");
-  const fs::path folder = SharedFile().parent_path();
-  fs::remove_all(folder);
-  WriteFile(folder, "a file where the folder should be");
-  EXPECT_NE(SavePropertiesToSharedFile(Key(u"n", u"v"), domain_), 0);
-  EXPECT_EQ(WritePreferenceString(0, u"K", u"n", u"v", kDomain), 0u);
+// Several users who share the preferences of the shared scope, as docs/prefs.md sets them up.
+constexpr uid_t kFirstUser = 30001;
+constexpr gid_t kGroup = 30000;
+
+class SeveralUsersTest : public StoreTest {
+ protected:
+  fs::path HomeOf(int number) const { return env_.folder() / ("home" + std::to_string(number)); }
+
+  // Goes on as a user of its own, in the group or not.
+  void Become(int number, bool is_member) {
+    const uid_t user = kFirstUser + static_cast<uid_t>(number);
+    const gid_t group = kGroup;
+    setenv("HOME", HomeOf(number).c_str(), 1);
+    umask(022);
+    if (setgroups(is_member ? 1 : 0, &group) != 0 || setgid(user) != 0 || setuid(user) != 0) {
+      _exit(99);
+    }
+  }
+};
+
+TEST_F(SeveralUsersTest, MembersOfTheGroupChangeOneFileAndOthersReadIt) {
+  if (geteuid() != 0) GTEST_SKIP() << "only root can act as several users";
+  constexpr int kMembers = 3;
+  fs::permissions(env_.folder(), fs::perms(0755));
+  fs::create_directories(SharedFile().parent_path());
+  ASSERT_EQ(chown(SharedFile().parent_path().c_str(), 0, kGroup), 0);
+  ASSERT_EQ(chmod(SharedFile().parent_path().c_str(), 02775), 0);
+  for (int number = 0; number <= kMembers; ++number) {
+    const uid_t user = kFirstUser + static_cast<uid_t>(number);
+    fs::create_directories(HomeOf(number));
+    ASSERT_EQ(chown(HomeOf(number).c_str(), user, user), 0);
+  }
+  const std::vector<int> statuses = InProcesses(kMembers, [&](int number) {
+    Become(number, true);
+    for (int value = 0; value < 10; ++value) {
+      CAtlString name;
+      name.Format(u"%d", value);
+      CAtlString key;
+      key.Format(u"User%d", number);
+      Transaction change(kSharedScope, kDomain);
+      change.SetInt(key, name, value);
+      const PrefStatus status = change.Commit();
+      if (!status.ok()) return static_cast<int>(status.error);
+    }
+    return 0;
+  });
+  EXPECT_EQ(statuses, std::vector<int>(kMembers, 0));
+  struct stat attributes;
+  ASSERT_EQ(stat(SharedFile().c_str(), &attributes), 0);
+  EXPECT_EQ(attributes.st_gid, kGroup);
+  EXPECT_EQ(attributes.st_mode & 0777, 0664u);
+  const PrefResult<CFDictionaryRef> all = CopyDomain(kSharedScope, kDomain);
+  ASSERT_TRUE(all.ok());
+  EXPECT_EQ(CFDictionaryGetCount(all.value), kMembers);
+
+  const int outsider = InProcesses(1, [&](int) {
+    Become(kMembers, false);
+    if (!CopyDomain(kSharedScope, kDomain).ok()) return 1;
+    Transaction change(kSharedScope, kDomain);
+    change.SetInt(u"Outsider", u"n", 1);
+    return change.Commit().error == PrefError::kNotPermitted ? 0 : 2;
+  })[0];
+  EXPECT_EQ(outsider, 0);
 }
 
 }  // namespace

@@ -59,11 +59,7 @@ TEST_F(TransactionTest, MakesAllChangesInOrderInEveryScope) {
 
 TEST_F(TransactionTest, AFailureAnywhereLeavesTheFile) {
   using enum PrefError;
-  const struct {
-    const char* title;
-    PrefError error;
-    void (*last)(T);
-  } kCases[] = {
+  const std::tuple<const char*, PrefError, void (*)(T)> kCases[] = {
       {"value on the path", kNotAKey, [](T t) { t.SetInt(u"A/s", u"x", 1); }},
       {"value as top-level key", kNotAKey, [](T t) { t.SetInt(u"top", u"x", 1); }},
       {"missing value", kNotFound, [](T t) { t.Delete(u"A", u"no", IfMissing::kFail); }},
@@ -95,18 +91,18 @@ TEST_F(TransactionTest, AFailureAnywhereLeavesTheFile) {
   for (const int scope : {0, 1, 4}) {
     WritePlist(FileOf(scope), R"({"A":{"s":"text"},"top":"t"})");
     const std::string bytes = ReadFile(FileOf(scope));
-    for (const auto& c : kCases) {
-      SCOPED_TRACE(c.title);
+    for (const auto& [title, error, last] : kCases) {
+      SCOPED_TRACE(title);
       Transaction change(scope, kDomain);
       change.SetString(u"A/new", u"n", u"v");
       change.Delete(u"", u"top-level that is not there");
-      c.last(change);
+      last(change);
       const PrefStatus status = change.Commit();
-      EXPECT_EQ(status.error, c.error);
+      EXPECT_EQ(status.error, error);
       EXPECT_EQ(status.step, 2);
       EXPECT_EQ(ReadFile(FileOf(scope)), bytes);
       TransactionResult result;
-      EXPECT_EQ(change.Rehearse(&result).error, c.error);
+      EXPECT_EQ(change.Rehearse(&result).error, error);
       EXPECT_FALSE(result.after);
     }
   }

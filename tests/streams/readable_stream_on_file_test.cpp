@@ -65,22 +65,19 @@ TEST_F(ReadableStreamOnFileTest, SeeksInsideTheFileOnly) {
   constexpr std::int64_t kMost = std::numeric_limits<std::int64_t>::max();
   constexpr std::int64_t kOutside = kSize + 1;
   // Each starts at 100.
-  const struct {
-    std::int64_t move;
-    unsigned long origin;
-    std::int64_t position;
-  } cases[] = {{0, STREAM_SEEK_SET, 0},
-               {kSize, STREAM_SEEK_SET, kSize},
-               {kSize + 1, STREAM_SEEK_SET, kOutside},
-               {-1, STREAM_SEEK_SET, kOutside},
-               {0, STREAM_SEEK_CUR, 100},
-               {-100, STREAM_SEEK_CUR, 0},
-               {-101, STREAM_SEEK_CUR, kOutside},
-               {kMost, STREAM_SEEK_CUR, kOutside},
-               {0, STREAM_SEEK_END, kSize},
-               {-1, STREAM_SEEK_END, kSize - 1},
-               {1, STREAM_SEEK_END, kOutside},
-               {kMost, STREAM_SEEK_END, kOutside}};
+  const std::tuple<std::int64_t, unsigned long, std::int64_t> cases[] = {
+      {0, STREAM_SEEK_SET, 0},
+      {kSize, STREAM_SEEK_SET, kSize},
+      {kSize + 1, STREAM_SEEK_SET, kOutside},
+      {-1, STREAM_SEEK_SET, kOutside},
+      {0, STREAM_SEEK_CUR, 100},
+      {-100, STREAM_SEEK_CUR, 0},
+      {-101, STREAM_SEEK_CUR, kOutside},
+      {kMost, STREAM_SEEK_CUR, kOutside},
+      {0, STREAM_SEEK_END, kSize},
+      {-1, STREAM_SEEK_END, kSize - 1},
+      {1, STREAM_SEEK_END, kOutside},
+      {kMost, STREAM_SEEK_END, kOutside}};
   _ULARGE_INTEGER position{};
   for (const auto& [move, origin, expected] : cases) {
     SCOPED_TRACE(testing::Message() << move << " from " << origin);

@@ -176,22 +176,6 @@ TEST_F(WritableCompressedFileStreamTest, WhatCannotBeWrittenIsNoStream) {
   EXPECT_EQ(direct->Release(), 0u);
 }
 
-TEST_F(WritableCompressedFileStreamTest, AFullVolumeFailsAndTheOldFileStays) {
-  const std::string noise = Noise(400'000);
-  for (const bool has_other_name : {false, true}) {
-    WriteFile(file_, "old");
-    if (has_other_name) fs::create_hard_link(file_, folder_ / "other");
-    const FileSizeLimit limit(100'000);
-    EXPECT_EQ(Compress(noise), E_INVALIDARG);
-    EXPECT_EQ(ReadFile(file_), "old");
-    EXPECT_EQ(Files().size(), has_other_name ? 2u : 1u);
-  }
-  // The last bytes are too many, which no write can report.
-  const FileSizeLimit limit(30'000);
-  EXPECT_EQ(Compress(noise.substr(0, 40'000)), E_FAIL);
-  EXPECT_EQ(ReadFile(file_), "old");
-}
-
 TEST_F(WritableCompressedFileStreamTest, DevicesAreWrittenInPlace) {
   for (const char16_t* device : {u"/dev/null", u"/dev/full"}) {
     CComPtr<IStream> stream =

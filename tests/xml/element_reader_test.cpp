@@ -64,10 +64,7 @@ struct Numbers {
 };
 
 TEST(ElementReaderTest, ReadsNumbersAndColors) {
-  const struct {
-    std::string value;
-    Numbers numbers;
-  } cases[] = {
+  const std::pair<std::string, Numbers> cases[] = {
       {"5x", {5, 5, true, 0}},
       {"abc", {0, 0, false, 0}},
       {"true", {0, 0, false, 0}},
@@ -197,20 +194,16 @@ TEST(ElementReaderTest, FindsChildren) {
 TEST(ElementReaderTest, FindsElementsAtAPathOfNames) {
   const Document document(
       "<r><i><x n='1'/></i><j><x n='2'/></j><i><x n='3'/><y/><x n='4'/></i></r>");
-  const struct {
-    const char* path;
-    HRESULT result;
-    std::string names;
-  } cases[] = {
+  const std::tuple<const char*, HRESULT, std::string> cases[] = {
       {"r/i/x", S_OK, "x1x3x4"}, {"/i/x", S_OK, "x1x3x4"},     {"any/j", S_OK, "j"},
       {"/i/", S_OK, ""},         {"/I/x", S_OK, ""},           {"i", E_INVALIDARG, "r"},
       {"", E_INVALIDARG, "r"},   {nullptr, E_INVALIDARG, "r"},
   };
-  for (const auto& c : cases) {
+  for (const auto& [path, result, names] : cases) {
     CAtlArray<TiXmlElement*> found;
     found.Add(document.root());
-    EXPECT_EQ(Reader::GetNamedChildNodes(document.root(), found, c.path), c.result);
-    EXPECT_EQ(NamesOf(found), c.names);
+    EXPECT_EQ(Reader::GetNamedChildNodes(document.root(), found, path), result);
+    EXPECT_EQ(NamesOf(found), names);
   }
 }
 

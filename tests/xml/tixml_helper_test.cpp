@@ -1,10 +1,13 @@
 #include "xml/tixml_helper.h"
 
+#include <algorithm>
 #include <climits>
+#include <random>
 
 #include <tinyxml.h>
 
 #include "tests/files/support.h"
+#include "xml/document_check.h"
 
 namespace orvik::test {
 namespace {
@@ -33,12 +36,7 @@ TEST(TiXmlHelperTest, LoadsAttributesOrTheirDefaults) {
   EXPECT_EQ(string(empty), u"");
   EXPECT_EQ(string(missing), u"f");
 
-  const struct {
-    const char* value;
-    int integer;
-    float decimal;
-    bool yes_by_default, no_by_default;
-  } cases[] = {
+  const std::tuple<const char*, int, float, bool, bool> cases[] = {
       {nullptr, 9, 9.5f, true, false},
       {"12abc", 12, 12, true, false},
       {"-99999999999", INT_MIN, -99999999999.f, true, false},
@@ -47,18 +45,18 @@ TEST(TiXmlHelperTest, LoadsAttributesOrTheirDefaults) {
       {"1", 1, 1, true, false},
       {"", 0, 0, true, false},
   };
-  for (const auto& c : cases) {
-    const auto element = Element(c.value);
+  for (const auto& [value, integer, decimal, yes_by_default, no_by_default] : cases) {
+    const auto element = Element(value);
     const auto boolean = [&](bool default_value) {
       return TiXmlHelper::LoadBoolAttributeFromXmlElementWithDefault(element.get(), "v",
                                                                      default_value);
     };
     EXPECT_EQ(TiXmlHelper::LoadIntAttributeFromXmlElementWithDefault(element.get(), "v", 9),
-              c.integer);
+              integer);
     EXPECT_EQ(TiXmlHelper::LoadFloatAttributeFromXmlElementWithDefault(element.get(), "v", 9.5f),
-              c.decimal);
-    EXPECT_EQ(boolean(true), c.yes_by_default);
-    EXPECT_EQ(boolean(false), c.no_by_default);
+              decimal);
+    EXPECT_EQ(boolean(true), yes_by_default);
+    EXPECT_EQ(boolean(false), no_by_default);
   }
 }
 
@@ -101,10 +99,7 @@ std::string Refusal(const std::string& text) {
 }
 
 TEST(TiXmlHelperTest, RefusesWhatIsNotWellFormedOrNotSafe) {
-  const struct {
-    std::string text;
-    const char* refusal;
-  } cases[] = {
+  const std::pair<std::string, const char*> cases[] = {
       {"<a/>", ""},
       {"\xEF\xBB\xBF<?xml version='1.0' encoding='UTF-8' standalone='yes'?>\n<a/>\n<!-- x -->", ""},
       {"<!DOCTYPE a PUBLIC '-//x' 'y.dtd'><a>&lt;&#x41;&#65;</a>", ""},
@@ -140,7 +135,7 @@ TEST(TiXmlHelperTest, RefusesWhatIsNotWellFormedOrNotSafe) {
       {Repeated("<a>", 100'000), "1:3001 elements are nested too deep"},
       {"<a " + Repeated("b='' ", 1001) + "/>", "1:9 duplicate attribute"},
   };
-  for (const auto& c : cases) EXPECT_EQ(Refusal(c.text), c.refusal) << c.text.substr(0, 80);
+  for (const auto& [text, refusal] : cases) EXPECT_EQ(Refusal(text), refusal) << text.substr(0, 80);
   std::string many = "<a";
   for (int i = 0; i <= 1000; ++i) many += " b" + std::to_string(i) + "=''";
   EXPECT_EQ(Refusal(many + "/>"), "1:1 an element has too many attributes");
@@ -166,6 +161,89 @@ TEST_F(TiXmlHelperFileTest, LoadsFilesWithTheirWhiteSpace) {
   EXPECT_EQ(TiXmlHelper::InitializeTiXmlDocumentFromFile(cut, path, &error), E_INVALIDARG);
   EXPECT_STREQ(error.reason.GetString(), "the file holds a NUL byte");
   EXPECT_EQ(TiXmlHelper::InitializeTiXmlDocumentFromFile(cut, File(env_.folder())), E_INVALIDARG);
+}
+
+struct Shape {
+  int elements = 0;
+  int depth = 0;
+  bool operator==(const Shape&) const = default;
+};
+
+Shape ShapeOf(const TiXmlElement* first) {
+  Shape shape;
+  for (const TiXmlElement* child = first; child != nullptr; child = child->NextSiblingElement()) {
+    const Shape below = ShapeOf(child->FirstChildElement());
+    shape.elements += below.elements + 1;
+    shape.depth = std::max(shape.depth, below.depth + 1);
+  }
+  return shape;
+}
+
+// Well-formed documents at random, with all that could hide markup from one of two parsers or show
+// it to one only.
+class Document {
+ public:
+  explicit Document(unsigned seed) : random_(seed) {
+    text = std::string(Pick({"", "<?xml version='1.0' encoding=\"UTF-8\"?>",
+                             "\xEF\xBB\xBF<?xml version=\"1.0\" ?>"})) +
+           Pick({"", "<!DOCTYPE a>", "<!DOCTYPE a SYSTEM '<b><b>'>",
+                 "<!DOCTYPE a [<!ENTITY x \"<b><b>\">]>", "<!DOCTYPE a PUBLIC 'x' \"'/><b>\">"});
+    AddElement(1);
+  }
+
+  std::string text;
+  Shape shape;
+
+ private:
+  const char* Pick(std::initializer_list<const char*> pieces) {
+    return pieces.begin()[random_() % pieces.size()];
+  }
+
+  void AddElement(int depth) {
+    const std::string name = Pick({"a", "_b", "\xC3\xA9\xC2\xB7", "a:b.c-1", "xml"});
+    ++shape.elements;
+    shape.depth = std::max(shape.depth, depth);
+    text += "<" + name +
+            Pick({"", " c='>'", "\tc = \"'/>\" d=''", " c='&lt;b>'", " c=']]>'",
+                  "\r\nxml='\xF0\x9F\x98\x80'"});
+    if (random_() % 4 == 0) {
+      text += "/>";
+      return;
+    }
+    text += ">";
+    for (unsigned n = random_() % 5; n > 0; --n) {
+      if (depth < 6 && random_() % 2 == 0) {
+        AddElement(depth + 1);
+      } else {
+        text += Pick({"x", "&#60;b>", "<![CDATA[<b></a>]]]]>", "<!-- <b> ->> -->", "<?p <b ?>",
+                      "<?p ><b><b>?>", "<?xmlp version='1' <b ?>", "<!---->", "<![CDATA[]]>",
+                      "<?xml-p c='>'<b>?>", "\n \xEF\xBB\xBF", "&quot;&apos;&amp;"});
+      }
+    }
+    text += "</" + name + " >";
+  }
+
+  std::mt19937 random_;
+};
+
+TEST(DocumentCheckTest, TheParserFindsTheElementsThatXmlHas) {
+  int taken = 0, refused = 0;
+  for (unsigned seed = 0; seed < 4000; ++seed) {
+    const Document document(seed);
+    XMLDocumentError error;
+    if (!CheckDocument(document.text.c_str(), &error)) {
+      ++refused;
+      ASSERT_TRUE(error.reason.Find("holds") >= 0) << error.reason.GetString() << document.text;
+      continue;
+    }
+    ++taken;
+    TiXmlDocument parsed;
+    parsed.Parse(document.text.c_str(), nullptr, TIXML_ENCODING_UTF8);
+    ASSERT_FALSE(parsed.Error()) << parsed.ErrorDesc() << " in " << document.text;
+    ASSERT_EQ(ShapeOf(parsed.FirstChildElement()), document.shape) << document.text;
+  }
+  EXPECT_GT(taken, 1000);
+  EXPECT_GT(refused, 1000);
 }
 
 }  // namespace
