@@ -47,12 +47,10 @@ TEST(AlertWindow, ButtonsKeepTheirPlacesWhicheverIsTheDefault) {
     int count, cancel, default_button;
     std::vector<int> places;  // right, left, third
     bool cancel_has_focus;
-  } cases[] = {
-      {1, -1, 0, {0}, false},      {2, -1, 0, {0, 1}, false},   {2, -1, 1, {0, 1}, true},
-      {2, 0, 0, {1, 0}, true},     {2, 0, 1, {1, 0}, false},    {3, 1, 0, {0, 1, 2}, false},
-      {3, 1, 1, {0, 1, 2}, true},  {3, 1, 2, {2, 1, 0}, false}, {3, 2, 0, {0, 2, 1}, false},
-      {3, 0, 2, {2, 0, 1}, false},
-  };
+  } cases[] = {{1, -1, 0, {0}, false},     {2, -1, 0, {0, 1}, false},   {2, -1, 1, {0, 1}, true},
+               {2, 0, 0, {1, 0}, true},    {2, 0, 1, {1, 0}, false},    {3, 1, 0, {0, 1, 2}, false},
+               {3, 1, 1, {0, 1, 2}, true}, {3, 1, 2, {2, 1, 0}, false}, {3, 2, 0, {0, 2, 1}, false},
+               {3, 0, 2, {2, 0, 1}, false}};
   for (const auto& [count, cancel, default_button, places, cancel_has_focus] : cases) {
     AlertRequest request = Question(default_button, {"a", "b", "c"});
     request.buttons.resize(static_cast<std::size_t>(count));
@@ -98,17 +96,15 @@ TEST_F(FakeProgramTest, TellsTheAnswerFromAFailure) {
   const struct {
     const char* line;
     std::optional<int> answer;  // of three buttons
-  } cases[] = {
-      {"exit $ZENITY_OK", 0},
-      {"exit $ZENITY_CANCEL", 1},
-      {"echo c; exit $ZENITY_ESC", 2},
-      {"echo c; exit $ZENITY_EXTRA", 2},
-      {"exit $ZENITY_ESC", kAlertClosed},
-      {"exit 5", std::nullopt},  // no time-out was asked for
-      {"exit 1", std::nullopt},
-      {"exit 0", std::nullopt},
-      {"kill -9 $$", std::nullopt},
-  };
+  } cases[] = {{"exit $ZENITY_OK", 0},
+               {"exit $ZENITY_CANCEL", 1},
+               {"echo c; exit $ZENITY_ESC", 2},
+               {"echo c; exit $ZENITY_EXTRA", 2},
+               {"exit $ZENITY_ESC", kAlertClosed},
+               {"exit 5", std::nullopt},  // no time-out was asked for
+               {"exit 1", std::nullopt},
+               {"exit 0", std::nullopt},
+               {"kill -9 $$", std::nullopt}};
   for (const auto& [line, answer] : cases) {
     Install(line);
     EXPECT_EQ(AskInWindow(Question(1, {"a", "b", "c"})), answer) << line;

@@ -160,9 +160,7 @@ TEST_F(TreeRemovalTest, NeverLeavesATreeThatIsChangedMeanwhile) {
   for (int i = 0; i < 50; ++i) WriteFile(top_ / "outside" / std::to_string(i), "kept");
   std::atomic<bool> done{false};
   for (int round = 0; round < 20; ++round) {
-    for (int i = 0; i < 50; ++i) {
-      WriteFile(top_ / "tree/a/folder" / std::to_string(i), "");
-    }
+    for (int i = 0; i < 50; ++i) WriteFile(top_ / "tree/a/folder" / std::to_string(i), "");
     done = false;
     std::thread other([&] {
       std::error_code error;

@@ -62,16 +62,14 @@ TEST_F(ForksTest, OpeningsThatExcludeEachOther) {
     SInt8 second;
     OSErr expected;
   };
-  const Case cases[] = {
-      {fsRdPerm, fsRdPerm, noErr},       {fsRdPerm, fsRdWrPerm, noErr},
-      {fsWrPerm, fsWrPerm, noErr},       {fsRdWrShPerm, fsRdWrShPerm, noErr},
-      {fsRdWrPerm, fsRdPerm, noErr},     {fsRdWrPerm, fsRdWrPerm, opWrErr},
-      {fsRdWrPerm, fsWrPerm, opWrErr},   {fsRdWrShPerm, fsRdWrPerm, opWrErr},
-      {fsRdDenyPerm, fsRdPerm, permErr}, {fsRdPerm, fsRdDenyPerm, permErr},
-      {fsRdDenyPerm, fsWrPerm, noErr},   {fsWrDenyPerm, fsRdPerm, noErr},
-      {fsWrDenyPerm, fsWrPerm, opWrErr}, {fsWrDenyPerm, fsRdWrShPerm, opWrErr},
-      {fsWrPerm, fsWrDenyPerm, opWrErr}, {fsCurPerm, fsCurPerm, noErr},
-  };
+  const Case cases[] = {{fsRdPerm, fsRdPerm, noErr},       {fsRdPerm, fsRdWrPerm, noErr},
+                        {fsWrPerm, fsWrPerm, noErr},       {fsRdWrShPerm, fsRdWrShPerm, noErr},
+                        {fsRdWrPerm, fsRdPerm, noErr},     {fsRdWrPerm, fsRdWrPerm, opWrErr},
+                        {fsRdWrPerm, fsWrPerm, opWrErr},   {fsRdWrShPerm, fsRdWrPerm, opWrErr},
+                        {fsRdDenyPerm, fsRdPerm, permErr}, {fsRdPerm, fsRdDenyPerm, permErr},
+                        {fsRdDenyPerm, fsWrPerm, noErr},   {fsWrDenyPerm, fsRdPerm, noErr},
+                        {fsWrDenyPerm, fsWrPerm, opWrErr}, {fsWrDenyPerm, fsRdWrShPerm, opWrErr},
+                        {fsWrPerm, fsWrDenyPerm, opWrErr}, {fsCurPerm, fsCurPerm, noErr}};
   for (const Case& c : cases) {
     const FSIORefNum first = Open(top_ / "f", c.first);
     ASSERT_EQ(status_, noErr);

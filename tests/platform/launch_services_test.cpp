@@ -33,8 +33,7 @@ TEST_F(LaunchServicesTest, FlagsOfEveryKindOfItem) {
       {"Good.app", kApplication | kLSItemInfoIsNativeApp},
       {"Empty.app", 0},
       {"link", 0},
-      {"pipe", 0},
-  };
+      {"pipe", 0}};
   for (const auto& [name, expected] : cases) {
     const FSRef ref = RefOf(top_ / name);
     LSItemInfoRecord info;

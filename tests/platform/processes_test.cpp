@@ -49,9 +49,7 @@ TEST(ProcessesTest, AZombieAndAReusedIdAreNotTheProcess) {
   EXPECT_EQ(GetProcessForPID(child, &process), procNotFound);
   EXPECT_EQ(GetProcessPID(&process, &pid), procNotFound);
   other.End();
-  for (const pid_t none : {0, -1, child}) {
-    EXPECT_EQ(GetProcessForPID(none, &process), procNotFound);
-  }
+  for (const pid_t none : {0, -1, child}) EXPECT_EQ(GetProcessForPID(none, &process), procNotFound);
 }
 
 TEST(ProcessesTest, AThreadIsNoProcess) {

@@ -73,8 +73,7 @@ TEST_F(PropertyListFileTest, OnlyWhatDoesNotExistIsMissing) {
          WriteFile(file, "");
          fs::resize_file(file, std::uintmax_t{1} << 40);
        },
-       EFBIG},
-  };
+       EFBIG}};
   for (const auto& c : kCases) {
     SCOPED_TRACE(c.title);
     fs::remove_all(file_.parent_path());

@@ -104,8 +104,7 @@ TEST(PropertyListHostile, BinaryReferencesAreFollowedWithCare) {
       {"\x5F\x13\xFF\xFF\xFF\xFF\xFF\xFF\xFF\xFF"s},
       {"\x00"s},      // null
       {"\x1F\x00"s},  // an integer of 2^15 bytes
-      {"\x32\x00\x00\x00\x00"s},
-  };
+      {"\x32\x00\x00\x00\x00"s}};
   for (const auto& objects : refused) EXPECT_EQ(DescribeBytes(Binary(objects)), "nothing");
   // Thirty arrays, each of the next one eight times.
   std::vector<std::string> doubling;

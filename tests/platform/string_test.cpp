@@ -1,9 +1,12 @@
 #include "platform/foundation/ns_string.h"
 
 #include <climits>
+#include <set>
 
 #include "platform/core_foundation/owned.h"
+#include "platform/core_foundation/string.h"
 #include "platform/foundation/autorelease_pool.h"
+#include "platform/foundation/string_hash.h"
 #include "tests/support/test_environment.h"
 
 namespace orvik::test {
@@ -102,22 +105,20 @@ TEST(String, Numbers) {
     const char16_t* text;
     int integer;
     double real;
-  } const cases[] = {
-      {u"", 0, 0},
-      {u"12", 12, 12},
-      {u" \t\n-7x", -7, -7},
-      {u"+5", 5, 5},
-      {u"--5", 0, 0},
-      {u"\u300042", 42, 42},
-      {u"\x0661", 0, 0},
-      {u"3.75e2z", 3, 375},
-      {u"2147483648", INT_MAX, 2147483648.0},
-      {u".5", 0, 0.5},
-      {u"inf", 0, 0},
-      {u"0x10", 0, 0},
-      {u"1e", 1, 1},
-      {u"-99999999999999999999", INT_MIN, -1e20},
-  };
+  } const cases[] = {{u"", 0, 0},
+                     {u"12", 12, 12},
+                     {u" \t\n-7x", -7, -7},
+                     {u"+5", 5, 5},
+                     {u"--5", 0, 0},
+                     {u"\u300042", 42, 42},
+                     {u"\x0661", 0, 0},
+                     {u"3.75e2z", 3, 375},
+                     {u"2147483648", INT_MAX, 2147483648.0},
+                     {u".5", 0, 0.5},
+                     {u"inf", 0, 0},
+                     {u"0x10", 0, 0},
+                     {u"1e", 1, 1},
+                     {u"-99999999999999999999", INT_MIN, -1e20}};
   for (const auto& one : cases) {
     EXPECT_EQ(Units(one.text)->intValue(), one.integer) << testing::PrintToString(one.text);
     EXPECT_EQ(Units(one.text)->doubleValue(), one.real) << testing::PrintToString(one.text);
@@ -136,6 +137,131 @@ TEST(String, MakesNewTexts) {
   EXPECT_EQ(a->stringByAppendingString(Units(u"\xE9").get())->ToUnits(), u"ab\xE9");
   EXPECT_EQ(a->stringByAppendingString(nullptr)->ToUnits(), u"ab");
   EXPECT_EQ(NSString::stringWithUTF8String("\xFF"), nullptr);
+}
+
+CFRange Whole(const Text& string) {
+  return CFRangeMake(0, string->length());
+}
+
+TEST(CFString, ConstantsAreOneObject) {
+  EXPECT_EQ(CFSTR(u"one"), CFSTR(u"one"));
+  EXPECT_NE(CFSTR(u"one"), CFSTR(u"two"));
+}
+
+TEST(CFString, CreatesFromBytes) {
+  const auto make = [](std::string_view bytes, CFStringEncoding encoding, bool external = false) {
+    return Owned<const NSString>(
+        CFStringCreateWithBytes(nullptr, reinterpret_cast<const UInt8*>(bytes.data()),
+                                static_cast<CFIndex>(bytes.size()), encoding, external));
+  };
+  EXPECT_EQ(make("\xE9", kCFStringEncodingMacRoman)->ToUnits(), u"\xC8");
+  EXPECT_EQ(make("\xE9", kCFStringEncodingASCII), nullptr);
+  EXPECT_EQ(make("\xEF\xBB\xBFx", kCFStringEncodingUTF8, true)->ToUnits(), u"x");
+  EXPECT_EQ(make("\xEF\xBB\xBFx", kCFStringEncodingUTF8)->ToUnits(), u"\xFEFFx");
+  EXPECT_EQ(make("x", 0x12345), nullptr);
+  EXPECT_EQ(CFStringCreateWithBytes(nullptr, nullptr, -1, kCFStringEncodingUTF8, false), nullptr);
+}
+
+TEST(CFString, CStringsFitOrFail) {
+  const Text string = Units(u"a\xE9");
+  char buffer[8] = "XXXXXXX";
+  EXPECT_TRUE(CFStringGetCString(string.get(), buffer, 4, kCFStringEncodingUTF8));
+  EXPECT_STREQ(buffer, "a\xC3\xA9");
+  EXPECT_FALSE(CFStringGetCString(string.get(), buffer, 3, kCFStringEncodingUTF8));
+  EXPECT_STREQ(buffer, "");
+  EXPECT_FALSE(CFStringGetCString(string.get(), buffer, 8, kCFStringEncodingASCII));
+}
+
+TEST(CFString, GetsWholeCharactersOnly) {
+  const Text string = Units(u"a\x20AC\xD83D\xDE00");
+  UInt8 buffer[16];
+  for (CFIndex room = 0; room <= 9; ++room) {
+    CFIndex used = -1;
+    const CFIndex units = CFStringGetBytes(string.get(), Whole(string), kCFStringEncodingUTF8, '?',
+                                           false, buffer, room, &used);
+    EXPECT_EQ(used, room >= 8 ? 8 : room >= 4 ? 4 : room >= 1 ? 1 : 0) << room;
+    EXPECT_EQ(units, room >= 8 ? 4 : room >= 4 ? 2 : room >= 1 ? 1 : 0) << room;
+  }
+  CFIndex used = 0;
+  EXPECT_EQ(
+      CFStringGetBytes(string.get(), {1, 3}, kCFStringEncodingASCII, '?', false, nullptr, 0, &used),
+      3);
+  EXPECT_EQ(used, 2);
+}
+
+TEST(CFString, FormatsObjects) {
+  const Owned<const NSString> text(CFStringCreateWithFormat(
+      nullptr, nullptr, CFSTR(u"%@|%.1@|%@"), CFSTR(u"c\x20AC"), CFSTR(u"xyz"), nullptr));
+  EXPECT_EQ(text->ToUnits(), u"c\x20AC|x|(null)");
+}
+
+TEST(CFString, Finds) {
+  struct {
+    const char16_t *where, *text;
+    CFRange range;
+    CFStringCompareFlags options;
+    CFIndex location;  // -1: not found
+    CFIndex length;
+  } const cases[] = {{u"abcabc", u"bc", {0, 6}, 0, 1, 2},
+                     {u"abcabc", u"bc", {2, 100}, 0, 4, 2},
+                     {u"abcabc", u"BC", {0, 6}, 0, -1, 0},
+                     {u"abcabc", u"", {0, 6}, 0, -1, 0},
+                     {u"abcabc", u"bc", {100, 1}, 0, -1, 0},
+                     {u"xSTRASSEx", u"stra\u00DFe", {0, 9}, kCFCompareCaseInsensitive, 1, 7},
+                     {u"stra\u00DFe", u"SSE", {0, 6}, kCFCompareCaseInsensitive, 4, 2},
+                     {u"\xDF", u"s", {0, 1}, kCFCompareCaseInsensitive, -1, 0},
+                     {u"", u"a", {0, 0}, kCFCompareCaseInsensitive, -1, 0},
+                     {u"aAa", u"A", {1, 2}, kCFCompareCaseInsensitive, 1, 1}};
+  for (const auto& one : cases) {
+    CFRange found{-1, 0};
+    EXPECT_EQ(CFStringFindWithOptions(Units(one.where).get(), Units(one.text).get(), one.range,
+                                      one.options, &found) != 0,
+              one.location >= 0);
+    EXPECT_EQ(found.location, one.location) << testing::PrintToString(one.where);
+    EXPECT_EQ(found.length, one.length);
+  }
+}
+
+TEST(CFString, ComparesByTheOptions) {
+  const auto compare = [](std::u16string_view a, std::u16string_view b,
+                          CFStringCompareFlags options) {
+    return CFStringCompare(Units(a).get(), Units(b).get(), options);
+  };
+  EXPECT_EQ(compare(u"a", u"A", 0), kCFCompareGreaterThan);
+  EXPECT_EQ(compare(u"\xE9", u"e\x301", 0), kCFCompareGreaterThan);
+  EXPECT_EQ(compare(u"\x3A3", u"\x3C2", kCFCompareCaseInsensitive), kCFCompareEqualTo);
+  EXPECT_EQ(compare(u"a", u"B", kCFCompareCaseInsensitive), kCFCompareLessThan);
+}
+
+// Keys that meet under a hash of multiplications and shifts alone, whatever it starts with: in each
+// pair of words a change of the highest bit is undone by the next word.
+TEST(StringHash, CraftedKeysDoNotMeet) {
+  constexpr int kPairs = 12;
+  std::set<UInt32> hashes;
+  for (int choice = 0; choice < 1 << kPairs; ++choice) {
+    std::u16string key(8 * kPairs, u'a');
+    for (std::size_t pair = 0; pair < kPairs; ++pair) {
+      if ((choice >> pair & 1) == 0) continue;
+      key[8 * pair + 3] ^= 0x8000;
+      key[8 * pair + 7] ^= 0x8000;
+      key[8 * pair + 6] ^= 0x0004;
+    }
+    hashes.insert(HashOfUnits(key));
+  }
+  EXPECT_GT(hashes.size(), (1u << kPairs) - 8);
+}
+
+TEST(StringHash, BytesHaveTheHashOfTheirUnits) {
+  std::string bytes;
+  std::u16string units;
+  std::set<UInt32> hashes;
+  for (int i = 0; i < 20; ++i) {
+    EXPECT_EQ(HashOfUnits(bytes), HashOfUnits(units));
+    hashes.insert(HashOfUnits(bytes));
+    bytes += i % 2 == 0 ? '\0' : '\xE9';
+    units += i % 2 == 0 ? u'\0' : u'\xE9';
+  }
+  EXPECT_EQ(hashes.size(), 20u);
 }
 
 }  // namespace

@@ -2,7 +2,9 @@
 
 #include <gtest/gtest.h>
 
+#include <string>
 #include <string_view>
+#include <vector>
 
 #include "platform/core_foundation/owned.h"
 #include "platform/core_foundation/string.h"
@@ -12,26 +14,29 @@ namespace {
 
 using std::string_view;
 
+using Texts = std::vector<std::string>;
+
+Texts TextsOf(std::initializer_list<CAtlStringA> strings) {
+  Texts texts;
+  for (const CAtlStringA& string : strings) texts.emplace_back(string.View());
+  return texts;
+}
+
 TEST(CAtlStringA, NarrowsAndWidensAsLatin1) {
   const CAtlString wide(u"\u20AC\u00E9\u0100z");
-  const string_view expected = "?\xE9?z";
   CAtlStringA text(wide);
-  EXPECT_EQ(text.View(), expected);
-  EXPECT_EQ(CAtlStringA(wide.GetString()).View(), expected);
-  EXPECT_EQ(CAtlStringA(wide.GetString(), 2).View(), "?\xE9");
-  EXPECT_EQ(CAtlStringA(u'\u20AC', 2).View(), "??");
-  EXPECT_EQ((text = u'\u00E9').View(), "\xE9");
-  EXPECT_EQ((text = wide.GetString()).View(), expected);
-  EXPECT_EQ((text = wide).View(), expected);
+  EXPECT_EQ(TextsOf({text, CAtlStringA(wide.GetString()), CAtlStringA(wide.GetString(), 2),
+                     CAtlStringA(u'\u20AC', 2), text = u'\u00E9', text = wide.GetString(),
+                     text = u"", text = wide}),
+            (Texts{"?\xE9?z", "?\xE9?z", "?\xE9", "??", "\xE9", "?\xE9?z", "", "?\xE9?z"}));
   text += u'\u20AC';
   text += u"\u00E9";
   text += "n";
   text += 'c';
   text += text;
   EXPECT_EQ(text.View(), "?\xE9?z?\xE9nc?\xE9?z?\xE9nc");
-  EXPECT_EQ(CAtlString(CAtlStringA("\xE9\x80")).View(), u"\u00E9\u0080");
-  const CAtlString assigned = CAtlStringA("\xFF");
-  EXPECT_EQ(assigned.View(), u"\u00FF");
+  const CAtlString assigned = CAtlStringA("\xE9\x80\xFF");
+  EXPECT_EQ(assigned.View(), u"\u00E9\u0080\u00FF");
 }
 
 TEST(CAtlStringA, EveryEmptyStringIsTheSharedBlock) {
@@ -47,19 +52,9 @@ TEST(CAtlStringA, EveryEmptyStringIsTheSharedBlock) {
 TEST(CAtlStringA, JoinsEveryPairToNarrowText) {
   const CAtlStringA a("a");
   const CAtlString w(u"\u20AC");
-  EXPECT_EQ((a + a).View(), "aa");
-  EXPECT_EQ((a + "b").View(), "ab");
-  EXPECT_EQ(("b" + a).View(), "ba");
-  EXPECT_EQ((a + 'c').View(), "ac");
-  EXPECT_EQ(('c' + a).View(), "ca");
-  EXPECT_EQ((a + u'\u00E9').View(), "a\xE9");
-  EXPECT_EQ((u'\u00E9' + a).View(),
-            "\xE9"
-            "a");
-  EXPECT_EQ((a + u"w").View(), "aw");
-  EXPECT_EQ((u"w" + a).View(), "wa");
-  EXPECT_EQ((a + w).View(), "a?");
-  EXPECT_EQ((w + a).View(), "?a");
+  EXPECT_EQ(TextsOf({a + a, a + "b", "b" + a, a + 'c', 'c' + a, a + u'\u00E9', u'\u00E9' + a,
+                     a + u"w", u"w" + a, a + w, w + a}),
+            (Texts{"aa", "ab", "ba", "ac", "ca", "a\xE9", "\xE9\x61", "aw", "wa", "a?", "?a"}));
 }
 
 TEST(CAtlStringA, MeetsPlatformStringsAsMacRoman) {
@@ -79,38 +74,30 @@ TEST(CAtlStringA, MeetsPlatformStringsAsMacRoman) {
 
 TEST(CAtlStringA, ComparesAsMacRoman) {
   // U+00C4 is the byte 0x80, U+00A0 the byte 0xCA.
-  EXPECT_EQ(CAtlStringA("\x80").Compare("\xCA"), 1);
-  EXPECT_GT(CAtlStringA("\x80"), CAtlStringA("\xCA"));
-  EXPECT_EQ(CAtlStringA("\x80").Compare(u"\u00C4"), 0);
-  EXPECT_TRUE(CAtlStringA("\x80") == u"\u00C4" && u"\u00C4" == CAtlStringA("\x80"));
-  EXPECT_EQ(CAtlStringA("\x80").CompareNoCase(u"\u00E4"), 0);
-  EXPECT_EQ(CAtlStringA("a").Compare("ab"), -1);
-  EXPECT_EQ(CAtlStringA("a").Compare("A"), 1);
-  EXPECT_EQ(CAtlStringA("a").CompareNoCase(CAtlStringA("A")), 0);
-  EXPECT_EQ(CAtlStringA("a").Collate("A", false), 0);
-  EXPECT_EQ(CAtlStringA("a").Collate(CAtlStringA("A")), 1);
-  EXPECT_EQ(CAtlStringA("a").CollateNoCase(u"A"), 0);
+  const CAtlStringA a("a"), umlaut("\x80");
+  EXPECT_EQ((std::vector{umlaut.Compare("\xCA"), umlaut.Compare(u"\u00C4"), a.Compare("ab"),
+                         a.Compare("A"), a.Collate(CAtlStringA("A"))}),
+            (std::vector{1, 0, -1, 1, 1}));
+  EXPECT_EQ((std::vector{umlaut.CompareNoCase(u"\u00E4"), a.CompareNoCase(CAtlStringA("A")),
+                         a.Collate("A", false), a.CollateNoCase(u"A")}),
+            std::vector(4, 0));
+  EXPECT_TRUE(umlaut > CAtlStringA("\xCA") && umlaut == u"\u00C4" && u"\u00C4" == umlaut);
   EXPECT_TRUE(CAtlStringA() == static_cast<const char*>(nullptr));
   EXPECT_TRUE("a" < CAtlStringA("b") && CAtlStringA("b") >= u"a" && CAtlStringA("a") != "b");
 }
 
 TEST(CAtlStringA, SearchesUpToAZeroByte) {
   const CAtlStringA text("abc\0abd", 7);
-  EXPECT_EQ(text.Find("bc"), 1);
-  EXPECT_EQ(text.Find("bd"), -1);
-  EXPECT_EQ(text.Find("bd", 4), 5);
+  EXPECT_EQ((std::vector{text.Find("bc"), text.Find("bd"), text.Find("bd", 4), text.Find("a", 7),
+                         text.Find("", 2), text.Find("", 7), text.Find(CAtlStringA("c\0x", 3)),
+                         text.FindOneOf("dc"), text.FindOneOf(CAtlStringA("d"))}),
+            (std::vector{1, -1, 5, -1, 2, -1, 2, 2, -1}));
   EXPECT_EQ(text.Find('d'), 6);  // a byte is sought everywhere
-  EXPECT_EQ(text.Find("a", 7), -1);
-  EXPECT_EQ(text.Find("", 2), 2);
-  EXPECT_EQ(text.Find("", 7), -1);
-  EXPECT_EQ(text.Find(CAtlStringA("c\0x", 3)), 2);
-  EXPECT_EQ(text.FindOneOf("dc"), 2);
-  EXPECT_EQ(text.FindOneOf(CAtlStringA("d")), -1);
   EXPECT_EQ(text.ReverseFind('b'), 5);
-  EXPECT_EQ(text.SpanExcluding("d").View(), "abc");
-  EXPECT_EQ(CAtlStringA("123x4").SpanIncluding("0123456789").View(), "123");
-  EXPECT_EQ(CAtlStringA("123x4").SpanIncluding("").View(), "");
-  EXPECT_EQ(CAtlStringA("123x4").SpanExcluding(nullptr).View(), "123x4");
+  const CAtlStringA digits("123x4");
+  EXPECT_EQ(TextsOf({text.SpanExcluding("d"), digits.SpanIncluding("0123456789"),
+                     digits.SpanIncluding(""), digits.SpanExcluding(nullptr)}),
+            (Texts{"abc", "123", "", "123x4"}));
   int position = 0;
   EXPECT_EQ(CAtlStringA(",a,,b,").Tokenize(u",", position).View(), "a");
   EXPECT_EQ(CAtlStringA(",a,,b,").Tokenize(",", position).View(), "b");

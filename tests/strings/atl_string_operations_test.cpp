@@ -20,39 +20,22 @@ using std::u16string_view;
 
 TEST(CAtlStringOperations, FindLiterally) {
   const CAtlString text(u"abcb\u00E9A\u0301");
-  const struct {
-    int result;
-    int expected;
-  } cases[] = {
-      {text.Find(u'b', 2), 3},
-      {text.Find(u'b', 4), -1},
-      {text.Find('b'), 1},
-      {text.Find('\xE9'), 4},
-      {text.Find(u'b', INT_MIN), 1},
-      {text.Find(u'\u0301', 7), -1},
-      {text.Find(u"B"), -1},
-      {text.Find(u"cb"), 2},
-      {text.Find("b\xE9"), 3},
-      {text.Find(CAtlString(u"b"), 2), 3},
-      {text.Find(u"b", -3), 1},
-      {text.Find(u"b", 99), -1},
-      {text.Find(u"", 0), -1},
-      {text.Find(static_cast<const char16_t*>(nullptr)), -1},
-      {text.Find(u"A"), 5},        // a combining mark after it changes nothing
-      {text.Find(u"\u00C1"), -1},  // nor do composed forms
-      {text.FindOneOf(u"xc\u0301"), 2},
-      {text.FindOneOf("\xE9"), 4},
-      {text.FindOneOf(CAtlString(u"\u0301")), 6},
-      {text.FindOneOf(u""), -1},
-      {text.ReverseFind(u'b'), 3},
-      {text.ReverseFind('a'), 0},
-      {text.ReverseFind(u'z'), -1},
-      {CAtlString().Find(u'a'), -1},
-      {CAtlString(u"a\0b", 3).Find(u'b'), 2},
-  };
-  for (std::size_t i = 0; i < std::size(cases); ++i) {
-    EXPECT_EQ(cases[i].result, cases[i].expected) << i;
-  }
+  const auto null = static_cast<const char16_t*>(nullptr);
+  EXPECT_EQ((std::vector{text.Find(u'b', 2), text.Find(u'b', 4), text.Find('b'), text.Find('\xE9'),
+                         text.Find(u'b', INT_MIN), text.Find(u'\u0301', 7), CAtlString().Find(u'a'),
+                         CAtlString(u"a\0b", 3).Find(u'b')}),
+            (std::vector{3, -1, 1, 4, 1, -1, -1, 2}));
+  EXPECT_EQ((std::vector{text.Find(u"B"), text.Find(u"cb"), text.Find("b\xE9"),
+                         text.Find(CAtlString(u"b"), 2), text.Find(u"b", -3), text.Find(u"b", 99),
+                         text.Find(u"", 0), text.Find(null)}),
+            (std::vector{-1, 2, 3, 3, 1, -1, -1, -1}));
+  EXPECT_EQ(text.Find(u"A"), 5);        // a combining mark after it changes nothing
+  EXPECT_EQ(text.Find(u"\u00C1"), -1);  // nor do composed forms
+  EXPECT_EQ((std::vector{text.FindOneOf(u"xc\u0301"), text.FindOneOf("\xE9"),
+                         text.FindOneOf(CAtlString(u"\u0301")), text.FindOneOf(u"")}),
+            (std::vector{2, 4, 6, -1}));
+  EXPECT_EQ((std::vector{text.ReverseFind(u'b'), text.ReverseFind('a'), text.ReverseFind(u'z')}),
+            (std::vector{3, 0, -1}));
 }
 
 TEST(CAtlStringOperations, FindsAtEveryOffsetOfALongText) {
@@ -73,15 +56,22 @@ TEST(CAtlStringOperations, FindsWhatNearlyRepeatsWithoutDelay) {
   EXPECT_EQ((text + u"ab" + text).Find(sought), 350'001);
 }
 
+using Texts = std::vector<std::u16string>;
+
+Texts TextsOf(std::initializer_list<CAtlString> strings) {
+  Texts texts;
+  for (const CAtlString& string : strings) texts.emplace_back(string.View());
+  return texts;
+}
+
 TEST(CAtlStringOperations, TrimsWhiteSpaceUnitsAndSets) {
-  CAtlString text(u"\t \r\n\v\f a \u00A0 ");
-  EXPECT_EQ(text.TrimLeft().View(), u"a \u00A0 ");
-  EXPECT_EQ(text.Trim().View(), u"a \u00A0");  // a no-break space is none
-  EXPECT_EQ(CAtlString(u" \t ").TrimLeft().View(), u"");
-  EXPECT_EQ(CAtlString(u"a.,.,").TrimRight(u".,").View(), u"a");
-  EXPECT_EQ(CAtlString(u"--a-").TrimLeft('-').TrimRight(u'-').View(), u"a");
-  EXPECT_EQ(CAtlString(u"\u4E00ab").TrimLeft(CAtlString(u"a\u4E00")).View(), u"b");
-  EXPECT_EQ(CAtlString(u"b\u00E9").TrimRight("\xE9").View(), u"b");
+  CAtlString text(u"\t \r\n\v\f a \u00A0 ");  // a no-break space is no white space
+  EXPECT_EQ(TextsOf({text.TrimLeft(), text.Trim(), CAtlString(u" \t ").TrimLeft(),
+                     CAtlString(u"a.,.,").TrimRight(u".,"),
+                     CAtlString(u"--a-").TrimLeft('-').TrimRight(u'-'),
+                     CAtlString(u"\u4E00ab").TrimLeft(CAtlString(u"a\u4E00")),
+                     CAtlString(u"b\u00E9").TrimRight("\xE9")}),
+            (Texts{u"a \u00A0 ", u"a \u00A0", u"", u"a", u"a", u"b", u"b"}));
   const CAtlString shared(u"abc");
   CAtlString same = shared;
   same.TrimLeft(u"").TrimRight(static_cast<const char16_t*>(nullptr));
@@ -96,9 +86,7 @@ TEST(CAtlStringOperations, ReplacesTextAndUnits) {
   EXPECT_EQ(text.View(), u"xx");
   EXPECT_EQ(text.GetAllocLength(), 2);
   const CAtlString shared = text;
-  EXPECT_EQ(text.Replace(u"y", u"z"), 0);
-  EXPECT_EQ(text.Replace(u"", u"z"), 0);
-  EXPECT_EQ(text.Replace(u'x', u'x'), 0);
+  EXPECT_EQ(text.Replace(u"y", u"z") + text.Replace(u"", u"z") + text.Replace(u'x', u'x'), 0);
   EXPECT_EQ(text.GetString(), shared.GetString());
   EXPECT_EQ(text.Replace(u'y', u'z'), 0);  // made private all the same
   EXPECT_NE(text.GetString(), shared.GetString());
@@ -115,10 +103,8 @@ TEST(CAtlStringOperations, ReplacesTextAndUnits) {
 
 TEST(CAtlStringOperations, CutsPieces) {
   const CAtlString text(u"abc");
-  EXPECT_EQ(text.Mid(-2, 2).View(), u"ab");
-  EXPECT_EQ(text.Left(2).View(), u"ab");
-  EXPECT_EQ(text.Right(2).View(), u"bc");
-  EXPECT_EQ(text.Right(-2).View(), u"");
+  EXPECT_EQ(TextsOf({text.Mid(-2, 2), text.Left(2), text.Right(2), text.Right(-2)}),
+            (Texts{u"ab", u"ab", u"bc", u""}));
   for (const CAtlString& whole :
        {text.Left(3), text.Right(10), text.Mid(0), text.Mid(-1, INT_MAX)}) {
     EXPECT_EQ(whole.GetString(), text.GetString());
@@ -140,8 +126,7 @@ TEST(CAtlStringOperations, Tokenizes) {
       {u"ab", u"", 0, {{u"ab", -1}}},
       {u"a;b,c", u",;", 0, {{u"a", 2}, {u"b", 4}, {u"c", -1}}},
       {u"a\u4E00\u4E01b", u"\u4E01\u4E00", 0, {{u"a", 3}, {u"b", -1}}},
-      {u16string_view(u"a\0,b", 4), u",", 0, {{u16string_view(u"a\0", 2), 3}, {u"b", -1}}},
-  };
+      {u16string_view(u"a\0,b", 4), u",", 0, {{u16string_view(u"a\0", 2), 3}, {u"b", -1}}}};
   for (const auto& [text, set, start, tokens] : cases) {
     const CAtlString string(text);
     int position = start;
@@ -201,30 +186,25 @@ TEST(CAtlStringOperations, FormatsByTheTypesOfTheArguments) {
   const CAtlString wide(u"w\u20AC");
   const CAtlStringA narrow("\x80n");  // Mac OS Roman
   const struct {
-    const char16_t* format;
+    std::vector<const char16_t*> formats;
     u16string_view expected;
   } cases[] = {
-      {u"[%s|%s]", u"[w\u20AC|\u00C4n]"},
-      {u"[%S|%S]", u"[w\u20AC|\u00C4n]"},
-      {u"[%hs|%ls]", u"[w\u20AC|\u00C4n]"},
-      {u"[%5s|%-4s]", u"[   w\u20AC|\u00C4n  ]"},
-      {u"[%.1s|%.*s]", u"unchanged"},  // a text is no precision
-      {u"[%2$s|%1$s|%2$.1S]", u"[\u00C4n|w\u20AC|\u00C4]"},
-      {u"[%2$s]", u"[\u00C4n]"},
-      {u"[%@|%@]", u"[w\u20AC|\u00C4n]"},
-      {u"[%s]", u"[w\u20AC]"},
-      {u"[%s|%s|%s]", u"unchanged"},  // no third argument
-      {u"[%3$s]", u"unchanged"},
-      {u"[%d]", u"unchanged"},  // a text is no number
-      {u"[%1$s|%s]", u"unchanged"},
-  };
-  for (const auto& [format, expected] : cases) {
-    CAtlString text(u"unchanged");
-    text.Format(format, wide, narrow);
-    EXPECT_EQ(text.View(), expected) << CAtlString(format);
-    CAtlStringA bytes;
-    bytes.Format(CAtlStringA(format), CAtlStringA("w"), CAtlString(u"\u00C4n"));
-    EXPECT_EQ(bytes.IsEmpty(), expected == u"unchanged") << CAtlString(format);
+      {{u"[%s|%s]", u"[%S|%S]", u"[%hs|%ls]", u"[%@|%@]"}, u"[w\u20AC|\u00C4n]"},
+      {{u"[%5s|%-4s]"}, u"[   w\u20AC|\u00C4n  ]"},
+      {{u"[%2$s|%1$s|%2$.1S]"}, u"[\u00C4n|w\u20AC|\u00C4]"},
+      {{u"[%2$s]"}, u"[\u00C4n]"},
+      {{u"[%s]"}, u"[w\u20AC]"},
+      // A text is neither a precision nor a number, there is no third argument, no mixture.
+      {{u"[%.1s|%.*s]", u"[%d]", u"[%s|%s|%s]", u"[%3$s]", u"[%1$s|%s]"}, u"unchanged"}};
+  for (const auto& [formats, expected] : cases) {
+    for (const char16_t* const format : formats) {
+      CAtlString text(u"unchanged");
+      text.Format(format, wide, narrow);
+      EXPECT_EQ(text.View(), expected) << CAtlString(format);
+      CAtlStringA bytes;
+      bytes.Format(CAtlStringA(format), CAtlStringA("w"), CAtlString(u"\u00C4n"));
+      EXPECT_EQ(bytes.IsEmpty(), expected == u"unchanged") << CAtlString(format);
+    }
   }
   CAtlString text;
   text.Format(u"%s %s %s", std::u16string(u"a\0b", 3), std::string_view(), nullptr);

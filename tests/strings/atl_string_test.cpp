@@ -1,6 +1,6 @@
 #include "strings/atl_string.h"
 
-#include <gtest/gtest.h>
+#include <gmock/gmock.h>
 
 #include <compare>
 #include <ranges>
@@ -10,6 +10,7 @@
 #include <type_traits>
 #include <unordered_set>
 #include <utility>
+#include <vector>
 
 #include "platform/core_foundation/owned.h"
 #include "platform/core_foundation/string.h"
@@ -69,6 +70,14 @@ static_assert(std::is_nothrow_move_constructible_v<CAtlString> &&
               std::is_nothrow_move_assignable_v<CAtlStringA> &&
               std::is_nothrow_swappable_v<CAtlString>);
 
+using Texts = std::vector<std::u16string>;
+
+Texts TextsOf(std::initializer_list<CAtlString> strings) {
+  Texts texts;
+  for (const CAtlString& string : strings) texts.emplace_back(string.View());
+  return texts;
+}
+
 Owned<const NSString> PlatformString(u16string_view text) {
   return Owned<const NSString>(CFStringCreateWithCharacters(kCFAllocatorDefault, text.data(),
                                                             static_cast<CFIndex>(text.size())));
@@ -107,28 +116,23 @@ TEST(CAtlString, MadeAndAssignedFromEveryType) {
   const struct {
     CAtlString string;
     u16string_view expected;
-  } cases[] = {
-      {CAtlString(u"ab"), u"ab"},
-      {CAtlString(u"abc", 2), u"ab"},
-      {CAtlString("a\xE9"), u"a\u00E9"},
-      {CAtlString("abc", 2), u"ab"},
-      {CAtlString(u'\u4E00', 3), u"\u4E00\u4E00\u4E00"},
-      {CAtlString('\xFF', 2), u"\u00FF\u00FF"},
-      {CAtlString(platform.get()), u"p\u20AC"},
-      {CAtlStringA("\x80z"), u"\u0080z"},
-  };
+  } cases[] = {{CAtlString(u"ab"), u"ab"},
+               {CAtlString(u"abc", 2), u"ab"},
+               {CAtlString("a\xE9"), u"a\u00E9"},
+               {CAtlString("abc", 2), u"ab"},
+               {CAtlString(u'\u4E00', 3), u"\u4E00\u4E00\u4E00"},
+               {CAtlString('\xFF', 2), u"\u00FF\u00FF"},
+               {CAtlString(platform.get()), u"p\u20AC"},
+               {CAtlStringA("\x80z"), u"\u0080z"}};
   for (const auto& [string, expected] : cases) {
     EXPECT_EQ(string.View(), expected);
     EXPECT_EQ(string.GetAllocLength(), static_cast<int>(expected.size()));
   }
-  CAtlString text;
-  EXPECT_EQ((text = u"wide").View(), u"wide");
+  CAtlString text(u"wide");
   const CAtlString shared = text;
-  EXPECT_EQ((text = "\xE9").View(), u"\u00E9");
-  EXPECT_EQ((text = u'u').View(), u"u");
-  EXPECT_EQ((text = '\x80').View(), u"\u0080");
-  EXPECT_EQ((text = platform.get()).View(), u"p\u20AC");
-  EXPECT_EQ((text = CAtlStringA("n")).View(), u"n");
+  EXPECT_EQ(TextsOf({text = u"again", text = "\xE9", text = u'u', text = '\x80',
+                     text = platform.get(), text = CAtlStringA("n")}),
+            (Texts{u"again", u"\u00E9", u"u", u"\u0080", u"p\u20AC", u"n"}));
   EXPECT_EQ((text = shared).GetString(), shared.GetString());
   EXPECT_EQ(shared.View(), u"wide");
   text.GetBuffer(10);
@@ -156,16 +160,10 @@ TEST(CAtlString, KeepsZeroUnitsInside) {
 TEST(CAtlString, JoinsEveryPair) {
   const CAtlString s(u"s");
   const Wide no_text = nullptr;
-  EXPECT_EQ((s + s).View(), u"ss");
-  EXPECT_EQ((s + u"w").View(), u"sw");
-  EXPECT_EQ((u"w" + s).View(), u"ws");
-  EXPECT_EQ((s + "\xE9").View(), u"s\u00E9");
-  EXPECT_EQ(("\xE9" + s).View(), u"\u00E9s");
-  EXPECT_EQ((s + u'u').View(), u"su");
-  EXPECT_EQ((u'u' + s).View(), u"us");
-  EXPECT_EQ((s + '\xFF').View(), u"s\u00FF");
-  EXPECT_EQ(('\xFF' + s).View(), u"\u00FFs");
-  EXPECT_EQ((s + no_text).View(), u"s");
+  EXPECT_EQ(TextsOf({s + s, s + u"w", u"w" + s, s + "\xE9", "\xE9" + s, s + u'u', u'u' + s,
+                     s + '\xFF', '\xFF' + s, s + no_text}),
+            (Texts{u"ss", u"sw", u"ws", u"s\u00E9", u"\u00E9s", u"su", u"us", u"s\u00FF",
+                   u"\u00FFs", u"s"}));
   EXPECT_EQ((CAtlString() + no_text).GetString(), _afxPchNil);
 
   CAtlString all;
@@ -195,20 +193,15 @@ TEST(CAtlString, JoinsEveryPair) {
 TEST(CAtlString, ComparesStringsByUnitsAndArraysByCollation) {
   const CAtlString lower(u"a"), upper(u"A"), b(u"B");
   EXPECT_EQ(lower.Compare(upper), 1);  // by units
-  EXPECT_LT(lower.Compare(b.GetString()), 0);
-  EXPECT_LT(b, lower);
-  EXPECT_GT(b, lower.GetString());
-  EXPECT_GT(b, u"a");
-  EXPECT_LT(u"a", b);
-  EXPECT_EQ(lower.CompareNoCase(upper), 0);
-  EXPECT_EQ(lower.CompareNoCase(upper.GetString()), 0);
-  EXPECT_EQ(lower.CollateNoCase(u"A"), 0);
-  EXPECT_NE(lower.Collate(u"A", true), 0);
-  EXPECT_EQ(lower.Collate(u"A", false), 0);
-  EXPECT_EQ(lower.Collate(upper, false), 0);
-  EXPECT_EQ(lower.Collate(upper, true), 1);
-  EXPECT_EQ(CAtlString(u"Stra\u00DFe").CompareNoCase(CAtlString(u"STRASSE")), 0);
   EXPECT_EQ(CAtlString(u"a").Compare(CAtlString(u"ab")), -1);
+  EXPECT_EQ(lower.Collate(upper, true), 1);
+  EXPECT_TRUE(lower.Compare(b.GetString()) < 0 && lower.Collate(u"A", true) != 0);
+  EXPECT_TRUE(b < lower && b > lower.GetString() && b > u"a" && u"a" < b);
+  const CAtlString street(u"Stra\u00DFe");
+  const int equal[] = {lower.CompareNoCase(upper),  lower.CompareNoCase(upper.GetString()),
+                       lower.CollateNoCase(u"A"),   lower.Collate(u"A", false),
+                       lower.Collate(upper, false), street.CompareNoCase(CAtlString(u"STRASSE"))};
+  EXPECT_THAT(equal, testing::Each(0));
   EXPECT_TRUE(CAtlString() == u"" && CAtlString() == nullptr && u"" == CAtlString());
   EXPECT_TRUE(lower != upper && lower != u"b" && lower <= u"a" && lower >= lower);
   // Composed and decomposed: different units, the same for the collation.

@@ -179,8 +179,7 @@ TEST(UnicodeConversions, UnpairedSurrogates) {
       {u"a\xDE00", sourceIllegal, 1, conversionOK, "a\xED\xB8\x80"},
       {u"\xD83Dz", sourceIllegal, 0, conversionOK, "\xED\xA0\xBDz"},
       {u"\xDE00\xD83D", sourceIllegal, 0, sourceExhausted, "\xED\xB8\x80"},
-      {u"\xD83D\xD83D\xDE00", sourceIllegal, 0, conversionOK, "\xED\xA0\xBD\xF0\x9F\x98\x80"},
-  };
+      {u"\xD83D\xD83D\xDE00", sourceIllegal, 0, conversionOK, "\xED\xA0\xBD\xF0\x9F\x98\x80"}};
   for (const auto& one : cases) {
     const auto strict = ToUtf8(one.text);
     EXPECT_EQ(strict.result, one.strict);

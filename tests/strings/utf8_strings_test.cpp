@@ -7,6 +7,8 @@
 #include <string>
 #include <string_view>
 
+#include "strings/checked_conversions.h"
+
 namespace orvik {
 namespace {
 
@@ -17,15 +19,13 @@ TEST(Utf8Strings, ConvertsBothWays) {
   const struct {
     string_view utf8;
     u16string_view wide;
-  } cases[] = {
-      {"", u""},
-      {"plain", u"plain"},
-      {"\xC3\xA9", u"\u00E9"},
-      {"\xE4\xB8\x80\xF0\x9F\x98\x80!", u"\u4E00\U0001F600!"},
-      {string_view("a\0b", 3), u16string_view(u"a\0b", 3)},
-      {"\xEF\xBB\xBF", u"\uFEFF"},
-      {"\x7F\xC2\x80\xDF\xBF\xE0\xA0\x80\xEF\xBF\xBF", u"\u007F\u0080\u07FF\u0800\uFFFF"},
-  };
+  } cases[] = {{"", u""},
+               {"plain", u"plain"},
+               {"\xC3\xA9", u"\u00E9"},
+               {"\xE4\xB8\x80\xF0\x9F\x98\x80!", u"\u4E00\U0001F600!"},
+               {string_view("a\0b", 3), u16string_view(u"a\0b", 3)},
+               {"\xEF\xBB\xBF", u"\uFEFF"},
+               {"\x7F\xC2\x80\xDF\xBF\xE0\xA0\x80\xEF\xBF\xBF", u"\u007F\u0080\u07FF\u0800\uFFFF"}};
   for (const auto& [utf8, wide] : cases) {
     const CAtlString made = MakeWideStringFromUTF8String(CAtlStringA(utf8));
     EXPECT_EQ(made.View(), wide);
@@ -76,6 +76,53 @@ TEST(Utf8Strings, RefusesOrReplacesWhatCannotBeConverted) {
   }
   EXPECT_EQ(MakeUTF8StringFromUnicodeString(u"a\xD800z\xDC00").View(), "a?z?");
   EXPECT_EQ(MakeUTF8StringFromUnicodeString(u"\xDC00\xD800").View(), "??");
+}
+
+TEST(CheckedConversions, SayWhereUtf8IsMalformed) {
+  const struct {
+    string_view source;
+    u16string_view target;
+    ConversionResult status;
+    std::size_t position;
+  } cases[] = {{string_view("a\0\xC3\xA9", 4), u16string_view(u"a\0\u00E9", 3), conversionOK, 4},
+               {"\xF0\x9F\x98\x80", u"\U0001F600", conversionOK, 4},
+               {{}, u"", conversionOK, 0},
+               {"ab\xFF", u"old", sourceIllegal, 2},
+               {"\xE4\xB8\x80\xED\xA0\x80", u"old", sourceIllegal, 3},
+               {"ab\xE4\xB8", u"old", sourceExhausted, 2}};
+  for (const auto& [source, target, status, position] : cases) {
+    CAtlString text(u"old");
+    const ConversionReport report = WideFromUtf8(source, text);
+    EXPECT_EQ(report.status, status);
+    EXPECT_EQ(report.position, position);
+    EXPECT_EQ(text, target);
+    CAtlStringA back;
+    EXPECT_EQ(report && Utf8FromWide(text, back) && back == source, status == conversionOK);
+  }
+}
+
+TEST(CheckedConversions, SayWhichUnitHasNoCounterpart) {
+  const struct {
+    ConversionReport (*convert)(TextView<char16_t>, CAtlStringA&);
+    u16string_view source;
+    string_view target;
+    ConversionResult status;
+    std::size_t position;
+  } cases[] = {{Utf8FromWide, u"\xDC00", "old", sourceIllegal, 0},
+               {Utf8FromWide, u"a\u00E9\xD800z", "old", sourceIllegal, 2},
+               {Utf8FromWide, u"a\xD800", "old", sourceExhausted, 1},
+               {Latin1FromWide, u"a\u00E9", "a\xE9", conversionOK, 2},
+               {Latin1FromWide, u"\u00E9\u20AC", "old", sourceIllegal, 1},
+               {MacRomanFromWide, u"a\u00C4", "a\x80", conversionOK, 2},
+               {MacRomanFromWide, u"\u4E00", "old", sourceIllegal, 0},
+               {MacRomanFromWide, u"", "", conversionOK, 0}};
+  for (const auto& [convert, source, target, status, position] : cases) {
+    CAtlStringA text("old");
+    const ConversionReport report = convert(source, text);
+    EXPECT_EQ(report.status, status);
+    EXPECT_EQ(report.position, position);
+    EXPECT_EQ(text, target);
+  }
 }
 
 }  // namespace

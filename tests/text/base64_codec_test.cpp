@@ -41,20 +41,18 @@ TEST(Base64Codec, DecodesLooseText) {
   struct {
     const char* text;
     const char* bytes;  // null: refused
-  } const cases[] = {
-      {"", ""},
-      {"TWFu", "Man"},
-      {"\n\tTW Fu\n", "Man"},
-      {"TWE=", "Ma"},
-      {"TWE", "Ma"},
-      {"TQ", "M"},
-      {"T", nullptr},
-      {"TWFuT", nullptr},
-      {"TWFu=TWFu", "Man"},
-      {"T-W*F\x80u", "Man"},
-      {"=", ""},
-      {"!!!", ""},
-  };
+  } const cases[] = {{"", ""},
+                     {"TWFu", "Man"},
+                     {"\n\tTW Fu\n", "Man"},
+                     {"TWE=", "Ma"},
+                     {"TWE", "Ma"},
+                     {"TQ", "M"},
+                     {"T", nullptr},
+                     {"TWFuT", nullptr},
+                     {"TWFu=TWFu", "Man"},
+                     {"T-W*F\x80u", "Man"},
+                     {"=", ""},
+                     {"!!!", ""}};
   for (const auto& one : cases) {
     const std::optional<std::string> bytes = DecodeLooseBase64(one.text);
     ASSERT_EQ(bytes.has_value(), one.bytes != nullptr) << one.text;

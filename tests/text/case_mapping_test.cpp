@@ -1,6 +1,11 @@
 #include "text/case_mapping.h"
 
-#include <gtest/gtest.h>
+#include <stdlib.h>
+
+#include <string>
+
+#include "tests/support/test_environment.h"
+#include "text/user_locale.h"
 
 namespace orvik::test {
 namespace {
@@ -8,9 +13,7 @@ namespace {
 TEST(CaseMapping, FollowsTheLocale) {
   struct {
     const char* locale;
-    const char16_t* text;
-    const char16_t* upper;
-    const char16_t* lower;
+    const char16_t *text, *upper, *lower;
   } const cases[] = {
       {"", u"iI", u"II", u"ii"},
       {"tr_TR", u"iI", u"\x130I", u"i\x131"},
@@ -19,8 +22,7 @@ TEST(CaseMapping, FollowsTheLocale) {
       {"el", u"\x39F\x394\x39F\x3A3", u"\x39F\x394\x39F\x3A3", u"\x3BF\x3B4\x3BF\x3C2"},
       {"lt", u"I\x300", u"I\x300", u"i\x307\x300"},
       {"", u"\xD83D\xD801\xDC00", u"\xD83D\xD801\xDC00", u"\xD83D\xD801\xDC28"},
-      {"", u"\xFB03", u"FFI", u"\xFB03"},
-  };
+      {"", u"\xFB03", u"FFI", u"\xFB03"}};
   for (const auto& one : cases) {
     EXPECT_EQ(ToUpper(one.text, one.locale), one.upper) << one.locale;
     EXPECT_EQ(ToLower(one.text, one.locale), one.lower) << one.locale;
@@ -38,10 +40,8 @@ TEST(CaseMapping, ComparesFoldedInAnyLengths) {
 
 TEST(CaseMapping, FoldsByTheLanguage) {
   struct {
-    const char16_t* a;
-    const char16_t* b;
-    bool equal_in_turkish;
-    bool equal_elsewhere;
+    const char16_t *a, *b;
+    bool equal_in_turkish, equal_elsewhere;
   } const cases[] = {
       {u"I", u"\x131", true, false},      {u"I", u"i", false, true}, {u"\x130", u"i", true, false},
       {u"\x130", u"i\x307", false, true}, {u"A", u"a", true, true},
@@ -54,6 +54,25 @@ TEST(CaseMapping, FoldsByTheLanguage) {
       EXPECT_EQ(CompareFolded(one.a, one.b, locale) == 0, one.equal_elsewhere) << locale;
     }
   }
+}
+
+class UserLocale : public EnvironmentTest {
+ protected:
+  static std::string Current() { return CurrentLocaleIdentifier(LocaleCategory::kCharacters); }
+};
+
+TEST_F(UserLocale, IsTheFirstThatIsSet) {
+  EXPECT_EQ(Current(), "");
+  setenv("LANG", "de_DE.UTF-8", 1);
+  EXPECT_EQ(Current(), "de_DE");
+  setenv("LC_CTYPE", "tr_TR", 1);
+  EXPECT_EQ(Current(), "tr_TR");
+  setenv("LC_ALL", "", 1);
+  EXPECT_EQ(Current(), "tr_TR");
+  setenv("LC_ALL", "POSIX", 1);
+  EXPECT_EQ(Current(), "");
+  setenv("LC_ALL", "C.UTF-8", 1);
+  EXPECT_EQ(Current(), "");
 }
 
 }  // namespace

@@ -44,82 +44,40 @@ std::string Encoded(CodePage page, std::u16string_view text) {
 struct Page {
   CodePage page;
   const char* oracle;
-  const char* differing;  // bytes that the other library reads as another maker does
 };
 
 constexpr Page kSingleBytePages[] = {
-    {37, "IBM037", ""},
-    {437, "IBM437", ""},
-    {500, "IBM500", ""},
-    {737, "CP737", ""},
-    {775, "CP775", ""},
-    {850, "IBM850", ""},
-    {852, "IBM852", ""},
-    {855, "IBM855", ""},
-    {857, "IBM857", ""},
-    {858, "CP858", ""},
-    {860, "IBM860", ""},
-    {861, "IBM861", ""},
-    {862, "IBM862", ""},
-    {863, "IBM863", ""},
-    {864, "IBM864", ""},
-    {865, "IBM865", ""},
-    {866, "IBM866", ""},
-    {869, "IBM869", ""},
-    {870, "IBM870", "\xB0"},
-    {874, "CP874", ""},
-    {875, "CP875", "\x6A\x74\xDD"},
-    {1026, "IBM1026", "\x9D\xBC"},
-    {1047, "IBM1047", ""},
-    {1140, "IBM1140", ""},
-    {1141, "IBM1141", ""},
-    {1142, "IBM1142", ""},
-    {1143, "IBM1143", ""},
-    {1144, "IBM1144", ""},
-    {1145, "IBM1145", ""},
-    {1146, "IBM1146", ""},
-    {1147, "IBM1147", ""},
-    {1148, "IBM1148", ""},
-    {1149, "IBM1149", ""},
-    {1250, "CP1250", ""},
-    {1251, "CP1251", ""},
-    {1252, "CP1252", ""},
-    {1253, "CP1253", ""},
-    {1254, "CP1254", ""},
-    {1255, "CP1255", ""},
-    {1256, "CP1256", ""},
-    {1257, "CP1257", ""},
-    {1258, "CP1258", ""},
-    {10000, "MACINTOSH", "\xC6\xF0"},
-    {10007, "MAC-CYRILLIC", "\xFF"},
-    {10029, "MAC-CENTRALEUROPE", ""},
-    {20127, "ASCII", ""},
-    {20273, "IBM273", ""},
-    {20277, "IBM277", ""},
-    {20278, "IBM278", "\x71\xE0"},
-    {20280, "IBM280", ""},
-    {20284, "IBM284", ""},
-    {20285, "IBM285", "\xA1"},
-    {20297, "IBM297", ""},
-    {20420, "IBM420", "\x45"},
-    {20424, "IBM424", "\x78\x8F\xB3\xBC"},
-    {20866, "KOI8-R", ""},
-    {20871, "IBM871", "\x4A\xC0"},
-    {21025, "CP1025", ""},
-    {21866, "KOI8-U", ""},
-    {28591, "ISO-8859-1", ""},
-    {28592, "ISO-8859-2", ""},
-    {28593, "ISO-8859-3", ""},
-    {28594, "ISO-8859-4", ""},
-    {28595, "ISO-8859-5", ""},
-    {28596, "ISO-8859-6", ""},
-    {28597, "ISO-8859-7", ""},
-    {28598, "ISO-8859-8", ""},
-    {28599, "ISO-8859-9", ""},
-    {28603, "ISO-8859-13", ""},
-    {28605, "ISO-8859-15", ""},
-    {38598, "ISO-8859-8", ""},
-};
+    {37, "IBM037"},         {437, "IBM437"},         {500, "IBM500"},
+    {737, "CP737"},         {775, "CP775"},          {850, "IBM850"},
+    {852, "IBM852"},        {855, "IBM855"},         {857, "IBM857"},
+    {858, "CP858"},         {860, "IBM860"},         {861, "IBM861"},
+    {862, "IBM862"},        {863, "IBM863"},         {864, "IBM864"},
+    {865, "IBM865"},        {866, "IBM866"},         {869, "IBM869"},
+    {870, "IBM870"},        {874, "CP874"},          {875, "CP875"},
+    {1026, "IBM1026"},      {1047, "IBM1047"},       {1140, "IBM1140"},
+    {1141, "IBM1141"},      {1142, "IBM1142"},       {1143, "IBM1143"},
+    {1144, "IBM1144"},      {1145, "IBM1145"},       {1146, "IBM1146"},
+    {1147, "IBM1147"},      {1148, "IBM1148"},       {1149, "IBM1149"},
+    {1250, "CP1250"},       {1251, "CP1251"},        {1252, "CP1252"},
+    {1253, "CP1253"},       {1254, "CP1254"},        {1255, "CP1255"},
+    {1256, "CP1256"},       {1257, "CP1257"},        {1258, "CP1258"},
+    {10000, "MACINTOSH"},   {10007, "MAC-CYRILLIC"}, {10029, "MAC-CENTRALEUROPE"},
+    {20127, "ASCII"},       {20273, "IBM273"},       {20277, "IBM277"},
+    {20278, "IBM278"},      {20280, "IBM280"},       {20284, "IBM284"},
+    {20285, "IBM285"},      {20297, "IBM297"},       {20420, "IBM420"},
+    {20424, "IBM424"},      {20866, "KOI8-R"},       {20871, "IBM871"},
+    {21025, "CP1025"},      {21866, "KOI8-U"},       {28591, "ISO-8859-1"},
+    {28592, "ISO-8859-2"},  {28593, "ISO-8859-3"},   {28594, "ISO-8859-4"},
+    {28595, "ISO-8859-5"},  {28596, "ISO-8859-6"},   {28597, "ISO-8859-7"},
+    {28598, "ISO-8859-8"},  {28599, "ISO-8859-9"},   {28603, "ISO-8859-13"},
+    {28605, "ISO-8859-15"}, {38598, "ISO-8859-8"}};
+
+// Bytes that the other library reads as another maker does.
+const std::map<CodePage, std::string_view> kDiffering = {
+    {870, "\xB0"},       {875, "\x6A\x74\xDD"}, {1026, "\x9D\xBC"},
+    {10000, "\xC6\xF0"}, {10007, "\xFF"},       {20278, "\x71\xE0"},
+    {20285, "\xA1"},     {20420, "\x45"},       {20424, "\x78\x8F\xB3\xBC"},
+    {20871, "\x4A\xC0"}};
 
 // The upper halves of pages that the other library lacks.
 const std::map<CodePage, std::u16string_view> kUpperHalves = {
@@ -160,11 +118,13 @@ const std::map<CodePage, std::u16string_view> kUpperHalves = {
 
 TEST(CodePageCodec, EveryByteOfEverySingleBytePage) {
   for (const Page& page : kSingleBytePages) {
+    const auto found = kDiffering.find(page.page);
+    const std::string_view differing = found == kDiffering.end() ? "" : found->second;
     for (int value = 0; value < 256; ++value) {
       const std::string byte(1, static_cast<char>(value));
       const std::optional<std::u16string> text = DecodeText(page.page, byte);
       const std::optional<std::u16string> expected = Oracle(page.oracle, byte);
-      if (value != 0 && std::string_view(page.differing).find(byte) != std::string_view::npos) {
+      if (value != 0 && differing.find(byte) != std::string_view::npos) {
         EXPECT_NE(text, expected) << page.page << " agrees now at " << value;
       } else if (expected) {
         EXPECT_EQ(text, expected) << page.page << " at " << value;

@@ -4,6 +4,8 @@
 
 #include <set>
 
+#include "text/normalization.h"
+
 namespace orvik::test {
 namespace {
 
@@ -45,6 +47,16 @@ TEST(Spelling, VisitsEveryOtherSpellingUpToALimit) {
   EXPECT_TRUE(all);
   others(u"\u00E9\u00E9\u00E9\u00E9\u00E9\u00E9\u00E9\u00E9", 8, &all);
   EXPECT_FALSE(all);
+}
+
+TEST(Normalization, Composes) {
+  EXPECT_EQ(Composed(u"ascii"), u"ascii");
+  EXPECT_EQ(Composed(u"e\x301"), u"\xE9");
+  EXPECT_EQ(Composed(u"\xFB01"), u"\xFB01") << "a ligature is another spelling of nothing";
+  EXPECT_EQ(Composed(u"\xD83D"
+                     u"e\x301"),
+            u"\xD83D\xE9")
+      << "an unpaired surrogate";
 }
 
 }  // namespace

@@ -129,8 +129,7 @@ const std::vector<std::vector<std::u16string>> kAlphabets = {
     {u"\x4E2D", u"\x800", u"\xFFFF", u"\xD7FF", u"\xE000"},
     {u"\xD83D\xDE00", u"\xD800\xDC00", u"\xDBFF\xDFFF"},
     {u"a", u"a", u"\xE9", u"\x4E2D", u"\xD83D\xDE00"},
-    {u"aaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaa", u"\x4E2D", u"\xD83D\xDE00"},
-};
+    {u"aaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaa", u"\x4E2D", u"\xD83D\xDE00"}};
 
 std::u16string RandomText(std::mt19937& random, const std::vector<std::u16string>& alphabet) {
   std::u16string text;
