@@ -171,7 +171,7 @@ PrefStatus SharedDomainStore::SetEntry(CFStringRef name, CFTypeRef value) {
         if (!IsADictionaryType(value)) {
           return status();
         }
-        if (const PrefStatus started = StartAnew(); !started.ok()) {
+        if (PrefStatus started = StartAnew(); !started.ok()) {
           return started;
         }
         break;

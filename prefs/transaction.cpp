@@ -125,16 +125,16 @@ void Transaction::RequireThat(const KeyPath& key_path, CAtlString name, Conditio
 
 PrefStatus Transaction::Commit(IfDamaged if_damaged, TransactionResult* result) const {
   const EffectiveDomain effective(scope_, domain_);
-  if (const PrefStatus status = CheckAddress(effective); !status.ok()) {
+  if (PrefStatus status = CheckAddress(effective); !status.ok()) {
     return status;
   }
   FileDomainStore store(effective, domain_,
                         MayCreate() ? StorePurpose::kCreate : StorePurpose::kChange, wait_);
-  if (const PrefStatus found = Problem(store); !found.ok()) {
+  if (PrefStatus found = Problem(store); !found.ok()) {
     if (if_damaged == IfDamaged::kFail || !store.CanStartAnew()) {
       return found;
     }
-    if (const PrefStatus status = store.StartAnew(); !status.ok()) {
+    if (PrefStatus status = store.StartAnew(); !status.ok()) {
       return status;
     }
   }
@@ -150,11 +150,11 @@ PrefStatus Transaction::Commit(IfDamaged if_damaged, TransactionResult* result) 
 
 PrefStatus Transaction::Rehearse(TransactionResult* result) const {
   const EffectiveDomain effective(scope_, domain_);
-  if (const PrefStatus status = CheckAddress(effective); !status.ok()) {
+  if (PrefStatus status = CheckAddress(effective); !status.ok()) {
     return status;
   }
   FileDomainStore store(effective, domain_, StorePurpose::kRehearse);
-  if (const PrefStatus status = Problem(store); !status.ok()) {
+  if (PrefStatus status = Problem(store); !status.ok()) {
     return status;
   }
   PrefStatus status = TransactionRunner(store).Run(steps_);

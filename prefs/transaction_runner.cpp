@@ -205,8 +205,7 @@ PrefStatus TransactionRunner::CopyOrRename(const Step& step) {
     if (Find(step.to_key, step.to_name).value.Get() == source.value.Get()) {
       return PrefStatus::Ok();
     }
-    const PrefStatus removed =
-        ApplyChange(store_, step.key_path, step.name, nullptr, MissingKeys::kFail);
+    PrefStatus removed = ApplyChange(store_, step.key_path, step.name, nullptr, MissingKeys::kFail);
     if (!removed.ok()) {
       return removed;
     }

@@ -55,8 +55,8 @@ ORVIK_AVX512 Kinds KindsOf(__m512i units, std::uint32_t present) {
 // Each byte takes eight bits of its half of the lane, from the given one on.
 ORVIK_AVX512 __m512i ShiftedBytes(__m512i lanes, std::uint32_t shifts) {
   constexpr std::uint64_t kUpperLane = 0x2020202000000000;
-  return _mm512_multishift_epi64_epi8(
-      _mm512_set1_epi64(static_cast<long long>(kUpperLane + shifts * 0x100000001u)), lanes);
+  const std::uint64_t both = kUpperLane + (std::uint64_t{shifts} << 32 | shifts);
+  return _mm512_multishift_epi64_epi8(_mm512_set1_epi64(static_cast<long long>(both)), lanes);
 }
 
 // The four bytes of pairs of surrogates.

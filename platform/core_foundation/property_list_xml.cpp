@@ -206,7 +206,7 @@ class PropertyListXml::Check {
       container.extent = xml_.extents_.size();
       xml_.extents_.push_back({value_.begin, 0, 0, static_cast<std::uint16_t>(open_.size())});
     }
-    open_.push_back(std::move(container));
+    open_.push_back(container);
     return true;
   }
 
@@ -215,7 +215,7 @@ class PropertyListXml::Check {
                                     : open_.back().extent == kNoExtent ? XmlElement::kArray
                                                                        : XmlElement::kDictionary;
     if (value_.element != open_element) return Fail("unexpected end tag", value_.begin);
-    const Container container = std::move(open_.back());
+    const Container container = open_.back();
     if (container.has_key) return Fail("a key without a value", value_.begin);
     open_.pop_back();
     const bool is_written = container.is_written && !container.is_empty && container.in_order &&

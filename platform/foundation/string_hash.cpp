@@ -1,5 +1,6 @@
 #include "platform/foundation/string_hash.h"
 
+#include <sys/auxv.h>
 #include <sys/random.h>
 #include <time.h>
 #include <unistd.h>
@@ -25,7 +26,7 @@ Key DrawKey() {
   timespec now = {};
   clock_gettime(CLOCK_MONOTONIC, &now);
   key.low = static_cast<UInt64>(now.tv_nsec) << 32 ^ static_cast<UInt64>(getpid());
-  key.high = reinterpret_cast<std::uintptr_t>(&now);
+  key.high = getauxval(AT_RANDOM);
   return key;
 }
 

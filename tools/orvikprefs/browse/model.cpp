@@ -333,7 +333,7 @@ PrefStatus Model::Apply() {
       transaction.Delete(parent, name);
     }
   }
-  const PrefStatus status = transaction.Commit();
+  PrefStatus status = transaction.Commit();
   if (status.ok()) {
     // What was applied is not news; what others wrote before it is.
     base_ = Tree::Retaining(edited_);
