@@ -60,6 +60,14 @@ inline std::ptrdiff_t Count(std::uint64_t bits) {
   return __builtin_popcountll(bits);
 }
 
+// 0, 1, 2, ...
+template <typename Unit, std::size_t kLanes>
+constexpr std::array<Unit, kLanes> PlacesOfLanes() {
+  std::array<Unit, kLanes> places{};
+  for (std::size_t i = 0; i < kLanes; ++i) places[i] = static_cast<Unit>(i);
+  return places;
+}
+
 // Writes vectors one after the other, of each the units or bytes at its start that count. What lies
 // behind them is as it was at the end: whole vectors are stored where there is room, and what they
 // overwrite is put back.
@@ -104,11 +112,7 @@ class Writer {
 
  private:
   static constexpr std::ptrdiff_t kLanes = kVectorBytes / sizeof(Unit);
-  static constexpr std::array<Unit, kLanes> kPlaces = [] {
-    std::array<Unit, kLanes> places{};
-    for (std::size_t i = 0; i < places.size(); ++i) places[i] = static_cast<Unit>(i);
-    return places;
-  }();
+  static constexpr auto kPlaces = PlacesOfLanes<Unit, kLanes>();
 
   // The lanes from n on, and those of `next` in the places that become free.
   ORVIK_AVX512 static __m512i Moved(__m512i lanes, std::ptrdiff_t n, __m512i next) {
