@@ -4,32 +4,35 @@
 #include <dirent.h>
 #include <fcntl.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include <cerrno>
+#include <cstddef>
 #include <memory>
 #include <string_view>
-
-#include "host/descriptor.h"
 
 namespace [[gnu::visibility("default")]] orvik {
 namespace host {
 
 // Calls `visit` for every entry but "." and ".." until it returns another value than 0, and returns
-// that value, or the errno of the listing.
+// that value, or the errno of the listing. The folder must be open for reading; its position moves.
 template <typename Visit>
 int ListFolder(int folder, Visit visit) {
-  Descriptor own(fcntl(folder, F_DUPFD_CLOEXEC, 0));
-  const std::unique_ptr<DIR, int (*)(DIR*)> stream(own ? fdopendir(own.get()) : nullptr, closedir);
-  if (!stream) return errno;
-  own.Release();
-  rewinddir(stream.get());
+  constexpr std::size_t kRoom = 32768;
+  // Not cleared, and aligned for the entries.
+  const std::unique_ptr<std::byte[]> room(new std::byte[kRoom]);
+  if (lseek(folder, 0, SEEK_SET) < 0) return errno;
   for (;;) {
-    errno = 0;
-    const dirent* const entry = readdir(stream.get());
-    if (entry == nullptr) return errno;
-    const std::string_view name = entry->d_name;
-    if (name == "." || name == "..") continue;
-    if (const int result = visit(*entry)) return result;
+    const ssize_t size = getdents64(folder, room.get(), kRoom);
+    if (size < 0) return errno;
+    if (size == 0) return 0;
+    for (ssize_t at = 0; at < size;) {
+      const auto& entry = *reinterpret_cast<const dirent*>(room.get() + at);
+      at += entry.d_reclen;
+      const std::string_view name = entry.d_name;
+      if (name == "." || name == "..") continue;
+      if (const int result = visit(entry)) return result;
+    }
   }
 }
 
