@@ -9,6 +9,7 @@
 #include <string_view>
 
 #include "host/kernel_texts.h"
+#include "host/process_start.h"
 #include "host/replace_file.h"
 #include "platform/carbon/errno_status.h"
 #include "platform/foundation/path_on_disk.h"
@@ -25,15 +26,14 @@ std::string ProcFile(pid_t pid, const char* name) {
 }
 
 std::optional<ProcessSerialNumber> FindProcess(pid_t pid) {
-  std::string stat, status;
-  if (pid <= 0 || host::ReadWholeFile(ProcFile(pid, "stat"), &stat) != 0 ||
-      host::ReadWholeFile(ProcFile(pid, "status"), &status) != 0) {
+  const std::optional<std::uint64_t> start = host::StartTicks(pid);
+  if (!start) return std::nullopt;
+  // A thread has such a folder too.
+  std::string status;
+  if (pid != getpid() && (host::ReadWholeFile(ProcFile(pid, "status"), &status) != 0 ||
+                          host::StatusFieldIn(status, "Tgid") != std::to_string(pid))) {
     return std::nullopt;
   }
-  // A thread has such a folder too.
-  if (host::StatusFieldIn(status, "Tgid") != std::to_string(pid)) return std::nullopt;
-  const std::optional<std::uint64_t> start = host::StartTimeIn(stat);
-  if (!start) return std::nullopt;
   return ProcessSerialNumber{static_cast<UInt32>(*start), static_cast<UInt32>(pid)};
 }
 
