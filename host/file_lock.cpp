@@ -74,12 +74,12 @@ Words ReadWords(int file) {
   return words;
 }
 
-int SetLock(int file, off_t byte, short type) {
+int SetLock(int file, off_t byte, short type, off_t count = 1) {
   struct flock lock = {};
   lock.l_type = type;
   lock.l_whence = SEEK_SET;
   lock.l_start = byte;
-  lock.l_len = 1;
+  lock.l_len = count;
   while (fcntl(file, F_OFD_SETLK, &lock) != 0) {
     if (errno != EINTR) return errno == EACCES ? EAGAIN : errno;
   }
@@ -129,19 +129,21 @@ int FollowRights(int file, const struct stat& folder) {
 }
 
 // Makes the file with its rights before it has its name: another member of the folder's group who
-// opens it at this moment would be refused otherwise. Where that cannot be done the caller makes
-// it.
-void MakeLockFile(int folder, const struct stat& attributes) {
-  const Descriptor file(openat(folder, ".", O_RDWR | O_TMPFILE | O_CLOEXEC, 0600));
-  if (!file || FollowRights(file.get(), attributes) != 0) return;
+// opens it at this moment would be refused otherwise. None where that cannot be done, or another
+// has made it meanwhile.
+Descriptor MakeLockFile(int folder, const struct stat& attributes) {
+  Descriptor file(openat(folder, ".", O_RDWR | O_TMPFILE | O_CLOEXEC, 0600));
+  if (!file || FollowRights(file.get(), attributes) != 0) return {};
   const std::string path = "/proc/self/fd/" + std::to_string(file.get());
-  linkat(AT_FDCWD, path.c_str(), folder, kFolderLockName, AT_SYMLINK_FOLLOW);
+  if (linkat(AT_FDCWD, path.c_str(), folder, kFolderLockName, AT_SYMLINK_FOLLOW) != 0) return {};
+  return file;
 }
 
 int OpenLockFile(int folder, const struct stat& attributes, Descriptor* file) {
   *file = Descriptor(openat(folder, kFolderLockName, O_RDWR | kOpenFlags));
   if (!*file && errno == ENOENT) {
-    MakeLockFile(folder, attributes);
+    *file = MakeLockFile(folder, attributes);
+    if (*file) return 0;
     *file = Descriptor(openat(folder, kFolderLockName, O_RDWR | kOpenFlags));
   }
   if (!*file && errno == ENOENT) {
@@ -194,15 +196,19 @@ int CreateHeld(int folder, const struct stat& attributes) {
   return error;
 }
 
-// Queues, and then waits for the holder.
+// Queues, and then waits for the holder; when there is neither queue nor holder, in one step.
 int LockBytes(int file, Clock::time_point deadline) {
   using std::chrono::microseconds;
   constexpr microseconds kQueuePause{1000}, kHeadPause{200};
-  if (const int error =
-          Poll(deadline, kQueuePause, [=] { return SetLock(file, kQueueByte, F_WRLCK); })) {
+  static_assert(kHolderByte == kQueueByte + 1);
+  int error = SetLock(file, kQueueByte, F_WRLCK, 2);
+  if (error == EAGAIN) {
+    error = Poll(deadline, kQueuePause, [=] { return SetLock(file, kQueueByte, F_WRLCK); });
+    if (error != 0) return error;
+    error = Poll(deadline, kHeadPause, [=] { return SetLock(file, kHolderByte, F_WRLCK); });
+  } else if (error != 0) {
     return error;
   }
-  const int error = Poll(deadline, kHeadPause, [=] { return SetLock(file, kHolderByte, F_WRLCK); });
   SetLock(file, kQueueByte, F_UNLCK);
   return error;
 }
