@@ -71,8 +71,9 @@ class Walk {
       }
     }
     if (here_attributes_.st_mode != 0 && IsSwappable(here_attributes_, true)) ReportSwappable();
-    place_.folder = Descriptor(openat(here_.get(), ".", kOpenFolderFlags));
-    return place_.folder ? 0 : errno;
+    if (const int error = MakeReadable()) return error;
+    place_.folder = std::move(here_);
+    return fstat(place_.folder.get(), &place_.folder_attributes) == 0 ? 0 : errno;
   }
 
  private:
@@ -80,6 +81,7 @@ class Walk {
     const bool is_absolute = rest_.starts_with('/');
     here_ = Descriptor(open(is_absolute ? "/" : ".", O_PATH | O_DIRECTORY | O_CLOEXEC));
     if (is_absolute) walked_ = "/";
+    is_readable_ = is_new_ = false;
     here_attributes_ = {};
     return here_ ? 0 : errno;
   }
@@ -91,22 +93,32 @@ class Walk {
     return name;
   }
 
+  struct Entry {
+    Descriptor descriptor;
+    struct stat attributes = {};
+    bool is_new = false;  // a folder that was made, and is open for reading
+  };
+
   int Enter(const std::string& name) {
-    constexpr int kFlags = O_PATH | O_NOFOLLOW | O_CLOEXEC;
-    Descriptor next(openat(here_.get(), name.c_str(), kFlags));
-    if (!next && errno == ENOENT && makes_) {
-      if (const int error = Make(name)) return error;
-      next = Descriptor(openat(here_.get(), name.c_str(), kFlags));
-    }
-    struct stat attributes;
-    if (!next || fstat(next.get(), &attributes) != 0) return errno;
-    if (S_ISLNK(attributes.st_mode)) return Follow(next.get(), attributes);
-    if (!S_ISDIR(attributes.st_mode)) return ENOTDIR;
+    Entry next;
+    int error = is_new_ ? ENOENT : Open(name, &next);
+    if (error == ENOENT && makes_) error = Make(name, &next);
+    if (error != 0) return error;
+    if (S_ISLNK(next.attributes.st_mode)) return Follow(next.descriptor.get(), next.attributes);
+    if (!S_ISDIR(next.attributes.st_mode)) return ENOTDIR;
     if (here_attributes_.st_mode != 0 && IsSwappable(here_attributes_, false)) ReportSwappable();
-    here_ = std::move(next);
-    here_attributes_ = attributes;
+    here_ = std::move(next.descriptor);
+    here_attributes_ = next.attributes;
+    is_readable_ = is_new_ = next.is_new;
     walked_ += name + "/";
     return 0;
+  }
+
+  int Open(const std::string& name, Entry* entry) const {
+    entry->descriptor =
+        Descriptor(openat(here_.get(), name.c_str(), O_PATH | O_NOFOLLOW | O_CLOEXEC));
+    if (!entry->descriptor) return errno;
+    return fstat(entry->descriptor.get(), &entry->attributes) == 0 ? 0 : errno;
   }
 
   int Follow(int link, const struct stat& attributes) {
@@ -118,14 +130,28 @@ class Walk {
     return target.starts_with('/') ? Start() : 0;
   }
 
-  int Make(const std::string& name) {
-    const Descriptor parent(openat(here_.get(), ".", kOpenFolderFlags));
-    struct stat attributes;
-    if (!parent || fstat(parent.get(), &attributes) != 0) return errno;
-    if (mkdirat(parent.get(), name.c_str(), 0777) != 0) return errno == EEXIST ? 0 : errno;
-    const Descriptor made(openat(parent.get(), name.c_str(), kOpenFolderFlags | O_NOFOLLOW));
-    if (made) FollowFolder(made.get(), attributes);
-    return FlushFolder(parent.get());
+  int Make(const std::string& name, Entry* entry) {
+    if (const int error = MakeReadable()) return error;
+    const int parent = here_.get();
+    struct stat attributes = here_attributes_;
+    if (attributes.st_mode == 0 && fstat(parent, &attributes) != 0) return errno;
+    if (mkdirat(parent, name.c_str(), 0777) != 0) {
+      return errno == EEXIST ? Open(name, entry) : errno;
+    }
+    entry->descriptor = Descriptor(openat(parent, name.c_str(), kOpenFolderFlags | O_NOFOLLOW));
+    entry->is_new =
+        entry->descriptor && FollowFolder(entry->descriptor.get(), attributes, &entry->attributes);
+    if (const int error = FlushFolder(parent)) return error;
+    return entry->is_new ? 0 : Open(name, entry);
+  }
+
+  int MakeReadable() {
+    if (is_readable_) return 0;
+    Descriptor readable(openat(here_.get(), ".", kOpenFolderFlags));
+    if (!readable) return errno;
+    here_ = std::move(readable);
+    is_readable_ = true;
+    return 0;
   }
 
   // Only root's words can be turned against others.
@@ -140,7 +166,9 @@ class Walk {
   std::string rest_;
   std::string walked_;  // ends in "/"
   Descriptor here_;
-  struct stat here_attributes_ = {};
+  struct stat here_attributes_ = {};  // none at the start
+  bool is_readable_ = false;          // open for reading, not only as a place
+  bool is_new_ = false;               // made here, so that nothing is in it
   int links_ = 0;
 };
 
@@ -183,7 +211,6 @@ int OpenFolder(const std::string& path, Links links, bool makes, FilePlace& plac
     if (!makes || Walked().Has(path, place.folder_attributes) || geteuid() != 0) return 0;
   }
   if (const int error = Walk(place, makes).Run(path)) return error;
-  if (fstat(place.folder.get(), &place.folder_attributes) != 0) return errno;
   if (makes && geteuid() == 0) Walked().Add(path, place.folder_attributes);
   return 0;
 }
@@ -234,17 +261,18 @@ FilePlace MakePlace(const std::string& path) {
   return Find(path, Links::kTrusted, true);
 }
 
-void FollowFolder(int entry, const struct stat& folder) {
-  struct stat own;
-  if (fstat(entry, &own) != 0) return;
-  if (geteuid() == 0 && folder.st_uid != own.st_uid) {
-    // Without the right to give it away the entry stays root's.
-    [[maybe_unused]] const int result = fchown(entry, folder.st_uid, static_cast<gid_t>(-1));
+bool FollowFolder(int entry, const struct stat& folder, struct stat* own) {
+  if (fstat(entry, own) != 0) return false;
+  // Without the right to give it away the entry stays root's.
+  if (folder.st_uid != own->st_uid && geteuid() == 0 &&
+      fchown(entry, folder.st_uid, static_cast<gid_t>(-1)) == 0) {
+    own->st_uid = folder.st_uid;
   }
   constexpr mode_t kGroupWrites = S_ISGID | S_IWGRP;
-  if ((folder.st_mode & kGroupWrites) != kGroupWrites) return;
-  const mode_t wanted = own.st_mode | S_IRGRP | S_IWGRP | (own.st_mode & S_IXUSR ? S_IXGRP : 0);
-  if (wanted != own.st_mode) fchmod(entry, wanted & 07777);
+  if ((folder.st_mode & kGroupWrites) != kGroupWrites) return true;
+  const mode_t wanted = own->st_mode | S_IRGRP | S_IWGRP | (own->st_mode & S_IXUSR ? S_IXGRP : 0);
+  if (wanted != own->st_mode && fchmod(entry, wanted & 07777) == 0) own->st_mode = wanted;
+  return true;
 }
 
 }  // namespace orvik::host

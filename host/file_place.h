@@ -48,8 +48,9 @@ FilePlace FindPlace(const std::string& path, Links links);
 FilePlace MakePlace(const std::string& path);
 
 // What a new entry of a folder takes from it (see above): the owner, and the right of the group to
-// write. `entry` is open.
-void FollowFolder(int entry, const struct stat& folder);
+// write. `entry` is open; `own` receives its attributes as they are afterwards. False when they
+// cannot be had.
+bool FollowFolder(int entry, const struct stat& folder, struct stat* own);
 
 }  // namespace host
 }  // namespace orvik

@@ -143,11 +143,15 @@ ReplaceResult Put(const FilePlace& place, std::string_view content, Flush flush,
   if (model != nullptr) {
     KeepProperties(model->descriptor, model->attributes, file.descriptor());
   } else {
-    FollowFolder(file.descriptor(), place.folder_attributes);
+    struct stat made;
+    FollowFolder(file.descriptor(), place.folder_attributes, &made);
   }
   StampTime(file.descriptor());
   if (flush == Flush::kToDisk && fsync(file.descriptor()) != 0) return fail(errno);
-  if (const int error = file.Commit(flush == Flush::kNone ? replaced : -1)) return fail(error);
+  // A file that replaces none needs no other name before.
+  int error = model == nullptr && !file.has_name() ? file.CommitAsNew() : EEXIST;
+  if (error == EEXIST) error = file.Commit(flush == Flush::kNone ? replaced : -1);
+  if (error != 0) return fail(error);
   result.wrote = true;
   struct stat present;
   if (fstat(file.descriptor(), &present) == 0) result.identity = IdentityOf(present);
@@ -191,9 +195,9 @@ int ReadWholeFile(const std::string& path, std::string* content, FileIdentity* i
 }
 
 int ReadWholeFile(const FilePlace& place, std::size_t limit, std::string* content,
-                  OpenedFile* opened) {
-  opened->descriptor = Descriptor(
-      openat(place.folder.get(), place.name.c_str(), O_RDONLY | O_NOFOLLOW | kOpenFlags));
+                  OpenedFile* opened, int access) {
+  opened->descriptor =
+      Descriptor(openat(place.folder.get(), place.name.c_str(), access | O_NOFOLLOW | kOpenFlags));
   if (!opened->descriptor) return errno;
   return ReadOpened(opened->descriptor.get(), content, &opened->identity, limit,
                     &opened->attributes);

@@ -11,6 +11,7 @@
 // crash of the machine.
 #pragma once
 
+#include <fcntl.h>
 #include <sys/stat.h>
 
 #include <string>
@@ -38,9 +39,10 @@ struct OpenedFile {
   FileIdentity identity;
 };
 
-// The same below an open folder. A link that has meanwhile been put there is not followed.
+// The same below an open folder. A link that has meanwhile been put there is not followed. The
+// access is O_RDONLY, or O_RDWR for a file that is to be written, too.
 int ReadWholeFile(const FilePlace& place, std::size_t limit, std::string* content,
-                  OpenedFile* opened);
+                  OpenedFile* opened, int access = O_RDONLY);
 
 enum class Flush {
   kToDisk,  // outlives a crash of the machine: the file and its folder are flushed

@@ -102,9 +102,18 @@ int RenameWithoutReplacing(int from, const char* from_name, int to, const char* 
 }
 
 std::string RandomDigits() {
+  // Several numbers at once. A forked child goes on with its parent's, whose names are then taken.
+  constexpr std::size_t kNumbers = 8;
+  thread_local std::uint64_t numbers[kNumbers];
+  thread_local std::size_t left = 0;
   std::uint64_t number = 0;
-  // Fails only on kernels without the call; the clock then makes the name a likely free one.
-  if (getrandom(&number, sizeof number, GRND_NONBLOCK) != sizeof number) {
+  if (left == 0 && getrandom(numbers, sizeof numbers, GRND_NONBLOCK) == sizeof numbers) {
+    left = kNumbers;
+  }
+  if (left > 0) {
+    number = std::exchange(numbers[--left], 0);
+  } else {
+    // Fails only on kernels without the call; the clock then makes the name a likely free one.
     timespec now = {};
     clock_gettime(CLOCK_MONOTONIC, &now);
     number = static_cast<std::uint64_t>(now.tv_nsec) << 32 ^ static_cast<std::uint64_t>(getpid());
@@ -151,12 +160,15 @@ void StagedEntry::RemoveAbandoned() {
   if (none_abandoned_) return;
   const std::string beginning = NameBeginning(target_);
   std::vector<std::string> names;
-  const Descriptor listed(openat(folder_, ".", O_RDONLY | O_DIRECTORY | O_CLOEXEC));
-  if (!listed) return;
-  const int error = ListFolder(listed.get(), [&](const dirent& entry) {
+  const auto note = [&](const dirent& entry) {
     if (std::string_view(entry.d_name).starts_with(beginning)) names.emplace_back(entry.d_name);
     return 0;
-  });
+  };
+  int error = ListFolder(folder_, note);
+  if (error == EBADF) {  // open as a place only
+    const Descriptor listed(openat(folder_, ".", O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+    error = listed ? ListFolder(listed.get(), note) : errno;
+  }
   for (const std::string& name : names) RemoveIfAbandoned(name);
   none_abandoned_ = error == 0 && names.empty();
   if (none_abandoned_) Searched().Add(folder, target_);
@@ -226,7 +238,13 @@ int StagedFile::Commit(int old_file) {
 }
 
 int StagedFile::CommitAsNew() {
-  if (name_.empty()) return LinkTo(AT_FDCWD, ProcPath());
+  if (has_name()) return RenameToFreeName();
+  const int error = LinkTo(AT_FDCWD, ProcPath());
+  if (error == 0) NoteCommit();
+  return error;
+}
+
+int StagedFile::RenameToFreeName() {
   constexpr unsigned kFlags = RENAME_NOREPLACE;
   int error = renameat2(folder_, name_.c_str(), folder_, target_.c_str(), kFlags) == 0 ? 0 : errno;
   if (error == EINVAL || error == ENOSYS) {

@@ -52,6 +52,8 @@ class StagedEntry {
   StagedEntry& operator=(const StagedEntry&) = delete;
 
   int descriptor() const { return entry_.get(); }
+  // Whether it has a name on its way.
+  bool has_name() const { return !name_.empty(); }
 
   // Removes what killed processes have left on the way to the target.
   void RemoveAbandoned();
@@ -96,6 +98,7 @@ class StagedFile : public StagedEntry {
 
  private:
   int LinkTo(int from, const std::string& name) const;
+  int RenameToFreeName();
   std::string ProcPath() const;
   bool CanGetName() const;
   bool Exchange(int old_file);

@@ -66,7 +66,7 @@ CAtlString NameOfProcess(int pid) {
 }
 
 LockRecord::LockRecord(const CAtlString& domain)
-    : file_(FileOfRecord(domain), host::Flush::kNone) {}
+    : file_(FileOfRecord(domain), host::Flush::kNone, PropertyListFile::Saving::kInPlace) {}
 
 bool LockRecord::Lock(PropertyListFile::Folder folder, const LockDeadline& deadline) {
   constexpr std::chrono::milliseconds kLongest(PropertyListFile::kLockMilliseconds);

@@ -31,8 +31,8 @@ Owned<const NSData> XmlOf(CFPropertyListRef root) {
 
 }  // namespace
 
-PropertyListFile::PropertyListFile(std::string path, host::Flush flush)
-    : path_(std::move(path)), flush_(flush) {}
+PropertyListFile::PropertyListFile(std::string path, host::Flush flush, Saving saving)
+    : path_(std::move(path)), flush_(flush), saving_(saving) {}
 
 PropertyListFile::~PropertyListFile() {
   if (!kept_.path.empty()) host::PutBack(kept_, place_);
@@ -48,6 +48,17 @@ int PropertyListFile::Lock(Folder folder, int milliseconds) {
   return lock_.error();
 }
 
+int PropertyListFile::ReadBytes(std::string* bytes) {
+  constexpr std::size_t kLimit = kPropertyListMaximumFileSize;
+  is_writable_ = is_locked() && saving_ == Saving::kInPlace;
+  const int error =
+      host::ReadWholeFile(place_, kLimit, bytes, &opened_, is_writable_ ? O_RDWR : O_RDONLY);
+  if (!is_writable_ || (error != EACCES && error != EPERM && error != EROFS)) return error;
+  // What may not be written may be readable.
+  is_writable_ = false;
+  return host::ReadWholeFile(place_, kLimit, bytes, &opened_);
+}
+
 PropertyListFile::Contents PropertyListFile::Read(CFPropertyListMutabilityOptions mutability) {
   root_.reset();
   bytes_.reset();
@@ -56,7 +67,7 @@ PropertyListFile::Contents PropertyListFile::Read(CFPropertyListMutabilityOption
     if (!is_locked() && !path_.empty()) place_ = host::FindPlace(path_, host::Links::kAny);
     error_ = path_.empty() ? ENOENT : place_.error;
     if (error_ == 0) {
-      error_ = host::ReadWholeFile(place_, kPropertyListMaximumFileSize, &bytes, &opened_);
+      error_ = ReadBytes(&bytes);
     }
     if (error_ != ESTALE || tries == kStaleTries) break;
   }
@@ -100,8 +111,10 @@ int PropertyListFile::Replace(std::string_view bytes) {
                                          : host::ReplaceFile(place_, bytes, flush_, opened_);
   wrote_ = result.wrote;
   if (result.wrote) {
-    // The old file is no longer there to be put back.
+    // The old file is no longer there to be put back, or to be written.
     kept_ = {};
+    in_place_ = {};
+    is_writable_ = false;
     opened_.identity = result.identity;
   }
   return result.error;
@@ -121,13 +134,14 @@ int PropertyListFile::SaveInPlace(CFPropertyListRef root) {
     return 0;
   }
   constexpr int kFlags = O_WRONLY | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC;
-  if (!in_place_) {
+  if (!in_place_ && !is_writable_) {
     in_place_ = host::Descriptor(openat(place_.folder.get(), place_.name.c_str(), kFlags));
   }
-  if (!in_place_) return errno;
+  const int file = is_writable_ ? opened_.descriptor.get() : in_place_.get();
+  if (file < 0) return errno;
   for (std::size_t done = 0; done < bytes.size();) {
     const ssize_t count =
-        pwrite(in_place_.get(), bytes.data() + done, bytes.size() - done, static_cast<off_t>(done));
+        pwrite(file, bytes.data() + done, bytes.size() - done, static_cast<off_t>(done));
     if (count < 0 && errno != EINTR) return errno;
     if (count > 0) done += static_cast<std::size_t>(count);
   }

@@ -36,8 +36,12 @@ class PropertyListFile {
     kEntries,
   };
 
-  // "" is a file that cannot be located: it is missing, and changing it is EINVAL.
-  explicit PropertyListFile(std::string path, host::Flush flush = host::Flush::kToDisk);
+  enum class Saving { kWhole, kInPlace };
+
+  // "" is a file that cannot be located: it is missing, and changing it is EINVAL. A file that is
+  // saved in place is opened for writing when it is read under the lock.
+  explicit PropertyListFile(std::string path, host::Flush flush = host::Flush::kToDisk,
+                            Saving saving = Saving::kWhole);
   // Unless the new file was saved, one that was kept aside is put back.
   ~PropertyListFile();
   PropertyListFile(const PropertyListFile&) = delete;
@@ -92,13 +96,16 @@ class PropertyListFile {
   static constexpr int kLockMilliseconds = 10'000;
 
  private:
+  int ReadBytes(std::string* bytes);
   int Replace(std::string_view bytes);
 
   std::string path_;
   host::Flush flush_;
+  Saving saving_;
   host::FilePlace place_;
   host::FolderLock lock_;
   host::OpenedFile opened_;
+  bool is_writable_ = false;  // opened for writing, too
   host::KeptFile kept_;
   host::Descriptor in_place_;  // while the lock is held nobody replaces it
   bool wrote_ = false;
