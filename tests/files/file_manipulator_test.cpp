@@ -125,6 +125,9 @@ TEST_F(FileManipulator, LongPathsAreTakenWhole) {
   struct stat record;
   EXPECT_EQ(Manipulator::StatFile(file, &record), 0);
   EXPECT_TRUE(Opens(file, "r+b"));
+  WriteFile(At("source"), "");
+  EXPECT_FALSE(Manipulator::CopyFileTo(File(At("source")), file, TRUE));
+  EXPECT_TRUE(Manipulator::CopyFileTo(file, File(At("source")), FALSE));
   EXPECT_TRUE(file.SetFileReadOnly());
   EXPECT_EQ(file.GetNumberOfDaysOld(), 0);
   EXPECT_TRUE(Manipulator::RemoveFile(file));

@@ -23,13 +23,12 @@ TEST(Messages, LoadsErrorTexts) {
     EXPECT_EQ(AfxLoadString(number, buffer, 64), static_cast<int>(text.size()));
     EXPECT_EQ(buffer, text);
   }
-  EXPECT_EQ(AfxLoadString(12345, buffer, 6), 5);
-  EXPECT_EQ(buffer, std::u16string(u"Unkno"));
-  EXPECT_EQ(AfxLoadString(12345, buffer, 1), 0);
-  EXPECT_EQ(buffer[0], u'\0');
+  for (const int size : {6, 1}) {
+    EXPECT_EQ(AfxLoadString(12345, buffer, size), size - 1);
+    EXPECT_EQ(buffer, std::u16string(u"Unkno", static_cast<std::size_t>(size - 1)));
+  }
   buffer[0] = u'x';
-  EXPECT_EQ(AfxLoadString(12345, buffer, 0), 0);
-  EXPECT_EQ(AfxLoadString(12345, buffer, -3), 0);
+  for (const int size : {0, -3}) EXPECT_EQ(AfxLoadString(12345, buffer, size), 0);
   EXPECT_EQ(AfxLoadString(12345, nullptr, 9), 0);
   EXPECT_EQ(buffer[0], u'x');
 }

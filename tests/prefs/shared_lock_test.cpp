@@ -111,19 +111,18 @@ TEST_F(SharedLockTest, RecordsThatHoldAndThatDoNot) {
 }
 
 TEST_F(SharedLockTest, AFileThatIsNoRecordIsFree) {
-  for (const char* bytes : {"", "garbage", "<plist><array/></plist>"}) {
+  for (const std::string bytes : {"", "garbage", "<plist><array/></plist>", "a folder"}) {
     SCOPED_TRACE(bytes);
-    WriteFile(RecordFile(), bytes);
+    fs::remove(RecordFile());
+    if (bytes == "a folder") {  // neither read nor written
+      fs::create_directories(RecordFile() / "x");
+    } else {
+      WriteFile(RecordFile(), bytes);
+    }
     EXPECT_FALSE(IsGlobalSharedPListLocked(kDomain));
     EXPECT_TRUE(LockGlobalSharedPList(kDomain));
     UnlockGlobalSharedPList(kDomain);
   }
-  // One that can be neither read nor written.
-  fs::remove(RecordFile());
-  fs::create_directories(RecordFile() / "x");
-  EXPECT_FALSE(IsGlobalSharedPListLocked(kDomain));
-  EXPECT_TRUE(LockGlobalSharedPList(kDomain));
-  UnlockGlobalSharedPList(kDomain);
   EXPECT_EQ(WritePreferenceString(0, u"K", u"n", u"v", kDomain), 0u);
   EXPECT_EQ(OnDisk(SharedFile()), R"({"K":{"n":"v"}})");
 }

@@ -18,10 +18,7 @@ class TypedPreferencesTest : public StoreTest {
 TEST_F(TypedPreferencesTest, EveryTypeComesBackAsItWasSet) {
   const PreferenceDate date(std::chrono::duration<double>(1'700'000'000.0));
   const PreferenceDictionary key = {{u"inner", 1}, {u"list", PreferenceArray{u"a", true, 2.5}}};
-  const struct {
-    const char16_t* name;
-    PreferenceValue value;
-  } kCases[] = {
+  const std::pair<const char16_t*, PreferenceValue> kCases[] = {
       {u"string", u"t\u00e4xt"},
       {u"integer", std::int64_t{-1} << 40},
       {u"zero", 0},
@@ -35,12 +32,9 @@ TEST_F(TypedPreferencesTest, EveryTypeComesBackAsItWasSet) {
       {u"key", key},
       {u"", u"the empty name"},
   };
-  for (const auto& c : kCases) {
-    EXPECT_TRUE(settings_.Set(u"A/B", c.name, c.value).ok());
-  }
-  for (const auto& c : kCases) {
-    SCOPED_TRACE(Utf8(CAtlString(c.name)));
-    EXPECT_EQ(settings_.Value(u"A/B", c.name), c.value);
+  for (const auto& [name, value] : kCases) EXPECT_TRUE(settings_.Set(u"A/B", name, value).ok());
+  for (const auto& [name, value] : kCases) {
+    EXPECT_EQ(settings_.Value(u"A/B", name), value) << testing::PrintToString(name);
   }
   EXPECT_EQ(settings_.Integer(u"A/B/key", u"inner"), 1);
   EXPECT_EQ(settings_.Key(u"A/B/key"), key);
@@ -52,8 +46,7 @@ TEST_F(TypedPreferencesTest, EveryTypeComesBackAsItWasSet) {
   EXPECT_EQ(settings_.Value(u"A/B/real", u"x", &status), std::nullopt);
   EXPECT_EQ(status.error, PrefError::kNotAKey);
 
-  EXPECT_TRUE(settings_.Remove(u"A/B", u"string").ok());
-  EXPECT_TRUE(settings_.Remove(u"A/B", u"string").ok());
+  for (int i = 0; i < 2; ++i) EXPECT_TRUE(settings_.Remove(u"A/B", u"string").ok());
   EXPECT_EQ(settings_.String(u"A/B", u"string"), std::nullopt);
   EXPECT_TRUE(settings_.RemoveKey(u"A/B").ok());
   EXPECT_EQ(settings_.Key(u""), (PreferenceDictionary{{u"A", PreferenceDictionary()}}));

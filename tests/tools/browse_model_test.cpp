@@ -202,14 +202,16 @@ TEST_F(BrowseModelTest, CompletesPaths) {
   Write(u"Software/Orvik", u"x", u"");
   Write(u"Software/Orvik Two", u"x", u"");
   Model model(0, kDomain);
-  const std::pair<const char*, const char*> cases[] = {{"/So", "/Software/"},
-                                                       {"/Software/", "/Software/Orvik"},
-                                                       {"/Software/Orvik", "/Software/Orvik"},
-                                                       {"/Software/Orvik ", "/Software/Orvik Two/"},
-                                                       {"/A/C/", "/A/C/x"},
-                                                       {"/none/x", "/none/x"},
-                                                       {"A/B/t", "A/B/text"},
-                                                       {"/", "/"}};
+  const std::pair<const char*, const char*> cases[] = {
+      {"/So", "/Software/"},
+      {"/", "/"},
+      {"/Software/", "/Software/Orvik"},
+      {"/Software/Orvik", "/Software/Orvik"},
+      {"/A/C/", "/A/C/x"},
+      {"/none/x", "/none/x"},
+      {"A/B/t", "A/B/text"},
+      {"/Software/Orvik ", "/Software/Orvik Two/"},
+  };
   for (const auto& [typed, completed] : cases) {
     EXPECT_EQ(CompletedPath(model.tree(), typed), completed) << typed;
   }

@@ -92,15 +92,11 @@ TEST(Base64Test, EveryByteIsJudgedAloneAtEveryPlace) {
 }
 
 TEST(Base64Test, AgreesWithAnotherProgram) {
-  for (const std::size_t size : {0, 9'999, 10'000, 10'001}) {  // every padding
-    SCOPED_TRACE(size);
+  for (const std::size_t size : {9'999, 10'000, 10'001}) {  // every padding
     const std::string bytes = RandomBytes(size, 5);
     const std::string text = RunCommand({"base64", "-w", "0"}, bytes).out;
-    EXPECT_EQ(Encoded(bytes), text);
-    EXPECT_EQ(RunCommand({"base64", "-d"}, Encoded(bytes)).out, bytes);
-    if (size > 0) {
-      EXPECT_EQ(Decoded(text), bytes);
-    }
+    EXPECT_EQ(Encoded(bytes), text) << size;
+    EXPECT_EQ(Decoded(text), bytes) << size;
   }
 }
 

@@ -28,22 +28,22 @@ class Document {
 
 TEST(ElementReaderTest, ReadsTexts) {
   const Document document("<e a='' b='x&amp;\xC3\xA9'/>");
-  CAtlStringA text("old");
-  EXPECT_EQ(Reader::GetTextAttributeFromNode(document.root(), "z", text), E_INVALIDARG);
-  EXPECT_EQ(Reader::GetTextAttributeFromNode(document.root(), nullptr, text), E_INVALIDARG);
-  EXPECT_EQ(Reader::GetTextAttributeFromNode(nullptr, "a", text), E_INVALIDARG);
-  EXPECT_EQ(text.View(), "old");
-  EXPECT_EQ(Reader::GetTextAttributeFromNode(document.root(), "a", text), S_OK);
-  EXPECT_EQ(text.View(), "");
-  EXPECT_EQ(Reader::GetTextAttributeFromNode(document.root(), "b", text), S_OK);
-  EXPECT_EQ(text.View(), "x&\xC3\xA9");
-
-  CAtlString wide(u"old");
-  EXPECT_EQ(Reader::GetTextAttributeFromNodeW(document.root(), "a", wide), E_FAIL);
-  EXPECT_EQ(Reader::GetTextAttributeFromNodeW(document.root(), "z", wide), E_INVALIDARG);
-  EXPECT_EQ(wide.View(), u"old");
-  EXPECT_EQ(Reader::GetTextAttributeFromNodeW(document.root(), "b", wide), S_OK);
-  EXPECT_EQ(wide.View(), u"x&\u00E9");
+  TiXmlElement* const root = document.root();
+  const std::tuple<TiXmlElement*, const char*, HRESULT, HRESULT, std::string> cases[] = {
+      {root, "z", E_INVALIDARG, E_INVALIDARG, "old"},
+      {root, nullptr, E_INVALIDARG, E_INVALIDARG, "old"},
+      {nullptr, "a", E_INVALIDARG, E_INVALIDARG, "old"},
+      {root, "a", S_OK, E_FAIL, ""},
+      {root, "b", S_OK, S_OK, "x&\xC3\xA9"},
+  };
+  for (const auto& [node, name, result, wide_result, expected] : cases) {
+    CAtlStringA text("old");
+    CAtlString wide(u"old");
+    EXPECT_EQ(Reader::GetTextAttributeFromNode(node, name, text), result);
+    EXPECT_EQ(text.View(), expected);
+    EXPECT_EQ(Reader::GetTextAttributeFromNodeW(node, name, wide), wide_result);
+    EXPECT_EQ(wide.View(), wide_result == S_OK ? u"x&\u00E9" : u"old");
+  }
 }
 
 // One attribute read as each kind of number.
@@ -95,31 +95,23 @@ TEST(ElementReaderTest, ReadsNumbersAndColors) {
 }
 
 TEST(ElementReaderTest, SplitsAtCommas) {
-  const struct {
-    std::string value;
-    std::vector<std::string> pieces;
-  } cases[] = {{"a, b", {"a", " b"}}, {"a,,b", {"a", "", "b"}}, {"", {""}}, {",", {"", ""}}};
+  const std::pair<std::string, std::vector<std::string>> cases[] = {
+      {"a, b", {"a", " b"}}, {"a,,b", {"a", "", "b"}}, {"", {""}}, {",", {"", ""}}};
   CAtlArray<CAtlStringA> pieces;
-  for (const auto& c : cases) {
-    const Document document("<e v='" + c.value + "'/>");
-    EXPECT_EQ(Reader::GetCommaSeperatedArrayAttribute(document.root(), "v", pieces), S_OK);
-    std::vector<std::string> texts;
-    for (const CAtlStringA& piece : pieces) texts.emplace_back(piece.View());
-    EXPECT_EQ(texts, c.pieces) << c.value;
-    EXPECT_EQ(Reader::GetCommaSeperatedArrayAttribute(document.root(), "z", pieces), E_INVALIDARG);
-    EXPECT_EQ(pieces.GetCount(), c.pieces.size());
+  for (const auto& [value, expected] : cases) {
+    const Document document("<e v='" + value + "'/>");
+    for (const auto& [name, result] : {std::pair{"v", S_OK}, {"z", E_INVALIDARG}}) {
+      EXPECT_EQ(Reader::GetCommaSeperatedArrayAttribute(document.root(), name, pieces), result);
+      std::vector<std::string> texts;
+      for (const CAtlStringA& piece : pieces) texts.emplace_back(piece.View());
+      EXPECT_EQ(texts, expected) << value;
+    }
   }
 }
 
 TEST(ElementReaderTest, TakesBase64OutOfItsPrefix) {
   const std::string flash = "data:application/x-shockwave-flash;base64,";
-  const struct {
-    std::string value;
-    HRESULT plain;
-    std::string plain_text;
-    HRESULT flash;
-    std::string flash_text;
-  } cases[] = {
+  const std::tuple<std::string, HRESULT, std::string, HRESULT, std::string> cases[] = {
       {"data:;base64,TWFu", S_OK, "TWFu", E_FAIL, "data:;base64,TWFu"},
       {"TWdata:;base64,Fudata:;base64,", S_OK, "TWFu", E_FAIL, "TWdata:;base64,Fudata:;base64,"},
       {"TWFu", E_FAIL, "old", E_FAIL, "TWFu"},
@@ -127,35 +119,32 @@ TEST(ElementReaderTest, TakesBase64OutOfItsPrefix) {
       {flash + "TW Fu" + flash + " x", E_FAIL, "old", S_OK, "TWFux"},
       {" " + flash + "TWFu", E_FAIL, "old", E_FAIL, " " + flash + "TWFu"},
   };
-  for (const auto& c : cases) {
-    const Document document("<e v='" + c.value + "'/>");
+  for (const auto& [value, plain_result, plain_text, flash_result, flash_text] : cases) {
+    const Document document("<e v='" + value + "'/>");
     CAtlStringA plain("old"), data("old");
-    EXPECT_EQ(Reader::GetBase64AttributeFromNode(document.root(), "v", plain), c.plain);
-    EXPECT_EQ(plain.View(), c.plain_text);
-    EXPECT_EQ(Reader::GetBase64FlashDataFromNode(document.root(), "v", data), c.flash);
-    EXPECT_EQ(data.View(), c.flash_text);
+    EXPECT_EQ(Reader::GetBase64AttributeFromNode(document.root(), "v", plain), plain_result);
+    EXPECT_EQ(plain.View(), plain_text);
+    EXPECT_EQ(Reader::GetBase64FlashDataFromNode(document.root(), "v", data), flash_result);
+    EXPECT_EQ(data.View(), flash_text);
     EXPECT_EQ(Reader::GetBase64AttributeFromNode(document.root(), "z", plain), E_INVALIDARG);
     EXPECT_EQ(Reader::GetBase64FlashDataFromNode(document.root(), "z", data), E_INVALIDARG);
   }
 }
 
 TEST(ElementReaderTest, TheValueIsTheFirstTextIfItComesFirst) {
-  const struct {
-    std::string text;
-    const char* value;
-  } cases[] = {
+  const std::pair<std::string, const char*> cases[] = {
       {"<e> text <f/></e>", " text "},  {"<e><![CDATA[<x>]]></e>", "<x>"},
       {"<e>a<!--c-->b</e>", "a"},       {"<e><f/>text</e>", nullptr},
       {"<e><!--c-->text</e>", nullptr}, {"<e/>", nullptr},
   };
-  for (const auto& c : cases) {
-    const Document document(c.text);
+  for (const auto& [xml, value] : cases) {
+    const Document document(xml);
     CAtlStringA text("old");
     CAtlString wide(u"old");
-    const HRESULT expected = c.value == nullptr ? E_INVALIDARG : S_OK;
-    EXPECT_EQ(Reader::GetElementValue(document.root(), text), expected) << c.text;
+    const HRESULT expected = value == nullptr ? E_INVALIDARG : S_OK;
+    EXPECT_EQ(Reader::GetElementValue(document.root(), text), expected) << xml;
     EXPECT_EQ(Reader::GetDataElementValue(document.root(), text), expected);
-    EXPECT_EQ(text.View(), c.value == nullptr ? "old" : c.value);
+    EXPECT_EQ(text.View(), value == nullptr ? "old" : value);
     EXPECT_EQ(Reader::GetElementValueW(document.root(), wide), S_OK);
     EXPECT_EQ(CAtlStringA(wide).View(), text.View());
   }

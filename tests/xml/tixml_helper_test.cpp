@@ -61,26 +61,26 @@ TEST(TiXmlHelperTest, LoadsAttributesOrTheirDefaults) {
 }
 
 TEST(TiXmlHelperTest, SavesOnlyWhatDiffersFromTheDefault) {
-  const auto saved = [](const auto& value, const auto& default_value) {
-    const auto member = Element(nullptr), free = Element(nullptr);
+  const auto saved = [](const auto& value, const auto& default_value, const char* old = nullptr) {
+    const auto member = Element(old), free = Element(old);
     TiXmlHelper::SaveAttributeToXmlElementIfNotDefault(member, "v", value, default_value);
     SaveAttributeToXmlElementIfNotDefault(free, "v", value, default_value);
     const char* const text = member->Attribute("v");
     EXPECT_STREQ(text, free->Attribute("v"));
     return std::string(text == nullptr ? "(none)" : text);
   };
-  EXPECT_EQ(saved(true, false), "true");
-  EXPECT_EQ(saved(false, true), "false");
-  EXPECT_EQ(saved(true, true), "(none)");
-  EXPECT_EQ(saved(CAtlString(u"\u00C9t\u00E9"), CAtlString(u"x")), "\xC3\x89t\xC3\xA9");
-  EXPECT_EQ(saved(CAtlString(u"ABC"), CAtlString(u"abc")), "(none)");
-  EXPECT_EQ(saved(0.5, 0.25), "0.5");
-  EXPECT_EQ(saved(0.5, 0.5), "(none)");
-  EXPECT_EQ(saved(7u, 0u), "7");
-  EXPECT_EQ(saved(0x80000000u, 0u), "-2147483648");
-  const auto element = Element("kept");
-  SaveAttributeToXmlElementIfNotDefault(element, "v", 1u, 1u);
-  EXPECT_STREQ(element->Attribute("v"), "kept");
+  const std::pair<std::string, const char*> cases[] = {
+      {saved(true, false), "true"},
+      {saved(false, true), "false"},
+      {saved(true, true), "(none)"},
+      {saved(CAtlString(u"\u00C9t\u00E9"), CAtlString(u"x")), "\xC3\x89t\xC3\xA9"},
+      {saved(CAtlString(u"ABC"), CAtlString(u"abc")), "(none)"},
+      {saved(0.5, 0.25), "0.5"},
+      {saved(0.5, 0.5), "(none)"},
+      {saved(7u, 0u), "7"},
+      {saved(0x80000000u, 0u), "-2147483648"},
+      {saved(1u, 1u, "kept"), "kept"}};
+  for (const auto& [text, expected] : cases) EXPECT_EQ(text, expected);
 }
 
 // Where and why a text is refused: "2:5 reason", or "" when it is taken.
