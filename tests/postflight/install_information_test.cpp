@@ -68,15 +68,14 @@ TEST_F(InstallInformationTest, TellsAnotherValueFromTheRightOne) {
   DeletePreference(kSharedScope, information, u"Pagewell Version", kDomain);
   Log();
   EXPECT_FALSE(CheckRecorded(values));
-  EXPECT_EQ(Log(),
-            "Not recorded: scope shared, key path Software/ORVIK Technologies/Pagewell "
-            "Software/Install Information, name PagewellExePath, domain com.orviktech.Registry: "
-            "another value is there\n"
-            "Not recorded: scope shared, key path Software/ORVIK Technologies/Pagewell "
-            "Software/Install Information, name Pagewell Version, domain com.orviktech.Registry: "
-            "not found\n"
-            "Not recorded: scope shared, key path Software/ORVIK Technologies/Pagewell Software, "
-            "name UELogging, domain com.orviktech.Registry: another value is there\n");
+  const std::string product = "Software/ORVIK Technologies/Pagewell Software";
+  const auto line = [&](const std::string& place, const std::string& why) {
+    return "Not recorded: scope shared, key path " + product + place +
+           ", domain com.orviktech.Registry: " + why + "\n";
+  };
+  EXPECT_EQ(Log(), line("/Install Information, name PagewellExePath", "another value is there") +
+                       line("/Install Information, name Pagewell Version", "not found") +
+                       line(", name UELogging", "another value is there"));
 }
 
 TEST_F(InstallInformationTest, FindsWhatCouldNotBeWritten) {

@@ -30,28 +30,25 @@ class LoginWindowPlistTest : public LogTest {
   const std::string path_ = (env_.folder() / "loginwindow.plist").string();
 };
 
+const std::string kGet = "[LoginWindowPlist autoLaunchedAppDictArr]";
+const std::string kAdd = "entering [addFilePathToAutoLaunchedAppDictArr Path: ";
+const std::string kAdded =
+    "leaving [addFilePathToAutoLaunchedAppDictArr addFilePathToAutoLaunchedAppDictArr]";
 const char kItem[] = "<dict><key>Path</key><string>/Applications/A.app</string></dict>";
 
 TEST_F(LoginWindowPlistTest, MakesTheRootAndTheList) {
   file_->initWithFilePath(Text(path_));
   Log();
   EXPECT_EQ(file_->autoLaunchedAppDictArr(), nullptr);
-  EXPECT_EQ(Log(),
-            "entering [LoginWindowPlist autoLaunchedAppDictArr]\nleaving [LoginWindowPlist "
-            "autoLaunchedAppDictArr] because [self Plist] is nil\n");
+  EXPECT_EQ(Log(), "entering " + kGet + "\nleaving " + kGet + " because [self Plist] is nil\n");
   EXPECT_EQ(file_->addFilePathToAutoLaunchedAppDictArr(Text("/A 100%.app")), YES);
-  EXPECT_EQ(Log(),
-            "entering [LoginWindowPlist addFilePathToAutoLaunchedAppDictArr]\n"
-            "entering [addFilePathToAutoLaunchedAppDictArr Path: /A 100%.app]\n"
-            "entering [propertyFile setPlist]\n"
-            "leaving [addFilePathToAutoLaunchedAppDictArr "
-            "addFilePathToAutoLaunchedAppDictArr], set AutoLaunchedApplicationDictionary "
-            "onwards \n");
+  EXPECT_EQ(Log(), "entering [LoginWindowPlist addFilePathToAutoLaunchedAppDictArr]\n" + kAdd +
+                       "/A 100%.app]\nentering [propertyFile setPlist]\n" + kAdded +
+                       ", set AutoLaunchedApplicationDictionary onwards \n");
   EXPECT_NE(file_->autoLaunchedAppDictArr(), nullptr);
-  EXPECT_EQ(Log(),
-            "entering [LoginWindowPlist autoLaunchedAppDictArr]\nleaving "
-            "[autoLaunchedAppDictArr autoLaunchedAppDictArr] with an "
-            "AutoLaunchedAppDictArr\n");
+  EXPECT_EQ(Log(), "entering " + kGet +
+                       "\nleaving [autoLaunchedAppDictArr autoLaunchedAppDictArr] with an "
+                       "AutoLaunchedAppDictArr\n");
   EXPECT_EQ(Written(),
             R"({"AutoLaunchedApplicationDictionary":[{"Hide":false,"Path":"/A 100%.app"}]})");
 }
@@ -62,16 +59,12 @@ TEST_F(LoginWindowPlistTest, UpdatesEveryMatchAndAppendsOtherwise) {
        items + "</array></dict>");
   EXPECT_EQ(file_->addFilePathToAutoLaunchedAppDictArr(Text("/Applications/A.app"), YES), YES);
   const std::string set = "bPathFound set to YES for currPath: /Applications/A.app\n";
-  EXPECT_EQ(Log(), "entering [addFilePathToAutoLaunchedAppDictArr Path: /Applications/A.app]\n" +
-                       set + set +
-                       "leaving [addFilePathToAutoLaunchedAppDictArr "
-                       "addFilePathToAutoLaunchedAppDictArr]\n");
+  EXPECT_EQ(Log(), kAdd + "/Applications/A.app]\n" + set + set + kAdded + "\n");
   EXPECT_EQ(file_->addFilePathToAutoLaunchedAppDictArr(Text("/applications/A.app"), NO), YES);
-  EXPECT_EQ(Log(),
-            "entering [addFilePathToAutoLaunchedAppDictArr Path: /applications/A.app]\n"
-            "bPathFound != YES, adding Path: /applications/A.app\n"
-            "leaving [addFilePathToAutoLaunchedAppDictArr "
-            "addFilePathToAutoLaunchedAppDictArr]\n");
+  EXPECT_EQ(Log(), kAdd +
+                       "/applications/A.app]\nbPathFound != YES, adding Path: "
+                       "/applications/A.app\n" +
+                       kAdded + "\n");
   EXPECT_EQ(Written(),
             R"({"AutoLaunchedApplicationDictionary":[{"Hide":true,"Path":"/Applications/A.app"},)"
             R"("no item",{},{"Hide":true,"Path":"/Applications/A.app"},)"
@@ -81,10 +74,8 @@ TEST_F(LoginWindowPlistTest, UpdatesEveryMatchAndAppendsOtherwise) {
 TEST_F(LoginWindowPlistTest, OtherRootsAndLists) {
   Load("<dict><key>x</key><string>y</string></dict>");
   EXPECT_EQ(file_->autoLaunchedAppDictArr(), nullptr);
-  EXPECT_EQ(Log(),
-            "entering [LoginWindowPlist autoLaunchedAppDictArr]\nleaving [LoginWindowPlist "
-            "autoLaunchedAppDictArr], unable to get AutoLaunchedApplicationDictionary "
-            "array\n");
+  EXPECT_EQ(Log(), "entering " + kGet + "\nleaving " + kGet +
+                       ", unable to get AutoLaunchedApplicationDictionary array\n");
   // A root with no place for the list is kept, whatever it is.
   const char* const roots[][2] = {{"<array><string>a</string></array>", R"(["a"])"},
                                   {"<integer>5</integer>", "5"},
@@ -92,8 +83,7 @@ TEST_F(LoginWindowPlistTest, OtherRootsAndLists) {
   for (const auto& [xml, json] : roots) {
     Load(xml);
     EXPECT_EQ(file_->addFilePathToAutoLaunchedAppDictArr(Text("/A")), NO);
-    EXPECT_NE(Log().find("unable to change AutoLaunchedApplicationDictionary\n"),
-              std::string::npos);
+    EXPECT_TRUE(Contains(Log(), "unable to change AutoLaunchedApplicationDictionary\n"));
     EXPECT_EQ(Written(), json);
   }
 }
@@ -111,8 +101,7 @@ TEST_F(LoginWindowPlistTest, RefusesAListThatCannotBeChanged) {
   for (const char* path : {"/Applications/A.app", "/other"}) {
     Log();
     EXPECT_EQ(file_->addFilePathToAutoLaunchedAppDictArr(Text(path), YES), NO);
-    EXPECT_NE(Log().find("unable to change AutoLaunchedApplicationDictionary\n"),
-              std::string::npos);
+    EXPECT_TRUE(Contains(Log(), "unable to change AutoLaunchedApplicationDictionary\n"));
   }
 }
 

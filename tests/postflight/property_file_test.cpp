@@ -30,7 +30,10 @@ class PropertyFileTest : public LogTest {
 };
 
 const char kXml[] = "<plist version=\"1.0\"><dict><key>a</key><string>b</string></dict></plist>";
-const char kWriteLine[] = "entering [propertyFile write]\nentering [propertyFile write: pFormat]\n";
+const std::string kData = "[propertyFile write: pFormat] - dataFromPropertyList... ";
+const std::string kToFile = "[propertyFile write: pFormat] - writeToFile... ";
+const std::string kWriteLine =
+    "entering [propertyFile write]\nentering [propertyFile write: pFormat]\n";
 
 TEST_F(PropertyFileTest, AMissingFileIsAnEmptyOne) {
   EXPECT_EQ(Load(), YES);
@@ -43,20 +46,14 @@ TEST_F(PropertyFileTest, AMissingFileIsAnEmptyOne) {
   Log();
   EXPECT_EQ(file_->write(), NO);
   const std::string lines = Log();
-  EXPECT_TRUE(lines.starts_with(std::string(kWriteLine) +
-                                "[propertyFile write: pFormat] - dataFromPropertyList... failed "
-                                "with error: "))
-      << lines;
+  EXPECT_TRUE(lines.starts_with(kWriteLine + kData + "failed with error: ")) << lines;
   EXPECT_TRUE(lines.ends_with("\nleaving [propertyFile write: pFormat]\n")) << lines;
   EXPECT_FALSE(fs::exists(path_));
   file_->setpFormat(100);
   EXPECT_EQ(Log(), "");
   EXPECT_EQ(file_->write(), YES);
-  EXPECT_EQ(Log(),
-            std::string(kWriteLine) +
-                "[propertyFile write: pFormat] - dataFromPropertyList... successful\n"
-                "[propertyFile write: pFormat] - writeToFile... successful, with pfilePath: " +
-                path_ + "\n");
+  EXPECT_EQ(Log(), kWriteLine + kData + "successful\n" + kToFile +
+                       "successful, with pfilePath: " + path_ + "\n");
   EXPECT_EQ(Kind(), "xml");
 }
 
@@ -105,9 +102,7 @@ TEST_F(PropertyFileTest, TheOldTextFormCanOnlyBeRead) {
   EXPECT_EQ(file_->pFormat(), 1u);
   Log();
   EXPECT_EQ(file_->write(), NO);
-  const std::string start =
-      std::string(kWriteLine) +
-      "[propertyFile write: pFormat] - dataFromPropertyList... failed with error: ";
+  const std::string start = kWriteLine + kData + "failed with error: ";
   const std::string lines = Log();
   EXPECT_TRUE(lines.starts_with(start) && lines[start.size()] != '\n') << lines;
   EXPECT_EQ(ReadFile(path_), "{ a = b; list = (1, \"two words\"); }");
@@ -122,10 +117,8 @@ TEST_F(PropertyFileTest, AFailedWriteLeavesTheFile) {
   file_->setpFilePath(Text(gone));
   Log();
   EXPECT_EQ(file_->write(), NO);
-  EXPECT_EQ(Log(), std::string(kWriteLine) +
-                       "[propertyFile write: pFormat] - dataFromPropertyList... successful\n"
-                       "[propertyFile write: pFormat] - writeToFile... failed, with pfilePath: " +
-                       gone + "\n");
+  EXPECT_EQ(Log(), kWriteLine + kData + "successful\n" + kToFile +
+                       "failed, with pfilePath: " + gone + "\n");
   EXPECT_EQ(ReadFile(path_), kXml);
 }
 
