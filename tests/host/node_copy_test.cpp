@@ -22,6 +22,7 @@ namespace orvik::test {
 namespace {
 
 using namespace host;
+using Words = std::vector<std::string>;
 
 class NodeCopyTest : public EnvironmentTest {
  protected:
@@ -32,9 +33,7 @@ class NodeCopyTest : public EnvironmentTest {
 };
 
 TEST_F(NodeCopyTest, ReplacesFilesLinksAndEmptyFoldersOnly) {
-  WriteFile(top_ / "source", "new");
-  fs::create_symlink("some/text", top_ / "link");
-  WriteFile(top_ / "target", "old");
+  MakeTree(top_, {"source=new", "link->some/text", "target=old", "full/x", "pipe|"});
   EXPECT_EQ(Copy("source", "target"), EEXIST);
   EXPECT_EQ(Copy("link", "target"), EEXIST);
   EXPECT_EQ(ReadFile(top_ / "target"), "old");
@@ -48,36 +47,32 @@ TEST_F(NodeCopyTest, ReplacesFilesLinksAndEmptyFoldersOnly) {
     fs::create_directories(top_ / "empty");
     EXPECT_EQ(Copy(source, "empty", kReplacing), 0) << source;
     fs::remove(top_ / "empty");
-    WriteFile(top_ / "full/x", "kept");
     EXPECT_EQ(Copy(source, "full", kReplacing), EISDIR) << source;
   }
-  EXPECT_EQ(ReadFile(top_ / "full/x"), "kept");
   EXPECT_EQ(Copy("full", "new"), EISDIR);
-  mkfifo((top_ / "pipe").c_str(), 0640);
+  chmod((top_ / "pipe").c_str(), 0640);
   EXPECT_EQ(Copy("pipe", "new"), EOPNOTSUPP);
   EXPECT_EQ(Copy("pipe", "new", {.special_files = true}), 0);
   EXPECT_EQ(ModeOf(top_ / "new"), 0640u);
-  EXPECT_EQ(NamesIn(top_),
-            (std::vector<std::string>{"full", "link", "new", "pipe", "source", "target"}));
+  EXPECT_EQ(TreeIn(top_), (Words{"full/", "full/x=x", "link->some/text", "new|", "pipe|",
+                                 "source=new", "target=new"}));
 }
 
 TEST_F(NodeCopyTest, NothingIsCopiedOntoItself) {
-  WriteFile(top_ / "d/a", "content");
+  // The text of "l" leads to the target from the target's folder only.
+  const Words tree = {"d/", "d/a=x", "d/chain->l", "d/l->a", "far->d/a", "l->a"};
+  MakeTree(top_, tree);
+  EXPECT_EQ(Copy("l", "d/a", kReplacing), EINVAL);
+  EXPECT_EQ(TreeIn(top_), tree);
   fs::create_hard_link(top_ / "d/a", top_ / "hard");
-  fs::create_symlink("a", top_ / "d/l");
-  fs::create_symlink("l", top_ / "d/chain");
-  fs::create_symlink("d/a", top_ / "far");
   const std::pair<const char*, const char*> cases[] = {{"d/a", "hard"},    {"d/l", "d/a"},
                                                        {"d/chain", "d/l"}, {"d/chain", "d/a"},
                                                        {"far", "d/a"},     {"d/l", "d/l"}};
   for (const auto& [from, to] : cases) {
     EXPECT_EQ(Copy(from, to, kReplacing), EINVAL) << from << " " << to;
   }
-  // Text that leads to the target from the target's folder only.
-  fs::create_symlink("a", top_ / "l");
-  EXPECT_EQ(Copy("l", "d/a", kReplacing), EINVAL);
-  EXPECT_EQ(ReadFile(top_ / "d/a"), "content");
-  EXPECT_EQ(fs::read_symlink(top_ / "d/l"), "a");
+  fs::remove(top_ / "hard");
+  EXPECT_EQ(TreeIn(top_), tree);
 }
 
 TEST_F(NodeCopyTest, KeepsAttributesModeTimesAndLock) {
@@ -121,10 +116,8 @@ TEST_F(NodeCopyTest, BitsThatGiveRightsGoWithTheirOwnerOnly) {
 
 // What is there stays when the copy cannot be made whole.
 TEST_F(NodeCopyTest, AFailureLeavesTheOldFile) {
-  WriteFile(top_ / "large", std::string(300'000, 'l'));
-  WriteFile(top_ / "secret", "x");
+  MakeTree(top_, {"large=" + std::string(300'000, 'l'), "secret", "target=old"});
   chmod((top_ / "secret").c_str(), 0);
-  WriteFile(top_ / "target", "old");
   {
     const FileSizeLimit limit(100'000);
     EXPECT_EQ(Copy("large", "target", kReplacing), EFBIG);
@@ -142,50 +135,37 @@ using MoveFileTest = EnvironmentTest;
 
 // The road to another volume, taken on one.
 TEST_F(MoveFileTest, CopiesATreeWithWhatItCarriesAndRemovesTheSource) {
-  const fs::path from = env_.folder() / "tree", to = env_.folder() / "moved";
-  WriteFile(from / "sub" / "file", "content");
+  const fs::path from = top_ / "tree", to = top_ / "moved";
+  MakeTree(from, {"sub/file=content", "link->nowhere", "pipe|"});
   fs::permissions(from / "sub" / "file", fs::perms(0750));
   fs::last_write_time(from / "sub" / "file", fs::file_time_type());
   const auto time = fs::last_write_time(from / "sub" / "file");
-  fs::create_symlink("nowhere", from / "link");
-  mkfifo((from / "pipe").c_str(), 0600);
   fs::permissions(from / "sub", fs::perms(0711));
   fs::create_hard_link(from / "sub/file", from / "second name");
   ASSERT_EQ(CopyThenRemove(from, to), 0);
-  EXPECT_FALSE(fs::exists(from));
-  EXPECT_EQ(ReadFile(to / "sub" / "file"), "content");
-  EXPECT_EQ(fs::status(to / "sub" / "file").permissions(), fs::perms(0750));
+  EXPECT_EQ(TreeIn(top_),
+            (Words{"moved/", "moved/link->nowhere", "moved/pipe|", "moved/second name=content",
+                   "moved/sub/", "moved/sub/file=content"}));
+  EXPECT_EQ(ModeOf(to / "sub/file"), 0750u);
   EXPECT_EQ(fs::last_write_time(to / "sub" / "file"), time);
-  EXPECT_EQ(fs::status(to / "sub").permissions(), fs::perms(0711));
-  EXPECT_EQ(fs::read_symlink(to / "link"), "nowhere");
-  EXPECT_TRUE(fs::is_fifo(to / "pipe"));
+  EXPECT_EQ(ModeOf(to / "sub"), 0711u);
   EXPECT_TRUE(fs::equivalent(to / "second name", to / "sub" / "file"));
 }
 
 TEST_F(MoveFileTest, RemovesWhatKilledProcessesLeft) {
-  const auto staged = [this](int n) { return env_.folder() / (".to.orvik-" + std::to_string(n)); };
-  WriteFile(staged(0) / "sub" / "part", "abandoned");
-  fs::permissions(staged(0) / "sub", fs::perms::none);
-  WriteFile(staged(1), "abandoned");
-  WriteFile(staged(2) / "part", "in use");
-  const Descriptor in_use(open(staged(2).c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+  MakeTree(top_, {".to.orvik-0/sub/part", ".to.orvik-1", ".to.orvik-2/part", "from/file"});
+  fs::permissions(top_ / ".to.orvik-0/sub", fs::perms::none);
+  const Descriptor in_use(open((top_ / ".to.orvik-2").c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
   ASSERT_EQ(flock(in_use.get(), LOCK_EX | LOCK_NB), 0);
-  WriteFile(env_.folder() / "from" / "file", "content");
-  ASSERT_EQ(CopyThenRemove(env_.folder() / "from", env_.folder() / "to"), 0);
-  EXPECT_EQ(ReadFile(env_.folder() / "to" / "file"), "content");
-  EXPECT_FALSE(fs::exists(staged(0)) || fs::exists(staged(1)));
-  EXPECT_EQ(ReadFile(staged(2) / "part"), "in use");
+  ASSERT_EQ(CopyThenRemove(top_ / "from", top_ / "to"), 0);
+  EXPECT_EQ(TreeIn(top_), (Words{".to.orvik-2/", ".to.orvik-2/part=x", "to/", "to/file=x"}));
 }
 
 // Far more levels than the process may open files.
 TEST_F(MoveFileTest, DepthIsNotBounded) {
   char folder[] = "/dev/shm/orvik-test-XXXXXX";
   if (mkdtemp(folder) == nullptr) GTEST_SKIP() << "no memory file system";
-  rlimit before{};
-  getrlimit(RLIMIT_NOFILE, &before);
-  rlimit few = before;
-  few.rlim_cur = 64;
-  setrlimit(RLIMIT_NOFILE, &few);
+  const ResourceLimit few(RLIMIT_NOFILE, 64);
   const std::string deep = MakeDeepTree(folder, 1000, "deep");
   const fs::path here = env_.folder() / "moved";
   EXPECT_EQ(MoveWithoutReplacing(folder, here), 0);
@@ -198,21 +178,17 @@ TEST_F(MoveFileTest, DepthIsNotBounded) {
   EXPECT_FALSE(fs::exists(here));
   EXPECT_EQ(RemoveTree(AT_FDCWD, folder, Obstacles::kTakeAway), 0);
   EXPECT_FALSE(fs::exists(folder));
-  setrlimit(RLIMIT_NOFILE, &before);
 }
 
 TEST_F(MoveFileTest, NeverReplacesAndKeepsTheSourceOfAFailure) {
-  const fs::path from = env_.folder() / "from", to = env_.folder() / "to";
-  WriteFile(from, "x");
-  fs::create_symlink("dangling", to);
+  const fs::path from = top_ / "from", to = top_ / "to", folder = top_ / "folder";
+  MakeTree(top_, {"from", "to->dangling", "folder/"});
   EXPECT_EQ(CopyThenRemove(from, to), EEXIST);
   EXPECT_EQ(MoveWithoutReplacing(from, to), EEXIST);
-  EXPECT_EQ(CopyThenRemove(from, env_.folder() / "none" / "to"), ENOENT);
-  EXPECT_EQ(ReadFile(from), "x");
-  fs::create_directory(env_.folder() / "folder");
-  EXPECT_EQ(CopyThenRemove(env_.folder() / "folder", env_.folder() / "folder" / "in"), EINVAL);
-  EXPECT_EQ(MoveWithoutReplacing(env_.folder() / "folder", env_.folder() / "folder" / "in"),
-            EINVAL);
+  EXPECT_EQ(CopyThenRemove(from, top_ / "none/to"), ENOENT);
+  EXPECT_EQ(CopyThenRemove(folder, folder / "in"), EINVAL);
+  EXPECT_EQ(MoveWithoutReplacing(folder, folder / "in"), EINVAL);
+  EXPECT_EQ(TreeIn(top_), (Words{"folder/", "from=x", "to->dangling"}));
 }
 
 }  // namespace

@@ -1,7 +1,6 @@
 #include "host/tree_removal.h"
 
 #include <fcntl.h>
-#include <sys/resource.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -17,6 +16,7 @@ namespace orvik::test {
 namespace {
 
 using namespace host;
+using Words = std::vector<std::string>;
 
 class TreeRemovalTest : public EnvironmentTest {
  protected:
@@ -29,21 +29,15 @@ class TreeRemovalTest : public EnvironmentTest {
 };
 
 TEST_F(TreeRemovalTest, RemovesEverythingButNothingOutside) {
-  WriteFile(top_ / "outside/kept", "x");
-  WriteFile(top_ / "tree/a/b/file", "x");
-  WriteFile(top_ / "tree/a/caf\xE9\n*", "x");
-  fs::create_directories(top_ / "tree/empty");
-  fs::create_directory_symlink(top_ / "outside", top_ / "tree/a/to_outside");
-  fs::create_directory_symlink("..", top_ / "tree/a/circle");
-  mkfifo((top_ / "tree/pipe").c_str(), 0600);
+  MakeTree(top_, {"outside/kept", "tree/a/b/file", "tree/a/caf\xE9\n*", "tree/empty/",
+                  "tree/a/to_outside->../../outside", "tree/a/circle->..", "tree/pipe|",
+                  "link->outside"});
   TreeOutcome report;
   EXPECT_EQ(Empty(top_ / "tree", &report), 0);
   EXPECT_TRUE(fs::is_empty(top_ / "tree"));
   EXPECT_EQ(report.done, 8u);
-  EXPECT_EQ(ReadFile(top_ / "outside/kept"), "x");
-  fs::create_directory_symlink("outside", top_ / "link");
   EXPECT_NE(Empty(top_ / "link"), 0);
-  EXPECT_TRUE(fs::exists(top_ / "outside/kept"));
+  EXPECT_EQ(TreeIn(top_), (Words{"link->outside", "outside/", "outside/kept=x", "tree/"}));
   EXPECT_EQ(Remove(top_ / "link"), 0);
   EXPECT_EQ(Remove(top_ / "outside"), 0);
   EXPECT_FALSE(Stands(top_ / "link") || Stands(top_ / "outside"));
@@ -87,36 +81,29 @@ TEST_F(TreeRemovalTest, ReadOnlyFoldersOfOurOwnAreEmptiedAndStayReadOnly) {
 // goes.
 TEST_F(TreeRemovalTest, GoesOnAfterAFailureAndReportsIt) {
   if (geteuid() != 0) GTEST_SKIP() << "only root can make another user's folder";
-  WriteFile(top_ / "tree/a/b/theirs/kept", "x");
-  for (const char* name : {"tree/a/b/x", "tree/a/y", "tree/z/z", "tree/file"}) {
-    WriteFile(top_ / name, "x");
-  }
+  MakeTree(top_, {"tree/a/b/theirs/kept", "tree/a/b/x", "tree/a/y", "tree/z/z", "tree/file"});
   fs::permissions(top_ / "tree/a/b", fs::perms(0500));
   TreeOutcome report;
   {
     const WithoutRootRights without(env_.folder(), top_ / "tree/a/b/theirs");
     EXPECT_EQ(Remove(top_ / "tree", &report), EACCES);
   }
-  EXPECT_EQ(report.failed, 1u);
-  ASSERT_EQ(report.failures.size(), 1u);
+  ASSERT_EQ((std::vector{report.failed, report.failures.size()}), (std::vector{1ul, 1ul}));
   EXPECT_EQ(report.failures[0].path, "a/b/theirs/kept");
   EXPECT_EQ(report.failures[0].error, EACCES);
   EXPECT_EQ(report.done, 5u);
-  EXPECT_EQ(NamesIn(top_ / "tree"), (std::vector<std::string>{"a"}));
-  EXPECT_EQ(NamesIn(top_ / "tree/a"), (std::vector<std::string>{"b"}));
+  EXPECT_EQ(TreeIn(top_ / "tree"), (Words{"a/", "a/b/", "a/b/theirs/", "a/b/theirs/kept=x"}));
   EXPECT_EQ(ModeOf(top_ / "tree/a/b"), 0500u);
 }
 
 TEST_F(TreeRemovalTest, AFolderThatCannotBeListedIsAFailure) {
   WriteFile(top_ / "tree/file", "x");
   const std::string tree = top_ / "tree";
-  rlimit before{};
-  getrlimit(RLIMIT_NOFILE, &before);
-  rlimit none = before;
-  none.rlim_cur = 0;
-  setrlimit(RLIMIT_NOFILE, &none);
-  const int error = EmptyFolder(tree, Obstacles::kTakeAway);
-  setrlimit(RLIMIT_NOFILE, &before);
+  int error = 0;
+  {
+    const ResourceLimit none(RLIMIT_NOFILE, 0);
+    error = EmptyFolder(tree, Obstacles::kTakeAway);
+  }
   EXPECT_EQ(error, EMFILE);
   EXPECT_TRUE(fs::exists(top_ / "tree/file"));
 }
@@ -126,14 +113,9 @@ TEST_F(TreeRemovalTest, TenThousandLevels) {
   char top[] = "/dev/shm/orvik-test-XXXXXX";
   if (mkdtemp(top) == nullptr) GTEST_SKIP() << "no memory file system";
   MakeDeepTree(top, 10'000, "a folder of the tree");
-  rlimit before{};
-  getrlimit(RLIMIT_NOFILE, &before);
-  rlimit few = before;
-  few.rlim_cur = 64;
-  setrlimit(RLIMIT_NOFILE, &few);
+  const ResourceLimit few(RLIMIT_NOFILE, 64);
   TreeOutcome report;
   EXPECT_EQ(Remove(top, &report), 0);
-  setrlimit(RLIMIT_NOFILE, &before);
   EXPECT_EQ(report.done, 10'002u);
   EXPECT_FALSE(Stands(top));
 }

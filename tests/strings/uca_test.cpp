@@ -7,6 +7,7 @@
 
 #include "platform/core_foundation/string.h"
 #include "strings/atl_conversions.h"
+#include "strings/atl_string.h"
 #include "strings/uca_conversions.h"
 #include "strings/uca_format.h"
 #include "tests/support/test_environment.h"
@@ -15,92 +16,84 @@ namespace orvik::test {
 namespace {
 
 using View = std::u16string_view;
+using Texts = std::vector<std::u16string>;
 
 TEST(Uca, CopiesAndAppends) {
-  EXPECT_EQ(ucalen(u""), 0);
-  EXPECT_EQ(ucalen(nullptr), 0);
-  EXPECT_EQ(ucalen(u"a\xD83D\xDE00"), 3);
+  EXPECT_EQ((std::vector{ucalen(u""), ucalen(nullptr), ucalen(u"a\xD83D\xDE00"), ocslen(u"ab")}),
+            (std::vector{0, 0, 3, 2}));
   char16_t buffer[8];
-  std::fill_n(buffer, 8, u'X');
-  ucancpy(buffer, u"abc", 5);
-  EXPECT_EQ(View(buffer, 6), View(u"abc\0\0X", 6));
-  std::fill_n(buffer, 8, u'X');
-  ucancpy(buffer, u"abc", 2);
-  EXPECT_EQ(View(buffer, 3), u"abX");
-  ucancpy(buffer, u"abc", 0);
-  ucancpy(buffer, u"abc", -1);
-  EXPECT_EQ(View(buffer, 3), u"abX");
-  EXPECT_EQ(View(ucacpy(buffer, u"ab")), u"ab");
-  EXPECT_EQ(View(ucacat(buffer, u"cd")), u"abcd");
-  EXPECT_EQ(View(ucancat(buffer, u"xyz", 2)), u"abcdxy");
-  EXPECT_EQ(View(ucancat(buffer, u"xyz", 0)), u"abcdxy");
-  EXPECT_EQ(View(ucareverse(buffer)), u"yxdcba");
+  const auto copied = [&](int count) {
+    std::fill_n(buffer, 8, u'X');
+    ucancpy(buffer, u"abc", count);
+    return std::u16string(buffer, 6);
+  };
+  EXPECT_EQ((Texts{copied(5), copied(2), copied(0), copied(-1)}),
+            (Texts{{u"abc\0\0X", 6}, u"abXXXX", u"XXXXXX", u"XXXXXX"}));
+  EXPECT_EQ((Texts{ucacpy(buffer, u"ab"), ucacat(buffer, u"cd"), ucancat(buffer, u"xyz", 2),
+                   ucancat(buffer, u"xyz", 0), ucareverse(buffer), ocscpy(buffer, u"b"),
+                   ocscat(buffer, u"c")}),
+            (Texts{u"ab", u"abcd", u"abcdxy", u"abcdxy", u"yxdcba", u"b", u"bc"}));
 }
 
 using UcaLocale = EnvironmentTest;
 
 TEST_F(UcaLocale, MapsCaseWithinTheLength) {
   setenv("LC_ALL", "C", 1);
-  char16_t text[] = u"stra\u00DFe";
-  EXPECT_EQ(View(ucaupr(text)), u"STRASS");
-  EXPECT_EQ(View(ucalwr(text)), u"strass");
+  char16_t text[] = u"stra\u00DFe", turkish[] = u"iI";
+  EXPECT_EQ((Texts{ucaupr(text), ucalwr(text)}), (Texts{u"STRASS", u"strass"}));
   EXPECT_EQ(ucaupr(nullptr), nullptr);
   setenv("LC_ALL", "tr_TR.UTF-8", 1);
-  char16_t turkish[] = u"iI";
   EXPECT_EQ(View(ucalwr(turkish)), u"i\x131");
 }
 
 TEST(Uca, Searches) {
   char16_t text[] = u"abcabc";
-  EXPECT_EQ(ucastr(text, u"bc"), text + 1);
-  EXPECT_EQ(ucastr(text, u"BC"), nullptr);
-  EXPECT_EQ(ucastr(text, u""), text);
-  EXPECT_EQ(ucastr(text, nullptr), text);
-  EXPECT_FALSE(isucdigit(u'\x661'));
-  EXPECT_TRUE(isucdigit(u'9'));
-  EXPECT_EQ(ucatoi(u" -12x"), -12);
-  EXPECT_EQ(ucatoi(nullptr), 0);
-  EXPECT_EQ(ucatof(u"2.5"), 2.5);
+  EXPECT_EQ((std::vector{ucastr(text, u"bc"), ucastr(text, u""), ucastr(text, nullptr),
+                         ucastr(text, u"BC")}),
+            (std::vector<char16_t*>{text + 1, text, text, nullptr}));
+  EXPECT_TRUE(!isucdigit(u'\x661') && isucdigit(u'9'));
+  EXPECT_EQ((std::vector{ucatoi(u" -12x"), ucatoi(nullptr)}), (std::vector{-12, 0}));
+  EXPECT_EQ((std::vector{ucatof(u"2.5"), ucatof(nullptr)}), (std::vector{2.5, 0.0}));
 }
 
 TEST(Uca, ComparesByCollation) {
-  EXPECT_LT(ucacmp(u"a", u"A"), 0);
-  EXPECT_LT(ucacmp(u"A", u"b"), 0);
-  EXPECT_EQ(ucaicmp(u"a", u"A"), 0);
-  EXPECT_NE(ucaicmp(u"e", u"\xE9"), 0);
-  EXPECT_EQ(ucacmp(u"\xE9", u"e\x301"), 0);
-  EXPECT_EQ(ucacmp(u"a", u"\xFF41"), 0) << "width does not tell";
-  EXPECT_NE(ucacmp(u"A", u"\xFF41"), 0);
-  EXPECT_EQ(ucaicmp(u"A", u"\xFF41"), 0);
-  EXPECT_NE(ucaicmp(u"\x304B", u"\x30AB"), 0) << "the scripts of Japanese differ";
-  EXPECT_NE(ucacmp(u"a-b", u"ab"), 0) << "punctuation tells";
-  EXPECT_EQ(ucancmp(u"abX", u"abY", 2), 0);
+  const struct {
+    const char16_t *a, *b;
+    int order, order_without_case;
+  } cases[] = {
+      {u"a", u"A", -1, 0},        {u"A", u"b", -1, -1},           {u"e", u"\xE9", -1, -1},
+      {u"\xE9", u"e\x301", 0, 0}, {u"a", u"\xFF41", 0, 0},         // width does not tell
+      {u"A", u"\xFF41", 1, 0},    {u"\x304B", u"\x30AB", -1, -1},  // the scripts of Japanese differ
+      {u"a-b", u"ab", -1, -1},                                     // punctuation tells
+      {nullptr, nullptr, 0, 0},   {nullptr, u"a", -1, -1}};
+  const auto sign = [](int order) { return (order > 0) - (order < 0); };
+  for (const auto& [a, b, order, order_without_case] : cases) {
+    for (const auto compare : {ucacmp, ucacoll})
+      EXPECT_EQ(sign(compare(a, b)), order) << CAtlString(a) << CAtlString(b);
+    for (const auto compare : {ucaicmp, ucaicoll}) {
+      EXPECT_EQ(sign(compare(a, b)), order_without_case) << CAtlString(a) << CAtlString(b);
+    }
+  }
+  EXPECT_EQ((std::vector{ucancmp(u"abX", u"abY", 2), ucanicmp(u"aB", u"Ab", 2),
+                         ucanicoll(u"a", u"b", 0), ucanicmp(nullptr, u"a", 1)}),
+            std::vector(4, 0));
   EXPECT_LT(ucancoll(u"abX", u"abY", 3), 0);
-  EXPECT_EQ(ucanicmp(u"aB", u"Ab", 2), 0);
-  EXPECT_EQ(ucanicoll(u"a", u"b", 0), 0);
 }
 
 TEST(Uca, NullIsEmpty) {
   char16_t buffer[4] = u"a";
-  EXPECT_EQ(ucacmp(nullptr, nullptr), 0);
-  EXPECT_EQ(ucaicmp(nullptr, nullptr), 0);
-  EXPECT_LT(ucaicmp(nullptr, u"a"), 0);
-  EXPECT_EQ(ucanicmp(nullptr, u"a", 1), 0);
-  EXPECT_EQ(View(ucacat(buffer, nullptr)), u"a");
-  EXPECT_EQ(View(ucacpy(buffer, nullptr)), u"");
+  EXPECT_EQ((Texts{ucacat(buffer, nullptr), ucacpy(buffer, nullptr)}), (Texts{u"a", u""}));
   EXPECT_EQ(ucastr(static_cast<const char16_t*>(nullptr), u"a"), nullptr);
   EXPECT_EQ(ucareverse(nullptr), nullptr);
-  EXPECT_EQ(ucatof(nullptr), 0.0);
   CAtoUCA(nullptr, buffer, 3);
   UCAtoCA(nullptr, nullptr, 3);
 }
 
 TEST(Uca, WritesNumbers) {
   char16_t buffer[16];
-  EXPECT_EQ(View(itouca(255, buffer, 16)), u"ff");
-  EXPECT_EQ(View(itouca(-1, buffer, 16)), u"ffffffff");
-  EXPECT_EQ(View(itouca(-2147483647 - 1, buffer, 10)), u"-2147483648");
-  EXPECT_EQ(View(itouca(-1, buffer, 8)), u"37777777777");
+  EXPECT_EQ((Texts{itouca(255, buffer, 16), itouca(-1, buffer, 16),
+                   itouca(-2147483647 - 1, buffer, 10), itouca(-1, buffer, 8)}),
+            (Texts{u"ff", u"ffffffff", u"-2147483648", u"37777777777"}));
   EXPECT_EQ(itouca(255, buffer, 2), nullptr);
 }
 
@@ -113,14 +106,13 @@ TEST(Uca, WidensAndNarrows) {
   EXPECT_EQ(View(units, 21), u"abcdefghijklmnopqrstX");
   char bytes[40] = {};
   UCAtoCA(u"a\u00E9\u20AC\u0100bcdefghijklmnopqrstu", bytes, 22);
-  EXPECT_STREQ(bytes, "a\xE9\?\?bcdefghijklmnopqrs");
   UCAtoCA(u"zz", bytes, 0);
-  EXPECT_EQ(bytes[0], 'a');
+  EXPECT_STREQ(bytes, "a\xE9\?\?bcdefghijklmnopqrs");
 }
 
 TEST(UcaConversions, MakeArrays) {
   const std::unique_ptr<char16_t[]> units(makeUCAFromCA("a\xE9"));
-  EXPECT_EQ(std::u16string_view(units.get()), u"a\xE9");
+  EXPECT_EQ(View(units.get()), u"a\xE9");
   const std::unique_ptr<char[]> bytes(makeCAFromUCA(u"a\x20AC"));
   EXPECT_STREQ(bytes.get(), "a?");
   EXPECT_EQ(makeCAFromUCA(u""), nullptr);
@@ -129,78 +121,63 @@ TEST(UcaConversions, MakeArrays) {
   wchar_t* wide = makeWCA32FromUCA(u"a\xD83D\xDE00z");
   EXPECT_EQ(std::wstring_view(wide), L"a\U0001F600z");
   const std::unique_ptr<char16_t[]> back(makeUCAFromWCA32(wide));
-  EXPECT_EQ(std::u16string_view(back.get()), u"a\xD83D\xDE00") << "the room is used up";
+  EXPECT_EQ(View(back.get()), u"a\xD83D\xDE00") << "the room is used up";
   freeWCA32Str(wide);
   freeWCA32Str(nullptr);
 }
 
 TEST(UcaConversions, IntoRoomOfTheCaller) {
-  wchar_t wide[3] = {L'X', L'X', L'X'};
+  wchar_t wide[] = L"XX";
   EXPECT_EQ(UCAtoWCA32(u"\xD83D\xDE00", wide, 2), conversionOK);
-  EXPECT_EQ(wide[0], 0x1F600);
-  EXPECT_EQ(wide[1], L'X');
+  EXPECT_EQ(std::wstring_view(wide), L"\U0001F600X");
   EXPECT_EQ(UCAtoWCA32(u"\xDE00", wide, 1), sourceIllegal);
   EXPECT_EQ(UCAtoWCA32(u"a", wide, -3), -3);
   char16_t units[2] = {};
   EXPECT_EQ(WCA32toUCA(L"a\x1F600", units, 2), targetExhausted);
-  EXPECT_EQ(units[0], u'a');
   EXPECT_EQ(WCA32toUCA(L"a", units, 0), 0);
+  EXPECT_EQ(units[0], u'a');
 }
 
 TEST(AtlConversions, TakeAsciiAlone) {
   char16_t units[8];
-  EXPECT_EQ(std::u16string_view(AtlA2WHelper(units, "abc", 2)), u"ab");
-  EXPECT_EQ(std::u16string_view(AtlA2WHelper(units, "abc", 7)), u"abc");
-  EXPECT_EQ(std::u16string_view(AtlA2WHelper(units, "a\xE9", 2)), u"");
-  EXPECT_EQ(std::u16string_view(AtlA2WHelper(units, nullptr, 2)), u"");
   char bytes[8];
+  EXPECT_EQ((Texts{AtlA2WHelper(units, "abc", 2), AtlA2WHelper(units, "abc", 7),
+                   AtlA2WHelper(units, "a\xE9", 2), AtlA2WHelper(units, nullptr, 2)}),
+            (Texts{u"ab", u"abc", u"", u""}));
   EXPECT_STREQ(AtlW2AHelper(bytes, u"abc", 2), "ab");
   EXPECT_STREQ(AtlW2AHelper(bytes, u"\xE9", 1), "");
-
-  char16_t* text = A2WBSTR("ab", 4);
-  EXPECT_EQ(std::u16string_view(text, 5), std::u16string_view(u"ab\0\0\0", 5));
-  free(text);
-  text = A2BSTR("xyz");
-  EXPECT_EQ(std::u16string_view(text), u"xyz");
-  free(text);
-  EXPECT_EQ(A2WBSTR("\xE9"), nullptr);
-  EXPECT_EQ(A2WBSTR(nullptr), nullptr);
-  EXPECT_EQ(A2WBSTR("a", -1), nullptr);
-  EXPECT_EQ(W2T(units), units);
+  const std::unique_ptr<char16_t, decltype(&free)> filled(A2WBSTR("ab", 4), free),
+      text(A2BSTR("xyz"), free);
+  EXPECT_EQ(View(filled.get(), 5), View(u"ab\0\0\0", 5));
+  EXPECT_EQ(View(text.get()), u"xyz");
+  for (const char16_t* none : {A2WBSTR("\xE9"), A2WBSTR(nullptr), A2WBSTR("a", -1)}) {
+    EXPECT_EQ(none, nullptr);
+  }
 }
 
 TEST(UcaFormat, FormatsIntoArrays) {
   char16_t buffer[16];
   EXPECT_EQ(sucaprintf(buffer, u"%S-%s-%@", u"\x20AC", "b", CFSTR(u"c")), 5);
-  EXPECT_EQ(std::u16string_view(buffer), u"\x20AC-b-c");
-  EXPECT_EQ(sucaprintf(buffer, nullptr), -1);
-  EXPECT_EQ(sucaprintf(buffer, u"%2$d", 1, 2), 1);
+  EXPECT_EQ(View(buffer), u"\x20AC-b-c");
   const char16_t* const missing = u"%2$d";
-  EXPECT_EQ(sucaprintf(buffer, missing, 1), -1);
-}
-
-TEST(UcaFormat, NeverWritesPastTheSize) {
+  EXPECT_EQ((std::vector{sucaprintf(buffer, nullptr), sucaprintf(buffer, u"%2$d", 1, 2),
+                         sucaprintf(buffer, missing, 1)}),
+            (std::vector{-1, 1, -1}));
   for (int size = 0; size <= 5; ++size) {
-    char16_t buffer[8];
     std::fill_n(buffer, 8, u'X');
-    const int result = snucaprintf(buffer, size, u"%s", "abc");
-    EXPECT_EQ(result, size == 5 ? 3 : size) << size;
-    EXPECT_EQ(buffer[size], u'X');
-    if (size > 0) {
-      EXPECT_EQ(std::u16string_view(buffer),
-                std::u16string_view(u"abc").substr(0, static_cast<std::size_t>(size - 1)));
-    }
+    EXPECT_EQ(snucaprintf(buffer, size, u"%s", "abc"), size == 5 ? 3 : size) << size;
+    std::u16string expected = std::u16string(u"abc").substr(0, size > 0 ? size - 1u : 0);
+    if (size > 0) expected += u'\0';
+    expected.resize(8, u'X');
+    EXPECT_EQ(View(buffer, 8), expected) << size;
   }
 }
 
 TEST(UcaFormat, WritesUnitsToStreams) {
-  char* bytes = nullptr;
-  std::size_t size = 0;
-  std::FILE* stream = open_memstream(&bytes, &size);
-  EXPECT_EQ(fucaprintf(stream, u"%C%d", 0x20AC, 7), 2);
-  std::fclose(stream);
-  EXPECT_EQ(std::string(bytes, size), std::string("\xAC\x20\x37\x00", 4));
-  std::free(bytes);
+  testing::internal::CaptureStdout();
+  EXPECT_EQ(ucaprintf(u"%C%d", 0x20AC, 7), 2);
+  EXPECT_EQ(fucaprintf(stdout, u"%s", "a"), 1);
+  EXPECT_EQ(testing::internal::GetCapturedStdout(), std::string("\xAC\x20\x37\0a\0", 6));
   EXPECT_EQ(fucaprintf(nullptr, u"x"), -1);
 }
 

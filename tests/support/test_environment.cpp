@@ -102,11 +102,51 @@ std::vector<std::string> NamesIn(const fs::path& folder) {
   return names;
 }
 
-FileSizeLimit::FileSizeLimit(rlim_t bytes) {
+void MakeTree(const fs::path& folder, const std::vector<std::string>& entries) {
+  for (const std::string& entry : entries) {
+    const std::size_t link = entry.find("->"), text = entry.find('=');
+    const fs::path path = folder / entry.substr(0, std::min(link, text));
+    if (link != entry.npos) {
+      fs::create_directories(path.parent_path());
+      fs::create_symlink(entry.substr(link + 2), path);
+    } else if (entry.ends_with('|')) {
+      fs::create_directories(path.parent_path());
+      EXPECT_EQ(mkfifo((folder / entry.substr(0, entry.size() - 1)).c_str(), 0600), 0) << entry;
+    } else if (entry.ends_with('/')) {
+      fs::create_directories(path);
+    } else {
+      WriteFile(path, text == entry.npos ? "x" : entry.substr(text + 1));
+    }
+  }
+}
+
+std::vector<std::string> TreeIn(const fs::path& folder) {
+  std::vector<std::string> entries;
+  for (const fs::directory_entry& entry : fs::recursive_directory_iterator(folder)) {
+    const std::string name = entry.path().lexically_relative(folder).string();
+    switch (entry.symlink_status().type()) {
+      case fs::file_type::directory:
+        entries.push_back(name + '/');
+        break;
+      case fs::file_type::symlink:
+        entries.push_back(name + "->" + fs::read_symlink(entry).string());
+        break;
+      case fs::file_type::fifo:
+        entries.push_back(name + '|');
+        break;
+      default:
+        entries.push_back(name + '=' + ReadFile(entry));
+    }
+  }
+  std::sort(entries.begin(), entries.end());
+  return entries;
+}
+
+ResourceLimit::ResourceLimit(Resource resource, rlim_t limit) : resource_(resource) {
   signal(SIGXFSZ, SIG_IGN);
-  getrlimit(RLIMIT_FSIZE, &old_);
-  const rlimit limit{bytes, old_.rlim_max};
-  setrlimit(RLIMIT_FSIZE, &limit);
+  getrlimit(resource, &old_);
+  const rlimit limits{limit, old_.rlim_max};
+  setrlimit(resource, &limits);
 }
 
 OtherProcess::OtherProcess(const std::function<void()>& body) {

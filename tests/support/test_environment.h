@@ -79,16 +79,30 @@ testing::AssertionResult Contains(const std::string& text, const std::string& pa
 // The names of a folder's entries, in order.
 std::vector<std::string> NamesIn(const fs::path& folder);
 
-// While it lives, this process writes no file beyond the size.
-class FileSizeLimit {
+// Makes entries below the folder, with the folders above them: "a" a file that holds "x", "a=text"
+// one that holds the text, "a/" a folder, "a->text" a symbolic link, "a|" a pipe.
+void MakeTree(const fs::path& folder, const std::vector<std::string>& entries);
+
+// All entries below the folder in these words, in order.
+std::vector<std::string> TreeIn(const fs::path& folder);
+
+// While it lives, a resource of this process has the limit.
+class ResourceLimit {
  public:
-  explicit FileSizeLimit(rlim_t bytes);
-  ~FileSizeLimit() { setrlimit(RLIMIT_FSIZE, &old_); }
-  FileSizeLimit(const FileSizeLimit&) = delete;
-  FileSizeLimit& operator=(const FileSizeLimit&) = delete;
+  using Resource = decltype(RLIMIT_FSIZE);
+  ResourceLimit(Resource resource, rlim_t limit);
+  ~ResourceLimit() { setrlimit(resource_, &old_); }
+  ResourceLimit(const ResourceLimit&) = delete;
+  ResourceLimit& operator=(const ResourceLimit&) = delete;
 
  private:
+  const Resource resource_;
   rlimit old_;
+};
+
+// While it lives, this process writes no file beyond the size.
+struct FileSizeLimit : ResourceLimit {
+  explicit FileSizeLimit(rlim_t bytes) : ResourceLimit(RLIMIT_FSIZE, bytes) {}
 };
 
 // Runs the body with 0, 1, ... in that many processes at once, and gives the exit status of each:
