@@ -15,10 +15,12 @@ class FileWatchTest : public EnvironmentTest {
   // Events take a moment to arrive; none may be missed.
   static constexpr int kSoon = 10'000;
 
-  // Other signs may come first: waits until nothing is told for a moment.
-  static void Drain(FileWatch& watch) {
+  // Whether a change is reported; waits until no other report comes for a moment.
+  static bool Reports(FileWatch& watch) {
+    const bool reported = watch.Wait(kSoon);
     while (watch.Wait(20)) {
     }
+    return reported;
   }
 
   fs::path file_ = env_.folder() / "a" / "b" / "file";
@@ -30,25 +32,20 @@ TEST_F(FileWatchTest, FollowsAFileFromBeforeItsFoldersToAfterItsEnd) {
   EXPECT_FALSE(watch.Wait(0));
 
   WriteFile(file_, "one");
-  EXPECT_TRUE(watch.Wait(kSoon));
-  Drain(watch);
+  EXPECT_TRUE(Reports(watch));
   WriteFile(file_, "two");
-  EXPECT_TRUE(watch.Wait(kSoon));
-  Drain(watch);
+  EXPECT_TRUE(Reports(watch));
   WriteFile(env_.folder() / "a" / "b" / "other", "");
   EXPECT_FALSE(watch.Wait(20));
   fs::rename(env_.folder() / "a" / "b" / "other", file_);
-  EXPECT_TRUE(watch.Wait(kSoon));
-  Drain(watch);
+  EXPECT_TRUE(Reports(watch));
 
   fs::remove_all(env_.folder() / "a");
-  EXPECT_TRUE(watch.Wait(kSoon));
-  Drain(watch);
+  EXPECT_TRUE(Reports(watch));
   WriteFile(file_, "again");
-  EXPECT_TRUE(watch.Wait(kSoon));
-  Drain(watch);
+  EXPECT_TRUE(Reports(watch));
   WriteFile(file_, "and again");
-  EXPECT_TRUE(watch.Wait(kSoon));
+  EXPECT_TRUE(Reports(watch));
 }
 
 TEST_F(FileWatchTest, FollowsAFolderThatIsPutInAnothersPlace) {
@@ -56,10 +53,9 @@ TEST_F(FileWatchTest, FollowsAFolderThatIsPutInAnothersPlace) {
   FileWatch watch(file_);
   fs::rename(env_.folder() / "a", env_.folder() / "elsewhere");
   WriteFile(file_, "two");
-  EXPECT_TRUE(watch.Wait(kSoon));
-  Drain(watch);
+  EXPECT_TRUE(Reports(watch));
   WriteFile(file_, "three");
-  EXPECT_TRUE(watch.Wait(kSoon));
+  EXPECT_TRUE(Reports(watch));
 }
 
 TEST_F(FileWatchTest, TellsWhetherAFileCouldBeReplaced) {

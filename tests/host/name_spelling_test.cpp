@@ -24,40 +24,34 @@ class NameSpellingTest : public EnvironmentTest {
 };
 
 TEST_F(NameSpellingTest, TheExactNameThenTheSingleEqualOneInEveryComponent) {
-  WriteFile(top_ / kDecomposed / kDecomposed, "x");
-  EXPECT_EQ(Found(fs::path(kComposed) / kComposed), Made(fs::path(kDecomposed) / kDecomposed));
-  EXPECT_EQ(Found(fs::path(kComposed) / "missing"), Made(fs::path(kDecomposed) / "missing"));
-  EXPECT_EQ(Found(fs::path("missing") / kComposed), Made(fs::path("missing") / kComposed));
-  EXPECT_EQ(Found(fs::path(kComposed) / kComposed / "below"),
-            Made(fs::path(kDecomposed) / kDecomposed / "below"));
-  WriteFile(top_ / kComposed / "y", "x");
-  EXPECT_EQ(Found(fs::path(kComposed) / "y"), Made(fs::path(kComposed) / "y"));
+  const std::string composed = kComposed, decomposed = kDecomposed;
+  MakeTree(top_, {decomposed + "/" + decomposed});
+  const std::pair<std::string, std::string> cases[] = {
+      {composed + "/" + composed, decomposed + "/" + decomposed},
+      {composed + "/missing", decomposed + "/missing"},
+      {"missing/" + composed, "missing/" + composed},
+      {composed + "/" + composed + "/below", decomposed + "/" + decomposed + "/below"}};
+  for (const auto& [asked, found] : cases) EXPECT_EQ(Found(asked), Made(found));
+  MakeTree(top_, {composed + "/y"});
+  EXPECT_EQ(Found(composed + "/y"), Made(composed + "/y"));
   const fs::path old = fs::current_path();
-  fs::current_path(top_ / kDecomposed);
-  EXPECT_EQ(PathOnDisk(kComposed), kDecomposed);
-  EXPECT_EQ(PathOnDisk(std::string("./") + kComposed), std::string("./") + kDecomposed);
+  fs::current_path(top_ / decomposed);
+  EXPECT_EQ(PathOnDisk(composed), decomposed);
+  EXPECT_EQ(PathOnDisk("./" + composed), "./" + decomposed);
   fs::current_path(old);
 }
 
 TEST_F(NameSpellingTest, OfSeveralEqualOnesEachHasItsOwnNameOnly) {
   // Two marks on one letter have five spellings.
-  const char* const kFirst = "a\xCC\xA3\xCC\x82";
-  const char* const kSecond = "\xE1\xBA\xA1\xCC\x82";
-  const char* const kThird = "\xE1\xBA\xAD";
-  WriteFile(top_ / kFirst, "1");
-  EXPECT_EQ(Found(kThird), Made(kFirst));
-  WriteFile(top_ / kSecond, "2");
-  EXPECT_EQ(Found(kFirst), Made(kFirst));
-  EXPECT_EQ(Found(kSecond), Made(kSecond));
-  EXPECT_EQ(Found(kThird), Made(kThird));
+  const char* const names[] = {"a\xCC\xA3\xCC\x82", "\xE1\xBA\xA1\xCC\x82", "\xE1\xBA\xAD"};
+  WriteFile(top_ / names[0], "1");
+  EXPECT_EQ(Found(names[2]), Made(names[0]));
+  WriteFile(top_ / names[1], "2");
+  for (const char* name : names) EXPECT_EQ(Found(name), Made(name));
 }
 
 TEST_F(NameSpellingTest, NamesOfMoreSpellingsThanCanBeTriedAreFoundInTheFolder) {
-  std::string composed, decomposed;
-  for (int i = 0; i < 20; ++i) {
-    composed += "\xC3\xA9";
-    decomposed += "e\xCC\x81";
-  }
+  const std::string composed = Repeated("\xC3\xA9", 20), decomposed = Repeated("e\xCC\x81", 20);
   const std::string mixed = decomposed.substr(0, 3) + composed.substr(2);
   WriteFile(top_ / mixed, "x");
   EXPECT_EQ(Found(composed), Made(mixed));

@@ -16,25 +16,18 @@
 #include <cstddef>
 
 #include "host/keep_beside.h"
+#include "tests/support/file_trees.h"
 #include "tests/support/test_environment.h"
 
 namespace orvik::test {
 namespace {
 
 using namespace host;
+using Words = std::vector<std::string>;
 
 class ReplaceFileTest : public EnvironmentTest {
  protected:
-  std::vector<std::string> Names() const { return NamesIn(folder_); }
-
-  fs::path Folder() {
-    fs::path folder = env_.folder() / "place";
-    fs::create_directory(folder);
-    return folder;
-  }
-
-  const fs::path folder_ = Folder();
-  const fs::path file_ = folder_ / "file";
+  const fs::path file_ = top_ / "file";
 };
 
 TEST_F(ReplaceFileTest, MakesAndReplacesAndLeavesNothingElse) {
@@ -43,10 +36,9 @@ TEST_F(ReplaceFileTest, MakesAndReplacesAndLeavesNothingElse) {
     const ReplaceResult result = ReplaceFile(file_, content);
     EXPECT_EQ(result.error, 0);
     EXPECT_TRUE(result.wrote);
-    EXPECT_EQ(ReadFile(file_), content);
+    EXPECT_EQ(TreeIn(top_), Words{"file=" + content});
     EXPECT_EQ(result.identity, IdentityOf(file_.string()));
   }
-  EXPECT_EQ(Names(), std::vector<std::string>{"file"});
 }
 
 TEST_F(ReplaceFileTest, WritesNothingWhenTheContentIsThere) {
@@ -59,39 +51,30 @@ TEST_F(ReplaceFileTest, WritesNothingWhenTheContentIsThere) {
 }
 
 TEST_F(ReplaceFileTest, KeepsModeAndAttributesAndFollowsLinks) {
-  WriteFile(file_, "old");
+  MakeTree(top_, {"file=old", "link->file", "chain->link", "dangling->not yet", "loop->loop"});
   chmod(file_.c_str(), 0640);
   const bool has_attributes = setxattr(file_.c_str(), "user.note", "kept", 4, 0) == 0;
-  fs::create_symlink("file", folder_ / "link");
-  fs::create_symlink(folder_ / "link", folder_ / "link to link");
-  ASSERT_EQ(ReplaceFile(folder_ / "link to link", "new").error, 0);
-  EXPECT_TRUE(fs::is_symlink(folder_ / "link"));
-  EXPECT_EQ(ReadFile(file_), "new");
-  struct stat attributes;
-  stat(file_.c_str(), &attributes);
-  EXPECT_EQ(attributes.st_mode & 07777, 0640U);
+  EXPECT_EQ(ReplaceFile(top_ / "chain", "new").error, 0);
+  EXPECT_EQ(ModeOf(file_), 0640u);
   char note[4];
   EXPECT_TRUE(!has_attributes || getxattr(file_.c_str(), "user.note", note, 4) == 4);
-
-  fs::create_symlink("not yet", folder_ / "dangling");
-  ASSERT_EQ(ReplaceFile(folder_ / "dangling", "made").error, 0);
-  EXPECT_EQ(ReadFile(folder_ / "not yet"), "made");
-  fs::create_symlink("loop", folder_ / "loop");
-  EXPECT_EQ(ReplaceFile(folder_ / "loop", "x").error, ELOOP);
+  EXPECT_EQ(ReplaceFile(top_ / "dangling", "made").error, 0);
+  EXPECT_EQ(ReplaceFile(top_ / "loop", "x").error, ELOOP);
+  EXPECT_EQ(TreeIn(top_), (Words{"chain->link", "dangling->not yet", "file=new", "link->file",
+                                 "loop->loop", "not yet=made"}));
 }
 
 TEST_F(ReplaceFileTest, RefusesWhatIsNoFile) {
-  fs::create_directory(folder_ / "folder");
-  mkfifo((folder_ / "pipe").c_str(), 0600);
+  MakeTree(top_, {"folder/", "pipe|"});
+  const std::pair<std::string, int> cases[] = {
+      {"folder", EISDIR}, {"pipe", EINVAL}, {"none/file", ENOENT}};
   std::string content;
-  EXPECT_EQ(ReplaceFile(folder_ / "folder", "x").error, EISDIR);
-  EXPECT_EQ(ReplaceFile(folder_ / "pipe", "x").error, EINVAL);
-  EXPECT_EQ(ReplaceFile(folder_ / "none" / "file", "x").error, ENOENT);
-  EXPECT_EQ(ReadWholeFile(folder_ / "folder", &content), EISDIR);
-  EXPECT_EQ(ReadWholeFile(folder_ / "pipe", &content), EINVAL);
-  EXPECT_EQ(ReadWholeFile(folder_ / "none", &content), ENOENT);
-  EXPECT_EQ(ReplaceFile(folder_ / std::string(256, 'n'), "x").error, ENAMETOOLONG);
-  EXPECT_EQ(ReplaceFile(folder_ / std::string(255, 'n'), "x").error, 0);
+  for (const auto& [name, error] : cases) {
+    EXPECT_EQ(ReplaceFile(top_ / name, "x").error, error) << name;
+    EXPECT_EQ(ReadWholeFile(top_ / name, &content), error) << name;
+  }
+  EXPECT_EQ(ReplaceFile(top_ / std::string(256, 'n'), "x").error, ENAMETOOLONG);
+  EXPECT_EQ(ReplaceFile(top_ / std::string(255, 'n'), "x").error, 0);
 }
 
 TEST_F(ReplaceFileTest, AFailingWriteKeepsTheOldFile) {
@@ -100,8 +83,7 @@ TEST_F(ReplaceFileTest, AFailingWriteKeepsTheOldFile) {
     const FileSizeLimit limit(1000);
     EXPECT_EQ(ReplaceFile(file_, std::string(5000, 'x')).error, EFBIG);
   }
-  EXPECT_EQ(ReadFile(file_), "old");
-  EXPECT_EQ(Names(), std::vector<std::string>{"file"});
+  EXPECT_EQ(TreeIn(top_), Words{"file=old"});
 }
 
 // Makes the kernel answer as on a volume without files that have no name.
@@ -119,18 +101,16 @@ void ForbidFilesWithoutNames() {
 }
 
 TEST_F(ReplaceFileTest, WorksWhereFilesHaveNamesFromTheStart) {
-  WriteFile(file_, "old");
-  WriteFile(folder_ / ".file.orvik-0", "abandoned");
+  MakeTree(top_, {"file=old", ".file.orvik-0"});
   chmod(file_.c_str(), 0600);
   const std::vector<int> errors = InProcesses(1, [this](int) {
     ForbidFilesWithoutNames();
-    if (open(folder_.c_str(), O_TMPFILE | O_RDWR, 0600) >= 0) return 1;
+    if (open(top_.c_str(), O_TMPFILE | O_RDWR, 0600) >= 0) return 1;
     return ReplaceFile(file_, "new").error;
   });
   EXPECT_EQ(errors[0], 0);
-  EXPECT_EQ(ReadFile(file_), "new");
-  EXPECT_EQ(fs::status(file_).permissions(), fs::perms(0600));
-  EXPECT_EQ(Names(), std::vector<std::string>{"file"});
+  EXPECT_EQ(ModeOf(file_), 0600u);
+  EXPECT_EQ(TreeIn(top_), Words{"file=new"});
 }
 
 TEST_F(ReplaceFileTest, NoRightToWriteKeepsTheOldFile) {
@@ -142,26 +122,24 @@ TEST_F(ReplaceFileTest, NoRightToWriteKeepsTheOldFile) {
     })[0];
   };
   if (geteuid() == 0) chmod(env_.folder().c_str(), 0755);
-  chmod(folder_.c_str(), 0555);
+  chmod(top_.c_str(), 0555);
   chmod(file_.c_str(), 0666);
   EXPECT_EQ(as_other(), EACCES);
-  chmod(folder_.c_str(), 0777);
+  chmod(top_.c_str(), 0777);
   chmod(file_.c_str(), 0444);
   EXPECT_EQ(as_other(), EACCES);
-  EXPECT_EQ(ReadFile(file_), "old");
-  EXPECT_EQ(Names(), std::vector<std::string>{"file"});
+  EXPECT_EQ(TreeIn(top_), Words{"file=old"});
 }
 
 TEST_F(ReplaceFileTest, RemovesWhatAKilledWriterLeftButNotWhatALivingOneHolds) {
-  WriteFile(folder_ / ".file.orvik-0", "abandoned");
-  WriteFile(folder_ / ".file.orvik-3", "abandoned too");
-  const int held = open((folder_ / ".file.orvik-1").c_str(), O_CREAT | O_RDWR | O_CLOEXEC, 0600);
+  MakeTree(top_, {".file.orvik-0", ".file.orvik-1=", ".file.orvik-3"});
+  const int held = open((top_ / ".file.orvik-1").c_str(), O_RDWR | O_CLOEXEC);
   flock(held, LOCK_EX);
   EXPECT_EQ(ReplaceFile(file_, "new").error, 0);
-  EXPECT_EQ(Names(), (std::vector<std::string>{".file.orvik-1", "file"}));
+  EXPECT_EQ(TreeIn(top_), (Words{".file.orvik-1=", "file=new"}));
   close(held);
   EXPECT_EQ(ReplaceFile(file_, "newer").error, 0);
-  EXPECT_EQ(Names(), std::vector<std::string>{"file"});
+  EXPECT_EQ(TreeIn(top_), Words{"file=newer"});
 }
 
 TEST_F(ReplaceFileTest, ReadersSeeWholeContentsWhileWritersAreKilled) {
@@ -186,7 +164,7 @@ TEST_F(ReplaceFileTest, ReadersSeeWholeContentsWhileWritersAreKilled) {
     }
   }
   EXPECT_EQ(ReplaceFile(file_, "end").error, 0);
-  EXPECT_EQ(Names(), std::vector<std::string>{"file"});
+  EXPECT_EQ(TreeIn(top_), Words{"file=end"});
 }
 
 class KeepBesideTest : public EnvironmentTest {
@@ -231,8 +209,7 @@ TEST_F(KeepBesideTest, TakesBackWhatWasNotReplaced) {
 // What others put under the names neither leads the copy elsewhere nor keeps it from being made.
 TEST_F(KeepBesideTest, PlantedNamesAreNeitherFollowedNorInTheWay) {
   const fs::path target = env_.folder() / "target";
-  fs::create_symlink(target, file_ + ".damaged");
-  fs::create_directory(file_ + ".damaged-2");
+  MakeTree(env_.folder(), {"file.damaged->target", "file.damaged-2/"});
   for (int number = 3; number <= 9; ++number) {
     WriteFile(file_ + ".damaged-" + std::to_string(number), "taken");
   }

@@ -17,12 +17,25 @@ using namespace host;
 
 class TrashTest : public EnvironmentTest {
  protected:
-  std::string InfoText(const std::string& name) const {
-    return ReadFile(home_trash_ / "info" / (name + ".trashinfo"));
+  // The info file of "x", which comes from the source.
+  std::string InfoOf(const std::string& source) const {
+    TrashInfo info;
+    EXPECT_EQ(info.Write(source, files_ + "/x"), 0) << source;
+    return ReadFile(fs::path(files_).parent_path() / "info/x.trashinfo");
   }
 
   fs::path home_trash_ = env_.home() / ".local/share/Trash";
   std::string files_;
+};
+
+class OpenTrashTest : public TrashTest {
+ protected:
+  OpenTrashTest() {
+    EXPECT_EQ(OpenHomeTrash(true, &files_), 0);
+    target_ = files_ + "/x";
+  }
+
+  std::string target_;
 };
 
 TEST_F(TrashTest, TheHomeTrashIsMadeOnDemand) {
@@ -39,14 +52,13 @@ TEST_F(TrashTest, TheHomeTrashIsMadeOnDemand) {
   EXPECT_EQ(files_, env_.temp() / "data/Trash/files");
 }
 
-TEST_F(TrashTest, InfoFilesSayWhereThingsCameFrom) {
-  ASSERT_EQ(OpenHomeTrash(true, &files_), 0);
+TEST_F(OpenTrashTest, InfoFilesSayWhereThingsCameFrom) {
   const std::string target = files_ + "/a b.txt";
   {
     TrashInfo info;
     ASSERT_EQ(info.Write("/some where/caf\xC3\xA9%[\n].txt", target), 0);
     EXPECT_TRUE(TrashNameIsTaken(target));
-    const std::string text = InfoText("a b.txt");
+    const std::string text = ReadFile(home_trash_ / "info/a b.txt.trashinfo");
     const std::string start =
         "[Trash Info]\nPath=/some%20where/caf%C3%A9%25%5B%0A%5D.txt\nDeletionDate=";
     ASSERT_TRUE(text.starts_with(start)) << text;
@@ -63,17 +75,14 @@ TEST_F(TrashTest, InfoFilesSayWhereThingsCameFrom) {
   kept.Keep();
   EXPECT_TRUE(TrashNameIsTaken(target));
   // Folders that only look like a trash get no info file.
-  fs::create_directories(env_.temp() / "Trash/files");
-  fs::create_directories(env_.temp() / "Trash/info");
+  MakeTree(top_, {"Trash/files/", "Trash/info/"});
   TrashInfo none;
-  EXPECT_EQ(none.Write("/x", (env_.temp() / "Trash/files/x").string()), 0);
-  EXPECT_TRUE(fs::is_empty(env_.temp() / "Trash/info"));
+  EXPECT_EQ(none.Write("/x", (top_ / "Trash/files/x").string()), 0);
+  EXPECT_TRUE(fs::is_empty(top_ / "Trash/info"));
 }
 
-TEST_F(TrashTest, PathsAreAbsoluteAndWithoutDots) {
-  ASSERT_EQ(OpenHomeTrash(true, &files_), 0);
-  fs::create_directories(top_ / "d/e");
-  fs::create_directory_symlink("d/e", top_ / "link");
+TEST_F(OpenTrashTest, PathsAreAbsoluteAndWithoutDots) {
+  MakeTree(top_, {"d/e/", "link->d/e"});
   const std::string top = fs::canonical(top_).string();
   const fs::path old = fs::current_path();
   fs::current_path(top_);
@@ -82,41 +91,32 @@ TEST_F(TrashTest, PathsAreAbsoluteAndWithoutDots) {
                                                        {"./x", top + "/x"},
                                                        {top + "/link/../x", top + "/d/x"}};
   for (const auto& [source, expected] : cases) {
-    TrashInfo info;
-    ASSERT_EQ(info.Write(source, files_ + "/x"), 0);
-    EXPECT_TRUE(Contains(InfoText("x"), "\nPath=" + expected + "\n")) << source;
+    EXPECT_TRUE(Contains(InfoOf(source), "\nPath=" + expected + "\n")) << source;
   }
   fs::current_path(old);
 }
 
-TEST_F(TrashTest, DatesFollowAZoneThatChanges) {
-  ASSERT_EQ(OpenHomeTrash(true, &files_), 0);
-  std::string texts[2];
-  const char* const zones[] = {"UTC0", "EST-9"};
-  for (int i = 0; i < 2; ++i) {
-    const ScopedVariable zone("TZ", zones[i]);
-    TrashInfo info;
-    ASSERT_EQ(info.Write("/x", files_ + "/x"), 0);
-    texts[i] = InfoText("x");
-  }
+TEST_F(OpenTrashTest, DatesFollowAZoneThatChanges) {
+  const auto date_in = [this](const char* name) {
+    const ScopedVariable zone("TZ", name);
+    const std::string text = InfoOf("/x");
+    std::tm date = {};
+    strptime(text.c_str() + text.find("Date=") + 5, "%Y-%m-%dT%H:%M:%S", &date);
+    return timegm(&date);
+  };
+  const std::time_t there = date_in("EST-9"), here = date_in("UTC0");
   tzset();
-  std::tm dates[2] = {};
-  for (int i = 0; i < 2; ++i) {
-    strptime(texts[i].c_str() + texts[i].find("Date=") + 5, "%Y-%m-%dT%H:%M:%S", &dates[i]);
-  }
-  EXPECT_NEAR(difftime(timegm(&dates[1]), timegm(&dates[0])), 9 * 3600, 60);
+  EXPECT_NEAR(difftime(there, here), 9 * 3600, 60);
 }
 
-TEST_F(TrashTest, FoldersAreEnteredWithTheirSize) {
-  ASSERT_EQ(OpenHomeTrash(true, &files_), 0);
+TEST_F(OpenTrashTest, FoldersAreEnteredWithTheirSize) {
   const auto lines = [this] { return ReadFile(home_trash_ / "directorysizes"); };
   const auto keep = [this](const std::string& name) {
     TrashInfo info;
     ASSERT_EQ(info.Write("/" + name, files_ + "/" + name), 0);
     info.Keep();
   };
-  WriteFile(fs::path(files_) / "a b/sub/file", std::string(100'000, 'x'));
-  WriteFile(fs::path(files_) / "plain", "x");
+  MakeTree(files_, {"a b/sub/file=" + std::string(100'000, 'x'), "plain", "c/", "d/"});
   keep("plain");
   EXPECT_FALSE(fs::exists(home_trash_ / "directorysizes"));
   keep("a b");
@@ -127,41 +127,39 @@ TEST_F(TrashTest, FoldersAreEnteredWithTheirSize) {
   EXPECT_GE(size, 100'000);
   EXPECT_LT(size, 200'000);
   EXPECT_NEAR(static_cast<double>(time), static_cast<double>(std::time(nullptr)), 60);
-  fs::create_directories(fs::path(files_) / "c");
   keep("c");
   EXPECT_TRUE(Contains(lines(), " a%20b\n"));
   fs::remove_all(fs::path(files_) / "a b");
-  fs::create_directories(fs::path(files_) / "d");
   keep("d");
   EXPECT_EQ(lines().find("a%20b"), std::string::npos);
   EXPECT_TRUE(Contains(lines(), " c\n"));
 }
 
-TEST_F(TrashTest, WhatAKilledProcessLeftKeepsItsNameForADay) {
-  ASSERT_EQ(OpenHomeTrash(true, &files_), 0);
-  const std::string target = files_ + "/x";
+TEST_F(OpenTrashTest, WhatAKilledProcessLeftKeepsItsNameForADay) {
   const fs::path left = home_trash_ / "info/x.trashinfo";
   WriteFile(left, "[Trash Info]\nPath=/left\n");
   TrashInfo info;
-  EXPECT_TRUE(TrashNameIsTaken(target));
-  EXPECT_EQ(info.Write("/new", target), EEXIST);
+  const auto expect_taken = [&] {
+    EXPECT_TRUE(TrashNameIsTaken(target_));
+    EXPECT_EQ(info.Write("/new", target_), EEXIST);
+  };
+  expect_taken();
   fs::last_write_time(left, fs::file_time_type::clock::now() - std::chrono::hours(25));
-  WriteFile(target, "its file");
-  EXPECT_TRUE(TrashNameIsTaken(target));
-  EXPECT_EQ(info.Write("/new", target), EEXIST);
-  fs::remove(target);
-  EXPECT_FALSE(TrashNameIsTaken(target));
-  EXPECT_EQ(info.Write("/new", target), 0);
-  EXPECT_TRUE(Contains(InfoText("x"), "Path=/new\n"));
-  EXPECT_TRUE(TrashNameIsTaken(target));
+  WriteFile(target_, "its file");
+  expect_taken();
+  fs::remove(target_);
+  EXPECT_FALSE(TrashNameIsTaken(target_));
+  EXPECT_EQ(info.Write("/new", target_), 0);
+  EXPECT_TRUE(Contains(ReadFile(left), "Path=/new\n"));
+  EXPECT_TRUE(TrashNameIsTaken(target_));
 }
 
 TEST_F(TrashTest, AHomeTrashThatCannotBeUsedIsRefused) {
   WriteFile(home_trash_, "a file");
   EXPECT_NE(OpenHomeTrash(true, &files_), 0);
   fs::remove(home_trash_);
-  fs::create_directories(env_.temp() / "elsewhere");
-  fs::create_directory_symlink(env_.temp() / "elsewhere", home_trash_);
+  fs::create_directories(top_ / "elsewhere");
+  fs::create_directory_symlink(top_ / "elsewhere", home_trash_);
   EXPECT_EQ(OpenHomeTrash(true, &files_), 0);
   TrashInfo info;
   EXPECT_EQ(info.Write("/x", (home_trash_ / "files/x").string()), 0);
@@ -203,10 +201,7 @@ TEST_F(TrashTest, OtherVolumesHaveTheirOwn) {
       {top / "./d/../d/e/.././x", "d/x"},
       {top_ / "outside", fs::canonical(top_).string() + "/outside"}};
   for (const auto& [source, expected] : sources) {
-    TrashInfo info;
-    ASSERT_EQ(info.Write(source, files_ + "/x"), 0);
-    const std::string text = ReadFile(top / (".Trash-" + user) / "info/x.trashinfo");
-    EXPECT_TRUE(Contains(text, "\nPath=" + expected + "\n"));
+    EXPECT_TRUE(Contains(InfoOf(source), "\nPath=" + expected + "\n"));
   }
   // An administrator's trash comes first, but only a sticky folder that is no link.
   fs::create_directory(top / ".Trash");
