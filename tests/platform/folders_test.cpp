@@ -89,17 +89,15 @@ TEST_F(NSFileManagerTest, MakesFolders) {
 }
 
 TEST_F(NSFileManagerTest, MovesButNeverOverAnything) {
-  const fs::path from = env_.folder() / "from", to = env_.folder() / "to";
-  WriteFile(from, "moved");
-  WriteFile(to, "there before");
+  const fs::path from = top_ / "from", to = top_ / "to";
+  MakeTree(top_, {"from=moved", "to=there before"});
   NSError* error = nullptr;
   EXPECT_EQ(manager_->moveItemAtPath(Text(from), Text(to), &error), NO);
   EXPECT_EQ(error->code(), EEXIST);
-  EXPECT_EQ(ReadFile(to), "there before");
+  EXPECT_EQ(TreeIn(top_), (std::vector<std::string>{"from=moved", "to=there before"}));
   fs::remove(to);
   EXPECT_EQ(manager_->moveItemAtPath(Text(from), Text(to), nullptr), YES);
-  EXPECT_EQ(ReadFile(to), "moved");
-  EXPECT_FALSE(fs::exists(from));
+  EXPECT_EQ(TreeIn(top_), std::vector<std::string>{"to=moved"});
   EXPECT_EQ(manager_->moveItemAtPath(Text(from), Text(to), nullptr), NO);
 }
 

@@ -13,11 +13,8 @@ namespace {
 using FSRefTest = EnvironmentTest;
 
 TEST_F(FSRefTest, FollowsItsObjectThroughRenamesAndMoves) {
-  WriteFile(top_ / "a", "content");
-  fs::create_directories(top_ / "folder/inner");
-  const FSRef file = RefOf(top_ / "a");
-  const FSRef folder = RefOf(top_ / "folder");
-  const FSRef copy = file;
+  MakeTree(top_, {"a", "folder/inner/"});
+  const FSRef file = RefOf(top_ / "a"), folder = RefOf(top_ / "folder"), copy = file;
   fs::rename(top_ / "a", top_ / "b");
   EXPECT_EQ(PathOf(file), top_ / "b");
   fs::rename(top_ / "b", top_ / "folder/inner/c");
@@ -28,9 +25,8 @@ TEST_F(FSRefTest, FollowsItsObjectThroughRenamesAndMoves) {
 }
 
 TEST_F(FSRefTest, NeverNamesWhatTookItsPlace) {
-  WriteFile(top_ / "a", "old");
+  MakeTree(top_, {"a=old", "new=new"});
   const FSRef held = RefOf(top_ / "a");
-  WriteFile(top_ / "new", "new");
   fs::rename(top_ / "new", top_ / "a");
   UInt8 buffer[4096];
   EXPECT_EQ(FSRefMakePath(&held, buffer, sizeof buffer), fnfErr);
@@ -38,9 +34,7 @@ TEST_F(FSRefTest, NeverNamesWhatTookItsPlace) {
 }
 
 TEST_F(FSRefTest, LinksAreFollowedOrNamed) {
-  WriteFile(top_ / "target", "x");
-  fs::create_symlink("target", top_ / "link");
-  fs::create_symlink("nowhere", top_ / "dangling");
+  MakeTree(top_, {"target", "link->target", "dangling->nowhere"});
   FSRef ref;
   ASSERT_EQ(FSPathMakeRef(Bytes((top_ / "link").string()), &ref, nullptr), noErr);
   EXPECT_EQ(PathOf(ref), top_ / "target");
@@ -50,7 +44,7 @@ TEST_F(FSRefTest, LinksAreFollowedOrNamed) {
 }
 
 TEST_F(FSRefTest, PathsAreTakenAsTheyAre) {
-  fs::create_directories(top_ / "d/e");
+  MakeTree(top_, {"d/e/", "caf\xE9"});
   Boolean is_directory = 0;
   FSRef ref;
   ASSERT_EQ(FSPathMakeRef(Bytes((top_ / "d").string() + "//"), &ref, &is_directory), noErr);
@@ -61,7 +55,6 @@ TEST_F(FSRefTest, PathsAreTakenAsTheyAre) {
   EXPECT_EQ(PathOf(RefOf("/")), "/");
   EXPECT_EQ(FSPathMakeRef(Bytes(""), &ref, nullptr), fnfErr);
   EXPECT_EQ(FSPathMakeRef(nullptr, &ref, nullptr), paramErr);
-  WriteFile(top_ / "caf\xE9", "");
   EXPECT_EQ(PathOf(RefOf(top_ / "caf\xE9")), top_ / "caf\xE9");
 }
 
@@ -77,12 +70,9 @@ TEST_F(FSRefTest, ABufferThatIsTooSmallGetsNoCutPath) {
 }
 
 TEST_F(FSRefTest, ComparesObjectsNotPaths) {
-  WriteFile(top_ / "a", "");
-  WriteFile(top_ / "b", "");
+  MakeTree(top_, {"a", "b"});
   fs::create_hard_link(top_ / "a", top_ / "hard");
-  const FSRef a = RefOf(top_ / "a");
-  const FSRef b = RefOf(top_ / "b");
-  const FSRef hard = RefOf(top_ / "hard");
+  const FSRef a = RefOf(top_ / "a"), b = RefOf(top_ / "b"), hard = RefOf(top_ / "hard");
   EXPECT_EQ(FSCompareFSRefs(&a, &hard), noErr);
   EXPECT_EQ(FSCompareFSRefs(&a, &b), errFSRefsDifferent);
 }
@@ -110,12 +100,10 @@ TEST_F(FSRefTest, ManyReferencesStayWithinTheDescriptors) {
 using CatalogInfoTest = EnvironmentTest;
 
 TEST_F(CatalogInfoTest, DescribesEveryKind) {
-  WriteFile(top_ / "file", std::string(5000, 'x'));
-  fs::create_directories(top_ / "folder");
-  fs::create_symlink("file", top_ / "link");
+  MakeTree(top_, {"file=" + std::string(5000, 'x'), "folder/", "link->file"});
   const timespec times[2] = {{-2082844800 + 5, 0}, {917'155'200, 15'259}};
   utimensat(AT_FDCWD, (top_ / "file").c_str(), times, 0);
-  const FSCatalogInfo file = InfoOf(top_ / "file");
+  const FSCatalogInfo file = InfoOf(top_ / "file"), folder = InfoOf(top_ / "folder");
   EXPECT_EQ(file.permissions.mode & 0xF000, 0x8000);
   EXPECT_EQ(file.dataLogicalSize, 5000u);
   EXPECT_GE(file.dataPhysicalSize, 5000u);
@@ -123,7 +111,6 @@ TEST_F(CatalogInfoTest, DescribesEveryKind) {
   EXPECT_EQ(file.contentModDate.lowSeconds, 3'000'000'000u);
   EXPECT_EQ(file.contentModDate.fraction, 1);
   EXPECT_EQ(file.createDate.lowSeconds, 3'000'000'000u);
-  const FSCatalogInfo folder = InfoOf(top_ / "folder");
   EXPECT_EQ(folder.permissions.mode & 0xF000, 0x4000);
   EXPECT_EQ(folder.volume, file.volume);
   EXPECT_EQ(folder.dataPhysicalSize, 0u);

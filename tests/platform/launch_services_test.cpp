@@ -10,19 +10,11 @@ namespace {
 using LaunchServicesTest = EnvironmentTest;
 
 TEST_F(LaunchServicesTest, FlagsOfEveryKindOfItem) {
-  const auto program = [&](const char* name, const std::string& content, bool executable) {
-    WriteFile(top_ / name, content);
-    if (executable) fs::permissions(top_ / name, fs::perms::owner_all);
-  };
-  program("elf", "\177ELF rest", true);
-  program("elf_data", "\177ELF rest", false);
-  program("script", "#!/bin/sh\n", true);
-  program("text", "plain", true);
-  program("a.desktop", "", false);
-  fs::create_directories(top_ / "Good.app/Contents");
-  fs::create_directories(top_ / "Empty.app");
-  fs::create_symlink("elf", top_ / "link");
-  mkfifo((top_ / "pipe").c_str(), 0700);
+  MakeTree(top_, {"elf=\177ELF rest", "elf_data=\177ELF rest", "script=#!/bin/sh\n", "text=plain",
+                  "a.desktop=", "Good.app/Contents/", "Empty.app/", "link->elf", "pipe|"});
+  for (const char* name : {"elf", "script", "text", "pipe"}) {
+    fs::permissions(top_ / name, fs::perms::owner_all);
+  }
   constexpr LSItemInfoFlags kApplication = kLSItemInfoIsApplication;
   const std::pair<const char*, LSItemInfoFlags> cases[] = {
       {"elf", kApplication | kLSItemInfoIsNativeApp},

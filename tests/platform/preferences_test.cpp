@@ -10,6 +10,7 @@
 #include "platform/core_foundation/number.h"
 #include "platform/core_foundation/owned.h"
 #include "platform/core_foundation/property_list_file.h"
+#include "platform/core_foundation/property_list_forms.h"
 #include "platform/core_foundation/string.h"
 #include "platform/foundation/autorelease_pool.h"
 #include "tests/support/test_environment.h"
@@ -20,19 +21,13 @@ namespace {
 class CFPreferencesTest : public EnvironmentTest {
  protected:
   void Set(const char16_t* key, const char16_t* value) {
-    CFPreferencesSetValue(CFSTR(key), value == nullptr ? nullptr : CFSTR(value), domain_,
-                          kCFPreferencesCurrentUser, kCFPreferencesAnyHost);
+    CFPreferencesSetValue(CFSTR(key), value == nullptr ? nullptr : CFSTR(value), domain_, user_,
+                          any_);
   }
-  bool Synchronize() {
-    return CFPreferencesSynchronize(domain_, kCFPreferencesCurrentUser, kCFPreferencesAnyHost);
-  }
+  bool Synchronize() { return CFPreferencesSynchronize(domain_, user_, any_); }
   std::string Get(const char16_t* key) {
-    const CFTypeRef value = CFPreferencesCopyValue(CFSTR(key), domain_, kCFPreferencesCurrentUser,
-                                                   kCFPreferencesAnyHost);
-    std::string text = "(none)";
-    if (value != nullptr) text = static_cast<CFStringRef>(value)->ToUtf8();
-    CFRelease(value);
-    return text;
+    const OwnedObject value(ObjectOf(CFPreferencesCopyValue(CFSTR(key), domain_, user_, any_)));
+    return value == nullptr ? "(none)" : static_cast<const NSString*>(value.get())->ToUtf8();
   }
   // What another program saves.
   static void WritePlist(const fs::path& file, const std::string& entries) {
@@ -42,6 +37,7 @@ class CFPreferencesTest : public EnvironmentTest {
     return "<key>" + key + "</key><string>" + value + "</string>";
   }
 
+  const CFStringRef user_ = kCFPreferencesCurrentUser, any_ = kCFPreferencesAnyHost;
   const CFStringRef domain_ = CFSTR(u"com.orviktech.Test");
   const fs::path file_ = env_.home() / "Library/Preferences/com.orviktech.Test.plist";
   const NSAutoreleasePool pool_;
@@ -49,26 +45,22 @@ class CFPreferencesTest : public EnvironmentTest {
 
 TEST_F(CFPreferencesTest, KnowsTheFilesAndRefusesDomainsThatNameNone) {
   using host::PreferencesFile;
-  EXPECT_EQ(PreferencesFile(domain_, kCFPreferencesCurrentUser, kCFPreferencesAnyHost),
-            file_.string());
+  EXPECT_EQ(PreferencesFile(domain_, user_, any_), file_.string());
   EXPECT_EQ(PreferencesFile(CFSTR(u".a"), kCFPreferencesAnyUser, kCFPreferencesCurrentHost),
             (env_.system_root() / "Library/Preferences/.a.plist").string());
-  EXPECT_TRUE(PreferencesFile(CFSTR(u"a/b"), kCFPreferencesCurrentUser, kCFPreferencesAnyHost)
-                  .ends_with("Preferences/a/b.plist"));
-  EXPECT_TRUE(PreferencesFile(kCFPreferencesCurrentApplication, kCFPreferencesCurrentUser,
-                              kCFPreferencesAnyHost)
+  EXPECT_TRUE(PreferencesFile(CFSTR(u"a/b"), user_, any_).ends_with("Preferences/a/b.plist"));
+  EXPECT_TRUE(PreferencesFile(kCFPreferencesCurrentApplication, user_, any_)
                   .ends_with("Preferences/orvik_platform_tests.plist"));
   const std::u16string long_name(244, u'n'), long_in_bytes(122, u'\u00e9');
   const std::u16string_view refused[] = {u"",        {u"a\0b", 3}, u"/a",     u"..",
                                          u"../a",    u"a/../b",    u"a/",     u"a//b",
                                          u"\xD800x", u"\xDC80",    long_name, long_in_bytes};
   for (const std::u16string_view name : refused) {
-    EXPECT_EQ(PreferencesFile(CFSTR(name), kCFPreferencesCurrentUser, kCFPreferencesAnyHost), "");
+    EXPECT_EQ(PreferencesFile(CFSTR(name), user_, any_), "");
     EXPECT_EQ(host::PreferencesSetValue(CFSTR(u"k"), CFSTR(u"v"), CFSTR(name),
                                         kCFPreferencesAnyUser, kCFPreferencesCurrentHost),
               bdNamErr);
-    EXPECT_FALSE(
-        CFPreferencesSynchronize(CFSTR(name), kCFPreferencesCurrentUser, kCFPreferencesAnyHost));
+    EXPECT_FALSE(CFPreferencesSynchronize(CFSTR(name), user_, any_));
   }
   EXPECT_TRUE(fs::is_empty(env_.home()));
   EXPECT_TRUE(fs::is_empty(env_.system_root()));
@@ -172,13 +164,11 @@ TEST_F(CFPreferencesTest, KeepsTheEntriesOfEveryProcessAndThread) {
   }
   for (std::thread& thread : threads) thread.join();
 
-  const Owned<const NSArray> keys(
-      CFPreferencesCopyKeyList(domain_, kCFPreferencesCurrentUser, kCFPreferencesAnyHost));
+  const Owned<const NSArray> keys(CFPreferencesCopyKeyList(domain_, user_, any_));
   ASSERT_NE(keys, nullptr);
   EXPECT_EQ(CFArrayGetCount(keys.get()), 2 * kWriters * kEntries);
   for (const CFArrayRef asked : {keys.get(), CFArrayRef{}}) {
-    const Owned<const NSDictionary> entries(CFPreferencesCopyMultiple(
-        asked, domain_, kCFPreferencesCurrentUser, kCFPreferencesAnyHost));
+    const Owned<const NSDictionary> entries(CFPreferencesCopyMultiple(asked, domain_, user_, any_));
     EXPECT_EQ(CFDictionaryGetCount(entries.get()), 2 * kWriters * kEntries);
   }
 }
@@ -194,15 +184,12 @@ TEST_F(CFPreferencesTest, ValuesAreCopiedAndOthersThanPropertyListsRefused) {
   const CFMutableArrayRef list = CFArrayCreateMutable(nullptr, 0, &kCFTypeArrayCallBacks);
   CFArrayAppendValue(list, CFSTR(u"x"));
   const auto set = [&](CFTypeRef value) {
-    return host::PreferencesSetValue(CFSTR(u"list"), value, domain_, kCFPreferencesCurrentUser,
-                                     kCFPreferencesAnyHost);
+    return host::PreferencesSetValue(CFSTR(u"list"), value, domain_, user_, any_);
   };
   EXPECT_EQ(set(list), noErr);
   CFArrayAppendValue(list, CFSTR(u"y"));
-  const CFTypeRef kept = CFPreferencesCopyValue(CFSTR(u"list"), domain_, kCFPreferencesCurrentUser,
-                                                kCFPreferencesAnyHost);
-  EXPECT_EQ(CFArrayGetCount(static_cast<CFArrayRef>(kept)), 1);
-  CFRelease(kept);
+  const OwnedObject kept(ObjectOf(CFPreferencesCopyValue(CFSTR(u"list"), domain_, user_, any_)));
+  EXPECT_EQ(CFArrayGetCount(static_cast<CFArrayRef>(kept.get())), 1);
   // As deep as a property list may be, but not inside the dictionary of the domain.
   NSArray* nested = NSArray::Create();
   for (int depth = 1; depth < kPropertyListMaximumDepth; ++depth) {

@@ -9,6 +9,7 @@
 #include <cstring>
 
 #include "platform/core_foundation/string.h"
+#include "tests/support/file_trees.h"
 #include "tests/support/test_environment.h"
 
 namespace orvik::test {
@@ -36,94 +37,61 @@ class PropertyListFileTest : public EnvironmentTest {
 
 TEST_F(PropertyListFileTest, OnlyWhatDoesNotExistIsMissing) {
   const struct {
-    const char* title;
-    void (*make)(const fs::path& file);
-    int error;  // 0: missing
-  } kCases[] = {
-      {"no folder", [](const fs::path&) {}, 0},
-      {"no file", [](const fs::path& file) { fs::create_directories(file.parent_path()); }, 0},
-      {"dangling link",
-       [](const fs::path& file) {
-         fs::create_directories(file.parent_path());
-         fs::create_symlink("none", file);
-       },
-       0},
-      {"a file in place of the folder",
-       [](const fs::path& file) { WriteFile(file.parent_path(), "x"); }, ENOTDIR},
-      {"loop of links",
-       [](const fs::path& file) {
-         fs::create_directories(file.parent_path());
-         fs::create_symlink("file.plist", file);
-       },
-       ELOOP},
-      {"folder", [](const fs::path& file) { fs::create_directories(file); }, EISDIR},
-      {"socket",
-       [](const fs::path& file) {
-         fs::create_directories(file.parent_path());
-         const int bound = socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
-         sockaddr_un address = {};
-         address.sun_family = AF_UNIX;
-         strncpy(address.sun_path, file.c_str(), sizeof address.sun_path - 1);
-         EXPECT_EQ(bind(bound, reinterpret_cast<sockaddr*>(&address), sizeof address), 0);
-         close(bound);
-       },
-       ENXIO},
-      {"a tebibyte",
-       [](const fs::path& file) {
-         WriteFile(file, "");
-         fs::resize_file(file, std::uintmax_t{1} << 40);
-       },
-       EFBIG}};
-  for (const auto& c : kCases) {
-    SCOPED_TRACE(c.title);
+    const char *title, *entry;  // below the top folder
+    int error;                  // 0: missing
+  } kCases[] = {{"no folder", "other", 0},
+                {"no file", "folder/", 0},
+                {"dangling link", "folder/file.plist->none", 0},
+                {"a file in place of the folder", "folder", ENOTDIR},
+                {"loop of links", "folder/file.plist->file.plist", ELOOP},
+                {"folder", "folder/file.plist/", EISDIR},
+                {"socket", "folder/", ENXIO},
+                {"a tebibyte", "folder/file.plist", EFBIG}};
+  for (const auto& [title, entry, error] : kCases) {
+    SCOPED_TRACE(title);
     fs::remove_all(file_.parent_path());
-    c.make(file_);
+    MakeTree(top_, {entry});
+    if (error == EFBIG) fs::resize_file(file_, std::uintmax_t{1} << 40);
+    if (error == ENXIO) {
+      const int bound = socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
+      sockaddr_un address = {};
+      address.sun_family = AF_UNIX;
+      strncpy(address.sun_path, file_.c_str(), sizeof address.sun_path - 1);
+      EXPECT_EQ(bind(bound, reinterpret_cast<sockaddr*>(&address), sizeof address), 0);
+      close(bound);
+    }
     PropertyListFile file(file_);
     EXPECT_EQ(file.Read(kCFPropertyListImmutable),
-              c.error == 0 ? Contents::kMissing : Contents::kUnreadable);
-    if (c.error != 0) {
-      EXPECT_EQ(file.error(), c.error);
+              error == 0 ? Contents::kMissing : Contents::kUnreadable);
+    if (error != 0) {
+      EXPECT_EQ(file.error(), error);
     }
   }
   // Reading has made nothing.
   fs::remove_all(file_.parent_path());
   PropertyListFile(file_).Read(kCFPropertyListImmutable);
-  EXPECT_TRUE(fs::is_empty(top_));
+  EXPECT_EQ(NamesIn(top_), std::vector<std::string>{"other"});
 }
 
 TEST_F(PropertyListFileTest, FollowsLinksOfTheCallerAndNoOthers) {
-  const fs::path target = top_ / "target.plist";
-  fs::create_directories(file_.parent_path());
-  fs::create_symlink("../target.plist", file_);
+  MakeTree(top_, {"folder/file.plist->../target.plist"});
   EXPECT_EQ(Save(file_), 0);
   EXPECT_TRUE(fs::is_symlink(file_));
-  EXPECT_TRUE(Contains(ReadFile(target), "<key>k</key>"));
+  EXPECT_TRUE(Contains(ReadFile(top_ / "target.plist"), "<key>k</key>"));
   if (geteuid() != 0) return;
 
-  const std::string before = "precious";
   for (const fs::path& link : {file_, file_.parent_path()}) {
     SCOPED_TRACE(link);
     fs::remove_all(file_.parent_path());
-    const fs::path elsewhere = top_ / "elsewhere";
-    fs::remove_all(elsewhere);
-    fs::create_directories(elsewhere);
-    if (link == file_) {
-      fs::create_directories(file_.parent_path());
-      fs::create_symlink(elsewhere / "victim", file_);
-      WriteFile(elsewhere / "victim", before);
-    } else {
-      fs::create_symlink(elsewhere, link);
-    }
+    MakeTree(top_,
+             {"elsewhere/victim=precious",
+              link == file_ ? "folder/file.plist->../elsewhere/victim" : "folder->elsewhere"});
     ASSERT_EQ(lchown(link.c_str(), kNobody, kNobody), 0);
-    const std::vector<std::string> names = NamesIn(elsewhere);
     PropertyListFile file(file_);
     EXPECT_EQ(file.Lock(Folder::kMake), EPERM);
     EXPECT_EQ(file.obstacle(), link);
     EXPECT_EQ(Save(file_), EPERM);
-    EXPECT_EQ(NamesIn(elsewhere), names);
-    if (link == file_) {
-      EXPECT_EQ(ReadFile(elsewhere / "victim"), before);
-    }
+    EXPECT_EQ(TreeIn(top_ / "elsewhere"), std::vector<std::string>{"victim=precious"});
   }
 }
 
@@ -133,14 +101,9 @@ TEST_F(PropertyListFileTest, WhatIsMadeFollowsItsFolder) {
   const mode_t old_mask = umask(022);
   EXPECT_EQ(Save(top_ / "shared" / "sub" / "file.plist"), 0);
   umask(old_mask);
-  const auto mode = [&](const fs::path& path) {
-    struct stat attributes = {};
-    stat((top_ / "shared" / path).c_str(), &attributes);
-    return attributes.st_mode & 07777;
-  };
-  EXPECT_EQ(mode("sub"), 02775u);
-  EXPECT_EQ(mode("sub/file.plist"), 0664u);
-  EXPECT_EQ(mode("sub/.orvik.lock"), 0660u);
+  EXPECT_EQ(ModeOf(top_ / "shared/sub"), 02775u);
+  EXPECT_EQ(ModeOf(top_ / "shared/sub/file.plist"), 0664u);
+  EXPECT_EQ(ModeOf(top_ / "shared/sub/.orvik.lock"), 0660u);
   if (geteuid() != 0) return;
   // What root makes in another user's folder is that user's.
   fs::create_directories(top_ / "home");
