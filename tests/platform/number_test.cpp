@@ -55,16 +55,11 @@ TEST(CFNumberTest, LossyConversionsGiveTheNearestValueAndFalse) {
     Number number;
     int expected;
     bool exact;
-  } cases[] = {{Real(2.9), 2, false},
-               {Real(-2.9), -2, false},
-               {Real(1e300), kMax, false},
-               {Real(-INFINITY), kMin, false},
-               {Real(NAN), 0, false},
-               {Real(7.0), 7, true},
-               {Signed(std::int64_t{1} << 40), kMax, false},
-               {Signed(-(std::int64_t{1} << 40)), kMin, false},
-               {Unsigned(~std::uint64_t{0}), kMax, false},
-               {Number(NSNumber::CreateBoolean(true)), 1, true}};
+  } cases[] = {{Real(7.0), 7, true},       {Real(-INFINITY), kMin, false},
+               {Real(2.9), 2, false},      {Unsigned(~std::uint64_t{0}), kMax, false},
+               {Real(NAN), 0, false},      {Signed(std::int64_t{1} << 40), kMax, false},
+               {Real(-2.9), -2, false},    {Signed(-(std::int64_t{1} << 40)), kMin, false},
+               {Real(1e300), kMax, false}, {Number(NSNumber::CreateBoolean(true)), 1, true}};
   for (const auto& one : cases) {
     int value = -1;
     EXPECT_EQ(CFNumberGetValue(one.number.get(), kCFNumberIntType, &value), one.exact);

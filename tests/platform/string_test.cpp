@@ -105,20 +105,12 @@ TEST(String, Numbers) {
     const char16_t* text;
     int integer;
     double real;
-  } const cases[] = {{u"", 0, 0},
-                     {u"12", 12, 12},
-                     {u" \t\n-7x", -7, -7},
-                     {u"+5", 5, 5},
-                     {u"--5", 0, 0},
-                     {u"\u300042", 42, 42},
-                     {u"\x0661", 0, 0},
-                     {u"3.75e2z", 3, 375},
-                     {u"2147483648", INT_MAX, 2147483648.0},
-                     {u".5", 0, 0.5},
-                     {u"inf", 0, 0},
-                     {u"0x10", 0, 0},
-                     {u"1e", 1, 1},
-                     {u"-99999999999999999999", INT_MIN, -1e20}};
+  } const cases[] = {
+      {u"", 0, 0},    {u"12", 12, 12},     {u" \t\n-7x", -7, -7},
+      {u"+5", 5, 5},  {u".5", 0, 0.5},     {u"\u300042", 42, 42},
+      {u"1e", 1, 1},  {u"0x10", 0, 0},     {u"2147483648", INT_MAX, 2147483648.0},
+      {u"--5", 0, 0}, {u"\x0661", 0, 0},   {u"-99999999999999999999", INT_MIN, -1e20},
+      {u"inf", 0, 0}, {u"3.75e2z", 3, 375}};
   for (const auto& one : cases) {
     EXPECT_EQ(Units(one.text)->intValue(), one.integer) << testing::PrintToString(one.text);
     EXPECT_EQ(Units(one.text)->doubleValue(), one.real) << testing::PrintToString(one.text);

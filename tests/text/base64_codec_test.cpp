@@ -41,18 +41,9 @@ TEST(Base64Codec, DecodesLooseText) {
   struct {
     const char* text;
     const char* bytes;  // null: refused
-  } const cases[] = {{"", ""},
-                     {"TWFu", "Man"},
-                     {"\n\tTW Fu\n", "Man"},
-                     {"TWE=", "Ma"},
-                     {"TWE", "Ma"},
-                     {"TQ", "M"},
-                     {"T", nullptr},
-                     {"TWFuT", nullptr},
-                     {"TWFu=TWFu", "Man"},
-                     {"T-W*F\x80u", "Man"},
-                     {"=", ""},
-                     {"!!!", ""}};
+  } const cases[] = {{"", ""},      {"T", nullptr},        {"=", ""},      {"TWFu", "Man"},
+                     {"TQ", "M"},   {"TWFuT", nullptr},    {"!!!", ""},    {"TWFu=TWFu", "Man"},
+                     {"TWE", "Ma"}, {"T-W*F\x80u", "Man"}, {"TWE=", "Ma"}, {"\n\tTW Fu\n", "Man"}};
   for (const auto& one : cases) {
     const std::optional<std::string> bytes = DecodeLooseBase64(one.text);
     ASSERT_EQ(bytes.has_value(), one.bytes != nullptr) << one.text;

@@ -179,25 +179,15 @@ TEST(CodePageCodec, PagesOfSeveralBytes) {
     CodePage page;
     const char* oracle;
     std::u16string text;
-  } const cases[] = {
-      {932, "CP932", u"\x65E5\xFF71\x2460"},
-      {936, "CP936", u"\x4E2D\x20AC"},
-      {949, "CP949", u"\xD55C\xAC02"},
-      {950, "CP950", u"\x4E2D\x6587"},
-      {20932, "EUC-JP", u"\x65E5\x672C"},
-      {51932, "EUC-JP", u"\x65E5\xFF71"},
-      {51936, "EUC-CN", u"\x4E2D\x6587"},
-      {20936, "EUC-CN", u"\x4E2D\x6587"},
-      {51949, "EUC-KR", u"\xD55C\xAD6D"},
-      {20949, "EUC-KR", u"\xD55C\xAD6D"},
-      {50220, "ISO-2022-JP", u"a\x65E5\x672Cz"},
-      {50221, "ISO-2022-JP", u"a\x65E5\x672Cz"},
-      {50222, "ISO-2022-JP", u"a\x65E5\x672Cz"},
-      {50225, "ISO-2022-KR", u"\xD55C"},
-      {50227, "ISO-2022-CN", u"\x4E2D"},
-      {54936, "GB18030", u"\x4E2D\xD83D\xDE00"},
-      {65000, "UTF-7", u"a\x4E2D+"},
-  };
+  } const cases[] = {{65000, "UTF-7", u"a\x4E2D+"},      {20936, "EUC-CN", u"\x4E2D\x6587"},
+                     {936, "CP936", u"\x4E2D\x20AC"},    {51949, "EUC-KR", u"\xD55C\xAD6D"},
+                     {949, "CP949", u"\xD55C\xAC02"},    {20949, "EUC-KR", u"\xD55C\xAD6D"},
+                     {950, "CP950", u"\x4E2D\x6587"},    {932, "CP932", u"\x65E5\xFF71\x2460"},
+                     {50225, "ISO-2022-KR", u"\xD55C"},  {50220, "ISO-2022-JP", u"a\x65E5\x672Cz"},
+                     {50227, "ISO-2022-CN", u"\x4E2D"},  {50221, "ISO-2022-JP", u"a\x65E5\x672Cz"},
+                     {20932, "EUC-JP", u"\x65E5\x672C"}, {50222, "ISO-2022-JP", u"a\x65E5\x672Cz"},
+                     {51932, "EUC-JP", u"\x65E5\xFF71"}, {54936, "GB18030", u"\x4E2D\xD83D\xDE00"},
+                     {51936, "EUC-CN", u"\x4E2D\x6587"}};
   for (const auto& one : cases) {
     const std::string bytes = Encoded(one.page, one.text);
     EXPECT_EQ(DecodeText(one.page, bytes), one.text) << one.page;
