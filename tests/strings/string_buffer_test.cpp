@@ -1,10 +1,11 @@
 #include "strings/string_buffer.h"
 
-#include <gtest/gtest.h>
+#include <gmock/gmock.h>
 
 #include <algorithm>
 #include <climits>
 #include <cstdint>
+#include <cstring>
 #include <new>
 #include <random>
 #include <string>
@@ -47,11 +48,9 @@ TYPED_TEST_SUITE(StringBufferTest, StringTypes);
 
 TYPED_TEST(StringBufferTest, KeepsItsHeaderBeforeTheUnits) {
   const TypeParam text = this->S("hello");
-  const auto* const header =
-      reinterpret_cast<const std::int32_t*>(reinterpret_cast<const char*>(text.GetString()) - 12);
-  EXPECT_EQ(header[0], 1);
-  EXPECT_EQ(header[1], 5);
-  EXPECT_EQ(header[2], 5);
+  std::int32_t header[3];
+  std::memcpy(header, reinterpret_cast<const char*>(text.GetString()) - 12, sizeof header);
+  EXPECT_THAT(header, testing::ElementsAre(1, 5, 5));
   EXPECT_EQ(sizeof(TypeParam), sizeof(void*));
 }
 
@@ -78,10 +77,10 @@ TYPED_TEST(StringBufferTest, AppendsInPlaceOnlyIntoSpareRoom) {
   const auto* const data = text.GetString();
   for (int i = 0; i < 100; ++i) text.Append(this->T("x").c_str());
   EXPECT_EQ(text.GetString(), data);
-  text.Append(this->T("y").c_str());
-  EXPECT_EQ(text.GetAllocLength(), 101);
-  text.Append(this->T("y").c_str());
-  EXPECT_EQ(text.GetAllocLength(), 102);
+  for (const int length : {101, 102}) {
+    text.Append(this->T("y").c_str());
+    EXPECT_EQ(text.GetAllocLength(), length);
+  }
 }
 
 TYPED_TEST(StringBufferTest, AppendsToMemoryThatGrows) {
@@ -90,18 +89,10 @@ TYPED_TEST(StringBufferTest, AppendsToMemoryThatGrows) {
   int blocks = 0;
   const TextUnit* data = nullptr;
   for (int i = 1; i < 100'000; ++i) {
-    switch (i % 3) {
-      case 0:
-        text += TextUnit{'y'};
-        break;
-      case 1:
-        text.Append(this->T("y").c_str());
-        break;
-      default:
-        text.Insert(i, TextUnit{'y'});
-    }
-    ASSERT_EQ(text.GetLength(), i + 1);
-    ASSERT_EQ(text.GetAllocLength(), i + 1);
+    if (i % 3 == 0) text += TextUnit{'y'};
+    if (i % 3 == 1) text.Append(this->T("y").c_str());
+    if (i % 3 == 2) text.Insert(i, TextUnit{'y'});
+    ASSERT_EQ((std::vector{text.GetLength(), text.GetAllocLength()}), std::vector(2, i + 1));
     ASSERT_EQ(text.GetString()[i + 1], TextUnit{0});
     if (text.GetString() != data) ++blocks;
     data = text.GetString();
@@ -279,12 +270,10 @@ TYPED_TEST(StringBufferTest, AgreesWithPlainStrings) {
           EXPECT_EQ(string.Insert(index, this->T(text).c_str()),
                     static_cast<int>((plain.insert(at, text)).size()));
           break;
-        case 1: {
-          const auto length = static_cast<int>(plain.size());
+        case 1:
+          EXPECT_EQ(string.Delete(index, count), static_cast<int>(plain.size()));
           if (count > 0) plain.erase(at, static_cast<std::size_t>(count));
-          EXPECT_EQ(string.Delete(index, count), length);
           break;
-        }
         case 2:
           EXPECT_EQ(string.Remove(a), static_cast<int>(std::erase(plain, a)));
           break;
@@ -310,12 +299,10 @@ TYPED_TEST(StringBufferTest, AgreesWithPlainStrings) {
           std::reverse(plain.begin(), plain.end());
           string.MakeReverse();
           break;
-        case 7: {
-          const std::size_t first = plain.find_first_not_of(text);
-          if (!text.empty()) plain.erase(0, std::min(first, plain.size()));
+        case 7:
+          if (!text.empty()) plain.erase(0, std::min(plain.find_first_not_of(text), plain.size()));
           string.TrimLeft(this->T(text).c_str());
           break;
-        }
         case 8:
           plain.erase(plain.find_last_not_of(a) + 1);
           string.TrimRight(typename TypeParam::Unit(a));
@@ -338,10 +325,9 @@ TYPED_TEST(StringBufferTest, AgreesWithPlainStrings) {
         default:
           plain += plain.substr(0, 8);
           string.Append(string.Left(8));
-          if (plain.size() > 60) {
-            plain.clear();
-            string.Empty();
-          }
+          if (plain.size() <= 60) break;
+          plain.clear();
+          string.Empty();
       }
       ASSERT_EQ(this->Read(string), plain);
       ASSERT_EQ(this->Read(other), other_plain);
