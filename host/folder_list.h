@@ -15,23 +15,28 @@ namespace [[gnu::visibility("default")]] orvik {
 namespace host {
 
 // Calls `visit` for every entry but "." and ".." until it returns another value than 0, and returns
-// that value, or the errno of the listing. The folder must be open for reading; its position moves.
+// that value, or the errno of the listing. The folder is read from its first entry, whatever was
+// read of it before.
 template <typename Visit>
 int ListFolder(int folder, Visit visit) {
-  constexpr std::size_t kRoom = 32768;
-  // Not cleared, and aligned for the entries.
-  const std::unique_ptr<std::byte[]> room(new std::byte[kRoom]);
+  static_assert(sizeof(dirent) == sizeof(dirent64));
+  constexpr std::size_t kSize = std::size_t{32} << 10;
   if (lseek(folder, 0, SEEK_SET) < 0) return errno;
+  const auto buffer = std::make_unique_for_overwrite<char[]>(kSize);
   for (;;) {
-    const ssize_t size = getdents64(folder, room.get(), kRoom);
-    if (size < 0) return errno;
-    if (size == 0) return 0;
-    for (ssize_t at = 0; at < size;) {
-      const auto& entry = *reinterpret_cast<const dirent*>(room.get() + at);
-      at += entry.d_reclen;
-      const std::string_view name = entry.d_name;
+    ssize_t length;
+    do {
+      length = getdents64(folder, buffer.get(), kSize);
+    } while (length < 0 && errno == EINTR);
+    // A folder that was removed meanwhile has no more entries.
+    if (length < 0) return errno == ENOENT ? 0 : errno;
+    if (length == 0) return 0;
+    for (ssize_t at = 0; at < length;) {
+      const auto* const entry = reinterpret_cast<const dirent*>(buffer.get() + at);
+      at += entry->d_reclen;
+      const std::string_view name = entry->d_name;
       if (name == "." || name == "..") continue;
-      if (const int result = visit(entry)) return result;
+      if (const int result = visit(*entry)) return result;
     }
   }
 }

@@ -143,9 +143,9 @@ ssize_t PassWrite(const char* symbol, int file, const void* bytes, size_t count,
   return done;
 }
 
-template <typename... Arguments>
+template <Call call = Call::kRead, typename... Arguments>
 ssize_t PassRead(const char* symbol, int file, void* bytes, size_t count, Arguments... offset) {
-  if (ArmedPlan() != nullptr && Fails(Call::kRead)) return -1;
+  if (ArmedPlan() != nullptr && Fails(call)) return -1;
   return Next<ssize_t(int, void*, size_t, Arguments...)>(symbol)(file, bytes, count, offset...);
 }
 
@@ -201,6 +201,7 @@ FILE* FaultFopen(const char* path, const char* mode) __asm__("fopen64");
 int FaultClose(int file) __asm__("close");
 ssize_t FaultRead(int file, void* bytes, size_t count) __asm__("read");
 ssize_t FaultPread(int file, void* bytes, size_t count, off64_t offset) __asm__("pread64");
+ssize_t FaultGetEntries(int folder, void* entries, size_t count) __asm__("getdents64");
 ssize_t FaultWrite(int file, const void* bytes, size_t count) __asm__("write");
 ssize_t FaultPwrite(int file, const void* bytes, size_t count, off64_t at) __asm__("pwrite64");
 ssize_t FaultCopyRange(int from, off64_t* from_at, int to, off64_t* to_at, size_t count,
@@ -279,6 +280,9 @@ ssize_t FaultRead(int file, void* bytes, size_t count) {
 }
 ssize_t FaultPread(int file, void* bytes, size_t count, off64_t offset) {
   return PassRead("pread64", file, bytes, count, offset);
+}
+ssize_t FaultGetEntries(int folder, void* entries, size_t count) {
+  return PassRead<Call::kList>("getdents64", folder, entries, count);
 }
 ssize_t FaultWrite(int file, const void* bytes, size_t count) {
   return PassWrite("write", file, bytes, count);

@@ -35,7 +35,10 @@ int ErrorOf(Fault fault, Call call) {
     case Fault::kFullVolume:
       return CostsRoom(call) ? ENOSPC : 0;
     case Fault::kInterrupted:
-      return call == Call::kRead || call == Call::kWrite || call == Call::kLock ? EINTR : 0;
+      return call == Call::kRead || call == Call::kList || call == Call::kWrite ||
+                     call == Call::kLock
+                 ? EINTR
+                 : 0;
     case Fault::kShortWrite:
     case Fault::kNoMemory:
     case Fault::kKill:
@@ -48,7 +51,8 @@ int ErrorOf(Fault fault, Call call) {
 bool CanHit(Fault fault, Call call) {
   if (fault == Fault::kShortWrite) return call == Call::kWrite;
   if (fault == Fault::kKill) {
-    return call != Call::kOpen && call != Call::kRead && call != Call::kClose;
+    return call != Call::kOpen && call != Call::kRead && call != Call::kList &&
+           call != Call::kClose;
   }
   return ErrorOf(fault, call) != 0;
 }

@@ -34,6 +34,7 @@ enum class Call {
   kOpen,
   kMake,
   kRead,
+  kList,
   kWrite,
   kFlush,
   kRename,
