@@ -207,7 +207,9 @@ const bool kTreesAreRegistered = [] {
     RegisterPair(is_flat ? "FindFiles" : "ListFolders", kind, "find", false,
                  is_flat ? FindFiles : ListFolders, is_flat ? FindFilesByFind : ListFoldersByFind);
   }
-  RegisterPair("CopyTreeTwice", kKinds[3], "cp", false, CopyTreeAgain, CopyTreeAgainByCp);
+  for (const TreeKind& kind : {kKinds[3], kKinds[4]}) {
+    RegisterPair("CopyTreeTwice", kind, "cp", false, CopyTreeAgain, CopyTreeAgainByCp);
+  }
   RegisterPair("MoveTree", kKinds[0], "mv", true, MoveTree, MoveTreeByMv);
   if (geteuid() == 0) {
     const auto all_but_one = [](const Operation& remove) {

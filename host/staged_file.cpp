@@ -11,8 +11,8 @@
 #include <cerrno>
 #include <map>
 #include <mutex>
+#include <optional>
 #include <string_view>
-#include <tuple>
 #include <utility>
 #include <vector>
 
@@ -27,12 +27,12 @@ namespace {
 // How many names are tried that others have.
 constexpr int kTries = 100;
 constexpr std::size_t kRandomDigits = 16;
+constexpr char kMark[] = ".orvik-";
 
 // What the names of all entries on their way to the target begin with; with the random digits it
 // is within the 255 bytes of a name.
 std::string NameBeginning(const std::string& target_name) {
   constexpr std::size_t kLongestName = 255;
-  constexpr char kMark[] = ".orvik-";
   if (target_name.size() + sizeof kMark + kRandomDigits <= kLongestName) {
     return "." + target_name + kMark;
   }
@@ -45,31 +45,47 @@ std::string NameBeginning(const std::string& target_name) {
   return "." + std::string(digits) + kMark;
 }
 
-// The folders in which this process has looked for abandoned entries of a target, with the time at
-// which each was last changed by then. Without a change there is nothing new to find.
+// The names of staged entries in the folders that this process has searched, with the time at which
+// each folder was last changed by then. Without a change there is nothing new to find.
 class SearchedFolders {
  public:
-  bool Has(const struct stat& folder, const std::string& target) {
+  using Names = std::vector<std::string>;
+
+  std::optional<Names> Find(const struct stat& folder) {
     const std::lock_guard guard(guard_);
-    const auto found = times_.find({folder.st_dev, folder.st_ino, target});
-    return found != times_.end() && found->second == TimeOf(folder);
+    const auto found = folders_.find({folder.st_dev, folder.st_ino});
+    if (found == folders_.end() || found->second.time != TimeOf(folder)) return std::nullopt;
+    return found->second.names;
   }
-  void Add(const struct stat& folder, const std::string& target) {
+  void Add(const struct stat& folder, const Names& names) {
+    // Programs that write into ever new folders need not remember them all.
+    constexpr std::size_t kMaximumFolders = 1000;
+    constexpr std::size_t kMaximumNames = 100;
     const std::lock_guard guard(guard_);
-    // Programs that write ever new names need not remember them all.
-    constexpr std::size_t kMaximum = 1000;
-    if (times_.size() >= kMaximum) times_.clear();
-    times_[{folder.st_dev, folder.st_ino, target}] = TimeOf(folder);
+    if (folders_.size() >= kMaximumFolders) folders_.clear();
+    if (names.size() <= kMaximumNames) {
+      folders_[{folder.st_dev, folder.st_ino}] = {TimeOf(folder), names};
+    }
+  }
+  // Takes over a change that the caller has made.
+  void Renew(const struct stat& folder) {
+    const std::lock_guard guard(guard_);
+    const auto found = folders_.find({folder.st_dev, folder.st_ino});
+    if (found != folders_.end()) found->second.time = TimeOf(folder);
   }
 
  private:
   using Time = std::pair<std::int64_t, std::int64_t>;
+  struct Search {
+    Time time;
+    Names names;
+  };
   static Time TimeOf(const struct stat& folder) {
     return {folder.st_mtim.tv_sec, folder.st_mtim.tv_nsec};
   }
 
   std::mutex guard_;
-  std::map<std::tuple<dev_t, ino_t, std::string>, Time> times_;
+  std::map<std::pair<dev_t, ino_t>, Search> folders_;
 };
 
 SearchedFolders& Searched() {
@@ -156,22 +172,27 @@ StagedEntry::StagedEntry(int folder, std::string target)
 void StagedEntry::RemoveAbandoned() {
   struct stat folder;
   if (fstat(folder_, &folder) != 0) return;
-  none_abandoned_ = Searched().Has(folder, target_);
-  if (none_abandoned_) return;
-  const std::string beginning = NameBeginning(target_);
-  std::vector<std::string> names;
-  const auto note = [&](const dirent& entry) {
-    if (std::string_view(entry.d_name).starts_with(beginning)) names.emplace_back(entry.d_name);
-    return 0;
-  };
-  int error = ListFolder(folder_, note);
-  if (error == EBADF) {  // open as a place only
-    const Descriptor listed(openat(folder_, ".", O_RDONLY | O_DIRECTORY | O_CLOEXEC));
-    error = listed ? ListFolder(listed.get(), note) : errno;
+  std::optional<SearchedFolders::Names> names = Searched().Find(folder);
+  is_searched_ = names.has_value();
+  if (!names) {
+    names.emplace();
+    const auto note = [&names](const dirent& entry) {
+      const std::string_view name = entry.d_name;
+      if (name.find(kMark) != name.npos) names->emplace_back(name);
+      return 0;
+    };
+    int error = ListFolder(folder_, note);
+    if (error == EBADF) {  // open as a place only
+      const Descriptor listed(openat(folder_, ".", O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+      error = listed ? ListFolder(listed.get(), note) : errno;
+    }
+    is_searched_ = error == 0;
+    if (is_searched_) Searched().Add(folder, *names);
   }
-  for (const std::string& name : names) RemoveIfAbandoned(name);
-  none_abandoned_ = error == 0 && names.empty();
-  if (none_abandoned_) Searched().Add(folder, target_);
+  const std::string beginning = NameBeginning(target_);
+  for (const std::string& name : *names) {
+    if (name.starts_with(beginning)) RemoveIfAbandoned(name);
+  }
 }
 
 void StagedEntry::RemoveIfAbandoned(const std::string& name) const {
@@ -191,7 +212,7 @@ void StagedEntry::RemoveIfAbandoned(const std::string& name) const {
 
 void StagedEntry::NoteCommit() const {
   struct stat folder;
-  if (none_abandoned_ && fstat(folder_, &folder) == 0) Searched().Add(folder, target_);
+  if (is_searched_ && fstat(folder_, &folder) == 0) Searched().Renew(folder);
 }
 
 template <class Function>
@@ -214,16 +235,13 @@ StagedFile::~StagedFile() {
   if (!name_.empty()) unlinkat(folder_, name_.c_str(), 0);
 }
 
-int StagedFile::Make(mode_t mode, bool clean) {
+int StagedFile::Make(mode_t mode, bool clean, mode_t named) {
   if (clean) RemoveAbandoned();
   entry_ = Descriptor(openat(folder_, ".", O_RDWR | O_TMPFILE | O_CLOEXEC, mode));
-  if (entry_ && CanGetName()) {
-    flock(entry_.get(), LOCK_EX | LOCK_NB);
-    return 0;
-  }
+  if (entry_ && CanGetName()) return 0;
   if (!entry_ && errno != EOPNOTSUPP && errno != EISDIR && errno != ENOENT && errno != EINVAL)
     return errno;
-  return MakeNamed(mode);
+  return MakeNamed(mode & named);
 }
 
 int StagedFile::Commit(int old_file) {
@@ -239,7 +257,7 @@ int StagedFile::Commit(int old_file) {
 
 int StagedFile::CommitAsNew() {
   if (has_name()) return RenameToFreeName();
-  const int error = LinkTo(AT_FDCWD, ProcPath());
+  const int error = LinkUnnamed(target_);
   if (error == 0) NoteCommit();
   return error;
 }
@@ -254,12 +272,24 @@ int StagedFile::RenameToFreeName() {
     if (error != EPERM && error != EOPNOTSUPP) return error;
     error = RenameWithoutReplacing(folder_, name_.c_str(), folder_, target_.c_str());
   }
-  if (error == 0) name_.clear();
+  if (error == 0) {
+    name_.clear();
+    NoteCommit();
+  }
   return error;
 }
 
 void StagedFile::Rollback() {
   if (HasName(entry_.get(), folder_, target_.c_str())) unlinkat(folder_, target_.c_str(), 0);
+}
+
+// The direct way is open to whoever opened the file, in older kernels to the superuser alone: the
+// others get ENOENT.
+int StagedFile::LinkUnnamed(const std::string& name) const {
+  if (linkat(entry_.get(), "", folder_, name.c_str(), AT_EMPTY_PATH) == 0) return 0;
+  if (errno != ENOENT) return errno;
+  constexpr int kFlags = AT_SYMLINK_FOLLOW;
+  return linkat(AT_FDCWD, ProcPath().c_str(), folder_, name.c_str(), kFlags) == 0 ? 0 : errno;
 }
 
 int StagedFile::LinkTo(int from, const std::string& name) const {
@@ -295,10 +325,8 @@ bool StagedFile::Exchange(int old_file) {
 }
 
 int StagedFile::GiveName() {
-  return WithFreeName([this, path = ProcPath()](const std::string& name) {
-    return linkat(AT_FDCWD, path.c_str(), folder_, name.c_str(), AT_SYMLINK_FOLLOW) == 0 ? 0
-                                                                                         : errno;
-  });
+  flock(entry_.get(), LOCK_EX | LOCK_NB);
+  return WithFreeName([this](const std::string& name) { return LinkUnnamed(name); });
 }
 
 int StagedFile::MakeNamed(mode_t mode) {

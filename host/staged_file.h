@@ -73,8 +73,8 @@ class StagedEntry {
   int folder_;
   std::string target_;
   Descriptor entry_;
-  bool none_abandoned_ = false;  // nothing was left when the folder was last searched
-  std::string name_;             // "" while it has none, or has arrived
+  bool is_searched_ = false;  // RemoveAbandoned has read the folder
+  std::string name_;          // "" while it has none, or has arrived
 };
 
 class StagedFile : public StagedEntry {
@@ -83,8 +83,9 @@ class StagedFile : public StagedEntry {
   ~StagedFile();
 
   // `mode` less the umask. Without `clean`, what killed processes have left is not looked for: in a
-  // folder that the caller has just made there is nothing.
-  int Make(mode_t mode, bool clean = true);
+  // folder that the caller has just made there is nothing. A file that has a name from the start
+  // has the permissions of `named` at most.
+  int Make(mode_t mode, bool clean = true, mode_t named = 0777);
 
   // Puts the file in the target's place. `old_file` is the open target (-1: none) when its space
   // need not be given back on disk first.
@@ -97,6 +98,7 @@ class StagedFile : public StagedEntry {
   void Rollback();
 
  private:
+  int LinkUnnamed(const std::string& name) const;
   int LinkTo(int from, const std::string& name) const;
   int RenameToFreeName();
   std::string ProcPath() const;
