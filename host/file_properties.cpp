@@ -4,7 +4,7 @@
 #include <unistd.h>
 
 #include <cerrno>
-#include <string>
+#include <memory>
 #include <string_view>
 
 #include "host/creation_date.h"
@@ -13,24 +13,33 @@ namespace orvik::host {
 
 namespace {
 
-// A name or value may be larger than what fits a small buffer; the kernel's limit for both.
-constexpr std::size_t kSmall = 512;
+// The kernel's limit for a value, and for all names together.
 constexpr std::size_t kLargest = 65536;
 
-// Calls `read` (a system call that fills a buffer and answers ERANGE when it is too small) until
-// the answer fits.
-template <typename Read>
-int ReadGrowing(std::string* buffer, Read read) {
-  for (std::size_t size = kSmall;; size = kLargest) {
-    buffer->resize(size);
-    const ssize_t length = read(buffer->data(), size);
-    if (length >= 0) {
-      buffer->resize(static_cast<std::size_t>(length));
-      return 0;
+// What a system call read: in a small buffer, or in a large one when the small one did not do.
+class ReadBytes {
+ public:
+  // `read` fills a buffer and fails with ERANGE when it is too small. 0 or an errno.
+  template <typename Read>
+  int From(Read read) {
+    bytes_ = small_;
+    length_ = read(small_, sizeof small_);
+    if (length_ < 0 && errno == ERANGE) {
+      if (!large_) large_ = std::make_unique_for_overwrite<char[]>(kLargest);
+      bytes_ = large_.get();
+      length_ = read(bytes_, kLargest);
     }
-    if (errno != ERANGE || size == kLargest) return errno;
+    return length_ < 0 ? errno : 0;
   }
-}
+
+  std::string_view view() const { return {bytes_, static_cast<std::size_t>(length_)}; }
+
+ private:
+  char small_[512];
+  std::unique_ptr<char[]> large_;
+  char* bytes_ = small_;
+  ssize_t length_ = 0;
+};
 
 bool CannotBeKept(int error) {
   return error == ENOTSUP || error == EPERM || error == EACCES || error == ERANGE ||
@@ -42,12 +51,13 @@ bool IsCopied(std::string_view name, Owner owner) {
          name.starts_with("system.posix_acl_");
 }
 
-int CopyAttribute(int from, const char* name, int to, std::string* value) {
-  const int error = ReadGrowing(
-      value, [&](char* data, std::size_t size) { return fgetxattr(from, name, data, size); });
+int CopyAttribute(int from, const char* name, int to, ReadBytes* value) {
+  const int error =
+      value->From([&](char* data, std::size_t size) { return fgetxattr(from, name, data, size); });
   if (error == ENODATA) return 0;  // removed meanwhile
   if (error != 0) return CannotBeKept(error) ? 0 : error;
-  if (fsetxattr(to, name, value->data(), value->size(), 0) == 0 || CannotBeKept(errno)) return 0;
+  const std::string_view bytes = value->view();
+  if (fsetxattr(to, name, bytes.data(), bytes.size(), 0) == 0 || CannotBeKept(errno)) return 0;
   return errno;
 }
 
@@ -55,13 +65,13 @@ int CopyAttribute(int from, const char* name, int to, std::string* value) {
 
 int CopyAttributes(int from, Owner owner, int to, bool* has_record) {
   if (has_record != nullptr) *has_record = false;
-  std::string names, value;
-  const int error = ReadGrowing(
-      &names, [&](char* data, std::size_t size) { return flistxattr(from, data, size); });
+  ReadBytes names, value;
+  const int error =
+      names.From([&](char* data, std::size_t size) { return flistxattr(from, data, size); });
   if (error != 0) return CannotBeKept(error) ? 0 : error;
-  for (std::size_t start = 0; start < names.size();) {
-    const std::string_view name = names.c_str() + start;
-    start += name.size() + 1;
+  for (std::string_view rest = names.view(); !rest.empty();) {
+    const std::string_view name = rest.substr(0, rest.find('\0'));
+    rest.remove_prefix(name.size() + 1);
     if (has_record != nullptr && name == kCatalogAttribute) {
       *has_record = true;
     } else if (IsCopied(name, owner)) {

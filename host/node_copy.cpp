@@ -96,7 +96,9 @@ void CopyLock(const Source& source, int target) {
 }
 
 int CopyRegularAtOnce(const Source& source, int to, const char* name, const NodeCopy& how) {
-  Descriptor target(openat(to, name, O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0600));
+  constexpr int kFlags = O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC;
+  const mode_t mode = (source.info.stx_mode & 0777u) | S_IRUSR | S_IWUSR;
+  Descriptor target(openat(to, name, kFlags, mode));
   if (!target) return errno;
   int error = Fill(source, target.get(), how.owner);
   if (error == 0 && how.flush && fsync(target.get()) != 0) error = errno;
@@ -106,8 +108,8 @@ int CopyRegularAtOnce(const Source& source, int to, const char* name, const Node
   return error;
 }
 
-int CommitCopy(StagedFile* copy, int to, const char* name, Existing existing) {
-  int error = copy->CommitAsNew();
+int CommitCopy(StagedFile* copy, int to, const char* name, Existing existing, bool is_taken) {
+  int error = is_taken ? EEXIST : copy->CommitAsNew();
   if (error != EEXIST || existing == Existing::kKeep) return error;
   error = copy->Commit(-1);
   if (error != EISDIR) return error;
@@ -116,12 +118,16 @@ int CommitCopy(StagedFile* copy, int to, const char* name, Existing existing) {
   return copy->CommitAsNew();
 }
 
-int CopyRegularWhole(const Source& source, int to, const char* name, const NodeCopy& how) {
+int CopyRegularWhole(const Source& source, int to, const char* name, bool is_taken,
+                     const NodeCopy& how) {
   StagedFile copy(to, name);
-  if (const int error = copy.Make(0600, !how.new_folder)) return error;
+  constexpr mode_t kPrivate = S_IRUSR | S_IWUSR;
+  // A file without a name is as private whatever its mode is, which then need not be changed.
+  const mode_t mode = (source.info.stx_mode & 0777u) | kPrivate;
+  if (const int error = copy.Make(mode, !how.new_folder, kPrivate)) return error;
   if (const int error = Fill(source, copy.descriptor(), how.owner)) return error;
   if (how.flush && fsync(copy.descriptor()) != 0) return errno;
-  if (const int error = CommitCopy(&copy, to, name, how.existing)) return error;
+  if (const int error = CommitCopy(&copy, to, name, how.existing, is_taken)) return error;
   if (how.flush) {
     if (const int error = FlushNames(to, copy.descriptor())) {
       if (how.existing == Existing::kKeep) copy.Rollback();
@@ -226,13 +232,13 @@ int CopyNode(int from, const char* from_name, mode_t type, int to, const char* t
   Source source;
   if (const int error = OpenSource(from, from_name, type, &source)) return error;
   struct stat old;
-  if (how.existing == Existing::kReplace && fstatat(to, to_name, &old, AT_SYMLINK_NOFOLLOW) == 0 &&
-      IsSame(source.info, old)) {
-    return EINVAL;
-  }
+  const bool is_taken =
+      how.existing == Existing::kReplace && fstatat(to, to_name, &old, AT_SYMLINK_NOFOLLOW) == 0;
+  if (is_taken && IsSame(source.info, old)) return EINVAL;
   if (!source.file) return CopyOther(source, from, from_name, to, to_name, how);
-  return how.appearance == Appearance::kAtOnce ? CopyRegularAtOnce(source, to, to_name, how)
-                                               : CopyRegularWhole(source, to, to_name, how);
+  return how.appearance == Appearance::kAtOnce
+             ? CopyRegularAtOnce(source, to, to_name, how)
+             : CopyRegularWhole(source, to, to_name, is_taken, how);
 }
 
 int CopyNode(const std::string& from, const std::string& to, const NodeCopy& how) {

@@ -67,8 +67,8 @@ class Merger {
   struct Level {
     std::size_t source_path_above;  // lengths
     std::size_t target_path_above;
-    bool is_new;  // the target was made for this
-    bool crosses_volumes = false;
+    bool is_new;                               // the target was made for this
+    bool crosses_volumes = false;              // of a move
     std::vector<std::string> subfolders = {};  // still to be transferred
     std::optional<FolderSpellings> target_names = {};
   };
@@ -78,10 +78,12 @@ class Merger {
   }
 
   int Enter(Descriptor from, Descriptor to, bool is_new, bool through_link) {
-    struct stat source, target;
-    if (fstat(from.get(), &source) != 0 || fstat(to.get(), &target) != 0) return errno;
     if (levels_.empty()) levels_.push_back({0, 0, is_new});
-    levels_.back().crosses_volumes = source.st_dev != target.st_dev;
+    if (transfer_ == Transfer::kMove) {
+      struct stat source, target;
+      if (fstat(from.get(), &source) != 0 || fstat(to.get(), &target) != 0) return errno;
+      levels_.back().crosses_volumes = source.st_dev != target.st_dev;
+    }
     if (const int error = sources_.Enter(std::move(from))) return error;
     if (const int error = targets_.Enter(std::move(to), through_link)) return error;
     for (const Entry& entry : Entries()) {
