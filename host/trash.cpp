@@ -105,10 +105,11 @@ std::string Encoded(std::string_view path) {
 
 // The path as the kernel knows its folder: absolute, without links, "." and "..".
 std::string Canonical(std::string_view path) {
-  const std::string folder(ParentPath(path));
-  char* const real = realpath(folder.c_str(), nullptr);
+  const std::string_view leaf = LeafName(path);
+  const bool is_named = leaf != "." && leaf != "..";
+  char* const real = realpath(std::string(is_named ? ParentPath(path) : path).c_str(), nullptr);
   if (real != nullptr) {
-    std::string canonical = ChildPath(real, LeafName(path));
+    std::string canonical = is_named ? ChildPath(real, leaf) : real;
     free(real);
     return canonical;
   }
