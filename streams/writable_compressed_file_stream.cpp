@@ -40,10 +40,10 @@ HRESULT CWritableCompressedFileStream::Write(const void* data, unsigned long cou
   const auto compress_piece = [this](const unsigned char* bytes, std::size_t size) {
     return file_->Write(bytes, size);
   };
-  if (!buffer_.Add(data, count, compress_piece)) {
-    has_failed_ = true;
-    return E_INVALIDARG;
-  }
+  // An exception leaves it so: what is incomplete must not replace the old file.
+  has_failed_ = true;
+  if (!buffer_.Add(data, count, compress_piece)) return E_INVALIDARG;
+  has_failed_ = false;
   if (written != nullptr) *written = count;
   return S_OK;
 }

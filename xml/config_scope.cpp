@@ -2,7 +2,7 @@
 
 #include <cerrno>
 #include <cstdio>
-#include <cstdlib>
+#include <new>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -70,6 +70,16 @@ bool Repair(std::string& text) {
     if (rest.starts_with("\xEF\xBF\xBE") || rest.starts_with("\xEF\xBF\xBF")) replace(at, 3);
   }
   return is_repaired;
+}
+
+// Writes to a stream whose cookie is a string. 0 makes the stream report the failure.
+ssize_t AppendToText(void* text, const char* bytes, std::size_t count) noexcept {
+  try {
+    static_cast<std::string*>(text)->append(bytes, count);
+    return static_cast<ssize_t>(count);
+  } catch (const std::bad_alloc&) {
+    return 0;
+  }
 }
 
 }  // namespace
@@ -208,16 +218,15 @@ bool ConfigScope::CanKeepAside() const {
   return path && host::ReplaceAccess(*path + kDiscarded) == 0;
 }
 
-// In TinyXML's own layout.
+// In TinyXML's own layout. A memory stream of the C library would lose what it has no room for
+// without a word.
 bool ConfigScope::Print(std::string& text) const {
-  char* bytes = nullptr;
-  std::size_t length = 0;
-  std::FILE* const memory = open_memstream(&bytes, &length);
-  if (memory == nullptr) return false;
-  const bool is_printed = document_->SaveFile(memory);
-  const bool is_closed = std::fclose(memory) == 0;
-  if (is_closed) text.assign(bytes, length);
-  std::free(bytes);
+  std::FILE* const stream = fopencookie(&text, "w", {nullptr, AppendToText, nullptr, nullptr});
+  if (stream == nullptr) return false;
+  char buffer[4096];
+  std::setvbuf(stream, buffer, _IOFBF, sizeof buffer);
+  const bool is_printed = document_->SaveFile(stream);
+  const bool is_closed = std::fclose(stream) == 0;
   return is_printed && is_closed;
 }
 
