@@ -5,6 +5,7 @@
 #include <climits>
 #include <cstring>
 #include <memory>
+#include <new>
 #include <type_traits>
 
 namespace orvik {
@@ -69,8 +70,10 @@ bool CheckDocument(const char* text, XMLDocumentError* error) {
   XMLDocumentError found;
   const std::size_t length = std::strlen(text);
   const Parser parser(XML_ParserCreate("UTF-8"));
-  if (length > INT_MAX || parser == nullptr) {
-    found.reason = parser == nullptr ? "no memory" : "the document is too long";
+  // A sound document must not pass for a damaged one.
+  if (parser == nullptr) throw std::bad_alloc();
+  if (length > INT_MAX) {
+    found.reason = "the document is too long";
   } else {
     Progress progress{parser.get(), 0, {}};
     XML_SetUserData(parser.get(), &progress);
@@ -80,10 +83,10 @@ bool CheckDocument(const char* text, XMLDocumentError* error) {
     // In one piece: a long attribute in several would be scanned again with each.
     const auto result = XML_Parse(parser.get(), text, static_cast<int>(length), XML_TRUE);
     if (result == XML_STATUS_OK) return true;
+    const XML_Error code = XML_GetErrorCode(parser.get());
+    if (code == XML_ERROR_NO_MEMORY) throw std::bad_alloc();
     found = progress.refusal;
-    if (found.reason.IsEmpty()) {
-      SetError(found, XML_ErrorString(XML_GetErrorCode(parser.get())), parser.get());
-    }
+    if (found.reason.IsEmpty()) SetError(found, XML_ErrorString(code), parser.get());
   }
   if (error != nullptr) *error = found;
   return false;

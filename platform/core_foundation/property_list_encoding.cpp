@@ -6,6 +6,7 @@
 #include <cstdint>
 #include <cstring>
 #include <memory>
+#include <new>
 #include <utility>
 #include <vector>
 
@@ -18,13 +19,19 @@ using namespace std::string_view_literals;
 
 constexpr size_t kLongestDeclaration = 256;
 
+// Whether bytes are no text of an encoding. Without memory nothing is known of them.
+bool Fails(UErrorCode error) {
+  if (error == U_MEMORY_ALLOCATION_ERROR) throw std::bad_alloc();
+  return U_FAILURE(error);
+}
+
 std::optional<std::string> Convert(std::string_view bytes, const char* encoding) {
   UErrorCode error = U_ZERO_ERROR;
   std::unique_ptr<UConverter, decltype(&ucnv_close)> source(ucnv_open(encoding, &error),
                                                             &ucnv_close);
   std::unique_ptr<UConverter, decltype(&ucnv_close)> target(ucnv_open("UTF-8", &error),
                                                             &ucnv_close);
-  if (U_FAILURE(error)) return std::nullopt;
+  if (Fails(error)) return std::nullopt;
   ucnv_setToUCallBack(source.get(), UCNV_TO_U_CALLBACK_STOP, nullptr, nullptr, nullptr, &error);
   ucnv_setFromUCallBack(target.get(), UCNV_FROM_U_CALLBACK_STOP, nullptr, nullptr, nullptr, &error);
   std::string text;
@@ -43,7 +50,7 @@ std::optional<std::string> Convert(std::string_view bytes, const char* encoding)
     first = false;
     text.append(chunk.data(), to);
   } while (error == U_BUFFER_OVERFLOW_ERROR);
-  if (U_FAILURE(error)) return std::nullopt;
+  if (Fails(error)) return std::nullopt;
   return text;
 }
 

@@ -94,6 +94,14 @@ OperationTable Operations() {
       [] { return FromCode(WritePreferenceString(user, u"A", u"text", u"new", kDomain)); })
       .steps = Steps::kWhenKilled;
   add(
+      "user string, file in UTF-16",
+      [] {
+        std::string wide = "\xFE\xFF";
+        for (const char c : std::string_view(kSound)) wide.append({'\0', c});
+        WriteFile(FileOf(user), wide);
+      },
+      [] { return FromCode(WritePreferenceString(user, u"A", u"text", u"new", kDomain)); });
+  add(
       "shared string, plain volume", [] { WriteFile(FileOf(kSharedScope), kSound); },
       [] { return FromCode(WritePreferenceString(kSharedScope, u"A", u"text", u"new", kDomain)); })
       .volume = Volume::kPlain;

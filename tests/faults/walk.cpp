@@ -33,7 +33,7 @@ namespace {
 constexpr int kMostPoints = 5000;
 // Allocations are many: past the first ones not every one fails. With ORVIK_FAULTS_ALL set every
 // point of every operation is walked.
-constexpr int kEveryAllocation = 30;
+constexpr int kEveryAllocation = 150;
 constexpr int kStride = 11;
 
 struct FaultName {
