@@ -47,7 +47,8 @@ TEST(DirectoryPath, ComparesAndContains) {
       {u"", u"", FALSE},
       {u"/a", u"", FALSE},
       {u"", u"/a", FALSE},
-      {u"/b/a", u"/a", FALSE}};
+      {u"/b/a", u"/a", FALSE},
+  };
   for (const auto& [path, other, inside] : cases) {
     EXPECT_EQ(Path(CAtlString(path)).IsSubdirectoryOf(CAtlString(other)), inside)
         << testing::PrintToString(path) << testing::PrintToString(other);

@@ -78,11 +78,10 @@ TEST(FilePath, TellsNamesThatOtherPlatformsRefuse) {
 }
 
 TEST(FilePath, MakesNamesThatOtherPlatformsTake) {
-  const std::pair<const char16_t*, const char16_t*> cases[] = {{u"/d:e/a?b:", u"/d:e/ab"},
-                                                               {u"/d/??", u"/d/new"},
-                                                               {u"/d/.x", u"/d/new.x"},
-                                                               {u"a*", u"/a"},
-                                                               {u"/d/ok", u"/d/ok"}};
+  const std::pair<const char16_t*, const char16_t*> cases[] = {
+      {u"/d:e/a?b:", u"/d:e/ab"}, {u"/d/??", u"/d/new"}, {u"/d/.x", u"/d/new.x"}, {u"a*", u"/a"},
+      {u"/d/ok", u"/d/ok"},
+  };
   for (const auto& [path, made] : cases) {
     COrvikFilePath file{CAtlString(path)};
     file.MakeValidForCrossPlatform(u"new");
@@ -140,13 +139,18 @@ TEST_F(FilePathOnDisk, TakesAndGivesBackWritePermission) {
 }
 
 TEST_F(FilePathOnDisk, MeasuresRegularFilesOnly) {
-  WriteFile(At("f"), "12345");
   fs::create_directory(At("d"));
   fs::create_symlink("f", At("link"));
   fs::create_symlink("d", At("to_d"));
   ASSERT_EQ(mkfifo(At("pipe").c_str(), 0600), 0);
-  EXPECT_EQ(File(At("f")).GetFileSize(), 5u);
-  EXPECT_EQ(File(At("link")).GetFileSize(), 5u);
+  for (const std::string& content : {std::string(), Repeated("123456789", 77'777)}) {
+    WriteFile(At("f"), content);
+    for (const char* name : {"f", "link"}) {
+      EXPECT_EQ(File(At(name)).GetFileSize(), content.size());
+      EXPECT_EQ(File(At(name)).GetFileChecksum(),
+                _CalculateCRC32(content.data(), static_cast<long>(content.size())));
+    }
+  }
   for (const char* name : {"none", "d", "to_d", "pipe"}) {
     EXPECT_EQ(File(At(name)).GetFileSize(), 0xFFFFFFFFu) << name;
     EXPECT_EQ(File(At(name)).GetFileChecksum(), 0u) << name;
@@ -155,16 +159,6 @@ TEST_F(FilePathOnDisk, MeasuresRegularFilesOnly) {
   for (const off_t size : {0x80000000l, 0xFFFFFFFEl, 0xFFFFFFFFl, 0x100000005l}) {
     ASSERT_EQ(truncate(At("f").c_str(), size), 0);
     EXPECT_EQ(File(At("f")).GetFileSize(), std::min<off_t>(size, 0xFFFFFFFF));
-  }
-}
-
-TEST_F(FilePathOnDisk, ChecksTheWholeContent) {
-  std::string large(700'001, '\0');
-  for (std::size_t i = 0; i < large.size(); ++i) large[i] = static_cast<char>(i * 31 >> 3);
-  for (const std::string& content : {std::string(), std::string("123456789"), large}) {
-    WriteFile(At("f"), content);
-    EXPECT_EQ(File(At("f")).GetFileChecksum(),
-              _CalculateCRC32(content.data(), static_cast<long>(content.size())));
   }
 }
 

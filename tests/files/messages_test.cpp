@@ -11,13 +11,15 @@ using host::AlertLevel;
 using host::AlertRequest;
 
 TEST(Messages, LoadsErrorTexts) {
-  const std::pair<unsigned, std::u16string> cases[] = {{61473, u"Operation not supported"},
-                                                       {61474, u"Resource not found"},
-                                                       {61475, u"Out of memory"},
-                                                       {61476, u"User cannot perform operation"},
-                                                       {61477, u"Invalid argument"},
-                                                       {12345, u"Unknown error"},
-                                                       {0, u"Unknown error"}};
+  const std::pair<unsigned, std::u16string> cases[] = {
+      {61473, u"Operation not supported"},
+      {61474, u"Resource not found"},
+      {61475, u"Out of memory"},
+      {61476, u"User cannot perform operation"},
+      {61477, u"Invalid argument"},
+      {12345, u"Unknown error"},
+      {0, u"Unknown error"},
+  };
   char16_t buffer[64];
   for (const auto& [number, text] : cases) {
     EXPECT_EQ(AfxLoadString(number, buffer, 64), static_cast<int>(text.size()));

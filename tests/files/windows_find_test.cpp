@@ -38,13 +38,11 @@ TEST(WindowsFind, TheRecordTakesTheCatalogsNumbersUnconverted) {
   _WIN32_FIND_DATA data;
   std::fill_n(data.cFileName, MAX_PATH, u'x');
   InitW32FindDataFromCatalogInfo(&info, &name, &data);
-  EXPECT_EQ(data.dwFileAttributes, 0x11u);
-  EXPECT_EQ(data.ftCreationTime.dwHighDateTime, 1u);
-  EXPECT_EQ(data.ftCreationTime.dwLowDateTime, 2u);
-  EXPECT_EQ(data.ftLastAccessTime.dwLowDateTime, 5u);
-  EXPECT_EQ(data.ftLastWriteTime.dwHighDateTime, 7u);
-  EXPECT_EQ(data.nFileSizeHigh, 3u);
-  EXPECT_EQ(data.nFileSizeLow, 1u);
+  EXPECT_EQ((std::vector<DWORD>{
+                data.dwFileAttributes, data.ftCreationTime.dwHighDateTime,
+                data.ftCreationTime.dwLowDateTime, data.ftLastAccessTime.dwLowDateTime,
+                data.ftLastWriteTime.dwHighDateTime, data.nFileSizeHigh, data.nFileSizeLow}),
+            (std::vector<DWORD>{0x11, 1, 2, 5, 7, 3, 1}));
   EXPECT_EQ(std::u16string(data.cFileName), std::u16string(255, u'n'));
 }
 

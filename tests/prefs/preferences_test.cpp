@@ -129,29 +129,25 @@ TEST_F(PreferencesTest, ReadsConvertWhatOtherProgramsWrote) {
 <key>real</key><real>2.5</real><key>flag</key><true/><key>key</key><dict/>
 <key>list</key><array/><key>date</key><date>2026-01-01T00:00:00Z</date></dict>
 <key>top</key><string>t</string></dict></plist>)");
-  const struct {
-    const char16_t* name;
-    const char* text;
-    int number;
-    unsigned long error;
-  } kCases[] = {{u"text", "42 apples", 42, 0},
-                {u"words", "none", 0, 0},
-                {u"whole", "-7", -7, 0},
-                {u"real", "2.500000000", 2, 0},
-                {u"wide", "2147483647", 2147483647, 0},
-                {u"flag", "default", 99, 2},
-                {u"key", "default", 99, 2},
-                {u"list", "default", 99, 2},
-                {u"date", "default", 99, 2},
-                {u"absent", "default", 99, 2}};
-  for (const auto& c : kCases) {
-    SCOPED_TRACE(Utf8(c.name));
+  const std::tuple<const char16_t*, const char*, int, unsigned long> kCases[] = {
+      {u"text", "42 apples", 42, 0},
+      {u"words", "none", 0, 0},
+      {u"whole", "-7", -7, 0},
+      {u"real", "2.500000000", 2, 0},
+      {u"wide", "2147483647", 2147483647, 0},
+      {u"flag", "default", 99, 2},
+      {u"key", "default", 99, 2},
+      {u"list", "default", 99, 2},
+      {u"date", "default", 99, 2},
+      {u"absent", "default", 99, 2}};
+  for (const auto& [name, text, number, result] : kCases) {
+    SCOPED_TRACE(Utf8(name));
     unsigned long error = 2;
-    EXPECT_EQ(Utf8(GetPreferenceString(0, u"K", c.name, u"default", &error, kDomain)), c.text);
-    EXPECT_EQ(error, c.error);
+    EXPECT_EQ(Utf8(GetPreferenceString(0, u"K", name, u"default", &error, kDomain)), text);
+    EXPECT_EQ(error, result);
     error = 2;
-    EXPECT_EQ(GetPreferenceInt(0, u"/K", c.name, 99, &error, kDomain), c.number);
-    EXPECT_EQ(error, c.error);
+    EXPECT_EQ(GetPreferenceInt(0, u"/K", name, 99, &error, kDomain), number);
+    EXPECT_EQ(error, result);
   }
   unsigned long error = 0;
   EXPECT_EQ(Utf8(GetPreferenceString(0, u"/", u"top", u"", &error, kDomain)), "t");

@@ -121,12 +121,8 @@ TEST_F(SeveralUsersTest, MembersOfTheGroupChangeOneFileAndOthersReadIt) {
   const std::vector<int> statuses = InProcesses(kMembers, [&](int number) {
     Become(number, true);
     for (int value = 0; value < 10; ++value) {
-      CAtlString name;
-      name.Format(u"%d", value);
-      CAtlString key;
-      key.Format(u"User%d", number);
       Transaction change(kSharedScope, kDomain);
-      change.SetInt(key, name, value);
+      change.SetInt(Wide("User" + std::to_string(number)), Wide(std::to_string(value)), value);
       const PrefStatus status = change.Commit();
       if (!status.ok()) return static_cast<int>(status.error);
     }

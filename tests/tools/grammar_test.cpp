@@ -119,10 +119,8 @@ TEST(Grammar, TheManualKnowsEveryCommandAndOption) {
     for (const Positional& word : command.positionals) EXPECT_TRUE(Contains(entry, word.name));
     ++count;
   }
-  std::size_t entries = 0;
-  for (std::size_t at = 0; (at = commands.find("\n.TP\n", at)) != std::string::npos; ++at)
-    ++entries;
-  EXPECT_EQ(entries, count);
+  for (std::size_t at = 0; (at = commands.find("\n.TP\n", at)) != std::string::npos; ++at) --count;
+  EXPECT_EQ(count, 0u);
   for (const Option& option : OrvikPrefsGrammar().globals) {
     EXPECT_TRUE(Contains(manual.substr(0, manual.find(".SH COMMANDS")), option.name));
   }
