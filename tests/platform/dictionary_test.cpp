@@ -7,6 +7,7 @@
 
 #include "platform/core_foundation/array.h"
 #include "platform/core_foundation/number.h"
+#include "platform/core_foundation/owned.h"
 #include "platform/core_foundation/string.h"
 #include "platform/foundation/autorelease_pool.h"
 #include "platform/foundation/ns_dictionary.h"
@@ -14,29 +15,27 @@
 namespace orvik {
 namespace {
 
-CFMutableDictionaryRef Make() {
-  return CFDictionaryCreateMutable(nullptr, 0, &kCFTypeDictionaryKeyCallBacks,
-                                   &kCFTypeDictionaryValueCallBacks);
+Owned<NSDictionary> Make() {
+  return Owned<NSDictionary>(CFDictionaryCreateMutable(nullptr, 0, &kCFTypeDictionaryKeyCallBacks,
+                                                       &kCFTypeDictionaryValueCallBacks));
 }
 
 // The same random steps on a dictionary and on a map of the library, through growth and removal.
 TEST(CFDictionaryTest, AgreesWithAMapAndKeepsTheOrder) {
   const NSAutoreleasePool pool;
-  const CFMutableDictionaryRef dictionary = Make();
+  const Owned<NSDictionary> owner = Make();
+  NSDictionary* const dictionary = owner.get();
   std::map<int, int> map;
   std::mt19937 random(7);
   for (int step = 0; step < 20000; ++step) {
     const int key = static_cast<int>(random() % 400);
     const NSNumber* key_object = Autoreleased(NSNumber::Create(key));
-    switch (random() % 3) {
-      case 0:
-        CFDictionaryRemoveValue(dictionary, key_object);
-        map.erase(key);
-        break;
-      default:
-        CFDictionarySetValue(dictionary, key_object, Autoreleased(NSNumber::Create(step)));
-        map[key] = step;
-        break;
+    if (random() % 3 == 0) {
+      CFDictionaryRemoveValue(dictionary, key_object);
+      map.erase(key);
+    } else {
+      CFDictionarySetValue(dictionary, key_object, Autoreleased(NSNumber::Create(step)));
+      map[key] = step;
     }
   }
   ASSERT_EQ(CFDictionaryGetCount(dictionary), static_cast<CFIndex>(map.size()));
@@ -55,11 +54,11 @@ TEST(CFDictionaryTest, AgreesWithAMapAndKeepsTheOrder) {
   CFDictionaryRemoveValue(copy, keys[0]);
   EXPECT_FALSE(CFEqual(copy, dictionary));
   CFRelease(copy);
-  CFRelease(dictionary);
 }
 
 TEST(CFDictionaryTest, KeysDoNotChangeWithTheirStringAndNullIsNone) {
-  const CFMutableDictionaryRef dictionary = Make();
+  const Owned<NSDictionary> owner = Make();
+  NSDictionary* const dictionary = owner.get();
   const CFMutableStringRef key = NSString::NewMutable(u"key");
   CFDictionarySetValue(dictionary, key, kCFBooleanTrue);
   key->append(u"!");
@@ -68,11 +67,11 @@ TEST(CFDictionaryTest, KeysDoNotChangeWithTheirStringAndNullIsNone) {
   EXPECT_EQ(CFDictionaryGetCount(dictionary), 1);
   EXPECT_EQ(CFDictionaryGetValue(dictionary, CFSTR(u"key")), kCFBooleanTrue);
   CFRelease(key);
-  CFRelease(dictionary);
 }
 
 TEST(CFDictionaryTest, AnImmutableOneStays) {
-  const CFMutableDictionaryRef dictionary = Make();
+  const Owned<NSDictionary> owner = Make();
+  NSDictionary* const dictionary = owner.get();
   CFDictionarySetValue(dictionary, CFSTR(u"key"), kCFBooleanTrue);
   const auto frozen = static_cast<CFMutableDictionaryRef>(dictionary->copy());
   CFDictionarySetValue(frozen, CFSTR(u"other"), kCFBooleanTrue);
@@ -80,7 +79,6 @@ TEST(CFDictionaryTest, AnImmutableOneStays) {
   EXPECT_TRUE(CFEqual(frozen, dictionary));
   EXPECT_EQ(CFDictionaryCreateMutable(nullptr, 0, nullptr, nullptr), nullptr);
   CFRelease(frozen);
-  CFRelease(dictionary);
 }
 
 TEST(CFArrayTest, AppendsAndReadsWithinItsBounds) {

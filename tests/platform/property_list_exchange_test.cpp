@@ -42,18 +42,15 @@ class PropertyListExchange : public EnvironmentTest {
 };
 
 TEST_F(PropertyListExchange, EveryValueOfPythonIsKeptInBothForms) {
-  const std::string xml = FromPython("FMT_XML");
-  const std::string binary = FromPython("FMT_BINARY");
-  const OwnedObject from_xml = ReadRoot(xml);
-  const OwnedObject from_binary = ReadRoot(binary);
-  ASSERT_NE(from_xml, nullptr);
-  ASSERT_NE(from_binary, nullptr);
+  const OwnedObject from_xml = ReadRoot(FromPython("FMT_XML"));
+  const OwnedObject from_binary = ReadRoot(FromPython("FMT_BINARY"));
   EXPECT_EQ(Describe(from_xml.get()), Describe(from_binary.get()));
   EXPECT_TRUE(CFEqual(from_xml.get(), from_binary.get()));
-  ExpectPythonReads(*WriteXmlPropertyList(from_xml.get()));
-  ExpectPythonReads(*WriteXmlPropertyList(from_binary.get()));
-  ExpectPythonReads(*WriteBinaryPropertyList(from_xml.get()));
-  ExpectPythonReads(*WriteBinaryPropertyList(from_binary.get()));
+  for (const NSObject* list : {from_xml.get(), from_binary.get()}) {
+    ASSERT_NE(list, nullptr);
+    ExpectPythonReads(*WriteXmlPropertyList(list));
+    ExpectPythonReads(*WriteBinaryPropertyList(list));
+  }
 }
 
 TEST_F(PropertyListExchange, PythonsXmlIsWrittenBackByteForByte) {
@@ -65,16 +62,12 @@ TEST_F(PropertyListExchange, PythonsXmlIsWrittenBackByteForByte) {
 }
 
 TEST_F(PropertyListExchange, BinaryKeepsWhatXmlDoesNot) {
-  const CommandResult written =
-      RunCommand({"python3", "-c",
-                  "import plistlib,sys,datetime\n"
-                  "sys.stdout.buffer.write(plistlib.dumps(['a\\0b', plistlib.UID(70000),"
-                  " datetime.datetime(2020,1,1,0,0,0,250000)], fmt=plistlib.FMT_BINARY))"});
+  const CommandResult written = Python(
+      "sys.stdout.buffer.write(plistlib.dumps(['a\\0b', plistlib.UID(70000),"
+      " datetime.datetime(2020,1,1,0,0,0,250000)], fmt=plistlib.FMT_BINARY))");
   ASSERT_EQ(written.status, 0) << written.err;
   const std::string again = *WriteBinaryPropertyList(ReadRoot(written.out).get());
-  const CommandResult read = RunCommand(
-      {"python3", "-c", "import plistlib,sys; print(plistlib.loads(sys.stdin.buffer.read()))"},
-      again);
+  const CommandResult read = Python("print(plistlib.loads(sys.stdin.buffer.read()))", again);
   EXPECT_EQ(read.out, "['a\\x00b', UID(70000), datetime.datetime(2020, 1, 1, 0, 0, 0, 250000)]\n");
   const OwnedObject surrogate = StringOf(std::u16string{u'a', 0xD800, 0xFFFF, 0});
   EXPECT_TRUE(CFEqual(ReadRoot(*WriteBinaryPropertyList(surrogate.get())).get(), surrogate.get()));
@@ -88,8 +81,8 @@ TEST_F(PropertyListExchange, OthersPassOverTheExactBitsOfADate) {
   const OwnedObject date(NSDate::Create(0.25));
   const fs::path in = env_.temp() / "in.plist", out = env_.temp() / "out.plist";
   WriteFile(in, *WriteXmlPropertyList(date.get()));
-  const CommandResult python = RunCommand(
-      {"python3", "-c", "import plistlib,sys; print(plistlib.load(open(sys.argv[1], 'rb')))", in});
+  const CommandResult python =
+      Python("print(plistlib.loads(sys.stdin.buffer.read()))", ReadFile(in));
   EXPECT_EQ(python.out, "2001-01-01 00:00:00\n") << python.err;
   const CommandResult plistutil = RunCommand({"plistutil", "-i", in, "-o", out});
   EXPECT_EQ(plistutil.status, 0) << plistutil.err;

@@ -59,35 +59,8 @@ TEST(PropertyListXml, OfEqualKeysTheLastHolds) {
       "{a=b:0 b=b:1}");
 }
 
-TEST(PropertyListXml, RefusesWhatIsNoPropertyList) {
-  for (const char* bytes :
-       {"",
-        "<",
-        "<plist/>",
-        "<plist></plist>",
-        "<plist><true/><true/></plist>",
-        "<plist><true/></plist>x",
-        "<plist><true/></plist><plist/>",
-        "<plist>x<true/></plist>",
-        "<plist><true/>",
-        "<html><body/></html>",
-        "<key>a</key>",
-        "<dict><key>a</key></dict>",
-        "<dict><true/></dict>",
-        "<dict><key>a</key><key>b</key></dict>",
-        "<dict>a<key>a</key><true/></dict>",
-        "<dict><key>a</key><true/>b</dict>",
-        "<array><key>a</key></array>",
-        "<string>a<b/></string>",
-        "<true>a</true>",
-        "<integer/>",
-        "<integer>1.5</integer>",
-        "<date>yesterday</date>",
-        "<string>&nbsp;</string>",
-        "<string>a & b</string>",
-        "<string>&#x110000;</string>",
-        "<string>\xC3</string>",
-        "<!DOCTYPE plist [<!ENTITY a \"x\"><!ENTITY b \"&a;&a;\">]><string>&b;</string>"}) {
+void ExpectRefused(std::initializer_list<const char*> lists) {
+  for (const char* bytes : lists) {
     CFStringRef error = nullptr;
     const OwnedObject data(NSData::Create(bytes));
     EXPECT_EQ(CFPropertyListCreateFromXMLData(kCFAllocatorDefault,
@@ -98,6 +71,19 @@ TEST(PropertyListXml, RefusesWhatIsNoPropertyList) {
     EXPECT_GT(error->length(), 0);
     CFRelease(error);
   }
+}
+
+TEST(PropertyListXml, RefusesWhatIsNoPropertyList) {
+  ExpectRefused({"", "<", "<plist/>", "<plist></plist>", "<plist><true/><true/></plist>",
+                 "<plist><true/></plist>x", "<plist><true/></plist><plist/>",
+                 "<plist>x<true/></plist>", "<plist><true/>", "<html><body/></html>"});
+  ExpectRefused({"<key>a</key>", "<dict><key>a</key></dict>", "<dict><true/></dict>",
+                 "<dict><key>a</key><key>b</key></dict>", "<dict>a<key>a</key><true/></dict>",
+                 "<dict><key>a</key><true/>b</dict>", "<array><key>a</key></array>"});
+  ExpectRefused({"<string>a<b/></string>", "<true>a</true>", "<integer/>", "<integer>1.5</integer>",
+                 "<date>yesterday</date>", "<string>&nbsp;</string>", "<string>a & b</string>",
+                 "<string>&#x110000;</string>", "<string>\xC3</string>",
+                 "<!DOCTYPE plist [<!ENTITY a \"x\"><!ENTITY b \"&a;&a;\">]><string>&b;</string>"});
   EXPECT_EQ(DescribeBytes(std::string("<string>a\0b</string>", 20)), "nothing");
 }
 
@@ -145,18 +131,11 @@ TEST(PropertyListText, ReadsTheOldForm) {
       {"\"\\U00e9\\101\\341\\n\\\\\\q\u00FC\"", "s:\u00E9A\u00C6\n\\q\u00FC"},
       {"<0aff>", "x:0AFF"},
       {" /* nothing */ ", "{}"},
-      {"(a, b", "nothing"},
-      {"(a b)", "nothing"},
-      {"(,)", "nothing"},
-      {"{ a = b }", "nothing"},
-      {"{ a b; }", "nothing"},
-      {"{ a = b; } c", "nothing"},
-      {"<0a0>", "nothing"},
-      {"\"open", "nothing"},
-      {"word", "nothing"},
-      {"several words", "nothing"},
-      {"a = b", "nothing"},
   });
+  for (const char* none : {"(a, b", "(a b)", "(,)", "{ a = b }", "{ a b; }", "{ a = b; } c",
+                           "<0a0>", "\"open", "word", "several words", "a = b"}) {
+    EXPECT_EQ(DescribeBytes(none), "nothing") << none;
+  }
 }
 
 TEST(PropertyListCopies, HaveTheMutabilityThatIsAskedFor) {
@@ -195,10 +174,6 @@ TEST(PropertyListXml, IsNotWrittenOfWhatItCannotHold) {
 
 class PropertyListSerialization : public testing::Test {
  protected:
-  static const NSData* Data(std::string bytes) {
-    return Autoreleased(NSData::Create(std::move(bytes)));
-  }
-
   // Takes the description over.
   static std::string Text(const NSString* description) {
     if (description == nullptr) return "none";
@@ -212,9 +187,8 @@ class PropertyListSerialization : public testing::Test {
 TEST_F(PropertyListSerialization, LeavesTheFormatAloneAndExplainsWhatIsNoList) {
   NSPropertyListFormat format = 77;
   const NSString* error = nullptr;
-  EXPECT_EQ(
-      NSPropertyListSerialization::propertyListFromData(Data("not a list"), 2, &format, &error),
-      nullptr);
+  const NSData* data = Autoreleased(NSData::Create("not a list"));
+  EXPECT_EQ(NSPropertyListSerialization::propertyListFromData(data, 2, &format, &error), nullptr);
   EXPECT_EQ(format, 77u);
   EXPECT_EQ(Text(error), "The text is no property list: unexpected in line 1, column 5");
   EXPECT_EQ(NSPropertyListSerialization::propertyListFromData(nullptr, 0, nullptr, nullptr),

@@ -1,7 +1,5 @@
 #include "tests/platform/property_list_test_support.h"
 
-#include <cstdio>
-
 #include "platform/core_foundation/property_list_leaves.h"
 #include "platform/core_foundation/property_list_walk.h"
 
@@ -10,41 +8,25 @@ namespace {
 
 class Describer : public PropertyListSink {
  public:
-  bool String(const PropertyListText& text) override {
-    Separate();
-    description += "s:" + text.object->ToUtf8();
-    return true;
-  }
+  bool String(const PropertyListText& text) override { return Add("s:" + text.object->ToUtf8()); }
   bool Integer(PropertyListInteger value) override {
-    Separate();
-    description += "i:";
-    AppendPropertyListInteger(description, value);
-    return true;
+    std::string digits;
+    AppendPropertyListInteger(digits, value);
+    return Add("i:" + digits);
   }
   bool Real(double value, int) override { return Number("r:", value); }
   bool Date(double seconds) override { return Number("d:", seconds); }
-  bool Boolean(bool value) override {
-    Separate();
-    description += value ? "b:1" : "b:0";
-    return true;
-  }
+  bool Boolean(bool value) override { return Add(value ? "b:1" : "b:0"); }
   bool Data(std::string_view bytes, const NSData*) override {
-    Separate();
-    description += "x:";
-    for (const char byte : bytes) {
-      char digits[3];
-      snprintf(digits, sizeof digits, "%02X", static_cast<unsigned char>(byte));
-      description += digits;
+    std::string digits;
+    for (const unsigned char byte : bytes) {
+      digits += {"0123456789ABCDEF"[byte >> 4], "0123456789ABCDEF"[byte & 15]};
     }
-    return true;
+    return Add("x:" + digits);
   }
   bool OpenArray(std::size_t) override { return Open('('); }
   bool OpenDictionary(std::size_t) override { return Open('{'); }
-  bool Key(const PropertyListText& key) override {
-    Separate();
-    description += key.object->ToUtf8() + '=';
-    return true;
-  }
+  bool Key(const PropertyListText& key) override { return Add(key.object->ToUtf8() + '='); }
   bool Close() override {
     description += open_.back() == '(' ? ')' : '}';
     open_.pop_back();
@@ -54,25 +36,24 @@ class Describer : public PropertyListSink {
   std::string description;
 
  private:
-  bool Number(const char* kind, double value) {
-    Separate();
-    description += kind;
-    AppendPropertyListReal(description, value);
-    return true;
+  bool Number(const std::string& kind, double value) {
+    std::string digits;
+    AppendPropertyListReal(digits, value);
+    return Add(kind + digits);
   }
 
   bool Open(char bracket) {
-    Separate();
-    description += bracket;
     open_ += bracket;
-    return true;
+    return Add(std::string(1, bracket));
   }
 
-  void Separate() {
+  bool Add(const std::string& text) {
     if (!description.empty() &&
-        std::string_view("({=").find(description.back()) == std::string_view::npos) {
+        std::string_view("({=").find(description.back()) == std::string::npos) {
       description += ' ';
     }
+    description += text;
+    return true;
   }
 
   std::string open_;

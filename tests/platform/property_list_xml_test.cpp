@@ -59,14 +59,13 @@ TEST(PropertyListXmlTest, KnowsEveryByteOfItsOwnLayout) {
 
 TEST(PropertyListXmlTest, IndentsAnewWhatMovesElsewhere) {
   const OwnedObject root = ReadRoot(EveryKind());
-  NSArray* list = NSArray::Create();
-  const OwnedObject owner(list);
+  const Owned<NSArray> list(NSArray::Create());
   list->addObject(
       static_cast<const NSDictionary*>(root.get())->objectForKey(StringOf(u"a & b").get()));
   list->addObject(root.get());
-  const OwnedObject made(ObjectOf(CFPropertyListCreateDeepCopy(nullptr, list, 0)));
+  const OwnedObject made(ObjectOf(CFPropertyListCreateDeepCopy(nullptr, list.get(), 0)));
   Describe(made.get());  // which looks at everything
-  EXPECT_EQ(XmlOf(list), XmlOf(made.get()));
+  EXPECT_EQ(XmlOf(list.get()), XmlOf(made.get()));
 }
 
 TEST(PropertyListXmlTest, SaysWhereAListWentWrong) {
@@ -92,34 +91,25 @@ TEST(PropertyListXmlTest, SaysWhereAListWentWrong) {
 }
 
 TEST(PropertyListXmlTest, NamesWhatCannotBeWritten) {
-  NSDictionary* dictionary = NSDictionary::Create();
-  const OwnedObject owner(dictionary);
-  NSArray* list = NSArray::Create();
+  const Owned<NSDictionary> dictionary(NSDictionary::Create());
+  const Owned<NSArray> list(NSArray::Create());
   list->addObject(kCFBooleanTrue);
   list->AppendOwned(static_cast<const NSObject*>(CFURLCreateFromFileSystemRepresentation(
       nullptr, reinterpret_cast<const UInt8*>("/"), 1, true)));
-  dictionary->setObject(list, StringOf(u"a/b").get());
-  list->release();
-  std::string failed_at;
-  EXPECT_FALSE(WriteXmlPropertyList(dictionary, &failed_at));
-  EXPECT_EQ(failed_at, "a/b/1");
-  failed_at.clear();
-  EXPECT_FALSE(WriteBinaryPropertyList(dictionary, &failed_at));
-  EXPECT_EQ(failed_at, "a/b/1");
+  dictionary->setObject(list.get(), StringOf(u"a/b").get());
+  std::string xml_failed_at, binary_failed_at;
+  EXPECT_FALSE(WriteXmlPropertyList(dictionary.get(), &xml_failed_at));
+  EXPECT_FALSE(WriteBinaryPropertyList(dictionary.get(), &binary_failed_at));
+  EXPECT_EQ(xml_failed_at, "a/b/1");
+  EXPECT_EQ(binary_failed_at, "a/b/1");
 }
 
 // A date that the text of its element does not hold stays to the bit, in our hands and in those of
 // a program that passes over attributes.
 TEST(PropertyListXmlTest, KeepsEveryDateToTheBit) {
-  constexpr double kDates[] = {0.25,
-                               -0.0,
-                               631152000.123456,
-                               -1e-9,
-                               1e300,
-                               -1e300,
-                               std::numeric_limits<double>::quiet_NaN(),
-                               std::numeric_limits<double>::infinity()};
-  for (const double seconds : kDates) {
+  constexpr double kInfinity = std::numeric_limits<double>::infinity();
+  for (const double seconds : {0.25, -0.0, 631152000.123456, -1e-9, 1e300, -1e300, kInfinity,
+                               std::numeric_limits<double>::quiet_NaN()}) {
     const OwnedObject date(NSDate::Create(seconds));
     const auto xml = WriteXmlPropertyList(date.get());
     ASSERT_TRUE(xml);
@@ -177,12 +167,12 @@ TEST(PropertyListDeferral, IsWrittenAsItsObjectsWouldBe) {
 
 TEST(PropertyListDeferral, OutlivesTheRootAndMovesElsewhere) {
   OwnedObject root = ReadRoot("<dict><key>k</key><dict><key>a</key><dict/></dict></dict>");
-  NSArray* list = NSArray::Create();
-  const OwnedObject owner(list);
+  const Owned<NSArray> list(NSArray::Create());
   list->addObject(DictionaryAt(root, u"k"));
   root.reset();
-  EXPECT_EQ(XmlOf(list), "<array>\n\t<dict>\n\t\t<key>a</key>\n\t\t<dict/>\n\t</dict>\n</array>\n");
-  EXPECT_EQ(Describe(list), "({a={}})");
+  EXPECT_EQ(XmlOf(list.get()),
+            "<array>\n\t<dict>\n\t\t<key>a</key>\n\t\t<dict/>\n\t</dict>\n</array>\n");
+  EXPECT_EQ(Describe(list.get()), "({a={}})");
 }
 
 TEST(PropertyListDeferral, IsNotWrittenTooDeep) {
