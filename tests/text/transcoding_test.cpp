@@ -2,7 +2,7 @@
 
 #include <random>
 #include <string>
-#include <tuple>
+#include <type_traits>
 #include <vector>
 
 #include <gtest/gtest.h>
@@ -12,48 +12,47 @@
 namespace orvik::test {
 namespace {
 
-struct Decoded {
+template <class Source>
+using Target = std::conditional_t<sizeof(Source) == 1, char16_t, char>;
+
+template <class Source>
+using Function = TranscodingStop (*)(const Source*&, const Source*, Target<Source>*&,
+                                     Target<Source>*);
+
+template <class Source>
+struct Outcome {
   TranscodingStop stop;
   std::size_t taken;
-  std::u16string units;
-  bool operator==(const Decoded&) const = default;
+  std::basic_string<Target<Source>> text;
+  bool operator==(const Outcome&) const = default;
 };
 
-struct Encoded {
-  TranscodingStop stop;
-  std::size_t taken;
-  std::string bytes;
-  bool operator==(const Encoded&) const = default;
-};
+// The most that a unit can become.
+template <class Source>
+constexpr std::size_t kGrowth = sizeof(Source) == 1 ? 1 : 3;
 
 // The buffers have exactly the size that is used, so that a byte too many is found. What is behind
 // the reported end must be as it was.
-template <class Source, class Target, class Function>
-auto Run(const Function& function, const std::basic_string<Source>& text, std::size_t room) {
+template <class Source>
+Outcome<Source> Convert(std::type_identity_t<Function<Source>> function,
+                        const std::basic_string<Source>& text, std::size_t room) {
   const std::vector<Source> source(text.begin(), text.end());
-  std::vector<Target> target(room);
-  for (std::size_t i = 0; i < room; ++i) target[i] = static_cast<Target>(i * 7 + 1);
+  std::vector<Target<Source>> target(room);
+  for (std::size_t i = 0; i < room; ++i) target[i] = static_cast<Target<Source>>(i * 7 + 1);
   const Source* s = source.data();
-  Target* t = target.data();
+  Target<Source>* t = target.data();
   const TranscodingStop stop = function(s, s + source.size(), t, t + room);
   const auto written = static_cast<std::size_t>(t - target.data());
   for (std::size_t i = written; i < room; ++i) {
-    EXPECT_EQ(target[i], static_cast<Target>(i * 7 + 1)) << i << " behind " << written;
+    EXPECT_EQ(target[i], static_cast<Target<Source>>(i * 7 + 1)) << i << " behind " << written;
   }
-  return std::tuple(stop, static_cast<std::size_t>(s - source.data()),
-                    std::basic_string<Target>(target.data(), written));
+  return {stop, static_cast<std::size_t>(s - source.data()), {target.data(), written}};
 }
 
-template <class Function>
-Decoded Decode(const Function& decode, const std::string& bytes, std::size_t room) {
-  const auto [stop, taken, units] = Run<char, char16_t>(decode, bytes, room);
-  return {stop, taken, units};
-}
-
-template <class Function>
-Encoded Encode(const Function& encode, const std::u16string& units, std::size_t room) {
-  const auto [stop, taken, bytes] = Run<char16_t, char>(encode, units, room);
-  return {stop, taken, bytes};
+template <class Source>
+Outcome<Source> RunWhole(std::type_identity_t<Function<Source>> function,
+                         const std::basic_string<Source>& text) {
+  return Convert(function, text, kGrowth<Source> * text.size());
 }
 
 // The processor's best variant is the one that the callers get.
@@ -73,51 +72,49 @@ TranscodingStop EncodeByAvx2(const char16_t*& source, const char16_t* source_end
   return transcoding::EncodePlain(source, source_end, target, target_end);
 }
 
-void ExpectAllAgree(const std::string& bytes) {
-  const Decoded whole = Decode(transcoding::DecodePlain, bytes, bytes.size());
-  const std::size_t length = whole.units.size();
-  for (const std::size_t room : {bytes.size(), length, length - length / 3}) {
-    const Decoded plain = Decode(transcoding::DecodePlain, bytes, room);
-    for (const auto variant : {DecodeUtf8, DecodeByAvx2}) {
-      ASSERT_EQ(Decode(variant, bytes, room), plain)
-          << testing::PrintToString(bytes) << " in " << room;
+// Every variant does what the plain one does with room for everything, for the result and for less.
+template <class Source>
+Outcome<Source> ExpectSame(const std::basic_string<Source>& text, Function<Source> plain,
+                           std::initializer_list<Function<Source>> variants) {
+  const Outcome<Source> whole = RunWhole(plain, text);
+  const std::size_t length = whole.text.size();
+  for (const std::size_t room : {kGrowth<Source> * text.size(), length, length - length / 3}) {
+    const Outcome<Source> expected = Convert(plain, text, room);
+    for (const auto variant : variants) {
+      EXPECT_EQ(Convert(variant, text, room), expected) << testing::PrintToString(text) << room;
     }
   }
-  ASSERT_EQ(Utf16Length(bytes),
-            whole.stop == TranscodingStop::kDone ? static_cast<std::ptrdiff_t>(length) : -1)
+  return whole;
+}
+
+void ExpectAllAgree(const std::string& bytes) {
+  const auto whole = ExpectSame(bytes, transcoding::DecodePlain, {DecodeUtf8, DecodeByAvx2});
+  ASSERT_EQ(Utf16Length(bytes), whole.stop == TranscodingStop::kDone
+                                    ? static_cast<std::ptrdiff_t>(whole.text.size())
+                                    : -1)
       << testing::PrintToString(bytes);
   if (transcoding::HasAvx2()) {
     const char* at = bytes.data();
     const std::size_t count = transcoding::CountBlocksAvx2(at, bytes.data() + bytes.size());
     const std::string counted(bytes.data(), at);
-    ASSERT_EQ(Decode(transcoding::DecodePlain, counted, counted.size()).units.size(), count);
+    ASSERT_EQ(RunWhole(transcoding::DecodePlain, counted).text.size(), count);
   }
 }
 
 void ExpectAllAgree(const std::u16string& units) {
-  const Encoded whole = Encode(transcoding::EncodePlain, units, 3 * units.size());
-  const std::size_t length = whole.bytes.size();
-  for (const std::size_t room : {3 * units.size(), length, length - length / 3}) {
-    const Encoded plain = Encode(transcoding::EncodePlain, units, room);
-    for (const auto variant : {EncodeUtf8, EncodeByAvx2}) {
-      ASSERT_EQ(Encode(variant, units, room), plain)
-          << testing::PrintToString(units) << " in " << room;
-    }
-  }
-  std::size_t expected = length;
-  std::size_t at_surrogate = whole.taken;
-  while (at_surrogate != units.size()) {  // an unpaired one counts as one byte
-    const std::u16string rest = units.substr(at_surrogate + 1);
-    const Encoded next = Encode(transcoding::EncodePlain, rest, 3 * rest.size());
-    expected += 1 + next.bytes.size();
-    at_surrogate += 1 + next.taken;
+  const auto whole = ExpectSame(units, transcoding::EncodePlain, {EncodeUtf8, EncodeByAvx2});
+  std::size_t expected = whole.text.size();
+  for (std::size_t at = whole.taken; at != units.size();) {  // an unpaired one counts as one byte
+    const auto next = RunWhole(transcoding::EncodePlain, units.substr(at + 1));
+    expected += 1 + next.text.size();
+    at += 1 + next.taken;
   }
   ASSERT_EQ(Utf8Length(units), expected) << testing::PrintToString(units);
   if (transcoding::HasAvx2()) {
     const char16_t* at = units.data();
     const std::size_t measured = transcoding::MeasureBlocksAvx2(at, units.data() + units.size());
     const std::u16string part(units.data(), at);
-    ASSERT_EQ(Encode(transcoding::EncodePlain, part, 3 * part.size()).bytes.size(), measured);
+    ASSERT_EQ(RunWhole(transcoding::EncodePlain, part).text.size(), measured);
   }
 }
 
@@ -143,11 +140,11 @@ TEST(Transcoding, VariantsAgreeOnWellFormedText) {
   for (int round = 0; round < 3000; ++round) {
     const std::u16string text = RandomText(random, kAlphabets[random() % kAlphabets.size()]);
     ExpectAllAgree(text);
-    const Encoded utf8 = Encode(EncodeUtf8, text, 3 * text.size());
+    const auto utf8 = RunWhole(EncodeUtf8, text);
     ASSERT_EQ(utf8.stop, TranscodingStop::kDone);
-    ExpectAllAgree(utf8.bytes);
-    ASSERT_EQ(Decode(DecodeUtf8, utf8.bytes, text.size()).units, text);
-    ASSERT_TRUE(IsValidUtf8(utf8.bytes));
+    ExpectAllAgree(utf8.text);
+    ASSERT_EQ(Convert(DecodeUtf8, utf8.text, text.size()).text, text);
+    ASSERT_TRUE(IsValidUtf8(utf8.text));
   }
 }
 
@@ -156,7 +153,7 @@ TEST(Transcoding, VariantsAgreeOnDamagedText) {
   for (int round = 0; round < 6000; ++round) {
     std::u16string text = RandomText(random, kAlphabets[random() % kAlphabets.size()]);
     if (text.empty()) continue;
-    std::string utf8 = Encode(EncodeUtf8, text, 3 * text.size()).bytes;
+    std::string utf8 = RunWhole(EncodeUtf8, text).text;
     utf8[random() % utf8.size()] = static_cast<char>(random());
     if (random() % 4 == 0) utf8.erase(random() % utf8.size(), 1);
     if (random() % 4 == 0) utf8.resize(random() % (utf8.size() + 1));
@@ -174,9 +171,7 @@ TEST(Transcoding, EveryTwoBytesAtTheEndOfABlock) {
          {0x00, 0x41, 0x7F, 0x80, 0x8F, 0x90, 0x9F, 0xA0, 0xBF, 0xC0, 0xC2, 0xE0, 0xF0, 0xFF}) {
       for (std::size_t place = 60; place < 66; ++place) {
         std::string bytes(place, 'a');
-        bytes += static_cast<char>(first);
-        bytes += static_cast<char>(second);
-        bytes += "\x80\x80";
+        bytes += {static_cast<char>(first), static_cast<char>(second), '\x80', '\x80'};
         bytes.resize(150, 'b');
         ExpectAllAgree(bytes);
       }
@@ -202,7 +197,7 @@ TEST(Transcoding, SingleCharacters) {
     std::u16string units;
     AppendCharacter(bytes, character);
     AppendCharacter(units, character);
-    EXPECT_EQ(Decode(DecodeUtf8, bytes, 4).units, units);
+    EXPECT_EQ(Convert(DecodeUtf8, bytes, 4).text, units);
     std::size_t position = 0;
     EXPECT_EQ(NextCharacter(bytes, position), character);
     EXPECT_EQ(position, bytes.size());
