@@ -8,13 +8,17 @@
 namespace orvik {
 namespace {
 
-TEST(Alerts, TranslatesTheRecordAndTheAnswer) {
-  host::AlertRequest shown;
-  std::optional<int> button;
-  const host::ScopedAlertAnswer answer([&](const host::AlertRequest& request) {
-    shown = request;
-    return button;
-  });
+class AlertsTest : public testing::Test {
+ protected:
+  host::AlertRequest shown_;
+  std::optional<int> button_;
+  const host::ScopedAlertAnswer answer_{[this](const host::AlertRequest& request) {
+    shown_ = request;
+    return button_;
+  }};
+};
+
+TEST_F(AlertsTest, TranslatesTheRecordAndTheAnswer) {
   AlertStdAlertParamRec record;
   record.otherText = reinterpret_cast<ConstStr255Param>("\3Non");
   record.defaultButton = kAlertStdAlertOtherButton;
@@ -27,38 +31,26 @@ TEST(Alerts, TranslatesTheRecordAndTheAnswer) {
     return hit;
   };
   EXPECT_EQ(show(), 0);  // nobody could be asked
-  EXPECT_EQ(shown.level, host::AlertLevel::kStop);
-  EXPECT_EQ(shown.header, "\xC3\xA9");
-  EXPECT_EQ(shown.message, "");
-  EXPECT_EQ(shown.buttons, (std::vector<std::string>{"OK", "Non"}));
-  EXPECT_EQ(shown.default_button, 1);
-  button = 1;
+  EXPECT_EQ(shown_.level, host::AlertLevel::kStop);
+  EXPECT_EQ(shown_.header, "\xC3\xA9");
+  EXPECT_EQ(shown_.message, "");
+  EXPECT_EQ(shown_.buttons, (std::vector<std::string>{"OK", "Non"}));
+  EXPECT_EQ(shown_.default_button, 1);
+  button_ = 1;
   EXPECT_EQ(show(), kAlertStdAlertOtherButton);
-  button = host::kAlertClosed;
+  button_ = host::kAlertClosed;
   EXPECT_EQ(show(), kAlertStdAlertOKButton);  // there is no second button to cancel with
   record.cancelText = reinterpret_cast<ConstStr255Param>("\2No");
   EXPECT_EQ(show(), kAlertStdAlertCancelButton);
 
-  button = 0;
+  button_ = 0;
   EXPECT_EQ(StandardAlert(kAlertPlainAlert, nullptr, nullptr, nullptr, nullptr), 0);
-  EXPECT_EQ(shown.buttons, std::vector<std::string>{"OK"});
+  EXPECT_EQ(shown_.buttons, std::vector<std::string>{"OK"});
 }
 
-CFStringRef Make(std::u16string_view text) {
-  return CFStringCreateWithCharacters(kCFAllocatorDefault, text.data(),
-                                      static_cast<CFIndex>(text.size()));
-}
-
-TEST(UserNotification, TranslatesTextsAndAnswers) {
-  host::AlertRequest shown;
-  std::optional<int> button;
-  const host::ScopedAlertAnswer answer([&](const host::AlertRequest& request) {
-    shown = request;
-    return button;
-  });
-  const CFStringRef header = Make(u"Caf\u00E9");
-  const CFStringRef message = Make(u"\U0001F600\xD800");
-  const CFStringRef other = Make(u"Other");
+TEST_F(AlertsTest, ANotificationTranslatesTextsAndAnswers) {
+  const CFStringRef header = CFSTR(u"Caf\u00E9"), message = CFSTR(u"\U0001F600\xD800");
+  const CFStringRef other = CFSTR(u"Other");
   const auto show = [&](CFStringRef other_title) {
     CFOptionFlags response = 99;
     const SInt32 status = CFUserNotificationDisplayAlert(2.5, kCFUserNotificationNoteAlertLevel,
@@ -68,20 +60,17 @@ TEST(UserNotification, TranslatesTextsAndAnswers) {
     return response;
   };
   EXPECT_EQ(show(nullptr), 99u);  // nobody could be asked
-  EXPECT_EQ(shown.level, host::AlertLevel::kNote);
-  EXPECT_EQ(shown.header, "Caf\xC3\xA9");
-  EXPECT_EQ(shown.message, "\xF0\x9F\x98\x80?");
-  EXPECT_EQ(shown.buttons, std::vector<std::string>{"OK"});
-  EXPECT_EQ(shown.timeout, 2.5);
-  button = 0;
+  EXPECT_EQ(shown_.level, host::AlertLevel::kNote);
+  EXPECT_EQ(shown_.header, "Caf\xC3\xA9");
+  EXPECT_EQ(shown_.message, "\xF0\x9F\x98\x80?");
+  EXPECT_EQ(shown_.buttons, std::vector<std::string>{"OK"});
+  EXPECT_EQ(shown_.timeout, 2.5);
+  button_ = 0;
   EXPECT_EQ(show(nullptr), kCFUserNotificationDefaultResponse);
-  button = 1;
+  button_ = 1;
   EXPECT_EQ(show(other), kCFUserNotificationOtherResponse);
-  button = host::kAlertClosed;
+  button_ = host::kAlertClosed;
   EXPECT_EQ(show(other), kCFUserNotificationCancelResponse);
-  CFRelease(header);
-  CFRelease(message);
-  CFRelease(other);
 }
 
 }  // namespace

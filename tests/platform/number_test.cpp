@@ -15,15 +15,11 @@ namespace {
 
 using Number = Owned<const NSNumber>;
 
-Number Real(double value) {
-  return Number(NSNumber::CreateReal(value));
-}
-Number Signed(std::int64_t value) {
-  return Number(NSNumber::Create(value));
-}
-Number Unsigned(std::uint64_t value) {
+constexpr auto Real = [](double value) { return Number(NSNumber::CreateReal(value)); };
+constexpr auto Signed = [](std::int64_t value) { return Number(NSNumber::Create(value)); };
+constexpr auto Unsigned = [](std::uint64_t value) {
   return Number(NSNumber::CreateUnsigned(value));
-}
+};
 
 TEST(CFNumberTest, EveryTypeGivesItsValueBack) {
   const int small = -77;

@@ -51,10 +51,8 @@ TEST(String, TheWayATextIsKeptNeverShows) {
 }
 
 TEST(String, KeepsBytesWhereTheyAreEnough) {
-  EXPECT_TRUE(Units(u"abc")->isAscii());
-  EXPECT_TRUE(Units(u"\xFF")->isLatin1());
-  EXPECT_FALSE(Units(u"\xFF")->isAscii());
-  EXPECT_FALSE(Units(u"\x100")->isLatin1());
+  EXPECT_TRUE(Units(u"abc")->isAscii() && Units(u"\xFF")->isLatin1());
+  EXPECT_FALSE(Units(u"\xFF")->isAscii() || Units(u"\x100")->isLatin1());
   EXPECT_TRUE(Text(NSString::NewFromUtf8("\xC3\xBF"))->isLatin1());
   EXPECT_STREQ(Units(u"0123456789abcdef")->latin1().data(), "0123456789abcdef");
 }
@@ -69,11 +67,9 @@ TEST(String, RefusesBytesThatAreNoUtf8) {
 TEST(String, ChangesStayWithinTheString) {
   const Text string(NSString::NewMutable(u"hello"));
   string->replaceCharacters(1, 3, u"u");
-  EXPECT_EQ(string->ToUnits(), u"huo");
   string->append(string->wide());
   EXPECT_EQ(string->ToUnits(), u"huohuo");
   string->replaceCharacters(1, 100, string->wide().substr(0, 2));
-  EXPECT_EQ(string->ToUnits(), u"hhu");
   string->replaceCharacters(4, 0, u"beyond");
   EXPECT_EQ(string->ToUnits(), u"hhu");
   const Text copy(string->copy());

@@ -246,14 +246,12 @@ TEST(CAtlString, MovesItsBlock) {
 
 TEST(CAtlString, TakesEightBitUnitsByTheirValue) {
   CAtlString text(u"abc");
-  EXPECT_EQ(text.Insert(3, '\xE9'), 4);
-  EXPECT_EQ(text.SetAt(0, '\xFF'), 0);
+  EXPECT_EQ((std::vector{text.Insert(3, '\xE9'), text.SetAt(0, '\xFF')}), (std::vector{4, 0}));
   EXPECT_EQ(text.View(), u"\u00FFbc\u00E9");
-  EXPECT_EQ(text.Replace('\xE9', '\xEA'), 1);
-  EXPECT_EQ(text.Replace(u'b', '\xEA'), 1);
-  EXPECT_EQ(text.Remove('\xEA'), 2);
-  EXPECT_EQ(text.Insert(1, "\xE9z"), 4);
-  EXPECT_EQ(text.Replace("\xE9", "\xEA"), 1);
+  EXPECT_EQ(
+      (std::vector{text.Replace('\xE9', '\xEA'), text.Replace(u'b', '\xEA'), text.Remove('\xEA'),
+                   text.Insert(1, "\xE9z"), text.Replace("\xE9", "\xEA")}),
+      (std::vector{1, 1, 2, 4, 1}));
   EXPECT_EQ(text.View(), u"\u00FF\u00EAzc");
 }
 
@@ -264,10 +262,9 @@ TEST(CAtlString, TakesViewsAndStandardStrings) {
   text += std::u16string(u"+");
   text += std::string_view("\xE9xx", 1);
   EXPECT_EQ(text.View(), u"-bca+\u00E9");
-  EXPECT_EQ(text.Find(view), 1);
-  EXPECT_EQ(text.Find(std::string("ca")), 2);
-  EXPECT_EQ(text.FindOneOf(view.substr(1)), 2);
-  EXPECT_EQ(text.Replace(view, view.substr(2)), 1);
+  EXPECT_EQ((std::vector{text.Find(view), text.Find(std::string("ca")),
+                         text.FindOneOf(view.substr(1)), text.Replace(view, view.substr(2))}),
+            (std::vector{1, 2, 2, 1}));
   EXPECT_EQ((view + text + view).View(), u"bca-a+\u00E9bca");
   EXPECT_EQ((text = view.substr(0, 2)).View(), u"bc");
   EXPECT_EQ((text = std::string_view("\xE9")).View(), u"\u00E9");
