@@ -12,6 +12,7 @@
 #include <memory>
 #include <string>
 #include <thread>
+#include <utility>
 
 #include "host/alert_host.h"
 #include "host/descriptor.h"
@@ -29,10 +30,7 @@ Descriptor Typed(const std::string& text) {
 }
 
 TEST(AlertTerminal, TakesNumbersLabelsAndTheDefault) {
-  const struct {
-    const char* input;
-    int answer;
-  } cases[] = {
+  const std::pair<const char*, int> cases[] = {
       {"2\n", 1},         {"delete\n", 1},       {"\n", 0}, {"1\r\n", 0}, {"9\nno\nCancel\n", 0},
       {"", kAlertClosed}, {"9\n", kAlertClosed}, {"2", 1}};
   AlertRequest request;
@@ -93,10 +91,7 @@ TEST(AlertTerminal, AsksOnARealTerminal) {
   AlertRequest request;
   request.message = "Sure?";
   request.buttons = {"Cancel", "Delete"};
-  const struct {
-    std::string typed;
-    int answer;
-  } cases[] = {{"2\n", 1}, {"\n", 0}, {"\x04", kAlertClosed}};
+  const std::pair<std::string, int> cases[] = {{"2\n", 1}, {"\n", 0}, {"\x04", kAlertClosed}};
   for (const auto& [typed, answer] : cases) {
     std::fflush(nullptr);
     int terminal = -1;

@@ -1,6 +1,7 @@
 #include "platform/carbon/folders.h"
 
 #include <cerrno>
+#include <tuple>
 
 #include "platform/core_foundation/string.h"
 #include "platform/foundation/autorelease_pool.h"
@@ -22,11 +23,7 @@ class FoldersTest : public EnvironmentTest {
 
 TEST_F(FoldersTest, LieBelowTheHomeOrTheSystemRoot) {
   const std::string home = env_.home().string(), root = env_.system_root().string();
-  const struct {
-    FSVolumeRefNum domain;
-    OSType type;
-    std::string path;
-  } cases[] = {
+  const std::tuple<FSVolumeRefNum, OSType, std::string> cases[] = {
       {kOnAppropriateDisk, kSharedUserDataFolderType, root + "/Users/Shared"},
       {kUserDomain, kPreferencesFolderType, home + "/Library/Preferences"},
       {kLocalDomain, kPreferencesFolderType, root + "/Library/Preferences"},
@@ -41,7 +38,7 @@ TEST_F(FoldersTest, LieBelowTheHomeOrTheSystemRoot) {
       {kSystemDomain, kDesktopFolderType, std::to_string(fnfErr)},
       {kUserDomain, FourCC("????"), std::to_string(fnfErr)},
       {1, kDocumentsFolderType, std::to_string(nsvErr)}};
-  for (const auto& one : cases) EXPECT_EQ(Path(one.domain, one.type), one.path);
+  for (const auto& [domain, type, path] : cases) EXPECT_EQ(Path(domain, type), path);
   EXPECT_TRUE(Contains(Path(kUserDomain, kTrashFolderType), "/Trash/files"));
   EXPECT_EQ(Path(InfoOf(env_.home()).volume, kTrashFolderType),
             Path(kUserDomain, kTrashFolderType));

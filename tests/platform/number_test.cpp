@@ -5,6 +5,7 @@
 #include <cmath>
 #include <cstring>
 #include <limits>
+#include <tuple>
 
 #include "platform/core_foundation/owned.h"
 #include "platform/foundation/autorelease_pool.h"
@@ -25,13 +26,10 @@ TEST(CFNumberTest, EveryTypeGivesItsValueBack) {
   const int small = -77;
   const SInt64 large = std::numeric_limits<SInt64>::min();
   const double real = 2.5;
-  const struct {
-    CFNumberType type;
-    const void* value;
-    std::size_t size;
-  } kTypes[] = {{kCFNumberIntType, &small, sizeof small},
-                {kCFNumberSInt64Type, &large, sizeof large},
-                {kCFNumberDoubleType, &real, sizeof real}};
+  const std::tuple<CFNumberType, const void*, std::size_t> kTypes[] = {
+      {kCFNumberIntType, &small, sizeof small},
+      {kCFNumberSInt64Type, &large, sizeof large},
+      {kCFNumberDoubleType, &real, sizeof real}};
   for (const auto& [type, value, size] : kTypes) {
     std::int64_t back = -1;
     const Number number(CFNumberCreate(nullptr, type, value));
@@ -47,19 +45,16 @@ TEST(CFNumberTest, EveryTypeGivesItsValueBack) {
 TEST(CFNumberTest, LossyConversionsGiveTheNearestValueAndFalse) {
   constexpr int kMax = std::numeric_limits<int>::max();
   constexpr int kMin = std::numeric_limits<int>::min();
-  const struct {
-    Number number;
-    int expected;
-    bool exact;
-  } cases[] = {{Real(7.0), 7, true},       {Real(-INFINITY), kMin, false},
-               {Real(2.9), 2, false},      {Unsigned(~std::uint64_t{0}), kMax, false},
-               {Real(NAN), 0, false},      {Signed(std::int64_t{1} << 40), kMax, false},
-               {Real(-2.9), -2, false},    {Signed(-(std::int64_t{1} << 40)), kMin, false},
-               {Real(1e300), kMax, false}, {Number(NSNumber::CreateBoolean(true)), 1, true}};
-  for (const auto& one : cases) {
+  const std::tuple<Number, int, bool> cases[] = {
+      {Real(7.0), 7, true},       {Real(-INFINITY), kMin, false},
+      {Real(2.9), 2, false},      {Unsigned(~std::uint64_t{0}), kMax, false},
+      {Real(NAN), 0, false},      {Signed(std::int64_t{1} << 40), kMax, false},
+      {Real(-2.9), -2, false},    {Signed(-(std::int64_t{1} << 40)), kMin, false},
+      {Real(1e300), kMax, false}, {Number(NSNumber::CreateBoolean(true)), 1, true}};
+  for (const auto& [number, expected, exact] : cases) {
     int value = -1;
-    EXPECT_EQ(CFNumberGetValue(one.number.get(), kCFNumberIntType, &value), one.exact);
-    EXPECT_EQ(value, one.expected);
+    EXPECT_EQ(CFNumberGetValue(number.get(), kCFNumberIntType, &value), exact);
+    EXPECT_EQ(value, expected);
   }
   double real = 0;
   EXPECT_FALSE(

@@ -6,6 +6,7 @@
 #include <bit>
 #include <limits>
 #include <thread>
+#include <utility>
 
 #include "platform/core_foundation/date.h"
 #include "platform/core_foundation/url.h"
@@ -69,9 +70,7 @@ TEST(PropertyListXmlTest, IndentsAnewWhatMovesElsewhere) {
 }
 
 TEST(PropertyListXmlTest, SaysWhereAListWentWrong) {
-  static constexpr struct {
-    const char *xml, *error;
-  } kCases[] = {
+  static constexpr std::pair<const char*, const char*> kCases[] = {
       {"<dict>\n\t<key>a</key>\n\t<integer>x</integer>\n</dict>",
        "no value of its element in line 3, column 2"},
       {"<dict>\r\n<key>\u00E9</key> x</dict>", "text between the values in line 2, column 14"},
@@ -82,9 +81,8 @@ TEST(PropertyListXmlTest, SaysWhereAListWentWrong) {
       {"<string>a\n</key>", "the end tag of the value is missing in line 2, column 1"},
       {"<dict><key>a</key></dict>", "a key without a value in line 1, column 19"},
       {"<plist><true/>", "the end tag of \"plist\" is missing in line 1, column 15"}};
-  for (const auto& one : kCases) {
-    EXPECT_EQ(ReadPropertyList(one.xml, 0).error,
-              std::string("The XML is no property list: ") + one.error);
+  for (const auto& [xml, error] : kCases) {
+    EXPECT_EQ(ReadPropertyList(xml, 0).error, std::string("The XML is no property list: ") + error);
   }
   EXPECT_EQ(ReadPropertyList("{\n a = b }", 0).error,
             "The text is no property list: unexpected in line 2, column 8");

@@ -2,6 +2,7 @@
 
 #include <climits>
 #include <set>
+#include <tuple>
 
 #include "platform/core_foundation/owned.h"
 #include "platform/core_foundation/string.h"
@@ -97,19 +98,15 @@ TEST(String, CopyOfBorrowedUnitsIsItsOwn) {
 }
 
 TEST(String, Numbers) {
-  struct {
-    const char16_t* text;
-    int integer;
-    double real;
-  } const cases[] = {
+  const std::tuple<const char16_t*, int, double> cases[] = {
       {u"", 0, 0},    {u"12", 12, 12},     {u" \t\n-7x", -7, -7},
       {u"+5", 5, 5},  {u".5", 0, 0.5},     {u"\u300042", 42, 42},
       {u"1e", 1, 1},  {u"0x10", 0, 0},     {u"2147483648", INT_MAX, 2147483648.0},
       {u"--5", 0, 0}, {u"\x0661", 0, 0},   {u"-99999999999999999999", INT_MIN, -1e20},
       {u"inf", 0, 0}, {u"3.75e2z", 3, 375}};
-  for (const auto& one : cases) {
-    EXPECT_EQ(Units(one.text)->intValue(), one.integer) << testing::PrintToString(one.text);
-    EXPECT_EQ(Units(one.text)->doubleValue(), one.real) << testing::PrintToString(one.text);
+  for (const auto& [text, integer, real] : cases) {
+    EXPECT_EQ(Units(text)->intValue(), integer) << testing::PrintToString(text);
+    EXPECT_EQ(Units(text)->doubleValue(), real) << testing::PrintToString(text);
   }
 }
 

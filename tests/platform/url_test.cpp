@@ -20,13 +20,11 @@ Url UrlOf(const std::string& path) {
 using CFURLTest = EnvironmentTest;
 
 TEST_F(CFURLTest, KeepsThePathItWasGiven) {
-  static constexpr struct {
-    const char *path, *kept;
-  } kCases[] = {
+  static constexpr std::pair<const char*, const char*> kCases[] = {
       {"/a/b", "/a/b"}, {"/a/b///", "/a/b"}, {"/", "/"}, {"/caf\xC3\xA9/x y", "/caf\xC3\xA9/x y"}};
-  for (const auto& one : kCases) {
-    const Url url = UrlOf(one.path);
-    EXPECT_EQ(Text(CFURLCopyFileSystemPath(url.get(), kCFURLPOSIXPathStyle))->ToUtf8(), one.kept);
+  for (const auto& [path, kept] : kCases) {
+    const Url url = UrlOf(path);
+    EXPECT_EQ(Text(CFURLCopyFileSystemPath(url.get(), kCFURLPOSIXPathStyle))->ToUtf8(), kept);
   }
   EXPECT_EQ(UrlOf(""), nullptr);
   EXPECT_EQ(UrlOf(std::string("/a\0b", 4)), nullptr);

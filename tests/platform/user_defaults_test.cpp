@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include <utility>
+
 #include "platform/core_foundation/string.h"
 
 namespace orvik {
@@ -31,15 +33,13 @@ TEST(NSUserDefaultsTest, KeepsBytesThatAreNotUtf8) {
 }
 
 TEST(NSUserDefaultsTest, ReadsBooleans) {
-  static constexpr struct {
-    const char* text;
-    ObjCBool is_true;
-  } kCases[] = {{"YES", YES}, {"yes", YES}, {"True", YES}, {"1", YES},         {" -012x", YES},
-                {"NO", NO},   {"", NO},     {"0", NO},     {"yes please", NO}, {"on", NO}};
-  for (const auto& one : kCases) {
-    const ScopedArguments arguments({"-x", one.text});
+  static constexpr std::pair<const char*, ObjCBool> kCases[] = {
+      {"YES", YES}, {"yes", YES}, {"True", YES}, {"1", YES},         {" -012x", YES},
+      {"NO", NO},   {"", NO},     {"0", NO},     {"yes please", NO}, {"on", NO}};
+  for (const auto& [text, is_true] : kCases) {
+    const ScopedArguments arguments({"-x", text});
     const NSUserDefaults* defaults = NSUserDefaults::standardUserDefaults();
-    EXPECT_EQ(defaults->boolForKey(CFSTR(u"x")), one.is_true) << one.text;
+    EXPECT_EQ(defaults->boolForKey(CFSTR(u"x")), is_true) << text;
     EXPECT_EQ(defaults->boolForKey(CFSTR(u"y")), NO);
   }
 }

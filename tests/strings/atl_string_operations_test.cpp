@@ -6,6 +6,7 @@
 #include <iterator>
 #include <string>
 #include <string_view>
+#include <tuple>
 #include <utility>
 #include <vector>
 
@@ -112,12 +113,8 @@ TEST(CAtlStringOperations, CutsPieces) {
 }
 
 TEST(CAtlStringOperations, Tokenizes) {
-  const struct {
-    u16string_view text;
-    const char16_t* set;
-    int start;
-    std::vector<std::pair<u16string_view, int>> tokens;
-  } cases[] = {
+  using Tokens = std::vector<std::pair<u16string_view, int>>;
+  const std::tuple<u16string_view, const char16_t*, int, Tokens> cases[] = {
       {u",a,,b,", u",", 0, {{u"a", 4}, {u"b", -1}}},
       {u",,,", u",", 0, {{u"", -1}}},
       {u"", u",", 0, {{u"", -1}}},
@@ -185,10 +182,7 @@ static_assert(!FormatsWide<Other> && !FormatsWide<std::vector<int>> && !FormatsW
 TEST(CAtlStringOperations, FormatsByTheTypesOfTheArguments) {
   const CAtlString wide(u"w\u20AC");
   const CAtlStringA narrow("\x80n");  // Mac OS Roman
-  const struct {
-    std::vector<const char16_t*> formats;
-    u16string_view expected;
-  } cases[] = {
+  const std::pair<std::vector<const char16_t*>, u16string_view> cases[] = {
       {{u"[%s|%s]", u"[%S|%S]", u"[%hs|%ls]", u"[%@|%@]"}, u"[w\u20AC|\u00C4n]"},
       {{u"[%5s|%-4s]"}, u"[   w\u20AC|\u00C4n  ]"},
       {{u"[%2$s|%1$s|%2$.1S]"}, u"[\u00C4n|w\u20AC|\u00C4]"},

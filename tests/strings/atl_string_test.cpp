@@ -113,17 +113,15 @@ TEST(CAtlString, EveryEmptyStringIsTheSharedBlock) {
 
 TEST(CAtlString, MadeAndAssignedFromEveryType) {
   const Owned<const NSString> platform = PlatformString(u"p\u20AC");
-  const struct {
-    CAtlString string;
-    u16string_view expected;
-  } cases[] = {{CAtlString(u"ab"), u"ab"},
-               {CAtlString(u"abc", 2), u"ab"},
-               {CAtlString("a\xE9"), u"a\u00E9"},
-               {CAtlString("abc", 2), u"ab"},
-               {CAtlString(u'\u4E00', 3), u"\u4E00\u4E00\u4E00"},
-               {CAtlString('\xFF', 2), u"\u00FF\u00FF"},
-               {CAtlString(platform.get()), u"p\u20AC"},
-               {CAtlStringA("\x80z"), u"\u0080z"}};
+  const std::pair<CAtlString, u16string_view> cases[] = {
+      {CAtlString(u"ab"), u"ab"},
+      {CAtlString(u"abc", 2), u"ab"},
+      {CAtlString("a\xE9"), u"a\u00E9"},
+      {CAtlString("abc", 2), u"ab"},
+      {CAtlString(u'\u4E00', 3), u"\u4E00\u4E00\u4E00"},
+      {CAtlString('\xFF', 2), u"\u00FF\u00FF"},
+      {CAtlString(platform.get()), u"p\u20AC"},
+      {CAtlStringA("\x80z"), u"\u0080z"}};
   for (const auto& [string, expected] : cases) {
     EXPECT_EQ(string.View(), expected);
     EXPECT_EQ(string.GetAllocLength(), static_cast<int>(expected.size()));

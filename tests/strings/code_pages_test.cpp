@@ -1,5 +1,7 @@
 #include "strings/code_pages.h"
 
+#include <tuple>
+
 #include "tests/support/test_environment.h"
 
 namespace orvik::test {
@@ -25,18 +27,15 @@ std::u16string FromBytes(unsigned code_page, std::string_view bytes) {
 }
 
 TEST(CodePages, KnowsManyAndTakesTheRestAsUtf8) {
-  const struct {
-    unsigned code_page;
-    std::u16string_view text;
-    std::string bytes;
-  } cases[] = {{CP_UTF8, u"\xE9\x4E2D\xD83D\xDE00", "\xC3\xA9\xE4\xB8\xAD\xF0\x9F\x98\x80"},
-               {CP_ACP, u"\xE9", "\xC3\xA9"},
-               {1252, u"\xE9\x20AC\x4E2D", "\xE9\x80?"},
-               {932, u"\x65E5", "\x93\xFA"},
-               {10000, u"\xE9\x20AC", "\x8E\xDB"},
-               {20127, u"a\xE9\xD83D\xDE00", "a\?\?"},
-               {37, u"A1", "\xC1\xF1"},
-               {1201, u"\xE9", std::string("\0\xE9", 2)}};
+  const std::tuple<unsigned, std::u16string_view, std::string> cases[] = {
+      {CP_UTF8, u"\xE9\x4E2D\xD83D\xDE00", "\xC3\xA9\xE4\xB8\xAD\xF0\x9F\x98\x80"},
+      {CP_ACP, u"\xE9", "\xC3\xA9"},
+      {1252, u"\xE9\x20AC\x4E2D", "\xE9\x80?"},
+      {932, u"\x65E5", "\x93\xFA"},
+      {10000, u"\xE9\x20AC", "\x8E\xDB"},
+      {20127, u"a\xE9\xD83D\xDE00", "a\?\?"},
+      {37, u"A1", "\xC1\xF1"},
+      {1201, u"\xE9", std::string("\0\xE9", 2)}};
   for (const auto& [code_page, text, bytes] : cases) {
     EXPECT_EQ(ToBytes(code_page, text), bytes) << code_page;
     if (bytes.find('?') == std::string::npos) {

@@ -4,6 +4,7 @@
 
 #include <cstdlib>
 #include <memory>
+#include <tuple>
 
 #include "platform/core_foundation/string.h"
 #include "strings/atl_conversions.h"
@@ -57,10 +58,7 @@ TEST(Uca, Searches) {
 }
 
 TEST(Uca, ComparesByCollation) {
-  const struct {
-    const char16_t *a, *b;
-    int order, order_without_case;
-  } cases[] = {
+  const std::tuple<const char16_t*, const char16_t*, int, int> cases[] = {
       {u"a", u"A", -1, 0},        {u"A", u"b", -1, -1},           {u"e", u"\xE9", -1, -1},
       {u"\xE9", u"e\x301", 0, 0}, {u"a", u"\xFF41", 0, 0},         // width does not tell
       {u"A", u"\xFF41", 1, 0},    {u"\x304B", u"\x30AB", -1, -1},  // the scripts of Japanese differ

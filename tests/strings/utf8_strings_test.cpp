@@ -6,6 +6,8 @@
 #include <random>
 #include <string>
 #include <string_view>
+#include <tuple>
+#include <utility>
 
 #include "strings/checked_conversions.h"
 
@@ -16,16 +18,14 @@ using std::string_view;
 using std::u16string_view;
 
 TEST(Utf8Strings, ConvertsBothWays) {
-  const struct {
-    string_view utf8;
-    u16string_view wide;
-  } cases[] = {{"", u""},
-               {"plain", u"plain"},
-               {"\xC3\xA9", u"\u00E9"},
-               {"\xE4\xB8\x80\xF0\x9F\x98\x80!", u"\u4E00\U0001F600!"},
-               {string_view("a\0b", 3), u16string_view(u"a\0b", 3)},
-               {"\xEF\xBB\xBF", u"\uFEFF"},
-               {"\x7F\xC2\x80\xDF\xBF\xE0\xA0\x80\xEF\xBF\xBF", u"\u007F\u0080\u07FF\u0800\uFFFF"}};
+  const std::pair<string_view, u16string_view> cases[] = {
+      {"", u""},
+      {"plain", u"plain"},
+      {"\xC3\xA9", u"\u00E9"},
+      {"\xE4\xB8\x80\xF0\x9F\x98\x80!", u"\u4E00\U0001F600!"},
+      {string_view("a\0b", 3), u16string_view(u"a\0b", 3)},
+      {"\xEF\xBB\xBF", u"\uFEFF"},
+      {"\x7F\xC2\x80\xDF\xBF\xE0\xA0\x80\xEF\xBF\xBF", u"\u007F\u0080\u07FF\u0800\uFFFF"}};
   for (const auto& [utf8, wide] : cases) {
     const CAtlString made = MakeWideStringFromUTF8String(CAtlStringA(utf8));
     EXPECT_EQ(made.View(), wide);
@@ -79,17 +79,13 @@ TEST(Utf8Strings, RefusesOrReplacesWhatCannotBeConverted) {
 }
 
 TEST(CheckedConversions, SayWhereUtf8IsMalformed) {
-  const struct {
-    string_view source;
-    u16string_view target;
-    ConversionResult status;
-    std::size_t position;
-  } cases[] = {{string_view("a\0\xC3\xA9", 4), u16string_view(u"a\0\u00E9", 3), conversionOK, 4},
-               {"\xF0\x9F\x98\x80", u"\U0001F600", conversionOK, 4},
-               {{}, u"", conversionOK, 0},
-               {"ab\xFF", u"old", sourceIllegal, 2},
-               {"\xE4\xB8\x80\xED\xA0\x80", u"old", sourceIllegal, 3},
-               {"ab\xE4\xB8", u"old", sourceExhausted, 2}};
+  const std::tuple<string_view, u16string_view, ConversionResult, std::size_t> cases[] = {
+      {string_view("a\0\xC3\xA9", 4), u16string_view(u"a\0\u00E9", 3), conversionOK, 4},
+      {"\xF0\x9F\x98\x80", u"\U0001F600", conversionOK, 4},
+      {{}, u"", conversionOK, 0},
+      {"ab\xFF", u"old", sourceIllegal, 2},
+      {"\xE4\xB8\x80\xED\xA0\x80", u"old", sourceIllegal, 3},
+      {"ab\xE4\xB8", u"old", sourceExhausted, 2}};
   for (const auto& [source, target, status, position] : cases) {
     CAtlString text(u"old");
     const ConversionReport report = WideFromUtf8(source, text);

@@ -3,6 +3,7 @@
 #include <stdlib.h>
 
 #include <string>
+#include <tuple>
 
 #include "tests/support/test_environment.h"
 #include "text/user_locale.h"
@@ -11,10 +12,7 @@ namespace orvik::test {
 namespace {
 
 TEST(CaseMapping, FollowsTheLocale) {
-  struct {
-    const char* locale;
-    const char16_t *text, *upper, *lower;
-  } const cases[] = {
+  const std::tuple<const char*, const char16_t*, const char16_t*, const char16_t*> cases[] = {
       {"", u"iI", u"II", u"ii"},
       {"tr_TR", u"iI", u"\x130I", u"i\x131"},
       {"az", u"iI", u"\x130I", u"i\x131"},
@@ -23,9 +21,9 @@ TEST(CaseMapping, FollowsTheLocale) {
       {"lt", u"I\x300", u"I\x300", u"i\x307\x300"},
       {"", u"\xD83D\xD801\xDC00", u"\xD83D\xD801\xDC00", u"\xD83D\xD801\xDC28"},
       {"", u"\xFB03", u"FFI", u"\xFB03"}};
-  for (const auto& one : cases) {
-    EXPECT_EQ(ToUpper(one.text, one.locale), one.upper) << one.locale;
-    EXPECT_EQ(ToLower(one.text, one.locale), one.lower) << one.locale;
+  for (const auto& [locale, text, upper, lower] : cases) {
+    EXPECT_EQ(ToUpper(text, locale), upper) << locale;
+    EXPECT_EQ(ToLower(text, locale), lower) << locale;
   }
 }
 
@@ -39,19 +37,16 @@ TEST(CaseMapping, ComparesFoldedInAnyLengths) {
 }
 
 TEST(CaseMapping, FoldsByTheLanguage) {
-  struct {
-    const char16_t *a, *b;
-    bool equal_in_turkish, equal_elsewhere;
-  } const cases[] = {
+  const std::tuple<const char16_t*, const char16_t*, bool, bool> cases[] = {
       {u"I", u"\x131", true, false},      {u"I", u"i", false, true}, {u"\x130", u"i", true, false},
       {u"\x130", u"i\x307", false, true}, {u"A", u"a", true, true},
   };
-  for (const auto& one : cases) {
+  for (const auto& [a, b, equal_in_turkish, equal_elsewhere] : cases) {
     for (const char* locale : {"tr", "tr_TR", "az_Latn_AZ", "tur"}) {
-      EXPECT_EQ(CompareFolded(one.a, one.b, locale) == 0, one.equal_in_turkish) << locale;
+      EXPECT_EQ(CompareFolded(a, b, locale) == 0, equal_in_turkish) << locale;
     }
     for (const char* locale : {"", "de_DE", "trv"}) {
-      EXPECT_EQ(CompareFolded(one.a, one.b, locale) == 0, one.equal_elsewhere) << locale;
+      EXPECT_EQ(CompareFolded(a, b, locale) == 0, equal_elsewhere) << locale;
     }
   }
 }

@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <map>
 #include <string>
+#include <tuple>
 
 #include <gtest/gtest.h>
 
@@ -175,23 +176,20 @@ TEST(CodePageCodec, EveryPageIsKnownAndTested) {
 }
 
 TEST(CodePageCodec, PagesOfSeveralBytes) {
-  struct {
-    CodePage page;
-    const char* oracle;
-    std::u16string text;
-  } const cases[] = {{65000, "UTF-7", u"a\x4E2D+"},      {20936, "EUC-CN", u"\x4E2D\x6587"},
-                     {936, "CP936", u"\x4E2D\x20AC"},    {51949, "EUC-KR", u"\xD55C\xAD6D"},
-                     {949, "CP949", u"\xD55C\xAC02"},    {20949, "EUC-KR", u"\xD55C\xAD6D"},
-                     {950, "CP950", u"\x4E2D\x6587"},    {932, "CP932", u"\x65E5\xFF71\x2460"},
-                     {50225, "ISO-2022-KR", u"\xD55C"},  {50220, "ISO-2022-JP", u"a\x65E5\x672Cz"},
-                     {50227, "ISO-2022-CN", u"\x4E2D"},  {50221, "ISO-2022-JP", u"a\x65E5\x672Cz"},
-                     {20932, "EUC-JP", u"\x65E5\x672C"}, {50222, "ISO-2022-JP", u"a\x65E5\x672Cz"},
-                     {51932, "EUC-JP", u"\x65E5\xFF71"}, {54936, "GB18030", u"\x4E2D\xD83D\xDE00"},
-                     {51936, "EUC-CN", u"\x4E2D\x6587"}};
-  for (const auto& one : cases) {
-    const std::string bytes = Encoded(one.page, one.text);
-    EXPECT_EQ(DecodeText(one.page, bytes), one.text) << one.page;
-    EXPECT_EQ(Oracle(one.oracle, bytes), one.text) << one.page;
+  const std::tuple<CodePage, const char*, std::u16string> cases[] = {
+      {65000, "UTF-7", u"a\x4E2D+"},      {20936, "EUC-CN", u"\x4E2D\x6587"},
+      {936, "CP936", u"\x4E2D\x20AC"},    {51949, "EUC-KR", u"\xD55C\xAD6D"},
+      {949, "CP949", u"\xD55C\xAC02"},    {20949, "EUC-KR", u"\xD55C\xAD6D"},
+      {950, "CP950", u"\x4E2D\x6587"},    {932, "CP932", u"\x65E5\xFF71\x2460"},
+      {50225, "ISO-2022-KR", u"\xD55C"},  {50220, "ISO-2022-JP", u"a\x65E5\x672Cz"},
+      {50227, "ISO-2022-CN", u"\x4E2D"},  {50221, "ISO-2022-JP", u"a\x65E5\x672Cz"},
+      {20932, "EUC-JP", u"\x65E5\x672C"}, {50222, "ISO-2022-JP", u"a\x65E5\x672Cz"},
+      {51932, "EUC-JP", u"\x65E5\xFF71"}, {54936, "GB18030", u"\x4E2D\xD83D\xDE00"},
+      {51936, "EUC-CN", u"\x4E2D\x6587"}};
+  for (const auto& [page, oracle, text] : cases) {
+    const std::string bytes = Encoded(page, text);
+    EXPECT_EQ(DecodeText(page, bytes), text) << page;
+    EXPECT_EQ(Oracle(oracle, bytes), text) << page;
   }
   EXPECT_EQ(DecodeText(52936, "~{VPND~}"), u"\x4E2D\x6587");
   EXPECT_EQ(DecodeText(57002, "\xB3"), u"\x915");
@@ -208,21 +206,19 @@ TEST(CodePageCodec, WithoutALossByteTheTextEndsThere) {
 }
 
 TEST(CodePageCodec, WholeCharactersFill) {
-  struct {
-    CodePage page;
-    std::size_t size_of_first, size_of_second;
-  } const cases[] = {{kUtf8CodePage, 1, 4}, {1200, 2, 4}, {1201, 2, 4}, {12000, 4, 4},
-                     {12001, 4, 4},         {1252, 1, 1}, {932, 1, 1},  {54936, 1, 4}};
-  for (const auto& one : cases) {
+  const std::tuple<CodePage, std::size_t, std::size_t> cases[] = {
+      {kUtf8CodePage, 1, 4}, {1200, 2, 4}, {1201, 2, 4}, {12000, 4, 4},
+      {12001, 4, 4},         {1252, 1, 1}, {932, 1, 1},  {54936, 1, 4}};
+  for (const auto& [page, size_of_first, size_of_second] : cases) {
     for (std::size_t room = 0; room < 10; ++room) {
       char bytes[16];
-      const auto done = EncodeText(one.page, u"a\xD83D\xDE00", '?', bytes, room);
-      const std::size_t both = one.size_of_first + one.size_of_second;
-      EXPECT_EQ(done->bytes, room >= both                ? both
-                             : room >= one.size_of_first ? one.size_of_first
-                                                         : 0)
-          << one.page << " in " << room;
-      EXPECT_EQ(done->units, room >= both ? 3u : room >= one.size_of_first ? 1u : 0u);
+      const auto done = EncodeText(page, u"a\xD83D\xDE00", '?', bytes, room);
+      const std::size_t both = size_of_first + size_of_second;
+      EXPECT_EQ(done->bytes, room >= both            ? both
+                             : room >= size_of_first ? size_of_first
+                                                     : 0)
+          << page << " in " << room;
+      EXPECT_EQ(done->units, room >= both ? 3u : room >= size_of_first ? 1u : 0u);
     }
   }
 }

@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include <utility>
+
 #include "text/columns.h"
 
 namespace orvik {
@@ -25,12 +27,10 @@ TEST(Direction, ANameCannotTurnItsSentenceRound) {
 }
 
 TEST(Columns, FollowWhatTerminalsShow) {
-  const struct {
-    std::u16string text;
-    int columns;
-  } cases[] = {{u"", 0},       {u"\uAC00", 2},        {u"abc", 3},    {u"\U0001F600", 2},
-               {u"\uFF21", 2}, {u"\u4E2D\u6587", 4},  {u"\xD800", 1}, {u"\u05D0\u05B0", 1},
-               {u"\u00AD", 1}, {u"\u00E9e\u0301", 2}, {u"\t\x1B", 0}, {u"a\u200Bb\u200D\u2068", 2}};
+  const std::pair<std::u16string, int> cases[] = {
+      {u"", 0},       {u"\uAC00", 2},        {u"abc", 3},    {u"\U0001F600", 2},
+      {u"\uFF21", 2}, {u"\u4E2D\u6587", 4},  {u"\xD800", 1}, {u"\u05D0\u05B0", 1},
+      {u"\u00AD", 1}, {u"\u00E9e\u0301", 2}, {u"\t\x1B", 0}, {u"a\u200Bb\u200D\u2068", 2}};
   for (const auto& [text, columns] : cases) EXPECT_EQ(ColumnsOf(text), columns);
 }
 
