@@ -8,6 +8,15 @@
 namespace orvik::test {
 namespace {
 
+std::string Utf16(std::u16string_view text, bool is_big_endian) {
+  std::string bytes;
+  for (const char16_t unit : text) {
+    bytes += static_cast<char>(is_big_endian ? unit >> 8 : unit);
+    bytes += static_cast<char>(is_big_endian ? unit : unit >> 8);
+  }
+  return bytes;
+}
+
 class Shortcuts : public EnvironmentTest {
  protected:
   const fs::path path_ = env_.folder() / "link.url";
@@ -65,16 +74,11 @@ TEST_F(Shortcuts, ResolvesInternetShortcuts) {
 }
 
 TEST_F(Shortcuts, ResolvesLinkFilesOfEveryKind) {
-  using namespace std::string_literals;
   const std::pair<std::string, const char16_t*> cases[] = {
       {"[InternetShortcut]\nURL=http://a/\u00E9\n", u"http://a/\u00E9"},
       {"\xEF\xBB\xBF[InternetShortcut]\r\nURL=http://a\r\n", u"http://a"},
-      {"\xFF\xFE[\0I\0n\0t\0e\0r\0n\0e\0t\0S\0h\0o\0r\0t\0c\0u\0t\0]\0\n\0U\0R\0L\0=\0\xAC\x20\n\0"s,
-       u"\u20AC"},
-      {"\xFE\xFF\0<\0k\0e\0y\0>\0U\0R\0L\0<\0/\0k\0e\0y\0>\0\n\0\t\0<\0s\0t\0r\0i\0n\0g\0>\0p\0<\0/"
-       "\0s\0t\0r\0i\0n"
-       "\0g\0>\0\n"s,
-       u"p"},
+      {Utf16(u"\uFEFF[InternetShortcut]\nURL=\u20AC\n", false), u"\u20AC"},
+      {Utf16(u"\uFEFF<key>URL</key>\n\t<string>p</string>\n", true), u"p"},
       {"# a comment\n\n[Desktop Entry]\nVersion=1.0\nType = Link\nURL = http://a b\\sc\n",
        u"http://a b c"},
       {"[Desktop Entry]\r\nURL=http://a\r\nType=Link\r\n[Other]\r\nURL=http://b\r\n", u"http://a"},

@@ -17,8 +17,8 @@ constexpr DWORD kReadWrite = 0;
 class WindowsFileHandlesTest : public test::EnvironmentTest {
  protected:
   HANDLE Open(const char* name, DWORD access, DWORD share, DWORD disposition) {
-    return CreateFile((env_.temp() / name).u16string().c_str(), access, share, nullptr, disposition,
-                      0, nullptr);
+    return CreateFile(At(name).u16string().c_str(), access, share, nullptr, disposition, 0,
+                      nullptr);
   }
   bool Opens(const char* name, DWORD access, DWORD share, DWORD disposition) {
     const HANDLE handle = Open(name, access, share, disposition);
@@ -33,12 +33,12 @@ TEST_F(WindowsFileHandlesTest, CreationDispositions) {
       {6, false, true}, {0xFFFFFFFF, false, true}};
   for (const auto& [disposition, opens_missing, opens_existing] : cases) {
     SCOPED_TRACE(disposition);
-    fs::remove(env_.temp() / "missing");
-    test::WriteFile(env_.temp() / "existing", "content");
+    fs::remove(At("missing"));
+    test::WriteFile(At("existing"), "content");
     EXPECT_EQ(Opens("missing", kReadWrite, 1, disposition), opens_missing);
-    EXPECT_EQ(fs::exists(env_.temp() / "missing"), opens_missing);
+    EXPECT_EQ(fs::exists(At("missing")), opens_missing);
     EXPECT_EQ(Opens("existing", kReadWrite, 1, disposition), opens_existing);
-    EXPECT_EQ(test::ReadFile(env_.temp() / "existing"), "content");
+    EXPECT_EQ(test::ReadFile(At("existing")), "content");
   }
   EXPECT_FALSE(Opens("no/folder", kReadWrite, 1, CREATE_ALWAYS));
   EXPECT_FALSE(Opens(".", kAccessRead, 1, OPEN_EXISTING));
@@ -46,7 +46,7 @@ TEST_F(WindowsFileHandlesTest, CreationDispositions) {
 }
 
 TEST_F(WindowsFileHandlesTest, SharingByAccessAndShareMode) {
-  test::WriteFile(env_.temp() / "f", "x");
+  test::WriteFile(At("f"), "x");
   const std::tuple<DWORD, DWORD, DWORD, DWORD, bool> cases[] = {
       {kAccessRead, 1, kAccessReadData, 1, true},  {kAccessRead, 0, kAccessRead, 1, false},
       {kAccessReadData, 0, kAccessWrite, 1, true}, {kAccessWrite, 0, kAccessWrite, 1, false},
@@ -90,7 +90,7 @@ TEST_F(WindowsFileHandlesTest, ReadsWritesAndMoves) {
   const HANDLE reader = Open("f", kAccessRead, 1, OPEN_EXISTING);
   EXPECT_EQ(WriteFile(reader, "x", 1, &count, nullptr), FALSE);
   CloseHandle(reader);
-  EXPECT_EQ(test::ReadFile(env_.temp() / "f"), "0123456789");
+  EXPECT_EQ(test::ReadFile(At("f")), "0123456789");
 }
 
 TEST_F(WindowsFileHandlesTest, HandlesThatAreNone) {
@@ -117,9 +117,7 @@ TEST_F(WindowsFileHandlesTest, OneHandleSharedByThreads) {
   for (std::thread& writer : writers) writer.join();
   EXPECT_EQ(GetFileSize(handle, nullptr), 4u * 200 * 4);
   CloseHandle(handle);
-  std::string expected;
-  for (int i = 0; i < 800; ++i) expected += "1234";
-  EXPECT_EQ(test::ReadFile(env_.temp() / "f"), expected);
+  EXPECT_EQ(test::ReadFile(At("f")), test::Repeated("1234", 800));
 }
 
 TEST_F(WindowsFileHandlesTest, SizesKeepTheirLow32Bits) {

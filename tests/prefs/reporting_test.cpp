@@ -64,11 +64,7 @@ TEST_F(ReportingTest, WhatCannotBeReadIsNotRepaired) {
 TEST_F(ReportingTest, RepairSavesWhatIsCompleteAndKeepsTheRest) {
   const std::string head =
       "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<!DOCTYPE plist>\n<plist version=\"1.0\"><dict>";
-  const struct {
-    const char* title;
-    std::string bytes;
-    const char* repaired;
-  } kCases[] = {
+  const std::tuple<const char*, std::string, const char*> kCases[] = {
       {"breaks off in a value",
        head + "<key>A</key><dict><key>n</key><string>v</string><key>m</key><integer>4",
        R"({"A":{"n":"v"}})"},
@@ -107,17 +103,17 @@ TEST_F(ReportingTest, RepairSavesWhatIsCompleteAndKeepsTheRest) {
   };
   std::vector<fs::path> files;
   for (const int scope : {0, 1}) {
-    for (const auto& c : kCases) {
-      SCOPED_TRACE(c.title);
+    for (const auto& [title, bytes, repaired] : kCases) {
+      SCOPED_TRACE(title);
       const std::string domain = "com.example.repair" + std::to_string(files.size());
       const fs::path file = PreferenceFilePath(scope, Wide(domain));
       files.push_back(file);
-      WriteFile(file, c.bytes);
+      WriteFile(file, bytes);
       const PrefRepair repair = RepairDomain(scope, Wide(domain));
       EXPECT_TRUE(repair.status.ok()) << Describe(repair.status);
       EXPECT_FALSE(repair.was_sound);
       EXPECT_EQ(repair.kept_copy, file.string() + ".damaged");
-      EXPECT_EQ(ReadFile(repair.kept_copy), c.bytes);
+      EXPECT_EQ(ReadFile(repair.kept_copy), bytes);
       const PrefRepair again = RepairDomain(scope, Wide(domain));
       EXPECT_TRUE(again.was_sound && again.status.ok());
     }
@@ -142,23 +138,19 @@ TEST_F(ReportingTest, RepairNamesWhatIsLostAndCanBeTried) {
   EXPECT_EQ(ReadFile(file), broken);
   EXPECT_EQ(tried.kept_copy, "");
   const PrefRepair repair = RepairDomain(1, kDomain);
-  const struct {
-    const char *path, *what;
-    std::size_t line, column;
-  } kLosses[] = {{"K/a", "a value that cannot be read", 4, 14},
-                 {"K/l/1", "a value that cannot be read", 5, 28},
-                 {"K/\u00E9", "a key without a value", 6, 2},
-                 {"", "the list breaks off", 8, 1}};
   for (const PrefRepair* each : {&tried, &repair}) {
     EXPECT_EQ(each->entries, 2);
     EXPECT_EQ(each->lost, 4u);
-    ASSERT_EQ(each->losses.size(), std::size(kLosses));
-    for (std::size_t i = 0; i < std::size(kLosses); ++i) {
-      EXPECT_EQ(Utf8(each->losses[i].path), kLosses[i].path);
-      EXPECT_EQ(each->losses[i].what, kLosses[i].what);
-      EXPECT_EQ(each->losses[i].line, kLosses[i].line) << kLosses[i].path;
-      EXPECT_EQ(each->losses[i].column, kLosses[i].column) << kLosses[i].path;
+    std::string losses;
+    for (const auto& loss : each->losses) {
+      losses += Utf8(loss.path) + ": " + loss.what + ", " + std::to_string(loss.line) + ":" +
+                std::to_string(loss.column) + "\n";
     }
+    EXPECT_EQ(losses,
+              "K/a: a value that cannot be read, 4:14\n"
+              "K/l/1: a value that cannot be read, 5:28\n"
+              "K/\u00E9: a key without a value, 6:2\n"
+              ": the list breaks off, 8:1\n");
   }
   EXPECT_EQ(OnDisk(file), R"({"K":{"l":[true]},"z":true})");
 }

@@ -248,29 +248,20 @@ TEST(BrowseValueForm, GoesThroughOneLine) {
 
 TEST(BrowseLineInput, EditsWholeCharacters) {
   LineInput line("a\u4E2De\u0301\U0001F600");
-  EXPECT_EQ(line.text(), "a\u4E2De\u0301\U0001F600");
-  line.Take(Terminal::kLeft);
-  line.Take(Terminal::kLeft);  // over the letter and its accent
+  const auto take = [&](std::initializer_list<int> keys) {
+    for (const int key : keys) EXPECT_TRUE(line.Take(key));
+    return std::string(line.text());
+  };
+  take({Terminal::kLeft, Terminal::kLeft});  // over the letter and its accent
   EXPECT_EQ(line.before_cursor(), "a\u4E2D");
-  line.Take('\b');
-  line.Take(0x1F3B5);
-  EXPECT_EQ(line.text(), "a\U0001F3B5e\u0301\U0001F600");
-  line.Take(Terminal::kHome);
-  line.Take(Terminal::kDelete);
-  line.Take('x');
-  line.Take(Terminal::kRight);
-  line.Take('K' - '@');
-  EXPECT_EQ(line.text(), "x\U0001F3B5");
+  EXPECT_EQ(take({'\b', 0x1F3B5}), "a\U0001F3B5e\u0301\U0001F600");
+  EXPECT_EQ(take({Terminal::kHome, Terminal::kDelete, 'x', Terminal::kRight, 'K' - '@'}),
+            "x\U0001F3B5");
   line.Replace("one two  ");
-  line.Take('W' - '@');
-  EXPECT_EQ(line.text(), "one ");
-  line.Take('U' - '@');
-  EXPECT_EQ(line.text(), "");
-  line.Take('\b');
-  line.Take(Terminal::kLeft);
-  EXPECT_FALSE(line.Take(Terminal::kPageUp));
-  EXPECT_FALSE(line.Take(7));
-  EXPECT_EQ(line.text(), "");
+  EXPECT_EQ(take({'W' - '@'}), "one ");
+  EXPECT_EQ(take({'U' - '@'}), "");
+  EXPECT_EQ(take({'\b', Terminal::kLeft}), "");
+  for (const int other : {int{Terminal::kPageUp}, 7}) EXPECT_FALSE(line.Take(other));
 }
 
 TEST(BrowseTerminal, CutsTextAtColumns) {

@@ -55,11 +55,10 @@ TEST(Base64Test, WritesNothingWithoutTheRoom) {
 
 TEST(Base64Test, EncodesWithPaddingAndDecodesGroupByGroup) {
   using Row = std::pair<std::string, std::string>;
-  const Row cases[] = {{"TWFu", "Man"},
-                       {"TWE=", "Ma"},
-                       {"TQ==", "M"},
-                       {"+++/", "\xFB\xEF\xBF"},
-                       {"+TWF", "\xF9\x35\x85"}};
+  const Row cases[] = {
+      {"TWFu", "Man"},          {"TWE=", "Ma"},           {"TQ==", "M"},
+      {"+++/", "\xFB\xEF\xBF"}, {"+TWF", "\xF9\x35\x85"},
+  };
   for (const auto& [text, bytes] : cases) {
     EXPECT_EQ(Decoded(text), bytes) << text;
     EXPECT_EQ(Encoded(bytes), text);
