@@ -5,12 +5,15 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <cstdint>
+#include <memory>
 #include <optional>
 #include <string_view>
 #include <utility>
 #include <vector>
 
 #include "host/at_path.h"
+#include "host/copy_crew.h"
 #include "host/descriptor.h"
 #include "host/file_names.h"
 #include "host/folder_chain.h"
@@ -60,6 +63,8 @@ class Merger {
       subfolders.pop_back();
       error = Descend(next);
     }
+    crew_.Finish();
+    outcome_.AddTo(report_);
     return error;
   }
 
@@ -67,14 +72,15 @@ class Merger {
   struct Level {
     std::size_t source_path_above;  // lengths
     std::size_t target_path_above;
-    bool is_new;                               // the target was made for this
-    bool crosses_volumes = false;              // of a move
-    std::vector<std::string> subfolders = {};  // still to be transferred
+    bool is_new;                                  // the target was made for this
+    bool crosses_volumes = false;                 // of a move
+    std::vector<std::string> subfolders = {};     // still to be transferred
+    std::shared_ptr<const FolderPair> pair = {};  // for the crew, when it takes entries of it
     std::optional<FolderSpellings> target_names = {};
   };
 
   void Fail(std::string_view name, int error) {
-    report_->AddFailure(source_path_ + std::string(name), error);
+    outcome_.AddFailure(next_number_++, source_path_, name, error);
   }
 
   int Enter(Descriptor from, Descriptor to, bool is_new, bool through_link) {
@@ -93,6 +99,7 @@ class Merger {
         TransferOther(entry);
       }
     }
+    levels_.back().pair.reset();
     return 0;
   }
 
@@ -109,6 +116,7 @@ class Merger {
   }
 
   void TransferOther(const Entry& entry) {
+    if (transfer_ == Transfer::kCopy && levels_.back().is_new && GiveToCrew(entry)) return;
     const int to = targets_.folder();
     const std::string target = TargetName(entry.name);
     const int error = transfer_ == Transfer::kCopy ? Copy(entry, to, target.c_str())
@@ -116,8 +124,22 @@ class Merger {
     if (error != 0) {
       Fail(entry.name, error);
     } else {
-      ++report_->done;
+      outcome_.AddDone();
     }
+  }
+
+  // Into a new folder entries may be copied in any order.
+  bool GiveToCrew(const Entry& entry) {
+    if (!crew_.TakesNext()) return false;
+    std::shared_ptr<const FolderPair>& pair = levels_.back().pair;
+    if (!pair) {
+      FolderPair own{Descriptor(fcntl(sources_.folder(), F_DUPFD_CLOEXEC, 0)),
+                     Descriptor(fcntl(targets_.folder(), F_DUPFD_CLOEXEC, 0)), source_path_};
+      if (!own.from || !own.to) return false;
+      pair = std::make_shared<const FolderPair>(std::move(own));
+    }
+    crew_.Add({pair, entry.name, entry.type, next_number_++});
+    return true;
   }
 
   int Copy(const Entry& entry, int to, const char* target) {
@@ -214,6 +236,9 @@ class Merger {
   std::string source_path_;  // from the top to the innermost folder, with "/" at its end
   std::string target_path_;
   std::vector<Level> levels_;
+  OrderedOutcome outcome_;
+  std::uint64_t next_number_ = 0;  // of an entry, in the order of the walk
+  CopyCrew crew_{&outcome_};
 };
 
 }  // namespace

@@ -25,9 +25,13 @@ enum class Transfer {
 // An entry of which `to` has another spelling (name_spelling.h) goes to that one, unless the source
 // has both.
 //
-// The transfer goes on after a failure. `report` (may be null) counts the files, links and special
-// files transferred. The result is 0 whatever failed, but ENOENT or ENOTDIR when there is no
-// source, and EINVAL when `to` lies in it; then nothing, or nothing more, is transferred.
+// A large copy runs on two threads (copy_crew.h) where it makes the folders; both have ended when
+// the call returns.
+//
+// The transfer goes on after a failure, and the failures come in the order of the walk. `report`
+// (may be null) counts the files, links and special files transferred. The result is 0 whatever
+// failed, but ENOENT or ENOTDIR when there is no source, and EINVAL when `to` lies in it; then
+// nothing, or nothing more, is transferred.
 int MergeTree(const std::string& from, const std::string& to, Transfer transfer,
               TreeOutcome* report = nullptr);
 

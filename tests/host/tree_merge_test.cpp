@@ -103,6 +103,32 @@ TEST_F(TreeMergeTest, AMoveToAnotherVolumeKeepsSecondNames) {
   RemoveTree(other, Obstacles::kTakeAway);
 }
 
+// Enough files for the second thread.
+TEST_F(TreeMergeTest, FailuresComeInTheOrderOfTheWalk) {
+  constexpr int kFolders = 20, kFiles = 20;
+  for (int i = 0; i < kFolders; ++i) {
+    const fs::path folder = top_ / "s" / std::to_string(i);
+    for (int k = 0; k < kFiles; ++k) WriteFile(folder / std::to_string(k), std::to_string(k));
+    for (const char* pipe : {"pipe", "another"}) mkfifo((folder / pipe).c_str(), 0600);
+  }
+  std::vector<std::string> first;
+  for (const char* target : {"t", "u", "v"}) {
+    EXPECT_EQ(Merge("s", target), 0);
+    EXPECT_EQ(report_.done, unsigned{kFolders * kFiles});
+    EXPECT_EQ(report_.failed, unsigned{2 * kFolders});
+    std::vector<std::string> paths;
+    for (const TreeFailure& failure : report_.failures) paths.push_back(failure.path);
+    if (first.empty()) first = paths;
+    EXPECT_EQ(paths, first);
+    for (int i = 0; i < kFolders; ++i) {
+      const fs::path folder = top_ / target / std::to_string(i);
+      for (int k = 0; k < kFiles; ++k) {
+        ASSERT_EQ(ReadFile(folder / std::to_string(k)), std::to_string(k));
+      }
+    }
+  }
+}
+
 // 1,000 names of two spellings, of which the target holds the other ones: its names are read once.
 TEST_F(TreeMergeTest, DeepTreesAndManyOtherSpellings) {
   fs::create_directories(top_ / "s");

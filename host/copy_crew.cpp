@@ -1,0 +1,141 @@
+#include "host/copy_crew.h"
+
+#include <signal.h>
+
+#include <cerrno>
+#include <iterator>
+#include <new>
+#include <system_error>
+#include <utility>
+
+#include "host/node_copy.h"
+
+namespace orvik::host {
+
+namespace {
+
+// So many entries are copied in about the time that a thread takes to start.
+constexpr std::uint64_t kCopiedAlone = 100;
+
+// Each may hold two descriptors, of which a process may have few.
+constexpr std::size_t kMostWaiting = 32;
+
+}  // namespace
+
+void OrderedOutcome::AddDone() {
+  const std::lock_guard guard(guard_);
+  ++done_;
+}
+
+void OrderedOutcome::AddFailure(std::uint64_t number, const std::string& folder,
+                                std::string_view name, int error) {
+  const std::lock_guard guard(guard_);
+  ++failed_;
+  try {
+    failures_.try_emplace(number, TreeFailure{folder + std::string(name), error});
+  } catch (const std::bad_alloc&) {
+  }
+  if (failures_.size() > TreeOutcome::kMostFailures) failures_.erase(std::prev(failures_.end()));
+}
+
+void OrderedOutcome::AddTo(TreeOutcome* report) const {
+  report->done += done_;
+  for (const auto& [number, failure] : failures_) report->AddFailure(failure.path, failure.error);
+  report->failed += failed_ - failures_.size();
+}
+
+CopyCrew::~CopyCrew() {
+  {
+    const std::lock_guard guard(guard_);
+    waiting_.clear();
+  }
+  Stop();
+}
+
+bool CopyCrew::TakesNext() {
+  if (thread_.joinable()) return true;
+  // One try: a system that refuses a thread has not enough of something.
+  return ++seen_ == kCopiedAlone && Start();
+}
+
+bool CopyCrew::Start() {
+  if (std::thread::hardware_concurrency() < 2) return false;
+  // Signals are for the threads of the program.
+  sigset_t all, before;
+  sigfillset(&all);
+  pthread_sigmask(SIG_SETMASK, &all, &before);
+  try {
+    thread_ = std::thread(&CopyCrew::Work, this);
+  } catch (const std::system_error&) {
+  }
+  pthread_sigmask(SIG_SETMASK, &before, nullptr);
+  return thread_.joinable();
+}
+
+void CopyCrew::Add(CopyJob job) {
+  {
+    const std::lock_guard guard(guard_);
+    if (waiting_.size() < kMostWaiting) {
+      waiting_.push_back(std::move(job));
+      changed_.notify_one();
+      return;
+    }
+  }
+  Copy(job);
+}
+
+void CopyCrew::Finish() {
+  CopyJob job;
+  while (TakeJob(&job)) Copy(job);
+  Stop();
+}
+
+bool CopyCrew::TakeJob(CopyJob* job) {
+  const std::lock_guard guard(guard_);
+  if (waiting_.empty()) return false;
+  *job = std::move(waiting_.front());
+  waiting_.pop_front();
+  return true;
+}
+
+void CopyCrew::Stop() {
+  if (!thread_.joinable()) return;
+  {
+    const std::lock_guard guard(guard_);
+    is_over_ = true;
+  }
+  changed_.notify_one();
+  thread_.join();
+}
+
+void CopyCrew::Work() {
+  CopyJob job;
+  for (;;) {
+    {
+      std::unique_lock lock(guard_);
+      changed_.wait(lock, [this] { return is_over_ || !waiting_.empty(); });
+      if (waiting_.empty()) return;
+      job = std::move(waiting_.front());
+      waiting_.pop_front();
+    }
+    Copy(job);
+    job.folders.reset();
+  }
+}
+
+void CopyCrew::Copy(const CopyJob& job) const {
+  const char* const name = job.name.c_str();
+  constexpr NodeCopy kHow{.existing = Existing::kKeep, .new_folder = true};
+  int error = ENOMEM;
+  try {
+    error = CopyNode(job.folders->from.get(), name, job.type, job.folders->to.get(), name, kHow);
+  } catch (const std::bad_alloc&) {  // fails this entry
+  }
+  if (error == 0) {
+    outcome_->AddDone();
+  } else {
+    outcome_->AddFailure(job.number, job.folders->path, job.name, error);
+  }
+}
+
+}  // namespace orvik::host

@@ -1,0 +1,93 @@
+// Copying the entries of a large tree on two threads.
+#pragma once
+
+#include <sys/types.h>
+
+#include <condition_variable>
+#include <cstddef>
+#include <cstdint>
+#include <deque>
+#include <map>
+#include <memory>
+#include <mutex>
+#include <string>
+#include <string_view>
+#include <thread>
+
+#include "host/descriptor.h"
+#include "host/tree_outcome.h"
+
+namespace [[gnu::visibility("default")]] orvik {
+namespace host {
+
+// What was done by several threads. The failures come out in the order of their numbers, whichever
+// thread was first.
+class OrderedOutcome {
+ public:
+  void AddDone();
+  // The path is that of the folder and the name. Without memory for it the failure is only counted.
+  void AddFailure(std::uint64_t number, const std::string& folder, std::string_view name,
+                  int error);
+
+  // Adds everything to a report.
+  void AddTo(TreeOutcome* report) const;
+
+ private:
+  std::mutex guard_;
+  std::uint64_t done_ = 0;
+  std::uint64_t failed_ = 0;
+  std::map<std::uint64_t, TreeFailure> failures_;  // the first ones
+};
+
+// A folder and the new one that takes its copies, open as long as an entry waits to be copied.
+struct FolderPair {
+  Descriptor from;
+  Descriptor to;
+  std::string path;  // from the top of the tree, with "/" at its end
+};
+
+struct CopyJob {
+  std::shared_ptr<const FolderPair> folders;
+  std::string name;
+  mode_t type;
+  std::uint64_t number;  // of the failure
+};
+
+// Copies files into new folders, on the thread of the caller and on one more. One processor, or a
+// system that gives no thread, means that the caller copies everything.
+class CopyCrew {
+ public:
+  explicit CopyCrew(OrderedOutcome* outcome) : outcome_(outcome) {}
+  // Entries that still wait are not copied.
+  ~CopyCrew();
+  CopyCrew(const CopyCrew&) = delete;
+  CopyCrew& operator=(const CopyCrew&) = delete;
+
+  // Whether the next entry is to be added; else the caller copies it. The first ones of a tree
+  // would be copied before a thread has started.
+  bool TakesNext();
+
+  // Copies the entry now or later.
+  void Add(CopyJob job);
+
+  // Returns when everything is copied.
+  void Finish();
+
+ private:
+  bool Start();
+  void Work();
+  void Stop();
+  bool TakeJob(CopyJob* job);
+  void Copy(const CopyJob& job) const;
+
+  OrderedOutcome* const outcome_;
+  std::uint64_t seen_ = 0;
+  std::thread thread_;
+  std::mutex guard_;
+  std::condition_variable changed_;
+  std::deque<CopyJob> waiting_;
+  bool is_over_ = false;
+};
+
+}  // namespace host
+}  // namespace orvik
