@@ -6,6 +6,7 @@
 #include <cerrno>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <unordered_map>
 #include <vector>
 
@@ -15,6 +16,7 @@
 #include "host/folder_list.h"
 #include "text/normalization.h"
 #include "text/spelling.h"
+#include "text/transcoding.h"
 
 namespace orvik {
 namespace {
@@ -24,33 +26,49 @@ EntryKind KindOf(mode_t type) {
   return S_ISREG(type) || S_ISLNK(type) ? EntryKind::kFile : EntryKind::kSpecial;
 }
 
+constexpr std::size_t kNoOther = static_cast<std::size_t>(-1);
+
 struct ListedEntry {
-  std::string on_disk;
-  std::u16string name;
-  std::u16string composed;  // empty when the name has one spelling
+  std::size_t name_at;      // in the names
+  std::size_t composed_at;  // kNoOther when the name has one spelling
   EntryKind kind;
 };
 
 }  // namespace
 
 int WalkFolder(int folder, const std::function<void(const FolderEntry&)>& visit) {
+  std::string names;  // each with its 0 at the end
   std::vector<ListedEntry> entries;
-  std::unordered_map<std::u16string_view, int> composed_names;
+  std::vector<std::u16string> composed;
   const int error = host::ListFolder(folder, [&](const dirent& entry) {
-    ListedEntry& listed = entries.emplace_back();
-    listed.on_disk = entry.d_name;
-    listed.name = host::FileNameFromBytes(listed.on_disk);
-    listed.kind = KindOf(host::EntryType(folder, entry));
-    if (!HasOneSpelling(listed.name)) listed.composed = Composed(listed.name);
+    const std::string_view name = entry.d_name;
+    ListedEntry listed{names.size(), kNoOther, KindOf(host::EntryType(folder, entry))};
+    names.append(name).push_back('\0');
+    if (!IsAscii(name)) {
+      const std::u16string units = host::FileNameFromBytes(name);
+      if (!HasOneSpelling(units)) {
+        listed.composed_at = composed.size();
+        composed.push_back(Composed(units));
+      }
+    }
+    entries.push_back(listed);
     return 0;
   });
+  std::unordered_map<std::u16string_view, int> uses;
+  for (const std::u16string& name : composed) ++uses[name];
+  std::u16string units;
   for (const ListedEntry& entry : entries) {
-    if (!entry.composed.empty()) ++composed_names[entry.composed];
-  }
-  for (const ListedEntry& entry : entries) {
-    const bool is_composed = !entry.composed.empty() && composed_names[entry.composed] == 1 &&
-                             !HasOneSpelling(entry.composed);
-    visit({is_composed ? entry.composed : entry.name, entry.on_disk.c_str(), entry.kind});
+    const std::string_view on_disk = names.data() + entry.name_at;
+    const bool has_other = entry.composed_at != kNoOther;
+    if (has_other && uses[composed[entry.composed_at]] == 1 &&
+        !HasOneSpelling(composed[entry.composed_at])) {
+      units = composed[entry.composed_at];
+    } else if (IsAscii(on_disk)) {
+      units.assign(on_disk.begin(), on_disk.end());
+    } else {
+      units = host::FileNameFromBytes(on_disk);
+    }
+    visit({units, on_disk.data(), entry.kind});
   }
   return error;
 }
