@@ -57,7 +57,7 @@ TEST_F(FileManipulator, ReadsIntoABuffer) {
   WriteFile(At("f"), bytes);
   EXPECT_EQ(read("f"), bytes);
   WriteFile(At("large"), "");
-  ASSERT_EQ(truncate(At("large").c_str(), 0x100000005), 0);  // no part of what 32 bits cannot count
+  ASSERT_EQ(truncate(At("large").c_str(), 0x100000005), 0);  // beyond 32 bits
   WriteFile(At("empty"), "");
   for (const char* name : {"empty", "none", "", "large"}) EXPECT_EQ(read(name), "") << name;
 }

@@ -111,7 +111,7 @@ TEST_F(SharedLockTest, AFileThatIsNoRecordIsFree) {
   for (const std::string bytes : {"", "garbage", "<plist><array/></plist>", "a folder"}) {
     SCOPED_TRACE(bytes);
     fs::remove(RecordFile());
-    if (bytes == "a folder") {  // neither read nor written
+    if (bytes == "a folder") {  // which can be neither read nor written
       fs::create_directories(RecordFile() / "x");
     } else {
       WriteFile(RecordFile(), bytes);

@@ -149,7 +149,7 @@ TEST_F(ReadableStreamOnFileTest, TheFileMayGoAndComeBackBetweenCalls) {
 }
 
 TEST_F(ReadableStreamOnFileTest, WhatCannotBeOpenedIsNoStream) {
-  // No stream of the factory is made of what is no file either.
+  // The other streams of the factory refuse the same paths.
   const COrvikFilePath nowhere = File(At("no/file"));
   for (const COrvikFilePath& path : {nowhere, File(top_), COrvikFilePath()}) {
     EXPECT_EQ(CStreamFactory::CreateReadableStreamOnFile(path), nullptr);

@@ -235,7 +235,7 @@ TEST_F(ConfigStoreTest, ScopesStandSideBySide) {
   EXPECT_EQ(Int(u"k", u"v", 1), -1);
 }
 
-// Text behind the root is not dropped either.
+// Text behind the root makes a file damaged, too.
 TEST_F(ConfigStoreTest, WhatIsDiscardedIsKeptBesideBySavingOnly) {
   constexpr fs::perms kMode = fs::perms::owner_read | fs::perms::owner_write;
   fs::path kept = file_.string() + ".discarded";
