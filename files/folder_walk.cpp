@@ -26,12 +26,13 @@ EntryKind KindOf(mode_t type) {
   return S_ISREG(type) || S_ISLNK(type) ? EntryKind::kFile : EntryKind::kSpecial;
 }
 
-constexpr std::size_t kNoOther = static_cast<std::size_t>(-1);
+constexpr std::size_t kOneSpelling = static_cast<std::size_t>(-1);
 
 struct ListedEntry {
   std::size_t name_at;      // in the names
-  std::size_t composed_at;  // kNoOther when the name has one spelling
+  std::size_t composed_at;  // or kOneSpelling
   EntryKind kind;
+  bool is_composed = true;  // on disk
 };
 
 }  // namespace
@@ -40,35 +41,43 @@ int WalkFolder(int folder, const std::function<void(const FolderEntry&)>& visit)
   std::string names;  // each with its 0 at the end
   std::vector<ListedEntry> entries;
   std::vector<std::u16string> composed;
+  bool all_composed = true;
   const int error = host::ListFolder(folder, [&](const dirent& entry) {
     const std::string_view name = entry.d_name;
-    ListedEntry listed{names.size(), kNoOther, KindOf(host::EntryType(folder, entry))};
+    ListedEntry listed{names.size(), kOneSpelling, KindOf(host::EntryType(folder, entry))};
     names.append(name).push_back('\0');
     if (!IsAscii(name)) {
       const std::u16string units = host::FileNameFromBytes(name);
       if (!HasOneSpelling(units)) {
         listed.composed_at = composed.size();
-        composed.push_back(Composed(units));
+        listed.is_composed = composed.emplace_back(Composed(units)) == units;
+        all_composed = all_composed && listed.is_composed;
       }
     }
     entries.push_back(listed);
     return 0;
   });
   std::unordered_map<std::u16string_view, int> uses;
-  for (const std::u16string& name : composed) ++uses[name];
+  if (!all_composed) {
+    for (const std::u16string& name : composed) ++uses[name];
+  }
+  // A composed name that several entries have, or that would not lead to the entry, is not used.
+  const auto is_used = [&](const ListedEntry& entry) {
+    if (entry.composed_at == kOneSpelling) return false;
+    const std::u16string& name = composed[entry.composed_at];
+    return entry.is_composed || (uses[name] == 1 && !HasOneSpelling(name));
+  };
   std::u16string units;
   for (const ListedEntry& entry : entries) {
-    const std::string_view on_disk = names.data() + entry.name_at;
-    const bool has_other = entry.composed_at != kNoOther;
-    if (has_other && uses[composed[entry.composed_at]] == 1 &&
-        !HasOneSpelling(composed[entry.composed_at])) {
+    const char* const on_disk = names.data() + entry.name_at;
+    if (is_used(entry)) {
       units = composed[entry.composed_at];
-    } else if (IsAscii(on_disk)) {
-      units.assign(on_disk.begin(), on_disk.end());
+    } else if (const std::string_view name = on_disk; IsAscii(name)) {
+      units.assign(name.begin(), name.end());
     } else {
-      units = host::FileNameFromBytes(on_disk);
+      units = host::FileNameFromBytes(name);
     }
-    visit({units, on_disk.data(), entry.kind});
+    visit({units, on_disk, entry.kind});
   }
   return error;
 }

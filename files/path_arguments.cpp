@@ -27,7 +27,7 @@ std::optional<std::string> PathForLibc(const char16_t* path) {
 
 CAtlString PathFromUnits(std::u16string_view units) {
   CAtlString path(units);
-  path.Replace(u'\\', char16_t{0xDC5C});
+  if (path.Find(u'\\') >= 0) path.Replace(u'\\', char16_t{0xDC5C});
   return path;
 }
 

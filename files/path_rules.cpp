@@ -24,7 +24,8 @@ bool HasDrivePrefix(const CAtlString& path) {
 
 CAtlString FixFolderPathForPlatform(const CAtlString& path) {
   CAtlString fixed = path;
-  fixed.Replace(u'\\', u'/');
+  // Replacing copies a shared text even where it changes nothing.
+  if (fixed.Find(u'\\') >= 0) fixed.Replace(u'\\', u'/');
   if (fixed.View().ends_with(u'/')) fixed = fixed.Left(fixed.GetLength() - 1);
   return fixed;
 }
