@@ -14,16 +14,40 @@ if ! id "$account" >/dev/null 2>&1; then
 fi
 group=$(id -g "$account")
 tree=$(pwd)
+as_account() {
+  setpriv --reuid "$account" --regid "$group" --clear-groups "$@"
+}
+reaches() {
+  as_account test -r "$1/CMakePresets.json"
+}
+# The way to a tree below a folder of root's alone is opened where nobody else sees it: in a mount
+# namespace of this script's own.
+if ! reaches "$tree" && [ -z "${ORVIK_OWN_MOUNTS:-}" ] && unshare --mount true 2>/dev/null; then
+  ORVIK_OWN_MOUNTS=1 exec unshare --mount -- "$tree/scripts/test_unprivileged.sh" "$@"
+fi
 home=$(mktemp -d)
-trap 'chown -R 0:0 "$tree/build/dev"; rm -rf "$home"' EXIT
+trap 'rm -rf "$home"; chown -R 0:0 "$tree/build/dev"' EXIT
 trap 'exit 1' INT TERM
-as_user=(setpriv --reuid "$account" --regid "$group" --clear-groups
-  env -u TMPDIR "HOME=$home" "USER=$account" "LOGNAME=$account" "CCACHE_DIR=$home/ccache"
-  "ANSIBLE_REMOTE_TMP=$home/ansible")
+as_user=(as_account env -u TMPDIR "HOME=$home" "USER=$account" "LOGNAME=$account"
+  "CCACHE_DIR=$home/ccache" "ANSIBLE_REMOTE_TMP=$home/ansible")
 chown "$account:$group" "$home"
-# A tree below a folder of root's alone is copied to where the account can reach it. The copy is
-# configured and built again, because a build folder holds its own path.
-if ! "${as_user[@]}" test -x "$tree" || ! "${as_user[@]}" test -r "$tree/CMakePresets.json"; then
+if ! reaches "$tree" && [ -n "${ORVIK_OWN_MOUNTS:-}" ]; then
+  # An empty folder covers the first one that the account may not enter, and holds the tree alone.
+  hidden=/
+  while as_account test -x "$hidden" && [ "$hidden" != "$tree" ]; do
+    below=${tree#"${hidden%/}"/}
+    hidden=${hidden%/}/${below%%/*}
+  done
+  exec {folder}<"$tree"
+  mount -t tmpfs -o mode=755 tmpfs "$hidden"
+  mkdir -p "$tree"
+  mount --no-canonicalize --rbind "/proc/self/fd/$folder" "$tree"
+  exec {folder}<&-
+  cd "$tree"
+fi
+# Where that is not possible, the account gets a copy, which is configured and built again, because a
+# build folder holds its own path.
+if ! reaches "$tree"; then
   mkdir "$home/tree"
   tar -c --exclude=./build --exclude=./.git . | tar -x -C "$home/tree"
   chown -R "$account:$group" "$home"
@@ -32,4 +56,4 @@ if ! "${as_user[@]}" test -x "$tree" || ! "${as_user[@]}" test -r "$tree/CMakePr
   "${as_user[@]}" cmake --build --preset dev
 fi
 chown -R "$account:$group" build/dev
-"${as_user[@]}" ctest --preset dev --parallel "$(nproc)" "$@"
+"${as_user[@]}" ctest --preset dev --parallel "$(($(nproc) + 1))" "$@"
