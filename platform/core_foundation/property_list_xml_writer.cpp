@@ -71,7 +71,7 @@ class XmlWriter final : public PropertyListSink {
     const XmlElement element = open_.back();
     open_.pop_back();
     if (xml_.size() == opened_at_) {
-      xml_.resize(xml_.size() - 2);
+      xml_.erase(xml_.size() - 2);
       xml_ += "/>\n";
       return true;
     }
