@@ -1,8 +1,12 @@
+#include <signal.h>
+
 #include "host/program_arguments.h"
 #include "postflight/run.h"
 
 // The arguments reach the tool through the standard user defaults.
 int main(int argc, char** argv) {
+  // A write beyond the size limit of files fails, and is reported, instead of ending the process.
+  signal(SIGXFSZ, SIG_IGN);
   orvik::host::SetProgramArguments(argc, argv);
   return orvik::RunPostflight();
 }

@@ -1,3 +1,4 @@
+#include <signal.h>
 #include <unistd.h>
 
 #include <iostream>
@@ -7,6 +8,8 @@
 #include "tools/orvikprefs/program.h"
 
 int main(int argc, char** argv) {
+  // A write beyond the size limit of files fails, and is reported, instead of ending the process.
+  signal(SIGXFSZ, SIG_IGN);
   try {
     return orvik::prefstool::Run(argc, argv, isatty(STDOUT_FILENO) != 0, std::cout, std::cerr);
   } catch (const std::bad_alloc&) {
