@@ -100,8 +100,6 @@ TEST(PropertyListLeaves, DataIsBrokenIntoLines) {
   EXPECT_FALSE(ParsePropertyListData("QUJDR"));
 }
 
-using namespace std::string_literals;
-
 std::string Escaped(std::u16string_view text) {
   std::string xml;
   AppendPropertyListText(xml, text);
@@ -111,6 +109,10 @@ std::string Escaped(std::u16string_view text) {
 std::u16string Unescaped(std::u16string text) {
   UnescapePropertyListText(text);
   return text;
+}
+
+std::u16string UnitsOf(const std::string& utf8) {
+  return Owned<NSString>(NSString::NewFromUtf8(utf8))->ToUnits();
 }
 
 TEST(PropertyListEscape, NamesUnitsThatXmlCannotCarry) {
@@ -123,16 +125,9 @@ TEST(PropertyListEscape, NamesUnitsThatXmlCannotCarry) {
 
 // Every text of up to six of these pieces, in memory and as another program may have written it.
 TEST(PropertyListEscape, ComesBackAndLeavesForeignTextAlone) {
-  const std::u16string pieces[] = {{0},
-                                   {0xD800},
-                                   {0xFFFE},
-                                   {0xFDD0},
-                                   u"0000",
-                                   u"FDD0",
-                                   u"0041",
-                                   u"\uFDD0"
-                                   u"001F",
-                                   u"z"};
+  const std::u16string pieces[] = {{0},      {0xD800}, {0xFFFE},
+                                   {0xFDD0}, u"0000",  u"FDD0",
+                                   u"0041",  u"z",     std::u16string{0xFDD0} + u"001F"};
   for (size_t number = 0; number < 9 * 9 * 9 * 9 * 9; ++number) {
     std::u16string text;
     bool xml_can_carry = true;
@@ -140,17 +135,11 @@ TEST(PropertyListEscape, ComesBackAndLeavesForeignTextAlone) {
       text += pieces[rest % 9];
       xml_can_carry = xml_can_carry && rest % 9 > 2;
     }
-    const OwnedObject written(NSString::NewFromUtf8(Escaped(text)));
-    ASSERT_NE(written, nullptr);
-    const std::u16string in_file = static_cast<const NSString*>(written.get())->ToUnits();
-    ASSERT_EQ(Unescaped(in_file), text);
-    const OwnedObject exchanged(NSString::NewFromUtf8(EscapedSurrogates(text)));
-    ASSERT_EQ(Unescaped(static_cast<const NSString*>(exchanged.get())->ToUnits()), text);
-    if (!xml_can_carry) continue;
-    const OwnedObject foreign = StringOf(Unescaped(text));
-    const OwnedObject again(
-        NSString::NewFromUtf8(Escaped(static_cast<const NSString*>(foreign.get())->ToUnits())));
-    ASSERT_EQ(static_cast<const NSString*>(again.get())->ToUnits(), text);
+    ASSERT_EQ(Unescaped(UnitsOf(Escaped(text))), text);
+    ASSERT_EQ(Unescaped(UnitsOf(EscapedSurrogates(text))), text);
+    if (xml_can_carry) {
+      ASSERT_EQ(UnitsOf(Escaped(Unescaped(text))), text);
+    }
   }
 }
 
@@ -158,16 +147,15 @@ TEST(PropertyListEscape, ComesBackAndLeavesForeignTextAlone) {
 // what was there before stays, and all of it comes back.
 TEST(PropertyListEscape, NeverLeavesAFileThatAStrictParserRejects) {
   ScopedEnvironment environment;
-  NSDictionary* dictionary = NSDictionary::Create();
-  const OwnedObject owner(dictionary);
+  const Owned<NSDictionary> dictionary(NSDictionary::Create());
   dictionary->setObject(StringOf(u"before").get(), StringOf(u"kept").get());
   for (char32_t unit = 0; unit < 0x10000; unit += unit < 0x100 || unit > 0xFDC0 ? 1 : 0x3F) {
     const std::u16string text = {u'a', static_cast<char16_t>(unit), u'0'};
     dictionary->setObject(StringOf(text.substr(1, 1)).get(), StringOf(text).get());
   }
-  const std::optional<std::string> xml = WriteXmlPropertyList(dictionary);
+  const std::optional<std::string> xml = WriteXmlPropertyList(dictionary.get());
   ASSERT_TRUE(xml);
-  EXPECT_TRUE(CFEqual(ReadRoot(*xml).get(), dictionary));
+  EXPECT_TRUE(CFEqual(ReadRoot(*xml).get(), dictionary.get()));
   EXPECT_EQ(RunCommand({"xmllint", "--noout", "--nonet", "-"}, *xml).status, 0);
   const CommandResult python =
       RunCommand({"python3", "-c",

@@ -41,30 +41,25 @@ constexpr bool kOrdersAll = ((Orders<Left, Right> && Orders<Right, Left>)&&...);
 
 using Wide = const char16_t*;
 using Narrow = const char*;
-static_assert(kAddsAll<CAtlString, CAtlString, Wide, Narrow, char16_t, char>);
-static_assert(kAddsAll<CAtlStringA, CAtlStringA, CAtlString, Wide, Narrow, char16_t, char>);
-static_assert(kOrdersAll<CAtlString, CAtlString, Wide>);
-static_assert(kOrdersAll<CAtlStringA, CAtlStringA, Wide, Narrow>);
-static_assert(!Adds<CAtlString, int> && !Adds<CAtlString, double>);
+static_assert(kAddsAll<CAtlString, CAtlString, Wide, Narrow, char16_t, char> &&
+              kAddsAll<CAtlStringA, CAtlStringA, CAtlString, Wide, Narrow, char16_t, char>);
+static_assert(kOrdersAll<CAtlString, CAtlString, Wide, u16string_view, Narrow> &&
+              kOrdersAll<CAtlStringA, CAtlStringA, Wide, Narrow, std::string_view>);
+static_assert(!Adds<CAtlString, int> && !Adds<CAtlString, double> && !Adds<CAtlString, long> &&
+              !Adds<CAtlStringA, int>);  // no address of a unit
 static_assert(!Orders<CAtlString, CFStringRef> && !Orders<CAtlString, CAtlStringA>);
-static_assert(std::is_convertible_v<CAtlString, Wide> &&
-              std::is_convertible_v<CAtlStringA, Narrow>);
-static_assert(std::is_convertible_v<CAtlString, CFStringRef>);
-static_assert(std::is_convertible_v<CAtlStringA, CAtlString>);
-static_assert(std::is_convertible_v<CAtlString, CAtlStringA>);
-static_assert(!std::is_convertible_v<CAtlString, bool>);
-static_assert(!std::is_convertible_v<CAtlString, CFTypeRef>);       // would leak
-static_assert(!Adds<CAtlString, long> && !Adds<CAtlStringA, int>);  // no address of a unit
-static_assert(kOrdersAll<CAtlString, u16string_view, Narrow>);
-static_assert(kOrdersAll<CAtlStringA, std::string_view>);
-static_assert(std::is_same_v<decltype(CAtlString() <=> CAtlString()), std::strong_ordering>);
-static_assert(std::is_same_v<decltype(CAtlString() <=> u""), std::weak_ordering>);
+template <typename From, typename... To>
+constexpr bool kConverts = (std::is_convertible_v<From, To> && ...);
+static_assert(kConverts<CAtlString, Wide, CFStringRef, CAtlStringA, u16string_view> &&
+              kConverts<CAtlStringA, Narrow, CAtlString>);
+static_assert(!kConverts<CAtlString, bool> && !kConverts<CAtlString, CFTypeRef>);  // would leak
+static_assert(std::is_same_v<decltype(CAtlString() <=> CAtlString()), std::strong_ordering> &&
+              std::is_same_v<decltype(CAtlString() <=> u""), std::weak_ordering>);
 template <typename String>
 concept YieldsTokens = requires(String text) {
   static_cast<String&&>(text).Tokens(u",");
 };
 static_assert(YieldsTokens<const CAtlString&> && !YieldsTokens<CAtlString>);  // it would end first
-static_assert(std::is_convertible_v<CAtlString, u16string_view>);
 static_assert(std::ranges::contiguous_range<const CAtlString>);
 static_assert(std::is_nothrow_move_constructible_v<CAtlString> &&
               std::is_nothrow_move_assignable_v<CAtlStringA> &&

@@ -182,25 +182,26 @@ TEST(UnicodeConversions, UnpairedSurrogates) {
 }
 
 TEST(UnicodeConversions, WhatTheTargetCannotCarry) {
+  using Text32 = std::basic_string<UTF32>;
   const Bytes surrogate = ToBytes("\xED\xA0\x80z");
+  const auto to_utf32 = [&](ConversionFlags flags, std::size_t room) {
+    return Convert<UTF8, UTF32>(ConvertUTF8toUTF32, surrogate, flags, room);
+  };
   EXPECT_EQ(FromUtf8(surrogate).result, sourceIllegal);
   EXPECT_EQ(FromUtf8(surrogate, lenientConversion).text, u"\uFFFDz");
-  EXPECT_EQ((Convert<UTF8, UTF32>(ConvertUTF8toUTF32, surrogate, lenientConversion, 2).text),
-            (std::basic_string<UTF32>{0xFFFD, 'z'}));
+  EXPECT_EQ(to_utf32(lenientConversion, 2).text, (Text32{0xFFFD, 'z'}));
   EXPECT_EQ(FromUtf8(surrogate, strictConversion, 0).result, targetExhausted);
-  EXPECT_EQ((Convert<UTF8, UTF32>(ConvertUTF8toUTF32, surrogate, strictConversion, 0).result),
-            targetExhausted);
+  EXPECT_EQ(to_utf32(strictConversion, 0).result, targetExhausted);
 
-  const std::basic_string<UTF32> values = {0x110000, 0xD800, 'z'};
-  const auto utf16 = Convert<UTF32, UTF16>(ConvertUTF32toUTF16, values, lenientConversion, 8);
-  EXPECT_EQ(utf16.result, conversionOK);
-  EXPECT_EQ(utf16.text, u"\uFFFD\uFFFDz");
-  const auto utf8 = Convert<UTF32, UTF8>(ConvertUTF32toUTF8, values, lenientConversion, 16);
-  EXPECT_EQ(utf8.text, ToBytes("\xEF\xBF\xBD\xED\xA0\x80z"));
-  EXPECT_EQ(utf8.read, 3u);
-  const auto strict = Convert<UTF32, UTF8>(ConvertUTF32toUTF8, values, strictConversion, 16);
-  EXPECT_EQ(strict.result, sourceIllegal);
-  EXPECT_EQ(strict.read, 0u);
+  const Text32 values = {0x110000, 0xD800, 'z'};
+  const auto to_utf8 = [&](ConversionFlags flags) {
+    return Convert<UTF32, UTF8>(ConvertUTF32toUTF8, values, flags, 16);
+  };
+  EXPECT_EQ((Convert<UTF32, UTF16>(ConvertUTF32toUTF16, values, lenientConversion, 8)),
+            (Outcome<UTF32, UTF16>{conversionOK, 3, u"\uFFFD\uFFFDz"}));
+  EXPECT_EQ(to_utf8(lenientConversion),
+            (Outcome<UTF32, UTF8>{sourceIllegal, 3, ToBytes("\xEF\xBF\xBD\xED\xA0\x80z")}));
+  EXPECT_EQ(to_utf8(strictConversion), (Outcome<UTF32, UTF8>{sourceIllegal, 0, {}}));
 }
 
 TEST(UnicodeConversions, LegalSequences) {
