@@ -19,44 +19,29 @@ boost::shared_ptr<TiXmlElement> Element(const char* value) {
 }
 
 TEST(TiXmlHelperTest, LoadsAttributesOrTheirDefaults) {
-  const auto text = Element("gr\xC3\xBCn");
-  const auto empty = Element("");
-  const auto missing = Element(nullptr);
-  bool found = true;
-  EXPECT_EQ(TiXmlHelper::LoadStringAttributeFromXmlElement(text.get(), "v", found).View(),
-            u"gr\u00FCn");
-  EXPECT_TRUE(found);
-  EXPECT_EQ(TiXmlHelper::LoadStringAttributeFromXmlElement(missing.get(), "v", found).View(), u"");
-  EXPECT_FALSE(found);
-  const auto string = [&](const auto& element) {
-    return std::u16string(
-        TiXmlHelper::LoadStringAttributeFromXmlElementWithDefault(element.get(), "v", u"f").View());
+  using Helper = TiXmlHelper;
+  const std::tuple<const char*, std::u16string, int, float, bool, bool> cases[] = {
+      {nullptr, u"f", 9, 9.5f, true, false},
+      {"12abc", u"12abc", 12, 12, true, false},
+      {"-99999999999", u"-99999999999", INT_MIN, -99999999999.f, true, false},
+      {"TRUE", u"TRUE", 0, 0, true, true},
+      {"False", u"False", 0, 0, false, false},
+      {"1", u"1", 1, 1, true, false},
+      {"gr\xC3\xBCn", u"gr\u00FCn", 0, 0, true, false},
+      {"", u"", 0, 0, true, false},
   };
-  EXPECT_EQ(string(text), u"gr\u00FCn");
-  EXPECT_EQ(string(empty), u"");
-  EXPECT_EQ(string(missing), u"f");
-
-  const std::tuple<const char*, int, float, bool, bool> cases[] = {
-      {nullptr, 9, 9.5f, true, false},
-      {"12abc", 12, 12, true, false},
-      {"-99999999999", INT_MIN, -99999999999.f, true, false},
-      {"TRUE", 0, 0, true, true},
-      {"False", 0, 0, false, false},
-      {"1", 1, 1, true, false},
-      {"", 0, 0, true, false},
-  };
-  for (const auto& [value, integer, decimal, yes_by_default, no_by_default] : cases) {
-    const auto element = Element(value);
-    const auto boolean = [&](bool default_value) {
-      return TiXmlHelper::LoadBoolAttributeFromXmlElementWithDefault(element.get(), "v",
-                                                                     default_value);
-    };
-    EXPECT_EQ(TiXmlHelper::LoadIntAttributeFromXmlElementWithDefault(element.get(), "v", 9),
-              integer);
-    EXPECT_EQ(TiXmlHelper::LoadFloatAttributeFromXmlElementWithDefault(element.get(), "v", 9.5f),
-              decimal);
-    EXPECT_EQ(boolean(true), yes_by_default);
-    EXPECT_EQ(boolean(false), no_by_default);
+  for (const auto& [value, text, integer, decimal, yes_by_default, no_by_default] : cases) {
+    const auto owner = Element(value);
+    const TiXmlElement* const e = owner.get();
+    bool found = value == nullptr;
+    EXPECT_EQ(Helper::LoadStringAttributeFromXmlElement(e, "v", found).View(),
+              value == nullptr ? u"" : text);
+    EXPECT_EQ(found, value != nullptr);
+    EXPECT_EQ(Helper::LoadStringAttributeFromXmlElementWithDefault(e, "v", u"f").View(), text);
+    EXPECT_EQ(Helper::LoadIntAttributeFromXmlElementWithDefault(e, "v", 9), integer);
+    EXPECT_EQ(Helper::LoadFloatAttributeFromXmlElementWithDefault(e, "v", 9.5f), decimal);
+    EXPECT_EQ(Helper::LoadBoolAttributeFromXmlElementWithDefault(e, "v", true), yes_by_default);
+    EXPECT_EQ(Helper::LoadBoolAttributeFromXmlElementWithDefault(e, "v", false), no_by_default);
   }
 }
 

@@ -26,10 +26,9 @@ boost::shared_ptr<TiXmlDocument> Parsed(const std::string& text) {
   return document;
 }
 
-std::string Copied(const std::string& text) {
-  const auto document = Parsed(text);
+std::string Copied(TiXmlElement* element) {
   return Written([&](IORVIKXMLWriter& writer) {
-    EXPECT_EQ(writer.CopyElementToXMLWriter(document->RootElement()), S_OK);
+    EXPECT_EQ(writer.CopyElementToXMLWriter(element), element == nullptr ? E_INVALIDARG : S_OK);
   });
 }
 
@@ -173,18 +172,16 @@ TEST(XmlWriterTest, WithoutAStreamNothingIsWritten) {
 }
 
 TEST(XmlWriterTest, CopiesElements) {
-  EXPECT_EQ(Copied("<persistence k=\"1\">x&lt;y</persistence>"),
-            "<persistence k=\"1\"><![CDATA[x<y]]></persistence>");
-  EXPECT_EQ(Copied("<p>x&lt;y</p>"), "<p>x&lt;y</p>");
-  EXPECT_EQ(Copied("<a><!--c--><b/>late text<c x='&quot;'> t </c></a>"),
-            "<a><b/><c x=\"&quot;\"> t </c></a>");
-  EXPECT_EQ(Written([](auto& w) { EXPECT_EQ(w.CopyElementToXMLWriter(nullptr), E_INVALIDARG); }),
-            "");
+  const std::pair<const char*, const char*> cases[] = {
+      {"<persistence k=\"1\">x&lt;y</persistence>",
+       "<persistence k=\"1\"><![CDATA[x<y]]></persistence>"},
+      {"<p>x&lt;y</p>", "<p>x&lt;y</p>"},
+      {"<a><!--c--><b/>late text<c x='&quot;'> t </c></a>", "<a><b/><c x=\"&quot;\"> t </c></a>"},
+  };
+  for (const auto& [text, copied] : cases) EXPECT_EQ(Copied(Parsed(text)->RootElement()), copied);
   const auto document = Parsed("<a><b><c/></b><d/></a>");
-  EXPECT_EQ(Written([&](auto& w) {
-              w.CopyElementToXMLWriter(document->RootElement()->FirstChildElement());
-            }),
-            "<b><c/></b>");
+  EXPECT_EQ(Copied(document->RootElement()->FirstChildElement()), "<b><c/></b>");
+  EXPECT_EQ(Copied(nullptr), "");
 }
 
 TEST(XmlWriterTest, CopiesElementsOfAnyDepth) {
