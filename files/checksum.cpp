@@ -24,6 +24,16 @@ Tables BuildTables() {
   return tables;
 }
 
+// The product of two polynomials modulo the generator.
+std::uint32_t Multiply(std::uint32_t a, std::uint32_t b) {
+  std::uint32_t product = 0;
+  for (int bit = 31; bit >= 0; --bit) {
+    product = (product << 1) ^ ((product & 0x80000000u) != 0 ? kPolynomial : 0);
+    if (((b >> bit) & 1) != 0) product ^= a;
+  }
+  return product;
+}
+
 }  // namespace
 
 const Tables& GetTables() {
@@ -51,6 +61,15 @@ std::uint32_t Portable(std::uint32_t checksum, std::span<const unsigned char> by
     checksum = (checksum << 8) ^ tables[0][(checksum >> 24) ^ *next];
   }
   return checksum;
+}
+
+// Bytes that follow multiply a checksum by x^8 each.
+std::uint32_t Join(std::uint32_t first, std::uint32_t second, std::uint64_t length) {
+  for (std::uint32_t power = 0x100; length != 0; length >>= 1) {
+    if ((length & 1) != 0) first = Multiply(first, power);
+    power = Multiply(power, power);
+  }
+  return first ^ second;
 }
 
 }  // namespace crc32

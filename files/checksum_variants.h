@@ -28,4 +28,7 @@ bool HasWideCarrylessMultiplication();
 std::uint32_t WideCarrylessMultiplication(std::uint32_t checksum,
                                           std::span<const unsigned char> bytes);
 
+// The checksum of two runs of bytes from those of each, of which the second has `length` bytes.
+std::uint32_t Join(std::uint32_t first, std::uint32_t second, std::uint64_t length);
+
 }  // namespace orvik::crc32

@@ -1,14 +1,13 @@
 // The members of COrvikFilePath that look at the disk.
 #include <fcntl.h>
 #include <sys/stat.h>
-#include <unistd.h>
 
-#include <algorithm>
-#include <cerrno>
-#include <memory>
+#include <cstdint>
+#include <optional>
+#include <string>
 
 #include "files/c_file.h"
-#include "files/checksum.h"
+#include "files/file_checksum.h"
 #include "files/file_manipulator.h"
 #include "files/file_path.h"
 #include "files/path_age.h"
@@ -25,19 +24,6 @@ BOOL AllowOwnerToWrite(const CAtlString& path) {
   struct stat info;
   return bytes && host::StatPath(*bytes, AT_SYMLINK_NOFOLLOW, &info) == 0 &&
          host::ChangeModeOf(*bytes, (info.st_mode & 07777) | S_IWUSR) == 0;
-}
-
-// The bytes read, which are fewer than asked for only at the end of the file; -1 on failure.
-ssize_t ReadPiece(int file, unsigned char* buffer, std::size_t count) {
-  std::size_t done = 0;
-  while (done < count) {
-    const ssize_t got = read(file, buffer + done, count - done);
-    if (got < 0 && errno == EINTR) continue;
-    if (got < 0) return -1;
-    if (got == 0) break;
-    done += static_cast<std::size_t>(got);
-  }
-  return static_cast<ssize_t>(done);
 }
 
 }  // namespace
@@ -87,23 +73,13 @@ DWORD COrvikFilePath::GetFileSize() const {
 }
 
 std::uint32_t COrvikFilePath::GetFileChecksum() const {
-  constexpr std::size_t kPiece = std::size_t{256} << 10;
   const std::optional<std::string> bytes = PathForLibc(path_);
   if (!bytes) return 0;
   // Without O_NONBLOCK a pipe would be waited for.
   const host::Descriptor file = host::OpenPath(*bytes, O_RDONLY | O_NONBLOCK);
   struct stat record;
   if (!file || fstat(file.get(), &record) != 0 || !S_ISREG(record.st_mode)) return 0;
-  const auto size = static_cast<std::size_t>(record.st_size);
-  const auto buffer = std::make_unique_for_overwrite<unsigned char[]>(std::min(size, kPiece));
-  std::uint32_t checksum = 0;
-  for (std::size_t done = 0; done < size;) {
-    const std::size_t wanted = std::min(size - done, kPiece);
-    if (ReadPiece(file.get(), buffer.get(), wanted) != static_cast<ssize_t>(wanted)) return 0;
-    checksum = ContinueCRC32(checksum, buffer.get(), static_cast<long>(wanted));
-    done += wanted;
-  }
-  return checksum;
+  return ChecksumOfFile(file.get(), static_cast<std::size_t>(record.st_size)).value_or(0);
 }
 
 }  // namespace orvik

@@ -1,14 +1,12 @@
 #include "host/copy_crew.h"
 
-#include <signal.h>
-
 #include <cerrno>
 #include <iterator>
 #include <new>
-#include <system_error>
 #include <utility>
 
 #include "host/node_copy.h"
+#include "host/worker_thread.h"
 
 namespace orvik::host {
 
@@ -55,20 +53,7 @@ CopyCrew::~CopyCrew() {
 bool CopyCrew::TakesNext() {
   if (thread_.joinable()) return true;
   // One try: a system that refuses a thread has not enough of something.
-  return ++seen_ == kCopiedAlone && Start();
-}
-
-bool CopyCrew::Start() {
-  if (std::thread::hardware_concurrency() < 2) return false;
-  // Signals are for the threads of the program.
-  sigset_t all, before;
-  sigfillset(&all);
-  pthread_sigmask(SIG_SETMASK, &all, &before);
-  try {
-    thread_ = std::thread(&CopyCrew::Work, this);
-  } catch (const std::system_error&) {
-  }
-  pthread_sigmask(SIG_SETMASK, &before, nullptr);
+  if (++seen_ == kCopiedAlone) thread_ = StartWorker([this] { Work(); });
   return thread_.joinable();
 }
 

@@ -74,7 +74,6 @@ class CopyCrew {
   void Finish();
 
  private:
-  bool Start();
   void Work();
   void Stop();
   bool TakeJob(CopyJob* job);

@@ -49,6 +49,11 @@ TEST(Checksum, EveryVariantAgreesForEveryLengthAndAlignment) {
         ASSERT_EQ(variant(0x12345678, part), expected) << length;
       }
     }
+    const std::size_t cut = length / 3;
+    ASSERT_EQ(crc32::Join(BitByBit(0x12345678, part.first(cut)), BitByBit(0, part.subspan(cut)),
+                          length - cut),
+              expected)
+        << length;
   }
 }
 

@@ -1,0 +1,14 @@
+// The checksum of an open file.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <optional>
+
+namespace orvik {
+
+// The checksum of the first `size` bytes of a regular file, of a large one by two threads. Nothing
+// when they cannot be read.
+std::optional<std::uint32_t> ChecksumOfFile(int file, std::size_t size);
+
+}  // namespace orvik
