@@ -61,7 +61,7 @@ PrefCheck CheckDomain(int scope, const CAtlString& domain);
 struct PrefLoss {
   CAtlString path;         // the keys and indices that lead to it, with "/" between them
   std::string what;        // a short English text in lower case, such as "a key without a value"
-  std::size_t line = 0;    // from 1
+  std::size_t line = 0;    // from 1; 0 in the binary form, where column is the byte, from 0
   std::size_t column = 0;  // from 1, in characters
 };
 
@@ -79,10 +79,11 @@ struct PrefRepair {
 
 enum class PrefRepairMode { kSave, kRehearse };
 
-// Saves what can be read of a damaged file and keeps the damaged one beside it. Of XML, every value
-// that is whole is saved, also behind what is wrong. kNotFound without a file; kUnreadable, with
-// nothing changed, for a file that cannot be read. `wait` is that of Transaction::WaitAtMost. A
-// rehearsal changes nothing and takes no lock.
+// Saves what can be read of a damaged file and keeps the damaged one beside it. Of every form each
+// value that is whole is saved, also behind what is wrong; a binary list needs its table of
+// objects, which is at its end. kNotFound without a file; kUnreadable, with nothing changed, for a
+// file that cannot be read. `wait` is that of Transaction::WaitAtMost. A rehearsal changes nothing
+// and takes no lock.
 PrefRepair RepairDomain(int scope, const CAtlString& domain,
                         std::optional<std::chrono::milliseconds> wait = {},
                         PrefRepairMode mode = PrefRepairMode::kSave);

@@ -6,8 +6,11 @@
 
 #include "platform/core_foundation/array.h"
 #include "platform/core_foundation/property_list.h"
+#include "platform/core_foundation/property_list_salvage.h"
 #include "platform/core_foundation/string.h"
+#include "prefs/dictionary_type.h"
 #include "prefs/platform_values.h"
+#include "strings/utf8_strings.h"
 #include "text/text_place.h"
 #include "text/xml_scanner.h"
 
@@ -29,13 +32,34 @@ bool IsContainer(std::string_view name) {
   return name == "dict" || name == "array";
 }
 
+// Sorts the losses by their places, and finds lines and columns in one pass.
+void NamePlaces(std::string_view text, const std::vector<std::size_t>& places,
+                std::vector<PrefLoss>& losses) {
+  std::vector<std::size_t> order(places.size());
+  for (std::size_t i = 0; i < order.size(); ++i) {
+    order[i] = i;
+  }
+  std::stable_sort(order.begin(), order.end(),
+                   [&](std::size_t a, std::size_t b) { return places[a] < places[b]; });
+  std::vector<PrefLoss> sorted;
+  TextPlace place;
+  std::size_t reached = 0;
+  for (const std::size_t index : order) {
+    const TextPlace step = PlaceInText(text.substr(reached), places[index] - reached);
+    place = {place.line + step.line - 1,
+             step.line > 1 ? step.column : place.column + step.column - 1};
+    reached = places[index];
+    PrefLoss loss = std::move(losses[index]);
+    loss.line = place.line;
+    loss.column = place.column;
+    sorted.push_back(std::move(loss));
+  }
+  losses = std::move(sorted);
+}
+
 class Salvager {
  public:
   explicit Salvager(std::string_view text) : text_(text), scanner_(text) {
-    constexpr std::string_view kMark = "\xEF\xBB\xBF";
-    if (text.starts_with(kMark)) {
-      scanner_.MoveTo(kMark.size());
-    }
     // Values are read one by one, each in the encoding of the whole.
     if (text.starts_with("<?xml")) {
       declaration_ = text.substr(0, text.find("?>") == text.npos ? 0 : text.find("?>") + 2);
@@ -54,7 +78,7 @@ class Salvager {
       LosePendingKey();
       Lose("the list breaks off", text_.size());
     }
-    NamePlaces();
+    NamePlaces(text_, places_, salvage_.losses);
     return std::move(salvage_);
   }
 
@@ -302,30 +326,6 @@ class Salvager {
     return path;
   }
 
-  // Lines and columns of all losses in one pass.
-  void NamePlaces() {
-    std::vector<std::size_t> order(places_.size());
-    for (std::size_t i = 0; i < order.size(); ++i) {
-      order[i] = i;
-    }
-    std::stable_sort(order.begin(), order.end(),
-                     [this](std::size_t a, std::size_t b) { return places_[a] < places_[b]; });
-    std::vector<PrefLoss> sorted;
-    TextPlace place;
-    std::size_t reached = 0;
-    for (const std::size_t index : order) {
-      const TextPlace step = PlaceInText(text_.substr(reached), places_[index] - reached);
-      place = {place.line + step.line - 1,
-               step.line > 1 ? step.column : place.column + step.column - 1};
-      reached = places_[index];
-      PrefLoss loss = std::move(salvage_.losses[index]);
-      loss.line = place.line;
-      loss.column = place.column;
-      sorted.push_back(std::move(loss));
-    }
-    salvage_.losses = std::move(sorted);
-  }
-
   std::string_view text_;
   XmlScanner scanner_;
   std::string declaration_;
@@ -338,12 +338,48 @@ class Salvager {
   std::vector<std::size_t> places_;
 };
 
+// What was saved of the binary or the old text form; `text` is null for the binary one.
+Salvage FromOtherForm(CAutoCFRelease<CFTypeRef> root, const PropertyListLosses& losses,
+                      const std::string* text) {
+  Salvage salvage;
+  if (!IsADictionaryType(root)) {
+    return salvage;
+  }
+  salvage.entries.Attach(AsMutable(root.Detach()));
+  salvage.lost = losses.count();
+  std::vector<std::size_t> places;
+  for (const PropertyListLoss& loss : losses.list()) {
+    const CAtlStringA path(loss.path.data(), static_cast<int>(loss.path.size()));
+    salvage.losses.push_back({MakeWideStringFromUTF8String(path), loss.what, 0, loss.place});
+    places.push_back(loss.place);
+  }
+  if (text != nullptr) {
+    NamePlaces(*text, places, salvage.losses);
+  }
+  return salvage;
+}
+
 }  // namespace
 
 Salvage SalvageEntries(CFDataRef bytes) {
-  return Salvager(std::string_view(reinterpret_cast<const char*>(CFDataGetBytePtr(bytes)),
-                                   static_cast<std::size_t>(CFDataGetLength(bytes))))
-      .Run();
+  const std::string_view view(reinterpret_cast<const char*>(CFDataGetBytePtr(bytes)),
+                              static_cast<std::size_t>(CFDataGetLength(bytes)));
+  using Root = CAutoCFRelease<CFTypeRef>;
+  PropertyListLosses losses;
+  if (view.starts_with("bplist")) {
+    return FromOtherForm(Root(SalvageBinaryPropertyList(view, losses)), losses, nullptr);
+  }
+  const std::string text = SalvagedText(view);
+  const std::size_t start = std::min(text.find_first_not_of(" \t\r\n"), text.size());
+  const bool is_braced = text.substr(start, 1) == "{";
+  Salvage salvage;
+  if (!is_braced) {
+    salvage = Salvager(text).Run();
+  }
+  if (salvage.entries || text.substr(start, 1) == "<") {
+    return salvage;
+  }
+  return FromOtherForm(Root(SalvageTextPropertyList(text, losses)), losses, &text);
 }
 
 }  // namespace orvik

@@ -1,4 +1,4 @@
-// What can still be read of an XML property list that went wrong.
+// What can still be read of a property list that went wrong.
 #pragma once
 
 #include <cstddef>
@@ -23,8 +23,8 @@ struct Salvage {
 };
 
 // Takes every value that is whole and has its place, passes over the others and goes on behind
-// them. Bytes in an encoding that is not based on ASCII, and the binary and the old text form, have
-// no dictionary here.
+// them: of XML and the old text form in UTF-8, in UTF-16 or, in XML, in another encoding that is
+// based on ASCII, and of the binary form as long as its table of objects is whole.
 Salvage SalvageEntries(CFDataRef bytes);
 
 }  // namespace orvik

@@ -6,6 +6,7 @@
 
 #include "platform/core_foundation/property_list_binary.h"
 #include "platform/core_foundation/property_list_forms.h"
+#include "platform/core_foundation/property_list_salvage.h"
 
 namespace orvik {
 namespace {
@@ -24,7 +25,9 @@ std::uint64_t BigEndian(std::string_view bytes) {
 
 class BinaryReader {
  public:
-  explicit BinaryReader(std::string_view bytes) : bytes_(bytes) {}
+  // With `losses`, passes over what is damaged below the root.
+  explicit BinaryReader(std::string_view bytes, PropertyListLosses* losses = nullptr)
+      : bytes_(bytes), losses_(losses) {}
 
   OwnedObject Read() {
     if (!ReadTrailer()) return nullptr;
@@ -40,6 +43,7 @@ class BinaryReader {
     std::uint64_t tree_size = 1;
     std::uint16_t height = 0;
     bool is_open = false;
+    bool is_lost = false;
   };
 
   // The bytes of an object behind its marker.
@@ -86,19 +90,53 @@ class BinaryReader {
         if (!Finish()) return false;
         continue;
       }
-      const std::uint64_t position = container.next + (is_dictionary ? container.body.count : 0);
-      const std::uint64_t child = Reference(container.body, position);
-      if (!IsRead(child)) {
-        if (!Visit(child)) return false;
-        continue;
-      }
-      if (is_dictionary && !SetKey(container, Reference(container.body, container.next))) {
-        return false;
-      }
-      if (!AddChild(container, child)) return false;
-      ++container.next;
+      if (!ReadChild(container, is_dictionary)) return false;
     }
     return true;
+  }
+
+  // Reads or opens the next child, or adds it when it is read.
+  bool ReadChild(Container& container, bool is_dictionary) {
+    const std::uint64_t position = container.next + (is_dictionary ? container.body.count : 0);
+    const std::uint64_t child = Reference(container.body, position);
+    if (!IsRead(child)) {
+      return Visit(child) || Lose(container, child, "a value that cannot be read");
+    }
+    if (!HasRoom(container, child)) return Lose(container, child, "a value too much");
+    if (is_dictionary && !SetKey(container, Reference(container.body, container.next))) {
+      return Lose(container, child, "a key that cannot be read");
+    }
+    if (!AddChild(container, child)) return false;
+    ++container.next;
+    return true;
+  }
+
+  // Passes over the next child, or answers false.
+  bool Lose(Container& container, std::uint64_t child, const char* what) {
+    if (losses_ == nullptr) return false;
+    if (child < object_count_ && !IsRead(child) && !slots_[child].is_open) {
+      slots_[child].is_lost = true;
+    }
+    losses_->Add([this] { return Path(); }, what, child < object_count_ ? OffsetOf(child) : 0);
+    ++container.next;
+    return true;
+  }
+
+  std::string Path() {
+    std::string path;
+    for (const Container& container : open_) {
+      if (!path.empty()) path += '/';
+      if (container.body.marker == kArray) {
+        path += std::to_string(container.next);
+        continue;
+      }
+      const std::uint64_t key = Reference(container.body, container.next);
+      if (key < object_count_ && (IsRead(key) || VisitKey(key)) &&
+          slots_[key].object->typeID() == CFStringGetTypeID()) {
+        path += static_cast<const NSString*>(slots_[key].object.get())->ToUtf8();
+      }
+    }
+    return path;
   }
 
   std::uint64_t Reference(const Body& body, std::uint64_t position) const {
@@ -111,7 +149,7 @@ class BinaryReader {
 
   // Reads a leaf, or opens a container.
   bool Visit(std::uint64_t index) {
-    if (index >= object_count_ || slots_[index].is_open) return false;
+    if (index >= object_count_ || slots_[index].is_open || slots_[index].is_lost) return false;
     Body body;
     if (!ReadBody(index, body)) return false;
     if (body.marker != kArray && body.marker != kDictionary) {
@@ -151,13 +189,17 @@ class BinaryReader {
     return ReadLeaf(body, slots_[index].object);
   }
 
+  bool HasRoom(const Container& container, std::uint64_t child) const {
+    return slots_[container.index].tree_size + slots_[child].tree_size <=
+               bytes_.size() * kLargestExpansion &&
+           open_.size() + slots_[child].height <= kPropertyListMaximumDepth;
+  }
+
   bool AddChild(Container& container, std::uint64_t child) {
     Slot& slot = slots_[container.index];
     slot.tree_size += slots_[child].tree_size;
     slot.height = std::max<std::uint16_t>(slot.height, slots_[child].height + 1);
-    return slot.tree_size <= bytes_.size() * kLargestExpansion &&
-           open_.size() + slots_[child].height <= kPropertyListMaximumDepth &&
-           container.builder->Add(SharedSlot(child));
+    return container.builder->Add(SharedSlot(child));
   }
 
   OwnedObject SharedSlot(std::uint64_t index) const {
@@ -172,9 +214,12 @@ class BinaryReader {
     return true;
   }
 
+  std::uint64_t OffsetOf(std::uint64_t index) const {
+    return BigEndian(bytes_.substr(table_offset_ + index * offset_size_, offset_size_));
+  }
+
   bool ReadBody(std::uint64_t index, Body& body) {
-    const std::uint64_t offset =
-        BigEndian(bytes_.substr(table_offset_ + index * offset_size_, offset_size_));
+    const std::uint64_t offset = OffsetOf(index);
     if (offset < kHeaderSize || offset >= table_offset_) return false;
     std::string_view rest = bytes_.substr(offset, table_offset_ - offset);
     const size_t available = rest.size();
@@ -311,6 +356,7 @@ class BinaryReader {
   }
 
   std::string_view bytes_;
+  PropertyListLosses* losses_;
   std::uint64_t offset_size_ = 0;
   std::uint64_t reference_size_ = 0;
   std::uint64_t object_count_ = 0;
@@ -338,6 +384,13 @@ PropertyListReading ReadBinaryPropertyList(std::string_view bytes,
     reading.error = "The binary property list is damaged";
   }
   return reading;
+}
+
+CFPropertyListRef SalvageBinaryPropertyList(std::string_view bytes, PropertyListLosses& losses) {
+  const OwnedObject root = BinaryReader(bytes, &losses).Read();
+  return root ? CFPropertyListCreateDeepCopy(kCFAllocatorDefault, root.get(),
+                                             kCFPropertyListMutableContainers)
+              : nullptr;
 }
 
 }  // namespace orvik

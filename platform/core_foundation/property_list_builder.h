@@ -44,6 +44,13 @@ class PropertyListBuilder final : public PropertyListSink {
   // Adds to a dictionary of the caller's from here on, until it is closed.
   void Reopen(NSDictionary* dictionary) { open_.push_back({nullptr, dictionary, nullptr}); }
 
+  // Forgets a key whose value is lost.
+  void DropKey() {
+    if (!open_.empty()) open_.back().key.reset();
+  }
+  std::size_t depth() const { return open_.size(); }
+  // The key without a value in the open dictionary, or null.
+  const NSObject* key() const { return open_.empty() ? nullptr : open_.back().key.get(); }
   bool in_dictionary() const { return !open_.empty() && open_.back().dictionary != nullptr; }
 
   // The finished root, or null.

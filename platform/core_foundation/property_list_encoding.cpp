@@ -10,6 +10,7 @@
 #include <utility>
 #include <vector>
 
+#include "platform/core_foundation/property_list_salvage.h"
 #include "text/transcoding.h"
 
 namespace orvik {
@@ -115,6 +116,33 @@ std::optional<PropertyListUtf8> PropertyListTextAsUtf8(std::string_view bytes) {
   std::optional<PropertyListUtf8> utf8 = Decode(bytes);
   if (utf8 && utf8->text.find('\0') != std::string_view::npos) return std::nullopt;
   return utf8;
+}
+
+std::string SalvagedText(std::string_view bytes) {
+  if (bytes.starts_with("\xEF\xBB\xBF")) bytes.remove_prefix(3);
+  const bool is_big = bytes.starts_with("\xFE\xFF"sv) || bytes.starts_with("\x00<"sv);
+  if (!is_big && !bytes.starts_with("\xFF\xFE"sv) && !bytes.starts_with("<\x00"sv)) {
+    return std::string(bytes);
+  }
+  if (bytes[0] != '<' && bytes[1] != '<') bytes.remove_prefix(2);
+  const auto unit = [&](size_t at) {
+    const auto first = static_cast<unsigned char>(bytes[at]);
+    const auto second = static_cast<unsigned char>(bytes[at + 1]);
+    return static_cast<char16_t>(is_big ? first << 8 | second : second << 8 | first);
+  };
+  std::string text;
+  for (size_t at = 0; at + 1 < bytes.size(); at += 2) {
+    const char16_t first = unit(at);
+    if (!IsSurrogate(first)) {
+      AppendCharacter(text, first);
+    } else if (IsHighSurrogate(first) && at + 3 < bytes.size() && IsLowSurrogate(unit(at + 2))) {
+      AppendCharacter(text, FromSurrogates(first, unit(at + 2)));
+      at += 2;
+    } else {
+      text += '\xFF';
+    }
+  }
+  return text;
 }
 
 }  // namespace orvik

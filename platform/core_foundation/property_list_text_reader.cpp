@@ -3,6 +3,7 @@
 
 #include "platform/core_foundation/property_list_encoding.h"
 #include "platform/core_foundation/property_list_forms.h"
+#include "platform/core_foundation/property_list_salvage.h"
 #include "text/text_place.h"
 #include "text/transcoding.h"
 
@@ -37,8 +38,10 @@ int HexValue(char c) {
 
 class TextReader {
  public:
-  TextReader(std::string_view text, CFOptionFlags mutability_option)
-      : text_(text), builder_(mutability_option) {}
+  // With `losses`, passes over what is damaged below the root.
+  TextReader(std::string_view text, CFOptionFlags mutability_option,
+             PropertyListLosses* losses = nullptr)
+      : text_(text), losses_(losses), builder_(mutability_option) {}
 
   OwnedObject Read() { return ReadRoot() ? builder_.Take() : nullptr; }
 
@@ -46,8 +49,12 @@ class TextReader {
 
  private:
   struct Container {
-    bool is_strings_file;
-    bool has_value;  // which a comma or a semicolon must follow
+    enum class Kind { kDictionary, kStringsFile, kArray };
+
+    Kind kind;
+    bool has_value = false;   // which a comma or a semicolon must follow
+    std::size_t count = 0;    // of the elements of an array
+    std::u16string key = {};  // of the entry that is read, for the path of a loss
   };
 
   bool at_end() const { return position_ == text_.size(); }
@@ -87,7 +94,9 @@ class TextReader {
     if (IsBareCharacter(peek()) || peek() == '"' || peek() == '\'') return ReadStringRoot();
     if (!ReadValue() || !ReadContainers()) return false;
     SkipBlank();
-    return at_end();
+    if (at_end() || losses_ == nullptr) return at_end();
+    Lose("text behind the list");
+    return true;
   }
 
   // A single string, or the first key of a file of strings. A bare word alone would make a property
@@ -101,25 +110,84 @@ class TextReader {
     if (peek() != '=' && peek() != ';') return false;
     position_ = start;
     if (!builder_.OpenDictionary(0)) return false;
-    open_.push_back({true, false});
+    open_.push_back({Container::Kind::kStringsFile});
     return ReadContainers();
   }
 
   bool ReadContainers() {
     while (!open_.empty()) {
       SkipBlank();
-      if (!(builder_.in_dictionary() ? ReadEntry() : ReadElement())) return false;
+      const size_t begin = position_;
+      if (!(builder_.in_dictionary() ? ReadEntry() : ReadElement())) {
+        if (losses_ == nullptr) return false;
+        Recover(begin);
+      }
     }
     return true;
   }
 
+  void Lose(const char* what) {
+    losses_->Add([this] { return Path(); }, what, position_);
+  }
+
+  std::string Path() const {
+    std::string path;
+    for (const Container& container : open_) {
+      const bool is_array = container.kind == Container::Kind::kArray;
+      if (!is_array && container.key.empty()) break;
+      if (!path.empty()) path += '/';
+      path += is_array ? std::to_string(container.count - (container.count != 0))
+                       : Owned<const NSString>(NSString::NewFromUnits(container.key))->ToUtf8();
+    }
+    return path;
+  }
+
+  // Goes on behind the entry or element that begins there.
+  void Recover(size_t begin) {
+    // A container that was too deep to be made.
+    while (open_.size() > builder_.depth()) open_.pop_back();
+    builder_.DropKey();
+    if (begin == text_.size()) {
+      Lose("the list breaks off");
+      while (!open_.empty()) Close();
+      return;
+    }
+    Lose("text that cannot be read");
+    // A quotation mark too many takes everything up to the end.
+    if (at_end()) position_ = begin;
+    Container& container = open_.back();
+    container.has_value = false;
+    const bool is_array = container.kind == Container::Kind::kArray;
+    const bool is_file = container.kind == Container::Kind::kStringsFile;
+    position_ = EndOfLost(is_array ? ",);}" : is_file ? ";" : ";}");
+    if (at_end() || TakeIf(is_array ? ',' : ';') || !is_array || peek() == ')') return;
+    // The end of the array was lost.
+    Close();
+    if (!open_.empty()) open_.back().has_value = true;
+  }
+
+  // The next of these characters that is not inside brackets, within reach.
+  size_t EndOfLost(std::string_view ends) const {
+    constexpr size_t kReach = 4096;
+    const size_t limit = std::min(text_.size(), position_ + kReach);
+    int depth = 0;
+    for (size_t at = position_; at < limit; ++at) {
+      const char c = text_[at];
+      if (depth == 0 && ends.find(c) != std::string_view::npos) return at;
+      if (c == '{' || c == '(') ++depth;
+      if ((c == '}' || c == ')') && depth > 0) --depth;
+    }
+    return std::min(text_.size(), text_.find_first_of(ends, position_));
+  }
+
   bool ReadElement() {
     if (TakeIf(')')) return Close();
-    if (open_.back().has_value && !TakeIf(',')) return false;
+    if (open_.back().has_value && !TakeIf(',') && losses_ == nullptr) return false;
     SkipBlank();
     // The comma may follow the last element as well.
     if (TakeIf(')')) return open_.back().has_value && Close();
     open_.back().has_value = true;
+    ++open_.back().count;
     return ReadValue();
   }
 
@@ -127,11 +195,14 @@ class TextReader {
     Container& container = open_.back();
     if (container.has_value) {
       container.has_value = false;
-      return TakeIf(';');
+      return TakeIf(';') || losses_ != nullptr;
     }
-    if (container.is_strings_file ? at_end() : TakeIf('}')) return Close();
+    container.key.clear();
+    const bool is_file = container.kind == Container::Kind::kStringsFile;
+    if (is_file ? at_end() : TakeIf('}')) return Close();
     if (!ReadString() || !builder_.Key(PropertyListText(std::u16string_view(string_))))
       return false;
+    if (losses_ != nullptr) container.key = string_;
     SkipBlank();
     container.has_value = true;
     if (peek() == ';') return builder_.String(PropertyListText(std::u16string_view(string_)));
@@ -147,11 +218,11 @@ class TextReader {
 
   bool ReadValue() {
     if (TakeIf('{')) {
-      open_.push_back({false, false});
+      open_.push_back({Container::Kind::kDictionary});
       return builder_.OpenDictionary(0);
     }
     if (TakeIf('(')) {
-      open_.push_back({false, false});
+      open_.push_back({Container::Kind::kArray});
       return builder_.OpenArray(0);
     }
     if (TakeIf('<')) return ReadData();
@@ -184,7 +255,7 @@ class TextReader {
     string_.clear();
     const char quote = peek();
     if (quote != '"' && quote != '\'') return ReadBareString();
-    ++position_;
+    const size_t begin = position_++;
     while (!TakeIf(quote)) {
       if (at_end()) return false;
       if (TakeIf('\\')) {
@@ -193,7 +264,8 @@ class TextReader {
         AppendCharacter(string_, NextCharacter(text_, position_));
       }
     }
-    return true;
+    // The whole of a sound list is known to be UTF-8.
+    return losses_ == nullptr || IsValidUtf8(text_.substr(begin, position_ - begin));
   }
 
   bool ReadBareString() {
@@ -243,6 +315,7 @@ class TextReader {
   }
 
   std::string_view text_;
+  PropertyListLosses* losses_;
   size_t position_ = 0;
   PropertyListBuilder builder_;
   std::vector<Container> open_;
@@ -263,6 +336,10 @@ PropertyListReading ReadTextPropertyList(std::string_view text, CFOptionFlags mu
                     std::to_string(place.line) + ", column " + std::to_string(place.column);
   }
   return reading;
+}
+
+CFPropertyListRef SalvageTextPropertyList(std::string_view text, PropertyListLosses& losses) {
+  return TextReader(text, kCFPropertyListMutableContainers, &losses).Read().release();
 }
 
 }  // namespace orvik

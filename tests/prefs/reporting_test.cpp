@@ -61,6 +61,23 @@ TEST_F(ReportingTest, WhatCannotBeReadIsNotRepaired) {
   }
 }
 
+std::string InUtf16(std::string_view utf8) {
+  std::string bytes = "\xFF\xFE";
+  const CAtlString units = Wide(std::string(utf8));
+  for (const char16_t unit : units.View()) {
+    bytes += static_cast<char>(unit & 0xFF);
+    bytes += static_cast<char>(unit >> 8);
+  }
+  return bytes;
+}
+
+// { A = "1", B = an object of no kind, C = true }
+const std::string kBinaryWithBadObject(
+    "bplist00\xD3\1\2\3\4\5\6\x51\x41\x51\x42\x51\x43\x51\x31\x70\x09"
+    "\x08\x0F\x11\x13\x15\x17\x18\0\0\0\0\0\0\1\1"
+    "\0\0\0\0\0\0\0\7\0\0\0\0\0\0\0\0\0\0\0\0\0\0\0\x19",
+    64);
+
 TEST_F(ReportingTest, RepairSavesWhatIsCompleteAndKeepsTheRest) {
   const std::string head =
       "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<!DOCTYPE plist>\n<plist version=\"1.0\"><dict>";
@@ -98,6 +115,19 @@ TEST_F(ReportingTest, RepairSavesWhatIsCompleteAndKeepsTheRest) {
        R"({"A":"1"})"},
       {"tags in comments", head + "<!-- <dict> --><key>A</key><string>1</string>", R"({"A":"1"})"},
       {"nothing of it", "bplist00 and then nothing", "{}"},
+      {"UTF-16", InUtf16(head + "<key>A</key><string>\u00E9</string><key>B</key><integer>x"),
+       "{\"A\":\"\u00E9\"}"},
+      {"UTF-16 with half a character",
+       InUtf16(head + "<key>A</key><string>").append("\0\xDC", 2) +
+           InUtf16("</string><key>B</key><true/></dict></plist>").substr(2),
+       R"({"B":true})"},
+      {"binary, an object of no kind", kBinaryWithBadObject, R"({"A":"1","C":true})"},
+      {"old text", "{ A = { n = v; bad = <xy>; m = \"w\"; }; B = (1, \"\xFF\", 2); C = 3; }",
+       R"({"A":{"m":"w","n":"v"},"B":["1","2"],"C":"3"})"},
+      {"old text without ends", "{ A = (1, 2; B = { n = v; }; C = \"x; }",
+       R"({"A":["1","2"],"B":{"n":"v"}})"},
+      {"old text without separators", "{ A = 1 B = (1 2); } C = 3;", R"({"A":"1","B":["1","2"]})"},
+      {"old text, file of strings", "A = 1;\n B = \"\xFF\"; = 2; C = 3;", R"({"A":"1","C":"3"})"},
       {"another root", "<plist><array><string>a</string></array></plist>", "{}"},
       {"empty", "", "{}"},
   };
@@ -127,32 +157,48 @@ TEST_F(ReportingTest, RepairSavesWhatIsCompleteAndKeepsTheRest) {
 }
 
 TEST_F(ReportingTest, RepairNamesWhatIsLostAndCanBeTried) {
-  const fs::path file = FileOf(1);
-  const std::string broken =
-      "<plist><dict>\n<key>K</key>\n<dict>\n\t<key>a</key><integer>x</integer>\n"
-      "\t<key>l</key><array><true/><real>?</real></array>\n\t<key>\u00E9</key>\n</dict>"
-      "<key>z</key><true/>\n";
-  WriteFile(file, broken);
-  const PrefRepair tried = RepairDomain(1, kDomain, {}, PrefRepairMode::kRehearse);
-  EXPECT_TRUE(tried.status.ok());
-  EXPECT_EQ(ReadFile(file), broken);
-  EXPECT_EQ(tried.kept_copy, "");
-  const PrefRepair repair = RepairDomain(1, kDomain);
-  for (const PrefRepair* each : {&tried, &repair}) {
-    EXPECT_EQ(each->entries, 2);
-    EXPECT_EQ(each->lost, 4u);
-    std::string losses;
-    for (const auto& loss : each->losses) {
-      losses += Utf8(loss.path) + ": " + loss.what + ", " + std::to_string(loss.line) + ":" +
-                std::to_string(loss.column) + "\n";
+  const struct {
+    std::string broken;
+    const char* losses;
+    const char* repaired;
+    int entries;
+  } kCases[] = {
+      {"<plist><dict>\n<key>K</key>\n<dict>\n\t<key>a</key><integer>x</integer>\n"
+       "\t<key>l</key><array><true/><real>?</real></array>\n\t<key>\u00E9</key>\n</dict>"
+       "<key>z</key><true/>\n",
+       "K/a: a value that cannot be read, 4:14\n"
+       "K/l/1: a value that cannot be read, 5:28\n"
+       "K/\u00E9: a key without a value, 6:2\n"
+       ": the list breaks off, 8:1\n",
+       R"({"K":{"l":[true]},"z":true})", 2},
+      {kBinaryWithBadObject, "B: a value that cannot be read, 0:23\n", R"({"A":"1","C":true})", 2},
+      {"{\n K = { a = 1;\n b = <x>; };\n l = (\u00E9, x, \"\xFF\");\n",
+       "K/b: text that cannot be read, 3:8\n"
+       "l/0: text that cannot be read, 4:7\n"
+       "l/2: text that cannot be read, 4:16\n"
+       ": the list breaks off, 5:1\n",
+       R"({"K":{"a":"1"},"l":["x"]})", 2},
+  };
+  for (const auto& c : kCases) {
+    const fs::path file = FileOf(1);
+    WriteFile(file, c.broken);
+    const PrefRepair tried = RepairDomain(1, kDomain, {}, PrefRepairMode::kRehearse);
+    EXPECT_TRUE(tried.status.ok());
+    EXPECT_EQ(ReadFile(file), c.broken);
+    EXPECT_EQ(tried.kept_copy, "");
+    const PrefRepair repair = RepairDomain(1, kDomain);
+    for (const PrefRepair* each : {&tried, &repair}) {
+      EXPECT_EQ(each->entries, c.entries);
+      EXPECT_EQ(each->lost, each->losses.size());
+      std::string losses;
+      for (const auto& loss : each->losses) {
+        losses += Utf8(loss.path) + ": " + loss.what + ", " + std::to_string(loss.line) + ":" +
+                  std::to_string(loss.column) + "\n";
+      }
+      EXPECT_EQ(losses, c.losses);
     }
-    EXPECT_EQ(losses,
-              "K/a: a value that cannot be read, 4:14\n"
-              "K/l/1: a value that cannot be read, 5:28\n"
-              "K/\u00E9: a key without a value, 6:2\n"
-              ": the list breaks off, 8:1\n");
+    EXPECT_EQ(OnDisk(file), c.repaired);
   }
-  EXPECT_EQ(OnDisk(file), R"({"K":{"l":[true]},"z":true})");
 }
 
 TEST_F(ReportingTest, CheckNamesThePlaceOfTheDamage) {

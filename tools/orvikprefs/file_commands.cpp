@@ -104,8 +104,13 @@ void WriteLosses(JsonWriter& form, const PrefRepair& repair) {
 
 void PrintLosses(const Context& context, const std::string& file, const PrefRepair& repair) {
   for (const PrefLoss& loss : repair.losses) {
-    *context.error << Escaped(file) << ':' << loss.line << ':' << loss.column << ": "
-                   << Escaped(ToUtf8(loss.path)) << ": " << loss.what << '\n';
+    *context.error << Escaped(file) << ':';
+    if (loss.line != 0) {
+      *context.error << loss.line << ':' << loss.column;
+    } else {
+      *context.error << " byte " << loss.column;
+    }
+    *context.error << ": " << Escaped(ToUtf8(loss.path)) << ": " << loss.what << '\n';
   }
   if (repair.lost > repair.losses.size()) {
     *context.error << Escaped(file) << ": " << repair.lost - repair.losses.size()
