@@ -33,10 +33,12 @@ TEST(TiXmlHelperTest, LoadsAttributesOrTheirDefaults) {
   for (const auto& [value, text, integer, decimal, yes_by_default, no_by_default] : cases) {
     const auto owner = Element(value);
     const TiXmlElement* const e = owner.get();
-    bool found = value == nullptr;
-    EXPECT_EQ(Helper::LoadStringAttributeFromXmlElement(e, "v", found).View(),
-              value == nullptr ? u"" : text);
-    EXPECT_EQ(found, value != nullptr);
+    for (const bool before : {false, true}) {
+      bool found = before;
+      EXPECT_EQ(Helper::LoadStringAttributeFromXmlElement(e, "v", found).View(),
+                value == nullptr ? u"" : text);
+      EXPECT_EQ(found, before && value != nullptr);
+    }
     EXPECT_EQ(Helper::LoadStringAttributeFromXmlElementWithDefault(e, "v", u"f").View(), text);
     EXPECT_EQ(Helper::LoadIntAttributeFromXmlElementWithDefault(e, "v", 9), integer);
     EXPECT_EQ(Helper::LoadFloatAttributeFromXmlElementWithDefault(e, "v", 9.5f), decimal);
