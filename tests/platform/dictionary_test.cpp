@@ -4,6 +4,7 @@
 
 #include <map>
 #include <random>
+#include <thread>
 
 #include "platform/core_foundation/array.h"
 #include "platform/core_foundation/number.h"
@@ -11,6 +12,7 @@
 #include "platform/core_foundation/string.h"
 #include "platform/foundation/autorelease_pool.h"
 #include "platform/foundation/ns_dictionary.h"
+#include "platform/foundation/object.h"
 
 namespace orvik {
 namespace {
@@ -106,6 +108,41 @@ TEST(CFArrayTest, AppendsAndReadsWithinItsBounds) {
   dictionary->setObject(array, CFSTR(u"list"));
   EXPECT_EQ(dictionary->description()->ToUtf8(),
             "{\n    list = (\n        a,\n        b,\n        c,\n    );\n}");
+}
+
+class Counted final : public NSObject {
+ public:
+  explicit Counted(int* alive) : alive_(alive) { ++*alive_; }
+
+ private:
+  ~Counted() override { --*alive_; }
+  int* alive_;
+};
+
+TEST(NSObjectTest, LivesUntilTheLastReferenceIsGivenUp) {
+  int alive = 0;
+  const auto* object = new Counted(&alive);
+  CFRetain(object);
+  CFRelease(object);
+  EXPECT_EQ(alive, 1);
+  CFRelease(object);
+  EXPECT_EQ(alive, 0);
+  CFRelease(nullptr);
+}
+
+TEST(NSAutoreleasePoolTest, ReleasesAtTheEndOfTheInnermostPoolOfTheThread) {
+  int alive = 0;
+  const NSAutoreleasePool outer;
+  {
+    const NSAutoreleasePool inner;
+    Autoreleased(new Counted(&alive));
+    std::thread([&alive] {
+      const NSAutoreleasePool of_thread;
+      Autoreleased(new Counted(&alive));
+    }).join();
+    EXPECT_EQ(alive, 1);
+  }
+  EXPECT_EQ(alive, 0);
 }
 
 }  // namespace

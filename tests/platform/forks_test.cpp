@@ -1,5 +1,6 @@
 #include "platform/carbon/forks.h"
 
+#include "platform/carbon/launch_services.h"
 #include "tests/support/file_trees.h"
 #include "tests/support/references.h"
 #include "tests/support/test_environment.h"
@@ -87,6 +88,36 @@ TEST_F(ForksTest, OnlyRegularFilesAreOpened) {
   EXPECT_STREQ(buffer, "x");
   EXPECT_EQ(FSWriteFork(fork, fsAtMark, 0, 1, "y", nullptr), wrPermErr);
   FSCloseFork(fork);
+}
+
+using LaunchServicesTest = EnvironmentTest;
+
+TEST_F(LaunchServicesTest, FlagsOfEveryKindOfItem) {
+  MakeTree(top_, {"elf=\177ELF rest", "elf_data=\177ELF rest", "script=#!/bin/sh\n", "text=plain",
+                  "a.desktop=", "Good.app/Contents/", "Empty.app/", "link->elf", "pipe|"});
+  for (const char* name : {"elf", "script", "text", "pipe"}) {
+    fs::permissions(top_ / name, fs::perms::owner_all);
+  }
+  constexpr LSItemInfoFlags kApplication = kLSItemInfoIsApplication;
+  const std::pair<const char*, LSItemInfoFlags> cases[] = {
+      {"elf", kApplication | kLSItemInfoIsNativeApp},
+      {"elf_data", 0},
+      {"script", kApplication},
+      {"text", 0},
+      {"a.desktop", kApplication},
+      {"Good.app", kApplication | kLSItemInfoIsNativeApp},
+      {"Empty.app", 0},
+      {"link", 0},
+      {"pipe", 0}};
+  for (const auto& [name, expected] : cases) {
+    const FSRef ref = RefOf(top_ / name);
+    LSItemInfoRecord info;
+    EXPECT_EQ(LSCopyItemInfoForRef(&ref, kLSRequestAllFlags, &info), noErr) << name;
+    EXPECT_EQ(info.flags, expected) << name;
+  }
+  const FSRef ref = RefOf(top_ / "elf");
+  LSItemInfoRecord info;
+  EXPECT_EQ(LSCopyItemInfoForRef(&ref, 1, &info), paramErr);
 }
 
 }  // namespace

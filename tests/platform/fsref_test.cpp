@@ -2,7 +2,11 @@
 
 #include <sys/stat.h>
 
+#include <cerrno>
+#include <string>
+
 #include "platform/carbon/catalog_info.h"
+#include "platform/carbon/errno_status.h"
 #include "tests/support/file_trees.h"
 #include "tests/support/references.h"
 #include "tests/support/test_environment.h"
@@ -140,6 +144,21 @@ TEST_F(CatalogInfoTest, ACreationDateThatWasSetComesFromTheRecord) {
   EXPECT_EQ(InfoOf(top_ / "file").createDate.fraction, 17);
   ASSERT_EQ(set(record.substr(1)), 0);  // damaged
   EXPECT_GT(InfoOf(top_ / "file").createDate.lowSeconds, 3'000'000'000u);
+}
+
+TEST(ErrnoStatusTest, EveryErrorHasAStatusAndATextAndOnlyZeroIsNone) {
+  for (const auto& [error, status] :
+       {std::pair(0, 0), std::pair(ENOENT, -43), std::pair(EEXIST, -48), std::pair(ENOSPC, -34),
+        std::pair(EACCES, -5000)}) {
+    EXPECT_EQ(host::StatusFromErrno(error), status);
+  }
+  for (int error = 1; error < 140; ++error) {
+    const OSStatus status = host::StatusFromErrno(error);
+    EXPECT_LT(status, 0) << error;
+    EXPECT_NE(std::string(host::StatusText(status)), "unknown error") << error;
+  }
+  EXPECT_STREQ(host::StatusText(0), "");
+  EXPECT_STREQ(host::StatusText(-99999), "unknown error");
 }
 
 }  // namespace

@@ -38,6 +38,7 @@ class CFPreferencesTest : public EnvironmentTest {
   }
 
   const CFStringRef user_ = kCFPreferencesCurrentUser, any_ = kCFPreferencesAnyHost;
+  const CFStringRef machine_ = kCFPreferencesAnyUser, host_ = kCFPreferencesCurrentHost;
   const CFStringRef domain_ = CFSTR(u"com.orviktech.Test");
   const fs::path file_ = env_.home() / "Library/Preferences/com.orviktech.Test.plist";
   const NSAutoreleasePool pool_;
@@ -46,7 +47,7 @@ class CFPreferencesTest : public EnvironmentTest {
 TEST_F(CFPreferencesTest, KnowsTheFilesAndRefusesDomainsThatNameNone) {
   using host::PreferencesFile;
   EXPECT_EQ(PreferencesFile(domain_, user_, any_), file_.string());
-  EXPECT_EQ(PreferencesFile(CFSTR(u".a"), kCFPreferencesAnyUser, kCFPreferencesCurrentHost),
+  EXPECT_EQ(PreferencesFile(CFSTR(u".a"), machine_, host_),
             (env_.system_root() / "Library/Preferences/.a.plist").string());
   EXPECT_TRUE(PreferencesFile(CFSTR(u"a/b"), user_, any_).ends_with("Preferences/a/b.plist"));
   EXPECT_TRUE(PreferencesFile(kCFPreferencesCurrentApplication, user_, any_)
@@ -57,8 +58,7 @@ TEST_F(CFPreferencesTest, KnowsTheFilesAndRefusesDomainsThatNameNone) {
                                          u"\xD800x", u"\xDC80",    long_name, long_in_bytes};
   for (const std::u16string_view name : refused) {
     EXPECT_EQ(PreferencesFile(CFSTR(name), user_, any_), "");
-    EXPECT_EQ(host::PreferencesSetValue(CFSTR(u"k"), CFSTR(u"v"), CFSTR(name),
-                                        kCFPreferencesAnyUser, kCFPreferencesCurrentHost),
+    EXPECT_EQ(host::PreferencesSetValue(CFSTR(u"k"), CFSTR(u"v"), CFSTR(name), machine_, host_),
               bdNamErr);
     EXPECT_FALSE(CFPreferencesSynchronize(CFSTR(name), user_, any_));
   }
@@ -84,8 +84,7 @@ TEST_F(CFPreferencesTest, UserValuesWaitForSynchronizeAndMergeWithWhatOthersSave
 TEST_F(CFPreferencesTest, MachineValuesAreSavedAtOnce) {
   const fs::path file = env_.system_root() / "Library/Preferences/com.orviktech.Test.plist";
   const auto set = [&](CFTypeRef value) {
-    return host::PreferencesSetValue(CFSTR(u"key"), value, domain_, kCFPreferencesAnyUser,
-                                     kCFPreferencesCurrentHost);
+    return host::PreferencesSetValue(CFSTR(u"key"), value, domain_, machine_, host_);
   };
   EXPECT_EQ(set(CFSTR(u"v")), noErr);
   EXPECT_TRUE(Contains(ReadFile(file), "<string>v</string>"));
@@ -94,9 +93,7 @@ TEST_F(CFPreferencesTest, MachineValuesAreSavedAtOnce) {
   fs::remove(file);
   fs::create_directory(file);
   EXPECT_EQ(set(CFSTR(u"v")), notAFileErr);
-  EXPECT_EQ(CFPreferencesCopyValue(CFSTR(u"key"), domain_, kCFPreferencesAnyUser,
-                                   kCFPreferencesCurrentHost),
-            nullptr);
+  EXPECT_EQ(CFPreferencesCopyValue(CFSTR(u"key"), domain_, machine_, host_), nullptr);
 }
 
 TEST_F(CFPreferencesTest, ChangesThatCannotBeSavedAreKeptAndTriedAgain) {

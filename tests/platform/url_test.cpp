@@ -1,8 +1,10 @@
 #include "platform/core_foundation/url.h"
 
 #include "platform/carbon/errno_status.h"
+#include "platform/core_foundation/data.h"
 #include "platform/core_foundation/owned.h"
 #include "platform/core_foundation/string.h"
+#include "platform/foundation/autorelease_pool.h"
 #include "tests/support/test_environment.h"
 
 namespace orvik::test {
@@ -61,6 +63,25 @@ TEST_F(CFURLTest, ReadsAndReplacesTheFileAndTellsTheStatus) {
   EXPECT_FALSE(CFURLWriteDataAndPropertiesToResource(folder.get(), bytes, nullptr, &code));
   EXPECT_EQ(code, notAFileErr);
   CFRelease(bytes);
+}
+
+using NSDataTest = EnvironmentTest;
+
+TEST_F(NSDataTest, ReadsAndWritesWholeFiles) {
+  const NSAutoreleasePool pool;
+  const std::string content("a\0b", 3);
+  const auto path = env_.folder() / "file";
+  const NSString* text = NSString::stringWithUTF8String(path.c_str());
+  const NSData* data = Autoreleased(NSData::Create(content));
+  for (const ObjCBool atomically : {YES, NO}) {
+    WriteFile(path, "something longer");
+    EXPECT_EQ(data->writeToFile(text, atomically), YES);
+    EXPECT_EQ(NSData::dataWithContentsOfFile(text)->View(), content);
+  }
+  EXPECT_EQ(NSData::dataWithContentsOfFile(text->stringByAppendingString(CFSTR(u".none"))),
+            nullptr);
+  EXPECT_EQ(data->writeToFile(CFSTR(u""), YES), NO);
+  EXPECT_EQ(data->writeToFile(nullptr, YES), NO);
 }
 
 }  // namespace

@@ -5,6 +5,7 @@
 #include <unicode/utf8.h>
 
 #include <random>
+#include <tuple>
 
 #include "tests/support/test_environment.h"
 
@@ -104,11 +105,11 @@ TEST(UnicodeConversions, EveryCodePointGoesAroundAllThreeForms) {
     ASSERT_EQ(utf8.text, ToBytes(expected)) << first;
     ASSERT_EQ(ToUtf8(utf16.text, strictConversion, expected.size()).text, utf8.text) << first;
     ASSERT_EQ(FromUtf8(utf8.text, strictConversion, 2 * kPiece).text, utf16.text) << first;
-    ASSERT_EQ((Convert<UTF8, UTF32>(ConvertUTF8toUTF32, utf8.text, strictConversion, kPiece).text),
-              text);
-    ASSERT_EQ(
-        (Convert<UTF16, UTF32>(ConvertUTF16toUTF32, utf16.text, strictConversion, kPiece).text),
-        text);
+    const auto from_utf8 =
+        Convert<UTF8, UTF32>(ConvertUTF8toUTF32, utf8.text, strictConversion, kPiece);
+    const auto from_utf16 =
+        Convert<UTF16, UTF32>(ConvertUTF16toUTF32, utf16.text, strictConversion, kPiece);
+    ASSERT_TRUE(from_utf8.text == text && from_utf16.text == text) << first;
   }
   iconv_close(oracle);
 }
@@ -157,27 +158,21 @@ TEST(UnicodeConversions, StopsBeforeWhatDoesNotFit) {
 }
 
 TEST(UnicodeConversions, UnpairedSurrogates) {
-  struct {
-    std::u16string text;
-    ConversionResult strict;
-    std::size_t strict_read;
-    ConversionResult lenient;
-    const char* lenient_text;
-  } const cases[] = {
-      {u"a\xD83D", sourceExhausted, 1, sourceExhausted, "a"},
-      {u"a\xDE00", sourceIllegal, 1, conversionOK, "a\xED\xB8\x80"},
-      {u"\xD83Dz", sourceIllegal, 0, conversionOK, "\xED\xA0\xBDz"},
-      {u"\xDE00\xD83D", sourceIllegal, 0, sourceExhausted, "\xED\xB8\x80"},
-      {u"\xD83D\xD83D\xDE00", sourceIllegal, 0, conversionOK, "\xED\xA0\xBD\xF0\x9F\x98\x80"}};
-  for (const auto& one : cases) {
-    const auto strict = ToUtf8(one.text);
+  using Stop = std::pair<ConversionResult, std::size_t>;
+  const std::tuple<std::u16string, Stop, ConversionResult, const char*> cases[] = {
+      {u"a\xD83D", {sourceExhausted, 1}, sourceExhausted, "a"},
+      {u"a\xDE00", {sourceIllegal, 1}, conversionOK, "a\xED\xB8\x80"},
+      {u"\xD83Dz", {sourceIllegal, 0}, conversionOK, "\xED\xA0\xBDz"},
+      {u"\xDE00\xD83D", {sourceIllegal, 0}, sourceExhausted, "\xED\xB8\x80"},
+      {u"\xD83D\xD83D\xDE00", {sourceIllegal, 0}, conversionOK, "\xED\xA0\xBD\xF0\x9F\x98\x80"}};
+  for (const auto& [text, strict_stop, lenient_result, lenient_text] : cases) {
+    const auto strict = ToUtf8(text), lenient = ToUtf8(text, lenientConversion);
     const auto wide =
-        Convert<UTF16, UTF32>(ConvertUTF16toUTF32, one.text, strictConversion, one.text.size());
-    EXPECT_EQ(std::pair(strict.result, strict.read), std::pair(one.strict, one.strict_read));
-    EXPECT_EQ(std::pair(wide.result, wide.read), std::pair(one.strict, one.strict_read));
-    const auto lenient = ToUtf8(one.text, lenientConversion);
-    EXPECT_EQ(lenient.result, one.lenient);
-    EXPECT_EQ(lenient.text, ToBytes(one.lenient_text));
+        Convert<UTF16, UTF32>(ConvertUTF16toUTF32, text, strictConversion, text.size());
+    EXPECT_EQ(Stop(strict.result, strict.read), strict_stop) << lenient_text;
+    EXPECT_EQ(Stop(wide.result, wide.read), strict_stop) << lenient_text;
+    EXPECT_EQ(lenient.result, lenient_result) << lenient_text;
+    EXPECT_EQ(lenient.text, ToBytes(lenient_text));
   }
 }
 
