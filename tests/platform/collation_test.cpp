@@ -3,8 +3,10 @@
 #include <stdlib.h>
 
 #include <algorithm>
+#include <memory>
 #include <random>
 #include <string>
+#include <tuple>
 
 #include "platform/carbon/ascii_collation.h"
 #include "platform/carbon/gestalt.h"
@@ -31,26 +33,24 @@ class Collation : public EnvironmentTest {
 };
 
 TEST_F(Collation, IgnoresWhatTheOptionsName) {
-  EXPECT_NE(Order(0x8006, u"a", u"A"), 0);
-  EXPECT_EQ(Order(0x8008, u"a", u"A"), 0);
-  EXPECT_EQ(Order(0x8006, u"a", u"\xFF41"), 0);
-  EXPECT_NE(Order(0x8008, u"a", u"\xFF21"), 0);
-  EXPECT_EQ(Order(0x800E, u"a", u"\xFF21"), 0);
-  EXPECT_EQ(Order(0x800E, u"\xFF8A\xFF9E", u"\x30D0"), 0) << "a narrow letter and its mark";
-  EXPECT_NE(Order(0x800E, u"\x304B", u"\x30AB"), 0);
-  EXPECT_NE(Order(0x8006, u"a b", u"ab"), 0);
-  EXPECT_EQ(Order(0x0006, u"a-b", u"ab"), 0) << "punctuation that does not tell";
-  EXPECT_EQ(Order(0x8006, u"", u""), 0);
+  const std::tuple<UCCollateOptions, const char16_t*, const char16_t*, bool> cases[] = {
+      {0x8006, u"a", u"A", false},           {0x8008, u"a", u"A", true},
+      {0x8006, u"a", u"\xFF41", true},       {0x8008, u"a", u"\xFF21", false},
+      {0x800E, u"a", u"\xFF21", true},       {0x800E, u"\xFF8A\xFF9E", u"\x30D0", true},
+      {0x800E, u"\x304B", u"\x30AB", false}, {0x8006, u"a b", u"ab", false},
+      {0x0006, u"a-b", u"ab", true},         {0x8006, u"", u"", true}};
+  for (const auto& [options, a, b, equal] : cases) {
+    EXPECT_EQ(Order(options, a, b) == 0, equal) << options << testing::PrintToString(a);
+  }
   EXPECT_LT(Order(0x8006, u"", u"a"), 0);
 }
 
 TEST_F(Collation, FollowsTheLocale) {
-  setenv("LC_COLLATE", "de_DE.UTF-8", 1);
-  EXPECT_LT(Order(0x8006, u"\xE4", u"z"), 0);
-  setenv("LC_COLLATE", "sv_SE.UTF-8", 1);
-  EXPECT_GT(Order(0x8006, u"\xE4", u"z"), 0);
-  setenv("LC_COLLATE", "de_DE", 1);
-  EXPECT_LT(Order(0x8006, u"\xE4", u"z"), 0);
+  for (const auto& [locale, order] :
+       {std::pair("de_DE.UTF-8", -1), std::pair("sv_SE.UTF-8", 1), std::pair("de_DE", -1)}) {
+    setenv("LC_COLLATE", locale, 1);
+    EXPECT_EQ(Order(0x8006, u"\xE4", u"z"), order) << locale;
+  }
 }
 
 TEST_F(Collation, AnUnknownLocaleIsTheRoot) {
@@ -109,6 +109,15 @@ std::u16string RandomText(std::mt19937& random) {
   return text;
 }
 
+using Collator = std::unique_ptr<UCollator, decltype(&ucol_close)>;
+
+Collator Open(const char* locale) {
+  UErrorCode status = U_ZERO_ERROR;
+  Collator collator(ucol_open(locale, &status), ucol_close);
+  EXPECT_TRUE(U_SUCCESS(status)) << locale;
+  return collator;
+}
+
 TEST(AsciiCollation, AnswersAsTheCollatorDoes) {
   std::mt19937 random(1);
   for (const char* locale : {"", "en_US_POSIX", "de", "sv", "tr", "da", "cs", "haw", "th", "ja",
@@ -116,7 +125,8 @@ TEST(AsciiCollation, AnswersAsTheCollatorDoes) {
     for (const UCollationStrength strength : {UCOL_SECONDARY, UCOL_TERTIARY}) {
       for (const UColAttributeValue alternate : {UCOL_NON_IGNORABLE, UCOL_SHIFTED}) {
         UErrorCode status = U_ZERO_ERROR;
-        UCollator* const collator = ucol_open(locale, &status);
+        const Collator owner = Open(locale);
+        UCollator* const collator = owner.get();
         ucol_setStrength(collator, strength);
         ucol_setAttribute(collator, UCOL_ALTERNATE_HANDLING, alternate, &status);
         ASSERT_TRUE(U_SUCCESS(status)) << locale;
@@ -129,7 +139,6 @@ TEST(AsciiCollation, AnswersAsTheCollatorDoes) {
                                  static_cast<int32_t>(b.size())))
               << locale << " " << testing::PrintToString(a) << " " << testing::PrintToString(b);
         }
-        ucol_close(collator);
       }
     }
   }
@@ -137,11 +146,7 @@ TEST(AsciiCollation, AnswersAsTheCollatorDoes) {
 
 TEST(AsciiCollation, IsOnlyForCharactersThatCountAlone) {
   const auto is_valid = [](const char* locale) {
-    UErrorCode status = U_ZERO_ERROR;
-    UCollator* const collator = ucol_open(locale, &status);
-    const bool valid = carbon::AsciiCollation(collator, UCOL_TERTIARY).IsValid();
-    ucol_close(collator);
-    return valid;
+    return carbon::AsciiCollation(Open(locale).get(), UCOL_TERTIARY).IsValid();
   };
   for (const char* locale : {"", "de", "en", "sv", "tr"}) EXPECT_TRUE(is_valid(locale)) << locale;
   for (const char* locale : {"cs", "da", "hu", "en@colNumeric=yes"}) {
@@ -151,17 +156,13 @@ TEST(AsciiCollation, IsOnlyForCharactersThatCountAlone) {
 }
 
 TEST(AsciiCollation, IsMadeWhenItPaysOff) {
-  UErrorCode status = U_ZERO_ERROR;
-  UCollator* const collator = ucol_open("", &status);
-  {
-    const carbon::LazyAsciiCollation lazy(collator, UCOL_TERTIARY);
-    for (unsigned i = 0; i <= carbon::LazyAsciiCollation::kPaysOff; ++i) {
-      ASSERT_EQ(lazy.Get(), nullptr) << i;
-    }
-    ASSERT_NE(lazy.Get(), nullptr);
-    EXPECT_LT(lazy.Get()->Compare(u"a", u"B"), 0);
+  const Collator collator = Open("");
+  const carbon::LazyAsciiCollation lazy(collator.get(), UCOL_TERTIARY);
+  for (unsigned i = 0; i <= carbon::LazyAsciiCollation::kPaysOff; ++i) {
+    ASSERT_EQ(lazy.Get(), nullptr) << i;
   }
-  ucol_close(collator);
+  ASSERT_NE(lazy.Get(), nullptr);
+  EXPECT_LT(lazy.Get()->Compare(u"a", u"B"), 0);
 }
 
 }  // namespace

@@ -181,29 +181,26 @@ TEST(CFString, FormatsObjects) {
 }
 
 TEST(CFString, Finds) {
-  struct {
-    const char16_t *where, *text;
-    CFRange range;
-    CFStringCompareFlags options;
-    CFIndex location;  // -1: not found
-    CFIndex length;
-  } const cases[] = {{u"abcabc", u"bc", {0, 6}, 0, 1, 2},
-                     {u"abcabc", u"bc", {2, 100}, 0, 4, 2},
-                     {u"abcabc", u"BC", {0, 6}, 0, -1, 0},
-                     {u"abcabc", u"", {0, 6}, 0, -1, 0},
-                     {u"abcabc", u"bc", {100, 1}, 0, -1, 0},
-                     {u"xSTRASSEx", u"stra\u00DFe", {0, 9}, kCFCompareCaseInsensitive, 1, 7},
-                     {u"stra\u00DFe", u"SSE", {0, 6}, kCFCompareCaseInsensitive, 4, 2},
-                     {u"\xDF", u"s", {0, 1}, kCFCompareCaseInsensitive, -1, 0},
-                     {u"", u"a", {0, 0}, kCFCompareCaseInsensitive, -1, 0},
-                     {u"aAa", u"A", {1, 2}, kCFCompareCaseInsensitive, 1, 1}};
-  for (const auto& one : cases) {
+  constexpr CFStringCompareFlags kAnyCase = kCFCompareCaseInsensitive;
+  const std::tuple<const char16_t*, const char16_t*, CFRange, CFStringCompareFlags, CFRange>
+      cases[] = {{u"abcabc", u"bc", {0, 6}, 0, {1, 2}},
+                 {u"abcabc", u"bc", {2, 100}, 0, {4, 2}},
+                 {u"abcabc", u"BC", {0, 6}, 0, {-1, 0}},
+                 {u"abcabc", u"", {0, 6}, 0, {-1, 0}},
+                 {u"abcabc", u"bc", {100, 1}, 0, {-1, 0}},
+                 {u"xSTRASSEx", u"stra\u00DFe", {0, 9}, kAnyCase, {1, 7}},
+                 {u"stra\u00DFe", u"SSE", {0, 6}, kAnyCase, {4, 2}},
+                 {u"\xDF", u"s", {0, 1}, kAnyCase, {-1, 0}},
+                 {u"", u"a", {0, 0}, kAnyCase, {-1, 0}},
+                 {u"aAa", u"A", {1, 2}, kAnyCase, {1, 1}}};
+  for (const auto& [where, text, range, options, expected] : cases) {
     CFRange found{-1, 0};
-    EXPECT_EQ(CFStringFindWithOptions(Units(one.where).get(), Units(one.text).get(), one.range,
-                                      one.options, &found) != 0,
-              one.location >= 0);
-    EXPECT_EQ(found.location, one.location) << testing::PrintToString(one.where);
-    EXPECT_EQ(found.length, one.length);
+    EXPECT_EQ(
+        CFStringFindWithOptions(Units(where).get(), Units(text).get(), range, options, &found) != 0,
+        expected.location >= 0);
+    EXPECT_EQ(std::pair(found.location, found.length),
+              std::pair(expected.location, expected.length))
+        << testing::PrintToString(where) << testing::PrintToString(text);
   }
 }
 
