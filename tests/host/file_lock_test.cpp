@@ -1,19 +1,17 @@
 #include "host/file_lock.h"
 
 #include <fcntl.h>
-#include <linux/filter.h>
-#include <linux/seccomp.h>
 #include <sys/file.h>
-#include <sys/prctl.h>
 #include <sys/syscall.h>
 #include <unistd.h>
 
 #include <cerrno>
 #include <chrono>
-#include <cstddef>
 #include <thread>
 
 #include "host/descriptor.h"
+#include "tests/support/file_trees.h"
+#include "tests/support/forbidden_call.h"
 #include "tests/support/test_environment.h"
 
 namespace orvik::test {
@@ -69,15 +67,12 @@ TEST_F(FolderLockTest, EndsWithAKilledHolderWhichIsShown) {
 TEST_F(FolderLockTest, FollowsTheRightToWriteTheFolder) {
   const Descriptor reader(open(folder_.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
   ASSERT_EQ(flock(reader.get(), LOCK_EX), 0);
-  const struct {
-    mode_t folder, file;
-  } kCases[] = {{0755, 0600}, {0775, 0660}, {0777, 0666}, {0700, 0600}};
-  for (const auto& c : kCases) {
-    chmod(folder_.c_str(), c.folder);
+  constexpr std::pair<mode_t, mode_t> kCases[] = {
+      {0755, 0600}, {0775, 0660}, {0777, 0666}, {0700, 0600}};
+  for (const auto& [folder_mode, file_mode] : kCases) {
+    chmod(folder_.c_str(), folder_mode);
     EXPECT_TRUE(Take(folder_, 0).held());
-    struct stat attributes;
-    ASSERT_EQ(stat((folder_ / ".orvik.lock").c_str(), &attributes), 0);
-    EXPECT_EQ(attributes.st_mode & 07777, c.file);
+    EXPECT_EQ(ModeOf(folder_ / ".orvik.lock"), file_mode);
   }
 }
 
@@ -93,15 +88,7 @@ TEST_F(FolderLockTest, RefusesWhatIsNoLockFile) {
 
 // Makes the kernel answer as a volume without locks does.
 void ForbidLocks() {
-  sock_filter program[] = {BPF_STMT(BPF_LD | BPF_W | BPF_ABS, offsetof(seccomp_data, nr)),
-                           BPF_JUMP(BPF_JMP | BPF_JEQ | BPF_K, SYS_fcntl, 0, 3),
-                           BPF_STMT(BPF_LD | BPF_W | BPF_ABS, offsetof(seccomp_data, args[1])),
-                           BPF_JUMP(BPF_JMP | BPF_JEQ | BPF_K, F_OFD_SETLK, 0, 1),
-                           BPF_STMT(BPF_RET | BPF_K, SECCOMP_RET_ERRNO | ENOLCK),
-                           BPF_STMT(BPF_RET | BPF_K, SECCOMP_RET_ALLOW)};
-  const sock_fprog filter = {std::size(program), program};
-  prctl(PR_SET_NO_NEW_PRIVS, 1, 0, 0, 0);
-  prctl(PR_SET_SECCOMP, SECCOMP_MODE_FILTER, &filter);
+  ForbidCall(SYS_fcntl, 1, Compare::kEqual, F_OFD_SETLK, ENOLCK);
 }
 
 TEST_F(FolderLockTest, AnExclusiveFileTakesThePlaceOfLocksThatTheVolumeLacks) {

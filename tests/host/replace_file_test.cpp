@@ -1,11 +1,8 @@
 #include "host/replace_file.h"
 
 #include <fcntl.h>
-#include <linux/filter.h>
-#include <linux/seccomp.h>
 #include <signal.h>
 #include <sys/file.h>
-#include <sys/prctl.h>
 #include <sys/stat.h>
 #include <sys/syscall.h>
 #include <sys/wait.h>
@@ -13,10 +10,10 @@
 #include <unistd.h>
 
 #include <cerrno>
-#include <cstddef>
 
 #include "host/keep_beside.h"
 #include "tests/support/file_trees.h"
+#include "tests/support/forbidden_call.h"
 #include "tests/support/test_environment.h"
 
 namespace orvik::test {
@@ -86,25 +83,12 @@ TEST_F(ReplaceFileTest, AFailingWriteKeepsTheOldFile) {
   EXPECT_EQ(TreeIn(top_), Words{"file=old"});
 }
 
-// Makes the kernel answer as on a volume without files that have no name.
-void ForbidFilesWithoutNames() {
-  constexpr unsigned kWithoutName = O_TMPFILE & ~O_DIRECTORY;
-  sock_filter program[] = {BPF_STMT(BPF_LD | BPF_W | BPF_ABS, offsetof(seccomp_data, nr)),
-                           BPF_JUMP(BPF_JMP | BPF_JEQ | BPF_K, SYS_openat, 0, 3),
-                           BPF_STMT(BPF_LD | BPF_W | BPF_ABS, offsetof(seccomp_data, args[2])),
-                           BPF_JUMP(BPF_JMP | BPF_JSET | BPF_K, kWithoutName, 0, 1),
-                           BPF_STMT(BPF_RET | BPF_K, SECCOMP_RET_ERRNO | EOPNOTSUPP),
-                           BPF_STMT(BPF_RET | BPF_K, SECCOMP_RET_ALLOW)};
-  const sock_fprog filter = {std::size(program), program};
-  prctl(PR_SET_NO_NEW_PRIVS, 1, 0, 0, 0);
-  prctl(PR_SET_SECCOMP, SECCOMP_MODE_FILTER, &filter);
-}
-
 TEST_F(ReplaceFileTest, WorksWhereFilesHaveNamesFromTheStart) {
   MakeTree(top_, {"file=old", ".file.orvik-0"});
   chmod(file_.c_str(), 0600);
   const std::vector<int> errors = InProcesses(1, [this](int) {
-    ForbidFilesWithoutNames();
+    // As on a volume that has no files without names.
+    ForbidCall(SYS_openat, 2, Compare::kAnyBit, O_TMPFILE & ~O_DIRECTORY, EOPNOTSUPP);
     if (open(top_.c_str(), O_TMPFILE | O_RDWR, 0600) >= 0) return 1;
     return ReplaceFile(file_, "new").error;
   });
