@@ -1,10 +1,11 @@
-#include "host/file_replacement.h"
+#include "host/at_path.h"
 
 #include <fcntl.h>
 #include <sys/stat.h>
 
 #include <cerrno>
 
+#include "host/at_path.h"
 #include "host/file_properties.h"
 #include "host/temporary_file.h"
 
@@ -12,19 +13,20 @@ namespace orvik::host {
 
 int FileReplacement::Open(const std::string& path, const std::string& spare_folder) {
   struct stat attributes;
-  const bool exists = stat(path.c_str(), &attributes) == 0;
-  if (!exists && errno != ENOENT) return errno;
+  const int error = StatPath(path, 0, &attributes);
+  const bool exists = error == 0;
+  if (!exists && error != ENOENT) return error;
   if (exists) {
     is_device_ = S_ISCHR(attributes.st_mode);
     if (S_ISDIR(attributes.st_mode)) return EISDIR;
     if (!S_ISREG(attributes.st_mode) && !is_device_) return EINVAL;
-    old_ = Descriptor(open(path.c_str(), O_WRONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));
+    old_ = OpenPath(path, O_WRONLY | O_NONBLOCK);
     if (!old_) return errno;
   }
   if (!is_device_) {
-    const int error = OpenStaged(path);
-    const bool takes_none = error == EACCES || error == EPERM || error == EROFS;
-    if (error == 0 || !exists || !takes_none) return error;
+    const int refusal = OpenStaged(path);
+    const bool takes_none = refusal == EACCES || refusal == EPERM || refusal == EROFS;
+    if (refusal == 0 || !exists || !takes_none) return refusal;
     staged_.reset();
   }
   spare_ = MakeTemporaryFile(spare_folder);

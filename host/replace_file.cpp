@@ -9,6 +9,7 @@
 #include <utility>
 #include <vector>
 
+#include "host/at_path.h"
 #include "host/file_properties.h"
 #include "host/staged_file.h"
 
@@ -189,7 +190,7 @@ int FlushFolderOf(const FilePlace& place) {
 
 int ReadWholeFile(const std::string& path, std::string* content, FileIdentity* identity,
                   std::size_t limit) {
-  const Descriptor file(open(path.c_str(), O_RDONLY | kOpenFlags));
+  const Descriptor file = OpenPath(path, O_RDONLY | kOpenFlags);
   if (!file) return errno;
   return ReadOpened(file.get(), content, identity, limit, nullptr);
 }
@@ -247,7 +248,7 @@ ReplaceResult ReplaceFile(const std::string& path, std::string_view content, Flu
 }
 
 int CreateFile(const std::string& path, std::string_view content) {
-  const Descriptor folder(open(FolderOf(path).c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+  const Descriptor folder = OpenPath(FolderOf(path), O_RDONLY | O_DIRECTORY);
   if (!folder) return errno;
   StagedFile file(folder.get(), NameOf(path));
   if (const int error = file.Make(0666)) return error;
@@ -256,7 +257,7 @@ int CreateFile(const std::string& path, std::string_view content) {
 }
 
 int WriteInPlace(const std::string& path, std::string_view content) {
-  Descriptor file(open(path.c_str(), O_WRONLY | O_CREAT | kOpenFlags, 0666));
+  Descriptor file = OpenPath(path, O_WRONLY | O_CREAT | kOpenFlags, 0666);
   if (!file) return errno;
   struct stat attributes;
   if (fstat(file.get(), &attributes) != 0) return errno;

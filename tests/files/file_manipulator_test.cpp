@@ -125,6 +125,15 @@ TEST_F(FileManipulator, LongPathsAreTakenWhole) {
   struct stat record;
   EXPECT_EQ(Manipulator::StatFile(file, &record), 0);
   EXPECT_TRUE(Opens(file, "r+b"));
+  const auto beside = [&file](const CAtlString& name) {
+    return COrvikFilePath(file.GetFilePathString() + name);
+  };
+  for (const COrvikFilePath& written : {file, beside(u"2")}) {
+    EXPECT_EQ(Manipulator::WriteAsciiStringToFile(written, "text", 4), S_OK);
+    EXPECT_EQ(written.GetFileSize(), 4u);
+  }
+  EXPECT_EQ(Manipulator::CreateURLShortcut(u"http://a.b/", beside(u".url")), S_OK);
+  EXPECT_EQ(Manipulator::ResolveURLShortcut(beside(u".url")), u"http://a.b/");
   WriteFile(At("source"), "");
   EXPECT_FALSE(Manipulator::CopyFileTo(File(At("source")), file, TRUE));
   EXPECT_TRUE(Manipulator::CopyFileTo(file, File(At("source")), FALSE));
