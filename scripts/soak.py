@@ -3,8 +3,8 @@
 
 Usage: scripts/soak.py [SECONDS] [BIN]    (default 30 seconds, build/release/bin)
 
-Sixteen writers set numbers of their own in one domain through orvikprefs, half of them as another user
-when run as root; writes are killed now and then. Four readers parse the file all the time; one
+Sixteen writers set numbers of their own in one domain through orvikprefs, as three users when run as
+root; writes are killed now and then. Four readers parse the file all the time; one
 watcher follows it. Ends with status 0 when no update was lost, no moment was unreadable, no write was
 refused for want of the lock, and the slowest writer got at least a third of its fair share:
 
@@ -47,13 +47,14 @@ class Soak:
             self.count[what] += n
 
     def user(self, writer):
-        """Environment and user of a writer: two homes, and two users where that is possible."""
-        second = writer % 2
-        home = self.folder / f"home{second}"
+        """Environment and user of a writer: three homes, and three users where that is possible."""
+        number = writer % 3
+        home = self.folder / f"home{number}"
         home.mkdir(exist_ok=True)
         environment = dict(os.environ, ORVIK_SYSTEM_ROOT=str(self.root), HOME=str(home))
-        as_user = {"user": 65534, "group": 65534, "extra_groups": []}
-        return environment, as_user if second and os.geteuid() == 0 else {}
+        user = 65535 - number
+        as_user = {"user": user, "group": user, "extra_groups": []}
+        return environment, as_user if number and os.geteuid() == 0 else {}
 
     def run(self, writer, *arguments):
         environment, as_user = self.user(writer)

@@ -52,6 +52,9 @@ int Pass(Call call, const char* symbol, Arguments... arguments) {
 bool IsOn(Volume volume) {
   return ArmedPlan() != nullptr && ArmedPlan()->volume == volume;
 }
+bool IsPlain() {
+  return IsOn(Volume::kPlain) || IsOn(Volume::kBare);
+}
 
 // Whether the owner of the file lacks the right.
 bool IsForbidden(int folder, const char* path, mode_t right) {
@@ -68,7 +71,7 @@ bool InOneFolder(int from, std::string_view from_name, int to, std::string_view 
 // 0 when the open may go on.
 int Refusal(int folder, const char* path, int flags) {
   if (ArmedPlan() == nullptr) return 0;
-  if ((flags & O_TMPFILE) == O_TMPFILE && (IsOn(Volume::kNamed) || IsOn(Volume::kPlain))) {
+  if ((flags & O_TMPFILE) == O_TMPFILE && (IsOn(Volume::kNamed) || IsPlain())) {
     return EOPNOTSUPP;
   }
   const bool reads = (flags & (O_ACCMODE | O_PATH)) == O_RDONLY;
@@ -321,6 +324,7 @@ int FaultSyncfs(int file) {
 }
 
 int FaultFlock(int file, int operation) {
+  if (IsOn(Volume::kBare)) return errno = ENOLCK, -1;
   return Pass(Call::kLock, "flock", file, operation);
 }
 int FaultFcntl(int file, int command, ...) {
@@ -328,6 +332,7 @@ int FaultFcntl(int file, int command, ...) {
   va_start(arguments, command);
   void* const argument = va_arg(arguments, void*);
   va_end(arguments);
+  if (command == F_OFD_SETLK && IsOn(Volume::kBare)) return errno = ENOLCK, -1;
   if (command == F_OFD_SETLK && ArmedPlan() != nullptr && Fails(Call::kLock)) return -1;
   return Next<int(int, int, ...)>("fcntl64")(file, command, argument);
 }
@@ -357,7 +362,7 @@ int FaultRenameAt2(int from, const char* from_name, int to, const char* to_name,
   if (IsOn(Volume::kOther) && !InOneFolder(from, from_name, to, to_name)) {
     return errno = EXDEV, -1;
   }
-  if (IsOn(Volume::kPlain) && flags != 0) return errno = EINVAL, -1;
+  if (IsPlain() && flags != 0) return errno = EINVAL, -1;
   return Announced(
       [=](CallRecorder& recorder) {
         recorder.WillRename(from, from_name, to, to_name, (flags & RENAME_EXCHANGE) != 0);
@@ -365,11 +370,13 @@ int FaultRenameAt2(int from, const char* from_name, int to, const char* to_name,
       [=] { return Pass(Call::kRename, "renameat2", from, from_name, to, to_name, flags); });
 }
 int FaultLinkAt(int from, const char* from_name, int to, const char* to_name, int flags) {
+  if (IsOn(Volume::kBare)) return errno = EPERM, -1;
   return Recorded(
       Pass(Call::kMake, "linkat", from, from_name, to, to_name, flags),
       [=](CallRecorder& recorder) { recorder.Linked(from, from_name, flags, to, to_name); });
 }
 int FaultSymlinkAt(const char* text, int folder, const char* name) {
+  if (IsOn(Volume::kBare)) return errno = EPERM, -1;
   return Recorded(Pass(Call::kMake, "symlinkat", text, folder, name),
                   [=](CallRecorder& recorder) { recorder.Made(folder, name); });
 }

@@ -23,6 +23,15 @@ bool CostsRoom(Call call) {
   return call == Call::kMake || call == Call::kWrite;
 }
 
+bool Changes(Call call) {
+  return CostsRoom(call) || call == Call::kRename || call == Call::kRemove ||
+         call == Call::kAttribute;
+}
+
+bool Lasts(Fault fault) {
+  return fault == Fault::kFullVolume || fault == Fault::kReadOnly || fault == Fault::kStale;
+}
+
 // The error of a call under a fault; 0 when the fault cannot hit it.
 int ErrorOf(Fault fault, Call call) {
   switch (fault) {
@@ -34,6 +43,10 @@ int ErrorOf(Fault fault, Call call) {
       return CostsRoom(call) || call == Call::kFlush || call == Call::kRename ? ENOSPC : 0;
     case Fault::kFullVolume:
       return CostsRoom(call) ? ENOSPC : 0;
+    case Fault::kReadOnly:
+      return Changes(call) ? EROFS : 0;
+    case Fault::kStale:
+      return call == Call::kClose ? 0 : ESTALE;
     case Fault::kInterrupted:
       return call == Call::kRead || call == Call::kList || call == Call::kWrite ||
                      call == Call::kLock
@@ -60,7 +73,7 @@ bool CanHit(Fault fault, Call call) {
 // Whether this is the one, or one after it that fails with it.
 bool Strikes() {
   ++state.met;
-  const bool later = state.plan->fault == Fault::kFullVolume && state.report.struck;
+  const bool later = Lasts(state.plan->fault) && state.report.struck;
   return state.met == state.plan->point || later;
 }
 
@@ -98,7 +111,8 @@ Verdict Judge(Call call) {
   const Fault fault = state.plan->fault;
   if (fault == Fault::kKill && call != Call::kWrite) kill(getpid(), SIGKILL);
   const bool halves = fault == Fault::kShortWrite || fault == Fault::kKill;
-  return {ErrorOf(fault, call), halves};
+  const int error = ErrorOf(fault, call);
+  return {error != 0 && state.plan->error != 0 ? state.plan->error : error, halves};
 }
 
 bool AllocationFails() {

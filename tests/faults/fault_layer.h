@@ -14,6 +14,8 @@ enum class Fault {
   kInputOutput,  // fails with EIO
   kScarcity,     // fails for want of room, descriptors or locks
   kFullVolume,   // this and every later call that costs room fails with ENOSPC
+  kReadOnly,     // this and every later call that changes something fails with EROFS
+  kStale,        // this and every later call that reaches a file fails with ESTALE
   kShortWrite,   // a write takes half of its bytes
   kInterrupted,  // fails with EINTR, as a signal would make it
   kNoMemory,     // std::bad_alloc or null
@@ -27,6 +29,7 @@ enum class Volume {
   kNamed,  // knows no files without a name
   kPlain,  // the same, and no flags of renames
   kOther,  // renames to another folder lead to another one
+  kBare,   // is plain, and knows no links and no locks
 };
 
 // The kind of a call: what may go wrong with it.
@@ -49,6 +52,7 @@ struct FaultPlan {
   int point;  // 0: none fails
   Volume volume = Volume::kUsual;
   CallRecorder* recorder = nullptr;  // of the calls that change something
+  int error = 0;                     // in the place of the fault's own
 };
 
 struct FaultReport {

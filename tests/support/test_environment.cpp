@@ -189,7 +189,19 @@ std::vector<int> InProcesses(int count, const std::function<int(int)>& body) {
   return statuses;
 }
 
+int Execute(const std::vector<std::string>& argv) {
+  std::vector<char*> arguments;
+  for (const std::string& argument : argv) arguments.push_back(const_cast<char*>(argument.c_str()));
+  arguments.push_back(nullptr);
+  execvp(arguments[0], arguments.data());
+  return 127;
+}
+
 CommandResult RunCommand(const std::vector<std::string>& argv, const std::string& input) {
+  return RunChild([&argv] { return Execute(argv); }, input);
+}
+
+CommandResult RunChild(const std::function<int()>& body, const std::string& input) {
   CommandResult result;
   int in[2], out[2], err[2];
   if (pipe2(in, O_CLOEXEC) != 0 || pipe2(out, O_CLOEXEC) != 0 || pipe2(err, O_CLOEXEC) != 0)
@@ -199,12 +211,7 @@ CommandResult RunCommand(const std::vector<std::string>& argv, const std::string
     dup2(in[0], 0);
     dup2(out[1], 1);
     dup2(err[1], 2);
-    std::vector<char*> arguments;
-    for (const std::string& argument : argv)
-      arguments.push_back(const_cast<char*>(argument.c_str()));
-    arguments.push_back(nullptr);
-    execvp(arguments[0], arguments.data());
-    _exit(127);
+    _exit(body());
   }
   close(in[0]);
   close(out[1]);

@@ -132,7 +132,13 @@ struct CommandResult {
   std::string err;
 };
 
-// Runs a program (argv[0] found through PATH) with this process's environment and waits for it.
+// Runs the body in a process of its own, whose exit status is what it returns.
+CommandResult RunChild(const std::function<int()>& body, const std::string& input = {});
+
+// Becomes a program, argv[0] found through PATH; gives 127 when that fails.
+int Execute(const std::vector<std::string>& argv);
+
+// Runs a program with this process's environment and waits for it.
 CommandResult RunCommand(const std::vector<std::string>& argv, const std::string& input = {});
 
 // The folder of the programs under test (build/<preset>/bin).
