@@ -39,34 +39,33 @@ TEST(Utf8Strings, ConvertsBothWays) {
 
 TEST(Utf8Strings, ConvertsMixturesOfEveryWidth) {
   std::mt19937 random(11);
-  constexpr std::u16string_view kPieces[] = {u"aaaaaaaaaaaaaaaaaaaaaaa", u"b", u"\u00E9", u"\u4E00",
-                                             u"\U0001F600"};
-  constexpr std::string_view kUtf8[] = {"aaaaaaaaaaaaaaaaaaaaaaa", "b", "\xC3\xA9", "\xE4\xB8\x80",
-                                        "\xF0\x9F\x98\x80"};
+  const std::pair<u16string_view, string_view> pieces[] = {
+      {u"aaaaaaaaaaaaaaaaaaaaaaa", "aaaaaaaaaaaaaaaaaaaaaaa"},
+      {u"b", "b"},
+      {u"\u00E9", "\xC3\xA9"},
+      {u"\u4E00", "\xE4\xB8\x80"},
+      {u"\U0001F600", "\xF0\x9F\x98\x80"}};
+  const auto to_utf8 = [](u16string_view wide) {
+    return std::string(MakeUTF8StringFromUnicodeString(CAtlString(wide)).View());
+  };
   for (int round = 0; round < 1000; ++round) {
     std::u16string wide;
     std::string utf8;
     const unsigned kinds = 1 + random() % 5;
     for (unsigned count = random() % 400; count > 0; --count) {
-      const std::size_t kind = 4 - random() % kinds;
-      wide += kPieces[kind];
-      utf8 += kUtf8[kind];
+      const auto& [wide_piece, utf8_piece] = pieces[4 - random() % kinds];
+      wide += wide_piece;
+      utf8 += utf8_piece;
     }
-    ASSERT_EQ(MakeUTF8StringFromUnicodeString(CAtlString(wide)).View(), utf8);
+    ASSERT_EQ(to_utf8(wide), utf8);
     ASSERT_EQ(MakeWideStringFromUTF8String(CAtlStringA(utf8)).View(), wide);
     // One unpaired surrogate anywhere is one "?"; one stray byte refuses all.
     const std::size_t at = random() % (wide.size() + 1);
-    if (at == wide.size() || (wide[at] & 0xFC00) != 0xDC00) {
-      const std::u16string_view head(wide.data(), at);
-      const std::string expected =
-          std::string(MakeUTF8StringFromUnicodeString(CAtlString(head)).View()) + "?" +
-          utf8.substr(static_cast<std::size_t>(
-              MakeUTF8StringFromUnicodeString(CAtlString(head)).GetLength()));
-      wide.insert(at, 1, u'\xDC00');
-      ASSERT_EQ(MakeUTF8StringFromUnicodeString(CAtlString(wide)).View(), expected);
-      utf8.insert(random() % (utf8.size() + 1), 1, '\xFF');
-      ASSERT_EQ(MakeWideStringFromUTF8String(CAtlStringA(utf8)).View(), u"");
-    }
+    if (at < wide.size() && (wide[at] & 0xFC00) == 0xDC00) continue;
+    const std::string expected = to_utf8(wide.substr(0, at)) + "?" + to_utf8(wide.substr(at));
+    ASSERT_EQ(to_utf8(wide.insert(at, 1, u'\xDC00')), expected);
+    utf8.insert(random() % (utf8.size() + 1), 1, '\xFF');
+    ASSERT_EQ(MakeWideStringFromUTF8String(CAtlStringA(utf8)).View(), u"");
   }
 }
 
