@@ -54,9 +54,8 @@ TEST(PropertyListXml, KeepsTextAmongCommentsSectionsAndInstructions) {
 }
 
 TEST(PropertyListXml, OfEqualKeysTheLastHolds) {
-  EXPECT_EQ(
-      DescribeBytes("<dict><key>a</key><true/><key>b</key><true/><key>a</key><false/></dict>"),
-      "{a=b:0 b=b:1}");
+  ExpectAll({{"<dict><key>a</key><true/><key>b</key><true/><key>a</key><false/></dict>",
+              "{a=b:0 b=b:1}"}});
 }
 
 void ExpectRefused(std::initializer_list<const char*> lists) {
@@ -160,11 +159,10 @@ TEST(PropertyListCopies, HaveTheMutabilityThatIsAskedFor) {
 
 TEST(PropertyListXml, IsNotWrittenOfWhatItCannotHold) {
   EXPECT_EQ(CFPropertyListCreateXMLData(nullptr, nullptr), nullptr);
-  NSDictionary* keyed_by_boolean = NSDictionary::Create();
-  const OwnedObject owner(keyed_by_boolean);
+  const Owned<NSDictionary> keyed_by_boolean(NSDictionary::Create());
   keyed_by_boolean->setObject(kCFBooleanTrue, kCFBooleanTrue);
-  EXPECT_EQ(CFPropertyListCreateXMLData(nullptr, keyed_by_boolean), nullptr);
-  EXPECT_FALSE(CFPropertyListIsValid(keyed_by_boolean, kCFPropertyListXMLFormat_v1_0));
+  EXPECT_EQ(CFPropertyListCreateXMLData(nullptr, keyed_by_boolean.get()), nullptr);
+  EXPECT_FALSE(CFPropertyListIsValid(keyed_by_boolean.get(), kCFPropertyListXMLFormat_v1_0));
   const OwnedObject number = ReadRoot("<array><integer>1</integer></array>");
   EXPECT_FALSE(CFPropertyListIsValid(number.get(), kCFPropertyListOpenStepFormat));
   EXPECT_TRUE(CFPropertyListIsValid(number.get(), kCFPropertyListXMLFormat_v1_0));

@@ -177,12 +177,10 @@ TEST(PropertyListDeferral, IsNotWrittenTooDeep) {
   const OwnedObject root = ReadRoot(DeepestXml());
   ASSERT_NE(root, nullptr);
   EXPECT_TRUE(WriteXmlPropertyList(root.get()));
-  NSArray* one = NSArray::Create();
-  NSArray* two = NSArray::Create();
-  const OwnedObject owner(two);
-  two->AppendOwned(one);
+  const Owned<NSArray> one(NSArray::Create()), two(NSArray::Create());
+  two->addObject(one.get());
   one->addObject(DictionaryAt(root, u"k"));
-  EXPECT_FALSE(WriteXmlPropertyList(two));
+  EXPECT_FALSE(WriteXmlPropertyList(two.get()));
 }
 
 TEST(PropertyListDeferral, ChangesWhenItIsMutable) {
@@ -207,10 +205,9 @@ TEST(PropertyListDeferral, IsCopiedAsItIsUnlessItLiesDeeper) {
     EXPECT_EQ(Describe(copy.get()), "{k={}}");
     EXPECT_EQ(Describe(source.get()), "{k={a=b:1}}");
   }
-  NSDictionary* around = NSDictionary::Create();
-  const OwnedObject owner(around);
+  const Owned<NSDictionary> around(NSDictionary::Create());
   around->setObject(ReadRoot(DeepestXml()).get(), StringOf(u"k").get());
-  EXPECT_EQ(CFPropertyListCreateDeepCopy(nullptr, around, 1), nullptr);
+  EXPECT_EQ(CFPropertyListCreateDeepCopy(nullptr, around.get(), 1), nullptr);
 }
 
 TEST(PropertyListDeferral, IsMadeOnceForAllThreads) {
