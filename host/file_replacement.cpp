@@ -1,4 +1,4 @@
-#include "host/at_path.h"
+#include "host/file_replacement.h"
 
 #include <fcntl.h>
 #include <sys/stat.h>
