@@ -6,6 +6,7 @@
 #include "platform/core_foundation/cf_preferences.h"
 #include "platform/core_foundation/property_list_equality.h"
 #include "prefs/dictionary_type.h"
+#include "prefs/key_walk.h"
 #include "prefs/platform_values.h"
 #include "prefs/shared_preference_file.h"
 
@@ -152,7 +153,7 @@ PrefStatus FileDomainStore::SetEntry(CFStringRef name, CFTypeRef value) {
 PrefStatus FileDomainStore::Save() {
   const int error = changed_ ? file_.Save(root_) : file_.Flush();
   if (error == EINVAL) {
-    return {PrefError::kNotSerializable};
+    return NotSerializable(CAtlString(), nullptr, root_);
   }
   changed_ = changed_ && error != 0;
   return StatusOf(error);

@@ -2,8 +2,10 @@
 
 #include "platform/core_foundation/property_list.h"
 #include "platform/core_foundation/property_list_equality.h"
+#include "platform/core_foundation/property_list_fault.h"
 #include "prefs/dictionary_type.h"
 #include "prefs/platform_values.h"
+#include "strings/utf8_strings.h"
 
 namespace orvik {
 
@@ -66,6 +68,24 @@ bool IsTooDeep(const KeyPath& path) {
   return path.count() >= kPropertyListMaximumDepth;
 }
 
+PrefStatus NotSerializable(const KeyPath& path, const CAtlString* name, CFTypeRef value) {
+  std::string way;
+  const auto add = [&way](std::string_view step) {
+    if (!way.empty() && !step.empty()) {
+      way += '/';
+    }
+    way += step;
+  };
+  for (int i = 1; i <= path.count(); ++i) {
+    add(MakeUTF8StringFromUnicodeString(path.name(i)).View());
+  }
+  if (name != nullptr) {
+    add(MakeUTF8StringFromUnicodeString(*name).View());
+  }
+  add(FaultInPropertyList(value).value_or(std::string()));
+  return {.error = PrefError::kNotSerializable, .path = std::move(way)};
+}
+
 KeyWalk::KeyWalk(DomainStore& store, const KeyPath& path, MissingKeys missing)
     : store_(store), top_name_(PlatformString(path.name(1))) {
   const bool modifiable = store.OwnsEntries();
@@ -107,7 +127,7 @@ PrefStatus ApplyChange(DomainStore& store, const KeyPath& path, const CAtlString
     return store.SetEntry(entry_name, value);
   }
   if (value != nullptr && IsTooDeep(path)) {
-    return {PrefError::kNotSerializable};
+    return NotSerializable(path, &name, value);
   }
   KeyWalk walk(store, path, missing);
   if (!walk.status().ok()) {

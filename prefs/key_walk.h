@@ -31,6 +31,10 @@ FoundValue FindValueIn(DomainStore& store, const KeyPath& path, const CAtlString
 // Whether a property list has too few levels for the keys of the path and a value.
 bool IsTooDeep(const KeyPath& path);
 
+// kNotSerializable with the way to what cannot be kept: the names of the path, then of the value
+// in it, with "/" between them.
+PrefStatus NotSerializable(const KeyPath& path, const CAtlString* name, CFTypeRef value);
+
 // What to do where a key of the path does not exist.
 enum class MissingKeys { kMake, kFail };
 

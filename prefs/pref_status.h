@@ -35,7 +35,8 @@ struct PrefStatus {
   PrefError error = PrefError::kNone;
   // The status of the failing call (kUnreadable and the reasons of a failed save), else 0.
   OSStatus system_status = 0;
-  // Where it happened, if that is another path than the file's (UTF-8 as a rule); else "".
+  // Where it happened, if that is another path than the file's (UTF-8 as a rule); else "". Of
+  // kNotSerializable the keys and indices that lead to the value, with "/" between them.
   std::string path = {};
   // Of a transaction: its change or condition that failed, counted from 0 in the order of the calls
   // that added them; -1 when none of them did.

@@ -4,6 +4,7 @@
 #include <utility>
 
 #include "platform/core_foundation/property_list.h"
+#include "platform/core_foundation/property_list_fault.h"
 #include "prefs/file_domain_store.h"
 #include "prefs/platform_values.h"
 #include "prefs/transaction_runner.h"
@@ -158,9 +159,8 @@ PrefStatus Transaction::Rehearse(TransactionResult* result) const {
     return status;
   }
   PrefStatus status = TransactionRunner(store).Run(steps_);
-  if (status.ok() && store.entries() != nullptr &&
-      !CFPropertyListIsValid(store.entries(), kCFPropertyListXMLFormat_v1_0)) {
-    status = {PrefError::kNotSerializable};
+  if (status.ok() && store.entries() != nullptr && FaultInPropertyList(store.entries())) {
+    status = NotSerializable(CAtlString(), nullptr, store.entries());
   }
   if (status.ok()) {
     *result = ResultOf(store);

@@ -126,7 +126,7 @@ TransactionRunner::Found TransactionRunner::FindDictionary(const KeyPath& path) 
 PrefStatus TransactionRunner::Put(const KeyPath& path, const CAtlString& name, CFTypeRef value) {
   const Value own = !IsTooDeep(path) ? OwnForm(value) : Value();
   if (!own) {
-    return {PrefError::kNotSerializable};
+    return NotSerializable(path, &name, value);
   }
   if (IsSameValue(Find(path, name).value, own)) {
     return PrefStatus::Ok();
@@ -152,7 +152,7 @@ PrefStatus TransactionRunner::MakeKey(const KeyPath& path) {
 
 PrefStatus TransactionRunner::ReplaceKey(const KeyPath& path, CFTypeRef entries) {
   if (!IsADictionaryType(entries)) {
-    return {PrefError::kNotSerializable};
+    return NotSerializable(path, nullptr, entries);
   }
   const Found present = FindDictionary(path);
   if (present.status.error == PrefError::kNotAKey) {
@@ -163,7 +163,7 @@ PrefStatus TransactionRunner::ReplaceKey(const KeyPath& path, CFTypeRef entries)
   }
   Value own = OwnForm(entries);
   if (!own) {
-    return {PrefError::kNotSerializable};
+    return NotSerializable(path, nullptr, entries);
   }
   if (!IsSameValue(present.value, own)) {
     store_.ReplaceEntries(OwnDictionary(std::move(own)));
@@ -180,7 +180,7 @@ PrefStatus TransactionRunner::Merge(const Step& step) {
   }
   const Value own = OwnForm(step.value);
   if (!IsADictionaryType(own)) {
-    return {PrefError::kNotSerializable};
+    return NotSerializable(path, nullptr, step.value);
   }
   bool changed = false;
   const PrefError error = MergeInto(

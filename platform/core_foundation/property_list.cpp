@@ -1,6 +1,7 @@
 #include "platform/core_foundation/property_list.h"
 
 #include "platform/core_foundation/property_list_encoding.h"
+#include "platform/core_foundation/property_list_fault.h"
 #include "platform/core_foundation/property_list_forms.h"
 #include "platform/core_foundation/property_list_walk.h"
 #include "platform/core_foundation/property_list_xml.h"
@@ -95,6 +96,12 @@ Boolean CFPropertyListIsValid(CFPropertyListRef property_list, CFPropertyListFor
   }
   FormatChecker checker(format);
   return PropertyListWalk(PropertyListOrder::kStored, checker).Run(ObjectOf(property_list));
+}
+
+std::optional<std::string> FaultInPropertyList(CFTypeRef object) {
+  PropertyListChecker checker;
+  PropertyListWalk walk(PropertyListOrder::kByKey, checker);
+  return walk.Run(ObjectOf(object)) ? std::nullopt : std::optional(walk.Path());
 }
 
 }  // namespace orvik

@@ -11,6 +11,7 @@
 #include "prefs/platform_values.h"
 #include "prefs/preferences.h"
 #include "prefs/reporting.h"
+#include "prefs/shared_preference_file.h"
 #include "tests/prefs/store_fixture.h"
 #include "tests/support/without_root_rights.h"
 
@@ -248,6 +249,10 @@ TEST_F(TransactionTest, RefusesWhatItCannotAddressAndWaitsForTheLock) {
   EXPECT_EQ(unknown.Commit().error, PrefError::kUnknownScope);
   EXPECT_EQ(refused.Commit().error, PrefError::kRefusedDomain);
   EXPECT_EQ(deep.Commit().error, PrefError::kNotSerializable);
+  Transaction nested(0, kDomain);
+  const CAutoCFRelease<CFTypeRef> url(LibPref_CopySharedCFURLRef(PlatformString(kDomain)));
+  nested.Set(u"K/L", u"n", Entries({{u"a", PlatformNumber(1)}, {u"b", Entries({{u"c", url}})}}));
+  EXPECT_EQ(nested.Commit().path, "K/L/n/b/c");
   EXPECT_EQ(empty.Commit().error, PrefError::kEmptyPath);
   for (const int scope : {0, 1}) {
     EXPECT_EQ(WritePreferenceInt(scope, Deep(200'000), u"n", 1, kDomain), kPreferenceBadKey);

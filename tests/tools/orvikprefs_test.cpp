@@ -405,6 +405,8 @@ TEST_F(OrvikPrefsTest, AppliesScripts) {
        "the key path leads through a value that is no key"},
       {"set K n\n", 1, "line 1, column 8 (byte 7): a value is expected"},
       {"\nset K n tru\n", 1, "line 2, column 9 (byte 9): this is no JSON value"},
+      {"set K n {\"a\": [1, null]}\n", 1, "null is no property-list value: \"a/1\""},
+      {"set K n {\"a\": {\"$date\": \"?\"}}\n", 1, "\"$date\" is malformed: \"a\""},
       {"set K n 1 2\n", 1, "line 1, column 11 (byte 10): one word too many"},
       {"set K \"n\n\" 1\n", 1, "the text ends in a string"},
       {"set K n'm 1\n", 1, "needs double quotes"},

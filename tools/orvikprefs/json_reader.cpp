@@ -68,9 +68,18 @@ class Reader {
   }
   Value Fail(const std::string& reason) { return Fail(reason, at_); }
 
+  // Of what is JSON and no property list, also the way to it is named.
+  Value Refuse(const std::string& reason, std::size_t at) {
+    is_refused_ = is_refused_ || reason_.empty();
+    return Fail(reason, at);
+  }
+
   std::size_t at() const { return at_; }
   bool is_deep() const { return deepest_ > kPropertyListMaximumDepth; }
-  TextError error() const { return ErrorAt(text_, failed_at_, reason_); }
+  TextError error() const {
+    const bool has_way = is_refused_ && !way_.empty();
+    return ErrorAt(text_, failed_at_, has_way ? reason_ + ": " + Quoted(way_) : reason_);
+  }
 
  private:
   // The members of an object. Whether it is a wrapper, and what one in it that is named
@@ -89,9 +98,12 @@ class Reader {
   bool Enter() {
     deepest_ = std::max(deepest_, ++depth_);
     if (depth_ <= kMaximumNesting) return true;
-    Fail("nested too deeply");
+    Refuse("nested too deeply", at_);
     return false;
   }
+
+  // Out of a container, after a failure inside it.
+  void Leave(const std::string& step) { way_ = way_.empty() ? step : step + "/" + way_; }
 
   // Past the character, after blanks.
   bool Take(char expected) {
@@ -103,7 +115,7 @@ class Reader {
 
   Value ReadWord(std::string_view word, CFTypeRef value) {
     if (text_.substr(at_, word.size()) != word) return Fail("this is no JSON value");
-    if (value == nullptr) return Fail("null is no property-list value");
+    if (value == nullptr) return Refuse("null is no property-list value", at_);
     at_ += word.size();
     return Value::Retaining(value);
   }
@@ -116,7 +128,10 @@ class Reader {
     if (!Take(']')) {
       do {
         const Value element = ReadValue();
-        if (!element) return Value();
+        if (!element) {
+          Leave(std::to_string(CFArrayGetCount(array)));
+          return Value();
+        }
         CFArrayAppendValue(array, element);
       } while (Take(','));
       if (!Take(']')) return Fail("\",\" or \"]\" is expected");
@@ -175,7 +190,10 @@ class Reader {
     } else {
       value = ReadValue();
     }
-    if (!value) return false;
+    if (!value) {
+      Leave(ToUtf8(name));
+      return false;
+    }
     CFDictionarySetValue(members, name, value);
     return true;
   }
@@ -190,10 +208,10 @@ class Reader {
     const CFTypeRef content = CFDictionaryGetValue(object.members, name);
     if (object.only_name == kDictionaryWrapper) {
       return IsDictionary(content) ? Value::Retaining(content)
-                                   : Fail("\"$dictionary\" holds no object", object.begin);
+                                   : Refuse("\"$dictionary\" holds no object", object.begin);
     }
     if (CFGetTypeID(content) != CFStringGetTypeID()) {
-      return Fail("\"" + object.only_name + "\" holds no text", object.begin);
+      return Refuse("\"" + object.only_name + "\" holds no text", object.begin);
     }
     const ValueType type = object.only_name == kDateWrapper   ? ValueType::kDate
                            : object.only_name == kDataWrapper ? ValueType::kData
@@ -203,7 +221,7 @@ class Reader {
         type == ValueType::kReal && text != "nan" && text != "inf" && text != "-inf";
     Value value = other_real ? Value() : ParseValue(type, text);
     return value ? std::move(value)
-                 : Fail("\"" + object.only_name + "\" is malformed", object.begin);
+                 : Refuse("\"" + object.only_name + "\" is malformed", object.begin);
   }
 
   // With every member that was kept open given its meaning.
@@ -243,10 +261,10 @@ class Reader {
     }
     Value value =
         ParseValue(real ? ValueType::kReal : ValueType::kInteger, text_.substr(begin, at_ - begin));
-    return value
-               ? std::move(value)
-               : Fail(real ? "a number that no double can hold" : "an integer of more than 64 bits",
-                      begin);
+    return value ? std::move(value)
+                 : Refuse(real ? "a number that no double can hold"
+                               : "an integer of more than 64 bits",
+                          begin);
   }
 
   // Also puts the text into last_string_.
@@ -344,6 +362,8 @@ class Reader {
   int depth_ = 0;
   int deepest_ = 0;
   std::string last_string_;
+  std::string way_;  // names and indices that lead to what failed
+  bool is_refused_ = false;
   std::string reason_;
   std::size_t failed_at_ = 0;
 };
