@@ -321,9 +321,12 @@ std::vector<Surrounding> Surroundings() {
            },
        .is_program = true,
        .is_heard = false},
-      {.name = "ten descriptors",
-       .answer = kAny,
-       .begin = Limit(RLIMIT_NOFILE, 10),
+      {.name = "few descriptors",
+       .begin =
+           [] {
+             close_range(3, ~0U, 0);
+             Limit(RLIMIT_NOFILE, 16)();
+           },
        .is_program = true},
       {.name = "log reader that went away",
        .begin =
