@@ -8,19 +8,15 @@
 
 #include "platform/core_foundation/owned.h"
 #include "platform/core_foundation/string.h"
+#include "tests/strings/texts.h"
 
 namespace orvik {
 namespace {
 
 using std::string_view;
+using test::TextsOf;
 
 using Texts = std::vector<std::string>;
-
-Texts TextsOf(std::initializer_list<CAtlStringA> strings) {
-  Texts texts;
-  for (const CAtlStringA& string : strings) texts.emplace_back(string.View());
-  return texts;
-}
 
 TEST(CAtlStringA, NarrowsAndWidensAsLatin1) {
   const CAtlString wide(u"\u20AC\u00E9\u0100z");

@@ -13,11 +13,13 @@
 #include "platform/core_foundation/string.h"
 #include "strings/atl_string.h"
 #include "strings/atl_string_a.h"
+#include "tests/strings/texts.h"
 
 namespace orvik {
 namespace {
 
 using std::u16string_view;
+using test::TextsOf;
 
 TEST(CAtlStringOperations, FindLiterally) {
   const CAtlString text(u"abcb\u00E9A\u0301");
@@ -58,12 +60,6 @@ TEST(CAtlStringOperations, FindsWhatNearlyRepeatsWithoutDelay) {
 }
 
 using Texts = std::vector<std::u16string>;
-
-Texts TextsOf(std::initializer_list<CAtlString> strings) {
-  Texts texts;
-  for (const CAtlString& string : strings) texts.emplace_back(string.View());
-  return texts;
-}
 
 TEST(CAtlStringOperations, TrimsWhiteSpaceUnitsAndSets) {
   CAtlString text(u"\t \r\n\v\f a \u00A0 ");  // a no-break space is no white space

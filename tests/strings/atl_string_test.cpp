@@ -15,11 +15,13 @@
 #include "platform/core_foundation/owned.h"
 #include "platform/core_foundation/string.h"
 #include "strings/atl_string_a.h"
+#include "tests/strings/texts.h"
 
 namespace orvik {
 namespace {
 
 using std::u16string_view;
+using test::TextsOf;
 
 // Which pairs each operator takes. What is not offered does not compile instead of picking a
 // conversion: an array, a platform string and a narrow string are all one conversion away.
@@ -66,12 +68,6 @@ static_assert(std::is_nothrow_move_constructible_v<CAtlString> &&
               std::is_nothrow_swappable_v<CAtlString>);
 
 using Texts = std::vector<std::u16string>;
-
-Texts TextsOf(std::initializer_list<CAtlString> strings) {
-  Texts texts;
-  for (const CAtlString& string : strings) texts.emplace_back(string.View());
-  return texts;
-}
 
 Owned<const NSString> PlatformString(u16string_view text) {
   return Owned<const NSString>(CFStringCreateWithCharacters(kCFAllocatorDefault, text.data(),
