@@ -82,6 +82,9 @@ TEST_F(FolderLockTest, RefusesWhatIsNoLockFile) {
   EXPECT_EQ(Take(folder_, 0).error(), EINVAL);
   EXPECT_FALSE(fs::exists(folder_ / "elsewhere"));
   fs::remove(file);
+  ASSERT_EQ(mkfifo(file.c_str(), 0600), 0);
+  EXPECT_EQ(Take(folder_, 0).error(), EINVAL);
+  fs::remove(file);
   fs::create_directory(file);
   EXPECT_FALSE(Take(folder_, 0).held());
 }
