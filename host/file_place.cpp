@@ -136,7 +136,10 @@ class Walk {
     struct stat attributes = here_attributes_;
     if (attributes.st_mode == 0 && fstat(parent, &attributes) != 0) return errno;
     if (mkdirat(parent, name.c_str(), 0777) != 0) {
-      return errno == EEXIST ? Open(name, entry) : errno;
+      if (errno != EEXIST) return errno;
+      // Whoever made it may not have put it on disk yet.
+      const int error = FlushFolder(parent);
+      return error == 0 ? Open(name, entry) : error;
     }
     entry->descriptor = Descriptor(openat(parent, name.c_str(), kOpenFolderFlags | O_NOFOLLOW));
     entry->is_new =
