@@ -165,6 +165,11 @@ TEST_F(TransactionTest, CopiesMovesMergesAndReplaces) {
     EXPECT_TRUE(CFEqual(rehearsed.after, done.after));
     EXPECT_TRUE(CFEqual(rehearsed.before, done.before));
     EXPECT_TRUE(CFEqual(done.after, CopyDomain(scope, kDomain).value));
+    change.SetInt(u"refused", u"n", 1);
+    change.SetInt(u"refused/n", u"below a value", 1);
+    TransactionResult none;
+    EXPECT_FALSE(change.Commit(IfDamaged::kFail, &none).ok());
+    EXPECT_TRUE(none.before == nullptr && none.after == nullptr);
   }
 }
 
