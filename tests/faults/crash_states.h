@@ -50,7 +50,7 @@ class CallRecorder {
   void MadeUnnamed(int file);
   void Changed(int file);  // content or mode
   void Linked(int file_folder, const char* file_name, int flags, int folder, const char* name);
-  // Before a rename or removal that may succeed, since afterwards the names tell nothing; Undo
+  // Before a rename or removal that may succeed, since afterwards the names say nothing; Undo
   // takes the last one back when the call failed.
   void WillRename(int from, const char* from_name, int to, const char* to_name, bool exchanges);
   void WillRemove(int folder, const char* name);

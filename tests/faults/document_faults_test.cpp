@@ -28,46 +28,46 @@ constexpr char kConfig[] =
     "<key name=\"ORVIK Technologies\" scope=\"User\">\n"
     "    <key name=\"A\"><value name=\"v\" data=\"1\"/></key>\n</key>\n";
 
-Told SaveConfig() {
+Reported SaveConfig() {
   SetXMLConfig(1, PathOf("/config.xml"));
-  if (!WriteXMLConfigInt(1, u"A", u"v", 2)) return Told::kFailed;
-  return SaveXMLConfigFile(1) ? Told::kDone : Told::kFailed;
+  if (!WriteXMLConfigInt(1, u"A", u"v", 2)) return Reported::kFailed;
+  return SaveXMLConfigFile(1) ? Reported::kDone : Reported::kFailed;
 }
 
-Told WriteCompressed() {
+Reported WriteCompressed() {
   const CComPtr<IStream> stream =
       CStreamFactory::CreateWritableCompressedFileStream(PathOf("/stream"));
-  if (stream == nullptr) return Told::kFailed;
+  if (stream == nullptr) return Reported::kFailed;
   for (int i = 0; i < 20; ++i) {
-    if (stream->Write("the bytes of the stream\n", 24, nullptr) < 0) return Told::kFailed;
+    if (stream->Write("the bytes of the stream\n", 24, nullptr) < 0) return Reported::kFailed;
   }
-  return FinishStream(stream) == S_OK ? Told::kDone : Told::kFailed;
+  return FinishStream(stream) == S_OK ? Reported::kDone : Reported::kFailed;
 }
 
 // Bytes that do not shrink reach the file as they are.
-Told WriteUncompressed() {
+Reported WriteUncompressed() {
   const CComPtr<IStream> stream =
       CStreamFactory::CreateWritableCompressedFileStream(PathOf("/stream"));
-  if (stream == nullptr) return Told::kFailed;
+  if (stream == nullptr) return Reported::kFailed;
   std::minstd_rand random(1);
   for (int i = 0; i < 1'000; ++i) {
     char bytes[400];
     for (char& byte : bytes) byte = static_cast<char>(random() >> 8);
-    if (stream->Write(bytes, sizeof bytes, nullptr) < 0) return Told::kFailed;
+    if (stream->Write(bytes, sizeof bytes, nullptr) < 0) return Reported::kFailed;
   }
-  return FinishStream(stream) == S_OK ? Told::kDone : Told::kFailed;
+  return FinishStream(stream) == S_OK ? Reported::kDone : Reported::kFailed;
 }
 
-Told WriteXml() {
+Reported WriteXml() {
   CComPtr<IORVIKXMLWriter> writer;
   if (IORVIKXMLWriter::CreateORVIKXMLWriter(&writer, PathOf("/doc.xml")) < 0) {
-    return Told::kFailed;
+    return Reported::kFailed;
   }
   writer->OutputXMLHeader();
   writer->startElement("root");
   writer->WriteTextAttribute("name", "a & b");
   writer->endElement("root");
-  return writer->Finish() == S_OK ? Told::kDone : Told::kFailed;
+  return writer->Finish() == S_OK ? Reported::kDone : Reported::kFailed;
 }
 
 // A stream empties its file at once and writes it as it goes.
@@ -82,7 +82,7 @@ bool IsDiscarded(const std::string& path, const std::string* content) {
   return path == "home/config.xml.discarded" && content != nullptr && *content == "x";
 }
 
-Told WritePropertyFile() {
+Reported WritePropertyFile() {
   const NSAutoreleasePool pool;
   const NSString* const path = CFSTR(PathOf("/p.plist").GetFilePathString().View());
   auto* const file = new propertyFile;
@@ -92,16 +92,16 @@ Told WritePropertyFile() {
   file->setPlist(root);
   const bool written = file->write(100) == YES;
   file->release();
-  return written ? Told::kDone : Told::kFailed;
+  return written ? Reported::kDone : Reported::kFailed;
 }
 
 constexpr char kRegistry[] = "root/Users/Shared/Library/Preferences/com.orviktech.Registry.plist";
 
-Told RunInstaller() {
+Reported RunInstaller() {
   const ScopedArguments arguments({"postflight", "-pathToPkg", "/p", "-pathToDest", "/d",
                                    "-mountPointOfDest", "/", "-rootOfCurrSystemFolder", "/"});
   RunPostflight();
-  return Told::kNothing;
+  return Reported::kNothing;
 }
 
 // Each of the recorded values is there or not.
@@ -149,7 +149,7 @@ OperationTable Operations() {
 
 class DocumentFaultsTest : public ::testing::TestWithParam<Operation> {};
 
-TEST_P(DocumentFaultsTest, OldOrNewAndTold) {
+TEST_P(DocumentFaultsTest, OldOrNewAndReported) {
   Walk(GetParam());
 }
 

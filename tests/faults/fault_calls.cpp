@@ -1,7 +1,7 @@
 // The C library's entry points of this program.
 //
 // Each is defined under a name of its own with the library's symbol, so that no header's
-// declaration (which may stand for another symbol) is in the way.
+// declaration (which may mean another symbol) is in the way.
 #include <dlfcn.h>
 #include <fcntl.h>
 #include <signal.h>
@@ -272,7 +272,7 @@ FILE* FaultFopen(const char* path, const char* mode) {
   return Next<FILE*(const char*, const char*)>("fopen64")(path, mode);
 }
 
-// A descriptor is gone after a close, whatever that tells.
+// A descriptor is gone after a close, whatever that answers.
 int FaultClose(int file) {
   const int result = Next<int(int)>("close")(file);
   return ArmedPlan() != nullptr && result == 0 && Fails(Call::kClose) ? -1 : result;
@@ -431,7 +431,7 @@ FILE* FaultFopen32(const char*, const char*) __asm__("fopen") __attribute__((ali
 
 }  // extern "C"
 
-// The operators' symbols tell the type of sizes.
+// The operators' symbols name the type of sizes.
 constexpr bool kLongSizes = std::is_same_v<std::size_t, unsigned long>;
 
 // The sanitizer's or the library's own operators do the work, so that what checks them still does.

@@ -29,11 +29,11 @@ COrvikDirectoryPath FolderPath(const std::string& name) {
   return COrvikDirectoryPath(Wide(InHome(name)));
 }
 
-Told FromBool(BOOL done) {
-  return done != FALSE ? Told::kDone : Told::kFailed;
+Reported FromBool(BOOL done) {
+  return done != FALSE ? Reported::kDone : Reported::kFailed;
 }
-Told FromResult(HRESULT result) {
-  return result >= 0 ? Told::kDone : Told::kFailed;
+Reported FromResult(HRESULT result) {
+  return result >= 0 ? Reported::kDone : Reported::kFailed;
 }
 
 void MakeSource() {
@@ -59,7 +59,7 @@ bool IsWholeOrGone(const std::string& path, const std::string* content) {
   return content == nullptr || IsWhole(path, content);
 }
 
-// The source of a move to another volume is removed when all of the copy stands under its name.
+// The source of a move to another volume is removed when all of the copy has its name.
 std::string FaultOfMove(const Snapshot& files) {
   const auto count = [&files](const std::string& folder) {
     return std::count_if(files.begin(), files.end(),
@@ -130,14 +130,14 @@ OperationTable Operations() {
       .leftovers = {"home/.target.orvik-*/*"};
   Operation& tree = add("folder copy", MakeTree, [] {
     CDirectoryManipulator::RecursivelyCopyDirectory(FolderPath("/tree"), FolderPath("/to"), FALSE);
-    return Told::kNothing;  // files that could not be copied are not told of
+    return Reported::kNothing;  // files that could not be copied are not reported of
   });
   tree.steps = Steps::kAlways;
   tree.also = IsWholeOrGone;
   Operation& moved_files = add("folder move to another volume", MakeTree, [] {
     CDirectoryManipulator::RecursivelyCopyDirectory(FolderPath("/tree"),
                                                     COrvikDirectoryPath(Wide(InRoot("/to"))), TRUE);
-    return Told::kNothing;
+    return Reported::kNothing;
   });
   moved_files.volume = Volume::kOther;
   moved_files.steps = Steps::kAlways;
@@ -178,7 +178,7 @@ OperationTable Operations() {
   Operation& trash = add("delete to the trash", MakeSource, [] {
     // Where no trash can be had it is deleted outright, which is a success.
     const BOOL done = CFileManipulator::DeleteFile(FilePath("/source"), FALSE, TRUE);
-    return done != FALSE ? Told::kNothing : Told::kFailed;
+    return done != FALSE ? Reported::kNothing : Reported::kFailed;
   });
   trash.steps = Steps::kAlways;
   trash.also = IsInTrash;
@@ -190,14 +190,14 @@ OperationTable Operations() {
       [] {
         char16_t name[MAX_PATH] = {};
         GetTempFileName(Wide(InTemp("")), u"abc", 1, name);
-        return Told::kNothing;
+        return Reported::kNothing;
       });
   return add;
 }
 
 class FileFaultsTest : public ::testing::TestWithParam<Operation> {};
 
-TEST_P(FileFaultsTest, OldOrNewAndTold) {
+TEST_P(FileFaultsTest, OldOrNewAndReported) {
   Walk(GetParam());
 }
 

@@ -33,12 +33,12 @@ std::string FileOf(int scope) {
   return PreferenceFilePath(scope, kDomain);
 }
 
-Told FromStatus(const PrefStatus& status) {
-  return status.ok() ? Told::kDone : Told::kFailed;
+Reported FromStatus(const PrefStatus& status) {
+  return status.ok() ? Reported::kDone : Reported::kFailed;
 }
 
-Told FromCode(DWORD code) {
-  return code == kPreferenceLockNotObtained ? Told::kFailed : Told::kNothing;
+Reported FromCode(DWORD code) {
+  return code == kPreferenceLockNotObtained ? Reported::kFailed : Reported::kNothing;
 }
 
 Transaction SetAndDelete(int scope) {
@@ -111,19 +111,19 @@ OperationTable Operations() {
         const CAutoCFRelease<CFMutableDictionaryRef> value = NewDictionary();
         CFDictionarySetValue(value, PlatformString(u"k"), PlatformString(u"v"));
         const CAutoCFRelease<CFStringRef> domain = PlatformString(kDomain);
-        return SavePropertiesToSharedFile(value, domain) == 0 ? Told::kDone : Told::kFailed;
+        return SavePropertiesToSharedFile(value, domain) == 0 ? Reported::kDone : Reported::kFailed;
       });
   Operation& lock = add(
       "shared lock", [] {},
       [] {
-        if (!LockGlobalSharedPList(kDomain)) return Told::kFailed;
+        if (!LockGlobalSharedPList(kDomain)) return Reported::kFailed;
         try {
           UnlockGlobalSharedPList(kDomain);
         } catch (const std::bad_alloc&) {
           UnlockGlobalSharedPList(kDomain);
           throw;
         }
-        return Told::kNothing;
+        return Reported::kNothing;
       });
   lock.volume = Volume::kPlain;
   // Taking and releasing the lock is the longer part of these, and walked with the first.
@@ -138,7 +138,7 @@ OperationTable Operations() {
 
 class PreferenceFaultsTest : public ::testing::TestWithParam<Operation> {};
 
-TEST_P(PreferenceFaultsTest, OldOrNewAndTold) {
+TEST_P(PreferenceFaultsTest, OldOrNewAndReported) {
   // Whoever waits for a lock here waits in vain.
   const SharedLockWait old = ExchangeSharedLockWait([] {});
   Walk(GetParam());

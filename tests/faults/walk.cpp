@@ -162,7 +162,7 @@ class Walker {
 
  private:
   struct Outcome {
-    Told told = Told::kNothing;
+    Reported reported = Reported::kNothing;
     bool threw = false;
     FaultReport report;
   };
@@ -188,7 +188,7 @@ class Walker {
     Outcome outcome;
     Arm(plan);
     try {
-      outcome.told = operation_.run();
+      outcome.reported = operation_.run();
     } catch (const std::bad_alloc&) {
       outcome.threw = true;
     }
@@ -245,7 +245,7 @@ class Walker {
     CallRecorder recorder(stage);
     const FaultPlan plan{Fault::kPowerLoss, 0, operation_.volume, &recorder};
     Arm(plan);
-    const Told told = operation_.run();
+    const Reported reported = operation_.run();
     Disarm();
     fs::remove_all(stage);
     std::ofstream states(list);
@@ -253,7 +253,7 @@ class Walker {
     for (const CrashState& state : recorder.States()) {
       const std::string place = folder_ + "/state-" + std::to_string(number++);
       Build(state, place);
-      states << place << ' ' << state.events << ' ' << (state.at_end && told == Told::kDone)
+      states << place << ' ' << state.events << ' ' << (state.at_end && reported == Reported::kDone)
              << '\n';
     }
   }
@@ -284,12 +284,12 @@ class Walker {
     if (outcome.threw || old_ == new_) return state;
     // Of attributes what cannot be had is left out.
     const bool is_new = state.all_new || call == Call::kAttribute;
-    if (outcome.told == Told::kDone && !is_new) Find("tells success with the old files");
+    if (outcome.reported == Reported::kDone && !is_new) Find("reports success with the old files");
     // A removal that cannot list a folder to its end does not know that nothing is left in it.
     const bool late = call == Call::kFlush || call == Call::kClose || call == Call::kRemove ||
                       call == Call::kList;
-    if (outcome.told == Told::kFailed && state.all_new && !late) {
-      Find("tells a failure with the new files");
+    if (outcome.reported == Reported::kFailed && state.all_new && !late) {
+      Find("reports a failure with the new files");
     }
     return state;
   }
@@ -297,7 +297,7 @@ class Walker {
   void Recover(const State& state) {
     if (!operation_.repeats && !state.all_old) return;
     const Outcome outcome = RunWithFault(0);
-    if (outcome.told == Told::kFailed && state.all_old) Find("fails the next time");
+    if (outcome.reported == Reported::kFailed && state.all_old) Find("fails the next time");
     // Where nothing needs to be written again, what a loss of power left stays until something
     // does.
     const bool may_leave = fault_.fault == Fault::kPowerLoss && state.all_new;

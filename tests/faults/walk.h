@@ -4,7 +4,8 @@
 // stage the n-th call fails, or the process is killed there, and afterwards
 //
 // - the files are the old ones or the new ones, and nothing else is missing or there;
-// - what the operation told is so: success means the new files, failure the old ones (the new ones
+// - what the operation reported is true: success means the new files, failure the old ones (the new
+// ones
 //   when it was the flush, a close or the removal of what is left that failed);
 // - no descriptor is left open, and no memory is lost;
 // - the operation carried out again without a fault gives the new files and leaves no temporary
@@ -26,7 +27,7 @@
 
 namespace orvik::test {
 
-enum class Told { kDone, kFailed, kNothing };
+enum class Reported { kDone, kFailed, kNothing };
 
 // Paths below the stage (root/, home/ and tmp/) with the mode and content of each.
 using Snapshot = std::map<std::string, std::string>;
@@ -37,12 +38,12 @@ enum class Steps { kNone, kWhenKilled, kAlways };
 struct Operation {
   std::string name;
   std::function<void()> prepare;
-  std::function<Told()> run;
+  std::function<Reported()> run;
 
   Steps steps = Steps::kNone;
   // Patterns of files that stay when the process is killed, or a removal fails, until the next run.
   std::vector<std::string> leftovers = {"*/.*.orvik-*"};
-  // Other sound states of a file (null: it is missing), told in their own way.
+  // Other sound states of a file (null: it is missing), reported in their own way.
   std::function<bool(const std::string& path, const std::string* content)> also = {};
   // What is wrong with the files as a whole; "" for nothing.
   std::function<std::string(const Snapshot& files)> fault = {};
@@ -57,7 +58,7 @@ struct Operation {
 // Operations, each put in by a call that leaves everything else as it usually is.
 struct OperationTable : std::vector<Operation> {
   Operation& operator()(std::string name, std::function<void()> prepare,
-                        std::function<Told()> run) {
+                        std::function<Reported()> run) {
     return emplace_back(
         Operation{.name = std::move(name), .prepare = std::move(prepare), .run = std::move(run)});
   }

@@ -72,7 +72,7 @@ TEST_F(DirectoryManipulator, RemovesEmptyFoldersAndFilesByPattern) {
       {"none", TRUE}, {"t", FALSE}, {"t/empty", TRUE}, {"t/f1", FALSE}, {"t/sub/out", FALSE}};
   for (const auto& [name, removed] : cases) {
     EXPECT_EQ(Manipulator::RemoveDirectory(Folder(At(name))), removed) << name;
-    EXPECT_EQ(Stands(At(name)), removed == FALSE) << name;
+    EXPECT_EQ(Exists(At(name)), removed == FALSE) << name;
   }
   for (const char* name : {"d/a.txt", "d/b.txt", "d/c.md", "d/s.txt/in"}) WriteFile(At(name), "x");
   for (const char* name : {"d", "d", "none"}) {
@@ -87,7 +87,7 @@ TEST_F(DirectoryManipulator, EmptiesAndRemovesTreesWithoutFollowingLinks) {
   EXPECT_TRUE(fs::is_empty(At("t")));
   MakeTree(At("t"));
   for (int i = 0; i < 2; ++i) EXPECT_TRUE(Remove("t"));
-  EXPECT_FALSE(Stands(At("t")));
+  EXPECT_FALSE(Exists(At("t")));
   fs::create_directory_symlink(At("outside"), At("link"));
   EXPECT_FALSE(Manipulator::RemoveAllFilesAndSubDirectories(Folder(At("link"))));
   EXPECT_FALSE(Manipulator::RemoveFilesFromDirectory(Folder(At("link")), u"*"));
@@ -126,7 +126,7 @@ TEST_F(DirectoryManipulator, CopiesAndMovesTreesAndReportsWhatFailed) {
   EXPECT_EQ(Tree(At("new/t")), source);
   EXPECT_EQ(Tree(At("s")), (Entries{{"sub", "d"}, {"sub/deep", "d"}, {"empty", "d"}}));
   EXPECT_EQ(Copy("none", "u"), E_FAIL);
-  EXPECT_FALSE(Stands(At("u")));
+  EXPECT_FALSE(Exists(At("u")));
 }
 
 // Deeper than a path may be long.

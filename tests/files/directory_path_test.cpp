@@ -218,7 +218,7 @@ TEST_F(DirectoryPathOnDisk, FoldersThatThePlatformNamesMayHoldABackslash) {
   WriteFile(home / "file", "x");
   const COrvikFilePath file(documents.GetDirectoryPathString() + u"/../file");
   EXPECT_TRUE(CFileManipulator::DeleteFile(file, FALSE, TRUE));
-  EXPECT_TRUE(Stands(home / ".local/share/Trash/info/file.trashinfo"));
+  EXPECT_TRUE(Exists(home / ".local/share/Trash/info/file.trashinfo"));
 }
 
 TEST_F(DirectoryPathOnDisk, FindsTheTemporaryFolder) {
@@ -252,7 +252,7 @@ TEST_F(Edition, StudentModeRenamesTheTemporaryFolders) {
   EXPECT_EQ(Units(Path::GetApplicationTempFileDirectoryPath(u"orvik PAGEWELL")),
             Below(u"/ORVIK Pagewell SE/TempFiles"));
   EXPECT_EQ(Units(Path::GetApplicationTempFileDirectoryPath(u"Other")), Below(u"/Other/TempFiles"));
-  EXPECT_FALSE(Stands(env_.temp() / "ORVIK Technologies"));
+  EXPECT_FALSE(Exists(env_.temp() / "ORVIK Technologies"));
 }
 
 TEST_F(Edition, StoresTheUsbModeAndFolder) {

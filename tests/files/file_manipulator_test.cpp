@@ -101,7 +101,7 @@ TEST_F(FileManipulator, WritesBytes) {
       {f, "x\0y", 3, S_OK}};
   for (const auto& [file, bytes, count, result] : cases) {
     EXPECT_EQ(Manipulator::WriteAsciiStringToFile(file, bytes, count), result) << count;
-    EXPECT_EQ(Stands(At("f")), result == S_OK);
+    EXPECT_EQ(Exists(At("f")), result == S_OK);
   }
   EXPECT_EQ(ReadFile(At("f")), std::string("x\0y", 3));
 
@@ -153,7 +153,7 @@ TEST_F(FileManipulator, CopiesAndMoves) {
   EXPECT_TRUE(Manipulator::CopyFileTo(File(At("f")), Folder(At("d")), TRUE));
   EXPECT_TRUE(Manipulator::MoveFileTo(File(At("f")), File(At("x/y/f"))));
   for (const char* name : {"g", "d/f", "x/y/f"}) EXPECT_EQ(ReadFile(At(name)), "new");
-  EXPECT_FALSE(Stands(At("f")));
+  EXPECT_FALSE(Exists(At("f")));
 }
 
 // RemoveFile removes files and links; DeleteFile folders, too. Neither follows a link.
@@ -171,7 +171,7 @@ TEST_F(FileManipulator, RemovesAndDeletes) {
                                   : Manipulator::RemoveFile(File(At(name)));
       const bool stays = !is_delete && std::string("d") == name;
       EXPECT_EQ(done, stays ? FALSE : TRUE) << name;
-      EXPECT_EQ(Stands(At(name)), stays) << name;
+      EXPECT_EQ(Exists(At(name)), stays) << name;
     }
     EXPECT_EQ(ReadFile(At("kept/f")), "x");
     fs::remove_all(At("d"));
@@ -226,10 +226,10 @@ TEST_F(FileManipulator, AsksBeforeDeleting) {
   EXPECT_FALSE(kept);
   EXPECT_EQ(translated.message, "Weg mit \xE2\x80\x9E" + path + "\xE2\x80\x9C?");
   EXPECT_EQ(translated.buttons, (std::vector<std::string>{"Nein", "L\xC3\xB6schen"}));
-  EXPECT_TRUE(Stands(path));
+  EXPECT_TRUE(Exists(path));
   const auto [removed, shown] = Answered(1, remove);
   EXPECT_TRUE(removed);
-  EXPECT_FALSE(Stands(path));
+  EXPECT_FALSE(Exists(path));
   EXPECT_EQ(shown.header, "Delete");
   EXPECT_EQ(shown.message, "Are you sure you want to delete the file \"" + path + "\"?");
   EXPECT_EQ(shown.buttons, (std::vector<std::string>{"Cancel", "Delete"}));
@@ -242,7 +242,7 @@ TEST_F(FileManipulator, ThrowsAwayUnderANameThatIsFree) {
   for (int i = 0; i < 4; ++i) {
     WriteFile(At("notes.txt"), std::to_string(i));
     EXPECT_TRUE(ThrowAway(At("notes.txt")));
-    EXPECT_FALSE(Stands(At("notes.txt")));
+    EXPECT_FALSE(Exists(At("notes.txt")));
   }
   WriteFile(At("probe"), "");
   ASSERT_TRUE(Manipulator::GetTrashPathForFile(File(At("probe")), trash));
@@ -278,7 +278,7 @@ TEST_F(FileManipulator, AVolumeWithoutATrashUsesTheHomeTrash) {
     WriteFile(At("volume") / (".Trash-" + std::to_string(getuid())), "no folder");
     WriteFile(At("volume/f"), "thrown away");
     EXPECT_TRUE(ThrowAway(At("volume/f")));
-    EXPECT_FALSE(Stands(At("volume/f")));
+    EXPECT_FALSE(Exists(At("volume/f")));
     EXPECT_EQ(ReadFile(trash_ / "files/f"), "thrown away");
   });
   if (!tested) GTEST_SKIP() << "this user may not mount";

@@ -223,7 +223,7 @@ TEST_F(Spellings, EveryCallFindsTheFile) {
   EXPECT_TRUE(file.SetFileReadOnly());
   EXPECT_EQ(ModeOf(At(kDecomposed)) & 0222, 0u);
   EXPECT_TRUE(CFileManipulator::DeleteFile(file));
-  EXPECT_FALSE(Stands(At(kDecomposed)));
+  EXPECT_FALSE(Exists(At(kDecomposed)));
   WriteFile(At("tree") / kDecomposed / "x", "x");
   EXPECT_TRUE(CDirectoryManipulator::RemoveDirectoryAndContents(Folder(At("tree") / kComposed)));
   EXPECT_TRUE(fs::is_empty(At("tree")));

@@ -40,7 +40,7 @@ TEST_F(Shortcuts, WritesInternetShortcuts) {
 
   const fs::path other = env_.folder() / "other.url";
   EXPECT_EQ(create(u"", File(other)), E_INVALIDARG);
-  EXPECT_FALSE(Stands(other));
+  EXPECT_FALSE(Exists(other));
   EXPECT_EQ(create(u"http://b", {}), E_INVALIDARG);
   EXPECT_EQ(create(u"http://b", File(env_.folder())), E_INVALIDARG);
   EXPECT_EQ(create(u"http://b", File(env_.folder() / "none" / "x")), E_INVALIDARG);
@@ -127,7 +127,7 @@ TEST_F(Shortcuts, OddNames) {
   const COrvikFilePath target = COrvikFilePath(PathFromBytes(At("back\\slash").string()));
   ASSERT_TRUE(target.FileExists());
   EXPECT_EQ(CFileManipulator::CreateShortcut(File(At("new.lnk")), target), E_INVALIDARG);
-  EXPECT_FALSE(Stands(At("new.lnk")));
+  EXPECT_FALSE(Exists(At("new.lnk")));
 }
 
 TEST(Urls, FindsTheScheme) {

@@ -45,7 +45,7 @@ TEST_F(TreeMergeTest, SaysWhatFailedAndGoesOn) {
   EXPECT_EQ(Merge("none", "u"), ENOENT);
   EXPECT_EQ(Merge("s/a", "u"), ENOTDIR);
   EXPECT_EQ(Merge("s", "s/sub/new"), EINVAL);
-  EXPECT_FALSE(Stands(top_ / "u") || Stands(top_ / "s/sub/new"));
+  EXPECT_FALSE(Exists(top_ / "u") || Exists(top_ / "s/sub/new"));
 }
 
 TEST_F(TreeMergeTest, FilesThatAreThereStayInAMove) {
@@ -99,7 +99,7 @@ TEST_F(TreeMergeTest, AMoveToAnotherVolumeKeepsSecondNames) {
   const fs::path moved = fs::path(other) / "t";
   EXPECT_TRUE(fs::equivalent(moved / "a/first", moved / "b/second"));
   EXPECT_TRUE(fs::equivalent(moved / "a/first", moved / "third"));
-  EXPECT_FALSE(Stands(top_ / "s/a/first") || Stands(top_ / "s/third"));
+  EXPECT_FALSE(Exists(top_ / "s/a/first") || Exists(top_ / "s/third"));
   RemoveTree(other, Obstacles::kTakeAway);
 }
 

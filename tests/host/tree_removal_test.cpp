@@ -40,7 +40,7 @@ TEST_F(TreeRemovalTest, RemovesEverythingButNothingOutside) {
   EXPECT_EQ(TreeIn(top_), (Words{"link->outside", "outside/", "outside/kept=x", "tree/"}));
   EXPECT_EQ(Remove(top_ / "link"), 0);
   EXPECT_EQ(Remove(top_ / "outside"), 0);
-  EXPECT_FALSE(Stands(top_ / "link") || Stands(top_ / "outside"));
+  EXPECT_FALSE(Exists(top_ / "link") || Exists(top_ / "outside"));
 }
 
 TEST_F(TreeRemovalTest, TheRootFolderAndDotsAreRefused) {
@@ -117,7 +117,7 @@ TEST_F(TreeRemovalTest, TenThousandLevels) {
   TreeOutcome report;
   EXPECT_EQ(Remove(top, &report), 0);
   EXPECT_EQ(report.done, 10'002u);
-  EXPECT_FALSE(Stands(top));
+  EXPECT_FALSE(Exists(top));
 }
 
 TEST_F(TreeRemovalTest, SomeoneElseRemovesAndAddsMeanwhile) {

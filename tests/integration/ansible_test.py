@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""The Ansible module on three roots that stand for three machines.
+"""The Ansible module on three roots in place of three machines.
 
 usage: ansible_test.py SOURCE_FOLDER PROGRAM_FOLDER
 Ends with 77 where ansible-playbook is not installed.

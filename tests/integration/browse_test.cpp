@@ -38,7 +38,7 @@ class BrowseTest : public EnvironmentTest {
         CAtlStringA(GetPreferenceString(0, key, name, u"(none)", &error, kDomain)).View());
   }
 
-  // A server that was told to end may still be there when the next one starts: each has its own
+  // A server that was asked to end may still be there when the next one starts: each has its own
   // place.
   std::string Socket() const { return (env_.folder() / ("t" + std::to_string(server_))).string(); }
   // The shell is named: the account that runs the tests may have none.

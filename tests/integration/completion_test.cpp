@@ -24,7 +24,7 @@ class CompletionTest : public EnvironmentTest {
     return run.out;
   }
 
-  // What bash offers for the last word; all words as they would stand on the command line.
+  // What bash offers for the last word; all words as they would be on the command line.
   Words Bash(const std::vector<std::string>& words) {
     std::vector<std::string> command = {
         "bash", "-c",

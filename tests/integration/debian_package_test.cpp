@@ -28,7 +28,7 @@ class DebianPackageTest : public EnvironmentTest {
     }
   }
 
-  // Runs dpkg on the folder; its scripts find the built programs, and what stands in their place.
+  // Runs dpkg on the folder; its scripts find the built programs, and what is in their place.
   CommandResult Dpkg(const std::vector<std::string>& arguments) {
     std::vector<std::string> command = {"env",
                                         "-u",

@@ -143,7 +143,7 @@ TEST_F(PostflightTest, OptionalArguments) {
   }
 }
 
-// With ORVIK_STRICT=1 the exit status tells whether everything is on disk; without, nothing
+// With ORVIK_STRICT=1 the exit status says whether everything is on disk; without, nothing
 // changes.
 TEST_F(PostflightTest, AStrictRunTellsTheTruth) {
   const std::string preferences = file_.parent_path().string();

@@ -60,9 +60,9 @@ TEST(Uca, Searches) {
 TEST(Uca, ComparesByCollation) {
   const std::tuple<const char16_t*, const char16_t*, int, int> cases[] = {
       {u"a", u"A", -1, 0},        {u"A", u"b", -1, -1},           {u"e", u"\xE9", -1, -1},
-      {u"\xE9", u"e\x301", 0, 0}, {u"a", u"\xFF41", 0, 0},         // width does not tell
+      {u"\xE9", u"e\x301", 0, 0}, {u"a", u"\xFF41", 0, 0},         // width does not count
       {u"A", u"\xFF41", 1, 0},    {u"\x304B", u"\x30AB", -1, -1},  // the scripts of Japanese differ
-      {u"a-b", u"ab", -1, -1},                                     // punctuation tells
+      {u"a-b", u"ab", -1, -1},                                     // punctuation counts
       {nullptr, nullptr, 0, 0},   {nullptr, u"a", -1, -1}};
   const auto sign = [](int order) { return (order > 0) - (order < 0); };
   for (const auto& [a, b, order, order_without_case] : cases) {

@@ -41,8 +41,8 @@ inline unsigned ModeOf(const fs::path& path) {
   return record.st_mode & 07777u;
 }
 
-// Whether anything stands at the path, a dangling link too.
-inline bool Stands(const fs::path& path) {
+// Whether anything exists at the path, a dangling link too.
+inline bool Exists(const fs::path& path) {
   struct stat record;
   return lstat(path.c_str(), &record) == 0;
 }

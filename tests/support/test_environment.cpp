@@ -90,7 +90,7 @@ std::string Repeated(const std::string& text, int count) {
 
 testing::AssertionResult Contains(const std::string& text, const std::string& part) {
   if (text.find(part) != std::string::npos) return testing::AssertionSuccess();
-  return testing::AssertionFailure() << '"' << part << "\" does not stand in: " << text;
+  return testing::AssertionFailure() << '"' << part << "\" is not in: " << text;
 }
 
 std::vector<std::string> NamesIn(const fs::path& folder) {

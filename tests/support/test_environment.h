@@ -73,7 +73,7 @@ void WriteFile(const fs::path& path, const std::string& bytes);
 
 std::string Repeated(const std::string& text, int count);
 
-// Whether the part stands in the text; the failure shows the text.
+// Whether the part is in the text; the failure shows the text.
 testing::AssertionResult Contains(const std::string& text, const std::string& part);
 
 // The names of a folder's entries, in order.

@@ -8,7 +8,7 @@
 
 namespace orvik::test {
 
-// Gives the folder with all it holds, but for what stands at `kept`, to another user and acts as
+// Gives the folder with all it holds, except what is at `kept`, to another user and acts as
 // that user while the object lives, when the test runs as root.
 class WithoutRootRights {
  public:

@@ -427,7 +427,7 @@ TEST_F(OrvikPrefsTest, AppliesScripts) {
   EXPECT_EQ(Out("tree"), "K/n\tinteger\t1\n");
 }
 
-// The editor is a shell command that stands for the person.
+// The editor is a shell command in place of the person.
 TEST_F(OrvikPrefsTest, EditsATreeAsJson) {
   const auto edit = [&](const std::string& editor, const std::string& key) {
     const ScopedVariable visual("VISUAL", nullptr), variable("EDITOR", editor);
@@ -529,7 +529,7 @@ sys.exit(watch.wait())
                          "\n");
 }
 
-// A second of waiting for standard input stands for long work.
+// A second of waiting for standard input replaces long work.
 TEST_F(OrvikPrefsTest, LongWorkShowsItsTimeOnATerminalAlone) {
   static constexpr char kScript[] = R"(
 import os, pty, subprocess, sys, time
