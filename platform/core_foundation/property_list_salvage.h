@@ -12,7 +12,7 @@
 #include "platform/core_foundation/owned.h"
 #include "platform/core_foundation/property_list.h"
 
-namespace orvik {
+namespace [[gnu::visibility("default")]] orvik {
 
 struct PropertyListLoss {
   std::string path;   // the keys and indices that lead to it, with "/" between them, in UTF-8
