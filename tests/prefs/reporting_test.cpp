@@ -171,6 +171,13 @@ TEST_F(ReportingTest, RepairNamesWhatIsLostAndCanBeTried) {
        "K/\u00E9: a key without a value, 6:2\n"
        ": the list breaks off, 8:1\n",
        R"({"K":{"l":[true]},"z":true})", 2},
+      {"<plist><array><true/><real>?</real></array><dict><key>a</key><true/></dict>\n",
+       "1: a value that cannot be read, 1:22\n"
+       "1: a value outside the list, 1:44\n"
+       "0: an end tag too many, 1:50\n"
+       "0/a: a key without a value, 1:50\n"
+       "1: the list breaks off, 2:1\n",
+       "{}", 0},
       {kBinaryWithBadObject, "B: a value that cannot be read, 0:23\n", R"({"A":"1","C":true})", 2},
       {"{\n K = { a = 1;\n b = <x>; };\n l = (\u00E9, x, \"\xFF\");\n",
        "K/b: text that cannot be read, 3:8\n"

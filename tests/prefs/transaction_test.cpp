@@ -259,8 +259,10 @@ TEST_F(TransactionTest, RefusesWhatItCannotAddressAndWaitsForTheLock) {
   nested.Set(u"K/L", u"n", Entries({{u"a", PlatformNumber(1)}, {u"b", Entries({{u"c", url}})}}));
   EXPECT_EQ(nested.Commit().path, "K/L/n/b/c");
   EXPECT_EQ(empty.Commit().error, PrefError::kEmptyPath);
-  for (const int scope : {0, 1}) {
-    EXPECT_EQ(WritePreferenceInt(scope, Deep(200'000), u"n", 1, kDomain), kPreferenceBadKey);
+  for (const int levels : {512, 200'000}) {
+    for (const int scope : {0, 1}) {
+      EXPECT_EQ(WritePreferenceInt(scope, Deep(levels), u"n", 1, kDomain), kPreferenceBadKey);
+    }
   }
   EXPECT_FALSE(fs::exists(SharedFile()));
   Transaction locked(2, kDomain);
