@@ -180,10 +180,79 @@ TEST_F(BrowseTest, ShowsWhatOthersDoAndNeverOverwritesIt) {
   Type({"q"});
   EXPECT_TRUE(Shows("1 change is not written"));
   Type({"Escape", "C"});
-  EXPECT_TRUE(Shows("there string /theirs, yours string /opt/app/mine"));
+  EXPECT_TRUE(Shows("theirs  string /theirs\n   mine    string /opt/app/mine\n"));
   Type({"m", "w"});
   EXPECT_TRUE(Shows("1 change written"));
   EXPECT_EQ(Stored(u"Software/Vendor/App", u"Path"), "/opt/app/mine");
+}
+
+// Between the opening of a line and its end, and between the look at a row and the key.
+TEST_F(BrowseTest, ActsOnWhatTheUserSaw) {
+  Start("Software/Vendor/App/Path");
+  ASSERT_TRUE(Shows(" /Software/Vendor/App/Path"));
+  Type({"e"});
+  TypeText("/mine");
+  ASSERT_TRUE(Shows("string: /opt/app/mine"));
+  Write(u"Software/Vendor/App", u"Path", u"/theirs");
+  Write(u"Software/Vendor/App", u"Name", u"above");
+  ASSERT_TRUE(Shows("above"));
+  Type({"Enter"});
+  EXPECT_TRUE(Shows("another process changed /Software/Vendor/App/Path meanwhile"));
+  EXPECT_TRUE(Shows("1 conflict"));
+  EXPECT_TRUE(Shows("string   /theirs"));
+  Type({"C"});
+  EXPECT_TRUE(Shows("mine    string /opt/app/mine\n   before  string /opt/app\n"));
+  Type({"t", "d"});
+  EXPECT_TRUE(Shows("deleted /Software/Vendor/App/Path"));
+  Type({"u"});
+  EXPECT_TRUE(Shows("undo: delete /Software/Vendor/App/Path"));
+  RunCommand({(ProgramFolder() / "orvikprefs").string(), "delete", "Software/Vendor/App", "Path"});
+  ASSERT_TRUE(Shows("Path is gone"));
+  Type({"d"});
+  EXPECT_TRUE(Shows("/Software/Vendor/App/Path does not exist"));
+  EXPECT_EQ(Stored(u"Software/Vendor/App", u"Title"), "?? e?");
+}
+
+TEST_F(BrowseTest, TakesPastedTextAsTextAndCtrlCAsAQuestion) {
+  Start("Software/Vendor/App/Path");
+  ASSERT_TRUE(Shows(" /Software/Vendor/App/Path"));
+  Tmux({"set-buffer", "d\nw\nq\n"});
+  Tmux({"paste-buffer", "-p"});
+  EXPECT_TRUE(Shows("pasted text is not taken as keys"));
+  Type({"e", "C-u"});
+  Tmux({"paste-buffer", "-p"});
+  EXPECT_TRUE(Shows("string: d\u240Aw\u240Aq\u240A"));
+  Type({"Enter", "C-z"});  // no shell is there that could let a stopped process go on
+  EXPECT_TRUE(Shows("d\\nw\\nq\\n"));
+  EXPECT_EQ(Stored(u"Software/Vendor/App", u"Path"), "/opt/app");
+  Type({"C-c"});
+  EXPECT_TRUE(Shows("1 change is not written"));
+  Type({"C-c", "c"});
+  EXPECT_TRUE(Shows("Changes that w writes"));
+  Type({"C-c", "C-c", "d"});
+  EXPECT_TRUE(Shows("ended 0"));
+  EXPECT_EQ(Stored(u"Software/Vendor/App", u"Path"), "/opt/app");
+}
+
+TEST_F(BrowseTest, KeepsTheTextOfAnEditorThatFails) {
+  const fs::path editor = env_.folder() / "editor";
+  WriteFile(editor, "#!/bin/sh\necho '[1, \"two\"]' > \"$1\"; exit 1\n");
+  fs::permissions(editor, fs::perms::all);
+  const ScopedVariable variable("EDITOR", editor.string());
+  const ScopedVariable other("VISUAL", nullptr);
+  Start("Software");
+  ASSERT_TRUE(Shows(" /Software"));
+  Type({"a", "End", "Enter"});
+  TypeText("list");
+  Type({"Enter"});
+  EXPECT_TRUE(Shows("the editor failed"));
+  Type({"Escape"});
+  EXPECT_TRUE(Shows("the text is kept in"));
+  bool is_kept = false;
+  for (const std::string& name : NamesIn(env_.temp())) {
+    is_kept |= ReadFile(env_.temp() / name) == "[1, \"two\"]\n";
+  }
+  EXPECT_TRUE(is_kept);
 }
 
 TEST_F(BrowseTest, DeletesAKeyAfterItsEntriesWereShownAndAsksBeforeItLeaves) {

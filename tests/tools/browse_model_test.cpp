@@ -9,6 +9,7 @@
 #include "tools/orvikprefs/browse/terminal.h"
 #include "tools/orvikprefs/browse/typed_path.h"
 #include "tools/orvikprefs/browse/value_form.h"
+#include "tools/orvikprefs/json_form.h"
 #include "tools/orvikprefs/text.h"
 
 namespace orvik::test {
@@ -101,16 +102,192 @@ TEST_F(BrowseModelTest, CollectsMarksAndUndoesChanges) {
   EXPECT_EQ(model.changes().size(), 5u);
 
   // One by one: the removal of the key C comes back with its value.
-  for (std::size_t i = 0; i < model.changes().size(); ++i) {
-    if (model.changes()[i].path == Path{"A", "C"}) model.Revert(i);
-  }
+  model.Revert({"A", "C"});
   EXPECT_EQ(Shown(model, {"A", "C", "x"}), "three");
   EXPECT_EQ(model.changes().size(), 4u);
-  EXPECT_TRUE(model.Undo());  // the revert
-  EXPECT_TRUE(model.Undo());  // the move
+  EXPECT_EQ(model.Undo(), "undo: give up /A/C");
+  EXPECT_EQ(model.Undo(), "undo: move /Z/z to /Z/y");
   EXPECT_EQ(Shown(model, {"Z", "z"}), "four");
-  for (const bool undone : {true, true, true, false}) EXPECT_EQ(model.Undo(), undone);
+  EXPECT_EQ(model.Redo(), "redo: move /Z/z to /Z/y");
+  EXPECT_EQ(Shown(model, {"Z", "y"}), "four");
+  for (const char* undone : {"undo: move /Z/z to /Z/y", "undo: delete /A/C", "undo: add /A/D",
+                             "undo: set /A/B/text", "nothing to undo"}) {
+    EXPECT_EQ(model.Undo(), undone);
+  }
   EXPECT_TRUE(model.changes().empty());
+  EXPECT_EQ(model.Redo(), "redo: set /A/B/text");
+  EXPECT_EQ(Shown(model, {"A", "B", "text"}), "new");
+  model.Remove({"Z"});
+  EXPECT_EQ(model.Redo(), "nothing to redo");
+}
+
+// Undo names values, not versions of the file: it outlives the changes of others and a write.
+TEST_F(BrowseModelTest, UndoesWhatOthersLeftAloneAndWhatWasWritten) {
+  Model model(0, kDomain);
+  model.Set({"A", "B", "text"}, Text(u"mine"));
+  model.Set({"Z", "z"}, Text(u"mine"));
+  Write(u"A/B", u"more", u"theirs");
+  ASSERT_TRUE(model.Refresh());
+  EXPECT_EQ(model.Undo(), "undo: set /Z/z");
+  EXPECT_EQ(Shown(model, {"Z", "z"}), "four");
+  EXPECT_EQ(Shown(model, {"A", "B", "more"}), "theirs");
+  EXPECT_EQ(model.Redo(), "redo: set /Z/z");
+  ASSERT_TRUE(model.Apply().ok());
+  Write(u"Z", u"z", u"theirs");
+  model.Refresh();
+  EXPECT_EQ(model.Undo(), "cannot undo: another process has changed /Z/z since");
+  EXPECT_EQ(model.Undo(), "undo: set /A/B/text");
+  ASSERT_TRUE(model.Apply().ok());
+  EXPECT_EQ(Stored(u"A/B", u"text"), "one");
+  EXPECT_EQ(Stored(u"Z", u"z"), "theirs");
+}
+
+// The line of a value is open, or the question whether to delete it, while its value changes.
+TEST_F(BrowseModelTest, MakesAConflictOfAValueThatChangedWhileItWasEdited) {
+  Model model(0, kDomain);
+  const Path path = {"A", "B", "text"};
+  const Value began = model.At(path);
+  Write(u"A/B", u"text", u"theirs");
+  ASSERT_TRUE(model.Refresh());
+  EXPECT_NE(model.Set(path, Text(u"mine"), began), "");
+  EXPECT_EQ(Shown(model, path), "theirs");
+  EXPECT_TRUE(model.changes().empty());
+  ASSERT_EQ(model.conflicts().size(), 1u);
+  EXPECT_EQ(ValueText(model.conflicts()[0].before), "one");
+  EXPECT_EQ(ValueText(model.conflicts()[0].there), "theirs");
+  EXPECT_EQ(ValueText(model.conflicts()[0].wanted), "mine");
+  // Still another value: the conflict shows it.
+  Write(u"A/B", u"text", u"theirs again");
+  model.Refresh();
+  EXPECT_EQ(ValueText(model.conflicts()[0].there), "theirs again");
+  // The newest wish of the user counts; a deletion is one.
+  EXPECT_NE(model.Remove(path, began), "");
+  ASSERT_EQ(model.conflicts().size(), 1u);
+  EXPECT_FALSE(model.conflicts()[0].wanted);
+  EXPECT_EQ(model.Settle(path, true), "");
+  EXPECT_TRUE(model.conflicts().empty());
+  EXPECT_EQ(Shown(model, path), "(none)");
+  EXPECT_EQ(model.Undo(), "undo: take mine: /A/B/text");
+
+  // Who edits the value of the other has decided; one that is the same as the other's is none.
+  const Value second = model.At(path);
+  EXPECT_EQ(model.Set(path, Text(u"decided"), second), "");
+  EXPECT_EQ(Shown(model, path), "decided");
+  EXPECT_EQ(model.Set(path, Text(u"decided"), second), "");
+  EXPECT_TRUE(model.conflicts().empty());
+}
+
+// A key comes in above, the selected one goes, and comes back.
+TEST_F(BrowseModelTest, KeepsTheSelectionByName) {
+  Model model(0, kDomain);
+  ASSERT_TRUE(model.Reveal({"A", "B", "text"}));
+  Write(u"A/A", u"x", u"new key above");
+  Write(u"A/B", u"a", u"new value above");
+  ASSERT_TRUE(model.Refresh());
+  EXPECT_EQ(model.SelectedPath(), (Path{"A", "B", "text"}));
+  EXPECT_EQ(model.PathOfValue(model.selected_value()), (Path{"A", "B", "text"}));
+  EXPECT_EQ(model.PathOf(model.selected_key()), (Path{"A", "B"}));
+  model.MoveBy(-1);
+  EXPECT_EQ(model.SelectedPath(), (Path{"A", "B", "more"}));
+
+  for (const bool whole_key : {false, true}) {
+    EXPECT_EQ(DeletePreference(0, whole_key ? u"A" : u"A/B", whole_key ? u"B" : u"more", kDomain),
+              0u);
+    ASSERT_TRUE(model.Refresh());
+    EXPECT_TRUE(model.is_gone());
+    EXPECT_EQ(model.SelectedPath(), (Path{"A", "B", "more"}));
+    EXPECT_NE(model.Remove(model.SelectedPath()), "");
+    EXPECT_TRUE(model.changes().empty());
+  }
+  Write(u"A/B", u"more", u"back");
+  ASSERT_TRUE(model.Refresh());
+  EXPECT_FALSE(model.is_gone());
+  EXPECT_EQ(model.PathOfValue(model.selected_value()), (Path{"A", "B", "more"}));
+  DeletePreference(0, u"A/B", u"more", kDomain);
+  model.Refresh();
+  model.FocusValues(false);
+  EXPECT_FALSE(model.is_gone());
+  model.MoveBy(0);
+  EXPECT_EQ(model.SelectedPath(), (Path{"A", "B"}));
+
+  // What the user deletes gives way to the row in its place.
+  Write(u"A/B", u"b", u"");
+  Write(u"A/B", u"c", u"");
+  model.Refresh();
+  ASSERT_TRUE(model.Reveal({"A", "B", "b"}));
+  model.Remove({"A", "B", "b"});
+  EXPECT_EQ(model.SelectedPath(), (Path{"A", "B", "c"}));
+  model.Undo();
+  EXPECT_EQ(model.SelectedPath(), (Path{"A", "B", "b"}));
+  model.Redo();
+  EXPECT_EQ(model.SelectedPath(), (Path{"A", "B"}));
+}
+
+// An integer and a real of one value differ, at any depth; a real that is no number is itself.
+TEST_F(BrowseModelTest, TakesValuesForTheSameOnlyIfTheyAreWrittenAlike) {
+  const auto json = [](const char* text) {
+    TextError error;
+    return ReadJson(text, &error);
+  };
+  Model model(0, kDomain);
+  model.Set({"n"}, json("1"));
+  model.Set({"list"}, json("[1]"));
+  model.Set({"nan"}, json(R"({"$real":"nan"})"));
+  ASSERT_TRUE(model.Apply().ok());
+  EXPECT_TRUE(model.changes().empty());
+  model.Remove({"n"});
+  model.Add({"n"}, json("1.0"));
+  model.Set({"list"}, json("[1.0]"));
+  EXPECT_EQ(model.changes().size(), 2u);
+  ASSERT_TRUE(model.Apply().ok());
+  Model again(0, kDomain);
+  EXPECT_EQ(Shown(again, {"n"}), "1.0");
+  EXPECT_EQ(Shown(again, {"list"}), "[1.0]");
+  // Such a change of another process is one, too.
+  again.Set({"n"}, json("2"));
+  model.Set({"n"}, json("1"));
+  ASSERT_TRUE(model.Apply().ok());
+  EXPECT_EQ(again.Apply().error, PrefError::kConditionNotMet);
+  EXPECT_EQ(again.conflicts().size(), 1u);
+}
+
+TEST_F(BrowseModelTest, ShowsAndChangesElementsOfArrays) {
+  TextError error;
+  Model model(0, kDomain);
+  model.Set({"Z", "list"}, ReadJson(R"(["a", {"k": 1}, [2, 3]])", &error));
+  ASSERT_TRUE(model.Apply().ok());
+  ASSERT_TRUE(model.Reveal({"Z", "list", "1"}));
+  EXPECT_EQ(Rows(model), " /-\n .A\n .Z-\n ..list-\n ...1\n ...2\n");
+  ASSERT_TRUE(model.Reveal({"Z", "list", "2", "0"}));
+  EXPECT_EQ(model.values().size(), 2u);
+  EXPECT_EQ(model.Set({"Z", "list", "2", "0"}, Text(u"x")), "");
+  EXPECT_EQ(model.Set({"Z", "list", "1", "k"}, Text(u"y")), "");
+  EXPECT_EQ(model.Add({"Z", "list", "3"}, Text(u"last")), "");
+  EXPECT_EQ(model.Remove({"Z", "list", "0"}), "");
+  EXPECT_EQ(Shown(model, {"Z", "list"}), R"([{"k":"y"},["x",3],"last"])");
+  EXPECT_EQ(model.changes().size(), 1u);
+  for (const char* none : {"3", "01", "-1", "x", ""}) {
+    EXPECT_NE(model.Remove({"Z", "list", none}), "") << none;
+  }
+  EXPECT_NE(model.Add({"Z", "list", "4"}, Text(u"x")), "");
+  EXPECT_NE(model.Move({"Z", "list", "0"}, {"Z", "moved"}), "");
+  ASSERT_TRUE(model.Apply().ok());
+  EXPECT_EQ(Shown(Model(0, kDomain), {"Z", "list", "2"}), "last");
+}
+
+// Two names that a terminal shows alike stay two.
+TEST_F(BrowseModelTest, TellsNamesWithLoneSurrogatesApart) {
+  Write(u"S", u"?", u"question");
+  Write(u"S", u"\xD800", u"half");
+  Model model(0, kDomain);
+  ASSERT_TRUE(model.Reveal({"S"}));
+  ASSERT_EQ(model.values().size(), 2u);
+  model.FocusValues(true);
+  model.SelectValue(1);
+  EXPECT_EQ(model.Remove(model.SelectedPath()), "");
+  ASSERT_TRUE(model.Apply().ok());
+  EXPECT_EQ(Stored(u"S", u"?"), "question");
+  EXPECT_EQ(Stored(u"S", u"\xD800"), "(none)");
 }
 
 TEST_F(BrowseModelTest, WritesAllChangesAtOnce) {
@@ -139,7 +316,7 @@ TEST_F(BrowseModelTest, CarriesChangesOverToWhatOthersWrite) {
   EXPECT_EQ(Shown(model, {"Z", "z"}), "theirs too");
   ASSERT_EQ(model.conflicts().size(), 1u);
   EXPECT_EQ(model.conflicts()[0].path, (Path{"Z", "z"}));
-  model.Settle(0, true);
+  model.Settle(model.conflicts()[0].path, true);
   EXPECT_EQ(Shown(model, {"Z", "z"}), "mine too");
   ASSERT_TRUE(model.Apply().ok());
   EXPECT_EQ(Stored(u"Z", u"z"), "mine too");
@@ -157,7 +334,7 @@ TEST_F(BrowseModelTest, NeverOverwritesWhatAnotherProcessWroteMeanwhile) {
   EXPECT_EQ(Stored(u"A/B", u"text"), "theirs");
   EXPECT_EQ(Stored(u"A/B", u"more"), "two");
   ASSERT_EQ(model.conflicts().size(), 1u);
-  model.Settle(0, false);
+  model.Settle(model.conflicts()[0].path, false);
   ASSERT_TRUE(model.Apply().ok());
   EXPECT_EQ(Stored(u"A/B", u"text"), "theirs");
   EXPECT_EQ(Stored(u"A/B", u"more"), "mine");
@@ -186,7 +363,7 @@ TEST_F(BrowseModelTest, FindsNamesAndValuesInAnyCase) {
   const SearchIndex index(model.tree());
   const auto found = [&](const char* text) {
     std::string paths;
-    for (const std::size_t hit : index.Find(text, 10)) paths += JoinedPath(index.PathOf(hit)) + " ";
+    for (const std::size_t hit : index.Find(text)) paths += JoinedPath(index.PathOf(hit)) + " ";
     return paths;
   };
   EXPECT_EQ(found("THR"), "A/C/x ");
@@ -195,7 +372,6 @@ TEST_F(BrowseModelTest, FindsNamesAndValuesInAnyCase) {
   EXPECT_EQ(found("o"), "A/B/more A/B/text Z/z ");
   EXPECT_EQ(found("moretwo"), "");  // not across a name and its value
   EXPECT_EQ(found(""), "");
-  EXPECT_EQ(index.Find("o", 2).size(), 2u);
 }
 
 TEST_F(BrowseModelTest, CompletesPaths) {
@@ -253,7 +429,7 @@ TEST(BrowseLineInput, EditsWholeCharacters) {
     return std::string(line.text());
   };
   take({Terminal::kLeft, Terminal::kLeft});  // over the letter and its accent
-  EXPECT_EQ(line.before_cursor(), "a\u4E2D");
+  EXPECT_EQ(line.Shown(20).before, "a\u4E2D");
   EXPECT_EQ(take({'\b', 0x1F3B5}), "a\U0001F3B5e\u0301\U0001F600");
   EXPECT_EQ(take({Terminal::kHome, Terminal::kDelete, 'x', Terminal::kRight, 'K' - '@'}),
             "x\U0001F3B5");
@@ -262,6 +438,24 @@ TEST(BrowseLineInput, EditsWholeCharacters) {
   EXPECT_EQ(take({'U' - '@'}), "");
   EXPECT_EQ(take({'\b', Terminal::kLeft}), "");
   for (const int other : {int{Terminal::kPageUp}, 7}) EXPECT_FALSE(line.Take(other));
+  line.Insert(U"two\nlines\x202E");
+  EXPECT_EQ(line.text(), "two\nlines\u202E");
+  EXPECT_EQ(line.Shown(20).before, "two\u240Alines\uFFFD");
+}
+
+TEST(BrowseLineInput, ShowsWhatIsAroundTheCursor) {
+  LineInput line("0123456789");
+  const auto shown = [&](int columns) {
+    const LineInput::Window window = line.Shown(columns);
+    return window.before + "|" + window.after;
+  };
+  EXPECT_EQ(shown(5), "6789|");
+  for (int i = 0; i < 7; ++i) line.Take(Terminal::kLeft);
+  EXPECT_EQ(shown(20), "012|3456789");
+  EXPECT_EQ(shown(5), "012|34");
+  EXPECT_EQ(shown(3), "12|3");
+  line.Replace("\u4E2D\u6587x");
+  EXPECT_EQ(shown(4), "\u6587x|");
 }
 
 TEST(BrowseTerminal, CutsTextAtColumns) {
@@ -273,6 +467,12 @@ TEST(BrowseTerminal, CutsTextAtColumns) {
                                                              {"e\u0301x", 2, "e\u0301x"},
                                                              {"abc", 0, ""}};
   for (const auto& [text, width, fitted] : cases) EXPECT_EQ(FitColumns(text, width), fitted);
+  const std::tuple<const char*, int, std::vector<std::string>> wrapped[] = {
+      {"one two three", 8, {"one two ", "three"}},
+      {"abcdef", 4, {"abcd", "ef"}},
+      {"a \u4E2D\u6587\u4E2D", 5, {"a ", "\u4E2D\u6587", "\u4E2D"}},
+      {"", 5, {""}}};
+  for (const auto& [text, width, lines] : wrapped) EXPECT_EQ(WrapColumns(text, width), lines);
 }
 
 }  // namespace

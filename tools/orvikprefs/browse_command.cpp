@@ -1,6 +1,7 @@
 #include <unistd.h>
 
 #include "tools/orvikprefs/browse/browser.h"
+#include "tools/orvikprefs/browse/typed_path.h"
 #include "tools/orvikprefs/commands.h"
 #include "tools/orvikprefs/text.h"
 
@@ -17,7 +18,7 @@ int Browse(const Context& context, const CommandLine& line) {
   if (!terminal.ok()) return context.Fail(kUsage, "this terminal cannot show the browser");
   browse::Browser browser(terminal, context.scope, context.domain);
   const std::optional<KeyPath> key = ParseKey(line.Argument(0));
-  if (!key || !browser.Reveal(PathOf(*key))) {
+  if (!key || !browser.Reveal(browse::TypedPath(line.Argument(0)))) {
     terminal.Suspend();
     return context.Fail(kNotFound, Quoted(line.Argument(0)) + ": no such value or key");
   }

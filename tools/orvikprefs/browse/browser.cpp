@@ -10,7 +10,6 @@ namespace orvik::prefstool::browse {
 namespace {
 
 constexpr int kTick = 250;  // milliseconds until the file is looked at again
-constexpr std::size_t kMostHits = 1000;
 
 }  // namespace
 
@@ -20,12 +19,6 @@ Browser::Browser(Terminal& terminal, int scope, CAtlString domain)
       screen_(terminal),
       dialogs_(terminal, [this] { Background(); }) {
   if (!model_->conflicts().empty()) Report("conflicts: C shows them");
-}
-
-bool Browser::Reveal(const Path& path) {
-  if (!model_->Reveal(path)) return false;
-  screen_.on_values = !IsDictionary(FindIn(model_->tree(), path));
-  return true;
 }
 
 void Browser::Background() {
@@ -55,33 +48,33 @@ void Browser::Act(int key) {
   switch (key) {
     case Terminal::kUp:
     case 'k':
-      return MoveBy(-1);
+      return model_->MoveBy(-1);
     case Terminal::kDown:
     case 'j':
-      return MoveBy(1);
+      return model_->MoveBy(1);
     case Terminal::kWheelUp:
-      return MoveBy(-3);
+      return model_->MoveBy(-3);
     case Terminal::kWheelDown:
-      return MoveBy(3);
+      return model_->MoveBy(3);
     case Terminal::kPageUp:
-      return MoveBy(-screen_.page());
+      return model_->MoveBy(-screen_.page());
     case Terminal::kPageDown:
-      return MoveBy(screen_.page());
+      return model_->MoveBy(screen_.page());
     case Terminal::kHome:
-      return MoveBy(-static_cast<int>(model_->keys().size() + model_->values().size()));
+      return model_->MoveBy(-static_cast<int>(model_->keys().size() + model_->values().size()));
     case Terminal::kEnd:
-      return MoveBy(static_cast<int>(model_->keys().size() + model_->values().size()));
+      return model_->MoveBy(static_cast<int>(model_->keys().size() + model_->values().size()));
     case '\n':
     case Terminal::kRight:
     case 'l':
-      if (key == '\n' && screen_.on_values) return Report(editing().Edit(SelectedPath()));
+      if (key == '\n' && model_->on_values()) return Report(editing().Edit(SelectedPath()));
       return Enter();
     case Terminal::kLeft:
     case 'h':
       return Leave();
     case '\t':
     case Terminal::kBackTab:
-      screen_.on_values = !screen_.on_values;
+      model_->FocusValues(!model_->on_values());
       return;
     case Terminal::kClick:
       return Click(false);
@@ -115,7 +108,9 @@ void Browser::Act(int key) {
     case Terminal::kDelete:
       return Report(editing().Delete(SelectedPath()));
     case 'u':
-      return Report(model_->Undo() ? "undone" : "nothing to undo");
+      return Report(model_->Undo());
+    case 'U':
+      return Report(model_->Redo());
     case 'c':
       return Report(review().ShowChanges());
     case 'C':
@@ -123,8 +118,12 @@ void Browser::Act(int key) {
     case 'w':
       return Report(review().Apply());
     case '?':
+    case Terminal::kHelp:
       return ShowHelp();
+    case Terminal::kPaste:
+      return Report("pasted text is not taken as keys");
     case 'q':
+    case kInterrupt:
       leaves_ = MayLeave();
       return;
     default:
@@ -132,27 +131,19 @@ void Browser::Act(int key) {
   }
 }
 
-void Browser::MoveBy(int rows) {
-  if (screen_.on_values) {
-    model_->SelectValue(model_->selected_value() + rows);
-  } else {
-    model_->SelectKey(model_->selected_key() + rows);
-  }
-}
-
 void Browser::Enter() {
-  if (screen_.on_values) return;
+  if (model_->on_values()) return;
   const KeyRow& key = model_->keys()[static_cast<std::size_t>(model_->selected_key())];
   if (key.is_open || !key.has_keys) {
-    screen_.on_values = true;
+    model_->FocusValues(true);
   } else {
     model_->Open(model_->selected_key(), true);
   }
 }
 
 void Browser::Leave() {
-  if (screen_.on_values) {
-    screen_.on_values = false;
+  if (model_->on_values()) {
+    model_->FocusValues(false);
     return;
   }
   const int row = model_->selected_key();
@@ -165,20 +156,16 @@ void Browser::Leave() {
 }
 
 void Browser::Click(bool twice) {
-  const int row = screen_.RowAtMouse(*model_);
+  const auto [on_values, row] = screen_.PlaceAtMouse(*model_);
   if (row < 0) return;
-  if (screen_.on_values) {
+  model_->FocusValues(on_values);
+  if (on_values) {
     model_->SelectValue(row);
     if (twice) Report(editing().Edit(SelectedPath()));
     return;
   }
   model_->SelectKey(row);
   if (twice) model_->Open(row, !model_->keys()[static_cast<std::size_t>(row)].is_open);
-}
-
-Path Browser::SelectedPath() const {
-  return IsOnValue() ? model_->PathOfValue(model_->selected_value())
-                     : model_->PathOf(model_->selected_key());
 }
 
 void Browser::SearchWhileTyping() {
@@ -190,15 +177,12 @@ void Browser::SearchWhileTyping() {
   Dialogs::Question question;
   question.label = "search";
   question.rows = [&](const std::string& text) {
-    hits = index_->Find(text, kMostHits);
-    std::vector<std::string> rows;
-    for (const std::size_t hit : hits) {
-      const CFPropertyListRef value = index_->ValueOf(hit);
-      std::string row = ShownPath(index_->PathOf(hit));
-      row += IsDictionary(value) ? "/" : " = " + Escaped(ValueText(value));
-      rows.push_back(std::move(row));
-    }
-    return rows;
+    hits = index_->Find(text);
+    return Rows{hits.size(), [&](std::size_t row) {
+                  const CFPropertyListRef value = index_->ValueOf(hits[row]);
+                  return ShownPath(index_->PathOf(hits[row])) +
+                         (IsDictionary(value) ? "/" : " = " + Escaped(ValueText(value)));
+                }};
   };
   int row = -1;
   const std::optional<std::string> text = dialogs_.Ask(question, &row);
@@ -216,7 +200,7 @@ void Browser::NextHit(int step) {
   const Path path = index_->PathOf(hits_[hit_]);
   if (!Reveal(path)) return Report(ShownPath(path) + " is no longer there");
   Report("hit " + std::to_string(hit_ + 1) + " of " + std::to_string(count) +
-         (hits_.size() == kMostHits ? " or more" : "") + "; n next, N previous");
+         "; n next, N previous");
 }
 
 void Browser::GoToPath() {
@@ -239,10 +223,9 @@ bool Browser::MayLeave() {
   const auto waiting = [this] { return model_->changes().size() + model_->conflicts().size(); };
   const std::size_t count = waiting();
   if (count == 0) return true;
-  const int key =
-      dialogs_.AskLetter(std::to_string(count) + (count == 1 ? " change is" : " changes are") +
-                             " not written: w write, d discard, Esc stay",
-                         "wd");
+  const int key = dialogs_.AskLetter(
+      std::to_string(count) + (count == 1 ? " change is" : " changes are") + " not written",
+      "w write  d discard", "wd");
   if (key == 'w') Report(review().Apply());
   if (key == 'd') model_->RevertAll();
   return key != 0 && waiting() == 0;
@@ -253,12 +236,12 @@ void Browser::Look(int scope, const CAtlString& domain) {
   model_ = std::make_unique<Model>(scope, domain);
   hits_.clear();
   index_.reset();
-  screen_.on_values = false;
 }
 
 void Browser::ChooseScope() {
   static constexpr int kScopes[] = {0, 1, 4};
-  const std::optional<int> row = dialogs_.Choose({"Scope", {"shared", "user", "machine"}, "", ""});
+  const std::optional<int> row =
+      dialogs_.Choose({"Scope", Rows::Of({"shared", "user", "machine"}), "", "", {}});
   if (row) Look(kScopes[*row], model_->domain());
 }
 
@@ -269,7 +252,8 @@ void Browser::ChooseDomain() {
   for (const DomainFile& domain : domains) {
     rows.push_back(Escaped(domain.name) + "  " + std::to_string(domain.size) + " bytes");
   }
-  const std::optional<int> row = dialogs_.Choose({"Domains of this scope", rows, "", ""});
+  const std::optional<int> row =
+      dialogs_.Choose({"Domains of this scope", Rows::Of(rows), "", "", {}});
   if (!row) return;
   if (const auto domain = FromUtf8(domains[static_cast<std::size_t>(*row)].name)) {
     Look(model_->scope(), *domain);
@@ -277,20 +261,22 @@ void Browser::ChooseDomain() {
 }
 
 void Browser::ShowHelp() {
-  dialogs_.Choose({"Help",
-                   {"Up Down j k          move                 Tab        keys, values",
-                    "Right l Enter        open a key           Left h     close, go up",
-                    "Home End Page        far                  Mouse      select, open, edit",
-                    "/                    search               n N        next, previous hit",
-                    "g                    go to a path         s D        scope, domain", "",
-                    "e Enter              edit a value         a A        add a value, a key",
-                    "r m y                rename, move, copy   d          delete",
-                    "u                    undo the last        c          list, undo one",
-                    "w                    write the changes    C          conflicts", "",
-                    "Marks: * changed  + added  ~ changed by another process  ! conflict",
-                    "Nothing is written before w; then all of it or nothing."},
-                   "Esc back",
-                   ""});
+  dialogs_.Choose(
+      {"Help",
+       Rows::Of({"Up Down j k          move                 Tab        keys, values",
+                 "Right l Enter        open a key           Left h     close, go up",
+                 "Home End Page        far                  Mouse      select, open, edit",
+                 "/                    search               n N        next, previous hit",
+                 "g                    go to a path         s D        scope, domain", "",
+                 "e Enter              edit a value         a A        add a value, a key",
+                 "r m y                rename, move, copy   d          delete",
+                 "u U                  undo, redo           c          list, undo one",
+                 "w                    write the changes    C          conflicts", "",
+                 "Marks: * changed  + added  ~ changed by another process  ! conflict",
+                 "Nothing is written before w; then all of it or nothing."}),
+       "Esc back",
+       "",
+       {}});
 }
 
 }  // namespace orvik::prefstool::browse

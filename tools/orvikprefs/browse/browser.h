@@ -20,7 +20,7 @@ class Browser {
   Browser(Terminal& terminal, int scope, CAtlString domain);
 
   // Selects a key or value. False when there is none.
-  bool Reveal(const Path& path);
+  bool Reveal(const Path& path) { return model_->Reveal(path); }
 
   // Shows the domain and takes keys until the user leaves.
   void Run();
@@ -44,12 +44,11 @@ class Browser {
   void Look(int scope, const CAtlString& domain);
 
   Editing editing() {
-    return {*model_, dialogs_, terminal_, [this](const Path& path) { Reveal(path); }};
+    return {*model_, dialogs_, terminal_, [this](const Path& path) { model_->Reveal(path); }};
   }
   Review review() { return {*model_, dialogs_}; }
 
-  bool IsOnValue() const { return screen_.on_values && !model_->values().empty(); }
-  Path SelectedPath() const;
+  Path SelectedPath() const { return model_->SelectedPath(); }
   void Report(std::string text) {
     if (!text.empty()) screen_.message = std::move(text);
   }

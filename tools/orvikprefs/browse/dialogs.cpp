@@ -1,6 +1,7 @@
 #include "tools/orvikprefs/browse/dialogs.h"
 
 #include <algorithm>
+#include <memory>
 
 #include "tools/orvikprefs/browse/line_input.h"
 #include "tools/orvikprefs/text.h"
@@ -10,34 +11,55 @@ namespace {
 
 constexpr int kTick = 250;  // milliseconds until the background is looked at again
 
-// The end of a text that fits.
-std::string LastColumns(std::string text, int width) {
-  while (ColumnsOfUtf8(text) > width) {
-    std::size_t end = 1;
-    while (end < text.size() && (static_cast<unsigned char>(text[end]) & 0xC0) == 0x80) ++end;
-    text.erase(0, end);
+// How far a key moves in a list of `last` + 1 rows; nothing for any other key.
+std::optional<int> StepOf(int key, int page, int last) {
+  switch (key) {
+    case Terminal::kUp:
+    case Terminal::kWheelUp:
+      return -1;
+    case Terminal::kDown:
+    case Terminal::kWheelDown:
+      return 1;
+    case Terminal::kPageUp:
+      return -page;
+    case Terminal::kPageDown:
+      return page;
+    case Terminal::kHome:
+      return -last;
+    case Terminal::kEnd:
+      return last;
+    default:
+      return std::nullopt;
   }
-  return text;
+}
+
+bool IsOneOf(int key, const std::string& letters) {
+  return key > ' ' && key < 0x7F && letters.find(static_cast<char>(key)) != std::string::npos;
 }
 
 }  // namespace
 
-int Dialogs::WaitForKey() {
-  terminal_.Show();
-  return terminal_.ReadKey(kTick);
+Rows Rows::Of(std::vector<std::string> texts) {
+  const auto kept = std::make_shared<const std::vector<std::string>>(std::move(texts));
+  return {kept->size(), [kept](std::size_t row) { return (*kept)[row]; }};
 }
 
-void Dialogs::DrawRows(const std::string& title, const std::vector<std::string>& rows,
-                       int selected) {
+int Dialogs::WaitForKey() {
+  terminal_.Show();
+  const int key = terminal_.ReadKey(kTick);
+  return key == kInterrupt ? kEscape : key;
+}
+
+void Dialogs::DrawRows(const std::string& title, const Rows& rows, int selected) {
   const int columns = terminal_.columns();
   const int page = std::max(1, terminal_.rows() - 6);
-  const int count = static_cast<int>(rows.size());
+  const int count = static_cast<int>(rows.count);
   const int first = std::max(0, std::min(selected - page / 2, count - page));
   terminal_.Put(3, 0, columns, " " + title, Style::kHead);
   for (int line = 0; line < page; ++line) {
     const int row = first + line;
     terminal_.Put(4 + line, 0, columns,
-                  row < count ? " " + rows[static_cast<std::size_t>(row)] : "",
+                  row < count ? " " + rows.text(static_cast<std::size_t>(row)) : "",
                   row == selected ? Style::kSelected : Style::kPlain);
   }
 }
@@ -45,114 +67,105 @@ void Dialogs::DrawRows(const std::string& title, const std::vector<std::string>&
 std::optional<std::string> Dialogs::Ask(const Question& question, int* row) {
   LineInput input(question.text);
   int selected = 0;
-  std::string shown_for;
-  std::vector<std::string> rows;
-  bool is_first = true;
+  Rows rows;
+  std::string text;
+  std::string mistake;
+  bool has_changed = true;
   for (;;) {
     background_();
-    const std::string text = input.text();
-    const std::string mistake = question.check ? question.check(text) : std::string();
-    if (question.rows) {
-      if (is_first || text != shown_for) {
-        rows = question.rows(text);
-        selected = 0;
-      }
-      shown_for = text;
-      if (!text.empty()) {
-        const std::string count = rows.empty() ? "nothing found" : std::to_string(rows.size());
-        DrawRows(count + (rows.empty() ? "" : " found"), rows, selected);
-      }
+    if (has_changed) {
+      text = input.text();
+      mistake = question.check ? question.check(text) : std::string();
+      if (question.rows) rows = question.rows(text);
+      selected = 0;
+      has_changed = false;
     }
-    is_first = false;
+    if (question.rows && !text.empty()) {
+      DrawRows(rows.count == 0 ? "nothing found" : std::to_string(rows.count) + " found", rows,
+               selected);
+    }
     const int columns = terminal_.columns();
     const int line = terminal_.rows() - 1;
-    const std::string label = question.label + ": ";
+    const std::string label = FitColumns(question.label, columns / 2) + ": ";
     const int label_columns = ColumnsOfUtf8(label);
-    const int room = std::max(4, columns - label_columns - 1);
-    const std::string before = LastColumns(input.before_cursor(), room - 1);
-    const std::string after = text.substr(input.before_cursor().size());
+    const LineInput::Window shown = input.Shown(std::max(4, columns - label_columns));
     terminal_.Put(line - 1, 0, columns, mistake, Style::kError);
     terminal_.Put(line, 0, label_columns, label, Style::kKey);
-    terminal_.Put(line, label_columns, columns - label_columns, before + after, Style::kPlain);
-    terminal_.PlaceCursor(line, label_columns + ColumnsOfUtf8(before));
+    terminal_.Put(line, label_columns, columns - label_columns, shown.before + shown.after,
+                  Style::kPlain);
+    terminal_.PlaceCursor(line, label_columns + ColumnsOfUtf8(shown.before));
     const int key = WaitForKey();
-    const int last = static_cast<int>(rows.size()) - 1;
+    const int last = std::max(0, static_cast<int>(rows.count) - 1);
     if (key == kEscape) return std::nullopt;
     if (key == '\n') {
       if (!mistake.empty()) continue;
-      if (row != nullptr) *row = rows.empty() ? -1 : selected;
+      if (row != nullptr) *row = rows.count == 0 ? -1 : selected;
       return text;
     }
+    const bool is_of_line = key == Terminal::kHome || key == Terminal::kEnd;
+    const std::optional<int> step = StepOf(key, std::max(1, terminal_.rows() - 7), last);
     if (key == '\t' && question.complete) {
       input.Replace(question.complete(text));
-    } else if (question.rows && (key == Terminal::kUp || key == Terminal::kDown)) {
-      selected = std::clamp(selected + (key == Terminal::kUp ? -1 : 1), 0, std::max(0, last));
+      has_changed = true;
+    } else if (question.rows && step && !is_of_line) {
+      selected = std::clamp(selected + *step, 0, last);
+    } else if (key == Terminal::kPaste) {
+      input.Insert(terminal_.pasted());
+      has_changed = true;
     } else {
-      input.Take(key);
+      has_changed = input.Take(key);
     }
   }
 }
 
 std::optional<int> Dialogs::Choose(const List& list, int selected, int* key) {
-  const int last = static_cast<int>(list.rows.size()) - 1;
+  const int last = std::max(0, static_cast<int>(list.rows.count) - 1);
   for (;;) {
+    selected = std::clamp(selected, 0, last);
     background_();
+    if (list.is_current && !list.is_current()) {
+      if (key != nullptr) *key = kStale;
+      return selected;
+    }
     DrawRows(list.title, list.rows, selected);
     const int line = terminal_.rows() - 1;
     terminal_.Put(line - 1, 0, terminal_.columns(), "", Style::kPlain);
     terminal_.Put(line, 0, terminal_.columns(),
                   list.help.empty() ? "Enter choose  Esc back" : list.help, Style::kDim);
-    const int pressed = WaitForKey();
-    const int page = std::max(1, terminal_.rows() - 7);
-    switch (pressed) {
-      case kEscape:
-      case 'q':
-        return std::nullopt;
-      case Terminal::kUp:
-      case Terminal::kWheelUp:
-      case 'k':
-        --selected;
-        break;
-      case Terminal::kDown:
-      case Terminal::kWheelDown:
-      case 'j':
-        ++selected;
-        break;
-      case Terminal::kPageUp:
-        selected -= page;
-        break;
-      case Terminal::kPageDown:
-        selected += page;
-        break;
-      case Terminal::kHome:
-        selected = 0;
-        break;
-      case Terminal::kEnd:
-        selected = last;
-        break;
-      default:
-        if (pressed == '\n' || (pressed > ' ' && pressed < 0x7F &&
-                                list.keys.find(static_cast<char>(pressed)) != std::string::npos)) {
-          if (key != nullptr) *key = pressed;
-          if (last < 0) return std::nullopt;
-          return selected;
-        }
+    int pressed = WaitForKey();
+    if (pressed == kEscape || pressed == 'q') return std::nullopt;
+    if (pressed == '\n' || IsOneOf(pressed, list.keys)) {
+      if (key != nullptr) *key = pressed;
+      if (list.rows.count == 0) return std::nullopt;
+      return selected;
     }
-    selected = std::clamp(selected, 0, std::max(0, last));
+    if (pressed == 'k') pressed = Terminal::kUp;
+    if (pressed == 'j') pressed = Terminal::kDown;
+    selected += StepOf(pressed, std::max(1, terminal_.rows() - 7), last).value_or(0);
   }
 }
 
-int Dialogs::AskLetter(const std::string& question, const std::string& letters) {
+int Dialogs::AskLetter(const std::string& question, const std::string& answers,
+                       const std::string& letters) {
   for (;;) {
     background_();
-    const int line = terminal_.rows() - 1;
-    terminal_.Put(line - 1, 0, terminal_.columns(), question, Style::kError);
-    terminal_.Put(line, 0, terminal_.columns(), "", Style::kPlain);
+    const int columns = terminal_.columns();
+    // What to press stays in sight, however long the question is.
+    int line = terminal_.rows() - 1;
+    const auto put = [&](const std::string& text, Style style) {
+      const std::vector<std::string> lines = WrapColumns(text, columns);
+      const int room = std::max(1, line);
+      const int count = std::min(static_cast<int>(lines.size()), room);
+      for (int i = 0; i < count; ++i) {
+        terminal_.Put(line - count + 1 + i, 0, columns, lines[static_cast<std::size_t>(i)], style);
+      }
+      line -= count;
+    };
+    put(answers + "  Esc back", Style::kKey);
+    put(question, Style::kError);
     const int key = WaitForKey();
     if (key == kEscape) return 0;
-    if (key > ' ' && key < 0x7F && letters.find(static_cast<char>(key)) != std::string::npos) {
-      return key;
-    }
+    if (IsOneOf(key, letters)) return key;
   }
 }
 

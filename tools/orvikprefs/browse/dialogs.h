@@ -1,7 +1,8 @@
 // Questions and lists over the browser's screen. What is behind them goes on: it is drawn again
-// while they wait.
+// while they wait. Escape and Ctrl-C give every one of them up.
 #pragma once
 
+#include <cstddef>
 #include <functional>
 #include <optional>
 #include <string>
@@ -12,6 +13,15 @@
 namespace orvik::prefstool::browse {
 
 inline constexpr int kEscape = 27;
+inline constexpr int kInterrupt = 3;  // Ctrl-C
+
+// Rows of a list; only those on the screen are asked for.
+struct Rows {
+  std::size_t count = 0;
+  std::function<std::string(std::size_t)> text;
+
+  static Rows Of(std::vector<std::string> texts);
+};
 
 class Dialogs {
  public:
@@ -26,28 +36,33 @@ class Dialogs {
     std::function<std::string(const std::string&)> check;
     // What Tab makes of the text; none leaves it.
     std::function<std::string(const std::string&)> complete;
-    // Rows to be shown above the line for the text, and a place among them that Up and Down move.
-    std::function<std::vector<std::string>(const std::string&)> rows;
+    // Rows to be shown above the line for the text, and a place among them that the arrows and the
+    // page keys move.
+    std::function<Rows(const std::string&)> rows;
   };
   // The line that was typed; nothing when the user gave up. *row is the chosen one of `rows`.
   std::optional<std::string> Ask(const Question& question, int* row = nullptr);
 
   struct List {
     std::string title;
-    std::vector<std::string> rows;
+    Rows rows;
     std::string help;
     std::string keys;  // letters that end the list too
+    // Whether the rows still hold; the list ends with kStale when they do not.
+    std::function<bool()> is_current;
   };
+  static constexpr int kStale = -2;
   // The row that was chosen with Enter or one of the letters; *key says which. Nothing for Escape,
   // q.
   std::optional<int> Choose(const List& list, int selected = 0, int* key = nullptr);
 
-  // One of the letters; Escape gives 0.
-  int AskLetter(const std::string& question, const std::string& letters);
+  // One of the letters; Escape gives 0. `answers` says what they mean.
+  int AskLetter(const std::string& question, const std::string& answers,
+                const std::string& letters);
 
  private:
   int WaitForKey();
-  void DrawRows(const std::string& title, const std::vector<std::string>& rows, int selected);
+  void DrawRows(const std::string& title, const Rows& rows, int selected);
 
   Terminal& terminal_;
   std::function<void()> background_;

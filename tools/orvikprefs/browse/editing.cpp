@@ -20,11 +20,11 @@ std::string NameMistake(const std::string& name) {
 }  // namespace
 
 std::string Editing::Edit(const Path& path) {
-  const CFPropertyListRef value = FindIn(model_.tree(), path);
-  if (value == nullptr) return "";
-  const ValueType type = TypeOf(value);
-  const std::optional<std::string> line = LineOf(value);
-  if (!line) return EditInEditor(path, type);
+  const Value began = model_.At(path);
+  if (!began) return ShownPath(path) + " does not exist";
+  const ValueType type = TypeOf(began);
+  const std::optional<std::string> line = LineOf(began);
+  if (!line) return EditInEditor(path, began);
   Dialogs::Question question;
   question.label = TypeName(type);
   question.text = *line;
@@ -36,25 +36,33 @@ std::string Editing::Edit(const Path& path) {
   const std::optional<std::string> text = dialogs_.Ask(question);
   if (!text || *text == *line) return "";
   std::string mistake;
-  return model_.Set(path, FromLine(type, *text, mistake));
+  return model_.Set(path, FromLine(type, *text, mistake), began);
 }
 
-std::string Editing::EditInEditor(const Path& path, ValueType type) {
+std::string Editing::EditInEditor(const Path& path, CFPropertyListRef began) {
   if (path.empty()) return "the domain is edited key by key";
-  PrivateFile file(JsonText(FindIn(model_.tree(), path), JsonWriter::Layout::kIndented) + "\n");
+  const ValueType type = TypeOf(began);
+  const std::string before = JsonText(began, JsonWriter::Layout::kIndented) + "\n";
+  PrivateFile file(before);
   if (file.error() != 0) return "a temporary file cannot be written";
   for (;;) {
     terminal_.Suspend();
-    std::string text;
-    const bool is_read = RunEditor(Editor(), file.path()) && ReadWhole(file.path(), text) == 0;
+    const bool has_worked = RunEditor(Editor(), file.path());
     terminal_.Resume();
-    if (!is_read) return "the editor failed; nothing is changed";
-    TextError mistake;
-    const Value value = ReadJson(text, &mistake);
-    if (value && TypeOf(value) == type) return model_.Set(path, value);
-    const std::string reason =
-        value ? std::string("this is not ") + TypeForm(type) : mistake.Message();
-    if (dialogs_.AskLetter(reason + ": e edit again, Esc give up", "e") == 0) return "";
+    std::string text;
+    const bool is_read = ReadWhole(file.path(), text) == 0;
+    if (is_read && text == before) return has_worked ? "" : "the editor failed; nothing is changed";
+    std::string reason = "the editor failed";
+    if (has_worked && is_read) {
+      TextError mistake;
+      const Value value = ReadJson(text, &mistake);
+      if (value && TypeOf(value) == type) return model_.Set(path, value, began);
+      reason = value ? std::string("this is not ") + TypeForm(type) : mistake.Message();
+    }
+    if (dialogs_.AskLetter(reason, "e edit again", "e") != 0) continue;
+    if (!is_read) return "nothing is changed";
+    file.Keep();
+    return "nothing is changed; the text is kept in " + Quoted(file.path());
   }
 }
 
@@ -64,13 +72,12 @@ std::string Editing::AddValue() {
                                          ValueType::kArray};
   std::vector<std::string> rows;
   for (const ValueType type : kTypes) rows.emplace_back(TypeName(type));
-  Path path = model_.PathOf(model_.selected_key());
-  const std::optional<int> row = dialogs_.Choose({"Type of the new value", rows, "", ""});
+  Path path = model_.selected_key_path();
+  const std::optional<int> row =
+      dialogs_.Choose({"Type of the new value", Rows::Of(rows), "", "", {}});
   if (!row) return "";
   const ValueType type = kTypes[*row];
-  const std::optional<std::string> name = dialogs_.Ask({"name", "", NameMistake, {}, {}});
-  if (!name) return "";
-  path.push_back(*name);
+  if (std::string mistake = AskName("name", path); !mistake.empty() || path.empty()) return mistake;
   if (FindIn(model_.tree(), path) != nullptr) return ShownPath(path) + " exists already";
   std::string mistake;
   Value value;
@@ -90,14 +97,33 @@ std::string Editing::AddValue() {
   }
   std::string mistake_of_adding = model_.Add(path, value);
   reveal_(path);
-  return type == ValueType::kArray ? EditInEditor(path, type) : mistake_of_adding;
+  return type == ValueType::kArray && mistake_of_adding.empty() ? EditInEditor(path, value)
+                                                                : mistake_of_adding;
+}
+
+// Asks for the name of what is to be added below the path and puts it there; an element of an array
+// needs none. The path is empty when the user gave up.
+std::string Editing::AskName(const char* label, Path& path) {
+  const CFPropertyListRef key = FindIn(model_.tree(), path);
+  if (!IsContainer(key)) return ShownPath(path) + " does not exist";
+  if (!IsDictionary(key)) {
+    path.push_back(std::to_string(ChildrenOf(key).size()));
+    return "";
+  }
+  const std::optional<std::string> name = dialogs_.Ask({label, "", NameMistake, {}, {}});
+  if (name) {
+    path.push_back(*name);
+  } else {
+    path.clear();
+  }
+  return "";
 }
 
 std::string Editing::AddKey() {
-  Path path = model_.PathOf(model_.selected_key());
-  const std::optional<std::string> name = dialogs_.Ask({"new key", "", NameMistake, {}, {}});
-  if (!name) return "";
-  path.push_back(*name);
+  Path path = model_.selected_key_path();
+  if (std::string mistake = AskName("new key", path); !mistake.empty() || path.empty()) {
+    return mistake;
+  }
   std::string mistake = model_.Add(path, EmptyTree().Get());
   reveal_(path);
   return mistake;
@@ -110,7 +136,7 @@ std::string Editing::Rename(const Path& path) {
   if (!name) return "";
   Path to = path;
   to.back() = *name;
-  return model_.Move(path, to);
+  return Report(model_.Move(path, to), to, "moved to ");
 }
 
 std::string Editing::MoveOrCopy(const Path& path, bool copy) {
@@ -125,19 +151,28 @@ std::string Editing::MoveOrCopy(const Path& path, bool copy) {
   if (!text) return "";
   const Path to = TypedPath(*text);
   if (to.empty()) return "a path has a name";
-  return copy ? model_.Copy(path, to) : model_.Move(path, to);
+  return copy ? Report(model_.Copy(path, to), to, "copied to ")
+              : Report(model_.Move(path, to), to, "moved to ");
 }
 
 std::string Editing::Delete(const Path& path) {
   if (path.empty()) return "the domain is deleted with orvikprefs reset";
-  const CFPropertyListRef value = FindIn(model_.tree(), path);
-  if (IsDictionary(value)) {
-    const std::size_t count = CountBelow(static_cast<CFDictionaryRef>(value));
+  const Value began = model_.At(path);
+  if (!began) return ShownPath(path) + " does not exist";
+  if (IsDictionary(began)) {
+    const std::size_t count = CountBelow(static_cast<CFDictionaryRef>(began.Get()));
     const std::string question = "delete " + ShownPath(path) + " with " + std::to_string(count) +
-                                 (count == 1 ? " entry" : " entries") + "? y, Esc";
-    if (dialogs_.AskLetter(question, "y") == 0) return "";
+                                 (count == 1 ? " entry?" : " entries?");
+    if (dialogs_.AskLetter(question, "y delete", "y") == 0) return "";
   }
-  return model_.Remove(path);
+  const std::string refusal = model_.Remove(path, began);
+  return refusal.empty() ? "deleted " + ShownPath(path) + "; u takes it back" : refusal;
+}
+
+std::string Editing::Report(const std::string& refusal, const Path& path, const char* what) {
+  if (!refusal.empty()) return refusal;
+  reveal_(path);
+  return what + ShownPath(path);
 }
 
 }  // namespace orvik::prefstool::browse

@@ -29,7 +29,10 @@ class Editing {
 
  private:
   // As JSON, in the user's editor.
-  std::string EditInEditor(const Path& path, ValueType type);
+  std::string EditInEditor(const Path& path, CFPropertyListRef began);
+  std::string AskName(const char* label, Path& path);
+  // The refusal, or what was done; then the path is selected.
+  std::string Report(const std::string& refusal, const Path& path, const char* what);
 
   Model& model_;
   Dialogs& dialogs_;

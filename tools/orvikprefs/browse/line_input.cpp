@@ -36,6 +36,13 @@ std::string Utf8(std::u32string_view characters) {
   return ToUtf8(CAtlString(units.data(), static_cast<int>(units.size())));
 }
 
+// What stands for a character on the screen: a control character must not reach a terminal.
+char32_t Symbol(char32_t character) {
+  if (character < 0x20) return 0x2400 + character;
+  if (!ControlAt(Utf8({&character, 1}), 0)) return character;
+  return character == 0x7F ? 0x2421 : 0xFFFD;
+}
+
 constexpr int Control(char letter) {
   return letter - '@';
 }
@@ -50,8 +57,29 @@ std::string LineInput::text() const {
   return Utf8(text_);
 }
 
-std::string LineInput::before_cursor() const {
-  return Utf8(std::u32string_view(text_).substr(0, cursor_));
+LineInput::Window LineInput::Shown(int columns) const {
+  std::u32string before;
+  std::u32string after;
+  // The cursor has a column of its own.
+  int room = columns - 1;
+  std::size_t first = cursor_;
+  while (first > 0 && ColumnsOf(Symbol(text_[first - 1])) <= room) {
+    room -= ColumnsOf(Symbol(text_[--first]));
+  }
+  for (std::size_t at = first; at < cursor_; ++at) before += Symbol(text_[at]);
+  ++room;
+  for (std::size_t at = cursor_; at < text_.size(); ++at) {
+    const char32_t symbol = Symbol(text_[at]);
+    room -= ColumnsOf(symbol);
+    if (room < 0) break;
+    after += symbol;
+  }
+  return {Utf8(before), Utf8(after)};
+}
+
+void LineInput::Insert(std::u32string_view text) {
+  text_.insert(cursor_, text);
+  cursor_ += text.size();
 }
 
 void LineInput::Replace(std::string_view text) {

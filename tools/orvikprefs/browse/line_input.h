@@ -12,15 +12,22 @@ class LineInput {
   explicit LineInput(std::string_view text = {});
 
   std::string text() const;
-  // The text before the cursor.
-  std::string before_cursor() const;
+
+  // What a line of `columns` shows around the cursor, which stands behind `before`. Control
+  // characters are shown as symbols. In time proportional to the columns.
+  struct Window {
+    std::string before;
+    std::string after;
+  };
+  Window Shown(int columns) const;
 
   // Takes a key of Terminal::ReadKey: characters, Backspace, Delete, Left, Right, Home, End,
   // Ctrl-A, Ctrl-E, Ctrl-U (removes what is before the cursor), Ctrl-K (what is behind it), Ctrl-W
   // (a word). False for any other key.
   bool Take(int key);
 
-  void Replace(std::string_view text);  // the cursor at its end
+  void Insert(std::u32string_view text);  // at the cursor, whatever its characters are
+  void Replace(std::string_view text);    // the cursor at its end
 
  private:
   void MoveLeft();

@@ -1,24 +1,17 @@
-// What the browser shows and changes, with no terminal in it.
+// What the browser shows of a draft: rows of keys and values, which are open, which is selected,
+// with no terminal in it.
 //
-// The model holds the domain as it was last read and the same domain with the user's changes.
-// Nothing reaches the file before Apply, which is one transaction on conditions: what another
-// process changed meanwhile is never overwritten. Rows own nothing: they are valid until the next
-// call that is not const.
+// The selection is a path, not a row: a row that another process adds or removes moves it nowhere.
+// When its own row goes, the path stays selected, as one that is gone, until the user moves.
+// Rows are valid until the next call that is not const.
 #pragma once
 
-#include <sys/types.h>
-
 #include <cstddef>
-#include <ctime>
 #include <string>
-#include <string_view>
-#include <unordered_map>
 #include <unordered_set>
 #include <vector>
 
-#include "prefs/reporting.h"
-#include "strings/atl_string.h"
-#include "tools/orvikprefs/browse/tree.h"
+#include "tools/orvikprefs/browse/draft.h"
 
 namespace orvik::prefstool::browse {
 
@@ -30,48 +23,29 @@ enum class Mark {
   kConflict,  // the user's change and another process's meet here or below
 };
 
+// A dictionary or an array.
 struct KeyRow {
   int parent;  // row of the key above; -1 for the domain itself, the first row
   int depth;
-  CFStringRef name;  // null for the domain itself
-  CFDictionaryRef entries;
+  std::string name;  // "" for the domain itself
+  CFPropertyListRef node;
   bool is_open;
   bool has_keys;
   Mark mark;
 };
 
+// Of a dictionary what has no keys below it; of an array every element.
 struct ValueRow {
-  CFStringRef name;
+  std::string name;
   CFPropertyListRef value;
   Mark mark;
 };
 
-// A change that was not carried over to what another process wrote.
-struct Conflict {
-  Path path;
-  Value before, there, wanted;  // null: nothing
-};
-
-class Model {
+class Model : public Draft {
  public:
   Model(int scope, CAtlString domain);
 
-  int scope() const { return scope_; }
-  const CAtlString& domain() const { return domain_; }
-  const std::string& file() const { return file_; }
-  // Of the last reading: ok, kNotFound for a domain without a file, or why its entries are unknown
-  // (then those of the reading before stay).
-  const PrefStatus& status() const { return status_; }
-  bool is_writable() const { return is_writable_; }
-  CFDictionaryRef tree() const { return edited_; }
-  // Grows with every change of tree().
-  std::size_t version() const { return version_; }
-
-  // Reads the file again if it is another or a changed one. The user's changes are carried over;
-  // those that meet changes of others become conflicts. True when something shown may have changed.
-  bool Refresh();
-
-  // Keys from the domain down, as far as they are open, names in the order of their UTF-16 units.
+  // Keys from the domain down, as far as they are open.
   const std::vector<KeyRow>& keys() const { return keys_; }
   const std::vector<ValueRow>& values() const { return values_; }  // of the selected key
   Path PathOf(int key_row) const;
@@ -81,67 +55,47 @@ class Model {
   int selected_value() const { return selected_value_; }
   void SelectKey(int row);    // clamped
   void SelectValue(int row);  // clamped
+  // Whether the user is among the values of the selected key.
+  bool on_values() const { return on_values_; }
+  void FocusValues(bool on_values) { on_values_ = on_values; }
+  void MoveBy(int rows);
+
+  // What an action acts on: the selected key, or the value when the user is among the values.
+  const Path& selected_key_path() const { return key_path_; }
+  Path SelectedPath() const;
+  // Another process removed it; its row is that of what is now in its place.
+  bool is_gone() const { return key_gone_ || (on_values_ && value_gone_); }
+
   void Open(int key_row, bool open);
   // Opens what is above the key or value and selects it. False when there is none.
   bool Reveal(const Path& path);
-
-  // Changes in memory. Each gives a reason when it refuses, "" when it is made.
-  std::string Set(const Path& path, CFPropertyListRef value);
-  std::string Add(const Path& path, CFPropertyListRef value);  // refuses a name that is taken
-  std::string Remove(const Path& path);
-  std::string Move(const Path& from, const Path& to);  // a rename, too
-  std::string Copy(const Path& from, const Path& to);
-  bool Undo();  // the last of them
-
-  const std::vector<Change>& changes() const { return changes_; }
-  void Revert(std::size_t change);
-  void RevertAll();
-  PrefStatus Apply();
-
-  const std::vector<Conflict>& conflicts() const { return conflicts_; }
-  // Settles a conflict: the user's value becomes a change of what is there now, or is given up.
-  void Settle(std::size_t conflict, bool take_mine);
+  // The same, or of what is above it the deepest that exists.
+  void RevealNearest(Path path);
 
  private:
-  struct Identity {
-    dev_t device = 0;
-    ino_t inode = 0;
-    off_t size = -1;
-    timespec changed = {};
-    bool operator==(const Identity& other) const;
-  };
-  Identity IdentityOfFile() const;
-  void Adopt(Tree base);
-  void Become(Tree edited, bool can_undo);
-  std::string Put(const Path& path, CFPropertyListRef value);
-  void Rebuild();
+  void Changed(Cause cause) override { Rebuild(cause); }
+  void Touched(const Path& path) override { RevealNearest(path); }
+  void Rebuild(Cause cause);
+  void BuildKeys();
+  void SelectAgain(Cause cause);
   void FillValues();
   // The deepest row on the way to the key that is shown.
   int NearestRow(const Path& key) const;
-  Mark MarkOf(const std::string& joined, CFPropertyListRef was) const;
-
-  int scope_;
-  CAtlString domain_;
-  std::string file_;
-  PrefStatus status_;
-  bool is_writable_ = false;
-  Identity identity_;
-  Tree base_ = EmptyTree();
-  Tree edited_;
-  std::vector<Tree> history_;
-  std::vector<Change> changes_;
-  std::vector<Conflict> conflicts_;
-  std::size_t version_ = 0;
+  Mark MarkOf(const std::string& joined, CFPropertyListRef was, CFPropertyListRef now) const;
 
   std::vector<KeyRow> keys_;
   std::vector<ValueRow> values_;
   int selected_key_ = 0;
   int selected_value_ = 0;
-  Path selected_path_;  // of the key; it outlives the rows
+  bool on_values_ = false;
+  Path key_path_;
+  std::string value_name_;  // counts when there are values
+  bool key_gone_ = false;
+  bool value_gone_ = false;
   // Paths with a NUL behind each name.
   std::unordered_set<std::string> open_;
   std::unordered_set<std::string> changed_;
-  std::unordered_set<std::string> by_others_;
+  std::unordered_set<std::string> by_others_marks_;
   std::unordered_set<std::string> in_conflict_;
 };
 

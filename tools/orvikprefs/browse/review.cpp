@@ -10,17 +10,19 @@
 namespace orvik::prefstool::browse {
 namespace {
 
+std::string ShownSide(CFPropertyListRef value) {
+  return value != nullptr ? std::string(TypeName(value)) + " " + Escaped(ValueText(value))
+                          : "(nothing)";
+}
+
 // One line of what `diff` shows.
 std::string ShownDifference(const Difference& difference) {
-  const auto side = [](CFPropertyListRef value) {
-    return std::string(TypeName(value)) + " " + Escaped(ValueText(value));
-  };
   const char* sign = difference.kind == Difference::Kind::kAdded     ? "+ "
                      : difference.kind == Difference::Kind::kRemoved ? "- "
                                                                      : "~ ";
   std::string line = sign + Escaped(JoinedPath(difference.path)) + " = ";
-  if (difference.kind == Difference::Kind::kChanged) line += side(difference.before) + " -> ";
-  return line + side(difference.after != nullptr ? difference.after : difference.before);
+  if (difference.kind == Difference::Kind::kChanged) line += ShownSide(difference.before) + " -> ";
+  return line + ShownSide(difference.after != nullptr ? difference.after : difference.before);
 }
 
 }  // namespace
@@ -40,57 +42,68 @@ std::string Review::Apply() {
 }
 
 std::string Review::ShowChanges() {
-  int selected = 0;
+  // A row is known by its change and the line of it.
+  using Place = std::pair<Path, std::size_t>;
+  Place selected;
   for (;;) {
     std::vector<std::string> rows;
-    std::vector<std::size_t> change_of_row;
-    for (std::size_t change = 0; change < model_.changes().size(); ++change) {
-      for (const Difference& line : LinesOf(model_.changes()[change])) {
-        rows.push_back(ShownDifference(line));
-        change_of_row.push_back(change);
+    std::vector<Place> places;
+    int row_of_selected = 0;
+    for (const Change& change : model_.changes()) {
+      std::size_t line = 0;
+      for (const Difference& difference : LinesOf(change)) {
+        places.emplace_back(change.path, line++);
+        if (places.back() <= selected) row_of_selected = static_cast<int>(rows.size());
+        rows.push_back(ShownDifference(difference));
       }
     }
     if (rows.empty()) return "no changes";
+    const std::size_t version = model_.version();
     int key = 0;
     const std::optional<int> row =
-        dialogs_.Choose({"Changes that w writes", rows,
-                         "u undo this one  w write all  Enter go there  Esc back", "uw"},
-                        std::min(selected, static_cast<int>(rows.size()) - 1), &key);
+        dialogs_.Choose({"Changes that w writes", Rows::Of(std::move(rows)),
+                         "u undo this one  w write all  Enter go there  Esc back", "uw",
+                         [&] { return model_.version() == version; }},
+                        row_of_selected, &key);
     if (!row) return "";
-    selected = *row;
-    const std::size_t change = change_of_row[static_cast<std::size_t>(*row)];
-    // What is behind the list may have changed while it waited.
-    if (change >= model_.changes().size()) continue;
     if (key == 'w') return Apply();
+    selected = places[static_cast<std::size_t>(*row)];
+    if (key == Dialogs::kStale) continue;
     if (key == 'u') {
-      model_.Revert(change);
+      model_.Revert(selected.first);
     } else {
-      Path path = model_.changes()[change].path;
-      while (!path.empty() && !model_.Reveal(path)) path.pop_back();
+      model_.RevealNearest(selected.first);
       return "";
     }
   }
 }
 
 std::string Review::ShowConflicts() {
+  Path selected;
   for (;;) {
     if (model_.conflicts().empty()) return "no conflicts";
     std::vector<std::string> rows;
+    std::vector<Path> paths;
+    int row_of_selected = 0;
     for (const Conflict& conflict : model_.conflicts()) {
-      const auto text = [](const Value& value) {
-        return value ? std::string(TypeName(value)) + " " + Escaped(ValueText(value))
-                     : std::string("nothing");
-      };
-      rows.push_back(ShownPath(conflict.path) + ": there " + text(conflict.there) + ", yours " +
-                     text(conflict.wanted) + ", before " + text(conflict.before));
+      if (conflict.path == selected) row_of_selected = static_cast<int>(rows.size());
+      rows.push_back(ShownPath(conflict.path));
+      rows.push_back("  theirs  " + ShownSide(conflict.there));
+      rows.push_back("  mine    " + ShownSide(conflict.wanted));
+      rows.push_back("  before  " + ShownSide(conflict.before));
+      paths.resize(rows.size(), conflict.path);
     }
+    const std::size_t version = model_.version();
     int key = 0;
     const std::optional<int> row =
-        dialogs_.Choose({"Another process changed what you changed", rows,
-                         "m take mine  t take theirs  Esc later", "mt"},
-                        0, &key);
+        dialogs_.Choose({"Another process changed what you changed", Rows::Of(std::move(rows)),
+                         "m take mine  t take theirs  Esc later", "mt",
+                         [&] { return model_.version() == version; }},
+                        row_of_selected, &key);
     if (!row) return "";
-    if (key == 'm' || key == 't') model_.Settle(static_cast<std::size_t>(*row), key == 'm');
+    selected = paths[static_cast<std::size_t>(*row)];
+    if (key != 'm' && key != 't') continue;
+    if (std::string refusal = model_.Settle(selected, key == 'm'); !refusal.empty()) return refusal;
   }
 }
 

@@ -4,6 +4,7 @@
 
 #include "prefs/scope.h"
 #include "prefs/shared_lock.h"
+#include "tools/orvikprefs/browse/typed_path.h"
 #include "tools/orvikprefs/text.h"
 
 namespace orvik::prefstool::browse {
@@ -96,8 +97,9 @@ void Screen::Draw(const Model& model, bool with_foot) {
   terminal_.Put(rows - 2, 0, terminal_.columns(), message, Style::kPlain);
   terminal_.Put(
       rows - 1, 0, terminal_.columns(),
-      on_values ? "Tab keys  / search  e edit  a add  r rename  d delete  w write  ? help  q quit"
-                : "Tab values  / search  a A add  d delete  c changes  w write  ? help  q quit",
+      model.on_values()
+          ? "Tab keys  / search  e edit  a add  r rename  d delete  w write  ? help  q quit"
+          : "Tab values  / search  a A add  d delete  c changes  w write  ? help  q quit",
       Style::kDim);
 }
 
@@ -123,9 +125,10 @@ void Screen::DrawHead(const Model& model) {
   terminal_.Put(1, 0, columns - state_width - 1, " " + Escaped(model.file()), Style::kDim);
   terminal_.Put(1, columns - state_width, state_width, file_state, Style::kError);
 
-  Path path = model.PathOf(model.selected_key());
-  if (on_values && !model.values().empty()) path = model.PathOfValue(model.selected_value());
-  terminal_.Put(2, 0, columns, " /" + Escaped(JoinedPath(path)), Style::kPlain);
+  terminal_.Put(2, 0, columns,
+                " " + ShownPath(model.SelectedPath()) +
+                    (model.is_gone() ? " is gone: another process removed it" : ""),
+                model.is_gone() ? Style::kByOthers : Style::kPlain);
 }
 
 void Screen::DrawKeys(const Model& model) {
@@ -144,14 +147,15 @@ void Screen::DrawKeys(const Model& model) {
     }
     const int indent = std::max(0, 2 * key.depth - shift);
     const MarkShape mark = ShapeOf(key.mark);
-    const bool is_selected = row == model.selected_key();
-    const Style style = is_selected && !on_values     ? Style::kSelected
-                        : mark.style != Style::kPlain ? mark.style
-                                                      : Style::kKey;
-    const std::string name = key.name != nullptr ? Escaped(ToUtf8(key.name)) : "/";
+    const bool is_selected = row == model.selected_key() && !model.is_gone();
+    const Style style = is_selected && !model.on_values() ? Style::kSelected
+                        : mark.style != Style::kPlain     ? mark.style
+                                                          : Style::kKey;
+    std::string name = key.parent < 0 ? "/" : key.name.empty() ? "\"\"" : Escaped(key.name);
+    if (!IsDictionary(key.node)) name += " []";
     terminal_.Put(kHeadRows + line, 0, width,
                   mark.sign + std::string(static_cast<std::size_t>(indent), ' ') + fold + " " +
-                      (name.empty() ? "\"\"" : name) + (is_selected && on_values ? " <" : ""),
+                      name + (is_selected && model.on_values() ? " <" : ""),
                   style);
   }
 }
@@ -168,13 +172,15 @@ void Screen::DrawValues(const Model& model) {
     if (row >= static_cast<int>(values.size())) continue;
     const ValueRow& value = values[static_cast<std::size_t>(row)];
     const MarkShape mark = ShapeOf(value.mark);
-    const Style style = on_values && row == model.selected_value() ? Style::kSelected : mark.style;
+    const Style style = model.on_values() && row == model.selected_value() && !model.is_gone()
+                            ? Style::kSelected
+                            : mark.style;
     int column = left + 1;
     const auto put = [&](int room, const std::string& text) {
       terminal_.Put(kHeadRows + line, column, room, text, style);
       column += room;
     };
-    const std::string name = Escaped(ToUtf8(value.name));
+    const std::string name = Escaped(value.name);
     put(1, mark.sign);
     put(name_width, name.empty() ? "\"\"" : name);
     put(1, "");
@@ -187,13 +193,15 @@ void Screen::DrawValues(const Model& model) {
   }
 }
 
-int Screen::RowAtMouse(const Model& model) {
+Screen::Place Screen::PlaceAtMouse(const Model& model) const {
+  Place place;
   const int line = terminal_.mouse_row() - kHeadRows;
-  if (line < 0 || line >= page()) return -1;
-  on_values = terminal_.mouse_column() > KeysWidth();
-  const int row = line + (on_values ? first_value_ : first_key_);
-  const std::size_t rows = on_values ? model.values().size() : model.keys().size();
-  return row < static_cast<int>(rows) ? row : -1;
+  if (line < 0 || line >= page()) return place;
+  place.on_values = terminal_.mouse_column() > KeysWidth();
+  const int row = line + (place.on_values ? first_value_ : first_key_);
+  const std::size_t rows = place.on_values ? model.values().size() : model.keys().size();
+  if (row < static_cast<int>(rows)) place.row = row;
+  return place;
 }
 
 }  // namespace orvik::prefstool::browse

@@ -13,15 +13,18 @@ class Screen {
  public:
   explicit Screen(Terminal& terminal) : terminal_(terminal) {}
 
-  bool on_values = false;  // which side has the focus
-  std::string message;     // the line above the keys' help
+  std::string message;  // the line above the keys' help
 
   // Without the foot when a dialog uses it.
   void Draw(const Model& model, bool with_foot = true);
 
   int page() const;  // rows of keys or values that fit
-  // The row of keys or values that the mouse points at; -1 for none. Sets the side.
-  int RowAtMouse(const Model& model);
+  // What the mouse points at.
+  struct Place {
+    bool on_values = false;
+    int row = -1;  // -1: nothing
+  };
+  Place PlaceAtMouse(const Model& model) const;
 
  private:
   void DrawHead(const Model& model);

@@ -1,6 +1,7 @@
 #include "tools/orvikprefs/browse/search.h"
 
 #include <algorithm>
+#include <utility>
 
 #include "text/case_mapping.h"
 #include "text/transcoding.h"
@@ -25,37 +26,36 @@ void AppendFolded(std::string& to, const std::string& text) {
 SearchIndex::SearchIndex(CFDictionaryRef tree) : tree_(Tree::Retaining(tree)) {
   struct Level {
     std::size_t parent;
-    std::vector<Entry> entries;
+    std::vector<Child> entries;
     std::size_t next = 0;
   };
   std::vector<Level> levels;
-  levels.push_back({kNoParent, SortedEntries(tree)});
+  levels.push_back({kNoParent, ChildrenOf(tree)});
   while (!levels.empty()) {
     Level& level = levels.back();
     if (level.next == level.entries.size()) {
       levels.pop_back();
       continue;
     }
-    const Entry entry = level.entries[level.next++];
+    const Child entry = std::move(level.entries[level.next++]);
     nodes_.push_back({level.parent, entry.name, entry.value, text_.size()});
-    AppendFolded(text_, ToUtf8(entry.name));
+    AppendFolded(text_, entry.name);
     text_ += '\0';
     if (!IsDictionary(entry.value)) AppendFolded(text_, ValueText(entry.value));
     text_ += '\0';
     if (IsDictionary(entry.value)) {
-      levels.push_back(
-          {nodes_.size() - 1, SortedEntries(static_cast<CFDictionaryRef>(entry.value))});
+      levels.push_back({nodes_.size() - 1, ChildrenOf(entry.value)});
     }
   }
 }
 
-std::vector<std::size_t> SearchIndex::Find(std::string_view text, std::size_t limit) const {
+std::vector<std::size_t> SearchIndex::Find(std::string_view text) const {
   std::vector<std::size_t> hits;
   std::string folded;
   AppendFolded(folded, std::string(text));
   if (folded.empty() || folded.find('\0') != std::string::npos) return hits;
   std::size_t at = 0;
-  while (hits.size() < limit && (at = text_.find(folded, at)) != std::string::npos) {
+  while ((at = text_.find(folded, at)) != std::string::npos) {
     const auto after =
         std::upper_bound(nodes_.begin(), nodes_.end(), at,
                          [](std::size_t place, const Node& node) { return place < node.start; });
@@ -68,7 +68,7 @@ std::vector<std::size_t> SearchIndex::Find(std::string_view text, std::size_t li
 Path SearchIndex::PathOf(std::size_t hit) const {
   Path path;
   for (std::size_t node = hit; node != kNoParent; node = nodes_[node].parent) {
-    path.push_back(ToUtf8(nodes_[node].name));
+    path.push_back(nodes_[node].name);
   }
   std::reverse(path.begin(), path.end());
   return path;

@@ -15,8 +15,8 @@ class SearchIndex {
  public:
   explicit SearchIndex(CFDictionaryRef tree);
 
-  // The keys and values whose name or value holds the text, from the top down; at most `limit`.
-  std::vector<std::size_t> Find(std::string_view text, std::size_t limit) const;
+  // The keys and values whose name or value holds the text, from the top down.
+  std::vector<std::size_t> Find(std::string_view text) const;
   Path PathOf(std::size_t hit) const;
   // The value of a hit, or its key.
   CFPropertyListRef ValueOf(std::size_t hit) const { return nodes_[hit].value; }
@@ -24,7 +24,7 @@ class SearchIndex {
  private:
   struct Node {
     std::size_t parent;  // kNoParent at the top level
-    CFStringRef name;
+    std::string name;
     CFPropertyListRef value;
     std::size_t start;  // of its part of text_
   };

@@ -27,6 +27,41 @@ struct Rescue {
 };
 Rescue rescue;
 
+// Bracketed paste: the terminal puts these around what is pasted, while the mode is on.
+constexpr char kPasteStart[] = "\x1b[200~";
+constexpr char kPasteEnd[] = "\x1b[201~";
+constexpr char kPasteOn[] = "\x1b[?2004h";
+constexpr char kPasteOff[] = "\x1b[?2004l";
+// Beyond every code that the library gives out itself.
+constexpr int kPasteStartCode = 0x4000;
+constexpr int kPasteEndCode = 0x4001;
+
+constexpr int kSuspend = 26;  // Ctrl-Z
+
+void Send(std::string_view sequence) {
+  [[maybe_unused]] const ssize_t count = write(STDOUT_FILENO, sequence.data(), sequence.size());
+}
+
+// Ctrl-C and Ctrl-Z become keys, so that neither ends nor stops the browser unasked.
+void KeepControlKeys() {
+  termios modes = {};
+  if (tcgetattr(STDIN_FILENO, &modes) != 0) return;
+  modes.c_cc[VINTR] = _POSIX_VDISABLE;
+  modes.c_cc[VSUSP] = _POSIX_VDISABLE;
+  tcsetattr(STDIN_FILENO, TCSANOW, &modes);
+  def_prog_mode();
+}
+
+// Stops this process, unless there is no shell that would let it go on.
+void Stop() {
+  struct sigaction old = {};
+  struct sigaction plain = {};
+  plain.sa_handler = SIG_DFL;
+  sigaction(SIGTSTP, &plain, &old);
+  raise(SIGTSTP);
+  sigaction(SIGTSTP, &old, nullptr);
+}
+
 constexpr std::array kFatalSignals = {SIGINT,  SIGTERM, SIGHUP, SIGQUIT, SIGSEGV,
                                       SIGABRT, SIGBUS,  SIGFPE, SIGILL,  SIGPIPE};
 
@@ -47,7 +82,7 @@ void PrepareRescue() {
     const char* text = tigetstr(const_cast<char*>(name));
     if (text != nullptr && text != reinterpret_cast<const char*>(-1)) sequence += text;
   }
-  sequence += "\x1b[?1000l\x1b[?1006l";
+  (sequence += "\x1b[?1000l\x1b[?1006l") += kPasteOff;
   if (sequence.size() < rescue.sequence.size()) {
     std::memcpy(rescue.sequence.data(), sequence.c_str(), sequence.size() + 1);
   }
@@ -104,6 +139,8 @@ int SpecialOf(int key) {
       return '\b';
     case KEY_ENTER:
       return '\n';
+    case KEY_F(1):
+      return Terminal::kHelp;
     case KEY_RESIZE:
       return Terminal::kResized;
     default:
@@ -142,6 +179,31 @@ std::string FitColumns(std::string_view utf8, int width) {
   return fitted + "\u2026";
 }
 
+std::vector<std::string> WrapColumns(std::string_view utf8, int width) {
+  std::vector<std::string> lines(1);
+  int columns = 0;
+  std::size_t blank = 0;  // behind the last blank of the line
+  for (std::size_t at = 0; at < utf8.size();) {
+    std::size_t end = at + 1;
+    while (end < utf8.size() && (static_cast<unsigned char>(utf8[end]) & 0xC0) == 0x80) ++end;
+    const std::string_view character = utf8.substr(at, end - at);
+    const int taken = ColumnsOfUtf8(character);
+    if (columns + taken > std::max(1, width) && columns > 0) {
+      if (blank == 0) blank = lines.back().size();
+      std::string rest = lines.back().substr(blank);
+      lines.back().resize(blank);
+      columns = ColumnsOfUtf8(rest);
+      lines.push_back(std::move(rest));
+      blank = 0;
+    }
+    lines.back() += character;
+    columns += taken;
+    if (character == " ") blank = lines.back().size();
+    at = end;
+  }
+  return lines;
+}
+
 Terminal::Terminal(bool colour) {
   std::setlocale(LC_ALL, "");
   // Without a locale most terminals still show UTF-8.
@@ -154,7 +216,11 @@ Terminal::Terminal(bool colour) {
   cbreak();
   noecho();
   nonl();
+  KeepControlKeys();
   keypad(stdscr, TRUE);
+  define_key(kPasteStart, kPasteStartCode);
+  define_key(kPasteEnd, kPasteEndCode);
+  Send(kPasteOn);
   set_escdelay(50);
   mousemask(BUTTON1_PRESSED | BUTTON1_CLICKED | BUTTON1_DOUBLE_CLICKED | BUTTON4_PRESSED |
                 BUTTON5_PRESSED,
@@ -173,7 +239,7 @@ Terminal::Terminal(bool colour) {
 
 Terminal::~Terminal() {
   if (!ok_) return;
-  endwin();
+  Suspend();
   rescue.active = 0;
   for (const int number : kFatalSignals) signal(number, SIG_DFL);
 }
@@ -234,7 +300,16 @@ int Terminal::ReadKey(int milliseconds) {
   wint_t key = 0;
   const int kind = wget_wch(stdscr, &key);
   if (kind == ERR) return kNothing;
-  if (kind != KEY_CODE_YES) return key == '\r' ? '\n' : key == 127 ? '\b' : static_cast<int>(key);
+  if (kind != KEY_CODE_YES) {
+    if (key == kSuspend) {
+      Suspend();
+      Stop();
+      Resume();
+      return kResized;
+    }
+    return key == '\r' ? '\n' : key == 127 ? '\b' : static_cast<int>(key);
+  }
+  if (key == kPasteStartCode) return ReadPasted();
   if (key != KEY_MOUSE) return SpecialOf(static_cast<int>(key));
   MEVENT event;
   if (getmouse(&event) != OK) return kNothing;
@@ -245,12 +320,31 @@ int Terminal::ReadKey(int milliseconds) {
   return (event.bstate & BUTTON1_DOUBLE_CLICKED) != 0 ? kDoubleClick : kClick;
 }
 
+int Terminal::ReadPasted() {
+  // The end may be long in coming over a slow line, but not for ever.
+  constexpr int kLongestPause = 5000;
+  wtimeout(stdscr, kLongestPause);
+  pasted_.clear();
+  wint_t key = 0;
+  bool after_return = false;
+  for (int kind = 0; (kind = wget_wch(stdscr, &key)) != ERR;) {
+    if (kind == KEY_CODE_YES && key == kPasteEndCode) break;
+    if (kind == KEY_CODE_YES) continue;
+    const bool is_second = after_return && key == '\n';
+    after_return = key == '\r';
+    if (!is_second) pasted_ += after_return ? U'\n' : static_cast<char32_t>(key);
+  }
+  return kPaste;
+}
+
 void Terminal::Suspend() {
+  Send(kPasteOff);
   endwin();
 }
 
 void Terminal::Resume() {
   wrefresh(stdscr);
+  Send(kPasteOn);
   clearok(curscr, TRUE);
 }
 

@@ -3,13 +3,15 @@
 
 #include <string>
 #include <string_view>
+#include <vector>
 
 namespace orvik::prefstool::browse {
 
 enum class Style { kPlain, kHead, kKey, kDim, kChanged, kAdded, kByOthers, kError, kSelected };
 
 // Takes the terminal over and gives it back as it was: at the end of the scope, while it is
-// suspended (Ctrl-Z, an editor), and when a signal ends the process. One object at a time.
+// suspended (Ctrl-Z, an editor), and when a signal ends the process. Ctrl-C is a key. One object at
+// a time.
 class Terminal {
  public:
   explicit Terminal(bool colour);
@@ -49,8 +51,12 @@ class Terminal {
     kDoubleClick,
     kWheelUp,
     kWheelDown,
+    kHelp,   // F1
+    kPaste,  // the text of pasted(), whatever its characters are
   };
   int ReadKey(int milliseconds);
+  // What the terminal marked as pasted; a line break is U+000A.
+  const std::u32string& pasted() const { return pasted_; }
   int mouse_row() const { return mouse_row_; }
   int mouse_column() const { return mouse_column_; }
 
@@ -62,6 +68,9 @@ class Terminal {
   void Resume();
 
  private:
+  int ReadPasted();
+
+  std::u32string pasted_;
   bool ok_ = false;
   bool unicode_ = false;
   bool colour_ = false;
@@ -72,5 +81,7 @@ class Terminal {
 // The text in at most `width` columns; one that is cut ends in an ellipsis.
 std::string FitColumns(std::string_view utf8, int width);
 int ColumnsOfUtf8(std::string_view utf8);
+// The text in lines of at most `width` columns, cut behind blanks where there are any.
+std::vector<std::string> WrapColumns(std::string_view utf8, int width);
 
 }  // namespace orvik::prefstool::browse

@@ -14,7 +14,11 @@ std::string ShownPath(const Path& path) {
 Path TypedPath(std::string text) {
   while (text.starts_with('/')) text.erase(0, 1);
   const std::optional<KeyPath> key = ParseKey(text);
-  return key ? PathOf(*key) : Path();
+  Path path;
+  for (int i = 1; key && i <= key->count(); ++i) {
+    path.push_back(NameText(key->name(i)));
+  }
+  return path;
 }
 
 std::string CompletedPath(CFDictionaryRef tree, const std::string& text) {
@@ -28,12 +32,12 @@ std::string CompletedPath(CFDictionaryRef tree, const std::string& text) {
     at = end + 1;
   }
   const CFPropertyListRef key = FindIn(tree, path);
-  if (!IsDictionary(key)) return text;
+  if (!IsContainer(key)) return text;
   std::string common;
   bool is_key = false;
   int count = 0;
-  for (const Entry& entry : SortedEntries(static_cast<CFDictionaryRef>(key))) {
-    const std::string name = ToUtf8(entry.name);
+  for (const Child& entry : ChildrenOf(key)) {
+    const std::string& name = entry.name;
     if (!name.starts_with(begun) || name.find('/') != std::string::npos) continue;
     if (count++ == 0) {
       common = name;
@@ -41,7 +45,7 @@ std::string CompletedPath(CFDictionaryRef tree, const std::string& text) {
       const auto differ = std::mismatch(common.begin(), common.end(), name.begin(), name.end());
       common.erase(differ.first, common.end());
     }
-    is_key = IsDictionary(entry.value);
+    is_key = IsContainer(entry.value);
   }
   if (count == 0) return text;
   // Two names may differ within a character.

@@ -1,11 +1,13 @@
 #include "tools/orvikprefs/browse/value_form.h"
 
 #include "platform/core_foundation/data.h"
+#include "platform/core_foundation/property_list_equality.h"
 #include "tools/orvikprefs/text.h"
 
 namespace orvik::prefstool::browse {
 namespace {
 
+constexpr std::size_t kLongestLine = 4096;  // in bytes
 constexpr char kDigits[] = "0123456789abcdef";
 
 std::string HexOf(CFDataRef data) {
@@ -49,14 +51,20 @@ std::optional<std::string> LineOf(CFPropertyListRef value) {
     case ValueType::kDictionary:
       return std::nullopt;
     case ValueType::kData:
+      if (CFDataGetLength(static_cast<CFDataRef>(value)) > CFIndex{kLongestLine / 3})
+        return std::nullopt;
       return HexOf(static_cast<CFDataRef>(value));
     default:
       break;
   }
   std::string text = ValueText(value);
+  if (text.size() > kLongestLine) return std::nullopt;
   for (std::size_t at = 0; at < text.size(); ++at) {
     if (ControlAt(text, at)) return std::nullopt;
   }
+  // A lone surrogate has no text of its own.
+  const bool is_string = TypeOf(value) == ValueType::kString;
+  if (is_string && !IsSameValue(value, ParseValue(ValueType::kString, text))) return std::nullopt;
   return text;
 }
 

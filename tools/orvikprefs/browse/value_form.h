@@ -9,7 +9,7 @@
 namespace orvik::prefstool::browse {
 
 // The line for a value: as ValueText gives it, data as hexadecimal digits. Nothing for a value that
-// needs an editor: arrays, dictionaries, and text with control characters.
+// needs an editor: arrays, dictionaries, and text that is long or holds control characters.
 std::optional<std::string> LineOf(CFPropertyListRef value);
 
 // The value that the line means; null, and the mistake, when it means none.

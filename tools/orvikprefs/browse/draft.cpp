@@ -1,0 +1,291 @@
+#include "tools/orvikprefs/browse/draft.h"
+
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <utility>
+
+#include "platform/core_foundation/property_list_equality.h"
+#include "prefs/transaction.h"
+#include "tools/orvikprefs/browse/typed_path.h"
+
+namespace orvik::prefstool::browse {
+namespace {
+
+bool StartsWith(const Path& path, const Path& start) {
+  return path.size() >= start.size() && std::equal(start.begin(), start.end(), path.begin());
+}
+
+struct Address {
+  KeyPath key;
+  CAtlString name;
+};
+
+Address AddressOf(const Path& path) {
+  std::vector<CAtlString> names;
+  for (const std::string& name : path) names.push_back(NameUnits(name).value_or(u""));
+  CAtlString last = std::move(names.back());
+  names.pop_back();
+  return {KeyPath::FromNames(std::move(names)), std::move(last)};
+}
+
+}  // namespace
+
+bool Draft::Identity::operator==(const Identity& other) const {
+  return device == other.device && inode == other.inode && size == other.size &&
+         changed.tv_sec == other.changed.tv_sec && changed.tv_nsec == other.changed.tv_nsec;
+}
+
+Draft::Draft(int scope, CAtlString domain)
+    : scope_(scope),
+      domain_(std::move(domain)),
+      file_(PreferenceFilePath(scope, domain_)),
+      edited_(Tree::Retaining(base_)) {
+  identity_.size = -2;  // of no file, so that the first reading takes place
+}
+
+Draft::Identity Draft::IdentityOfFile() const {
+  struct stat info = {};
+  if (stat(file_.c_str(), &info) != 0) return {};
+  return {info.st_dev, info.st_ino, info.st_size, info.st_mtim};
+}
+
+bool Draft::Refresh() {
+  const Identity identity = IdentityOfFile();
+  const std::size_t slash = file_.rfind('/');
+  const bool writable = identity.size >= 0 ? access(file_.c_str(), W_OK) == 0
+                                           : access(file_.substr(0, slash).c_str(), W_OK) == 0 ||
+                                                 access(file_.substr(0, slash).c_str(), F_OK) != 0;
+  const bool right_changed = std::exchange(is_writable_, writable) != writable;
+  if (identity == identity_) return right_changed;
+  const bool is_first = identity_.size == -2;
+  identity_ = identity;
+  PrefResult<CFDictionaryRef> read = CopyDomain(scope_, domain_);
+  status_ = read.status;
+  if (status_.error == PrefError::kNotFound) {
+    read.value = EmptyTree();
+  } else if (!status_.ok()) {
+    Changed(Cause::kOtherProcess);
+    return true;
+  }
+  by_others_.clear();
+  if (!is_first) {
+    for (Change& change : ChangesBetween(base_, read.value)) {
+      by_others_.push_back(std::move(change.path));
+    }
+  }
+  Adopt(std::move(read.value));
+  return true;
+}
+
+// Carries the user's changes over to what was read.
+void Draft::Adopt(Tree base) {
+  Tree edited = Tree::Retaining(base);
+  for (Conflict& conflict : conflicts_) {
+    conflict.there = Value::Retaining(FindIn(base, conflict.path));
+  }
+  for (Change& mine : changes_) {
+    const CFPropertyListRef there = FindIn(base, mine.path);
+    if (IsSameValue(there, mine.after)) continue;
+    Tree changed;
+    if (IsSameValue(there, mine.before)) changed = WithValue(edited, mine.path, mine.after);
+    if (changed) {
+      edited = std::move(changed);
+    } else {
+      PutConflict(
+          {mine.path, std::move(mine.before), Value::Retaining(there), std::move(mine.after)});
+    }
+  }
+  base_ = std::move(base);
+  Become(std::move(edited), Cause::kOtherProcess);
+}
+
+void Draft::Become(Tree edited, Cause cause) {
+  edited_ = std::move(edited);
+  changes_ = ChangesBetween(base_, edited_);
+  ++version_;
+  Changed(cause);
+}
+
+void Draft::Do(std::string what, Tree edited) {
+  std::vector<Change> changes = ChangesBetween(edited_, edited);
+  if (!changes.empty()) {
+    undo_.push_back({std::move(what), std::move(changes)});
+    redo_.clear();
+  }
+  Become(std::move(edited), Cause::kUser);
+}
+
+// One conflict to a path: the newest wish counts. False when there was one already.
+bool Draft::PutConflict(Conflict conflict) {
+  const auto same = std::find_if(conflicts_.begin(), conflicts_.end(), [&](const Conflict& other) {
+    return other.path == conflict.path;
+  });
+  if (same == conflicts_.end()) {
+    conflicts_.push_back(std::move(conflict));
+    return true;
+  }
+  *same = std::move(conflict);
+  return false;
+}
+
+std::string Draft::Put(std::string what, const Path& path, CFPropertyListRef value) {
+  if (path.empty()) return "the domain itself cannot be changed so";
+  Tree changed = WithValue(edited_, path, value);
+  if (!changed) return "a value is in the way of " + ShownPath(path);
+  Do(std::move(what), std::move(changed));
+  return {};
+}
+
+std::string Draft::Set(const Path& path, CFPropertyListRef value) {
+  return Put("set " + ShownPath(path), path, value);
+}
+
+std::string Draft::Set(const Path& path, CFPropertyListRef value, CFPropertyListRef began) {
+  Value there = At(path);
+  if (IsSameValue(there, began) || IsSameValue(there, value)) {
+    // The user has seen the other's value and decided.
+    std::erase_if(conflicts_, [&](const Conflict& conflict) { return conflict.path == path; });
+    return value != nullptr ? Set(path, value) : Remove(path);
+  }
+  PutConflict({path, Value::Retaining(began), std::move(there), Value::Retaining(value)});
+  ++version_;
+  Changed(Cause::kUser);
+  return "another process changed " + ShownPath(path) + " meanwhile: C shows both";
+}
+
+std::string Draft::Add(const Path& path, CFPropertyListRef value) {
+  if (FindIn(edited_, path) != nullptr) return ShownPath(path) + " exists already";
+  return Put("add " + ShownPath(path), path, value);
+}
+
+std::string Draft::Remove(const Path& path) {
+  if (FindIn(edited_, path) == nullptr) return ShownPath(path) + " does not exist";
+  return Put("delete " + ShownPath(path), path, nullptr);
+}
+
+std::string Draft::Remove(const Path& path, CFPropertyListRef began) {
+  return Set(path, nullptr, began);
+}
+
+std::string Draft::Move(const Path& from, const Path& to) {
+  if (from == to) return {};
+  const Value value = At(from);
+  if (!value || from.empty()) return ShownPath(from) + " cannot be moved";
+  if (StartsWith(to, from)) return "a key cannot move into itself";
+  if (!IsDictionary(FindIn(edited_, Path(from.begin(), from.end() - 1)))) {
+    return "an element has no name: copy it and delete it";
+  }
+  if (FindIn(edited_, to) != nullptr) return ShownPath(to) + " exists already";
+  const Tree without = WithValue(edited_, from, nullptr);
+  Tree changed = without && !to.empty() ? WithValue(without, to, value) : Tree();
+  if (!changed) return "a value is in the way of " + ShownPath(to);
+  Do("move " + ShownPath(from) + " to " + ShownPath(to), std::move(changed));
+  return {};
+}
+
+std::string Draft::Copy(const Path& from, const Path& to) {
+  const Value value = At(from);
+  if (!value || from.empty()) return ShownPath(from) + " cannot be copied";
+  return Add(to, value);
+}
+
+std::string Draft::Repeat(std::vector<Step>& from, std::vector<Step>& to, bool forward) {
+  const char* const word = forward ? "redo" : "undo";
+  if (from.empty()) return std::string("nothing to ") + word;
+  Step step = std::move(from.back());
+  from.pop_back();
+  Tree tree = Tree::Retaining(edited_);
+  std::vector<Path> withdrawn;
+  for (const Change& change : step.changes) {
+    const Value& expected = forward ? change.before : change.after;
+    const auto is_wish = [&](const Conflict& conflict) {
+      return conflict.path == change.path && IsSameValue(conflict.wanted, change.after);
+    };
+    Tree changed;
+    if (!forward && std::any_of(conflicts_.begin(), conflicts_.end(), is_wish)) {
+      withdrawn.push_back(change.path);
+      continue;
+    }
+    if (IsSameValue(FindIn(tree, change.path), expected)) {
+      changed = WithValue(tree, change.path, forward ? change.after : change.before);
+    }
+    if (!changed) {
+      return std::string("cannot ") + word + ": another process has changed " +
+             ShownPath(change.path) + " since";
+    }
+    tree = std::move(changed);
+  }
+  std::erase_if(conflicts_, [&](const Conflict& conflict) {
+    return std::find(withdrawn.begin(), withdrawn.end(), conflict.path) != withdrawn.end();
+  });
+  std::string report = std::string(word) + ": " + step.what;
+  const Path touched = step.changes.front().path;
+  to.push_back(std::move(step));
+  Become(std::move(tree), Cause::kUser);
+  Touched(touched);
+  return report;
+}
+
+std::string Draft::Undo() {
+  return Repeat(undo_, redo_, false);
+}
+
+std::string Draft::Redo() {
+  return Repeat(redo_, undo_, true);
+}
+
+void Draft::Revert(const Path path) {
+  for (const Change& change : changes_) {
+    if (change.path != path) continue;
+    Tree changed = WithValue(edited_, path, change.before);
+    if (changed) Do("give up " + ShownPath(path), std::move(changed));
+    return;
+  }
+}
+
+void Draft::RevertAll() {
+  conflicts_.clear();
+  Do("give up all changes", Tree::Retaining(base_));
+}
+
+PrefStatus Draft::Apply() {
+  Transaction transaction(scope_, domain_);
+  for (const Change& change : changes_) {
+    const auto [key, name] = AddressOf(change.path);
+    const CFPropertyListRef before = change.before;
+    transaction.RequireThat(key, name,
+                            [before](CFTypeRef present) { return IsSameValue(present, before); });
+    if (change.after) {
+      transaction.Set(key, name, change.after);
+    } else {
+      transaction.Delete(key, name);
+    }
+  }
+  PrefStatus status = transaction.Commit();
+  if (status.ok()) {
+    // What was applied is not news; what others wrote before it is.
+    base_ = Tree::Retaining(edited_);
+    changes_.clear();
+  }
+  identity_.size = -3;  // read it again, even if it looks the same
+  Refresh();
+  return status;
+}
+
+// The path may be that of the conflict itself, which goes.
+std::string Draft::Settle(const Path path, bool take_mine) {
+  const auto found = std::find_if(conflicts_.begin(), conflicts_.end(),
+                                  [&](const Conflict& conflict) { return conflict.path == path; });
+  if (found == conflicts_.end()) return {};
+  Tree changed = take_mine && (found->wanted || FindIn(edited_, path) != nullptr)
+                     ? WithValue(edited_, path, found->wanted)
+                     : Tree::Retaining(edited_);
+  if (!changed) return "a value is in the way of " + ShownPath(path);
+  conflicts_.erase(found);
+  Do("take mine: " + ShownPath(path), std::move(changed));
+  return {};
+}
+
+}  // namespace orvik::prefstool::browse

@@ -1,0 +1,129 @@
+// A domain as it was last read, and the same domain with the user's changes, with no terminal in
+// it.
+//
+// Nothing reaches the file before Apply, which is one transaction on conditions: what another
+// process changed meanwhile is never overwritten. Changes are known by their paths, so that those
+// of other processes above or beside them move nothing.
+#pragma once
+
+#include <sys/types.h>
+
+#include <chrono>
+#include <cstddef>
+#include <ctime>
+#include <functional>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "prefs/reporting.h"
+#include "strings/atl_string.h"
+#include "tools/orvikprefs/browse/tree.h"
+
+namespace orvik::prefstool::browse {
+
+// A change that was not made, because another process changed the same value.
+struct Conflict {
+  Path path;
+  Value before, there, wanted;  // null: nothing
+};
+
+class Draft {
+ public:
+  Draft(int scope, CAtlString domain);
+  virtual ~Draft() = default;
+  Draft(const Draft&) = delete;
+  Draft& operator=(const Draft&) = delete;
+
+  int scope() const { return scope_; }
+  const CAtlString& domain() const { return domain_; }
+  const std::string& file() const { return file_; }
+  // Of the last reading: ok, kNotFound for a domain without a file, or why its entries are unknown
+  // (then those of the reading before stay).
+  const PrefStatus& status() const { return status_; }
+  bool is_writable() const { return is_writable_; }
+  CFDictionaryRef tree() const { return edited_; }
+  // As the file holds it.
+  CFDictionaryRef base() const { return base_; }
+  // Grows with every change of tree(), base() or the conflicts.
+  std::size_t version() const { return version_; }
+
+  // Reads the file again if it is another or a changed one. The user's changes are carried over;
+  // those that meet changes of others become conflicts. True when something shown may have changed.
+  bool Refresh();
+  // What the last reading found changed in the file.
+  const std::vector<Path>& by_others() const { return by_others_; }
+
+  // What is there now, to be kept while the user decides.
+  Value At(const Path& path) const { return Value::Retaining(FindIn(edited_, path)); }
+
+  // Changes in memory. Each gives a reason when it refuses, "" when it is made. Those that take
+  // `began`, what was there when the user began, make a conflict when that has changed since.
+  std::string Set(const Path& path, CFPropertyListRef value);
+  std::string Set(const Path& path, CFPropertyListRef value, CFPropertyListRef began);
+  std::string Add(const Path& path, CFPropertyListRef value);  // refuses a name that is taken
+  std::string Remove(const Path& path);
+  std::string Remove(const Path& path, CFPropertyListRef began);
+  std::string Move(const Path& from, const Path& to);  // a rename, too
+  std::string Copy(const Path& from, const Path& to);
+
+  // Takes back the last change, or makes it again. What it did, or why it did nothing. A change
+  // that was written can be taken back, too; one that another process has changed since cannot.
+  std::string Undo();
+  std::string Redo();
+
+  const std::vector<Change>& changes() const { return changes_; }
+  void Revert(Path path);
+  void RevertAll();
+  PrefStatus Apply();
+
+  const std::vector<Conflict>& conflicts() const { return conflicts_; }
+  // Settles a conflict: the user's value becomes a change of what is there now, or is given up.
+  std::string Settle(Path path, bool take_mine);
+  // Changes and conflicts.
+  std::size_t waiting() const { return changes_.size() + conflicts_.size(); }
+
+ protected:
+  enum class Cause { kUser, kOtherProcess };
+  // Called after each change of the tree, the base or the conflicts.
+  virtual void Changed(Cause cause) = 0;
+  // Called after Undo or Redo with what it changed.
+  virtual void Touched(const Path& path) = 0;
+
+ private:
+  struct Identity {
+    dev_t device = 0;
+    ino_t inode = 0;
+    off_t size = -1;
+    timespec changed = {};
+    bool operator==(const Identity& other) const;
+  };
+  // What the user did at once.
+  struct Step {
+    std::string what;
+    std::vector<Change> changes;
+  };
+  Identity IdentityOfFile() const;
+  void Adopt(Tree base);
+  void Become(Tree edited, Cause cause);
+  void Do(std::string what, Tree edited);
+  std::string Put(std::string what, const Path& path, CFPropertyListRef value);
+  std::string Repeat(std::vector<Step>& from, std::vector<Step>& to, bool forward);
+  bool PutConflict(Conflict conflict);
+
+  int scope_;
+  CAtlString domain_;
+  std::string file_;
+  PrefStatus status_;
+  bool is_writable_ = false;
+  Identity identity_;
+  Tree base_ = EmptyTree();
+  Tree edited_;
+  std::vector<Step> undo_, redo_;
+  std::vector<Change> changes_;
+  std::vector<Conflict> conflicts_;
+  std::vector<Path> by_others_;
+  std::size_t version_ = 0;
+};
+
+}  // namespace orvik::prefstool::browse
