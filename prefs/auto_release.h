@@ -5,6 +5,7 @@
 #include <utility>
 
 #include "platform/core_foundation/base.h"
+#include "prefs/platform_reference.h"
 
 namespace [[gnu::visibility("default")]] orvik {
 
@@ -16,6 +17,8 @@ class CAutoCFRelease {
   CAutoCFRelease() = default;
   // Takes over the caller's reference, as Create and Copy operations hand it out. Null is allowed.
   explicit CAutoCFRelease(Ref owned) : ref_(owned) {}
+  template <NoReferenceFor<Ref> Value>
+  explicit CAutoCFRelease(const Value&) = delete;
   CAutoCFRelease(CAutoCFRelease&& other) noexcept : ref_(std::exchange(other.ref_, nullptr)) {}
   CAutoCFRelease& operator=(CAutoCFRelease&& other) noexcept {
     if (this != &other) {
@@ -32,6 +35,8 @@ class CAutoCFRelease {
     }
     return CAutoCFRelease(ref);
   }
+  template <NoReferenceFor<Ref> Value>
+  static CAutoCFRelease Retaining(const Value&) = delete;
 
   // Releases the object, if there is one, and empties the holder.
   void Free() {
@@ -45,6 +50,8 @@ class CAutoCFRelease {
     Free();
     ref_ = owned;
   }
+  template <NoReferenceFor<Ref> Value>
+  void Attach(const Value&) = delete;
 
   // Empties the holder; the caller owns the reference.
   [[nodiscard]] Ref Detach() { return std::exchange(ref_, nullptr); }

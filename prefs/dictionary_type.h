@@ -2,10 +2,13 @@
 #pragma once
 
 #include "platform/core_foundation/base.h"
+#include "prefs/platform_reference.h"
 
 namespace [[gnu::visibility("default")]] orvik {
 
 // Whether a property-list value is a dictionary; false for null.
 bool IsADictionaryType(CFTypeRef value);
+template <NoReferenceFor<CFTypeRef> Value>
+bool IsADictionaryType(const Value&) = delete;  // use a platform object
 
 }  // namespace orvik

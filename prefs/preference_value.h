@@ -41,6 +41,7 @@ class PreferenceValue {
   // NOLINTBEGIN(google-explicit-constructor): a value is what it is made from.
   PreferenceValue(std::u16string_view text) : held_(std::u16string(text)) {}
   PreferenceValue(const char16_t* text) : held_(std::u16string(text)) {}
+  PreferenceValue(std::nullptr_t) = delete;
   template <std::integral Integer>
   PreferenceValue(Integer number) : held_(Held(number)) {}
   PreferenceValue(double number) : held_(number) {}

@@ -15,6 +15,7 @@
 #include "platform/core_foundation/property_list.h"
 #include "platform/core_foundation/string.h"
 #include "platform/core_foundation/url.h"
+#include "prefs/platform_reference.h"
 
 namespace orvik {
 
@@ -32,6 +33,8 @@ CFPropertyListRef SharedPropertyList(CFStringRef domain);
 // Writes the whole file as XML, making its folder: 0, or a status of the platform (-4960 when the
 // folder cannot be made or the value is no property list). The file is flushed to disk.
 SInt32 SavePropertiesToSharedFile(CFPropertyListRef properties, CFStringRef domain);
+template <NoReferenceFor<CFPropertyListRef> Value>
+SInt32 SavePropertiesToSharedFile(const Value&, CFStringRef) = delete;
 
 // One top-level entry, or null.
 CFPropertyListRef SharedPreferencesCopyValue(CFStringRef name, CFStringRef domain);
@@ -41,5 +44,7 @@ CFPropertyListRef SharedPreferencesCopyValue(CFStringRef name, CFStringRef domai
 // replaced by one with this entry alone; the old one is kept beside it as "<file>.damaged", with a
 // number after it when that name is taken by another.
 void SharedPreferencesSetValue(CFStringRef name, CFPropertyListRef value, CFStringRef domain);
+template <NoReferenceFor<CFPropertyListRef> Value>
+void SharedPreferencesSetValue(CFStringRef, const Value&, CFStringRef) = delete;
 
 }  // namespace orvik

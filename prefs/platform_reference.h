@@ -1,0 +1,50 @@
+// Which arguments may stand where a function takes any platform object.
+//
+// CFTypeRef and CFPropertyListRef are `const void*`, to which every pointer converts: the address
+// of a text, of a std::string or of a number would be taken for an object. The public functions
+// that take one refuse such arguments at compile time.
+#pragma once
+
+#include <concepts>
+#include <cstddef>
+#include <type_traits>
+
+#include "platform/core_foundation/base.h"
+
+namespace [[gnu::visibility("default")]] orvik {
+
+class NSArray;
+class NSBundle;
+class NSData;
+class NSDate;
+class NSDateFormatter;
+class NSDictionary;
+class NSLocale;
+class NSNumber;
+class NSObject;
+class NSURL;
+template <class Ref>
+class CAutoCFRelease;
+
+template <class Type, class... Types>
+inline constexpr bool kIsOneOf = (std::same_as<Type, Types> || ...);
+
+template <class Type>
+inline constexpr bool kIsPlatformReference = std::same_as<Type, std::nullptr_t>;
+template <class Pointee>
+inline constexpr bool kIsPlatformReference<Pointee*> =
+    kIsOneOf<std::remove_cv_t<Pointee>, void, NSObject, NSString, NSNumber, NSDate, NSData, NSArray,
+             NSDictionary, NSURL, NSBundle, NSLocale, NSDateFormatter>;
+template <class Ref>
+inline constexpr bool kIsPlatformReference<CAutoCFRelease<Ref>> = kIsPlatformReference<Ref>;
+
+// A CFTypeRef or another reference of the platform, a holder of one, or nullptr.
+template <class Type>
+concept PlatformReference = kIsPlatformReference<std::remove_cvref_t<Type>>;
+
+// What converts to the reference type without being a platform object; nothing where that type says
+// which objects it takes.
+template <class Type, class Ref>
+concept NoReferenceFor = std::is_void_v<std::remove_pointer_t<Ref>> && !PlatformReference<Type>;
+
+}  // namespace orvik
