@@ -68,21 +68,31 @@ bool IsTooDeep(const KeyPath& path) {
   return path.count() >= kPropertyListMaximumDepth;
 }
 
-PrefStatus NotSerializable(const KeyPath& path, const CAtlString* name, CFTypeRef value) {
+void AddToWay(std::string& way, std::string_view step) {
+  if (!way.empty() && !step.empty()) {
+    way += '/';
+  }
+  way += step;
+}
+
+void AddToWay(std::string& way, const CAtlString& name) {
+  AddToWay(way, MakeUTF8StringFromUnicodeString(name).View());
+}
+
+std::string WayOf(const KeyPath& path) {
   std::string way;
-  const auto add = [&way](std::string_view step) {
-    if (!way.empty() && !step.empty()) {
-      way += '/';
-    }
-    way += step;
-  };
   for (int i = 1; i <= path.count(); ++i) {
-    add(MakeUTF8StringFromUnicodeString(path.name(i)).View());
+    AddToWay(way, path.name(i));
   }
+  return way;
+}
+
+PrefStatus NotSerializable(const KeyPath& path, const CAtlString* name, CFTypeRef value) {
+  std::string way = WayOf(path);
   if (name != nullptr) {
-    add(MakeUTF8StringFromUnicodeString(*name).View());
+    AddToWay(way, *name);
   }
-  add(FaultInPropertyList(value).value_or(std::string()));
+  AddToWay(way, FaultInPropertyList(value).value_or(std::string()));
   return {.error = PrefError::kNotSerializable, .path = std::move(way)};
 }
 

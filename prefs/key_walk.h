@@ -2,6 +2,9 @@
 // changes.
 #pragma once
 
+#include <string>
+#include <string_view>
+
 #include "platform/core_foundation/dictionary.h"
 #include "prefs/domain_store.h"
 #include "prefs/key_path.h"
@@ -31,8 +34,12 @@ FoundValue FindValueIn(DomainStore& store, const KeyPath& path, const CAtlString
 // Whether a property list has too few levels for the keys of the path and a value.
 bool IsTooDeep(const KeyPath& path);
 
+// Adds a step to a way for people: names in UTF-8 with "/" between them.
+void AddToWay(std::string& way, std::string_view step);
+void AddToWay(std::string& way, const CAtlString& name);
+std::string WayOf(const KeyPath& path);
 // kNotSerializable with the way to what cannot be kept: the names of the path, then of the value
-// in it, with "/" between them.
+// in it.
 PrefStatus NotSerializable(const KeyPath& path, const CAtlString* name, CFTypeRef value);
 
 // What to do where a key of the path does not exist.

@@ -80,6 +80,8 @@ std::string Reason(const PrefStatus& status) {
       return std::string("the file cannot be saved: ") + host::StatusText(status.system_status);
     case PrefError::kIsAKey:
       return "a key has this name";
+    case PrefError::kIsAValue:
+      return "a value has this name";
     case PrefError::kEmptyPath:
       return "the key path is empty";
     case PrefError::kTooLarge:

@@ -29,6 +29,7 @@ enum class PrefError {
   kTooLarge,     // the file is longer than a property list may be
   kForeignLink,  // a symbolic link of another user is in the way
   kInTheWay,     // something that is no folder is in the place of one, or a loop of links
+  kIsAValue,     // a value is in the place of a key
 };
 
 struct PrefStatus {
@@ -36,7 +37,8 @@ struct PrefStatus {
   // The status of the failing call (kUnreadable and the reasons of a failed save), else 0.
   OSStatus system_status = 0;
   // Where it happened, if that is another path than the file's (UTF-8 as a rule); else "". Of
-  // kNotSerializable the keys and indices that lead to the value, with "/" between them.
+  // kNotSerializable the keys and indices that lead to the value, with "/" between them; of kIsAKey
+  // and kIsAValue the keys that lead to what is in the way.
   std::string path = {};
   // Of a transaction: its change or condition that failed, counted from 0 in the order of the calls
   // that added them; -1 when none of them did.

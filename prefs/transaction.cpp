@@ -44,7 +44,12 @@ Transaction::Step& Transaction::Add(Kind kind, const KeyPath& key_path, CAtlStri
 }
 
 void Transaction::Set(const KeyPath& key_path, CAtlString name, CFTypeRef value) {
-  Add(Kind::kSet, key_path, std::move(name), value);
+  Set(key_path, std::move(name), value, ReplaceKeys::kYes);
+}
+
+void Transaction::Set(const KeyPath& key_path, CAtlString name, CFTypeRef value,
+                      ReplaceKeys replace) {
+  Add(Kind::kSet, key_path, std::move(name), value).replace = replace;
 }
 
 void Transaction::SetString(const KeyPath& key_path, CAtlString name, const CAtlString& value) {

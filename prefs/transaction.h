@@ -20,6 +20,7 @@
 #include "platform/core_foundation/dictionary.h"
 #include "prefs/auto_release.h"
 #include "prefs/key_path.h"
+#include "prefs/platform_reference.h"
 #include "prefs/pref_status.h"
 #include "strings/atl_string.h"
 
@@ -34,7 +35,8 @@ enum class IfDamaged {
   kReplace,  // starts from an empty domain and keeps the old file beside the new one
 };
 
-// Whether a merge may put a value in the place of a key with all that lies below it.
+// Whether a change may replace a key, with everything below it, by a value, or a value by a key.
+// A dictionary is a key.
 enum class ReplaceKeys { kNo, kYes };
 
 // The domain before and after a transaction; null is a domain without a file.
@@ -52,6 +54,14 @@ class Transaction {
   // retained. Keys on the path that do not exist are made; a value that is no dictionary on the
   // path makes the transaction fail with kNotAKey, so that it is not lost.
   void Set(const KeyPath& key_path, CAtlString name, CFTypeRef value);
+  // Not for values of C++: SetString and SetInt take those, and TypedPreferences::Set all types.
+  template <NoReferenceFor<CFTypeRef> Value>
+  void Set(const KeyPath&, CAtlString, const Value&) = delete;  // use SetString or SetInt
+  // The same, and with kNo fails with kIsAKey or kIsAValue instead of replacing a key by a value or
+  // a value by a key. A dictionary replaces a dictionary.
+  void Set(const KeyPath& key_path, CAtlString name, CFTypeRef value, ReplaceKeys replace);
+  template <NoReferenceFor<CFTypeRef> Value>
+  void Set(const KeyPath&, CAtlString, const Value&, ReplaceKeys) = delete;
   void SetString(const KeyPath& key_path, CAtlString name, const CAtlString& value);
   void SetInt(const KeyPath& key_path, CAtlString name, int value);
   // Removes one value or key under a key path (kNotFound, kNotAKey when kFail is asked for).
@@ -68,8 +78,8 @@ class Transaction {
   // do where there is no such key.
   void ClearKey(const KeyPath& key_path);
   // Puts the entries below the key (into the domain for an empty path). Dictionaries that both have
-  // are merged alike; of others the given one holds. A value never takes the place of a key
-  // (kIsAKey) unless that is allowed.
+  // are merged alike; of others the given one holds. With kNo it fails with kIsAKey or kIsAValue
+  // instead of replacing a key by a value or a value by a key.
   void Merge(const KeyPath& key_path, CFDictionaryRef entries,
              ReplaceKeys replace = ReplaceKeys::kNo);
   // Copies or moves a value, or a key with all that lies below it; what had the new name is
@@ -83,6 +93,8 @@ class Transaction {
   // does not hold ends the transaction with kConditionNotMet, or with the error that is given.
   // Numbers are equal by value, strings by their units, containers by their contents.
   void RequireEqual(const KeyPath& key_path, CAtlString name, CFTypeRef expected);
+  template <NoReferenceFor<CFTypeRef> Value>
+  void RequireEqual(const KeyPath&, CAtlString, const Value&) = delete;  // use a CFTypeRef
   void RequireAbsent(const KeyPath& key_path, CAtlString name);
   // No key has the name: a change by this name loses nothing below it. kIsAKey.
   void RequireNotKey(const KeyPath& key_path, CAtlString name);
@@ -154,5 +166,14 @@ PrefStatus SetPreferenceIfEqual(int scope, CAtlString key_path, CAtlString name,
                                 CFTypeRef value, CAtlString domain);
 PrefStatus SetPreferenceIfAbsent(int scope, CAtlString key_path, CAtlString name, CFTypeRef value,
                                  CAtlString domain);
+// Values of C++ are refused, as in Transaction::Set.
+template <NoReferenceFor<CFTypeRef> Expected, class Value>
+PrefStatus SetPreferenceIfEqual(int, CAtlString, CAtlString, const Expected&, const Value&,
+                                CAtlString) = delete;
+template <PlatformReference Expected, NoReferenceFor<CFTypeRef> Value>
+PrefStatus SetPreferenceIfEqual(int, CAtlString, CAtlString, const Expected&, const Value&,
+                                CAtlString) = delete;
+template <NoReferenceFor<CFTypeRef> Value>
+PrefStatus SetPreferenceIfAbsent(int, CAtlString, CAtlString, const Value&, CAtlString) = delete;
 
 }  // namespace orvik

@@ -28,29 +28,48 @@ CAutoCFRelease<CFMutableDictionaryRef> OwnDictionary(Value value) {
   return CAutoCFRelease<CFMutableDictionaryRef>(AsMutable(value.Detach()));
 }
 
+// Whether what is present (null for nothing) may be replaced by the value.
+PrefError MayReplace(CFTypeRef present, CFTypeRef value, ReplaceKeys replace) {
+  if (present == nullptr || replace == ReplaceKeys::kYes ||
+      IsADictionaryType(present) == IsADictionaryType(value)) {
+    return PrefError::kNone;
+  }
+  return IsADictionaryType(present) ? PrefError::kIsAKey : PrefError::kIsAValue;
+}
+
+PrefStatus InTheWay(PrefError error, const KeyPath& path, const CAtlString& name) {
+  PrefStatus status{error};
+  status.path = WayOf(path);
+  AddToWay(status.path, name);
+  return status;
+}
+
 // Puts the added entries, which become the base's own, into the base. *changed becomes true when
-// that changes anything.
-PrefError MergeInto(CFMutableDictionaryRef base, CFDictionaryRef added, ReplaceKeys replace,
-                    bool* changed) {
+// that changes anything. A failure has the way from the base to what may not be replaced.
+PrefStatus MergeInto(CFMutableDictionaryRef base, CFDictionaryRef added, ReplaceKeys replace,
+                     bool* changed) {
   const auto count = static_cast<std::size_t>(CFDictionaryGetCount(added));
   std::vector<const void*> names(count), values(count);
   CFDictionaryGetKeysAndValues(added, names.data(), values.data());
   for (std::size_t i = 0; i < count; ++i) {
     const CFTypeRef present = CFDictionaryGetValue(base, names[i]);
-    if (IsADictionaryType(present) && IsADictionaryType(values[i])) {
-      const PrefError error =
+    PrefStatus status{MayReplace(present, values[i], replace)};
+    if (status.ok() && IsADictionaryType(present) && IsADictionaryType(values[i])) {
+      status =
           MergeInto(AsMutable(present), static_cast<CFDictionaryRef>(values[i]), replace, changed);
-      if (error != PrefError::kNone) {
-        return error;
-      }
-    } else if (IsADictionaryType(present) && replace == ReplaceKeys::kNo) {
-      return PrefError::kIsAKey;
-    } else if (!IsSameValue(present, values[i])) {
+    } else if (status.ok() && !IsSameValue(present, values[i])) {
       CFDictionarySetValue(base, names[i], values[i]);
       *changed = true;
     }
+    if (!status.ok()) {
+      std::string way;
+      AddToWay(way, CAtlString(static_cast<CFStringRef>(names[i])));
+      AddToWay(way, status.path);
+      status.path = std::move(way);
+      return status;
+    }
   }
-  return PrefError::kNone;
+  return PrefStatus::Ok();
 }
 
 }  // namespace
@@ -70,7 +89,7 @@ PrefStatus TransactionRunner::Run(const std::vector<Step>& steps) {
 PrefStatus TransactionRunner::CarryOut(const Step& step) {
   switch (step.kind) {
     case Kind::kSet:
-      return Put(step.key_path, step.name, step.value);
+      return Set(step);
     case Kind::kDelete:
       return Delete(step);
     case Kind::kMakeKey:
@@ -93,7 +112,9 @@ PrefStatus TransactionRunner::CarryOut(const Step& step) {
     case Kind::kRequireAbsent:
       return HoldsIf(Find(step.key_path, step.name).status.error == PrefError::kNotFound);
     case Kind::kRequireNotKey:
-      return HoldsIf(!IsADictionaryType(Find(step.key_path, step.name).value), PrefError::kIsAKey);
+      return IsADictionaryType(Find(step.key_path, step.name).value)
+                 ? InTheWay(PrefError::kIsAKey, step.key_path, step.name)
+                 : PrefStatus::Ok();
     case Kind::kRequireKey:
       return RequireKey(step.key_path, false);
     case Kind::kRequireEmptyKey:
@@ -132,6 +153,17 @@ PrefStatus TransactionRunner::Put(const KeyPath& path, const CAtlString& name, C
     return PrefStatus::Ok();
   }
   return ApplyChange(store_, path, name, own, MissingKeys::kMake);
+}
+
+PrefStatus TransactionRunner::Set(const Step& step) {
+  const PrefError error =
+      step.replace == ReplaceKeys::kNo
+          ? MayReplace(Find(step.key_path, step.name).value, step.value, step.replace)
+          : PrefError::kNone;
+  if (error != PrefError::kNone) {
+    return InTheWay(error, step.key_path, step.name);
+  }
+  return Put(step.key_path, step.name, step.value);
 }
 
 PrefStatus TransactionRunner::Delete(const Step& step) {
@@ -174,6 +206,10 @@ PrefStatus TransactionRunner::ReplaceKey(const KeyPath& path, CFTypeRef entries)
 PrefStatus TransactionRunner::Merge(const Step& step) {
   const KeyPath& path = step.key_path;
   const Found present = FindDictionary(path);
+  if (present.status.error == PrefError::kNotAKey && step.replace == ReplaceKeys::kYes) {
+    // The value may be the key itself; one above it stays.
+    return Put(path.Parent(), path.name(path.count()), step.value);
+  }
   if (!present.status.ok()) {
     return present.status.error == PrefError::kNotFound ? ReplaceKey(path, step.value)
                                                         : present.status;
@@ -183,10 +219,13 @@ PrefStatus TransactionRunner::Merge(const Step& step) {
     return NotSerializable(path, nullptr, step.value);
   }
   bool changed = false;
-  const PrefError error = MergeInto(
-      AsMutable(present.value), static_cast<CFDictionaryRef>(own.Get()), step.replace, &changed);
-  if (error != PrefError::kNone || !changed) {
-    return {error};
+  PrefStatus merged = MergeInto(AsMutable(present.value), static_cast<CFDictionaryRef>(own.Get()),
+                                step.replace, &changed);
+  if (!merged.ok() || !changed) {
+    std::string way = WayOf(path);
+    AddToWay(way, merged.path);
+    merged.path = merged.ok() ? std::string() : std::move(way);
+    return merged;
   }
   if (!path.empty()) {
     return ApplyChange(store_, path.Parent(), path.name(path.count()), present.value,

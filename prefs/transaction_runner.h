@@ -25,6 +25,7 @@ class [[gnu::visibility("hidden")]] TransactionRunner {
   // The dictionary at a path; the whole domain for an empty one.
   Found FindDictionary(const KeyPath& path);
 
+  PrefStatus Set(const Step& step);
   PrefStatus Put(const KeyPath& path, const CAtlString& name, CFTypeRef value);
   PrefStatus Delete(const Step& step);
   PrefStatus MakeKey(const KeyPath& path);

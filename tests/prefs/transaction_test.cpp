@@ -7,8 +7,13 @@
 #include <memory>
 #include <sstream>
 
+#include "platform/core_foundation/array.h"
+#include "platform/core_foundation/data.h"
+#include "platform/core_foundation/date.h"
 #include "platform/core_foundation/number.h"
+#include "prefs/dictionary_type.h"
 #include "prefs/platform_values.h"
+#include "prefs/preference_value.h"
 #include "prefs/preferences.h"
 #include "prefs/reporting.h"
 #include "prefs/shared_preference_file.h"
@@ -20,6 +25,65 @@ namespace {
 
 using TransactionTest = StoreTest;
 using T = Transaction&;
+
+// The address of what is not a platform object converts to CFTypeRef, but is refused.
+template <class Value>
+concept IsTaken = requires(T t, KeyPath key, CAtlString name, Value value) {
+  t.Set(key, name, value);
+}
+|| requires(T t, KeyPath key, CAtlString name, Value value) {
+  t.RequireEqual(key, name, value);
+}
+|| requires(CAtlString name, CFTypeRef object, Value value) {
+  SetPreferenceIfEqual(0, name, name, value, object, name);
+}
+|| requires(CAtlString name, CFTypeRef object, Value value) {
+  SetPreferenceIfEqual(0, name, name, object, value, name);
+}
+|| requires(CAtlString name, Value value) {
+  SetPreferenceIfEqual(0, name, name, value, value, name);
+}
+|| requires(CAtlString name, Value value) {
+  SetPreferenceIfAbsent(0, name, name, value, name);
+}
+|| requires(Value value) {
+  IsADictionaryType(value);
+}
+|| requires(Value value) {
+  SharedPreferencesSetValue(nullptr, value, nullptr);
+}
+|| requires(Value value) {
+  SavePropertiesToSharedFile(value, nullptr);
+}
+|| requires(Value value) {
+  CAutoCFRelease<CFTypeRef>(value);
+}
+|| requires(Value value) {
+  CAutoCFRelease<CFTypeRef>::Retaining(value);
+};
+template <class... Values>
+constexpr bool kAreTaken = (IsTaken<Values> || ...);
+static_assert(!kAreTaken<const char16_t (&)[5], const char (&)[5], const char16_t*, const char*,
+                         const wchar_t*, std::u16string_view, std::string_view, std::u16string,
+                         std::string, CAtlString, CAtlString*, int, long, bool, double, int*,
+                         PrefStatus*, PreferenceValue>);
+
+template <class Value>
+concept IsSettable = requires(T t, CAtlString name, Value value) {
+  t.Set(name, name, value);
+  t.RequireEqual(name, name, value);
+  SetPreferenceIfEqual(0, name, name, value, nullptr, name);
+  SetPreferenceIfAbsent(0, name, name, value, name);
+  IsADictionaryType(value);
+};
+template <class... Values>
+constexpr bool kAreSettable = (IsSettable<Values> && ...);
+static_assert(
+    kAreSettable<CFTypeRef, CFStringRef, CFMutableStringRef, CFNumberRef, CFDateRef, CFDataRef,
+                 CFArrayRef, CFDictionaryRef, CFMutableDictionaryRef, CFURLRef, void*,
+                 std::nullptr_t, const CAutoCFRelease<CFTypeRef>&, CAutoCFRelease<CFStringRef>>);
+static_assert(!std::is_constructible_v<PreferenceValue, std::nullptr_t> &&
+              !std::is_constructible_v<PreferenceValue, const char*>);
 
 CAtlString Deep(int levels) {
   std::u16string path;
