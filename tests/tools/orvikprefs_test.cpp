@@ -1,5 +1,3 @@
-#include "tools/orvikprefs/program.h"
-
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -10,67 +8,10 @@
 #include <sstream>
 
 #include "host/file_lock.h"
-#include "tests/support/test_environment.h"
+#include "tests/tools/prefs_tool_fixture.h"
 
 namespace orvik::test {
 namespace {
-
-constexpr const char* kFile = "Users/Shared/Library/Preferences/com.orviktech.Registry.plist";
-
-// The words of a line, parted by blanks; 'quotes' keep what they hold together.
-std::vector<std::string> Words(const std::string& line) {
-  std::vector<std::string> words;
-  bool is_quoted = false, is_word = false;
-  for (const char byte : line) {
-    if (byte == '\'') {
-      is_quoted = !is_quoted;
-    } else if (byte == ' ' && !is_quoted) {
-      is_word = false;
-      continue;
-    }
-    if (!is_word) words.emplace_back();
-    is_word = true;
-    if (byte != '\'') words.back() += byte;
-  }
-  return words;
-}
-
-class OrvikPrefsTest : public EnvironmentTest {
- protected:
-  // The exit status of the program with the words of the line.
-  int Prefs(const std::string& line, bool terminal = false) {
-    const std::vector<std::string> words = Words("orvikprefs " + line);
-    std::vector<const char*> argv;
-    for (const std::string& word : words) argv.push_back(word.c_str());
-    std::ostringstream out, error;
-    const int status =
-        prefstool::Run(static_cast<int>(argv.size()), argv.data(), terminal, out, error);
-    out_ = out.str();
-    error_ = error.str();
-    return status;
-  }
-  // What a run prints that succeeds.
-  std::string Out(const std::string& line) {
-    EXPECT_EQ(Prefs(line), 0) << line << ": " << error_;
-    return out_;
-  }
-  void Fails(const std::string& line, int status, const std::string& message) {
-    EXPECT_EQ(Prefs(line), status) << line << ": " << error_;
-    EXPECT_TRUE(Contains(error_, message));
-  }
-
-  fs::path File() const { return env_.system_root() / kFile; }
-
-  void Fill() {
-    Out("set Software/Vendor/App Path /Apps/Größe");
-    Out("set Software/Vendor/App Count 42 --int");
-    Out("set Software/Vendor line\nbreak a\tb");
-  }
-
-  std::string out_, error_;
-  const std::string given_ = env_.folder() / "given";  // a file for import, diff and apply
-  const std::string program_ = ProgramFolder() / "orvikprefs";
-};
 
 TEST_F(OrvikPrefsTest, GetsWhatWasSetInEveryScope) {
   for (const std::string scope : {"shared", "user", "machine", "2", "5"}) {
@@ -359,100 +300,6 @@ TEST_F(OrvikPrefsTest, SaysWhereTheFilesAre) {
       Contains(Out("domains"), "a.b\t" + (File().parent_path() / "a.b.plist").string() + "\t"));
   EXPECT_EQ(std::count(out_.begin(), out_.end(), '\n'), 2);
   EXPECT_TRUE(Contains(Out("domains --scope 2 --json"), "\"domain\": \"hidden\""));
-}
-
-TEST_F(OrvikPrefsTest, AppliesScripts) {
-  Fill();
-  WriteFile(given_,
-            "# wanted state\n\n"
-            "require-key Software/Vendor/App\n"
-            "set Software/Vendor/App Count 43\r\n"
-            "set \"Software/Vendor\" \"Two words\" {\"$data\": \"AAEC\"}\n"
-            "delete Software/Vendor/App Path\n"
-            "delete-key Software/Old\n"
-            "make-key Software/Empty\n"
-            "merge [\"a/b\"] {\"x\": [1, 2.5]}\n"
-            "require-absent Software/Vendor/App Path\n");
-  EXPECT_EQ(Prefs("apply " + given_ + " --check"), 8) << error_;
-  const std::string checked = out_;
-  EXPECT_TRUE(Contains(checked,
-                       "~\tSoftware/Vendor/App/Count\tinteger\t42\tinteger\t43\n"
-                       "-\tSoftware/Vendor/App/Path\tstring\t/Apps/Größe\t\t\n"));
-  EXPECT_TRUE(Contains(checked, "+\tSoftware/Empty\t\t\tdictionary\t{}\n"));
-  EXPECT_TRUE(Contains(checked, "+\t[\"a/b\",\"x\"]\t\t\tarray\t[1,2.5]\n"));
-  EXPECT_EQ(Out("get Software/Vendor/App Count"), "42\n");
-  EXPECT_EQ(Out("apply " + given_), checked);
-  // The second time everything is as wanted.
-  const auto written = fs::last_write_time(File());
-  Out("apply " + given_ + " --check");
-  EXPECT_EQ(Out("--json apply " + given_), "[]\n");
-  EXPECT_EQ(fs::last_write_time(File()), written);
-
-  const std::string before = ReadFile(File());
-  const std::tuple<const char*, int, const char*> kRows[] = {
-      {"set K n 1\nrequire K n 2\n", 6, "line 2 (\"require K n 2\"): the condition does not hold"},
-      {"require K n 1.0\nset K n 1\n", 6, "line 1"},
-      {"require-key None\n", 6, "there is no such key"},
-      {"require-empty-key Software\n", 6, "the key is not empty"},
-      {"require-no-key Software\n", 6, "line 1"},
-      {"set \"\" Software 1\n", 6, "a key has this name"},
-      {"delete Software Vendor\n", 6, "a key has this name"},
-      {"delete-key Software/Vendor/App/Count\n", 6, "line 1"},
-      {"merge \"\" {\"Software\": 1}\n", 6, "a key has this name"},
-      {"replace Software/Vendor/App/Count {}\n", 3,
-       "the key path leads through a value that is no key"},
-      {"set Software/Vendor/App/Count n 1\n", 3,
-       "the key path leads through a value that is no key"},
-      {"set K n\n", 1, "line 1, column 8 (byte 7): a value is expected"},
-      {"\nset K n tru\n", 1, "line 2, column 9 (byte 9): this is no JSON value"},
-      {"set K n {\"a\": [1, null]}\n", 1, "null is no property-list value: \"a/1\""},
-      {"set K n {\"a\": {\"$date\": \"?\"}}\n", 1, "\"$date\" is malformed: \"a\""},
-      {"set K n 1 2\n", 1, "line 1, column 11 (byte 10): one word too many"},
-      {"set K \"n\n\" 1\n", 1, "the text ends in a string"},
-      {"set K n'm 1\n", 1, "needs double quotes"},
-      {"merge K [1]\n", 1, "needs an object"},
-      {"delete-key \"\"\n", 1, "needs a key below the domain"},
-      {"frob K\n", 1, "line 1, column 1 (byte 0): \"frob\" begins no line"},
-      {"set \xff n 1\n", 1, "KEY is not UTF-8"},
-  };
-  for (const auto& [script, status, message] : kRows) {
-    SCOPED_TRACE(script);
-    WriteFile(given_, script);
-    Fails("apply " + given_ + " --check", status, message);
-    Fails("apply " + given_ + " -q", status, message);
-    EXPECT_EQ(ReadFile(File()), before);
-  }
-  WriteFile(given_, "replace \"\" {\"K\": {\"n\": 1}}\nrequire K n 1\n");
-  EXPECT_EQ(Out("apply " + given_ + " -q"), "");
-  EXPECT_EQ(Out("tree"), "K/n\tinteger\t1\n");
-}
-
-// The editor is a shell command in place of the person.
-TEST_F(OrvikPrefsTest, EditsATreeAsJson) {
-  const auto edit = [&](const std::string& editor, const std::string& key) {
-    const ScopedVariable visual("VISUAL", nullptr), variable("EDITOR", editor);
-    return Prefs("edit " + key);
-  };
-  Out("set K n 1 --int");
-  Out("set K d AAEC --data");
-  EXPECT_EQ(edit("sed -i 's/: 1/: 2/'", "K"), 0) << error_;
-  EXPECT_EQ(Out("get K"), "{\n  \"d\": {\n    \"$data\": \"AAEC\"\n  },\n  \"n\": 2\n}\n");
-  EXPECT_EQ(edit("printf '{\"new\": {\"deep\": [true]}}' >", "''"), 0) << error_;
-  EXPECT_EQ(Out("tree"), "new/deep\tarray\t[true]\n");
-  EXPECT_EQ(edit("printf '{\"x\": 1}' >", "Fresh/Key"), 0) << error_;
-  EXPECT_EQ(Out("get Fresh/Key x"), "1\n");
-
-  const std::string before = ReadFile(File());
-  EXPECT_EQ(edit("true", "new"), 0);
-  EXPECT_EQ(edit("false", "new"), 3);
-  EXPECT_EQ(edit("sed -i 's/true/maybe/'", "new"), 1);
-  for (const char* part : {"line 3, column 5", "\n      maybe\n", "the text is kept in"}) {
-    EXPECT_TRUE(Contains(error_, part));
-  }
-  EXPECT_EQ(ReadFile(File()), before);
-  EXPECT_EQ(edit("printf '{}' >\"$1\"; " + program_ + " set new n 5;:", "new"), 6);
-  EXPECT_TRUE(Contains(error_, "has changed meanwhile"));
-  EXPECT_EQ(Out("get new n"), "5\n");
 }
 
 TEST_F(OrvikPrefsTest, ShowsAndFreesTheLock) {

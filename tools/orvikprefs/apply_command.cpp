@@ -13,10 +13,12 @@ namespace {
 int FailScript(const Context& context, const PrefStatus& status, const std::string& file,
                const ChangeScript& script) {
   const bool at_line = status.step >= 0;
-  const std::string where =
-      Quoted(file) + (at_line ? ", line " + std::to_string(script.LineOf(status.step).number) +
-                                    " (" + Quoted(script.LineOf(status.step).text) + ")"
-                              : std::string());
+  std::string where = Quoted(file);
+  if (at_line) {
+    const ChangeScript::Line& line = script.LineOf(status.step);
+    where += ", line " + std::to_string(line.number);
+    if (!context.hide_values) where += " (" + Quoted(line.text) + ")";
+  }
   if (status.error == PrefError::kConditionNotMet) {
     return context.Fail(kConditionNotMet, where + ": the condition does not hold");
   }
@@ -24,12 +26,25 @@ int FailScript(const Context& context, const PrefStatus& status, const std::stri
   if (at_line && status.error == PrefError::kNotFound) {
     return context.Fail(kConditionNotMet, where + ": there is no such key");
   }
+  if (status.error == PrefError::kIsAKey || status.error == PrefError::kIsAValue) {
+    return context.Fail(status, where, true, script.LineOf(status.step).advice);
+  }
   return context.Fail(status, where, true);
+}
+
+// Where the script goes wrong; with hidden values, not why: that may quote a part of a value.
+std::string MistakeIn(const Context& context, const TextError& mistake) {
+  if (!context.hide_values) return mistake.Message();
+  TextError place = mistake;
+  place.reason = "the line cannot be read";
+  return place.Message();
 }
 
 }  // namespace
 
-int Apply(const Context& context, const CommandLine& line) {
+int Apply(const Context& given, const CommandLine& line) {
+  Context context = given;
+  context.hide_values = line.Has("--secret");
   const Progress progress(context, "applying");
   const std::string file = line.Argument(0);
   std::string text;
@@ -40,7 +55,7 @@ int Apply(const Context& context, const CommandLine& line) {
   ChangeScript script;
   TextError mistake;
   if (!script.Read(text, transaction, &mistake)) {
-    return context.Fail(kUsage, Quoted(file) + ": " + mistake.Message());
+    return context.Fail(kUsage, Quoted(file) + ": " + MistakeIn(context, mistake));
   }
   const bool check = line.Has("--check");
   TransactionResult result;

@@ -5,6 +5,7 @@
 #include <optional>
 
 #include "tools/orvikprefs/text.h"
+#include "tools/orvikprefs/tree_changes.h"
 #include "tools/orvikprefs/values.h"
 
 namespace orvik::prefstool {
@@ -18,6 +19,7 @@ struct Words {
   KeyPath key;
   CAtlString name;
   Value value;
+  ReplaceKeys replace = ReplaceKeys::kNo;
 };
 
 bool IsNoValue(CFTypeRef present) {
@@ -31,53 +33,54 @@ CFDictionaryRef Entries(const Words& words) {
 struct Verb {
   const char* name;
   bool has_name, has_value, has_object;
-  bool key_may_be_empty;
+  bool key_may_be_empty, may_replace;
   int steps;
   void (*add)(Transaction& transaction, const Words& words);
 };
 
+constexpr std::string_view kReplaceKey = "--replace-key";
+
 constexpr std::array<Verb, 11> kVerbs = {{
-    {"set", true, true, false, true, 2,
+    {"set", true, true, false, true, true, 1,
      [](Transaction& transaction, const Words& words) {
-       transaction.RequireNotKey(words.key, words.name);
-       transaction.Set(words.key, words.name, words.value);
+       transaction.Set(words.key, words.name, words.value, words.replace);
      }},
-    {"delete", true, false, false, true, 2,
+    {"delete", true, false, false, true, false, 2,
      [](Transaction& transaction, const Words& words) {
        transaction.RequireNotKey(words.key, words.name);
        transaction.Delete(words.key, words.name);
      }},
-    {"make-key", false, false, false, false, 1,
+    {"make-key", false, false, false, false, false, 1,
      [](Transaction& transaction, const Words& words) { transaction.MakeKey(words.key); }},
-    {"delete-key", false, false, false, false, 2,
+    {"delete-key", false, false, false, false, false, 2,
      [](Transaction& transaction, const Words& words) {
        transaction.RequireThat(words.key.Parent(), words.key.name(words.key.count()), IsNoValue);
        transaction.DeleteKey(words.key);
      }},
-    {"merge", false, false, true, true, 1,
+    {"merge", false, false, true, true, true, 1,
      [](Transaction& transaction, const Words& words) {
-       transaction.Merge(words.key, Entries(words));
+       transaction.Merge(words.key, Entries(words), words.replace);
      }},
-    {"replace", false, false, true, true, 1,
+    {"replace", false, false, true, true, true, 1,
      [](Transaction& transaction, const Words& words) {
-       transaction.ReplaceKey(words.key, Entries(words));
+       ReplaceKey(transaction, words.key, Entries(words), words.replace);
      }},
-    {"require", true, true, false, true, 1,
+    {"require", true, true, false, true, false, 1,
      [](Transaction& transaction, const Words& words) {
        transaction.RequireEqual(words.key, words.name, words.value);
      }},
-    {"require-absent", true, false, false, true, 1,
+    {"require-absent", true, false, false, true, false, 1,
      [](Transaction& transaction, const Words& words) {
        transaction.RequireAbsent(words.key, words.name);
      }},
-    {"require-key", false, false, false, true, 1,
+    {"require-key", false, false, false, true, false, 1,
      [](Transaction& transaction, const Words& words) { transaction.RequireKey(words.key); }},
-    {"require-no-key", false, false, false, false, 1,
+    {"require-no-key", false, false, false, false, false, 1,
      [](Transaction& transaction, const Words& words) {
        transaction.RequireThat(words.key.Parent(), words.key.name(words.key.count()),
                                [](CFTypeRef present) { return !IsDictionary(present); });
      }},
-    {"require-empty-key", false, false, false, true, 1,
+    {"require-empty-key", false, false, false, true, false, 1,
      [](Transaction& transaction, const Words& words) { transaction.RequireEmptyKey(words.key); }},
 }};
 
@@ -110,6 +113,7 @@ class LineReader {
   }
 
   bool Read(const Verb& verb, Words& words) {
+    if (verb.may_replace && ReadOption(kReplaceKey)) words.replace = ReplaceKeys::kYes;
     if (!ReadKey(words.key)) return false;
     if (words.key.empty() && !verb.key_may_be_empty) {
       return Fail(std::string(verb.name) + " needs a key below the domain");
@@ -127,6 +131,15 @@ class LineReader {
     const std::size_t begin = at_;
     while (at_ < line_.size() && !IsBlankOrMark(line_[at_])) ++at_;
     return line_.substr(begin, at_ - begin);
+  }
+
+  // An option is a bare word before the KEY; a KEY of that name has double quotes.
+  bool ReadOption(std::string_view option) {
+    if (AtEnd()) return false;
+    const std::size_t begin = at_;
+    if (ReadBareWord() == option) return true;
+    at_ = begin;
+    return false;
   }
 
   static bool IsBlankOrMark(char byte) {
@@ -205,7 +218,9 @@ bool ChangeScript::Read(std::string_view text, Transaction& transaction, TextErr
       if (verb == nullptr || !reader.Read(*verb, words)) return false;
       verb->add(transaction, words);
       steps_.insert(steps_.end(), static_cast<std::size_t>(verb->steps),
-                    Line{number, std::string(text.substr(begin, end - begin))});
+                    Line{number, std::string(text.substr(begin, end - begin)),
+                         verb->may_replace ? "--replace-key before the KEY replaces it"
+                                           : "delete-key removes a key"});
     }
     begin = end + 1;
   }

@@ -1,7 +1,7 @@
 // Scripts of conditions and changes: what a domain is to hold, in lines.
 //
 //   # a comment; empty lines count for nothing
-//   set KEY NAME VALUE           the value is this one
+//   set KEY NAME VALUE           the value is this one; a dictionary holds nothing else
 //   delete KEY NAME              there is no such value
 //   make-key KEY                 the key exists
 //   delete-key KEY               there is no such key
@@ -15,8 +15,9 @@
 //
 // A KEY is a key path, or a JSON array of names; "" is the domain. KEY and NAME are JSON strings,
 // or bare words without blanks, quotes, brackets and braces. VALUE and OBJECT are JSON
-// (json_form.h). A change that is made already changes nothing. A key never gives way to a value,
-// nor a value to a key: the script fails.
+// (json_form.h). A change that is made already changes nothing. "set", "merge" and "replace" put a
+// value in place of a key, or a key in place of a value, only with "--replace-key" before the KEY;
+// without it, and with every other line, the script fails.
 #pragma once
 
 #include <string>
@@ -38,6 +39,7 @@ class ChangeScript {
   struct Line {
     std::size_t number;
     std::string text;
+    const char* advice;  // for a key or value that is in the way
   };
   const Line& LineOf(int step) const { return steps_[static_cast<std::size_t>(step)]; }
   std::size_t step_count() const { return steps_.size(); }

@@ -59,7 +59,8 @@ constexpr Option kSetOptions[] = {
     {"--json", 0, Word::kFlag, "", "VALUE is JSON, for arrays and dictionaries, too"},
     {"--if-equals", 0, Word::kText, "OLD", "only where this is the present value"},
     {"--if-absent", 0, Word::kFlag, "", "only where there is no value yet"},
-    {"--replace-key", 0, Word::kFlag, "", "also in the place of a key with all below it"},
+    {"--replace-key", 0, Word::kFlag, "",
+     "replace a key and everything below it, or a value by a key"},
 };
 constexpr Option kDeleteOptions[] = {kRecursive};
 constexpr Option kRenameOptions[] = {kReplace};
@@ -80,14 +81,16 @@ constexpr Option kExportOptions[] = {
 };
 constexpr Option kImportOptions[] = {
     {"--replace", 0, Word::kFlag, "", "the key then holds what the file holds, and nothing else"},
-    {"--replace-key", 0, Word::kFlag, "", "values may take the place of keys"},
+    {"--replace-key", 0, Word::kFlag, "", "replace keys by values, and values by keys"},
     {"--dry-run", 'n', Word::kFlag, "", "change nothing, print what would differ"},
 };
 constexpr Option kDiffOptions[] = {
     {"--exit-code", 0, Word::kFlag, "", "end with 6 when something differs"}};
 constexpr Positional kOneFile[] = {kFile};
 constexpr Option kApplyOptions[] = {
-    {"--check", 'n', Word::kFlag, "", "change nothing; end with 8 when something would change"}};
+    {"--check", 'n', Word::kFlag, "", "change nothing; end with 8 when something would change"},
+    {"--secret", 0, Word::kFlag, "", "print no value, whatever happens"},
+};
 constexpr Option kLockOptions[] = {
     {"--release", 0, Word::kFlag, "", "free it if its holder no longer runs"},
     {"--force", 0, Word::kFlag, "", "free it whoever holds it"},

@@ -35,9 +35,10 @@ int Context::Fail(ExitStatus status, const std::string& text) const {
   return status;
 }
 
-int Context::Fail(const PrefStatus& status, const std::string& what, bool writing) const {
+int Context::Fail(const PrefStatus& status, const std::string& what, bool writing,
+                  const std::string& advice) const {
   ExitStatus exit = kNotSaved;
-  std::string hint;
+  std::string hint = advice.empty() ? "" : "; " + advice;
   switch (status.error) {
     case PrefError::kNone:
       return kDone;
@@ -67,6 +68,7 @@ int Context::Fail(const PrefStatus& status, const std::string& what, bool writin
       exit = status.error_number == EACCES ? kNotPermitted : kDamagedFile;
       break;
     case PrefError::kIsAKey:
+    case PrefError::kIsAValue:
     case PrefError::kKeyNotEmpty:
       exit = kConditionNotMet;
       break;

@@ -51,6 +51,7 @@ struct Context {
   bool null_separated = false;
   bool terminal = false;  // people read it: aligned, control characters made visible
   bool colour = false;
+  bool hide_values = false;  // differences and messages show no value
   std::ostream* out = nullptr;
   std::ostream* error = nullptr;
 
@@ -62,8 +63,9 @@ struct Context {
 
   // The failure of an operation in its own words; "what" says what was being done, or with what,
   // in harmless characters (text.h). kNotAKey means not found to a reader and not saved to a
-  // writer.
-  int Fail(const PrefStatus& status, const std::string& what, bool writing) const;
+  // writer. "advice" says what to do, where the failure itself has no better advice.
+  int Fail(const PrefStatus& status, const std::string& what, bool writing,
+           const std::string& advice = "") const;
 
   // Why a file that is no preference file could not be read or written: its name and the reason.
   int FailFile(const std::string& file, int reason, bool writing) const;

@@ -9,6 +9,7 @@
 #include "tools/orvikprefs/print_differences.h"
 #include "tools/orvikprefs/progress.h"
 #include "tools/orvikprefs/text.h"
+#include "tools/orvikprefs/tree_changes.h"
 
 namespace orvik::prefstool {
 
@@ -122,18 +123,18 @@ int Import(const Context& context, const CommandLine& line) {
   if (!added) return status;
   const KeyPath key = *ParseKey(line.Argument(1));
   Transaction transaction = context.Change();
+  const ReplaceKeys replace = line.Has("--replace-key") ? ReplaceKeys::kYes : ReplaceKeys::kNo;
   if (line.Has("--replace")) {
-    transaction.ReplaceKey(key, added);
+    ReplaceKey(transaction, key, added, replace);
   } else {
-    transaction.Merge(key, added, line.Has("--replace-key") ? ReplaceKeys::kYes : ReplaceKeys::kNo);
+    transaction.Merge(key, added, replace);
   }
   const bool dry_run = line.Has("--dry-run");
   TransactionResult result;
   const PrefStatus saved = dry_run ? transaction.Rehearse(&result) : transaction.Commit();
-  if (saved.error == PrefError::kIsAKey) {
-    return context.Fail(
-        kConditionNotMet,
-        Quoted(file) + " has a value where the store has a key; --replace-key replaces keys");
+  if (saved.error == PrefError::kIsAKey || saved.error == PrefError::kIsAValue) {
+    return context.Fail(saved, Quoted(file) + " is not imported", true,
+                        "--replace-key replaces it");
   }
   if (!saved.ok()) return context.Fail(saved, Quoted(file) + " is not imported", true);
   if (dry_run) {

@@ -21,8 +21,9 @@ const KindOfDifference& KindOf(const Difference& difference) {
   return kKinds[static_cast<int>(difference.kind)];
 }
 
-std::string TypeAndValue(CFPropertyListRef value) {
-  return std::string(TypeName(value)) + " " + Escaped(ValueText(value));
+std::string TypeAndValue(const Context& context, CFPropertyListRef value) {
+  const std::string type = TypeName(value);
+  return context.hide_values ? type : type + " " + Escaped(ValueText(value));
 }
 
 }  // namespace
@@ -31,7 +32,9 @@ void PrintDifferences(const Context& context, const std::vector<Difference>& dif
   if (context.json) {
     JsonWriter writer;
     writer.BeginArray();
-    for (const Difference& difference : differences) WriteDifference(writer, difference);
+    for (const Difference& difference : differences) {
+      WriteDifference(writer, difference, context.hide_values);
+    }
     *context.out << writer.EndArray().json() << '\n';
     return;
   }
@@ -41,26 +44,30 @@ void PrintDifferences(const Context& context, const std::vector<Difference>& dif
       std::string line =
           std::string(kind.sign) + " " + Escaped(JoinedPath(difference.path)) + " = ";
       if (difference.kind == Difference::Kind::kChanged) {
-        line += TypeAndValue(difference.before) + " -> ";
+        line += TypeAndValue(context, difference.before) + " -> ";
       }
-      line += TypeAndValue(difference.after != nullptr ? difference.after : difference.before);
+      line +=
+          TypeAndValue(context, difference.after != nullptr ? difference.after : difference.before);
       *context.out << context.Coloured(line, kind.colour) << '\n';
       continue;
     }
     std::vector<std::string> fields = {kind.sign, JoinedPath(difference.path)};
     for (const CFPropertyListRef side : {difference.before, difference.after}) {
       fields.push_back(side != nullptr ? TypeName(side) : "");
-      fields.push_back(side != nullptr ? ValueText(side) : "");
+      fields.push_back(side != nullptr && !context.hide_values ? ValueText(side) : "");
     }
     context.Record(fields);
   }
 }
 
-void WriteDifference(JsonWriter& writer, const Difference& difference) {
+void WriteDifference(JsonWriter& writer, const Difference& difference, bool hide_values) {
   writer.BeginObject().Name("change").Text(KindOf(difference).word);
   writer.Name("path").Texts(difference.path);
-  if (difference.before != nullptr) WriteJson(writer.Name("before"), difference.before);
-  if (difference.after != nullptr) WriteJson(writer.Name("after"), difference.after);
+  const auto write_side = [&](const char* name, CFPropertyListRef value) {
+    if (value != nullptr && !hide_values) WriteJson(writer.Name(name), value);
+  };
+  write_side("before", difference.before);
+  write_side("after", difference.after);
   writer.EndObject();
 }
 

@@ -9,10 +9,11 @@
 
 namespace orvik::prefstool {
 
-// Each line shows the kind ("+", "-", "~"), the path, types and values; JSON is one array.
+// Each line shows the kind ("+", "-", "~"), the path, types and values; JSON is one array. With
+// Context::hide_values the values are left out.
 void PrintDifferences(const Context& context, const std::vector<Difference>& differences);
 
 // {"change": "added", "path": [...], "before": ..., "after": ...}
-void WriteDifference(JsonWriter& writer, const Difference& difference);
+void WriteDifference(JsonWriter& writer, const Difference& difference, bool hide_values = false);
 
 }  // namespace orvik::prefstool

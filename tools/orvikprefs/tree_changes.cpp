@@ -35,4 +35,13 @@ void AddTreeChanges(Transaction& transaction, const KeyPath& key, CFDictionaryRe
   }
 }
 
+void ReplaceKey(Transaction& transaction, const KeyPath& key, CFDictionaryRef entries,
+                ReplaceKeys replace) {
+  if (replace == ReplaceKeys::kYes && !key.empty()) {
+    transaction.Set(key.Parent(), key.name(key.count()), entries, replace);
+  } else {
+    transaction.ReplaceKey(key, entries);
+  }
+}
+
 }  // namespace orvik::prefstool

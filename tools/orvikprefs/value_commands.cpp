@@ -2,6 +2,7 @@
 #include <ostream>
 
 #include "platform/core_foundation/data.h"
+#include "platform/core_foundation/property_list_equality.h"
 #include "prefs/reporting.h"
 #include "prefs/transaction.h"
 #include "tools/orvikprefs/commands.h"
@@ -127,9 +128,23 @@ int Set(const Context& context, const CommandLine& line) {
       return present && IsTextOf(found, expected);
     });
   }
-  if (!line.Has("--replace-key")) transaction.RequireNotKey(Key(line), Name(line));
-  transaction.Set(Key(line), Name(line), value);
+  bool is_other_key = false;
+  if (line.Has("--replace-key")) {
+    transaction.Set(Key(line), Name(line), value);
+  } else {
+    // A key that is this one already loses nothing.
+    transaction.RequireThat(Key(line), Name(line), [&](CFTypeRef found) {
+      is_other_key = IsDictionary(found) && !IsSameValue(found, value);
+      return !is_other_key;
+    });
+    transaction.Set(Key(line), Name(line), value, ReplaceKeys::kNo);
+  }
   const PrefStatus status = transaction.Commit();
+  if (is_other_key || status.error == PrefError::kIsAKey) {
+    return context.Fail(kConditionNotMet, Address(line) +
+                                              " is a key; --replace-key replaces it with all "
+                                              "that lies below it");
+  }
   switch (status.error) {
     case PrefError::kConditionNotMet:
       return context.Fail(kConditionNotMet,
@@ -137,10 +152,9 @@ int Set(const Context& context, const CommandLine& line) {
                               (if_absent  ? "there is a value already"
                                : !present ? "there is no value"
                                           : "the present value is not " + Quoted(expected)));
-    case PrefError::kIsAKey:
-      return context.Fail(kConditionNotMet, Address(line) +
-                                                " is a key; --replace-key replaces it with all "
-                                                "that lies below it");
+    case PrefError::kIsAValue:
+      return context.Fail(kConditionNotMet,
+                          Address(line) + " is a value; --replace-key replaces it by a key");
     default:
       break;
   }

@@ -1,0 +1,265 @@
+// Scripts, imported files and edited texts: what they change, and what they change the second time.
+#include <regex>
+
+#include "tests/tools/prefs_tool_fixture.h"
+
+namespace orvik::test {
+namespace {
+
+using ApplyTest = OrvikPrefsTest;
+
+TEST_F(ApplyTest, AppliesScripts) {
+  Fill();
+  WriteFile(given_,
+            "# wanted state\n\n"
+            "require-key Software/Vendor/App\n"
+            "set Software/Vendor/App Count 43\r\n"
+            "set \"Software/Vendor\" \"Two words\" {\"$data\": \"AAEC\"}\n"
+            "delete Software/Vendor/App Path\n"
+            "delete-key Software/Old\n"
+            "make-key Software/Empty\n"
+            "merge [\"a/b\"] {\"x\": [1, 2.5]}\n"
+            "require-absent Software/Vendor/App Path\n");
+  EXPECT_EQ(Prefs("apply " + given_ + " --check"), 8) << error_;
+  const std::string checked = out_;
+  EXPECT_TRUE(Contains(checked,
+                       "~\tSoftware/Vendor/App/Count\tinteger\t42\tinteger\t43\n"
+                       "-\tSoftware/Vendor/App/Path\tstring\t/Apps/Größe\t\t\n"));
+  EXPECT_TRUE(Contains(checked, "+\tSoftware/Empty\t\t\tdictionary\t{}\n"));
+  EXPECT_TRUE(Contains(checked, "+\t[\"a/b\",\"x\"]\t\t\tarray\t[1,2.5]\n"));
+  EXPECT_EQ(Out("get Software/Vendor/App Count"), "42\n");
+  EXPECT_EQ(Out("apply " + given_), checked);
+  // The second time everything is as wanted.
+  const auto written = fs::last_write_time(File());
+  Out("apply " + given_ + " --check");
+  EXPECT_EQ(Out("--json apply " + given_), "[]\n");
+  EXPECT_EQ(fs::last_write_time(File()), written);
+
+  const std::string before = ReadFile(File());
+  const std::tuple<const char*, int, const char*> kRows[] = {
+      {"set K n 1\nrequire K n 2\n", 6, "line 2 (\"require K n 2\"): the condition does not hold"},
+      {"require K n 1.0\nset K n 1\n", 6, "line 1"},
+      {"require-key None\n", 6, "there is no such key"},
+      {"require-empty-key Software\n", 6, "the key is not empty"},
+      {"require-no-key Software\n", 6, "line 1"},
+      {"set \"\" Software 1\n", 6, "a key has this name: \"Software\"; --replace-key"},
+      {"delete Software Vendor\n", 6, "a key has this name"},
+      {"delete-key Software/Vendor/App/Count\n", 6, "line 1"},
+      {"merge \"\" {\"Software\": 1}\n", 6,
+       "a key has this name: \"Software\"; --replace-key before the KEY replaces it"},
+      {"replace Software/Vendor/App/Count {}\n", 3,
+       "the key path leads through a value that is no key"},
+      {"set Software/Vendor/App/Count n 1\n", 3,
+       "the key path leads through a value that is no key"},
+      {"set K n\n", 1, "line 1, column 8 (byte 7): a value is expected"},
+      {"\nset K n tru\n", 1, "line 2, column 9 (byte 9): this is no JSON value"},
+      {"set K n {\"a\": [1, null]}\n", 1, "null is no property-list value: \"a/1\""},
+      {"set K n {\"a\": {\"$date\": \"?\"}}\n", 1, "\"$date\" is malformed: \"a\""},
+      {"set K n 1 2\n", 1, "line 1, column 11 (byte 10): one word too many"},
+      {"set K \"n\n\" 1\n", 1, "the text ends in a string"},
+      {"set K n'm 1\n", 1, "needs double quotes"},
+      {"merge K [1]\n", 1, "needs an object"},
+      {"delete-key \"\"\n", 1, "needs a key below the domain"},
+      {"frob K\n", 1, "line 1, column 1 (byte 0): \"frob\" begins no line"},
+      {"set \xff n 1\n", 1, "KEY is not UTF-8"},
+  };
+  for (const auto& [script, status, message] : kRows) {
+    SCOPED_TRACE(script);
+    WriteFile(given_, script);
+    Fails("apply " + given_ + " --check", status, message);
+    Fails("apply " + given_ + " -q", status, message);
+    EXPECT_EQ(ReadFile(File()), before);
+  }
+  WriteFile(given_, "replace \"\" {\"K\": {\"n\": 1}}\nrequire K n 1\n");
+  EXPECT_EQ(Out("apply " + given_ + " -q"), "");
+  EXPECT_EQ(Out("tree"), "K/n\tinteger\t1\n");
+}
+
+// The editor is a shell command in place of the person.
+TEST_F(ApplyTest, EditsATreeAsJson) {
+  const auto edit = [&](const std::string& editor, const std::string& key) {
+    const ScopedVariable visual("VISUAL", nullptr), variable("EDITOR", editor);
+    return Prefs("edit " + key);
+  };
+  Out("set K n 1 --int");
+  Out("set K d AAEC --data");
+  EXPECT_EQ(edit("sed -i 's/: 1/: 2/'", "K"), 0) << error_;
+  EXPECT_EQ(Out("get K"), "{\n  \"d\": {\n    \"$data\": \"AAEC\"\n  },\n  \"n\": 2\n}\n");
+  EXPECT_EQ(edit("printf '{\"new\": {\"deep\": [true]}}' >", "''"), 0) << error_;
+  EXPECT_EQ(Out("tree"), "new/deep\tarray\t[true]\n");
+  EXPECT_EQ(edit("printf '{\"x\": 1}' >", "Fresh/Key"), 0) << error_;
+  EXPECT_EQ(Out("get Fresh/Key x"), "1\n");
+
+  const std::string before = ReadFile(File());
+  EXPECT_EQ(edit("true", "new"), 0);
+  EXPECT_EQ(edit("false", "new"), 3);
+  EXPECT_EQ(edit("sed -i 's/true/maybe/'", "new"), 1);
+  for (const char* part : {"line 3, column 5", "\n      maybe\n", "the text is kept in"}) {
+    EXPECT_TRUE(Contains(error_, part));
+  }
+  EXPECT_EQ(ReadFile(File()), before);
+  EXPECT_EQ(edit("printf '{}' >\"$1\"; " + program_ + " set new n 5;:", "new"), 6);
+  EXPECT_TRUE(Contains(error_, "has changed meanwhile"));
+  EXPECT_EQ(Out("get new n"), "5\n");
+}
+
+// A rule: whatever a line wants, and of whatever type, it changes the store once.
+TEST_F(ApplyTest, TheSecondTimeChangesNothing) {
+  const char* const kValues[] = {
+      R"("text")",
+      R"("a \"quote\", a \\ and a break\n")",
+      "5",
+      "-9223372036854775808",
+      "18446744073709551615",
+      "2.5",
+      "-0.0",
+      R"({"$real":"nan"})",
+      R"({"$real":"-inf"})",
+      "true",
+      R"({"$date":"2024-05-06T07:08:09Z"})",
+      R"({"$data":"AAEC"})",
+      "[]",
+      R"([1,{"a":[{}]},"x"])",
+      "{}",
+      R"({"a":1})",
+      R"({"a":{"b":{"c":[1.5]}},"d":{}})",
+      R"({"$dictionary":{"$date":"a plain text"}})",
+  };
+  const char* const kLines[] = {
+      "set K n# VALUE",
+      "set --replace-key K n# VALUE",
+      "set \"\" n# VALUE",
+      "merge \"\" {\"K\": {\"n#\": VALUE}}",
+      "merge --replace-key K# {\"n\": VALUE}",
+      "replace K# {\"n\": VALUE}",
+      "replace --replace-key K# {\"n\": VALUE}",
+      "require-no-key Old\nmake-key K#\ndelete-key Old\nset K# n VALUE\nrequire-key K#\ndelete K# "
+      "old",
+  };
+  // The line with each of the values, in which # is the number of the value.
+  const auto with_values = [&](const std::string& line) {
+    std::string text;
+    int number = 0;
+    for (const char* const value : kValues) {
+      text += std::regex_replace(line, std::regex("#"), std::to_string(++number)) + "\n";
+      text.replace(text.find("VALUE"), 5, value);
+    }
+    return text;
+  };
+  const auto changes_once = [&](const std::string& command, const std::string& again) {
+    SCOPED_TRACE(command);
+    Out(command);
+    const std::string bytes = ReadFile(File());
+    const auto written = fs::last_write_time(File());
+    EXPECT_EQ(Out(again), "");
+    Out(command);
+    EXPECT_EQ(ReadFile(File()), bytes);
+    EXPECT_EQ(fs::last_write_time(File()), written);
+  };
+  for (const char* const line : kLines) {
+    SCOPED_TRACE(line);
+    WriteFile(given_, with_values(line));
+    fs::remove(File());
+    changes_once("apply " + given_, "apply --check " + given_);
+  }
+  std::string members = with_values("\"n#\": VALUE,");
+  WriteFile(given_, "{\"K\": {" + members.erase(members.rfind(',')) + "}}");
+  fs::remove(File());
+  changes_once("import " + given_, "import --dry-run " + given_);
+  changes_once("import --replace " + given_, "import --replace --dry-run " + given_);
+  fs::remove(File());
+  const ScopedVariable visual("VISUAL", "cp " + given_);
+  changes_once("edit", "diff " + given_);
+  for (const char* const value : kValues) {
+    const std::string set = std::string("set L n --replace-key --json '") + value + "'";
+    changes_once(set, std::regex_replace(set, std::regex("--replace-key"), ""));
+  }
+}
+
+// A key is replaced by a value, or a value by a key, only on demand.
+TEST_F(ApplyTest, KeysAndValuesGiveWayOnlyWhenAsked) {
+  const struct {
+    const char *present, *wanted, *message;
+  } kRows[] = {{R"({"in":1})", "5", "is a key"}, {"5", R"({"in":1})", "is a value"}};
+  const struct {
+    const char* command;
+    const char *begin, *end;  // of the file, around the value that is wanted
+    bool is_script;
+  } kWays[] = {
+      {"apply ", "set K n ", "", true},
+      {"apply ", "merge \"\" {\"K\":{\"n\":", "}}", true},
+      {"import ", "{\"K\":{\"n\":", "}}", false},
+  };
+  for (const auto& row : kRows) {
+    const auto begin_anew = [&] {
+      Out(std::string("set --replace-key --json K n ") + row.present);
+    };
+    for (const auto& way : kWays) {
+      SCOPED_TRACE(std::string(way.begin) + row.wanted);
+      begin_anew();
+      const std::string file = std::string(way.begin) + row.wanted + way.end;
+      WriteFile(given_, file);
+      Fails(way.command + given_, 6, "has this name: \"K/n\"; --replace-key");
+      if (way.is_script) {
+        EXPECT_TRUE(Contains(error_, "line 1"));
+        WriteFile(given_, std::string(file).insert(file.find(' '), " --replace-key"));
+      }
+      Out(way.command + given_ + (way.is_script ? "" : " --replace-key"));
+      EXPECT_EQ(Out("tree"), row.wanted[0] == '5' ? "K/n\tinteger\t5\n" : "K/n/in\tinteger\t1\n");
+    }
+    begin_anew();
+    const std::string set = std::string("set --json K n ") + row.wanted;
+    Fails(set, 6, row.message);
+    Out(set + " --replace-key");
+  }
+  // A dictionary takes the place of another one: in a script as wanted, by "set" only on demand.
+  Out(R"(set --replace-key --json K n {"a":1})");
+  Fails(R"(set --json K n {"b":1})", 6, "is a key");
+  WriteFile(given_, R"(set K n {"b":1})");
+  Out("apply " + given_);
+  EXPECT_EQ(Out("tree"), "K/n/b\tinteger\t1\n");
+  WriteFile(given_, "replace --replace-key K/n/b {\"c\": 2}\n");
+  Out("apply " + given_);
+  WriteFile(given_, "{\"d\": 3}");
+  Fails("import --replace " + given_ + " K/n/b/c", 3, "leads through a value");
+  Out("import --replace --replace-key " + given_ + " K/n/b/c");
+  EXPECT_EQ(Out("tree"), "K/n/b/c/d\tinteger\t3\n");
+  Fails("import --replace --replace-key " + given_ + " K/n/b/c/d/e", 3, "leads through a value");
+}
+
+// Whatever the status, no part of a value is shown.
+TEST_F(ApplyTest, PrintsNoSecrets) {
+  Out("set K n old-hush");
+  const std::string secret = R"("hush\"q \\b ü\nhush")";
+  const std::tuple<std::string, int, const char*> kScripts[] = {
+      {"set K n " + secret, 0, "K/n"},
+      {"delete K n\nset K m " + secret, 0, "K/m"},
+      {"set K/m x " + secret, 3, "line 1: the key path leads through a value"},
+      {"set K m " + secret + "\nrequire K m 1", 6, "line 2: the condition does not hold"},
+      {"set \"\" K " + secret, 6, "a key has this name: \"K\""},
+      {"set K n " + secret + " hush", 1, "line 1, column 32 (byte 31): the line cannot be read"},
+      {"set K n {\"a\": {\"$date\": " + secret + "}}", 1, "line 1"},
+      {"hush K n " + secret, 1, "line 1"},
+  };
+  for (const auto& [script, status, message] : kScripts) {
+    SCOPED_TRACE(script);
+    WriteFile(given_, script + "\n");
+    for (const std::string options :
+         {"apply --check --secret ", "--json apply --secret ", "apply --secret "}) {
+      const int found = Prefs(options + given_);
+      EXPECT_TRUE(found == status || (found == 8 && status == 0)) << found << error_;
+      EXPECT_EQ((out_ + error_).find("hush"), std::string::npos) << out_ << error_;
+      EXPECT_TRUE(Contains(error_, status == 0 ? "" : message));
+      EXPECT_EQ(Contains(out_, message), found == 8);
+    }
+  }
+  WriteFile(given_, "set K n " + secret + "x\n");
+  WriteFile(File(), "<plist><dict>");
+  EXPECT_EQ(Prefs("apply --secret " + given_), 1);
+  WriteFile(given_, "set K n " + secret + "\n");
+  EXPECT_EQ(Prefs("apply --secret " + given_), 5);
+  EXPECT_EQ((out_ + error_).find("hush"), std::string::npos) << error_;
+}
+
+}  // namespace
+}  // namespace orvik::test

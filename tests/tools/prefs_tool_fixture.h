@@ -1,0 +1,68 @@
+// orvikprefs in this process: one call a command line.
+#pragma once
+
+#include <sstream>
+
+#include "tests/support/test_environment.h"
+#include "tools/orvikprefs/program.h"
+
+namespace orvik::test {
+
+constexpr const char* kFile = "Users/Shared/Library/Preferences/com.orviktech.Registry.plist";
+
+// The words of a line, parted by blanks; 'quotes' keep what they hold together.
+inline std::vector<std::string> Words(const std::string& line) {
+  std::vector<std::string> words;
+  bool is_quoted = false, is_word = false;
+  for (const char byte : line) {
+    if (byte == '\'') {
+      is_quoted = !is_quoted;
+    } else if (byte == ' ' && !is_quoted) {
+      is_word = false;
+      continue;
+    }
+    if (!is_word) words.emplace_back();
+    is_word = true;
+    if (byte != '\'') words.back() += byte;
+  }
+  return words;
+}
+
+class OrvikPrefsTest : public EnvironmentTest {
+ protected:
+  // The exit status of the program with the words of the line.
+  int Prefs(const std::string& line, bool terminal = false) {
+    const std::vector<std::string> words = Words("orvikprefs " + line);
+    std::vector<const char*> argv;
+    for (const std::string& word : words) argv.push_back(word.c_str());
+    std::ostringstream out, error;
+    const int status =
+        prefstool::Run(static_cast<int>(argv.size()), argv.data(), terminal, out, error);
+    out_ = out.str();
+    error_ = error.str();
+    return status;
+  }
+  // What a run prints that succeeds.
+  std::string Out(const std::string& line) {
+    EXPECT_EQ(Prefs(line), 0) << line << ": " << error_;
+    return out_;
+  }
+  void Fails(const std::string& line, int status, const std::string& message) {
+    EXPECT_EQ(Prefs(line), status) << line << ": " << error_;
+    EXPECT_TRUE(Contains(error_, message));
+  }
+
+  fs::path File() const { return env_.system_root() / kFile; }
+
+  void Fill() {
+    Out("set Software/Vendor/App Path /Apps/Größe");
+    Out("set Software/Vendor/App Count 42 --int");
+    Out("set Software/Vendor line\nbreak a\tb");
+  }
+
+  std::string out_, error_;
+  const std::string given_ = env_.folder() / "given";  // a file for import, diff and apply
+  const std::string program_ = ProgramFolder() / "orvikprefs";
+};
+
+}  // namespace orvik::test
