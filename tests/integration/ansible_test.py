@@ -1,7 +1,7 @@
 #!/usr/bin/env python3
 """The Ansible module on three roots in place of three machines.
 
-usage: ansible_test.py SOURCE_FOLDER PROGRAM_FOLDER
+usage: ansible_test.py SOURCE_FOLDER PROGRAM_FOLDER [TEST...]
 Ends with 77 where ansible-playbook is not installed.
 """
 import json
@@ -17,6 +17,11 @@ import unittest
 SOURCE, PROGRAMS = (pathlib.Path(argument).resolve() for argument in sys.argv[1:3])
 FILE = "Users/Shared/Library/Preferences/com.orviktech.Registry.plist"
 MACHINES = ("first", "second", "third")
+# A value of each type, as orvikprefs' JSON has it.
+KINDS = {"string": "te\"x\\t \u00fc\n", "integer": 2**53, "real": 2.5, "boolean": False,
+         "date": {"$date": "2024-05-06T07:08:09Z"}, "data": {"$data": "AAEC"},
+         "array": [1, {"a": []}], "dictionary": {"line": "red", "fill": {"inner": "white"}},
+         "empty": {}}
 
 
 class AnsibleTest(unittest.TestCase):
@@ -37,8 +42,11 @@ class AnsibleTest(unittest.TestCase):
             PATH=f"{PROGRAMS}:{os.environ['PATH']}")
 
     def play(self, *tasks, options=()):
-        """Runs tasks, each the options of the module, on all machines; each machine's results."""
-        playbook = [{"hosts": "all", "tasks": [
+        """Runs tasks, each the options of the module, on all machines; each machine's results.
+
+        A task that fails does not keep the next ones from running.
+        """
+        playbook = [{"hosts": "all", "ignore_errors": True, "tasks": [
             {"orvik_preference": dict(task, root="{{ root }}")} for task in tasks]}]
         (self.folder / "play.yml").write_text(json.dumps(playbook))
         run = subprocess.run(
@@ -63,6 +71,10 @@ class AnsibleTest(unittest.TestCase):
                  {"key": "Software/App", "name": "Count", "value": "7", "type": "integer"},
                  {"key": ["a/b", "c"], "tree": {"list": [True, 2.5], "when":
                                                 {"$date": "2024-05-06T07:08:09Z"}}, "exact": True},
+                 {"key": "Software/Kinds", "values": KINDS},
+                 {"key": "Software/Kinds", "name": "of yaml", "value": {"a": {"b": [1.5]}}},
+                 {"key": "Software/Kinds", "name": "of json", "type": "json",
+                  "value": '{"c": [{}, true]}'},
                  {"key": "Software/Empty"},
                  {"key": "Software/Old", "state": "absent"},
                  {"entries": [{"key": "E", "name": "n", "value": 1},
@@ -70,15 +82,18 @@ class AnsibleTest(unittest.TestCase):
         shown = self.play(*tasks, options=["--check", "--diff"])
         for results in shown.values():
             self.assertEqual([result["changed"] for result in results],
-                             [True, True, True, True, True, False, True], self.output)
+                             [True] * 8 + [False, True], self.output)
         self.assertEqual(self.output.count('+["Software", "App", "value 99"] = 99\n'), 3)
         self.assertFalse((self.folder / "first" / FILE).exists())
 
         changed = self.play(*tasks)
         for machine, results in changed.items():
-            self.assertTrue(all(result["changed"] for result in results[:5]), self.output)
+            self.assertTrue(all(result["changed"] for result in results[:8]), self.output)
             self.assertEqual(len(results[0]["changes"]), 100)
             found = self.values(machine)
+            self.assertEqual(found["Software"]["Kinds"],
+                             dict(KINDS, **{"of yaml": {"a": {"b": [1.5]}},
+                                            "of json": {"c": [{}, True]}}))
             self.assertEqual(found["Software"]["App"],
                              dict(values, Count=7, **{"Größe": "a \"b\" \\ c"}))
             self.assertEqual(found["a/b"]["c"], {"list": [True, 2.5], "when":
@@ -111,6 +126,29 @@ class AnsibleTest(unittest.TestCase):
                              [{"change": "changed", "path": ["K", "n"]}])
             self.assertEqual(self.values(machine), {"K": {"n": "new-hush", "m": "more-hush"}})
         # The playbook itself is not part of the output.
+        self.assertNotIn("hush", self.output)
+
+    def test_failures_keep_secrets(self):
+        secret = 'hush"quote \\ \u00fcber\nhush'
+        task = dict(key="K", name="n", value=secret, secret=True)
+        failing = (dict(task, key="K/v"), dict(task, key="", name="K"), dict(task, value=None),
+                   dict(task, value=[secret], type="integer"), dict(task, unknown=1),
+                   dict(task, key="K/v", value={"list": [secret]}),
+                   {"secret": True, "key": "K/v", "values": {"n": secret}},
+                   {"secret": True, "key": "K/v", "tree": {"a": {"b": secret}}},
+                   {"secret": True, "key": "K", "tree": secret},
+                   {"secret": True, "entries": [{"key": "K/v", "values": {"n": secret}}]},
+                   {"entries": [{"key": "K/v", "name": "n", "value": secret, "secret": True}]})
+        self.play({"key": "K", "name": "v", "value": 1})
+        results = self.play(*failing, options=["--diff", "-vvv", "--limit", "first"])["first"]
+        self.assertEqual([result["failed"] for result in results], [True] * len(failing))
+        self.assertNotIn("hush", self.output)
+        self.assertEqual([result.get("rc") for result in results][:2], [3, 6])
+        self.assertIn("line 1", results[0]["msg"])
+        damaged = self.folder / "first" / FILE
+        damaged.write_text("<plist><dict>")
+        results = self.play(task, options=["--diff", "-vvv", "--limit", "first"])["first"]
+        self.assertEqual(results[0]["rc"], 5)
         self.assertNotIn("hush", self.output)
 
     def test_mistakes(self):
@@ -150,4 +188,4 @@ if __name__ == "__main__":
     if shutil.which("ansible-playbook") is None:
         print("ansible-playbook is not installed: the Ansible module is not tested")
         sys.exit(77)
-    unittest.main(argv=sys.argv[:1])
+    unittest.main(argv=sys.argv[:1] + sys.argv[3:])

@@ -58,7 +58,9 @@ options:
     choices: [present, absent]
     default: present
   secret:
-    description: Shows no value, neither in results and differences nor in logs.
+    description:
+      - Shows no value, neither in results, differences and messages nor in logs. Names are shown.
+      - Of one entry it holds for the whole task.
     type: bool
     default: false
   scope:
@@ -142,6 +144,7 @@ ENTRY_OPTIONS = dict(
     tree=dict(type="dict"),
     exact=dict(type="bool", default=False),
     state=dict(type="str", default="present", choices=["present", "absent"]),
+    secret=dict(type="bool", default=False, no_log=False),
 )
 VALUE_OPTIONS = ("value", "values", "tree")
 
@@ -208,16 +211,17 @@ def script_of(entry):
     return script
 
 
-def difference(changes, secret):
-    """Both sides of the changes, one line for each value."""
-    def side(which):
+def difference(changes):
+    """Both sides of the changes, one line for each value. A secret one is not in the changes."""
+    def side(which, absent):
         lines = []
         for change in changes:
-            if which in change:
-                value = HIDDEN if secret else json.dumps(change[which], ensure_ascii=False)
+            if change["change"] != absent:
+                value = (json.dumps(change[which], ensure_ascii=False) if which in change
+                         else HIDDEN + " " + which)
                 lines.append("%s = %s\n" % (json.dumps(change["path"], ensure_ascii=False), value))
         return "".join(lines)
-    return dict(before=side("before"), after=side("after"))
+    return dict(before=side("before", "added"), after=side("after", "removed"))
 
 
 def arguments(secret):
@@ -227,7 +231,6 @@ def arguments(secret):
     return dict(
         entry,
         entries=dict(type="list", elements="dict", options=entry, no_log=secret),
-        secret=dict(type="bool", default=False, no_log=False),
         scope=dict(type="str", default="shared", choices=["shared", "user", "machine"]),
         domain=dict(type="str", default="com.orviktech.Registry"),
         root=dict(type="path"),
@@ -238,9 +241,11 @@ def arguments(secret):
 
 def is_secret():
     """Ansible logs the options while it makes the module: what is secret must be known before."""
+    options = basic._load_params()
     try:
-        return basic.boolean(basic._load_params().get("secret", False))
-    except TypeError:
+        return any(basic.boolean(holder.get("secret", False)) for holder in
+                   [options] + list(options.get("entries") or []))
+    except (AttributeError, TypeError):
         return True
 
 
@@ -260,17 +265,15 @@ def main():
         if options[name] is not None:
             command += ["--" + name, options[name]]
     command += ["apply", "-"] + (["--check"] if module.check_mode else [])
+    command += ["--secret"] if secret else []
     status, output, error = module.run_command(command, data=script, binary_data=True)
     # 8: something would change.
     if status not in (0, 8):
-        module.fail_json(msg=HIDDEN if secret and status in (1, 6) else error.strip(), rc=status)
+        module.fail_json(msg=error.strip(), rc=status)
     changes = json.loads(output)
     result = dict(changed=bool(changes), changes=changes)
-    if secret:
-        result["changes"] = [{name: change[name] for name in ("change", "path")}
-                             for change in changes]
     if module._diff:
-        result["diff"] = difference(changes, secret)
+        result["diff"] = difference(changes)
     module.exit_json(**result)
 
 
