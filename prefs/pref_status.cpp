@@ -85,7 +85,7 @@ std::string Reason(const PrefStatus& status) {
     case PrefError::kEmptyPath:
       return "the key path is empty";
     case PrefError::kTooLarge:
-      return "the file is too large";
+      return "the file is too large (a property list has at most 512 MiB, written out)";
     case PrefError::kForeignLink:
       return "a link of another user is in the way";
     case PrefError::kInTheWay:

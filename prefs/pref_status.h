@@ -26,7 +26,7 @@ enum class PrefError {
   kIsAKey,             // a key with what lies below it is in the place of a value
   kKeyNotEmpty,
   kEmptyPath,    // an empty key path, which has no last key
-  kTooLarge,     // the file is longer than a property list may be
+  kTooLarge,     // the file is, or would be, longer than a property list may be
   kForeignLink,  // a symbolic link of another user is in the way
   kInTheWay,     // something that is no folder is in the place of one, or a loop of links
   kIsAValue,     // a value is in the place of a key

@@ -3,8 +3,9 @@
 //
 // Bytes that are no property list, and objects that cannot be written as one, give null: nothing
 // is read or written in part. The error text of textual forms names line and column. Both
-// directions go at most kPropertyListMaximumDepth containers deep, so that what was written can
-// always be read again.
+// directions go at most kPropertyListMaximumDepth containers deep and write at most
+// kPropertyListMaximumFileSize bytes, so that what was written can always be read again. A binary
+// list counts with its shared objects written out: a list that would be larger is not read.
 //
 // Reading takes any of the three forms:
 //
@@ -42,6 +43,8 @@
 // The attribute counts only while the element's text is the one that is written for its bits.
 #pragma once
 
+#include <cstddef>
+
 #include "platform/core_foundation/base.h"
 #include "platform/core_foundation/data.h"
 #include "platform/core_foundation/string.h"
@@ -63,6 +66,9 @@ inline constexpr CFPropertyListFormat kCFPropertyListBinaryFormat_v1_0 = 200;
 // Containers inside one another, in reading and in writing.
 inline constexpr int kPropertyListMaximumDepth = 512;
 
+// Bytes of a property list, in reading and in writing.
+inline constexpr std::size_t kPropertyListMaximumFileSize = std::size_t{512} << 20;
+
 // The property list that the bytes hold, in whichever form, owned by the caller; null when they
 // hold none. error_string, unless null, receives null on success and on failure a text that the
 // caller owns.
@@ -71,8 +77,8 @@ CFPropertyListRef CFPropertyListCreateFromXMLData(CFAllocatorRef allocator, CFDa
                                                   CFStringRef* error_string);
 
 // The XML form (version 1.0, UTF-8, tabs, dictionaries in the order of their keys' UTF-16 units),
-// owned by the caller; null when the object is no property list. Reals are written with as few
-// digits as give the same double back.
+// owned by the caller; null when the object is no property list, or too large for one. Reals are
+// written with as few digits as give the same double back.
 CFDataRef CFPropertyListCreateXMLData(CFAllocatorRef allocator, CFPropertyListRef property_list);
 
 // A copy of every container (and, with kCFPropertyListMutableContainersAndLeaves, of every string

@@ -38,4 +38,11 @@ inline constexpr std::uint8_t kTrue = 0x09;
 // A lower half that says that an integer object with the length follows.
 inline constexpr std::uint8_t kLengthFollows = 0xF;
 
+// Objects may be shared, so that a list can be far larger than its file. Counted is what the values
+// and keys take at least in the XML form, in which nothing is shared: the shortest element with its
+// line end, and the units of a string or the bytes of data.
+constexpr std::uint64_t SizeWrittenOut(std::uint64_t content) {
+  return std::string_view("<true/>\n").size() + content;
+}
+
 }  // namespace orvik::binary_property_list

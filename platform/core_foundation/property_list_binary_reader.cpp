@@ -13,9 +13,9 @@ namespace {
 
 using namespace binary_property_list;
 
-// Objects may be shared, so that a tree can be far larger than its file; beyond this the file was
-// made to be so.
-constexpr std::uint64_t kLargestExpansion = 16;
+// Values for each byte of the file, with shared ones counted wherever they are: beyond this the
+// file was made to be so. Each costs memory where the list is to be changed.
+constexpr std::uint64_t kMostValuesToAByte = 16;
 
 std::uint64_t BigEndian(std::string_view bytes) {
   std::uint64_t value = 0;
@@ -35,12 +35,17 @@ class BinaryReader {
     return ReadTree() ? std::move(slots_[root_].object) : nullptr;
   }
 
+  // Whether Read failed for this reason alone.
+  bool is_too_large() const { return is_too_large_; }
+
  private:
   // An object of the file: not read yet, being read (so that a reference to it closes a circle), or
-  // finished, with the number of objects in its tree and of containers inside one another.
+  // finished, with the number of objects in its tree, their size written out, and the number of
+  // containers inside one another.
   struct Slot {
     OwnedObject object;
     std::uint64_t tree_size = 1;
+    std::uint64_t written_out = SizeWrittenOut(0);
     std::uint16_t height = 0;
     bool is_open = false;
     bool is_lost = false;
@@ -102,11 +107,19 @@ class BinaryReader {
     if (!IsRead(child)) {
       return Visit(child) || Lose(container, child, "a value that cannot be read");
     }
-    if (!HasRoom(container, child)) return Lose(container, child, "a value too much");
-    if (is_dictionary && !SetKey(container, Reference(container.body, container.next))) {
+    if (open_.size() + slots_[child].height > kPropertyListMaximumDepth) {
+      return Lose(container, child, "a value nested too deep");
+    }
+    std::uint64_t key_size = 0;
+    if (is_dictionary && !SetKey(container, Reference(container.body, container.next), key_size)) {
       return Lose(container, child, "a key that cannot be read");
     }
+    if (!HasRoom(container, child, key_size)) {
+      is_too_large_ = true;
+      return Lose(container, child, "a value too much");
+    }
     if (!AddChild(container, child)) return false;
+    slots_[container.index].written_out += key_size;
     ++container.next;
     return true;
   }
@@ -117,6 +130,7 @@ class BinaryReader {
     if (child < object_count_ && !IsRead(child) && !slots_[child].is_open) {
       slots_[child].is_lost = true;
     }
+    container.builder->DropKey();
     losses_->Add([this] { return Path(); }, what, child < object_count_ ? OffsetOf(child) : 0);
     ++container.next;
     return true;
@@ -153,7 +167,7 @@ class BinaryReader {
     Body body;
     if (!ReadBody(index, body)) return false;
     if (body.marker != kArray && body.marker != kDictionary) {
-      return ReadLeaf(body, slots_[index].object);
+      return ReadLeaf(body, slots_[index]);
     }
     if (open_.size() == kPropertyListMaximumDepth) return false;
     slots_[index].is_open = true;
@@ -175,8 +189,9 @@ class BinaryReader {
     return slot.object != nullptr;
   }
 
-  bool SetKey(Container& container, std::uint64_t key) {
+  bool SetKey(Container& container, std::uint64_t key, std::uint64_t& size) {
     if (key >= object_count_ || (!IsRead(key) && !VisitKey(key))) return false;
+    size = slots_[key].written_out;
     return container.builder->SetKey(SharedSlot(key));
   }
 
@@ -186,18 +201,19 @@ class BinaryReader {
     if (!ReadBody(index, body) || (body.marker != kAsciiString && body.marker != kUnicodeString)) {
       return false;
     }
-    return ReadLeaf(body, slots_[index].object);
+    return ReadLeaf(body, slots_[index]);
   }
 
-  bool HasRoom(const Container& container, std::uint64_t child) const {
-    return slots_[container.index].tree_size + slots_[child].tree_size <=
-               bytes_.size() * kLargestExpansion &&
-           open_.size() + slots_[child].height <= kPropertyListMaximumDepth;
+  bool HasRoom(const Container& container, std::uint64_t child, std::uint64_t key_size) const {
+    const Slot& slot = slots_[container.index];
+    return slot.tree_size + slots_[child].tree_size <= bytes_.size() * kMostValuesToAByte &&
+           slot.written_out + slots_[child].written_out + key_size <= kPropertyListMaximumFileSize;
   }
 
   bool AddChild(Container& container, std::uint64_t child) {
     Slot& slot = slots_[container.index];
     slot.tree_size += slots_[child].tree_size;
+    slot.written_out += slots_[child].written_out;
     slot.height = std::max<std::uint16_t>(slot.height, slots_[child].height + 1);
     return container.builder->Add(SharedSlot(child));
   }
@@ -268,11 +284,14 @@ class BinaryReader {
     return true;
   }
 
-  static bool ReadLeaf(const Body& body, OwnedObject& object) {
+  static bool ReadLeaf(const Body& body, Slot& slot) {
     PropertyListBuilder builder(kCFPropertyListImmutable);
     if (!AddLeaf(body, builder)) return false;
-    object = builder.Take();
-    return object != nullptr;
+    slot.object = builder.Take();
+    const bool has_content =
+        body.marker == kData || body.marker == kAsciiString || body.marker == kUnicodeString;
+    slot.written_out = SizeWrittenOut(has_content ? body.count : 0);
+    return slot.object != nullptr;
   }
 
   static bool AddLeaf(const Body& body, PropertyListBuilder& builder) {
@@ -363,6 +382,7 @@ class BinaryReader {
   std::uint64_t root_ = 0;
   std::uint64_t table_offset_ = 0;
   std::uint64_t unread_bytes_ = 0;
+  bool is_too_large_ = false;
   std::vector<Slot> slots_;
   std::vector<Container> open_;
 };
@@ -372,7 +392,9 @@ class BinaryReader {
 PropertyListReading ReadBinaryPropertyList(std::string_view bytes,
                                            CFOptionFlags mutability_option) {
   PropertyListReading reading;
-  reading.root = BinaryReader(bytes).Read();
+  BinaryReader reader(bytes);
+  reading.root = reader.Read();
+  reading.is_too_large = reader.is_too_large();
   if (reading.root && mutability_option != kCFPropertyListImmutable) {
     // Shared objects become objects of their own where they can be changed.
     reading.root.reset(static_cast<const NSObject*>(
@@ -381,7 +403,8 @@ PropertyListReading ReadBinaryPropertyList(std::string_view bytes,
   if (reading.root) {
     reading.format = kCFPropertyListBinaryFormat_v1_0;
   } else {
-    reading.error = "The binary property list is damaged";
+    reading.error = reading.is_too_large ? kPropertyListTooLarge
+                                         : std::string_view("The binary property list is damaged");
   }
   return reading;
 }

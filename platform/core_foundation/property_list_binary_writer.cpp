@@ -52,9 +52,11 @@ void AppendMarkerAndLength(std::string& bytes, Marker marker, std::size_t length
 // of a reference. Texts must be objects, which must live until Write.
 class BinaryWriter final : public PropertyListSink {
  public:
+  explicit BinaryWriter(std::size_t limit) : limit_(limit) {}
+
   bool String(const PropertyListText& text) override {
     Refer(IndexOfString(text.object));
-    return true;
+    return Count(static_cast<std::size_t>(text.object->length()));
   }
 
   bool Integer(PropertyListInteger value) override {
@@ -67,7 +69,7 @@ class BinaryWriter final : public PropertyListSink {
     } else {
       AppendInteger(bytes, value.bits, SizeOf(value.bits));
     }
-    return EndValue();
+    return EndNumber();
   }
 
   bool Real(double value, int width) override {
@@ -78,25 +80,26 @@ class BinaryWriter final : public PropertyListSink {
                  width == 4 ? std::bit_cast<std::uint32_t>(static_cast<float>(value))
                             : std::bit_cast<std::uint64_t>(value),
                  size);
-    return EndValue();
+    return EndNumber();
   }
 
   bool Boolean(bool value) override {
     NewValue() += static_cast<char>(value ? kTrue : kFalse);
-    return EndValue();
+    return EndNumber();
   }
 
   bool Date(double seconds) override {
     std::string& bytes = NewValue();
     AppendMarker(bytes, kDate, 3);
     AppendNumber(bytes, std::bit_cast<std::uint64_t>(seconds), 8);
-    return EndValue();
+    return EndNumber();
   }
 
   bool Data(std::string_view bytes, const NSData*) override {
     AppendMarkerAndLength(NewValue(), kData, bytes.size());
     values_ += bytes;
-    return EndValue();
+    EndValue();
+    return Count(bytes.size());
   }
 
   bool OpenArray(std::size_t) override { return Open(kArray); }
@@ -104,7 +107,7 @@ class BinaryWriter final : public PropertyListSink {
 
   bool Key(const PropertyListText& key) override {
     containers_[open_.back()].keys.push_back(IndexOfString(key.object));
-    return true;
+    return Count(static_cast<std::size_t>(key.object->length()));
   }
 
   bool Close() override {
@@ -113,7 +116,11 @@ class BinaryWriter final : public PropertyListSink {
     return true;
   }
 
-  std::string Write() {
+  // Whether a reader would take what was written so far.
+  bool HasRoom() const { return written_out_ <= limit_; }
+
+  // Nothing when the result would be larger than the limit.
+  std::optional<std::string> Write() {
     const std::size_t reference_size = SizeOf(objects_.size());
     std::string bytes = std::string(kMagic) + '0';
     std::vector<std::uint64_t> offsets;
@@ -130,6 +137,7 @@ class BinaryWriter final : public PropertyListSink {
     }
     const std::uint64_t table_offset = bytes.size();
     const std::size_t offset_size = SizeOf(table_offset);
+    if (table_offset + offset_size * offsets.size() + kTrailerSize > limit_) return std::nullopt;
     for (const std::uint64_t offset : offsets) AppendNumber(bytes, offset, offset_size);
     AppendNumber(bytes, 0, kOffsetSizeField);
     AppendNumber(bytes, offset_size, 1);
@@ -158,7 +166,8 @@ class BinaryWriter final : public PropertyListSink {
   };
 
   void Refer(std::size_t index) {
-    if (!open_.empty()) containers_[open_.back()].values.push_back(index);
+    if (open_.empty()) return;
+    containers_[open_.back()].values.push_back(index);
   }
 
   // The bytes of a value go where this points; EndValue is called behind the last of them.
@@ -168,9 +177,17 @@ class BinaryWriter final : public PropertyListSink {
     return values_;
   }
 
-  bool EndValue() {
-    objects_.back().end = values_.size();
-    return true;
+  void EndValue() { objects_.back().end = values_.size(); }
+
+  bool EndNumber() {
+    EndValue();
+    return Count(0);
+  }
+
+  // Counts a value or key with so many units or bytes of content.
+  bool Count(std::size_t content) {
+    written_out_ += SizeWrittenOut(content);
+    return HasRoom();
   }
 
   bool Open(Marker marker) {
@@ -178,7 +195,7 @@ class BinaryWriter final : public PropertyListSink {
     open_.push_back(containers_.size());
     containers_.push_back({objects_.size(), marker, {}, {}});
     objects_.push_back({0, 0, open_.back()});
-    return true;
+    return Count(0);
   }
 
   std::size_t IndexOfString(const NSString* string) {
@@ -220,6 +237,8 @@ class BinaryWriter final : public PropertyListSink {
     std::size_t object = kNoContainer;
     PropertyListInteger value;
   } last_integer_;
+  std::size_t limit_;
+  std::uint64_t written_out_ = 0;
   std::string values_;
   std::vector<Object> objects_;
   std::vector<Container> containers_;
@@ -230,12 +249,14 @@ class BinaryWriter final : public PropertyListSink {
 }  // namespace
 
 std::optional<std::string> WriteBinaryPropertyList(const NSObject* property_list,
-                                                   std::string* failed_at) {
-  BinaryWriter writer;
+                                                   PropertyListFailure* failure,
+                                                   std::size_t limit) {
+  BinaryWriter writer(limit);
   PropertyListWalk walk(PropertyListOrder::kStored, writer);
-  if (walk.Run(property_list)) return writer.Write();
-  if (failed_at != nullptr) *failed_at = walk.Path();
-  return std::nullopt;
+  const bool is_list = walk.Run(property_list);
+  std::optional<std::string> bytes = is_list ? writer.Write() : std::nullopt;
+  if (!bytes && failure != nullptr) *failure = {is_list || !writer.HasRoom(), walk.Path()};
+  return bytes;
 }
 
 }  // namespace orvik

@@ -10,6 +10,7 @@
 
 #include "host/staged_file.h"
 #include "host/system_log.h"
+#include "platform/core_foundation/property_list_forms.h"
 
 namespace orvik {
 
@@ -24,9 +25,13 @@ void LogRefusal(const std::string& link) {
   host::SystemLog(LOG_WARNING, "Link of another user is not followed: \"" + link + "\"");
 }
 
-Owned<const NSData> XmlOf(CFPropertyListRef root) {
-  return Owned<const NSData>(
-      root == nullptr ? nullptr : CFPropertyListCreateXMLData(kCFAllocatorDefault, root));
+// 0, EINVAL or EFBIG.
+int WriteXml(CFPropertyListRef root, std::string& bytes) {
+  PropertyListFailure failure;
+  std::optional<std::string> xml = WriteXmlPropertyList(ObjectOf(root), &failure);
+  if (!xml) return failure.is_too_large ? EFBIG : EINVAL;
+  bytes = std::move(*xml);
+  return 0;
 }
 
 }  // namespace
@@ -77,8 +82,14 @@ PropertyListFile::Contents PropertyListFile::Read(CFPropertyListMutabilityOption
     return contents_;
   }
   bytes_.reset(NSData::Create(std::move(bytes)));
-  root_.reset(static_cast<const NSObject*>(
-      CFPropertyListCreateFromXMLData(kCFAllocatorDefault, bytes_.get(), mutability, nullptr)));
+  PropertyListReading reading = ReadPropertyList(bytes_.get(), mutability);
+  if (reading.is_too_large) {
+    error_ = EFBIG;
+    opened_ = {};
+    bytes_.reset();
+    return contents_ = Contents::kUnreadable;
+  }
+  root_ = std::move(reading.root);
   contents_ = !root_                                                ? Contents::kDamaged
               : CFGetTypeID(root_.get()) == CFDictionaryGetTypeID() ? Contents::kEntries
                                                                     : Contents::kNotDictionary;
@@ -96,10 +107,10 @@ int PropertyListFile::KeepAside() {
 }
 
 int PropertyListFile::Save(CFPropertyListRef root) {
-  const Owned<const NSData> bytes = XmlOf(root);
-  if (!bytes) return EINVAL;
-  if (bytes_ && bytes->View() == bytes_->View()) return Flush();
-  return Replace(bytes->View());
+  std::string bytes;
+  if (const int error = WriteXml(root, bytes)) return error;
+  if (bytes_ && bytes == bytes_->View()) return Flush();
+  return Replace(bytes);
 }
 
 int PropertyListFile::Replace(std::string_view bytes) {
@@ -121,9 +132,8 @@ int PropertyListFile::Replace(std::string_view bytes) {
 }
 
 int PropertyListFile::SaveInPlace(CFPropertyListRef root) {
-  const Owned<const NSData> xml = XmlOf(root);
-  if (!xml) return EINVAL;
-  std::string bytes(xml->View());
+  std::string bytes;
+  if (const int error = WriteXml(root, bytes)) return error;
   const std::size_t size = bytes_ ? static_cast<std::size_t>(bytes_->length()) : 0;
   const bool fits = contents_ == Contents::kEntries && bytes.size() <= size;
   bytes.resize(std::max({bytes.size(), size, kRoomInPlace}), '\n');

@@ -3,7 +3,9 @@
 //
 // Errors are error numbers of Linux. Only ENOENT means that the file is missing: everything else
 // that keeps it from being read (a file in place of a folder, a loop of links, a socket, ESTALE
-// from a network volume, EFBIG, no permission) makes it unreadable. Reading makes nothing.
+// from a network volume, no permission) makes it unreadable. So does EFBIG: the file, or what a
+// binary list becomes with its shared objects written out, is longer than
+// kPropertyListMaximumFileSize. Reading makes nothing.
 //
 // A change follows symbolic links only when they are root's or the caller's; any other one is EPERM
 // with its path in obstacle(), and is logged. Without a change all links are followed.
@@ -22,9 +24,6 @@
 #include "platform/core_foundation/property_list.h"
 
 namespace [[gnu::visibility("default")]] orvik {
-
-// A longer file is EFBIG.
-inline constexpr std::size_t kPropertyListMaximumFileSize = std::size_t{512} << 20;
 
 class PropertyListFile {
  public:
@@ -78,8 +77,9 @@ class PropertyListFile {
   // Where KeepAside put it.
   const std::string& kept_path() const { return kept_.path; }
 
-  // Makes the file hold the property list as XML: EINVAL when it cannot be written as one. A file
-  // with these very bytes is not written, only put on disk. Needs Lock and Read.
+  // Makes the file hold the property list as XML: EINVAL when it cannot be written as one, EFBIG
+  // when it would be too large to be read again. A file with these very bytes is not written, only
+  // put on disk. Needs Lock and Read.
   int Save(CFPropertyListRef root);
   // The same by writing into the file, padded with line feeds to the size that it has, so that no
   // room is needed. A file that is missing, too short or no property list of entries is replaced.

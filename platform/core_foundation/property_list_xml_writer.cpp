@@ -1,3 +1,4 @@
+#include <algorithm>
 #include <string>
 #include <utility>
 #include <vector>
@@ -24,7 +25,7 @@ constexpr std::size_t kRoomForChanges = 4096;
 
 class XmlWriter final : public PropertyListSink {
  public:
-  XmlWriter() : xml_(kHeader) {}
+  explicit XmlWriter(std::size_t limit) : limit_(limit), xml_(kHeader) {}
 
   bool String(const PropertyListText& text) override { return Text(XmlElement::kString, text); }
   bool Key(const PropertyListText& key) override { return Text(XmlElement::kKey, key); }
@@ -44,7 +45,7 @@ class XmlWriter final : public PropertyListSink {
   bool Boolean(bool value) override {
     Indent();
     xml_ += value ? "<true/>\n" : "<false/>\n";
-    return true;
+    return HasRoom();
   }
 
   bool Date(double seconds) override {
@@ -73,7 +74,7 @@ class XmlWriter final : public PropertyListSink {
     if (xml_.size() == opened_at_) {
       xml_.erase(xml_.size() - 2);
       xml_ += "/>\n";
-      return true;
+      return HasRoom();
     }
     Indent();
     return End(element);
@@ -87,11 +88,13 @@ class XmlWriter final : public PropertyListSink {
       Indent();
       xml_ += dictionary.text();
       xml_ += '\n';
-      return PropertyListTaking::kTaken;
+      return HasRoom() ? PropertyListTaking::kTaken : PropertyListTaking::kFailed;
     }
     const bool is_done = dictionary.in_order() ? dictionary.Send(*this) : WriteObjects(dictionary);
     return is_done ? PropertyListTaking::kTaken : PropertyListTaking::kFailed;
   }
+
+  bool HasRoom() const { return xml_.size() + kFooter.size() <= limit_; }
 
   std::string Take() {
     xml_ += kFooter;
@@ -109,7 +112,7 @@ class XmlWriter final : public PropertyListSink {
   // Makes room once for all that comes from the same text.
   void ReserveFor(std::string_view text) {
     if (std::exchange(last_text_, text.data()) == text.data()) return;
-    host::ReserveLarge(xml_, xml_.size() + text.size() + kRoomForChanges);
+    host::ReserveLarge(xml_, std::min(limit_, xml_.size() + text.size() + kRoomForChanges));
   }
 
   void Indent() { xml_.append(open_.size(), '\t'); }
@@ -125,7 +128,7 @@ class XmlWriter final : public PropertyListSink {
     xml_ += "</";
     xml_ += XmlElementName(element);
     xml_ += ">\n";
-    return true;
+    return HasRoom();
   }
 
   bool Text(XmlElement element, const PropertyListText& text) {
@@ -133,7 +136,7 @@ class XmlWriter final : public PropertyListSink {
       Indent();
       xml_ += text.xml_element;
       xml_ += '\n';
-      return true;
+      return HasRoom();
     }
     Start(element);
     if (text.object == nullptr) {
@@ -155,9 +158,10 @@ class XmlWriter final : public PropertyListSink {
     xml_ += '\n';
     opened_at_ = xml_.size();
     open_.push_back(element);
-    return true;
+    return HasRoom();
   }
 
+  std::size_t limit_;
   std::string xml_;
   const char* last_text_ = nullptr;
   // Behind the start tag of the container that was opened last.
@@ -168,11 +172,11 @@ class XmlWriter final : public PropertyListSink {
 }  // namespace
 
 std::optional<std::string> WriteXmlPropertyList(const NSObject* property_list,
-                                                std::string* failed_at) {
-  XmlWriter writer;
+                                                PropertyListFailure* failure, std::size_t limit) {
+  XmlWriter writer(limit);
   PropertyListWalk walk(PropertyListOrder::kByKey, writer);
   if (walk.Run(property_list)) return writer.Take();
-  if (failed_at != nullptr) *failed_at = walk.Path();
+  if (failure != nullptr) *failure = {!writer.HasRoom(), walk.Path()};
   return std::nullopt;
 }
 

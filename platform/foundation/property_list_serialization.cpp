@@ -29,13 +29,13 @@ const NSData* NSPropertyListSerialization::dataFromPropertyList(
     const NSString** error_description) {
   if (error_description != nullptr) *error_description = nullptr;
   std::optional<std::string> bytes;
-  std::string failed_at;
+  PropertyListFailure failure;
   switch (format) {
     case NSPropertyListXMLFormat_v1_0:
-      bytes = WriteXmlPropertyList(property_list, &failed_at);
+      bytes = WriteXmlPropertyList(property_list, &failure);
       break;
     case NSPropertyListBinaryFormat_v1_0:
-      bytes = WriteBinaryPropertyList(property_list, &failed_at);
+      bytes = WriteBinaryPropertyList(property_list, &failure);
       break;
     case NSPropertyListOpenStepFormat:
       SetDescription(error_description, "The old text format can be read but not written");
@@ -46,9 +46,10 @@ const NSData* NSPropertyListSerialization::dataFromPropertyList(
   }
   if (!bytes) {
     SetDescription(error_description,
-                   property_list == nullptr
-                       ? std::string("There is no object to write")
-                       : "The object is no property list, at \"" + failed_at + "\"");
+                   property_list == nullptr ? std::string("There is no object to write")
+                   : failure.is_too_large
+                       ? std::string(kPropertyListTooLarge)
+                       : "The object is no property list, at \"" + failure.path + "\"");
     return nullptr;
   }
   return Autoreleased(NSData::Create(std::move(*bytes)));

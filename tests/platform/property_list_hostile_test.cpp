@@ -78,15 +78,19 @@ TEST(PropertyListHostile, OneWrongByteNeverDoesHarm) {
 
 // A binary list from the bytes of its objects, the first of them the root.
 std::string Binary(const std::vector<std::string>& objects) {
+  const auto number = [](size_t value) {
+    return std::string(4, '\0') + static_cast<char>(value >> 24) + static_cast<char>(value >> 16) +
+           static_cast<char>(value >> 8) + static_cast<char>(value);
+  };
   std::string bytes = "bplist00";
   std::string table;
   for (const std::string& object : objects) {
-    table += static_cast<char>(bytes.size());
+    table += number(bytes.size());
     bytes += object;
   }
-  const char table_offset = static_cast<char>(bytes.size());
-  bytes += table + std::string(6, '\0') + "\x01\x01" + std::string(7, '\0') +
-           static_cast<char>(objects.size()) + std::string(15, '\0') + table_offset;
+  const size_t table_offset = bytes.size();
+  bytes += table + std::string(6, '\0') + "\x08\x01" + number(objects.size()) + number(0) +
+           number(table_offset);
   return bytes;
 }
 
@@ -111,6 +115,61 @@ TEST(PropertyListHostile, BinaryReferencesAreFollowedWithCare) {
   for (char i = 1; i <= 20; ++i) doubling.push_back("\xA8" + std::string(8, i));
   doubling.push_back("\x09");
   EXPECT_EQ(DescribeBytes(Binary(doubling)), "nothing");
+}
+
+// An array that holds the next object so many times; the objects are numbered from 0.
+std::string ArrayOfOne(char object, int count) {
+  return "\xAF\x10" + std::string(1, static_cast<char>(count)) +
+         std::string(static_cast<size_t>(count), object);
+}
+
+std::string StringOfLength(size_t length) {
+  return std::string("\x5F\x12\0", 3) + static_cast<char>(length >> 16) +
+         static_cast<char>(length >> 8) + static_cast<char>(length) + std::string(length, 'x');
+}
+
+TEST(PropertyListHostile, SharedObjectsCountWrittenOut) {
+  const struct {
+    std::vector<std::string> objects;
+    bool is_read;
+  } kCases[] = {
+      // 97 x 97 strings of 57,000 bytes are 511.5 MiB, those of 58,000 bytes 520.
+      {{ArrayOfOne(1, 97), ArrayOfOne(2, 97), StringOfLength(57000)}, true},
+      {{ArrayOfOne(1, 97), ArrayOfOne(2, 97), StringOfLength(58000)}, false},
+      // The same as keys.
+      {{ArrayOfOne(1, 97), ArrayOfOne(2, 97), "\xD1\x03\x04", StringOfLength(58000), "\x09"},
+       false},
+      {{ArrayOfOne(1, 120), ArrayOfOne(2, 120), ArrayOfOne(3, 120), "\x09"}, false},
+  };
+  for (const auto& [objects, is_read] : kCases) {
+    const PropertyListReading reading = ReadPropertyList(Binary(objects), 0);
+    EXPECT_EQ(reading.root != nullptr, is_read);
+    EXPECT_EQ(reading.is_too_large, !is_read);
+    EXPECT_EQ(reading.error, is_read ? "" : kPropertyListTooLarge);
+  }
+}
+
+TEST(PropertyListHostile, WritersStopAtTheLimitOfReaders) {
+  const OwnedObject list =
+      ReadRoot(Binary({ArrayOfOne(1, 97), ArrayOfOne(2, 97), StringOfLength(500)}));
+  ASSERT_NE(list, nullptr);
+  const auto expect_limit = [&](auto write, std::size_t least) {
+    PropertyListFailure failure;
+    EXPECT_TRUE(write(list.get(), &failure, least));
+    EXPECT_FALSE(write(list.get(), &failure, least - 1));
+    EXPECT_TRUE(failure.is_too_large);
+  };
+  const std::string xml = *WriteXmlPropertyList(list.get());
+  expect_limit(WriteXmlPropertyList, xml.size());
+  // A dictionary that nobody has looked at.
+  PropertyListFailure failure;
+  const std::string whole = ManyTypes();
+  const OwnedObject untouched = ReadRoot(*WriteXmlPropertyList(ReadRoot(whole).get()));
+  EXPECT_FALSE(WriteXmlPropertyList(untouched.get(), &failure, whole.size()));
+  EXPECT_TRUE(failure.is_too_large);
+  // The binary form is small, and counts as large as the reader takes it to be.
+  const std::size_t strings = 97 * 97, arrays = 1 + 97;
+  expect_limit(WriteBinaryPropertyList, strings * (8 + 500) + arrays * 8);
 }
 
 // The time is bounded by CTest alone; what is looked for is growth with the square.

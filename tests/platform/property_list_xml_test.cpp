@@ -95,11 +95,13 @@ TEST(PropertyListXmlTest, NamesWhatCannotBeWritten) {
   list->AppendOwned(static_cast<const NSObject*>(CFURLCreateFromFileSystemRepresentation(
       nullptr, reinterpret_cast<const UInt8*>("/"), 1, true)));
   dictionary->setObject(list.get(), StringOf(u"a/b").get());
-  std::string xml_failed_at, binary_failed_at;
-  EXPECT_FALSE(WriteXmlPropertyList(dictionary.get(), &xml_failed_at));
-  EXPECT_FALSE(WriteBinaryPropertyList(dictionary.get(), &binary_failed_at));
-  EXPECT_EQ(xml_failed_at, "a/b/1");
-  EXPECT_EQ(binary_failed_at, "a/b/1");
+  PropertyListFailure xml, binary;
+  EXPECT_FALSE(WriteXmlPropertyList(dictionary.get(), &xml));
+  EXPECT_FALSE(WriteBinaryPropertyList(dictionary.get(), &binary));
+  for (const PropertyListFailure& failure : {xml, binary}) {
+    EXPECT_EQ(failure.path, "a/b/1");
+    EXPECT_FALSE(failure.is_too_large);
+  }
 }
 
 // A date that the text of its element does not hold stays to the bit, in our hands and in those of

@@ -434,5 +434,22 @@ TEST_F(TransactionTest, ManyWritersLoseNothingThatWasReported) {
   EXPECT_EQ(waits_, 0);
 }
 
+// Shared strings that only the written form would make larger than a file may be.
+TEST_F(TransactionTest, SavesNothingThatIsTooLargeToBeReadAgain) {
+  const CAutoCFRelease<CFDataRef> data(
+      CFDataCreate(kCFAllocatorDefault,
+                   reinterpret_cast<const UInt8*>(std::string(4 << 20, 'x').data()), 4 << 20));
+  const CAutoCFRelease<CFMutableArrayRef> list(
+      CFArrayCreateMutable(kCFAllocatorDefault, 0, &kCFTypeArrayCallBacks));
+  for (int i = 0; i < 100; ++i) CFArrayAppendValue(list, data);
+  Transaction change(1, kDomain);
+  change.SetString(u"A", u"n", u"v");
+  ASSERT_TRUE(change.Commit().ok());
+  const std::string before = ReadFile(FileOf(1));
+  change.Set(u"A", u"list", list);
+  EXPECT_EQ(change.Commit().error, PrefError::kTooLarge);
+  EXPECT_EQ(ReadFile(FileOf(1)), before);
+}
+
 }  // namespace
 }  // namespace orvik::test

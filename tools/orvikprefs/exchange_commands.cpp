@@ -102,10 +102,13 @@ int Export(const Context& context, const CommandLine& line) {
   std::string bytes;
   if (line.Value("--format", context.json ? "json" : "xml") == "json") {
     bytes = JsonText(found.value.Get(), JsonWriter::Layout::kIndented) + "\n";
+    if (bytes.size() > kPropertyListMaximumFileSize) {
+      return context.Fail({PrefError::kTooLarge}, KeyOfDomain(context, key), true);
+    }
   } else {
     const CAutoCFRelease<CFDataRef> xml(
         CFPropertyListCreateXMLData(kCFAllocatorDefault, found.value.Get()));
-    if (!xml) return context.Fail(kNotSaved, "the domain cannot be written as XML");
+    if (!xml) return context.Fail({PrefError::kTooLarge}, KeyOfDomain(context, key), true);
     bytes.assign(reinterpret_cast<const char*>(CFDataGetBytePtr(xml)),
                  static_cast<size_t>(CFDataGetLength(xml)));
     if (file == "-" && context.terminal) bytes = HarmlessXml(bytes);
