@@ -258,6 +258,15 @@ TEST_F(OrvikPrefsTest, NeverOverwritesADamagedFileUnasked) {
   Out("check");
 }
 
+TEST_F(OrvikPrefsTest, ReadsNoMoreThanAPropertyListMayHave) {
+  WriteFile(given_, "{}");
+  fs::resize_file(given_, std::uintmax_t{1} << 40);
+  for (const std::string command : {"import", "diff", "apply"}) {
+    Fails(command + " " + given_, 5, "File too large");
+  }
+  Fails("import /dev/zero", 5, "File too large");
+}
+
 // Whatever a store holds, a terminal shows it and does not obey it.
 TEST_F(OrvikPrefsTest, EscapesWhatWouldActOnATerminal) {
   const std::string acting = "\x1b]0;x\a\x7f\u0085\u202e\u2066\u200f", key = acting + "k";

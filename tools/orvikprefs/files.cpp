@@ -9,6 +9,7 @@
 #include <ostream>
 
 #include "host/replace_file.h"
+#include "platform/core_foundation/property_list.h"
 
 namespace orvik::prefstool {
 
@@ -28,9 +29,14 @@ int ReadWhole(const std::string& file, std::string& bytes) {
   const Stream opened(file == "-" ? nullptr : std::fopen(file.c_str(), "rbe"), std::fclose);
   std::FILE* const stream = file == "-" ? stdin : opened.get();
   if (stream == nullptr) return errno;
+  struct stat attributes;
+  const bool is_large = fstat(fileno(stream), &attributes) == 0 && S_ISREG(attributes.st_mode) &&
+                        static_cast<std::size_t>(attributes.st_size) > kPropertyListMaximumFileSize;
+  if (is_large) return EFBIG;
   char buffer[65536];
   errno = 0;
   while (const size_t count = std::fread(buffer, 1, sizeof buffer, stream)) {
+    if (bytes.size() + count > kPropertyListMaximumFileSize) return EFBIG;
     bytes.append(buffer, count);
   }
   return std::ferror(stream) != 0 ? errno : 0;

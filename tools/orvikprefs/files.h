@@ -7,7 +7,7 @@
 
 namespace orvik::prefstool {
 
-// 0 or an error number.
+// 0 or an error number: EFBIG for more bytes than a property list may have.
 int ReadWhole(const std::string& file, std::string& bytes);
 
 // Replaces a regular file as a whole; writes into anything else, such as /dev/stdout, a pipe or a
