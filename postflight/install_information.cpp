@@ -1,9 +1,12 @@
 #include "postflight/install_information.h"
 
+#include <syslog.h>
+
 #include <cstring>
 #include <string>
 
 #include "host/replace_file.h"
+#include "host/system_log.h"
 #include "platform/foundation/file_manager.h"
 #include "postflight/log_line.h"
 #include "prefs/auto_release.h"
@@ -85,6 +88,7 @@ InstallRecord RecordInstallInformation(const InstallerArgs& arguments) {
         destination}},
   };
   host::FolderFlushDelay until_all_is_recorded;
+  const KeptAsideFiles kept_aside;
   InstallRecord record;
   for (const auto& row : rows) {
     if (row.applies == nullptr || row.applies()) {
@@ -93,11 +97,17 @@ InstallRecord RecordInstallInformation(const InstallerArgs& arguments) {
     }
   }
   record.flush_error = until_all_is_recorded.Finish();
+  record.kept_aside = kept_aside.files();
+  for (const KeptAsideFiles::File& file : record.kept_aside) {
+    host::SystemLog(LOG_NOTICE, "Damaged: \"" + file.path +
+                                    "\" was no property list and is kept as \"" + file.kept_path +
+                                    "\"; only what this tool records is in the new file");
+  }
   return record;
 }
 
 bool CheckRecorded(const InstallRecord& record) {
-  bool all = true;
+  bool all = record.kept_aside.empty();
   if (record.flush_error != 0) {
     all = false;
     const std::string reason = std::strerror(record.flush_error);

@@ -21,6 +21,8 @@ constexpr int kStaleTries = 3;
 // What is written in place starts with room for longer values.
 constexpr std::size_t kRoomInPlace = 512;
 
+thread_local KeptAsideFiles* kept_aside_files = nullptr;
+
 void LogRefusal(const std::string& link) {
   host::SystemLog(LOG_WARNING, "Link of another user is not followed: \"" + link + "\"");
 }
@@ -35,6 +37,12 @@ int WriteXml(CFPropertyListRef root, std::string& bytes) {
 }
 
 }  // namespace
+
+KeptAsideFiles::KeptAsideFiles() : outer_(std::exchange(kept_aside_files, this)) {}
+
+KeptAsideFiles::~KeptAsideFiles() {
+  kept_aside_files = outer_;
+}
 
 PropertyListFile::PropertyListFile(std::string path, host::Flush flush, Saving saving)
     : path_(std::move(path)), flush_(flush), saving_(saving) {}
@@ -123,6 +131,9 @@ int PropertyListFile::Replace(std::string_view bytes) {
   wrote_ = result.wrote;
   if (result.wrote) {
     // The old file is no longer there to be put back, or to be written.
+    if (!kept_.path.empty() && kept_aside_files != nullptr) {
+      kept_aside_files->files_.push_back({path_, kept_.path});
+    }
     kept_ = {};
     in_place_ = {};
     is_writable_ = false;

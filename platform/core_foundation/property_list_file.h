@@ -14,6 +14,7 @@
 #pragma once
 
 #include <string>
+#include <vector>
 
 #include "host/file_lock.h"
 #include "host/keep_beside.h"
@@ -24,6 +25,29 @@
 #include "platform/core_foundation/property_list.h"
 
 namespace [[gnu::visibility("default")]] orvik {
+
+// Lists what this thread keeps aside while the object lives and then replaces: for callers of
+// functions that do not report it.
+class KeptAsideFiles {
+ public:
+  struct File {
+    std::string path;
+    std::string kept_path;
+  };
+
+  KeptAsideFiles();
+  ~KeptAsideFiles();
+  KeptAsideFiles(const KeptAsideFiles&) = delete;
+  KeptAsideFiles& operator=(const KeptAsideFiles&) = delete;
+
+  const std::vector<File>& files() const { return files_; }
+
+ private:
+  friend class PropertyListFile;
+
+  std::vector<File> files_;
+  KeptAsideFiles* outer_;
+};
 
 class PropertyListFile {
  public:

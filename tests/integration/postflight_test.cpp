@@ -160,7 +160,7 @@ TEST_F(PostflightTest, AStrictRunTellsTheTruth) {
   } kCases[] = {
       {"an empty store", "exec \"$@\"", 0, 0},
       {"a damaged file", "mkdir -p $0; echo '<plist' >$0/com.orviktech.Registry.plist; exec \"$@\"",
-       0, 0},
+       1, 0},
       {"a folder in the file's place", "mkdir -p $0/com.orviktech.Registry.plist; exec \"$@\"", 1,
        6},
       {"room for all but the last", limited("1"), 1, 1},
@@ -183,6 +183,8 @@ TEST_F(PostflightTest, AStrictRunTellsTheTruth) {
         ++missing;
       }
       EXPECT_EQ(missing, strict ? c.missing : 0) << run.err;
+      const bool is_damaged = c.script.find("<plist") != std::string::npos;
+      EXPECT_EQ(Contains(run.err, "\nDamaged: \""), is_damaged) << run.err;
     }
   }
   setenv("ORVIK_STRICT", "1", 1);

@@ -86,6 +86,19 @@ TEST_F(InstallInformationTest, FindsWhatCouldNotBeWritten) {
   }
 }
 
+TEST_F(InstallInformationTest, LogsADamagedStoreThatGivesWay) {
+  WriteFile(file_, "<plist><dict><key>K</key>");
+  const InstallRecord record = RecordInstallInformation(*arguments_);
+  const std::string kept = file_.string() + ".damaged", log = Log();
+  ASSERT_EQ(record.kept_aside.size(), 1u);
+  EXPECT_EQ(record.kept_aside[0].kept_path, kept);
+  EXPECT_TRUE(Contains(log, '"' + file_.string() + '"') && Contains(log, '"' + kept + '"')) << log;
+  EXPECT_FALSE(CheckRecorded(record));
+  const InstallRecord again = RecordInstallInformation(*arguments_);
+  EXPECT_TRUE(CheckRecorded(again));
+  EXPECT_EQ(Log(), "");
+}
+
 TEST_F(InstallInformationTest, AHeldLockEndsAStrictRunWithFailure) {
   OtherProcess holder([] { LockGlobalSharedPList(kDomain); });
   ASSERT_TRUE(IsGlobalSharedPListLocked(kDomain));
