@@ -18,9 +18,9 @@ case $status in
   0) ;;
   2) logging=0 ;;
   5)
-    # Keeps the damaged file beside the repaired one.
+    # Keeps the damaged file beside the repaired one, also when nothing of it can be saved.
     echo "The store is damaged; it is repaired first." >&2
-    orvikprefs repair >&2
+    orvikprefs repair --replace >&2
     logging=$(orvikprefs get "$software" UELogging 2>/dev/null) || logging=0
     ;;
   *)

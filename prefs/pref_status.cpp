@@ -92,6 +92,8 @@ std::string Reason(const PrefStatus& status) {
       return "something is in the way of the file or its folder";
     case PrefError::kKeyNotEmpty:
       return "the key is not empty";
+    case PrefError::kNothingSaved:
+      return "nothing of the file can be saved";
   }
   return "unknown";
 }

@@ -25,11 +25,12 @@ enum class PrefError {
   kNotSaved,           // any other failure of the write
   kIsAKey,             // a key with what lies below it is in the place of a value
   kKeyNotEmpty,
-  kEmptyPath,    // an empty key path, which has no last key
-  kTooLarge,     // the file is, or would be, longer than a property list may be
-  kForeignLink,  // a symbolic link of another user is in the way
-  kInTheWay,     // something that is no folder is in the place of one, or a loop of links
-  kIsAValue,     // a value is in the place of a key
+  kEmptyPath,     // an empty key path, which has no last key
+  kTooLarge,      // the file is, or would be, longer than a property list may be
+  kForeignLink,   // a symbolic link of another user is in the way
+  kInTheWay,      // something that is no folder is in the place of one, or a loop of links
+  kIsAValue,      // a value is in the place of a key
+  kNothingSaved,  // a repair found no entry that could be saved, and left the file alone
 };
 
 struct PrefStatus {

@@ -103,20 +103,20 @@ PrefRepair RepairDomain(int scope, const CAtlString& domain,
     repair.entries = static_cast<int>(CFDictionaryGetCount(store.entries()));
     return repair;
   }
-  // What cannot be read may be whole.
-  if (repair.status.error != PrefError::kDamaged &&
-      repair.status.error != PrefError::kRootNotDictionary) {
+  // An unreadable file is not necessarily damaged.
+  const bool is_other_list = repair.status.error == PrefError::kRootNotDictionary;
+  if (repair.status.error != PrefError::kDamaged && !is_other_list) {
     return repair;
   }
-  Salvage salvage = SalvageEntries(store.file().bytes());
-  if (!salvage.entries) {
-    salvage.entries = NewDictionary();
-  }
+  Salvage salvage = is_other_list ? NothingOf("a property list without entries")
+                                  : SalvageEntries(store.file().bytes());
   repair.entries = static_cast<int>(CFDictionaryGetCount(salvage.entries));
   repair.losses = std::move(salvage.losses);
   repair.lost = salvage.lost;
-  if (rehearses) {
-    repair.status = PrefStatus::Ok();
+  if (!is_other_list) {
+    repair.status = {repair.entries == 0 ? PrefError::kNothingSaved : PrefError::kNone};
+  }
+  if (rehearses || (!repair.status.ok() && mode != PrefRepairMode::kReplace)) {
     return repair;
   }
   if (repair.status = store.StartAnew(); !repair.status.ok()) {

@@ -67,7 +67,7 @@ struct PrefLoss {
 
 // What a repair did, or would do.
 struct PrefRepair {
-  PrefStatus status;       // ok() when the file now is a sound property list of entries
+  PrefStatus status;       // ok() when the file is, or would be, a sound property list of entries
   bool was_sound = false;  // nothing had to be done
   std::string kept_copy;   // where the damaged file now lies beside the repaired one
   int entries = 0;         // top-level entries that could be saved
@@ -77,13 +77,20 @@ struct PrefRepair {
   std::size_t lost = 0;
 };
 
-enum class PrefRepairMode { kSave, kRehearse };
+enum class PrefRepairMode {
+  kSave,
+  kRehearse,  // change nothing, take no lock
+  kReplace,   // as kSave, and replace a file that gives no entry by an empty domain
+};
 
 // Saves what can be read of a damaged file and keeps the damaged one beside it. Of every form each
 // value that is whole is saved, also behind what is wrong; a binary list needs its table of
-// objects, which is at its end. kNotFound without a file; kUnreadable, with nothing changed, for a
-// file that cannot be read. `wait` is that of Transaction::WaitAtMost. A rehearsal changes nothing
-// and takes no lock.
+// objects, which is at its end. `wait` is that of Transaction::WaitAtMost.
+//
+// Nothing is changed, unless the mode is kReplace, with kNothingSaved, when there is no entry to be
+// saved, and with kRootNotDictionary, when the file is a sound property list of another kind. The
+// losses are listed then, too. Nothing is changed, either, without a file (kNotFound) and when it
+// cannot be read (kUnreadable, kTooLarge).
 PrefRepair RepairDomain(int scope, const CAtlString& domain,
                         std::optional<std::chrono::milliseconds> wait = {},
                         PrefRepairMode mode = PrefRepairMode::kSave);

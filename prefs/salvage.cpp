@@ -361,7 +361,17 @@ Salvage FromOtherForm(CAutoCFRelease<CFTypeRef> root, const PropertyListLosses& 
 
 }  // namespace
 
-Salvage SalvageEntries(CFDataRef bytes) {
+Salvage NothingOf(const char* what) {
+  Salvage salvage;
+  salvage.entries = NewDictionary();
+  salvage.losses.push_back({CAtlString(), what, 1, 1});
+  salvage.lost = 1;
+  return salvage;
+}
+
+namespace {
+
+Salvage SalvageAnyForm(CFDataRef bytes) {
   const std::string_view view(reinterpret_cast<const char*>(CFDataGetBytePtr(bytes)),
                               static_cast<std::size_t>(CFDataGetLength(bytes)));
   using Root = CAutoCFRelease<CFTypeRef>;
@@ -380,6 +390,19 @@ Salvage SalvageEntries(CFDataRef bytes) {
     return salvage;
   }
   return FromOtherForm(Root(SalvageTextPropertyList(text, losses)), losses, &text);
+}
+
+}  // namespace
+
+Salvage SalvageEntries(CFDataRef bytes) {
+  Salvage salvage = SalvageAnyForm(bytes);
+  if (!salvage.entries && salvage.lost == 0 && CFDataGetLength(bytes) > 0) {
+    return NothingOf("text that cannot be read");
+  }
+  if (!salvage.entries) {
+    salvage.entries = NewDictionary();
+  }
+  return salvage;
 }
 
 }  // namespace orvik

@@ -13,7 +13,7 @@
 namespace orvik {
 
 struct Salvage {
-  // Null when the bytes hold no dictionary at their root.
+  // Empty when the bytes hold no dictionary at their root.
   CAutoCFRelease<CFMutableDictionaryRef> entries;
   // In the order of their places, kMostLosses of them at most.
   std::vector<PrefLoss> losses;
@@ -26,5 +26,8 @@ struct Salvage {
 // them: of XML and the old text form in UTF-8, in UTF-16 or, in XML, in another encoding that is
 // based on ASCII, and of the binary form as long as its table of objects is whole.
 Salvage SalvageEntries(CFDataRef bytes);
+
+// No entries, and the whole file as one loss.
+Salvage NothingOf(const char* what);
 
 }  // namespace orvik

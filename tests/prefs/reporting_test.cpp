@@ -2,6 +2,7 @@
 
 #include "prefs/platform_values.h"
 #include "prefs/preferences.h"
+#include "prefs/transaction.h"
 #include "tests/prefs/store_fixture.h"
 #include "tests/support/without_root_rights.h"
 
@@ -114,7 +115,6 @@ TEST_F(ReportingTest, RepairSavesWhatIsCompleteAndKeepsTheRest) {
       {"zeroes at the end", head + "<key>A</key><string>1</string>" + std::string(50, '\0'),
        R"({"A":"1"})"},
       {"tags in comments", head + "<!-- <dict> --><key>A</key><string>1</string>", R"({"A":"1"})"},
-      {"nothing of it", "bplist00 and then nothing", "{}"},
       {"UTF-16", InUtf16(head + "<key>A</key><string>\u00E9</string><key>B</key><integer>x"),
        "{\"A\":\"\u00E9\"}"},
       {"UTF-16 with half a character",
@@ -128,8 +128,6 @@ TEST_F(ReportingTest, RepairSavesWhatIsCompleteAndKeepsTheRest) {
        R"({"A":["1","2"],"B":{"n":"v"}})"},
       {"old text without separators", "{ A = 1 B = (1 2); } C = 3;", R"({"A":"1","B":["1","2"]})"},
       {"old text, file of strings", "A = 1;\n B = \"\xFF\"; = 2; C = 3;", R"({"A":"1","C":"3"})"},
-      {"another root", "<plist><array><string>a</string></array></plist>", "{}"},
-      {"empty", "", "{}"},
   };
   std::vector<fs::path> files;
   for (const int scope : {0, 1}) {
@@ -154,6 +152,82 @@ TEST_F(ReportingTest, RepairSavesWhatIsCompleteAndKeepsTheRest) {
     EXPECT_EQ(found[i], repaired) << title;
   }
   EXPECT_EQ(RepairDomain(4, u"com.example.none").status.error, PrefError::kNotFound);
+}
+
+TEST_F(ReportingTest, RepairLeavesAloneWhatGivesNothing) {
+  const fs::path file = FileOf(1);
+  WritePlist(file, R"({"K":{"n":"v"}})", "binary");
+  const std::string binary = ReadFile(file);
+  WritePlist(file, R"(["v"])", "binary");
+  const std::string binary_array = ReadFile(file);
+  const std::string head = "<?xml version=\"1.0\"?>\n<!DOCTYPE plist>\n<plist version=\"1.0\">\n";
+  std::string utf32 = std::string("\xFF\xFE\0\0", 4);
+  for (const char c : head) utf32 += c + std::string(3, '\0');
+  std::vector<std::pair<std::string, PrefError>> cases = {
+      {"", PrefError::kNothingSaved},
+      {"no list", PrefError::kNothingSaved},
+      {"<plist><dict>\n<key>n</key>", PrefError::kNothingSaved},
+      {utf32.substr(0, utf32.size() - 1), PrefError::kNothingSaved},
+      {"<plist><array><string>a</string></array></plist>", PrefError::kRootNotDictionary},
+      {binary_array, PrefError::kRootNotDictionary},
+      {"( a, b )", PrefError::kRootNotDictionary}};
+  for (std::size_t length = 6; length < binary.size(); ++length) {
+    cases.emplace_back(binary.substr(0, length), PrefError::kNothingSaved);
+  }
+  for (std::size_t length = 1; length <= head.size(); ++length) {
+    cases.emplace_back(head.substr(0, length), PrefError::kNothingSaved);
+  }
+  for (const auto& [bytes, error] : cases) {
+    SCOPED_TRACE(bytes);
+    WriteFile(file, bytes);
+    for (const PrefRepairMode mode : {PrefRepairMode::kRehearse, PrefRepairMode::kSave}) {
+      const PrefRepair repair = RepairDomain(1, kDomain, {}, mode);
+      EXPECT_EQ(repair.status.error, error);
+      EXPECT_EQ(repair.entries, 0);
+      EXPECT_EQ(repair.lost != 0, !bytes.empty());
+      EXPECT_EQ(repair.lost, repair.losses.size());
+      EXPECT_EQ(ReadFile(file), bytes);
+      EXPECT_FALSE(fs::exists(file.string() + ".damaged"));
+    }
+  }
+  const PrefRepair repair = RepairDomain(1, kDomain, {}, PrefRepairMode::kReplace);
+  EXPECT_TRUE(repair.status.ok());
+  EXPECT_EQ(ReadFile(repair.kept_copy), cases.back().first);
+  EXPECT_EQ(OnDisk(file), "{}");
+}
+
+// A small file whose shared objects are larger than any file may be.
+TEST_F(ReportingTest, WhatIsTooLargeToBeWrittenIsNotTaken) {
+  const std::string string = std::string("\x5F\x12\0\0\xFE\0", 6) + std::string(0xFE00, 'x');
+  const std::string array = std::string("\xAF\x10\x61", 3) + std::string(0x61, '\3');
+  std::string bytes = "bplist00\xD1\1\2\x51K";
+  bytes += std::string("\xAF\x10\x61", 3) + std::string(0x61, '\3') + array;
+  bytes.replace(bytes.size() - 0x61, 0x61, std::string(0x61, '\4'));
+  const std::size_t first = 13, second = first + array.size(), third = second + array.size();
+  bytes += string;
+  const auto number = [](std::size_t value) {
+    return std::string({'\0', static_cast<char>(value >> 16), static_cast<char>(value >> 8),
+                        static_cast<char>(value)});
+  };
+  const std::size_t table = bytes.size();
+  for (const std::size_t offset : {std::size_t{8}, std::size_t{11}, first, second, third}) {
+    bytes += number(offset);
+  }
+  bytes += std::string("\0\0\0\0\0\0\4\1\0\0\0\0\0\0\0\5", 16) + std::string(12, '\0');
+  bytes += number(table);
+  for (const int scope : {0, 1, 4}) {
+    SCOPED_TRACE(scope);
+    const fs::path file = FileOf(scope);
+    WriteFile(file, bytes);
+    EXPECT_EQ(CheckDomain(scope, kDomain).status.error, PrefError::kTooLarge);
+    EXPECT_EQ(RepairDomain(scope, kDomain).status.error, PrefError::kTooLarge);
+    Transaction change(scope, kDomain);
+    change.SetString(u"K2", u"n", u"v");
+    EXPECT_EQ(change.Commit().error, PrefError::kTooLarge);
+    WritePreferenceString(scope, u"K2", u"n", u"v", kDomain);
+    EXPECT_EQ(ReadFile(file), bytes);
+    EXPECT_FALSE(fs::exists(file.string() + ".damaged"));
+  }
 }
 
 TEST_F(ReportingTest, RepairNamesWhatIsLostAndCanBeTried) {
@@ -190,10 +264,10 @@ TEST_F(ReportingTest, RepairNamesWhatIsLostAndCanBeTried) {
     const fs::path file = FileOf(1);
     WriteFile(file, c.broken);
     const PrefRepair tried = RepairDomain(1, kDomain, {}, PrefRepairMode::kRehearse);
-    EXPECT_TRUE(tried.status.ok());
+    EXPECT_EQ(tried.status.error, c.entries == 0 ? PrefError::kNothingSaved : PrefError::kNone);
     EXPECT_EQ(ReadFile(file), c.broken);
     EXPECT_EQ(tried.kept_copy, "");
-    const PrefRepair repair = RepairDomain(1, kDomain);
+    const PrefRepair repair = RepairDomain(1, kDomain, {}, PrefRepairMode::kReplace);
     for (const PrefRepair* each : {&tried, &repair}) {
       EXPECT_EQ(each->entries, c.entries);
       EXPECT_EQ(each->lost, each->losses.size());

@@ -256,6 +256,18 @@ TEST_F(OrvikPrefsTest, NeverOverwritesADamagedFileUnasked) {
   EXPECT_EQ(ReadFile(File().string() + ".damaged"), broken);
   EXPECT_EQ(Out("get Software/Vendor/App Count"), "42\n");
   Out("check");
+  // A file that gives nothing is left alone, too, unless the person says so.
+  for (const char* useless : {"<plist><dict>", "bplist00", "<plist><array/></plist>"}) {
+    WriteFile(File(), useless);
+    for (const char* line : {"repair", "repair -n", "--json repair"}) {
+      Fails(line, 9, "repair --replace");
+      EXPECT_EQ(ReadFile(File()), useless);
+    }
+    Out("repair -n --replace");
+    EXPECT_EQ(ReadFile(File()), useless);
+    EXPECT_TRUE(Contains(Out("repair --replace"), "repaired\t0\t"));
+    Out("check");
+  }
 }
 
 TEST_F(OrvikPrefsTest, ReadsNoMoreThanAPropertyListMayHave) {

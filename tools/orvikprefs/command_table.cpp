@@ -73,6 +73,7 @@ constexpr Option kWatchOptions[] = {
     {"--ready", 0, Word::kFlag, "", "print a first line once changes are noticed"},
 };
 constexpr Option kRepairOptions[] = {
+    {"--replace", 0, Word::kFlag, "", "replace a file of which nothing can be saved, too"},
     {"--dry-run", 'n', Word::kFlag, "", "change nothing, print what would be lost"},
 };
 constexpr Option kExportOptions[] = {

@@ -60,9 +60,16 @@ int Context::Fail(const PrefStatus& status, const std::string& what, bool writin
       exit = kUsage;
       break;
     case PrefError::kDamaged:
-    case PrefError::kRootNotDictionary:
       exit = kDamagedFile;
       hint = "; orvikprefs repair keeps a copy of it and saves what can be read";
+      break;
+    case PrefError::kRootNotDictionary:
+      exit = kDamagedFile;
+      hint = "; orvikprefs repair --replace keeps a copy of it and starts an empty domain";
+      break;
+    case PrefError::kNothingSaved:
+      exit = kNothingSaved;
+      hint = "; orvikprefs repair --replace keeps a copy of it and starts an empty domain";
       break;
     case PrefError::kUnreadable:
       exit = status.error_number == EACCES ? kNotPermitted : kDamagedFile;

@@ -25,6 +25,7 @@ enum ExitStatus : int {
   kConditionNotMet = 6,
   kNotPermitted = 7,
   kWouldChange = 8,
+  kNothingSaved = 9,
 };
 struct StatusRow {
   ExitStatus status;
@@ -40,6 +41,7 @@ inline constexpr StatusRow kStatuses[] = {
     {kConditionNotMet, "a condition does not hold, or something differs"},
     {kNotPermitted, "no permission to read a file"},
     {kWouldChange, "apply --check: something would change"},
+    {kNothingSaved, "repair: nothing of the file can be saved"},
 };
 
 struct Context {

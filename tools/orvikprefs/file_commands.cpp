@@ -123,11 +123,20 @@ void PrintLosses(const Context& context, const std::string& file, const PrefRepa
 int Repair(const Context& context, const CommandLine& line) {
   const std::string file = PreferenceFilePath(context.scope, context.domain);
   if (file.empty()) return FailDomain(context);
-  const bool dry_run = line.Has("--dry-run");
-  const PrefRepair repair =
-      RepairDomain(context.scope, context.domain, context.lock_wait,
-                   dry_run ? PrefRepairMode::kRehearse : PrefRepairMode::kSave);
-  if (!repair.status.ok()) return context.Fail(repair.status, Quoted(file), true);
+  const bool dry_run = line.Has("--dry-run"), replaces = line.Has("--replace");
+  const PrefRepairMode mode = dry_run    ? PrefRepairMode::kRehearse
+                              : replaces ? PrefRepairMode::kReplace
+                                         : PrefRepairMode::kSave;
+  PrefRepair repair = RepairDomain(context.scope, context.domain, context.lock_wait, mode);
+  // A list of another kind has no entries, either.
+  if (repair.status.error == PrefError::kRootNotDictionary) {
+    repair.status = {PrefError::kNothingSaved};
+  }
+  const bool saves_nothing = repair.status.error == PrefError::kNothingSaved;
+  if (saves_nothing && dry_run && replaces) repair.status = PrefStatus::Ok();
+  if (!repair.status.ok() && !saves_nothing) {
+    return context.Fail(repair.status, Quoted(file), true);
+  }
   if (context.json) {
     JsonWriter form;
     form.BeginObject().Name("file").Text(file);
@@ -135,10 +144,11 @@ int Repair(const Context& context, const CommandLine& line) {
     if (!repair.kept_copy.empty()) form.Name("kept_copy").Text(repair.kept_copy);
     WriteLosses(form, repair);
     *context.out << form.EndObject().json() << '\n';
-    return kDone;
+  } else {
+    PrintLosses(context, file, repair);
   }
-  PrintLosses(context, file, repair);
-  if (context.quiet) return kDone;
+  if (!repair.status.ok()) return context.Fail(repair.status, Quoted(file), true);
+  if (context.quiet || context.json) return kDone;
   if (repair.was_sound) {
     context.Record({file, "sound"});
   } else {
