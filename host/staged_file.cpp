@@ -19,6 +19,7 @@
 #include "host/folder_list.h"
 #include "host/open_flags.h"
 #include "host/tree_removal.h"
+#include "host/trust.h"
 
 namespace orvik::host {
 
@@ -43,6 +44,12 @@ std::string NameBeginning(const std::string& target_name) {
   char digits[17];
   snprintf(digits, sizeof digits, "%016" PRIx64, hash);
   return "." + std::string(digits) + kMark;
+}
+
+// Whether the name is the beginning and random digits, and nothing else.
+bool IsStagedName(std::string_view name, std::string_view beginning) {
+  if (name.size() != beginning.size() + kRandomDigits || !name.starts_with(beginning)) return false;
+  return name.find_first_not_of("0123456789abcdef", beginning.size()) == name.npos;
 }
 
 // The names of staged entries in the folders that this process has searched, with the time at which
@@ -191,21 +198,27 @@ void StagedEntry::RemoveAbandoned() {
   }
   const std::string beginning = NameBeginning(target_);
   for (const std::string& name : *names) {
-    if (name.starts_with(beginning)) RemoveIfAbandoned(name);
+    if (IsStagedName(name, beginning)) RemoveIfAbandoned(name, folder);
   }
 }
 
-void StagedEntry::RemoveIfAbandoned(const std::string& name) const {
-  const Descriptor entry(
-      openat(folder_, name.c_str(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));
-  struct stat own;
+void StagedEntry::RemoveIfAbandoned(const std::string& name, const struct stat& folder) const {
+  struct stat listed, own, target;
+  // A pipe or a device is not even opened.
+  if (fstatat(folder_, name.c_str(), &listed, AT_SYMLINK_NOFOLLOW) != 0 ||
+      (!S_ISREG(listed.st_mode) && !S_ISDIR(listed.st_mode))) {
+    return;
+  }
+  const Descriptor entry(openat(folder_, name.c_str(), kOpenEntry));
   if (!entry || flock(entry.get(), LOCK_EX | LOCK_NB) != 0 ||
       !HasName(entry.get(), folder_, name.c_str()) || fstat(entry.get(), &own) != 0) {
     return;
   }
-  if (!S_ISDIR(own.st_mode)) {
+  const bool has_target = fstatat(folder_, target_.c_str(), &target, AT_SYMLINK_NOFOLLOW) == 0;
+  if (!MayRemoveStaged(own, folder, has_target ? &target : nullptr)) return;
+  if (S_ISREG(own.st_mode)) {
     unlinkat(folder_, name.c_str(), 0);
-  } else if (own.st_uid == geteuid()) {
+  } else if (S_ISDIR(own.st_mode)) {
     RemoveTree(folder_, name.c_str(), Obstacles::kTakeAway);
   }
 }

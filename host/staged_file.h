@@ -3,13 +3,14 @@
 // A staged file has no name, where the volume knows such files. Otherwise, and a folder always, it
 // is called ".<name>.orvik-<16 random digits>" beside its place (a hash replaces a name that is too
 // long). Nobody can guess such a name or take all of them. Its maker keeps a kernel lock on the
-// entry as long as it has this name. The next writer of the same target removes the entries that
-// nobody locks, which killed processes have left (a folder only when it is the caller's). The
+// entry as long as it has this name. The next writer of the same target removes those that killed
+// processes have left: names of exactly this form, unlocked, and its own to remove (trust.h). The
 // destructor removes what was not committed.
 //
 // Failures are error numbers of Linux; 0 is success.
 #pragma once
 
+#include <sys/stat.h>
 #include <sys/types.h>
 
 #include <string>
@@ -61,7 +62,7 @@ class StagedEntry {
  protected:
   ~StagedEntry() = default;
 
-  void RemoveIfAbandoned(const std::string& name) const;
+  void RemoveIfAbandoned(const std::string& name, const struct stat& folder) const;
   // Calls with one name after the other while the answer is EEXIST.
   template <class Function>
   int WithFreeName(Function function);

@@ -153,12 +153,13 @@ TEST_F(MoveFileTest, CopiesATreeWithWhatItCarriesAndRemovesTheSource) {
 }
 
 TEST_F(MoveFileTest, RemovesWhatKilledProcessesLeft) {
-  MakeTree(top_, {".to.orvik-0/sub/part", ".to.orvik-1", ".to.orvik-2/part", "from/file"});
-  fs::permissions(top_ / ".to.orvik-0/sub", fs::perms::none);
-  const Descriptor in_use(open((top_ / ".to.orvik-2").c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+  const std::string left = ".to.orvik-000000000000000";
+  MakeTree(top_, {left + "0/sub/part", left + "1", left + "2/part", "from/file"});
+  fs::permissions(top_ / (left + "0/sub"), fs::perms::none);
+  const Descriptor in_use(open((top_ / (left + "2")).c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
   ASSERT_EQ(flock(in_use.get(), LOCK_EX | LOCK_NB), 0);
   ASSERT_EQ(CopyThenRemove(top_ / "from", top_ / "to"), 0);
-  EXPECT_EQ(TreeIn(top_), (Words{".to.orvik-2/", ".to.orvik-2/part=x", "to/", "to/file=x"}));
+  EXPECT_EQ(TreeIn(top_), (Words{left + "2/", left + "2/part=x", "to/", "to/file=x"}));
 }
 
 // Far more levels than the process may open files.

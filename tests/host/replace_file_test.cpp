@@ -9,6 +9,7 @@
 #include <sys/xattr.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 
 #include "host/keep_beside.h"
@@ -84,7 +85,7 @@ TEST_F(ReplaceFileTest, AFailingWriteKeepsTheOldFile) {
 }
 
 TEST_F(ReplaceFileTest, WorksWhereFilesHaveNamesFromTheStart) {
-  MakeTree(top_, {"file=old", ".file.orvik-0"});
+  MakeTree(top_, {"file=old", ".file.orvik-0123456789abcdef"});
   chmod(file_.c_str(), 0600);
   const std::vector<int> errors = InProcesses(1, [this](int) {
     // As on a volume that has no files without names.
@@ -115,15 +116,35 @@ TEST_F(ReplaceFileTest, NoRightToWriteKeepsTheOldFile) {
   EXPECT_EQ(TreeIn(top_), Words{"file=old"});
 }
 
-TEST_F(ReplaceFileTest, RemovesWhatAKilledWriterLeftButNotWhatALivingOneHolds) {
-  MakeTree(top_, {".file.orvik-0", ".file.orvik-1=", ".file.orvik-3"});
-  const int held = open((top_ / ".file.orvik-1").c_str(), O_RDWR | O_CLOEXEC);
+TEST_F(ReplaceFileTest, RemovesWhatAKilledWriterLeftAndNothingElse) {
+  const std::string staged = ".file.orvik-00000000000000";
+  MakeTree(top_, {staged + "0a", staged + "1b=held", staged + "2c/leaf"});
+  // Names that merely begin or end so, and what no writer leaves.
+  MakeTree(top_, {".file.orvik-notes", ".file.orvik-old/leaf", staged, staged + "0A",
+                  staged + "0aa", ".other.orvik-00000000000000aa", "x" + staged + "0a",
+                  staged + "3d|", staged + "4e->file"});
+  auto rest = TreeIn(top_);
+  std::erase_if(rest, [&](const std::string& entry) {
+    return entry.starts_with(staged + "0a=") || entry.starts_with(staged + "2c");
+  });
+  if (geteuid() == 0) {
+    // Of a third user: neither root, nor the folder's owner, nor the target's.
+    MakeTree(top_, {staged + "5f=foreign"});
+    ASSERT_EQ(lchown((top_ / (staged + "5f")).c_str(), 65534, 65534), 0);
+    rest.push_back(staged + "5f=foreign");
+  }
+  const int held = open((top_ / (staged + "1b")).c_str(), O_RDWR | O_CLOEXEC);
   flock(held, LOCK_EX);
   EXPECT_EQ(ReplaceFile(file_, "new").error, 0);
-  EXPECT_EQ(TreeIn(top_), (Words{".file.orvik-1=", "file=new"}));
+  rest.push_back("file=new");
+  std::sort(rest.begin(), rest.end());
+  EXPECT_EQ(TreeIn(top_), rest);
   close(held);
+  // What root writes for another user, it also cleans up for that user.
+  EXPECT_TRUE(geteuid() != 0 || lchown(file_.c_str(), 65534, 65534) == 0);
   EXPECT_EQ(ReplaceFile(file_, "newer").error, 0);
-  EXPECT_EQ(TreeIn(top_), Words{"file=newer"});
+  EXPECT_FALSE(Exists(top_ / (staged + "1b")));
+  EXPECT_FALSE(Exists(top_ / (staged + "5f")));
 }
 
 TEST_F(ReplaceFileTest, ReadersSeeWholeContentsWhileWritersAreKilled) {

@@ -1,0 +1,37 @@
+#include "host/trust.h"
+
+#include <unistd.h>
+
+namespace orvik::host {
+
+namespace {
+
+bool IsTrusted(uid_t user) {
+  return user == 0 || user == geteuid();
+}
+
+}  // namespace
+
+bool OthersCanChange(const struct stat& folder) {
+  return !IsTrusted(folder.st_uid) || (folder.st_mode & (S_IWGRP | S_IWOTH)) != 0;
+}
+
+bool MayFollow(const struct stat& link, const struct stat& folder) {
+  return IsTrusted(link.st_uid) || !OthersCanChange(folder);
+}
+
+bool MayReplace(const struct stat& file, const struct stat& folder) {
+  constexpr mode_t kEveryone = S_ISVTX | S_IWOTH;
+  return (folder.st_mode & kEveryone) != kEveryone || file.st_uid == geteuid() ||
+         file.st_uid == folder.st_uid;
+}
+
+bool MayRemoveStaged(const struct stat& staged, const struct stat& folder,
+                     const struct stat* target) {
+  const uid_t caller = geteuid();
+  if (staged.st_uid == caller) return true;
+  if (S_ISDIR(staged.st_mode) || caller != 0) return false;
+  return staged.st_uid == folder.st_uid || (target != nullptr && staged.st_uid == target->st_uid);
+}
+
+}  // namespace orvik::host

@@ -1,0 +1,42 @@
+// Whether this process may act on what a name leads to.
+//
+// A name is worth no more than those who can change it. Root and the caller are trusted; every
+// other user who may add, rename or remove entries of a folder can put there what they like, at any
+// moment. The process acts on such a name only where that user could do the same harm without it.
+//
+//   what has the name                    the process
+//   ----------------------------------- -----------------------------------------------------------
+//   a symbolic link of root or of the    follows it
+//   caller
+//   a symbolic link of another user      follows it only in a folder that no other user can change;
+//                                        EPERM elsewhere
+//   a regular file that a path names     replaces it, except another user's in a sticky folder that
+//   for output                           everyone may write (EACCES, as with fs.protected_regular)
+//   a staged file that a killed process  removes it if it is regular, unlocked, has the exact form
+//   of left                                 the name, and belongs to the caller; root also removes
+//   one
+//                                        of the folder's or the target's owner, whom it writes for
+//   a staged folder                      removes it if it belongs to the caller
+#pragma once
+
+#include <sys/stat.h>
+
+namespace [[gnu::visibility("default")]] orvik {
+namespace host {
+
+// Whether a user other than root and the caller may add, rename or remove entries of the folder.
+bool OthersCanChange(const struct stat& folder);
+
+// Whether the symbolic link in the folder may be followed.
+bool MayFollow(const struct stat& link, const struct stat& folder);
+
+// Whether the regular file may be replaced by output to its path.
+bool MayReplace(const struct stat& file, const struct stat& folder);
+
+// Whether a file with the name of a staged one was left by the caller, or by a process for which
+// the caller may clean up. `target` is the file whose name it was to take; null when there is none.
+bool MayRemoveStaged(const struct stat& staged, const struct stat& folder,
+                     const struct stat* target);
+
+}  // namespace host
+}  // namespace orvik
