@@ -14,6 +14,7 @@
 
 #include "host/staged_file.h"
 #include "host/system_log.h"
+#include "host/trust.h"
 
 namespace orvik::host {
 
@@ -21,10 +22,6 @@ namespace {
 
 constexpr int kMaximumLinks = 40;
 constexpr int kOpenFolderFlags = O_RDONLY | O_DIRECTORY | O_CLOEXEC;
-
-bool IsTrusted(const struct stat& link) {
-  return link.st_uid == 0 || link.st_uid == geteuid();
-}
 
 int ReadLink(int folder, const char* name, std::string* target) {
   char buffer[PATH_MAX];
@@ -122,7 +119,9 @@ class Walk {
   }
 
   int Follow(int link, const struct stat& attributes) {
-    if (!IsTrusted(attributes)) return EPERM;
+    struct stat folder;
+    if (fstat(here_.get(), &folder) != 0) return errno;
+    if (!MayFollow(attributes, folder)) return EPERM;
     if (++links_ > kMaximumLinks) return ELOOP;
     std::string target;
     if (const int error = ReadLink(link, "", &target)) return error;
@@ -218,7 +217,9 @@ int OpenFolder(const std::string& path, Links links, bool makes, FilePlace& plac
   return 0;
 }
 
-FilePlace Find(const std::string& path, Links links, bool makes) {
+enum class Leaf { kFollowed, kItself };
+
+FilePlace Find(const std::string& path, Links links, Leaf leaf, bool makes) {
   FilePlace place;
   place.path = path;
   const auto fail = [&place](int error, std::string obstacle) {
@@ -234,15 +235,21 @@ FilePlace Find(const std::string& path, Links links, bool makes) {
       place.error = error;
       return place;
     }
+    if (leaf == Leaf::kItself) return place;
     std::string target;
     const int error = ReadLink(place.folder.get(), place.name.c_str(), &target);
     if (error == EINVAL || error == ENOENT) return place;
     if (error != 0) return fail(error, place.path);
-    struct stat link;
-    if (links == Links::kTrusted &&
-        (fstatat(place.folder.get(), place.name.c_str(), &link, AT_SYMLINK_NOFOLLOW) != 0 ||
-         !IsTrusted(link))) {
-      return fail(EPERM, place.path);
+    if (links == Links::kTrusted) {
+      // The link that is judged is the one that is read, whatever has its name meanwhile.
+      constexpr int kFlags = O_PATH | O_NOFOLLOW | O_CLOEXEC;
+      const Descriptor link(openat(place.folder.get(), place.name.c_str(), kFlags));
+      struct stat attributes;
+      if (!link && errno == ENOENT) continue;
+      if (!link || fstat(link.get(), &attributes) != 0) return fail(errno, place.path);
+      if (!S_ISLNK(attributes.st_mode)) continue;
+      if (!MayFollow(attributes, place.folder_attributes)) return fail(EPERM, place.path);
+      if (const int unread = ReadLink(link.get(), "", &target)) return fail(unread, place.path);
     }
     place.path = target.starts_with('/') ? target : FolderOf(place.path) + '/' + target;
     if (place.path.ends_with('/')) return fail(EISDIR, place.path);
@@ -257,11 +264,15 @@ std::string FilePlace::folder_path() const {
 }
 
 FilePlace FindPlace(const std::string& path, Links links) {
-  return Find(path, links, false);
+  return Find(path, links, Leaf::kFollowed, false);
+}
+
+FilePlace FindEntry(const std::string& path, Links links) {
+  return Find(path, links, Leaf::kItself, false);
 }
 
 FilePlace MakePlace(const std::string& path) {
-  return Find(path, Links::kTrusted, true);
+  return Find(path, Links::kTrusted, Leaf::kFollowed, true);
 }
 
 bool FollowFolder(int entry, const struct stat& folder, struct stat* own) {

@@ -31,17 +31,20 @@ struct FilePlace {
 
 enum class Links {
   kAny,      // every symbolic link is followed
-  kTrusted,  // only links of root and of the caller; others are EPERM
+  kTrusted,  // only links that may be followed (trust.h); others are EPERM
 };
 
 // Finds the place of the file that the path leads to. Links at its end are followed, whether or not
 // their target exists. The path is absolute or counts from the current folder.
 FilePlace FindPlace(const std::string& path, Links links);
 
-// The same for a change: links are trusted ones, and missing folders are made. A new folder has
-// mode 0777 less the umask; below a folder with the set-group bit that its group may write, the
-// group may write the new one, too. One that root makes below another user's folder becomes that
-// user's. Each is on disk before the next one is made in it.
+// The same, but a link at the end of the path is itself what is found.
+FilePlace FindEntry(const std::string& path, Links links);
+
+// The same as FindPlace for a change: links are trusted ones, and missing folders are made. A new
+// folder has mode 0777 less the umask; below a folder with the set-group bit that its group may
+// write, the group may write the new one, too. One that root makes below another user's folder
+// becomes that user's. Each is on disk before the next one is made in it.
 //
 // As root, a folder on the way that an unprivileged user could replace by another is logged, once
 // in each process.

@@ -5,40 +5,39 @@
 
 #include <cerrno>
 
-#include "host/at_path.h"
 #include "host/file_properties.h"
 #include "host/temporary_file.h"
+#include "host/trust.h"
 
 namespace orvik::host {
 
 int FileReplacement::Open(const std::string& path, const std::string& spare_folder) {
+  place_ = FindPlace(path, Links::kTrusted);
+  if (!place_) return place_.error;
+  if (place_.name.empty()) return EISDIR;
+  const int folder = place_.folder.get();
+  const char* const name = place_.name.c_str();
   struct stat attributes;
-  const int error = StatPath(path, 0, &attributes);
-  const bool exists = error == 0;
-  if (!exists && error != ENOENT) return error;
+  const bool exists = fstatat(folder, name, &attributes, AT_SYMLINK_NOFOLLOW) == 0;
+  if (!exists && errno != ENOENT) return errno;
   if (exists) {
     is_device_ = S_ISCHR(attributes.st_mode);
     if (S_ISDIR(attributes.st_mode)) return EISDIR;
     if (!S_ISREG(attributes.st_mode) && !is_device_) return EINVAL;
-    old_ = OpenPath(path, O_WRONLY | O_NONBLOCK);
+    if (!MayReplace(attributes, place_.folder_attributes)) return EACCES;
+    constexpr int kFlags = O_WRONLY | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC;
+    old_ = Descriptor(openat(folder, name, kFlags));
     if (!old_) return errno;
   }
   if (!is_device_) {
-    const int refusal = OpenStaged(path);
+    staged_.emplace(folder, place_.name);
+    const int refusal = staged_->Make(old_ ? 0600 : 0666);
     const bool takes_none = refusal == EACCES || refusal == EPERM || refusal == EROFS;
     if (refusal == 0 || !exists || !takes_none) return refusal;
     staged_.reset();
   }
   spare_ = MakeTemporaryFile(spare_folder);
   return spare_ ? 0 : errno;
-}
-
-int FileReplacement::OpenStaged(const std::string& path) {
-  place_ = FindPlace(path, Links::kAny);
-  if (!place_) return place_.error;
-  if (place_.name.empty()) return EISDIR;
-  staged_.emplace(place_.folder.get(), place_.name);
-  return staged_->Make(old_ ? 0600 : 0666);
 }
 
 int FileReplacement::Write(std::string_view bytes) {

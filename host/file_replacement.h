@@ -29,7 +29,8 @@ namespace host {
 
 class FileReplacement {
  public:
-  // Begins to replace the file, following links. EACCES when the caller may not write it; EISDIR
+  // Begins to replace the file, following links that may be followed (trust.h; EPERM for another).
+  // EACCES when the caller may not write it, or another user may have prepared it; EISDIR
   // and EINVAL for what is neither a regular file nor a character device. `spare_folder` takes the
   // content when the target's own folder cannot.
   int Open(const std::string& path, const std::string& spare_folder);
@@ -49,7 +50,6 @@ class FileReplacement {
  private:
   // Of the new content.
   int descriptor() const { return staged_ ? staged_->descriptor() : spare_.get(); }
-  int OpenStaged(const std::string& path);
   int WriteIntoTarget() const;
 
   bool is_device_ = false;

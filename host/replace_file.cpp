@@ -12,6 +12,7 @@
 #include "host/at_path.h"
 #include "host/file_properties.h"
 #include "host/staged_file.h"
+#include "host/trust.h"
 
 namespace orvik::host {
 
@@ -208,7 +209,7 @@ ReplaceResult ReplaceFile(const FilePlace& place, std::string_view content, Flus
                           const OpenedFile& old) {
   if (!old.descriptor) return Put(place, content, flush, nullptr, -1);
   if (faccessat(place.folder.get(), place.name.c_str(), W_OK, AT_EACCESS) != 0) {
-    return {.error = errno, .identity = {}};
+    return {.error = errno, .identity = {}, .obstacle = {}};
   }
   const OldFile model{old.descriptor.get(), old.attributes};
   return Put(place, content, flush, &model, old.descriptor.get());
@@ -220,8 +221,9 @@ ReplaceResult SupersedeFile(const FilePlace& place, std::string_view content) {
 
 ReplaceResult ReplaceFile(const std::string& path, std::string_view content, Flush flush) {
   ReplaceResult result;
-  const FilePlace place = FindPlace(path, Links::kAny);
+  const FilePlace place = FindPlace(path, Links::kTrusted);
   result.error = place.error;
+  result.obstacle = place.obstacle;
   if (!place) return result;
   // What cannot be read for lack of rights can be replaced all the same.
   OldFile old;
@@ -233,6 +235,11 @@ ReplaceResult ReplaceFile(const std::string& path, std::string_view content, Flu
     return result;
   }
   result.error = RefusalOf(old.attributes);
+  if (result.error == 0 && !MayReplace(old.attributes, place.folder_attributes)) {
+    result.error = EACCES;
+    result.obstacle = place.path;
+    return result;
+  }
   if (result.error == 0 && faccessat(folder, name, W_OK, AT_EACCESS) != 0) result.error = errno;
   if (result.error != 0) return result;
   const Descriptor file(openat(folder, name, O_RDONLY | O_NOFOLLOW | kOpenFlags));
@@ -248,20 +255,24 @@ ReplaceResult ReplaceFile(const std::string& path, std::string_view content, Flu
 }
 
 int CreateFile(const std::string& path, std::string_view content) {
-  const Descriptor folder = OpenPath(FolderOf(path), O_RDONLY | O_DIRECTORY);
-  if (!folder) return errno;
-  StagedFile file(folder.get(), NameOf(path));
+  const FilePlace place = FindEntry(path, Links::kTrusted);
+  if (!place) return place.error;
+  StagedFile file(place.folder.get(), place.name);
   if (const int error = file.Make(0666)) return error;
   if (const int error = WriteAll(file.descriptor(), content)) return error;
   return file.CommitAsNew();
 }
 
 int WriteInPlace(const std::string& path, std::string_view content) {
-  Descriptor file = OpenPath(path, O_WRONLY | O_CREAT | kOpenFlags, 0666);
+  const FilePlace place = FindPlace(path, Links::kTrusted);
+  if (!place) return place.error;
+  constexpr int kFlags = O_WRONLY | O_CREAT | O_NOFOLLOW | kOpenFlags;
+  Descriptor file(openat(place.folder.get(), place.name.c_str(), kFlags, 0666));
   if (!file) return errno;
   struct stat attributes;
   if (fstat(file.get(), &attributes) != 0) return errno;
   if (const int refusal = RefusalOf(attributes)) return refusal;
+  if (!MayReplace(attributes, place.folder_attributes)) return EACCES;
   if (ftruncate(file.get(), 0) != 0) return errno;
   if (const int error = WriteAll(file.get(), content)) return error;
   return file.Close() ? 0 : errno;

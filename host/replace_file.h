@@ -53,6 +53,7 @@ struct ReplaceResult {
   int error = 0;
   bool wrote = false;     // false also when the content was there already
   FileIdentity identity;  // of the file afterwards, on success
+  std::string obstacle;   // a link or a file of another user that was refused
 };
 
 // Makes the file hold the content. The file's folder must exist.
@@ -61,7 +62,9 @@ struct ReplaceResult {
 // - Of an existing file the mode, and the owner, group and extended attributes as far as the rights
 //   allow, are kept; its other hard links keep the old content. A new file has mode 0666 less the
 //   umask and follows its folder (file_place.h).
-// - A symbolic link stays, and what it points to is replaced or made.
+// - A symbolic link that may be followed (trust.h) stays, and what it points to is replaced or
+// made;
+//   another is EPERM. A file that another user may have prepared is EACCES.
 // - A file that the caller may not write is EACCES, as it would be for open; what is no regular
 //   file is EISDIR or EINVAL.
 ReplaceResult ReplaceFile(const std::string& path, std::string_view content,
@@ -82,8 +85,8 @@ int FlushFolderOf(const FilePlace& place);
 // flushing: 0 or an error number, EEXIST when the name is taken.
 int CreateFile(const std::string& path, std::string_view content);
 
-// Makes the file hold the content by writing into it, following links: 0 or an error number, after
-// which the file may hold a part.
+// Makes the file hold the content by writing into it, with the links and files of ReplaceFile: 0 or
+// an error number, after which the file may hold a part.
 int WriteInPlace(const std::string& path, std::string_view content);
 
 // Puts off the flushing of folders to its end, for a run of changes that is to be on disk as a

@@ -233,7 +233,8 @@ bool ConfigScope::Print(std::string& text) const {
 // A file that nobody may write is replaced, too, and stays so.
 host::ReplaceResult ConfigScope::Replace(const std::string& path, std::string_view content) const {
   const bool is_read_only = !path_->CanFileBeWrittenTo();
-  if (is_read_only && !path_->ClearFileReadOnly()) return {EACCES, false, {}};
+  if (is_read_only && !path_->ClearFileReadOnly())
+    return {.error = EACCES, .identity = {}, .obstacle = {}};
   const host::ReplaceResult result = host::ReplaceFile(path, content);
   if (is_read_only) path_->SetFileReadOnly();
   return result;
@@ -246,7 +247,7 @@ bool ConfigScope::Save() {
   if (!path || !Print(content)) return false;
   // What others put into the document could make a file that nobody can read.
   if (known().is_handed_out && !CheckDocument(content.c_str(), nullptr)) return false;
-  const host::FilePlace place = host::FindPlace(*path, host::Links::kAny);
+  const host::FilePlace place = host::FindPlace(*path, host::Links::kTrusted);
   if (!place) return false;
   host::KeptFile kept;
   bool is_readable = true;

@@ -87,6 +87,9 @@ TEST_F(PropertyListFileTest, FollowsLinksOfTheCallerAndNoOthers) {
              {"elsewhere/victim=precious",
               link == file_ ? "folder/file.plist->../elsewhere/victim" : "folder->elsewhere"});
     ASSERT_EQ(lchown(link.c_str(), kNobody, kNobody), 0);
+    // No other user can have changed the name.
+    EXPECT_EQ(host::FindPlace(file_, host::Links::kTrusted).error, 0);
+    ASSERT_EQ(chmod(link.parent_path().c_str(), 01777), 0);
     PropertyListFile file(file_);
     EXPECT_EQ(file.Lock(Folder::kMake), EPERM);
     EXPECT_EQ(file.obstacle(), link);
