@@ -11,7 +11,7 @@ using ApplyTest = OrvikPrefsTest;
 TEST_F(ApplyTest, AppliesScripts) {
   Fill();
   WriteFile(given_,
-            "# wanted state\n\n"
+            "\xEF\xBB\xBF# wanted state, after a byte order mark\n\n"
             "require-key Software/Vendor/App\n"
             "set Software/Vendor/App Count 43\r\n"
             "set \"Software/Vendor\" \"Two words\" {\"$data\": \"AAEC\"}\n"
@@ -55,6 +55,8 @@ TEST_F(ApplyTest, AppliesScripts) {
       {"\nset K n tru\n", 1, "line 2, column 9 (byte 9): this is no JSON value"},
       {"set K n {\"a\": [1, null]}\n", 1, "null is no property-list value: \"a/1\""},
       {"set K n {\"a\": {\"$date\": \"?\"}}\n", 1, "\"$date\" is malformed: \"a\""},
+      {"set K n {\"a\": 1, \"b\": {\"c\": 1, \"c\": 2}}\n", 1,
+       "line 1, column 32 (byte 31): the name \"c\" is there twice: \"b\""},
       {"set K n 1 2\n", 1, "line 1, column 11 (byte 10): one word too many"},
       {"set K \"n\n\" 1\n", 1, "the text ends in a string"},
       {"set K n'm 1\n", 1, "needs double quotes"},
@@ -70,7 +72,7 @@ TEST_F(ApplyTest, AppliesScripts) {
     Fails("apply " + given_ + " -q", status, message);
     EXPECT_EQ(ReadFile(File()), before);
   }
-  WriteFile(given_, "replace \"\" {\"K\": {\"n\": 1}}\nrequire K n 1\n");
+  WriteFile(given_, "\xEF\xBB\xBFreplace \"\" {\"K\": {\"n\": 1}}\nrequire K n 1\n");
   EXPECT_EQ(Out("apply " + given_ + " -q"), "");
   EXPECT_EQ(Out("tree"), "K/n\tinteger\t1\n");
 }

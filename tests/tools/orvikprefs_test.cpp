@@ -64,6 +64,15 @@ TEST_F(OrvikPrefsTest, TellsFailuresApart) {
       {"delete-key Software/Vendor/App/Path -r", 2},
       {"rename Software/None Software/Other", 2},
       {"rename Software/Vendor Path Software/Other", 1},
+      {"rename Software Software/Vendor/x", 1, "key \"Software/Vendor/x\", below itself"},
+      {"rename Software/Vendor App Software/Vendor/App/x y", 1, "below itself"},
+      {"--json set K n 1", 1, "--json behind \"set\" says that VALUE is JSON"},
+      {"set K n v --if-equal v", 1,
+       "\"--if-equal\" is no option of set; did you mean \"--if-equals\""},
+      {"--domian d list", 1, "did you mean \"--domain\"?"},
+      {"help exprot", 1, "\"exprot\" is no command; did you mean \"export\"?"},
+      {"set Software/Vendor/App Count 6 --keep-type", 6,
+       "\"Count\" in key \"Software/Vendor/App\" is an integer, not a string"},
       {"copy Software/Vendor Software/Vendor/App", 6},
       {"copy Software/Vendor/App Path Software/Vendor/App Count", 6},
       {"watch --count 0", 1},
@@ -137,7 +146,8 @@ TEST_F(OrvikPrefsTest, GetsListsAndFinds) {
       {"list Software/Vendor", "App\nline\nbreak\n"},
       {"-z list Software/Vendor", std::string("App\0line\nbreak\0", 15)},
       {"find größe -i", "Software/Vendor/App/Path\tstring\t/Apps/Größe\n"},
-      {"find break", "Software/Vendor/line\\nbreak\tstring\ta\\tb\n"},
+      {"find break", R"(["Software","Vendor","line\nbreak"])"
+                     "\tstring\ta\\tb\n"},
   };
   for (const auto& [line, out] : kRows) EXPECT_EQ(Out(line), out);
   EXPECT_TRUE(Contains(Out("get Software/Vendor/App --format xml"),
@@ -153,16 +163,92 @@ TEST_F(OrvikPrefsTest, GetsListsAndFinds) {
             "    line\\nbreak  string  a\\tb\n");
 }
 
-// A name may hold what separates names; what is printed can be given back.
-TEST_F(OrvikPrefsTest, ReachesNamesWithSeparators) {
+// A name may hold what separates names, or acts on a terminal; what is printed can be given back.
+TEST_F(OrvikPrefsTest, AcceptsThePathsThatItPrints) {
   Out(R"(set ["a/b","c\\d"] e/f v)");
   EXPECT_EQ(Out(R"(get '[ "a/b", "c\\d" ]' e/f)"), "v\n");
-  EXPECT_EQ(Out("-z tree"),
-            std::string(R"(["a/b","c\\d","e/f"])") + '\0' + "string" + '\0' + "v" + '\0');
-  Out("set [x] n w");
-  EXPECT_EQ(Out("tree [x]"), "[\"[x]\",\"n\"]\tstring\tw\n");
+  Out("set [x] n v");
+  Out("set line\nbreak 't\tab\u202e' v");
+  Out("set '[\"\"]' '' v");
+  Out("set '' top v");
+  Fails("get '[\"a/b\",\"none\"]'", 2, "key [\"a/b\",\"none\"]: not found");
+  for (const std::string command : {"tree", "-z tree", "find v"}) {
+    const std::string out = Out(command);
+    const char end_of_path = command[0] == '-' ? '\0' : '\t';
+    std::size_t paths = 0;
+    for (std::size_t at = 0; at < out.size(); ++paths) {
+      const std::string path = out.substr(at, out.find(end_of_path, at) - at);
+      EXPECT_EQ(Out("get '" + path + "'"), "v\n");
+      at = out.find(command[0] == '-' ? std::string("v\0", 2) : std::string("v\n"),
+                    at + path.size()) +
+           2;
+    }
+    EXPECT_EQ(paths, 5u) << out;
+  }
+  EXPECT_TRUE(Contains(Out("find v"), R"(["a/b","c\\d","e/f"])"
+                                      "\tstring\tv\n"));
   Out(R"(delete-key ["a/b","c\\d"] -r)");
   Out(R"(delete-key ["a/b"])");
+}
+
+TEST_F(OrvikPrefsTest, AlignsTheTreeByColumnsAndColoursOnlyWhereItCan) {
+  Out("set K '\u6f22\u5b57' 1 --int");
+  Out("set K 'e\u0301' 2 --int");
+  Out("set K abcde 3 --int");
+  const auto tree = [&](const char* term, const char* no_colour) {
+    const ScopedVariable terminal("TERM", term), plain("NO_COLOR", no_colour);
+    EXPECT_EQ(Prefs("tree K", true), 0);
+    return out_;
+  };
+  const std::string plain =
+      "abcde  integer  3\n"
+      "e\u0301      integer  2\n"
+      "\u6f22\u5b57   integer  1\n";
+  for (const char* term : {"dumb", static_cast<const char*>(nullptr)}) {
+    EXPECT_EQ(tree(term, nullptr), plain);
+  }
+  EXPECT_EQ(tree("xterm", "1"), plain);
+  EXPECT_TRUE(Contains(tree("xterm", ""), "\x1b["));
+}
+
+// A type that changes is said.
+TEST_F(OrvikPrefsTest, SaysThatATypeChanges) {
+  Out("set K n 5 --int --keep-type");
+  EXPECT_EQ(error_, "");
+  Out("set K n 6 --int --keep-type");
+  EXPECT_EQ(error_, "");
+  Out("set K n 7");
+  EXPECT_EQ(error_, "orvikprefs: \"n\" in key \"K\" was an integer and is a string now\n");
+  Out("-q set K n 2.5 --real");
+  EXPECT_EQ(error_, "");
+  Fails("set K n 7 --int --keep-type", 6, "is a real, not an integer");
+  EXPECT_EQ(Out("get K n"), "2.5\n");
+}
+
+// A failure names what it is about: the key, the scope, the domain and the file, and what to do.
+TEST_F(OrvikPrefsTest, MessagesNameTheStore) {
+  const std::string where =
+      " (shared scope, domain \"com.orviktech.Registry\", file \"" + File().string() + "\")\n";
+  const std::string command = "orvikprefs: ";
+  EXPECT_EQ(Prefs("list"), 2);
+  EXPECT_EQ(error_,
+            command + "the domain's top level: not found; the domain has no file yet" + where);
+  Out("set K n v");
+  EXPECT_EQ(Prefs("get K m"), 2);
+  EXPECT_EQ(error_, command + "\"m\" in key \"K\": not found" + where);
+  EXPECT_EQ(Prefs("--scope=5 --domain d set ../x n v"), 0);
+  EXPECT_EQ(Prefs("--scope=5 --domain d get x"), 2);
+  EXPECT_TRUE(Contains(error_, "(scope 5, domain \"d\", file \"" +
+                                   (env_.system_root() / "Library/Preferences/.d.plist").string()));
+  WriteFile(given_, "set K m 1\n");
+  WriteFile(File(), "<plist><dict>");
+  for (const std::string& line :
+       {std::string("set K n v"), std::string("list"), "apply " + given_}) {
+    EXPECT_EQ(Prefs(line), 5);
+    EXPECT_TRUE(Contains(
+        error_, "; orvikprefs repair keeps a copy of it and saves what can be read" + where));
+    EXPECT_EQ(error_.find("given"), std::string::npos);
+  }
 }
 
 TEST_F(OrvikPrefsTest, RenamesCopiesDeletesAndResets) {
@@ -173,7 +259,8 @@ TEST_F(OrvikPrefsTest, RenamesCopiesDeletesAndResets) {
   EXPECT_EQ(Out("tree"),
             "Backup/Count\tinteger\t42\n"
             "Other/Key/Folder\tstring\t/Apps/Größe\n"
-            "Software/Vendor/line\\nbreak\tstring\ta\\tb\n");
+            R"(["Software","Vendor","line\nbreak"])"
+            "\tstring\ta\\tb\n");
   Out("reset Software");
   Out("reset None/Such");
   Out("delete Other Key --recursive");
@@ -233,8 +320,9 @@ TEST_F(OrvikPrefsTest, ExchangesAPartOfATree) {
 }
 
 TEST_F(OrvikPrefsTest, RefusesWhatIsNoPropertyList) {
-  for (const char* content : {"{\"a\": null}", "{\"a\": 1e400}", "[1]",
-                              "{\"a\": {\"$date\": \"soon\"}}", "<plist>", ""}) {
+  for (const char* content :
+       {"{\"a\": null}", "{\"a\": 1e400}", "[1]", "{\"a\": {\"$date\": \"soon\"}}",
+        "{\"a\": 1, \"a\": 1}", "<plist>", ""}) {
     WriteFile(given_, content);
     EXPECT_EQ(Prefs("import " + given_), 5) << content;
     EXPECT_NE(error_, "");

@@ -12,24 +12,22 @@ namespace {
 
 int FailScript(const Context& context, const PrefStatus& status, const std::string& file,
                const ChangeScript& script) {
-  const bool at_line = status.step >= 0;
-  std::string where = Quoted(file);
-  if (at_line) {
-    const ChangeScript::Line& line = script.LineOf(status.step);
-    where += ", line " + std::to_string(line.number);
-    if (!context.hide_values) where += " (" + Quoted(line.text) + ")";
+  // Without a step the store failed, not the script.
+  if (status.step < 0) return context.Fail(status, "nothing is applied", true);
+  const ChangeScript::Line& line = script.LineOf(status.step);
+  std::string where = Quoted(file) + ", line " + std::to_string(line.number);
+  if (!context.hide_values) where += " (" + Quoted(line.text) + ")";
+  switch (status.error) {
+    case PrefError::kConditionNotMet:
+      return context.Fail(kConditionNotMet, where + ": the condition does not hold");
+    case PrefError::kNotFound:
+      return context.Fail(kConditionNotMet, where + ": there is no such key");
+    case PrefError::kIsAKey:
+    case PrefError::kIsAValue:
+      return context.Fail(status, where, true, line.advice);
+    default:
+      return context.Fail(status, where, true);
   }
-  if (status.error == PrefError::kConditionNotMet) {
-    return context.Fail(kConditionNotMet, where + ": the condition does not hold");
-  }
-  // A condition on a key that is not there is not met; only the store can be missing otherwise.
-  if (at_line && status.error == PrefError::kNotFound) {
-    return context.Fail(kConditionNotMet, where + ": there is no such key");
-  }
-  if (status.error == PrefError::kIsAKey || status.error == PrefError::kIsAValue) {
-    return context.Fail(status, where, true, script.LineOf(status.step).advice);
-  }
-  return context.Fail(status, where, true);
 }
 
 // Where the script goes wrong; with hidden values, not why: that may quote a part of a value.

@@ -207,8 +207,10 @@ class LineReader {
 }  // namespace
 
 bool ChangeScript::Read(std::string_view text, Transaction& transaction, TextError* error) {
+  constexpr std::string_view kByteOrderMark = "\xEF\xBB\xBF";
   std::size_t number = 0;
-  for (std::size_t begin = 0; begin < text.size();) {
+  std::size_t begin = text.starts_with(kByteOrderMark) ? kByteOrderMark.size() : 0;
+  while (begin < text.size()) {
     const std::size_t end = std::min(text.find('\n', begin), text.size());
     ++number;
     LineReader reader(text, begin, end, error);

@@ -61,6 +61,7 @@ constexpr Option kSetOptions[] = {
     {"--if-absent", 0, Word::kFlag, "", "only where there is no value yet"},
     {"--replace-key", 0, Word::kFlag, "",
      "replace a key and everything below it, or a value by a key"},
+    {"--keep-type", 0, Word::kFlag, "", "only where the present value has this type, or none"},
 };
 constexpr Option kDeleteOptions[] = {kRecursive};
 constexpr Option kRenameOptions[] = {kReplace};

@@ -1,9 +1,15 @@
 #include "tools/orvikprefs/context.h"
 
+#include <unistd.h>
+
+#include <algorithm>
 #include <cerrno>
 #include <cstring>
+#include <iterator>
 #include <ostream>
 
+#include "prefs/reporting.h"
+#include "tools/orvikprefs/grammar.h"
 #include "tools/orvikprefs/lock_holder.h"
 #include "tools/orvikprefs/text.h"
 
@@ -22,6 +28,53 @@ std::string WhoHoldsTheLock(const Context& context) {
   return text;
 }
 
+struct FailureRow {
+  PrefError error;
+  ExitStatus reading, writing;
+  const char* advice;
+};
+constexpr FailureRow kFailures[] = {
+    {PrefError::kNotFound, kNotFound, kNotFound, ""},
+    {PrefError::kNotAKey, kNotFound, kNotSaved, ""},
+    {PrefError::kConditionNotMet, kConditionNotMet, kConditionNotMet, ""},
+    {PrefError::kLockNotObtained, kLockNotObtained, kLockNotObtained,
+     "try again, or see \"orvikprefs lock\""},
+    {PrefError::kRefusedDomain, kUsage, kUsage, "give another --domain"},
+    {PrefError::kUnknownScope, kUsage, kUsage, "give another --scope"},
+    {PrefError::kDamaged, kDamagedFile, kDamagedFile,
+     "orvikprefs repair keeps a copy of it and saves what can be read"},
+    {PrefError::kRootNotDictionary, kDamagedFile, kDamagedFile,
+     "orvikprefs repair --replace keeps a copy of it and starts an empty domain"},
+    {PrefError::kNothingSaved, kNothingSaved, kNothingSaved,
+     "orvikprefs repair --replace keeps a copy of it and starts an empty domain"},
+    {PrefError::kUnreadable, kDamagedFile, kDamagedFile, ""},
+    {PrefError::kNotPermitted, kNotSaved, kNotSaved,
+     "run it as a user who may write the folder, or as root"},
+    {PrefError::kReadOnly, kNotSaved, kNotSaved, "mount the volume for writing"},
+    {PrefError::kDiskFull, kNotSaved, kNotSaved, "make room on the volume"},
+    {PrefError::kIsAKey, kConditionNotMet, kConditionNotMet, ""},
+    {PrefError::kIsAValue, kConditionNotMet, kConditionNotMet, ""},
+    {PrefError::kKeyNotEmpty, kConditionNotMet, kConditionNotMet, ""},
+    {PrefError::kTooLarge, kDamagedFile, kNotSaved, ""},
+    {PrefError::kForeignLink, kDamagedFile, kNotSaved, "remove the link, or make it root's"},
+    {PrefError::kInTheWay, kDamagedFile, kNotSaved, "move it away"},
+};
+
+const FailureRow& RowOf(PrefError error) {
+  static constexpr FailureRow kOther = {PrefError::kNotSaved, kNotSaved, kNotSaved, ""};
+  const auto* const found =
+      std::find_if(std::begin(kFailures), std::end(kFailures),
+                   [error](const FailureRow& row) { return row.error == error; });
+  return found != std::end(kFailures) ? *found : kOther;
+}
+
+std::string ScopeText(int scope) {
+  for (const ScopeName& row : kScopeNames) {
+    if (row.scope == scope && row.name[0] > '9') return std::string(row.name) + " scope";
+  }
+  return "scope " + std::to_string(scope);
+}
+
 }  // namespace
 
 Transaction Context::Change() const {
@@ -37,57 +90,33 @@ int Context::Fail(ExitStatus status, const std::string& text) const {
 
 int Context::Fail(const PrefStatus& status, const std::string& what, bool writing,
                   const std::string& advice) const {
-  ExitStatus exit = kNotSaved;
-  std::string hint = advice.empty() ? "" : "; " + advice;
+  if (status.ok()) return kDone;
+  const std::string file = PreferenceFilePath(scope, domain);
+  const FailureRow& row = RowOf(status.error);
+  ExitStatus exit = writing ? row.writing : row.reading;
+  std::string text = what + ": " + Describe(status), hint = advice.empty() ? row.advice : advice;
   switch (status.error) {
-    case PrefError::kNone:
-      return kDone;
     case PrefError::kNotFound:
-      exit = kNotFound;
-      break;
-    case PrefError::kNotAKey:
-      exit = writing ? kNotSaved : kNotFound;
-      break;
-    case PrefError::kConditionNotMet:
-      exit = kConditionNotMet;
+      if (!file.empty() && access(file.c_str(), F_OK) != 0 && errno == ENOENT) {
+        hint = "the domain has no file yet";
+      }
       break;
     case PrefError::kLockNotObtained:
-      exit = kLockNotObtained;
-      hint = WhoHoldsTheLock(*this);
-      break;
-    case PrefError::kRefusedDomain:
-    case PrefError::kUnknownScope:
-      exit = kUsage;
-      break;
-    case PrefError::kDamaged:
-      exit = kDamagedFile;
-      hint = "; orvikprefs repair keeps a copy of it and saves what can be read";
-      break;
-    case PrefError::kRootNotDictionary:
-      exit = kDamagedFile;
-      hint = "; orvikprefs repair --replace keeps a copy of it and starts an empty domain";
-      break;
-    case PrefError::kNothingSaved:
-      exit = kNothingSaved;
-      hint = "; orvikprefs repair --replace keeps a copy of it and starts an empty domain";
+      text += WhoHoldsTheLock(*this);
       break;
     case PrefError::kUnreadable:
-      exit = status.error_number == EACCES ? kNotPermitted : kDamagedFile;
-      break;
-    case PrefError::kIsAKey:
-    case PrefError::kIsAValue:
-    case PrefError::kKeyNotEmpty:
-      exit = kConditionNotMet;
-      break;
-    case PrefError::kTooLarge:
-    case PrefError::kForeignLink:
-    case PrefError::kInTheWay:
-      exit = writing ? kNotSaved : kDamagedFile;
+      if (status.error_number == EACCES) {
+        exit = kNotPermitted;
+        hint = "run it as a user who may read the file";
+      }
       break;
     default:
       break;
   }
-  return Fail(exit, what + ": " + Describe(status) + hint);
+  if (!hint.empty()) text += "; " + hint;
+  text += " (" + ScopeText(scope) + ", domain " + Quoted(domain);
+  if (!file.empty()) text += ", file " + Quoted(file);
+  return Fail(exit, text + ")");
 }
 
 int Context::FailFile(const std::string& file, int reason, bool writing) const {
@@ -108,12 +137,12 @@ std::string Context::Coloured(std::string_view text, const char* code) const {
   return std::string("\x1b[") + code + "m" + std::string(text) + "\x1b[0m";
 }
 
-void Context::Record(const std::vector<std::string>& fields) const {
+void Context::Record(const std::vector<std::string>& fields, std::size_t path) const {
   for (size_t i = 0; i < fields.size(); ++i) {
     if (null_separated && !terminal) {
       *out << fields[i] << '\0';
     } else {
-      *out << (i > 0 ? "\t" : "") << Escaped(fields[i]);
+      *out << (i > 0 ? "\t" : "") << (i == path ? fields[i] : Escaped(fields[i]));
     }
   }
   if (!null_separated || terminal) *out << '\n';

@@ -63,9 +63,10 @@ struct Context {
   // "orvikprefs: " and the text on standard error, with the status to end with.
   int Fail(ExitStatus status, const std::string& text) const;
 
-  // The failure of an operation in its own words; "what" says what was being done, or with what,
-  // in harmless characters (text.h). kNotAKey means not found to a reader and not saved to a
-  // writer. "advice" says what to do, where the failure itself has no better advice.
+  // The failure of an operation on the store: "what" says what was being done, or with what, in
+  // harmless characters (text.h); then the reason, what to do, and the scope, domain and file.
+  // kNotAKey means not found to a reader and not saved to a writer. "advice" takes the place of the
+  // general advice for the failure.
   int Fail(const PrefStatus& status, const std::string& what, bool writing,
            const std::string& advice = "") const;
 
@@ -79,8 +80,10 @@ struct Context {
   std::string Coloured(std::string_view text, const char* code) const;
 
   // One record of a plain listing: its fields separated by tabs and ended by a line feed, each
-  // escaped; with -z raw fields, each ended by a NUL.
-  void Record(const std::vector<std::string>& fields) const;
+  // escaped, except the one with this index, a path (JoinedPath) that is printed as it can be given
+  // back; with -z raw fields, each ended by a NUL.
+  void Record(const std::vector<std::string>& fields, std::size_t path = kNoPath) const;
+  static constexpr std::size_t kNoPath = static_cast<std::size_t>(-1);
 
   // One name or value by itself: raw and ended by a line feed (a NUL with -z) when piped, escaped
   // on a terminal.

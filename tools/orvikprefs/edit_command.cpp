@@ -5,6 +5,7 @@
 #include "platform/core_foundation/property_list_equality.h"
 #include "prefs/reporting.h"
 #include "prefs/transaction.h"
+#include "tools/orvikprefs/address.h"
 #include "tools/orvikprefs/commands.h"
 #include "tools/orvikprefs/editor.h"
 #include "tools/orvikprefs/files.h"
@@ -67,9 +68,8 @@ Dictionary EditedText(const Context& context, PrivateFile& file, int& status) {
 }  // namespace
 
 int Edit(const Context& context, const CommandLine& line) {
-  const std::string key_text = line.Argument(0);
-  const std::string what = "key " + Quoted(key_text);
-  const KeyPath key = *ParseKey(key_text);
+  const KeyPath key = KeyAt(line);
+  const std::string what = KeyText(key);
   const PrefResult<CFDictionaryRef> found = CopyPreferenceKey(context.scope, key, context.domain);
   if (!found.ok() && found.status.error != PrefError::kNotFound) {
     return context.Fail(found.status, what, true);

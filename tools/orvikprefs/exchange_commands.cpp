@@ -3,6 +3,7 @@
 #include "platform/core_foundation/data.h"
 #include "prefs/reporting.h"
 #include "prefs/transaction.h"
+#include "tools/orvikprefs/address.h"
 #include "tools/orvikprefs/commands.h"
 #include "tools/orvikprefs/files.h"
 #include "tools/orvikprefs/json_form.h"
@@ -71,11 +72,6 @@ Dictionary ReadDictionary(const Context& context, const std::string& file, int& 
   return Dictionary(static_cast<CFDictionaryRef>(root.Detach()));
 }
 
-std::string KeyOfDomain(const Context& context, const std::string& key) {
-  const std::string domain = "domain " + Quoted(context.domain);
-  return key.empty() ? domain : "key " + Quoted(key) + " of " + domain;
-}
-
 // On a terminal no character of the store's may act; XML can name every one of them.
 std::string HarmlessXml(const std::string& xml) {
   std::string shown;
@@ -95,10 +91,10 @@ std::string HarmlessXml(const std::string& xml) {
 
 int Export(const Context& context, const CommandLine& line) {
   const Progress progress(context, "exporting");
-  const std::string key = line.Argument(0), file = line.Value("--output", "-");
-  const PrefResult<CFDictionaryRef> found =
-      CopyPreferenceKey(context.scope, *ParseKey(key), context.domain);
-  if (!found.ok()) return context.Fail(found.status, KeyOfDomain(context, key), false);
+  const KeyPath key = KeyAt(line);
+  const std::string file = line.Value("--output", "-");
+  const PrefResult<CFDictionaryRef> found = CopyPreferenceKey(context.scope, key, context.domain);
+  if (!found.ok()) return context.Fail(found.status, KeyText(key), false);
   std::string bytes;
   if (line.Value("--format", context.json ? "json" : "xml") == "json") {
     bytes = JsonText(found.value.Get(), JsonWriter::Layout::kIndented) + "\n";
@@ -124,7 +120,7 @@ int Import(const Context& context, const CommandLine& line) {
   int status = kDone;
   const Dictionary added = ReadDictionary(context, file, status);
   if (!added) return status;
-  const KeyPath key = *ParseKey(line.Argument(1));
+  const KeyPath key = KeyAt(line, 1);
   Transaction transaction = context.Change();
   const ReplaceKeys replace = line.Has("--replace-key") ? ReplaceKeys::kYes : ReplaceKeys::kNo;
   if (line.Has("--replace")) {
@@ -152,10 +148,10 @@ int Diff(const Context& context, const CommandLine& line) {
   int status = kDone;
   const Dictionary other = ReadDictionary(context, line.Argument(0), status);
   if (!other) return status;
-  const KeyPath key = *ParseKey(line.Argument(1));
+  const KeyPath key = KeyAt(line, 1);
   const PrefResult<CFDictionaryRef> present = CopyPreferenceKey(context.scope, key, context.domain);
   if (!present.ok() && present.status.error != PrefError::kNotFound) {
-    return context.Fail(present.status, KeyOfDomain(context, line.Argument(1)), false);
+    return context.Fail(present.status, KeyText(key), false);
   }
   const std::vector<Difference> differences = Differences(present.value, other, PathOf(key));
   PrintDifferences(context, differences);

@@ -98,21 +98,50 @@ const Option* Grammar::FindOption(const Command* command, char letter) const {
   return own != nullptr ? own : FindRow(globals, matches);
 }
 
-const Command* NearestCommand(const Grammar& grammar, std::string_view word) {
-  if (word.size() > 32) return nullptr;
-  const Command* nearest = nullptr;
-  std::size_t least = 1 + word.size() / 3;
-  for (const Command& command : grammar.commands) {
-    const std::string_view name = command.name;
-    const std::size_t distance = EditDistance(word, name);
-    const bool begins = word.size() >= 2 && name.starts_with(word);
-    if (distance <= least || begins) {
-      nearest = &command;
-      least = begins ? 0 : distance - 1;
-      if (least == 0) break;
+namespace {
+
+// Finds the nearest of the names that are offered one after another.
+class Nearest {
+ public:
+  explicit Nearest(std::string_view word) : word_(word), least_(1 + word.size() / 3) {}
+
+  void Offer(std::string_view name) {
+    constexpr std::size_t kLongest = 32;
+    if (word_.size() > kLongest) return;
+    const std::size_t distance = EditDistance(word_, name);
+    const bool begins = word_.size() >= 2 && name.starts_with(word_) && word_ != "--";
+    if (found_.empty() ? distance <= least_ || begins : begins ? least_ > 0 : distance < least_) {
+      found_ = name;
+      least_ = begins ? 0 : distance;
     }
   }
-  return nearest;
+
+  std::string Question() const {
+    return found_.empty() ? "" : "; did you mean \"" + std::string(found_) + "\"?";
+  }
+
+ private:
+  std::string_view word_;
+  std::string_view found_;
+  std::size_t least_;
+};
+
+}  // namespace
+
+std::string DidYouMeanCommand(const Grammar& grammar, std::string_view word) {
+  Nearest nearest(word);
+  for (const Command& command : grammar.commands) nearest.Offer(command.name);
+  return nearest.Question();
+}
+
+std::string DidYouMeanOption(const Grammar& grammar, const Command* command,
+                             std::string_view word) {
+  Nearest nearest(word);
+  if (command != nullptr) {
+    for (const Option& option : command->options) nearest.Offer(option.name);
+  }
+  for (const Option& option : grammar.globals) nearest.Offer(option.name);
+  return nearest.Question();
 }
 
 CommandLine::CommandLine(const Grammar& grammar, std::span<const std::string> words) {
@@ -147,7 +176,8 @@ void CommandLine::TakeOption(const Grammar& grammar, std::string_view word) {
   const Option* const option = grammar.FindOption(command_, name);
   if (option == nullptr) {
     Fail(Quoted(name) + " is no option" +
-         (command_ != nullptr ? " of " + std::string(command_->name) : ""));
+         (command_ != nullptr ? " of " + std::string(command_->name) : "") +
+         DidYouMeanOption(grammar, command_, name));
   } else if (equals != std::string_view::npos && option->word == Word::kFlag) {
     Fail(std::string(option->name) + " takes no value");
   } else if (equals != std::string_view::npos) {
@@ -182,9 +212,7 @@ void CommandLine::TakePositional(const Grammar& grammar, const std::string& word
   if (command_ == nullptr) {
     command_ = grammar.Find(word);
     if (command_ != nullptr) return;
-    const Command* const nearest = NearestCommand(grammar, word);
-    Fail(Quoted(word) + " is no command" +
-         (nearest != nullptr ? "; did you mean \"" + std::string(nearest->name) + "\"?" : ""));
+    Fail(Quoted(word) + " is no command" + DidYouMeanCommand(grammar, word));
     return;
   }
   const Positional* const row = NextPositional();

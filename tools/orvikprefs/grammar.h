@@ -126,7 +126,9 @@ class CommandLine {
   std::string error_;
 };
 
-// The command whose name is nearest to the word; null when none is near.
-const Command* NearestCommand(const Grammar& grammar, std::string_view word);
+// The end of a sentence about a word that names nothing: "; did you mean \"get\"?" with the nearest
+// command, or the nearest option of the command and the global ones; "" when none is near.
+std::string DidYouMeanCommand(const Grammar& grammar, std::string_view word);
+std::string DidYouMeanOption(const Grammar& grammar, const Command* command, std::string_view word);
 
 }  // namespace orvik::prefstool

@@ -64,7 +64,8 @@ int Help(const Context& context, const CommandLine& line) {
   if (!by_command) {
     command = line.count() > 0 ? grammar.Find(line.Argument(0)) : nullptr;
     if (line.count() > 0 && command == nullptr) {
-      return context.Fail(kUsage, Quoted(line.Argument(0)) + " is no command");
+      return context.Fail(kUsage, Quoted(line.Argument(0)) + " is no command" +
+                                      DidYouMeanCommand(grammar, line.Argument(0)));
     }
   }
   if (command != nullptr) {

@@ -46,8 +46,8 @@ struct TextError {
 TextError ErrorAt(std::string_view text, std::size_t byte, std::string reason);
 
 // Null when the text is no JSON, or a part of it is no property list (null, a malformed wrapper, a
-// number that no double can hold, more than kPropertyListMaximumDepth containers in one another).
-// Of two equal names in one object the last one holds.
+// number that no double can hold, one name twice in an object, more than kPropertyListMaximumDepth
+// containers in one another).
 CAutoCFRelease<CFPropertyListRef> ReadJson(std::string_view text, TextError* error);
 
 // The value that begins at *at, which is moved behind it; the text may go on.

@@ -167,8 +167,13 @@ class Reader {
       Fail("a name in double quotes is expected");
       return false;
     }
+    const std::size_t begin = at_;
     const String name = ReadString();
     if (!name) return false;
+    if (CFDictionaryGetValue(members, name) != nullptr) {
+      Refuse("the name " + Quoted(ToUtf8(name)) + " is there twice", begin);
+      return false;
+    }
     if (!Take(':')) {
       Fail("\":\" is expected");
       return false;

@@ -1,4 +1,5 @@
 #include "prefs/transaction.h"
+#include "tools/orvikprefs/address.h"
 #include "tools/orvikprefs/commands.h"
 #include "tools/orvikprefs/text.h"
 #include "tools/orvikprefs/values.h"
@@ -6,10 +7,6 @@
 namespace orvik::prefstool {
 
 namespace {
-
-std::string KeyText(const std::string& key) {
-  return "key " + Quoted(key);
-}
 
 // A value or key by the key above it and its name there.
 struct Place {
@@ -20,14 +17,22 @@ struct Place {
 
 // "KEY NAME" at these arguments, or the last name of "KEY".
 std::optional<Place> PlaceAt(const CommandLine& line, std::size_t index, bool is_key) {
-  const std::string& key_text = line.Argument(index);
-  const KeyPath key = *ParseKey(key_text);
+  const KeyPath key = KeyAt(line, index);
   if (!is_key) {
-    const std::string name = line.Argument(index + 1);
-    return Place{key, *FromUtf8(name), Quoted(name) + " in " + KeyText(key_text)};
+    const CAtlString name = NameAt(line, index + 1);
+    return Place{key, name, ValueAddress(key, name)};
   }
   if (key.empty()) return std::nullopt;
-  return Place{key.Parent(), key.name(key.count()), KeyText(key_text)};
+  return Place{key.Parent(), key.name(key.count()), KeyText(key)};
+}
+
+// Whether a place lies in another, or below it.
+bool IsBelow(const Place& place, const Place& above) {
+  if (place.key.count() <= above.key.count()) return false;
+  for (int i = 1; i <= above.key.count(); ++i) {
+    if (place.key.name(i) != above.key.name(i)) return false;
+  }
+  return place.key.name(above.key.count() + 1) == above.name;
 }
 
 int CopyOrRename(const Context& context, const CommandLine& line, const char* done,
@@ -41,9 +46,12 @@ int CopyOrRename(const Context& context, const CommandLine& line, const char* do
   const bool keys = line.count() == 2;
   const std::optional<Place> from = PlaceAt(line, 0, keys), to = PlaceAt(line, keys ? 1 : 2, keys);
   if (!from || !to) return context.Fail(kUsage, "the domain's top level is no key");
+  if (change == &Transaction::Rename && IsBelow(*to, *from)) {
+    return context.Fail(kUsage, from->text + " cannot move to " + to->text + ", below itself");
+  }
   Transaction transaction = context.Change();
   if (keys) {
-    transaction.RequireKey(*ParseKey(line.Argument(0)));
+    transaction.RequireKey(KeyAt(line));
   }
   const bool replace = line.Has("--replace");
   if (!replace) {
@@ -63,8 +71,8 @@ int CopyOrRename(const Context& context, const CommandLine& line, const char* do
 }  // namespace
 
 int DeleteKey(const Context& context, const CommandLine& line) {
-  const std::string what = KeyText(line.Argument(0));
-  const KeyPath key = *ParseKey(line.Argument(0));
+  const std::string what = KeyText(KeyAt(line));
+  const KeyPath key = KeyAt(line);
   if (key.empty()) {
     return context.Fail(kUsage,
                         "the domain's top level is no key; \"reset\" removes all that lies in it");
@@ -86,9 +94,9 @@ int DeleteKey(const Context& context, const CommandLine& line) {
 }
 
 int Reset(const Context& context, const CommandLine& line) {
-  const std::string what = KeyText(line.Argument(0));
+  const std::string what = KeyText(KeyAt(line));
   Transaction transaction = context.Change();
-  transaction.ClearKey(*ParseKey(line.Argument(0)));
+  transaction.ClearKey(KeyAt(line));
   const PrefStatus status = transaction.Commit();
   if (!status.ok()) return context.Fail(status, what, false);
   context.Confirm("emptied " + what);

@@ -3,6 +3,8 @@
 #include <ostream>
 
 #include "prefs/reporting.h"
+#include "text/columns.h"
+#include "tools/orvikprefs/address.h"
 #include "tools/orvikprefs/commands.h"
 #include "tools/orvikprefs/json_form.h"
 #include "tools/orvikprefs/text.h"
@@ -16,24 +18,23 @@ constexpr const char* kKeyColour = "1;34";
 constexpr const char* kTypeColour = "2";
 
 PrefResult<CFDictionaryRef> CopyKey(const Context& context, const CommandLine& line) {
-  return CopyPreferenceKey(context.scope, *ParseKey(line.Argument(0)), context.domain);
+  return CopyPreferenceKey(context.scope, KeyAt(line), context.domain);
 }
 
-int FailToRead(const Context& context, const PrefStatus& status, const std::string& key) {
-  return context.Fail(status, "key " + Quoted(key), false);
+int FailToRead(const Context& context, const PrefStatus& status, const KeyPath& key) {
+  return context.Fail(status, KeyText(key), false);
 }
 
-// Characters on a line, near enough for columns: code points.
-size_t Width(std::string_view utf8) {
-  return static_cast<size_t>(std::count_if(utf8.begin(), utf8.end(), [](char byte) {
-    return (static_cast<unsigned char>(byte) & 0xC0) != 0x80;
-  }));
+// The columns that harmless UTF-8 takes on a terminal.
+std::size_t Width(std::string_view utf8) {
+  const std::optional<CAtlString> text = FromUtf8(utf8);
+  return text ? static_cast<std::size_t>(ColumnsOf(text->View())) : utf8.size();
 }
 
 // A level of the tree for people: names of one level aligned, keys before what lies in them.
 void PrintLevel(const Context& context, CFDictionaryRef dictionary, int depth) {
   const std::vector<Entry> entries = SortedEntries(dictionary);
-  size_t width = 0;
+  std::size_t width = 0;
   for (const Entry& entry : entries) {
     if (!IsDictionary(entry.value)) width = std::max(width, Width(Escaped(ToUtf8(entry.name))));
   }
@@ -110,7 +111,7 @@ void FindBelow(CFDictionaryRef dictionary, const Matcher& matcher, Path& path,
 
 int List(const Context& context, const CommandLine& line) {
   const PrefResult<CFDictionaryRef> found = CopyKey(context, line);
-  if (!found.ok()) return FailToRead(context, found.status, line.Argument(0));
+  if (!found.ok()) return FailToRead(context, found.status, KeyAt(line));
   const std::vector<Entry> entries = SortedEntries(found.value);
   if (context.json) {
     JsonWriter names;
@@ -131,15 +132,15 @@ int List(const Context& context, const CommandLine& line) {
 
 int Tree(const Context& context, const CommandLine& line) {
   const PrefResult<CFDictionaryRef> found = CopyKey(context, line);
-  if (!found.ok()) return FailToRead(context, found.status, line.Argument(0));
+  if (!found.ok()) return FailToRead(context, found.status, KeyAt(line));
   if (context.json) {
     *context.out << JsonText(found.value.Get(), JsonWriter::Layout::kIndented) << '\n';
   } else if (context.terminal) {
     PrintLevel(context, found.value, 0);
   } else {
-    Path path = PathOf(*ParseKey(line.Argument(0)));
+    Path path = PathOf(KeyAt(line));
     ForEachValue(found.value, path, [&](const Path& where, CFPropertyListRef value) {
-      context.Record({JoinedPath(where), TypeName(value), ValueText(value)});
+      context.Record({JoinedPath(where), TypeName(value), ValueText(value)}, 0);
     });
   }
   return kDone;
@@ -147,7 +148,7 @@ int Tree(const Context& context, const CommandLine& line) {
 
 int Find(const Context& context, const CommandLine& line) {
   const PrefResult<CFDictionaryRef> domain = CopyDomain(context.scope, context.domain);
-  if (!domain.ok()) return FailToRead(context, domain.status, "");
+  if (!domain.ok()) return FailToRead(context, domain.status, KeyPath(u""));
   const Matcher matcher(*FromUtf8(line.Argument(0)), line.Has("--ignore-case"));
   std::vector<Match> found;
   Path path;
@@ -164,7 +165,7 @@ int Find(const Context& context, const CommandLine& line) {
   } else {
     for (const Match& match : found) {
       const std::string value = IsDictionary(match.value) ? "" : ValueText(match.value);
-      context.Record({JoinedPath(match.path), TypeName(match.value), value});
+      context.Record({JoinedPath(match.path), TypeName(match.value), value}, 0);
     }
   }
   return found.empty() ? kNotFound : kDone;

@@ -41,8 +41,7 @@ void PrintDifferences(const Context& context, const std::vector<Difference>& dif
   for (const Difference& difference : differences) {
     const KindOfDifference& kind = KindOf(difference);
     if (context.terminal) {
-      std::string line =
-          std::string(kind.sign) + " " + Escaped(JoinedPath(difference.path)) + " = ";
+      std::string line = std::string(kind.sign) + " " + JoinedPath(difference.path) + " = ";
       if (difference.kind == Difference::Kind::kChanged) {
         line += TypeAndValue(context, difference.before) + " -> ";
       }
@@ -56,7 +55,7 @@ void PrintDifferences(const Context& context, const std::vector<Difference>& dif
       fields.push_back(side != nullptr ? TypeName(side) : "");
       fields.push_back(side != nullptr && !context.hide_values ? ValueText(side) : "");
     }
-    context.Record(fields);
+    context.Record(fields, 1);
   }
 }
 

@@ -67,8 +67,12 @@ int Run(int argc, const char* const* argv, bool terminal, std::ostream& out, std
   Context context;
   context.domain = u"com.orviktech.Registry";
   context.terminal = terminal;
-  const char* no_colour = std::getenv("NO_COLOR");
-  context.colour = terminal && (no_colour == nullptr || *no_colour == '\0');
+  const auto variable = [](const char* name) {
+    const char* const value = std::getenv(name);
+    return std::string(value != nullptr ? value : "");
+  };
+  const std::string kind = variable("TERM");
+  context.colour = terminal && variable("NO_COLOR").empty() && !kind.empty() && kind != "dumb";
   context.out = &out;
   context.error = &error;
   std::vector<std::string> words;

@@ -1,10 +1,12 @@
 #include <array>
+#include <optional>
 #include <ostream>
 
 #include "platform/core_foundation/data.h"
 #include "platform/core_foundation/property_list_equality.h"
 #include "prefs/reporting.h"
 #include "prefs/transaction.h"
+#include "tools/orvikprefs/address.h"
 #include "tools/orvikprefs/commands.h"
 #include "tools/orvikprefs/json_form.h"
 #include "tools/orvikprefs/text.h"
@@ -17,15 +19,7 @@ namespace {
 using Value = CAutoCFRelease<CFPropertyListRef>;
 
 std::string Address(const CommandLine& line) {
-  return Quoted(line.Argument(1)) + " in key " + Quoted(line.Argument(0));
-}
-
-// The grammar lets only UTF-8 through.
-KeyPath Key(const CommandLine& line) {
-  return *ParseKey(line.Argument(0));
-}
-CAtlString Name(const CommandLine& line) {
-  return *FromUtf8(line.Argument(1));
+  return ValueAddress(KeyAt(line), NameAt(line));
 }
 
 struct TypeOption {
@@ -72,7 +66,8 @@ int PrintXml(const Context& context, CFPropertyListRef value) {
   return kDone;
 }
 
-int PrintValue(const Context& context, const CommandLine& line, CFPropertyListRef value) {
+int PrintValue(const Context& context, const CommandLine& line, CFPropertyListRef value,
+               bool is_value) {
   if (line.Has("--type")) {
     if (context.json) {
       *context.out << '"' << TypeName(value) << "\"\n";
@@ -83,7 +78,7 @@ int PrintValue(const Context& context, const CommandLine& line, CFPropertyListRe
   }
   const std::string format = line.Value("--format");
   if (format == "xml") return PrintXml(context, value);
-  if (format == "json" || context.json || line.count() == 1) {
+  if (format == "json" || context.json || !is_value) {
     *context.out << JsonText(value, JsonWriter::Layout::kIndented) << '\n';
   } else {
     context.Item(ValueText(value));
@@ -91,82 +86,134 @@ int PrintValue(const Context& context, const CommandLine& line, CFPropertyListRe
   return kDone;
 }
 
+// What one word names: a key, or the value that a path ends at.
+PrefResult<CFTypeRef> FindByPath(const Context& context, const KeyPath& path, bool& is_value) {
+  PrefResult<CFDictionaryRef> key = CopyPreferenceKey(context.scope, path, context.domain);
+  is_value = key.status.error == PrefError::kNotAKey && !path.empty();
+  if (is_value) {
+    PrefResult<CFTypeRef> value =
+        CopyPreference(context.scope, path.Parent(), path.name(path.count()), context.domain);
+    if (value.ok()) return value;
+  }
+  return {key.status, CAutoCFRelease<CFTypeRef>(key.value.Detach())};
+}
+
 }  // namespace
 
 int Get(const Context& context, const CommandLine& line) {
-  PrefResult<CFTypeRef> found;
-  std::string what = "key " + Quoted(line.Argument(0));
-  if (line.count() == 1) {
-    PrefResult<CFDictionaryRef> key = CopyPreferenceKey(context.scope, Key(line), context.domain);
-    found = {key.status, CAutoCFRelease<CFTypeRef>(key.value.Detach())};
-  } else {
-    found = CopyPreference(context.scope, Key(line), Name(line), context.domain);
-    what = Address(line);
-  }
-  if (found.ok()) return PrintValue(context, line, found.value);
+  bool is_value = line.count() > 1;
+  const PrefResult<CFTypeRef> found =
+      is_value ? CopyPreference(context.scope, KeyAt(line), NameAt(line), context.domain)
+               : FindByPath(context, KeyAt(line), is_value);
+  if (found.ok()) return PrintValue(context, line, found.value, is_value);
   const bool missing =
       found.status.error == PrefError::kNotFound || found.status.error == PrefError::kNotAKey;
-  if (!missing || !line.Has("--default")) return context.Fail(found.status, what, false);
+  if (!missing || !line.Has("--default")) {
+    return context.Fail(found.status, line.count() > 1 ? Address(line) : KeyText(KeyAt(line)),
+                        false);
+  }
   const std::string text = line.Value("--default");
-  return PrintValue(context, line, ParseValue(ValueType::kString, text));
+  return PrintValue(context, line, ParseValue(ValueType::kString, text), is_value);
 }
 
-int Set(const Context& context, const CommandLine& line) {
-  const Value value = NewValue(context, line);
-  if (!value) return kUsage;
-  const bool if_equals = line.Has("--if-equals"), if_absent = line.Has("--if-absent");
-  if (if_equals && if_absent) {
-    return context.Fail(kUsage, "--if-equals and --if-absent exclude each other");
+namespace {
+
+// The condition that a set puts on what is present, and why it did not hold.
+struct PresentValue {
+  enum class Refusal { kNone, kAbsent, kNotEqual, kOtherKey, kOtherType };
+  Refusal refusal = Refusal::kNone;
+  std::optional<ValueType> type;  // of the value that is there
+
+  bool Accepts(const CommandLine& line, CFTypeRef present, CFTypeRef wanted) {
+    if (present != nullptr) type = TypeOf(present);
+    refusal = RefusalOf(line, present, wanted);
+    return refusal == Refusal::kNone;
   }
-  Transaction transaction = context.Change();
-  const std::string expected = line.Value("--if-equals");
-  bool present = true;
-  if (if_absent) transaction.RequireAbsent(Key(line), Name(line));
-  if (if_equals) {
-    transaction.RequireThat(Key(line), Name(line), [&](CFTypeRef found) {
-      present = found != nullptr;
-      return present && IsTextOf(found, expected);
-    });
-  }
-  bool is_other_key = false;
-  if (line.Has("--replace-key")) {
-    transaction.Set(Key(line), Name(line), value);
-  } else {
+
+ private:
+  static Refusal RefusalOf(const CommandLine& line, CFTypeRef present, CFTypeRef wanted) {
+    if (line.Has("--if-equals")) {
+      if (present == nullptr) return Refusal::kAbsent;
+      if (!IsTextOf(present, line.Value("--if-equals"))) return Refusal::kNotEqual;
+    }
+    if (present == nullptr) return Refusal::kNone;
     // A key that is this one already loses nothing.
-    transaction.RequireThat(Key(line), Name(line), [&](CFTypeRef found) {
-      is_other_key = IsDictionary(found) && !IsSameValue(found, value);
-      return !is_other_key;
-    });
-    transaction.Set(Key(line), Name(line), value, ReplaceKeys::kNo);
+    if (IsDictionary(present) && !line.Has("--replace-key") && !IsSameValue(present, wanted)) {
+      return Refusal::kOtherKey;
+    }
+    if (line.Has("--keep-type") && TypeOf(present) != TypeOf(wanted)) return Refusal::kOtherType;
+    return Refusal::kNone;
   }
-  const PrefStatus status = transaction.Commit();
-  if (is_other_key || status.error == PrefError::kIsAKey) {
-    return context.Fail(kConditionNotMet, Address(line) +
-                                              " is a key; --replace-key replaces it with all "
-                                              "that lies below it");
-  }
-  switch (status.error) {
-    case PrefError::kConditionNotMet:
-      return context.Fail(kConditionNotMet,
-                          Address(line) + ": " +
-                              (if_absent  ? "there is a value already"
-                               : !present ? "there is no value"
-                                          : "the present value is not " + Quoted(expected)));
-    case PrefError::kIsAValue:
-      return context.Fail(kConditionNotMet,
-                          Address(line) + " is a value; --replace-key replaces it by a key");
-    default:
+};
+
+std::string WithArticle(ValueType type) {
+  const std::string name = TypeName(type);
+  return (name[0] == 'a' || name[0] == 'i' ? "an " : "a ") + name;
+}
+
+// Why the value was not set; "" for a reason that the status has itself.
+std::string ReasonOf(const CommandLine& line, const PrefStatus& status, const PresentValue& present,
+                     ValueType wanted) {
+  switch (present.refusal) {
+    case PresentValue::Refusal::kAbsent:
+      return ": there is no value";
+    case PresentValue::Refusal::kNotEqual:
+      return ": the present value is not " + Quoted(line.Value("--if-equals"));
+    case PresentValue::Refusal::kOtherKey:
+      return " is a key; --replace-key replaces it with all that lies below it";
+    case PresentValue::Refusal::kOtherType:
+      return " is " + WithArticle(*present.type) + ", not " + WithArticle(wanted) +
+             "; give VALUE that type (--int, --real, --bool, --date, --data, --json)";
+    case PresentValue::Refusal::kNone:
       break;
   }
-  if (!status.ok()) return context.Fail(status, Address(line), true);
-  context.Confirm("set " + Address(line));
+  if (status.error == PrefError::kConditionNotMet) return ": there is a value already";
+  if (status.error == PrefError::kIsAValue)
+    return " is a value; --replace-key replaces it by a key";
+  return "";
+}
+
+}  // namespace
+
+int Set(const Context& context, const CommandLine& line) {
+  if (context.json) {
+    return context.Fail(kUsage,
+                        "set prints nothing that --json before it could shape; --json behind "
+                        "\"set\" says that VALUE is JSON");
+  }
+  const Value value = NewValue(context, line);
+  if (!value) return kUsage;
+  if (line.Has("--if-equals") && line.Has("--if-absent")) {
+    return context.Fail(kUsage, "--if-equals and --if-absent exclude each other");
+  }
+  const KeyPath key = KeyAt(line);
+  const CAtlString name = NameAt(line);
+  const ValueType type = TypeOf(value);
+  Transaction transaction = context.Change();
+  if (line.Has("--if-absent")) transaction.RequireAbsent(key, name);
+  PresentValue present;
+  transaction.RequireThat(key, name,
+                          [&](CFTypeRef found) { return present.Accepts(line, found, value); });
+  transaction.Set(key, name, value,
+                  line.Has("--replace-key") ? ReplaceKeys::kYes : ReplaceKeys::kNo);
+  const PrefStatus status = transaction.Commit();
+  const std::string address = Address(line);
+  if (const std::string reason = ReasonOf(line, status, present, type); !reason.empty()) {
+    return context.Fail(kConditionNotMet, address + reason);
+  }
+  if (!status.ok()) return context.Fail(status, address, true);
+  if (present.type && *present.type != type && !context.quiet) {
+    *context.error << "orvikprefs: " << address << " was " << WithArticle(*present.type)
+                   << " and is " << WithArticle(type) << " now\n";
+  }
+  context.Confirm("set " + address);
   return kDone;
 }
 
 int Delete(const Context& context, const CommandLine& line) {
   Transaction transaction = context.Change();
-  if (!line.Has("--recursive")) transaction.RequireNotKey(Key(line), Name(line));
-  transaction.Delete(Key(line), Name(line), IfMissing::kFail);
+  if (!line.Has("--recursive")) transaction.RequireNotKey(KeyAt(line), NameAt(line));
+  transaction.Delete(KeyAt(line), NameAt(line), IfMissing::kFail);
   const PrefStatus status = transaction.Commit();
   if (status.error == PrefError::kIsAKey) {
     return context.Fail(kConditionNotMet, Address(line) +

@@ -180,12 +180,12 @@ Path PathOf(const KeyPath& key) {
 }
 
 std::string JoinedPath(const Path& path) {
-  const bool as_array =
-      std::any_of(path.begin(), path.end(),
-                  [](const std::string& name) {
-                    return name.empty() || name.find_first_of("/\\") != std::string::npos;
-                  }) ||
-      (!path.empty() && path.front().starts_with('['));
+  const bool as_array = std::any_of(path.begin(), path.end(),
+                                    [](const std::string& name) {
+                                      return name.empty() || name.find('/') != std::string::npos ||
+                                             Escaped(name) != name;
+                                    }) ||
+                        (!path.empty() && path.front().starts_with('['));
   if (as_array) return JsonWriter(JsonWriter::Layout::kOneLine).Texts(path).Take();
   std::string text;
   for (const std::string& name : path) {

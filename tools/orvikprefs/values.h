@@ -57,8 +57,9 @@ using Path = std::vector<std::string>;
 
 Path PathOf(const KeyPath& key);
 
-// The names joined by "/", or a JSON array of them when one of them is empty or holds a "/" or
-// "\\", or when what is joined would be taken for an array: ParseKey reads either.
+// The names joined by "/", or a JSON array of them when one of them is empty, holds a "/" or "\\"
+// or what a terminal must not receive, or when what is joined would be taken for an array. It is
+// printed as it is; ParseKey reads either form.
 std::string JoinedPath(const Path& path);
 
 // A key path as people write it: names separated by "/" or "\\", or a JSON array of names. Nothing
