@@ -115,7 +115,7 @@ int Context::Fail(const PrefStatus& status, const std::string& what, bool writin
   }
   if (!hint.empty()) text += "; " + hint;
   text += " (" + ScopeText(scope) + ", domain " + Quoted(domain);
-  if (!file.empty()) text += ", file " + Quoted(file);
+  if (!file.empty() && what != Quoted(file)) text += ", file " + Quoted(file);
   return Fail(exit, text + ")");
 }
 

@@ -99,12 +99,12 @@ int Export(const Context& context, const CommandLine& line) {
   if (line.Value("--format", context.json ? "json" : "xml") == "json") {
     bytes = JsonText(found.value.Get(), JsonWriter::Layout::kIndented) + "\n";
     if (bytes.size() > kPropertyListMaximumFileSize) {
-      return context.Fail({PrefError::kTooLarge}, KeyOfDomain(context, key), true);
+      return context.Fail({PrefError::kTooLarge}, KeyText(key), true);
     }
   } else {
     const CAutoCFRelease<CFDataRef> xml(
         CFPropertyListCreateXMLData(kCFAllocatorDefault, found.value.Get()));
-    if (!xml) return context.Fail({PrefError::kTooLarge}, KeyOfDomain(context, key), true);
+    if (!xml) return context.Fail({PrefError::kTooLarge}, KeyText(key), true);
     bytes.assign(reinterpret_cast<const char*>(CFDataGetBytePtr(xml)),
                  static_cast<size_t>(CFDataGetLength(xml)));
     if (file == "-" && context.terminal) bytes = HarmlessXml(bytes);
