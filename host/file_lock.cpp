@@ -4,18 +4,14 @@
 #include <time.h>
 #include <unistd.h>
 
-#include <algorithm>
 #include <cerrno>
-#include <charconv>
 #include <chrono>
-#include <cstring>
-#include <string_view>
 #include <thread>
 #include <utility>
 #include <vector>
 
 #include "host/descriptor.h"
-#include "host/file_place.h"
+#include "host/lock_file.h"
 #include "host/process_start.h"
 #include "host/staged_file.h"
 
@@ -28,51 +24,11 @@ using Clock = std::chrono::steady_clock;
 constexpr char kHeldName[] = ".orvik.lock.held";
 constexpr off_t kQueueByte = 0;
 constexpr off_t kHolderByte = 1;
-constexpr int kOpenFlags = O_NOFOLLOW | O_CLOEXEC | O_NOCTTY | O_NONBLOCK;
+// The lock file is to be opened again. No error number: EAGAIN is EWOULDBLOCK.
+constexpr int kAgain = -1;
+// How often a lock file that is gone again is made anew when there is no time to wait.
+constexpr int kTries = 100;
 constexpr std::int64_t kForeignStaleSeconds = 600;
-
-// The holder's words in the file: process id, start in clock ticks, name of the machine.
-struct Words {
-  pid_t pid = 0;
-  std::uint64_t start = 0;
-  std::string host;
-};
-
-const std::string& HostName() {
-  static const std::string name = [] {
-    char text[256] = "";
-    const bool has_name = gethostname(text, sizeof text - 1) == 0 && *text != '\0';
-    return std::string(has_name ? text : "localhost");
-  }();
-  return name;
-}
-
-// Of this process; computed once in each.
-const std::string& OwnWords() {
-  thread_local std::string text;
-  thread_local pid_t of = 0;
-  if (const pid_t pid = getpid(); pid != of) {
-    text = std::to_string(pid) + ' ' + std::to_string(StartTicks(pid).value_or(0)) + ' ' +
-           HostName() + '\n';
-    of = pid;
-  }
-  return text;
-}
-
-Words ReadWords(int file) {
-  char bytes[512];
-  const ssize_t size = pread(file, bytes, sizeof bytes, 0);
-  Words words;
-  if (size <= 0) return words;
-  const char* const end = static_cast<const char*>(memchr(bytes, '\n', static_cast<size_t>(size)));
-  if (end == nullptr) return words;
-  const auto [pid_end, pid_error] = std::from_chars(bytes, end, words.pid);
-  if (pid_error != std::errc() || pid_end == end) return {};
-  const auto [start_end, start_error] = std::from_chars(pid_end + 1, end, words.start);
-  if (start_error != std::errc() || start_end == end) return {};
-  words.host.assign(start_end + 1, end);
-  return words;
-}
 
 int SetLock(int file, off_t byte, short type, off_t count = 1) {
   struct flock lock = {};
@@ -101,62 +57,9 @@ bool HasNoLocks(int error) {
          error == EINVAL;
 }
 
-// The rights on the lock's file are those to write the folder.
-mode_t ModeFor(const struct stat& folder) {
-  mode_t mode = S_IRUSR | S_IWUSR;
-  if ((folder.st_mode & S_IWGRP) != 0) mode |= S_IRGRP | S_IWGRP;
-  if ((folder.st_mode & S_IWOTH) != 0) mode |= S_IROTH | S_IWOTH;
-  return mode;
-}
-
-// Whoever may changes the file so that it follows its folder.
-int FollowRights(int file, const struct stat& folder) {
-  struct stat own;
-  if (fstat(file, &own) != 0) return errno;
-  if (!S_ISREG(own.st_mode)) return EINVAL;
-  if ((own.st_mode & 07777) == ModeFor(folder) && own.st_gid == folder.st_gid &&
-      own.st_uid == folder.st_uid) {
-    return 0;
-  }
-  const uid_t caller = geteuid();
-  if (caller != own.st_uid && caller != 0) return 0;
-  if (own.st_gid != folder.st_gid || (caller == 0 && own.st_uid != folder.st_uid)) {
-    const uid_t owner = caller == 0 ? folder.st_uid : own.st_uid;
-    [[maybe_unused]] const int result = fchown(file, owner, folder.st_gid);
-  }
-  if ((own.st_mode & 07777) != ModeFor(folder)) fchmod(file, ModeFor(folder));
-  return 0;
-}
-
-// Makes the file with its rights before it has its name: another member of the folder's group who
-// opens it at this moment would be refused otherwise. None where that cannot be done, or another
-// has made it meanwhile.
-Descriptor MakeLockFile(int folder, const struct stat& attributes) {
-  Descriptor file(openat(folder, ".", O_RDWR | O_TMPFILE | O_CLOEXEC, 0600));
-  if (!file || FollowRights(file.get(), attributes) != 0) return {};
-  const std::string path = "/proc/self/fd/" + std::to_string(file.get());
-  if (linkat(AT_FDCWD, path.c_str(), folder, kFolderLockName, AT_SYMLINK_FOLLOW) != 0) return {};
-  return file;
-}
-
-int OpenLockFile(int folder, const struct stat& attributes, Descriptor* file) {
-  *file = Descriptor(openat(folder, kFolderLockName, O_RDWR | kOpenFlags));
-  if (!*file && errno == ENOENT) {
-    *file = MakeLockFile(folder, attributes);
-    if (*file) return 0;
-    *file = Descriptor(openat(folder, kFolderLockName, O_RDWR | kOpenFlags));
-  }
-  if (!*file && errno == ENOENT) {
-    *file = Descriptor(openat(folder, kFolderLockName, O_RDWR | O_CREAT | kOpenFlags, 0600));
-  }
-  // A link, a pipe without a reader, a device: something else has the name.
-  if (!*file) return errno == ELOOP || errno == ENXIO ? EINVAL : errno;
-  return FollowRights(file->get(), attributes);
-}
-
 bool IsStale(int file) {
-  const Words words = ReadWords(file);
-  if (words.host == HostName()) {
+  const HolderWords words = ReadHolderWords(file);
+  if (words.host == LockHostName()) {
     const std::optional<std::uint64_t> start = StartTicks(words.pid);
     return !start || (words.start != 0 && *start != words.start);
   }
@@ -168,31 +71,30 @@ bool IsStale(int file) {
 }
 
 // Takes a stale file away. It gets another name first: only then it is certain that it is still the
-// one that was examined.
-void RemoveStale(int folder) {
-  const Descriptor file(openat(folder, kHeldName, O_RDONLY | kOpenFlags));
-  if (!file || !IsStale(file.get())) return;
+// one that was examined. EAGAIN: it is to be created again; EINVAL: it is not a file of a lock.
+int RemoveStale(int folder, const struct stat& attributes) {
+  Descriptor file;
+  int error = OpenLockFile(folder, attributes, kHeldName, O_RDONLY, &file);
+  if (error == 0) error = CheckHolderWords(file.get());
+  if (error != 0) return error == EINVAL ? EINVAL : EAGAIN;
+  if (!IsStale(file.get())) return EAGAIN;
   const std::string aside = std::string(kHeldName) + "." + std::to_string(getpid());
-  if (renameat(folder, kHeldName, folder, aside.c_str()) != 0) return;
+  if (renameat(folder, kHeldName, folder, aside.c_str()) != 0) return EAGAIN;
   if (!HasName(file.get(), folder, aside.c_str())) {
     RenameWithoutReplacing(folder, aside.c_str(), folder, kHeldName);
   } else {
     unlinkat(folder, aside.c_str(), 0);
   }
+  return EAGAIN;
 }
 
 int CreateHeld(int folder, const struct stat& attributes) {
-  const Descriptor file(
-      openat(folder, kHeldName, O_WRONLY | O_CREAT | O_EXCL | kOpenFlags, ModeFor(attributes)));
-  if (!file && errno == EEXIST) {
-    RemoveStale(folder);
-    return EAGAIN;
-  }
-  if (!file) return errno;
-  const std::string& words = OwnWords();
-  if (write(file.get(), words.data(), words.size()) == static_cast<ssize_t>(words.size())) return 0;
-  const int error = errno != 0 ? errno : EIO;
-  unlinkat(folder, kHeldName, 0);
+  constexpr int kFlags = O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC;
+  const Descriptor file(openat(folder, kHeldName, kFlags, 0600));
+  if (!file) return errno == EEXIST ? RemoveStale(folder, attributes) : errno;
+  GiveFolderRights(file.get(), attributes);
+  const int error = WriteAll(file.get(), OwnHolderWords());
+  if (error != 0) unlinkat(folder, kHeldName, 0);
   return error;
 }
 
@@ -213,18 +115,72 @@ int LockBytes(int file, Clock::time_point deadline) {
   return error;
 }
 
+// What is open while a lock is held.
+struct LockFiles {
+  Descriptor file;            // whose bytes are locked
+  Descriptor held_folder;     // that holds the exclusive file, where bytes cannot be locked
+  const char* obstacle = "";  // the name of what may not be used
+};
+
+int CreateHeldInTime(int folder, const struct stat& attributes, Clock::time_point deadline,
+                     LockFiles* files) {
+  constexpr std::chrono::microseconds kPause{1000};
+  int error = Poll(deadline, kPause, [&] { return CreateHeld(folder, attributes); });
+  if (error == EINVAL) files->obstacle = kHeldName;
+  if (error != 0) return error;
+  files->held_folder = Descriptor(fcntl(folder, F_DUPFD_CLOEXEC, 0));
+  if (files->held_folder) return 0;
+  error = errno;
+  unlinkat(folder, kHeldName, 0);
+  return error;
+}
+
+// Locks the file that has the name. kAgain: another one has it by now.
+int LockFile(int folder, const struct stat& attributes, Clock::time_point deadline,
+             LockFiles* files) {
+  const auto refuse = [files](int error) {
+    files->obstacle = kFolderLockName;
+    return error;
+  };
+  int error = OpenLockFile(folder, attributes, kFolderLockName, O_RDWR, &files->file);
+  if (error == ENOENT) {
+    error = MakeLockFile(folder, attributes, kFolderLockName, &files->file);
+    if (error != 0) return error == EEXIST ? kAgain : error;
+  }
+  if (error != 0) return refuse(error);
+  const int file = files->file.get();
+  error = LockBytes(file, deadline);
+  if (HasNoLocks(error)) return CreateHeldInTime(folder, attributes, deadline, files);
+  if (error != 0) return error;
+  // Whoever removed the file meanwhile lets others lock a new one.
+  if (!HasName(file, folder, kFolderLockName)) return kAgain;
+  if (CheckHolderWords(file) != 0) return refuse(EINVAL);
+  if (!HasFolderRights(file, attributes) && RenewLockFile(folder, attributes, kFolderLockName)) {
+    return kAgain;
+  }
+  WriteHolderWords(file);
+  return 0;
+}
+
 }  // namespace
 
 struct FolderLock::Held {
   Held(dev_t its_device, ino_t its_inode) : device(its_device), inode(its_inode) {}
   ~Held() {
-    if (held_file) unlinkat(held_file.get(), kHeldName, 0);
+    // In a forked child the lock is its parent's. One that was forked meanwhile has the file open,
+    // so that closing it here would not unlock it.
+    if (process != getpid()) return;
+    if (files.held_folder) {
+      unlinkat(files.held_folder.get(), kHeldName, 0);
+    } else if (files.file) {
+      SetLock(files.file.get(), kQueueByte, F_UNLCK, 2);
+    }
   }
 
   dev_t device;
   ino_t inode;
-  Descriptor file;       // whose bytes are locked
-  Descriptor held_file;  // the folder that holds the exclusive file, where bytes cannot be locked
+  pid_t process = getpid();
+  LockFiles files;
 };
 
 FolderLock FolderLock::Take(int folder, const struct stat& attributes, int milliseconds) {
@@ -235,57 +191,60 @@ FolderLock FolderLock::Take(int folder, const struct stat& attributes, int milli
   std::erase_if(own, [](const auto& lock) { return lock.expired(); });
   for (const auto& lock : own) {
     std::shared_ptr<Held> held = lock.lock();
-    if (held->device == attributes.st_dev && held->inode == attributes.st_ino) {
+    if (held->device == attributes.st_dev && held->inode == attributes.st_ino &&
+        held->process == getpid()) {
       result.held_ = std::move(held);
       return result;
     }
   }
   const auto deadline = Clock::now() + std::chrono::milliseconds(milliseconds);
-  auto held = std::make_shared<Held>(attributes.st_dev, attributes.st_ino);
-  own.push_back(held);
-  if (result.error_ = OpenLockFile(folder, attributes, &held->file); result.error_ != 0) {
-    return result;
-  }
-  if (result.error_ = LockBytes(held->file.get(), deadline); result.error_ == 0) {
-    const std::string& words = OwnWords();
-    // Only shown to people; without room the lock holds all the same.
-    [[maybe_unused]] const ssize_t written =
-        pwrite(held->file.get(), words.data(), words.size(), 0);
-  } else if (HasNoLocks(result.error_)) {
-    constexpr std::chrono::microseconds kPause{1000};
-    result.error_ = Poll(deadline, kPause, [&] { return CreateHeld(folder, attributes); });
+  for (int tries = 1;; ++tries) {
+    auto held = std::make_shared<Held>(attributes.st_dev, attributes.st_ino);
+    result.error_ = LockFile(folder, attributes, deadline, &held->files);
+    result.obstacle_ = held->files.obstacle;
     if (result.error_ == 0) {
-      held->held_file = Descriptor(fcntl(folder, F_DUPFD_CLOEXEC, 0));
-      if (!held->held_file) {
-        result.error_ = errno;
-        unlinkat(folder, kHeldName, 0);
-      }
+      own.push_back(held);
+      result.held_ = std::move(held);
+      return result;
+    }
+    if (result.error_ != kAgain) return result;
+    if (tries >= kTries && Clock::now() >= deadline) {
+      result.error_ = EWOULDBLOCK;
+      return result;
     }
   }
-  if (result.error_ == 0) result.held_ = std::move(held);
-  if (result.error_ == EAGAIN) result.error_ = EWOULDBLOCK;
-  return result;
 }
 
-std::optional<LockHolder> FindLockHolder(const std::string& folder) {
+int FindLockHolder(const std::string& folder, std::optional<LockHolder>* holder) {
+  holder->reset();
   const Descriptor place(open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
-  if (!place) return std::nullopt;
-  Words words;
-  const Descriptor held(openat(place.get(), kHeldName, O_RDONLY | kOpenFlags));
-  if (held && !IsStale(held.get())) {
-    words = ReadWords(held.get());
-    return LockHolder{words.pid, words.host == HostName(), words.host};
+  struct stat attributes;
+  if (!place || fstat(place.get(), &attributes) != 0) return errno == ENOENT ? 0 : errno;
+  const auto show = [&](int file) {
+    const HolderWords words = ReadHolderWords(file);
+    *holder = LockHolder{words.pid, words.host == LockHostName(), words.host};
+  };
+  Descriptor file;
+  int error = OpenLockFile(place.get(), attributes, kHeldName, O_RDONLY, &file);
+  if (error == 0 && !IsStale(file.get())) {
+    show(file.get());
+    return 0;
   }
-  const Descriptor file(openat(place.get(), kFolderLockName, O_RDWR | kOpenFlags));
-  if (!file) return std::nullopt;
+  error = OpenLockFile(place.get(), attributes, kFolderLockName, O_RDONLY, &file);
+  if (error != 0) return error == ENOENT ? 0 : error;
   struct flock lock = {};
   lock.l_type = F_WRLCK;
   lock.l_whence = SEEK_SET;
   lock.l_start = kHolderByte;
   lock.l_len = 1;
-  if (fcntl(file.get(), F_OFD_GETLK, &lock) != 0 || lock.l_type == F_UNLCK) return std::nullopt;
-  words = ReadWords(file.get());
-  return LockHolder{words.pid, words.host == HostName(), words.host};
+  if (fcntl(file.get(), F_OFD_GETLK, &lock) == 0 && lock.l_type != F_UNLCK) show(file.get());
+  return 0;
+}
+
+std::optional<LockHolder> FindLockHolder(const std::string& folder) {
+  std::optional<LockHolder> holder;
+  FindLockHolder(folder, &holder);
+  return holder;
 }
 
 }  // namespace orvik::host

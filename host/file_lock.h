@@ -2,7 +2,9 @@
 //
 // The lock is a file ".orvik.lock" in the folder, which stays there. Whoever may write the folder
 // may open the file, and nobody else may: a process that can only read the folder cannot hold up
-// its writers. The file's owner, and its right for the group and for others, follow the folder's.
+// its writers. The file's owner, and its right for the group and for others, are those of the
+// folder when it is made. Later ones that differ are put right by making the file anew: an existing
+// file never changes its owner or its mode.
 //
 // Two bytes of the file are locked with open-file-description locks (fcntl), which end with their
 // process and work on network file systems. Takers queue at the first byte; the one at the head of
@@ -25,23 +27,31 @@ namespace host {
 
 inline constexpr char kFolderLockName[] = ".orvik.lock";
 
+// Whether a file may be locked or written that has a known name in a folder, where others can put
+// their own: a regular file with one name, of the caller, of root or of the folder's owner. In a
+// folder that its group (or everybody) may write also one that the same group (or everybody) may
+// write.
+bool IsTrustedFile(const struct stat& file, const struct stat& folder);
+
 // The thread that holds a lock may take it again; it is given up with the last of its holders. An
 // object is used and destroyed on the thread that took it. Processes started by exec do not inherit
-// locks; a forked child shares them until it ends.
+// locks; a forked child keeps them from others until it ends, but does not hold them.
 class FolderLock {
  public:
   FolderLock() = default;
 
   // Waits at most `milliseconds`, by the monotonic clock (0 tries once). `folder` is open, and
   // `attributes` are its own. Errors: EWOULDBLOCK when another holds the lock for the whole wait,
-  // EACCES or EROFS when the folder may not be written, EINVAL when no regular file has the lock's
-  // name, else what the volume reports.
+  // EACCES or EROFS when the folder may not be written, EINVAL when the lock's name belongs to
+  // something else than a lock's file that IsTrustedFile, else what the volume reports.
   static FolderLock Take(int folder, const struct stat& attributes, int milliseconds);
 
   bool held() const { return held_ != nullptr; }
   explicit operator bool() const { return held(); }
   // The error number when not held.
   int error() const { return error_; }
+  // The name in the folder of what caused the error; "" when it is not a file of the lock.
+  const char* obstacle() const { return obstacle_; }
   void Release() { held_.reset(); }
 
  private:
@@ -49,6 +59,7 @@ class FolderLock {
 
   std::shared_ptr<Held> held_;
   int error_ = 0;
+  const char* obstacle_ = "";
 };
 
 // A process that holds the lock of a folder.
@@ -58,8 +69,11 @@ struct LockHolder {
   std::string host;       // of the machine that it runs on
 };
 
-// Who holds the lock of the folder; nothing when it is free, or when the caller may not open the
-// lock's file.
+// Who holds the lock of the folder; nothing when it is free. 0, or why that is not known: EACCES
+// when the caller may not open the lock's file, EINVAL when it is not one that Take would use.
+int FindLockHolder(const std::string& folder, std::optional<LockHolder>* holder);
+
+// The same; nothing also when it is not known.
 std::optional<LockHolder> FindLockHolder(const std::string& folder);
 
 }  // namespace host

@@ -32,25 +32,34 @@ std::string FileOfDomain(const EffectiveDomain& domain) {
 }
 
 FileDomainStore::FileDomainStore(const EffectiveDomain& domain, const CAtlString& given_domain,
-                                 StorePurpose purpose, LockWait wait)
+                                 StorePurpose purpose, LockWait wait, RefusedRecord refused)
     : file_(FileOfDomain(domain)) {
   if (domain.scope == kSharedScope) {
     record_domain_ = given_domain;
   }
-  Open(purpose, LockDeadline(wait));
+  Open(purpose, LockDeadline(wait), refused);
 }
 
 FileDomainStore::FileDomainStore(std::string path, StorePurpose purpose) : file_(std::move(path)) {
-  Open(purpose, LockDeadline({}));
+  Open(purpose, LockDeadline({}), RefusedRecord::kIgnore);
 }
 
-void FileDomainStore::Open(StorePurpose purpose, const LockDeadline& deadline) {
+void FileDomainStore::Open(StorePurpose purpose, const LockDeadline& deadline,
+                           RefusedRecord refused) {
   const bool changes = purpose == StorePurpose::kChange || purpose == StorePurpose::kCreate;
   if (changes) {
     const int error = Lock(purpose, deadline);
     // Without a folder there is no file to change, which reading finds out.
     if (error != 0 && (error != ENOENT || purpose == StorePurpose::kCreate)) {
       status_ = error == EWOULDBLOCK ? PrefStatus{PrefError::kLockNotObtained} : StatusOf(error);
+      if (file_.is_lock_refused()) {
+        status_.error = PrefError::kLockRefused;
+      }
+      return;
+    }
+    if (refused == RefusedRecord::kFail && !record_.refused().empty()) {
+      status_ = PrefStatusFromErrno(EPERM, record_.refused(), PrefError::kNotSaved);
+      status_.error = PrefError::kLockRefused;
       return;
     }
   }

@@ -22,8 +22,11 @@ std::string FileOfDomain(const EffectiveDomain& domain);
 // whatever user; in the shared scope the lock record of the given domain is held as well.
 class FileDomainStore : public DomainStore {
  public:
+  // A lock record that is refused (lock_record.h) makes a change fail, or is left out.
+  enum class RefusedRecord { kFail, kIgnore };
   FileDomainStore(const EffectiveDomain& domain, const CAtlString& given_domain,
-                  StorePurpose purpose, LockWait wait = {});
+                  StorePurpose purpose, LockWait wait = {},
+                  RefusedRecord refused = RefusedRecord::kFail);
   // A path of the shared scope, changed without a record.
   FileDomainStore(std::string path, StorePurpose purpose);
 
@@ -56,7 +59,7 @@ class FileDomainStore : public DomainStore {
   PrefStatus Save() override;
 
  private:
-  void Open(StorePurpose purpose, const LockDeadline& deadline);
+  void Open(StorePurpose purpose, const LockDeadline& deadline, RefusedRecord refused);
   // Takes the lock of the folder and the record: 0, or an error number.
   int Lock(StorePurpose purpose, const LockDeadline& deadline);
   PrefStatus StatusOf(int error) const;
@@ -73,6 +76,10 @@ class FileDomainStore : public DomainStore {
 class SharedDomainStore : public FileDomainStore {
  public:
   using FileDomainStore::FileDomainStore;
+  // For the writers, who have no word for a refused record: the kernel lock counts.
+  SharedDomainStore(const EffectiveDomain& domain, const CAtlString& given_domain,
+                    StorePurpose purpose)
+      : FileDomainStore(domain, given_domain, purpose, {}, RefusedRecord::kIgnore) {}
 
   // Without a sound file only a dictionary is set, and starts a new file.
   PrefStatus SetEntry(CFStringRef name, CFTypeRef value) override;

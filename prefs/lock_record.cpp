@@ -1,12 +1,17 @@
 #include "prefs/lock_record.h"
 
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <syslog.h>
 #include <unistd.h>
 
 #include <cerrno>
 #include <cstdint>
 #include <optional>
+#include <utility>
 
 #include "host/process_start.h"
+#include "host/system_log.h"
 #include "platform/carbon/errno_status.h"
 #include "platform/carbon/processes.h"
 #include "platform/core_foundation/cf_preferences.h"
@@ -70,12 +75,49 @@ LockRecord::LockRecord(const CAtlString& domain)
 
 bool LockRecord::Lock(PropertyListFile::Folder folder, const LockDeadline& deadline) {
   constexpr std::chrono::milliseconds kLongest(PropertyListFile::kLockMilliseconds);
-  return file_.Lock(folder, static_cast<int>(deadline.Left(kLongest).count())) != EWOULDBLOCK;
+  const int error = file_.Lock(folder, static_cast<int>(deadline.Left(kLongest).count()));
+  if (file_.is_lock_refused()) Refuse(file_.obstacle());
+  return error != EWOULDBLOCK;
+}
+
+std::string LockRecord::FindObstacle() {
+  const host::FilePlace& place = file_.place();
+  if (place.error == EPERM || place.error == ELOOP) return place.obstacle;
+  if (!place) return {};
+  // A device or a pipe notices that it is opened.
+  struct stat present;
+  if (fstatat(place.folder.get(), place.name.c_str(), &present, AT_SYMLINK_NOFOLLOW) != 0) {
+    return {};
+  }
+  if (!host::IsTrustedFile(present, place.folder_attributes)) return path();
+  examined_ = host::IdentityOf(present);
+  return {};
+}
+
+void LockRecord::Refuse(std::string path) {
+  host::SystemLog(LOG_WARNING, "Lock record is refused: \"" + path + "\"");
+  refused_ = std::move(path);
+  entries_.Free();
 }
 
 void LockRecord::Read() {
+  if (!refused_.empty()) return;
+  if (!file_.has_place()) file_.Find();
+  if (std::string obstacle = FindObstacle(); !obstacle.empty()) {
+    Refuse(std::move(obstacle));
+    return;
+  }
   const bool has_entries =
       file_.Read(kCFPropertyListMutableContainers) == PropertyListFile::Contents::kEntries;
+  // Another file may have come into its place before it was opened.
+  const bool is_another =
+      file_.opened().descriptor
+          ? !host::IsTrustedFile(file_.opened().attributes, file_.place().folder_attributes)
+          : file_.error() == ELOOP;
+  if (is_another) {
+    Refuse(path());
+    return;
+  }
   entries_.Attach(has_entries ? AsMutable(CFRetain(file_.root())) : nullptr);
 }
 
@@ -107,12 +149,16 @@ void LockRecord::Take() {
 }
 
 void LockRecord::Release() {
-  if (Save(0, CAtlString(), nullptr) != 0) {
-    file_.Remove();
+  if (Save(0, CAtlString(), nullptr) != 0 && MayChange()) {
+    // Also one that could not be read.
+    file_.Remove(identity().exists ? identity() : examined_);
   }
 }
 
 int LockRecord::Save(int lock, const CAtlString& process, CFTypeRef pid) {
+  if (!MayChange()) {
+    return EPERM;
+  }
   if (!entries_) {
     entries_ = NewDictionary();
   }

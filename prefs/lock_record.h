@@ -1,4 +1,9 @@
 // The record of shared_lock.h in its file.
+//
+// Whoever may write the home of the record can put something else in its place. So the record is
+// refused unless it is a regular file with one name of a trusted user (host/file_lock.h), and no
+// link of another user leads to its folder. A refused one counts as free, and is never written or
+// removed.
 #pragma once
 
 #include <string>
@@ -21,6 +26,8 @@ class LockRecord {
   void Unlock() { file_.Unlock(); }
 
   void Read();
+  // Of the last Lock or Read: the path of what is refused; "" otherwise.
+  const std::string& refused() const { return refused_; }
   int lock() const;
   CAtlString process() const;
   int pid() const;
@@ -38,8 +45,15 @@ class LockRecord {
   // Sets "lock" and "process", and sets or removes "pid".
   int Save(int lock, const CAtlString& process, CFTypeRef pid);
   CFTypeRef Value(const char16_t* name) const;
+  // What is to be refused, as far as it can be seen without opening it.
+  std::string FindObstacle();
+  void Refuse(std::string path);
+  // A place that was not found as for a change may lie behind a link of another user.
+  bool MayChange() const { return refused_.empty() && file_.has_place(); }
 
   PropertyListFile file_;
+  std::string refused_;
+  host::FileIdentity examined_;  // of the file that is not refused
   CAutoCFRelease<CFMutableDictionaryRef> entries_;
 };
 

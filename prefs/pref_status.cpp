@@ -90,6 +90,8 @@ std::string Reason(const PrefStatus& status) {
       return "a link of another user is in the way";
     case PrefError::kInTheWay:
       return "something is in the way of the file or its folder";
+    case PrefError::kLockRefused:
+      return "the lock's file is not a regular lock file of a trusted user";
     case PrefError::kKeyNotEmpty:
       return "the key is not empty";
     case PrefError::kNothingSaved:

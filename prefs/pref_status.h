@@ -31,6 +31,7 @@ enum class PrefError {
   kInTheWay,      // something that is no folder is in the place of one, or a loop of links
   kIsAValue,      // a value is in the place of a key
   kNothingSaved,  // a repair found no entry that could be saved, and left the file alone
+  kLockRefused,   // the lock's file, or its record, is not a regular file of a trusted user
 };
 
 struct PrefStatus {

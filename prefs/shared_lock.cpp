@@ -94,7 +94,7 @@ SharedLockRecord CopySharedLockRecord(const CAtlString& domain) {
   result.lock = record.lock();
   result.process = record.process();
   result.pid = record.pid();
-  result.file = record.path();
+  result.file = record.refused().empty() ? record.path() : record.refused();
   if (record.identity().exists) {
     result.since = static_cast<std::time_t>(record.identity().modified / 1'000'000'000);
   }
@@ -102,7 +102,9 @@ SharedLockRecord CopySharedLockRecord(const CAtlString& domain) {
     result.state =
         record.IsHeld() ? SharedLockRecord::State::kHeld : SharedLockRecord::State::kStale;
   }
-  if (result.state != SharedLockRecord::State::kHeld) {
+  if (!record.refused().empty()) {
+    result.state = SharedLockRecord::State::kRefused;
+  } else if (result.state != SharedLockRecord::State::kHeld) {
     AddKernelHolder(domain, &result);
   }
   return result;
@@ -114,7 +116,7 @@ bool ReleaseStaleSharedLock(const CAtlString& domain) {
     return false;
   }
   record.Read();
-  if (record.IsHeld()) {
+  if (record.IsHeld() || !record.refused().empty()) {
     return false;
   }
   record.Release();

@@ -10,6 +10,11 @@
 // saved before its process was started, is free. The record is seen only by processes of the same
 // user.
 //
+// A record is refused that is not a regular file with one name, of the caller, of root or of the
+// owner of its folder, or to whose folder a link of another user leads: it counts as free and is
+// neither written nor removed, as if it could not be saved. Reporting calls name it
+// (PrefError::kLockRefused).
+//
 // The writers of the shared scope hold more than the record: for their whole change they hold the
 // kernel lock of the folder of the preference file (host/file_lock.h), at which processes of all
 // users queue, and that of the folder of the record. So the record holds up only those who find it
@@ -43,9 +48,14 @@ void UnlockGlobalSharedPList(const CAtlString& domain);
 // Who holds the lock. Where the record is free and a process of whatever user changes the domain,
 // that process is shown: its id (0 when it is not known), its name, and no time.
 struct SharedLockRecord {
-  enum class State { kFree, kHeld, kStale };
+  enum class State {
+    kFree,
+    kHeld,
+    kStale,    // "lock" is set, but its holder no longer runs
+    kRefused,  // `file` is not a regular file of a trusted user: nothing in it counts
+  };
 
-  State state = State::kFree;  // kStale: "lock" is set, but its holder no longer runs
+  State state = State::kFree;
   int lock = 0;
   CAtlString process;
   int pid = -1;
@@ -56,7 +66,7 @@ struct SharedLockRecord {
 SharedLockRecord CopySharedLockRecord(const CAtlString& domain);
 
 // Makes the lock free if its holder no longer runs. False, with nothing changed, when a live
-// process holds it.
+// process holds it or the record is refused.
 bool ReleaseStaleSharedLock(const CAtlString& domain);
 
 // Waits as long as between two tries: a full second by the monotonic clock.

@@ -3,6 +3,7 @@
 
 #include <functional>
 #include <optional>
+#include <string>
 
 #include "prefs/lock_record.h"
 #include "prefs/lock_wait.h"
@@ -27,6 +28,10 @@ class SharedLockHold {
   // be had.
   bool Take(const CAtlString& domain, const LockDeadline& deadline,
             const std::function<bool()>& enter, const std::function<void()>& leave);
+
+  // While the lock is held: the path that makes the record refused (lock_record.h), so that only
+  // the kernel lock counts; else "".
+  std::string refused() const { return record_ ? record_->refused() : std::string(); }
 
  private:
   void Release();

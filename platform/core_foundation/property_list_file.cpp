@@ -36,6 +36,10 @@ int WriteXml(CFPropertyListRef root, std::string& bytes) {
   return 0;
 }
 
+bool IsSameFile(const struct stat& present, const host::FileIdentity& known) {
+  return known.exists && known.device == present.st_dev && known.inode == present.st_ino;
+}
+
 }  // namespace
 
 KeptAsideFiles::KeptAsideFiles() : outer_(std::exchange(kept_aside_files, this)) {}
@@ -53,12 +57,32 @@ PropertyListFile::~PropertyListFile() {
 
 int PropertyListFile::Lock(Folder folder, int milliseconds) {
   if (path_.empty()) return EINVAL;
-  place_ = folder == Folder::kMake ? host::MakePlace(path_)
-                                   : host::FindPlace(path_, host::Links::kTrusted);
+  FindForChange(folder);
   if (place_.error == EPERM) LogRefusal(place_.obstacle);
   if (!place_) return place_.error;
   lock_ = host::FolderLock::Take(place_.folder.get(), place_.folder_attributes, milliseconds);
-  return lock_.error();
+  const int error = lock_.error();
+  if ((error == EINVAL || error == EACCES) && *lock_.obstacle() != '\0') {
+    place_.obstacle = place_.folder_path() + "/" + lock_.obstacle();
+  }
+  return error;
+}
+
+void PropertyListFile::FindForChange(Folder folder) {
+  // The folder itself leads no further, as a link under the file's name would.
+  const bool follows = saving_ == Saving::kWhole || path_.empty();
+  const std::string path = follows ? path_ : host::FolderOf(path_) + "/.";
+  place_ = folder == Folder::kMake ? host::MakePlace(path)
+                                   : host::FindPlace(path, host::Links::kTrusted);
+  has_place_ = place_.error != ENOENT;
+  if (follows) return;
+  place_.name = host::NameOf(path_);
+  place_.path = path_;
+}
+
+int PropertyListFile::Find() {
+  FindForChange(Folder::kFind);
+  return place_.error;
 }
 
 int PropertyListFile::ReadBytes(std::string* bytes) {
@@ -77,7 +101,7 @@ PropertyListFile::Contents PropertyListFile::Read(CFPropertyListMutabilityOption
   bytes_.reset();
   std::string bytes;
   for (int tries = 1;; ++tries) {
-    if (!is_locked() && !path_.empty()) place_ = host::FindPlace(path_, host::Links::kAny);
+    if (!has_place_ && !path_.empty()) place_ = host::FindPlace(path_, host::Links::kAny);
     error_ = path_.empty() ? ENOENT : place_.error;
     if (error_ == 0) {
       error_ = ReadBytes(&bytes);
@@ -157,6 +181,12 @@ int PropertyListFile::SaveInPlace(CFPropertyListRef root) {
   constexpr int kFlags = O_WRONLY | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC;
   if (!in_place_ && !is_writable_) {
     in_place_ = host::Descriptor(openat(place_.folder.get(), place_.name.c_str(), kFlags));
+    struct stat present;
+    if (!in_place_ || fstat(in_place_.get(), &present) != 0) return errno;
+    if (!IsSameFile(present, opened_.identity)) {
+      in_place_ = {};
+      return ENOENT;
+    }
   }
   const int file = is_writable_ ? opened_.descriptor.get() : in_place_.get();
   if (file < 0) return errno;
@@ -177,8 +207,13 @@ int PropertyListFile::Flush() {
   return host::FlushFolderOf(place_);
 }
 
-int PropertyListFile::Remove() {
-  return unlinkat(place_.folder.get(), place_.name.c_str(), 0) == 0 ? 0 : errno;
+int PropertyListFile::Remove(const host::FileIdentity& known) {
+  const int folder = place_.folder.get();
+  const char* const name = place_.name.c_str();
+  struct stat present;
+  if (fstatat(folder, name, &present, AT_SYMLINK_NOFOLLOW) != 0) return errno;
+  if (!IsSameFile(present, known)) return ENOENT;
+  return unlinkat(folder, name, 0) == 0 ? 0 : errno;
 }
 
 }  // namespace orvik

@@ -13,6 +13,7 @@
 // An object serves one operation of one thread.
 #pragma once
 
+#include <cerrno>
 #include <string>
 #include <vector>
 
@@ -62,7 +63,8 @@ class PropertyListFile {
   enum class Saving { kWhole, kInPlace };
 
   // "" is a file that cannot be located: it is missing, and changing it is EINVAL. A file that is
-  // saved in place is opened for writing when it is read under the lock.
+  // saved in place is opened for writing when it is read under the lock, and a link under its name
+  // is not followed for a change (ELOOP).
   explicit PropertyListFile(std::string path, host::Flush flush = host::Flush::kToDisk,
                             Saving saving = Saving::kWhole);
   // Unless the new file was saved, one that was kept aside is put back.
@@ -80,6 +82,12 @@ class PropertyListFile {
   int Lock(Folder folder, int milliseconds = kLockMilliseconds);
   void Unlock() { lock_ = {}; }
   bool is_locked() const { return lock_.held(); }
+  // Whether Lock failed because the lock's file, which obstacle() names, may not be used.
+  bool is_lock_refused() const { return lock_.error() == EINVAL && *lock_.obstacle() != '\0'; }
+
+  // Finds the place of the file as for a change, but takes no lock: 0 or an error number. Read then
+  // looks there.
+  int Find();
 
   // Reads and parses the file.
   Contents Read(CFPropertyListMutabilityOptions mutability);
@@ -90,6 +98,9 @@ class PropertyListFile {
   CFDataRef bytes() const { return bytes_.get(); }        // null when they could not be read
   // Of the file that Read or Save left.
   const host::FileIdentity& identity() const { return opened_.identity; }
+  const host::OpenedFile& opened() const { return opened_; }
+  const host::FilePlace& place() const { return place_; }
+  bool has_place() const { return has_place_; }  // found as for a change, or not to be found
 
   // The path of what made Lock or Read fail, if it is another one than the file's; "" otherwise.
   const std::string& obstacle() const { return place_.obstacle; }
@@ -113,13 +124,14 @@ class PropertyListFile {
   // Puts the file that Read found on disk, with its name.
   int Flush();
 
-  // Removes the file.
-  int Remove();
+  // Removes the file with this identity (its device and inode), if it still has the name.
+  int Remove(const host::FileIdentity& known);
 
   // Longer than any queue of changes takes; a holder that was stopped does not stop everybody.
   static constexpr int kLockMilliseconds = 10'000;
 
  private:
+  void FindForChange(Folder folder);
   int ReadBytes(std::string* bytes);
   int Replace(std::string_view bytes);
 
@@ -127,6 +139,7 @@ class PropertyListFile {
   host::Flush flush_;
   Saving saving_;
   host::FilePlace place_;
+  bool has_place_ = false;  // found as for a change
   host::FolderLock lock_;
   host::OpenedFile opened_;
   bool is_writable_ = false;  // opened for writing, too

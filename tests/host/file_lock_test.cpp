@@ -7,6 +7,7 @@
 
 #include <cerrno>
 #include <chrono>
+#include <functional>
 #include <thread>
 
 #include "host/descriptor.h"
@@ -76,22 +77,124 @@ TEST_F(FolderLockTest, FollowsTheRightToWriteTheFolder) {
   }
 }
 
-TEST_F(FolderLockTest, RefusesWhatIsNoLockFile) {
-  const fs::path file = folder_ / ".orvik.lock";
-  fs::create_symlink(folder_ / "elsewhere", file);
-  EXPECT_EQ(Take(folder_, 0).error(), EINVAL);
-  EXPECT_FALSE(fs::exists(folder_ / "elsewhere"));
-  fs::remove(file);
-  ASSERT_EQ(mkfifo(file.c_str(), 0600), 0);
-  EXPECT_EQ(Take(folder_, 0).error(), EINVAL);
-  fs::remove(file);
-  fs::create_directory(file);
-  EXPECT_FALSE(Take(folder_, 0).held());
-}
-
 // Makes the kernel answer as a volume without locks does.
 void ForbidLocks() {
   ForbidCall(SYS_fcntl, 1, Compare::kEqual, F_OFD_SETLK, ENOLCK);
+}
+
+// What somebody may put under the name of a lock's file. `name` is the path to make it at.
+struct Odd {
+  const char* title;
+  std::function<void(const fs::path& name)> make;
+  bool needs_root = false;
+};
+constexpr uid_t kStranger = 30002;
+const Odd kOddFiles[] = {
+    {"a link", [](const fs::path& name) { fs::create_symlink("elsewhere", name); }},
+    {"a pipe", [](const fs::path& name) { EXPECT_EQ(mkfifo(name.c_str(), 0600), 0); }},
+    {"a folder", [](const fs::path& name) { fs::create_directory(name); }},
+    {"a file", [](const fs::path& name) { WriteFile(name, "secret\n"); }},
+    {"a number", [](const fs::path& name) { WriteFile(name, "12\n"); }},
+    {"a large file", [](const fs::path& name) { WriteFile(name, std::string(100'000, '\0')); }},
+    {"a second name",
+     [](const fs::path& name) {
+       WriteFile(name.parent_path() / "other", "");
+       fs::create_hard_link(name.parent_path() / "other", name);
+     }},
+    {"a stranger's file",
+     [](const fs::path& name) {
+       WriteFile(name, "");
+       EXPECT_EQ(chown(name.c_str(), kStranger, kStranger), 0);
+     },
+     true},
+};
+
+struct Node {
+  explicit Node(const fs::path& path) {
+    struct stat own = {};
+    lstat(path.c_str(), &own);
+    mode = own.st_mode;
+    owner = own.st_uid;
+    inode = own.st_ino;
+    if (S_ISREG(mode)) content = ReadFile(path);
+  }
+  bool operator==(const Node&) const = default;
+
+  mode_t mode;
+  uid_t owner;
+  ino_t inode;
+  std::string content;
+};
+
+TEST_F(FolderLockTest, RefusesWhatIsNotALockFileAndLeavesItAlone) {
+  chmod(folder_.c_str(), 0755);
+  for (const char* const name : {".orvik.lock", ".orvik.lock.held"}) {
+    for (const Odd& odd : kOddFiles) {
+      if (odd.needs_root && geteuid() != 0) continue;
+      SCOPED_TRACE(std::string(odd.title) + " as " + name);
+      const fs::path file = folder_ / name;
+      odd.make(file);
+      // As old as one of another machine that has ended.
+      const timespec old[2] = {{.tv_sec = 1, .tv_nsec = 0}, {.tv_sec = 1, .tv_nsec = 0}};
+      utimensat(AT_FDCWD, file.c_str(), old, AT_SYMLINK_NOFOLLOW);
+      const Node before(file);
+      const int error = InProcesses(1, [&](int) {
+        if (file.extension() == ".held") ForbidLocks();
+        const FolderLock lock = Take(folder_, 0);
+        EXPECT_STREQ(lock.obstacle(), name);
+        EXPECT_FALSE(lock.held());
+        return HasFailure() ? 1 : lock.error();
+      })[0];
+      EXPECT_EQ(error, EINVAL);
+      EXPECT_EQ(Node(file), before);
+      EXPECT_FALSE(fs::exists(folder_ / "elsewhere"));
+      fs::remove_all(file);
+      fs::remove(folder_ / "other");
+      fs::remove(folder_ / ".orvik.lock");
+    }
+  }
+}
+
+// Root in a user's folder: what the user put there is neither written nor given away.
+TEST_F(FolderLockTest, RootGivesAwayOnlyWhatItMade) {
+  if (geteuid() != 0) GTEST_SKIP() << "only root can make another user's folder";
+  const fs::path file = folder_ / ".orvik.lock";
+  ASSERT_EQ(chown(folder_.c_str(), kStranger, kStranger), 0);
+  WriteFile(file, "root's secret\n");
+  chmod(file.c_str(), 0600);
+  const Node secret(file);
+  EXPECT_EQ(Take(folder_, 0).error(), EINVAL);
+  EXPECT_EQ(Node(file), secret);
+  fs::remove(file);
+  EXPECT_TRUE(Take(folder_, 0).held());
+  EXPECT_EQ(Node(file).owner, kStranger);
+  // A lock file of root is put right by another one.
+  ASSERT_EQ(chown(file.c_str(), 0, 0), 0);
+  const Node roots(file);
+  const Descriptor opened(open(file.c_str(), O_RDONLY | O_CLOEXEC));
+  EXPECT_TRUE(Take(folder_, 0).held());
+  EXPECT_EQ(Node(file).owner, kStranger);
+  EXPECT_NE(Node(file).inode, roots.inode);
+  struct stat old = {};
+  fstat(opened.get(), &old);
+  EXPECT_EQ(old.st_uid, 0u);
+}
+
+TEST_F(FolderLockTest, WordsThatACrashLeftAreNoObstacle) {
+  const fs::path file = folder_ / ".orvik.lock";
+  EXPECT_TRUE(Take(folder_, 0).held());
+  const std::string own = ReadFile(file);
+  const std::string older = "0000000001 00000000000000000002" + own.substr(own.find(' ', 11));
+  std::vector<std::string> left = {std::string(40, '\0')};
+  for (std::size_t part = 0; part < own.size(); ++part) {
+    left.push_back(own.substr(0, part));
+    left.push_back(own.substr(0, part) + older.substr(part));
+  }
+  for (const std::string& words : left) {
+    WriteFile(file, words);
+    EXPECT_TRUE(Take(folder_, 0).held()) << words;
+    EXPECT_TRUE(ReadFile(file).starts_with(own)) << words;
+  }
 }
 
 TEST_F(FolderLockTest, AnExclusiveFileTakesThePlaceOfLocksThatTheVolumeLacks) {

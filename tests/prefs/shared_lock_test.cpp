@@ -2,13 +2,17 @@
 
 #include <fcntl.h>
 #include <signal.h>
+#include <sys/stat.h>
+#include <sys/sysmacros.h>
 #include <sys/time.h>
 #include <unistd.h>
 
 #include <chrono>
+#include <functional>
 
 #include "platform/core_foundation/property_list_file.h"
 #include "prefs/preferences.h"
+#include "prefs/transaction.h"
 #include "tests/prefs/store_fixture.h"
 
 namespace orvik::test {
@@ -108,20 +112,122 @@ TEST_F(SharedLockTest, RecordsThatHoldAndThatDoNot) {
 }
 
 TEST_F(SharedLockTest, AFileThatIsNoRecordIsFree) {
-  for (const std::string bytes : {"", "garbage", "<plist><array/></plist>", "a folder"}) {
+  for (const std::string bytes : {"", "garbage", "<plist><array/></plist>"}) {
     SCOPED_TRACE(bytes);
     fs::remove(RecordFile());
-    if (bytes == "a folder") {  // which can be neither read nor written
-      fs::create_directories(RecordFile() / "x");
-    } else {
-      WriteFile(RecordFile(), bytes);
-    }
+    WriteFile(RecordFile(), bytes);
     EXPECT_FALSE(IsGlobalSharedPListLocked(kDomain));
     EXPECT_TRUE(LockGlobalSharedPList(kDomain));
     UnlockGlobalSharedPList(kDomain);
   }
   EXPECT_EQ(WritePreferenceString(0, u"K", u"n", u"v", kDomain), 0u);
   EXPECT_EQ(OnDisk(SharedFile()), R"({"K":{"n":"v"}})");
+}
+
+// What somebody may put in the place of the record, next to "victim", a record that is held.
+struct OddRecord {
+  const char* title;
+  std::function<void(const fs::path& record)> make;
+  bool needs_root = false;
+};
+constexpr uid_t kStranger = 30002;
+const OddRecord kOddRecords[] = {
+    {"a link", [](const fs::path& record) { fs::create_symlink("victim", record); }},
+    {"a link to nothing", [](const fs::path& record) { fs::create_symlink("none/x", record); }},
+    {"a loop", [](const fs::path& record) { fs::create_symlink(record.filename(), record); }},
+    {"a pipe", [](const fs::path& record) { EXPECT_EQ(mkfifo(record.c_str(), 0666), 0); }},
+    {"a folder", [](const fs::path& record) { fs::create_directory(record); }},
+    {"a second name",
+     [](const fs::path& record) { fs::create_hard_link(record.parent_path() / "victim", record); }},
+    {"a link of a stranger",
+     [](const fs::path& record) {
+       fs::create_symlink("victim", record);
+       EXPECT_EQ(lchown(record.c_str(), kStranger, kStranger), 0);
+     },
+     true},
+    {"a record of a stranger",
+     [](const fs::path& record) {
+       fs::copy_file(record.parent_path() / "victim", record);
+       EXPECT_EQ(chown(record.c_str(), kStranger, kStranger), 0);
+     },
+     true},
+    {"a link to a device",
+     [](const fs::path& record) {
+       fs::create_directories(record.parent_path() / "dev");
+       mknod((record.parent_path() / "dev/null").c_str(), S_IFCHR | 0666, makedev(1, 3));
+       fs::create_symlink("dev/null", record);
+     },
+     true},
+};
+
+TEST_F(SharedLockTest, RefusesARecordOfOthersAndLeavesItAlone) {
+  const fs::path folder = RecordFile().parent_path();
+  for (const OddRecord& odd : kOddRecords) {
+    if (odd.needs_root && geteuid() != 0) continue;
+    SCOPED_TRACE(odd.title);
+    fs::remove_all(env_.home());
+    fs::remove(SharedFile());
+    WritePlist(folder / "victim", R"({"lock":1,"process":"x","pid":1})");
+    odd.make(RecordFile());
+    const auto before = TreeIn(folder);
+    const auto unchanged = [&] {
+      auto now = TreeIn(folder);
+      std::erase_if(now, [](const auto& entry) { return entry.starts_with(".orvik.lock"); });
+      return now == before;
+    };
+    EXPECT_EQ(WritePreferenceString(0, u"K", u"n", u"v", kDomain), 0u);
+    EXPECT_EQ(OnDisk(SharedFile()), R"({"K":{"n":"v"}})");
+    EXPECT_EQ(DeletePreference(0, u"K", u"n", kDomain), 0u);
+    EXPECT_TRUE(unchanged());
+    EXPECT_FALSE(IsGlobalSharedPListLocked(kDomain));
+    EXPECT_TRUE(LockGlobalSharedPList(kDomain));
+    EXPECT_FALSE(ReleaseStaleSharedLock(kDomain));
+    UnlockGlobalSharedPList(kDomain);
+    const SharedLockRecord record = CopySharedLockRecord(kDomain);
+    EXPECT_EQ(record.state, SharedLockRecord::State::kRefused);
+    EXPECT_EQ(record.file, RecordFile());
+    Transaction change(kSharedScope, kDomain);
+    change.SetInt(u"K", u"n", 1);
+    const PrefStatus status = change.Commit();
+    EXPECT_EQ(status.error, PrefError::kLockRefused);
+    EXPECT_EQ(status.path, RecordFile());
+    EXPECT_EQ(OnDisk(SharedFile()), R"({"K":{}})");
+    EXPECT_TRUE(unchanged());
+    EXPECT_EQ(waits_, 0);
+  }
+}
+
+// A link of another user on the way to the record, and a lock file of its folder that is refused.
+TEST_F(SharedLockTest, TheWayToTheRecordIsExamined) {
+  fs::create_directories(RecordFile().parent_path());
+  fs::create_symlink("elsewhere", RecordFile().parent_path() / ".orvik.lock");
+  Transaction change(kSharedScope, kDomain);
+  change.SetInt(u"K", u"n", 1);
+  PrefStatus status = change.Commit();
+  EXPECT_EQ(status.error, PrefError::kLockRefused);
+  EXPECT_EQ(status.path, RecordFile().parent_path() / ".orvik.lock");
+  EXPECT_EQ(WritePreferenceString(0, u"K", u"n", u"v", kDomain), 0u);
+  EXPECT_FALSE(fs::exists(RecordFile()));
+  fs::create_symlink("elsewhere", SharedFile().parent_path() / ".orvik.lock.new");
+  fs::rename(SharedFile().parent_path() / ".orvik.lock.new",
+             SharedFile().parent_path() / ".orvik.lock");
+  status = change.Commit();
+  EXPECT_EQ(status.error, PrefError::kLockRefused);
+  EXPECT_EQ(status.path, SharedFile().parent_path() / ".orvik.lock");
+
+  if (geteuid() != 0) return;
+  fs::remove(SharedFile().parent_path() / ".orvik.lock");
+  fs::remove_all(env_.home() / "Library");
+  WritePlist(env_.folder() / "theirs/Preferences" / RecordFile().filename(), R"({"lock":0})");
+  fs::create_symlink(env_.folder() / "theirs", env_.home() / "Library");
+  for (const fs::path& theirs : {env_.home(), env_.home() / "Library"}) {
+    ASSERT_EQ(lchown(theirs.c_str(), kStranger, kStranger), 0);
+  }
+  const auto before = TreeIn(env_.folder() / "theirs");
+  EXPECT_EQ(change.Commit().path, env_.home() / "Library");
+  EXPECT_TRUE(LockGlobalSharedPList(kDomain));
+  UnlockGlobalSharedPList(kDomain);
+  EXPECT_EQ(TreeIn(env_.folder() / "theirs"), before);
 }
 
 // As the only process of a container finds the record of the one before it.

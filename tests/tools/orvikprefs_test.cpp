@@ -435,6 +435,18 @@ TEST_F(OrvikPrefsTest, ShowsAndFreesTheLock) {
   EXPECT_LT(waited.count(), 8);
   Out("lock --force");
   EXPECT_TRUE(Contains(Out("--json lock"), "\"free\""));
+
+  // What is not the record of a trusted user is named, and stays.
+  const fs::path file = env_.home() / "Library/Preferences/com.orviktech.Registry.lock.plist";
+  fs::remove(file);
+  fs::create_symlink("elsewhere", file);
+  const std::string refused = ": the lock's file is not a regular lock file of a trusted user: \"" +
+                              file.string() + "\"; move it away";
+  Fails("lock", 5, refused);
+  for (const char* const line : {"lock --release", "lock --force", "set K n v", "repair"}) {
+    Fails(line, 3, refused);
+  }
+  EXPECT_TRUE(fs::is_symlink(file));
 }
 
 // A change that is held up shows its process to whoever waits, in every scope.

@@ -58,6 +58,7 @@ constexpr FailureRow kFailures[] = {
     {PrefError::kTooLarge, kDamagedFile, kNotSaved, ""},
     {PrefError::kForeignLink, kDamagedFile, kNotSaved, "remove the link, or make it root's"},
     {PrefError::kInTheWay, kDamagedFile, kNotSaved, "move it away"},
+    {PrefError::kLockRefused, kDamagedFile, kNotSaved, "move it away"},
 };
 
 const FailureRow& RowOf(PrefError error) {

@@ -31,10 +31,16 @@ void Show(const Context& context, const LockHolder& holder) {
 }  // namespace
 
 int Lock(const Context& context, const CommandLine& line) {
+  const bool changes = line.Has("--force") || line.Has("--release");
+  const LockHolder holder = FindHolder(context);
+  if (holder.is_refused) {
+    const PrefStatus refused{.error = PrefError::kLockRefused, .path = holder.file};
+    return context.Fail(refused, "lock", changes);
+  }
   if (line.Has("--force")) {
     UnlockGlobalSharedPList(context.domain);
-  } else if (!line.Has("--release")) {
-    Show(context, FindHolder(context));
+  } else if (!changes) {
+    Show(context, holder);
     return kDone;
   } else if (!ReleaseStaleSharedLock(context.domain)) {
     return context.Fail({PrefError::kLockNotObtained}, "--force frees it all the same", true);

@@ -59,6 +59,7 @@ LockHolder FindHolder(const Context& context) {
   const SharedLockRecord record = CopySharedLockRecord(context.domain);
   LockHolder holder;
   holder.is_held = record.state == SharedLockRecord::State::kHeld;
+  holder.is_refused = record.state == SharedLockRecord::State::kRefused;
   holder.is_stale = record.state == SharedLockRecord::State::kStale;
   holder.process = ToUtf8(record.process);
   holder.pid = record.pid;

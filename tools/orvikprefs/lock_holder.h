@@ -12,10 +12,11 @@ struct LockHolder {
   bool is_stale = false;  // the record names one that does not
   std::string process;
   int pid = -1;
-  std::string user;   // "" when it is not known
-  std::string host;   // of another machine
-  std::string since;  // ISO 8601 in local time: of the record, else of the process; or ""
-  std::string file;   // where the lock is kept
+  std::string user;         // "" when it is not known
+  std::string host;         // of another machine
+  std::string since;        // ISO 8601 in local time: of the record, else of the process; or ""
+  std::string file;         // where the lock is kept
+  bool is_refused = false;  // the file is not a regular lock file of a trusted user
 };
 
 // Of the shared scope, with its record; of the other scopes, whose folder has the kernel's lock

@@ -1,0 +1,183 @@
+#include "host/lock_file.h"
+
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <charconv>
+#include <cstring>
+#include <string_view>
+
+#include "host/file_lock.h"
+#include "host/process_start.h"
+
+namespace orvik::host {
+
+namespace {
+
+constexpr int kOpenFlags = O_NOFOLLOW | O_CLOEXEC | O_NOCTTY | O_NONBLOCK;
+// Longer than the words of a holder.
+constexpr std::size_t kMaximumSize = 512;
+
+// The rights on a lock's file are those to write the folder.
+mode_t ModeFor(const struct stat& folder) {
+  mode_t mode = S_IRUSR | S_IWUSR;
+  if ((folder.st_mode & S_IWGRP) != 0) mode |= S_IRGRP | S_IWGRP;
+  if ((folder.st_mode & S_IWOTH) != 0) mode |= S_IROTH | S_IWOTH;
+  return mode;
+}
+
+std::string_view ReadBytes(int file, char (&bytes)[kMaximumSize]) {
+  const ssize_t size = pread(file, bytes, sizeof bytes, 0);
+  return {bytes, static_cast<std::size_t>(std::max<ssize_t>(size, 0))};
+}
+
+// Ten and twenty digits: words that were written only in part over older ones are words, too.
+std::string Padded(std::uint64_t number, std::size_t width) {
+  const std::string digits = std::to_string(number);
+  return std::string(width - std::min(width, digits.size()), '0') + digits;
+}
+
+// Whether the text is the beginning of words, without their line end.
+bool BeginsWords(std::string_view text) {
+  constexpr std::string_view kDigits = "0123456789";
+  for (const std::size_t longest : {10u, 20u}) {
+    const std::size_t count = std::min(text.find_first_not_of(kDigits), text.size());
+    if (count > longest) return false;
+    text.remove_prefix(count);
+    if (text.empty()) return true;
+    if (count == 0 || text.front() != ' ') return false;
+    text.remove_prefix(1);
+  }
+  return text.find('\n') == text.npos;
+}
+
+bool ParseWords(std::string_view text, HolderWords* words) {
+  const std::size_t line_end = text.find('\n');
+  if (line_end == text.npos) return false;
+  const char* const end = text.data() + line_end;
+  const auto [pid_end, pid_error] = std::from_chars(text.data(), end, words->pid);
+  if (pid_error != std::errc() || pid_end == end || *pid_end != ' ') return false;
+  const auto [start_end, start_error] = std::from_chars(pid_end + 1, end, words->start);
+  if (start_error != std::errc() || start_end == end || *start_end != ' ') return false;
+  words->host.assign(start_end + 1, end);
+  return true;
+}
+
+int GiveName(int file, int folder, const char* name) {
+  const std::string path = "/proc/self/fd/" + std::to_string(file);
+  return linkat(AT_FDCWD, path.c_str(), folder, name, AT_SYMLINK_FOLLOW) == 0 ? 0 : errno;
+}
+
+}  // namespace
+
+bool IsTrustedFile(const struct stat& file, const struct stat& folder) {
+  if (!S_ISREG(file.st_mode) || file.st_nlink > 1) return false;
+  if (file.st_uid == geteuid() || file.st_uid == 0 || file.st_uid == folder.st_uid) return true;
+  const mode_t both = file.st_mode & folder.st_mode;
+  return (both & S_IWOTH) != 0 || ((both & S_IWGRP) != 0 && file.st_gid == folder.st_gid);
+}
+
+const std::string& LockHostName() {
+  static const std::string name = [] {
+    char text[256] = "";
+    const bool has_name = gethostname(text, sizeof text - 1) == 0 && *text != '\0';
+    return std::string(has_name ? text : "localhost");
+  }();
+  return name;
+}
+
+const std::string& OwnHolderWords() {
+  // Computed once in each process and thread.
+  thread_local std::string text;
+  thread_local pid_t of = 0;
+  if (const pid_t pid = getpid(); pid != of) {
+    text = Padded(static_cast<std::uint64_t>(pid), 10) + ' ' +
+           Padded(StartTicks(pid).value_or(0), 20) + ' ' + LockHostName() + '\n';
+    of = pid;
+  }
+  return text;
+}
+
+HolderWords ReadHolderWords(int file) {
+  char bytes[kMaximumSize];
+  HolderWords words;
+  return ParseWords(ReadBytes(file, bytes), &words) ? words : HolderWords();
+}
+
+void WriteHolderWords(int file) {
+  const std::string& words = OwnHolderWords();
+  [[maybe_unused]] const ssize_t written = pwrite(file, words.data(), words.size(), 0);
+}
+
+int CheckHolderWords(int file) {
+  char bytes[kMaximumSize];
+  HolderWords words;
+  const std::string_view text = ReadBytes(file, bytes);
+  // After a crash of the machine some volumes give back zeros.
+  const bool is_blank = text.find_first_not_of('\0') == text.npos;
+  return is_blank || ParseWords(text, &words) || BeginsWords(text) ? 0 : EINVAL;
+}
+
+void GiveFolderRights(int file, const struct stat& folder) {
+  struct stat own;
+  if (fstat(file, &own) != 0) return;
+  const uid_t owner = geteuid() == 0 ? folder.st_uid : own.st_uid;
+  if (own.st_gid != folder.st_gid || own.st_uid != owner) {
+    // Without the right to give it away it keeps its own.
+    [[maybe_unused]] const int result = fchown(file, owner, folder.st_gid);
+  }
+  if ((own.st_mode & 07777) != ModeFor(folder)) fchmod(file, ModeFor(folder));
+}
+
+bool HasFolderRights(int file, const struct stat& folder) {
+  struct stat own;
+  if (fstat(file, &own) != 0) return true;
+  const uid_t caller = geteuid();
+  if (caller != 0 && caller != own.st_uid) return true;
+  if (caller == 0 && own.st_uid != folder.st_uid) return false;
+  const bool needs_group = caller == 0 || (folder.st_mode & S_IWGRP) != 0;
+  return (own.st_mode & 07777) == ModeFor(folder) && (!needs_group || own.st_gid == folder.st_gid);
+}
+
+bool RenewLockFile(int folder, const struct stat& attributes, const char* name) {
+  const Descriptor file(openat(folder, ".", O_RDWR | O_TMPFILE | O_CLOEXEC, 0600));
+  if (!file) return false;
+  GiveFolderRights(file.get(), attributes);
+  // Some volumes keep no rights, and some give no file away.
+  if (!HasFolderRights(file.get(), attributes) || unlinkat(folder, name, 0) != 0) return false;
+  GiveName(file.get(), folder, name);
+  return true;
+}
+
+int OpenLockFile(int folder, const struct stat& attributes, const char* name, int access,
+                 Descriptor* file) {
+  // A device or a pipe notices that it is opened.
+  struct stat own;
+  if (fstatat(folder, name, &own, AT_SYMLINK_NOFOLLOW) != 0) return errno;
+  if (!S_ISREG(own.st_mode)) return EINVAL;
+  *file = Descriptor(openat(folder, name, access | kOpenFlags));
+  if (!*file) return errno == ELOOP || errno == ENXIO ? EINVAL : errno;
+  if (fstat(file->get(), &own) != 0) return errno;
+  const bool is_small = own.st_size <= static_cast<off_t>(kMaximumSize);
+  return IsTrustedFile(own, attributes) && is_small ? 0 : EINVAL;
+}
+
+int MakeLockFile(int folder, const struct stat& attributes, const char* name, Descriptor* file) {
+  // It gets its rights before its name: another member of the folder's group who opens it at that
+  // moment would be refused otherwise.
+  *file = Descriptor(openat(folder, ".", O_RDWR | O_TMPFILE | O_CLOEXEC, 0600));
+  if (*file) {
+    GiveFolderRights(file->get(), attributes);
+    const int error = GiveName(file->get(), folder, name);
+    if (error == 0 || error == EEXIST) return error;
+  }
+  // Volumes without unnamed files, and machines without /proc.
+  *file = Descriptor(openat(folder, name, O_RDWR | O_CREAT | O_EXCL | kOpenFlags, 0600));
+  if (!*file) return errno;
+  GiveFolderRights(file->get(), attributes);
+  return 0;
+}
+
+}  // namespace orvik::host
