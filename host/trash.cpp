@@ -6,12 +6,14 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <bit>
 #include <cerrno>
 #include <ctime>
 #include <filesystem>
 #include <functional>
 #include <optional>
 #include <set>
+#include <vector>
 
 #include "host/at_path.h"
 #include "host/descriptor.h"
@@ -159,11 +161,9 @@ bool RemoveLeftOver(const std::string& path, const std::string& target_path) {
          IsLeftOver(record.st_mtime, target_path) && unlinkat(at.folder(), at.name(), 0) == 0;
 }
 
-// Enters a folder in "directorysizes", and takes out those that are gone. The file is a cache that
-// whoever shows the trash can make again: a failure is none of the move.
-void NoteFolderSize(const Trash& trash, const std::string& target_path, std::time_t info_time) {
+// Takes the folders that are gone out of "directorysizes", and older lines of the same folder.
+void TidyFolderSizes(const Trash& trash) {
   const std::string cache = ChildPath(trash.folder, "directorysizes");
-  const std::string name = Encoded(LeafName(target_path));
   const Descriptor files = OpenPath(ChildPath(trash.folder, "files"), O_RDONLY | O_DIRECTORY);
   std::set<std::string, std::less<>> present;
   if (!files || ListFolder(files.get(), [&present](const dirent& entry) {
@@ -172,19 +172,47 @@ void NoteFolderSize(const Trash& trash, const std::string& target_path, std::tim
                 }) != 0) {
     return;
   }
-  present.erase(name);
-  std::string old, text;
-  ReadWholeFile(cache, &old);
+  std::string old;
+  if (ReadWholeFile(cache, &old) != 0) return;
+  std::vector<std::string_view> kept;
   for (std::string_view rest = old; !rest.empty();) {
-    const std::size_t end = rest.find('\n');
-    const std::string_view line = rest.substr(0, end);
-    rest.remove_prefix(end == std::string_view::npos ? rest.size() : end + 1);
-    const std::string_view other = line.substr(line.rfind(' ') + 1);
-    if (present.find(other) != present.end()) text.append(line).append("\n");
+    // From the end: the last line of a name holds.
+    if (rest.ends_with('\n')) rest.remove_suffix(1);
+    const std::size_t start = rest.rfind('\n') + 1;
+    const std::string_view line = rest.substr(start);
+    rest = rest.substr(0, start);
+    const auto folder = present.find(line.substr(line.rfind(' ') + 1));
+    if (folder == present.end()) continue;
+    present.erase(folder);
+    kept.push_back(line);
   }
-  text +=
-      std::to_string(DiskUsage(target_path)) + " " + std::to_string(info_time) + " " + name + "\n";
+  std::string text;
+  for (std::size_t i = kept.size(); i-- > 0;) text.append(kept[i]).append("\n");
   ReplaceFile(cache, text, Flush::kNone);
+}
+
+// Enters a folder in "directorysizes". The file is a cache that whoever shows the trash can make
+// again: a failure is none of the move. The line is appended, because n folders would otherwise
+// write n files of n lines; the file is tidied whenever its size passes a power of two.
+void NoteFolderSize(const Trash& trash, const std::string& target_path, std::time_t info_time) {
+  const std::string line = std::to_string(DiskUsage(target_path)) + " " +
+                           std::to_string(info_time) + " " + Encoded(LeafName(target_path)) + "\n";
+  const std::string path = ChildPath(trash.folder, "directorysizes");
+  constexpr int kFlags = O_WRONLY | O_CREAT | O_APPEND | O_NOFOLLOW | O_NONBLOCK;
+  const Descriptor cache = OpenPath(path, kFlags, 0600);
+  struct stat info;
+  if (!cache || fstat(cache.get(), &info) != 0 || !S_ISREG(info.st_mode)) return;
+  constexpr std::size_t kSmall = 512;
+  const auto size = static_cast<std::size_t>(info.st_size);
+  // One call: a line of another process does not get into the middle of this one.
+  const ssize_t written = write(cache.get(), line.data(), line.size());
+  if (written != static_cast<ssize_t>(line.size())) {
+    [[maybe_unused]] const int cut = written > 0 ? ftruncate(cache.get(), info.st_size) : 0;
+    return;
+  }
+  if (std::bit_width((size + line.size()) / kSmall) != std::bit_width(size / kSmall)) {
+    TidyFolderSizes(trash);
+  }
 }
 
 }  // namespace
