@@ -1,6 +1,7 @@
 #include "host/file_replacement.h"
 
 #include <fcntl.h>
+#include <sys/mman.h>
 #include <sys/stat.h>
 
 #include <cerrno>
@@ -37,6 +38,7 @@ int FileReplacement::Open(const std::string& path, const std::string& spare_fold
     staged_.reset();
   }
   spare_ = MakeTemporaryFile(spare_folder);
+  if (!spare_) spare_ = Descriptor(memfd_create("orvik-spare", MFD_CLOEXEC));
   return spare_ ? 0 : errno;
 }
 
@@ -63,7 +65,10 @@ int FileReplacement::Commit() {
                         made.st_mode == old.st_mode && old.st_nlink <= 1;
   // What others have put in the place of the old file meanwhile is replaced.
   const bool is_there = HasName(old_.get(), place_.folder.get(), place_.name.c_str());
-  return is_alike || !is_there ? staged_->Commit(is_there ? old_.get() : -1) : WriteIntoTarget();
+  if (!is_alike && is_there) return WriteIntoTarget();
+  const int error = staged_->Commit(is_there ? old_.get() : -1);
+  // A mount point keeps its name.
+  return error == EBUSY && is_there ? WriteIntoTarget() : error;
 }
 
 int FileReplacement::WriteIntoTarget() const {

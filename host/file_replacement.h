@@ -6,10 +6,10 @@
 //
 // Of an existing target stay: mode, owner, group, extended attributes, its other hard links, and
 // the symbolic links that lead to it. Where a new file could not have all of that (it has other
-// names, or the owner cannot be given), and for a character device or in a folder that takes no new
-// file, the commit writes into the target itself. A reader may then see a part, and a crash may
-// leave one; a full disk is found before the old content is touched, where the volume can reserve
-// room. A new file has mode 0666 less the umask.
+// names, or the owner cannot be given), for a character device, for a file that is a mount point
+// itself, and in a folder that takes no new file, the commit writes into the target itself. A
+// reader may then see a part, and a crash may leave one; a full disk is found before the old
+// content is touched, where the volume can reserve room. A new file has mode 0666 less the umask.
 //
 // Nothing is flushed to disk. Failures are error numbers of Linux; 0 is success.
 #pragma once
@@ -32,7 +32,7 @@ class FileReplacement {
   // Begins to replace the file, following links that may be followed (trust.h; EPERM for another).
   // EACCES when the caller may not write it, or another user may have prepared it; EISDIR
   // and EINVAL for what is neither a regular file nor a character device. `spare_folder` takes the
-  // content when the target's own folder cannot.
+  // content when the target's own folder cannot; memory takes it when neither can.
   int Open(const std::string& path, const std::string& spare_folder);
 
   // Whether the file is a character device.

@@ -78,7 +78,7 @@ const char* StatusText(OSStatus status) {
       {fnfErr, "no such file or folder"},
       {fLckdErr, "file is locked"},
       {vLckdErr, "volume is read-only"},
-      {fBsyErr, "file is in use or folder is not empty"},
+      {fBsyErr, "file is in use or a mount point, or folder is not empty"},
       {dupFNErr, "name is taken"},
       {opWrErr, "file is open for writing already"},
       {paramErr, "bad parameter"},

@@ -367,6 +367,20 @@ std::vector<Surrounding> Surroundings() {
              }
              fs::current_path(stage + "/tmp");
            }},
+      {.name = "files that are mount points",
+       .answer = kAny,
+       .enter = OwnMounts,
+       .begin =
+           [] {
+             if (!OwnMounts()) abort();
+             const fs::path stage = fs::path(getenv("HOME")).parent_path();
+             for (const fs::directory_entry& entry : fs::recursive_directory_iterator(stage)) {
+               if (entry.is_regular_file() &&
+                   mount(entry.path().c_str(), entry.path().c_str(), nullptr, MS_BIND, nullptr)) {
+                 abort();
+               }
+             }
+           }},
       {.name = "full volume",
        .answer = kChangesFail,
        .enter = Mounted("tmpfs", 0, "size=256k"),
