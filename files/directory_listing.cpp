@@ -1,6 +1,7 @@
 // Listing the entries of folders whose names match a pattern.
 #include <fcntl.h>
 
+#include <cerrno>
 #include <optional>
 #include <string>
 #include <utility>
@@ -9,6 +10,8 @@
 #include "files/directory_path.h"
 #include "files/folder_walk.h"
 #include "files/path_arguments.h"
+#include "files/tree_failures.h"
+#include "files/tree_report.h"
 #include "files/wildcard.h"
 #include "host/at_path.h"
 #include "host/path_names.h"
@@ -19,6 +22,12 @@ namespace orvik {
 void COrvikDirectoryPath::ListSubDirectories(const CAtlString& pattern,
                                              CAtlArray<COrvikDirectoryPath>& folders,
                                              BOOL recursive) const {
+  ListSubDirectories(pattern, folders, recursive, nullptr);
+}
+
+void COrvikDirectoryPath::ListSubDirectories(const CAtlString& pattern,
+                                             CAtlArray<COrvikDirectoryPath>& folders,
+                                             BOOL recursive, TreeReport* report) const {
   const std::optional<std::string> top = PathForLibc(path_);
   if (!top) return;
   // The path as it is given, and as it is spelled on disk, so that no folder is looked for again.
@@ -27,17 +36,23 @@ void COrvikDirectoryPath::ListSubDirectories(const CAtlString& pattern,
     const auto [folder, on_disk] = std::move(waiting.back());
     waiting.pop_back();
     const host::Descriptor opened = host::OpenPath(on_disk, O_RDONLY | O_DIRECTORY);
-    if (!opened) continue;
-    WalkFolder(opened.get(), [&, &folder = folder, &on_disk = on_disk](const FolderEntry& entry) {
-      if (entry.kind != EntryKind::kFolder) return;
-      const bool matches = MatchesWildcard(entry.name, pattern.View());
-      if (!matches && recursive == FALSE) return;
-      COrvikDirectoryPath subfolder = folder;
-      subfolder.AddDirectoryToPath(PathFromUnits(entry.name));
-      if (matches) folders.Add(subfolder);
-      if (recursive == FALSE) return;
-      waiting.emplace_back(std::move(subfolder), host::ChildPath(on_disk, entry.name_on_disk));
-    });
+    int error = errno;
+    if (opened)
+      error = WalkFolder(opened.get(), [&, &folder = folder,
+                                        &on_disk = on_disk](const FolderEntry& entry) {
+        if (entry.kind != EntryKind::kFolder) return;
+        const bool matches = MatchesWildcard(entry.name, pattern.View());
+        if (!matches && recursive == FALSE) return;
+        COrvikDirectoryPath subfolder = folder;
+        subfolder.AddDirectoryToPath(PathFromUnits(entry.name));
+        if (matches) folders.Add(subfolder);
+        if (recursive == FALSE) return;
+        waiting.emplace_back(std::move(subfolder), host::ChildPath(on_disk, entry.name_on_disk));
+      });
+    if (error != 0 && error != ENOENT) {  // one that vanished is not missed
+      AddFailure(COrvikFilePath(folder.GetDirectoryPathString()), error, host::Side::kSource,
+                 report);
+    }
   }
   SortPaths(folders);
 }

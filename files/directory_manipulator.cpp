@@ -1,14 +1,13 @@
 #include "files/directory_manipulator.h"
 
 #include <cerrno>
-#include <cstring>
 #include <optional>
 #include <string>
-#include <utility>
 #include <vector>
 
 #include "files/folder_walk.h"
 #include "files/path_arguments.h"
+#include "files/tree_failures.h"
 #include "files/wildcard.h"
 #include "files/windows_files.h"
 #include "host/at_path.h"
@@ -17,23 +16,6 @@
 #include "host/tree_removal.h"
 
 namespace orvik {
-namespace {
-
-// Adds what was done below the folder to the caller's report.
-void Report(const COrvikDirectoryPath& folder, const host::TreeOutcome& done, TreeReport* report) {
-  if (report == nullptr) return;
-  report->done += done.done;
-  report->failed += done.failed;
-  for (const host::TreeFailure& failure : done.failures) {
-    CAtlString path = folder.GetDirectoryPathString();
-    if (!failure.path.empty()) path += u'/' + PathFromBytes(failure.path);
-    report->failures.push_back(
-        {COrvikFilePath(path), failure.error, PathFromBytes(std::strerror(failure.error))});
-  }
-}
-
-}  // namespace
-
 BOOL CDirectoryManipulator::CreateDirectory(const COrvikDirectoryPath& folder) {
   std::vector<COrvikDirectoryPath> missing;
   COrvikDirectoryPath ancestor = folder;
@@ -79,7 +61,7 @@ BOOL CDirectoryManipulator::RemoveAllFilesAndSubDirectories(const COrvikDirector
   if (!path) return FALSE;
   host::TreeOutcome done;
   const int error = host::EmptyFolder(*path, host::Obstacles::kTakeAway, &done);
-  Report(folder, done, report);
+  AddOutcome(folder, done, report);
   return error == 0 ? TRUE : FALSE;
 }
 
@@ -98,8 +80,9 @@ HRESULT CDirectoryManipulator::RecursivelyCopyDirectory(const COrvikDirectoryPat
   host::TreeOutcome done;
   const int error = host::MergeTree(
       *from, *to, move == FALSE ? host::Transfer::kCopy : host::Transfer::kMove, &done);
-  if (error != 0) done.AddFailure({}, error);
-  Report(source, done, report);
+  if (error != 0)
+    done.AddFailure({}, error, error == EINVAL ? host::Side::kTarget : host::Side::kSource);
+  AddOutcome(source, done, report);
   return error == 0 ? S_OK : E_FAIL;
 }
 

@@ -18,6 +18,8 @@
 
 namespace [[gnu::visibility("default")]] orvik {
 
+struct TreeReport;
+
 class COrvikDirectoryPath {
  public:
   COrvikDirectoryPath() = default;
@@ -90,6 +92,9 @@ class COrvikDirectoryPath {
   // Subfolders, with `recursive` at every depth; afterwards the whole array is in SortPaths order.
   void ListSubDirectories(const CAtlString& pattern, CAtlArray<COrvikDirectoryPath>& folders,
                           BOOL recursive) const;
+  // The same; `report` (may be null) names each subfolder that could not be read.
+  void ListSubDirectories(const CAtlString& pattern, CAtlArray<COrvikDirectoryPath>& folders,
+                          BOOL recursive, TreeReport* report) const;
   // Everything else in this folder, in the file system's order. 0 when the folder does not exist,
   // else the platform's status of opening or closing the walk.
   OSErr FindFilesInDirectory(const CAtlString& pattern, CAtlArray<COrvikFilePath>& files) const;

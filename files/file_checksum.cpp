@@ -14,6 +14,7 @@ namespace orvik {
 namespace {
 
 constexpr std::size_t kPiece = std::size_t{256} << 10;
+constexpr std::size_t kUnknownPiece = std::size_t{16} << 10;
 
 // Reading less takes about as long as starting a thread.
 constexpr std::size_t kWorthTwoThreads = std::size_t{8} << 20;
@@ -52,9 +53,23 @@ class Part {
   bool is_read_ = false;
 };
 
+std::optional<std::uint32_t> ChecksumToEnd(int file) {
+  const auto buffer = std::make_unique_for_overwrite<unsigned char[]>(kUnknownPiece);
+  std::uint32_t checksum = 0;
+  for (off_t done = 0;;) {
+    const ssize_t got = pread(file, buffer.get(), kUnknownPiece, done);
+    if (got < 0 && errno == EINTR) continue;
+    if (got < 0) return std::nullopt;
+    if (got == 0) return checksum;
+    checksum = ContinueCRC32(checksum, buffer.get(), got);
+    done += got;
+  }
+}
+
 }  // namespace
 
 std::optional<std::uint32_t> ChecksumOfFile(int file, std::size_t size) {
+  if (size == 0) return ChecksumToEnd(file);
   const std::size_t half = size < kWorthTwoThreads ? size : size / 2;
   Part first(file, 0, half);
   Part second(file, half, size - half);

@@ -7,8 +7,9 @@
 
 namespace orvik {
 
-// The checksum of the first `size` bytes of a regular file, of a large one by two threads. Nothing
-// when they cannot be read.
+// The checksum of the first `size` bytes of a regular file, of a large one by two threads; with
+// size 0, of everything in it, because files of /proc have no size. Nothing when the file cannot be
+// read.
 std::optional<std::uint32_t> ChecksumOfFile(int file, std::size_t size);
 
 }  // namespace orvik

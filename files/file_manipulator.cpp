@@ -12,12 +12,15 @@
 #include <string>
 
 #include "files/c_file.h"
+#include "files/item_transfer.h"
 #include "files/path_arguments.h"
 #include "files/trash_names.h"
+#include "files/tree_failures.h"
 #include "files/whole_file.h"
 #include "files/windows_file_refs.h"
 #include "files/windows_files.h"
 #include "host/at_path.h"
+#include "host/replace_file.h"
 #include "host/tree_removal.h"
 #include "platform/carbon/folders.h"
 #include "platform/core_foundation/owned.h"
@@ -29,6 +32,36 @@ namespace {
 
 Owned<const NSString> PlatformString(const CAtlString& text) {
   return Owned<const NSString>(text.CreateCFStringRef(kCFAllocatorDefault));
+}
+
+constexpr char16_t kDeleteConfirmFormat[] = u"Are you sure you want to delete the file \"%s\"?";
+constexpr char16_t kOverwriteConfirmFormat[] =
+    u"The file \"%s\" already exists.  Do you want to overwrite it?";
+
+// Whether the format can be filled with one path: it holds one %s, and every other per cent sign is
+// written as %%.
+bool TakesOnePath(std::u16string_view format) {
+  int paths = 0;
+  for (std::size_t at = format.find(u'%'); at != std::u16string_view::npos;
+       at = format.find(u'%', at + 2)) {
+    const char16_t kind = at + 1 < format.size() ? format[at + 1] : u'\0';
+    if (kind == u's') {
+      ++paths;
+    } else if (kind != u'%') {
+      return false;
+    }
+  }
+  return paths == 1;
+}
+
+// The question about a file. A translated format that cannot be filled gives way to the built-in
+// one: nobody is to be asked without the name.
+CAtlString Question(const CAtlString& translated, const char16_t* built_in,
+                    const COrvikFilePath& file) {
+  const CAtlString format = TakesOnePath(translated.View()) ? translated : CAtlString(built_in);
+  CAtlString message;
+  message.Format(format, NameForSentence(file.GetFilePathString().View(), format.View()).c_str());
+  return message;
 }
 
 // Whether the user chose `confirm` and not `cancel`, which is the default button.
@@ -47,6 +80,13 @@ std::optional<std::uint64_t> SizeOf(std::FILE* file) {
   struct stat record;
   if (fstat(fileno(file), &record) != 0 || !S_ISREG(record.st_mode)) return std::nullopt;
   return static_cast<std::uint64_t>(record.st_size);
+}
+
+// The content of a regular file of size 0: files of /proc have content all the same. Waits for
+// nothing; false on failure, and for more bytes than the limit.
+bool ReadWithoutSize(const COrvikFilePath& file, std::size_t limit, std::string* content) {
+  const std::optional<std::string> path = PathForLibc(file.GetFilePathString());
+  return path && host::ReadWholeFile(*path, content, nullptr, limit) == 0;
 }
 
 // The flags of open for an fopen mode; -1 when it is none.
@@ -87,10 +127,8 @@ std::optional<COrvikDirectoryPath> FindTrash(FSVolumeRefNum domain, bool create)
 
 }  // namespace
 
-CAtlString CFileManipulator::m_csDeleteConfirmFormat =
-    u"Are you sure you want to delete the file \"%s\"?";
-CAtlString CFileManipulator::m_csOverwriteConfirmFormat =
-    u"The file \"%s\" already exists.  Do you want to overwrite it?";
+CAtlString CFileManipulator::m_csDeleteConfirmFormat = kDeleteConfirmFormat;
+CAtlString CFileManipulator::m_csOverwriteConfirmFormat = kOverwriteConfirmFormat;
 CAtlString CFileManipulator::m_csDeleteString = u"Delete";
 CAtlString CFileManipulator::m_csCancelString = u"Cancel";
 CAtlString CFileManipulator::m_csCopyString = u"Copy";
@@ -114,10 +152,8 @@ BOOL CFileManipulator::CopyFile(const COrvikFilePath& source, const COrvikFilePa
                                 BOOL ask) {
   if (source.FileExists() == FALSE) return FALSE;
   if (ask != FALSE && target.FileExists() != FALSE) {
-    CAtlString message;
-    message.Format(m_csOverwriteConfirmFormat, NameForSentence(target.GetFilePathString().View(),
-                                                               m_csOverwriteConfirmFormat.View())
-                                                   .c_str());
+    const CAtlString message =
+        Question(m_csOverwriteConfirmFormat, kOverwriteConfirmFormat, target);
     if (!Confirm(m_csCopyString, message, m_csCancelString, m_csOverwriteString)) return FALSE;
   }
   return CopyFileTo(source, target, FALSE);
@@ -126,10 +162,7 @@ BOOL CFileManipulator::CopyFile(const COrvikFilePath& source, const COrvikFilePa
 BOOL CFileManipulator::DeleteFile(const COrvikFilePath& file, BOOL ask, BOOL to_trash) {
   if (file.FileExists() == FALSE) return TRUE;
   if (ask != FALSE) {
-    CAtlString message;
-    message.Format(
-        m_csDeleteConfirmFormat,
-        NameForSentence(file.GetFilePathString().View(), m_csDeleteConfirmFormat.View()).c_str());
+    const CAtlString message = Question(m_csDeleteConfirmFormat, kDeleteConfirmFormat, file);
     if (!Confirm(m_csDeleteString, message, m_csCancelString, m_csDeleteString)) return FALSE;
   }
   if (to_trash == FALSE) return DeleteFile(file);
@@ -178,10 +211,19 @@ int CFileManipulator::StatFile(const COrvikFilePath& file, struct stat* record) 
 
 unsigned long CFileManipulator::ReadFileIntoBuffer(const COrvikFilePath& file,
                                                    unsigned char*& buffer) {
+  constexpr std::size_t kMostBytes = 0xFFFFFFFF;
   buffer = nullptr;
   const CFile opened(OpenFile(file, "rb"));
   const std::optional<std::uint64_t> size = opened ? SizeOf(opened.get()) : std::nullopt;
-  if (!size || *size == 0 || *size >= 0xFFFFFFFF) return 0;
+  if (!size || *size >= kMostBytes) return 0;
+  if (*size == 0) {
+    std::string content;
+    if (!ReadWithoutSize(file, kMostBytes - 1, &content) || content.empty()) return 0;
+    buffer = new (std::nothrow) unsigned char[content.size()];
+    if (buffer == nullptr) return 0;
+    std::memcpy(buffer, content.data(), content.size());
+    return content.size();
+  }
   buffer = new (std::nothrow) unsigned char[static_cast<std::size_t>(*size)];
   if (buffer == nullptr) return 0;
   const std::size_t got = std::fread(buffer, 1, static_cast<std::size_t>(*size), opened.get());
@@ -199,10 +241,17 @@ HRESULT CFileManipulator::ReadAsciiFileIntoAsciiString(const COrvikFilePath& fil
   const std::optional<std::uint64_t> known = SizeOf(opened.get());
   const std::size_t start = prefix != nullptr ? std::strlen(prefix) : 0;
   if (!known || *known + start >= std::numeric_limits<int>::max()) return E_UNEXPECTED;
-  const auto size = static_cast<std::size_t>(*known);
+  auto size = static_cast<std::size_t>(*known);
+  std::string content;
+  if (size == 0) {
+    const std::size_t limit = std::numeric_limits<int>::max() - start - 1;
+    if (!ReadWithoutSize(file, limit, &content)) return E_UNEXPECTED;
+    size = content.size();
+  }
   if (prefix != nullptr) text = prefix;
   char* const buffer = text.GetBufferSetLength(static_cast<int>(start + size + 1));
-  const std::size_t got = std::fread(buffer + start, 1, size, opened.get());
+  const std::size_t got = content.empty() ? std::fread(buffer + start, 1, size, opened.get())
+                                          : content.copy(buffer + start, size);
   buffer[start + got] = '\0';
   text.ReleaseBuffer(static_cast<int>(std::strlen(buffer)));
   return got == size ? S_OK : E_UNEXPECTED;
@@ -216,8 +265,15 @@ HRESULT CFileManipulator::WriteAsciiStringToFile(const COrvikFilePath& file, con
 
 BOOL CFileManipulator::CopyFileTo(const COrvikFilePath& source, const COrvikFilePath& target,
                                   BOOL fail_if_exists) {
-  return orvik::CopyFile(PathArgument(source.GetFilePathString()),
-                         PathArgument(target.GetFilePathString()), fail_if_exists);
+  return CopyFileTo(source, target, fail_if_exists, nullptr);
+}
+
+BOOL CFileManipulator::CopyFileTo(const COrvikFilePath& source, const COrvikFilePath& target,
+                                  BOOL fail_if_exists, TreeReport* report) {
+  host::Side side;
+  const int error = CopyItem(PathArgument(source.GetFilePathString()),
+                             PathArgument(target.GetFilePathString()), fail_if_exists, &side);
+  return AddResult(source, error, side, report);
 }
 
 BOOL CFileManipulator::CopyFileTo(const COrvikFilePath& source,
@@ -226,8 +282,15 @@ BOOL CFileManipulator::CopyFileTo(const COrvikFilePath& source,
 }
 
 BOOL CFileManipulator::MoveFileTo(const COrvikFilePath& source, const COrvikFilePath& target) {
-  return MoveFile(PathArgument(source.GetFilePathString()),
-                  PathArgument(target.GetFilePathString()));
+  return MoveFileTo(source, target, nullptr);
+}
+
+BOOL CFileManipulator::MoveFileTo(const COrvikFilePath& source, const COrvikFilePath& target,
+                                  TreeReport* report) {
+  host::Side side;
+  const int error = MoveItem(PathArgument(source.GetFilePathString()),
+                             PathArgument(target.GetFilePathString()), {.side = &side});
+  return AddResult(source, error, side, report);
 }
 
 BOOL CFileManipulator::DeleteFile(const COrvikFilePath& file) {

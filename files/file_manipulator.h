@@ -13,6 +13,7 @@
 
 #include "files/directory_path.h"
 #include "files/file_path.h"
+#include "files/tree_report.h"
 #include "strings/atl_string.h"
 #include "strings/atl_string_a.h"
 #include "strings/windows_types.h"
@@ -23,8 +24,9 @@ class CFileManipulator {
  public:
   CFileManipulator() = delete;
 
-  // Replaces the texts of the alerts; to be called before other threads may show one. The two
-  // formats hold one %s for the path.
+  // Replaces the texts of the alerts; to be called before other threads may show one. Each of the
+  // two formats holds one %s for the path, and %% for a per cent sign. A format that holds anything
+  // else after a per cent sign, or no %s, or several, is not used: the built-in text is shown.
   static void InitializeLocalizedStrings(const CAtlString& delete_confirm_format,
                                          const CAtlString& overwrite_confirm_format,
                                          const CAtlString& delete_text,
@@ -39,7 +41,8 @@ class CFileManipulator {
   static int StatFile(const COrvikFilePath& file, struct stat* record);
 
   // Reads the whole file into a new array, which the caller releases with delete[], and returns the
-  // bytes read. 0 and a null buffer for an empty file, on failure, and for 4 GiB or more.
+  // bytes read. 0 and a null buffer for an empty file, on failure, and for 4 GiB or more. A file of
+  // size 0 with content, as in /proc, is read to its end.
   static unsigned long ReadFileIntoBuffer(const COrvikFilePath& file, unsigned char*& buffer);
 
   // Puts the file's bytes behind `prefix` (may be null) into `text`; the old content is replaced.
@@ -48,8 +51,11 @@ class CFileManipulator {
   static HRESULT ReadAsciiFileIntoAsciiString(const COrvikFilePath& file, CAtlStringA& text,
                                               const char* prefix);
 
-  // Creates or truncates the file and writes the bytes. E_INVALIDARG when there is nothing to
-  // write (the file is not touched then), it cannot be opened, or not all was written.
+  // Creates the file or replaces its content. E_INVALIDARG when there is nothing to write (the file
+  // is not touched then), it cannot be opened, or not all was written. Readers see the old content
+  // or the new one. Where no new file can take the place of the old one (the file is a mount point,
+  // as in containers, has several hard links, or lies in a folder that takes no new files), the
+  // bytes are written in place: readers may then see a part, and a crash may leave one.
   static HRESULT WriteAsciiStringToFile(const COrvikFilePath& file, const char* bytes,
                                         unsigned long count);
 
@@ -58,11 +64,18 @@ class CFileManipulator {
                          BOOL fail_if_exists);
   static BOOL CopyFileTo(const COrvikFilePath& source, const COrvikDirectoryPath& target_folder,
                          BOOL fail_if_exists);
+  // The same; `report` (may be null) says why the file was not copied. For a pipe, socket or device
+  // the error is EOPNOTSUPP.
+  static BOOL CopyFileTo(const COrvikFilePath& source, const COrvikFilePath& target,
+                         BOOL fail_if_exists, TreeReport* report);
   // Replaces an existing target; with `ask`, only after the user said so.
   static BOOL CopyFile(const COrvikFilePath& source, const COrvikFilePath& target, BOOL ask);
 
   // Makes missing folders of the target; an existing target is not replaced.
   static BOOL MoveFileTo(const COrvikFilePath& source, const COrvikFilePath& target);
+  // The same; `report` (may be null) says why the file was not moved.
+  static BOOL MoveFileTo(const COrvikFilePath& source, const COrvikFilePath& target,
+                         TreeReport* report);
 
   // Deletes what exists at the path, a folder with all it holds, a link as a link; read-only files
   // too. TRUE when nothing is there.
@@ -104,8 +117,8 @@ class CFileManipulator {
   static CAtlString ResolveLinkFile(const COrvikFilePath& link);
 
   // A shortcut to a file (.lnk): the target's path in UTF-8, or in the bytes that the names on disk
-  // have. Replaces what the file held. E_INVALIDARG for the empty path, and for one with a "\" in a
-  // name, which the shortcut could not lead to.
+  // have. Replaces what the file held, as WriteAsciiStringToFile does. E_INVALIDARG for the empty
+  // path, and for one with a "\" in a name, which the shortcut could not lead to.
   static HRESULT CreateShortcut(const COrvikFilePath& shortcut, const COrvikFilePath& target);
 
   // The target; the empty path when the shortcut cannot be read.

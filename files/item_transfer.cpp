@@ -1,14 +1,101 @@
-#include "files/move_item.h"
+#include "files/item_transfer.h"
 
-#include "host/move_file.h"
+#include <cerrno>
+#include <cstring>
+#include <optional>
+#include <string_view>
+
+#include "files/path_arguments.h"
+#include "host/at_path.h"
+#include "host/file_names.h"
+#include "host/node_copy.h"
+#include "host/path_names.h"
+#include "host/system_root.h"
 #include "host/trash.h"
+#include "platform/core_foundation/owned.h"
+#include "platform/core_foundation/string.h"
+#include "platform/foundation/log.h"
 
 namespace orvik {
+namespace {
 
-int MoveItem(const std::string& from, const std::string& to) {
+Owned<const NSString> PlatformString(std::u16string_view units) {
+  return Owned<const NSString>(CFStringCreateWithCharacters(kCFAllocatorDefault, units.data(),
+                                                            static_cast<CFIndex>(units.size())));
+}
+
+Owned<const NSString> PlatformString(std::string_view bytes) {
+  return PlatformString(host::FileNameFromBytes(bytes));
+}
+
+int MakeFolderFor(const std::string& target) {
+  const std::string folder(host::ParentPath(target));
+  struct stat info;
+  if (host::StatPath(folder, 0, &info) == 0 && S_ISDIR(info.st_mode)) return 0;
+  const int error = host::MakeFolders(folder);
+  if (error != 0) {
+    NSLog(CFSTR(u"Creation of directory %@ failed, error was - %@"), PlatformString(folder).get(),
+          PlatformString(std::string_view(std::strerror(error))).get());
+  }
+  return error;
+}
+
+// The path of the target. PathForLibc gives the source when the target is another spelling of its
+// own name: then the last component is taken as it is written.
+std::optional<std::string> TargetPath(const char16_t* target, const std::string& source) {
+  std::optional<std::string> path = PathForLibc(target);
+  const std::optional<std::string> given = host::FileNameToBytes(target);
+  if (!path || !given) return path;
+  const std::string_view name = host::LeafName(host::WithoutTrailingSlashes(*given));
+  struct stat from, to;
+  if (name == host::LeafName(*path) || host::LeafName(source) != host::LeafName(*path) ||
+      host::StatPath(std::string(host::ParentPath(source)), 0, &from) != 0 ||
+      host::StatPath(std::string(host::ParentPath(*path)), 0, &to) != 0 ||
+      from.st_dev != to.st_dev || from.st_ino != to.st_ino) {
+    return path;
+  }
+  return host::ChildPath(std::string(host::ParentPath(*path)), name);
+}
+
+}  // namespace
+
+int CopyItem(const char16_t* source, const char16_t* target, BOOL fail_if_exists,
+             host::Side* side) {
+  if (side != nullptr) *side = host::Side::kSource;
+  if (source == nullptr || target == nullptr ||
+      std::u16string_view(source) == std::u16string_view(target)) {
+    return EINVAL;
+  }
+  const std::optional<std::string> from = PathForLibc(source);
+  const std::optional<std::string> to = PathForLibc(target);
+  if (!from || !to) return ENOENT;
+  const host::NodeCopy how{
+      .existing = fail_if_exists != FALSE ? host::Existing::kKeep : host::Existing::kReplace,
+      .side = side};
+  return host::CopyNode(*from, *to, how);
+}
+
+int MoveItem(const char16_t* source, const char16_t* target, const host::MoveOptions& options) {
+  if (options.side != nullptr) *options.side = host::Side::kSource;
+  if (source == nullptr || target == nullptr) return EINVAL;
+  const std::optional<std::string> from = PathForLibc(source);
+  const std::optional<std::string> to = from ? TargetPath(target, *from) : std::nullopt;
+  int error = ENOENT;
+  if (from && to) {
+    if (options.side != nullptr) *options.side = host::Side::kTarget;
+    if (const int refusal = MakeFolderFor(*to)) return refusal;
+    error = MoveItem(*from, *to, options);
+  }
+  if (error == 0) return 0;
+  NSLog(CFSTR(u"Move File from %@ to %@ failed, error was - %@"), PlatformString(source).get(),
+        PlatformString(target).get(), PlatformString(std::string_view(std::strerror(error))).get());
+  return error;
+}
+
+int MoveItem(const std::string& from, const std::string& to, const host::MoveOptions& options) {
   host::TrashInfo info;
   int error = info.Write(from, to);
-  if (error == 0) error = host::MoveWithoutReplacing(from, to);
+  if (error == 0) error = host::MoveWithoutReplacing(from, to, options);
   if (error == 0) info.Keep();
   return error;
 }

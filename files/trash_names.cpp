@@ -7,7 +7,7 @@
 #include <optional>
 #include <string>
 
-#include "files/move_item.h"
+#include "files/item_transfer.h"
 #include "files/path_arguments.h"
 #include "host/at_path.h"
 #include "host/file_names.h"
@@ -62,7 +62,7 @@ int MoveTo(const std::string& from, const COrvikFilePath& target) {
   if (!to) return EINVAL;
   struct stat info;
   if (host::StatPath(*to, AT_SYMLINK_NOFOLLOW, &info) == 0) return EEXIST;
-  return MoveItem(from, *to);
+  return MoveItem(from, *to, {});
 }
 
 }  // namespace

@@ -9,10 +9,14 @@
 
 namespace [[gnu::visibility("default")]] orvik {
 
+// Where an error is: a copy and a move have two sides, other operations a source alone.
+enum class TreeSide : int { kSource, kTarget };
+
 struct TreeFailure {
-  COrvikFilePath path;
-  int error;          // an errno
-  CAtlString reason;  // the same as a text in English
+  COrvikFilePath path;  // of the source
+  int error = 0;        // an errno
+  TreeSide side = TreeSide::kSource;
+  CAtlString reason;  // the error as a text in English
 };
 
 struct TreeReport {

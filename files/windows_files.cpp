@@ -7,11 +7,11 @@
 #include <optional>
 #include <string>
 
+#include "files/item_transfer.h"
 #include "files/path_arguments.h"
 #include "files/windows_file_attributes.h"
 #include "files/windows_file_refs.h"
 #include "host/at_path.h"
-#include "host/node_copy.h"
 #include "host/tree_removal.h"
 #include "platform/carbon/errno_status.h"
 #include "platform/carbon/launch_services.h"
@@ -91,16 +91,11 @@ BOOL RemoveDirectory(const char16_t* path) {
 }
 
 BOOL CopyFile(const char16_t* source, const char16_t* target, BOOL fail_if_exists) {
-  if (source == nullptr || target == nullptr ||
-      std::u16string_view(source) == std::u16string_view(target)) {
-    return FALSE;
-  }
-  const std::optional<std::string> from = PathForLibc(source);
-  const std::optional<std::string> to = PathForLibc(target);
-  if (!from || !to) return FALSE;
-  const host::NodeCopy how{.existing = fail_if_exists != FALSE ? host::Existing::kKeep
-                                                               : host::Existing::kReplace};
-  return Done(host::CopyNode(*from, *to, how));
+  return Done(CopyItem(source, target, fail_if_exists, nullptr));
+}
+
+BOOL MoveFile(const char16_t* source, const char16_t* target) {
+  return Done(MoveItem(source, target, {}));
 }
 
 BOOL DeleteFile(const char16_t* path) {

@@ -60,7 +60,8 @@ BOOL CopyFile(const char16_t* source, const char16_t* target, BOOL fail_if_exist
 BOOL DeleteFile(const char16_t* path);
 
 // Moves or renames a file or folder; missing folders of the target are made. An existing target is
-// not replaced, and a locked item is not moved. Failures are also written to the system log.
+// not replaced, and a locked item is not moved. A name can be moved to another spelling of itself
+// (composed, decomposed). Failures are also written to the system log.
 // Something moved into the "files" folder of a trash gets its info file (host/trash.h).
 BOOL MoveFile(const char16_t* source, const char16_t* target);
 

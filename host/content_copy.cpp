@@ -8,7 +8,6 @@
 
 #include <algorithm>
 #include <cerrno>
-#include <climits>
 #include <memory>
 #include <utility>
 
@@ -26,8 +25,25 @@ constexpr off_t kWorthSharing = 4096;
 
 class Copier {
  public:
-  Copier(int source, int target, std::size_t buffer_size)
-      : source_(source), target_(target), buffer_size_(buffer_size) {}
+  Copier(int source, int target, std::size_t buffer_size, Side* side)
+      : source_(source), target_(target), buffer_size_(buffer_size), side_(side) {}
+
+  // Copies what a file of /proc holds, whose size is 0.
+  int CopyUnknownSize() {
+    char probe;
+    ssize_t got;
+    do {
+      got = pread(source_, &probe, 1, 0);
+    } while (got < 0 && errno == EINTR);
+    if (got < 0) return ReadError();
+    if (got == 0) return 0;
+    for (off_t start = 0;;) {
+      off_t copied = 0;
+      if (const int error = CopyThroughBuffer(start, start + kSmall, &copied)) return error;
+      if (copied == 0) return 0;
+      start += copied;
+    }
+  }
 
   // Copies the bytes from `start` to `end`; `at_end` says that the source ended before.
   int CopyRange(off_t start, off_t end, bool* at_end) {
@@ -46,6 +62,11 @@ class Copier {
   }
 
  private:
+  int ReadError() const {
+    *side_ = Side::kSource;
+    return errno;
+  }
+
   static constexpr off_t kSmall = 64 * 1024;
   static constexpr off_t kLargest = 1 << 30;  // bytes in one system call
 
@@ -55,7 +76,8 @@ class Copier {
     const ssize_t done = copy_file_range(
         source_, &from, target_, &to, static_cast<std::size_t>(std::min(end - start, kLargest)), 0);
     if (done < 0 && errno != EINTR) {
-      if (!KernelDeclines(errno)) return errno;
+      // A disk error may be one of either side; the other way says of which.
+      if (!KernelDeclines(errno) && errno != EIO) return errno;
       in_kernel_ = false;
       return CopyThroughBuffer(start, end, copied);
     }
@@ -75,7 +97,7 @@ class Copier {
     do {
       got = pread(source_, buffer_.get(), wanted, start);
     } while (got < 0 && errno == EINTR);
-    if (got < 0) return errno;
+    if (got < 0) return ReadError();
     for (ssize_t written = 0; written < got;) {
       const ssize_t done = pwrite(target_, buffer_.get() + written,
                                   static_cast<std::size_t>(got - written), start + written);
@@ -90,6 +112,7 @@ class Copier {
   int source_;
   int target_;
   std::size_t buffer_size_;
+  Side* side_;
   bool in_kernel_ = true;
   std::unique_ptr<char[]> buffer_;
   std::size_t allocated_ = 0;
@@ -106,7 +129,8 @@ int Reserve(int target, off_t size) {
 
 }  // namespace
 
-int CopyContent(int source, int target, const ContentSize& source_size, std::size_t buffer_size) {
+int CopyContent(int source, int target, const ContentSize& source_size, std::size_t buffer_size,
+                Side* side) {
   const off_t size = source_size.size;
   if (size > kWorthSharing && ShareBlocks(source, target)) return 0;
   const bool sparse = size > kWorthSharing && source_size.allocated < size;
@@ -118,7 +142,8 @@ int CopyContent(int source, int target, const ContentSize& source_size, std::siz
   if (!sparse && size > static_cast<off_t>(buffer_size)) {
     if (const int error = Reserve(target, size)) return error;
   }
-  Copier copier{source, target, buffer_size};
+  Copier copier{source, target, buffer_size, side};
+  if (size == 0) return copier.CopyUnknownSize();
   bool at_end = false;
   off_t position = 0;
   while (position < size && !at_end) {
@@ -136,22 +161,6 @@ int CopyContent(int source, int target, const ContentSize& source_size, std::siz
   }
   if (sparse && !at_end && ftruncate(target, size) != 0) return errno;
   return 0;
-}
-
-int CopyContent(int source, int target, std::size_t buffer_size) {
-  struct stat info {};
-  if (fstat(source, &info) != 0) return errno;
-  return CopyContent(source, target, {info.st_size, static_cast<long long>(info.st_blocks) * 512},
-                     buffer_size);
-}
-
-int CopyLinkText(int from, const char* from_name, int to, const char* to_name) {
-  char text[PATH_MAX];
-  const ssize_t length = readlinkat(from, from_name, text, sizeof text);
-  if (length < 0) return errno;
-  if (length == static_cast<ssize_t>(sizeof text)) return ENAMETOOLONG;
-  text[length] = '\0';
-  return symlinkat(text, to, to_name) == 0 ? 0 : errno;
 }
 
 }  // namespace orvik::host

@@ -26,11 +26,11 @@ void OrderedOutcome::AddDone() {
 }
 
 void OrderedOutcome::AddFailure(std::uint64_t number, const std::string& folder,
-                                std::string_view name, int error) {
+                                std::string_view name, int error, Side side) {
   const std::lock_guard guard(guard_);
   ++failed_;
   try {
-    failures_.try_emplace(number, TreeFailure{folder + std::string(name), error});
+    failures_.try_emplace(number, TreeFailure{folder + std::string(name), error, side});
   } catch (const std::bad_alloc&) {
   }
   if (failures_.size() > TreeOutcome::kMostFailures) failures_.erase(std::prev(failures_.end()));
@@ -38,7 +38,8 @@ void OrderedOutcome::AddFailure(std::uint64_t number, const std::string& folder,
 
 void OrderedOutcome::AddTo(TreeOutcome* report) const {
   report->done += done_;
-  for (const auto& [number, failure] : failures_) report->AddFailure(failure.path, failure.error);
+  for (const auto& [number, failure] : failures_)
+    report->AddFailure(failure.path, failure.error, failure.side);
   report->failed += failed_ - failures_.size();
 }
 
@@ -110,16 +111,17 @@ void CopyCrew::Work() {
 
 void CopyCrew::Copy(const CopyJob& job) const {
   const char* const name = job.name.c_str();
-  constexpr NodeCopy kHow{.existing = Existing::kKeep, .new_folder = true};
   int error = ENOMEM;
+  Side side = Side::kSource;
   try {
-    error = CopyNode(job.folders->from.get(), name, job.type, job.folders->to.get(), name, kHow);
+    error =
+        CopyIntoNewFolder(job.folders->from.get(), name, job.type, job.folders->to.get(), &side);
   } catch (const std::bad_alloc&) {  // fails this entry
   }
   if (error == 0) {
     outcome_->AddDone();
   } else {
-    outcome_->AddFailure(job.number, job.folders->path, job.name, error);
+    outcome_->AddFailure(job.number, job.folders->path, job.name, error, side);
   }
 }
 

@@ -26,8 +26,8 @@ class OrderedOutcome {
  public:
   void AddDone();
   // The path is that of the folder and the name. Without memory for it the failure is only counted.
-  void AddFailure(std::uint64_t number, const std::string& folder, std::string_view name,
-                  int error);
+  void AddFailure(std::uint64_t number, const std::string& folder, std::string_view name, int error,
+                  Side side);
 
   // Adds everything to a report.
   void AddTo(TreeOutcome* report) const;

@@ -4,6 +4,7 @@
 #include <sys/stat.h>
 
 #include <cstddef>
+#include <utility>
 #include <vector>
 
 #include "host/descriptor.h"
@@ -27,6 +28,9 @@ class FolderChain {
 
   // The innermost folder.
   int folder() const { return levels_.back().folder.get(); }
+
+  // The identity of the innermost folder.
+  std::pair<dev_t, ino_t> identity() const { return {levels_.back().device, levels_.back().inode}; }
 
   // The folder above the innermost one, opened again when it had been given back.
   int OpenAbove(int* folder);

@@ -1,16 +1,22 @@
 #include "host/folder_nesting.h"
 
 #include <fcntl.h>
+#include <limits.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include <algorithm>
+#include <cstdint>
+#include <optional>
 #include <string_view>
 #include <utility>
 #include <vector>
 
 #include "host/at_path.h"
 #include "host/descriptor.h"
+#include "host/kernel_texts.h"
 #include "host/open_flags.h"
+#include "host/replace_file.h"
 
 namespace orvik::host {
 
@@ -66,25 +72,93 @@ Descriptor OpenExisting(std::string path) {
   }
 }
 
+bool IsBelow(std::string_view path, std::string_view folder) {
+  if (folder == "/") return true;
+  return path.starts_with(folder) && (path.size() == folder.size() || path[folder.size()] == '/');
+}
+
+std::uint64_t MountIdOf(int folder) {
+  struct statx info;
+  const bool is_known = statx(folder, "", AT_EMPTY_PATH, STATX_MNT_ID, &info) == 0 &&
+                        (info.stx_mask & STATX_MNT_ID) != 0;
+  return is_known ? info.stx_mnt_id : 0;
+}
+
+// Where an open folder lies: in which mount, under which path, and where in its file system.
+struct MountedPlace {
+  const Mount* mount = nullptr;
+  std::string path;
+  std::string path_in_system;
+};
+
+std::optional<MountedPlace> PlaceOf(int folder, const std::vector<Mount>& mounts) {
+  char path[PATH_MAX];
+  const std::string link = "/proc/self/fd/" + std::to_string(folder);
+  const ssize_t length = readlink(link.c_str(), path, sizeof path);
+  const std::uint64_t id = MountIdOf(folder);
+  if (length <= 0 || static_cast<std::size_t>(length) == sizeof path || id == 0) return {};
+  MountedPlace place{nullptr, std::string(path, static_cast<std::size_t>(length)), {}};
+  for (const Mount& mount : mounts) {
+    if (mount.id != id || !IsBelow(place.path, mount.point)) continue;
+    place.mount = &mount;
+    const std::size_t skipped = mount.point == "/" ? 0 : mount.point.size();
+    place.path_in_system = (mount.root == "/" ? "" : mount.root) + place.path.substr(skipped);
+    return place;
+  }
+  return {};
+}
+
+// A folder that is mounted in two places has a way up from each of them: whether `inner` lies below
+// `outer` is then seen from their paths in the file system.
+bool LiesBelowThroughMounts(int inner, int outer) {
+  std::string table;
+  if (ReadWholeFile("/proc/self/mountinfo", &table) != 0) return false;
+  const std::vector<Mount> mounts = MountsIn(table);
+  const std::optional<MountedPlace> in = PlaceOf(inner, mounts);
+  const std::optional<MountedPlace> out = PlaceOf(outer, mounts);
+  if (!in || !out) return false;
+  const auto holds_inner = [&in](const std::string& device, const std::string& folder) {
+    return device == in->mount->device && IsBelow(in->path_in_system, folder);
+  };
+  if (holds_inner(out->mount->device, out->path_in_system)) return true;
+  return std::any_of(mounts.begin(), mounts.end(), [&](const Mount& mount) {
+    if (!IsBelow(mount.point, out->path) || !holds_inner(mount.device, mount.root)) return false;
+    // Another mount may hide this one.
+    const Descriptor visible = OpenFolder(mount.point);
+    return visible && MountIdOf(visible.get()) == mount.id;
+  });
+}
+
 }  // namespace
 
 bool LiesInFolder(const std::string& path, const std::string& folder) {
-  struct stat wanted;
-  if (StatPath(folder, 0, &wanted) != 0) return true;
-  const Descriptor here = OpenExisting(path);
-  return !here || LiesInFolder(here.get(), wanted);
+  const Descriptor outer = OpenFolder(folder);
+  const Descriptor inner = OpenExisting(path);
+  return !outer || !inner || LiesInFolder(inner.get(), outer.get());
 }
 
-bool LiesInFolder(int open_folder, const struct stat& folder) {
+bool LiesInFolder(int inner, int outer) {
   struct stat info;
-  if (fstat(open_folder, &info) != 0) return true;
+  const std::set<FolderIdentity> above = FoldersAbove(inner);
+  if (above.empty() || fstat(outer, &info) != 0) return true;
+  return above.contains({info.st_dev, info.st_ino}) || LiesBelowThroughMounts(inner, outer);
+}
+
+std::set<FolderIdentity> FoldersAbove(int open_folder) {
+  std::set<FolderIdentity> folders;
+  struct stat info, next;
+  if (fstat(open_folder, &info) != 0) return {};
   Descriptor own;
   for (int here = open_folder;;) {
-    if (info.st_dev == folder.st_dev && info.st_ino == folder.st_ino) return true;
+    folders.emplace(info.st_dev, info.st_ino);
     Descriptor above(openat(here, "..", kOpenPlace));
-    struct stat next;
-    if (!above || fstat(above.get(), &next) != 0) return true;
-    if (next.st_dev == info.st_dev && next.st_ino == info.st_ino) return false;
+    if (!above || fstat(above.get(), &next) != 0) return {};
+    // The folder above the root folder is the root folder. One that is mounted in itself has itself
+    // above it, too.
+    if (next.st_dev == info.st_dev && next.st_ino == info.st_ino &&
+        MountIdOf(above.get()) == MountIdOf(here)) {
+      return folders;
+    }
     own = std::move(above);
     here = own.get();
     info = next;

@@ -20,7 +20,7 @@ class HardLinks {
   // before. False when there is none or it cannot be done; then the file is to be copied.
   bool Link(const struct stat& source, int folder, const char* name);
 
-  // Notes a copy. `path` is the way to it from the top.
+  // Notes a copy. `path` is its path from the top.
   void Note(const struct stat& source, std::string path, int folder, const char* name);
 
  private:

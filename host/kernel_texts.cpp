@@ -1,6 +1,7 @@
 #include "host/kernel_texts.h"
 
 #include <charconv>
+#include <utility>
 
 namespace orvik::host {
 namespace {
@@ -38,12 +39,22 @@ std::string Unescape(std::string_view text) {
 
 }  // namespace
 
-std::string MountPointIn(std::string_view table, std::uint64_t mount_id) {
+std::vector<Mount> MountsIn(std::string_view table) {
+  std::vector<Mount> mounts;
   while (!table.empty()) {
     std::string_view line = TakePart(table, '\n');
-    if (Number(TakePart(line, ' ')) != mount_id) continue;
-    for (int skipped = 0; skipped < 3; ++skipped) TakePart(line, ' ');  // parent, device, root
-    return Unescape(TakePart(line, ' '));
+    const std::optional<std::uint64_t> id = Number(TakePart(line, ' '));
+    TakePart(line, ' ');  // the parent
+    Mount mount{id.value_or(0), std::string(TakePart(line, ' ')), Unescape(TakePart(line, ' ')),
+                Unescape(TakePart(line, ' '))};
+    if (id && !mount.point.empty()) mounts.push_back(std::move(mount));
+  }
+  return mounts;
+}
+
+std::string MountPointIn(std::string_view table, std::uint64_t mount_id) {
+  for (Mount& mount : MountsIn(table)) {
+    if (mount.id == mount_id) return std::move(mount.point);
   }
   return {};
 }

@@ -5,9 +5,21 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <vector>
 
 namespace [[gnu::visibility("default")]] orvik {
 namespace host {
+
+// A line of /proc/<pid>/mountinfo.
+struct Mount {
+  std::uint64_t id = 0;
+  std::string device;  // of the file system, "8:1"
+  std::string root;    // the path of the mounted folder in its file system
+  std::string point;   // where it is mounted
+};
+
+// All mounts of the table; a line that is malformed is left out.
+std::vector<Mount> MountsIn(std::string_view table);
 
 // The folder in which a mount of /proc/<pid>/mountinfo lies; "" when the table does not hold it.
 std::string MountPointIn(std::string_view table, std::uint64_t mount_id);

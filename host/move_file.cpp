@@ -21,14 +21,23 @@ namespace orvik::host {
 
 namespace {
 
-int CopyFolderAsNew(int from, const char* from_name, int to, const char* to_name) {
+// Of a rename that was refused for lack of rights: the source when nothing may be taken out of its
+// folder, else the target.
+Side SideOfRename(int error, int from) {
+  const bool is_refusal = error == EACCES || error == EPERM || error == EROFS;
+  const bool is_source =
+      error == ENOENT || (is_refusal && faccessat(from, ".", W_OK | X_OK, AT_EACCESS) != 0);
+  return is_source ? Side::kSource : Side::kTarget;
+}
+
+int CopyFolderAsNew(int from, const char* from_name, int to, const char* to_name, Side* side) {
   const Descriptor source(openat(from, from_name, kOpenPlace | O_NOFOLLOW));
-  struct stat info;
-  if (!source || fstat(source.get(), &info) != 0) return errno;
-  if (LiesInFolder(to, info)) return EINVAL;
+  if (!source) return errno;
+  if (LiesInFolder(to, source.get())) return EINVAL;
   StagedFolder copy(to, to_name);
   if (const int error = copy.Make()) return error;
-  if (const int error = CopyTree(from, from_name, copy.descriptor())) return error;
+  if (const int error = CopyTree(from, from_name, copy.descriptor(), side)) return error;
+  *side = Side::kTarget;
   if (syncfs(copy.descriptor()) != 0) return errno;
   if (const int error = copy.CommitAsNew()) return error;
   const int error = FlushNames(to, copy.descriptor());
@@ -38,48 +47,71 @@ int CopyFolderAsNew(int from, const char* from_name, int to, const char* to_name
 
 }  // namespace
 
-int CopyThenRemove(int from, const char* from_name, int to, const char* to_name, HardLinks* links) {
+int CopyThenRemove(int from, const char* from_name, int to, const char* to_name,
+                   const MoveOptions& options) {
+  Side own_side;
+  Side* const side = options.side != nullptr ? options.side : &own_side;
   struct stat old, present;
+  *side = Side::kSource;
   if (fstatat(from, from_name, &old, AT_SYMLINK_NOFOLLOW) != 0) return errno;
+  *side = Side::kTarget;
   if (fstatat(to, to_name, &present, AT_SYMLINK_NOFOLLOW) == 0) return EEXIST;
+  HardLinks* const links = options.links;
   if (S_ISDIR(old.st_mode)) {
-    if (const int error = CopyFolderAsNew(from, from_name, to, to_name)) return error;
+    if (const int error = CopyFolderAsNew(from, from_name, to, to_name, side)) return error;
   } else if (links != nullptr && links->Link(old, to, to_name)) {
     if (const int error = FlushNames(to, -1)) {
       unlinkat(to, to_name, 0);
       return error;
     }
   } else {
-    constexpr NodeCopy kHow{Owner::kSource, Existing::kKeep, Appearance::kWhole, true, true};
-    if (const int error = CopyNode(from, from_name, old.st_mode & S_IFMT, to, to_name, kHow)) {
+    const NodeCopy how{.owner = Owner::kSource, .special_files = true, .flush = true, .side = side};
+    if (const int error = CopyNode(from, from_name, old.st_mode & S_IFMT, to, to_name, how)) {
       return error;
     }
+    if (links != nullptr) links->Note(old, std::string(options.folder) + to_name, to, to_name);
   }
+  *side = Side::kSource;
   return RemoveTree(from, from_name, Obstacles::kRespect);
 }
 
-int MoveEntry(int from, const char* from_name, int to, const char* to_name, HardLinks* links) {
+int MoveEntry(int from, const char* from_name, int to, const char* to_name,
+              const MoveOptions& options) {
   const int error = RenameWithoutReplacing(from, from_name, to, to_name);
-  return error == EXDEV ? CopyThenRemove(from, from_name, to, to_name, links) : error;
+  if (error == EXDEV) return CopyThenRemove(from, from_name, to, to_name, options);
+  if (error != 0 && options.side != nullptr) *options.side = SideOfRename(error, from);
+  return error;
 }
 
-int CopyThenRemove(const std::string& from, const std::string& to) {
+int CopyThenRemove(const std::string& from, const std::string& to, const MoveOptions& options) {
   const std::string_view place = WithoutTrailingSlashes(to);
   const AtPath source(from);
+  if (options.side != nullptr) {
+    *options.side = source.error() != 0 ? Side::kSource : Side::kTarget;
+  }
   if (source.error() != 0) return source.error();
   const Descriptor folder = OpenPath(std::string(ParentPath(place)), kOpenPlace);
   if (!folder) return errno;
   const std::string name(LeafName(place));
-  return CopyThenRemove(source.folder(), source.name(), folder.get(), name.c_str(), nullptr);
+  return CopyThenRemove(source.folder(), source.name(), folder.get(), name.c_str(), options);
 }
 
-int MoveWithoutReplacing(const std::string& from, const std::string& to) {
+int MoveWithoutReplacing(const std::string& from, const std::string& to,
+                         const MoveOptions& options) {
   const AtPath source(from), target(to);
+  if (options.side != nullptr) {
+    *options.side = source.error() != 0 ? Side::kSource : Side::kTarget;
+  }
   if (source.error() != 0) return source.error();
   if (target.error() != 0) return target.error();
   const int error =
       RenameWithoutReplacing(source.folder(), source.name(), target.folder(), target.name());
-  return error == EXDEV ? CopyThenRemove(from, to) : error;
+  if (error == EXDEV) return CopyThenRemove(from, to, options);
+  if (error != 0 && options.side != nullptr) {
+    const std::string above(ParentPath(WithoutTrailingSlashes(from)));
+    *options.side = SideOfRename(error, OpenPath(above, kOpenPlace).get());
+  }
+  return error;
 }
 
 }  // namespace orvik::host

@@ -2,11 +2,21 @@
 #pragma once
 
 #include <string>
+#include <string_view>
 
 #include "host/hard_links.h"
+#include "host/tree_outcome.h"
 
 namespace [[gnu::visibility("default")]] orvik {
 namespace host {
+
+struct MoveOptions {
+  // Those of a tree that is moved entry by entry: a further name of a file that was copied to
+  // another mount becomes a further name there.
+  HardLinks* links = nullptr;
+  std::string_view folder = {};  // the path of the target folder from the top, with "/" at its end
+  Side* side = nullptr;          // receives where an error is
+};
 
 // Moves a file, link, folder or special file to a path where nothing is: 0, or an errno (EEXIST
 // when something is there; it is never replaced). Links are moved as links.
@@ -19,16 +29,17 @@ namespace host {
 // fails is taken back. The depth of a tree is bounded neither by the stack nor by open descriptors.
 // When the source cannot be removed wholly, the complete copy and what is left of the source stay,
 // and the result says why. A folder does not go into itself (EINVAL).
-int MoveWithoutReplacing(const std::string& from, const std::string& to);
+int MoveWithoutReplacing(const std::string& from, const std::string& to,
+                         const MoveOptions& options = {});
 
-// The same with names in open folders. `links` (may be null) are those of the tree that the moved
-// files are parts of: a second name of a file that was moved to another volume becomes a second
-// name there. The caller notes what was moved (HardLinks::Note).
-int MoveEntry(int from, const char* from_name, int to, const char* to_name, HardLinks* links);
+// The same with names in open folders.
+int MoveEntry(int from, const char* from_name, int to, const char* to_name,
+              const MoveOptions& options);
 
 // The part of both that copies, for any two volumes.
-int CopyThenRemove(int from, const char* from_name, int to, const char* to_name, HardLinks* links);
-int CopyThenRemove(const std::string& from, const std::string& to);
+int CopyThenRemove(int from, const char* from_name, int to, const char* to_name,
+                   const MoveOptions& options);
+int CopyThenRemove(const std::string& from, const std::string& to, const MoveOptions& options = {});
 
 }  // namespace host
 }  // namespace orvik

@@ -14,6 +14,7 @@
 #include "host/content_copy.h"
 #include "host/creation_date.h"
 #include "host/descriptor.h"
+#include "host/folder_list.h"
 #include "host/open_flags.h"
 #include "host/path_names.h"
 #include "host/staged_file.h"
@@ -70,18 +71,18 @@ int OpenSource(int folder, const char* name, mode_t type, Source* source) {
 }
 
 // Everything but the lock.
-int Fill(const Source& source, int target, Owner owner) {
+int Fill(const Source& source, int target, const NodeCopy& how) {
   const struct statx& info = source.info;
   const int from = source.file.get();
   bool has_record = false;
-  if (const int error = CopyAttributes(from, owner, target, &has_record)) return error;
+  if (const int error = CopyAttributes(from, how.owner, target, &has_record)) return error;
   const ContentSize size{static_cast<long long>(info.stx_size),
                          static_cast<long long>(info.stx_blocks) * 512};
-  if (const int error = CopyContent(from, target, size, kBufferSize)) return error;
+  if (const int error = CopyContent(from, target, size, kBufferSize, how.side)) return error;
   if (const int error = CopyCreationDate(from, info, has_record, target)) {
     if (error == ENOSPC || error == EDQUOT || error == EIO) return error;
   }
-  if (const int error = CopyMode(OwnerAndMode(info), owner, target)) return error;
+  if (const int error = CopyMode(OwnerAndMode(info), how.owner, target)) return error;
   const timespec times[2] = {TimeOf(info.stx_atime), TimeOf(info.stx_mtime)};
   return futimens(target, times) == 0 ? 0 : errno;
 }
@@ -100,7 +101,7 @@ int CopyRegularAtOnce(const Source& source, int to, const char* name, const Node
   const mode_t mode = (source.info.stx_mode & 0777u) | S_IRUSR | S_IWUSR;
   Descriptor target(openat(to, name, kFlags, mode));
   if (!target) return errno;
-  int error = Fill(source, target.get(), how.owner);
+  int error = Fill(source, target.get(), how);
   if (error == 0 && how.flush && fsync(target.get()) != 0) error = errno;
   if (error == 0) CopyLock(source, target.get());
   if (!target.Close() && error == 0) error = errno;
@@ -125,7 +126,7 @@ int CopyRegularWhole(const Source& source, int to, const char* name, bool is_tak
   // A file without a name is as private whatever its mode is, which then need not be changed.
   const mode_t mode = (source.info.stx_mode & 0777u) | kPrivate;
   if (const int error = copy.Make(mode, !how.new_folder, kPrivate)) return error;
-  if (const int error = Fill(source, copy.descriptor(), how.owner)) return error;
+  if (const int error = Fill(source, copy.descriptor(), how)) return error;
   if (how.flush && fsync(copy.descriptor()) != 0) return errno;
   if (const int error = CommitCopy(&copy, to, name, how.existing, is_taken)) return error;
   if (how.flush) {
@@ -195,6 +196,7 @@ int CommitOther(Make make, int to, const char* name) {
 
 int CopyOther(const Source& source, int from, const char* from_name, int to, const char* to_name,
               const NodeCopy& how) {
+  *how.side = Side::kSource;
   if (S_ISDIR(source.info.stx_mode)) return EISDIR;
   char text[PATH_MAX];
   const bool is_link = S_ISLNK(source.info.stx_mode);
@@ -206,6 +208,7 @@ int CopyOther(const Source& source, int from, const char* from_name, int to, con
   } else if (!how.special_files) {
     return EOPNOTSUPP;
   }
+  *how.side = Side::kTarget;
   const auto make = [&](int folder, const char* name) {
     return MakeOther(source, is_link ? text : nullptr, folder, name, how.owner);
   };
@@ -225,24 +228,53 @@ int CopyOther(const Source& source, int from, const char* from_name, int to, con
   return error;
 }
 
+bool HasExactName(int folder, std::string_view name) {
+  const Descriptor listed(openat(folder, ".", kOpenFolder));
+  return listed && ListFolder(listed.get(), [name](const dirent& entry) {
+                     return name == entry.d_name ? EEXIST : 0;
+                   }) == EEXIST;
+}
+
 }  // namespace
 
 int CopyNode(int from, const char* from_name, mode_t type, int to, const char* to_name,
              const NodeCopy& how) {
+  Side side = Side::kSource;
+  if (how.side == nullptr) {
+    NodeCopy same = how;
+    same.side = &side;
+    return CopyNode(from, from_name, type, to, to_name, same);
+  }
   Source source;
+  *how.side = Side::kSource;
   if (const int error = OpenSource(from, from_name, type, &source)) return error;
+  *how.side = Side::kTarget;
   struct stat old;
   const bool is_taken =
       how.existing == Existing::kReplace && fstatat(to, to_name, &old, AT_SYMLINK_NOFOLLOW) == 0;
   if (is_taken && IsSame(source.info, old)) return EINVAL;
-  if (!source.file) return CopyOther(source, from, from_name, to, to_name, how);
-  return how.appearance == Appearance::kAtOnce
-             ? CopyRegularAtOnce(source, to, to_name, how)
-             : CopyRegularWhole(source, to, to_name, is_taken, how);
+  if (is_taken && how.made != nullptr && how.made->Has(old)) return EEXIST;
+  const int error = !source.file ? CopyOther(source, from, from_name, to, to_name, how)
+                    : how.appearance == Appearance::kAtOnce
+                        ? CopyRegularAtOnce(source, to, to_name, how)
+                        : CopyRegularWhole(source, to, to_name, is_taken, how);
+  if (error == 0 && how.made != nullptr && fstatat(to, to_name, &old, AT_SYMLINK_NOFOLLOW) == 0) {
+    how.made->Add(old);
+  }
+  return error;
+}
+
+int CopyIntoNewFolder(int from, const char* name, mode_t type, int to, Side* side) {
+  NodeCopy how{.new_folder = true, .side = side};
+  const int error = CopyNode(from, name, type, to, name, how);
+  if (error != EEXIST || !HasExactName(to, name)) return error;
+  how = {.existing = Existing::kReplace, .side = side};
+  return CopyNode(from, name, type, to, name, how);
 }
 
 int CopyNode(const std::string& from, const std::string& to, const NodeCopy& how) {
   const AtPath source(from);
+  if (how.side != nullptr) *how.side = source.error() != 0 ? Side::kSource : Side::kTarget;
   if (source.error() != 0) return source.error();
   const std::string name(LeafName(to));
   if (name.empty() || name == "." || name == "..") return EISDIR;

@@ -10,9 +10,12 @@
 
 #include <sys/stat.h>
 
+#include <set>
 #include <string>
+#include <tuple>
 
 #include "host/file_properties.h"
+#include "host/tree_outcome.h"
 
 namespace [[gnu::visibility("default")]] orvik {
 namespace host {
@@ -27,13 +30,33 @@ enum class Appearance {
   kAtOnce,  // under its name from the start, in a folder that nobody else uses; needs kKeep
 };
 
+// The entries that one copy has made in a folder: a further entry of the copy must not replace
+// them, even when the folder takes its name for theirs.
+class MadeEntries {
+ public:
+  void Add(const struct stat& entry) { entries_.insert(IdentityOf(entry)); }
+  bool Has(const struct stat& entry) const { return entries_.contains(IdentityOf(entry)); }
+
+ private:
+  // With the time of the last change: another process may replace an entry, and a third file then
+  // get its inode.
+  using Identity = std::tuple<dev_t, ino_t, time_t, long>;
+  static Identity IdentityOf(const struct stat& entry) {
+    return {entry.st_dev, entry.st_ino, entry.st_ctim.tv_sec, entry.st_ctim.tv_nsec};
+  }
+
+  std::set<Identity> entries_;
+};
+
 struct NodeCopy {
   Owner owner = Owner::kMaker;
   Existing existing = Existing::kKeep;
   Appearance appearance = Appearance::kWhole;
-  bool special_files = false;  // pipes, sockets, devices; else they are EOPNOTSUPP
-  bool flush = false;          // copy and name are on disk before the call returns
-  bool new_folder = false;     // the caller has just made the folder that takes the copy
+  bool special_files = false;   // pipes, sockets, devices; else they are EOPNOTSUPP
+  bool flush = false;           // copy and name are on disk before the call returns
+  bool new_folder = false;      // the caller has just made the folder that takes the copy
+  MadeEntries* made = nullptr;  // EEXIST for one of these; the copy is added
+  Side* side = nullptr;         // receives where an error is
 };
 
 // Copies the entry `from_name` of the open folder `from` into the open folder `to`. A folder is
@@ -42,6 +65,11 @@ struct NodeCopy {
 // name, or what a link leads to: the copy would be a link to itself.
 int CopyNode(int from, const char* from_name, mode_t type, int to, const char* to_name,
              const NodeCopy& how);
+
+// The same into a folder that the caller has just made for the copies of a whole folder. An entry
+// of exactly this name is then another process's and is replaced; EEXIST when the name leads to an
+// entry that is spelled otherwise.
+int CopyIntoNewFolder(int from, const char* name, mode_t type, int to, Side* side);
 
 // The same with two paths; the folder of `to` must exist.
 int CopyNode(const std::string& from, const std::string& to, const NodeCopy& how);

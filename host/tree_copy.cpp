@@ -23,7 +23,7 @@ namespace {
 
 class TreeCopier {
  public:
-  explicit TreeCopier(int top) : links_(top) {}
+  TreeCopier(int top, Side* side) : side_(side), links_(top) {}
 
   int Run(int from, const char* from_name, int to) {
     int error = Enter(from, from_name, Descriptor(openat(to, ".", kOpenFolder)));
@@ -36,6 +36,7 @@ class TreeCopier {
       const std::string next = std::move(subfolders.back());
       subfolders.pop_back();
       const char* const name = next.c_str();
+      *side_ = Side::kTarget;
       if (mkdirat(targets_.folder(), name, 0700) != 0) return errno;
       const std::size_t length = path_.size();
       path_ += next + "/";
@@ -54,7 +55,9 @@ class TreeCopier {
   };
 
   int Enter(int from, const char* from_name, Descriptor target) {
+    *side_ = Side::kTarget;
     if (!target) return errno;
+    *side_ = Side::kSource;
     Descriptor source(openat(from, from_name, kOpenFolder));
     if (!source) return errno;
     if (levels_.empty()) levels_.emplace_back();
@@ -69,14 +72,18 @@ class TreeCopier {
     const int from = sources_.folder();
     const int to = targets_.folder();
     struct stat info;
+    *side_ = Side::kSource;
     if (fstatat(from, name, &info, AT_SYMLINK_NOFOLLOW) != 0) return errno;
     if (S_ISDIR(info.st_mode)) {
       levels_.back().subfolders.emplace_back(name);
       return 0;
     }
     if (info.st_nlink > 1 && links_.Link(info, to, name)) return 0;
-    constexpr NodeCopy kHow{Owner::kSource, Existing::kKeep, Appearance::kAtOnce, true, false};
-    if (const int error = CopyNode(from, name, info.st_mode & S_IFMT, to, name, kHow)) return error;
+    const NodeCopy how{.owner = Owner::kSource,
+                       .appearance = Appearance::kAtOnce,
+                       .special_files = true,
+                       .side = side_};
+    if (const int error = CopyNode(from, name, info.st_mode & S_IFMT, to, name, how)) return error;
     if (info.st_nlink > 1) links_.Note(info, path_ + name, to, name);
     return 0;
   }
@@ -86,6 +93,7 @@ class TreeCopier {
     const int from = sources_.folder();
     const int to = targets_.folder();
     bool has_record = false;
+    *side_ = Side::kTarget;
     if (const int error = CopyAttributes(from, Owner::kSource, to, &has_record)) return error;
     struct statx info;
     if (statx(from, "", AT_EMPTY_PATH, STATX_BASIC_STATS | STATX_BTIME, &info) == 0) {
@@ -100,6 +108,7 @@ class TreeCopier {
     return targets_.Leave();
   }
 
+  Side* const side_;
   FolderChain sources_;
   FolderChain targets_;
   HardLinks links_;
@@ -109,8 +118,8 @@ class TreeCopier {
 
 }  // namespace
 
-int CopyTree(int from, const char* from_name, int to) {
-  return TreeCopier(to).Run(from, from_name, to);
+int CopyTree(int from, const char* from_name, int to, Side* side) {
+  return TreeCopier(to, side).Run(from, from_name, to);
 }
 
 }  // namespace orvik::host

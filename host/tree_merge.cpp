@@ -8,6 +8,7 @@
 #include <cstdint>
 #include <memory>
 #include <optional>
+#include <set>
 #include <string_view>
 #include <utility>
 #include <vector>
@@ -44,10 +45,11 @@ bool HasOneSpellingOnDisk(std::string_view name) {
 class Merger {
  public:
   // `top` is a descriptor of the target for this object alone.
-  Merger(Transfer transfer, Descriptor top, const struct stat& source, TreeOutcome* report)
+  Merger(Transfer transfer, Descriptor top, int source, TreeOutcome* report)
       : transfer_(transfer),
         source_(source),
         report_(report),
+        above_target_(FoldersAbove(top.get())),
         top_(std::move(top)),
         links_(top_.get()) {}
 
@@ -73,25 +75,23 @@ class Merger {
     std::size_t source_path_above;  // lengths
     std::size_t target_path_above;
     bool is_new;                                  // the target was made for this
-    bool crosses_volumes = false;                 // of a move
+    bool is_shared = false;                       // another folder went into the same target
     std::vector<std::string> subfolders = {};     // still to be transferred
     std::shared_ptr<const FolderPair> pair = {};  // for the crew, when it takes entries of it
     std::optional<FolderSpellings> target_names = {};
+    MadeEntries made = {};
   };
 
-  void Fail(std::string_view name, int error) {
-    outcome_.AddFailure(next_number_++, source_path_, name, error);
+  void Fail(std::string_view name, int error, Side side = Side::kSource) {
+    outcome_.AddFailure(next_number_++, source_path_, name, error, side);
   }
 
   int Enter(Descriptor from, Descriptor to, bool is_new, bool through_link) {
     if (levels_.empty()) levels_.push_back({0, 0, is_new});
-    if (transfer_ == Transfer::kMove) {
-      struct stat source, target;
-      if (fstat(from.get(), &source) != 0 || fstat(to.get(), &target) != 0) return errno;
-      levels_.back().crosses_volumes = source.st_dev != target.st_dev;
-    }
     if (const int error = sources_.Enter(std::move(from))) return error;
+    if (above_target_.contains(sources_.identity())) return EINVAL;
     if (const int error = targets_.Enter(std::move(to), through_link)) return error;
+    levels_.back().is_shared = !targets_entered_.insert(targets_.identity()).second;
     for (const Entry& entry : Entries()) {
       if (S_ISDIR(entry.type)) {
         levels_.back().subfolders.push_back(entry.name);
@@ -119,10 +119,11 @@ class Merger {
     if (transfer_ == Transfer::kCopy && levels_.back().is_new && GiveToCrew(entry)) return;
     const int to = targets_.folder();
     const std::string target = TargetName(entry.name);
-    const int error = transfer_ == Transfer::kCopy ? Copy(entry, to, target.c_str())
-                                                   : Move(entry.name.c_str(), to, target);
+    Side side = Side::kSource;
+    const int error = transfer_ == Transfer::kCopy ? Copy(entry, to, target.c_str(), &side)
+                                                   : Move(entry.name.c_str(), to, target, &side);
     if (error != 0) {
-      Fail(entry.name, error);
+      Fail(entry.name, error, side);
     } else {
       outcome_.AddDone();
     }
@@ -142,21 +143,19 @@ class Merger {
     return true;
   }
 
-  int Copy(const Entry& entry, int to, const char* target) {
-    const bool is_new = levels_.back().is_new;
-    const NodeCopy how{.existing = is_new ? Existing::kKeep : Existing::kReplace,
-                       .new_folder = is_new};
-    return CopyNode(sources_.folder(), entry.name.c_str(), entry.type, to, target, how);
+  int Copy(const Entry& entry, int to, const char* target, Side* side) {
+    Level& level = levels_.back();
+    const int from = sources_.folder();
+    if (level.is_new) return CopyIntoNewFolder(from, entry.name.c_str(), entry.type, to, side);
+    const NodeCopy how{.existing = level.is_shared ? Existing::kKeep : Existing::kReplace,
+                       .made = &level.made,
+                       .side = side};
+    return CopyNode(from, entry.name.c_str(), entry.type, to, target, how);
   }
 
-  int Move(const char* name, int to, const std::string& target) {
-    const int from = sources_.folder();
-    struct stat info {};
-    const bool is_noted = levels_.back().crosses_volumes &&
-                          fstatat(from, name, &info, AT_SYMLINK_NOFOLLOW) == 0 && info.st_nlink > 1;
-    const int error = MoveEntry(from, name, to, target.c_str(), &links_);
-    if (error == 0 && is_noted) links_.Note(info, target_path_ + target, to, target.c_str());
-    return error;
+  int Move(const char* name, int to, const std::string& target, Side* side) {
+    const MoveOptions options{&links_, target_path_, side};
+    return MoveEntry(sources_.folder(), name, to, target.c_str(), options);
   }
 
   // The name under which an entry of the source goes into the target.
@@ -203,7 +202,7 @@ class Merger {
     bool is_new, through_link;
     Descriptor to = OpenTarget(target.c_str(), &is_new, &through_link);
     if (!to) {
-      Fail(name, errno);
+      Fail(name, errno, Side::kTarget);
       return 0;
     }
     // A link may lead back into what is being copied, which then would not end.
@@ -212,8 +211,8 @@ class Merger {
     source_path_ += name + "/";
     target_path_ += target + "/";
     const int error = Enter(std::move(from), std::move(to), is_new, through_link);
-    if (error != 0) Fail({}, error);
-    return error == 0 ? 0 : EIO;
+    if (error != 0 && error != EINVAL) Fail({}, error);
+    return error == 0 || error == EINVAL ? error : EIO;
   }
 
   int Leave() {
@@ -227,12 +226,14 @@ class Merger {
   }
 
   const Transfer transfer_;
-  const struct stat source_;
+  const int source_;  // the open top of the source
   TreeOutcome* const report_;
+  const std::set<FolderIdentity> above_target_;
   const Descriptor top_;
   HardLinks links_;
   FolderChain sources_;
   FolderChain targets_;
+  std::set<FolderIdentity> targets_entered_;
   std::string source_path_;  // from the top to the innermost folder, with "/" at its end
   std::string target_path_;
   std::vector<Level> levels_;
@@ -248,11 +249,8 @@ int MergeTree(const std::string& from, const std::string& to, Transfer transfer,
   TreeOutcome own;
   if (report == nullptr) report = &own;
   Descriptor source = OpenPath(from, O_RDONLY | O_DIRECTORY);
-  struct stat info;
-  if (!source && errno == EACCES && LiesInFolder(to, from)) return EINVAL;
   if (!source && errno != EACCES) return errno;
-  if (source && fstat(source.get(), &info) != 0) return errno;
-  if (source && LiesInFolder(to, from)) return EINVAL;
+  if (LiesInFolder(to, from)) return EINVAL;
   int error = MakeFolderAt(to, 0777);
   const bool is_new = error == 0;
   if (error == ENOENT) error = MakeFolders(to);
@@ -260,11 +258,12 @@ int MergeTree(const std::string& from, const std::string& to, Transfer transfer,
   if (!target) error = errno;
   if (!source) error = EACCES;
   if (!target || !source) {
-    report->AddFailure({}, error);
+    report->AddFailure({}, error, source ? Side::kTarget : Side::kSource);
     return 0;
   }
   Descriptor top(fcntl(target.get(), F_DUPFD_CLOEXEC, 0));
-  Merger merger(transfer, std::move(top), info, report);
+  const Descriptor source_top(fcntl(source.get(), F_DUPFD_CLOEXEC, 0));
+  Merger merger(transfer, std::move(top), source_top.get(), report);
   error = merger.Run(std::move(source), std::move(target), is_new);
   return error == EINVAL ? EINVAL : 0;
 }

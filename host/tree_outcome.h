@@ -9,9 +9,12 @@
 namespace [[gnu::visibility("default")]] orvik {
 namespace host {
 
+enum class Side { kSource, kTarget };
+
 struct TreeFailure {
-  std::string path;  // below the top of the tree; "" is the top itself
-  int error;         // an errno
+  std::string path;           // of the source, below the top of the tree; "" is the top itself
+  int error;                  // an errno
+  Side side = Side::kSource;  // where the error is
 };
 
 struct TreeOutcome {
@@ -24,9 +27,9 @@ struct TreeOutcome {
   // 0, or the errno of the first failure.
   int error() const { return failures.empty() ? 0 : failures.front().error; }
 
-  void AddFailure(std::string path, int error) {
+  void AddFailure(std::string path, int error, Side side = Side::kSource) {
     ++failed;
-    if (failures.size() < kMostFailures) failures.push_back({std::move(path), error});
+    if (failures.size() < kMostFailures) failures.push_back({std::move(path), error, side});
   }
 };
 

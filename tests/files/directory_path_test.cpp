@@ -4,12 +4,14 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <cerrno>
 #include <set>
 
 #include "files/directory_manipulator.h"
 #include "files/edition.h"
 #include "files/file_manipulator.h"
 #include "tests/files/support.h"
+#include "tests/support/without_root_rights.h"
 
 namespace orvik::test {
 namespace {
@@ -109,6 +111,23 @@ TEST_F(DirectoryPathOnDisk, ListsSubfoldersInTheOrderOfTheirLastNames) {
   EXPECT_EQ(Units(found[1]), u"/earlier/aa");  // the whole array is in order
   Folder(At("none")).ListSubDirectories(u"*", found, TRUE);
   EXPECT_EQ(found.GetCount(), 3u);
+}
+
+TEST_F(DirectoryPathOnDisk, NamesSubfoldersThatCannotBeRead) {
+  MakeTree(top_, {"open/in/", "closed/in/"});
+  fs::permissions(At("closed"), fs::perms::none);
+  TreeReport report;
+  CAtlArray<Path> found;
+  {
+    const WithoutRootRights without(env_.folder());
+    Folder(top_).ListSubDirectories(u"*", found, TRUE, &report);
+    Folder(At("none")).ListSubDirectories(u"*", found, TRUE, &report);
+  }
+  EXPECT_EQ(found.GetCount(), 3u);
+  ASSERT_EQ(report.failures.size(), 1u);
+  EXPECT_EQ(report.failed, 1u);
+  EXPECT_EQ(Units(report.failures[0].path), At("closed").u16string());
+  EXPECT_EQ(report.failures[0].error, EACCES);
 }
 
 TEST_F(DirectoryPathOnDisk, FindsFilesByPattern) {

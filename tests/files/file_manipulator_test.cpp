@@ -2,13 +2,16 @@
 
 #include <unistd.h>
 
+#include <cerrno>
 #include <chrono>
+#include <cstring>
 #include <memory>
 #include <set>
 
 #include "tests/files/support.h"
 #include "tests/support/alert_answer.h"
 #include "tests/support/volumes.h"
+#include "tests/support/without_root_rights.h"
 
 namespace orvik::test {
 namespace {
@@ -116,6 +119,50 @@ TEST_F(FileManipulator, WritesBytes) {
   }
 }
 
+// A file that is a mount point itself, and one in a folder that takes no new files while there is
+// no temporary folder either.
+TEST_F(FileManipulator, WritesInPlaceWhereNoNewFileCanBe) {
+  const auto expect_written = [this](const char* name) {
+    for (const char* text : {"new text", "short"}) {
+      EXPECT_EQ(Manipulator::WriteAsciiStringToFile(File(At(name)), text, std::strlen(text)), S_OK);
+      EXPECT_EQ(ReadFile(At(name)), text);
+    }
+    EXPECT_EQ(Manipulator::CreateShortcut(File(At(name)), File("/a/b")), S_OK);
+    EXPECT_EQ(Units(Manipulator::ResolveShortcut(File(At(name)))), u"/a/b");
+  };
+  MakeTree(top_, {"mounted=old", "closed/file=old"});
+  const bool tested = OnAVolume(At("volume"), "tmpfs", "size=1m", [&] {
+    const std::string file = At("mounted");
+    ASSERT_EQ(mount(file.c_str(), file.c_str(), nullptr, MS_BIND, nullptr), 0);
+    expect_written("mounted");
+    EXPECT_EQ(NamesIn(top_), (std::vector<std::string>{"closed", "mounted", "volume"}));
+  });
+  fs::permissions(At("closed"), fs::perms(0555));
+  {
+    const WithoutRootRights without(env_.folder());
+    const ScopedVariable none("TMPDIR", "/nonexistent");
+    expect_written("closed/file");
+  }
+  if (!tested) GTEST_SKIP() << "this user may not mount";
+}
+
+// Files whose size is 0.
+TEST_F(FileManipulator, ReadsAndCopiesTheFilesOfProc) {
+  const COrvikFilePath version(u"/proc/version");
+  const std::string content = ReadFile("/proc/version");
+  ASSERT_FALSE(content.empty());
+  EXPECT_TRUE(Manipulator::CopyFileTo(version, File(At("copy")), TRUE));
+  EXPECT_EQ(ReadFile(At("copy")), content);
+  EXPECT_EQ(version.GetFileChecksum(), File(At("copy")).GetFileChecksum());
+  unsigned char* buffer = nullptr;
+  const unsigned long count = Manipulator::ReadFileIntoBuffer(version, buffer);
+  const std::unique_ptr<unsigned char[]> owned(buffer);
+  EXPECT_EQ(std::string(reinterpret_cast<const char*>(buffer), count), content);
+  CAtlStringA text;
+  EXPECT_EQ(Manipulator::ReadAsciiFileIntoAsciiString(version, text, "> "), S_OK);
+  EXPECT_EQ(text.View(), "> " + content);
+}
+
 // Beyond the 4,096 bytes of the kernel.
 TEST_F(FileManipulator, LongPathsAreTakenWhole) {
   const COrvikFilePath file =
@@ -154,6 +201,41 @@ TEST_F(FileManipulator, CopiesAndMoves) {
   EXPECT_TRUE(Manipulator::MoveFileTo(File(At("f")), File(At("x/y/f"))));
   for (const char* name : {"g", "d/f", "x/y/f"}) EXPECT_EQ(ReadFile(At(name)), "new");
   EXPECT_FALSE(Exists(At("f")));
+
+  // To another spelling of its own name, and not to one of another file.
+  const std::string composed = "\xC3\xA9", decomposed = "e\xCC\x81";
+  MakeTree(At("spelled"), {composed + "=x"});
+  for (const std::string& name : {decomposed, composed, composed}) {
+    const bool is_there = Exists(At("spelled") / name);
+    EXPECT_EQ(Manipulator::MoveFileTo(File(At("spelled") / composed), File(At("spelled") / name)),
+              is_there ? FALSE : TRUE);
+    EXPECT_EQ(NamesIn(At("spelled")), std::vector<std::string>{name});
+  }
+  EXPECT_FALSE(Manipulator::MoveFileTo(File(At("g")), File(At("spelled") / decomposed)));
+}
+
+TEST_F(FileManipulator, SaysWhyAFileWasNotCopiedOrMoved) {
+  ASSERT_EQ(mkfifo(At("pipe").c_str(), 0600), 0);
+  MakeTree(top_, {"f", "g"});
+  TreeReport report;
+  EXPECT_FALSE(Manipulator::CopyFileTo(File(At("pipe")), File(At("x")), FALSE, &report));
+  EXPECT_FALSE(Manipulator::CopyFileTo(File(At("f")), File(At("g")), TRUE, &report));
+  EXPECT_FALSE(Manipulator::MoveFileTo(File(At("none")), File(At("x")), &report));
+  EXPECT_TRUE(Manipulator::MoveFileTo(File(At("f")), File(At("x")), &report));
+  EXPECT_EQ(report.done, 1u);
+  EXPECT_EQ(report.failed, 3u);
+  const std::tuple<const char*, int, TreeSide> expected[] = {
+      {"pipe", EOPNOTSUPP, TreeSide::kSource},
+      {"f", EEXIST, TreeSide::kTarget},
+      {"none", ENOENT, TreeSide::kSource}};
+  ASSERT_EQ(report.failures.size(), std::size(expected));
+  for (std::size_t i = 0; i < std::size(expected); ++i) {
+    const auto& [name, error, side] = expected[i];
+    EXPECT_EQ(Units(report.failures[i].path), At(name).u16string());
+    EXPECT_EQ(report.failures[i].error, error) << name;
+    EXPECT_EQ(report.failures[i].side, side) << name;
+  }
+  EXPECT_EQ(report.failures[0].reason, u"Pipes, sockets and devices are not copied");
 }
 
 // RemoveFile removes files and links; DeleteFile folders, too. Neither follows a link.
@@ -219,6 +301,15 @@ TEST_F(FileManipulator, AsksBeforeDeleting) {
   Manipulator::InitializeLocalizedStrings(u"Weg mit \u201E%s\u201C?", u"%s?", u"L\u00F6schen",
                                           u"Nein", u"Kopieren", u"Ersetzen");
   const auto [kept, translated] = Answered(0, remove);
+  const char16_t* const unusable[] = {u"100% weg mit %s?", u"Weg?", u"Weg mit %s und %s?", u"%d %s",
+                                      u"Weg mit %s? 100%"};
+  std::vector<std::string> questions;
+  for (const char16_t* format : unusable) {
+    Manipulator::InitializeLocalizedStrings(format, format, u"L", u"N", u"K", u"E");
+    questions.push_back(Answered(0, remove).second.message);
+  }
+  Manipulator::InitializeLocalizedStrings(u"100%% weg mit %s?", u"", u"L", u"N", u"K", u"E");
+  const std::string with_own_sign = Answered(0, remove).second.message;
   Manipulator::InitializeLocalizedStrings(
       u"Are you sure you want to delete the file \"%s\"?",
       u"The file \"%s\" already exists.  Do you want to overwrite it?", u"Delete", u"Cancel",
@@ -226,6 +317,10 @@ TEST_F(FileManipulator, AsksBeforeDeleting) {
   EXPECT_FALSE(kept);
   EXPECT_EQ(translated.message, "Weg mit \xE2\x80\x9E" + path + "\xE2\x80\x9C?");
   EXPECT_EQ(translated.buttons, (std::vector<std::string>{"Nein", "L\xC3\xB6schen"}));
+  for (const std::string& question : questions) {
+    EXPECT_EQ(question, "Are you sure you want to delete the file \"" + path + "\"?");
+  }
+  EXPECT_EQ(with_own_sign, "100% weg mit " + path + "?");
   EXPECT_TRUE(Exists(path));
   const auto [removed, shown] = Answered(1, remove);
   EXPECT_TRUE(removed);

@@ -131,6 +131,38 @@ TEST_F(NodeCopyTest, AFailureLeavesTheOldFile) {
   EXPECT_EQ(NamesIn(top_), (std::vector<std::string>{"large", "secret", "target"}));
 }
 
+// Another process copies the same folder at the same time.
+TEST_F(NodeCopyTest, InANewFolderTheEntryOfAnotherProcessIsReplaced) {
+  MakeTree(top_, {"from/file=ours", "from/link->ours", "from/folder", "to/file=theirs",
+                  "to/link->theirs", "to/folder/x"});
+  const Descriptor from(open((top_ / "from").c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC));
+  const Descriptor to(open((top_ / "to").c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC));
+  Side side = Side::kSource;
+  for (const char* name : {"file", "link"}) {
+    EXPECT_EQ(CopyIntoNewFolder(from.get(), name, 0, to.get(), &side), 0) << name;
+  }
+  EXPECT_EQ(CopyIntoNewFolder(from.get(), "folder", 0, to.get(), &side), EISDIR);
+  EXPECT_EQ(side, Side::kTarget);
+  EXPECT_EQ(TreeIn(top_ / "to"), (Words{"file=ours", "folder/", "folder/x=x", "link->ours"}));
+}
+
+TEST_F(NodeCopyTest, SaysWhichSideFailed) {
+  MakeTree(top_, {"file=content", "secret", "pipe|", "closed/"});
+  fs::permissions(top_ / "secret", fs::perms::none);
+  fs::permissions(top_ / "closed", fs::perms(0555));
+  const WithoutRootRights without(env_.folder());
+  const std::tuple<const char*, const char*, int, Side> cases[] = {
+      {"none", "x", ENOENT, Side::kSource},        {"pipe", "x", EOPNOTSUPP, Side::kSource},
+      {"closed", "x", EISDIR, Side::kSource},      {"secret", "x", EACCES, Side::kSource},
+      {"file", "closed/x", EACCES, Side::kTarget}, {"file", "none/x", ENOENT, Side::kTarget},
+      {"file", "pipe", EEXIST, Side::kTarget}};
+  for (const auto& [from, to, error, expected] : cases) {
+    Side side = expected == Side::kSource ? Side::kTarget : Side::kSource;
+    EXPECT_EQ(Copy(from, to, {.side = &side}), error) << from << to;
+    EXPECT_EQ(side, expected) << from << to;
+  }
+}
+
 using MoveFileTest = EnvironmentTest;
 
 // The road to another volume, taken on one.

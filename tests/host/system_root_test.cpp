@@ -62,6 +62,10 @@ TEST(KernelTexts, FindAMountPoint) {
   EXPECT_EQ(MountPointIn(table, 21), "/mnt/a b\\\r\tc");
   EXPECT_EQ(MountPointIn(table, 22), "");
   EXPECT_EQ(MountPointIn(table, 2), "");
+  const std::vector<Mount> mounts = MountsIn(table);
+  ASSERT_EQ(mounts.size(), 2u);
+  EXPECT_EQ(mounts[1].device, "8:2");
+  EXPECT_EQ(mounts[1].root, "/a b");
 }
 
 TEST(KernelTexts, FindAStartTimeBehindAnyName) {

@@ -6,9 +6,11 @@
 #include <cerrno>
 #include <map>
 
+#include "host/move_file.h"
 #include "host/tree_removal.h"
 #include "tests/support/file_trees.h"
 #include "tests/support/test_environment.h"
+#include "tests/support/volumes.h"
 #include "tests/support/without_root_rights.h"
 
 namespace orvik::test {
@@ -74,6 +76,69 @@ TEST_F(TreeMergeTest, EntriesGoToTheirOtherSpelling) {
     EXPECT_EQ(Merge("s", target), 0);
     EXPECT_EQ(TreeIn(top_ / target), (Words{decomposed + "=d", composed + "=c"}));
   }
+}
+
+// The source has two spellings of a name, the target a third; a link of the target leads to where
+// another folder of the source goes.
+TEST_F(TreeMergeTest, NoEntryOfACopyReplacesAnother) {
+  const std::string composed = "\xE1\xBA\xA5", half = "\xC3\xA2\xCC\x81",
+                    decomposed = "a\xCC\x82\xCC\x81";
+  MakeTree(top_, {"s/" + composed + "=1", "s/" + half + "=2", "t/" + decomposed + "=old"});
+  EXPECT_EQ(Merge("s", "t"), 0);
+  EXPECT_EQ(report_.done, 1u);
+  ASSERT_EQ(failures_.size(), 1u);
+  EXPECT_EQ(failures_.begin()->second, EEXIST);
+  const bool is_composed_missing = failures_.begin()->first == composed;
+  EXPECT_EQ(TreeIn(top_ / "t"), (Words{decomposed + (is_composed_missing ? "=2" : "=1")}));
+
+  MakeTree(top_, {"u/a/x=a", "u/b/x=b", "v/a/", "v/b->a"});
+  EXPECT_EQ(Merge("u", "v"), 0);
+  EXPECT_EQ(report_.done, 1u);
+  ASSERT_EQ(failures_.size(), 1u);
+  EXPECT_EQ(failures_.begin()->second, EEXIST);
+  EXPECT_EQ(ReadFile(top_ / "v/a/x"), failures_.begin()->first == "a/x" ? "b" : "a");
+}
+
+// The folders of a copy have further names, which mounts give them.
+TEST_F(TreeMergeTest, SeesThroughMounts) {
+  const bool tested = OnAVolume(At("volume"), "tmpfs", "size=1m", [this] {
+    const auto bind = [this](const char* folder, const char* place) {
+      fs::create_directories(top_ / place);
+      return mount((top_ / folder).c_str(), (top_ / place).c_str(), nullptr, MS_BIND, nullptr);
+    };
+    MakeTree(top_, {"volume/s/file", "volume/s/sub/deep/", "volume/s/inner/", "volume/other/in/"});
+    ASSERT_EQ(bind("volume/s/sub", "sub"), 0);
+    ASSERT_EQ(bind("volume/other", "volume/s/inner"), 0);
+    const Words before = TreeIn(top_ / "volume");
+    for (const char* target : {"sub", "sub/new", "sub/deep/new", "volume/other/in/new"}) {
+      for (const Transfer transfer : {Transfer::kCopy, Transfer::kMove}) {
+        EXPECT_EQ(Merge("volume/s", target, transfer), EINVAL) << target;
+      }
+    }
+    EXPECT_EQ(CopyThenRemove(top_ / "volume/s", top_ / "sub/deep/new"), EINVAL);
+    EXPECT_EQ(TreeIn(top_ / "volume"), before);
+    EXPECT_EQ(Merge("sub", "volume/new"), 0);  // out of itself is no trouble
+
+    MakeTree(top_, {"volume/one/s/a/first", "volume/one/s/b/", "volume/two/"});
+    fs::create_hard_link(top_ / "volume/one/s/a/first", top_ / "volume/one/s/b/second");
+    ASSERT_EQ(bind("volume/one", "one"), 0);
+    ASSERT_EQ(bind("volume/two", "two"), 0);
+    EXPECT_EQ(Merge("one/s", "two/t", Transfer::kMove), 0);
+    EXPECT_EQ(failures_, Failures{});
+    EXPECT_TRUE(fs::equivalent(top_ / "two/t/a/first", top_ / "two/t/b/second"));
+  });
+  if (!tested) GTEST_SKIP() << "this user may not mount";
+}
+
+TEST_F(TreeMergeTest, TwoProcessesCopyIntoOneNewFolder) {
+  constexpr int kFiles = 300;
+  for (int i = 0; i < kFiles; ++i) WriteFile(top_ / "s/sub" / std::to_string(i), "x");
+  const std::vector<int> failed = InProcesses(2, [this](int) {
+    Merge("s", "t");
+    return failures_.empty() ? 0 : 1;
+  });
+  EXPECT_EQ(failed, (std::vector<int>{0, 0}));
+  EXPECT_EQ(NamesIn(top_ / "t/sub").size(), std::size_t{kFiles});
 }
 
 TEST_F(TreeMergeTest, LinksInTheTargetAreFollowedWhenTheyCanBeTrusted) {
