@@ -2,8 +2,10 @@
 #include <fcntl.h>
 
 #include <cerrno>
+#include <cstdint>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <utility>
 #include <vector>
 
@@ -18,6 +20,15 @@
 #include "platform/carbon/errno_status.h"
 
 namespace orvik {
+namespace {
+
+std::string_view BelowTop(std::string_view path, std::string_view top) {
+  path.remove_prefix(top.size());
+  if (path.starts_with('/')) path.remove_prefix(1);
+  return path;
+}
+
+}  // namespace
 
 void COrvikDirectoryPath::ListSubDirectories(const CAtlString& pattern,
                                              CAtlArray<COrvikDirectoryPath>& folders,
@@ -27,32 +38,40 @@ void COrvikDirectoryPath::ListSubDirectories(const CAtlString& pattern,
 
 void COrvikDirectoryPath::ListSubDirectories(const CAtlString& pattern,
                                              CAtlArray<COrvikDirectoryPath>& folders,
-                                             BOOL recursive, TreeReport* report) const {
+                                             BOOL recursive, TreeReport* report,
+                                             Progress* progress) const {
   const std::optional<std::string> top = PathForLibc(path_);
   if (!top) return;
+  host::Monitor* const monitor = MonitorOf(progress, COrvikFilePath(path_));
   // The path as it is given, and as it is spelled on disk, so that no folder is looked for again.
   std::vector<std::pair<COrvikDirectoryPath, std::string>> waiting{{*this, *top}};
   while (!waiting.empty()) {
     const auto [folder, on_disk] = std::move(waiting.back());
     waiting.pop_back();
+    if (host::IsStopped(monitor) || !host::Begins(monitor, {}, BelowTop(on_disk, *top))) {
+      AddFailure(COrvikFilePath(folder.GetDirectoryPathString()), ECANCELED, host::Side::kSource,
+                 report);
+      break;
+    }
+    std::uint64_t count = 0;
+    const auto visit = [&, &folder = folder, &on_disk = on_disk](const FolderEntry& entry) {
+      ++count;
+      if (entry.kind != EntryKind::kFolder) return;
+      const bool matches = MatchesWildcard(entry.name, pattern.View());
+      if (!matches && recursive == FALSE) return;
+      COrvikDirectoryPath subfolder = folder;
+      subfolder.AddDirectoryToPath(PathFromUnits(entry.name));
+      if (matches) folders.Add(subfolder);
+      if (recursive == FALSE) return;
+      waiting.emplace_back(std::move(subfolder), host::ChildPath(on_disk, entry.name_on_disk));
+    };
     const host::Descriptor opened = host::OpenPath(on_disk, O_RDONLY | O_DIRECTORY);
-    int error = errno;
-    if (opened)
-      error = WalkFolder(opened.get(), [&, &folder = folder,
-                                        &on_disk = on_disk](const FolderEntry& entry) {
-        if (entry.kind != EntryKind::kFolder) return;
-        const bool matches = MatchesWildcard(entry.name, pattern.View());
-        if (!matches && recursive == FALSE) return;
-        COrvikDirectoryPath subfolder = folder;
-        subfolder.AddDirectoryToPath(PathFromUnits(entry.name));
-        if (matches) folders.Add(subfolder);
-        if (recursive == FALSE) return;
-        waiting.emplace_back(std::move(subfolder), host::ChildPath(on_disk, entry.name_on_disk));
-      });
+    const int error = opened ? WalkFolder(opened.get(), visit) : errno;
     if (error != 0 && error != ENOENT) {  // one that vanished is not missed
       AddFailure(COrvikFilePath(folder.GetDirectoryPathString()), error, host::Side::kSource,
                  report);
     }
+    host::Advances(monitor, count, 0);
   }
   SortPaths(folders);
 }

@@ -3,6 +3,7 @@
 #include <cerrno>
 #include <optional>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "files/folder_walk.h"
@@ -16,6 +17,14 @@
 #include "host/tree_removal.h"
 
 namespace orvik {
+namespace {
+
+COrvikFilePath AsFile(const COrvikDirectoryPath& folder) {
+  return COrvikFilePath(folder.GetDirectoryPathString());
+}
+
+}  // namespace
+
 BOOL CDirectoryManipulator::CreateDirectory(const COrvikDirectoryPath& folder) {
   std::vector<COrvikDirectoryPath> missing;
   COrvikDirectoryPath ancestor = folder;
@@ -39,50 +48,94 @@ BOOL CDirectoryManipulator::RemoveDirectory(const COrvikDirectoryPath& folder) {
 
 BOOL CDirectoryManipulator::RemoveFilesFromDirectory(const COrvikDirectoryPath& folder,
                                                      const CAtlString& pattern) {
+  return RemoveFilesFromDirectory(folder, pattern, nullptr);
+}
+
+BOOL CDirectoryManipulator::RemoveFilesFromDirectory(const COrvikDirectoryPath& folder,
+                                                     const CAtlString& pattern, TreeReport* report,
+                                                     Progress* progress) {
   if (folder.DirectoryExists() == FALSE) return TRUE;
   const std::optional<std::string> path = PathForLibc(folder.GetDirectoryPathString());
   const host::Descriptor opened =
       path ? host::OpenPath(*path, host::kOpenFolder) : host::Descriptor();
-  if (!opened || host::IsRootFolder(opened.get())) return FALSE;
-  BOOL all = TRUE;
-  const int error = WalkFolder(opened.get(), [&](const FolderEntry& entry) {
-    if (entry.kind == EntryKind::kFolder || !MatchesWildcard(entry.name, pattern.View())) return;
-    if (host::RemoveFile(opened.get(), entry.name_on_disk, host::Obstacles::kTakeAway) != 0) {
-      all = FALSE;
-    }
-  });
-  return error == 0 ? all : FALSE;
+  host::TreeOutcome done;
+  if (!opened || host::IsRootFolder(opened.get())) {
+    done.AddFailure({}, opened ? EBUSY : errno);
+  } else {
+    host::Monitor* const monitor = MonitorOf(progress, AsFile(folder));
+    bool is_cut = false;
+    const int error = WalkFolder(opened.get(), [&](const FolderEntry& entry) {
+      if (entry.kind == EntryKind::kFolder || !MatchesWildcard(entry.name, pattern.View())) return;
+      if (is_cut || host::IsStopped(monitor) || !host::Begins(monitor, {}, entry.name_on_disk)) {
+        if (!std::exchange(is_cut, true)) done.AddFailure(entry.name_on_disk, ECANCELED);
+        return;
+      }
+      const int refusal =
+          host::RemoveFile(opened.get(), entry.name_on_disk, host::Obstacles::kTakeAway);
+      if (refusal == 0) {
+        ++done.done;
+      } else {
+        done.AddFailure(entry.name_on_disk, refusal);
+      }
+      host::Advances(monitor, 1, 0);
+    });
+    if (error != 0) done.AddFailure({}, error);
+  }
+  AddOutcome(folder, done, report);
+  return done.failed == 0 ? TRUE : FALSE;
 }
 
 BOOL CDirectoryManipulator::RemoveAllFilesAndSubDirectories(const COrvikDirectoryPath& folder,
                                                             TreeReport* report) {
+  return RemoveAllFilesAndSubDirectories(folder, report, nullptr);
+}
+
+BOOL CDirectoryManipulator::RemoveAllFilesAndSubDirectories(const COrvikDirectoryPath& folder,
+                                                            TreeReport* report,
+                                                            Progress* progress) {
   if (folder.DirectoryExists() == FALSE) return TRUE;
   const std::optional<std::string> path = PathForLibc(folder.GetDirectoryPathString());
   if (!path) return FALSE;
   host::TreeOutcome done;
-  const int error = host::EmptyFolder(*path, host::Obstacles::kTakeAway, &done);
+  const int error = host::EmptyFolder(*path, host::Obstacles::kTakeAway, &done,
+                                      MonitorOf(progress, AsFile(folder)));
   AddOutcome(folder, done, report);
   return error == 0 ? TRUE : FALSE;
 }
 
 BOOL CDirectoryManipulator::RemoveDirectoryAndContents(const COrvikDirectoryPath& folder,
                                                        TreeReport* report) {
-  RemoveAllFilesAndSubDirectories(folder, report);
+  return RemoveDirectoryAndContents(folder, report, nullptr);
+}
+
+BOOL CDirectoryManipulator::RemoveDirectoryAndContents(const COrvikDirectoryPath& folder,
+                                                       TreeReport* report, Progress* progress) {
+  RemoveAllFilesAndSubDirectories(folder, report, progress);
   return RemoveDirectory(folder);
 }
 
 HRESULT CDirectoryManipulator::RecursivelyCopyDirectory(const COrvikDirectoryPath& source,
                                                         const COrvikDirectoryPath& target,
                                                         BOOL move, TreeReport* report) {
+  return RecursivelyCopyDirectory(source, target, move, report, nullptr);
+}
+
+HRESULT CDirectoryManipulator::RecursivelyCopyDirectory(const COrvikDirectoryPath& source,
+                                                        const COrvikDirectoryPath& target,
+                                                        BOOL move, TreeReport* report,
+                                                        Progress* progress) {
   const std::optional<std::string> from = PathForLibc(source.GetDirectoryPathString());
   const std::optional<std::string> to = PathForLibc(target.GetDirectoryPathString());
   if (!from || !to) return E_FAIL;
   host::TreeOutcome done;
-  const int error = host::MergeTree(
-      *from, *to, move == FALSE ? host::Transfer::kCopy : host::Transfer::kMove, &done);
-  if (error != 0)
+  const host::Transfer transfer = move == FALSE ? host::Transfer::kCopy : host::Transfer::kMove;
+  const int error =
+      host::MergeTree(*from, *to, transfer, &done, MonitorOf(progress, AsFile(source)));
+  if (error != 0 && error != ECANCELED) {
     done.AddFailure({}, error, error == EINVAL ? host::Side::kTarget : host::Side::kSource);
+  }
   AddOutcome(source, done, report);
+  if (error == ECANCELED) return E_ABORT;
   return error == 0 ? S_OK : E_FAIL;
 }
 

@@ -6,10 +6,12 @@
 // it means that folder. The operations that delete work on open folders, so that they never
 // leave the tree, whatever others do to it meanwhile; they refuse the root folder.
 //
-// Where a TreeReport is given, what was done and what failed is added to it.
+// Where a TreeReport is given, what was done and what failed is added to it. Where a Progress is
+// given (both may be null), it watches and stops the operation.
 #pragma once
 
 #include "files/directory_path.h"
+#include "files/progress.h"
 #include "files/tree_report.h"
 #include "strings/windows_types.h"
 
@@ -30,16 +32,22 @@ class CDirectoryManipulator {
   // when there was nothing to delete. FALSE when the folder cannot be listed.
   static BOOL RemoveFilesFromDirectory(const COrvikDirectoryPath& folder,
                                        const CAtlString& pattern);
+  static BOOL RemoveFilesFromDirectory(const COrvikDirectoryPath& folder, const CAtlString& pattern,
+                                       TreeReport* report, Progress* progress = nullptr);
 
   // Empties the folder at every depth; goes on after a failure. Locks, and read-only folders of
   // this user, are no obstacle; those of folders that stay are put back. The folder itself stays.
   // TRUE when it is empty then, or does not exist.
   static BOOL RemoveAllFilesAndSubDirectories(const COrvikDirectoryPath& folder,
                                               TreeReport* report = nullptr);
+  static BOOL RemoveAllFilesAndSubDirectories(const COrvikDirectoryPath& folder, TreeReport* report,
+                                              Progress* progress);
 
   // The same and then removes the folder; TRUE when the folder is gone.
   static BOOL RemoveDirectoryAndContents(const COrvikDirectoryPath& folder,
                                          TreeReport* report = nullptr);
+  static BOOL RemoveDirectoryAndContents(const COrvikDirectoryPath& folder, TreeReport* report,
+                                         Progress* progress);
 
   // Copies the content of the source into the target, which is made with its parents; existing
   // files of the same name are replaced, each when its copy is whole. With `move` the files are
@@ -48,10 +56,13 @@ class CDirectoryManipulator {
   // A link in the target that leads to a folder is followed when it belongs to this user, to root
   // or to the owner of its folder. The result does not report single files or folders that could
   // not be copied or read; the report does. E_FAIL when the source does not exist, and when the
-  // target lies inside the source (nothing is copied then).
+  // target lies inside the source (nothing is copied then). E_ABORT when `progress` stopped it.
   static HRESULT RecursivelyCopyDirectory(const COrvikDirectoryPath& source,
                                           const COrvikDirectoryPath& target, BOOL move,
                                           TreeReport* report = nullptr);
+  static HRESULT RecursivelyCopyDirectory(const COrvikDirectoryPath& source,
+                                          const COrvikDirectoryPath& target, BOOL move,
+                                          TreeReport* report, Progress* progress);
 };
 
 }  // namespace orvik

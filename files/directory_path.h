@@ -18,6 +18,7 @@
 
 namespace [[gnu::visibility("default")]] orvik {
 
+class Progress;
 struct TreeReport;
 
 class COrvikDirectoryPath {
@@ -92,9 +93,10 @@ class COrvikDirectoryPath {
   // Subfolders, with `recursive` at every depth; afterwards the whole array is in SortPaths order.
   void ListSubDirectories(const CAtlString& pattern, CAtlArray<COrvikDirectoryPath>& folders,
                           BOOL recursive) const;
-  // The same; `report` (may be null) names each subfolder that could not be read.
+  // The same; `report` (may be null) names each subfolder that could not be read, and `progress`
+  // (may be null) watches and stops the search: what was found until then is listed.
   void ListSubDirectories(const CAtlString& pattern, CAtlArray<COrvikDirectoryPath>& folders,
-                          BOOL recursive, TreeReport* report) const;
+                          BOOL recursive, TreeReport* report, Progress* progress = nullptr) const;
   // Everything else in this folder, in the file system's order. 0 when the folder does not exist,
   // else the platform's status of opening or closing the walk.
   OSErr FindFilesInDirectory(const CAtlString& pattern, CAtlArray<COrvikFilePath>& files) const;

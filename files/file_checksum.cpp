@@ -22,8 +22,9 @@ constexpr std::size_t kWorthTwoThreads = std::size_t{8} << 20;
 // A run of bytes of a file.
 class Part {
  public:
-  Part(int file, std::size_t start, std::size_t size)
+  Part(int file, std::size_t start, std::size_t size, host::Monitor* monitor)
       : file_(file),
+        monitor_(monitor),
         start_(start),
         size_(size),
         buffer_(std::make_unique_for_overwrite<unsigned char[]>(std::min(size, kPiece))) {}
@@ -37,6 +38,7 @@ class Part {
       if (got <= 0) return;
       checksum_ = ContinueCRC32(checksum_, buffer_.get(), got);
       done += static_cast<std::size_t>(got);
+      if (!host::Advances(monitor_, 0, static_cast<std::uint64_t>(got))) return;
     }
     is_read_ = true;
   }
@@ -46,6 +48,7 @@ class Part {
 
  private:
   const int file_;
+  host::Monitor* const monitor_;
   const std::size_t start_;
   const std::size_t size_;
   const std::unique_ptr<unsigned char[]> buffer_;
@@ -53,7 +56,7 @@ class Part {
   bool is_read_ = false;
 };
 
-std::optional<std::uint32_t> ChecksumToEnd(int file) {
+std::optional<std::uint32_t> ChecksumToEnd(int file, host::Monitor* monitor) {
   const auto buffer = std::make_unique_for_overwrite<unsigned char[]>(kUnknownPiece);
   std::uint32_t checksum = 0;
   for (off_t done = 0;;) {
@@ -63,16 +66,17 @@ std::optional<std::uint32_t> ChecksumToEnd(int file) {
     if (got == 0) return checksum;
     checksum = ContinueCRC32(checksum, buffer.get(), got);
     done += got;
+    if (!host::Advances(monitor, 0, static_cast<std::uint64_t>(got))) return std::nullopt;
   }
 }
 
 }  // namespace
 
-std::optional<std::uint32_t> ChecksumOfFile(int file, std::size_t size) {
-  if (size == 0) return ChecksumToEnd(file);
+std::optional<std::uint32_t> ChecksumOfFile(int file, std::size_t size, host::Monitor* monitor) {
+  if (size == 0) return ChecksumToEnd(file, monitor);
   const std::size_t half = size < kWorthTwoThreads ? size : size / 2;
-  Part first(file, 0, half);
-  Part second(file, half, size - half);
+  Part first(file, 0, half, monitor);
+  Part second(file, half, size - half, monitor);
   std::thread worker;
   if (half < size) worker = host::StartWorker([&second] { second.Read(); });
   first.Read();

@@ -5,11 +5,13 @@
 #include <cstdint>
 #include <optional>
 
+#include "host/monitor.h"
+
 namespace orvik {
 
 // The checksum of the first `size` bytes of a regular file, of a large one by two threads; with
 // size 0, of everything in it, because files of /proc have no size. Nothing when the file cannot be
-// read.
-std::optional<std::uint32_t> ChecksumOfFile(int file, std::size_t size);
+// read, and when the monitor (may be null) says stop.
+std::optional<std::uint32_t> ChecksumOfFile(int file, std::size_t size, host::Monitor* monitor);
 
 }  // namespace orvik

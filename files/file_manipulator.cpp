@@ -125,6 +125,20 @@ std::optional<COrvikDirectoryPath> FindTrash(FSVolumeRefNum domain, bool create)
   return COrvikDirectoryPath(PathFromBytes(*path));
 }
 
+BOOL Delete(const COrvikFilePath& file, TreeReport* report, Progress* progress) {
+  if (file.FileExists() == FALSE) return TRUE;
+  const std::optional<std::string> path = PathForLibc(file.GetFilePathString());
+  if (!path ||
+      SetFileAttributes(PathArgument(file.GetFilePathString()), FILE_ATTRIBUTE_NORMAL) == FALSE) {
+    return AddResult(file, EACCES, host::Side::kSource, report);
+  }
+  host::TreeOutcome outcome;
+  const int error =
+      host::RemoveTree(*path, host::Obstacles::kTakeAway, &outcome, MonitorOf(progress, file));
+  AddOutcome(COrvikDirectoryPath(file.GetFilePathString()), outcome, report);
+  return error == 0 ? TRUE : FALSE;
+}
+
 }  // namespace
 
 CAtlString CFileManipulator::m_csDeleteConfirmFormat = kDeleteConfirmFormat;
@@ -160,18 +174,31 @@ BOOL CFileManipulator::CopyFile(const COrvikFilePath& source, const COrvikFilePa
 }
 
 BOOL CFileManipulator::DeleteFile(const COrvikFilePath& file, BOOL ask, BOOL to_trash) {
+  return DeleteFile(file, ask, to_trash, nullptr);
+}
+
+BOOL CFileManipulator::DeleteFile(const COrvikFilePath& file, BOOL ask, BOOL to_trash,
+                                  TreeReport* report, Progress* progress) {
   if (file.FileExists() == FALSE) return TRUE;
   if (ask != FALSE) {
     const CAtlString message = Question(m_csDeleteConfirmFormat, kDeleteConfirmFormat, file);
     if (!Confirm(m_csDeleteString, message, m_csCancelString, m_csDeleteString)) return FALSE;
   }
-  if (to_trash == FALSE) return DeleteFile(file);
+  if (to_trash == FALSE) return Delete(file, report, progress);
 
   if (const std::optional<FSVolumeRefNum> volume = VolumeOf(file)) FindTrash(*volume, true);
   COrvikDirectoryPath trash;
-  if (GetTrashPathForFile(file, trash) != FALSE) return MoveToTrash(file, trash);
+  if (GetTrashPathForFile(file, trash) != FALSE) return MoveToTrash(file, trash, report, progress);
   const std::optional<COrvikDirectoryPath> home_trash = FindTrash(kUserDomain, true);
-  return (home_trash && MoveToTrash(file, *home_trash)) || DeleteFile(file) != FALSE;
+  TreeReport own;
+  if (home_trash && MoveToTrash(file, *home_trash, &own, progress)) {
+    if (report != nullptr) ++report->done;
+    return TRUE;
+  }
+  if (progress != nullptr && progress->IsStopped()) {
+    return AddResult(file, ECANCELED, host::Side::kSource, report);
+  }
+  return Delete(file, report, progress);
 }
 
 BOOL CFileManipulator::GetTrashPathForFile(const COrvikFilePath& file,
@@ -269,10 +296,11 @@ BOOL CFileManipulator::CopyFileTo(const COrvikFilePath& source, const COrvikFile
 }
 
 BOOL CFileManipulator::CopyFileTo(const COrvikFilePath& source, const COrvikFilePath& target,
-                                  BOOL fail_if_exists, TreeReport* report) {
+                                  BOOL fail_if_exists, TreeReport* report, Progress* progress) {
   host::Side side;
-  const int error = CopyItem(PathArgument(source.GetFilePathString()),
-                             PathArgument(target.GetFilePathString()), fail_if_exists, &side);
+  const int error =
+      CopyItem(PathArgument(source.GetFilePathString()), PathArgument(target.GetFilePathString()),
+               fail_if_exists, &side, MonitorOf(progress, source));
   return AddResult(source, error, side, report);
 }
 
@@ -286,18 +314,16 @@ BOOL CFileManipulator::MoveFileTo(const COrvikFilePath& source, const COrvikFile
 }
 
 BOOL CFileManipulator::MoveFileTo(const COrvikFilePath& source, const COrvikFilePath& target,
-                                  TreeReport* report) {
+                                  TreeReport* report, Progress* progress) {
   host::Side side;
-  const int error = MoveItem(PathArgument(source.GetFilePathString()),
-                             PathArgument(target.GetFilePathString()), {.side = &side});
+  const int error =
+      MoveItem(PathArgument(source.GetFilePathString()), PathArgument(target.GetFilePathString()),
+               {.side = &side, .monitor = MonitorOf(progress, source)});
   return AddResult(source, error, side, report);
 }
 
 BOOL CFileManipulator::DeleteFile(const COrvikFilePath& file) {
-  const CAtlString path = file.GetFilePathString();
-  if (file.FileExists() == FALSE) return TRUE;
-  return SetFileAttributes(PathArgument(path), FILE_ATTRIBUTE_NORMAL) != FALSE &&
-         orvik::DeleteFile(PathArgument(path)) != FALSE;
+  return Delete(file, nullptr, nullptr);
 }
 
 BOOL CFileManipulator::RemoveFile(const COrvikFilePath& file) {

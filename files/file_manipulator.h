@@ -13,6 +13,7 @@
 
 #include "files/directory_path.h"
 #include "files/file_path.h"
+#include "files/progress.h"
 #include "files/tree_report.h"
 #include "strings/atl_string.h"
 #include "strings/atl_string_a.h"
@@ -64,18 +65,19 @@ class CFileManipulator {
                          BOOL fail_if_exists);
   static BOOL CopyFileTo(const COrvikFilePath& source, const COrvikDirectoryPath& target_folder,
                          BOOL fail_if_exists);
-  // The same; `report` (may be null) says why the file was not copied. For a pipe, socket or device
-  // the error is EOPNOTSUPP.
+  // The same; `report` (may be null) says why the file was not copied (EOPNOTSUPP for a pipe,
+  // socket or device), and `progress` (may be null) watches and stops the copy.
   static BOOL CopyFileTo(const COrvikFilePath& source, const COrvikFilePath& target,
-                         BOOL fail_if_exists, TreeReport* report);
+                         BOOL fail_if_exists, TreeReport* report, Progress* progress = nullptr);
   // Replaces an existing target; with `ask`, only after the user said so.
   static BOOL CopyFile(const COrvikFilePath& source, const COrvikFilePath& target, BOOL ask);
 
   // Makes missing folders of the target; an existing target is not replaced.
   static BOOL MoveFileTo(const COrvikFilePath& source, const COrvikFilePath& target);
-  // The same; `report` (may be null) says why the file was not moved.
+  // The same, with a file or a folder; `report` (may be null) says why it was not moved, and
+  // `progress` (may be null) watches and stops a move to another volume.
   static BOOL MoveFileTo(const COrvikFilePath& source, const COrvikFilePath& target,
-                         TreeReport* report);
+                         TreeReport* report, Progress* progress = nullptr);
 
   // Deletes what exists at the path, a folder with all it holds, a link as a link; read-only files
   // too. TRUE when nothing is there.
@@ -93,6 +95,11 @@ class CFileManipulator {
   // there, its info file keeps the whole of it. When the volume can have no trash, the file goes to
   // the home trash, and is deleted when that cannot be had either.
   static BOOL DeleteFile(const COrvikFilePath& file, BOOL ask, BOOL to_trash);
+  // The same; `report` (may be null) says what could not be deleted or moved, and `progress` (may
+  // be null) watches and stops the deletion of a folder, or the move to the home trash. Nothing is
+  // deleted after that move was stopped.
+  static BOOL DeleteFile(const COrvikFilePath& file, BOOL ask, BOOL to_trash, TreeReport* report,
+                         Progress* progress = nullptr);
 
   // The trash folder of the volume an existing file lies on; FALSE when there is none.
   static BOOL GetTrashPathForFile(const COrvikFilePath& file, COrvikDirectoryPath& folder);

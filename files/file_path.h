@@ -19,6 +19,8 @@
 namespace [[gnu::visibility("default")]] orvik {
 
 class COrvikDirectoryPath;
+class Progress;
+struct TreeReport;
 
 class COrvikFilePath {
  public:
@@ -88,6 +90,10 @@ class COrvikFilePath {
   // being mapped, because touching a mapping of a file that shrinks would end the process. A file
   // of 8 MiB and more is read by two threads.
   std::uint32_t GetFileChecksum() const;
+  // The same, which tells a failure from a checksum of 0: FALSE when there is none, and when
+  // `progress` stopped it. `report` (may be null) says why.
+  BOOL GetFileChecksum(std::uint32_t& checksum, TreeReport* report,
+                       Progress* progress = nullptr) const;
 
  private:
   CAtlString path_;

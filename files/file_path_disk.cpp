@@ -2,6 +2,7 @@
 #include <fcntl.h>
 #include <sys/stat.h>
 
+#include <cerrno>
 #include <cstdint>
 #include <optional>
 #include <string>
@@ -12,6 +13,8 @@
 #include "files/file_path.h"
 #include "files/path_age.h"
 #include "files/path_arguments.h"
+#include "files/progress.h"
+#include "files/tree_failures.h"
 #include "files/windows_files.h"
 #include "host/at_path.h"
 #include "host/descriptor.h"
@@ -73,13 +76,37 @@ DWORD COrvikFilePath::GetFileSize() const {
 }
 
 std::uint32_t COrvikFilePath::GetFileChecksum() const {
+  std::uint32_t checksum = 0;
+  return GetFileChecksum(checksum, nullptr) != FALSE ? checksum : 0;
+}
+
+BOOL COrvikFilePath::GetFileChecksum(std::uint32_t& checksum, TreeReport* report,
+                                     Progress* progress) const {
   const std::optional<std::string> bytes = PathForLibc(path_);
-  if (!bytes) return 0;
   // Without O_NONBLOCK a pipe would be waited for.
-  const host::Descriptor file = host::OpenPath(*bytes, O_RDONLY | O_NONBLOCK);
+  const host::Descriptor file =
+      bytes ? host::OpenPath(*bytes, O_RDONLY | O_NONBLOCK) : host::Descriptor();
+  int error = bytes ? errno : ENOENT;
   struct stat record;
-  if (!file || fstat(file.get(), &record) != 0 || !S_ISREG(record.st_mode)) return 0;
-  return ChecksumOfFile(file.get(), static_cast<std::size_t>(record.st_size)).value_or(0);
+  if (file && fstat(file.get(), &record) == 0) {
+    host::Monitor* const monitor = MonitorOf(progress, *this);
+    const auto size = static_cast<std::uint64_t>(record.st_size);
+    if (monitor != nullptr) monitor->Expect(1, size);
+    std::optional<std::uint32_t> found;
+    if (!S_ISREG(record.st_mode)) {
+      error = S_ISDIR(record.st_mode) ? EISDIR : EINVAL;
+    } else if (host::Begins(monitor, {}, {})) {
+      found = ChecksumOfFile(file.get(), static_cast<std::size_t>(size), monitor);
+      error = found ? 0 : EIO;
+    }
+    if (found) {
+      checksum = *found;
+      host::Advances(monitor, 1, 0);
+    } else if (host::IsStopped(monitor)) {
+      error = ECANCELED;
+    }
+  }
+  return AddResult(*this, error, host::Side::kSource, report);
 }
 
 }  // namespace orvik

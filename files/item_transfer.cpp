@@ -1,6 +1,9 @@
 #include "files/item_transfer.h"
 
+#include <fcntl.h>
+
 #include <cerrno>
+#include <cstdint>
 #include <cstring>
 #include <optional>
 #include <string_view>
@@ -57,10 +60,16 @@ std::optional<std::string> TargetPath(const char16_t* target, const std::string&
   return host::ChildPath(std::string(host::ParentPath(*path)), name);
 }
 
+void ExpectFile(const std::string& path, host::Monitor* monitor) {
+  struct stat info;
+  if (monitor == nullptr || host::StatPath(path, AT_SYMLINK_NOFOLLOW, &info) != 0) return;
+  monitor->Expect(1, S_ISREG(info.st_mode) ? static_cast<std::uint64_t>(info.st_size) : 0);
+}
+
 }  // namespace
 
-int CopyItem(const char16_t* source, const char16_t* target, BOOL fail_if_exists,
-             host::Side* side) {
+int CopyItem(const char16_t* source, const char16_t* target, BOOL fail_if_exists, host::Side* side,
+             host::Monitor* monitor) {
   if (side != nullptr) *side = host::Side::kSource;
   if (source == nullptr || target == nullptr ||
       std::u16string_view(source) == std::u16string_view(target)) {
@@ -71,8 +80,13 @@ int CopyItem(const char16_t* source, const char16_t* target, BOOL fail_if_exists
   if (!from || !to) return ENOENT;
   const host::NodeCopy how{
       .existing = fail_if_exists != FALSE ? host::Existing::kKeep : host::Existing::kReplace,
-      .side = side};
-  return host::CopyNode(*from, *to, how);
+      .side = side,
+      .monitor = monitor};
+  ExpectFile(*from, monitor);
+  if (!host::Begins(monitor, {}, {})) return ECANCELED;
+  const int error = host::CopyNode(*from, *to, how);
+  if (error != ECANCELED) host::Advances(monitor, 1, 0);
+  return error;
 }
 
 int MoveItem(const char16_t* source, const char16_t* target, const host::MoveOptions& options) {

@@ -9,8 +9,10 @@
 
 namespace orvik {
 
-// CopyFile of windows_files.h: 0 or an errno. `side` (may be null) receives where an error is.
-int CopyItem(const char16_t* source, const char16_t* target, BOOL fail_if_exists, host::Side* side);
+// CopyFile of windows_files.h: 0 or an errno, ECANCELED when the monitor said stop. `side` receives
+// where an error is. Both may be null.
+int CopyItem(const char16_t* source, const char16_t* target, BOOL fail_if_exists, host::Side* side,
+             host::Monitor* monitor);
 
 // MoveFile of windows_files.h, with its messages: 0 or an errno.
 int MoveItem(const char16_t* source, const char16_t* target, const host::MoveOptions& options);

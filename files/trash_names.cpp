@@ -9,6 +9,7 @@
 
 #include "files/item_transfer.h"
 #include "files/path_arguments.h"
+#include "files/tree_failures.h"
 #include "host/at_path.h"
 #include "host/file_names.h"
 #include "host/trash.h"
@@ -57,21 +58,25 @@ CAtlString NameInTrash(const COrvikFilePath& file, const CAtlString& addition) {
 }
 
 // EEXIST when the name is taken, in whichever spelling.
-int MoveTo(const std::string& from, const COrvikFilePath& target) {
+int MoveTo(const std::string& from, const COrvikFilePath& target,
+           const host::MoveOptions& options) {
   const std::optional<std::string> to = PathForLibc(target.GetFilePathString());
   if (!to) return EINVAL;
   struct stat info;
   if (host::StatPath(*to, AT_SYMLINK_NOFOLLOW, &info) == 0) return EEXIST;
-  return MoveItem(from, *to, {});
+  return MoveItem(from, *to, options);
 }
 
 }  // namespace
 
-bool MoveToTrash(const COrvikFilePath& file, const COrvikDirectoryPath& trash) {
+bool MoveToTrash(const COrvikFilePath& file, const COrvikDirectoryPath& trash, TreeReport* report,
+                 Progress* progress) {
   const std::optional<std::string> from = PathForLibc(file.GetFilePathString());
   if (!from) return false;
   COrvikFilePath target = trash.CreateFilePath(NameInTrash(file, u""));
-  int error = MoveTo(*from, target);
+  host::Side side = host::Side::kTarget;
+  const host::MoveOptions options{.side = &side, .monitor = MonitorOf(progress, file)};
+  int error = MoveTo(*from, target, options);
   std::optional<CAtlString> stamp;
   for (unsigned number = 0; error == EEXIST; ++number) {
     if (!stamp) stamp = TimeStamp();
@@ -79,9 +84,9 @@ bool MoveToTrash(const COrvikFilePath& file, const COrvikDirectoryPath& trash) {
     CAtlString addition = u' ' + *stamp;
     if (number > 0) addition.AppendFormat(u"-%u", number);
     target = trash.CreateFilePath(NameInTrash(file, addition));
-    error = MoveTo(*from, target);
+    error = MoveTo(*from, target, options);
   }
-  if (error == 0) return true;
+  if (AddResult(file, error, side, report) != FALSE) return true;
   NSLog(CFSTR(u"Move File from %@ to %@ failed, error was - %@"),
         PlatformString(file.GetFilePathString()).get(),
         PlatformString(target.GetFilePathString()).get(),

@@ -20,6 +20,10 @@ TreeFailure Failure(const COrvikFilePath& path, int error, host::Side side) {
 
 }  // namespace
 
+host::Monitor* MonitorOf(Progress* progress, const COrvikFilePath& path) {
+  return progress != nullptr ? progress->Begin(path) : nullptr;
+}
+
 void AddFailure(const COrvikFilePath& path, int error, host::Side side, TreeReport* report) {
   if (report == nullptr) return;
   ++report->failed;

@@ -1,11 +1,16 @@
-// Filling the report of an operation on files or folders.
+// What an operation on files or folders tells its caller: filling reports, and progress.
 #pragma once
 
 #include "files/directory_path.h"
+#include "files/progress.h"
 #include "files/tree_report.h"
+#include "host/monitor.h"
 #include "host/tree_outcome.h"
 
 namespace orvik {
+
+// What watches an operation on the path; null without a progress.
+host::Monitor* MonitorOf(Progress* progress, const COrvikFilePath& path);
 
 // Adds one failure; `report` may be null.
 void AddFailure(const COrvikFilePath& path, int error, host::Side side, TreeReport* report);

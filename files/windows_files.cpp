@@ -91,7 +91,7 @@ BOOL RemoveDirectory(const char16_t* path) {
 }
 
 BOOL CopyFile(const char16_t* source, const char16_t* target, BOOL fail_if_exists) {
-  return Done(CopyItem(source, target, fail_if_exists, nullptr));
+  return Done(CopyItem(source, target, fail_if_exists, nullptr, nullptr));
 }
 
 BOOL MoveFile(const char16_t* source, const char16_t* target) {

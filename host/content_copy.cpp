@@ -23,10 +23,19 @@ bool KernelDeclines(int error) {
 // Smaller files are as quickly copied, and cost no more room than a hole or a shared block saves.
 constexpr off_t kWorthSharing = 4096;
 
+int Tell(Monitor* monitor, off_t bytes) {
+  return Advances(monitor, 0, static_cast<std::uint64_t>(bytes)) ? 0 : ECANCELED;
+}
+
 class Copier {
  public:
-  Copier(int source, int target, std::size_t buffer_size, Side* side)
-      : source_(source), target_(target), buffer_size_(buffer_size), side_(side) {}
+  Copier(int source, int target, std::size_t buffer_size, Side* side, Monitor* monitor)
+      : source_(source),
+        target_(target),
+        buffer_size_(buffer_size),
+        largest_(monitor != nullptr ? kWatched : kLargest),
+        side_(side),
+        monitor_(monitor) {}
 
   // Copies what a file of /proc holds, whose size is 0.
   int CopyUnknownSize() {
@@ -41,6 +50,7 @@ class Copier {
       off_t copied = 0;
       if (const int error = CopyThroughBuffer(start, start + kSmall, &copied)) return error;
       if (copied == 0) return 0;
+      if (const int error = Tell(monitor_, copied)) return error;
       start += copied;
     }
   }
@@ -56,6 +66,7 @@ class Copier {
         *at_end = true;
         return 0;
       }
+      if (const int stop = Tell(monitor_, copied)) return stop;
       start += copied;
     }
     return 0;
@@ -68,13 +79,14 @@ class Copier {
   }
 
   static constexpr off_t kSmall = 64 * 1024;
-  static constexpr off_t kLargest = 1 << 30;  // bytes in one system call
+  static constexpr off_t kLargest = 1 << 30;
+  static constexpr off_t kWatched = 4 << 20;
 
   int CopyInKernel(off_t start, off_t end, off_t* copied) {
     off_t from = start;
     off_t to = start;
     const ssize_t done = copy_file_range(
-        source_, &from, target_, &to, static_cast<std::size_t>(std::min(end - start, kLargest)), 0);
+        source_, &from, target_, &to, static_cast<std::size_t>(std::min(end - start, largest_)), 0);
     if (done < 0 && errno != EINTR) {
       // A disk error may be one of either side; the other way says of which.
       if (!KernelDeclines(errno) && errno != EIO) return errno;
@@ -112,7 +124,9 @@ class Copier {
   int source_;
   int target_;
   std::size_t buffer_size_;
+  off_t largest_;  // bytes in one system call
   Side* side_;
+  Monitor* monitor_;
   bool in_kernel_ = true;
   std::unique_ptr<char[]> buffer_;
   std::size_t allocated_ = 0;
@@ -130,9 +144,11 @@ int Reserve(int target, off_t size) {
 }  // namespace
 
 int CopyContent(int source, int target, const ContentSize& source_size, std::size_t buffer_size,
-                Side* side) {
+                Side* side, Monitor* monitor) {
   const off_t size = source_size.size;
-  if (size > kWorthSharing && ShareBlocks(source, target)) return 0;
+  if (size > kWorthSharing && ShareBlocks(source, target)) {
+    return Tell(monitor, size);
+  }
   const bool sparse = size > kWorthSharing && source_size.allocated < size;
   if (size > static_cast<off_t>(buffer_size)) {
     // Neither side pushes out what others have in the page cache.
@@ -142,7 +158,7 @@ int CopyContent(int source, int target, const ContentSize& source_size, std::siz
   if (!sparse && size > static_cast<off_t>(buffer_size)) {
     if (const int error = Reserve(target, size)) return error;
   }
-  Copier copier{source, target, buffer_size, side};
+  Copier copier{source, target, buffer_size, side, monitor};
   if (size == 0) return copier.CopyUnknownSize();
   bool at_end = false;
   off_t position = 0;
@@ -151,16 +167,19 @@ int CopyContent(int source, int target, const ContentSize& source_size, std::siz
     off_t hole = size;
     if (sparse) {
       data = lseek(source, position, SEEK_DATA);
-      if (data < 0 && errno == ENXIO) break;
+      if (data < 0 && errno == ENXIO) break;  // a hole to the end
       if (data < 0) data = position;
       hole = lseek(source, data, SEEK_HOLE);
       if (hole <= data || hole > size) hole = size;
+    }
+    if (data > position) {
+      if (const int error = Tell(monitor, data - position)) return error;
     }
     if (const int error = copier.CopyRange(data, hole, &at_end)) return error;
     position = hole;
   }
   if (sparse && !at_end && ftruncate(target, size) != 0) return errno;
-  return 0;
+  return position < size && !at_end ? Tell(monitor, size - position) : 0;
 }
 
 }  // namespace orvik::host

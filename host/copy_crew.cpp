@@ -70,10 +70,11 @@ void CopyCrew::Add(CopyJob job) {
   Copy(job);
 }
 
-void CopyCrew::Finish() {
+bool CopyCrew::Finish() {
   CopyJob job;
   while (TakeJob(&job)) Copy(job);
   Stop();
+  return !is_cut_;
 }
 
 bool CopyCrew::TakeJob(CopyJob* job) {
@@ -109,19 +110,28 @@ void CopyCrew::Work() {
   }
 }
 
-void CopyCrew::Copy(const CopyJob& job) const {
+void CopyCrew::Copy(const CopyJob& job) {
+  if (IsStopped(monitor_) || !Begins(monitor_, job.folders->path, job.name)) {
+    is_cut_ = true;
+    return;
+  }
   const char* const name = job.name.c_str();
   int error = ENOMEM;
   Side side = Side::kSource;
   try {
-    error =
-        CopyIntoNewFolder(job.folders->from.get(), name, job.type, job.folders->to.get(), &side);
+    error = CopyIntoNewFolder(job.folders->from.get(), name, job.type, job.folders->to.get(), &side,
+                              monitor_);
   } catch (const std::bad_alloc&) {  // fails this entry
   }
   if (error == 0) {
     outcome_->AddDone();
-  } else {
+  } else if (error != ECANCELED) {
     outcome_->AddFailure(job.number, job.folders->path, job.name, error, side);
+  }
+  if (error == ECANCELED) {
+    is_cut_ = true;
+  } else {
+    Advances(monitor_, 1, 0);
   }
 }
 

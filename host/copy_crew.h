@@ -3,6 +3,7 @@
 
 #include <sys/types.h>
 
+#include <atomic>
 #include <condition_variable>
 #include <cstddef>
 #include <cstdint>
@@ -15,6 +16,7 @@
 #include <thread>
 
 #include "host/descriptor.h"
+#include "host/monitor.h"
 #include "host/tree_outcome.h"
 
 namespace [[gnu::visibility("default")]] orvik {
@@ -57,7 +59,7 @@ struct CopyJob {
 // system that gives no thread, means that the caller copies everything.
 class CopyCrew {
  public:
-  explicit CopyCrew(OrderedOutcome* outcome) : outcome_(outcome) {}
+  CopyCrew(OrderedOutcome* outcome, Monitor* monitor) : outcome_(outcome), monitor_(monitor) {}
   // Entries that still wait are not copied.
   ~CopyCrew();
   CopyCrew(const CopyCrew&) = delete;
@@ -70,22 +72,24 @@ class CopyCrew {
   // Copies the entry now or later.
   void Add(CopyJob job);
 
-  // Returns when everything is copied.
-  void Finish();
+  // Returns when everything is copied, or, with false, when the monitor has stopped it.
+  bool Finish();
 
  private:
   void Work();
   void Stop();
   bool TakeJob(CopyJob* job);
-  void Copy(const CopyJob& job) const;
+  void Copy(const CopyJob& job);
 
   OrderedOutcome* const outcome_;
+  Monitor* const monitor_;
   std::uint64_t seen_ = 0;
   std::thread thread_;
   std::mutex guard_;
   std::condition_variable changed_;
   std::deque<CopyJob> waiting_;
   bool is_over_ = false;
+  std::atomic<bool> is_cut_ = false;  // an entry was not copied because of the monitor
 };
 
 }  // namespace host

@@ -18,9 +18,11 @@ namespace {
 
 class Counter {
  public:
+  explicit Counter(const Monitor* monitor = nullptr) : monitor_(monitor) {}
+
   std::uint64_t Count(Descriptor top) {
     Enter(std::move(top));
-    while (!waiting_.empty()) {
+    while (!waiting_.empty() && !IsStopped(monitor_)) {
       if (waiting_.back().empty()) {
         waiting_.pop_back();
         if (chain_.Leave() != 0) break;
@@ -41,6 +43,7 @@ class Counter {
   }
 
   std::uint64_t bytes() const { return bytes_; }
+  const TreeSize& size() const { return size_; }
 
  private:
   void Enter(Descriptor folder) {
@@ -50,15 +53,19 @@ class Counter {
       struct stat info;
       if (fstatat(chain_.folder(), entry.d_name, &info, AT_SYMLINK_NOFOLLOW) != 0) return 0;
       Add(info);
+      ++(S_ISDIR(info.st_mode) ? size_.folders : size_.others);
+      if (S_ISREG(info.st_mode)) size_.bytes += static_cast<std::uint64_t>(info.st_size);
       if (S_ISDIR(info.st_mode)) waiting_.back().emplace_back(entry.d_name);
       return 0;
     });
   }
 
+  const Monitor* const monitor_;
   FolderChain chain_;
   std::vector<std::vector<std::string>> waiting_;  // folders still to be entered, for each level
   std::set<std::pair<dev_t, ino_t>> counted_;      // files of several names
   std::uint64_t bytes_ = 0;
+  TreeSize size_;
 };
 
 }  // namespace
@@ -69,6 +76,12 @@ std::uint64_t DiskUsage(const std::string& path) {
   Counter counter;
   counter.Add(info);
   return S_ISDIR(info.st_mode) ? counter.Count(OpenPath(path, kOpenFolder)) : counter.bytes();
+}
+
+TreeSize SizeOfTree(Descriptor folder, const Monitor* monitor) {
+  Counter counter(monitor);
+  counter.Count(std::move(folder));
+  return counter.size();
 }
 
 }  // namespace orvik::host

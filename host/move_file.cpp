@@ -5,10 +5,12 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <cstdint>
 #include <string>
 
 #include "host/at_path.h"
 #include "host/descriptor.h"
+#include "host/disk_usage.h"
 #include "host/folder_nesting.h"
 #include "host/node_copy.h"
 #include "host/open_flags.h"
@@ -30,15 +32,21 @@ Side SideOfRename(int error, int from) {
   return is_source ? Side::kSource : Side::kTarget;
 }
 
-int CopyFolderAsNew(int from, const char* from_name, int to, const char* to_name, Side* side) {
+int CopyFolderAsNew(int from, const char* from_name, int to, const char* to_name, Side* side,
+                    Monitor* monitor) {
   const Descriptor source(openat(from, from_name, kOpenPlace | O_NOFOLLOW));
   if (!source) return errno;
   if (LiesInFolder(to, source.get())) return EINVAL;
+  if (monitor != nullptr && monitor->WantsTotals()) {
+    const TreeSize size = SizeOfTree(Descriptor(openat(from, from_name, kOpenFolder)), monitor);
+    monitor->Expect(size.others, size.bytes);
+  }
   StagedFolder copy(to, to_name);
   if (const int error = copy.Make()) return error;
-  if (const int error = CopyTree(from, from_name, copy.descriptor(), side)) return error;
+  if (const int error = CopyTree(from, from_name, copy.descriptor(), side, monitor)) return error;
   *side = Side::kTarget;
   if (syncfs(copy.descriptor()) != 0) return errno;
+  if (IsStopped(monitor)) return ECANCELED;
   if (const int error = copy.CommitAsNew()) return error;
   const int error = FlushNames(to, copy.descriptor());
   if (error != 0) copy.Rollback();
@@ -49,7 +57,7 @@ int CopyFolderAsNew(int from, const char* from_name, int to, const char* to_name
 
 int CopyThenRemove(int from, const char* from_name, int to, const char* to_name,
                    const MoveOptions& options) {
-  Side own_side;
+  Side own_side = Side::kSource;
   Side* const side = options.side != nullptr ? options.side : &own_side;
   struct stat old, present;
   *side = Side::kSource;
@@ -58,17 +66,29 @@ int CopyThenRemove(int from, const char* from_name, int to, const char* to_name,
   if (fstatat(to, to_name, &present, AT_SYMLINK_NOFOLLOW) == 0) return EEXIST;
   HardLinks* const links = options.links;
   if (S_ISDIR(old.st_mode)) {
-    if (const int error = CopyFolderAsNew(from, from_name, to, to_name, side)) return error;
+    if (const int error = CopyFolderAsNew(from, from_name, to, to_name, side, options.monitor))
+      return error;
   } else if (links != nullptr && links->Link(old, to, to_name)) {
     if (const int error = FlushNames(to, -1)) {
       unlinkat(to, to_name, 0);
       return error;
     }
   } else {
-    const NodeCopy how{.owner = Owner::kSource, .special_files = true, .flush = true, .side = side};
+    const bool is_alone = options.monitor != nullptr && links == nullptr;
+    if (is_alone) {
+      options.monitor->Expect(1,
+                              S_ISREG(old.st_mode) ? static_cast<std::uint64_t>(old.st_size) : 0);
+      if (!options.monitor->Begin({})) return ECANCELED;
+    }
+    const NodeCopy how{.owner = Owner::kSource,
+                       .special_files = true,
+                       .flush = true,
+                       .side = side,
+                       .monitor = options.monitor};
     if (const int error = CopyNode(from, from_name, old.st_mode & S_IFMT, to, to_name, how)) {
       return error;
     }
+    if (is_alone) options.monitor->Advance(1, 0);
     if (links != nullptr) links->Note(old, std::string(options.folder) + to_name, to, to_name);
   }
   *side = Side::kSource;

@@ -5,6 +5,7 @@
 #include <string_view>
 
 #include "host/hard_links.h"
+#include "host/monitor.h"
 #include "host/tree_outcome.h"
 
 namespace [[gnu::visibility("default")]] orvik {
@@ -16,6 +17,7 @@ struct MoveOptions {
   HardLinks* links = nullptr;
   std::string_view folder = {};  // the path of the target folder from the top, with "/" at its end
   Side* side = nullptr;          // receives where an error is
+  Monitor* monitor = nullptr;    // of a copy to another volume; not of the removal that follows
 };
 
 // Moves a file, link, folder or special file to a path where nothing is: 0, or an errno (EEXIST

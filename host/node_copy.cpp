@@ -78,7 +78,8 @@ int Fill(const Source& source, int target, const NodeCopy& how) {
   if (const int error = CopyAttributes(from, how.owner, target, &has_record)) return error;
   const ContentSize size{static_cast<long long>(info.stx_size),
                          static_cast<long long>(info.stx_blocks) * 512};
-  if (const int error = CopyContent(from, target, size, kBufferSize, how.side)) return error;
+  if (const int error = CopyContent(from, target, size, kBufferSize, how.side, how.monitor))
+    return error;
   if (const int error = CopyCreationDate(from, info, has_record, target)) {
     if (error == ENOSPC || error == EDQUOT || error == EIO) return error;
   }
@@ -264,11 +265,12 @@ int CopyNode(int from, const char* from_name, mode_t type, int to, const char* t
   return error;
 }
 
-int CopyIntoNewFolder(int from, const char* name, mode_t type, int to, Side* side) {
-  NodeCopy how{.new_folder = true, .side = side};
+int CopyIntoNewFolder(int from, const char* name, mode_t type, int to, Side* side,
+                      Monitor* monitor) {
+  NodeCopy how{.new_folder = true, .side = side, .monitor = monitor};
   const int error = CopyNode(from, name, type, to, name, how);
   if (error != EEXIST || !HasExactName(to, name)) return error;
-  how = {.existing = Existing::kReplace, .side = side};
+  how = {.existing = Existing::kReplace, .side = side, .monitor = monitor};
   return CopyNode(from, name, type, to, name, how);
 }
 

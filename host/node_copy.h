@@ -15,6 +15,7 @@
 #include <tuple>
 
 #include "host/file_properties.h"
+#include "host/monitor.h"
 #include "host/tree_outcome.h"
 
 namespace [[gnu::visibility("default")]] orvik {
@@ -57,6 +58,7 @@ struct NodeCopy {
   bool new_folder = false;      // the caller has just made the folder that takes the copy
   MadeEntries* made = nullptr;  // EEXIST for one of these; the copy is added
   Side* side = nullptr;         // receives where an error is
+  Monitor* monitor = nullptr;   // is told the bytes
 };
 
 // Copies the entry `from_name` of the open folder `from` into the open folder `to`. A folder is
@@ -69,7 +71,8 @@ int CopyNode(int from, const char* from_name, mode_t type, int to, const char* t
 // The same into a folder that the caller has just made for the copies of a whole folder. An entry
 // of exactly this name is then another process's and is replaced; EEXIST when the name leads to an
 // entry that is spelled otherwise.
-int CopyIntoNewFolder(int from, const char* name, mode_t type, int to, Side* side);
+int CopyIntoNewFolder(int from, const char* name, mode_t type, int to, Side* side,
+                      Monitor* monitor);
 
 // The same with two paths; the folder of `to` must exist.
 int CopyNode(const std::string& from, const std::string& to, const NodeCopy& how);

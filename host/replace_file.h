@@ -62,9 +62,10 @@ struct ReplaceResult {
 // - Of an existing file the mode, and the owner, group and extended attributes as far as the rights
 //   allow, are kept; its other hard links keep the old content. A new file has mode 0666 less the
 //   umask and follows its folder (file_place.h).
-// - A symbolic link that may be followed (trust.h) stays, and what it points to is replaced or made;
-//   another is EPERM. A file that another user may have prepared is EACCES.
-// - A file that is a mount point itself cannot be replaced: it stays as it is, and the error is EBUSY.
+// - A symbolic link that may be followed (trust.h) stays, and what it points to is replaced or
+//   made; another is EPERM. A file that another user may have prepared is EACCES.
+// - A file that is a mount point itself cannot be replaced: it stays as it is, and the error is
+//   EBUSY.
 // - A file that the caller may not write is EACCES, as it would be for open; what is no regular
 //   file is EISDIR or EINVAL.
 ReplaceResult ReplaceFile(const std::string& path, std::string_view content,

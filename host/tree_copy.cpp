@@ -23,7 +23,7 @@ namespace {
 
 class TreeCopier {
  public:
-  TreeCopier(int top, Side* side) : side_(side), links_(top) {}
+  TreeCopier(int top, Side* side, Monitor* monitor) : side_(side), monitor_(monitor), links_(top) {}
 
   int Run(int from, const char* from_name, int to) {
     int error = Enter(from, from_name, Descriptor(openat(to, ".", kOpenFolder)));
@@ -78,15 +78,19 @@ class TreeCopier {
       levels_.back().subfolders.emplace_back(name);
       return 0;
     }
-    if (info.st_nlink > 1 && links_.Link(info, to, name)) return 0;
+    if (!Begins(monitor_, path_, name)) return ECANCELED;
+    if (info.st_nlink > 1 && links_.Link(info, to, name)) return Finish();
     const NodeCopy how{.owner = Owner::kSource,
                        .appearance = Appearance::kAtOnce,
                        .special_files = true,
-                       .side = side_};
+                       .side = side_,
+                       .monitor = monitor_};
     if (const int error = CopyNode(from, name, info.st_mode & S_IFMT, to, name, how)) return error;
     if (info.st_nlink > 1) links_.Note(info, path_ + name, to, name);
-    return 0;
+    return Finish();
   }
+
+  int Finish() { return Advances(monitor_, 1, 0) ? 0 : ECANCELED; }
 
   int Leave() {
     const Level& level = levels_.back();
@@ -109,6 +113,7 @@ class TreeCopier {
   }
 
   Side* const side_;
+  Monitor* const monitor_;
   FolderChain sources_;
   FolderChain targets_;
   HardLinks links_;
@@ -118,8 +123,8 @@ class TreeCopier {
 
 }  // namespace
 
-int CopyTree(int from, const char* from_name, int to, Side* side) {
-  return TreeCopier(to, side).Run(from, from_name, to);
+int CopyTree(int from, const char* from_name, int to, Side* side, Monitor* monitor) {
+  return TreeCopier(to, side, monitor).Run(from, from_name, to);
 }
 
 }  // namespace orvik::host

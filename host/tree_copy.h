@@ -1,6 +1,7 @@
 // Copying a folder with all that it holds, exactly: as a move to another volume does.
 #pragma once
 
+#include "host/monitor.h"
 #include "host/tree_outcome.h"
 
 namespace [[gnu::visibility("default")]] orvik {
@@ -11,7 +12,7 @@ namespace host {
 // tree keep them. In the end `to` has the properties of the source. The first failure ends it: 0 or
 // an errno, and `side` says where the error is. The depth is bounded neither by the stack nor by
 // open descriptors.
-int CopyTree(int from, const char* from_name, int to, Side* side);
+int CopyTree(int from, const char* from_name, int to, Side* side, Monitor* monitor);
 
 }  // namespace host
 }  // namespace orvik

@@ -16,6 +16,7 @@
 #include "host/at_path.h"
 #include "host/copy_crew.h"
 #include "host/descriptor.h"
+#include "host/disk_usage.h"
 #include "host/file_names.h"
 #include "host/folder_chain.h"
 #include "host/folder_list.h"
@@ -45,8 +46,9 @@ bool HasOneSpellingOnDisk(std::string_view name) {
 class Merger {
  public:
   // `top` is a descriptor of the target for this object alone.
-  Merger(Transfer transfer, Descriptor top, int source, TreeOutcome* report)
+  Merger(Transfer transfer, Descriptor top, int source, TreeOutcome* report, Monitor* monitor)
       : transfer_(transfer),
+        monitor_(monitor),
         source_(source),
         report_(report),
         above_target_(FoldersAbove(top.get())),
@@ -61,11 +63,16 @@ class Merger {
         error = Leave();
         continue;
       }
+      if (IsStopped(monitor_)) {
+        error = ECANCELED;
+        break;
+      }
       const std::string next = std::move(subfolders.back());
       subfolders.pop_back();
       error = Descend(next);
     }
-    crew_.Finish();
+    if (!crew_.Finish() && error == 0) error = ECANCELED;
+    if (error == ECANCELED) Fail(stopped_at_, ECANCELED);
     outcome_.AddTo(report_);
     return error;
   }
@@ -95,8 +102,9 @@ class Merger {
     for (const Entry& entry : Entries()) {
       if (S_ISDIR(entry.type)) {
         levels_.back().subfolders.push_back(entry.name);
-      } else {
-        TransferOther(entry);
+      } else if (IsStopped(monitor_) || !TransferOther(entry)) {
+        stopped_at_ = entry.name;
+        return ECANCELED;
       }
     }
     levels_.back().pair.reset();
@@ -115,18 +123,23 @@ class Merger {
     return entries;
   }
 
-  void TransferOther(const Entry& entry) {
-    if (transfer_ == Transfer::kCopy && levels_.back().is_new && GiveToCrew(entry)) return;
+  // False when the monitor has stopped it.
+  bool TransferOther(const Entry& entry) {
+    if (transfer_ == Transfer::kCopy && levels_.back().is_new && GiveToCrew(entry)) return true;
+    if (!Begins(monitor_, source_path_, entry.name)) return false;
     const int to = targets_.folder();
     const std::string target = TargetName(entry.name);
     Side side = Side::kSource;
     const int error = transfer_ == Transfer::kCopy ? Copy(entry, to, target.c_str(), &side)
                                                    : Move(entry.name.c_str(), to, target, &side);
+    if (error == ECANCELED) return false;
     if (error != 0) {
       Fail(entry.name, error, side);
     } else {
       outcome_.AddDone();
     }
+    Advances(monitor_, 1, 0);
+    return true;
   }
 
   // Into a new folder entries may be copied in any order.
@@ -146,15 +159,17 @@ class Merger {
   int Copy(const Entry& entry, int to, const char* target, Side* side) {
     Level& level = levels_.back();
     const int from = sources_.folder();
-    if (level.is_new) return CopyIntoNewFolder(from, entry.name.c_str(), entry.type, to, side);
+    if (level.is_new)
+      return CopyIntoNewFolder(from, entry.name.c_str(), entry.type, to, side, monitor_);
     const NodeCopy how{.existing = level.is_shared ? Existing::kKeep : Existing::kReplace,
                        .made = &level.made,
-                       .side = side};
+                       .side = side,
+                       .monitor = monitor_};
     return CopyNode(from, entry.name.c_str(), entry.type, to, target, how);
   }
 
   int Move(const char* name, int to, const std::string& target, Side* side) {
-    const MoveOptions options{&links_, target_path_, side};
+    const MoveOptions options{&links_, target_path_, side, monitor_};
     return MoveEntry(sources_.folder(), name, to, target.c_str(), options);
   }
 
@@ -211,8 +226,9 @@ class Merger {
     source_path_ += name + "/";
     target_path_ += target + "/";
     const int error = Enter(std::move(from), std::move(to), is_new, through_link);
-    if (error != 0 && error != EINVAL) Fail({}, error);
-    return error == 0 || error == EINVAL ? error : EIO;
+    if (error == 0 || error == EINVAL || error == ECANCELED) return error;
+    Fail({}, error);
+    return EIO;
   }
 
   int Leave() {
@@ -226,6 +242,7 @@ class Merger {
   }
 
   const Transfer transfer_;
+  Monitor* const monitor_;
   const int source_;  // the open top of the source
   TreeOutcome* const report_;
   const std::set<FolderIdentity> above_target_;
@@ -236,21 +253,30 @@ class Merger {
   std::set<FolderIdentity> targets_entered_;
   std::string source_path_;  // from the top to the innermost folder, with "/" at its end
   std::string target_path_;
+  std::string stopped_at_;  // the entry of the innermost folder
   std::vector<Level> levels_;
   OrderedOutcome outcome_;
   std::uint64_t next_number_ = 0;  // of an entry, in the order of the walk
-  CopyCrew crew_{&outcome_};
+  CopyCrew crew_{&outcome_, monitor_};
 };
 
 }  // namespace
 
 int MergeTree(const std::string& from, const std::string& to, Transfer transfer,
-              TreeOutcome* report) {
+              TreeOutcome* report, Monitor* monitor) {
   TreeOutcome own;
   if (report == nullptr) report = &own;
   Descriptor source = OpenPath(from, O_RDONLY | O_DIRECTORY);
   if (!source && errno != EACCES) return errno;
   if (LiesInFolder(to, from)) return EINVAL;
+  if (source && monitor != nullptr && monitor->WantsTotals()) {
+    const TreeSize size = SizeOfTree(OpenPath(from, O_RDONLY | O_DIRECTORY), monitor);
+    monitor->Expect(size.others, size.bytes);
+  }
+  if (IsStopped(monitor)) {
+    report->AddFailure({}, ECANCELED);
+    return ECANCELED;
+  }
   int error = MakeFolderAt(to, 0777);
   const bool is_new = error == 0;
   if (error == ENOENT) error = MakeFolders(to);
@@ -263,9 +289,9 @@ int MergeTree(const std::string& from, const std::string& to, Transfer transfer,
   }
   Descriptor top(fcntl(target.get(), F_DUPFD_CLOEXEC, 0));
   const Descriptor source_top(fcntl(source.get(), F_DUPFD_CLOEXEC, 0));
-  Merger merger(transfer, std::move(top), source_top.get(), report);
+  Merger merger(transfer, std::move(top), source_top.get(), report, monitor);
   error = merger.Run(std::move(source), std::move(target), is_new);
-  return error == EINVAL ? EINVAL : 0;
+  return error == EINVAL || error == ECANCELED ? error : 0;
 }
 
 }  // namespace orvik::host

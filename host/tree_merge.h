@@ -3,6 +3,7 @@
 
 #include <string>
 
+#include "host/monitor.h"
 #include "host/tree_outcome.h"
 
 namespace [[gnu::visibility("default")]] orvik {
@@ -31,9 +32,10 @@ enum class Transfer {
 // The transfer goes on after a failure, and the failures come in the order of the walk. `report`
 // (may be null) counts the files, links and special files transferred. The result is 0 whatever
 // failed, but ENOENT or ENOTDIR when there is no source, and EINVAL when `to` lies in it; then
-// nothing, or nothing more, is transferred.
+// nothing, or nothing more, is transferred. ECANCELED when the monitor (may be null) said stop:
+// what was transferred before stays, and the report names the entry that the transfer had come to.
 int MergeTree(const std::string& from, const std::string& to, Transfer transfer,
-              TreeOutcome* report = nullptr);
+              TreeOutcome* report = nullptr, Monitor* monitor = nullptr);
 
 }  // namespace host
 }  // namespace orvik

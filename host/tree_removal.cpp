@@ -13,6 +13,7 @@
 #include <vector>
 
 #include "host/at_path.h"
+#include "host/disk_usage.h"
 #include "host/folder_chain.h"
 #include "host/folder_list.h"
 #include "host/open_flags.h"
@@ -82,7 +83,8 @@ Descriptor OpenToRemove(int folder, const char* name, Obstacles obstacles, Taken
 
 class Remover {
  public:
-  Remover(Obstacles obstacles, TreeOutcome* report) : obstacles_(obstacles), report_(report) {}
+  Remover(Obstacles obstacles, TreeOutcome* report, Monitor* monitor)
+      : obstacles_(obstacles), report_(report), monitor_(monitor) {}
 
   // Empties the folder, which is given back as it was.
   void Empty(Descriptor top, TakenAway taken) {
@@ -90,6 +92,8 @@ class Remover {
     if (!Enter({}, std::move(top), taken)) return;
     while (!levels_.empty()) {
       Level& level = levels_.back();
+      const bool is_done = levels_.size() == 1 && level.subfolders.empty();
+      if (is_cut_ || (IsStopped(monitor_) && !is_done)) return Abandon();
       if (!level.subfolders.empty()) {
         std::string name = std::move(level.subfolders.back());
         level.subfolders.pop_back();
@@ -155,6 +159,17 @@ class Remover {
     } else {
       Fail(PathOf(name), error);
     }
+    Advances(monitor_, 1, 0);
+  }
+
+  // Leaves the rest of the tree as it is.
+  void Abandon() {
+    report_->AddFailure(PathOf({}), ECANCELED);
+    for (;;) {
+      GiveBack(chain_.folder(), levels_.back().taken);
+      levels_.pop_back();
+      if (levels_.empty() || chain_.Leave() != 0) return;
+    }
   }
 
   bool Enter(std::string name, Descriptor folder, const TakenAway& taken) {
@@ -175,12 +190,15 @@ class Remover {
     const int error = ListFolder(folder, [&](const dirent& entry) {
       if (S_ISDIR(EntryType(folder, entry))) {
         level.subfolders.emplace_back(entry.d_name);
+      } else if (monitor_ != nullptr && !monitor_->Begin(PathOf(entry.d_name))) {
+        is_cut_ = true;
+        return ECANCELED;
       } else {
         Count(entry.d_name, RemoveEntry(folder, entry.d_name, 0, &level.taken));
       }
       return 0;
     });
-    if (error != 0) Fail(PathOf({}), error);
+    if (error != 0 && !is_cut_) Fail(PathOf({}), error);
   }
 
   void Descend(std::string name) {
@@ -226,6 +244,7 @@ class Remover {
       } else {
         Fail(PathOf({}), error);
       }
+      Advances(monitor_, 1, 0);
     }
     const bool stays = left.keeps_entries;
     if (stays) {
@@ -240,9 +259,21 @@ class Remover {
 
   const Obstacles obstacles_;
   TreeOutcome* const report_;
+  Monitor* const monitor_;
+  bool is_cut_ = false;  // the monitor has stopped the removal in the innermost folder
   FolderChain chain_;
   std::vector<Level> levels_;
 };
+
+}  // namespace
+
+namespace {
+
+void Expect(const std::string& path, Monitor* monitor) {
+  if (monitor == nullptr || !monitor->WantsTotals()) return;
+  const TreeSize size = SizeOfTree(OpenPath(path, kOpenFolder), monitor);
+  monitor->Expect(size.folders + size.others, 0);
+}
 
 }  // namespace
 
@@ -254,7 +285,7 @@ bool IsRootFolder(int folder) {
 
 int RemoveFile(int folder, const char* name, Obstacles obstacles) {
   TreeOutcome none;
-  return Remover(obstacles, &none).RemoveEntry(folder, name, 0, nullptr);
+  return Remover(obstacles, &none, nullptr).RemoveEntry(folder, name, 0, nullptr);
 }
 
 int RemoveFile(const std::string& path, Obstacles obstacles) {
@@ -262,7 +293,8 @@ int RemoveFile(const std::string& path, Obstacles obstacles) {
   return at.error() != 0 ? at.error() : RemoveFile(at.folder(), at.name(), obstacles);
 }
 
-int EmptyFolder(const std::string& path, Obstacles obstacles, TreeOutcome* report) {
+int EmptyFolder(const std::string& path, Obstacles obstacles, TreeOutcome* report,
+                Monitor* monitor) {
   TreeOutcome own;
   if (report == nullptr) report = &own;
   TakenAway taken;
@@ -272,16 +304,19 @@ int EmptyFolder(const std::string& path, Obstacles obstacles, TreeOutcome* repor
   if (!folder) {
     report->AddFailure({}, at.error() != 0 ? at.error() : errno);
   } else {
-    Remover(obstacles, report).Empty(std::move(folder), taken);
+    Expect(path, monitor);
+    Remover(obstacles, report, monitor).Empty(std::move(folder), taken);
   }
   return report->error();
 }
 
-int RemoveTree(int folder, const char* name, Obstacles obstacles, TreeOutcome* report) {
+int RemoveTree(int folder, const char* name, Obstacles obstacles, TreeOutcome* report,
+               Monitor* monitor) {
   TreeOutcome own;
   if (report == nullptr) report = &own;
-  Remover remover(obstacles, report);
-  const auto answer = [report](int error) {
+  Remover remover(obstacles, report, monitor);
+  const auto answer = [report, monitor](int error) {
+    Advances(monitor, 1, 0);
     if (error == 0) {
       ++report->done;
     } else {
@@ -292,6 +327,10 @@ int RemoveTree(int folder, const char* name, Obstacles obstacles, TreeOutcome* r
   const std::string_view leaf = LeafName(WithoutTrailingSlashes(name));
   if (leaf == "." || leaf == "..") return answer(EINVAL);
   if (leaf.empty()) return answer(EBUSY);
+  if (!Begins(monitor, {}, {})) {
+    report->AddFailure({}, ECANCELED);
+    return ECANCELED;
+  }
   const int error = remover.RemoveEntry(folder, name, 0, nullptr);
   if (error != EISDIR && error != EPERM) return answer(error);
   TakenAway taken;
@@ -307,9 +346,13 @@ int RemoveTree(int folder, const char* name, Obstacles obstacles, TreeOutcome* r
   return answer(remover.RemoveEntry(folder, name, AT_REMOVEDIR, nullptr));
 }
 
-int RemoveTree(const std::string& path, Obstacles obstacles, TreeOutcome* report) {
+int RemoveTree(const std::string& path, Obstacles obstacles, TreeOutcome* report,
+               Monitor* monitor) {
   const AtPath at(path);
-  if (at.error() == 0) return RemoveTree(at.folder(), at.name(), obstacles, report);
+  if (at.error() == 0) {
+    Expect(path, monitor);
+    return RemoveTree(at.folder(), at.name(), obstacles, report, monitor);
+  }
   if (report != nullptr) report->AddFailure({}, at.error());
   return at.error();
 }

@@ -6,12 +6,16 @@
 // in a folder meanwhile is removed too, within reason. The cost is that of the tree's size. The
 // depth is bounded neither by the stack, nor by the length of paths, nor by open descriptors.
 //
+// A monitor (may be null) that says stop ends the removal with ECANCELED: the rest stays, and
+// folders get back their mode and their locks.
+//
 // The root folder "/" is refused (EBUSY), and so are "." and ".." as names (EINVAL).
 #pragma once
 
 #include <string>
 
 #include "host/descriptor.h"
+#include "host/monitor.h"
 #include "host/tree_outcome.h"
 
 namespace [[gnu::visibility("default")]] orvik {
@@ -24,11 +28,14 @@ enum class Obstacles { kRespect, kTakeAway };
 
 // Removes everything in the folder at every depth; the folder stays. 0, or the first errno.
 // `report` may be null.
-int EmptyFolder(const std::string& path, Obstacles obstacles, TreeOutcome* report = nullptr);
+int EmptyFolder(const std::string& path, Obstacles obstacles, TreeOutcome* report = nullptr,
+                Monitor* monitor = nullptr);
 
 // Removes the entry of a folder, with all that it holds when it is one.
-int RemoveTree(int folder, const char* name, Obstacles obstacles, TreeOutcome* report = nullptr);
-int RemoveTree(const std::string& path, Obstacles obstacles, TreeOutcome* report = nullptr);
+int RemoveTree(int folder, const char* name, Obstacles obstacles, TreeOutcome* report = nullptr,
+               Monitor* monitor = nullptr);
+int RemoveTree(const std::string& path, Obstacles obstacles, TreeOutcome* report = nullptr,
+               Monitor* monitor = nullptr);
 
 // Removes one entry that is no folder (EISDIR or EPERM for a folder).
 int RemoveFile(int folder, const char* name, Obstacles obstacles);

@@ -139,9 +139,9 @@ TEST_F(NodeCopyTest, InANewFolderTheEntryOfAnotherProcessIsReplaced) {
   const Descriptor to(open((top_ / "to").c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC));
   Side side = Side::kSource;
   for (const char* name : {"file", "link"}) {
-    EXPECT_EQ(CopyIntoNewFolder(from.get(), name, 0, to.get(), &side), 0) << name;
+    EXPECT_EQ(CopyIntoNewFolder(from.get(), name, 0, to.get(), &side, nullptr), 0) << name;
   }
-  EXPECT_EQ(CopyIntoNewFolder(from.get(), "folder", 0, to.get(), &side), EISDIR);
+  EXPECT_EQ(CopyIntoNewFolder(from.get(), "folder", 0, to.get(), &side, nullptr), EISDIR);
   EXPECT_EQ(side, Side::kTarget);
   EXPECT_EQ(TreeIn(top_ / "to"), (Words{"file=ours", "folder/", "folder/x=x", "link->ours"}));
 }

@@ -1,0 +1,114 @@
+#include "files/progress.h"
+
+#include <atomic>
+#include <mutex>
+#include <string>
+#include <utility>
+
+#include "files/path_arguments.h"
+#include "host/file_names.h"
+#include "host/monitor.h"
+
+namespace orvik {
+
+class Progress::Impl final : public host::Monitor {
+ public:
+  Impl(Callback callback, ProgressTotals totals)
+      : callback_(std::move(callback)), totals_(totals) {}
+
+  bool WantsTotals() const override { return totals_ == ProgressTotals::kCount; }
+
+  void Expect(std::uint64_t entries, std::uint64_t bytes) override {
+    const std::lock_guard guard(guard_);
+    work_.entries_total += entries;
+    work_.bytes_total += bytes;
+  }
+
+  bool Begin(std::string path) override {
+    return Tell([&path](Work* work) { work->path = std::move(path); });
+  }
+
+  bool Advance(std::uint64_t entries, std::uint64_t bytes) override {
+    return Tell([=](Work* work) {
+      work->entries_done += entries;
+      work->bytes_done += bytes;
+    });
+  }
+
+  bool IsStopped() const override { return is_stopped_.load(std::memory_order_relaxed); }
+
+  void Stop() { is_stopped_ = true; }
+
+  void SetTop(std::string top) {
+    const std::lock_guard guard(guard_);
+    top_ = std::move(top);
+    work_.path.clear();
+  }
+
+  ProgressState State() const {
+    const std::lock_guard guard(guard_);
+    ProgressState state{
+        work_.entries_done, work_.bytes_done, work_.entries_total, work_.bytes_total, {}};
+    const std::string path = work_.path.empty() ? top_ : top_ + '/' + work_.path;
+    state.path = COrvikFilePath(PathFromBytes(path));
+    return state;
+  }
+
+ private:
+  struct Work {
+    std::uint64_t entries_done = 0;
+    std::uint64_t bytes_done = 0;
+    std::uint64_t entries_total = 0;
+    std::uint64_t bytes_total = 0;
+    std::string path;  // below the top
+  };
+
+  template <typename Change>
+  bool Tell(Change change) {
+    if (!callback_) {
+      const std::lock_guard guard(guard_);
+      change(&work_);
+      return !IsStopped();
+    }
+    // The states that the callback sees are in order.
+    const std::lock_guard calls(calls_);
+    {
+      const std::lock_guard guard(guard_);
+      change(&work_);
+    }
+    if (!IsStopped() && callback_(State()) == ProgressAnswer::kStop) Stop();
+    return !IsStopped();
+  }
+
+  const Callback callback_;
+  const ProgressTotals totals_;
+  std::atomic<bool> is_stopped_ = false;
+  std::mutex calls_;          // one callback at a time
+  mutable std::mutex guard_;  // of what follows
+  std::string top_;
+  Work work_;
+};
+
+Progress::Progress(Callback callback, ProgressTotals totals)
+    : impl_(std::make_unique<Impl>(std::move(callback), totals)) {}
+
+Progress::~Progress() = default;
+
+void Progress::Stop() {
+  impl_->Stop();
+}
+
+bool Progress::IsStopped() const {
+  return impl_->IsStopped();
+}
+
+ProgressState Progress::State() const {
+  return impl_->State();
+}
+
+host::Monitor* Progress::Begin(const COrvikFilePath& top) {
+  impl_->SetTop(host::FileNameToBytes(top.GetFilePathString().View()).value_or(std::string()));
+  return impl_.get();
+}
+
+}  // namespace orvik
