@@ -2,8 +2,10 @@
 
 #include <fcntl.h>
 #include <linux/fs.h>
+#include <linux/magic.h>
 #include <sys/ioctl.h>
 #include <sys/stat.h>
+#include <sys/vfs.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -27,15 +29,26 @@ int Tell(Monitor* monitor, off_t bytes) {
   return Advances(monitor, 0, static_cast<std::uint64_t>(bytes)) ? 0 : ECANCELED;
 }
 
+// The kernel's own copy into memory is slower than one through a buffer.
+bool IsInMemory(int file) {
+  struct statfs info;
+  return fstatfs(file, &info) == 0 &&
+         (info.f_type == TMPFS_MAGIC || static_cast<unsigned long>(info.f_type) == RAMFS_MAGIC);
+}
+
 class Copier {
  public:
-  Copier(int source, int target, std::size_t buffer_size, Side* side, Monitor* monitor)
+  static constexpr off_t kSmall = 64 * 1024;  // the kernel's own copy is not worth a call
+
+  Copier(int source, int target, std::size_t buffer_size, bool is_large, Side* side,
+         Monitor* monitor)
       : source_(source),
         target_(target),
         buffer_size_(buffer_size),
         largest_(monitor != nullptr ? kWatched : kLargest),
         side_(side),
-        monitor_(monitor) {}
+        monitor_(monitor),
+        in_kernel_(is_large && !IsInMemory(target)) {}
 
   // Copies what a file of /proc holds, whose size is 0.
   int CopyUnknownSize() {
@@ -78,7 +91,6 @@ class Copier {
     return errno;
   }
 
-  static constexpr off_t kSmall = 64 * 1024;
   static constexpr off_t kLargest = 1 << 30;
   static constexpr off_t kWatched = 4 << 20;
 
@@ -127,7 +139,7 @@ class Copier {
   off_t largest_;  // bytes in one system call
   Side* side_;
   Monitor* monitor_;
-  bool in_kernel_ = true;
+  bool in_kernel_;
   std::unique_ptr<char[]> buffer_;
   std::size_t allocated_ = 0;
 };
@@ -158,7 +170,7 @@ int CopyContent(int source, int target, const ContentSize& source_size, std::siz
   if (!sparse && size > static_cast<off_t>(buffer_size)) {
     if (const int error = Reserve(target, size)) return error;
   }
-  Copier copier{source, target, buffer_size, side, monitor};
+  Copier copier{source, target, buffer_size, size > Copier::kSmall, side, monitor};
   if (size == 0) return copier.CopyUnknownSize();
   bool at_end = false;
   off_t position = 0;

@@ -5,7 +5,6 @@
 #include <new>
 #include <utility>
 
-#include "host/node_copy.h"
 #include "host/worker_thread.h"
 
 namespace orvik::host {
@@ -19,6 +18,17 @@ constexpr std::uint64_t kCopiedAlone = 100;
 constexpr std::size_t kMostWaiting = 32;
 
 }  // namespace
+
+int CopyInto(int from, const char* name, mode_t type, int to, const char* target,
+             TargetFolder* folder, Side* side, Monitor* monitor) {
+  if (folder->is_new) return CopyIntoNewFolder(from, name, type, to, side, monitor);
+  const NodeCopy how{.existing = folder->is_shared ? Existing::kKeep : Existing::kReplace,
+                     .searched = folder->is_searched,
+                     .made = &folder->made,
+                     .side = side,
+                     .monitor = monitor};
+  return CopyNode(from, name, type, to, target, how);
+}
 
 void OrderedOutcome::AddDone() {
   const std::lock_guard guard(guard_);
@@ -119,8 +129,8 @@ void CopyCrew::Copy(const CopyJob& job) {
   int error = ENOMEM;
   Side side = Side::kSource;
   try {
-    error = CopyIntoNewFolder(job.folders->from.get(), name, job.type, job.folders->to.get(), &side,
-                              monitor_);
+    error = CopyInto(job.folders->from.get(), name, job.type, job.folders->to.get(),
+                     job.target.c_str(), job.folders->target.get(), &side, monitor_);
   } catch (const std::bad_alloc&) {  // fails this entry
   }
   if (error == 0) {

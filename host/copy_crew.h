@@ -17,6 +17,7 @@
 
 #include "host/descriptor.h"
 #include "host/monitor.h"
+#include "host/node_copy.h"
 #include "host/tree_outcome.h"
 
 namespace [[gnu::visibility("default")]] orvik {
@@ -41,21 +42,35 @@ class OrderedOutcome {
   std::map<std::uint64_t, TreeFailure> failures_;  // the first ones
 };
 
-// A folder and the new one that takes its copies, open as long as an entry waits to be copied.
+// A folder of the target, while entries of the source are copied into it.
+struct TargetFolder {
+  bool is_new = false;       // made for this copy
+  bool is_shared = false;    // another folder of the source went into it
+  bool is_searched = false;  // it has nothing that a killed process left
+  MadeEntries made;
+};
+
+// Copies an entry into the folder, under another name when the folder spells it so.
+int CopyInto(int from, const char* name, mode_t type, int to, const char* target,
+             TargetFolder* folder, Side* side, Monitor* monitor);
+
+// A folder and the one that takes its copies, open as long as an entry waits to be copied.
 struct FolderPair {
   Descriptor from;
   Descriptor to;
   std::string path;  // from the top of the tree, with "/" at its end
+  std::shared_ptr<TargetFolder> target;
 };
 
 struct CopyJob {
   std::shared_ptr<const FolderPair> folders;
   std::string name;
+  std::string target;
   mode_t type;
   std::uint64_t number;  // of the failure
 };
 
-// Copies files into new folders, on the thread of the caller and on one more. One processor, or a
+// Copies entries, in any order, on the thread of the caller and on one more. One processor, or a
 // system that gives no thread, means that the caller copies everything.
 class CopyCrew {
  public:

@@ -126,7 +126,7 @@ int CopyRegularWhole(const Source& source, int to, const char* name, bool is_tak
   constexpr mode_t kPrivate = S_IRUSR | S_IWUSR;
   // A file without a name is as private whatever its mode is, which then need not be changed.
   const mode_t mode = (source.info.stx_mode & 0777u) | kPrivate;
-  if (const int error = copy.Make(mode, !how.new_folder, kPrivate)) return error;
+  if (const int error = copy.Make(mode, !how.searched, kPrivate)) return error;
   if (const int error = Fill(source, copy.descriptor(), how)) return error;
   if (how.flush && fsync(copy.descriptor()) != 0) return errno;
   if (const int error = CommitCopy(&copy, to, name, how.existing, is_taken)) return error;
@@ -267,7 +267,7 @@ int CopyNode(int from, const char* from_name, mode_t type, int to, const char* t
 
 int CopyIntoNewFolder(int from, const char* name, mode_t type, int to, Side* side,
                       Monitor* monitor) {
-  NodeCopy how{.new_folder = true, .side = side, .monitor = monitor};
+  NodeCopy how{.searched = true, .side = side, .monitor = monitor};
   const int error = CopyNode(from, name, type, to, name, how);
   if (error != EEXIST || !HasExactName(to, name)) return error;
   how = {.existing = Existing::kReplace, .side = side, .monitor = monitor};

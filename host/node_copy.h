@@ -10,6 +10,7 @@
 
 #include <sys/stat.h>
 
+#include <mutex>
 #include <set>
 #include <string>
 #include <tuple>
@@ -35,8 +36,14 @@ enum class Appearance {
 // them, even when the folder takes its name for theirs.
 class MadeEntries {
  public:
-  void Add(const struct stat& entry) { entries_.insert(IdentityOf(entry)); }
-  bool Has(const struct stat& entry) const { return entries_.contains(IdentityOf(entry)); }
+  void Add(const struct stat& entry) {
+    const std::lock_guard guard(guard_);
+    entries_.insert(IdentityOf(entry));
+  }
+  bool Has(const struct stat& entry) const {
+    const std::lock_guard guard(guard_);
+    return entries_.contains(IdentityOf(entry));
+  }
 
  private:
   // With the time of the last change: another process may replace an entry, and a third file then
@@ -46,6 +53,7 @@ class MadeEntries {
     return {entry.st_dev, entry.st_ino, entry.st_ctim.tv_sec, entry.st_ctim.tv_nsec};
   }
 
+  mutable std::mutex guard_;
   std::set<Identity> entries_;
 };
 
@@ -55,7 +63,7 @@ struct NodeCopy {
   Appearance appearance = Appearance::kWhole;
   bool special_files = false;   // pipes, sockets, devices; else they are EOPNOTSUPP
   bool flush = false;           // copy and name are on disk before the call returns
-  bool new_folder = false;      // the caller has just made the folder that takes the copy
+  bool searched = false;        // the folder has nothing that a killed process left
   MadeEntries* made = nullptr;  // EEXIST for one of these; the copy is added
   Side* side = nullptr;         // receives where an error is
   Monitor* monitor = nullptr;   // is told the bytes

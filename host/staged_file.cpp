@@ -162,6 +162,12 @@ int FlushFolder(int folder) {
   return fsync(folder) == 0 || errno == EINVAL || errno == ENOTSUP ? 0 : errno;
 }
 
+bool HasStagedEntries(int folder) {
+  return ListFolder(folder, [](const dirent& entry) {
+           return std::string_view(entry.d_name).find(kMark) != std::string_view::npos ? 1 : 0;
+         }) != 0;
+}
+
 bool HasName(int entry, int folder, const char* name) {
   struct stat own, named;
   return fstat(entry, &own) == 0 && fstatat(folder, name, &named, AT_SYMLINK_NOFOLLOW) == 0 &&

@@ -38,6 +38,10 @@ int WriteAll(int descriptor, std::string_view content);
 // Puts the names in a folder on disk, where the volume can.
 int FlushFolder(int folder);
 
+// Whether the open folder has an entry that a killed process may have left on its way. Also true
+// when the folder cannot be read.
+bool HasStagedEntries(int folder);
+
 // Whether the open file or folder still has the name.
 bool HasName(int entry, int folder, const char* name);
 

@@ -24,8 +24,8 @@
 #include "host/hard_links.h"
 #include "host/move_file.h"
 #include "host/name_spelling.h"
-#include "host/node_copy.h"
 #include "host/open_flags.h"
+#include "host/staged_file.h"
 #include "host/system_root.h"
 #include "text/spelling.h"
 #include "text/transcoding.h"
@@ -82,11 +82,10 @@ class Merger {
     std::size_t source_path_above;  // lengths
     std::size_t target_path_above;
     bool is_new;                                  // the target was made for this
-    bool is_shared = false;                       // another folder went into the same target
     std::vector<std::string> subfolders = {};     // still to be transferred
     std::shared_ptr<const FolderPair> pair = {};  // for the crew, when it takes entries of it
     std::optional<FolderSpellings> target_names = {};
-    MadeEntries made = {};
+    std::shared_ptr<TargetFolder> target = std::make_shared<TargetFolder>();
   };
 
   void Fail(std::string_view name, int error, Side side = Side::kSource) {
@@ -98,7 +97,10 @@ class Merger {
     if (const int error = sources_.Enter(std::move(from))) return error;
     if (above_target_.contains(sources_.identity())) return EINVAL;
     if (const int error = targets_.Enter(std::move(to), through_link)) return error;
-    levels_.back().is_shared = !targets_entered_.insert(targets_.identity()).second;
+    Level& level = levels_.back();
+    level.target->is_new = level.is_new;
+    level.target->is_shared = !targets_entered_.insert(targets_.identity()).second;
+    level.target->is_searched = level.is_new || !HasStagedEntries(targets_.folder());
     for (const Entry& entry : Entries()) {
       if (S_ISDIR(entry.type)) {
         levels_.back().subfolders.push_back(entry.name);
@@ -125,10 +127,10 @@ class Merger {
 
   // False when the monitor has stopped it.
   bool TransferOther(const Entry& entry) {
-    if (transfer_ == Transfer::kCopy && levels_.back().is_new && GiveToCrew(entry)) return true;
-    if (!Begins(monitor_, source_path_, entry.name)) return false;
     const int to = targets_.folder();
     const std::string target = TargetName(entry.name);
+    if (transfer_ == Transfer::kCopy && GiveToCrew(entry, target)) return true;
+    if (!Begins(monitor_, source_path_, entry.name)) return false;
     Side side = Side::kSource;
     const int error = transfer_ == Transfer::kCopy ? Copy(entry, to, target.c_str(), &side)
                                                    : Move(entry.name.c_str(), to, target, &side);
@@ -142,30 +144,24 @@ class Merger {
     return true;
   }
 
-  // Into a new folder entries may be copied in any order.
-  bool GiveToCrew(const Entry& entry) {
-    if (!crew_.TakesNext()) return false;
+  // Entries may be copied in any order, but for those that find what a killed process left.
+  bool GiveToCrew(const Entry& entry, const std::string& target) {
+    if (!levels_.back().target->is_searched || !crew_.TakesNext()) return false;
     std::shared_ptr<const FolderPair>& pair = levels_.back().pair;
     if (!pair) {
       FolderPair own{Descriptor(fcntl(sources_.folder(), F_DUPFD_CLOEXEC, 0)),
-                     Descriptor(fcntl(targets_.folder(), F_DUPFD_CLOEXEC, 0)), source_path_};
+                     Descriptor(fcntl(targets_.folder(), F_DUPFD_CLOEXEC, 0)), source_path_,
+                     levels_.back().target};
       if (!own.from || !own.to) return false;
       pair = std::make_shared<const FolderPair>(std::move(own));
     }
-    crew_.Add({pair, entry.name, entry.type, next_number_++});
+    crew_.Add({pair, entry.name, target, entry.type, next_number_++});
     return true;
   }
 
   int Copy(const Entry& entry, int to, const char* target, Side* side) {
-    Level& level = levels_.back();
-    const int from = sources_.folder();
-    if (level.is_new)
-      return CopyIntoNewFolder(from, entry.name.c_str(), entry.type, to, side, monitor_);
-    const NodeCopy how{.existing = level.is_shared ? Existing::kKeep : Existing::kReplace,
-                       .made = &level.made,
-                       .side = side,
-                       .monitor = monitor_};
-    return CopyNode(from, entry.name.c_str(), entry.type, to, target, how);
+    return CopyInto(sources_.folder(), entry.name.c_str(), entry.type, to, target,
+                    levels_.back().target.get(), side, monitor_);
   }
 
   int Move(const char* name, int to, const std::string& target, Side* side) {
