@@ -1,4 +1,6 @@
 // Scripts, imported files and edited texts: what they change, and what they change the second time.
+#include <unistd.h>
+
 #include <regex>
 
 #include "tests/tools/prefs_tool_fixture.h"
@@ -57,6 +59,10 @@ TEST_F(ApplyTest, AppliesScripts) {
       {"set K n {\"a\": {\"$date\": \"?\"}}\n", 1, "\"$date\" is malformed: \"a\""},
       {"set K n {\"a\": 1, \"b\": {\"c\": 1, \"c\": 2}}\n", 1,
        "line 1, column 32 (byte 31): the name \"c\" is there twice: \"b\""},
+      {"set --keep-type Software/Vendor/App Count \"43\"\n", 6,
+       "line 1 (\"set --keep-type Software/Vendor/App Count \"43\"\"): the value has another type"},
+      {"add-element Software/Vendor/App Count 1\n", 6, "the value is not an array"},
+      {"add-element Software Vendor 1\n", 6, "the value is not an array"},
       {"set K n 1 2\n", 1, "line 1, column 11 (byte 10): one word too many"},
       {"set K \"n\n\" 1\n", 1, "the text ends in a string"},
       {"set K n'm 1\n", 1, "needs double quotes"},
@@ -129,7 +135,8 @@ TEST_F(ApplyTest, TheSecondTimeChangesNothing) {
   };
   const char* const kLines[] = {
       "set K n# VALUE",
-      "set --replace-key K n# VALUE",
+      "set --replace-key --keep-type K n# VALUE",
+      "add-element K n# VALUE",
       "set \"\" n# VALUE",
       "merge \"\" {\"K\": {\"n#\": VALUE}}",
       "merge --replace-key K# {\"n\": VALUE}",
@@ -227,6 +234,44 @@ TEST_F(ApplyTest, KeysAndValuesGiveWayOnlyWhenAsked) {
   Out("import --replace --replace-key " + given_ + " K/n/b/c");
   EXPECT_EQ(Out("tree"), "K/n/b/c/d\tinteger\t3\n");
   Fails("import --replace --replace-key " + given_ + " K/n/b/c/d/e", 3, "leads through a value");
+}
+
+// A copy is made of a file that is changed, and of no other; it can be taken back.
+TEST_F(ApplyTest, KeepsACopyOfWhatIsChanged) {
+  const auto copies = [&] {
+    std::vector<std::string> names;
+    for (const std::string& name : NamesIn(File().parent_path())) {
+      if (Contains(name, ".plist.backup-20")) names.push_back(File().parent_path() / name);
+    }
+    return names;
+  };
+  WriteFile(given_, "set K n 1\n");
+  EXPECT_EQ(Out("--json apply --backup " + given_).find("backup"), std::string::npos);
+  const std::string first = ReadFile(File());
+  fs::permissions(File(), fs::perms::owner_read | fs::perms::owner_write);
+  for (const char* const script : {"set K n 1\n", "set K n 1\nrequire K n 2\n"}) {
+    WriteFile(given_, script);
+    Prefs("apply --backup " + given_);
+  }
+  WriteFile(given_, "set K n 2\n");
+  Prefs("apply --backup --check " + given_);
+  EXPECT_EQ(copies(), std::vector<std::string>());
+  EXPECT_TRUE(Contains(Out("--json apply --backup " + given_), "\"backup\": \""));
+  ASSERT_EQ(copies().size(), 1u);
+  EXPECT_EQ(ReadFile(copies()[0]), first);
+  EXPECT_EQ(fs::status(copies()[0]).permissions(), fs::perms::owner_read | fs::perms::owner_write);
+  const std::string copy = copies()[0];
+  WriteFile(given_, "{\"K\": {\"n\": 3}}");
+  Out("import --backup " + given_);
+  Out("import --backup " + given_);
+  const ScopedVariable visual("VISUAL", "sed -i s/3/4/");
+  Out("edit --backup");
+  EXPECT_EQ(copies().size(), 3u);
+  Out("import --replace " + copy);
+  EXPECT_EQ(Out("tree"), "K/n\tinteger\t1\n");
+  if (geteuid() == 0) return;
+  fs::permissions(File().parent_path(), fs::perms::owner_read | fs::perms::owner_exec);
+  EXPECT_EQ(Prefs("import --backup " + given_), 3);
 }
 
 // Whatever the status, no part of a value is shown.

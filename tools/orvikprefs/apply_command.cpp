@@ -1,4 +1,7 @@
+#include <ostream>
+
 #include "prefs/transaction.h"
+#include "tools/orvikprefs/backup.h"
 #include "tools/orvikprefs/change_script.h"
 #include "tools/orvikprefs/commands.h"
 #include "tools/orvikprefs/files.h"
@@ -19,7 +22,7 @@ int FailScript(const Context& context, const PrefStatus& status, const std::stri
   if (!context.hide_values) where += " (" + Quoted(line.text) + ")";
   switch (status.error) {
     case PrefError::kConditionNotMet:
-      return context.Fail(kConditionNotMet, where + ": the condition does not hold");
+      return context.Fail(kConditionNotMet, where + ": " + line.condition);
     case PrefError::kNotFound:
       return context.Fail(kConditionNotMet, where + ": there is no such key");
     case PrefError::kIsAKey:
@@ -36,6 +39,19 @@ std::string MistakeIn(const Context& context, const TextError& mistake) {
   TextError place = mistake;
   place.reason = "the line cannot be read";
   return place.Message();
+}
+
+// {"changes": [...], "backup": "..."}; without a copy there is no "backup".
+void PrintWithBackup(const Context& context, const std::vector<Difference>& differences,
+                     const std::string& copy) {
+  JsonWriter writer;
+  writer.BeginObject().Name("changes").BeginArray();
+  for (const Difference& difference : differences) {
+    WriteDifference(writer, difference, context.hide_values);
+  }
+  writer.EndArray();
+  if (!copy.empty()) writer.Name("backup").Text(copy);
+  *context.out << writer.EndObject().json() << '\n';
 }
 
 }  // namespace
@@ -56,12 +72,23 @@ int Apply(const Context& given, const CommandLine& line) {
     return context.Fail(kUsage, Quoted(file) + ": " + MistakeIn(context, mistake));
   }
   const bool check = line.Has("--check");
+  Backup backup(context, line.Has("--backup") && !check);
+  backup.AddTo(transaction);
   TransactionResult result;
   const PrefStatus status =
       check ? transaction.Rehearse(&result) : transaction.Commit(IfDamaged::kFail, &result);
-  if (!status.ok()) return FailScript(context, status, file, script);
+  if (!status.ok()) {
+    if (backup.Failed()) return kNotSaved;
+    backup.Discard();
+    return FailScript(context, status, file, script);
+  }
   const std::vector<Difference> differences = Differences(result.before, result.after);
-  if (!context.quiet || context.json) PrintDifferences(context, differences);
+  if (differences.empty()) backup.Discard();
+  if (context.json && line.Has("--backup")) {
+    PrintWithBackup(context, differences, backup.path());
+  } else if (!context.quiet || context.json) {
+    PrintDifferences(context, differences);
+  }
   return check && !differences.empty() ? kWouldChange : kDone;
 }
 

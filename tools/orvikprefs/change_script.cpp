@@ -2,8 +2,11 @@
 
 #include <algorithm>
 #include <array>
+#include <memory>
 #include <optional>
 
+#include "platform/core_foundation/array.h"
+#include "platform/core_foundation/property_list_equality.h"
 #include "tools/orvikprefs/text.h"
 #include "tools/orvikprefs/tree_changes.h"
 #include "tools/orvikprefs/values.h"
@@ -20,6 +23,7 @@ struct Words {
   CAtlString name;
   Value value;
   ReplaceKeys replace = ReplaceKeys::kNo;
+  bool keep_type = false;
 };
 
 bool IsNoValue(CFTypeRef present) {
@@ -30,21 +34,51 @@ CFDictionaryRef Entries(const Words& words) {
   return static_cast<CFDictionaryRef>(words.value.Get());
 }
 
+// Puts the element into the array that is present: the transaction, which is carried out once,
+// fills a new array and then sets it.
+void AddElement(Transaction& transaction, const Words& words) {
+  const auto filled = std::make_shared<CAutoCFRelease<CFMutableArrayRef>>(
+      CFArrayCreateMutable(kCFAllocatorDefault, 0, &kCFTypeArrayCallBacks));
+  const auto element = std::make_shared<Value>(Value::Retaining(words.value.Get()));
+  transaction.RequireThat(words.key, words.name, [filled, element](CFTypeRef present) {
+    if (present != nullptr && TypeOf(present) != ValueType::kArray) return false;
+    const CFMutableArrayRef array = *filled;
+    bool is_there = false;
+    const auto old = static_cast<CFArrayRef>(present);
+    for (CFIndex i = 0; present != nullptr && i < CFArrayGetCount(old); ++i) {
+      const CFTypeRef each = CFArrayGetValueAtIndex(old, i);
+      is_there = is_there || IsSameValue(each, *element);
+      CFArrayAppendValue(array, each);
+    }
+    if (!is_there) CFArrayAppendValue(array, *element);
+    return true;
+  });
+  transaction.Set(words.key, words.name, filled->Get());
+}
+
+void SetValue(Transaction& transaction, const Words& words) {
+  const std::optional<ValueType> type =
+      words.keep_type ? std::optional(TypeOf(words.value)) : std::nullopt;
+  transaction.RequireThat(words.key, words.name, [type](CFTypeRef present) {
+    return !type || present == nullptr || TypeOf(present) == *type;
+  });
+  transaction.Set(words.key, words.name, words.value, words.replace);
+}
+
 struct Verb {
   const char* name;
   bool has_name, has_value, has_object;
   bool key_may_be_empty, may_replace;
   int steps;
   void (*add)(Transaction& transaction, const Words& words);
+  const char* condition = "the condition does not hold";
 };
 
-constexpr std::string_view kReplaceKey = "--replace-key";
+constexpr std::string_view kReplaceKey = "--replace-key", kKeepType = "--keep-type";
 
-constexpr std::array<Verb, 11> kVerbs = {{
-    {"set", true, true, false, true, true, 1,
-     [](Transaction& transaction, const Words& words) {
-       transaction.Set(words.key, words.name, words.value, words.replace);
-     }},
+constexpr std::array<Verb, 12> kVerbs = {{
+    {"set", true, true, false, true, true, 2, SetValue, "the value has another type"},
+    {"add-element", true, true, false, true, false, 2, AddElement, "the value is not an array"},
     {"delete", true, false, false, true, false, 2,
      [](Transaction& transaction, const Words& words) {
        transaction.RequireNotKey(words.key, words.name);
@@ -56,7 +90,8 @@ constexpr std::array<Verb, 11> kVerbs = {{
      [](Transaction& transaction, const Words& words) {
        transaction.RequireThat(words.key.Parent(), words.key.name(words.key.count()), IsNoValue);
        transaction.DeleteKey(words.key);
-     }},
+     },
+     "a value has this name"},
     {"merge", false, false, true, true, true, 1,
      [](Transaction& transaction, const Words& words) {
        transaction.Merge(words.key, Entries(words), words.replace);
@@ -113,7 +148,13 @@ class LineReader {
   }
 
   bool Read(const Verb& verb, Words& words) {
-    if (verb.may_replace && ReadOption(kReplaceKey)) words.replace = ReplaceKeys::kYes;
+    for (bool more = verb.may_replace; more;) {
+      const bool replaces = ReadOption(kReplaceKey);
+      const bool keeps = !replaces && verb.has_value && ReadOption(kKeepType);
+      if (replaces) words.replace = ReplaceKeys::kYes;
+      words.keep_type = words.keep_type || keeps;
+      more = replaces || keeps;
+    }
     if (!ReadKey(words.key)) return false;
     if (words.key.empty() && !verb.key_may_be_empty) {
       return Fail(std::string(verb.name) + " needs a key below the domain");
@@ -222,7 +263,8 @@ bool ChangeScript::Read(std::string_view text, Transaction& transaction, TextErr
       steps_.insert(steps_.end(), static_cast<std::size_t>(verb->steps),
                     Line{number, std::string(text.substr(begin, end - begin)),
                          verb->may_replace ? "--replace-key before the KEY replaces it"
-                                           : "delete-key removes a key"});
+                                           : "delete-key removes a key",
+                         verb->condition});
     }
     begin = end + 1;
   }

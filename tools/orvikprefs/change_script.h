@@ -2,6 +2,7 @@
 //
 //   # a comment; empty lines count for nothing
 //   set KEY NAME VALUE           the value is this one; a dictionary holds nothing else
+//   add-element KEY NAME VALUE   the array holds this element, if need be as its last one
 //   delete KEY NAME              there is no such value
 //   make-key KEY                 the key exists
 //   delete-key KEY               there is no such key
@@ -17,7 +18,8 @@
 // or bare words without blanks, quotes, brackets and braces. VALUE and OBJECT are JSON
 // (json_form.h). A change that is made already changes nothing. "set", "merge" and "replace" put a
 // value in place of a key, or a key in place of a value, only with "--replace-key" before the KEY;
-// without it, and with every other line, the script fails.
+// without it, and with every other line, the script fails. "set" with "--keep-type" fails where the
+// present value has another type.
 #pragma once
 
 #include <string>
@@ -39,7 +41,8 @@ class ChangeScript {
   struct Line {
     std::size_t number;
     std::string text;
-    const char* advice;  // for a key or value that is in the way
+    const char* advice;     // for a key or value that is in the way
+    const char* condition;  // what is wrong when its condition does not hold
   };
   const Line& LineOf(int step) const { return steps_[static_cast<std::size_t>(step)]; }
   std::size_t step_count() const { return steps_.size(); }

@@ -81,10 +81,13 @@ constexpr Option kExportOptions[] = {
     {"--format", 0, Word::kFormat, "FORMAT", "xml (a property list, default) or json"},
     {"--output", 'o', Word::kFile, "FILE", "the file to write (default: standard output)"},
 };
+constexpr Option kBackup = {"--backup", 0, Word::kFlag, "",
+                            "keep a copy of the file beside it when something changes"};
 constexpr Option kImportOptions[] = {
     {"--replace", 0, Word::kFlag, "", "the key then holds what the file holds, and nothing else"},
     {"--replace-key", 0, Word::kFlag, "", "replace keys by values, and values by keys"},
     {"--dry-run", 'n', Word::kFlag, "", "change nothing, print what would differ"},
+    kBackup,
 };
 constexpr Option kDiffOptions[] = {
     {"--exit-code", 0, Word::kFlag, "", "end with 6 when something differs"}};
@@ -92,7 +95,9 @@ constexpr Positional kOneFile[] = {kFile};
 constexpr Option kApplyOptions[] = {
     {"--check", 'n', Word::kFlag, "", "change nothing; end with 8 when something would change"},
     {"--secret", 0, Word::kFlag, "", "print no value, whatever happens"},
+    kBackup,
 };
+constexpr Option kEditOptions[] = {kBackup};
 constexpr Option kLockOptions[] = {
     {"--release", 0, Word::kFlag, "", "free it if its holder no longer runs"},
     {"--force", 0, Word::kFlag, "", "free it whoever holds it"},
@@ -142,12 +147,8 @@ constexpr Command kCommands[] = {
      "orvikprefs diff app.json Software/App --exit-code", kFileAndKey, kDiffOptions, Diff},
     {"apply", "carry out a script of conditions and changes, all or nothing",
      "orvikprefs apply wanted.txt --check", kOneFile, kApplyOptions, Apply},
-    {"edit",
-     "change the domain, or a key, as JSON in an editor",
-     "EDITOR=nano orvikprefs edit Software/App",
-     kAnyKey,
-     {},
-     Edit},
+    {"edit", "change the domain, or a key, as JSON in an editor",
+     "EDITOR=nano orvikprefs edit Software/App", kAnyKey, kEditOptions, Edit},
     {"lock",
      "show who holds the lock of the shared scope",
      "orvikprefs lock --release",

@@ -6,6 +6,7 @@
 #include "prefs/reporting.h"
 #include "prefs/transaction.h"
 #include "tools/orvikprefs/address.h"
+#include "tools/orvikprefs/backup.h"
 #include "tools/orvikprefs/commands.h"
 #include "tools/orvikprefs/editor.h"
 #include "tools/orvikprefs/files.h"
@@ -93,8 +94,12 @@ int Edit(const Context& context, const CommandLine& line) {
   }
   transaction.MakeKey(key);
   AddTreeChanges(transaction, key, static_cast<CFDictionaryRef>(shown.Get()), edited);
+  Backup backup(context, line.Has("--backup"));
+  backup.AddTo(transaction);
   const PrefStatus saved = transaction.Commit();
   if (!saved.ok()) file.Keep();
+  if (backup.Failed()) return kNotSaved;
+  if (!saved.ok()) backup.Discard();
   if (saved.error == PrefError::kConditionNotMet) {
     return context.Fail(kConditionNotMet, what +
                                               " has changed meanwhile; nothing was saved, the "

@@ -1,9 +1,11 @@
 #include <ostream>
 
 #include "platform/core_foundation/data.h"
+#include "platform/core_foundation/property_list_equality.h"
 #include "prefs/reporting.h"
 #include "prefs/transaction.h"
 #include "tools/orvikprefs/address.h"
+#include "tools/orvikprefs/backup.h"
 #include "tools/orvikprefs/commands.h"
 #include "tools/orvikprefs/files.h"
 #include "tools/orvikprefs/json_form.h"
@@ -129,8 +131,13 @@ int Import(const Context& context, const CommandLine& line) {
     transaction.Merge(key, added, replace);
   }
   const bool dry_run = line.Has("--dry-run");
+  Backup backup(context, line.Has("--backup") && !dry_run);
+  backup.AddTo(transaction);
   TransactionResult result;
-  const PrefStatus saved = dry_run ? transaction.Rehearse(&result) : transaction.Commit();
+  const PrefStatus saved =
+      dry_run ? transaction.Rehearse(&result) : transaction.Commit(IfDamaged::kFail, &result);
+  if (backup.Failed()) return kNotSaved;
+  if (!saved.ok() || IsSameValue(result.before, result.after)) backup.Discard();
   if (saved.error == PrefError::kIsAKey || saved.error == PrefError::kIsAValue) {
     return context.Fail(saved, Quoted(file) + " is not imported", true,
                         "--replace-key replaces it");
@@ -139,6 +146,7 @@ int Import(const Context& context, const CommandLine& line) {
   if (dry_run) {
     PrintDifferences(context, Differences(result.before, result.after));
   } else {
+    if (!backup.path().empty()) context.Confirm("the old file is kept as " + Quoted(backup.path()));
     context.Confirm("imported " + Quoted(file));
   }
   return kDone;
