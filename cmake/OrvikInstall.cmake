@@ -51,9 +51,9 @@ endif()
 install(FILES tools/orvikprefs/completion/_orvikprefs
   DESTINATION ${CMAKE_INSTALL_DATADIR}/zsh/${zsh_folder} COMPONENT command-line)
 
-# Where Ansible looks for the modules of a site.
-install(FILES tools/ansible/orvik_preference.py
-  DESTINATION ${CMAKE_INSTALL_DATADIR}/ansible/plugins/modules COMPONENT ansible)
+# Where Ansible looks for the plugins of a site.
+install(DIRECTORY tools/ansible/plugins
+  DESTINATION ${CMAKE_INSTALL_DATADIR}/ansible COMPONENT ansible PATTERN __pycache__ EXCLUDE)
 
 set(package_dir ${CMAKE_INSTALL_LIBDIR}/cmake/orvik)
 foreach(kind static shared)

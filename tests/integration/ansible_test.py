@@ -15,6 +15,7 @@ import tempfile
 import unittest
 
 SOURCE, PROGRAMS = (pathlib.Path(argument).resolve() for argument in sys.argv[1:3])
+PLUGINS = SOURCE / "tools/ansible/plugins"
 FILE = "Users/Shared/Library/Preferences/com.orviktech.Registry.plist"
 MACHINES = ("first", "second", "third")
 # A value of each type, as orvikprefs' JSON has it.
@@ -36,7 +37,8 @@ class AnsibleTest(unittest.TestCase):
             "ansible_python_interpreter=/usr/bin/python3\n")
         self.environment = dict(
             os.environ, HOME=str(self.folder), TMPDIR=str(self.folder), LC_ALL="C.UTF-8",
-            ANSIBLE_LIBRARY=str(SOURCE / "tools/ansible"), ANSIBLE_STDOUT_CALLBACK="minimal",
+            ANSIBLE_LIBRARY=str(PLUGINS / "modules"),
+            ANSIBLE_ACTION_PLUGINS=str(PLUGINS / "action"), ANSIBLE_STDOUT_CALLBACK="minimal",
             ANSIBLE_GATHERING="explicit", ANSIBLE_RETRY_FILES_ENABLED="0",
             ANSIBLE_LOCALHOST_WARNING="0", ANSIBLE_REMOTE_TMP=str(self.folder / "remote"),
             PATH=f"{PROGRAMS}:{os.environ['PATH']}")
@@ -152,29 +154,121 @@ class AnsibleTest(unittest.TestCase):
         self.assertNotIn("hush", self.output)
 
     def test_mistakes(self):
-        for task, reason in (({"key": "K", "name": "n"}, "needs a value"),
-                             ({"key": "K", "name": "n", "value": "x", "type": "integer"},
-                              "not of type integer"),
-                             ({"key": "", "name": "a", "value": {"b": 1}}, None),
-                             ({"key": "", "name": "a", "value": 1}, "a key has this name")):
-            result = self.play(task, options=["--limit", "first"])["first"][0]
-            if reason is None:
-                self.assertTrue(result["changed"], self.output)
-            else:
-                self.assertTrue(result["failed"], self.output)
-                self.assertIn(reason, result["msg"])
+        named = {"key": "K", "name": "n"}
+        mistakes = (
+            (named, "needs a value"),
+            (dict(named, value="x", type="integer"), "not of type integer"),
+            ({"key": "K", "value": 1}, "value needs a name"),
+            (dict(named, value=1, values={"m": 2}), "name and values exclude each other"),
+            (dict(named, value=1, append=[2]), "value and append exclude each other"),
+            (dict(named, value=1, state="absent"), "state absent takes no value"),
+            (dict(named, value=1, state="read"), "state read takes no value"),
+            ({"key": "K", "names": ["n"]}, "state present takes no names"),
+            ({"key": "K", "exact": True}, "exact needs a tree"),
+            ({"key": "K", "type": "integer", "values": {"n": 1}}, "type needs a value"),
+            (dict(named, value=1, entries=[dict(named, value=2)]), "exclude each other"),
+            ({"entries": [{"key": "K", "value": 1}]}, "value needs a name"),
+            ({"entries": [{"key": "K"}, {"key": "K", "state": "read"}]}, "state read does not go"),
+            (dict(named, state="read", secret=True), "state read returns values"),
+            (dict(named, value=1, timeout="soon"), "timeout"),
+            ({"key": "", "name": "a", "value": {"b": 1}}, None),
+            ({"key": "", "name": "a", "value": 1}, "a key has this name: \"a\""),
+            ({"key": "a", "name": "b", "value": "1", "check_type": True}, "has another type"))
+        results = self.play(*[task for task, _ in mistakes], options=["--limit", "first"])["first"]
+        for (task, reason), result in zip(mistakes, results, strict=True):
+            with self.subTest(task):
+                self.assertEqual(result["failed"], reason is not None)
+                self.assertIn(reason or "", result.get("msg", ""))
+        self.assertEqual(self.values("first"), {"a": {"b": 1}})
+
+    def test_reading_appending_and_backups(self):
+        store = {"key": ["a/b"], "tree": {"list": [1, "x"], "when": KINDS["date"], "in": {"n": 1}}}
+        append = {"key": ["a/b"], "name": "list", "append": ["x", {"y": 1}], "backup": True,
+                  "timeout": 5}
+        reading = ({"key": ["a/b"]}, {"key": ["a/b"], "name": "list"}, {"key": "None"},
+                   {"key": ["a/b"], "name": "none"}, {"key": ["a/b"], "names": ["when", "none"]},
+                   {"entries": [{"key": ["a/b"], "name": "when", "state": "read"},
+                                {"key": "", "state": "read"}]})
+        reading = [task if "entries" in task else dict(task, state="read") for task in reading]
+        self.play(store, options=["--limit", "first"])
+        results = self.play(append, append, *reading,
+                            options=["--limit", "first"])["first"]
+        self.assertFalse(any(result["failed"] for result in results), self.output)
+        self.assertEqual([result["changed"] for result in results], [True] + [False] * 7)
+        tree = dict(store["tree"], list=[1, "x", {"y": 1}])
+        shown = [{name: value for name, value in result.items()
+                  if name in ("found", "value", "tree", "read")} for result in results[2:]]
+        self.assertEqual(shown, [
+            {"found": True, "tree": tree}, {"found": True, "value": tree["list"]},
+            {"found": False, "tree": {}}, {"found": False},
+            {"found": False, "tree": {"when": KINDS["date"]}},
+            {"found": True, "read": [{"found": True, "value": KINDS["date"]},
+                                     {"found": True, "tree": {"a/b": tree}}]}])
+        copy = pathlib.Path(results[0]["backup_file"])
+        self.assertNotIn("backup_file", results[1])
+        self.assertEqual(copy.parent, (self.folder / "first" / FILE).parent)
+        self.assertIn("<key>when</key>", copy.read_text())
+        self.assertNotIn("<key>y</key>", copy.read_text())
+
+    def run_playbook(self, text, *options):
+        (self.folder / "play.yml").write_text(text)
+        environment = dict(self.environment, ORVIK_SYSTEM_ROOT=str(self.folder / "first"))
+        run = subprocess.run(
+            ["ansible-playbook", "-i", self.folder / "hosts", "--limit", "first", *options,
+             self.folder / "play.yml"], env=environment, capture_output=True, text=True, check=False)
+        self.output = run.stdout + run.stderr
+        self.assertEqual(run.returncode, 0, self.output)
+
+    def test_types_of_yaml_are_kept(self):
+        playbook = """
+- hosts: all
+  tasks:
+    - orvik_preference:
+        key: K
+        values: {day: 2024-05-06, time: 2024-05-06T07:08:09Z, there: 2024-05-06T09:08:09+02:00,
+                 bytes: !!binary AAEC, deep: [{day: 2024-05-06}], text: "2024-05-06"}
+    - orvik_preference: {key: K, name: n, type: date, value: 2024-05-06}
+"""
+        self.run_playbook(playbook)
+        day, time = {"$date": "2024-05-06T00:00:00Z"}, {"$date": "2024-05-06T07:08:09Z"}
+        self.assertEqual(self.values("first"), {"K": {
+            "day": day, "time": time, "there": time, "bytes": {"$data": "AAEC"},
+            "deep": [{"day": day}], "text": "2024-05-06", "n": day}})
+        self.run_playbook(playbook)
+        self.assertNotIn('"changed": true', self.output)
+
+    def test_the_collection(self):
+        def run(*command):
+            done = subprocess.run(command, env=self.environment, cwd=self.folder,
+                                  capture_output=True, text=True, check=False)
+            self.assertEqual(done.returncode, 0, done.stdout + done.stderr)
+            return done.stdout
+        for name in ("ANSIBLE_LIBRARY", "ANSIBLE_ACTION_PLUGINS"):
+            del self.environment[name]
+        self.environment["ANSIBLE_COLLECTIONS_PATH"] = str(self.folder / "collections")
+        commands = re.search(r"```sh\n(ansible-galaxy.*?)```", (SOURCE / "docs/fleet.md").read_text(),
+                             re.S).group(1).replace("tools/ansible", str(SOURCE / "tools/ansible"))
+        run("sh", "-ec", commands.replace(" --offline", f" --offline -p {self.folder}/collections"))
+        page = (SOURCE / "tools/ansible/README.md").read_text()
+        playbook = re.search(r"```yaml\n(.*?)```", page, re.S).group(1)
+        self.run_playbook(playbook, "--check", "--diff")
+        self.run_playbook(playbook)
+        self.assertEqual(self.values("first")["Software"], {"App": {"Path": "/opt/app", "Count": 5}})
+        self.run_playbook(playbook)
+        self.assertNotIn('"changed": true', self.output)
+        self.assertIn("check_type", run("ansible-doc", "orvik.preferences.orvik_preference"))
 
     def test_the_documented_playbook(self):
         page = (SOURCE / "docs/fleet.md").read_text()
-        playbook = page[page.index("```yaml\n") + len("```yaml\n"):]
-        (self.folder / "play.yml").write_text(playbook[:playbook.index("```")])
-        environment = dict(self.environment, ORVIK_SYSTEM_ROOT=str(self.folder / "first"))
-        run = subprocess.run(
-            ["ansible-playbook", "-i", self.folder / "hosts", "--limit", "first",
-             self.folder / "play.yml"], env=environment, capture_output=True, text=True, check=False)
-        self.assertEqual(run.returncode, 0, run.stdout + run.stderr)
-        self.assertIn('"PagewellExePath": "/Volumes/Data/Applications/ORVIK Pagewell/"', run.stdout)
-        self.assertIn("the settings have changed", run.stdout)
+        playbook = re.search(r"```yaml\n(.*?)```", page, re.S).group(1)
+        for options in (("--check", "--diff"), (), ("--check", "--diff"), ()):
+            self.run_playbook(playbook, *options)
+            if not options and "the settings have changed" in self.output:
+                self.assertIn('"PagewellExePath": "/Volumes/Data/Applications/ORVIK Pagewell/"',
+                              self.output)
+                recorded = self.values("first")
+        self.assertNotIn('"changed": true', self.output)
+        self.assertEqual(self.values("first"), recorded)
 
     def test_documentation(self):
         run = subprocess.run(["ansible-doc", "orvik_preference"], env=self.environment,
