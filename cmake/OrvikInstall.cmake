@@ -43,6 +43,8 @@ install(TARGETS orvikprefs RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT
 install(FILES docs/orvikprefs.1 DESTINATION ${CMAKE_INSTALL_MANDIR}/man1 COMPONENT command-line)
 install(FILES tools/orvikprefs/completion/orvikprefs.bash RENAME orvikprefs
   DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion/completions COMPONENT command-line)
+install(FILES tools/orvikprefs/completion/orvikprefs.fish
+  DESTINATION ${CMAKE_INSTALL_DATADIR}/fish/vendor_completions.d COMPONENT command-line)
 # Where Debian's zsh looks for completions of packages, and of what is installed elsewhere.
 set(zsh_folder site-functions)
 if(CMAKE_INSTALL_PREFIX STREQUAL "/usr")

@@ -11,7 +11,7 @@ orvik_packages_build="g++ cmake ninja-build pkg-config $orvik_libraries_build"
 orvik_packages_package="dpkg-dev file python3"
 orvik_packages_bench="libbenchmark-dev libplist-dev libxml2-dev libssl-dev git"
 orvik_packages_docs="doxygen cmake"
-orvik_packages_test="$orvik_libraries_test python3 libplist-utils libxml2-utils attr zsh ansible-core
+orvik_packages_test="$orvik_libraries_test python3 libplist-utils libxml2-utils attr zsh fish ansible-core
   tmux procps
   $orvik_packages_package"
 orvik_packages_fuzz="clang"

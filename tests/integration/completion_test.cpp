@@ -142,7 +142,9 @@ TEST_F(CompletionTest, BashCompletesFromTheStore) {
       {{"--domain", "com."}, {"com.orviktech.Registry", "com.example"}},
       {{"--scope", "user", "--domain", ""}, {"com.user"}},
       {{"--scope", "user", "--domain", "com.user", "list", ""}, {"U/"}},
-      {{"export", "--format", ""}, {"json", "xml"}},
+      {{"export", "--format", ""}, {"json", "xml", "binary"}},
+      {{"find", "x", "--type", "da"}, {"date", "data"}},
+      {{"copy", "--to-scope", "us"}, {"user"}},
       {{"where", ""}, {}},
       {{"get", "--", "--"}, {}},
   };
@@ -175,6 +177,29 @@ TEST_F(CompletionTest, ShellsPutQuotedWordsOnTheCommandLine) {
       SCOPED_TRACE(shell + ": " + line.typed);
       EXPECT_EQ(Typed(shell, line.typed), line.printed + std::string("\n"));
     }
+  }
+}
+
+// fish says itself what it would offer.
+TEST_F(CompletionTest, FishCompletesFromTheStore) {
+  if (RunCommand({"fish", "--version"}).status != 0) GTEST_SKIP() << "fish is not installed";
+  Prefs({"set", "Software/My Vendor/App", "the path", "/x/y"});
+  const std::pair<const char*, const char*> kLines[] = {
+      {"de", "delete\ndelete-key\n"},
+      {"get Sof", "Software/\n"},
+      {"tree \"Software/My ", "Software/My Vendor/\n"},
+      {"get Software/My\\ Vendor/App ", "the path\n"},
+      {"--scope=us", "--scope=user\n"},
+      {"export --format b", "binary\n"},
+      {"import /usr/incl", "/usr/include/\n"},
+  };
+  for (const auto& [line, offered] : kLines) {
+    const CommandResult run = RunCommand(
+        {"fish", "--no-config", "-c",
+         "source $argv[1]; set -x PATH $argv[2] $PATH; complete -C \"orvikprefs $argv[3]\"",
+         (kFolder / "orvikprefs.fish").string(), ProgramFolder().string(), line});
+    EXPECT_EQ(run.err, "");
+    EXPECT_EQ(run.out, offered) << line;
   }
 }
 

@@ -49,7 +49,7 @@ TEST_F(PackagesTest, HoldWhatTheySayAndNameWhatTheyNeed) {
        {"libc6 (", "libicu", "libstdc++6 ("}},
       {"orvikprefs",
        {"/usr/bin/orvikprefs", "/man1/orvikprefs.1.gz", "/bash-completion/completions/orvikprefs",
-        "/_orvikprefs", "/orvikprefs/copyright", "/changelog.Debian.gz"},
+        "/_orvikprefs", "/vendor_completions.d/orvikprefs.fish", "/orvikprefs/copyright", "/changelog.Debian.gz"},
        {"libc6 (", "libicu", "libstdc++6 ("}},
       {"liborvik-text2",
        {"/liborvik_text.so.2 -> liborvik_text.so.2.0.0", "/liborvik-text2/copyright",

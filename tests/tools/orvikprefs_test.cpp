@@ -251,6 +251,101 @@ TEST_F(OrvikPrefsTest, MessagesNameTheStore) {
   }
 }
 
+TEST_F(OrvikPrefsTest, ReachesElementsOfArrays) {
+  Out("set K n[1] literal");
+  Out("set K n --json '[1,[2,3],\"x\"]'");
+  const std::tuple<const char*, int, const char*> kRows[] = {
+      {"get K n[0]", 0, "1\n"},
+      {"get K n[1]", 0, "literal\n"},  // a value of this very name
+      {"get K n[-2][1]", 0, "3\n"},
+      {"get K n[-2] --type", 0, "array\n"},
+      {"get K n[3]", 2, ""},
+      {"get K n[0][0]", 2, ""},
+      {"get K n[", 2, ""},
+      {"get K n[3] --default none", 0, "none\n"},
+      {"set K n[-1] y", 0, "[1,[2,3],\"y\"]"},
+      {"set K n[-2][0] 4 --int", 0, "[1,[4,3],\"y\"]"},
+      {"set K n[0] 0 --int --insert", 0, "[0,1,[4,3],\"y\"]"},
+      {"set K n[4] z --insert", 0, "[0,1,[4,3],\"y\",\"z\"]"},
+      {"set K n --append true --bool", 0, "[0,1,[4,3],\"y\",\"z\",true]"},
+      {"set K n[2] --append {} --json", 0, "[0,1,[4,3,{}],\"y\",\"z\",true]"},
+      {"delete K n[2][0]", 0, "[0,1,[3,{}],\"y\",\"z\",true]"},
+      {"delete K n[-1]", 0, "[0,1,[3,{}],\"y\",\"z\"]"},
+      {"delete K n[5]", 2, nullptr},
+      {"set K n[6] a --insert", 2, nullptr},
+      {"set K n[9] a", 2, nullptr},
+      {"set K n[1] --insert a", 1, nullptr},
+      {"set K n --insert a", 1, nullptr},
+      {"set K n --append --insert a", 1, nullptr},
+      {"set K n --append --if-absent a", 1, nullptr},
+      {"set K text[0] a", 0, ""},
+      {"set K text[0] --append a", 6, nullptr},
+      {"set K fresh --append a", 0, ""},
+  };
+  for (const auto& [line, status, shown] : kRows) {
+    SCOPED_TRACE(line);
+    const std::string before = ReadFile(File());
+    EXPECT_EQ(Prefs(line), status) << error_;
+    if (shown == nullptr) {
+      EXPECT_EQ(ReadFile(File()), before);
+      EXPECT_NE(error_, "");
+    } else if (shown[0] == '[') {
+      EXPECT_EQ(Out("get K n"), std::string(shown) + "\n");
+    } else {
+      EXPECT_EQ(out_, shown);
+    }
+  }
+  EXPECT_EQ(Out("get K fresh"), "[\"a\"]\n");
+}
+
+TEST_F(OrvikPrefsTest, FindsByPlaceTypeAndPattern) {
+  Out("set A/Sub Count 5 --int");
+  Out("set A name Count");
+  Out("set B count 5");
+  const std::pair<const char*, const char*> kRows[] = {
+      {"find Count", "A/Sub/Count\tinteger\t5\nA/name\tstring\tCount\n"},
+      {"find Count A/Sub", "A/Sub/Count\tinteger\t5\n"},
+      {"find Count --names -i", "A/Sub/Count\tinteger\t5\nB/count\tstring\t5\n"},
+      {"find Count --values", "A/name\tstring\tCount\n"},
+      {"find Count --names --values", "A/Sub/Count\tinteger\t5\nA/name\tstring\tCount\n"},
+      {"find 5 --type integer", "A/Sub/Count\tinteger\t5\n"},
+      {"find '' --type dictionary", "A\tdictionary\t\nA/Sub\tdictionary\t\nB\tdictionary\t\n"},
+      {"find c*t --pattern", "B/count\tstring\t5\n"},
+      {"find c?U* --pattern -i --names B", "B/count\tstring\t5\n"},
+      {"find ? --pattern --names", "A\tdictionary\t\nB\tdictionary\t\n"},
+  };
+  for (const auto& [line, out] : kRows) EXPECT_EQ(Out(line), out) << line;
+  for (const char* line : {"find oun --pattern", "find A/Sub --names B", "find *x*y* --pattern"}) {
+    EXPECT_EQ(Prefs(line), 2) << line;
+  }
+  Fails("find x --type number", 1, "is no type");
+}
+
+TEST_F(OrvikPrefsTest, WorksAcrossStores) {
+  Out("set K n 1 --int");
+  Out("set K/L m v");
+  Out("copy K Copy --to-scope user");
+  Out("copy K n Copy o --to-domain other.domain");
+  Fails("copy K Copy --to-scope user", 6, "key \"Copy\" is there already");
+  Fails("copy K/n Copy --to-scope user --replace", 2, "leads through a value");
+  Out("copy K/L Copy --to-scope user --replace");
+  EXPECT_EQ(Out("--scope user tree"), "Copy/m\tstring\tv\n");
+  EXPECT_EQ(Out("--domain other.domain tree"), "Copy/o\tinteger\t1\n");
+  Out("--scope user set K n two");
+  const std::string shared = "shared\t" + File().string() + "\tinteger\t1\n";
+  const std::string user = "user\t" +
+                           (env_.home() / "Library/Preferences" / File().filename()).string() +
+                           "\tstring\ttwo\n";
+  EXPECT_EQ(Out("get K n --show-scope"), shared + user);
+  EXPECT_EQ(Out("--scope 3 get K n --show-scope").substr(0, 2), "3\t");
+  EXPECT_EQ(Out("--scope user get K n --show-scope"), user);
+  EXPECT_EQ(Prefs("get K none --show-scope"), 2);
+  Out("export K --format binary -o " + given_);
+  EXPECT_EQ(ReadFile(given_).substr(0, 8), "bplist00");
+  Out("diff --exit-code " + given_ + " K");
+  EXPECT_EQ(Prefs("export --format binary", true), 1);
+}
+
 TEST_F(OrvikPrefsTest, RenamesCopiesDeletesAndResets) {
   Fill();
   Out("rename Software/Vendor/App Path Other/Key Folder");

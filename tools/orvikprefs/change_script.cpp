@@ -7,6 +7,7 @@
 
 #include "platform/core_foundation/array.h"
 #include "platform/core_foundation/property_list_equality.h"
+#include "tools/orvikprefs/elements.h"
 #include "tools/orvikprefs/text.h"
 #include "tools/orvikprefs/tree_changes.h"
 #include "tools/orvikprefs/values.h"
@@ -34,26 +35,16 @@ CFDictionaryRef Entries(const Words& words) {
   return static_cast<CFDictionaryRef>(words.value.Get());
 }
 
-// Puts the element into the array that is present: the transaction, which is carried out once,
-// fills a new array and then sets it.
 void AddElement(Transaction& transaction, const Words& words) {
-  const auto filled = std::make_shared<CAutoCFRelease<CFMutableArrayRef>>(
-      CFArrayCreateMutable(kCFAllocatorDefault, 0, &kCFTypeArrayCallBacks));
   const auto element = std::make_shared<Value>(Value::Retaining(words.value.Get()));
-  transaction.RequireThat(words.key, words.name, [filled, element](CFTypeRef present) {
-    if (present != nullptr && TypeOf(present) != ValueType::kArray) return false;
-    const CFMutableArrayRef array = *filled;
-    bool is_there = false;
-    const auto old = static_cast<CFArrayRef>(present);
-    for (CFIndex i = 0; present != nullptr && i < CFArrayGetCount(old); ++i) {
-      const CFTypeRef each = CFArrayGetValueAtIndex(old, i);
-      is_there = is_there || IsSameValue(each, *element);
-      CFArrayAppendValue(array, each);
+  UpdateArray(transaction, words.key, words.name, [element](CFTypeRef present) {
+    const bool is_array = present != nullptr && TypeOf(present) == ValueType::kArray;
+    const auto array = static_cast<CFArrayRef>(is_array ? present : nullptr);
+    for (CFIndex i = 0; is_array && i < CFArrayGetCount(array); ++i) {
+      if (IsSameValue(CFArrayGetValueAtIndex(array, i), *element)) return Value::Retaining(present);
     }
-    if (!is_there) CFArrayAppendValue(array, *element);
-    return true;
+    return WithElement(present, {}, ElementChange::kAppend, *element);
   });
-  transaction.Set(words.key, words.name, filled->Get());
 }
 
 void SetValue(Transaction& transaction, const Words& words) {

@@ -47,6 +47,7 @@ constexpr Option kGetOptions[] = {
     {"--type", 0, Word::kFlag, "", "print its type instead"},
     {"--default", 0, Word::kText, "TEXT", "print this where there is no such value"},
     {"--format", 0, Word::kFormat, "FORMAT", "xml or json (default: text; json of a key)"},
+    {"--show-scope", 0, Word::kFlag, "", "print each scope that has it, with the file"},
 };
 constexpr Positional kSetWords[] = {
     kKey, kName, {"VALUE", Word::kText, Count::kOne, "the new value"}};
@@ -62,13 +63,25 @@ constexpr Option kSetOptions[] = {
     {"--replace-key", 0, Word::kFlag, "",
      "replace a key and everything below it, or a value by a key"},
     {"--keep-type", 0, Word::kFlag, "", "only where the present value has this type, or none"},
+    {"--append", 0, Word::kFlag, "", "VALUE becomes the last element of the array NAME"},
+    {"--insert", 0, Word::kFlag, "", "VALUE goes before the element NAME[INDEX] of an array"},
 };
 constexpr Option kDeleteOptions[] = {kRecursive};
 constexpr Option kRenameOptions[] = {kReplace};
+constexpr Option kCopyOptions[] = {
+    kReplace,
+    {"--to-scope", 0, Word::kScope, "SCOPE", "into this scope"},
+    {"--to-domain", 0, Word::kDomain, "DOMAIN", "into this domain"},
+};
 constexpr Option kFindOptions[] = {
-    {"--ignore-case", 'i', Word::kFlag, "", "capital and small letters are alike"}};
+    {"--ignore-case", 'i', Word::kFlag, "", "capital and small letters are alike"},
+    {"--names", 0, Word::kFlag, "", "look in names only"},
+    {"--values", 0, Word::kFlag, "", "look in values only"},
+    {"--type", 0, Word::kType, "TYPE", "values of this type only, such as integer"},
+    {"--pattern", 0, Word::kFlag, "", "TEXT is the whole name or value; * and ? stand for any"},
+};
 constexpr Positional kFindWords[] = {
-    {"TEXT", Word::kText, Count::kOne, "what to look for, in names and values"}};
+    {"TEXT", Word::kText, Count::kOne, "what to look for, in names and values"}, kSomeKey};
 constexpr Option kWatchOptions[] = {
     {"--count", 0, Word::kCount, "N", "end after so many changes"},
     {"--ready", 0, Word::kFlag, "", "print a first line once changes are noticed"},
@@ -78,7 +91,7 @@ constexpr Option kRepairOptions[] = {
     {"--dry-run", 'n', Word::kFlag, "", "change nothing, print what would be lost"},
 };
 constexpr Option kExportOptions[] = {
-    {"--format", 0, Word::kFormat, "FORMAT", "xml (a property list, default) or json"},
+    {"--format", 0, Word::kFileFormat, "FORMAT", "xml (a property list, default), binary or json"},
     {"--output", 'o', Word::kFile, "FILE", "the file to write (default: standard output)"},
 };
 constexpr Option kBackup = {"--backup", 0, Word::kFlag, "",
@@ -121,7 +134,7 @@ constexpr Command kCommands[] = {
     {"rename", "give a value or a key another name or place",
      "orvikprefs rename Software/App Path Software/App Folder", kOldAndNew, kRenameOptions, Rename},
     {"copy", "copy a value or a key", "orvikprefs copy Software/App Software/Backup", kOldAndNew,
-     kRenameOptions, Copy},
+     kCopyOptions, Copy},
     {"list", "print the names below a key", "orvikprefs list Software", kAnyKey, {}, List},
     {"tree",
      "print everything below a key, with types and values",

@@ -95,6 +95,12 @@ bool OfferWords(const Context& context, Word kind, const CommandLine& line,
     case Word::kFormat:
       for (const char* const format : kFormats) candidates.Offer(format);
       break;
+    case Word::kFileFormat:
+      for (const char* const format : kFileFormats) candidates.Offer(format);
+      break;
+    case Word::kType:
+      for (const char* const type : kTypeNames) candidates.Offer(type);
+      break;
     case Word::kCommand:
       for (const Command& command : OrvikPrefsGrammar().commands) candidates.Offer(command.name);
       break;

@@ -2,6 +2,8 @@
 
 #include "platform/core_foundation/data.h"
 #include "platform/core_foundation/property_list_equality.h"
+#include "platform/foundation/ns_dictionary.h"
+#include "platform/foundation/property_list_serialization.h"
 #include "prefs/reporting.h"
 #include "prefs/transaction.h"
 #include "tools/orvikprefs/address.h"
@@ -89,6 +91,11 @@ std::string HarmlessXml(const std::string& xml) {
   return shown;
 }
 
+CAutoCFRelease<CFDataRef> BinaryList(CFDictionaryRef entries) {
+  return CAutoCFRelease<CFDataRef>::Retaining(NSPropertyListSerialization::dataFromPropertyList(
+      entries, NSPropertyListBinaryFormat_v1_0, nullptr));
+}
+
 }  // namespace
 
 int Export(const Context& context, const CommandLine& line) {
@@ -97,18 +104,25 @@ int Export(const Context& context, const CommandLine& line) {
   const std::string file = line.Value("--output", "-");
   const PrefResult<CFDictionaryRef> found = CopyPreferenceKey(context.scope, key, context.domain);
   if (!found.ok()) return context.Fail(found.status, KeyText(key), false);
+  const std::string format = line.Value("--format", context.json ? "json" : "xml");
+  if (format == "binary" && file == "-" && context.terminal) {
+    return context.Fail(kUsage,
+                        "a binary property list is not printed on a terminal; give --output");
+  }
   std::string bytes;
-  if (line.Value("--format", context.json ? "json" : "xml") == "json") {
+  if (format == "json") {
     bytes = JsonText(found.value.Get(), JsonWriter::Layout::kIndented) + "\n";
     if (bytes.size() > kPropertyListMaximumFileSize) {
       return context.Fail({PrefError::kTooLarge}, KeyText(key), true);
     }
   } else {
-    const CAutoCFRelease<CFDataRef> xml(
-        CFPropertyListCreateXMLData(kCFAllocatorDefault, found.value.Get()));
-    if (!xml) return context.Fail({PrefError::kTooLarge}, KeyText(key), true);
-    bytes.assign(reinterpret_cast<const char*>(CFDataGetBytePtr(xml)),
-                 static_cast<size_t>(CFDataGetLength(xml)));
+    const CAutoCFRelease<CFDataRef> list =
+        format == "binary" ? BinaryList(found.value)
+                           : CAutoCFRelease<CFDataRef>(CFPropertyListCreateXMLData(
+                                 kCFAllocatorDefault, found.value.Get()));
+    if (!list) return context.Fail({PrefError::kTooLarge}, KeyText(key), true);
+    bytes.assign(reinterpret_cast<const char*>(CFDataGetBytePtr(list)),
+                 static_cast<size_t>(CFDataGetLength(list)));
     if (file == "-" && context.terminal) bytes = HarmlessXml(bytes);
   }
   const int status = WriteWhole(context, file, bytes);

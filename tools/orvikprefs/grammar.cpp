@@ -29,15 +29,23 @@ bool IsSeconds(std::string_view text) {
   return error == std::errc() && end == text.data() + text.size() && value >= 0 && value < 1e6;
 }
 
+bool IsOneOf(std::span<const char* const> words, std::string_view word) {
+  return std::find(words.begin(), words.end(), word) != words.end();
+}
+
 // What is wrong with a word, as the end of a sentence; "" for nothing.
 std::string WhatIsWrong(Word kind, const std::string& word) {
   switch (kind) {
     case Word::kScope:
       return ScopeOf(word) ? "" : "is no scope: shared, user, machine, or 0 to 5";
     case Word::kFormat:
-      return std::find(std::begin(kFormats), std::end(kFormats), word) != std::end(kFormats)
-                 ? ""
-                 : "is no format: xml or json";
+      return IsOneOf(kFormats, word) ? "" : "is no format: xml or json";
+    case Word::kFileFormat:
+      return IsOneOf(kFileFormats, word) ? "" : "is no format: xml, json or binary";
+    case Word::kType:
+      return IsOneOf(kTypeNames, word) ? ""
+                                       : "is no type: string, integer, real, boolean, date, data, "
+                                         "array or dictionary";
     case Word::kCount:
       return IsWholeNumber(word) ? "" : "is no whole number from 1 on";
     case Word::kSeconds:

@@ -19,6 +19,8 @@ enum class Word {
   kScope,
   kDomain,
   kFormat,
+  kFileFormat,
+  kType,
   kFile,
   kFolder,
   kCount,    // a whole number from 1 on
@@ -65,8 +67,11 @@ struct Grammar {
   const Option* FindOption(const Command* command, char letter) const;
 };
 
-// The formats of Word::kFormat and the scopes of Word::kScope.
+// The words of Word::kFormat, kFileFormat, kType and kScope.
 inline constexpr const char* kFormats[] = {"xml", "json"};
+inline constexpr const char* kFileFormats[] = {"xml", "json", "binary"};
+inline constexpr const char* kTypeNames[] = {"string", "integer", "real",  "boolean",
+                                             "date",   "data",    "array", "dictionary"};
 struct ScopeName {
   const char* name;
   int scope;

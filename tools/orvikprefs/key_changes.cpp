@@ -1,3 +1,4 @@
+#include "prefs/reporting.h"
 #include "prefs/transaction.h"
 #include "tools/orvikprefs/address.h"
 #include "tools/orvikprefs/commands.h"
@@ -35,6 +36,31 @@ bool IsBelow(const Place& place, const Place& above) {
   return place.key.name(above.key.count() + 1) == above.name;
 }
 
+// Between two stores: what is read is put into the other one as one change.
+int CopyToStore(const Context& context, const CommandLine& line, const Place& from,
+                const Place& to) {
+  Context target = context;
+  target.scope = ScopeOf(line.Value("--to-scope")).value_or(context.scope);
+  if (line.Has("--to-domain")) target.domain = *FromUtf8(line.Value("--to-domain"));
+  const PrefResult<CFTypeRef> found =
+      CopyPreference(context.scope, from.key, from.name, context.domain);
+  if (!found.ok()) return context.Fail(found.status, from.text, false);
+  if (line.count() == 2 && !IsDictionary(found.value)) {
+    return context.Fail({PrefError::kNotAKey}, from.text, false);
+  }
+  Transaction transaction = target.Change();
+  if (!line.Has("--replace")) transaction.RequireAbsent(to.key, to.name);
+  transaction.Set(to.key, to.name, found.value);
+  const PrefStatus status = transaction.Commit();
+  if (status.error == PrefError::kConditionNotMet) {
+    return context.Fail(kConditionNotMet, to.text + " is there already, in domain " +
+                                              Quoted(target.domain) + "; --replace replaces it");
+  }
+  if (!status.ok()) return target.Fail(status, to.text, true);
+  context.Confirm("copied " + from.text + " to " + to.text);
+  return kDone;
+}
+
 int CopyOrRename(const Context& context, const CommandLine& line, const char* done,
                  void (Transaction::*change)(const KeyPath&, CAtlString, const KeyPath&,
                                              CAtlString)) {
@@ -46,6 +72,9 @@ int CopyOrRename(const Context& context, const CommandLine& line, const char* do
   const bool keys = line.count() == 2;
   const std::optional<Place> from = PlaceAt(line, 0, keys), to = PlaceAt(line, keys ? 1 : 2, keys);
   if (!from || !to) return context.Fail(kUsage, "the domain's top level is no key");
+  if (line.Has("--to-scope") || line.Has("--to-domain")) {
+    return CopyToStore(context, line, *from, *to);
+  }
   if (change == &Transaction::Rename && IsBelow(*to, *from)) {
     return context.Fail(kUsage, from->text + " cannot move to " + to->text + ", below itself");
   }

@@ -66,47 +66,6 @@ void ForEachValue(CFDictionaryRef dictionary, Path& path,
   }
 }
 
-class Matcher {
- public:
-  Matcher(const CAtlString& text, bool ignore_case)
-      : text_(text.CreateCFStringRef(kCFAllocatorDefault)),
-        options_(ignore_case ? kCFCompareCaseInsensitive : 0) {}
-
-  bool Matches(CFStringRef where) const {
-    return CFStringFindWithOptions(where, text_, CFRangeMake(0, CFStringGetLength(where)), options_,
-                                   nullptr);
-  }
-
-  bool Matches(const std::string& where) const {
-    const std::optional<CAtlString> text = FromUtf8(where);
-    const CAutoCFRelease<CFStringRef> units(text ? text->CreateCFStringRef(kCFAllocatorDefault)
-                                                 : nullptr);
-    return units && Matches(units.Get());
-  }
-
- private:
-  CAutoCFRelease<CFStringRef> text_;
-  CFOptionFlags options_;
-};
-
-struct Match {
-  Path path;
-  CFPropertyListRef value;
-};
-
-void FindBelow(CFDictionaryRef dictionary, const Matcher& matcher, Path& path,
-               std::vector<Match>& found) {
-  for (const Entry& entry : SortedEntries(dictionary)) {
-    path.push_back(ToUtf8(entry.name));
-    const bool key = IsDictionary(entry.value);
-    if (matcher.Matches(entry.name) || (!key && matcher.Matches(ValueText(entry.value)))) {
-      found.push_back({path, entry.value});
-    }
-    if (key) FindBelow(static_cast<CFDictionaryRef>(entry.value), matcher, path, found);
-    path.pop_back();
-  }
-}
-
 }  // namespace
 
 int List(const Context& context, const CommandLine& line) {
@@ -144,31 +103,6 @@ int Tree(const Context& context, const CommandLine& line) {
     });
   }
   return kDone;
-}
-
-int Find(const Context& context, const CommandLine& line) {
-  const PrefResult<CFDictionaryRef> domain = CopyDomain(context.scope, context.domain);
-  if (!domain.ok()) return FailToRead(context, domain.status, KeyPath(u""));
-  const Matcher matcher(*FromUtf8(line.Argument(0)), line.Has("--ignore-case"));
-  std::vector<Match> found;
-  Path path;
-  FindBelow(domain.value, matcher, path, found);
-  if (context.json) {
-    JsonWriter rows;
-    rows.BeginArray();
-    for (const Match& match : found) {
-      rows.BeginObject().Name("path").Texts(match.path).Name("type").Text(TypeName(match.value));
-      if (!IsDictionary(match.value)) WriteJson(rows.Name("value"), match.value);
-      rows.EndObject();
-    }
-    *context.out << rows.EndArray().json() << '\n';
-  } else {
-    for (const Match& match : found) {
-      const std::string value = IsDictionary(match.value) ? "" : ValueText(match.value);
-      context.Record({JoinedPath(match.path), TypeName(match.value), value}, 0);
-    }
-  }
-  return found.empty() ? kNotFound : kDone;
 }
 
 }  // namespace orvik::prefstool

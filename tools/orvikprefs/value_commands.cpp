@@ -8,6 +8,7 @@
 #include "prefs/transaction.h"
 #include "tools/orvikprefs/address.h"
 #include "tools/orvikprefs/commands.h"
+#include "tools/orvikprefs/elements.h"
 #include "tools/orvikprefs/json_form.h"
 #include "tools/orvikprefs/text.h"
 #include "tools/orvikprefs/values.h"
@@ -100,11 +101,72 @@ PrefResult<CFTypeRef> FindByPath(const Context& context, const KeyPath& path, bo
 
 }  // namespace
 
+namespace {
+
+// An element, NAME[2], where no value has the whole name and NAME is an array.
+std::optional<ElementPath> ElementOf(const Context& context, const CommandLine& line) {
+  std::optional<ElementPath> element = ParseElement(NameAt(line));
+  if (!element || CopyPreference(context.scope, KeyAt(line), NameAt(line), context.domain).ok()) {
+    return std::nullopt;
+  }
+  const PrefResult<CFTypeRef> array =
+      CopyPreference(context.scope, KeyAt(line), element->name, context.domain);
+  const bool is_array = array.ok() && TypeOf(array.value) == ValueType::kArray;
+  return is_array ? std::move(element) : std::nullopt;
+}
+
+PrefResult<CFTypeRef> FindValue(const Context& context, const CommandLine& line, bool& is_value) {
+  is_value = line.count() > 1;
+  if (!is_value) return FindByPath(context, KeyAt(line), is_value);
+  PrefResult<CFTypeRef> found =
+      CopyPreference(context.scope, KeyAt(line), NameAt(line), context.domain);
+  if (found.status.error != PrefError::kNotFound) return found;
+  const std::optional<ElementPath> element = ElementOf(context, line);
+  if (!element) return found;
+  const PrefResult<CFTypeRef> array =
+      CopyPreference(context.scope, KeyAt(line), element->name, context.domain);
+  if (!array.ok()) return found;
+  const CFTypeRef value = ElementAt(array.value, element->indices);
+  if (value == nullptr) return found;
+  return {PrefStatus::Ok(), CAutoCFRelease<CFTypeRef>::Retaining(value)};
+}
+
+// Every scope that has the value, or the one that the line names: scope, file, type, value.
+int ShowScopes(const Context& given, const CommandLine& line) {
+  JsonWriter rows;
+  rows.BeginArray();
+  std::size_t count = 0;
+  for (const ScopeName& scope : kScopeNames) {
+    const bool is_named = line.Has("--scope") && scope.scope == given.scope;
+    // The names come first, each but once.
+    if (line.Has("--scope") ? !is_named || count > 0 : scope.name[0] <= '9') continue;
+    Context context = given;
+    context.scope = scope.scope;
+    bool is_value = false;
+    const PrefResult<CFTypeRef> found = FindValue(context, line, is_value);
+    const PrefError error = found.status.error;
+    if (error == PrefError::kNotFound || error == PrefError::kNotAKey) continue;
+    if (!found.ok()) return context.Fail(found.status, KeyText(KeyAt(line)), false);
+    ++count;
+    const std::string file = PreferenceFilePath(context.scope, context.domain);
+    if (context.json) {
+      rows.BeginObject().Name("scope").Text(scope.name).Name("file").Text(file);
+      WriteJson(rows.Name("value"), found.value);
+      rows.EndObject();
+    } else {
+      context.Record({scope.name, file, TypeName(found.value), ValueText(found.value)});
+    }
+  }
+  if (given.json) *given.out << rows.EndArray().json() << '\n';
+  return count > 0 ? kDone : kNotFound;
+}
+
+}  // namespace
+
 int Get(const Context& context, const CommandLine& line) {
-  bool is_value = line.count() > 1;
-  const PrefResult<CFTypeRef> found =
-      is_value ? CopyPreference(context.scope, KeyAt(line), NameAt(line), context.domain)
-               : FindByPath(context, KeyAt(line), is_value);
+  if (line.Has("--show-scope")) return ShowScopes(context, line);
+  bool is_value = false;
+  const PrefResult<CFTypeRef> found = FindValue(context, line, is_value);
   if (found.ok()) return PrintValue(context, line, found.value, is_value);
   const bool missing =
       found.status.error == PrefError::kNotFound || found.status.error == PrefError::kNotAKey;
@@ -175,6 +237,50 @@ std::string ReasonOf(const CommandLine& line, const PrefStatus& status, const Pr
 
 }  // namespace
 
+namespace {
+
+// Changes an array that is present; for kAppend without indices also one that is not.
+int ChangeElement(const Context& context, const CommandLine& line, const ElementPath& element,
+                  ElementChange change, CFTypeRef value, const char* done) {
+  bool is_array = true;
+  Transaction transaction = context.Change();
+  UpdateArray(transaction, KeyAt(line), element.name, [&](CFTypeRef present) {
+    is_array = present == nullptr || TypeOf(present) == ValueType::kArray;
+    return WithElement(present, element.indices, change, value);
+  });
+  const PrefStatus status = transaction.Commit();
+  if (status.error == PrefError::kConditionNotMet) {
+    return is_array ? context.Fail({PrefError::kNotFound}, Address(line), false)
+                    : context.Fail(kConditionNotMet, Address(line) + " is not an array");
+  }
+  if (!status.ok()) return context.Fail(status, Address(line), true);
+  context.Confirm(done + Address(line));
+  return kDone;
+}
+
+int SetElement(const Context& context, const CommandLine& line,
+               const std::optional<ElementPath>& element, CFTypeRef value) {
+  for (const char* const option : {"--if-equals", "--if-absent", "--keep-type", "--replace-key"}) {
+    if (line.Has(option)) {
+      return context.Fail(kUsage, std::string(option) + " does not go with elements of arrays");
+    }
+  }
+  const bool appends = line.Has("--append"), inserts = line.Has("--insert");
+  if (appends && inserts) {
+    return context.Fail(kUsage, "--append and --insert exclude each other");
+  }
+  if (inserts && !element) {
+    return context.Fail(kUsage, "--insert needs an element of an array, such as NAME[0]");
+  }
+  const ElementPath whole = {NameAt(line), {}};
+  const ElementChange change = appends   ? ElementChange::kAppend
+                               : inserts ? ElementChange::kInsert
+                                         : ElementChange::kReplace;
+  return ChangeElement(context, line, element.value_or(whole), change, value, "set ");
+}
+
+}  // namespace
+
 int Set(const Context& context, const CommandLine& line) {
   if (context.json) {
     return context.Fail(kUsage,
@@ -185,6 +291,10 @@ int Set(const Context& context, const CommandLine& line) {
   if (!value) return kUsage;
   if (line.Has("--if-equals") && line.Has("--if-absent")) {
     return context.Fail(kUsage, "--if-equals and --if-absent exclude each other");
+  }
+  const std::optional<ElementPath> element = ElementOf(context, line);
+  if (element || line.Has("--append") || line.Has("--insert")) {
+    return SetElement(context, line, element, value);
   }
   const KeyPath key = KeyAt(line);
   const CAtlString name = NameAt(line);
@@ -211,6 +321,9 @@ int Set(const Context& context, const CommandLine& line) {
 }
 
 int Delete(const Context& context, const CommandLine& line) {
+  if (const std::optional<ElementPath> element = ElementOf(context, line)) {
+    return ChangeElement(context, line, *element, ElementChange::kRemove, nullptr, "deleted ");
+  }
   Transaction transaction = context.Change();
   if (!line.Has("--recursive")) transaction.RequireNotKey(KeyAt(line), NameAt(line));
   transaction.Delete(KeyAt(line), NameAt(line), IfMissing::kFail);
