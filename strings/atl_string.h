@@ -7,7 +7,7 @@
 //
 // Comparisons go by the type of the other side:
 //
-//   a CAtlString, a view, 8-bit text    code units (NoCase: Unicode case folding)
+//   a CAtlString, a view, 8-bit text    code units (NoCase: Unicode case folding), in any locale
 //   a zero-terminated char16_t array    the collation of the current locale
 //
 // So the operators may order a pair differently from the same pair written with a literal.

@@ -123,7 +123,8 @@ class CAtlStringA : public StringOperations<CAtlStringA, NarrowUnits> {
     return CAtlString(*this);
   }
 
-  // -1, 0 or 1, by the Unicode values of the Mac OS Roman characters; NoCase: by case folding.
+  // -1, 0 or 1, by the Unicode values of the Mac OS Roman characters; NoCase: by Unicode case
+  // folding. The same in any locale.
   [[nodiscard]] int Compare(std::string_view other) const;
   [[nodiscard]] int CompareNoCase(std::string_view other) const;
   [[nodiscard]] int Compare(const CAtlStringA& other) const { return Compare(other.View()); }

@@ -10,7 +10,6 @@
 #include "strings/uca.h"
 #include "text/case_mapping.h"
 #include "text/mac_roman.h"
-#include "text/user_locale.h"
 
 namespace orvik {
 
@@ -33,12 +32,10 @@ std::u16string_view UnitsOf(std::u16string_view units) {
   return units;
 }
 
-// By the language's own folding, where it has one.
 template <typename A, typename B>
 int CompareWithoutCase(std::basic_string_view<A> a, std::basic_string_view<B> b) {
-  const char* const locale = CurrentLocaleIdentifier(LocaleCategory::kCharacters);
-  return CompareInPieces(a, b, [&](auto piece_a, auto piece_b) {
-    return CompareFolded(UnitsOf(piece_a), UnitsOf(piece_b), locale);
+  return CompareInPieces(a, b, [](auto piece_a, auto piece_b) {
+    return CompareFolded(UnitsOf(piece_a), UnitsOf(piece_b));
   });
 }
 

@@ -66,20 +66,18 @@ std::u16string FoldCase(std::u16string_view text, const char* locale) {
   });
 }
 
-int CompareFolded(std::u16string_view a, std::u16string_view b, const char* locale) {
-  if (!HasDotlessI(locale)) {
-    // ASCII at the start needs no folded copy.
-    size_t i = 0;
-    for (; i < a.size() && i < b.size() && a[i] < 0x80 && b[i] < 0x80; ++i) {
-      const char16_t left = LowerAscii(a[i]);
-      const char16_t right = LowerAscii(b[i]);
-      if (left != right) return left < right ? -1 : 1;
-    }
-    a.remove_prefix(i);
-    b.remove_prefix(i);
-    if (a.empty() || b.empty()) return static_cast<int>(!a.empty()) - static_cast<int>(!b.empty());
+int CompareFolded(std::u16string_view a, std::u16string_view b) {
+  // ASCII at the start needs no folded copy.
+  size_t i = 0;
+  for (; i < a.size() && i < b.size() && a[i] < 0x80 && b[i] < 0x80; ++i) {
+    const char16_t left = LowerAscii(a[i]);
+    const char16_t right = LowerAscii(b[i]);
+    if (left != right) return left < right ? -1 : 1;
   }
-  const int order = FoldCase(a, locale).compare(FoldCase(b, locale));
+  a.remove_prefix(i);
+  b.remove_prefix(i);
+  if (a.empty() || b.empty()) return static_cast<int>(!a.empty()) - static_cast<int>(!b.empty());
+  const int order = FoldCase(a).compare(FoldCase(b));
   return order < 0 ? -1 : order > 0;
 }
 

@@ -13,8 +13,8 @@ namespace [[gnu::visibility("default")]] orvik {
 std::u16string ToUpper(std::u16string_view text, const char* locale);
 std::u16string ToLower(std::u16string_view text, const char* locale);
 
-// Full case folding: the same in every locale but those of Turkish and Azeri, where "I" goes with
-// the dotless and "\u0130" with the dotted letter.
+// Full case folding. In the locales of Turkish and Azeri "I" goes with the dotless and "\u0130"
+// with the dotted letter; any other locale folds like the root.
 std::u16string FoldCase(std::u16string_view text, const char* locale = "");
 bool HasDotlessI(std::string_view locale);
 
@@ -22,7 +22,7 @@ constexpr char16_t LowerAscii(char16_t unit) {
   return unit >= u'A' && unit <= u'Z' ? static_cast<char16_t>(unit + 32) : unit;
 }
 
-// -1, 0 or 1 by the code units of the folded texts.
-int CompareFolded(std::u16string_view a, std::u16string_view b, const char* locale = "");
+// -1, 0 or 1 by the code units of the folded texts, the same in every locale.
+int CompareFolded(std::u16string_view a, std::u16string_view b);
 
 }  // namespace orvik

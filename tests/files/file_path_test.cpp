@@ -90,8 +90,12 @@ TEST(FilePath, MakesNamesThatOtherPlatformsTake) {
   EXPECT_EQ(Units(COrvikFilePath::MakeNameLegal(u"<a>:\"b/\\c|?*d.")), u"abcd.");
 }
 
-TEST(FilePath, ComparesIgnoringCase) {
-  EXPECT_TRUE(COrvikFilePath(u"/A/\u00C9").IsEqualPath(COrvikFilePath(u"/a/\u00E9")));
+TEST(FilePath, ComparesIgnoringCaseInAnyLocale) {
+  for (const char* locale : {"C", "tr_TR.UTF-8"}) {
+    const ScopedVariable variable("LC_ALL", locale);
+    EXPECT_TRUE(COrvikFilePath(u"/A/I\u00C9").IsEqualPath(COrvikFilePath(u"/a/i\u00E9")));
+    EXPECT_TRUE(COrvikDirectoryPath(u"/TITLE/x").IsSubdirectoryOf(CAtlString(u"/title")));
+  }
   EXPECT_FALSE(COrvikFilePath(u"/a/./b").IsEqualPath(COrvikFilePath(u"/a/b")));
   EXPECT_TRUE(COrvikFilePath(u"x.URL").IsURLShortCut());
   EXPECT_FALSE(COrvikFilePath(u"x.url.txt").IsURLShortCut());

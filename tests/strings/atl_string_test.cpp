@@ -16,6 +16,7 @@
 #include "platform/core_foundation/string.h"
 #include "strings/atl_string_a.h"
 #include "tests/strings/texts.h"
+#include "tests/support/test_environment.h"
 
 namespace orvik {
 namespace {
@@ -259,6 +260,21 @@ TEST(CAtlString, TakesViewsAndStandardStrings) {
   EXPECT_EQ((text = std::string_view("\xE9")).View(), u"\u00E9");
   EXPECT_TRUE(text == u16string_view(u"\u00E9") && text == "\xE9" && "\xE9" <= text);
   EXPECT_TRUE(text != "e" && text > u16string_view(u"z") && "z" < text);
+}
+
+TEST(CAtlString, FoldsCaseAlikeInEveryLocale) {
+  for (const char* locale : {"C", "tr_TR.UTF-8", "az_AZ"}) {
+    const test::ScopedVariable variable("LC_ALL", locale);
+    const CAtlString title(u"TITLE");
+    const CAtlStringA narrow("TITLE");
+    const int equal[] = {title.CompareNoCase(CAtlString(u"title")),
+                         title.Collate(CAtlString(u"title"), false),
+                         CAtlString(u"\u0130").CompareNoCase(CAtlString(u"i\u0307")),
+                         narrow.CompareNoCase("title"), narrow.CollateNoCase(u"title")};
+    EXPECT_THAT(equal, testing::Each(0)) << locale;
+    EXPECT_TRUE(title.EqualFolded(u"title") && narrow.EqualFolded("title")) << locale;
+    EXPECT_FALSE(title.EqualFolded(u"t\u0131tle")) << locale;
+  }
 }
 
 TEST(CAtlString, NamesItsComparisons) {
