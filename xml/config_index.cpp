@@ -1,5 +1,7 @@
 #include "xml/config_index.h"
 
+#include <algorithm>
+#include <functional>
 #include <optional>
 #include <random>
 
@@ -7,11 +9,10 @@
 
 #include "text/case_mapping.h"
 #include "text/mac_roman.h"
+#include "xml/config_element.h"
 
 namespace orvik {
 namespace {
-
-constexpr int kFewChildren = 16;  // looked at one by one
 
 std::optional<ConfigType> TypeOf(const TiXmlElement* element) {
   if (HasFoldedName(element->Value(), u"key")) return ConfigType::kKey;
@@ -25,6 +26,12 @@ std::optional<ConfigChild> ChildOf(const TiXmlElement* element) {
   const char* const name = element->Attribute("name");
   if (!type || name == nullptr) return std::nullopt;
   return ConfigChild(*type, name);
+}
+
+std::size_t HashOf(const TiXmlElement* element) {
+  const std::hash<std::string_view> hash;
+  const char* const name = element->Attribute("name");
+  return hash(element->Value()) * 31 + (name == nullptr ? 0 : hash(name));
 }
 
 }  // namespace
@@ -57,58 +64,118 @@ bool ConfigChild::Matches(const TiXmlElement* element) const {
          HasFoldedName(element->Attribute("name"), std::u16string_view(text_).substr(1));
 }
 
-TiXmlElement* FindConfigChild(TiXmlElement* parent, const ConfigChild& child) {
-  TiXmlElement* element = parent->FirstChildElement();
+TiXmlElement* FindConfigChild(TiXmlElement* element, const ConfigChild& child) {
   while (element != nullptr && !child.Matches(element)) element = element->NextSiblingElement();
   return element;
 }
 
 TiXmlElement* ConfigIndex::Find(TiXmlElement* parent, const ConfigChild& child) {
-  auto key = keys_.find(parent);
-  if (key == keys_.end()) {
+  const Key* key = KnownKey(parent);
+  if (key == nullptr) {
     TiXmlElement* element = parent->FirstChildElement();
-    for (int i = 0; element != nullptr && i < kFewChildren; ++i) {
+    const int few = is_shared() ? kFewSharedChildren : kFewChildren;
+    for (int i = 0; element != nullptr && i < few; ++i) {
       if (child.Matches(element)) return element;
       element = element->NextSiblingElement();
     }
     if (element == nullptr) return nullptr;
-    key = keys_.try_emplace(parent).first;
-    for (element = parent->FirstChildElement(); element != nullptr;
-         element = element->NextSiblingElement()) {
-      Add(element);
-    }
+    key = NewKey(parent);
+    if (key == nullptr) return FindConfigChild(element, child);
   }
-  const auto found = key->second.find(child.text());
-  return found == key->second.end() ? nullptr : found->second.elements[found->second.first];
+  const auto found = key->names.find(child.text());
+  if (found == key->names.end()) return nullptr;
+  TiXmlElement* const element = key->children[found->second.places[found->second.first]].element;
+  if (!is_shared() || child.Matches(element)) return element;
+  keys_.erase(parent);  // others have renamed it
+  return Find(parent, child);
 }
 
-void ConfigIndex::Add(TiXmlElement* child) {
-  const auto key = keys_.find(child->Parent()->ToElement());
-  if (key == keys_.end()) return;
-  if (const std::optional<ConfigChild> name = ChildOf(child)) {
-    key->second[name->text()].elements.push_back(child);
+ConfigIndex::Key* ConfigIndex::KnownKey(const TiXmlElement* parent) {
+  const auto known = keys_.find(parent);
+  if (known == keys_.end()) return nullptr;
+  Key& key = known->second;
+  if (!is_shared() || (key.changes == changes_ && key.last == parent->LastChild())) return &key;
+  if (IsAsRead(parent, key)) {
+    key.changes = changes_;
+    key.last = parent->LastChild();
+    return &key;
   }
+  keys_.erase(known);
+  return nullptr;
+}
+
+ConfigIndex::Key* ConfigIndex::NewKey(const TiXmlElement* parent) {
+  const auto known = keys_.try_emplace(parent).first;
+  if (Read(parent, known->second)) return &known->second;
+  keys_.erase(known);
+  return nullptr;
+}
+
+bool ConfigIndex::Read(const TiXmlElement* parent, Key& key) const {
+  key.changes = changes_;
+  key.last = parent->LastChild();
+  if (dynamic_cast<const ConfigElement*>(parent) == nullptr) return false;
+  for (const TiXmlElement* child = parent->FirstChildElement(); child != nullptr;
+       child = child->NextSiblingElement()) {
+    if (dynamic_cast<const ConfigElement*>(child) == nullptr) return false;
+    Add(key, const_cast<TiXmlElement*>(child));
+  }
+  return true;
+}
+
+bool ConfigIndex::IsAsRead(const TiXmlElement* parent, const Key& key) const {
+  auto expected = key.children.begin();
+  for (const TiXmlElement* child = parent->FirstChildElement(); child != nullptr;
+       child = child->NextSiblingElement(), ++expected) {
+    while (expected != key.children.end() && expected->element == nullptr) ++expected;
+    if (expected == key.children.end() || expected->element != child ||
+        expected->hash != HashOf(child)) {
+      return false;
+    }
+  }
+  return std::all_of(expected, key.children.end(),
+                     [](const Child& child) { return child.element == nullptr; });
+}
+
+void ConfigIndex::Add(Key& key, TiXmlElement* child) {
+  if (const std::optional<ConfigChild> name = ChildOf(child)) {
+    key.names[name->text()].places.push_back(key.children.size());
+  }
+  key.children.push_back({child, HashOf(child)});
+}
+
+void ConfigIndex::Append(TiXmlElement* parent, TiXmlElement* child) {
+  parent->LinkEndChild(child);
+  const auto known = keys_.find(parent);
+  if (known == keys_.end()) return;
+  Add(known->second, child);
+  known->second.last = child;
 }
 
 void ConfigIndex::Remove(TiXmlElement* child) {
-  if (keys_.empty()) return;
-  if (const auto key = keys_.find(child->Parent()->ToElement()); key != keys_.end()) {
-    const auto found = key->second.find(ChildOf(child)->text());
+  TiXmlNode* const parent = child->Parent();
+  if (const auto known = keys_.find(parent); known != keys_.end()) {
+    Key& key = known->second;
+    const auto found = key.names.find(ChildOf(child)->text());
     Namesakes& namesakes = found->second;
-    if (++namesakes.first == namesakes.elements.size()) key->second.erase(found);
+    key.children[namesakes.places[namesakes.first]].element = nullptr;
+    if (++namesakes.first == namesakes.places.size()) key.names.erase(found);
+    while (!key.children.empty() && key.children.back().element == nullptr) key.children.pop_back();
+    // Most of the places are empty: the key is read anew when it is searched.
+    if (++key.removed > key.children.size() / 2 + std::size_t{kFewChildren}) keys_.erase(known);
   }
-  // The keys below it go with it, and others may come to lie at their addresses.
-  const TiXmlElement* element = child;
-  for (;;) {
-    keys_.erase(element);
-    const TiXmlElement* next = element->FirstChildElement();
-    while (next == nullptr) {
-      if (element == child) return;
-      next = element->NextSiblingElement();
-      if (next == nullptr) element = element->Parent()->ToElement();
-    }
-    element = next;
+  removing_ = child;
+  parent->RemoveChild(child);
+  removing_ = nullptr;
+  if (const auto known = keys_.find(parent); known != keys_.end()) {
+    known->second.last = parent->LastChild();
   }
+}
+
+void ConfigIndex::Forget(const TiXmlElement* element) {
+  if (keys_.empty()) return;
+  keys_.erase(element);
+  if (element != removing_) keys_.erase(element->Parent());
 }
 
 std::size_t ConfigIndex::Hash::operator()(std::u16string_view text) const {

@@ -16,6 +16,7 @@
 #include "host/keep_beside.h"
 #include "host/replace_file.h"
 #include "streams/com_ptr.h"
+#include "xml/config_element.h"
 #include "xml/config_globals.h"
 #include "xml/document_check.h"
 #include "xml/tixml_helper.h"
@@ -113,18 +114,18 @@ ConfigScope::Known& ConfigScope::known() {
   return known_;
 }
 
-ConfigIndex* ConfigScope::index() {
-  return known().is_handed_out ? nullptr : &known().index;
-}
-
-TiXmlElement* ConfigScope::HandOut(TiXmlElement* element) {
-  if (element == nullptr) return nullptr;
+std::shared_ptr<ConfigIndex> ConfigScope::IndexOf(const TiXmlElement* element) {
   for (const int scope : {0, 1}) {
     ConfigScope& state = *Of(scope);
     if (state.document_ != nullptr && state.document_.get() == element->GetDocument()) {
-      state.known().is_handed_out = true;
+      return state.index();
     }
   }
+  return nullptr;
+}
+
+TiXmlElement* ConfigScope::HandOut(TiXmlElement* element) {
+  if (element != nullptr) index()->MayHaveChanged();
   return element;
 }
 
@@ -173,6 +174,7 @@ TiXmlElement* ConfigScope::Load(bool from_temporary) {
                                                     : XMLConfigFileState::kDamaged;
     if (file_info_.state != XMLConfigFileState::kDamaged || !LoadRepaired(*file)) return nullptr;
   }
+  MakeConfigElements(*document_, index());
   TiXmlElement* const root = document_->FirstChildElement();
   if (!IsValidRoot(root)) {
     file_info_.state = XMLConfigFileState::kOtherRoot;
@@ -208,6 +210,7 @@ TiXmlElement* ConfigScope::RootOrNew() {
   document_.reset(new TiXmlDocument());
   TiXmlHelper::InitializeTiXmlDocumentFromText(document_, writer->get_output().GetString());
   known().is_not_the_file = true;
+  MakeConfigElements(*document_, index());
   return root_ = document_->FirstChildElement();
 }
 
@@ -246,7 +249,7 @@ bool ConfigScope::Save() {
   std::string content;
   if (!path || !Print(content)) return false;
   // What others put into the document could make a file that nobody can read.
-  if (known().is_handed_out && !CheckDocument(content.c_str(), nullptr)) return false;
+  if (index()->is_shared() && !CheckDocument(content.c_str(), nullptr)) return false;
   const host::FilePlace place = host::FindPlace(*path, host::Links::kTrusted);
   if (!place) return false;
   host::KeptFile kept;

@@ -1,6 +1,8 @@
 // One scope of the configuration store: its file and the document that belongs to it.
 #pragma once
 
+#include <memory>
+
 #include <boost/smart_ptr/shared_ptr.hpp>
 #include <boost/smart_ptr/weak_ptr.hpp>
 
@@ -46,21 +48,19 @@ class ConfigScope {
   XMLConfigWriteStatus write_status() const { return write_status_; }
   void set_write_status(XMLConfigWriteStatus status) { write_status_ = status; }
 
-  // The index of the document; null when its elements have been handed out, so that others may have
-  // changed them.
-  ConfigIndex* index();
-  // To be called with an element that the caller of the store has or gets: from now on the document
-  // that it belongs to, if it is a scope's, is searched without an index.
-  static TiXmlElement* HandOut(TiXmlElement* element);
+  const std::shared_ptr<ConfigIndex>& index() { return known().index; }
+  // The index of the document that the element belongs to; null when it is not a scope's.
+  static std::shared_ptr<ConfigIndex> IndexOf(const TiXmlElement* element);
+  // To be called with an element that the caller of the store gets.
+  TiXmlElement* HandOut(TiXmlElement* element);
   void SetChanged() { known().is_changed = true; }
 
  private:
   // What is known of a document besides its content.
   struct Known {
     boost::weak_ptr<TiXmlDocument> document;
-    ConfigIndex index;
-    bool is_changed = false;  // since loading or saving
-    bool is_handed_out = false;
+    std::shared_ptr<ConfigIndex> index = std::make_shared<ConfigIndex>();
+    bool is_changed = false;       // since loading or saving
     bool is_not_the_file = false;  // what is at the path is kept aside before it is replaced
   };
 

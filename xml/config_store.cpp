@@ -2,14 +2,17 @@
 
 #include <algorithm>
 #include <climits>
+#include <memory>
 #include <string>
 #include <string_view>
+#include <utility>
 
 #include <tinyxml.h>
 
 #include "files/trace.h"
 #include "prefs/key_path.h"
 #include "strings/utf8_strings.h"
+#include "xml/config_element.h"
 #include "xml/config_index.h"
 #include "xml/config_scope.h"
 #include "xml/document_check.h"
@@ -41,7 +44,7 @@ bool FitsXml(const CAtlString& text) {
 class Walk {
  public:
   // Without an index for a null one.
-  explicit Walk(ConfigIndex* index) : index_(index) {}
+  explicit Walk(std::shared_ptr<ConfigIndex> index) : index_(std::move(index)) {}
 
   // Null when there is no such key below `root`; `root` for an empty path.
   TiXmlElement* Find(TiXmlElement* root, const KeyPath& path) {
@@ -71,20 +74,23 @@ class Walk {
   TiXmlElement* Child(TiXmlElement* parent, ConfigType type, const CAtlString& name) {
     const CAtlStringA utf8 = MakeUTF8StringFromUnicodeString(name);
     const ConfigChild wanted(type, utf8.GetString());
-    TiXmlElement* child =
-        index_ != nullptr ? index_->Find(parent, wanted) : FindConfigChild(parent, wanted);
+    TiXmlElement* child = index_ != nullptr ? index_->Find(parent, wanted)
+                                            : FindConfigChild(parent->FirstChildElement(), wanted);
     if (child == nullptr && makes_) {
-      child = new TiXmlElement(type == ConfigType::kKey ? "key" : "value");
+      child = new ConfigElement(type == ConfigType::kKey ? "key" : "value", index_);
       child->SetAttribute(kName, utf8.GetString());
-      parent->LinkEndChild(child);
-      if (index_ != nullptr) index_->Add(child);
+      if (index_ != nullptr) {
+        index_->Append(parent, child);
+      } else {
+        parent->LinkEndChild(child);
+      }
     } else if (child != nullptr && std::string_view(child->Attribute(kName)) != utf8.GetString()) {
       met_other_spelling_ = true;
     }
     return child;
   }
 
-  ConfigIndex* const index_;
+  const std::shared_ptr<ConfigIndex> index_;
   bool makes_ = false;
   bool met_other_spelling_ = false;
 };
@@ -140,10 +146,20 @@ bool Write(int scope, const CAtlString& key_path, const CAtlString& value_name, 
 bool Remove(int scope, TiXmlElement* element) {
   if (element == nullptr) return true;
   ConfigScope& state = *ConfigScope::Of(scope);
-  if (ConfigIndex* const index = state.index()) index->Remove(element);
-  element->Parent()->RemoveChild(element);
+  state.index()->Remove(element);
   state.SetChanged();
   return true;
+}
+
+// Walks from an element that the caller has, and may have changed, to one that it gets.
+template <typename WalkIt>
+TiXmlElement* WalkFrom(const TiXmlElement* element, const WalkIt& walk_it) {
+  const std::shared_ptr<ConfigIndex> index = ConfigScope::IndexOf(element);
+  if (index == nullptr) return walk_it(Walk(nullptr));
+  index->MayHaveChanged();
+  TiXmlElement* const found = walk_it(Walk(index));
+  index->MayHaveChanged();
+  return found;
 }
 
 bool HasRoot(int scope) {
@@ -175,17 +191,17 @@ XMLConfigFileInfo GetXMLConfigFileInfo(int scope) {
 
 TiXmlElement* LoadXMLRootFromFile(int scope, bool from_temporary) {
   ConfigScope* const state = ConfigScope::Of(scope);
-  return state == nullptr ? nullptr : ConfigScope::HandOut(state->Load(from_temporary));
+  return state == nullptr ? nullptr : state->HandOut(state->Load(from_temporary));
 }
 
 TiXmlElement* FindXMLRootElement(int scope) {
   ConfigScope* const state = ConfigScope::Of(scope);
-  return state == nullptr ? nullptr : ConfigScope::HandOut(state->Root());
+  return state == nullptr ? nullptr : state->HandOut(state->Root());
 }
 
 TiXmlElement* GetXMLConfigRootElement(int scope) {
   ConfigScope* const state = ConfigScope::Of(scope);
-  return state == nullptr ? nullptr : ConfigScope::HandOut(state->RootOrNew());
+  return state == nullptr ? nullptr : state->HandOut(state->RootOrNew());
 }
 
 bool SaveXMLConfigFile(int scope) {
@@ -210,7 +226,7 @@ bool IsValidXMLConfigRoot(int scope, TiXmlElement* element) {
 TiXmlElement* FindXMLConfigValueElement(TiXmlElement* root, CAtlString key_path,
                                         CAtlString value_name) {
   if (root == nullptr) return nullptr;
-  return Walk(nullptr).Find(ConfigScope::HandOut(root), KeyPath(key_path), value_name);
+  return WalkFrom(root, [&](Walk walk) { return walk.Find(root, KeyPath(key_path), value_name); });
 }
 
 TiXmlElement* GetXMLConfigValueElement(TiXmlElement* root, CAtlString key_path,
@@ -219,11 +235,12 @@ TiXmlElement* GetXMLConfigValueElement(TiXmlElement* root, CAtlString key_path,
   if (root == nullptr || IsTooDeep(path) || !FitsXml(path.text()) || !FitsXml(value_name)) {
     return nullptr;
   }
-  return Walk(nullptr).FindOrMake(ConfigScope::HandOut(root), path, value_name);
+  return WalkFrom(root, [&](Walk walk) { return walk.FindOrMake(root, path, value_name); });
 }
 
 TiXmlElement* FindXMLSubKeyElement(int scope, CAtlString key_path) {
-  return ConfigScope::HandOut(FindKey(scope, key_path));
+  TiXmlElement* const key = FindKey(scope, key_path);
+  return key == nullptr ? nullptr : ConfigScope::Of(scope)->HandOut(key);
 }
 
 bool WriteXMLConfigInt(int scope, CAtlString key_path, CAtlString value_name, int value) {
@@ -253,6 +270,13 @@ bool GetXMLConfigInt(int scope, CAtlString key_path, CAtlString value_name, int&
 bool GetXMLConfigString(int scope, CAtlString key_path, CAtlString value_name, CAtlString& value) {
   return CXMLElementReader::GetTextAttributeFromNodeW(FindValue(scope, key_path, value_name), kData,
                                                       value) >= 0;
+}
+
+XMLConfigValueState GetXMLConfigValueState(int scope, CAtlString key_path, CAtlString value_name) {
+  const TiXmlElement* const value = FindValue(scope, key_path, value_name);
+  if (value == nullptr) return XMLConfigValueState::kMissing;
+  const char* const data = value->Attribute(kData);
+  return data == nullptr || *data == '\0' ? XMLConfigValueState::kEmpty : XMLConfigValueState::kSet;
 }
 
 bool DeleteXMLConfigValueElement(int scope, CAtlString key_path, CAtlString value_name) {

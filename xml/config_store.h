@@ -21,8 +21,8 @@
 // (XMLConfigWriteStatus::kOtherSpelling). An application that needs other names than ASCII apart
 // encodes them.
 //
-// Time: an operation takes the same among 10 and 100,000 children of a key, until the caller has
-// had an element of the document in hand (see Elements). From then on it grows with their number.
+// Time: an operation takes the same among 10 and 100,000 children of a key. The first one after a
+// call that gave the caller an element (see Elements) grows with their number.
 //
 // A file that cannot be read, is not well-formed (tixml_helper.h) or has another root counts as
 // empty: reads fail, and the first write starts a new document. GetXMLConfigFileInfo says why. The
@@ -91,7 +91,10 @@ bool SaveXMLConfigFile(int scope);
 // ---- Elements ----
 //
 // They belong to the scope's document and live until they are deleted or the document is dropped.
-// The caller may change them with TinyXML.
+// The caller may change them with TinyXML, and destroy them. The next operation on the scope sees
+// the change. For a change that comes later, through an element that was kept since, get an element
+// again afterwards (FindXMLRootElement): until then an element that was inserted before others, or
+// got another name, may not be found among more than 128 children.
 
 // Tag name, and value of an attribute, without case.
 bool IsXMLElementAType(TiXmlElement* element, CAtlStringA type);
@@ -135,11 +138,11 @@ XMLConfigWriteStatus GetXMLConfigWriteStatus(int scope);
 // what an int cannot hold becomes the nearest that it can.
 bool GetXMLConfigInt(int scope, CAtlString key_path, CAtlString value_name, int& value);
 // An empty string that was written cannot be read back: the answer is false, as for a missing
-// value. To distinguish the two, ask for the element:
-//
-//   TiXmlElement* value = FindXMLConfigValueElement(FindXMLRootElement(scope), key_path, name);
-//   const bool is_empty = value != nullptr && XMLElementHasAttr(value, "data", "");
+// value. GetXMLConfigValueState distinguishes the two.
 bool GetXMLConfigString(int scope, CAtlString key_path, CAtlString value_name, CAtlString& value);
+
+enum class XMLConfigValueState { kMissing, kEmpty, kSet };
+XMLConfigValueState GetXMLConfigValueState(int scope, CAtlString key_path, CAtlString value_name);
 
 // Both are true when there is nothing to delete, and false when the scope has no root. An empty key
 // path would be the root and is refused.

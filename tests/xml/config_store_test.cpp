@@ -173,6 +173,9 @@ TEST_F(ConfigStoreTest, TextOfEveryKindComesBackOrIsRefused) {
           << round << " " << testing::PrintToString(text.substr(0, 40));
     }
     EXPECT_EQ(String(u"texts", u"empty"), u"-old");
+    EXPECT_EQ(GetXMLConfigValueState(1, u"texts", u"empty"), XMLConfigValueState::kEmpty);
+    EXPECT_EQ(GetXMLConfigValueState(1, u"texts", u"none"), XMLConfigValueState::kMissing);
+    EXPECT_EQ(GetXMLConfigValueState(1, u"texts/none", u"empty"), XMLConfigValueState::kMissing);
     Use(file_);
   }
   ExpectThatXmllintTakesIt();
@@ -411,6 +414,46 @@ TEST_F(ConfigStoreTest, WhatTheCallerChangesInTheElementsIsSeen) {
   EXPECT_EQ(GetXMLConfigValueElement(root, u"", u"\u0001"), nullptr);
   value->SetAttribute("name", "\x01");
   EXPECT_FALSE(SaveXMLConfigFile(1)) << "a file that could not be read again";
+}
+
+// Each step is what a program may do between two operations of the store.
+TEST_F(ConfigStoreTest, TheIndexNoticesWhatBecomesOfElementsInHand) {
+  std::string many = "<value name='first' data='1'/><!-- x -->";
+  for (int i = 0; i < 500; ++i) {
+    many += "<value name='v" + std::to_string(i) + "' data='" + std::to_string(i) + "'/>";
+  }
+  UseContent(User("<key name='k'>" + many + "</key>"));
+  EXPECT_EQ(Int(u"k", u"v499"), 499);
+  TiXmlElement* const key = FindXMLSubKeyElement(1, u"k");
+  // A kept element that is destroyed or appended later is noticed.
+  const auto child = [&](const char16_t* wanted) {
+    return FindXMLConfigValueElement(key, u"", wanted);
+  };
+  TiXmlElement* const kept = child(u"v50");
+  TiXmlElement* const renamed = child(u"v70");
+  EXPECT_EQ(Int(u"k", u"v1"), 1);
+  key->RemoveChild(kept);
+  EXPECT_EQ(Int(u"k", u"v50"), -1);
+  EXPECT_EQ(Int(u"k", u"v51"), 51);
+  TiXmlElement added("value");
+  added.SetAttribute("name", "added");
+  added.SetAttribute("data", "7");
+  key->InsertEndChild(added);
+  EXPECT_EQ(Int(u"k", u"added"), 7);
+  renamed->SetAttribute("name", "renamed");
+  EXPECT_EQ(Int(u"k", u"v70"), -1);
+  EXPECT_EQ(Int(u"k", u"renamed"), 70);
+  // The next operation sees what is inserted before others, or replaces others.
+  added.SetAttribute("name", "FIRST");
+  FindXMLRootElement(1);
+  key->InsertBeforeChild(key->FirstChild(), added);
+  EXPECT_EQ(Int(u"k", u"first"), 7);
+  EXPECT_TRUE(DeleteXMLConfigValueElement(1, u"k", u"first"));
+  EXPECT_EQ(Int(u"k", u"first"), 1);
+  EXPECT_TRUE(DeleteXMLSubKeyElement(1, u"k"));
+  EXPECT_EQ(Int(u"k", u"first"), -1);
+  EXPECT_TRUE(WriteXMLConfigInt(1, u"k", u"first", 2));
+  EXPECT_EQ(Int(u"k", u"first"), 2);
 }
 
 TEST_F(ConfigStoreTest, KeyPathsStayWithinWhatCanBeLoadedAgain) {
