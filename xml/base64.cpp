@@ -1,10 +1,14 @@
 #include "xml/base64.h"
 
+#include <sys/stat.h>
+
 #include <algorithm>
 #include <cstdint>
+#include <cstdio>
 #include <memory>
 #include <string_view>
 
+#include "files/c_file.h"
 #include "files/file_manipulator.h"
 #include "files/whole_file.h"
 #include "streams/stream_interfaces.h"
@@ -17,6 +21,16 @@ namespace {
 bool FitsString(std::string_view head, std::uint64_t count) {
   return Base64Length(count) <= kLongestNarrowString &&
          head.size() <= kLongestNarrowString - Base64Length(count);
+}
+
+// 0 when the file cannot be read.
+std::uint64_t ReadableSize(const COrvikFilePath& path) {
+  const CFile file(CFileManipulator::OpenFile(path, "rb"));
+  struct stat record;
+  if (file == nullptr || fstat(fileno(file.get()), &record) != 0 || !S_ISREG(record.st_mode)) {
+    return 0;
+  }
+  return static_cast<std::uint64_t>(record.st_size);
 }
 
 // The groups of a text, whose number is that of its whole length even when a leading "+ " is
@@ -72,7 +86,7 @@ CAtlStringA ConvertRawBytesIntoBase64String(const unsigned char* bytes, long len
 HRESULT ConvertBinaryFileToBase64String(const COrvikFilePath& path, CAtlStringA& result,
                                         const char* prefix) {
   if (!path.FileExists()) return E_INVALIDARG;
-  if (!FitsString(prefix == nullptr ? "" : prefix, path.GetFileSize())) return E_FAIL;
+  if (!FitsString(prefix == nullptr ? "" : prefix, ReadableSize(path))) return E_FAIL;
   unsigned char* buffer = nullptr;
   const unsigned long length = CFileManipulator::ReadFileIntoBuffer(path, buffer);
   const std::unique_ptr<unsigned char[]> bytes(buffer);

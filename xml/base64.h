@@ -38,7 +38,8 @@ CAtlStringA ConvertRawBytesIntoBase64String(const unsigned char* bytes, long len
                                             const char* prefix);
 
 // The same for the content of a file. E_INVALIDARG when there is no such file, E_FAIL when no
-// string can hold the text; `result` is untouched then. A file that cannot be read counts as empty.
+// string can hold the text; `result` is untouched then. A folder, a device and a file that cannot
+// be read count as empty: S_OK, and `prefix` alone.
 HRESULT ConvertBinaryFileToBase64String(const COrvikFilePath& path, CAtlStringA& result,
                                         const char* prefix);
 

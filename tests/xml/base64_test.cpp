@@ -5,6 +5,7 @@
 #include <random>
 
 #include "tests/files/support.h"
+#include "tests/support/without_root_rights.h"
 
 namespace orvik::test {
 namespace {
@@ -128,6 +129,13 @@ TEST_F(Base64FileTest, ConvertsWholeFiles) {
   WriteFile(file_, bytes);
   EXPECT_EQ(ConvertBinaryFileToBase64String(path_, result, "p:"), S_OK);
   EXPECT_EQ(result.View(), "p:" + Encoded(bytes));
+  fs::permissions(file_, fs::perms::none);
+  const WithoutRootRights rights(env_.folder());
+  for (const fs::path& unreadable : {file_, env_.folder(), fs::path("/dev/null")}) {
+    EXPECT_EQ(ConvertBinaryFileToBase64String(File(unreadable), result, "p:"), S_OK) << unreadable;
+    EXPECT_EQ(result.View(), "p:") << unreadable;
+    result = "before";
+  }
 }
 
 TEST_F(Base64FileTest, RefusesAFileWhoseTextNoStringCanHold) {
