@@ -6,6 +6,8 @@
 #include <cstring>
 #include <memory>
 #include <new>
+#include <string>
+#include <string_view>
 #include <type_traits>
 
 namespace orvik {
@@ -22,10 +24,17 @@ void SetError(XMLDocumentError& error, const char* reason, XML_Parser parser) {
   error.column = static_cast<int>(XML_GetCurrentColumnNumber(parser)) + 1;
 }
 
+constexpr std::string_view kByteOrderMark = "\xEF\xBB\xBF";
+
 struct Progress {
   XML_Parser parser;
+  const char* text;
   int depth = 0;
-  XMLDocumentError refusal;  // why a well-formed document is refused all the same
+  bool run_has_mark = false;  // a byte order mark in the character data since the last markup
+  bool run_has_text = false;  // something but that and white space
+  bool is_in_section = false;
+  XML_Index external_type_end = -1;  // where a document type with declarations elsewhere ends
+  XMLDocumentError refusal{};        // why a well-formed document is refused all the same
 
   // The position is that of the construct; once the parser has stopped, it is behind it.
   void Refuse(const char* reason) {
@@ -34,15 +43,59 @@ struct Progress {
   }
 };
 
-void StartElement(void* data, const XML_Char*, const XML_Char** attributes) {
+// TinyXML takes a byte order mark for white space, and drops a text of white space alone.
+void EndRun(void* data) {
   auto& progress = *static_cast<Progress*>(data);
+  if (progress.run_has_mark && !progress.run_has_text) {
+    progress.Refuse("a text holds only a byte order mark");
+  }
+  progress.run_has_mark = progress.run_has_text = false;
+}
+
+void CharacterData(void* data, const XML_Char* characters, int length) {
+  auto& progress = *static_cast<Progress*>(data);
+  if (progress.is_in_section) return;
+  std::string_view rest(characters, static_cast<std::size_t>(length));
+  // A reference is text to TinyXML, whatever its character.
+  if (progress.text[XML_GetCurrentByteIndex(progress.parser)] == '&') progress.run_has_text = true;
+  while (!rest.empty() && !progress.run_has_text) {
+    const bool is_mark = rest.starts_with(kByteOrderMark);
+    if (is_mark) progress.run_has_mark = true;
+    if (!is_mark && std::strchr(" \t\n\r", rest.front()) == nullptr) progress.run_has_text = true;
+    rest.remove_prefix(is_mark ? kByteOrderMark.size() : 1);
+  }
+}
+
+void StartSection(void* data) {
+  EndRun(data);
+  static_cast<Progress*>(data)->is_in_section = true;
+}
+
+void EndSection(void* data) {
+  static_cast<Progress*>(data)->is_in_section = false;
+}
+
+void Comment(void* data, const XML_Char*) {
+  EndRun(data);
+}
+
+// TinyXML finds no name that begins with a colon.
+void CheckName(Progress& progress, const XML_Char* name) {
+  if (*name == ':') progress.Refuse("a name begins with a colon");
+}
+
+void StartElement(void* data, const XML_Char* name, const XML_Char** attributes) {
+  auto& progress = *static_cast<Progress*>(data);
+  EndRun(data);
   if (++progress.depth > kMostXmlDepth) progress.Refuse("elements are nested too deep");
+  CheckName(progress, name);
   int count = 0;
-  while (attributes[2 * count] != nullptr) ++count;
+  for (; attributes[2 * count] != nullptr; ++count) CheckName(progress, attributes[2 * count]);
   if (count > kMostXmlAttributes) progress.Refuse("an element has too many attributes");
 }
 
 void EndElement(void* data, const XML_Char*) {
+  EndRun(data);
   --static_cast<Progress*>(data)->depth;
 }
 
@@ -52,6 +105,7 @@ bool HoldsEnd(const XML_Char* text) {
 }
 
 void ProcessingInstruction(void* data, const XML_Char*, const XML_Char* text) {
+  EndRun(data);
   if (HoldsEnd(text)) static_cast<Progress*>(data)->Refuse("a processing instruction holds \">\"");
 }
 
@@ -62,27 +116,54 @@ void StartDocumentType(void* data, const XML_Char*, const XML_Char* system_id,
   if (HoldsEnd(system_id) || HoldsEnd(public_id)) {
     progress.Refuse("the document type holds \">\"");
   }
+  if (system_id != nullptr && progress.refusal.reason.IsEmpty()) {
+    progress.external_type_end = XML_GetCurrentByteIndex(progress.parser);
+    XML_StopParser(progress.parser, XML_FALSE);
+  }
+}
+
+// Blanks out where the document type that ends there, and holds no other ">", finds declarations.
+std::string WithoutExternalType(std::string_view text, std::size_t end) {
+  constexpr std::string_view kStart = "<!DOCTYPE", kSpace = " \t\r\n";
+  const std::size_t start = text.find(kStart, text.substr(0, end).rfind('>') + 1) + kStart.size();
+  std::string result(text);
+  for (std::size_t i = text.find_first_of(kSpace, text.find_first_not_of(kSpace, start)); i < end;
+       ++i) {
+    if (result[i] != '\n') result[i] = ' ';
+  }
+  return result;
 }
 
 }  // namespace
 
 bool CheckDocument(const char* text, XMLDocumentError* error) {
   XMLDocumentError found;
-  const std::size_t length = std::strlen(text);
+  const std::string_view whole = text;
   const Parser parser(XML_ParserCreate("UTF-8"));
   // A sound document must not pass for a damaged one.
   if (parser == nullptr) throw std::bad_alloc();
-  if (length > INT_MAX) {
+  if (whole.size() > INT_MAX) {
     found.reason = "the document is too long";
   } else {
-    Progress progress{parser.get(), 0, {}};
+    Progress progress{parser.get(), text};
     XML_SetUserData(parser.get(), &progress);
     XML_SetElementHandler(parser.get(), StartElement, EndElement);
     XML_SetProcessingInstructionHandler(parser.get(), ProcessingInstruction);
     XML_SetStartDoctypeDeclHandler(parser.get(), StartDocumentType);
+    XML_SetCommentHandler(parser.get(), Comment);
+    if (whole.find(kByteOrderMark, 1) != whole.npos) {
+      XML_SetCharacterDataHandler(parser.get(), CharacterData);
+      XML_SetCdataSectionHandler(parser.get(), StartSection, EndSection);
+    }
     // In one piece: a long attribute in several would be scanned again with each.
-    const auto result = XML_Parse(parser.get(), text, static_cast<int>(length), XML_TRUE);
+    const auto result = XML_Parse(parser.get(), text, static_cast<int>(whole.size()), XML_TRUE);
     if (result == XML_STATUS_OK) return true;
+    // Declarations elsewhere, which nobody reads, might define an entity, so that an unknown one
+    // would be no error.
+    if (progress.external_type_end >= 0) {
+      const auto end = static_cast<std::size_t>(progress.external_type_end);
+      return CheckDocument(WithoutExternalType(whole, end).c_str(), error);
+    }
     const XML_Error code = XML_GetErrorCode(parser.get());
     if (code == XML_ERROR_NO_MEMORY) throw std::bad_alloc();
     found = progress.refusal;

@@ -13,10 +13,11 @@ inline constexpr int kMostXmlDepth = 1000;
 inline constexpr int kMostXmlAttributes = 1000;  // on one element
 
 // Whether the text is well-formed XML 1.0 in UTF-8, nests at most kMostXmlDepth elements, has at
-// most kMostXmlAttributes attributes on an element, and holds nothing that TinyXML would take for
-// markup where XML has none: declarations inside a document type, and ">" inside a processing
-// instruction or a document type. The encoding that the document declares is not looked at. On
-// failure `error`, unless null, says what is wrong and where.
+// most kMostXmlAttributes attributes on an element, and holds nothing that TinyXML would read
+// otherwise than XML: declarations inside a document type, references that no declaration explains,
+// ">" inside a processing instruction or a document type, names that begin with a colon, texts of
+// byte order marks alone. The encoding that the document declares is not looked at. On failure
+// `error`, unless null, says what is wrong and where.
 bool CheckDocument(const char* text, XMLDocumentError* error);
 
 }  // namespace orvik

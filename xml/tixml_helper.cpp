@@ -110,6 +110,9 @@ HRESULT TiXmlHelper::InitializeTiXmlDocumentFromText(
   if (document == nullptr || text == nullptr) return Refuse(error, {"there is no document"});
   if (!CheckDocument(text, error)) return E_INVALIDARG;
   document->Parse(text, nullptr, TIXML_ENCODING_UTF8);
+  if (!document->Error() && document->RootElement() == nullptr) {
+    return Refuse(error, {"the document has no root element"});
+  }
   if (!document->Error()) return S_OK;
   return Refuse(error, {document->ErrorDesc(), document->ErrorRow(), document->ErrorCol()});
 }

@@ -1,10 +1,14 @@
 // Loading TinyXML documents, and attributes with a default.
 //
-// Loading refuses, with E_INVALIDARG, what is not well-formed XML 1.0 in UTF-8, and three kinds of
-// documents that TinyXML would not read as they are meant: elements nested deeper than 1,000, more
-// than 1,000 attributes on one element, and declarations inside a document type or ">" inside a
-// processing instruction. It switches off, for the whole process, TinyXML's condensing of white
-// space.
+// Loading refuses, with E_INVALIDARG, what is not well-formed XML 1.0 in UTF-8, and documents that
+// TinyXML would not read as they are meant:
+// - elements nested deeper than 1,000, or more than 1,000 attributes on one element;
+// - declarations inside a document type, and references to entities that are not XML's five;
+// - ">" inside a processing instruction or a document type;
+// - a name that begins with a colon;
+// - a text of byte order marks and white space alone.
+// S_OK means that the document has a root element. Loading switches off, for the whole process,
+// TinyXML's condensing of white space.
 //
 // The attribute names are taken as UTF-8. A missing attribute gives the default.
 #pragma once

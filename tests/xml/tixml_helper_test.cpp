@@ -91,6 +91,7 @@ TEST(TiXmlHelperTest, RefusesWhatIsNotWellFormedOrNotSafe) {
       {"\xEF\xBB\xBF<?xml version='1.0' encoding='UTF-8' standalone='yes'?>\n<a/>\n<!-- x -->", ""},
       {"<!DOCTYPE a PUBLIC '-//x' 'y.dtd'><a>&lt;&#x41;&#65;</a>", ""},
       {"<a:b xml:space='preserve'><?php x?><![CDATA[<b>]]></a:b>", ""},
+      {"\xEF\xBB\xBF<a b='\uFEFF'>x\uFEFF<b/>\uFEFFy<b/>&#xFEFF;<![CDATA[\uFEFF]]></a>", ""},
       {"<a b='" + std::string(10'000'000, 'x') + "'/>", ""},
       {"<r>" + Repeated("<a><b/></a>", 20'000) + "</r>", ""},
       {Repeated("<a>", 1000) + Repeated("</a>", 1000), ""},
@@ -107,6 +108,17 @@ TEST(TiXmlHelperTest, RefusesWhatIsNotWellFormedOrNotSafe) {
       {"<a>\uFFFF</a>", "1:4 not well-formed (invalid token)"},
       {"<a>\u00E9\xE9</a>", "1:5 not well-formed (invalid token)"},
       // What TinyXML would take for something else.
+      {"<:a/>", "1:1 a name begins with a colon"},
+      {"<a>\n<b :c=''/></a>", "2:1 a name begins with a colon"},
+      {"<!DOCTYPE a SYSTEM 'x'><a>&b;</a>", "1:27 undefined entity"},
+      {"<!DOCTYPE a PUBLIC 'x' 'y'><a b='&amp;&c;'/>", "1:28 undefined entity"},
+      {"<!-- <!DOCTYPE b> -->\n<!DOCTYPE a SYSTEM\n'<!DOCTYPE c'><a>&b;</a>",
+       "3:18 undefined entity"},
+      {"<!DOCTYPE a SYSTEM 'x'><!DOCTYPE a SYSTEM 'x'><a/>", "1:24 syntax error"},
+      {"<a>\uFEFF<b/></a>", "1:5 a text holds only a byte order mark"},
+      {"<a><b/> \uFEFF\n</a>", "2:1 a text holds only a byte order mark"},
+      {"<a>\uFEFF<!-- x --></a>", "1:5 a text holds only a byte order mark"},
+      {"<a><![CDATA[x]]>\uFEFF</a>", "1:18 a text holds only a byte order mark"},
       {"<!DOCTYPE a [<!ENTITY d '<b><b>'>]><a>&d;</a>",
        "1:13 the document type holds declarations"},
       {"<!DOCTYPE a SYSTEM 'x><b><b>'><a/>", "1:30 the document type holds \">\""},
@@ -212,7 +224,7 @@ TEST(DocumentCheckTest, TheParserFindsTheElementsThatXmlHas) {
     XMLDocumentError error;
     if (!CheckDocument(document.text.c_str(), &error)) {
       ++refused;
-      ASSERT_TRUE(error.reason.Find("holds") >= 0) << error.reason.GetString() << document.text;
+      ASSERT_TRUE(error.reason.Find("hold") >= 0) << error.reason.GetString() << document.text;
       continue;
     }
     ++taken;
