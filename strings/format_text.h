@@ -9,7 +9,7 @@
 //   %d %i %u %x %X %o %c %C and "*"   an integer or a character, shown in its full size
 //   %e %f %g %a                       a floating-point number
 //   %s %S, with or without width, position or length letters     a text, wide or narrow alike
-//   %@                                a platform object or a text
+//   %@                                a platform object by its type (CFStringRef), or a text
 //   %p                                a pointer
 //
 // Narrow text is taken as Mac OS Roman. A null text or object is "(null)". Positions ("%2$s") may
@@ -30,9 +30,18 @@
 
 namespace [[gnu::visibility("default")]] orvik {
 
+class NSObject;
+class NSString;
+
 template <typename T>
 concept FormatNumber = std::is_arithmetic_v<T> ||
     (std::is_enum_v<T>&& std::is_convertible_v<T, std::intmax_t>);
+// A string of the platform, of which the name is enough, or another class under the root class.
+template <typename T>
+concept PlatformObject = std::same_as<std::remove_cv_t<T>, NSString> || requires {
+  sizeof(T);
+  requires std::is_base_of_v<NSObject, T>;
+};
 template <typename T>
 concept FormatPointer = std::same_as<T, std::nullptr_t> ||
     (std::is_pointer_v<T> && !std::is_function_v<std::remove_pointer_t<T>>);
@@ -70,7 +79,7 @@ consteval FormatArgument::Kind FormatKindOf() {
     return Kind::kWide;
   } else {
     using Target = std::remove_pointer_t<std::decay_t<const T>>;
-    return std::is_class_v<Target> || std::is_void_v<Target> ? Kind::kObject : Kind::kPointer;
+    return PlatformObject<Target> ? Kind::kObject : Kind::kPointer;
   }
 }
 

@@ -5,6 +5,7 @@
 #include <mutex>
 #include <optional>
 
+#include "platform/core_foundation/owned.h"
 #include "platform/core_foundation/string_views.h"
 #include "platform/foundation/autorelease_pool.h"
 #include "text/code_page_codec.h"
@@ -63,7 +64,9 @@ CFStringRef CFSTR(std::u16string_view text) {
   const std::lock_guard lock(guard);
   const auto found = constants->find(text);
   if (found != constants->end()) return found->second;
-  return constants->emplace(text, NSString::NewFromUnits(text)).first->second;
+  Owned<const NSString> constant(NSString::NewFromUnits(text));
+  constants->emplace(text, constant.get());
+  return constant.release();
 }
 
 CFTypeID CFStringGetTypeID() {

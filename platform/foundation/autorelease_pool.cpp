@@ -1,5 +1,6 @@
 #include "platform/foundation/autorelease_pool.h"
 
+#include <new>
 #include <utility>
 
 namespace orvik {
@@ -34,7 +35,13 @@ void NSAutoreleasePool::Drain() {
 }
 
 void NSAutoreleasePool::Add(const NSObject* object) {
-  if (innermost != nullptr) innermost->objects_.push_back(object);
+  if (innermost == nullptr) return;
+  try {
+    innermost->objects_.push_back(object);
+  } catch (const std::bad_alloc&) {
+    object->release();
+    throw;
+  }
 }
 
 const NSObject* NSObject::autorelease() const {

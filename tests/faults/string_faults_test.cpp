@@ -7,7 +7,9 @@
 #include <string_view>
 #include <vector>
 
+#include "platform/core_foundation/owned.h"
 #include "platform/core_foundation/string.h"
+#include "platform/foundation/ns_array.h"
 #include "strings/atl_conversions.h"
 #include "strings/atl_string.h"
 #include "strings/atl_string_a.h"
@@ -180,6 +182,12 @@ TEST(ArrayFaultsTest, LoseNoMemory) {
         sucaprintf(buffer, u"%300d %S", 1, u"text");
       },
       [] { std::free(A2WBSTR("text")); },
+      [] {
+        const Owned<NSArray> objects(NSArray::Create());
+        objects->addObject(CFSTR(u"element"));
+        CAtlString text;
+        text.Format(u"%@", objects.get());
+      },
   };
   for (const auto& operation : operations) {
     for (int point = 1; point < kMostPoints; ++point) {

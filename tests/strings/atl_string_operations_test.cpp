@@ -4,6 +4,7 @@
 #include <climits>
 #include <cstdarg>
 #include <iterator>
+#include <span>
 #include <string>
 #include <string_view>
 #include <tuple>
@@ -11,6 +12,7 @@
 #include <vector>
 
 #include "platform/core_foundation/string.h"
+#include "platform/foundation/ns_number.h"
 #include "strings/atl_string.h"
 #include "strings/atl_string_a.h"
 #include "tests/strings/texts.h"
@@ -173,6 +175,16 @@ concept FormatsWide = requires(CAtlString text, const char16_t* format, Argument
 struct Other {};
 static_assert(
     FormatsWide<CAtlString, CAtlStringA, std::string, char, bool, const int*, CFStringRef>);
+// A literal format whose arguments do not fit does not compile; this is what it asks.
+template <typename... Arguments>
+constexpr bool kFits(u16string_view format) {
+  constexpr FormatArgument::Kind kKinds[] = {FormatKindOf<Arguments>()...};
+  return FormatFits(format, std::span<const FormatArgument::Kind>(kKinds));
+}
+static_assert(kFits<CFStringRef>(u"%@") && kFits<const NSNumber*>(u"%@") && kFits<void*>(u"%p") &&
+              kFits<Other*>(u"%p"));
+static_assert(!kFits<void*>(u"%@") && !kFits<CFTypeRef>(u"%@") && !kFits<Other*>(u"%@") &&
+              !kFits<class Unknown*>(u"%@") && !kFits<int*>(u"%@"));
 static_assert(!FormatsWide<Other> && !FormatsWide<std::vector<int>> && !FormatsWide<int, Other>);
 
 TEST(CAtlStringOperations, FormatsByTheTypesOfTheArguments) {
