@@ -105,7 +105,7 @@ class CAtlString : public StringOperations<CAtlString, WideUnits> {
   template <IsTextOf<char> Other>
   CAtlString& operator=(const Other& text) {
     const TextView<char> bytes(text);
-    if (bytes.empty() && IsArrayOf<Other, char>) {
+    if (bytes.empty() && IsArrayOf<Other, char> && !HasViewOf<Other, char>) {
       Empty();
     } else {
       AssignForeign(bytes);

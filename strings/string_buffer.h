@@ -30,6 +30,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
+#include <string>
 #include <string_view>
 
 #include "host/reference_count.h"
@@ -92,6 +93,9 @@ class StringBuffer {
   // The content, 0 units inside it included; valid as long as GetString().
   [[nodiscard]] std::basic_string_view<Unit> View() const { return {data_, size()}; }
   operator std::basic_string_view<Unit>() const { return View(); }  // NOLINT
+  // The same as a standard string: std::u16string(text). An assignment, s = text, reads the
+  // zero-terminated array instead and ends at the first 0 unit; write s = text.View().
+  explicit operator std::basic_string<Unit>() const { return std::basic_string<Unit>(View()); }
   [[nodiscard]] const Unit* data() const { return data_; }
   [[nodiscard]] std::size_t size() const { return static_cast<std::size_t>(GetLength()); }
   [[nodiscard]] const Unit* begin() const { return data_; }

@@ -130,6 +130,9 @@ TEST(CAtlString, MadeAndAssignedFromEveryType) {
   text = static_cast<Wide>(nullptr);
   EXPECT_EQ(text.GetString(), data);  // an unshared block stays
   text = u"x";
+  text = CAtlStringA();
+  EXPECT_EQ(text.GetString(), data);
+  text = u"x";
   text = static_cast<Narrow>(nullptr);
   EXPECT_EQ(text.GetString(), _afxPchNil);
 }
@@ -137,6 +140,10 @@ TEST(CAtlString, MadeAndAssignedFromEveryType) {
 TEST(CAtlString, KeepsZeroUnitsInside) {
   CAtlString text(u"a\0b", 3);
   EXPECT_EQ(text.GetLength(), 3);
+  EXPECT_EQ(std::u16string(text).size() + u16string_view(text).size(), 6u);
+  const CAtlStringA narrow(text);
+  EXPECT_EQ(std::string(narrow), std::string("a\0b", 3));
+  EXPECT_EQ(std::string_view(narrow).size(), 3u);
   const CAtlString twice = text + text;
   EXPECT_EQ(twice.View(), u16string_view(u"a\0ba\0b", 6));
   const Owned<const NSString> platform(twice.CreateCFStringRef(kCFAllocatorDefault));
