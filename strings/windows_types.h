@@ -3,6 +3,38 @@
 
 #include <cstdint>
 
+// Headers of other libraries define macros of these names: ncurses and glib TRUE and FALSE, and
+// what imitates Windows the rest. They may come before this header or after it. Where such a macro
+// is in force, write the name without "orvik::".
+#pragma push_macro("BOOL")
+#undef BOOL
+#pragma push_macro("TRUE")
+#undef TRUE
+#pragma push_macro("FALSE")
+#undef FALSE
+#pragma push_macro("INVALID_HANDLE_VALUE")
+#undef INVALID_HANDLE_VALUE
+#pragma push_macro("MAX_PATH")
+#undef MAX_PATH
+#pragma push_macro("S_OK")
+#undef S_OK
+#pragma push_macro("S_FALSE")
+#undef S_FALSE
+#pragma push_macro("E_NOTIMPL")
+#undef E_NOTIMPL
+#pragma push_macro("E_NOINTERFACE")
+#undef E_NOINTERFACE
+#pragma push_macro("E_POINTER")
+#undef E_POINTER
+#pragma push_macro("E_FAIL")
+#undef E_FAIL
+#pragma push_macro("STG_E_INVALIDFUNCTION")
+#undef STG_E_INVALIDFUNCTION
+#pragma push_macro("E_INVALIDARG")
+#undef E_INVALIDARG
+#pragma push_macro("E_UNEXPECTED")
+#undef E_UNEXPECTED
+
 namespace [[gnu::visibility("default")]] orvik {
 
 using BOOL = int;  // TRUE or FALSE
@@ -28,3 +60,18 @@ inline constexpr HRESULT E_INVALIDARG = static_cast<HRESULT>(0x80070057u);
 inline constexpr HRESULT E_UNEXPECTED = static_cast<HRESULT>(0x8000FFFFu);
 
 }  // namespace orvik
+
+#pragma pop_macro("BOOL")
+#pragma pop_macro("TRUE")
+#pragma pop_macro("FALSE")
+#pragma pop_macro("INVALID_HANDLE_VALUE")
+#pragma pop_macro("MAX_PATH")
+#pragma pop_macro("S_OK")
+#pragma pop_macro("S_FALSE")
+#pragma pop_macro("E_NOTIMPL")
+#pragma pop_macro("E_NOINTERFACE")
+#pragma pop_macro("E_POINTER")
+#pragma pop_macro("E_FAIL")
+#pragma pop_macro("STG_E_INVALIDFUNCTION")
+#pragma pop_macro("E_INVALIDARG")
+#pragma pop_macro("E_UNEXPECTED")

@@ -13,8 +13,15 @@ namespace [[gnu::visibility("default")]] orvik {
 class NSString;
 
 using ObjCBool = signed char;
+// Macros of the same names stay as they are.
+#pragma push_macro("YES")
+#undef YES
+#pragma push_macro("NO")
+#undef NO
 inline constexpr ObjCBool YES = 1;
 inline constexpr ObjCBool NO = 0;
+#pragma pop_macro("NO")
+#pragma pop_macro("YES")
 
 class NSObject {
  public:

@@ -71,6 +71,16 @@ for header in $(find orvik -name '*.h' | sed 's,^orvik/,,'); do
   fi
 done >"$work/alone.txt"
 echo "$work/all.cpp" >>"$work/alone.txt"
+# All together with the headers of libraries that define macros of our names, before ours and after them.
+foreign=$(printf '#include "%s"\n' curses.h "$source/foreign_macros.h")
+echo "$foreign" | cat - "$work/all.cpp" >"$work/foreign_first.cpp"
+{
+  cat "$work/all.cpp"
+  echo "orvik::BOOL answer = orvik::TRUE;"
+  echo "$foreign"
+  echo "orvik::BOOL other_answer = TRUE;"
+} >"$work/foreign_last.cpp"
+printf '%s\n' "$work/foreign_first.cpp" "$work/foreign_last.cpp" >>"$work/alone.txt"
 xargs -P 2 -I{} "$compiler" -std=c++20 -fsyntax-only -w -x c++ -I. {} <"$work/alone.txt"
 
 # From a build that is not finished nothing is installed.
