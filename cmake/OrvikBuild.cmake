@@ -67,6 +67,8 @@ function(orvik_library name)
       CXX_VISIBILITY_PRESET hidden VISIBILITY_INLINES_HIDDEN ON)
   endif()
   target_link_libraries(orvik_${name}_objects PUBLIC ${arg_LINKS} PRIVATE ${arg_PRIVATE_LINKS})
+  # Names are compared by units (strings/string_operations.h).
+  target_compile_definitions(orvik_${name}_objects PRIVATE ORVIK_WARNS_OF_COLLATION)
   orvik_precompile(orvik_${name}_objects)
 
   add_library(orvik_${name} STATIC)

@@ -48,7 +48,7 @@ int RotateAll(const COrvikDirectoryPath& folder) {
   int failures = 0;
   for (unsigned i = 0; i < files.GetCount(); ++i) {
     const COrvikFilePath& file = files.GetAt(i);
-    if (file.GetFileExtension() != u".log") continue;
+    if (!file.HasExtension(u".log")) continue;
     if (!Rotate(file)) {
       ++failures;
       // The bytes of the name as they are on disk, also those that are not UTF-8.

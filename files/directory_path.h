@@ -27,6 +27,17 @@ class COrvikDirectoryPath {
   // NOLINTNEXTLINE(google-explicit-constructor): texts are handed over as paths everywhere.
   COrvikDirectoryPath(const CAtlString& path);
   static COrvikDirectoryPath CreateDirectoryPath(const CAtlString& path);
+  // As for files (file_path.h): 8-bit text is not taken as it is on disk.
+  template <IsArrayOf<char> Bytes>
+  [[deprecated(
+      "8-bit text is taken as ISO 8859-1: use PathFromBytes")]] explicit COrvikDirectoryPath(const Bytes&
+                                                                                                 text)
+      : COrvikDirectoryPath(CAtlString(text)) {}
+  template <IsArrayOf<char> Bytes>
+  [[deprecated("8-bit text is taken as ISO 8859-1: use PathFromBytes")]] static COrvikDirectoryPath
+  CreateDirectoryPath(const Bytes& text) {
+    return CreateDirectoryPath(CAtlString(text));
+  }
 
   CAtlString GetDirectoryPathString() const;
   // The path in ISO 8859-1; other characters become "?".

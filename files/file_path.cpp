@@ -93,6 +93,10 @@ CAtlString COrvikFilePath::GetFileExtension() const {
   return CAtlString(ExtensionOf(path_.View()));
 }
 
+BOOL COrvikFilePath::HasExtension(std::u16string_view extension) const {
+  return ExtensionOf(path_.View()) == extension;
+}
+
 void COrvikFilePath::RenameFileExtension(const CAtlString& extension) {
   const auto old_length = static_cast<int>(ExtensionOf(path_.View()).size());
   path_ = path_.Left(path_.GetLength() - old_length) + extension;

@@ -12,6 +12,8 @@
 //   name             name         name             (empty)           (empty)
 #pragma once
 
+#include <string_view>
+
 #include "strings/atl_string.h"
 #include "strings/atl_string_a.h"
 #include "strings/windows_types.h"
@@ -27,6 +29,12 @@ class COrvikFilePath {
   COrvikFilePath() = default;
   // NOLINTNEXTLINE(google-explicit-constructor): texts are handed over as paths everywhere.
   COrvikFilePath(const CAtlString& path);
+  // 8-bit text is taken as ISO 8859-1, so that a name in UTF-8 beyond ASCII becomes another one.
+  // A name as it is on disk, or in argv, is CAtlString PathFromBytes(bytes) (path_arguments.h).
+  template <IsArrayOf<char> Bytes>
+  [[deprecated("8-bit text is taken as ISO 8859-1: use PathFromBytes")]] explicit COrvikFilePath(
+      const Bytes& text)
+      : COrvikFilePath(CAtlString(text)) {}
 
   // Takes the path out of a "file:" URL: what follows 7 units after the first "file:". Percent
   // signs are not decoded. FALSE, and the path unchanged, when there is no "file:".
@@ -42,6 +50,9 @@ class COrvikFilePath {
   CAtlStringA GetFileNameA() const;
   CAtlString GetBaseFileName() const;
   CAtlString GetFileExtension() const;
+  // Whether GetFileExtension gives these very units: HasExtension(u".log"). The "==" of a string
+  // and a literal is a comparison by collation, to which other names are the same (".l\u00ADog").
+  BOOL HasExtension(std::u16string_view extension) const;
   // `extension` carries its own dot; it is appended when the path has none.
   void RenameFileExtension(const CAtlString& extension);
   COrvikDirectoryPath GetDirectoryPath() const;

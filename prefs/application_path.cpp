@@ -44,7 +44,7 @@ CAtlString GetPreferenceApplicationPath(CAtlString application) {
   }
   path += u"/" + GetCompanyName();
   for (const SubFolder& sub_folder : kSubFolders) {
-    if (application.CompareNoCase(sub_folder.application) == 0) {
+    if (application.EqualFolded(sub_folder.application)) {
       return path + sub_folder.folder + u"/";
     }
   }

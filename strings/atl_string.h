@@ -126,11 +126,15 @@ class CAtlString : public StringOperations<CAtlString, WideUnits> {
   }
   [[nodiscard]] int CollateNoCase(const CAtlString& other) const { return CompareNoCase(other); }
   // By the current locale's collation; 0 also when it fails.
+  ORVIK_COMPARES_BY_COLLATION
   [[nodiscard]] int Compare(const char16_t* text) const { return Collated(text); }
+  ORVIK_COMPARES_BY_COLLATION
   [[nodiscard]] int CompareNoCase(const char16_t* text) const { return Collated(text, false); }
+  ORVIK_COMPARES_BY_COLLATION
   [[nodiscard]] int Collate(const char16_t* text, bool case_sensitive = true) const {
     return Collated(text, case_sensitive);
   }
+  ORVIK_COMPARES_BY_COLLATION
   [[nodiscard]] int CollateNoCase(const char16_t* text) const { return Collated(text, false); }
   [[nodiscard]] int Collated(Text other, bool case_sensitive = true) const;
 

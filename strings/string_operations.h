@@ -19,6 +19,14 @@
 #include "strings/text_view.h"
 #include "strings/token_range.h"
 
+// For a program that compares no names by collation: with this macro defined, a comparison that
+// goes by the locale's collation, without saying so by the name Collated, gives a warning.
+#ifdef ORVIK_WARNS_OF_COLLATION
+#define ORVIK_COMPARES_BY_COLLATION [[deprecated("by collation: use View(), or say Collated")]]
+#else
+#define ORVIK_COMPARES_BY_COLLATION
+#endif
+
 namespace [[gnu::visibility("default")]] orvik {
 
 // The definitions that are not here are in string_operations_impl.h, for the two sources that
@@ -171,8 +179,20 @@ class StringOperations : public StringBuffer<Units> {
 
   // ---- Comparing with a zero-terminated array, as Compare does ----
 
-  friend bool operator==(const Derived& a, const Unit* b) { return a.Compare(b) == 0; }
-  friend std::weak_ordering operator<=>(const Derived& a, const Unit* b) {
+  ORVIK_COMPARES_BY_COLLATION
+  friend bool operator==(const Derived& a, const Unit* b) requires(!Units::kIsNarrow) {
+    return a.Collated(b) == 0;
+  }
+  ORVIK_COMPARES_BY_COLLATION
+  friend std::weak_ordering operator<=>(const Derived& a,
+                                        const Unit* b) requires(!Units::kIsNarrow) {
+    return a.Collated(b) <=> 0;
+  }
+  friend bool operator==(const Derived& a, const Unit* b) requires(Units::kIsNarrow) {
+    return a.Compare(b) == 0;
+  }
+  friend std::weak_ordering operator<=>(const Derived& a,
+                                        const Unit* b) requires(Units::kIsNarrow) {
     return a.Compare(b) <=> 0;
   }
   template <IsArrayOf<Foreign> Array>

@@ -32,6 +32,8 @@ TEST(FilePath, TakesAPathApart) {
     EXPECT_EQ(Units(file.GetFileName()), name);
     EXPECT_EQ(Units(file.GetBaseFileName()), base);
     EXPECT_EQ(Units(file.GetFileExtension()), extension);
+    EXPECT_TRUE(file.HasExtension(extension));
+    EXPECT_FALSE(file.HasExtension(std::u16string(extension) + u"\u00AD"));
     EXPECT_EQ(Units(file.GetDirectoryPath()), folder);
   }
 }
