@@ -1,6 +1,9 @@
 #include "xml/my_writer.h"
 
+#include <algorithm>
 #include <array>
+#include <cstdint>
+#include <cstring>
 
 #include "streams/stream_factory.h"
 #include "strings/utf8_strings.h"
@@ -27,13 +30,40 @@ std::string_view EntityOf(char byte) {
   }
 }
 
-// Where a stretch that is written unchanged ends: the five bytes, and the terminator.
-constexpr std::array<bool, 256> kEndsStretch = [] {
-  std::array<bool, 256> ends{};
-  for (const char byte : {'\0', '&', '\'', '"', '<', '>'})
-    ends[static_cast<unsigned char>(byte)] = true;
-  return ends;
+constexpr bool IsControl(char byte) {
+  return static_cast<unsigned char>(byte) < 0x20 && byte != '\t' && byte != '\n' && byte != '\r';
+}
+
+enum class ByteClass : unsigned char { kPlain, kEndsStretch, kControl };
+
+// A stretch that is written unchanged ends at the five bytes, and at the terminator.
+constexpr std::array<ByteClass, 256> kClasses = [] {
+  std::array<ByteClass, 256> classes{};
+  for (unsigned char byte = 1; byte < 0x20; ++byte) {
+    if (IsControl(static_cast<char>(byte))) classes[byte] = ByteClass::kControl;
+  }
+  for (const char byte : {'\0', '&', '\'', '"', '<', '>'}) {
+    classes[static_cast<unsigned char>(byte)] = ByteClass::kEndsStretch;
+  }
+  return classes;
 }();
+
+ByteClass ClassOf(char byte) {
+  return kClasses[static_cast<unsigned char>(byte)];
+}
+
+// Eight bytes at a time, of which one below 0x20 borrows from its highest bit.
+bool HasControl(std::string_view text) {
+  constexpr std::uint64_t kOnes = 0x0101010101010101, kHighest = 0x80 * kOnes;
+  std::size_t at = 0;
+  for (; at + 8 <= text.size(); at += 8) {
+    std::uint64_t bytes;
+    std::memcpy(&bytes, text.data() + at, sizeof bytes);
+    if (((bytes - 0x20 * kOnes) & ~bytes & kHighest) == 0) continue;
+    if (std::any_of(text.begin() + at, text.begin() + at + 8, IsControl)) return true;
+  }
+  return std::any_of(text.begin() + at, text.end(), IsControl);
+}
 
 }  // namespace
 
@@ -52,16 +82,26 @@ inline HRESULT CMyWriter::nonescapedcharacters(std::string_view text) {
   return S_OK;
 }
 
+HRESULT CMyWriter::PutGiven(const char* text) {
+  const std::string_view given = TextOf(text);
+  if (HasControl(given)) Note(XMLWriterFault::kControlCharacter);
+  return nonescapedcharacters(given);
+}
+
 HRESULT CMyWriter::escapedcharacters(const char* text) {
   if (output_ == nullptr) return E_FAIL;
   const char* stretch = text == nullptr ? "" : text;
-  for (;;) {
-    const char* end = stretch;
-    while (!kEndsStretch[static_cast<unsigned char>(*end)]) ++end;
+  for (const char* end = stretch;;) {
+    while (ClassOf(*end) == ByteClass::kPlain) ++end;
+    if (ClassOf(*end) == ByteClass::kControl) {
+      Note(XMLWriterFault::kControlCharacter);
+      ++end;
+      continue;
+    }
     Put({stretch, static_cast<std::size_t>(end - stretch)});
     if (*end == '\0') return S_OK;
     Put(EntityOf(*end));
-    stretch = end + 1;
+    stretch = ++end;
   }
 }
 
@@ -77,24 +117,36 @@ HRESULT CMyWriter::OutputXMLHeader() {
 }
 
 HRESULT CMyWriter::OutputSVGBlockForExport(const char* text) {
-  nonescapedcharacters(TextOf(text));
+  PutGiven(text);
   return S_OK;
 }
 
 HRESULT CMyWriter::startElement(const char* name) {
   FinishOpenElement();
   nonescapedcharacters("<");
-  nonescapedcharacters(TextOf(name));
+  PutGiven(name);
   start_tag_open_ = true;
+  open_.push_back(names_.size());
+  names_ += TextOf(name);
   return S_OK;
 }
 
 HRESULT CMyWriter::endElement(const char* name) {
+  const std::string_view ended = TextOf(name);
+  if (open_.empty()) {
+    Note(XMLWriterFault::kNesting);
+  } else {
+    // "/>" ends the right one whatever the name.
+    const std::string_view innermost = std::string_view(names_).substr(open_.back());
+    if (!start_tag_open_ && innermost != ended) Note(XMLWriterFault::kNesting);
+    names_.resize(open_.back());
+    open_.pop_back();
+  }
   if (start_tag_open_) {
     nonescapedcharacters("/>");
   } else {
     nonescapedcharacters("</");
-    nonescapedcharacters(TextOf(name));
+    nonescapedcharacters(ended);
     nonescapedcharacters(">");
   }
   start_tag_open_ = false;
@@ -102,8 +154,9 @@ HRESULT CMyWriter::endElement(const char* name) {
 }
 
 inline HRESULT CMyWriter::BeginAttribute(const char* name, std::string_view opening) {
+  if (!start_tag_open_) Note(XMLWriterFault::kNesting);
   nonescapedcharacters(" ");
-  nonescapedcharacters(TextOf(name));
+  PutGiven(name);
   return nonescapedcharacters(opening);
 }
 
@@ -140,10 +193,11 @@ HRESULT CMyWriter::WriteEscapedElementContents(const char* text) {
 
 HRESULT CMyWriter::WriteElementContents(const char* text) {
   FinishOpenElement();
-  return nonescapedcharacters(TextOf(text));
+  return PutGiven(text);
 }
 
 HRESULT CMyWriter::Finish() {
+  NoteEnd();
   Note(output_ == nullptr ? E_FAIL : FinishStream(output_));
   return status_;
 }
@@ -154,6 +208,7 @@ CMyStringWriter::CMyStringWriter() {
 }
 
 CAtlStringA CMyStringWriter::get_output() {
+  NoteEnd();
   CAtlStringA text = buffer_->DetachBufferAsString();
   Note(FinishStream(buffer_));  // no string holds 2 GiB
   return text;

@@ -5,7 +5,10 @@
 // Nothing is gathered here, so the stream may be looked at between two operations.
 #pragma once
 
+#include <cstddef>
+#include <string>
 #include <string_view>
+#include <vector>
 
 #include "streams/com_ptr.h"
 #include "streams/finishable_stream.h"
@@ -33,6 +36,7 @@ class CMyWriter : public ReferenceCounted<IORVIKXMLWriter> {
 
   HRESULT GetStatus() override { return status_; }
   HRESULT Finish() override;
+  XMLWriterFault GetFault() override { return fault_; }
 
   // Closes a start tag that is still open.
   void FinishOpenElement();
@@ -49,11 +53,19 @@ class CMyWriter : public ReferenceCounted<IORVIKXMLWriter> {
   void Note(HRESULT result) {
     if (result < 0 && status_ == S_OK) status_ = result;
   }
+  void Note(XMLWriterFault fault) {
+    if (fault_ == XMLWriterFault::kNone) fault_ = fault;
+  }
+  void NoteEnd() {
+    if (!open_.empty()) Note(XMLWriterFault::kNesting);
+  }
 
  private:
   // Both give E_FAIL when there is no stream.
   HRESULT nonescapedcharacters(std::string_view text);
   HRESULT escapedcharacters(const char* text);
+  // Writes the caller's text unchanged.
+  HRESULT PutGiven(const char* text);
 
   void Put(std::string_view text);
   HRESULT BeginAttribute(const char* name, std::string_view opening);
@@ -62,6 +74,9 @@ class CMyWriter : public ReferenceCounted<IORVIKXMLWriter> {
   WriteRoom* room_ = nullptr;  // of the stream, if it has one
   bool start_tag_open_ = false;
   HRESULT status_ = S_OK;
+  XMLWriterFault fault_ = XMLWriterFault::kNone;
+  std::string names_;              // of the open elements, one behind the other
+  std::vector<std::size_t> open_;  // where each begins
 };
 
 // Collects the text in memory.

@@ -1,9 +1,10 @@
 // A forward-only XML text writer.
 //
-// It writes exactly what it is asked for: no indentation, no line breaks, no check that elements
-// nest or names are names, and five escaped bytes (& ' " < >). All text is zero-terminated UTF-8;
-// a null text counts as empty. Writers start with one reference, the caller's. A file is complete
-// when its writer has been released, or with Finish, which reports whether it is.
+// It writes exactly what it is asked for: no indentation, no line breaks, and five escaped bytes
+// (& ' " < >). It refuses nothing: GetFault says whether the text can be no XML. All text is
+// zero-terminated UTF-8; a null text counts as empty. Writers start with one reference, the
+// caller's. A file is complete when its writer has been released, or with Finish, which reports
+// whether it is.
 //
 //   startElement("a")  WriteTextAttribute("x", "1<2")  startElement("b")  endElement("b")
 //   WriteElementContents("t")  endElement("a")
@@ -23,6 +24,14 @@
 class TiXmlElement;
 
 namespace [[gnu::visibility("default")]] orvik {
+
+// Why what was written is not XML.
+enum class XMLWriterFault {
+  kNone,
+  kControlCharacter,  // a byte below 0x20 that is no tab, line feed or carriage return
+  kNesting,  // an end of an element that is not the innermost, or is not open; an attribute
+             // outside a start tag; at the end of the document an element that is open
+};
 
 class IORVIKXMLWriter : public IUnknown {
  public:
@@ -52,6 +61,10 @@ class IORVIKXMLWriter : public IUnknown {
   // which is E_FAIL when not all of it arrived. A file takes nothing more afterwards. The text of a
   // writer on a string is still to be had from get_output.
   virtual HRESULT Finish() = 0;
+
+  // The first fault of the text so far. After Finish or get_output the document is at its end. Text
+  // that is written unchanged is looked at for control characters only.
+  virtual XMLWriterFault GetFault() = 0;
 
   HRESULT WriteElementValue(const char* text);
   HRESULT WriteSimpleTextElement(const char* name, const char* text);

@@ -107,6 +107,66 @@ TEST(XmlWriterTest, WritesExactlyWhatItIsAskedFor) {
   for (const auto& [step, text] : cases) EXPECT_EQ(Written(step), text);
 }
 
+TEST(XmlWriterTest, SaysWhetherTheTextCanBeXml) {
+  using Fault = XMLWriterFault;
+  const std::tuple<const char*, Step, Fault> cases[] = {
+      {"sound",
+       [](auto& w) {
+         w.OutputXMLHeader();
+         w.startElement("a");
+         w.WriteTextAttribute("b", "\t\r\n\x7F\xC3\xA9 and more");
+         w.startElement("a");
+         w.endElement("not used");
+         w.WriteElementContents("<raw>\t\n0123456789</raw>");
+         w.endElement("a");
+       },
+       Fault::kNone},
+      {"value", [](auto& w) { w.WriteEscapedSimpleTextElement("a", "x\x01y"); },
+       Fault::kControlCharacter},
+      {"content", [](auto& w) { w.WriteSimpleTextElement("a", "0123456789\x1F"); },
+       Fault::kControlCharacter},
+      {"early in content",
+       [](auto& w) {
+         w.WriteSimpleTextElement("a",
+                                  "\x08"
+                                  "0123456789");
+       },
+       Fault::kControlCharacter},
+      {"name", [](auto& w) { w.WriteSimpleTextElement("a\x0B", ""); }, Fault::kControlCharacter},
+      {"other end",
+       [](auto& w) {
+         w.startElement("a"), w.WriteElementContents("");
+         w.endElement("b");
+       },
+       Fault::kNesting},
+      {"outer end",
+       [](auto& w) {
+         w.startElement("ab");
+         w.startElement("c");
+         w.WriteElementContents("");
+         w.endElement("ab");
+         w.endElement("c");
+       },
+       Fault::kNesting},
+      {"no start", [](auto& w) { w.endElement("a"); }, Fault::kNesting},
+      {"no end", [](auto& w) { w.startElement("a"); }, Fault::kNesting},
+      {"attribute",
+       [](auto& w) {
+         w.WriteSimpleTextElement("a", "b");
+         w.WriteLongAttribute("c", 1);
+       },
+       Fault::kNesting},
+  };
+  for (const auto& [name, write, fault] : cases) {
+    CComPtr<IORVIKXMLWriter> writer;
+    IORVIKXMLWriter::CreateORVIKXMLWriterOnString(&writer);
+    write(*writer);
+    writer->get_output();
+    EXPECT_EQ(writer->GetFault(), fault) << name;
+    EXPECT_EQ(writer->GetStatus(), S_OK) << name;
+  }
+}
+
 TEST(XmlWriterTest, AnswersTheCodesOfTheInterface) {
   CComPtr<IORVIKXMLWriter> writer;
   IORVIKXMLWriter::CreateORVIKXMLWriterOnString(&writer);
