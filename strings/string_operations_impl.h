@@ -21,7 +21,13 @@ template <typename Derived, typename Units>
 int StringOperations<Derived, Units>::Find(Text text, int start) const {
   const std::size_t from = string_buffer::NotNegative(start);
   const std::size_t size = this->size();
-  const auto sought = Units::Searched(text);
+  std::basic_string_view<Unit> sought = text;
+  if constexpr (Units::kEndsAtZero) {
+    // Most texts are short: the call would take longer.
+    std::size_t length = 0;
+    while (length < 8 && length < sought.size() && sought[length] != 0) ++length;
+    sought = length < 8 ? sought.substr(0, length) : Units::Searched(text);
+  }
   if (from > size || (sought.empty() && (!Units::kFindsEmptyText || from == size))) return -1;
   const auto content = this->View().substr(from);
   std::size_t found;

@@ -41,6 +41,69 @@ unsigned Candidates(const char16_t* units, char16_t first, char16_t last, std::s
 
 #endif
 
+// Whether what lies between the first and the last byte of the text is at `at`, too. Apart from the
+// loops that call it, which keep their constants in registers.
+[[gnu::noinline]] bool HasMiddle(const char* at, std::string_view text) {
+  return std::memcmp(at + 1, text.data() + 1, text.size() - 2) == 0;
+}
+
+// What may be compared in vain, for each unit passed, before the steady way is the better one.
+constexpr std::size_t kPatience = 16;
+
+// Finds a text without a 0 byte in front of the first 0 byte of the content. Gives up, and says up
+// to where there is no occurrence, when too much is compared in vain.
+struct Finding {
+  std::size_t at;
+  bool gave_up = false;
+};
+Finding FindBeforeZero(std::string_view content, std::string_view text) {
+  const std::size_t gap = text.size() - 1;
+  if (content.size() <= gap) return {kNotFound};
+  const char* const begin = content.data();
+  const char* const end = begin + (content.size() - gap);
+  const char first = text[0];
+  const char last = text[gap];
+  const char* at = begin;
+  std::size_t in_vain = 0;
+  const auto index = [&](const char* place) { return static_cast<std::size_t>(place - begin); };
+#if defined(__SSE2__)
+  // Multiplied, because a byte that is stored and loaded again as an int waits for the store.
+  const auto all = [](char byte) {
+    return _mm_set1_epi32(static_cast<int>(static_cast<unsigned char>(byte) * 0x01010101u));
+  };
+  const auto block_at = [](const char* place) {
+    return _mm_loadu_si128(reinterpret_cast<const __m128i*>(place));
+  };
+  const __m128i firsts = all(first);
+  const __m128i lasts = all(last);
+  constexpr std::ptrdiff_t kBytes = sizeof(__m128i);
+  for (; end - at >= kBytes; at += kBytes) {
+    const __m128i block = block_at(at);
+    const __m128i zeros = _mm_cmpeq_epi8(block, _mm_setzero_si128());
+    const __m128i both =
+        _mm_and_si128(_mm_cmpeq_epi8(block, firsts), _mm_cmpeq_epi8(block_at(at + gap), lasts));
+    auto bits = static_cast<unsigned>(_mm_movemask_epi8(_mm_or_si128(both, zeros)));
+    if (bits == 0) continue;
+    const auto zero = static_cast<unsigned>(_mm_movemask_epi8(zeros));
+    if (zero != 0) bits &= (zero & -zero) - 1;
+    for (; bits != 0; bits &= bits - 1) {
+      const char* const found = at + std::countr_zero(bits);
+      if (gap < 2 || HasMiddle(found, text)) return {index(found)};
+      in_vain += gap;
+    }
+    if (zero != 0) return {kNotFound};
+    if (in_vain > kPatience * (index(at) + text.size())) return {index(at) + kBytes, true};
+  }
+#endif
+  for (; at != end && *at != 0; ++at) {
+    if (*at != first || at[gap] != last) continue;
+    if (gap < 2 || HasMiddle(at, text)) return {index(at)};
+    in_vain += gap;
+    if (in_vain > kPatience * (index(at) + text.size())) return {index(at) + 1, true};
+  }
+  return {kNotFound};
+}
+
 // By the table of Knuth, Morris and Pratt: no text takes more than a few steps a unit.
 std::size_t FindInSteps(std::u16string_view content, std::u16string_view text) {
   // The length of the longest proper prefix of the text that ends at each of its units.
@@ -104,8 +167,6 @@ std::size_t FindUnit(std::string_view content, char unit) {
 std::size_t FindUnits(std::u16string_view content, std::u16string_view text) {
   if (text.empty()) return 0;
   if (text.size() == 1) return FindUnit(content, text[0]);
-  // What may be compared in vain, for each unit passed, before the steady way is the better one.
-  constexpr std::size_t kPatience = 16;
   std::size_t in_vain = 0;
   bool gave_up = false;
   const std::size_t gap = text.size() - 1;
@@ -131,6 +192,10 @@ std::size_t FindUnits(std::string_view content, std::string_view text) {
 
 std::size_t FindUnitsBeforeZero(std::string_view content, std::string_view text) {
   if (text.empty()) return 0;
+  const Finding quick = FindBeforeZero(content, text);
+  if (!quick.gave_up) return quick.at;
+  const std::size_t passed = quick.at;
+  content.remove_prefix(passed);
   // Parts that grow, each with what may be the start of an occurrence at the end of the one before:
   // the 0 byte is looked for no further than the text.
   std::size_t part = std::max<std::size_t>(256, 2 * text.size());
@@ -138,7 +203,7 @@ std::size_t FindUnitsBeforeZero(std::string_view content, std::string_view text)
     const std::string_view searched = content.substr(at, part);
     const std::size_t found = FindUnits(searched, text);
     const std::size_t zero = FindUnit(searched.substr(0, found), '\0');
-    if (zero == kNotFound && found != kNotFound) return at + found;
+    if (zero == kNotFound && found != kNotFound) return passed + at + found;
     if (zero != kNotFound) return kNotFound;
   }
   return kNotFound;

@@ -1,6 +1,8 @@
 #include "strings/unit_search.h"
 
 #include <gtest/gtest.h>
+#include <sys/mman.h>
+#include <unistd.h>
 
 #include <random>
 #include <string>
@@ -22,6 +24,32 @@ TEST(UnitSearch, AgreesWithThePlainSearch) {
     EXPECT_EQ(FindUnits(content, text), content.find(text));
     EXPECT_EQ(FindUnit(content, u'\u4E00'), content.find(u'\u4E00'));
   }
+}
+
+// Behind the content comes a page that cannot be read.
+TEST(UnitSearch, FindsBytesBeforeTheFirstZeroAndReadsNoFurther) {
+  const auto page = static_cast<std::size_t>(sysconf(_SC_PAGESIZE));
+  void* const pages =
+      mmap(nullptr, 2 * page, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
+  ASSERT_NE(pages, MAP_FAILED);
+  char* const end = static_cast<char*>(pages) + page;
+  ASSERT_EQ(mprotect(end, page, PROT_NONE), 0);
+  std::mt19937 random(7);
+  for (int round = 0; round < 20'000; ++round) {
+    // Few kinds make many places that nearly match, long texts what is compared in vain.
+    const bool is_long = round % 100 == 0;
+    std::string content(random() % (is_long ? 4000 : 80), 'a');
+    for (char& byte : content) byte = static_cast<char>('a' + random() % (is_long ? 1 : 2));
+    if (random() % 4 == 0 && !content.empty()) content[random() % content.size()] = '\0';
+    std::string text(1 + random() % (is_long ? 100 : 6), 'a');
+    if (text.size() > 2) text[text.size() / 2] = random() % 3 == 0 ? 'b' : 'a';
+    text.back() = static_cast<char>('a' + random() % (is_long ? 1 : 2));
+    char* const place = end - content.size();
+    content.copy(place, content.size());
+    const std::size_t expected = content.substr(0, content.find('\0')).find(text);
+    ASSERT_EQ(FindUnitsBeforeZero({place, content.size()}, text), expected) << content << text;
+  }
+  munmap(pages, 2 * page);
 }
 
 TEST(UnitSet, HoldsFewAndManyUnitsOfEveryValue) {
