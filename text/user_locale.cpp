@@ -9,6 +9,7 @@
 #include <set>
 #include <string>
 #include <string_view>
+#include <vector>
 
 namespace orvik {
 
@@ -51,19 +52,49 @@ const char* FirstSet(std::array<std::string_view, 3> variables) {
   return value;
 }
 
+// Whether the environment has these entries, at the same places.
+bool IsEnvironment(const std::vector<const char*>& entries) {
+  char* const* now = environ;
+  if (now == nullptr) return entries.empty();
+  const char* const* entry = entries.data();
+  const char* const* const end = entry + entries.size();
+  // Four at a time, none of which is read before those in front of it are found to be the same.
+  for (; end - entry >= 4; entry += 4, now += 4) {
+    if (now[0] != entry[0] || now[1] != entry[1] || now[2] != entry[2] || now[3] != entry[3]) {
+      return false;
+    }
+  }
+  for (; entry != end; ++entry, ++now) {
+    if (*now != *entry) return false;
+  }
+  return *now == nullptr;
+}
+
 }  // namespace
 
 const char* CurrentLocaleIdentifier(LocaleCategory category) {
-  const char* const value = FirstSet({"LC_ALL", kVariables[static_cast<size_t>(category)], "LANG"});
-  // Most calls find what the last one found: the text is compared, not looked up.
+  // Most calls find the environment as the last one did. A variable that is set gets another place
+  // in it; the text of the one that was found is compared, because its place may be changed.
   struct Last {
+    std::vector<const char*> environment;
+    const char* found = nullptr;
     std::string value;
     const char* identifier = nullptr;
   };
   thread_local Last last[kCategories];
-  Last& found = last[static_cast<size_t>(category)];
-  if (found.identifier == nullptr || found.value != value) found = {value, Identifier(value)};
-  return found.identifier;
+  Last& known = last[static_cast<size_t>(category)];
+  if (known.identifier != nullptr && IsEnvironment(known.environment) &&
+      known.value == known.found) {
+    return known.identifier;
+  }
+  known.identifier = nullptr;
+  known.environment.clear();
+  for (char** entry = environ; entry != nullptr && *entry != nullptr; ++entry) {
+    known.environment.push_back(*entry);
+  }
+  known.found = FirstSet({"LC_ALL", kVariables[static_cast<size_t>(category)], "LANG"});
+  known.value = known.found;
+  return known.identifier = Identifier(known.value);
 }
 
 }  // namespace orvik
