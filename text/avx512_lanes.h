@@ -104,6 +104,15 @@ class Writer {
     }
     place_ += n;
   }
+  // Puts a whole vector, all of which counts; false, and nothing is written, when it does not fit.
+  ORVIK_AVX512 bool PutWhole(__m512i vector) {
+    if (end_ - place_ < kLanes) return false;
+    _mm512_storeu_si512(place_, vector);
+    place_ += kLanes;
+    // It covers all that whole stores before it overwrote.
+    stores_whole_ = false;
+    return true;
+  }
   // To be called once, after all else.
   ORVIK_AVX512 Unit* End() {
     PutBack();

@@ -147,6 +147,19 @@ ORVIK_AVX512 bool EncodeBlock(__m512i units, const Kinds& kinds, Writer<char>& w
              is_last);
 }
 
+// Hands out pairs of blocks of ASCII as long as there are any, and more than a block behind them.
+template <class Sink>
+ORVIK_AVX512 const char16_t* WalkAscii(const char16_t* s, const char16_t* end, Sink& sink) {
+  while (end - s > 3 * kBlock) {
+    const __m512i first = LoadAll(s);
+    const __m512i second = LoadAll(s + kBlock);
+    if (_mm512_cmpgt_epu16_mask(_mm512_or_si512(first, second), Units(0x7F)) != 0) break;
+    if (!sink.TakeAscii(first, second)) break;
+    s += 2 * kBlock;
+  }
+  return s;
+}
+
 // Hands out block after block as long as the sink takes them. Returns where the first unit is that
 // was not taken, or that is a surrogate without its other half.
 template <class Sink>
@@ -163,6 +176,7 @@ ORVIK_AVX512 const char16_t* WalkBlocks(const char16_t* s, const char16_t* end, 
     if (!sink.Take(units, kinds, false)) return s;
     if (kinds.present >> (size - 1) == 0) return s + Count(kinds.present);
     s += size;
+    if (kinds.above_7f == 0) s = WalkAscii(s, end, sink);
   }
   const auto present = static_cast<std::uint32_t>(Below(end - s));
   const __m512i units = _mm512_maskz_loadu_epi16(present, s);
@@ -176,6 +190,11 @@ struct ByteWriter {
   ORVIK_AVX512 bool Take(__m512i units, const Kinds& kinds, bool is_last) {
     return EncodeBlock(units, kinds, bytes, is_last);
   }
+  ORVIK_AVX512 bool TakeAscii(__m512i first, __m512i second) {
+    // The instruction packs each 128 bits of one with those of the other.
+    return bytes.PutWhole(_mm512_permutexvar_epi64(_mm512_setr_epi64(0, 2, 4, 6, 1, 3, 5, 7),
+                                                   _mm512_packus_epi16(first, second)));
+  }
 };
 
 struct ByteCounter {
@@ -185,6 +204,10 @@ struct ByteCounter {
     // A pair of surrogates has four bytes, not twice three.
     count += Count(kinds.present) + Count(kinds.above_7f) + Count(kinds.above_7ff) -
              2 * Count(kinds.high);
+    return true;
+  }
+  ORVIK_AVX512 bool TakeAscii(__m512i, __m512i) {
+    count += 2 * kBlock;
     return true;
   }
 };

@@ -179,6 +179,20 @@ TEST(Transcoding, EveryTwoBytesAtTheEndOfABlock) {
   }
 }
 
+// Stretches of ASCII that go in pairs of blocks, from every place in a vector on and to every end.
+TEST(Transcoding, AsciiOfEveryLengthBesideAnotherCharacter) {
+  for (std::size_t size = 90; size < 330; size += 3) {
+    for (const std::size_t place : {std::size_t{0}, std::size_t{31}, std::size_t{64},
+                                    std::size_t{70}, size / 2, size - 33, size - 1}) {
+      for (const char16_t unit : {u'a', u'\xE9', u'\x4E2D', u'\xD83D'}) {
+        std::u16string text(size, u'a');
+        text[place] = unit;
+        ExpectAllAgree(text);
+      }
+    }
+  }
+}
+
 TEST(Transcoding, UnitsOrEverything) {
   for (std::size_t size = 0; size < 40; ++size) {
     EXPECT_EQ(OrOfUnits(std::u16string(size, u'a')), size == 0 ? 0 : u'a');
