@@ -55,14 +55,51 @@ ByteClass ClassOf(char byte) {
 // Eight bytes at a time, of which one below 0x20 borrows from its highest bit.
 bool HasControl(std::string_view text) {
   constexpr std::uint64_t kOnes = 0x0101010101010101, kHighest = 0x80 * kOnes;
-  std::size_t at = 0;
-  for (; at + 8 <= text.size(); at += 8) {
+  const char* at = text.data();
+  const char* const end = at + text.size();
+  for (; end - at >= 8; at += 8) {
     std::uint64_t bytes;
-    std::memcpy(&bytes, text.data() + at, sizeof bytes);
+    std::memcpy(&bytes, at, sizeof bytes);
     if (((bytes - 0x20 * kOnes) & ~bytes & kHighest) == 0) continue;
-    if (std::any_of(text.begin() + at, text.begin() + at + 8, IsControl)) return true;
+    for (const char* byte = at; byte != at + 8; ++byte) {
+      if (IsControl(*byte)) return true;
+    }
   }
-  return std::any_of(text.begin() + at, text.end(), IsControl);
+  for (; at != end; ++at) {
+    if (IsControl(*at)) return true;
+  }
+  return false;
+}
+
+// Lets write(at) put up to `most` bytes into the room of a stream and return where they end. False,
+// and nothing is put, when they do not fit, or there is no room.
+template <typename Write>
+bool PutInRoom(WriteRoom* room, std::size_t most, const Write& write) {
+  if (room == nullptr || room->free < most) return false;
+  char* const begin = reinterpret_cast<char*>(room->next);
+  const auto count = static_cast<std::size_t>(write(begin) - begin);
+  room->next += count;
+  room->free -= count;
+  return true;
+}
+
+char* Copied(char* at, std::string_view text) {
+  CopyPiece(reinterpret_cast<unsigned char*>(at), text.data(), text.size());
+  return at + text.size();
+}
+
+// The longest entity has six bytes.
+char* Escaped(char* at, std::string_view text, bool& has_control) {
+  for (const char byte : text) {
+    const ByteClass byte_class = ClassOf(byte);
+    if (byte_class == ByteClass::kEndsStretch) {
+      at = Copied(at, EntityOf(byte));
+      continue;
+    }
+    if (byte_class == ByteClass::kControl) has_control = true;
+    *at++ = byte;
+  }
+  return at;
 }
 
 }  // namespace
@@ -122,12 +159,22 @@ HRESULT CMyWriter::OutputSVGBlockForExport(const char* text) {
 }
 
 HRESULT CMyWriter::startElement(const char* name) {
-  FinishOpenElement();
-  nonescapedcharacters("<");
-  PutGiven(name);
-  start_tag_open_ = true;
+  const std::string_view given = TextOf(name);
   open_.push_back(names_.size());
-  names_ += TextOf(name);
+  names_ += given;
+  const bool is_put = PutInRoom(room_, given.size() + 2, [&](char* at) {
+    if (start_tag_open_) *at++ = '>';
+    *at++ = '<';
+    return Copied(at, given);
+  });
+  if (is_put) {
+    if (HasControl(given)) Note(XMLWriterFault::kControlCharacter);
+  } else {
+    FinishOpenElement();
+    nonescapedcharacters("<");
+    PutGiven(name);
+  }
+  start_tag_open_ = true;
   return S_OK;
 }
 
@@ -145,9 +192,14 @@ HRESULT CMyWriter::endElement(const char* name) {
   if (start_tag_open_) {
     nonescapedcharacters("/>");
   } else {
-    nonescapedcharacters("</");
-    nonescapedcharacters(ended);
-    nonescapedcharacters(">");
+    const bool is_put = PutInRoom(room_, ended.size() + 3, [&](char* at) {
+      return Copied(Copied(Copied(at, "</"), ended), ">");
+    });
+    if (!is_put) {
+      nonescapedcharacters("</");
+      nonescapedcharacters(ended);
+      nonescapedcharacters(">");
+    }
   }
   start_tag_open_ = false;
   return S_OK;
@@ -161,7 +213,20 @@ inline HRESULT CMyWriter::BeginAttribute(const char* name, std::string_view open
 }
 
 HRESULT CMyWriter::WriteTextAttribute(const char* name, const char* value) {
-  return WriteLongTextAttribute(name, value, nullptr, nullptr);
+  const std::string_view given_name = TextOf(name);
+  const std::string_view given_value = TextOf(value);
+  bool has_control = HasControl(given_name);
+  const bool is_put =
+      PutInRoom(room_, given_name.size() + 6 * given_value.size() + 4, [&](char* at) {
+        *at++ = ' ';
+        at = Escaped(Copied(Copied(at, given_name), "=\""), given_value, has_control);
+        *at++ = '"';
+        return at;
+      });
+  if (!is_put) return WriteLongTextAttribute(name, value, nullptr, nullptr);
+  if (!start_tag_open_) Note(XMLWriterFault::kNesting);
+  if (has_control) Note(XMLWriterFault::kControlCharacter);
+  return S_OK;
 }
 
 HRESULT CMyWriter::WriteLongTextAttribute(const char* name, const char* part1, const char* part2,
