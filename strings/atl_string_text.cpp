@@ -11,6 +11,7 @@
 #include "text/case_mapping.h"
 #include "text/formatter.h"
 #include "text/mac_roman.h"
+#include "text/transcoding.h"
 #include "text/user_locale.h"
 
 namespace orvik {
@@ -35,11 +36,15 @@ bool FormatNarrow(FormatBuffer& result, std::string_view format, List& arguments
     return false;
   }
   const auto units = result.units();
-  return std::all_of(units.begin(), units.end(),
-                     [](char16_t unit) { return MacRomanOf(unit) >= 0; });
+  return IsAscii(units) || std::all_of(units.begin(), units.end(),
+                                       [](char16_t unit) { return MacRomanOf(unit) >= 0; });
 }
 
 void WriteMacRoman(std::u16string_view units, char* bytes) {
+  if (IsAscii(units)) {
+    NarrowLatin1(units.data(), bytes, units.size());
+    return;
+  }
   std::transform(units.begin(), units.end(), bytes,
                  [](char16_t unit) { return static_cast<char>(MacRomanOf(unit)); });
 }

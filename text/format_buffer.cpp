@@ -48,10 +48,12 @@ bool FormatBuffer::AppendLatin1(std::string_view bytes) {
 bool FormatBuffer::AppendMacRoman(std::string_view bytes) {
   char16_t* room = Room(bytes.size());
   if (room == nullptr) return false;
-  const size_t ascii = AsciiPrefix(bytes);
-  WidenLatin1(bytes.data(), room, ascii);
+  constexpr size_t kFew = 16;  // are done before the calls would be
+  const size_t ascii = bytes.size() < kFew ? 0 : AsciiPrefix(bytes);
+  if (ascii != 0) WidenLatin1(bytes.data(), room, ascii);
   for (size_t i = ascii; i < bytes.size(); ++i) {
-    room[i] = UnitOfMacRoman(static_cast<unsigned char>(bytes[i]));
+    const auto byte = static_cast<unsigned char>(bytes[i]);
+    room[i] = byte < 0x80 ? byte : UnitOfMacRoman(byte);
   }
   Take(bytes.size());
   return true;

@@ -27,6 +27,14 @@ class FormatBuffer {
   bool Append(std::u16string_view units);
   bool Append(size_t count, char16_t unit);
   bool AppendLatin1(std::string_view bytes);
+  // The same for a handful of bytes.
+  bool AppendFew(std::string_view bytes) {
+    char16_t* const room = Room(bytes.size());
+    if (room == nullptr) return false;
+    for (size_t i = 0; i < bytes.size(); ++i) room[i] = static_cast<unsigned char>(bytes[i]);
+    Take(bytes.size());
+    return true;
+  }
   bool AppendMacRoman(std::string_view bytes);
 
  private:

@@ -170,7 +170,8 @@ bool PutRealOf(FormatBuffer& out, const FormatSpec& spec, Value value) {
 }  // namespace
 
 bool PutInteger(FormatBuffer& out, const FormatSpec& spec, std::intmax_t argument) {
-  char buffer[3 * sizeof(std::uintmax_t)];
+  constexpr size_t kLongestPrefix = 2;
+  char buffer[3 * sizeof(std::uintmax_t) + kLongestPrefix];
   char* const end = buffer + sizeof buffer;
   std::string_view prefix;
   std::uintmax_t magnitude;
@@ -198,12 +199,24 @@ bool PutInteger(FormatBuffer& out, const FormatSpec& spec, std::intmax_t argumen
   size_t minimum = spec.precision == FormatSpec::kAbsent ? 1 : static_cast<size_t>(spec.precision);
   if (is_octal && spec.alternative) minimum = std::max(minimum, digits + 1);
   if (spec.width <= 0 && minimum <= 1 && !is_octal) {
+    // Most numbers are written in one go.
     if (digits < minimum) *--start = '0';
-    return out.AppendLatin1(prefix) && out.AppendLatin1({start, static_cast<size_t>(end - start)});
+    for (size_t i = prefix.size(); i > 0; --i) *--start = prefix[i - 1];
+    return out.AppendFew({start, static_cast<size_t>(end - start)});
   }
   const size_t zeros = minimum > digits ? minimum - digits : 0;
   return PutNumber(out, spec, {prefix, zeros, {start, digits}, 0, {}},
                    spec.zero && spec.precision == FormatSpec::kAbsent);
+}
+
+bool PutPlainInteger(FormatBuffer& out, std::uintmax_t magnitude, bool is_negative,
+                     char16_t conversion) {
+  char buffer[3 * sizeof(std::uintmax_t) + 1];
+  char* const end = buffer + sizeof buffer;
+  char* start = WriteDigits(end, magnitude, conversion);
+  if (start == end) *--start = '0';
+  if (is_negative) *--start = '-';
+  return out.AppendFew({start, static_cast<size_t>(end - start)});
 }
 
 bool PutReal(FormatBuffer& out, const FormatSpec& spec, double value) {

@@ -11,6 +11,9 @@ namespace orvik {
 
 // The argument is cut to the conversion's length and taken as signed or not as it says.
 bool PutInteger(FormatBuffer& out, const FormatSpec& spec, std::intmax_t argument);
+// By "d", "u" or "x", without flags, width and precision.
+bool PutPlainInteger(FormatBuffer& out, std::uintmax_t magnitude, bool is_negative,
+                     char16_t conversion);
 
 bool PutReal(FormatBuffer& out, const FormatSpec& spec, double value);
 bool PutReal(FormatBuffer& out, const FormatSpec& spec, long double value);

@@ -45,6 +45,12 @@ class TypedArguments {
   explicit TypedArguments(std::span<const FormatArgument> arguments) : arguments_(arguments) {}
 
   ArgumentValue Next(ArgumentKind) { return At(++last_); }
+  // The next argument, which Skip then passes; null behind the last one.
+  const FormatArgument* Peek() const {
+    const auto index = static_cast<size_t>(last_);
+    return index < arguments_.size() ? &arguments_[index] : nullptr;
+  }
+  void Skip() { ++last_; }
   ArgumentValue At(int position) const {
     ArgumentValue value;
     const auto index = static_cast<size_t>(position) - 1;
@@ -309,7 +315,7 @@ class Formatter {
   bool Run(Reader reader) {
     size_t index = 0;
     for (;;) {
-      const size_t percent = std::min(format_.find(Unit{'%'}, index), format_.size());
+      const size_t percent = FindPercent(index);
       if (percent > index && !AppendText(out_, format_.substr(index, percent - index)))
         return false;
       if (percent == format_.size()) return true;
@@ -318,6 +324,14 @@ class Formatter {
         ++index;
         if (!out_.Append(1, u'%') || !AppendReplacedS(&index)) return false;
         continue;
+      }
+      if (index < format_.size()) {
+        const Quick quick = PutQuickly(reader, format_[index]);
+        if (quick == Quick::kFailed) return false;
+        if (quick == Quick::kDone) {
+          ++index;
+          continue;
+        }
       }
       FormatSpec spec = ParseSpec(index);
       if (TakesWide(spec, percent, index)) spec.conversion = u'S';
@@ -345,12 +359,54 @@ class Formatter {
 
  private:
   enum class Positional { kUnknown, kNo, kYes };
+  enum class Quick { kDone, kFailed, kOther };
+
+  // Carries out a conversion of one letter whose argument has the very type; most have.
+  Quick PutQuickly(TypedArguments& reader, Unit letter) {
+    using Kind = FormatArgument::Kind;
+    const FormatArgument* const argument = reader.Peek();
+    if (argument == nullptr || positional_ == Positional::kYes) return Quick::kOther;
+    bool is_put = false;
+    const bool is_number = argument->kind == Kind::kInteger;
+    const bool is_text = argument->kind == Kind::kNarrow || argument->kind == Kind::kWide;
+    if (is_number && letter == Unit{'d'}) {
+      const auto bits = static_cast<std::uintmax_t>(argument->integer);
+      const bool is_negative = argument->integer < 0;
+      is_put = PutPlainInteger(out_, is_negative ? 0 - bits : bits, is_negative, u'd');
+    } else if (is_number && (letter == Unit{'x'} || letter == Unit{'u'})) {
+      is_put = PutPlainInteger(out_, static_cast<unsigned>(argument->integer), false,
+                               static_cast<char16_t>(letter));
+    } else if (is_text && argument->pointer != nullptr &&
+               (letter == Unit{'s'} || letter == Unit{'S'})) {
+      is_put =
+          argument->kind == Kind::kWide
+              ? out_.Append({static_cast<const char16_t*>(argument->pointer), argument->length})
+              : out_.AppendMacRoman(
+                    {static_cast<const char*>(argument->pointer), argument->length});
+    } else {
+      return Quick::kOther;
+    }
+    positional_ = Positional::kNo;
+    reader.Skip();
+    return is_put ? Quick::kDone : Quick::kFailed;
+  }
+  Quick PutQuickly(ArgumentReader&, Unit) { return Quick::kOther; }
+
+  // The next "%", or the end. What lies before it is a few units mostly.
+  size_t FindPercent(size_t index) const {
+    const size_t near = std::min(format_.size(), index + 16);
+    while (index < near && format_[index] != Unit{'%'}) ++index;
+    if (index < near) return index;
+    return index == format_.size() ? index
+                                   : std::min(format_.find(Unit{'%'}, index), format_.size());
+  }
 
   // Most conversions are one letter.
   FormatSpec ParseSpec(size_t& index) const {
     if (index < format_.size()) {
       const Unit unit = format_[index];
-      if (unit == Unit{'d'} || unit == Unit{'s'} || unit == Unit{'S'} || unit == Unit{'@'}) {
+      if (unit == Unit{'d'} || unit == Unit{'s'} || unit == Unit{'S'} || unit == Unit{'@'} ||
+          unit == Unit{'x'} || unit == Unit{'u'} || unit == Unit{'c'}) {
         ++index;
         FormatSpec spec;
         spec.conversion = static_cast<char16_t>(unit);
