@@ -26,6 +26,8 @@
 #undef E_NOINTERFACE
 #pragma push_macro("E_POINTER")
 #undef E_POINTER
+#pragma push_macro("E_ABORT")
+#undef E_ABORT
 #pragma push_macro("E_FAIL")
 #undef E_FAIL
 #pragma push_macro("STG_E_INVALIDFUNCTION")
@@ -71,6 +73,7 @@ inline constexpr HRESULT E_UNEXPECTED = static_cast<HRESULT>(0x8000FFFFu);
 #pragma pop_macro("E_NOTIMPL")
 #pragma pop_macro("E_NOINTERFACE")
 #pragma pop_macro("E_POINTER")
+#pragma pop_macro("E_ABORT")
 #pragma pop_macro("E_FAIL")
 #pragma pop_macro("STG_E_INVALIDFUNCTION")
 #pragma pop_macro("E_INVALIDARG")
