@@ -18,6 +18,16 @@ function(orvik_install_needs component)
   endif()
 endforeach()" COMPONENT ${component})
 endfunction()
+
+# orvik_manual(FILE): the manual page with the version of this build, below manuals/.
+function(orvik_manual file)
+  file(READ ${file} text)
+  string(REPLACE "\"orvik\"" "\"orvik ${PROJECT_VERSION}\"" text "${text}")
+  get_filename_component(name ${file} NAME)
+  file(CONFIGURE OUTPUT manuals/${name} CONTENT "${text}" @ONLY)
+  set_property(DIRECTORY APPEND PROPERTY CMAKE_CONFIGURE_DEPENDS ${file})
+endfunction()
+
 set(static_libraries ${layers})
 list(TRANSFORM static_libraries PREPEND "orvik_")
 orvik_install_needs(tool postflight)
@@ -38,9 +48,11 @@ configure_file(cmake/install_headers.cmake.in ${CMAKE_CURRENT_BINARY_DIR}/instal
   @ONLY)
 install(SCRIPT ${CMAKE_CURRENT_BINARY_DIR}/install_headers.cmake COMPONENT development)
 install(TARGETS postflight RUNTIME DESTINATION ${CMAKE_INSTALL_SBINDIR} COMPONENT tool)
-install(FILES docs/postflight.8 DESTINATION ${CMAKE_INSTALL_MANDIR}/man8 COMPONENT tool)
+orvik_manual(docs/postflight.8)
+install(FILES ${CMAKE_CURRENT_BINARY_DIR}/manuals/postflight.8 DESTINATION ${CMAKE_INSTALL_MANDIR}/man8 COMPONENT tool)
 install(TARGETS orvikprefs RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT command-line)
-install(FILES docs/orvikprefs.1 DESTINATION ${CMAKE_INSTALL_MANDIR}/man1 COMPONENT command-line)
+orvik_manual(docs/orvikprefs.1)
+install(FILES ${CMAKE_CURRENT_BINARY_DIR}/manuals/orvikprefs.1 DESTINATION ${CMAKE_INSTALL_MANDIR}/man1 COMPONENT command-line)
 install(FILES tools/orvikprefs/completion/orvikprefs.bash RENAME orvikprefs
   DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion/completions COMPONENT command-line)
 install(FILES tools/orvikprefs/completion/orvikprefs.fish
@@ -69,9 +81,9 @@ foreach(layer ${layers})
 endforeach()
 configure_package_config_file(cmake/orvik-config.cmake.in
   ${CMAKE_CURRENT_BINARY_DIR}/orvik-config.cmake INSTALL_DESTINATION ${package_dir})
-# Programs written for version 1 still compile; a new number says that they must be built again.
+# A program that was written for another major version must be changed or built again.
 write_basic_package_version_file(${CMAKE_CURRENT_BINARY_DIR}/orvik-config-version.cmake
-  COMPATIBILITY AnyNewerVersion)
+  COMPATIBILITY SameMajorVersion)
 install(FILES ${CMAKE_CURRENT_BINARY_DIR}/orvik-config.cmake
   ${CMAKE_CURRENT_BINARY_DIR}/orvik-config-version.cmake DESTINATION ${package_dir}
   COMPONENT development)
@@ -80,6 +92,8 @@ file(RELATIVE_PATH prefix_from_pc "${CMAKE_INSTALL_FULL_LIBDIR}/pkgconfig" "${CM
 string(REGEX REPLACE "/$" "" prefix_from_pc "${prefix_from_pc}")
 list(TRANSFORM ORVIK_PUBLIC_DEFINITIONS PREPEND "-D" OUTPUT_VARIABLE cflags_of_definitions)
 list(JOIN cflags_of_definitions " " cflags_of_definitions)
+# What a program links beside the static libraries.
+set(static_requires "tinyxml expat zlib icu-i18n icu-uc")
 set(shared_flags "")
 set(static_archives "")
 foreach(layer ${layers})

@@ -8,11 +8,11 @@ orvik_libraries_build="zlib1g-dev libtinyxml-dev libexpat1-dev libboost-dev libi
   libncurses-dev"
 orvik_libraries_test="libgtest-dev libgmock-dev"
 orvik_packages_build="g++ cmake ninja-build pkg-config $orvik_libraries_build"
-orvik_packages_package="dpkg-dev file python3"
+orvik_packages_package="dpkg-dev file lintian python3"
 orvik_packages_bench="libbenchmark-dev libplist-dev libxml2-dev libssl-dev git"
 orvik_packages_docs="doxygen cmake"
 orvik_packages_test="$orvik_libraries_test python3 libplist-utils libxml2-utils attr zsh fish ansible-core
-  tmux procps
+  tmux procps meson
   $orvik_packages_package"
 orvik_packages_fuzz="clang"
 orvik_packages_check="python3 clang-tidy clang-tools cppcheck"

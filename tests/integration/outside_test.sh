@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
 # Installs the build into an empty folder, moves what is installed, and builds an outside program
-# against it: with CMake and with pkg-config, on the shared and on the static libraries. Compiles
-# every installed header alone.
+# against it: with CMake, Meson and pkg-config, on the shared and on the static libraries. Compiles
+# every installed header alone. The manuals name the version of the build.
 # usage: outside_test.sh BUILD_FOLDER WORK_FOLDER COMPILER FLAGS
 set -euo pipefail
 build=$1 work=$2 compiler=$3 flags=$4
@@ -49,6 +49,34 @@ export PKG_CONFIG_PATH=$libraries/pkgconfig
 }
 check shared "$work/shared_by_pkg_config"
 check static "$work/static_by_pkg_config"
+
+# Everything is linked statically, and under the sanitizers, which need the C library's shared parts,
+# all that pkg-config names beside those.
+whole=(-static) shared_part=none
+if [ -n "$flags" ]; then whole=(-Wl,-Bdynamic) shared_part=-lm; fi
+# shellcheck disable=SC2046,SC2086
+"$compiler" $flags "$source/program.cpp" -o "$work/whole_by_pkg_config" -Wl,-Bstatic \
+  $(pkg-config --static --cflags --libs orvik | sed "s/ $shared_part\\>//g") "${whole[@]}" 2>"$work/link.log" ||
+  fail "$(cat "$work/link.log")"
+if readelf --dynamic "$work/whole_by_pkg_config" | grep -E 'NEEDED.*lib(orvik|icu|tinyxml|expat|z)'; then
+  fail "pkg-config --static is not all that a program needs"
+fi
+[[ $("$work/whole_by_pkg_config") == "Hello, outside"* ]] || fail "the static program does not run"
+
+if command -v meson >/dev/null; then
+  CXX=$compiler CXXFLAGS=$flags LDFLAGS=$flags meson setup "$work/meson" "$source" \
+    >"$work/meson.log" || fail "$(cat "$work/meson.log")"
+  meson compile -C "$work/meson" >"$work/meson.log" || fail "$(cat "$work/meson.log")"
+  check shared "$work/meson/outside_shared"
+  check static "$work/meson/outside_static"
+fi
+
+version=$(pkg-config --modversion orvik)
+for page in "$tree"/docs/*.[1-8]; do
+  installed=$(find "$prefix/share/man" -name "${page##*/}")
+  diff <(sed "1s/\"orvik\"/\"orvik $version\"/" "$page") "$installed" ||
+    fail "$page does not name the version"
+done
 
 # Installed are the public headers, and each includes others only as orvik/..., and only those that
 # are installed. A project may have files of the same names.

@@ -52,13 +52,14 @@ TEST_F(PackagesTest, HoldWhatTheySayAndNameWhatTheyNeed) {
         "/_orvikprefs", "/vendor_completions.d/orvikprefs.fish", "/orvikprefs/copyright", "/changelog.Debian.gz"},
        {"libc6 (", "libicu", "libstdc++6 ("}},
       {"liborvik-text2",
-       {"/liborvik_text.so.2 -> liborvik_text.so.2.0.0", "/liborvik-text2/copyright",
+       {"/liborvik_text.so.2 -> liborvik_text.so." ORVIK_VERSION, "/liborvik-text2/copyright",
         "/changelog.Debian.gz"},
        {"libc6 (", "libicu"}},
       {"liborvik-xml2",
-       {"/liborvik_xml.so.2 -> liborvik_xml.so.2.0.0", "/liborvik-xml2/copyright",
+       {"/liborvik_xml.so.2 -> liborvik_xml.so." ORVIK_VERSION, "/liborvik-xml2/copyright",
         "/changelog.Debian.gz"},
-       {"libc6 (", "liborvik-streams2 (= 2.0.0-1)", "liborvik-prefs2 (= 2.0.0-1)"}},
+       {"libc6 (", "liborvik-streams2 (= " ORVIK_VERSION "-1)",
+        "liborvik-prefs2 (= " ORVIK_VERSION "-1)"}},
       {"orvik-ansible",
        {"/usr/share/ansible/plugins/modules/orvik_preference.py",
         "/usr/share/ansible/plugins/action/orvik_preference.py", "/orvik-ansible/copyright",
@@ -68,8 +69,8 @@ TEST_F(PackagesTest, HoldWhatTheySayAndNameWhatTheyNeed) {
        {"/usr/include/orvik/prefs/preferences.h", "/liborvik_prefs.a", "/liborvik_platform.a",
         "/liborvik_prefs.so -> liborvik_prefs.so.2", "/cmake/orvik/orvik-config.cmake",
         "/pkgconfig/orvik.pc", "/liborvik-dev/copyright", "/changelog.Debian.gz"},
-       {"liborvik-text2 (= 2.0.0-1)", "liborvik-xml2 (= 2.0.0-1)", "libicu-dev", "libtinyxml-dev",
-        "zlib1g-dev", "libboost-dev"}},
+       {"liborvik-text2 (= " ORVIK_VERSION "-1)", "liborvik-xml2 (= " ORVIK_VERSION "-1)",
+        "libicu-dev", "libtinyxml-dev", "zlib1g-dev", "libboost-dev"}},
   };
   for (const auto& expected : kPackages) {
     SCOPED_TRACE(expected.package);
