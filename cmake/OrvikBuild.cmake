@@ -14,6 +14,11 @@ if(ORVIK_CCACHE)
   set(CMAKE_CXX_COMPILER_LAUNCHER "${ORVIK_CCACHE}")
 endif()
 
+# Without a build type the compiler would not optimise, and FORTIFY would check nothing.
+if(NOT CMAKE_BUILD_TYPE AND NOT CMAKE_CONFIGURATION_TYPES)
+  set(CMAKE_BUILD_TYPE Release CACHE STRING "The kind of build" FORCE)
+endif()
+
 # What is shipped is hardened as Debian's packages are, and holds no path of the machine that built it.
 if(ORVIK_SHIPPED)
   include(CheckPIESupported)
