@@ -1,11 +1,16 @@
 #!/usr/bin/env python3
-"""Compares what the shared libraries export with the headers that promise it.
+"""Compares what the shared libraries export with the headers that promise it, and with the release
+before.
 
-usage: symbols_test.py SOURCE_FOLDER LIBRARY_FOLDER
+usage: symbols_test.py SOURCE_FOLDER LIBRARY_FOLDER [--write]
 
 A header whose namespace is visible (CONTRIBUTING.md) promises what it declares. Everything that a
 library exports must belong to namespace orvik and have its name in such a header of the same layer.
 Weak symbols (inline functions, type information) are left out: a compiler emits them or not.
+
+packaging/symbols/ lists what the last release exported of the installed headers, in one file for
+each library and SOVERSION. A name that is gone needs a new SOVERSION: programs that were built on
+the release would not start. A release writes the lists anew with --write.
 """
 import pathlib
 import re
@@ -22,12 +27,12 @@ def promised_words(folder):
     return set(re.findall(r"\w+", " ".join(text for text in headers if VISIBLE in text)))
 
 
-def exported_names(library):
+def exported_names(library, kinds="ABDRTi"):
     lines = subprocess.run(["nm", "-DC", "--defined-only", library], check=True,
                            capture_output=True, text=True).stdout.splitlines()
     for line in lines:
         _, kind, name = line.split(" ", 2)
-        if kind not in "WVu":
+        if kind in kinds:
             yield name
 
 
@@ -37,8 +42,26 @@ def own_name(qualified):
     return re.search(r"(\w+)\W*$", plain).group(1)
 
 
+def installed_headers(source):
+    return subprocess.run(["cmake", "-P", source / "cmake/public_headers.cmake"], check=True,
+                          capture_output=True, text=True).stdout.split()
+
+
+def names_for_programs(source, headers, layer, library):
+    """What the library exports of the layer's installed headers, and the templates that programs do
+    not make themselves ("extern template")."""
+    words = set(re.findall(r"\w+", " ".join((source / header).read_text() for header in headers
+                                            if header.startswith(layer + "/"))))
+    names = {name for name in exported_names(library)
+             if words.issuperset(re.findall(r"\w+", re.sub(r"\[abi:\w+\]|[<(].*| for ", " ", name)))}
+    return names | {name for name in exported_names(library, kinds="W")
+                    if re.match(r"orvik::String(Buffer|Operations)<", name)}
+
+
 def main():
-    source, libraries = map(pathlib.Path, sys.argv[1:])
+    source, libraries = map(pathlib.Path, sys.argv[1:3])
+    lists = source / "packaging/symbols"
+    headers = installed_headers(source)
     wrong = False
     for layer in LAYERS:
         words = promised_words(source / layer)
@@ -54,6 +77,18 @@ def main():
                 wrong = True
         if not seen:
             print(f"{layer}: exports nothing")
+            wrong = True
+        library = (libraries / f"liborvik_{layer}.so").readlink()
+        exported = names_for_programs(source, headers, layer, libraries / library)
+        if "--write" in sys.argv:
+            (lists / library).write_text("".join(name + "\n" for name in sorted(exported)))
+        elif (lists / library).is_file():
+            listed = set((lists / library).read_text().splitlines())
+            for name in sorted(listed - exported):
+                print(f"{library}: the last release exported {name}: keep it, or raise SOVERSION")
+                wrong = True
+        else:
+            print(f"{library}: there is no list {lists / library}")
             wrong = True
     return 1 if wrong else 0
 
