@@ -1,13 +1,14 @@
 # orvik_public_headers(RESULT SOURCE_FOLDER): the headers that are installed, as paths below the
 # source folder. They are the public headers (CONTRIBUTING.md) of the layers from strings/ upward,
-# and of the layers below them the headers that these include.
+# the statuses that some of their functions return, and of the layers below them the headers that
+# these include.
 #
 # As a script, prints them:  cmake -P cmake/public_headers.cmake
 cmake_policy(VERSION 3.25)
 
 function(orvik_public_headers result source)
   set(public "^namespace \\[\\[gnu::visibility\\(.default.\\)\\]\\] orvik {")
-  set(waiting "")
+  set(waiting platform/carbon/errno_status.h)
   foreach(layer strings files streams prefs xml)
     file(GLOB_RECURSE headers RELATIVE "${source}" "${source}/${layer}/*.h")
     foreach(header ${headers})

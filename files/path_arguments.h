@@ -13,16 +13,19 @@ namespace [[gnu::visibility("default")]] orvik {
 // they would not see the rest and so find another file.
 const char16_t* PathArgument(const CAtlString& path);
 
-// The path as bytes for the system calls (host/file_names.h): without trailing "/", paths of the
-// system volume below the system root, and every component as it is spelled on disk
-// (host/name_spelling.h). Nothing for an empty or null path, and when no file can have that name.
+// The path as bytes for the system calls: without trailing "/", paths of the system volume below
+// the system root, and every component as it is spelled on disk: a missing one stands for the one
+// entry that Unicode normalisation makes equal to it. A unit of U+DC80..U+DCFF becomes the byte
+// that PathFromBytes made it from, and U+DC5C becomes "\". Nothing for an empty or null path, and
+// when no file can have that name.
 std::optional<std::string> PathForLibc(std::u16string_view path);
 std::optional<std::string> PathForLibc(const CAtlString& path);
 std::optional<std::string> PathForLibc(const char16_t* path);
 
 // A path or a name on disk as text for a path value. Path values turn "\" into "/"; a "\" that is
-// on disk is kept from that as the unit U+DC5C (host/file_names.h). Names that are not UTF-8 travel
-// too: this is how names from readdir, argv or a configuration file become path values.
+// on disk is kept from that as the unit U+DC5C. Names that are not UTF-8 travel too, a byte that
+// belongs to no UTF-8 sequence as the unit 0xDC00 + the byte: this is how names from readdir, argv
+// or a configuration file become path values.
 CAtlString PathFromUnits(std::u16string_view units);
 CAtlString PathFromBytes(std::string_view bytes);
 

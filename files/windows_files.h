@@ -47,7 +47,7 @@ BOOL CreateDirectory(const char16_t* path, void* security_attributes);
 BOOL RemoveDirectory(const char16_t* path);
 
 // Copies a file with its permissions, dates, extended attributes and lock; a symbolic link is
-// copied as a link with the same text. What the volume cannot keep is left out (host/node_copy.h).
+// copied as a link with the same text. What the volume cannot keep is left out.
 // Folders and special files are not copied. An existing target fails the call when `fail_if_exists`
 // is set; otherwise a file, a link or an empty folder is replaced, but never when it is the source
 // under another name or what a link that is copied leads to. The target is replaced in one step
@@ -61,8 +61,8 @@ BOOL DeleteFile(const char16_t* path);
 
 // Moves or renames a file or folder; missing folders of the target are made. An existing target is
 // not replaced, and a locked item is not moved. A name can be moved to another spelling of itself
-// (composed, decomposed). Failures are also written to the system log.
-// Something moved into the "files" folder of a trash gets its info file (host/trash.h).
+// (composed, decomposed). Failures are also written to the system log. Something moved into the
+// "files" folder of a trash (freedesktop.org, version 1.0) gets its info file.
 BOOL MoveFile(const char16_t* source, const char16_t* target);
 
 // The running state of FSDeleteFolderLevel.
@@ -70,8 +70,8 @@ struct FSDeleteFolderState {
   OSErr result = 0;  // last status
 };
 
-// Deletes everything in the folder at every depth, links as links (host/tree_removal.h). It goes on
-// after an error; the state holds the first. The folder itself stays.
+// Deletes everything in the folder at every depth, links as links. It goes on after an error; the
+// state holds the first. The folder itself stays.
 void FSDeleteFolderLevel(const FSRef* folder, FSDeleteFolderState* state);
 
 }  // namespace orvik

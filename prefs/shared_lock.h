@@ -16,9 +16,9 @@
 // (PrefError::kLockRefused).
 //
 // The writers of the shared scope hold more than the record: for their whole change they hold the
-// kernel lock of the folder of the preference file (host/file_lock.h), at which processes of all
-// users queue, and that of the folder of the record. So the record holds up only those who find it
-// taken through LockGlobalSharedPList, or by a program that knows nothing of the kernel locks.
+// kernel lock of the folder of the preference file (its file ".orvik.lock"), at which processes of
+// all users queue, and that of the folder of the record. So the record holds up only those who find
+// it taken through LockGlobalSharedPList, or by a program that knows nothing of the kernel locks.
 //
 // Calls may come from several threads.
 #pragma once

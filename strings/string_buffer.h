@@ -42,8 +42,7 @@ namespace [[gnu::visibility("default")]] orvik {
 // `Units` says what the units are: Unit, Foreign (the unit of the other string), Header, Empty()
 // (data of the static empty block), IsSpace(unit), Convert(from, to, n) (n foreign units), and how
 // texts are searched: Searched(text), kEndsAtZero, kFindsEmptyText and kSpareAfterReplace. The
-// definitions that are not here are in string_buffer_impl.h, for the two sources that instantiate
-// them.
+// library instantiates the definitions that are not here.
 template <typename Units>
 class StringBuffer {
  public:

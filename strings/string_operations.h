@@ -29,8 +29,7 @@
 
 namespace [[gnu::visibility("default")]] orvik {
 
-// The definitions that are not here are in string_operations_impl.h, for the two sources that
-// instantiate them.
+// The library instantiates the definitions that are not here.
 template <typename Derived, typename Units>
 class StringOperations : public StringBuffer<Units> {
   using Base = StringBuffer<Units>;

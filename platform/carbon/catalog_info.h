@@ -33,7 +33,7 @@ struct FSPermissionInfo {
 
 struct FSCatalogInfo {
   FSVolumeRefNum volume = 0;
-  UTCDateTime createDate;  // host/creation_date.h
+  UTCDateTime createDate;  // the birth time, or the date that a copy has taken over
   UTCDateTime contentModDate;
   UTCDateTime accessDate;
   FSPermissionInfo permissions;

@@ -1,4 +1,4 @@
-// Strings by the Core Foundation names. CFStringRef is an NSString (foundation/string.h).
+// Strings by the Core Foundation names. CFStringRef is an NSString (foundation/ns_string.h).
 //
 // Create and Copy give the caller a reference, or null when the object cannot be made: a null or
 // too long text, bytes that are not of the encoding, an unknown encoding. Lengths and ranges count
@@ -49,7 +49,7 @@ CFMutableStringRef CFStringCreateMutableWithExternalCharactersNoCopy(CFAllocator
                                                                      CFAllocatorRef deallocator);
 
 // "%@" an object, "%S" a zero-terminated char16_t array, "%s" zero-terminated Mac OS Roman, the
-// rest as printf (text/formatter.h). Null when the format cannot be carried out.
+// rest as printf. Null when the format cannot be carried out.
 CFStringRef CFStringCreateWithFormat(CFAllocatorRef allocator, const NSDictionary* options,
                                      CFStringRef format, ...);
 CFStringRef CFStringCreateWithFormatAndArguments(CFAllocatorRef allocator,

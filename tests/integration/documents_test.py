@@ -5,7 +5,7 @@ usage: documents_test.py SOURCE_FOLDER [WORK_FOLDER PREFIX]
 
 - Every link to a file of the tree leads to one, and to a heading that is there.
 - Every listing in C++ or CMake follows a line <!-- FILE --> and is that file, or a part of it.
-- The pages of the library name only headers that are installed.
+- The pages of the library, and the installed headers, name only headers that are installed.
 - With a work folder, every shell block that follows a line <!-- run --> runs in a copy of the
   examples on what is installed below PREFIX, and prints something.
 """
@@ -17,7 +17,9 @@ import sys
 
 BLOCK = re.compile(r"(?:^<!-- (?P<note>[^\n]*) -->\n)?^```(?P<kind>\w*)\n(?P<text>.*?)^```$",
                    re.M | re.S)
-LIBRARY_PAGES = ["library", "differences", "strings", "files", "streams", "prefs", "xml"]
+HEADER = re.compile(r"(?<![\w./\\<-])(?:orvik/)?([a-z_0-9]+(?:/[a-z_0-9]+)*\.h)(?![\w/\\.])")
+# Pages for readers who have the sources.
+PAGES_ABOUT_THE_SOURCES = ["README", "base", "checks", "platform", "postflight", "reliability", "tour"]
 
 
 def documents(source):
@@ -52,10 +54,8 @@ def check_listings(source, path, text):
             yield f"{path.name}: the listing is not in {block['note']}"
 
 
-def check_headers(source, path, text, installed):
-    if path.parent.name != "docs" or path.stem not in LIBRARY_PAGES:
-        return
-    for name in re.findall(r"`([\w/]+\.h)`", text):
+def check_headers(path, text, installed):
+    for name in HEADER.findall(text):
         if not any(header == name or header.endswith("/" + name) for header in installed):
             yield f"{path.name}: names {name}, which is not installed"
 
@@ -80,11 +80,15 @@ def main():
                                capture_output=True, text=True).stdout.split()
     problems = []
     ran = 0
+    for header in installed:
+        comments = "\n".join(re.findall(r"//.*", (source / header).read_text()))
+        problems += check_headers(pathlib.Path(header), comments, installed)
     for path in documents(source):
         text = path.read_text()
         problems += check_links(path, text)
         problems += check_listings(source, path, text)
-        problems += check_headers(source, path, text, installed)
+        if path.parent.name == "docs" and path.stem not in PAGES_ABOUT_THE_SOURCES:
+            problems += check_headers(path, text, installed)
         if len(sys.argv) > 2:
             ran += text.count("<!-- run -->")
             problems += run_blocks(source, path, text, pathlib.Path(sys.argv[2]), sys.argv[3])
