@@ -5,8 +5,8 @@
 // CAtlString, CAtlStringA and plain data do not).
 //
 // Errors: an index that is not below the count throws std::out_of_range. Too little memory is a
-// result (false, or kNoIndex) and leaves the array as it was; what an element's own constructor
-// throws passes through and leaves the array as it was.
+// result (false, or kNoIndex; std::bad_alloc from a constructor) and leaves the array as it was;
+// what an element's own constructor throws passes through and leaves the array as it was.
 //
 // Threads: one array may be read in several threads at once as long as none changes it.
 #pragma once
@@ -16,6 +16,7 @@
 #include <cstdint>
 #include <cstdlib>
 #include <cstring>
+#include <initializer_list>
 #include <memory>
 #include <new>
 #include <stdexcept>
@@ -41,7 +42,17 @@ class CAtlArray {
 
   static constexpr std::size_t kNoIndex = static_cast<std::size_t>(-1);
 
+  using value_type = E;
+  using iterator = E*;
+  using const_iterator = const E*;
+
   CAtlArray() = default;
+  // Copies of the elements. Too little memory throws std::bad_alloc.
+  CAtlArray(std::initializer_list<E> elements) : CAtlArray() {
+    if (!Reserve(elements.size())) throw std::bad_alloc();
+    std::uninitialized_copy(elements.begin(), elements.end(), data_);
+    count_ = elements.size();
+  }
   ~CAtlArray() { RemoveAll(); }
   CAtlArray(const CAtlArray&) = delete;
   CAtlArray& operator=(const CAtlArray&) = delete;
@@ -58,6 +69,11 @@ class CAtlArray {
   // array is changed.
   E* GetData() { return data_; }
   const E* GetData() const { return data_; }
+  // The same under the names of the standard library's containers.
+  [[nodiscard]] std::size_t size() const { return count_; }
+  [[nodiscard]] bool empty() const { return count_ == 0; }
+  E* data() { return data_; }
+  const E* data() const { return data_; }
   E* begin() { return data_; }
   E* end() { return data_ + count_; }
   const E* begin() const { return data_; }
@@ -83,6 +99,17 @@ class CAtlArray {
     std::free(static_cast<void*>(data_));
     data_ = nullptr;
     count_ = capacity_ = 0;
+  }
+
+  // Destroys `count` elements from `index` on and moves those behind them up. Throws
+  // std::out_of_range, and changes nothing, unless all of them are there. The storage stays.
+  void RemoveAt(std::size_t index, std::size_t count = 1) {
+    if (index > count_ || count > count_ - index) {
+      throw std::out_of_range("CAtlArray: not so many elements from the index on");
+    }
+    std::destroy_n(data_ + index, count);
+    Traits::RelocateElements(data_ + index, data_ + index + count, count_ - index - count);
+    count_ -= count;
   }
 
   // Inserts `count` copies of the element, which may be one of this array, before `index`. An index

@@ -22,7 +22,9 @@
 #include <functional>
 #include <iosfwd>
 #include <span>
+#include <string>
 #include <string_view>
+#include <utility>
 
 #include "platform/core_foundation/base.h"
 #include "strings/format_text.h"
@@ -85,8 +87,18 @@ class CAtlString : public StringOperations<CAtlString, WideUnits> {
   // The string's UTF-16 code units; the reference stays the caller's.
   CAtlString(CFStringRef text);
   CAtlString(const CAtlStringA& text);
-  explicit CAtlString(std::u16string_view text) : Base(text) {}
+  template <IsStdText<char16_t> StdText>
+  CAtlString(const StdText& text) : Base(std::u16string_view(text)) {}
+  // Which encoding?
+  template <IsStdText<char> StdText>
+  CAtlString(const StdText& text) = delete;  // FromUtf8(text), or of ISO 8859-1 CAtlStringA(text)
   // NOLINTEND(google-explicit-constructor)
+
+  // UTF-8 (RFC 3629) from and to the standard library's strings. An unpaired surrogate, and what is
+  // malformed, becomes U+FFFD (checked_conversions.h reports both).
+  [[nodiscard]] static CAtlString FromUtf8(std::string_view text);
+  [[nodiscard]] static CAtlString FromUtf8(std::u8string_view text);
+  [[nodiscard]] std::string ToUtf8() const;
 
   CAtlString& operator=(const CAtlString& other) {
     Assign(other);
@@ -119,6 +131,14 @@ class CAtlString : public StringOperations<CAtlString, WideUnits> {
   // Below, equal to or above 0: by code units, without case by case folding.
   [[nodiscard]] int Compare(std::u16string_view other) const;
   [[nodiscard]] int CompareNoCase(std::u16string_view other) const;
+  template <std::same_as<std::u16string> StdString>
+  [[nodiscard]] int Compare(const StdString& other) const {
+    return Compare(std::u16string_view(other));
+  }
+  template <std::same_as<std::u16string> StdString>
+  [[nodiscard]] int CompareNoCase(const StdString& other) const {
+    return CompareNoCase(std::u16string_view(other));
+  }
   [[nodiscard]] int Compare(const CAtlString& other) const { return Compare(other.View()); }
   [[nodiscard]] int CompareNoCase(const CAtlString& other) const;
   [[nodiscard]] int Collate(const CAtlString& other, bool case_sensitive = true) const {
@@ -174,6 +194,10 @@ class CAtlString : public StringOperations<CAtlString, WideUnits> {
 
   // Writes the text in UTF-8, an unpaired surrogate as "?".
   friend std::ostream& operator<<(std::ostream& out, const CAtlString& text);
+  template <typename Hash>
+  friend Hash AbslHashValue(Hash state, const CAtlString& text) {
+    return Hash::combine(std::move(state), text.View());
+  }
 
  private:
   void TakeFormatted(std::u16string_view units);

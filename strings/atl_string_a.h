@@ -22,7 +22,9 @@
 #include <functional>
 #include <iosfwd>
 #include <span>
+#include <string>
 #include <string_view>
+#include <utility>
 
 #include "platform/core_foundation/base.h"
 #include "strings/atl_string.h"
@@ -82,7 +84,8 @@ class CAtlStringA : public StringOperations<CAtlStringA, NarrowUnits> {
   CAtlStringA(const CAtlString& text) { Append(text); }
   // The string's Mac OS Roman form; the reference stays the caller's.
   CAtlStringA(CFStringRef text);
-  explicit CAtlStringA(std::string_view text) : Base(text) {}
+  template <IsStdText<char> StdText>
+  CAtlStringA(const StdText& text) : Base(std::string_view(text)) {}
   // NOLINTEND(google-explicit-constructor)
 
   CAtlStringA& operator=(const CAtlStringA& other) {
@@ -127,6 +130,14 @@ class CAtlStringA : public StringOperations<CAtlStringA, NarrowUnits> {
   // folding. The same in any locale.
   [[nodiscard]] int Compare(std::string_view other) const;
   [[nodiscard]] int CompareNoCase(std::string_view other) const;
+  template <std::same_as<std::string> StdString>
+  [[nodiscard]] int Compare(const StdString& other) const {
+    return Compare(std::string_view(other));
+  }
+  template <std::same_as<std::string> StdString>
+  [[nodiscard]] int CompareNoCase(const StdString& other) const {
+    return CompareNoCase(std::string_view(other));
+  }
   [[nodiscard]] int Compare(const CAtlStringA& other) const { return Compare(other.View()); }
   [[nodiscard]] int CompareNoCase(const CAtlStringA& other) const {
     return CompareNoCase(other.View());
@@ -177,6 +188,10 @@ class CAtlStringA : public StringOperations<CAtlStringA, NarrowUnits> {
 
   // Writes the bytes.
   friend std::ostream& operator<<(std::ostream& out, const CAtlStringA& text);
+  template <typename Hash>
+  friend Hash AbslHashValue(Hash state, const CAtlStringA& text) {
+    return Hash::combine(std::move(state), text.View());
+  }
 
  private:
   void TakeFormatted(std::u16string_view units);

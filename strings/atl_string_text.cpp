@@ -1,6 +1,8 @@
 // Formatting of both string classes, and case mapping of the wide one.
 #include <algorithm>
 #include <cstdarg>
+#include <iterator>
+#include <string>
 #include <string_view>
 
 #include "platform/core_foundation/string.h"
@@ -50,6 +52,56 @@ void WriteMacRoman(std::u16string_view units, char* bytes) {
 }
 
 }  // namespace
+
+CAtlString CAtlString::FromUtf8(std::string_view text) {
+  CAtlString wide;
+  // Bytes that begin no character are few: what lies between them is converted at once.
+  while (!text.empty()) {
+    const char* source = text.data();
+    const char* const source_end = source + text.size();
+    char16_t units[256];
+    char16_t* end = units;
+    const TranscodingStop stop = DecodeUtf8(source, source_end, end, std::end(units));
+    wide.Append(std::u16string_view(units, static_cast<std::size_t>(end - units)));
+    text.remove_prefix(static_cast<std::size_t>(source - text.data()));
+    if (stop == TranscodingStop::kIllegal || stop == TranscodingStop::kSourceEnds) {
+      std::size_t behind = 0;
+      NextCharacter(text, behind);
+      wide += char16_t{0xFFFD};
+      text.remove_prefix(behind);
+    }
+  }
+  return wide;
+}
+
+CAtlString CAtlString::FromUtf8(std::u8string_view text) {
+  return FromUtf8(std::string_view(reinterpret_cast<const char*>(text.data()), text.size()));
+}
+
+std::string CAtlString::ToUtf8() const {
+  std::string utf8;
+  const std::u16string_view content = View();
+  utf8.resize(Utf8Length(content));
+  const char16_t* source = content.data();
+  const char16_t* const source_end = source + content.size();
+  char* end = utf8.data();
+  if (EncodeUtf8(source, source_end, end, utf8.data() + utf8.size()) == TranscodingStop::kDone) {
+    return utf8;
+  }
+  utf8.resize(static_cast<std::size_t>(end - utf8.data()));
+  for (std::size_t at = static_cast<std::size_t>(source - content.data()); at < content.size();) {
+    const std::size_t length = CharacterLength(content.substr(at));
+    char32_t character = content[at];
+    if (length == 2) {
+      character = FromSurrogates(content[at], content[at + 1]);
+    } else if (IsSurrogate(content[at])) {
+      character = 0xFFFD;
+    }
+    AppendCharacter(utf8, character);
+    at += length;
+  }
+  return utf8;
+}
 
 CAtlString& CAtlString::MakeUpper() {
   CopyBeforeWrite();

@@ -6,6 +6,7 @@
 #include <string_view>
 #include <utility>
 
+#include "text/code_page_codec.h"
 #include "text/mac_roman.h"
 #include "text/transcoding.h"
 
@@ -83,6 +84,29 @@ ConversionReport Latin1FromWide(TextView<char16_t> source, CAtlStringA& target) 
 ConversionReport MacRomanFromWide(TextView<char16_t> source, CAtlStringA& target) {
   return Narrow(source, target,
                 [](char16_t unit) { return unit < 0x80 ? unit : MacRomanOfUnit(unit); });
+}
+
+std::optional<ConversionReport> WideFromCodePage(unsigned int code_page, TextView<char> source,
+                                                 CAtlString& target) {
+  if (code_page == kUtf8CodePage) return WideFromUtf8(source, target);
+  if (!IsKnownCodePage(code_page)) return std::nullopt;
+  const std::optional<std::u16string> text = DecodeText(code_page, source);
+  if (!text) return ConversionReport{sourceIllegal, 0};
+  Length(text->size());
+  target = *text;
+  return ConversionReport{conversionOK, source.size()};
+}
+
+std::optional<ConversionReport> CodePageFromWide(unsigned int code_page, TextView<char16_t> source,
+                                                 CAtlStringA& target) {
+  if (!IsKnownCodePage(code_page)) return std::nullopt;
+  const auto needed = EncodeText(code_page, source, 0, nullptr, 0);
+  if (!needed) return std::nullopt;
+  if (needed->units != source.size()) return ConversionReport{sourceIllegal, needed->units};
+  CAtlStringA bytes;
+  EncodeText(code_page, source, 0, bytes.GetBufferSetLength(Length(needed->bytes)), needed->bytes);
+  target = std::move(bytes);
+  return ConversionReport{conversionOK, source.size()};
 }
 
 }  // namespace orvik

@@ -7,6 +7,7 @@
 #pragma once
 
 #include <cstddef>
+#include <optional>
 
 #include "strings/atl_string.h"
 #include "strings/atl_string_a.h"
@@ -31,5 +32,15 @@ struct ConversionReport {
 // UTF-16 to bytes of one character each.
 [[nodiscard]] ConversionReport Latin1FromWide(TextView<char16_t> source, CAtlStringA& target);
 [[nodiscard]] ConversionReport MacRomanFromWide(TextView<char16_t> source, CAtlStringA& target);
+
+// Text in a Windows code page (code_pages.h). Nothing, and the target as it was, for a code page
+// that the platform does not know. The report on bytes that are no text of the code page has the
+// position 0, unless they are UTF-8.
+[[nodiscard]] std::optional<ConversionReport> WideFromCodePage(unsigned int code_page,
+                                                               TextView<char> source,
+                                                               CAtlString& target);
+[[nodiscard]] std::optional<ConversionReport> CodePageFromWide(unsigned int code_page,
+                                                               TextView<char16_t> source,
+                                                               CAtlStringA& target);
 
 }  // namespace orvik

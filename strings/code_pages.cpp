@@ -52,6 +52,10 @@ int DecodeUtf8Into(std::string_view bytes, char16_t* target, int target_length) 
 
 }  // namespace
 
+BOOL IsValidCodePage(unsigned int code_page) {
+  return IsKnownCodePage(code_page) ? TRUE : FALSE;
+}
+
 int WideCharToMultiByte(unsigned int code_page, unsigned long, const char16_t* source,
                         int source_length, char* target, int target_length,
                         const char* default_character, BOOL* used_default) {

@@ -12,7 +12,10 @@
 #include <compare>
 #include <concepts>
 #include <cstddef>
+#include <cstdint>
 #include <functional>
+#include <optional>
+#include <string>
 #include <string_view>
 
 #include "strings/string_buffer.h"
@@ -69,6 +72,28 @@ class StringOperations : public StringBuffer<Units> {
   [[nodiscard]] int Find(OneUnit unit, int start = 0) const;
   [[nodiscard]] int FindOneOf(Text set) const;
   [[nodiscard]] int ReverseFind(OneUnit unit) const;
+  // Of the whole content, by units. An empty text is at every start and every end, and in every
+  // string.
+  [[nodiscard]] bool StartsWith(Text text) const { return this->View().starts_with(text); }
+  [[nodiscard]] bool EndsWith(Text text) const { return this->View().ends_with(text); }
+  [[nodiscard]] bool Contains(Text text) const { return this->View().find(text) != kNowhere; }
+  [[nodiscard]] bool Contains(OneUnit unit) const {
+    return this->View().find(static_cast<Unit>(unit)) != kNowhere;
+  }
+
+  // ---- Numbers: nothing unless the whole content is one ----
+
+  // Digits of the base (2 to 36, in either case) with a "-" before them or not. Nothing for a
+  // number that 64 bits do not hold.
+  [[nodiscard]] std::optional<std::int64_t> ToInteger(int base = 10) const;
+  // "12", "-0.5", "1e-3", "inf", "nan": with a point, whatever the locale. Nothing for a number
+  // that a double does not hold.
+  [[nodiscard]] std::optional<double> ToReal() const;
+
+  // The content as a string of the standard library.
+  [[nodiscard]] std::basic_string<Unit> ToStdString() const {
+    return std::basic_string<Unit>(this->View());
+  }
 
   // ---- Trimming: an empty set changes nothing ----
 
@@ -169,6 +194,14 @@ class StringOperations : public StringBuffer<Units> {
 
   friend bool operator==(const Derived& a, const Derived& b) { return a.View() == b.View(); }
   friend bool operator==(const Derived& a, std::basic_string_view<Unit> b) { return a.View() == b; }
+  template <std::same_as<std::basic_string<Unit>> StdString>
+  friend bool operator==(const Derived& a, const StdString& b) {
+    return a.View() == b;
+  }
+  template <std::same_as<std::basic_string<Unit>> StdString>
+  friend std::strong_ordering operator<=>(const Derived& a, const StdString& b) {
+    return a.Compare(std::basic_string_view<Unit>(b)) <=> 0;
+  }
   friend std::strong_ordering operator<=>(const Derived& a, const Derived& b) {
     return a.Compare(b) <=> 0;
   }
@@ -275,6 +308,8 @@ class StringOperations : public StringBuffer<Units> {
   }
 
  private:
+  static constexpr auto kNowhere = std::basic_string_view<Unit>::npos;
+
   Derived& Self() { return static_cast<Derived&>(*this); }
   static std::size_t Sum(std::size_t a, std::size_t b);
   static void Write(Unit* to, std::basic_string_view<Unit> text);

@@ -3,11 +3,16 @@
 
 #include <algorithm>
 #include <array>
+#include <charconv>
 #include <climits>
 #include <cstddef>
 #include <cstdint>
 #include <functional>
+#include <optional>
+#include <string>
 #include <string_view>
+#include <system_error>
+#include <type_traits>
 
 #include "strings/string_buffer_impl.h"
 #include "strings/string_operations.h"
@@ -61,6 +66,38 @@ template <typename Derived, typename Units>
 int StringOperations<Derived, Units>::ReverseFind(OneUnit unit) const {
   const std::size_t found = this->View().rfind(static_cast<Unit>(unit));
   return found == this->View().npos ? -1 : static_cast<int>(found);
+}
+
+// ---- Numbers ----
+
+// The number that the whole content is, as ASCII.
+template <typename Number, typename Unit, typename Format>
+std::optional<Number> ParseWhole(std::basic_string_view<Unit> content, Format format) {
+  // The longest exact spelling of a double has fewer characters, unless it has zeros in front.
+  constexpr std::size_t kLongest = 2048;
+  if (content.empty() || content.size() > kLongest) return std::nullopt;
+  std::string digits;
+  digits.reserve(content.size());
+  for (const Unit unit : content) {
+    if (static_cast<std::make_unsigned_t<Unit>>(unit) > 0x7F) return std::nullopt;
+    digits.push_back(static_cast<char>(unit));
+  }
+  Number number{};
+  const char* const end = digits.data() + digits.size();
+  const auto [stop, error] = std::from_chars(digits.data(), end, number, format);
+  if (error != std::errc() || stop != end) return std::nullopt;
+  return number;
+}
+
+template <typename Derived, typename Units>
+std::optional<std::int64_t> StringOperations<Derived, Units>::ToInteger(int base) const {
+  if (base < 2 || base > 36) return std::nullopt;
+  return ParseWhole<std::int64_t>(this->View(), base);
+}
+
+template <typename Derived, typename Units>
+std::optional<double> StringOperations<Derived, Units>::ToReal() const {
+  return ParseWhole<double>(this->View(), std::chars_format::general);
 }
 
 // ---- Trimming ----

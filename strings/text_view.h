@@ -3,6 +3,7 @@
 
 #include <concepts>
 #include <cstddef>
+#include <string>
 #include <string_view>
 #include <type_traits>
 
@@ -26,6 +27,11 @@ template <typename T, typename Unit>
 concept IsTextOf = HasViewOf<T, Unit> || IsArrayOf<T, Unit> ||
     (std::convertible_to<const T&, std::basic_string_view<Unit>> &&
      !std::same_as<T, std::nullptr_t>);
+
+// A string or a view of the standard library.
+template <typename T, typename Unit>
+concept IsStdText =
+    std::same_as<T, std::basic_string<Unit>> || std::derived_from<T, std::basic_string_view<Unit>>;
 
 template <typename Unit>
 class TextView : public std::basic_string_view<Unit> {

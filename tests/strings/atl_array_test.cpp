@@ -2,8 +2,10 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <exception>
 #include <new>
+#include <stdexcept>
 #include <string>
 #include <utility>
 #include <vector>
@@ -153,6 +155,26 @@ TEST(CAtlArray, StaysAsItWasWhenAnElementThrows) {
     EXPECT_EQ(Fragile::alive, static_cast<int>(array.GetCount()) + 1);
   }
   EXPECT_EQ(Fragile::alive, 0);
+}
+
+TEST(CAtlArray, ReadsAsAContainer) {
+  Strings array{u"a", u"b", u"c", u"d"};
+  EXPECT_EQ(array.size() + array.empty(), 4u);
+  EXPECT_EQ(array.data(), array.GetData());
+  array.RemoveAt(3);
+  array.RemoveAt(0, 2);
+  EXPECT_EQ(Joined(array), u"c|");
+  array.RemoveAt(1, 0);
+  for (const auto& [index, count] : {std::pair<std::size_t, std::size_t>{1, 1}, {0, 2}, {2, 0}}) {
+    EXPECT_THROW(array.RemoveAt(index, count), std::out_of_range);
+  }
+  EXPECT_THROW(array.RemoveAt(0, Strings::kNoIndex), std::out_of_range);
+  EXPECT_EQ(Joined(array), u"c|");
+  array.RemoveAt(0);
+  EXPECT_TRUE(array.empty());
+  CAtlArray<int> numbers{3, 1, 2};
+  std::ranges::sort(numbers);
+  EXPECT_EQ(std::vector<int>(numbers.begin(), numbers.end()), (std::vector{1, 2, 3}));
 }
 
 }  // namespace

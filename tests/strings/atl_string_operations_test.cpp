@@ -3,8 +3,10 @@
 
 #include <climits>
 #include <cstdarg>
+#include <cstdint>
 #include <iterator>
 #include <span>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <tuple>
@@ -234,6 +236,51 @@ TEST(CAtlStringOperations, MapsCaseWithinItsLength) {
   EXPECT_EQ(text.MakeLower().View(), u"\u00E9a\u03BF\u03C2");
   EXPECT_EQ(CAtlString().MakeUpper().MakeLower().GetString(), _afxPchNil);
   EXPECT_EQ(CAtlString(u"\xD83D\xDE00x").MakeReverse().View(), u"x\xDE00\xD83D");
+}
+
+TEST(CAtlStringOperations, SeesStartsEndsAndContents) {
+  const CAtlString text(u"a\0bc", 4);
+  EXPECT_TRUE(text.StartsWith(u"a") && text.StartsWith(text) && text.StartsWith(u""));
+  EXPECT_FALSE(text.StartsWith(u"b") || text.StartsWith(text + u"d") || text.EndsWith(u"b"));
+  EXPECT_TRUE(text.EndsWith(std::u16string(u"bc")) && text.EndsWith(CAtlString()));
+  EXPECT_TRUE(text.Contains(u'\0') && text.Contains(u16string_view(u"\0b", 2)));
+  EXPECT_FALSE(text.Contains(u"ab") || text.Contains(u'd') || CAtlString().Contains(u'a'));
+  EXPECT_TRUE(CAtlStringA("a\0bc", 4).Contains("bc"));  // behind the 0 byte, too
+}
+
+TEST(CAtlStringOperations, ReadsNumbersThatAreTheWholeText) {
+  const struct {
+    const char* text;
+    std::optional<std::int64_t> integer;
+    std::optional<double> real;
+  } cases[] = {
+      {"0", 0, 0.0},
+      {"-12", -12, -12.0},
+      {"9223372036854775807", INT64_MAX, 9223372036854775807.0},
+      {"9223372036854775808", std::nullopt, 9223372036854775808.0},
+      {"1e-3", std::nullopt, 0.001},
+      {".5", std::nullopt, 0.5},
+      {"1e999", std::nullopt, std::nullopt},
+      {"", std::nullopt, std::nullopt},
+      {" 1", std::nullopt, std::nullopt},
+      {"1 ", std::nullopt, std::nullopt},
+      {"+1", std::nullopt, std::nullopt},
+      {"1,5", std::nullopt, std::nullopt},
+      {"-", std::nullopt, std::nullopt},
+      {"1\xE9", std::nullopt, std::nullopt},
+  };
+  for (const auto& [text, integer, real] : cases) {
+    SCOPED_TRACE(text);
+    EXPECT_EQ(CAtlString(text).ToInteger(), integer);
+    EXPECT_EQ(CAtlStringA(text).ToInteger(), integer);
+    EXPECT_EQ(CAtlString(text).ToReal(), real);
+    EXPECT_EQ(CAtlStringA(text).ToReal(), real);
+  }
+  EXPECT_EQ(CAtlString(u"fF").ToInteger(16), 255);
+  EXPECT_EQ(CAtlString(u"1").ToInteger(1), std::nullopt);
+  EXPECT_EQ(CAtlString(u"1").ToInteger(37), std::nullopt);
+  EXPECT_EQ(CAtlString(u"\u0661").ToInteger(), std::nullopt);  // a digit of another script
+  EXPECT_EQ(CAtlString(u'1', 5000).ToReal(), std::nullopt);
 }
 
 }  // namespace

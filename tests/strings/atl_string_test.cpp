@@ -23,6 +23,7 @@ namespace {
 
 using std::u16string_view;
 using test::TextsOf;
+using namespace std::string_literals;
 
 // Which pairs each operator takes. What is not offered does not compile instead of picking a
 // conversion: an array, a platform string and a narrow string are all one conversion away.
@@ -267,6 +268,44 @@ TEST(CAtlString, TakesViewsAndStandardStrings) {
   EXPECT_EQ((text = std::string_view("\xE9")).View(), u"\u00E9");
   EXPECT_TRUE(text == u16string_view(u"\u00E9") && text == "\xE9" && "\xE9" <= text);
   EXPECT_TRUE(text != "e" && text > u16string_view(u"z") && "z" < text);
+  // They pass for a string, and comparisons with them go by units.
+  const auto length = [](const CAtlString& argument) { return argument.GetLength(); };
+  const auto bytes = [](const CAtlStringA& argument) { return argument.GetLength(); };
+  EXPECT_EQ(length(std::u16string(u"a\0b", 3)) + length(view) + bytes(std::string("ab")), 8);
+  const std::u16string composed(u"\u00E9"), decomposed(u"e\u0301");
+  EXPECT_TRUE(text == composed && composed == text && text != decomposed && text > decomposed);
+  EXPECT_EQ(text.Compare(composed) + text.CompareNoCase(std::u16string(u"\u00C9")), 0);
+  EXPECT_TRUE(CAtlStringA("a") == std::string("a") && CAtlStringA("a") < std::string("b"));
+  EXPECT_EQ(text.ToStdString(), composed);
+  // 8-bit text of the standard library has no encoding that could be guessed.
+  EXPECT_FALSE((std::is_constructible_v<CAtlString, std::string>));
+  EXPECT_FALSE((std::is_convertible_v<std::string_view, CAtlString>));
+}
+
+TEST(CAtlString, MeetsUtf8OfTheStandardLibrary) {
+  const std::u16string all = u"a\0\u00E9\u4E00\U0001F600"s;
+  const std::string utf8("a\0\xC3\xA9\xE4\xB8\x80\xF0\x9F\x98\x80", 11);
+  EXPECT_EQ(CAtlString::FromUtf8(utf8), all);
+  EXPECT_EQ(CAtlString(all).ToUtf8(), utf8);
+  EXPECT_EQ(CAtlString::FromUtf8(u8"\u00E9"), std::u16string(u"\u00E9"));
+  EXPECT_EQ(CAtlString::FromUtf8(std::string_view()).GetString(), _afxPchNil);
+  EXPECT_EQ(CAtlString().ToUtf8(), "");
+  const std::pair<std::string_view, u16string_view> malformed[] = {
+      {"\xFF", u"\uFFFD"},
+      {"a\xE4\xB8", u"a\uFFFD\uFFFD"},
+      {"\xC0\xAFz", u"\uFFFD\uFFFDz"},
+      {"\xED\xA0\x80", u"\uFFFD\uFFFD\uFFFD"},
+  };
+  for (const auto& [bytes, text] : malformed) EXPECT_EQ(CAtlString::FromUtf8(bytes).View(), text);
+  EXPECT_EQ(CAtlString(u"a\xD800z\xDC00\u00E9").ToUtf8(), "a\xEF\xBF\xBDz\xEF\xBF\xBD\xC3\xA9");
+  // Characters that lie over the end of a piece.
+  for (int before = 250; before < 260; ++before) {
+    const CAtlString text = CAtlString(u'x', before) + all + CAtlString(u'y', 300) + all;
+    EXPECT_EQ(CAtlString::FromUtf8(text.ToUtf8()), text);
+    const std::string broken = std::string(before, 'x') + "\xF0\x9F\x98" + utf8;
+    EXPECT_EQ(CAtlString::FromUtf8(broken).View().substr(before),
+              std::u16string(u"\uFFFD\uFFFD\uFFFD") + all);
+  }
 }
 
 TEST(CAtlString, FoldsCaseAlikeInEveryLocale) {

@@ -10,6 +10,7 @@
 #include <utility>
 
 #include "strings/checked_conversions.h"
+#include "strings/code_pages.h"
 
 namespace orvik {
 namespace {
@@ -118,6 +119,21 @@ TEST(CheckedConversions, SayWhichUnitHasNoCounterpart) {
     EXPECT_EQ(report.position, position);
     EXPECT_EQ(text, target);
   }
+}
+
+TEST(CheckedConversions, ReportUnknownCodePagesAndLosses) {
+  CAtlString wide(u"old");
+  CAtlStringA narrow("old");
+  EXPECT_FALSE(WideFromCodePage(4711, "x", wide) || CodePageFromWide(4711, u"x", narrow));
+  EXPECT_TRUE(IsValidCodePage(1252) && IsValidCodePage(CP_UTF8) && !IsValidCodePage(4711));
+  EXPECT_EQ(WideFromCodePage(932, "\x83", wide)->status, sourceIllegal);
+  EXPECT_EQ(WideFromCodePage(CP_UTF8, "ab\xFF", wide)->position, 2u);
+  const auto lossy = CodePageFromWide(1252, u"a\u20AC\u4E00", narrow);
+  EXPECT_TRUE(lossy && lossy->status == sourceIllegal && lossy->position == 2);
+  EXPECT_TRUE(wide == u16string_view(u"old") && narrow == "old");
+  EXPECT_TRUE(WideFromCodePage(1252, "\x80", wide)->status == conversionOK);
+  EXPECT_TRUE(*CodePageFromWide(1252, wide, narrow));
+  EXPECT_TRUE(wide == u16string_view(u"\u20AC") && narrow == "\x80");
 }
 
 }  // namespace
