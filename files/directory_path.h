@@ -9,6 +9,15 @@
 // processes end with the same file.
 #pragma once
 
+#include <compare>
+#include <cstddef>
+#include <functional>
+#include <iosfwd>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <utility>
+
 #include "files/file_path.h"
 #include "platform/core_foundation/base.h"
 #include "strings/atl_array.h"
@@ -112,6 +121,44 @@ class COrvikDirectoryPath {
   // else the platform's status of opening or closing the walk.
   OSErr FindFilesInDirectory(const CAtlString& pattern, CAtlArray<COrvikFilePath>& files) const;
 
+  // ---- Beside other libraries ----
+
+  // A path from outside is bytes, as a rule UTF-8; every name on disk has its path here
+  // (path_arguments.h). From a std::filesystem::path: FromPath(path).
+  static COrvikDirectoryPath FromBytes(std::string_view bytes);
+  template <HasNativeBytes Path>
+  static COrvikDirectoryPath FromPath(const Path& path) {
+    return FromBytes(path.native());
+  }
+  // The bytes under which the system calls find it (PathForLibc of path_arguments.h); empty for the
+  // empty path and when no file can have that name. As a path of another library:
+  // ToPath<std::filesystem::path>().
+  [[nodiscard]] std::string ToBytes() const;
+  template <typename Path>
+  [[nodiscard]] Path ToPath() const {
+    return Path(ToBytes());
+  }
+
+  // The folder of that name in a folder (AddDirectoryToPath). A file in it: CreateFilePath.
+  friend COrvikDirectoryPath operator/(COrvikDirectoryPath folder, const CAtlString& name) {
+    folder.AddDirectoryToPath(name);
+    return folder;
+  }
+  // The text from below the folder on; empty for the folder itself, nothing for what is not in it.
+  // By the units of whole names, without looking at the disk.
+  [[nodiscard]] std::optional<CAtlString> RelativeTo(const COrvikDirectoryPath& folder) const;
+
+  // By the units of the texts. IsEqualPath ignores case.
+  friend bool operator==(const COrvikDirectoryPath& a, const COrvikDirectoryPath& b) = default;
+  friend std::strong_ordering operator<=>(const COrvikDirectoryPath& a,
+                                          const COrvikDirectoryPath& b) = default;
+  // Writes the bytes of the path, as it was given.
+  friend std::ostream& operator<<(std::ostream& out, const COrvikDirectoryPath& path);
+  template <typename Hash>
+  friend Hash AbslHashValue(Hash state, const COrvikDirectoryPath& path) {
+    return Hash::combine(std::move(state), path.path_);
+  }
+
  private:
   static CAtlString my_GlobalTempFilePath;
 
@@ -119,3 +166,10 @@ class COrvikDirectoryPath {
 };
 
 }  // namespace orvik
+
+template <>
+struct std::hash<orvik::COrvikDirectoryPath> {
+  std::size_t operator()(const orvik::COrvikDirectoryPath& path) const {
+    return std::hash<orvik::CAtlString>()(path.GetDirectoryPathString());
+  }
+};

@@ -12,7 +12,15 @@
 //   name             name         name             (empty)           (empty)
 #pragma once
 
+#include <compare>
+#include <concepts>
+#include <cstddef>
+#include <functional>
+#include <iosfwd>
+#include <optional>
+#include <string>
 #include <string_view>
+#include <utility>
 
 #include "strings/atl_string.h"
 #include "strings/atl_string_a.h"
@@ -23,6 +31,12 @@ namespace [[gnu::visibility("default")]] orvik {
 class COrvikDirectoryPath;
 class Progress;
 struct TreeReport;
+
+// A path of another library that keeps bytes, such as std::filesystem::path.
+template <typename T>
+concept HasNativeBytes = requires(const T& path) {
+  { path.native() } -> std::convertible_to<std::string_view>;
+};
 
 class COrvikFilePath {
  public:
@@ -106,8 +120,48 @@ class COrvikFilePath {
   BOOL GetFileChecksum(std::uint32_t& checksum, TreeReport* report,
                        Progress* progress = nullptr) const;
 
+  // ---- Beside other libraries ----
+
+  // A path from outside is bytes, as a rule UTF-8; every name on disk has its path here
+  // (path_arguments.h). From a std::filesystem::path: FromPath(path).
+  static COrvikFilePath FromBytes(std::string_view bytes);
+  template <HasNativeBytes Path>
+  static COrvikFilePath FromPath(const Path& path) {
+    return FromBytes(path.native());
+  }
+  // The bytes under which the system calls find it (PathForLibc of path_arguments.h); empty for the
+  // empty path and when no file can have that name. As a path of another library:
+  // ToPath<std::filesystem::path>().
+  [[nodiscard]] std::string ToBytes() const;
+  template <typename Path>
+  [[nodiscard]] Path ToPath() const {
+    return Path(ToBytes());
+  }
+
+  // The text from below the folder on; empty for the folder itself, nothing for what is not in it.
+  // By the units of whole names, without looking at the disk.
+  [[nodiscard]] std::optional<CAtlString> RelativeTo(const COrvikDirectoryPath& folder) const;
+
+  // By the units of the texts. IsEqualPath ignores case.
+  friend bool operator==(const COrvikFilePath& a, const COrvikFilePath& b) = default;
+  friend std::strong_ordering operator<=>(const COrvikFilePath& a,
+                                          const COrvikFilePath& b) = default;
+  // Writes the bytes of the path, as it was given.
+  friend std::ostream& operator<<(std::ostream& out, const COrvikFilePath& path);
+  template <typename Hash>
+  friend Hash AbslHashValue(Hash state, const COrvikFilePath& path) {
+    return Hash::combine(std::move(state), path.path_);
+  }
+
  private:
   CAtlString path_;
 };
 
 }  // namespace orvik
+
+template <>
+struct std::hash<orvik::COrvikFilePath> {
+  std::size_t operator()(const orvik::COrvikFilePath& path) const {
+    return std::hash<orvik::CAtlString>()(path.GetFilePathString());
+  }
+};

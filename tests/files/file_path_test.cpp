@@ -4,6 +4,9 @@
 #include <fcntl.h>
 #include <unistd.h>
 
+#include <sstream>
+#include <unordered_set>
+
 #include "files/checksum.h"
 #include "files/directory_manipulator.h"
 #include "files/file_manipulator.h"
@@ -233,6 +236,42 @@ TEST_F(Spellings, EveryCallFindsTheFile) {
   WriteFile(At("tree") / kDecomposed / "x", "x");
   EXPECT_TRUE(CDirectoryManipulator::RemoveDirectoryAndContents(Folder(At("tree") / kComposed)));
   EXPECT_TRUE(fs::is_empty(At("tree")));
+}
+
+TEST_F(FilePathOnDisk, MeetsThePathsOfOtherLibraries) {
+  // Names that are not UTF-8, and with a backslash, lead to the same file again.
+  const fs::path names[] = {top_ / "plain", top_ / "b\\s", top_ / "caf\xE9", top_ / "\xC3\xA9"};
+  for (const fs::path& name : names) {
+    WriteFile(name, "x");
+    const COrvikFilePath file = COrvikFilePath::FromPath(name);
+    EXPECT_TRUE(file.FileExists()) << name;
+    EXPECT_EQ(file, COrvikFilePath::FromBytes(name.string()));
+    EXPECT_EQ(file.ToPath<fs::path>(), name);
+    std::ostringstream out;
+    out << file << ' ' << COrvikDirectoryPath::FromPath(name);
+    EXPECT_EQ(out.str(), name.string() + " " + name.string());
+  }
+  EXPECT_EQ(COrvikFilePath().ToBytes(), "");
+  EXPECT_EQ(COrvikFilePath(CAtlString(u"a\0b", 3)).ToBytes(), "");
+}
+
+TEST(FilePath, IsAValueByItsUnits) {
+  const COrvikFilePath a(u"/x/a"), upper(u"/X/a");
+  EXPECT_TRUE(a == COrvikFilePath(u"\\x\\a") && a != upper && upper < a);
+  const std::unordered_set<COrvikFilePath> files{a, upper, COrvikFilePath(u"/x/a")};
+  EXPECT_EQ(files.size(), 2u);
+  const COrvikDirectoryPath root, folder = root / u"x";
+  EXPECT_EQ(std::unordered_set<COrvikDirectoryPath>({folder, COrvikDirectoryPath(u"/x")}).size(),
+            1u);
+  EXPECT_EQ((folder / std::u16string(u"b\\c") / CAtlString()).CreateFilePath(u"d"),
+            COrvikFilePath(u"/x/b/c/d"));
+  EXPECT_EQ(a.RelativeTo(folder), CAtlString(u"a"));
+  EXPECT_EQ(a.RelativeTo(root), CAtlString(u"x/a"));
+  EXPECT_EQ(folder.RelativeTo(folder), CAtlString());
+  for (const char16_t* other : {u"/X", u"/x/a/b", u"/x/ab", u"x"}) {
+    EXPECT_EQ(a.RelativeTo(COrvikDirectoryPath(other)), std::nullopt);
+  }
+  EXPECT_EQ(COrvikFilePath(u"/xy/a").RelativeTo(folder), std::nullopt);
 }
 
 }  // namespace
