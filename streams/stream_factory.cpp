@@ -1,5 +1,6 @@
 #include "streams/stream_factory.h"
 
+#include "streams/readable_compressed_file_stream.h"
 #include "streams/readable_stream_on_file.h"
 #include "streams/writable_compressed_file_stream.h"
 #include "streams/writable_file_stream.h"
@@ -30,6 +31,11 @@ CComPtr<IStream> CStreamFactory::CreateReadableStreamOnFile(const COrvikFilePath
 CComPtr<IStream> CStreamFactory::CreateReadableStreamOnFile(const COrvikFilePath& path,
                                                             _LARGE_INTEGER start) {
   auto* const stream = new CReadableStreamOnFile(path, start);
+  return Keep(stream, stream->opened());
+}
+
+CComPtr<IStream> CStreamFactory::CreateReadableCompressedFileStream(const COrvikFilePath& path) {
+  auto* const stream = new CReadableCompressedFileStream(path);
   return Keep(stream, stream->opened());
 }
 

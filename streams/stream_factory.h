@@ -19,6 +19,10 @@ class CStreamFactory {
   static CComPtr<IStream> CreateReadableStreamOnFile(const COrvikFilePath& path,
                                                      _LARGE_INTEGER start);
 
+  // Reads what CreateWritableCompressedFileStream has written
+  // (readable_compressed_file_stream.h). Null when the file cannot be opened.
+  static CComPtr<IStream> CreateReadableCompressedFileStream(const COrvikFilePath& path);
+
   // Creates or empties the file. Null for the empty path and when it cannot be opened. The start
   // changes nothing.
   static CComPtr<IStream> CreateWritableFileStream(const COrvikFilePath& path);

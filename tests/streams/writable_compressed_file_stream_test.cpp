@@ -218,5 +218,45 @@ TEST_F(WritableCompressedFileStreamTest, CompressesFiles) {
   EXPECT_NE(zlib1_compress(output, &length, input, 3), 0);
 }
 
+TEST_F(WritableCompressedFileStreamTest, IsReadAgain) {
+  const auto read = [this](std::size_t piece) -> std::pair<HRESULT, std::string> {
+    const CComPtr<IStream> stream = CStreamFactory::CreateReadableCompressedFileStream(path_);
+    if (stream == nullptr) return {E_UNEXPECTED, ""};
+    std::string all, buffer(piece, '\0');
+    for (;;) {
+      unsigned long count = 0;
+      const HRESULT result = stream->Read(buffer.data(), buffer.size(), &count);
+      all.append(buffer, 0, count);
+      if (result != S_OK) {
+        EXPECT_EQ(stream->Read(buffer.data(), 1, &count), result) << "as before";
+        return {result, all};
+      }
+    }
+  };
+  EXPECT_EQ(read(1).first, E_UNEXPECTED) << "there is no file";
+  // Long runs give much for few bytes, noise is left as it is.
+  for (const std::string& content : {std::string(), std::string("x"), std::string(3 << 20, 'a'),
+                                     Noise(200'000), Noise(400'000)}) {
+    ASSERT_EQ(Compress(content), S_OK);
+    for (const std::size_t piece : {std::size_t{7777}, std::size_t{5} << 20}) {
+      EXPECT_TRUE(read(piece) == (std::pair<HRESULT, std::string>(S_FALSE, content)));
+    }
+  }
+  ASSERT_EQ(Compress(Noise(200'000)), S_OK);
+  const std::string whole = ReadFile(file_);
+  std::string damaged = whole;
+  damaged[whole.size() - 2] ^= 1;  // in the checksum
+  for (const std::string& bytes : {whole.substr(0, whole.size() - 1), whole.substr(0, 2),
+                                   whole + "x", damaged, whole + std::string(70'000, 'x')}) {
+    WriteFile(file_, bytes);
+    const auto [result, text] = read(1 << 16);
+    EXPECT_EQ(result, E_FAIL) << bytes.size();
+    EXPECT_TRUE(Noise(200'000).starts_with(text)) << "what came before the fault is right";
+  }
+  const auto stream = CStreamFactory::CreateReadableCompressedFileStream(path_);
+  EXPECT_EQ(stream->Read(nullptr, 1, nullptr), E_INVALIDARG);
+  EXPECT_EQ(CStreamFactory::CreateReadableCompressedFileStream(File(folder_)), nullptr);
+}
+
 }  // namespace
 }  // namespace orvik::test
