@@ -109,6 +109,8 @@ PreferenceWatch::PreferenceWatch(int scope, std::u16string_view key_path,
 }
 
 PreferenceWatch::~PreferenceWatch() = default;
+PreferenceWatch::PreferenceWatch(PreferenceWatch&&) noexcept = default;
+PreferenceWatch& PreferenceWatch::operator=(PreferenceWatch&&) noexcept = default;
 
 const PrefStatus& PreferenceWatch::status() const {
   return state_->status;

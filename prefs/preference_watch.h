@@ -39,6 +39,10 @@ class PreferenceWatch {
   ~PreferenceWatch();
   PreferenceWatch(const PreferenceWatch&) = delete;
   PreferenceWatch& operator=(const PreferenceWatch&) = delete;
+  // The watch goes on in the new object, with the same descriptor. The old one may only be destroyed
+  // or assigned to.
+  PreferenceWatch(PreferenceWatch&&) noexcept;
+  PreferenceWatch& operator=(PreferenceWatch&&) noexcept;
 
   // kUnknownScope, kRefusedDomain; kNotPermitted when the system grants no watch. Of a file that
   // cannot be read, why: the last values then hold until it can be.

@@ -69,6 +69,19 @@ TEST_F(PreferenceWatchTest, SeesTheFileBehindLinksAndALinkThatIsChanged) {
   EXPECT_EQ(Next(watch), (Changes{{{u"n"}, u"two", u"last"}}));
 }
 
+TEST_F(PreferenceWatchTest, GoesOnInAnotherObject) {
+  std::vector<PreferenceWatch> watches;
+  watches.emplace_back(kSharedScope, u"A", u"com.example.Store");
+  const int descriptor = watches.front().descriptor();
+  watches.emplace_back(kSharedScope, u"B", u"com.example.Store");  // the first one moves
+  EXPECT_EQ(watches.front().descriptor(), descriptor);
+  EXPECT_TRUE(settings_.Set(u"A", u"n", 1).ok());
+  EXPECT_EQ(Next(watches.front()), (Changes{{{u"n"}, std::nullopt, 1}}));
+  watches.front() = std::move(watches.back());
+  EXPECT_TRUE(settings_.Set(u"B", u"n", 2).ok());
+  EXPECT_EQ(Next(watches.front()), (Changes{{{u"n"}, std::nullopt, 2}}));
+}
+
 TEST_F(PreferenceWatchTest, RefusesWhatNamesNoFile) {
   EXPECT_EQ(PreferenceWatch(kSharedScope, u"", u"../x").status().error, PrefError::kRefusedDomain);
   EXPECT_EQ(PreferenceWatch(7, u"", u"x").status().error, PrefError::kUnknownScope);
