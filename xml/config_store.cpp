@@ -167,6 +167,22 @@ bool HasRoot(int scope) {
   return state != nullptr && state->Root() != nullptr;
 }
 
+// The names of the children of that tag.
+bool ListChildren(int scope, const CAtlString& key_path, const char16_t* tag,
+                  CAtlArray<CAtlString>& names) {
+  names.RemoveAll();
+  TiXmlElement* const key = FindKey(scope, key_path);
+  if (key == nullptr) return false;
+  for (TiXmlElement* child = key->FirstChildElement(); child != nullptr;
+       child = child->NextSiblingElement()) {
+    const char* const name = child->Attribute(kName);
+    if (name != nullptr && HasFoldedName(child->Value(), tag)) {
+      names.Add(MakeWideStringFromUTF8String(name));
+    }
+  }
+  return true;
+}
+
 }  // namespace
 
 bool SetXMLConfig(int scope, COrvikFilePath path) {
@@ -289,17 +305,11 @@ bool DeleteXMLSubKeyElement(int scope, CAtlString key_path) {
 }
 
 bool ListPreferencesXMLConfig(int scope, CAtlString key_path, CAtlArray<CAtlString>& names) {
-  names.RemoveAll();
-  TiXmlElement* const key = FindKey(scope, key_path);
-  if (key == nullptr) return false;
-  for (TiXmlElement* child = key->FirstChildElement(); child != nullptr;
-       child = child->NextSiblingElement()) {
-    const char* const name = child->Attribute(kName);
-    if (name != nullptr && HasFoldedName(child->Value(), u"key")) {
-      names.Add(MakeWideStringFromUTF8String(name));
-    }
-  }
-  return true;
+  return ListChildren(scope, key_path, u"key", names);
+}
+
+bool ListValuesXMLConfig(int scope, CAtlString key_path, CAtlArray<CAtlString>& names) {
+  return ListChildren(scope, key_path, u"value", names);
 }
 
 }  // namespace orvik

@@ -8,6 +8,10 @@
 //     <key name="A"> <key name="B"> <value name="v" data="5"/> </key> </key>
 //   </key>
 //
+// "/" and "\" both separate, so no name of a key holds either: what is written under "C:\Programs"
+// is the key "Programs" in the key "C:". A program that keeps such names encodes them, or keeps them
+// as names of values, which are used as they are.
+//
 // The file is read once, by the first operation that needs it, and worked on in memory; only
 // SaveXMLConfigFile writes. Later changes to the file by others are not seen.
 //
@@ -151,5 +155,7 @@ bool DeleteXMLSubKeyElement(int scope, CAtlString key_path);
 
 // The names of the keys, not the values, below a key. False when there is no such key.
 bool ListPreferencesXMLConfig(int scope, CAtlString key_path, CAtlArray<CAtlString>& names);
+// The names of the values of a key, in the order of the document. False when there is no such key.
+bool ListValuesXMLConfig(int scope, CAtlString key_path, CAtlArray<CAtlString>& names);
 
 }  // namespace orvik

@@ -72,11 +72,14 @@ class ConfigStoreTest : public EnvironmentTest {
     const bool found = GetXMLConfigString(scope, key, name, value);
     return (found ? u"" : u"-") + std::u16string(value.View());
   }
-  static Names Keys(const CAtlString& key) {
+  static Names Keys(const CAtlString& key) { return Listed(ListPreferencesXMLConfig, key); }
+  static Names Values(const CAtlString& key) { return Listed(ListValuesXMLConfig, key); }
+  static Names Listed(bool (*list)(int, CAtlString, CAtlArray<CAtlString>&),
+                      const CAtlString& key) {
     CAtlArray<CAtlString> names;
     names.Add(u"old");
     Names result;
-    if (!ListPreferencesXMLConfig(1, key, names)) result.push_back(u"-");
+    if (!list(1, key, names)) result.push_back(u"-");
     for (const CAtlString& name : names) result.emplace_back(name.View());
     return result;
   }
@@ -203,7 +206,7 @@ TEST_F(ConfigStoreTest, ElementsAreMatchedWithoutCaseAndTheFirstWins) {
   EXPECT_EQ(GetXMLConfigValueElement(nullptr, u"", u"v"), nullptr);
 }
 
-TEST_F(ConfigStoreTest, ListsKeysOnlyAndDeletesButNeverTheRoot) {
+TEST_F(ConfigStoreTest, ListsKeysOrValuesAndDeletesButNeverTheRoot) {
   UseContent(
       User("<key name='a'><key name='x'/></key><value name='b'/><KEY name='Grüße'/><key/>"
            "<other name='c'/>"));
@@ -211,6 +214,9 @@ TEST_F(ConfigStoreTest, ListsKeysOnlyAndDeletesButNeverTheRoot) {
   EXPECT_EQ(Keys(u"A"), Names{u"x"});
   EXPECT_EQ(Keys(u"a/x"), Names{});
   EXPECT_EQ(Keys(u"none"), Names{u"-"});
+  EXPECT_EQ(Values(u""), Names{u"b"});
+  EXPECT_EQ(Values(u"a"), Names{});
+  EXPECT_EQ(Values(u"none"), Names{u"-"});
   UseContent(User("<key name='a'><key name='b'/><value name='v' data='1'/></key>"));
   EXPECT_TRUE(DeleteXMLConfigValueElement(1, u"a", u"none"));
   EXPECT_TRUE(DeleteXMLConfigValueElement(1, u"none", u"v"));
