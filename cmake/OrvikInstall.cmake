@@ -65,6 +65,15 @@ endif()
 install(FILES tools/orvikprefs/completion/_orvikprefs
   DESTINATION ${CMAKE_INSTALL_DATADIR}/zsh/${zsh_folder} COMPONENT command-line)
 
+# The documents and the examples, in the folders of the tree, so that their links hold.
+set(documents_dir ${CMAKE_INSTALL_DATADIR}/doc/liborvik-dev)
+file(GLOB pages CONFIGURE_DEPENDS *.md)
+install(FILES ${pages} DESTINATION ${documents_dir} COMPONENT development)
+install(DIRECTORY docs DESTINATION ${documents_dir} COMPONENT development
+  FILES_MATCHING PATTERN "*.md" PATTERN "*.svg")
+install(DIRECTORY examples DESTINATION ${documents_dir} COMPONENT development
+  USE_SOURCE_PERMISSIONS)
+
 # Where Ansible looks for the plugins of a site.
 install(DIRECTORY tools/ansible/plugins
   DESTINATION ${CMAKE_INSTALL_DATADIR}/ansible COMPONENT ansible PATTERN __pycache__ EXCLUDE)

@@ -4,8 +4,11 @@
 #   tool           orvik-postflight  the installer's tool and its manual page
 #   command-line   orvikprefs        the administrator's command line, manual page, completions
 #   library-LAYER  liborvik-LAYER2   the shared library of a layer
-#   development    liborvik-dev      headers, static libraries, CMake and pkg-config files
+#   development    liborvik-dev      headers, static libraries, CMake and pkg-config files, documents,
+#                                    examples
 #   ansible        orvik-ansible     the Ansible module
+#
+# Programs and shared libraries have their debug symbols in a package of the same name with "-dbgsym".
 
 set(packages
   "tool|orvik-postflight" "command-line|orvikprefs" "development|liborvik-dev"
@@ -17,7 +20,8 @@ set(CPACK_PACKAGE_VERSION ${PROJECT_VERSION})
 set(CPACK_PACKAGE_CONTACT "ORVIK maintainers <maintainers@orvik.example>")
 set(CPACK_PACKAGING_INSTALL_PREFIX /usr)
 set(CPACK_PACKAGE_DIRECTORY ${PROJECT_SOURCE_DIR}/build/packages)
-set(CPACK_STRIP_FILES ON)
+# The debug symbols go to packages of their own when the files are stripped.
+set(CPACK_DEBIAN_DEBUGINFO_PACKAGE ON)
 set(CPACK_INSTALL_DEFAULT_DIRECTORY_PERMISSIONS
   OWNER_READ OWNER_WRITE OWNER_EXECUTE GROUP_READ GROUP_EXECUTE WORLD_READ WORLD_EXECUTE)
 set(CPACK_PRE_BUILD_SCRIPTS ${CMAKE_CURRENT_LIST_DIR}/finish_tree.cmake)
@@ -78,8 +82,8 @@ set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_DEPENDS
   "libboost-dev, libexpat1-dev, libicu-dev, libtinyxml-dev, zlib1g-dev")
 set(CPACK_DEBIAN_DEVELOPMENT_DESCRIPTION "ORVIK support library (development files)
 Windows-style strings, files, streams, XML and a registry-like preference
-store. This package holds the headers, the static libraries and the files
-for CMake and pkg-config.")
+store. This package holds the headers, the static libraries, the files for
+CMake and pkg-config, the documents and the examples.")
 
 get_cmake_property(installed_components COMPONENTS)
 foreach(pair ${packages})

@@ -6,6 +6,7 @@ usage: documents_test.py SOURCE_FOLDER [WORK_FOLDER PREFIX]
 - Every link to a file of the tree leads to one, and to a heading that is there.
 - Every listing in C++ or CMake follows a line <!-- FILE --> and is that file, or a part of it.
 - The pages of the library, and the installed headers, name only headers that are installed.
+- With a prefix, the links of the installed documents lead to files there.
 - With a work folder, every shell block that follows a line <!-- run --> runs in a copy of the
   examples on what is installed below PREFIX, and prints something.
 """
@@ -92,6 +93,9 @@ def main():
         if len(sys.argv) > 2:
             ran += text.count("<!-- run -->")
             problems += run_blocks(source, path, text, pathlib.Path(sys.argv[2]), sys.argv[3])
+    if len(sys.argv) > 2:
+        for path in documents(pathlib.Path(sys.argv[3], "share/doc/liborvik-dev")):
+            problems += check_links(path, path.read_text())
     if len(sys.argv) > 2 and ran == 0:
         problems.append("no document shows a command to run")
     print("\n".join(problems))

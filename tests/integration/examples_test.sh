@@ -1,5 +1,5 @@
 #!/usr/bin/env bash
-# Installs the build, builds the examples on what is installed, runs each, and runs the commands that
+# Installs the build, builds the installed examples on what is installed, runs each, and runs the commands that
 # the documents show.
 # usage: examples_test.sh BUILD_FOLDER WORK_FOLDER COMPILER FLAGS
 set -euo pipefail
@@ -16,7 +16,7 @@ fail() {
   exit 1
 }
 
-cmake -S "$tree/examples" -B "$work/examples" -G Ninja -DCMAKE_PREFIX_PATH="$work/prefix" \
+cmake -S "$work/prefix/share/doc/liborvik-dev/examples" -B "$work/examples" -G Ninja -DCMAKE_PREFIX_PATH="$work/prefix" \
   -DCMAKE_BUILD_TYPE=None >"$work/configure.log"
 cmake --build "$work/examples" -j 2 >"$work/build.log" || fail "$(cat "$work/build.log")"
 ctest --test-dir "$work/examples" --output-on-failure --timeout 60

@@ -23,7 +23,7 @@ TEST_F(PackagesTest, HoldWhatTheySayAndNameWhatTheyNeed) {
     const CommandResult made =
         RunCommand({"cpack", "--config", (ProgramFolder().parent_path() / "CPackConfig.cmake"),
                     "-B", target.string(), "-D", "CPACK_DEBIAN_COMPRESSION_TYPE=none", "-D",
-                    "CPACK_STRIP_FILES=OFF", "-D", more});
+                    "CPACK_DEBIAN_DEBUGINFO_PACKAGE=OFF", "-D", more});
     ASSERT_EQ(made.status, 0) << made.out << made.err;
   };
   make(folder, "CPACK_VERBATIM_VARIABLES=ON");
