@@ -89,9 +89,9 @@ class CAtlString : public StringOperations<CAtlString, WideUnits> {
   CAtlString(const CAtlStringA& text);
   template <IsStdText<char16_t> StdText>
   CAtlString(const StdText& text) : Base(std::u16string_view(text)) {}
-  // Which encoding?
+  // Which encoding? (Explicit, so that it stands in the way of no other function.)
   template <IsStdText<char> StdText>
-  CAtlString(const StdText& text) = delete;  // FromUtf8(text), or of ISO 8859-1 CAtlStringA(text)
+  explicit CAtlString(const StdText&) = delete;  // FromUtf8, or CAtlStringA for ISO 8859-1
   // NOLINTEND(google-explicit-constructor)
 
   // UTF-8 (RFC 3629) from and to the standard library's strings. An unpaired surrogate, and what is
