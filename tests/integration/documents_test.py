@@ -6,6 +6,7 @@ usage: documents_test.py SOURCE_FOLDER [WORK_FOLDER PREFIX]
 - Every link to a file of the tree leads to one, and to a heading that is there.
 - Every listing in C++ or CMake follows a line <!-- FILE --> and is that file, or a part of it.
 - The pages of the library, and the installed headers, name only headers that are installed.
+- The page of the public headers says what they say.
 - With a prefix, the links of the installed documents lead to files there.
 - With a work folder, every shell block that follows a line <!-- run --> runs in a copy of the
   examples on what is installed below PREFIX, and prints something.
@@ -79,7 +80,8 @@ def main():
     source = pathlib.Path(sys.argv[1])
     installed = subprocess.run(["cmake", "-P", source / "cmake/public_headers.cmake"], check=True,
                                capture_output=True, text=True).stdout.split()
-    problems = []
+    problems = subprocess.run([source / "scripts/header_page.py", "--check"], check=False,
+                              capture_output=True, text=True).stdout.splitlines()
     ran = 0
     for header in installed:
         comments = "\n".join(re.findall(r"//.*", (source / header).read_text()))
