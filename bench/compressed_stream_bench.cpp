@@ -44,7 +44,8 @@ void CompressedStream(benchmark::State& state) {
     const CComPtr<IStream> stream = CStreamFactory::CreateWritableCompressedFileStream(
         COrvikFilePath(CAtlString(File().u16string())));
     for (std::size_t at = 0; at < text.size(); at += kPiece) {
-      stream->Write(text.data() + at, std::min(kPiece, text.size() - at), nullptr);
+      static_cast<void>(
+          stream->Write(text.data() + at, std::min(kPiece, text.size() - at), nullptr));
     }
   }
   std::filesystem::remove(File());

@@ -57,12 +57,12 @@ class CDirectoryManipulator {
   // or to the owner of its folder. The result does not report single files or folders that could
   // not be copied or read; the report does. E_FAIL when the source does not exist, and when the
   // target lies inside the source (nothing is copied then). E_ABORT when `progress` stopped it.
-  static HRESULT RecursivelyCopyDirectory(const COrvikDirectoryPath& source,
-                                          const COrvikDirectoryPath& target, BOOL move,
-                                          TreeReport* report = nullptr);
-  static HRESULT RecursivelyCopyDirectory(const COrvikDirectoryPath& source,
-                                          const COrvikDirectoryPath& target, BOOL move,
-                                          TreeReport* report, Progress* progress);
+  [[nodiscard("a failure copies nothing, or a part")]] static HRESULT RecursivelyCopyDirectory(
+      const COrvikDirectoryPath& source, const COrvikDirectoryPath& target, BOOL move,
+      TreeReport* report = nullptr);
+  [[nodiscard("a failure copies nothing, or a part")]] static HRESULT RecursivelyCopyDirectory(
+      const COrvikDirectoryPath& source, const COrvikDirectoryPath& target, BOOL move,
+      TreeReport* report, Progress* progress);
 };
 
 }  // namespace orvik

@@ -57,27 +57,35 @@ class CFileManipulator {
   // or the new one. Where no new file can take the place of the old one (the file is a mount point,
   // as in containers, has several hard links, or lies in a folder that takes no new files), the
   // bytes are written in place: readers may then see a part, and a crash may leave one.
-  static HRESULT WriteAsciiStringToFile(const COrvikFilePath& file, const char* bytes,
-                                        unsigned long count);
+  [[nodiscard("a failure may leave a part of the bytes")]] static HRESULT WriteAsciiStringToFile(
+      const COrvikFilePath& file, const char* bytes, unsigned long count);
 
   // CopyFile of windows_files.h, to a file or under the same name into a folder.
-  static BOOL CopyFileTo(const COrvikFilePath& source, const COrvikFilePath& target,
-                         BOOL fail_if_exists);
-  static BOOL CopyFileTo(const COrvikFilePath& source, const COrvikDirectoryPath& target_folder,
-                         BOOL fail_if_exists);
+  [[nodiscard("FALSE: there is no copy")]] static BOOL CopyFileTo(const COrvikFilePath& source,
+                                                                  const COrvikFilePath& target,
+                                                                  BOOL fail_if_exists);
+  [[nodiscard("FALSE: there is no copy")]] static BOOL CopyFileTo(
+      const COrvikFilePath& source, const COrvikDirectoryPath& target_folder, BOOL fail_if_exists);
   // The same; `report` (may be null) says why the file was not copied (EOPNOTSUPP for a pipe,
   // socket or device), and `progress` (may be null) watches and stops the copy.
-  static BOOL CopyFileTo(const COrvikFilePath& source, const COrvikFilePath& target,
-                         BOOL fail_if_exists, TreeReport* report, Progress* progress = nullptr);
+  [[nodiscard("FALSE: there is no copy")]] static BOOL CopyFileTo(const COrvikFilePath& source,
+                                                                  const COrvikFilePath& target,
+                                                                  BOOL fail_if_exists,
+                                                                  TreeReport* report,
+                                                                  Progress* progress = nullptr);
   // Replaces an existing target; with `ask`, only after the user said so.
-  static BOOL CopyFile(const COrvikFilePath& source, const COrvikFilePath& target, BOOL ask);
+  [[nodiscard("FALSE: there is no copy")]] static BOOL CopyFile(const COrvikFilePath& source,
+                                                                const COrvikFilePath& target,
+                                                                BOOL ask);
 
   // Makes missing folders of the target; an existing target is not replaced.
-  static BOOL MoveFileTo(const COrvikFilePath& source, const COrvikFilePath& target);
+  [[nodiscard("FALSE: the file was not moved")]] static BOOL MoveFileTo(
+      const COrvikFilePath& source, const COrvikFilePath& target);
   // The same, with a file or a folder; `report` (may be null) says why it was not moved, and
   // `progress` (may be null) watches and stops a move to another volume.
-  static BOOL MoveFileTo(const COrvikFilePath& source, const COrvikFilePath& target,
-                         TreeReport* report, Progress* progress = nullptr);
+  [[nodiscard("FALSE: the file was not moved")]] static BOOL MoveFileTo(
+      const COrvikFilePath& source, const COrvikFilePath& target, TreeReport* report,
+      Progress* progress = nullptr);
 
   // Deletes what exists at the path, a folder with all it holds, a link as a link; read-only files
   // too. TRUE when nothing is there.

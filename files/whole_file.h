@@ -9,9 +9,11 @@
 namespace [[gnu::visibility("default")]] orvik {
 
 // Begins to replace the file (host/file_replacement.h). False when that is not possible.
-bool OpenReplacement(const COrvikFilePath& file, host::FileReplacement& replacement);
+[[nodiscard("false: nothing is replaced")]] bool OpenReplacement(
+    const COrvikFilePath& file, host::FileReplacement& replacement);
 
 // Makes the bytes the file's content in the same way. False when that fails.
-bool WriteWholeFile(const COrvikFilePath& file, std::string_view bytes);
+[[nodiscard("false: the file has its old content")]] bool WriteWholeFile(const COrvikFilePath& file,
+                                                                         std::string_view bytes);
 
 }  // namespace orvik

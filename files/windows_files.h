@@ -52,7 +52,8 @@ BOOL RemoveDirectory(const char16_t* path);
 // is set; otherwise a file, a link or an empty folder is replaced, but never when it is the source
 // under another name or what a link that is copied leads to. The target is replaced in one step
 // when the copy is whole: a copy that fails leaves the old target as it was.
-BOOL CopyFile(const char16_t* source, const char16_t* target, BOOL fail_if_exists);
+[[nodiscard("FALSE: there is no copy")]] BOOL CopyFile(const char16_t* source,
+                                                       const char16_t* target, BOOL fail_if_exists);
 
 // Deletes a file, a link, or a folder with all it holds; locked items too. Goes on after a failure.
 // FALSE when anything is left, when nothing is at the path, and for the root folder and paths that
@@ -63,7 +64,8 @@ BOOL DeleteFile(const char16_t* path);
 // not replaced, and a locked item is not moved. A name can be moved to another spelling of itself
 // (composed, decomposed). Failures are also written to the system log. Something moved into the
 // "files" folder of a trash (freedesktop.org, version 1.0) gets its info file.
-BOOL MoveFile(const char16_t* source, const char16_t* target);
+[[nodiscard("FALSE: nothing was moved")]] BOOL MoveFile(const char16_t* source,
+                                                        const char16_t* target);
 
 // The running state of FSDeleteFolderLevel.
 struct FSDeleteFolderState {

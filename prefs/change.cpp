@@ -17,7 +17,7 @@ DWORD ChangeEntry(const EffectiveDomain& effective, const CAtlString& given_doma
     return kPreferenceLockNotObtained;
   }
   if (writes) {
-    store->Synchronize();
+    static_cast<void>(store->Synchronize());
   }
   const PrefStatus status =
       ApplyChange(*store, path, name, value, writes ? MissingKeys::kMake : MissingKeys::kFail);
@@ -25,7 +25,7 @@ DWORD ChangeEntry(const EffectiveDomain& effective, const CAtlString& given_doma
     return writes ? kPreferenceBadKey : kPreferenceNotFound;
   }
   if (status.ok()) {
-    store->Save();
+    static_cast<void>(store->Save());
   }
   return kPreferenceSuccess;
 }

@@ -39,6 +39,8 @@ class KeyPath {
  public:
   KeyPath(const CAtlString& path);  // NOLINT(google-explicit-constructor)
   KeyPath(const char16_t* path) : KeyPath(CAtlString(path)) {}  // NOLINT
+  template <IsStdText<char16_t> StdText>
+  KeyPath(const StdText& path) : KeyPath(CAtlString(path)) {}  // NOLINT
   // The names as they are: each may hold "/" and "\", which separate nothing.
   static KeyPath FromNames(std::vector<CAtlString> names);
 

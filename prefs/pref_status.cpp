@@ -1,6 +1,7 @@
 #include "prefs/pref_status.h"
 
 #include <cerrno>
+#include <ostream>
 #include <utility>
 
 #include "platform/carbon/errno_status.h"
@@ -104,6 +105,11 @@ std::string Reason(const PrefStatus& status) {
 
 std::string Describe(const PrefStatus& status) {
   return Reason(status) + (status.path.empty() ? "" : ": \"" + status.path + "\"");
+}
+
+[[gnu::visibility("default")]] std::ostream& operator<<(std::ostream& out,
+                                                        const PrefStatus& status) {
+  return out << (status.ok() ? "ok" : Describe(status));
 }
 
 }  // namespace orvik

@@ -1,6 +1,7 @@
 // What became of an operation of the preference store, for callers that need to know.
 #pragma once
 
+#include <iosfwd>
 #include <string>
 
 #include "platform/core_foundation/base.h"
@@ -34,7 +35,7 @@ enum class PrefError {
   kLockRefused,   // the lock's file, or its record, is not a regular file of a trusted user
 };
 
-struct PrefStatus {
+struct [[nodiscard("it alone says whether the change is on disk")]] PrefStatus {
   PrefError error = PrefError::kNone;
   // The status of the failing call (kUnreadable and the reasons of a failed save), else 0.
   OSStatus system_status = 0;
@@ -48,8 +49,15 @@ struct PrefStatus {
   // The error number behind system_status, else 0.
   int error_number = 0;
 
-  bool ok() const { return error == PrefError::kNone; }
-  static PrefStatus Ok() { return {}; }
+  bool ok() const {
+    return error == PrefError::kNone;
+  }
+  explicit operator bool() const {
+    return ok();
+  }
+  static PrefStatus Ok() {
+    return {};
+  }
 };
 
 // An error number as a result: 0 is ok, others by their meaning, or `otherwise`. Of an unreadable
@@ -58,5 +66,7 @@ PrefStatus PrefStatusFromErrno(int error, std::string path, PrefError otherwise)
 
 // A short English reason in lower case, such as "no room on the volume"; "" for kNone.
 std::string Describe(const PrefStatus& status);
+// Writes it, "ok" for kNone.
+std::ostream& operator<<(std::ostream& out, const PrefStatus& status);
 
 }  // namespace orvik

@@ -24,6 +24,8 @@
 #include <variant>
 #include <vector>
 
+#include "strings/text_view.h"
+
 namespace [[gnu::visibility("default")]] orvik {
 
 class PreferenceValue;
@@ -39,8 +41,12 @@ class PreferenceValue {
                                PreferenceData, PreferenceArray, PreferenceDictionary>;
 
   // NOLINTBEGIN(google-explicit-constructor): a value is what it is made from.
-  PreferenceValue(std::u16string_view text) : held_(std::u16string(text)) {}
-  PreferenceValue(const char16_t* text) : held_(std::u16string(text)) {}
+  // A CAtlString, a view, a standard string or a literal; null is empty.
+  template <IsTextOf<char16_t> Text>
+  PreferenceValue(const Text& text) : held_(std::u16string(TextView<char16_t>(text))) {}
+  // Which encoding?
+  template <IsTextOf<char> Text>
+  PreferenceValue(const Text&) = delete;  // u"..." or CAtlString::FromUtf8
   PreferenceValue(std::nullptr_t) = delete;
   template <std::integral Integer>
   PreferenceValue(Integer number) : held_(Held(number)) {}

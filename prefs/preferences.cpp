@@ -20,7 +20,7 @@ CAutoCFRelease<CFTypeRef> CopyFound(int scope, const KeyPath& path, const CAtlSt
     return {};
   }
   const auto store = OpenStore(effective, domain, StorePurpose::kRead);
-  store->Synchronize();
+  static_cast<void>(store->Synchronize());
   return std::move(FindValueIn(*store, path, name).value);
 }
 

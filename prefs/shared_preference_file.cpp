@@ -72,7 +72,7 @@ void SharedPreferencesSetValue(CFStringRef name, CFPropertyListRef value, CFStri
   SharedDomainStore store(SharedPreferenceFilePath(domain),
                           IsADictionaryType(value) ? StorePurpose::kCreate : StorePurpose::kChange);
   if (store.SetEntry(name, value).ok()) {
-    store.Save();
+    static_cast<void>(store.Save());
   }
 }
 

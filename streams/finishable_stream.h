@@ -16,13 +16,13 @@ class IFinishableStream {
   // Ends the stream: what was written is brought to its place, and a file is closed. S_OK when all
   // of it arrived, E_FAIL otherwise; a further call gives the same. Files take no more bytes
   // afterwards.
-  virtual HRESULT Finish() = 0;
+  [[nodiscard("it alone says whether all bytes arrived")]] virtual HRESULT Finish() = 0;
   // The free bytes of the stream's buffer; what is put there has been written like by Write.
   virtual WriteRoom* room() = 0;
 };
 
 // Finish of a stream that offers it; S_OK for one that does not, E_INVALIDARG for null.
-HRESULT FinishStream(IStream* stream);
+[[nodiscard("it alone says whether all bytes arrived")]] HRESULT FinishStream(IStream* stream);
 // The room of a stream that offers it, or null. It lives as long as the stream.
 WriteRoom* RoomOfStream(IStream* stream);
 

@@ -98,7 +98,7 @@ HRESULT CReadableStreamOnFile::CopyTo(IStream* target, _ULARGE_INTEGER count, _U
         std::fread(buffer.data(), 1, std::min<std::uint64_t>(remaining, kCopyPiece), file.get());
     if (piece == 0) return E_FAIL;
     unsigned long accepted = 0;
-    target->Write(buffer.data(), piece, &accepted);
+    static_cast<void>(target->Write(buffer.data(), piece, &accepted));
     total_read += piece;
     total_written += accepted;
     remaining -= piece;

@@ -54,7 +54,9 @@ struct tagSTATSTG {
 class ISequentialStream : public IUnknown {
  public:
   virtual HRESULT Read(void* buffer, unsigned long count, unsigned long* read) = 0;
-  virtual HRESULT Write(const void* data, unsigned long count, unsigned long* written) = 0;
+  [[nodiscard("bytes may not have been taken")]] virtual HRESULT Write(const void* data,
+                                                                       unsigned long count,
+                                                                       unsigned long* written) = 0;
 };
 
 class IStream : public ISequentialStream {

@@ -21,7 +21,7 @@ CWritableCompressedFileStream::CWritableCompressedFileStream(const COrvikFilePat
 }
 
 CWritableCompressedFileStream::~CWritableCompressedFileStream() {
-  Finish();
+  static_cast<void>(Finish());
 }
 
 void CWritableCompressedFileStream::InitializeStream(const COrvikFilePath& path,

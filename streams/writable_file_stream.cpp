@@ -15,7 +15,7 @@ CWritableFileStream::CWritableFileStream(const COrvikFilePath& path, _LARGE_INTE
 }
 
 CWritableFileStream::~CWritableFileStream() {
-  Finish();
+  static_cast<void>(Finish());
 }
 
 void CWritableFileStream::InitializeStream(const COrvikFilePath& path, _LARGE_INTEGER) {

@@ -9,8 +9,8 @@
 //   </key>
 //
 // "/" and "\" both separate, so no name of a key holds either: what is written under "C:\Programs"
-// is the key "Programs" in the key "C:". A program that keeps such names encodes them, or keeps them
-// as names of values, which are used as they are.
+// is the key "Programs" in the key "C:". A program that keeps such names encodes them, or keeps
+// them as names of values, which are used as they are.
 //
 // The file is read once, by the first operation that needs it, and worked on in memory; only
 // SaveXMLConfigFile writes. Later changes to the file by others are not seen.
@@ -90,7 +90,7 @@ TiXmlElement* GetXMLConfigRootElement(int scope);
 // and owner and group as far as the rights allow, stay, and a link is followed. A file for which
 // everybody lacks write permission is replaced, too. False, and the old file under its name, when
 // that fails, when there is no root, and when the document could not be loaded again.
-bool SaveXMLConfigFile(int scope);
+[[nodiscard("false: nothing is saved")]] bool SaveXMLConfigFile(int scope);
 
 // ---- Elements ----
 //

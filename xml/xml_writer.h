@@ -60,7 +60,7 @@ class IORVIKXMLWriter : public IUnknown {
   // Ends the document: brings it to its place, closes the file, and gives GetStatus of the whole,
   // which is E_FAIL when not all of it arrived. A file takes nothing more afterwards. The text of a
   // writer on a string is still to be had from get_output.
-  virtual HRESULT Finish() = 0;
+  [[nodiscard("it alone says whether the document is whole")]] virtual HRESULT Finish() = 0;
 
   // The first fault of the text so far. After Finish or get_output the document is at its end. Text
   // that is written unchanged is looked at for control characters only.

@@ -129,14 +129,15 @@ OperationTable Operations() {
       copy)
       .leftovers = {"home/.target.orvik-*/*"};
   Operation& tree = add("folder copy", MakeTree, [] {
-    CDirectoryManipulator::RecursivelyCopyDirectory(FolderPath("/tree"), FolderPath("/to"), FALSE);
+    static_cast<void>(CDirectoryManipulator::RecursivelyCopyDirectory(FolderPath("/tree"),
+                                                                      FolderPath("/to"), FALSE));
     return Reported::kNothing;  // files that could not be copied are not reported of
   });
   tree.steps = Steps::kAlways;
   tree.also = IsWholeOrGone;
   Operation& moved_files = add("folder move to another volume", MakeTree, [] {
-    CDirectoryManipulator::RecursivelyCopyDirectory(FolderPath("/tree"),
-                                                    COrvikDirectoryPath(Wide(InRoot("/to"))), TRUE);
+    static_cast<void>(CDirectoryManipulator::RecursivelyCopyDirectory(
+        FolderPath("/tree"), COrvikDirectoryPath(Wide(InRoot("/to"))), TRUE));
     return Reported::kNothing;
   });
   moved_files.volume = Volume::kOther;

@@ -30,10 +30,10 @@ TEST_F(PreferenceWatchTest, ReportsOldAndNewValuesOfTheKey) {
   PreferenceWatch watch(kSharedScope, u"A", u"com.example.Store");
   ASSERT_TRUE(watch.status().ok());
   EXPECT_EQ(watch.TakeChanges(), Changes());
-  settings_.Set(u"A/B", u"n", 1);
+  EXPECT_TRUE(settings_.Set(u"A/B", u"n", 1));
   EXPECT_EQ(Next(watch), (Changes{{{u"B", u"n"}, std::nullopt, 1}}));
-  settings_.Set(u"Other", u"n", 1);
-  settings_.Set(u"A/B", u"n", u"text");
+  EXPECT_TRUE(settings_.Set(u"Other", u"n", 1));
+  EXPECT_TRUE(settings_.Set(u"A/B", u"n", u"text"));
   EXPECT_EQ(Next(watch), (Changes{{{u"B", u"n"}, 1, u"text"}}));
   // A file that cannot be understood says nothing about the values.
   const std::string sound = ReadFile(SharedFile());
@@ -43,7 +43,7 @@ TEST_F(PreferenceWatchTest, ReportsOldAndNewValuesOfTheKey) {
   }
   EXPECT_EQ(watch.status().error, PrefError::kDamaged);
   WriteFile(SharedFile(), sound);
-  settings_.Set(u"A", u"m", true);
+  EXPECT_TRUE(settings_.Set(u"A", u"m", true));
   EXPECT_EQ(Next(watch), (Changes{{{u"m"}, std::nullopt, true}}));
   EXPECT_EQ(watch.values().size(), 2u);
   fs::remove(SharedFile());

@@ -1,11 +1,15 @@
 #include "prefs/typed_preferences.h"
 
+#include <sstream>
 #include <thread>
+#include <type_traits>
 
 #include "tests/prefs/store_fixture.h"
 
 namespace orvik::test {
 namespace {
+
+using namespace std::string_literals;
 
 class TypedPreferencesTest : public StoreTest {
  protected:
@@ -48,6 +52,24 @@ TEST_F(TypedPreferencesTest, EveryTypeComesBackAsItWasSet) {
   EXPECT_TRUE(settings_.RemoveKey(u"A/B").ok());
   EXPECT_EQ(settings_.Key(u""), (PreferenceDictionary{{u"A", PreferenceDictionary()}}));
   EXPECT_EQ(settings_.RemoveKey(u"").error, PrefError::kEmptyPath);
+}
+
+TEST_F(TypedPreferencesTest, TakesTextsOfEveryKindButNoBytes) {
+  using std::is_convertible_v;
+  const std::u16string standard = u"a\0b"s;
+  for (const PreferenceValue& value :
+       {PreferenceValue(standard), PreferenceValue(std::u16string_view(standard)),
+        PreferenceValue(CAtlString(standard))}) {
+    EXPECT_EQ(value, PreferenceValue(standard));
+    EXPECT_TRUE(settings_.Set(standard, CAtlString(u"n"), value));
+    EXPECT_EQ(settings_.String(CAtlString(standard), std::u16string(u"n")), standard);
+  }
+  EXPECT_FALSE((is_convertible_v<const char*, PreferenceValue>));
+  EXPECT_FALSE((is_convertible_v<std::string, PreferenceValue>));
+  EXPECT_FALSE((is_convertible_v<const void*, PreferenceValue>));
+  std::ostringstream out;
+  out << PrefStatus() << ", " << settings_.RemoveKey(u"");
+  EXPECT_EQ(out.str(), "ok, " + Describe(settings_.RemoveKey(u"")));
 }
 
 TEST_F(TypedPreferencesTest, ThreadsReadAndChangeAtOnce) {

@@ -86,7 +86,7 @@ TEST_F(WritableCompressedFileStreamTest, TheTargetStaysUntilTheLastReferenceOrFi
   for (const bool finishes : {false, true}) {
     WriteFile(file_, "old");
     CComPtr<IStream> stream = Stream();
-    stream->Write("abc", 3, nullptr);
+    EXPECT_EQ(stream->Write("abc", 3, nullptr), S_OK);
     EXPECT_EQ(ReadFile(file_), "old");
     EXPECT_EQ(Files(), (std::vector<std::string>{"target"})) << "the private file has no name";
     EXPECT_EQ(stream->Seek({}, 0, nullptr), E_NOTIMPL);
@@ -158,7 +158,7 @@ TEST_F(WritableCompressedFileStreamTest, AReadOnlyTargetIsRefusedOrStays) {
   EXPECT_EQ(Stream(), nullptr);
   fs::permissions(file_, perms::owner_read | perms::owner_write);
   CComPtr<IStream> stream = Stream();
-  stream->Write("abc", 3, nullptr);
+  EXPECT_EQ(stream->Write("abc", 3, nullptr), S_OK);
   fs::permissions(file_, perms::owner_read);
   EXPECT_EQ(FinishStream(stream), E_FAIL);
   stream.Release();
@@ -189,7 +189,7 @@ TEST_F(WritableCompressedFileStreamTest, DevicesAreWrittenInPlace) {
 TEST_F(WritableCompressedFileStreamTest, MemoryDoesNotGrowWithTheBytes) {
   const std::string piece(1 << 20, 'x');
   const CComPtr<IStream> stream = Stream();
-  stream->Write(piece.data(), piece.size(), nullptr);
+  EXPECT_EQ(stream->Write(piece.data(), piece.size(), nullptr), S_OK);
   rusage before, after;
   getrusage(RUSAGE_SELF, &before);
   for (int i = 0; i < 30; ++i) stream->Write(piece.data(), piece.size(), nullptr);

@@ -30,7 +30,7 @@ TEST_F(WritableFileStreamTest, EmptiesTheFileAndWritesFromItsBeginning) {
 
 TEST_F(WritableFileStreamTest, ReadsAndWritesAtOnePosition) {
   CComPtr<IStream> stream = CStreamFactory::CreateWritableFileStream(path_);
-  stream->Write("0123456789", 10, nullptr);
+  EXPECT_EQ(stream->Write("0123456789", 10, nullptr), S_OK);
   char text[4] = {};
   unsigned long read = 9;
   EXPECT_EQ(stream->Read(text, 3, &read), S_FALSE);

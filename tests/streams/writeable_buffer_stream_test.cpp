@@ -42,7 +42,7 @@ TEST(WriteableBufferStreamTest, CollectsWritesOfAnySize) {
 
 TEST(WriteableBufferStreamTest, TheDetachedBufferOutlivesTheStreamAndIsNotWrittenAgain) {
   CComPtr<IStreamOnBuffer> stream = MakeStream();
-  stream->Write("abc", 3, nullptr);
+  EXPECT_EQ(stream->Write("abc", 3, nullptr), S_OK);
   const boost::shared_array<unsigned char> buffer = stream->DetachBufferPointer();
   EXPECT_EQ(stream->GetSize(), 3u);
   unsigned long written = 7;
@@ -60,7 +60,7 @@ TEST(WriteableBufferStreamTest, TheStringEndsAtTheFirstNul) {
   using namespace std::string_literals;
   for (const auto& [content, text] : {std::pair{""s, ""s}, {"abc"s, "abc"s}, {"ab\0cd"s, "ab"s}}) {
     const CComPtr<IStreamOnBuffer> stream = MakeStream();
-    stream->Write(content.data(), content.size(), nullptr);
+    EXPECT_EQ(stream->Write(content.data(), content.size(), nullptr), S_OK);
     EXPECT_EQ(stream->DetachBufferAsString().View(), text);
     EXPECT_EQ(stream->GetSize(), content.size() + 1);
   }
