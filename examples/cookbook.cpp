@@ -208,7 +208,7 @@ bool ReadXml() {
       S_OK) {
     return false;  // `error` says what is wrong, in which line
   }
-  bool found = false;
+  bool found = true;
   const CAtlString title = TiXmlHelper::LoadStringAttributeFromXmlElement(
       document->RootElement(), CAtlStringA("title"), found);
   return found && title == u"a < b"_s;

@@ -93,7 +93,10 @@ int ShowOneself() {
   target.AddDirectoryToPath(u"orvik-copy-target");
   CDirectoryManipulator::CreateDirectory(source);
   for (const char16_t* name : {u"one.txt", u"two.txt", u"three.txt"}) {
-    CFileManipulator::WriteAsciiStringToFile(source.CreateFilePath(name), "some text\n", 10);
+    if (CFileManipulator::WriteAsciiStringToFile(source.CreateFilePath(name), "some text\n", 10) !=
+        S_OK) {
+      return 1;
+    }
   }
   const int status = Copy(source, target);
   for (const COrvikDirectoryPath& folder : {source, target}) {

@@ -31,7 +31,8 @@ struct FilePlace {
 
 enum class Links {
   kAny,      // every symbolic link is followed
-  kTrusted,  // only links that may be followed (trust.h); others are EPERM
+  kTrusted,  // links of root and the caller, others where no other user can change the folder;
+             // else EPERM
 };
 
 // Finds the place of the file that the path leads to. Links at its end are followed, whether or not

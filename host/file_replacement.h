@@ -29,10 +29,11 @@ namespace host {
 
 class FileReplacement {
  public:
-  // Begins to replace the file, following links that may be followed (trust.h; EPERM for another).
-  // EACCES when the caller may not write it, or another user may have prepared it; EISDIR
-  // and EINVAL for what is neither a regular file nor a character device. `spare_folder` takes the
-  // content when the target's own folder cannot; memory takes it when neither can.
+  // Begins to replace the file, following links of root and of the caller, and others in a folder
+  // that no other user can change (EPERM elsewhere). EACCES when the caller may not write it, or
+  // another user may have prepared it; EISDIR and EINVAL for what is neither a regular file nor a
+  // character device. `spare_folder` takes the content when the target's own folder
+  // cannot; memory takes it when neither can.
   int Open(const std::string& path, const std::string& spare_folder);
 
   // Whether the file is a character device.

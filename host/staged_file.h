@@ -4,7 +4,7 @@
 // is called ".<name>.orvik-<16 random digits>" beside its place (a hash replaces a name that is too
 // long). Nobody can guess such a name or take all of them. Its maker keeps a kernel lock on the
 // entry as long as it has this name. The next writer of the same target removes those that killed
-// processes have left: names of exactly this form, unlocked, and its own to remove (trust.h). The
+// processes have left: names of exactly this form, unlocked, and its own to remove. The
 // destructor removes what was not committed.
 //
 // Failures are error numbers of Linux; 0 is success.
