@@ -10,6 +10,8 @@
 #include <cstring>
 #include <string>
 
+#include "text/shown_text.h"
+
 namespace orvik::host {
 
 namespace {
@@ -38,7 +40,7 @@ void SystemLog(int priority, std::string_view line) {
   syslog(priority, "%s", text.c_str());
   const char* copy = secure_getenv("ORVIK_LOG_STDERR");
   if (copy != nullptr && std::strcmp(copy, "1") == 0) {
-    WriteToStandardError(text + '\n');
+    WriteToStandardError(Escaped(text) + '\n');
   }
 }
 

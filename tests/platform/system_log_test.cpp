@@ -11,16 +11,18 @@
 namespace orvik::test {
 namespace {
 
-TEST(SystemLogTest, CopiesLinesVerbatimToStandardErrorWhenAskedTo) {
+TEST(SystemLogTest, CopiesLinesToStandardErrorWhenAskedTo) {
   setenv("ORVIK_LOG_STDERR", "1", 1);
   testing::internal::CaptureStderr();
   host::SystemLog(LOG_NOTICE, "100% of %s %n");
+  host::SystemLog(LOG_NOTICE, "red \x1b[31m, two\nlines, \xE2\x80\xAEturned");
   host::SystemLog(LOG_NOTICE, std::string_view("up to\0here", 10));
   NSLog(CFSTR(u"%@ and %d"), CFSTR(u"text"), 7);
   setenv("ORVIK_LOG_STDERR", "0", 1);
   host::SystemLog(LOG_NOTICE, "not copied");
   unsetenv("ORVIK_LOG_STDERR");
-  EXPECT_EQ(testing::internal::GetCapturedStderr(), "100% of %s %n\nup to\ntext and 7\n");
+  EXPECT_EQ(testing::internal::GetCapturedStderr(),
+            "100% of %s %n\nred \\x1b[31m, two\\nlines, \\u202eturned\nup to\ntext and 7\n");
 }
 
 TEST(SystemLogTest, AReaderThatWentAwayEndsNothing) {
