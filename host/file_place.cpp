@@ -12,6 +12,8 @@
 #include <string_view>
 #include <utility>
 
+#include "host/file_lock.h"
+#include "host/make_folder.h"
 #include "host/staged_file.h"
 #include "host/system_log.h"
 #include "host/trust.h"
@@ -131,20 +133,12 @@ class Walk {
 
   int Make(const std::string& name, Entry* entry) {
     if (const int error = MakeReadable()) return error;
-    const int parent = here_.get();
     struct stat attributes = here_attributes_;
-    if (attributes.st_mode == 0 && fstat(parent, &attributes) != 0) return errno;
-    if (mkdirat(parent, name.c_str(), 0777) != 0) {
-      if (errno != EEXIST) return errno;
-      // Whoever made it may not have put it on disk yet.
-      const int error = FlushFolder(parent);
-      return error == 0 ? Open(name, entry) : error;
-    }
-    entry->descriptor = Descriptor(openat(parent, name.c_str(), kOpenFolderFlags | O_NOFOLLOW));
-    entry->is_new =
-        entry->descriptor && FollowFolder(entry->descriptor.get(), attributes, &entry->attributes);
-    if (const int error = FlushFolder(parent)) return error;
-    return entry->is_new ? 0 : Open(name, entry);
+    if (attributes.st_mode == 0 && fstat(here_.get(), &attributes) != 0) return errno;
+    const int error =
+        MakeFolder(here_.get(), attributes, name, &entry->descriptor, &entry->attributes);
+    entry->is_new = error == 0;
+    return error == EEXIST ? Open(name, entry) : error;
   }
 
   int MakeReadable() {
@@ -275,18 +269,23 @@ FilePlace MakePlace(const std::string& path) {
   return Find(path, Links::kTrusted, Leaf::kFollowed, true);
 }
 
-bool FollowFolder(int entry, const struct stat& folder, struct stat* own) {
-  if (fstat(entry, own) != 0) return false;
-  // Without the right to give it away the entry stays root's.
-  if (folder.st_uid != own->st_uid && geteuid() == 0 &&
-      fchown(entry, folder.st_uid, static_cast<gid_t>(-1)) == 0) {
-    own->st_uid = folder.st_uid;
+int FlushWay(const FilePlace& place) {
+  const int folder = place.folder.get();
+  if (faccessat(folder, kFolderLockName, F_OK, AT_SYMLINK_NOFOLLOW) == 0) return 0;
+  Descriptor here;
+  struct stat below = place.folder_attributes;
+  for (;;) {
+    Descriptor above(openat(here ? here.get() : folder, "..", kOpenFolderFlags));
+    // What may not be opened cannot be flushed by itself.
+    if (!above && errno == EACCES) return syncfs(folder) == 0 ? 0 : errno;
+    struct stat attributes;
+    if (!above || fstat(above.get(), &attributes) != 0) return errno;
+    const bool is_top = attributes.st_dev != below.st_dev || attributes.st_ino == below.st_ino;
+    if (is_top) return 0;
+    if (const int error = FlushFolder(above.get())) return error;
+    here = std::move(above);
+    below = attributes;
   }
-  constexpr mode_t kGroupWrites = S_ISGID | S_IWGRP;
-  if ((folder.st_mode & kGroupWrites) != kGroupWrites) return true;
-  const mode_t wanted = own->st_mode | S_IRGRP | S_IWGRP | (own->st_mode & S_IXUSR ? S_IXGRP : 0);
-  if (wanted != own->st_mode && fchmod(entry, wanted & 07777) == 0) own->st_mode = wanted;
-  return true;
 }
 
 }  // namespace orvik::host

@@ -56,19 +56,20 @@ std::size_t FileReplacement::Read(void* buffer, std::size_t count, std::uint64_t
 
 int FileReplacement::Commit() {
   if (!old_) return staged_->Commit(-1);
-  if (!staged_) return WriteIntoTarget();
   struct stat old, made;
   if (fstat(old_.get(), &old) != 0) return errno;
+  const bool may_write_into = is_device_ || MayWriteInto(old, place_.folder_attributes);
+  if (!staged_) return may_write_into ? WriteIntoTarget() : EACCES;
   KeepProperties(old_.get(), old, staged_->descriptor());
   if (fstat(staged_->descriptor(), &made) != 0) return errno;
   const bool is_alike = made.st_uid == old.st_uid && made.st_gid == old.st_gid &&
                         made.st_mode == old.st_mode && old.st_nlink <= 1;
   // What others have put in the place of the old file meanwhile is replaced.
   const bool is_there = HasName(old_.get(), place_.folder.get(), place_.name.c_str());
-  if (!is_alike && is_there) return WriteIntoTarget();
+  if (!is_alike && is_there && may_write_into) return WriteIntoTarget();
   const int error = staged_->Commit(is_there ? old_.get() : -1);
   // A mount point keeps its name.
-  return error == EBUSY && is_there ? WriteIntoTarget() : error;
+  return error == EBUSY && is_there && may_write_into ? WriteIntoTarget() : error;
 }
 
 int FileReplacement::WriteIntoTarget() const {

@@ -7,6 +7,7 @@
 #include <cerrno>
 
 #include "host/file_properties.h"
+#include "host/regular_file.h"
 #include "host/staged_file.h"
 
 namespace orvik::host {
@@ -32,6 +33,7 @@ bool AreOne(int folder, const std::string& name, const std::string& other) {
 bool Holds(const FilePlace& place, const std::string& name, std::string_view content) {
   FilePlace other;
   other.folder = Descriptor(fcntl(place.folder.get(), F_DUPFD_CLOEXEC, 0));
+  other.folder_attributes = place.folder_attributes;
   other.name = name;
   OpenedFile opened;
   std::string present;
@@ -45,8 +47,7 @@ bool HasOneName(int error) {
 // A copy of the file at the place with this content. EEXIST when the name is taken.
 int Copy(const FilePlace& place, const std::string& name, std::string_view content, Flush flush) {
   const int folder = place.folder.get();
-  constexpr int kFlags = O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC;
-  const Descriptor old(openat(folder, place.name.c_str(), kFlags));
+  const Descriptor old = OpenRegular(folder, place.name.c_str(), O_RDONLY | O_NOFOLLOW);
   struct stat attributes;
   if (!old || fstat(old.get(), &attributes) != 0) return errno;
   StagedFile copy(folder, name);
@@ -124,6 +125,7 @@ void PutBack(const KeptFile& kept, const FilePlace& place) {
   }
   FilePlace other;
   other.folder = Descriptor(fcntl(folder, F_DUPFD_CLOEXEC, 0));
+  other.folder_attributes = place.folder_attributes;
   other.name = kept.name;
   OpenedFile opened;
   std::string old;

@@ -18,6 +18,7 @@
 #include "host/open_flags.h"
 #include "host/path_names.h"
 #include "host/staged_file.h"
+#include "host/trust.h"
 
 namespace orvik::host {
 
@@ -140,8 +141,10 @@ int CopyRegularWhole(const Source& source, int to, const char* name, bool is_tak
   return 0;
 }
 
-// Makes a link or special file, which has no content, under a free name.
-int MakeOther(const Source& source, const char* text, int to, const char* name, Owner owner) {
+// Makes a link or special file, which has no content, under a free name. It gets its owner and mode
+// by the name, and so only where no other user can change that.
+int MakeOther(const Source& source, const char* text, int to, const char* name, Owner owner,
+              bool is_private) {
   const struct statx& info = source.info;
   if (text != nullptr) {
     if (symlinkat(text, to, name) != 0) return errno;
@@ -149,6 +152,7 @@ int MakeOther(const Source& source, const char* text, int to, const char* name, 
     const dev_t device = makedev(info.stx_rdev_major, info.stx_rdev_minor);
     if (mknodat(to, name, info.stx_mode, device) != 0) return errno;
   }
+  if (!is_private) return 0;
   // Where the rights do not suffice the copy belongs to its maker.
   if (owner == Owner::kSource) {
     [[maybe_unused]] const int owned =
@@ -180,14 +184,17 @@ bool LeadsTo(int folder, std::string text, const struct stat& entry) {
   return true;
 }
 
-// Makes an entry and puts it in the place of another. A link cannot be locked, and so not be staged
-// by itself: it is made in a staged folder.
+// Makes an entry in a staged folder and then puts it in its place, or in the place of another. A
+// link cannot be locked, and so not be staged by itself.
 template <typename Make>
-int CommitOther(Make make, int to, const char* name) {
+int CommitOther(Make make, int to, const char* name, Existing existing) {
   StagedFolder staged(to, name);
   if (const int error = staged.Make()) return error;
   constexpr char kEntry[] = "entry";
-  if (const int error = make(staged.descriptor(), kEntry)) return error;
+  if (const int error = make(staged.descriptor(), kEntry, staged.IsPrivate())) return error;
+  if (existing == Existing::kKeep) {
+    return RenameWithoutReplacing(staged.descriptor(), kEntry, to, name);
+  }
   if (renameat(staged.descriptor(), kEntry, to, name) == 0) return 0;
   if (errno != EISDIR) return errno;
   // An empty folder has nothing to lose.
@@ -210,10 +217,13 @@ int CopyOther(const Source& source, int from, const char* from_name, int to, con
     return EOPNOTSUPP;
   }
   *how.side = Side::kTarget;
-  const auto make = [&](int folder, const char* name) {
-    return MakeOther(source, is_link ? text : nullptr, folder, name, how.owner);
+  const auto make = [&](int folder, const char* name, bool is_private) {
+    return MakeOther(source, is_link ? text : nullptr, folder, name, how.owner, is_private);
   };
-  int error = make(to, to_name);
+  struct stat folder;
+  if (fstat(to, &folder) != 0) return errno;
+  int error = OthersCanChange(folder) ? CommitOther(make, to, to_name, Existing::kKeep)
+                                      : make(to, to_name, true);
   if (error == EEXIST && how.existing == Existing::kReplace) {
     struct stat old;
     if (is_link && fstatat(to, to_name, &old, AT_SYMLINK_NOFOLLOW) == 0) {
@@ -221,7 +231,7 @@ int CopyOther(const Source& source, int from, const char* from_name, int to, con
       const Descriptor place(openat(from, parent.c_str(), kOpenPlace));
       if (LeadsTo(place.get(), text, old) || LeadsTo(to, text, old)) return EINVAL;
     }
-    error = CommitOther(make, to, to_name);
+    error = CommitOther(make, to, to_name, Existing::kReplace);
   }
   if (error != 0 || !how.flush) return error;
   error = FlushNames(to, -1);

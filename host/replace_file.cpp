@@ -3,14 +3,16 @@
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <time.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <cerrno>
 #include <utility>
 #include <vector>
 
-#include "host/at_path.h"
 #include "host/file_properties.h"
+#include "host/make_folder.h"
+#include "host/regular_file.h"
 #include "host/staged_file.h"
 #include "host/trust.h"
 
@@ -19,11 +21,6 @@ namespace orvik::host {
 namespace {
 
 constexpr int kOpenFlags = O_CLOEXEC | O_NOCTTY | O_NONBLOCK;
-
-int RefusalOf(const struct stat& attributes) {
-  if (S_ISREG(attributes.st_mode)) return 0;
-  return S_ISDIR(attributes.st_mode) ? EISDIR : EINVAL;
-}
 
 enum class End { kRead, kExpected };
 
@@ -64,7 +61,7 @@ int ReadOpened(int file, std::string* content, FileIdentity* identity, std::size
   for (int tries = 1;; ++tries) {
     struct stat before, after;
     if (fstat(file, &before) != 0) return errno;
-    if (const int refusal = RefusalOf(before)) return refusal;
+    if (const int refusal = RefusalOf(before.st_mode)) return refusal;
     if (tries > 1 && lseek(file, 0, SEEK_SET) != 0) return errno;
     if (const int error = ReadAll(file, static_cast<std::size_t>(before.st_size), limit,
                                   identity != nullptr ? End::kExpected : End::kRead, content)) {
@@ -77,6 +74,23 @@ int ReadOpened(int file, std::string* content, FileIdentity* identity, std::size
     // A file that is being written in place is read again until it holds still.
     if (*identity == IdentityOf(after) || tries == kReadings) return 0;
   }
+}
+
+// Opens a regular file, and nothing else. Where no other user can change the name, nothing comes
+// between the look and the opening.
+Descriptor OpenRegularAt(const FilePlace& place, int access) {
+  const int folder = place.folder.get();
+  const char* const name = place.name.c_str();
+  if (OthersCanChange(place.folder_attributes)) {
+    return OpenRegular(folder, name, access | O_NOFOLLOW);
+  }
+  struct stat seen;
+  if (fstatat(folder, name, &seen, AT_SYMLINK_NOFOLLOW) != 0) return {};
+  if (const int refusal = RefusalOf(seen.st_mode)) {
+    errno = refusal;
+    return {};
+  }
+  return Descriptor(openat(folder, name, access | O_NOFOLLOW | kOpenFlags));
 }
 
 bool Holds(int descriptor, std::size_t size, std::string_view content) {
@@ -191,15 +205,14 @@ int FlushFolderOf(const FilePlace& place) {
 
 int ReadWholeFile(const std::string& path, std::string* content, FileIdentity* identity,
                   std::size_t limit) {
-  const Descriptor file = OpenPath(path, O_RDONLY | kOpenFlags);
+  const Descriptor file = OpenRegular(path, O_RDONLY);
   if (!file) return errno;
   return ReadOpened(file.get(), content, identity, limit, nullptr);
 }
 
 int ReadWholeFile(const FilePlace& place, std::size_t limit, std::string* content,
                   OpenedFile* opened, int access) {
-  opened->descriptor =
-      Descriptor(openat(place.folder.get(), place.name.c_str(), access | O_NOFOLLOW | kOpenFlags));
+  opened->descriptor = OpenRegularAt(place, access);
   if (!opened->descriptor) return errno;
   return ReadOpened(opened->descriptor.get(), content, &opened->identity, limit,
                     &opened->attributes);
@@ -219,7 +232,8 @@ ReplaceResult SupersedeFile(const FilePlace& place, std::string_view content) {
   return Put(place, content, Flush::kToDisk, nullptr, -1);
 }
 
-ReplaceResult ReplaceFile(const std::string& path, std::string_view content, Flush flush) {
+ReplaceResult ReplaceFile(const std::string& path, std::string_view content, Flush flush,
+                          ReadOnly read_only) {
   ReplaceResult result;
   const FilePlace place = FindPlace(path, Links::kTrusted);
   result.error = place.error;
@@ -234,15 +248,18 @@ ReplaceResult ReplaceFile(const std::string& path, std::string_view content, Flu
     result.error = errno;
     return result;
   }
-  result.error = RefusalOf(old.attributes);
+  result.error = RefusalOf(old.attributes.st_mode);
   if (result.error == 0 && !MayReplace(old.attributes, place.folder_attributes)) {
     result.error = EACCES;
     result.obstacle = place.path;
     return result;
   }
-  if (result.error == 0 && faccessat(folder, name, W_OK, AT_EACCESS) != 0) result.error = errno;
+  if (result.error == 0 && faccessat(folder, name, W_OK, AT_EACCESS) != 0) {
+    const bool is_own = errno == EACCES && old.attributes.st_uid == geteuid();
+    result.error = is_own && read_only == ReadOnly::kReplace ? 0 : errno;
+  }
   if (result.error != 0) return result;
-  const Descriptor file(openat(folder, name, O_RDONLY | O_NOFOLLOW | kOpenFlags));
+  const Descriptor file = OpenRegularAt(place, O_RDONLY);
   if (file && fstat(file.get(), &old.attributes) == 0 &&
       Holds(file.get(), static_cast<std::size_t>(old.attributes.st_size), content)) {
     result.identity = IdentityOf(old.attributes);
@@ -271,8 +288,11 @@ int WriteInPlace(const std::string& path, std::string_view content) {
   if (!file) return errno;
   struct stat attributes;
   if (fstat(file.get(), &attributes) != 0) return errno;
-  if (const int refusal = RefusalOf(attributes)) return refusal;
-  if (!MayReplace(attributes, place.folder_attributes)) return EACCES;
+  if (const int refusal = RefusalOf(attributes.st_mode)) return refusal;
+  if (!MayReplace(attributes, place.folder_attributes) ||
+      !MayWriteInto(attributes, place.folder_attributes)) {
+    return EACCES;
+  }
   if (ftruncate(file.get(), 0) != 0) return errno;
   if (const int error = WriteAll(file.get(), content)) return error;
   return file.Close() ? 0 : errno;

@@ -68,8 +68,12 @@ struct ReplaceResult {
 //   EBUSY.
 // - A file that the caller may not write is EACCES, as it would be for open; what is no regular
 //   file is EISDIR or EINVAL.
+//
+// With ReadOnly::kReplace a file of the caller's without the right to write is replaced, too, and
+// stays read-only.
+enum class ReadOnly { kRefuse, kReplace };
 ReplaceResult ReplaceFile(const std::string& path, std::string_view content,
-                          Flush flush = Flush::kToDisk);
+                          Flush flush = Flush::kToDisk, ReadOnly read_only = ReadOnly::kRefuse);
 
 // Replaces the file that ReadWholeFile opened, or makes one when it opened none.
 ReplaceResult ReplaceFile(const FilePlace& place, std::string_view content, Flush flush,
@@ -86,8 +90,9 @@ int FlushFolderOf(const FilePlace& place);
 // flushing: 0 or an error number, EEXIST when the name is taken.
 int CreateFile(const std::string& path, std::string_view content);
 
-// Makes the file hold the content by writing into it, with the links and files of ReplaceFile: 0 or
-// an error number, after which the file may hold a part.
+// Makes the file hold the content by writing into it, with the links and files of ReplaceFile, and
+// only a file that may be written into (trust.h; EACCES): 0 or an error number, after which the
+// file may hold a part.
 int WriteInPlace(const std::string& path, std::string_view content);
 
 // Puts off the flushing of folders to its end, for a run of changes that is to be on disk as a

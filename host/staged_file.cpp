@@ -18,6 +18,7 @@
 
 #include "host/folder_list.h"
 #include "host/open_flags.h"
+#include "host/regular_file.h"
 #include "host/tree_removal.h"
 #include "host/trust.h"
 
@@ -174,6 +175,17 @@ bool HasName(int entry, int folder, const char* name) {
          own.st_dev == named.st_dev && own.st_ino == named.st_ino;
 }
 
+namespace {
+
+// Removes a folder with all that it holds; a folder that has taken its name is not emptied.
+void RemoveOwn(Descriptor entry, int folder, const char* name) {
+  if (EmptyFolder(std::move(entry), Obstacles::kTakeAway) == 0) {
+    unlinkat(folder, name, AT_REMOVEDIR);
+  }
+}
+
+}  // namespace
+
 bool LockNew(int entry, int folder, const char* name) {
   const bool is_taken = flock(entry, LOCK_EX | LOCK_NB) != 0 && errno == EWOULDBLOCK;
   return !is_taken && HasName(entry, folder, name);
@@ -209,13 +221,9 @@ void StagedEntry::RemoveAbandoned() {
 }
 
 void StagedEntry::RemoveIfAbandoned(const std::string& name, const struct stat& folder) const {
-  struct stat listed, own, target;
-  // A pipe or a device is not even opened.
-  if (fstatat(folder_, name.c_str(), &listed, AT_SYMLINK_NOFOLLOW) != 0 ||
-      (!S_ISREG(listed.st_mode) && !S_ISDIR(listed.st_mode))) {
-    return;
-  }
-  const Descriptor entry(openat(folder_, name.c_str(), kOpenEntry));
+  struct stat own, target;
+  Descriptor entry = OpenRegular(folder_, name.c_str(), O_RDONLY | O_NOFOLLOW);
+  if (!entry && errno == EISDIR) entry = Descriptor(openat(folder_, name.c_str(), kOpenFolder));
   if (!entry || flock(entry.get(), LOCK_EX | LOCK_NB) != 0 ||
       !HasName(entry.get(), folder_, name.c_str()) || fstat(entry.get(), &own) != 0) {
     return;
@@ -224,8 +232,8 @@ void StagedEntry::RemoveIfAbandoned(const std::string& name, const struct stat& 
   if (!MayRemoveStaged(own, folder, has_target ? &target : nullptr)) return;
   if (S_ISREG(own.st_mode)) {
     unlinkat(folder_, name.c_str(), 0);
-  } else if (S_ISDIR(own.st_mode)) {
-    RemoveTree(folder_, name.c_str(), Obstacles::kTakeAway);
+  } else {
+    RemoveOwn(std::move(entry), folder_, name.c_str());
   }
 }
 
@@ -359,7 +367,7 @@ int StagedFile::MakeNamed(mode_t mode) {
 StagedFolder::~StagedFolder() {
   if (name_.empty()) return;
   try {
-    RemoveTree(folder_, name_.c_str(), Obstacles::kTakeAway);
+    RemoveOwn(std::move(entry_), folder_, name_.c_str());
   } catch (...) {  // no memory: the next one removes it
   }
 }
@@ -375,6 +383,11 @@ int StagedFolder::Make() {
     unlinkat(folder_, name.c_str(), AT_REMOVEDIR);
     return error;
   });
+}
+
+bool StagedFolder::IsPrivate() const {
+  struct stat own;
+  return fstat(entry_.get(), &own) == 0 && own.st_uid == geteuid() && (own.st_mode & 0777) == 0700;
 }
 
 int StagedFolder::CommitAsNew() {

@@ -121,6 +121,11 @@ class StagedFolder : public StagedEntry {
   // An empty folder of mode 0700.
   int Make();
 
+  // Whether it belongs to the caller, and no other user can enter it: names in it are the caller's
+  // alone. False on volumes without owners, and when another user has put another folder in its
+  // place.
+  bool IsPrivate() const;
+
   // Puts the folder at a free name: EEXIST when it is taken.
   int CommitAsNew();
 

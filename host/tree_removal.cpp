@@ -310,6 +310,12 @@ int EmptyFolder(const std::string& path, Obstacles obstacles, TreeOutcome* repor
   return report->error();
 }
 
+int EmptyFolder(Descriptor folder, Obstacles obstacles) {
+  TreeOutcome report;
+  Remover(obstacles, &report, nullptr).Empty(std::move(folder), {});
+  return report.error();
+}
+
 int RemoveTree(int folder, const char* name, Obstacles obstacles, TreeOutcome* report,
                Monitor* monitor) {
   TreeOutcome own;

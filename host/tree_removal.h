@@ -30,6 +30,8 @@ enum class Obstacles { kRespect, kTakeAway };
 // `report` may be null.
 int EmptyFolder(const std::string& path, Obstacles obstacles, TreeOutcome* report = nullptr,
                 Monitor* monitor = nullptr);
+// The same for an open folder.
+int EmptyFolder(Descriptor folder, Obstacles obstacles);
 
 // Removes the entry of a folder, with all that it holds when it is one.
 int RemoveTree(int folder, const char* name, Obstacles obstacles, TreeOutcome* report = nullptr,

@@ -26,6 +26,11 @@ bool MayReplace(const struct stat& file, const struct stat& folder) {
          file.st_uid == folder.st_uid;
 }
 
+bool MayWriteInto(const struct stat& file, const struct stat& folder) {
+  return geteuid() != 0 || file.st_nlink <= 1 || !OthersCanChange(folder) ||
+         file.st_uid == folder.st_uid;
+}
+
 bool MayRemoveStaged(const struct stat& staged, const struct stat& folder,
                      const struct stat* target) {
   const uid_t caller = geteuid();

@@ -12,6 +12,13 @@
 //                                        EPERM elsewhere
 //   a regular file that a path names     replaces it, except another user's in a sticky folder that
 //   for output                           everyone may write (EACCES, as with fs.protected_regular)
+//   a file with several names that      root writes into it only in a folder that no other user can
+//   is to be written in place            change, or if it belongs to the folder's owner; it
+//   replaces
+//                                        the name elsewhere: the other names may lead anywhere
+//   what has just been made              is given to the folder's owner, and to its group, by the
+//                                        descriptor it was made with (make_folder.h)
+//   anything that is read                is opened only if it is a regular file (regular_file.h)
 //   a staged file that a killed process  removes it if it is regular, unlocked, has the exact form
 //   of left                                 the name, and belongs to the caller; root also removes
 //   one
@@ -32,6 +39,9 @@ bool MayFollow(const struct stat& link, const struct stat& folder);
 
 // Whether the regular file may be replaced by output to its path.
 bool MayReplace(const struct stat& file, const struct stat& folder);
+
+// Whether the file may be changed where it is.
+bool MayWriteInto(const struct stat& file, const struct stat& folder);
 
 // Whether a file with the name of a staged one was left by the caller, or by a process for which
 // the caller may clean up. `target` is the file whose name it was to take; null when there is none.

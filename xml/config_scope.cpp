@@ -233,16 +233,6 @@ bool ConfigScope::Print(std::string& text) const {
   return is_printed && is_closed;
 }
 
-// A file that nobody may write is replaced, too, and stays so.
-host::ReplaceResult ConfigScope::Replace(const std::string& path, std::string_view content) const {
-  const bool is_read_only = !path_->CanFileBeWrittenTo();
-  if (is_read_only && !path_->ClearFileReadOnly())
-    return {.error = EACCES, .identity = {}, .obstacle = {}};
-  const host::ReplaceResult result = host::ReplaceFile(path, content);
-  if (is_read_only) path_->SetFileReadOnly();
-  return result;
-}
-
 bool ConfigScope::Save() {
   if (!has_path() || root_ == nullptr) return false;
   const std::optional<std::string> path = PathForLibc(path_->GetFilePathString());
@@ -267,7 +257,9 @@ bool ConfigScope::Save() {
     if (kept.error != 0) return false;
   }
   const host::ReplaceResult result =
-      is_readable ? Replace(*path, content) : host::SupersedeFile(place, content);
+      is_readable
+          ? host::ReplaceFile(*path, content, host::Flush::kToDisk, host::ReadOnly::kReplace)
+          : host::SupersedeFile(place, content);
   // A file that took its place and could not be flushed is the document's all the same.
   if (result.wrote || result.error == 0) {
     known().is_not_the_file = false;

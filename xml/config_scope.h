@@ -73,7 +73,6 @@ class ConfigScope {
   void WriteNew(IORVIKXMLWriter& writer) const;
   bool CanKeepAside() const;
   bool Print(std::string& text) const;
-  host::ReplaceResult Replace(const std::string& path, std::string_view content) const;
 
   const char* const name_;  // of the "scope" attribute
   COrvikFilePath*& path_;

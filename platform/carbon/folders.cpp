@@ -4,6 +4,7 @@
 #include <string>
 
 #include "host/at_path.h"
+#include "host/file_place.h"
 #include "host/path_names.h"
 #include "host/system_root.h"
 #include "host/trash.h"
@@ -86,6 +87,13 @@ OSErr FindTrash(FSVolumeRefNum domain, bool create, FSRef* folder) {
   return carbon::Status(error);
 }
 
+// As the store makes the folders of its files.
+int MakeIfMissing(const std::string& path) {
+  struct stat attributes;
+  const bool exists = host::StatPath(path, 0, &attributes) == 0 && S_ISDIR(attributes.st_mode);
+  return exists ? 0 : host::MakePlace(path + "/.").error;
+}
+
 }  // namespace
 
 OSErr FSFindFolder(FSVolumeRefNum domain, OSType type, Boolean create, FSRef* folder) {
@@ -95,7 +103,7 @@ OSErr FSFindFolder(FSVolumeRefNum domain, OSType type, Boolean create, FSRef* fo
   const std::optional<std::string> path = FolderPath(domain, type);
   if (!path) return fnfErr;
   if (create) {
-    if (const int error = host::MakeFolders(*path)) return carbon::Status(error);
+    if (const int error = MakeIfMissing(*path)) return carbon::Status(error);
   }
   Boolean is_directory = false;
   FSRef found;

@@ -60,6 +60,7 @@ int PropertyListFile::Lock(Folder folder, int milliseconds) {
   FindForChange(folder);
   if (place_.error == EPERM) LogRefusal(place_.obstacle);
   if (!place_) return place_.error;
+  if (const int error = host::FlushWay(place_)) return error;
   lock_ = host::FolderLock::Take(place_.folder.get(), place_.folder_attributes, milliseconds);
   const int error = lock_.error();
   if ((error == EINVAL || error == EACCES) && *lock_.obstacle() != '\0') {

@@ -1,14 +1,24 @@
-// What root does with names that another user has prepared.
+// What root does with names that another user has prepared, or changes meanwhile.
 //
 // Each way to write a file that is named by a path meets each trap: it fails, names the obstacle
-// where it has words for it, and neither the file behind the trap nor the trap changes.
+// where it has words for it, and neither the file behind the trap nor the trap changes. Then the
+// other user changes the names as fast as that goes, while root works with them: nothing of root's
+// changes, whatever root's work comes to.
+#include <fcntl.h>
+#include <signal.h>
 #include <sys/stat.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
+#include <algorithm>
+#include <chrono>
 #include <iostream>
+#include <sstream>
 
 #include "files/file_manipulator.h"
+#include "host/file_place.h"
 #include "host/file_replacement.h"
+#include "host/node_copy.h"
 #include "host/replace_file.h"
 #include "tests/support/file_trees.h"
 #include "tests/support/test_environment.h"
@@ -114,6 +124,154 @@ TEST(SecondUserTest, RootWritesNothingThroughTheNamesOfAnother) {
     }
   }
 }
+
+// ---- Races ----
+
+// One turn of root's work, and one of the other user's; both in a folder of the other user's.
+struct Race {
+  std::string name;
+  std::function<void()> work;
+  std::function<void()> attack;
+};
+
+void PutLink(const char* target, const char* name) {
+  if (symlink(target, "attack") == 0 && rename("attack", name) != 0) unlink("attack");
+}
+
+// "way" is a folder or a link to root's; "out" in it a file, a link to root's file, or missing.
+void SwapLinks() {
+  PutLink("../../safe/victim", "way/out");
+  if (mknod("attack", S_IFREG | 0666, 0) == 0) rename("attack", "way/out");
+  rename("way", "away");
+  PutLink("../safe", "way");
+  unlink("way");
+  rename("away", "way");
+  PutLink("../../safe/new", "way/out");
+  unlink("way/out");
+}
+
+void Set() {
+  setenv("HOME", (fs::current_path() / "way").c_str(), 1);
+  const char* const words[] = {"orvikprefs", "--scope", "user", "set", "K", "n", "v"};
+  prefstool::Run(7, words, false, std::cout, std::cerr);
+}
+
+void SwapHome() {
+  constexpr char kFile[] = "way/Library/Preferences/com.orviktech.Registry.plist";
+  PutLink("../../../../safe/victim", kFile);
+  unlink(kFile);
+  rename("way/Library", "way/away");
+  PutLink("../../safe", "way/Library");
+  unlink("way/Library");
+  rename("way/away", "way/Library");
+  rename("way", "away");
+  PutLink("../safe", "way");
+  unlink("way");
+  rename("away", "way");
+}
+
+// "kept" is a folder of root's, which is not empty and so survives.
+void MakeFolders() {
+  renameat2(AT_FDCWD, "made", AT_FDCWD, "kept", RENAME_NOREPLACE);
+  host::MakePlace(fs::current_path() / "made/file");
+  rmdir("made");
+  rmdir("kept");
+}
+
+void SwapFolders() {
+  renameat2(AT_FDCWD, "made", AT_FDCWD, "kept", RENAME_EXCHANGE);
+}
+
+void CopyPipe() {
+  const host::NodeCopy how{.owner = host::Owner::kSource, .special_files = true};
+  host::CopyNode("../safe/pipe", "pipe", how);
+  unlink("pipe");
+}
+
+void LeadThePipeAway() {
+  if (rename("pipe", "taken") == 0) PutLink("../safe/victim", "pipe");
+}
+
+std::vector<Race> Races() {
+  std::vector<Race> races = {{"set", Set, SwapHome},
+                             {"making a folder", MakeFolders, SwapFolders},
+                             {"copy of a pipe", CopyPipe, LeadThePipeAway}};
+  for (const Writer& writer : kWriters) {
+    const auto write = [&writer] { writer.write(fs::current_path() / "way/out"); };
+    races.push_back({writer.name, write, SwapLinks});
+  }
+  return races;
+}
+
+// Type, mode, owner, size and time of an entry.
+std::string RecordOf(const fs::path& path) {
+  struct stat record = {};
+  lstat(path.c_str(), &record);
+  std::ostringstream text;
+  text << path.filename().string() << ' ' << std::oct << record.st_mode << std::dec << ' '
+       << record.st_uid << ' ' << record.st_size << ' ' << record.st_mtim.tv_nsec;
+  return text.str();
+}
+
+Words RecordsIn(const fs::path& folder) {
+  Words records;
+  for (const auto& entry : fs::directory_iterator(folder)) {
+    records.push_back(RecordOf(entry.path()));
+  }
+  std::sort(records.begin(), records.end());
+  return records;
+}
+
+void PrintTo(const Race& race, std::ostream* out) {
+  *out << race.name;
+}
+
+class SecondUserRaceTest : public ::testing::TestWithParam<Race> {};
+
+TEST_P(SecondUserRaceTest, NothingOfRootsChanges) {
+  if (geteuid() != 0) GTEST_SKIP() << "only root can act against another user";
+  const ScopedVariable temporary("TMPDIR", access("/dev/shm", W_OK) == 0 ? "/dev/shm" : "/tmp");
+  const ScopedEnvironment environment;
+  const fs::path stage = environment.folder() / "stage";
+  MakeTree(stage, {"safe/victim=precious", "safe/pipe|", "theirs/way/", "theirs/kept/secret"});
+  MakeTree(environment.folder(),
+           {"root/Users/Shared/Library/Preferences/com.orviktech.Registry.plist="
+            "<plist version=\"1.0\"><dict/></plist>"});
+  ASSERT_EQ(chmod(environment.folder().c_str(), 0755), 0);
+  ASSERT_EQ(chmod((stage / "safe/victim").c_str(), 0600), 0);
+  ASSERT_EQ(chmod((stage / "safe/pipe").c_str(), 0666), 0);
+  for (const char* const name : {"theirs", "theirs/way"}) {
+    ASSERT_EQ(chown((stage / name).c_str(), kOther, kOther), 0);
+  }
+  const Words before = RecordsIn(stage / "safe");
+  const int kept = open((stage / "theirs/kept").c_str(), O_PATH | O_CLOEXEC);
+  fs::current_path(stage / "theirs");
+  const pid_t attacker = fork();
+  if (attacker == 0) {
+    alarm(20);
+    if (setgid(kOther) != 0 || setuid(kOther) != 0) abort();
+    for (;;) GetParam().attack();
+  }
+  const CommandResult run = RunChild([] {
+    using Clock = std::chrono::steady_clock;
+    alarm(20);
+    for (const auto end = Clock::now() + std::chrono::milliseconds(800); Clock::now() < end;) {
+      GetParam().work();
+    }
+    return 0;
+  });
+  kill(attacker, SIGKILL);
+  waitpid(attacker, nullptr, 0);
+  fs::current_path("/");
+  EXPECT_EQ(run.status, 0) << run.err;
+  EXPECT_EQ(RecordsIn(stage / "safe"), before);
+  struct stat record = {};
+  EXPECT_EQ(fstatat(kept, "", &record, AT_EMPTY_PATH), 0);
+  EXPECT_EQ(record.st_uid, 0u);
+  close(kept);
+}
+
+INSTANTIATE_TEST_SUITE_P(Faults, SecondUserRaceTest, ::testing::ValuesIn(Races()));
 
 }  // namespace
 }  // namespace orvik::test

@@ -3,6 +3,7 @@
 #include <fcntl.h>
 #include <signal.h>
 #include <sys/file.h>
+#include <sys/inotify.h>
 #include <sys/stat.h>
 #include <sys/syscall.h>
 #include <sys/wait.h>
@@ -12,7 +13,9 @@
 #include <algorithm>
 #include <cerrno>
 
+#include "host/file_replacement.h"
 #include "host/keep_beside.h"
+#include "host/staged_file.h"
 #include "tests/support/file_trees.h"
 #include "tests/support/forbidden_call.h"
 #include "tests/support/test_environment.h"
@@ -73,6 +76,40 @@ TEST_F(ReplaceFileTest, RefusesWhatIsNoFile) {
   }
   EXPECT_EQ(ReplaceFile(top_ / std::string(256, 'n'), "x").error, ENAMETOOLONG);
   EXPECT_EQ(ReplaceFile(top_ / std::string(255, 'n'), "x").error, 0);
+}
+
+// A device may act when it is opened, and a pipe lets a waiting writer go on.
+TEST_F(ReplaceFileTest, OpensNothingButRegularFiles) {
+  MakeTree(top_, {"pipe|", "link->pipe"});
+  std::string content;
+  for (const mode_t mode : {0755, 0777}) {  // where others can change the name, and where not
+    chmod(top_.c_str(), mode);
+    const Descriptor watch(inotify_init1(IN_NONBLOCK | IN_CLOEXEC));
+    ASSERT_GE(inotify_add_watch(watch.get(), (top_ / "pipe").c_str(), IN_OPEN), 0);
+    const FilePlace place = FindPlace(top_ / "link", Links::kTrusted);
+    OpenedFile opened;
+    EXPECT_EQ(ReadWholeFile(place, 100, &content, &opened), EINVAL);
+    EXPECT_EQ(ReadWholeFile(top_ / "link", &content), EINVAL);
+    EXPECT_EQ(ReplaceFile(top_ / "link", "new").error, EINVAL);
+    StagedFile(place.folder.get(), "pipe").RemoveAbandoned();
+    char event[1];
+    EXPECT_TRUE(read(watch.get(), event, sizeof event) < 0 && errno == EAGAIN);
+  }
+}
+
+// As where hard links are not protected: the other name may be a file of root's anywhere.
+TEST_F(ReplaceFileTest, RootWritesIntoNoOtherNameOfAFile) {
+  if (geteuid() != 0) GTEST_SKIP() << "only root is misled so";
+  MakeTree(top_, {"theirs/", "victim=old"});
+  ASSERT_EQ(chown((top_ / "theirs").c_str(), 65534, 65534), 0);
+  const fs::path trap = top_ / "theirs/out";
+  fs::create_hard_link(top_ / "victim", trap);
+  EXPECT_EQ(WriteInPlace(trap, "new"), EACCES);
+  FileReplacement file;
+  EXPECT_EQ(file.Open(trap, top_), 0);
+  EXPECT_EQ(file.Write("new"), 0);
+  EXPECT_EQ(file.Commit(), 0);
+  EXPECT_EQ(TreeIn(top_), (Words{"theirs/", "theirs/out=new", "victim=old"}));
 }
 
 TEST_F(ReplaceFileTest, AFailingWriteKeepsTheOldFile) {

@@ -45,14 +45,14 @@ TEST_F(PropertyListFileTest, OnlyWhatDoesNotExistIsMissing) {
                 {"a file in place of the folder", "folder", ENOTDIR},
                 {"loop of links", "folder/file.plist->file.plist", ELOOP},
                 {"folder", "folder/file.plist/", EISDIR},
-                {"socket", "folder/", ENXIO},
+                {"socket", "folder/", EINVAL},
                 {"a tebibyte", "folder/file.plist", EFBIG}};
   for (const auto& [title, entry, error] : kCases) {
     SCOPED_TRACE(title);
     fs::remove_all(file_.parent_path());
     MakeTree(top_, {entry});
     if (error == EFBIG) fs::resize_file(file_, std::uintmax_t{1} << 40);
-    if (error == ENXIO) {
+    if (error == EINVAL) {
       const int bound = socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
       sockaddr_un address = {};
       address.sun_family = AF_UNIX;
@@ -101,12 +101,17 @@ TEST_F(PropertyListFileTest, FollowsLinksOfTheCallerAndNoOthers) {
 TEST_F(PropertyListFileTest, WhatIsMadeFollowsItsFolder) {
   fs::create_directories(top_ / "shared");
   ASSERT_EQ(chmod((top_ / "shared").c_str(), 02775), 0);
-  const mode_t old_mask = umask(022);
-  EXPECT_EQ(Save(top_ / "shared" / "sub" / "file.plist"), 0);
-  umask(old_mask);
-  EXPECT_EQ(ModeOf(top_ / "shared/sub"), 02775u);
-  EXPECT_EQ(ModeOf(top_ / "shared/sub/file.plist"), 0664u);
-  EXPECT_EQ(ModeOf(top_ / "shared/sub/.orvik.lock"), 0660u);
+  for (const mode_t mask : {022, 027, 077}) {
+    SCOPED_TRACE(mask);
+    fs::remove_all(top_ / "shared/sub");
+    const mode_t old_mask = umask(mask);
+    EXPECT_EQ(Save(top_ / "shared" / "sub" / "file.plist"), 0);
+    umask(old_mask);
+    EXPECT_EQ(ModeOf(top_ / "shared/sub"), 02775u);
+    EXPECT_EQ(ModeOf(top_ / "shared/sub/file.plist"), 0664u);
+    EXPECT_EQ(ModeOf(top_ / "shared/sub/.orvik.lock"), 0660u);
+    EXPECT_EQ(NamesIn(top_ / "shared"), std::vector<std::string>{"sub"});
+  }
   if (geteuid() != 0) return;
   // What root makes in another user's folder is that user's.
   fs::create_directories(top_ / "home");
