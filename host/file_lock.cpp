@@ -6,11 +6,13 @@
 
 #include <cerrno>
 #include <chrono>
+#include <string_view>
 #include <thread>
 #include <utility>
 #include <vector>
 
 #include "host/descriptor.h"
+#include "host/folder_list.h"
 #include "host/lock_file.h"
 #include "host/process_start.h"
 #include "host/staged_file.h"
@@ -28,6 +30,8 @@ constexpr off_t kHolderByte = 1;
 constexpr int kAgain = -1;
 // How often a lock file that is gone again is made anew when there is no time to wait.
 constexpr int kTries = 100;
+// Beyond the bytes of every property list.
+constexpr off_t kContentByte = off_t{1} << 40;
 constexpr std::int64_t kForeignStaleSeconds = 600;
 
 int SetLock(int file, off_t byte, short type, off_t count = 1) {
@@ -70,6 +74,25 @@ bool IsStale(int file) {
          now.tv_sec - attributes.st_mtim.tv_sec > kForeignStaleSeconds;
 }
 
+// Removes what processes have left that were killed while they took a stale file away.
+void RemoveLeftovers(int folder, const struct stat& attributes) {
+  const std::string beginning = std::string(kHeldName) + ".";
+  std::vector<std::string> names;
+  ListFolder(folder, [&](const dirent& entry) {
+    const std::string_view name = entry.d_name;
+    const bool is_aside = name.starts_with(beginning) && name.size() > beginning.size() &&
+                          name.find_first_not_of("0123456789", beginning.size()) == name.npos;
+    if (is_aside) names.emplace_back(name);
+    return 0;
+  });
+  for (const std::string& name : names) {
+    Descriptor file;
+    const bool is_ours = OpenLockFile(folder, attributes, name.c_str(), O_RDONLY, &file) == 0 &&
+                         CheckHolderWords(file.get()) == 0;
+    if (is_ours && IsStale(file.get())) unlinkat(folder, name.c_str(), 0);
+  }
+}
+
 // Takes a stale file away. It gets another name first: only then it is certain that it is still the
 // one that was examined. EAGAIN: it is to be created again; EINVAL: it is not a file of a lock.
 int RemoveStale(int folder, const struct stat& attributes) {
@@ -78,6 +101,7 @@ int RemoveStale(int folder, const struct stat& attributes) {
   if (error == 0) error = CheckHolderWords(file.get());
   if (error != 0) return error == EINVAL ? EINVAL : EAGAIN;
   if (!IsStale(file.get())) return EAGAIN;
+  RemoveLeftovers(folder, attributes);
   const std::string aside = std::string(kHeldName) + "." + std::to_string(getpid());
   if (renameat(folder, kHeldName, folder, aside.c_str()) != 0) return EAGAIN;
   if (!HasName(file.get(), folder, aside.c_str())) {
@@ -120,6 +144,7 @@ struct LockFiles {
   Descriptor file;            // whose bytes are locked
   Descriptor held_folder;     // that holds the exclusive file, where bytes cannot be locked
   const char* obstacle = "";  // the name of what may not be used
+  bool is_made = false;       // the file did not exist before
 };
 
 int CreateHeldInTime(int folder, const struct stat& attributes, Clock::time_point deadline,
@@ -146,6 +171,7 @@ int LockFile(int folder, const struct stat& attributes, Clock::time_point deadli
   if (error == ENOENT) {
     error = MakeLockFile(folder, attributes, kFolderLockName, &files->file);
     if (error != 0) return error == EEXIST ? kAgain : error;
+    files->is_made = true;
   }
   if (error != 0) return refuse(error);
   const int file = files->file.get();
@@ -169,10 +195,14 @@ struct FolderLock::Held {
   ~Held() {
     // In a forked child the lock is its parent's. One that was forked meanwhile has the file open,
     // so that closing it here would not unlock it.
-    if (process != getpid()) return;
+    if (process != getpid() || !files.file) return;
+    // Those who wait at the file find then that it has lost its name.
+    if (folder && HasName(files.file.get(), folder.get(), kFolderLockName)) {
+      unlinkat(folder.get(), kFolderLockName, 0);
+    }
     if (files.held_folder) {
       unlinkat(files.held_folder.get(), kHeldName, 0);
-    } else if (files.file) {
+    } else {
       SetLock(files.file.get(), kQueueByte, F_UNLCK, 2);
     }
   }
@@ -181,6 +211,7 @@ struct FolderLock::Held {
   ino_t inode;
   pid_t process = getpid();
   LockFiles files;
+  Descriptor folder;  // while the lock's file is to be removed
 };
 
 FolderLock FolderLock::Take(int folder, const struct stat& attributes, int milliseconds) {
@@ -194,6 +225,7 @@ FolderLock FolderLock::Take(int folder, const struct stat& attributes, int milli
     if (held->device == attributes.st_dev && held->inode == attributes.st_ino &&
         held->process == getpid()) {
       result.held_ = std::move(held);
+      result.is_nested_ = true;
       return result;
     }
   }
@@ -204,6 +236,7 @@ FolderLock FolderLock::Take(int folder, const struct stat& attributes, int milli
     result.obstacle_ = held->files.obstacle;
     if (result.error_ == 0) {
       own.push_back(held);
+      if (held->files.is_made) held->folder = Descriptor(fcntl(folder, F_DUPFD_CLOEXEC, 0));
       result.held_ = std::move(held);
       return result;
     }
@@ -213,6 +246,16 @@ FolderLock FolderLock::Take(int folder, const struct stat& attributes, int milli
       return result;
     }
   }
+}
+
+void FolderLock::KeepFile() {
+  if (held_) held_->folder = {};
+}
+
+int LockContent(int file, int milliseconds) {
+  const auto deadline = Clock::now() + std::chrono::milliseconds(milliseconds);
+  constexpr std::chrono::microseconds kPause{1000};
+  return Poll(deadline, kPause, [=] { return SetLock(file, kContentByte, F_WRLCK); });
 }
 
 int FindLockHolder(const std::string& folder, std::optional<LockHolder>* holder) {

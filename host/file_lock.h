@@ -1,10 +1,11 @@
 // The lock of a folder whose files several processes change, and who holds it.
 //
-// The lock is a file ".orvik.lock" in the folder, which stays there. Whoever may write the folder
-// may open the file, and nobody else may: a process that can only read the folder cannot hold up
-// its writers. The file's owner, and its right for the group and for others, are those of the
-// folder when it is made. Later ones that differ are put right by making the file anew: an existing
-// file never changes its owner or its mode.
+// The lock is a file ".orvik.lock" in the folder. It stays there once the folder was written; when
+// it is removed, the next holder makes it anew. Whoever may write the folder may open the file, and
+// nobody else may: a process that can only read the folder cannot hold up its writers. The file's
+// owner, and its right for the group and for others, are those of the folder when it is made. Later
+// ones that differ are put right by making the file anew: an existing file never changes its owner
+// or its mode.
 //
 // Two bytes of the file are locked with open-file-description locks (fcntl), which end with their
 // process and work on network file systems. Takers queue at the first byte; the one at the head of
@@ -52,6 +53,13 @@ class FolderLock {
   int error() const { return error_; }
   // The name in the folder of what caused the error; "" when it is not a file of the lock.
   const char* obstacle() const { return obstacle_; }
+  // Whether the thread held it already.
+  bool is_nested() const { return is_nested_; }
+
+  // The lock's file stays. Without this one that was made for the lock goes with it: where nothing
+  // was written nothing is left.
+  void KeepFile();
+
   void Release() { held_.reset(); }
 
  private:
@@ -60,7 +68,13 @@ class FolderLock {
   std::shared_ptr<Held> held_;
   int error_ = 0;
   const char* obstacle_ = "";
+  bool is_nested_ = false;
 };
+
+// Locks the content of a file of the folder, open for writing, whose lock the caller holds: a
+// process whose lock file was removed may still be at its change. The lock ends with the open file.
+// 0; EWOULDBLOCK when another holds it for the whole wait; else what the volume reports.
+int LockContent(int file, int milliseconds);
 
 // A process that holds the lock of a folder.
 struct LockHolder {

@@ -13,6 +13,7 @@
 #include "prefs/platform_values.h"
 #include "prefs/preferences.h"
 #include "prefs/reporting.h"
+#include "prefs/shared_lock.h"
 
 namespace orvik {
 
@@ -88,6 +89,7 @@ InstallRecord RecordInstallInformation(const InstallerArgs& arguments) {
         destination}},
   };
   host::FolderFlushDelay until_all_is_recorded;
+  const SharedLockTimeLimit for_all_of_them;
   const KeptAsideFiles kept_aside;
   InstallRecord record;
   for (const auto& row : rows) {

@@ -37,18 +37,17 @@ FileDomainStore::FileDomainStore(const EffectiveDomain& domain, const CAtlString
   if (domain.scope == kSharedScope) {
     record_domain_ = given_domain;
   }
-  Open(purpose, LockDeadline(wait), refused);
+  Open(purpose, wait, refused);
 }
 
 FileDomainStore::FileDomainStore(std::string path, StorePurpose purpose) : file_(std::move(path)) {
-  Open(purpose, LockDeadline({}), RefusedRecord::kIgnore);
+  Open(purpose, {}, RefusedRecord::kIgnore);
 }
 
-void FileDomainStore::Open(StorePurpose purpose, const LockDeadline& deadline,
-                           RefusedRecord refused) {
+void FileDomainStore::Open(StorePurpose purpose, const LockWait& wait, RefusedRecord refused) {
   const bool changes = purpose == StorePurpose::kChange || purpose == StorePurpose::kCreate;
   if (changes) {
-    const int error = Lock(purpose, deadline);
+    const int error = Lock(purpose, wait);
     // Without a folder there is no file to change, which reading finds out.
     if (error != 0 && (error != ENOENT || purpose == StorePurpose::kCreate)) {
       status_ = error == EWOULDBLOCK ? PrefStatus{PrefError::kLockNotObtained} : StatusOf(error);
@@ -70,6 +69,10 @@ void FileDomainStore::Open(StorePurpose purpose, const LockDeadline& deadline,
       status_ = {PrefError::kNotFound};
       break;
     case Contents::kUnreadable:
+      if (changes && file_.error() == EWOULDBLOCK) {
+        status_ = {PrefError::kLockNotObtained};
+        break;
+      }
       status_ = PrefStatusFromErrno(file_.error(), file_.obstacle(), PrefError::kUnreadable);
       break;
     case Contents::kDamaged:
@@ -84,24 +87,23 @@ void FileDomainStore::Open(StorePurpose purpose, const LockDeadline& deadline,
   }
 }
 
-int FileDomainStore::Lock(StorePurpose purpose, const LockDeadline& deadline) {
-  const auto lock_folder = [&](PropertyListFile::Folder folder) {
-    constexpr std::chrono::milliseconds kLongest(PropertyListFile::kLockMilliseconds);
-    return file_.Lock(folder, static_cast<int>(deadline.Left(kLongest).count()));
-  };
+int FileDomainStore::Lock(StorePurpose purpose, const LockWait& wait) {
+  using Entered = SharedLockHold::Entered;
+  LockTries tries(wait);
   const auto folder = purpose == StorePurpose::kCreate ? PropertyListFile::Folder::kMake
                                                        : PropertyListFile::Folder::kFind;
-  if (!record_domain_) {
-    return lock_folder(folder);
-  }
   int error = 0;
-  const bool is_held = record_.Take(
-      *record_domain_, deadline,
-      [&] {
-        error = lock_folder(folder);
-        return error != EWOULDBLOCK;
-      },
-      [&] { file_.Unlock(); });
+  const auto lock_folder = [&] {
+    error = file_.Lock(folder, tries.LeftMilliseconds());
+    return error == EWOULDBLOCK ? Entered::kBusy
+           : error == ENOENT    ? Entered::kNothing
+                                : Entered::kLocked;
+  };
+  if (!record_domain_) {
+    lock_folder();
+    return error;
+  }
+  const bool is_held = record_.Take(*record_domain_, tries, lock_folder, [&] { file_.Unlock(); });
   return is_held ? error : EWOULDBLOCK;
 }
 

@@ -59,9 +59,9 @@ class FileDomainStore : public DomainStore {
   PrefStatus Save() override;
 
  private:
-  void Open(StorePurpose purpose, const LockDeadline& deadline, RefusedRecord refused);
+  void Open(StorePurpose purpose, const LockWait& wait, RefusedRecord refused);
   // Takes the lock of the folder and the record: 0, or an error number.
-  int Lock(StorePurpose purpose, const LockDeadline& deadline);
+  int Lock(StorePurpose purpose, const LockWait& wait);
   PrefStatus StatusOf(int error) const;
 
   PropertyListFile file_;

@@ -73,9 +73,8 @@ CAtlString NameOfProcess(int pid) {
 LockRecord::LockRecord(const CAtlString& domain)
     : file_(FileOfRecord(domain), host::Flush::kNone, PropertyListFile::Saving::kInPlace) {}
 
-bool LockRecord::Lock(PropertyListFile::Folder folder, const LockDeadline& deadline) {
-  constexpr std::chrono::milliseconds kLongest(PropertyListFile::kLockMilliseconds);
-  const int error = file_.Lock(folder, static_cast<int>(deadline.Left(kLongest).count()));
+bool LockRecord::Lock(int milliseconds) {
+  const int error = file_.Lock(PropertyListFile::Folder::kMake, milliseconds);
   if (file_.is_lock_refused()) Refuse(file_.obstacle());
   return error != EWOULDBLOCK;
 }

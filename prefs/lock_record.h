@@ -10,7 +10,6 @@
 
 #include "platform/core_foundation/property_list_file.h"
 #include "prefs/auto_release.h"
-#include "prefs/lock_wait.h"
 #include "strings/atl_string.h"
 
 namespace orvik {
@@ -22,7 +21,7 @@ class LockRecord {
 
   // Keeps other processes from testing or changing the record. False when another one does so for
   // the whole wait. Where the kernel lock cannot be had at all, the record alone counts.
-  bool Lock(PropertyListFile::Folder folder, const LockDeadline& deadline = LockDeadline({}));
+  bool Lock(int milliseconds = PropertyListFile::kLockMilliseconds);
   void Unlock() { file_.Unlock(); }
 
   void Read();

@@ -1,7 +1,6 @@
 // How long a change may wait for the lock of its domain.
 #pragma once
 
-#include <algorithm>
 #include <chrono>
 #include <optional>
 
@@ -10,24 +9,24 @@ namespace orvik {
 // Nothing: as long as the lock's own rules say. Otherwise at most this long; 0 tries once.
 using LockWait = std::optional<std::chrono::milliseconds>;
 
-// A wait that has begun.
-class LockDeadline {
+// The tries of one change. Without a wait of its own there are ten, a second apart, and all that is
+// waited for, kernel locks included, takes ten seconds; under a SharedLockTimeLimit (shared_lock.h)
+// these are those of the limit.
+class LockTries {
  public:
-  explicit LockDeadline(LockWait wait) {
-    if (wait) end_ = std::chrono::steady_clock::now() + *wait;
-  }
+  explicit LockTries(const LockWait& wait);
 
-  bool is_limited() const { return end_.has_value(); }
-  // What is left, but not more than `longest`; not below 0.
-  std::chrono::milliseconds Left(std::chrono::milliseconds longest) const {
-    if (!end_) return longest;
-    const auto left =
-        std::chrono::ceil<std::chrono::milliseconds>(*end_ - std::chrono::steady_clock::now());
-    return std::clamp(left, std::chrono::milliseconds(0), longest);
-  }
+  // The time that a try may wait for a kernel lock; 0: it tries once.
+  std::chrono::milliseconds Left() const;
+  int LeftMilliseconds() const { return static_cast<int>(Left().count()); }
+
+  // After a try: waits, and says whether there is another one.
+  bool Again();
 
  private:
-  std::optional<std::chrono::steady_clock::time_point> end_;
+  std::chrono::steady_clock::time_point end_;
+  std::optional<int> tries_;  // of its own
+  bool is_limited_;           // by the caller's wait
 };
 
 }  // namespace orvik

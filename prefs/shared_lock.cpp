@@ -1,8 +1,8 @@
 #include "prefs/shared_lock.h"
 
-#include <unistd.h>
-
+#include <cerrno>
 #include <chrono>
+#include <optional>
 #include <thread>
 #include <utility>
 
@@ -10,6 +10,7 @@
 #include "host/staged_file.h"
 #include "prefs/file_domain_store.h"
 #include "prefs/lock_record.h"
+#include "prefs/lock_wait.h"
 #include "prefs/platform_values.h"
 
 namespace orvik {
@@ -21,23 +22,36 @@ SharedLockWait& Wait() {
   return wait;
 }
 
-// Shows who changes the domain under the kernel lock alone: a process of another user, whose record
-// lies in another home.
-void AddKernelHolder(const CAtlString& domain, SharedLockRecord* record) {
+// Shows who holds the kernel lock of a folder, or that this is not known: a process of another user
+// has its record in another home, and one that was stopped may have none yet.
+void AddKernelHolder(const std::string& folder, SharedLockRecord* record) {
+  using State = SharedLockRecord::State;
+  std::optional<host::LockHolder> holder;
+  const int error = host::FindLockHolder(folder, &holder);
+  const bool is_free = record->state == State::kFree;
+  if (!holder && (error == 0 || (!is_free && error != EINVAL))) {
+    return;
+  }
+  record->file = folder + "/" + host::kFolderLockName;
+  record->state = holder ? State::kHeld : error == EINVAL ? State::kRefused : State::kUnknown;
+  if (holder) {
+    record->pid = holder->pid;
+    record->process = holder->is_local ? NameOfProcess(holder->pid) : CAtlString();
+    record->host = CAtlString(holder->host.c_str());
+  }
+}
+
+void AddKernelHolders(const CAtlString& domain, SharedLockRecord* record) {
+  using State = SharedLockRecord::State;
+  const std::string of_record = host::FolderOf(record->file);
   const EffectiveDomain effective(kSharedScope, domain);
   if (!effective.usable()) {
     return;
   }
-  const std::string folder = host::FolderOf(FileOfDomain(effective));
-  const auto holder = host::FindLockHolder(folder);
-  if (!holder) {
-    return;
+  AddKernelHolder(host::FolderOf(FileOfDomain(effective)), record);
+  if (record->state != State::kHeld && record->state != State::kRefused) {
+    AddKernelHolder(of_record, record);
   }
-  record->state = SharedLockRecord::State::kHeld;
-  record->pid = holder->pid;
-  record->process = holder->is_local ? NameOfProcess(holder->pid) : CAtlString();
-  record->host = CAtlString(holder->host.c_str());
-  record->file = folder + "/" + host::kFolderLockName;
 }
 
 }  // namespace
@@ -58,31 +72,31 @@ bool IsGlobalSharedPListLocked(const CAtlString& domain) {
 }
 
 bool LockGlobalSharedPList(const CAtlString& domain) {
-  for (int tries = 0; tries < kSharedLockTries; ++tries) {
-    {
-      LockRecord record(domain);
-      if (record.Lock(PropertyListFile::Folder::kMake)) {
-        record.Read();
-        if (!record.IsHeld()) {
-          try {
-            record.Take();
-          } catch (...) {
-            record.Release();
-            throw;
-          }
-          return true;
-        }
-      }
+  LockTries tries({});
+  do {
+    LockRecord record(domain);
+    if (!record.Lock(tries.LeftMilliseconds())) {
+      continue;
     }
-    WaitForSharedLock();
-  }
+    record.Read();
+    if (record.IsHeld()) {
+      continue;
+    }
+    try {
+      record.Take();
+    } catch (...) {
+      record.Release();
+      throw;
+    }
+    return true;
+  } while (tries.Again());
   return false;
 }
 
 void UnlockGlobalSharedPList(const CAtlString& domain) {
   LockRecord record(domain);
   // Whoever holds it: also a process that was stopped on its way.
-  record.Lock(PropertyListFile::Folder::kMake);
+  record.Lock();
   record.Read();
   record.Release();
 }
@@ -105,14 +119,14 @@ SharedLockRecord CopySharedLockRecord(const CAtlString& domain) {
   if (!record.refused().empty()) {
     result.state = SharedLockRecord::State::kRefused;
   } else if (result.state != SharedLockRecord::State::kHeld) {
-    AddKernelHolder(domain, &result);
+    AddKernelHolders(domain, &result);
   }
   return result;
 }
 
 bool ReleaseStaleSharedLock(const CAtlString& domain) {
   LockRecord record(domain);
-  if (!record.Lock(PropertyListFile::Folder::kMake)) {
+  if (!record.Lock()) {
     return false;
   }
   record.Read();

@@ -38,21 +38,24 @@ inline constexpr int kSharedLockTries = 10;
 
 // Takes the lock, without the kernel lock of the preference file. While another process (or the
 // caller itself) holds it, tries ten times, a second apart, and gives up a second after the last
-// try. True when the caller now holds it. A record that cannot be saved is not noticed.
+// try; what a try waits for the kernel lock of the record counts. True when the caller now holds
+// it. A record that cannot be saved is not noticed.
 bool LockGlobalSharedPList(const CAtlString& domain);
 
 // Makes the lock free, whoever holds it. Needs no room on the volume: a record that cannot be
 // rewritten is removed.
 void UnlockGlobalSharedPList(const CAtlString& domain);
 
-// Who holds the lock. Where the record is free and a process of whatever user changes the domain,
-// that process is shown: its id (0 when it is not known), its name, and no time.
+// Who holds the lock. Where the record is free and a process of whatever user holds the kernel lock
+// of the domain's folder or of the record's, that process is shown: its id (0 when it is not
+// known), its name, and no time.
 struct SharedLockRecord {
   enum class State {
     kFree,
     kHeld,
     kStale,    // "lock" is set, but its holder no longer runs
     kRefused,  // `file` is not a regular file of a trusted user: nothing in it counts
+    kUnknown,  // no record is held, and the caller may not look at the kernel lock of `file`
   };
 
   State state = State::kFree;
@@ -68,6 +71,16 @@ SharedLockRecord CopySharedLockRecord(const CAtlString& domain);
 // Makes the lock free if its holder no longer runs. False, with nothing changed, when a live
 // process holds it or the record is refused.
 bool ReleaseStaleSharedLock(const CAtlString& domain);
+
+// While it lives, all that this thread waits for the lock of the shared scope takes ten tries and
+// ten seconds together; what comes after them tries once. Objects nest; the outermost one counts.
+class SharedLockTimeLimit {
+ public:
+  SharedLockTimeLimit();
+  ~SharedLockTimeLimit();
+  SharedLockTimeLimit(const SharedLockTimeLimit&) = delete;
+  SharedLockTimeLimit& operator=(const SharedLockTimeLimit&) = delete;
+};
 
 // Waits as long as between two tries: a full second by the monotonic clock.
 void WaitForSharedLock();

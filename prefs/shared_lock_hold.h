@@ -21,13 +21,18 @@ class SharedLockHold {
   SharedLockHold(const SharedLockHold&) = delete;
   SharedLockHold& operator=(const SharedLockHold&) = delete;
 
-  // Takes the lock of the domain. Before each of the ten tries, or of as many as the deadline gives
-  // time for, calls `enter`, which queues at what
-  // else is to be locked and returns false when another holds that for its whole wait. After a try
-  // that finds the record held it calls `leave` and waits a second. False when the lock could not
-  // be had.
-  bool Take(const CAtlString& domain, const LockDeadline& deadline,
-            const std::function<bool()>& enter, const std::function<void()>& leave);
+  // What a try has locked besides the record.
+  enum class Entered {
+    kBusy,     // another holds it for the whole wait
+    kLocked,   // or it cannot be locked at all
+    kNothing,  // there is nothing to be locked: the record is looked at, but not taken
+  };
+
+  // Takes the lock of the domain. Before each try calls `enter`, which queues at what else is to be
+  // locked for as long as the tries leave. After a try that finds the record held it calls `leave`.
+  // False when the lock could not be had.
+  bool Take(const CAtlString& domain, LockTries& tries, const std::function<Entered()>& enter,
+            const std::function<void()>& leave);
 
   // While the lock is held: the path that makes the record refused (lock_record.h), so that only
   // the kernel lock counts; else "".

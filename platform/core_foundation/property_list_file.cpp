@@ -61,6 +61,7 @@ int PropertyListFile::Lock(Folder folder, int milliseconds) {
   if (place_.error == EPERM) LogRefusal(place_.obstacle);
   if (!place_) return place_.error;
   if (const int error = host::FlushWay(place_)) return error;
+  lock_deadline_ = std::chrono::steady_clock::now() + std::chrono::milliseconds(milliseconds);
   lock_ = host::FolderLock::Take(place_.folder.get(), place_.folder_attributes, milliseconds);
   const int error = lock_.error();
   if ((error == EINVAL || error == EACCES) && *lock_.obstacle() != '\0') {
@@ -86,15 +87,35 @@ int PropertyListFile::Find() {
   return place_.error;
 }
 
-int PropertyListFile::ReadBytes(std::string* bytes) {
+int PropertyListFile::OpenAndRead(std::string* bytes) {
   constexpr std::size_t kLimit = kPropertyListMaximumFileSize;
-  is_writable_ = is_locked() && saving_ == Saving::kInPlace;
+  is_writable_ = is_locked();
   const int error =
       host::ReadWholeFile(place_, kLimit, bytes, &opened_, is_writable_ ? O_RDWR : O_RDONLY);
   if (!is_writable_ || (error != EACCES && error != EPERM && error != EROFS)) return error;
   // What may not be written may be readable.
   is_writable_ = false;
   return host::ReadWholeFile(place_, kLimit, bytes, &opened_);
+}
+
+int PropertyListFile::ReadBytes(std::string* bytes) {
+  // Somebody else changes the file only if the lock's file was removed meanwhile.
+  constexpr int kTries = 100;
+  for (int tries = 1;; ++tries) {
+    const int error = OpenAndRead(bytes);
+    if (error != 0 || !is_writable_ || lock_.is_nested()) return error;
+    const auto left = std::chrono::ceil<std::chrono::milliseconds>(
+        lock_deadline_ - std::chrono::steady_clock::now());
+    const int wait = static_cast<int>(std::max<std::int64_t>(left.count(), 0));
+    if (host::LockContent(opened_.descriptor.get(), wait) == EWOULDBLOCK) return EWOULDBLOCK;
+    struct stat present;
+    const char* const name = place_.name.c_str();
+    if (fstatat(place_.folder.get(), name, &present, AT_SYMLINK_NOFOLLOW) == 0 &&
+        host::IdentityOf(present) == opened_.identity) {
+      return 0;
+    }
+    if (wait == 0 && tries >= kTries) return EWOULDBLOCK;
+  }
 }
 
 PropertyListFile::Contents PropertyListFile::Read(CFPropertyListMutabilityOptions mutability) {
@@ -155,6 +176,7 @@ int PropertyListFile::Replace(std::string_view bytes) {
                                          : host::ReplaceFile(place_, bytes, flush_, opened_);
   wrote_ = result.wrote;
   if (result.wrote) {
+    lock_.KeepFile();
     // The old file is no longer there to be put back, or to be written.
     if (!kept_.path.empty() && kept_aside_files != nullptr) {
       kept_aside_files->files_.push_back({path_, kept_.path});
@@ -198,6 +220,7 @@ int PropertyListFile::SaveInPlace(CFPropertyListRef root) {
     if (count > 0) done += static_cast<std::size_t>(count);
   }
   wrote_ = true;
+  lock_.KeepFile();
   bytes_.reset(NSData::Create(std::move(bytes)));
   return 0;
 }

@@ -14,6 +14,7 @@
 #pragma once
 
 #include <cerrno>
+#include <chrono>
 #include <string>
 #include <vector>
 
@@ -62,9 +63,8 @@ class PropertyListFile {
 
   enum class Saving { kWhole, kInPlace };
 
-  // "" is a file that cannot be located: it is missing, and changing it is EINVAL. A file that is
-  // saved in place is opened for writing when it is read under the lock, and a link under its name
-  // is not followed for a change (ELOOP).
+  // "" is a file that cannot be located: it is missing, and changing it is EINVAL. For a change of
+  // a file that is saved in place a link under its name is not followed (ELOOP).
   explicit PropertyListFile(std::string path, host::Flush flush = host::Flush::kToDisk,
                             Saving saving = Saving::kWhole);
   // Unless the new file was saved, one that was kept aside is put back.
@@ -89,7 +89,8 @@ class PropertyListFile {
   // looks there.
   int Find();
 
-  // Reads and parses the file.
+  // Reads and parses the file. Under the lock its content is locked, too, where the caller may
+  // write it (EWOULDBLOCK: another holds that for what is left of the wait).
   Contents Read(CFPropertyListMutabilityOptions mutability);
   // What the last Read found.
   Contents contents() const { return contents_; }
@@ -132,6 +133,7 @@ class PropertyListFile {
 
  private:
   void FindForChange(Folder folder);
+  int OpenAndRead(std::string* bytes);
   int ReadBytes(std::string* bytes);
   int Replace(std::string_view bytes);
 
@@ -141,6 +143,7 @@ class PropertyListFile {
   host::FilePlace place_;
   bool has_place_ = false;  // found as for a change
   host::FolderLock lock_;
+  std::chrono::steady_clock::time_point lock_deadline_;
   host::OpenedFile opened_;
   bool is_writable_ = false;  // opened for writing, too
   host::KeptFile kept_;

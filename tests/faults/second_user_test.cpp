@@ -5,13 +5,16 @@
 // other user changes the names as fast as that goes, while root works with them: nothing of root's
 // changes, whatever root's work comes to.
 #include <fcntl.h>
+#include <grp.h>
 #include <signal.h>
+#include <sys/prctl.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <chrono>
+#include <functional>
 #include <iostream>
 #include <sstream>
 
@@ -20,6 +23,8 @@
 #include "host/file_replacement.h"
 #include "host/node_copy.h"
 #include "host/replace_file.h"
+#include "prefs/preferences.h"
+#include "prefs/shared_lock.h"
 #include "tests/support/file_trees.h"
 #include "tests/support/test_environment.h"
 #include "tools/orvikprefs/program.h"
@@ -126,6 +131,27 @@ TEST(SecondUserTest, RootWritesNothingThroughTheNamesOfAnother) {
 }
 
 // ---- Races ----
+
+// Carries the body out again and again, as the other user, until it is destroyed.
+class Racer {
+ public:
+  explicit Racer(const std::function<void()>& body) : pid_(fork()) {
+    if (pid_ != 0) return;
+    prctl(PR_SET_PDEATHSIG, SIGKILL);
+    alarm(60);
+    if (setgroups(0, nullptr) != 0 || setgid(kOther) != 0 || setuid(kOther) != 0) _exit(1);
+    for (;;) body();
+  }
+  ~Racer() {
+    kill(pid_, SIGKILL);
+    waitpid(pid_, nullptr, 0);
+  }
+  Racer(const Racer&) = delete;
+  Racer& operator=(const Racer&) = delete;
+
+ private:
+  const pid_t pid_;
+};
 
 // One turn of root's work, and one of the other user's; both in a folder of the other user's.
 struct Race {
@@ -246,22 +272,17 @@ TEST_P(SecondUserRaceTest, NothingOfRootsChanges) {
   const Words before = RecordsIn(stage / "safe");
   const int kept = open((stage / "theirs/kept").c_str(), O_PATH | O_CLOEXEC);
   fs::current_path(stage / "theirs");
-  const pid_t attacker = fork();
-  if (attacker == 0) {
-    alarm(20);
-    if (setgid(kOther) != 0 || setuid(kOther) != 0) abort();
-    for (;;) GetParam().attack();
-  }
-  const CommandResult run = RunChild([] {
-    using Clock = std::chrono::steady_clock;
-    alarm(20);
-    for (const auto end = Clock::now() + std::chrono::milliseconds(800); Clock::now() < end;) {
-      GetParam().work();
-    }
-    return 0;
-  });
-  kill(attacker, SIGKILL);
-  waitpid(attacker, nullptr, 0);
+  const CommandResult run = [] {
+    const Racer attacker(GetParam().attack);
+    return RunChild([] {
+      using Clock = std::chrono::steady_clock;
+      alarm(20);
+      for (const auto end = Clock::now() + std::chrono::milliseconds(800); Clock::now() < end;) {
+        GetParam().work();
+      }
+      return 0;
+    });
+  }();
   fs::current_path("/");
   EXPECT_EQ(run.status, 0) << run.err;
   EXPECT_EQ(RecordsIn(stage / "safe"), before);
@@ -272,6 +293,69 @@ TEST_P(SecondUserRaceTest, NothingOfRootsChanges) {
 }
 
 INSTANTIATE_TEST_SUITE_P(Faults, SecondUserRaceTest, ::testing::ValuesIn(Races()));
+
+// Root works in a home whose owner exchanges the record and the file of the lock for links to files
+// of root, and for root's own files, all the time.
+TEST(SecondUserTest, TheLockIsNoWayToFilesOfRoot) {
+  if (geteuid() != 0) GTEST_SKIP() << "only root can act for another user";
+  const ScopedEnvironment environment;
+  const fs::path safe = environment.folder() / "safe";
+  const fs::path folder = environment.home() / "Library/Preferences";
+  const std::string record = folder / "com.orviktech.Registry.lock.plist";
+  const std::string lock = folder / ".orvik.lock", aside = folder / "aside";
+  const char kRecord[] =
+      "<plist version=\"1.0\"><dict><key>lock</key><integer>0</integer>"
+      "</dict></plist>";
+  MakeTree(safe, {"victim=" + std::string(kRecord), "empty="});
+  fs::create_directories(folder);
+  // A file of root that the user may move, but not read.
+  WriteFile(folder / "secret", "root's");
+  fs::permissions(folder / "secret", fs::perms(0600));
+  fs::permissions(environment.folder(), fs::perms(0755));
+  for (const fs::path& path : {environment.home(), environment.home() / "Library", folder}) {
+    ASSERT_EQ(chown(path.c_str(), kOther, kOther), 0);
+  }
+  const Words before = TreeIn(safe);
+  {
+    const Racer racer([&] {
+      for (const std::string& name : {record, lock}) {
+        unlink(aside.c_str());
+        [[maybe_unused]] int result =
+            symlink((safe / (name == lock ? "empty" : "victim")).c_str(), aside.c_str());
+        rename(aside.c_str(), name.c_str());
+        rename((folder / "secret").c_str(), name.c_str());
+        rename(name.c_str(), (folder / "secret").c_str());
+        unlink(name.c_str());
+      }
+    });
+    const auto end = std::chrono::steady_clock::now() + std::chrono::milliseconds(1500);
+    ExchangeSharedLockWait([] {});
+    std::ostringstream out;
+    for (int round = 0; std::chrono::steady_clock::now() < end; ++round) {
+      const Words kCommands[] = {{"set", "K", "n", std::to_string(round), "--timeout", "0"},
+                                 {"lock", "--release"},
+                                 {"lock", "--force"}};
+      std::vector<const char*> words = {"orvikprefs"};
+      for (const std::string& word : kCommands[round % 3]) words.push_back(word.c_str());
+      prefstool::Run(static_cast<int>(words.size()), words.data(), false, out, out);
+      WritePreferenceInt(0, u"K", u"n", round, u"com.orviktech.Registry");
+    }
+    ExchangeSharedLockWait({});
+  }
+  EXPECT_EQ(TreeIn(safe), before);
+  for (const auto& entry : fs::directory_iterator(folder)) {
+    struct stat own = {};
+    lstat(entry.path().c_str(), &own);
+    if (S_ISREG(own.st_mode) && own.st_size == 6) {
+      EXPECT_EQ(own.st_uid, 0u);
+      EXPECT_EQ(own.st_mode & 07777, 0600u);
+      EXPECT_EQ(ReadFile(entry.path()), "root's");
+    }
+  }
+  struct stat victim = {};
+  stat((safe / "empty").c_str(), &victim);
+  EXPECT_EQ(victim.st_uid, 0u);
+}
 
 }  // namespace
 }  // namespace orvik::test

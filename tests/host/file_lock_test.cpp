@@ -26,7 +26,9 @@ class FolderLockTest : public EnvironmentTest {
     const Descriptor opened(open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
     struct stat attributes;
     fstat(opened.get(), &attributes);
-    return FolderLock::Take(opened.get(), attributes, milliseconds);
+    FolderLock lock = FolderLock::Take(opened.get(), attributes, milliseconds);
+    lock.KeepFile();
+    return lock;
   }
   static int ErrorElsewhere(const fs::path& folder) {
     int error = -1;
@@ -62,6 +64,32 @@ TEST_F(FolderLockTest, EndsWithAKilledHolderWhichIsShown) {
   holder.End();
   EXPECT_TRUE(Take(folder_, 0).held());
   EXPECT_FALSE(FindLockHolder(folder_));
+}
+
+TEST_F(FolderLockTest, AForkedChildNeitherHoldsTheLockNorKeepsItFromOthers) {
+  FolderLock lock = Take(folder_, 0);
+  EXPECT_EQ(InProcesses(1, [&](int) { return Take(folder_, 0).error(); })[0], EWOULDBLOCK);
+  const OtherProcess child;
+  EXPECT_EQ(ErrorElsewhere(folder_), EWOULDBLOCK);
+  lock.Release();
+  EXPECT_EQ(ErrorElsewhere(folder_), 0);
+}
+
+TEST_F(FolderLockTest, WhereNothingIsKeptNothingIsLeft) {
+  const Descriptor opened(open(folder_.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+  struct stat attributes;
+  fstat(opened.get(), &attributes);
+  const auto take = [&] { return FolderLock::Take(opened.get(), attributes, 0); };
+  FolderLock outer = take();
+  EXPECT_TRUE(take().held());
+  EXPECT_EQ(NamesIn(folder_), std::vector<std::string>{".orvik.lock"});
+  outer.Release();
+  EXPECT_EQ(NamesIn(folder_), std::vector<std::string>{});
+  outer = take();
+  take().KeepFile();
+  outer.Release();
+  EXPECT_TRUE(take().held());
+  EXPECT_EQ(NamesIn(folder_), std::vector<std::string>{".orvik.lock"});
 }
 
 // Whoever may only read the folder can lock nothing that counts.
@@ -216,6 +244,12 @@ TEST_F(FolderLockTest, AnExclusiveFileTakesThePlaceOfLocksThatTheVolumeLacks) {
   EXPECT_EQ(ReadFile(counter).size(), 70u);
   // One of another machine counts for ten minutes.
   WriteFile(held, "1 1 another.example\n");
+  // What processes left that were killed as they took a stale file away, and what they did not.
+  EXPECT_TRUE(Take(folder_, 0).held());
+  const std::string live = std::to_string(getpid()) + ReadFile(folder_ / ".orvik.lock").substr(10);
+  MakeTree(folder_, {".orvik.lock.held.12=mine", ".orvik.lock.held.x="});
+  WriteFile(folder_ / ".orvik.lock.held.13", live);
+  WriteFile(folder_ / ".orvik.lock.held.14", "999999999" + live.substr(live.find(' ')));
   const auto foreign = [&] {
     return InProcesses(1, [&](int) {
       ForbidLocks();
@@ -227,7 +261,9 @@ TEST_F(FolderLockTest, AnExclusiveFileTakesThePlaceOfLocksThatTheVolumeLacks) {
   fs::last_write_time(held, fs::file_time_type::clock::now() - std::chrono::minutes(11));
   EXPECT_EQ(foreign(), EWOULDBLOCK);  // the try that finds it stale removes it
   EXPECT_EQ(foreign(), 0);
-  EXPECT_FALSE(fs::exists(held));
+  EXPECT_EQ(NamesIn(folder_),
+            (std::vector<std::string>{".orvik.lock", ".orvik.lock.held.12", ".orvik.lock.held.13",
+                                      ".orvik.lock.held.x", "counter"}));
 }
 
 }  // namespace

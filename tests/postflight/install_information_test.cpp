@@ -104,10 +104,12 @@ TEST_F(InstallInformationTest, AHeldLockEndsAStrictRunWithFailure) {
   ASSERT_TRUE(IsGlobalSharedPListLocked(kDomain));
   const ScopedArguments arguments({"-pathToPkg", "/p", "-pathToDest", "/Apps", "-mountPointOfDest",
                                    "/", "-rootOfCurrSystemFolder", "/"});
-  const SharedLockWait sleeping = ExchangeSharedLockWait([] {});
+  int waits = 0;
+  const SharedLockWait sleeping = ExchangeSharedLockWait([&waits] { ++waits; });
   setenv("ORVIK_STRICT", "1", 1);
   Log();
   EXPECT_EQ(RunPostflight(), 1);
+  EXPECT_EQ(waits, 10);  // for all values together
   const std::string log = Log();
   EXPECT_TRUE(Contains(log, "name GlyphraPath, domain com.orviktech.Registry: not found\n"));
   EXPECT_FALSE(fs::exists(file_));

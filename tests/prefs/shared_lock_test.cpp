@@ -11,8 +11,12 @@
 #include <functional>
 
 #include "platform/core_foundation/property_list_file.h"
+#include "prefs/lock_wait.h"
+#include "prefs/platform_values.h"
 #include "prefs/preferences.h"
+#include "prefs/reporting.h"
 #include "prefs/transaction.h"
+#include "prefs/value_conversion.h"
 #include "tests/prefs/store_fixture.h"
 
 namespace orvik::test {
@@ -73,6 +77,21 @@ TEST_F(SharedLockTest, AHolderIsWaitedForTenTimes) {
   });
   EXPECT_TRUE(LockGlobalSharedPList(kDomain));
   UnlockGlobalSharedPList(kDomain);
+}
+
+TEST_F(SharedLockTest, ALimitHoldsForAllThatComesUnderIt) {
+  ASSERT_TRUE(LockGlobalSharedPList(kDomain));
+  const SharedLockTimeLimit limit;
+  for (int write = 0; write < 3; ++write) {
+    EXPECT_EQ(WritePreferenceInt(0, u"K", u"n", write, kDomain), kPreferenceLockNotObtained);
+  }
+  EXPECT_EQ(waits_, 10);
+  UnlockGlobalSharedPList(kDomain);
+  EXPECT_EQ(WritePreferenceInt(0, u"K", u"n", 1, kDomain), 0u);
+  const auto start = std::chrono::steady_clock::now();
+  EXPECT_LE(LockTries({}).Left(), std::chrono::seconds(10));
+  EXPECT_GE(std::chrono::steady_clock::now() + LockTries({}).Left(),
+            start + std::chrono::seconds(5));
 }
 
 TEST_F(SharedLockTest, RecordsThatHoldAndThatDoNot) {
@@ -253,18 +272,88 @@ TEST_F(SharedLockTest, AReleaseNeedsNoRoom) {
   EXPECT_TRUE(LockGlobalSharedPList(kDomain));
 }
 
-TEST_F(SharedLockTest, AWriterOfAnotherUserIsShown) {
-  std::optional<PropertyListFile> file;
-  OtherProcess writer([&] {
-    file.emplace(SharedFile().string());
-    EXPECT_EQ(file->Lock(PropertyListFile::Folder::kMake), 0);
+// A writer of another user, and one that was stopped before it had a record.
+TEST_F(SharedLockTest, AHolderOfAKernelLockIsShownAndWaitedForOnce) {
+  const std::string name = OwnName();
+  for (const fs::path& path : {SharedFile(), UserFile("com.example.Any")}) {
+    SCOPED_TRACE(path);
+    std::optional<PropertyListFile> file;
+    OtherProcess writer([&] {
+      file.emplace(path.string());
+      EXPECT_EQ(file->Lock(PropertyListFile::Folder::kMake), 0);
+    });
+    kill(writer.pid(), SIGSTOP);
+    const SharedLockRecord shown = CopySharedLockRecord(kDomain);
+    EXPECT_EQ(shown.state, SharedLockRecord::State::kHeld);
+    EXPECT_EQ(shown.pid, writer.pid());
+    EXPECT_EQ(Utf8(shown.process), name);
+    EXPECT_EQ(shown.file, path.parent_path() / ".orvik.lock");
+    Transaction change(kSharedScope, kDomain);
+    change.SetInt(u"K", u"n", 1);
+    change.WaitAtMost(std::chrono::milliseconds(300));
+    const auto start = std::chrono::steady_clock::now();
+    EXPECT_EQ(change.Commit().error, PrefError::kLockNotObtained);
+    EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(5));
+    writer.End();
+    EXPECT_EQ(CopySharedLockRecord(kDomain).state, SharedLockRecord::State::kFree);
+  }
+}
+
+// Cleaners remove the lock's file whenever they see it.
+TEST_F(SharedLockTest, NoUpdateIsLostWhileTheFileOfTheLockIsRemoved) {
+  constexpr int kWriters = 4, kRounds = 25;
+  WritePlist(UserFile(), R"({"K":{"n":0}})");
+  const fs::path lock = UserFile().parent_path() / ".orvik.lock";
+  const auto done = [&](int number) { return env_.temp() / std::to_string(number); };
+  const auto all_are_done = [&] {
+    for (int number = 0; number < kWriters; ++number) {
+      if (!fs::exists(done(number))) return false;
+    }
+    return true;
+  };
+  const std::vector<int> statuses = InProcesses(kWriters + 1, [&](int number) {
+    alarm(60);
+    if (number == kWriters) {
+      for (; !all_are_done(); usleep(100)) unlink(lock.c_str());
+      return 0;
+    }
+    const struct Done {
+      fs::path file;
+      ~Done() { WriteFile(file, ""); }
+    } at_the_end{done(number)};
+    for (int round = 0; round < kRounds; ++round) {
+      Transaction change(kUserScope, kDomain);
+      const PrefResult<CFTypeRef> before = CopyPreference(kUserScope, u"K", u"n", kDomain);
+      const int present = IntOfValue(before.value).value_or(-1);
+      change.RequireEqual(u"K", u"n", PlatformNumber(present));
+      change.SetInt(u"K", u"n", present + 1);
+      const PrefStatus status = change.Commit();
+      if (status.error == PrefError::kConditionNotMet) --round;
+      if (!status.ok() && status.error != PrefError::kConditionNotMet) return 1;
+    }
+    return 0;
   });
-  const SharedLockRecord shown = CopySharedLockRecord(kDomain);
-  EXPECT_EQ(shown.state, SharedLockRecord::State::kHeld);
-  EXPECT_EQ(shown.pid, writer.pid());
-  EXPECT_EQ(Utf8(shown.process), OwnName());
-  writer.End();
-  EXPECT_EQ(CopySharedLockRecord(kDomain).state, SharedLockRecord::State::kFree);
+  EXPECT_EQ(statuses, std::vector<int>(kWriters + 1, 0));
+  EXPECT_EQ(OnDisk(UserFile()), "{\"K\":{\"n\":" + std::to_string(kWriters * kRounds) + "}}");
+}
+
+TEST_F(SharedLockTest, WhatChangesNothingLeavesNothing) {
+  const auto before = TreeIn(env_.folder());
+  EXPECT_EQ(DeletePreference(kSharedScope, u"K", u"n", kDomain), kPreferenceNotFound);
+  EXPECT_EQ(TreeIn(env_.folder()), before);
+  for (const int scope : {kUserScope, kMachineScope}) {
+    SCOPED_TRACE(scope);
+    WritePlist(FileOf(scope), R"({"K":{"n":"v"}})");
+    const auto as_found = TreeIn(env_.folder());
+    Transaction change(scope, kDomain);
+    change.RequireAbsent(u"K", u"n");
+    change.SetInt(u"K", u"n", 1);
+    EXPECT_EQ(change.Commit().error, PrefError::kConditionNotMet);
+    Transaction removal(scope, u"com.example.None");
+    removal.Delete(u"K", u"n");
+    EXPECT_TRUE(removal.Commit().ok());
+    EXPECT_EQ(TreeIn(env_.folder()), as_found);
+  }
 }
 
 TEST_F(SharedLockTest, TheWaitIsNotCutShortByASignal) {

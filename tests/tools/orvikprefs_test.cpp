@@ -8,6 +8,7 @@
 #include <sstream>
 
 #include "host/file_lock.h"
+#include "tests/support/without_root_rights.h"
 #include "tests/tools/prefs_tool_fixture.h"
 
 namespace orvik::test {
@@ -565,10 +566,25 @@ TEST_F(OrvikPrefsTest, NamesTheProcessThatHoldsTheKernelsLock) {
     EXPECT_TRUE(Contains(error_, ", since 20"));
     EXPECT_TRUE(Contains(Out(scope + "lock"), "held\t"));
     EXPECT_TRUE(Contains(out_, "\t" + pid + "\t20"));
+    if (name == std::string("shared")) {
+      Fails(scope + "lock --force", 4, "the record is free, but a process holds the kernel's lock");
+      EXPECT_TRUE(Contains(error_, "process " + pid + " of "));
+      EXPECT_TRUE(Contains(error_, (file.parent_path() / ".orvik.lock").string()));
+    }
     holder.End();
     Out(scope + "--timeout 0 set K n w");
     close(folder);
   }
+}
+
+TEST_F(OrvikPrefsTest, SaysThatAHolderIsNotKnown) {
+  Out("set K n v");
+  const fs::path lock = File().parent_path() / ".orvik.lock";
+  chmod(lock.c_str(), 0);
+  fs::permissions(env_.folder(), fs::perms(0755));
+  const WithoutRootRights user(env_.folder());
+  Fails("lock", 7, "lock: not known: no permission to read \"" + lock.string() + "\"");
+  EXPECT_EQ(out_, "not known\n");
 }
 
 // Runs "watch" in a folder that does not exist yet, and changes values once it is ready.

@@ -19,13 +19,8 @@ namespace {
 
 std::string WhoHoldsTheLock(const Context& context) {
   const LockHolder holder = FindHolder(context);
-  if (!holder.is_held) return " (it is free now)";
-  std::string text = ": " + Quoted(holder.process);
-  if (holder.pid > 0) text += ", process " + std::to_string(holder.pid);
-  if (!holder.user.empty()) text += " of " + Escaped(holder.user);
-  if (!holder.host.empty()) text += " on " + Escaped(holder.host);
-  if (!holder.since.empty()) text += ", since " + holder.since;
-  return text;
+  if (holder.is_unknown) return " (who holds it is not known: no permission)";
+  return holder.is_held ? ": " + Describe(holder) : " (it is free now)";
 }
 
 struct FailureRow {

@@ -11,7 +11,10 @@ namespace orvik::prefstool {
 namespace {
 
 void Show(const Context& context, const LockHolder& holder) {
-  const std::string state = holder.is_held ? "held" : holder.is_stale ? "stale" : "free";
+  const std::string state = holder.is_held      ? "held"
+                            : holder.is_stale   ? "stale"
+                            : holder.is_unknown ? "not known"
+                                                : "free";
   if (context.json) {
     JsonWriter form;
     form.BeginObject().Name("state").Text(state).Name("file").Text(holder.file);
@@ -28,6 +31,33 @@ void Show(const Context& context, const LockHolder& holder) {
   }
 }
 
+int FailUnknown(const Context& context, const LockHolder& holder, const std::string& before) {
+  return context.Fail(
+      kNotPermitted, "lock: " + before + "not known: no permission to read " + Quoted(holder.file));
+}
+
+// What is left after the record was freed. The kernel lock ends with its process alone.
+int ShowFreed(const Context& context) {
+  const LockHolder holder = FindHolder(context);
+  const SharedLockRecord record = CopySharedLockRecord(context.domain);
+  if (record.lock != 0) {
+    return context.Fail(kNotSaved, Quoted(record.file) + " still shows the lock");
+  }
+  if (holder.is_held) {
+    return context.Fail(
+        kLockNotObtained,
+        "lock: the record is free, but a process holds the kernel's lock, which only "
+        "ends with it: " +
+            Describe(holder));
+  }
+  if (holder.is_unknown) {
+    return FailUnknown(context, holder,
+                       "the record is free; whether the kernel's lock is free is ");
+  }
+  context.Confirm("the lock is free");
+  return kDone;
+}
+
 }  // namespace
 
 int Lock(const Context& context, const CommandLine& line) {
@@ -37,21 +67,16 @@ int Lock(const Context& context, const CommandLine& line) {
     const PrefStatus refused{.error = PrefError::kLockRefused, .path = holder.file};
     return context.Fail(refused, "lock", changes);
   }
+  if (!changes) {
+    Show(context, holder);
+    return holder.is_unknown ? FailUnknown(context, holder, "") : kDone;
+  }
   if (line.Has("--force")) {
     UnlockGlobalSharedPList(context.domain);
-  } else if (!changes) {
-    Show(context, holder);
-    return kDone;
   } else if (!ReleaseStaleSharedLock(context.domain)) {
     return context.Fail({PrefError::kLockNotObtained}, "--force frees it all the same", true);
   }
-  // The release itself reports nothing: the record shows what it did.
-  const SharedLockRecord after = CopySharedLockRecord(context.domain);
-  if (after.lock != 0) {
-    return context.Fail(kNotSaved, Quoted(after.file) + " still shows the lock");
-  }
-  context.Confirm("the lock is free");
-  return kDone;
+  return ShowFreed(context);
 }
 
 }  // namespace orvik::prefstool

@@ -1,6 +1,8 @@
 #include "tools/orvikprefs/lock_holder.h"
 
+#include <cerrno>
 #include <ctime>
+#include <optional>
 
 #include "host/file_lock.h"
 #include "host/process_owner.h"
@@ -36,7 +38,11 @@ LockHolder HolderOfFolder(const Context& context) {
   const std::string file = PreferenceFilePath(context.scope, context.domain);
   const std::string folder = file.substr(0, file.rfind('/'));
   holder.file = folder + "/" + host::kFolderLockName;
-  if (const auto found = host::FindLockHolder(folder)) {
+  std::optional<host::LockHolder> found;
+  const int error = host::FindLockHolder(folder, &found);
+  holder.is_refused = error == EINVAL;
+  holder.is_unknown = error != 0 && error != EINVAL;
+  if (found) {
     holder.is_held = true;
     holder.pid = found->pid;
     if (found->is_local) {
@@ -59,6 +65,7 @@ LockHolder FindHolder(const Context& context) {
   const SharedLockRecord record = CopySharedLockRecord(context.domain);
   LockHolder holder;
   holder.is_held = record.state == SharedLockRecord::State::kHeld;
+  holder.is_unknown = record.state == SharedLockRecord::State::kUnknown;
   holder.is_refused = record.state == SharedLockRecord::State::kRefused;
   holder.is_stale = record.state == SharedLockRecord::State::kStale;
   holder.process = ToUtf8(record.process);
@@ -70,6 +77,15 @@ LockHolder FindHolder(const Context& context) {
   if (record.lock != 0) holder.since = TimeText(record.since);
   AddOwner(&holder);
   return holder;
+}
+
+std::string Describe(const LockHolder& holder) {
+  std::string text = Quoted(holder.process);
+  if (holder.pid > 0) text += ", process " + std::to_string(holder.pid);
+  if (!holder.user.empty()) text += " of " + Escaped(holder.user);
+  if (!holder.host.empty()) text += " on " + Escaped(holder.host);
+  if (!holder.since.empty()) text += ", since " + holder.since;
+  return text + ", in " + Quoted(holder.file);
 }
 
 }  // namespace orvik::prefstool
