@@ -1,7 +1,9 @@
 #include "platform/core_foundation/property_list_file.h"
 
 #include <fcntl.h>
+#include <sys/stat.h>
 #include <syslog.h>
+#include <time.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -20,6 +22,13 @@ namespace {
 constexpr int kStaleTries = 3;
 // What is written in place starts with room for longer values.
 constexpr std::size_t kRoomInPlace = 512;
+
+constexpr int kLooksPerSecond = 50;
+
+FileWriterWait& WaitForWriter() {
+  static FileWriterWait wait = [] { usleep(1'000'000 / kLooksPerSecond); };
+  return wait;
+}
 
 thread_local KeptAsideFiles* kept_aside_files = nullptr;
 
@@ -41,6 +50,10 @@ bool IsSameFile(const struct stat& present, const host::FileIdentity& known) {
 }
 
 }  // namespace
+
+FileWriterWait ExchangeFileWriterWait(FileWriterWait wait) {
+  return std::exchange(WaitForWriter(), std::move(wait));
+}
 
 KeptAsideFiles::KeptAsideFiles() : outer_(std::exchange(kept_aside_files, this)) {}
 
@@ -119,6 +132,31 @@ int PropertyListFile::ReadBytes(std::string* bytes) {
 }
 
 PropertyListFile::Contents PropertyListFile::Read(CFPropertyListMutabilityOptions mutability) {
+  ReadOnce(mutability);
+  if (is_locked() && contents_ == Contents::kDamaged) AwaitWriter(mutability);
+  return contents_;
+}
+
+void PropertyListFile::AwaitWriter(CFPropertyListMutabilityOptions mutability) {
+  constexpr std::int64_t kSecond = 1'000'000'000;
+  timespec now;
+  clock_gettime(CLOCK_REALTIME, &now);
+  const std::int64_t age = now.tv_sec * kSecond + now.tv_nsec - opened_.identity.modified;
+  // Clocks of servers differ; a time far ahead says nothing.
+  if (age > kSecond || age < -kSecond) return;
+  int quiet = 0;
+  for (int looks = 0; looks < 5 * kLooksPerSecond && quiet < kLooksPerSecond; ++looks) {
+    WaitForWriter()();
+    struct stat attributes;
+    const bool is_same =
+        fstatat(place_.folder.get(), place_.name.c_str(), &attributes, AT_SYMLINK_NOFOLLOW) == 0 &&
+        host::IdentityOf(attributes) == opened_.identity;
+    quiet = is_same ? quiet + 1 : 0;
+    if (!is_same && ReadOnce(mutability) != Contents::kDamaged) return;
+  }
+}
+
+PropertyListFile::Contents PropertyListFile::ReadOnce(CFPropertyListMutabilityOptions mutability) {
   root_.reset();
   bytes_.reset();
   std::string bytes;

@@ -15,6 +15,7 @@
 
 #include <cerrno>
 #include <chrono>
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -50,6 +51,11 @@ class KeptAsideFiles {
   std::vector<File> files_;
   KeptAsideFiles* outer_;
 };
+
+// Waits the fiftieth of a second between two looks at a file that may still be written. Tests put
+// another function in its place; the old one is returned.
+using FileWriterWait = std::function<void()>;
+FileWriterWait ExchangeFileWriterWait(FileWriterWait wait);
 
 class PropertyListFile {
  public:
@@ -90,7 +96,10 @@ class PropertyListFile {
   int Find();
 
   // Reads and parses the file. Under the lock its content is locked, too, where the caller may
-  // write it (EWOULDBLOCK: another holds that for what is left of the wait).
+  // write it (EWOULDBLOCK: another holds that for what is left of the wait). A file that is damaged,
+  // and was changed less than a second ago, may be one that an editor or a copy is writing in
+  // place: under the lock it is read again whenever it changes, until it is whole or has not
+  // changed for a second, for five seconds at most.
   Contents Read(CFPropertyListMutabilityOptions mutability);
   // What the last Read found.
   Contents contents() const { return contents_; }
@@ -135,6 +144,8 @@ class PropertyListFile {
   void FindForChange(Folder folder);
   int OpenAndRead(std::string* bytes);
   int ReadBytes(std::string* bytes);
+  Contents ReadOnce(CFPropertyListMutabilityOptions mutability);
+  void AwaitWriter(CFPropertyListMutabilityOptions mutability);
   int Replace(std::string_view bytes);
 
   std::string path_;

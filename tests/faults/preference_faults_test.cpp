@@ -144,6 +144,9 @@ OperationTable Operations() {
   return add;
 }
 
+// Damaged files here are new, and nobody goes on writing them.
+const FileWriterWait kOldWait = ExchangeFileWriterWait([] {});
+
 class PreferenceFaultsTest : public ::testing::TestWithParam<Operation> {};
 
 TEST_P(PreferenceFaultsTest, OldOrNewAndReported) {

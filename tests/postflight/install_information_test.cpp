@@ -88,7 +88,9 @@ TEST_F(InstallInformationTest, FindsWhatCouldNotBeWritten) {
 
 TEST_F(InstallInformationTest, LogsADamagedStoreThatGivesWay) {
   WriteFile(file_, "<plist><dict><key>K</key>");
+  const FileWriterWait old = ExchangeFileWriterWait([] {});
   const InstallRecord record = RecordInstallInformation(*arguments_);
+  ExchangeFileWriterWait(old);
   const std::string kept = file_.string() + ".damaged", log = Log();
   ASSERT_EQ(record.kept_aside.size(), 1u);
   EXPECT_EQ(record.kept_aside[0].kept_path, kept);
@@ -97,6 +99,28 @@ TEST_F(InstallInformationTest, LogsADamagedStoreThatGivesWay) {
   const InstallRecord again = RecordInstallInformation(*arguments_);
   EXPECT_TRUE(CheckRecorded(again));
   EXPECT_EQ(Log(), "");
+}
+
+// An editor, or a copy, that writes the store in place.
+TEST_F(InstallInformationTest, WaitsForAStoreThatIsBeingWritten) {
+  const std::string whole = "<plist><dict><key>K</key><string>v</string></dict></plist>\n";
+  WriteFile(file_, "");
+  int looks = 0;
+  const FileWriterWait old = ExchangeFileWriterWait([&] {
+    ++looks;
+    if (looks == 2) WriteFile(file_, whole.substr(0, 20));
+    if (looks == 45) WriteFile(file_, whole);
+  });
+  EXPECT_TRUE(CheckRecorded(RecordInstallInformation(*arguments_)));
+  EXPECT_EQ(looks, 45);
+  EXPECT_TRUE(Contains(ReadFile(file_), "<string>v</string>"));
+  // One that never ends is waited for as long as it can be.
+  WriteFile(file_, "<plist>");
+  looks = 0;
+  ExchangeFileWriterWait([&] { WriteFile(file_, "<plist>" + std::string(++looks, ' ')); });
+  EXPECT_EQ(RecordInstallInformation(*arguments_).kept_aside.size(), 1u);
+  EXPECT_EQ(looks, 250);
+  ExchangeFileWriterWait(old);
 }
 
 TEST_F(InstallInformationTest, AHeldLockEndsAStrictRunWithFailure) {
