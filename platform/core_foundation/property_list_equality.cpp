@@ -2,80 +2,43 @@
 
 #include <bit>
 #include <cstdint>
-#include <vector>
 
-#include "platform/core_foundation/array.h"
-#include "platform/core_foundation/dictionary.h"
+#include "platform/core_foundation/date.h"
 #include "platform/core_foundation/number.h"
+#include "platform/foundation/tree_equality.h"
 
 namespace orvik {
 
 namespace {
 
-bool AreSameNumbers(CFNumberRef one, CFNumberRef other) {
-  const bool real = CFNumberIsFloatType(one) != 0;
-  if (real != (CFNumberIsFloatType(other) != 0)) {
-    return false;
-  }
-  if (!real) {
-    return CFEqual(one, other) != 0;
-  }
-  double a = 0, b = 0;
-  CFNumberGetValue(one, kCFNumberDoubleType, &a);
-  CFNumberGetValue(other, kCFNumberDoubleType, &b);
-  return std::bit_cast<std::uint64_t>(a) == std::bit_cast<std::uint64_t>(b);
+bool HaveSameBits(double one, double other) {
+  return std::bit_cast<std::uint64_t>(one) == std::bit_cast<std::uint64_t>(other);
 }
 
-bool AreSameArrays(CFArrayRef one, CFArrayRef other) {
-  const CFIndex count = CFArrayGetCount(one);
-  if (count != CFArrayGetCount(other)) {
+bool AreSameLeaves(const NSObject* one, const NSObject* other) {
+  const CFTypeID type = one->typeID();
+  if (type != other->typeID()) {
     return false;
   }
-  for (CFIndex i = 0; i < count; ++i) {
-    if (!IsSameValue(CFArrayGetValueAtIndex(one, i), CFArrayGetValueAtIndex(other, i))) {
-      return false;
+  if (type == CFNumberGetTypeID()) {
+    const auto* number = static_cast<CFNumberRef>(one);
+    const auto* other_number = static_cast<CFNumberRef>(other);
+    if (number->isReal() && other_number->isReal()) {
+      return HaveSameBits(number->doubleValue(), other_number->doubleValue());
     }
+    return number->isReal() == other_number->isReal() && one->isEqual(other);
   }
-  return true;
-}
-
-bool AreSameDictionaries(CFDictionaryRef one, CFDictionaryRef other) {
-  const CFIndex count = CFDictionaryGetCount(one);
-  if (count != CFDictionaryGetCount(other)) {
-    return false;
+  if (type == CFDateGetTypeID()) {
+    return HaveSameBits(CFDateGetAbsoluteTime(static_cast<CFDateRef>(one)),
+                        CFDateGetAbsoluteTime(static_cast<CFDateRef>(other)));
   }
-  std::vector<const void*> names(static_cast<std::size_t>(count));
-  std::vector<const void*> values(names.size());
-  CFDictionaryGetKeysAndValues(one, names.data(), values.data());
-  for (std::size_t i = 0; i < names.size(); ++i) {
-    if (!IsSameValue(values[i], CFDictionaryGetValue(other, names[i]))) {
-      return false;
-    }
-  }
-  return true;
+  return one->isEqual(other);
 }
 
 }  // namespace
 
 bool IsSameValue(CFTypeRef one, CFTypeRef other) {
-  if (one == other) {
-    return true;
-  }
-  if (one == nullptr || other == nullptr || CFGetTypeID(one) != CFGetTypeID(other)) {
-    return false;
-  }
-  const CFTypeID type = CFGetTypeID(one);
-  if (type == CFNumberGetTypeID()) {
-    return AreSameNumbers(static_cast<CFNumberRef>(one), static_cast<CFNumberRef>(other));
-  }
-  if (type == CFArrayGetTypeID()) {
-    return AreSameArrays(static_cast<CFArrayRef>(one), static_cast<CFArrayRef>(other));
-  }
-  if (type == CFDictionaryGetTypeID()) {
-    return AreSameDictionaries(static_cast<CFDictionaryRef>(one),
-                               static_cast<CFDictionaryRef>(other));
-  }
-  return CFEqual(one, other) != 0;
+  return AreEqualTrees(ObjectOf(one), ObjectOf(other), AreSameLeaves);
 }
 
 }  // namespace orvik

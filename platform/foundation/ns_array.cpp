@@ -6,7 +6,9 @@
 
 #include "platform/core_foundation/array.h"
 #include "platform/foundation/description.h"
+#include "platform/foundation/element_release.h"
 #include "platform/foundation/ns_string.h"
+#include "platform/foundation/tree_equality.h"
 
 namespace orvik {
 
@@ -15,7 +17,8 @@ NSEnumerator::NSEnumerator(std::vector<const NSObject*> objects) : objects_(std:
 }
 
 NSEnumerator::~NSEnumerator() {
-  for (const NSObject* object : objects_) object->release();
+  const ElementRelease release;
+  for (const NSObject* object : objects_) release(object);
 }
 
 NSObject* NSEnumerator::nextObject() {
@@ -33,7 +36,8 @@ NSArray* NSArray::arrayWithCapacity(CFIndex) {
 }
 
 NSArray::~NSArray() {
-  for (const NSObject* object : objects_) object->release();
+  const ElementRelease release;
+  for (const NSObject* object : objects_) release(object);
 }
 
 NSObject* NSArray::objectAtIndex(CFIndex index) const {
@@ -54,11 +58,7 @@ CFTypeID NSArray::typeID() const {
 }
 
 bool NSArray::isEqual(const NSObject* other) const {
-  if (this == other) return true;
-  if (other == nullptr || other->typeID() != CFArrayGetTypeID()) return false;
-  const auto& others = static_cast<const NSArray*>(other)->objects_;
-  return std::equal(objects_.begin(), objects_.end(), others.begin(), others.end(),
-                    [](const NSObject* a, const NSObject* b) { return CFEqual(a, b); });
+  return AreEqualTrees(this, other);
 }
 
 CFHashCode NSArray::hash() const {

@@ -6,7 +6,9 @@
 
 #include "platform/core_foundation/dictionary.h"
 #include "platform/foundation/description.h"
+#include "platform/foundation/element_release.h"
 #include "platform/foundation/ns_string.h"
+#include "platform/foundation/tree_equality.h"
 
 namespace orvik {
 
@@ -59,10 +61,11 @@ NSDictionary* NSDictionary::dictionary() {
 }
 
 NSDictionary::~NSDictionary() {
+  const ElementRelease release;
   for (const Entry& entry : entries_) {
     if (entry.key != nullptr) {
       entry.key->release();
-      entry.value->release();
+      release(entry.value);
     }
   }
 }
@@ -164,16 +167,13 @@ CFTypeID NSDictionary::typeID() const {
 }
 
 bool NSDictionary::isEqual(const NSObject* other) const {
-  if (this == other) return true;
-  if (other == nullptr || other->typeID() != CFDictionaryGetTypeID()) return false;
-  const auto* others = static_cast<const NSDictionary*>(other);
-  if (others->count() != count()) return false;
-  for (const Entry& entry : entries_) {
-    if (entry.key == nullptr) continue;
-    const std::size_t found = others->Find(entry.key, entry.hash);
-    if (found == kNowhere || !CFEqual(entry.value, others->entries_[found].value)) return false;
-  }
-  return true;
+  return AreEqualTrees(this, other);
+}
+
+const NSObject* NSDictionary::ValueOf(const NSObject* key, CFHashCode hash) const {
+  Load();
+  const std::size_t found = Find(key, hash);
+  return found == kNowhere ? nullptr : entries_[found].value;
 }
 
 CFHashCode NSDictionary::hash() const {

@@ -50,6 +50,8 @@ class NSDictionary final : public NSObject {
     return static_cast<CFIndex>(count_);
   }
   NSObject* objectForKey(const NSObject* key) const;
+  // The same for a key whose hash is known.
+  const NSObject* ValueOf(const NSObject* key, CFHashCode hash) const;
 
   // setObject:forKey:
   void setObject(const NSObject* value, const NSObject* key);

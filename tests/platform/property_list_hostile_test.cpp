@@ -1,13 +1,18 @@
 // Files that were made, or damaged, so as to hurt their reader.
 #include <gtest/gtest.h>
+#include <pthread.h>
 
 #include <chrono>
 
+#include "platform/core_foundation/property_list_equality.h"
 #include "tests/platform/property_list_test_support.h"
 #include "tests/support/test_environment.h"
 
 namespace orvik::test {
 namespace {
+
+// The smallest default of a C library for threads.
+constexpr size_t kSmallStack = size_t{128} << 10;
 
 std::string ManyTypes() {
   return "<plist><dict><key>a&amp;</key><array><string>\u00E9</string><integer>70000</integer>"
@@ -46,6 +51,33 @@ TEST(PropertyListHostile, WhatCouldNotBeReadAgainIsNotWritten) {
   owner.reset(outer);
   EXPECT_FALSE(WriteXmlPropertyList(outer));
   EXPECT_FALSE(WriteBinaryPropertyList(outer));
+}
+
+// The deepest lists in a thread with a small stack.
+TEST(PropertyListHostile, TheDeepestListNeedsLittleStack) {
+  constexpr int kDepth = kPropertyListMaximumDepth;
+  static const std::string kLists[] = {
+      Repeated("<array>", kDepth) + Repeated("</array>", kDepth),
+      Repeated("<dict><key>a</key>", kDepth) + "<true/>" + Repeated("</dict>", kDepth),
+      Repeated("(", kDepth) + Repeated(")", kDepth),
+      Repeated("{a=", kDepth) + "b" + Repeated(";}", kDepth)};
+  const auto work = [](void*) -> void* {
+    for (const std::string& list : kLists) {
+      const OwnedObject one = ReadRoot(list, kCFPropertyListMutableContainers);
+      const OwnedObject other = ReadRoot(*WriteBinaryPropertyList(one.get()));
+      const OwnedObject copy(static_cast<const NSObject*>(CFPropertyListCreateDeepCopy(
+          nullptr, ReadRoot(*WriteXmlPropertyList(other.get())).get(), 0)));
+      EXPECT_TRUE(IsSameValue(one.get(), other.get()) && CFEqual(copy.get(), other.get()));
+    }
+    return nullptr;
+  };
+  pthread_attr_t attributes;
+  pthread_attr_init(&attributes);
+  pthread_attr_setstacksize(&attributes, kSmallStack);
+  pthread_t thread;
+  ASSERT_EQ(pthread_create(&thread, &attributes, work, nullptr), 0);
+  pthread_join(thread, nullptr);
+  pthread_attr_destroy(&attributes);
 }
 
 TEST(PropertyListHostile, TruncationAtEveryByteGivesNothing) {
