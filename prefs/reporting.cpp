@@ -87,16 +87,16 @@ PrefCheck CheckDomain(int scope, const CAtlString& domain) {
   return check;
 }
 
-PrefRepair RepairDomain(int scope, const CAtlString& domain,
-                        std::optional<std::chrono::milliseconds> wait, PrefRepairMode mode) {
+namespace {
+
+bool AreSameBytes(CFDataRef one, CFDataRef other) {
+  return one != nullptr && other != nullptr && CFEqual(one, other) != 0;
+}
+
+// What repairing a file as it was found would give. The entries go to `entries`, and the status
+// says whether they may take the file's place unasked.
+PrefRepair Plan(const FileDomainStore& store, CAutoCFRelease<CFMutableDictionaryRef>& entries) {
   PrefRepair repair;
-  const EffectiveDomain effective(scope, domain);
-  if (repair.status = CheckAddress(effective); !repair.status.ok()) {
-    return repair;
-  }
-  const bool rehearses = mode == PrefRepairMode::kRehearse;
-  FileDomainStore store(effective, domain, rehearses ? StorePurpose::kRead : StorePurpose::kChange,
-                        wait);
   repair.status = store.status();
   if (repair.status.ok()) {
     repair.was_sound = true;
@@ -108,22 +108,53 @@ PrefRepair RepairDomain(int scope, const CAtlString& domain,
   if (repair.status.error != PrefError::kDamaged && !is_other_list) {
     return repair;
   }
-  Salvage salvage = is_other_list ? NothingOf("a property list without entries")
-                                  : SalvageEntries(store.file().bytes());
+  const CFDataRef bytes = store.file().bytes();
+  Salvage salvage =
+      is_other_list ? NothingOf("a property list without entries", bytes) : SalvageEntries(bytes);
   repair.entries = static_cast<int>(CFDictionaryGetCount(salvage.entries));
   repair.losses = std::move(salvage.losses);
   repair.lost = salvage.lost;
   if (!is_other_list) {
     repair.status = {repair.entries == 0 ? PrefError::kNothingSaved : PrefError::kNone};
   }
-  if (rehearses || (!repair.status.ok() && mode != PrefRepairMode::kReplace)) {
+  entries = std::move(salvage.entries);
+  return repair;
+}
+
+}  // namespace
+
+PrefRepair RepairDomain(int scope, const CAtlString& domain,
+                        std::optional<std::chrono::milliseconds> wait, PrefRepairMode mode) {
+  const EffectiveDomain effective(scope, domain);
+  if (PrefStatus status = CheckAddress(effective); !status.ok()) {
+    PrefRepair repair;
+    repair.status = std::move(status);
     return repair;
+  }
+  CAutoCFRelease<CFMutableDictionaryRef> entries;
+  const auto may_save = [&](const PrefRepair& repair) {
+    return entries && (repair.status.ok() || mode == PrefRepairMode::kReplace);
+  };
+  // Salvaging may take long: the lock is only for writing.
+  const FileDomainStore found(effective, domain, StorePurpose::kRead);
+  PrefRepair repair = Plan(found, entries);
+  if (mode == PrefRepairMode::kRehearse || !may_save(repair)) {
+    return repair;
+  }
+  FileDomainStore store(effective, domain, StorePurpose::kChange, wait);
+  if (!AreSameBytes(store.file().bytes(), found.file().bytes())) {
+    // Somebody was faster.
+    entries.Free();
+    repair = Plan(store, entries);
+    if (!may_save(repair)) {
+      return repair;
+    }
   }
   if (repair.status = store.StartAnew(); !repair.status.ok()) {
     return repair;
   }
   const std::string kept = store.kept();
-  store.ReplaceEntries(std::move(salvage.entries));
+  store.ReplaceEntries(std::move(entries));
   repair.status = store.Save();
   if (repair.status.ok()) {
     repair.kept_copy = kept;

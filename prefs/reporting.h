@@ -63,6 +63,9 @@ struct PrefLoss {
   std::string what;        // a short English text in lower case, such as "a key without a value"
   std::size_t line = 0;    // from 1; 0 in the binary form, where column is the byte, from 0
   std::size_t column = 0;  // from 1, in characters
+  // How many bytes of the file (of its text as UTF-8) are lost there; 0 where only a tag is
+  // missing.
+  std::size_t bytes = 0;
 };
 
 // What a repair did, or would do.

@@ -20,6 +20,8 @@ struct Salvage {
   std::size_t lost = 0;
 
   static constexpr std::size_t kMostLosses = 1000;
+  // Of all paths together: long keys must not make the list larger than the file.
+  static constexpr std::size_t kMostPathUnits = 1 << 16;
 };
 
 // Takes every value that is whole and has its place, passes over the others and goes on behind
@@ -28,6 +30,6 @@ struct Salvage {
 Salvage SalvageEntries(CFDataRef bytes);
 
 // No entries, and the whole file as one loss.
-Salvage NothingOf(const char* what);
+Salvage NothingOf(const char* what, CFDataRef bytes);
 
 }  // namespace orvik

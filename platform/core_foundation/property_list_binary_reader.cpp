@@ -32,7 +32,10 @@ class BinaryReader {
   OwnedObject Read() {
     if (!ReadTrailer()) return nullptr;
     slots_.resize(object_count_);
-    return ReadTree() ? std::move(slots_[root_].object) : nullptr;
+    if (losses_ != nullptr) FindBounds();
+    if (!ReadTree()) return nullptr;
+    if (losses_ != nullptr) LoseUnreached();
+    return std::move(slots_[root_].object);
   }
 
   // Whether Read failed for this reason alone.
@@ -131,7 +134,10 @@ class BinaryReader {
       slots_[child].is_lost = true;
     }
     container.builder->DropKey();
-    losses_->Add([this] { return Path(); }, what, child < object_count_ ? OffsetOf(child) : 0);
+    const bool exists = child < object_count_;
+    const std::uint64_t place = exists ? OffsetOf(child) : 0;
+    losses_->Add([this] { return Path(); }, what, place,
+                 exists && !IsRead(child) ? Room(place) : 0);
     ++container.next;
     return true;
   }
@@ -234,6 +240,39 @@ class BinaryReader {
     return BigEndian(bytes_.substr(table_offset_ + index * offset_size_, offset_size_));
   }
 
+  // The offsets in their order. A writer leaves no gaps and lets nothing overlap, so that an object
+  // whose end is not the beginning of the next has a wrong length, and what is in it is doubtful.
+  void FindBounds() {
+    for (std::uint64_t i = 0; i < object_count_; ++i) bounds_.push_back(OffsetOf(i));
+    bounds_.push_back(table_offset_);
+    std::sort(bounds_.begin(), bounds_.end());
+  }
+
+  // From an offset to the next.
+  std::uint64_t Room(std::uint64_t offset) const {
+    const auto next = std::upper_bound(bounds_.begin(), bounds_.end(), offset);
+    return next == bounds_.end() ? 0 : *next - offset;
+  }
+
+  bool FitsBounds(std::uint64_t begin, std::uint64_t end) const {
+    return begin + Room(begin) == end;
+  }
+
+  // What only lost containers held.
+  void LoseUnreached() {
+    std::uint64_t bytes = 0;
+    std::uint64_t first = table_offset_;
+    for (std::uint64_t i = 0; i < object_count_; ++i) {
+      const std::uint64_t offset = OffsetOf(i);
+      if (IsRead(i) || slots_[i].is_lost || offset < kHeaderSize || offset >= table_offset_)
+        continue;
+      bytes += Room(offset);
+      first = std::min(first, offset);
+    }
+    if (bytes > 0)
+      losses_->Add([] { return std::string(); }, "values of what is lost", first, bytes);
+  }
+
   bool ReadBody(std::uint64_t index, Body& body) {
     const std::uint64_t offset = OffsetOf(index);
     if (offset < kHeaderSize || offset >= table_offset_) return false;
@@ -267,6 +306,7 @@ class BinaryReader {
     if (body.count > rest.size() / unit || !Take(rest, body.count * unit, body.content)) {
       return false;
     }
+    if (losses_ != nullptr && !FitsBounds(offset, offset + available - rest.size())) return false;
     // Objects that overlap could make a small file cost without end.
     const std::uint64_t used = available - rest.size();
     if (used > unread_bytes_) return false;
@@ -383,6 +423,7 @@ class BinaryReader {
   std::uint64_t table_offset_ = 0;
   std::uint64_t unread_bytes_ = 0;
   bool is_too_large_ = false;
+  std::vector<std::uint64_t> bounds_;
   std::vector<Slot> slots_;
   std::vector<Container> open_;
 };

@@ -3,6 +3,7 @@
 #include <strings.h>
 #include <unicode/ucnv.h>
 
+#include <algorithm>
 #include <cstdint>
 #include <cstring>
 #include <memory>
@@ -120,28 +121,40 @@ std::optional<PropertyListUtf8> PropertyListTextAsUtf8(std::string_view bytes) {
 
 std::string SalvagedText(std::string_view bytes) {
   if (bytes.starts_with("\xEF\xBB\xBF")) bytes.remove_prefix(3);
-  const bool is_big = bytes.starts_with("\xFE\xFF"sv) || bytes.starts_with("\x00<"sv);
-  if (!is_big && !bytes.starts_with("\xFF\xFE"sv) && !bytes.starts_with("<\x00"sv)) {
-    return std::string(bytes);
-  }
-  if (bytes[0] != '<' && bytes[1] != '<') bytes.remove_prefix(2);
+  const auto* signature =
+      std::find_if(std::begin(kSignatures), std::end(kSignatures),
+                   [&](const Signature& each) { return bytes.starts_with(each.bytes); });
+  if (signature == std::end(kSignatures)) return std::string(bytes);
+  if (signature->is_mark) bytes.remove_prefix(signature->bytes.size());
+  const std::string_view encoding = signature->encoding;
+  const size_t width = encoding.starts_with("UTF-32") ? 4 : 2;
+  const bool is_big = encoding.ends_with("BE");
   const auto unit = [&](size_t at) {
-    const auto first = static_cast<unsigned char>(bytes[at]);
-    const auto second = static_cast<unsigned char>(bytes[at + 1]);
-    return static_cast<char16_t>(is_big ? first << 8 | second : second << 8 | first);
+    char32_t value = 0;
+    for (size_t i = 0; i < width; ++i) {
+      value = value << 8 | static_cast<unsigned char>(bytes[at + (is_big ? i : width - 1 - i)]);
+    }
+    return value;
   };
   std::string text;
-  for (size_t at = 0; at + 1 < bytes.size(); at += 2) {
-    const char16_t first = unit(at);
-    if (!IsSurrogate(first)) {
-      AppendCharacter(text, first);
-    } else if (IsHighSurrogate(first) && at + 3 < bytes.size() && IsLowSurrogate(unit(at + 2))) {
-      AppendCharacter(text, FromSurrogates(first, unit(at + 2)));
-      at += 2;
-    } else {
+  size_t at = 0;
+  for (; at + width <= bytes.size(); at += width) {
+    const char32_t first = unit(at);
+    const bool has_pair =
+        width == 2 && first < 0x10000 && IsHighSurrogate(static_cast<char16_t>(first)) &&
+        at + 2 * width <= bytes.size() && IsLowSurrogate(static_cast<char16_t>(unit(at + width)));
+    if (has_pair) {
+      AppendCharacter(text, FromSurrogates(static_cast<char16_t>(first),
+                                           static_cast<char16_t>(unit(at + width))));
+      at += width;
+    } else if (first > 0x10FFFF || (first >= 0xD800 && first < 0xE000)) {
       text += '\xFF';
+    } else {
+      AppendCharacter(text, first);
     }
   }
+  // Half a unit at the end.
+  if (at < bytes.size()) text += '\xFF';
   return text;
 }
 

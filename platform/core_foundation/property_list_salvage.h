@@ -18,18 +18,23 @@ struct PropertyListLoss {
   std::string path;   // the keys and indices that lead to it, with "/" between them, in UTF-8
   const char* what;   // a short English text in lower case
   std::size_t place;  // the byte at which it was found
+  std::size_t bytes;  // how many are lost there
 };
 
 // Counts all losses and keeps the first of them.
 class PropertyListLosses {
  public:
   static constexpr std::size_t kMost = 1000;
+  // Of all paths together: long keys must not make the list larger than the file.
+  static constexpr std::size_t kMostPathBytes = 1 << 16;
 
   // `path` gives the path of what is lost.
   template <typename Path>
-  void Add(Path path, const char* what, std::size_t place) {
+  void Add(Path path, const char* what, std::size_t place, std::size_t bytes) {
     ++count_;
-    if (list_.size() < kMost) list_.push_back({path(), what, place});
+    if (list_.size() == kMost || path_bytes_ > kMostPathBytes) return;
+    list_.push_back({path(), what, place, bytes});
+    path_bytes_ += list_.back().path.size();
   }
 
   std::size_t count() const { return count_; }
@@ -37,6 +42,7 @@ class PropertyListLosses {
 
  private:
   std::size_t count_ = 0;
+  std::size_t path_bytes_ = 0;
   std::vector<PropertyListLoss> list_;
 };
 
@@ -45,7 +51,7 @@ class PropertyListLosses {
 CFPropertyListRef SalvageBinaryPropertyList(std::string_view bytes, PropertyListLosses& losses);
 CFPropertyListRef SalvageTextPropertyList(std::string_view text, PropertyListLosses& losses);
 
-// The text of a damaged property list as UTF-8. What is no UTF-16 in a text of that encoding
+// The text of a damaged property list as UTF-8. What is no character in a text of UTF-16 or UTF-32
 // becomes the byte 0xFF, which is no UTF-8 either; other text stays as it is, without its mark.
 std::string SalvagedText(std::string_view bytes);
 

@@ -1,4 +1,5 @@
 #include <algorithm>
+#include <utility>
 #include <vector>
 
 #include "platform/core_foundation/property_list_encoding.h"
@@ -74,6 +75,9 @@ class TextReader {
         position_ += std::min(rest.size(), rest.find_first_of("\r\n"));
       } else if (rest.starts_with("/*")) {
         const size_t end = rest.find("*/", 2);
+        if (end == std::string_view::npos && losses_ != nullptr) {
+          Lose("a comment that does not end", position_, rest.size());
+        }
         position_ += end == std::string_view::npos ? rest.size() : end + 2;
       } else if (const size_t space = SpaceLength(rest); space > 0) {
         position_ += space;
@@ -95,7 +99,7 @@ class TextReader {
     if (!ReadValue() || !ReadContainers()) return false;
     SkipBlank();
     if (at_end() || losses_ == nullptr) return at_end();
-    Lose("text behind the list");
+    Lose("text behind the list", position_, text_.size() - position_);
     return true;
   }
 
@@ -126,8 +130,8 @@ class TextReader {
     return true;
   }
 
-  void Lose(const char* what) {
-    losses_->Add([this] { return Path(); }, what, position_);
+  void Lose(const char* what, size_t place, size_t bytes) {
+    losses_->Add([this] { return Path(); }, what, place, bytes);
   }
 
   std::string Path() const {
@@ -148,18 +152,22 @@ class TextReader {
     while (open_.size() > builder_.depth()) open_.pop_back();
     builder_.DropKey();
     if (begin == text_.size()) {
-      Lose("the list breaks off");
+      Lose("the list breaks off", begin, 0);
       while (!open_.empty()) Close();
       return;
     }
-    Lose("text that cannot be read");
+    const size_t place = position_;
+    const std::string path = Path();
     // A quotation mark too many takes everything up to the end.
     if (at_end()) position_ = begin;
     Container& container = open_.back();
     container.has_value = false;
     const bool is_array = container.kind == Container::Kind::kArray;
     const bool is_file = container.kind == Container::Kind::kStringsFile;
-    position_ = EndOfLost(is_array ? ",);}" : is_file ? ";" : ";}");
+    const bool goes_on_here = std::exchange(goes_on_here_, false);
+    if (!goes_on_here) position_ = EndOfLost(is_array ? ",);}" : is_file ? ";" : ";}");
+    losses_->Add([&path] { return path; }, "text that cannot be read", place, position_ - begin);
+    if (goes_on_here) return;
     if (at_end() || TakeIf(is_array ? ',' : ';') || !is_array || peek() == ')') return;
     // The end of the array was lost.
     Close();
@@ -182,7 +190,7 @@ class TextReader {
 
   bool ReadElement() {
     if (TakeIf(')')) return Close();
-    if (open_.back().has_value && !TakeIf(',') && losses_ == nullptr) return false;
+    if (open_.back().has_value && !TakeIf(',') && !MaySeparatorMiss(')')) return false;
     SkipBlank();
     // The comma may follow the last element as well.
     if (TakeIf(')')) return open_.back().has_value && Close();
@@ -195,7 +203,7 @@ class TextReader {
     Container& container = open_.back();
     if (container.has_value) {
       container.has_value = false;
-      return TakeIf(';') || losses_ != nullptr;
+      return TakeIf(';') || MaySeparatorMiss('}');
     }
     container.key.clear();
     const bool is_file = container.kind == Container::Kind::kStringsFile;
@@ -209,6 +217,26 @@ class TextReader {
     if (!TakeIf('=')) return false;
     SkipBlank();
     return ReadValue();
+  }
+
+  // A separator that is lost is named. At the end of the text that is said already.
+  bool MaySeparatorMiss(char closing) {
+    if (losses_ == nullptr) return false;
+    if (!at_end() && (closing == '}' || peek() != closing)) {
+      Lose("a separator is missing", position_, 0);
+    }
+    return true;
+  }
+
+  // Whether a leaf ends where a leaf may. Otherwise a quotation mark or a separator may be lost,
+  // and the leaf be another one: that is not a value. What follows at a distance may be one.
+  bool EndsAsLeaf() {
+    if (losses_ == nullptr || open_.empty()) return true;
+    const size_t end = position_;
+    SkipBlank();
+    if (at_end() || std::string_view(",;)}").find(peek()) != std::string_view::npos) return true;
+    goes_on_here_ = position_ != end;
+    return false;
   }
 
   bool Close() {
@@ -226,7 +254,8 @@ class TextReader {
       return builder_.OpenArray(0);
     }
     if (TakeIf('<')) return ReadData();
-    return ReadString() && builder_.String(PropertyListText(std::u16string_view(string_)));
+    return ReadString() && EndsAsLeaf() &&
+           builder_.String(PropertyListText(std::u16string_view(string_)));
   }
 
   bool ReadData() {
@@ -247,7 +276,7 @@ class TextReader {
         high = -1;
       }
     }
-    return high < 0 && builder_.Data(bytes, nullptr);
+    return high < 0 && EndsAsLeaf() && builder_.Data(bytes, nullptr);
   }
 
   // Into string_.
@@ -256,8 +285,14 @@ class TextReader {
     const char quote = peek();
     if (quote != '"' && quote != '\'') return ReadBareString();
     const size_t begin = position_++;
+    // Where one string had no end none behind it has.
+    bool& has_no_end = has_no_end_[quote == '"' ? 0 : 1];
     while (!TakeIf(quote)) {
-      if (at_end()) return false;
+      if (has_no_end) position_ = text_.size();
+      if (at_end()) {
+        has_no_end = true;
+        return false;
+      }
       if (TakeIf('\\')) {
         if (!ReadEscape()) return false;
       } else {
@@ -320,6 +355,9 @@ class TextReader {
   PropertyListBuilder builder_;
   std::vector<Container> open_;
   std::u16string string_;
+  // After a failure: the next entry or element begins here.
+  bool goes_on_here_ = false;
+  bool has_no_end_[2] = {};  // of strings in double and in single quotation marks
 };
 
 }  // namespace

@@ -126,7 +126,9 @@ TEST_F(ReportingTest, RepairSavesWhatIsCompleteAndKeepsTheRest) {
        R"({"A":{"m":"w","n":"v"},"B":["1","2"],"C":"3"})"},
       {"old text without ends", "{ A = (1, 2; B = { n = v; }; C = \"x; }",
        R"({"A":["1","2"],"B":{"n":"v"}})"},
-      {"old text without separators", "{ A = 1 B = (1 2); } C = 3;", R"({"A":"1","B":["1","2"]})"},
+      {"old text without separators", "{ A = 1 B = (1 2); } C = 3;", R"({"B":["2"]})"},
+      {"old text, a letter for a quote", "{ A = x1\"; B = {c = x2\";}; C = 3; \"D\"x; }",
+       R"({"B":{},"C":"3"})"},
       {"old text, file of strings", "A = 1;\n B = \"\xFF\"; = 2; C = 3;", R"({"A":"1","C":"3"})"},
   };
   std::vector<fs::path> files;
@@ -246,11 +248,7 @@ TEST_F(ReportingTest, RepairNamesWhatIsLostAndCanBeTried) {
        ": the list breaks off, 8:1\n",
        R"({"K":{"l":[true]},"z":true})", 2},
       {"<plist><array><true/><real>?</real></array><dict><key>a</key><true/></dict>\n",
-       "1: a value that cannot be read, 1:22\n"
-       "1: a value outside the list, 1:44\n"
-       "0: an end tag too many, 1:50\n"
-       "0/a: a key without a value, 1:50\n"
-       "1: the list breaks off, 2:1\n",
+       ": a list that is no dictionary, 1:8\n",
        "{}", 0},
       {kBinaryWithBadObject, "B: a value that cannot be read, 0:23\n", R"({"A":"1","C":true})", 2},
       {"{\n K = { a = 1;\n b = <x>; };\n l = (\u00E9, x, \"\xFF\");\n",

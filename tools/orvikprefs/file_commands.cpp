@@ -97,7 +97,8 @@ void WriteLosses(JsonWriter& form, const PrefRepair& repair) {
   for (const PrefLoss& loss : repair.losses) {
     form.BeginObject().Name("path").Text(ToUtf8(loss.path)).Name("what").Text(loss.what);
     form.Name("line").Integer(static_cast<std::int64_t>(loss.line));
-    form.Name("column").Integer(static_cast<std::int64_t>(loss.column)).EndObject();
+    form.Name("column").Integer(static_cast<std::int64_t>(loss.column));
+    form.Name("bytes").Integer(static_cast<std::int64_t>(loss.bytes)).EndObject();
   }
   form.EndArray();
 }
@@ -110,7 +111,9 @@ void PrintLosses(const Context& context, const std::string& file, const PrefRepa
     } else {
       *context.error << " byte " << loss.column;
     }
-    *context.error << ": " << Escaped(ToUtf8(loss.path)) << ": " << loss.what << '\n';
+    *context.error << ": " << Escaped(ToUtf8(loss.path)) << ": " << loss.what;
+    if (loss.bytes != 0) *context.error << " (" << loss.bytes << " bytes)";
+    *context.error << '\n';
   }
   if (repair.lost > repair.losses.size()) {
     *context.error << Escaped(file) << ": " << repair.lost - repair.losses.size()
