@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "prefs/preferences.h"
+#include "prefs/shared_lock.h"
 #include "strings/atl_string_a.h"
 #include "tests/support/test_environment.h"
 
@@ -29,7 +30,7 @@ class BrowseTest : public EnvironmentTest {
   }
   ~BrowseTest() override { Tmux({"kill-server"}); }
 
-  static void Write(const char16_t* key, const char16_t* name, const char16_t* value) {
+  static void Write(const char16_t* key, const char16_t* name, const CAtlString& value) {
     EXPECT_EQ(WritePreferenceString(0, key, name, value, kDomain), 0u);
   }
   static std::string Stored(const char16_t* key, const char16_t* name) {
@@ -49,15 +50,21 @@ class BrowseTest : public EnvironmentTest {
   }
 
   // The program in a shell that says how it ended and whether the terminal still echoes.
-  void Start(const std::string& arguments = "", int columns = 80, int rows = 24) {
+  void Start(const std::string& arguments = "", int columns = 80, int rows = 24,
+             const std::string& variable = "") {
     ++server_;
     const std::string program = (ProgramFolder() / "orvikprefs").string();
     Tmux({"new-session", "-d", "-x", std::to_string(columns), "-y", std::to_string(rows),
-          program + " browse " + arguments +
+          variable + " " + program + " browse " + arguments +
               "; echo ended $?; stty -a | grep -q ' echo ' && echo sane; sleep 1000"});
   }
   void Type(const std::vector<std::string>& keys) {
     for (const std::string& key : keys) Tmux({"send-keys", key});
+  }
+  // Of the program, which the shell of the terminal has started.
+  void Kill(const char* signal) {
+    const std::string shell = Tmux({"display-message", "-p", "#{pane_pid}"});
+    RunCommand({"pkill", std::string("-") + signal, "-P", shell.substr(0, shell.find('\n'))});
   }
   void TypeText(const std::string& text) { Tmux({"send-keys", "-l", text}); }
 
@@ -209,7 +216,7 @@ TEST_F(BrowseTest, ActsOnWhatTheUserSaw) {
   RunCommand({(ProgramFolder() / "orvikprefs").string(), "delete", "Software/Vendor/App", "Path"});
   ASSERT_TRUE(Shows("Path is gone"));
   Type({"d"});
-  EXPECT_TRUE(Shows("/Software/Vendor/App/Path does not exist"));
+  EXPECT_TRUE(Shows("/Software/Vendor/App/Path is gone; select it again"));
   EXPECT_EQ(Stored(u"Software/Vendor/App", u"Title"), "?? e?");
 }
 
@@ -272,12 +279,18 @@ TEST_F(BrowseTest, SaysThatTheFileIsDamaged) {
       env_.system_root() / "Users/Shared/Library/Preferences/com.orviktech.Registry.plist";
   WriteFile(file, "<plist><dict>");
   Start();
-  EXPECT_TRUE(Shows("damaged: orvikprefs repair"));
+  EXPECT_TRUE(Shows("damaged: R repairs it"));
   Type({"A"});
   TypeText("new");
   Type({"Enter", "w"});
   EXPECT_TRUE(Shows("nothing is written"));
   EXPECT_EQ(ReadFile(file), "<plist><dict>");
+  WriteFile(file, "<plist><dict><key>kept</key><string>x</string><key>lost</dict></plist>");
+  Type({"R"});
+  EXPECT_TRUE(Shows("Repair saves 1 top-level entries and loses 1"));
+  Type({"y"});
+  EXPECT_TRUE(Shows("repaired; the damaged file is"));
+  EXPECT_TRUE(Contains(ReadFile(file), "<key>kept</key>"));
 }
 
 TEST_F(BrowseTest, FitsEveryScreenWithAndWithoutColour) {
@@ -301,17 +314,138 @@ TEST_F(BrowseTest, FitsEveryScreenWithAndWithoutColour) {
   }
 }
 
-TEST_F(BrowseTest, GivesTheTerminalBackWhenItIsKilled) {
-  for (const char* name : {"TERM", "SEGV", "HUP"}) {
-    Start();
-    ASSERT_TRUE(Shows("Software"));
-    const std::string shell = Tmux({"display-message", "-p", "#{pane_pid}"});
-    RunCommand({"pkill", std::string("-") + name, "-P", shell.substr(0, shell.find('\n'))});
+TEST_F(BrowseTest, KeepsChangesWhenItIsEndedAndOffersThem) {
+  const fs::path folder = env_.home() / "Library/Application Support/orvikprefs";
+  for (const char* name : {"SEGV", "TERM", "HUP", "INT"}) {
+    Start("Software/Vendor/App/Path");
+    ASSERT_TRUE(Shows(" /Software/Vendor/App/Path"));
+    Type({"d"});
+    ASSERT_TRUE(Shows("1 change"));
+    if (std::string(name) == "HUP") Type({"e", "C"});  // in a dialog, too
+    Kill(name);
     EXPECT_TRUE(Shows("ended 1")) << name;
     EXPECT_TRUE(Shows("sane")) << name;
-    EXPECT_EQ(Screen().find("Software"), std::string::npos) << name;
+    EXPECT_EQ(Screen().find("Vendor/App"), std::string::npos) << name;
+    const bool is_kept = std::string(name) != "SEGV";
+    ASSERT_EQ(is_kept, fs::exists(folder)) << name;
+    if (is_kept) {
+      EXPECT_TRUE(Shows("1 change kept in")) << name;
+      EXPECT_EQ(NamesIn(folder).size(), 1u) << name;
+      Tmux({"kill-server"});
+      Start();
+      ASSERT_TRUE(Shows("1 change of a browser that was ended before it wrote them is kept"));
+      Type({"t"});
+      EXPECT_TRUE(Shows("taken up"));
+      Type({"c"});
+      EXPECT_TRUE(Shows("- Software/Vendor/App/Path = string /opt/app"));
+      Type({"Escape", "q", "d"});
+      EXPECT_TRUE(Shows("ended 0"));
+      EXPECT_TRUE(NamesIn(folder).empty()) << name;
+    }
     Tmux({"kill-server"});
   }
+  EXPECT_EQ(Stored(u"Software/Vendor/App", u"Path"), "/opt/app");
+}
+
+TEST_F(BrowseTest, SaysForWhomItWaits) {
+  const OtherProcess holder([] { LockGlobalSharedPList(kDomain); });
+  Start("--timeout 300 Software/Vendor/App/Path");
+  ASSERT_TRUE(Shows(" /Software/Vendor/App/Path"));
+  EXPECT_TRUE(Shows("locked by"));
+  Type({"d", "w"});
+  EXPECT_TRUE(Shows("(process " + std::to_string(holder.pid())));
+  EXPECT_TRUE(Shows("1 s of 300 s"));
+  Type({"q", "x", "w", "Escape"});  // keys do not wait in a queue
+  EXPECT_TRUE(Shows("nothing is written: cancelled"));
+  EXPECT_TRUE(Shows("1 change"));
+  UnlockGlobalSharedPList(kDomain);
+  Type({"w"});
+  EXPECT_TRUE(Shows("1 change written"));
+  LockGlobalSharedPList(kDomain);
+  Tmux({"kill-server"});
+  Start("--timeout 0 Software/Vendor/App");
+  ASSERT_TRUE(Shows(" /Software/Vendor/App"));
+  Type({"A"});
+  TypeText("key");
+  Type({"Enter", "w"});
+  EXPECT_TRUE(Shows("nothing is written: the lock was not free within 0 s"));
+  UnlockGlobalSharedPList(kDomain);
+}
+
+TEST_F(BrowseTest, RefusesTerminalsThatCannotShowIt) {
+  const std::pair<const char*, const char*> cases[] = {
+      {"dumb", "TERM=\"dumb\" cannot move the cursor"},
+      {"no-such-terminal", "TERM=\"no-such-terminal\" is not in this machine's"}};
+  for (const auto& [name, message] : cases) {
+    Start("", 80, 24, std::string("TERM=") + name);
+    EXPECT_TRUE(Shows(message));
+    EXPECT_TRUE(Shows("ended 1"));
+    EXPECT_TRUE(Shows("sane"));
+  }
+}
+
+TEST_F(BrowseTest, ShowsWhatToPressOnNarrowScreens) {
+  Start("Software/Vendor/App", 40, 10);
+  ASSERT_TRUE(Shows("/Software/Vendor/App"));
+  EXPECT_TRUE(Shows("? help  q quit  w write"));
+  Type({"d"});
+  EXPECT_TRUE(Shows("delete /Software/Vendor/App with 3\nentries?\ny delete  Esc back"));
+  Type({"Escape", "a", "F1"});
+  EXPECT_TRUE(Shows("move, open, close"));
+  Type({"End"});
+  EXPECT_TRUE(Shows("Nothing is written before w."));
+  Type({"Escape", "Escape", "F9"});
+  EXPECT_TRUE(Shows("this key does nothing here"));
+}
+
+TEST_F(BrowseTest, ViewsConvertsExportsAndCopies) {
+  Start("Software/Vendor/App/Count");
+  ASSERT_TRUE(Shows(" /Software/Vendor/App/Count"));
+  Tmux({"set-option", "-s", "set-clipboard", "on"});
+  Type({"t", "Home", "Enter", "v"});
+  EXPECT_TRUE(Shows("string, 2 UTF-16 units"));
+  EXPECT_TRUE(Shows("before: integer\n 42"));
+  Type({"Escape", "P"});
+  EXPECT_TRUE(Shows("value copied"));
+  EXPECT_EQ(Tmux({"show-buffer"}), "42");
+  Type({"p"});
+  EXPECT_TRUE(Shows("path copied"));
+  EXPECT_EQ(Tmux({"show-buffer"}), "Software/Vendor/App/Count");
+  const std::string file = At("export.json").string();
+  for (const bool exists : {false, true}) {
+    Type({"x"});
+    TypeText(file);
+    Type({"Enter"});
+    if (exists) Type({"o"});
+    EXPECT_TRUE(Shows("exported /Software/Vendor/App/Count to"));
+    EXPECT_EQ(ReadFile(file), "\"42\"\n");
+    WriteFile(file, "other");
+  }
+}
+
+TEST_F(BrowseTest, EditsLongTextInOneStep) {
+  Write(u"Software/Long", u"text", CAtlString(Repeated("long text ", 10'000).c_str()));
+  const fs::path editor = env_.folder() / "editor";
+  WriteFile(editor, "#!/bin/sh\nsed -i 's/long/short/' \"$1\"\n");
+  fs::permissions(editor, fs::perms::all);
+  const ScopedVariable variable("EDITOR", editor.string());
+  const ScopedVariable other("VISUAL", nullptr);
+  Start("Software/Long/text");
+  ASSERT_TRUE(Shows(" /Software/Long/text"));
+  Type({"e"});
+  EXPECT_TRUE(Shows("short text long"));
+  // A line takes as much, pasted.
+  WriteFile(At("paste"), Repeated("0123456789", 10'000));
+  Type({"Left", "a", "Enter"});
+  ASSERT_TRUE(Shows("name:"));
+  TypeText("pasted");
+  Type({"Enter"});
+  ASSERT_TRUE(Shows("string:"));
+  Tmux({"load-buffer", At("paste").string()});
+  Tmux({"paste-buffer", "-p"});
+  ASSERT_TRUE(Shows("123456789"));
+  Type({"Home", "x", "Enter"});
+  EXPECT_TRUE(Shows("x0123456789"));
 }
 
 }  // namespace

@@ -3,12 +3,11 @@
 #include <unistd.h>
 
 #include "prefs/preferences.h"
+#include "prefs/shared_lock.h"
 #include "tests/support/test_environment.h"
-#include "tools/orvikprefs/browse/line_input.h"
+#include "tools/orvikprefs/browse/places.h"
 #include "tools/orvikprefs/browse/search.h"
-#include "tools/orvikprefs/browse/terminal.h"
 #include "tools/orvikprefs/browse/typed_path.h"
-#include "tools/orvikprefs/browse/value_form.h"
 #include "tools/orvikprefs/json_form.h"
 #include "tools/orvikprefs/text.h"
 
@@ -275,6 +274,191 @@ TEST_F(BrowseModelTest, ShowsAndChangesElementsOfArrays) {
   EXPECT_EQ(Shown(Model(0, kDomain), {"Z", "list", "2"}), "last");
 }
 
+std::string Names(const Model& model) {
+  std::string names;
+  for (const ValueRow& value : model.values()) {
+    (names += value.is_picked ? "#" : " ") += value.name;
+  }
+  return names;
+}
+
+TEST_F(BrowseModelTest, ShowsOnlyWhatTheFilterFinds) {
+  Write(u"A/C/D", u"other", u"x");
+  Write(u"Z/Deep", u"note", u"THREE");
+  Model model(0, kDomain);
+  model.SetFilter("three");
+  EXPECT_EQ(Rows(model), " /-\n .A-\n ..C\n .Z-\n ..Deep\n");
+  model.SelectKey(2);
+  EXPECT_EQ(model.SelectedPath(), (Path{"A", "C"}));
+  EXPECT_EQ(Names(model), " x");
+  // A change of another process comes through the filter, and one of the user, too.
+  Write(u"A/C", u"y", u"also three");
+  ASSERT_TRUE(model.Refresh());
+  EXPECT_EQ(Names(model), " x y");
+  model.Set({"A", "C", "x"}, Text(u"no more"));
+  EXPECT_EQ(Names(model), " y");
+  // What is in a key that is found is shown whole.
+  model.SetFilter("c");
+  EXPECT_EQ(Rows(model), "*/-\n*.A-\n*..C\n");
+  ASSERT_TRUE(model.Reveal({"A", "C", "D", "other"}));
+  EXPECT_EQ(model.filter(), "c");
+  // What is not found cannot be selected while the filter hides it.
+  ASSERT_TRUE(model.Reveal({"Z", "z"}));
+  EXPECT_EQ(model.filter(), "");
+  EXPECT_EQ(model.SelectedPath(), (Path{"Z", "z"}));
+  model.SetFilter("nowhere");
+  EXPECT_EQ(Rows(model), "*/\n");
+  EXPECT_TRUE(model.values().empty());
+}
+
+TEST_F(BrowseModelTest, OrdersByNameTypeAndSize) {
+  Model model(0, kDomain);
+  model.Set({"Z", "a"}, Text(u"the longest of them"));
+  model.Set({"Z", "b"}, ParseValue(ValueType::kBoolean, "true"));
+  model.Reveal({"Z"});
+  EXPECT_EQ(Names(model), " a b z");
+  model.SetOrder(Order::kType);
+  EXPECT_EQ(Names(model), " a z b");
+  model.SetOrder(Order::kSize);
+  EXPECT_EQ(Names(model), " a b z");  // 19, 8 and 4
+  EXPECT_EQ(Rows(model), "*/-\n*.Z\n .A\n");
+  EXPECT_EQ(model.SelectedPath(), Path{"Z"});
+  // Names count, too: A, B, more, two, text, one, C, x, three.
+  EXPECT_EQ(model.SizeOf(model.tree()),
+            1u + 1 + 4 + 3 + 4 + 3 + 1 + 1 + 5 + 1 + 1 + 19 + 1 + 8 + 1 + 4);
+  model.Set({"A", "C", "x"}, Text(u"longer than everything else in the file"));
+  EXPECT_EQ(Rows(model), "*/-\n*.A\n*.Z\n");
+}
+
+TEST_F(BrowseModelTest, DeletesPickedRowsTogether) {
+  TextError error;
+  Model model(0, kDomain);
+  model.Set({"Z", "list"}, ReadJson("[0,1,2,3,4,5,6,7,8,9,10]", &error));
+  ASSERT_TRUE(model.Apply().ok());
+  for (const Path& path : {Path{"Z", "list", "2"}, Path{"Z", "list", "10"}, Path{"A", "B", "text"},
+                           Path{"A", "B"}, Path{"Z", "list", "3"}, Path{"Z", "list", "3"}}) {
+    ASSERT_TRUE(model.Reveal(path));
+    model.TogglePick();
+  }
+  EXPECT_EQ(model.picked().size(), 4u);
+  EXPECT_EQ(Names(model).substr(0, 8), " 0 1#2 3");
+  EXPECT_TRUE(model.keys()[2].is_picked);
+  // A row that another process removes is picked no longer.
+  DeletePreference(0, u"A/B", u"text", kDomain);
+  model.Refresh();
+  EXPECT_EQ(model.picked().size(), 3u);
+  EXPECT_EQ(model.RemoveAll(model.picked()), "");
+  EXPECT_EQ(Shown(model, {"Z", "list"}), "[0,1,3,4,5,6,7,8,9]");
+  EXPECT_EQ(Shown(model, {"A", "B"}), "(none)");
+  // An index that means another element now is picked no longer.
+  EXPECT_TRUE(model.picked().empty());
+  EXPECT_EQ(model.Undo(), "undo: delete 3 rows");
+  EXPECT_TRUE(model.changes().empty());
+  EXPECT_NE(model.RemoveAll({{"none"}, {}}), "");
+}
+
+TEST_F(BrowseModelTest, JumpsFromOneChangeToTheNext) {
+  Model model(0, kDomain);
+  EXPECT_FALSE(model.RevealChanged(1));
+  model.Set({"A", "B", "text"}, Text(u"mine"));
+  model.Remove({"A", "C"});
+  Write(u"Z", u"z", u"theirs");
+  model.Refresh();
+  const auto jump = [&](int step) {
+    EXPECT_TRUE(model.RevealChanged(step));
+    return JoinedPath(model.SelectedPath());
+  };
+  // The removed key is shown as the one above it, and is not met again and again.
+  for (const char* path : {"A/B/text", "A", "Z/z", "A/B/text"}) EXPECT_EQ(jump(1), path);
+  for (const char* path : {"Z/z", "A", "A/B/text"}) EXPECT_EQ(jump(-1), path);
+  model.Reveal({"Z", "z"});
+  EXPECT_EQ(jump(1), "A/B/text");
+}
+
+TEST_F(BrowseModelTest, TakesUpWhatWasKept) {
+  std::vector<Change> kept;
+  {
+    Model model(0, kDomain);
+    model.Set({"A", "B", "text"}, Text(u"mine"));
+    model.Remove({"A", "C"});
+    model.Set({"Z", "z"}, Text(u"wish"));
+    Write(u"Z", u"z", u"theirs");
+    model.Refresh();
+    kept = model.Unwritten();  // the conflict, too
+  }
+  ASSERT_EQ(kept.size(), 3u);
+  Write(u"A/B", u"text", u"changed since");
+  Model model(0, kDomain);
+  model.TakeUp(std::move(kept));
+  EXPECT_EQ(Shown(model, {"A", "C"}), "(none)");
+  EXPECT_EQ(Shown(model, {"A", "B", "text"}), "changed since");
+  EXPECT_EQ(model.changes().size(), 1u);
+  ASSERT_EQ(model.conflicts().size(), 2u);
+  EXPECT_EQ(model.waiting(), 3u);
+  EXPECT_EQ(ValueText(model.conflicts()[0].wanted), "mine");
+  EXPECT_EQ(ValueText(model.conflicts()[1].there), "theirs");
+}
+
+TEST_F(BrowseModelTest, WaitsForTheLockAsLongAsTheUserDoes) {
+  using std::chrono::milliseconds;
+  Model model(0, kDomain);
+  model.Set({"Z", "z"}, Text(u"mine"));
+  const OtherProcess holder([] { LockGlobalSharedPList(kDomain); });
+  EXPECT_EQ(LockHolderText(0, kDomain).empty(), false);
+  int asked = 0;
+  const auto never = [&](milliseconds) { return ++asked < 3; };
+  EXPECT_EQ(model.Apply(milliseconds(60'000), never).error, PrefError::kLockNotObtained);
+  EXPECT_EQ(asked, 3);
+  EXPECT_EQ(model.Apply(milliseconds(0), never).error, PrefError::kLockNotObtained);
+  EXPECT_EQ(asked, 3);
+  EXPECT_EQ(model.changes().size(), 1u);
+  const auto released = [](milliseconds) {
+    UnlockGlobalSharedPList(kDomain);
+    return true;
+  };
+  EXPECT_TRUE(model.Apply(milliseconds(60'000), released).ok());
+  EXPECT_EQ(Stored(u"Z", u"z"), "mine");
+  EXPECT_EQ(LockHolderText(0, kDomain), "");
+}
+
+TEST_F(BrowseModelTest, FindsTheSamePathElsewhere) {
+  EXPECT_EQ(WritePreferenceString(1, u"Z", u"z", u"of the user", u"com.other"), 0u);
+  const std::vector<Place> places = PlacesWith({"Z", "z"});
+  ASSERT_EQ(places.size(), 2u);
+  EXPECT_EQ(places[0].scope, 0);
+  EXPECT_EQ(ValueText(places[0].value), "four");
+  EXPECT_EQ(places[1].scope, 1);
+  EXPECT_EQ(places[1].domain, CAtlString(u"com.other"));
+  EXPECT_TRUE(PlacesWith({"Z", "none"}).empty());
+}
+
+// In an array a row that comes in above gives every element behind it another index.
+TEST_F(BrowseModelTest, LosesTheSelectionInAnArrayThatAnotherProcessChanges) {
+  const auto json = [](const char* text) {
+    TextError error;
+    return ReadJson(text, &error);
+  };
+  Model other(0, kDomain);
+  other.Set({"Z", "list"}, json(R"(["a", ["b"]])"));
+  ASSERT_TRUE(other.Apply().ok());
+  for (const Path& path : {Path{"Z", "list", "0"}, Path{"Z", "list", "1", "0"}}) {
+    Model model(0, kDomain);
+    ASSERT_TRUE(model.Reveal(path));
+    other.Set({"Z", "z"}, Text(path.size() == 3 ? u"1" : u"2"));
+    ASSERT_TRUE(other.Apply().ok());
+    ASSERT_TRUE(model.Refresh());
+    EXPECT_FALSE(model.is_gone());
+    other.Add({"Z", "list", std::to_string(path.size() - 1)}, Text(u"new"));
+    ASSERT_TRUE(other.Apply().ok());
+    ASSERT_TRUE(model.Refresh());
+    EXPECT_TRUE(model.is_gone());
+    model.Set({"A", "B", "text"}, Text(u"mine"));
+    EXPECT_TRUE(model.is_gone());
+    model.MoveBy(0);
+    EXPECT_FALSE(model.is_gone());
+  }
+}
+
 // Two names that a terminal shows alike stay two.
 TEST_F(BrowseModelTest, TellsNamesWithLoneSurrogatesApart) {
   Write(u"S", u"?", u"question");
@@ -391,88 +575,6 @@ TEST_F(BrowseModelTest, CompletesPaths) {
   for (const auto& [typed, completed] : cases) {
     EXPECT_EQ(CompletedPath(model.tree(), typed), completed) << typed;
   }
-}
-
-TEST(BrowseValueForm, GoesThroughOneLine) {
-  const std::tuple<ValueType, const char*, const char*> cases[] = {
-      {ValueType::kString, "C:\\new text", "C:\\new text"},
-      {ValueType::kInteger, "-9223372036854775808", "-9223372036854775808"},
-      {ValueType::kInteger, "12x", nullptr},
-      {ValueType::kReal, "2.5", "2.5"},
-      {ValueType::kBoolean, "yes", "true"},
-      {ValueType::kBoolean, "maybe", nullptr},
-      {ValueType::kDate, "2024-05-06T07:08:09Z", "2024-05-06T07:08:09Z"},
-      {ValueType::kDate, "yesterday", nullptr},
-      {ValueType::kData, "00ff 4D", "00 ff 4d"},
-      {ValueType::kData, "", ""},
-      {ValueType::kData, "0", nullptr},
-      {ValueType::kData, "0g", nullptr},
-  };
-  for (const auto& [type, line, again] : cases) {
-    std::string mistake;
-    const Value value = FromLine(type, line, mistake);
-    ASSERT_EQ(static_cast<bool>(value), again != nullptr) << line;
-    EXPECT_EQ(mistake.empty(), again != nullptr) << line;
-    if (again != nullptr) {
-      EXPECT_EQ(LineOf(value), again);
-    }
-  }
-  EXPECT_EQ(LineOf(Text(u"two\nlines")), std::nullopt);
-  EXPECT_EQ(LineOf(Text(u"\u202Egnp")), std::nullopt);
-  EXPECT_EQ(LineOf(EmptyTree().Get()), std::nullopt);
-}
-
-TEST(BrowseLineInput, EditsWholeCharacters) {
-  LineInput line("a\u4E2De\u0301\U0001F600");
-  const auto take = [&](std::initializer_list<int> keys) {
-    for (const int key : keys) EXPECT_TRUE(line.Take(key));
-    return std::string(line.text());
-  };
-  take({Terminal::kLeft, Terminal::kLeft});  // over the letter and its accent
-  EXPECT_EQ(line.Shown(20).before, "a\u4E2D");
-  EXPECT_EQ(take({'\b', 0x1F3B5}), "a\U0001F3B5e\u0301\U0001F600");
-  EXPECT_EQ(take({Terminal::kHome, Terminal::kDelete, 'x', Terminal::kRight, 'K' - '@'}),
-            "x\U0001F3B5");
-  line.Replace("one two  ");
-  EXPECT_EQ(take({'W' - '@'}), "one ");
-  EXPECT_EQ(take({'U' - '@'}), "");
-  EXPECT_EQ(take({'\b', Terminal::kLeft}), "");
-  for (const int other : {int{Terminal::kPageUp}, 7}) EXPECT_FALSE(line.Take(other));
-  line.Insert(U"two\nlines\x202E");
-  EXPECT_EQ(line.text(), "two\nlines\u202E");
-  EXPECT_EQ(line.Shown(20).before, "two\u240Alines\uFFFD");
-}
-
-TEST(BrowseLineInput, ShowsWhatIsAroundTheCursor) {
-  LineInput line("0123456789");
-  const auto shown = [&](int columns) {
-    const LineInput::Window window = line.Shown(columns);
-    return window.before + "|" + window.after;
-  };
-  EXPECT_EQ(shown(5), "6789|");
-  for (int i = 0; i < 7; ++i) line.Take(Terminal::kLeft);
-  EXPECT_EQ(shown(20), "012|3456789");
-  EXPECT_EQ(shown(5), "012|34");
-  EXPECT_EQ(shown(3), "12|3");
-  line.Replace("\u4E2D\u6587x");
-  EXPECT_EQ(shown(4), "\u6587x|");
-}
-
-TEST(BrowseTerminal, CutsTextAtColumns) {
-  const std::tuple<const char*, int, const char*> cases[] = {{"abc", 3, "abc"},
-                                                             {"abcd", 3, "ab\u2026"},
-                                                             {"\u4E2D\u6587", 4, "\u4E2D\u6587"},
-                                                             {"\u4E2D\u6587", 3, "\u4E2D\u2026"},
-                                                             {"\u4E2D\u6587", 2, "\u2026"},
-                                                             {"e\u0301x", 2, "e\u0301x"},
-                                                             {"abc", 0, ""}};
-  for (const auto& [text, width, fitted] : cases) EXPECT_EQ(FitColumns(text, width), fitted);
-  const std::tuple<const char*, int, std::vector<std::string>> wrapped[] = {
-      {"one two three", 8, {"one two ", "three"}},
-      {"abcdef", 4, {"abcd", "ef"}},
-      {"a \u4E2D\u6587\u4E2D", 5, {"a ", "\u4E2D\u6587", "\u4E2D"}},
-      {"", 5, {""}}};
-  for (const auto& [text, width, lines] : wrapped) EXPECT_EQ(WrapColumns(text, width), lines);
 }
 
 }  // namespace

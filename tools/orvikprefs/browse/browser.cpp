@@ -1,7 +1,13 @@
 #include "tools/orvikprefs/browse/browser.h"
 
 #include <algorithm>
+#include <cstring>
+#include <iterator>
 
+#include "tools/orvikprefs/browse/help.h"
+#include "tools/orvikprefs/browse/kept_changes.h"
+#include "tools/orvikprefs/browse/line_input.h"
+#include "tools/orvikprefs/browse/places.h"
 #include "tools/orvikprefs/browse/typed_path.h"
 #include "tools/orvikprefs/domains.h"
 #include "tools/orvikprefs/text.h"
@@ -11,15 +17,29 @@ namespace {
 
 constexpr int kTick = 250;  // milliseconds until the file is looked at again
 
+// A key as a message names it.
+std::string KeyText(int key) {
+  if (key >= Terminal::kUp) return "this key";
+  if (key < ' ') return std::string("Ctrl-") + static_cast<char>(key + '@');
+  const LineInput typed(std::u32string(1, static_cast<char32_t>(key)));
+  return Quoted(typed.text());
+}
+
+std::string Counted(std::size_t count, const char* one, const char* several) {
+  return std::to_string(count) + " " + (count == 1 ? one : several);
+}
+
 }  // namespace
 
-Browser::Browser(Terminal& terminal, int scope, CAtlString domain)
+Browser::Browser(Terminal& terminal, int scope, CAtlString domain,
+                 std::optional<std::chrono::milliseconds> lock_wait)
     : terminal_(terminal),
+      lock_wait_(lock_wait),
       model_(std::make_unique<Model>(scope, std::move(domain))),
       screen_(terminal),
-      dialogs_(terminal, [this] { Background(); }) {
-  if (!model_->conflicts().empty()) Report("conflicts: C shows them");
-}
+      dialogs_(
+          terminal, [this] { Background(); }, [this] { ShowHelp(); }),
+      finding_(dialogs_) {}
 
 void Browser::Background() {
   if (model_->Refresh() && !model_->conflicts().empty()) {
@@ -29,6 +49,7 @@ void Browser::Background() {
 }
 
 void Browser::Run() {
+  OfferKeptChanges();
   while (!leaves_) {
     if (model_->Refresh()) {
       Report(model_->conflicts().empty()
@@ -38,75 +59,38 @@ void Browser::Run() {
     screen_.Draw(*model_);
     terminal_.Show();
     const int key = terminal_.ReadKey(kTick);
+    if (key == Terminal::kEnded) return;
     if (key == Terminal::kNothing || key == Terminal::kResized) continue;
     screen_.message.clear();
     Act(key);
+    ForgetTakenUp();
   }
 }
 
 void Browser::Act(int key) {
+  if (ActOnRows(key) || ActOnPlaces(key)) return;
+  const Path path = model_->SelectedPath();
+  if (model_->is_gone() && key < 0x7F && std::strchr("etaArmydvxP", key) != nullptr) {
+    return Report(ShownPath(path) + " is gone; select it again, or another row");
+  }
   switch (key) {
-    case Terminal::kUp:
-    case 'k':
-      return model_->MoveBy(-1);
-    case Terminal::kDown:
-    case 'j':
-      return model_->MoveBy(1);
-    case Terminal::kWheelUp:
-      return model_->MoveBy(-3);
-    case Terminal::kWheelDown:
-      return model_->MoveBy(3);
-    case Terminal::kPageUp:
-      return model_->MoveBy(-screen_.page());
-    case Terminal::kPageDown:
-      return model_->MoveBy(screen_.page());
-    case Terminal::kHome:
-      return model_->MoveBy(-static_cast<int>(model_->keys().size() + model_->values().size()));
-    case Terminal::kEnd:
-      return model_->MoveBy(static_cast<int>(model_->keys().size() + model_->values().size()));
-    case '\n':
-    case Terminal::kRight:
-    case 'l':
-      if (key == '\n' && model_->on_values()) return Report(editing().Edit(SelectedPath()));
-      return Enter();
-    case Terminal::kLeft:
-    case 'h':
-      return Leave();
-    case '\t':
-    case Terminal::kBackTab:
-      model_->FocusValues(!model_->on_values());
-      return;
-    case Terminal::kClick:
-      return Click(false);
-    case Terminal::kDoubleClick:
-      return Click(true);
-    case '/':
-      return SearchWhileTyping();
-    case 'n':
-      return NextHit(1);
-    case 'N':
-      return NextHit(-1);
-    case 'g':
-      return GoToPath();
-    case 's':
-      return ChooseScope();
-    case 'D':
-      return ChooseDomain();
     case 'e':
-      return Report(editing().Edit(SelectedPath()));
+      return Report(editing().Edit(path));
+    case 't':
+      return Report(editing().ChangeType(path));
     case 'a':
       return Report(editing().AddValue());
     case 'A':
       return Report(editing().AddKey());
     case 'r':
-      return Report(editing().Rename(SelectedPath()));
+      return Report(editing().Rename(path));
     case 'm':
-      return Report(editing().MoveOrCopy(SelectedPath(), false));
+      return Report(editing().MoveOrCopy(path, false));
     case 'y':
-      return Report(editing().MoveOrCopy(SelectedPath(), true));
+      return Report(editing().MoveOrCopy(path, true));
     case 'd':
     case Terminal::kDelete:
-      return Report(editing().Delete(SelectedPath()));
+      return Report(editing().Delete(path));
     case 'u':
       return Report(model_->Undo());
     case 'U':
@@ -117,6 +101,16 @@ void Browser::Act(int key) {
       return Report(review().ShowConflicts());
     case 'w':
       return Report(review().Apply());
+    case 'R':
+      return Report(review().Repair());
+    case 'v':
+      return Report(reading().View(path));
+    case 'x':
+      return Report(reading().Export(path));
+    case 'p':
+      return Report(reading().CopyPath(path));
+    case 'P':
+      return Report(reading().CopyValue(path));
     case '?':
     case Terminal::kHelp:
       return ShowHelp();
@@ -126,8 +120,111 @@ void Browser::Act(int key) {
     case kInterrupt:
       leaves_ = MayLeave();
       return;
-    default:
+    case kEscape:
+      if (!model_->filter().empty()) model_->SetFilter("");
       return;
+    default:
+      return Report(KeyText(key) + " does nothing here; ? lists the keys");
+  }
+}
+
+// Keys that select and show.
+bool Browser::ActOnRows(int key) {
+  const int all = static_cast<int>(model_->keys().size() + model_->values().size());
+  switch (key) {
+    case Terminal::kUp:
+    case 'k':
+      model_->MoveBy(-1);
+      return true;
+    case Terminal::kDown:
+    case 'j':
+      model_->MoveBy(1);
+      return true;
+    case Terminal::kWheelUp:
+      model_->MoveBy(-3);
+      return true;
+    case Terminal::kWheelDown:
+      model_->MoveBy(3);
+      return true;
+    case Terminal::kPageUp:
+      model_->MoveBy(-screen_.page());
+      return true;
+    case Terminal::kPageDown:
+      model_->MoveBy(screen_.page());
+      return true;
+    case Terminal::kHome:
+      model_->MoveBy(-all);
+      return true;
+    case Terminal::kEnd:
+      model_->MoveBy(all);
+      return true;
+    case '\n':
+    case Terminal::kRight:
+    case 'l':
+      if (key == '\n' && model_->on_values()) {
+        Report(editing().Edit(model_->SelectedPath()));
+      } else {
+        Enter();
+      }
+      return true;
+    case Terminal::kLeft:
+    case 'h':
+      Leave();
+      return true;
+    case '\t':
+    case Terminal::kBackTab:
+      model_->FocusValues(!model_->on_values());
+      return true;
+    case Terminal::kClick:
+    case Terminal::kDoubleClick:
+      Click(key == Terminal::kDoubleClick);
+      return true;
+    case ' ':
+      model_->TogglePick();
+      model_->MoveBy(1);
+      return true;
+    default:
+      return false;
+  }
+}
+
+// Keys that lead elsewhere.
+bool Browser::ActOnPlaces(int key) {
+  switch (key) {
+    case '/':
+      Report(finding_.SearchWhileTyping(*model_));
+      return true;
+    case 'n':
+    case 'N':
+      Report(finding_.NextHit(*model_, key == 'n' ? 1 : -1));
+      return true;
+    case 'g':
+      Report(finding_.GoToPath(*model_));
+      return true;
+    case 'f':
+      Report(finding_.FilterWhileTyping(*model_));
+      return true;
+    case ']':
+    case '[':
+      Report(finding_.NextChanged(*model_, key == ']' ? 1 : -1));
+      return true;
+    case 'o':
+      ChooseOrder();
+      return true;
+    case 'z':
+      screen_.shows_sizes = !screen_.shows_sizes;
+      return true;
+    case 's':
+      ChooseScope();
+      return true;
+    case 'D':
+      ChooseDomain();
+      return true;
+    case '=':
+      ChooseElsewhere();
+      return true;
+    default:
+      return false;
   }
 }
 
@@ -161,87 +258,45 @@ void Browser::Click(bool twice) {
   model_->FocusValues(on_values);
   if (on_values) {
     model_->SelectValue(row);
-    if (twice) Report(editing().Edit(SelectedPath()));
+    if (twice) Report(editing().Edit(model_->SelectedPath()));
     return;
   }
   model_->SelectKey(row);
   if (twice) model_->Open(row, !model_->keys()[static_cast<std::size_t>(row)].is_open);
 }
 
-void Browser::SearchWhileTyping() {
-  if (!index_ || index_version_ != model_->version()) {
-    index_ = std::make_unique<SearchIndex>(model_->tree());
-    index_version_ = model_->version();
-  }
-  std::vector<std::size_t> hits;
-  Dialogs::Question question;
-  question.label = "search";
-  question.rows = [&](const std::string& text) {
-    hits = index_->Find(text);
-    return Rows{hits.size(), [&](std::size_t row) {
-                  const CFPropertyListRef value = index_->ValueOf(hits[row]);
-                  return ShownPath(index_->PathOf(hits[row])) +
-                         (IsDictionary(value) ? "/" : " = " + Escaped(ValueText(value)));
-                }};
-  };
-  int row = -1;
-  const std::optional<std::string> text = dialogs_.Ask(question, &row);
-  if (!text || text->empty()) return;
-  hits_ = std::move(hits);
-  hit_ = static_cast<std::size_t>(std::max(0, row));
-  if (hits_.empty()) return Report("not found");
-  NextHit(0);
-}
-
-void Browser::NextHit(int step) {
-  if (hits_.empty()) return Report("nothing was searched; / searches");
-  const auto count = static_cast<int>(hits_.size());
-  hit_ = static_cast<std::size_t>((static_cast<int>(hit_) + step + count) % count);
-  const Path path = index_->PathOf(hits_[hit_]);
-  if (!Reveal(path)) return Report(ShownPath(path) + " is no longer there");
-  Report("hit " + std::to_string(hit_ + 1) + " of " + std::to_string(count) +
-         "; n next, N previous");
-}
-
-void Browser::GoToPath() {
-  Dialogs::Question question;
-  question.label = "go to";
-  question.text = "/";
-  question.check = [this](const std::string& text) {
-    return FindIn(model_->tree(), TypedPath(text)) != nullptr ? "" : "not found; Tab completes";
-  };
-  question.complete = [this](const std::string& text) {
-    return CompletedPath(model_->tree(), text);
-  };
-  if (const std::optional<std::string> text = dialogs_.Ask(question)) {
-    Reveal(TypedPath(*text));
-  }
-}
-
 bool Browser::MayLeave() {
   // A conflict holds what the user wanted: it is a change that waits, too.
-  const auto waiting = [this] { return model_->changes().size() + model_->conflicts().size(); };
-  const std::size_t count = waiting();
+  const std::size_t count = model_->waiting();
   if (count == 0) return true;
-  const int key = dialogs_.AskLetter(
-      std::to_string(count) + (count == 1 ? " change is" : " changes are") + " not written",
-      "w write  d discard", "wd");
+  const int key = dialogs_.AskLetter(Counted(count, "change is", "changes are") + " not written",
+                                     "w write  d discard", "wd");
   if (key == 'w') Report(review().Apply());
   if (key == 'd') model_->RevertAll();
-  return key != 0 && waiting() == 0;
+  return key != 0 && model_->waiting() == 0;
 }
 
 void Browser::Look(int scope, const CAtlString& domain) {
   if (!MayLeave()) return;
+  ForgetTakenUp();
   model_ = std::make_unique<Model>(scope, domain);
-  hits_.clear();
-  index_.reset();
+  finding_.Forget();
+  OfferKeptChanges();
+}
+
+void Browser::ChooseOrder() {
+  const std::optional<int> row = dialogs_.Choose(
+      {"Order", Rows::Of({"by name", "by type", "by size, the largest first"}), "", "", {}},
+      static_cast<int>(model_->order()));
+  if (!row) return;
+  model_->SetOrder(static_cast<Order>(*row));
+  screen_.shows_sizes = model_->order() == Order::kSize;
 }
 
 void Browser::ChooseScope() {
-  static constexpr int kScopes[] = {0, 1, 4};
-  const std::optional<int> row =
-      dialogs_.Choose({"Scope", Rows::Of({"shared", "user", "machine"}), "", "", {}});
+  std::vector<std::string> rows;
+  for (const int scope : kScopes) rows.emplace_back(ScopeName(scope));
+  const std::optional<int> row = dialogs_.Choose({"Scope", Rows::Of(std::move(rows)), "", "", {}});
   if (row) Look(kScopes[*row], model_->domain());
 }
 
@@ -253,30 +308,72 @@ void Browser::ChooseDomain() {
     rows.push_back(Escaped(domain.name) + "  " + std::to_string(domain.size) + " bytes");
   }
   const std::optional<int> row =
-      dialogs_.Choose({"Domains of this scope", Rows::Of(rows), "", "", {}});
+      dialogs_.Choose({"Domains of this scope", Rows::Of(std::move(rows)), "", "", {}});
   if (!row) return;
   if (const auto domain = FromUtf8(domains[static_cast<std::size_t>(*row)].name)) {
     Look(model_->scope(), *domain);
   }
 }
 
+void Browser::ChooseElsewhere() {
+  const Path path = model_->SelectedPath();
+  const std::vector<Place> places = PlacesWith(path);
+  std::vector<std::string> rows;
+  rows.reserve(places.size());
+  for (const Place& place : places) {
+    rows.push_back(std::string(ScopeName(place.scope)) + "  " + Escaped(ToUtf8(place.domain)) +
+                   (IsDictionary(place.value) ? "" : "  " + Escaped(ValueText(place.value))));
+  }
+  if (rows.empty()) return Report("no file of any scope has " + ShownPath(path));
+  const std::optional<int> row = dialogs_.Choose({"Files with " + ShownPath(path),
+                                                  Rows::Of(std::move(rows)),
+                                                  "Enter go there  Esc back",
+                                                  "",
+                                                  {}});
+  if (!row) return;
+  const Place& place = places[static_cast<std::size_t>(*row)];
+  Look(place.scope, place.domain);
+  if (model_->scope() == place.scope && model_->domain() == place.domain) {
+    model_->RevealNearest(path);
+  }
+}
+
 void Browser::ShowHelp() {
-  dialogs_.Choose(
-      {"Help",
-       Rows::Of({"Up Down j k          move                 Tab        keys, values",
-                 "Right l Enter        open a key           Left h     close, go up",
-                 "Home End Page        far                  Mouse      select, open, edit",
-                 "/                    search               n N        next, previous hit",
-                 "g                    go to a path         s D        scope, domain", "",
-                 "e Enter              edit a value         a A        add a value, a key",
-                 "r m y                rename, move, copy   d          delete",
-                 "u U                  undo, redo           c          list, undo one",
-                 "w                    write the changes    C          conflicts", "",
-                 "Marks: * changed  + added  ~ changed by another process  ! conflict",
-                 "Nothing is written before w; then all of it or nothing."}),
-       "Esc back",
-       "",
-       {}});
+  dialogs_.Choose({"Help", Rows::Of(HelpLines(terminal_.columns() - 1)), "Esc back", "", {}});
+}
+
+void Browser::OfferKeptChanges() {
+  for (KeptChanges& kept : FindKeptChanges(model_->file())) {
+    const int key = dialogs_.AskLetter(Counted(kept.changes.size(), "change", "changes") +
+                                           " of a browser that was ended before it wrote them " +
+                                           (kept.changes.size() == 1 ? "is kept" : "are kept"),
+                                       "t take up  d discard", "td");
+    if (key == 't') {
+      model_->TakeUp(std::move(kept.changes));
+      taken_up_.push_back(kept.path);
+      Report(model_->conflicts().empty() ? "taken up: c shows the changes"
+                                         : "the file has changed since: C shows the conflicts");
+    }
+    if (key == 'd') ForgetKeptChanges(kept.path);
+  }
+  ForgetTakenUp();
+}
+
+void Browser::ForgetTakenUp() {
+  if (model_->waiting() != 0) return;
+  for (const std::string& path : taken_up_) ForgetKeptChanges(path);
+  taken_up_.clear();
+}
+
+std::string Browser::KeepUnwritten() {
+  const std::vector<Change> unwritten = model_->Unwritten();
+  if (unwritten.empty()) return "";
+  const std::string count = Counted(unwritten.size(), "change", "changes");
+  int error = 0;
+  const std::string path = KeepChanges(model_->file(), unwritten, &error);
+  if (path.empty()) return count + " lost: they cannot be kept: " + std::strerror(error);
+  for (const std::string& old : taken_up_) ForgetKeptChanges(old);
+  return count + " kept in " + Quoted(path) + "; the next browse of this file offers them";
 }
 
 }  // namespace orvik::prefstool::browse

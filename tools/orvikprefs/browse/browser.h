@@ -1,68 +1,79 @@
 // The browser: what each key does with the model.
 #pragma once
 
+#include <chrono>
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
 #include "tools/orvikprefs/browse/dialogs.h"
 #include "tools/orvikprefs/browse/editing.h"
+#include "tools/orvikprefs/browse/finding.h"
 #include "tools/orvikprefs/browse/model.h"
+#include "tools/orvikprefs/browse/reading.h"
 #include "tools/orvikprefs/browse/review.h"
 #include "tools/orvikprefs/browse/screen.h"
-#include "tools/orvikprefs/browse/search.h"
 #include "tools/orvikprefs/browse/terminal.h"
 
 namespace orvik::prefstool::browse {
 
 class Browser {
  public:
-  Browser(Terminal& terminal, int scope, CAtlString domain);
+  // `lock_wait` is that of Transaction::WaitAtMost.
+  Browser(Terminal& terminal, int scope, CAtlString domain,
+          std::optional<std::chrono::milliseconds> lock_wait);
 
   // Selects a key or value. False when there is none.
   bool Reveal(const Path& path) { return model_->Reveal(path); }
 
-  // Shows the domain and takes keys until the user leaves.
+  // Shows the domain and takes keys until the user leaves, or a signal asks the process to end.
   void Run();
+
+  // Keeps the changes that are not written for the next browser (kept_changes.h). A message about
+  // it, "" when there are none.
+  std::string KeepUnwritten();
 
  private:
   void Background();
   void Act(int key);
+  bool ActOnRows(int key);
+  bool ActOnPlaces(int key);
 
   // Moving about.
-  void MoveBy(int rows);
   void Enter();
   void Leave();
   void Click(bool twice);
-  void SearchWhileTyping();
-  void NextHit(int step);
-  void GoToPath();
+  void ChooseOrder();
   void ChooseScope();
   void ChooseDomain();
+  void ChooseElsewhere();
   void ShowHelp();
   bool MayLeave();
   void Look(int scope, const CAtlString& domain);
 
+  void OfferKeptChanges();
+  // Once nothing of them waits any longer.
+  void ForgetTakenUp();
+
   Editing editing() {
     return {*model_, dialogs_, terminal_, [this](const Path& path) { model_->Reveal(path); }};
   }
-  Review review() { return {*model_, dialogs_}; }
+  Reading reading() { return {*model_, dialogs_, terminal_}; }
+  Review review() { return {*model_, dialogs_, lock_wait_}; }
 
-  Path SelectedPath() const { return model_->SelectedPath(); }
   void Report(std::string text) {
     if (!text.empty()) screen_.message = std::move(text);
   }
 
   Terminal& terminal_;
+  std::optional<std::chrono::milliseconds> lock_wait_;
   std::unique_ptr<Model> model_;
   Screen screen_;
   Dialogs dialogs_;
+  Finding finding_;
+  std::vector<std::string> taken_up_;  // the files of kept changes
   bool leaves_ = false;
-
-  std::unique_ptr<SearchIndex> index_;
-  std::size_t index_version_ = 0;
-  std::vector<std::size_t> hits_;
-  std::size_t hit_ = 0;
 };
 
 }  // namespace orvik::prefstool::browse

@@ -4,6 +4,7 @@
 #include <memory>
 
 #include "tools/orvikprefs/browse/line_input.h"
+#include "tools/orvikprefs/browse/text_columns.h"
 #include "tools/orvikprefs/text.h"
 
 namespace orvik::prefstool::browse {
@@ -47,7 +48,13 @@ Rows Rows::Of(std::vector<std::string> texts) {
 int Dialogs::WaitForKey() {
   terminal_.Show();
   const int key = terminal_.ReadKey(kTick);
-  return key == kInterrupt ? kEscape : key;
+  if (key == Terminal::kHelp && help_ && !is_helping_) {
+    is_helping_ = true;
+    help_();
+    is_helping_ = false;
+    return Terminal::kNothing;
+  }
+  return key == kInterrupt || key == Terminal::kEnded ? kEscape : key;
 }
 
 void Dialogs::DrawRows(const std::string& title, const Rows& rows, int selected) {
@@ -64,6 +71,23 @@ void Dialogs::DrawRows(const std::string& title, const Rows& rows, int selected)
   }
 }
 
+// What to press stays in sight, however long the text is.
+void Dialogs::DrawFoot(const std::string& text, const std::string& answers, Style style) {
+  const int columns = terminal_.columns();
+  int last = terminal_.rows() - 1;
+  const auto put = [&](const std::string& part, Style part_style) {
+    const std::vector<std::string> lines = WrapColumns(part, columns);
+    const int count = std::min(static_cast<int>(lines.size()), std::max(1, last));
+    for (int i = 0; i < count; ++i) {
+      terminal_.Put(last - count + 1 + i, 0, columns, lines[static_cast<std::size_t>(i)],
+                    part_style);
+    }
+    last -= count;
+  };
+  put(answers, Style::kKey);
+  put(text, style);
+}
+
 std::optional<std::string> Dialogs::Ask(const Question& question, int* row) {
   LineInput input(question.text);
   int selected = 0;
@@ -72,7 +96,6 @@ std::optional<std::string> Dialogs::Ask(const Question& question, int* row) {
   std::string mistake;
   bool has_changed = true;
   for (;;) {
-    background_();
     if (has_changed) {
       text = input.text();
       mistake = question.check ? question.check(text) : std::string();
@@ -80,6 +103,7 @@ std::optional<std::string> Dialogs::Ask(const Question& question, int* row) {
       selected = 0;
       has_changed = false;
     }
+    background_();
     if (question.rows && !text.empty()) {
       DrawRows(rows.count == 0 ? "nothing found" : std::to_string(rows.count) + " found", rows,
                selected);
@@ -145,24 +169,16 @@ std::optional<int> Dialogs::Choose(const List& list, int selected, int* key) {
   }
 }
 
+bool Dialogs::GoesOn(const std::string& text) {
+  DrawFoot(text, "Esc cancel", Style::kByOthers);
+  return WaitForKey() != kEscape;
+}
+
 int Dialogs::AskLetter(const std::string& question, const std::string& answers,
                        const std::string& letters) {
   for (;;) {
     background_();
-    const int columns = terminal_.columns();
-    // What to press stays in sight, however long the question is.
-    int line = terminal_.rows() - 1;
-    const auto put = [&](const std::string& text, Style style) {
-      const std::vector<std::string> lines = WrapColumns(text, columns);
-      const int room = std::max(1, line);
-      const int count = std::min(static_cast<int>(lines.size()), room);
-      for (int i = 0; i < count; ++i) {
-        terminal_.Put(line - count + 1 + i, 0, columns, lines[static_cast<std::size_t>(i)], style);
-      }
-      line -= count;
-    };
-    put(answers + "  Esc back", Style::kKey);
-    put(question, Style::kError);
+    DrawFoot(question, answers + "  Esc back", Style::kError);
     const int key = WaitForKey();
     if (key == kEscape) return 0;
     if (IsOneOf(key, letters)) return key;

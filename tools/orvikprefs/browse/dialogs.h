@@ -25,9 +25,10 @@ struct Rows {
 
 class Dialogs {
  public:
-  // `background` draws the screen without its foot; it is called before each key.
-  Dialogs(Terminal& terminal, std::function<void()> background)
-      : terminal_(terminal), background_(std::move(background)) {}
+  // `background` draws the screen without its foot; it is called before each key. `help` answers
+  // F1 in every dialog.
+  Dialogs(Terminal& terminal, std::function<void()> background, std::function<void()> help)
+      : terminal_(terminal), background_(std::move(background)), help_(std::move(help)) {}
 
   struct Question {
     std::string label;
@@ -60,12 +61,19 @@ class Dialogs {
   int AskLetter(const std::string& question, const std::string& answers,
                 const std::string& letters);
 
+  // Shows the text over the foot of the screen and waits a little, without drawing what is behind
+  // it. False when the user gives up what is waited for.
+  bool GoesOn(const std::string& text);
+
  private:
   int WaitForKey();
+  void DrawFoot(const std::string& text, const std::string& answers, Style style);
   void DrawRows(const std::string& title, const Rows& rows, int selected);
 
   Terminal& terminal_;
   std::function<void()> background_;
+  std::function<void()> help_;
+  bool is_helping_ = false;
 };
 
 }  // namespace orvik::prefstool::browse

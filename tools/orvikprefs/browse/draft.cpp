@@ -85,20 +85,23 @@ void Draft::Adopt(Tree base) {
   for (Conflict& conflict : conflicts_) {
     conflict.there = Value::Retaining(FindIn(base, conflict.path));
   }
-  for (Change& mine : changes_) {
-    const CFPropertyListRef there = FindIn(base, mine.path);
-    if (IsSameValue(there, mine.after)) continue;
-    Tree changed;
-    if (IsSameValue(there, mine.before)) changed = WithValue(edited, mine.path, mine.after);
-    if (changed) {
-      edited = std::move(changed);
-    } else {
-      PutConflict(
-          {mine.path, std::move(mine.before), Value::Retaining(there), std::move(mine.after)});
-    }
-  }
+  for (Change& mine : changes_) TakeUpOne(edited, std::move(mine));
   base_ = std::move(base);
   Become(std::move(edited), Cause::kOtherProcess);
+}
+
+// Makes the change in the tree where the value is still the one that it began with.
+void Draft::TakeUpOne(Tree& tree, Change mine) {
+  const CFPropertyListRef there = FindIn(tree, mine.path);
+  if (IsSameValue(there, mine.after)) return;
+  Tree changed;
+  if (IsSameValue(there, mine.before)) changed = WithValue(tree, mine.path, mine.after);
+  if (changed) {
+    tree = std::move(changed);
+  } else {
+    PutConflict({std::move(mine.path), std::move(mine.before), Value::Retaining(there),
+                 std::move(mine.after)});
+  }
 }
 
 void Draft::Become(Tree edited, Cause cause) {
@@ -167,6 +170,26 @@ std::string Draft::Remove(const Path& path) {
 
 std::string Draft::Remove(const Path& path, CFPropertyListRef began) {
   return Set(path, nullptr, began);
+}
+
+std::string Draft::RemoveAll(std::vector<Path> paths) {
+  // What is deeper goes first, and of one array the element behind.
+  std::sort(paths.begin(), paths.end(), [](const Path& one, const Path& other) {
+    if (one.size() != other.size()) return one.size() > other.size();
+    if (one.empty()) return false;
+    if (one.back().size() != other.back().size()) return one.back().size() > other.back().size();
+    return one.back() > other.back();
+  });
+  Tree tree = Tree::Retaining(edited_);
+  std::size_t count = 0;
+  for (const Path& path : paths) {
+    if (path.empty() || FindIn(tree, path) == nullptr) continue;
+    tree = WithValue(tree, path, nullptr);
+    ++count;
+  }
+  if (count == 0) return "nothing to delete";
+  Do("delete " + std::to_string(count) + (count == 1 ? " row" : " rows"), std::move(tree));
+  return {};
 }
 
 std::string Draft::Move(const Path& from, const Path& to) {
@@ -250,7 +273,23 @@ void Draft::RevertAll() {
   Do("give up all changes", Tree::Retaining(base_));
 }
 
-PrefStatus Draft::Apply() {
+void Draft::TakeUp(std::vector<Change> kept) {
+  Tree tree = Tree::Retaining(edited_);
+  for (Change& mine : kept) TakeUpOne(tree, std::move(mine));
+  Do("take up kept changes", std::move(tree));
+}
+
+std::vector<Change> Draft::Unwritten() const {
+  std::vector<Change> unwritten;
+  const auto add = [&](const Path& path, CFPropertyListRef before, CFPropertyListRef after) {
+    unwritten.push_back({path, Value::Retaining(before), Value::Retaining(after)});
+  };
+  for (const Change& change : changes_) add(change.path, change.before, change.after);
+  for (const Conflict& conflict : conflicts_) add(conflict.path, conflict.before, conflict.wanted);
+  return unwritten;
+}
+
+PrefStatus Draft::Apply(std::chrono::milliseconds limit, const GoesOn& goes_on) {
   Transaction transaction(scope_, domain_);
   for (const Change& change : changes_) {
     const auto [key, name] = AddressOf(change.path);
@@ -263,7 +302,16 @@ PrefStatus Draft::Apply() {
       transaction.Delete(key, name);
     }
   }
+  // Each try is short, so that the user is heard.
+  transaction.WaitAtMost(std::chrono::milliseconds(0));
+  using Clock = std::chrono::steady_clock;
+  const Clock::time_point start = Clock::now();
   PrefStatus status = transaction.Commit();
+  while (status.error == PrefError::kLockNotObtained && goes_on) {
+    const auto waited = std::chrono::duration_cast<std::chrono::milliseconds>(Clock::now() - start);
+    if (waited >= limit || !goes_on(waited)) break;
+    status = transaction.Commit();
+  }
   if (status.ok()) {
     // What was applied is not news; what others wrote before it is.
     base_ = Tree::Retaining(edited_);

@@ -64,6 +64,8 @@ class Draft {
   std::string Add(const Path& path, CFPropertyListRef value);  // refuses a name that is taken
   std::string Remove(const Path& path);
   std::string Remove(const Path& path, CFPropertyListRef began);
+  // All of them at once, whatever lies in what; a path that does not exist is none.
+  std::string RemoveAll(std::vector<Path> paths);
   std::string Move(const Path& from, const Path& to);  // a rename, too
   std::string Copy(const Path& from, const Path& to);
 
@@ -75,7 +77,16 @@ class Draft {
   const std::vector<Change>& changes() const { return changes_; }
   void Revert(Path path);
   void RevertAll();
-  PrefStatus Apply();
+  // Makes changes that were kept, on what is there now; those that meet others become conflicts.
+  void TakeUp(std::vector<Change> kept);
+  // What would be lost: the changes, and what the user wanted in each conflict.
+  std::vector<Change> Unwritten() const;
+
+  // Writes all changes, or nothing. While another process holds the lock it asks `goes_on` again
+  // and again, which waits a little, for at most `limit`; kLockNotObtained after that, or when
+  // `goes_on` says no.
+  using GoesOn = std::function<bool(std::chrono::milliseconds waited)>;
+  PrefStatus Apply(std::chrono::milliseconds limit = {}, const GoesOn& goes_on = {});
 
   const std::vector<Conflict>& conflicts() const { return conflicts_; }
   // Settles a conflict: the user's value becomes a change of what is there now, or is given up.
@@ -105,6 +116,7 @@ class Draft {
   };
   Identity IdentityOfFile() const;
   void Adopt(Tree base);
+  void TakeUpOne(Tree& tree, Change mine);
   void Become(Tree edited, Cause cause);
   void Do(std::string what, Tree edited);
   std::string Put(std::string what, const Path& path, CFPropertyListRef value);

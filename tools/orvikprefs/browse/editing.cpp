@@ -1,8 +1,11 @@
 #include "tools/orvikprefs/browse/editing.h"
 
+#include <algorithm>
+#include <iterator>
 #include <optional>
 #include <vector>
 
+#include "platform/core_foundation/property_list_equality.h"
 #include "tools/orvikprefs/browse/typed_path.h"
 #include "tools/orvikprefs/browse/value_form.h"
 #include "tools/orvikprefs/editor.h"
@@ -12,6 +15,16 @@
 
 namespace orvik::prefstool::browse {
 namespace {
+
+constexpr ValueType kTypes[] = {ValueType::kString,  ValueType::kInteger, ValueType::kReal,
+                                ValueType::kBoolean, ValueType::kDate,    ValueType::kData,
+                                ValueType::kArray};
+
+Rows TypeRows() {
+  std::vector<std::string> rows;
+  for (const ValueType type : kTypes) rows.emplace_back(TypeName(type));
+  return Rows::Of(std::move(rows));
+}
 
 std::string NameMistake(const std::string& name) {
   return FromUtf8(name) ? "" : "a name is UTF-8";
@@ -25,18 +38,22 @@ std::string Editing::Edit(const Path& path) {
   const ValueType type = TypeOf(began);
   const std::optional<std::string> line = LineOf(began);
   if (!line) return EditInEditor(path, began);
+  const Value value = AskValue(type, *line);
+  return value ? model_.Set(path, value, began) : "";
+}
+
+Value Editing::AskValue(ValueType type, const std::string& text) {
   Dialogs::Question question;
   question.label = TypeName(type);
-  question.text = *line;
-  question.check = [type](const std::string& text) {
+  question.text = text;
+  question.check = [type](const std::string& line) {
     std::string mistake;
-    FromLine(type, text, mistake);
+    FromLine(type, line, mistake);
     return mistake;
   };
-  const std::optional<std::string> text = dialogs_.Ask(question);
-  if (!text || *text == *line) return "";
+  const std::optional<std::string> line = dialogs_.Ask(question);
   std::string mistake;
-  return model_.Set(path, FromLine(type, *text, mistake), began);
+  return line ? FromLine(type, *line, mistake) : Value();
 }
 
 std::string Editing::EditInEditor(const Path& path, CFPropertyListRef began) {
@@ -67,34 +84,15 @@ std::string Editing::EditInEditor(const Path& path, CFPropertyListRef began) {
 }
 
 std::string Editing::AddValue() {
-  static constexpr ValueType kTypes[] = {ValueType::kString,  ValueType::kInteger, ValueType::kReal,
-                                         ValueType::kBoolean, ValueType::kDate,    ValueType::kData,
-                                         ValueType::kArray};
-  std::vector<std::string> rows;
-  for (const ValueType type : kTypes) rows.emplace_back(TypeName(type));
   Path path = model_.selected_key_path();
-  const std::optional<int> row =
-      dialogs_.Choose({"Type of the new value", Rows::Of(rows), "", "", {}});
+  const std::optional<int> row = dialogs_.Choose({"Type of the new value", TypeRows(), "", "", {}});
   if (!row) return "";
   const ValueType type = kTypes[*row];
   if (std::string mistake = AskName("name", path); !mistake.empty() || path.empty()) return mistake;
   if (FindIn(model_.tree(), path) != nullptr) return ShownPath(path) + " exists already";
-  std::string mistake;
-  Value value;
-  if (type == ValueType::kArray) {
-    value = ParseValue(type, "[]");
-  } else {
-    Dialogs::Question question;
-    question.label = TypeName(type);
-    question.check = [type](const std::string& text) {
-      std::string wrong;
-      FromLine(type, text, wrong);
-      return wrong;
-    };
-    const std::optional<std::string> text = dialogs_.Ask(question);
-    if (!text) return "";
-    value = FromLine(type, *text, mistake);
-  }
+  const Value value =
+      type == ValueType::kArray ? ParseValue(type, "[]") : AskValue(type, std::string());
+  if (!value) return "";
   std::string mistake_of_adding = model_.Add(path, value);
   reveal_(path);
   return type == ValueType::kArray && mistake_of_adding.empty() ? EditInEditor(path, value)
@@ -155,7 +153,45 @@ std::string Editing::MoveOrCopy(const Path& path, bool copy) {
               : Report(model_.Move(path, to), to, "moved to ");
 }
 
+std::string Editing::ChangeType(const Path& path) {
+  const Value began = model_.At(path);
+  if (!began) return ShownPath(path) + " does not exist";
+  if (IsDictionary(began)) return "a key has no other type";
+  const ValueType old_type = TypeOf(began);
+  const auto* const present = std::find(std::begin(kTypes), std::end(kTypes), old_type);
+  const std::optional<int> row =
+      dialogs_.Choose({"Type of " + ShownPath(path), TypeRows(), "", "", {}},
+                      static_cast<int>(present - std::begin(kTypes)));
+  if (!row || kTypes[*row] == old_type) return "";
+  const ValueType type = kTypes[*row];
+  Value value = Converted(began, type);
+  if (!value) value = AskValue(type, LineOf(began).value_or(""));
+  return value ? model_.Set(path, value, began) : "";
+}
+
+std::string Editing::DeletePicked() {
+  const std::vector<Path> paths = model_.picked();
+  std::vector<Value> began;
+  began.reserve(paths.size());
+  for (const Path& path : paths) began.push_back(model_.At(path));
+  const std::string count = std::to_string(paths.size());
+  const std::string question = "delete " + count +
+                               (paths.size() == 1 ? " picked row" : " picked rows") +
+                               ", the first of them " + ShownPath(paths.front()) + "?";
+  const int key = dialogs_.AskLetter(question, "y delete  n pick none", "yn");
+  if (key == 'n') model_.PickNone();
+  if (key != 'y') return "";
+  for (std::size_t i = 0; i < paths.size(); ++i) {
+    if (IsSameValue(began[i], FindIn(model_.tree(), paths[i]))) continue;
+    return "nothing is deleted: another process changed " + ShownPath(paths[i]) + " meanwhile";
+  }
+  const std::string refusal = model_.RemoveAll(paths);
+  model_.PickNone();
+  return refusal.empty() ? "deleted " + count + "; u takes it back" : refusal;
+}
+
 std::string Editing::Delete(const Path& path) {
+  if (!model_.picked().empty()) return DeletePicked();
   if (path.empty()) return "the domain is deleted with orvikprefs reset";
   const Value began = model_.At(path);
   if (!began) return ShownPath(path) + " does not exist";

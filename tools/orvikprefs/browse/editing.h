@@ -25,11 +25,17 @@ class Editing {
   std::string AddKey();
   std::string Rename(const Path& path);
   std::string MoveOrCopy(const Path& path, bool copy);
+  // The picked rows, or the one at the path when none is picked.
   std::string Delete(const Path& path);
+  // Another type for a value; what has no meaning in that type is asked for.
+  std::string ChangeType(const Path& path);
 
  private:
   // As JSON, in the user's editor.
   std::string EditInEditor(const Path& path, CFPropertyListRef began);
+  std::string DeletePicked();
+  // A line that means a value of the type; null when the user gave up.
+  Value AskValue(ValueType type, const std::string& text);
   std::string AskName(const char* label, Path& path);
   // The refusal, or what was done; then the path is selected.
   std::string Report(const std::string& refusal, const Path& path, const char* what);

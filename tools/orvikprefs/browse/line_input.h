@@ -4,12 +4,14 @@
 #include <cstddef>
 #include <string>
 #include <string_view>
+#include <utility>
 
 namespace orvik::prefstool::browse {
 
 class LineInput {
  public:
   explicit LineInput(std::string_view text = {});
+  explicit LineInput(std::u32string text) : text_(std::move(text)), cursor_(text_.size()) {}
 
   std::string text() const;
 

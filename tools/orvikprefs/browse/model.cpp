@@ -1,6 +1,8 @@
 #include "tools/orvikprefs/browse/model.h"
 
 #include <algorithm>
+#include <iterator>
+#include <set>
 #include <utility>
 
 #include "platform/core_foundation/property_list_equality.h"
@@ -70,31 +72,46 @@ void Model::Rebuild(Cause cause) {
   for (const Conflict& conflict : conflicts()) InsertWithParents(in_conflict_, conflict.path);
   by_others_marks_.clear();
   for (const Path& path : by_others()) InsertWithParents(by_others_marks_, path);
+  sizes_.clear();
+  std::erase_if(picked_, [this](const auto& picked) {
+    const CFPropertyListRef there = FindIn(tree(), picked.first);
+    return there == nullptr || (ArrayAbove(picked.first) && !IsSameValue(there, picked.second));
+  });
+  UpdateFilter();
   BuildKeys();
   SelectAgain(cause);
 }
 
 void Model::BuildKeys() {
   keys_.clear();
-  keys_.push_back({-1, 0, "", tree(), open_.contains(""), false, MarkOf("", base(), tree())});
+  keys_.push_back(
+      {-1, 0, "", tree(), open_.contains(""), false, false, MarkOf("", base(), tree())});
   // An explicit stack in place of recursion, so that rows come in the order in which they are
   // shown.
   struct Level {
     int row;
     std::string joined;
     CFPropertyListRef base;  // null: the key is new
+    bool in_hit;
     std::vector<Child> keys;
     std::size_t next = 0;
   };
   std::vector<Level> levels;
-  const auto enter = [&](int row, std::string joined, CFPropertyListRef base) {
+  const auto enter = [&](int row, std::string joined, CFPropertyListRef base, bool in_hit) {
     KeyRow& key = keys_[static_cast<std::size_t>(row)];
     std::vector<Child> keys = ChildrenOf(key.node);
     std::erase_if(keys, [](const Child& child) { return !IsContainer(child.value); });
+    if (!in_hit) {
+      std::erase_if(keys, [&](const Child& child) {
+        const std::string place = joined + child.name + '\0';
+        return !hits_.contains(place) && !above_hits_.contains(place);
+      });
+    }
+    Sort(keys, false);
     key.has_keys = !keys.empty();
-    if (key.is_open) levels.push_back({row, std::move(joined), base, std::move(keys)});
+    if (key.is_open) levels.push_back({row, std::move(joined), base, in_hit, std::move(keys)});
   };
-  enter(0, "", base());
+  enter(0, "", base(), filter_.empty());
   while (!levels.empty()) {
     Level& level = levels.back();
     if (level.next == level.keys.size()) {
@@ -106,9 +123,14 @@ void Model::BuildKeys() {
     const CFPropertyListRef was =
         level.base != nullptr ? FindIn(level.base, {child.name}) : nullptr;
     const int depth = keys_[static_cast<std::size_t>(level.row)].depth + 1;
-    keys_.push_back({level.row, depth, std::move(child.name), child.value, open_.contains(joined),
-                     false, MarkOf(joined, was, child.value)});
-    enter(static_cast<int>(keys_.size()) - 1, std::move(joined), was);
+    const bool in_hit = level.in_hit || hits_.contains(joined);
+    // The way to a hit is open.
+    const bool is_open = open_.contains(joined) || (!level.in_hit && above_hits_.contains(joined));
+    keys_.push_back({level.row, depth, std::move(child.name), child.value, is_open, false, false,
+                     MarkOf(joined, was, child.value)});
+    const int row = static_cast<int>(keys_.size()) - 1;
+    if (!picked_.empty()) keys_.back().is_picked = picked_.contains(PathOf(row));
+    enter(row, std::move(joined), was, in_hit);
   }
 }
 
@@ -134,6 +156,10 @@ void Model::SelectAgain(Cause cause) {
   if (!is_there && cause == Cause::kUser && !key_gone_) return SelectKey(row);
   selected_key_ = row;
   key_gone_ = !is_there;
+  // In an array that another process changed the index may mean another element.
+  const std::optional<std::string> array = ArrayAbove(SelectedPath());
+  const bool is_news = cause == Cause::kOtherProcess && array.has_value();
+  if (is_news && by_others_marks_.contains(*array)) element_gone_ = true;
   const bool had_value = value_gone_ || !values_.empty();
   FillValues();
   const auto same = std::find_if(values_.begin(), values_.end(), [this](const ValueRow& value) {
@@ -141,13 +167,26 @@ void Model::SelectAgain(Cause cause) {
   });
   const int place = selected_value_;
   if (same != values_.end()) {
-    SelectValue(static_cast<int>(same - values_.begin()));
+    selected_value_ = static_cast<int>(same - values_.begin());
+    value_gone_ = false;
   } else if (had_value && (cause == Cause::kOtherProcess || value_gone_)) {
     selected_value_ = std::clamp(place, 0, std::max(0, static_cast<int>(values_.size()) - 1));
     value_gone_ = true;
   } else {
     SelectValue(place);
   }
+}
+
+// The first array that the path leads into, as one text.
+std::optional<std::string> Model::ArrayAbove(const Path& path) const {
+  std::string joined;
+  CFPropertyListRef node = tree();
+  for (const std::string& name : path) {
+    if (node != nullptr && !IsDictionary(node)) return joined;
+    node = FindIn(node, {name});
+    (joined += name) += '\0';
+  }
+  return std::nullopt;
 }
 
 void Model::FillValues() {
@@ -157,11 +196,19 @@ void Model::FillValues() {
   const CFPropertyListRef old_node = FindIn(base(), key_path_);
   const bool is_dictionary = IsDictionary(node);
   const std::string joined = Joined(key_path_);
-  for (Child& child : ChildrenOf(node)) {
+  const bool in_hit = IsInHit(key_path_);
+  std::vector<Child> children = ChildrenOf(node);
+  if (is_dictionary) Sort(children, true);
+  for (Child& child : children) {
     if (is_dictionary && IsDictionary(child.value)) continue;
+    const std::string place = joined + child.name + '\0';
+    if (!in_hit && !hits_.contains(place)) continue;
     const CFPropertyListRef was = FindIn(old_node, {child.name});
-    const Mark mark = MarkOf(joined + child.name + '\0', was, child.value);
-    values_.push_back({std::move(child.name), child.value, mark});
+    values_.push_back({std::move(child.name), child.value, false, MarkOf(place, was, child.value)});
+    if (!picked_.empty()) {
+      values_.back().is_picked =
+          picked_.contains(PathOfValue(static_cast<int>(values_.size()) - 1));
+    }
   }
 }
 
@@ -169,6 +216,7 @@ void Model::SelectKey(int row) {
   selected_key_ = std::clamp(row, 0, static_cast<int>(keys_.size()) - 1);
   key_path_ = PathOf(selected_key_);
   key_gone_ = false;
+  element_gone_ = false;
   FillValues();
   SelectValue(0);
 }
@@ -176,6 +224,7 @@ void Model::SelectKey(int row) {
 void Model::SelectValue(int row) {
   selected_value_ = std::clamp(row, 0, std::max(0, static_cast<int>(values_.size()) - 1));
   value_gone_ = false;
+  element_gone_ = false;
   value_name_ = values_.empty() ? "" : values_[static_cast<std::size_t>(selected_value_)].name;
 }
 
@@ -204,12 +253,99 @@ bool Model::Reveal(const Path& path) {
     (joined += name) += '\0';
   }
   Rebuild(Cause::kUser);
+  if (!IsInHit(path) && !above_hits_.contains(Joined(path))) SetFilter("");
   SelectKey(NearestRow(key));
   for (std::size_t value = 0; is_value && value < values_.size(); ++value) {
     if (values_[value].name == path.back()) SelectValue(static_cast<int>(value));
   }
   on_values_ = is_value;
   return true;
+}
+
+bool Model::RevealChanged(int step) {
+  std::set<Path> paths(by_others().begin(), by_others().end());
+  for (const Change& change : changes()) paths.insert(change.path);
+  for (const Conflict& conflict : conflicts()) paths.insert(conflict.path);
+  if (paths.empty()) return false;
+  // What was removed is not selected itself; the next jump goes on behind it all the same.
+  const Path here = SelectedPath() == selected_at_jump_ ? jumped_to_ : SelectedPath();
+  auto next = step > 0 ? paths.upper_bound(here) : paths.lower_bound(here);
+  if (step > 0 && next == paths.end()) next = paths.begin();
+  if (step < 0) next = std::prev(next == paths.begin() ? paths.end() : next);
+  RevealNearest(*next);
+  jumped_to_ = *next;
+  selected_at_jump_ = SelectedPath();
+  return true;
+}
+
+const SearchIndex& Model::index() {
+  if (!index_ || index_version_ != version()) {
+    index_ = std::make_unique<SearchIndex>(tree());
+    index_version_ = version();
+  }
+  return *index_;
+}
+
+void Model::SetFilter(std::string text) {
+  filter_ = std::move(text);
+  Rebuild(Cause::kUser);
+}
+
+void Model::UpdateFilter() {
+  hits_.clear();
+  above_hits_.clear();
+  if (filter_.empty()) return;
+  for (const std::size_t hit : index().Find(filter_)) {
+    const Path path = index().PathOf(hit);
+    hits_.insert(Joined(path));
+    InsertWithParents(above_hits_, Path(path.begin(), path.end() - 1));
+  }
+}
+
+bool Model::IsInHit(const Path& key) const {
+  if (filter_.empty()) return true;
+  std::string joined;
+  for (const std::string& name : key) {
+    (joined += name) += '\0';
+    if (hits_.contains(joined)) return true;
+  }
+  return false;
+}
+
+void Model::SetOrder(Order order) {
+  order_ = order;
+  Rebuild(Cause::kUser);
+}
+
+void Model::Sort(std::vector<Child>& children, bool by_type) {
+  if (order_ == Order::kType && by_type) {
+    std::stable_sort(children.begin(), children.end(), [](const Child& one, const Child& other) {
+      return TypeOf(one.value) < TypeOf(other.value);
+    });
+  } else if (order_ == Order::kSize) {
+    std::stable_sort(children.begin(), children.end(),
+                     [this](const Child& one, const Child& other) {
+                       return SizeOf(one.value) > SizeOf(other.value);
+                     });
+  }
+}
+
+void Model::TogglePick() {
+  const Path path = SelectedPath();
+  if (path.empty() || is_gone()) return;
+  if (picked_.erase(path) == 0) picked_.emplace(path, At(path));
+  Rebuild(Cause::kUser);
+}
+
+std::vector<Path> Model::picked() const {
+  std::vector<Path> paths;
+  for (const auto& [path, value] : picked_) paths.push_back(path);
+  return paths;
+}
+
+void Model::PickNone() {
+  picked_.clear();
+  Rebuild(Cause::kUser);
 }
 
 void Model::RevealNearest(Path path) {

@@ -2,16 +2,21 @@
 // with no terminal in it.
 //
 // The selection is a path, not a row: a row that another process adds or removes moves it nowhere.
-// When its own row goes, the path stays selected, as one that is gone, until the user moves.
+// When its own row goes, the path stays selected, as one that is gone, until the user moves. So it
+// does when an array changes that it leads into, where names are but indices.
 // Rows are valid until the next call that is not const.
 #pragma once
 
 #include <cstddef>
+#include <map>
+#include <memory>
+#include <optional>
 #include <string>
 #include <unordered_set>
 #include <vector>
 
 #include "tools/orvikprefs/browse/draft.h"
+#include "tools/orvikprefs/browse/search.h"
 
 namespace orvik::prefstool::browse {
 
@@ -23,6 +28,8 @@ enum class Mark {
   kConflict,  // the user's change and another process's meet here or below
 };
 
+enum class Order { kName, kType, kSize };
+
 // A dictionary or an array.
 struct KeyRow {
   int parent;  // row of the key above; -1 for the domain itself, the first row
@@ -31,6 +38,7 @@ struct KeyRow {
   CFPropertyListRef node;
   bool is_open;
   bool has_keys;
+  bool is_picked;  // by the user, for a deletion
   Mark mark;
 };
 
@@ -38,6 +46,7 @@ struct KeyRow {
 struct ValueRow {
   std::string name;
   CFPropertyListRef value;
+  bool is_picked;
   Mark mark;
 };
 
@@ -63,14 +72,35 @@ class Model : public Draft {
   // What an action acts on: the selected key, or the value when the user is among the values.
   const Path& selected_key_path() const { return key_path_; }
   Path SelectedPath() const;
-  // Another process removed it; its row is that of what is now in its place.
-  bool is_gone() const { return key_gone_ || (on_values_ && value_gone_); }
+  // Another process removed it, or changed the array that it is an element of: then the path may
+  // lead to another element. Nothing may be done to it before the user has selected again.
+  bool is_gone() const { return key_gone_ || element_gone_ || (on_values_ && value_gone_); }
 
   void Open(int key_row, bool open);
   // Opens what is above the key or value and selects it. False when there is none.
   bool Reveal(const Path& path);
+  // Selects the next (1) or previous (-1) path that the user or another process changed; what is
+  // above one that was removed. False when there is none.
+  bool RevealChanged(int step);
   // The same, or of what is above it the deepest that exists.
   void RevealNearest(Path path);
+
+  // Shows only what has the text in its name or value, in any case, and what lies above or below
+  // it. "" shows everything.
+  void SetFilter(std::string text);
+  const std::string& filter() const { return filter_; }
+  // The index of the tree as it is now.
+  const SearchIndex& index();
+
+  // Values by name, by type or by size; keys by name or by size. The largest come first.
+  void SetOrder(Order order);
+  Order order() const { return order_; }
+  std::size_t SizeOf(CFPropertyListRef value) { return browse::SizeOf(value, sizes_); }
+
+  // Picks the selected row for a deletion, or gives it up. Rows that go are picked no longer.
+  void TogglePick();
+  void PickNone();
+  std::vector<Path> picked() const;
 
  private:
   void Changed(Cause cause) override { Rebuild(cause); }
@@ -79,8 +109,13 @@ class Model : public Draft {
   void BuildKeys();
   void SelectAgain(Cause cause);
   void FillValues();
+  void UpdateFilter();
+  // Whether the key, or one above it, has the text of the filter.
+  bool IsInHit(const Path& key) const;
+  void Sort(std::vector<Child>& children, bool by_type);
   // The deepest row on the way to the key that is shown.
   int NearestRow(const Path& key) const;
+  std::optional<std::string> ArrayAbove(const Path& path) const;
   Mark MarkOf(const std::string& joined, CFPropertyListRef was, CFPropertyListRef now) const;
 
   std::vector<KeyRow> keys_;
@@ -92,11 +127,22 @@ class Model : public Draft {
   std::string value_name_;  // counts when there are values
   bool key_gone_ = false;
   bool value_gone_ = false;
+  bool element_gone_ = false;
+  std::string filter_;
+  Order order_ = Order::kName;
+  KnownSizes sizes_;
+  std::map<Path, Value> picked_;  // with what was there: an index may come to mean another element
+  std::unique_ptr<SearchIndex> index_;
+  std::size_t index_version_ = 0;
+  // Where RevealChanged went, and what was selected then.
+  Path jumped_to_, selected_at_jump_;
   // Paths with a NUL behind each name.
   std::unordered_set<std::string> open_;
   std::unordered_set<std::string> changed_;
   std::unordered_set<std::string> by_others_marks_;
   std::unordered_set<std::string> in_conflict_;
+  std::unordered_set<std::string> hits_;
+  std::unordered_set<std::string> above_hits_;
 };
 
 }  // namespace orvik::prefstool::browse

@@ -4,6 +4,9 @@
 #include <optional>
 #include <vector>
 
+#include "prefs/reporting.h"
+#include "prefs/shared_lock.h"
+#include "tools/orvikprefs/browse/places.h"
 #include "tools/orvikprefs/browse/typed_path.h"
 #include "tools/orvikprefs/text.h"
 
@@ -13,6 +16,10 @@ namespace {
 std::string ShownSide(CFPropertyListRef value) {
   return value != nullptr ? std::string(TypeName(value)) + " " + Escaped(ValueText(value))
                           : "(nothing)";
+}
+
+std::string Seconds(std::chrono::milliseconds time) {
+  return std::to_string(time.count() / 1000) + " s";
 }
 
 // One line of what `diff` shows.
@@ -31,23 +38,69 @@ std::string Review::Apply() {
   if (!model_.conflicts().empty()) return "settle the conflicts first: C shows them";
   if (model_.changes().empty()) return "no changes";
   const std::size_t count = model_.changes().size();
-  const PrefStatus status = model_.Apply();
+  const auto limit = lock_wait_.value_or(std::chrono::seconds(kSharedLockTries));
+  const std::string whole = Seconds(limit);
+  bool is_cancelled = false;
+  const PrefStatus status = model_.Apply(limit, [&](std::chrono::milliseconds waited) {
+    const std::string holder = LockHolderText(model_.scope(), model_.domain());
+    is_cancelled = !dialogs_.GoesOn("waiting for " + (holder.empty() ? "the lock" : holder) + ", " +
+                                    Seconds(waited) + " of " + whole);
+    return !is_cancelled;
+  });
   if (status.ok()) {
     return std::to_string(count) + (count == 1 ? " change" : " changes") + " written";
   }
   if (!model_.conflicts().empty()) {
     return "nothing is written: another process changed what you changed; C shows the conflicts";
   }
-  return "nothing is written: " + Describe(status);
+  if (is_cancelled) return "nothing is written: cancelled; the changes wait";
+  if (status.error != PrefError::kLockNotObtained) {
+    return "nothing is written: " + Describe(status);
+  }
+  const std::string holder = LockHolderText(model_.scope(), model_.domain());
+  return "nothing is written: the lock was not free within " + whole +
+         (holder.empty() ? "" : "; " + holder + " has it");
+}
+
+std::string Review::Repair() {
+  const PrefRepair found =
+      RepairDomain(model_.scope(), model_.domain(), lock_wait_, PrefRepairMode::kRehearse);
+  if (!found.status.ok()) return "cannot repair: " + Describe(found.status);
+  if (found.was_sound) return "the file is not damaged";
+  std::vector<std::string> rows;
+  for (const PrefLoss& loss : found.losses) {
+    const std::string place =
+        loss.line != 0 ? "line " + std::to_string(loss.line) + ", column " : std::string("byte ");
+    rows.push_back("lost: " + Escaped(ToUtf8(loss.path)) + ": " + loss.what + " (" + place +
+                   std::to_string(loss.column) + ")");
+  }
+  if (found.lost > rows.size()) {
+    rows.push_back("lost: " + std::to_string(found.lost - rows.size()) + " more");
+  }
+  rows.push_back("The damaged file is kept beside the repaired one.");
+  int key = 0;
+  const std::optional<int> row =
+      dialogs_.Choose({"Repair saves " + std::to_string(found.entries) +
+                           " top-level entries and loses " + std::to_string(found.lost),
+                       Rows::Of(std::move(rows)),
+                       "y repair  Esc back",
+                       "y",
+                       {}},
+                      0, &key);
+  if (!row || key != 'y') return "nothing is repaired";
+  const PrefRepair done = RepairDomain(model_.scope(), model_.domain(), lock_wait_);
+  if (!done.status.ok()) return "cannot repair: " + Describe(done.status);
+  model_.Refresh();
+  return "repaired; the damaged file is " + Quoted(done.kept_copy);
 }
 
 std::string Review::ShowChanges() {
   // A row is known by its change and the line of it.
-  using Place = std::pair<Path, std::size_t>;
-  Place selected;
+  using ListPlace = std::pair<Path, std::size_t>;
+  ListPlace selected;
   for (;;) {
     std::vector<std::string> rows;
-    std::vector<Place> places;
+    std::vector<ListPlace> places;
     int row_of_selected = 0;
     for (const Change& change : model_.changes()) {
       std::size_t line = 0;

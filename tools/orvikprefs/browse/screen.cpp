@@ -3,7 +3,8 @@
 #include <algorithm>
 
 #include "prefs/scope.h"
-#include "prefs/shared_lock.h"
+#include "tools/orvikprefs/browse/places.h"
+#include "tools/orvikprefs/browse/text_columns.h"
 #include "tools/orvikprefs/browse/typed_path.h"
 #include "tools/orvikprefs/text.h"
 
@@ -12,6 +13,12 @@ namespace {
 
 constexpr int kHeadRows = 3;
 constexpr int kFootRows = 2;
+constexpr int kSizeWidth = 8;  // a blank, and a size at the right
+constexpr const char* kPicked = "#";
+
+std::string RightAligned(const std::string& text) {
+  return std::string(kSizeWidth - std::min<std::size_t>(kSizeWidth, text.size()), ' ') + text;
+}
 
 struct MarkShape {
   const char* sign;
@@ -48,31 +55,13 @@ std::string FileState(const Model& model) {
       return model.is_writable() ? "no file yet" : "no file, and it may not be made";
     case PrefError::kDamaged:
     case PrefError::kRootNotDictionary:
-      return "damaged: orvikprefs repair keeps a copy and saves what can be read";
+      return "damaged: R repairs it";
     default:
       return Describe(model.status());
   }
 }
 
-std::string ScopeText(int scope) {
-  switch (EffectiveDomain(scope, u"").scope) {
-    case 1:
-      return "user";
-    case 4:
-      return "machine";
-    default:
-      return "shared";
-  }
-}
-
 }  // namespace
-
-std::string LockState(const Model& model) {
-  if (ScopeText(model.scope()) != "shared") return {};
-  const SharedLockRecord record = CopySharedLockRecord(model.domain());
-  if (record.state != SharedLockRecord::State::kHeld) return {};
-  return "locked by " + Escaped(ToUtf8(record.process)) + " (" + std::to_string(record.pid) + ")";
-}
 
 int Screen::KeysWidth() const {
   return std::clamp(terminal_.columns() * 2 / 5, 10, 60);
@@ -82,7 +71,7 @@ int Screen::page() const {
   return std::max(1, terminal_.rows() - kHeadRows - kFootRows);
 }
 
-void Screen::Draw(const Model& model, bool with_foot) {
+void Screen::Draw(Model& model, bool with_foot) {
   first_key_ =
       Scrolled(first_key_, model.selected_key(), page(), static_cast<int>(model.keys().size()));
   first_value_ = Scrolled(first_value_, model.selected_value(), page(),
@@ -94,18 +83,28 @@ void Screen::Draw(const Model& model, bool with_foot) {
   DrawValues(model);
   if (!with_foot) return;
   const int rows = terminal_.rows();
-  terminal_.Put(rows - 2, 0, terminal_.columns(), message, Style::kPlain);
-  terminal_.Put(
-      rows - 1, 0, terminal_.columns(),
-      model.on_values()
-          ? "Tab keys  / search  e edit  a add  r rename  d delete  w write  ? help  q quit"
-          : "Tab values  / search  a A add  d delete  c changes  w write  ? help  q quit",
-      Style::kDim);
+  const int columns = terminal_.columns();
+  // A message that is too long for a line covers the rows above it.
+  const std::vector<std::string> lines = WrapColumns(message, columns);
+  const int count = std::min(static_cast<int>(lines.size()), std::max(1, rows - 2));
+  for (int i = 0; i < count; ++i) {
+    terminal_.Put(rows - 1 - count + i, 0, columns, lines[static_cast<std::size_t>(i)],
+                  Style::kPlain);
+  }
+  static const std::vector<std::string> kOnKeys = {"? help",    "q quit",  "w write",  "Tab values",
+                                                   "/ search",  "a A add", "d delete", "f filter",
+                                                   "c changes", "u undo"};
+  static const std::vector<std::string> kOnValues = {"? help",   "q quit",  "w write",  "Tab keys",
+                                                     "/ search", "e edit",  "d delete", "v view",
+                                                     "a add",    "r rename"};
+  terminal_.Put(rows - 1, 0, columns, FitHints(model.on_values() ? kOnValues : kOnKeys, columns),
+                Style::kDim);
 }
 
 void Screen::DrawHead(const Model& model) {
   const int columns = terminal_.columns();
-  std::string head = " " + ScopeText(model.scope()) + "  " + Escaped(ToUtf8(model.domain()));
+  std::string head =
+      std::string(" ") + ScopeName(model.scope()) + "  " + Escaped(ToUtf8(model.domain()));
   std::string state;
   if (!model.changes().empty()) {
     state += std::to_string(model.changes().size()) +
@@ -115,7 +114,13 @@ void Screen::DrawHead(const Model& model) {
     state += std::to_string(model.conflicts().size()) +
              (model.conflicts().size() == 1 ? " conflict  " : " conflicts  ");
   }
-  if (const std::string lock = LockState(model); !lock.empty()) state += lock + "  ";
+  if (!model.picked().empty()) state += std::to_string(model.picked().size()) + " picked  ";
+  if (model.order() != Order::kName) {
+    state += model.order() == Order::kType ? "by type  " : "by size  ";
+  }
+  if (!model.filter().empty()) state += "filter " + Quoted(model.filter()) + "  ";
+  const std::string holder = LockHolderText(model.scope(), model.domain());
+  if (!holder.empty()) state += "locked by " + holder + "  ";
   const int width = std::min(ColumnsOfUtf8(state), columns / 2);
   terminal_.Put(0, 0, columns - width, head, Style::kHead);
   terminal_.Put(0, columns - width, width, state, Style::kHead);
@@ -127,11 +132,11 @@ void Screen::DrawHead(const Model& model) {
 
   terminal_.Put(2, 0, columns,
                 " " + ShownPath(model.SelectedPath()) +
-                    (model.is_gone() ? " is gone: another process removed it" : ""),
+                    (model.is_gone() ? " is gone: another process changed it" : ""),
                 model.is_gone() ? Style::kByOthers : Style::kPlain);
 }
 
-void Screen::DrawKeys(const Model& model) {
+void Screen::DrawKeys(Model& model) {
   const int width = KeysWidth();
   const std::vector<KeyRow>& keys = model.keys();
   // Deep keys move to the left as a whole, so that the selected name stays in sight.
@@ -153,14 +158,18 @@ void Screen::DrawKeys(const Model& model) {
                                                           : Style::kKey;
     std::string name = key.parent < 0 ? "/" : key.name.empty() ? "\"\"" : Escaped(key.name);
     if (!IsDictionary(key.node)) name += " []";
-    terminal_.Put(kHeadRows + line, 0, width,
-                  mark.sign + std::string(static_cast<std::size_t>(indent), ' ') + fold + " " +
-                      name + (is_selected && model.on_values() ? " <" : ""),
+    const int size_width = shows_sizes ? kSizeWidth : 0;
+    const char* const sign = key.is_picked ? kPicked : mark.sign;
+    terminal_.Put(kHeadRows + line, 0, width - size_width,
+                  sign + std::string(static_cast<std::size_t>(indent), ' ') + fold + " " + name +
+                      (is_selected && model.on_values() ? " <" : ""),
                   style);
+    terminal_.Put(kHeadRows + line, width - size_width, size_width,
+                  shows_sizes ? RightAligned(SizeText(model.SizeOf(key.node))) : "", style);
   }
 }
 
-void Screen::DrawValues(const Model& model) {
+void Screen::DrawValues(Model& model) {
   const int left = KeysWidth();
   const int width = terminal_.columns() - left;
   const char* const line_text = terminal_.unicode() ? "\u2502" : "|";
@@ -181,10 +190,11 @@ void Screen::DrawValues(const Model& model) {
       column += room;
     };
     const std::string name = Escaped(value.name);
-    put(1, mark.sign);
+    put(1, value.is_picked ? kPicked : mark.sign);
     put(name_width, name.empty() ? "\"\"" : name);
     put(1, "");
     put(8, TypeName(value.value));
+    if (shows_sizes) put(kSizeWidth, RightAligned(SizeText(model.SizeOf(value.value))));
     put(1, "");
     put(std::max(0, terminal_.columns() - column), Escaped(ValueText(value.value)));
   }

@@ -14,9 +14,10 @@ class Screen {
   explicit Screen(Terminal& terminal) : terminal_(terminal) {}
 
   std::string message;  // the line above the keys' help
+  bool shows_sizes = false;
 
   // Without the foot when a dialog uses it.
-  void Draw(const Model& model, bool with_foot = true);
+  void Draw(Model& model, bool with_foot = true);
 
   int page() const;  // rows of keys or values that fit
   // What the mouse points at.
@@ -28,16 +29,13 @@ class Screen {
 
  private:
   void DrawHead(const Model& model);
-  void DrawKeys(const Model& model);
-  void DrawValues(const Model& model);
+  void DrawKeys(Model& model);
+  void DrawValues(Model& model);
   int KeysWidth() const;
 
   Terminal& terminal_;
   int first_key_ = 0;
   int first_value_ = 0;
 };
-
-// Who holds the lock of a shared scope; "" when nobody does.
-std::string LockState(const Model& model);
 
 }  // namespace orvik::prefstool::browse

@@ -11,9 +11,10 @@
 #include <array>
 #include <clocale>
 #include <csignal>
+#include <cstdlib>
 #include <cstring>
 
-#include "text/columns.h"
+#include "tools/orvikprefs/browse/text_columns.h"
 #include "tools/orvikprefs/text.h"
 
 namespace orvik::prefstool::browse {
@@ -37,6 +38,7 @@ constexpr int kPasteStartCode = 0x4000;
 constexpr int kPasteEndCode = 0x4001;
 
 constexpr int kSuspend = 26;  // Ctrl-Z
+constexpr int kEscapeKey = 27;
 
 void Send(std::string_view sequence) {
   [[maybe_unused]] const ssize_t count = write(STDOUT_FILENO, sequence.data(), sequence.size());
@@ -62,8 +64,14 @@ void Stop() {
   sigaction(SIGTSTP, &old, nullptr);
 }
 
-constexpr std::array kFatalSignals = {SIGINT,  SIGTERM, SIGHUP, SIGQUIT, SIGSEGV,
-                                      SIGABRT, SIGBUS,  SIGFPE, SIGILL,  SIGPIPE};
+constexpr std::array kEndingSignals = {SIGINT, SIGTERM, SIGHUP, SIGQUIT};
+constexpr std::array kFatalSignals = {SIGSEGV, SIGABRT, SIGBUS, SIGFPE, SIGILL, SIGPIPE};
+
+volatile std::sig_atomic_t ending_signal = 0;
+
+void NoteEnd(int number) {
+  ending_signal = number;
+}
 
 void GiveBackAndDie(int number) {
   if (rescue.active != 0) {
@@ -75,12 +83,16 @@ void GiveBackAndDie(int number) {
   raise(number);
 }
 
+bool HasCapability(const char* name) {
+  const char* const text = tigetstr(const_cast<char*>(name));
+  return text != nullptr && text != reinterpret_cast<const char*>(-1);
+}
+
 void PrepareRescue() {
   // Out of the alternate screen, attributes and keypad off, the cursor shown, the mouse left alone.
   std::string sequence;
   for (const char* name : {"sgr0", "rmkx", "cnorm", "rmcup"}) {
-    const char* text = tigetstr(const_cast<char*>(name));
-    if (text != nullptr && text != reinterpret_cast<const char*>(-1)) sequence += text;
+    if (HasCapability(name)) sequence += tigetstr(const_cast<char*>(name));
   }
   (sequence += "\x1b[?1000l\x1b[?1006l") += kPasteOff;
   if (sequence.size() < rescue.sequence.size()) {
@@ -90,6 +102,16 @@ void PrepareRescue() {
   struct sigaction action = {};
   action.sa_handler = GiveBackAndDie;
   for (const int number : kFatalSignals) sigaction(number, &action, nullptr);
+  // These interrupt a wait for a key.
+  action.sa_handler = NoteEnd;
+  for (const int number : kEndingSignals) sigaction(number, &action, nullptr);
+}
+
+// How a message names the terminal.
+std::string TerminalName() {
+  const char* const name = std::getenv("TERM");
+  return name == nullptr || *name == '\0' ? "the terminal (TERM is not set)"
+                                          : "TERM=" + Quoted(std::string_view(name));
 }
 
 constexpr short kColours[] = {-1,          COLOR_BLUE,    COLOR_CYAN, -1, COLOR_YELLOW,
@@ -144,73 +166,30 @@ int SpecialOf(int key) {
     case KEY_RESIZE:
       return Terminal::kResized;
     default:
-      return Terminal::kNothing;
+      return Terminal::kOther;
   }
 }
 
 }  // namespace
-
-int ColumnsOfUtf8(std::string_view utf8) {
-  const CAtlString units = FromUtf8(utf8).value_or(u"");
-  return ColumnsOf(
-      std::u16string_view(units.GetString(), static_cast<std::size_t>(units.GetLength())));
-}
-
-std::string FitColumns(std::string_view utf8, int width) {
-  if (width <= 0) return {};
-  // A character has no more columns than bytes; longer texts are not measured whole.
-  constexpr std::size_t kMeasured = 4096;
-  const auto room = static_cast<std::size_t>(width);
-  if (utf8.size() <= room || (utf8.size() <= kMeasured && ColumnsOfUtf8(utf8) <= width)) {
-    return std::string(utf8);
-  }
-  std::string fitted;
-  int columns = 0;
-  for (std::size_t at = 0; at < utf8.size();) {
-    std::size_t end = at + 1;
-    while (end < utf8.size() && (static_cast<unsigned char>(utf8[end]) & 0xC0) == 0x80) ++end;
-    const std::string_view character = utf8.substr(at, end - at);
-    const int taken = ColumnsOfUtf8(character);
-    if (columns + taken > width - 1) break;
-    fitted += character;
-    columns += taken;
-    at = end;
-  }
-  return fitted + "\u2026";
-}
-
-std::vector<std::string> WrapColumns(std::string_view utf8, int width) {
-  std::vector<std::string> lines(1);
-  int columns = 0;
-  std::size_t blank = 0;  // behind the last blank of the line
-  for (std::size_t at = 0; at < utf8.size();) {
-    std::size_t end = at + 1;
-    while (end < utf8.size() && (static_cast<unsigned char>(utf8[end]) & 0xC0) == 0x80) ++end;
-    const std::string_view character = utf8.substr(at, end - at);
-    const int taken = ColumnsOfUtf8(character);
-    if (columns + taken > std::max(1, width) && columns > 0) {
-      if (blank == 0) blank = lines.back().size();
-      std::string rest = lines.back().substr(blank);
-      lines.back().resize(blank);
-      columns = ColumnsOfUtf8(rest);
-      lines.push_back(std::move(rest));
-      blank = 0;
-    }
-    lines.back() += character;
-    columns += taken;
-    if (character == " ") blank = lines.back().size();
-    at = end;
-  }
-  return lines;
-}
 
 Terminal::Terminal(bool colour) {
   std::setlocale(LC_ALL, "");
   // Without a locale most terminals still show UTF-8.
   if (std::strcmp(nl_langinfo(CODESET), "ANSI_X3.4-1968") == 0) std::setlocale(LC_CTYPE, "C.UTF-8");
   unicode_ = std::strcmp(nl_langinfo(CODESET), "UTF-8") == 0;
-  if (tcgetattr(STDIN_FILENO, &rescue.modes) != 0) return;
-  if (newterm(nullptr, stdout, stdin) == nullptr) return;
+  if (tcgetattr(STDIN_FILENO, &rescue.modes) != 0) {
+    problem_ = "standard input is no longer a terminal";
+    return;
+  }
+  if (newterm(nullptr, stdout, stdin) == nullptr) {
+    problem_ = TerminalName() + " is not in this machine's terminal database";
+    return;
+  }
+  if (!HasCapability("cup") || !HasCapability("clear")) {
+    endwin();
+    problem_ = TerminalName() + " cannot move the cursor";
+    return;
+  }
   ok_ = true;
   PrepareRescue();
   cbreak();
@@ -242,6 +221,15 @@ Terminal::~Terminal() {
   Suspend();
   rescue.active = 0;
   for (const int number : kFatalSignals) signal(number, SIG_DFL);
+  for (const int number : kEndingSignals) signal(number, SIG_DFL);
+}
+
+int Terminal::ended_by() const {
+  return ending_signal;
+}
+
+void Terminal::CopyToClipboard(std::string_view base64) {
+  Send("\x1b]52;c;" + std::string(base64) + "\a");
 }
 
 int Terminal::rows() const {
@@ -283,23 +271,30 @@ void Terminal::Put(int row, int column, int width, std::string_view text, Style 
 }
 
 void Terminal::PlaceCursor(int row, int column) {
-  curs_set(1);
+  shows_cursor_ = true;
   wmove(stdscr, row, column);
 }
 
 void Terminal::HideCursor() {
-  curs_set(0);
+  shows_cursor_ = false;
 }
 
 void Terminal::Show() {
+  // Once for each picture: a cursor that goes and comes would flicker.
+  curs_set(shows_cursor_ ? 1 : 0);
   wrefresh(stdscr);
 }
 
 int Terminal::ReadKey(int milliseconds) {
+  if (ending_signal != 0) return kEnded;
   wtimeout(stdscr, milliseconds);
   wint_t key = 0;
   const int kind = wget_wch(stdscr, &key);
-  if (kind == ERR) return kNothing;
+  if (kind == ERR) {
+    termios modes = {};
+    if (ending_signal == 0 && tcgetattr(STDIN_FILENO, &modes) != 0) ending_signal = SIGHUP;
+    return ending_signal != 0 ? kEnded : kNothing;
+  }
   if (kind != KEY_CODE_YES) {
     if (key == kSuspend) {
       Suspend();
@@ -307,6 +302,7 @@ int Terminal::ReadKey(int milliseconds) {
       Resume();
       return kResized;
     }
+    if (key == kEscapeKey && FollowsPasteStart()) return ReadPasted();
     return key == '\r' ? '\n' : key == 127 ? '\b' : static_cast<int>(key);
   }
   if (key == kPasteStartCode) return ReadPasted();
@@ -318,6 +314,24 @@ int Terminal::ReadKey(int milliseconds) {
   if ((event.bstate & BUTTON4_PRESSED) != 0) return kWheelUp;
   if ((event.bstate & BUTTON5_PRESSED) != 0) return kWheelDown;
   return (event.bstate & BUTTON1_DOUBLE_CLICKED) != 0 ? kDoubleClick : kClick;
+}
+
+// Whether an escape character begins what stands before pasted text and came in pieces. What is
+// read for nothing is put back.
+bool Terminal::FollowsPasteStart() {
+  constexpr int kPause = 100;
+  constexpr std::string_view kRest = std::string_view(kPasteStart).substr(1);
+  wtimeout(stdscr, kPause);
+  for (std::size_t count = 0; count < kRest.size(); ++count) {
+    wint_t key = 0;
+    const int kind = wget_wch(stdscr, &key);
+    if (kind == OK && key == static_cast<wint_t>(kRest[count])) continue;
+    if (kind == KEY_CODE_YES) ungetch(static_cast<int>(key));
+    if (kind == OK) unget_wch(static_cast<wchar_t>(key));
+    while (count > 0) unget_wch(static_cast<wchar_t>(kRest[--count]));
+    return false;
+  }
+  return true;
 }
 
 int Terminal::ReadPasted() {
@@ -333,6 +347,11 @@ int Terminal::ReadPasted() {
     const bool is_second = after_return && key == '\n';
     after_return = key == '\r';
     if (!is_second) pasted_ += after_return ? U'\n' : static_cast<char32_t>(key);
+    // Over a slow line the end may come in pieces, which are no key to the library.
+    if (pasted_.ends_with(U"\x1b[201~")) {
+      pasted_.resize(pasted_.size() - std::strlen(kPasteEnd));
+      break;
+    }
   }
   return kPaste;
 }

@@ -10,8 +10,8 @@ namespace orvik::prefstool::browse {
 enum class Style { kPlain, kHead, kKey, kDim, kChanged, kAdded, kByOthers, kError, kSelected };
 
 // Takes the terminal over and gives it back as it was: at the end of the scope, while it is
-// suspended (Ctrl-Z, an editor), and when a signal ends the process. Ctrl-C is a key. One object at
-// a time.
+// suspended (Ctrl-Z, an editor), and when a fault ends the process. Ctrl-C is a key; signals that
+// ask the process to end are told to the caller. One object at a time.
 class Terminal {
  public:
   explicit Terminal(bool colour);
@@ -20,6 +20,8 @@ class Terminal {
   Terminal& operator=(const Terminal&) = delete;
 
   bool ok() const { return ok_; }
+  // Why it is not; a clause such as "terminal \"dumb\" cannot move the cursor".
+  const std::string& problem() const { return problem_; }
 
   int rows() const;
   int columns() const;
@@ -52,9 +54,13 @@ class Terminal {
     kWheelUp,
     kWheelDown,
     kHelp,   // F1
+    kOther,  // a key without a name here
+    kEnded,  // a signal asks the program to end, or the terminal is gone: ended_by()
     kPaste,  // the text of pasted(), whatever its characters are
   };
   int ReadKey(int milliseconds);
+  // The signal (SIGHUP for a terminal that is gone), or 0. Every call of ReadKey then gives kEnded.
+  int ended_by() const;
   // What the terminal marked as pasted; a line break is U+000A.
   const std::u32string& pasted() const { return pasted_; }
   int mouse_row() const { return mouse_row_; }
@@ -63,25 +69,26 @@ class Terminal {
   // Whether characters beyond ASCII can be shown.
   bool unicode() const { return unicode_; }
 
+  // Puts a text, given in Base64, into the clipboard of the user's terminal, as far as it allows
+  // that (OSC 52).
+  void CopyToClipboard(std::string_view base64);
+
   // Gives the terminal back until Resume.
   void Suspend();
   void Resume();
 
  private:
+  bool FollowsPasteStart();
   int ReadPasted();
 
   std::u32string pasted_;
+  std::string problem_;
   bool ok_ = false;
   bool unicode_ = false;
   bool colour_ = false;
+  bool shows_cursor_ = false;
   int mouse_row_ = 0;
   int mouse_column_ = 0;
 };
-
-// The text in at most `width` columns; one that is cut ends in an ellipsis.
-std::string FitColumns(std::string_view utf8, int width);
-int ColumnsOfUtf8(std::string_view utf8);
-// The text in lines of at most `width` columns, cut behind blanks where there are any.
-std::vector<std::string> WrapColumns(std::string_view utf8, int width);
 
 }  // namespace orvik::prefstool::browse

@@ -4,6 +4,7 @@
 #include <charconv>
 
 #include "platform/core_foundation/array.h"
+#include "platform/core_foundation/data.h"
 #include "platform/core_foundation/property_list_equality.h"
 #include "platform/core_foundation/property_list_escape.h"
 #include "tools/orvikprefs/text.h"
@@ -205,6 +206,30 @@ std::vector<Difference> LinesOf(const Change& change) {
                                 : !change.after ? Difference::Kind::kRemoved
                                                 : Difference::Kind::kChanged;
   return {{kind, change.path, change.before, change.after}};
+}
+
+std::size_t SizeOf(CFPropertyListRef value, KnownSizes& known) {
+  const CFTypeID type = CFGetTypeID(value);
+  if (type == CFStringGetTypeID()) {
+    return static_cast<std::size_t>(CFStringGetLength(static_cast<CFStringRef>(value)));
+  }
+  if (type == CFDataGetTypeID()) {
+    return static_cast<std::size_t>(CFDataGetLength(static_cast<CFDataRef>(value)));
+  }
+  if (!IsContainer(value)) return 8;
+  if (const auto found = known.find(value); found != known.end()) return found->second;
+  std::size_t size = 0;
+  if (const CFArrayRef array = AsArray(value)) {
+    for (CFIndex i = 0; i < CFArrayGetCount(array); ++i) {
+      size += SizeOf(CFArrayGetValueAtIndex(array, i), known);
+    }
+  } else {
+    const Entries entries(AsDictionary(value));
+    for (const void* name : entries.names) size += SizeOf(name, known);
+    for (const void* entry : entries.values) size += SizeOf(entry, known);
+  }
+  known.emplace(value, size);
+  return size;
 }
 
 std::size_t CountBelow(CFDictionaryRef tree) {

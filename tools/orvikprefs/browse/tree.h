@@ -7,6 +7,7 @@
 
 #include <optional>
 #include <string>
+#include <unordered_map>
 #include <vector>
 
 #include "platform/core_foundation/dictionary.h"
@@ -56,6 +57,11 @@ std::vector<Change> ChangesBetween(CFDictionaryRef before, CFDictionaryRef after
 
 // The same change as the lines that `diff` shows, value by value. The change owns the values.
 std::vector<Difference> LinesOf(const Change& change);
+
+// How much a value holds: UTF-16 units of text and names, bytes of data, 8 for any other value; a
+// container with all below it. `known` keeps what was found for containers that live.
+using KnownSizes = std::unordered_map<CFPropertyListRef, std::size_t>;
+std::size_t SizeOf(CFPropertyListRef value, KnownSizes& known);
 
 // Values and keys below a key, at any depth; elements of arrays are not counted.
 std::size_t CountBelow(CFDictionaryRef tree);

@@ -1,5 +1,6 @@
 #include "tools/orvikprefs/browse/value_form.h"
 
+#include "platform/core_foundation/array.h"
 #include "platform/core_foundation/data.h"
 #include "platform/core_foundation/property_list_equality.h"
 #include "tools/orvikprefs/text.h"
@@ -9,17 +10,6 @@ namespace {
 
 constexpr std::size_t kLongestLine = 4096;  // in bytes
 constexpr char kDigits[] = "0123456789abcdef";
-
-std::string HexOf(CFDataRef data) {
-  std::string hex;
-  const UInt8* bytes = CFDataGetBytePtr(data);
-  for (CFIndex at = 0; at < CFDataGetLength(data); ++at) {
-    if (at > 0) hex += ' ';
-    hex += kDigits[bytes[at] >> 4];
-    hex += kDigits[bytes[at] & 15];
-  }
-  return hex;
-}
 
 Value DataFromHex(const std::string& line, std::string& mistake) {
   std::string bytes;
@@ -44,6 +34,32 @@ Value DataFromHex(const std::string& line, std::string& mistake) {
 }
 
 }  // namespace
+
+std::string HexOf(CFDataRef data) {
+  std::string hex;
+  const UInt8* bytes = CFDataGetBytePtr(data);
+  for (CFIndex at = 0; at < CFDataGetLength(data); ++at) {
+    if (at > 0) hex += ' ';
+    hex += kDigits[bytes[at] >> 4];
+    hex += kDigits[bytes[at] & 15];
+  }
+  return hex;
+}
+
+Value Converted(CFPropertyListRef value, ValueType type) {
+  if (TypeOf(value) == type) return Value::Retaining(value);
+  std::string text = ValueText(value);
+  const bool to_number = type == ValueType::kInteger || type == ValueType::kReal;
+  if (type == ValueType::kArray) {
+    const CAutoCFRelease<CFMutableArrayRef> array(
+        CFArrayCreateMutable(kCFAllocatorDefault, 0, &kCFTypeArrayCallBacks));
+    CFArrayAppendValue(array, value);
+    return Value::Retaining(array.Get());
+  }
+  if (to_number && TypeOf(value) == ValueType::kBoolean) text = text == "true" ? "1" : "0";
+  if (TypeOf(value) == ValueType::kReal && text.ends_with(".0")) text.resize(text.size() - 2);
+  return ParseValue(type, text);
+}
 
 std::optional<std::string> LineOf(CFPropertyListRef value) {
   switch (TypeOf(value)) {
