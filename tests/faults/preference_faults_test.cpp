@@ -7,6 +7,7 @@
 
 #include "host/system_root.h"
 #include "platform/core_foundation/dictionary.h"
+#include "platform/core_foundation/property_list_file.h"
 #include "platform/foundation/user_defaults.h"
 #include "postflight/run.h"
 #include "prefs/platform_values.h"
