@@ -74,7 +74,7 @@ int Refusal(int folder, const char* path, int flags) {
   if ((flags & O_TMPFILE) == O_TMPFILE && (IsOn(Volume::kNamed) || IsPlain())) {
     return EOPNOTSUPP;
   }
-  const bool reads = (flags & (O_ACCMODE | O_PATH)) == O_RDONLY;
+  const bool reads = (flags & O_PATH) == 0 && (flags & O_ACCMODE) != O_WRONLY;
   if (reads && IsForbidden(folder, path, S_IRUSR)) return EACCES;
   const bool makes = (flags & O_CREAT) != 0 || (flags & O_TMPFILE) == O_TMPFILE;
   return Judge(makes ? Call::kMake : Call::kOpen).error;
