@@ -27,6 +27,7 @@ VALUES = [
 class Browser:
     def __init__(self, program, folder):
         self.folder = folder
+        self.server = ["tmux", "-u", "-S", f"{folder}/tmux", "-f", "/dev/null"]
         self.program = [str(program), "--root", str(folder)]
         for key, name, value in VALUES:
             self.run("set", key, name, value)
@@ -38,8 +39,8 @@ class Browser:
         subprocess.run([*self.program, *arguments], check=True, stdout=subprocess.DEVNULL)
 
     def tmux(self, *arguments):
-        return subprocess.run(["tmux", "-u", "-S", f"{self.folder}/tmux", "-f", "/dev/null",
-                               *arguments], check=True, capture_output=True, text=True).stdout
+        return subprocess.run([*self.server, *arguments], check=True, capture_output=True,
+                              text=True).stdout
 
     def screen_with(self, text):
         screen = ""
@@ -63,6 +64,12 @@ class Browser:
         self.screen_with("1 conflict")
         self.tmux("send-keys", "C")
         yield "conflict", self.screen_with("theirs")
+        # Nothing is left to be kept in the folder that goes.
+        self.tmux("send-keys", "t")
+        self.screen_with("no conflicts")
+        self.tmux("send-keys", "q")
+        while subprocess.run([*self.server, "has-session"], capture_output=True).returncode == 0:
+            time.sleep(0.025)
 
 
 def block_of(name):
@@ -85,7 +92,7 @@ def main():
                     problems.append(f"{document.name}: the screen {name!r} is now\n{picture}")
                 text = block_of(name).sub(lambda old: old[1] + picture + old[3], text)
         finally:
-            browser.tmux("kill-server")
+            subprocess.run([*browser.server, "kill-server"], capture_output=True)
     if "--write" in sys.argv:
         document.write_text(text)
         return 0
