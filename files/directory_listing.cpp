@@ -5,7 +5,6 @@
 #include <cstdint>
 #include <optional>
 #include <string>
-#include <string_view>
 #include <utility>
 #include <vector>
 
@@ -16,17 +15,95 @@
 #include "files/tree_report.h"
 #include "files/wildcard.h"
 #include "host/at_path.h"
-#include "host/path_names.h"
+#include "host/folder_chain.h"
+#include "host/open_flags.h"
 #include "platform/carbon/errno_status.h"
 
 namespace orvik {
 namespace {
 
-std::string_view BelowTop(std::string_view path, std::string_view top) {
-  path.remove_prefix(top.size());
-  if (path.starts_with('/')) path.remove_prefix(1);
-  return path;
-}
+// A search for folders, depth first, on open folders.
+class FolderSearch {
+ public:
+  FolderSearch(const CAtlString& pattern, CAtlArray<COrvikDirectoryPath>* found, BOOL recursive,
+               TreeReport* report, host::Monitor* monitor)
+      : pattern_(pattern),
+        found_(found),
+        is_recursive_(recursive != FALSE),
+        report_(report),
+        monitor_(monitor) {}
+
+  void Run(const COrvikDirectoryPath& top, const std::string& on_disk) {
+    if (!Search({top, {}}, host::OpenPath(on_disk, O_RDONLY | O_DIRECTORY))) return;
+    while (!waiting_.empty()) {
+      if (waiting_.back().empty()) {
+        waiting_.pop_back();
+        path_.resize(path_.size() - lengths_.back());
+        lengths_.pop_back();
+        // Of a folder that was moved away meanwhile, what lies beside it is not searched.
+        if (const int error = chain_.Leave()) return Fail(top, error);
+        continue;
+      }
+      const Folder next = std::move(waiting_.back().back());
+      waiting_.back().pop_back();
+      host::Descriptor opened(openat(chain_.folder(), next.name.c_str(), host::kOpenFolder));
+      if (!Search(next, std::move(opened))) return;
+    }
+  }
+
+ private:
+  struct Folder {
+    COrvikDirectoryPath path;
+    std::string name;  // on disk
+  };
+
+  void Fail(const COrvikDirectoryPath& folder, int error) {
+    AddFailure(COrvikFilePath(folder.GetDirectoryPathString()), error, host::Side::kSource,
+               report_);
+  }
+
+  // False when the search was stopped.
+  bool Search(const Folder& folder, host::Descriptor opened) {
+    int error = opened ? 0 : errno;
+    if (host::IsStopped(monitor_) || !host::Begins(monitor_, path_, folder.name)) {
+      Fail(folder.path, ECANCELED);
+      return false;
+    }
+    std::uint64_t count = 0;
+    std::vector<Folder> subfolders;
+    const auto visit = [&](const FolderEntry& entry) {
+      ++count;
+      if (entry.kind != EntryKind::kFolder) return;
+      const bool matches = MatchesWildcard(entry.name, pattern_.View());
+      if (!matches && !is_recursive_) return;
+      COrvikDirectoryPath subfolder = folder.path;
+      subfolder.AddDirectoryToPath(PathFromUnits(entry.name));
+      if (matches) found_->Add(subfolder);
+      if (is_recursive_) subfolders.push_back({std::move(subfolder), entry.name_on_disk});
+    };
+    if (error == 0) error = WalkFolder(opened.get(), visit);
+    if (error == 0 && !subfolders.empty()) error = chain_.Enter(std::move(opened));
+    if (error == 0 && !subfolders.empty()) {
+      waiting_.push_back(std::move(subfolders));
+      const std::string below = folder.name.empty() ? folder.name : folder.name + '/';
+      path_ += below;
+      lengths_.push_back(below.size());
+    }
+    if (error != 0 && error != ENOENT) Fail(folder.path, error);  // one that vanished is not missed
+    host::Advances(monitor_, count, 0);
+    return true;
+  }
+
+  const CAtlString& pattern_;
+  CAtlArray<COrvikDirectoryPath>* const found_;
+  const bool is_recursive_;
+  TreeReport* const report_;
+  host::Monitor* const monitor_;
+  host::FolderChain chain_;
+  std::vector<std::vector<Folder>> waiting_;  // for each folder of the chain
+  std::string path_;                          // of the innermost folder, with "/" at its end
+  std::vector<std::size_t> lengths_;          // of the names in it
+};
 
 }  // namespace
 
@@ -43,36 +120,7 @@ void COrvikDirectoryPath::ListSubDirectories(const CAtlString& pattern,
   const std::optional<std::string> top = PathForLibc(path_);
   if (!top) return;
   host::Monitor* const monitor = MonitorOf(progress, COrvikFilePath(path_));
-  // The path as it is given, and as it is spelled on disk, so that no folder is looked for again.
-  std::vector<std::pair<COrvikDirectoryPath, std::string>> waiting{{*this, *top}};
-  while (!waiting.empty()) {
-    const auto [folder, on_disk] = std::move(waiting.back());
-    waiting.pop_back();
-    if (host::IsStopped(monitor) || !host::Begins(monitor, {}, BelowTop(on_disk, *top))) {
-      AddFailure(COrvikFilePath(folder.GetDirectoryPathString()), ECANCELED, host::Side::kSource,
-                 report);
-      break;
-    }
-    std::uint64_t count = 0;
-    const auto visit = [&, &folder = folder, &on_disk = on_disk](const FolderEntry& entry) {
-      ++count;
-      if (entry.kind != EntryKind::kFolder) return;
-      const bool matches = MatchesWildcard(entry.name, pattern.View());
-      if (!matches && recursive == FALSE) return;
-      COrvikDirectoryPath subfolder = folder;
-      subfolder.AddDirectoryToPath(PathFromUnits(entry.name));
-      if (matches) folders.Add(subfolder);
-      if (recursive == FALSE) return;
-      waiting.emplace_back(std::move(subfolder), host::ChildPath(on_disk, entry.name_on_disk));
-    };
-    const host::Descriptor opened = host::OpenPath(on_disk, O_RDONLY | O_DIRECTORY);
-    const int error = opened ? WalkFolder(opened.get(), visit) : errno;
-    if (error != 0 && error != ENOENT) {  // one that vanished is not missed
-      AddFailure(COrvikFilePath(folder.GetDirectoryPathString()), error, host::Side::kSource,
-                 report);
-    }
-    host::Advances(monitor, count, 0);
-  }
+  FolderSearch(pattern, &folders, recursive, report, monitor).Run(*this, *top);
   SortPaths(folders);
 }
 

@@ -91,16 +91,16 @@ BOOL COrvikDirectoryPath::CanDirectoryBeWrittenTo() const {
 
 void COrvikDirectoryPath::SortPaths(CAtlArray<COrvikDirectoryPath>& paths) {
   struct Entry {
-    CAtlString name;
+    std::u16string_view name;  // in the text of the path
     COrvikDirectoryPath path;
   };
   std::vector<Entry> entries;
   entries.reserve(paths.GetCount());
   for (COrvikDirectoryPath& path : paths) {
-    entries.push_back({path.GetLastDirectoryName(), path});
+    entries.push_back({PathFindFileName(path.path_.GetString()), path});
   }
   const auto compareDirfunc = [](const Entry& a, const Entry& b) {
-    return a.name.Compare(b.name) < 0;
+    return a.name.compare(b.name) < 0;
   };
   std::stable_sort(entries.begin(), entries.end(), compareDirfunc);
   std::transform(entries.begin(), entries.end(), paths.begin(),

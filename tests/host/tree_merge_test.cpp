@@ -101,7 +101,7 @@ TEST_F(TreeMergeTest, NoEntryOfACopyReplacesAnother) {
 
 // The folders of a copy have further names, which mounts give them.
 TEST_F(TreeMergeTest, SeesThroughMounts) {
-  const bool tested = OnAVolume(At("volume"), "tmpfs", "size=1m", [this] {
+  const bool tested = OnAVolume(At("volume"), "tmpfs", "size=1m,nr_inodes=500", [this] {
     const auto bind = [this](const char* folder, const char* place) {
       fs::create_directories(top_ / place);
       return mount((top_ / folder).c_str(), (top_ / place).c_str(), nullptr, MS_BIND, nullptr);
