@@ -56,4 +56,18 @@ std::optional<std::string> DecodeLooseBase64(std::string_view text) {
   return bytes;
 }
 
+std::optional<std::size_t> Base64Fault(std::string_view text) {
+  std::size_t end = text.size();
+  while (end > 0 && text.size() - end < 2 && text[end - 1] == '=') --end;
+  for (std::size_t i = 0; i < end; ++i) {
+    if (!base64::IsInAlphabet(text[i])) return i;
+  }
+  if (text.size() % 4 != 0) return text.size();
+  if (end == text.size()) return std::nullopt;
+  // The last character before the padding gives two or four bits.
+  const std::string_view unused = text.size() - end == 1 ? "AEIMQUYcgkosw048" : "AQgw";
+  if (unused.find(text[end - 1]) == std::string_view::npos) return end - 1;
+  return std::nullopt;
+}
+
 }  // namespace orvik

@@ -22,6 +22,10 @@ void EncodeBase64(const void* bytes, size_t length, char* text);
 // most three bytes a group. Padding ends its group only. False when there was a bad group.
 bool DecodeBase64(const char* text, size_t groups, unsigned char*& bytes);
 
+// Where a text breaks the rules of RFC 4648: a character outside the alphabet, missing or misplaced
+// padding, or bits that no byte takes. Nothing for a text that keeps them.
+std::optional<std::size_t> Base64Fault(std::string_view text);
+
 // Decodes up to the first "=". Characters outside the alphabet are skipped, and a last group of two
 // or three characters need not be padded. Empty when one character is left over.
 std::optional<std::string> DecodeLooseBase64(std::string_view text);

@@ -454,6 +454,44 @@ TEST_F(OrvikPrefsTest, NeverOverwritesADamagedFileUnasked) {
   }
 }
 
+// What differs prints as two, and comes back from JSON to the bit.
+TEST_F(OrvikPrefsTest, JsonKeepsEveryValueToTheBit) {
+  const char* const dates[] = {"2001-01-01T00:00:00.25Z", "2001-01-01T00:00:00.250000001Z",
+                               "0001-01-01T00:00:00Z",    "0xc3e0000000000000",
+                               "0x7ff8000000000000",      "0x8000000000000000"};
+  for (const char* date : dates) {
+    Out(std::string("set D ") + date + " " + date + " --date");
+    EXPECT_EQ(Out(std::string("get D ") + date), std::string(date) + "\n");
+  }
+  for (const char* real : {"nan", "inf", "-inf", "-0.0", "5e-324"}) {
+    Out(std::string("set D ") + real + " " + real + " --real");
+  }
+  Out("set D big 18446744073709551615 --int");
+  Out("export --format json -o " + given_);
+  EXPECT_EQ(Out("diff " + given_), "");
+  const std::string before = ReadFile(File());
+  Out("reset ''");
+  Out("import " + given_);
+  EXPECT_EQ(ReadFile(File()), before);
+}
+
+TEST_F(OrvikPrefsTest, RefusesWhatIsNoBase64ByItsPlace) {
+  const std::pair<const char*, const char*> kCases[] = {
+      {"***", "from character 1 on"},   {"AA-_", "from character 3 on"},
+      {"AAH", "from character 4 on"},   {"AA=A", "from character 3 on"},
+      {"AB==", "from character 2 on"},  {"AA==AA==", "from character 3 on"},
+      {"AAA A", "from character 4 on"}, {"A===", "from character 2 on"}};
+  for (const auto& [text, place] : kCases) {
+    Fails(std::string("set D n '") + text + "' --data", 1, place);
+    WriteFile(given_, std::string("{\"n\": {\"$data\": \"") + text + "\"}}");
+    Fails("import " + given_, 5, place);
+  }
+  for (const char* text : {"", "AA==", "AAA=", "+/+/"}) {
+    Out(std::string("set D n '") + text + "' --data");
+    EXPECT_EQ(Out("get D n"), std::string(text) + "\n");
+  }
+}
+
 TEST_F(OrvikPrefsTest, ReadsNoMoreThanAPropertyListMayHave) {
   WriteFile(given_, "{}");
   fs::resize_file(given_, std::uintmax_t{1} << 40);

@@ -1,7 +1,9 @@
 #include "tools/orvikprefs/json_form.h"
 
 #include <array>
+#include <bit>
 #include <charconv>
+#include <cinttypes>
 #include <cmath>
 #include <ctime>
 
@@ -58,16 +60,39 @@ std::string Base64(CFDataRef data) {
   return text;
 }
 
+// The bits of a date that has no other text.
+std::string DateBits(double seconds) {
+  char text[24];
+  std::snprintf(text, sizeof text, "0x%016" PRIx64, std::bit_cast<std::uint64_t>(seconds));
+  return text;
+}
+
 std::string DateText(CFDateRef date) {
-  const double seconds = CFDateGetAbsoluteTime(date) + kCFAbsoluteTimeIntervalSince1970;
-  const std::time_t whole = static_cast<std::time_t>(std::floor(seconds));
+  constexpr double kFirst = -63113904000, kEnd = 252455616000;  // the years 1 to 9999
+  const double seconds = CFDateGetAbsoluteTime(date);
+  const double whole = std::floor(seconds), fraction = seconds - whole;
+  const bool is_exact =
+      seconds >= kFirst && seconds < kEnd && fraction < 1 &&
+      std::bit_cast<std::uint64_t>(whole + fraction) == std::bit_cast<std::uint64_t>(seconds) &&
+      !(seconds == 0 && std::signbit(seconds));
+  if (!is_exact) return DateBits(seconds);
+  const std::time_t since_1970 =
+      static_cast<std::time_t>(whole) + static_cast<std::time_t>(kCFAbsoluteTimeIntervalSince1970);
   std::tm parts = {};
   char text[64] = "";
-  if (gmtime_r(&whole, &parts) != nullptr) {
-    std::snprintf(text, sizeof text, "%04d-%02d-%02dT%02d:%02d:%02dZ", parts.tm_year + 1900,
-                  parts.tm_mon + 1, parts.tm_mday, parts.tm_hour, parts.tm_min, parts.tm_sec);
+  if (gmtime_r(&since_1970, &parts) == nullptr) return DateBits(seconds);
+  std::snprintf(text, sizeof text, "%04d-%02d-%02dT%02d:%02d:%02d", parts.tm_year + 1900,
+                parts.tm_mon + 1, parts.tm_mday, parts.tm_hour, parts.tm_min, parts.tm_sec);
+  std::string shown = text;
+  if (fraction != 0) {
+    // As few digits as give the same fraction again, behind the zero.
+    std::array<char, 400> digits;
+    const auto end = std::to_chars(digits.data(), digits.data() + digits.size(), fraction,
+                                   std::chars_format::fixed);
+    if (end.ec != std::errc()) return DateBits(seconds);
+    shown.append(digits.data() + 1, end.ptr);
   }
-  return text;
+  return shown + 'Z';
 }
 
 // Writes the values of one tree; one buffer serves all of its strings.

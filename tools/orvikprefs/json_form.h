@@ -2,7 +2,10 @@
 //
 //   string, boolean, integer, array, dictionary   as JSON has them
 //   real                                          a number with a point or an exponent
-//   date                                          {"$date": "2024-05-06T07:08:09Z"}
+//   date                                          {"$date": "2024-05-06T07:08:09Z"}, with as many
+//                                                 digits of a second (":09.25Z") as give it again;
+//                                                 "0x" and the 16 digits of its IEEE 754 double
+//                                                 (seconds since 2001) outside the years 1 to 9999
 //   data                                          {"$data": "TWFu"} (RFC 4648)
 //   real that is no number                        {"$real": "nan"}, "inf", "-inf"
 //   a dictionary with one of these names alone    {"$dictionary": {...}}

@@ -225,8 +225,9 @@ class Reader {
     const bool other_real =
         type == ValueType::kReal && text != "nan" && text != "inf" && text != "-inf";
     Value value = other_real ? Value() : ParseValue(type, text);
+    const std::string why = other_real ? "no \"nan\", \"inf\" or \"-inf\"" : WhyNot(type, text);
     return value ? std::move(value)
-                 : Refuse("\"" + object.only_name + "\" is malformed", object.begin);
+                 : Refuse("\"" + object.only_name + "\" is malformed: " + why, object.begin);
   }
 
   // With every member that was kept open given its meaning.

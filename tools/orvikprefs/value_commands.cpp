@@ -50,7 +50,7 @@ Value NewValue(const Context& context, const CommandLine& line) {
   }
   if (!json) {
     Value value = ParseValue(type, text);
-    if (!value) context.Fail(kUsage, Quoted(text) + " is not " + TypeForm(type));
+    if (!value) context.Fail(kUsage, Quoted(text) + " is " + WhyNot(type, text));
     return value;
   }
   TextError error;

@@ -1,13 +1,16 @@
 #include "tools/orvikprefs/values.h"
 
 #include <algorithm>
+#include <bit>
 #include <charconv>
 
 #include "platform/core_foundation/array.h"
 #include "platform/core_foundation/data.h"
 #include "platform/core_foundation/date.h"
 #include "platform/core_foundation/number.h"
+#include "platform/core_foundation/property_list_escape.h"
 #include "prefs/preferences.h"
+#include "text/base64_codec.h"
 #include "text/case_mapping.h"
 #include "tools/orvikprefs/json_form.h"
 #include "tools/orvikprefs/text.h"
@@ -28,7 +31,7 @@ constexpr TypeRow kTypes[] = {
     {"integer", "an integer of 64 bits"},
     {"real", "a real number"},
     {"boolean", "true or false"},
-    {"date", "a date such as 2024-05-06T07:08:09Z"},
+    {"date", "a date such as 2024-05-06T07:08:09Z or 2024-05-06T07:08:09.25Z"},
     {"data", "Base64"},
     {"array", "a JSON array"},
     {"dictionary", "a JSON object"},
@@ -44,6 +47,32 @@ Value ReadElement(const std::string& element, std::string_view text) {
                    static_cast<CFIndex>(document.size())));
   return Value(CFPropertyListCreateFromXMLData(kCFAllocatorDefault, bytes, kCFPropertyListImmutable,
                                                nullptr));
+}
+
+// The texts of json_form.h.
+Value ParseDate(std::string_view text) {
+  const char* const last = text.data() + text.size();
+  if (text.starts_with("0x")) {
+    std::uint64_t bits = 0;
+    const auto [end, error] = std::from_chars(text.data() + 2, last, bits, 16);
+    if (text.size() != 18 || error != std::errc() || end != last) return Value();
+    return Value(CFDateCreate(kCFAllocatorDefault, std::bit_cast<double>(bits)));
+  }
+  const std::size_t point = text.find('.');
+  if (point == std::string_view::npos) return ReadElement("date", text);
+  const std::string_view digits =
+      text.substr(point + 1, text.size() - std::min(text.size(), point + 2));
+  if (!text.ends_with('Z') || digits.empty() ||
+      digits.find_first_not_of("0123456789") != std::string_view::npos) {
+    return Value();
+  }
+  const Value whole = ReadElement("date", std::string(text.substr(0, point)) + "Z");
+  const std::string zero = "0." + std::string(digits);
+  double fraction = 0;
+  const auto read = std::from_chars(zero.data(), zero.data() + zero.size(), fraction);
+  if (!whole || read.ec != std::errc()) return Value();
+  return Value(CFDateCreate(kCFAllocatorDefault,
+                            CFDateGetAbsoluteTime(static_cast<CFDateRef>(whole.Get())) + fraction));
 }
 
 Value ParseInteger(std::string_view text) {
@@ -112,12 +141,22 @@ const char* TypeForm(ValueType type) {
   return kTypes[static_cast<int>(type)].form;
 }
 
+std::string WhyNot(ValueType type, std::string_view text) {
+  const std::string what = std::string("not ") + TypeForm(type);
+  const std::optional<std::size_t> fault =
+      type == ValueType::kData ? Base64Fault(text) : std::nullopt;
+  return fault ? what + ", from character " + std::to_string(*fault + 1) + " on" : what;
+}
+
 bool IsDictionary(CFPropertyListRef value) {
   return value != nullptr && IsADictionaryType(value);
 }
 
 std::string ValueText(CFPropertyListRef value) {
-  if (TypeOf(value) == ValueType::kString) return ToUtf8(static_cast<CFStringRef>(value));
+  if (TypeOf(value) == ValueType::kString) {
+    const CAtlString text(static_cast<CFStringRef>(value));
+    return EscapedSurrogates(text.View());
+  }
   std::string json = JsonText(value);
   // Dates, data and reals that are no numbers are wrapped in JSON, to carry their type. None of
   // their texts holds a quote.
@@ -141,8 +180,9 @@ CAutoCFRelease<CFPropertyListRef> ParseValue(ValueType type, std::string_view te
     case ValueType::kBoolean:
       return ParseBoolean(text);
     case ValueType::kDate:
+      return ParseDate(text);
     case ValueType::kData:
-      return ReadElement(TypeName(type), text);
+      return Base64Fault(text) ? Value() : ReadElement("data", text);
     case ValueType::kArray:
     case ValueType::kDictionary:
       break;

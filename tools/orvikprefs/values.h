@@ -26,7 +26,8 @@ inline const char* TypeName(CFPropertyListRef value) {
 bool IsDictionary(CFPropertyListRef value);
 
 // A leaf as text: a string as it is, numbers in decimal, "true" or "false", a date in ISO 8601
-// (UTC), data in Base64. A container as JSON on one line.
+// (UTC), data in Base64. A container as JSON on one line. Two values that differ never have one text
+// and one type. A lone surrogate in a string is written as in JSON (json_form.h).
 std::string ValueText(CFPropertyListRef value);
 
 // The value of the type that the text means; null when it means none.
@@ -35,12 +36,14 @@ std::string ValueText(CFPropertyListRef value);
 //   integer             decimal, of 64 bits, signed or not
 //   real                decimal with or without an exponent; nan, inf, -inf
 //   boolean             true, false, yes, no, on, off, 1, 0, in any case
-//   date                2024-05-06T07:08:09Z
-//   data                Base64
+//   date                2024-05-06T07:08:09Z, 2024-05-06T07:08:09.25Z, or the bits (json_form.h)
+//   data                Base64 as RFC 4648 says: padded, without blanks
 //   array, dictionary   JSON (json_form.h)
 CAutoCFRelease<CFPropertyListRef> ParseValue(ValueType type, std::string_view text);
 // What the texts of a type look like, for messages: "an integer of 64 bits".
 const char* TypeForm(ValueType type);
+// Why a text is no value of the type: "not Base64, from character 3 on".
+std::string WhyNot(ValueType type, std::string_view text);
 
 // Whether the text is what ValueText gives for the value, or means an equal value of its type.
 bool IsTextOf(CFPropertyListRef value, const std::string& text);
