@@ -9,6 +9,7 @@
 #include "platform/core_foundation/dictionary.h"
 #include "platform/core_foundation/number.h"
 #include "platform/core_foundation/string.h"
+#include "platform/foundation/ns_number.h"
 #include "prefs/dictionary_type.h"
 #include "prefs/platform_values.h"
 
@@ -25,8 +26,10 @@ std::u16string Text(CFTypeRef string) {
 PreferenceValue Number(CFNumberRef number) {
   std::int64_t integer = 0;
   const bool is_real = CFNumberIsFloatType(number) != 0;
-  if (!is_real && CFNumberGetValue(number, kCFNumberSInt64Type, &integer)) {
-    return integer;
+  if (!is_real) {
+    return CFNumberGetValue(number, kCFNumberSInt64Type, &integer)
+               ? PreferenceValue(integer)
+               : PreferenceValue(static_cast<std::uint64_t>(number->unsignedLongLongValue()));
   }
   double real = 0;
   CFNumberGetValue(number, kCFNumberDoubleType, &real);
@@ -77,6 +80,9 @@ struct Maker {
   Object operator()(const std::u16string& text) const { return Object(String(text).Detach()); }
   Object operator()(std::int64_t number) const {
     return Object(CFNumberCreate(kCFAllocatorDefault, kCFNumberSInt64Type, &number));
+  }
+  Object operator()(std::uint64_t number) const {
+    return Object(CFTypeRef(NSNumber::CreateUnsigned(number)));
   }
   Object operator()(double number) const {
     return Object(CFNumberCreate(kCFAllocatorDefault, kCFNumberDoubleType, &number));

@@ -2,7 +2,7 @@
 //
 //   property list    PreferenceValue holds
 //   string           std::u16string
-//   integer          std::int64_t (above its range: the nearest double)
+//   integer          std::int64_t; std::uint64_t above its range
 //   real             double
 //   boolean          bool
 //   date             PreferenceDate
@@ -37,8 +37,9 @@ using PreferenceDictionary = std::map<std::u16string, PreferenceValue, std::less
 
 class PreferenceValue {
  public:
-  using Variant = std::variant<std::u16string, std::int64_t, double, bool, PreferenceDate,
-                               PreferenceData, PreferenceArray, PreferenceDictionary>;
+  using Variant =
+      std::variant<std::u16string, std::int64_t, double, bool, PreferenceDate, PreferenceData,
+                   PreferenceArray, PreferenceDictionary, std::uint64_t>;
 
   // NOLINTBEGIN(google-explicit-constructor): a value is what it is made from.
   // A CAtlString, a view, a standard string or a literal; null is empty.
@@ -72,7 +73,9 @@ class PreferenceValue {
     if constexpr (std::same_as<Integer, bool>) {
       return number;
     } else {
-      return static_cast<std::int64_t>(number);
+      const auto integer = static_cast<std::int64_t>(number);
+      if (std::unsigned_integral<Integer> && integer < 0) return static_cast<std::uint64_t>(number);
+      return integer;
     }
   }
 

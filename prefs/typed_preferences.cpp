@@ -49,6 +49,9 @@ std::optional<double> TypedPreferences::Real(std::u16string_view key_path,
   if (const std::int64_t* const integer = value->As<std::int64_t>()) {
     return static_cast<double>(*integer);
   }
+  if (const std::uint64_t* const integer = value->As<std::uint64_t>()) {
+    return static_cast<double>(*integer);
+  }
   const double* const real = value->As<double>();
   return real != nullptr ? std::optional<double>(*real) : std::nullopt;
 }

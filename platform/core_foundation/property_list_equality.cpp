@@ -1,6 +1,7 @@
 #include "platform/core_foundation/property_list_equality.h"
 
 #include <bit>
+#include <cmath>
 #include <cstdint>
 
 #include "platform/core_foundation/date.h"
@@ -24,7 +25,8 @@ bool AreSameLeaves(const NSObject* one, const NSObject* other) {
     const auto* number = static_cast<CFNumberRef>(one);
     const auto* other_number = static_cast<CFNumberRef>(other);
     if (number->isReal() && other_number->isReal()) {
-      return HaveSameBits(number->doubleValue(), other_number->doubleValue());
+      const double value = number->doubleValue(), other_value = other_number->doubleValue();
+      return (std::isnan(value) && std::isnan(other_value)) || HaveSameBits(value, other_value);
     }
     return number->isReal() == other_number->isReal() && one->isEqual(other);
   }

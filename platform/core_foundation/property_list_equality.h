@@ -6,8 +6,9 @@
 namespace [[gnu::visibility("default")]] orvik {
 
 // Stricter than CFEqual: an integer and a real of one value differ, so do 0.0 and -0.0, at any
-// depth; a real that is no number is the same as itself. Null is the same as null alone. In time
-// proportional to the smaller of the two.
+// depth. Reals that are not a number are all the same, because XML has one of them; dates are the
+// same by their bits. Null is the same as null alone. In time proportional to the smaller of the
+// two, and without recursion.
 bool IsSameValue(CFTypeRef one, CFTypeRef other);
 
 }  // namespace orvik

@@ -1,9 +1,12 @@
 #include "prefs/typed_preferences.h"
 
+#include <limits>
 #include <sstream>
 #include <thread>
 #include <type_traits>
 
+#include "host/file_identity.h"
+#include "prefs/reporting.h"
 #include "tests/prefs/store_fixture.h"
 
 namespace orvik::test {
@@ -86,6 +89,23 @@ TEST_F(TypedPreferencesTest, ThreadsReadAndChangeAtOnce) {
   }
   for (std::thread& thread : threads) thread.join();
   EXPECT_EQ(settings_.Key(u"Software/Threads")->size(), std::size_t{kThreads});
+}
+
+TEST_F(TypedPreferencesTest, KeepsUnsignedIntegersAndNumbersThatAreNone) {
+  TypedPreferences settings(u"com.example.Typed", kUserScope);
+  for (const std::uint64_t number : {std::uint64_t{1} << 63, ~std::uint64_t{0}}) {
+    ASSERT_TRUE(settings.Set(u"A", u"n", number).ok());
+    const std::optional<PreferenceValue> value = settings.Value(u"A", u"n");
+    ASSERT_TRUE(value && value->As<std::uint64_t>());
+    EXPECT_EQ(*value->As<std::uint64_t>(), number);
+    EXPECT_EQ(settings.Real(u"A", u"n"), static_cast<double>(number));
+  }
+  // What is there already is no change.
+  const double no_number = -std::numeric_limits<double>::quiet_NaN();
+  ASSERT_TRUE(settings.Set(u"A", u"n", no_number).ok());
+  const host::FileIdentity before = host::IdentityOf(PreferenceFilePath(1, u"com.example.Typed"));
+  ASSERT_TRUE(settings.Set(u"A", u"n", no_number).ok());
+  EXPECT_EQ(host::IdentityOf(PreferenceFilePath(1, u"com.example.Typed")), before);
 }
 
 }  // namespace
