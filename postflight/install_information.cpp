@@ -5,6 +5,7 @@
 #include <cstring>
 #include <string>
 
+#include "host/file_access.h"
 #include "host/replace_file.h"
 #include "host/system_log.h"
 #include "platform/foundation/file_manager.h"
@@ -59,8 +60,16 @@ CAutoCFRelease<CFTypeRef> PlatformValue(const std::variant<CAtlString, int>& val
 const NSString* ReasonMissing(const InstallValue& value) {
   const PrefResult<CFTypeRef> found =
       CopyPreference(kSharedScope, value.key_path, value.name, kDomain);
-  if (!found.ok()) {
-    return NSString::stringWithUTF8String(Describe(found.status).c_str());
+  PrefStatus status = found.status;
+  if (status.error == PrefError::kNotFound) {
+    // The writers do not say why they failed.
+    const std::string file = PreferenceFilePath(kSharedScope, kDomain);
+    if (const int error = host::ReplaceAccess(file); error != 0) {
+      status = PrefStatusFromErrno(error, file, PrefError::kNotSaved);
+    }
+  }
+  if (!status.ok()) {
+    return NSString::stringWithUTF8String(Describe(status).c_str());
   }
   return CFEqual(found.value, PlatformValue(value.value)) ? nullptr
                                                           : CFSTR(u"another value is there");

@@ -54,6 +54,7 @@ void FileDomainStore::Open(StorePurpose purpose, const LockWait& wait, RefusedRe
       if (file_.is_lock_refused()) {
         status_.error = PrefError::kLockRefused;
       }
+      ReadWithoutLock(error);
       return;
     }
     if (refused == RefusedRecord::kFail && !record_.refused().empty()) {
@@ -84,6 +85,15 @@ void FileDomainStore::Open(StorePurpose purpose, const LockWait& wait, RefusedRe
     case Contents::kEntries:
       root_.Attach(AsMutable(CFRetain(file_.root())));
       break;
+  }
+}
+
+// Nothing can be saved, but what is there can be found, as in a store that learns only when it saves.
+void FileDomainStore::ReadWithoutLock(int error) {
+  may_save_ = false;
+  if (error != EWOULDBLOCK &&
+      file_.Read(kCFPropertyListMutableContainers) == PropertyListFile::Contents::kEntries) {
+    root_.Attach(AsMutable(CFRetain(file_.root())));
   }
 }
 
@@ -162,6 +172,9 @@ PrefStatus FileDomainStore::SetEntry(CFStringRef name, CFTypeRef value) {
 }
 
 PrefStatus FileDomainStore::Save() {
+  if (!may_save_) {
+    return status_;
+  }
   const int error = changed_ ? file_.Save(root_) : file_.Flush();
   if (error == EINVAL) {
     return NotSerializable(CAtlString(), nullptr, root_);

@@ -31,7 +31,8 @@ class FileDomainStore : public DomainStore {
   FileDomainStore(std::string path, StorePurpose purpose);
 
   // What was found: ok with entries, kNotFound without a file, kLockNotObtained, or why the file
-  // cannot be read or its folder cannot be used for the change.
+  // cannot be read or its folder cannot be used for the change. In the last case the entries of a
+  // sound file are there all the same, and Save fails as the status says.
   const PrefStatus& status() const { return status_; }
   const PropertyListFile& file() const { return file_; }
 
@@ -60,6 +61,7 @@ class FileDomainStore : public DomainStore {
 
  private:
   void Open(StorePurpose purpose, const LockWait& wait, RefusedRecord refused);
+  void ReadWithoutLock(int error);
   // Takes the lock of the folder and the record: 0, or an error number.
   int Lock(StorePurpose purpose, const LockWait& wait);
   PrefStatus StatusOf(int error) const;
@@ -68,6 +70,7 @@ class FileDomainStore : public DomainStore {
   std::optional<CAtlString> record_domain_;
   SharedLockHold record_;
   PrefStatus status_;
+  bool may_save_ = true;
   bool changed_ = false;
   CAutoCFRelease<CFMutableDictionaryRef> root_;
 };

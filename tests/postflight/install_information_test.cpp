@@ -7,6 +7,7 @@
 #include "prefs/preferences.h"
 #include "prefs/shared_lock.h"
 #include "tests/postflight/log_fixture.h"
+#include "tests/support/without_root_rights.h"
 
 namespace orvik::test {
 namespace {
@@ -121,6 +122,19 @@ TEST_F(InstallInformationTest, WaitsForAStoreThatIsBeingWritten) {
   EXPECT_EQ(RecordInstallInformation(*arguments_).kept_aside.size(), 1u);
   EXPECT_EQ(looks, 250);
   ExchangeFileWriterWait(old);
+}
+
+TEST_F(InstallInformationTest, SaysWhyNothingCouldBeWritten) {
+  fs::create_directories(file_.parent_path());
+  fs::permissions(file_.parent_path(), fs::perms(0555));
+  {
+    const WithoutRootRights without(env_.folder());
+    EXPECT_FALSE(CheckRecorded(RecordInstallInformation(*arguments_)));
+  }
+  fs::permissions(file_.parent_path(), fs::perms(0755));
+  const std::string log = Log();
+  EXPECT_TRUE(Contains(log, "GlyphraPath") && Contains(log, file_.string())) << log;
+  EXPECT_EQ(log.find("not found"), std::string::npos) << log;
 }
 
 TEST_F(InstallInformationTest, AHeldLockEndsAStrictRunWithFailure) {

@@ -2,7 +2,9 @@
 
 #include <set>
 
+#include "prefs/transaction.h"
 #include "tests/prefs/store_fixture.h"
+#include "tests/support/without_root_rights.h"
 
 namespace orvik::test {
 namespace {
@@ -170,6 +172,27 @@ TEST_F(PreferencesTest, ListingAppendsKeysAndValueNames) {
   std::multiset<std::string> found;
   for (const CAtlString& name : names) found.insert(Utf8(name));
   EXPECT_EQ(found, (std::multiset<std::string>{"", "Install Information", "UELogging", "before"}));
+}
+
+// The result is that of the walk in every scope; only reporting calls say that nothing was saved.
+TEST_F(PreferencesTest, DeletesInAFolderThatMayNotBeWritten) {
+  for (const int scope : {0, 1, 4}) {
+    SCOPED_TRACE(scope);
+    const fs::path file = FileOf(scope);
+    WritePlist(file, R"({"A":{"n":"v"}})");
+    const std::string before = ReadFile(file);
+    fs::permissions(file.parent_path(), fs::perms(0555));
+    {
+      const WithoutRootRights without(env_.folder());
+      EXPECT_EQ(DeletePreference(scope, u"A", u"n", kDomain), 0u);
+      EXPECT_EQ(DeletePreference(scope, u"none", u"n", kDomain), 2u);
+      Transaction change(scope, kDomain);
+      change.Delete(u"A", u"n");
+      EXPECT_EQ(change.Commit().error, PrefError::kNotPermitted);
+    }
+    fs::permissions(file.parent_path(), fs::perms(0755));
+    EXPECT_EQ(ReadFile(file), before);
+  }
 }
 
 TEST_F(PreferencesTest, ApplicationFolders) {
