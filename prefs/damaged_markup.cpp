@@ -185,7 +185,8 @@ Token DamagedMarkup::ReadTag() const {
   }
   token.is_damaged = true;
   const bool is_found =
-      is_whole ? FindForm([&](const Form& f) { return f.IsNear(written, 1); }, form) ||
+      is_whole ? FindForm([&](const Form& f) { return f.IsNear(body, 1); }, form) ||
+                     FindForm([&](const Form& f) { return f.IsNear(written, 1); }, form) ||
                      FindForm([&](const Form& f) { return f.IsLongerByOne(written); }, form)
                : FindForm([&](const Form& f) { return f.Begins(body); }, form);
   if (is_found) {

@@ -142,8 +142,9 @@ PrefRepair RepairDomain(int scope, const CAtlString& domain,
     return repair;
   }
   FileDomainStore store(effective, domain, StorePurpose::kChange, wait);
-  if (!AreSameBytes(store.file().bytes(), found.file().bytes())) {
-    // Somebody was faster.
+  if (store.status().error != found.status().error ||
+      !AreSameBytes(store.file().bytes(), found.file().bytes())) {
+    // The lock was not obtained, or somebody was faster.
     entries.Free();
     repair = Plan(store, entries);
     if (!may_save(repair)) {

@@ -93,12 +93,22 @@ Salvage NothingOf(const char* what, CFDataRef bytes) {
 
 namespace {
 
+// A byte of the mark may be wrong.
+bool BeginsLikeBinary(std::string_view bytes) {
+  constexpr std::string_view kMark = "bplist00";
+  std::size_t same = 0;
+  for (std::size_t i = 0; i < std::min(kMark.size(), bytes.size()); ++i) {
+    same += bytes[i] == kMark[i] ? 1 : 0;
+  }
+  return bytes.starts_with("bplist") || same + 1 == kMark.size();
+}
+
 Salvage SalvageAnyForm(CFDataRef bytes) {
   const std::string_view view(reinterpret_cast<const char*>(CFDataGetBytePtr(bytes)),
                               static_cast<std::size_t>(CFDataGetLength(bytes)));
   using Root = CAutoCFRelease<CFTypeRef>;
   PropertyListLosses losses;
-  if (view.starts_with("bplist")) {
+  if (BeginsLikeBinary(view)) {
     return FromOtherForm(Root(SalvageBinaryPropertyList(view, losses)), losses, nullptr);
   }
   const std::string text = SalvagedText(view);

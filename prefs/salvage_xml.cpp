@@ -139,7 +139,7 @@ class Salvager {
            token);
     }
     Token container = DamagedMarkup::ContainerIn(text);
-    if (container.kind == Kind::kNone || open_.empty()) {
+    if (container.kind == Kind::kNone || (open_.empty() && container.kind == Kind::kEnd)) {
       return;
     }
     container.begin += token.begin;
@@ -196,6 +196,10 @@ class Salvager {
   }
 
   void TakeKey(CAutoCFRelease<CFStringRef> key, std::size_t at, std::size_t bytes) {
+    if (open_.empty() && salvage_.lost > 0) {
+      // The beginning of the list was lost.
+      OpenContainer({Kind::kStart, "dict", true, true, at, at, -1});
+    }
     // An array holds no keys: its end was lost, and that of other arrays around it.
     while (open_.size() > 1 && !open_.back().is_dictionary) {
       Lose("an array that does not end", at, 0);

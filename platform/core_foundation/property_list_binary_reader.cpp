@@ -176,6 +176,7 @@ class BinaryReader {
       return ReadLeaf(body, slots_[index]);
     }
     if (open_.size() == kPropertyListMaximumDepth) return false;
+    if (losses_ != nullptr && IsDoubtful(index, body)) return false;
     slots_[index].is_open = true;
     slots_[index].height = 1;
     auto builder = std::make_unique<PropertyListBuilder>(kCFPropertyListImmutable);
@@ -254,8 +255,22 @@ class BinaryReader {
     return next == bounds_.end() ? 0 : *next - offset;
   }
 
+  // Nor do two objects begin at one place.
   bool FitsBounds(std::uint64_t begin, std::uint64_t end) const {
-    return begin + Room(begin) == end;
+    const auto [first, next] = std::equal_range(bounds_.begin(), bounds_.end(), begin);
+    return next - first == 1 && next != bounds_.end() && *next == end;
+  }
+
+  // Whether a container is more likely something else whose marker was damaged: several of its
+  // references cannot be right.
+  bool IsDoubtful(std::uint64_t index, const Body& body) const {
+    const std::uint64_t count = body.content.size() / reference_size_;
+    std::uint64_t impossible = 0;
+    for (std::uint64_t i = 0; i < count; ++i) {
+      const std::uint64_t child = Reference(body, i);
+      impossible += child >= object_count_ || child == index || slots_[child].is_open ? 1 : 0;
+    }
+    return impossible > 1 && impossible * 4 > count;
   }
 
   // What only lost containers held.

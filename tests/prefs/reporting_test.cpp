@@ -156,6 +156,91 @@ TEST_F(ReportingTest, RepairSavesWhatIsCompleteAndKeepsTheRest) {
   EXPECT_EQ(RepairDomain(4, u"com.example.none").status.error, PrefError::kNotFound);
 }
 
+// A tag of which one byte is wrong: nothing moves to another place, and only what is doubtful is
+// lost.
+TEST_F(ReportingTest, RepairFindsThePlaceOfWhatIsWhole) {
+  const std::string list =
+      "<plist version=\"1.0\">\n<dict>\n\t<key>A</key>\n\t<dict>\n\t\t<key>l</key>\n\t\t<array>\n"
+      "\t\t\t<string>x</string>\n\t\t</array>\n\t\t<key>n</key>\n\t\t<string>v</string>\n\t</"
+      "dict>\n"
+      "\t<key>B</key>\n\t<true/>\n\t<key>C</key>\n\t<dict/>\n\t<key>D</key>\n\t<true/>\n</dict>\n"
+      "</plist>\n";
+  const char* const whole = R"({"A":{"l":["x"],"n":"v"},"B":true,"C":{},"D":true})";
+  const struct {
+    const char *tag, *damaged, *repaired;
+  } kCases[] = {
+      {"x</string>", "x</stXing>", R"({"A":{"l":[],"n":"v"},"B":true,"C":{},"D":true})"},
+      {"v</string>", "vX/string>", R"({"A":{"l":["x"]},"B":true,"C":{},"D":true})"},
+      {"\t</dict>", "\t</dXct>", whole},
+      {"\t</dict>", "\tX/dict>", whole},
+      {"\t</dict>", "\t<Xdict>", whole},
+      {"\t</dict>", "\t</dictX", whole},
+      {"<array>", "<arXay>", whole},
+      {"<array>", "Xarray>", whole},
+      {"</array>", "</arrayX", whole},
+      {"<dict/>", "<dictX>", whole},
+      {"\n<dict>", "\n<diXt>", whole},
+      {"\n<dict>", "\nXdict>", whole},
+      {"<key>l</key>", "<key>l</kXy>", R"({"A":{"n":"v"},"B":true,"C":{},"D":true})"},
+  };
+  std::vector<fs::path> files;
+  for (const auto& c : kCases) {
+    for (const bool is_indented : {true, false}) {
+      SCOPED_TRACE(c.damaged);
+      std::string bytes = list;
+      bytes.replace(bytes.find(c.tag), std::string(c.tag).size(), c.damaged);
+      if (!is_indented) std::erase(bytes, '\t');
+      const std::string domain = "com.example.tags" + std::to_string(files.size());
+      files.push_back(PreferenceFilePath(1, Wide(domain)));
+      WriteFile(files.back(), bytes);
+      const PrefRepair repair = RepairDomain(1, Wide(domain));
+      EXPECT_TRUE(repair.status.ok()) << Describe(repair.status);
+      EXPECT_GE(repair.lost, 1u);
+    }
+  }
+  const std::vector<std::string> found = OnDisk(files);
+  for (std::size_t i = 0; i < found.size(); ++i) {
+    EXPECT_EQ(found[i], kCases[i / 2].repaired) << kCases[i / 2].damaged << " " << i % 2;
+  }
+}
+
+// The time is bounded by CTest alone; what is looked for is growth with the square.
+TEST_F(ReportingTest, RepairCostsInLine) {
+  const std::string head = "<plist><dict><key>a</key><string>v</string>";
+  constexpr int kCount = 40'000;
+  for (const std::string& bytes :
+       {head + Repeated("<!--", kCount), head + Repeated("<?", kCount),
+        head + "<key>b</key>" + Repeated("<array>", kCount) + Repeated("</dict>", kCount),
+        head + Repeated("<string><![CDATA[", kCount), head + Repeated("<k a=\"", kCount),
+        "{ a = v; " + Repeated(";\"\\", kCount), "{ a = v; " + Repeated("{=", kCount),
+        head + "<key>" + std::string(100'000, 'k') + "</key><dict>" +
+            Repeated("<key>n</key><integer>x</integer>", 2000)}) {
+    WriteFile(FileOf(1), bytes);
+    const PrefRepair repair = RepairDomain(1, kDomain, {}, PrefRepairMode::kRehearse);
+    EXPECT_GE(repair.lost, 1u);
+    std::size_t path_units = 0;
+    for (const PrefLoss& loss : repair.losses) {
+      path_units += static_cast<std::size_t>(loss.path.GetLength());
+    }
+    EXPECT_LE(path_units, 2 * bytes.size());
+  }
+}
+
+// One string says that it is longer: it is lost, and what lies behind it is not.
+TEST_F(ReportingTest, RepairReadsABinaryListBehindABadLength) {
+  WritePlist(FileOf(1), R"({"A":"first","B":["x","y"],"C":"third","D":4})", "binary");
+  std::string bytes = ReadFile(FileOf(1));
+  bytes[bytes.find(
+      "\x55"
+      "first")] = '\x5E';
+  WriteFile(FileOf(1), bytes);
+  const PrefRepair repair = RepairDomain(1, kDomain);
+  EXPECT_EQ(OnDisk(FileOf(1)), R"({"B":["x","y"],"C":"third","D":4})");
+  ASSERT_EQ(repair.losses.size(), 1u);
+  EXPECT_EQ(Utf8(repair.losses[0].path), "A");
+  EXPECT_EQ(repair.losses[0].bytes, 6u);
+}
+
 TEST_F(ReportingTest, RepairLeavesAloneWhatGivesNothing) {
   const fs::path file = FileOf(1);
   WritePlist(file, R"({"K":{"n":"v"}})", "binary");
@@ -248,8 +333,7 @@ TEST_F(ReportingTest, RepairNamesWhatIsLostAndCanBeTried) {
        ": the list breaks off, 8:1\n",
        R"({"K":{"l":[true]},"z":true})", 2},
       {"<plist><array><true/><real>?</real></array><dict><key>a</key><true/></dict>\n",
-       ": a list that is no dictionary, 1:8\n",
-       "{}", 0},
+       ": a list that is no dictionary, 1:8\n", "{}", 0},
       {kBinaryWithBadObject, "B: a value that cannot be read, 0:23\n", R"({"A":"1","C":true})", 2},
       {"{\n K = { a = 1;\n b = <x>; };\n l = (\u00E9, x, \"\xFF\");\n",
        "K/b: text that cannot be read, 3:8\n"
