@@ -70,7 +70,7 @@ set(documents_dir ${CMAKE_INSTALL_DATADIR}/doc/liborvik-dev)
 file(GLOB pages CONFIGURE_DEPENDS *.md)
 install(FILES ${pages} DESTINATION ${documents_dir} COMPONENT development)
 install(DIRECTORY docs DESTINATION ${documents_dir} COMPONENT development
-  FILES_MATCHING PATTERN "*.md" PATTERN "*.svg")
+  FILES_MATCHING PATTERN "*.md" PATTERN "*.svg" PATTERN "*.1" PATTERN "*.8")
 install(DIRECTORY examples DESTINATION ${documents_dir} COMPONENT development
   USE_SOURCE_PERMISSIONS)
 

@@ -45,7 +45,7 @@ FilePlace FindEntry(const std::string& path, Links links);
 // The same as FindPlace for a change: links are trusted ones, and missing folders are made. A new
 // folder has mode 0777 less the umask; below a folder with the set-group bit that its group may
 // write, the group may write the new one, too. One that root makes below another user's folder
-// becomes that user's (make_folder.h). FlushWay puts their names on disk.
+// becomes that user's. FlushWay puts their names on disk.
 //
 // As root, a folder on the way that an unprivileged user could replace by another is logged, once
 // in each process.
@@ -54,6 +54,14 @@ FilePlace MakePlace(const std::string& path);
 // Puts the names on the way to the place's folder on disk, whoever made the folders, unless the
 // folder has the file of its lock: that is made only behind this call. 0 or an error number.
 int FlushWay(const FilePlace& place);
+
+// Gives a new file or folder what it takes from its folder. `entry` is open; `own` receives its
+// attributes as they are afterwards. False when they cannot be had.
+//
+// - What root makes in another user's folder becomes that user's.
+// - In a folder with the set-group bit that its group may write, the group may read and write it,
+//   and others may read it if they may read the folder, whatever the umask is.
+bool FollowFolder(int entry, const struct stat& folder, struct stat* own);
 
 }  // namespace host
 }  // namespace orvik

@@ -5,6 +5,7 @@
 
 #include <cerrno>
 
+#include "host/file_place.h"
 #include "host/open_flags.h"
 #include "host/staged_file.h"
 

@@ -1,4 +1,4 @@
-// New folders, and what new files and folders take from the folder they are made in.
+// New folders, which take from the folder they are made in what FollowFolder (file_place.h) says.
 #pragma once
 
 #include <sys/stat.h>
@@ -20,14 +20,6 @@ namespace host {
 // meanwhile, and no folder is changed but the one that was made.
 int MakeFolder(int folder, const struct stat& attributes, const std::string& name, Descriptor* made,
                struct stat* own);
-
-// Gives a new file or folder what it takes from its folder. `entry` is open; `own` receives its
-// attributes as they are afterwards. False when they cannot be had.
-//
-// - What root makes in another user's folder becomes that user's.
-// - In a folder with the set-group bit that its group may write, the group may read and write it,
-//   and others may read it if they may read the folder, whatever the umask is.
-bool FollowFolder(int entry, const struct stat& folder, struct stat* own);
 
 }  // namespace host
 }  // namespace orvik

@@ -12,17 +12,17 @@
 //                                        EPERM elsewhere
 //   a regular file that a path names     replaces it, except another user's in a sticky folder that
 //   for output                           everyone may write (EACCES, as with fs.protected_regular)
-//   a file with several names that      root writes into it only in a folder that no other user can
-//   is to be written in place            change, or if it belongs to the folder's owner; it
-//   replaces
-//                                        the name elsewhere: the other names may lead anywhere
+//   a file with several names that is    root writes into it only in a folder that no other user
+//   to be written in place               can change, or if it belongs to the folder's owner; root
+//                                        replaces the name elsewhere, as the other names may lead
+//                                        anywhere
 //   what has just been made              is given to the folder's owner, and to its group, by the
 //                                        descriptor it was made with (make_folder.h)
-//   anything that is read                is opened only if it is a regular file (regular_file.h)
-//   a staged file that a killed process  removes it if it is regular, unlocked, has the exact form
-//   of left                                 the name, and belongs to the caller; root also removes
-//   one
-//                                        of the folder's or the target's owner, whom it writes for
+//   anything that is read                opens it only if it is a regular file (regular_file.h)
+//   a staged file that a killed          removes it if it is regular, unlocked, has the exact form
+//   process left                         of the name, and belongs to the caller; root also removes
+//                                        one of the folder's or the target's owner, for whom root
+//                                        writes
 //   a staged folder                      removes it if it belongs to the caller
 #pragma once
 
