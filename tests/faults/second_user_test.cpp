@@ -143,6 +143,7 @@ class Racer {
     for (;;) body();
   }
   ~Racer() {
+    if (pid_ <= 0) return;
     kill(pid_, SIGKILL);
     waitpid(pid_, nullptr, 0);
   }

@@ -282,6 +282,7 @@ TEST_F(SharedLockTest, AHolderOfAKernelLockIsShownAndWaitedForOnce) {
       file.emplace(path.string());
       EXPECT_EQ(file->Lock(PropertyListFile::Folder::kMake), 0);
     });
+    ASSERT_GT(writer.pid(), 0);
     kill(writer.pid(), SIGSTOP);
     const SharedLockRecord shown = CopySharedLockRecord(kDomain);
     EXPECT_EQ(shown.state, SharedLockRecord::State::kHeld);
