@@ -29,7 +29,7 @@ TEST_F(PackagesTest, HoldWhatTheySayAndNameWhatTheyNeed) {
   make(folder, "CPACK_VERBATIM_VARIABLES=ON");
   // The same bytes when they are made again.
   make(again, "CPACK_COMPONENTS_ALL=tool;library-text");
-  for (const char* package : {"orvik-postflight", "liborvik-text2"}) {
+  for (const char* package : {"orvik-postflight", "liborvik-text3"}) {
     EXPECT_EQ(RunCommand({"sh", "-c",
                           "cmp " + folder.string() + "/" + package + "_*.deb " + again.string() +
                               "/" + package + "_*.deb"})
@@ -51,15 +51,15 @@ TEST_F(PackagesTest, HoldWhatTheySayAndNameWhatTheyNeed) {
        {"/usr/bin/orvikprefs", "/man1/orvikprefs.1.gz", "/bash-completion/completions/orvikprefs",
         "/_orvikprefs", "/vendor_completions.d/orvikprefs.fish", "/orvikprefs/copyright", "/changelog.Debian.gz"},
        {"libc6 (", "libicu", "libstdc++6 ("}},
-      {"liborvik-text2",
-       {"/liborvik_text.so.2 -> liborvik_text.so." ORVIK_VERSION, "/liborvik-text2/copyright",
+      {"liborvik-text3",
+       {"/liborvik_text.so.3 -> liborvik_text.so." ORVIK_VERSION, "/liborvik-text3/copyright",
         "/changelog.Debian.gz"},
        {"libc6 (", "libicu"}},
-      {"liborvik-xml2",
-       {"/liborvik_xml.so.2 -> liborvik_xml.so." ORVIK_VERSION, "/liborvik-xml2/copyright",
+      {"liborvik-xml3",
+       {"/liborvik_xml.so.3 -> liborvik_xml.so." ORVIK_VERSION, "/liborvik-xml3/copyright",
         "/changelog.Debian.gz"},
-       {"libc6 (", "liborvik-streams2 (= " ORVIK_VERSION "-1)",
-        "liborvik-prefs2 (= " ORVIK_VERSION "-1)"}},
+       {"libc6 (", "liborvik-streams3 (= " ORVIK_VERSION "-1)",
+        "liborvik-prefs3 (= " ORVIK_VERSION "-1)"}},
       {"orvik-ansible",
        {"/usr/share/ansible/plugins/modules/orvik_preference.py",
         "/usr/share/ansible/plugins/action/orvik_preference.py", "/orvik-ansible/copyright",
@@ -67,9 +67,9 @@ TEST_F(PackagesTest, HoldWhatTheySayAndNameWhatTheyNeed) {
        {"ansible-core | ansible"}},
       {"liborvik-dev",
        {"/usr/include/orvik/prefs/preferences.h", "/liborvik_prefs.a", "/liborvik_platform.a",
-        "/liborvik_prefs.so -> liborvik_prefs.so.2", "/cmake/orvik/orvik-config.cmake",
+        "/liborvik_prefs.so -> liborvik_prefs.so.3", "/cmake/orvik/orvik-config.cmake",
         "/pkgconfig/orvik.pc", "/liborvik-dev/copyright", "/changelog.Debian.gz"},
-       {"liborvik-text2 (= " ORVIK_VERSION "-1)", "liborvik-xml2 (= " ORVIK_VERSION "-1)",
+       {"liborvik-text3 (= " ORVIK_VERSION "-1)", "liborvik-xml3 (= " ORVIK_VERSION "-1)",
         "libicu-dev", "libtinyxml-dev", "zlib1g-dev", "libboost-dev"}},
   };
   for (const auto& expected : kPackages) {
@@ -103,11 +103,11 @@ TEST_F(PackagesTest, HoldWhatTheySayAndNameWhatTheyNeed) {
     EXPECT_NE(contents.find("/lintian/overrides/" + expected.package + "\n"), std::string::npos);
     EXPECT_EQ(RunCommand({"dpkg-deb", "--info", file, "md5sums"}).status, 0);
     EXPECT_NE(RunCommand({"dpkg-deb", "--info", file, "postinst"}).status, 0);
-    if (expected.package == "liborvik-xml2") {
+    if (expected.package == "liborvik-xml3") {
       EXPECT_EQ(RunCommand({"dpkg-deb", "--info", file, "triggers"}).out,
                 "activate-noawait ldconfig\n");
       EXPECT_NE(RunCommand({"dpkg-deb", "--info", file, "shlibs"})
-                    .out.find("liborvik_xml 2 liborvik-xml2 ("),
+                    .out.find("liborvik_xml 3 liborvik-xml3 ("),
                 std::string::npos);
     }
   }
