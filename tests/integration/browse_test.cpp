@@ -4,6 +4,7 @@
 #include <unistd.h>
 
 #include <csignal>
+#include <fstream>
 #include <string>
 #include <vector>
 
@@ -28,7 +29,7 @@ class BrowseTest : public EnvironmentTest {
     Write(u"Software/Other", u"evil", u"photo\u202Egnp\x1b[2J");
     EXPECT_EQ(WritePreferenceInt(0, u"Software/Vendor/App", u"Count", 42, kDomain), 0u);
   }
-  ~BrowseTest() override { Tmux({"kill-server"}); }
+  ~BrowseTest() override { EndServer(); }
 
   static void Write(const char16_t* key, const char16_t* name, const CAtlString& value) {
     EXPECT_EQ(WritePreferenceString(0, key, name, value, kDomain), 0u);
@@ -60,6 +61,19 @@ class BrowseTest : public EnvironmentTest {
   }
   void Type(const std::vector<std::string>& keys) {
     for (const std::string& key : keys) Tmux({"send-keys", key});
+  }
+  // Waits for the program, which may still have changes to keep in a folder of the test.
+  void EndServer() {
+    const std::string shell = Tmux({"display-message", "-p", "#{pane_pid}"});
+    const std::string child = RunCommand({"pgrep", "-P", shell.substr(0, shell.find('\n'))}).out;
+    Tmux({"kill-server"});
+    const fs::path command = "/proc/" + child.substr(0, child.find('\n')) + "/cmdline";
+    char byte = 0;
+    for (int attempt = 0; attempt < 400 && !child.empty(); ++attempt) {
+      // A process that has ended has no command line, even if nobody has waited for it.
+      if (!std::ifstream(command).get(byte)) break;
+      usleep(25'000);
+    }
   }
   // Of the program, which the shell of the terminal has started.
   void Kill(const char* signal) {
@@ -304,7 +318,7 @@ TEST_F(BrowseTest, FitsEveryScreenWithAndWithoutColour) {
   Type({"Down", "Up", "?"});
   Tmux({"resize-window", "-x", "120", "-y", "40"});
   EXPECT_TRUE(Shows("Nothing is written before w"));
-  Tmux({"kill-server"});
+  EndServer();
   const ScopedVariable plain("NO_COLOR", "1");
   Start();
   ASSERT_TRUE(Shows("Software"));
@@ -331,7 +345,7 @@ TEST_F(BrowseTest, KeepsChangesWhenItIsEndedAndOffersThem) {
     if (is_kept) {
       EXPECT_TRUE(Shows("1 change kept in")) << name;
       EXPECT_EQ(NamesIn(folder).size(), 1u) << name;
-      Tmux({"kill-server"});
+      EndServer();
       Start();
       ASSERT_TRUE(Shows("1 change of a browser that was ended before it wrote them is kept"));
       Type({"t"});
@@ -342,7 +356,7 @@ TEST_F(BrowseTest, KeepsChangesWhenItIsEndedAndOffersThem) {
       EXPECT_TRUE(Shows("ended 0"));
       EXPECT_TRUE(NamesIn(folder).empty()) << name;
     }
-    Tmux({"kill-server"});
+    EndServer();
   }
   EXPECT_EQ(Stored(u"Software/Vendor/App", u"Path"), "/opt/app");
 }
@@ -362,7 +376,7 @@ TEST_F(BrowseTest, SaysForWhomItWaits) {
   Type({"w"});
   EXPECT_TRUE(Shows("1 change written"));
   LockGlobalSharedPList(kDomain);
-  Tmux({"kill-server"});
+  EndServer();
   Start("--timeout 0 Software/Vendor/App");
   ASSERT_TRUE(Shows(" /Software/Vendor/App"));
   Type({"A"});
