@@ -56,7 +56,7 @@ TEST_F(ApplyTest, AppliesScripts) {
       {"set K n\n", 1, "line 1, column 8 (byte 7): a value is expected"},
       {"\nset K n tru\n", 1, "line 2, column 9 (byte 9): this is no JSON value"},
       {"set K n {\"a\": [1, null]}\n", 1, "null is no property-list value: \"a/1\""},
-      {"set K n {\"a\": {\"$date\": \"?\"}}\n", 1, "\"$date\" is malformed: \"a\""},
+      {"set K n {\"a\": {\"$date\": \"?\"}}\n", 1, "\"$date\" is malformed: not a date"},
       {"set K n {\"a\": 1, \"b\": {\"c\": 1, \"c\": 2}}\n", 1,
        "line 1, column 32 (byte 31): the name \"c\" is there twice: \"b\""},
       {"set --keep-type Software/Vendor/App Count \"43\"\n", 6,

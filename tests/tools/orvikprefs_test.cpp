@@ -464,7 +464,7 @@ TEST_F(OrvikPrefsTest, JsonKeepsEveryValueToTheBit) {
     EXPECT_EQ(Out(std::string("get D ") + date), std::string(date) + "\n");
   }
   for (const char* real : {"nan", "inf", "-inf", "-0.0", "5e-324"}) {
-    Out(std::string("set D ") + real + " " + real + " --real");
+    Out(std::string("set D --real -- ") + real + " " + real);
   }
   Out("set D big 18446744073709551615 --int");
   Out("export --format json -o " + given_);
