@@ -88,7 +88,8 @@ void FileDomainStore::Open(StorePurpose purpose, const LockWait& wait, RefusedRe
   }
 }
 
-// Nothing can be saved, but what is there can be found, as in a store that learns only when it saves.
+// Nothing can be saved, but what is there can be found, as in a store that learns only when it
+// saves.
 void FileDomainStore::ReadWithoutLock(int error) {
   may_save_ = false;
   if (error != EWOULDBLOCK &&

@@ -39,8 +39,8 @@ class PreferenceWatch {
   ~PreferenceWatch();
   PreferenceWatch(const PreferenceWatch&) = delete;
   PreferenceWatch& operator=(const PreferenceWatch&) = delete;
-  // The watch goes on in the new object, with the same descriptor. The old one may only be destroyed
-  // or assigned to.
+  // The watch goes on in the new object, with the same descriptor. The old one may only be
+  // destroyed or assigned to.
   PreferenceWatch(PreferenceWatch&&) noexcept;
   PreferenceWatch& operator=(PreferenceWatch&&) noexcept;
 

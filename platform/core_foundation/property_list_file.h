@@ -96,9 +96,9 @@ class PropertyListFile {
   int Find();
 
   // Reads and parses the file. Under the lock its content is locked, too, where the caller may
-  // write it (EWOULDBLOCK: another holds that for what is left of the wait). A file that is damaged,
-  // and was changed less than a second ago, may be one that an editor or a copy is writing in
-  // place: under the lock it is read again whenever it changes, until it is whole or has not
+  // write it (EWOULDBLOCK: another holds that for what is left of the wait). A file that is
+  // damaged, and was changed less than a second ago, may be one that an editor or a copy is writing
+  // in place: under the lock it is read again whenever it changes, until it is whole or has not
   // changed for a second, for five seconds at most.
   Contents Read(CFPropertyListMutabilityOptions mutability);
   // What the last Read found.

@@ -5,8 +5,8 @@
 #include <cstdarg>
 #include <cstdint>
 #include <iterator>
-#include <span>
 #include <optional>
+#include <span>
 #include <string>
 #include <string_view>
 #include <tuple>

@@ -26,8 +26,8 @@ inline const char* TypeName(CFPropertyListRef value) {
 bool IsDictionary(CFPropertyListRef value);
 
 // A leaf as text: a string as it is, numbers in decimal, "true" or "false", a date in ISO 8601
-// (UTC), data in Base64. A container as JSON on one line. Two values that differ never have one text
-// and one type. A lone surrogate in a string is written as in JSON (json_form.h).
+// (UTC), data in Base64. A container as JSON on one line. Two values that differ never have one
+// text and one type. A lone surrogate in a string is written as in JSON (json_form.h).
 std::string ValueText(CFPropertyListRef value);
 
 // The value of the type that the text means; null when it means none.
