@@ -158,7 +158,7 @@ int MakeOther(const Source& source, const char* text, int to, const char* name, 
     [[maybe_unused]] const int owned =
         fchownat(to, name, info.stx_uid, info.stx_gid, AT_SYMLINK_NOFOLLOW);
   }
-  if (text == nullptr) fchmodat(to, name, info.stx_mode & 07777, 0);
+  if (text == nullptr && fchmodat(to, name, info.stx_mode & 07777, 0) != 0) return errno;
   const timespec times[2] = {TimeOf(info.stx_atime), TimeOf(info.stx_mtime)};
   utimensat(to, name, times, AT_SYMLINK_NOFOLLOW);
   return 0;
