@@ -368,7 +368,7 @@ TEST_F(BrowseTest, SaysForWhomItWaits) {
   EXPECT_TRUE(Shows("locked by"));
   Type({"d", "w"});
   EXPECT_TRUE(Shows("(process " + std::to_string(holder.pid())));
-  EXPECT_TRUE(Shows("300"));  // of so many seconds, wherever the line is wrapped
+  EXPECT_TRUE(Shows("300"));        // of so many seconds, wherever the line is wrapped
   Type({"q", "x", "w", "Escape"});  // keys do not wait in a queue
   EXPECT_TRUE(Shows("nothing is written: cancelled"));
   EXPECT_TRUE(Shows("1 change"));
