@@ -7,7 +7,7 @@
 #include "fuzz/require.h"
 #include "platform/core_foundation/base.h"
 #include "platform/core_foundation/property_list_equality.h"
-#include "tools/orvikprefs/json_form.h"
+#include "tools/orvikprefs/json.h"
 #include "tools/orvikprefs/text.h"
 
 using orvik::fuzz::Require;

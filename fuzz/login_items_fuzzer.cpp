@@ -12,7 +12,7 @@
 #include "platform/foundation/autorelease_pool.h"
 #include "platform/foundation/ns_number.h"
 #include "platform/foundation/path_on_disk.h"
-#include "postflight/login_window_plist.h"
+#include "postflight/property_file.h"
 
 using orvik::LoginWindowPlist;
 using orvik::NSDictionary;

@@ -1,6 +1,6 @@
-// What the tool records about an installation, and whether it is recorded.
+// The run of the postflight tool, and the values that it records about an installation.
 //
-// All of it lies in the shared scope, domain com.orviktech.Registry.
+// All values lie in the shared scope, domain com.orviktech.Registry.
 #pragma once
 
 #include <variant>
@@ -34,5 +34,14 @@ InstallRecord RecordInstallInformation(const InstallerArgs& arguments);
 // place of no damaged one. Each value that it does not hold is logged with its scope, key path,
 // name and domain, and why; so is a flush that failed.
 bool CheckRecorded(const InstallRecord& record);
+
+// Reads and logs the installer's arguments and records where things were installed in the shared
+// preferences of com.orviktech.Registry. The result is the exit status of the process: 1, whether
+// or not the arguments were complete and the values could be saved.
+//
+// With the environment variable ORVIK_STRICT set to "1" the values are then read back from the
+// store's file; the status is 0 when all of them are there, else 1, and the log names the missing
+// ones.
+int RunPostflight();
 
 }  // namespace orvik

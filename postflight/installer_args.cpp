@@ -2,7 +2,6 @@
 
 #include "platform/foundation/autorelease_pool.h"
 #include "platform/foundation/user_defaults.h"
-#include "postflight/log_line.h"
 #include "postflight/log_sys.h"
 
 namespace orvik {

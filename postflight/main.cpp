@@ -1,7 +1,7 @@
 #include <signal.h>
 
 #include "host/program_arguments.h"
-#include "postflight/run.h"
+#include "postflight/install_information.h"
 
 // The arguments reach the tool through the standard user defaults.
 int main(int argc, char** argv) {

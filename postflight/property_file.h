@@ -1,8 +1,10 @@
-// A property-list file that is loaded, changed in memory and written back.
+// A property-list file that is loaded, changed in memory and written back; and the login window's
+// list of applications that are launched at login, which is one.
 //
 // Methods log their steps. Failures are a log line and NO; the object stays usable.
 #pragma once
 
+#include "platform/foundation/ns_array.h"
 #include "platform/foundation/ns_string.h"
 #include "platform/foundation/object.h"
 
@@ -46,6 +48,19 @@ class propertyFile : public NSObject {
   const NSString* m_pfilePath = nullptr;
   NSObject* m_Plist = nullptr;
   unsigned m_pFormat = 0;
+};
+
+// The root dictionary's "AutoLaunchedApplicationDictionary" is an array of dictionaries with "Path"
+// (a string) and "Hide" (a boolean). Changes stay in memory until the file is written.
+class LoginWindowPlist : public propertyFile {
+ public:
+  // The array, not retained for the caller; null when there is none.
+  NSArray* autoLaunchedAppDictArr() const;
+
+  // Sets the hide flag of every item with exactly this path, or appends a new item. NO, with a log
+  // line, for a list that cannot be changed: a root that is no dictionary, or immutable contents.
+  ObjCBool addFilePathToAutoLaunchedAppDictArr(const NSString* path);
+  ObjCBool addFilePathToAutoLaunchedAppDictArr(const NSString* path, ObjCBool hide);
 };
 
 }  // namespace orvik

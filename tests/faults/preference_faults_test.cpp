@@ -9,7 +9,7 @@
 #include "platform/core_foundation/dictionary.h"
 #include "platform/core_foundation/property_list_file.h"
 #include "platform/foundation/user_defaults.h"
-#include "postflight/run.h"
+#include "postflight/install_information.h"
 #include "prefs/platform_values.h"
 #include "prefs/preferences.h"
 #include "prefs/reporting.h"

@@ -27,7 +27,7 @@
 #include "prefs/shared_lock.h"
 #include "tests/support/file_trees.h"
 #include "tests/support/test_environment.h"
-#include "tools/orvikprefs/program.h"
+#include "tools/orvikprefs/commands.h"
 #include "xml/config_store.h"
 
 namespace orvik::test {

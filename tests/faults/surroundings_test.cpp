@@ -21,10 +21,10 @@
 #include <set>
 
 #include "host/program_arguments.h"
-#include "postflight/run.h"
+#include "postflight/install_information.h"
 #include "tests/faults/fault_layer.h"
 #include "tests/support/test_environment.h"
-#include "tools/orvikprefs/program.h"
+#include "tools/orvikprefs/commands.h"
 
 namespace orvik::test {
 namespace {

@@ -3,7 +3,6 @@
 #include "platform/foundation/user_defaults.h"
 #include "postflight/installer_args.h"
 #include "postflight/log_sys.h"
-#include "postflight/run.h"
 #include "prefs/preferences.h"
 #include "prefs/shared_lock.h"
 #include "tests/postflight/log_fixture.h"

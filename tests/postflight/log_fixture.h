@@ -4,7 +4,7 @@
 #include <cstdlib>
 
 #include "platform/foundation/autorelease_pool.h"
-#include "postflight/log_line.h"
+#include "postflight/log_sys.h"
 #include "tests/support/test_environment.h"
 
 namespace orvik::test {

@@ -1,4 +1,4 @@
-#include "postflight/login_window_plist.h"
+#include "postflight/property_file.h"
 
 #include "platform/core_foundation/property_list.h"
 

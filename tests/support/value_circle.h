@@ -15,7 +15,7 @@
 #include "platform/core_foundation/property_list_forms.h"
 #include "platform/foundation/ns_number.h"
 #include "prefs/salvage.h"
-#include "tools/orvikprefs/json_form.h"
+#include "tools/orvikprefs/json.h"
 #include "tools/orvikprefs/text.h"
 #include "tools/orvikprefs/values.h"
 

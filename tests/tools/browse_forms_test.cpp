@@ -6,14 +6,12 @@
 
 #include "platform/core_foundation/property_list_equality.h"
 #include "tests/support/test_environment.h"
-#include "tools/orvikprefs/browse/help.h"
-#include "tools/orvikprefs/browse/kept_changes.h"
+#include "tools/orvikprefs/browse/dialogs.h"
+#include "tools/orvikprefs/browse/draft.h"
 #include "tools/orvikprefs/browse/line_input.h"
 #include "tools/orvikprefs/browse/terminal.h"
-#include "tools/orvikprefs/browse/text_columns.h"
-#include "tools/orvikprefs/browse/value_form.h"
-#include "tools/orvikprefs/browse/value_view.h"
-#include "tools/orvikprefs/json_form.h"
+#include "tools/orvikprefs/browse/value_text.h"
+#include "tools/orvikprefs/json.h"
 #include "tools/orvikprefs/text.h"
 
 namespace orvik::test {

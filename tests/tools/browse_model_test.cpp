@@ -5,10 +5,9 @@
 #include "prefs/preferences.h"
 #include "prefs/shared_lock.h"
 #include "tests/support/test_environment.h"
-#include "tools/orvikprefs/browse/places.h"
-#include "tools/orvikprefs/browse/search.h"
-#include "tools/orvikprefs/browse/typed_path.h"
-#include "tools/orvikprefs/json_form.h"
+#include "tools/orvikprefs/browse/actions.h"
+#include "tools/orvikprefs/browse/tree.h"
+#include "tools/orvikprefs/json.h"
 #include "tools/orvikprefs/text.h"
 
 namespace orvik::test {

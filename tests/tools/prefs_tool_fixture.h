@@ -4,7 +4,7 @@
 #include <sstream>
 
 #include "tests/support/test_environment.h"
-#include "tools/orvikprefs/program.h"
+#include "tools/orvikprefs/commands.h"
 
 namespace orvik::test {
 

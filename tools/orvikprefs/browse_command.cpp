@@ -3,7 +3,7 @@
 #include <csignal>
 
 #include "tools/orvikprefs/browse/browser.h"
-#include "tools/orvikprefs/browse/typed_path.h"
+#include "tools/orvikprefs/browse/tree.h"
 #include "tools/orvikprefs/commands.h"
 #include "tools/orvikprefs/text.h"
 

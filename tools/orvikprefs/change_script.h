@@ -16,7 +16,7 @@
 //
 // A KEY is a key path, or a JSON array of names; "" is the domain. KEY and NAME are JSON strings,
 // or bare words without blanks, quotes, brackets and braces. VALUE and OBJECT are JSON
-// (json_form.h). A change that is made already changes nothing. "set", "merge" and "replace" put a
+// (json.h). A change that is made already changes nothing. "set", "merge" and "replace" put a
 // value in place of a key, or a key in place of a value, only with "--replace-key" before the KEY;
 // without it, and with every other line, the script fails. "set" with "--keep-type" fails where the
 // present value has another type.
@@ -27,7 +27,7 @@
 #include <vector>
 
 #include "prefs/transaction.h"
-#include "tools/orvikprefs/json_form.h"
+#include "tools/orvikprefs/json.h"
 
 namespace orvik::prefstool {
 

@@ -1,5 +1,8 @@
-// The commands of orvikprefs. Each prints what it has to say and gives the exit status.
+// The command line of orvikprefs and its commands. Each command prints its result and returns the
+// exit status.
 #pragma once
+
+#include <iosfwd>
 
 #include "tools/orvikprefs/context.h"
 #include "tools/orvikprefs/grammar.h"
@@ -47,5 +50,9 @@ int Repair(const Context& context, const CommandLine& line);
 // About the tool itself.
 int Help(const Context& context, const CommandLine& line);
 int Complete(const Context& context, const CommandLine& line);
+
+// Parses the arguments (argv as main has it), carries the command out and gives the exit status.
+// terminal says that people read the output.
+int Run(int argc, const char* const* argv, bool terminal, std::ostream& out, std::ostream& error);
 
 }  // namespace orvik::prefstool

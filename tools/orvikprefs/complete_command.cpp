@@ -2,7 +2,7 @@
 
 #include "prefs/reporting.h"
 #include "tools/orvikprefs/commands.h"
-#include "tools/orvikprefs/domains.h"
+#include "tools/orvikprefs/files.h"
 #include "tools/orvikprefs/text.h"
 #include "tools/orvikprefs/values.h"
 

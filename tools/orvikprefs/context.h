@@ -1,11 +1,14 @@
-// What every command of orvikprefs works with: where to look, how to show it, how to end.
+// The surroundings of every command of orvikprefs: the store, the output, the exit status.
 #pragma once
 
 #include <chrono>
+#include <condition_variable>
 #include <iosfwd>
+#include <mutex>
 #include <optional>
 #include <string>
 #include <string_view>
+#include <thread>
 #include <vector>
 
 #include "prefs/pref_status.h"
@@ -88,6 +91,26 @@ struct Context {
   // One name or value by itself: raw and ended by a line feed (a NUL with -z) when piped, escaped
   // on a terminal.
   void Item(const std::string& text) const;
+};
+
+// From a second after its making until its end, shows what is being done and for how long on one
+// line of standard error, which is cleared again. Shows nothing unless standard error is a
+// terminal, or when quiet.
+class Progress {
+ public:
+  Progress(const Context& context, const char* what);
+  ~Progress();
+  Progress(const Progress&) = delete;
+  Progress& operator=(const Progress&) = delete;
+
+ private:
+  void Show();
+
+  std::string what_;
+  std::mutex mutex_;
+  std::condition_variable end_;
+  bool ended_ = false;
+  std::thread thread_;
 };
 
 }  // namespace orvik::prefstool

@@ -1,7 +1,11 @@
 #include "tools/orvikprefs/differences.h"
 
+#include <ostream>
+
 #include "platform/core_foundation/property_list_equality.h"
+#include "tools/orvikprefs/json.h"
 #include "tools/orvikprefs/text.h"
+#include "tools/orvikprefs/values.h"
 
 namespace orvik::prefstool {
 
@@ -74,6 +78,108 @@ std::vector<Difference> Differences(CFDictionaryRef before, CFDictionaryRef afte
     }
   }
   return found;
+}
+
+namespace {
+
+KeyPath Below(const KeyPath& key, const CAtlString& name) {
+  std::vector<CAtlString> names;
+  for (int i = 1; i <= key.count(); ++i) names.push_back(key.name(i));
+  names.push_back(name);
+  return KeyPath::FromNames(std::move(names));
+}
+
+}  // namespace
+
+void AddTreeChanges(Transaction& transaction, const KeyPath& key, CFDictionaryRef before,
+                    CFDictionaryRef after) {
+  for (const Entry& entry : SortedEntries(before)) {
+    if (CFDictionaryGetValue(after, entry.name) == nullptr) {
+      transaction.Delete(key, CAtlString(entry.name));
+    }
+  }
+  for (const Entry& entry : SortedEntries(after)) {
+    const CFTypeRef old = CFDictionaryGetValue(before, entry.name);
+    const CAtlString name(entry.name);
+    if (IsDictionary(old) && IsDictionary(entry.value)) {
+      AddTreeChanges(transaction, Below(key, name), static_cast<CFDictionaryRef>(old),
+                     static_cast<CFDictionaryRef>(entry.value));
+    } else if (!IsSameValue(old, entry.value)) {
+      transaction.Set(key, name, entry.value);
+    }
+  }
+}
+
+void ReplaceKey(Transaction& transaction, const KeyPath& key, CFDictionaryRef entries,
+                ReplaceKeys replace) {
+  if (replace == ReplaceKeys::kYes && !key.empty()) {
+    transaction.Set(key.Parent(), key.name(key.count()), entries, replace);
+  } else {
+    transaction.ReplaceKey(key, entries);
+  }
+}
+
+namespace {
+
+struct KindOfDifference {
+  const char* sign;
+  const char* word;
+  const char* colour;
+};
+
+const KindOfDifference& KindOf(const Difference& difference) {
+  static constexpr KindOfDifference kKinds[] = {
+      {"+", "added", "32"}, {"-", "removed", "31"}, {"~", "changed", "33"}};
+  return kKinds[static_cast<int>(difference.kind)];
+}
+
+std::string TypeAndValue(const Context& context, CFPropertyListRef value) {
+  const std::string type = TypeName(value);
+  return context.hide_values ? type : type + " " + Escaped(ValueText(value));
+}
+
+}  // namespace
+
+void PrintDifferences(const Context& context, const std::vector<Difference>& differences) {
+  if (context.json) {
+    JsonWriter writer;
+    writer.BeginArray();
+    for (const Difference& difference : differences) {
+      WriteDifference(writer, difference, context.hide_values);
+    }
+    *context.out << writer.EndArray().json() << '\n';
+    return;
+  }
+  for (const Difference& difference : differences) {
+    const KindOfDifference& kind = KindOf(difference);
+    if (context.terminal) {
+      std::string line = std::string(kind.sign) + " " + JoinedPath(difference.path) + " = ";
+      if (difference.kind == Difference::Kind::kChanged) {
+        line += TypeAndValue(context, difference.before) + " -> ";
+      }
+      line +=
+          TypeAndValue(context, difference.after != nullptr ? difference.after : difference.before);
+      *context.out << context.Coloured(line, kind.colour) << '\n';
+      continue;
+    }
+    std::vector<std::string> fields = {kind.sign, JoinedPath(difference.path)};
+    for (const CFPropertyListRef side : {difference.before, difference.after}) {
+      fields.push_back(side != nullptr ? TypeName(side) : "");
+      fields.push_back(side != nullptr && !context.hide_values ? ValueText(side) : "");
+    }
+    context.Record(fields, 1);
+  }
+}
+
+void WriteDifference(JsonWriter& writer, const Difference& difference, bool hide_values) {
+  writer.BeginObject().Name("change").Text(KindOf(difference).word);
+  writer.Name("path").Texts(difference.path);
+  const auto write_side = [&](const char* name, CFPropertyListRef value) {
+    if (value != nullptr && !hide_values) WriteJson(writer.Name(name), value);
+  };
+  write_side("before", difference.before);
+  write_side("after", difference.after);
+  writer.EndObject();
 }
 
 }  // namespace orvik::prefstool

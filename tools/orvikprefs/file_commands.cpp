@@ -5,8 +5,8 @@
 #include "host/file_access.h"
 #include "prefs/reporting.h"
 #include "tools/orvikprefs/commands.h"
-#include "tools/orvikprefs/domains.h"
-#include "tools/orvikprefs/json_writer.h"
+#include "tools/orvikprefs/files.h"
+#include "tools/orvikprefs/json.h"
 #include "tools/orvikprefs/text.h"
 
 namespace orvik::prefstool {

@@ -2,19 +2,26 @@
 
 #include <fcntl.h>
 #include <sys/stat.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdio>
+#include <cstdlib>
+#include <ctime>
+#include <filesystem>
 #include <memory>
 #include <ostream>
 
 #include "host/descriptor.h"
 #include "host/file_place.h"
+#include "host/node_copy.h"
 #include "host/replace_file.h"
 #include "host/staged_file.h"
 #include "host/trust.h"
 #include "platform/core_foundation/property_list.h"
+#include "prefs/reporting.h"
 #include "tools/orvikprefs/text.h"
 
 namespace orvik::prefstool {
@@ -106,6 +113,117 @@ int WriteWhole(const Context& context, const std::string& file, const std::strin
                                        " name another file");
   }
   return context.FailFile(file, result.error, true);
+}
+
+namespace {
+
+namespace fs = std::filesystem;
+
+constexpr std::string_view kEnding = ".plist";
+constexpr std::string_view kLockEnding = ".lock.plist";
+
+}  // namespace
+
+std::vector<DomainFile> DomainsOf(int scope) {
+  // Any domain has its file in the folder of all; scopes with a dot before the domain keep it.
+  const fs::path some = PreferenceFilePath(scope, CAtlString(u"x"));
+  const std::string_view dot = some.filename().native().starts_with('.') ? "." : "";
+  std::vector<DomainFile> found;
+  std::error_code error;
+  fs::recursive_directory_iterator entry(some.parent_path(), error);
+  for (; !error && entry != fs::recursive_directory_iterator(); entry.increment(error)) {
+    const std::string name = entry->path().lexically_relative(some.parent_path()).native();
+    std::error_code not_there;
+    if (!name.ends_with(kEnding) || name.ends_with(kLockEnding) ||
+        name.starts_with('.') != !dot.empty() || !entry->is_regular_file(not_there)) {
+      continue;
+    }
+    found.push_back({name.substr(dot.size(), name.size() - dot.size() - kEnding.size()),
+                     entry->path().native(), entry->file_size(not_there)});
+  }
+  std::sort(found.begin(), found.end(),
+            [](const DomainFile& one, const DomainFile& other) { return one.name < other.name; });
+  return found;
+}
+
+void Backup::AddTo(Transaction& transaction) {
+  if (is_wanted_) {
+    transaction.RequireThat(u"", u"", [this](CFTypeRef) { return Copy(); });
+  }
+}
+
+bool Backup::Copy() {
+  constexpr int kTries = 100;
+  const std::string file = PreferenceFilePath(context_.scope, context_.domain);
+  const std::time_t now = std::time(nullptr);
+  std::tm parts = {};
+  char moment[32] = "";
+  gmtime_r(&now, &parts);
+  std::strftime(moment, sizeof moment, ".backup-%Y-%m-%dT%H:%M:%SZ", &parts);
+  host::NodeCopy how;
+  how.flush = true;
+  error_ = EEXIST;
+  for (int number = 1; error_ == EEXIST && number <= kTries; ++number) {
+    path_ = file + moment + (number > 1 ? "-" + std::to_string(number) : std::string());
+    error_ = host::CopyNode(file, path_, how);
+  }
+  if (error_ == ENOENT) {
+    error_ = 0;
+    path_.clear();
+  }
+  return error_ == 0;
+}
+
+bool Backup::Failed() const {
+  if (error_ != 0) context_.FailFile(path_, error_, true);
+  return error_ != 0;
+}
+
+void Backup::Discard() {
+  if (!path_.empty()) unlink(path_.c_str());
+  path_.clear();
+}
+
+PrivateFile::PrivateFile(const std::string& content) {
+  const char* const folder = secure_getenv("TMPDIR");
+  path_ = std::string(folder != nullptr && *folder == '/' ? folder : "/tmp") +
+          "/orvikprefs-XXXXXX.json";
+  const int descriptor = mkostemps(path_.data(), 5, O_CLOEXEC);
+  if (descriptor < 0) {
+    error_ = errno;
+    path_.clear();
+    return;
+  }
+  std::size_t written = 0;
+  while (written < content.size()) {
+    const ssize_t count = write(descriptor, content.data() + written, content.size() - written);
+    if (count < 0 && errno == EINTR) continue;
+    if (count < 0) {
+      error_ = errno;
+      break;
+    }
+    written += static_cast<std::size_t>(count);
+  }
+  if (close(descriptor) != 0 && error_ == 0) error_ = errno;
+}
+
+PrivateFile::~PrivateFile() {
+  if (!path_.empty() && !kept_) unlink(path_.c_str());
+}
+
+std::string Editor() {
+  for (const char* const variable : {"VISUAL", "EDITOR"}) {
+    const char* const value = secure_getenv(variable);
+    if (value != nullptr && *value != '\0') return value;
+  }
+  return "vi";
+}
+
+bool RunEditor(const std::string& editor, const std::string& file) {
+  std::string quoted;
+  for (const char byte : file) quoted += byte == '\'' ? std::string("'\\''") : std::string(1, byte);
+  // As "$1", so that editors that are whole command lines may put it where they like.
+  return std::system(("set -- '" + quoted + "'; " + editor + " \"$1\"").c_str()) == 0;
 }
 
 }  // namespace orvik::prefstool

@@ -9,7 +9,7 @@
 #include "platform/core_foundation/number.h"
 #include "platform/core_foundation/property_list_escape.h"
 #include "platform/core_foundation/string.h"
-#include "tools/orvikprefs/json_form.h"
+#include "tools/orvikprefs/json.h"
 #include "tools/orvikprefs/text.h"
 #include "tools/orvikprefs/values.h"
 

@@ -1,6 +1,21 @@
-#include "tools/orvikprefs/json_writer.h"
+#include "tools/orvikprefs/json.h"
 
+#include <array>
+#include <bit>
+#include <charconv>
+#include <cinttypes>
+#include <cmath>
+#include <ctime>
+
+#include "platform/core_foundation/array.h"
+#include "platform/core_foundation/data.h"
+#include "platform/core_foundation/date.h"
+#include "platform/core_foundation/number.h"
+#include "platform/core_foundation/property_list_escape.h"
+#include "platform/foundation/ns_number.h"
 #include "tools/orvikprefs/text.h"
+#include "tools/orvikprefs/values.h"
+#include "xml/base64.h"
 
 namespace orvik::prefstool {
 
@@ -98,6 +113,154 @@ void JsonWriter::Append(std::string_view utf8) {
   }
   json_ += utf8.substr(written);
   json_ += '"';
+}
+
+namespace {
+
+void WriteWrapped(JsonWriter& writer, const char* name, std::string_view text) {
+  writer.BeginObject().Name(name).Text(text).EndObject();
+}
+
+void WriteNumber(JsonWriter& writer, CFNumberRef number) {
+  std::array<char, 32> digits;
+  char* const end = digits.data() + digits.size();
+  const auto written = [&](const std::to_chars_result& result) {
+    return std::string_view(digits.data(), static_cast<std::size_t>(result.ptr - digits.data()));
+  };
+  if (CFNumberIsFloatType(number)) {
+    double real = 0;
+    CFNumberGetValue(number, kCFNumberDoubleType, &real);
+    if (!std::isfinite(real)) {
+      WriteWrapped(writer, kRealWrapper, std::isnan(real) ? "nan" : real > 0 ? "inf" : "-inf");
+      return;
+    }
+    std::string text(written(std::to_chars(digits.data(), end, real)));
+    if (text.find_first_of(".e") == std::string::npos) text += ".0";
+    writer.Raw(text);
+    return;
+  }
+  SInt64 integer = 0;
+  if (CFNumberGetValue(number, kCFNumberSInt64Type, &integer)) {
+    writer.Raw(written(std::to_chars(digits.data(), end, integer)));
+  } else {
+    writer.Raw(written(std::to_chars(digits.data(), end, number->unsignedLongLongValue())));
+  }
+}
+
+std::string Base64(CFDataRef data) {
+  const unsigned length = static_cast<unsigned>(CFDataGetLength(data));
+  std::string text((static_cast<std::size_t>(length) + 2) / 3 * 4, '\0');
+  unsigned used = 0;
+  encode64(CFDataGetBytePtr(data), length, text.data(), static_cast<unsigned>(text.size()), &used);
+  text.resize(used);
+  return text;
+}
+
+// The bits of a date that has no other text.
+std::string DateBits(double seconds) {
+  char text[24];
+  std::snprintf(text, sizeof text, "0x%016" PRIx64, std::bit_cast<std::uint64_t>(seconds));
+  return text;
+}
+
+std::string DateText(CFDateRef date) {
+  constexpr double kFirst = -63113904000, kEnd = 252455616000;  // the years 1 to 9999
+  const double seconds = CFDateGetAbsoluteTime(date);
+  const double whole = std::floor(seconds), fraction = seconds - whole;
+  const bool is_exact =
+      seconds >= kFirst && seconds < kEnd && fraction < 1 &&
+      std::bit_cast<std::uint64_t>(whole + fraction) == std::bit_cast<std::uint64_t>(seconds) &&
+      !(seconds == 0 && std::signbit(seconds));
+  if (!is_exact) return DateBits(seconds);
+  const std::time_t since_1970 =
+      static_cast<std::time_t>(whole) + static_cast<std::time_t>(kCFAbsoluteTimeIntervalSince1970);
+  std::tm parts = {};
+  char text[64] = "";
+  if (gmtime_r(&since_1970, &parts) == nullptr) return DateBits(seconds);
+  std::snprintf(text, sizeof text, "%04d-%02d-%02dT%02d:%02d:%02d", parts.tm_year + 1900,
+                parts.tm_mon + 1, parts.tm_mday, parts.tm_hour, parts.tm_min, parts.tm_sec);
+  std::string shown = text;
+  if (fraction != 0) {
+    // As few digits as give the same fraction again, behind the zero.
+    std::array<char, 400> digits;
+    const auto end = std::to_chars(digits.data(), digits.data() + digits.size(), fraction,
+                                   std::chars_format::fixed);
+    if (end.ec != std::errc()) return DateBits(seconds);
+    shown.append(digits.data() + 1, end.ptr);
+  }
+  return shown + 'Z';
+}
+
+// Writes the values of one tree; one buffer serves all of its strings.
+class TreeWriter {
+ public:
+  explicit TreeWriter(JsonWriter& writer) : writer_(writer) {}
+
+  void Write(CFPropertyListRef value) {
+    const CFTypeID type = CFGetTypeID(value);
+    if (type == CFStringGetTypeID()) {
+      writer_.Text(Text(static_cast<CFStringRef>(value)));
+    } else if (type == CFBooleanGetTypeID()) {
+      writer_.Boolean(CFBooleanGetValue(static_cast<CFBooleanRef>(value)) != 0);
+    } else if (type == CFNumberGetTypeID()) {
+      WriteNumber(writer_, static_cast<CFNumberRef>(value));
+    } else if (type == CFDataGetTypeID()) {
+      WriteWrapped(writer_, kDataWrapper, Base64(static_cast<CFDataRef>(value)));
+    } else if (type == CFDateGetTypeID()) {
+      WriteWrapped(writer_, kDateWrapper, DateText(static_cast<CFDateRef>(value)));
+    } else if (type == CFArrayGetTypeID()) {
+      WriteArray(static_cast<CFArrayRef>(value));
+    } else {
+      WriteDictionary(static_cast<CFDictionaryRef>(value));
+    }
+  }
+
+ private:
+  // Valid up to the next call.
+  const std::string& Text(CFStringRef string) {
+    text_.resize(static_cast<std::size_t>(CFStringGetLength(string)));
+    if (!CopyAscii(string, text_.data())) text_ = EscapedSurrogates(CAtlString(string).View());
+    return text_;
+  }
+
+  void WriteArray(CFArrayRef array) {
+    writer_.BeginArray();
+    for (CFIndex i = 0; i < CFArrayGetCount(array); ++i) Write(CFArrayGetValueAtIndex(array, i));
+    writer_.EndArray();
+  }
+
+  void WriteDictionary(CFDictionaryRef dictionary) {
+    const std::vector<Entry> entries = SortedEntries(dictionary);
+    const bool wrapped = entries.size() == 1 && IsWrapperName(Text(entries[0].name));
+    if (wrapped) writer_.BeginObject().Name(kDictionaryWrapper);
+    writer_.BeginObject();
+    for (const Entry& entry : entries) {
+      writer_.Name(Text(entry.name));
+      Write(entry.value);
+    }
+    writer_.EndObject();
+    if (wrapped) writer_.EndObject();
+  }
+
+  JsonWriter& writer_;
+  std::string text_;
+};
+
+}  // namespace
+
+bool IsWrapperName(std::string_view name) {
+  return name == kDateWrapper || name == kDataWrapper || name == kRealWrapper ||
+         name == kDictionaryWrapper;
+}
+
+void WriteJson(JsonWriter& writer, CFPropertyListRef value) {
+  TreeWriter(writer).Write(value);
+}
+
+std::string JsonText(CFPropertyListRef value, JsonWriter::Layout layout) {
+  JsonWriter writer(layout);
+  WriteJson(writer, value);
+  return writer.Take();
 }
 
 }  // namespace orvik::prefstool

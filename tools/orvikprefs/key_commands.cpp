@@ -1,12 +1,6 @@
-#include <algorithm>
-#include <functional>
-#include <ostream>
-
 #include "prefs/reporting.h"
-#include "text/columns.h"
-#include "tools/orvikprefs/address.h"
+#include "prefs/transaction.h"
 #include "tools/orvikprefs/commands.h"
-#include "tools/orvikprefs/json_form.h"
 #include "tools/orvikprefs/text.h"
 #include "tools/orvikprefs/values.h"
 
@@ -14,95 +8,135 @@ namespace orvik::prefstool {
 
 namespace {
 
-constexpr const char* kKeyColour = "1;34";
-constexpr const char* kTypeColour = "2";
+// A value or key by the key above it and its name there.
+struct Place {
+  KeyPath key;
+  CAtlString name;
+  std::string text;
+};
 
-PrefResult<CFDictionaryRef> CopyKey(const Context& context, const CommandLine& line) {
-  return CopyPreferenceKey(context.scope, KeyAt(line), context.domain);
-}
-
-int FailToRead(const Context& context, const PrefStatus& status, const KeyPath& key) {
-  return context.Fail(status, KeyText(key), false);
-}
-
-// The columns that harmless UTF-8 takes on a terminal.
-std::size_t Width(std::string_view utf8) {
-  const std::optional<CAtlString> text = FromUtf8(utf8);
-  return text ? static_cast<std::size_t>(ColumnsOf(text->View())) : utf8.size();
-}
-
-// A level of the tree for people: names of one level aligned, keys before what lies in them.
-void PrintLevel(const Context& context, CFDictionaryRef dictionary, int depth) {
-  const std::vector<Entry> entries = SortedEntries(dictionary);
-  std::size_t width = 0;
-  for (const Entry& entry : entries) {
-    if (!IsDictionary(entry.value)) width = std::max(width, Width(Escaped(ToUtf8(entry.name))));
+// "KEY NAME" at these arguments, or the last name of "KEY".
+std::optional<Place> PlaceAt(const CommandLine& line, std::size_t index, bool is_key) {
+  const KeyPath key = KeyAt(line, index);
+  if (!is_key) {
+    const CAtlString name = NameAt(line, index + 1);
+    return Place{key, name, ValueAddress(key, name)};
   }
-  const std::string indent(static_cast<size_t>(depth) * 2, ' ');
-  for (const Entry& entry : entries) {
-    const std::string name = Escaped(ToUtf8(entry.name));
-    if (IsDictionary(entry.value)) {
-      *context.out << indent << context.Coloured(name + "/", kKeyColour) << '\n';
-      PrintLevel(context, static_cast<CFDictionaryRef>(entry.value), depth + 1);
-    } else {
-      *context.out << indent << name << std::string(width - Width(name), ' ') << "  "
-                   << context.Coloured(TypeName(entry.value), kTypeColour) << "  "
-                   << Escaped(ValueText(entry.value)) << '\n';
-    }
-  }
+  if (key.empty()) return std::nullopt;
+  return Place{key.Parent(), key.name(key.count()), KeyText(key)};
 }
 
-// Every value with its path, and every key that holds nothing.
-void ForEachValue(CFDictionaryRef dictionary, Path& path,
-                  const std::function<void(const Path&, CFPropertyListRef)>& visit) {
-  for (const Entry& entry : SortedEntries(dictionary)) {
-    path.push_back(ToUtf8(entry.name));
-    const bool key = IsDictionary(entry.value);
-    if (!key || CFDictionaryGetCount(static_cast<CFDictionaryRef>(entry.value)) == 0) {
-      visit(path, entry.value);
-    }
-    if (key) ForEachValue(static_cast<CFDictionaryRef>(entry.value), path, visit);
-    path.pop_back();
+// Whether a place lies in another, or below it.
+bool IsBelow(const Place& place, const Place& above) {
+  if (place.key.count() <= above.key.count()) return false;
+  for (int i = 1; i <= above.key.count(); ++i) {
+    if (place.key.name(i) != above.key.name(i)) return false;
   }
+  return place.key.name(above.key.count() + 1) == above.name;
+}
+
+// Between two stores: what is read is put into the other one as one change.
+int CopyToStore(const Context& context, const CommandLine& line, const Place& from,
+                const Place& to) {
+  Context target = context;
+  target.scope = ScopeOf(line.Value("--to-scope")).value_or(context.scope);
+  if (line.Has("--to-domain")) target.domain = *FromUtf8(line.Value("--to-domain"));
+  const PrefResult<CFTypeRef> found =
+      CopyPreference(context.scope, from.key, from.name, context.domain);
+  if (!found.ok()) return context.Fail(found.status, from.text, false);
+  if (line.count() == 2 && !IsDictionary(found.value)) {
+    return context.Fail({PrefError::kNotAKey}, from.text, false);
+  }
+  Transaction transaction = target.Change();
+  if (!line.Has("--replace")) transaction.RequireAbsent(to.key, to.name);
+  transaction.Set(to.key, to.name, found.value);
+  const PrefStatus status = transaction.Commit();
+  if (status.error == PrefError::kConditionNotMet) {
+    return context.Fail(kConditionNotMet, to.text + " is there already, in domain " +
+                                              Quoted(target.domain) + "; --replace replaces it");
+  }
+  if (!status.ok()) return target.Fail(status, to.text, true);
+  context.Confirm("copied " + from.text + " to " + to.text);
+  return kDone;
+}
+
+int CopyOrRename(const Context& context, const CommandLine& line, const char* done,
+                 void (Transaction::*change)(const KeyPath&, CAtlString, const KeyPath&,
+                                             CAtlString)) {
+  // Two words are keys, four are values; of three the grammar cannot know.
+  if (line.count() == 3) {
+    return context.Fail(
+        kUsage, std::string(line.command()->name) + " needs two keys, or a KEY and a NAME twice");
+  }
+  const bool keys = line.count() == 2;
+  const std::optional<Place> from = PlaceAt(line, 0, keys), to = PlaceAt(line, keys ? 1 : 2, keys);
+  if (!from || !to) return context.Fail(kUsage, "the domain's top level is no key");
+  if (line.Has("--to-scope") || line.Has("--to-domain")) {
+    return CopyToStore(context, line, *from, *to);
+  }
+  if (change == &Transaction::Rename && IsBelow(*to, *from)) {
+    return context.Fail(kUsage, from->text + " cannot move to " + to->text + ", below itself");
+  }
+  Transaction transaction = context.Change();
+  if (keys) {
+    transaction.RequireKey(KeyAt(line));
+  }
+  const bool replace = line.Has("--replace");
+  if (!replace) {
+    transaction.RequireThat(to->key, to->name, [](CFTypeRef there) { return there == nullptr; });
+  }
+  (transaction.*change)(from->key, from->name, to->key, to->name);
+  const PrefStatus status = transaction.Commit();
+  if (status.error == PrefError::kConditionNotMet) {
+    return context.Fail(kConditionNotMet, to->text + " is there already; --replace replaces it");
+  }
+  const bool at_target = status.error == PrefError::kNotAKey && status.step > 0;
+  if (!status.ok()) return context.Fail(status, at_target ? to->text : from->text, at_target);
+  context.Confirm(std::string(done) + " " + from->text + " to " + to->text);
+  return kDone;
 }
 
 }  // namespace
 
-int List(const Context& context, const CommandLine& line) {
-  const PrefResult<CFDictionaryRef> found = CopyKey(context, line);
-  if (!found.ok()) return FailToRead(context, found.status, KeyAt(line));
-  const std::vector<Entry> entries = SortedEntries(found.value);
-  if (context.json) {
-    JsonWriter names;
-    names.BeginArray();
-    for (const Entry& entry : entries) names.Text(ToUtf8(entry.name));
-    *context.out << names.EndArray().json() << '\n';
-    return kDone;
+int DeleteKey(const Context& context, const CommandLine& line) {
+  const std::string what = KeyText(KeyAt(line));
+  const KeyPath key = KeyAt(line);
+  if (key.empty()) {
+    return context.Fail(kUsage,
+                        "the domain's top level is no key; \"reset\" removes all that lies in it");
   }
-  for (const Entry& entry : entries) {
-    if (context.terminal && IsDictionary(entry.value)) {
-      *context.out << context.Coloured(Escaped(ToUtf8(entry.name)) + "/", kKeyColour) << '\n';
-    } else {
-      context.Item(ToUtf8(entry.name));
-    }
+  Transaction transaction = context.Change();
+  if (line.Has("--recursive")) {
+    transaction.RequireKey(key);
+  } else {
+    transaction.RequireEmptyKey(key);
   }
+  transaction.DeleteKey(key, IfMissing::kFail);
+  const PrefStatus status = transaction.Commit();
+  if (status.error == PrefError::kKeyNotEmpty) {
+    return context.Fail(kUsage, what + " is not empty; --recursive deletes it with all below it");
+  }
+  if (!status.ok()) return context.Fail(status, what, false);
+  context.Confirm("deleted " + what);
   return kDone;
 }
 
-int Tree(const Context& context, const CommandLine& line) {
-  const PrefResult<CFDictionaryRef> found = CopyKey(context, line);
-  if (!found.ok()) return FailToRead(context, found.status, KeyAt(line));
-  if (context.json) {
-    *context.out << JsonText(found.value.Get(), JsonWriter::Layout::kIndented) << '\n';
-  } else if (context.terminal) {
-    PrintLevel(context, found.value, 0);
-  } else {
-    Path path = PathOf(KeyAt(line));
-    ForEachValue(found.value, path, [&](const Path& where, CFPropertyListRef value) {
-      context.Record({JoinedPath(where), TypeName(value), ValueText(value)}, 0);
-    });
-  }
+int Reset(const Context& context, const CommandLine& line) {
+  const std::string what = KeyText(KeyAt(line));
+  Transaction transaction = context.Change();
+  transaction.ClearKey(KeyAt(line));
+  const PrefStatus status = transaction.Commit();
+  if (!status.ok()) return context.Fail(status, what, false);
+  context.Confirm("emptied " + what);
   return kDone;
+}
+
+int Rename(const Context& context, const CommandLine& line) {
+  return CopyOrRename(context, line, "renamed", &Transaction::Rename);
+}
+
+int Copy(const Context& context, const CommandLine& line) {
+  return CopyOrRename(context, line, "copied", &Transaction::Copy);
 }
 
 }  // namespace orvik::prefstool

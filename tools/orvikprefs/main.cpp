@@ -4,8 +4,8 @@
 #include <iostream>
 #include <new>
 
+#include "tools/orvikprefs/commands.h"
 #include "tools/orvikprefs/context.h"
-#include "tools/orvikprefs/program.h"
 
 int main(int argc, char** argv) {
   // A write beyond the size limit of files fails, and is reported, instead of ending the process.

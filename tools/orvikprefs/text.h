@@ -1,4 +1,5 @@
-// Between the tool's UTF-8 and the store's UTF-16, and how text is shown.
+// Converts between the tool's UTF-8 and the store's UTF-16, and makes texts, keys and values
+// harmless for messages.
 #pragma once
 
 #include <optional>
@@ -8,6 +9,8 @@
 #include "platform/core_foundation/string.h"
 #include "strings/atl_string.h"
 #include "text/shown_text.h"
+#include "tools/orvikprefs/grammar.h"
+#include "tools/orvikprefs/values.h"
 
 namespace orvik::prefstool {
 
@@ -28,5 +31,17 @@ bool CopyAscii(CFStringRef text, char* buffer);
 // For messages: escaped, between double quotes, and without its middle when it is long.
 std::string Quoted(std::string_view utf8);
 std::string Quoted(const CAtlString& text);
+
+// A path between double quotes, or as the JSON array that names it, in harmless characters.
+std::string QuotedPath(const Path& path);
+
+// key "Software/App", key ["a/b"], or: the domain's top level
+std::string KeyText(const KeyPath& key);
+// "Count" in key "Software/App"
+std::string ValueAddress(const KeyPath& key, const CAtlString& name);
+
+// The KEY and NAME at these arguments of a line. The grammar lets only UTF-8 through.
+KeyPath KeyAt(const CommandLine& line, std::size_t index = 0);
+CAtlString NameAt(const CommandLine& line, std::size_t index = 1);
 
 }  // namespace orvik::prefstool

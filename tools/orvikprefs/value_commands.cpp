@@ -6,10 +6,8 @@
 #include "platform/core_foundation/property_list_equality.h"
 #include "prefs/reporting.h"
 #include "prefs/transaction.h"
-#include "tools/orvikprefs/address.h"
 #include "tools/orvikprefs/commands.h"
-#include "tools/orvikprefs/elements.h"
-#include "tools/orvikprefs/json_form.h"
+#include "tools/orvikprefs/json.h"
 #include "tools/orvikprefs/text.h"
 #include "tools/orvikprefs/values.h"
 

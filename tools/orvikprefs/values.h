@@ -1,7 +1,9 @@
-// What the store holds, as the tool shows and reads it.
+// Values of the store as the tool prints and parses them, and elements of arrays.
 #pragma once
 
+#include <functional>
 #include <optional>
+#include <span>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -11,6 +13,7 @@
 #include "platform/core_foundation/string.h"
 #include "prefs/auto_release.h"
 #include "prefs/key_path.h"
+#include "prefs/transaction.h"
 
 namespace orvik::prefstool {
 
@@ -27,7 +30,7 @@ bool IsDictionary(CFPropertyListRef value);
 
 // A leaf as text: a string as it is, numbers in decimal, "true" or "false", a date in ISO 8601
 // (UTC), data in Base64. A container as JSON on one line. Two values that differ never have one
-// text and one type. A lone surrogate in a string is written as in JSON (json_form.h).
+// text and one type. A lone surrogate in a string is written as in JSON (json.h).
 std::string ValueText(CFPropertyListRef value);
 
 // The value of the type that the text means; null when it means none.
@@ -36,9 +39,9 @@ std::string ValueText(CFPropertyListRef value);
 //   integer             decimal, of 64 bits, signed or not
 //   real                decimal with or without an exponent; nan, inf, -inf
 //   boolean             true, false, yes, no, on, off, 1, 0, in any case
-//   date                2024-05-06T07:08:09Z, 2024-05-06T07:08:09.25Z, or the bits (json_form.h)
+//   date                2024-05-06T07:08:09Z, 2024-05-06T07:08:09.25Z, or the bits (json.h)
 //   data                Base64 as RFC 4648 says: padded, without blanks
-//   array, dictionary   JSON (json_form.h)
+//   array, dictionary   JSON (json.h)
 CAutoCFRelease<CFPropertyListRef> ParseValue(ValueType type, std::string_view text);
 // What the texts of a type look like, for messages: "an integer of 64 bits".
 const char* TypeForm(ValueType type);
@@ -68,5 +71,33 @@ std::string JoinedPath(const Path& path);
 // A key path as people write it: names separated by "/" or "\\", or a JSON array of names. Nothing
 // when the text is not UTF-8.
 std::optional<KeyPath> ParseKey(const std::string& text);
+
+struct ElementPath {
+  CAtlString name;            // of the array
+  std::vector<long> indices;  // negative ones count from the end
+};
+
+// Nothing when the text does not end in an index.
+std::optional<ElementPath> ParseElement(const CAtlString& text);
+
+// The element of the array; null when there is none. The array owns it.
+CFTypeRef ElementAt(CFTypeRef array, std::span<const long> indices);
+
+enum class ElementChange {
+  kReplace,
+  kInsert,  // before the element; an index that is the number of elements appends
+  kRemove,
+  kAppend,  // to the array that the indices lead to
+};
+// A copy of the array that is changed so; null when there is no such element. `value` may be null
+// for kRemove alone, and `array` for kAppend without indices.
+CAutoCFRelease<CFPropertyListRef> WithElement(CFTypeRef array, std::span<const long> indices,
+                                              ElementChange change, CFTypeRef value);
+
+// Puts in place of an array what `make` makes of it, two steps of a transaction that is carried out
+// once. What is present, or null, is given to `make`; when that gives null the first step fails
+// with kConditionNotMet.
+void UpdateArray(Transaction& transaction, const KeyPath& key, const CAtlString& name,
+                 std::function<CAutoCFRelease<CFPropertyListRef>(CFTypeRef present)> make);
 
 }  // namespace orvik::prefstool

@@ -4,12 +4,12 @@
 #include <cstring>
 #include <iterator>
 
-#include "tools/orvikprefs/browse/help.h"
-#include "tools/orvikprefs/browse/kept_changes.h"
+#include "tools/orvikprefs/browse/actions.h"
+#include "tools/orvikprefs/browse/dialogs.h"
+#include "tools/orvikprefs/browse/draft.h"
 #include "tools/orvikprefs/browse/line_input.h"
-#include "tools/orvikprefs/browse/places.h"
-#include "tools/orvikprefs/browse/typed_path.h"
-#include "tools/orvikprefs/domains.h"
+#include "tools/orvikprefs/browse/tree.h"
+#include "tools/orvikprefs/files.h"
 #include "tools/orvikprefs/text.h"
 
 namespace orvik::prefstool::browse {

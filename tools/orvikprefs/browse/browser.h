@@ -7,12 +7,9 @@
 #include <string>
 #include <vector>
 
+#include "tools/orvikprefs/browse/actions.h"
 #include "tools/orvikprefs/browse/dialogs.h"
-#include "tools/orvikprefs/browse/editing.h"
-#include "tools/orvikprefs/browse/finding.h"
 #include "tools/orvikprefs/browse/model.h"
-#include "tools/orvikprefs/browse/reading.h"
-#include "tools/orvikprefs/browse/review.h"
 #include "tools/orvikprefs/browse/screen.h"
 #include "tools/orvikprefs/browse/terminal.h"
 
@@ -30,7 +27,7 @@ class Browser {
   // Shows the domain and takes keys until the user leaves, or a signal asks the process to end.
   void Run();
 
-  // Keeps the changes that are not written for the next browser (kept_changes.h). A message about
+  // Keeps the changes that are not written for the next browser (draft.h). A message about
   // it, "" when there are none.
   std::string KeepUnwritten();
 

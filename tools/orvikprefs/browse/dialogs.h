@@ -76,4 +76,7 @@ class Dialogs {
   bool is_helping_ = false;
 };
 
+// The list of the browser's keys, in two columns where they fit.
+std::vector<std::string> HelpLines(int columns);
+
 }  // namespace orvik::prefstool::browse

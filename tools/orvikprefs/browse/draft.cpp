@@ -8,7 +8,7 @@
 
 #include "platform/core_foundation/property_list_equality.h"
 #include "prefs/transaction.h"
-#include "tools/orvikprefs/browse/typed_path.h"
+#include "tools/orvikprefs/browse/tree.h"
 
 namespace orvik::prefstool::browse {
 namespace {

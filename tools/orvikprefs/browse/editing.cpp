@@ -1,4 +1,4 @@
-#include "tools/orvikprefs/browse/editing.h"
+#include "tools/orvikprefs/browse/actions.h"
 
 #include <algorithm>
 #include <iterator>
@@ -6,11 +6,10 @@
 #include <vector>
 
 #include "platform/core_foundation/property_list_equality.h"
-#include "tools/orvikprefs/browse/typed_path.h"
-#include "tools/orvikprefs/browse/value_form.h"
-#include "tools/orvikprefs/editor.h"
+#include "tools/orvikprefs/browse/tree.h"
+#include "tools/orvikprefs/browse/value_text.h"
 #include "tools/orvikprefs/files.h"
-#include "tools/orvikprefs/json_form.h"
+#include "tools/orvikprefs/json.h"
 #include "tools/orvikprefs/text.h"
 
 namespace orvik::prefstool::browse {

@@ -1,4 +1,4 @@
-#include "tools/orvikprefs/browse/kept_changes.h"
+#include "tools/orvikprefs/browse/draft.h"
 
 #include <fcntl.h>
 #include <sys/stat.h>
@@ -13,7 +13,7 @@
 #include "host/staged_file.h"
 #include "host/system_root.h"
 #include "platform/core_foundation/property_list.h"
-#include "tools/orvikprefs/json_form.h"
+#include "tools/orvikprefs/json.h"
 
 namespace orvik::prefstool::browse {
 namespace {

@@ -3,9 +3,9 @@
 #include <algorithm>
 
 #include "prefs/scope.h"
-#include "tools/orvikprefs/browse/places.h"
-#include "tools/orvikprefs/browse/text_columns.h"
-#include "tools/orvikprefs/browse/typed_path.h"
+#include "tools/orvikprefs/browse/actions.h"
+#include "tools/orvikprefs/browse/tree.h"
+#include "tools/orvikprefs/browse/value_text.h"
 #include "tools/orvikprefs/text.h"
 
 namespace orvik::prefstool::browse {

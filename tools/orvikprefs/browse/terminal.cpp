@@ -14,7 +14,7 @@
 #include <cstdlib>
 #include <cstring>
 
-#include "tools/orvikprefs/browse/text_columns.h"
+#include "tools/orvikprefs/browse/value_text.h"
 #include "tools/orvikprefs/text.h"
 
 namespace orvik::prefstool::browse {

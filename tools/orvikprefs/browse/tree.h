@@ -2,11 +2,13 @@
 // shared, so a change costs the containers on its path and a comparison only what differs.
 //
 // A name in a path is a name of a dictionary, or the index (from 0, in decimal) of an array. Lone
-// surrogates in names are escaped as JSON has them (json_form.h), so that no two names are alike.
+// surrogates in names are escaped as JSON has them (json.h), so that no two names are alike.
 #pragma once
 
+#include <cstddef>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <unordered_map>
 #include <vector>
 
@@ -65,5 +67,42 @@ std::size_t SizeOf(CFPropertyListRef value, KnownSizes& known);
 
 // Values and keys below a key, at any depth; elements of arrays are not counted.
 std::size_t CountBelow(CFDictionaryRef tree);
+
+// "/Software/ORVIK", with escapes for what must not reach a terminal.
+std::string ShownPath(const Path& path);
+
+// The path that a user typed; a leading "/" is of no meaning. Empty for the domain, and for what is
+// no path.
+Path TypedPath(std::string text);
+
+// The path ("/Software/OR") as far as all entries of the tree that begin so agree; with one entry
+// its whole name, and a "/" behind a key. Names that hold a "/" are not offered.
+std::string CompletedPath(CFDictionaryRef tree, const std::string& text);
+
+// One folded text of the tree, made once; a search is a look through it. Keeps the tree.
+class SearchIndex {
+ public:
+  explicit SearchIndex(CFDictionaryRef tree);
+
+  // The keys and values whose name or value holds the text, from the top down.
+  std::vector<std::size_t> Find(std::string_view text) const;
+  Path PathOf(std::size_t hit) const;
+  // The value of a hit, or its key.
+  CFPropertyListRef ValueOf(std::size_t hit) const { return nodes_[hit].value; }
+
+ private:
+  struct Node {
+    std::size_t parent;  // kNoParent at the top level
+    std::string name;
+    CFPropertyListRef value;
+    std::size_t start;  // of its part of text_
+  };
+  static constexpr std::size_t kNoParent = static_cast<std::size_t>(-1);
+
+  Tree tree_;
+  std::vector<Node> nodes_;
+  // Of each node: its name, a NUL, its value (nothing for a key), a NUL.
+  std::string text_;
+};
 
 }  // namespace orvik::prefstool::browse

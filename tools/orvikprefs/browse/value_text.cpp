@@ -1,0 +1,237 @@
+#include "tools/orvikprefs/browse/value_text.h"
+
+#include <algorithm>
+#include <cstdio>
+#include <string_view>
+#include <utility>
+
+#include "platform/core_foundation/array.h"
+#include "platform/core_foundation/data.h"
+#include "platform/core_foundation/property_list_equality.h"
+#include "text/columns.h"
+#include "tools/orvikprefs/json.h"
+#include "tools/orvikprefs/text.h"
+
+namespace orvik::prefstool::browse {
+
+int ColumnsOfUtf8(std::string_view utf8) {
+  const CAtlString units = FromUtf8(utf8).value_or(u"");
+  return ColumnsOf(
+      std::u16string_view(units.GetString(), static_cast<std::size_t>(units.GetLength())));
+}
+
+std::string FitColumns(std::string_view utf8, int width) {
+  if (width <= 0) return {};
+  // A character has no more columns than bytes; longer texts are not measured whole.
+  constexpr std::size_t kMeasured = 4096;
+  const auto room = static_cast<std::size_t>(width);
+  if (utf8.size() <= room || (utf8.size() <= kMeasured && ColumnsOfUtf8(utf8) <= width)) {
+    return std::string(utf8);
+  }
+  std::string fitted;
+  int columns = 0;
+  for (std::size_t at = 0; at < utf8.size();) {
+    std::size_t end = at + 1;
+    while (end < utf8.size() && (static_cast<unsigned char>(utf8[end]) & 0xC0) == 0x80) ++end;
+    const std::string_view character = utf8.substr(at, end - at);
+    const int taken = ColumnsOfUtf8(character);
+    if (columns + taken > width - 1) break;
+    fitted += character;
+    columns += taken;
+    at = end;
+  }
+  return fitted + "\u2026";
+}
+
+std::vector<std::string> WrapColumns(std::string_view utf8, int width) {
+  std::vector<std::string> lines(1);
+  int columns = 0;
+  std::size_t blank = 0;  // behind the last blank of the line
+  for (std::size_t at = 0; at < utf8.size();) {
+    std::size_t end = at + 1;
+    while (end < utf8.size() && (static_cast<unsigned char>(utf8[end]) & 0xC0) == 0x80) ++end;
+    const std::string_view character = utf8.substr(at, end - at);
+    const int taken = character.size() == 1 ? 1 : ColumnsOfUtf8(character);
+    if (columns + taken > std::max(1, width) && columns > 0) {
+      if (blank == 0) blank = lines.back().size();
+      std::string rest = lines.back().substr(blank);
+      lines.back().resize(blank);
+      columns = ColumnsOfUtf8(rest);
+      lines.push_back(std::move(rest));
+      blank = 0;
+    }
+    lines.back() += character;
+    columns += taken;
+    if (character == " ") blank = lines.back().size();
+    at = end;
+  }
+  return lines;
+}
+
+std::string FitHints(const std::vector<std::string>& hints, int width) {
+  std::string line;
+  for (const std::string& hint : hints) {
+    std::string longer = line;
+    if (!longer.empty()) longer += "  ";
+    longer += hint;
+    if (ColumnsOfUtf8(longer) <= width) line = std::move(longer);
+  }
+  return line;
+}
+
+std::string SizeText(std::size_t size) {
+  constexpr char kUnits[] = "KMGT";
+  if (size < 1000) return std::to_string(size);
+  double shown = static_cast<double>(size);
+  std::size_t unit = 0;
+  shown /= 1000;
+  // 999.95 would be shown as 1000.0.
+  for (; shown >= 999.95 && unit < 3; ++unit) shown /= 1000;
+  char text[32];
+  std::snprintf(text, sizeof text, "%.1f%c", shown, kUnits[unit]);
+  return text;
+}
+
+namespace {
+
+constexpr std::size_t kLongestLine = 4096;  // in bytes
+constexpr char kDigits[] = "0123456789abcdef";
+
+Value DataFromHex(const std::string& line, std::string& mistake) {
+  std::string bytes;
+  int digits = 0;
+  for (const char c : line) {
+    if (c == ' ') continue;
+    const char lower = c >= 'A' && c <= 'F' ? static_cast<char>(c + 32) : c;
+    const std::size_t digit = std::string_view(kDigits).find(lower);
+    if (digit == std::string_view::npos) {
+      mistake = "data is written in hexadecimal digits";
+      return Value();
+    }
+    if (digits++ % 2 == 0) bytes += '\0';
+    bytes.back() = static_cast<char>(static_cast<unsigned char>(bytes.back()) << 4 | digit);
+  }
+  if (digits % 2 != 0) {
+    mistake = "a byte has two digits";
+    return Value();
+  }
+  return Value(CFDataCreate(kCFAllocatorDefault, reinterpret_cast<const UInt8*>(bytes.data()),
+                            static_cast<CFIndex>(bytes.size())));
+}
+
+}  // namespace
+
+std::string HexOf(CFDataRef data) {
+  std::string hex;
+  const UInt8* bytes = CFDataGetBytePtr(data);
+  for (CFIndex at = 0; at < CFDataGetLength(data); ++at) {
+    if (at > 0) hex += ' ';
+    hex += kDigits[bytes[at] >> 4];
+    hex += kDigits[bytes[at] & 15];
+  }
+  return hex;
+}
+
+Value Converted(CFPropertyListRef value, ValueType type) {
+  if (TypeOf(value) == type) return Value::Retaining(value);
+  std::string text = ValueText(value);
+  const bool to_number = type == ValueType::kInteger || type == ValueType::kReal;
+  if (type == ValueType::kArray) {
+    const CAutoCFRelease<CFMutableArrayRef> array(
+        CFArrayCreateMutable(kCFAllocatorDefault, 0, &kCFTypeArrayCallBacks));
+    CFArrayAppendValue(array, value);
+    return Value::Retaining(array.Get());
+  }
+  if (to_number && TypeOf(value) == ValueType::kBoolean) text = text == "true" ? "1" : "0";
+  if (TypeOf(value) == ValueType::kReal && text.ends_with(".0")) text.resize(text.size() - 2);
+  return ParseValue(type, text);
+}
+
+std::optional<std::string> LineOf(CFPropertyListRef value) {
+  switch (TypeOf(value)) {
+    case ValueType::kArray:
+    case ValueType::kDictionary:
+      return std::nullopt;
+    case ValueType::kData:
+      if (CFDataGetLength(static_cast<CFDataRef>(value)) > CFIndex{kLongestLine / 3})
+        return std::nullopt;
+      return HexOf(static_cast<CFDataRef>(value));
+    default:
+      break;
+  }
+  std::string text = ValueText(value);
+  if (text.size() > kLongestLine) return std::nullopt;
+  for (std::size_t at = 0; at < text.size(); ++at) {
+    if (ControlAt(text, at)) return std::nullopt;
+  }
+  // A lone surrogate has no text of its own.
+  const bool is_string = TypeOf(value) == ValueType::kString;
+  if (is_string && !IsSameValue(value, ParseValue(ValueType::kString, text))) return std::nullopt;
+  return text;
+}
+
+Value FromLine(ValueType type, const std::string& line, std::string& mistake) {
+  if (type == ValueType::kData) return DataFromHex(line, mistake);
+  Value value = ParseValue(type, line);
+  if (!value) mistake = std::string("this is not ") + TypeForm(type);
+  return value;
+}
+
+namespace {
+
+std::string Counted(std::size_t count, const char* one) {
+  return std::to_string(count) + " " + one + (count == 1 ? "" : "s");
+}
+
+std::string Heading(CFPropertyListRef value) {
+  std::string type = TypeName(value);
+  switch (TypeOf(value)) {
+    case ValueType::kString: {
+      const CFIndex units = CFStringGetLength(static_cast<CFStringRef>(value));
+      return type + ", " + Counted(static_cast<std::size_t>(units), "UTF-16 unit");
+    }
+    case ValueType::kData: {
+      const CFIndex bytes = CFDataGetLength(static_cast<CFDataRef>(value));
+      return type + ", " + Counted(static_cast<std::size_t>(bytes), "byte");
+    }
+    case ValueType::kArray:
+      return type + ", " + Counted(ChildrenOf(value).size(), "element");
+    case ValueType::kDictionary:
+      return type + ", " + std::to_string(CountBelow(static_cast<CFDictionaryRef>(value))) +
+             " below it";
+    default:
+      return type;
+  }
+}
+
+void AddValue(std::vector<std::string>& lines, CFPropertyListRef value, int columns) {
+  std::string text;
+  if (IsContainer(value)) {
+    text = JsonText(value, JsonWriter::Layout::kIndented);
+  } else if (TypeOf(value) == ValueType::kData) {
+    text = HexOf(static_cast<CFDataRef>(value));
+  } else {
+    text = ValueText(value);
+  }
+  for (std::size_t at = 0; at <= text.size();) {
+    const std::size_t end = std::min(text.find('\n', at), text.size());
+    const std::string_view line = std::string_view(text).substr(at, end - at);
+    for (std::string& part : WrapColumns(Escaped(line), columns)) lines.push_back(std::move(part));
+    at = end + 1;
+  }
+}
+
+}  // namespace
+
+std::vector<std::string> ViewLines(CFPropertyListRef now, CFPropertyListRef before, int columns) {
+  std::vector<std::string> lines;
+  lines.push_back(now != nullptr ? Heading(now) : "(nothing)");
+  if (now != nullptr) AddValue(lines, now, columns);
+  if (IsSameValue(now, before)) return lines;
+  lines.emplace_back();
+  lines.push_back("before: " + (before != nullptr ? Heading(before) : "(nothing)"));
+  if (before != nullptr) AddValue(lines, before, columns);
+  return lines;
+}
+
+}  // namespace orvik::prefstool::browse
