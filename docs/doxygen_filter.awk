@@ -1,4 +1,4 @@
-# What Doxygen reads instead of a header: the plain comments become its own. The comment at the top
+# Turns the plain comments of a header into Doxygen's own. The comment at the top
 # is the file's, one before a declaration is the declaration's, one behind it on its line too.
 # Indented lines (tables, examples) stand as they are.
 

@@ -20,7 +20,7 @@ struct InstallValue {
 
 struct InstallRecord {
   std::vector<InstallValue> values;
-  // A store that was no property list and gave way to one of the recorded values alone.
+  // A damaged store that was kept aside and replaced by one with the recorded values alone.
   std::vector<KeptAsideFiles::File> kept_aside;
   int flush_error = 0;  // why the folder of the file could not be put on disk; 0 when it was
 };

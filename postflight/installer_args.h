@@ -36,7 +36,7 @@ class InstallerArgs : public NSObject {
   // or the destination alone for the mount point "/". None while one of the two is none.
   const NSString* getDestVolMountPointAndPathToInstallDest() const;
 
-  // Writes the arguments to the log; there is no line for one that is none.
+  // Writes the arguments that are present to the log.
   void logValues() const;
 
  private:

@@ -167,7 +167,7 @@ ObjCBool LoginWindowPlist::addFilePathToAutoLaunchedAppDictArr(const NSString* p
   NSObject* plist = root() == nullptr ? NSDictionary::dictionary() : root();
   NSArray* items = ItemsOf(plist);
   if (items == nullptr) {
-    // A root that is no dictionary has no place for the list and is left as it is.
+    // A root that is not a dictionary cannot hold the list and is left alone.
     auto* dictionary = dynamic_cast<NSDictionary*>(plist);
     if (dictionary == nullptr) {
       return RefuseChange();

@@ -27,7 +27,7 @@ for target in "${targets[@]}"; do
   if [ -f "fuzz/dictionaries/$target.dict" ]; then
     options+=(-dict="fuzz/dictionaries/$target.dict")
   fi
-  # What is new goes to the first folder; the corpus of the repository stays as it is.
+  # New inputs go to the first folder; the corpus of the repository stays as it is.
   grown="build/fuzz/corpus/$target"
   log="$findings/$target.log"
   mkdir -p "$grown"

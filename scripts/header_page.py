@@ -21,7 +21,7 @@ LAYERS = {
 }
 BEGIN = """# The public headers
 
-What each is for, in the words of its first sentence. The comment at the top of a header holds the
+Each header with its first sentence. The comment at the top of a header holds the
 contract of all that it declares. Programs include it as `<orvik/FOLDER/NAME.h>`.
 `scripts/header_page.py` makes this page from the headers.
 """

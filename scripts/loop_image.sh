@@ -90,4 +90,4 @@ for system in "${systems[@]}"; do
     checked=$((checked + copies))
   done
 done
-[ "$checked" -gt 0 ] || { echo "Loop images are not checked: there is no mkfs." && exit 77; }
+[ "$checked" -gt 0 ] || { echo "Loop images are not checked: mkfs is missing." && exit 77; }

@@ -60,7 +60,7 @@ LOGIC = {"&&": "||", "||": "&&"}
 SIGNS = {"+": "-", "-": "+", "+=": "-=", "-=": "+=", "++": "--", "--": "++"}
 WORDS = {"true": "false", "false": "true"}
 
-# What a source consists of: the texts that hold no code come first.
+# The tokens of a source: those without code come first.
 TOKEN = re.compile(
     r"""(?P<skip>//[^\n]*|/\*.*?\*/|^[ \t]*\#(?:[^\n\\]|\\.|\\\n)*
         |R"(?P<mark>[^(\s]*)\(.*?\)(?P=mark)"

@@ -6,10 +6,10 @@ Usage: scripts/soak.py [SECONDS] [BIN]    (default 30 seconds, build/release/bin
 Sixteen writers set numbers of their own in one domain through orvikprefs, as three users when run as
 root; writes are killed now and then. Four readers parse the file all the time; one
 watcher follows it. Ends with status 0 when no update was lost, no moment was unreadable, no write was
-refused for want of the lock, and the slowest writer got at least a third of its fair share:
+refused because the lock was held, and the slowest writer got at least a third of its fair share:
 
   lost        a write that ended with status 0 whose value is not there afterwards
-  unreadable  a moment at which the file was no whole property list
+  unreadable  a moment at which the file was not a whole property list
 """
 import json
 import os

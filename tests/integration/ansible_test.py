@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""The Ansible module on three roots in place of three machines.
+"""The Ansible module on three roots that stand for three machines.
 
 usage: ansible_test.py SOURCE_FOLDER PROGRAM_FOLDER [TEST...]
 Ends with 77 where ansible-playbook is not installed.
@@ -159,8 +159,8 @@ class AnsibleTest(unittest.TestCase):
             (named, "needs a value"),
             (dict(named, value="x", type="integer"), "not of type integer"),
             ({"key": "K", "value": 1}, "value needs a name"),
-            (dict(named, value=1, values={"m": 2}), "name and values exclude each other"),
-            (dict(named, value=1, append=[2]), "value and append exclude each other"),
+            (dict(named, value=1, values={"m": 2}), "name and values cannot be combined"),
+            (dict(named, value=1, append=[2]), "value and append cannot be combined"),
             (dict(named, value=1, state="absent"), "state absent takes no value"),
             (dict(named, value=1, state="read"), "state read takes no value"),
             ({"key": "K", "names": ["n"]}, "state present takes no names"),

@@ -355,7 +355,7 @@ TEST_F(BrowseTest, KeepsChangesWhenItIsEndedAndOffersThem) {
       Start();
       ASSERT_TRUE(Shows("1 change of a browser that was ended before it wrote them is kept"));
       Type({"t"});
-      EXPECT_TRUE(Shows("taken up"));
+      EXPECT_TRUE(Shows("taken over"));
       Type({"c"});
       EXPECT_TRUE(Shows("- Software/Vendor/App/Path = string /opt/app"));
       Type({"Escape", "q", "d"});

@@ -24,7 +24,7 @@ class CompletionTest : public EnvironmentTest {
     return run.out;
   }
 
-  // What bash offers for the last word; all words as they would be on the command line.
+  // The words that bash offers for the last word of a command line.
   Words Bash(const std::vector<std::string>& words) {
     std::vector<std::string> command = {
         "bash", "-c",
@@ -40,7 +40,7 @@ class CompletionTest : public EnvironmentTest {
     return offered;
   }
 
-  // What the program prints when a line is typed into a shell with its completion, tabs and all.
+  // The output of a line typed into a shell with its completion, tabs included.
   // Each tab waits until the line editor has answered.
   static std::string Typed(const std::string& shell, const std::string& line) {
     static constexpr char kScript[] = R"(

@@ -14,7 +14,7 @@ class DebianPackageTest : public EnvironmentTest {
  protected:
   void SetUp() override {
     if (RunCommand({"dpkg", "--version"}).status != 0) {
-      GTEST_SKIP() << "there is no dpkg on this machine";
+      GTEST_SKIP() << "dpkg is missing";
     }
     WriteFile(root_ / "var/lib/dpkg/status", "");
     fs::create_directories(root_ / "var/lib/dpkg/info");

@@ -51,7 +51,7 @@ def check_listings(source, path, text):
             continue
         file = source / (block["note"] or "-")
         if not file.is_file():
-            yield f"{path.name}: a listing names no file: {block['text'][:60]!r}"
+            yield f"{path.name}: a listing without a file name: {block['text'][:60]!r}"
         elif block["text"] not in file.read_text():
             yield f"{path.name}: the listing is not in {block['note']}"
 

@@ -1,5 +1,5 @@
 #!/usr/bin/env bash
-# What is built with the flags of what is shipped is hardened, and the check finds what is not.
+# Programs built with the release flags are hardened, and the check finds one that is not.
 # usage: hardening_test.sh WORK_FOLDER COMPILER
 set -euo pipefail
 work=$1 compiler=$2

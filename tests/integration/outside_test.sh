@@ -11,7 +11,7 @@ rm -rf "$work"
 mkdir -p "$work/root" "$work/home"
 prefix=$work/first
 cmake --install "$build" --prefix "$prefix" >"$work/install.log"
-# What is installed may be moved.
+# An installed tree may be moved.
 mv "$prefix" "$work/prefix"
 prefix=$work/prefix
 libraries=$(dirname "$(find "$prefix" -name 'liborvik_xml.so')")

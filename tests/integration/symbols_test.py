@@ -88,7 +88,7 @@ def main():
                 print(f"{library}: the last release exported {name}: keep it, or raise SOVERSION")
                 wrong = True
         else:
-            print(f"{library}: there is no list {lists / library}")
+            print(f"{library}: {lists / library} is missing")
             wrong = True
     return 1 if wrong else 0
 

@@ -61,7 +61,7 @@ TEST_F(InstallInformationTest, TellsAnotherValueFromTheRightOne) {
   const CAtlString information =
       u"Software/ORVIK Technologies/Pagewell Software/Install Information";
   const auto values = RecordInstallInformation(*arguments_);
-  // A text in place of the number reads as the number, but is not what was written.
+  // A text instead of the number reads as the number, but differs from the written value.
   WritePreferenceString(kSharedScope, u"Software/ORVIK Technologies/Pagewell Software",
                         u"UELogging", u"0", kDomain);
   WritePreferenceString(kSharedScope, information, u"PagewellExePath", u"/apps/", kDomain);

@@ -18,7 +18,7 @@ class LoginWindowPlistTest : public LogTest {
     Log();
   }
 
-  // What another reader finds after the root was written.
+  // The list as another reader finds it after the root was written.
   std::string Written() {
     file_->setpFormat(100);
     EXPECT_EQ(file_->write(), YES);

@@ -8,7 +8,7 @@
 
 namespace orvik::test {
 
-// What a call shows and gives when its alert is answered with the button; with none, as where
+// The alert and the result of a call when the button answers it; without one, as where
 // nobody can be asked.
 template <typename Call>
 auto Answered(std::optional<int> button, Call call) {

@@ -7,7 +7,7 @@
 
 namespace orvik::test {
 
-// What python's plistlib reads from each file: JSON with sorted keys, "missing" or "damaged".
+// Each file as python's plistlib reads it: JSON with sorted keys, "missing" or "damaged".
 std::vector<std::string> OnDisk(const std::vector<std::filesystem::path>& files);
 std::string OnDisk(const std::filesystem::path& file);
 

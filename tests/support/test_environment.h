@@ -125,7 +125,7 @@ class OtherProcess {
   pid_t pid_;
 };
 
-// What a program left behind.
+// The outcome of a program.
 struct CommandResult {
   int status = -1;  // exit status, or 128 + signal
   std::string out;

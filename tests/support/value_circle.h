@@ -26,7 +26,7 @@ class Choices {
  public:
   explicit Choices(std::string_view bytes) : bytes_(bytes) {}
 
-  std::uint64_t Take(int bytes) {
+  std::uint64_t Next(int bytes) {
     std::uint64_t value = 0;
     for (; bytes > 0; --bytes) {
       value = value << 8 | (bytes_.empty() ? 0 : static_cast<unsigned char>(bytes_[0]));
@@ -34,7 +34,7 @@ class Choices {
     }
     return value;
   }
-  std::size_t Below(std::size_t end) { return Take(2) % end; }
+  std::size_t Below(std::size_t end) { return Next(2) % end; }
   bool is_empty() const { return bytes_.empty(); }
 
  private:
@@ -69,7 +69,7 @@ inline std::uint64_t MakeBits(Choices& choices) {
   const std::size_t which = choices.Below(std::size(kBits) + 3);
   if (which < std::size(kBits)) return kBits[which];
   // Dates and reals of an everyday size, or any bits.
-  const std::uint64_t bits = choices.Take(8);
+  const std::uint64_t bits = choices.Next(8);
   return which % 2 == 0 ? bits
                         : std::bit_cast<std::uint64_t>(
                               static_cast<double>(static_cast<std::int64_t>(bits)) / 65536);
@@ -171,13 +171,13 @@ inline void CountLeaves(const std::string& path, const NSObject* value, Leaves& 
   }
 }
 
-// What the damage of one byte, or a cut, did that it may not do; "" for nothing.
+// The forbidden effect of one damaged byte, or of a cut; "" for none.
 inline std::string DamageFault(const NSObject* tree, std::string bytes, Choices& choices) {
   const std::size_t place = choices.Below(bytes.size());
-  if (choices.Take(1) % 4 == 0) {
+  if (choices.Next(1) % 4 == 0) {
     bytes.resize(place);
   } else {
-    bytes[place] = static_cast<char>(choices.Take(1));
+    bytes[place] = static_cast<char>(choices.Next(1));
   }
   if (ReadPropertyList(bytes, kCFPropertyListImmutable).root) return "";
   const OwnedObject data(NSData::Create(bytes));
@@ -203,7 +203,7 @@ inline std::string DamageFault(const NSObject* tree, std::string bytes, Choices&
 // Why the tree that the choices make does not come back; "" when it does.
 inline std::string CircleFault(std::string_view bytes) {
   Choices choices(bytes);
-  const bool has_types = choices.Take(1) % 4 != 0;
+  const bool has_types = choices.Next(1) % 4 != 0;
   const OwnedObject tree = MakeTree(choices, has_types);
   const std::string xml = *WriteXmlPropertyList(tree.get());
   const std::string binary = *WriteBinaryPropertyList(tree.get());

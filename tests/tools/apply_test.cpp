@@ -39,7 +39,7 @@ TEST_F(ApplyTest, AppliesScripts) {
 
   const std::string before = ReadFile(File());
   const std::tuple<const char*, int, const char*> kRows[] = {
-      {"set K n 1\nrequire K n 2\n", 6, "line 2 (\"require K n 2\"): the condition does not hold"},
+      {"set K n 1\nrequire K n 2\n", 6, "line 2 (\"require K n 2\"): the condition is not met"},
       {"require K n 1.0\nset K n 1\n", 6, "line 1"},
       {"require-key None\n", 6, "there is no such key"},
       {"require-empty-key Software\n", 6, "the key is not empty"},
@@ -54,8 +54,8 @@ TEST_F(ApplyTest, AppliesScripts) {
       {"set Software/Vendor/App/Count n 1\n", 3,
        "the key path leads through a value that is no key"},
       {"set K n\n", 1, "line 1, column 8 (byte 7): a value is expected"},
-      {"\nset K n tru\n", 1, "line 2, column 9 (byte 9): this is no JSON value"},
-      {"set K n {\"a\": [1, null]}\n", 1, "null is no property-list value: \"a/1\""},
+      {"\nset K n tru\n", 1, "line 2, column 9 (byte 9): this is not a JSON value"},
+      {"set K n {\"a\": [1, null]}\n", 1, "a property list cannot hold null: \"a/1\""},
       {"set K n {\"a\": {\"$date\": \"?\"}}\n", 1, "\"$date\" is malformed: not a date"},
       {"set K n {\"a\": 1, \"b\": {\"c\": 1, \"c\": 2}}\n", 1,
        "line 1, column 32 (byte 31): the name \"c\" is there twice: \"b\""},
@@ -63,8 +63,8 @@ TEST_F(ApplyTest, AppliesScripts) {
        "line 1 (\"set --keep-type Software/Vendor/App Count \"43\"\"): the value has another type"},
       {"add-element Software/Vendor/App Count 1\n", 6, "the value is not an array"},
       {"add-element Software Vendor 1\n", 6, "the value is not an array"},
-      {"set K n 1 2\n", 1, "line 1, column 11 (byte 10): one word too many"},
-      {"set K \"n\n\" 1\n", 1, "the text ends in a string"},
+      {"set K n 1 2\n", 1, "line 1, column 11 (byte 10): unexpected text after the last word"},
+      {"set K \"n\n\" 1\n", 1, "unterminated string"},
       {"set K n'm 1\n", 1, "needs double quotes"},
       {"merge K [1]\n", 1, "needs an object"},
       {"delete-key \"\"\n", 1, "needs a key below the domain"},
@@ -83,7 +83,7 @@ TEST_F(ApplyTest, AppliesScripts) {
   EXPECT_EQ(Out("tree"), "K/n\tinteger\t1\n");
 }
 
-// The editor is a shell command in place of the person.
+// A shell command plays the editor and its user.
 TEST_F(ApplyTest, EditsATreeAsJson) {
   const auto edit = [&](const std::string& editor, const std::string& key) {
     const ScopedVariable visual("VISUAL", nullptr), variable("EDITOR", editor);
@@ -221,7 +221,7 @@ TEST_F(ApplyTest, KeysAndValuesGiveWayOnlyWhenAsked) {
     Fails(set, 6, row.message);
     Out(set + " --replace-key");
   }
-  // A dictionary takes the place of another one: in a script as wanted, by "set" only on demand.
+  // A dictionary replaces another one: always in a script, by "set" only on demand.
   Out(R"(set --replace-key --json K n {"a":1})");
   Fails(R"(set --json K n {"b":1})", 6, "is a key");
   WriteFile(given_, R"(set K n {"b":1})");
@@ -282,7 +282,7 @@ TEST_F(ApplyTest, PrintsNoSecrets) {
       {"set K n " + secret, 0, "K/n"},
       {"delete K n\nset K m " + secret, 0, "K/m"},
       {"set K/m x " + secret, 3, "line 1: the key path leads through a value"},
-      {"set K m " + secret + "\nrequire K m 1", 6, "line 2: the condition does not hold"},
+      {"set K m " + secret + "\nrequire K m 1", 6, "line 2: the condition is not met"},
       {"set \"\" K " + secret, 6, "a key has this name: \"K\""},
       {"set K n " + secret + " hush", 1, "line 1, column 32 (byte 31): the line cannot be read"},
       {"set K n {\"a\": {\"$date\": " + secret + "}}", 1, "line 1"},

@@ -1,4 +1,4 @@
-// What the browser shows and keeps of values and lines.
+// Values and lines as the browser shows, edits and keeps them.
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -61,7 +61,7 @@ TEST(BrowseValueForm, GoesThroughOneLine) {
 TEST(BrowseLineInput, EditsWholeCharacters) {
   LineInput line("a\u4E2De\u0301\U0001F600");
   const auto take = [&](std::initializer_list<int> keys) {
-    for (const int key : keys) EXPECT_TRUE(line.Take(key));
+    for (const int key : keys) EXPECT_TRUE(line.HandleKey(key));
     return std::string(line.text());
   };
   take({Terminal::kLeft, Terminal::kLeft});  // over the letter and its accent
@@ -73,7 +73,7 @@ TEST(BrowseLineInput, EditsWholeCharacters) {
   EXPECT_EQ(take({'W' - '@'}), "one ");
   EXPECT_EQ(take({'U' - '@'}), "");
   EXPECT_EQ(take({'\b', Terminal::kLeft}), "");
-  for (const int other : {int{Terminal::kPageUp}, 7}) EXPECT_FALSE(line.Take(other));
+  for (const int other : {int{Terminal::kPageUp}, 7}) EXPECT_FALSE(line.HandleKey(other));
   line.Insert(U"two\nlines\x202E");
   EXPECT_EQ(line.text(), "two\nlines\u202E");
   EXPECT_EQ(line.Shown(20).before, "two\u240Alines\uFFFD");
@@ -86,7 +86,7 @@ TEST(BrowseLineInput, ShowsWhatIsAroundTheCursor) {
     return window.before + "|" + window.after;
   };
   EXPECT_EQ(shown(5), "6789|");
-  for (int i = 0; i < 7; ++i) line.Take(Terminal::kLeft);
+  for (int i = 0; i < 7; ++i) line.HandleKey(Terminal::kLeft);
   EXPECT_EQ(shown(20), "012|3456789");
   EXPECT_EQ(shown(5), "012|34");
   EXPECT_EQ(shown(3), "12|3");

@@ -22,7 +22,7 @@ Value Text(const char16_t* text) {
   return Value(CAtlString(text).CreateCFStringRef(kCFAllocatorDefault));
 }
 
-// What is at the path, as text; "(none)" for nothing.
+// The value at the path as text; "(none)" when there is none.
 std::string Shown(const Model& model, const Path& path) {
   const CFPropertyListRef value = FindIn(model.tree(), path);
   return value != nullptr ? ValueText(value) : "(none)";
@@ -208,7 +208,7 @@ TEST_F(BrowseModelTest, KeepsTheSelectionByName) {
   model.MoveBy(0);
   EXPECT_EQ(model.SelectedPath(), (Path{"A", "B"}));
 
-  // What the user deletes gives way to the row in its place.
+  // After a deletion the next row is selected.
   Write(u"A/B", u"b", u"");
   Write(u"A/B", u"c", u"");
   model.Refresh();
@@ -221,7 +221,7 @@ TEST_F(BrowseModelTest, KeepsTheSelectionByName) {
   EXPECT_EQ(model.SelectedPath(), (Path{"A", "B"}));
 }
 
-// An integer and a real of one value differ, at any depth; a real that is no number is itself.
+// An integer and a real of one value differ, at any depth; NaN equals itself.
 TEST_F(BrowseModelTest, TakesValuesForTheSameOnlyIfTheyAreWrittenAlike) {
   const auto json = [](const char* text) {
     TextError error;
@@ -296,12 +296,12 @@ TEST_F(BrowseModelTest, ShowsOnlyWhatTheFilterFinds) {
   EXPECT_EQ(Names(model), " x y");
   model.Set({"A", "C", "x"}, Text(u"no more"));
   EXPECT_EQ(Names(model), " y");
-  // What is in a key that is found is shown whole.
+  // A key that matches is shown with everything in it.
   model.SetFilter("c");
   EXPECT_EQ(Rows(model), "*/-\n*.A-\n*..C\n");
   ASSERT_TRUE(model.Reveal({"A", "C", "D", "other"}));
   EXPECT_EQ(model.filter(), "c");
-  // What is not found cannot be selected while the filter hides it.
+  // A hidden row cannot be selected.
   ASSERT_TRUE(model.Reveal({"Z", "z"}));
   EXPECT_EQ(model.filter(), "");
   EXPECT_EQ(model.SelectedPath(), (Path{"Z", "z"}));
@@ -388,7 +388,7 @@ TEST_F(BrowseModelTest, TakesUpWhatWasKept) {
   ASSERT_EQ(kept.size(), 3u);
   Write(u"A/B", u"text", u"changed since");
   Model model(0, kDomain);
-  model.TakeUp(std::move(kept));
+  model.Restore(std::move(kept));
   EXPECT_EQ(Shown(model, {"A", "C"}), "(none)");
   EXPECT_EQ(Shown(model, {"A", "B", "text"}), "changed since");
   EXPECT_EQ(model.changes().size(), 1u);

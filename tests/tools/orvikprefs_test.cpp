@@ -50,13 +50,13 @@ TEST_F(OrvikPrefsTest, TellsFailuresApart) {
       {"set K n [1,] --json", 1},
       {"set K n 1 --int --bool", 1},
       {"set K n v --if-absent --if-equals v", 1},
-      {"set K n v --frob\x1b", 1, "\"--frob\\x1b\" is no option of set"},
+      {"set K n v --frob\x1b", 1, "\"--frob\\x1b\" is not an option of set"},
       {"set Software Vendor v", 6},
       {"--root " + (env_.system_root() / "mistyped").string() + " set K n x", 1},
       {"--root /none\n list", 1, "\\n"},
       {"--domain ../x set K n v", 1},
       {"--domain never.written check", 2},
-      {"frobnicat\x1b[31m\u202e", 1, "\"frobnicat\\x1b[31m\\u202e\" is no command"},
+      {"frobnicat\x1b[31m\u202e", 1, "\"frobnicat\\x1b[31m\\u202e\" is not a command"},
       {"delete Software/Vendor none", 2},
       {"delete Software Vendor", 6},
       {"delete-kye A", 1, "did you mean \"delete-key\"?"},
@@ -69,9 +69,9 @@ TEST_F(OrvikPrefsTest, TellsFailuresApart) {
       {"rename Software/Vendor App Software/Vendor/App/x y", 1, "below itself"},
       {"--json set K n 1", 1, "--json behind \"set\" says that VALUE is JSON"},
       {"set K n v --if-equal v", 1,
-       "\"--if-equal\" is no option of set; did you mean \"--if-equals\""},
+       "\"--if-equal\" is not an option of set; did you mean \"--if-equals\""},
       {"--domian d list", 1, "did you mean \"--domain\"?"},
-      {"help exprot", 1, "\"exprot\" is no command; did you mean \"export\"?"},
+      {"help exprot", 1, "\"exprot\" is not a command; did you mean \"export\"?"},
       {"set Software/Vendor/App Count 6 --keep-type", 6,
        "\"Count\" in key \"Software/Vendor/App\" is an integer, not a string"},
       {"copy Software/Vendor Software/Vendor/App", 6},
@@ -79,7 +79,7 @@ TEST_F(OrvikPrefsTest, TellsFailuresApart) {
       {"watch --count 0", 1},
       {"help frobnicate", 1},
       {"find 'nothing like it'", 2},
-      {"import " + given_, 5, "no JSON: line 2, column 8 (byte 9)"},
+      {"import " + given_, 5, "not JSON: line 2, column 8 (byte 9)"},
       {"import /nonexistent", 2, "\"/nonexistent\" cannot be read: No such file"},
       {"import " + env_.folder().string(), 5, "Is a directory"},
       {"export -o /none/file", 3, "\"/none/file\" cannot be written: No such"},
@@ -94,7 +94,7 @@ TEST_F(OrvikPrefsTest, TellsFailuresApart) {
     EXPECT_EQ(error_.find('\x1b'), std::string::npos);
   }
   EXPECT_EQ(ReadFile(File()), before);
-  // What may not be read is not damaged.
+  // An unreadable file is not necessarily damaged.
   if (geteuid() == 0) return;
   fs::permissions(File(), fs::perms::none);
   fs::permissions(given_, fs::perms::none);
@@ -319,7 +319,7 @@ TEST_F(OrvikPrefsTest, FindsByPlaceTypeAndPattern) {
   for (const char* line : {"find oun --pattern", "find A/Sub --names B", "find *x*y* --pattern"}) {
     EXPECT_EQ(Prefs(line), 2) << line;
   }
-  Fails("find x --type number", 1, "is no type");
+  Fails("find x --type number", 1, "is not a type");
 }
 
 TEST_F(OrvikPrefsTest, WorksAcrossStores) {
@@ -327,7 +327,7 @@ TEST_F(OrvikPrefsTest, WorksAcrossStores) {
   Out("set K/L m v");
   Out("copy K Copy --to-scope user");
   Out("copy K n Copy o --to-domain other.domain");
-  Fails("copy K Copy --to-scope user", 6, "key \"Copy\" is there already");
+  Fails("copy K Copy --to-scope user", 6, "key \"Copy\" already exists");
   Fails("copy K/n Copy --to-scope user --replace", 2, "leads through a value");
   Out("copy K/L Copy --to-scope user --replace");
   EXPECT_EQ(Out("--scope user tree"), "Copy/m\tstring\tv\n");
@@ -454,7 +454,7 @@ TEST_F(OrvikPrefsTest, NeverOverwritesADamagedFileUnasked) {
   }
 }
 
-// What differs prints as two, and comes back from JSON to the bit.
+// Reals that differ print as two texts, and come back from JSON to the bit.
 TEST_F(OrvikPrefsTest, JsonKeepsEveryValueToTheBit) {
   const char* const dates[] = {"2001-01-01T00:00:00.25Z", "2001-01-01T00:00:00.250000001Z",
                                "0001-01-01T00:00:00Z",    "0xc3e0000000000000",
@@ -570,7 +570,7 @@ TEST_F(OrvikPrefsTest, ShowsAndFreesTheLock) {
   Out("lock --force");
   EXPECT_TRUE(Contains(Out("--json lock"), "\"free\""));
 
-  // What is not the record of a trusted user is named, and stays.
+  // A record of an untrusted user is named, and stays.
   const fs::path file = env_.home() / "Library/Preferences/com.orviktech.Registry.lock.plist";
   fs::remove(file);
   fs::create_symlink("elsewhere", file);
@@ -654,16 +654,18 @@ program, options = sys.argv[1], sys.argv[2:]
 for terminal in (True, False):
     master, slave = pty.openpty() if terminal else os.pipe()
     run = subprocess.Popen([program, 'import', '-'] + options, stdin=subprocess.PIPE, stderr=slave)
-    time.sleep(1.5)
+    seen = b''
+    if terminal and not options:
+        while b'importing, 1 s' not in seen: seen += os.read(master, 4096)
+    else: time.sleep(1.5)
     run.communicate(b'{"K": {"n": 1}}')
     os.close(slave)
-    seen = b''
     try:
         while part := os.read(master, 4096): seen += part
     except OSError: pass
     print(run.returncode, b'importing, 1 s' in seen, seen.endswith(b' \r') or not seen)
 )";
-  EXPECT_EQ(RunCommand({"python3", "-c", kScript, program_}).out, "0 True True\n0 False True\n");
+  EXPECT_EQ(RunCommand({"timeout", "60", "python3", "-c", kScript, program_}).out, "0 True True\n0 False True\n");
   EXPECT_EQ(RunCommand({"python3", "-c", kScript, program_, "-q"}).out,
             "0 False True\n0 False True\n");
 }

@@ -42,7 +42,7 @@ class OrvikPrefsTest : public EnvironmentTest {
     error_ = error.str();
     return status;
   }
-  // What a run prints that succeeds.
+  // The output of a run, which must succeed.
   std::string Out(const std::string& line) {
     EXPECT_EQ(Prefs(line), 0) << line << ": " << error_;
     return out_;

@@ -22,7 +22,7 @@ namespace {
 
 using Value = CAutoCFRelease<CFPropertyListRef>;
 
-// What a line may say; the steps it adds to a transaction.
+// The arguments of a line.
 struct Words {
   KeyPath key;
   CAtlString name;
@@ -66,7 +66,7 @@ struct Verb {
   bool key_may_be_empty, may_replace;
   int steps;
   void (*add)(Transaction& transaction, const Words& words);
-  const char* condition = "the condition does not hold";
+  const char* condition = "the condition is not met";
 };
 
 constexpr std::string_view kReplaceKey = "--replace-key", kKeepType = "--keep-type";
@@ -159,7 +159,7 @@ class LineReader {
     if (verb.has_object && !IsDictionary(words.value)) {
       return Fail(std::string(verb.name) + " needs an object of JSON");
     }
-    return AtEnd() || Fail("one word too many");
+    return AtEnd() || Fail("unexpected text after the last word");
   }
 
  private:
@@ -189,7 +189,7 @@ class LineReader {
     if (line_[at_] != '"') {
       text = ReadBareWord();
       if (!text.empty() && (at_ == line_.size() || !IsMark(line_[at_]))) return true;
-      return Fail(std::string("a ") + what + " with such characters needs double quotes", begin);
+      return Fail(std::string("a ") + what + " needs double quotes around such characters", begin);
     }
     Value value;
     if (!ReadValue(value)) return false;

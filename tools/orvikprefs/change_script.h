@@ -3,9 +3,9 @@
 //   # a comment; empty lines count for nothing
 //   set KEY NAME VALUE           the value is this one; a dictionary holds nothing else
 //   add-element KEY NAME VALUE   the array holds this element, if need be as its last one
-//   delete KEY NAME              there is no such value
+//   delete KEY NAME              the value does not exist
 //   make-key KEY                 the key exists
-//   delete-key KEY               there is no such key
+//   delete-key KEY               the key does not exist
 //   merge KEY OBJECT             the key holds these entries, among others
 //   replace KEY OBJECT           the key holds these entries and no others
 //   require KEY NAME VALUE       conditions, on what the lines above leave
@@ -17,7 +17,7 @@
 // A KEY is a key path, or a JSON array of names; "" is the domain. KEY and NAME are JSON strings,
 // or bare words without blanks, quotes, brackets and braces. VALUE and OBJECT are JSON
 // (json.h). A change that is made already changes nothing. "set", "merge" and "replace" put a
-// value in place of a key, or a key in place of a value, only with "--replace-key" before the KEY;
+// value where a key was, or a key where a value was, only with "--replace-key" before the KEY;
 // without it, and with every other line, the script fails. "set" with "--keep-type" fails where the
 // present value has another type.
 #pragma once
@@ -34,7 +34,7 @@ namespace orvik::prefstool {
 class ChangeScript {
  public:
   // Adds the conditions and changes of the text to the transaction. False, with the first mistake,
-  // when the text is no script.
+  // when the text is not a script.
   bool Read(std::string_view text, Transaction& transaction, TextError* error);
 
   // The line, from 1, and its words, that made a step of the transaction (PrefStatus::step).

@@ -7,13 +7,14 @@ namespace {
 using Count = Positional::Count;
 
 constexpr Option kGlobals[] = {
-    {"--help", 'h', Word::kFlag, "", "print help, of a command behind its name"},
+    {"--help", 'h', Word::kFlag, "", "print help; after a command, its help"},
     {"--version", 0, Word::kFlag, "", "print the version"},
     {"--scope", 0, Word::kScope, "SCOPE", "shared (default), user, machine, or 0 to 5"},
     {"--domain", 0, Word::kDomain, "DOMAIN", "the domain (default: com.orviktech.Registry)"},
-    {"--root", 0, Word::kFolder, "DIR", "where the system volume lies; no home of the caller's"},
+    {"--root", 0, Word::kFolder, "DIR",
+     "the root of the system volume; the caller's HOME is ignored"},
     {"--home", 0, Word::kFolder, "DIR", "the home folder of the user scope and of the lock record"},
-    {"--timeout", 0, Word::kSeconds, "SECONDS", "wait no longer for the lock; 0 tries once"},
+    {"--timeout", 0, Word::kSeconds, "SECONDS", "the longest wait for the lock; 0 tries once"},
     {"--quiet", 'q', Word::kFlag, "", "no confirmations"},
     {"--json", 0, Word::kFlag, "", "JSON for programs"},
     {"--null", 'z', Word::kFlag, "", "end fields with a NUL, for names with line breaks"},
@@ -25,11 +26,13 @@ constexpr Positional kSomeKey = {"KEY", Word::kKey, Count::kOptional,
                                  "the key path (default: the domain's top level)"};
 constexpr Positional kName = {"NAME", Word::kName, Count::kOne, "the value's name"};
 constexpr Positional kFile = {"FILE", Word::kFile, Count::kOne, "the file, - for standard input"};
-constexpr Positional kNewKey = {"NEW-KEY", Word::kKey, Count::kOptional, "the key it goes to"};
-constexpr Positional kNewName = {"NEW-NAME", Word::kName, Count::kOptional, "the name it gets"};
-constexpr Option kReplace = {"--replace", 0, Word::kFlag, "", "also where the new name is taken"};
+constexpr Positional kNewKey = {"NEW-KEY", Word::kKey, Count::kOptional,
+                                "the key to copy or move to"};
+constexpr Positional kNewName = {"NEW-NAME", Word::kName, Count::kOptional, "the new name"};
+constexpr Option kReplace = {"--replace", 0, Word::kFlag, "",
+                             "replace the value or key that has the new name"};
 constexpr Option kRecursive = {"--recursive", 'r', Word::kFlag, "",
-                               "a key, with all that lies below it"};
+                               "a key, with everything below it"};
 
 constexpr Positional kOneKey[] = {kKey};
 constexpr Positional kAnyKey[] = {kSomeKey};
@@ -37,17 +40,17 @@ constexpr Positional kOneValue[] = {kKey, kName};
 constexpr Positional kFileAndKey[] = {kFile, kSomeKey};
 constexpr Positional kOldAndNew[] = {
     kKey,
-    {"NAME", Word::kName, Count::kOne, "the value's name; for a whole key, the path it gets"},
+    {"NAME", Word::kName, Count::kOne, "the value's name; for a whole key, its new path"},
     kNewKey,
     kNewName};
 
 constexpr Positional kGetWords[] = {
     kKey, {"NAME", Word::kName, Count::kOptional, "the value's name (default: the whole key)"}};
 constexpr Option kGetOptions[] = {
-    {"--type", 0, Word::kFlag, "", "print its type instead"},
-    {"--default", 0, Word::kText, "TEXT", "print this where there is no such value"},
+    {"--type", 0, Word::kFlag, "", "print the type instead"},
+    {"--default", 0, Word::kText, "TEXT", "print TEXT if the value does not exist"},
     {"--format", 0, Word::kFormat, "FORMAT", "xml or json (default: text; json of a key)"},
-    {"--show-scope", 0, Word::kFlag, "", "print each scope that has it, with the file"},
+    {"--show-scope", 0, Word::kFlag, "", "print each scope that has the value, and its file"},
 };
 constexpr Positional kSetWords[] = {
     kKey, kName, {"VALUE", Word::kText, Count::kOne, "the new value"}};
@@ -58,11 +61,12 @@ constexpr Option kSetOptions[] = {
     {"--date", 0, Word::kFlag, "", "VALUE is a date such as 2024-05-06T07:08:09Z"},
     {"--data", 0, Word::kFlag, "", "VALUE is Base64"},
     {"--json", 0, Word::kFlag, "", "VALUE is JSON, for arrays and dictionaries, too"},
-    {"--if-equals", 0, Word::kText, "OLD", "only where this is the present value"},
-    {"--if-absent", 0, Word::kFlag, "", "only where there is no value yet"},
+    {"--if-equals", 0, Word::kText, "OLD", "only if OLD is the present value"},
+    {"--if-absent", 0, Word::kFlag, "", "only if the value does not exist"},
     {"--replace-key", 0, Word::kFlag, "",
-     "replace a key and everything below it, or a value by a key"},
-    {"--keep-type", 0, Word::kFlag, "", "only where the present value has this type, or none"},
+     "replace a key and everything below it, or a value with a key"},
+    {"--keep-type", 0, Word::kFlag, "",
+     "only if the present value has this type or does not exist"},
     {"--append", 0, Word::kFlag, "", "VALUE becomes the last element of the array NAME"},
     {"--insert", 0, Word::kFlag, "", "VALUE goes before the element NAME[INDEX] of an array"},
 };
@@ -74,20 +78,20 @@ constexpr Option kCopyOptions[] = {
     {"--to-domain", 0, Word::kDomain, "DOMAIN", "into this domain"},
 };
 constexpr Option kFindOptions[] = {
-    {"--ignore-case", 'i', Word::kFlag, "", "capital and small letters are alike"},
+    {"--ignore-case", 'i', Word::kFlag, "", "ignore case"},
     {"--names", 0, Word::kFlag, "", "look in names only"},
     {"--values", 0, Word::kFlag, "", "look in values only"},
     {"--type", 0, Word::kType, "TYPE", "values of this type only, such as integer"},
     {"--pattern", 0, Word::kFlag, "", "TEXT is the whole name or value; * and ? stand for any"},
 };
 constexpr Positional kFindWords[] = {
-    {"TEXT", Word::kText, Count::kOne, "what to look for, in names and values"}, kSomeKey};
+    {"TEXT", Word::kText, Count::kOne, "the text to search in names and values"}, kSomeKey};
 constexpr Option kWatchOptions[] = {
-    {"--count", 0, Word::kCount, "N", "end after so many changes"},
-    {"--ready", 0, Word::kFlag, "", "print a first line once changes are noticed"},
+    {"--count", 0, Word::kCount, "N", "exit after N changes"},
+    {"--ready", 0, Word::kFlag, "", "print a first line when watching has begun"},
 };
 constexpr Option kRepairOptions[] = {
-    {"--replace", 0, Word::kFlag, "", "replace a file of which nothing can be saved, too"},
+    {"--replace", 0, Word::kFlag, "", "replace a file even if nothing can be saved of it"},
     {"--dry-run", 'n', Word::kFlag, "", "change nothing, print what would be lost"},
 };
 constexpr Option kExportOptions[] = {
@@ -97,41 +101,40 @@ constexpr Option kExportOptions[] = {
 constexpr Option kBackup = {"--backup", 0, Word::kFlag, "",
                             "keep a copy of the file beside it when something changes"};
 constexpr Option kImportOptions[] = {
-    {"--replace", 0, Word::kFlag, "", "the key then holds what the file holds, and nothing else"},
-    {"--replace-key", 0, Word::kFlag, "", "replace keys by values, and values by keys"},
+    {"--replace", 0, Word::kFlag, "", "make the key equal to the file: remove other entries"},
+    {"--replace-key", 0, Word::kFlag, "", "replace keys with values, and values with keys"},
     {"--dry-run", 'n', Word::kFlag, "", "change nothing, print what would differ"},
     kBackup,
 };
 constexpr Option kDiffOptions[] = {
-    {"--exit-code", 0, Word::kFlag, "", "end with 6 when something differs"}};
+    {"--exit-code", 0, Word::kFlag, "", "exit with 6 if something differs"}};
 constexpr Positional kOneFile[] = {kFile};
 constexpr Option kApplyOptions[] = {
-    {"--check", 'n', Word::kFlag, "", "change nothing; end with 8 when something would change"},
-    {"--secret", 0, Word::kFlag, "", "print no value, whatever happens"},
+    {"--check", 'n', Word::kFlag, "", "change nothing; exit with 8 if something would change"},
+    {"--secret", 0, Word::kFlag, "", "never print a value"},
     kBackup,
 };
 constexpr Option kEditOptions[] = {kBackup};
 constexpr Option kLockOptions[] = {
-    {"--release", 0, Word::kFlag, "", "free it if its holder no longer runs"},
-    {"--force", 0, Word::kFlag, "", "free it whoever holds it"},
+    {"--release", 0, Word::kFlag, "", "release it if its holder no longer runs"},
+    {"--force", 0, Word::kFlag, "", "release it, whoever holds it"},
 };
 constexpr Positional kHelpWords[] = {
     {"COMMAND", Word::kCommand, Count::kOptional, "the command (default: all)"}};
 constexpr Positional kCompleteWords[] = {
-    {"WORD", Word::kFile, Count::kMany,
-     "the words behind the program's name, the last unfinished"}};
+    {"WORD", Word::kFile, Count::kMany, "the words after the program's name, the last unfinished"}};
 
 constexpr Command kCommands[] = {
     {"get", "print a value or a whole key", "orvikprefs get Software/App Path --default /opt",
      kGetWords, kGetOptions, Get},
-    {"set", "set a value, making the keys it needs", "orvikprefs set Software/App Count 5 --int",
+    {"set", "set a value, creating missing keys", "orvikprefs set Software/App Count 5 --int",
      kSetWords, kSetOptions, Set},
     {"delete", "remove a value", "orvikprefs delete Software/App Path", kOneValue, kDeleteOptions,
      Delete},
     {"delete-key", "remove a key", "orvikprefs delete-key Software/App --recursive", kOneKey,
      kDeleteOptions, DeleteKey},
     {"reset", "remove everything below a key", "orvikprefs reset Software/App", kOneKey, {}, Reset},
-    {"rename", "give a value or a key another name or place",
+    {"rename", "rename or move a value or a key",
      "orvikprefs rename Software/App Path Software/App Folder", kOldAndNew, kRenameOptions, Rename},
     {"copy", "copy a value or a key", "orvikprefs copy Software/App Software/Backup", kOldAndNew,
      kCopyOptions, Copy},
@@ -145,7 +148,7 @@ constexpr Command kCommands[] = {
     {"find", "print the keys and values that contain a text", "orvikprefs find -i pagewell",
      kFindWords, kFindOptions, Find},
     {"browse",
-     "look around and change things on a terminal",
+     "browse and edit the store on a terminal",
      "orvikprefs browse Software/App",
      kAnyKey,
      {},
@@ -156,9 +159,9 @@ constexpr Command kCommands[] = {
      "orvikprefs export Software/App --format json -o app.json", kAnyKey, kExportOptions, Export},
     {"import", "merge a property list or JSON file into the domain or a key",
      "orvikprefs import app.json Software/App --dry-run", kFileAndKey, kImportOptions, Import},
-    {"diff", "print what turns the domain, or a key, into what a file holds",
+    {"diff", "print the differences between the domain, or a key, and a file",
      "orvikprefs diff app.json Software/App --exit-code", kFileAndKey, kDiffOptions, Diff},
-    {"apply", "carry out a script of conditions and changes, all or nothing",
+    {"apply", "run a script of conditions and changes, all or nothing",
      "orvikprefs apply wanted.txt --check", kOneFile, kApplyOptions, Apply},
     {"edit", "change the domain, or a key, as JSON in an editor",
      "EDITOR=nano orvikprefs edit Software/App", kAnyKey, kEditOptions, Edit},
@@ -180,7 +183,7 @@ constexpr Command kCommands[] = {
      {},
      {},
      Domains},
-    {"check", "say whether the file is a sound property list", "orvikprefs check", {}, {}, Check},
+    {"check", "check that the file is a sound property list", "orvikprefs check", {}, {}, Check},
     {"repair",
      "keep a copy of a damaged file beside it and save what can be read",
      "orvikprefs repair --dry-run",
@@ -188,7 +191,7 @@ constexpr Command kCommands[] = {
      kRepairOptions,
      Repair},
     {"complete",
-     "print how a command line may go on, for shells",
+     "print completions of a command line, for shells",
      "orvikprefs complete -- get Software/",
      kCompleteWords,
      {},

@@ -12,7 +12,8 @@ namespace orvik::prefstool {
 // The tables of all commands and options.
 const Grammar& OrvikPrefsGrammar();
 
-// Takes the scope, domain and folders from the line. False, after a message, when a folder is none.
+// Takes the scope, domain and folders from the line. False, after a message, when a folder is not
+// one.
 bool UseStore(Context& context, const CommandLine& line);
 
 // One value.
@@ -20,13 +21,13 @@ int Get(const Context& context, const CommandLine& line);
 int Set(const Context& context, const CommandLine& line);
 int Delete(const Context& context, const CommandLine& line);
 
-// Whole keys, and what has a name.
+// Whole keys, and values with a name.
 int DeleteKey(const Context& context, const CommandLine& line);
 int Reset(const Context& context, const CommandLine& line);
 int Rename(const Context& context, const CommandLine& line);
 int Copy(const Context& context, const CommandLine& line);
 
-// What lies below a key; the whole domain for an empty one.
+// The contents of a key; the whole domain for an empty one.
 int List(const Context& context, const CommandLine& line);
 int Tree(const Context& context, const CommandLine& line);
 int Find(const Context& context, const CommandLine& line);

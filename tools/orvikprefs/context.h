@@ -36,12 +36,12 @@ struct StatusRow {
 };
 inline constexpr StatusRow kStatuses[] = {
     {kDone, "done"},
-    {kUsage, "the command line makes no sense"},
+    {kUsage, "invalid command line"},
     {kNotFound, "not found"},
     {kNotSaved, "not saved"},
     {kLockNotObtained, "the lock was not obtained"},
     {kDamagedFile, "a file is damaged or cannot be read"},
-    {kConditionNotMet, "a condition does not hold, or something differs"},
+    {kConditionNotMet, "a condition is not met, or something differs"},
     {kNotPermitted, "no permission to read a file"},
     {kWouldChange, "apply --check: something would change"},
     {kNothingSaved, "repair: nothing of the file can be saved"},
@@ -68,12 +68,12 @@ struct Context {
 
   // The failure of an operation on the store: "what" says what was being done, or with what, in
   // harmless characters (text.h); then the reason, what to do, and the scope, domain and file.
-  // kNotAKey means not found to a reader and not saved to a writer. "advice" takes the place of the
+  // kNotAKey means not found to a reader and not saved to a writer. "advice" replaces the
   // general advice for the failure.
   int Fail(const PrefStatus& status, const std::string& what, bool writing,
            const std::string& advice = "") const;
 
-  // Why a file that is no preference file could not be read or written: its name and the reason.
+  // Why a file that is not a preference file could not be read or written: its name and the reason.
   int FailFile(const std::string& file, int reason, bool writing) const;
 
   // A line of confirmation on a terminal, nothing when quiet or piped.

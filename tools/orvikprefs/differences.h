@@ -19,13 +19,13 @@ struct Difference {
   CFPropertyListRef after;   // null when removed; owned by the tree
 };
 
-// What turns one domain into the other: values that would be written differently, an integer and a
+// The differences of two domains: values that would be written differently, an integer and a
 // real of one value included. Keys that only one side has are listed leaf by leaf, an empty one as
 // itself; either side may be null, which counts as empty. `path` is put before every path.
 std::vector<Difference> Differences(CFDictionaryRef before, CFDictionaryRef after, Path path = {});
 
-// Adds to the transaction, for the key, what makes `after` of `before`: no more than what differs.
-// A value may take the place of a key, and a key that of a value.
+// Adds to the transaction the fewest changes that turn `before`, the contents of the key, into
+// `after`. A value may replace a key, and a key a value.
 void AddTreeChanges(Transaction& transaction, const KeyPath& key, CFDictionaryRef before,
                     CFDictionaryRef after);
 

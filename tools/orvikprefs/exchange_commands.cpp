@@ -54,7 +54,7 @@ CAutoCFRelease<CFPropertyListRef> ReadAnyForm(const std::string& bytes, std::str
       CFPropertyListCreateFromXMLData(kCFAllocatorDefault, data, kCFPropertyListImmutable, &why));
   const CAutoCFRelease<CFStringRef> owned(why);
   if (!root) {
-    reason = looks_like_json ? "no JSON: " + error.Message() : "no property list and no JSON";
+    reason = looks_like_json ? "not JSON: " + error.Message() : "neither a property list nor JSON";
     if (!looks_like_json && owned) reason += ": " + Escaped(ToUtf8(owned));
   }
   return root;
@@ -71,7 +71,7 @@ Dictionary ReadDictionary(const Context& context, const std::string& file, int& 
   CAutoCFRelease<CFPropertyListRef> root = ReadAnyForm(bytes, reason);
   if (root && !IsDictionary(root)) {
     root.Free();
-    reason = "its root is no dictionary";
+    reason = "its root is not a dictionary";
   }
   if (!root) status = context.Fail(kDamagedFile, Quoted(file) + ": " + reason);
   return Dictionary(static_cast<CFDictionaryRef>(root.Detach()));
@@ -200,7 +200,7 @@ bool WantsToGoOn(const Context& context) {
          (answer.empty() || answer[0] == 'y' || answer[0] == 'Y');
 }
 
-// What the person made of the text; null after a message, with the exit status.
+// The edited text; null after a message, with the exit status.
 Dictionary EditedText(const Context& context, PrivateFile& file, int& status) {
   const std::string editor = Editor();
   for (;;) {
@@ -217,13 +217,13 @@ Dictionary EditedText(const Context& context, PrivateFile& file, int& status) {
     CAutoCFRelease<CFPropertyListRef> root = ReadJson(text, &mistake);
     if (root && !IsDictionary(root)) {
       root.Free();
-      mistake = ErrorAt(text, 0, "this is no object");
+      mistake = ErrorAt(text, 0, "this is not an object");
     }
     if (root) return Dictionary(static_cast<CFDictionaryRef>(root.Detach()));
     status = context.Fail(kUsage, mistake.Message());
     *context.error << "  " << Escaped(LineAt(text, mistake.line)).substr(0, 200) << '\n';
     if (!WantsToGoOn(context)) {
-      file.Keep();
+      file.Preserve();
       context.Fail(kUsage, "nothing changed; the text is kept in " + Quoted(file.path()));
       return Dictionary();
     }
@@ -261,7 +261,7 @@ int Edit(const Context& context, const CommandLine& line) {
   Backup backup(context, line.Has("--backup"));
   backup.AddTo(transaction);
   const PrefStatus saved = transaction.Commit();
-  if (!saved.ok()) file.Keep();
+  if (!saved.ok()) file.Preserve();
   if (backup.Failed()) return kNotSaved;
   if (!saved.ok()) backup.Discard();
   if (saved.error == PrefError::kConditionNotMet) {

@@ -66,7 +66,7 @@ class PrivateFile {
 
   const std::string& path() const { return path_; }
   int error() const { return error_; }  // an errno value when it could not be written
-  void Keep() { kept_ = true; }
+  void Preserve() { kept_ = true; }
 
  private:
   std::string path_;

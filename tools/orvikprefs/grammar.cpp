@@ -33,25 +33,26 @@ bool IsOneOf(std::span<const char* const> words, std::string_view word) {
   return std::find(words.begin(), words.end(), word) != words.end();
 }
 
-// What is wrong with a word, as the end of a sentence; "" for nothing.
-std::string WhatIsWrong(Word kind, const std::string& word) {
+// The mistake in a word, as the end of a sentence; "" for none.
+std::string MistakeIn(Word kind, const std::string& word) {
   switch (kind) {
     case Word::kScope:
-      return ScopeOf(word) ? "" : "is no scope: shared, user, machine, or 0 to 5";
+      return ScopeOf(word) ? "" : "is not a scope: shared, user, machine, or 0 to 5";
     case Word::kFormat:
-      return IsOneOf(kFormats, word) ? "" : "is no format: xml or json";
+      return IsOneOf(kFormats, word) ? "" : "is not a format: xml or json";
     case Word::kFileFormat:
-      return IsOneOf(kFileFormats, word) ? "" : "is no format: xml, json or binary";
+      return IsOneOf(kFileFormats, word) ? "" : "is not a format: xml, json or binary";
     case Word::kType:
-      return IsOneOf(kTypeNames, word) ? ""
-                                       : "is no type: string, integer, real, boolean, date, data, "
-                                         "array or dictionary";
+      return IsOneOf(kTypeNames, word)
+                 ? ""
+                 : "is not a type: string, integer, real, boolean, date, data, "
+                   "array or dictionary";
     case Word::kCount:
-      return IsWholeNumber(word) ? "" : "is no whole number from 1 on";
+      return IsWholeNumber(word) ? "" : "is not a whole number of at least 1";
     case Word::kSeconds:
-      return IsSeconds(word) ? "" : "is no number of seconds";
+      return IsSeconds(word) ? "" : "is not a number of seconds";
     case Word::kDomain:
-      if (word.empty()) return "is no domain";
+      if (word.empty()) return "is not a domain";
       [[fallthrough]];
     case Word::kKey:
     case Word::kName:
@@ -159,13 +160,13 @@ CommandLine::CommandLine(const Grammar& grammar, std::span<const std::string> wo
       Add(*std::exchange(pending_, nullptr), word);
     } else if (options_ended_ || word.size() < 2 || word[0] != '-' || IsNumber(word) ||
                IsLastText(words, word)) {
-      TakePositional(grammar, word);
+      ParsePositional(grammar, word);
     } else if (word == "--") {
       options_ended_ = true;
     } else if (word.starts_with("--")) {
-      TakeOption(grammar, word);
+      ParseOption(grammar, word);
     } else {
-      TakeLetters(grammar, std::string_view(word).substr(1));
+      ParseLetters(grammar, std::string_view(word).substr(1));
     }
   }
   CheckEnd();
@@ -178,12 +179,12 @@ bool CommandLine::IsLastText(std::span<const std::string> words, const std::stri
          next->word == Word::kText && next->count == Positional::Count::kOne;
 }
 
-void CommandLine::TakeOption(const Grammar& grammar, std::string_view word) {
+void CommandLine::ParseOption(const Grammar& grammar, std::string_view word) {
   const std::size_t equals = word.find('=');
   const std::string_view name = word.substr(0, equals);
   const Option* const option = grammar.FindOption(command_, name);
   if (option == nullptr) {
-    Fail(Quoted(name) + " is no option" +
+    Fail(Quoted(name) + " is not an option" +
          (command_ != nullptr ? " of " + std::string(command_->name) : "") +
          DidYouMeanOption(grammar, command_, name));
   } else if (equals != std::string_view::npos && option->word == Word::kFlag) {
@@ -197,11 +198,11 @@ void CommandLine::TakeOption(const Grammar& grammar, std::string_view word) {
   }
 }
 
-void CommandLine::TakeLetters(const Grammar& grammar, std::string_view letters) {
+void CommandLine::ParseLetters(const Grammar& grammar, std::string_view letters) {
   for (std::size_t i = 0; i < letters.size(); ++i) {
     const Option* const option = grammar.FindOption(command_, letters[i]);
     if (option == nullptr) {
-      Fail(Quoted("-" + std::string(letters.substr(i))) + " is no option" +
+      Fail(Quoted("-" + std::string(letters.substr(i))) + " is not an option" +
            (command_ != nullptr ? " of " + std::string(command_->name) : ""));
       return;
     }
@@ -216,11 +217,11 @@ void CommandLine::TakeLetters(const Grammar& grammar, std::string_view letters) 
   }
 }
 
-void CommandLine::TakePositional(const Grammar& grammar, const std::string& word) {
+void CommandLine::ParsePositional(const Grammar& grammar, const std::string& word) {
   if (command_ == nullptr) {
     command_ = grammar.Find(word);
     if (command_ != nullptr) return;
-    Fail(Quoted(word) + " is no command" + DidYouMeanCommand(grammar, word));
+    Fail(Quoted(word) + " is not a command" + DidYouMeanCommand(grammar, word));
     return;
   }
   const Positional* const row = NextPositional();
@@ -228,14 +229,14 @@ void CommandLine::TakePositional(const Grammar& grammar, const std::string& word
     Fail(Quoted(word) + " is one word too many for " + command_->name);
     return;
   }
-  if (const std::string wrong = WhatIsWrong(row->word, word); !wrong.empty()) {
+  if (const std::string wrong = MistakeIn(row->word, word); !wrong.empty()) {
     Fail(std::string(row->name) + ": " + Quoted(word) + " " + wrong);
   }
   positionals_.push_back(word);
 }
 
 void CommandLine::Add(const Option& option, std::string value) {
-  if (const std::string wrong = WhatIsWrong(option.word, value);
+  if (const std::string wrong = MistakeIn(option.word, value);
       option.word != Word::kFlag && !wrong.empty()) {
     Fail(std::string(option.name) + ": " + Quoted(value) + " " + wrong);
   }

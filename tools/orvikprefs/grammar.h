@@ -55,7 +55,7 @@ struct Command {
   int (*run)(const Context& context, const CommandLine& line);
 };
 
-// What may be given: the tables of one program.
+// The commands and options of one program.
 struct Grammar {
   std::span<const Option> globals;
   std::span<const Command> commands;
@@ -81,7 +81,7 @@ inline constexpr ScopeName kScopeNames[] = {{"shared", 0}, {"user", 1}, {"machin
                                             {"3", 3},      {"4", 4},    {"5", 5}};
 std::optional<int> ScopeOf(std::string_view name);
 
-// A command line that was read: what its words are.
+// A parsed command line.
 class CommandLine {
  public:
   // Options may be anywhere before "--". A word that begins with a dash and a digit is a number,
@@ -90,9 +90,9 @@ class CommandLine {
   // "=" ("--scope=user") or the letter ("-oFILE").
   CommandLine(const Grammar& grammar, std::span<const std::string> words);
 
-  // Why the words make no sense, as a sentence without an end; "" when they do.
+  // The mistake, as a sentence without a full stop; "" for a valid command line.
   const std::string& error() const { return error_; }
-  const Command* command() const { return command_; }  // null when there is no sound one
+  const Command* command() const { return command_; }  // null when it is missing or unknown
 
   bool Has(std::string_view option) const { return Find(option) != nullptr; }
   // The same for the row of one table: a command's option, or the global one of that name.
@@ -110,14 +110,14 @@ class CommandLine {
   // For completion: the option whose value would be the next word, and whether options are over.
   const Option* pending() const { return pending_; }
   bool options_ended() const { return options_ended_; }
-  // What the next word without a dash would be; null when there may be none.
+  // The meaning of the next word without a dash; null when none is allowed.
   const Positional* NextPositional() const;
 
  private:
   bool IsLastText(std::span<const std::string> words, const std::string& word) const;
-  void TakeOption(const Grammar& grammar, std::string_view word);
-  void TakeLetters(const Grammar& grammar, std::string_view letters);
-  void TakePositional(const Grammar& grammar, const std::string& word);
+  void ParseOption(const Grammar& grammar, std::string_view word);
+  void ParseLetters(const Grammar& grammar, std::string_view letters);
+  void ParsePositional(const Grammar& grammar, const std::string& word);
   void Add(const Option& option, std::string value);
   void CheckEnd();
   void Fail(const std::string& error);

@@ -7,7 +7,7 @@
 //                                                 "0x" and the 16 digits of its IEEE 754 double
 //                                                 (seconds since 2001) outside the years 1 to 9999
 //   data                                          {"$data": "TWFu"} (RFC 4648)
-//   real that is no number                        {"$real": "nan"}, "inf", "-inf"
+//   NaN and infinite reals                      {"$real": "nan"}, "inf", "-inf"
 //   a dictionary with one of these names alone    {"$dictionary": {...}}
 //
 // A lone surrogate in a string or a name becomes U+FDD0 and its four hexadecimal digits, by the
@@ -43,14 +43,14 @@ class JsonWriter {
   JsonWriter& Name(std::string_view utf8);
 
   JsonWriter& Text(std::string_view utf8);
-  // What is JSON already, such as a number.
+  // Appends text that is JSON already, such as a number.
   JsonWriter& Raw(std::string_view json);
   JsonWriter& Boolean(bool value) { return Raw(value ? "true" : "false"); }
   JsonWriter& Integer(std::int64_t value) { return Raw(std::to_string(value)); }
   JsonWriter& Texts(const std::vector<std::string>& texts);
 
   const std::string& json() const { return json_; }
-  std::string Take() { return std::move(json_); }
+  std::string Release() { return std::move(json_); }
 
  private:
   JsonWriter& Begin(char bracket);
@@ -77,7 +77,7 @@ void WriteJson(JsonWriter& writer, CFPropertyListRef value);
 std::string JsonText(CFPropertyListRef value,
                      JsonWriter::Layout layout = JsonWriter::Layout::kOneLine);
 
-// Where and why a text is not what it should be. Lines and columns (in bytes) count from 1.
+// The place and reason of a mistake in a text. Lines and columns (in bytes) count from 1.
 struct TextError {
   std::size_t line = 0;
   std::size_t column = 0;
@@ -91,9 +91,9 @@ struct TextError {
 // The line and column of a byte of the text.
 TextError ErrorAt(std::string_view text, std::size_t byte, std::string reason);
 
-// Null when the text is no JSON, or a part of it is no property list (null, a malformed wrapper, a
-// number that no double can hold, one name twice in an object, more than kPropertyListMaximumDepth
-// containers in one another).
+// Null when the text is not JSON, or a part of it is not a property list (null, a malformed
+// wrapper, a number out of the range of a double, a duplicate name in an object, more than
+// kPropertyListMaximumDepth containers in one another).
 CAutoCFRelease<CFPropertyListRef> ReadJson(std::string_view text, TextError* error);
 
 // The value that begins at *at, which is moved behind it; the text may go on.

@@ -106,7 +106,7 @@ class Reader {
   void Leave(const std::string& step) { way_ = way_.empty() ? step : step + "/" + way_; }
 
   // Past the character, after blanks.
-  bool Take(char expected) {
+  bool Accept(char expected) {
     SkipBlanks();
     if (at_ == text_.size() || text_[at_] != expected) return false;
     ++at_;
@@ -114,8 +114,8 @@ class Reader {
   }
 
   Value ReadWord(std::string_view word, CFTypeRef value) {
-    if (text_.substr(at_, word.size()) != word) return Fail("this is no JSON value");
-    if (value == nullptr) return Refuse("null is no property-list value", at_);
+    if (text_.substr(at_, word.size()) != word) return Fail("this is not a JSON value");
+    if (value == nullptr) return Refuse("a property list cannot hold null", at_);
     at_ += word.size();
     return Value::Retaining(value);
   }
@@ -125,7 +125,7 @@ class Reader {
     ++at_;
     CAutoCFRelease<CFMutableArrayRef> array(
         CFArrayCreateMutable(kCFAllocatorDefault, 0, &kCFTypeArrayCallBacks));
-    if (!Take(']')) {
+    if (!Accept(']')) {
       do {
         const Value element = ReadValue();
         if (!element) {
@@ -133,8 +133,8 @@ class Reader {
           return Value();
         }
         CFArrayAppendValue(array, element);
-      } while (Take(','));
-      if (!Take(']')) return Fail("\",\" or \"]\" is expected");
+      } while (Accept(','));
+      if (!Accept(']')) return Fail("\",\" or \"]\" is expected");
     }
     --depth_;
     return Value(array.Detach());
@@ -147,11 +147,11 @@ class Reader {
     ++at_;
     CAutoCFRelease<CFMutableDictionaryRef> members(CFDictionaryCreateMutable(
         kCFAllocatorDefault, 0, &kCFTypeDictionaryKeyCallBacks, &kCFTypeDictionaryValueCallBacks));
-    if (!Take('}')) {
+    if (!Accept('}')) {
       do {
         if (!ReadMember(members, object)) return object;
-      } while (Take(','));
-      if (!Take('}')) {
+      } while (Accept(','));
+      if (!Accept('}')) {
         Fail("\",\" or \"}\" is expected");
         return object;
       }
@@ -174,7 +174,7 @@ class Reader {
       Refuse("the name " + Quoted(ToUtf8(name)) + " is there twice", begin);
       return false;
     }
-    if (!Take(':')) {
+    if (!Accept(':')) {
       Fail("\":\" is expected");
       return false;
     }
@@ -213,10 +213,10 @@ class Reader {
     const CFTypeRef content = CFDictionaryGetValue(object.members, name);
     if (object.only_name == kDictionaryWrapper) {
       return IsDictionary(content) ? Value::Retaining(content)
-                                   : Refuse("\"$dictionary\" holds no object", object.begin);
+                                   : Refuse("\"$dictionary\" must hold an object", object.begin);
     }
     if (CFGetTypeID(content) != CFStringGetTypeID()) {
-      return Refuse("\"" + object.only_name + "\" holds no text", object.begin);
+      return Refuse("\"" + object.only_name + "\" must hold a string", object.begin);
     }
     const ValueType type = object.only_name == kDateWrapper   ? ValueType::kDate
                            : object.only_name == kDataWrapper ? ValueType::kData
@@ -225,7 +225,7 @@ class Reader {
     const bool other_real =
         type == ValueType::kReal && text != "nan" && text != "inf" && text != "-inf";
     Value value = other_real ? Value() : ParseValue(type, text);
-    const std::string why = other_real ? "no \"nan\", \"inf\" or \"-inf\"" : WhyNot(type, text);
+    const std::string why = other_real ? "not \"nan\", \"inf\" or \"-inf\"" : WhyNot(type, text);
     return value ? std::move(value)
                  : Refuse("\"" + object.only_name + "\" is malformed: " + why, object.begin);
   }
@@ -254,7 +254,7 @@ class Reader {
     };
     take('-', '-');
     const bool zero = at_ < text_.size() && text_[at_] == '0';
-    if (zero ? (++at_, false) : !digits()) return Fail("this is no JSON value", begin);
+    if (zero ? (++at_, false) : !digits()) return Fail("this is not a JSON value", begin);
     bool real = false;
     if (take('.', '.')) {
       real = true;
@@ -268,7 +268,7 @@ class Reader {
     Value value =
         ParseValue(real ? ValueType::kReal : ValueType::kInteger, text_.substr(begin, at_ - begin));
     return value ? std::move(value)
-                 : Refuse(real ? "a number that no double can hold"
+                 : Refuse(real ? "the number is out of the range of a double"
                                : "an integer of more than 64 bits",
                           begin);
   }
@@ -285,10 +285,10 @@ class Reader {
       }
       last_string_.append(text_, at_, end - at_);
       at_ = end;
-      if (end == text_.size()) return FailString("the text ends in a string", begin);
+      if (end == text_.size()) return FailString("unterminated string", begin);
       if (text_[end] == '"') break;
       if (text_[end] != '\\') {
-        return FailString("a control character in a string is not escaped", at_);
+        return FailString("unescaped control character in a string", at_);
       }
       if (!ReadEscape()) return String();
     }
@@ -404,7 +404,7 @@ CAutoCFRelease<CFPropertyListRef> ReadJson(std::string_view text, TextError* err
   Reader reader(text, text.starts_with(kByteOrderMark) ? kByteOrderMark.size() : 0);
   Value value = reader.ReadValue();
   reader.SkipBlanks();
-  if (value && reader.at() != text.size()) value = reader.Fail("more text behind the value");
+  if (value && reader.at() != text.size()) value = reader.Fail("unexpected text after the value");
   return Finish(reader, std::move(value), error);
 }
 

@@ -156,7 +156,7 @@ std::string Base64(CFDataRef data) {
   return text;
 }
 
-// The bits of a date that has no other text.
+// The bits of a date that no calendar text can express.
 std::string DateBits(double seconds) {
   char text[24];
   std::snprintf(text, sizeof text, "0x%016" PRIx64, std::bit_cast<std::uint64_t>(seconds));
@@ -260,7 +260,7 @@ void WriteJson(JsonWriter& writer, CFPropertyListRef value) {
 std::string JsonText(CFPropertyListRef value, JsonWriter::Layout layout) {
   JsonWriter writer(layout);
   WriteJson(writer, value);
-  return writer.Take();
+  return writer.Release();
 }
 
 }  // namespace orvik::prefstool

@@ -52,7 +52,7 @@ int CopyToStore(const Context& context, const CommandLine& line, const Place& fr
   transaction.Set(to.key, to.name, found.value);
   const PrefStatus status = transaction.Commit();
   if (status.error == PrefError::kConditionNotMet) {
-    return context.Fail(kConditionNotMet, to.text + " is there already, in domain " +
+    return context.Fail(kConditionNotMet, to.text + " already exists, in domain " +
                                               Quoted(target.domain) + "; --replace replaces it");
   }
   if (!status.ok()) return target.Fail(status, to.text, true);
@@ -70,7 +70,7 @@ int CopyOrRename(const Context& context, const CommandLine& line, const char* do
   }
   const bool keys = line.count() == 2;
   const std::optional<Place> from = PlaceAt(line, 0, keys), to = PlaceAt(line, keys ? 1 : 2, keys);
-  if (!from || !to) return context.Fail(kUsage, "the domain's top level is no key");
+  if (!from || !to) return context.Fail(kUsage, "the domain's top level is not a key");
   if (line.Has("--to-scope") || line.Has("--to-domain")) {
     return CopyToStore(context, line, *from, *to);
   }
@@ -88,7 +88,7 @@ int CopyOrRename(const Context& context, const CommandLine& line, const char* do
   (transaction.*change)(from->key, from->name, to->key, to->name);
   const PrefStatus status = transaction.Commit();
   if (status.error == PrefError::kConditionNotMet) {
-    return context.Fail(kConditionNotMet, to->text + " is there already; --replace replaces it");
+    return context.Fail(kConditionNotMet, to->text + " already exists; --replace replaces it");
   }
   const bool at_target = status.error == PrefError::kNotAKey && status.step > 0;
   if (!status.ok()) return context.Fail(status, at_target ? to->text : from->text, at_target);
@@ -103,7 +103,7 @@ int DeleteKey(const Context& context, const CommandLine& line) {
   const KeyPath key = KeyAt(line);
   if (key.empty()) {
     return context.Fail(kUsage,
-                        "the domain's top level is no key; \"reset\" removes all that lies in it");
+                        "the domain's top level is not a key; \"reset\" removes everything in it");
   }
   Transaction transaction = context.Change();
   if (line.Has("--recursive")) {
@@ -114,7 +114,8 @@ int DeleteKey(const Context& context, const CommandLine& line) {
   transaction.DeleteKey(key, IfMissing::kFail);
   const PrefStatus status = transaction.Commit();
   if (status.error == PrefError::kKeyNotEmpty) {
-    return context.Fail(kUsage, what + " is not empty; --recursive deletes it with all below it");
+    return context.Fail(kUsage,
+                        what + " is not empty; --recursive deletes it and everything below it");
   }
   if (!status.ok()) return context.Fail(status, what, false);
   context.Confirm("deleted " + what);

@@ -119,7 +119,7 @@ int FailUnknown(const Context& context, const LockHolder& holder, const std::str
       kNotPermitted, "lock: " + before + "not known: no permission to read " + Quoted(holder.file));
 }
 
-// What is left after the record was freed. The kernel lock ends with its process alone.
+// Reports the lock after its record was removed. A kernel lock lasts as long as its process.
 int ShowFreed(const Context& context) {
   const LockHolder holder = FindHolder(context);
   const SharedLockRecord record = CopySharedLockRecord(context.domain);

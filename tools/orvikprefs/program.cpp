@@ -11,11 +11,11 @@ namespace orvik::prefstool {
 
 namespace {
 
-// Points a variable to the folder that an option names. False when it is no folder.
+// Points a variable to the folder that an option names. False when it is not a folder.
 bool UseFolder(const Context& context, const char* variable, const std::string& folder) {
   std::error_code error;
   if (!std::filesystem::is_directory(folder, error)) {
-    context.Fail(kUsage, Quoted(folder) + " is no folder" +
+    context.Fail(kUsage, Quoted(folder) + " is not a folder" +
                              (error ? ": " + error.message() : std::string()));
     return false;
   }
@@ -26,7 +26,8 @@ bool UseFolder(const Context& context, const char* variable, const std::string& 
 int CarryOut(Context& context, const CommandLine& line) {
   const Grammar& grammar = OrvikPrefsGrammar();
   if (!line.error().empty()) {
-    return context.Fail(kUsage, line.error() + "; orvikprefs --help shows what there is");
+    return context.Fail(kUsage,
+                        line.error() + "; orvikprefs --help lists the commands and options");
   }
   if (line.Has("--version")) {
     *context.out << "orvikprefs " ORVIK_VERSION "\n";
@@ -141,7 +142,7 @@ int Help(const Context& context, const CommandLine& line) {
   if (!by_command) {
     command = line.count() > 0 ? grammar.Find(line.Argument(0)) : nullptr;
     if (line.count() > 0 && command == nullptr) {
-      return context.Fail(kUsage, Quoted(line.Argument(0)) + " is no command" +
+      return context.Fail(kUsage, Quoted(line.Argument(0)) + " is not a command" +
                                       DidYouMeanCommand(grammar, line.Argument(0)));
     }
   }

@@ -137,7 +137,7 @@ bool IsLike(std::u16string_view text, std::u16string_view pattern) {
   return in_pattern == pattern.size();
 }
 
-// What is looked for, and where.
+// The text to find, and where.
 class Search {
  public:
   explicit Search(const CommandLine& line)

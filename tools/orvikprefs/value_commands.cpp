@@ -53,7 +53,7 @@ Value NewValue(const Context& context, const CommandLine& line) {
   }
   TextError error;
   Value value = ReadJson(text, &error);
-  if (!value) context.Fail(kUsage, Quoted(text) + " is no JSON: " + error.Message());
+  if (!value) context.Fail(kUsage, Quoted(text) + " is not JSON: " + error.Message());
   return value;
 }
 
@@ -85,7 +85,7 @@ int PrintValue(const Context& context, const CommandLine& line, CFPropertyListRe
   return kDone;
 }
 
-// What one word names: a key, or the value that a path ends at.
+// The key, or the value, at a path.
 PrefResult<CFTypeRef> FindByPath(const Context& context, const KeyPath& path, bool& is_value) {
   PrefResult<CFDictionaryRef> key = CopyPreferenceKey(context.scope, path, context.domain);
   is_value = key.status.error == PrefError::kNotAKey && !path.empty();
@@ -260,12 +260,12 @@ int SetElement(const Context& context, const CommandLine& line,
                const std::optional<ElementPath>& element, CFTypeRef value) {
   for (const char* const option : {"--if-equals", "--if-absent", "--keep-type", "--replace-key"}) {
     if (line.Has(option)) {
-      return context.Fail(kUsage, std::string(option) + " does not go with elements of arrays");
+      return context.Fail(kUsage, std::string(option) + " does not apply to elements of arrays");
     }
   }
   const bool appends = line.Has("--append"), inserts = line.Has("--insert");
   if (appends && inserts) {
-    return context.Fail(kUsage, "--append and --insert exclude each other");
+    return context.Fail(kUsage, "--append and --insert cannot be combined");
   }
   if (inserts && !element) {
     return context.Fail(kUsage, "--insert needs an element of an array, such as NAME[0]");
@@ -288,7 +288,7 @@ int Set(const Context& context, const CommandLine& line) {
   const Value value = NewValue(context, line);
   if (!value) return kUsage;
   if (line.Has("--if-equals") && line.Has("--if-absent")) {
-    return context.Fail(kUsage, "--if-equals and --if-absent exclude each other");
+    return context.Fail(kUsage, "--if-equals and --if-absent cannot be combined");
   }
   const std::optional<ElementPath> element = ElementOf(context, line);
   if (element || line.Has("--append") || line.Has("--insert")) {

@@ -95,7 +95,7 @@ Value ParseReal(std::string_view text) {
   double value = 0;
   const char* const last = text.data() + text.size();
   const auto [end, error] = std::from_chars(text.data(), last, value);
-  // The names that from_chars takes for infinities and the like are no decimal numbers.
+  // The names that from_chars takes for infinities and the like are not decimal numbers.
   const bool decimal = text.find_first_not_of("0123456789.eE+-") == std::string_view::npos;
   if (error != std::errc() || end != last || !decimal) return Value();
   return Value(CFNumberCreate(kCFAllocatorDefault, kCFNumberDoubleType, &value));
@@ -160,7 +160,7 @@ std::string ValueText(CFPropertyListRef value) {
     return EscapedSurrogates(text.View());
   }
   std::string json = JsonText(value);
-  // Dates, data and reals that are no numbers are wrapped in JSON, to carry their type. None of
+  // Dates, data and reals that are not numbers are wrapped in JSON, to carry their type. None of
   // their texts holds a quote.
   if (!IsDictionary(value) && json.starts_with('{')) {
     const std::size_t begin = json.find(':') + 2;
@@ -208,7 +208,7 @@ std::vector<Entry> SortedEntries(CFDictionaryRef dictionary) {
   for (std::size_t i = 0; i < count; ++i) {
     entries[i] = {static_cast<CFStringRef>(names[i]), values[i]};
   }
-  // What was read from a file of ours is in order already.
+  // Entries read from a file of ours are in order already.
   if (!std::is_sorted(entries.begin(), entries.end(), IsBefore)) {
     std::sort(entries.begin(), entries.end(), IsBefore);
   }
@@ -228,7 +228,7 @@ std::string JoinedPath(const Path& path) {
                                              Escaped(name) != name;
                                     }) ||
                         (!path.empty() && path.front().starts_with('['));
-  if (as_array) return JsonWriter(JsonWriter::Layout::kOneLine).Texts(path).Take();
+  if (as_array) return JsonWriter(JsonWriter::Layout::kOneLine).Texts(path).Release();
   std::string text;
   for (const std::string& name : path) {
     if (!text.empty()) text += '/';

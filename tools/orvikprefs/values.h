@@ -43,9 +43,9 @@ std::string ValueText(CFPropertyListRef value);
 //   data                Base64 as RFC 4648 says: padded, without blanks
 //   array, dictionary   JSON (json.h)
 CAutoCFRelease<CFPropertyListRef> ParseValue(ValueType type, std::string_view text);
-// What the texts of a type look like, for messages: "an integer of 64 bits".
+// The form of a type's texts, for messages: "an integer of 64 bits".
 const char* TypeForm(ValueType type);
-// Why a text is no value of the type: "not Base64, from character 3 on".
+// Why a text is not a value of the type: "not Base64, from character 3 on".
 std::string WhyNot(ValueType type, std::string_view text);
 
 // Whether the text is what ValueText gives for the value, or means an equal value of its type.
@@ -89,12 +89,12 @@ enum class ElementChange {
   kRemove,
   kAppend,  // to the array that the indices lead to
 };
-// A copy of the array that is changed so; null when there is no such element. `value` may be null
+// A changed copy of the array; null when the element does not exist. `value` may be null
 // for kRemove alone, and `array` for kAppend without indices.
 CAutoCFRelease<CFPropertyListRef> WithElement(CFTypeRef array, std::span<const long> indices,
                                               ElementChange change, CFTypeRef value);
 
-// Puts in place of an array what `make` makes of it, two steps of a transaction that is carried out
+// Replaces an array by the result of `make`, two steps of a transaction that is carried out
 // once. What is present, or null, is given to `make`; when that gives null the first step fails
 // with kConditionNotMet.
 void UpdateArray(Transaction& transaction, const KeyPath& key, const CAtlString& name,

@@ -33,7 +33,7 @@ class Editing {
   std::string MoveOrCopy(const Path& path, bool copy);
   // The picked rows, or the one at the path when none is picked.
   std::string Delete(const Path& path);
-  // Another type for a value; what has no meaning in that type is asked for.
+  // Changes the type of a value. Asks for a new text when the old one has no meaning in the type.
   std::string ChangeType(const Path& path);
 
  private:
@@ -58,12 +58,13 @@ class Reading {
   Reading(Model& model, Dialogs& dialogs, Terminal& terminal)
       : model_(model), dialogs_(dialogs), terminal_(terminal) {}
 
-  // All of a value, and what it was before.
+  // Shows a whole value, and the one from before its change.
   std::string View(const Path& path);
-  // Into the clipboard of the terminal.
+  // Copies into the clipboard of the terminal.
   std::string CopyPath(const Path& path);
   std::string CopyValue(const Path& path);
-  // As it is shown, into a file: JSON for a name that ends in ".json", else an XML property list.
+  // Writes the value as it is shown into a file: JSON for a name that ends in ".json", else an XML
+  // property list.
   std::string Export(const Path& path);
 
  private:
@@ -100,7 +101,7 @@ class Finding {
  public:
   explicit Finding(Dialogs& dialogs) : dialogs_(dialogs) {}
 
-  // Another model is shown: the hits are of no use.
+  // Drops the hits: another model is shown.
   void Forget() { hits_.clear(); }
 
   std::string SearchWhileTyping(Model& model);

@@ -63,7 +63,7 @@ void Browser::Run() {
     if (key == Terminal::kNothing || key == Terminal::kResized) continue;
     screen_.message.clear();
     Act(key);
-    ForgetTakenUp();
+    ForgetRestored();
   }
 }
 
@@ -276,9 +276,9 @@ bool Browser::MayLeave() {
   return key != 0 && model_->waiting() == 0;
 }
 
-void Browser::Look(int scope, const CAtlString& domain) {
+void Browser::SwitchTo(int scope, const CAtlString& domain) {
   if (!MayLeave()) return;
-  ForgetTakenUp();
+  ForgetRestored();
   model_ = std::make_unique<Model>(scope, domain);
   finding_.Forget();
   OfferKeptChanges();
@@ -297,7 +297,7 @@ void Browser::ChooseScope() {
   std::vector<std::string> rows;
   for (const int scope : kScopes) rows.emplace_back(ScopeName(scope));
   const std::optional<int> row = dialogs_.Choose({"Scope", Rows::Of(std::move(rows)), "", "", {}});
-  if (row) Look(kScopes[*row], model_->domain());
+  if (row) SwitchTo(kScopes[*row], model_->domain());
 }
 
 void Browser::ChooseDomain() {
@@ -311,7 +311,7 @@ void Browser::ChooseDomain() {
       dialogs_.Choose({"Domains of this scope", Rows::Of(std::move(rows)), "", "", {}});
   if (!row) return;
   if (const auto domain = FromUtf8(domains[static_cast<std::size_t>(*row)].name)) {
-    Look(model_->scope(), *domain);
+    SwitchTo(model_->scope(), *domain);
   }
 }
 
@@ -332,7 +332,7 @@ void Browser::ChooseElsewhere() {
                                                   {}});
   if (!row) return;
   const Place& place = places[static_cast<std::size_t>(*row)];
-  Look(place.scope, place.domain);
+  SwitchTo(place.scope, place.domain);
   if (model_->scope() == place.scope && model_->domain() == place.domain) {
     model_->RevealNearest(path);
   }
@@ -347,22 +347,22 @@ void Browser::OfferKeptChanges() {
     const int key = dialogs_.AskLetter(Counted(kept.changes.size(), "change", "changes") +
                                            " of a browser that was ended before it wrote them " +
                                            (kept.changes.size() == 1 ? "is kept" : "are kept"),
-                                       "t take up  d discard", "td");
+                                       "t take over  d discard", "td");
     if (key == 't') {
-      model_->TakeUp(std::move(kept.changes));
-      taken_up_.push_back(kept.path);
-      Report(model_->conflicts().empty() ? "taken up: c shows the changes"
+      model_->Restore(std::move(kept.changes));
+      restored_.push_back(kept.path);
+      Report(model_->conflicts().empty() ? "taken over: c shows the changes"
                                          : "the file has changed since: C shows the conflicts");
     }
     if (key == 'd') ForgetKeptChanges(kept.path);
   }
-  ForgetTakenUp();
+  ForgetRestored();
 }
 
-void Browser::ForgetTakenUp() {
+void Browser::ForgetRestored() {
   if (model_->waiting() != 0) return;
-  for (const std::string& path : taken_up_) ForgetKeptChanges(path);
-  taken_up_.clear();
+  for (const std::string& path : restored_) ForgetKeptChanges(path);
+  restored_.clear();
 }
 
 std::string Browser::KeepUnwritten() {
@@ -372,7 +372,7 @@ std::string Browser::KeepUnwritten() {
   int error = 0;
   const std::string path = KeepChanges(model_->file(), unwritten, &error);
   if (path.empty()) return count + " lost: they cannot be kept: " + std::strerror(error);
-  for (const std::string& old : taken_up_) ForgetKeptChanges(old);
+  for (const std::string& old : restored_) ForgetKeptChanges(old);
   return count + " kept in " + Quoted(path) + "; the next browse of this file offers them";
 }
 

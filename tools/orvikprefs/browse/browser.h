@@ -47,11 +47,11 @@ class Browser {
   void ChooseElsewhere();
   void ShowHelp();
   bool MayLeave();
-  void Look(int scope, const CAtlString& domain);
+  void SwitchTo(int scope, const CAtlString& domain);
 
   void OfferKeptChanges();
   // Once nothing of them waits any longer.
-  void ForgetTakenUp();
+  void ForgetRestored();
 
   Editing editing() {
     return {*model_, dialogs_, terminal_, [this](const Path& path) { model_->Reveal(path); }};
@@ -69,7 +69,7 @@ class Browser {
   Screen screen_;
   Dialogs dialogs_;
   Finding finding_;
-  std::vector<std::string> taken_up_;  // the files of kept changes
+  std::vector<std::string> restored_;  // the files of kept changes
   bool leaves_ = false;
 };
 

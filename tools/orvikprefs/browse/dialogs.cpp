@@ -73,7 +73,7 @@ void Dialogs::DrawRows(const std::string& title, const Rows& rows, int selected)
   }
 }
 
-// What to press stays in sight, however long the text is.
+// The keys to press stay visible, however long the text is.
 void Dialogs::DrawFoot(const std::string& text, const std::string& answers, Style style) {
   const int columns = terminal_.columns();
   int last = terminal_.rows() - 1;
@@ -139,7 +139,7 @@ std::optional<std::string> Dialogs::Ask(const Question& question, int* row) {
       input.Insert(terminal_.pasted());
       has_changed = true;
     } else {
-      has_changed = input.Take(key);
+      has_changed = input.HandleKey(key);
     }
   }
 }
@@ -171,7 +171,7 @@ std::optional<int> Dialogs::Choose(const List& list, int selected, int* key) {
   }
 }
 
-bool Dialogs::GoesOn(const std::string& text) {
+bool Dialogs::KeepWaiting(const std::string& text) {
   DrawFoot(text, "Esc cancel", Style::kByOthers);
   return WaitForKey() != kEscape;
 }

@@ -1,5 +1,5 @@
-// Questions and lists over the browser's screen. What is behind them goes on: it is drawn again
-// while they wait. Escape and Ctrl-C give every one of them up.
+// Questions and lists over the browser's screen. The screen behind them is kept up to date
+// while they wait. Escape and Ctrl-C cancel each of them.
 #pragma once
 
 #include <cstddef>
@@ -35,7 +35,7 @@ class Dialogs {
     std::string text;  // to begin with
     // The mistake in the text, "" for none. It is shown while typing, and such a text is not taken.
     std::function<std::string(const std::string&)> check;
-    // What Tab makes of the text; none leaves it.
+    // Completes the text at Tab; may be empty.
     std::function<std::string(const std::string&)> complete;
     // Rows to be shown above the line for the text, and a place among them that the arrows and the
     // page keys move.
@@ -63,7 +63,7 @@ class Dialogs {
 
   // Shows the text over the foot of the screen and waits a little, without drawing what is behind
   // it. False when the user gives up what is waited for.
-  bool GoesOn(const std::string& text);
+  bool KeepWaiting(const std::string& text);
 
  private:
   int WaitForKey();

@@ -75,23 +75,23 @@ bool Draft::Refresh() {
       by_others_.push_back(std::move(change.path));
     }
   }
-  Adopt(std::move(read.value));
+  SetBase(std::move(read.value));
   return true;
 }
 
 // Carries the user's changes over to what was read.
-void Draft::Adopt(Tree base) {
+void Draft::SetBase(Tree base) {
   Tree edited = Tree::Retaining(base);
   for (Conflict& conflict : conflicts_) {
     conflict.there = Value::Retaining(FindIn(base, conflict.path));
   }
-  for (Change& mine : changes_) TakeUpOne(edited, std::move(mine));
+  for (Change& mine : changes_) RestoreOne(edited, std::move(mine));
   base_ = std::move(base);
-  Become(std::move(edited), Cause::kOtherProcess);
+  SetEdited(std::move(edited), Cause::kOtherProcess);
 }
 
 // Makes the change in the tree where the value is still the one that it began with.
-void Draft::TakeUpOne(Tree& tree, Change mine) {
+void Draft::RestoreOne(Tree& tree, Change mine) {
   const CFPropertyListRef there = FindIn(tree, mine.path);
   if (IsSameValue(there, mine.after)) return;
   Tree changed;
@@ -104,7 +104,7 @@ void Draft::TakeUpOne(Tree& tree, Change mine) {
   }
 }
 
-void Draft::Become(Tree edited, Cause cause) {
+void Draft::SetEdited(Tree edited, Cause cause) {
   edited_ = std::move(edited);
   changes_ = ChangesBetween(base_, edited_);
   ++version_;
@@ -117,7 +117,7 @@ void Draft::Do(std::string what, Tree edited) {
     undo_.push_back({std::move(what), std::move(changes)});
     redo_.clear();
   }
-  Become(std::move(edited), Cause::kUser);
+  SetEdited(std::move(edited), Cause::kUser);
 }
 
 // One conflict to a path: the newest wish counts. False when there was one already.
@@ -173,7 +173,7 @@ std::string Draft::Remove(const Path& path, CFPropertyListRef began) {
 }
 
 std::string Draft::RemoveAll(std::vector<Path> paths) {
-  // What is deeper goes first, and of one array the element behind.
+  // Deeper paths go first, and within one array the last elements.
   std::sort(paths.begin(), paths.end(), [](const Path& one, const Path& other) {
     if (one.size() != other.size()) return one.size() > other.size();
     if (one.empty()) return false;
@@ -198,7 +198,7 @@ std::string Draft::Move(const Path& from, const Path& to) {
   if (!value || from.empty()) return ShownPath(from) + " cannot be moved";
   if (StartsWith(to, from)) return "a key cannot move into itself";
   if (!IsDictionary(FindIn(edited_, Path(from.begin(), from.end() - 1)))) {
-    return "an element has no name: copy it and delete it";
+    return "an array element cannot be renamed; copy it, then delete it";
   }
   if (FindIn(edited_, to) != nullptr) return ShownPath(to) + " exists already";
   const Tree without = WithValue(edited_, from, nullptr);
@@ -246,7 +246,7 @@ std::string Draft::Repeat(std::vector<Step>& from, std::vector<Step>& to, bool f
   std::string report = std::string(word) + ": " + step.what;
   const Path touched = step.changes.front().path;
   to.push_back(std::move(step));
-  Become(std::move(tree), Cause::kUser);
+  SetEdited(std::move(tree), Cause::kUser);
   Touched(touched);
   return report;
 }
@@ -273,10 +273,10 @@ void Draft::RevertAll() {
   Do("give up all changes", Tree::Retaining(base_));
 }
 
-void Draft::TakeUp(std::vector<Change> kept) {
+void Draft::Restore(std::vector<Change> kept) {
   Tree tree = Tree::Retaining(edited_);
-  for (Change& mine : kept) TakeUpOne(tree, std::move(mine));
-  Do("take up kept changes", std::move(tree));
+  for (Change& mine : kept) RestoreOne(tree, std::move(mine));
+  Do("take over kept changes", std::move(tree));
 }
 
 std::vector<Change> Draft::Unwritten() const {
@@ -289,7 +289,7 @@ std::vector<Change> Draft::Unwritten() const {
   return unwritten;
 }
 
-PrefStatus Draft::Apply(std::chrono::milliseconds limit, const GoesOn& goes_on) {
+PrefStatus Draft::Apply(std::chrono::milliseconds limit, const KeepWaiting& keep_waiting) {
   Transaction transaction(scope_, domain_);
   for (const Change& change : changes_) {
     const auto [key, name] = AddressOf(change.path);
@@ -307,13 +307,13 @@ PrefStatus Draft::Apply(std::chrono::milliseconds limit, const GoesOn& goes_on) 
   using Clock = std::chrono::steady_clock;
   const Clock::time_point start = Clock::now();
   PrefStatus status = transaction.Commit();
-  while (status.error == PrefError::kLockNotObtained && goes_on) {
+  while (status.error == PrefError::kLockNotObtained && keep_waiting) {
     const auto waited = std::chrono::duration_cast<std::chrono::milliseconds>(Clock::now() - start);
-    if (waited >= limit || !goes_on(waited)) break;
+    if (waited >= limit || !keep_waiting(waited)) break;
     status = transaction.Commit();
   }
   if (status.ok()) {
-    // What was applied is not news; what others wrote before it is.
+    // The changes just applied are not reported as changes by others; what others wrote before is.
     base_ = Tree::Retaining(edited_);
     changes_.clear();
   }

@@ -51,10 +51,10 @@ class Draft {
   // Reads the file again if it is another or a changed one. The user's changes are carried over;
   // those that meet changes of others become conflicts. True when something shown may have changed.
   bool Refresh();
-  // What the last reading found changed in the file.
+  // The paths that the last reading found changed in the file.
   const std::vector<Path>& by_others() const { return by_others_; }
 
-  // What is there now, to be kept while the user decides.
+  // The present value at the path, retained.
   Value At(const Path& path) const { return Value::Retaining(FindIn(edited_, path)); }
 
   // Changes in memory. Each gives a reason when it refuses, "" when it is made. Those that take
@@ -78,15 +78,15 @@ class Draft {
   void Revert(Path path);
   void RevertAll();
   // Makes changes that were kept, on what is there now; those that meet others become conflicts.
-  void TakeUp(std::vector<Change> kept);
-  // What would be lost: the changes, and what the user wanted in each conflict.
+  void Restore(std::vector<Change> kept);
+  // All that quitting would lose: the changes, and the user's side of each conflict.
   std::vector<Change> Unwritten() const;
 
-  // Writes all changes, or nothing. While another process holds the lock it asks `goes_on` again
-  // and again, which waits a little, for at most `limit`; kLockNotObtained after that, or when
-  // `goes_on` says no.
-  using GoesOn = std::function<bool(std::chrono::milliseconds waited)>;
-  PrefStatus Apply(std::chrono::milliseconds limit = {}, const GoesOn& goes_on = {});
+  // Writes all changes, or nothing. While another process holds the lock it asks `keep_waiting`
+  // again and again, which waits a little, for at most `limit`; kLockNotObtained after that, or
+  // when `keep_waiting` says no.
+  using KeepWaiting = std::function<bool(std::chrono::milliseconds waited)>;
+  PrefStatus Apply(std::chrono::milliseconds limit = {}, const KeepWaiting& keep_waiting = {});
 
   const std::vector<Conflict>& conflicts() const { return conflicts_; }
   // Settles a conflict: the user's value becomes a change of what is there now, or is given up.
@@ -109,15 +109,15 @@ class Draft {
     timespec changed = {};
     bool operator==(const Identity& other) const;
   };
-  // What the user did at once.
+  // One action of the user.
   struct Step {
     std::string what;
     std::vector<Change> changes;
   };
   Identity IdentityOfFile() const;
-  void Adopt(Tree base);
-  void TakeUpOne(Tree& tree, Change mine);
-  void Become(Tree edited, Cause cause);
+  void SetBase(Tree base);
+  void RestoreOne(Tree& tree, Change mine);
+  void SetEdited(Tree edited, Cause cause);
   void Do(std::string what, Tree edited);
   std::string Put(std::string what, const Path& path, CFPropertyListRef value);
   std::string Repeat(std::vector<Step>& from, std::vector<Step>& to, bool forward);
@@ -154,7 +154,7 @@ struct KeptChanges {
 std::string KeepChanges(const std::string& preference_file, const std::vector<Change>& changes,
                         int* error);
 
-// What is kept for the preference file, the oldest first. What cannot be read is left out.
+// Returns the kept changes of the preference file, the oldest first; skips unreadable files.
 std::vector<KeptChanges> FindKeptChanges(const std::string& preference_file);
 
 // Removes the file of FindKeptChanges or KeepChanges.

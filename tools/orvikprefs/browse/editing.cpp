@@ -77,7 +77,7 @@ std::string Editing::EditInEditor(const Path& path, CFPropertyListRef began) {
     }
     if (dialogs_.AskLetter(reason, "e edit again", "e") != 0) continue;
     if (!is_read) return "nothing is changed";
-    file.Keep();
+    file.Preserve();
     return "nothing is changed; the text is kept in " + Quoted(file.path());
   }
 }
@@ -127,7 +127,7 @@ std::string Editing::AddKey() {
 }
 
 std::string Editing::Rename(const Path& path) {
-  if (path.empty()) return "the domain has no other name";
+  if (path.empty()) return "the domain cannot be renamed";
   const std::optional<std::string> name =
       dialogs_.Ask({"new name", path.back(), NameMistake, {}, {}});
   if (!name) return "";
@@ -155,7 +155,7 @@ std::string Editing::MoveOrCopy(const Path& path, bool copy) {
 std::string Editing::ChangeType(const Path& path) {
   const Value began = model_.At(path);
   if (!began) return ShownPath(path) + " does not exist";
-  if (IsDictionary(began)) return "a key has no other type";
+  if (IsDictionary(began)) return "the type of a key cannot be changed";
   const ValueType old_type = TypeOf(began);
   const auto* const present = std::find(std::begin(kTypes), std::end(kTypes), old_type);
   const std::optional<int> row =

@@ -29,7 +29,7 @@ std::string FolderPath() {
 
 // The folder, if it is the caller's own and nobody else's; none, with errno, otherwise.
 host::Descriptor OpenFolder(bool make) {
-  // What another user's link leads to is no place for root to make folders in.
+  // Root must not make folders behind another user's link.
   const int links = geteuid() == 0 ? O_NOFOLLOW : 0;
   host::Descriptor folder(open(host::HomeFolder().c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC));
   for (const char* name : kFolders) {
@@ -66,7 +66,7 @@ std::string TextOf(const std::string& preference_file, const std::vector<Change>
     if (change.after) WriteJson(json.Name("after"), change.after);
     json.EndObject();
   }
-  return json.EndArray().EndObject().Take() + "\n";
+  return json.EndArray().EndObject().Release() + "\n";
 }
 
 std::vector<Change> ChangesOf(const std::string& text) {

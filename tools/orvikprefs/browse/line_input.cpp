@@ -36,7 +36,7 @@ std::string Utf8(std::u32string_view characters) {
   return ToUtf8(CAtlString(units.data(), static_cast<int>(units.size())));
 }
 
-// What stands for a character on the screen: a control character must not reach a terminal.
+// The substitute for a character on the screen: a control character must not reach a terminal.
 char32_t Symbol(char32_t character) {
   if (character < 0x20) return 0x2400 + character;
   if (!ControlAt(Utf8({&character, 1}), 0)) return character;
@@ -93,7 +93,7 @@ void LineInput::MoveLeft() {
   }
 }
 
-bool LineInput::Take(int key) {
+bool LineInput::HandleKey(int key) {
   const std::size_t old_cursor = cursor_;
   switch (key) {
     case Terminal::kLeft:

@@ -15,8 +15,8 @@ class LineInput {
 
   std::string text() const;
 
-  // What a line of `columns` shows around the cursor, which stands behind `before`. Control
-  // characters are shown as symbols. In time proportional to the columns.
+  // The part of the line that fits into `columns` around the cursor, which stands after `before`.
+  // Control characters are shown as symbols. In time proportional to the columns.
   struct Window {
     std::string before;
     std::string after;
@@ -26,7 +26,7 @@ class LineInput {
   // Takes a key of Terminal::ReadKey: characters, Backspace, Delete, Left, Right, Home, End,
   // Ctrl-A, Ctrl-E, Ctrl-U (removes what is before the cursor), Ctrl-K (what is behind it), Ctrl-W
   // (a word). False for any other key.
-  bool Take(int key);
+  bool HandleKey(int key);
 
   void Insert(std::u32string_view text);  // at the cursor, whatever its characters are
   void Replace(std::string_view text);    // the cursor at its end

@@ -86,7 +86,7 @@ void Model::BuildKeys() {
   keys_.clear();
   keys_.push_back(
       {-1, 0, "", tree(), open_.contains(""), false, false, MarkOf("", base(), tree())});
-  // An explicit stack in place of recursion, so that rows come in the order in which they are
+  // An explicit stack instead of recursion, so that rows come in the order in which they are
   // shown.
   struct Level {
     int row;
@@ -267,7 +267,7 @@ bool Model::RevealChanged(int step) {
   for (const Change& change : changes()) paths.insert(change.path);
   for (const Conflict& conflict : conflicts()) paths.insert(conflict.path);
   if (paths.empty()) return false;
-  // What was removed is not selected itself; the next jump goes on behind it all the same.
+  // A removed row cannot be selected; the next jump continues after it.
   const Path here = SelectedPath() == selected_at_jump_ ? jumped_to_ : SelectedPath();
   auto next = step > 0 ? paths.upper_bound(here) : paths.lower_bound(here);
   if (step > 0 && next == paths.end()) next = paths.begin();

@@ -1,4 +1,4 @@
-// What the browser shows of a draft: rows of keys and values, which are open, which is selected,
+// The rows of the browser over a draft: keys and values, which are open, which is selected,
 // with no terminal in it.
 //
 // The selection is a path, not a row: a row that another process adds or removes moves it nowhere.
@@ -42,7 +42,7 @@ struct KeyRow {
   Mark mark;
 };
 
-// Of a dictionary what has no keys below it; of an array every element.
+// The entries of a dictionary that are not keys; every element of an array.
 struct ValueRow {
   std::string name;
   CFPropertyListRef value;
@@ -69,7 +69,7 @@ class Model : public Draft {
   void FocusValues(bool on_values) { on_values_ = on_values; }
   void MoveBy(int rows);
 
-  // What an action acts on: the selected key, or the value when the user is among the values.
+  // The target of an action: the selected key, or the value when the user is among the values.
   const Path& selected_key_path() const { return key_path_; }
   Path SelectedPath() const;
   // Another process removed it, or changed the array that it is an element of: then the path may

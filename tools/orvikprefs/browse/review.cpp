@@ -127,8 +127,8 @@ std::string Review::Apply() {
   bool is_cancelled = false;
   const PrefStatus status = model_.Apply(limit, [&](std::chrono::milliseconds waited) {
     const std::string holder = LockHolderText(model_.scope(), model_.domain());
-    is_cancelled = !dialogs_.GoesOn("waiting for " + (holder.empty() ? "the lock" : holder) + ", " +
-                                    Seconds(waited) + " of " + whole);
+    is_cancelled = !dialogs_.KeepWaiting("waiting for " + (holder.empty() ? "the lock" : holder) +
+                                         ", " + Seconds(waited) + " of " + whole);
     return !is_cancelled;
   });
   if (status.ok()) {

@@ -46,7 +46,7 @@ int Scrolled(int first, int selected, int page, int rows) {
   return std::max(0, std::min(first, rows - page));
 }
 
-// What is wrong with the file, and what would help; "" when nothing is.
+// The fault of the file and its remedy; "" for a sound file.
 std::string FileState(const Model& model) {
   switch (model.status().error) {
     case PrefError::kNone:

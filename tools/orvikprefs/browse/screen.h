@@ -1,4 +1,4 @@
-// What the browser draws: keys on the left, values on the right, where one is above, what the keys
+// Draws the browser: keys on the left, values on the right, where one is above, what the keys
 // do below. Only what is on the screen is looked at.
 #pragma once
 
@@ -20,7 +20,7 @@ class Screen {
   void Draw(Model& model, bool with_foot = true);
 
   int page() const;  // rows of keys or values that fit
-  // What the mouse points at.
+  // The row under the mouse.
   struct Place {
     bool on_values = false;
     int row = -1;  // -1: nothing

@@ -20,7 +20,7 @@
 namespace orvik::prefstool::browse {
 namespace {
 
-// What a signal handler needs to give the terminal back: it may only make system calls.
+// Data of the signal handler that restores the terminal; it may only make system calls.
 struct Rescue {
   termios modes = {};
   std::array<char, 256> sequence = {};
@@ -54,7 +54,7 @@ void KeepControlKeys() {
   def_prog_mode();
 }
 
-// Stops this process, unless there is no shell that would let it go on.
+// Stops this process, unless no shell could continue it.
 void Stop() {
   struct sigaction old = {};
   struct sigaction plain = {};
@@ -347,7 +347,7 @@ int Terminal::ReadPasted() {
     const bool is_second = after_return && key == '\n';
     after_return = key == '\r';
     if (!is_second) pasted_ += after_return ? U'\n' : static_cast<char32_t>(key);
-    // Over a slow line the end may come in pieces, which are no key to the library.
+    // Over a slow line the end may come in pieces, which the library does not take for a key.
     if (pasted_.ends_with(U"\x1b[201~")) {
       pasted_.resize(pasted_.size() - std::strlen(kPasteEnd));
       break;

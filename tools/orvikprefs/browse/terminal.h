@@ -61,7 +61,7 @@ class Terminal {
   int ReadKey(int milliseconds);
   // The signal (SIGHUP for a terminal that is gone), or 0. Every call of ReadKey then gives kEnded.
   int ended_by() const;
-  // What the terminal marked as pasted; a line break is U+000A.
+  // The text that the terminal marked as pasted; a line break is U+000A.
   const std::u32string& pasted() const { return pasted_; }
   int mouse_row() const { return mouse_row_; }
   int mouse_column() const { return mouse_column_; }

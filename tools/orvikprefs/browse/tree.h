@@ -33,15 +33,15 @@ std::string NameText(const CAtlString& name);
 // The name that NameText gave; nothing when it is not UTF-8.
 std::optional<CAtlString> NameUnits(const std::string& name);
 
-// What a container holds, in the order of the names' UTF-16 units or of the indices. The container
-// owns the values. Empty for anything else.
+// The entries of a container, in the order of the names' UTF-16 units or of the indices. The
+// container owns the values. Empty for anything else.
 struct Child {
   std::string name;
   CFPropertyListRef value;
 };
 std::vector<Child> ChildrenOf(CFPropertyListRef container);
 
-// What is at the path (the tree itself for an empty one); null for nothing. The tree owns it.
+// The value at the path (the tree itself for an empty one), owned by the tree; null if missing.
 CFPropertyListRef FindIn(CFPropertyListRef tree, const Path& path);
 
 // The tree with the value at the path (not empty), or without it when the value is null. Keys that
@@ -49,7 +49,7 @@ CFPropertyListRef FindIn(CFPropertyListRef tree, const Path& path);
 // value is in the way, there is no such element, or a name is not UTF-8.
 Tree WithValue(CFDictionaryRef tree, const Path& path, CFPropertyListRef value);
 
-// What turns one tree into the other. A key that one side lacks is one change with all below it.
+// The changes that turn one tree into the other. A missing key is one change with all below it.
 struct Change {
   Path path;
   Value before;  // null: added

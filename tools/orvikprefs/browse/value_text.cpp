@@ -164,7 +164,7 @@ std::optional<std::string> LineOf(CFPropertyListRef value) {
   for (std::size_t at = 0; at < text.size(); ++at) {
     if (ControlAt(text, at)) return std::nullopt;
   }
-  // A lone surrogate has no text of its own.
+  // A lone surrogate cannot be typed.
   const bool is_string = TypeOf(value) == ValueType::kString;
   if (is_string && !IsSameValue(value, ParseValue(ValueType::kString, text))) return std::nullopt;
   return text;

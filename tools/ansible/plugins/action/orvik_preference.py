@@ -1,6 +1,6 @@
 """The half of orvik_preference that runs beside the playbook: it keeps the types of YAML.
 
-What is sent to a machine is JSON, in which a date or binary of YAML would become a text. They are
+Arguments are sent to a machine as JSON, in which a date or binary of YAML would become a text. They are
 sent in the form that orvikprefs has for them.
 """
 

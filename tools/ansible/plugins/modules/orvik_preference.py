@@ -252,7 +252,7 @@ def line(verb, *words):
     return " ".join([verb] + [json.dumps(word) for word in words]) + "\n"
 
 
-# What each state takes, and what may stand beside what.
+# The options of each state, and those that exclude each other.
 STATE_OPTIONS = dict(present=("name", "value", "append", "values", "tree"),
                      absent=("name", "names"), read=("name", "names"))
 APART = (("name", "values"), ("name", "names"), ("name", "tree"), ("value", "append"))
@@ -272,7 +272,7 @@ def check(entry):
             raise Mistake("%s needs a name" % option)
     for one, other in APART:
         if one in given and other in given:
-            raise Mistake("%s and %s exclude each other" % (one, other))
+            raise Mistake("%s and %s cannot be combined" % (one, other))
     if entry["exact"] and "tree" not in given:
         raise Mistake("exact needs a tree")
     if entry["type"] != "auto" and "value" not in given:
@@ -396,7 +396,7 @@ def entries_of(options):
         beside = [name for name, spec in ENTRY_OPTIONS.items()
                   if name != "secret" and options[name] != spec.get("default")]
         if beside:
-            raise Mistake("%s and entries exclude each other" % beside[0])
+            raise Mistake("%s and entries cannot be combined" % beside[0])
     entries = [options] if entries is None else entries
     for entry in entries:
         check(entry)
