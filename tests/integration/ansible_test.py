@@ -166,7 +166,7 @@ class AnsibleTest(unittest.TestCase):
             ({"key": "K", "names": ["n"]}, "state present takes no names"),
             ({"key": "K", "exact": True}, "exact needs a tree"),
             ({"key": "K", "type": "integer", "values": {"n": 1}}, "type needs a value"),
-            (dict(named, value=1, entries=[dict(named, value=2)]), "exclude each other"),
+            (dict(named, value=1, entries=[dict(named, value=2)]), "cannot be combined"),
             ({"entries": [{"key": "K", "value": 1}]}, "value needs a name"),
             ({"entries": [{"key": "K"}, {"key": "K", "state": "read"}]}, "state read does not go"),
             (dict(named, state="read", secret=True), "state read returns values"),
