@@ -5,7 +5,7 @@
 #include <random>
 #include <vector>
 
-#include "text/base64_variants.h"
+#include "text/byte_encodings.h"
 #include "xml/base64.h"
 
 namespace orvik {

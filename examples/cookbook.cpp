@@ -17,9 +17,9 @@
 #include <orvik/prefs/preference_watch.h>
 #include <orvik/prefs/transaction.h>
 #include <orvik/prefs/typed_preferences.h>
-#include <orvik/streams/finishable_stream.h>
 #include <orvik/streams/stream_factory.h>
-#include <orvik/strings/checked_conversions.h>
+#include <orvik/streams/stream_interfaces.h>
+#include <orvik/strings/utf8_strings.h>
 #include <orvik/xml/base64.h>
 #include <orvik/xml/config_store.h>
 #include <orvik/xml/tixml_helper.h>

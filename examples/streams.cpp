@@ -3,8 +3,8 @@
 
 #include <orvik/files/directory_path.h>
 #include <orvik/files/file_manipulator.h>
-#include <orvik/streams/finishable_stream.h>
 #include <orvik/streams/stream_factory.h>
+#include <orvik/streams/stream_interfaces.h>
 
 using namespace orvik;
 

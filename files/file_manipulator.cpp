@@ -25,7 +25,7 @@
 #include "platform/carbon/folders.h"
 #include "platform/core_foundation/owned.h"
 #include "platform/core_foundation/user_notification.h"
-#include "text/direction.h"
+#include "text/shown_text.h"
 
 namespace orvik {
 namespace {

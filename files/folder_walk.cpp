@@ -14,8 +14,7 @@
 #include "host/at_path.h"
 #include "host/file_names.h"
 #include "host/folder_list.h"
-#include "text/normalization.h"
-#include "text/spelling.h"
+#include "text/case_and_spelling.h"
 #include "text/transcoding.h"
 
 namespace orvik {

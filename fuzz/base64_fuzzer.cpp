@@ -5,7 +5,7 @@
 #include <vector>
 
 #include "fuzz/require.h"
-#include "text/base64_variants.h"
+#include "text/byte_encodings.h"
 #include "xml/base64.h"
 
 using orvik::fuzz::Require;

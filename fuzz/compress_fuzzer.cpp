@@ -6,7 +6,7 @@
 #include <vector>
 
 #include "fuzz/require.h"
-#include "streams/writable_compressed_file_stream.h"
+#include "streams/compressed_file_stream.h"
 
 using orvik::fuzz::Require;
 

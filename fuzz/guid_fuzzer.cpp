@@ -8,7 +8,7 @@
 #include <string_view>
 
 #include "fuzz/require.h"
-#include "strings/guid.h"
+#include "strings/unknown.h"
 
 using orvik::fuzz::Require;
 

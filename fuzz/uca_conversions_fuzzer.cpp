@@ -7,7 +7,7 @@
 #include <string_view>
 
 #include "fuzz/require.h"
-#include "strings/uca_conversions.h"
+#include "strings/uca.h"
 
 using orvik::fuzz::Require;
 

@@ -9,7 +9,7 @@
 #include <utility>
 
 #include "host/companion_program.h"
-#include "text/columns.h"
+#include "text/shown_text.h"
 #include "text/transcoding.h"
 
 extern char** environ;

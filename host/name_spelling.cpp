@@ -11,8 +11,7 @@
 #include "host/file_names.h"
 #include "host/folder_list.h"
 #include "host/open_flags.h"
-#include "text/normalization.h"
-#include "text/spelling.h"
+#include "text/case_and_spelling.h"
 #include "text/transcoding.h"
 
 namespace orvik::host {

@@ -25,7 +25,7 @@
 #include "host/staged_file.h"
 #include "host/system_root.h"
 #include "host/temporary_file.h"
-#include "text/percent_encoding.h"
+#include "text/byte_encodings.h"
 
 namespace orvik::host {
 

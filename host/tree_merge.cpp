@@ -27,7 +27,7 @@
 #include "host/open_flags.h"
 #include "host/staged_file.h"
 #include "host/system_root.h"
-#include "text/spelling.h"
+#include "text/case_and_spelling.h"
 #include "text/transcoding.h"
 
 namespace orvik::host {

@@ -12,7 +12,7 @@
 #include "prefs/platform_values.h"
 #include "prefs/salvage_xml.h"
 #include "strings/utf8_strings.h"
-#include "text/text_place.h"
+#include "text/shown_text.h"
 
 namespace orvik {
 

@@ -12,7 +12,7 @@
 
 #include "files/c_file.h"
 #include "files/file_path.h"
-#include "streams/reference_counted.h"
+#include "streams/com_ptr.h"
 
 namespace [[gnu::visibility("default")]] orvik {
 

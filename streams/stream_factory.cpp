@@ -1,8 +1,7 @@
 #include "streams/stream_factory.h"
 
-#include "streams/readable_compressed_file_stream.h"
+#include "streams/compressed_file_stream.h"
 #include "streams/readable_stream_on_file.h"
-#include "streams/writable_compressed_file_stream.h"
 #include "streams/writable_file_stream.h"
 #include "streams/writeable_buffer_stream.h"
 

@@ -20,7 +20,7 @@ class CStreamFactory {
                                                      _LARGE_INTEGER start);
 
   // Reads what CreateWritableCompressedFileStream has written
-  // (readable_compressed_file_stream.h). Null when the file cannot be opened.
+  // (compressed_file_stream.h). Null when the file cannot be opened.
   static CComPtr<IStream> CreateReadableCompressedFileStream(const COrvikFilePath& path);
 
   // Creates or empties the file. Null for the empty path and when it cannot be opened. The start
@@ -30,7 +30,7 @@ class CStreamFactory {
                                                    _LARGE_INTEGER start);
 
   // A file that takes the place of the one at the path, compressed, with the last Release
-  // (writable_compressed_file_stream.h). Null for the empty path and when the file cannot be
+  // (compressed_file_stream.h). Null for the empty path and when the file cannot be
   // replaced. The start changes nothing.
   static CComPtr<IStream> CreateWritableCompressedFileStream(const COrvikFilePath& path);
   static CComPtr<IStream> CreateWritableCompressedFileStream(const COrvikFilePath& path,

@@ -10,8 +10,8 @@
 #include <cstddef>
 #include <cstdint>
 
+#include "streams/write_buffer.h"
 #include "strings/atl_string_a.h"
-#include "strings/guid.h"
 #include "strings/unknown.h"
 #include "strings/windows_types.h"
 
@@ -87,5 +87,35 @@ class IStreamOnBuffer : public IStream {
   // The content up to its first NUL byte; empty when no string can hold it (kLongestNarrowString).
   virtual CAtlStringA DetachBufferAsString() = 0;
 };
+
+// How the writer of a stream learns whether all of it arrived.
+//
+// The results of Write alone do not say so: bytes are gathered on their way, and a stream's last
+// bytes move when its last reference goes, which has no result.
+//
+// What the streams of this library that write offer beside IStream.
+class IFinishableStream {
+ public:
+  virtual ~IFinishableStream() = default;
+  // Ends the stream: what was written is brought to its place, and a file is closed. S_OK when all
+  // of it arrived, E_FAIL otherwise; a further call gives the same. Files take no more bytes
+  // afterwards.
+  [[nodiscard("it alone says whether all bytes arrived")]] virtual HRESULT Finish() = 0;
+  // The free bytes of the stream's buffer; what is put there has been written like by Write.
+  virtual WriteRoom* room() = 0;
+};
+
+// Finish of a stream that offers it; S_OK for one that does not, E_INVALIDARG for null.
+[[nodiscard("it alone says whether all bytes arrived")]] inline HRESULT FinishStream(
+    IStream* stream) {
+  if (stream == nullptr) return E_INVALIDARG;
+  auto* const finishable = dynamic_cast<IFinishableStream*>(stream);
+  return finishable == nullptr ? S_OK : finishable->Finish();
+}
+// The room of a stream that offers it, or null. It lives as long as the stream.
+inline WriteRoom* RoomOfStream(IStream* stream) {
+  auto* const finishable = dynamic_cast<IFinishableStream*>(stream);
+  return finishable == nullptr ? nullptr : finishable->room();
+}
 
 }  // namespace orvik

@@ -6,8 +6,8 @@
 
 #include "files/c_file.h"
 #include "files/file_path.h"
-#include "streams/finishable_stream.h"
-#include "streams/reference_counted.h"
+#include "streams/com_ptr.h"
+#include "streams/stream_interfaces.h"
 #include "streams/write_buffer.h"
 
 namespace [[gnu::visibility("default")]] orvik {

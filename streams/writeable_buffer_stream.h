@@ -9,8 +9,8 @@
 #include <cstdlib>
 #include <memory>
 
-#include "streams/finishable_stream.h"
-#include "streams/reference_counted.h"
+#include "streams/com_ptr.h"
+#include "streams/stream_interfaces.h"
 
 namespace [[gnu::visibility("default")]] orvik {
 

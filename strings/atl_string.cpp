@@ -1,11 +1,25 @@
 #include "strings/atl_string.h"
 
+#include <algorithm>
+#include <cstdarg>
+#include <iterator>
 #include <ostream>
+#include <string>
+#include <string_view>
 
+#include "platform/carbon/collation.h"
+#include "platform/core_foundation/string.h"
 #include "strings/atl_string_a.h"
+#include "strings/platform_text.h"
 #include "strings/string_operations_impl.h"
+#include "strings/text_view.h"
+#include "strings/uca.h"
 #include "strings/utf8_strings.h"
+#include "text/case_and_spelling.h"
+#include "text/code_page_codec.h"
+#include "text/formatter.h"
 #include "text/transcoding.h"
+#include "text/user_locale.h"
 
 namespace orvik {
 
@@ -28,6 +42,326 @@ const CAtlString& AfxGetEmptyString() {
 // A friend has no visibility of its own.
 [[gnu::visibility("default")]] std::ostream& operator<<(std::ostream& out, const CAtlString& text) {
   return out << MakeUTF8StringFromUnicodeString(text);
+}
+
+// Both string classes from and to platform strings.
+
+namespace {
+
+CFIndex LengthOf(CFStringRef text) {
+  return text == nullptr ? 0 : CFStringGetLength(text);
+}
+
+}  // namespace
+
+CAtlString::CAtlString(CFStringRef text) {
+  *this = text;
+}
+
+CAtlString& CAtlString::operator=(CFStringRef text) {
+  const CFIndex length = LengthOf(text);
+  if (length == 0) {
+    Empty();
+  } else {
+    CFStringGetCharacters(text, CFRangeMake(0, length),
+                          AssignBuffer(static_cast<std::size_t>(length)));
+  }
+  return *this;
+}
+
+CFStringRef CAtlString::CreateCFStringRef(CFAllocatorRef allocator) const {
+  return CFStringCreateWithCharacters(allocator, GetString(), GetLength());
+}
+
+CAtlString::operator CFStringRef() const {
+  return CFStringCreateWithCharactersNoCopy(kCFAllocatorDefault, GetString(), GetLength(),
+                                            kCFAllocatorNull);
+}
+
+CAtlStringA::CAtlStringA(CFStringRef text) {
+  *this = text;
+}
+
+CAtlStringA& CAtlStringA::operator=(CFStringRef text) {
+  const CFIndex length = LengthOf(text);
+  if (length == 0) {
+    Empty();
+    return *this;
+  }
+  // In a block of its own first: the platform may run out of memory halfway.
+  CAtlStringA converted;
+  char* const bytes = converted.GetBuffer(static_cast<int>(length));
+  CFIndex used = 0;
+  CFStringGetBytes(text, CFRangeMake(0, length), kCFStringEncodingMacRoman, '?', false,
+                   reinterpret_cast<UInt8*>(bytes), length, &used);
+  converted.ReleaseBuffer(static_cast<int>(used));
+  Assign(converted.View());
+  return *this;
+}
+
+CFStringRef CAtlStringA::CreateCFStringRef(CFAllocatorRef allocator) const {
+  return CFStringCreateWithCString(allocator, GetString(), kCFStringEncodingMacRoman);
+}
+
+// Comparison of both string classes.
+
+namespace {
+
+constexpr UCCollateOptions kCaseInsensitive =
+    kUCCollateCaseInsensitiveMask | kUCCollatePunctuationSignificantMask;
+
+int Sign(int order) {
+  return (order > 0) - (order < 0);
+}
+
+std::u16string UnitsOf(std::string_view mac_roman) {
+  std::u16string units(mac_roman.size(), u'\0');
+  std::transform(mac_roman.begin(), mac_roman.end(), units.begin(),
+                 [](char byte) { return UnitOfMacRoman(static_cast<unsigned char>(byte)); });
+  return units;
+}
+std::u16string_view UnitsOf(std::u16string_view units) {
+  return units;
+}
+
+template <typename A, typename B>
+int CompareWithoutCase(std::basic_string_view<A> a, std::basic_string_view<B> b) {
+  return CompareInPieces(a, b, [](auto piece_a, auto piece_b) {
+    return CompareFolded(UnitsOf(piece_a), UnitsOf(piece_b));
+  });
+}
+
+int CollateUnits(std::u16string_view a, std::u16string_view b, bool case_sensitive) {
+  CollatorRef collator = nullptr;
+  if (UCCreateCollator(nullptr, 0, case_sensitive ? kUCCollateStandardOptions : kCaseInsensitive,
+                       &collator) != 0) {
+    return 0;
+  }
+  Boolean equivalent = false;
+  SInt32 order = 0;
+  const OSStatus status =
+      UCCompareText(collator, a.data(), a.size(), b.data(), b.size(), &equivalent, &order);
+  UCDisposeCollator(&collator);
+  return status != 0 || equivalent ? 0 : order;
+}
+
+char16_t UnitOf(char mac_roman) {
+  const auto byte = static_cast<unsigned char>(mac_roman);
+  return byte < 0x80 ? byte : UnitOfMacRoman(byte);
+}
+char16_t UnitOf(char16_t unit) {
+  return unit;
+}
+
+// By code units, the bytes as Mac OS Roman.
+template <typename Text>
+int CompareUnits(std::string_view a, Text b) {
+  const std::size_t common = std::min(a.size(), b.size());
+  for (std::size_t i = 0; i < common; ++i) {
+    const char16_t unit_a = UnitOf(a[i]);
+    const char16_t unit_b = UnitOf(b[i]);
+    if (unit_a != unit_b) return unit_a < unit_b ? -1 : 1;
+  }
+  return (a.size() > common) - (b.size() > common);
+}
+
+}  // namespace
+
+int CAtlString::Compare(std::u16string_view other) const {
+  return Sign(View().compare(other));
+}
+
+int CAtlString::CompareNoCase(std::u16string_view other) const {
+  return CompareWithoutCase(View(), other);
+}
+
+int CAtlString::CompareNoCase(const CAtlString& other) const {
+  return GetString() == other.GetString() ? 0 : CompareNoCase(other.View());
+}
+
+int CAtlString::Collated(Text other, bool case_sensitive) const {
+  return CollateUnits(View(), other, case_sensitive);
+}
+
+int CAtlStringA::Collated(Text other, bool case_sensitive) const {
+  return CollateUnits(UnitsOf(View()), UnitsOf(other), case_sensitive);
+}
+
+int CAtlStringA::Compare(std::string_view other) const {
+  return CompareUnits(View(), other);
+}
+
+int CAtlStringA::Compare(const char16_t* text) const {
+  return CompareUnits(View(), ViewOf(text));
+}
+
+int CAtlStringA::CompareNoCase(std::string_view other) const {
+  return CompareWithoutCase(View(), other);
+}
+
+int CAtlStringA::CompareNoCase(const char16_t* text) const {
+  return CompareWithoutCase(View(), ViewOf(text));
+}
+
+// Formatting of both string classes, and case mapping of the wide one.
+
+namespace {
+
+// Both kinds of argument lists; false also without a format.
+template <typename List>
+bool FormatWide(FormatBuffer& result, std::u16string_view format, List& arguments) {
+  return format.data() != nullptr &&
+         FormatUnits(result, format, arguments, DescribeObject, FormatStyle::kSmallStringsAreWide);
+}
+
+int MacRomanOf(char16_t unit) {
+  return unit < 0x80 ? unit : MacRomanOfUnit(unit);
+}
+
+// Only a text that Mac OS Roman can hold.
+template <typename List>
+bool FormatNarrow(FormatBuffer& result, std::string_view format, List& arguments) {
+  if (format.data() == nullptr || !FormatMacRoman(result, format, arguments, DescribeObject)) {
+    return false;
+  }
+  const auto units = result.units();
+  return IsAscii(units) || std::all_of(units.begin(), units.end(),
+                                       [](char16_t unit) { return MacRomanOf(unit) >= 0; });
+}
+
+void WriteMacRoman(std::u16string_view units, char* bytes) {
+  if (IsAscii(units)) {
+    NarrowLatin1(units.data(), bytes, units.size());
+    return;
+  }
+  std::transform(units.begin(), units.end(), bytes,
+                 [](char16_t unit) { return static_cast<char>(MacRomanOf(unit)); });
+}
+
+}  // namespace
+
+CAtlString CAtlString::FromUtf8(std::string_view text) {
+  CAtlString wide;
+  // Bytes that begin no character are few: what lies between them is converted at once.
+  while (!text.empty()) {
+    const char* source = text.data();
+    const char* const source_end = source + text.size();
+    char16_t units[256];
+    char16_t* end = units;
+    const TranscodingStop stop = DecodeUtf8(source, source_end, end, std::end(units));
+    wide.Append(std::u16string_view(units, static_cast<std::size_t>(end - units)));
+    text.remove_prefix(static_cast<std::size_t>(source - text.data()));
+    if (stop == TranscodingStop::kIllegal || stop == TranscodingStop::kSourceEnds) {
+      std::size_t behind = 0;
+      NextCharacter(text, behind);
+      wide += char16_t{0xFFFD};
+      text.remove_prefix(behind);
+    }
+  }
+  return wide;
+}
+
+CAtlString CAtlString::FromUtf8(std::u8string_view text) {
+  return FromUtf8(std::string_view(reinterpret_cast<const char*>(text.data()), text.size()));
+}
+
+std::string CAtlString::ToUtf8() const {
+  std::string utf8;
+  const std::u16string_view content = View();
+  utf8.resize(Utf8Length(content));
+  const char16_t* source = content.data();
+  const char16_t* const source_end = source + content.size();
+  char* end = utf8.data();
+  if (EncodeUtf8(source, source_end, end, utf8.data() + utf8.size()) == TranscodingStop::kDone) {
+    return utf8;
+  }
+  utf8.resize(static_cast<std::size_t>(end - utf8.data()));
+  for (std::size_t at = static_cast<std::size_t>(source - content.data()); at < content.size();) {
+    const std::size_t length = CharacterLength(content.substr(at));
+    char32_t character = content[at];
+    if (length == 2) {
+      character = FromSurrogates(content[at], content[at + 1]);
+    } else if (IsSurrogate(content[at])) {
+      character = 0xFFFD;
+    }
+    AppendCharacter(utf8, character);
+    at += length;
+  }
+  return utf8;
+}
+
+CAtlString& CAtlString::MakeUpper() {
+  CopyBeforeWrite();
+  MapCaseInPlace(GetBuffer(), View().size(), CFStringUppercase);
+  return *this;
+}
+
+CAtlString CAtlString::Uppercased() const {
+  return CAtlString(ToUpper(View(), CurrentLocaleIdentifier(LocaleCategory::kCharacters)));
+}
+
+CAtlString CAtlString::Lowercased() const {
+  return CAtlString(ToLower(View(), CurrentLocaleIdentifier(LocaleCategory::kCharacters)));
+}
+
+CAtlString& CAtlString::MakeLower() {
+  CopyBeforeWrite();
+  MapCaseInPlace(GetBuffer(), View().size(), CFStringLowercase);
+  return *this;
+}
+
+void CAtlString::FormatV(std::u16string_view format, std::span<const FormatArgument> arguments) {
+  FormatBuffer result;
+  if (FormatWide(result, format, arguments)) TakeFormatted(result.units());
+}
+
+void CAtlString::FormatV(const char16_t* format, std::va_list arguments) {
+  FormatBuffer result;
+  if (FormatWide(result, ViewOf(format), arguments)) TakeFormatted(result.units());
+}
+
+void CAtlString::AppendFormatV(std::u16string_view format,
+                               std::span<const FormatArgument> arguments) {
+  FormatBuffer result;
+  if (FormatWide(result, format, arguments)) AppendUnits(result.units());
+}
+
+void CAtlString::AppendFormat(Text format, std::va_list arguments) {
+  FormatBuffer result;
+  if (FormatWide(result, format, arguments)) AppendUnits(result.units());
+}
+
+void CAtlString::TakeFormatted(std::u16string_view units) {
+  CopyUnits(FreshBuffer(units.size(), 1), units.data(), units.size());
+}
+
+void CAtlStringA::FormatV(std::string_view format, std::span<const FormatArgument> arguments) {
+  FormatBuffer result;
+  if (FormatNarrow(result, format, arguments)) TakeFormatted(result.units());
+}
+
+void CAtlStringA::FormatV(const char* format, std::va_list arguments) {
+  FormatBuffer result;
+  if (FormatNarrow(result, ViewOf(format), arguments)) TakeFormatted(result.units());
+}
+
+void CAtlStringA::AppendFormatV(std::string_view format,
+                                std::span<const FormatArgument> arguments) {
+  FormatBuffer result;
+  if (FormatNarrow(result, format, arguments)) AppendFormatted(result.units());
+}
+
+void CAtlStringA::AppendFormat(Text format, std::va_list arguments) {
+  FormatBuffer result;
+  if (FormatNarrow(result, format, arguments)) AppendFormatted(result.units());
+}
+
+void CAtlStringA::TakeFormatted(std::u16string_view units) {
+  WriteMacRoman(units, FreshBuffer(units.size(), 1));
+}
+
+void CAtlStringA::AppendFormatted(std::u16string_view units) {
+  if (!units.empty()) WriteMacRoman(units, AppendBuffer(units.size()));
 }
 
 }  // namespace orvik

@@ -95,7 +95,7 @@ class CAtlString : public StringOperations<CAtlString, WideUnits> {
   // NOLINTEND(google-explicit-constructor)
 
   // UTF-8 (RFC 3629) from and to the standard library's strings. An unpaired surrogate, and what is
-  // malformed, becomes U+FFFD (checked_conversions.h reports both).
+  // malformed, becomes U+FFFD (utf8_strings.h reports both).
   [[nodiscard]] static CAtlString FromUtf8(std::string_view text);
   [[nodiscard]] static CAtlString FromUtf8(std::u8string_view text);
   [[nodiscard]] std::string ToUtf8() const;

@@ -13,7 +13,7 @@ inline constexpr unsigned int CP_ACP = 0;
 inline constexpr unsigned int CP_UTF8 = 65001;
 
 // Whether the platform knows the code page: another is taken for UTF-8 by the two functions below.
-// checked_conversions.h has conversions that report it, and every loss.
+// utf8_strings.h has conversions that report it, and every loss.
 BOOL IsValidCodePage(unsigned int code_page);
 
 // The number of bytes produced; with target length 0 nothing is written and the number of bytes

@@ -25,8 +25,7 @@
 #include <type_traits>
 
 #include "strings/text_view.h"
-#include "text/format_argument.h"
-#include "text/format_check.h"
+#include "text/format_spec.h"
 
 namespace [[gnu::visibility("default")]] orvik {
 

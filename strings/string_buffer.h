@@ -35,7 +35,7 @@
 
 #include "host/reference_count.h"
 #include "strings/text_view.h"
-#include "text/copy_units.h"
+#include "text/transcoding.h"
 
 namespace [[gnu::visibility("default")]] orvik {
 

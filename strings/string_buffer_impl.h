@@ -10,7 +10,7 @@
 #include <utility>
 
 #include "strings/string_buffer.h"
-#include "text/copy_units.h"
+#include "text/transcoding.h"
 
 namespace orvik {
 

@@ -4,13 +4,16 @@
 #include <climits>
 #include <cstdio>
 #include <cstring>
+#include <cwchar>
+#include <memory>
 #include <string_view>
 
 #include "platform/carbon/collation.h"
 #include "platform/core_foundation/string.h"
-#include "strings/case_in_place.h"
+#include "strings/platform_text.h"
 #include "strings/text_view.h"
 #include "strings/unit_search.h"
+#include "text/formatter.h"
 
 namespace orvik {
 
@@ -156,6 +159,162 @@ void UCAtoCA(const char16_t* source, char* target, int n) {
   if (source == nullptr || n < 1) return;
   NarrowLatin1(source, target, static_cast<std::size_t>(n));
   target[n] = 0;
+}
+
+namespace {
+
+static_assert(sizeof(wchar_t) == sizeof(UTF32));
+
+// wchar_t has the values of UTF32 here, but is a type of its own.
+UTF32* AsUtf32(wchar_t* text) {
+  return reinterpret_cast<UTF32*>(text);
+}
+const UTF32* AsUtf32(const wchar_t* text) {
+  return reinterpret_cast<const UTF32*>(text);
+}
+
+ConversionResult ToUtf32(const char16_t* source, std::size_t n, wchar_t* target, std::size_t room) {
+  UTF32* target_start = AsUtf32(target);
+  return ConvertUTF16toUTF32(&source, source + n, &target_start, target_start + room,
+                             strictConversion);
+}
+
+ConversionResult ToUtf16(const wchar_t* source, std::size_t n, char16_t* target, std::size_t room) {
+  const UTF32* source_start = AsUtf32(source);
+  return ConvertUTF32toUTF16(&source_start, source_start + n, &target, target + room,
+                             strictConversion);
+}
+
+}  // namespace
+
+char16_t* makeUCAFromCA(const char* text) {
+  if (text == nullptr) return nullptr;
+  const std::size_t length = std::strlen(text) + 1;
+  auto* result = new char16_t[length];
+  WidenLatin1(text, result, length);
+  return result;
+}
+
+char* makeCAFromUCA(const char16_t* text) {
+  if (text == nullptr || *text == 0) return nullptr;
+  const auto length = static_cast<std::size_t>(ucalen(text));
+  auto* result = new char[length + 1];
+  NarrowLatin1(text, result, length + 1);
+  return result;
+}
+
+wchar_t* makeWCA32FromUCA(const char16_t* text) {
+  if (text == nullptr) return nullptr;
+  const auto length = static_cast<std::size_t>(ucalen(text));
+  auto* result = new wchar_t[length + 1]();
+  ToUtf32(text, length, result, length);
+  return result;
+}
+
+char16_t* makeUCAFromWCA32(const wchar_t* text) {
+  if (text == nullptr) return nullptr;
+  const std::size_t length = std::wcslen(text);
+  auto* result = new char16_t[length + 1]();
+  ToUtf16(text, length, result, length);
+  return result;
+}
+
+void freeWCA32Str(wchar_t* text) {
+  delete[] text;
+}
+
+int UCAtoWCA32(const char16_t* source, wchar_t* target, int n) {
+  if (n < 1) return n;
+  const auto count = static_cast<std::size_t>(n);
+  return ToUtf32(source, count, target, count);
+}
+
+int WCA32toUCA(const wchar_t* source, char16_t* target, int n) {
+  if (n < 1) return n;
+  const auto count = static_cast<std::size_t>(n);
+  return ToUtf16(source, count, target, count);
+}
+
+namespace {
+
+// Both kinds of argument lists; false also without a format.
+template <typename List>
+bool FormatInto(FormatBuffer& result, std::u16string_view format, List& arguments) {
+  return format.data() != nullptr && FormatUnits(result, format, arguments, DescribeObject);
+}
+
+template <typename List>
+int PrintToArray(char16_t* buffer, std::u16string_view format, List& arguments) {
+  FormatBuffer result;
+  if (!FormatInto(result, format, arguments)) return -1;
+  const std::u16string_view units = result.units();
+  buffer[units.copy(buffer, units.size())] = 0;
+  return static_cast<int>(units.size());
+}
+
+template <typename List>
+int PrintToArray(char16_t* buffer, int size, std::u16string_view format, List& arguments) {
+  FormatBuffer result;
+  if (!FormatInto(result, format, arguments)) return -1;
+  if (size < 1) return 0;
+  const std::u16string_view units = result.units();
+  const auto room = static_cast<std::size_t>(size) - 1;
+  buffer[units.copy(buffer, room)] = 0;
+  return units.size() < room ? static_cast<int>(units.size()) : size;
+}
+
+template <typename List>
+int PrintToStream(std::FILE* stream, std::u16string_view format, List& arguments) {
+  FormatBuffer result;
+  if (stream == nullptr || !FormatInto(result, format, arguments)) return -1;
+  const std::u16string_view units = result.units();
+  const std::size_t written = std::fwrite(units.data(), sizeof(char16_t), units.size(), stream);
+  return written == units.size() ? static_cast<int>(written) : -1;
+}
+
+}  // namespace
+
+int vsucaprintf(char16_t* buffer, const char16_t* format, std::va_list arguments) {
+  return PrintToArray(buffer, ViewOf(format), arguments);
+}
+int vsucaprintf(char16_t* buffer, std::u16string_view format,
+                std::span<const FormatArgument> arguments) {
+  return PrintToArray(buffer, format, arguments);
+}
+
+int vsnucaprintf(char16_t* buffer, int size, const char16_t* format, std::va_list arguments) {
+  return PrintToArray(buffer, size, ViewOf(format), arguments);
+}
+int vsnucaprintf(char16_t* buffer, int size, std::u16string_view format,
+                 std::span<const FormatArgument> arguments) {
+  return PrintToArray(buffer, size, format, arguments);
+}
+
+int vfucaprintf(std::FILE* stream, const char16_t* format, std::va_list arguments) {
+  return PrintToStream(stream, ViewOf(format), arguments);
+}
+int vfucaprintf(std::FILE* stream, std::u16string_view format,
+                std::span<const FormatArgument> arguments) {
+  return PrintToStream(stream, format, arguments);
+}
+
+int vucaprintf(const char16_t* format, std::va_list arguments) {
+  return vfucaprintf(stdout, format, arguments);
+}
+
+int vsucascanf(const char16_t* input, const char16_t* format, std::va_list arguments) {
+  if (input == nullptr || format == nullptr) return 0;
+  const std::unique_ptr<wchar_t[]> wide_input(makeWCA32FromUCA(input));
+  const std::unique_ptr<wchar_t[]> wide_format(makeWCA32FromUCA(format));
+  return std::vswscanf(wide_input.get(), wide_format.get(), arguments);
+}
+
+int sucascanf(const char16_t* input, const char16_t* format, ...) {
+  std::va_list arguments;
+  va_start(arguments, format);
+  const int count = vsucascanf(input, format, arguments);
+  va_end(arguments);
+  return count;
 }
 
 }  // namespace orvik

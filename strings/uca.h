@@ -4,6 +4,13 @@
 // A null array is taken as an empty one where nothing is written to it.
 #pragma once
 
+#include <cstdarg>
+#include <cstdio>
+#include <span>
+#include <string_view>
+
+#include "strings/format_text.h"
+#include "strings/unicode_conversions.h"
 #include "text/transcoding.h"  // WidenLatin1, NarrowLatin1
 
 namespace [[gnu::visibility("default")]] orvik {
@@ -59,5 +66,74 @@ constexpr char16_t makeUCHFromCH(char byte) {
 void CAtoUCA(const char* source, char16_t* target, int n);
 // Narrows n units, those above 255 to "?", and writes a terminator at target[n]; nothing for n < 1.
 void UCAtoCA(const char16_t* source, char* target, int n);
+
+// Arrays from and to 8-bit text (ISO 8859-1) and 32-bit wide characters (UTF-32).
+//
+// What a "make" function returns was allocated with new[] and belongs to the caller (delete[], or
+// freeWCA32Str); null for a null argument. An unpaired surrogate or an illegal value ends a
+// conversion before it; the rest of the result is 0.
+
+char16_t* makeUCAFromCA(const char* text);
+// Null for an empty array. Units above 255 become "?".
+char* makeCAFromUCA(const char16_t* text);
+// ucalen + 1 elements.
+wchar_t* makeWCA32FromUCA(const char16_t* text);
+// wcslen + 1 units: when characters above U+FFFF leave too little room, the text ends early.
+char16_t* makeUCAFromWCA32(const wchar_t* text);
+void freeWCA32Str(wchar_t* text);
+
+// n elements into room for n; the result of the conversion, or n itself when n < 1. Writes no
+// terminator.
+int UCAtoWCA32(const char16_t* source, wchar_t* target, int n);
+int WCA32toUCA(const wchar_t* source, char16_t* target, int n);
+
+// printf and scanf over UTF-16 arrays.
+//
+// Arguments come with their types (strings/format_text.h): "%s" and "%S" take wide and narrow text
+// alike, "%@" a platform object, the rest is printf. In an argument list of C, whose types are what
+// the format says, "%S" takes a char16_t array and "%s" zero-terminated 8-bit text. A format that
+// cannot be carried out, and a result longer than kMaximumFormattedLength units, gives -1 and
+// writes nothing.
+
+// The buffer must be large enough. The result's length.
+int vsucaprintf(char16_t* buffer, const char16_t* format, std::va_list arguments);
+int vsucaprintf(char16_t* buffer, std::u16string_view format,
+                std::span<const FormatArgument> arguments);
+template <Formattable... Arguments>
+int sucaprintf(char16_t* buffer, FormatTextFor<char16_t, Arguments...> format,
+               const Arguments&... arguments) {
+  return vsucaprintf(buffer, format.View(), FormatList(arguments...));
+}
+
+// At most size - 1 units and a terminator. The result's length when it is below size - 1, `size`
+// when it was cut or filled the buffer. Nothing is written for size 0.
+int vsnucaprintf(char16_t* buffer, int size, const char16_t* format, std::va_list arguments);
+int vsnucaprintf(char16_t* buffer, int size, std::u16string_view format,
+                 std::span<const FormatArgument> arguments);
+template <Formattable... Arguments>
+int snucaprintf(char16_t* buffer, int size, FormatTextFor<char16_t, Arguments...> format,
+                const Arguments&... arguments) {
+  return vsnucaprintf(buffer, size, format.View(), FormatList(arguments...));
+}
+
+// Writes the units, two bytes each in machine order. The number of units, -1 when not all could be
+// written. ucaprintf writes to the standard output.
+int vfucaprintf(std::FILE* stream, const char16_t* format, std::va_list arguments);
+int vfucaprintf(std::FILE* stream, std::u16string_view format,
+                std::span<const FormatArgument> arguments);
+template <Formattable... Arguments>
+int fucaprintf(std::FILE* stream, FormatTextFor<char16_t, Arguments...> format,
+               const Arguments&... arguments) {
+  return vfucaprintf(stream, format.View(), FormatList(arguments...));
+}
+int vucaprintf(const char16_t* format, std::va_list arguments);
+template <Formattable... Arguments>
+int ucaprintf(FormatTextFor<char16_t, Arguments...> format, const Arguments&... arguments) {
+  return vfucaprintf(stdout, format.View(), FormatList(arguments...));
+}
+
+// libc's vswscanf over the UTF-32 forms; string conversions store 32-bit wide characters.
+int vsucascanf(const char16_t* input, const char16_t* format, std::va_list arguments);
+int sucascanf(const char16_t* input, const char16_t* format, ...);
 
 }  // namespace orvik

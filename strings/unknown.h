@@ -1,10 +1,33 @@
-// The root of the COM-style interfaces.
+// Identifiers of interfaces, and the root of the COM-style interfaces.
 #pragma once
 
-#include "strings/guid.h"
+#include <cstdint>
+
 #include "strings/windows_types.h"
 
 namespace [[gnu::visibility("default")]] orvik {
+
+// 128-bit identifiers of classes and interfaces.
+
+struct _GUID {
+  std::uint32_t Data1;
+  std::uint16_t Data2;
+  std::uint16_t Data3;
+  std::uint8_t Data4[8];
+};
+using GUID = _GUID;
+using IID = _GUID;
+using CLSID = _GUID;
+
+bool operator==(const _GUID& a, const _GUID& b);
+BOOL IsEqualGUID(const _GUID& a, const _GUID& b);
+BOOL InlineIsEqualGUID(const _GUID& a, const _GUID& b);
+
+// "{03020100-0504-0706-0809-0A0B0C0D0E0F}", 38 units and a terminator, in a new array that the
+// caller frees with delete[]. S_OK; E_POINTER for a null result.
+HRESULT StringFromCLSID(const _GUID& id, char16_t** result);
+
+// The root of the COM-style interfaces.
 
 inline constexpr _GUID IID_IUnknown = {
     0x00000000, 0x0000, 0x0000, {0x00, 0x00, 0x00, 0x00, 0x00, 0x00, 0x00, 0x46}};

@@ -3,8 +3,12 @@
 #include <algorithm>
 #include <climits>
 #include <new>
+#include <string_view>
+#include <utility>
 
 #include "strings/code_pages.h"
+#include "text/code_page_codec.h"
+#include "text/transcoding.h"
 
 namespace orvik {
 
@@ -51,6 +55,103 @@ CAtlStringA MakeUTF8StringFromUnicodeString(const CAtlString& text) {
   const int length = Utf8From(text, nullptr, 0);
   utf8.ReleaseBuffer(Utf8From(text, utf8.GetBuffer(length), length));
   return utf8;
+}
+
+namespace {
+
+ConversionResult ResultOf(TranscodingStop stop) {
+  switch (stop) {
+    case TranscodingStop::kDone:
+      return conversionOK;
+    case TranscodingStop::kSourceEnds:
+      return sourceExhausted;
+    case TranscodingStop::kIllegal:
+      return sourceIllegal;
+    case TranscodingStop::kTargetFull:
+      break;
+  }
+  return targetExhausted;
+}
+
+int Length(std::size_t units) {
+  if (units > INT_MAX) throw std::bad_array_new_length();
+  return static_cast<int>(units);
+}
+
+// With a converter of text/transcoding.h, into a string of that many units at most.
+template <typename Source, typename Target, typename Converter>
+ConversionReport Transcode(std::basic_string_view<Source> source, std::size_t room, Target& target,
+                           const Converter& convert) {
+  Target converted;
+  auto* const start = converted.GetBuffer(Length(room));
+  auto* end = start;
+  const Source* at = source.data();
+  const TranscodingStop stop = convert(at, at + source.size(), end, start + room);
+  const ConversionReport report{ResultOf(stop), static_cast<std::size_t>(at - source.data())};
+  if (report) {
+    converted.ReleaseBuffer(static_cast<int>(end - start));
+    target = std::move(converted);
+  }
+  return report;
+}
+
+// With a function that gives the byte of a unit, or a negative value.
+template <typename ByteOf>
+ConversionReport Narrow(std::u16string_view source, CAtlStringA& target, const ByteOf& byte_of) {
+  const auto lacking =
+      std::find_if(source.begin(), source.end(), [&](char16_t unit) { return byte_of(unit) < 0; });
+  const ConversionReport report{lacking == source.end() ? conversionOK : sourceIllegal,
+                                static_cast<std::size_t>(lacking - source.begin())};
+  if (report) {
+    CAtlStringA converted;
+    std::transform(source.begin(), source.end(),
+                   converted.GetBufferSetLength(Length(source.size())),
+                   [&](char16_t unit) { return static_cast<char>(byte_of(unit)); });
+    target = std::move(converted);
+  }
+  return report;
+}
+
+}  // namespace
+
+ConversionReport WideFromUtf8(TextView<char> source, CAtlString& target) {
+  return Transcode<char>(source, source.size(), target, DecodeUtf8);
+}
+
+ConversionReport Utf8FromWide(TextView<char16_t> source, CAtlStringA& target) {
+  return Transcode<char16_t>(source, Utf8Length(source), target, EncodeUtf8);
+}
+
+ConversionReport Latin1FromWide(TextView<char16_t> source, CAtlStringA& target) {
+  return Narrow(source, target, [](char16_t unit) { return unit < 0x100 ? unit : -1; });
+}
+
+ConversionReport MacRomanFromWide(TextView<char16_t> source, CAtlStringA& target) {
+  return Narrow(source, target,
+                [](char16_t unit) { return unit < 0x80 ? unit : MacRomanOfUnit(unit); });
+}
+
+std::optional<ConversionReport> WideFromCodePage(unsigned int code_page, TextView<char> source,
+                                                 CAtlString& target) {
+  if (code_page == kUtf8CodePage) return WideFromUtf8(source, target);
+  if (!IsKnownCodePage(code_page)) return std::nullopt;
+  const std::optional<std::u16string> text = DecodeText(code_page, source);
+  if (!text) return ConversionReport{sourceIllegal, 0};
+  Length(text->size());
+  target = *text;
+  return ConversionReport{conversionOK, source.size()};
+}
+
+std::optional<ConversionReport> CodePageFromWide(unsigned int code_page, TextView<char16_t> source,
+                                                 CAtlStringA& target) {
+  if (!IsKnownCodePage(code_page)) return std::nullopt;
+  const auto needed = EncodeText(code_page, source, 0, nullptr, 0);
+  if (!needed) return std::nullopt;
+  if (needed->units != source.size()) return ConversionReport{sourceIllegal, needed->units};
+  CAtlStringA bytes;
+  EncodeText(code_page, source, 0, bytes.GetBufferSetLength(Length(needed->bytes)), needed->bytes);
+  target = std::move(bytes);
+  return ConversionReport{conversionOK, source.size()};
 }
 
 }  // namespace orvik

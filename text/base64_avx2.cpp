@@ -1,6 +1,6 @@
 // Base64 with 256-bit vectors: 24 bytes are 32 characters. Values and characters are translated in
 // place by shuffles, which serve as tables of 16 entries.
-#include "text/base64_variants.h"
+#include "text/byte_encodings.h"
 
 #if defined(__x86_64__)
 

@@ -36,4 +36,11 @@ std::optional<EncodedLength> EncodeText(CodePage page, std::u16string_view text,
 // The text that the bytes hold; empty also when they are no text of the code page.
 std::optional<std::u16string> DecodeText(CodePage page, std::string_view bytes);
 
+// Mac OS Roman, the 8-bit encoding of the platform: the mapping of 1999, with the euro sign at
+// 0xDB. Bytes below 0x80 are ASCII.
+
+char16_t UnitOfMacRoman(unsigned char byte);
+// -1 for a unit that Mac OS Roman lacks.
+int MacRomanOfUnit(char16_t unit);
+
 }  // namespace orvik

@@ -1,10 +1,15 @@
+#include "text/format_buffer.h"
+
 #include <algorithm>
+#include <array>
+#include <clocale>
+#include <cstdio>
 #include <cstring>
+#include <string>
+#include <type_traits>
 #include <utility>
 
-#include "text/copy_units.h"
-#include "text/format_buffer.h"
-#include "text/mac_roman.h"
+#include "text/code_page_codec.h"
 #include "text/transcoding.h"
 
 namespace orvik {
@@ -57,6 +62,232 @@ bool FormatBuffer::AppendMacRoman(std::string_view bytes) {
   }
   Take(bytes.size());
   return true;
+}
+
+namespace {
+
+// More digits than any number has: what a precision asks for beyond them is zeros.
+constexpr int kMostDigits = 20000;
+
+bool IsSigned(char16_t conversion) {
+  return conversion == 'd' || conversion == 'D' || conversion == 'i';
+}
+
+// An integer argument as its conversion takes it.
+std::intmax_t Signed(std::intmax_t value, FormatLength length) {
+  if (length == FormatLength::kHalfHalf) return static_cast<signed char>(value);
+  if (length == FormatLength::kHalf) return static_cast<short>(value);
+  if (length == FormatLength::kSize) return static_cast<std::ptrdiff_t>(value);
+  return value;
+}
+
+// The bits that an argument of the length has: it came with its sign.
+std::uintmax_t Unsigned(std::intmax_t value, FormatLength length) {
+  switch (length) {
+    case FormatLength::kHalfHalf:
+      return static_cast<unsigned char>(value);
+    case FormatLength::kHalf:
+      return static_cast<unsigned short>(value);
+    case FormatLength::kNone:
+      return static_cast<unsigned>(value);
+    case FormatLength::kLong:
+      return static_cast<unsigned long>(value);
+    case FormatLength::kSize:
+    case FormatLength::kDifference:
+      return static_cast<std::size_t>(value);
+    default:
+      return static_cast<std::uintmax_t>(value);
+  }
+}
+
+// "00" to "99".
+constexpr std::array<char, 200> kTwoDigits = [] {
+  std::array<char, 200> digits{};
+  for (size_t i = 0; i < 100; ++i) {
+    digits[2 * i] = static_cast<char>('0' + i / 10);
+    digits[2 * i + 1] = static_cast<char>('0' + i % 10);
+  }
+  return digits;
+}();
+
+// The digits, from the end of the buffer; returns where they start.
+char* WriteDigits(char* end, std::uintmax_t value, char16_t conversion) {
+  char* at = end;
+  if (conversion == 'x' || conversion == 'X') {
+    const char* digits = conversion == 'x' ? "0123456789abcdef" : "0123456789ABCDEF";
+    for (; value != 0; value >>= 4) *--at = digits[value & 15];
+  } else if (conversion == 'o' || conversion == 'O') {
+    for (; value != 0; value >>= 3) *--at = static_cast<char>('0' + (value & 7));
+  } else {
+    for (; value >= 100; value /= 100) {
+      at -= 2;
+      std::memcpy(at, kTwoDigits.data() + 2 * (value % 100), 2);
+    }
+    for (; value != 0; value /= 10) *--at = static_cast<char>('0' + value % 10);
+  }
+  return at;
+}
+
+// A number: its sign or "0x", zeros, digits, zeros once more, and the exponent.
+struct NumberParts {
+  std::string_view prefix;
+  size_t leading_zeros = 0;
+  std::string_view digits;
+  size_t trailing_zeros = 0;
+  std::string_view exponent;
+};
+
+// Puts the number into the width.
+bool PutNumber(FormatBuffer& out, const FormatSpec& spec, NumberParts parts, bool pads_with_zeros) {
+  const size_t length = parts.prefix.size() + parts.leading_zeros + parts.digits.size() +
+                        parts.trailing_zeros + parts.exponent.size();
+  const size_t width = spec.width > 0 ? static_cast<size_t>(spec.width) : 0;
+  size_t padding = width > length ? width - length : 0;
+  if (pads_with_zeros && !spec.left) {
+    parts.leading_zeros += padding;
+    padding = 0;
+  }
+  return (spec.left || out.Append(padding, u' ')) && out.AppendLatin1(parts.prefix) &&
+         out.Append(parts.leading_zeros, u'0') && out.AppendLatin1(parts.digits) &&
+         out.Append(parts.trailing_zeros, u'0') && out.AppendLatin1(parts.exponent) &&
+         (!spec.left || out.Append(padding, u' '));
+}
+
+// Whether a higher precision shows more digits.
+bool ShowsEveryDigit(const FormatSpec& spec) {
+  return (spec.conversion != 'g' && spec.conversion != 'G') || spec.alternative;
+}
+
+// Numbers look the same whatever locale the program has set.
+class PlainNumbers {
+ public:
+  PlainNumbers() : old_(uselocale(Plain())) {}
+  ~PlainNumbers() { uselocale(old_); }
+  PlainNumbers(const PlainNumbers&) = delete;
+  PlainNumbers& operator=(const PlainNumbers&) = delete;
+
+ private:
+  static locale_t Plain() {
+    static const locale_t plain = newlocale(LC_ALL_MASK, "C", nullptr);
+    return plain;
+  }
+  locale_t old_;
+};
+
+template <class Value>
+bool PutRealOf(FormatBuffer& out, const FormatSpec& spec, Value value) {
+  const int precision = std::min(spec.precision, kMostDigits);
+  char format[16];
+  char* at = format;
+  *at++ = '%';
+  if (spec.plus) *at++ = '+';
+  if (spec.space) *at++ = ' ';
+  if (spec.alternative) *at++ = '#';
+  if (spec.precision != FormatSpec::kAbsent) {
+    *at++ = '.';
+    *at++ = '*';
+  }
+  if (std::is_same_v<Value, long double>) *at++ = 'L';
+  *at++ = static_cast<char>(spec.conversion);
+  *at = 0;
+
+  const PlainNumbers plain;
+  const auto print = [&](char* buffer, size_t size) {
+    return spec.precision == FormatSpec::kAbsent
+               ? std::snprintf(buffer, size, format, value)
+               : std::snprintf(buffer, size, format, precision, value);
+  };
+  char buffer[128];
+  std::string long_buffer;
+  const int length = print(buffer, sizeof buffer);
+  if (length < 0) return false;
+  std::string_view text(buffer, static_cast<size_t>(length));
+  if (text.size() >= sizeof buffer) {
+    long_buffer.resize(text.size() + 1);
+    print(long_buffer.data(), long_buffer.size());
+    text = std::string_view(long_buffer.data(), text.size());
+  }
+  size_t prefix = text.find_first_of("+- ") == 0 ? 1 : 0;
+  const bool is_finite = text.substr(prefix).find_first_of("nN") == std::string_view::npos;
+  if (is_finite && (spec.conversion == 'a' || spec.conversion == 'A')) prefix += 2;
+  NumberParts parts;
+  parts.prefix = text.substr(0, prefix);
+  const size_t exponent = is_finite ? text.find_first_of("eEpP", prefix) : text.npos;
+  parts.digits = text.substr(prefix, std::min(exponent, text.size()) - prefix);
+  if (exponent != text.npos) parts.exponent = text.substr(exponent);
+  if (is_finite && spec.precision > precision && ShowsEveryDigit(spec)) {
+    parts.trailing_zeros = static_cast<size_t>(spec.precision - precision);
+  }
+  return PutNumber(out, spec, parts, spec.zero && is_finite);
+}
+
+}  // namespace
+
+bool PutInteger(FormatBuffer& out, const FormatSpec& spec, std::intmax_t argument) {
+  constexpr size_t kLongestPrefix = 2;
+  char buffer[3 * sizeof(std::uintmax_t) + kLongestPrefix];
+  char* const end = buffer + sizeof buffer;
+  std::string_view prefix;
+  std::uintmax_t magnitude;
+  if (IsSigned(spec.conversion)) {
+    const std::intmax_t value = Signed(argument, spec.length);
+    magnitude = static_cast<std::uintmax_t>(value);
+    if (value < 0) {
+      magnitude = 0 - magnitude;
+      prefix = "-";
+    } else if (spec.plus) {
+      prefix = "+";
+    } else if (spec.space) {
+      prefix = " ";
+    }
+  } else {
+    magnitude = Unsigned(argument, spec.length);
+    if (spec.alternative && magnitude != 0) {
+      if (spec.conversion == 'x') prefix = "0x";
+      if (spec.conversion == 'X') prefix = "0X";
+    }
+  }
+  char* start = WriteDigits(end, magnitude, spec.conversion);
+  auto digits = static_cast<size_t>(end - start);
+  const bool is_octal = spec.conversion == 'o' || spec.conversion == 'O';
+  size_t minimum = spec.precision == FormatSpec::kAbsent ? 1 : static_cast<size_t>(spec.precision);
+  if (is_octal && spec.alternative) minimum = std::max(minimum, digits + 1);
+  if (spec.width <= 0 && minimum <= 1 && !is_octal) {
+    // Most numbers are written in one go.
+    if (digits < minimum) *--start = '0';
+    for (size_t i = prefix.size(); i > 0; --i) *--start = prefix[i - 1];
+    return out.AppendFew({start, static_cast<size_t>(end - start)});
+  }
+  const size_t zeros = minimum > digits ? minimum - digits : 0;
+  return PutNumber(out, spec, {prefix, zeros, {start, digits}, 0, {}},
+                   spec.zero && spec.precision == FormatSpec::kAbsent);
+}
+
+bool PutPlainInteger(FormatBuffer& out, std::uintmax_t magnitude, bool is_negative,
+                     char16_t conversion) {
+  char buffer[3 * sizeof(std::uintmax_t) + 1];
+  char* const end = buffer + sizeof buffer;
+  char* start = WriteDigits(end, magnitude, conversion);
+  if (start == end) *--start = '0';
+  if (is_negative) *--start = '-';
+  return out.AppendFew({start, static_cast<size_t>(end - start)});
+}
+
+bool PutReal(FormatBuffer& out, const FormatSpec& spec, double value) {
+  return PutRealOf(out, spec, value);
+}
+
+bool PutReal(FormatBuffer& out, const FormatSpec& spec, long double value) {
+  return PutRealOf(out, spec, value);
+}
+
+bool PutAddress(FormatBuffer& out, const FormatSpec& spec, const void* address) {
+  char buffer[2 * sizeof(std::uintptr_t)];
+  char* const end = buffer + sizeof buffer;
+  char* start = WriteDigits(end, reinterpret_cast<std::uintptr_t>(address), u'x');
+  if (start == end) *--start = '0';
+  return PutNumber(out, spec, {"0x", 0, {start, static_cast<size_t>(end - start)}, 0, {}},
+                   spec.zero);
 }
 
 }  // namespace orvik

@@ -1,8 +1,12 @@
-// The growing array of units into which the formatter writes.
+// The growing array of units into which the formatter writes, and numbers in the form that a
+// conversion asks for.
 #pragma once
 
+#include <cstdint>
 #include <memory>
 #include <string_view>
+
+#include "text/format_spec.h"
 
 namespace [[gnu::visibility("default")]] orvik {
 
@@ -46,5 +50,22 @@ class FormatBuffer {
   size_t length_ = 0;
   size_t capacity_ = 256;
 };
+}  // namespace orvik
+
+namespace orvik {
+
+// Numbers in the form that a conversion asks for, appended to a result; false when that would
+// become too long.
+
+// The argument is cut to the conversion's length and taken as signed or not as it says.
+bool PutInteger(FormatBuffer& out, const FormatSpec& spec, std::intmax_t argument);
+// By "d", "u" or "x", without flags, width and precision.
+bool PutPlainInteger(FormatBuffer& out, std::uintmax_t magnitude, bool is_negative,
+                     char16_t conversion);
+
+bool PutReal(FormatBuffer& out, const FormatSpec& spec, double value);
+bool PutReal(FormatBuffer& out, const FormatSpec& spec, long double value);
+
+bool PutAddress(FormatBuffer& out, const FormatSpec& spec, const void* address);
 
 }  // namespace orvik

@@ -5,10 +5,9 @@
 #include <string_view>
 #include <vector>
 
-#include "text/format_check.h"
-#include "text/format_numbers.h"
+#include "text/code_page_codec.h"
+#include "text/format_buffer.h"
 #include "text/format_spec.h"
-#include "text/mac_roman.h"
 
 namespace orvik {
 

@@ -17,7 +17,7 @@
 // types each is shown as what it is: a wide and a narrow text are right for %s, %S and %@ alike, an
 // integer for %d in its full size (hh and h cut it). Positions may then leave out arguments, and a
 // format is refused when an argument is missing or its conversion does not take it
-// (text/format_check.h).
+// (text/format_spec.h).
 //
 // A format is refused (false) when the positions of a list of C leave one out ("%2$d" alone: the
 // type of the first is not known, so the second cannot be reached), when positions are mixed with
@@ -30,8 +30,8 @@
 #include <string>
 #include <string_view>
 
-#include "text/format_argument.h"
 #include "text/format_buffer.h"
+#include "text/format_spec.h"
 
 namespace [[gnu::visibility("default")]] orvik {
 

@@ -1,10 +1,11 @@
 #include "text/shown_text.h"
 
+#include <unicode/uchar.h>
+#include <unicode/utf16.h>
+
 namespace orvik {
 
 namespace {
-
-constexpr char kDigits[] = "0123456789abcdef";
 
 // Whether the lines and the order of text are changed by a character of three bytes or less.
 bool ChangesText(char32_t point) {
@@ -56,6 +57,7 @@ std::string Escaped(std::string_view utf8) {
     } else if (control) {
       const bool small = control->point < 0x100;
       shown += small ? "\\x" : "\\u";
+      constexpr char kDigits[] = "0123456789abcdef";
       for (int shift = small ? 4 : 12; shift >= 0; shift -= 4) {
         shown += kDigits[(control->point >> shift) & 15];
       }
@@ -65,6 +67,81 @@ std::string Escaped(std::string_view utf8) {
     i += control ? control->length : 1;
   }
   return shown;
+}
+
+namespace {
+
+bool HasRightToLeft(std::u16string_view text) {
+  for (std::size_t at = 0; at < text.size();) {
+    UChar32 character = 0;
+    U16_NEXT(text.data(), at, text.size(), character);
+    const UCharDirection direction = u_charDirection(character);
+    if (direction == U_RIGHT_TO_LEFT || direction == U_RIGHT_TO_LEFT_ARABIC) return true;
+  }
+  return false;
+}
+
+bool IsControl(char16_t unit) {
+  return unit < 0x20 || (unit >= 0x7F && unit < 0xA0) || unit == 0x2028 || unit == 0x2029;
+}
+
+std::u16string NumberOf(char16_t unit) {
+  constexpr char16_t kDigits[] = u"0123456789ABCDEF";
+  std::u16string text = u"[U+";
+  for (int shift = 12; shift >= 0; shift -= 4) text += kDigits[(unit >> shift) & 0xF];
+  return text + u']';
+}
+
+}  // namespace
+
+std::u16string NameForSentence(std::u16string_view name, std::u16string_view sentence) {
+  constexpr char16_t kFirstStrongIsolate = 0x2068;
+  constexpr char16_t kPopDirectionalIsolate = 0x2069;
+  std::u16string shown;
+  for (const char16_t unit : name) {
+    if (IsControl(unit) || ControlsDirection(unit)) {
+      shown += NumberOf(unit);
+    } else {
+      shown += unit;
+    }
+  }
+  if (!HasRightToLeft(shown) && !HasRightToLeft(sentence)) return shown;
+  return kFirstStrongIsolate + shown + kPopDirectionalIsolate;
+}
+
+int ColumnsOf(char32_t character) {
+  if (character >= 0x20 && character < 0x7F) return 1;
+  const auto code_point = static_cast<UChar32>(character);
+  constexpr uint32_t kNoRoom = U_GC_MN_MASK | U_GC_ME_MASK | U_GC_CF_MASK | U_GC_CC_MASK;
+  constexpr char32_t kSoftHyphen = 0xAD;  // a format character that terminals show
+  if ((U_MASK(u_charType(code_point)) & kNoRoom) != 0) return character == kSoftHyphen ? 1 : 0;
+  const int width = u_getIntPropertyValue(code_point, UCHAR_EAST_ASIAN_WIDTH);
+  return width == U_EA_WIDE || width == U_EA_FULLWIDTH ? 2 : 1;
+}
+
+int ColumnsOf(std::u16string_view text) {
+  int columns = 0;
+  for (std::size_t at = 0; at < text.size();) {
+    UChar32 character = 0;
+    U16_NEXT(text.data(), at, text.size(), character);
+    columns += U_IS_SURROGATE(character) ? 1 : ColumnsOf(static_cast<char32_t>(character));
+  }
+  return columns;
+}
+
+TextPlace PlaceInText(std::string_view text, std::size_t position) {
+  TextPlace place;
+  const std::string_view before = text.substr(0, position);
+  std::size_t line_begin = 0;
+  for (std::size_t at = before.find_first_of("\r\n"); at != std::string_view::npos;
+       at = before.find_first_of("\r\n", line_begin)) {
+    line_begin = before.substr(at).starts_with("\r\n") ? at + 2 : at + 1;
+    ++place.line;
+  }
+  for (const char byte : before.substr(line_begin)) {
+    if ((static_cast<unsigned char>(byte) & 0xC0) != 0x80) ++place.column;
+  }
+  return place;
 }
 
 }  // namespace orvik

@@ -1,4 +1,4 @@
-// UTF-8 from elsewhere as it is shown to people, on terminals and in logs.
+// Text as people see it, on terminals, in sentences and in logs.
 #pragma once
 
 #include <cstddef>
@@ -21,5 +21,44 @@ std::optional<ControlCharacter> ControlAt(std::string_view utf8, std::size_t at)
 // The text on one line, safe to print: a backslash, and every character of ControlAt, as an escape
 // ("\\", "\n", "\t", "\r", "\x1b", "\u202e").
 std::string Escaped(std::string_view utf8);
+
+// Names inside sentences that are read by people: a name must not change how the sentence around
+// it, or the name itself, is read (Unicode Standard Annex #9; Unicode Technical Report #36,
+// section 2.8).
+
+// Embedding and override controls, U+202A to U+202E.
+constexpr bool OverridesDirection(char16_t unit) {
+  return unit >= 0x202A && unit <= 0x202E;
+}
+
+// Those, the isolate controls U+2066 to U+2069 and the marks U+200E, U+200F, U+061C.
+constexpr bool ControlsDirection(char16_t unit) {
+  return OverridesDirection(unit) || (unit >= 0x2066 && unit <= 0x2069) || unit == 0x200E ||
+         unit == 0x200F || unit == 0x061C;
+}
+
+// The name as it goes into the sentence:
+//
+//   a control character, a direction control         "[U+202E]", its number
+//   a name or a sentence with right-to-left text     surrounded by U+2068 and U+2069 (an isolate)
+//   every other name                                 unchanged
+std::u16string NameForSentence(std::u16string_view name, std::u16string_view sentence);
+
+// How much room characters take where every character cell is alike, as on a terminal.
+
+// Columns of one character (Unicode Standard Annex #11): 2 for wide and full-width characters, 0
+// for combining marks and format characters, otherwise 1. Control characters count as 0.
+int ColumnsOf(char32_t character);
+
+// Columns of a text; an unpaired surrogate counts as 1.
+int ColumnsOf(std::u16string_view text);
+
+// Lines and columns count from 1, columns in characters of UTF-8. Lines end with a line feed, a
+// carriage return, or both.
+struct TextPlace {
+  std::size_t line = 1;
+  std::size_t column = 1;
+};
+TextPlace PlaceInText(std::string_view text, std::size_t position);
 
 }  // namespace orvik

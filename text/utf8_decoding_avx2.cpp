@@ -11,14 +11,92 @@
 #include <bit>
 #include <cstring>
 
-#include "text/avx2_lanes.h"
-#include "text/utf8_tables.h"
+#include "text/vector_lanes.h"
 
 namespace orvik::transcoding {
 
 using namespace avx2;
 
 namespace {
+
+// The tables by which UTF-8 is validated with vectors.
+//
+// They say what can be wrong with two bytes in a row. Each of three tables says what one half of a
+// byte still allows: the upper and the lower half of the first byte, and the upper half of the
+// second. What all three allow is wrong.
+
+constexpr unsigned char kTooShort = 1 << 0;   // a first byte without what must follow
+constexpr unsigned char kTooLong = 1 << 1;    // ASCII, and a continuation
+constexpr unsigned char kOverlong3 = 1 << 2;  // E0 80..9F
+constexpr unsigned char kTooLarge = 1 << 3;   // F4 90..BF, F5..FF 90..BF
+constexpr unsigned char kSurrogate = 1 << 4;  // ED A0..BF
+constexpr unsigned char kOverlong2 = 1 << 5;  // C0, C1
+constexpr unsigned char kOverlong4 = 1 << 6;  // F0 80..8F, and F5..FF 80..8F, which is too large
+constexpr unsigned char kTwoFollow = 1 << 7;  // two continuations: wrong where none is due
+constexpr unsigned char kAnyLower = kTooShort | kTooLong | kTwoFollow;
+constexpr unsigned char kAbove4 = kAnyLower | kTooLarge | kOverlong4;
+constexpr unsigned char kContinues = kTooLong | kOverlong2 | kTwoFollow;
+
+constexpr unsigned char kFirstUpper[16] = {kTooLong,
+                                           kTooLong,
+                                           kTooLong,
+                                           kTooLong,
+                                           kTooLong,
+                                           kTooLong,
+                                           kTooLong,
+                                           kTooLong,
+                                           kTwoFollow,
+                                           kTwoFollow,
+                                           kTwoFollow,
+                                           kTwoFollow,
+                                           kTooShort | kOverlong2,
+                                           kTooShort,
+                                           kTooShort | kOverlong3 | kSurrogate,
+                                           kTooShort | kTooLarge | kOverlong4};
+constexpr unsigned char kFirstLower[16] = {kAnyLower | kOverlong2 | kOverlong3 | kOverlong4,
+                                           kAnyLower | kOverlong2,
+                                           kAnyLower,
+                                           kAnyLower,
+                                           kAnyLower | kTooLarge,
+                                           kAbove4,
+                                           kAbove4,
+                                           kAbove4,
+                                           kAbove4,
+                                           kAbove4,
+                                           kAbove4,
+                                           kAbove4,
+                                           kAbove4,
+                                           kAbove4 | kSurrogate,
+                                           kAbove4,
+                                           kAbove4};
+constexpr unsigned char kSecondUpper[16] = {kTooShort,
+                                            kTooShort,
+                                            kTooShort,
+                                            kTooShort,
+                                            kTooShort,
+                                            kTooShort,
+                                            kTooShort,
+                                            kTooShort,
+                                            kContinues | kOverlong3 | kOverlong4,
+                                            kContinues | kOverlong3 | kTooLarge,
+                                            kContinues | kSurrogate | kTooLarge,
+                                            kContinues | kSurrogate | kTooLarge,
+                                            kTooShort,
+                                            kTooShort,
+                                            kTooShort,
+                                            kTooShort};
+
+// How many of the bytes before `s` belong to a character that does not end before it.
+std::ptrdiff_t BytesOfCutCharacter(const char* start, const char* s) {
+  for (std::ptrdiff_t back = 1; back <= 3 && s - start >= back; ++back) {
+    const auto byte = static_cast<unsigned char>(s[-back]);
+    if (byte < 0x80) return 0;
+    if (byte < 0xC0) continue;
+    const std::ptrdiff_t length = byte < 0xE0 ? 2 : byte < 0xF0 ? 3 : 4;
+    return length > back ? back : 0;
+  }
+  return 0;
+}
 
 constexpr std::ptrdiff_t kBlock = 64;
 constexpr std::ptrdiff_t kStep = 16;

@@ -6,7 +6,7 @@
 
 #include <cstring>
 
-#include "text/avx2_lanes.h"
+#include "text/vector_lanes.h"
 
 namespace orvik::transcoding {
 

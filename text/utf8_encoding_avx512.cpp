@@ -10,7 +10,7 @@
 
 #include <bit>
 
-#include "text/avx512_lanes.h"
+#include "text/vector_lanes.h"
 
 namespace orvik::transcoding {
 

@@ -12,7 +12,7 @@
 #include "files/file_manipulator.h"
 #include "files/whole_file.h"
 #include "streams/stream_interfaces.h"
-#include "text/base64_codec.h"
+#include "text/byte_encodings.h"
 
 namespace orvik {
 namespace {

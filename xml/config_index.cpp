@@ -7,9 +7,9 @@
 
 #include <tinyxml.h>
 
-#include "text/case_mapping.h"
-#include "text/mac_roman.h"
-#include "xml/config_element.h"
+#include "text/case_and_spelling.h"
+#include "text/code_page_codec.h"
+#include "xml/config_scope.h"
 
 namespace orvik {
 namespace {

@@ -1,19 +1,17 @@
 // One scope of the configuration store: its file and the document that belongs to it.
 #pragma once
 
-#include <memory>
+#include <tinyxml.h>
 
 #include <boost/smart_ptr/shared_ptr.hpp>
 #include <boost/smart_ptr/weak_ptr.hpp>
+#include <memory>
 
 #include "files/file_path.h"
 #include "host/replace_file.h"
 #include "xml/config_index.h"
 #include "xml/config_store.h"
 #include "xml/xml_writer.h"
-
-class TiXmlDocument;
-class TiXmlElement;
 
 namespace orvik {
 
@@ -84,5 +82,24 @@ class ConfigScope {
   XMLConfigFileInfo file_info_;
   XMLConfigWriteStatus write_status_ = XMLConfigWriteStatus::kNothingWritten;
 };
+
+// The elements of a configuration scope's document.
+
+class ConfigIndex;
+
+// Tells the index when it is destroyed, by whomever.
+class ConfigElement final : public TiXmlElement {
+ public:
+  ConfigElement(const char* tag, std::weak_ptr<ConfigIndex> index);
+  ~ConfigElement() override;
+  ConfigElement(const ConfigElement&) = delete;
+  ConfigElement& operator=(const ConfigElement&) = delete;
+
+ private:
+  std::weak_ptr<ConfigIndex> index_;
+};
+
+// Replaces every element of a document that nobody holds by a ConfigElement.
+void MakeConfigElements(TiXmlDocument& document, const std::shared_ptr<ConfigIndex>& index);
 
 }  // namespace orvik

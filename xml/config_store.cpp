@@ -12,7 +12,6 @@
 #include "files/trace.h"
 #include "prefs/key_path.h"
 #include "strings/utf8_strings.h"
-#include "xml/config_element.h"
 #include "xml/config_index.h"
 #include "xml/config_scope.h"
 #include "xml/document_check.h"

@@ -34,12 +34,15 @@
 // "<file>.discarded-2" and so on; until then it stays as it is.
 #pragma once
 
+#include <boost/smart_ptr/shared_ptr.hpp>
+
 #include "files/file_path.h"
 #include "strings/atl_array.h"
 #include "strings/atl_string.h"
 #include "strings/atl_string_a.h"
-#include "xml/document_error.h"
+#include "xml/tixml_helper.h"
 
+class TiXmlDocument;
 class TiXmlElement;
 
 namespace [[gnu::visibility("default")]] orvik {
@@ -157,5 +160,23 @@ bool DeleteXMLSubKeyElement(int scope, CAtlString key_path);
 bool ListPreferencesXMLConfig(int scope, CAtlString key_path, CAtlArray<CAtlString>& names);
 // The names of the values of a key, in the order of the document. False when there is no such key.
 bool ListValuesXMLConfig(int scope, CAtlString key_path, CAtlArray<CAtlString>& names);
+
+// What the configuration store keeps for each of its two scopes. Set and used without locks; the
+// store owns all of it.
+
+// Scope 0. The paths are null as long as they are not set. The store makes no temporary file; the
+// path of one is read by LoadXMLRootFromFile only.
+extern COrvikFilePath* g_pathGlobalXMLConfig;
+extern COrvikFilePath* g_pathTempGlobalXMLConfig;
+extern boost::shared_ptr<TiXmlDocument> g_pGlobalXMLConfigDoc;
+extern TiXmlElement* g_pGlobalXMLConfigRootElement;  // null: no valid root
+extern bool g_bGlobalXMLConfigFileLoaded;            // whether loading was tried
+
+// Scope 1.
+extern COrvikFilePath* g_pathLocalXMLConfig;
+extern COrvikFilePath* g_pathTempLocalXMLConfig;
+extern boost::shared_ptr<TiXmlDocument> g_pLocalXMLConfigDoc;
+extern TiXmlElement* g_pLocalXMLConfigRootElement;
+extern bool g_bLocalXMLConfigFileLoaded;
 
 }  // namespace orvik

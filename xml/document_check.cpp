@@ -26,7 +26,7 @@ void SetError(XMLDocumentError& error, const char* reason, XML_Parser parser) {
 
 constexpr std::string_view kByteOrderMark = "\xEF\xBB\xBF";
 
-struct Progress {
+struct CheckProgress {
   XML_Parser parser;
   const char* text;
   int depth = 0;
@@ -45,7 +45,7 @@ struct Progress {
 
 // TinyXML takes a byte order mark for white space, and drops a text of white space alone.
 void EndRun(void* data) {
-  auto& progress = *static_cast<Progress*>(data);
+  auto& progress = *static_cast<CheckProgress*>(data);
   if (progress.run_has_mark && !progress.run_has_text) {
     progress.Refuse("a text holds only a byte order mark");
   }
@@ -53,7 +53,7 @@ void EndRun(void* data) {
 }
 
 void CharacterData(void* data, const XML_Char* characters, int length) {
-  auto& progress = *static_cast<Progress*>(data);
+  auto& progress = *static_cast<CheckProgress*>(data);
   if (progress.is_in_section) return;
   std::string_view rest(characters, static_cast<std::size_t>(length));
   // A reference is text to TinyXML, whatever its character.
@@ -68,11 +68,11 @@ void CharacterData(void* data, const XML_Char* characters, int length) {
 
 void StartSection(void* data) {
   EndRun(data);
-  static_cast<Progress*>(data)->is_in_section = true;
+  static_cast<CheckProgress*>(data)->is_in_section = true;
 }
 
 void EndSection(void* data) {
-  static_cast<Progress*>(data)->is_in_section = false;
+  static_cast<CheckProgress*>(data)->is_in_section = false;
 }
 
 void Comment(void* data, const XML_Char*) {
@@ -80,12 +80,12 @@ void Comment(void* data, const XML_Char*) {
 }
 
 // TinyXML finds no name that begins with a colon.
-void CheckName(Progress& progress, const XML_Char* name) {
+void CheckName(CheckProgress& progress, const XML_Char* name) {
   if (*name == ':') progress.Refuse("a name begins with a colon");
 }
 
 void StartElement(void* data, const XML_Char* name, const XML_Char** attributes) {
-  auto& progress = *static_cast<Progress*>(data);
+  auto& progress = *static_cast<CheckProgress*>(data);
   EndRun(data);
   if (++progress.depth > kMostXmlDepth) progress.Refuse("elements are nested too deep");
   CheckName(progress, name);
@@ -96,7 +96,7 @@ void StartElement(void* data, const XML_Char* name, const XML_Char** attributes)
 
 void EndElement(void* data, const XML_Char*) {
   EndRun(data);
-  --static_cast<Progress*>(data)->depth;
+  --static_cast<CheckProgress*>(data)->depth;
 }
 
 // TinyXML takes the first ">" for the end of both, and what follows for content.
@@ -106,12 +106,13 @@ bool HoldsEnd(const XML_Char* text) {
 
 void ProcessingInstruction(void* data, const XML_Char*, const XML_Char* text) {
   EndRun(data);
-  if (HoldsEnd(text)) static_cast<Progress*>(data)->Refuse("a processing instruction holds \">\"");
+  if (HoldsEnd(text))
+    static_cast<CheckProgress*>(data)->Refuse("a processing instruction holds \">\"");
 }
 
 void StartDocumentType(void* data, const XML_Char*, const XML_Char* system_id,
                        const XML_Char* public_id, int has_declarations) {
-  auto& progress = *static_cast<Progress*>(data);
+  auto& progress = *static_cast<CheckProgress*>(data);
   if (has_declarations != 0) progress.Refuse("the document type holds declarations");
   if (HoldsEnd(system_id) || HoldsEnd(public_id)) {
     progress.Refuse("the document type holds \">\"");
@@ -145,7 +146,7 @@ bool CheckDocument(const char* text, XMLDocumentError* error) {
   if (whole.size() > INT_MAX) {
     found.reason = "the document is too long";
   } else {
-    Progress progress{parser.get(), text};
+    CheckProgress progress{parser.get(), text};
     XML_SetUserData(parser.get(), &progress);
     XML_SetElementHandler(parser.get(), StartElement, EndElement);
     XML_SetProcessingInstructionHandler(parser.get(), ProcessingInstruction);

@@ -5,7 +5,7 @@
 // a conforming parser goes over the text first.
 #pragma once
 
-#include "xml/document_error.h"
+#include "xml/tixml_helper.h"
 
 namespace orvik {
 

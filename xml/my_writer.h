@@ -11,8 +11,7 @@
 #include <vector>
 
 #include "streams/com_ptr.h"
-#include "streams/finishable_stream.h"
-#include "streams/reference_counted.h"
+#include "streams/stream_interfaces.h"
 #include "xml/xml_writer.h"
 
 namespace [[gnu::visibility("default")]] orvik {

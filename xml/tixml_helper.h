@@ -19,12 +19,18 @@
 #include "strings/atl_string.h"
 #include "strings/atl_string_a.h"
 #include "strings/windows_types.h"
-#include "xml/document_error.h"
 
 class TiXmlDocument;
 class TiXmlElement;
 
 namespace [[gnu::visibility("default")]] orvik {
+
+// Why a document could not be loaded.
+struct XMLDocumentError {
+  CAtlStringA reason;  // a few English words for logs, without a full stop; empty: no error
+  int line = 0;        // from 1; 0 when the error has no place in the text
+  int column = 0;      // in characters, from 1
+};
 
 inline constexpr char TRUE_STRING[] = "true";
 inline constexpr char FALSE_STRING[] = "false";

@@ -14,7 +14,7 @@
 #include <utility>
 
 #include "platform/carbon/ascii_collation.h"
-#include "text/case_mapping.h"
+#include "text/case_and_spelling.h"
 #include "text/transcoding.h"
 #include "text/user_locale.h"
 

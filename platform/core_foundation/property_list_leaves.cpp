@@ -7,7 +7,7 @@
 #include <limits>
 #include <system_error>
 
-#include "text/base64_codec.h"
+#include "text/byte_encodings.h"
 
 namespace orvik {
 namespace {

@@ -5,7 +5,7 @@
 #include "platform/core_foundation/property_list_encoding.h"
 #include "platform/core_foundation/property_list_forms.h"
 #include "platform/core_foundation/property_list_salvage.h"
-#include "text/text_place.h"
+#include "text/shown_text.h"
 #include "text/transcoding.h"
 
 namespace orvik {

@@ -7,7 +7,7 @@
 #include "platform/core_foundation/property_list_escape.h"
 #include "platform/core_foundation/property_list_leaves.h"
 #include "platform/core_foundation/property_list_xml_values.h"
-#include "text/text_place.h"
+#include "text/shown_text.h"
 
 namespace orvik {
 namespace {

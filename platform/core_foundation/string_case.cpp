@@ -1,6 +1,6 @@
 // Case mapping of strings.
 #include "platform/core_foundation/string.h"
-#include "text/case_mapping.h"
+#include "text/case_and_spelling.h"
 
 namespace orvik {
 

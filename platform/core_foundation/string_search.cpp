@@ -4,7 +4,7 @@
 
 #include "platform/core_foundation/string.h"
 #include "platform/core_foundation/string_views.h"
-#include "text/case_mapping.h"
+#include "text/case_and_spelling.h"
 #include "text/transcoding.h"
 
 namespace orvik {

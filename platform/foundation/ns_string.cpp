@@ -6,7 +6,6 @@
 #include <new>
 
 #include "platform/foundation/string_hash.h"
-#include "text/copy_units.h"
 #include "text/transcoding.h"
 
 namespace orvik {

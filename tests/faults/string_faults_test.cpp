@@ -14,7 +14,6 @@
 #include "strings/atl_string.h"
 #include "strings/atl_string_a.h"
 #include "strings/uca.h"
-#include "strings/uca_format.h"
 #include "strings/utf8_strings.h"
 #include "tests/faults/fault_layer.h"
 #include "tests/support/test_environment.h"

@@ -4,9 +4,8 @@
 
 #include <utility>
 
-#include "streams/finishable_stream.h"
-#include "streams/reference_counted.h"
 #include "streams/stream_factory.h"
+#include "streams/stream_interfaces.h"
 
 namespace orvik {
 namespace {

@@ -1,4 +1,4 @@
-#include "streams/writable_compressed_file_stream.h"
+#include "streams/compressed_file_stream.h"
 
 #include <sys/resource.h>
 #include <sys/stat.h>

@@ -1,8 +1,8 @@
 #include "streams/writable_file_stream.h"
 
 #include "streams/com_ptr.h"
-#include "streams/finishable_stream.h"
 #include "streams/stream_factory.h"
+#include "streams/stream_interfaces.h"
 #include "tests/files/support.h"
 
 namespace orvik::test {

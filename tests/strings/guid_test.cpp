@@ -1,9 +1,8 @@
-#include "strings/guid.h"
+#include "strings/unknown.h"
 
 #include <cstring>
 #include <memory>
 
-#include "strings/unknown.h"
 #include "tests/support/test_environment.h"
 
 namespace orvik::test {

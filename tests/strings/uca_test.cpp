@@ -9,8 +9,6 @@
 #include "platform/core_foundation/string.h"
 #include "strings/atl_conversions.h"
 #include "strings/atl_string.h"
-#include "strings/uca_conversions.h"
-#include "strings/uca_format.h"
 #include "tests/support/test_environment.h"
 
 namespace orvik::test {

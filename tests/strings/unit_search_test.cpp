@@ -1,4 +1,5 @@
 #include "strings/unit_search.h"
+#include "strings/unit_set.h"
 
 #include <gtest/gtest.h>
 #include <sys/mman.h>
@@ -7,9 +8,7 @@
 #include <random>
 #include <string>
 
-#include "strings/case_in_place.h"
-#include "strings/pieces.h"
-#include "strings/unit_set.h"
+#include "strings/platform_text.h"
 
 namespace orvik {
 namespace {

@@ -9,7 +9,6 @@
 #include <tuple>
 #include <utility>
 
-#include "strings/checked_conversions.h"
 #include "strings/code_pages.h"
 
 namespace orvik {

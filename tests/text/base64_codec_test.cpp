@@ -1,4 +1,4 @@
-#include "text/base64_codec.h"
+#include "text/byte_encodings.h"
 
 #include <optional>
 #include <random>
@@ -7,8 +7,6 @@
 #include <vector>
 
 #include <gtest/gtest.h>
-
-#include "text/base64_variants.h"
 
 namespace orvik::test {
 namespace {

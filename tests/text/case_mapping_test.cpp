@@ -1,4 +1,4 @@
-#include "text/case_mapping.h"
+#include "text/case_and_spelling.h"
 
 #include <stdlib.h>
 

@@ -1,10 +1,8 @@
-#include "text/direction.h"
+#include "text/shown_text.h"
 
 #include <gtest/gtest.h>
 
 #include <utility>
-
-#include "text/columns.h"
 
 namespace orvik {
 namespace {

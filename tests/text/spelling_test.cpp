@@ -1,10 +1,8 @@
-#include "text/spelling.h"
+#include "text/case_and_spelling.h"
 
 #include <gtest/gtest.h>
 
 #include <set>
-
-#include "text/normalization.h"
 
 namespace orvik::test {
 namespace {

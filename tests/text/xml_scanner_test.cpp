@@ -6,7 +6,7 @@
 #include <string>
 #include <utility>
 
-#include "text/text_place.h"
+#include "text/shown_text.h"
 
 namespace orvik {
 namespace {

@@ -9,7 +9,6 @@
 
 #include "tests/files/support.h"
 #include "tests/support/without_root_rights.h"
-#include "xml/config_globals.h"
 #include "xml/config_index.h"
 #include "xml/document_check.h"
 

@@ -5,8 +5,8 @@
 
 #include "host/file_watch.h"
 #include "prefs/reporting.h"
-#include "text/case_mapping.h"
-#include "text/columns.h"
+#include "text/case_and_spelling.h"
+#include "text/shown_text.h"
 #include "tools/orvikprefs/commands.h"
 #include "tools/orvikprefs/differences.h"
 #include "tools/orvikprefs/json.h"

@@ -12,8 +12,8 @@
 #include "platform/core_foundation/number.h"
 #include "platform/core_foundation/property_list_escape.h"
 #include "prefs/preferences.h"
-#include "text/base64_codec.h"
-#include "text/case_mapping.h"
+#include "text/byte_encodings.h"
+#include "text/case_and_spelling.h"
 #include "tools/orvikprefs/json.h"
 #include "tools/orvikprefs/text.h"
 

@@ -1,7 +1,7 @@
 #include "tools/orvikprefs/browse/line_input.h"
 
 #include "strings/atl_string.h"
-#include "text/columns.h"
+#include "text/shown_text.h"
 #include "text/transcoding.h"
 #include "tools/orvikprefs/browse/terminal.h"
 #include "tools/orvikprefs/text.h"

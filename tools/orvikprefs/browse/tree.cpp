@@ -8,7 +8,7 @@
 #include "platform/core_foundation/data.h"
 #include "platform/core_foundation/property_list_equality.h"
 #include "platform/core_foundation/property_list_escape.h"
-#include "text/case_mapping.h"
+#include "text/case_and_spelling.h"
 #include "text/transcoding.h"
 #include "tools/orvikprefs/text.h"
 

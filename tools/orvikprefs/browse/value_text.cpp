@@ -8,7 +8,7 @@
 #include "platform/core_foundation/array.h"
 #include "platform/core_foundation/data.h"
 #include "platform/core_foundation/property_list_equality.h"
-#include "text/columns.h"
+#include "text/shown_text.h"
 #include "tools/orvikprefs/json.h"
 #include "tools/orvikprefs/text.h"
 

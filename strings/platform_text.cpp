@@ -1,10 +1,10 @@
-#include "strings/case_in_place.h"
+#include "strings/platform_text.h"
 
 #include <type_traits>
 
 #include "platform/core_foundation/locale.h"
 #include "platform/core_foundation/owned.h"
-#include "strings/pieces.h"
+#include "platform/core_foundation/string.h"
 
 namespace orvik {
 
@@ -21,6 +21,15 @@ void MapCaseInPlace(char16_t* units, std::size_t n, CaseMapping map, std::size_t
     units += piece;
     n -= piece;
   }
+}
+
+std::u16string DescribeObject(const void* object) {
+  const Owned<const NSString> text(
+      CFStringCreateWithFormat(kCFAllocatorDefault, nullptr, CFSTR(u"%@"), object));
+  const CFIndex length = CFStringGetLength(text.get());
+  std::u16string units(static_cast<std::size_t>(length), u'\0');
+  if (length != 0) CFStringGetCharacters(text.get(), CFRangeMake(0, length), units.data());
+  return units;
 }
 
 }  // namespace orvik

@@ -1,12 +1,17 @@
-// Texts too long for one string of the platform go through it in pieces.
+// What the string classes ask of the platform: texts in pieces that its strings can hold, case
+// mapping, and descriptions of objects.
 #pragma once
 
 #include <algorithm>
+#include <cstddef>
+#include <string>
 #include <string_view>
 
 #include "platform/core_foundation/string.h"
 
-namespace [[gnu::visibility("default")]] orvik {
+namespace orvik {
+
+// Texts too long for one string of the platform go through it in pieces.
 
 // How many units of the text make its first piece: at most `limit`, which is at least 2, without
 // cutting a surrogate pair.
@@ -31,5 +36,16 @@ int CompareInPieces(std::basic_string_view<A> a, std::basic_string_view<B> b,
   }
   return compare(a, b);
 }
+
+using CaseMapping = void (*)(CFMutableStringRef, CFLocaleRef);
+
+// Maps the n units with CFStringUppercase or CFStringLowercase; a longer result is cut at n. More
+// than `limit` units are mapped in pieces of at most that many, each cut on its own.
+void MapCaseInPlace(char16_t* units, std::size_t n, CaseMapping map,
+                    std::size_t limit = static_cast<std::size_t>(kMaximumStringLength));
+
+// The text that "%@" shows of a platform object, for the formatter. `object` is a CFTypeRef, and
+// not null.
+std::u16string DescribeObject(const void* object);
 
 }  // namespace orvik

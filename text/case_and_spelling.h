@@ -1,0 +1,52 @@
+// Texts that mean the same but for case or for the spelling of accented letters.
+#pragma once
+
+#include <functional>
+#include <string>
+#include <string_view>
+
+namespace [[gnu::visibility("default")]] orvik {
+
+// Case mapping and case folding of plain text (The Unicode Standard, 3.13).
+//
+// A mapping may change the length. Unpaired surrogates stay as they are. Nothing here fails: text
+// that is too long for the mapping (2^30 units) comes back unchanged.
+
+// By the rules of a locale ("tr_TR", "" for the root).
+std::u16string ToUpper(std::u16string_view text, const char* locale);
+std::u16string ToLower(std::u16string_view text, const char* locale);
+
+// Full case folding. In the locales of Turkish and Azeri "I" goes with the dotless and "\u0130"
+// with the dotted letter; any other locale folds like the root.
+std::u16string FoldCase(std::u16string_view text, const char* locale = "");
+bool HasDotlessI(std::string_view locale);
+
+constexpr char16_t LowerAscii(char16_t unit) {
+  return unit >= u'A' && unit <= u'Z' ? static_cast<char16_t>(unit + 32) : unit;
+}
+
+// -1, 0 or 1 by the code units of the folded texts, the same in every locale.
+int CompareFolded(std::u16string_view a, std::u16string_view b);
+
+// Composed and decomposed spelling of text (Unicode normalisation, UAX #15).
+
+// The text with its accented letters composed (form C). Unpaired surrogates stay as they are. Text
+// that is too long for the mapping (2^30 units) comes back unchanged.
+std::u16string Composed(std::u16string_view text);
+
+// The spellings of a text: sequences of Unicode characters that mean the same (canonical
+// equivalence, Unicode standard annex 15), such as "é" as one character or as "e" and an accent.
+//
+// Unpaired surrogates are taken as characters that have no other spelling. Nothing here fails but
+// for want of memory.
+
+// Whether no other text than this one is equal to it. Also true of ASCII text, although the Kelvin
+// sign, for instance, is equal to the letter K.
+bool HasOneSpelling(std::u16string_view units);
+
+// Calls `visit` with every other spelling. False, and not all of them visited, when there are more
+// than `limit`.
+bool VisitOtherSpellings(std::u16string_view units, int limit,
+                         const std::function<void(std::u16string_view)>& visit);
+
+}  // namespace orvik
