@@ -81,7 +81,7 @@ XMLConfigFileInfo GetXMLConfigFileInfo(int scope);
 
 // Loads the file anew: every element of the document before is gone, and with it what was not
 // saved. Null when there is no valid root in it. With `from_temporary` the scope's temporary file
-// is loaded, if the application has set one (config_globals.h).
+// is loaded, if the application has set one.
 TiXmlElement* LoadXMLRootFromFile(int scope, bool from_temporary);
 // The root, from the first call on; null as long as there is none.
 TiXmlElement* FindXMLRootElement(int scope);
