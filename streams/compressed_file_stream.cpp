@@ -133,6 +133,8 @@ bool CompressedFile::StoreUncompressed() {
   return plain.Commit() == 0;
 }
 
+struct CWritableCompressedFileStream::File : CompressedFile {};
+
 CWritableCompressedFileStream::CWritableCompressedFileStream(const COrvikFilePath& path) {
   InitializeStream(path, {});
 }
@@ -149,7 +151,7 @@ CWritableCompressedFileStream::~CWritableCompressedFileStream() {
 void CWritableCompressedFileStream::InitializeStream(const COrvikFilePath& path,
                                                      _LARGE_INTEGER start) {
   start_ = start;
-  file_ = std::make_unique<CompressedFile>();
+  file_ = std::make_unique<File>();
   valid_ = file_->Open(path);
 }
 

@@ -10,8 +10,6 @@
 
 namespace [[gnu::visibility("default")]] orvik {
 
-class CompressedFile;
-
 // A stream whose bytes end up compressed in a file.
 //
 // The file then holds exactly one zlib stream (RFC 1950) at the default level over all bytes
@@ -41,12 +39,14 @@ class CWritableCompressedFileStream final : public StreamBase<IStream>, public I
   WriteRoom* room() override { return buffer_.room(); }
 
  private:
+  struct File;
+
   void InitializeStream(const COrvikFilePath& path, _LARGE_INTEGER start);
   // True when the target holds the compressed bytes.
   bool CompressFile();
 
   _LARGE_INTEGER start_;
-  std::unique_ptr<CompressedFile> file_;
+  std::unique_ptr<File> file_;
   WriteBuffer buffer_;
   bool valid_ = false;
   bool is_finished_ = false;
