@@ -12,7 +12,7 @@
 #include <orvik/files/directory_path.h>
 #include <orvik/files/file_manipulator.h>
 #include <orvik/files/file_path.h>
-#include <orvik/files/tree_report.h>
+#include <orvik/files/progress.h>
 #include <orvik/files/whole_file.h>
 #include <orvik/prefs/preference_watch.h>
 #include <orvik/prefs/transaction.h>

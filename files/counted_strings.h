@@ -1,12 +1,14 @@
-// Counted strings: a 32-bit byte length, then the characters, then a 16-bit 0. A BSTR points at the
-// first character; null means the empty string. Made and freed with this family alone.
-//
-// Null also when the length is negative or does not fit its 32 bits. A failing allocation throws.
+// Strings with a length before them: counted strings (BSTR) and Pascal strings.
 #pragma once
 
 #include "strings/windows_types.h"
 
 namespace [[gnu::visibility("default")]] orvik {
+
+// Counted strings: a 32-bit byte length, then the characters, then a 16-bit 0. A BSTR points at the
+// first character; null means the empty string. Made and freed with this family alone.
+//
+// Null also when the length is negative or does not fit its 32 bits. A failing allocation throws.
 
 using BSTR = char16_t*;
 
@@ -28,5 +30,12 @@ BOOL SysReAllocStringLen(BSTR* string, const char16_t* source, int n);
 void SysFreeString(BSTR string);
 int SysStringLen(BSTR string);      // units
 int SysStringByteLen(BSTR string);  // bytes
+
+// Pascal strings: a length byte and at most 255 bytes, without terminator.
+
+// Makes a Pascal string of the text (null is empty text), of a unit the low byte; the target has
+// room for 256 bytes. What is longer than 255 is cut. Returns the length.
+int CToPStr(unsigned char* target, const char* source);
+int WideToPStr(unsigned char* target, const char16_t* source);
 
 }  // namespace orvik

@@ -6,13 +6,13 @@
 #include <utility>
 #include <vector>
 
-#include "files/folder_walk.h"
+#include "files/item_transfer.h"
 #include "files/path_arguments.h"
-#include "files/tree_failures.h"
-#include "files/wildcard.h"
+#include "files/path_disk.h"
+#include "files/path_text.h"
 #include "files/windows_files.h"
-#include "host/at_path.h"
-#include "host/open_flags.h"
+#include "host/descriptor.h"
+#include "host/paths.h"
 #include "host/tree_merge.h"
 #include "host/tree_removal.h"
 

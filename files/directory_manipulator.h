@@ -12,7 +12,6 @@
 
 #include "files/directory_path.h"
 #include "files/progress.h"
-#include "files/tree_report.h"
 #include "strings/windows_types.h"
 
 namespace [[gnu::visibility("default")]] orvik {

@@ -5,7 +5,7 @@
 #include <cstdint>
 #include <optional>
 
-#include "host/monitor.h"
+#include "host/long_operation.h"
 
 namespace orvik {
 

@@ -11,15 +11,11 @@
 #include <optional>
 #include <string>
 
-#include "files/c_file.h"
 #include "files/item_transfer.h"
 #include "files/path_arguments.h"
-#include "files/trash_names.h"
-#include "files/tree_failures.h"
 #include "files/whole_file.h"
-#include "files/windows_file_refs.h"
 #include "files/windows_files.h"
-#include "host/at_path.h"
+#include "host/paths.h"
 #include "host/replace_file.h"
 #include "host/tree_removal.h"
 #include "platform/carbon/folders.h"

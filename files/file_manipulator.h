@@ -14,7 +14,6 @@
 #include "files/directory_path.h"
 #include "files/file_path.h"
 #include "files/progress.h"
-#include "files/tree_report.h"
 #include "strings/atl_string.h"
 #include "strings/atl_string_a.h"
 #include "strings/windows_types.h"

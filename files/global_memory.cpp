@@ -10,6 +10,7 @@
 #include <new>
 #include <utility>
 
+
 namespace orvik {
 
 GlobalBlocks* GlobalBlockTable = nullptr;
@@ -142,6 +143,18 @@ unsigned int GlobalFlags(HANDLE block) {
   const GlobalBlockInfo* info = InfoOf(block);
   if (info == nullptr) return GMEM_INVALID_HANDLE;
   return ((info->flags & 0xFF) << 4) | (info->lock_count & 0xFF);
+}
+
+void* CoTaskMemAlloc(std::size_t bytes) {
+  return std::malloc(bytes);
+}
+
+void* CoTaskMemRealloc(void* block, std::size_t bytes) {
+  return std::realloc(block, bytes);
+}
+
+void CoTaskMemFree(void* block) {
+  std::free(block);
 }
 
 }  // namespace orvik

@@ -49,4 +49,10 @@ std::size_t GlobalSize(HANDLE block);  // 0 for an unknown handle
 // (low byte of the flags << 4) | low byte of the lock count; GMEM_INVALID_HANDLE if unknown.
 unsigned int GlobalFlags(HANDLE block);
 
+// Memory that passes between components: malloc, realloc and free.
+
+void* CoTaskMemAlloc(std::size_t bytes);
+void* CoTaskMemRealloc(void* block, std::size_t bytes);
+void CoTaskMemFree(void* block);
+
 }  // namespace orvik

@@ -4,7 +4,7 @@
 #include <iterator>
 #include <string_view>
 
-#include "files/pascal_strings.h"
+#include "files/counted_strings.h"
 #include "platform/carbon/alerts.h"
 
 namespace orvik {
@@ -107,6 +107,10 @@ BOOL AtlIsValidAddress(const void* pointer, std::size_t /*size*/, BOOL /*writabl
 
 BOOL AfxIsValidAddress(const void* pointer, std::size_t size, BOOL writable) {
   return AtlIsValidAddress(pointer, size, writable);
+}
+
+void* AfxGetStaticModuleState() {
+  return nullptr;
 }
 
 }  // namespace orvik

@@ -4,6 +4,9 @@
 #include <cstddef>
 #include <cstdint>
 
+#include "platform/core_foundation/string.h"
+#include "strings/atl_string.h"
+#include "strings/atl_string_a.h"
 #include "strings/windows_types.h"
 
 namespace [[gnu::visibility("default")]] orvik {
@@ -51,5 +54,21 @@ inline int AfxMessageBox(int number, unsigned type = MB_OK, unsigned help_id = 0
 // Whether the pointer is not null; the other arguments are not looked at.
 BOOL AfxIsValidAddress(const void* pointer, std::size_t size, BOOL writable = TRUE);
 BOOL AtlIsValidAddress(const void* pointer, std::size_t size, BOOL writable = TRUE);
+
+// Trace hooks, which do nothing on this platform.
+
+template <class... Arguments>
+void ATLTRACE(const char*, const Arguments&...) {}
+template <class... Arguments>
+void ATLTRACE(const char16_t*, const Arguments&...) {}
+template <class... Arguments>
+void ATLTRACE(const CAtlStringA&, const Arguments&...) {}
+template <class... Arguments>
+void ATLTRACE(const CAtlString&, const Arguments&...) {}
+template <class... Arguments>
+void ATLTRACE(CFStringRef, const Arguments&...) {}
+
+// Always null.
+void* AfxGetStaticModuleState();
 
 }  // namespace orvik

@@ -1,9 +1,15 @@
 #include "files/path_arguments.h"
 
+#include <fcntl.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <string_view>
+
 #include "host/file_names.h"
-#include "host/name_spelling.h"
-#include "host/path_names.h"
-#include "host/system_root.h"
+#include "host/paths.h"
+#include "host/system.h"
+#include "platform/carbon/errno_status.h"
 
 namespace orvik {
 
@@ -33,6 +39,58 @@ CAtlString PathFromUnits(std::u16string_view units) {
 
 CAtlString PathFromBytes(std::string_view bytes) {
   return PathFromUnits(host::FileNameFromBytes(bytes));
+}
+
+namespace {
+
+OSErr MakeReference(const std::string& path, OptionBits options, FSRef* ref) {
+  const OSStatus status =
+      FSPathMakeRefWithOptions(reinterpret_cast<const UInt8*>(path.c_str()), options, ref, nullptr);
+  return status == noErr ? OSErr{noErr} : OSErr{fnfErr};
+}
+
+int MakeObject(const std::string& path, bool is_directory) {
+  if (is_directory) return host::MakeFolderAt(path, 0777);
+  return host::OpenPath(path, O_WRONLY | O_CREAT | O_EXCL, 0666) ? 0 : errno;
+}
+
+}  // namespace
+
+OSErr GetFSRefFromFilename(const char16_t* path, FSRef* ref, bool create, bool is_directory) {
+  const std::optional<std::string> bytes = PathForLibc(path);
+  if (!bytes || ref == nullptr) return fnfErr;
+  const OSErr found = MakeReference(*bytes, kFSPathMakeRefDoNotFollowLeafSymlink, ref);
+  if (found == noErr || !create) return found;
+  const int error = MakeObject(*bytes, is_directory);
+  // Somebody else may have made it meanwhile.
+  if (error != 0 && error != EEXIST) return static_cast<OSErr>(host::StatusFromErrno(error));
+  return MakeReference(*bytes, kFSPathMakeRefDoNotFollowLeafSymlink, ref);
+}
+
+OSErr GetParentFSRAndNameFromFilePath(const char16_t* path, FSRef* parent, HFSUniStr255* name) {
+  const std::optional<std::string> bytes = PathForLibc(path);
+  if (!bytes || parent == nullptr || name == nullptr) return fnfErr;
+  const std::u16string leaf = host::FileNameFromBytes(host::LeafName(*bytes));
+  if (leaf.empty() || leaf.size() > std::size(name->unicode)) return fnfErr;
+  const std::string folder(host::ParentPath(*bytes));
+  if (const OSErr status = MakeReference(folder, kFSPathMakeRefDefaultOptions, parent)) {
+    return status;
+  }
+  name->length = static_cast<UInt16>(leaf.size());
+  std::copy(leaf.begin(), leaf.end(), name->unicode);
+  return noErr;
+}
+
+std::optional<std::string> PathOfReference(const FSRef& ref) {
+  constexpr std::size_t kLongest = std::size_t{1} << 24;
+  for (std::size_t size = 1024; size <= kLongest; size *= 4) {
+    std::string path(size, '\0');
+    const OSStatus status = FSRefMakePath(&ref, reinterpret_cast<UInt8*>(path.data()),
+                                          static_cast<UInt32>(path.size()));
+    if (status == noErr) return path.c_str();
+    if (status != pathTooLongErr) break;
+  }
+  return std::nullopt;
 }
 
 }  // namespace orvik

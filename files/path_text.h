@@ -1,3 +1,13 @@
+// Rules about the text of paths and file names.
+#pragma once
+
+#include <string_view>
+
+#include "strings/atl_string.h"
+#include "strings/windows_types.h"
+
+namespace [[gnu::visibility("default")]] orvik {
+
 // Paths as text: taking apart and joining "/"-separated UTF-16 arrays.
 //
 // Nothing here touches a file. Paths are zero-terminated; a null path gives FALSE, -1 or null.
@@ -9,11 +19,6 @@
 //   /a          a                  (empty)              -1
 //   b           b                  (empty)              -1
 //   dir/.hid    .hid               dir                  4
-#pragma once
-
-#include "strings/windows_types.h"
-
-namespace [[gnu::visibility("default")]] orvik {
 
 // After the last "/" that is followed by another character; the path itself when there is none.
 const char16_t* PathFindFileName(const char16_t* path);
@@ -53,5 +58,48 @@ int PathRemoveExtensionA(char* path);
 // Replaces what follows that "."; FALSE, and nothing changed, without one and when the result would
 // exceed MAX_PATH - 1 units.
 BOOL PathRenameExtension(char16_t* path, const char16_t* extension);
+
+// Rules about the text of paths and file names.
+//
+// Pure functions: none looks at the disk and none fails. Lengths and indices count UTF-16 units.
+//
+//   FixFolderPathForPlatform      C:\Users\x\  ->  C:/Users/x
+//                                 /a//         ->  /a/
+//                                 /            ->  (empty)
+//   FixFilePathInvalidCharacters  C:\a?b:c     ->  C:\abc
+//                                 a:b\c        ->  ab\c
+//   CleanupPathNameBecause...     C:\x\D:\y    ->  D:\y
+
+// Every "\" becomes "/", then one trailing "/" is removed.
+CAtlString FixFolderPathForPlatform(const CAtlString& path);
+
+// The same for the path of a file.
+CAtlString FixFilePathForPlatform(const CAtlString& path);
+
+// FALSE when the name holds one of |><?*": ; slashes are not looked at.
+BOOL FileNameIsValidForAllPlatforms(const CAtlString& name);
+
+// FALSE when the path holds one of |><?*" or a colon that is not the one of a drive prefix (C:\).
+BOOL FilePathIsValidForAllPlatforms(const CAtlString& path);
+
+// Removes what the two tests above refuse.
+void FixFileNameInvalidCharacters(CAtlString& name);
+void FixFilePathInvalidCharacters(CAtlString& path);
+
+// Of a path that was pasted behind another one (a last colon behind index 3 with a backslash after
+// it) keeps the pasted one.
+void CleanupPathNameBecauseWindowsHasBugs(CAtlString& path);
+
+// Matching of file names against a pattern with "*" and "?".
+//
+//   pattern   matches      does not match
+//   *         every name
+//   data?     data1        data
+//   *.txt     a.txt        a.b.txt
+
+// "?" matches any one unit, "*" the units up to the first one that equals the pattern's next
+// (there is no second try behind it; before "?" it matches none; at the end for all the rest).
+// Every other unit matches itself; case counts.
+bool MatchesWildcard(std::u16string_view name, std::u16string_view pattern);
 
 }  // namespace orvik

@@ -1,3 +1,16 @@
+// How far a long operation is, stopping it, and what it has done and could not do.
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <vector>
+
+#include "files/file_path.h"
+#include "strings/atl_string.h"
+
+namespace [[gnu::visibility("default")]] orvik {
+
 // Watching a long operation, and stopping it.
 //
 //   Progress progress([](const ProgressState& state) {
@@ -15,15 +28,7 @@
 // The functions of one object may be called by any thread. The callback is called by the thread of
 // the operation or by one that helps it, never by two at once, and never again after it has
 // answered kStop; it may use the object, and must not throw.
-#pragma once
 
-#include <cstdint>
-#include <functional>
-#include <memory>
-
-#include "files/file_path.h"
-
-namespace [[gnu::visibility("default")]] orvik {
 namespace host {
 class Monitor;
 }
@@ -66,6 +71,24 @@ class Progress {
  private:
   class Impl;
   const std::unique_ptr<Impl> impl_;
+};
+
+// What an operation on a folder has done, and what it could not do.
+
+// Where an error is: a copy and a move have two sides, other operations a source alone.
+enum class TreeSide : int { kSource, kTarget };
+
+struct TreeFailure {
+  COrvikFilePath path;  // of the source
+  int error = 0;        // an errno
+  TreeSide side = TreeSide::kSource;
+  CAtlString reason;  // the error as a text in English
+};
+
+struct TreeReport {
+  std::uint64_t done = 0;             // entries copied, moved or removed
+  std::uint64_t failed = 0;           // entries that could not be
+  std::vector<TreeFailure> failures;  // the first thousand of them, in the order they were met
 };
 
 }  // namespace orvik

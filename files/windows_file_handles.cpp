@@ -8,8 +8,7 @@
 #include <string>
 
 #include "files/path_arguments.h"
-#include "files/windows_file_refs.h"
-#include "host/at_path.h"
+#include "host/paths.h"
 #include "platform/carbon/errno_status.h"
 
 namespace orvik {

@@ -3,18 +3,23 @@
 #include <fcntl.h>
 #include <sys/stat.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <optional>
 #include <string>
+#include <string_view>
 
 #include "files/item_transfer.h"
 #include "files/path_arguments.h"
-#include "files/windows_file_attributes.h"
-#include "files/windows_file_refs.h"
-#include "host/at_path.h"
+#include "host/paths.h"
 #include "host/tree_removal.h"
 #include "platform/carbon/errno_status.h"
+#include "platform/carbon/gestalt.h"
 #include "platform/carbon/launch_services.h"
+#include "platform/carbon/ticks.h"
+#include "platform/foundation/application.h"
+#include "platform/foundation/autorelease_pool.h"
+#include "platform/foundation/file_manager.h"
 
 namespace orvik {
 namespace {
@@ -118,6 +123,146 @@ void FSDeleteFolderLevel(const FSRef* folder, FSDeleteFolderState* state) {
   if (state->result != noErr) return;
   state->result = static_cast<OSErr>(
       host::StatusFromErrno(host::EmptyFolder(*path, host::Obstacles::kTakeAway)));
+}
+
+namespace {
+
+FILETIME FileTimeFrom(const UTCDateTime& date) {
+  return {date.lowSeconds, date.highSeconds};
+}
+
+}  // namespace
+
+HANDLE FindFirstFile(const char16_t*, _WIN32_FIND_DATA*) {
+  return INVALID_HANDLE_VALUE;
+}
+
+BOOL FindNextFile(HANDLE, _WIN32_FIND_DATA*) {
+  return FALSE;
+}
+
+BOOL FindClose(HANDLE) {
+  return TRUE;
+}
+
+void InitW32FindDataFromCatalogInfo(const FSCatalogInfo* info, const HFSUniStr255* name,
+                                    _WIN32_FIND_DATA* find_data) {
+  *find_data = {};
+  find_data->dwFileAttributes = AttributesFromMode(info->permissions.mode);
+  find_data->ftCreationTime = FileTimeFrom(info->createDate);
+  find_data->ftLastAccessTime = FileTimeFrom(info->accessDate);
+  find_data->ftLastWriteTime = FileTimeFrom(info->contentModDate);
+  find_data->nFileSizeHigh = static_cast<DWORD>(info->dataPhysicalSize >> 32);
+  find_data->nFileSizeLow = static_cast<DWORD>(info->dataPhysicalSize);
+  const std::size_t length = std::min<std::size_t>(name->length, std::size(name->unicode));
+  std::copy_n(name->unicode, length, find_data->cFileName);
+}
+
+namespace {
+
+constexpr std::size_t kPrefixUnits = 3;
+
+std::u16string_view StartOfPrefix(const char16_t* prefix) {
+  if (prefix == nullptr) return {};
+  return std::u16string_view(prefix).substr(0, kPrefixUnits);
+}
+
+std::u16string Decimal(DWORD number) {
+  const std::string digits = std::to_string(number);
+  return {digits.begin(), digits.end()};
+}
+
+}  // namespace
+
+DWORD GetTempFileName(const char16_t* folder, const char16_t* prefix, DWORD unique,
+                      char16_t* buffer) {
+  if (folder == nullptr || buffer == nullptr) return 0;
+  std::u16string start{folder};
+  if (start.empty() || start.back() != u'/') start += u'/';
+  start += StartOfPrefix(prefix);
+  for (;; ++unique) {
+    const std::u16string path = start + Decimal(unique);
+    if (path.size() >= static_cast<std::size_t>(MAX_PATH)) {
+      *buffer = u'\0';
+      return 0;
+    }
+    *std::copy(path.begin(), path.end(), buffer) = u'\0';
+    if (PathFileExists(buffer) == FALSE) return unique;
+  }
+}
+
+DWORD GetTempPath(DWORD buffer_length, char16_t* buffer) {
+  const CFStringRef folder = CocoaGetTempPathHelper();
+  if (folder == nullptr) return 0;
+  std::u16string path(static_cast<std::size_t>(CFStringGetLength(folder)), u'\0');
+  CFStringGetCharacters(folder, CFRangeMake(0, CFStringGetLength(folder)), path.data());
+  CFRelease(folder);
+  if (path.empty() || path.back() != u'/') path += u'/';
+  if (buffer != nullptr && buffer_length > 0) {
+    const std::size_t units = std::min<std::size_t>(path.size(), buffer_length - 1);
+    *std::copy_n(path.begin(), units, buffer) = u'\0';
+  }
+  return static_cast<DWORD>(path.size());
+}
+
+CFStringRef CocoaGetTempPathHelper() {
+  NSApplicationLoad();
+  const NSAutoreleasePool pool;
+  const NSString* folder = NSTemporaryDirectory();
+  if (folder == nullptr) folder = NSHomeDirectory();
+  if (folder == nullptr) folder = CFSTR(u"~/Library/Caches/Temporary Items");
+  return CFStringCreateCopy(kCFAllocatorDefault, folder);
+}
+
+namespace {
+
+constexpr DWORD kTicksPerSecond = 60;
+constexpr DWORD kMillisecondsPerSecond = 1000;
+
+}  // namespace
+
+DWORD GetTickCount() {
+  return TickCount() * kMillisecondsPerSecond / kTicksPerSecond;
+}
+
+void Sleep(DWORD milliseconds) {
+  const DWORD seconds = milliseconds / kMillisecondsPerSecond;
+  if (seconds > 0) Delay(seconds * kTicksPerSecond, nullptr);
+}
+
+int CurrentMachineOSXVersion() {
+  SInt32 version = 0;
+  if (Gestalt(gestaltSystemVersion, &version) != 0) return -2;
+  return ClassifyOSXVersion(static_cast<DWORD>(version));
+}
+
+int ClassifyOSXVersion(DWORD version_word) {
+  if (version_word < 0x1020) return -1;
+  if (version_word < 0x1030) return 0;
+  if (version_word < 0x1040) return 1;
+  return version_word < 0x1050 ? 2 : 3;
+}
+
+DWORD g_dwLastErrCode = 0;
+
+DWORD GetLastError() {
+  return g_dwLastErrCode;
+}
+
+void SetLastError(DWORD code) {
+  g_dwLastErrCode = code;
+}
+
+HRESULT StgCreateDocfile(const char16_t*, DWORD, DWORD, IStorage**) {
+  return E_NOTIMPL;
+}
+
+HRESULT StgOpenStorage(const char16_t*, IStorage*, DWORD, char16_t**, DWORD, IStorage**) {
+  return E_NOTIMPL;
+}
+
+HRESULT StgIsStorageFile(const char16_t*) {
+  return E_NOTIMPL;
 }
 
 }  // namespace orvik

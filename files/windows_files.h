@@ -1,3 +1,13 @@
+// Files, folders, temporary names, time and errors under the Windows names.
+#pragma once
+
+#include "platform/carbon/catalog_info.h"
+#include "platform/carbon/fsref.h"
+#include "platform/core_foundation/string.h"
+#include "strings/windows_types.h"
+
+namespace [[gnu::visibility("default")]] orvik {
+
 // Files and folders by path under the Windows names.
 //
 // Failures are results (FALSE, 0xFFFFFFFF); the last-error word is not set. Paths are
@@ -8,12 +18,6 @@
 // Accented letters may be spelled otherwise than on disk, for every call the same way: an entry of
 // exactly the given name is meant; if there is none, the one entry that is equal after Unicode
 // normalisation.
-#pragma once
-
-#include "platform/carbon/fsref.h"
-#include "strings/windows_types.h"
-
-namespace [[gnu::visibility("default")]] orvik {
 
 // File attributes.
 inline constexpr DWORD FILE_ATTRIBUTE_READONLY = 0x01;
@@ -75,5 +79,107 @@ struct FSDeleteFolderState {
 // Deletes everything in the folder at every depth, links as links. It goes on after an error; the
 // state holds the first. The folder itself stays.
 void FSDeleteFolderLevel(const FSRef* folder, FSDeleteFolderState* state);
+
+// How Windows-style attributes come from a POSIX mode.
+
+inline constexpr UInt16 kModeDirectoryBit = 0x4000;
+inline constexpr UInt16 kModeWriteBits = 0x92;  // owner, group, others
+
+constexpr DWORD AttributesFromMode(UInt16 mode) {
+  DWORD attributes = 0;
+  if ((mode & kModeDirectoryBit) != 0) attributes |= FILE_ATTRIBUTE_DIRECTORY;
+  if ((mode & kModeWriteBits) == 0) attributes |= FILE_ATTRIBUTE_READONLY;
+  return attributes != 0 ? attributes : FILE_ATTRIBUTE_NORMAL;
+}
+
+// Searching folders under the Windows names: nothing is ever found, folders are listed by
+// COrvikDirectoryPath.
+
+struct FILETIME {
+  DWORD dwLowDateTime = 0;
+  DWORD dwHighDateTime = 0;
+};
+
+struct _WIN32_FIND_DATA {
+  DWORD dwFileAttributes = 0;
+  FILETIME ftCreationTime;
+  FILETIME ftLastAccessTime;
+  FILETIME ftLastWriteTime;
+  DWORD nFileSizeHigh = 0;
+  DWORD nFileSizeLow = 0;
+  DWORD dwReserved0 = 0;
+  DWORD dwReserved1 = 0;
+  char16_t cFileName[MAX_PATH] = {};
+  char16_t cAlternateFileName[14] = {};
+};
+
+// Always INVALID_HANDLE_VALUE; `find_data` is not touched.
+HANDLE FindFirstFile(const char16_t* path, _WIN32_FIND_DATA* find_data);
+
+// Always FALSE.
+BOOL FindNextFile(HANDLE find, _WIN32_FIND_DATA* find_data);
+
+// Always TRUE.
+BOOL FindClose(HANDLE find);
+
+// Fills the record: attributes as GetFileAttributes gives them; the times are seconds since 1904
+// (high word, low 32 bits), not converted; the size is what the data fork has allocated, in bytes.
+// The name goes to the start of cFileName and is terminated (it has at most 255 units); the
+// reserved fields and the alternate name are emptied.
+void InitW32FindDataFromCatalogInfo(const FSCatalogInfo* info, const HFSUniStr255* name,
+                                    _WIN32_FIND_DATA* find_data);
+
+// Names for temporary files under the Windows names.
+//
+// None of these functions makes a file, so two callers may be given the same name: who makes the
+// file must ask for it to be new (CreateFile with CREATE_NEW, fopen with "x") and, when it is there
+// already, ask for the next name.
+
+// Finds the first number from `unique` on for which folder + "/" + at most 3 units of prefix + the
+// decimal number names nothing, writes that path into `buffer` (MAX_PATH units) and returns the
+// number. 0 when the path does not fit.
+DWORD GetTempFileName(const char16_t* folder, const char16_t* prefix, DWORD unique,
+                      char16_t* buffer);
+
+// The folder for temporary files with a "/" at its end: at most `buffer_length` - 1 units of it and
+// a terminator go into `buffer`; nothing is written when `buffer_length` is 0 or the buffer null.
+// Returns the full length in units; a value not below `buffer_length` says that it was cut. 0 when
+// there is no folder.
+DWORD GetTempPath(DWORD buffer_length, char16_t* buffer);
+
+// That folder as the platform gives it; the caller releases the string.
+CFStringRef CocoaGetTempPathHelper();
+
+// Time since the machine started, waiting, and the system's version.
+
+// Milliseconds: ticks of 1/60 s * 1000 / 60, the multiplication in 32 bits.
+DWORD GetTickCount();
+
+// Whole seconds: the rest of a second is dropped, and below 1000 ms nothing is waited.
+void Sleep(DWORD milliseconds);
+
+// -1 before 10.2, 0 for 10.2, 1 for 10.3, 2 for 10.4, 3 for later; -2 when the version is
+// unknown.
+int CurrentMachineOSXVersion();
+
+// The same for a version word in binary-coded digits (0x1049 is 10.4.9).
+int ClassifyOSXVersion(DWORD version_word);
+
+// The last-error word: one for the process, set by SetLastError alone.
+
+extern DWORD g_dwLastErrCode;
+
+DWORD GetLastError();
+void SetLastError(DWORD code);
+
+// Compound files, which this platform does not have: every call gives E_NOTIMPL and touches
+// nothing.
+
+class IStorage;
+
+HRESULT StgCreateDocfile(const char16_t* name, DWORD mode, DWORD reserved, IStorage** storage);
+HRESULT StgOpenStorage(const char16_t* name, IStorage* priority, DWORD mode, char16_t** exclude,
+                       DWORD reserved, IStorage** storage);
+HRESULT StgIsStorageFile(const char16_t* name);
 
 }  // namespace orvik

@@ -11,11 +11,10 @@
 #include <string>
 #include <string_view>
 
+#include "desktop/alert.h"
+#include "desktop/alert_backends.h"
 #include "fuzz/require.h"
 #include "fuzz/scratch_folder.h"
-#include "host/alert_host.h"
-#include "host/alert_terminal.h"
-#include "host/alert_window.h"
 #include "host/descriptor.h"
 
 using orvik::fuzz::Require;

@@ -8,7 +8,7 @@
 
 #include "fuzz/require.h"
 #include "fuzz/scratch_folder.h"
-#include "host/kernel_texts.h"
+#include "host/proc.h"
 
 using orvik::fuzz::Require;
 

@@ -5,8 +5,7 @@
 #include <string>
 #include <string_view>
 
-#include "files/path_rules.h"
-#include "files/wildcard.h"
+#include "files/path_text.h"
 #include "fuzz/require.h"
 
 using orvik::CAtlString;

@@ -1,4 +1,4 @@
-#include "host/content_copy.h"
+#include "host/node_copy.h"
 
 #include <fcntl.h>
 #include <linux/fs.h>

@@ -5,7 +5,7 @@
 #include <new>
 #include <utility>
 
-#include "host/worker_thread.h"
+#include "host/long_operation.h"
 
 namespace orvik::host {
 

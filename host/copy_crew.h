@@ -16,9 +16,8 @@
 #include <thread>
 
 #include "host/descriptor.h"
-#include "host/monitor.h"
+#include "host/long_operation.h"
 #include "host/node_copy.h"
-#include "host/tree_outcome.h"
 
 namespace [[gnu::visibility("default")]] orvik {
 namespace host {

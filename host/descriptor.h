@@ -1,12 +1,19 @@
-// An owned file descriptor.
+// Descriptors: owning them, the flags they are opened with, regular files alone, temporary files, and
+// the identity of a file.
 #pragma once
 
+#include <fcntl.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
+#include <cstdint>
+#include <string>
 #include <utility>
 
 namespace [[gnu::visibility("default")]] orvik {
 namespace host {
+
+// An owned file descriptor.
 
 class Descriptor {
  public:
@@ -34,6 +41,62 @@ class Descriptor {
  private:
   int number_ = -1;
 };
+
+// The flags with which entries of folders are opened.
+
+// A folder of a tree: never through a link.
+inline constexpr int kOpenFolder = O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC;
+
+// A folder to work in, which need not be readable; a link to one is followed.
+inline constexpr int kOpenPlace = O_PATH | O_DIRECTORY | O_CLOEXEC;
+
+// An entry to be read: never through a link, and without waiting for a pipe.
+inline constexpr int kOpenEntry = O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC;
+
+// The identity of a file: whether it is still the one that was seen before.
+
+struct FileIdentity {
+  bool exists = false;
+  std::uint64_t device = 0;
+  std::uint64_t inode = 0;
+  std::int64_t size = 0;      // bytes
+  std::int64_t modified = 0;  // nanoseconds since 1970
+  std::int64_t changed = 0;   // of the inode, likewise
+
+  bool operator==(const FileIdentity&) const = default;
+};
+
+FileIdentity IdentityOf(const struct stat& attributes);
+
+// Follows links. Not existing when the file cannot be examined.
+FileIdentity IdentityOf(const std::string& path);
+
+// Opens regular files and nothing else.
+//
+// To open a device can act on it (a watchdog starts, a tape rewinds), and to open a pipe lets a
+// process go on that waits for a reader. So what has the name is looked at before it is opened, and
+// nothing can take its place between the two.
+
+// openat for a regular file that exists: `flags` is the access, and O_NOFOLLOW for an entry that
+// must not be a link. Empty, with errno, on failure: EISDIR for a folder, ELOOP for a link that is
+// not followed, EINVAL for anything else that is not a regular file. Without /proc the file is
+// opened by its name, and given up when another has the name by then (EAGAIN).
+Descriptor OpenRegular(int folder, const char* name, int flags);
+
+// The same for a path of any length, whose links are followed.
+Descriptor OpenRegular(const std::string& path, int flags);
+
+// 0 for a regular file; otherwise the error number above.
+int RefusalOf(mode_t mode);
+
+// Temporary files.
+
+// Makes a file for its owner only (mode 0600) that no process leaves: it never has a name, where
+// the volume can do that, or loses it at once. None, with errno, when that fails.
+Descriptor MakeTemporaryFile(const std::string& folder);
+
+// Whether the open file is a regular one of the caller's and still has the name.
+bool IsOwnFile(int file, int folder, const char* name);
 
 }  // namespace host
 }  // namespace orvik

@@ -12,10 +12,10 @@
 #include <vector>
 
 #include "host/descriptor.h"
-#include "host/folder_list.h"
 #include "host/lock_file.h"
-#include "host/process_start.h"
+#include "host/proc.h"
 #include "host/staged_file.h"
+#include "host/tree_walk.h"
 
 namespace orvik::host {
 

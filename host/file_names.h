@@ -18,6 +18,7 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <unordered_map>
 
 namespace [[gnu::visibility("default")]] orvik {
 namespace host {
@@ -27,6 +28,39 @@ std::u16string FileNameFromBytes(std::string_view bytes);
 
 // Works for whole paths too. Nothing when the text holds NUL: no file can have that name.
 std::optional<std::string> FileNameToBytes(std::u16string_view name);
+
+// Names whose accented letters are spelled otherwise on disk (composed or decomposed). The file
+// systems here take two spellings for two names; the callers of this system take them for one.
+//
+// The rule, for every call that takes a path: an entry of exactly this name is the one. If there is
+// none, the entry that is equal after Unicode normalisation is, unless there are several: each of
+// those has its own name only. ASCII names are never looked for.
+
+// The names of a folder by what they are equal to, for many look-ups in a folder that nobody else
+// changes meanwhile.
+class FolderSpellings {
+ public:
+  // Reads the names of the open folder: 0 or an errno.
+  int Read(int folder);
+
+  // The one entry that is equal to the name; nothing when there is none, or several.
+  std::optional<std::string> Find(std::string_view name) const;
+
+ private:
+  struct Entry {
+    std::string name;
+    bool is_single;
+  };
+  std::unordered_map<std::u16string, Entry> entries_;  // by composed name
+};
+
+// One look-up in a folder (AT_FDCWD for the current one; may be an O_PATH descriptor), which has no
+// entry of exactly this name. Costs nothing for a name of one spelling.
+std::optional<std::string> FindOtherSpelling(int folder, const std::string& name);
+
+// The path as it is spelled on disk, by the rule above for each component; from the first one that
+// is not found as it was given.
+std::string PathOnDisk(std::string path);
 
 }  // namespace host
 }  // namespace orvik

@@ -6,6 +6,8 @@
 
 #include <sys/stat.h>
 
+#include <cstdint>
+
 namespace [[gnu::visibility("default")]] orvik {
 namespace host {
 
@@ -26,6 +28,31 @@ int CopyMode(const struct stat& old, Owner owner, int to);
 // All of these as far as it can be had, for a file that replaces another one; `from` may be -1:
 // then no attributes are copied.
 void KeepProperties(int from, const struct stat& old, int to);
+
+// The creation date of a file or folder, which a copy takes over.
+//
+// The kernel knows when a file was born, and nobody can set that. A date that differs is kept in
+// the extended attribute "user.orvik.catalog": 64 bytes, numbers with the high byte first:
+//    0  version, 1
+//    1  flags: 2 creation date set; 1 (locked) and 4 (backup date set) are of earlier versions
+//    2  32 bytes of Finder information, of earlier versions
+//   34  creation date, then backup date: 6 bytes seconds since 1904, 2 bytes 65536ths each
+//   50  unused, 0
+// What earlier versions have stored is copied with the file.
+
+inline constexpr char kCatalogAttribute[] = "user.orvik.catalog";
+
+// From 1904 to 1970.
+inline constexpr std::int64_t kSecondsFrom1904To1970 = 2082844800;
+
+// Of an open file (not an O_PATH descriptor): the date that was set; else the birth time, or the
+// modification time when that is earlier or the volume knows no birth time.
+timespec CreationDate(int file, const struct statx& info);
+
+// Gives the open copy the record of the source, with the source's creation date when it is not, to
+// the second, its modification date. `has_record` says whether the source has the attribute. 0, or
+// the errno of setting the attribute.
+int CopyCreationDate(int source, const struct statx& info, bool has_record, int copy);
 
 }  // namespace host
 }  // namespace orvik

@@ -6,8 +6,8 @@
 
 #include <cerrno>
 
+#include "host/descriptor.h"
 #include "host/file_properties.h"
-#include "host/temporary_file.h"
 #include "host/trust.h"
 
 namespace orvik::host {

@@ -12,10 +12,9 @@
 #include <utility>
 #include <vector>
 
-#include "host/at_path.h"
 #include "host/descriptor.h"
-#include "host/kernel_texts.h"
-#include "host/open_flags.h"
+#include "host/paths.h"
+#include "host/proc.h"
 #include "host/replace_file.h"
 
 namespace orvik::host {

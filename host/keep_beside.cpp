@@ -6,8 +6,8 @@
 
 #include <cerrno>
 
+#include "host/descriptor.h"
 #include "host/file_properties.h"
-#include "host/regular_file.h"
 #include "host/staged_file.h"
 
 namespace orvik::host {

@@ -10,7 +10,7 @@
 #include <string_view>
 
 #include "host/file_lock.h"
-#include "host/process_start.h"
+#include "host/proc.h"
 
 namespace orvik::host {
 

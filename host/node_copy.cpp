@@ -10,14 +10,11 @@
 #include <cerrno>
 #include <utility>
 
-#include "host/at_path.h"
-#include "host/content_copy.h"
-#include "host/creation_date.h"
 #include "host/descriptor.h"
-#include "host/folder_list.h"
-#include "host/open_flags.h"
-#include "host/path_names.h"
+#include "host/file_properties.h"
+#include "host/paths.h"
 #include "host/staged_file.h"
+#include "host/tree_walk.h"
 #include "host/trust.h"
 
 namespace orvik::host {

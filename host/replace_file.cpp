@@ -10,9 +10,9 @@
 #include <utility>
 #include <vector>
 
+#include "host/descriptor.h"
+#include "host/file_place.h"
 #include "host/file_properties.h"
-#include "host/make_folder.h"
-#include "host/regular_file.h"
 #include "host/staged_file.h"
 #include "host/trust.h"
 

@@ -18,7 +18,6 @@
 #include <string_view>
 
 #include "host/descriptor.h"
-#include "host/file_identity.h"
 #include "host/file_place.h"
 
 namespace [[gnu::visibility("default")]] orvik {

@@ -16,10 +16,9 @@
 #include <utility>
 #include <vector>
 
-#include "host/folder_list.h"
-#include "host/open_flags.h"
-#include "host/regular_file.h"
+#include "host/descriptor.h"
 #include "host/tree_removal.h"
+#include "host/tree_walk.h"
 #include "host/trust.h"
 
 namespace orvik::host {

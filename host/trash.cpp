@@ -15,16 +15,12 @@
 #include <set>
 #include <vector>
 
-#include "host/at_path.h"
 #include "host/descriptor.h"
-#include "host/disk_usage.h"
-#include "host/folder_list.h"
-#include "host/open_flags.h"
-#include "host/path_names.h"
+#include "host/paths.h"
 #include "host/replace_file.h"
 #include "host/staged_file.h"
-#include "host/system_root.h"
-#include "host/temporary_file.h"
+#include "host/system.h"
+#include "host/tree_walk.h"
 #include "text/byte_encodings.h"
 
 namespace orvik::host {

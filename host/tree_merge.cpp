@@ -13,20 +13,15 @@
 #include <utility>
 #include <vector>
 
-#include "host/at_path.h"
 #include "host/copy_crew.h"
 #include "host/descriptor.h"
-#include "host/disk_usage.h"
 #include "host/file_names.h"
-#include "host/folder_chain.h"
-#include "host/folder_list.h"
 #include "host/folder_nesting.h"
-#include "host/hard_links.h"
 #include "host/move_file.h"
-#include "host/name_spelling.h"
-#include "host/open_flags.h"
+#include "host/paths.h"
 #include "host/staged_file.h"
-#include "host/system_root.h"
+#include "host/system.h"
+#include "host/tree_walk.h"
 #include "text/case_and_spelling.h"
 #include "text/transcoding.h"
 

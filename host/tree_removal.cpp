@@ -12,12 +12,9 @@
 #include <utility>
 #include <vector>
 
-#include "host/at_path.h"
-#include "host/disk_usage.h"
-#include "host/folder_chain.h"
-#include "host/folder_list.h"
-#include "host/open_flags.h"
-#include "host/path_names.h"
+#include "host/descriptor.h"
+#include "host/paths.h"
+#include "host/tree_walk.h"
 
 namespace orvik::host {
 

@@ -15,8 +15,7 @@
 #include <string>
 
 #include "host/descriptor.h"
-#include "host/monitor.h"
-#include "host/tree_outcome.h"
+#include "host/long_operation.h"
 
 namespace [[gnu::visibility("default")]] orvik {
 namespace host {

@@ -1,9 +1,12 @@
 #include "host/trust.h"
 
+#include <fcntl.h>
 #include <unistd.h>
 
-namespace orvik::host {
+#include <cerrno>
 
+
+namespace orvik::host {
 namespace {
 
 bool IsTrusted(uid_t user) {
@@ -37,6 +40,27 @@ bool MayRemoveStaged(const struct stat& staged, const struct stat& folder,
   if (staged.st_uid == caller) return true;
   if (S_ISDIR(staged.st_mode) || caller != 0) return false;
   return staged.st_uid == folder.st_uid || (target != nullptr && staged.st_uid == target->st_uid);
+}
+
+namespace {
+
+int Access(const std::string& path, int mode) {
+  return faccessat(AT_FDCWD, path.c_str(), mode, AT_EACCESS) == 0 ? 0 : errno;
+}
+
+}  // namespace
+
+int ReplaceAccess(const std::string& path) {
+  const int file = Access(path, W_OK);
+  if (file != 0 && file != ENOENT) return file;
+  // The nearest folder that exists is the one that would have to be written.
+  std::string folder = path;
+  for (;;) {
+    const size_t slash = folder.rfind('/');
+    folder = slash == std::string::npos ? "." : slash == 0 ? "/" : folder.substr(0, slash);
+    const int status = Access(folder, W_OK | X_OK);
+    if (status != ENOENT || folder == "/" || folder == ".") return status;
+  }
 }
 
 }  // namespace orvik::host

@@ -28,6 +28,8 @@
 
 #include <sys/stat.h>
 
+#include <string>
+
 namespace [[gnu::visibility("default")]] orvik {
 namespace host {
 
@@ -47,6 +49,12 @@ bool MayWriteInto(const struct stat& file, const struct stat& folder);
 // the caller may clean up. `target` is the file whose name it was to take; null when there is none.
 bool MayRemoveStaged(const struct stat& staged, const struct stat& folder,
                      const struct stat* target);
+
+// Asks beforehand whether a file could be saved.
+
+// Whether this process may replace the file, or make it with the folders it needs: 0, or the error
+// number of what prevents it. Nothing is changed; the answer can be out of date at once.
+int ReplaceAccess(const std::string& path);
 
 }  // namespace host
 }  // namespace orvik

@@ -7,9 +7,9 @@
 #include <new>
 #include <string>
 
-#include "host/file_access.h"
 #include "host/replace_file.h"
-#include "host/system_log.h"
+#include "host/system.h"
+#include "host/trust.h"
 #include "platform/core_foundation/string.h"
 #include "platform/foundation/application.h"
 #include "platform/foundation/autorelease_pool.h"

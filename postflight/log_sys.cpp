@@ -4,7 +4,7 @@
 
 #include <string>
 
-#include "host/system_log.h"
+#include "host/system.h"
 
 namespace orvik {
 

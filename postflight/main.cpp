@@ -1,6 +1,6 @@
 #include <signal.h>
 
-#include "host/program_arguments.h"
+#include "host/proc.h"
 #include "postflight/install_information.h"
 
 // The arguments reach the tool through the standard user defaults.

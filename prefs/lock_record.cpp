@@ -10,8 +10,8 @@
 #include <optional>
 #include <utility>
 
-#include "host/process_start.h"
-#include "host/system_log.h"
+#include "host/proc.h"
+#include "host/system.h"
 #include "platform/carbon/errno_status.h"
 #include "platform/carbon/processes.h"
 #include "platform/core_foundation/cf_preferences.h"

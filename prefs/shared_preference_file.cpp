@@ -3,7 +3,7 @@
 #include <cerrno>
 
 #include "host/file_names.h"
-#include "host/system_root.h"
+#include "host/system.h"
 #include "platform/carbon/errno_status.h"
 #include "platform/core_foundation/bundle.h"
 #include "platform/core_foundation/cf_preferences.h"

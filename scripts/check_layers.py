@@ -18,7 +18,7 @@ import re
 import sys
 
 ROOT = pathlib.Path(__file__).resolve().parent.parent
-LAYERS = ["text", "host", "platform", "strings", "files", "streams", "prefs", "xml"]
+LAYERS = ["text", "host", "desktop", "platform", "strings", "files", "streams", "prefs", "xml"]
 PROGRAMS = ["postflight", "tools"]
 ABOVE_PLATFORM = LAYERS[LAYERS.index("strings"):] + PROGRAMS + ["examples"]
 # Targets that are no layer, and the folder that builds each.
@@ -31,6 +31,7 @@ ANY = re.compile("")
 ALLOWED = {
     "text": re.compile(r"unicode/|[a-z]*mmintrin\.h$"),
     "host": ANY,
+    "desktop": ANY,
     "platform": ANY,
     "strings": re.compile(r"[a-z]*mmintrin\.h$"),
     "files": re.compile(r"[a-z]*mmintrin\.h$"),

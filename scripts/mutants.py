@@ -42,6 +42,7 @@ COPY = TREE / "build" / "mutants" / "tree"
 TESTS = {
     "text": ["text"],
     "host": ["host"],
+    "desktop": ["desktop"],
     "platform": ["platform"],
     "strings": ["strings"],
     "files": ["files"],

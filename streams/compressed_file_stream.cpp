@@ -9,7 +9,6 @@
 #include <memory>
 #include <string_view>
 
-#include "files/c_file.h"
 #include "files/file_manipulator.h"
 #include "files/whole_file.h"
 #include "host/file_replacement.h"

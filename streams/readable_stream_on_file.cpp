@@ -5,7 +5,7 @@
 #include <vector>
 
 #include "files/file_manipulator.h"
-#include "files/task_memory.h"
+#include "files/global_memory.h"
 
 namespace orvik {
 namespace {

@@ -10,8 +10,8 @@
 // that a seek counts from lies there.
 #pragma once
 
-#include "files/c_file.h"
 #include "files/file_path.h"
+#include "files/whole_file.h"
 #include "streams/com_ptr.h"
 
 namespace [[gnu::visibility("default")]] orvik {

@@ -4,8 +4,8 @@
 // 64 bits.
 #pragma once
 
-#include "files/c_file.h"
 #include "files/file_path.h"
+#include "files/whole_file.h"
 #include "streams/com_ptr.h"
 #include "streams/stream_interfaces.h"
 #include "streams/write_buffer.h"

@@ -5,7 +5,7 @@
 #include <limits>
 #include <new>
 
-#include "host/large_buffer.h"
+#include "host/memory.h"
 
 namespace orvik {
 namespace {

@@ -8,7 +8,6 @@
 #include <memory>
 #include <string_view>
 
-#include "files/c_file.h"
 #include "files/file_manipulator.h"
 #include "files/whole_file.h"
 #include "streams/stream_interfaces.h"

@@ -12,9 +12,9 @@
 
 #include "files/file_manipulator.h"
 #include "files/path_arguments.h"
-#include "host/file_access.h"
 #include "host/keep_beside.h"
 #include "host/replace_file.h"
+#include "host/trust.h"
 #include "streams/com_ptr.h"
 #include "xml/config_index.h"
 #include "xml/config_store.h"

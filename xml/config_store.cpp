@@ -9,7 +9,7 @@
 
 #include <tinyxml.h>
 
-#include "files/trace.h"
+#include "files/messages.h"
 #include "prefs/key_path.h"
 #include "strings/utf8_strings.h"
 #include "xml/config_index.h"

@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <string>
 
-#include "host/alert_host.h"
+#include "desktop/alert.h"
 #include "platform/carbon/errno_status.h"
 #include "text/transcoding.h"
 

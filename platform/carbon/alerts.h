@@ -37,7 +37,7 @@ struct AlertStdAlertParamRec {
 
 // Shows the alert and waits; `item_hit` is set to the button that was pressed. A window that is
 // closed presses the cancel button, or the first one when there is no such button. Where the alert
-// is shown: host/alert_host.h; -128 (userCanceledErr) when it cannot be shown. `error` is the
+// is shown: desktop/alert.h; -128 (userCanceledErr) when it cannot be shown. `error` is the
 // headline, `explanation` the text under it; both may be null. `param` null shows one button "OK".
 // Help button, filter and position are not used.
 OSErr StandardAlert(AlertType type, ConstStr255Param error, ConstStr255Param explanation,

@@ -7,10 +7,9 @@
 #include <cstdint>
 #include <string>
 
-#include "host/at_path.h"
-#include "host/creation_date.h"
 #include "host/descriptor.h"
-#include "host/open_flags.h"
+#include "host/file_properties.h"
+#include "host/paths.h"
 #include "platform/carbon/errno_status.h"
 #include "platform/carbon/fsref_internal.h"
 #include "platform/carbon/volumes.h"

@@ -3,10 +3,9 @@
 #include <optional>
 #include <string>
 
-#include "host/at_path.h"
 #include "host/file_place.h"
-#include "host/path_names.h"
-#include "host/system_root.h"
+#include "host/paths.h"
+#include "host/system.h"
 #include "host/trash.h"
 #include "platform/carbon/errno_status.h"
 #include "platform/carbon/fsref_internal.h"

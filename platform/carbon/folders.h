@@ -1,4 +1,4 @@
-// Standard folders, below the system root and the user's home (host/system_root.h).
+// Standard folders, below the system root and the user's home (host/system.h).
 //
 //   type     kUserDomain                           other domains
 //   'sdat'   (none)                                <root>/Users/Shared

@@ -5,7 +5,7 @@
 #include <cerrno>
 #include <string>
 
-#include "host/at_path.h"
+#include "host/paths.h"
 #include "platform/carbon/errno_status.h"
 #include "platform/carbon/fsref_internal.h"
 #include "platform/carbon/open_forks.h"

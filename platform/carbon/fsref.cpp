@@ -17,12 +17,10 @@
 #include <optional>
 #include <utility>
 
-#include "host/at_path.h"
 #include "host/descriptor.h"
-#include "host/folder_list.h"
-#include "host/open_flags.h"
-#include "host/path_names.h"
-#include "host/system_root.h"
+#include "host/paths.h"
+#include "host/system.h"
+#include "host/tree_walk.h"
 #include "platform/carbon/errno_status.h"
 #include "platform/carbon/fsref_internal.h"
 

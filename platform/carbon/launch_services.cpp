@@ -7,10 +7,8 @@
 #include <cstring>
 #include <string>
 
-#include "host/at_path.h"
 #include "host/descriptor.h"
-#include "host/open_flags.h"
-#include "host/path_names.h"
+#include "host/paths.h"
 #include "platform/carbon/errno_status.h"
 #include "platform/carbon/fsref_internal.h"
 

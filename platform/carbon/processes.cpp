@@ -8,8 +8,7 @@
 #include <string>
 #include <string_view>
 
-#include "host/kernel_texts.h"
-#include "host/process_start.h"
+#include "host/proc.h"
 #include "host/replace_file.h"
 #include "platform/carbon/errno_status.h"
 #include "platform/foundation/path_on_disk.h"

@@ -4,7 +4,7 @@
 #include <mutex>
 #include <vector>
 
-#include "host/kernel_texts.h"
+#include "host/proc.h"
 #include "host/replace_file.h"
 
 namespace orvik::carbon {

@@ -8,7 +8,7 @@
 #include <string_view>
 
 #include "host/file_names.h"
-#include "host/system_root.h"
+#include "host/system.h"
 #include "platform/carbon/errno_status.h"
 #include "platform/carbon/processes.h"
 #include "platform/core_foundation/bundle.h"

@@ -11,7 +11,7 @@
 #include <utility>
 
 #include "host/staged_file.h"
-#include "host/system_log.h"
+#include "host/system.h"
 #include "platform/core_foundation/property_list_forms.h"
 
 namespace orvik {

@@ -3,7 +3,7 @@
 #include <utility>
 #include <vector>
 
-#include "host/large_buffer.h"
+#include "host/memory.h"
 #include "platform/core_foundation/property_list_builder.h"
 #include "platform/core_foundation/property_list_escape.h"
 #include "platform/core_foundation/property_list_forms.h"

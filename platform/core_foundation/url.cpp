@@ -5,7 +5,7 @@
 #include <utility>
 
 #include "host/replace_file.h"
-#include "host/system_root.h"
+#include "host/system.h"
 #include "platform/carbon/errno_status.h"
 #include "platform/foundation/path_on_disk.h"
 

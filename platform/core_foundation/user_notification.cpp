@@ -2,7 +2,7 @@
 
 #include <string>
 
-#include "host/alert_host.h"
+#include "desktop/alert.h"
 #include "platform/carbon/errno_status.h"
 
 namespace orvik {

@@ -26,7 +26,7 @@ inline constexpr CFOptionFlags kCFUserNotificationCancelResponse = 3;
 // says "OK"; without an alternate or other title there is no such button. Icon, sound and
 // localization are not used. A caution alert warns of its alternate button: the default button is
 // shown as the one that changes nothing. Non-zero, and the response untouched, when the alert
-// cannot be shown (host/alert_host.h says where it is shown).
+// cannot be shown (desktop/alert.h says where it is shown).
 SInt32 CFUserNotificationDisplayAlert(CFTimeInterval timeout, CFOptionFlags flags, CFURLRef icon,
                                       CFURLRef sound, CFURLRef localization, CFStringRef header,
                                       CFStringRef message, CFStringRef default_title,

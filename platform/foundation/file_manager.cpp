@@ -9,9 +9,9 @@
 #include <optional>
 #include <string>
 
-#include "host/at_path.h"
 #include "host/move_file.h"
-#include "host/system_root.h"
+#include "host/paths.h"
+#include "host/system.h"
 #include "platform/carbon/errno_status.h"
 #include "platform/foundation/path_on_disk.h"
 

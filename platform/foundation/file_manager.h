@@ -1,6 +1,6 @@
 // Files and folders by path.
 //
-// Paths are taken as host/file_names.h and the rule of host/system_root.h (ResolvePath) say.
+// Paths are taken as host/file_names.h and the rule of host/system.h (ResolvePath) say.
 // Methods answer YES or NO; null and empty paths are NO.
 #pragma once
 

@@ -4,7 +4,7 @@
 
 #include <cstdarg>
 
-#include "host/system_log.h"
+#include "host/system.h"
 #include "platform/core_foundation/string.h"
 
 namespace orvik {

@@ -1,7 +1,7 @@
 #include "platform/foundation/path_on_disk.h"
 
 #include "host/file_names.h"
-#include "host/system_root.h"
+#include "host/system.h"
 
 namespace orvik {
 

@@ -1,6 +1,6 @@
 #include "platform/foundation/user_defaults.h"
 
-#include "host/program_arguments.h"
+#include "host/proc.h"
 #include "platform/core_foundation/string.h"
 #include "platform/foundation/path_on_disk.h"
 

@@ -4,7 +4,6 @@
 #include "files/directory_manipulator.h"
 #include "files/file_manipulator.h"
 #include "files/windows_files.h"
-#include "files/windows_temp_names.h"
 #include "strings/utf8_strings.h"
 #include "tests/faults/walk.h"
 #include "tests/support/file_trees.h"

@@ -5,7 +5,7 @@
 #include <new>
 #include <vector>
 
-#include "host/system_root.h"
+#include "host/system.h"
 #include "platform/core_foundation/dictionary.h"
 #include "platform/core_foundation/property_list_file.h"
 #include "platform/foundation/user_defaults.h"

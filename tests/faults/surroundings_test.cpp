@@ -20,7 +20,7 @@
 #include <optional>
 #include <set>
 
-#include "host/program_arguments.h"
+#include "host/proc.h"
 #include "postflight/install_information.h"
 #include "tests/faults/fault_layer.h"
 #include "tests/support/test_environment.h"

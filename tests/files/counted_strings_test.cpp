@@ -8,8 +8,7 @@
 #include <cstring>
 #include <string>
 
-#include "files/pascal_strings.h"
-#include "files/task_memory.h"
+#include "files/global_memory.h"
 
 namespace orvik {
 namespace {

@@ -8,7 +8,6 @@
 #include <set>
 
 #include "files/directory_manipulator.h"
-#include "files/edition.h"
 #include "files/file_manipulator.h"
 #include "tests/files/support.h"
 #include "tests/support/without_root_rights.h"

@@ -6,8 +6,6 @@
 #include <string>
 #include <string_view>
 
-#include "files/path_rules.h"
-#include "files/wildcard.h"
 
 namespace orvik {
 namespace {

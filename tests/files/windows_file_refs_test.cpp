@@ -1,8 +1,8 @@
 // File references and names of temporary files under the Windows names.
-#include "files/windows_file_refs.h"
+#include "files/path_arguments.h"
 
 #include "files/windows_file_handles.h"
-#include "files/windows_temp_names.h"
+#include "files/windows_files.h"
 #include "tests/support/file_trees.h"
 #include "tests/support/references.h"
 #include "tests/support/test_environment.h"

@@ -1,5 +1,5 @@
 // Searches, times and the Windows calls that have nothing below them here.
-#include "files/windows_find.h"
+#include "files/windows_files.h"
 
 #include <gtest/gtest.h>
 
@@ -7,9 +7,6 @@
 #include <chrono>
 #include <string>
 
-#include "files/last_error.h"
-#include "files/storage_files.h"
-#include "files/windows_time.h"
 #include "platform/carbon/ticks.h"
 
 namespace orvik {

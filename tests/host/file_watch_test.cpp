@@ -2,7 +2,7 @@
 
 #include <unistd.h>
 
-#include "host/file_access.h"
+#include "host/trust.h"
 #include "tests/support/test_environment.h"
 
 namespace orvik::test {

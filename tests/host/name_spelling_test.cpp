@@ -1,11 +1,10 @@
-#include "host/name_spelling.h"
+#include "host/file_names.h"
 
 #include <fcntl.h>
 
 #include <string>
 
-#include "host/at_path.h"
-#include "host/file_names.h"
+#include "host/paths.h"
 #include "tests/support/file_trees.h"
 #include "tests/support/test_environment.h"
 

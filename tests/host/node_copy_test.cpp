@@ -10,9 +10,9 @@
 
 #include <cerrno>
 
-#include "host/at_path.h"
 #include "host/descriptor.h"
 #include "host/move_file.h"
+#include "host/paths.h"
 #include "host/tree_removal.h"
 #include "tests/support/file_trees.h"
 #include "tests/support/test_environment.h"

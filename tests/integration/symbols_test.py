@@ -17,7 +17,7 @@ import re
 import subprocess
 import sys
 
-LAYERS = ["text", "host", "platform", "strings", "files", "streams", "prefs", "xml"]
+LAYERS = ["text", "host", "desktop", "platform", "strings", "files", "streams", "prefs", "xml"]
 OURS = re.compile(r"^((?:vtable|VTT|typeinfo|typeinfo name) for |(?:non-)?virtual thunk to )?orvik::(.*)")
 VISIBLE = 'namespace [[gnu::visibility("default")]] orvik {'
 

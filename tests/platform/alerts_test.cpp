@@ -2,7 +2,7 @@
 
 #include <gtest/gtest.h>
 
-#include "host/alert_host.h"
+#include "desktop/alert.h"
 #include "platform/core_foundation/user_notification.h"
 
 namespace orvik {

@@ -5,7 +5,7 @@
 
 #include <thread>
 
-#include "host/file_identity.h"
+#include "host/descriptor.h"
 #include "platform/carbon/errno_status.h"
 #include "platform/core_foundation/number.h"
 #include "platform/core_foundation/owned.h"

@@ -1,4 +1,4 @@
-#include "host/system_log.h"
+#include "host/system.h"
 
 #include <stdlib.h>
 #include <syslog.h>

@@ -5,7 +5,7 @@
 #include <thread>
 #include <type_traits>
 
-#include "host/file_identity.h"
+#include "host/descriptor.h"
 #include "prefs/reporting.h"
 #include "tests/prefs/store_fixture.h"
 

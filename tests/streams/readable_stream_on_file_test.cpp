@@ -3,7 +3,7 @@
 #include <cstdint>
 #include <limits>
 
-#include "files/task_memory.h"
+#include "files/global_memory.h"
 #include "streams/com_ptr.h"
 #include "streams/stream_factory.h"
 #include "tests/files/support.h"

@@ -4,7 +4,7 @@
 #include <optional>
 #include <utility>
 
-#include "host/alert_host.h"
+#include "desktop/alert.h"
 
 namespace orvik::test {
 

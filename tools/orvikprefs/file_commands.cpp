@@ -2,7 +2,7 @@
 #include <filesystem>
 #include <ostream>
 
-#include "host/file_access.h"
+#include "host/trust.h"
 #include "prefs/reporting.h"
 #include "tools/orvikprefs/commands.h"
 #include "tools/orvikprefs/files.h"

@@ -6,7 +6,7 @@
 #include <ostream>
 
 #include "host/file_lock.h"
-#include "host/process_owner.h"
+#include "host/proc.h"
 #include "prefs/lock_record.h"
 #include "prefs/reporting.h"
 #include "prefs/scope.h"

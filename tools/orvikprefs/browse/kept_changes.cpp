@@ -11,7 +11,7 @@
 
 #include "host/descriptor.h"
 #include "host/staged_file.h"
-#include "host/system_root.h"
+#include "host/system.h"
 #include "platform/core_foundation/property_list.h"
 #include "tools/orvikprefs/json.h"
 

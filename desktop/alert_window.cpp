@@ -1,0 +1,245 @@
+#include "desktop/alert_backends.h"
+
+#include <unistd.h>
+
+#include <algorithm>
+#include <cmath>
+#include <cstdlib>
+#include <string_view>
+#include <utility>
+
+#include "desktop/companion_program.h"
+#include "text/shown_text.h"
+#include "text/transcoding.h"
+
+extern char** environ;
+
+namespace orvik::host {
+namespace {
+
+// Exit statuses that we choose, so that an answer cannot be taken for a failure of the program.
+constexpr int kOkStatus = 120;
+constexpr int kCancelStatus = 121;
+constexpr int kDismissedStatus = 122;
+constexpr int kExtraStatus = 123;
+constexpr int kTimeoutStatus = 5;  // not ours to choose
+
+// Empty when the variable is not set.
+std::string_view Variable(const char* name) {
+  const char* value = std::getenv(name);
+  return value != nullptr ? value : "";
+}
+
+// The request's buttons in the order of the program's OK (right), cancel (left) and extra button.
+std::vector<int> ButtonPlaces(const AlertRequest& request, bool scrolls) {
+  const int count = static_cast<int>(request.buttons.size());
+  if (count == 1) return {0};
+  const int left = request.cancel_button >= 0 ? request.cancel_button : 1;
+  std::vector<int> places;
+  for (int button = 0; button < count; ++button) {
+    if (button != left) places.push_back(button);
+  }
+  places.insert(places.begin() + 1, left);
+  const auto place = std::find(places.begin(), places.end(), request.default_button);
+  if (place != places.end() && (scrolls || place - places.begin() == 2)) {
+    std::iter_swap(places.begin(), place);
+  }
+  return places;
+}
+
+std::u16string Utf16(const std::string& text) {
+  std::u16string units(text.size(), u'\0');
+  const char* source = text.data();
+  char16_t* target = units.data();
+  while (DecodeUtf8(source, text.data() + text.size(), target, units.data() + units.size()) !=
+         TranscodingStop::kDone) {
+    *target++ = 0xFFFD;
+    ++source;
+  }
+  units.resize(static_cast<std::size_t>(target - units.data()));
+  return units;
+}
+
+std::string Utf8(std::u16string_view units) {
+  std::string text(units.size() * 3, '\0');
+  const char16_t* source = units.data();
+  char* target = text.data();
+  EncodeUtf8(source, units.data() + units.size(), target, text.data() + text.size());
+  text.resize(static_cast<std::size_t>(target - text.data()));
+  return text;
+}
+
+// The program breaks lines between words only, and makes its window as wide as the longest word: a
+// zero-width space every 24 columns lets it break there too.
+std::u16string WithBreaks(std::u16string_view text) {
+  constexpr int kLongestPiece = 24;
+  constexpr char16_t kZeroWidthSpace = 0x200B;
+  std::u16string broken;
+  int columns = 0;
+  for (std::size_t at = 0; at < text.size();) {
+    const bool is_pair =
+        IsHighSurrogate(text[at]) && at + 1 < text.size() && IsLowSurrogate(text[at + 1]);
+    const std::u16string_view character = text.substr(at, is_pair ? 2 : 1);
+    at += character.size();
+    const int width = ColumnsOf(character);
+    if (character == u" " || character == u"\n") {
+      columns = 0;
+    } else if (width > 0 && columns + width > kLongestPiece) {
+      broken += kZeroWidthSpace;
+      columns = width;
+    } else {
+      columns += width;
+    }
+    broken += character;
+  }
+  return broken;
+}
+
+int LinesOf(std::u16string_view text) {
+  constexpr int kUsualColumns = 54;  // of a line of about 60, broken between words
+  int lines = 0;
+  for (std::size_t start = 0; start <= text.size();) {
+    const std::size_t end = std::min(text.find(u'\n', start), text.size());
+    lines += 1 + std::max(0, ColumnsOf(text.substr(start, end - start)) - 1) / kUsualColumns;
+    start = end + 1;
+  }
+  return lines;
+}
+
+// The program reads markup in its text, and backslash escapes before that.
+std::string EscapeText(std::string_view text) {
+  std::string escaped;
+  for (const char c : text) {
+    switch (c) {
+      case '&':
+        escaped += "&amp;";
+        break;
+      case '<':
+        escaped += "&lt;";
+        break;
+      case '>':
+        escaped += "&gt;";
+        break;
+      case '\\':
+        escaped += "\\\\";
+        break;
+      default:
+        escaped += c;
+    }
+  }
+  return escaped;
+}
+
+// An underscore in a label would mark the key that presses the button.
+std::string EscapeLabel(std::string_view label) {
+  std::string escaped;
+  for (const char c : label) escaped.append(c == '_' ? 2 : 1, c);
+  return escaped;
+}
+
+const char* IconName(AlertLevel level) {
+  switch (level) {
+    case AlertLevel::kStop:
+      return "dialog-error";
+    case AlertLevel::kNote:
+      return "dialog-information";
+    case AlertLevel::kCaution:
+      return "dialog-warning";
+    case AlertLevel::kPlain:
+      break;
+  }
+  return nullptr;
+}
+
+// Labels are UTF-8, which the program only takes in a UTF-8 locale.
+bool LocaleIsUtf8() {
+  for (const char* variable : {"LC_ALL", "LC_CTYPE", "LANG"}) {
+    const std::string_view value = Variable(variable);
+    if (value.empty()) continue;
+    return value.find("UTF-8") != value.npos || value.find("utf8") != value.npos;
+  }
+  return false;
+}
+
+std::vector<std::string> WindowEnvironment() {
+  std::vector<std::string> variables{"ZENITY_OK=" + std::to_string(kOkStatus),
+                                     "ZENITY_CANCEL=" + std::to_string(kCancelStatus),
+                                     "ZENITY_ESC=" + std::to_string(kDismissedStatus),
+                                     "ZENITY_EXTRA=" + std::to_string(kExtraStatus)};
+  const bool set_locale = !LocaleIsUtf8();
+  if (set_locale) variables.emplace_back("LC_ALL=C.UTF-8");
+  for (char** variable = environ; variable != nullptr && *variable != nullptr; ++variable) {
+    const std::string_view text = *variable;
+    if (text.starts_with("ZENITY_") || (set_locale && text.starts_with("LC_ALL="))) continue;
+    variables.emplace_back(text);
+  }
+  return variables;
+}
+
+}  // namespace
+
+AlertWindow WindowFor(const AlertRequest& request) {
+  AlertWindow window;
+  const std::u16string message = Utf16(request.message);
+  const bool scrolls = LinesOf(message) > kMessageLines;
+  window.button_places = ButtonPlaces(request, scrolls);
+  const std::vector<int>& places = window.button_places;
+  const auto label = [&](std::size_t place) {
+    // The program has no style for such a button.
+    const char* mark = places[place] == request.destructive_button ? "\u26A0 " : "";
+    return mark + EscapeLabel(request.buttons[static_cast<std::size_t>(places[place])]);
+  };
+  const std::string text = Utf8(WithBreaks(message));
+
+  std::vector<std::string>& arguments = window.arguments;
+  arguments = {"zenity", "--title=" + request.header};
+  if (scrolls) {
+    arguments.insert(arguments.end(), {"--text-info", "--width=520", "--height=400"});
+    window.input = request.header.empty() ? text : request.header + "\n\n" + text;
+  } else {
+    std::string shown = EscapeText(text);
+    if (!request.header.empty()) {
+      shown = "<b>" + EscapeText(Utf8(WithBreaks(Utf16(request.header)))) + "</b>\n\n" + shown;
+    }
+    arguments.emplace_back(places.size() == 1 ? "--info" : "--question");
+    arguments.push_back("--text=" + shown);
+    if (const char* icon = IconName(request.level)) {
+      arguments.push_back(std::string("--icon-name=") + icon);
+    }
+    if (places.size() > 1 && request.default_button == places[1]) {
+      arguments.emplace_back("--default-cancel");
+    }
+  }
+  arguments.push_back("--ok-label=" + label(0));
+  if (places.size() > 1) arguments.push_back("--cancel-label=" + label(1));
+  if (places.size() > 2) arguments.push_back("--extra-button=" + label(2));
+  if (request.timeout > 0) {
+    const long seconds = std::lround(std::ceil(std::fmin(request.timeout, 1e9)));
+    arguments.push_back("--timeout=" + std::to_string(seconds));
+  }
+  return window;
+}
+
+std::optional<int> AskInWindow(const AlertRequest& request) {
+  if (Variable("DISPLAY").empty() && Variable("WAYLAND_DISPLAY").empty()) return std::nullopt;
+  const AlertWindow window = WindowFor(request);
+  const std::vector<int>& places = window.button_places;
+  const CompanionOutcome outcome =
+      RunCompanion(window.arguments, WindowEnvironment(), window.input);
+  switch (outcome.status) {
+    case kOkStatus:
+      return places[0];
+    case kCancelStatus:
+      return places.size() > 1 ? places[1] : kAlertClosed;
+    case kExtraStatus:
+    case kDismissedStatus:
+      // The extra button prints its label; otherwise it ends like a window that is closed.
+      return !outcome.output.empty() && places.size() > 2 ? places[2] : kAlertClosed;
+    case kTimeoutStatus:
+      return request.timeout > 0 ? std::optional<int>(kAlertClosed) : std::nullopt;
+    default:
+      return std::nullopt;
+  }
+}
+
+}  // namespace orvik::host

@@ -1,0 +1,152 @@
+#include "desktop/companion_program.h"
+
+#include <fcntl.h>
+#include <sys/mman.h>
+#include <sys/prctl.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <array>
+#include <cerrno>
+#include <csignal>
+#include <cstddef>
+
+#include "host/descriptor.h"
+
+namespace orvik::host {
+namespace {
+
+constexpr std::size_t kOutputLimit = 4096;
+
+std::vector<char*> Pointers(std::vector<std::string>& texts) {
+  std::vector<char*> pointers;
+  pointers.reserve(texts.size() + 1);
+  for (std::string& text : texts) pointers.push_back(text.data());
+  pointers.push_back(nullptr);
+  return pointers;
+}
+
+// A nameless file with the text, ready to be read.
+int FileWith(const std::string& text) {
+  const int file = memfd_create("input", MFD_CLOEXEC);
+  std::size_t written = 0;
+  while (file >= 0 && written < text.size()) {
+    const ssize_t count = write(file, text.data() + written, text.size() - written);
+    if (count <= 0 && errno != EINTR) break;
+    if (count > 0) written += static_cast<std::size_t>(count);
+  }
+  if (file >= 0) lseek(file, 0, SEEK_SET);
+  return file;
+}
+
+// What the child needs; made before the fork, since afterwards it may only make system calls.
+struct Plan {
+  char* const* arguments;
+  char* const* environment;
+  int input;
+  int output;  // of the program
+  int report;  // of its exit status
+  pid_t parent;
+};
+
+[[noreturn]] void RunProgram(const Plan& plan, pid_t supervisor) {
+  prctl(PR_SET_PDEATHSIG, SIGKILL);
+  if (getppid() != supervisor) _exit(127);
+  // This process may lack descriptors 0 to 2, so that the plan's own have these numbers.
+  constexpr int kFree = STDERR_FILENO + 1;
+  const int input = fcntl(plan.input, F_DUPFD, kFree);
+  const int output = fcntl(plan.output, F_DUPFD, kFree);
+  const int nowhere = fcntl(open("/dev/null", O_WRONLY), F_DUPFD, kFree);
+  if (input < 0 || output < 0 || nowhere < 0) _exit(127);
+  dup2(input, STDIN_FILENO);
+  dup2(output, STDOUT_FILENO);
+  dup2(nowhere, STDERR_FILENO);
+  close_range(kFree, ~0U, 0);
+  execvpe(plan.arguments[0], plan.arguments, plan.environment);
+  _exit(127);
+}
+
+// A process between this one and the program: it alone waits for the program, so no other part of
+// this process can take the exit status away.
+[[noreturn]] void Supervise(const Plan& plan) {
+  prctl(PR_SET_PDEATHSIG, SIGKILL);
+  if (getppid() != plan.parent) _exit(0);
+  // Handlers of this process must not run in its copy.
+  for (int number = 1; number < NSIG; ++number) signal(number, SIG_DFL);
+  sigset_t none;
+  sigemptyset(&none);
+  sigprocmask(SIG_SETMASK, &none, nullptr);
+  const pid_t self = getpid();
+  const pid_t program = fork();
+  if (program == 0) RunProgram(plan, self);
+  // Nothing else of this process stays open here: a lock would outlive its holder.
+  dup2(plan.report, 0);
+  close_range(1, ~0U, 0);
+  int status = 0;
+  while (program > 0 && waitpid(program, &status, 0) < 0 && errno == EINTR) {
+  }
+  if (program > 0 && WIFEXITED(status)) {
+    const unsigned char byte = WEXITSTATUS(status);
+    [[maybe_unused]] const ssize_t count = write(0, &byte, 1);
+  }
+  _exit(0);
+}
+
+std::string ReadAll(int pipe) {
+  std::string text;
+  std::array<char, 512> bytes;
+  for (;;) {
+    const ssize_t count = read(pipe, bytes.data(), bytes.size());
+    if (count > 0) {
+      text.append(bytes.data(), static_cast<std::size_t>(count));
+      if (text.size() > kOutputLimit) text.resize(kOutputLimit);
+    } else if (count == 0 || errno != EINTR) {
+      return text;
+    }
+  }
+}
+
+}  // namespace
+
+CompanionOutcome RunCompanion(std::vector<std::string> arguments,
+                              std::vector<std::string> environment, const std::string& input) {
+  CompanionOutcome outcome;
+  int output[2];
+  int report[2];
+  if (pipe2(output, O_CLOEXEC) != 0) return outcome;
+  const Descriptor output_end(output[0]);
+  Descriptor output_start(output[1]);
+  if (pipe2(report, O_CLOEXEC) != 0) return outcome;
+  const Descriptor report_end(report[0]);
+  Descriptor report_start(report[1]);
+  const Descriptor input_file(FileWith(input));
+  const std::vector<char*> argument_pointers = Pointers(arguments);
+  const std::vector<char*> environment_pointers = Pointers(environment);
+  const Plan plan{.arguments = argument_pointers.data(),
+                  .environment = environment_pointers.data(),
+                  .input = input_file.get(),
+                  .output = output_start.get(),
+                  .report = report_start.get(),
+                  .parent = getpid()};
+
+  sigset_t all;
+  sigset_t before;
+  sigfillset(&all);
+  pthread_sigmask(SIG_SETMASK, &all, &before);
+  const pid_t supervisor = fork();
+  if (supervisor == 0) Supervise(plan);
+  pthread_sigmask(SIG_SETMASK, &before, nullptr);
+  if (supervisor < 0) return outcome;
+
+  output_start.Close();
+  report_start.Close();
+  outcome.output = ReadAll(output_end.get());
+  const std::string status = ReadAll(report_end.get());
+  if (status.size() == 1) outcome.status = static_cast<unsigned char>(status[0]);
+  // It may have been waited for elsewhere; the answer is here already.
+  while (waitpid(supervisor, nullptr, 0) < 0 && errno == EINTR) {
+  }
+  return outcome;
+}
+
+}  // namespace orvik::host

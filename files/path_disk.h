@@ -1,0 +1,42 @@
+// What the path values ask the disk.
+#pragma once
+
+#include <functional>
+#include <string_view>
+
+#include "files/directory_path.h"
+#include "strings/atl_string.h"
+
+namespace orvik {
+
+// One walk through the entries of a folder, on which listing and folder operations are built.
+
+enum class EntryKind {
+  kFolder,
+  kFile,     // or a link
+  kSpecial,  // a pipe, socket or device, which is no folder either
+};
+
+struct FolderEntry {
+  std::u16string_view name;  // in composed form
+  const char* name_on_disk;
+  EntryKind kind;
+};
+
+// Calls `visit` with every entry of the open folder, in the file system's order: 0, or the errno of
+// the listing, after which some entries may have been visited. An entry's name is in Unicode's
+// composed form; it is as spelled on disk where several entries are equal in that form, or where
+// the composed name would not lead to the entry. `visit` may change the folder.
+int WalkFolder(int folder, const std::function<void(const FolderEntry&)>& visit);
+
+// The same with a path. A link to a folder is followed.
+int WalkFolder(const COrvikDirectoryPath& folder,
+               const std::function<void(const FolderEntry&)>& visit);
+
+// The age of the file or folder at a path.
+
+// Whole days since the last modification, rounded towards zero; links are followed. 0 when it
+// cannot be looked at.
+int DaysSinceModification(const CAtlString& path);
+
+}  // namespace orvik

@@ -1,9 +1,0 @@
-#include "files/trace.h"
-
-namespace orvik {
-
-void* AfxGetStaticModuleState() {
-  return nullptr;
-}
-
-}  // namespace orvik

@@ -1,0 +1,103 @@
+// What operations on trees and large files share: their outcome, their monitor, and a second thread.
+#pragma once
+
+#include <signal.h>
+
+#include <cstdint>
+#include <string>
+#include <string_view>
+#include <system_error>
+#include <thread>
+#include <utility>
+#include <vector>
+
+namespace [[gnu::visibility("default")]] orvik {
+namespace host {
+
+// What an operation on a tree has done, and what it could not do.
+
+enum class Side { kSource, kTarget };
+
+struct TreeFailure {
+  std::string path;           // of the source, below the top of the tree; "" is the top itself
+  int error;                  // an errno
+  Side side = Side::kSource;  // where the error is
+};
+
+struct TreeOutcome {
+  std::uint64_t done = 0;    // entries copied, moved or removed
+  std::uint64_t failed = 0;  // entries that were not, but for folders that stay because of these
+  std::vector<TreeFailure> failures;  // the first kMostFailures of them
+
+  static constexpr std::size_t kMostFailures = 1000;
+
+  // 0, or the errno of the first failure.
+  int error() const { return failures.empty() ? 0 : failures.front().error; }
+
+  void AddFailure(std::string path, int error, Side side = Side::kSource) {
+    ++failed;
+    if (failures.size() < kMostFailures) failures.push_back({std::move(path), error, side});
+  }
+};
+
+// What a long operation tells while it works, and how it learns that it is to stop.
+//
+// An operation takes a pointer to one, which may be null. Where a function answers false the
+// operation stops as soon as it can do so with whole files only, and its result is ECANCELED. All
+// functions may be called by several threads at once.
+
+class Monitor {
+ public:
+  // Whether the operation is to count what there is to do before it begins.
+  virtual bool WantsTotals() const = 0;
+
+  // The entries and bytes of content that there are, once they are known.
+  virtual void Expect(std::uint64_t entries, std::uint64_t bytes) = 0;
+
+  // The operation comes to an entry; the path counts from the top, "" is the top itself.
+  virtual bool Begin(std::string path) = 0;
+
+  // So much more is done. An entry counts when it is finished, whether or not that succeeded.
+  virtual bool Advance(std::uint64_t entries, std::uint64_t bytes) = 0;
+
+  virtual bool IsStopped() const = 0;
+
+ protected:
+  ~Monitor() = default;
+};
+
+// The same for a monitor that may be null.
+
+inline bool Begins(Monitor* monitor, std::string_view folder, std::string_view name) {
+  return monitor == nullptr || monitor->Begin(std::string(folder).append(name));
+}
+
+inline bool Advances(Monitor* monitor, std::uint64_t entries, std::uint64_t bytes) {
+  return monitor == nullptr || monitor->Advance(entries, bytes);
+}
+
+inline bool IsStopped(const Monitor* monitor) {
+  return monitor != nullptr && monitor->IsStopped();
+}
+
+// A thread of the library's own beside the caller's.
+
+// Runs the function on a new thread, which takes no signals: those are for the threads of the
+// program. Not joinable when there is one processor alone, or the system gives no thread.
+template <typename Function>
+std::thread StartWorker(Function function) {
+  std::thread worker;
+  if (std::thread::hardware_concurrency() < 2) return worker;
+  sigset_t all, before;
+  sigfillset(&all);
+  pthread_sigmask(SIG_SETMASK, &all, &before);
+  try {
+    worker = std::thread(std::move(function));
+  } catch (const std::system_error&) {
+  }
+  pthread_sigmask(SIG_SETMASK, &before, nullptr);
+  return worker;
+}
+
+}  // namespace host
+}  // namespace orvik
