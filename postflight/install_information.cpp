@@ -20,7 +20,9 @@
 #include "prefs/platform_values.h"
 #include "prefs/preferences.h"
 #include "prefs/reporting.h"
+#include "prefs/result_codes.h"
 #include "prefs/shared_lock.h"
+#include "strings/utf8_strings.h"
 
 namespace orvik {
 
@@ -46,13 +48,21 @@ CAtlString Destination(const InstallerArgs& arguments) {
   return destination;
 }
 
-void Write(const InstallValue& value) {
+long Write(const InstallValue& value) {
   if (const auto* text = std::get_if<CAtlString>(&value.value)) {
-    WritePreferenceString(kSharedScope, value.key_path, value.name, *text, kDomain);
-  } else {
-    WritePreferenceInt(kSharedScope, value.key_path, value.name, std::get<int>(value.value),
-                       kDomain);
+    return WritePreferenceString(kSharedScope, value.key_path, value.name, *text, kDomain);
   }
+  return WritePreferenceInt(kSharedScope, value.key_path, value.name, std::get<int>(value.value),
+                            kDomain);
+}
+
+// Why a write failed with kPreferenceLockNotObtained, as of now.
+std::string LockReason() {
+  const SharedLockRecord lock = CopySharedLockRecord(kDomain);
+  const std::string text = Describe(PrefStatus{PrefError::kLockNotObtained});
+  if (lock.state != SharedLockRecord::State::kHeld) return text;
+  const std::string holder = MakeUTF8StringFromUnicodeString(lock.process).GetString();
+  return text + ": process " + std::to_string(lock.pid) + " (\"" + holder + "\")";
 }
 
 CAutoCFRelease<CFTypeRef> PlatformValue(const std::variant<CAtlString, int>& value) {
@@ -68,7 +78,10 @@ const NSString* ReasonMissing(const InstallValue& value) {
       CopyPreference(kSharedScope, value.key_path, value.name, kDomain);
   PrefStatus status = found.status;
   if (status.error == PrefError::kNotFound) {
-    // The writers do not say why they failed.
+    if (value.written == static_cast<long>(kPreferenceLockNotObtained)) {
+      return NSString::stringWithUTF8String(LockReason().c_str());
+    }
+    // The other results of the writers do not tell their reasons apart.
     const std::string file = PreferenceFilePath(kSharedScope, kDomain);
     if (const int error = host::ReplaceAccess(file); error != 0) {
       status = PrefStatusFromErrno(error, file, PrefError::kNotSaved);
@@ -86,7 +99,7 @@ const NSString* ReasonMissing(const InstallValue& value) {
 InstallRecord RecordInstallInformation(const InstallerArgs& arguments) {
   const CAtlString destination = Destination(arguments);
   const NSString* logging = arguments.getCustomerLogging();
-  const struct {
+  struct {
     InstallValue value;
     bool (*applies)() = nullptr;
   } rows[] = {
@@ -107,18 +120,18 @@ InstallRecord RecordInstallInformation(const InstallerArgs& arguments) {
   const SharedLockTimeLimit for_all_of_them;
   const KeptAsideFiles kept_aside;
   InstallRecord record;
-  for (const auto& row : rows) {
+  for (auto& row : rows) {
     if (row.applies == nullptr || row.applies()) {
-      Write(row.value);
+      row.value.written = Write(row.value);
       record.values.push_back(row.value);
     }
   }
   record.flush_error = until_all_is_recorded.Finish();
   record.kept_aside = kept_aside.files();
   for (const KeptAsideFiles::File& file : record.kept_aside) {
-    host::SystemLog(LOG_NOTICE, "Damaged: \"" + file.path +
-                                    "\" was no property list and is kept as \"" + file.kept_path +
-                                    "\"; only what this tool records is in the new file");
+    host::SystemLog(LOG_NOTICE,
+                    "Damaged: \"" + file.path + "\" was not a property list and is kept as \"" +
+                        file.kept_path + "\"; the new file holds only this run's values");
   }
   return record;
 }

@@ -16,6 +16,7 @@ struct InstallValue {
   const char16_t* key_path;
   const char16_t* name;
   std::variant<CAtlString, int> value;
+  long written = 0;  // the result of the write (prefs/result_codes.h)
 };
 
 struct InstallRecord {
@@ -25,14 +26,14 @@ struct InstallRecord {
   int flush_error = 0;  // why the folder of the file could not be put on disk; 0 when it was
 };
 
-// Writes the values one after the other, even when one of them fails, and returns those that were
-// to be written: what concerns a sibling product is one of them only with that product's receipt. A
-// damaged store is kept beside the new one; both paths are logged.
+// Writes the values one after the other, even when one of them fails, and returns them. A value of
+// a sibling product is written only where that product's receipt exists. A damaged store is kept
+// beside the new one; both paths are logged.
 InstallRecord RecordInstallInformation(const InstallerArgs& arguments);
 
-// Whether the store's file, read anew, holds every one of the values, is on disk, and took the
-// place of no damaged one. Each value that it does not hold is logged with its scope, key path,
-// name and domain, and why; so is a flush that failed.
+// Reads the store's file again. True when it holds every value, is on disk, and did not replace a
+// damaged file. Logs each missing value with its scope, key path, name, domain and reason, such as
+// the holder of the lock; logs a failed flush, too.
 bool CheckRecorded(const InstallRecord& record);
 
 // Reads and logs the installer's arguments and records where things were installed in the shared

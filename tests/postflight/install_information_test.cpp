@@ -148,7 +148,12 @@ TEST_F(InstallInformationTest, AHeldLockEndsAStrictRunWithFailure) {
   EXPECT_EQ(RunPostflight(), 1);
   EXPECT_EQ(waits, 10);  // for all values together
   const std::string log = Log();
-  EXPECT_TRUE(Contains(log, "name GlyphraPath, domain com.orviktech.Registry: not found\n"));
+  EXPECT_TRUE(Contains(
+      log,
+      "name GlyphraPath, domain com.orviktech.Registry: another process holds the lock: process " +
+          std::to_string(holder.pid()) + " (\""))
+      << log;
+  EXPECT_FALSE(Contains(log, "not found"));
   EXPECT_FALSE(fs::exists(file_));
 
   holder.End();

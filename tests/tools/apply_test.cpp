@@ -68,7 +68,11 @@ TEST_F(ApplyTest, AppliesScripts) {
       {"set K n'm 1\n", 1, "needs double quotes"},
       {"merge K [1]\n", 1, "needs an object"},
       {"delete-key \"\"\n", 1, "needs a key below the domain"},
-      {"frob K\n", 1, "line 1, column 1 (byte 0): \"frob\" begins no line"},
+      {"frob K\n", 1, "line 1, column 1 (byte 0): \"frob\" is not a command of scripts"},
+      {"requre K n 1\n", 1, "is not a command of scripts; did you mean \"require\"?"},
+      {"set --keep-typ K n 1\n", 1, "line 1, column 5 (byte 4): \"--keep-typ\" is not an option"},
+      {"set --keep-typ K n 1\n", 1, "; did you mean \"--keep-type\"?"},
+      {"delete --keep-type n\n", 1, "is not an option of delete; a KEY that begins with \"--\""},
       {"set \xff n 1\n", 1, "KEY is not UTF-8"},
   };
   for (const auto& [script, status, message] : kRows) {
@@ -109,6 +113,30 @@ TEST_F(ApplyTest, EditsATreeAsJson) {
   EXPECT_EQ(edit("printf '{}' >\"$1\"; " + program_ + " set new n 5;:", "new"), 6);
   EXPECT_TRUE(Contains(error_, "has changed meanwhile"));
   EXPECT_EQ(Out("get new n"), "5\n");
+}
+
+// The edited text is the file in the folder that the command made, whatever the path leads to.
+TEST_F(ApplyTest, EditReadsNoFileOfOthers) {
+  const fs::path temporary = env_.folder() / "temporary", other = env_.folder() / "other.json";
+  fs::create_directory(temporary);
+  WriteFile(other, "{\"evil\": 1}");
+  Out("set K n 1 --int");
+  const ScopedVariable folder("TMPDIR", temporary.string()), visual("VISUAL", nullptr);
+  const auto edit = [&](const std::string& editor) {
+    const ScopedVariable variable("EDITOR", editor);
+    return Prefs("edit K");
+  };
+  EXPECT_EQ(edit("ln -sf " + other.string()), 7);
+  const std::string swap =
+      "d=${1%/*}; mv $d $d.mine; mkdir $d; cp " + other.string() + " \"$1\"; true";
+  EXPECT_EQ(edit(swap), 0);
+  EXPECT_EQ(Out("get K"), "{\n  \"n\": 1\n}\n");
+  fs::remove_all(temporary);
+  fs::create_directory(temporary);
+  // An editor that saves under another name, then renames it, and leaves a copy of the old text.
+  EXPECT_EQ(edit("cp \"$1\" \"$1~\"; printf '{\"n\": 2}' >\"$1.new\"; mv \"$1.new\""), 0) << error_;
+  EXPECT_EQ(Out("get K n"), "2\n");
+  EXPECT_TRUE(fs::is_empty(temporary));
 }
 
 // A rule: whatever a line wants, and of whatever type, it changes the store once.

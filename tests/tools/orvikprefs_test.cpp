@@ -237,6 +237,10 @@ TEST_F(OrvikPrefsTest, MessagesNameTheStore) {
   Out("set K n v");
   EXPECT_EQ(Prefs("get K m"), 2);
   EXPECT_EQ(error_, command + "\"m\" in key \"K\": not found" + where);
+  for (const char* const line : {"list K/n", "tree K/n", "export K/n", "find v K/n"}) {
+    EXPECT_EQ(Prefs(line), 2);
+    EXPECT_EQ(error_, command + "\"K/n\" is a value, not a key; \"orvikprefs get\" prints it\n");
+  }
   EXPECT_EQ(Prefs("--scope=5 --domain d set ../x n v"), 0);
   EXPECT_EQ(Prefs("--scope=5 --domain d get x"), 2);
   EXPECT_TRUE(Contains(error_, "(scope 5, domain \"d\", file \"" +
@@ -449,7 +453,7 @@ TEST_F(OrvikPrefsTest, NeverOverwritesADamagedFileUnasked) {
     }
     Out("repair -n --replace");
     EXPECT_EQ(ReadFile(File()), useless);
-    EXPECT_TRUE(Contains(Out("repair --replace"), "repaired\t0\t"));
+    EXPECT_TRUE(Contains(Out("repair --replace --backup"), "repaired\t0\t"));
     Out("check");
   }
 }
@@ -665,7 +669,8 @@ for terminal in (True, False):
     except OSError: pass
     print(run.returncode, b'importing, 1 s' in seen, seen.endswith(b' \r') or not seen)
 )";
-  EXPECT_EQ(RunCommand({"timeout", "60", "python3", "-c", kScript, program_}).out, "0 True True\n0 False True\n");
+  EXPECT_EQ(RunCommand({"timeout", "60", "python3", "-c", kScript, program_}).out,
+            "0 True True\n0 False True\n");
   EXPECT_EQ(RunCommand({"python3", "-c", kScript, program_, "-q"}).out,
             "0 False True\n0 False True\n");
 }

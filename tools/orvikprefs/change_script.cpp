@@ -13,6 +13,7 @@
 #include "tools/orvikprefs/context.h"
 #include "tools/orvikprefs/differences.h"
 #include "tools/orvikprefs/files.h"
+#include "tools/orvikprefs/grammar.h"
 #include "tools/orvikprefs/text.h"
 #include "tools/orvikprefs/values.h"
 
@@ -138,19 +139,15 @@ class LineReader {
     const auto found = std::find_if(kVerbs.begin(), kVerbs.end(),
                                     [&](const Verb& verb) { return word == verb.name; });
     if (found != kVerbs.end()) return &*found;
-    Fail(Quoted(word) + " begins no line of a script", at_ - word.size());
+    std::vector<std::string_view> names;
+    for (const Verb& verb : kVerbs) names.emplace_back(verb.name);
+    Fail(Quoted(word) + " is not a command of scripts" + DidYouMean(word, names),
+         at_ - word.size());
     return nullptr;
   }
 
   bool Read(const Verb& verb, Words& words) {
-    for (bool more = verb.may_replace; more;) {
-      const bool replaces = ReadOption(kReplaceKey);
-      const bool keeps = !replaces && verb.has_value && ReadOption(kKeepType);
-      if (replaces) words.replace = ReplaceKeys::kYes;
-      words.keep_type = words.keep_type || keeps;
-      more = replaces || keeps;
-    }
-    if (!ReadKey(words.key)) return false;
+    if (!ReadOptions(verb, words) || !ReadKey(words.key)) return false;
     if (words.key.empty() && !verb.key_may_be_empty) {
       return Fail(std::string(verb.name) + " needs a key below the domain");
     }
@@ -169,13 +166,24 @@ class LineReader {
     return line_.substr(begin, at_ - begin);
   }
 
-  // An option is a bare word before the KEY; a KEY of that name has double quotes.
-  bool ReadOption(std::string_view option) {
-    if (AtEnd()) return false;
-    const std::size_t begin = at_;
-    if (ReadBareWord() == option) return true;
-    at_ = begin;
-    return false;
+  // Options are the bare words before the KEY that begin with "--".
+  bool ReadOptions(const Verb& verb, Words& words) {
+    std::vector<std::string_view> names;
+    if (verb.may_replace) names.push_back(kReplaceKey);
+    if (verb.may_replace && verb.has_value) names.push_back(kKeepType);
+    while (!AtEnd() && line_.substr(at_).starts_with("--")) {
+      const std::size_t begin = at_;
+      const std::string_view word = ReadBareWord();
+      if (std::find(names.begin(), names.end(), word) == names.end()) {
+        return Fail(Quoted(word) + " is not an option of " + verb.name +
+                        "; a KEY that begins with \"--\" needs double quotes" +
+                        DidYouMean(word, names),
+                    begin);
+      }
+      if (word == kReplaceKey) words.replace = ReplaceKeys::kYes;
+      words.keep_type = words.keep_type || word == kKeepType;
+    }
+    return true;
   }
 
   static bool IsBlankOrMark(char byte) {

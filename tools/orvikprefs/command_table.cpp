@@ -90,16 +90,17 @@ constexpr Option kWatchOptions[] = {
     {"--count", 0, Word::kCount, "N", "exit after N changes"},
     {"--ready", 0, Word::kFlag, "", "print a first line when watching has begun"},
 };
-constexpr Option kRepairOptions[] = {
-    {"--replace", 0, Word::kFlag, "", "replace a file even if nothing can be saved of it"},
-    {"--dry-run", 'n', Word::kFlag, "", "change nothing, print what would be lost"},
-};
 constexpr Option kExportOptions[] = {
     {"--format", 0, Word::kFileFormat, "FORMAT", "xml (a property list, default), binary or json"},
     {"--output", 'o', Word::kFile, "FILE", "the file to write (default: standard output)"},
 };
 constexpr Option kBackup = {"--backup", 0, Word::kFlag, "",
                             "keep a copy of the file beside it when something changes"};
+constexpr Option kRepairOptions[] = {
+    {"--replace", 0, Word::kFlag, "", "replace a file even if nothing can be saved of it"},
+    {"--dry-run", 'n', Word::kFlag, "", "change nothing, print what would be lost"},
+    {"--backup", 0, Word::kFlag, "", "accepted: repair always keeps a copy"},
+};
 constexpr Option kImportOptions[] = {
     {"--replace", 0, Word::kFlag, "", "make the key equal to the file: remove other entries"},
     {"--replace-key", 0, Word::kFlag, "", "replace keys with values, and values with keys"},

@@ -4,6 +4,7 @@
 
 #include <iosfwd>
 
+#include "prefs/key_path.h"
 #include "tools/orvikprefs/context.h"
 #include "tools/orvikprefs/grammar.h"
 
@@ -11,6 +12,9 @@ namespace orvik::prefstool {
 
 // The tables of all commands and options.
 const Grammar& OrvikPrefsGrammar();
+
+// Fails a command that reads a key: when the path leads to a value, the message says so.
+int FailToReadKey(const Context& context, const PrefStatus& status, const KeyPath& key);
 
 // Takes the scope, domain and folders from the line. False, after a message, when a folder is not
 // one.

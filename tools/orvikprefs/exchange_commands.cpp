@@ -104,7 +104,7 @@ int Export(const Context& context, const CommandLine& line) {
   const KeyPath key = KeyAt(line);
   const std::string file = line.Value("--output", "-");
   const PrefResult<CFDictionaryRef> found = CopyPreferenceKey(context.scope, key, context.domain);
-  if (!found.ok()) return context.Fail(found.status, KeyText(key), false);
+  if (!found.ok()) return FailToReadKey(context, found.status, key);
   const std::string format = line.Value("--format", context.json ? "json" : "xml");
   if (format == "binary" && file == "-" && context.terminal) {
     return context.Fail(kUsage,
@@ -174,7 +174,7 @@ int Diff(const Context& context, const CommandLine& line) {
   const KeyPath key = KeyAt(line, 1);
   const PrefResult<CFDictionaryRef> present = CopyPreferenceKey(context.scope, key, context.domain);
   if (!present.ok() && present.status.error != PrefError::kNotFound) {
-    return context.Fail(present.status, KeyText(key), false);
+    return FailToReadKey(context, present.status, key);
   }
   const std::vector<Difference> differences = Differences(present.value, other, PathOf(key));
   PrintDifferences(context, differences);
@@ -209,7 +209,7 @@ Dictionary EditedText(const Context& context, PrivateFile& file, int& status) {
       return Dictionary();
     }
     std::string text;
-    if (const int error = ReadWhole(file.path(), text); error != 0) {
+    if (const int error = file.Read(text); error != 0) {
       status = context.FailFile(file.path(), error, false);
       return Dictionary();
     }

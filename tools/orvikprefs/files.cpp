@@ -17,8 +17,10 @@
 #include "host/descriptor.h"
 #include "host/file_place.h"
 #include "host/node_copy.h"
+#include "host/regular_file.h"
 #include "host/replace_file.h"
 #include "host/staged_file.h"
+#include "host/tree_removal.h"
 #include "host/trust.h"
 #include "platform/core_foundation/property_list.h"
 #include "prefs/reporting.h"
@@ -75,10 +77,9 @@ host::ReplaceResult WriteToSpecial(const std::string& file, const std::string& b
 
 }  // namespace
 
-int ReadWhole(const std::string& file, std::string& bytes) {
-  const Stream opened(file == "-" ? nullptr : std::fopen(file.c_str(), "rbe"), std::fclose);
-  std::FILE* const stream = file == "-" ? stdin : opened.get();
-  if (stream == nullptr) return errno;
+namespace {
+
+int ReadStream(std::FILE* stream, std::string& bytes) {
   struct stat attributes;
   const bool is_large = fstat(fileno(stream), &attributes) == 0 && S_ISREG(attributes.st_mode) &&
                         static_cast<std::size_t>(attributes.st_size) > kPropertyListMaximumFileSize;
@@ -90,6 +91,14 @@ int ReadWhole(const std::string& file, std::string& bytes) {
     bytes.append(buffer, count);
   }
   return std::ferror(stream) != 0 ? errno : 0;
+}
+
+}  // namespace
+
+int ReadWhole(const std::string& file, std::string& bytes) {
+  if (file == "-") return ReadStream(stdin, bytes);
+  const Stream opened(std::fopen(file.c_str(), "rbe"), std::fclose);
+  return opened ? ReadStream(opened.get(), bytes) : errno;
 }
 
 int WriteWhole(const Context& context, const std::string& file, const std::string& bytes) {
@@ -184,31 +193,53 @@ void Backup::Discard() {
   path_.clear();
 }
 
+namespace {
+
+constexpr char kEditedName[] = "orvikprefs.json";  // editors choose their mode by the ending
+
+}  // namespace
+
 PrivateFile::PrivateFile(const std::string& content) {
-  const char* const folder = secure_getenv("TMPDIR");
-  path_ = std::string(folder != nullptr && *folder == '/' ? folder : "/tmp") +
-          "/orvikprefs-XXXXXX.json";
-  const int descriptor = mkostemps(path_.data(), 5, O_CLOEXEC);
-  if (descriptor < 0) {
+  const char* const temporary = secure_getenv("TMPDIR");
+  std::string folder = temporary != nullptr && *temporary == '/' ? temporary : "/tmp";
+  folder += "/orvikprefs-XXXXXX";
+  if (mkdtemp(folder.data()) == nullptr) {
     error_ = errno;
-    path_.clear();
     return;
   }
-  std::size_t written = 0;
-  while (written < content.size()) {
-    const ssize_t count = write(descriptor, content.data() + written, content.size() - written);
-    if (count < 0 && errno == EINTR) continue;
-    if (count < 0) {
-      error_ = errno;
-      break;
-    }
-    written += static_cast<std::size_t>(count);
+  folder_path_ = folder;
+  path_ = folder + "/" + kEditedName;
+  folder_ = host::Descriptor(open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
+  struct stat made;
+  if (!folder_ || fstat(folder_.get(), &made) != 0) {
+    error_ = errno;
+  } else if (made.st_uid != geteuid()) {
+    error_ = EPERM;
+  } else {
+    error_ = WriteToOpened(
+        host::Descriptor(openat(folder_.get(), kEditedName,
+                                O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0600)),
+        content);
   }
-  if (close(descriptor) != 0 && error_ == 0) error_ = errno;
 }
 
 PrivateFile::~PrivateFile() {
-  if (!path_.empty() && !kept_) unlink(path_.c_str());
+  if (folder_path_.empty() || preserved_) return;
+  // An editor may have left a copy of the text beside it.
+  if (folder_) host::EmptyFolder(std::move(folder_), host::Obstacles::kRespect);
+  rmdir(folder_path_.c_str());
+}
+
+int PrivateFile::Read(std::string& bytes) const {
+  host::Descriptor file = host::OpenRegular(folder_.get(), kEditedName, O_RDONLY | O_NOFOLLOW);
+  if (!file) return errno == ELOOP ? EPERM : errno;
+  struct stat found;
+  if (fstat(file.get(), &found) != 0) return errno;
+  if (found.st_uid != geteuid()) return EPERM;
+  const Stream opened(fdopen(file.get(), "rb"), std::fclose);
+  if (!opened) return errno;
+  file.Release();
+  return ReadStream(opened.get(), bytes);
 }
 
 std::string Editor() {

@@ -5,6 +5,7 @@
 #include <string>
 #include <vector>
 
+#include "host/descriptor.h"
 #include "tools/orvikprefs/context.h"
 
 namespace orvik::prefstool {
@@ -55,8 +56,8 @@ class Backup {
   int error_ = 0;
 };
 
-// A file in TMPDIR (else /tmp) that nobody else may read. It goes with the object, unless it is
-// kept.
+// A text that the user edits: a file in a folder of its own in TMPDIR (else /tmp) that only the
+// caller may enter. Both are removed with the object, unless the file is preserved.
 class PrivateFile {
  public:
   explicit PrivateFile(const std::string& content);
@@ -66,12 +67,18 @@ class PrivateFile {
 
   const std::string& path() const { return path_; }
   int error() const { return error_; }  // an errno value when it could not be written
-  void Preserve() { kept_ = true; }
+  // Reads the file back, or the one that the editor put under its name. It is looked up in the
+  // folder that the object made, which stays open: nothing that others do to the path counts.
+  // Returns 0 or an errno value: EPERM for a link or for a file of another user.
+  int Read(std::string& bytes) const;
+  void Preserve() { preserved_ = true; }
 
  private:
+  std::string folder_path_;
   std::string path_;
+  host::Descriptor folder_;
   int error_ = 0;
-  bool kept_ = false;
+  bool preserved_ = false;
 };
 
 // $VISUAL, $EDITOR or vi: a command line of the shell.

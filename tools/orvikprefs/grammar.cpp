@@ -107,50 +107,35 @@ const Option* Grammar::FindOption(const Command* command, char letter) const {
   return own != nullptr ? own : FindRow(globals, matches);
 }
 
-namespace {
-
-// Finds the nearest of the names that are offered one after another.
-class Nearest {
- public:
-  explicit Nearest(std::string_view word) : word_(word), least_(1 + word.size() / 3) {}
-
-  void Offer(std::string_view name) {
-    constexpr std::size_t kLongest = 32;
-    if (word_.size() > kLongest) return;
-    const std::size_t distance = EditDistance(word_, name);
-    const bool begins = word_.size() >= 2 && name.starts_with(word_) && word_ != "--";
-    if (found_.empty() ? distance <= least_ || begins : begins ? least_ > 0 : distance < least_) {
-      found_ = name;
-      least_ = begins ? 0 : distance;
-    }
+std::string DidYouMean(std::string_view word, std::span<const std::string_view> names) {
+  constexpr std::size_t kLongest = 32;
+  if (word.size() > kLongest) return "";
+  std::string_view nearest;
+  std::size_t least = 2 + word.size() / 3;  // a greater distance is another word
+  for (const std::string_view name : names) {
+    const bool begins = word.size() >= 2 && name.starts_with(word) && word != "--";
+    const std::size_t distance = begins ? 0 : EditDistance(word, name);
+    if (distance >= least) continue;
+    nearest = name;
+    least = distance;
   }
-
-  std::string Question() const {
-    return found_.empty() ? "" : "; did you mean \"" + std::string(found_) + "\"?";
-  }
-
- private:
-  std::string_view word_;
-  std::string_view found_;
-  std::size_t least_;
-};
-
-}  // namespace
+  return nearest.empty() ? "" : "; did you mean \"" + std::string(nearest) + "\"?";
+}
 
 std::string DidYouMeanCommand(const Grammar& grammar, std::string_view word) {
-  Nearest nearest(word);
-  for (const Command& command : grammar.commands) nearest.Offer(command.name);
-  return nearest.Question();
+  std::vector<std::string_view> names;
+  for (const Command& command : grammar.commands) names.emplace_back(command.name);
+  return DidYouMean(word, names);
 }
 
 std::string DidYouMeanOption(const Grammar& grammar, const Command* command,
                              std::string_view word) {
-  Nearest nearest(word);
+  std::vector<std::string_view> names;
   if (command != nullptr) {
-    for (const Option& option : command->options) nearest.Offer(option.name);
+    for (const Option& option : command->options) names.emplace_back(option.name);
   }
-  for (const Option& option : grammar.globals) nearest.Offer(option.name);
-  return nearest.Question();
+  for (const Option& option : grammar.globals) names.emplace_back(option.name);
+  return DidYouMean(word, names);
 }
 
 CommandLine::CommandLine(const Grammar& grammar, std::span<const std::string> words) {

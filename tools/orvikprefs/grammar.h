@@ -131,8 +131,10 @@ class CommandLine {
   std::string error_;
 };
 
-// The end of a sentence about a word that names nothing: "; did you mean \"get\"?" with the nearest
-// command, or the nearest option of the command and the global ones; "" when none is near.
+// The end of a message about an unknown word: "; did you mean \"get\"?" with the nearest of the
+// names; "" when none is near. The first of several that are equally near is chosen.
+std::string DidYouMean(std::string_view word, std::span<const std::string_view> names);
+// The same with the commands, and with the options of the command (null: none) and the global ones.
 std::string DidYouMeanCommand(const Grammar& grammar, std::string_view word);
 std::string DidYouMeanOption(const Grammar& grammar, const Command* command, std::string_view word);
 

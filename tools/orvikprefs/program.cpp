@@ -5,6 +5,7 @@
 #include <ostream>
 
 #include "platform/foundation/autorelease_pool.h"
+#include "prefs/reporting.h"
 #include "tools/orvikprefs/text.h"
 
 namespace orvik::prefstool {
@@ -46,6 +47,15 @@ int CarryOut(Context& context, const CommandLine& line) {
 }
 
 }  // namespace
+
+int FailToReadKey(const Context& context, const PrefStatus& status, const KeyPath& key) {
+  const bool is_value =
+      status.error == PrefError::kNotAKey && !key.empty() &&
+      CopyPreference(context.scope, key.Parent(), key.name(key.count()), context.domain).ok();
+  if (!is_value) return context.Fail(status, KeyText(key), false);
+  return context.Fail(
+      kNotFound, QuotedPath(PathOf(key)) + " is a value, not a key; \"orvikprefs get\" prints it");
+}
 
 bool UseStore(Context& context, const CommandLine& line) {
   // With a root of its own nothing of the caller's home counts, unless it is named.

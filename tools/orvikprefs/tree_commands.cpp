@@ -24,10 +24,6 @@ PrefResult<CFDictionaryRef> CopyKey(const Context& context, const CommandLine& l
   return CopyPreferenceKey(context.scope, KeyAt(line), context.domain);
 }
 
-int FailToRead(const Context& context, const PrefStatus& status, const KeyPath& key) {
-  return context.Fail(status, KeyText(key), false);
-}
-
 // The columns that harmless UTF-8 takes on a terminal.
 std::size_t Width(std::string_view utf8) {
   const std::optional<CAtlString> text = FromUtf8(utf8);
@@ -73,7 +69,7 @@ void ForEachValue(CFDictionaryRef dictionary, Path& path,
 
 int List(const Context& context, const CommandLine& line) {
   const PrefResult<CFDictionaryRef> found = CopyKey(context, line);
-  if (!found.ok()) return FailToRead(context, found.status, KeyAt(line));
+  if (!found.ok()) return FailToReadKey(context, found.status, KeyAt(line));
   const std::vector<Entry> entries = SortedEntries(found.value);
   if (context.json) {
     JsonWriter names;
@@ -94,7 +90,7 @@ int List(const Context& context, const CommandLine& line) {
 
 int Tree(const Context& context, const CommandLine& line) {
   const PrefResult<CFDictionaryRef> found = CopyKey(context, line);
-  if (!found.ok()) return FailToRead(context, found.status, KeyAt(line));
+  if (!found.ok()) return FailToReadKey(context, found.status, KeyAt(line));
   if (context.json) {
     *context.out << JsonText(found.value.Get(), JsonWriter::Layout::kIndented) << '\n';
   } else if (context.terminal) {
@@ -198,7 +194,7 @@ void FindBelow(CFDictionaryRef dictionary, const Search& search, Path& path,
 int Find(const Context& context, const CommandLine& line) {
   const KeyPath key = KeyAt(line, 1);
   const PrefResult<CFDictionaryRef> root = CopyPreferenceKey(context.scope, key, context.domain);
-  if (!root.ok()) return context.Fail(root.status, KeyText(key), false);
+  if (!root.ok()) return FailToReadKey(context, root.status, key);
   std::vector<Match> found;
   Path path = PathOf(key);
   FindBelow(root.value, Search(line), path, found);

@@ -66,7 +66,7 @@ std::string Editing::EditInEditor(const Path& path, CFPropertyListRef began) {
     const bool has_worked = RunEditor(Editor(), file.path());
     terminal_.Resume();
     std::string text;
-    const bool is_read = ReadWhole(file.path(), text) == 0;
+    const bool is_read = file.Read(text) == 0;
     if (is_read && text == before) return has_worked ? "" : "the editor failed; nothing is changed";
     std::string reason = "the editor failed";
     if (has_worked && is_read) {
