@@ -9,103 +9,87 @@
 
 namespace orvik::prefstool {
 
-namespace {
-
-void AddLeaves(Difference::Kind kind, Path& path, CFPropertyListRef value,
-               std::vector<Difference>& found) {
-  if (IsDictionary(value) && CFDictionaryGetCount(static_cast<CFDictionaryRef>(value)) > 0) {
-    for (const Entry& entry : SortedEntries(static_cast<CFDictionaryRef>(value))) {
-      path.push_back(ToUtf8(entry.name));
-      AddLeaves(kind, path, entry.value, found);
-      path.pop_back();
-    }
-    return;
-  }
-  const bool added = kind == Difference::Kind::kAdded;
-  found.push_back({kind, path, added ? nullptr : value, added ? value : nullptr});
+void DifferenceWalk::Enter(CFDictionaryRef before, CFDictionaryRef after) {
+  Level level;
+  if (before != nullptr) level.olds = SortedEntries(before);
+  if (after != nullptr) level.news = SortedEntries(after);
+  levels_.push_back(std::move(level));
 }
 
-void Compare(Path& path, CFDictionaryRef before, CFDictionaryRef after,
-             std::vector<Difference>& found) {
-  const std::vector<Entry> old_entries = SortedEntries(before);
-  const std::vector<Entry> new_entries = SortedEntries(after);
-  auto old_entry = old_entries.begin();
-  auto new_entry = new_entries.begin();
-  while (old_entry != old_entries.end() || new_entry != new_entries.end()) {
+bool DifferenceWalk::Next() {
+  while (!levels_.empty()) {
+    Level& level = levels_.back();
+    const Entry* const old_entry =
+        level.next_old < level.olds.size() ? &level.olds[level.next_old] : nullptr;
+    const Entry* const new_entry =
+        level.next_new < level.news.size() ? &level.news[level.next_new] : nullptr;
+    if (old_entry == nullptr && new_entry == nullptr) {
+      levels_.pop_back();
+      continue;
+    }
     CFComparisonResult order = kCFCompareEqualTo;
-    if (old_entry == old_entries.end()) {
-      order = kCFCompareGreaterThan;
-    } else if (new_entry == new_entries.end()) {
-      order = kCFCompareLessThan;
+    if (old_entry == nullptr || new_entry == nullptr) {
+      order = old_entry == nullptr ? kCFCompareGreaterThan : kCFCompareLessThan;
     } else {
       order = CFStringCompare(old_entry->name, new_entry->name, 0);
     }
-    const CFPropertyListRef old_value = order <= 0 ? old_entry->value : nullptr;
-    const CFPropertyListRef new_value = order >= 0 ? new_entry->value : nullptr;
-    if (old_value == new_value) {
-      ++old_entry;
-      ++new_entry;
-      continue;
+    before_ = order <= 0 ? old_entry->value : nullptr;
+    after_ = order >= 0 ? new_entry->value : nullptr;
+    if (order <= 0) ++level.next_old;
+    if (order >= 0) ++level.next_new;
+    if (before_ == after_) continue;
+    names_.resize(levels_.size() - 1);
+    names_.push_back(order <= 0 ? old_entry->name : new_entry->name);
+    if (IsDictionary(before_) && IsDictionary(after_)) {
+      Enter(static_cast<CFDictionaryRef>(before_), static_cast<CFDictionaryRef>(after_));
+    } else if (before_ == nullptr || after_ == nullptr || !IsSameValue(before_, after_)) {
+      return true;
     }
-    path.push_back(ToUtf8(order <= 0 ? old_entry->name : new_entry->name));
-    if (new_value == nullptr) {
-      AddLeaves(Difference::Kind::kRemoved, path, old_value, found);
-    } else if (old_value == nullptr) {
-      AddLeaves(Difference::Kind::kAdded, path, new_value, found);
-    } else if (IsDictionary(old_value) && IsDictionary(new_value)) {
-      Compare(path, static_cast<CFDictionaryRef>(old_value),
-              static_cast<CFDictionaryRef>(new_value), found);
-    } else if (!IsSameValue(old_value, new_value)) {
-      found.push_back({Difference::Kind::kChanged, path, old_value, new_value});
-    }
-    path.pop_back();
-    if (order <= 0) ++old_entry;
-    if (order >= 0) ++new_entry;
   }
+  return false;
 }
-
-}  // namespace
 
 std::vector<Difference> Differences(CFDictionaryRef before, CFDictionaryRef after, Path path) {
   std::vector<Difference> found;
-  if (before != nullptr && after != nullptr) {
-    Compare(path, before, after, found);
-  } else if (before != nullptr || after != nullptr) {
-    const bool added = before == nullptr;
-    const CFDictionaryRef all = added ? after : before;
-    if (CFDictionaryGetCount(all) > 0) {
-      AddLeaves(added ? Difference::Kind::kAdded : Difference::Kind::kRemoved, path, all, found);
+  DifferenceWalk walk(before, after);
+  while (walk.Next()) {
+    Path place = PathBelow(path, walk.names());
+    if (walk.before() != nullptr && walk.after() != nullptr) {
+      found.push_back({Difference::Kind::kChanged, std::move(place), walk.before(), walk.after()});
+      continue;
     }
+    const bool is_added = walk.before() == nullptr;
+    const CFPropertyListRef value = is_added ? walk.after() : walk.before();
+    const auto add = [&](Path leaf, CFPropertyListRef there) {
+      found.push_back({is_added ? Difference::Kind::kAdded : Difference::Kind::kRemoved,
+                       std::move(leaf), is_added ? nullptr : there, is_added ? there : nullptr});
+    };
+    const std::size_t count = found.size();
+    if (IsDictionary(value)) {
+      EntryWalk entries(static_cast<CFDictionaryRef>(value));
+      while (entries.Next()) {
+        if (entries.is_leaf()) add(PathBelow(place, entries.names()), entries.value());
+      }
+    }
+    if (found.size() == count) add(std::move(place), value);
   }
   return found;
 }
 
-namespace {
-
-KeyPath Below(const KeyPath& key, const CAtlString& name) {
-  std::vector<CAtlString> names;
-  for (int i = 1; i <= key.count(); ++i) names.push_back(key.name(i));
-  names.push_back(name);
-  return KeyPath::FromNames(std::move(names));
-}
-
-}  // namespace
-
 void AddTreeChanges(Transaction& transaction, const KeyPath& key, CFDictionaryRef before,
                     CFDictionaryRef after) {
-  for (const Entry& entry : SortedEntries(before)) {
-    if (CFDictionaryGetValue(after, entry.name) == nullptr) {
-      transaction.Delete(key, CAtlString(entry.name));
-    }
-  }
-  for (const Entry& entry : SortedEntries(after)) {
-    const CFTypeRef old = CFDictionaryGetValue(before, entry.name);
-    const CAtlString name(entry.name);
-    if (IsDictionary(old) && IsDictionary(entry.value)) {
-      AddTreeChanges(transaction, Below(key, name), static_cast<CFDictionaryRef>(old),
-                     static_cast<CFDictionaryRef>(entry.value));
-    } else if (!IsSameValue(old, entry.value)) {
-      transaction.Set(key, name, entry.value);
+  std::vector<CAtlString> above;
+  for (int i = 1; i <= key.count(); ++i) above.push_back(key.name(i));
+  DifferenceWalk walk(before, after);
+  while (walk.Next()) {
+    std::vector<CAtlString> names = above;
+    names.insert(names.end(), walk.names().begin(), walk.names().end() - 1);
+    const KeyPath parent = KeyPath::FromNames(std::move(names));
+    const CAtlString name(walk.names().back());
+    if (walk.after() == nullptr) {
+      transaction.Delete(parent, name);
+    } else {
+      transaction.Set(parent, name, walk.after());
     }
   }
 }

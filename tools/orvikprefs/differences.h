@@ -11,6 +11,35 @@
 
 namespace orvik::prefstool {
 
+// Walks the places where two trees of dictionaries differ, names in the order of their UTF-16
+// units. A key that only one side has is one place, with everything below it. Two values differ
+// when they would be written differently: the integer 1 and the real 1.0 do. Uses no stack space
+// for depth. Either side may be null, which counts as empty; both must outlive the walk.
+class DifferenceWalk {
+ public:
+  DifferenceWalk(CFDictionaryRef before, CFDictionaryRef after) { Enter(before, after); }
+
+  // Advances to the next place; false at the end.
+  bool Next();
+
+  // The names down to the place, and its values; null: missing on that side.
+  const std::vector<CFStringRef>& names() const { return names_; }
+  CFPropertyListRef before() const { return before_; }
+  CFPropertyListRef after() const { return after_; }
+
+ private:
+  struct Level {
+    std::vector<Entry> olds, news;
+    std::size_t next_old = 0, next_new = 0;
+  };
+  void Enter(CFDictionaryRef before, CFDictionaryRef after);
+
+  std::vector<Level> levels_;
+  std::vector<CFStringRef> names_;
+  CFPropertyListRef before_ = nullptr;
+  CFPropertyListRef after_ = nullptr;
+};
+
 struct Difference {
   enum class Kind { kAdded, kRemoved, kChanged };
   Kind kind;
@@ -19,9 +48,8 @@ struct Difference {
   CFPropertyListRef after;   // null when removed; owned by the tree
 };
 
-// The differences of two domains: values that would be written differently, an integer and a
-// real of one value included. Keys that only one side has are listed leaf by leaf, an empty one as
-// itself; either side may be null, which counts as empty. `path` is put before every path.
+// The same, value by value: a key that only one side has is listed leaf by leaf, an empty key as
+// itself. `path` is put before every path.
 std::vector<Difference> Differences(CFDictionaryRef before, CFDictionaryRef after, Path path = {});
 
 // Adds to the transaction the fewest changes that turn `before`, the contents of the key, into

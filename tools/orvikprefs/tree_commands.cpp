@@ -30,38 +30,40 @@ std::size_t Width(std::string_view utf8) {
   return text ? static_cast<std::size_t>(ColumnsOf(text->View())) : utf8.size();
 }
 
-// A level of the tree for people: names of one level aligned, keys before what lies in them.
-void PrintLevel(const Context& context, CFDictionaryRef dictionary, int depth) {
-  const std::vector<Entry> entries = SortedEntries(dictionary);
-  std::size_t width = 0;
-  for (const Entry& entry : entries) {
-    if (!IsDictionary(entry.value)) width = std::max(width, Width(Escaped(ToUtf8(entry.name))));
-  }
-  const std::string indent(static_cast<size_t>(depth) * 2, ' ');
-  for (const Entry& entry : entries) {
+// The tree for people: names of one level aligned, keys before their entries.
+void PrintTree(const Context& context, CFDictionaryRef tree) {
+  struct Level {
+    std::vector<Entry> entries;
+    std::size_t width;  // of the longest name of a value, in columns
+    std::size_t next = 0;
+  };
+  std::vector<Level> levels;
+  const auto enter = [&levels](CFDictionaryRef dictionary) {
+    Level level = {SortedEntries(dictionary), 0};
+    for (const Entry& entry : level.entries) {
+      if (IsDictionary(entry.value)) continue;
+      level.width = std::max(level.width, Width(Escaped(ToUtf8(entry.name))));
+    }
+    levels.push_back(std::move(level));
+  };
+  enter(tree);
+  while (!levels.empty()) {
+    Level& level = levels.back();
+    if (level.next == level.entries.size()) {
+      levels.pop_back();
+      continue;
+    }
+    const Entry& entry = level.entries[level.next++];
     const std::string name = Escaped(ToUtf8(entry.name));
+    *context.out << std::string((levels.size() - 1) * 2, ' ');
     if (IsDictionary(entry.value)) {
-      *context.out << indent << context.Coloured(name + "/", kKeyColour) << '\n';
-      PrintLevel(context, static_cast<CFDictionaryRef>(entry.value), depth + 1);
+      *context.out << context.Coloured(name + "/", kKeyColour) << '\n';
+      enter(static_cast<CFDictionaryRef>(entry.value));
     } else {
-      *context.out << indent << name << std::string(width - Width(name), ' ') << "  "
+      *context.out << name << std::string(level.width - Width(name), ' ') << "  "
                    << context.Coloured(TypeName(entry.value), kTypeColour) << "  "
                    << Escaped(ValueText(entry.value)) << '\n';
     }
-  }
-}
-
-// Every value with its path, and every key that holds nothing.
-void ForEachValue(CFDictionaryRef dictionary, Path& path,
-                  const std::function<void(const Path&, CFPropertyListRef)>& visit) {
-  for (const Entry& entry : SortedEntries(dictionary)) {
-    path.push_back(ToUtf8(entry.name));
-    const bool key = IsDictionary(entry.value);
-    if (!key || CFDictionaryGetCount(static_cast<CFDictionaryRef>(entry.value)) == 0) {
-      visit(path, entry.value);
-    }
-    if (key) ForEachValue(static_cast<CFDictionaryRef>(entry.value), path, visit);
-    path.pop_back();
   }
 }
 
@@ -94,12 +96,15 @@ int Tree(const Context& context, const CommandLine& line) {
   if (context.json) {
     *context.out << JsonText(found.value.Get(), JsonWriter::Layout::kIndented) << '\n';
   } else if (context.terminal) {
-    PrintLevel(context, found.value, 0);
+    PrintTree(context, found.value);
   } else {
-    Path path = PathOf(KeyAt(line));
-    ForEachValue(found.value, path, [&](const Path& where, CFPropertyListRef value) {
-      context.Record({JoinedPath(where), TypeName(value), ValueText(value)}, 0);
-    });
+    const Path above = PathOf(KeyAt(line));
+    EntryWalk walk(found.value);
+    while (walk.Next()) {
+      if (!walk.is_leaf()) continue;
+      const std::string path = JoinedPath(PathBelow(above, walk.names()));
+      context.Record({path, TypeName(walk.value()), ValueText(walk.value())}, 0);
+    }
   }
   return kDone;
 }
@@ -177,18 +182,6 @@ struct Match {
   CFPropertyListRef value;
 };
 
-void FindBelow(CFDictionaryRef dictionary, const Search& search, Path& path,
-               std::vector<Match>& found) {
-  for (const Entry& entry : SortedEntries(dictionary)) {
-    path.push_back(ToUtf8(entry.name));
-    if (search.Matches(entry)) found.push_back({path, entry.value});
-    if (IsDictionary(entry.value)) {
-      FindBelow(static_cast<CFDictionaryRef>(entry.value), search, path, found);
-    }
-    path.pop_back();
-  }
-}
-
 }  // namespace
 
 int Find(const Context& context, const CommandLine& line) {
@@ -196,8 +189,14 @@ int Find(const Context& context, const CommandLine& line) {
   const PrefResult<CFDictionaryRef> root = CopyPreferenceKey(context.scope, key, context.domain);
   if (!root.ok()) return FailToReadKey(context, root.status, key);
   std::vector<Match> found;
-  Path path = PathOf(key);
-  FindBelow(root.value, Search(line), path, found);
+  const Search search(line);
+  const Path above = PathOf(key);
+  EntryWalk walk(root.value);
+  while (walk.Next()) {
+    if (search.Matches({walk.names().back(), walk.value()})) {
+      found.push_back({PathBelow(above, walk.names()), walk.value()});
+    }
+  }
   if (context.json) {
     JsonWriter rows;
     rows.BeginArray();

@@ -215,6 +215,30 @@ std::vector<Entry> SortedEntries(CFDictionaryRef dictionary) {
   return entries;
 }
 
+bool EntryWalk::Next() {
+  if (has_entries_) levels_.push_back({SortedEntries(static_cast<CFDictionaryRef>(value_))});
+  while (levels_.back().next == levels_.back().entries.size()) {
+    if (levels_.size() == 1) {
+      has_entries_ = false;
+      return false;
+    }
+    levels_.pop_back();
+  }
+  Level& level = levels_.back();
+  const Entry& entry = level.entries[level.next++];
+  names_.resize(levels_.size() - 1);
+  names_.push_back(entry.name);
+  value_ = entry.value;
+  has_entries_ =
+      IsDictionary(value_) && CFDictionaryGetCount(static_cast<CFDictionaryRef>(value_)) > 0;
+  return true;
+}
+
+Path PathBelow(Path above, const std::vector<CFStringRef>& names) {
+  for (const CFStringRef name : names) above.push_back(ToUtf8(name));
+  return above;
+}
+
 Path PathOf(const KeyPath& key) {
   Path path;
   for (int i = 1; i <= key.count(); ++i) path.push_back(ToUtf8(key.name(i)));

@@ -58,10 +58,38 @@ struct Entry {
 };
 std::vector<Entry> SortedEntries(CFDictionaryRef dictionary);
 
+// Walks the entries of a dictionary and of all dictionaries below it: a key comes before its
+// entries. Uses no stack space for depth. The dictionary must outlive the walk.
+class EntryWalk {
+ public:
+  explicit EntryWalk(CFDictionaryRef tree) { levels_.push_back({SortedEntries(tree)}); }
+
+  // Advances to the next entry; false at the end.
+  bool Next();
+
+  // The names down to the entry, from the dictionary given, and the value there.
+  const std::vector<CFStringRef>& names() const { return names_; }
+  CFPropertyListRef value() const { return value_; }
+  // A value, or a key without entries.
+  bool is_leaf() const { return !has_entries_; }
+
+ private:
+  struct Level {
+    std::vector<Entry> entries;
+    std::size_t next = 0;
+  };
+  std::vector<Level> levels_;
+  std::vector<CFStringRef> names_;
+  CFPropertyListRef value_ = nullptr;
+  bool has_entries_ = false;
+};
+
 // Names from the domain's top level down. Owned here, so it outlives what it was read from.
 using Path = std::vector<std::string>;
 
 Path PathOf(const KeyPath& key);
+// The path `above`, and the names below it.
+Path PathBelow(Path above, const std::vector<CFStringRef>& names);
 
 // The names joined by "/", or a JSON array of them when one of them is empty, holds a "/" or "\\"
 // or what a terminal must not receive, or when what is joined would be taken for an array. It is

@@ -91,7 +91,6 @@ void Model::BuildKeys() {
   struct Level {
     int row;
     std::string joined;
-    CFPropertyListRef base;  // null: the key is new
     bool in_hit;
     std::vector<Child> keys;
     std::size_t next = 0;
@@ -99,7 +98,7 @@ void Model::BuildKeys() {
   std::vector<Level> levels;
   const auto enter = [&](int row, std::string joined, CFPropertyListRef base, bool in_hit) {
     KeyRow& key = keys_[static_cast<std::size_t>(row)];
-    std::vector<Child> keys = ChildrenOf(key.node);
+    std::vector<Child> keys = ChildrenOf(key.node, base);
     std::erase_if(keys, [](const Child& child) { return !IsContainer(child.value); });
     if (!in_hit) {
       std::erase_if(keys, [&](const Child& child) {
@@ -109,7 +108,7 @@ void Model::BuildKeys() {
     }
     Sort(keys, false);
     key.has_keys = !keys.empty();
-    if (key.is_open) levels.push_back({row, std::move(joined), base, in_hit, std::move(keys)});
+    if (key.is_open) levels.push_back({row, std::move(joined), in_hit, std::move(keys)});
   };
   enter(0, "", base(), filter_.empty());
   while (!levels.empty()) {
@@ -120,17 +119,15 @@ void Model::BuildKeys() {
     }
     Child& child = level.keys[level.next++];
     std::string joined = level.joined + child.name + '\0';
-    const CFPropertyListRef was =
-        level.base != nullptr ? FindIn(level.base, {child.name}) : nullptr;
     const int depth = keys_[static_cast<std::size_t>(level.row)].depth + 1;
     const bool in_hit = level.in_hit || hits_.contains(joined);
     // The way to a hit is open.
     const bool is_open = open_.contains(joined) || (!level.in_hit && above_hits_.contains(joined));
     keys_.push_back({level.row, depth, std::move(child.name), child.value, is_open, false, false,
-                     MarkOf(joined, was, child.value)});
+                     MarkOf(joined, child.old, child.value)});
     const int row = static_cast<int>(keys_.size()) - 1;
     if (!picked_.empty()) keys_.back().is_picked = picked_.contains(PathOf(row));
-    enter(row, std::move(joined), was, in_hit);
+    enter(row, std::move(joined), child.old, in_hit);
   }
 }
 
@@ -197,14 +194,14 @@ void Model::FillValues() {
   const bool is_dictionary = IsDictionary(node);
   const std::string joined = Joined(key_path_);
   const bool in_hit = IsInHit(key_path_);
-  std::vector<Child> children = ChildrenOf(node);
+  std::vector<Child> children = ChildrenOf(node, old_node);
   if (is_dictionary) Sort(children, true);
   for (Child& child : children) {
     if (is_dictionary && IsDictionary(child.value)) continue;
     const std::string place = joined + child.name + '\0';
     if (!in_hit && !hits_.contains(place)) continue;
-    const CFPropertyListRef was = FindIn(old_node, {child.name});
-    values_.push_back({std::move(child.name), child.value, false, MarkOf(place, was, child.value)});
+    values_.push_back(
+        {std::move(child.name), child.value, false, MarkOf(place, child.old, child.value)});
     if (!picked_.empty()) {
       values_.back().is_picked =
           picked_.contains(PathOfValue(static_cast<int>(values_.size()) - 1));

@@ -110,33 +110,6 @@ struct Entries {
   std::vector<const void*> names, values;
 };
 
-void Compare(Path& path, CFDictionaryRef before, CFDictionaryRef after,
-             std::vector<Change>& changes) {
-  const auto add = [&](CFPropertyListRef old_value, CFPropertyListRef new_value) {
-    changes.push_back({path, Value::Retaining(old_value), Value::Retaining(new_value)});
-  };
-  const Entries olds(before);
-  for (std::size_t i = 0; i < olds.names.size(); ++i) {
-    const CFPropertyListRef old_value = olds.values[i];
-    const CFPropertyListRef new_value = CFDictionaryGetValue(after, olds.names[i]);
-    if (old_value == new_value) continue;
-    path.push_back(NameText(static_cast<CFStringRef>(olds.names[i])));
-    if (IsDictionary(old_value) && IsDictionary(new_value)) {
-      Compare(path, AsDictionary(old_value), AsDictionary(new_value), changes);
-    } else if (!IsSameValue(old_value, new_value)) {
-      add(old_value, new_value);
-    }
-    path.pop_back();
-  }
-  const Entries news(after);
-  for (std::size_t i = 0; i < news.names.size(); ++i) {
-    if (CFDictionaryGetValue(before, news.names[i]) != nullptr) continue;
-    path.push_back(NameText(static_cast<CFStringRef>(news.names[i])));
-    add(nullptr, news.values[i]);
-    path.pop_back();
-  }
-}
-
 }  // namespace
 
 Tree EmptyTree() {
@@ -165,15 +138,23 @@ std::optional<CAtlString> NameUnits(const std::string& name) {
   return CAtlString(std::u16string_view(units));
 }
 
-std::vector<Child> ChildrenOf(CFPropertyListRef container) {
+std::vector<Child> ChildrenOf(CFPropertyListRef container, CFPropertyListRef old) {
   std::vector<Child> children;
   if (const CFArrayRef array = AsArray(container)) {
+    const CFArrayRef old_array = AsArray(old);
+    const CFIndex old_count = old_array != nullptr ? CFArrayGetCount(old_array) : 0;
     for (CFIndex i = 0; i < CFArrayGetCount(array); ++i) {
-      children.push_back({std::to_string(i), CFArrayGetValueAtIndex(array, i)});
+      children.push_back({std::to_string(i), CFArrayGetValueAtIndex(array, i),
+                          i < old_count ? CFArrayGetValueAtIndex(old_array, i) : nullptr});
     }
   } else if (const CFDictionaryRef dictionary = AsDictionary(container)) {
+    const CFDictionaryRef old_dictionary = AsDictionary(old);
     for (const Entry& entry : SortedEntries(dictionary)) {
-      children.push_back({NameText(entry.name), entry.value});
+      const CFPropertyListRef old_value = old_dictionary == dictionary ? entry.value
+                                          : old_dictionary != nullptr
+                                              ? CFDictionaryGetValue(old_dictionary, entry.name)
+                                              : nullptr;
+      children.push_back({NameText(entry.name), entry.value, old_value});
     }
   }
   return children;
@@ -191,8 +172,14 @@ Tree WithValue(CFDictionaryRef tree, const Path& path, CFPropertyListRef value) 
 
 std::vector<Change> ChangesBetween(CFDictionaryRef before, CFDictionaryRef after) {
   std::vector<Change> changes;
-  Path path;
-  if (before != after) Compare(path, before, after, changes);
+  if (before == after) return changes;
+  DifferenceWalk walk(before, after);
+  while (walk.Next()) {
+    Path path;
+    for (const CFStringRef name : walk.names()) path.push_back(NameText(name));
+    changes.push_back(
+        {std::move(path), Value::Retaining(walk.before()), Value::Retaining(walk.after())});
+  }
   std::sort(changes.begin(), changes.end(),
             [](const Change& a, const Change& b) { return a.path < b.path; });
   return changes;
@@ -238,15 +225,8 @@ std::size_t SizeOf(CFPropertyListRef value, KnownSizes& known) {
 
 std::size_t CountBelow(CFDictionaryRef tree) {
   std::size_t count = 0;
-  std::vector<CFDictionaryRef> pending = {tree};
-  while (!pending.empty()) {
-    const Entries entries(pending.back());
-    pending.pop_back();
-    count += entries.values.size();
-    for (const void* value : entries.values) {
-      if (IsDictionary(value)) pending.push_back(AsDictionary(value));
-    }
-  }
+  EntryWalk walk(tree);
+  while (walk.Next()) ++count;
   return count;
 }
 

@@ -33,13 +33,15 @@ std::string NameText(const CAtlString& name);
 // The name that NameText gave; nothing when it is not UTF-8.
 std::optional<CAtlString> NameUnits(const std::string& name);
 
-// The entries of a container, in the order of the names' UTF-16 units or of the indices. The
-// container owns the values. Empty for anything else.
+// The entries of a container, in the order of the names' UTF-16 units or of the indices; empty for
+// anything else. `old` is the container from before changes, and may be null; where it is the same
+// object nothing is looked up. The containers own the values.
 struct Child {
   std::string name;
   CFPropertyListRef value;
+  CFPropertyListRef old = nullptr;  // the value of this name in `old`; null if missing
 };
-std::vector<Child> ChildrenOf(CFPropertyListRef container);
+std::vector<Child> ChildrenOf(CFPropertyListRef container, CFPropertyListRef old = nullptr);
 
 // The value at the path (the tree itself for an empty one), owned by the tree; null if missing.
 CFPropertyListRef FindIn(CFPropertyListRef tree, const Path& path);
