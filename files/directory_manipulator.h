@@ -26,7 +26,7 @@ class CDirectoryManipulator {
   // Removes an empty folder; TRUE when nothing exists at the path.
   static BOOL RemoveDirectory(const COrvikDirectoryPath& folder);
 
-  // Deletes the files (not the subfolders) whose names match the pattern (wildcard.h: "*.log" does
+  // Deletes the files (not the subfolders) whose names match the pattern (path_text.h: "*.log" does
   // not match "a.b.log"). Goes on after a failure; TRUE only when every deletion succeeded, and
   // when there was nothing to delete. FALSE when the folder cannot be listed.
   static BOOL RemoveFilesFromDirectory(const COrvikDirectoryPath& folder,

@@ -104,7 +104,7 @@ class COrvikDirectoryPath {
   static void SetTempFileDirectoryPath(const COrvikDirectoryPath& folder);
   static COrvikDirectoryPath GetTempFileDirectoryPath();
 
-  // Append the entries whose names match the pattern (wildcard.h). Names are matched and given in
+  // Append the entries whose names match the pattern (path_text.h). Names are matched and given in
   // Unicode's composed form; where a second entry has that very name on disk, the name is given as
   // it is spelled on disk. A "\" in a name on disk is given as the unit U+DC5C, because a path has
   // none, so that every path given here leads to its file. A link is not a folder, whatever it

@@ -277,7 +277,7 @@ TEST_F(BrowseTest, KeepsTheTextOfAnEditorThatFails) {
   EXPECT_TRUE(Shows("the text is kept in"));
   bool is_kept = false;
   for (const std::string& name : NamesIn(env_.temp())) {
-    is_kept |= ReadFile(env_.temp() / name) == "[1, \"two\"]\n";
+    is_kept |= ReadFile(env_.temp() / name / "orvikprefs.json") == "[1, \"two\"]\n";
   }
   EXPECT_TRUE(is_kept);
 }

@@ -17,7 +17,6 @@
 #include "host/descriptor.h"
 #include "host/file_place.h"
 #include "host/node_copy.h"
-#include "host/regular_file.h"
 #include "host/replace_file.h"
 #include "host/staged_file.h"
 #include "host/tree_removal.h"
