@@ -5,9 +5,14 @@
 #include <utility>
 
 #include "platform/core_foundation/base.h"
-#include "prefs/platform_reference.h"
+#include "strings/platform_reference.h"
 
 namespace [[gnu::visibility("default")]] orvik {
+
+template <class Ref>
+class CAutoCFRelease;
+template <class Ref>
+inline constexpr bool kIsPlatformReference<CAutoCFRelease<Ref>> = kIsPlatformReference<Ref>;
 
 // Owns one reference to a platform object (a number, string, data, URL, dictionary or any other
 // value) and releases it at the end of the scope. Moves; does not copy.

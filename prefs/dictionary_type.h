@@ -2,7 +2,7 @@
 #pragma once
 
 #include "platform/core_foundation/base.h"
-#include "prefs/platform_reference.h"
+#include "strings/platform_reference.h"
 
 namespace [[gnu::visibility("default")]] orvik {
 

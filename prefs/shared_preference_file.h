@@ -15,7 +15,7 @@
 #include "platform/core_foundation/property_list.h"
 #include "platform/core_foundation/string.h"
 #include "platform/core_foundation/url.h"
-#include "prefs/platform_reference.h"
+#include "strings/platform_reference.h"
 
 namespace orvik {
 

@@ -20,7 +20,7 @@
 #include "platform/core_foundation/dictionary.h"
 #include "prefs/auto_release.h"
 #include "prefs/key_path.h"
-#include "prefs/platform_reference.h"
+#include "strings/platform_reference.h"
 #include "prefs/pref_status.h"
 #include "strings/atl_string.h"
 

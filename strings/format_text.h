@@ -24,23 +24,15 @@
 #include <string_view>
 #include <type_traits>
 
+#include "strings/platform_reference.h"
 #include "strings/text_view.h"
 #include "text/format_spec.h"
 
 namespace [[gnu::visibility("default")]] orvik {
 
-class NSObject;
-class NSString;
-
 template <typename T>
 concept FormatNumber = std::is_arithmetic_v<T> ||
     (std::is_enum_v<T>&& std::is_convertible_v<T, std::intmax_t>);
-// A string of the platform, of which the name is enough, or another class under the root class.
-template <typename T>
-concept PlatformObject = std::same_as<std::remove_cv_t<T>, NSString> || requires {
-  sizeof(T);
-  requires std::is_base_of_v<NSObject, T>;
-};
 template <typename T>
 concept FormatPointer = std::same_as<T, std::nullptr_t> ||
     (std::is_pointer_v<T> && !std::is_function_v<std::remove_pointer_t<T>>);
@@ -56,29 +48,28 @@ concept Formattable =
                            FormatPointer<std::decay_t<const T>>);
 
 template <Formattable T>
-consteval FormatArgument::Kind FormatKindOf() {
-  using Kind = FormatArgument::Kind;
+consteval FormatType FormatTypeOf() {
   // A null pointer is wide text, too.
   // NOLINTNEXTLINE(bugprone-branch-clone)
   if constexpr (IsTextOf<T, char16_t>) {
-    return Kind::kWide;
+    return FormatType::kWide;
   } else if constexpr (IsTextOf<T, char>) {
-    return Kind::kNarrow;
+    return FormatType::kNarrow;
   } else if constexpr (std::same_as<T, long double>) {
-    return Kind::kLongReal;
+    return FormatType::kLongReal;
   } else if constexpr (std::is_floating_point_v<T>) {
-    return Kind::kReal;
+    return FormatType::kReal;
   } else if constexpr (std::same_as<T, char>) {
-    return Kind::kByte;
+    return FormatType::kByte;
   } else if constexpr (std::same_as<T, char16_t>) {
-    return Kind::kUnit;
+    return FormatType::kUnit;
   } else if constexpr (FormatNumber<T>) {
-    return sizeof(T) > sizeof(int) ? Kind::kLongInteger : Kind::kInteger;
+    return sizeof(T) > sizeof(int) ? FormatType::kLongLong : FormatType::kInt;
   } else if constexpr (std::same_as<T, std::nullptr_t>) {
-    return Kind::kWide;
+    return FormatType::kWide;
   } else {
     using Target = std::remove_pointer_t<std::decay_t<const T>>;
-    return PlatformObject<Target> ? Kind::kObject : Kind::kPointer;
+    return PlatformObject<Target> ? FormatType::kObject : FormatType::kPointer;
   }
 }
 
@@ -98,23 +89,23 @@ constexpr std::basic_string_view<Unit> GivenText(const Text& text) {
 // Valid as long as what it was made of.
 template <Formattable T>
 FormatArgument FormatArgumentOf(const T& value) {
-  constexpr FormatArgument::Kind kKind = FormatKindOf<T>();
+  constexpr FormatType kType = FormatTypeOf<T>();
   if constexpr (std::same_as<T, std::nullptr_t>) {
-    return FormatArgument::Pointer(kKind, nullptr);
-  } else if constexpr (kKind == FormatArgument::Kind::kWide) {
+    return FormatArgument::Pointer(kType, nullptr);
+  } else if constexpr (kType == FormatType::kWide) {
     const auto text = GivenText<char16_t>(value);
-    return FormatArgument::Pointer(kKind, text.data(), text.size());
-  } else if constexpr (kKind == FormatArgument::Kind::kNarrow) {
+    return FormatArgument::Pointer(kType, text.data(), text.size());
+  } else if constexpr (kType == FormatType::kNarrow) {
     const auto text = GivenText<char>(value);
-    return FormatArgument::Pointer(kKind, text.data(), text.size());
-  } else if constexpr (kKind == FormatArgument::Kind::kLongReal) {
-    return FormatArgument::Pointer(kKind, &value);
-  } else if constexpr (kKind == FormatArgument::Kind::kReal) {
+    return FormatArgument::Pointer(kType, text.data(), text.size());
+  } else if constexpr (kType == FormatType::kLongReal) {
+    return FormatArgument::Pointer(kType, &value);
+  } else if constexpr (kType == FormatType::kReal) {
     return FormatArgument::Real(value);
   } else if constexpr (FormatNumber<T>) {
-    return FormatArgument::Integer(kKind, static_cast<std::intmax_t>(value));
+    return FormatArgument::Integer(kType, static_cast<std::intmax_t>(value));
   } else {
-    return FormatArgument::Pointer(kKind, value);
+    return FormatArgument::Pointer(kType, value);
   }
 }
 
@@ -128,9 +119,8 @@ class FormatText {
   // NOLINTBEGIN(google-explicit-constructor)
   template <std::size_t kSize>
   consteval FormatText(const Unit (&literal)[kSize]) : text_(literal) {
-    constexpr std::array<FormatArgument::Kind, sizeof...(Arguments)> kKinds{
-        FormatKindOf<Arguments>()...};
-    if (!FormatFits<Unit>(text_, kKinds)) FormatDoesNotFitItsArguments();
+    constexpr std::array<FormatType, sizeof...(Arguments)> kTypes{FormatTypeOf<Arguments>()...};
+    if (!FormatFits<Unit>(text_, kTypes)) FormatDoesNotFitItsArguments();
   }
   // Formats that are known only when the program runs.
   template <std::size_t kSize>

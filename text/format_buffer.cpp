@@ -73,27 +73,27 @@ bool IsSigned(char16_t conversion) {
   return conversion == 'd' || conversion == 'D' || conversion == 'i';
 }
 
-// An integer argument as its conversion takes it.
-std::intmax_t Signed(std::intmax_t value, FormatLength length) {
-  if (length == FormatLength::kHalfHalf) return static_cast<signed char>(value);
-  if (length == FormatLength::kHalf) return static_cast<short>(value);
-  if (length == FormatLength::kSize) return static_cast<std::ptrdiff_t>(value);
+// An integer as a value of its type.
+std::intmax_t Signed(std::intmax_t value, FormatType type) {
+  if (type == FormatType::kChar) return static_cast<signed char>(value);
+  if (type == FormatType::kShort) return static_cast<short>(value);
+  if (type == FormatType::kSize) return static_cast<std::ptrdiff_t>(value);
   return value;
 }
 
-// The bits that an argument of the length has: it came with its sign.
-std::uintmax_t Unsigned(std::intmax_t value, FormatLength length) {
-  switch (length) {
-    case FormatLength::kHalfHalf:
+// The bits that a value of the type has: it came with its sign.
+std::uintmax_t Unsigned(std::intmax_t value, FormatType type) {
+  switch (type) {
+    case FormatType::kChar:
       return static_cast<unsigned char>(value);
-    case FormatLength::kHalf:
+    case FormatType::kShort:
       return static_cast<unsigned short>(value);
-    case FormatLength::kNone:
+    case FormatType::kInt:
       return static_cast<unsigned>(value);
-    case FormatLength::kLong:
+    case FormatType::kLong:
       return static_cast<unsigned long>(value);
-    case FormatLength::kSize:
-    case FormatLength::kDifference:
+    case FormatType::kSize:
+    case FormatType::kDifference:
       return static_cast<std::size_t>(value);
     default:
       return static_cast<std::uintmax_t>(value);
@@ -223,14 +223,15 @@ bool PutRealOf(FormatBuffer& out, const FormatSpec& spec, Value value) {
 
 }  // namespace
 
-bool PutInteger(FormatBuffer& out, const FormatSpec& spec, std::intmax_t argument) {
+bool PutInteger(FormatBuffer& out, const FormatSpec& spec, std::intmax_t argument,
+                FormatType type) {
   constexpr size_t kLongestPrefix = 2;
   char buffer[3 * sizeof(std::uintmax_t) + kLongestPrefix];
   char* const end = buffer + sizeof buffer;
   std::string_view prefix;
   std::uintmax_t magnitude;
   if (IsSigned(spec.conversion)) {
-    const std::intmax_t value = Signed(argument, spec.length);
+    const std::intmax_t value = Signed(argument, type);
     magnitude = static_cast<std::uintmax_t>(value);
     if (value < 0) {
       magnitude = 0 - magnitude;
@@ -241,7 +242,7 @@ bool PutInteger(FormatBuffer& out, const FormatSpec& spec, std::intmax_t argumen
       prefix = " ";
     }
   } else {
-    magnitude = Unsigned(argument, spec.length);
+    magnitude = Unsigned(argument, type);
     if (spec.alternative && magnitude != 0) {
       if (spec.conversion == 'x') prefix = "0x";
       if (spec.conversion == 'X') prefix = "0X";

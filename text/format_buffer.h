@@ -57,8 +57,8 @@ namespace orvik {
 // Numbers in the form that a conversion asks for, appended to a result; false when that would
 // become too long.
 
-// The argument is cut to the conversion's length and taken as signed or not as it says.
-bool PutInteger(FormatBuffer& out, const FormatSpec& spec, std::intmax_t argument);
+// The argument is cut to its type and taken as signed or not as the conversion says.
+bool PutInteger(FormatBuffer& out, const FormatSpec& spec, std::intmax_t argument, FormatType type);
 // By "d", "u" or "x", without flags, width and precision.
 bool PutPlainInteger(FormatBuffer& out, std::uintmax_t magnitude, bool is_negative,
                      char16_t conversion);

@@ -1,64 +1,86 @@
 // The arguments and the conversions of a format, and whether they fit.
+//
+// The parser stands here because literals are checked when they are compiled.
 #pragma once
 
 #include <cstddef>
 #include <cstdint>
+#include <iterator>
 #include <span>
 #include <string_view>
 #include <type_traits>
 
 namespace [[gnu::visibility("default")]] orvik {
 
-// One argument of a format, with its type.
-struct FormatArgument {
-  enum class Kind : unsigned char {
-    kInteger,      // as large as an int, or smaller
-    kLongInteger,  // larger
-    kByte,         // a char
-    kUnit,         // a char16_t
-    kReal,
-    kLongReal,  // the pointer leads to a long double
-    kNarrow,    // a text in Mac OS Roman; null is "(null)"
-    kWide,      // a text in UTF-16; null is "(null)"
-    kObject,    // a platform object, or null
-    kPointer,
-  };
-
-  static constexpr FormatArgument Integer(Kind kind, std::intmax_t value) {
-    FormatArgument argument{kind, 0, {}};
-    argument.integer = value;
-    return argument;
-  }
-  static constexpr FormatArgument Real(double value) {
-    FormatArgument argument{Kind::kReal, 0, {}};
-    argument.real = value;
-    return argument;
-  }
-  static constexpr FormatArgument Pointer(Kind kind, const void* value, std::size_t length = 0) {
-    FormatArgument argument{kind, length, {}};
-    argument.pointer = value;
-    return argument;
-  }
-
-  Kind kind;
-  std::size_t length;  // units of a text
-  union {
-    std::intmax_t integer;
-    double real;
-    const void* pointer;
-  };
-};
-
-enum class FormatLength {
-  kNone,
-  kHalfHalf,
-  kHalf,
+// What an argument is, and what a conversion takes.
+enum class FormatType : unsigned char {
+  kNone,  // "%%", and text that is no conversion
+  // Integers. A conversion cuts its argument to char and short, which C passes as int.
+  kChar,
+  kShort,
+  kInt,
   kLong,
   kLongLong,
   kSize,
   kDifference,
   kMaximum,
-  kLongDouble
+  kByte,  // a character of Mac OS Roman
+  kUnit,  // a UTF-16 unit
+  kReal,
+  kLongReal,
+  kNarrow,  // a text in Mac OS Roman; null is "(null)"
+  kWide,    // a text in UTF-16; null is "(null)"
+  kObject,  // a platform object, or null
+  kPointer,
+};
+
+constexpr bool IsIntegerType(FormatType type) {
+  return type >= FormatType::kChar && type <= FormatType::kUnit;
+}
+constexpr bool IsRealType(FormatType type) {
+  return type == FormatType::kReal || type == FormatType::kLongReal;
+}
+constexpr bool IsTextType(FormatType type) {
+  return type == FormatType::kNarrow || type == FormatType::kWide;
+}
+
+// Whether a conversion of the type `wanted` can show an argument of the type `given`.
+constexpr bool TakesArgument(FormatType wanted, FormatType given) {
+  if (wanted == FormatType::kPointer) return given >= FormatType::kNarrow;
+  if (wanted == FormatType::kObject) return IsTextType(given) || given == FormatType::kObject;
+  return (IsIntegerType(wanted) && IsIntegerType(given)) ||
+         (IsRealType(wanted) && IsRealType(given)) || (IsTextType(wanted) && IsTextType(given));
+}
+
+// One argument with its type.
+struct FormatArgument {
+  // The length of a text that ends with a 0 unit.
+  static constexpr std::size_t kTerminated = static_cast<std::size_t>(-1);
+
+  static constexpr FormatArgument Integer(FormatType type, std::intmax_t value) {
+    FormatArgument argument{type, 0, {}};
+    argument.integer = value;
+    return argument;
+  }
+  static constexpr FormatArgument Real(double value) {
+    FormatArgument argument{FormatType::kReal, 0, {}};
+    argument.real = value;
+    return argument;
+  }
+  static constexpr FormatArgument Pointer(FormatType type, const void* value,
+                                          std::size_t length = 0) {
+    FormatArgument argument{type, length, {}};
+    argument.pointer = value;
+    return argument;
+  }
+
+  FormatType type;
+  std::size_t length;  // units of a text
+  union {
+    std::intmax_t integer;
+    double real;
+    const void* pointer;  // of kLongReal: to a long double
+  };
 };
 
 // "%[n$][flags][width][.precision][length]conversion"
@@ -81,55 +103,54 @@ struct FormatSpec {
   int precision_position = kNextArgument;
 
   int position = kNextArgument;
-  FormatLength length = FormatLength::kNone;
+  FormatType type = FormatType::kNone;
   char16_t conversion = 0;  // 0: the format ended within the conversion
 };
 
-// What kind of argument a conversion takes.
-enum class FormatClass { kNone, kInteger, kReal, kText, kObject, kPointer };
+namespace format_tags {
 
-// kNone for "%%" and for what is no conversion.
-constexpr FormatClass ClassOf(char16_t conversion) {
-  switch (conversion) {
-    case 'd':
-    case 'D':
-    case 'i':
-    case 'u':
-    case 'U':
-    case 'x':
-    case 'X':
-    case 'o':
-    case 'O':
-    case 'c':
-    case 'C':
-      return FormatClass::kInteger;
-    case 'e':
-    case 'E':
-    case 'f':
-    case 'F':
-    case 'g':
-    case 'G':
-    case 'a':
-    case 'A':
-      return FormatClass::kReal;
-    case 's':
-    case 'S':
-      return FormatClass::kText;
-    case '@':
-      return FormatClass::kObject;
-    case 'p':
-      return FormatClass::kPointer;
-    default:
-      return FormatClass::kNone;
+// The letters of conversions that take arguments of one kind.
+inline constexpr std::string_view kLetters[] = {"dDiuUxXoO", "c", "C", "eEfFgGaA",
+                                                "s",         "S", "@", "p"};
+// The length letters in their rows of the table; "hh" and "ll" are the rows behind "h" and "l".
+inline constexpr std::string_view kLengths = " h_l_Lztj";
+
+// The type for each length and kind of letter.
+using enum FormatType;
+inline constexpr FormatType kTypes[9][8] = {
+    {kInt, kByte, kUnit, kReal, kNarrow, kWide, kObject, kPointer},
+    {kShort, kByte, kByte, kReal, kNarrow, kNarrow, kObject, kPointer},       // h
+    {kChar, kByte, kUnit, kReal, kNarrow, kWide, kObject, kPointer},          // hh
+    {kLong, kUnit, kUnit, kReal, kWide, kWide, kObject, kPointer},            // l
+    {kLongLong, kByte, kUnit, kReal, kNarrow, kWide, kObject, kPointer},      // ll, q
+    {kLongLong, kByte, kUnit, kLongReal, kNarrow, kWide, kObject, kPointer},  // L
+    {kSize, kByte, kUnit, kReal, kNarrow, kWide, kObject, kPointer},          // z
+    {kDifference, kByte, kUnit, kReal, kNarrow, kWide, kObject, kPointer},    // t
+    {kMaximum, kByte, kUnit, kReal, kNarrow, kWide, kObject, kPointer},       // j
+};
+
+constexpr FormatType TypeOf(unsigned letter, std::size_t length) {
+  for (std::size_t kind = 0; letter < 0x80 && kind < std::size(kLetters); ++kind) {
+    if (kLetters[kind].find(static_cast<char>(letter)) != std::string_view::npos) {
+      return kTypes[length][kind];
+    }
   }
+  return kNone;
 }
+
+}  // namespace format_tags
 
 // Reads the conversion whose "%" is just before `index`, which is moved behind it.
 template <class Unit>
-constexpr FormatSpec ParseFormatSpec(std::basic_string_view<Unit> format, size_t& index) {
+constexpr FormatSpec ParseFormatSpec(std::basic_string_view<Unit> format, std::size_t& index) {
   FormatSpec spec;
   const auto at = [&]() -> unsigned {
     return index < format.size() ? static_cast<std::make_unsigned_t<Unit>>(format[index]) : 0u;
+  };
+  const auto takes = [&](char letter) {
+    const bool is_there = at() == static_cast<unsigned char>(letter);
+    if (is_there) ++index;
+    return is_there;
   };
   const auto number = [&] {
     int value = 0;
@@ -142,142 +163,77 @@ constexpr FormatSpec ParseFormatSpec(std::basic_string_view<Unit> format, size_t
   };
   // A number followed by "$"; else nothing is read.
   const auto position = [&] {
-    const size_t start = index;
+    const std::size_t start = index;
     const int value = number();
-    if (value > 0 && at() == '$') {
-      ++index;
-      return value;
-    }
+    if (value > 0 && takes('$')) return value;
     index = start;
     return FormatSpec::kNextArgument;
   };
 
   if (at() >= '1' && at() <= '9') spec.position = position();
   for (bool is_flag = true; is_flag;) {
-    switch (at()) {
-      case '-':
-        spec.left = true;
-        break;
-      case '+':
-        spec.plus = true;
-        break;
-      case ' ':
-        spec.space = true;
-        break;
-      case '0':
-        spec.zero = true;
-        break;
-      case '#':
-        spec.alternative = true;
-        break;
-      case '\'':
-        break;
-      default:
-        is_flag = false;
-    }
-    if (is_flag) ++index;
+    is_flag = false;
+    if (takes('-')) is_flag = spec.left = true;
+    if (takes('+')) is_flag = spec.plus = true;
+    if (takes(' ')) is_flag = spec.space = true;
+    if (takes('0')) is_flag = spec.zero = true;
+    if (takes('#')) is_flag = spec.alternative = true;
+    if (takes('\'')) is_flag = true;
   }
-  if (at() == '*') {
-    ++index;
+  if (takes('*')) {
     spec.width_is_argument = true;
     spec.width_position = position();
   } else if (at() >= '1' && at() <= '9') {
     spec.width = number();
   }
-  if (at() == '.') {
-    ++index;
-    if (at() == '*') {
-      ++index;
-      spec.precision_is_argument = true;
+  if (takes('.')) {
+    spec.precision_is_argument = takes('*');
+    if (spec.precision_is_argument) {
       spec.precision_position = position();
     } else {
       spec.precision = number();
     }
   }
-  for (bool is_length = true; is_length;) {
-    switch (at()) {
-      case 'h':
-        spec.length =
-            spec.length == FormatLength::kHalf ? FormatLength::kHalfHalf : FormatLength::kHalf;
-        break;
-      case 'l':
-        spec.length =
-            spec.length == FormatLength::kLong ? FormatLength::kLongLong : FormatLength::kLong;
-        break;
-      case 'q':
-        spec.length = FormatLength::kLongLong;
-        break;
-      case 'L':
-        spec.length = FormatLength::kLongDouble;
-        break;
-      case 'z':
-        spec.length = FormatLength::kSize;
-        break;
-      case 't':
-        spec.length = FormatLength::kDifference;
-        break;
-      case 'j':
-        spec.length = FormatLength::kMaximum;
-        break;
-      default:
-        is_length = false;
-    }
-    if (is_length) ++index;
+  // The last length letter counts, or the last two when they are "hh" or "ll".
+  std::size_t length = 0;
+  for (;; ++index) {
+    const unsigned letter = at() == 'q' ? 'l' : at();
+    const std::size_t row = letter > ' ' && letter < 0x80
+                                ? format_tags::kLengths.find(static_cast<char>(letter))
+                                : std::string_view::npos;
+    if (row == std::string_view::npos || letter == '_') break;
+    const bool is_double = at() == 'q' || (length == row && (letter == 'h' || letter == 'l'));
+    length = is_double ? row + 1 : row;
   }
   if (index < format.size()) {
     spec.conversion = static_cast<char16_t>(at());
+    spec.type = format_tags::TypeOf(at(), length);
     ++index;
   }
   return spec;
 }
 
-// Which arguments a format takes.
-
-constexpr bool TakesArgument(FormatClass format_class, FormatArgument::Kind kind) {
-  using Kind = FormatArgument::Kind;
-  switch (format_class) {
-    case FormatClass::kInteger:
-      return kind <= Kind::kUnit;
-    case FormatClass::kReal:
-      return kind == Kind::kReal || kind == Kind::kLongReal;
-    case FormatClass::kText:
-      return kind == Kind::kNarrow || kind == Kind::kWide;
-    case FormatClass::kObject:
-      return kind == Kind::kNarrow || kind == Kind::kWide || kind == Kind::kObject;
-    case FormatClass::kPointer:
-      return kind >= Kind::kNarrow && kind <= Kind::kPointer;
-    case FormatClass::kNone:
-      break;
-  }
-  return false;
-}
-
-// Whether the format can be carried out with arguments of these kinds: each that it names is there
+// Whether the format can be carried out with arguments of these types: each that it names is there
 // and of a type that the conversion takes. Positions may leave some out, and are given to all
 // arguments or to none.
 template <class Unit>
-constexpr bool FormatFits(std::basic_string_view<Unit> format,
-                          std::span<const FormatArgument::Kind> kinds) {
+constexpr bool FormatFits(std::basic_string_view<Unit> format, std::span<const FormatType> given) {
   std::size_t next = 0;
   bool has_positions = false;
-  const auto takes = [&](int position, FormatClass format_class) {
-    if (position != FormatSpec::kNextArgument) {
-      has_positions = true;
-      const auto index = static_cast<std::size_t>(position) - 1;
-      return index < kinds.size() && TakesArgument(format_class, kinds[index]);
-    }
-    const std::size_t index = next++;
-    return index < kinds.size() && TakesArgument(format_class, kinds[index]);
+  const auto takes = [&](int position, FormatType wanted) {
+    const bool has_position = position != FormatSpec::kNextArgument;
+    has_positions = has_positions || has_position;
+    const std::size_t index = has_position ? static_cast<std::size_t>(position) - 1 : next++;
+    return index < given.size() && TakesArgument(wanted, given[index]);
   };
   for (std::size_t index = 0; (index = format.find(Unit{'%'}, index)) != format.npos;) {
     const FormatSpec spec = ParseFormatSpec(format, ++index);
-    const FormatClass format_class = ClassOf(spec.conversion);
-    if (format_class == FormatClass::kNone) continue;
-    if (spec.width_is_argument && !takes(spec.width_position, FormatClass::kInteger)) return false;
-    if (spec.precision_is_argument && !takes(spec.precision_position, FormatClass::kInteger)) {
+    if (spec.type == FormatType::kNone) continue;
+    if (spec.width_is_argument && !takes(spec.width_position, FormatType::kInt)) return false;
+    if (spec.precision_is_argument && !takes(spec.precision_position, FormatType::kInt)) {
       return false;
     }
-    if (!takes(spec.position, format_class)) return false;
+    if (!takes(spec.position, spec.type)) return false;
   }
   return !has_positions || next == 0;
 }

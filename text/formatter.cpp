@@ -1,7 +1,7 @@
 #include "text/formatter.h"
 
 #include <cstdint>
-#include <cstring>
+#include <forward_list>
 #include <string_view>
 #include <vector>
 
@@ -15,58 +15,49 @@ namespace {
 
 constexpr int kMaximumPositions = 4096;
 
-enum class ArgumentKind {
-  kNone,
-  kInt,
-  kLong,
-  kLongLong,
-  kSize,
-  kDifference,
-  kMaximum,
-  kDouble,
-  kLongDouble,
-  kPointer,
-};
-
-struct ArgumentValue {
-  union {
-    std::intmax_t integer;
-    double real;
-    const void* pointer;
-  };
-  long double long_real;
-  const FormatArgument* typed = nullptr;  // in place of the others
-};
-
 // Arguments with their types, in any order.
 class TypedArguments {
  public:
   explicit TypedArguments(std::span<const FormatArgument> arguments) : arguments_(arguments) {}
 
-  ArgumentValue Next(ArgumentKind) { return At(++last_); }
+  // Whatever the conversion takes: the argument knows its type.
+  FormatArgument Next(FormatType) { return At(++last_); }
   // The next argument, which Skip then passes; null behind the last one.
   const FormatArgument* Peek() const {
     const auto index = static_cast<size_t>(last_);
     return index < arguments_.size() ? &arguments_[index] : nullptr;
   }
   void Skip() { ++last_; }
-  ArgumentValue At(int position) const {
-    ArgumentValue value;
+  // No conversion takes a missing argument.
+  FormatArgument At(int position) const {
     const auto index = static_cast<size_t>(position) - 1;
-    value.typed = index < arguments_.size() ? &arguments_[index] : &kMissing;
-    return value;
+    return index < arguments_.size() ? arguments_[index]
+                                     : FormatArgument::Pointer(FormatType::kNone, nullptr);
   }
 
  private:
-  // No conversion takes it.
-  static constexpr FormatArgument kMissing =
-      FormatArgument::Pointer(static_cast<FormatArgument::Kind>(-1), nullptr);
-
   std::span<const FormatArgument> arguments_;
   int last_ = 0;
 };
 
-// The argument list, read in order.
+// The type as which C passes an argument.
+FormatType PassedType(FormatType type) {
+  switch (type) {
+    case FormatType::kChar:
+    case FormatType::kShort:
+    case FormatType::kByte:
+    case FormatType::kUnit:
+      return FormatType::kInt;
+    case FormatType::kNarrow:
+    case FormatType::kWide:
+    case FormatType::kObject:
+      return FormatType::kPointer;
+    default:
+      return type;
+  }
+}
+
+// An argument list of C, read in order. Conversions say the types.
 class ArgumentReader {
  public:
   explicit ArgumentReader(std::va_list arguments) { va_copy(list_, arguments); }
@@ -74,79 +65,36 @@ class ArgumentReader {
   ArgumentReader(const ArgumentReader&) = delete;
   ArgumentReader& operator=(const ArgumentReader&) = delete;
 
-  ArgumentValue Next(ArgumentKind kind) {
-    ArgumentValue value;
-    switch (kind) {
-      case ArgumentKind::kNone:
-        value.integer = 0;
-        break;
-      case ArgumentKind::kInt:
-        value.integer = va_arg(list_, int);
-        break;
-      case ArgumentKind::kLong:
-        value.integer = va_arg(list_, long);
-        break;
-      case ArgumentKind::kLongLong:
-        value.integer = va_arg(list_, long long);
-        break;
-      case ArgumentKind::kDifference:
-        value.integer = va_arg(list_, std::ptrdiff_t);
-        break;
-      case ArgumentKind::kSize:
-        value.integer = static_cast<std::intmax_t>(va_arg(list_, std::size_t));
-        break;
-      case ArgumentKind::kMaximum:
-        value.integer = va_arg(list_, std::intmax_t);
-        break;
-      case ArgumentKind::kDouble:
-        value.real = va_arg(list_, double);
-        break;
-      case ArgumentKind::kLongDouble:
-        value.long_real = va_arg(list_, long double);
-        break;
-      case ArgumentKind::kPointer:
-        value.pointer = va_arg(list_, const void*);
-        break;
+  FormatArgument Next(FormatType type) {
+    switch (PassedType(type)) {
+      case FormatType::kInt:
+        return FormatArgument::Integer(type, va_arg(list_, int));
+      case FormatType::kLong:
+        return FormatArgument::Integer(type, va_arg(list_, long));
+      case FormatType::kLongLong:
+        return FormatArgument::Integer(type, va_arg(list_, long long));
+      case FormatType::kDifference:
+        return FormatArgument::Integer(type, va_arg(list_, std::ptrdiff_t));
+      case FormatType::kSize:
+        return FormatArgument::Integer(type,
+                                       static_cast<std::intmax_t>(va_arg(list_, std::size_t)));
+      case FormatType::kMaximum:
+        return FormatArgument::Integer(type, va_arg(list_, std::intmax_t));
+      case FormatType::kReal:
+        return FormatArgument::Real(va_arg(list_, double));
+      case FormatType::kLongReal:
+        return FormatArgument::Pointer(type,
+                                       &long_reals_.emplace_front(va_arg(list_, long double)));
+      default:
+        return FormatArgument::Pointer(type, va_arg(list_, const void*),
+                                       FormatArgument::kTerminated);
     }
-    return value;
   }
 
  private:
   std::va_list list_;
+  std::forward_list<long double> long_reals_;
 };
-
-ArgumentKind IntegerKind(FormatLength length) {
-  switch (length) {
-    case FormatLength::kLong:
-      return ArgumentKind::kLong;
-    case FormatLength::kLongLong:
-    case FormatLength::kLongDouble:
-      return ArgumentKind::kLongLong;
-    case FormatLength::kSize:
-      return ArgumentKind::kSize;
-    case FormatLength::kDifference:
-      return ArgumentKind::kDifference;
-    case FormatLength::kMaximum:
-      return ArgumentKind::kMaximum;
-    default:
-      return ArgumentKind::kInt;
-  }
-}
-
-ArgumentKind KindOf(const FormatSpec& spec) {
-  switch (ClassOf(spec.conversion)) {
-    case FormatClass::kNone:
-      return ArgumentKind::kNone;
-    case FormatClass::kInteger:
-      return spec.conversion == 'c' || spec.conversion == 'C' ? ArgumentKind::kInt
-                                                              : IntegerKind(spec.length);
-    case FormatClass::kReal:
-      return spec.length == FormatLength::kLongDouble ? ArgumentKind::kLongDouble
-                                                      : ArgumentKind::kDouble;
-    default:
-      return ArgumentKind::kPointer;
-  }
-}
 
 // Puts a text of `length` units into the width.
 template <class Put>
@@ -172,112 +120,65 @@ bool PutUnits(FormatBuffer& out, const FormatSpec& spec, std::u16string_view uni
   return PutPadded(out, spec, units.size(), [&] { return out.Append(units); });
 }
 
-bool PutMacRoman(FormatBuffer& out, const FormatSpec& spec, const char* text) {
-  if (text == nullptr) return PutUnits(out, spec, kNull);
-  const size_t length = spec.precision == FormatSpec::kAbsent
-                            ? std::strlen(text)
-                            : strnlen(text, static_cast<size_t>(spec.precision));
-  return PutPadded(out, spec, length, [&] { return out.AppendMacRoman({text, length}); });
-}
-
-bool PutWide(FormatBuffer& out, const FormatSpec& spec, const char16_t* text) {
-  if (text == nullptr) return PutUnits(out, spec, kNull);
-  if (spec.precision == FormatSpec::kAbsent) return PutUnits(out, spec, text);
+// The text of an argument as far as the precision lets it through: nothing behind is read.
+template <typename Unit>
+std::basic_string_view<Unit> TextOf(const FormatSpec& spec, const FormatArgument& argument) {
+  const auto* const text = static_cast<const Unit*>(argument.pointer);
+  if (argument.length != FormatArgument::kTerminated) {
+    return {text, Limit(spec, argument.length)};
+  }
+  if (spec.precision == FormatSpec::kAbsent) return text;
   size_t length = 0;
   while (length < static_cast<size_t>(spec.precision) && text[length] != 0) ++length;
-  return PutUnits(out, spec, {text, length});
-}
-
-// The character of an integer, by the conversion.
-char16_t CharacterOf(const FormatSpec& spec, std::intmax_t value) {
-  const bool is_wide = spec.conversion == 'C' ? spec.length != FormatLength::kHalf
-                                              : spec.length == FormatLength::kLong;
-  return is_wide ? static_cast<char16_t>(value) : UnitOfMacRoman(static_cast<unsigned char>(value));
+  return {text, length};
 }
 
 bool PutCharacter(FormatBuffer& out, const FormatSpec& spec, char16_t unit) {
   return PutPadded(out, spec, 1, [&] { return out.Append(1, unit); });
 }
 
+// The type as which an integer is shown. Characters have their own conversions.
+FormatType ShownType(FormatType wanted, FormatType given) {
+  const auto is_character = [](FormatType type) {
+    return type == FormatType::kByte || type == FormatType::kUnit;
+  };
+  if (is_character(wanted)) return is_character(given) ? given : wanted;
+  if (wanted == FormatType::kChar || wanted == FormatType::kShort) return wanted;
+  return is_character(given) ? FormatType::kInt : given;
+}
+
 // As what the argument is, whichever of the conversions that take it is written.
-bool PutTyped(FormatBuffer& out, FormatSpec spec, const FormatArgument& argument,
-              ObjectDescriber describe) {
-  using Kind = FormatArgument::Kind;
-  const FormatClass format_class = ClassOf(spec.conversion);
-  if (!TakesArgument(format_class, argument.kind)) return false;
-  if (format_class == FormatClass::kPointer) return PutAddress(out, spec, argument.pointer);
-  const bool is_character = spec.conversion == 'c' || spec.conversion == 'C';
-  switch (argument.kind) {
-    case Kind::kByte:
-      if (is_character) {
-        return PutCharacter(out, spec,
-                            UnitOfMacRoman(static_cast<unsigned char>(argument.integer)));
-      }
-      break;
-    case Kind::kUnit:
-      if (is_character) return PutCharacter(out, spec, static_cast<char16_t>(argument.integer));
-      break;
-    case Kind::kReal:
+bool PutArgument(FormatBuffer& out, const FormatSpec& spec, const FormatArgument& argument,
+                 ObjectDescriber describe) {
+  if (!TakesArgument(spec.type, argument.type)) return false;
+  if (spec.type == FormatType::kPointer) return PutAddress(out, spec, argument.pointer);
+  switch (argument.type) {
+    case FormatType::kReal:
       return PutReal(out, spec, argument.real);
-    case Kind::kLongReal:
+    case FormatType::kLongReal:
       return PutReal(out, spec, *static_cast<const long double*>(argument.pointer));
-    case Kind::kNarrow: {
+    case FormatType::kNarrow: {
       if (argument.pointer == nullptr) return PutUnits(out, spec, kNull);
-      const std::string_view text(static_cast<const char*>(argument.pointer),
-                                  Limit(spec, argument.length));
+      const auto text = TextOf<char>(spec, argument);
       return PutPadded(out, spec, text.size(), [&] { return out.AppendMacRoman(text); });
     }
-    case Kind::kWide:
+    case FormatType::kWide:
       if (argument.pointer == nullptr) return PutUnits(out, spec, kNull);
-      return PutUnits(out, spec, {static_cast<const char16_t*>(argument.pointer), argument.length});
-    case Kind::kObject:
+      return PutUnits(out, spec, TextOf<char16_t>(spec, argument));
+    case FormatType::kObject:
       if (argument.pointer == nullptr || describe == nullptr) return PutUnits(out, spec, kNull);
       return PutUnits(out, spec, describe(argument.pointer));
     default:
       break;
   }
-  if (is_character) return PutCharacter(out, spec, CharacterOf(spec, argument.integer));
-  if (spec.length != FormatLength::kHalf && spec.length != FormatLength::kHalfHalf) {
-    spec.length =
-        argument.kind == Kind::kLongInteger ? FormatLength::kLongLong : FormatLength::kNone;
+  const FormatType shown = ShownType(spec.type, argument.type);
+  if (shown == FormatType::kUnit) {
+    return PutCharacter(out, spec, static_cast<char16_t>(argument.integer));
   }
-  return PutInteger(out, spec, argument.integer);
-}
-
-bool PutArgument(FormatBuffer& out, const FormatSpec& spec, ArgumentValue value,
-                 ObjectDescriber describe) {
-  if (value.typed != nullptr) return PutTyped(out, spec, *value.typed, describe);
-  switch (spec.conversion) {
-    case '@':
-      return value.pointer == nullptr || describe == nullptr
-                 ? PutUnits(out, spec, kNull)
-                 : PutUnits(out, spec, describe(value.pointer));
-    case 's':
-      return spec.length == FormatLength::kLong
-                 ? PutWide(out, spec, static_cast<const char16_t*>(value.pointer))
-                 : PutMacRoman(out, spec, static_cast<const char*>(value.pointer));
-    case 'S':
-      return spec.length == FormatLength::kHalf
-                 ? PutMacRoman(out, spec, static_cast<const char*>(value.pointer))
-                 : PutWide(out, spec, static_cast<const char16_t*>(value.pointer));
-    case 'c':
-    case 'C':
-      return PutCharacter(out, spec, CharacterOf(spec, value.integer));
-    case 'p':
-      return PutAddress(out, spec, value.pointer);
-    case 'e':
-    case 'E':
-    case 'f':
-    case 'F':
-    case 'g':
-    case 'G':
-    case 'a':
-    case 'A':
-      return spec.length == FormatLength::kLongDouble ? PutReal(out, spec, value.long_real)
-                                                      : PutReal(out, spec, value.real);
-    default:
-      return PutInteger(out, spec, value.integer);
+  if (shown == FormatType::kByte) {
+    return PutCharacter(out, spec, UnitOfMacRoman(static_cast<unsigned char>(argument.integer)));
   }
+  return PutInteger(out, spec, argument.integer, shown);
 }
 
 void SetWidth(FormatSpec& spec, std::intmax_t width) {
@@ -333,26 +234,25 @@ class Formatter {
         }
       }
       FormatSpec spec = ParseSpec(index);
-      if (TakesWide(spec, percent, index)) spec.conversion = u'S';
-      const ArgumentKind kind = KindOf(spec);
-      if (kind == ArgumentKind::kNone) {
+      if (TakesWide(spec, percent, index)) spec.type = FormatType::kWide;
+      if (spec.type == FormatType::kNone) {
         if (!PutUnknown(spec, percent, &index)) return false;
         continue;
       }
       if (!SetMode(spec) || !ReadPositions(reader)) return false;
-      const auto take = [&](int position, ArgumentKind argument_kind) {
-        return positional_ == Positional::kYes ? At(reader, position) : reader.Next(argument_kind);
+      const auto take = [&](int position, FormatType type) {
+        return positional_ == Positional::kYes ? At(reader, position, type) : reader.Next(type);
       };
       std::intmax_t number;
       if (spec.width_is_argument) {
-        if (!NumberOf(take(spec.width_position, ArgumentKind::kInt), &number)) return false;
+        if (!NumberOf(take(spec.width_position, FormatType::kInt), &number)) return false;
         SetWidth(spec, number);
       }
       if (spec.precision_is_argument) {
-        if (!NumberOf(take(spec.precision_position, ArgumentKind::kInt), &number)) return false;
+        if (!NumberOf(take(spec.precision_position, FormatType::kInt), &number)) return false;
         SetPrecision(spec, number);
       }
-      if (!PutArgument(out_, spec, take(spec.position, kind), describe_)) return false;
+      if (!PutArgument(out_, spec, take(spec.position, spec.type), describe_)) return false;
     }
   }
 
@@ -362,12 +262,11 @@ class Formatter {
 
   // Carries out a conversion of one letter whose argument has the very type; most have.
   Quick PutQuickly(TypedArguments& reader, Unit letter) {
-    using Kind = FormatArgument::Kind;
     const FormatArgument* const argument = reader.Peek();
     if (argument == nullptr || positional_ == Positional::kYes) return Quick::kOther;
     bool is_put = false;
-    const bool is_number = argument->kind == Kind::kInteger;
-    const bool is_text = argument->kind == Kind::kNarrow || argument->kind == Kind::kWide;
+    const bool is_number = argument->type == FormatType::kInt;
+    const bool is_text = IsTextType(argument->type);
     if (is_number && letter == Unit{'d'}) {
       const auto bits = static_cast<std::uintmax_t>(argument->integer);
       const bool is_negative = argument->integer < 0;
@@ -378,7 +277,7 @@ class Formatter {
     } else if (is_text && argument->pointer != nullptr &&
                (letter == Unit{'s'} || letter == Unit{'S'})) {
       is_put =
-          argument->kind == Kind::kWide
+          argument->type == FormatType::kWide
               ? out_.Append({static_cast<const char16_t*>(argument->pointer), argument->length})
               : out_.AppendMacRoman(
                     {static_cast<const char*>(argument->pointer), argument->length});
@@ -409,6 +308,7 @@ class Formatter {
         ++index;
         FormatSpec spec;
         spec.conversion = static_cast<char16_t>(unit);
+        spec.type = format_tags::TypeOf(spec.conversion, 0);
         return spec;
       }
     }
@@ -449,48 +349,50 @@ class Formatter {
     return true;
   }
 
-  static bool NumberOf(const ArgumentValue& value, std::intmax_t* number) {
-    if (value.typed != nullptr && !TakesArgument(FormatClass::kInteger, value.typed->kind)) {
-      return false;
-    }
-    *number = value.typed != nullptr ? value.typed->integer : value.integer;
+  static bool NumberOf(const FormatArgument& argument, std::intmax_t* number) {
+    if (!IsIntegerType(argument.type)) return false;
+    *number = argument.integer;
     return true;
   }
 
-  ArgumentValue At(const TypedArguments& reader, int position) const { return reader.At(position); }
-  ArgumentValue At(const ArgumentReader&, int position) const {
-    return values_[static_cast<size_t>(position) - 1];
+  FormatArgument At(const TypedArguments& reader, int position, FormatType) const {
+    return reader.At(position);
+  }
+  FormatArgument At(const ArgumentReader&, int position, FormatType type) const {
+    FormatArgument argument = values_[static_cast<size_t>(position) - 1];
+    argument.type = type;
+    return argument;
   }
 
   bool ReadPositions(const TypedArguments&) { return true; }
   // Reads all arguments in their order, once it is known that they have positions.
   bool ReadPositions(ArgumentReader& reader) {
     if (positional_ != Positional::kYes || !values_.empty()) return true;
-    std::vector<ArgumentKind> kinds;
-    const auto note = [&](int position, ArgumentKind kind) {
+    std::vector<FormatType> types;
+    const auto note = [&](int position, FormatType type) {
       if (position < 1 || position > kMaximumPositions) return false;
       const auto place = static_cast<size_t>(position) - 1;
-      if (kinds.size() <= place) kinds.resize(place + 1, ArgumentKind::kNone);
-      if (kinds[place] != ArgumentKind::kNone && kinds[place] != kind) return false;
-      kinds[place] = kind;
+      if (types.size() <= place) types.resize(place + 1, FormatType::kNone);
+      type = PassedType(type);
+      if (types[place] != FormatType::kNone && types[place] != type) return false;
+      types[place] = type;
       return true;
     };
     for (size_t index = 0;;) {
       const size_t percent = format_.find(Unit{'%'}, index);
       if (percent == View::npos) break;
       index = percent + 1;
-      FormatSpec spec = ParseFormatSpec(format_, index);
-      const ArgumentKind kind = KindOf(spec);
-      if (kind == ArgumentKind::kNone) continue;
-      if (!note(spec.position, kind)) return false;
-      if (spec.width_is_argument && !note(spec.width_position, ArgumentKind::kInt)) return false;
-      if (spec.precision_is_argument && !note(spec.precision_position, ArgumentKind::kInt)) {
+      const FormatSpec spec = ParseFormatSpec(format_, index);
+      if (spec.type == FormatType::kNone) continue;
+      if (!note(spec.position, spec.type)) return false;
+      if (spec.width_is_argument && !note(spec.width_position, FormatType::kInt)) return false;
+      if (spec.precision_is_argument && !note(spec.precision_position, FormatType::kInt)) {
         return false;
       }
     }
-    for (const ArgumentKind kind : kinds) {
-      if (kind == ArgumentKind::kNone) return false;
-      values_.push_back(reader.Next(kind));
+    for (const FormatType type : types) {
+      if (type == FormatType::kNone) return false;
+      values_.push_back(reader.Next(type));
     }
     return true;
   }
@@ -500,7 +402,7 @@ class Formatter {
   ObjectDescriber describe_;
   FormatStyle style_;
   Positional positional_ = Positional::kUnknown;
-  std::vector<ArgumentValue> values_;
+  std::vector<FormatArgument> values_;
 };
 
 }  // namespace

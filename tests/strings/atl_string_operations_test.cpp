@@ -180,8 +180,8 @@ static_assert(
 // A literal format whose arguments do not fit does not compile; this is what it asks.
 template <typename... Arguments>
 constexpr bool kFits(u16string_view format) {
-  constexpr FormatArgument::Kind kKinds[] = {FormatKindOf<Arguments>()...};
-  return FormatFits(format, std::span<const FormatArgument::Kind>(kKinds));
+  constexpr FormatType kTypes[] = {FormatTypeOf<Arguments>()...};
+  return FormatFits(format, std::span<const FormatType>(kTypes));
 }
 static_assert(kFits<CFStringRef>(u"%@") && kFits<const NSNumber*>(u"%@") && kFits<void*>(u"%p") &&
               kFits<Other*>(u"%p"));

@@ -1,4 +1,4 @@
-// Which arguments may stand where a function takes any platform object.
+// Which arguments may stand where a function, or "%@" in a format, takes any platform object.
 //
 // CFTypeRef and CFPropertyListRef are `const void*`, to which every pointer converts: the address
 // of a text, of a std::string or of a number would be taken for an object. The public functions
@@ -23,20 +23,26 @@ class NSLocale;
 class NSNumber;
 class NSObject;
 class NSURL;
-template <class Ref>
-class CAutoCFRelease;
 
 template <class Type, class... Types>
 inline constexpr bool kIsOneOf = (std::same_as<Type, Types> || ...);
 
+// An object of the platform. The name of a class of the list is enough; another class that derives
+// from the root must be complete.
+template <class Type>
+concept PlatformObject =
+    kIsOneOf<std::remove_cv_t<Type>, NSObject, NSString, NSNumber, NSDate, NSData, NSArray,
+             NSDictionary, NSURL, NSBundle, NSLocale, NSDateFormatter> || requires {
+  sizeof(Type);
+  requires std::is_base_of_v<NSObject, Type>;
+};
+
+// A holder of a reference says so by a specialisation.
 template <class Type>
 inline constexpr bool kIsPlatformReference = std::same_as<Type, std::nullptr_t>;
 template <class Pointee>
 inline constexpr bool kIsPlatformReference<Pointee*> =
-    kIsOneOf<std::remove_cv_t<Pointee>, void, NSObject, NSString, NSNumber, NSDate, NSData, NSArray,
-             NSDictionary, NSURL, NSBundle, NSLocale, NSDateFormatter>;
-template <class Ref>
-inline constexpr bool kIsPlatformReference<CAutoCFRelease<Ref>> = kIsPlatformReference<Ref>;
+    std::is_void_v<Pointee> || PlatformObject<Pointee>;
 
 // A CFTypeRef or another reference of the platform, a holder of one, or nullptr.
 template <class Type>
