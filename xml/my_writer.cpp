@@ -2,11 +2,14 @@
 
 #include <algorithm>
 #include <array>
+#include <bit>
 #include <cstdint>
 #include <cstring>
 
 #include "streams/stream_factory.h"
 #include "strings/utf8_strings.h"
+#include "text/characters.h"
+#include "text/xml_scanner.h"
 
 namespace orvik {
 namespace {
@@ -15,23 +18,9 @@ std::string_view TextOf(const char* text) {
   return text == nullptr ? std::string_view() : std::string_view(text);
 }
 
-std::string_view EntityOf(char byte) {
-  switch (byte) {
-    case '&':
-      return "&amp;";
-    case '\'':
-      return "&apos;";
-    case '"':
-      return "&quot;";
-    case '<':
-      return "&lt;";
-    default:
-      return "&gt;";
-  }
-}
-
 constexpr bool IsControl(char byte) {
-  return static_cast<unsigned char>(byte) < 0x20 && byte != '\t' && byte != '\n' && byte != '\r';
+  return static_cast<unsigned char>(byte) < 0x20 &&
+         !IsXmlCharacter(static_cast<unsigned char>(byte));
 }
 
 enum class ByteClass : unsigned char { kPlain, kEndsStretch, kControl };
@@ -52,23 +41,37 @@ ByteClass ClassOf(char byte) {
   return kClasses[static_cast<unsigned char>(byte)];
 }
 
-// Eight bytes at a time, of which one below 0x20 borrows from its highest bit.
+// Eight bytes as one number. Below, its bytes are tested at once: a test sets the highest bit of a
+// byte that passes it. A borrow may set bits above that one, so only the lowest is certain; each
+// test gives 0 when no byte passes.
+constexpr std::uint64_t kOnes = 0x0101010101010101, kHighest = 0x80 * kOnes;
+
+std::uint64_t EightBytes(const char* at) {
+  std::uint64_t bytes;
+  std::memcpy(&bytes, at, sizeof bytes);
+  return bytes;
+}
+constexpr std::uint64_t BelowSpace(std::uint64_t bytes) {
+  return (bytes - 0x20 * kOnes) & ~bytes & kHighest;
+}
+// Whether a byte is one of the two that only differ in the bits of `differs`.
+constexpr std::uint64_t OneOfTwo(std::uint64_t bytes, std::uint64_t one, std::uint64_t differs) {
+  const std::uint64_t zero = (bytes & ~(differs * kOnes)) ^ one * kOnes;
+  return (zero - kOnes) & ~zero & kHighest;
+}
+// Below 0x20, or one of the five that are escaped.
+constexpr std::uint64_t Special(std::uint64_t bytes) {
+  return BelowSpace(bytes) | OneOfTwo(bytes, '&', '&' ^ '\'') | OneOfTwo(bytes, '<', '<' ^ '>') |
+         OneOfTwo(bytes, '"', 0);
+}
+
 bool HasControl(std::string_view text) {
-  constexpr std::uint64_t kOnes = 0x0101010101010101, kHighest = 0x80 * kOnes;
   const char* at = text.data();
   const char* const end = at + text.size();
   for (; end - at >= 8; at += 8) {
-    std::uint64_t bytes;
-    std::memcpy(&bytes, at, sizeof bytes);
-    if (((bytes - 0x20 * kOnes) & ~bytes & kHighest) == 0) continue;
-    for (const char* byte = at; byte != at + 8; ++byte) {
-      if (IsControl(*byte)) return true;
-    }
+    if (BelowSpace(EightBytes(at)) != 0 && std::any_of(at, at + 8, IsControl)) return true;
   }
-  for (; at != end; ++at) {
-    if (IsControl(*at)) return true;
-  }
-  return false;
+  return std::any_of(at, end, IsControl);
 }
 
 // Lets write(at) put up to `most` bytes into the room of a stream and return where they end. False,
@@ -88,16 +91,37 @@ char* Copied(char* at, std::string_view text) {
   return at + text.size();
 }
 
-// The longest entity has six bytes.
+// A byte becomes six at most, and whole words are stored: up to eight bytes too many.
+constexpr std::size_t MostEscaped(std::size_t count) {
+  return 6 * count + 8;
+}
+
+// Writes the text escaped, and gives the end. Up to MostEscaped bytes are overwritten.
 char* Escaped(char* at, std::string_view text, bool& has_control) {
-  for (const char byte : text) {
-    const ByteClass byte_class = ClassOf(byte);
-    if (byte_class == ByteClass::kEndsStretch) {
-      at = Copied(at, EntityOf(byte));
-      continue;
+  const char* from = text.data();
+  const char* const end = from + text.size();
+  while (from != end) {
+    if (end - from >= 8) {
+      const std::uint64_t bytes = EightBytes(from);
+      std::memcpy(at, &bytes, sizeof bytes);
+      const std::uint64_t special = Special(bytes);
+      std::ptrdiff_t plain = 8;
+      if (special != 0) {
+        plain = std::endian::native == std::endian::little ? std::countr_zero(special) / 8 : 0;
+      }
+      from += plain;
+      at += plain;
+      if (special == 0) continue;
     }
-    if (byte_class == ByteClass::kControl) has_control = true;
-    *at++ = byte;
+    const ByteClass byte_class = ClassOf(*from);
+    if (byte_class == ByteClass::kEndsStretch) {
+      const std::string_view reference = XmlReference(*from);
+      at = Copied(at, reference);
+    } else {
+      if (byte_class == ByteClass::kControl) has_control = true;
+      *at++ = *from;
+    }
+    ++from;
   }
   return at;
 }
@@ -137,7 +161,7 @@ HRESULT CMyWriter::escapedcharacters(const char* text) {
     }
     Put({stretch, static_cast<std::size_t>(end - stretch)});
     if (*end == '\0') return S_OK;
-    Put(EntityOf(*end));
+    Put(XmlReference(*end));
     stretch = ++end;
   }
 }
@@ -217,7 +241,7 @@ HRESULT CMyWriter::WriteTextAttribute(const char* name, const char* value) {
   const std::string_view given_value = TextOf(value);
   bool has_control = HasControl(given_name);
   const bool is_put =
-      PutInRoom(room_, given_name.size() + 6 * given_value.size() + 4, [&](char* at) {
+      PutInRoom(room_, given_name.size() + MostEscaped(given_value.size()) + 4, [&](char* at) {
         *at++ = ' ';
         at = Escaped(Copied(Copied(at, given_name), "=\""), given_value, has_control);
         *at++ = '"';
