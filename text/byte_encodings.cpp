@@ -128,6 +128,12 @@ void EncodeBase64(const void* bytes, size_t length, char* text) {
   if (rest == 1) end[2] = '=';
 }
 
+std::string EncodedBase64(std::string_view bytes) {
+  std::string text(Base64Length(bytes.size()), '\0');
+  EncodeBase64(bytes.data(), bytes.size(), text.data());
+  return text;
+}
+
 bool DecodeBase64(const char* text, size_t groups, unsigned char*& bytes) {
   static const auto kDecode = base64::HasAvx2() ? base64::DecodeAvx2 : base64::DecodePortable;
   return kDecode(text, groups, bytes);

@@ -18,6 +18,7 @@ constexpr std::uint64_t Base64Length(std::uint64_t bytes) {
 
 // Writes Base64Length(length) characters, without line breaks and without a terminator.
 void EncodeBase64(const void* bytes, size_t length, char* text);
+std::string EncodedBase64(std::string_view bytes);
 
 // Decodes groups of four characters up to a bad one, and moves `bytes` behind what was produced: at
 // most three bytes a group. Padding ends its group only. False when there was a bad group.

@@ -13,9 +13,9 @@
 #include "platform/core_foundation/number.h"
 #include "platform/core_foundation/property_list_escape.h"
 #include "platform/foundation/ns_number.h"
+#include "text/byte_encodings.h"
 #include "tools/orvikprefs/text.h"
 #include "tools/orvikprefs/values.h"
-#include "xml/base64.h"
 
 namespace orvik::prefstool {
 
@@ -148,12 +148,8 @@ void WriteNumber(JsonWriter& writer, CFNumberRef number) {
 }
 
 std::string Base64(CFDataRef data) {
-  const unsigned length = static_cast<unsigned>(CFDataGetLength(data));
-  std::string text((static_cast<std::size_t>(length) + 2) / 3 * 4, '\0');
-  unsigned used = 0;
-  encode64(CFDataGetBytePtr(data), length, text.data(), static_cast<unsigned>(text.size()), &used);
-  text.resize(used);
-  return text;
+  return EncodedBase64({reinterpret_cast<const char*>(CFDataGetBytePtr(data)),
+                        static_cast<std::size_t>(CFDataGetLength(data))});
 }
 
 // The bits of a date that no calendar text can express.

@@ -10,11 +10,11 @@
 #include "platform/core_foundation/data.h"
 #include "prefs/reporting.h"
 #include "prefs/shared_lock.h"
+#include "text/byte_encodings.h"
 #include "tools/orvikprefs/browse/tree.h"
 #include "tools/orvikprefs/browse/value_text.h"
 #include "tools/orvikprefs/json.h"
 #include "tools/orvikprefs/text.h"
-#include "xml/base64.h"
 
 namespace orvik::prefstool::browse {
 
@@ -22,12 +22,6 @@ namespace {
 
 // Terminals take no more into the clipboard, or stop in the middle.
 constexpr std::size_t kLongestCopy = 74994;
-
-std::string Base64(const std::string& text) {
-  const CAtlStringA encoded = ConvertRawBytesIntoBase64String(
-      reinterpret_cast<const unsigned char*>(text.data()), static_cast<long>(text.size()), nullptr);
-  return std::string(encoded.View());
-}
 
 }  // namespace
 
@@ -50,7 +44,7 @@ std::string Reading::View(const Path& path) {
 }
 
 std::string Reading::CopyPath(const Path& path) {
-  terminal_.CopyToClipboard(Base64(JoinedPath(path)));
+  terminal_.CopyToClipboard(EncodedBase64(JoinedPath(path)));
   return "path copied, if this terminal allows it";
 }
 
@@ -59,7 +53,7 @@ std::string Reading::CopyValue(const Path& path) {
   if (value == nullptr) return ShownPath(path) + " does not exist";
   const std::string text = ValueText(value);
   if (text.size() > kLongestCopy) return "the value is too long for a terminal; x exports it";
-  terminal_.CopyToClipboard(Base64(text));
+  terminal_.CopyToClipboard(EncodedBase64(text));
   return "value copied, if this terminal allows it";
 }
 
