@@ -112,15 +112,13 @@ function(orvik_library name)
   target_include_directories(orvik_${name}_objects PUBLIC ${PROJECT_SOURCE_DIR})
 endfunction()
 
-# A program that starts without what most of its runs do not use: ICU is loaded when it is first
-# called, and the C++ library becomes part of the program.
+# A program that starts without what most of its runs do not use: ICU is not named as a library that
+# it needs (text/unicode_library.h loads it), and the C++ library becomes part of the program.
 function(orvik_start_fast target)
-  if(ORVIK_SANITIZE OR ORVIK_BUILD_FUZZERS OR NOT CMAKE_CXX_COMPILER_ID STREQUAL "GNU"
-     OR NOT CMAKE_SYSTEM_PROCESSOR STREQUAL "x86_64" OR NOT CMAKE_SIZEOF_VOID_P EQUAL 8)
-    return()
+  target_link_options(${target} PRIVATE LINKER:--as-needed)
+  if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU" AND NOT ORVIK_SANITIZE AND NOT ORVIK_BUILD_FUZZERS)
+    target_link_options(${target} PRIVATE -static-libstdc++ -static-libgcc)
   endif()
-  target_sources(${target} PRIVATE ${PROJECT_SOURCE_DIR}/tools/icu_on_demand/icu_on_demand.cpp)
-  target_link_options(${target} PRIVATE -static-libstdc++ -static-libgcc LINKER:--as-needed)
 endfunction()
 
 # Reads the headers that most sources include once for the target. Presets without the sanitizers turn

@@ -48,7 +48,7 @@ set(CPACK_DEBIAN_COMMAND-LINE_DESCRIPTION "command line for the ORVIK preference
 Shows, changes, compares and repairs what ORVIK programs record in their
 registry-like preference store, and names the holder of its lock.")
 
-# The programs load ICU when they need it (orvik_start_fast), which dpkg-shlibdeps cannot see.
+# The programs load ICU when they need it (text/unicode_library.h), which dpkg-shlibdeps cannot see.
 string(REGEX MATCH "^[0-9]+" icu_version "${ICU_VERSION}")
 set(CPACK_DEBIAN_TOOL_PACKAGE_DEPENDS "libicu${icu_version}")
 set(CPACK_DEBIAN_COMMAND-LINE_PACKAGE_DEPENDS "libicu${icu_version}")

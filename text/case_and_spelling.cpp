@@ -1,11 +1,5 @@
 #include "text/case_and_spelling.h"
 
-#include <unicode/uchar.h>
-#include <unicode/unorm2.h>
-#include <unicode/uset.h>
-#include <unicode/ustring.h>
-#include <unicode/utf16.h>
-
 #include <algorithm>
 #include <compare>
 #include <cstdint>
@@ -15,6 +9,7 @@
 #include <vector>
 
 #include "text/transcoding.h"
+#include "text/unicode_library.h"
 
 namespace orvik {
 
@@ -66,7 +61,7 @@ std::u16string ToUpper(std::u16string_view text, const char* locale) {
   if (IsAscii(text) && MapsAsciiPlainly(locale)) return MappedAscii<UpperAscii>(text);
   return MappedByIcu(text, [&](UChar* target, int32_t room, const UChar* source, int32_t length,
                                UErrorCode* status) {
-    return u_strToUpper(target, room, source, length, locale, status);
+    return icu::u_strToUpper(target, room, source, length, locale, status);
   });
 }
 
@@ -74,7 +69,7 @@ std::u16string ToLower(std::u16string_view text, const char* locale) {
   if (IsAscii(text) && MapsAsciiPlainly(locale)) return MappedAscii<LowerAscii>(text);
   return MappedByIcu(text, [&](UChar* target, int32_t room, const UChar* source, int32_t length,
                                UErrorCode* status) {
-    return u_strToLower(target, room, source, length, locale, status);
+    return icu::u_strToLower(target, room, source, length, locale, status);
   });
 }
 
@@ -89,7 +84,7 @@ std::u16string FoldCase(std::u16string_view text, const char* locale) {
   const std::uint32_t options = dotless ? U_FOLD_CASE_EXCLUDE_SPECIAL_I : U_FOLD_CASE_DEFAULT;
   return MappedByIcu(text, [&](UChar* target, int32_t room, const UChar* source, int32_t length,
                                UErrorCode* status) {
-    return u_strFoldCase(target, room, source, length, options, status);
+    return icu::u_strFoldCase(target, room, source, length, options, status);
   });
 }
 
@@ -110,11 +105,11 @@ int CompareFolded(std::u16string_view a, std::u16string_view b) {
 
 std::u16string Composed(std::u16string_view text) {
   UErrorCode status = U_ZERO_ERROR;
-  const UNormalizer2* const form = unorm2_getNFCInstance(&status);
+  const UNormalizer2* const form = icu::unorm2_getNFCInstance(&status);
   if (U_FAILURE(status) || IsAscii(text)) return std::u16string(text);
   return MappedByIcu(text, [&](UChar* target, int32_t room, const UChar* source, int32_t length,
                                UErrorCode* error) {
-    return unorm2_normalize(form, source, length, target, room, error);
+    return icu::unorm2_normalize(form, source, length, target, room, error);
   });
 }
 
@@ -122,16 +117,14 @@ namespace {
 
 const UNormalizer2* Composing() {
   UErrorCode status = U_ZERO_ERROR;
-  static const UNormalizer2* const form = unorm2_getNFCInstance(&status);
+  static const UNormalizer2* const form = icu::unorm2_getNFCInstance(&status);
   return form;
 }
 
 std::u32string Characters(std::u16string_view units) {
   std::u32string characters;
   for (std::size_t at = 0; at < units.size();) {
-    UChar32 character = 0;
-    U16_NEXT(units.data(), at, units.size(), character);
-    characters += static_cast<char32_t>(character);
+    characters += NextCharacter(units, at);
   }
   return characters;
 }
@@ -140,8 +133,8 @@ std::u32string Characters(std::u16string_view units) {
 std::u32string Parts(char32_t character) {
   UErrorCode status = U_ZERO_ERROR;
   char16_t units[4];
-  const int32_t length =
-      unorm2_getRawDecomposition(Composing(), static_cast<UChar32>(character), units, 4, &status);
+  const int32_t length = icu::unorm2_getRawDecomposition(
+      Composing(), static_cast<UChar32>(character), units, 4, &status);
   return length < 0 || U_FAILURE(status)
              ? std::u32string()
              : Characters(std::u16string_view(units, static_cast<std::size_t>(length)));
@@ -164,24 +157,24 @@ struct Rules {
 Rules MakeRules() {
   UErrorCode status = U_ZERO_ERROR;
   const auto set_of = [&status](std::u16string_view pattern) {
-    return uset_openPattern(pattern.data(), static_cast<int32_t>(pattern.size()), &status);
+    return icu::uset_openPattern(pattern.data(), static_cast<int32_t>(pattern.size()), &status);
   };
   Rules rules{set_of(u"[[:NFD_QC=No:][:NFC_QC=Maybe:][:^ccc=0:]]"), {}};
   USet* const apart = set_of(u"[[:NFD_QC=No:]-[\\uAC00-\\uD7A3]]");  // Hangul follows its own rule.
-  for (int32_t i = 0; i < uset_size(apart); ++i) {
-    const UChar32 whole = uset_charAt(apart, i);
+  for (int32_t i = 0; i < icu::uset_size(apart); ++i) {
+    const UChar32 whole = icu::uset_charAt(apart, i);
     const std::u32string parts = Parts(static_cast<char32_t>(whole));
     if (parts.empty()) continue;
     const bool is_pair = parts.size() == 2;
-    if (is_pair && unorm2_composePair(Composing(), static_cast<UChar32>(parts[0]),
-                                      static_cast<UChar32>(parts[1])) == whole) {
+    if (is_pair && icu::unorm2_composePair(Composing(), static_cast<UChar32>(parts[0]),
+                                           static_cast<UChar32>(parts[1])) == whole) {
       continue;
     }
-    if (!is_pair && parts[0] >= 0x80) uset_add(rules.many, static_cast<UChar32>(parts[0]));
+    if (!is_pair && parts[0] >= 0x80) icu::uset_add(rules.many, static_cast<UChar32>(parts[0]));
     rules.doubles.push_back({parts[0], is_pair ? parts[1] : 0, static_cast<char32_t>(whole)});
   }
-  uset_close(apart);
-  uset_freeze(rules.many);
+  icu::uset_close(apart);
+  icu::uset_freeze(rules.many);
   std::sort(rules.doubles.begin(), rules.doubles.end());
   return rules;
 }
@@ -192,7 +185,7 @@ const Rules& TheRules() {
 }
 
 std::uint8_t CombiningClass(char32_t character) {
-  return u_getCombiningClass(static_cast<UChar32>(character));
+  return icu::u_getCombiningClass(static_cast<UChar32>(character));
 }
 
 // Calls `visit` with each text that is one step of normalisation away, in either direction.
@@ -215,8 +208,8 @@ void VisitNeighbours(const std::u32string& text, const Visit& visit) {
     if (i + 1 == text.size()) break;
     const char32_t next = text[i + 1];
     put_together(next);
-    const UChar32 whole =
-        unorm2_composePair(Composing(), static_cast<UChar32>(text[i]), static_cast<UChar32>(next));
+    const UChar32 whole = icu::unorm2_composePair(Composing(), static_cast<UChar32>(text[i]),
+                                                  static_cast<UChar32>(next));
     if (whole >= 0) replace(2, std::u32string(1, static_cast<char32_t>(whole)));
     const std::uint8_t marks[] = {CombiningClass(text[i]), CombiningClass(next)};
     if (marks[0] != 0 && marks[1] != 0 && marks[0] != marks[1]) {
@@ -231,7 +224,7 @@ bool HasOneSpelling(std::u16string_view units) {
   units.remove_prefix(AsciiPrefix(units));
   if (units.empty()) return true;
   const auto length = static_cast<int32_t>(units.size());
-  return uset_span(TheRules().many, units.data(), length, USET_SPAN_NOT_CONTAINED) == length;
+  return icu::uset_span(TheRules().many, units.data(), length, USET_SPAN_NOT_CONTAINED) == length;
 }
 
 bool VisitOtherSpellings(std::u16string_view units, int limit,

@@ -16,7 +16,6 @@ namespace [[gnu::visibility("default")]] orvik {
 using CodePage = std::uint32_t;
 inline constexpr CodePage kMacRomanCodePage = 10000;
 inline constexpr CodePage kAsciiCodePage = 20127;
-inline constexpr CodePage kLatin1CodePage = 28591;
 inline constexpr CodePage kUtf8CodePage = 65001;
 
 bool IsKnownCodePage(CodePage page);

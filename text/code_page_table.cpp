@@ -1,8 +1,5 @@
 #include "text/code_page_table.h"
 
-#include <unicode/ucnv.h>
-#include <unicode/ucnv_cb.h>
-
 #include <algorithm>
 #include <array>
 #include <memory>
@@ -10,6 +7,7 @@
 #include <unordered_map>
 
 #include "text/transcoding.h"
+#include "text/unicode_library.h"
 
 namespace orvik {
 
@@ -151,10 +149,6 @@ const CodePageEntry* FindCodePage(CodePage page) {
   return found != std::end(kEntries) && found->page == page ? found : nullptr;
 }
 
-std::span<const CodePageEntry> AllCodePages() {
-  return kEntries;
-}
-
 SingleByteTable::SingleByteTable(const std::array<char16_t, 256>& units) : units_(units) {
   bytes_of_low_.fill(-1);
   starts_with_ascii_ = true;
@@ -210,25 +204,21 @@ std::optional<std::u16string> SingleByteTable::Decode(std::string_view bytes) co
 
 namespace {
 
-struct CloseConverter {
-  void operator()(UConverter* converter) const { ucnv_close(converter); }
-};
-
 struct Converter {
-  std::unique_ptr<UConverter, CloseConverter> handle;
+  icu::Converter handle;
   std::unique_ptr<SingleByteTable> table;  // null for a code page of several bytes
 };
 
 bool DecodeAll(UConverter* converter, std::string_view bytes, std::u16string* text) {
-  ucnv_resetToUnicode(converter);
+  icu::ucnv_resetToUnicode(converter);
   const char* source = bytes.data();
   UErrorCode status;
   do {
     status = U_ZERO_ERROR;
     UChar buffer[1024];
     UChar* target = buffer;
-    ucnv_toUnicode(converter, &target, buffer + 1024, &source, bytes.data() + bytes.size(), nullptr,
-                   true, &status);
+    icu::ucnv_toUnicode(converter, &target, buffer + 1024, &source, bytes.data() + bytes.size(),
+                        nullptr, true, &status);
     text->append(buffer, target);
   } while (status == U_BUFFER_OVERFLOW_ERROR);
   return U_SUCCESS(status);
@@ -236,7 +226,7 @@ bool DecodeAll(UConverter* converter, std::string_view bytes, std::u16string* te
 
 // Encodes all of the text; false when a character was refused.
 bool EncodeAll(UConverter* converter, std::u16string_view text, std::string* result) {
-  ucnv_resetFromUnicode(converter);
+  icu::ucnv_resetFromUnicode(converter);
   const UChar* source = text.data();
   const UChar* source_end = source + text.size();
   char buffer[1024];
@@ -244,15 +234,15 @@ bool EncodeAll(UConverter* converter, std::u16string_view text, std::string* res
   do {
     status = U_ZERO_ERROR;
     char* target = buffer;
-    ucnv_fromUnicode(converter, &target, buffer + sizeof buffer, &source, source_end, nullptr, true,
-                     &status);
+    icu::ucnv_fromUnicode(converter, &target, buffer + sizeof buffer, &source, source_end, nullptr,
+                          true, &status);
     result->append(buffer, target);
   } while (status == U_BUFFER_OVERFLOW_ERROR);
   return U_SUCCESS(status);
 }
 
 std::unique_ptr<SingleByteTable> TableOf(UConverter* converter, const CodePageEntry& entry) {
-  if (ucnv_getMaxCharSize(converter) != 1) return nullptr;
+  if (icu::ucnv_getMaxCharSize(converter) != 1) return nullptr;
   std::array<char16_t, 256> units;
   for (size_t i = 0; i < units.size(); ++i) {
     const char byte = static_cast<char>(i);
@@ -272,11 +262,11 @@ const Converter* ConverterOf(const CodePageEntry& entry) {
   Converter& converter = place->second;
   if (is_new) {
     UErrorCode status = U_ZERO_ERROR;
-    converter.handle.reset(ucnv_open(entry.converter, &status));
+    converter.handle.reset(icu::ucnv_open(entry.converter, &status));
     if (U_FAILURE(status)) converter.handle.reset();
     if (converter.handle != nullptr) {
-      ucnv_setToUCallBack(converter.handle.get(), UCNV_TO_U_CALLBACK_STOP, nullptr, nullptr,
-                          nullptr, &status);
+      icu::ucnv_setToUCallBack(converter.handle.get(), icu::UCNV_TO_U_CALLBACK_STOP.Get(), nullptr,
+                               nullptr, nullptr, &status);
       converter.table = TableOf(converter.handle.get(), entry);
     }
   }
@@ -290,7 +280,7 @@ void WriteLossByte(const void* context, UConverterFromUnicodeArgs* arguments, co
   const UChar unit = *static_cast<const unsigned char*>(context);
   const UChar* source = &unit;
   *status = U_ZERO_ERROR;
-  ucnv_cbFromUWriteUChars(arguments, &source, source + 1, 0, status);
+  icu::ucnv_cbFromUWriteUChars(arguments, &source, source + 1, 0, status);
 }
 
 }  // namespace
@@ -307,8 +297,9 @@ std::optional<EncodedLength> EncodeWithConverter(const CodePageEntry& entry,
   if (found->table != nullptr) return found->table->Encode(text, loss_byte, target, room);
   UConverter* const converter = found->handle.get();
   UErrorCode status = U_ZERO_ERROR;
-  ucnv_setFromUCallBack(converter, loss_byte != 0 ? WriteLossByte : UCNV_FROM_U_CALLBACK_STOP,
-                        &loss_byte, nullptr, nullptr, &status);
+  icu::ucnv_setFromUCallBack(converter,
+                             loss_byte != 0 ? WriteLossByte : icu::UCNV_FROM_U_CALLBACK_STOP.Get(),
+                             &loss_byte, nullptr, nullptr, &status);
   std::string bytes;
   bytes.reserve(text.size() + 16);
   EncodedLength done;

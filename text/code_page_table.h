@@ -28,9 +28,6 @@ struct CodePageEntry {
 // Null when there is no such code page here.
 const CodePageEntry* FindCodePage(CodePage page);
 
-// In the order of their numbers.
-std::span<const CodePageEntry> AllCodePages();
-
 // A code page of single bytes, as a table.
 class SingleByteTable {
  public:

@@ -1,7 +1,7 @@
 #include "text/shown_text.h"
 
-#include <unicode/uchar.h>
-#include <unicode/utf16.h>
+#include "text/characters.h"
+#include "text/unicode_library.h"
 
 namespace orvik {
 
@@ -11,10 +11,6 @@ namespace {
 bool ChangesText(char32_t point) {
   return (point >= 0x80 && point < 0xA0) || point == 0x61C || point == 0x200E || point == 0x200F ||
          (point >= 0x2028 && point <= 0x202E) || (point >= 0x2066 && point <= 0x2069);
-}
-
-bool IsContinuation(char byte) {
-  return (static_cast<unsigned char>(byte) & 0xC0) == 0x80;
 }
 
 }  // namespace
@@ -73,9 +69,8 @@ namespace {
 
 bool HasRightToLeft(std::u16string_view text) {
   for (std::size_t at = 0; at < text.size();) {
-    UChar32 character = 0;
-    U16_NEXT(text.data(), at, text.size(), character);
-    const UCharDirection direction = u_charDirection(character);
+    const UCharDirection direction =
+        icu::u_charDirection(static_cast<UChar32>(NextCharacter(text, at)));
     if (direction == U_RIGHT_TO_LEFT || direction == U_RIGHT_TO_LEFT_ARABIC) return true;
   }
   return false;
@@ -114,17 +109,16 @@ int ColumnsOf(char32_t character) {
   const auto code_point = static_cast<UChar32>(character);
   constexpr uint32_t kNoRoom = U_GC_MN_MASK | U_GC_ME_MASK | U_GC_CF_MASK | U_GC_CC_MASK;
   constexpr char32_t kSoftHyphen = 0xAD;  // a format character that terminals show
-  if ((U_MASK(u_charType(code_point)) & kNoRoom) != 0) return character == kSoftHyphen ? 1 : 0;
-  const int width = u_getIntPropertyValue(code_point, UCHAR_EAST_ASIAN_WIDTH);
+  if ((U_MASK(icu::u_charType(code_point)) & kNoRoom) != 0) return character == kSoftHyphen ? 1 : 0;
+  const int width = icu::u_getIntPropertyValue(code_point, UCHAR_EAST_ASIAN_WIDTH);
   return width == U_EA_WIDE || width == U_EA_FULLWIDTH ? 2 : 1;
 }
 
 int ColumnsOf(std::u16string_view text) {
   int columns = 0;
   for (std::size_t at = 0; at < text.size();) {
-    UChar32 character = 0;
-    U16_NEXT(text.data(), at, text.size(), character);
-    columns += U_IS_SURROGATE(character) ? 1 : ColumnsOf(static_cast<char32_t>(character));
+    const char32_t character = NextCharacter(text, at);
+    columns += IsSurrogate(character) ? 1 : ColumnsOf(character);
   }
   return columns;
 }
@@ -139,7 +133,7 @@ TextPlace PlaceInText(std::string_view text, std::size_t position) {
     ++place.line;
   }
   for (const char byte : before.substr(line_begin)) {
-    if ((static_cast<unsigned char>(byte) & 0xC0) != 0x80) ++place.column;
+    if (!IsContinuation(byte)) ++place.column;
   }
   return place;
 }

@@ -1,7 +1,5 @@
 #include "platform/carbon/ascii_collation.h"
 
-#include <unicode/uset.h>
-
 #include <algorithm>
 #include <cstdint>
 #include <cstring>
@@ -13,31 +11,31 @@ namespace orvik::carbon {
 namespace {
 
 struct CloseCollator {
-  void operator()(UCollator* collator) const { ucol_close(collator); }
+  void operator()(UCollator* collator) const { icu::ucol_close(collator); }
 };
 using Collator = std::unique_ptr<UCollator, CloseCollator>;
 
 struct CloseSet {
-  void operator()(USet* set) const { uset_close(set); }
+  void operator()(USet* set) const { icu::uset_close(set); }
 };
 using Set = std::unique_ptr<USet, CloseSet>;
 
 Collator CopyWithStrength(const UCollator* collator, UCollationStrength strength) {
   UErrorCode status = U_ZERO_ERROR;
-  Collator copy(ucol_clone(collator, &status));
+  Collator copy(icu::ucol_clone(collator, &status));
   if (U_FAILURE(status)) return nullptr;
-  ucol_setStrength(copy.get(), strength);
+  icu::ucol_setStrength(copy.get(), strength);
   return copy;
 }
 
 bool HasAsciiAlone(const USet* set) {
-  for (int32_t item = uset_getItemCount(set) - 1; item >= 0; --item) {
+  for (int32_t item = icu::uset_getItemCount(set) - 1; item >= 0; --item) {
     UChar32 first;
     UChar32 last;
     UChar text[16];
     UErrorCode status = U_ZERO_ERROR;
     // The length of a text, or 0 and a range of characters.
-    const int32_t length = uset_getItem(set, item, &first, &last, text, 16, &status);
+    const int32_t length = icu::uset_getItem(set, item, &first, &last, text, 16, &status);
     if (length == 0 && first < 0x80) return true;
     if (length >= 2 && U_SUCCESS(status) &&
         std::all_of(text, text + length, [](UChar unit) { return unit < 0x80; })) {
@@ -50,19 +48,20 @@ bool HasAsciiAlone(const USet* set) {
 // Whether every ASCII character has one weight, whatever is beside it.
 bool WeighsCharactersAlone(const UCollator* collator) {
   UErrorCode status = U_ZERO_ERROR;
-  if (ucol_getAttribute(collator, UCOL_NUMERIC_COLLATION, &status) != UCOL_OFF ||
-      ucol_getAttribute(collator, UCOL_CASE_LEVEL, &status) != UCOL_OFF) {
+  if (icu::ucol_getAttribute(collator, UCOL_NUMERIC_COLLATION, &status) != UCOL_OFF ||
+      icu::ucol_getAttribute(collator, UCOL_CASE_LEVEL, &status) != UCOL_OFF) {
     return false;
   }
-  const Set contractions(uset_openEmpty());
-  const Set expansions(uset_openEmpty());
-  ucol_getContractionsAndExpansions(collator, contractions.get(), expansions.get(), true, &status);
+  const Set contractions(icu::uset_openEmpty());
+  const Set expansions(icu::uset_openEmpty());
+  icu::ucol_getContractionsAndExpansions(collator, contractions.get(), expansions.get(), true,
+                                         &status);
   return U_SUCCESS(status) && !HasAsciiAlone(contractions.get()) &&
          !HasAsciiAlone(expansions.get());
 }
 
 int OrderOf(const UCollator* collator, char16_t a, char16_t b) {
-  return ucol_strcoll(collator, &a, 1, &b, 1);
+  return icu::ucol_strcoll(collator, &a, 1, &b, 1);
 }
 
 }  // namespace
@@ -75,9 +74,9 @@ AsciiCollation::AsciiCollation(const UCollator* collator, UCollationStrength str
   if (primary == nullptr || secondary == nullptr || tertiary == nullptr) return;
   std::vector<char16_t> characters;
   for (char16_t unit = 0; unit < 0x80; ++unit) {
-    if (ucol_strcoll(tertiary.get(), &unit, 1, nullptr, 0) != 0) {
+    if (icu::ucol_strcoll(tertiary.get(), &unit, 1, nullptr, 0) != 0) {
       // What counts at a lower level only has no place in the table.
-      if (ucol_strcoll(primary.get(), &unit, 1, nullptr, 0) == 0) return;
+      if (icu::ucol_strcoll(primary.get(), &unit, 1, nullptr, 0) == 0) return;
       characters.push_back(unit);
     }
   }

@@ -1,11 +1,11 @@
 // Comparing ASCII text by the ranks of its characters.
 #pragma once
 
-#include <unicode/ucol.h>
-
 #include <array>
 #include <atomic>
 #include <string_view>
+
+#include "text/unicode_library.h"
 
 namespace orvik::carbon {
 

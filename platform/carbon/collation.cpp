@@ -1,8 +1,5 @@
 #include "platform/carbon/collation.h"
 
-#include <unicode/ucol.h>
-#include <unicode/unorm2.h>
-
 #include <algorithm>
 #include <cstring>
 #include <limits>
@@ -16,6 +13,7 @@
 #include "platform/carbon/ascii_collation.h"
 #include "text/case_and_spelling.h"
 #include "text/transcoding.h"
+#include "text/unicode_library.h"
 #include "text/user_locale.h"
 
 namespace orvik {
@@ -50,22 +48,22 @@ constexpr UCCollateOptions kUsedOptions =
 UCollator* Open(const char* locale, UCCollateOptions options, UCollationStrength strength,
                 bool normalizes) {
   UErrorCode status = U_ZERO_ERROR;
-  UCollator* collator = ucol_open(locale, &status);
+  UCollator* collator = icu::ucol_open(locale, &status);
   if (U_FAILURE(status)) {
     // A name that is no locale's sorts by the root collation: without any, all texts would be
     // equal.
     status = U_ZERO_ERROR;
-    collator = ucol_open("", &status);
+    collator = icu::ucol_open("", &status);
   }
   if (U_FAILURE(status)) return nullptr;
-  ucol_setStrength(collator, strength);
-  if (normalizes) ucol_setAttribute(collator, UCOL_NORMALIZATION_MODE, UCOL_ON, &status);
-  ucol_setAttribute(
+  icu::ucol_setStrength(collator, strength);
+  if (normalizes) icu::ucol_setAttribute(collator, UCOL_NORMALIZATION_MODE, UCOL_ON, &status);
+  icu::ucol_setAttribute(
       collator, UCOL_ALTERNATE_HANDLING,
       (options & kUCCollatePunctuationSignificantMask) != 0 ? UCOL_NON_IGNORABLE : UCOL_SHIFTED,
       &status);
   if (U_SUCCESS(status)) return collator;
-  ucol_close(collator);
+  icu::ucol_close(collator);
   return nullptr;
 }
 
@@ -80,8 +78,8 @@ bool OpenLevel(const char* locale, UCCollateOptions options, UCollationStrength 
 }
 
 void Close(const OpaqueCollator::Level& level) {
-  if (level.simple != nullptr && level.simple != level.any) ucol_close(level.simple);
-  if (level.any != nullptr) ucol_close(level.any);
+  if (level.simple != nullptr && level.simple != level.any) icu::ucol_close(level.simple);
+  if (level.any != nullptr) icu::ucol_close(level.any);
 }
 
 // Collators are kept as long as the program runs.
@@ -125,8 +123,8 @@ CollatorRef Find(UCCollateOptions options) {
 constexpr char16_t kSimple = 0x200;
 
 int Order(const UCollator* collator, std::u16string_view a, std::u16string_view b) {
-  return ucol_strcoll(collator, a.data(), static_cast<int32_t>(a.size()), b.data(),
-                      static_cast<int32_t>(b.size()));
+  return icu::ucol_strcoll(collator, a.data(), static_cast<int32_t>(a.size()), b.data(),
+                           static_cast<int32_t>(b.size()));
 }
 
 // `all` are the units of both texts or-ed together.
@@ -152,12 +150,12 @@ bool HasWidthVariant(std::u16string_view text) {
 
 std::u16string InNormalWidths(std::u16string_view text) {
   UErrorCode status = U_ZERO_ERROR;
-  const UNormalizer2* forms = unorm2_getNFKDInstance(&status);
+  const UNormalizer2* forms = icu::unorm2_getNFKDInstance(&status);
   std::u16string result;
   for (const char16_t unit : text) {
     char16_t mapped[8];
     const int32_t length = IsWidthVariant(unit) && U_SUCCESS(status)
-                               ? unorm2_getRawDecomposition(forms, unit, mapped, 8, &status)
+                               ? icu::unorm2_getRawDecomposition(forms, unit, mapped, 8, &status)
                                : -1;
     if (length < 0) {
       result += unit;

@@ -1,7 +1,6 @@
 #include "platform/core_foundation/date_formatter.h"
 
-#include <unicode/udat.h>
-
+#include "text/unicode_library.h"
 #include "text/user_locale.h"
 
 namespace orvik {
@@ -21,22 +20,23 @@ NSDateFormatter::NSDateFormatter(CFLocaleRef locale) {
   const char* identifier = locale == nullptr ? CurrentLocaleIdentifier(LocaleCategory::kTime)
                                              : locale->identifier().c_str();
   UErrorCode status = U_ZERO_ERROR;
-  formatter_ = udat_open(UDAT_NONE, UDAT_NONE, identifier, nullptr, 0, nullptr, 0, &status);
+  formatter_ = icu::udat_open(UDAT_NONE, UDAT_NONE, identifier, nullptr, 0, nullptr, 0, &status);
   if (U_FAILURE(status)) {
     // A name that is no locale's: the root locale's digits are as good.
     status = U_ZERO_ERROR;
-    formatter_ = udat_open(UDAT_NONE, UDAT_NONE, "", nullptr, 0, nullptr, 0, &status);
+    formatter_ = icu::udat_open(UDAT_NONE, UDAT_NONE, "", nullptr, 0, nullptr, 0, &status);
   }
   if (U_FAILURE(status)) formatter_ = nullptr;
 }
 
 NSDateFormatter::~NSDateFormatter() {
-  if (formatter_ != nullptr) udat_close(Of(formatter_));
+  if (formatter_ != nullptr) icu::udat_close(Of(formatter_));
 }
 
 void NSDateFormatter::setFormat(std::u16string_view pattern) {
   if (formatter_ == nullptr || pattern.size() > static_cast<size_t>(kMaximumStringLength)) return;
-  udat_applyPattern(Of(formatter_), false, pattern.data(), static_cast<int32_t>(pattern.size()));
+  icu::udat_applyPattern(Of(formatter_), false, pattern.data(),
+                         static_cast<int32_t>(pattern.size()));
 }
 
 std::u16string NSDateFormatter::Format(double absolute_time) const {
@@ -45,8 +45,8 @@ std::u16string NSDateFormatter::Format(double absolute_time) const {
   for (;;) {
     UErrorCode status = U_ZERO_ERROR;
     const int32_t length =
-        udat_format(Of(formatter_), (absolute_time + kEpochOfPlatform) * 1000.0, text.data(),
-                    static_cast<int32_t>(text.size()), nullptr, &status);
+        icu::udat_format(Of(formatter_), (absolute_time + kEpochOfPlatform) * 1000.0, text.data(),
+                         static_cast<int32_t>(text.size()), nullptr, &status);
     if (status != U_BUFFER_OVERFLOW_ERROR && U_FAILURE(status)) return {};
     const bool fits = status != U_BUFFER_OVERFLOW_ERROR;
     text.resize(static_cast<size_t>(length));

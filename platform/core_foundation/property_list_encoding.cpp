@@ -1,7 +1,6 @@
 #include "platform/core_foundation/property_list_encoding.h"
 
 #include <strings.h>
-#include <unicode/ucnv.h>
 
 #include <algorithm>
 #include <cstdint>
@@ -13,6 +12,7 @@
 
 #include "platform/core_foundation/property_list_salvage.h"
 #include "text/transcoding.h"
+#include "text/unicode_library.h"
 
 namespace orvik {
 namespace {
@@ -29,13 +29,13 @@ bool Fails(UErrorCode error) {
 
 std::optional<std::string> Convert(std::string_view bytes, const char* encoding) {
   UErrorCode error = U_ZERO_ERROR;
-  std::unique_ptr<UConverter, decltype(&ucnv_close)> source(ucnv_open(encoding, &error),
-                                                            &ucnv_close);
-  std::unique_ptr<UConverter, decltype(&ucnv_close)> target(ucnv_open("UTF-8", &error),
-                                                            &ucnv_close);
+  const icu::Converter source(icu::ucnv_open(encoding, &error));
+  const icu::Converter target(icu::ucnv_open("UTF-8", &error));
   if (Fails(error)) return std::nullopt;
-  ucnv_setToUCallBack(source.get(), UCNV_TO_U_CALLBACK_STOP, nullptr, nullptr, nullptr, &error);
-  ucnv_setFromUCallBack(target.get(), UCNV_FROM_U_CALLBACK_STOP, nullptr, nullptr, nullptr, &error);
+  icu::ucnv_setToUCallBack(source.get(), icu::UCNV_TO_U_CALLBACK_STOP.Get(), nullptr, nullptr,
+                           nullptr, &error);
+  icu::ucnv_setFromUCallBack(target.get(), icu::UCNV_FROM_U_CALLBACK_STOP.Get(), nullptr, nullptr,
+                             nullptr, &error);
   std::string text;
   std::vector<UChar> pivot(4096);
   std::vector<char> chunk(16384);
@@ -46,9 +46,9 @@ std::optional<std::string> Convert(std::string_view bytes, const char* encoding)
   do {
     error = U_ZERO_ERROR;
     char* to = chunk.data();
-    ucnv_convertEx(target.get(), source.get(), &to, chunk.data() + chunk.size(), &from,
-                   bytes.data() + bytes.size(), pivot.data(), &pivot_source, &pivot_target,
-                   pivot.data() + pivot.size(), first, true, &error);
+    icu::ucnv_convertEx(target.get(), source.get(), &to, chunk.data() + chunk.size(), &from,
+                        bytes.data() + bytes.size(), pivot.data(), &pivot_source, &pivot_target,
+                        pivot.data() + pivot.size(), first, true, &error);
     first = false;
     text.append(chunk.data(), to);
   } while (error == U_BUFFER_OVERFLOW_ERROR);

@@ -133,22 +133,23 @@ TEST(CodePageCodec, EveryByteOfEverySingleBytePage) {
 
 // Every page of the table opens, and none of single bytes is left out above.
 TEST(CodePageCodec, EveryPageIsKnownAndTested) {
-  for (const CodePageEntry& entry : AllCodePages()) {
-    EXPECT_TRUE(IsKnownCodePage(entry.page)) << entry.page;
-    EXPECT_FALSE(DecodeText(entry.page, "1").value_or(u"").empty()) << entry.page;
+  for (CodePage page = 0; page <= 65535; ++page) {
+    if (FindCodePage(page) == nullptr) continue;
+    EXPECT_TRUE(IsKnownCodePage(page)) << page;
+    EXPECT_FALSE(DecodeText(page, "1").value_or(u"").empty()) << page;
     // No page of several bytes has a meaning for each single one.
     bool reads_all = true;
     for (int value = 0; value < 256; ++value) {
       const std::string byte(1, static_cast<char>(value));
-      reads_all = reads_all && DecodeText(entry.page, byte).value_or(u"").size() == 1;
+      reads_all = reads_all && DecodeText(page, byte).value_or(u"").size() == 1;
     }
     const auto is_in = [&](const auto& pages) {
-      return std::ranges::find(pages, entry.page, &Page::page) != std::end(pages);
+      return std::ranges::find(pages, page, &Page::page) != std::end(pages);
     };
     const bool is_tested = is_in(kSingleBytePages) || is_in(kPagesOfPython);
     // Their other tables are another country's (half-width letters) or cannot be opened.
-    const bool has_no_oracle = entry.page == 20290 || entry.page == 20838;
-    EXPECT_TRUE(!reads_all || is_tested || has_no_oracle) << entry.page;
+    const bool has_no_oracle = page == 20290 || page == 20838;
+    EXPECT_TRUE(!reads_all || is_tested || has_no_oracle) << page;
   }
   for (const CodePage page : {0u, 1u, 942u, 1363u, 5348u, 33722u, 65535u, 70000u}) {
     EXPECT_FALSE(IsKnownCodePage(page)) << page;

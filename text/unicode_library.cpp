@@ -1,0 +1,34 @@
+#include "text/unicode_library.h"
+
+#include <dlfcn.h>
+#include <unistd.h>
+
+#include <cstring>
+
+namespace orvik {
+
+namespace {
+
+[[noreturn]] void Fail(const char* name) {
+  for (const char* const part : {"ICU: ", name, " cannot be loaded. Install the library of ICU ",
+                                 U_ICU_VERSION_SHORT, ".\n"}) {
+    if (write(STDERR_FILENO, part, std::strlen(part)) < 0) break;
+  }
+  _exit(127);
+}
+
+}  // namespace
+
+// The loader counts the references to a library, and its functions are found under its own lock.
+// The references are never given back: the pointers to functions stay valid.
+void* FindIcuFunction(IcuLibrary library, const char* name) {
+  const char* const file = library == IcuLibrary::kCommon ? "libicuuc.so." U_ICU_VERSION_SHORT
+                                                          : "libicui18n.so." U_ICU_VERSION_SHORT;
+  void* const handle = dlopen(file, RTLD_NOW | RTLD_LOCAL);
+  if (handle == nullptr) Fail(file);
+  void* const function = dlsym(handle, name);
+  if (function == nullptr) Fail(name);
+  return function;
+}
+
+}  // namespace orvik
