@@ -11,6 +11,7 @@
 #include "desktop/companion_program.h"
 #include "text/shown_text.h"
 #include "text/transcoding.h"
+#include "text/xml_scanner.h"
 
 extern char** environ;
 
@@ -53,7 +54,7 @@ std::u16string Utf16(const std::string& text) {
   char16_t* target = units.data();
   while (DecodeUtf8(source, text.data() + text.size(), target, units.data() + units.size()) !=
          TranscodingStop::kDone) {
-    *target++ = 0xFFFD;
+    *target++ = kReplacementCharacter;
     ++source;
   }
   units.resize(static_cast<std::size_t>(target - units.data()));
@@ -77,9 +78,7 @@ std::u16string WithBreaks(std::u16string_view text) {
   std::u16string broken;
   int columns = 0;
   for (std::size_t at = 0; at < text.size();) {
-    const bool is_pair =
-        IsHighSurrogate(text[at]) && at + 1 < text.size() && IsLowSurrogate(text[at + 1]);
-    const std::u16string_view character = text.substr(at, is_pair ? 2 : 1);
+    const std::u16string_view character = text.substr(at, CharacterLength(text.substr(at)));
     at += character.size();
     const int width = ColumnsOf(character);
     if (character == u" " || character == u"\n") {
@@ -110,22 +109,9 @@ int LinesOf(std::u16string_view text) {
 std::string EscapeText(std::string_view text) {
   std::string escaped;
   for (const char c : text) {
-    switch (c) {
-      case '&':
-        escaped += "&amp;";
-        break;
-      case '<':
-        escaped += "&lt;";
-        break;
-      case '>':
-        escaped += "&gt;";
-        break;
-      case '\\':
-        escaped += "\\\\";
-        break;
-      default:
-        escaped += c;
-    }
+    const bool is_markup = c == '&' || c == '<' || c == '>';
+    if (c == '\\') escaped += '\\';
+    escaped += is_markup ? XmlReference(c) : std::string_view(&c, 1);
   }
   return escaped;
 }

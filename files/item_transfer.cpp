@@ -20,6 +20,7 @@
 #include "platform/core_foundation/owned.h"
 #include "platform/core_foundation/string.h"
 #include "platform/foundation/log.h"
+#include "text/characters.h"
 
 namespace orvik {
 namespace {
@@ -143,9 +144,7 @@ CAtlString NameInTrash(const COrvikFilePath& file, const CAtlString& addition) {
     end = addition;
   }
   while (!base.IsEmpty() && is_too_long(base + end)) {
-    const bool is_half = (base.View().back() & 0xFC00) == 0xDC00 && base.GetLength() > 1 &&
-                         (base[base.GetLength() - 2] & 0xFC00) == 0xD800;
-    base.Truncate(base.GetLength() - (is_half ? 2 : 1));
+    base.Truncate(static_cast<int>(CharacterBefore(base.View(), base.size())));
   }
   return base + end;
 }

@@ -47,9 +47,8 @@ std::optional<std::string> FileNameToBytes(std::u16string_view name) {
     if (StandsForByte(unit)) {
       *target++ = static_cast<char>(unit);
     } else {
-      *target++ = static_cast<char>(0xE0 | unit >> 12);
-      *target++ = static_cast<char>(0x80 | (unit >> 6 & 0x3F));
-      *target++ = static_cast<char>(0x80 | (unit & 0x3F));
+      WriteUtf8(unit, target);
+      target += Utf8Bytes(unit);
     }
   }
   bytes.resize(static_cast<std::size_t>(target - bytes.data()));

@@ -7,6 +7,10 @@ usage: scripts/check_layers.py [--exact]
   it links. This finds also headers that need no linking. No layer links itself through others.
 - A header of the operating system or of another library is included only where the table below
   allows it. The C++ standard library is allowed everywhere.
+- ICU is included, and the loader of libraries called, in one place: text/unicode_library.h.
+- The rooms include each other in one direction only. The folders of platform/ are rooms.
+- Numbers of Unicode (surrogates, the replacement character, the marks of UTF-8) stand in text/.
+  Above it they are exceptions, each with its reason.
 - The layers above platform/ use only names that the real platform has. platform/public_names.txt
   lists them. platform/own_names.txt lists the exceptions, each with its reason.
 
@@ -29,7 +33,7 @@ POSIX = {"fcntl.h", "pthread.h", "sys/mman.h", "sys/stat.h", "sys/types.h", "sys
          "sys/single_threaded.h"}
 ANY = re.compile("")
 ALLOWED = {
-    "text": re.compile(r"unicode/|[a-z]*mmintrin\.h$"),
+    "text": re.compile(r"(unicode/.*|dlfcn\.h|[a-z]*mmintrin\.h)$"),
     "host": ANY,
     "desktop": ANY,
     "platform": ANY,
@@ -39,8 +43,28 @@ ALLOWED = {
     "prefs": re.compile(r"$^"),
     "xml": re.compile(r"tinyxml\.h$|expat\.h$|boost/|[a-z]*mmintrin\.h$"),
     "postflight": re.compile(r"$^"),
-    "tools": re.compile(r"(curses|langinfo|termios|sys/wait|dlfcn)\.h$|unicode/"),
+    "tools": re.compile(r"(curses|langinfo|termios|sys/wait)\.h$"),
 }
+# What one file includes for all others.
+ONLY_IN = {"unicode/": "text/unicode_library.h", "dlfcn.h": "text/unicode_library.cpp"}
+
+# Circles of rooms that are left: (one room, the other).
+CIRCLES = {
+    ("platform/core_foundation", "platform/foundation"),
+    ("platform/core_foundation", "platform/carbon"),
+    ("platform/carbon", "platform/foundation"),
+}
+
+# Numbers that only text/ calculates with: text/characters.h has functions for all of them.
+UNICODE_NUMBER = re.compile(
+    r"\b0x(D[89A-F][0-9A-F]{2}|1?0FFFF|1[01]0000|FFFD|3FF|F[8C]00)u?\b|& 0x(C0|3F)\b", re.I)
+UNICODE_EXCEPTIONS = {
+    "host/file_names.cpp": "a byte that is not UTF-8 has a low surrogate of its own in a name",
+    "files/path_arguments.cpp": "the backslash of a name on disk is such a surrogate",
+    "platform/core_foundation/property_list_text_reader.cpp": "the table of an 8-bit encoding",
+    "platform/core_foundation/property_list_encoding.cpp": "to be moved",
+}
+
 # Compilers keep these in folders of their own, and POSIX spells some headers of C its own way.
 STANDARD = re.compile(r"[a-z_]+$|(stdio|stdlib|string|time|limits|inttypes|errno|signal)\.h$")
 
@@ -104,6 +128,66 @@ def check_includes(folder, allowed, own, problems):
             elif folder in ALLOWED and not STANDARD.match(name) and name not in POSIX and \
                     not ALLOWED[folder].match(name):
                 problems.append(f"{where}: includes <{name}>, which {folder} may not use")
+
+
+def product_files():
+    for folder in LAYERS + PROGRAMS:
+        yield from ((path, path.relative_to(ROOT).as_posix()) for path in sources(folder))
+
+
+def check_single_places(problems):
+    for path, name in product_files():
+        for kind, included in includes_of(path):
+            for start, place in ONLY_IN.items():
+                if kind == "<" and included.startswith(start) and name != place:
+                    problems.append(f"{name}: includes <{included}>: call it through {place}")
+
+
+def room_of(name):
+    parts = name.split("/")
+    return "/".join(parts[:2]) if parts[0] == "platform" and len(parts) > 2 else parts[0]
+
+
+def check_circles(exact, problems):
+    uses = {}
+    for path, name in product_files():
+        for kind, included in includes_of(path):
+            if kind == '"' and (ROOT / included).exists() and room_of(included) != room_of(name):
+                uses.setdefault((room_of(name), room_of(included)), name)
+    both_ways = {pair for pair in uses if pair[::-1] in uses}
+    for one, other in sorted(pair for pair in both_ways if pair < pair[::-1]):
+        if not {(one, other), (other, one)} & CIRCLES:
+            problems.append(f"{one} and {other} include each other: {uses[one, other]}, "
+                            f"{uses[other, one]}")
+    # Longer circles: rooms that are left when those that include none of the others go.
+    one_way = uses.keys() - both_ways
+    while True:
+        rooms = {one for one, _ in one_way}
+        rest = {(one, other) for one, other in one_way if other in rooms}
+        if rest == one_way:
+            break
+        one_way = rest
+    if one_way:
+        problems.append("a circle among " + ", ".join(sorted({one for one, _ in one_way})))
+    if exact:
+        for one, other in sorted(CIRCLES):
+            if (one, other) not in both_ways:
+                problems.append(f"scripts/check_layers.py: {one} and {other} are no circle any more")
+
+
+def check_unicode_numbers(exact, problems):
+    used = set()
+    for path, name in product_files():
+        if name.startswith("text/"):
+            continue
+        found = [match.group() for match in UNICODE_NUMBER.finditer(without_comments(path.read_text()))]
+        if found and name not in UNICODE_EXCEPTIONS:
+            problems.append(f"{name}: {', '.join(found)}: call text/characters.h")
+        if found:
+            used.add(name)
+    if exact:
+        for name in sorted(UNICODE_EXCEPTIONS.keys() - used):
+            problems.append(f"scripts/check_layers.py: {name} has no number of Unicode: remove it")
 
 
 def declared_names(text):
@@ -198,7 +282,11 @@ def main():
         if folder in tests:
             own += ("tests/support/",) + tuple(f"tests/{layer}/" for layer in found)
         check_includes(folder, found | {folder}, own, problems)
-    check_names("--exact" in sys.argv[1:], problems)
+    exact = "--exact" in sys.argv[1:]
+    check_single_places(problems)
+    check_circles(exact, problems)
+    check_unicode_numbers(exact, problems)
+    check_names(exact, problems)
     for problem in problems:
         print(problem)
     return 1 if problems else 0

@@ -254,7 +254,7 @@ CAtlString CAtlString::FromUtf8(std::string_view text) {
     if (stop == TranscodingStop::kIllegal || stop == TranscodingStop::kSourceEnds) {
       std::size_t behind = 0;
       NextCharacter(text, behind);
-      wide += char16_t{0xFFFD};
+      wide += kReplacementCharacter;
       text.remove_prefix(behind);
     }
   }
@@ -277,15 +277,8 @@ std::string CAtlString::ToUtf8() const {
   }
   utf8.resize(static_cast<std::size_t>(end - utf8.data()));
   for (std::size_t at = static_cast<std::size_t>(source - content.data()); at < content.size();) {
-    const std::size_t length = CharacterLength(content.substr(at));
-    char32_t character = content[at];
-    if (length == 2) {
-      character = FromSurrogates(content[at], content[at + 1]);
-    } else if (IsSurrogate(content[at])) {
-      character = 0xFFFD;
-    }
-    AppendCharacter(utf8, character);
-    at += length;
+    const char32_t character = NextCharacter(content, at);
+    AppendCharacter(utf8, IsSurrogate(character) ? kReplacementCharacter : character);
   }
   return utf8;
 }

@@ -30,6 +30,7 @@
 #include "strings/format_text.h"
 #include "strings/string_buffer.h"
 #include "strings/string_operations.h"
+#include "text/characters.h"
 
 namespace [[gnu::visibility("default")]] orvik {
 
@@ -58,7 +59,7 @@ struct WideUnits {
   using Header = CAtlStringData;
   static char16_t* Empty() { return _afxPchNil; }
   // Tab, line feed, vertical tab, form feed, carriage return and space.
-  static bool IsSpace(char16_t unit) { return (unit >= 9 && unit <= 13) || unit == 32; }
+  static bool IsSpace(char16_t unit) { return IsAsciiSpace(unit); }
   static void Convert(const char* from, char16_t* to, std::size_t n);
   // What a search for a text or a set sees of a text, and whether it finds an empty one.
   static std::u16string_view Searched(std::u16string_view text) { return text; }

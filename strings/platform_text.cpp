@@ -12,7 +12,7 @@ void MapCaseInPlace(char16_t* units, std::size_t n, CaseMapping map, std::size_t
   if (n == 0) return;
   const Owned<std::remove_pointer_t<CFLocaleRef>> locale(CFLocaleCopyCurrent());
   while (n > 0) {
-    const std::size_t piece = FirstPiece(std::u16string_view(units, n), limit);
+    const std::size_t piece = WholeUnits(std::u16string_view(units, n), limit);
     const auto length = static_cast<CFIndex>(piece);
     const Owned<std::remove_pointer_t<CFMutableStringRef>> string(
         CFStringCreateMutableWithExternalCharactersNoCopy(kCFAllocatorDefault, units, length,

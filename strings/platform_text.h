@@ -8,18 +8,11 @@
 #include <string_view>
 
 #include "platform/core_foundation/string.h"
+#include "text/characters.h"
 
 namespace orvik {
 
 // Texts too long for one string of the platform go through it in pieces.
-
-// How many units of the text make its first piece: at most `limit`, which is at least 2, without
-// cutting a surrogate pair.
-template <typename Unit>
-std::size_t FirstPiece(std::basic_string_view<Unit> text, std::size_t limit) {
-  if (text.size() <= limit) return text.size();
-  return (static_cast<char32_t>(text[limit - 1]) & 0xFC00) == 0xD800 ? limit - 1 : limit;
-}
 
 // What compare(a, b) says of the first pieces that are not the same to it.
 template <typename A, typename B, typename Comparison>
@@ -27,8 +20,8 @@ int CompareInPieces(std::basic_string_view<A> a, std::basic_string_view<B> b,
                     const Comparison& compare,
                     std::size_t limit = static_cast<std::size_t>(kMaximumStringLength)) {
   while (a.size() > limit || b.size() > limit) {
-    const std::size_t piece = std::min(a.size() > limit ? FirstPiece(a, limit) : limit,
-                                       b.size() > limit ? FirstPiece(b, limit) : limit);
+    const std::size_t piece = std::min(a.size() > limit ? WholeUnits(a, limit) : limit,
+                                       b.size() > limit ? WholeUnits(b, limit) : limit);
     const int order = compare(a.substr(0, piece), b.substr(0, piece));
     if (order != 0) return order;
     a.remove_prefix(std::min(piece, a.size()));

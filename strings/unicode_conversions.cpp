@@ -6,13 +6,6 @@ namespace orvik {
 
 namespace {
 
-constexpr UTF32 kReplacement = 0xFFFD;
-constexpr UTF32 kMaximum = 0x10FFFF;
-
-constexpr bool IsSurrogateValue(UTF32 value) {
-  return value >= 0xD800 && value <= 0xDFFF;
-}
-
 // The readers move `at` over one character when the result is conversionOK.
 
 // An encoded surrogate is left to ConvertOne.
@@ -48,20 +41,17 @@ ConversionResult Read(const UTF16*& at, const UTF16* end, ConversionFlags flags,
 // The writers move `at` over what they wrote; false when it does not fit.
 
 bool Write(UTF32 value, UTF8*& at, const UTF8* end) {
-  const int length = value < 0x80 ? 1 : value < 0x800 ? 2 : value < 0x10000 ? 3 : 4;
-  if (end - at < length) return false;
-  for (int i = length - 1; i > 0; --i) {
-    at[i] = static_cast<UTF8>(0x80 | (value & 0x3F));
-    value >>= 6;
-  }
-  at[0] = static_cast<UTF8>(value | firstByteMark[length]);
+  const std::size_t length = Utf8Bytes(value);
+  if (static_cast<std::size_t>(end - at) < length) return false;
+  WriteUtf8(value, at);
   at += length;
   return true;
 }
 
 bool Write(UTF32 value, UTF16*& at, const UTF16* end) {
-  if (end - at < (value < 0x10000 ? 1 : 2)) return false;
-  if (value < 0x10000) {
+  const std::size_t length = Utf16Units(value);
+  if (static_cast<std::size_t>(end - at) < length) return false;
+  if (length == 1) {
     *at++ = static_cast<UTF16>(value);
   } else {
     *at++ = HighSurrogate(value);
@@ -85,9 +75,9 @@ ConversionResult ConvertOne(const Source*& source, const Source* source_end, Tar
   if (result != conversionOK) return result;
   if constexpr (sizeof(Source) == 1) {
     // A full target comes before an encoded surrogate.
-    if (IsSurrogateValue(value) && target < target_end) {
+    if (IsSurrogate(value) && target < target_end) {
       if (flags == strictConversion) return sourceIllegal;
-      value = kReplacement;
+      value = kReplacementCharacter;
     }
   }
   if (!Write(value, target, target_end)) return targetExhausted;
@@ -153,7 +143,7 @@ const UTF8 firstByteMark[7] = {0x00, 0x00, 0xC0, 0xE0, 0xF0, 0xF8, 0xFC};
 bool isLegalUTF8(const UTF8* bytes, int length) {
   if (length < 1 || length > 4) return false;
   for (int i = 2; i < length; ++i) {
-    if ((bytes[i] & 0xC0) != 0x80) return false;
+    if (!IsContinuation(static_cast<char>(bytes[i]))) return false;
   }
   const UTF8 first = bytes[0];
   if (length >= 2) {
@@ -212,11 +202,12 @@ ConversionResult ConvertUTF32toUTF8(const UTF32** source_start, const UTF32* sou
   ConversionResult result = conversionOK;
   for (; *source_start < source_end; ++*source_start) {
     UTF32 value = **source_start;
-    if (flags == strictConversion && (IsSurrogateValue(value) || value > kMaximum)) {
+    if (flags == strictConversion && (!IsCharacter(value))) {
       return sourceIllegal;
     }
-    const bool is_legal = value <= kMaximum;
-    if (!Write(is_legal ? value : kReplacement, *target_start, target_end)) return targetExhausted;
+    const bool is_legal = value <= kLastCharacter;
+    if (!Write(is_legal ? value : kReplacementCharacter, *target_start, target_end))
+      return targetExhausted;
     if (!is_legal) result = sourceIllegal;
   }
   return result;
@@ -228,9 +219,9 @@ ConversionResult ConvertUTF32toUTF16(const UTF32** source_start, const UTF32* so
   for (; *source_start < source_end; ++*source_start) {
     if (*target_start >= target_end) return targetExhausted;
     UTF32 value = **source_start;
-    if (IsSurrogateValue(value) || value > kMaximum) {
+    if (!IsCharacter(value)) {
       if (flags == strictConversion) return sourceIllegal;
-      value = kReplacement;
+      value = kReplacementCharacter;
     }
     if (!Write(value, *target_start, target_end)) return targetExhausted;
   }

@@ -60,10 +60,7 @@ EncodedLength EncodeToUtf16(std::u16string_view text, std::endian order, char* t
                             size_t room) {
   size_t count = std::min(text.size(), room / 2);
   // Half a pair at the end is left out.
-  if (count > 0 && count < text.size() && IsLowSurrogate(text[count]) &&
-      IsHighSurrogate(text[count - 1])) {
-    --count;
-  }
+  if (count > 0 && count < text.size() && CharacterLength(text.substr(count - 1)) == 2) --count;
   for (size_t i = 0; target != nullptr && i < count; ++i) {
     const char16_t unit = IsForeign(order) ? Swapped(text[i]) : text[i];
     std::memcpy(target + 2 * i, &unit, sizeof unit);
@@ -79,9 +76,9 @@ EncodedLength EncodeToUtf32(std::u16string_view text, std::endian order, char lo
     const bool is_lost = IsUnpaired(rest);
     if (is_lost && loss_byte == 0) break;
     const size_t length = CharacterLength(rest);
-    const char32_t value = is_lost       ? static_cast<unsigned char>(loss_byte)
-                           : length == 1 ? char32_t{rest[0]}
-                                         : FromSurrogates(rest[0], rest[1]);
+    std::size_t next = 0;
+    const char32_t value =
+        is_lost ? static_cast<unsigned char>(loss_byte) : NextCharacter(rest, next);
     for (unsigned i = 0; target != nullptr && i < 4; ++i) {
       const unsigned place = order == std::endian::little ? i : 3 - i;
       target[done.bytes + place] = static_cast<char>(value >> (8 * i));
@@ -124,7 +121,7 @@ std::optional<std::u16string> DecodeFromUtf32(std::string_view bytes, std::endia
       const unsigned place = order == std::endian::little ? 3 - i : i;
       value = (value << 8) | static_cast<unsigned char>(bytes[place]);
     }
-    if (value >= 0x110000 || (value >= 0xD800 && value < 0xE000)) return std::nullopt;
+    if (!IsCharacter(value)) return std::nullopt;
     AppendCharacter(text, value);
   }
   return text;

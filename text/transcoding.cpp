@@ -395,27 +395,10 @@ char32_t NextCharacter(std::string_view bytes, size_t& position) {
   const char32_t character = DecodeMultiByte(at, bytes.data() + bytes.size());
   if (character >= kCutCharacter) {
     ++position;
-    return U'\uFFFD';
+    return kReplacementCharacter;
   }
   position = static_cast<size_t>(at - bytes.data());
   return character;
-}
-
-void AppendCharacter(std::string& bytes, char32_t character) {
-  if (character < 0x80) {
-    bytes += static_cast<char>(character);
-    return;
-  }
-  char16_t units[2] = {static_cast<char16_t>(character)};
-  const char16_t* source = units;
-  if (character >= 0x10000) {
-    units[0] = HighSurrogate(character);
-    units[1] = LowSurrogate(character);
-  }
-  char encoded[4];
-  char* end = encoded;
-  EncodeQuickly(source, units + 2, end);
-  bytes.append(encoded, end);
 }
 
 size_t AsciiPrefix(std::string_view bytes) {

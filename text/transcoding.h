@@ -11,6 +11,8 @@
 #include <string>
 #include <string_view>
 
+#include "text/characters.h"
+
 namespace [[gnu::visibility("default")]] orvik {
 
 enum class TranscodingStop {
@@ -52,42 +54,6 @@ char16_t OrOfUnits(std::u16string_view units);
 void WidenLatin1(const char* source, char16_t* target, size_t n);
 // Each unit to the byte of the same value, "?" above 255.
 void NarrowLatin1(const char16_t* source, char* target, size_t n);
-
-// The UTF-16 code point at a place known to be well formed, and how it is taken apart.
-constexpr bool IsHighSurrogate(char16_t unit) {
-  return (unit & 0xFC00) == 0xD800;
-}
-constexpr bool IsLowSurrogate(char16_t unit) {
-  return (unit & 0xFC00) == 0xDC00;
-}
-constexpr bool IsSurrogate(char16_t unit) {
-  return (unit & 0xF800) == 0xD800;
-}
-constexpr char32_t FromSurrogates(char16_t high, char16_t low) {
-  return 0x10000 + ((static_cast<char32_t>(high) & 0x3FF) << 10) + (low & 0x3FF);
-}
-constexpr char16_t HighSurrogate(char32_t value) {
-  return static_cast<char16_t>(0xD7C0 + (value >> 10));
-}
-constexpr char16_t LowSurrogate(char32_t value) {
-  return static_cast<char16_t>(0xDC00 + (value & 0x3FF));
-}
-
-// Two for a pair of surrogates at the start of the text, which is not empty, else one.
-constexpr size_t CharacterLength(std::u16string_view units) {
-  return units.size() > 1 && IsHighSurrogate(units[0]) && IsLowSurrogate(units[1]) ? 2 : 1;
-}
-
-// Appends a character, which is no surrogate.
-void AppendCharacter(std::string& bytes, char32_t character);
-inline void AppendCharacter(std::u16string& units, char32_t character) {
-  if (character < 0x10000) {
-    units += static_cast<char16_t>(character);
-  } else {
-    units += HighSurrogate(character);
-    units += LowSurrogate(character);
-  }
-}
 
 // Copying texts, most of which are short.
 

@@ -22,10 +22,6 @@ constexpr std::string_view kInstructionEnd = "?>";
 
 constexpr char32_t kNoCharacter = std::numeric_limits<char32_t>::max();
 
-bool IsSpace(char c) {
-  return c == ' ' || c == '\t' || c == '\r' || c == '\n';
-}
-
 // Moves behind the construct that begins at the position.
 bool SkipBehind(std::string_view text, std::size_t& at, std::string_view opening,
                 std::string_view closing) {
@@ -89,7 +85,7 @@ char32_t ReferencedCharacter(std::string_view name) {
   std::uint32_t character = 0;
   const auto [stop, error] =
       std::from_chars(name.data(), name.data() + name.size(), character, base);
-  if (error != std::errc() || stop != name.data() + name.size() || character > 0x10FFFF) {
+  if (error != std::errc() || stop != name.data() + name.size() || character > kLastCharacter) {
     return kNoCharacter;
   }
   return character;
@@ -181,7 +177,7 @@ XmlScanner::Tag XmlScanner::ReadTag() {
   if (is_end) ++at;
   const std::size_t name_begin = at;
   while (at < text_.size() && text_[at] != '>' && text_[at] != '/' && text_[at] != '<' &&
-         !IsSpace(text_[at])) {
+         !IsXmlSpace(text_[at])) {
     ++at;
   }
   name_ = text_.substr(name_begin, at - name_begin);
@@ -206,7 +202,7 @@ XmlScanner::Tag XmlScanner::ReadTag() {
 // Moves to the ">" of a tag with attributes: names, "=", quoted values without "<".
 bool XmlScanner::FindTagEnd(std::size_t& at) const {
   const auto skip_space = [&] {
-    while (at < text_.size() && IsSpace(text_[at])) ++at;
+    while (at < text_.size() && IsXmlSpace(text_[at])) ++at;
   };
   for (;;) {
     const std::size_t before = at;
@@ -239,6 +235,25 @@ bool AppendXmlText(std::u16string& result, std::string_view data) {
     if (!AppendRun(result, run, is_section ? "\r" : "&\r")) return false;
   }
   return true;
+}
+
+std::string_view XmlReference(char byte) {
+  switch (byte) {
+    case '&':
+      return "&amp;";
+    case '<':
+      return "&lt;";
+    case '>':
+      return "&gt;";
+    case '"':
+      return "&quot;";
+    case '\'':
+      return "&apos;";
+    case '\r':
+      return "&#13;";
+    default:
+      return {};
+  }
 }
 
 bool IsBlankXml(std::string_view data) {

@@ -77,6 +77,10 @@ class XmlScanner {
 // UTF-8. A character that XML forbids is taken when it is written as a number: some writers do so.
 bool AppendXmlText(std::u16string& result, std::string_view data);
 
+// The reference that stands for a character of markup, the quotes included, or for a carriage
+// return ("&amp;", "&#13;"); empty for every other byte.
+std::string_view XmlReference(char byte);
+
 // True for white space, comments and instructions alone.
 bool IsBlankXml(std::string_view data);
 

@@ -12,6 +12,7 @@
 #include "files/messages.h"
 #include "prefs/key_path.h"
 #include "strings/utf8_strings.h"
+#include "text/characters.h"
 #include "xml/config_index.h"
 #include "xml/config_scope.h"
 #include "xml/document_check.h"
@@ -26,15 +27,8 @@ constexpr char kData[] = "data";
 // Whether XML has a way to write the text, which ends at its first NUL.
 bool FitsXml(const CAtlString& text) {
   const std::u16string_view units = text.View().substr(0, text.View().find(u'\0'));
-  for (std::size_t i = 0; i < units.size(); ++i) {
-    const char16_t unit = units[i];
-    if (unit < 0x20 && unit != u'\t' && unit != u'\n' && unit != u'\r') return false;
-    if (unit >= 0xFFFE) return false;
-    if (unit < 0xD800 || unit > 0xDFFF) continue;
-    const bool is_pair =
-        unit < 0xDC00 && i + 1 < units.size() && units[i + 1] >= 0xDC00 && units[i + 1] <= 0xDFFF;
-    if (!is_pair) return false;
-    ++i;
+  for (std::size_t at = 0; at < units.size();) {
+    if (!IsXmlCharacter(NextCharacter(units, at))) return false;
   }
   return true;
 }

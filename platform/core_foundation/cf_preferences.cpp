@@ -14,6 +14,7 @@
 #include "platform/core_foundation/bundle.h"
 #include "platform/core_foundation/preference_domain.h"
 #include "platform/core_foundation/string.h"
+#include "text/characters.h"
 
 namespace orvik {
 
@@ -53,15 +54,7 @@ std::optional<std::string> DomainName(CFStringRef domain) {
   std::optional<std::string> name = host::FileNameToBytes(units);
   if (!name || name->size() > kPreferencesMaximumDomainBytes) return std::nullopt;
   // Lone surrogates are bytes that are no UTF-8; two of them can mean the same name.
-  for (std::size_t i = 0; i < units.size(); ++i) {
-    const bool is_pair =
-        i + 1 < units.size() && (units[i] & 0xFC00) == 0xD800 && (units[i + 1] & 0xFC00) == 0xDC00;
-    if (is_pair) {
-      ++i;
-    } else if ((units[i] & 0xF800) == 0xD800) {
-      return std::nullopt;
-    }
-  }
+  if (FindUnpairedSurrogate(units) != std::u16string::npos) return std::nullopt;
   // The lock record of a domain, ".<domain>.lock.plist" in the end, needs a name, too.
   constexpr std::size_t kLongestName = 255 - (sizeof "..lock.plist" - 1);
   std::string_view rest = *name;

@@ -12,12 +12,6 @@ namespace orvik {
 
 namespace {
 
-bool IsWhiteSpace(char16_t unit) {
-  return (unit >= 9 && unit <= 13) || unit == 0x20 || unit == 0x85 || unit == 0xA0 ||
-         unit == 0x1680 || (unit >= 0x2000 && unit <= 0x200A) || unit == 0x2028 || unit == 0x2029 ||
-         unit == 0x202F || unit == 0x205F || unit == 0x3000;
-}
-
 CFIndex SkipWhiteSpace(const NSString& string) {
   CFIndex i = 0;
   while (i < string.length() && IsWhiteSpace(string.characterAtIndex(i))) ++i;

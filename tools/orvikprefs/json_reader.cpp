@@ -9,6 +9,7 @@
 #include "platform/core_foundation/number.h"
 #include "platform/core_foundation/property_list_escape.h"
 #include "platform/core_foundation/string.h"
+#include "text/characters.h"
 #include "tools/orvikprefs/json.h"
 #include "tools/orvikprefs/text.h"
 #include "tools/orvikprefs/values.h"
@@ -325,19 +326,18 @@ class Reader {
     }
     std::uint32_t point = 0;
     bool sound = letter == 'u' && ReadUnit(&point);
-    if (sound && point >= 0xD800 && point < 0xDC00) {
+    if (sound && IsHighSurrogate(point)) {
       std::uint32_t low = 0;
-      sound = text_.substr(at_, 2) == "\\u" && (at_ += 2, ReadUnit(&low)) && low >= 0xDC00 &&
-              low <= 0xDFFF;
-      point = 0x10000 + ((point - 0xD800) << 10) + (low - 0xDC00);
-    } else if (point >= 0xDC00 && point <= 0xDFFF) {
+      sound = text_.substr(at_, 2) == "\\u" && (at_ += 2, ReadUnit(&low)) && IsLowSurrogate(low);
+      point = FromSurrogates(point, low);
+    } else if (IsLowSurrogate(point)) {
       sound = false;
     }
     if (!sound) {
       Fail("a malformed escape in a string", begin);
       return false;
     }
-    AppendUtf8(point);
+    AppendCharacter(last_string_, point);
     return true;
   }
 
@@ -348,19 +348,6 @@ class Reader {
     if (error != std::errc() || end != digits.data() + 4) return false;
     at_ += 4;
     return true;
-  }
-
-  void AppendUtf8(std::uint32_t point) {
-    if (point < 0x80) {
-      last_string_ += static_cast<char>(point);
-      return;
-    }
-    const int more = point < 0x800 ? 1 : point < 0x10000 ? 2 : 3;
-    constexpr unsigned kFirst[] = {0, 0xC0, 0xE0, 0xF0};
-    last_string_ += static_cast<char>(kFirst[more] | (point >> (6 * more)));
-    for (int i = more - 1; i >= 0; --i) {
-      last_string_ += static_cast<char>(0x80 | ((point >> (6 * i)) & 0x3F));
-    }
   }
 
   std::string_view text_;

@@ -3,16 +3,9 @@
 #include "platform/core_foundation/string.h"
 #include "prefs/auto_release.h"
 #include "strings/utf8_strings.h"
+#include "text/characters.h"
 
 namespace orvik::prefstool {
-
-namespace {
-
-bool IsContinuation(char byte) {
-  return (static_cast<unsigned char>(byte) & 0xC0) == 0x80;
-}
-
-}  // namespace
 
 std::optional<CAtlString> FromUtf8(std::string_view bytes) {
   CAutoCFRelease<CFStringRef> text(

@@ -6,6 +6,7 @@
 #include "host/file_watch.h"
 #include "prefs/reporting.h"
 #include "text/case_and_spelling.h"
+#include "text/characters.h"
 #include "text/shown_text.h"
 #include "tools/orvikprefs/commands.h"
 #include "tools/orvikprefs/differences.h"
@@ -120,9 +121,7 @@ bool IsLike(std::u16string_view text, std::u16string_view pattern) {
       star = in_pattern++;
       after_star = at;
     } else if (in_pattern < pattern.size() && unit == u'?') {
-      const bool is_pair = (text[at] & 0xFC00) == 0xD800 && at + 1 < text.size() &&
-                           (text[at + 1] & 0xFC00) == 0xDC00;
-      at += is_pair ? 2 : 1;
+      at += CharacterLength(text.substr(at));
       ++in_pattern;
     } else if (in_pattern < pattern.size() && unit == text[at]) {
       ++at;

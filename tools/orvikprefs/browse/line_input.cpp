@@ -12,26 +12,14 @@ namespace {
 std::u32string Characters(std::string_view utf8) {
   const CAtlString units = FromUtf8(utf8).value_or(u"");
   std::u32string characters;
-  for (int at = 0; at < units.GetLength(); ++at) {
-    const char16_t unit = units[at];
-    if (IsHighSurrogate(unit) && at + 1 < units.GetLength()) {
-      characters += FromSurrogates(unit, units[++at]);
-    } else {
-      characters += unit;
-    }
-  }
+  for (std::size_t at = 0; at < units.View().size();) characters += NextCharacter(units.View(), at);
   return characters;
 }
 
 std::string Utf8(std::u32string_view characters) {
   std::u16string units;
   for (const char32_t character : characters) {
-    if (character >= 0x10000) {
-      units += HighSurrogate(character);
-      units += LowSurrogate(character);
-    } else {
-      units += static_cast<char16_t>(character);
-    }
+    AppendCharacter(units, character);
   }
   return ToUtf8(CAtlString(units.data(), static_cast<int>(units.size())));
 }
@@ -40,7 +28,7 @@ std::string Utf8(std::u32string_view characters) {
 char32_t Symbol(char32_t character) {
   if (character < 0x20) return 0x2400 + character;
   if (!ControlAt(Utf8({&character, 1}), 0)) return character;
-  return character == 0x7F ? 0x2421 : 0xFFFD;
+  return character == 0x7F ? 0x2421 : kReplacementCharacter;
 }
 
 constexpr int Control(char letter) {
@@ -133,7 +121,7 @@ bool LineInput::HandleKey(int key) {
     default:
       break;
   }
-  if (key < ' ' || key > 0x10FFFF) return false;
+  if (key < ' ' || !IsCharacter(static_cast<char32_t>(key))) return false;
   text_.insert(cursor_++, 1, static_cast<char32_t>(key));
   return true;
 }

@@ -14,6 +14,7 @@
 #include <cstdlib>
 #include <cstring>
 
+#include "text/characters.h"
 #include "tools/orvikprefs/browse/value_text.h"
 #include "tools/orvikprefs/text.h"
 
@@ -254,7 +255,7 @@ void Terminal::Put(int row, int column, int width, std::string_view text, Style 
       const auto byte = static_cast<unsigned char>(c);
       if (byte < 0x80) {
         ascii += c;
-      } else if ((byte & 0xC0) == 0xC0) {
+      } else if (!IsContinuation(c)) {
         ascii += '?';
       }
     }

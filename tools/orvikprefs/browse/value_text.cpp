@@ -8,6 +8,7 @@
 #include "platform/core_foundation/array.h"
 #include "platform/core_foundation/data.h"
 #include "platform/core_foundation/property_list_equality.h"
+#include "text/characters.h"
 #include "text/shown_text.h"
 #include "tools/orvikprefs/json.h"
 #include "tools/orvikprefs/text.h"
@@ -31,9 +32,8 @@ std::string FitColumns(std::string_view utf8, int width) {
   std::string fitted;
   int columns = 0;
   for (std::size_t at = 0; at < utf8.size();) {
-    std::size_t end = at + 1;
-    while (end < utf8.size() && (static_cast<unsigned char>(utf8[end]) & 0xC0) == 0x80) ++end;
-    const std::string_view character = utf8.substr(at, end - at);
+    const std::string_view character = utf8.substr(at, CharacterLength(utf8.substr(at)));
+    const std::size_t end = at + character.size();
     const int taken = ColumnsOfUtf8(character);
     if (columns + taken > width - 1) break;
     fitted += character;
@@ -48,9 +48,8 @@ std::vector<std::string> WrapColumns(std::string_view utf8, int width) {
   int columns = 0;
   std::size_t blank = 0;  // behind the last blank of the line
   for (std::size_t at = 0; at < utf8.size();) {
-    std::size_t end = at + 1;
-    while (end < utf8.size() && (static_cast<unsigned char>(utf8[end]) & 0xC0) == 0x80) ++end;
-    const std::string_view character = utf8.substr(at, end - at);
+    const std::string_view character = utf8.substr(at, CharacterLength(utf8.substr(at)));
+    const std::size_t end = at + character.size();
     const int taken = character.size() == 1 ? 1 : ColumnsOfUtf8(character);
     if (columns + taken > std::max(1, width) && columns > 0) {
       if (blank == 0) blank = lines.back().size();

@@ -1,0 +1,146 @@
+// Unicode characters: how they are made of units, and the classes that readers and writers ask for.
+//
+// A character is given as its number (code point). Lengths and positions are units of the text.
+// Everything here is a plain computation: no function fails, allocates (unless it appends) or
+// depends on a locale.
+#pragma once
+
+#include <cstddef>
+#include <string>
+#include <string_view>
+
+namespace [[gnu::visibility("default")]] orvik {
+
+inline constexpr char32_t kLastCharacter = 0x10FFFF;
+// Stands for a character that cannot be read or shown.
+inline constexpr char16_t kReplacementCharacter = 0xFFFD;
+
+// ---- UTF-16 (RFC 2781) ----
+
+constexpr bool IsHighSurrogate(char32_t value) {
+  return (value & ~char32_t{0x3FF}) == 0xD800;
+}
+constexpr bool IsLowSurrogate(char32_t value) {
+  return (value & ~char32_t{0x3FF}) == 0xDC00;
+}
+constexpr bool IsSurrogate(char32_t value) {
+  return (value & ~char32_t{0x7FF}) == 0xD800;
+}
+// A Unicode scalar value: every code point but the surrogates.
+constexpr bool IsCharacter(char32_t value) {
+  return value <= kLastCharacter && !IsSurrogate(value);
+}
+
+constexpr std::size_t Utf16Units(char32_t character) {
+  return character < 0x10000 ? 1 : 2;
+}
+constexpr char32_t FromSurrogates(char32_t high, char32_t low) {
+  return 0x10000 + ((high & 0x3FF) << 10) + (low & 0x3FF);
+}
+constexpr char16_t HighSurrogate(char32_t character) {
+  return static_cast<char16_t>(0xD7C0 + (character >> 10));
+}
+constexpr char16_t LowSurrogate(char32_t character) {
+  return static_cast<char16_t>(0xDC00 + (character & 0x3FF));
+}
+
+// Two for a pair of surrogates at the start of the text, which is not empty, else one.
+constexpr std::size_t CharacterLength(std::u16string_view units) {
+  return units.size() > 1 && IsHighSurrogate(units[0]) && IsLowSurrogate(units[1]) ? 2 : 1;
+}
+// The character at `position`, which moves behind it; an unpaired surrogate as it is.
+constexpr char32_t NextCharacter(std::u16string_view units, std::size_t& position) {
+  const std::size_t at = position;
+  position += CharacterLength(units.substr(at));
+  return position - at == 2 ? FromSurrogates(units[at], units[at + 1]) : char32_t{units[at]};
+}
+// The start of the character that ends at `end`, which is not 0.
+constexpr std::size_t CharacterBefore(std::u16string_view units, std::size_t end) {
+  const bool is_pair = end > 1 && IsLowSurrogate(units[end - 1]) && IsHighSurrogate(units[end - 2]);
+  return end - (is_pair ? 2 : 1);
+}
+
+// The position of the first unpaired surrogate, or npos.
+constexpr std::size_t FindUnpairedSurrogate(std::u16string_view units) {
+  for (std::size_t at = 0; at < units.size();) {
+    const std::size_t start = at;
+    if (IsSurrogate(NextCharacter(units, at))) return start;
+  }
+  return std::u16string_view::npos;
+}
+
+inline void AppendCharacter(std::u16string& units, char32_t character) {
+  if (Utf16Units(character) == 1) {
+    units += static_cast<char16_t>(character);
+  } else {
+    units += HighSurrogate(character);
+    units += LowSurrogate(character);
+  }
+}
+
+// ---- UTF-8 (RFC 3629) ----
+
+// A byte after the first one of a character.
+constexpr bool IsContinuation(char byte) {
+  return (static_cast<unsigned char>(byte) & 0xC0) == 0x80;
+}
+// The byte at the start of the text, which is not empty, and the continuations after it.
+constexpr std::size_t CharacterLength(std::string_view utf8) {
+  std::size_t length = 1;
+  while (length < utf8.size() && IsContinuation(utf8[length])) ++length;
+  return length;
+}
+
+constexpr std::size_t Utf8Bytes(char32_t character) {
+  return character < 0x80 ? 1 : character < 0x800 ? 2 : Utf16Units(character) + 2;
+}
+// Writes Utf8Bytes(character) bytes. A surrogate gives three, which are not UTF-8.
+template <typename Byte>
+constexpr void WriteUtf8(char32_t character, Byte* target) {
+  constexpr unsigned kFirstBytes[] = {0, 0, 0xC0, 0xE0, 0xF0};
+  const std::size_t length = Utf8Bytes(character);
+  for (std::size_t i = length - 1; i > 0; --i, character >>= 6) {
+    target[i] = static_cast<Byte>(0x80 | (character & 0x3F));
+  }
+  target[0] = static_cast<Byte>(kFirstBytes[length] | character);
+}
+inline void AppendCharacter(std::string& utf8, char32_t character) {
+  char bytes[4];
+  WriteUtf8(character, bytes);
+  utf8.append(bytes, Utf8Bytes(character));
+}
+
+// ---- Parts of a text ----
+
+// The units of the longest start of the text that has at most `limit` units, which are at least 2,
+// and does not end between two surrogates. Bytes may be cut anywhere.
+template <typename Unit>
+constexpr std::size_t WholeUnits(std::basic_string_view<Unit> text, std::size_t limit) {
+  if (text.size() <= limit) return text.size();
+  return sizeof(Unit) > 1 && IsHighSurrogate(static_cast<char32_t>(text[limit - 1])) ? limit - 1
+                                                                                     : limit;
+}
+
+// ---- Classes ----
+
+// The white space of XML 1.0 (production 3), of property lists and of JSON.
+constexpr bool IsXmlSpace(char32_t character) {
+  return character == ' ' || character == '\t' || character == '\n' || character == '\r';
+}
+// What an XML 1.0 document may hold (production 2).
+constexpr bool IsXmlCharacter(char32_t character) {
+  return character < 0x20 ? IsXmlSpace(character)
+                          : IsCharacter(character) && (character & ~char32_t{1}) != 0xFFFE;
+}
+// White space of ASCII: the units 9 to 13 and 32.
+constexpr bool IsAsciiSpace(char32_t character) {
+  return (character >= 9 && character <= 13) || character == ' ';
+}
+// The property White_Space of the Unicode Character Database.
+constexpr bool IsWhiteSpace(char32_t character) {
+  constexpr std::u32string_view kOthers = U"\u0085\u00A0\u1680\u2028\u2029\u202F\u205F\u3000";
+  return IsAsciiSpace(character) || (character >= 0x2000 && character <= 0x200A) ||
+         kOthers.find(character) != kOthers.npos;
+}
+
+}  // namespace orvik
