@@ -103,16 +103,6 @@ int CompareFolded(std::u16string_view a, std::u16string_view b) {
   return order < 0 ? -1 : order > 0;
 }
 
-std::u16string Composed(std::u16string_view text) {
-  UErrorCode status = U_ZERO_ERROR;
-  const UNormalizer2* const form = icu::unorm2_getNFCInstance(&status);
-  if (U_FAILURE(status) || IsAscii(text)) return std::u16string(text);
-  return MappedByIcu(text, [&](UChar* target, int32_t room, const UChar* source, int32_t length,
-                               UErrorCode* error) {
-    return icu::unorm2_normalize(form, source, length, target, room, error);
-  });
-}
-
 namespace {
 
 const UNormalizer2* Composing() {
@@ -129,7 +119,7 @@ std::u32string Characters(std::u16string_view units) {
   return characters;
 }
 
-// What the character is taken apart into in one step: one or two characters, or none.
+// Decomposes the character by one step, into one or two characters. Empty for all others.
 std::u32string Parts(char32_t character) {
   UErrorCode status = U_ZERO_ERROR;
   char16_t units[4];
@@ -140,26 +130,26 @@ std::u32string Parts(char32_t character) {
              : Characters(std::u16string_view(units, static_cast<std::size_t>(length)));
 }
 
-// A character into which normalisation never puts its parts together. `second` is 0 where it is
-// spelled as one other character.
-struct Double {
+// A character that normalisation never composes from its parts (a composition exclusion). `second`
+// is 0 where it is spelled as one other character.
+struct Exclusion {
   char32_t first;
   char32_t second;
   char32_t whole;
-  auto operator<=>(const Double&) const = default;
+  auto operator<=>(const Exclusion&) const = default;
 };
 
-struct Rules {
-  USet* many;  // The characters without which a text has one spelling.
-  std::vector<Double> doubles;
+struct Spellings {
+  USet* respelled;  // a text without these characters has one spelling
+  std::vector<Exclusion> exclusions;
 };
 
-Rules MakeRules() {
+Spellings MakeSpellings() {
   UErrorCode status = U_ZERO_ERROR;
   const auto set_of = [&status](std::u16string_view pattern) {
     return icu::uset_openPattern(pattern.data(), static_cast<int32_t>(pattern.size()), &status);
   };
-  Rules rules{set_of(u"[[:NFD_QC=No:][:NFC_QC=Maybe:][:^ccc=0:]]"), {}};
+  Spellings rules{set_of(u"[[:NFD_QC=No:][:NFC_QC=Maybe:][:^ccc=0:]]"), {}};
   USet* const apart = set_of(u"[[:NFD_QC=No:]-[\\uAC00-\\uD7A3]]");  // Hangul follows its own rule.
   for (int32_t i = 0; i < icu::uset_size(apart); ++i) {
     const UChar32 whole = icu::uset_charAt(apart, i);
@@ -170,17 +160,18 @@ Rules MakeRules() {
                                            static_cast<UChar32>(parts[1])) == whole) {
       continue;
     }
-    if (!is_pair && parts[0] >= 0x80) icu::uset_add(rules.many, static_cast<UChar32>(parts[0]));
-    rules.doubles.push_back({parts[0], is_pair ? parts[1] : 0, static_cast<char32_t>(whole)});
+    if (!is_pair && parts[0] >= 0x80)
+      icu::uset_add(rules.respelled, static_cast<UChar32>(parts[0]));
+    rules.exclusions.push_back({parts[0], is_pair ? parts[1] : 0, static_cast<char32_t>(whole)});
   }
   icu::uset_close(apart);
-  icu::uset_freeze(rules.many);
-  std::sort(rules.doubles.begin(), rules.doubles.end());
+  icu::uset_freeze(rules.respelled);
+  std::sort(rules.exclusions.begin(), rules.exclusions.end());
   return rules;
 }
 
-const Rules& TheRules() {
-  static const Rules rules = MakeRules();
+const Spellings& SpellingRules() {
+  static const Spellings rules = MakeSpellings();
   return rules;
 }
 
@@ -191,23 +182,24 @@ std::uint8_t CombiningClass(char32_t character) {
 // Calls `visit` with each text that is one step of normalisation away, in either direction.
 template <class Visit>
 void VisitNeighbours(const std::u32string& text, const Visit& visit) {
-  const std::vector<Double>& doubles = TheRules().doubles;
+  const std::vector<Exclusion>& exclusions = SpellingRules().exclusions;
   for (std::size_t i = 0; i < text.size(); ++i) {
     const auto replace = [&](std::size_t count, std::u32string_view by) {
       visit(std::u32string(text).replace(i, count, by));
     };
-    const auto put_together = [&](char32_t second) {
-      for (auto found =
-               std::lower_bound(doubles.begin(), doubles.end(), Double{text[i], second, 0});
-           found != doubles.end() && found->first == text[i] && found->second == second; ++found) {
+    const auto compose = [&](char32_t second) {
+      for (auto found = std::lower_bound(exclusions.begin(), exclusions.end(),
+                                         Exclusion{text[i], second, 0});
+           found != exclusions.end() && found->first == text[i] && found->second == second;
+           ++found) {
         replace(second == 0 ? 1 : 2, {&found->whole, 1});
       }
     };
     if (const std::u32string parts = Parts(text[i]); !parts.empty()) replace(1, parts);
-    put_together(0);
+    compose(0);
     if (i + 1 == text.size()) break;
     const char32_t next = text[i + 1];
-    put_together(next);
+    compose(next);
     const UChar32 whole = icu::unorm2_composePair(Composing(), static_cast<UChar32>(text[i]),
                                                   static_cast<UChar32>(next));
     if (whole >= 0) replace(2, std::u32string(1, static_cast<char32_t>(whole)));
@@ -220,11 +212,20 @@ void VisitNeighbours(const std::u32string& text, const Visit& visit) {
 
 }  // namespace
 
+std::u16string Composed(std::u16string_view text) {
+  if (IsAscii(text) || Composing() == nullptr) return std::u16string(text);
+  return MappedByIcu(text, [](UChar* target, int32_t room, const UChar* source, int32_t length,
+                              UErrorCode* error) {
+    return icu::unorm2_normalize(Composing(), source, length, target, room, error);
+  });
+}
+
 bool HasOneSpelling(std::u16string_view units) {
   units.remove_prefix(AsciiPrefix(units));
   if (units.empty()) return true;
   const auto length = static_cast<int32_t>(units.size());
-  return icu::uset_span(TheRules().many, units.data(), length, USET_SPAN_NOT_CONTAINED) == length;
+  return icu::uset_span(SpellingRules().respelled, units.data(), length, USET_SPAN_NOT_CONTAINED) ==
+         length;
 }
 
 bool VisitOtherSpellings(std::u16string_view units, int limit,

@@ -37,11 +37,11 @@ std::u16string Composed(std::u16string_view text);
 // The spellings of a text: sequences of Unicode characters that mean the same (canonical
 // equivalence, Unicode standard annex 15), such as "é" as one character or as "e" and an accent.
 //
-// Unpaired surrogates are taken as characters that have no other spelling. Nothing here fails but
-// for want of memory.
+// An unpaired surrogate counts as a character with one spelling. Too little memory throws
+// std::bad_alloc; nothing else fails.
 
-// Whether no other text than this one is equal to it. Also true of ASCII text, although the Kelvin
-// sign, for instance, is equal to the letter K.
+// Whether no other text is equal to this one. Also true of ASCII text, although the Kelvin sign,
+// for instance, is equal to the letter K.
 bool HasOneSpelling(std::u16string_view units);
 
 // Calls `visit` with every other spelling. False, and not all of them visited, when there are more

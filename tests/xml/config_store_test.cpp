@@ -296,17 +296,6 @@ TEST_F(ConfigStoreTest, AnUnreadableFileIsKeptAndAFolderThatTakesNoFileRefusesTh
   fs::permissions(file_.parent_path(), perms::all);
 }
 
-TEST_F(ConfigStoreTest, AReadOnlyFileIsReplacedAndStaysReadOnly) {
-  UseContent(User("<value name='v' data='1'/>"));
-  fs::permissions(file_, fs::perms::owner_read);
-  const WithoutRootRights rights(env_.folder());
-  Put(2);
-  Save();
-  EXPECT_EQ(fs::status(file_).permissions(), fs::perms::owner_read);
-  Use(file_);
-  EXPECT_EQ(V(), 2);
-}
-
 TEST_F(ConfigStoreTest, SaysWhyThereIsNoRoot) {
   const auto state = [](int scope) { return GetXMLConfigFileInfo(scope).state; };
   for (const int scope : {1, 2}) EXPECT_EQ(state(scope), XMLConfigFileState::kNotSet);

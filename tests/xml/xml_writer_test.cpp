@@ -1,6 +1,9 @@
 #include "xml/xml_writer.h"
 
+#include <functional>
 #include <limits>
+#include <string>
+#include <string_view>
 
 #include <tinyxml.h>
 
@@ -105,6 +108,22 @@ TEST(XmlWriterTest, WritesExactlyWhatItIsAskedFor) {
        "< =\"\" =\"\"></>"},
   };
   for (const auto& [step, text] : cases) EXPECT_EQ(Written(step), text);
+}
+
+TEST(XmlWriterTest, EscapesEveryByteAtEveryPlace) {
+  for (int value = 1; value < 256; ++value) {
+    const char byte = static_cast<char>(value);
+    const std::size_t kind = std::string_view("&'\"<>").find(byte);
+    constexpr const char* kReferences[] = {"&amp;", "&apos;", "&quot;", "&lt;", "&gt;"};
+    const std::string shown = kind < 5 ? kReferences[kind] : std::string(1, byte);
+    for (std::size_t place = 0; place < 18; ++place) {
+      std::string text(18, '\xE9'), expected = text;
+      text[place] = byte;
+      expected.replace(place, 1, shown);
+      const auto step = [&](auto& w) { w.WriteTextAttribute("q", text.c_str()); };
+      ASSERT_EQ(Written(step), " q=\"" + expected + '"') << value << ' ' << place;
+    }
+  }
 }
 
 TEST(XmlWriterTest, SaysWhetherTheTextCanBeXml) {
