@@ -40,62 +40,56 @@ class FolderSearch {
         monitor_(monitor) {}
 
   void Run(const COrvikDirectoryPath& top, const std::string& on_disk) {
-    if (!Search({top, {}}, host::OpenPath(on_disk, O_RDONLY | O_DIRECTORY))) return;
-    while (!waiting_.empty()) {
-      if (waiting_.back().empty()) {
-        waiting_.pop_back();
-        path_.resize(path_.size() - lengths_.back());
-        lengths_.pop_back();
+    if (!Search(top, {}, host::OpenPath(on_disk, O_RDONLY | O_DIRECTORY))) return;
+    while (walk_.depth() != 0) {
+      const std::optional<std::string> next = walk_.TakeSubfolder();
+      if (!next) {
         // Of a folder that was moved away meanwhile, what lies beside it is not searched.
-        if (const int error = chain_.Leave()) return Fail(top, error);
+        if (const int error = walk_.Leave()) return Fail(top, error);
         continue;
       }
-      const Folder next = std::move(waiting_.back().back());
-      waiting_.back().pop_back();
-      host::Descriptor opened(openat(chain_.folder(), next.name.c_str(), host::kOpenFolder));
-      if (!Search(next, std::move(opened))) return;
+      const COrvikDirectoryPath folder = std::move(waiting_.back());
+      waiting_.pop_back();
+      if (!Search(folder, *next, walk_.OpenSubfolder(*next))) return;
     }
   }
 
  private:
-  struct Folder {
-    COrvikDirectoryPath path;
-    std::string name;  // on disk
-  };
-
   void Fail(const COrvikDirectoryPath& folder, int error) {
     AddFailure(COrvikFilePath(folder.GetDirectoryPathString()), error, host::Side::kSource,
                report_);
   }
 
-  // False when the search was stopped.
-  bool Search(const Folder& folder, host::Descriptor opened) {
+  // `name` is that on disk. False when the search was stopped.
+  bool Search(const COrvikDirectoryPath& folder, const std::string& name, host::Descriptor opened) {
     int error = opened ? 0 : errno;
-    if (host::IsStopped(monitor_) || !host::Begins(monitor_, path_, folder.name)) {
-      Fail(folder.path, ECANCELED);
+    if (host::IsStopped(monitor_) || !host::Begins(monitor_, walk_.path(), name)) {
+      Fail(folder, ECANCELED);
       return false;
     }
     std::uint64_t count = 0;
-    std::vector<Folder> subfolders;
+    std::vector<std::string> subfolders;
+    const std::size_t waiting_above = waiting_.size();
     const auto visit = [&](const FolderEntry& entry) {
       ++count;
       if (entry.kind != EntryKind::kFolder) return;
       const bool matches = MatchesWildcard(entry.name, pattern_.View());
       if (!matches && !is_recursive_) return;
-      COrvikDirectoryPath subfolder = folder.path;
+      COrvikDirectoryPath subfolder = folder;
       subfolder.AddDirectoryToPath(PathFromUnits(entry.name));
       if (matches) found_->Add(subfolder);
-      if (is_recursive_) subfolders.push_back({std::move(subfolder), entry.name_on_disk});
+      if (!is_recursive_) return;
+      subfolders.emplace_back(entry.name_on_disk);
+      waiting_.push_back(std::move(subfolder));
     };
     if (error == 0) error = WalkFolder(opened.get(), visit);
-    if (error == 0 && !subfolders.empty()) error = chain_.Enter(std::move(opened));
-    if (error == 0 && !subfolders.empty()) {
-      waiting_.push_back(std::move(subfolders));
-      const std::string below = folder.name.empty() ? folder.name : folder.name + '/';
-      path_ += below;
-      lengths_.push_back(below.size());
+    if (error == 0 && !subfolders.empty()) error = walk_.Enter(std::move(opened), name);
+    if (error != 0) {
+      waiting_.resize(waiting_above, folder);
+    } else {
+      for (std::string& subfolder : subfolders) walk_.AddSubfolder(std::move(subfolder));
     }
-    if (error != 0 && error != ENOENT) Fail(folder.path, error);  // one that vanished is not missed
+    if (error != 0 && error != ENOENT) Fail(folder, error);  // one that vanished is not missed
     host::Advances(monitor_, count, 0);
     return true;
   }
@@ -105,10 +99,8 @@ class FolderSearch {
   const bool is_recursive_;
   TreeReport* const report_;
   host::Monitor* const monitor_;
-  host::FolderChain chain_;
-  std::vector<std::vector<Folder>> waiting_;  // for each folder of the chain
-  std::string path_;                          // of the innermost folder, with "/" at its end
-  std::vector<std::size_t> lengths_;          // of the names in it
+  host::TreeWalk walk_;
+  std::vector<COrvikDirectoryPath> waiting_;  // the subfolders that the walk has not taken yet
 };
 
 }  // namespace

@@ -54,46 +54,35 @@ class TreeCopier {
   TreeCopier(int top, Side* side, Monitor* monitor) : side_(side), monitor_(monitor), links_(top) {}
 
   int Run(int from, const char* from_name, int to) {
-    int error = Enter(from, from_name, Descriptor(openat(to, ".", kOpenFolder)));
-    while (error == 0 && !levels_.empty()) {
-      std::vector<std::string>& subfolders = levels_.back().subfolders;
-      if (subfolders.empty()) {
-        error = Leave();
-        continue;
-      }
-      const std::string next = std::move(subfolders.back());
-      subfolders.pop_back();
-      const char* const name = next.c_str();
-      *side_ = Side::kTarget;
-      if (mkdirat(targets_.folder(), name, 0700) != 0) return errno;
-      const std::size_t length = path_.size();
-      path_ += next + "/";
-      levels_.push_back({length, {}, {}});
-      error =
-          Enter(sources_.folder(), name, Descriptor(openat(targets_.folder(), name, kOpenFolder)));
+    *side_ = Side::kTarget;
+    Descriptor target(openat(to, ".", kOpenFolder));
+    if (!target) return errno;
+    *side_ = Side::kSource;
+    int error = Enter(Descriptor(openat(from, from_name, kOpenFolder)), std::move(target), {});
+    while (error == 0 && sources_.depth() != 0) {
+      const std::optional<std::string> next = sources_.TakeSubfolder();
+      error = next ? Descend(*next) : Leave();
     }
     return error;
   }
 
  private:
-  struct Level {
-    std::size_t path_above = 0;  // length
-    struct stat old {};
-    std::vector<std::string> subfolders;  // still to be copied
-  };
-
-  int Enter(int from, const char* from_name, Descriptor target) {
+  int Descend(const std::string& name) {
     *side_ = Side::kTarget;
+    if (mkdirat(targets_.folder(), name.c_str(), 0700) != 0) return errno;
+    Descriptor target = targets_.OpenSubfolder(name);
     if (!target) return errno;
     *side_ = Side::kSource;
-    Descriptor source(openat(from, from_name, kOpenFolder));
-    if (!source) return errno;
-    if (levels_.empty()) levels_.emplace_back();
-    if (fstat(source.get(), &levels_.back().old) != 0) return errno;
-    if (const int error = sources_.Enter(std::move(source))) return error;
-    if (const int error = targets_.Enter(std::move(target))) return error;
-    return ListFolder(sources_.folder(),
-                      [this](const dirent& entry) { return Copy(entry.d_name); });
+    return Enter(sources_.OpenSubfolder(name), std::move(target), name);
+  }
+
+  int Enter(Descriptor source, Descriptor target, const std::string& name) {
+    struct stat info;
+    if (!source || fstat(source.get(), &info) != 0) return errno;
+    attributes_.push_back(info);
+    if (const int error = sources_.Enter(std::move(source), name)) return error;
+    if (const int error = targets_.Enter(std::move(target), name)) return error;
+    return sources_.List([this](const dirent& entry, mode_t) { return Copy(entry.d_name); });
   }
 
   int Copy(const char* name) {
@@ -102,11 +91,7 @@ class TreeCopier {
     struct stat info;
     *side_ = Side::kSource;
     if (fstatat(from, name, &info, AT_SYMLINK_NOFOLLOW) != 0) return errno;
-    if (S_ISDIR(info.st_mode)) {
-      levels_.back().subfolders.emplace_back(name);
-      return 0;
-    }
-    if (!Begins(monitor_, path_, name)) return ECANCELED;
+    if (!Begins(monitor_, sources_.path(), name)) return ECANCELED;
     if (info.st_nlink > 1 && links_.Link(info, to, name)) return Finish();
     const NodeCopy how{.owner = Owner::kSource,
                        .appearance = Appearance::kAtOnce,
@@ -114,14 +99,14 @@ class TreeCopier {
                        .side = side_,
                        .monitor = monitor_};
     if (const int error = CopyNode(from, name, info.st_mode & S_IFMT, to, name, how)) return error;
-    if (info.st_nlink > 1) links_.Note(info, path_ + name, to, name);
+    if (info.st_nlink > 1) links_.Note(info, sources_.path() + name, to, name);
     return Finish();
   }
 
   int Finish() { return Advances(monitor_, 1, 0) ? 0 : ECANCELED; }
 
   int Leave() {
-    const Level& level = levels_.back();
+    const struct stat old = attributes_.back();
     const int from = sources_.folder();
     const int to = targets_.folder();
     bool has_record = false;
@@ -131,22 +116,20 @@ class TreeCopier {
     if (statx(from, "", AT_EMPTY_PATH, STATX_BASIC_STATS | STATX_BTIME, &info) == 0) {
       CopyCreationDate(from, info, has_record, to);
     }
-    if (const int error = CopyMode(level.old, Owner::kSource, to)) return error;
-    const timespec times[2] = {level.old.st_atim, level.old.st_mtim};
+    if (const int error = CopyMode(old, Owner::kSource, to)) return error;
+    const timespec times[2] = {old.st_atim, old.st_mtim};
     futimens(to, times);
-    path_.resize(level.path_above);
-    levels_.pop_back();
+    attributes_.pop_back();
     if (const int error = sources_.Leave()) return error;
     return targets_.Leave();
   }
 
   Side* const side_;
   Monitor* const monitor_;
-  FolderChain sources_;
-  FolderChain targets_;
+  TreeWalk sources_;
+  TreeWalk targets_;
   HardLinks links_;
-  std::string path_;  // from the top to the innermost folder, with "/" at its end
-  std::vector<Level> levels_;
+  std::vector<struct stat> attributes_;  // of each source before it was read
 };
 
 }  // namespace

@@ -22,6 +22,7 @@
 #include "host/staged_file.h"
 #include "host/system.h"
 #include "host/tree_walk.h"
+#include "host/trust.h"
 #include "text/case_and_spelling.h"
 #include "text/transcoding.h"
 
@@ -51,20 +52,11 @@ class Merger {
         links_(top_.get()) {}
 
   int Run(Descriptor from, Descriptor to, bool is_new) {
-    int error = Enter(std::move(from), std::move(to), is_new, false);
-    while (error == 0 && !levels_.empty()) {
-      std::vector<std::string>& subfolders = levels_.back().subfolders;
-      if (subfolders.empty()) {
-        error = Leave();
-        continue;
-      }
-      if (IsStopped(monitor_)) {
-        error = ECANCELED;
-        break;
-      }
-      const std::string next = std::move(subfolders.back());
-      subfolders.pop_back();
-      error = Descend(next);
+    levels_.push_back({is_new});
+    int error = Enter(std::move(from), {}, std::move(to), {}, false);
+    while (error == 0 && sources_.depth() != 0) {
+      const std::optional<std::string> next = sources_.TakeSubfolder();
+      error = !next ? Leave() : IsStopped(monitor_) ? ECANCELED : Descend(*next);
     }
     if (!crew_.Finish() && error == 0) error = ECANCELED;
     if (error == ECANCELED) Fail(stopped_at_, ECANCELED);
@@ -74,32 +66,27 @@ class Merger {
 
  private:
   struct Level {
-    std::size_t source_path_above;  // lengths
-    std::size_t target_path_above;
     bool is_new;                                  // the target was made for this
-    std::vector<std::string> subfolders = {};     // still to be transferred
     std::shared_ptr<const FolderPair> pair = {};  // for the crew, when it takes entries of it
     std::optional<FolderSpellings> target_names = {};
     std::shared_ptr<TargetFolder> target = std::make_shared<TargetFolder>();
   };
 
   void Fail(std::string_view name, int error, Side side = Side::kSource) {
-    outcome_.AddFailure(next_number_++, source_path_, name, error, side);
+    outcome_.AddFailure(next_number_++, sources_.path(), name, error, side);
   }
 
-  int Enter(Descriptor from, Descriptor to, bool is_new, bool through_link) {
-    if (levels_.empty()) levels_.push_back({0, 0, is_new});
-    if (const int error = sources_.Enter(std::move(from))) return error;
+  int Enter(Descriptor from, const std::string& name, Descriptor to, const std::string& target,
+            bool through_link) {
+    if (const int error = sources_.Enter(std::move(from), name)) return error;
     if (above_target_.contains(sources_.identity())) return EINVAL;
-    if (const int error = targets_.Enter(std::move(to), through_link)) return error;
+    if (const int error = targets_.Enter(std::move(to), target, through_link)) return error;
     Level& level = levels_.back();
     level.target->is_new = level.is_new;
     level.target->is_shared = !targets_entered_.insert(targets_.identity()).second;
     level.target->is_searched = level.is_new || !HasStagedEntries(targets_.folder());
     for (const Entry& entry : Entries()) {
-      if (S_ISDIR(entry.type)) {
-        levels_.back().subfolders.push_back(entry.name);
-      } else if (IsStopped(monitor_) || !TransferOther(entry)) {
+      if (IsStopped(monitor_) || !TransferOther(entry)) {
         stopped_at_ = entry.name;
         return ECANCELED;
       }
@@ -108,12 +95,11 @@ class Merger {
     return 0;
   }
 
-  // All of them before any is touched: a move changes the folder that is read.
+  // All but the folders, before any is touched: a move changes the folder that is read.
   std::vector<Entry> Entries() {
     std::vector<Entry> entries;
-    const int folder = sources_.folder();
-    const int error = ListFolder(folder, [&](const dirent& entry) {
-      entries.push_back({entry.d_name, EntryType(folder, entry)});
+    const int error = sources_.List([&](const dirent& entry, mode_t type) {
+      entries.push_back({entry.d_name, type});
       return 0;
     });
     if (error != 0) Fail({}, error);
@@ -125,7 +111,7 @@ class Merger {
     const int to = targets_.folder();
     const std::string target = TargetName(entry.name);
     if (transfer_ == Transfer::kCopy && GiveToCrew(entry, target)) return true;
-    if (!Begins(monitor_, source_path_, entry.name)) return false;
+    if (!Begins(monitor_, sources_.path(), entry.name)) return false;
     Side side = Side::kSource;
     const int error = transfer_ == Transfer::kCopy ? Copy(entry, to, target.c_str(), &side)
                                                    : Move(entry.name.c_str(), to, target, &side);
@@ -145,7 +131,7 @@ class Merger {
     std::shared_ptr<const FolderPair>& pair = levels_.back().pair;
     if (!pair) {
       FolderPair own{Descriptor(fcntl(sources_.folder(), F_DUPFD_CLOEXEC, 0)),
-                     Descriptor(fcntl(targets_.folder(), F_DUPFD_CLOEXEC, 0)), source_path_,
+                     Descriptor(fcntl(targets_.folder(), F_DUPFD_CLOEXEC, 0)), sources_.path(),
                      levels_.back().target};
       if (!own.from || !own.to) return false;
       pair = std::make_shared<const FolderPair>(std::move(own));
@@ -160,7 +146,7 @@ class Merger {
   }
 
   int Move(const char* name, int to, const std::string& target, Side* side) {
-    const MoveOptions options{&links_, target_path_, side, monitor_};
+    const MoveOptions options{&links_, targets_.path(), side, monitor_};
     return MoveEntry(sources_.folder(), name, to, target.c_str(), options);
   }
 
@@ -187,8 +173,7 @@ class Merger {
     if (opened || (errno != ELOOP && errno != ENOTDIR)) return opened;
     struct stat link, folder;
     if (fstatat(above, name, &link, AT_SYMLINK_NOFOLLOW) != 0) return Descriptor();
-    const bool is_trusted = link.st_uid == geteuid() || link.st_uid == 0 ||
-                            (fstat(above, &folder) == 0 && link.st_uid == folder.st_uid);
+    const bool is_trusted = fstat(above, &folder) == 0 && MayFollow(link, folder);
     errno = is_trusted ? ENOTDIR : EACCES;
     if (!S_ISLNK(link.st_mode) || !is_trusted) return Descriptor();
     *through_link = true;
@@ -196,7 +181,7 @@ class Merger {
   }
 
   int Descend(const std::string& name) {
-    Descriptor from(openat(sources_.folder(), name.c_str(), kOpenFolder));
+    Descriptor from = sources_.OpenSubfolder(name);
     if (!from) {
       // Also a folder that cannot be read is made.
       const int error = errno;
@@ -213,18 +198,14 @@ class Merger {
     }
     // A link may lead back into what is being copied, which then would not end.
     if (through_link && LiesInFolder(to.get(), source_)) return EINVAL;
-    levels_.push_back({source_path_.size(), target_path_.size(), is_new});
-    source_path_ += name + "/";
-    target_path_ += target + "/";
-    const int error = Enter(std::move(from), std::move(to), is_new, through_link);
+    levels_.push_back({is_new});
+    const int error = Enter(std::move(from), name, std::move(to), target, through_link);
     if (error == 0 || error == EINVAL || error == ECANCELED) return error;
     Fail({}, error);
     return EIO;
   }
 
   int Leave() {
-    source_path_.resize(levels_.back().source_path_above);
-    target_path_.resize(levels_.back().target_path_above);
     levels_.pop_back();
     int error = sources_.Leave();
     if (error == 0) error = targets_.Leave();
@@ -239,11 +220,9 @@ class Merger {
   const std::set<FolderIdentity> above_target_;
   const Descriptor top_;
   HardLinks links_;
-  FolderChain sources_;
-  FolderChain targets_;
+  TreeWalk sources_;
+  TreeWalk targets_;
   std::set<FolderIdentity> targets_entered_;
-  std::string source_path_;  // from the top to the innermost folder, with "/" at its end
-  std::string target_path_;
   std::string stopped_at_;  // the entry of the innermost folder
   std::vector<Level> levels_;
   OrderedOutcome outcome_;

@@ -16,8 +16,8 @@ enum class Transfer {
 // Transfers every entry of the folder `from` at every depth into the folder `to`, which is made
 // with its parents. Folders are made where they are missing; those of the source stay when their
 // entries are moved. Both paths may be links to folders. In the tree no link is followed, but for
-// one below `to` that has the name of a folder of the source, leads to a folder, and belongs to
-// this user, to root or to the owner of the folder it is in.
+// one below `to` that has the name of a folder of the source, leads to a folder, and may be
+// followed (trust.h).
 //
 // Copies are made as node_copy.h says, each file by itself: one that has several names is copied
 // once for each. A move to another volume keeps them (move_file.h).

@@ -87,17 +87,13 @@ class Remover {
   void Empty(Descriptor top, TakenAway taken) {
     if (IsRootFolder(top.get())) return Fail({}, EBUSY);
     if (!Enter({}, std::move(top), taken)) return;
-    while (!levels_.empty()) {
-      Level& level = levels_.back();
-      const bool is_done = levels_.size() == 1 && level.subfolders.empty();
+    for (;;) {
+      const std::optional<std::string> next = walk_.TakeSubfolder();
+      const bool is_done = !next && walk_.depth() == 1;
       if (is_cut_ || (IsStopped(monitor_) && !is_done)) return Abandon();
-      if (!level.subfolders.empty()) {
-        std::string name = std::move(level.subfolders.back());
-        level.subfolders.pop_back();
-        Descend(std::move(name));
-      } else if (levels_.size() == 1) {
-        GiveBack(chain_.folder(), level.taken);
-        return;
+      if (is_done) return GiveBack(walk_.folder(), levels_.back().taken);
+      if (next) {
+        Descend(*next);
       } else if (!Leave()) {
         return;
       }
@@ -129,21 +125,13 @@ class Remover {
 
  private:
   struct Level {
-    std::string name;                     // in the folder above
-    std::vector<std::string> subfolders;  // still to be emptied
     TakenAway taken;
     bool keeps_entries = false;  // something in it could not be removed
     int passes = 0;
   };
 
   // The path of an entry of the innermost folder.
-  std::string PathOf(std::string_view name) const {
-    std::string path;
-    for (const Level& level : levels_) {
-      if (!level.name.empty()) path.append(level.name).append("/");
-    }
-    return path.append(name);
-  }
+  std::string PathTo(std::string_view name) const { return std::string(walk_.path()).append(name); }
 
   void Fail(std::string path, int error) {
     report_->AddFailure(std::move(path), error);
@@ -154,27 +142,27 @@ class Remover {
     if (error == 0) {
       ++report_->done;
     } else {
-      Fail(PathOf(name), error);
+      Fail(PathTo(name), error);
     }
     Advances(monitor_, 1, 0);
   }
 
   // Leaves the rest of the tree as it is.
   void Abandon() {
-    report_->AddFailure(PathOf({}), ECANCELED);
+    report_->AddFailure(PathTo({}), ECANCELED);
     for (;;) {
-      GiveBack(chain_.folder(), levels_.back().taken);
+      GiveBack(walk_.folder(), levels_.back().taken);
       levels_.pop_back();
-      if (levels_.empty() || chain_.Leave() != 0) return;
+      if (levels_.empty() || walk_.Leave() != 0) return;
     }
   }
 
-  bool Enter(std::string name, Descriptor folder, const TakenAway& taken) {
-    if (const int error = chain_.Enter(std::move(folder))) {
-      Fail(PathOf(name), error);
+  bool Enter(const std::string& name, Descriptor folder, const TakenAway& taken) {
+    if (const int error = walk_.Enter(std::move(folder), name)) {
+      Fail(PathTo(name), error);
       return false;
     }
-    levels_.push_back({std::move(name), {}, taken});
+    levels_.push_back({taken});
     RemoveFiles();
     return true;
   }
@@ -183,23 +171,19 @@ class Remover {
   void RemoveFiles() {
     Level& level = levels_.back();
     ++level.passes;
-    const int folder = chain_.folder();
-    const int error = ListFolder(folder, [&](const dirent& entry) {
-      if (S_ISDIR(EntryType(folder, entry))) {
-        level.subfolders.emplace_back(entry.d_name);
-      } else if (monitor_ != nullptr && !monitor_->Begin(PathOf(entry.d_name))) {
+    const int error = walk_.List([&](const dirent& entry, mode_t) {
+      if (monitor_ != nullptr && !monitor_->Begin(PathTo(entry.d_name))) {
         is_cut_ = true;
         return ECANCELED;
-      } else {
-        Count(entry.d_name, RemoveEntry(folder, entry.d_name, 0, &level.taken));
       }
+      Count(entry.d_name, RemoveEntry(walk_.folder(), entry.d_name, 0, &level.taken));
       return 0;
     });
-    if (error != 0 && !is_cut_) Fail(PathOf({}), error);
+    if (error != 0 && !is_cut_) Fail(PathTo({}), error);
   }
 
-  void Descend(std::string name) {
-    const int folder = chain_.folder();
+  void Descend(const std::string& name) {
+    const int folder = walk_.folder();
     TakenAway* const taken = &levels_.back().taken;
     TakenAway from_it;
     Descriptor opened = OpenToRemove(folder, name.c_str(), obstacles_, &from_it);
@@ -208,7 +192,7 @@ class Remover {
       opened = OpenToRemove(folder, name.c_str(), obstacles_, &from_it);
     }
     if (opened) {
-      Enter(std::move(name), std::move(opened), from_it);
+      Enter(name, std::move(opened), from_it);
       return;
     }
     const int error = errno;
@@ -223,14 +207,14 @@ class Remover {
   bool Leave() {
     Level& left = levels_.back();
     int above = -1;
-    if (const int error = chain_.OpenAbove(&above)) {
-      GiveBack(chain_.folder(), left.taken);
-      report_->AddFailure(PathOf({}), error);
+    if (const int error = walk_.OpenAbove(&above)) {
+      GiveBack(walk_.folder(), left.taken);
+      report_->AddFailure(PathTo({}), error);
       return false;
     }
     Level& upper = levels_[levels_.size() - 2];
     if (!left.keeps_entries) {
-      const int error = RemoveEntry(above, left.name.c_str(), AT_REMOVEDIR, &upper.taken);
+      const int error = RemoveEntry(above, walk_.name().c_str(), AT_REMOVEDIR, &upper.taken);
       const bool was_filled = error == ENOTEMPTY || error == EEXIST;
       if (was_filled && left.passes < kMaxPasses) {
         RemoveFiles();
@@ -239,18 +223,18 @@ class Remover {
       if (error == 0) {
         ++report_->done;
       } else {
-        Fail(PathOf({}), error);
+        Fail(PathTo({}), error);
       }
       Advances(monitor_, 1, 0);
     }
     const bool stays = left.keeps_entries;
     if (stays) {
-      GiveBack(chain_.folder(), left.taken);
+      GiveBack(walk_.folder(), left.taken);
       upper.keeps_entries = true;
     }
     levels_.pop_back();
-    const int error = chain_.Leave();
-    if (error != 0) report_->AddFailure(PathOf({}), error);
+    const int error = walk_.Leave();
+    if (error != 0) report_->AddFailure(PathTo({}), error);
     return error == 0;
   }
 
@@ -258,7 +242,7 @@ class Remover {
   TreeOutcome* const report_;
   Monitor* const monitor_;
   bool is_cut_ = false;  // the monitor has stopped the removal in the innermost folder
-  FolderChain chain_;
+  TreeWalk walk_;
   std::vector<Level> levels_;
 };
 

@@ -19,11 +19,12 @@ constexpr std::size_t kMaxOpenFolders = 16;
 
 }  // namespace
 
-int FolderChain::Enter(Descriptor folder, bool through_link) {
+int TreeWalk::Enter(Descriptor folder, std::string_view name, bool through_link) {
   struct stat info;
-  if (fstat(folder.get(), &info) != 0) return errno;
+  if (!folder || fstat(folder.get(), &info) != 0) return errno;
   if (through_link && !levels_.empty()) levels_.back().is_kept_open = true;
-  levels_.push_back({std::move(folder), info.st_dev, info.st_ino});
+  levels_.push_back({std::move(folder), info.st_dev, info.st_ino, path_.size(), {}});
+  if (!name.empty()) path_.append(name).push_back('/');
   if (levels_.size() > kMaxOpenFolders) {
     Level& above = levels_[levels_.size() - 1 - kMaxOpenFolders];
     if (!above.is_kept_open) above.folder = Descriptor();
@@ -31,7 +32,7 @@ int FolderChain::Enter(Descriptor folder, bool through_link) {
   return 0;
 }
 
-int FolderChain::OpenAbove(int* folder) {
+int TreeWalk::OpenAbove(int* folder) {
   Level& above = levels_[levels_.size() - 2];
   if (!above.folder) {
     Descriptor opened(openat(levels_.back().folder.get(), "..", kOpenFolder));
@@ -47,13 +48,31 @@ int FolderChain::OpenAbove(int* folder) {
   return 0;
 }
 
-int FolderChain::Leave() {
+int TreeWalk::Leave() {
   int above = -1;
   if (levels_.size() > 1) {
     if (const int error = OpenAbove(&above)) return error;
   }
+  path_.resize(levels_.back().path_above);
   levels_.pop_back();
   return 0;
+}
+
+std::optional<std::string> TreeWalk::TakeSubfolder() {
+  std::vector<std::string>& subfolders = levels_.back().subfolders;
+  if (subfolders.empty()) return std::nullopt;
+  std::string name = std::move(subfolders.back());
+  subfolders.pop_back();
+  return name;
+}
+
+Descriptor TreeWalk::OpenSubfolder(const std::string& name) const {
+  return Descriptor(openat(folder(), name.c_str(), kOpenFolder));
+}
+
+std::string TreeWalk::name() const {
+  const std::string_view name = std::string_view(path_).substr(levels_.back().path_above);
+  return std::string(name.substr(0, name.size() - (name.empty() ? 0 : 1)));
 }
 
 namespace {
@@ -63,16 +82,13 @@ class Counter {
   explicit Counter(const Monitor* monitor = nullptr) : monitor_(monitor) {}
 
   std::uint64_t Count(Descriptor top) {
-    Enter(std::move(top));
-    while (!waiting_.empty() && !IsStopped(monitor_)) {
-      if (waiting_.back().empty()) {
-        waiting_.pop_back();
-        if (chain_.Leave() != 0) break;
-        continue;
+    Enter(std::move(top), {});
+    while (walk_.depth() != 0 && !IsStopped(monitor_)) {
+      if (const std::optional<std::string> name = walk_.TakeSubfolder()) {
+        Enter(walk_.OpenSubfolder(*name), *name);
+      } else if (walk_.Leave() != 0) {
+        break;
       }
-      const std::string next = std::move(waiting_.back().back());
-      waiting_.back().pop_back();
-      Enter(Descriptor(openat(chain_.folder(), next.c_str(), kOpenFolder)));
     }
     return bytes_;
   }
@@ -88,24 +104,22 @@ class Counter {
   const TreeSize& size() const { return size_; }
 
  private:
-  void Enter(Descriptor folder) {
-    if (!folder || chain_.Enter(std::move(folder)) != 0) return;
-    waiting_.emplace_back();
-    ListFolder(chain_.folder(), [this](const dirent& entry) {
+  void Enter(Descriptor folder, std::string_view name) {
+    if (walk_.Enter(std::move(folder), name) != 0) return;
+    ListFolder(walk_.folder(), [this](const dirent& entry) {
       struct stat info;
-      if (fstatat(chain_.folder(), entry.d_name, &info, AT_SYMLINK_NOFOLLOW) != 0) return 0;
+      if (fstatat(walk_.folder(), entry.d_name, &info, AT_SYMLINK_NOFOLLOW) != 0) return 0;
       Add(info);
       ++(S_ISDIR(info.st_mode) ? size_.folders : size_.others);
       if (S_ISREG(info.st_mode)) size_.bytes += static_cast<std::uint64_t>(info.st_size);
-      if (S_ISDIR(info.st_mode)) waiting_.back().emplace_back(entry.d_name);
+      if (S_ISDIR(info.st_mode)) walk_.AddSubfolder(entry.d_name);
       return 0;
     });
   }
 
   const Monitor* const monitor_;
-  FolderChain chain_;
-  std::vector<std::vector<std::string>> waiting_;  // folders still to be entered, for each level
-  std::set<std::pair<dev_t, ino_t>> counted_;      // files of several names
+  TreeWalk walk_;
+  std::set<std::pair<dev_t, ino_t>> counted_;  // files of several names
   std::uint64_t bytes_ = 0;
   TreeSize size_;
 };

@@ -10,6 +10,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <memory>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <utility>
@@ -58,39 +59,81 @@ inline mode_t EntryType(int folder, const dirent& entry) {
   return is_known ? info.st_mode & S_IFMT : 0;
 }
 
-// The open folders on the way down a tree, however deep it is.
-
-// Only the innermost folders are kept open. One further up is given back, and opened again through
-// ".." on the way up, where it must still be the folder that it was (ENOENT when it is not). The
-// functions that can fail return an errno, or 0.
-class FolderChain {
+// One walk down a tree and up again, on open folders, which its callers pull from:
+//
+//   TreeWalk walk;
+//   int error = walk.Enter(std::move(top), {});
+//   if (error == 0) error = walk.List(...);
+//   while (error == 0 && walk.depth() != 0) {
+//     if (const std::optional<std::string> name = walk.TakeSubfolder()) {
+//       error = walk.Enter(walk.OpenSubfolder(*name), *name);
+//       if (error == 0) error = walk.List(...);
+//     } else {
+//       error = walk.Leave();
+//     }
+//   }
+//
+// Neither the stack, nor the length of paths, nor open descriptors bound the depth: only the
+// innermost folders are kept open. One further up is closed, and opened again through ".." on the
+// way up, where it must still be the same folder (ENOENT when it is not). Functions return 0 or an
+// errno.
+class TreeWalk {
  public:
-  // Goes down into a folder, which the caller opened. A folder that was entered through a link has
-  // another one above it: then the present one is kept open.
-  int Enter(Descriptor folder, bool through_link = false);
+  // Goes down into an open folder (errno when there is none) that has the name in the present one.
+  // A folder that is entered through a link has another one above it: then the present one is kept
+  // open.
+  int Enter(Descriptor folder, std::string_view name, bool through_link = false);
 
-  // Goes back up to the folder above.
+  // Goes back up to the folder above. Subfolders that nobody has taken are left out.
   int Leave();
 
+  // Lists the innermost folder: calls `visit(const dirent&, mode_t type)` for every entry that is
+  // not a folder, until it returns another value than 0, and returns that value. Folders are kept
+  // for TakeSubfolder. `type` is the type bits of the mode.
+  template <typename Visit>
+  int List(Visit visit) {
+    return ListFolder(folder(), [&](const dirent& entry) {
+      const mode_t type = EntryType(folder(), entry);
+      if (!S_ISDIR(type)) return visit(entry, type);
+      AddSubfolder(entry.d_name);
+      return 0;
+    });
+  }
+  void AddSubfolder(std::string name) { levels_.back().subfolders.push_back(std::move(name)); }
+
+  // The next subfolder of the innermost folder, the last one first; nothing when all were taken.
+  std::optional<std::string> TakeSubfolder();
+
+  // Opens a folder in the innermost one, never through a link. Empty, with errno, on failure.
+  Descriptor OpenSubfolder(const std::string& name) const;
+
+  // The number of folders from the top to the innermost one; 0 before the first and after the last.
   std::size_t depth() const { return levels_.size(); }
 
-  // The innermost folder.
+  // The innermost folder, and its identity.
   int folder() const { return levels_.back().folder.get(); }
-
-  // The identity of the innermost folder.
   std::pair<dev_t, ino_t> identity() const { return {levels_.back().device, levels_.back().inode}; }
 
-  // The folder above the innermost one, opened again when it had been given back.
+  // The path from the top to the innermost folder, with "/" at its end; "" at the top.
+  const std::string& path() const { return path_; }
+
+  // The name of the innermost folder in the one above.
+  std::string name() const;
+
+  // The folder above the innermost one, opened again when it had been closed.
   int OpenAbove(int* folder);
 
  private:
   struct Level {
-    Descriptor folder;  // empty while it is given back
+    Descriptor folder;  // empty while it is closed
     dev_t device;
     ino_t inode;
+    std::size_t path_above;               // length
+    std::vector<std::string> subfolders;  // not taken yet
     bool is_kept_open = false;
   };
   std::vector<Level> levels_;
+  std::string path_;
 };
 
 // How much room a folder takes, and how much it holds.

@@ -146,6 +146,7 @@ TEST_F(TreeMergeTest, LinksInTheTargetAreFollowedWhenTheyCanBeTrusted) {
   MakeTree(top_, {"s/ours/file", "s/theirs/file", "outside/ours/", "outside/theirs/",
                   "t/ours->../outside/ours", "t/theirs->../outside/theirs"});
   ASSERT_EQ(lchown((top_ / "t/theirs").c_str(), 1234, 1234), 0);
+  ASSERT_EQ(chmod((top_ / "t").c_str(), 01777), 0);
   EXPECT_EQ(Merge("s", "t"), 0);
   EXPECT_EQ(TreeIn(top_ / "outside"), (Words{"ours/", "ours/file=x", "theirs/"}));
   ASSERT_EQ(failures_.size(), 1u);
