@@ -38,7 +38,7 @@ void ReplaceWithoutFlush(benchmark::State& state) {
   const Folder folder;
   int turn = 0;
   for (auto _ : state) {
-    host::ReplaceFile(folder.File(), Content(state, ++turn), host::Flush::kNone);
+    host::ReplaceFile(folder.File(), Content(state, ++turn), {.flush = host::Flush::kNone});
   }
 }
 BENCHMARK(ReplaceWithoutFlush)

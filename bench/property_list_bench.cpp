@@ -114,7 +114,7 @@ void Change(const std::string& file, int round) {
   value->release();
   key->release();
   const NSData* xml = CFPropertyListCreateXMLData(nullptr, list);
-  host::ReplaceFile(file, xml->View(), host::Flush::kNone);
+  host::ReplaceFile(file, xml->View(), {.flush = host::Flush::kNone});
   CFRelease(xml);
   CFRelease(list);
 }
@@ -152,7 +152,7 @@ void ChangeWithPeer(const std::string& file, int round) {
   char* xml = nullptr;
   uint32_t length = 0;
   plist_to_xml(list, &xml, &length);
-  host::ReplaceFile(file, {xml, length}, host::Flush::kNone);
+  host::ReplaceFile(file, {xml, length}, {.flush = host::Flush::kNone});
   plist_to_xml_free(xml);
   plist_free(list);
 }
@@ -197,7 +197,7 @@ void Measure(benchmark::State& state, const Work& work, Layout layout) {
   const std::string file = folder.file();
   const std::string store =
       Store(static_cast<int>(state.range(0)), static_cast<int>(state.range(1)), layout);
-  host::ReplaceFile(file, store, host::Flush::kNone);
+  host::ReplaceFile(file, store, {.flush = host::Flush::kNone});
   const double memory = PeakBytes(file);
   double own = 0, peers = 0;
   int round = 0;
@@ -207,11 +207,11 @@ void Measure(benchmark::State& state, const Work& work, Layout layout) {
     own += ProcessorSeconds() - start;
     state.PauseTiming();
     // A change leaves a file in its writer's layout.
-    if (work.changes) host::ReplaceFile(file, store, host::Flush::kNone);
+    if (work.changes) host::ReplaceFile(file, store, {.flush = host::Flush::kNone});
     start = ProcessorSeconds();
     work.peers(file, ++round);
     peers += ProcessorSeconds() - start;
-    if (work.changes) host::ReplaceFile(file, store, host::Flush::kNone);
+    if (work.changes) host::ReplaceFile(file, store, {.flush = host::Flush::kNone});
     state.ResumeTiming();
   }
   state.counters["bytes"] = static_cast<double>(store.size());
@@ -226,7 +226,7 @@ void MeasurePeer(benchmark::State& state, const Work& work, Layout layout) {
   const std::string file = folder.file();
   const std::string store =
       Store(static_cast<int>(state.range(0)), static_cast<int>(state.range(1)), layout);
-  host::ReplaceFile(file, store, host::Flush::kNone);
+  host::ReplaceFile(file, store, {.flush = host::Flush::kNone});
   int round = 0;
   for (auto _ : state) work.peers(file, ++round);
 }

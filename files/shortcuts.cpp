@@ -117,7 +117,9 @@ HRESULT CFileManipulator::CreateURLShortcut(const CAtlString& url, const COrvikF
   MakeValidHyperlink(repaired);
   const CAtlStringA text = "[InternetShortcut]\nURL=" + CAtlStringA(repaired) + "\n";
   const std::optional<std::string> path = PathForLibc(shortcut.GetFilePathString());
-  const int error = path ? host::CreateFile(*path, text.View()) : EINVAL;
+  const int error =
+      path ? host::ReplaceFile(*path, text.View(), {.present = host::Present::kRefuse}).error
+           : EINVAL;
   return error == 0 || error == EEXIST ? S_OK : E_INVALIDARG;
 }
 

@@ -175,6 +175,34 @@ ReplaceResult Put(const FilePlace& place, std::string_view content, Flush flush,
   return result;
 }
 
+// The file is whole from the first moment on.
+int MakeNew(const std::string& path, std::string_view content) {
+  const FilePlace place = FindEntry(path, Links::kTrusted);
+  if (!place) return place.error;
+  StagedFile file(place.folder.get(), place.name);
+  if (const int error = file.Make(0666)) return error;
+  if (const int error = WriteAll(file.descriptor(), content)) return error;
+  return file.CommitAsNew();
+}
+
+int WriteInto(const std::string& path, std::string_view content) {
+  const FilePlace place = FindPlace(path, Links::kTrusted);
+  if (!place) return place.error;
+  constexpr int kFlags = O_WRONLY | O_CREAT | O_NOFOLLOW | kOpenFlags;
+  Descriptor file(openat(place.folder.get(), place.name.c_str(), kFlags, 0666));
+  if (!file) return errno;
+  struct stat attributes;
+  if (fstat(file.get(), &attributes) != 0) return errno;
+  if (const int refusal = RefusalOf(attributes.st_mode)) return refusal;
+  if (!MayReplace(attributes, place.folder_attributes) ||
+      !MayWriteInto(attributes, place.folder_attributes)) {
+    return EACCES;
+  }
+  if (ftruncate(file.get(), 0) != 0) return errno;
+  if (const int error = WriteAll(file.get(), content)) return error;
+  return file.Close() ? 0 : errno;
+}
+
 }  // namespace
 
 FolderFlushDelay::FolderFlushDelay() {
@@ -232,9 +260,16 @@ ReplaceResult SupersedeFile(const FilePlace& place, std::string_view content) {
   return Put(place, content, Flush::kToDisk, nullptr, -1);
 }
 
-ReplaceResult ReplaceFile(const std::string& path, std::string_view content, Flush flush,
-                          ReadOnly read_only) {
+ReplaceResult ReplaceFile(const std::string& path, std::string_view content,
+                          const ReplaceOptions& options) {
   ReplaceResult result;
+  if (options.present != Present::kReplace) {
+    result.error =
+        options.present == Present::kRefuse ? MakeNew(path, content) : WriteInto(path, content);
+    result.wrote = result.error == 0;
+    return result;
+  }
+  const Flush flush = options.flush;
   const FilePlace place = FindPlace(path, Links::kTrusted);
   result.error = place.error;
   result.obstacle = place.obstacle;
@@ -256,7 +291,7 @@ ReplaceResult ReplaceFile(const std::string& path, std::string_view content, Flu
   }
   if (result.error == 0 && faccessat(folder, name, W_OK, AT_EACCESS) != 0) {
     const bool is_own = errno == EACCES && old.attributes.st_uid == geteuid();
-    result.error = is_own && read_only == ReadOnly::kReplace ? 0 : errno;
+    result.error = is_own && options.read_only == ReadOnly::kReplace ? 0 : errno;
   }
   if (result.error != 0) return result;
   const Descriptor file = OpenRegularAt(place, O_RDONLY);
@@ -269,33 +304,6 @@ ReplaceResult ReplaceFile(const std::string& path, std::string_view content, Flu
   }
   old.descriptor = file.get();
   return Put(place, content, flush, &old, file.get());
-}
-
-int CreateFile(const std::string& path, std::string_view content) {
-  const FilePlace place = FindEntry(path, Links::kTrusted);
-  if (!place) return place.error;
-  StagedFile file(place.folder.get(), place.name);
-  if (const int error = file.Make(0666)) return error;
-  if (const int error = WriteAll(file.descriptor(), content)) return error;
-  return file.CommitAsNew();
-}
-
-int WriteInPlace(const std::string& path, std::string_view content) {
-  const FilePlace place = FindPlace(path, Links::kTrusted);
-  if (!place) return place.error;
-  constexpr int kFlags = O_WRONLY | O_CREAT | O_NOFOLLOW | kOpenFlags;
-  Descriptor file(openat(place.folder.get(), place.name.c_str(), kFlags, 0666));
-  if (!file) return errno;
-  struct stat attributes;
-  if (fstat(file.get(), &attributes) != 0) return errno;
-  if (const int refusal = RefusalOf(attributes.st_mode)) return refusal;
-  if (!MayReplace(attributes, place.folder_attributes) ||
-      !MayWriteInto(attributes, place.folder_attributes)) {
-    return EACCES;
-  }
-  if (ftruncate(file.get(), 0) != 0) return errno;
-  if (const int error = WriteAll(file.get(), content)) return error;
-  return file.Close() ? 0 : errno;
 }
 
 }  // namespace orvik::host

@@ -55,8 +55,43 @@ struct ReplaceResult {
   std::string obstacle;   // a link or a file of another user that was refused
 };
 
-// Makes the file hold the content. The file's folder must exist.
+enum class ReadOnly {
+  kRefuse,   // a file that the caller may not write is EACCES, as it would be for open
+  kReplace,  // a file of the caller's without the right to write is replaced, and stays read-only
+};
+
+// What becomes of a file that exists.
+enum class Present {
+  kReplace,    // a new file takes its name
+  kRefuse,     // EEXIST
+  kWriteInto,  // it is emptied and written: it keeps all of its properties and hard links, and may
+               // hold a part after a failure; only if it may be written into (trust.h)
+};
+
+struct ReplaceOptions {
+  Flush flush = Flush::kToDisk;  // kNone with kRefuse and kWriteInto
+  Present present = Present::kReplace;
+  ReadOnly read_only = ReadOnly::kRefuse;
+};
+
+// Makes the file hold the content. The file's folder must exist. This is the one table of what the
+// fronts pass and what stays of the old file:
 //
+//   front                              flush   read-only  present      stays of the old file
+//   ---------------------------------- ------- ---------- ------------
+//   ------------------------------ preference files, URLs, exports,   disk    refused    replaced
+//   mode, owner, group, attributes
+//     NSData "atomically"
+//   the configuration store            disk    replaced   replaced     the same
+//   what supersedes a damaged file     disk    replaced   replaced     nothing (SupersedeFile)
+//   NSData otherwise                   none    refused    written into everything
+//   shortcuts                          none    -          refused      -
+//   the sizes of a trash               none    refused    replaced     mode, owner, group,
+//   attributes WriteWholeFile, streams, Base64    none    refused    replaced, or everything, hard
+//   links too
+//     (file_replacement.h)                                written into
+//
+// With Present::kReplace:
 // - A file that holds the content already is not touched.
 // - Of an existing file the mode, and the owner, group and extended attributes as far as the rights
 //   allow, are kept; its other hard links keep the old content. A new file has mode 0666 less the
@@ -65,14 +100,9 @@ struct ReplaceResult {
 //   made; another is EPERM. A file that another user may have prepared is EACCES.
 // - A file that is a mount point itself cannot be replaced: it stays as it is, and the error is
 //   EBUSY.
-// - A file that the caller may not write is EACCES, as it would be for open; what is no regular
-//   file is EISDIR or EINVAL.
-//
-// With ReadOnly::kReplace a file of the caller's without the right to write is replaced, too, and
-// stays read-only.
-enum class ReadOnly { kRefuse, kReplace };
+// - Anything but a regular file is EISDIR or EINVAL.
 ReplaceResult ReplaceFile(const std::string& path, std::string_view content,
-                          Flush flush = Flush::kToDisk, ReadOnly read_only = ReadOnly::kRefuse);
+                          const ReplaceOptions& options = {});
 
 // Replaces the file that ReadWholeFile opened, or makes one when it opened none.
 ReplaceResult ReplaceFile(const FilePlace& place, std::string_view content, Flush flush,
@@ -84,15 +114,6 @@ ReplaceResult SupersedeFile(const FilePlace& place, std::string_view content);
 
 // Puts the names in the file's folder on disk, at once or at the end of a FolderFlushDelay.
 int FlushFolderOf(const FilePlace& place);
-
-// Makes a file, which is whole from the first moment on, with mode 0666 less the umask and without
-// flushing: 0 or an error number, EEXIST when the name is taken.
-int CreateFile(const std::string& path, std::string_view content);
-
-// Makes the file hold the content by writing into it, with the links and files of ReplaceFile, and
-// only a file that may be written into (trust.h; EACCES): 0 or an error number, after which the
-// file may hold a part.
-int WriteInPlace(const std::string& path, std::string_view content);
 
 // Puts off the flushing of folders to its end, for a run of changes that is to be on disk as a
 // whole: every file that this thread replaces meanwhile is itself flushed before it takes its

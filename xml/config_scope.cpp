@@ -295,9 +295,8 @@ bool ConfigScope::Save() {
     if (kept.error != 0) return false;
   }
   const host::ReplaceResult result =
-      is_readable
-          ? host::ReplaceFile(*path, content, host::Flush::kToDisk, host::ReadOnly::kReplace)
-          : host::SupersedeFile(place, content);
+      is_readable ? host::ReplaceFile(*path, content, {.read_only = host::ReadOnly::kReplace})
+                  : host::SupersedeFile(place, content);
   // A file that took its place and could not be flushed is the document's all the same.
   if (result.wrote || result.error == 0) {
     known().is_not_the_file = false;

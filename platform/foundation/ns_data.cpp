@@ -25,7 +25,9 @@ ObjCBool NSData::writeToFile(const NSString* path, ObjCBool atomically) const {
   const auto file = FilePath(path);
   if (!file) return NO;
   const int error =
-      atomically != NO ? host::ReplaceFile(*file, bytes_).error : host::WriteInPlace(*file, bytes_);
+      atomically != NO
+          ? host::ReplaceFile(*file, bytes_).error
+          : host::ReplaceFile(*file, bytes_, {.present = host::Present::kWriteInto}).error;
   return error == 0 ? YES : NO;
 }
 

@@ -51,7 +51,9 @@ const Writer kWriters[] = {
     {"replacement",
      [](const std::string& path) { return host::ReplaceFile(path, "new").error == 0; }},
     {"writing in place",
-     [](const std::string& path) { return host::WriteInPlace(path, "new") == 0; }},
+     [](const std::string& path) {
+       return host::ReplaceFile(path, "new", {.present = host::Present::kWriteInto}).error == 0;
+     }},
     {"replacement piece by piece",
      [](const std::string& path) {
        host::FileReplacement file;

@@ -104,7 +104,7 @@ TEST_F(ReplaceFileTest, RootWritesIntoNoOtherNameOfAFile) {
   ASSERT_EQ(chown((top_ / "theirs").c_str(), 65534, 65534), 0);
   const fs::path trap = top_ / "theirs/out";
   fs::create_hard_link(top_ / "victim", trap);
-  EXPECT_EQ(WriteInPlace(trap, "new"), EACCES);
+  EXPECT_EQ(ReplaceFile(trap, "new", {.present = Present::kWriteInto}).error, EACCES);
   FileReplacement file;
   EXPECT_EQ(file.Open(trap, top_), 0);
   EXPECT_EQ(file.Write("new"), 0);
@@ -192,7 +192,7 @@ TEST_F(ReplaceFileTest, ReadersSeeWholeContentsWhileWritersAreKilled) {
     for (int i = 0; i < 2; ++i) {
       writers[i] = fork();
       if (writers[i] == 0) {
-        for (int turn = i;; ++turn) ReplaceFile(file_, contents[turn % 2], Flush::kNone);
+        for (int turn = i;; ++turn) ReplaceFile(file_, contents[turn % 2], {.flush = Flush::kNone});
       }
     }
     for (int read = 0; read < 25; ++read) {

@@ -69,7 +69,7 @@ std::string Reading::Export(const Path& path) {
   if (!file) return "";
   const std::optional<std::string> bytes = ExportedBytes(value, *file);
   if (!bytes) return "the value cannot be written as XML; export it as .json";
-  int error = host::CreateFile(*file, *bytes);
+  int error = host::ReplaceFile(*file, *bytes, {.present = host::Present::kRefuse}).error;
   if (error == EEXIST) {
     const int key = dialogs_.AskLetter(Quoted(*file) + " exists", "o overwrite", "o");
     if (key == 0) return "nothing is exported";
