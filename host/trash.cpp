@@ -157,22 +157,21 @@ bool RemoveLeftOver(const std::string& path, const std::string& target_path) {
          IsLeftOver(record.st_mtime, target_path) && unlinkat(at.folder(), at.name(), 0) == 0;
 }
 
-// Takes the folders that are gone out of "directorysizes", and older lines of the same folder.
-void TidyFolderSizes(const Trash& trash) {
-  const std::string cache = ChildPath(trash.folder, "directorysizes");
+constexpr char kFolderSizes[] = "directorysizes";
+
+// The lines of folder sizes without those of folders that are gone, and with the last line alone of
+// each folder.
+std::string WithoutMissingFolders(const Trash& trash, std::string_view lines) {
   const Descriptor files = OpenPath(ChildPath(trash.folder, "files"), O_RDONLY | O_DIRECTORY);
   std::set<std::string, std::less<>> present;
   if (!files || ListFolder(files.get(), [&present](const dirent& entry) {
                   present.insert(Encoded(entry.d_name));
                   return 0;
                 }) != 0) {
-    return;
+    return std::string(lines);
   }
-  std::string old;
-  if (ReadWholeFile(cache, &old) != 0) return;
   std::vector<std::string_view> kept;
-  for (std::string_view rest = old; !rest.empty();) {
-    // From the end: the last line of a name holds.
+  for (std::string_view rest = lines; !rest.empty();) {
     if (rest.ends_with('\n')) rest.remove_suffix(1);
     const std::size_t start = rest.rfind('\n') + 1;
     const std::string_view line = rest.substr(start);
@@ -184,31 +183,29 @@ void TidyFolderSizes(const Trash& trash) {
   }
   std::string text;
   for (std::size_t i = kept.size(); i-- > 0;) text.append(kept[i]).append("\n");
-  ReplaceFile(cache, text, Flush::kNone);
+  return text;
 }
 
 // Enters a folder in "directorysizes". The file is a cache that whoever shows the trash can make
-// again: a failure is none of the move. The line is appended, because n folders would otherwise
-// write n files of n lines; the file is tidied whenever its size passes a power of two.
+// again: a failure does not fail the move. The form demands a new file that is renamed, so that
+// two processes never write into one. The old lines are taken over as they are, and only looked at
+// when the size passes a power of two: otherwise the cost of n folders would grow as n * n.
 void NoteFolderSize(const Trash& trash, const std::string& target_path, std::time_t info_time) {
-  const std::string line = std::to_string(DiskUsage(target_path)) + " " +
-                           std::to_string(info_time) + " " + Encoded(LeafName(target_path)) + "\n";
-  const std::string path = ChildPath(trash.folder, "directorysizes");
-  constexpr int kFlags = O_WRONLY | O_CREAT | O_APPEND | O_NOFOLLOW | O_NONBLOCK;
-  const Descriptor cache = OpenPath(path, kFlags, 0600);
-  struct stat info;
-  if (!cache || fstat(cache.get(), &info) != 0 || !S_ISREG(info.st_mode)) return;
   constexpr std::size_t kSmall = 512;
-  const auto size = static_cast<std::size_t>(info.st_size);
-  // One call: a line of another process does not get into the middle of this one.
-  const ssize_t written = write(cache.get(), line.data(), line.size());
-  if (written != static_cast<ssize_t>(line.size())) {
-    [[maybe_unused]] const int cut = written > 0 ? ftruncate(cache.get(), info.st_size) : 0;
-    return;
+  constexpr std::size_t kLargest = std::size_t{16} << 20;
+  const std::string path = ChildPath(trash.folder, kFolderSizes);
+  std::string text;
+  if (const int error = ReadWholeFile(path, &text, nullptr, kLargest)) {
+    if (error != ENOENT && error != EFBIG) return;
   }
-  if (std::bit_width((size + line.size()) / kSmall) != std::bit_width(size / kSmall)) {
-    TidyFolderSizes(trash);
+  if (!text.empty() && !text.ends_with('\n')) text.resize(text.rfind('\n') + 1);
+  const std::size_t size = text.size();
+  text += std::to_string(DiskUsage(target_path)) + " " + std::to_string(info_time) + " " +
+          Encoded(LeafName(target_path)) + "\n";
+  if (std::bit_width(text.size() / kSmall) != std::bit_width(size / kSmall)) {
+    text = WithoutMissingFolders(trash, text);
   }
+  ReplaceFile(path, text, {.flush = Flush::kNone});
 }
 
 }  // namespace
