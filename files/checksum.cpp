@@ -8,6 +8,7 @@
 
 #include "files/checksum_variants.h"
 #include "files/file_checksum.h"
+#include "host/descriptor.h"
 #include "host/long_operation.h"
 
 namespace orvik {
@@ -133,12 +134,11 @@ class Part {
     for (std::size_t done = 0; done < size_;) {
       const std::size_t wanted = std::min(size_ - done, kPiece);
       const auto at = static_cast<off_t>(start_ + done);
-      const ssize_t got = pread(file_, buffer_.get(), wanted, at);
-      if (got < 0 && errno == EINTR) continue;
-      if (got <= 0) return;
-      checksum_ = ContinueCRC32(checksum_, buffer_.get(), got);
-      done += static_cast<std::size_t>(got);
-      if (!host::Advances(monitor_, 0, static_cast<std::uint64_t>(got))) return;
+      std::size_t got = 0;
+      if (host::ReadAt(file_, buffer_.get(), wanted, at, &got) != 0 || got == 0) return;
+      checksum_ = ContinueCRC32(checksum_, buffer_.get(), static_cast<long>(got));
+      done += got;
+      if (!host::Advances(monitor_, 0, got)) return;
     }
     is_read_ = true;
   }
@@ -160,13 +160,12 @@ std::optional<std::uint32_t> ChecksumToEnd(int file, host::Monitor* monitor) {
   const auto buffer = std::make_unique_for_overwrite<unsigned char[]>(kUnknownPiece);
   std::uint32_t checksum = 0;
   for (off_t done = 0;;) {
-    const ssize_t got = pread(file, buffer.get(), kUnknownPiece, done);
-    if (got < 0 && errno == EINTR) continue;
-    if (got < 0) return std::nullopt;
+    std::size_t got = 0;
+    if (host::ReadAt(file, buffer.get(), kUnknownPiece, done, &got) != 0) return std::nullopt;
     if (got == 0) return checksum;
-    checksum = ContinueCRC32(checksum, buffer.get(), got);
-    done += got;
-    if (!host::Advances(monitor, 0, static_cast<std::uint64_t>(got))) return std::nullopt;
+    checksum = ContinueCRC32(checksum, buffer.get(), static_cast<long>(got));
+    done += static_cast<off_t>(got);
+    if (!host::Advances(monitor, 0, got)) return std::nullopt;
   }
 }
 

@@ -71,13 +71,6 @@ bool Confirm(const CAtlString& header, const CAtlString& message, const CAtlStri
   return status == 0 && (response & 3) == kCFUserNotificationAlternateResponse;
 }
 
-// The size of an open regular file.
-std::optional<std::uint64_t> SizeOf(std::FILE* file) {
-  struct stat record;
-  if (fstat(fileno(file), &record) != 0 || !S_ISREG(record.st_mode)) return std::nullopt;
-  return static_cast<std::uint64_t>(record.st_size);
-}
-
 // The content of a regular file of size 0: files of /proc have content all the same. Waits for
 // nothing; false on failure, and for more bytes than the limit.
 bool ReadWithoutSize(const COrvikFilePath& file, std::size_t limit, std::string* content) {
@@ -237,7 +230,8 @@ unsigned long CFileManipulator::ReadFileIntoBuffer(const COrvikFilePath& file,
   constexpr std::size_t kMostBytes = 0xFFFFFFFF;
   buffer = nullptr;
   const CFile opened(OpenFile(file, "rb"));
-  const std::optional<std::uint64_t> size = opened ? SizeOf(opened.get()) : std::nullopt;
+  const std::optional<std::uint64_t> size =
+      opened ? host::SizeOfRegular(fileno(opened.get())) : std::nullopt;
   if (!size || *size >= kMostBytes) return 0;
   if (*size == 0) {
     std::string content;
@@ -261,7 +255,7 @@ HRESULT CFileManipulator::ReadAsciiFileIntoAsciiString(const COrvikFilePath& fil
                                                        CAtlStringA& text, const char* prefix) {
   const CFile opened(file.IsEmptyPath() != FALSE ? nullptr : OpenFile(file, "rb"));
   if (!opened) return E_INVALIDARG;
-  const std::optional<std::uint64_t> known = SizeOf(opened.get());
+  const std::optional<std::uint64_t> known = host::SizeOfRegular(fileno(opened.get()));
   const std::size_t start = prefix != nullptr ? std::strlen(prefix) : 0;
   if (!known || *known + start >= std::numeric_limits<int>::max()) return E_UNEXPECTED;
   auto size = static_cast<std::size_t>(*known);

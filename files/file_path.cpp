@@ -226,9 +226,9 @@ BOOL COrvikFilePath::CanFileBeWrittenTo() const {
 DWORD COrvikFilePath::GetFileSize() const {
   constexpr DWORD kUnknown = 0xFFFFFFFF;
   const CFile file(CFileManipulator::OpenFile(*this, "rb"));
-  struct stat record;
-  if (!file || fstat(fileno(file.get()), &record) != 0 || !S_ISREG(record.st_mode)) return kUnknown;
-  return record.st_size < off_t{kUnknown} ? static_cast<DWORD>(record.st_size) : kUnknown;
+  const std::uint64_t size =
+      file ? host::SizeOfRegular(fileno(file.get())).value_or(kUnknown) : kUnknown;
+  return size < kUnknown ? static_cast<DWORD>(size) : kUnknown;
 }
 
 std::uint32_t COrvikFilePath::GetFileChecksum() const {

@@ -13,6 +13,8 @@
 #include <memory>
 #include <utility>
 
+#include "host/descriptor.h"
+
 namespace orvik::host {
 namespace {
 
@@ -57,7 +59,7 @@ class Copier {
     do {
       got = pread(source_, &probe, 1, 0);
     } while (got < 0 && errno == EINTR);
-    if (got < 0) return ReadError();
+    if (got < 0) return ReadError(errno);
     if (got == 0) return 0;
     for (off_t start = 0;;) {
       off_t copied = 0;
@@ -86,9 +88,9 @@ class Copier {
   }
 
  private:
-  int ReadError() const {
+  int ReadError(int error) const {
     *side_ = Side::kSource;
-    return errno;
+    return error;
   }
 
   static constexpr off_t kLargest = 1 << 30;
@@ -117,20 +119,12 @@ class Copier {
       buffer_ = std::make_unique_for_overwrite<char[]>(wanted);
       allocated_ = wanted;
     }
-    ssize_t got;
-    do {
-      got = pread(source_, buffer_.get(), wanted, start);
-    } while (got < 0 && errno == EINTR);
-    if (got < 0) return ReadError();
-    for (ssize_t written = 0; written < got;) {
-      const ssize_t done = pwrite(target_, buffer_.get() + written,
-                                  static_cast<std::size_t>(got - written), start + written);
-      if (done < 0 && errno != EINTR) return errno;
-      if (done == 0) return ENOSPC;
-      written += std::max<ssize_t>(done, 0);
+    std::size_t got = 0;
+    if (const int error = ReadAt(source_, buffer_.get(), wanted, start, &got)) {
+      return ReadError(error);
     }
-    *copied = got;
-    return 0;
+    *copied = static_cast<off_t>(got);
+    return WriteAllAt(target_, {buffer_.get(), got}, start);
   }
 
   int source_;

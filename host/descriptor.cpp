@@ -1,13 +1,13 @@
 #include "host/descriptor.h"
 
 #include <fcntl.h>
+#include <limits.h>
 #include <stdlib.h>
 #include <sys/stat.h>
 
 #include <cerrno>
 
 #include "host/paths.h"
-#include "host/staged_file.h"
 
 namespace orvik::host {
 namespace {
@@ -17,6 +17,80 @@ std::int64_t Nanoseconds(const timespec& time) {
 }
 
 }  // namespace
+
+int WriteAll(int descriptor, std::string_view bytes) {
+  while (!bytes.empty()) {
+    const ssize_t written = write(descriptor, bytes.data(), bytes.size());
+    if (written == 0) return ENOSPC;
+    if (written > 0) {
+      bytes.remove_prefix(static_cast<std::size_t>(written));
+    } else if (errno != EINTR) {
+      return errno;
+    }
+  }
+  return 0;
+}
+
+int WriteAllAt(int file, std::string_view bytes, off_t position, std::size_t* done) {
+  std::size_t own = 0;
+  if (done == nullptr) done = &own;
+  *done = 0;
+  while (*done < bytes.size()) {
+    const ssize_t written = pwrite(file, bytes.data() + *done, bytes.size() - *done,
+                                   position + static_cast<off_t>(*done));
+    if (written == 0) return ENOSPC;
+    if (written > 0) {
+      *done += static_cast<std::size_t>(written);
+    } else if (errno != EINTR) {
+      return errno;
+    }
+  }
+  return 0;
+}
+
+int ReadAt(int file, void* buffer, std::size_t count, off_t position, std::size_t* done) {
+  *done = 0;
+  while (*done < count) {
+    const ssize_t got = pread(file, static_cast<char*>(buffer) + *done, count - *done,
+                              position + static_cast<off_t>(*done));
+    if (got == 0) return 0;
+    if (got > 0) {
+      *done += static_cast<std::size_t>(got);
+    } else if (errno != EINTR) {
+      return errno;
+    }
+  }
+  return 0;
+}
+
+std::optional<std::uint64_t> SizeOfRegular(int file) {
+  struct stat info;
+  if (fstat(file, &info) != 0 || !S_ISREG(info.st_mode)) return std::nullopt;
+  return static_cast<std::uint64_t>(info.st_size);
+}
+
+int ReadLink(int folder, const char* name, std::string* text) {
+  char buffer[PATH_MAX];
+  const ssize_t length = readlinkat(folder, name, buffer, sizeof buffer);
+  if (length < 0) return errno;
+  if (static_cast<std::size_t>(length) == sizeof buffer) return ENAMETOOLONG;
+  text->assign(buffer, static_cast<std::size_t>(length));
+  return 0;
+}
+
+std::optional<std::string> PathOf(int descriptor) {
+  std::string path;
+  const std::string link = "/proc/self/fd/" + std::to_string(descriptor);
+  // Pipes and files without a name have texts that are not paths.
+  if (ReadLink(AT_FDCWD, link.c_str(), &path) != 0 || !path.starts_with('/')) return std::nullopt;
+  return path;
+}
+
+bool HasName(int entry, int folder, const char* name) {
+  struct stat own, named;
+  return fstat(entry, &own) == 0 && fstatat(folder, name, &named, AT_SYMLINK_NOFOLLOW) == 0 &&
+         own.st_dev == named.st_dev && own.st_ino == named.st_ino;
+}
 
 FileIdentity IdentityOf(const struct stat& attributes) {
   return {.exists = true,

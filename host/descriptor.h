@@ -1,13 +1,17 @@
-// Descriptors: owning them, the flags they are opened with, regular files alone, temporary files, and
-// the identity of a file.
+// Descriptors: owning, opening, reading and writing them, and the identity of a file.
+//
+// Functions that return an int return 0 or an errno. Calls that a signal interrupts are repeated.
 #pragma once
 
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <cstddef>
 #include <cstdint>
+#include <optional>
 #include <string>
+#include <string_view>
 #include <utility>
 
 namespace [[gnu::visibility("default")]] orvik {
@@ -52,6 +56,28 @@ inline constexpr int kOpenPlace = O_PATH | O_DIRECTORY | O_CLOEXEC;
 
 // An entry to be read: never through a link, and without waiting for a pipe.
 inline constexpr int kOpenEntry = O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC;
+
+// Writes all of the bytes at the descriptor's position, or at `position` of a file. ENOSPC when the
+// file takes no more. After a failure a part may be written; `done` (may be null) says how much.
+int WriteAll(int descriptor, std::string_view bytes);
+int WriteAllAt(int file, std::string_view bytes, off_t position, std::size_t* done = nullptr);
+
+// Reads `count` bytes from `position` of a file; `done` receives how many there were before its
+// end.
+int ReadAt(int file, void* buffer, std::size_t count, off_t position, std::size_t* done);
+
+// The size of an open regular file; nothing for anything else.
+std::optional<std::uint64_t> SizeOfRegular(int file);
+
+// Gives the text of the symbolic link `name` in the open folder (AT_FDCWD for the current one):
+// EINVAL for anything else, ENAMETOOLONG for a text of 4,096 bytes and more.
+int ReadLink(int folder, const char* name, std::string* text);
+
+// The absolute path that the kernel knows for an open file or folder; nothing when it has none.
+std::optional<std::string> PathOf(int descriptor);
+
+// Whether the open file or folder still has the name in the folder.
+bool HasName(int entry, int folder, const char* name);
 
 // The identity of a file: whether it is still the one that was seen before.
 

@@ -28,12 +28,6 @@ namespace host {
 
 inline constexpr char kFolderLockName[] = ".orvik.lock";
 
-// Whether a file may be locked or written that has a known name in a folder, where others can put
-// their own: a regular file with one name, of the caller, of root or of the folder's owner. In a
-// folder that its group (or everybody) may write also one that the same group (or everybody) may
-// write.
-bool IsTrustedFile(const struct stat& file, const struct stat& folder);
-
 // The thread that holds a lock may take it again; it is given up with the last of its holders. An
 // object is used and destroyed on the thread that took it. Processes started by exec do not inherit
 // locks; a forked child keeps them from others until it ends, but does not hold them.

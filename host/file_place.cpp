@@ -73,15 +73,6 @@ namespace {
 constexpr int kMaximumLinks = 40;
 constexpr int kOpenFolderFlags = O_RDONLY | O_DIRECTORY | O_CLOEXEC;
 
-int ReadLink(int folder, const char* name, std::string* target) {
-  char buffer[PATH_MAX];
-  const ssize_t length = readlinkat(folder, name, buffer, sizeof buffer);
-  if (length < 0) return errno;
-  if (static_cast<std::size_t>(length) == sizeof buffer) return ENAMETOOLONG;
-  target->assign(buffer, static_cast<std::size_t>(length));
-  return 0;
-}
-
 // The folder in one step when no link lies on the way. -1 with errno otherwise.
 int OpenWithoutLinks(const std::string& path) {
   open_how how = {};
@@ -272,8 +263,8 @@ FilePlace Find(const std::string& path, Links links, Leaf leaf, bool makes) {
   if (path.empty()) return fail(ENOENT, path);
   if (path.ends_with('/')) return fail(EISDIR, path);
   for (int followed = 0; followed <= kMaximumLinks; ++followed) {
-    place.name = NameOf(place.path);
-    if (const int error = OpenFolder(FolderOf(place.path), links, makes, place)) {
+    place.name = std::string(LeafName(place.path));
+    if (const int error = OpenFolder(std::string(ParentPath(place.path)), links, makes, place)) {
       place.error = error;
       return place;
     }
@@ -293,7 +284,8 @@ FilePlace Find(const std::string& path, Links links, Leaf leaf, bool makes) {
       if (!MayFollow(attributes, place.folder_attributes)) return fail(EPERM, place.path);
       if (const int unread = ReadLink(link.get(), "", &target)) return fail(unread, place.path);
     }
-    place.path = target.starts_with('/') ? target : FolderOf(place.path) + '/' + target;
+    place.path =
+        target.starts_with('/') ? target : std::string(ParentPath(place.path)) + '/' + target;
     if (place.path.ends_with('/')) return fail(EISDIR, place.path);
   }
   return fail(ELOOP, path);
@@ -301,8 +293,14 @@ FilePlace Find(const std::string& path, Links links, Leaf leaf, bool makes) {
 
 }  // namespace
 
+int StatEntry(const FilePlace& place, struct stat* attributes) {
+  return fstatat(place.folder.get(), place.name.c_str(), attributes, AT_SYMLINK_NOFOLLOW) == 0
+             ? 0
+             : errno;
+}
+
 std::string FilePlace::folder_path() const {
-  return FolderOf(path);
+  return std::string(ParentPath(path));
 }
 
 FilePlace FindPlace(const std::string& path, Links links) {

@@ -51,6 +51,9 @@ FilePlace FindEntry(const std::string& path, Links links);
 // in each process.
 FilePlace MakePlace(const std::string& path);
 
+// Gives the attributes of what has the name in the place, of a link itself: 0 or an errno.
+int StatEntry(const FilePlace& place, struct stat* attributes);
+
 // Puts the names on the way to the place's folder on disk, whoever made the folders, unless the
 // folder has the file of its lock: that is made only behind this call. 0 or an error number.
 int FlushWay(const FilePlace& place);

@@ -47,11 +47,8 @@ int FileReplacement::Write(std::string_view bytes) {
 }
 
 std::size_t FileReplacement::Read(void* buffer, std::size_t count, std::uint64_t position) const {
-  for (;;) {
-    const ssize_t got = pread(descriptor(), buffer, count, static_cast<off_t>(position));
-    if (got >= 0) return static_cast<std::size_t>(got);
-    if (errno != EINTR) return 0;
-  }
+  std::size_t done = 0;
+  return ReadAt(descriptor(), buffer, count, static_cast<off_t>(position), &done) == 0 ? done : 0;
 }
 
 int FileReplacement::Commit() {
@@ -85,14 +82,10 @@ int FileReplacement::WriteIntoTarget() const {
   for (off_t at = 0; at < content.st_size;) {
     const std::size_t count = Read(buffer, sizeof buffer, static_cast<std::uint64_t>(at));
     if (count == 0) return EIO;
-    for (std::size_t done = 0; done < count;) {
-      const ssize_t written = is_file ? pwrite(old_.get(), buffer + done, count - done, at)
-                                      : write(old_.get(), buffer + done, count - done);
-      if (written < 0 && errno != EINTR) return errno;
-      if (written <= 0) continue;
-      done += static_cast<std::size_t>(written);
-      at += written;
-    }
+    const std::string_view piece(buffer, count);
+    const int error = is_file ? WriteAllAt(old_.get(), piece, at) : WriteAll(old_.get(), piece);
+    if (error != 0) return error;
+    at += static_cast<off_t>(count);
   }
   return !is_file || ftruncate(old_.get(), content.st_size) == 0 ? 0 : errno;
 }

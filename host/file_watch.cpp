@@ -36,11 +36,9 @@ bool IsFolder(const std::string& path, struct stat* info) {
 
 // The target of a link; "" for anything else.
 std::string LinkTarget(const std::string& path) {
-  char target[PATH_MAX];
-  const ssize_t length = readlink(path.c_str(), target, sizeof target);
-  if (length <= 0 || static_cast<std::size_t>(length) == sizeof target) return {};
-  const std::string text(target, static_cast<std::size_t>(length));
-  return text.starts_with('/') ? text : FolderOf(path) + "/" + text;
+  std::string text;
+  if (ReadLink(AT_FDCWD, path.c_str(), &text) != 0) return {};
+  return text.starts_with('/') ? text : std::string(ParentPath(path)) + "/" + text;
 }
 
 }  // namespace
@@ -65,11 +63,11 @@ std::vector<FileWatch::Place> FileWatch::PlacesOnTheWay() const {
   std::vector<Place> places;
   std::string path = path_;
   for (int links = 0; links <= kMaximumLinks && !path.empty(); ++links) {
-    Place place{FolderOf(path), NameOf(path)};
+    Place place{std::string(ParentPath(path)), std::string(LeafName(path))};
     struct stat info = {};
     while (!IsFolder(place.folder, &info) && place.folder != "/" && place.folder != ".") {
-      place.name = NameOf(place.folder);
-      place.folder = FolderOf(place.folder);
+      place.name = std::string(LeafName(place.folder));
+      place.folder = std::string(ParentPath(place.folder));
     }
     place.device = info.st_dev;
     place.inode = info.st_ino;

@@ -91,12 +91,10 @@ struct MountedPlace {
 };
 
 std::optional<MountedPlace> PlaceOf(int folder, const std::vector<Mount>& mounts) {
-  char path[PATH_MAX];
-  const std::string link = "/proc/self/fd/" + std::to_string(folder);
-  const ssize_t length = readlink(link.c_str(), path, sizeof path);
+  const std::optional<std::string> path = PathOf(folder);
   const std::uint64_t id = MountIdOf(folder);
-  if (length <= 0 || static_cast<std::size_t>(length) == sizeof path || id == 0) return {};
-  MountedPlace place{nullptr, std::string(path, static_cast<std::size_t>(length)), {}};
+  if (!path || id == 0) return {};
+  MountedPlace place{nullptr, *path, {}};
   for (const Mount& mount : mounts) {
     if (mount.id != id || !IsBelow(place.path, mount.point)) continue;
     place.mount = &mount;

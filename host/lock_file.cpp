@@ -1,4 +1,5 @@
 #include "host/lock_file.h"
+#include "host/trust.h"
 
 #include <fcntl.h>
 #include <unistd.h>
@@ -29,8 +30,9 @@ mode_t ModeFor(const struct stat& folder) {
 }
 
 std::string_view ReadBytes(int file, char (&bytes)[kMaximumSize]) {
-  const ssize_t size = pread(file, bytes, sizeof bytes, 0);
-  return {bytes, static_cast<std::size_t>(std::max<ssize_t>(size, 0))};
+  std::size_t size = 0;
+  ReadAt(file, bytes, sizeof bytes, 0, &size);
+  return {bytes, size};
 }
 
 // Ten and twenty digits: words that were written only in part over older ones are words, too.
@@ -72,13 +74,6 @@ int GiveName(int file, int folder, const char* name) {
 
 }  // namespace
 
-bool IsTrustedFile(const struct stat& file, const struct stat& folder) {
-  if (!S_ISREG(file.st_mode) || file.st_nlink > 1) return false;
-  if (file.st_uid == geteuid() || file.st_uid == 0 || file.st_uid == folder.st_uid) return true;
-  const mode_t both = file.st_mode & folder.st_mode;
-  return (both & S_IWOTH) != 0 || ((both & S_IWGRP) != 0 && file.st_gid == folder.st_gid);
-}
-
 const std::string& LockHostName() {
   static const std::string name = [] {
     char text[256] = "";
@@ -107,8 +102,7 @@ HolderWords ReadHolderWords(int file) {
 }
 
 void WriteHolderWords(int file) {
-  const std::string& words = OwnHolderWords();
-  [[maybe_unused]] const ssize_t written = pwrite(file, words.data(), words.size(), 0);
+  WriteAllAt(file, OwnHolderWords(), 0);
 }
 
 int CheckHolderWords(int file) {

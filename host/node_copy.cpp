@@ -168,15 +168,13 @@ bool LeadsTo(int folder, std::string text, const struct stat& entry) {
     struct stat info;
     if (fstatat(folder, text.c_str(), &info, AT_SYMLINK_NOFOLLOW) != 0) return false;
     if (info.st_dev == entry.st_dev && info.st_ino == entry.st_ino) return true;
-    char next[PATH_MAX];
-    const ssize_t length =
-        S_ISLNK(info.st_mode) ? readlinkat(folder, text.c_str(), next, sizeof next) : -1;
-    if (length <= 0) return false;
+    std::string next;
+    if (!S_ISLNK(info.st_mode) || ReadLink(folder, text.c_str(), &next) != 0) return false;
     const std::string parent(ParentPath(text));
     own = Descriptor(openat(folder, parent.c_str(), kOpenPlace));
     if (!own) return false;
     folder = own.get();
-    text.assign(next, static_cast<std::size_t>(length));
+    text = std::move(next);
   }
   return true;
 }
@@ -203,19 +201,16 @@ int CopyOther(const Source& source, int from, const char* from_name, int to, con
               const NodeCopy& how) {
   *how.side = Side::kSource;
   if (S_ISDIR(source.info.stx_mode)) return EISDIR;
-  char text[PATH_MAX];
+  std::string text;
   const bool is_link = S_ISLNK(source.info.stx_mode);
   if (is_link) {
-    const ssize_t length = readlinkat(from, from_name, text, sizeof text);
-    if (length < 0) return errno;
-    if (length == static_cast<ssize_t>(sizeof text)) return ENAMETOOLONG;
-    text[length] = '\0';
+    if (const int error = ReadLink(from, from_name, &text)) return error;
   } else if (!how.special_files) {
     return EOPNOTSUPP;
   }
   *how.side = Side::kTarget;
   const auto make = [&](int folder, const char* name, bool is_private) {
-    return MakeOther(source, is_link ? text : nullptr, folder, name, how.owner, is_private);
+    return MakeOther(source, is_link ? text.c_str() : nullptr, folder, name, how.owner, is_private);
   };
   struct stat folder;
   if (fstat(to, &folder) != 0) return errno;

@@ -106,16 +106,6 @@ bool Exists(int folder, const char* name) {
 
 }  // namespace
 
-std::string FolderOf(const std::string& path) {
-  const std::size_t slash = path.rfind('/');
-  if (slash == std::string::npos) return ".";
-  return slash == 0 ? "/" : path.substr(0, slash);
-}
-
-std::string NameOf(const std::string& path) {
-  return path.substr(path.rfind('/') + 1);
-}
-
 int RenameWithoutReplacing(int from, const char* from_name, int to, const char* to_name) {
   if (renameat2(from, from_name, to, to_name, RENAME_NOREPLACE) == 0) return 0;
   if (errno != EINVAL && errno != ENOSYS) return errno;
@@ -146,18 +136,6 @@ std::string RandomDigits() {
   return digits;
 }
 
-int WriteAll(int descriptor, std::string_view content) {
-  while (!content.empty()) {
-    const ssize_t written = write(descriptor, content.data(), content.size());
-    if (written < 0) {
-      if (errno == EINTR) continue;
-      return errno;
-    }
-    content.remove_prefix(static_cast<std::size_t>(written));
-  }
-  return 0;
-}
-
 int FlushFolder(int folder) {
   return fsync(folder) == 0 || errno == EINVAL || errno == ENOTSUP ? 0 : errno;
 }
@@ -166,12 +144,6 @@ bool HasStagedEntries(int folder) {
   return ListFolder(folder, [](const dirent& entry) {
            return std::string_view(entry.d_name).find(kMark) != std::string_view::npos ? 1 : 0;
          }) != 0;
-}
-
-bool HasName(int entry, int folder, const char* name) {
-  struct stat own, named;
-  return fstat(entry, &own) == 0 && fstatat(folder, name, &named, AT_SYMLINK_NOFOLLOW) == 0 &&
-         own.st_dev == named.st_dev && own.st_ino == named.st_ino;
 }
 
 namespace {

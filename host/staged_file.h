@@ -17,13 +17,10 @@
 #include <string_view>
 
 #include "host/descriptor.h"
+#include "host/paths.h"
 
 namespace [[gnu::visibility("default")]] orvik {
 namespace host {
-
-// The folder that a path lies in ("." for a lone name), and its last component.
-std::string FolderOf(const std::string& path);
-std::string NameOf(const std::string& path);
 
 // Renames to a name that is free: EEXIST when it is taken, as far as the volume can check
 // in one step.
@@ -32,18 +29,12 @@ int RenameWithoutReplacing(int from, const char* from_name, int to, const char* 
 // Sixteen hexadecimal digits that nobody can guess.
 std::string RandomDigits();
 
-// Writes all of the bytes.
-int WriteAll(int descriptor, std::string_view content);
-
 // Puts the names in a folder on disk, where the volume can.
 int FlushFolder(int folder);
 
 // Whether the open folder has an entry that a killed process may have left on its way. Also true
 // when the folder cannot be read.
 bool HasStagedEntries(int folder);
-
-// Whether the open file or folder still has the name.
-bool HasName(int entry, int folder, const char* name);
 
 // Locks a new file or folder: false when another has taken it for an abandoned one meanwhile. Where
 // there are no locks nobody does.

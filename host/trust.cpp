@@ -5,6 +5,7 @@
 
 #include <cerrno>
 
+#include "host/paths.h"
 
 namespace orvik::host {
 namespace {
@@ -34,6 +35,13 @@ bool MayWriteInto(const struct stat& file, const struct stat& folder) {
          file.st_uid == folder.st_uid;
 }
 
+bool IsTrustedFile(const struct stat& file, const struct stat& folder) {
+  if (!S_ISREG(file.st_mode) || file.st_nlink > 1) return false;
+  if (file.st_uid == geteuid() || file.st_uid == 0 || file.st_uid == folder.st_uid) return true;
+  const mode_t both = file.st_mode & folder.st_mode;
+  return (both & S_IWOTH) != 0 || ((both & S_IWGRP) != 0 && file.st_gid == folder.st_gid);
+}
+
 bool MayRemoveStaged(const struct stat& staged, const struct stat& folder,
                      const struct stat* target) {
   const uid_t caller = geteuid();
@@ -56,8 +64,7 @@ int ReplaceAccess(const std::string& path) {
   // The nearest folder that exists is the one that would have to be written.
   std::string folder = path;
   for (;;) {
-    const size_t slash = folder.rfind('/');
-    folder = slash == std::string::npos ? "." : slash == 0 ? "/" : folder.substr(0, slash);
+    folder = std::string(ParentPath(folder));
     const int status = Access(folder, W_OK | X_OK);
     if (status != ENOENT || folder == "/" || folder == ".") return status;
   }

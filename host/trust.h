@@ -16,6 +16,8 @@
 //   to be written in place               can change, or if it belongs to the folder's owner; root
 //                                        replaces the name elsewhere, as the other names may lead
 //                                        anywhere
+//   a regular file of a known name, as   uses it as IsTrustedFile says
+//   a lock or its record
 //   what has just been made              is given to the folder's owner, and to its group, by the
 //                                        descriptor it was made with (make_folder.h)
 //   anything that is read                opens it only if it is a regular file (regular_file.h)
@@ -44,6 +46,12 @@ bool MayReplace(const struct stat& file, const struct stat& folder);
 
 // Whether the file may be changed where it is.
 bool MayWriteInto(const struct stat& file, const struct stat& folder);
+
+// Whether a file may be locked or written that has a known name in a folder, where others can put
+// their own: a regular file with one name, of the caller, of root or of the folder's owner. In a
+// folder that its group (or everybody) may write also one that the same group (or everybody) may
+// write.
+bool IsTrustedFile(const struct stat& file, const struct stat& folder);
 
 // Whether a file with the name of a staged one was left by the caller, or by a process for which
 // the caller may clean up. `target` is the file whose name it was to take; null when there is none.

@@ -12,6 +12,7 @@
 
 #include "host/proc.h"
 #include "host/system.h"
+#include "host/trust.h"
 #include "platform/carbon/errno_status.h"
 #include "platform/carbon/processes.h"
 #include "platform/core_foundation/cf_preferences.h"
@@ -85,9 +86,7 @@ std::string LockRecord::FindObstacle() {
   if (!place) return {};
   // A device or a pipe notices that it is opened.
   struct stat present;
-  if (fstatat(place.folder.get(), place.name.c_str(), &present, AT_SYMLINK_NOFOLLOW) != 0) {
-    return {};
-  }
+  if (host::StatEntry(place, &present) != 0) return {};
   if (!host::IsTrustedFile(present, place.folder_attributes)) return path();
   examined_ = host::IdentityOf(present);
   return {};

@@ -43,12 +43,12 @@ void AddKernelHolder(const std::string& folder, SharedLockRecord* record) {
 
 void AddKernelHolders(const CAtlString& domain, SharedLockRecord* record) {
   using State = SharedLockRecord::State;
-  const std::string of_record = host::FolderOf(record->file);
+  const std::string of_record = std::string(host::ParentPath(record->file));
   const EffectiveDomain effective(kSharedScope, domain);
   if (!effective.usable()) {
     return;
   }
-  AddKernelHolder(host::FolderOf(FileOfDomain(effective)), record);
+  AddKernelHolder(std::string(host::ParentPath(FileOfDomain(effective))), record);
   if (record->state != State::kHeld && record->state != State::kRefused) {
     AddKernelHolder(of_record, record);
   }

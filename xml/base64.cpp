@@ -25,11 +25,7 @@ bool FitsString(std::string_view head, std::uint64_t count) {
 // 0 when the file cannot be read.
 std::uint64_t ReadableSize(const COrvikFilePath& path) {
   const CFile file(CFileManipulator::OpenFile(path, "rb"));
-  struct stat record;
-  if (file == nullptr || fstat(fileno(file.get()), &record) != 0 || !S_ISREG(record.st_mode)) {
-    return 0;
-  }
-  return static_cast<std::uint64_t>(record.st_size);
+  return file == nullptr ? 0 : host::SizeOfRegular(fileno(file.get())).value_or(0);
 }
 
 // The groups of a text, whose number is that of its whole length even when a leading "+ " is

@@ -76,17 +76,6 @@ int StatFlags(Leaf leaf) {
   return AT_NO_AUTOMOUNT | (leaf == Leaf::kKeep ? AT_SYMLINK_NOFOLLOW : 0);
 }
 
-// The path the kernel knows for an open descriptor; nothing when it has none.
-std::optional<std::string> PathOfDescriptor(int descriptor) {
-  char buffer[PATH_MAX];
-  const std::string link = "/proc/self/fd/" + std::to_string(descriptor);
-  const ssize_t length = readlink(link.c_str(), buffer, sizeof buffer);
-  if (length <= 0 || length >= static_cast<ssize_t>(sizeof buffer) || buffer[0] != '/') {
-    return std::nullopt;
-  }
-  return std::string(buffer, static_cast<std::size_t>(length));
-}
-
 // An overlay gives a file another birth time when it is first written to.
 bool BirthIsStable(const FSRef& ref, const std::string& path) {
   thread_local std::uint64_t known_device = 0;
@@ -196,7 +185,7 @@ int MakeReference(std::string_view given, Leaf leaf, FSRef* ref, struct statx* o
       renamed = S_ISLNK(unfollowed.stx_mode);
     }
     if (renamed) {
-      std::optional<std::string> own = PathOfDescriptor(descriptor);
+      std::optional<std::string> own = host::PathOf(descriptor);
       if (!own) return ENAMETOOLONG;
       path = std::move(*own);
     }
@@ -219,7 +208,7 @@ int LocateReference(const FSRef& ref, std::string* path, struct statx* out) {
     struct statx anchored {};
     const int descriptor = ref.anchor->descriptor();
     if (StatDescriptor(descriptor, &anchored) != 0 || anchored.stx_nlink == 0) return ENOENT;
-    if (std::optional<std::string> moved = PathOfDescriptor(descriptor)) {
+    if (std::optional<std::string> moved = host::PathOf(descriptor)) {
       if (StatPath(*moved, Leaf::kKeep, info) == 0 && info->stx_ino == anchored.stx_ino &&
           DeviceOf(*info) == DeviceOf(anchored)) {
         *path = std::move(*moved);

@@ -28,7 +28,8 @@ Program ProgramIn(const std::string& path, const struct statx& info) {
                : Program::kNone;
   }
   char start[4] = {};
-  const ssize_t length = pread(file.get(), start, sizeof start, 0);
+  std::size_t length = 0;
+  host::ReadAt(file.get(), start, sizeof start, 0, &length);
   if (length == 4 && std::memcmp(start, "\177ELF", 4) == 0) return Program::kNative;
   return length >= 2 && start[0] == '#' && start[1] == '!' ? Program::kScript : Program::kNone;
 }

@@ -37,15 +37,7 @@ int OpenFork::Size(SInt64* size) const {
 
 int OpenFork::Read(SInt64 position_in_fork, unsigned long count, char* buffer,
                    unsigned long* done) const {
-  *done = 0;
-  while (*done < count) {
-    const ssize_t got = pread(file_.get(), buffer + *done, count - *done,
-                              position_in_fork + static_cast<SInt64>(*done));
-    if (got == 0) break;
-    if (got < 0 && errno != EINTR) return errno;
-    *done += static_cast<unsigned long>(std::max<ssize_t>(got, 0));
-  }
-  return 0;
+  return host::ReadAt(file_.get(), buffer, count, position_in_fork, done);
 }
 
 int OpenFork::Write(SInt64 position_in_fork, unsigned long count, const char* buffer,
@@ -53,13 +45,7 @@ int OpenFork::Write(SInt64 position_in_fork, unsigned long count, const char* bu
   *done = 0;
   if (!may_write_) return EBADF;
   if (count > static_cast<UInt64>(kLargestFork - position_in_fork)) return EFBIG;
-  while (*done < count) {
-    const ssize_t written = pwrite(file_.get(), buffer + *done, count - *done,
-                                   position_in_fork + static_cast<SInt64>(*done));
-    if (written < 0 && errno != EINTR) return errno;
-    *done += static_cast<unsigned long>(std::max<ssize_t>(written, 0));
-  }
-  return 0;
+  return host::WriteAllAt(file_.get(), {buffer, count}, position_in_fork, done);
 }
 
 FSIORefNum RegisterFork(std::shared_ptr<OpenFork> fork) {

@@ -46,10 +46,9 @@ std::string BaseName(std::string_view path) {
 }
 
 std::string NameOf(pid_t pid) {
-  char program[PATH_MAX];
-  const ssize_t length = readlink(ProcFile(pid, "exe").c_str(), program, sizeof program);
-  if (length > 0) {
-    std::string_view path(program, static_cast<std::size_t>(length));
+  std::string program;
+  if (host::ReadLink(AT_FDCWD, ProcFile(pid, "exe").c_str(), &program) == 0) {
+    std::string_view path = program;
     constexpr std::string_view kReplaced = " (deleted)";
     if (path.ends_with(kReplaced)) path.remove_suffix(kReplaced.size());
     return BaseName(path);

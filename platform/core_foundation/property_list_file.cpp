@@ -86,12 +86,12 @@ int PropertyListFile::Lock(Folder folder, int milliseconds) {
 void PropertyListFile::FindForChange(Folder folder) {
   // The folder itself leads no further, as a link under the file's name would.
   const bool follows = saving_ == Saving::kWhole || path_.empty();
-  const std::string path = follows ? path_ : host::FolderOf(path_) + "/.";
+  const std::string path = follows ? path_ : std::string(host::ParentPath(path_)) + "/.";
   place_ = folder == Folder::kMake ? host::MakePlace(path)
                                    : host::FindPlace(path, host::Links::kTrusted);
   has_place_ = place_.error != ENOENT;
   if (follows) return;
-  place_.name = host::NameOf(path_);
+  place_.name = std::string(host::LeafName(path_));
   place_.path = path_;
 }
 
