@@ -58,7 +58,7 @@ TEST_F(ApplyTest, AppliesScripts) {
       {"set K n {\"a\": [1, null]}\n", 1, "a property list cannot hold null: \"a/1\""},
       {"set K n {\"a\": {\"$date\": \"?\"}}\n", 1, "\"$date\" is malformed: not a date"},
       {"set K n {\"a\": 1, \"b\": {\"c\": 1, \"c\": 2}}\n", 1,
-       "line 1, column 32 (byte 31): the name \"c\" is there twice: \"b\""},
+       "line 1, column 32 (byte 31): duplicate name \"c\": \"b\""},
       {"set --keep-type Software/Vendor/App Count \"43\"\n", 6,
        "line 1 (\"set --keep-type Software/Vendor/App Count \"43\"\"): the value has another type"},
       {"add-element Software/Vendor/App Count 1\n", 6, "the value is not an array"},

@@ -629,6 +629,36 @@ TEST_F(OrvikPrefsTest, SaysThatAHolderIsNotKnown) {
   EXPECT_EQ(out_, "not known\n");
 }
 
+// The main thread of a process may have as little stack as the C library gives any thread.
+TEST_F(OrvikPrefsTest, TheDeepestTreesNeedLittleStack) {
+  constexpr int kDepth = 508, kWrappers = 500;
+  std::string tree, close, wrapped, close_wrapped;
+  for (int i = 0; i < kDepth; ++i) (tree += R"({"a":)", close += '}');
+  for (int i = 0; i < kWrappers; ++i) {
+    (wrapped += R"({"$dictionary":{"$date":)", close_wrapped += "}}");
+  }
+  const fs::path other = env_.folder() / "other", script = env_.folder() / "script";
+  WriteFile(given_, tree + "1" + close);
+  WriteFile(other, wrapped + R"({"x":1})" + close_wrapped);
+  WriteFile(script, "replace \"\" " + tree + "2" + close + "\n");
+  const auto run = [&](const std::string& line) {
+    const CommandResult result =
+        RunCommand({"sh", "-c", "ulimit -s 256; exec timeout 60 " + program_ + " " + line});
+    EXPECT_EQ(result.status, 0) << line << result.err;
+    return result.out;
+  };
+  run("import " + given_);
+  for (const char* const line : {"get ''", "tree", "find a", "--json tree"}) {
+    EXPECT_NE(run(line), "") << line;
+  }
+  EXPECT_EQ(run("diff " + given_), "");
+  EXPECT_NE(run("apply " + script.string()), "");
+  EXPECT_NE(run("diff " + given_), "");
+  run("import --replace " + other.string());
+  EXPECT_EQ(run("--json export -o " + given_), "");
+  EXPECT_EQ(run("diff " + given_), "");
+}
+
 // Runs "watch" in a folder that does not exist yet, and changes values once it is ready.
 TEST_F(OrvikPrefsTest, WatchesAFolderThatDoesNotExistYet) {
   static constexpr char kScript[] = R"(

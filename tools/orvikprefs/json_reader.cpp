@@ -2,7 +2,7 @@
 #include <charconv>
 #include <cmath>
 #include <cstdint>
-#include <memory>
+#include <vector>
 
 #include "platform/core_foundation/array.h"
 #include "platform/core_foundation/dictionary.h"
@@ -24,31 +24,41 @@ using String = CAutoCFRelease<CFStringRef>;
 constexpr std::string_view kByteOrderMark = "\xEF\xBB\xBF";
 constexpr std::string_view kEscapeUtf8 = "\xEF\xB7\x90";  // U+FDD0
 // A dictionary in a wrapper is two objects of JSON.
-constexpr int kMaximumNesting = 2 * kPropertyListMaximumDepth + 2;
+constexpr std::size_t kMaximumNesting = 2 * kPropertyListMaximumDepth + 2;
 
 // RFC 8259, straight into property lists.
 class Reader {
  public:
   explicit Reader(std::string_view text, std::size_t at) : text_(text), at_(at) {}
 
+  // Containers that are open stand on a stack of their own, not on the thread's.
   Value ReadValue() {
-    SkipBlanks();
-    if (at_ == text_.size()) return Fail("the text ends where a value is expected");
-    switch (text_[at_]) {
-      case '{':
-        return Interpret(ReadObject());
-      case '[':
-        return ReadArray();
-      case '"':
-        return Value(ReadString().Detach());
-      case 't':
-        return ReadWord("true", kCFBooleanTrue);
-      case 'f':
-        return ReadWord("false", kCFBooleanFalse);
-      case 'n':
-        return ReadWord("null", nullptr);
-      default:
-        return ReadNumber();
+    for (;;) {
+      SkipBlanks();
+      const char first = at_ < text_.size() ? text_[at_] : '\0';
+      Value value;
+      if (first == '{' || first == '[') {
+        if (!Open(first)) return Value();
+        if (!Accept(first == '{' ? '}' : ']')) {
+          if (first == '{' && !ReadName()) return Value();
+          continue;
+        }
+        value = Close();
+      } else {
+        value = ReadLeaf();
+      }
+      // The value may end the container that it is in, which may end the one around it.
+      for (;;) {
+        if (!value || open_.empty()) return value;
+        AddToContainer(value);
+        if (Accept(',')) break;
+        if (!Accept(open_.back().is_array ? ']' : '}')) {
+          return Fail(open_.back().is_array ? "\",\" or \"]\" is expected"
+                                            : "\",\" or \"}\" is expected");
+        }
+        value = Close();
+      }
+      if (!open_.back().is_array && !ReadName()) return Value();
     }
   }
 
@@ -69,26 +79,22 @@ class Reader {
   }
   Value Fail(const std::string& reason) { return Fail(reason, at_); }
 
-  // Of what is JSON and no property list, also the way to it is named.
+  // Fails on JSON that is not a property list: names the way to it, too.
   Value Refuse(const std::string& reason, std::size_t at) {
-    is_refused_ = is_refused_ || reason_.empty();
-    return Fail(reason, at);
+    return Refuse(reason, at, open_.size());
   }
 
   std::size_t at() const { return at_; }
   bool is_deep() const { return deepest_ > kPropertyListMaximumDepth; }
   TextError error() const {
-    const bool has_way = is_refused_ && !way_.empty();
-    return ErrorAt(text_, failed_at_, has_way ? reason_ + ": " + Quoted(way_) : reason_);
+    return ErrorAt(text_, failed_at_, way_.empty() ? reason_ : reason_ + ": " + Quoted(way_));
   }
 
  private:
-  // The members of an object. Whether it is a wrapper, and what one in it that is named
-  // "$dictionary" means, is only known when all around it has been read.
+  // The members of an object.
   struct Object {
-    CAutoCFRelease<CFMutableDictionaryRef> members;  // null after a failure
-    std::unique_ptr<Object> inner;  // the member "$dictionary" that has a wrapper's form
-    std::string only_name;          // of the first member
+    CAutoCFRelease<CFMutableDictionaryRef> members;
+    std::string only_name;  // of the first member
     std::size_t begin = 0;
 
     bool IsWrapper() const {
@@ -96,15 +102,71 @@ class Reader {
     }
   };
 
-  bool Enter() {
-    deepest_ = std::max(deepest_, ++depth_);
-    if (depth_ <= kMaximumNesting) return true;
-    Refuse("nested too deeply", at_);
-    return false;
+  struct Container {
+    bool is_array = false;
+    CAutoCFRelease<CFMutableArrayRef> array;
+    Object object;
+    String name;         // of the member that is read
+    bool wraps = false;  // whether that name is "$dictionary"
+    // Whether an object is a wrapper, and what one in it that is named "$dictionary" means, is only
+    // known when everything around it has been read. Until then the objects of such a chain are
+    // kept here, the innermost first.
+    std::vector<Object> inner;
+  };
+
+  bool Open(char bracket) {
+    deepest_ = std::max(deepest_, static_cast<int>(open_.size()) + 1);
+    if (open_.size() == kMaximumNesting) {
+      Refuse("nested too deeply", at_);
+      return false;
+    }
+    Container container;
+    container.is_array = bracket == '[';
+    container.object.begin = at_++;
+    if (container.is_array) {
+      container.array.Attach(CFArrayCreateMutable(kCFAllocatorDefault, 0, &kCFTypeArrayCallBacks));
+    } else {
+      container.object.members.Attach(CFDictionaryCreateMutable(kCFAllocatorDefault, 0,
+                                                                &kCFTypeDictionaryKeyCallBacks,
+                                                                &kCFTypeDictionaryValueCallBacks));
+    }
+    open_.push_back(std::move(container));
+    return true;
   }
 
-  // Out of a container, after a failure inside it.
-  void Leave(const std::string& step) { way_ = way_.empty() ? step : step + "/" + way_; }
+  void AddToContainer(const Value& value) {
+    const Container& container = open_.back();
+    if (container.is_array) {
+      CFArrayAppendValue(container.array, value);
+    } else {
+      CFDictionarySetValue(container.object.members, container.name, value);
+    }
+  }
+
+  // The value of the innermost container, which is complete.
+  Value Close() {
+    Container closed = std::move(open_.back());
+    open_.pop_back();
+    if (closed.is_array) return Value(closed.array.Detach());
+    const bool is_kept = !open_.empty() && open_.back().wraps && closed.object.IsWrapper();
+    if (!is_kept) return Interpret(std::move(closed.object), std::move(closed.inner));
+    Value members = Value::Retaining(closed.object.members.Get());
+    open_.back().inner = std::move(closed.inner);
+    open_.back().inner.push_back(std::move(closed.object));
+    return members;
+  }
+
+  // As the public one, with the way to the container at this depth.
+  Value Refuse(const std::string& reason, std::size_t at, std::size_t depth) {
+    if (reason_.empty()) {
+      for (std::size_t i = 0; i < depth; ++i) {
+        const Container& above = open_[i];
+        if (i > 0) way_ += '/';
+        way_ += above.is_array ? std::to_string(CFArrayGetCount(above.array)) : ToUtf8(above.name);
+      }
+    }
+    return Fail(reason, at);
+  }
 
   // Past the character, after blanks.
   bool Accept(char expected) {
@@ -121,94 +183,65 @@ class Reader {
     return Value::Retaining(value);
   }
 
-  Value ReadArray() {
-    if (!Enter()) return Value();
-    ++at_;
-    CAutoCFRelease<CFMutableArrayRef> array(
-        CFArrayCreateMutable(kCFAllocatorDefault, 0, &kCFTypeArrayCallBacks));
-    if (!Accept(']')) {
-      do {
-        const Value element = ReadValue();
-        if (!element) {
-          Leave(std::to_string(CFArrayGetCount(array)));
-          return Value();
-        }
-        CFArrayAppendValue(array, element);
-      } while (Accept(','));
-      if (!Accept(']')) return Fail("\",\" or \"]\" is expected");
+  Value ReadLeaf() {
+    if (at_ == text_.size()) return Fail("the text ends where a value is expected");
+    switch (text_[at_]) {
+      case '"':
+        return Value(ReadString().Detach());
+      case 't':
+        return ReadWord("true", kCFBooleanTrue);
+      case 'f':
+        return ReadWord("false", kCFBooleanFalse);
+      case 'n':
+        return ReadWord("null", nullptr);
+      default:
+        return ReadNumber();
     }
-    --depth_;
-    return Value(array.Detach());
   }
 
-  Object ReadObject() {
-    Object object;
-    object.begin = at_;
-    if (!Enter()) return object;
-    ++at_;
-    CAutoCFRelease<CFMutableDictionaryRef> members(CFDictionaryCreateMutable(
-        kCFAllocatorDefault, 0, &kCFTypeDictionaryKeyCallBacks, &kCFTypeDictionaryValueCallBacks));
-    if (!Accept('}')) {
-      do {
-        if (!ReadMember(members, object)) return object;
-      } while (Accept(','));
-      if (!Accept('}')) {
-        Fail("\",\" or \"}\" is expected");
-        return object;
-      }
-    }
-    --depth_;
-    object.members = std::move(members);
-    return object;
-  }
-
-  bool ReadMember(CFMutableDictionaryRef members, Object& object) {
+  // The name of the next member, and the colon.
+  bool ReadName() {
+    Container& container = open_.back();
+    Object& object = container.object;
     SkipBlanks();
     if (at_ == text_.size() || text_[at_] != '"') {
       Fail("a name in double quotes is expected");
       return false;
     }
     const std::size_t begin = at_;
-    const String name = ReadString();
+    String name = ReadString();
     if (!name) return false;
-    if (CFDictionaryGetValue(members, name) != nullptr) {
-      Refuse("the name " + Quoted(ToUtf8(name)) + " is there twice", begin);
+    if (CFDictionaryGetValue(object.members, name) != nullptr) {
+      Refuse("duplicate name " + Quoted(ToUtf8(name)), begin, open_.size() - 1);
       return false;
     }
     if (!Accept(':')) {
       Fail("\":\" is expected");
       return false;
     }
-    SkipBlanks();
-    const bool first = CFDictionaryGetCount(members) == 0;
-    const bool wraps = last_string_ == kDictionaryWrapper;
-    if (first) object.only_name = last_string_;
-    if (wraps) object.inner.reset();
-    Value value;
-    if (wraps && at_ < text_.size() && text_[at_] == '{') {
-      auto inner = std::make_unique<Object>(ReadObject());
-      if (inner->members && inner->IsWrapper()) {
-        value = Value::Retaining(inner->members.Get());
-        object.inner = std::move(inner);
-      } else {
-        value = Interpret(std::move(*inner));
-      }
-    } else {
-      value = ReadValue();
-    }
-    if (!value) {
-      Leave(ToUtf8(name));
-      return false;
-    }
-    CFDictionarySetValue(members, name, value);
+    if (CFDictionaryGetCount(object.members) == 0) object.only_name = last_string_;
+    container.wraps = last_string_ == kDictionaryWrapper;
+    container.name = std::move(name);
     return true;
   }
 
-  // The meaning of an object to which nothing around it gives another one.
-  Value Interpret(Object object) {
-    if (!object.members) return Value();
-    if (!object.IsWrapper()) return AsDictionary(std::move(object));
-    if (object.inner) return AsDictionary(std::move(*object.inner));
+  // The meaning of an object to which nothing around it gives another one. Along the chain of inner
+  // objects (the innermost first), a wrapper is followed by the dictionary that it holds.
+  Value Interpret(Object object, std::vector<Object> inner) {
+    std::size_t wrappers_at = object.IsWrapper() ? 0 : 1;  // whether even or odd links are wrappers
+    inner.push_back(std::move(object));
+    wrappers_at = (inner.size() - 1 + wrappers_at) % 2;
+    Value value = wrappers_at == 0 ? Unwrapped(inner[0]) : Value::Retaining(inner[0].members.Get());
+    for (std::size_t i = 1; i < inner.size() && value; ++i) {
+      if (i % 2 == wrappers_at) continue;  // its value is the dictionary inside
+      CFDictionarySetValue(inner[i].members, CFSTR(u"$dictionary"), value);
+      value = Value::Retaining(inner[i].members.Get());
+    }
+    return value;
+  }
+
+  // The value of a wrapper whose content is not a wrapper.
+  Value Unwrapped(const Object& object) {
     const String name(CFStringCreateWithCString(kCFAllocatorDefault, object.only_name.c_str(),
                                                 kCFStringEncodingUTF8));
     const CFTypeRef content = CFDictionaryGetValue(object.members, name);
@@ -229,16 +262,6 @@ class Reader {
     const std::string why = other_real ? "not \"nan\", \"inf\" or \"-inf\"" : WhyNot(type, text);
     return value ? std::move(value)
                  : Refuse("\"" + object.only_name + "\" is malformed: " + why, object.begin);
-  }
-
-  // With every member that was kept open given its meaning.
-  Value AsDictionary(Object object) {
-    if (object.inner) {
-      const Value value = Interpret(std::move(*object.inner));
-      if (!value) return Value();
-      CFDictionarySetValue(object.members, CFSTR(u"$dictionary"), value);
-    }
-    return Value(object.members.Detach());
   }
 
   Value ReadNumber() {
@@ -352,11 +375,10 @@ class Reader {
 
   std::string_view text_;
   std::size_t at_;
-  int depth_ = 0;
+  std::vector<Container> open_;  // the innermost last
   int deepest_ = 0;
   std::string last_string_;
   std::string way_;  // names and indices that lead to what failed
-  bool is_refused_ = false;
   std::string reason_;
   std::size_t failed_at_ = 0;
 };

@@ -192,7 +192,35 @@ class TreeWriter {
  public:
   explicit TreeWriter(JsonWriter& writer) : writer_(writer) {}
 
-  void Write(CFPropertyListRef value) {
+  // Containers that are open stand on a stack of their own, not on the thread's.
+  void Write(CFPropertyListRef root) {
+    WriteValue(root);
+    while (!open_.empty()) {
+      Container& container = open_.back();
+      if (container.next == container.count) {
+        Close(container);
+        open_.pop_back();
+      } else if (container.array != nullptr) {
+        WriteValue(CFArrayGetValueAtIndex(container.array, static_cast<CFIndex>(container.next++)));
+      } else {
+        const Entry entry = container.entries[container.next++];
+        writer_.Name(Text(entry.name));
+        WriteValue(entry.value);
+      }
+    }
+  }
+
+ private:
+  struct Container {
+    CFArrayRef array;  // null: a dictionary
+    std::vector<Entry> entries;
+    bool is_wrapped;
+    std::size_t count;
+    std::size_t next = 0;
+  };
+
+  // Writes a leaf, or begins a container.
+  void WriteValue(CFPropertyListRef value) {
     const CFTypeID type = CFGetTypeID(value);
     if (type == CFStringGetTypeID()) {
       writer_.Text(Text(static_cast<CFStringRef>(value)));
@@ -205,13 +233,28 @@ class TreeWriter {
     } else if (type == CFDateGetTypeID()) {
       WriteWrapped(writer_, kDateWrapper, DateText(static_cast<CFDateRef>(value)));
     } else if (type == CFArrayGetTypeID()) {
-      WriteArray(static_cast<CFArrayRef>(value));
+      const CFArrayRef array = static_cast<CFArrayRef>(value);
+      writer_.BeginArray();
+      open_.push_back({array, {}, false, static_cast<std::size_t>(CFArrayGetCount(array))});
     } else {
-      WriteDictionary(static_cast<CFDictionaryRef>(value));
+      std::vector<Entry> entries = SortedEntries(static_cast<CFDictionaryRef>(value));
+      const bool is_wrapped = entries.size() == 1 && IsWrapperName(Text(entries[0].name));
+      if (is_wrapped) writer_.BeginObject().Name(kDictionaryWrapper);
+      writer_.BeginObject();
+      const std::size_t count = entries.size();
+      open_.push_back({nullptr, std::move(entries), is_wrapped, count});
     }
   }
 
- private:
+  void Close(const Container& container) {
+    if (container.array != nullptr) {
+      writer_.EndArray();
+    } else {
+      writer_.EndObject();
+    }
+    if (container.is_wrapped) writer_.EndObject();
+  }
+
   // Valid up to the next call.
   const std::string& Text(CFStringRef string) {
     text_.resize(static_cast<std::size_t>(CFStringGetLength(string)));
@@ -219,26 +262,8 @@ class TreeWriter {
     return text_;
   }
 
-  void WriteArray(CFArrayRef array) {
-    writer_.BeginArray();
-    for (CFIndex i = 0; i < CFArrayGetCount(array); ++i) Write(CFArrayGetValueAtIndex(array, i));
-    writer_.EndArray();
-  }
-
-  void WriteDictionary(CFDictionaryRef dictionary) {
-    const std::vector<Entry> entries = SortedEntries(dictionary);
-    const bool wrapped = entries.size() == 1 && IsWrapperName(Text(entries[0].name));
-    if (wrapped) writer_.BeginObject().Name(kDictionaryWrapper);
-    writer_.BeginObject();
-    for (const Entry& entry : entries) {
-      writer_.Name(Text(entry.name));
-      Write(entry.value);
-    }
-    writer_.EndObject();
-    if (wrapped) writer_.EndObject();
-  }
-
   JsonWriter& writer_;
+  std::vector<Container> open_;
   std::string text_;
 };
 
