@@ -1,6 +1,8 @@
 #include "prefs/transaction.h"
 
 #include <algorithm>
+#include <filesystem>
+#include <system_error>
 #include <utility>
 
 #include "platform/core_foundation/property_list.h"
@@ -133,6 +135,17 @@ PrefStatus Transaction::Commit(IfDamaged if_damaged, TransactionResult* result) 
   const EffectiveDomain effective(scope_, domain_);
   if (PrefStatus status = CheckAddress(effective); !status.ok()) {
     return status;
+  }
+  // Without a file a failing condition must not leave the folder and the lock of a new one behind.
+  // The steps run again under the lock: another process may make the file meanwhile.
+  std::error_code unknown;
+  if (MayCreate() && !std::filesystem::exists(FileOfDomain(effective), unknown) && !unknown) {
+    FileDomainStore missing(effective, domain_, StorePurpose::kRehearse);
+    if (missing.status().error == PrefError::kNotFound) {
+      if (PrefStatus status = TransactionRunner(missing).Run(steps_); !status.ok()) {
+        return status;
+      }
+    }
   }
   FileDomainStore store(effective, domain_,
                         MayCreate() ? StorePurpose::kCreate : StorePurpose::kChange, wait_);

@@ -104,6 +104,7 @@ class Transaction {
   // The key (the domain for an empty path) holds exactly these entries; null: it does not exist.
   void RequireKeyEqual(const KeyPath& key_path, CFDictionaryRef entries);
   // The condition says yes to the value or key that is there; it is asked with null for none.
+  // Commit may ask twice: for a domain without a file also before it takes the lock.
   using Condition = std::function<bool(CFTypeRef present)>;
   void RequireThat(const KeyPath& key_path, CAtlString name, Condition condition);
 

@@ -292,6 +292,9 @@ TEST_F(TransactionTest, SetIfEqualAndIfAbsent) {
   const auto one = PlatformNumber(1), two = PlatformNumber(2);
   EXPECT_EQ(SetPreferenceIfEqual(0, u"K", u"n", one, two, kDomain).error,
             PrefError::kConditionNotMet);
+  // On a fresh machine the failure leaves neither folders nor a lock behind.
+  EXPECT_FALSE(fs::exists(env_.system_root() / "Users"));
+  EXPECT_FALSE(fs::exists(env_.home() / "Library"));
   EXPECT_TRUE(SetPreferenceIfAbsent(0, u"K", u"n", one, kDomain).ok());
   EXPECT_EQ(SetPreferenceIfAbsent(0, u"K", u"n", two, kDomain).error, PrefError::kConditionNotMet);
   EXPECT_TRUE(SetPreferenceIfEqual(0, u"K", u"n", one, two, kDomain).ok());

@@ -10,6 +10,7 @@
 #include "platform/core_foundation/data.h"
 #include "platform/core_foundation/date.h"
 #include "platform/core_foundation/number.h"
+#include "platform/core_foundation/property_list_equality.h"
 #include "platform/core_foundation/property_list_escape.h"
 #include "prefs/preferences.h"
 #include "text/byte_encodings.h"
@@ -366,6 +367,9 @@ void UpdateArray(Transaction& transaction, const KeyPath& key, const CAtlString&
   transaction.RequireThat(key, name, [filled, make = std::move(make)](CFTypeRef present) {
     const Value made = make(present);
     const auto array = static_cast<CFArrayRef>(made.Get());
+    // Asked again under the lock. Another answer than before means that another process has made
+    // the file in between; the array of the next step cannot follow it.
+    if (CFArrayGetCount(*filled) > 0) return made && IsSameValue(made, filled->Get());
     for (CFIndex i = 0; made && i < CFArrayGetCount(array); ++i) {
       CFArrayAppendValue(*filled, CFArrayGetValueAtIndex(array, i));
     }
