@@ -219,6 +219,25 @@ class AnsibleTest(unittest.TestCase):
         self.output = run.stdout + run.stderr
         self.assertEqual(run.returncode, 0, self.output)
 
+    @unittest.skipUnless(os.geteuid() == 0 and shutil.which("su"), "needs root and su")
+    def test_become(self):
+        self.folder.chmod(0o755)
+        if subprocess.run(["su", "nobody", "-s", "/bin/sh", "-c", f"{PROGRAMS}/orvikprefs --version"],
+                          capture_output=True, check=False).returncode != 0:
+            self.skipTest("nobody may not run the program")
+        root = self.folder / "first"
+        shutil.chown(root, "nobody")
+        self.environment.update(ANSIBLE_PIPELINING="1", ANSIBLE_BECOME_METHOD="su",
+                                ANSIBLE_BECOME_FLAGS="-s /bin/sh")
+        become = ["--become", "--become-user", "nobody", "--limit", "first"]
+        task = {"key": "K", "name": "n", "value": 1}
+        for changed in (True, False):
+            result, = self.play(task, options=become)["first"]
+            self.assertFalse(result["failed"], self.output)
+            self.assertEqual(result["changed"], changed)
+        self.assertEqual((root / FILE).owner(), "nobody")
+        self.assertEqual(self.values("first"), {"K": {"n": 1}})
+
     def test_types_of_yaml_are_kept(self):
         playbook = """
 - hosts: all
