@@ -1,12 +1,13 @@
 #!/usr/bin/env bash
-# Installs what is missing, builds the tool and runs it once as an installer would, into a folder of
-# its own (the first argument, default build/quickstart); then shows the log and what was recorded.
+# Installs what is missing, builds the tool (without optimisation, which takes longer) and runs it
+# once as an installer would, into a folder of its own (the first argument, default
+# build/quickstart); then shows the log and what was recorded.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 . scripts/dependencies.sh
 install_dependencies build
-cmake --preset release
-cmake --build --preset release --target postflight
+cmake --preset quick
+cmake --build --preset quick --target postflight
 
 folder=${1:-$PWD/build/quickstart}
 mkdir -p "$folder/root/Library/Receipts" "$folder/home"
@@ -16,7 +17,7 @@ echo
 echo "== The tool's log"
 status=0
 ORVIK_SYSTEM_ROOT="$folder/root" HOME="$folder/home" ORVIK_LOG_STDERR=1 \
-  build/release/bin/postflight \
+  build/quick/bin/postflight \
   -pathToPkg /Volumes/Installer/Pagewell.pkg \
   -pathToDest "/Applications/ORVIK Pagewell" \
   -mountPointOfDest /Volumes/Data \
