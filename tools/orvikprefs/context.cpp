@@ -11,7 +11,6 @@
 
 #include "prefs/reporting.h"
 #include "tools/orvikprefs/grammar.h"
-#include "tools/orvikprefs/lock.h"
 #include "tools/orvikprefs/text.h"
 
 namespace orvik::prefstool {

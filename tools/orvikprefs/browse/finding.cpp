@@ -6,8 +6,8 @@
 #include "prefs/reporting.h"
 #include "prefs/scope.h"
 #include "tools/orvikprefs/browse/tree.h"
+#include "tools/orvikprefs/context.h"
 #include "tools/orvikprefs/files.h"
-#include "tools/orvikprefs/lock.h"
 #include "tools/orvikprefs/text.h"
 
 namespace orvik::prefstool::browse {

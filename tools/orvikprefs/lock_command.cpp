@@ -1,5 +1,3 @@
-#include "tools/orvikprefs/lock.h"
-
 #include <cerrno>
 #include <ctime>
 #include <optional>
