@@ -3,6 +3,10 @@
 // Besides the code pages of code_page_table.cpp these are known: UTF-8 (65001), UTF-16 (1200 and
 // 1201, big-endian) and UTF-32 (12000 and 12001, big-endian). Results are empty for a code page
 // that is not known, and for nothing else unless said so.
+//
+// Each thread opens a converter of the Unicode library once for each code page, which takes longer
+// than most conversions, and keeps it. The Unicode forms, ASCII, ISO 8859-1 and Mac OS Roman need
+// none. Too little memory throws std::bad_alloc.
 #pragma once
 
 #include <cstddef>
@@ -16,11 +20,12 @@ namespace [[gnu::visibility("default")]] orvik {
 using CodePage = std::uint32_t;
 inline constexpr CodePage kMacRomanCodePage = 10000;
 inline constexpr CodePage kAsciiCodePage = 20127;
+inline constexpr CodePage kLatin1CodePage = 28591;
 inline constexpr CodePage kUtf8CodePage = 65001;
 
 bool IsKnownCodePage(CodePage page);
 
-// What a code page made of some text.
+// The result of an encoding.
 struct EncodedLength {
   size_t units = 0;  // taken from the text, whole characters
   size_t bytes = 0;  // produced
@@ -32,7 +37,7 @@ struct EncodedLength {
 std::optional<EncodedLength> EncodeText(CodePage page, std::u16string_view text, char loss_byte,
                                         char* target, size_t room);
 
-// The text that the bytes hold; empty also when they are no text of the code page.
+// Decodes all of the bytes; empty also when the code page cannot have written them.
 std::optional<std::u16string> DecodeText(CodePage page, std::string_view bytes);
 
 // Mac OS Roman, the 8-bit encoding of the platform: the mapping of 1999, with the euro sign at

@@ -32,7 +32,7 @@ constexpr ByteCorrection kEbcdic875[] = {{0xDC, 0x1A}, {0xE1, 0x1A}, {0xEC, 0x1A
                                          {0xED, 0x1A}, {0xFC, 0x1A}, {0xFD, 0x1A}};
 constexpr ByteCorrection kEbcdic1026[] = {{0x9A, 0xAA}};
 
-// What Windows numbers and the library can carry out.
+// The code pages that have a number of Windows and a converter of the library.
 constexpr CodePageEntry kEntries[] = {
     {37, "ibm-37", {}},
     {437, "ibm-437", kMicroSign},
@@ -255,12 +255,27 @@ std::unique_ptr<SingleByteTable> TableOf(UConverter* converter, const CodePageEn
   return std::make_unique<SingleByteTable>(units);
 }
 
+// The table of a code page that needs no converter of the library; null for all others.
+std::unique_ptr<SingleByteTable> OwnTableOf(CodePage page) {
+  std::array<char16_t, 256> units;
+  for (size_t i = 0; i < units.size(); ++i) {
+    const auto byte = static_cast<unsigned char>(i);
+    units[i] = page == kMacRomanCodePage                ? UnitOfMacRoman(byte)
+               : page == kAsciiCodePage && byte >= 0x80 ? kNoUnit
+                                                        : char16_t{byte};
+  }
+  const bool is_own =
+      page == kMacRomanCodePage || page == kAsciiCodePage || page == kLatin1CodePage;
+  return is_own ? std::make_unique<SingleByteTable>(units) : nullptr;
+}
+
 // Converters hold state, so each thread has its own; opening one is slow. Null when there is none.
 const Converter* ConverterOf(const CodePageEntry& entry) {
   thread_local std::unordered_map<CodePage, Converter> open;
   const auto [place, is_new] = open.try_emplace(entry.page);
   Converter& converter = place->second;
-  if (is_new) {
+  if (is_new) converter.table = OwnTableOf(entry.page);
+  if (is_new && converter.table == nullptr) {
     UErrorCode status = U_ZERO_ERROR;
     converter.handle.reset(icu::ucnv_open(entry.converter, &status));
     if (U_FAILURE(status)) converter.handle.reset();
@@ -270,7 +285,7 @@ const Converter* ConverterOf(const CodePageEntry& entry) {
       converter.table = TableOf(converter.handle.get(), entry);
     }
   }
-  return converter.handle != nullptr ? &converter : nullptr;
+  return converter.handle != nullptr || converter.table != nullptr ? &converter : nullptr;
 }
 
 // Writes the loss byte for every character without a form, whatever its properties.
