@@ -78,8 +78,8 @@ class CComPtr {
   Interface* p = nullptr;
 };
 
-// What the COM-style classes share: the reference count, the interface query of a stream, and the
-// answer of the slots that a stream does not support.
+// The common base of the COM-style classes: the reference count, the interface query of a stream,
+// and the answer of the slots that a stream does not support.
 
 // Starts with one reference; the last Release deletes the object. References may be taken and
 // released in several threads at once; the other functions are called in one thread at a time.

@@ -1,4 +1,9 @@
 // Streams into and out of compressed files.
+//
+// A compressed file holds exactly one zlib stream (RFC 1950), or uncompressed bytes that would not
+// have become shorter. Both classes work in constant memory, on one file from its beginning to its
+// end. An object is used in one thread at a time; the reference count alone is shared between
+// threads. Errors come as results of the calls; too little memory throws std::bad_alloc.
 #pragma once
 
 #include <memory>

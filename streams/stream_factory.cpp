@@ -8,7 +8,7 @@
 namespace orvik {
 namespace {
 
-// Takes over the one reference of a fresh stream; drops the stream when it is no use.
+// Takes over the one reference of a fresh stream; drops a stream that could not be opened.
 template <typename Stream>
 CComPtr<IStream> Keep(Stream* stream, bool usable) {
   CComPtr<IStream> kept;

@@ -36,7 +36,7 @@ inline constexpr unsigned long STREAM_SEEK_END = 2;
 inline constexpr std::uint32_t STGTY_STREAM = 2;     // tagSTATSTG::type
 inline constexpr unsigned long STATFLAG_NONAME = 1;  // flag of IStream::Stat
 
-// What IStream::Stat reports.
+// The report of IStream::Stat.
 struct tagSTATSTG {
   char16_t* pwcsName = nullptr;  // the caller frees it with CoTaskMemFree
   std::uint32_t type = 0;
@@ -93,7 +93,7 @@ class IStreamOnBuffer : public IStream {
 // The results of Write alone do not say so: bytes are gathered on their way, and a stream's last
 // bytes move when its last reference goes, which has no result.
 //
-// What the streams of this library that write offer beside IStream.
+// A second interface of the streams of this library that write.
 class IFinishableStream {
  public:
   virtual ~IFinishableStream() = default;

@@ -1,4 +1,12 @@
-// How the many small pieces that the XML writer writes are gathered.
+// Gathering small pieces on their way into a stream. The XML writer writes many of a few bytes.
+//
+//   CopyPiece     copies a piece without a call
+//   WriteRoom     the free bytes of a stream, which a writer fills without a call of the stream
+//   WriteBuffer   64 KiB in front of a file; its owner writes them when they are full, and at the
+//   end
+//
+// Nothing here fails but the function that a WriteBuffer is given to write with, and memory: too
+// little of it throws std::bad_alloc. One object is used in one thread at a time.
 #pragma once
 
 #include <cstddef>
@@ -32,8 +40,6 @@ inline void CopyPiece(unsigned char* to, const void* from_bytes, std::size_t cou
   }
 }
 
-// Where small pieces can be put without a call.
-
 // The free bytes at the end of a stream's buffer. They belong to the stream: every call of it may
 // move or close them.
 struct WriteRoom {
@@ -49,8 +55,6 @@ struct WriteRoom {
     return true;
   }
 };
-
-// Gathers the many small pieces that the XML writer writes.
 
 class WriteBuffer {
  public:

@@ -1,5 +1,5 @@
-// What the string classes ask of the platform: texts in pieces that its strings can hold, case
-// mapping, and descriptions of objects.
+// The services of the platform for the string classes: texts in pieces that its strings can hold,
+// case mapping, and descriptions of objects.
 #pragma once
 
 #include <algorithm>
@@ -14,7 +14,7 @@ namespace orvik {
 
 // Texts too long for one string of the platform go through it in pieces.
 
-// What compare(a, b) says of the first pieces that are not the same to it.
+// The result of compare(a, b) for the first pieces that are not the same to it.
 template <typename A, typename B, typename Comparison>
 int CompareInPieces(std::basic_string_view<A> a, std::basic_string_view<B> b,
                     const Comparison& compare,

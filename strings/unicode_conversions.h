@@ -37,7 +37,7 @@ enum ConversionFlags : int {
 
 // Bytes that follow a first byte of that value, by the original scheme of up to six bytes.
 extern const char trailingBytesForUTF8[256];
-// What the prefixes of a sequence with that many trailing bytes add up to.
+// The sum of the prefixes of a sequence with that many trailing bytes.
 extern const UTF32 offsetsFromUTF8[6];
 // The prefix of the first byte of a sequence of that many bytes.
 extern const UTF8 firstByteMark[7];

@@ -43,13 +43,13 @@ unsigned Candidates(const char16_t* units, char16_t first, char16_t last, std::s
 
 #endif
 
-// Whether what lies between the first and the last byte of the text is at `at`, too. Apart from the
+// Whether the bytes between the first and the last of the text are at `at`, too. Apart from the
 // loops that call it, which keep their constants in registers.
 [[gnu::noinline]] bool HasMiddle(const char* at, std::string_view text) {
   return std::memcmp(at + 1, text.data() + 1, text.size() - 2) == 0;
 }
 
-// What may be compared in vain, for each unit passed, before the steady way is the better one.
+// The units that may be compared in vain, for each unit passed, before the linear search is better.
 constexpr std::size_t kPatience = 16;
 
 // Finds a text without a 0 byte in front of the first 0 byte of the content. Gives up, and says up

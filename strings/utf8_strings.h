@@ -48,8 +48,8 @@ struct ConversionReport {
 [[nodiscard]] ConversionReport MacRomanFromWide(TextView<char16_t> source, CAtlStringA& target);
 
 // Text in a Windows code page (code_pages.h). Nothing, and the target as it was, for a code page
-// that the platform does not know. The report on bytes that are no text of the code page has the
-// position 0, unless they are UTF-8.
+// that the platform does not know. The report on bytes that the code page cannot have written has
+// the position 0, unless they are UTF-8.
 [[nodiscard]] std::optional<ConversionReport> WideFromCodePage(unsigned int code_page,
                                                                TextView<char> source,
                                                                CAtlString& target);

@@ -99,7 +99,7 @@ bool DecodePortable(const char* input, std::size_t groups, unsigned char*& outpu
       input += 16;
       groups -= 4;
     }
-    // What holds padding or a bad character goes group by group, and so does the end.
+    // Groups with padding or a bad character go one by one, and so does the end.
     for (std::size_t left = groups < 4 ? groups : 4; good && left != 0; --left) {
       good = DecodeOneGroup(input, next);
       input += 4;

@@ -1,7 +1,9 @@
 // Bytes as ASCII text: Base64 (RFC 4648, section 4: the standard alphabet, "=" padding) and
 // percent-encoding (RFC 3986, section 2.1).
 //
-// The Base64 codec uses the widest vector instructions of the processor.
+// The Base64 codec uses the widest vector instructions of the processor. Lengths are bytes and
+// characters. No line breaks are written. Nothing here keeps state, and nothing but the functions
+// that make a string allocates.
 #pragma once
 
 #include <cstddef>
@@ -16,7 +18,7 @@ constexpr std::uint64_t Base64Length(std::uint64_t bytes) {
   return (bytes + 2) / 3 * 4;
 }
 
-// Writes Base64Length(length) characters, without line breaks and without a terminator.
+// Writes Base64Length(length) characters, the padding included, without a terminator.
 void EncodeBase64(const void* bytes, size_t length, char* text);
 std::string EncodedBase64(std::string_view bytes);
 

@@ -127,7 +127,7 @@ constexpr std::size_t WholeUnits(std::basic_string_view<Unit> text, std::size_t 
 constexpr bool IsXmlSpace(char32_t character) {
   return character == ' ' || character == '\t' || character == '\n' || character == '\r';
 }
-// What an XML 1.0 document may hold (production 2).
+// The characters of an XML 1.0 document (production 2).
 constexpr bool IsXmlCharacter(char32_t character) {
   return character < 0x20 ? IsXmlSpace(character)
                           : IsCharacter(character) && (character & ~char32_t{1}) != 0xFFFE;

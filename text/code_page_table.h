@@ -25,7 +25,7 @@ struct CodePageEntry {
   std::span<const ByteCorrection> corrections;
 };
 
-// Null when there is no such code page here.
+// Finds an entry by its number; null when the table has none.
 const CodePageEntry* FindCodePage(CodePage page);
 
 // A code page of single bytes, as a table.

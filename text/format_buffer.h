@@ -10,7 +10,7 @@
 
 namespace [[gnu::visibility("default")]] orvik {
 
-// What a string of the platform can hold.
+// The longest string of the platform, in units.
 inline constexpr size_t kMaximumFormattedLength = 0x3FFFFFFF;
 
 // A growing array of units; short results need no allocation.

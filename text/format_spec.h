@@ -12,9 +12,9 @@
 
 namespace [[gnu::visibility("default")]] orvik {
 
-// What an argument is, and what a conversion takes.
+// The type of an argument, and the type that a conversion takes.
 enum class FormatType : unsigned char {
-  kNone,  // "%%", and text that is no conversion
+  kNone,  // "%%", and text that is not a conversion
   // Integers. A conversion cuts its argument to char and short, which C passes as int.
   kChar,
   kShort,

@@ -290,7 +290,7 @@ class Formatter {
   }
   Quick PutQuickly(ArgumentReader&, Unit) { return Quick::kOther; }
 
-  // The next "%", or the end. What lies before it is a few units mostly.
+  // Finds the next "%", or the end. It is a few units away mostly.
   size_t FindPercent(size_t index) const {
     const size_t near = std::min(format_.size(), index + 16);
     while (index < near && format_[index] != Unit{'%'}) ++index;

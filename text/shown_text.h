@@ -1,4 +1,12 @@
 // Text as people see it, on terminals, in sentences and in logs.
+//
+//   Escaped          a text on one line, in which nothing moves the cursor or the text around it
+//   NameForSentence  a name that cannot change how the sentence around it is read
+//   ColumnsOf        the width of a text in character cells
+//   PlaceInText      the line and the column of a position, for messages
+//
+// The functions take any text, malformed text too, and depend on no locale. Too little memory
+// throws std::bad_alloc; nothing else fails.
 #pragma once
 
 #include <cstddef>
@@ -8,7 +16,7 @@
 
 namespace [[gnu::visibility("default")]] orvik {
 
-// What a terminal must not receive from elsewhere: the control characters of ASCII and
+// A character that must not reach a terminal from elsewhere: the control characters of ASCII and
 // U+0080 to U+009F, and the characters that reorder or break lines (U+061C, U+200E, U+200F, U+2028
 // to U+202E, U+2066 to U+2069).
 struct ControlCharacter {

@@ -2,8 +2,8 @@
 // conversion. ASCII runs go 16 units at a time.
 //
 // Well-formed means RFC 3629: shortest forms, no surrogates, nothing above U+10FFFF. Both
-// converters advance the starts over whole characters and say why they stopped. What is behind the
-// target that they report is as it was, although they may write there on the way.
+// converters advance the starts over whole characters and say why they stopped. The
+// memory behind the reported end of the target is as it was, although they may write there first.
 #pragma once
 
 #include <cstddef>

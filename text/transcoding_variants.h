@@ -1,4 +1,9 @@
 // The variants of the transcoding loops that use wide vectors. For transcoding.cpp and tests.
+//
+// Dispatch: transcoding.cpp asks HasAvx512 and HasAvx2 once and calls the widest variant, and the
+// plain loops for the rest of the text. A build for another processor has the plain loops alone;
+// HasAvx2 and HasAvx512 are false there. All variants give the same units and bytes, and write
+// nothing behind the ends that they are given.
 #pragma once
 
 #include <cstddef>

@@ -1,4 +1,7 @@
 // The user's locale, by the environment.
+//
+// The environment is read with each call, so that a program may change it; setlocale has no effect.
+// Threads may call at once as long as none changes the environment.
 #pragma once
 
 namespace [[gnu::visibility("default")]] orvik {

@@ -179,7 +179,8 @@ struct Block {
                    _mm256_cmpeq_epi8(Malformed(block.high, block.low), zero));
 }
 
-// What is due after a well-formed block: 0 nothing, 1 one continuation, 2 or 3 more than that.
+// The continuations due after a well-formed block: 0 nothing, 1 one continuation, 2 or 3 more than
+// that.
 [[gnu::target("avx2"), gnu::always_inline]] inline std::uint64_t DueAfter(const Block& block) {
   const std::uint64_t starts = ByteMask(block.high) >> 31 & ~block.continuations >> 63;
   const std::uint64_t more = block.of_three >> 63 | (block.of_four >> 62 & 1);
@@ -249,7 +250,7 @@ template <Longest kLongest>
   Block block{};
   std::uint64_t due = 0;
   bool goes_on = true;
-  // What was at the new end of the target, and right before it, is put back.
+  // Restores the units at the new end of the target, and right before it.
   __m128i behind = _mm_setzero_si128();
   char16_t last_units[2] = {};
   while (goes_on && source_end - s >= kBlock + kLookAhead &&
@@ -302,7 +303,7 @@ template <Longest kLongest>
     s += taken;
     due = DueAfter(block);
   }
-  // What follows of a last character was not validated: it is converted again.
+  // The rest of a last character was not validated: it is converted again.
   if (t != target) Store(t, behind);
   const std::ptrdiff_t cut = BytesOfCutCharacter(source, s);
   if (cut != 0) {

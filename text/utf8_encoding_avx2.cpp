@@ -33,7 +33,7 @@ constexpr std::array<HalfShuffle, 256> kBytePacking = [] {
   return shuffles;
 }();
 
-// What a block finds behind its bytes, where its last store reaches.
+// The bytes behind a block that its last store overwrites.
 using Behind = std::uint64_t;
 inline Behind Read(const char* place) {
   Behind behind = 0;
@@ -105,7 +105,7 @@ inline Behind Read(const char* place) {
           _mm256_slli_epi32(_mm256_and_si256(character, six_bits), 24)));
 }
 
-// Eight units from U+0800 that are no surrogates: 24 bytes, with a store of 28.
+// Eight units from U+0800, none of them a surrogate: 24 bytes, with a store of 28.
 [[gnu::target("avx2"), gnu::always_inline]] inline char* EncodeThreeBytes(__m128i units, char* t) {
   const __m256i packed =
       _mm256_shuffle_epi8(ThreeBytesOf(_mm256_cvtepu16_epi32(units)),

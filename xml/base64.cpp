@@ -105,7 +105,7 @@ HRESULT decode64ToFile(const COrvikFilePath& path, const char* input, unsigned i
     done += step;
   }
   if (good && file.Commit() == 0) return S_OK;
-  // What a link leads to is not this function's to remove.
+  // The target of a link is never removed.
   struct stat record;
   if (CFileManipulator::StatFile(path, &record) == 0 && S_ISREG(record.st_mode)) {
     CFileManipulator::DeleteFile(path);

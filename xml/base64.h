@@ -44,8 +44,8 @@ HRESULT ConvertBinaryFileToBase64String(const COrvikFilePath& path, CAtlStringA&
                                         const char* prefix);
 
 // Decodes into a file, which is created or replaced as a whole; empty input gives an empty file.
-// What stays of a file that is replaced is said in host/file_replacement.h. E_INVALIDARG when the
-// file cannot be opened or is no regular file. E_FAIL for a bad group and a failed write: then
+// A file that is replaced keeps what host/file_replacement.h names. E_INVALIDARG when the
+// file cannot be opened or is not a regular file. E_FAIL for a bad group and a failed write: then
 // there is no file at the path, but a link stays with what it leads to.
 HRESULT decode64ToFile(const COrvikFilePath& path, const char* input, unsigned int input_length);
 

@@ -20,7 +20,7 @@ std::optional<ConfigType> TypeOf(const TiXmlElement* element) {
   return std::nullopt;
 }
 
-// What the element is found by; nothing for one that no look-up finds.
+// The type and name by which the element is found; nothing for one that no look-up finds.
 std::optional<ConfigChild> ChildOf(const TiXmlElement* element) {
   const std::optional<ConfigType> type = TypeOf(element);
   const char* const name = element->Attribute("name");

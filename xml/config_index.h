@@ -22,7 +22,7 @@ bool HasFoldedName(const char* text, std::u16string_view folded);
 
 enum class ConfigType : char16_t { kKey = u'k', kValue = u'v' };
 
-// What a child is looked up by.
+// The type and the name by which a child is found.
 class ConfigChild {
  public:
   // The name ends at its first NUL.

@@ -87,7 +87,7 @@ bool HasAttribute(const TiXmlElement* element, const char* name, const char* val
   return HasFoldedName(element->Attribute(name), FoldedConfigName(value));
 }
 
-// Puts U+FFFD in the place of what earlier versions wrote of characters that XML cannot hold: a
+// Replaces by U+FFFD what earlier versions wrote of characters that XML cannot hold: a
 // reference of two digits, or the bytes of U+FFFE and U+FFFF. False when there is none.
 bool Repair(std::string& text) {
   constexpr std::string_view kReplacement = "\xEF\xBF\xBD";
@@ -239,7 +239,7 @@ TiXmlElement* ConfigScope::Root() {
 
 TiXmlElement* ConfigScope::RootOrNew() {
   if (TiXmlElement* const root = Root()) return IsValidRoot(root) ? root : nullptr;
-  // What could not be read before may be readable now.
+  // A file that could not be read before may be readable now.
   if (!has_path() || Load(false) != nullptr) return root_;
   if (!CanKeepAside()) return nullptr;
   CComPtr<IORVIKXMLWriter> writer;
@@ -276,7 +276,7 @@ bool ConfigScope::Save() {
   const std::optional<std::string> path = PathForLibc(path_->GetFilePathString());
   std::string content;
   if (!path || !Print(content)) return false;
-  // What others put into the document could make a file that nobody can read.
+  // Elements that others put into the document could make a file that cannot be read.
   if (index()->is_shared() && !CheckDocument(content.c_str(), nullptr)) return false;
   const host::FilePlace place = host::FindPlace(*path, host::Links::kTrusted);
   if (!place) return false;

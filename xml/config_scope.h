@@ -41,7 +41,7 @@ class ConfigScope {
   // See SaveXMLConfigFile.
   bool Save();
 
-  // What is known of the file; tries to read it when that has not been done.
+  // The state of the file; tries to read it when that has not been done.
   const XMLConfigFileInfo& file_info();
   XMLConfigWriteStatus write_status() const { return write_status_; }
   void set_write_status(XMLConfigWriteStatus status) { write_status_ = status; }
@@ -54,7 +54,7 @@ class ConfigScope {
   void SetChanged() { known().is_changed = true; }
 
  private:
-  // What is known of a document besides its content.
+  // The data of a document besides its content.
   struct Known {
     boost::weak_ptr<TiXmlDocument> document;
     std::shared_ptr<ConfigIndex> index = std::make_shared<ConfigIndex>();

@@ -74,7 +74,8 @@ struct XMLConfigFileInfo {
   XMLDocumentError error;  // where and why, of an unreadable or damaged file
 };
 
-// What the scope's file was when it was last read or saved. Reads it when that has not been tried.
+// The state of the scope's file when it was last read or saved. Reads it when that has not been
+// tried.
 // A damaged file may be in use all the same: characters that XML cannot hold, which earlier
 // versions saved, are read as U+FFFD, and the file is kept beside its name by the next save.
 XMLConfigFileInfo GetXMLConfigFileInfo(int scope);
@@ -161,7 +162,7 @@ bool ListPreferencesXMLConfig(int scope, CAtlString key_path, CAtlArray<CAtlStri
 // The names of the values of a key, in the order of the document. False when there is no such key.
 bool ListValuesXMLConfig(int scope, CAtlString key_path, CAtlArray<CAtlString>& names);
 
-// What the configuration store keeps for each of its two scopes. Set and used without locks; the
+// The data of the configuration store for each of its two scopes. Set and used without locks; the
 // store owns all of it.
 
 // Scope 0. The paths are null as long as they are not set. The store makes no temporary file; the

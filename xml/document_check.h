@@ -2,7 +2,8 @@
 //
 // TinyXML accepts much that is not well-formed, drops what it does not understand, calls itself
 // once for every level of nesting and compares every attribute of an element with all before it. So
-// a conforming parser goes over the text first.
+// a conforming parser, Expat, goes over the text first. text/xml_scanner.h is not one: it takes
+// names of any characters and matches no end tags, and would let such documents pass.
 #pragma once
 
 #include "xml/tixml_helper.h"

@@ -28,7 +28,7 @@ namespace [[gnu::visibility("default")]] orvik {
 // Why what was written is not XML.
 enum class XMLWriterFault {
   kNone,
-  kControlCharacter,  // a byte below 0x20 that is no tab, line feed or carriage return
+  kControlCharacter,  // a byte below 0x20 other than tab, line feed and carriage return
   kNesting,  // an end of an element that is not the innermost, or is not open; an attribute
              // outside a start tag; at the end of the document an element that is open
 };
