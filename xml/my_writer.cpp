@@ -71,7 +71,10 @@ bool HasControl(std::string_view text) {
   for (; end - at >= 8; at += 8) {
     if (BelowSpace(EightBytes(at)) != 0 && std::any_of(at, at + 8, IsControl)) return true;
   }
-  return std::any_of(at, end, IsControl);
+  // Without a branch: most names are shorter than a word.
+  bool has_control = false;
+  for (; at != end; ++at) has_control |= IsControl(*at);
+  return has_control;
 }
 
 // Lets write(at) put up to `most` bytes into the room of a stream and return where they end. False,
