@@ -140,6 +140,7 @@ class LineReader {
                                     [&](const Verb& verb) { return word == verb.name; });
     if (found != kVerbs.end()) return &*found;
     std::vector<std::string_view> names;
+    names.reserve(kVerbs.size());
     for (const Verb& verb : kVerbs) names.emplace_back(verb.name);
     Fail(Quoted(word) + " is not a command of scripts" + DidYouMean(word, names),
          at_ - word.size());

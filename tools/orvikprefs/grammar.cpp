@@ -124,6 +124,7 @@ std::string DidYouMean(std::string_view word, std::span<const std::string_view> 
 
 std::string DidYouMeanCommand(const Grammar& grammar, std::string_view word) {
   std::vector<std::string_view> names;
+  names.reserve(grammar.commands.size());
   for (const Command& command : grammar.commands) names.emplace_back(command.name);
   return DidYouMean(word, names);
 }
@@ -131,6 +132,7 @@ std::string DidYouMeanCommand(const Grammar& grammar, std::string_view word) {
 std::string DidYouMeanOption(const Grammar& grammar, const Command* command,
                              std::string_view word) {
   std::vector<std::string_view> names;
+  names.reserve(grammar.globals.size() + (command != nullptr ? command->options.size() : 0));
   if (command != nullptr) {
     for (const Option& option : command->options) names.emplace_back(option.name);
   }
