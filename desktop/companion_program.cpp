@@ -29,13 +29,7 @@ std::vector<char*> Pointers(std::vector<std::string>& texts) {
 // A nameless file with the text, ready to be read.
 int FileWith(const std::string& text) {
   const int file = memfd_create("input", MFD_CLOEXEC);
-  std::size_t written = 0;
-  while (file >= 0 && written < text.size()) {
-    const ssize_t count = write(file, text.data() + written, text.size() - written);
-    if (count <= 0 && errno != EINTR) break;
-    if (count > 0) written += static_cast<std::size_t>(count);
-  }
-  if (file >= 0) lseek(file, 0, SEEK_SET);
+  if (file >= 0) WriteAllAt(file, text, 0);
   return file;
 }
 
@@ -86,8 +80,8 @@ struct Plan {
   while (program > 0 && waitpid(program, &status, 0) < 0 && errno == EINTR) {
   }
   if (program > 0 && WIFEXITED(status)) {
-    const unsigned char byte = WEXITSTATUS(status);
-    [[maybe_unused]] const ssize_t count = write(0, &byte, 1);
+    const char byte = static_cast<char>(WEXITSTATUS(status));
+    WriteAll(0, {&byte, 1});
   }
   _exit(0);
 }

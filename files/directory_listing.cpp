@@ -72,15 +72,16 @@ class FolderSearch {
     const std::size_t waiting_above = waiting_.size();
     const auto visit = [&](const FolderEntry& entry) {
       ++count;
-      if (entry.kind != EntryKind::kFolder) return;
+      if (entry.kind != EntryKind::kFolder) return true;
       const bool matches = MatchesWildcard(entry.name, pattern_.View());
-      if (!matches && !is_recursive_) return;
+      if (!matches && !is_recursive_) return true;
       COrvikDirectoryPath subfolder = folder;
       subfolder.AddDirectoryToPath(PathFromUnits(entry.name));
       if (matches) found_->Add(subfolder);
-      if (!is_recursive_) return;
+      if (!is_recursive_) return true;
       subfolders.emplace_back(entry.name_on_disk);
       waiting_.push_back(std::move(subfolder));
+      return true;
     };
     if (error == 0) error = WalkFolder(opened.get(), visit);
     if (error == 0 && !subfolders.empty()) error = walk_.Enter(std::move(opened), name);
@@ -124,11 +125,22 @@ void COrvikDirectoryPath::ListSubDirectories(const CAtlString& pattern,
 
 OSErr COrvikDirectoryPath::FindFilesInDirectory(const CAtlString& pattern,
                                                 CAtlArray<COrvikFilePath>& files) const {
+  return FindFilesInDirectory(pattern, files, nullptr);
+}
+
+OSErr COrvikDirectoryPath::FindFilesInDirectory(const CAtlString& pattern,
+                                                CAtlArray<COrvikFilePath>& files,
+                                                Progress* progress) const {
   if (DirectoryExists() == FALSE) return 0;
-  const int error = WalkFolder(*this, [&](const FolderEntry& entry) {
-    if (entry.kind == EntryKind::kFolder || !MatchesWildcard(entry.name, pattern.View())) return;
-    files.Add(CreateFilePath(PathFromUnits(entry.name)));
-  });
+  host::Monitor* const monitor = MonitorOf(progress, COrvikFilePath(path_));
+  int error = host::Begins(monitor, {}, {}) ? 0 : ECANCELED;
+  const auto visit = [&](const FolderEntry& entry) {
+    if (entry.kind != EntryKind::kFolder && MatchesWildcard(entry.name, pattern.View())) {
+      files.Add(CreateFilePath(PathFromUnits(entry.name)));
+    }
+    return host::Advances(monitor, 1, 0);
+  };
+  if (error == 0) error = WalkFolder(*this, visit);
   return static_cast<OSErr>(host::StatusFromErrno(error));
 }
 
@@ -150,7 +162,7 @@ struct ListedEntry {
 
 }  // namespace
 
-int WalkFolder(int folder, const std::function<void(const FolderEntry&)>& visit) {
+int WalkFolder(int folder, const std::function<bool(const FolderEntry&)>& visit) {
   std::string names;  // each with its 0 at the end
   std::vector<ListedEntry> entries;
   std::vector<std::u16string> composed;
@@ -190,13 +202,13 @@ int WalkFolder(int folder, const std::function<void(const FolderEntry&)>& visit)
     } else {
       units = host::FileNameFromBytes(name);
     }
-    visit({units, on_disk, entry.kind});
+    if (!visit({units, on_disk, entry.kind})) return ECANCELED;
   }
   return error;
 }
 
 int WalkFolder(const COrvikDirectoryPath& folder,
-               const std::function<void(const FolderEntry&)>& visit) {
+               const std::function<bool(const FolderEntry&)>& visit) {
   const std::optional<std::string> path = PathForLibc(folder.GetDirectoryPathString());
   if (!path) return ENOENT;
   const host::Descriptor opened = host::OpenPath(*path, O_RDONLY | O_DIRECTORY);

@@ -63,12 +63,13 @@ BOOL CDirectoryManipulator::RemoveFilesFromDirectory(const COrvikDirectoryPath& 
     done.AddFailure({}, opened ? EBUSY : errno);
   } else {
     host::Monitor* const monitor = MonitorOf(progress, AsFile(folder));
-    bool is_cut = false;
     const int error = WalkFolder(opened.get(), [&](const FolderEntry& entry) {
-      if (entry.kind == EntryKind::kFolder || !MatchesWildcard(entry.name, pattern.View())) return;
-      if (is_cut || host::IsStopped(monitor) || !host::Begins(monitor, {}, entry.name_on_disk)) {
-        if (!std::exchange(is_cut, true)) done.AddFailure(entry.name_on_disk, ECANCELED);
-        return;
+      if (entry.kind == EntryKind::kFolder || !MatchesWildcard(entry.name, pattern.View())) {
+        return true;
+      }
+      if (host::IsStopped(monitor) || !host::Begins(monitor, {}, entry.name_on_disk)) {
+        done.AddFailure(entry.name_on_disk, ECANCELED);
+        return false;
       }
       const int refusal =
           host::RemoveFile(opened.get(), entry.name_on_disk, host::Obstacles::kTakeAway);
@@ -78,8 +79,9 @@ BOOL CDirectoryManipulator::RemoveFilesFromDirectory(const COrvikDirectoryPath& 
         done.AddFailure(entry.name_on_disk, refusal);
       }
       host::Advances(monitor, 1, 0);
+      return true;
     });
-    if (error != 0) done.AddFailure({}, error);
+    if (error != 0 && error != ECANCELED) done.AddFailure({}, error);
   }
   AddOutcome(folder, done, report);
   return done.failed == 0 ? TRUE : FALSE;

@@ -120,6 +120,10 @@ class COrvikDirectoryPath {
   // Everything else in this folder, in the file system's order. 0 when the folder does not exist,
   // else the platform's status of opening or closing the walk.
   OSErr FindFilesInDirectory(const CAtlString& pattern, CAtlArray<COrvikFilePath>& files) const;
+  // The same; `progress` (may be null) watches and stops the search: what was found until then is
+  // listed, and the status is that of ECANCELED (errno_status.h).
+  OSErr FindFilesInDirectory(const CAtlString& pattern, CAtlArray<COrvikFilePath>& files,
+                             Progress* progress) const;
 
   // ---- Beside other libraries ----
 

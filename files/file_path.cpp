@@ -239,19 +239,14 @@ std::uint32_t COrvikFilePath::GetFileChecksum() const {
 BOOL COrvikFilePath::GetFileChecksum(std::uint32_t& checksum, TreeReport* report,
                                      Progress* progress) const {
   const std::optional<std::string> bytes = PathForLibc(path_);
-  // Without O_NONBLOCK a pipe would be waited for.
-  const host::Descriptor file =
-      bytes ? host::OpenPath(*bytes, O_RDONLY | O_NONBLOCK) : host::Descriptor();
+  const host::Descriptor file = bytes ? host::OpenRegular(*bytes, O_RDONLY) : host::Descriptor();
   int error = bytes ? errno : ENOENT;
-  struct stat record;
-  if (file && fstat(file.get(), &record) == 0) {
+  if (file) {
     host::Monitor* const monitor = MonitorOf(progress, *this);
-    const auto size = static_cast<std::uint64_t>(record.st_size);
+    const std::uint64_t size = host::SizeOfRegular(file.get()).value_or(0);
     if (monitor != nullptr) monitor->Expect(1, size);
     std::optional<std::uint32_t> found;
-    if (!S_ISREG(record.st_mode)) {
-      error = S_ISDIR(record.st_mode) ? EISDIR : EINVAL;
-    } else if (host::Begins(monitor, {}, {})) {
+    if (host::Begins(monitor, {}, {})) {
       found = ChecksumOfFile(file.get(), static_cast<std::size_t>(size), monitor);
       error = found ? 0 : EIO;
     }

@@ -23,15 +23,16 @@ struct FolderEntry {
   EntryKind kind;
 };
 
-// Calls `visit` with every entry of the open folder, in the file system's order: 0, or the errno of
-// the listing, after which some entries may have been visited. An entry's name is in Unicode's
-// composed form; it is as spelled on disk where several entries are equal in that form, or where
-// the composed name would not lead to the entry. `visit` may change the folder.
-int WalkFolder(int folder, const std::function<void(const FolderEntry&)>& visit);
+// Calls `visit` with every entry of the open folder, in the file system's order, until it returns
+// false (ECANCELED): 0, or the errno of the listing, after which some entries may have been
+// visited. An entry's name is in Unicode's composed form; it is as spelled on disk where several
+// entries are equal in that form, or where the composed name would not lead to the entry. `visit`
+// may change the folder.
+int WalkFolder(int folder, const std::function<bool(const FolderEntry&)>& visit);
 
 // The same with a path. A link to a folder is followed.
 int WalkFolder(const COrvikDirectoryPath& folder,
-               const std::function<void(const FolderEntry&)>& visit);
+               const std::function<bool(const FolderEntry&)>& visit);
 
 // The age of the file or folder at a path.
 

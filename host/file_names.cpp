@@ -87,6 +87,10 @@ std::optional<std::string> FolderSpellings::Find(std::string_view name) const {
   return found->second.name;
 }
 
+namespace {
+
+// One look-up in a folder (AT_FDCWD for the current one; may be an O_PATH descriptor), which has no
+// entry of exactly this name. Costs nothing for a name of one spelling.
 std::optional<std::string> FindOtherSpelling(int folder, const std::string& name) {
   if (IsAscii(name)) return std::nullopt;
   const std::u16string units = FileNameFromBytes(name);
@@ -105,6 +109,8 @@ std::optional<std::string> FindOtherSpelling(int folder, const std::string& name
   if (!readable || spellings.Read(readable.get()) != 0) return std::nullopt;
   return spellings.Find(name);
 }
+
+}  // namespace
 
 std::string PathOnDisk(std::string path) {
   struct stat info;

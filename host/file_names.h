@@ -54,10 +54,6 @@ class FolderSpellings {
   std::unordered_map<std::u16string, Entry> entries_;  // by composed name
 };
 
-// One look-up in a folder (AT_FDCWD for the current one; may be an O_PATH descriptor), which has no
-// entry of exactly this name. Costs nothing for a name of one spelling.
-std::optional<std::string> FindOtherSpelling(int folder, const std::string& name);
-
 // The path as it is spelled on disk, by the rule above for each component; from the first one that
 // is not found as it was given.
 std::string PathOnDisk(std::string path);

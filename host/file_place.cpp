@@ -37,8 +37,14 @@ int MakeAndOpen(int folder, const char* name, Descriptor* made, struct stat* own
   return *made && fstat(made->get(), own) == 0 ? 0 : errno;
 }
 
-}  // namespace
-
+// Makes a folder with mode 0777 less the umask, which follows its folder (FollowFolder). `folder`
+// is open for reading and has the attributes. 0, with the new folder open for reading in `made` and
+// its attributes in `own`; EEXIST when the name is taken; or another error number. The name is not
+// flushed.
+//
+// A folder that is given away or opened to a group is made and changed inside a staged folder of
+// the caller's alone, and takes its name afterwards: nobody can put another folder in its place
+// meanwhile, and no folder is changed but the one that was made.
 int MakeFolder(int folder, const struct stat& attributes, const std::string& name, Descriptor* made,
                struct stat* own) {
   if (!IsGivenAway(attributes) && !IsOpenToGroup(attributes)) {
@@ -53,6 +59,8 @@ int MakeFolder(int folder, const struct stat& attributes, const std::string& nam
   if (!FollowFolder(made->get(), attributes, own)) return errno;
   return RenameWithoutReplacing(staged.descriptor(), kEntry, folder, name.c_str());
 }
+
+}  // namespace
 
 bool FollowFolder(int entry, const struct stat& folder, struct stat* own) {
   if (fstat(entry, own) != 0) return false;

@@ -66,18 +66,5 @@ int FlushWay(const FilePlace& place);
 //   and others may read it if they may read the folder, whatever the umask is.
 bool FollowFolder(int entry, const struct stat& folder, struct stat* own);
 
-// New folders, which take from the folder they are made in what FollowFolder (file_place.h) says.
-
-// Makes a folder with mode 0777 less the umask, which follows its folder (FollowFolder). `folder`
-// is open for reading and has the attributes. 0, with the new folder open for reading in `made` and
-// its attributes in `own`; EEXIST when the name is taken; or another error number. The name is not
-// flushed.
-//
-// A folder that is given away or opened to a group is made and changed inside a staged folder of
-// the caller's alone, and takes its name afterwards: nobody can put another folder in its place
-// meanwhile, and no folder is changed but the one that was made.
-int MakeFolder(int folder, const struct stat& attributes, const std::string& name, Descriptor* made,
-               struct stat* own);
-
 }  // namespace host
 }  // namespace orvik

@@ -9,9 +9,10 @@
 #include <memory>
 #include <string_view>
 
-
 namespace orvik::host {
 namespace {
+
+constexpr char kCatalogAttribute[] = "user.orvik.catalog";
 
 constexpr unsigned char kVersion = 1;
 constexpr unsigned char kDateFlag = 2;

@@ -18,7 +18,7 @@ enum class Owner {
 
 // Gives the open file or folder `to` the extended attributes of the open one `from`: with
 // Owner::kMaker those of users and the access lists, else all. 0 or an errno. `has_record` (may be
-// null) says whether `from` has the attribute of creation_date.h, which is not copied here.
+// null) says whether `from` has the attribute of the creation date, which is not copied here.
 int CopyAttributes(int from, Owner owner, int to, bool* has_record);
 
 // Gives the open `to` the mode, and with Owner::kSource the owner and group, that `old` has. The
@@ -39,8 +39,6 @@ void KeepProperties(int from, const struct stat& old, int to);
 //   34  creation date, then backup date: 6 bytes seconds since 1904, 2 bytes 65536ths each
 //   50  unused, 0
 // What earlier versions have stored is copied with the file.
-
-inline constexpr char kCatalogAttribute[] = "user.orvik.catalog";
 
 // From 1904 to 1970.
 inline constexpr std::int64_t kSecondsFrom1904To1970 = 2082844800;

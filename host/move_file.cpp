@@ -49,13 +49,17 @@ void HardLinks::Note(const struct stat& source, std::string path, int folder, co
 
 namespace {
 
+// Copies the entries of a folder into an open empty folder, which nobody else uses, with the
+// owners. Files of several names within the tree keep them. In the end the copy has the properties
+// of the source. The first failure ends it.
 class TreeCopier {
  public:
-  TreeCopier(int top, Side* side, Monitor* monitor) : side_(side), monitor_(monitor), links_(top) {}
+  TreeCopier(int to, Side* side, Monitor* monitor)
+      : to_(to), side_(side), monitor_(monitor), links_(to) {}
 
-  int Run(int from, const char* from_name, int to) {
+  int Run(int from, const char* from_name) {
     *side_ = Side::kTarget;
-    Descriptor target(openat(to, ".", kOpenFolder));
+    Descriptor target(openat(to_, ".", kOpenFolder));
     if (!target) return errno;
     *side_ = Side::kSource;
     int error = Enter(Descriptor(openat(from, from_name, kOpenFolder)), std::move(target), {});
@@ -124,6 +128,7 @@ class TreeCopier {
     return targets_.Leave();
   }
 
+  const int to_;
   Side* const side_;
   Monitor* const monitor_;
   TreeWalk sources_;
@@ -131,14 +136,6 @@ class TreeCopier {
   HardLinks links_;
   std::vector<struct stat> attributes_;  // of each source before it was read
 };
-
-}  // namespace
-
-int CopyTree(int from, const char* from_name, int to, Side* side, Monitor* monitor) {
-  return TreeCopier(to, side, monitor).Run(from, from_name, to);
-}
-
-namespace {
 
 // Of a rename that was refused for lack of rights: the source when nothing may be taken out of its
 // folder, else the target.
@@ -160,7 +157,8 @@ int CopyFolderAsNew(int from, const char* from_name, int to, const char* to_name
   }
   StagedFolder copy(to, to_name);
   if (const int error = copy.Make()) return error;
-  if (const int error = CopyTree(from, from_name, copy.descriptor(), side, monitor)) return error;
+  if (const int error = TreeCopier(copy.descriptor(), side, monitor).Run(from, from_name))
+    return error;
   *side = Side::kTarget;
   if (syncfs(copy.descriptor()) != 0) return errno;
   if (IsStopped(monitor)) return ECANCELED;

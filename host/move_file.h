@@ -1,4 +1,4 @@
-// Moving files and folders, and copying trees exactly as a move to another volume does.
+// Moving files and folders.
 #pragma once
 
 #include <sys/stat.h>
@@ -13,16 +13,14 @@
 namespace [[gnu::visibility("default")]] orvik {
 namespace host {
 
-// Second names of files, which a copy of a tree keeps.
-
 // The copies of those files of a tree that have several names.
 class HardLinks {
  public:
   // `top` is the open folder of the copy; it must stay open.
   explicit HardLinks(int top) : top_(top) {}
 
-  // Gives the name, which nothing has, to the copy of a file of which another name was copied
-  // before. False when there is none or it cannot be done; then the file is to be copied.
+  // Hard-links `name`, which must not exist, to the copy already made of this inode. False when
+  // there is no such copy or the link fails; then the file is to be copied.
   bool Link(const struct stat& source, int folder, const char* name);
 
   // Notes a copy. `path` is its path from the top.
@@ -38,15 +36,6 @@ class HardLinks {
   int top_;
   std::map<std::pair<dev_t, ino_t>, Copy> copies_;  // by the source
 };
-
-// Copying a folder with all that it holds, exactly: as a move to another volume does.
-
-// Copies the entries of the folder `from_name` in the open folder `from` into the open empty folder
-// `to`, which nobody else uses, with the owners (node_copy.h). Files of several names within the
-// tree keep them. In the end `to` has the properties of the source. The first failure ends it: 0 or
-// an errno, and `side` says where the error is. The depth is bounded neither by the stack nor by
-// open descriptors.
-int CopyTree(int from, const char* from_name, int to, Side* side, Monitor* monitor);
 
 // Moving files and folders.
 

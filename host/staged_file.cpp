@@ -155,12 +155,14 @@ void RemoveOwn(Descriptor entry, int folder, const char* name) {
   }
 }
 
-}  // namespace
-
+// Locks a new file or folder: false when another process has taken it for an abandoned one
+// meanwhile. On file systems without locks this always succeeds.
 bool LockNew(int entry, int folder, const char* name) {
   const bool is_taken = flock(entry, LOCK_EX | LOCK_NB) != 0 && errno == EWOULDBLOCK;
   return !is_taken && HasName(entry, folder, name);
 }
+
+}  // namespace
 
 StagedEntry::StagedEntry(int folder, std::string target)
     : folder_(folder), target_(std::move(target)) {}

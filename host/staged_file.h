@@ -36,10 +36,6 @@ int FlushFolder(int folder);
 // when the folder cannot be read.
 bool HasStagedEntries(int folder);
 
-// Locks a new file or folder: false when another has taken it for an abandoned one meanwhile. Where
-// there are no locks nobody does.
-bool LockNew(int entry, int folder, const char* name);
-
 // What both have in common. The folder must stay open.
 class StagedEntry {
  public:

@@ -274,11 +274,4 @@ void TrashInfo::Keep() {
   info_path_.clear();
 }
 
-bool TrashNameIsTaken(std::string_view target_path) {
-  const std::optional<Trash> trash = TrashOf(target_path);
-  struct stat info;
-  return trash && Inspect(InfoPath(*trash, target_path), LinkRule::kRefuse, &info) == 0 &&
-         !IsLeftOver(info.st_mtime, std::string(target_path));
-}
-
 }  // namespace orvik::host

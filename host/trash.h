@@ -56,8 +56,5 @@ class TrashInfo {
   std::string target_path_;
 };
 
-// Whether an info file keeps the name of `target_path` in use.
-bool TrashNameIsTaken(std::string_view target_path);
-
 }  // namespace host
 }  // namespace orvik

@@ -11,6 +11,7 @@ usage: scripts/check_layers.py [--exact]
 - The rooms include each other in one direction only. The folders of platform/ are rooms.
 - Numbers of Unicode (surrogates, the replacement character, the marks of UTF-8) stand in text/.
   Above it they are exceptions, each with its reason.
+- The kernel's file interface is called in host/ alone. A table gives the few exceptions.
 - The layers above platform/ use only names that the real platform has. platform/public_names.txt
   lists them. platform/own_names.txt lists the exceptions, each with its reason.
 
@@ -65,6 +66,21 @@ UNICODE_EXCEPTIONS = {
     "platform/core_foundation/property_list_encoding.cpp": "to be moved",
 }
 
+# Calls of the kernel's file interface, by their names in C.
+FILE_CALLS = re.compile(
+    r'(?<![\w.>:])(?:::)?(open|openat|creat|stat|lstat|fstat|fstatat|statx|rename|renameat|renameat2|'
+    r'unlink|unlinkat|rmdir|mkdir|mkdirat|link|linkat|symlink|symlinkat|readlink|readlinkat|read|write|'
+    r'pread|pwrite|chmod|fchmod|chown|fchown|truncate|ftruncate|access|faccessat|fsync|opendir|'
+    r'mkstemp|mkostemp)\(')
+# How many of them each folder may have besides, and why.
+FILE_CALLS_ALLOWED = {
+    "text": (1, "the message of a process that ends"),
+    "desktop": (3, "a terminal, a pipe, and the /dev/null of a child"),
+    "platform": (12, "what references and open forks ask; property-list files"),
+    "plist": (8, "property-list files that are written in place"),
+    "files": (1, "the size of a descriptor of the caller's"),
+    "tools": (32, "terminals, private folders of a program, and its standard output"),
+}
 # Compilers keep these in folders of their own, and POSIX spells some headers of C its own way.
 STANDARD = re.compile(r"[a-z_]+$|(stdio|stdlib|string|time|limits|inttypes|errno|signal)\.h$")
 
@@ -190,6 +206,19 @@ def check_unicode_numbers(exact, problems):
             problems.append(f"scripts/check_layers.py: {name} has no number of Unicode: remove it")
 
 
+def check_file_calls(folder, problems):
+    found = []
+    for path in sources(folder):
+        if not any(name in ("fcntl.h", "unistd.h", "sys/stat.h") for _, name in includes_of(path)):
+            continue
+        text = without_comments(path.read_text())
+        found += [f"{path.relative_to(ROOT)}: {call}" for call in FILE_CALLS.findall(text)]
+    allowed = FILE_CALLS_ALLOWED.get(folder, (0, ""))[0]
+    if len(found) > allowed:
+        problems.append(f"{folder}: {len(found)} calls of the kernel's file interface, {allowed} are "
+                        "allowed; move them to host/:\n  " + "\n  ".join(found))
+
+
 def declared_names(text):
     """The names that a header declares at namespace scope, and its enumerators."""
     text = re.sub(r"^\s*#.*$", "", without_comments(text), flags=re.M)
@@ -286,6 +315,9 @@ def main():
     check_single_places(problems)
     check_circles(exact, problems)
     check_unicode_numbers(exact, problems)
+    for folder in LAYERS + PROGRAMS:
+        if folder != "host":
+            check_file_calls(folder, problems)
     check_names(exact, problems)
     for problem in problems:
         print(problem)

@@ -280,6 +280,20 @@ TEST_F(ProgressTest, AListingThatIsStoppedGivesWhatItFound) {
                   [&](bool is_done) { EXPECT_TRUE(found.GetCount() == 5 || !is_done); }, 2);
 }
 
+TEST_F(ProgressTest, ASearchForFilesThatIsStoppedGivesWhatItFound) {
+  MakeTree(top_, {"a=", "b=", "c/", "d="});
+  for (int stop_at = 1; stop_at <= 5; ++stop_at) {
+    int calls = 0;
+    Progress progress([&](const ProgressState&) {
+      return ++calls == stop_at ? ProgressAnswer::kStop : ProgressAnswer::kGoOn;
+    });
+    CAtlArray<COrvikFilePath> found;
+    EXPECT_NE(Folder(top_).FindFilesInDirectory(u"*", found, &progress), 0);
+    EXPECT_EQ(calls, stop_at);
+    EXPECT_LE(found.GetCount(), stop_at - 1);
+  }
+}
+
 TEST_F(ProgressTest, CountsEntriesAndBytes) {
   MakeTree(At("s"), {"a=12345", "d/b=123", "d/link->a", "d/e/"});
   ASSERT_EQ(mkfifo(At("s/pipe").c_str(), 0600), 0);
