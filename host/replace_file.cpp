@@ -145,8 +145,11 @@ struct OldFile {
   struct stat attributes = {};
 };
 
+enum class Taken { kReplace, kRefuse };
+
+// `taken` says what happens when the name is taken although there was no old file.
 ReplaceResult Put(const FilePlace& place, std::string_view content, Flush flush,
-                  const OldFile* model, int replaced) {
+                  const OldFile* model, int replaced, Taken taken = Taken::kReplace) {
   ReplaceResult result;
   const auto fail = [&result](int error) {
     result.error = error;
@@ -165,8 +168,10 @@ ReplaceResult Put(const FilePlace& place, std::string_view content, Flush flush,
   StampTime(file.descriptor());
   if (flush == Flush::kToDisk && fsync(file.descriptor()) != 0) return fail(errno);
   // A file that replaces none needs no other name before.
-  int error = model == nullptr && !file.has_name() ? file.CommitAsNew() : EEXIST;
-  if (error == EEXIST) error = file.Commit(flush == Flush::kNone ? replaced : -1);
+  const bool is_new = model == nullptr && (taken == Taken::kRefuse || !file.has_name());
+  int error = is_new ? file.CommitAsNew() : EEXIST;
+  if (error == EEXIST && !(is_new && taken == Taken::kRefuse))
+    error = file.Commit(flush == Flush::kNone ? replaced : -1);
   if (error != 0) return fail(error);
   result.wrote = true;
   struct stat present;
@@ -248,7 +253,7 @@ int ReadWholeFile(const FilePlace& place, std::size_t limit, std::string* conten
 
 ReplaceResult ReplaceFile(const FilePlace& place, std::string_view content, Flush flush,
                           const OpenedFile& old) {
-  if (!old.descriptor) return Put(place, content, flush, nullptr, -1);
+  if (!old.descriptor) return Put(place, content, flush, nullptr, -1, Taken::kRefuse);
   if (faccessat(place.folder.get(), place.name.c_str(), W_OK, AT_EACCESS) != 0) {
     return {.error = errno, .identity = {}, .obstacle = {}};
   }

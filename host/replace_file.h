@@ -104,7 +104,8 @@ struct ReplaceOptions {
 ReplaceResult ReplaceFile(const std::string& path, std::string_view content,
                           const ReplaceOptions& options = {});
 
-// Replaces the file that ReadWholeFile opened, or makes one when it opened none.
+// Replaces the file that ReadWholeFile opened, or makes one when it opened none: EEXIST when another
+// process has made one since, which is not replaced.
 ReplaceResult ReplaceFile(const FilePlace& place, std::string_view content, Flush flush,
                           const OpenedFile& old);
 

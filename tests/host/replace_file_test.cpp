@@ -112,6 +112,19 @@ TEST_F(ReplaceFileTest, RootWritesIntoNoOtherNameOfAFile) {
   EXPECT_EQ(TreeIn(top_), (Words{"theirs/", "theirs/out=new", "victim=old"}));
 }
 
+// A lock whose file was removed lets two processes make the first file at once.
+TEST_F(ReplaceFileTest, AFileThatAnotherProcessMadeMeanwhileIsNotReplaced) {
+  const FilePlace place = FindPlace(file_, Links::kTrusted);
+  std::string content;
+  OpenedFile missing;
+  ASSERT_EQ(ReadWholeFile(place, kNoSizeLimit, &content, &missing), ENOENT);
+  WriteFile(file_, "of another");
+  EXPECT_EQ(ReplaceFile(place, "own", Flush::kToDisk, missing).error, EEXIST);
+  EXPECT_EQ(ReadFile(file_), "of another");
+  EXPECT_EQ(SupersedeFile(place, "own").error, 0);
+  EXPECT_EQ(ReadFile(file_), "own");
+}
+
 TEST_F(ReplaceFileTest, AFailingWriteKeepsTheOldFile) {
   WriteFile(file_, "old");
   {
