@@ -15,6 +15,7 @@
 #include "files/path_arguments.h"
 #include "files/whole_file.h"
 #include "files/windows_files.h"
+#include "host/descriptor.h"
 #include "host/paths.h"
 #include "host/replace_file.h"
 #include "host/tree_removal.h"

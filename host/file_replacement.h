@@ -16,19 +16,20 @@
 
 #include <cstddef>
 #include <cstdint>
-#include <optional>
+#include <memory>
 #include <string>
 #include <string_view>
-
-#include "host/descriptor.h"
-#include "host/file_place.h"
-#include "host/staged_file.h"
 
 namespace [[gnu::visibility("default")]] orvik {
 namespace host {
 
 class FileReplacement {
  public:
+  FileReplacement();
+  ~FileReplacement();
+  FileReplacement(const FileReplacement&) = delete;
+  FileReplacement& operator=(const FileReplacement&) = delete;
+
   // Begins to replace the file, following links of root and of the caller, and others in a folder
   // that no other user can change (EPERM elsewhere). EACCES when the caller may not write it, or
   // another user may have prepared it; EISDIR and EINVAL for what is neither a regular file nor a
@@ -37,7 +38,7 @@ class FileReplacement {
   int Open(const std::string& path, const std::string& spare_folder);
 
   // Whether the file is a character device.
-  bool is_device() const { return is_device_; }
+  bool is_device() const;
 
   // Appends to the new content.
   int Write(std::string_view bytes);
@@ -49,15 +50,8 @@ class FileReplacement {
   int Commit();
 
  private:
-  // Of the new content.
-  int descriptor() const { return staged_ ? staged_->descriptor() : spare_.get(); }
-  int WriteIntoTarget() const;
-
-  bool is_device_ = false;
-  FilePlace place_;
-  Descriptor old_;  // the target, when it exists
-  std::optional<StagedFile> staged_;
-  Descriptor spare_;
+  struct State;
+  std::unique_ptr<State> state_;
 };
 
 }  // namespace host

@@ -10,6 +10,7 @@
 
 #include "files/file_manipulator.h"
 #include "files/whole_file.h"
+#include "host/descriptor.h"
 #include "streams/stream_interfaces.h"
 #include "text/byte_encodings.h"
 
