@@ -14,11 +14,36 @@
 #include "host/trust.h"
 
 namespace orvik::host {
+namespace {
+
+// Makes the content of the file `from` that of `to` by writing into it.
+int WriteIntoTarget(int from, int to) {
+  struct stat content, target;
+  if (fstat(from, &content) != 0 || fstat(to, &target) != 0) return errno;
+  const bool is_file = S_ISREG(target.st_mode);
+  if (is_file && content.st_size > 0 &&
+      fallocate(to, FALLOC_FL_KEEP_SIZE, 0, content.st_size) != 0 &&
+      (errno == ENOSPC || errno == EDQUOT || errno == EFBIG)) {
+    return errno;
+  }
+  char buffer[1 << 16];
+  for (off_t at = 0; at < content.st_size;) {
+    std::size_t count = 0;
+    if (const int error = ReadAt(from, buffer, sizeof buffer, at, &count)) return error;
+    if (count == 0) return EIO;
+    const std::string_view piece(buffer, count);
+    const int error = is_file ? WriteAllAt(to, piece, at) : WriteAll(to, piece);
+    if (error != 0) return error;
+    at += static_cast<off_t>(count);
+  }
+  return !is_file || ftruncate(to, content.st_size) == 0 ? 0 : errno;
+}
+
+}  // namespace
 
 struct FileReplacement::State {
   // Of the new content.
   int descriptor() const { return staged ? staged->descriptor() : spare.get(); }
-  int WriteIntoTarget() const;
 
   bool is_device = false;
   FilePlace place;
@@ -82,7 +107,8 @@ int FileReplacement::Commit() {
   if (fstat(state_->old.get(), &old) != 0) return errno;
   const bool may_write_into =
       state_->is_device || MayWriteInto(old, state_->place.folder_attributes);
-  if (!state_->staged) return may_write_into ? state_->WriteIntoTarget() : EACCES;
+  if (!state_->staged)
+    return may_write_into ? WriteIntoTarget(state_->descriptor(), state_->old.get()) : EACCES;
   KeepProperties(state_->old.get(), old, state_->staged->descriptor());
   if (fstat(state_->staged->descriptor(), &made) != 0) return errno;
   const bool is_alike = made.st_uid == old.st_uid && made.st_gid == old.st_gid &&
@@ -90,32 +116,13 @@ int FileReplacement::Commit() {
   // What others have put in the place of the old file meanwhile is replaced.
   const bool is_there =
       HasName(state_->old.get(), state_->place.folder.get(), state_->place.name.c_str());
-  if (!is_alike && is_there && may_write_into) return state_->WriteIntoTarget();
+  if (!is_alike && is_there && may_write_into)
+    return WriteIntoTarget(state_->descriptor(), state_->old.get());
   const int error = state_->staged->Commit(is_there ? state_->old.get() : -1);
   // A mount point keeps its name.
-  return error == EBUSY && is_there && may_write_into ? state_->WriteIntoTarget() : error;
-}
-
-int FileReplacement::State::WriteIntoTarget() const {
-  struct stat content, target;
-  if (fstat(descriptor(), &content) != 0 || fstat(old.get(), &target) != 0) return errno;
-  const bool is_file = S_ISREG(target.st_mode);
-  if (is_file && content.st_size > 0 &&
-      fallocate(old.get(), FALLOC_FL_KEEP_SIZE, 0, content.st_size) != 0 &&
-      (errno == ENOSPC || errno == EDQUOT || errno == EFBIG)) {
-    return errno;
-  }
-  char buffer[1 << 16];
-  for (off_t at = 0; at < content.st_size;) {
-    std::size_t count = 0;
-    if (const int error = ReadAt(descriptor(), buffer, sizeof buffer, at, &count)) return error;
-    if (count == 0) return EIO;
-    const std::string_view piece(buffer, count);
-    const int error = is_file ? WriteAllAt(old.get(), piece, at) : WriteAll(old.get(), piece);
-    if (error != 0) return error;
-    at += static_cast<off_t>(count);
-  }
-  return !is_file || ftruncate(old.get(), content.st_size) == 0 ? 0 : errno;
+  return error == EBUSY && is_there && may_write_into
+             ? WriteIntoTarget(state_->descriptor(), state_->old.get())
+             : error;
 }
 
 }  // namespace orvik::host
