@@ -41,7 +41,7 @@ bool ReadASettingWithADefault() {
 bool TellAMissingSettingFromAnUnreadableOne() {
   const TypedPreferences settings(u"com.example.cookbook", kUserScope);
   PrefStatus status;
-  const std::optional<PreferenceValue> value = settings.Value(u"Window", u"Width", &status);
+  const PreferenceValue value = settings.Value(u"Window", u"Width", &status);
   if (value) return false;
   if (status.error == PrefError::kNotFound) return true;  // use the default
   std::cerr << Describe(status) << '\n';                  // the file is damaged, or not ours
@@ -57,9 +57,9 @@ bool SaveASettingAndKnowThatItIsOnDisk() {
 
 bool ChangeThreeSettingsAtOnceOrNone() {
   Transaction change(kUserScope, u"com.example.cookbook");
-  change.SetInt(u"Window", u"Left", 10);
-  change.SetInt(u"Window", u"Top", 20);
-  change.SetString(u"Window", u"Title", u"Both or neither");
+  change.Set(u"Window", u"Left", 10);
+  change.Set(u"Window", u"Top", 20);
+  change.Set(u"Window", u"Title", u"Both or neither");
   const PrefStatus status = change.Commit();
   if (!status.ok()) std::cerr << "step " << status.step << ": " << Describe(status) << '\n';
   return status.ok();
@@ -68,7 +68,7 @@ bool ChangeThreeSettingsAtOnceOrNone() {
 bool SetASettingOnlyIfThereIsNone() {
   Transaction change(kUserScope, u"com.example.cookbook");
   change.RequireAbsent(u"Server", u"Port");
-  change.SetInt(u"Server", u"Port", 8080);
+  change.Set(u"Server", u"Port", 8080);
   const PrefStatus status = change.Commit();
   return status.ok() || status.error == PrefError::kConditionNotMet;
 }

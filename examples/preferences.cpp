@@ -33,8 +33,8 @@ int main() {
   // All or nothing, under one lock.
   Transaction transaction(kSharedScope, kDomain);
   transaction.RequireKey(kWindow);
-  transaction.SetInt(kWindow, u"Width", 640);
-  transaction.SetInt(kWindow, u"Height", 480);
+  transaction.Set(kWindow, u"Width", 640);
+  transaction.Set(kWindow, u"Height", 480);
   if (const PrefStatus status = transaction.Commit(); !status.ok()) return Fail(status);
 
   // An event loop waits for the descriptor beside its others.

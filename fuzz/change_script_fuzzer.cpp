@@ -31,9 +31,9 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   const orvik::PrefStatus saved = transaction.Commit(orvik::IfDamaged::kFail, &done);
   Require(saved.error == status.error && saved.step == status.step);
   if (saved.ok()) {
-    Require(orvik::IsSameValue(rehearsed.after, done.after));
+    Require(rehearsed.after == done.after);
     orvik::TransactionResult again;
-    if (transaction.Rehearse(&again).ok()) Require(orvik::IsSameValue(again.before, again.after));
+    if (transaction.Rehearse(&again).ok()) Require(again.before == again.after);
   }
   orvik::fuzz::RemoveAllIn(folder.root());
   return 0;

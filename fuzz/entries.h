@@ -3,14 +3,18 @@
 
 #include <string_view>
 
-#include "platform/core_foundation/property_list_forms.h"
-#include "platform/foundation/ns_dictionary.h"
+#include "platform/core_foundation/dictionary.h"
+#include "platform/core_foundation/property_list_objects.h"
+#include "plist/forms.h"
 
 namespace orvik::fuzz {
 
+using OwnedObject = Owned<const NSObject>;
+
 // The dictionary that the bytes hold, modifiable; null when they hold none.
 inline OwnedObject Entries(std::string_view bytes) {
-  OwnedObject root = ReadPropertyList(bytes, kCFPropertyListMutableContainers).root;
+  OwnedObject root(
+      ObjectOf(CreateObject(plist::Read(bytes).root, kCFPropertyListMutableContainers)));
   if (root && root->typeID() != CFDictionaryGetTypeID()) root.reset();
   return root;
 }

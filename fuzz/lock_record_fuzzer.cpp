@@ -16,10 +16,10 @@
 #include "prefs/shared_lock.h"
 
 using orvik::NSObject;
-using orvik::OwnedObject;
 using orvik::SharedLockRecord;
 using orvik::fuzz::Dictionary;
 using orvik::fuzz::Entries;
+using orvik::fuzz::OwnedObject;
 using orvik::fuzz::Require;
 
 namespace {

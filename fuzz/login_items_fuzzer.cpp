@@ -8,10 +8,12 @@
 
 #include "fuzz/require.h"
 #include "fuzz/scratch_folder.h"
-#include "platform/core_foundation/property_list_forms.h"
+#include "platform/core_foundation/dictionary.h"
+#include "platform/core_foundation/property_list_objects.h"
 #include "platform/foundation/autorelease_pool.h"
 #include "platform/foundation/ns_number.h"
 #include "platform/foundation/path_on_disk.h"
+#include "plist/forms.h"
 #include "postflight/property_file.h"
 
 using orvik::LoginWindowPlist;
@@ -40,7 +42,8 @@ int Count(const orvik::NSArray* items, const NSString* path, bool hide) {
 void Check(LoginWindowPlist& list, LoginWindowPlist& again, const std::filesystem::path& path,
            const NSString* item, bool hide, const std::string& bytes) {
   const NSString* const file = orvik::Autoreleased(orvik::NewStringFromPath(path.string()));
-  const auto root = orvik::ReadPropertyList(bytes, orvik::kCFPropertyListImmutable).root;
+  const orvik::Owned<const orvik::NSObject> root(orvik::ObjectOf(
+      orvik::CreateObject(orvik::plist::Read(bytes).root, orvik::kCFPropertyListImmutable)));
   Require((list.initWithFilePath(file) == orvik::YES) == (root != nullptr));
   Require((list.Plist() != nullptr) == (root != nullptr));
   if (!root) return;

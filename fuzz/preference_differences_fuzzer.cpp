@@ -9,7 +9,8 @@
 #include "fuzz/require.h"
 #include "fuzz/scratch_folder.h"
 #include "platform/core_foundation/property_list_equality.h"
-#include "platform/core_foundation/property_list_forms.h"
+#include "platform/core_foundation/property_list_objects.h"
+#include "plist/forms.h"
 #include "prefs/auto_release.h"
 #include "tools/orvikprefs/differences.h"
 #include "tools/orvikprefs/text.h"
@@ -92,10 +93,12 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   if (FromUtf8(bytes)) Require(Unescaped(Escaped(bytes)) == bytes);
   std::string_view rest(bytes);
   const std::string_view first = orvik::fuzz::TakePart(rest, '\0');
-  const auto before = orvik::ReadPropertyList(first, orvik::kCFPropertyListImmutable).root;
-  const auto after = orvik::ReadPropertyList(rest, orvik::kCFPropertyListImmutable).root;
-  if (!before || !after || !IsDictionary(before.get()) || !IsDictionary(after.get())) return 0;
-  Check(static_cast<orvik::CFDictionaryRef>(before.get()),
-        static_cast<orvik::CFDictionaryRef>(after.get()));
+  const orvik::CAutoCFRelease<orvik::CFTypeRef> before(
+      orvik::CreateObject(orvik::plist::Read(first).root, 0));
+  const orvik::CAutoCFRelease<orvik::CFTypeRef> after(
+      orvik::CreateObject(orvik::plist::Read(rest).root, 0));
+  if (!before || !after || !IsDictionary(before) || !IsDictionary(after)) return 0;
+  Check(static_cast<orvik::CFDictionaryRef>(before.Get()),
+        static_cast<orvik::CFDictionaryRef>(after.Get()));
   return 0;
 }

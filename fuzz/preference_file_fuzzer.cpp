@@ -13,9 +13,9 @@
 #include "prefs/preferences.h"
 
 using orvik::CAtlString;
-using orvik::OwnedObject;
 using orvik::fuzz::Dictionary;
 using orvik::fuzz::Entries;
+using orvik::fuzz::OwnedObject;
 using orvik::fuzz::Require;
 namespace fs = std::filesystem;
 

@@ -7,34 +7,34 @@
 #include <string>
 
 #include "fuzz/require.h"
-#include "platform/core_foundation/property_list_leaves.h"
+#include "plist/leaves.h"
 
 using orvik::fuzz::Require;
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   const std::string text = orvik::fuzz::Bytes(data, size);
   std::string written;
-  if (const auto integer = orvik::ParsePropertyListInteger(text)) {
-    orvik::AppendPropertyListInteger(written, *integer);
-    const auto again = orvik::ParsePropertyListInteger(written);
+  if (const auto integer = orvik::plist::ParseInteger(text)) {
+    orvik::plist::AppendInteger(written, *integer);
+    const auto again = orvik::plist::ParseInteger(written);
     Require(again && again->bits == integer->bits && again->is_unsigned == integer->is_unsigned);
   }
-  if (const auto real = orvik::ParsePropertyListReal(text)) {
+  if (const auto real = orvik::plist::ParseReal(text)) {
     written.clear();
-    orvik::AppendPropertyListReal(written, *real);
-    const auto again = orvik::ParsePropertyListReal(written);
+    orvik::plist::AppendReal(written, *real);
+    const auto again = orvik::plist::ParseReal(written);
     Require(again && (std::isnan(*real) ? std::isnan(*again)
                                         : std::bit_cast<std::uint64_t>(*again) ==
                                               std::bit_cast<std::uint64_t>(*real)));
   }
-  if (const auto date = orvik::ParsePropertyListDate(text)) {
+  if (const auto date = orvik::plist::ParseDate(text)) {
     written.clear();
-    orvik::AppendPropertyListDate(written, *date);
-    Require(orvik::ParsePropertyListDate(written) == std::floor(*date));
+    orvik::plist::AppendDate(written, *date);
+    Require(orvik::plist::ParseDate(written) == std::floor(*date));
   }
-  orvik::ParsePropertyListData(text);
+  orvik::plist::ParseData(text);
   written.clear();
-  orvik::AppendPropertyListData(written, text, static_cast<int>(size % 12));
-  Require(orvik::ParsePropertyListData(written) == text);
+  orvik::plist::AppendData(written, text, static_cast<int>(size % 12));
+  Require(orvik::plist::ParseData(written) == text);
   return 0;
 }

@@ -4,25 +4,22 @@
 #include <string_view>
 
 #include "fuzz/require.h"
-#include "platform/core_foundation/property_list_forms.h"
+#include "plist/forms.h"
 
 namespace orvik::fuzz {
 
-// The XML form of what nobody has looked at is that of the objects, and is stable once written; the
-// binary form gives an equal list back.
+// The XML form of entries that nobody used yet is that of the values, and is stable once written;
+// the binary form gives an equal list back.
 inline void CheckPropertyList(std::string_view bytes) {
-  const PropertyListReading first = ReadPropertyList(bytes, kCFPropertyListImmutable);
+  const plist::Reading first = plist::Read(bytes);
   if (!first.root) return;
-  const auto xml = WriteXmlPropertyList(first.root.get());
-  const auto binary = WriteBinaryPropertyList(first.root.get());
+  const auto xml = plist::WriteXml(first.root);
+  const auto binary = plist::WriteBinary(first.root);
   Require(binary && xml);
-  Require(WriteXmlPropertyList(first.root.get()) == xml);
-  const PropertyListReading second = ReadPropertyList(*binary, kCFPropertyListMutableContainers);
-  Require(second.root && CFEqual(first.root.get(), second.root.get()));
-  const PropertyListReading third =
-      ReadPropertyList(*xml, kCFPropertyListMutableContainersAndLeaves);
-  Require(third.root != nullptr);
-  Require(WriteXmlPropertyList(third.root.get()) == xml);
+  const plist::Reading second = plist::Read(*binary);
+  Require(second.root == first.root);
+  Require(plist::WriteXml(second.root) == xml);
+  Require(plist::WriteXml(plist::Read(*xml).root) == xml);
 }
 
 }  // namespace orvik::fuzz

@@ -36,6 +36,7 @@ class ReferenceCount {
 
   std::int32_t Add() { return AddReference(count_); }
   std::int32_t Drop() { return DropReference(count_); }
+  bool IsShared() const { return References(count_) > 1; }
 
  private:
   std::int32_t count_ = 1;

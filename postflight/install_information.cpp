@@ -17,10 +17,8 @@
 #include "postflight/installer_args.h"
 #include "postflight/log_sys.h"
 #include "prefs/auto_release.h"
-#include "prefs/platform_values.h"
 #include "prefs/preferences.h"
 #include "prefs/reporting.h"
-#include "prefs/result_codes.h"
 #include "prefs/shared_lock.h"
 #include "strings/utf8_strings.h"
 
@@ -65,17 +63,14 @@ std::string LockReason() {
   return text + ": process " + std::to_string(lock.pid) + " (\"" + holder + "\")";
 }
 
-CAutoCFRelease<CFTypeRef> PlatformValue(const std::variant<CAtlString, int>& value) {
-  if (const auto* text = std::get_if<CAtlString>(&value)) {
-    return CAutoCFRelease<CFTypeRef>(PlatformString(*text).Detach());
-  }
-  return PlatformNumber(std::get<int>(value));
+plist::Value ValueToFind(const InstallValue& value) {
+  const auto* text = std::get_if<CAtlString>(&value.value);
+  return text != nullptr ? plist::Value(*text) : plist::Value(std::get<int>(value.value));
 }
 
 // Why the file does not hold a value; null when it does.
 const NSString* ReasonMissing(const InstallValue& value) {
-  const PrefResult<CFTypeRef> found =
-      CopyPreference(kSharedScope, value.key_path, value.name, kDomain);
+  const PrefValue found = ReadPreference(kSharedScope, value.key_path, value.name, kDomain);
   PrefStatus status = found.status;
   if (status.error == PrefError::kNotFound) {
     if (value.written == static_cast<long>(kPreferenceLockNotObtained)) {
@@ -90,8 +85,7 @@ const NSString* ReasonMissing(const InstallValue& value) {
   if (!status.ok()) {
     return NSString::stringWithUTF8String(Describe(status).c_str());
   }
-  return CFEqual(found.value, PlatformValue(value.value)) ? nullptr
-                                                          : CFSTR(u"another value is there");
+  return found.value == ValueToFind(value) ? nullptr : CFSTR(u"another value is there");
 }
 
 }  // namespace
@@ -118,7 +112,7 @@ InstallRecord RecordInstallInformation(const InstallerArgs& arguments) {
   };
   host::FolderFlushDelay until_all_is_recorded;
   const SharedLockTimeLimit for_all_of_them;
-  const KeptAsideFiles kept_aside;
+  const plist::KeptAsideFiles kept_aside;
   InstallRecord record;
   for (auto& row : rows) {
     if (row.applies == nullptr || row.applies()) {
@@ -128,7 +122,7 @@ InstallRecord RecordInstallInformation(const InstallerArgs& arguments) {
   }
   record.flush_error = until_all_is_recorded.Finish();
   record.kept_aside = kept_aside.files();
-  for (const KeptAsideFiles::File& file : record.kept_aside) {
+  for (const plist::KeptAsideFiles::Kept& file : record.kept_aside) {
     host::SystemLog(LOG_NOTICE,
                     "Damaged: \"" + file.path + "\" was not a property list and is kept as \"" +
                         file.kept_path + "\"; the new file holds only this run's values");

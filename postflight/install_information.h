@@ -6,7 +6,7 @@
 #include <variant>
 #include <vector>
 
-#include "platform/core_foundation/property_list_file.h"
+#include "plist/file.h"
 #include "postflight/installer_args.h"
 #include "strings/atl_string.h"
 
@@ -16,13 +16,13 @@ struct InstallValue {
   const char16_t* key_path;
   const char16_t* name;
   std::variant<CAtlString, int> value;
-  long written = 0;  // the result of the write (prefs/result_codes.h)
+  long written = 0;  // the result of the write (prefs/preferences.h)
 };
 
 struct InstallRecord {
   std::vector<InstallValue> values;
   // A damaged store that was kept aside and replaced by one with the recorded values alone.
-  std::vector<KeptAsideFiles::File> kept_aside;
+  std::vector<plist::KeptAsideFiles::Kept> kept_aside;
   int flush_error = 0;  // why the folder of the file could not be put on disk; 0 when it was
 };
 

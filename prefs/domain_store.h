@@ -1,20 +1,25 @@
-// What the operations on key paths need of whatever keeps the values.
-#pragma once
-
-#include <memory>
-
-#include "prefs/auto_release.h"
-#include "prefs/pref_status.h"
-#include "prefs/scope.h"
-
-namespace orvik {
-
 // The top-level entries of one domain in one scope, opened for the length of one operation.
 //
 //   scope     entries                                  Synchronize, Save
 //   shared    the shared preference file               nothing; writes the file
 //   user      the platform's preferences, this user    CFPreferencesSynchronize, both
 //   machine   the platform's preferences, any user     nothing: setting an entry saves it
+//
+// Transactions and everything that reports work on the file behind any scope (FileDomainStore).
+#pragma once
+
+#include <memory>
+#include <optional>
+#include <string>
+
+#include "plist/file.h"
+#include "plist/value.h"
+#include "prefs/lock_record.h"
+#include "prefs/pref_status.h"
+#include "prefs/scope.h"
+
+namespace orvik {
+
 class DomainStore {
  public:
   virtual ~DomainStore() = default;
@@ -22,29 +27,106 @@ class DomainStore {
   // Picks up what other processes saved.
   virtual PrefStatus Synchronize() { return PrefStatus::Ok(); }
 
-  // An entry, or null. With OwnsEntries() every dictionary in it is the store's own and modifiable.
-  virtual CAutoCFRelease<CFTypeRef> CopyEntry(CFStringRef name) = 0;
-  virtual bool OwnsEntries() const { return false; }
-
-  // Sets an entry, or removes it (null). The store retains the value. An entry that is set to what
-  // it is already is not a change.
-  virtual PrefStatus SetEntry(CFStringRef name, CFTypeRef value) = 0;
+  // An entry; no value when there is none.
+  virtual plist::Value Entry(const plist::Text& name) = 0;
+  // Sets an entry, or removes it (no value). Setting the value that it has is not a change.
+  virtual PrefStatus SetEntry(const plist::Text& name, const plist::Value& value) = 0;
+  // The store's own dictionary, for changes in place that NoteChange follows; null where changes go
+  // through SetEntry.
+  virtual plist::Value* EntriesToChange() { return nullptr; }
+  virtual void NoteChange() {}
 
   // Saves what was set.
   virtual PrefStatus Save() = 0;
 };
 
-// What a domain is opened for.
+// The purpose for which a domain is opened.
 enum class StorePurpose {
   kRead,
   kRehearse,  // a change that is never saved: nothing is locked
   kChange,
-  kCreate,  // a change that may bring the file and its folder into being
+  kCreate,  // a change that may make the file and its folder
 };
 
 // The store of a usable domain in a known scope. `given_domain` is the domain before its scope
 // changed it, whose lock the shared scope takes. Null when another process holds the lock.
 std::unique_ptr<DomainStore> OpenStore(const EffectiveDomain& domain,
                                        const CAtlString& given_domain, StorePurpose purpose);
+
+// Whether operations can work on a domain: kUnknownScope, kRefusedDomain.
+PrefStatus CheckAddress(const EffectiveDomain& domain);
+
+// The path of the file behind a usable domain of a known scope.
+std::string FileOfDomain(const EffectiveDomain& domain);
+
+// The file behind any scope: read once, changed in memory, written once. While it is open for a
+// change its folder is locked against every other user of this class and against the
+// synchronisation of preferences, of all users; in the shared scope the lock record of the given
+// domain is held, too.
+class FileDomainStore : public DomainStore {
+ public:
+  // A refused lock record (lock_record.h) makes a change fail, or is ignored.
+  enum class RefusedRecord { kFail, kIgnore };
+  FileDomainStore(const EffectiveDomain& domain, const CAtlString& given_domain,
+                  StorePurpose purpose, LockWait wait = {},
+                  RefusedRecord refused = RefusedRecord::kFail);
+  // A path of the shared scope, changed without a record.
+  FileDomainStore(std::string path, StorePurpose purpose);
+
+  // ok with entries, kNotFound without a file, kLockNotObtained, or why the file cannot be read or
+  // its folder cannot be used for the change. In the last case the entries of a sound file are
+  // there all the same, and Save fails with this status.
+  const PrefStatus& status() const { return status_; }
+  const plist::File& file() const { return file_; }
+
+  // Whether status() is that of a file that StartAnew may replace.
+  bool CanStartAnew() const;
+  // Replaces a file that is not a property list of entries by an empty domain and keeps the old
+  // file beside it. Unless the new one is saved, the old one is put back.
+  PrefStatus StartAnew();
+  // Where StartAnew kept the old file.
+  const std::string& kept() const { return file_.kept_path(); }
+
+  // All entries as they are now; no value without a sound file until something is set.
+  const plist::Value& entries() const { return root_; }
+  // Replaces all entries.
+  void ReplaceEntries(plist::Value entries);
+
+  plist::Value Entry(const plist::Text& name) override;
+  // Fails with status() when there is no dictionary to put it in; a missing file is an empty one.
+  PrefStatus SetEntry(const plist::Text& name, const plist::Value& value) override;
+  plist::Value* EntriesToChange() override { return root_ ? &root_ : nullptr; }
+  void NoteChange() override { changed_ = true; }
+  // Writes the file if something was changed; otherwise flushes the file that is there to disk.
+  PrefStatus Save() override;
+
+ private:
+  void Open(StorePurpose purpose, const LockWait& wait, RefusedRecord refused);
+  void ReadWithoutLock(int error);
+  // Takes the lock of the folder and the record: 0, or an error number.
+  int Lock(StorePurpose purpose, const LockWait& wait);
+  PrefStatus StatusOf(int error) const;
+
+  plist::File file_;
+  std::optional<CAtlString> record_domain_;
+  SharedLockHold record_;
+  PrefStatus status_;
+  bool may_save_ = true;
+  bool changed_ = false;
+  plist::Value root_;
+};
+
+// The store of the shared scope, with its rules for setting an entry where no sound file is.
+class SharedDomainStore : public FileDomainStore {
+ public:
+  using FileDomainStore::FileDomainStore;
+  // For the writers, who have no result for a refused record: the kernel lock counts.
+  SharedDomainStore(const EffectiveDomain& domain, const CAtlString& given_domain,
+                    StorePurpose purpose)
+      : FileDomainStore(domain, given_domain, purpose, {}, RefusedRecord::kIgnore) {}
+
+  // Without a sound file only a dictionary is set, and starts a new file.
+  PrefStatus SetEntry(const plist::Text& name, const plist::Value& value) override;
+};
 
 }  // namespace orvik

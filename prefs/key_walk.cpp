@@ -1,62 +1,74 @@
 #include "prefs/key_walk.h"
 
-#include "platform/core_foundation/property_list.h"
-#include "platform/core_foundation/property_list_equality.h"
-#include "platform/core_foundation/property_list_fault.h"
-#include "prefs/dictionary_type.h"
-#include "prefs/platform_values.h"
+#include "plist/forms.h"
 #include "strings/utf8_strings.h"
 
 namespace orvik {
 
 namespace {
 
-CAutoCFRelease<CFMutableDictionaryRef> ModifiableForm(CFTypeRef dictionary, bool is_modifiable) {
-  if (is_modifiable) {
-    CFRetain(dictionary);
-    return CAutoCFRelease<CFMutableDictionaryRef>(AsMutable(dictionary));
+// Changes a domain's entries in place. *changed tells whether anything is different now.
+PrefStatus ChangeBelow(plist::Value& root, const KeyPath& path, const CAtlString& name,
+                       const plist::Value& value, MissingKeys missing, bool* changed) {
+  const FoundValue key = FindKey(&root, path);
+  if (key.status.error == PrefError::kNotAKey ||
+      (!key.status.ok() && missing == MissingKeys::kFail)) {
+    return key.status;
   }
-  return CAutoCFRelease<CFMutableDictionaryRef>(CFDictionaryCreateMutableCopy(
-      kCFAllocatorDefault, 0, static_cast<CFDictionaryRef>(dictionary)));
+  if (key.status.ok()) {
+    const plist::Value* const present = key.value.Find(name.View());
+    if (present == nullptr ? !value : *present == value) {
+      return PrefStatus::Ok();
+    }
+  }
+  plist::Value* innermost = &root;
+  for (int i = 1; i <= path.count(); ++i) {
+    const plist::Text step = path.name(i).View();
+    if (innermost->Find(step) == nullptr) {
+      innermost->Set(step, plist::Value::Dictionary());
+    }
+    innermost = innermost->Change(step);
+  }
+  if (value) {
+    innermost->Set(name.View(), value);
+  } else {
+    innermost->Remove(name.View());
+  }
+  *changed = true;
+  return PrefStatus::Ok();
 }
 
 }  // namespace
 
-FoundKey FindKey(CFTypeRef top_entry, const KeyPath& path) {
-  CFTypeRef entry = top_entry;
-  for (int i = 1;; ++i) {
-    if (entry == nullptr) {
-      return {{PrefError::kNotFound}};
+FoundValue FindKey(const plist::Value* root, const KeyPath& path) {
+  for (int i = 1; i <= path.count() && root != nullptr; ++i) {
+    root = root->Find(path.name(i).View());
+    if (root != nullptr && !root->is_dictionary()) {
+      return {{PrefError::kNotAKey}, {}};
     }
-    if (!IsADictionaryType(entry)) {
-      return {{PrefError::kNotAKey}};
-    }
-    const auto dictionary = static_cast<CFDictionaryRef>(entry);
-    if (i == path.count()) {
-      return {{}, dictionary};
-    }
-    entry = CFDictionaryGetValue(dictionary, PlatformString(path.name(i + 1)));
   }
+  return root == nullptr ? FoundValue{{PrefError::kNotFound}, {}} : FoundValue{{}, *root};
 }
 
 FoundValue FindKeyIn(DomainStore& store, const KeyPath& path) {
-  const auto top = store.CopyEntry(PlatformString(path.name(1)));
-  const FoundKey key = FindKey(top, path);
-  return {key.status, CAutoCFRelease<CFTypeRef>::Retaining(key.dictionary)};
+  plist::Value top = plist::Value::Dictionary();
+  if (plist::Value entry = store.Entry(path.name(1).View())) {
+    top.Set(path.name(1).View(), std::move(entry));
+  }
+  return FindKey(&top, path);
 }
 
 FoundValue FindValueIn(DomainStore& store, const KeyPath& path, const CAtlString& name) {
-  const CAutoCFRelease<CFStringRef> entry_name = PlatformString(name);
   FoundValue found;
   if (path.empty()) {
-    found.value = store.CopyEntry(entry_name);
+    found.value = store.Entry(name.View());
   } else {
     found = FindKeyIn(store, path);
     if (!found.status.ok()) {
       return found;
     }
-    found.value = CAutoCFRelease<CFTypeRef>::Retaining(
-        CFDictionaryGetValue(static_cast<CFDictionaryRef>(found.value.Get()), entry_name));
+    const plist::Value* const value = found.value.Find(name.View());
+    found.value = value == nullptr ? plist::Value() : plist::Value(*value);
   }
   if (!found.value) {
     found.status = {PrefError::kNotFound};
@@ -65,7 +77,7 @@ FoundValue FindValueIn(DomainStore& store, const KeyPath& path, const CAtlString
 }
 
 bool IsTooDeep(const KeyPath& path) {
-  return path.count() >= kPropertyListMaximumDepth;
+  return static_cast<std::size_t>(path.count()) >= plist::kMaximumDepth;
 }
 
 void AddToWay(std::string& way, std::string_view step) {
@@ -87,74 +99,38 @@ std::string WayOf(const KeyPath& path) {
   return way;
 }
 
-PrefStatus NotSerializable(const KeyPath& path, const CAtlString* name, CFTypeRef value) {
+PrefStatus NotSerializable(const KeyPath& path, const CAtlString* name, const plist::Value& value) {
   std::string way = WayOf(path);
   if (name != nullptr) {
     AddToWay(way, *name);
   }
-  AddToWay(way, FaultInPropertyList(value).value_or(std::string()));
+  AddToWay(way, plist::FindFault(value).value_or(std::string()));
   return {.error = PrefError::kNotSerializable, .path = std::move(way)};
 }
 
-KeyWalk::KeyWalk(DomainStore& store, const KeyPath& path, MissingKeys missing)
-    : store_(store), top_name_(PlatformString(path.name(1))) {
-  const bool modifiable = store.OwnsEntries();
-  const CAutoCFRelease<CFTypeRef> top_entry = store.CopyEntry(top_name_);
-  CFTypeRef entry = top_entry;
-  for (int i = 1; i <= path.count(); ++i) {
-    if (entry != nullptr && !IsADictionaryType(entry)) {
-      status_ = {PrefError::kNotAKey};
-      return;
-    }
-    if (entry == nullptr && missing == MissingKeys::kFail) {
-      status_ = {PrefError::kNotFound};
-      return;
-    }
-    made_keys_ = made_keys_ || entry == nullptr;
-    CAutoCFRelease<CFMutableDictionaryRef> key =
-        entry == nullptr ? NewDictionary() : ModifiableForm(entry, modifiable);
-    const CFMutableDictionaryRef reached = key;
-    if (i == 1) {
-      top_ = std::move(key);
-    } else if (reached != entry) {
-      CFDictionarySetValue(innermost_, PlatformString(path.name(i)), reached);
-    }
-    innermost_ = reached;
-    if (i < path.count()) {
-      entry = CFDictionaryGetValue(innermost_, PlatformString(path.name(i + 1)));
-    }
-  }
-}
-
-PrefStatus KeyWalk::WriteBack() {
-  return store_.SetEntry(top_name_, top_);
-}
-
 PrefStatus ApplyChange(DomainStore& store, const KeyPath& path, const CAtlString& name,
-                       CFTypeRef value, MissingKeys missing) {
-  const CAutoCFRelease<CFStringRef> entry_name = PlatformString(name);
+                       const plist::Value& value, MissingKeys missing) {
   if (path.empty()) {
-    return store.SetEntry(entry_name, value);
+    return store.SetEntry(name.View(), value);
   }
-  if (value != nullptr && IsTooDeep(path)) {
+  if (value && IsTooDeep(path)) {
     return NotSerializable(path, &name, value);
   }
-  KeyWalk walk(store, path, missing);
-  if (!walk.status().ok()) {
-    return walk.status();
+  bool changed = false;
+  if (plist::Value* const entries = store.EntriesToChange()) {
+    PrefStatus status = ChangeBelow(*entries, path, name, value, missing, &changed);
+    if (changed) {
+      store.NoteChange();
+    }
+    return status;
   }
-  const CFTypeRef present = CFDictionaryGetValue(walk.innermost(), entry_name);
-  // The same object comes back when its contents were changed.
-  const bool is_there = (value == nullptr || present != value) && IsSameValue(present, value);
-  if (is_there && store.OwnsEntries() && !walk.made_keys()) {
-    return PrefStatus::Ok();
+  const plist::Text top_name = path.name(1).View();
+  plist::Value top = plist::Value::Dictionary();
+  if (plist::Value entry = store.Entry(top_name)) {
+    top.Set(top_name, std::move(entry));
   }
-  if (value != nullptr) {
-    CFDictionarySetValue(walk.innermost(), entry_name, value);
-  } else {
-    CFDictionaryRemoveValue(walk.innermost(), entry_name);
-  }
-  return walk.WriteBack();
+  const PrefStatus status = ChangeBelow(top, path, name, value, missing, &changed);
+  return status.ok() ? store.SetEntry(top_name, *top.Find(top_name)) : status;
 }
 
 }  // namespace orvik

@@ -5,9 +5,12 @@
 #include <syslog.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
+#include <chrono>
 #include <cstdint>
 #include <optional>
+#include <thread>
 #include <utility>
 
 #include "host/proc.h"
@@ -16,8 +19,9 @@
 #include "platform/carbon/errno_status.h"
 #include "platform/carbon/processes.h"
 #include "platform/core_foundation/cf_preferences.h"
-#include "prefs/file_domain_store.h"
-#include "prefs/platform_values.h"
+#include "prefs/auto_release.h"
+#include "prefs/domain_store.h"
+#include "prefs/shared_lock.h"
 #include "prefs/value_conversion.h"
 
 namespace orvik {
@@ -72,10 +76,10 @@ CAtlString NameOfProcess(int pid) {
 }
 
 LockRecord::LockRecord(const CAtlString& domain)
-    : file_(FileOfRecord(domain), host::Flush::kNone, PropertyListFile::Saving::kInPlace) {}
+    : file_(FileOfRecord(domain), host::Flush::kNone, plist::File::Saving::kInPlace) {}
 
 bool LockRecord::Lock(int milliseconds) {
-  const int error = file_.Lock(PropertyListFile::Folder::kMake, milliseconds);
+  const int error = file_.Lock(plist::File::Folder::kMake, milliseconds);
   if (file_.is_lock_refused()) Refuse(file_.obstacle());
   return error != EWOULDBLOCK;
 }
@@ -95,7 +99,7 @@ std::string LockRecord::FindObstacle() {
 void LockRecord::Refuse(std::string path) {
   host::SystemLog(LOG_WARNING, "Lock record is refused: \"" + path + "\"");
   refused_ = std::move(path);
-  entries_.Free();
+  entries_ = {};
 }
 
 void LockRecord::Read() {
@@ -105,8 +109,7 @@ void LockRecord::Read() {
     Refuse(std::move(obstacle));
     return;
   }
-  const bool has_entries =
-      file_.Read(kCFPropertyListMutableContainers) == PropertyListFile::Contents::kEntries;
+  const bool has_entries = file_.Read() == plist::File::Contents::kEntries;
   // Another file may have come into its place before it was opened.
   const bool is_another =
       file_.opened().descriptor
@@ -116,23 +119,24 @@ void LockRecord::Read() {
     Refuse(path());
     return;
   }
-  entries_.Attach(has_entries ? AsMutable(CFRetain(file_.root())) : nullptr);
+  entries_ = has_entries ? file_.root() : plist::Value();
 }
 
-CFTypeRef LockRecord::Value(const char16_t* name) const {
-  return entries_ ? CFDictionaryGetValue(entries_, PlatformString(name)) : nullptr;
+plist::Value LockRecord::Entry(const char16_t* name) const {
+  const plist::Value* const value = entries_ ? entries_.Find(name) : nullptr;
+  return value == nullptr ? plist::Value() : *value;
 }
 
 int LockRecord::lock() const {
-  return IntOfValue(Value(kLock)).value_or(0);
+  return IntOfValue(Entry(kLock)).value_or(0);
 }
 
 CAtlString LockRecord::process() const {
-  return TextOfValue(Value(kProcess)).value_or(CAtlString());
+  return TextOfValue(Entry(kProcess)).value_or(CAtlString());
 }
 
 int LockRecord::pid() const {
-  return IntOfValue(Value(kPid)).value_or(-1);
+  return IntOfValue(Entry(kPid)).value_or(-1);
 }
 
 bool LockRecord::IsHeld() const {
@@ -143,31 +147,126 @@ bool LockRecord::IsHeld() const {
 
 void LockRecord::Take() {
   const OwnProcess& own = Own();
-  Save(1, own.name, PlatformNumber(own.pid));
+  Save(1, own.name, own.pid);
 }
 
 void LockRecord::Release() {
-  if (Save(0, CAtlString(), nullptr) != 0 && MayChange()) {
+  if (Save(0, CAtlString(), std::nullopt) != 0 && MayChange()) {
     // Also one that could not be read.
     file_.Remove(identity().exists ? identity() : examined_);
   }
 }
 
-int LockRecord::Save(int lock, const CAtlString& process, CFTypeRef pid) {
+int LockRecord::Save(int lock, const CAtlString& process, std::optional<int> pid) {
   if (!MayChange()) {
     return EPERM;
   }
   if (!entries_) {
-    entries_ = NewDictionary();
+    entries_ = plist::Value::Dictionary();
   }
-  CFDictionarySetValue(entries_, PlatformString(kLock), PlatformNumber(lock));
-  CFDictionarySetValue(entries_, PlatformString(kProcess), PlatformString(process));
-  if (pid != nullptr) {
-    CFDictionarySetValue(entries_, PlatformString(kPid), pid);
+  entries_.Set(kLock, lock);
+  entries_.Set(kProcess, process.View());
+  if (pid) {
+    entries_.Set(kPid, *pid);
   } else {
-    CFDictionaryRemoveValue(entries_, PlatformString(kPid));
+    entries_.Remove(kPid);
   }
   return file_.SaveInPlace(entries_);
+}
+
+namespace {
+
+using Clock = std::chrono::steady_clock;
+using std::chrono::milliseconds;
+
+constexpr milliseconds kPause(1000);
+constexpr milliseconds kLongest = kSharedLockTries * kPause;
+
+// The limit of this thread.
+struct Limit {
+  int depth = 0;
+  Clock::time_point end;
+  int tries = 0;
+};
+thread_local Limit limit;
+
+}  // namespace
+
+SharedLockTimeLimit::SharedLockTimeLimit() {
+  if (limit.depth++ == 0) {
+    limit.end = Clock::now() + kLongest;
+    limit.tries = kSharedLockTries;
+  }
+}
+
+SharedLockTimeLimit::~SharedLockTimeLimit() {
+  --limit.depth;
+}
+
+LockTries::LockTries(const LockWait& wait)
+    : end_(Clock::now() + wait.value_or(kLongest)), is_limited_(wait.has_value()) {
+  if (limit.depth == 0) {
+    tries_ = kSharedLockTries;
+  } else {
+    end_ = std::min(end_, limit.end);
+  }
+}
+
+milliseconds LockTries::Left() const {
+  const auto left = std::chrono::ceil<milliseconds>(end_ - Clock::now());
+  return std::clamp(left, milliseconds(0), kLongest);
+}
+
+bool LockTries::Again() {
+  const milliseconds left = Left();
+  if (left.count() == 0) {
+    return false;
+  }
+  if (is_limited_) {
+    std::this_thread::sleep_for(std::min(left, kPause));
+    return true;
+  }
+  int& tries = tries_ ? *tries_ : limit.tries;
+  if (tries == 0) {
+    return false;
+  }
+  WaitForSharedLock();
+  return --tries > 0;
+}
+
+bool SharedLockHold::Take(const CAtlString& domain, LockTries& tries,
+                          const std::function<Entered()>& enter,
+                          const std::function<void()>& leave) {
+  do {
+    const Entered entered = enter();
+    if (entered == Entered::kBusy) {
+      return false;
+    }
+    const bool takes = entered == Entered::kLocked;
+    record_.emplace(domain);
+    if (!takes || record_->Lock(tries.LeftMilliseconds())) {
+      record_->Read();
+      if (!record_->IsHeld()) {
+        if (takes) {
+          // Should taking it fail for want of memory, the destructor releases it.
+          record_->Take();
+        } else {
+          record_.reset();
+        }
+        return true;
+      }
+    }
+    record_.reset();
+    leave();
+  } while (tries.Again());
+  return false;
+}
+
+void SharedLockHold::Release() {
+  if (record_) {
+    record_->Release();
+    record_.reset();
+  }
 }
 
 }  // namespace orvik

@@ -11,24 +11,13 @@
 #include <string_view>
 #include <vector>
 
+#include "plist/differences.h"
 #include "prefs/pref_status.h"
-#include "prefs/preference_value.h"
 
 namespace [[gnu::visibility("default")]] orvik {
 
-// One value that is another one than before. A key that appears or goes is reported value by value;
-// an empty one as an empty dictionary.
-struct PreferenceChange {
-  std::vector<std::u16string> path;       // from the watched key down to the value
-  std::optional<PreferenceValue> before;  // none: it was made
-  std::optional<PreferenceValue> after;   // none: it was removed
-
-  bool operator==(const PreferenceChange&) const = default;
-};
-
-// What turns one dictionary into the other, in the order of the names.
-std::vector<PreferenceChange> ChangesBetween(const PreferenceDictionary& before,
-                                             const PreferenceDictionary& after);
+// One value that changed (plist/differences.h); its path starts at the watched key.
+using PreferenceChange = plist::Difference;
 
 // Watches the file behind a scope and domain, and the files that links lead to. Neither the file
 // nor its folders need exist. An object is used by one thread at a time.
@@ -55,8 +44,8 @@ class PreferenceWatch {
   // What has changed since the object was made or this was last called. Never blocks.
   std::vector<PreferenceChange> TakeChanges();
 
-  // The values as TakeChanges last found them.
-  const PreferenceDictionary& values() const;
+  // The values as TakeChanges last found them, in a dictionary.
+  const plist::Value& values() const;
 
  private:
   struct State;

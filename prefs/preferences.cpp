@@ -1,20 +1,24 @@
 #include "prefs/preferences.h"
 
+#include <stdlib.h>
+
 #include <utility>
 
-#include "prefs/change.h"
+#include "platform/carbon/errno_status.h"
+#include "platform/carbon/folders.h"
+#include "platform/core_foundation/dictionary.h"
 #include "prefs/domain_store.h"
 #include "prefs/key_walk.h"
-#include "prefs/platform_values.h"
 #include "prefs/value_conversion.h"
+#include "strings/utf8_strings.h"
 
 namespace orvik {
 
 namespace {
 
-// What a reader finds, or null.
-CAutoCFRelease<CFTypeRef> CopyFound(int scope, const KeyPath& path, const CAtlString& name,
-                                    const CAtlString& domain) {
+// The value that a reader finds, or none.
+plist::Value FindPreference(int scope, const KeyPath& path, const CAtlString& name,
+                            const CAtlString& domain) {
   const EffectiveDomain effective(scope, domain);
   if (!effective.usable() || !IsKnownScope(effective.scope)) {
     return {};
@@ -24,22 +28,70 @@ CAutoCFRelease<CFTypeRef> CopyFound(int scope, const KeyPath& path, const CAtlSt
   return std::move(FindValueIn(*store, path, name).value);
 }
 
+// The one way in which the writers and deleters change a value; no value removes it.
+DWORD ChangeEntry(const EffectiveDomain& effective, const CAtlString& given_domain,
+                  const KeyPath& path, const CAtlString& name, const plist::Value& value) {
+  const bool writes = static_cast<bool>(value);
+  const auto store =
+      OpenStore(effective, given_domain,
+                writes && !path.empty() ? StorePurpose::kCreate : StorePurpose::kChange);
+  if (store == nullptr) {
+    return kPreferenceLockNotObtained;
+  }
+  if (writes) {
+    static_cast<void>(store->Synchronize());
+  }
+  const PrefStatus status =
+      ApplyChange(*store, path, name, value, writes ? MissingKeys::kMake : MissingKeys::kFail);
+  if (status.error == PrefError::kNotAKey || status.error == PrefError::kNotFound) {
+    return writes ? kPreferenceBadKey : kPreferenceNotFound;
+  }
+  if (status.ok()) {
+    static_cast<void>(store->Save());
+  }
+  return kPreferenceSuccess;
+}
+
+DWORD WriteEntry(int scope, const CAtlString& domain, const KeyPath& path, const CAtlString& name,
+                 const plist::Value& value) {
+  const EffectiveDomain effective(scope, domain);
+  if (!IsKnownScope(effective.scope)) {
+    return kPreferenceSuccess;
+  }
+  if (!effective.usable()) {
+    return kPreferenceInvalidDomain;
+  }
+  return IsTooDeep(path) ? kPreferenceBadKey : ChangeEntry(effective, domain, path, name, value);
+}
+
+DWORD DeleteEntry(int scope, const CAtlString& domain, const KeyPath& path,
+                  const CAtlString& name) {
+  const EffectiveDomain effective(scope, domain);
+  if (!IsKnownScope(effective.scope)) {
+    return path.empty() ? kPreferenceSuccess : kPreferenceNotFound;
+  }
+  if (!effective.usable()) {
+    return kPreferenceInvalidDomain;
+  }
+  return ChangeEntry(effective, domain, path, name, plist::Value());
+}
+
 }  // namespace
 
 DWORD WritePreferenceString(int scope, CAtlString key_path, CAtlString name, CAtlString value,
                             CAtlString domain) {
-  return WriteEntry(scope, domain, KeyPath(key_path), name, PlatformString(value));
+  return WriteEntry(scope, domain, KeyPath(key_path), name, value.View());
 }
 
 DWORD WritePreferenceInt(int scope, CAtlString key_path, CAtlString name, int value,
                          CAtlString domain) {
-  return WriteEntry(scope, domain, KeyPath(key_path), name, PlatformNumber(value));
+  return WriteEntry(scope, domain, KeyPath(key_path), name, value);
 }
 
 CAtlString GetPreferenceString(int scope, CAtlString key_path, CAtlString name,
                                CAtlString default_value, unsigned long* error, CAtlString domain) {
   *error = kPreferenceSuccess;
-  if (auto text = TextOfValue(CopyFound(scope, key_path, name, domain))) {
+  if (auto text = TextOfValue(FindPreference(scope, key_path, name, domain))) {
     return *std::move(text);
   }
   *error = kPreferenceNotFound;
@@ -49,7 +101,7 @@ CAtlString GetPreferenceString(int scope, CAtlString key_path, CAtlString name,
 int GetPreferenceInt(int scope, CAtlString key_path, CAtlString name, int default_value,
                      unsigned long* error, CAtlString domain) {
   *error = kPreferenceSuccess;
-  if (const auto value = IntOfValue(CopyFound(scope, key_path, name, domain))) {
+  if (const auto value = IntOfValue(FindPreference(scope, key_path, name, domain))) {
     return *value;
   }
   *error = kPreferenceNotFound;
@@ -79,8 +131,57 @@ void ListPreferences(int scope, CAtlString key_path,
   const auto store = OpenStore(effective, domain, StorePurpose::kRead);
   const FoundValue key = FindKeyIn(*store, path);
   if (key.status.ok()) {
-    AppendNames(static_cast<CFDictionaryRef>(key.value.Get()), names);
+    for (const auto& entry : key.value.entries()) {
+      names.Add(CAtlString(std::u16string_view(entry.key.text().ToUnits())));
+    }
   }
+}
+
+bool IsADictionaryType(CFTypeRef value) {
+  return value != nullptr && CFGetTypeID(value) == CFDictionaryGetTypeID();
+}
+
+namespace {
+
+CAtlString ApplicationSupportFolder() {
+  FSRef folder;
+  UInt8 path[2047];
+  if (FSFindFolder(kUserDomain, kApplicationSupportFolderType, true, &folder) != noErr ||
+      FSRefMakePath(&folder, path, sizeof path) != noErr) {
+    return {};
+  }
+  return MakeWideStringFromUTF8String(reinterpret_cast<const char*>(path));
+}
+
+struct SubFolder {
+  const char16_t* application;
+  const char16_t* folder;
+};
+
+constexpr SubFolder kSubFolders[] = {
+    {u"vistago", u"/Vistgo"},
+    {u"Shared", u"/Shared"},
+    {u"ORVIK Tavlo Software", u"/ORVIK Tavlo Software"},
+    {u"ORVIK Conceptra", u"/ORVIK Conceptra"},
+    {u"ORVIK Pagewell", u"/Pagewell Software"},
+};
+
+}  // namespace
+
+CAtlString GetPreferenceApplicationPath(CAtlString application) {
+  CAtlString path = ApplicationSupportFolder();
+  if (path.IsEmpty()) {
+    const char* home = secure_getenv("HOME");
+    path =
+        MakeWideStringFromUTF8String(home == nullptr ? "" : home) + u"/Library/Application Support";
+  }
+  path += u"/" + GetCompanyName();
+  for (const SubFolder& sub_folder : kSubFolders) {
+    if (application.EqualFolded(sub_folder.application)) {
+      return path + sub_folder.folder + u"/";
+    }
+  }
+  return path + u"/" + application + u"/";
 }
 
 }  // namespace orvik

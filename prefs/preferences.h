@@ -14,13 +14,22 @@
 #pragma once
 
 #include "platform/core_foundation/base.h"
-#include "prefs/dictionary_type.h"
-#include "prefs/result_codes.h"
 #include "prefs/scope.h"
 #include "strings/atl_array.h"
 #include "strings/atl_string.h"
+#include "strings/platform_reference.h"
+#include "strings/windows_types.h"
 
 namespace [[gnu::visibility("default")]] orvik {
+
+// The answers of the writers and deleters.
+inline constexpr DWORD kPreferenceSuccess = 0;
+inline constexpr DWORD kPreferenceNotFound = 2;
+inline constexpr DWORD kPreferenceInvalidDomain = 123;  // IsUsableDomain; nothing was touched
+// A value that is no key lies on the key path, or the path has more components than a property list
+// may have levels.
+inline constexpr DWORD kPreferenceBadKey = 1010;
+inline constexpr DWORD kPreferenceLockNotObtained = 1460;  // shared scope; nothing was changed
 
 // Puts a value under a key path, making the keys that are missing and replacing a value of that
 // name of whatever type. Something on the key path that is no dictionary is not overwritten
@@ -64,5 +73,10 @@ void ListPreferences(int scope, CAtlString key_path,
 //   ORVIK Pagewell          .../ORVIK Technologies/Pagewell Software/
 //   Shared, ORVIK Tavlo Software, ORVIK Conceptra, any other   .../ORVIK Technologies/<name>/
 CAtlString GetPreferenceApplicationPath(CAtlString application);
+
+// Whether a property-list object is a dictionary; false for null.
+bool IsADictionaryType(CFTypeRef value);
+template <NoReferenceFor<CFTypeRef> Value>
+bool IsADictionaryType(const Value&) = delete;  // use a platform object
 
 }  // namespace orvik

@@ -4,10 +4,11 @@
 #include <utility>
 #include <vector>
 
-#include "prefs/file_domain_store.h"
+#include "platform/core_foundation/property_list_objects.h"
+#include "plist/forms.h"
+#include "prefs/domain_store.h"
 #include "prefs/key_walk.h"
-#include "prefs/platform_values.h"
-#include "prefs/salvage.h"
+#include "strings/utf8_strings.h"
 
 namespace orvik {
 
@@ -16,20 +17,20 @@ std::string PreferenceFilePath(int scope, const CAtlString& domain) {
   return CheckAddress(effective).ok() ? FileOfDomain(effective) : std::string();
 }
 
-PrefResult<CFDictionaryRef> CopyDomain(int scope, const CAtlString& domain) {
+PrefValue ReadDomain(int scope, const CAtlString& domain) {
   const EffectiveDomain effective(scope, domain);
-  if (const PrefStatus status = CheckAddress(effective); !status.ok()) {
-    return {status, {}};
+  if (PrefStatus status = CheckAddress(effective); !status.ok()) {
+    return {std::move(status), {}};
   }
   const FileDomainStore store(effective, domain, StorePurpose::kRead);
-  return {store.status(), CAutoCFRelease<CFDictionaryRef>::Retaining(store.entries())};
+  return {store.status(), store.entries()};
 }
 
-PrefResult<CFTypeRef> CopyPreference(int scope, const KeyPath& key_path, const CAtlString& name,
-                                     const CAtlString& domain) {
+PrefValue ReadPreference(int scope, const KeyPath& key_path, const CAtlString& name,
+                         const CAtlString& domain) {
   const EffectiveDomain effective(scope, domain);
-  if (const PrefStatus status = CheckAddress(effective); !status.ok()) {
-    return {status, {}};
+  if (PrefStatus status = CheckAddress(effective); !status.ok()) {
+    return {std::move(status), {}};
   }
   FileDomainStore store(effective, domain, StorePurpose::kRead);
   if (!store.status().ok()) {
@@ -39,34 +40,54 @@ PrefResult<CFTypeRef> CopyPreference(int scope, const KeyPath& key_path, const C
   return {std::move(found.status), std::move(found.value)};
 }
 
-PrefResult<CFDictionaryRef> CopyPreferenceKey(int scope, const KeyPath& key_path,
-                                              const CAtlString& domain) {
-  PrefResult<CFDictionaryRef> root = CopyDomain(scope, domain);
+PrefValue ReadPreferenceKey(int scope, const KeyPath& key_path, const CAtlString& domain) {
+  PrefValue root = ReadDomain(scope, domain);
   if (!root.ok() || key_path.empty()) {
     return root;
   }
-  const FoundKey key =
-      FindKey(CFDictionaryGetValue(root.value, PlatformString(key_path.name(1))), key_path);
-  return {key.status, CAutoCFRelease<CFDictionaryRef>::Retaining(key.dictionary)};
+  FoundValue key = FindKey(&root.value, key_path);
+  return {std::move(key.status), std::move(key.value)};
 }
 
 PrefStatus ListPreferenceNames(int scope, const KeyPath& key_path, const CAtlString& domain,
                                CAtlArray<CAtlString>& names) {
-  const PrefResult<CFDictionaryRef> key = CopyPreferenceKey(scope, key_path, domain);
+  const PrefValue key = ReadPreferenceKey(scope, key_path, domain);
   if (!key.ok()) {
     return key.status;
   }
-  CAtlArray<CAtlString> found;
-  AppendNames(key.value, found);
-  std::vector<std::u16string_view> sorted;
-  for (const CAtlString& name : found) {
-    sorted.push_back(name.View());
+  std::vector<std::u16string> sorted;
+  for (const auto& entry : key.value.entries()) {
+    sorted.push_back(entry.key.text().ToUnits());
   }
   std::sort(sorted.begin(), sorted.end());
-  for (const std::u16string_view name : sorted) {
+  for (const std::u16string& name : sorted) {
     names.Add(CAtlString(name));
   }
   return PrefStatus::Ok();
+}
+
+namespace {
+
+template <class Ref>
+PrefResult<Ref> ObjectOfResult(PrefValue result) {
+  return {std::move(result.status), CAutoCFRelease<Ref>(static_cast<Ref>(CreateObject(
+                                        result.value, kCFPropertyListMutableContainers)))};
+}
+
+}  // namespace
+
+PrefResult<CFDictionaryRef> CopyDomain(int scope, const CAtlString& domain) {
+  return ObjectOfResult<CFDictionaryRef>(ReadDomain(scope, domain));
+}
+
+PrefResult<CFTypeRef> CopyPreference(int scope, const KeyPath& key_path, const CAtlString& name,
+                                     const CAtlString& domain) {
+  return ObjectOfResult<CFTypeRef>(ReadPreference(scope, key_path, name, domain));
+}
+
+PrefResult<CFDictionaryRef> CopyPreferenceKey(int scope, const KeyPath& key_path,
+                                              const CAtlString& domain) {
+  return ObjectOfResult<CFDictionaryRef>(ReadPreferenceKey(scope, key_path, domain));
 }
 
 PrefCheck CheckDomain(int scope, const CAtlString& domain) {
@@ -78,29 +99,26 @@ PrefCheck CheckDomain(int scope, const CAtlString& domain) {
   const FileDomainStore store(effective, domain, StorePurpose::kRead);
   check.status = store.status();
   if (check.status.error == PrefError::kDamaged) {
-    CFStringRef reason = nullptr;
-    const CAutoCFRelease<CFTypeRef> none(CFPropertyListCreateFromXMLData(
-        kCFAllocatorDefault, store.file().bytes(), kCFPropertyListImmutable, &reason));
-    const CAutoCFRelease<CFStringRef> owner(reason);
-    check.damage = CAtlString(reason);
+    const std::string reason = plist::Read(store.file().bytes()).error;
+    check.damage = MakeWideStringFromUTF8String(CAtlStringA(reason.c_str()));
   }
   return check;
 }
 
 namespace {
 
-bool AreSameBytes(CFDataRef one, CFDataRef other) {
-  return one != nullptr && other != nullptr && CFEqual(one, other) != 0;
+bool AreSameBytes(const plist::Bytes& one, const plist::Bytes& other) {
+  return one != nullptr && other != nullptr && *one == *other;
 }
 
 // What repairing a file as it was found would give. The entries go to `entries`, and the status
 // says whether they may take the file's place unasked.
-PrefRepair Plan(const FileDomainStore& store, CAutoCFRelease<CFMutableDictionaryRef>& entries) {
+PrefRepair Plan(const FileDomainStore& store, plist::Value& entries) {
   PrefRepair repair;
   repair.status = store.status();
   if (repair.status.ok()) {
     repair.was_sound = true;
-    repair.entries = static_cast<int>(CFDictionaryGetCount(store.entries()));
+    repair.entries = static_cast<int>(store.entries().count());
     return repair;
   }
   // An unreadable file is not necessarily damaged.
@@ -108,12 +126,13 @@ PrefRepair Plan(const FileDomainStore& store, CAutoCFRelease<CFMutableDictionary
   if (repair.status.error != PrefError::kDamaged && !is_other_list) {
     return repair;
   }
-  const CFDataRef bytes = store.file().bytes();
-  Salvage salvage =
-      is_other_list ? NothingOf("a property list without entries", bytes) : SalvageEntries(bytes);
-  repair.entries = static_cast<int>(CFDictionaryGetCount(salvage.entries));
-  repair.losses = std::move(salvage.losses);
-  repair.lost = salvage.lost;
+  const plist::Bytes& bytes = store.file().bytes();
+  plist::Salvage salvage = is_other_list
+                               ? plist::LoseEverything("a property list without entries", bytes)
+                               : plist::SalvageEntries(bytes);
+  repair.entries = static_cast<int>(salvage.entries.count());
+  repair.losses = salvage.losses.list();
+  repair.lost = salvage.losses.count();
   if (!is_other_list) {
     repair.status = {repair.entries == 0 ? PrefError::kNothingSaved : PrefError::kNone};
   }
@@ -131,7 +150,7 @@ PrefRepair RepairDomain(int scope, const CAtlString& domain,
     repair.status = std::move(status);
     return repair;
   }
-  CAutoCFRelease<CFMutableDictionaryRef> entries;
+  plist::Value entries;
   const auto may_save = [&](const PrefRepair& repair) {
     return entries && (repair.status.ok() || mode == PrefRepairMode::kReplace);
   };
@@ -145,7 +164,7 @@ PrefRepair RepairDomain(int scope, const CAtlString& domain,
   if (store.status().error != found.status().error ||
       !AreSameBytes(store.file().bytes(), found.file().bytes())) {
     // The lock was not obtained, or somebody was faster.
-    entries.Free();
+    entries = {};
     repair = Plan(store, entries);
     if (!may_save(repair)) {
       return repair;

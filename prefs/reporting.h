@@ -10,8 +10,9 @@
 #include <string>
 #include <vector>
 
-#include "platform/core_foundation/array.h"
 #include "platform/core_foundation/dictionary.h"
+#include "plist/salvage.h"
+#include "plist/value.h"
 #include "prefs/auto_release.h"
 #include "prefs/key_path.h"
 #include "prefs/pref_status.h"
@@ -20,10 +21,9 @@
 
 namespace [[gnu::visibility("default")]] orvik {
 
-template <class Ref>
-struct PrefResult {
+struct PrefValue {
   PrefStatus status;
-  CAutoCFRelease<Ref> value;
+  plist::Value value;
 
   bool ok() const { return status.ok(); }
 };
@@ -34,16 +34,15 @@ std::string PreferenceFilePath(int scope, const CAtlString& domain);
 
 // All top-level entries. kNotFound without a file; kDamaged, kRootNotDictionary, kUnreadable,
 // kRefusedDomain, kUnknownScope.
-PrefResult<CFDictionaryRef> CopyDomain(int scope, const CAtlString& domain);
+PrefValue ReadDomain(int scope, const CAtlString& domain);
 
 // One value or key of any type. kNotFound when there is none; kNotAKey when a value is on the
 // path. An empty key path looks among the top-level entries.
-PrefResult<CFTypeRef> CopyPreference(int scope, const KeyPath& key_path, const CAtlString& name,
-                                     const CAtlString& domain);
+PrefValue ReadPreference(int scope, const KeyPath& key_path, const CAtlString& name,
+                         const CAtlString& domain);
 
 // A key with everything below it; the whole domain for an empty key path.
-PrefResult<CFDictionaryRef> CopyPreferenceKey(int scope, const KeyPath& key_path,
-                                              const CAtlString& domain);
+PrefValue ReadPreferenceKey(int scope, const KeyPath& key_path, const CAtlString& domain);
 
 // Appends the names below a key, or of the domain's top-level entries for an empty key path, in
 // the order of their UTF-16 units.
@@ -52,21 +51,13 @@ PrefStatus ListPreferenceNames(int scope, const KeyPath& key_path, const CAtlStr
 
 // Whether the file is a sound property list of entries.
 struct PrefCheck {
-  PrefStatus status;  // as CopyDomain
+  PrefStatus status;  // as ReadDomain
   CAtlString damage;  // of a damaged file: what is wrong, in text with line and column
 };
 PrefCheck CheckDomain(int scope, const CAtlString& domain);
 
-// Something that a repair could not save.
-struct PrefLoss {
-  CAtlString path;         // the keys and indices that lead to it, with "/" between them
-  std::string what;        // a short English text in lower case, such as "a key without a value"
-  std::size_t line = 0;    // from 1; 0 in the binary form, where column is the byte, from 0
-  std::size_t column = 0;  // from 1, in characters
-  // How many bytes of the file (of its text as UTF-8) are lost there; 0 where only a tag is
-  // missing.
-  std::size_t bytes = 0;
-};
+// Something that a repair could not save (plist/salvage.h).
+using PrefLoss = plist::Loss;
 
 // What a repair did, or would do.
 struct PrefRepair {
@@ -97,5 +88,19 @@ enum class PrefRepairMode {
 PrefRepair RepairDomain(int scope, const CAtlString& domain,
                         std::optional<std::chrono::milliseconds> wait = {},
                         PrefRepairMode mode = PrefRepairMode::kSave);
+
+// The results as platform objects.
+template <class Ref>
+struct PrefResult {
+  PrefStatus status;
+  CAutoCFRelease<Ref> value;
+
+  bool ok() const { return status.ok(); }
+};
+PrefResult<CFDictionaryRef> CopyDomain(int scope, const CAtlString& domain);
+PrefResult<CFTypeRef> CopyPreference(int scope, const KeyPath& key_path, const CAtlString& name,
+                                     const CAtlString& domain);
+PrefResult<CFDictionaryRef> CopyPreferenceKey(int scope, const KeyPath& key_path,
+                                              const CAtlString& domain);
 
 }  // namespace orvik

@@ -1,7 +1,7 @@
 #include "prefs/scope.h"
 
 #include "platform/core_foundation/cf_preferences.h"
-#include "prefs/platform_values.h"
+#include "prefs/auto_release.h"
 
 namespace orvik {
 
@@ -28,9 +28,8 @@ bool IsUsableDomain(const CAtlString& domain) {
   if (domain.Find(u'\\') >= 0) {
     return false;
   }
-  return !host::PreferencesFile(PlatformString(domain), kCFPreferencesCurrentUser,
-                                kCFPreferencesAnyHost)
-              .empty();
+  const CAutoCFRelease<CFStringRef> name(domain.CreateCFStringRef(kCFAllocatorDefault));
+  return !host::PreferencesFile(name, kCFPreferencesCurrentUser, kCFPreferencesAnyHost).empty();
 }
 
 EffectiveDomain::EffectiveDomain(int given_scope, const CAtlString& given_domain)

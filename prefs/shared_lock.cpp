@@ -8,10 +8,8 @@
 
 #include "host/file_lock.h"
 #include "host/staged_file.h"
-#include "prefs/file_domain_store.h"
+#include "prefs/domain_store.h"
 #include "prefs/lock_record.h"
-#include "prefs/lock_wait.h"
-#include "prefs/platform_values.h"
 
 namespace orvik {
 

@@ -7,9 +7,9 @@
 #include "platform/carbon/errno_status.h"
 #include "platform/core_foundation/bundle.h"
 #include "platform/core_foundation/cf_preferences.h"
+#include "platform/core_foundation/property_list_objects.h"
 #include "prefs/auto_release.h"
-#include "prefs/dictionary_type.h"
-#include "prefs/file_domain_store.h"
+#include "prefs/domain_store.h"
 
 namespace orvik {
 
@@ -42,18 +42,19 @@ CFURLRef LibPref_CopySharedCFURLRef(CFStringRef domain) {
 }
 
 CFPropertyListRef SharedPropertyList(CFStringRef domain) {
-  PropertyListFile file(SharedPreferenceFilePath(domain));
-  file.Read(kCFPropertyListImmutable);
-  return file.root() == nullptr ? nullptr : CFRetain(file.root());
+  plist::File file(SharedPreferenceFilePath(domain));
+  file.Read();
+  return CreateObject(file.root(), kCFPropertyListImmutable);
 }
 
 SInt32 SavePropertiesToSharedFile(CFPropertyListRef properties, CFStringRef domain) {
-  PropertyListFile file(SharedPreferenceFilePath(domain));
-  if (file.Lock(PropertyListFile::Folder::kMake) != 0) {
+  plist::File file(SharedPreferenceFilePath(domain));
+  if (file.Lock(plist::File::Folder::kMake) != 0) {
     return coreFoundationUnknownErr;
   }
-  file.Read(kCFPropertyListImmutable);
-  const int error = file.Save(properties);
+  file.Read();
+  const std::optional<plist::Value> value = ValueOfObject(properties);
+  const int error = value ? file.Save(*value) : EINVAL;
   return error == EINVAL ? coreFoundationUnknownErr : host::StatusFromErrno(error);
 }
 
@@ -62,16 +63,20 @@ CFPropertyListRef SharedPreferencesCopyValue(CFStringRef name, CFStringRef domai
     return nullptr;
   }
   SharedDomainStore store(SharedPreferenceFilePath(domain), StorePurpose::kRead);
-  return store.CopyEntry(name).Detach();
+  return CreateObject(store.Entry(name->text()), kCFPropertyListMutableContainers);
 }
 
 void SharedPreferencesSetValue(CFStringRef name, CFPropertyListRef value, CFStringRef domain) {
   if (name == nullptr || domain == nullptr) {
     return;
   }
+  const std::optional<plist::Value> own = value == nullptr ? plist::Value() : ValueOfObject(value);
+  if (!own) {
+    return;
+  }
   SharedDomainStore store(SharedPreferenceFilePath(domain),
-                          IsADictionaryType(value) ? StorePurpose::kCreate : StorePurpose::kChange);
-  if (store.SetEntry(name, value).ok()) {
+                          own->is_dictionary() ? StorePurpose::kCreate : StorePurpose::kChange);
+  if (store.SetEntry(name->text(), *own).ok()) {
     static_cast<void>(store.Save());
   }
 }

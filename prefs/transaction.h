@@ -13,16 +13,19 @@
 #pragma once
 
 #include <chrono>
+#include <concepts>
 #include <functional>
 #include <optional>
+#include <utility>
 #include <vector>
 
-#include "platform/core_foundation/dictionary.h"
+#include "platform/core_foundation/property_list_objects.h"
+#include "plist/value.h"
 #include "prefs/auto_release.h"
 #include "prefs/key_path.h"
-#include "strings/platform_reference.h"
 #include "prefs/pref_status.h"
 #include "strings/atl_string.h"
+#include "strings/platform_reference.h"
 
 namespace [[gnu::visibility("default")]] orvik {
 
@@ -39,11 +42,18 @@ enum class IfDamaged {
 // A dictionary is a key.
 enum class ReplaceKeys { kNo, kYes };
 
-// The domain before and after a transaction; null is a domain without a file.
+// The domain before and after a transaction; no value for a domain without a file.
 struct TransactionResult {
-  CAutoCFRelease<CFDictionaryRef> before;
-  CAutoCFRelease<CFDictionaryRef> after;
+  plist::Value before;
+  plist::Value after;
 };
+
+// The value of a platform object, for callers that have one. No value for an object that no
+// property list can hold, which a transaction refuses (kNotSerializable).
+template <PlatformReference Ref>
+plist::Value ValueOf(const Ref& object) {
+  return ValueOfObject(object).value_or(plist::Value());
+}
 
 class Transaction {
  public:
@@ -53,17 +63,21 @@ class Transaction {
   // Changes. They are made in the order of these calls; each sees the ones before it. Values are
   // retained. Keys on the path that do not exist are made; a value that is no dictionary on the
   // path makes the transaction fail with kNotAKey, so that it is not lost.
-  void Set(const KeyPath& key_path, CAtlString name, CFTypeRef value);
-  // Not for values of C++: SetString and SetInt take those, and TypedPreferences::Set all types.
-  template <NoReferenceFor<CFTypeRef> Value>
-  void Set(const KeyPath&, CAtlString, const Value&) = delete;  // use SetString or SetInt
-  // The same, and with kNo fails with kIsAKey or kIsAValue instead of replacing a key by a value or
-  // a value by a key. A dictionary replaces a dictionary.
-  void Set(const KeyPath& key_path, CAtlString name, CFTypeRef value, ReplaceKeys replace);
-  template <NoReferenceFor<CFTypeRef> Value>
-  void Set(const KeyPath&, CAtlString, const Value&, ReplaceKeys) = delete;
-  void SetString(const KeyPath& key_path, CAtlString name, const CAtlString& value);
-  void SetInt(const KeyPath& key_path, CAtlString name, int value);
+  //
+  // With kNo, Set fails with kIsAKey or kIsAValue instead of replacing a key by a value or a value
+  // by a key. A dictionary replaces a dictionary.
+  void Set(const KeyPath& key_path, CAtlString name, plist::Value value,
+           ReplaceKeys replace = ReplaceKeys::kYes);
+  template <PlatformReference Ref>
+  void Set(const KeyPath& key_path, CAtlString name, const Ref& value,
+           ReplaceKeys replace = ReplaceKeys::kYes) {
+    Set(key_path, std::move(name), ValueOf(value), replace);
+  }
+  // Sets what the function makes of the value or key that is there (no value: none). If it returns
+  // no value, the transaction fails with kConditionNotMet. Commit may ask twice, as for
+  // RequireThat.
+  using Updater = std::function<plist::Value(const plist::Value& present)>;
+  void Update(const KeyPath& key_path, CAtlString name, Updater update);
   // Removes one value or key under a key path (kNotFound, kNotAKey when kFail is asked for).
   void Delete(const KeyPath& key_path, CAtlString name, IfMissing if_missing = IfMissing::kSucceed);
   // Removes the last key of the path with everything below it. An empty path has no last key and is
@@ -71,17 +85,29 @@ class Transaction {
   void DeleteKey(const KeyPath& key_path, IfMissing if_missing = IfMissing::kSucceed);
   // Makes a key, if it does not exist, with the keys above it.
   void MakeKey(const KeyPath& key_path);
-  // The key then holds these entries and no others; the whole domain for an empty path.
-  void ReplaceKey(const KeyPath& key_path, CFDictionaryRef entries);
-  void ReplaceDomain(CFDictionaryRef entries) { ReplaceKey(KeyPath(u""), entries); }
+  // The key then holds these entries, a dictionary, and no others; the whole domain for an empty
+  // path.
+  void ReplaceKey(const KeyPath& key_path, plist::Value entries);
+  void ReplaceDomain(plist::Value entries) { ReplaceKey(KeyPath(u""), std::move(entries)); }
+  template <PlatformReference Ref>
+  void ReplaceKey(const KeyPath& key_path, const Ref& entries) {
+    ReplaceKey(key_path, ValueOf(entries));
+  }
+  template <PlatformReference Ref>
+  void ReplaceDomain(const Ref& entries) {
+    ReplaceDomain(ValueOf(entries));
+  }
   // Removes everything below a key, or from the domain for an empty path; the key stays. Nothing to
   // do where there is no such key.
   void ClearKey(const KeyPath& key_path);
   // Puts the entries below the key (into the domain for an empty path). Dictionaries that both have
   // are merged alike; of others the given one holds. With kNo it fails with kIsAKey or kIsAValue
   // instead of replacing a key by a value or a value by a key.
-  void Merge(const KeyPath& key_path, CFDictionaryRef entries,
-             ReplaceKeys replace = ReplaceKeys::kNo);
+  void Merge(const KeyPath& key_path, plist::Value entries, ReplaceKeys replace = ReplaceKeys::kNo);
+  template <PlatformReference Ref>
+  void Merge(const KeyPath& key_path, const Ref& entries, ReplaceKeys replace = ReplaceKeys::kNo) {
+    Merge(key_path, ValueOf(entries), replace);
+  }
   // Copies or moves a value, or a key with all that lies below it; what had the new name is
   // replaced. kNotFound without the old one. A key may move below its own path.
   void Copy(const KeyPath& from_key, CAtlString from_name, const KeyPath& to_key,
@@ -91,22 +117,39 @@ class Transaction {
 
   // Conditions on what is there at this point, after the changes that were added before. One that
   // does not hold ends the transaction with kConditionNotMet, or with the error that is given.
-  // Numbers are equal by value, strings by their units, containers by their contents.
-  void RequireEqual(const KeyPath& key_path, CAtlString name, CFTypeRef expected);
-  template <NoReferenceFor<CFTypeRef> Value>
-  void RequireEqual(const KeyPath&, CAtlString, const Value&) = delete;  // use a CFTypeRef
+  // Values are equal as plist/value.h says: the integer 1 is not the real 1.0.
+  void RequireEqual(const KeyPath& key_path, CAtlString name, plist::Value expected);
+  template <PlatformReference Ref>
+  void RequireEqual(const KeyPath& key_path, CAtlString name, const Ref& expected) {
+    RequireEqual(key_path, std::move(name), ValueOf(expected));
+  }
   void RequireAbsent(const KeyPath& key_path, CAtlString name);
   // No key has the name: a change by this name loses nothing below it. kIsAKey.
   void RequireNotKey(const KeyPath& key_path, CAtlString name);
   // The key exists (kNotFound, kNotAKey); it holds nothing (kKeyNotEmpty, too).
   void RequireKey(const KeyPath& key_path);
   void RequireEmptyKey(const KeyPath& key_path);
-  // The key (the domain for an empty path) holds exactly these entries; null: it does not exist.
-  void RequireKeyEqual(const KeyPath& key_path, CFDictionaryRef entries);
-  // The condition says yes to the value or key that is there; it is asked with null for none.
-  // Commit may ask twice: for a domain without a file also before it takes the lock.
-  using Condition = std::function<bool(CFTypeRef present)>;
+  // The key (the domain for an empty path) holds exactly these entries; no value: it does not
+  // exist.
+  void RequireKeyEqual(const KeyPath& key_path, plist::Value entries);
+  template <PlatformReference Ref>
+  void RequireKeyEqual(const KeyPath& key_path, const Ref& entries) {
+    RequireKeyEqual(key_path, ValueOf(entries));
+  }
+  // The condition returns true for the value or key that is there (no value: none). Commit may ask
+  // twice: for a domain without a file also before it takes the lock.
+  using Condition = std::function<bool(const plist::Value& present)>;
   void RequireThat(const KeyPath& key_path, CAtlString name, Condition condition);
+  // A condition on the platform object of the value; null: none.
+  template <std::predicate<CFTypeRef> ObjectCondition>
+  requires(!std::predicate<ObjectCondition, const plist::Value&>) void RequireThat(
+      const KeyPath& key_path, CAtlString name, ObjectCondition condition) {
+    RequireThat(
+        key_path, std::move(name), Condition([condition](const plist::Value& present) {
+          const CAutoCFRelease<CFTypeRef> object(CreateObject(present, kCFPropertyListImmutable));
+          return condition(object.Get());
+        }));
+  }
 
   // How long Commit waits for the lock: nothing, as the writers do; otherwise at most this long,
   // and 0 tries once.
@@ -125,6 +168,7 @@ class Transaction {
   friend class TransactionRunner;
   enum class Kind {
     kSet,
+    kUpdate,
     kDelete,
     kMakeKey,
     kReplaceKey,
@@ -145,15 +189,16 @@ class Transaction {
     Kind kind;
     KeyPath key_path;
     CAtlString name;
-    CAutoCFRelease<CFTypeRef> value;
+    plist::Value value;
     IfMissing if_missing = IfMissing::kSucceed;
     ReplaceKeys replace = ReplaceKeys::kNo;
     KeyPath to_key;
     CAtlString to_name;
     Condition condition;
+    Updater update;
   };
 
-  Step& Add(Kind kind, const KeyPath& key_path, CAtlString name, CFTypeRef value = nullptr);
+  Step& Add(Kind kind, const KeyPath& key_path, CAtlString name, plist::Value value = {});
   bool MayCreate() const;
 
   int scope_;
@@ -163,18 +208,21 @@ class Transaction {
 };
 
 // One change, made only where the present value is the expected one, or where there is none.
-PrefStatus SetPreferenceIfEqual(int scope, CAtlString key_path, CAtlString name, CFTypeRef expected,
-                                CFTypeRef value, CAtlString domain);
-PrefStatus SetPreferenceIfAbsent(int scope, CAtlString key_path, CAtlString name, CFTypeRef value,
-                                 CAtlString domain);
-// Values of C++ are refused, as in Transaction::Set.
-template <NoReferenceFor<CFTypeRef> Expected, class Value>
-PrefStatus SetPreferenceIfEqual(int, CAtlString, CAtlString, const Expected&, const Value&,
-                                CAtlString) = delete;
-template <PlatformReference Expected, NoReferenceFor<CFTypeRef> Value>
-PrefStatus SetPreferenceIfEqual(int, CAtlString, CAtlString, const Expected&, const Value&,
-                                CAtlString) = delete;
-template <NoReferenceFor<CFTypeRef> Value>
-PrefStatus SetPreferenceIfAbsent(int, CAtlString, CAtlString, const Value&, CAtlString) = delete;
+PrefStatus SetPreferenceIfEqual(int scope, CAtlString key_path, CAtlString name,
+                                plist::Value expected, plist::Value value, CAtlString domain);
+PrefStatus SetPreferenceIfAbsent(int scope, CAtlString key_path, CAtlString name,
+                                 plist::Value value, CAtlString domain);
+template <PlatformReference Expected, PlatformReference Ref>
+PrefStatus SetPreferenceIfEqual(int scope, CAtlString key_path, CAtlString name,
+                                const Expected& expected, const Ref& value, CAtlString domain) {
+  return SetPreferenceIfEqual(scope, std::move(key_path), std::move(name), ValueOf(expected),
+                              ValueOf(value), std::move(domain));
+}
+template <PlatformReference Ref>
+PrefStatus SetPreferenceIfAbsent(int scope, CAtlString key_path, CAtlString name, const Ref& value,
+                                 CAtlString domain) {
+  return SetPreferenceIfAbsent(scope, std::move(key_path), std::move(name), ValueOf(value),
+                               std::move(domain));
+}
 
 }  // namespace orvik

@@ -2,94 +2,89 @@
 
 #include <utility>
 
-#include "prefs/platform_value.h"
 #include "prefs/reporting.h"
 #include "prefs/transaction.h"
 
 namespace orvik {
 
+using plist::Type;
+
 TypedPreferences::TypedPreferences(std::u16string_view domain, int scope)
     : scope_(scope), domain_(domain) {}
 
-std::optional<PreferenceValue> TypedPreferences::Value(std::u16string_view key_path,
-                                                       std::u16string_view name,
-                                                       PrefStatus* status) const {
-  PrefResult<CFTypeRef> found =
-      CopyPreference(scope_, CAtlString(key_path), CAtlString(name), domain_);
+PreferenceValue TypedPreferences::Value(std::u16string_view key_path, std::u16string_view name,
+                                        PrefStatus* status) const {
+  PrefValue found = ReadPreference(scope_, CAtlString(key_path), CAtlString(name), domain_);
   if (status != nullptr) {
     *status = std::move(found.status);
   }
-  return ValueOfPlatform(found.value);
-}
-
-template <class Type>
-std::optional<Type> TypedPreferences::Typed(std::u16string_view key_path,
-                                            std::u16string_view name) const {
-  const std::optional<PreferenceValue> value = Value(key_path, name);
-  const Type* const typed = value ? value->As<Type>() : nullptr;
-  return typed != nullptr ? std::optional<Type>(*typed) : std::nullopt;
+  return std::move(found.value);
 }
 
 std::optional<std::u16string> TypedPreferences::String(std::u16string_view key_path,
                                                        std::u16string_view name) const {
-  return Typed<std::u16string>(key_path, name);
+  const PreferenceValue value = Value(key_path, name);
+  return value.is_string() ? std::optional(value.text().ToUnits()) : std::nullopt;
 }
 
 std::optional<std::int64_t> TypedPreferences::Integer(std::u16string_view key_path,
                                                       std::u16string_view name) const {
-  return Typed<std::int64_t>(key_path, name);
+  const PreferenceValue value = Value(key_path, name);
+  return value.type() == Type::kInteger && !value.integer().is_unsigned
+             ? std::optional(static_cast<std::int64_t>(value.integer().bits))
+             : std::nullopt;
 }
 
 std::optional<double> TypedPreferences::Real(std::u16string_view key_path,
                                              std::u16string_view name) const {
-  const std::optional<PreferenceValue> value = Value(key_path, name);
-  if (!value) {
+  const PreferenceValue value = Value(key_path, name);
+  if (value.type() == Type::kReal) {
+    return value.real();
+  }
+  if (value.type() != Type::kInteger) {
     return std::nullopt;
   }
-  if (const std::int64_t* const integer = value->As<std::int64_t>()) {
-    return static_cast<double>(*integer);
-  }
-  if (const std::uint64_t* const integer = value->As<std::uint64_t>()) {
-    return static_cast<double>(*integer);
-  }
-  const double* const real = value->As<double>();
-  return real != nullptr ? std::optional<double>(*real) : std::nullopt;
+  const plist::Integer integer = value.integer();
+  return integer.is_unsigned ? static_cast<double>(integer.bits)
+                             : static_cast<double>(static_cast<std::int64_t>(integer.bits));
 }
 
 std::optional<bool> TypedPreferences::Boolean(std::u16string_view key_path,
                                               std::u16string_view name) const {
-  return Typed<bool>(key_path, name);
+  const PreferenceValue value = Value(key_path, name);
+  return value.type() == Type::kBoolean ? std::optional(value.boolean()) : std::nullopt;
 }
 
 std::optional<PreferenceDate> TypedPreferences::Date(std::u16string_view key_path,
                                                      std::u16string_view name) const {
-  return Typed<PreferenceDate>(key_path, name);
+  const PreferenceValue value = Value(key_path, name);
+  return value.type() == Type::kDate ? std::optional(value.time()) : std::nullopt;
 }
 
-std::optional<PreferenceData> TypedPreferences::Data(std::u16string_view key_path,
-                                                     std::u16string_view name) const {
-  return Typed<PreferenceData>(key_path, name);
+std::optional<std::string> TypedPreferences::Data(std::u16string_view key_path,
+                                                  std::u16string_view name) const {
+  const PreferenceValue value = Value(key_path, name);
+  return value.type() == Type::kData ? std::optional(*value.data()) : std::nullopt;
 }
 
-std::optional<PreferenceArray> TypedPreferences::Array(std::u16string_view key_path,
-                                                       std::u16string_view name) const {
-  return Typed<PreferenceArray>(key_path, name);
+std::optional<std::vector<PreferenceValue>> TypedPreferences::Array(
+    std::u16string_view key_path, std::u16string_view name) const {
+  const PreferenceValue value = Value(key_path, name);
+  return value.is_array() ? std::optional(value.elements()) : std::nullopt;
 }
 
-std::optional<PreferenceDictionary> TypedPreferences::Key(std::u16string_view key_path,
-                                                          PrefStatus* status) const {
-  PrefResult<CFDictionaryRef> found = CopyPreferenceKey(scope_, CAtlString(key_path), domain_);
+PreferenceValue TypedPreferences::Key(std::u16string_view key_path, PrefStatus* status) const {
+  PrefValue found = ReadPreferenceKey(scope_, CAtlString(key_path), domain_);
   if (status != nullptr) {
     *status = std::move(found.status);
   }
-  const std::optional<PreferenceValue> value = ValueOfPlatform(found.value.Get());
-  return value ? std::optional(*value->As<PreferenceDictionary>()) : std::nullopt;
+  return std::move(found.value);
 }
 
 PrefStatus TypedPreferences::Set(std::u16string_view key_path, std::u16string_view name,
                                  const PreferenceValue& value) {
   Transaction change(scope_, domain_);
-  change.Set(CAtlString(key_path), CAtlString(name), PlatformOf(value));
+  change.Set(CAtlString(key_path), CAtlString(name), value);
   return change.Commit();
 }
 

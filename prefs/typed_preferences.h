@@ -17,34 +17,37 @@
 #include <string_view>
 #include <vector>
 
+#include "plist/value.h"
 #include "prefs/pref_status.h"
-#include "prefs/preference_value.h"
 #include "prefs/scope.h"
 #include "strings/atl_string.h"
 
 namespace [[gnu::visibility("default")]] orvik {
 
+// A value of any type (plist/value.h).
+using PreferenceValue = plist::Value;
+using PreferenceDate = plist::Time;
+
 class TypedPreferences {
  public:
   explicit TypedPreferences(std::u16string_view domain, int scope = kSharedScope);
 
-  // Nothing when there is no such value, or when it cannot be read; `status`, unless null, says
-  // why. An empty key path looks among the domain's top-level entries.
-  std::optional<PreferenceValue> Value(std::u16string_view key_path, std::u16string_view name,
-                                       PrefStatus* status = nullptr) const;
+  // No value when there is none, or when it cannot be read; `status`, unless null, says why. An
+  // empty key path looks among the domain's top-level entries.
+  PreferenceValue Value(std::u16string_view key_path, std::u16string_view name,
+                        PrefStatus* status = nullptr) const;
   std::optional<std::u16string> String(std::u16string_view key_path,
                                        std::u16string_view name) const;
   std::optional<std::int64_t> Integer(std::u16string_view key_path, std::u16string_view name) const;
   std::optional<double> Real(std::u16string_view key_path, std::u16string_view name) const;
   std::optional<bool> Boolean(std::u16string_view key_path, std::u16string_view name) const;
   std::optional<PreferenceDate> Date(std::u16string_view key_path, std::u16string_view name) const;
-  std::optional<PreferenceData> Data(std::u16string_view key_path, std::u16string_view name) const;
-  std::optional<PreferenceArray> Array(std::u16string_view key_path,
-                                       std::u16string_view name) const;
+  std::optional<std::string> Data(std::u16string_view key_path, std::u16string_view name) const;
+  std::optional<std::vector<PreferenceValue>> Array(std::u16string_view key_path,
+                                                    std::u16string_view name) const;
 
-  // A key with everything below it; the whole domain for an empty key path.
-  std::optional<PreferenceDictionary> Key(std::u16string_view key_path,
-                                          PrefStatus* status = nullptr) const;
+  // A key with everything below it, as a dictionary; the whole domain for an empty key path.
+  PreferenceValue Key(std::u16string_view key_path, PrefStatus* status = nullptr) const;
 
   // Each is a transaction of one change: ok() means that the file on disk holds it.
   PrefStatus Set(std::u16string_view key_path, std::u16string_view name,
@@ -54,9 +57,6 @@ class TypedPreferences {
   PrefStatus RemoveKey(std::u16string_view key_path);
 
  private:
-  template <class Type>
-  std::optional<Type> Typed(std::u16string_view key_path, std::u16string_view name) const;
-
   int scope_;
   CAtlString domain_;
 };

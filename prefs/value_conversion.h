@@ -1,15 +1,15 @@
-// The conversions of the readers, as the table at GetPreferenceString has them.
+// The conversions of the readers: the table at GetPreferenceString (preferences.h).
 #pragma once
 
 #include <optional>
 
-#include "platform/core_foundation/base.h"
+#include "plist/value.h"
 #include "strings/atl_string.h"
 
 namespace orvik {
 
-// Nothing for null and for a value that is neither a string nor a number.
-std::optional<CAtlString> TextOfValue(CFTypeRef value);
-std::optional<int> IntOfValue(CFTypeRef value);
+// Nothing for no value and for a value that is neither a string nor a number.
+std::optional<CAtlString> TextOfValue(const plist::Value& value);
+std::optional<int> IntOfValue(const plist::Value& value);
 
 }  // namespace orvik

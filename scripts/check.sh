@@ -9,7 +9,7 @@ cd "$(dirname "$0")/.."
 install_dependencies build bench check
 scripts/check_layers.py --exact
 
-folders=(text host desktop platform strings files streams prefs xml postflight tools)
+folders=(text host desktop plist platform strings files streams prefs xml postflight tools)
 sources=("${folders[@]}")
 if [ "${1:-}" = --since ]; then
   if git rev-parse --quiet --verify "$2^{commit}" >/dev/null; then

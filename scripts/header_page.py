@@ -13,6 +13,7 @@ import sys
 TREE = pathlib.Path(__file__).resolve().parent.parent
 PAGE = TREE / "docs/headers.md"
 LAYERS = {
+    "plist": "Property lists",
     "strings": "Text and arrays",
     "files": "Files and paths",
     "streams": "Streams",

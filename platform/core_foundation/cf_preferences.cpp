@@ -13,6 +13,7 @@
 #include "platform/carbon/processes.h"
 #include "platform/core_foundation/bundle.h"
 #include "platform/core_foundation/preference_domain.h"
+#include "platform/core_foundation/property_list_objects.h"
 #include "platform/core_foundation/string.h"
 #include "text/characters.h"
 
@@ -113,9 +114,8 @@ PreferenceDomain& DomainOf(const std::string& file) {
 // Saves what waits. With the guard not held.
 OSStatus SaveChanges(const std::string& path) {
   // What a record of a lock says does not outlive a restart of the machine.
-  PropertyListFile file(path,
-                        path.ends_with(".lock.plist") ? host::Flush::kNone : host::Flush::kToDisk);
-  int error = file.Lock(PropertyListFile::Folder::kMake);
+  plist::File file(path, path.ends_with(".lock.plist") ? host::Flush::kNone : host::Flush::kToDisk);
+  int error = file.Lock(plist::File::Folder::kMake);
   if (error == 0) {
     const std::lock_guard guard(Guard());
     error = DomainOf(path).Save(file);
@@ -127,46 +127,15 @@ OSStatus SaveChanges(const std::string& path) {
 
 CFPropertyListRef CFPreferencesCopyValue(CFStringRef key, CFStringRef domain, CFStringRef user,
                                          CFStringRef host) {
-  const std::string file = FileBehind(domain, user, host);
-  if (key == nullptr || file.empty()) return nullptr;
-  const std::lock_guard guard(Guard());
-  PreferenceDomain& entries = DomainOf(file);
-  entries.Refresh();
-  return Retained(entries.Value(key));
-}
-
-CFArrayRef CFPreferencesCopyKeyList(CFStringRef domain, CFStringRef user, CFStringRef host) {
-  const CFDictionaryRef entries = CFPreferencesCopyMultiple(nullptr, domain, user, host);
-  NSArray* keys = nullptr;
-  if (entries->count() > 0) {
-    keys = NSArray::Create(false, static_cast<std::size_t>(entries->count()));
-    for (const auto& entry : entries->Entries()) {
-      if (entry.key != nullptr) keys->AppendOwned(Retained(entry.key));
-    }
-  }
-  CFRelease(entries);
-  return keys;
-}
-
-CFDictionaryRef CFPreferencesCopyMultiple(CFArrayRef keys, CFStringRef domain, CFStringRef user,
-                                          CFStringRef host) {
-  const std::string file = FileBehind(domain, user, host);
-  if (file.empty()) return NSDictionary::Create(false);
-  const std::lock_guard guard(Guard());
-  PreferenceDomain& entries = DomainOf(file);
-  entries.Refresh();
-  if (keys == nullptr) return entries.CopyEntries();
-  NSDictionary* chosen = NSDictionary::Create();
-  for (const NSObject* key : keys->Objects()) {
-    if (key->typeID() != CFStringGetTypeID()) continue;
-    chosen->setObject(entries.Value(static_cast<const NSString*>(key)), key);
-  }
-  return chosen;
+  if (key == nullptr) return nullptr;
+  return CreateObject(host::PreferencesCopyValue(key->text(), domain, user, host),
+                      kCFPropertyListMutableContainers);
 }
 
 void CFPreferencesSetValue(CFStringRef key, CFPropertyListRef value, CFStringRef domain,
                            CFStringRef user, CFStringRef host) {
-  host::PreferencesSetValue(key, value, domain, user, host);
+  const std::optional<plist::Value> own = value == nullptr ? plist::Value() : ValueOfObject(value);
+  if (key != nullptr && own) host::PreferencesSetValue(key->text(), *own, domain, user, host);
 }
 
 Boolean CFPreferencesSynchronize(CFStringRef domain, CFStringRef user, CFStringRef host) {
@@ -175,14 +144,24 @@ Boolean CFPreferencesSynchronize(CFStringRef domain, CFStringRef user, CFStringR
 
 namespace host {
 
-OSStatus PreferencesSetValue(CFStringRef key, CFPropertyListRef value, CFStringRef domain,
+plist::Value PreferencesCopyValue(const plist::Text& key, CFStringRef domain, CFStringRef user,
+                                  CFStringRef host) {
+  const std::string file = FileBehind(domain, user, host);
+  if (file.empty()) return {};
+  const std::lock_guard guard(Guard());
+  PreferenceDomain& entries = DomainOf(file);
+  entries.Refresh();
+  const plist::Value* const value = entries.Find(key);
+  return value == nullptr ? plist::Value() : *value;
+}
+
+OSStatus PreferencesSetValue(const plist::Text& key, const plist::Value& value, CFStringRef domain,
                              CFStringRef user, CFStringRef host) {
   const std::string file = FileBehind(domain, user, host);
   if (file.empty()) return bdNamErr;
-  if (key == nullptr) return paramErr;
   {
     const std::lock_guard guard(Guard());
-    const OSStatus status = DomainOf(file).Set(key, ObjectOf(value));
+    const OSStatus status = DomainOf(file).Set(key, value);
     if (status != noErr || !Is(user, kCFPreferencesAnyUser)) return status;
   }
   const OSStatus status = SaveChanges(file);

@@ -15,7 +15,7 @@
 // Values of any user are saved as they are set. Values of the current user wait in memory until
 // CFPreferencesSynchronize, which, under a kernel lock of the folder, puts the entries set or
 // removed here into what the file holds by then and leaves all others as other processes saved
-// them (property_list_file.h). A file that somebody else replaced is noticed at the next call of
+// them (plist/file.h). A file that somebody else replaced is noticed at the next call of
 // any kind; an unchanged one is not read again, and nothing is written that is there already.
 //
 // Files are XML, written as host/replace_file.h does and flushed to disk; a domain that ends in
@@ -28,6 +28,7 @@
 
 #include <string>
 
+#include "plist/value.h"
 #include "platform/core_foundation/array.h"
 #include "platform/core_foundation/base.h"
 #include "platform/core_foundation/dictionary.h"
@@ -51,13 +52,6 @@ extern const CFStringRef kCFPreferencesAnyApplication;
 CFPropertyListRef CFPreferencesCopyValue(CFStringRef key, CFStringRef domain, CFStringRef user,
                                          CFStringRef host);
 
-// The keys of all entries, or null when there are none; owned by the caller.
-CFArrayRef CFPreferencesCopyKeyList(CFStringRef domain, CFStringRef user, CFStringRef host);
-
-// The entries of the keys in the array, or all entries for null; owned by the caller, never null.
-CFDictionaryRef CFPreferencesCopyMultiple(CFArrayRef keys, CFStringRef domain, CFStringRef user,
-                                          CFStringRef host);
-
 // Sets an entry, or removes it (null). The value is copied. A value that is no property list is
 // not set.
 void CFPreferencesSetValue(CFStringRef key, CFPropertyListRef value, CFStringRef domain,
@@ -68,10 +62,12 @@ Boolean CFPreferencesSynchronize(CFStringRef domain, CFStringRef user, CFStringR
 
 namespace host {
 
-// The two calls above with the reason: 0, or a status of host/errno_status.h (bdNamErr for a
-// refused domain, paramErr for a value that is no property list). A value of any user that could
-// not be saved is not set.
-OSStatus PreferencesSetValue(CFStringRef key, CFPropertyListRef value, CFStringRef domain,
+// The calls above on values, with the reason: 0, or a status (bdNamErr for a refused domain, paramErr
+// for a value that no property list can hold). No value: there is none, or it is removed. A value of
+// any user that could not be saved is not set.
+plist::Value PreferencesCopyValue(const plist::Text& key, CFStringRef domain, CFStringRef user,
+                                  CFStringRef host);
+OSStatus PreferencesSetValue(const plist::Text& key, const plist::Value& value, CFStringRef domain,
                              CFStringRef user, CFStringRef host);
 OSStatus PreferencesSynchronize(CFStringRef domain, CFStringRef user, CFStringRef host);
 

@@ -8,9 +8,7 @@
 #include <utility>
 
 #include "platform/carbon/errno_status.h"
-#include "platform/core_foundation/dictionary.h"
-#include "platform/core_foundation/number.h"
-#include "platform/core_foundation/property_list_equality.h"
+#include "plist/forms.h"
 
 namespace orvik {
 
@@ -32,11 +30,7 @@ std::size_t HashOf(std::string_view bytes) {
 
 }  // namespace
 
-PreferenceDomain::PreferenceDomain(std::string file)
-    : file_(std::move(file)),
-      saved_(NSDictionary::Create()),
-      changes_(NSDictionary::Create()),
-      removals_(NSDictionary::Create()) {}
+PreferenceDomain::PreferenceDomain(std::string file) : file_(std::move(file)) {}
 
 bool PreferenceDomain::IsAsSeen() const {
   if (!is_loaded_) return false;
@@ -46,82 +40,67 @@ bool PreferenceDomain::IsAsSeen() const {
 
 void PreferenceDomain::Refresh() {
   if (IsAsSeen()) return;
-  PropertyListFile file(file_);
-  file.Read(kCFPropertyListMutableContainers);
+  plist::File file(file_);
+  file.Read();
   Take(file);
 }
 
-void PreferenceDomain::Take(const PropertyListFile& file) {
-  using Contents = PropertyListFile::Contents;
+void PreferenceDomain::Take(const plist::File& file) {
+  using Contents = plist::File::Contents;
   is_loaded_ = file.contents() != Contents::kUnreadable;
   seen_ = file.identity();
   is_distinct_ = seen_.exists && Now() - seen_.modified > kClockStep;
-  const std::size_t hash = file.bytes() == nullptr ? 0 : HashOf(file.bytes()->View());
+  const std::size_t hash = file.bytes() == nullptr ? 0 : HashOf(*file.bytes());
   if (file.contents() != Contents::kEntries) {
-    saved_.reset(NSDictionary::Create());
+    saved_ = plist::Value::Dictionary();
   } else if (bytes_hash_ != hash || !has_entries_) {
-    saved_.reset(static_cast<NSDictionary*>(
-        const_cast<NSObject*>(static_cast<const NSObject*>(CFRetain(file.root())))));
+    saved_ = file.root();
   }
   has_entries_ = file.contents() == Contents::kEntries;
   bytes_hash_ = hash;
 }
 
-const NSObject* PreferenceDomain::Value(const NSString* key) const {
-  if (const NSObject* changed = changes_->objectForKey(key)) return changed;
-  return removals_->objectForKey(key) != nullptr ? nullptr : saved_->objectForKey(key);
+const plist::Value* PreferenceDomain::Find(const plist::Text& key) const {
+  if (const plist::Value* changed = changes_.Find(key)) return changed;
+  return removals_.Find(key) != nullptr ? nullptr : saved_.Find(key);
 }
 
-NSDictionary* PreferenceDomain::CopyEntries() const {
-  auto* entries = static_cast<NSDictionary*>(saved_->mutableCopy());
-  for (const auto& entry : removals_->Entries()) entries->removeObjectForKey(entry.key);
-  for (const auto& entry : changes_->Entries()) entries->setObject(entry.value, entry.key);
-  return entries;
-}
-
-OSStatus PreferenceDomain::Set(const NSString* key, const NSObject* value) {
-  if (value == nullptr) {
-    changes_->removeObjectForKey(key);
-    removals_->setObject(kCFBooleanTrue, key);
+OSStatus PreferenceDomain::Set(const plist::Text& key, const plist::Value& value) {
+  if (!value) {
+    changes_.Remove(key);
+    removals_.Set(key, true);
     return noErr;
   }
-  // Copied inside a dictionary, as deep as it will lie in the file.
-  const Dictionary wrapped(NSDictionary::Create());
-  wrapped->setObject(value, key);
-  const Dictionary copy(static_cast<NSDictionary*>(const_cast<void*>(CFPropertyListCreateDeepCopy(
-      kCFAllocatorDefault, wrapped.get(), kCFPropertyListMutableContainers))));
-  if (!copy) return paramErr;
-  removals_->removeObjectForKey(key);
-  changes_->setObject(copy->objectForKey(key), key);
+  // Checked as deep as it will lie in the file.
+  plist::Value wrapped = plist::Value::Dictionary();
+  wrapped.Set(key, value);
+  if (plist::FindFault(wrapped)) return paramErr;
+  removals_.Remove(key);
+  changes_.Set(key, value);
   return noErr;
 }
 
 void PreferenceDomain::DropChanges() {
-  changes_->removeAllObjects();
-  removals_->removeAllObjects();
+  changes_ = plist::Value::Dictionary();
+  removals_ = plist::Value::Dictionary();
 }
 
 // False when every entry has its value already.
 bool PreferenceDomain::ApplyChanges() {
   bool changes = false;
-  for (const auto& entry : removals_->Entries()) {
-    if (entry.key == nullptr || saved_->objectForKey(entry.key) == nullptr) continue;
-    saved_->removeObjectForKey(entry.key);
-    changes = true;
-  }
-  for (const auto& entry : changes_->Entries()) {
-    if (entry.key == nullptr || IsSameValue(saved_->objectForKey(entry.key), entry.value)) {
-      continue;
-    }
-    saved_->setObject(entry.value, entry.key);
+  for (const auto& entry : removals_.entries()) changes |= saved_.Remove(entry.key.text());
+  for (const auto& entry : changes_.entries()) {
+    const plist::Value* present = saved_.Find(entry.key.text());
+    if (present != nullptr && *present == entry.value) continue;
+    saved_.SetSharing(entry.key, entry.value);
     changes = true;
   }
   return changes;
 }
 
-int PreferenceDomain::Save(PropertyListFile& file) {
-  using Contents = PropertyListFile::Contents;
-  if (file.Read(kCFPropertyListMutableContainers) == Contents::kUnreadable) return file.error();
+int PreferenceDomain::Save(plist::File& file) {
+  using Contents = plist::File::Contents;
+  if (file.Read() == Contents::kUnreadable) return file.error();
   Take(file);
   if (!ApplyChanges()) {
     const int error = file.Flush();
@@ -133,10 +112,10 @@ int PreferenceDomain::Save(PropertyListFile& file) {
   // Until the file is written the entries here are not the ones in it.
   is_loaded_ = false;
   has_entries_ = false;
-  if (is_damaged && CFDataGetLength(file.bytes()) > 0) {
+  if (is_damaged && !file.bytes()->empty()) {
     if (const int error = file.KeepAside()) return error;
   }
-  if (const int error = file.Save(saved_.get())) return error;
+  if (const int error = file.Save(saved_)) return error;
   has_entries_ = true;
   bytes_hash_ = 0;
   seen_ = file.identity();

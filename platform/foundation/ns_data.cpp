@@ -1,6 +1,7 @@
 #include "platform/foundation/ns_data.h"
 
 #include <functional>
+#include <memory>
 #include <utility>
 
 #include "host/replace_file.h"
@@ -11,6 +12,10 @@
 namespace orvik {
 
 NSData* NSData::Create(std::string bytes) {
+  return Create(std::make_shared<const std::string>(std::move(bytes)));
+}
+
+NSData* NSData::Create(plist::Bytes bytes) {
   return new NSData(std::move(bytes));
 }
 
@@ -26,8 +31,8 @@ ObjCBool NSData::writeToFile(const NSString* path, ObjCBool atomically) const {
   if (!file) return NO;
   const int error =
       atomically != NO
-          ? host::ReplaceFile(*file, bytes_).error
-          : host::ReplaceFile(*file, bytes_, {.present = host::Present::kWriteInto}).error;
+          ? host::ReplaceFile(*file, *bytes_).error
+          : host::ReplaceFile(*file, *bytes_, {.present = host::Present::kWriteInto}).error;
   return error == 0 ? YES : NO;
 }
 
@@ -37,11 +42,11 @@ CFTypeID NSData::typeID() const {
 
 bool NSData::isEqual(const NSObject* other) const {
   return other != nullptr && other->typeID() == CFDataGetTypeID() &&
-         bytes_ == static_cast<const NSData*>(other)->bytes_;
+         View() == static_cast<const NSData*>(other)->View();
 }
 
 CFHashCode NSData::hash() const {
-  return std::hash<std::string_view>()(bytes_);
+  return std::hash<std::string_view>()(View());
 }
 
 NSObject* NSData::copy() const {
@@ -49,15 +54,15 @@ NSObject* NSData::copy() const {
 }
 
 NSObject* NSData::mutableCopy() const {
-  return Create(bytes_);
+  return new NSData(bytes_);
 }
 
 const NSString* NSData::description() const {
   static constexpr char kDigits[] = "0123456789abcdef";
   std::string text = "<";
-  for (std::size_t i = 0; i < bytes_.size(); ++i) {
+  for (std::size_t i = 0; i < bytes_->size(); ++i) {
     if (i != 0 && i % 4 == 0) text += ' ';
-    const auto byte = static_cast<unsigned char>(bytes_[i]);
+    const auto byte = static_cast<unsigned char>((*bytes_)[i]);
     text += kDigits[byte >> 4];
     text += kDigits[byte & 0xF];
   }

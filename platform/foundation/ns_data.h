@@ -6,6 +6,7 @@
 #include <utility>
 
 #include "platform/foundation/object.h"
+#include "plist/value.h"
 
 namespace [[gnu::visibility("default")]] orvik {
 
@@ -15,6 +16,7 @@ class NSData final : public NSObject {
  public:
   // Owned by the caller; the bytes are moved in.
   static NSData* Create(std::string bytes);
+  static NSData* Create(plist::Bytes bytes);
 
   // The whole file, autoreleased; null when it cannot be read or is no regular file.
   static const NSData* dataWithContentsOfFile(const NSString* path);
@@ -23,9 +25,10 @@ class NSData final : public NSObject {
   // leaves the old one (host/replace_file.h); otherwise the file is written in place.
   ObjCBool writeToFile(const NSString* path, ObjCBool atomically) const;
 
-  const void* bytes() const { return bytes_.data(); }
-  CFIndex length() const { return static_cast<CFIndex>(bytes_.size()); }
-  std::string_view View() const { return bytes_; }
+  const void* bytes() const { return bytes_->data(); }
+  CFIndex length() const { return static_cast<CFIndex>(bytes_->size()); }
+  std::string_view View() const { return *bytes_; }
+  const plist::Bytes& Shared() const { return bytes_; }
 
   CFTypeID typeID() const override;
   bool isEqual(const NSObject* other) const override;
@@ -35,10 +38,10 @@ class NSData final : public NSObject {
   const NSString* description() const override;
 
  private:
-  explicit NSData(std::string bytes) : bytes_(std::move(bytes)) {}
+  explicit NSData(plist::Bytes bytes) : bytes_(std::move(bytes)) {}
   ~NSData() override = default;
 
-  std::string bytes_;
+  plist::Bytes bytes_;
 };
 
 }  // namespace orvik

@@ -56,6 +56,13 @@ void NSDictionary::MakeDeferred() const {
   is_deferred_.store(false, std::memory_order_release);
 }
 
+void NSDictionary::TakeEntries(const NSDictionary* made) {
+  auto* const other = const_cast<NSDictionary*>(made);
+  entries_.swap(other->entries_);
+  slots_.swap(other->slots_);
+  std::swap(count_, other->count_);
+}
+
 NSDictionary* NSDictionary::dictionary() {
   return Autoreleased(Create());
 }

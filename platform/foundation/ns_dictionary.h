@@ -26,7 +26,7 @@ class NSDictionary final : public NSObject {
   class DeferredContent {
    public:
     virtual ~DeferredContent() = default;
-    // With SetOwned. The dictionary is new and empty.
+    // With TakeEntries. The dictionary is new and empty.
     virtual void MakeEntries(NSDictionary* dictionary) const = 0;
   };
 
@@ -61,6 +61,10 @@ class NSDictionary final : public NSObject {
   // Puts a value in whose reference, like that of the key, the caller gives up, also into an
   // immutable dictionary that is still being made. The key must be immutable.
   void SetOwned(const NSObject* key, const NSObject* value);
+
+  // Takes over the entries of a dictionary that nobody else uses, also into an immutable one that
+  // is still being made.
+  void TakeEntries(const NSDictionary* made);
 
   // In order; skip those without a key.
   const std::vector<Entry>& Entries() const {

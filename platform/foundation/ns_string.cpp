@@ -3,37 +3,20 @@
 #include <algorithm>
 #include <cstdlib>
 #include <cstring>
+#include <memory>
 #include <new>
 
-#include "platform/foundation/string_hash.h"
 #include "text/transcoding.h"
 
 namespace orvik {
 
 namespace {
 
-bool Equal(std::string_view bytes, std::u16string_view units) {
-  for (size_t i = 0; i < bytes.size(); ++i) {
-    if (static_cast<unsigned char>(bytes[i]) != units[i]) return false;
-  }
-  return true;
-}
+// Shorter strings are copied, which costs less than keeping the value.
+constexpr size_t kSharedUnits = 64;
 
-int Sign(std::ptrdiff_t value) {
+int Sign(int value) {
   return value < 0 ? -1 : value > 0;
-}
-
-template <class A, class B>
-int Order(const A* a, size_t a_length, const B* b, size_t b_length) {
-  const size_t common = a_length < b_length ? a_length : b_length;
-  for (size_t i = 0; i < common; ++i) {
-    if (a[i] != b[i]) return a[i] < b[i] ? -1 : 1;
-  }
-  return Sign(static_cast<std::ptrdiff_t>(a_length) - static_cast<std::ptrdiff_t>(b_length));
-}
-
-const unsigned char* Unsigned(std::string_view bytes) {
-  return reinterpret_cast<const unsigned char*>(bytes.data());
 }
 
 bool IsTooLong(size_t length) {
@@ -55,6 +38,10 @@ void NSString::operator delete(void* block) {
 }
 
 NSString::~NSString() {
+  if ((flags_ & kShared) != 0) {
+    std::destroy_at(value());
+    return;
+  }
   if ((flags_ & (kOutside | kBorrowed)) == kOutside) std::free(const_cast<void*>(units_));
 }
 
@@ -108,6 +95,29 @@ NSString* NSString::NewFromUtf8(std::string_view bytes) {
   NSString* narrow = NewFromUnits(string->wide());
   string->release();
   return narrow;
+}
+
+NSString* NSString::NewFromText(const plist::Text& text) {
+  if (text.is_wide()) return NewFromUnits(text.units());
+  return text.is_ascii() ? NewFromAscii(text.bytes()) : NewFromLatin1(text.bytes());
+}
+
+NSString* NSString::NewFromValue(const plist::Value& value) {
+  const plist::Text text = value.text();
+  if (text.size() < kSharedUnits) return NewFromText(text);
+  if (IsTooLong(text.size())) return nullptr;
+  const UInt32 form = text.is_wide() ? kWide : text.is_ascii() ? kAscii : 0u;
+  const void* units = text.is_wide() ? static_cast<const void*>(text.units().data())
+                                     : static_cast<const void*>(text.bytes().data());
+  auto* string = new (sizeof value)
+      NSString(form | kOutside | kShared, static_cast<CFIndex>(text.size()), units);
+  new (string->inline_bytes()) plist::Value(value);
+  return string;
+}
+
+const plist::Value* NSString::value() const {
+  if ((flags_ & kShared) == 0) return nullptr;
+  return std::launder(reinterpret_cast<const plist::Value*>(this + 1));
 }
 
 NSString* NSString::NewMutable(std::u16string_view units) {
@@ -207,27 +217,11 @@ char16_t* NSString::mutableUnits() {
 }
 
 NSComparisonResult NSString::compare(const NSString* other) const {
-  if (other == nullptr) return NSOrderedDescending;
-  const auto a_length = static_cast<size_t>(length_);
-  const auto b_length = static_cast<size_t>(other->length_);
-  if (isLatin1() && other->isLatin1()) return Sign(latin1().compare(other->latin1()));
-  if (isLatin1()) return Order(Unsigned(latin1()), a_length, other->wide().data(), b_length);
-  if (other->isLatin1()) {
-    return Order(wide().data(), a_length, Unsigned(other->latin1()), b_length);
-  }
-  return Order(wide().data(), a_length, other->wide().data(), b_length);
+  return other == nullptr ? NSOrderedDescending : Sign(text().Compare(other->text()));
 }
 
 ObjCBool NSString::isEqualToString(const NSString* other) const {
-  if (this == other) return YES;
-  if (other == nullptr || length_ != other->length_) return NO;
-  const auto size = static_cast<size_t>(length_);
-  if (isLatin1() && other->isLatin1()) {
-    return std::memcmp(units_, other->units_, size) == 0 ? YES : NO;
-  }
-  if (isLatin1()) return Equal(latin1(), other->wide()) ? YES : NO;
-  if (other->isLatin1()) return Equal(other->latin1(), wide()) ? YES : NO;
-  return size == 0 || std::memcmp(units_, other->units_, size * sizeof(char16_t)) == 0 ? YES : NO;
+  return this == other || (other != nullptr && text() == other->text()) ? YES : NO;
 }
 
 bool NSString::isEqual(const NSObject* other) const {
@@ -237,10 +231,10 @@ bool NSString::isEqual(const NSObject* other) const {
 }
 
 CFHashCode NSString::hash() const {
-  if (isMutable()) return HashOfUnits(wide()) | 1u;
+  if (isMutable()) return text().Hash() | 1u;
   UInt32 hash = hash_or_capacity_.load(std::memory_order_relaxed);
   if (hash == 0) {
-    hash = (isLatin1() ? HashOfUnits(latin1()) : HashOfUnits(wide())) | 1u;
+    hash = text().Hash() | 1u;
     hash_or_capacity_.store(hash, std::memory_order_relaxed);
   }
   return hash;

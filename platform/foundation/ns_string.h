@@ -14,6 +14,7 @@
 #include <string_view>
 
 #include "platform/foundation/object.h"
+#include "plist/value.h"
 
 namespace [[gnu::visibility("default")]] orvik {
 
@@ -33,6 +34,9 @@ class NSString final : public NSObject {
   // For bytes that are known to be below 0x80.
   static NSString* NewFromAscii(std::string_view bytes);
   static NSString* NewFromUtf8(std::string_view bytes);
+  static NSString* NewFromText(const plist::Text& text);
+  // Of a string value, with which a long string shares its memory.
+  static NSString* NewFromValue(const plist::Value& value);
   static NSString* NewMutable(std::u16string_view units = {});
   // Over units that the caller keeps, or that are freed with the string when `owned`.
   static NSString* NewNoCopy(std::u16string_view units, bool owned);
@@ -54,6 +58,14 @@ class NSString final : public NSObject {
   std::u16string_view wide() const {
     return {static_cast<const char16_t*>(units_), static_cast<size_t>(length_)};
   }
+
+  // The text, as long as the string neither changes nor dies.
+  plist::Text text() const {
+    if (!isLatin1()) return wide();
+    return isAscii() ? plist::Text::Ascii(latin1()) : plist::Text::Latin1(latin1());
+  }
+  // The value that the memory is shared with, or null.
+  const plist::Value* value() const;
 
   // The index must be below the length.
   char16_t characterAtIndex(CFIndex index) const {
@@ -103,6 +115,7 @@ class NSString final : public NSObject {
   static constexpr UInt32 kMutable = 4;
   static constexpr UInt32 kOutside = 8;    // units_ is not part of this block
   static constexpr UInt32 kBorrowed = 16;  // units_ is not ours to free
+  static constexpr UInt32 kShared = 32;    // units_ belongs to the value behind the object
 
   NSString(UInt32 flags, CFIndex length, const void* units)
       : flags_(flags), length_(static_cast<SInt32>(length)), units_(units) {}

@@ -1,6 +1,7 @@
 #include "platform/foundation/property_list_serialization.h"
 
-#include "platform/core_foundation/property_list_forms.h"
+#include "platform/core_foundation/property_list_objects.h"
+#include "plist/forms.h"
 
 namespace orvik {
 namespace {
@@ -15,40 +16,44 @@ NSObject* NSPropertyListSerialization::propertyListFromData(
     const NSData* data, NSPropertyListMutabilityOptions mutability_option,
     NSPropertyListFormat* format, const NSString** error_description) {
   if (error_description != nullptr) *error_description = nullptr;
-  PropertyListReading reading = ReadPropertyList(data, mutability_option);
+  const plist::Reading reading =
+      data == nullptr ? plist::Read(std::string_view()) : plist::Read(data->Shared());
   if (!reading.root) {
     SetDescription(error_description, reading.error);
     return nullptr;
   }
   if (format != nullptr) *format = static_cast<NSPropertyListFormat>(reading.format);
-  return const_cast<NSObject*>(Autoreleased(reading.root.release()));
+  return const_cast<NSObject*>(
+      Autoreleased(ObjectOf(CreateObject(reading.root, mutability_option))));
 }
 
 const NSData* NSPropertyListSerialization::dataFromPropertyList(
     const NSObject* property_list, NSPropertyListFormat format,
     const NSString** error_description) {
   if (error_description != nullptr) *error_description = nullptr;
+  if (property_list == nullptr) {
+    SetDescription(error_description, "There is no object to write");
+    return nullptr;
+  }
+  if (format == NSPropertyListOpenStepFormat) {
+    SetDescription(error_description, "The old text format can be read but not written");
+    return nullptr;
+  }
+  if (format != NSPropertyListXMLFormat_v1_0 && format != NSPropertyListBinaryFormat_v1_0) {
+    SetDescription(error_description, "Property lists have no format " + std::to_string(format));
+    return nullptr;
+  }
+  plist::Failure failure;
+  const std::optional<plist::Value> value = ValueOfObject(property_list, &failure.path);
   std::optional<std::string> bytes;
-  PropertyListFailure failure;
-  switch (format) {
-    case NSPropertyListXMLFormat_v1_0:
-      bytes = WriteXmlPropertyList(property_list, &failure);
-      break;
-    case NSPropertyListBinaryFormat_v1_0:
-      bytes = WriteBinaryPropertyList(property_list, &failure);
-      break;
-    case NSPropertyListOpenStepFormat:
-      SetDescription(error_description, "The old text format can be read but not written");
-      return nullptr;
-    default:
-      SetDescription(error_description, "Property lists have no format " + std::to_string(format));
-      return nullptr;
+  if (value) {
+    bytes = format == NSPropertyListXMLFormat_v1_0 ? plist::WriteXml(*value, &failure)
+                                                   : plist::WriteBinary(*value, &failure);
   }
   if (!bytes) {
     SetDescription(error_description,
-                   property_list == nullptr ? std::string("There is no object to write")
-                   : failure.is_too_large
-                       ? std::string(kPropertyListTooLarge)
+                   failure.is_too_large
+                       ? std::string(plist::kTooLarge)
                        : "The object is no property list, at \"" + failure.path + "\"");
     return nullptr;
   }

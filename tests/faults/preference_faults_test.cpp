@@ -7,10 +7,10 @@
 
 #include "host/system.h"
 #include "platform/core_foundation/dictionary.h"
-#include "platform/core_foundation/property_list_file.h"
+#include "platform/core_foundation/property_list_objects.h"
 #include "platform/foundation/user_defaults.h"
+#include "plist/file.h"
 #include "postflight/install_information.h"
-#include "prefs/platform_values.h"
 #include "prefs/preferences.h"
 #include "prefs/reporting.h"
 #include "prefs/shared_lock.h"
@@ -45,8 +45,8 @@ Reported FromCode(DWORD code) {
 
 Transaction SetAndDelete(int scope) {
   Transaction transaction(scope, kDomain);
-  transaction.SetString(u"A/B", u"text", u"new");
-  transaction.SetInt(u"A", u"number", 7);
+  transaction.Set(u"A/B", u"text", u"new");
+  transaction.Set(u"A", u"number", 7);
   transaction.Delete(u"A", u"text");
   return transaction;
 }
@@ -117,9 +117,10 @@ OperationTable Operations() {
   add(
       "shared dictionary", [] { WriteFile(FileOf(kSharedScope), kSound); },
       [] {
-        const CAutoCFRelease<CFMutableDictionaryRef> value = NewDictionary();
-        CFDictionarySetValue(value, PlatformString(u"k"), PlatformString(u"v"));
-        const CAutoCFRelease<CFStringRef> domain = PlatformString(kDomain);
+        const CAutoCFRelease<CFTypeRef> value(
+            CreateObject(plist::Value::Dictionary({{u"k", u"v"}}), kCFPropertyListImmutable));
+        const CAutoCFRelease<CFStringRef> domain(
+            CAtlString(kDomain).CreateCFStringRef(kCFAllocatorDefault));
         return SavePropertiesToSharedFile(value, domain) == 0 ? Reported::kDone : Reported::kFailed;
       });
   Operation& lock = add(
@@ -146,7 +147,7 @@ OperationTable Operations() {
 }
 
 // Damaged files here are new, and nobody goes on writing them.
-const FileWriterWait kOldWait = ExchangeFileWriterWait([] {});
+const plist::FileWriterWait kOldWait = plist::ExchangeFileWriterWait([] {});
 
 class PreferenceFaultsTest : public ::testing::TestWithParam<Operation> {};
 
@@ -177,7 +178,7 @@ TEST(PreferenceFlushTest, SuccessMeansOnDiskAlsoWhereNothingChanges) {
     WriteFile(FileOf(scope), kSound);
     const std::vector<bool> outcomes = OutcomesOfFailedFlushes([scope] {
       Transaction change(scope, kDomain);
-      change.SetString(u"A", u"text", u"old");
+      change.Set(u"A", u"text", u"old");
       return change.Commit().ok();
     });
     EXPECT_GE(outcomes.size(), 2u);  // the file and its folder, and the way there

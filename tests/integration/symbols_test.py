@@ -17,14 +17,14 @@ import re
 import subprocess
 import sys
 
-LAYERS = ["text", "host", "desktop", "platform", "strings", "files", "streams", "prefs", "xml"]
+LAYERS = ["text", "host", "desktop", "plist", "platform", "strings", "files", "streams", "prefs", "xml"]
 OURS = re.compile(r"^((?:vtable|VTT|typeinfo|typeinfo name) for |(?:non-)?virtual thunk to )?orvik::(.*)")
-VISIBLE = 'namespace [[gnu::visibility("default")]] orvik {'
+VISIBLE = re.compile(r'namespace \[\[gnu::visibility\("default"\)\]\] (orvik|plist) \{')
 
 
 def promised_words(folder):
     headers = [path.read_text() for path in folder.rglob("*.h")]
-    return set(re.findall(r"\w+", " ".join(text for text in headers if VISIBLE in text)))
+    return set(re.findall(r"\w+", " ".join(text for text in headers if VISIBLE.search(text))))
 
 
 def exported_names(library, kinds="ABDRTi"):

@@ -7,16 +7,20 @@
 
 #include "host/descriptor.h"
 #include "platform/carbon/errno_status.h"
+#include "platform/core_foundation/array.h"
 #include "platform/core_foundation/number.h"
 #include "platform/core_foundation/owned.h"
-#include "platform/core_foundation/property_list_file.h"
-#include "platform/core_foundation/property_list_forms.h"
+#include "platform/core_foundation/property_list_objects.h"
 #include "platform/core_foundation/string.h"
 #include "platform/foundation/autorelease_pool.h"
+#include "plist/file.h"
+#include "plist/forms.h"
 #include "tests/support/test_environment.h"
 
 namespace orvik::test {
 namespace {
+
+using OwnedObject = Owned<const NSObject>;
 
 class CFPreferencesTest : public EnvironmentTest {
  protected:
@@ -58,8 +62,7 @@ TEST_F(CFPreferencesTest, KnowsTheFilesAndRefusesDomainsThatNameNone) {
                                          u"\xD800x", u"\xDC80",    long_name, long_in_bytes};
   for (const std::u16string_view name : refused) {
     EXPECT_EQ(PreferencesFile(CFSTR(name), user_, any_), "");
-    EXPECT_EQ(host::PreferencesSetValue(CFSTR(u"k"), CFSTR(u"v"), CFSTR(name), machine_, host_),
-              bdNamErr);
+    EXPECT_EQ(host::PreferencesSetValue(u"k", u"v", CFSTR(name), machine_, host_), bdNamErr);
     EXPECT_FALSE(CFPreferencesSynchronize(CFSTR(name), user_, any_));
   }
   EXPECT_TRUE(fs::is_empty(env_.home()));
@@ -83,16 +86,16 @@ TEST_F(CFPreferencesTest, UserValuesWaitForSynchronizeAndMergeWithWhatOthersSave
 
 TEST_F(CFPreferencesTest, MachineValuesAreSavedAtOnce) {
   const fs::path file = env_.system_root() / "Library/Preferences/com.orviktech.Test.plist";
-  const auto set = [&](CFTypeRef value) {
-    return host::PreferencesSetValue(CFSTR(u"key"), value, domain_, machine_, host_);
+  const auto set = [&](const plist::Value& value) {
+    return host::PreferencesSetValue(u"key", value, domain_, machine_, host_);
   };
-  EXPECT_EQ(set(CFSTR(u"v")), noErr);
+  EXPECT_EQ(set(u"v"), noErr);
   EXPECT_TRUE(Contains(ReadFile(file), "<string>v</string>"));
-  EXPECT_EQ(set(nullptr), noErr);
+  EXPECT_EQ(set({}), noErr);
   EXPECT_EQ(ReadFile(file).find("key>"), std::string::npos);
   fs::remove(file);
   fs::create_directory(file);
-  EXPECT_EQ(set(CFSTR(u"v")), notAFileErr);
+  EXPECT_EQ(set(u"v"), notAFileErr);
   EXPECT_EQ(CFPreferencesCopyValue(CFSTR(u"key"), domain_, machine_, host_), nullptr);
 }
 
@@ -161,18 +164,12 @@ TEST_F(CFPreferencesTest, KeepsTheEntriesOfEveryProcessAndThread) {
   }
   for (std::thread& thread : threads) thread.join();
 
-  const Owned<const NSArray> keys(CFPreferencesCopyKeyList(domain_, user_, any_));
-  ASSERT_NE(keys, nullptr);
-  EXPECT_EQ(CFArrayGetCount(keys.get()), 2 * kWriters * kEntries);
-  for (const CFArrayRef asked : {keys.get(), CFArrayRef{}}) {
-    const Owned<const NSDictionary> entries(CFPreferencesCopyMultiple(asked, domain_, user_, any_));
-    EXPECT_EQ(CFDictionaryGetCount(entries.get()), 2 * kWriters * kEntries);
-  }
+  EXPECT_EQ(plist::Read(ReadFile(file_)).root.count(), std::size_t{2 * kWriters * kEntries});
 }
 
 TEST_F(CFPreferencesTest, TheThreadThatHoldsTheFoldersLockMaySynchronize) {
-  PropertyListFile file(file_);
-  ASSERT_EQ(file.Lock(PropertyListFile::Folder::kMake), 0);
+  plist::File file(file_);
+  ASSERT_EQ(file.Lock(plist::File::Folder::kMake), 0);
   Set(u"a", u"1");
   EXPECT_TRUE(Synchronize());
 }
@@ -181,20 +178,24 @@ TEST_F(CFPreferencesTest, ValuesAreCopiedAndOthersThanPropertyListsRefused) {
   const CFMutableArrayRef list = CFArrayCreateMutable(nullptr, 0, &kCFTypeArrayCallBacks);
   CFArrayAppendValue(list, CFSTR(u"x"));
   const auto set = [&](CFTypeRef value) {
-    return host::PreferencesSetValue(CFSTR(u"list"), value, domain_, user_, any_);
+    CFPreferencesSetValue(CFSTR(u"list"), value, domain_, user_, any_);
   };
-  EXPECT_EQ(set(list), noErr);
+  set(list);
   CFArrayAppendValue(list, CFSTR(u"y"));
   const OwnedObject kept(ObjectOf(CFPreferencesCopyValue(CFSTR(u"list"), domain_, user_, any_)));
   EXPECT_EQ(CFArrayGetCount(static_cast<CFArrayRef>(kept.get())), 1);
   // As deep as a property list may be, but not inside the dictionary of the domain.
   NSArray* nested = NSArray::Create();
-  for (int depth = 1; depth < kPropertyListMaximumDepth; ++depth) {
+  for (int depth = 1; depth < static_cast<int>(plist::kMaximumDepth); ++depth) {
     NSArray* outer = NSArray::Create();
     outer->AppendOwned(nested);
     nested = outer;
   }
-  EXPECT_EQ(set(nested), paramErr);
+  set(nested);
+  EXPECT_EQ(host::PreferencesSetValue(u"list", *ValueOfObject(nested), domain_, user_, any_),
+            paramErr);
+  const OwnedObject same(ObjectOf(CFPreferencesCopyValue(CFSTR(u"list"), domain_, user_, any_)));
+  EXPECT_TRUE(CFEqual(same.get(), kept.get()));
   EXPECT_TRUE(Synchronize());
   CFRelease(nested);
   CFRelease(list);

@@ -48,8 +48,8 @@ TEST_F(PropertyListExchange, EveryValueOfPythonIsKeptInBothForms) {
   EXPECT_TRUE(CFEqual(from_xml.get(), from_binary.get()));
   for (const NSObject* list : {from_xml.get(), from_binary.get()}) {
     ASSERT_NE(list, nullptr);
-    ExpectPythonReads(*WriteXmlPropertyList(list));
-    ExpectPythonReads(*WriteBinaryPropertyList(list));
+    ExpectPythonReads(*WriteXml(list));
+    ExpectPythonReads(*WriteBinary(list));
   }
 }
 
@@ -58,7 +58,7 @@ TEST_F(PropertyListExchange, PythonsXmlIsWrittenBackByteForByte) {
       "del values['reals'], values['text'], values['\\U0001F600'], values['\\uffee']\n"
       "sys.stdout.buffer.write(plistlib.dumps(values))");
   ASSERT_EQ(python.status, 0) << python.err;
-  EXPECT_EQ(*WriteXmlPropertyList(ReadRoot(python.out).get()), python.out);
+  EXPECT_EQ(*WriteXml(ReadRoot(python.out).get()), python.out);
 }
 
 TEST_F(PropertyListExchange, BinaryKeepsWhatXmlDoesNot) {
@@ -66,21 +66,21 @@ TEST_F(PropertyListExchange, BinaryKeepsWhatXmlDoesNot) {
       "sys.stdout.buffer.write(plistlib.dumps(['a\\0b', plistlib.UID(70000),"
       " datetime.datetime(2020,1,1,0,0,0,250000)], fmt=plistlib.FMT_BINARY))");
   ASSERT_EQ(written.status, 0) << written.err;
-  const std::string again = *WriteBinaryPropertyList(ReadRoot(written.out).get());
+  const std::string again = *WriteBinary(ReadRoot(written.out).get());
   const CommandResult read = Python("print(plistlib.loads(sys.stdin.buffer.read()))", again);
   EXPECT_EQ(read.out, "['a\\x00b', UID(70000), datetime.datetime(2020, 1, 1, 0, 0, 0, 250000)]\n");
   const OwnedObject surrogate = StringOf(std::u16string{u'a', 0xD800, 0xFFFF, 0});
-  EXPECT_TRUE(CFEqual(ReadRoot(*WriteBinaryPropertyList(surrogate.get())).get(), surrogate.get()));
+  EXPECT_TRUE(CFEqual(ReadRoot(*WriteBinary(surrogate.get())).get(), surrogate.get()));
   const std::string narrow_real = std::string("bplist00\x22\x3F\xC0\x00\x00\x08", 14) +
                                   std::string(6, '\0') + "\x01\x01" + std::string(7, '\0') +
                                   "\x01" + std::string(15, '\0') + "\x0D";
-  EXPECT_EQ(*WriteBinaryPropertyList(ReadRoot(narrow_real).get()), narrow_real);
+  EXPECT_EQ(*WriteBinary(ReadRoot(narrow_real).get()), narrow_real);
 }
 
 TEST_F(PropertyListExchange, OthersPassOverTheExactBitsOfADate) {
   const OwnedObject date(NSDate::Create(0.25));
   const fs::path in = env_.temp() / "in.plist", out = env_.temp() / "out.plist";
-  WriteFile(in, *WriteXmlPropertyList(date.get()));
+  WriteFile(in, *WriteXml(date.get()));
   const CommandResult python =
       Python("print(plistlib.loads(sys.stdin.buffer.read()))", ReadFile(in));
   EXPECT_EQ(python.out, "2001-01-01 00:00:00\n") << python.err;
@@ -97,8 +97,7 @@ TEST_F(PropertyListExchange, PlistutilConvertsBothWays) {
   const OwnedObject list = ReadRoot(python.out);
   ASSERT_NE(list, nullptr);
   const std::string described = Describe(list.get());
-  for (const std::string& bytes :
-       {*WriteXmlPropertyList(list.get()), *WriteBinaryPropertyList(list.get())}) {
+  for (const std::string& bytes : {*WriteXml(list.get()), *WriteBinary(list.get())}) {
     WriteFile(in, bytes);
     const CommandResult result = RunCommand({"plistutil", "-i", in, "-o", out});
     ASSERT_EQ(result.status, 0) << result.err;

@@ -1,4 +1,4 @@
-#include "platform/core_foundation/property_list_file.h"
+#include "plist/file.h"
 
 #include <sys/socket.h>
 #include <sys/stat.h>
@@ -19,17 +19,16 @@ constexpr uid_t kNobody = 65534;
 
 class PropertyListFileTest : public EnvironmentTest {
  protected:
-  using Contents = PropertyListFile::Contents;
-  using Folder = PropertyListFile::Folder;
+  using Contents = plist::File::Contents;
+  using Folder = plist::File::Folder;
 
   static int Save(const fs::path& path) {
-    PropertyListFile file(path);
+    plist::File file(path);
     if (const int error = file.Lock(Folder::kMake)) return error;
-    file.Read(kCFPropertyListImmutable);
-    const Owned<NSDictionary> entries(CFDictionaryCreateMutable(
-        kCFAllocatorDefault, 0, &kCFTypeDictionaryKeyCallBacks, &kCFTypeDictionaryValueCallBacks));
-    CFDictionarySetValue(entries.get(), CFSTR(u"k"), CFSTR(u"v"));
-    return file.Save(entries.get());
+    file.Read();
+    plist::Value entries = plist::Value::Dictionary();
+    entries.Set(u"k", u"v");
+    return file.Save(entries);
   }
 
   const fs::path file_ = top_ / "folder" / "file.plist";
@@ -60,16 +59,15 @@ TEST_F(PropertyListFileTest, OnlyWhatDoesNotExistIsMissing) {
       EXPECT_EQ(bind(bound, reinterpret_cast<sockaddr*>(&address), sizeof address), 0);
       close(bound);
     }
-    PropertyListFile file(file_);
-    EXPECT_EQ(file.Read(kCFPropertyListImmutable),
-              error == 0 ? Contents::kMissing : Contents::kUnreadable);
+    plist::File file(file_);
+    EXPECT_EQ(file.Read(), error == 0 ? Contents::kMissing : Contents::kUnreadable);
     if (error != 0) {
       EXPECT_EQ(file.error(), error);
     }
   }
   // Reading has made nothing.
   fs::remove_all(file_.parent_path());
-  PropertyListFile(file_).Read(kCFPropertyListImmutable);
+  plist::File(file_).Read();
   EXPECT_EQ(NamesIn(top_), std::vector<std::string>{"other"});
 }
 
@@ -90,7 +88,7 @@ TEST_F(PropertyListFileTest, FollowsLinksOfTheCallerAndNoOthers) {
     // No other user can have changed the name.
     EXPECT_EQ(host::FindPlace(file_, host::Links::kTrusted).error, 0);
     ASSERT_EQ(chmod(link.parent_path().c_str(), 01777), 0);
-    PropertyListFile file(file_);
+    plist::File file(file_);
     EXPECT_EQ(file.Lock(Folder::kMake), EPERM);
     EXPECT_EQ(file.obstacle(), link);
     EXPECT_EQ(Save(file_), EPERM);

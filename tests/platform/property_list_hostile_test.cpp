@@ -24,8 +24,8 @@ TEST(PropertyListHostile, NestingEndsAtTheLimit) {
   const auto nested = [](int depth) {
     return Repeated("<array>", depth) + Repeated("</array>", depth);
   };
-  EXPECT_NE(ReadRoot(nested(kPropertyListMaximumDepth)), nullptr);
-  EXPECT_EQ(ReadRoot(nested(kPropertyListMaximumDepth + 1)), nullptr);
+  EXPECT_NE(ReadRoot(nested(static_cast<int>(plist::kMaximumDepth))), nullptr);
+  EXPECT_EQ(ReadRoot(nested(static_cast<int>(plist::kMaximumDepth) + 1)), nullptr);
   EXPECT_EQ(ReadRoot(nested(100000)), nullptr);
   EXPECT_EQ(ReadRoot(Repeated("<dict><key>a</key>", 100000)), nullptr);
   EXPECT_EQ(ReadRoot(Repeated("(", 100000) + Repeated(")", 100000)), nullptr);
@@ -35,27 +35,27 @@ TEST(PropertyListHostile, NestingEndsAtTheLimit) {
 
 TEST(PropertyListHostile, WhatCouldNotBeReadAgainIsNotWritten) {
   NSArray* list = NSArray::Create();
-  for (int depth = 1; depth < kPropertyListMaximumDepth; ++depth) {
+  for (int depth = 1; depth < static_cast<int>(plist::kMaximumDepth); ++depth) {
     NSArray* outer = NSArray::Create();
     outer->AppendOwned(list);
     list = outer;
   }
   OwnedObject owner(list);
-  const auto xml = WriteXmlPropertyList(list);
-  const auto binary = WriteBinaryPropertyList(list);
+  const auto xml = WriteXml(list);
+  const auto binary = WriteBinary(list);
   ASSERT_TRUE(xml && binary);
   EXPECT_TRUE(CFEqual(ReadRoot(*xml).get(), list));
   EXPECT_TRUE(CFEqual(ReadRoot(*binary).get(), list));
   NSArray* outer = NSArray::Create();
   outer->AppendOwned(owner.release());
   owner.reset(outer);
-  EXPECT_FALSE(WriteXmlPropertyList(outer));
-  EXPECT_FALSE(WriteBinaryPropertyList(outer));
+  EXPECT_FALSE(WriteXml(outer));
+  EXPECT_FALSE(WriteBinary(outer));
 }
 
 // The deepest lists in a thread with a small stack.
 TEST(PropertyListHostile, TheDeepestListNeedsLittleStack) {
-  constexpr int kDepth = kPropertyListMaximumDepth;
+  constexpr int kDepth = static_cast<int>(plist::kMaximumDepth);
   static const std::string kLists[] = {
       Repeated("<array>", kDepth) + Repeated("</array>", kDepth),
       Repeated("<dict><key>a</key>", kDepth) + "<true/>" + Repeated("</dict>", kDepth),
@@ -64,9 +64,9 @@ TEST(PropertyListHostile, TheDeepestListNeedsLittleStack) {
   const auto work = [](void*) -> void* {
     for (const std::string& list : kLists) {
       const OwnedObject one = ReadRoot(list, kCFPropertyListMutableContainers);
-      const OwnedObject other = ReadRoot(*WriteBinaryPropertyList(one.get()));
-      const OwnedObject copy(static_cast<const NSObject*>(CFPropertyListCreateDeepCopy(
-          nullptr, ReadRoot(*WriteXmlPropertyList(other.get())).get(), 0)));
+      const OwnedObject other = ReadRoot(*WriteBinary(one.get()));
+      const OwnedObject copy(static_cast<const NSObject*>(
+          CFPropertyListCreateDeepCopy(nullptr, ReadRoot(*WriteXml(other.get())).get(), 0)));
       EXPECT_TRUE(IsSameValue(one.get(), other.get()) && CFEqual(copy.get(), other.get()));
     }
     return nullptr;
@@ -84,7 +84,7 @@ TEST(PropertyListHostile, TruncationAtEveryByteGivesNothing) {
   const std::string xml = ManyTypes();
   const OwnedObject list = ReadRoot(xml);
   ASSERT_NE(list, nullptr);
-  const std::string binary = *WriteBinaryPropertyList(list.get());
+  const std::string binary = *WriteBinary(list.get());
   const std::string text = "{ a = (b, \"c\\n\", <00ff>); /* d */ e = f; }";
   for (const std::string& whole : {xml, binary, text}) {
     ASSERT_NE(ReadRoot(whole), nullptr);
@@ -96,13 +96,13 @@ TEST(PropertyListHostile, TruncationAtEveryByteGivesNothing) {
 
 TEST(PropertyListHostile, OneWrongByteNeverDoesHarm) {
   const std::string xml = ManyTypes();
-  for (const std::string& whole : {xml, *WriteBinaryPropertyList(ReadRoot(xml).get())}) {
+  for (const std::string& whole : {xml, *WriteBinary(ReadRoot(xml).get())}) {
     for (size_t position = 0; position < whole.size(); ++position) {
       for (const int byte : {0x00, 0x0F, 0x26, 0x3C, 0x5F, 0x80, 0xA2, 0xD1, 0xFF}) {
         std::string damaged = whole;
         damaged[position] = static_cast<char>(byte);
         const OwnedObject root = ReadRoot(damaged, kCFPropertyListMutableContainers);
-        if (root != nullptr) WriteXmlPropertyList(root.get());
+        if (root != nullptr) WriteXml(root.get());
       }
     }
   }
@@ -174,34 +174,34 @@ TEST(PropertyListHostile, SharedObjectsCountWrittenOut) {
       {{ArrayOfOne(1, 120), ArrayOfOne(2, 120), ArrayOfOne(3, 120), "\x09"}, false},
   };
   for (const auto& [objects, is_read] : kCases) {
-    const PropertyListReading reading = ReadPropertyList(Binary(objects), 0);
-    EXPECT_EQ(reading.root != nullptr, is_read);
+    const plist::Reading reading = plist::Read(Binary(objects));
+    EXPECT_EQ(static_cast<bool>(reading.root), is_read);
     EXPECT_EQ(reading.is_too_large, !is_read);
-    EXPECT_EQ(reading.error, is_read ? "" : kPropertyListTooLarge);
+    EXPECT_EQ(reading.error, is_read ? "" : plist::kTooLarge);
   }
 }
 
 TEST(PropertyListHostile, WritersStopAtTheLimitOfReaders) {
-  const OwnedObject list =
-      ReadRoot(Binary({ArrayOfOne(1, 97), ArrayOfOne(2, 97), StringOfLength(500)}));
-  ASSERT_NE(list, nullptr);
+  const plist::Value list =
+      plist::Read(Binary({ArrayOfOne(1, 97), ArrayOfOne(2, 97), StringOfLength(500)})).root;
+  ASSERT_TRUE(list);
   const auto expect_limit = [&](auto write, std::size_t least) {
-    PropertyListFailure failure;
-    EXPECT_TRUE(write(list.get(), &failure, least));
-    EXPECT_FALSE(write(list.get(), &failure, least - 1));
+    plist::Failure failure;
+    EXPECT_TRUE(write(list, &failure, least));
+    EXPECT_FALSE(write(list, &failure, least - 1));
     EXPECT_TRUE(failure.is_too_large);
   };
-  const std::string xml = *WriteXmlPropertyList(list.get());
-  expect_limit(WriteXmlPropertyList, xml.size());
+  const std::string xml = *plist::WriteXml(list);
+  expect_limit(plist::WriteXml, xml.size());
   // A dictionary that nobody has looked at.
-  PropertyListFailure failure;
+  plist::Failure failure;
   const std::string whole = ManyTypes();
-  const OwnedObject untouched = ReadRoot(*WriteXmlPropertyList(ReadRoot(whole).get()));
-  EXPECT_FALSE(WriteXmlPropertyList(untouched.get(), &failure, whole.size()));
+  const OwnedObject untouched = ReadRoot(*WriteXml(ReadRoot(whole).get()));
+  EXPECT_FALSE(WriteXml(untouched.get(), &failure, whole.size()));
   EXPECT_TRUE(failure.is_too_large);
   // The binary form is small, and counts as large as the reader takes it to be.
   const std::size_t strings = 97 * 97, arrays = 1 + 97;
-  expect_limit(WriteBinaryPropertyList, strings * (8 + 500) + arrays * 8);
+  expect_limit(plist::WriteBinary, strings * (8 + 500) + arrays * 8);
 }
 
 // The time is bounded by CTest alone; what is looked for is growth with the square.

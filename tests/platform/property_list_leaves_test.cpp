@@ -1,9 +1,9 @@
-#include "platform/core_foundation/property_list_leaves.h"
+#include "plist/leaves.h"
 
 #include <cmath>
 #include <limits>
 
-#include "platform/core_foundation/property_list_escape.h"
+#include "plist/escape.h"
 #include "tests/platform/property_list_test_support.h"
 #include "tests/support/test_environment.h"
 
@@ -12,47 +12,47 @@ namespace {
 
 std::string Real(double value) {
   std::string text;
-  AppendPropertyListReal(text, value);
+  plist::AppendReal(text, value);
   return text;
 }
 
 std::string Date(double seconds) {
   std::string text;
-  AppendPropertyListDate(text, seconds);
+  plist::AppendDate(text, seconds);
   return text;
 }
 
 TEST(PropertyListLeaves, IntegersKeepTheWholeRange) {
   for (const char* text : {"0", "-1", "9223372036854775807", "-9223372036854775808",
                            "9223372036854775808", "18446744073709551615"}) {
-    const auto value = ParsePropertyListInteger(text);
+    const auto value = plist::ParseInteger(text);
     ASSERT_TRUE(value) << text;
     std::string written;
-    AppendPropertyListInteger(written, *value);
+    plist::AppendInteger(written, *value);
     EXPECT_EQ(written, text);
   }
-  EXPECT_EQ(ParsePropertyListInteger("+0XfF")->bits, 255u);
+  EXPECT_EQ(plist::ParseInteger("+0XfF")->bits, 255u);
   for (const char* text :
        {"", "-", "+-1", "1 2", "0x", "18446744073709551616", "-9223372036854775809", "1e3"}) {
-    EXPECT_FALSE(ParsePropertyListInteger(text)) << text;
+    EXPECT_FALSE(plist::ParseInteger(text)) << text;
   }
 }
 
 TEST(PropertyListLeaves, RealsComeBackBitForBit) {
   for (const double value : {0.0, -0.0, 0.1, 1.0 / 3, 1e300, 5e-324, -123456.789, 1e22,
                              std::numeric_limits<double>::max()}) {
-    const auto read = ParsePropertyListReal(Real(value));
+    const auto read = plist::ParseReal(Real(value));
     ASSERT_TRUE(read);
     EXPECT_EQ(std::signbit(*read), std::signbit(value));
     EXPECT_EQ(*read, value);
   }
   EXPECT_EQ(Real(0.1), "0.1");
-  EXPECT_TRUE(std::isnan(*ParsePropertyListReal(Real(std::nan("")))));
-  EXPECT_EQ(*ParsePropertyListReal(Real(-INFINITY)), -INFINITY);
-  EXPECT_EQ(*ParsePropertyListReal("1e999"), INFINITY);
-  EXPECT_EQ(*ParsePropertyListReal("-1e-999"), 0);
+  EXPECT_TRUE(std::isnan(*plist::ParseReal(Real(std::nan("")))));
+  EXPECT_EQ(*plist::ParseReal(Real(-INFINITY)), -INFINITY);
+  EXPECT_EQ(*plist::ParseReal("1e999"), INFINITY);
+  EXPECT_EQ(*plist::ParseReal("-1e-999"), 0);
   for (const char* text : {"", ".", "e5", "--1", "1 0", "0x1p3", "1,5", "infinit"}) {
-    EXPECT_FALSE(ParsePropertyListReal(text)) << text;
+    EXPECT_FALSE(plist::ParseReal(text)) << text;
   }
 }
 
@@ -65,18 +65,18 @@ TEST(PropertyListLeaves, DatesAreOfTheGregorianCalendar) {
                      {"2000-02-29T12:00:00Z", -26481600},  {"0001-01-01T00:00:00Z", -63113904000},
                      {"1970-01-01T00:00:00Z", -978307200}, {"12345-06-07T00:00:00Z", 326438640000}};
   for (const auto& c : cases) {
-    const auto seconds = ParsePropertyListDate(c.text);
+    const auto seconds = plist::ParseDate(c.text);
     ASSERT_TRUE(seconds) << c.text;
     EXPECT_EQ(*seconds, c.seconds) << c.text;
     EXPECT_EQ(Date(c.seconds), c.text);
   }
   EXPECT_EQ(Date(-0.5), "2000-12-31T23:59:59Z");
-  EXPECT_EQ(*ParsePropertyListDate(Date(-1e12)), -1e12);
-  EXPECT_EQ(*ParsePropertyListDate("2001-01-02Z"), 86400);
+  EXPECT_EQ(*plist::ParseDate(Date(-1e12)), -1e12);
+  EXPECT_EQ(*plist::ParseDate("2001-01-02Z"), 86400);
   for (const char* text :
        {"", "2001-01-01T00:00:00", "2001-02-29T00:00:00Z", "2001-13-01Z", "01-01-01Z", "2001-1-01Z",
         "2001-01-01T24:00:00Z", "99999999999-01-01Z", "2001-01-01T00:00:00.5Z"}) {
-    EXPECT_FALSE(ParsePropertyListDate(text)) << text;
+    EXPECT_FALSE(plist::ParseDate(text)) << text;
   }
   EXPECT_EQ(Date(std::nan("")), "2001-01-01T00:00:00Z");
   EXPECT_EQ(Date(INFINITY), "9999-12-31T23:59:59Z");
@@ -87,27 +87,27 @@ TEST(PropertyListLeaves, DataIsBrokenIntoLines) {
   std::string bytes;
   for (int i = 0; i < 200; ++i) {
     std::string xml;
-    AppendPropertyListData(xml, bytes, i % 12);
-    const auto read = ParsePropertyListData(xml);
+    plist::AppendData(xml, bytes, i % 12);
+    const auto read = plist::ParseData(xml);
     ASSERT_TRUE(read);
     ASSERT_EQ(*read, bytes);
     bytes += static_cast<char>(i * 37);
   }
   std::string xml;
-  AppendPropertyListData(xml, std::string(60, '\0'), 1);
+  plist::AppendData(xml, std::string(60, '\0'), 1);
   EXPECT_EQ(xml, "\t" + std::string(68, 'A') + "\n\t" + std::string(12, 'A') + "\n");
-  EXPECT_EQ(*ParsePropertyListData("Q-Q=="), "A");
-  EXPECT_FALSE(ParsePropertyListData("QUJDR"));
+  EXPECT_EQ(*plist::ParseData("Q-Q=="), "A");
+  EXPECT_FALSE(plist::ParseData("QUJDR"));
 }
 
 std::string Escaped(std::u16string_view text) {
   std::string xml;
-  AppendPropertyListText(xml, text);
+  plist::AppendEscapedText(xml, text);
   return xml;
 }
 
 std::u16string Unescaped(std::u16string text) {
-  UnescapePropertyListText(text);
+  plist::UnescapeText(text);
   return text;
 }
 
@@ -136,7 +136,7 @@ TEST(PropertyListEscape, ComesBackAndLeavesForeignTextAlone) {
       xml_can_carry = xml_can_carry && rest % 9 > 2;
     }
     ASSERT_EQ(Unescaped(UnitsOf(Escaped(text))), text);
-    ASSERT_EQ(Unescaped(UnitsOf(EscapedSurrogates(text))), text);
+    ASSERT_EQ(Unescaped(UnitsOf(plist::EscapedSurrogates(text))), text);
     if (xml_can_carry) {
       ASSERT_EQ(UnitsOf(Escaped(Unescaped(text))), text);
     }
@@ -153,7 +153,7 @@ TEST(PropertyListEscape, NeverLeavesAFileThatAStrictParserRejects) {
     const std::u16string text = {u'a', static_cast<char16_t>(unit), u'0'};
     dictionary->setObject(StringOf(text.substr(1, 1)).get(), StringOf(text).get());
   }
-  const std::optional<std::string> xml = WriteXmlPropertyList(dictionary.get());
+  const std::optional<std::string> xml = WriteXml(dictionary.get());
   ASSERT_TRUE(xml);
   EXPECT_TRUE(CFEqual(ReadRoot(*xml).get(), dictionary.get()));
   EXPECT_EQ(RunCommand({"xmllint", "--noout", "--nonet", "-"}, *xml).status, 0);

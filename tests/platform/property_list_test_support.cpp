@@ -1,23 +1,25 @@
 #include "tests/platform/property_list_test_support.h"
 
-#include "platform/core_foundation/property_list_leaves.h"
-#include "platform/core_foundation/property_list_walk.h"
+#include "plist/leaves.h"
+#include "plist/value_events.h"
 
 namespace orvik::test {
 namespace {
 
-class Describer : public PropertyListSink {
+class Describer : public plist::Sink {
  public:
-  bool String(const PropertyListText& text) override { return Add("s:" + text.object->ToUtf8()); }
-  bool Integer(PropertyListInteger value) override {
+  bool String(const plist::Text& text, const plist::Value*) override {
+    return Add("s:" + text.ToUtf8());
+  }
+  bool Integer(plist::Integer value) override {
     std::string digits;
-    AppendPropertyListInteger(digits, value);
+    plist::AppendInteger(digits, value);
     return Add("i:" + digits);
   }
   bool Real(double value, int) override { return Number("r:", value); }
   bool Date(double seconds) override { return Number("d:", seconds); }
   bool Boolean(bool value) override { return Add(value ? "b:1" : "b:0"); }
-  bool Data(std::string_view bytes, const NSData*) override {
+  bool Data(std::string_view bytes, const plist::Bytes&) override {
     std::string digits;
     for (const unsigned char byte : bytes) {
       digits += {"0123456789ABCDEF"[byte >> 4], "0123456789ABCDEF"[byte & 15]};
@@ -26,7 +28,7 @@ class Describer : public PropertyListSink {
   }
   bool OpenArray(std::size_t) override { return Open('('); }
   bool OpenDictionary(std::size_t) override { return Open('{'); }
-  bool Key(const PropertyListText& key) override { return Add(key.object->ToUtf8() + '='); }
+  bool Key(const plist::Text& key, const plist::Value*) override { return Add(key.ToUtf8() + '='); }
   bool Close() override {
     description += open_.back() == '(' ? ')' : '}';
     open_.pop_back();
@@ -38,7 +40,7 @@ class Describer : public PropertyListSink {
  private:
   bool Number(const std::string& kind, double value) {
     std::string digits;
-    AppendPropertyListReal(digits, value);
+    plist::AppendReal(digits, value);
     return Add(kind + digits);
   }
 
@@ -63,8 +65,9 @@ class Describer : public PropertyListSink {
 
 std::string Describe(const NSObject* object) {
   Describer describer;
-  PropertyListWalk walk(PropertyListOrder::kByKey, describer);
-  return walk.Run(object) ? describer.description : "nothing";
+  const auto value = ValueOfObject(object);
+  plist::ValueWalk walk(plist::EntryOrder::kByKey, describer);
+  return value && walk.Run(&*value) ? describer.description : "nothing";
 }
 
 std::string DescribeBytes(std::string_view bytes) {
@@ -72,7 +75,7 @@ std::string DescribeBytes(std::string_view bytes) {
 }
 
 std::string XmlOf(const NSObject* object) {
-  const std::optional<std::string> xml = WriteXmlPropertyList(object);
+  const std::optional<std::string> xml = WriteXml(object);
   if (!xml) return "nothing";
   const size_t start = xml->find("<plist version=\"1.0\">\n") + 22;
   return xml->substr(start, xml->size() - start - 9);

@@ -6,9 +6,12 @@
 #include <string>
 #include <string_view>
 
+#include "platform/core_foundation/array.h"
 #include "platform/core_foundation/date.h"
+#include "platform/core_foundation/dictionary.h"
 #include "platform/core_foundation/number.h"
-#include "platform/core_foundation/property_list_forms.h"
+#include "platform/core_foundation/property_list_objects.h"
+#include "plist/forms.h"
 
 namespace orvik::test {
 
@@ -23,12 +26,28 @@ std::string DescribeBytes(std::string_view bytes);
 // The value in the XML form without the lines around it, or "nothing".
 std::string XmlOf(const NSObject* object);
 
+using OwnedObject = Owned<const NSObject>;
+
 inline OwnedObject StringOf(std::u16string_view text) {
   return OwnedObject(NSString::NewFromUnits(text));
 }
 
 inline OwnedObject ReadRoot(std::string_view bytes, CFOptionFlags options = 0) {
-  return ReadPropertyList(bytes, options).root;
+  return OwnedObject(ObjectOf(CreateObject(plist::Read(bytes).root, options)));
+}
+
+inline std::optional<std::string> WriteXml(const NSObject* object,
+                                           plist::Failure* failure = nullptr,
+                                           std::size_t limit = plist::kMaximumFileSize) {
+  const auto value = ValueOfObject(object, failure == nullptr ? nullptr : &failure->path);
+  return value ? plist::WriteXml(*value, failure, limit) : std::nullopt;
+}
+
+inline std::optional<std::string> WriteBinary(const NSObject* object,
+                                              plist::Failure* failure = nullptr,
+                                              std::size_t limit = plist::kMaximumFileSize) {
+  const auto value = ValueOfObject(object, failure == nullptr ? nullptr : &failure->path);
+  return value ? plist::WriteBinary(*value, failure, limit) : std::nullopt;
 }
 
 }  // namespace orvik::test

@@ -1,4 +1,4 @@
-#include "platform/core_foundation/property_list_xml.h"
+#include "plist/xml.h"
 
 #include <gtest/gtest.h>
 
@@ -22,7 +22,7 @@ std::string EveryKind() {
       "<string>\u4E16&lt;&#0;&#13;\n\tx</string><key></key><string/></dict><key>i</key>"
       "<integer>-5</integer><key>r</key><real>0.1</real><key>s</key><true/><key>t</key><false/>"
       "<key>u</key><date>2001-01-01T00:00:00Z</date></dict>");
-  return *WriteXmlPropertyList(list.get());
+  return *WriteXml(list.get());
 }
 
 TEST(PropertyListXmlTest, WritesItsOwnLayoutBackAsItStands) {
@@ -30,11 +30,11 @@ TEST(PropertyListXmlTest, WritesItsOwnLayoutBackAsItStands) {
   for (const CFOptionFlags options : {0, 1, 2}) {
     const OwnedObject root = ReadRoot(xml, options);
     ASSERT_NE(root, nullptr);
-    EXPECT_EQ(*WriteXmlPropertyList(root.get()), xml);
+    EXPECT_EQ(*WriteXml(root.get()), xml);
     EXPECT_TRUE(static_cast<const NSDictionary*>(root.get())->isDeferred());
     EXPECT_EQ(static_cast<const NSDictionary*>(root.get())->isMutable(), options != 0);
     Describe(root.get());  // which looks at everything
-    EXPECT_EQ(*WriteXmlPropertyList(root.get()), xml);
+    EXPECT_EQ(*WriteXml(root.get()), xml);
   }
 }
 
@@ -48,9 +48,9 @@ TEST(PropertyListXmlTest, KnowsEveryByteOfItsOwnLayout) {
       changed[position] = byte;
       const OwnedObject root = ReadRoot(changed);
       if (root == nullptr) continue;
-      const auto written = WriteXmlPropertyList(root.get());
+      const auto written = WriteXml(root.get());
       Describe(root.get());
-      ASSERT_EQ(WriteXmlPropertyList(root.get()), written) << changed;
+      ASSERT_EQ(WriteXml(root.get()), written) << changed;
     }
     // The last line end may be missing.
     const bool is_whole = position + 1 == xml.size();
@@ -82,9 +82,9 @@ TEST(PropertyListXmlTest, SaysWhereAListWentWrong) {
       {"<dict><key>a</key></dict>", "a key without a value in line 1, column 19"},
       {"<plist><true/>", "the end tag of \"plist\" is missing in line 1, column 15"}};
   for (const auto& [xml, error] : kCases) {
-    EXPECT_EQ(ReadPropertyList(xml, 0).error, std::string("The XML is no property list: ") + error);
+    EXPECT_EQ(plist::Read(xml).error, std::string("The XML is no property list: ") + error);
   }
-  EXPECT_EQ(ReadPropertyList("{\n a = b }", 0).error,
+  EXPECT_EQ(plist::Read("{\n a = b }").error,
             "The text is no property list: unexpected in line 2, column 8");
 }
 
@@ -95,10 +95,10 @@ TEST(PropertyListXmlTest, NamesWhatCannotBeWritten) {
   list->AppendOwned(static_cast<const NSObject*>(CFURLCreateFromFileSystemRepresentation(
       nullptr, reinterpret_cast<const UInt8*>("/"), 1, true)));
   dictionary->setObject(list.get(), StringOf(u"a/b").get());
-  PropertyListFailure xml, binary;
-  EXPECT_FALSE(WriteXmlPropertyList(dictionary.get(), &xml));
-  EXPECT_FALSE(WriteBinaryPropertyList(dictionary.get(), &binary));
-  for (const PropertyListFailure& failure : {xml, binary}) {
+  plist::Failure xml, binary;
+  EXPECT_FALSE(WriteXml(dictionary.get(), &xml));
+  EXPECT_FALSE(WriteBinary(dictionary.get(), &binary));
+  for (const plist::Failure& failure : {xml, binary}) {
     EXPECT_EQ(failure.path, "a/b/1");
     EXPECT_FALSE(failure.is_too_large);
   }
@@ -111,14 +111,14 @@ TEST(PropertyListXmlTest, KeepsEveryDateToTheBit) {
   for (const double seconds : {0.25, -0.0, 631152000.123456, -1e-9, 1e300, -1e300, kInfinity,
                                std::numeric_limits<double>::quiet_NaN()}) {
     const OwnedObject date(NSDate::Create(seconds));
-    const auto xml = WriteXmlPropertyList(date.get());
+    const auto xml = WriteXml(date.get());
     ASSERT_TRUE(xml);
     const OwnedObject read = ReadRoot(*xml);
     ASSERT_NE(read, nullptr) << *xml;
     EXPECT_EQ(
         std::bit_cast<std::uint64_t>(CFDateGetAbsoluteTime(static_cast<CFDateRef>(read.get()))),
         std::bit_cast<std::uint64_t>(seconds));
-    EXPECT_EQ(WriteXmlPropertyList(read.get()), xml);
+    EXPECT_EQ(WriteXml(read.get()), xml);
   }
   EXPECT_EQ(XmlOf(OwnedObject(NSDate::Create(0.25)).get()),
             "<date exact=\"3fd0000000000000\">2001-01-01T00:00:00Z</date>\n");
@@ -135,7 +135,7 @@ const NSDictionary* DictionaryAt(const OwnedObject& root, std::u16string_view ke
 
 std::string DeepestXml() {
   std::string xml = "<true/>";
-  for (int depth = 0; depth < kPropertyListMaximumDepth; ++depth) {
+  for (int depth = 0; depth < static_cast<int>(plist::kMaximumDepth); ++depth) {
     xml = "<dict><key>k</key>" + xml + "</dict>";
   }
   return xml;
@@ -178,11 +178,11 @@ TEST(PropertyListDeferral, OutlivesTheRootAndMovesElsewhere) {
 TEST(PropertyListDeferral, IsNotWrittenTooDeep) {
   const OwnedObject root = ReadRoot(DeepestXml());
   ASSERT_NE(root, nullptr);
-  EXPECT_TRUE(WriteXmlPropertyList(root.get()));
+  EXPECT_TRUE(WriteXml(root.get()));
   const Owned<NSArray> one(NSArray::Create()), two(NSArray::Create());
   two->addObject(one.get());
   one->addObject(DictionaryAt(root, u"k"));
-  EXPECT_FALSE(WriteXmlPropertyList(two.get()));
+  EXPECT_FALSE(WriteXml(two.get()));
 }
 
 TEST(PropertyListDeferral, ChangesWhenItIsMutable) {
@@ -197,8 +197,7 @@ TEST(PropertyListDeferral, ChangesWhenItIsMutable) {
 TEST(PropertyListDeferral, IsCopiedAsItIsUnlessItLiesDeeper) {
   for (const bool as_written : {false, true}) {
     const OwnedObject read = ReadRoot("<dict><key>k</key><dict><key>a</key><true/></dict></dict>");
-    const OwnedObject root =
-        as_written ? ReadRoot(*WriteXmlPropertyList(read.get())) : ReadRoot("{}");
+    const OwnedObject root = as_written ? ReadRoot(*WriteXml(read.get())) : ReadRoot("{}");
     const OwnedObject& source = as_written ? root : read;
     const OwnedObject copy(ObjectOf(CFPropertyListCreateDeepCopy(nullptr, source.get(), 1)));
     auto* entry = const_cast<NSDictionary*>(DictionaryAt(copy, u"k"));

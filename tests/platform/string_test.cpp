@@ -7,7 +7,7 @@
 #include "platform/core_foundation/owned.h"
 #include "platform/core_foundation/string.h"
 #include "platform/foundation/autorelease_pool.h"
-#include "platform/foundation/string_hash.h"
+#include "plist/string_hash.h"
 #include "tests/support/test_environment.h"
 
 namespace orvik::test {
@@ -228,7 +228,7 @@ TEST(StringHash, CraftedKeysDoNotMeet) {
       key[8 * pair + 7] ^= 0x8000;
       key[8 * pair + 6] ^= 0x0004;
     }
-    hashes.insert(HashOfUnits(key));
+    hashes.insert(plist::HashOfUnits(key));
   }
   EXPECT_GT(hashes.size(), (1u << kPairs) - 8);
 }
@@ -238,8 +238,8 @@ TEST(StringHash, BytesHaveTheHashOfTheirUnits) {
   std::u16string units;
   std::set<UInt32> hashes;
   for (int i = 0; i < 20; ++i) {
-    EXPECT_EQ(HashOfUnits(bytes), HashOfUnits(units));
-    hashes.insert(HashOfUnits(bytes));
+    EXPECT_EQ(plist::HashOfUnits(bytes), plist::HashOfUnits(units));
+    hashes.insert(plist::HashOfUnits(bytes));
     bytes += i % 2 == 0 ? '\0' : '\xE9';
     units += i % 2 == 0 ? u'\0' : u'\xE9';
   }

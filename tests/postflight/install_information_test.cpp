@@ -88,9 +88,9 @@ TEST_F(InstallInformationTest, FindsWhatCouldNotBeWritten) {
 
 TEST_F(InstallInformationTest, LogsADamagedStoreThatGivesWay) {
   WriteFile(file_, "<plist><dict><key>K</key>");
-  const FileWriterWait old = ExchangeFileWriterWait([] {});
+  const plist::FileWriterWait old = plist::ExchangeFileWriterWait([] {});
   const InstallRecord record = RecordInstallInformation(*arguments_);
-  ExchangeFileWriterWait(old);
+  plist::ExchangeFileWriterWait(old);
   const std::string kept = file_.string() + ".damaged", log = Log();
   ASSERT_EQ(record.kept_aside.size(), 1u);
   EXPECT_EQ(record.kept_aside[0].kept_path, kept);
@@ -106,7 +106,7 @@ TEST_F(InstallInformationTest, WaitsForAStoreThatIsBeingWritten) {
   const std::string whole = "<plist><dict><key>K</key><string>v</string></dict></plist>\n";
   WriteFile(file_, "");
   int looks = 0;
-  const FileWriterWait old = ExchangeFileWriterWait([&] {
+  const plist::FileWriterWait old = plist::ExchangeFileWriterWait([&] {
     ++looks;
     if (looks == 2) WriteFile(file_, whole.substr(0, 20));
     if (looks == 45) WriteFile(file_, whole);
@@ -117,10 +117,11 @@ TEST_F(InstallInformationTest, WaitsForAStoreThatIsBeingWritten) {
   // One that never ends is waited for as long as it can be.
   WriteFile(file_, "<plist>");
   looks = 0;
-  ExchangeFileWriterWait([&] { WriteFile(file_, "<plist>" + std::string(++looks, ' ')); });
+  plist::ExchangeFileWriterWait(
+      [&] { WriteFile(file_, "<plist>" + std::string(++looks, ' ')); });
   EXPECT_EQ(RecordInstallInformation(*arguments_).kept_aside.size(), 1u);
   EXPECT_EQ(looks, 250);
-  ExchangeFileWriterWait(old);
+  plist::ExchangeFileWriterWait(old);
 }
 
 TEST_F(InstallInformationTest, SaysWhyNothingCouldBeWritten) {

@@ -1,6 +1,5 @@
 #include "prefs/reporting.h"
 
-#include "prefs/platform_values.h"
 #include "prefs/preferences.h"
 #include "prefs/transaction.h"
 #include "tests/prefs/store_fixture.h"
@@ -21,7 +20,7 @@ TEST_F(ReportingTest, TellsWhatIsThereAndWhyNot) {
     WritePlist(file, R"({"K":{"S":{"x":[true]},"b":"1","a":"2"},"top":"t"})");
     const auto value = CopyPreference(scope, u"K", u"b", kDomain);
     ASSERT_TRUE(value.ok());
-    EXPECT_TRUE(CFEqual(value.value, PlatformString(u"1")));
+    EXPECT_TRUE(CFEqual(value.value, CFSTR(u"1")));
     EXPECT_TRUE(CopyPreference(scope, u"", u"top", kDomain).ok());
     EXPECT_TRUE(CopyPreference(scope, u"K/S", u"x", kDomain).ok());
     EXPECT_EQ(CopyPreference(scope, u"K", u"no", kDomain).status.error, PrefError::kNotFound);
@@ -220,7 +219,7 @@ TEST_F(ReportingTest, RepairCostsInLine) {
     EXPECT_GE(repair.lost, 1u);
     std::size_t path_units = 0;
     for (const PrefLoss& loss : repair.losses) {
-      path_units += static_cast<std::size_t>(loss.path.GetLength());
+      path_units += loss.path.size();
     }
     EXPECT_LE(path_units, 2 * bytes.size());
   }
@@ -237,7 +236,7 @@ TEST_F(ReportingTest, RepairReadsABinaryListBehindABadLength) {
   const PrefRepair repair = RepairDomain(1, kDomain);
   EXPECT_EQ(OnDisk(FileOf(1)), R"({"B":["x","y"],"C":"third","D":4})");
   ASSERT_EQ(repair.losses.size(), 1u);
-  EXPECT_EQ(Utf8(repair.losses[0].path), "A");
+  EXPECT_EQ(repair.losses[0].path, "A");
   EXPECT_EQ(repair.losses[0].bytes, 6u);
 }
 
@@ -309,7 +308,7 @@ TEST_F(ReportingTest, WhatIsTooLargeToBeWrittenIsNotTaken) {
     EXPECT_EQ(CheckDomain(scope, kDomain).status.error, PrefError::kTooLarge);
     EXPECT_EQ(RepairDomain(scope, kDomain).status.error, PrefError::kTooLarge);
     Transaction change(scope, kDomain);
-    change.SetString(u"K2", u"n", u"v");
+    change.Set(u"K2", u"n", u"v");
     EXPECT_EQ(change.Commit().error, PrefError::kTooLarge);
     WritePreferenceString(scope, u"K2", u"n", u"v", kDomain);
     EXPECT_EQ(ReadFile(file), bytes);
@@ -355,7 +354,7 @@ TEST_F(ReportingTest, RepairNamesWhatIsLostAndCanBeTried) {
       EXPECT_EQ(each->lost, each->losses.size());
       std::string losses;
       for (const auto& loss : each->losses) {
-        losses += Utf8(loss.path) + ": " + loss.what + ", " + std::to_string(loss.line) + ":" +
+        losses += loss.path + ": " + loss.what + ", " + std::to_string(loss.line) + ":" +
                   std::to_string(loss.column) + "\n";
       }
       EXPECT_EQ(losses, c.losses);

@@ -10,9 +10,8 @@
 #include <chrono>
 #include <functional>
 
-#include "platform/core_foundation/property_list_file.h"
-#include "prefs/lock_wait.h"
-#include "prefs/platform_values.h"
+#include "plist/file.h"
+#include "prefs/lock_record.h"
 #include "prefs/preferences.h"
 #include "prefs/reporting.h"
 #include "prefs/transaction.h"
@@ -206,7 +205,7 @@ TEST_F(SharedLockTest, RefusesARecordOfOthersAndLeavesItAlone) {
     EXPECT_EQ(record.state, SharedLockRecord::State::kRefused);
     EXPECT_EQ(record.file, RecordFile());
     Transaction change(kSharedScope, kDomain);
-    change.SetInt(u"K", u"n", 1);
+    change.Set(u"K", u"n", 1);
     const PrefStatus status = change.Commit();
     EXPECT_EQ(status.error, PrefError::kLockRefused);
     EXPECT_EQ(status.path, RecordFile());
@@ -221,7 +220,7 @@ TEST_F(SharedLockTest, TheWayToTheRecordIsExamined) {
   fs::create_directories(RecordFile().parent_path());
   fs::create_symlink("elsewhere", RecordFile().parent_path() / ".orvik.lock");
   Transaction change(kSharedScope, kDomain);
-  change.SetInt(u"K", u"n", 1);
+  change.Set(u"K", u"n", 1);
   PrefStatus status = change.Commit();
   EXPECT_EQ(status.error, PrefError::kLockRefused);
   EXPECT_EQ(status.path, RecordFile().parent_path() / ".orvik.lock");
@@ -277,10 +276,10 @@ TEST_F(SharedLockTest, AHolderOfAKernelLockIsShownAndWaitedForOnce) {
   const std::string name = OwnName();
   for (const fs::path& path : {SharedFile(), UserFile("com.example.Any")}) {
     SCOPED_TRACE(path);
-    std::optional<PropertyListFile> file;
+    std::optional<plist::File> file;
     OtherProcess writer([&] {
       file.emplace(path.string());
-      EXPECT_EQ(file->Lock(PropertyListFile::Folder::kMake), 0);
+      EXPECT_EQ(file->Lock(plist::File::Folder::kMake), 0);
     });
     ASSERT_GT(writer.pid(), 0);
     kill(writer.pid(), SIGSTOP);
@@ -290,7 +289,7 @@ TEST_F(SharedLockTest, AHolderOfAKernelLockIsShownAndWaitedForOnce) {
     EXPECT_EQ(Utf8(shown.process), name);
     EXPECT_EQ(shown.file, path.parent_path() / ".orvik.lock");
     Transaction change(kSharedScope, kDomain);
-    change.SetInt(u"K", u"n", 1);
+    change.Set(u"K", u"n", 1);
     change.WaitAtMost(std::chrono::milliseconds(300));
     const auto start = std::chrono::steady_clock::now();
     EXPECT_EQ(change.Commit().error, PrefError::kLockNotObtained);
@@ -324,10 +323,10 @@ TEST_F(SharedLockTest, NoUpdateIsLostWhileTheFileOfTheLockIsRemoved) {
     } at_the_end{done(number)};
     for (int round = 0; round < kRounds; ++round) {
       Transaction change(kUserScope, kDomain);
-      const PrefResult<CFTypeRef> before = CopyPreference(kUserScope, u"K", u"n", kDomain);
+      const PrefValue before = ReadPreference(kUserScope, u"K", u"n", kDomain);
       const int present = IntOfValue(before.value).value_or(-1);
-      change.RequireEqual(u"K", u"n", PlatformNumber(present));
-      change.SetInt(u"K", u"n", present + 1);
+      change.RequireEqual(u"K", u"n", present);
+      change.Set(u"K", u"n", present + 1);
       const PrefStatus status = change.Commit();
       if (status.error == PrefError::kConditionNotMet) --round;
       if (!status.ok() && status.error != PrefError::kConditionNotMet) return 1;
@@ -348,7 +347,7 @@ TEST_F(SharedLockTest, WhatChangesNothingLeavesNothing) {
     const auto as_found = TreeIn(env_.folder());
     Transaction change(scope, kDomain);
     change.RequireAbsent(u"K", u"n");
-    change.SetInt(u"K", u"n", 1);
+    change.Set(u"K", u"n", 1);
     EXPECT_EQ(change.Commit().error, PrefError::kConditionNotMet);
     Transaction removal(scope, u"com.example.None");
     removal.Delete(u"K", u"n");

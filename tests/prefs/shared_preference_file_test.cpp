@@ -1,10 +1,10 @@
 #include "prefs/shared_preference_file.h"
+#include "platform/core_foundation/property_list_objects.h"
 
 #include <grp.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include "prefs/platform_values.h"
 #include "prefs/preferences.h"
 #include "prefs/reporting.h"
 #include "prefs/scope.h"
@@ -16,37 +16,38 @@ namespace {
 
 class SharedPreferenceFileTest : public StoreTest {
  protected:
-  CAutoCFRelease<CFMutableDictionaryRef> Key(const char16_t* name, const char16_t* value) {
-    auto key = NewDictionary();
-    CFDictionarySetValue(key, PlatformString(name), PlatformString(value));
+  CAutoCFRelease<CFTypeRef> Key(const char16_t* name, const char16_t* value) {
+    CAutoCFRelease<CFTypeRef> key(
+        CreateObject(plist::Value::Dictionary({{name, value}}), kCFPropertyListImmutable));
     return key;
   }
   void Set(const char16_t* name, CFTypeRef value) {
-    SharedPreferencesSetValue(PlatformString(name), value, domain_);
+    SharedPreferencesSetValue(CFSTR(name), value, domain_);
   }
 
-  CAutoCFRelease<CFStringRef> domain_ = PlatformString(kDomain);
+  CAutoCFRelease<CFStringRef> domain_{CAtlString(kDomain).CreateCFStringRef(kCFAllocatorDefault)};
 };
 
 TEST_F(SharedPreferenceFileTest, LiesBelowTheSharedUserFolder) {
   EXPECT_EQ(SharedPreferenceFilePath(domain_), SharedFile());
-  const auto refused = PlatformString(CAtlString(u'x', 1024));
+  const CAutoCFRelease<CFStringRef> refused(
+      CAtlString(u'x', 1024).CreateCFStringRef(kCFAllocatorDefault));
   EXPECT_EQ(LibPref_CopySharedCFURLRef(refused), nullptr);
   EXPECT_EQ(SharedPropertyList(refused), nullptr);
-  EXPECT_EQ(SavePropertiesToSharedFile(NewDictionary(), refused), -4960);
+  EXPECT_EQ(SavePropertiesToSharedFile(Key(u"k", u"v"), refused), -4960);
   EXPECT_EQ(SavePropertiesToSharedFile(nullptr, domain_), -4960);
   EXPECT_EQ(SharedPropertyList(nullptr), nullptr);
 }
 
 TEST_F(SharedPreferenceFileTest, OnlyADictionaryBringsTheFileIntoBeing) {
-  Set(u"top", PlatformString(u"v"));
+  Set(u"top", CFSTR(u"v"));
   Set(u"top", nullptr);
   WritePreferenceInt(0, u"", u"top", 1, kDomain);
   EXPECT_FALSE(fs::exists(SharedFile()));
   EXPECT_FALSE(fs::exists(SharedFile().parent_path()));
   Set(u"K", Key(u"n", u"v"));
   EXPECT_EQ(OnDisk(SharedFile()), R"({"K":{"n":"v"}})");
-  Set(u"top", PlatformString(u"v"));
+  Set(u"top", CFSTR(u"v"));
   EXPECT_EQ(OnDisk(SharedFile()), R"({"K":{"n":"v"},"top":"v"})");
   Set(u"K", nullptr);
   Set(u"top", nullptr);
@@ -63,13 +64,13 @@ TEST_F(SharedPreferenceFileTest, ARootThatIsNoDictionaryIsLeftAlone) {
   EXPECT_EQ(ReadFile(SharedFile()), before);
   const CAutoCFRelease<CFTypeRef> root(SharedPropertyList(domain_));
   EXPECT_TRUE(root);
-  EXPECT_EQ(SharedPreferencesCopyValue(PlatformString(u"a"), domain_), nullptr);
+  EXPECT_EQ(SharedPreferencesCopyValue(CFSTR(u"a"), domain_), nullptr);
 }
 
 TEST_F(SharedPreferenceFileTest, ADamagedFileIsReplacedByADictionaryAndKeptBeside) {
   const fs::path kept = SharedFile().string() + ".damaged";
   WriteFile(SharedFile(), "<plist><dict><key>half");
-  Set(u"top", PlatformString(u"v"));
+  Set(u"top", CFSTR(u"v"));
   EXPECT_EQ(ReadFile(SharedFile()), "<plist><dict><key>half");
   EXPECT_FALSE(fs::exists(kept));
   Set(u"K", Key(u"n", u"v"));
@@ -121,7 +122,7 @@ TEST_F(SeveralUsersTest, MembersOfTheGroupChangeOneFileAndOthersReadIt) {
     Become(number, true);
     for (int value = 0; value < 10; ++value) {
       Transaction change(kSharedScope, kDomain);
-      change.SetInt(Wide("User" + std::to_string(number)), Wide(std::to_string(value)), value);
+      change.Set(Wide("User" + std::to_string(number)), Wide(std::to_string(value)), value);
       const PrefStatus status = change.Commit();
       if (!status.ok()) return static_cast<int>(status.error);
     }
@@ -140,7 +141,7 @@ TEST_F(SeveralUsersTest, MembersOfTheGroupChangeOneFileAndOthersReadIt) {
     Become(kMembers, false);
     if (!CopyDomain(kSharedScope, kDomain).ok()) return 1;
     Transaction change(kSharedScope, kDomain);
-    change.SetInt(u"Outsider", u"n", 1);
+    change.Set(u"Outsider", u"n", 1);
     return change.Commit().error == PrefError::kNotPermitted ? 0 : 2;
   })[0];
   EXPECT_EQ(outsider, 0);

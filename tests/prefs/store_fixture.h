@@ -1,7 +1,7 @@
 // What the tests of the preference store share: where its files are and what another reader finds.
 #pragma once
 
-#include "platform/core_foundation/property_list_file.h"
+#include "plist/file.h"
 #include "prefs/shared_lock.h"
 #include "tests/support/plist_files.h"
 #include "tests/support/test_environment.h"
@@ -14,11 +14,11 @@ class StoreTest : public EnvironmentTest {
  protected:
   StoreTest() {
     old_wait_ = ExchangeSharedLockWait([this] { ++waits_; });
-    old_writer_wait_ = ExchangeFileWriterWait([] {});
+    old_writer_wait_ = plist::ExchangeFileWriterWait([] {});
   }
   ~StoreTest() override {
     ExchangeSharedLockWait(old_wait_);
-    ExchangeFileWriterWait(old_writer_wait_);
+    plist::ExchangeFileWriterWait(old_writer_wait_);
   }
 
   fs::path SharedFile(const std::string& domain = kDomain) const {
@@ -41,7 +41,7 @@ class StoreTest : public EnvironmentTest {
 
  private:
   SharedLockWait old_wait_;
-  FileWriterWait old_writer_wait_;
+  plist::FileWriterWait old_writer_wait_;
 };
 
 CAtlString Wide(const std::string& utf8);

@@ -11,9 +11,7 @@
 #include "platform/core_foundation/data.h"
 #include "platform/core_foundation/date.h"
 #include "platform/core_foundation/number.h"
-#include "prefs/dictionary_type.h"
-#include "prefs/platform_values.h"
-#include "prefs/preference_value.h"
+#include "platform/core_foundation/url.h"
 #include "prefs/preferences.h"
 #include "prefs/reporting.h"
 #include "prefs/shared_preference_file.h"
@@ -26,64 +24,48 @@ namespace {
 using TransactionTest = StoreTest;
 using T = Transaction&;
 
-// The address of what is not a platform object converts to CFTypeRef, but is refused.
-template <class Value>
-concept IsTaken = requires(T t, KeyPath key, CAtlString name, Value value) {
-  t.Set(key, name, value);
+// Every pointer converts to CFTypeRef: what is not a platform object is refused.
+template <class Object>
+concept IsTaken = requires(Object object) {
+  IsADictionaryType(object);
 }
-|| requires(T t, KeyPath key, CAtlString name, Value value) {
-  t.RequireEqual(key, name, value);
+|| requires(Object object) {
+  SharedPreferencesSetValue(nullptr, object, nullptr);
 }
-|| requires(CAtlString name, CFTypeRef object, Value value) {
-  SetPreferenceIfEqual(0, name, name, value, object, name);
+|| requires(Object object) {
+  SavePropertiesToSharedFile(object, nullptr);
 }
-|| requires(CAtlString name, CFTypeRef object, Value value) {
-  SetPreferenceIfEqual(0, name, name, object, value, name);
+|| requires(Object object) {
+  CAutoCFRelease<CFTypeRef>(object);
 }
-|| requires(CAtlString name, Value value) {
-  SetPreferenceIfEqual(0, name, name, value, value, name);
-}
-|| requires(CAtlString name, Value value) {
-  SetPreferenceIfAbsent(0, name, name, value, name);
-}
-|| requires(Value value) {
-  IsADictionaryType(value);
-}
-|| requires(Value value) {
-  SharedPreferencesSetValue(nullptr, value, nullptr);
-}
-|| requires(Value value) {
-  SavePropertiesToSharedFile(value, nullptr);
-}
-|| requires(Value value) {
-  CAutoCFRelease<CFTypeRef>(value);
-}
-|| requires(Value value) {
-  CAutoCFRelease<CFTypeRef>::Retaining(value);
+|| requires(Object object) {
+  CAutoCFRelease<CFTypeRef>::Retaining(object);
 };
-template <class... Values>
-constexpr bool kAreTaken = (IsTaken<Values> || ...);
-static_assert(!kAreTaken<const char16_t (&)[5], const char (&)[5], const char16_t*, const char*,
-                         const wchar_t*, std::u16string_view, std::string_view, std::u16string,
-                         std::string, CAtlString, CAtlString*, int, long, bool, double, int*,
-                         PrefStatus*, PreferenceValue>);
+template <class... Objects>
+constexpr bool kAreTaken = (IsTaken<Objects> || ...);
+static_assert(
+    !kAreTaken<const char16_t (&)[5], const char (&)[5], const char16_t*, const char*,
+               const wchar_t*, std::u16string_view, std::string_view, std::u16string, std::string,
+               CAtlString, CAtlString*, int, long, bool, double, int*, PrefStatus*, plist::Value>);
 
-template <class Value>
-concept IsSettable = requires(T t, CAtlString name, Value value) {
+template <class Object>
+concept IsSettable = requires(T t, CAtlString name, Object value) {
   t.Set(name, name, value);
   t.RequireEqual(name, name, value);
-  SetPreferenceIfEqual(0, name, name, value, nullptr, name);
   SetPreferenceIfAbsent(0, name, name, value, name);
-  IsADictionaryType(value);
 };
 template <class... Values>
 constexpr bool kAreSettable = (IsSettable<Values> && ...);
 static_assert(
     kAreSettable<CFTypeRef, CFStringRef, CFMutableStringRef, CFNumberRef, CFDateRef, CFDataRef,
                  CFArrayRef, CFDictionaryRef, CFMutableDictionaryRef, CFURLRef, void*,
-                 std::nullptr_t, const CAutoCFRelease<CFTypeRef>&, CAutoCFRelease<CFStringRef>>);
-static_assert(!std::is_constructible_v<PreferenceValue, std::nullptr_t> &&
-              !std::is_constructible_v<PreferenceValue, const char*>);
+                 std::nullptr_t, const CAutoCFRelease<CFTypeRef>&, CAutoCFRelease<CFStringRef>,
+                 const char16_t (&)[5], const char16_t*, std::u16string_view, std::u16string,
+                 CAtlString, int, long, unsigned long, bool, double, plist::Value>);
+template <class... Values>
+constexpr bool kIsAnySettable = (IsSettable<Values> || ...);
+static_assert(!kIsAnySettable<const char (&)[5], const char*, const wchar_t*, std::string_view,
+                              std::string, CAtlString*, int*, PrefStatus*>);
 
 CAtlString Deep(int levels) {
   std::u16string path;
@@ -91,29 +73,22 @@ CAtlString Deep(int levels) {
   return CAtlString(std::u16string_view(path));
 }
 
-CAutoCFRelease<CFMutableDictionaryRef> Entries(
-    const std::vector<std::pair<const char16_t*, CFTypeRef>>& entries) {
-  CAutoCFRelease<CFMutableDictionaryRef> dictionary = NewDictionary();
-  for (const auto& [name, value] : entries) {
-    CFDictionarySetValue(dictionary, PlatformString(name), value);
-  }
-  return dictionary;
-}
+using plist::Value;
 
 TEST_F(TransactionTest, MakesAllChangesInOrderInEveryScope) {
   for (const int scope : {0, 1, 4}) {
     SCOPED_TRACE(scope);
     WritePlist(FileOf(scope), R"({"A":{"B":{"old":1},"gone":"x"},"top":"t","list":[1]})", "binary");
     Transaction change(scope, kDomain);
-    change.RequireEqual(u"A/B", u"old", PlatformNumber(1));
-    change.SetString(u"A/B", u"new", u"v");
-    change.SetInt(u"A/C/D", u"n", 2);
+    change.RequireEqual(u"A/B", u"old", 1);
+    change.Set(u"A/B", u"new", u"v");
+    change.Set(u"A/C/D", u"n", 2);
     change.Delete(u"A", u"gone");
     change.Delete(u"A/never", u"x");
     change.RequireAbsent(u"A", u"gone");
-    change.SetString(u"", u"top", u"u");
+    change.Set(u"", u"top", u"u");
     change.DeleteKey(u"A/B");
-    change.Set(u"A/B", u"again", PlatformString(u"w"));
+    change.Set(u"A/B", u"again", u"w");
     EXPECT_EQ(change.Commit().error, PrefError::kNone);
     EXPECT_EQ(OnDisk(FileOf(scope)),
               R"({"A":{"B":{"again":"w"},"C":{"D":{"n":2}}},"list":[1],"top":"u"})");
@@ -126,33 +101,32 @@ TEST_F(TransactionTest, MakesAllChangesInOrderInEveryScope) {
 TEST_F(TransactionTest, AFailureAnywhereLeavesTheFile) {
   using enum PrefError;
   const std::tuple<const char*, PrefError, void (*)(T)> kCases[] = {
-      {"value on the path", kNotAKey, [](T t) { t.SetInt(u"A/s", u"x", 1); }},
-      {"value as top-level key", kNotAKey, [](T t) { t.SetInt(u"top", u"x", 1); }},
+      {"value on the path", kNotAKey, [](T t) { t.Set(u"A/s", u"x", 1); }},
+      {"value as top-level key", kNotAKey, [](T t) { t.Set(u"top", u"x", 1); }},
       {"missing value", kNotFound, [](T t) { t.Delete(u"A", u"no", IfMissing::kFail); }},
       {"missing key", kNotFound, [](T t) { t.DeleteKey(u"A/no", IfMissing::kFail); }},
-      {"another value", kConditionNotMet,
-       [](T t) { t.RequireEqual(u"A", u"s", PlatformString(u"Text")); }},
-      {"another type", kConditionNotMet,
-       [](T t) { t.RequireEqual(u"A", u"s", PlatformNumber(0)); }},
-      {"nothing to compare", kConditionNotMet,
-       [](T t) { t.RequireEqual(u"A", u"no", PlatformNumber(0)); }},
+      {"another value", kConditionNotMet, [](T t) { t.RequireEqual(u"A", u"s", u"Text"); }},
+      {"another type", kConditionNotMet, [](T t) { t.RequireEqual(u"A", u"s", 0); }},
+      {"nothing to compare", kConditionNotMet, [](T t) { t.RequireEqual(u"A", u"no", 0); }},
       {"present", kConditionNotMet, [](T t) { t.RequireAbsent(u"A", u"s"); }},
       {"a key in the place of a value", kIsAKey, [](T t) { t.RequireNotKey(u"", u"A"); }},
       {"a value in the place of a key", kNotAKey,
-       [](T t) { t.ReplaceKey(u"A/s", NewDictionary()); }},
+       [](T t) { t.ReplaceKey(u"A/s", Value::Dictionary()); }},
       {"no key", kNotFound, [](T t) { t.RequireKey(u"B"); }},
       {"not an empty key", kKeyNotEmpty, [](T t) { t.RequireEmptyKey(u"A"); }},
       {"a condition of its own", kConditionNotMet,
-       [](T t) { t.RequireThat(u"A", u"no", [](CFTypeRef value) { return value != nullptr; }); }},
+       [](T t) {
+         t.RequireThat(u"A", u"no", [](const Value& value) { return value.is_string(); });
+       }},
       {"nothing to copy", kNotFound, [](T t) { t.Copy(u"A", u"no", u"A", u"x"); }},
       {"nowhere to move", kNotAKey, [](T t) { t.Rename(u"A", u"s", u"top", u"x"); }},
       {"a merge over a key", kIsAKey,
        [](T t) {
-         t.Merge(u"", Entries({{u"A", PlatformNumber(1)}}));
+         t.Merge(u"", Value::Dictionary({{u"A", 1}}));
        }},
       {"blocked is not absent", kConditionNotMet, [](T t) { t.RequireAbsent(u"top", u"s"); }},
       {"no value", kNotSerializable, [](T t) { t.Set(u"A", u"x", nullptr); }},
-      {"too deep", kNotSerializable, [](T t) { t.SetInt(Deep(1000), u"x", 1); }},
+      {"too deep", kNotSerializable, [](T t) { t.Set(Deep(1000), u"x", 1); }},
   };
   for (const int scope : {0, 1, 4}) {
     WritePlist(FileOf(scope), R"({"A":{"s":"text"},"top":"t"})");
@@ -160,7 +134,7 @@ TEST_F(TransactionTest, AFailureAnywhereLeavesTheFile) {
     for (const auto& [title, error, last] : kCases) {
       SCOPED_TRACE(title);
       Transaction change(scope, kDomain);
-      change.SetString(u"A/new", u"n", u"v");
+      change.Set(u"A/new", u"n", u"v");
       change.Delete(u"", u"top-level that is not there");
       last(change);
       const PrefStatus status = change.Commit();
@@ -190,25 +164,27 @@ TEST_F(TransactionTest, CopiesMovesMergesAndReplaces) {
        R"({"A":{"B":{"n":1},"s":"t"},"v":true})"},
       {"merges",
        [](T t) {
-         const auto one = PlatformNumber(1), two = PlatformNumber(2);
-         t.Merge(u"", Entries({{u"A", Entries({{u"B", Entries({{u"m", two}})}, {u"s", one}})},
-                               {u"w", one}}));
-         t.Merge(u"A/D", Entries({{u"x", two}}));
-         t.Merge(u"A", Entries({{u"B", one}}), ReplaceKeys::kYes);
+         const Value one = 1, two = 2;
+         t.Merge(u"", Value::Dictionary(
+                          {{u"A", Value::Dictionary(
+                                      {{u"B", Value::Dictionary({{u"m", two}})}, {u"s", one}})},
+                           {u"w", one}}));
+         t.Merge(u"A/D", Value::Dictionary({{u"x", two}}));
+         t.Merge(u"A", Value::Dictionary({{u"B", one}}), ReplaceKeys::kYes);
        },
        R"({"A":{"B":1,"D":{"x":2},"s":1},"v":true,"w":1})"},
       {"makes and replaces keys",
        [](T t) {
          t.MakeKey(u"A/B");
          t.MakeKey(u"E/F");
-         t.ReplaceKey(u"A/B", Entries({{u"m", PlatformNumber(1)}}));
-         t.ReplaceKey(u"G", NewDictionary());
+         t.ReplaceKey(u"A/B", Value::Dictionary({{u"m", 1}}));
+         t.ReplaceKey(u"G", Value::Dictionary());
          t.RequireEmptyKey(u"G");
        },
        R"({"A":{"B":{"m":1},"s":"t"},"E":{"F":{}},"G":{},"v":true})"},
       {"takes names with separators",
        [](T t) {
-         t.Set(KeyPath::FromNames({u"a/b", u"c\\d"}), u"e/f", PlatformNumber(1));
+         t.Set(KeyPath::FromNames({u"a/b", u"c\\d"}), u"e/f", 1);
          t.DeleteKey(u"A");
        },
        R"({"a/b":{"c\\d":{"e/f":1}},"v":true})"},
@@ -226,14 +202,14 @@ TEST_F(TransactionTest, CopiesMovesMergesAndReplaces) {
     EXPECT_EQ(ReadFile(FileOf(scope)), bytes);
     ASSERT_TRUE(change.Commit(IfDamaged::kFail, &done).ok());
     EXPECT_EQ(OnDisk(FileOf(scope)), c.after);
-    EXPECT_TRUE(CFEqual(rehearsed.after, done.after));
-    EXPECT_TRUE(CFEqual(rehearsed.before, done.before));
-    EXPECT_TRUE(CFEqual(done.after, CopyDomain(scope, kDomain).value));
-    change.SetInt(u"refused", u"n", 1);
-    change.SetInt(u"refused/n", u"below a value", 1);
+    EXPECT_EQ(rehearsed.after, done.after);
+    EXPECT_EQ(rehearsed.before, done.before);
+    EXPECT_EQ(done.after, ReadDomain(scope, kDomain).value);
+    change.Set(u"refused", u"n", 1);
+    change.Set(u"refused/n", u"below a value", 1);
     TransactionResult none;
     EXPECT_FALSE(change.Commit(IfDamaged::kFail, &none).ok());
-    EXPECT_TRUE(none.before == nullptr && none.after == nullptr);
+    EXPECT_TRUE(!none.before && !none.after);
   }
 }
 
@@ -244,15 +220,14 @@ TEST_F(TransactionTest, WritesNothingThatIsThere) {
       WritePlist(FileOf(scope), R"({"K":{"n":1,"r":1.5,"list":[true,{"x":0}],"s":"t"}})", form);
       if (form[0] == 'x') WriteFile(FileOf(scope), ReadFile(FileOf(scope)) + "<!-- by hand -->\n");
       const std::string bytes = ReadFile(FileOf(scope));
-      const PrefResult<CFDictionaryRef> domain = CopyDomain(scope, kDomain);
-      const CFTypeRef key = CFDictionaryGetValue(domain.value, PlatformString(u"K"));
+      const PrefValue domain = ReadDomain(scope, kDomain);
       Transaction same(scope, kDomain);
-      same.SetInt(u"K", u"n", 1);
-      same.SetString(u"K", u"s", u"t");
+      same.Set(u"K", u"n", 1);
+      same.Set(u"K", u"s", u"t");
       same.MakeKey(u"K");
       same.Delete(u"K", u"none");
       same.Merge(u"", domain.value);
-      same.ReplaceKey(u"K", static_cast<CFDictionaryRef>(key));
+      same.ReplaceKey(u"K", *domain.value.Find(u"K"));
       same.ReplaceDomain(domain.value);
       EXPECT_TRUE(same.Commit().ok());
       EXPECT_EQ(WritePreferenceInt(scope, u"K", u"n", 1, kDomain), 0u);
@@ -260,11 +235,8 @@ TEST_F(TransactionTest, WritesNothingThatIsThere) {
       EXPECT_EQ(ReadFile(FileOf(scope)), bytes);
 
       // A real is not the integer that equals it.
-      const double one = 1;
-      const CAutoCFRelease<CFTypeRef> real(
-          CFNumberCreate(kCFAllocatorDefault, kCFNumberDoubleType, &one));
       Transaction other(scope, kDomain);
-      other.Set(u"K", u"n", real);
+      other.Set(u"K", u"n", 1.0);
       EXPECT_TRUE(other.Commit().ok());
       EXPECT_EQ(OnDisk(FileOf(scope)), R"({"K":{"list":[true,{"x":0}],"n":1.0,"r":1.5,"s":"t"}})");
     }
@@ -289,7 +261,7 @@ TEST_F(TransactionTest, TheSharedFileIsTheSameBehindLinksInAHome) {
 }
 
 TEST_F(TransactionTest, SetIfEqualAndIfAbsent) {
-  const auto one = PlatformNumber(1), two = PlatformNumber(2);
+  const Value one = 1, two = 2;
   EXPECT_EQ(SetPreferenceIfEqual(0, u"K", u"n", one, two, kDomain).error,
             PrefError::kConditionNotMet);
   // On a fresh machine the failure leaves neither folders nor a lock behind.
@@ -303,27 +275,26 @@ TEST_F(TransactionTest, SetIfEqualAndIfAbsent) {
 
 TEST_F(TransactionTest, ReplaceDomainKeepsTheCallersDictionary) {
   WritePlist(SharedFile(), R"({"old":1})");
-  const auto entries = NewDictionary(), key = NewDictionary();
-  CFDictionarySetValue(entries, PlatformString(u"K"), key);
+  const Value entries = Value::Dictionary({{u"K", Value::Dictionary()}});
   Transaction change(3, kDomain);
   change.ReplaceDomain(entries);
-  change.SetString(u"K", u"n", u"v");
+  change.Set(u"K", u"n", u"v");
   EXPECT_TRUE(change.Commit().ok());
   EXPECT_EQ(OnDisk(SharedFile()), R"({"K":{"n":"v"}})");
-  EXPECT_EQ(CFDictionaryGetCount(key), 0);
+  EXPECT_EQ(entries.Find(u"K")->count(), 0u);
 }
 
 TEST_F(TransactionTest, RefusesWhatItCannotAddressAndWaitsForTheLock) {
   Transaction unknown(9, kDomain), refused(1, u"../x"), deep(0, kDomain), empty(0, kDomain);
-  for (Transaction* change : {&unknown, &refused}) change->SetInt(u"K", u"n", 1);
-  deep.SetInt(Deep(200'000), u"n", 1);
+  for (Transaction* change : {&unknown, &refused}) change->Set(u"K", u"n", 1);
+  deep.Set(Deep(200'000), u"n", 1);
   empty.DeleteKey(u"//");
   EXPECT_EQ(unknown.Commit().error, PrefError::kUnknownScope);
   EXPECT_EQ(refused.Commit().error, PrefError::kRefusedDomain);
   EXPECT_EQ(deep.Commit().error, PrefError::kNotSerializable);
   Transaction nested(0, kDomain);
-  const CAutoCFRelease<CFTypeRef> url(LibPref_CopySharedCFURLRef(PlatformString(kDomain)));
-  nested.Set(u"K/L", u"n", Entries({{u"a", PlatformNumber(1)}, {u"b", Entries({{u"c", url}})}}));
+  nested.Set(u"K/L", u"n",
+             Value::Dictionary({{u"a", 1}, {u"b", Value::Dictionary({{u"c", Value()}})}}));
   EXPECT_EQ(nested.Commit().path, "K/L/n/b/c");
   EXPECT_EQ(empty.Commit().error, PrefError::kEmptyPath);
   for (const int levels : {512, 200'000}) {
@@ -333,7 +304,7 @@ TEST_F(TransactionTest, RefusesWhatItCannotAddressAndWaitsForTheLock) {
   }
   EXPECT_FALSE(fs::exists(SharedFile()));
   Transaction locked(2, kDomain);
-  locked.SetInt(u"K", u"n", 1);
+  locked.Set(u"K", u"n", 1);
   ASSERT_TRUE(LockGlobalSharedPList(kDomain));
   EXPECT_EQ(locked.Commit().error, PrefError::kLockNotObtained);
   UnlockGlobalSharedPList(kDomain);
@@ -347,7 +318,7 @@ TEST_F(TransactionTest, ADamagedFileStaysUnlessItIsToBeReplaced) {
       {"<plist><array/></plist>", PrefError::kRootNotDictionary}};
   for (const int scope : {0, 1, 4}) {
     Transaction change(scope, kDomain);
-    change.SetInt(u"K", u"n", 1);
+    change.Set(u"K", u"n", 1);
     for (const auto& [bytes, error] : kCases) {
       const fs::path kept = FileOf(scope).string() + ".damaged";
       fs::remove(kept);
@@ -446,7 +417,7 @@ TEST_F(TransactionTest, SavesNothingThatIsTooLargeToBeReadAgain) {
       CFArrayCreateMutable(kCFAllocatorDefault, 0, &kCFTypeArrayCallBacks));
   for (int i = 0; i < 100; ++i) CFArrayAppendValue(list, data);
   Transaction change(1, kDomain);
-  change.SetString(u"A", u"n", u"v");
+  change.Set(u"A", u"n", u"v");
   ASSERT_TRUE(change.Commit().ok());
   const std::string before = ReadFile(FileOf(1));
   change.Set(u"A", u"list", list);

@@ -6,15 +6,14 @@
 #include <cmath>
 #include <cstdint>
 #include <map>
+#include <memory>
 #include <string>
 #include <string_view>
 
-#include "platform/core_foundation/array.h"
-#include "platform/core_foundation/date.h"
-#include "platform/core_foundation/property_list_equality.h"
-#include "platform/core_foundation/property_list_forms.h"
-#include "platform/foundation/ns_number.h"
-#include "prefs/salvage.h"
+#include "platform/core_foundation/property_list_objects.h"
+#include "plist/forms.h"
+#include "plist/salvage.h"
+#include "prefs/auto_release.h"
 #include "tools/orvikprefs/json.h"
 #include "tools/orvikprefs/text.h"
 #include "tools/orvikprefs/values.h"
@@ -76,48 +75,45 @@ inline std::uint64_t MakeBits(Choices& choices) {
 }
 
 // `has_types` is false for trees that the old text form can hold.
-inline OwnedObject MakeValue(Choices& choices, bool has_types, int depth) {
+inline plist::Value MakeValue(Choices& choices, bool has_types, int depth) {
   const std::size_t kind = choices.is_empty() ? 0 : choices.Below(depth < 5 ? 10 : 7);
   if (kind >= 7) {
     std::size_t count = choices.Below(5);
-    if (kind == 7) {
-      NSArray* array = NSArray::Create();
-      for (; count > 0; --count) {
-        array->AppendOwned(MakeValue(choices, has_types, depth + 1).release());
-      }
-      return OwnedObject(array);
-    }
-    NSDictionary* dictionary = NSDictionary::Create();
+    plist::Value container = kind == 7 ? plist::Value::Array() : plist::Value::Dictionary();
     for (; count > 0; --count) {
-      const OwnedObject key(NSString::NewFromUnits(MakeText(choices)));
-      dictionary->setObject(MakeValue(choices, has_types, depth + 1).get(), key.get());
+      if (kind == 7) {
+        container.Append(MakeValue(choices, has_types, depth + 1));
+      } else {
+        const std::u16string key = MakeText(choices);
+        container.Set(key, MakeValue(choices, has_types, depth + 1));
+      }
     }
-    return OwnedObject(dictionary);
+    return container;
   }
-  if (kind == 1) return OwnedObject(NSData::Create(std::string(choices.Below(60), 'd')));
-  if (kind == 0 || !has_types) return OwnedObject(NSString::NewFromUnits(MakeText(choices)));
+  if (kind == 1) return plist::Value::Data(std::string(choices.Below(60), 'd'));
+  if (kind == 0 || !has_types) return MakeText(choices);
   const std::uint64_t bits = MakeBits(choices);
-  if (kind == 2) return OwnedObject(NSNumber::Create(static_cast<std::int64_t>(bits)));
-  if (kind == 3) return OwnedObject(NSNumber::CreateUnsigned(bits));
-  if (kind == 4) return OwnedObject(NSNumber::CreateReal(std::bit_cast<double>(bits)));
-  if (kind == 5) return OwnedObject(NSNumber::CreateBoolean(bits % 2 != 0));
-  return OwnedObject(NSDate::Create(std::bit_cast<double>(bits)));
+  if (kind == 2) return static_cast<std::int64_t>(bits);
+  if (kind == 3) return bits;
+  if (kind == 4) return std::bit_cast<double>(bits);
+  if (kind == 5) return bits % 2 != 0;
+  return plist::Value::Date(std::bit_cast<double>(bits));
 }
 
-inline OwnedObject MakeTree(Choices& choices, bool has_types) {
-  NSDictionary* root = NSDictionary::Create();
+inline plist::Value MakeTree(Choices& choices, bool has_types) {
+  plist::Value root = plist::Value::Dictionary();
   for (std::size_t count = 1 + choices.Below(5); count > 0; --count) {
-    const OwnedObject key(NSString::NewFromUnits(MakeText(choices)));
-    root->setObject(MakeValue(choices, has_types, 1).get(), key.get());
+    const std::u16string key = MakeText(choices);
+    root.Set(key, MakeValue(choices, has_types, 1));
   }
-  return OwnedObject(root);
+  return root;
 }
 
 // The old text form of a tree without types.
-inline void AppendOldText(std::string& text, const NSObject* value) {
-  const auto append_string = [&](const NSString* string) {
+inline void AppendOldText(std::string& text, const plist::Value& value) {
+  const auto append_string = [&](const plist::Value& string) {
     text += '"';
-    for (const char16_t unit : string->ToUnits()) {
+    for (const char16_t unit : string.text().ToUnits()) {
       char escape[8];
       std::snprintf(escape, sizeof escape, "\\U%04x", static_cast<unsigned>(unit));
       const bool is_plain = unit >= ' ' && unit < 0x7F && unit != '"' && unit != '\\';
@@ -125,27 +121,27 @@ inline void AppendOldText(std::string& text, const NSObject* value) {
     }
     text += '"';
   };
-  if (value->typeID() == CFStringGetTypeID()) {
-    append_string(static_cast<const NSString*>(value));
-  } else if (value->typeID() == CFDataGetTypeID()) {
+  if (value.is_string()) {
+    append_string(value);
+  } else if (value.type() == plist::Type::kData) {
     text += '<';
-    for (const char byte : static_cast<const NSData*>(value)->View()) {
+    for (const char byte : *value.data()) {
       char digits[4];
       std::snprintf(digits, sizeof digits, "%02x", static_cast<unsigned char>(byte));
       text += digits;
     }
     text += '>';
-  } else if (value->typeID() == CFArrayGetTypeID()) {
+  } else if (value.is_array()) {
     text += '(';
-    for (const NSObject* element : static_cast<const NSArray*>(value)->Objects()) {
+    for (const plist::Value& element : value.elements()) {
       AppendOldText(text, element);
       text += ", ";
     }
     text += ')';
   } else {
     text += "{\n";
-    for (const auto& entry : static_cast<const NSDictionary*>(value)->Entries()) {
-      append_string(static_cast<const NSString*>(entry.key));
+    for (const auto& entry : value.entries()) {
+      append_string(entry.key);
       text += " = ";
       AppendOldText(text, entry.value);
       text += ";\n";
@@ -156,35 +152,32 @@ inline void AppendOldText(std::string& text, const NSObject* value) {
 
 // How often each leaf occurs: its path, with "*" for an index, its type and its text.
 using Leaves = std::map<std::string, int>;
-inline void CountLeaves(const std::string& path, const NSObject* value, Leaves& leaves) {
-  if (value->typeID() == CFArrayGetTypeID()) {
-    for (const NSObject* element : static_cast<const NSArray*>(value)->Objects()) {
-      CountLeaves(path + "/*", element, leaves);
-    }
-  } else if (value->typeID() == CFDictionaryGetTypeID()) {
-    for (const auto& entry : static_cast<const NSDictionary*>(value)->Entries()) {
-      if (entry.key == nullptr) continue;
-      CountLeaves(path + "/" + prefstool::JsonText(entry.key), entry.value, leaves);
+inline void CountLeaves(const std::string& path, const plist::Value& value, Leaves& leaves) {
+  if (value.is_array()) {
+    for (const plist::Value& element : value.elements()) CountLeaves(path + "/*", element, leaves);
+  } else if (value.is_dictionary()) {
+    for (const auto& entry : value.entries()) {
+      CountLeaves(path + "/" + entry.key.text().ToUtf8(), entry.value, leaves);
     }
   } else {
-    ++leaves[path + "=" + prefstool::TypeName(value) + " " + prefstool::ValueText(value)];
+    ++leaves[path + "=" + plist::WriteXml(value).value_or("nothing")];
   }
 }
 
 // The forbidden effect of one damaged byte, or of a cut; "" for none.
-inline std::string DamageFault(const NSObject* tree, std::string bytes, Choices& choices) {
+inline std::string DamageFault(const plist::Value& tree, std::string bytes, Choices& choices) {
   const std::size_t place = choices.Below(bytes.size());
   if (choices.Next(1) % 4 == 0) {
     bytes.resize(place);
   } else {
     bytes[place] = static_cast<char>(choices.Next(1));
   }
-  if (ReadPropertyList(bytes, kCFPropertyListImmutable).root) return "";
-  const OwnedObject data(NSData::Create(bytes));
-  const Salvage salvage = SalvageEntries(static_cast<CFDataRef>(data.get()));
-  const auto saved = static_cast<const NSObject*>(ObjectOf(salvage.entries.Get()));
-  if (salvage.lost < salvage.losses.size()) return "more losses are listed than counted";
-  if (salvage.lost == 0 && !bytes.empty() && !IsSameValue(saved, tree)) {
+  if (plist::Read(bytes).root) return "";
+  const plist::Salvage salvage = plist::SalvageEntries(std::make_shared<const std::string>(bytes));
+  const plist::Value& saved = salvage.entries;
+  if (salvage.losses.count() < salvage.losses.list().size())
+    return "more losses are listed than counted";
+  if (salvage.losses.count() == 0 && !bytes.empty() && saved != tree) {
     return "something is lost and nothing is told";
   }
   Leaves before, after;
@@ -204,25 +197,25 @@ inline std::string DamageFault(const NSObject* tree, std::string bytes, Choices&
 inline std::string CircleFault(std::string_view bytes) {
   Choices choices(bytes);
   const bool has_types = choices.Next(1) % 4 != 0;
-  const OwnedObject tree = MakeTree(choices, has_types);
-  const std::string xml = *WriteXmlPropertyList(tree.get());
-  const std::string binary = *WriteBinaryPropertyList(tree.get());
+  const plist::Value tree = MakeTree(choices, has_types);
+  const std::string xml = *plist::WriteXml(tree);
+  const std::string binary = *plist::WriteBinary(tree);
   std::string text;
-  if (!has_types) AppendOldText(text, tree.get());
+  if (!has_types) AppendOldText(text, tree);
   const std::string* const forms[] = {&xml, &binary, &text};
   for (const std::string* form : forms) {
     if (form->empty()) continue;
-    const OwnedObject back = ReadPropertyList(*form, kCFPropertyListImmutable).root;
-    if (!back || !IsSameValue(back.get(), tree.get())) return "does not come back: " + *form;
+    if (plist::Read(*form).root != tree) return "does not come back: " + *form;
     if (form != &text) {
-      const std::string fault = DamageFault(tree.get(), *form, choices);
+      const std::string fault = DamageFault(tree, *form, choices);
       if (!fault.empty()) return fault;
     }
   }
   prefstool::TextError error;
-  const std::string json = prefstool::JsonText(tree.get());
+  const CAutoCFRelease<CFTypeRef> object(CreateObject(tree, kCFPropertyListImmutable));
+  const std::string json = prefstool::JsonText(object);
   const auto back = prefstool::ReadJson(json, &error);
-  if (!back || !IsSameValue(back, tree.get())) return "JSON does not come back: " + json;
+  if (!back || ValueOfObject(back) != tree) return "JSON does not come back: " + json;
   return "";
 }
 

@@ -74,7 +74,7 @@ constexpr std::string_view kReplaceKey = "--replace-key", kKeepType = "--keep-ty
 
 constexpr std::array<Verb, 12> kVerbs = {{
     {"set", true, true, false, true, true, 2, SetValue, "the value has another type"},
-    {"add-element", true, true, false, true, false, 2, AddElement, "the value is not an array"},
+    {"add-element", true, true, false, true, false, 1, AddElement, "the value is not an array"},
     {"delete", true, false, false, true, false, 2,
      [](Transaction& transaction, const Words& words) {
        transaction.RequireNotKey(words.key, words.name);
@@ -346,7 +346,8 @@ int Apply(const Context& given, const CommandLine& line) {
     backup.Discard();
     return FailScript(context, status, file, script);
   }
-  const std::vector<Difference> differences = Differences(result.before, result.after);
+  const auto before = DictionaryObject(result.before), after = DictionaryObject(result.after);
+  const std::vector<Difference> differences = Differences(before, after);
   if (differences.empty()) backup.Discard();
   if (context.json && line.Has("--backup")) {
     PrintWithBackup(context, differences, backup.path());

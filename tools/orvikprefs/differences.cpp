@@ -3,6 +3,7 @@
 #include <ostream>
 
 #include "platform/core_foundation/property_list_equality.h"
+#include "platform/core_foundation/property_list_objects.h"
 #include "tools/orvikprefs/json.h"
 #include "tools/orvikprefs/text.h"
 #include "tools/orvikprefs/values.h"
@@ -74,6 +75,11 @@ std::vector<Difference> Differences(CFDictionaryRef before, CFDictionaryRef afte
     if (found.size() == count) add(std::move(place), value);
   }
   return found;
+}
+
+CAutoCFRelease<CFDictionaryRef> DictionaryObject(const plist::Value& dictionary) {
+  return CAutoCFRelease<CFDictionaryRef>(
+      static_cast<CFDictionaryRef>(CreateObject(dictionary, kCFPropertyListImmutable)));
 }
 
 void AddTreeChanges(Transaction& transaction, const KeyPath& key, CFDictionaryRef before,

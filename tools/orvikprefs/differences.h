@@ -52,6 +52,9 @@ struct Difference {
 // itself. `path` is put before every path.
 std::vector<Difference> Differences(CFDictionaryRef before, CFDictionaryRef after, Path path = {});
 
+// A dictionary as a platform object; null for no value.
+CAutoCFRelease<CFDictionaryRef> DictionaryObject(const plist::Value& dictionary);
+
 // Adds to the transaction the fewest changes that turn `before`, the contents of the key, into
 // `after`. A value may replace a key, and a key a value.
 void AddTreeChanges(Transaction& transaction, const KeyPath& key, CFDictionaryRef before,

@@ -7,6 +7,7 @@
 #include "platform/core_foundation/property_list_equality.h"
 #include "platform/foundation/ns_dictionary.h"
 #include "platform/foundation/property_list_serialization.h"
+#include "plist/sink.h"
 #include "prefs/reporting.h"
 #include "prefs/transaction.h"
 #include "tools/orvikprefs/commands.h"
@@ -113,7 +114,7 @@ int Export(const Context& context, const CommandLine& line) {
   std::string bytes;
   if (format == "json") {
     bytes = JsonText(found.value.Get(), JsonWriter::Layout::kIndented) + "\n";
-    if (bytes.size() > kPropertyListMaximumFileSize) {
+    if (bytes.size() > plist::kMaximumFileSize) {
       return context.Fail({PrefError::kTooLarge}, KeyText(key), true);
     }
   } else {
@@ -152,14 +153,15 @@ int Import(const Context& context, const CommandLine& line) {
   const PrefStatus saved =
       dry_run ? transaction.Rehearse(&result) : transaction.Commit(IfDamaged::kFail, &result);
   if (backup.Failed()) return kNotSaved;
-  if (!saved.ok() || IsSameValue(result.before, result.after)) backup.Discard();
+  if (!saved.ok() || result.before == result.after) backup.Discard();
   if (saved.error == PrefError::kIsAKey || saved.error == PrefError::kIsAValue) {
     return context.Fail(saved, Quoted(file) + " is not imported", true,
                         "--replace-key replaces it");
   }
   if (!saved.ok()) return context.Fail(saved, Quoted(file) + " is not imported", true);
   if (dry_run) {
-    PrintDifferences(context, Differences(result.before, result.after));
+    const auto before = DictionaryObject(result.before), after = DictionaryObject(result.after);
+    PrintDifferences(context, Differences(before, after));
   } else {
     if (!backup.path().empty()) context.Confirm("the old file is kept as " + Quoted(backup.path()));
     context.Confirm("imported " + Quoted(file));

@@ -95,7 +95,7 @@ namespace {
 void WriteLosses(JsonWriter& form, const PrefRepair& repair) {
   form.Name("lost").Integer(static_cast<std::int64_t>(repair.lost)).Name("losses").BeginArray();
   for (const PrefLoss& loss : repair.losses) {
-    form.BeginObject().Name("path").Text(ToUtf8(loss.path)).Name("what").Text(loss.what);
+    form.BeginObject().Name("path").Text(loss.path).Name("what").Text(loss.what);
     form.Name("line").Integer(static_cast<std::int64_t>(loss.line));
     form.Name("column").Integer(static_cast<std::int64_t>(loss.column));
     form.Name("bytes").Integer(static_cast<std::int64_t>(loss.bytes)).EndObject();
@@ -111,7 +111,7 @@ void PrintLosses(const Context& context, const std::string& file, const PrefRepa
     } else {
       *context.error << " byte " << loss.column;
     }
-    *context.error << ": " << Escaped(ToUtf8(loss.path)) << ": " << loss.what;
+    *context.error << ": " << Escaped(loss.path) << ": " << loss.what;
     if (loss.bytes != 0) *context.error << " (" << loss.bytes << " bytes)";
     *context.error << '\n';
   }

@@ -22,6 +22,7 @@
 #include "host/tree_removal.h"
 #include "host/trust.h"
 #include "platform/core_foundation/property_list.h"
+#include "plist/sink.h"
 #include "prefs/reporting.h"
 #include "tools/orvikprefs/text.h"
 
@@ -81,12 +82,12 @@ namespace {
 int ReadStream(std::FILE* stream, std::string& bytes) {
   struct stat attributes;
   const bool is_large = fstat(fileno(stream), &attributes) == 0 && S_ISREG(attributes.st_mode) &&
-                        static_cast<std::size_t>(attributes.st_size) > kPropertyListMaximumFileSize;
+                        static_cast<std::size_t>(attributes.st_size) > plist::kMaximumFileSize;
   if (is_large) return EFBIG;
   char buffer[65536];
   errno = 0;
   while (const size_t count = std::fread(buffer, 1, sizeof buffer, stream)) {
-    if (bytes.size() + count > kPropertyListMaximumFileSize) return EFBIG;
+    if (bytes.size() + count > plist::kMaximumFileSize) return EFBIG;
     bytes.append(buffer, count);
   }
   return std::ferror(stream) != 0 ? errno : 0;

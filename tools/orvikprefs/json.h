@@ -21,6 +21,7 @@
 #include <vector>
 
 #include "platform/core_foundation/property_list.h"
+#include "plist/sink.h"
 #include "prefs/auto_release.h"
 
 namespace orvik::prefstool {
@@ -93,7 +94,7 @@ TextError ErrorAt(std::string_view text, std::size_t byte, std::string reason);
 
 // Null when the text is not JSON, or a part of it is not a property list (null, a malformed
 // wrapper, a number out of the range of a double, a duplicate name in an object, more than
-// kPropertyListMaximumDepth containers in one another).
+// plist::kMaximumDepth containers in one another).
 CAutoCFRelease<CFPropertyListRef> ReadJson(std::string_view text, TextError* error);
 
 // The value that begins at *at, which is moved behind it; the text may go on.

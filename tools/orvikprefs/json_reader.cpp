@@ -7,8 +7,8 @@
 #include "platform/core_foundation/array.h"
 #include "platform/core_foundation/dictionary.h"
 #include "platform/core_foundation/number.h"
-#include "platform/core_foundation/property_list_escape.h"
 #include "platform/core_foundation/string.h"
+#include "plist/escape.h"
 #include "text/characters.h"
 #include "tools/orvikprefs/json.h"
 #include "tools/orvikprefs/text.h"
@@ -24,7 +24,7 @@ using String = CAutoCFRelease<CFStringRef>;
 constexpr std::string_view kByteOrderMark = "\xEF\xBB\xBF";
 constexpr std::string_view kEscapeUtf8 = "\xEF\xB7\x90";  // U+FDD0
 // A dictionary in a wrapper is two objects of JSON.
-constexpr std::size_t kMaximumNesting = 2 * kPropertyListMaximumDepth + 2;
+constexpr std::size_t kMaximumNesting = 2 * plist::kMaximumDepth + 2;
 
 // RFC 8259, straight into property lists.
 class Reader {
@@ -85,7 +85,7 @@ class Reader {
   }
 
   std::size_t at() const { return at_; }
-  bool is_deep() const { return deepest_ > kPropertyListMaximumDepth; }
+  bool is_deep() const { return deepest_ > static_cast<int>(plist::kMaximumDepth); }
   TextError error() const {
     return ErrorAt(text_, failed_at_, way_.empty() ? reason_ : reason_ + ": " + Quoted(way_));
   }
@@ -333,7 +333,7 @@ class Reader {
     if (last_string_.find(kEscapeUtf8) == std::string::npos) return string;
     const CAtlString text(string.Get());
     std::u16string units(text.View());
-    UnescapePropertyListText(units);
+    plist::UnescapeText(units);
     return String(CFStringCreateWithCharacters(kCFAllocatorDefault, units.data(),
                                                static_cast<CFIndex>(units.size())));
   }

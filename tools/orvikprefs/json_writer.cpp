@@ -11,8 +11,8 @@
 #include "platform/core_foundation/data.h"
 #include "platform/core_foundation/date.h"
 #include "platform/core_foundation/number.h"
-#include "platform/core_foundation/property_list_escape.h"
 #include "platform/foundation/ns_number.h"
+#include "plist/escape.h"
 #include "text/byte_encodings.h"
 #include "tools/orvikprefs/text.h"
 #include "tools/orvikprefs/values.h"
@@ -258,7 +258,8 @@ class TreeWriter {
   // Valid up to the next call.
   const std::string& Text(CFStringRef string) {
     text_.resize(static_cast<std::size_t>(CFStringGetLength(string)));
-    if (!CopyAscii(string, text_.data())) text_ = EscapedSurrogates(CAtlString(string).View());
+    if (!CopyAscii(string, text_.data()))
+      text_ = plist::EscapedSurrogates(CAtlString(string).View());
     return text_;
   }
 

@@ -10,8 +10,8 @@
 #include "platform/core_foundation/data.h"
 #include "platform/core_foundation/date.h"
 #include "platform/core_foundation/number.h"
-#include "platform/core_foundation/property_list_equality.h"
-#include "platform/core_foundation/property_list_escape.h"
+#include "platform/core_foundation/property_list_objects.h"
+#include "plist/escape.h"
 #include "prefs/preferences.h"
 #include "text/byte_encodings.h"
 #include "text/case_and_spelling.h"
@@ -158,7 +158,7 @@ bool IsDictionary(CFPropertyListRef value) {
 std::string ValueText(CFPropertyListRef value) {
   if (TypeOf(value) == ValueType::kString) {
     const CAtlString text(static_cast<CFStringRef>(value));
-    return EscapedSurrogates(text.View());
+    return plist::EscapedSurrogates(text.View());
   }
   std::string json = JsonText(value);
   // Dates, data and reals that are not numbers are wrapped in JSON, to carry their type. None of
@@ -363,19 +363,11 @@ CAutoCFRelease<CFPropertyListRef> WithElement(CFTypeRef array, std::span<const l
 
 void UpdateArray(Transaction& transaction, const KeyPath& key, const CAtlString& name,
                  std::function<CAutoCFRelease<CFPropertyListRef>(CFTypeRef present)> make) {
-  const auto filled = std::make_shared<CAutoCFRelease<CFMutableArrayRef>>(NewArray());
-  transaction.RequireThat(key, name, [filled, make = std::move(make)](CFTypeRef present) {
-    const Value made = make(present);
-    const auto array = static_cast<CFArrayRef>(made.Get());
-    // Asked again under the lock. Another answer than before means that another process has made
-    // the file in between; the array of the next step cannot follow it.
-    if (CFArrayGetCount(*filled) > 0) return made && IsSameValue(made, filled->Get());
-    for (CFIndex i = 0; made && i < CFArrayGetCount(array); ++i) {
-      CFArrayAppendValue(*filled, CFArrayGetValueAtIndex(array, i));
-    }
-    return static_cast<bool>(made);
+  transaction.Update(key, name, [make = std::move(make)](const plist::Value& present) {
+    const Value object(CreateObject(present, kCFPropertyListMutableContainers));
+    const Value made = make(object);
+    return made ? ValueOf(made) : plist::Value();
   });
-  transaction.Set(key, name, filled->Get());
 }
 
 }  // namespace orvik::prefstool

@@ -149,7 +149,7 @@ std::string Review::Repair() {
   for (const PrefLoss& loss : found.losses) {
     const std::string place =
         loss.line != 0 ? "line " + std::to_string(loss.line) + ", column " : std::string("byte ");
-    rows.push_back("lost: " + Escaped(ToUtf8(loss.path)) + ": " + loss.what + " (" + place +
+    rows.push_back("lost: " + Escaped(loss.path) + ": " + loss.what + " (" + place +
                    std::to_string(loss.column) + ")");
   }
   if (found.lost > rows.size()) {

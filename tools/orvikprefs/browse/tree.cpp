@@ -7,7 +7,7 @@
 #include "platform/core_foundation/array.h"
 #include "platform/core_foundation/data.h"
 #include "platform/core_foundation/property_list_equality.h"
-#include "platform/core_foundation/property_list_escape.h"
+#include "plist/escape.h"
 #include "text/case_and_spelling.h"
 #include "text/transcoding.h"
 #include "tools/orvikprefs/text.h"
@@ -127,14 +127,14 @@ std::string NameText(CFStringRef name) {
 }
 
 std::string NameText(const CAtlString& name) {
-  return EscapedSurrogates(name.View());
+  return plist::EscapedSurrogates(name.View());
 }
 
 std::optional<CAtlString> NameUnits(const std::string& name) {
   std::optional<CAtlString> text = FromUtf8(name);
   if (!text || name.find(kEscape) == std::string::npos) return text;
   std::u16string units(text->View());
-  UnescapePropertyListText(units);
+  plist::UnescapeText(units);
   return CAtlString(std::u16string_view(units));
 }
 

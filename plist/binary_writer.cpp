@@ -1,0 +1,296 @@
+#include <algorithm>
+#include <bit>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "plist/binary_format.h"
+#include "plist/forms.h"
+#include "plist/value_events.h"
+
+namespace orvik::plist {
+namespace {
+
+using namespace binary_format;
+
+std::size_t SizeOf(std::uint64_t number) {
+  std::size_t size = 1;
+  while (size < 8 && number >> (8 * size) != 0) size *= 2;
+  return size;
+}
+
+void AppendNumber(std::string& bytes, std::uint64_t number, std::size_t size) {
+  for (std::size_t i = size; i-- > 0;) {
+    bytes += i < 8 ? static_cast<char>(number >> (8 * i)) : '\0';
+  }
+}
+
+void AppendMarker(std::string& bytes, Marker marker, std::size_t low) {
+  bytes += static_cast<char>(static_cast<std::size_t>(marker) << 4 | low);
+}
+
+void AppendInteger(std::string& bytes, std::uint64_t number, std::size_t size) {
+  AppendMarker(bytes, kInteger, static_cast<std::size_t>(std::countr_zero(size)));
+  AppendNumber(bytes, number, size);
+}
+
+void AppendMarkerAndLength(std::string& bytes, Marker marker, std::size_t length) {
+  AppendMarker(bytes, marker, std::min<std::size_t>(length, kLengthFollows));
+  if (length >= kLengthFollows) AppendInteger(bytes, length, SizeOf(length));
+}
+
+// Numbers the objects in their order, equal strings only once. The bytes of simple values are made
+// at once; those of containers have to wait until all objects are counted, which settles the size
+// of a reference.
+class BinaryWriter final : public Sink {
+ public:
+  explicit BinaryWriter(std::size_t limit) : limit_(limit) {}
+
+  bool String(const Text& text, const Value*) override {
+    Refer(IndexOfString(text));
+    return Count(text.size());
+  }
+
+  bool Integer(plist::Integer value) override {
+    last_integer_ = {objects_.size(), value};
+    std::string& bytes = NewValue();
+    if (value.is_unsigned) {
+      AppendMarker(bytes, kInteger, 4);
+      AppendNumber(bytes, 0, 8);
+      AppendNumber(bytes, value.bits, 8);
+    } else {
+      AppendInteger(bytes, value.bits, SizeOf(value.bits));
+    }
+    return EndNumber();
+  }
+
+  bool Real(double value, int width) override {
+    std::string& bytes = NewValue();
+    const auto size = static_cast<std::size_t>(width);
+    AppendMarker(bytes, kReal, static_cast<std::size_t>(std::countr_zero(size)));
+    AppendNumber(bytes,
+                 width == 4 ? std::bit_cast<std::uint32_t>(static_cast<float>(value))
+                            : std::bit_cast<std::uint64_t>(value),
+                 size);
+    return EndNumber();
+  }
+
+  bool Boolean(bool value) override {
+    NewValue() += static_cast<char>(value ? kTrue : kFalse);
+    return EndNumber();
+  }
+
+  bool Date(double seconds) override {
+    std::string& bytes = NewValue();
+    AppendMarker(bytes, kDate, 3);
+    AppendNumber(bytes, std::bit_cast<std::uint64_t>(seconds), 8);
+    return EndNumber();
+  }
+
+  bool Data(std::string_view bytes, const Bytes&) override {
+    AppendMarkerAndLength(NewValue(), kData, bytes.size());
+    values_ += bytes;
+    EndValue();
+    return Count(bytes.size());
+  }
+
+  bool OpenArray(std::size_t) override { return Open(kArray); }
+  bool OpenDictionary(std::size_t) override { return Open(kDictionary); }
+
+  bool Key(const Text& key, const Value*) override {
+    containers_[open_.back()].keys.push_back(IndexOfString(key));
+    return Count(key.size());
+  }
+
+  bool Close() override {
+    MakeUniqueIdentifier(containers_[open_.back()]);
+    open_.pop_back();
+    return true;
+  }
+
+  // Whether a reader would take what was written so far.
+  bool HasRoom() const { return written_out_ <= limit_; }
+
+  // Nothing when the result would be larger than the limit.
+  std::optional<std::string> Write() {
+    const std::size_t reference_size = SizeOf(objects_.size());
+    std::string bytes = std::string(kMagic) + '0';
+    std::vector<std::uint64_t> offsets;
+    for (const Object& object : objects_) {
+      offsets.push_back(bytes.size());
+      if (object.container == kNoContainer) {
+        bytes.append(values_, object.begin, object.end - object.begin);
+        continue;
+      }
+      const Container& container = containers_[object.container];
+      AppendMarkerAndLength(bytes, container.marker, container.values.size());
+      for (const std::size_t key : container.keys) AppendNumber(bytes, key, reference_size);
+      for (const std::size_t value : container.values) AppendNumber(bytes, value, reference_size);
+    }
+    const std::uint64_t table_offset = bytes.size();
+    const std::size_t offset_size = SizeOf(table_offset);
+    if (table_offset + offset_size * offsets.size() + kTrailerSize > limit_) return std::nullopt;
+    for (const std::uint64_t offset : offsets) AppendNumber(bytes, offset, offset_size);
+    AppendNumber(bytes, 0, kOffsetSizeField);
+    AppendNumber(bytes, offset_size, 1);
+    AppendNumber(bytes, reference_size, 1);
+    AppendNumber(bytes, objects_.size(), 8);
+    AppendNumber(bytes, 0, 8);
+    AppendNumber(bytes, table_offset, 8);
+    return bytes;
+  }
+
+ private:
+  static constexpr std::size_t kNoContainer = static_cast<std::size_t>(-1);
+
+  // A piece of values_, or a container.
+  struct Object {
+    std::size_t begin;
+    std::size_t end;
+    std::size_t container;
+  };
+
+  struct Container {
+    std::size_t object;
+    Marker marker;
+    std::vector<std::size_t> keys;
+    std::vector<std::size_t> values;
+  };
+
+  void Refer(std::size_t index) {
+    if (open_.empty()) return;
+    containers_[open_.back()].values.push_back(index);
+  }
+
+  // The bytes of a value go where this points; EndValue is called behind the last of them.
+  std::string& NewValue() {
+    Refer(objects_.size());
+    objects_.push_back({values_.size(), 0, kNoContainer});
+    return values_;
+  }
+
+  void EndValue() { objects_.back().end = values_.size(); }
+
+  bool EndNumber() {
+    EndValue();
+    return Count(0);
+  }
+
+  // Counts a value or key with so many units or bytes of content.
+  bool Count(std::size_t content) {
+    written_out_ += SizeWrittenOut(content);
+    return HasRoom();
+  }
+
+  bool Open(Marker marker) {
+    Refer(objects_.size());
+    open_.push_back(containers_.size());
+    containers_.push_back({objects_.size(), marker, {}, {}});
+    objects_.push_back({0, 0, open_.back()});
+    return Count(0);
+  }
+
+  std::size_t IndexOfString(const Text& text) {
+    if (2 * (strings_ + 1) > slots_.size()) Grow();
+    const std::uint32_t hash = text.Hash();
+    std::size_t slot = hash & (slots_.size() - 1);
+    for (; slots_[slot].object != 0; slot = (slot + 1) & (slots_.size() - 1)) {
+      const std::size_t index = slots_[slot].object - 1;
+      if (slots_[slot].hash == hash && Holds(objects_[index], text)) return index;
+    }
+    objects_.push_back({values_.size(), 0, kNoContainer});
+    slots_[slot] = {objects_.size(), hash};
+    ++strings_;
+    if (text.is_ascii()) {
+      AppendMarkerAndLength(values_, kAsciiString, text.size());
+      values_ += text.bytes();
+    } else {
+      AppendMarkerAndLength(values_, kUnicodeString, text.size());
+      for (std::size_t i = 0; i < text.size(); ++i) AppendNumber(values_, text[i], 2);
+    }
+    EndValue();
+    return objects_.size() - 1;
+  }
+
+  // Whether the object, a string, has this text.
+  bool Holds(const Object& object, const Text& text) const {
+    const std::size_t unit = text.is_ascii() ? 1 : 2;
+    const std::size_t size = text.size() * unit;
+    if (object.end - object.begin <= size) return false;
+    const auto marker = static_cast<unsigned char>(values_[object.begin]) >> 4;
+    if (marker != (unit == 1 ? kAsciiString : kUnicodeString)) return false;
+    const std::string_view content = std::string_view(values_).substr(object.end - size, size);
+    // A string of another length has its marker and length elsewhere.
+    std::string head;
+    AppendMarkerAndLength(head, unit == 1 ? kAsciiString : kUnicodeString, text.size());
+    if (object.end - object.begin != head.size() + size) return false;
+    if (unit == 1) return content == text.bytes();
+    for (std::size_t i = 0; i < text.size(); ++i) {
+      const auto high = static_cast<unsigned char>(content[2 * i]);
+      const auto low = static_cast<unsigned char>(content[2 * i + 1]);
+      if (text[i] != (high << 8 | low)) return false;
+    }
+    return true;
+  }
+
+  void Grow() {
+    const std::vector<Slot> old =
+        std::exchange(slots_, std::vector<Slot>(std::max<std::size_t>(64, 2 * slots_.size())));
+    for (const Slot& each : old) {
+      if (each.object == 0) continue;
+      std::size_t slot = each.hash & (slots_.size() - 1);
+      while (slots_[slot].object != 0) slot = (slot + 1) & (slots_.size() - 1);
+      slots_[slot] = each;
+    }
+  }
+
+  // The dictionary { "CF$UID" = number } is how a unique identifier looks in memory.
+  void MakeUniqueIdentifier(const Container& container) {
+    if (container.keys.size() != 1 || container.values[0] != last_integer_.object ||
+        last_integer_.value.bits > UINT32_MAX) {
+      return;
+    }
+    std::string key;
+    AppendMarkerAndLength(key, kAsciiString, kUniqueIdentifierKey.size());
+    key += kUniqueIdentifierKey;
+    const Object& key_object = objects_[container.keys[0]];
+    if (values_.compare(key_object.begin, key_object.end - key_object.begin, key) != 0) return;
+    Object& object = objects_[container.object];
+    const std::size_t size = SizeOf(last_integer_.value.bits);
+    object = {values_.size(), 0, kNoContainer};
+    AppendMarker(values_, kUniqueIdentifier, size - 1);
+    AppendNumber(values_, last_integer_.value.bits, size);
+    object.end = values_.size();
+  }
+
+  struct {
+    std::size_t object = kNoContainer;
+    plist::Integer value;
+  } last_integer_;
+  std::size_t limit_;
+  std::uint64_t written_out_ = 0;
+  std::string values_;
+  std::vector<Object> objects_;
+  std::vector<Container> containers_;
+  std::vector<std::size_t> open_;
+  // The strings by their hash: open addressing, at most half full.
+  struct Slot {
+    std::size_t object = 0;  // index + 1; 0 is free
+    std::uint32_t hash = 0;
+  };
+  std::vector<Slot> slots_;
+  std::size_t strings_ = 0;
+};
+
+}  // namespace
+
+std::optional<std::string> WriteBinary(const Value& value, Failure* failure, std::size_t limit) {
+  BinaryWriter writer(limit);
+  ValueWalk walk(EntryOrder::kStored, writer);
+  const bool is_complete = walk.Run(&value);
+  std::optional<std::string> bytes = is_complete ? writer.Write() : std::nullopt;
+  if (!bytes && failure != nullptr) *failure = {is_complete || !writer.HasRoom(), walk.Path()};
+  return bytes;
+}
+
+}  // namespace orvik::plist

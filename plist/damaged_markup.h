@@ -1,0 +1,56 @@
+// The markup of a damaged XML property list, tag by tag. A tag of which one byte is wrong is taken
+// for what it was; everything else that is no tag is text. Takes time proportional to the text.
+#pragma once
+
+#include <cstddef>
+#include <string_view>
+
+namespace orvik::plist {
+
+class DamagedMarkup {
+ public:
+  enum class Kind {
+    kStart,
+    kEmpty,
+    kEnd,
+    kText,  // anything but blanks, comments and instructions
+    kNone,  // the end
+  };
+
+  struct Token {
+    Kind kind = Kind::kNone;
+    std::string_view name;    // "dict", or what is written where no name is meant for sure
+    bool is_damaged = false;  // a byte of the tag is wrong
+    bool is_known = true;     // the name is that of an element
+    std::size_t begin = 0;
+    std::size_t end = 0;
+    // The tabs before a tag that begins a line; -1 for any other.
+    int tabs = -1;
+  };
+
+  explicit DamagedMarkup(std::string_view text) : text_(text) {}
+
+  Token Next();
+  void MoveTo(std::size_t position) { position_ = position; }
+
+  // Where the element of a simple value or key ends whose start tag ends here: behind its end tag.
+  // npos when another tag comes first; `found` is where that one begins.
+  std::size_t EndOfSimple(std::string_view name, std::size_t from, std::size_t& found);
+
+  // The tag of a container that a text holds because the "<" of the tag is wrong; kNone for none.
+  static Token ContainerIn(std::string_view text);
+
+ private:
+  bool SkipUnseen();
+  bool SkipComment();
+  bool SkipDocumentType();
+  std::size_t FindEnd(std::string_view end, std::size_t from, bool& is_missing) const;
+  Token ReadTag() const;
+
+  std::string_view text_;
+  std::size_t position_ = 0;
+  bool is_in_prolog_ = true;
+  bool no_section_end_ = false;
+};
+
+}  // namespace orvik::plist

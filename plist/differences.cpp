@@ -1,0 +1,148 @@
+#include "plist/differences.h"
+
+#include <algorithm>
+#include <cstddef>
+#include <utility>
+
+namespace orvik::plist {
+
+namespace {
+
+using Entries = std::vector<const Value::Entry*>;
+
+// The entries in the order of their keys; none for anything but a dictionary.
+Entries Sorted(const Value* value) {
+  Entries entries;
+  if (value == nullptr || !value->is_dictionary()) return entries;
+  entries.reserve(value->count());
+  for (const Value::Entry& entry : value->entries()) entries.push_back(&entry);
+  const auto by_key = [](const Value::Entry* a, const Value::Entry* b) {
+    return a->key.text().Compare(b->key.text()) < 0;
+  };
+  if (!std::is_sorted(entries.begin(), entries.end(), by_key)) {
+    std::sort(entries.begin(), entries.end(), by_key);
+  }
+  return entries;
+}
+
+class DifferenceSearch {
+ public:
+  std::vector<Difference> Run(const Value& before, const Value& after) {
+    Open(&before, &after);
+    while (!open_.empty()) {
+      Pair& pair = open_.back();
+      if (pair.next_before == pair.before.size() && pair.next_after == pair.after.size()) {
+        open_.pop_back();
+        if (!open_.empty()) path_.pop_back();
+        continue;
+      }
+      Step(pair);
+    }
+    return std::move(found_);
+  }
+
+ private:
+  struct Pair {
+    Entries before;
+    Entries after;
+    std::size_t next_before = 0;
+    std::size_t next_after = 0;
+  };
+
+  void Open(const Value* before, const Value* after) {
+    open_.push_back({Sorted(before), Sorted(after)});
+  }
+
+  // Compares the next name of both sides.
+  void Step(Pair& pair) {
+    const Value::Entry* before =
+        pair.next_before < pair.before.size() ? pair.before[pair.next_before] : nullptr;
+    const Value::Entry* after =
+        pair.next_after < pair.after.size() ? pair.after[pair.next_after] : nullptr;
+    const int order = before == nullptr  ? 1
+                      : after == nullptr ? -1
+                                         : before->key.text().Compare(after->key.text());
+    if (order > 0) before = nullptr;
+    if (order < 0) after = nullptr;
+    if (before != nullptr) ++pair.next_before;
+    if (after != nullptr) ++pair.next_after;
+    Compare(before, after);
+  }
+
+  void Compare(const Value::Entry* before, const Value::Entry* after) {
+    const Value* const old_value = before == nullptr ? nullptr : &before->value;
+    const Value* const new_value = after == nullptr ? nullptr : &after->value;
+    const bool has_both = old_value != nullptr && new_value != nullptr;
+    if (has_both && old_value->IsSharedWith(*new_value)) return;
+    path_.push_back((before != nullptr ? before : after)->key.text().ToUnits());
+    const bool goes_down = has_both ? old_value->is_dictionary() && new_value->is_dictionary()
+                                    : HasEntries(old_value) || HasEntries(new_value);
+    if (goes_down) {
+      Open(old_value, new_value);
+      return;
+    }
+    if (!has_both || *old_value != *new_value) {
+      found_.push_back({path_, old_value == nullptr ? Value() : *old_value,
+                        new_value == nullptr ? Value() : *new_value});
+    }
+    path_.pop_back();
+  }
+
+  static bool HasEntries(const Value* value) {
+    return value != nullptr && value->is_dictionary() && value->count() > 0;
+  }
+
+  std::vector<Pair> open_;
+  Path path_;
+  std::vector<Difference> found_;
+};
+
+}  // namespace
+
+std::vector<Difference> FindDifferences(const Value& before, const Value& after) {
+  return DifferenceSearch().Run(before, after);
+}
+
+MergeResult Merge(Value& base, const Value& added, ReplaceContainers replace) {
+  struct Pair {
+    Value* base;
+    Value::Entries::Iterator next;
+    Value::Entries::Iterator end;
+    const Value* key;  // of the entry that is being merged
+  };
+  MergeResult result;
+  std::vector<Pair> open;
+  open.push_back({&base, added.entries().begin(), added.entries().end(), nullptr});
+  while (!open.empty()) {
+    Pair& pair = open.back();
+    if (pair.next == pair.end) {
+      open.pop_back();
+      continue;
+    }
+    const Value::Entry& entry = *pair.next;
+    ++pair.next;
+    pair.key = &entry.key;
+    const Text key = entry.key.text();
+    const Value* const present = pair.base->Find(key);
+    const bool is_dictionary = present != nullptr && present->is_dictionary();
+    if (is_dictionary && entry.value.is_dictionary()) {
+      if (present->IsSharedWith(entry.value)) continue;
+      open.push_back({pair.base->Change(key), entry.value.entries().begin(),
+                      entry.value.entries().end(), nullptr});
+      continue;
+    }
+    if (present != nullptr && replace == ReplaceContainers::kNo &&
+        is_dictionary != entry.value.is_dictionary()) {
+      result.is_refused = true;
+      result.is_dictionary = is_dictionary;
+      for (const Pair& each : open) result.refused.push_back(each.key->text().ToUnits());
+      return result;
+    }
+    if (present != nullptr && *present == entry.value) continue;
+    pair.base->SetSharing(entry.key, entry.value);
+    result.changed = true;
+  }
+  return result;
+}
+
+}  // namespace orvik::plist

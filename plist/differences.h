@@ -1,0 +1,47 @@
+// Comparing and merging trees of dictionaries. Neither recurses: trees may be as deep as
+// kMaximumDepth on the stack of a small thread.
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "plist/value.h"
+
+namespace orvik {
+namespace [[gnu::visibility("default")]] plist {
+
+// The names that lead from the compared dictionaries to a value.
+using Path = std::vector<std::u16string>;
+
+// A value that differs. A dictionary that only one side has is listed value by value, an empty one
+// as itself. A dictionary on one side and another value on the other are one difference.
+struct Difference {
+  Path path;
+  Value before;  // no value: added
+  Value after;   // no value: removed
+
+  bool operator==(const Difference&) const = default;
+};
+
+// What turns one dictionary into the other, in the order of the names' UTF-16 units. No value
+// counts as an empty dictionary. Shared parts cost nothing.
+std::vector<Difference> FindDifferences(const Value& before, const Value& after);
+
+// Whether a merge may replace a dictionary by another value, or another value by a dictionary.
+enum class ReplaceContainers { kNo, kYes };
+
+struct MergeResult {
+  bool changed = false;
+  // The path of a value that may not be replaced; then the base is changed in part.
+  bool is_refused = false;
+  Path refused;
+  bool is_dictionary = false;  // whether the base has a dictionary there
+};
+
+// Puts the entries of one dictionary into another. Dictionaries that both have are merged alike; of
+// other values the added one wins.
+MergeResult Merge(Value& base, const Value& added,
+                  ReplaceContainers replace = ReplaceContainers::kYes);
+
+}  // namespace plist
+}  // namespace orvik

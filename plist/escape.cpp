@@ -1,0 +1,186 @@
+#include "plist/escape.h"
+
+#include <algorithm>
+#include <array>
+#include <bit>
+#include <cstdint>
+#include <cstring>
+
+#include "text/transcoding.h"
+
+namespace orvik::plist {
+namespace {
+
+constexpr char16_t kEscape = 0xFDD0;
+constexpr size_t kDigits = 4;
+constexpr char kHexDigits[] = "0123456789ABCDEF";
+
+bool IsForbiddenControl(char16_t unit) {
+  return unit < 0x20 && unit != u'\t' && unit != u'\n' && unit != u'\r';
+}
+
+// Whether XML cannot carry the unit; surrogates are meant as lone ones.
+bool IsForbidden(char16_t unit) {
+  return IsForbiddenControl(unit) || IsSurrogate(unit) || unit >= 0xFFFE;
+}
+
+// The unit that four upper-case digits at the position name, or -1.
+int UnitOfDigits(std::u16string_view text, size_t position) {
+  if (text.size() < kDigits || position > text.size() - kDigits) return -1;
+  int unit = 0;
+  for (size_t i = position; i < position + kDigits; ++i) {
+    const char16_t c = text[i];
+    if (c >= u'0' && c <= u'9') {
+      unit = unit * 16 + (c - u'0');
+    } else if (c >= u'A' && c <= u'F') {
+      unit = unit * 16 + (c - u'A' + 10);
+    } else {
+      return -1;
+    }
+  }
+  return unit;
+}
+
+// The unit of the escape whose digits begin at the position, or -1 where there is none.
+int EscapedUnit(std::u16string_view text, size_t position) {
+  const int unit = UnitOfDigits(text, position);
+  // U+FDD0 is escaped only where it would read as an escape itself.
+  int last = unit;
+  while (last == kEscape) last = UnitOfDigits(text, position += kDigits);
+  return last >= 0 && IsForbidden(static_cast<char16_t>(last)) ? unit : -1;
+}
+
+void AppendEscape(std::string& xml, char16_t unit) {
+  AppendCharacter(xml, kEscape);
+  for (int shift = 12; shift >= 0; shift -= 4) xml += kHexDigits[unit >> shift & 0xF];
+}
+
+// The bytes that are not written as they are.
+constexpr std::array<bool, 256> kSpecial = [] {
+  std::array<bool, 256> special = {};
+  for (size_t c = 0; c < 0x20; ++c) special[c] = c != '\t' && c != '\n';
+  for (size_t c = 0x80; c < 0x100; ++c) special[c] = true;
+  special['&'] = special['<'] = special['>'] = true;
+  return special;
+}();
+
+void AppendSpecial(std::string& xml, char c) {
+  switch (c) {
+    case '&':
+      xml += "&amp;";
+      break;
+    case '<':
+      xml += "&lt;";
+      break;
+    case '>':
+      xml += "&gt;";
+      break;
+    case '\r':
+      xml += "&#13;";
+      break;
+    default:
+      AppendEscape(xml, static_cast<char16_t>(c));
+  }
+}
+
+void AppendAscii(std::string& xml, std::string_view text) {
+  size_t start = 0;
+  for (size_t i = 0; i < text.size(); ++i) {
+    if (!kSpecial[static_cast<unsigned char>(text[i])]) continue;
+    xml.append(text, start, i - start);
+    AppendSpecial(xml, text[i]);
+    start = i + 1;
+  }
+  xml.append(text, start);
+}
+
+void AppendUnits(std::string& xml, std::u16string_view text) {
+  for (size_t i = 0; i < text.size(); ++i) {
+    const char16_t unit = text[i];
+    if (unit < 0x80) {
+      if (kSpecial[unit]) {
+        AppendSpecial(xml, static_cast<char>(unit));
+      } else {
+        xml += static_cast<char>(unit);
+      }
+    } else if (IsHighSurrogate(unit) && i + 1 < text.size() && IsLowSurrogate(text[i + 1])) {
+      AppendCharacter(xml, FromSurrogates(unit, text[i + 1]));
+      ++i;
+    } else if (IsForbidden(unit) || (unit == kEscape && EscapedUnit(text, i + 1) >= 0)) {
+      AppendEscape(xml, unit);
+    } else {
+      AppendCharacter(xml, unit);
+    }
+  }
+}
+
+}  // namespace
+
+void AppendEscapedText(std::string& xml, const Text& text) {
+  if (text.is_ascii()) {
+    AppendAscii(xml, text.bytes());
+  } else if (text.is_wide()) {
+    AppendUnits(xml, text.units());
+  } else {
+    AppendUnits(xml, text.ToUnits());
+  }
+}
+
+// Eight bytes at a time: a byte's high bit is set in a word where the byte is zero, below 0x20 or
+// above 0x7F. Borrows between bytes can set it in a byte too many, above the lowest one that is
+// right; the loop behind finds out.
+size_t PlainTextEnd(std::string_view xml, size_t position) {
+  constexpr std::uint64_t kOnes = 0x0101010101010101;
+  constexpr std::uint64_t kHighBits = 0x80 * kOnes;
+  const auto equals = [](std::uint64_t word, char c) {
+    const std::uint64_t zero = word ^ (static_cast<unsigned char>(c) * kOnes);
+    return (zero - kOnes) & ~zero;
+  };
+  for (std::uint64_t word; xml.size() - position >= sizeof word; position += sizeof word) {
+    std::memcpy(&word, xml.data() + position, sizeof word);
+    const std::uint64_t special =
+        ((word - 0x20 * kOnes) | word | equals(word, '<') | equals(word, '>') | equals(word, '&')) &
+        kHighBits;
+    if (special == 0) continue;
+    if constexpr (std::endian::native == std::endian::little) {
+      position += static_cast<size_t>(std::countr_zero(special)) / 8;
+    }
+    break;
+  }
+  while (position < xml.size() && !kSpecial[static_cast<unsigned char>(xml[position])]) ++position;
+  return position;
+}
+
+std::string EscapedSurrogates(std::u16string_view text) {
+  std::string utf8;
+  utf8.reserve(3 * text.size());
+  for (size_t i = 0; i < text.size(); ++i) {
+    const char16_t unit = text[i];
+    if (IsHighSurrogate(unit) && i + 1 < text.size() && IsLowSurrogate(text[i + 1])) {
+      AppendCharacter(utf8, FromSurrogates(unit, text[++i]));
+    } else if (IsSurrogate(unit) || (unit == kEscape && EscapedUnit(text, i + 1) >= 0)) {
+      AppendEscape(utf8, unit);
+    } else {
+      AppendCharacter(utf8, unit);
+    }
+  }
+  return utf8;
+}
+
+void UnescapeText(std::u16string& text) {
+  size_t out = text.find(kEscape);
+  if (out == std::u16string::npos) return;
+  for (size_t i = out; i < text.size(); ++out) {
+    char16_t unit = text[i++];
+    if (unit == kEscape) {
+      if (const int escaped = EscapedUnit(text, i); escaped >= 0) {
+        unit = static_cast<char16_t>(escaped);
+        i += kDigits;
+      }
+    }
+    text[out] = unit;
+  }
+  text.resize(out);
+}
+
+}  // namespace orvik::plist

@@ -1,0 +1,65 @@
+#include "plist/forms.h"
+
+#include <memory>
+#include <utility>
+
+#include "plist/encoding.h"
+#include "plist/value_events.h"
+#include "plist/xml.h"
+
+namespace orvik::plist {
+namespace {
+
+// "<" and hexadecimal digits: the data of the old text form and not XML.
+bool BeginsWithTextData(std::string_view text) {
+  const std::size_t open = text.find_first_not_of(" \t\r\n");
+  if (open == std::string_view::npos || text[open] != '<') return false;
+  const std::size_t end = text.find_first_not_of(" \t\r\n0123456789abcdefABCDEF", open + 1);
+  return end != std::string_view::npos && text[end] == '>';
+}
+
+bool BeginsWithMarkup(std::string_view text) {
+  const std::size_t start = text.find_first_not_of(" \t\r\n");
+  return start != std::string_view::npos && text[start] == '<' && !BeginsWithTextData(text);
+}
+
+}  // namespace
+
+Taking Checker::Dictionary(const XmlDictionary& dictionary) {
+  const bool is_checked = static_cast<std::size_t>(dictionary.depth()) >= depth_;
+  return is_checked ? Taking::kTaken : Taking::kWantsEntries;
+}
+
+Reading Read(std::string_view bytes) {
+  return Read(std::make_shared<const std::string>(bytes));
+}
+
+Reading Read(const Bytes& bytes) {
+  if (bytes->starts_with("bplist")) return ReadBinary(*bytes);
+  Reading reading;
+  if (bytes->empty()) {
+    reading.error = "The data is empty";
+    return reading;
+  }
+  std::optional<Utf8Text> utf8 = TextAsUtf8(*bytes);
+  if (!utf8) {
+    reading.error = "The data is neither a binary property list nor text of a known encoding";
+    return reading;
+  }
+  if (!BeginsWithMarkup(utf8->text)) return ReadOldText(utf8->text);
+  Bytes holder = utf8->converted != nullptr ? std::move(utf8->converted) : bytes;
+  const auto xml = XmlText::Read(std::move(holder), utf8->text, reading.error);
+  ValueBuilder builder;
+  if (xml == nullptr || !XmlText::Send(xml, builder)) return reading;
+  reading.root = builder.Take();
+  reading.format = Format::kXml;
+  return reading;
+}
+
+std::optional<std::string> FindFault(const Value& value) {
+  Checker checker;
+  ValueWalk walk(EntryOrder::kByKey, checker);
+  return walk.Run(&value) ? std::nullopt : std::optional(walk.Path());
+}
+
+}  // namespace orvik::plist

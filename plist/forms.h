@@ -1,0 +1,79 @@
+// Reading and writing property lists in their three forms.
+//
+//   form      read                                                     written
+//   XML       in UTF-8, UTF-16, UTF-32 or the declared encoding; a     UTF-8, tabs, dictionaries in
+//             "plist" root or the bare value                           the order of their keys
+//   binary    "bplist0?", integers of up to 64 bits, 16-byte integers  "bplist00", equal strings
+//             whose value fits                                         once
+//   old text  { key = value; }, and files of strings without the       never
+//             outer braces; all leaves are strings or data
+//
+// Invalid bytes, and values that no form can hold, give nothing: nothing is read or written in
+// part. The error text of a textual form names line and column. Both directions allow kMaximumDepth
+// nested containers and kMaximumFileSize bytes (sink.h), so that everything written can be read
+// again. A binary list counts with its shared objects written out.
+//
+// XML knows only the five predefined entities and character references. The last of two equal keys
+// wins. Units that XML cannot carry are escaped as escape.h says. The element of a date has whole
+// seconds; a date with a fraction, or without a year of at most eight digits, has its IEEE 754 bits
+// in an attribute that other programs ignore:
+//
+//   0.25 s after the start of 2001   <date exact="3fd0000000000000">2001-01-01T00:00:00Z</date>
+//
+// The attribute counts only if the element's text is the text that is written for its bits.
+#pragma once
+
+#include <optional>
+#include <string>
+#include <string_view>
+
+#include "plist/sink.h"
+#include "plist/value.h"
+
+namespace orvik {
+namespace [[gnu::visibility("default")]] plist {
+
+enum class Format { kNone = 0, kOldText = 1, kXml = 100, kBinary = 200 };
+
+// The value, or none with the reason.
+struct Reading {
+  Value root;
+  Format format = Format::kNone;
+  std::string error;
+  // The list is valid, but larger than kMaximumFileSize with its shared objects written out.
+  bool is_too_large = false;
+};
+
+// Detects the form. Dictionaries that were read from XML share the bytes until their first use.
+Reading Read(const Bytes& bytes);
+Reading Read(std::string_view bytes);
+
+Reading ReadBinary(std::string_view bytes);
+// The text in UTF-8.
+Reading ReadOldText(std::string_view text);
+
+inline constexpr std::string_view kTooLarge =
+    "The property list is too large: written out it has more than 512 MiB";
+static_assert(kMaximumFileSize == std::size_t{512} << 20);
+
+// Why and where a value cannot be written.
+struct Failure {
+  // The bytes would exceed the limit; otherwise a value of kNone or too many nested containers.
+  bool is_too_large = false;
+  // The keys and indices that lead to the value, with "/" between them, in UTF-8.
+  std::string path;
+};
+
+// Nothing when the value cannot be written. Then `failure`, unless null, says why. The memory used
+// is at most a small multiple of the limit.
+std::optional<std::string> WriteXml(const Value& value, Failure* failure = nullptr,
+                                    std::size_t limit = kMaximumFileSize);
+std::optional<std::string> WriteBinary(const Value& value, Failure* failure = nullptr,
+                                       std::size_t limit = kMaximumFileSize);
+
+// The path of a part that no property list can hold (no value, or containers nested too deep), as
+// in Failure; nothing for a value that can be written.
+std::optional<std::string> FindFault(const Value& value);
+
+}  // namespace plist
+}  // namespace orvik

@@ -1,0 +1,254 @@
+#include "plist/leaves.h"
+
+#include <algorithm>
+#include <bit>
+#include <charconv>
+#include <cmath>
+#include <limits>
+#include <system_error>
+
+#include "text/byte_encodings.h"
+#include "text/characters.h"
+
+namespace orvik::plist {
+namespace {
+
+constexpr std::int64_t kSecondsPerDay = 86400;
+// The day of 2001-01-01 when 1970-01-01 is day 0.
+constexpr std::int64_t kReferenceDay = 11323;
+constexpr std::int64_t kLastYear = 99999999;
+// In seconds from 2001: beyond this a year may have more digits than kLastYear.
+constexpr double kFarthestDate = static_cast<double>(kLastYear - 2001) * 365.2425 * kSecondsPerDay;
+constexpr double kStartOfYear1 = -63113904000;
+constexpr double kEndOfYear9999 = 252423993599;
+
+std::string_view Trimmed(std::string_view text) {
+  while (!text.empty() && IsXmlSpace(text.front())) text.remove_prefix(1);
+  while (!text.empty() && IsXmlSpace(text.back())) text.remove_suffix(1);
+  return text;
+}
+
+// Takes a sign off the front; true for a minus.
+bool TakeSign(std::string_view& text) {
+  if (text.empty() || (text.front() != '-' && text.front() != '+')) return false;
+  const bool negative = text.front() == '-';
+  text.remove_prefix(1);
+  return negative;
+}
+
+bool EqualsIgnoringCase(std::string_view text, std::string_view lower) {
+  return std::equal(text.begin(), text.end(), lower.begin(), lower.end(),
+                    [](char a, char b) { return (a >= 'A' && a <= 'Z' ? a + 32 : a) == b; });
+}
+
+// Days from 1970-01-01 in the proleptic Gregorian calendar, and back.
+// The months are counted from March, so that the leap day ends the year.
+std::int64_t DayOfDate(std::int64_t year, int month, int day) {
+  if (month <= 2) --year;
+  const std::int64_t era = (year >= 0 ? year : year - 399) / 400;
+  const std::int64_t year_of_era = year - era * 400;
+  const std::int64_t day_of_year = (153 * (month + (month > 2 ? -3 : 9)) + 2) / 5 + day - 1;
+  return era * 146097 + year_of_era * 365 + year_of_era / 4 - year_of_era / 100 + day_of_year -
+         719468;
+}
+
+struct Date {
+  std::int64_t year;
+  int month;
+  int day;
+};
+
+Date DateOfDay(std::int64_t days) {
+  days += 719468;
+  const std::int64_t era = (days >= 0 ? days : days - 146096) / 146097;
+  const std::int64_t day = days - era * 146097;
+  const std::int64_t year = (day - day / 1460 + day / 36524 - day / 146096) / 365;
+  const std::int64_t day_of_year = day - (365 * year + year / 4 - year / 100);
+  const std::int64_t month = (5 * day_of_year + 2) / 153;
+  return {year + era * 400 + (month >= 10 ? 1 : 0),
+          static_cast<int>(month < 10 ? month + 3 : month - 9),
+          static_cast<int>(day_of_year - (153 * month + 2) / 5 + 1)};
+}
+
+int DaysInMonth(std::int64_t year, int month) {
+  constexpr int kDays[] = {31, 28, 31, 30, 31, 30, 31, 31, 30, 31, 30, 31};
+  const bool leap = year % 4 == 0 && (year % 100 != 0 || year % 400 == 0);
+  return kDays[month - 1] + (month == 2 && leap ? 1 : 0);
+}
+
+// Two digits behind the separator, when that is there; false when they are malformed.
+bool TakeField(std::string_view& text, char separator, int minimum, int maximum, int& field) {
+  if (text.empty() || text.front() != separator) return true;
+  if (text.size() < 3) return false;
+  int value = 0;
+  for (const char c : text.substr(1, 2)) {
+    if (c < '0' || c > '9') return false;
+    value = value * 10 + (c - '0');
+  }
+  if (value < minimum || value > maximum) return false;
+  field = value;
+  text.remove_prefix(3);
+  return true;
+}
+
+void AppendPadded(std::string& text, std::int64_t value, size_t width) {
+  std::string digits = std::to_string(value);
+  if (digits.size() < width) text.append(width - digits.size(), '0');
+  text += digits;
+}
+
+std::optional<double> ParseExactDate(std::string_view digits) {
+  std::uint64_t bits = 0;
+  const char* end = digits.data() + digits.size();
+  if (digits.size() != 16 || std::from_chars(digits.data(), end, bits, 16).ptr != end) {
+    return std::nullopt;
+  }
+  return std::bit_cast<double>(bits);
+}
+
+}  // namespace
+
+std::optional<Integer> ParseInteger(std::string_view text) {
+  text = Trimmed(text);
+  const bool negative = TakeSign(text);
+  int base = 10;
+  if (text.starts_with("0x") || text.starts_with("0X")) {
+    base = 16;
+    text.remove_prefix(2);
+  }
+  std::uint64_t magnitude = 0;
+  const char* end = text.data() + text.size();
+  const auto [stop, error] = std::from_chars(text.data(), end, magnitude, base);
+  if (error != std::errc() || stop != end) return std::nullopt;
+  constexpr std::uint64_t kSignedLimit = std::uint64_t{1} << 63;
+  if (!negative) return Integer{magnitude, magnitude >= kSignedLimit};
+  if (magnitude > kSignedLimit) return std::nullopt;
+  return Integer{0 - magnitude, false};
+}
+
+std::optional<double> ParseReal(std::string_view text) {
+  text = Trimmed(text);
+  if (EqualsIgnoringCase(text, "nan")) return std::numeric_limits<double>::quiet_NaN();
+  const bool negative = TakeSign(text);
+  double value = 0;
+  if (EqualsIgnoringCase(text, "inf") || EqualsIgnoringCase(text, "infinity")) {
+    value = std::numeric_limits<double>::infinity();
+  } else {
+    if (text.empty() || (text.front() != '.' && (text.front() < '0' || text.front() > '9'))) {
+      return std::nullopt;
+    }
+    const char* end = text.data() + text.size();
+    const auto [stop, error] = std::from_chars(text.data(), end, value);
+    if (stop != end) return std::nullopt;
+    if (error == std::errc::result_out_of_range) {
+      const bool small =
+          text.find('-') != std::string_view::npos || text.front() == '0' || text.front() == '.';
+      value = small ? 0 : std::numeric_limits<double>::infinity();
+    }
+  }
+  return negative ? -value : value;
+}
+
+std::optional<double> ParseDate(std::string_view text, std::string_view exact) {
+  text = Trimmed(text);
+  if (const auto date = ParseExactDate(exact)) {
+    std::string written;
+    AppendDate(written, *date);
+    if (written == text) return date;
+  }
+  if (text.empty() || text.back() != 'Z') return std::nullopt;
+  text.remove_suffix(1);
+  const bool negative = TakeSign(text);
+  std::int64_t year = 0;
+  const auto [stop, error] = std::from_chars(text.data(), text.data() + text.size(), year);
+  const auto digits = static_cast<size_t>(stop - text.data());
+  if (error != std::errc() || digits < 4 || text.front() == '-' || year > kLastYear) {
+    return std::nullopt;
+  }
+  if (negative) year = -year;
+  text.remove_prefix(digits);
+  int month = 1, day = 1, hour = 0, minute = 0, second = 0;
+  if (!TakeField(text, '-', 1, 12, month) ||
+      !TakeField(text, '-', 1, DaysInMonth(year, month), day) ||
+      !TakeField(text, 'T', 0, 23, hour) || !TakeField(text, ':', 0, 59, minute) ||
+      !TakeField(text, ':', 0, 60, second) || !text.empty()) {
+    return std::nullopt;
+  }
+  const std::int64_t days = DayOfDate(year, month, day) - kReferenceDay;
+  return static_cast<double>(days * kSecondsPerDay + hour * 3600 + minute * 60 + second);
+}
+
+std::optional<std::string> ParseData(std::string_view text) {
+  return DecodeLooseBase64(text);
+}
+
+void AppendInteger(std::string& xml, Integer value) {
+  char digits[24];
+  const auto result = value.is_unsigned ? std::to_chars(digits, digits + sizeof digits, value.bits)
+                                        : std::to_chars(digits, digits + sizeof digits,
+                                                        static_cast<std::int64_t>(value.bits));
+  xml.append(digits, result.ptr);
+}
+
+void AppendReal(std::string& xml, double value) {
+  if (std::isnan(value)) {
+    xml += "nan";
+  } else if (std::isinf(value)) {
+    xml += value > 0 ? "+infinity" : "-infinity";
+  } else {
+    char digits[32];
+    xml.append(digits, std::to_chars(digits, digits + sizeof digits, value).ptr);
+  }
+}
+
+void AppendDate(std::string& xml, double seconds) {
+  if (std::isnan(seconds)) seconds = 0;
+  if (std::abs(seconds) >= kFarthestDate) seconds = seconds < 0 ? kStartOfYear1 : kEndOfYear9999;
+  const auto whole = static_cast<std::int64_t>(std::floor(seconds));
+  std::int64_t days = whole / kSecondsPerDay;
+  std::int64_t rest = whole % kSecondsPerDay;
+  if (rest < 0) {
+    rest += kSecondsPerDay;
+    --days;
+  }
+  const Date date = DateOfDay(days + kReferenceDay);
+  if (date.year < 0) xml += '-';
+  AppendPadded(xml, std::abs(date.year), 4);
+  xml += '-';
+  AppendPadded(xml, date.month, 2);
+  xml += '-';
+  AppendPadded(xml, date.day, 2);
+  xml += 'T';
+  AppendPadded(xml, rest / 3600, 2);
+  xml += ':';
+  AppendPadded(xml, rest / 60 % 60, 2);
+  xml += ':';
+  AppendPadded(xml, rest % 60, 2);
+  xml += 'Z';
+}
+
+void AppendExactDate(std::string& xml, double seconds) {
+  const bool is_whole = std::floor(seconds) == seconds && std::abs(seconds) < kFarthestDate;
+  const auto bits = std::bit_cast<std::uint64_t>(seconds);
+  if (is_whole && bits != std::bit_cast<std::uint64_t>(-0.0)) return;
+  xml += ' ';
+  xml += kExactDate;
+  xml += "=\"";
+  for (int shift = 60; shift >= 0; shift -= 4) xml += "0123456789abcdef"[bits >> shift & 0xF];
+  xml += '"';
+}
+
+void AppendData(std::string& xml, std::string_view bytes, int indentation) {
+  const int columns = std::max(16, 76 - 8 * indentation);
+  const auto line_bytes = static_cast<size_t>(columns) / 4 * 3;
+  for (; !bytes.empty(); bytes.remove_prefix(std::min(line_bytes, bytes.size()))) {
+    xml.append(static_cast<size_t>(indentation), '\t');
+    const std::string_view line = bytes.substr(0, line_bytes);
+    const size_t start = xml.size();
+    xml.resize(start + Base64Length(line.size()));
+    EncodeBase64(line.data(), line.size(), xml.data() + start);
+    xml += '\n';
+  }
+}
+
+}  // namespace orvik::plist

@@ -1,0 +1,284 @@
+// The value of a property list: a string, an integer, a real, a boolean, a date, data, an array or
+// a dictionary with string keys. Everything that reads, compares, changes and writes property lists
+// works on this type.
+//
+//   type          C++ side                          kept
+//   kNone         Value()                           no value; not allowed inside a container
+//   kString       UTF-16 units, any sequence        lone surrogates and U+0000 included
+//   kInteger      Integer                           -2^63 to 2^64 - 1
+//   kReal         double                            every bit; a width of 4 or 8 bytes
+//   kBoolean      bool
+//   kDate         seconds since 2001-01-01 UTC      every bit of the double
+//   kData         bytes
+//   kArray        values                            in their order
+//   kDictionary   values under strings              in the order in which keys were first put in
+//
+// Copying a value copies a reference. A change to one copy never shows in another: a container that
+// others share is copied, one level deep, when it is first changed. Threads may read one value at
+// the same time, and each may change its own copies.
+//
+// A dictionary that was read from XML makes its entries on first use and keeps the text in memory
+// until then.
+//
+// Two values are equal (operator==) if writing both gives the same file, apart from the order of
+// dictionary entries: an integer and a real never are, nor are 0.0 and -0.0; reals that are not a
+// number all are. Comparing takes time proportional to the smaller value and does not recurse.
+//
+// The accessors require the type that they name. Allocation failures throw std::bad_alloc.
+#pragma once
+
+#include <chrono>
+#include <concepts>
+#include <cstddef>
+#include <cstdint>
+#include <initializer_list>
+#include <memory>
+#include <optional>
+#include <span>
+#include <string>
+#include <string_view>
+#include <utility>
+#include <vector>
+
+namespace orvik {
+namespace [[gnu::visibility("default")]] plist {
+
+enum class Type : std::uint8_t {
+  kNone,
+  kString,
+  kInteger,
+  kReal,
+  kBoolean,
+  kDate,
+  kData,
+  kArray,
+  kDictionary,
+};
+
+// The bits of a signed integer, or of an unsigned one above its range.
+struct Integer {
+  std::uint64_t bits = 0;
+  bool is_unsigned = false;
+
+  bool operator==(const Integer&) const = default;
+};
+
+// Shared bytes of a data value or of a file.
+using Bytes = std::shared_ptr<const std::string>;
+
+// A moment on the system's clock.
+using Time = std::chrono::sys_time<std::chrono::duration<double>>;
+
+class Value;
+class XmlDictionary;
+
+// A string class with a view of its UTF-16 units, such as CAtlString.
+template <class String>
+concept HasUnits = requires(const String& string) {
+  { string.View() } -> std::same_as<std::u16string_view>;
+};
+
+// The units of a string without ownership: ISO 8859-1 bytes or UTF-16 units. The two forms of one
+// text are equal.
+class Text {
+ public:
+  // NOLINTBEGIN(google-explicit-constructor)
+  Text(std::u16string_view units) : units_(units), is_wide_(true) {}
+  Text(const std::u16string& units) : Text(std::u16string_view(units)) {}
+  Text(const char16_t* units) : Text(std::u16string_view(units)) {}
+  template <HasUnits String>
+  Text(const String& string) : Text(string.View()) {}
+  // NOLINTEND
+  // Bytes below 0x80. `xml_element`, unless empty, is the element that the XML writer would make of
+  // them.
+  static Text Ascii(std::string_view bytes, std::string_view xml_element = {});
+  static Text Latin1(std::string_view bytes);
+
+  bool is_wide() const { return is_wide_; }
+  bool is_ascii() const { return is_ascii_; }
+  std::string_view bytes() const { return bytes_; }     // unless is_wide()
+  std::u16string_view units() const { return units_; }  // if is_wide()
+  std::string_view xml_element() const { return xml_element_; }
+  std::size_t size() const { return is_wide_ ? units_.size() : bytes_.size(); }
+  char16_t operator[](std::size_t index) const {
+    return is_wide_ ? units_[index] : static_cast<unsigned char>(bytes_[index]);
+  }
+
+  std::u16string ToUnits() const;
+  // Unpaired surrogates become "?".
+  std::string ToUtf8() const;
+
+  // By UTF-16 units: negative, 0 or positive.
+  int Compare(const Text& other) const;
+  bool operator==(const Text& other) const;
+  // The hash of string_hash.h.
+  std::uint32_t Hash() const;
+
+ private:
+  Text() = default;
+
+  std::string_view bytes_;
+  std::u16string_view units_;
+  std::string_view xml_element_;
+  bool is_wide_ = false;
+  bool is_ascii_ = false;
+};
+
+class Value {
+ public:
+  struct Entry;
+  class Entries;
+
+  Value() = default;
+  Value(const Value& other) noexcept;
+  Value(Value&& other) noexcept : bits_(other.bits_), type_(other.type_), detail_(other.detail_) {
+    other.type_ = Type::kNone;
+  }
+  Value& operator=(const Value& other) noexcept;
+  Value& operator=(Value&& other) noexcept;
+  ~Value() {
+    if (type_ == Type::kString || type_ >= Type::kData) Release();
+  }
+
+  // NOLINTBEGIN(google-explicit-constructor): a value is what it is made from.
+  Value(std::u16string_view text);
+  Value(const std::u16string& text) : Value(std::u16string_view(text)) {}
+  Value(const char16_t* text) : Value(std::u16string_view(text)) {}
+  template <HasUnits String>
+  Value(const String& text) : Value(text.View()) {}
+  template <std::same_as<bool> Boolean>
+  Value(Boolean value) : bits_(value ? 1 : 0), type_(Type::kBoolean) {}
+  template <std::integral Number>
+  requires(!std::same_as<Number, bool> && !std::same_as<Number, char16_t>) Value(Number number)
+      : Value(Integer{static_cast<std::uint64_t>(number),
+                      std::unsigned_integral<Number> && static_cast<std::int64_t>(number) < 0}) {}
+  Value(double number) : Value(number, 8) {}
+  Value(Integer integer)
+      : bits_(integer.bits), type_(Type::kInteger), detail_(integer.is_unsigned ? 1 : 0) {}
+  // NOLINTEND
+  Value(const char*) = delete;  // which encoding? FromUtf8, Ascii
+  Value(std::nullptr_t) = delete;
+
+  // A real of 4 or 8 bytes, as the binary form has them.
+  Value(double number, int width);
+  static Value String(const Text& text);
+  // Nothing when the bytes are not UTF-8 (RFC 3629).
+  static std::optional<Value> FromUtf8(std::string_view bytes);
+  static Value Date(double seconds);
+  static Value Date(Time time);
+  static Value Data(std::string bytes) {
+    return Data(std::make_shared<const std::string>(std::move(bytes)));
+  }
+  static Value Data(Bytes bytes);
+  static Value Array(std::vector<Value> elements = {});
+  // Empty, with room for so many entries.
+  static Value Dictionary(std::size_t capacity = 0);
+  static Value Dictionary(std::initializer_list<std::pair<plist::Text, Value>> entries);
+  // Makes its entries when they are first used.
+  static Value Dictionary(XmlDictionary content);
+
+  Type type() const { return type_; }
+  explicit operator bool() const { return type_ != Type::kNone; }
+  bool is_string() const { return type_ == Type::kString; }
+  bool is_array() const { return type_ == Type::kArray; }
+  bool is_dictionary() const { return type_ == Type::kDictionary; }
+
+  plist::Text text() const;
+  Integer integer() const { return {bits_, detail_ != 0}; }
+  double real() const;
+  int width() const { return detail_; }  // of a real
+  bool boolean() const { return bits_ != 0; }
+  double date() const { return real(); }
+  Time time() const;
+  const Bytes& data() const;
+
+  // Of an array.
+  const std::vector<Value>& elements() const;
+  void Append(Value element);
+  // The elements for a change, which copies them when they are shared.
+  std::vector<Value>& ChangeElements();
+
+  // Of a dictionary. A pointer is valid until the dictionary changes; null: no such key.
+  std::size_t count() const;
+  Entries entries() const;
+  const Value* Find(const plist::Text& key) const;
+  // Sets the value of a key, which keeps its place in the order.
+  void Set(const plist::Text& key, Value value);
+  // The same, sharing the memory of a string value.
+  void SetSharing(Value key, Value value);
+  // False when there is no such key.
+  bool Remove(const plist::Text& key);
+  // The value for a change; null: no such key.
+  Value* Change(const plist::Text& key);
+  // The content of a dictionary whose entries were not used yet, else null.
+  std::shared_ptr<const XmlDictionary> deferred() const;
+
+  // Whether both refer to the same memory.
+  bool IsSharedWith(const Value& other) const {
+    return type_ == other.type_ && bits_ == other.bits_ && detail_ == other.detail_;
+  }
+
+  friend bool operator==(const Value& one, const Value& other);
+
+ private:
+  struct Node;
+  struct StringNode;
+  struct DataNode;
+  struct ArrayNode;
+  struct DictionaryNode;
+  class Comparison;
+
+  Value(Type type, Node* node);
+  template <class Kind>
+  Kind* node() const;
+  void Release() noexcept;
+  static void Destroy(Node* node) noexcept;
+  ArrayNode* OwnArray();
+  DictionaryNode* OwnDictionary();
+  const DictionaryNode* Loaded() const;
+
+  // The bits of a number, boolean or date; the address of the node of others.
+  std::uint64_t bits_ = 0;
+  Type type_ = Type::kNone;
+  std::uint8_t detail_ = 0;  // the width of a real; whether an integer is unsigned
+};
+
+struct Value::Entry {
+  Value key;  // a string; no value where an entry was removed
+  Value value;
+};
+
+// The entries of a dictionary in their order.
+class Value::Entries {
+ public:
+  class Iterator {
+   public:
+    Iterator(const Entry* at, const Entry* end) : at_(at), end_(end) { Skip(); }
+    const Entry& operator*() const { return *at_; }
+    const Entry* operator->() const { return at_; }
+    Iterator& operator++() {
+      ++at_;
+      Skip();
+      return *this;
+    }
+    bool operator==(const Iterator& other) const { return at_ == other.at_; }
+
+   private:
+    void Skip() {
+      while (at_ != end_ && !at_->key) ++at_;
+    }
+
+    const Entry* at_;
+    const Entry* end_;
+  };
+
+  explicit Entries(std::span<const Entry> all) : all_(all) {}
+  Iterator begin() const { return {all_.data(), all_.data() + all_.size()}; }
+  Iterator end() const { return {all_.data() + all_.size(), all_.data() + all_.size()}; }
+
+ private:
+  std::span<const Entry> all_;
+};
+
+}  // namespace plist
+}  // namespace orvik

@@ -1,0 +1,108 @@
+// The XML form of a property list, in any layout: checked once as a whole, then handed to sinks as
+// often as needed. The text stays in memory; dictionaries are pieces of it until somebody looks
+// at their entries.
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "plist/sink.h"
+
+namespace orvik::plist {
+
+// The names of the elements.
+enum class XmlElement {
+  kKey,
+  kString,
+  kInteger,
+  kReal,
+  kTrue,
+  kFalse,
+  kDate,
+  kData,
+  kArray,
+  kDictionary,
+  kUnknown,
+};
+inline constexpr std::string_view kXmlElementNames[] = {
+    "key", "string", "integer", "real", "true", "false", "date", "data", "array", "dict"};
+constexpr std::string_view XmlElementName(XmlElement element) {
+  return kXmlElementNames[static_cast<std::size_t>(element)];
+}
+
+class XmlText {
+ public:
+  // Null, with the reason, line and column, unless the text (UTF-8) is a whole property list. The
+  // text is part of the data.
+  static std::shared_ptr<const XmlText> Read(Bytes data, std::string_view text, std::string& error);
+
+  // Hands the root over.
+  static bool Send(const std::shared_ptr<const XmlText>& xml, Sink& sink);
+
+ private:
+  friend class XmlDictionary;
+  class Check;
+
+  // The place of a dictionary in the text. The dictionaries inside it follow it in the list, up to
+  // `next`.
+  struct Extent {
+    std::size_t begin = 0;
+    std::size_t end = 0;
+    std::size_t next = 0;
+    std::uint16_t depth = 0;  // containers around it
+    // The writer would write the same text, were it called for the dictionary at this depth.
+    bool is_written = true;
+    // The keys ascend, so that entries can be written one after the other.
+    bool in_order = true;
+  };
+
+  static bool SendFrom(const std::shared_ptr<const XmlText>& xml, std::size_t begin,
+                       std::size_t extent, bool is_open, Sink& sink);
+
+  Bytes data_;
+  std::string_view text_;
+  std::size_t root_ = 0;
+  std::vector<Extent> extents_;
+};
+
+// A dictionary that is a piece of XML.
+class [[gnu::visibility("default")]] XmlDictionary {
+ public:
+  XmlDictionary(std::shared_ptr<const XmlText> xml, std::size_t extent)
+      : xml_(std::move(xml)), index_(extent) {}
+
+  // Hands the dictionary over, its entries one by one.
+  bool Send(Sink & sink) const;
+  // The same to a sink whose dictionary is open already. The sink's Close comes all the same.
+  bool SendEntries(Sink & sink) const;
+
+  int depth() const {
+    return extent().depth;
+  }
+  bool is_written() const {
+    return extent().is_written;
+  }
+  bool in_order() const {
+    return extent().in_order;
+  }
+  std::string_view text() const {
+    return xml_->text_.substr(extent().begin, extent().end - extent().begin);
+  }
+  // All of the text that the dictionary is part of.
+  std::string_view whole_text() const {
+    return xml_->text_;
+  }
+
+ private:
+  const XmlText::Extent& extent() const {
+    return xml_->extents_[index_];
+  }
+
+  std::shared_ptr<const XmlText> xml_;
+  std::size_t index_;
+};
+
+}  // namespace orvik::plist

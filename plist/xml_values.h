@@ -1,0 +1,79 @@
+// The values of a property list's XML, one after the other.
+#pragma once
+
+#include <string>
+#include <string_view>
+
+#include "plist/sink.h"
+#include "plist/xml.h"
+#include "text/xml_scanner.h"
+
+namespace orvik::plist {
+
+// A key, a simple value with its end, an empty container, or the beginning or end of a container.
+struct XmlValue {
+  enum Part { kSimple, kEmpty, kOpens, kCloses };
+
+  XmlElement element = XmlElement::kUnknown;
+  Part part = kSimple;
+  std::size_t begin = 0;
+  std::size_t end = 0;
+  // Between the value before and this one.
+  std::string_view gap;
+  std::string_view attributes;
+  // The text of a simple value, and the whole of it with its tags when these are plain, too.
+  std::string_view text;
+  std::string_view plain_element;
+  bool is_mixed = false;
+  // Plain as escape.h says.
+  bool is_plain = false;
+  // The tags have no other spelling than the writer's.
+  bool has_plain_tags = false;
+};
+
+class XmlValues {
+ public:
+  explicit XmlValues(std::string_view xml, std::size_t position = 0)
+      : xml_(xml), scanner_(xml, position) {}
+
+  // False with a reason when what follows is no value, and at the end of the text.
+  bool Next(XmlValue& value);
+
+  const char* reason() const { return reason_; }
+  // Of the last failure.
+  std::size_t failed_at() const { return failed_at_; }
+  void MoveTo(std::size_t position) { scanner_.MoveTo(position); }
+
+ private:
+  bool NextPlain(XmlValue& value);
+  template <std::size_t kName>
+  bool TakePlain(XmlValue& value, XmlElement element, const char (&name)[kName]);
+  bool NextOfAnyKind(XmlValue& value);
+  bool NextSimple(XmlValue& value);
+  bool Fail(const char* reason, std::size_t at);
+
+  std::string_view xml_;
+  XmlScanner scanner_;
+  const char* reason_ = "";
+  std::size_t failed_at_ = 0;
+};
+
+// Hands simple values and keys over. Keeps the memory that decoding takes from one to the next.
+class XmlValueSender {
+ public:
+  // False also for a text that is no value of its element.
+  bool Send(const XmlValue& value, Sink& sink);
+
+  // Into `text`, references and escapes undone.
+  static bool Decode(std::string_view xml, std::u16string& text);
+
+ private:
+  bool SendText(const XmlValue& value, Sink& sink);
+  // The text of a value that uses ASCII alone.
+  bool TakeAscii(const XmlValue& value, std::string_view& text);
+
+  std::u16string decoded_;
+  std::string ascii_;
+};
+
+}  // namespace orvik::plist
