@@ -11,7 +11,8 @@
 
 #include "plist/sink.h"
 
-namespace orvik::plist {
+namespace orvik {
+namespace [[gnu::visibility("default")]] plist {
 
 // The names of the elements.
 enum class XmlElement {
@@ -69,40 +70,31 @@ class XmlText {
 };
 
 // A dictionary that is a piece of XML.
-class [[gnu::visibility("default")]] XmlDictionary {
+class XmlDictionary {
  public:
   XmlDictionary(std::shared_ptr<const XmlText> xml, std::size_t extent)
       : xml_(std::move(xml)), index_(extent) {}
 
   // Hands the dictionary over, its entries one by one.
-  bool Send(Sink & sink) const;
+  bool Send(Sink& sink) const;
   // The same to a sink whose dictionary is open already. The sink's Close comes all the same.
-  bool SendEntries(Sink & sink) const;
+  bool SendEntries(Sink& sink) const;
 
-  int depth() const {
-    return extent().depth;
-  }
-  bool is_written() const {
-    return extent().is_written;
-  }
-  bool in_order() const {
-    return extent().in_order;
-  }
+  int depth() const { return extent().depth; }
+  bool is_written() const { return extent().is_written; }
+  bool in_order() const { return extent().in_order; }
   std::string_view text() const {
     return xml_->text_.substr(extent().begin, extent().end - extent().begin);
   }
   // All of the text that the dictionary is part of.
-  std::string_view whole_text() const {
-    return xml_->text_;
-  }
+  std::string_view whole_text() const { return xml_->text_; }
 
  private:
-  const XmlText::Extent& extent() const {
-    return xml_->extents_[index_];
-  }
+  const XmlText::Extent& extent() const { return xml_->extents_[index_]; }
 
   std::shared_ptr<const XmlText> xml_;
   std::size_t index_;
 };
 
-}  // namespace orvik::plist
+}  // namespace plist
+}  // namespace orvik

@@ -65,9 +65,9 @@ bool CanBeKept(const plist::Value& value) {
 }  // namespace
 
 // Carries out the steps on an opened domain, in memory.
-class TransactionRunner {
+class [[gnu::visibility("hidden")]] TransactionRunner {
  public:
-  explicit TransactionRunner(FileDomainStore& store) : store_(store) {}
+  explicit TransactionRunner(FileDomainStore & store) : store_(store) {}
 
   // Up to the first step that fails; the status names it.
   PrefStatus Run(const std::vector<Transaction::Step>& steps);
