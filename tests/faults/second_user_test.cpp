@@ -140,7 +140,7 @@ class Racer {
   explicit Racer(const std::function<void()>& body) : pid_(fork()) {
     if (pid_ != 0) return;
     prctl(PR_SET_PDEATHSIG, SIGKILL);
-    alarm(60);
+    alarm(240);
     if (setgroups(0, nullptr) != 0 || setgid(kOther) != 0 || setuid(kOther) != 0) _exit(1);
     for (;;) body();
   }
