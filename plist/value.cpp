@@ -417,10 +417,13 @@ const Value::DictionaryNode* Value::Loaded() const {
   ValueBuilder builder;
   own->content->Send(builder);
   const Value made = builder.Take();
-  auto* const other = made.node<DictionaryNode>();
-  own->entries.swap(other->entries);
-  own->slots.swap(other->slots);
-  own->count = other->count;
+  // The text was checked when it was read, so that there always is a dictionary.
+  if (made) {
+    auto* const other = made.node<DictionaryNode>();
+    own->entries.swap(other->entries);
+    own->slots.swap(other->slots);
+    own->count = other->count;
+  }
   own->content.reset();
   own->is_deferred.store(false, std::memory_order_release);
   return own;
