@@ -18,12 +18,13 @@
 
 #include <cstdio>
 #include <filesystem>
+#include <memory>
+#include <optional>
 #include <string>
+#include <utility>
 
 #include "host/replace_file.h"
-#include "platform/core_foundation/data.h"
-#include "platform/core_foundation/dictionary.h"
-#include "platform/core_foundation/property_list.h"
+#include "plist/forms.h"
 
 namespace {
 
@@ -70,13 +71,7 @@ std::string Store(int values, int values_of_key, Layout layout) {
   }
   text += "\t</dict>\n</dict>\n</plist>\n";
   // As this layer writes it.
-  const NSData* data = NSData::Create(std::move(text));
-  CFPropertyListRef list = CFPropertyListCreateFromXMLData(nullptr, data, 0, nullptr);
-  const NSData* xml = CFPropertyListCreateXMLData(nullptr, list);
-  text = xml->View();
-  CFRelease(xml);
-  CFRelease(list);
-  CFRelease(data);
+  text = *orvik::plist::WriteXml(orvik::plist::Read(text).root);
   if (layout == Layout::kForeign) {
     std::string spaced;
     for (const char c : text) c == '\t' ? spaced += "  " : spaced += c;
@@ -89,43 +84,28 @@ constexpr const char* kPath[] = {"Software", "Company 000000", "Product 0"};
 constexpr const char* kValue = "Value 000000";
 
 // The list, and in it the dictionary with the value.
-CFPropertyListRef Parse(const std::string& file, CFOptionFlags mutability,
-                        const NSDictionary*& dictionary) {
+orvik::plist::Value Parse(const std::string& file) {
   std::string bytes;
   host::ReadWholeFile(file, &bytes);
-  const NSData* data = NSData::Create(std::move(bytes));
-  CFPropertyListRef list = CFPropertyListCreateFromXMLData(nullptr, data, mutability, nullptr);
-  CFRelease(data);
-  dictionary = static_cast<const NSDictionary*>(ObjectOf(list));
-  for (const char* name : kPath) {
-    const NSString* key = NSString::NewFromAscii(name);
-    dictionary = static_cast<const NSDictionary*>(dictionary->objectForKey(key));
-    key->release();
-  }
-  return list;
+  return orvik::plist::Read(std::make_shared<const std::string>(std::move(bytes))).root;
 }
 
 void Change(const std::string& file, int round) {
-  const NSDictionary* dictionary = nullptr;
-  CFPropertyListRef list = Parse(file, kCFPropertyListMutableContainers, dictionary);
-  const NSString* key = NSString::NewFromAscii(kValue);
-  const NSString* value = NSString::NewFromAscii(Name("changed %06d", round));
-  const_cast<NSDictionary*>(dictionary)->setObject(value, key);
-  value->release();
-  key->release();
-  const NSData* xml = CFPropertyListCreateXMLData(nullptr, list);
-  host::ReplaceFile(file, xml->View(), {.flush = host::Flush::kNone});
-  CFRelease(xml);
-  CFRelease(list);
+  orvik::plist::Value list = Parse(file);
+  orvik::plist::Value* dictionary = &list;
+  for (const char* name : kPath) dictionary = dictionary->Change(orvik::plist::Text::Ascii(name));
+  const std::string value = Name("changed %06d", round);
+  dictionary->Set(orvik::plist::Text::Ascii(kValue),
+                  orvik::plist::Value::String(orvik::plist::Text::Ascii(value)));
+  const std::optional<std::string> xml = orvik::plist::WriteXml(list);
+  host::ReplaceFile(file, *xml, {.flush = host::Flush::kNone});
 }
 
 void Read(const std::string& file) {
-  const NSDictionary* dictionary = nullptr;
-  CFPropertyListRef list = Parse(file, kCFPropertyListImmutable, dictionary);
-  const NSString* key = NSString::NewFromAscii(kValue);
-  benchmark::DoNotOptimize(dictionary->objectForKey(key));
-  key->release();
-  CFRelease(list);
+  const orvik::plist::Value list = Parse(file);
+  const orvik::plist::Value* dictionary = &list;
+  for (const char* name : kPath) dictionary = dictionary->Find(orvik::plist::Text::Ascii(name));
+  benchmark::DoNotOptimize(dictionary->Find(orvik::plist::Text::Ascii(kValue)));
 }
 
 plist_t ParseWithPeer(const std::string& file, plist_t& dictionary) {
