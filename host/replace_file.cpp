@@ -168,10 +168,14 @@ ReplaceResult Put(const FilePlace& place, std::string_view content, Flush flush,
   StampTime(file.descriptor());
   if (flush == Flush::kToDisk && fsync(file.descriptor()) != 0) return fail(errno);
   // A file that replaces none needs no other name before.
-  const bool is_new = model == nullptr && (taken == Taken::kRefuse || !file.has_name());
-  int error = is_new ? file.CommitAsNew() : EEXIST;
-  if (error == EEXIST && !(is_new && taken == Taken::kRefuse))
-    error = file.Commit(flush == Flush::kNone ? replaced : -1);
+  const bool refuses = model == nullptr && taken == Taken::kRefuse;
+  int error = EEXIST;
+  if (refuses) {
+    error = file.CommitUnlessTaken();
+  } else if (model == nullptr && !file.has_name()) {
+    error = file.CommitAsNew();
+  }
+  if (error == EEXIST && !refuses) error = file.Commit(flush == Flush::kNone ? replaced : -1);
   if (error != 0) return fail(error);
   result.wrote = true;
   struct stat present;

@@ -262,6 +262,16 @@ int StagedFile::CommitAsNew() {
   return error;
 }
 
+int StagedFile::CommitUnlessTaken() {
+  if (!has_name()) return CommitAsNew();
+  const int error = RenameWithoutReplacing(folder_, name_.c_str(), folder_, target_.c_str());
+  if (error == 0) {
+    name_.clear();
+    NoteCommit();
+  }
+  return error;
+}
+
 int StagedFile::RenameToFreeName() {
   constexpr unsigned kFlags = RENAME_NOREPLACE;
   int error = renameat2(folder_, name_.c_str(), folder_, target_.c_str(), kFlags) == 0 ? 0 : errno;

@@ -85,6 +85,9 @@ class StagedFile : public StagedEntry {
 
   // Puts the file at a free name: EEXIST when it is taken.
   int CommitAsNew();
+  // The same without a second name at any moment: on a volume whose renames always replace, another
+  // process that makes the file in the same moment loses its file.
+  int CommitUnlessTaken();
 
   // Removes the file that has arrived as new.
   void Rollback();

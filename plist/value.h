@@ -243,6 +243,8 @@ class Value {
   std::uint8_t detail_ = 0;  // the width of a real; whether an integer is unsigned
 };
 
+bool operator==(const Value& one, const Value& other);
+
 struct Value::Entry {
   Value key;  // a string; no value where an entry was removed
   Value value;

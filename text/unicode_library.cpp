@@ -3,7 +3,9 @@
 #include <dlfcn.h>
 #include <unistd.h>
 
+#include <cerrno>
 #include <cstring>
+#include <new>
 
 namespace orvik {
 
@@ -24,7 +26,9 @@ namespace {
 void* FindIcuFunction(IcuLibrary library, const char* name) {
   const char* const file = library == IcuLibrary::kCommon ? "libicuuc.so." U_ICU_VERSION_SHORT
                                                           : "libicui18n.so." U_ICU_VERSION_SHORT;
+  errno = 0;
   void* const handle = dlopen(file, RTLD_NOW | RTLD_LOCAL);
+  if (handle == nullptr && errno == ENOMEM) throw std::bad_alloc();
   if (handle == nullptr) Fail(file);
   void* const function = dlsym(handle, name);
   if (function == nullptr) Fail(name);

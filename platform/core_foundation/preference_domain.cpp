@@ -85,14 +85,14 @@ void PreferenceDomain::DropChanges() {
   removals_ = plist::Value::Dictionary();
 }
 
-// False when every entry has its value already.
-bool PreferenceDomain::ApplyChanges() {
+// Puts the changes into the entries; false when every entry has its value already.
+bool PreferenceDomain::ApplyChanges(plist::Value& entries) const {
   bool changes = false;
-  for (const auto& entry : removals_.entries()) changes |= saved_.Remove(entry.key.text());
+  for (const auto& entry : removals_.entries()) changes |= entries.Remove(entry.key.text());
   for (const auto& entry : changes_.entries()) {
-    const plist::Value* present = saved_.Find(entry.key.text());
+    const plist::Value* present = entries.Find(entry.key.text());
     if (present != nullptr && *present == entry.value) continue;
-    saved_.SetSharing(entry.key, entry.value);
+    entries.SetSharing(entry.key, entry.value);
     changes = true;
   }
   return changes;
@@ -102,20 +102,20 @@ int PreferenceDomain::Save(plist::File& file) {
   using Contents = plist::File::Contents;
   if (file.Read() == Contents::kUnreadable) return file.error();
   Take(file);
-  if (!ApplyChanges()) {
+  // The entries here stay those of the file until it is saved.
+  plist::Value entries = saved_;
+  if (!ApplyChanges(entries)) {
     const int error = file.Flush();
     if (error == 0) DropChanges();
     return error;
   }
   const bool is_damaged =
       file.contents() == Contents::kDamaged || file.contents() == Contents::kNotDictionary;
-  // Until the file is written the entries here are not the ones in it.
-  is_loaded_ = false;
-  has_entries_ = false;
   if (is_damaged && !file.bytes()->empty()) {
     if (const int error = file.KeepAside()) return error;
   }
-  if (const int error = file.Save(saved_)) return error;
+  if (const int error = file.Save(entries)) return error;
+  saved_ = std::move(entries);
   has_entries_ = true;
   bytes_hash_ = 0;
   seen_ = file.identity();

@@ -32,7 +32,7 @@ class PreferenceDomain {
  private:
   bool IsAsSeen() const;
   void Take(const plist::File& file);
-  bool ApplyChanges();
+  bool ApplyChanges(plist::Value& entries) const;
 
   std::string file_;
 
