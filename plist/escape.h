@@ -1,5 +1,5 @@
 // Units that XML cannot carry, written as U+FDD0 and four hexadecimal digits: the rule that
-// property_list.h states.
+// forms.h states.
 #pragma once
 
 #include <string>

@@ -14,9 +14,18 @@
 // again. A binary list counts with its shared objects written out.
 //
 // XML knows only the five predefined entities and character references. The last of two equal keys
-// wins. Units that XML cannot carry are escaped as escape.h says. The element of a date has whole
-// seconds; a date with a fraction, or without a year of at most eight digits, has its IEEE 754 bits
-// in an attribute that other programs ignore:
+// wins. A unit that XML cannot carry (a control character other than tab, line feed and carriage
+// return, a lone surrogate, U+FFFE, U+FFFF) is written as U+FDD0, a noncharacter, followed by the
+// unit's four upper-case hexadecimal digits. Reading undoes it:
+//
+//   in memory               in the file
+//   'a' U+0000 'b'          a U+FDD0 0000 b
+//   U+FDD0 "0000"           U+FDD0 FDD0 0000     (only what would read as an escape is escaped)
+//   U+FDD0 "zebra"          U+FDD0 zebra         (as other programs may have written it)
+//
+// A carriage return is written as "&#13;", so that it outlives the line-end rule of XML. The
+// element of a date has whole seconds; a date with a fraction, or without a year of at most eight
+// digits, has its IEEE 754 bits in an attribute that other programs ignore:
 //
 //   0.25 s after the start of 2001   <date exact="3fd0000000000000">2001-01-01T00:00:00Z</date>
 //

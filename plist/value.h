@@ -111,7 +111,7 @@ class Text {
   // By UTF-16 units: negative, 0 or positive.
   int Compare(const Text& other) const;
   bool operator==(const Text& other) const;
-  // The hash of string_hash.h.
+  // A hash of the units with a key of the process.
   std::uint32_t Hash() const;
 
  private:

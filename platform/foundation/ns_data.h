@@ -22,7 +22,7 @@ class NSData final : public NSObject {
   static const NSData* dataWithContentsOfFile(const NSString* path);
 
   // Makes or replaces the file. Atomically, a reader sees the old or the new content and a failure
-  // leaves the old one (host/replace_file.h); otherwise the file is written in place.
+  // leaves the old one; otherwise the file is written in place.
   ObjCBool writeToFile(const NSString* path, ObjCBool atomically) const;
 
   const void* bytes() const { return bytes_->data(); }
