@@ -45,8 +45,9 @@ class Browser:
     def screen_with(self, text):
         screen = ""
         for _ in range(400):
-            screen = self.tmux("capture-pane", "-p")
-            if text in screen:
+            before, screen = screen, self.tmux("capture-pane", "-p")
+            # A screen that is still being drawn holds the text, too.
+            if text in screen and screen == before:
                 lines = [line.rstrip() for line in screen.splitlines()]
                 return "\n".join(lines).replace(str(self.folder), "").rstrip("\n") + "\n"
             time.sleep(0.025)
