@@ -10,6 +10,7 @@
 #include <utility>
 
 #include "host/reference_count.h"
+#include "plist/entry_index.h"
 #include "plist/string_hash.h"
 #include "plist/value_events.h"
 #include "plist/xml.h"
@@ -21,10 +22,7 @@ namespace {
 
 constexpr double kSecondsFrom1970To2001 = 978307200;
 
-constexpr std::size_t kNowhere = static_cast<std::size_t>(-1);
-
-// Up to this many entries a linear search is as fast as a hash table.
-constexpr std::size_t kSearchedEntries = 8;
+constexpr std::size_t kNowhere = EntryIndex::kNowhere;
 
 // Guards the entries of all dictionaries that are made on first use. Making them makes further such
 // dictionaries, but uses none.
@@ -43,11 +41,6 @@ template <class Call>
 auto WithUnits(const Text& text, Call call) {
   return text.is_wide() ? call(text.units().data())
                         : call(reinterpret_cast<const unsigned char*>(text.bytes().data()));
-}
-
-std::size_t Mix(std::uint32_t hash) {
-  const std::uint64_t mixed = hash * 0x9E3779B97F4A7C15u;
-  return static_cast<std::size_t>(mixed ^ (mixed >> 32));
 }
 
 bool AreSameReals(double one, double other) {
@@ -168,48 +161,24 @@ struct Value::ArrayNode : Node {
   std::vector<Value> elements;
 };
 
-// Open addressing over the entries, which stay in their order.
 struct Value::DictionaryNode : Node {
   DictionaryNode() : Node(Type::kDictionary) {}
 
   static std::uint32_t HashOf(const Entry& entry) { return entry.key.node<StringNode>()->Hash(); }
 
   std::size_t Find(const Text& key, std::uint32_t hash) const {
-    const auto matches = [&](std::size_t index) {
-      const Value& own = entries[index].key;
+    return index.Find(entries.size(), hash, [&](std::size_t at) {
+      const Value& own = entries[at].key;
       return own && own.node<StringNode>()->Hash() == hash && own.text() == key;
-    };
-    if (slots.empty()) {
-      for (std::size_t i = 0; i < entries.size(); ++i) {
-        if (matches(i)) return i;
-      }
-      return kNowhere;
-    }
-    const std::size_t mask = slots.size() - 1;
-    for (std::size_t slot = Mix(hash) & mask; slots[slot] != 0; slot = (slot + 1) & mask) {
-      if (matches(slots[slot] - 1)) return slots[slot] - 1;
-    }
-    return kNowhere;
+    });
   }
 
   // Drops removed entries and makes room for so many.
   void Rebuild(std::size_t capacity) {
     std::erase_if(entries, [](const Entry& entry) { return !entry.key; });
     entries.reserve(capacity);
-    slots.clear();
-    if (capacity <= kSearchedEntries) return;
-    std::size_t size = 16;
-    while (size < capacity + capacity / 2) size *= 2;
-    slots.resize(size);
-    for (std::size_t i = 0; i < entries.size(); ++i) Place(i);
-  }
-
-  void Place(std::size_t index) {
-    if (slots.empty()) return;
-    const std::size_t mask = slots.size() - 1;
-    std::size_t slot = Mix(HashOf(entries[index])) & mask;
-    while (slots[slot] != 0) slot = (slot + 1) & mask;
-    slots[slot] = static_cast<std::uint32_t>(index + 1);
+    index.Rebuild(capacity);
+    for (std::size_t i = 0; i < entries.size(); ++i) index.Place(i, HashOf(entries[i]));
   }
 
   void Set(Value key, Value value) {
@@ -218,15 +187,15 @@ struct Value::DictionaryNode : Node {
       entries[found].value = std::move(value);
       return;
     }
-    const std::size_t room = slots.empty() ? kSearchedEntries : slots.size() / 3 * 2;
+    const std::size_t room = index.room();
     if (entries.size() >= room) Rebuild(count < room / 2 ? room : count * 2);
     entries.push_back({std::move(key), std::move(value)});
     ++count;
-    Place(entries.size() - 1);
+    index.Place(entries.size() - 1, HashOf(entries.back()));
   }
 
   std::vector<Entry> entries;
-  std::vector<std::uint32_t> slots;  // index + 1; 0 is free
+  EntryIndex index;
   std::size_t count = 0;
   // Until the entries are used: the text that they are in.
   std::shared_ptr<const XmlDictionary> content;
@@ -418,12 +387,10 @@ const Value::DictionaryNode* Value::Loaded() const {
   own->content->Send(builder);
   const Value made = builder.Take();
   // The text was checked when it was read, so that there always is a dictionary.
-  if (made) {
-    auto* const other = made.node<DictionaryNode>();
-    own->entries.swap(other->entries);
-    own->slots.swap(other->slots);
-    own->count = other->count;
-  }
+  auto* const other = made.node<DictionaryNode>();
+  own->entries.swap(other->entries);
+  std::swap(own->index, other->index);
+  own->count = other->count;
   own->content.reset();
   own->is_deferred.store(false, std::memory_order_release);
   return own;

@@ -14,18 +14,10 @@ namespace orvik {
 
 namespace {
 
-constexpr std::size_t kNowhere = static_cast<std::size_t>(-1);
-
-// Up to this many entries a walk is as fast as a look-up.
-constexpr std::size_t kWalked = 8;
+constexpr std::size_t kNowhere = plist::EntryIndex::kNowhere;
 
 // Makers of entries make deferred dictionaries, but look into none.
 std::mutex deferral_mutex;
-
-std::size_t Mix(CFHashCode hash) {
-  const std::uint64_t mixed = hash * 0x9E3779B97F4A7C15u;
-  return static_cast<std::size_t>(mixed ^ (mixed >> 32));
-}
 
 }  // namespace
 
@@ -59,7 +51,7 @@ void NSDictionary::MakeDeferred() const {
 void NSDictionary::TakeEntries(const NSDictionary* made) {
   auto* const other = const_cast<NSDictionary*>(made);
   entries_.swap(other->entries_);
-  slots_.swap(other->slots_);
+  std::swap(index_, other->index_);
   std::swap(count_, other->count_);
 }
 
@@ -78,42 +70,19 @@ NSDictionary::~NSDictionary() {
 }
 
 std::size_t NSDictionary::Find(const NSObject* key, CFHashCode hash) const {
-  const auto matches = [&](std::size_t index) {
-    const Entry& entry = entries_[index];
+  return index_.Find(entries_.size(), hash, [&](std::size_t at) {
+    const Entry& entry = entries_[at];
     return entry.key != nullptr && entry.hash == hash &&
            (entry.key == key || entry.key->isEqual(key));
-  };
-  if (slots_.empty()) {
-    for (std::size_t i = 0; i < entries_.size(); ++i) {
-      if (matches(i)) return i;
-    }
-    return kNowhere;
-  }
-  const std::size_t mask = slots_.size() - 1;
-  for (std::size_t slot = Mix(hash) & mask; slots_[slot] != 0; slot = (slot + 1) & mask) {
-    if (matches(slots_[slot] - 1)) return slots_[slot] - 1;
-  }
-  return kNowhere;
+  });
 }
 
 // Drops the places of removed entries and makes room for `capacity` entries.
 void NSDictionary::Rebuild(std::size_t capacity) {
   std::erase_if(entries_, [](const Entry& entry) { return entry.key == nullptr; });
   entries_.reserve(capacity);
-  slots_.clear();
-  if (capacity <= kWalked) return;
-  std::size_t slots = 16;
-  while (slots < capacity + capacity / 2) slots *= 2;
-  slots_.resize(slots);
-  for (std::size_t i = 0; i < entries_.size(); ++i) Place(static_cast<std::uint32_t>(i));
-}
-
-void NSDictionary::Place(std::uint32_t entry) {
-  if (slots_.empty()) return;
-  const std::size_t mask = slots_.size() - 1;
-  std::size_t slot = Mix(entries_[entry].hash) & mask;
-  while (slots_[slot] != 0) slot = (slot + 1) & mask;
-  slots_[slot] = entry + 1;
+  index_.Rebuild(capacity);
+  for (std::size_t i = 0; i < entries_.size(); ++i) index_.Place(i, entries_[i].hash);
 }
 
 void NSDictionary::SetOwned(const NSObject* key, const NSObject* value) {
@@ -123,11 +92,11 @@ void NSDictionary::SetOwned(const NSObject* key, const NSObject* value) {
     std::exchange(entries_[found].value, value)->release();
     return;
   }
-  const std::size_t room = slots_.empty() ? kWalked : slots_.size() / 3 * 2;
+  const std::size_t room = index_.room();
   if (entries_.size() >= room) Rebuild(count_ < room / 2 ? room : count_ * 2);
   entries_.push_back({key, value, hash});
   ++count_;
-  Place(static_cast<std::uint32_t>(entries_.size() - 1));
+  index_.Place(entries_.size() - 1, hash);
 }
 
 NSObject* NSDictionary::objectForKey(const NSObject* key) const {
@@ -159,7 +128,7 @@ void NSDictionary::removeAllObjects() {
   if (!is_mutable_) return;
   Load();
   const std::vector<Entry> entries = std::exchange(entries_, {});
-  slots_.clear();
+  index_.Rebuild(0);
   count_ = 0;
   for (const Entry& entry : entries) {
     if (entry.key != nullptr) {

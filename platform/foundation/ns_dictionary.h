@@ -8,6 +8,7 @@
 
 #include "platform/foundation/ns_array.h"
 #include "platform/foundation/object.h"
+#include "plist/entry_index.h"
 
 namespace [[gnu::visibility("default")]] orvik {
 
@@ -91,10 +92,9 @@ class NSDictionary final : public NSObject {
   NSDictionary* CopyEntries(bool is_mutable) const;
   std::size_t Find(const NSObject* key, CFHashCode hash) const;
   void Rebuild(std::size_t capacity);
-  void Place(std::uint32_t entry);
 
   std::vector<Entry> entries_;
-  std::vector<std::uint32_t> slots_;  // entry + 1, open addressing; 0 is free
+  plist::EntryIndex index_;
   std::size_t count_ = 0;
   mutable std::shared_ptr<const DeferredContent> content_;
   mutable std::atomic<bool> is_deferred_{false};

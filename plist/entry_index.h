@@ -1,0 +1,66 @@
+// The hash table of a dictionary: it finds the entries of a list, which keeps their order.
+//
+// Open addressing with linear probing over the indices of the entries, at most two thirds full. Up
+// to kSearched entries there is no table, because a linear search is as fast. An entry that is
+// removed from the list keeps its slot, so that searches go on behind it, until the next Rebuild.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <vector>
+
+namespace orvik {
+namespace [[gnu::visibility("default")]] plist {
+
+class EntryIndex {
+ public:
+  static constexpr std::size_t kSearched = 8;
+  static constexpr std::size_t kNowhere = static_cast<std::size_t>(-1);
+
+  // The index of the entry with this hash for which matches(index) is true; kNowhere: none. The
+  // list has `size` entries, removed ones included.
+  template <class Matches>
+  std::size_t Find(std::size_t size, std::uint64_t hash, Matches matches) const {
+    if (slots_.empty()) {
+      for (std::size_t i = 0; i < size; ++i) {
+        if (matches(i)) return i;
+      }
+      return kNowhere;
+    }
+    for (std::size_t slot = First(hash); slots_[slot] != 0; slot = Next(slot)) {
+      if (matches(slots_[slot] - 1)) return slots_[slot] - 1;
+    }
+    return kNowhere;
+  }
+
+  // The entries, removed ones included, that the table has room for.
+  std::size_t room() const { return slots_.empty() ? kSearched : slots_.size() / 3 * 2; }
+
+  // Empties the table and makes room for so many entries; Place then adds each of them.
+  void Rebuild(std::size_t capacity) {
+    slots_.clear();
+    if (capacity <= kSearched) return;
+    std::size_t size = 2 * kSearched;
+    while (size < capacity + capacity / 2) size *= 2;
+    slots_.resize(size);
+  }
+
+  void Place(std::size_t index, std::uint64_t hash) {
+    if (slots_.empty()) return;
+    std::size_t slot = First(hash);
+    while (slots_[slot] != 0) slot = Next(slot);
+    slots_[slot] = static_cast<std::uint32_t>(index + 1);
+  }
+
+ private:
+  std::size_t First(std::uint64_t hash) const {
+    const std::uint64_t mixed = hash * 0x9E3779B97F4A7C15u;
+    return static_cast<std::size_t>(mixed ^ (mixed >> 32)) & (slots_.size() - 1);
+  }
+  std::size_t Next(std::size_t slot) const { return (slot + 1) & (slots_.size() - 1); }
+
+  std::vector<std::uint32_t> slots_;  // index + 1; 0 is free
+};
+
+}  // namespace plist
+}  // namespace orvik
