@@ -103,6 +103,11 @@ std::vector<Difference> FindDifferences(const Value& before, const Value& after)
   return DifferenceSearch().Run(before, after);
 }
 
+bool MayReplace(const Value& present, const Value& value, ReplaceContainers replace) {
+  return !present || replace == ReplaceContainers::kYes ||
+         present.is_dictionary() == value.is_dictionary();
+}
+
 MergeResult Merge(Value& base, const Value& added, ReplaceContainers replace) {
   struct Pair {
     Value* base;
@@ -131,8 +136,7 @@ MergeResult Merge(Value& base, const Value& added, ReplaceContainers replace) {
                       entry.value.entries().end(), nullptr});
       continue;
     }
-    if (present != nullptr && replace == ReplaceContainers::kNo &&
-        is_dictionary != entry.value.is_dictionary()) {
+    if (present != nullptr && !MayReplace(*present, entry.value, replace)) {
       result.is_refused = true;
       result.is_dictionary = is_dictionary;
       for (const Pair& each : open) result.refused.push_back(each.key->text().ToUnits());

@@ -30,6 +30,9 @@ std::vector<Difference> FindDifferences(const Value& before, const Value& after)
 // Whether a merge may replace a dictionary by another value, or another value by a dictionary.
 enum class ReplaceContainers { kNo, kYes };
 
+// Whether a value (no value: nothing is there) may be replaced by another one.
+bool MayReplace(const Value& present, const Value& value, ReplaceContainers replace);
+
 struct MergeResult {
   bool changed = false;
   // The path of a value that may not be replaced; then the base is changed in part.

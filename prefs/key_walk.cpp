@@ -7,32 +7,49 @@ namespace orvik {
 
 namespace {
 
+// Follows the components of the path from `first` on.
+FoundValue FindBelow(const plist::Value* dictionary, const KeyPath& path, int first) {
+  for (int i = first; i <= path.count(); ++i) {
+    dictionary = dictionary->Find(path.name(i));
+    if (dictionary == nullptr) {
+      return {{PrefError::kNotFound}, {}};
+    }
+    if (!dictionary->is_dictionary()) {
+      return {{PrefError::kNotAKey}, {}};
+    }
+  }
+  return {{}, *dictionary};
+}
+
 // Changes a domain's entries in place. *changed tells whether anything is different now.
 PrefStatus ChangeBelow(plist::Value& root, const KeyPath& path, const CAtlString& name,
                        const plist::Value& value, MissingKeys missing, bool* changed) {
-  const FoundValue key = FindKey(&root, path);
-  if (key.status.error == PrefError::kNotAKey ||
-      (!key.status.ok() && missing == MissingKeys::kFail)) {
-    return key.status;
-  }
-  if (key.status.ok()) {
-    const plist::Value* const present = key.value.Find(name.View());
-    if (present == nullptr ? !value : *present == value) {
-      return PrefStatus::Ok();
+  {
+    // A reference that is kept would make the change copy the dictionary.
+    const FoundValue key = FindKey(root, path);
+    if (key.status.error == PrefError::kNotAKey ||
+        (!key.status.ok() && missing == MissingKeys::kFail)) {
+      return key.status;
+    }
+    if (key.status.ok()) {
+      const plist::Value* const present = key.value.Find(name);
+      if (present == nullptr ? !value : *present == value) {
+        return PrefStatus::Ok();
+      }
     }
   }
   plist::Value* innermost = &root;
   for (int i = 1; i <= path.count(); ++i) {
-    const plist::Text step = path.name(i).View();
+    const plist::Text step = path.name(i);
     if (innermost->Find(step) == nullptr) {
       innermost->Set(step, plist::Value::Dictionary());
     }
     innermost = innermost->Change(step);
   }
   if (value) {
-    innermost->Set(name.View(), value);
+    innermost->Set(name, value);
   } else {
-    innermost->Remove(name.View());
+    innermost->Remove(name);
   }
   *changed = true;
   return PrefStatus::Ok();
@@ -40,34 +57,28 @@ PrefStatus ChangeBelow(plist::Value& root, const KeyPath& path, const CAtlString
 
 }  // namespace
 
-FoundValue FindKey(const plist::Value* root, const KeyPath& path) {
-  for (int i = 1; i <= path.count() && root != nullptr; ++i) {
-    root = root->Find(path.name(i).View());
-    if (root != nullptr && !root->is_dictionary()) {
-      return {{PrefError::kNotAKey}, {}};
-    }
-  }
-  return root == nullptr ? FoundValue{{PrefError::kNotFound}, {}} : FoundValue{{}, *root};
+FoundValue FindKey(const plist::Value& root, const KeyPath& path) {
+  return FindBelow(&root, path, 1);
 }
 
 FoundValue FindKeyIn(DomainStore& store, const KeyPath& path) {
-  plist::Value top = plist::Value::Dictionary();
-  if (plist::Value entry = store.Entry(path.name(1).View())) {
-    top.Set(path.name(1).View(), std::move(entry));
+  const plist::Value entry = store.Entry(path.name(1));
+  if (!entry) {
+    return {{PrefError::kNotFound}, {}};
   }
-  return FindKey(&top, path);
+  return entry.is_dictionary() ? FindBelow(&entry, path, 2) : FoundValue{{PrefError::kNotAKey}, {}};
 }
 
 FoundValue FindValueIn(DomainStore& store, const KeyPath& path, const CAtlString& name) {
   FoundValue found;
   if (path.empty()) {
-    found.value = store.Entry(name.View());
+    found.value = store.Entry(name);
   } else {
     found = FindKeyIn(store, path);
     if (!found.status.ok()) {
       return found;
     }
-    const plist::Value* const value = found.value.Find(name.View());
+    const plist::Value* const value = found.value.Find(name);
     found.value = value == nullptr ? plist::Value() : plist::Value(*value);
   }
   if (!found.value) {
@@ -111,7 +122,7 @@ PrefStatus NotSerializable(const KeyPath& path, const CAtlString* name, const pl
 PrefStatus ApplyChange(DomainStore& store, const KeyPath& path, const CAtlString& name,
                        const plist::Value& value, MissingKeys missing) {
   if (path.empty()) {
-    return store.SetEntry(name.View(), value);
+    return store.SetEntry(name, value);
   }
   if (value && IsTooDeep(path)) {
     return NotSerializable(path, &name, value);
@@ -124,7 +135,7 @@ PrefStatus ApplyChange(DomainStore& store, const KeyPath& path, const CAtlString
     }
     return status;
   }
-  const plist::Text top_name = path.name(1).View();
+  const plist::Text top_name = path.name(1);
   plist::Value top = plist::Value::Dictionary();
   if (plist::Value entry = store.Entry(top_name)) {
     top.Set(top_name, std::move(entry));

@@ -16,9 +16,8 @@ struct FoundValue {
   plist::Value value;
 };
 
-// The innermost dictionary of a path with at least one component, starting from the dictionary that
-// holds its first key; null is kNotFound.
-FoundValue FindKey(const plist::Value* root, const KeyPath& path);
+// The innermost dictionary of a path, starting from the dictionary that holds its first key.
+FoundValue FindKey(const plist::Value& root, const KeyPath& path);
 // The same in a store.
 FoundValue FindKeyIn(DomainStore& store, const KeyPath& path);
 // The entry of a name in the dictionary at the path; a top-level entry for an empty path.

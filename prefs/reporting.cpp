@@ -45,7 +45,7 @@ PrefValue ReadPreferenceKey(int scope, const KeyPath& key_path, const CAtlString
   if (!root.ok() || key_path.empty()) {
     return root;
   }
-  FoundValue key = FindKey(&root.value, key_path);
+  FoundValue key = FindKey(root.value, key_path);
   return {std::move(key.status), std::move(key.value)};
 }
 

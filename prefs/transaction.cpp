@@ -28,15 +28,6 @@ PrefStatus HoldsIf(bool condition, PrefError otherwise = PrefError::kConditionNo
   return condition ? PrefStatus::Ok() : PrefStatus{otherwise};
 }
 
-// Whether what is present (no value for nothing) may be replaced by the value.
-PrefError MayReplace(const plist::Value& present, const plist::Value& value, ReplaceKeys replace) {
-  if (!present || replace == ReplaceKeys::kYes ||
-      present.is_dictionary() == value.is_dictionary()) {
-    return PrefError::kNone;
-  }
-  return present.is_dictionary() ? PrefError::kIsAKey : PrefError::kIsAValue;
-}
-
 PrefStatus InTheWay(PrefError error, const KeyPath& path, const CAtlString& name) {
   PrefStatus status{error};
   status.path = WayOf(path);
@@ -176,12 +167,12 @@ PrefStatus TransactionRunner::Put(const KeyPath& path, const CAtlString& name,
 }
 
 PrefStatus TransactionRunner::Set(const Step& step) {
-  const PrefError error =
-      step.replace == ReplaceKeys::kNo
-          ? MayReplace(Find(step.key_path, step.name).value, step.value, step.replace)
-          : PrefError::kNone;
-  if (error != PrefError::kNone) {
-    return InTheWay(error, step.key_path, step.name);
+  if (step.replace == ReplaceKeys::kNo) {
+    const plist::Value present = Find(step.key_path, step.name).value;
+    if (!plist::MayReplace(present, step.value, step.replace)) {
+      const PrefError error = present.is_dictionary() ? PrefError::kIsAKey : PrefError::kIsAValue;
+      return InTheWay(error, step.key_path, step.name);
+    }
   }
   return Put(step.key_path, step.name, step.value);
 }
@@ -221,23 +212,23 @@ PrefStatus TransactionRunner::ReplaceKey(const KeyPath& path, const plist::Value
 
 PrefStatus TransactionRunner::Merge(const Step& step) {
   const KeyPath& path = step.key_path;
-  const FoundValue present = FindDictionary(path);
-  if (present.status.error == PrefError::kNotAKey && step.replace == ReplaceKeys::kYes) {
+  PrefStatus present = FindDictionary(path).status;
+  if (present.error == PrefError::kNotAKey && step.replace == ReplaceKeys::kYes) {
     // The value may be the key itself; one above it stays.
     return Put(path.Parent(), path.name(path.count()), step.value);
   }
-  if (!present.status.ok()) {
-    return present.status.error == PrefError::kNotFound ? ReplaceKey(path, step.value)
-                                                        : present.status;
+  if (!present.ok()) {
+    return present.error == PrefError::kNotFound ? ReplaceKey(path, step.value) : present;
   }
   if (!step.value.is_dictionary() || !CanBeKept(step.value)) {
     return NotSerializable(path, nullptr, step.value);
   }
-  plist::Value merged = present.value;
-  const plist::MergeResult result =
-      plist::Merge(merged, step.value,
-                   step.replace == ReplaceKeys::kYes ? plist::ReplaceContainers::kYes
-                                                     : plist::ReplaceContainers::kNo);
+  // In place: after a refusal the whole transaction is dropped.
+  plist::Value* key = store_.EntriesToChange();
+  for (int i = 1; i <= path.count(); ++i) {
+    key = key->Change(path.name(i));
+  }
+  const plist::MergeResult result = plist::Merge(*key, step.value, step.replace);
   if (result.is_refused) {
     PrefStatus status{result.is_dictionary ? PrefError::kIsAKey : PrefError::kIsAValue};
     status.path = WayOf(path);
@@ -246,13 +237,9 @@ PrefStatus TransactionRunner::Merge(const Step& step) {
     }
     return status;
   }
-  if (!result.changed) {
-    return PrefStatus::Ok();
+  if (result.changed) {
+    store_.NoteChange();
   }
-  if (!path.empty()) {
-    return ApplyChange(store_, path.Parent(), path.name(path.count()), merged, MissingKeys::kFail);
-  }
-  store_.ReplaceEntries(std::move(merged));
   return PrefStatus::Ok();
 }
 

@@ -20,6 +20,7 @@
 #include <vector>
 
 #include "platform/core_foundation/property_list_objects.h"
+#include "plist/differences.h"
 #include "plist/value.h"
 #include "prefs/auto_release.h"
 #include "prefs/key_path.h"
@@ -40,7 +41,7 @@ enum class IfDamaged {
 
 // Whether a change may replace a key, with everything below it, by a value, or a value by a key.
 // A dictionary is a key.
-enum class ReplaceKeys { kNo, kYes };
+using ReplaceKeys = plist::ReplaceContainers;
 
 // The domain before and after a transaction; no value for a domain without a file.
 struct TransactionResult {
@@ -134,7 +135,11 @@ class Transaction {
   void RequireKeyEqual(const KeyPath& key_path, plist::Value entries);
   template <PlatformReference Ref>
   void RequireKeyEqual(const KeyPath& key_path, const Ref& entries) {
-    RequireKeyEqual(key_path, ValueOf(entries));
+    const CFTypeRef object = entries;
+    // No key equals an object that no property list can hold, nor an array.
+    RequireKeyEqual(key_path, object == nullptr
+                                  ? plist::Value()
+                                  : ValueOfObject(object).value_or(plist::Value::Array()));
   }
   // The condition returns true for the value or key that is there (no value: none). Commit may ask
   // twice: for a domain without a file also before it takes the lock.
