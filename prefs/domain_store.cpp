@@ -4,6 +4,7 @@
 #include <utility>
 
 #include "platform/core_foundation/cf_preferences.h"
+#include "platform/core_foundation/property_list_objects.h"
 #include "prefs/auto_release.h"
 #include "prefs/key_walk.h"
 #include "prefs/shared_preference_file.h"
@@ -19,11 +20,14 @@ class PlatformDomainStore : public DomainStore {
       : domain_(domain.CreateCFStringRef(kCFAllocatorDefault)), user_(user), host_(host) {}
 
   plist::Value Entry(const plist::Text& name) override {
-    return host::PreferencesCopyValue(name, domain_, user_, host_);
+    const CAutoCFRelease<CFTypeRef> value(
+        CFPreferencesCopyValue(Name(name), domain_, user_, host_));
+    return ValueOfObject(value).value_or(plist::Value());
   }
 
   PrefStatus SetEntry(const plist::Text& name, const plist::Value& value) override {
-    static_cast<void>(host::PreferencesSetValue(name, value, domain_, user_, host_));
+    const CAutoCFRelease<CFTypeRef> object(CreateObject(value, kCFPropertyListImmutable));
+    CFPreferencesSetValue(Name(name), object, domain_, user_, host_);
     return PrefStatus::Ok();
   }
 
@@ -36,6 +40,11 @@ class PlatformDomainStore : public DomainStore {
   }
 
  private:
+  static CAutoCFRelease<CFStringRef> Name(const plist::Text& name) {
+    return CAutoCFRelease<CFStringRef>(static_cast<CFStringRef>(
+        CreateObject(plist::Value::String(name), kCFPropertyListImmutable)));
+  }
+
   CAutoCFRelease<CFStringRef> domain_;
   CFStringRef user_;
   CFStringRef host_;

@@ -127,15 +127,18 @@ OSStatus SaveChanges(const std::string& path) {
 
 CFPropertyListRef CFPreferencesCopyValue(CFStringRef key, CFStringRef domain, CFStringRef user,
                                          CFStringRef host) {
-  if (key == nullptr) return nullptr;
-  return CreateObject(host::PreferencesCopyValue(key->text(), domain, user, host),
-                      kCFPropertyListMutableContainers);
+  const std::string file = FileBehind(domain, user, host);
+  if (key == nullptr || file.empty()) return nullptr;
+  const std::lock_guard guard(Guard());
+  PreferenceDomain& entries = DomainOf(file);
+  entries.Refresh();
+  const plist::Value* const value = entries.Find(key->text());
+  return value == nullptr ? nullptr : CreateObject(*value, kCFPropertyListMutableContainers);
 }
 
 void CFPreferencesSetValue(CFStringRef key, CFPropertyListRef value, CFStringRef domain,
                            CFStringRef user, CFStringRef host) {
-  const std::optional<plist::Value> own = value == nullptr ? plist::Value() : ValueOfObject(value);
-  if (key != nullptr && own) host::PreferencesSetValue(key->text(), *own, domain, user, host);
+  host::PreferencesSetValue(key, value, domain, user, host);
 }
 
 Boolean CFPreferencesSynchronize(CFStringRef domain, CFStringRef user, CFStringRef host) {
@@ -144,24 +147,15 @@ Boolean CFPreferencesSynchronize(CFStringRef domain, CFStringRef user, CFStringR
 
 namespace host {
 
-plist::Value PreferencesCopyValue(const plist::Text& key, CFStringRef domain, CFStringRef user,
-                                  CFStringRef host) {
-  const std::string file = FileBehind(domain, user, host);
-  if (file.empty()) return {};
-  const std::lock_guard guard(Guard());
-  PreferenceDomain& entries = DomainOf(file);
-  entries.Refresh();
-  const plist::Value* const value = entries.Find(key);
-  return value == nullptr ? plist::Value() : *value;
-}
-
-OSStatus PreferencesSetValue(const plist::Text& key, const plist::Value& value, CFStringRef domain,
+OSStatus PreferencesSetValue(CFStringRef key, CFPropertyListRef value, CFStringRef domain,
                              CFStringRef user, CFStringRef host) {
   const std::string file = FileBehind(domain, user, host);
   if (file.empty()) return bdNamErr;
+  const std::optional<plist::Value> own = value == nullptr ? plist::Value() : ValueOfObject(value);
+  if (key == nullptr || !own) return paramErr;
   {
     const std::lock_guard guard(Guard());
-    const OSStatus status = DomainOf(file).Set(key, value);
+    const OSStatus status = DomainOf(file).Set(key->text(), *own);
     if (status != noErr || !Is(user, kCFPreferencesAnyUser)) return status;
   }
   const OSStatus status = SaveChanges(file);

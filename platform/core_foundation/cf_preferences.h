@@ -28,7 +28,6 @@
 
 #include <string>
 
-#include "plist/value.h"
 #include "platform/core_foundation/array.h"
 #include "platform/core_foundation/base.h"
 #include "platform/core_foundation/dictionary.h"
@@ -62,12 +61,9 @@ Boolean CFPreferencesSynchronize(CFStringRef domain, CFStringRef user, CFStringR
 
 namespace host {
 
-// The calls above on values, with the reason: 0, or a status (bdNamErr for a refused domain, paramErr
-// for a value that no property list can hold). No value: there is none, or it is removed. A value of
-// any user that could not be saved is not set.
-plist::Value PreferencesCopyValue(const plist::Text& key, CFStringRef domain, CFStringRef user,
-                                  CFStringRef host);
-OSStatus PreferencesSetValue(const plist::Text& key, const plist::Value& value, CFStringRef domain,
+// The two calls above with the reason: 0, or a status (bdNamErr for a refused domain, paramErr for
+// a value that no property list can hold). A value of any user that could not be saved is not set.
+OSStatus PreferencesSetValue(CFStringRef key, CFPropertyListRef value, CFStringRef domain,
                              CFStringRef user, CFStringRef host);
 OSStatus PreferencesSynchronize(CFStringRef domain, CFStringRef user, CFStringRef host);
 

@@ -16,19 +16,27 @@ namespace {
 
 using OwnedObject = Owned<const NSObject>;
 
-// The entries of a dictionary object that are still XML.
-class XmlDictionaryContent final : public NSDictionary::DeferredContent {
+// The entries of a dictionary object that nobody used yet: those of a value.
+class ValueContent final : public NSDictionary::DeferredContent {
  public:
-  XmlDictionaryContent(plist::XmlDictionary dictionary, CFOptionFlags mutability_option)
+  ValueContent(plist::Value dictionary, CFOptionFlags mutability_option)
       : dictionary_(std::move(dictionary)), mutability_option_(mutability_option) {}
 
   void MakeEntries(NSDictionary* dictionary) const override;
-  const plist::XmlDictionary& dictionary() const { return dictionary_; }
+  const plist::Value& dictionary() const { return dictionary_; }
 
  private:
-  plist::XmlDictionary dictionary_;
+  plist::Value dictionary_;
   CFOptionFlags mutability_option_;
 };
+
+// The value of a dictionary object that nobody used yet, else null.
+std::shared_ptr<const ValueContent> UnusedContent(const NSObject* dictionary) {
+  const auto* object = static_cast<CFDictionaryRef>(dictionary);
+  return object->isDeferred()
+             ? std::static_pointer_cast<const ValueContent>(object->deferredContent())
+             : nullptr;
+}
 
 class ObjectMaker {
  public:
@@ -71,7 +79,7 @@ class ObjectMaker {
   OwnedObject Deferred(const plist::XmlDictionary& dictionary) const {
     return OwnedObject(NSDictionary::CreateDeferred(
         has_mutable_containers_,
-        std::make_shared<XmlDictionaryContent>(dictionary, mutability_option_)));
+        std::make_shared<ValueContent>(plist::Value::Dictionary(dictionary), mutability_option_)));
   }
   static void Append(OwnedObject& array, OwnedObject element) {
     AsMutable<NSArray>(array)->AppendOwned(element.release());
@@ -93,11 +101,19 @@ class ObjectMaker {
 
 using ObjectBuilder = plist::Builder<ObjectMaker>;
 
-void XmlDictionaryContent::MakeEntries(NSDictionary* dictionary) const {
-  ObjectBuilder builder{ObjectMaker(mutability_option_)};
-  dictionary_.Send(builder);
-  const OwnedObject made = builder.Take();
-  dictionary->TakeEntries(static_cast<const NSDictionary*>(made.get()));
+// Entries that are still XML become objects without becoming values first.
+void ValueContent::MakeEntries(NSDictionary* dictionary) const {
+  if (const auto xml = dictionary_.deferred()) {
+    ObjectBuilder builder{ObjectMaker(mutability_option_)};
+    xml->Send(builder);
+    const OwnedObject made = builder.Take();
+    dictionary->TakeEntries(static_cast<const NSDictionary*>(made.get()));
+    return;
+  }
+  for (const auto& entry : dictionary_.entries()) {
+    OwnedObject value(ObjectOf(CreateObject(entry.value, mutability_option_)));
+    dictionary->SetOwned(ObjectMaker::Key(entry.key.text(), &entry.key).release(), value.release());
+  }
 }
 
 struct ObjectAccess {
@@ -138,13 +154,8 @@ struct ObjectAccess {
     return sink.Key(string->text(), string->value());
   }
   static std::shared_ptr<const plist::XmlDictionary> Deferred(const NSObject* object) {
-    const auto* dictionary = static_cast<CFDictionaryRef>(object);
-    if (!dictionary->isDeferred()) return nullptr;
-    const auto content =
-        std::static_pointer_cast<const XmlDictionaryContent>(dictionary->deferredContent());
-    return content == nullptr
-               ? nullptr
-               : std::shared_ptr<const plist::XmlDictionary>(content, &content->dictionary());
+    const auto content = UnusedContent(object);
+    return content == nullptr ? nullptr : content->dictionary().deferred();
   }
   // False for a key that is not a string.
   template <class Call>
@@ -187,12 +198,20 @@ auto Built(typename Walk::Node root, Builder builder, std::string* path) {
 }  // namespace
 
 CFTypeRef CreateObject(const plist::Value& value, CFOptionFlags mutability_option) {
+  if (value.is_dictionary()) {
+    return NSDictionary::CreateDeferred(mutability_option != kCFPropertyListImmutable,
+                                        std::make_shared<ValueContent>(value, mutability_option));
+  }
   ObjectBuilder builder{ObjectMaker(mutability_option)};
   return Built<plist::ValueWalk>(&value, std::move(builder), nullptr).release();
 }
 
 std::optional<plist::Value> ValueOfObject(CFTypeRef object, std::string* path) {
-  plist::Value value = Built<ObjectWalk>(ObjectOf(object), plist::ValueBuilder(), path);
+  const NSObject* const root = ObjectOf(object);
+  if (root != nullptr && root->typeID() == CFDictionaryGetTypeID()) {
+    if (const auto content = UnusedContent(root)) return content->dictionary();
+  }
+  plist::Value value = Built<ObjectWalk>(root, plist::ValueBuilder(), path);
   return value ? std::optional(std::move(value)) : std::nullopt;
 }
 
