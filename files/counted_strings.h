@@ -33,8 +33,8 @@ int SysStringByteLen(BSTR string);  // bytes
 
 // Pascal strings: a length byte and at most 255 bytes, without terminator.
 
-// Makes a Pascal string of the text (null is empty text), of a unit the low byte; the target has
-// room for 256 bytes. What is longer than 255 is cut. Returns the length.
+// Makes a Pascal string of the text (null is empty text) and returns its length. The target has
+// room for 256 bytes. Only the low byte of a unit counts, and the text is cut after 255 units.
 int CToPStr(unsigned char* target, const char* source);
 int WideToPStr(unsigned char* target, const char16_t* source);
 

@@ -114,14 +114,14 @@ class COrvikDirectoryPath {
   void ListSubDirectories(const CAtlString& pattern, CAtlArray<COrvikDirectoryPath>& folders,
                           BOOL recursive) const;
   // The same; `report` (may be null) names each subfolder that could not be read, and `progress`
-  // (may be null) watches and stops the search: what was found until then is listed.
+  // (may be null) watches and can stop the search; the entries found so far are listed.
   void ListSubDirectories(const CAtlString& pattern, CAtlArray<COrvikDirectoryPath>& folders,
                           BOOL recursive, TreeReport* report, Progress* progress = nullptr) const;
   // Everything else in this folder, in the file system's order. 0 when the folder does not exist,
   // else the platform's status of opening or closing the walk.
   OSErr FindFilesInDirectory(const CAtlString& pattern, CAtlArray<COrvikFilePath>& files) const;
-  // The same; `progress` (may be null) watches and stops the search: what was found until then is
-  // listed, and the status is that of ECANCELED (errno_status.h).
+  // The same; `progress` (may be null) watches and can stop the search. Then the entries found so
+  // far are listed, and the status is that of ECANCELED (errno_status.h).
   OSErr FindFilesInDirectory(const CAtlString& pattern, CAtlArray<COrvikFilePath>& files,
                              Progress* progress) const;
 

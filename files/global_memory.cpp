@@ -10,7 +10,6 @@
 #include <new>
 #include <utility>
 
-
 namespace orvik {
 
 GlobalBlocks* GlobalBlockTable = nullptr;

@@ -1,5 +1,5 @@
-// Copying and moving one file or folder, into a trash or elsewhere, and what callers are told of
-// it.
+// Copies and moves one file or folder, into a trash or elsewhere, and reports the result to the
+// caller.
 #pragma once
 
 #include <string>
@@ -28,7 +28,7 @@ int MoveItem(const char16_t* source, const char16_t* target, const host::MoveOpt
 // without one; EEXIST also when another info file has that name. 0 or an errno.
 int MoveItem(const std::string& from, const std::string& to, const host::MoveOptions& options);
 
-// What an operation on files or folders tells its caller: filling reports, and progress.
+// The reports of operations on files or folders, and their progress.
 
 // What watches an operation on the path; null without a progress.
 host::Monitor* MonitorOf(Progress* progress, const COrvikFilePath& path);
@@ -39,7 +39,7 @@ void AddFailure(const COrvikFilePath& path, int error, host::Side side, TreeRepo
 // Adds the result of an operation on one file (0 or an errno) and gives it as a BOOL.
 BOOL AddResult(const COrvikFilePath& path, int error, host::Side side, TreeReport* report);
 
-// Adds what was done below the folder; `report` may be null.
+// Adds the outcome of the work below the folder; `report` may be null.
 void AddOutcome(const COrvikDirectoryPath& folder, const host::TreeOutcome& outcome,
                 TreeReport* report);
 

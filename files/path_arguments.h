@@ -33,8 +33,8 @@ CAtlString PathFromBytes(std::string_view bytes);
 
 // From paths to references of the file manager, and back.
 //
-// The first two functions return a platform status: 0, -43 (fnfErr) when the path names nothing or
-// is no possible path, or what making the object answered. A path is NUL-terminated UTF-16 in POSIX
+// The first two functions return a platform status: 0, -43 (fnfErr) for a missing object or
+// an invalid path, or the status of making the object. A path is NUL-terminated UTF-16 in POSIX
 // form; trailing "/" are not looked at. A final symbolic link means the link itself. A path or
 // component of any length is taken whole: one the file system cannot hold is not found.
 

@@ -14,7 +14,7 @@ namespace orvik {
 enum class EntryKind {
   kFolder,
   kFile,     // or a link
-  kSpecial,  // a pipe, socket or device, which is no folder either
+  kSpecial,  // a pipe, socket or device
 };
 
 struct FolderEntry {

@@ -97,8 +97,8 @@ void CleanupPathNameBecauseWindowsHasBugs(CAtlString& path);
 //   data?     data1        data
 //   *.txt     a.txt        a.b.txt
 
-// "?" matches any one unit, "*" the units up to the first one that equals the pattern's next
-// (there is no second try behind it; before "?" it matches none; at the end for all the rest).
+// "?" matches any one unit. "*" matches the units up to the first one that equals the pattern's
+// next unit, and does not try a later one; before "?" it matches nothing, at the end everything.
 // Every other unit matches itself; case counts.
 bool MatchesWildcard(std::u16string_view name, std::u16string_view pattern);
 

@@ -73,7 +73,7 @@ class Progress {
   const std::unique_ptr<Impl> impl_;
 };
 
-// What an operation on a folder has done, and what it could not do.
+// The outcome of an operation on a folder: counts of entries, and the failures.
 
 // Where an error is: a copy and a move have two sides, other operations a source alone.
 enum class TreeSide : int { kSource, kTarget };

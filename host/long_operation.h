@@ -1,4 +1,5 @@
-// What operations on trees and large files share: their outcome, their monitor, and a second thread.
+// What operations on trees and large files share: their outcome, their monitor, and a second
+// thread.
 #pragma once
 
 #include <signal.h>
@@ -14,7 +15,7 @@
 namespace [[gnu::visibility("default")]] orvik {
 namespace host {
 
-// What an operation on a tree has done, and what it could not do.
+// The outcome of an operation on a tree: counts of entries, and the failures.
 
 enum class Side { kSource, kTarget };
 

@@ -27,7 +27,7 @@ bool HardLinks::Link(const struct stat& source, int folder, const char* name) {
   Copy& copy = known->second;
   if (linkat(top_, copy.path.c_str(), folder, name, 0) != 0) return false;
   struct stat linked;
-  // Somebody may have put another file in the place of the copy.
+  // Another process may have replaced the copy.
   if (fstatat(folder, name, &linked, AT_SYMLINK_NOFOLLOW) != 0 || linked.st_dev != copy.device ||
       linked.st_ino != copy.inode) {
     unlinkat(folder, name, 0);

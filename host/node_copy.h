@@ -1,6 +1,6 @@
 // Copying one entry of a folder: a regular file, a symbolic link or a special file.
 //
-// A copy has the content (content_copy.h), the mode, the times, the extended attributes, the
+// A copy has the content, the mode, the times, the extended attributes, the
 // creation date and the kernel's lock of its source; a link has the text and the times. What the
 // volume cannot keep, or the rights do not allow, is left out (file_properties.h); content that
 // cannot be written whole fails the copy.
@@ -91,7 +91,7 @@ int FlushNames(int folder, int file);
 
 // Copying the content of a regular file in whatever way the kernel does it fastest.
 
-// What is known of the source: bytes it has, bytes it has allocated.
+// The size of the source and its allocated bytes.
 struct ContentSize {
   long long size;
   long long allocated;

@@ -77,19 +77,18 @@ struct ReplaceOptions {
 // Makes the file hold the content. The file's folder must exist. This is the one table of what the
 // fronts pass and what stays of the old file:
 //
-//   front                              flush   read-only  present      stays of the old file
-//   ---------------------------------- ------- ---------- ------------
-//   ------------------------------ preference files, URLs, exports,   disk    refused    replaced
-//   mode, owner, group, attributes
-//     NSData "atomically"
-//   the configuration store            disk    replaced   replaced     the same
-//   what supersedes a damaged file     disk    replaced   replaced     nothing (SupersedeFile)
-//   NSData otherwise                   none    refused    written into everything
-//   shortcuts                          none    -          refused      -
-//   the sizes of a trash               none    refused    replaced     mode, owner, group,
-//   attributes WriteWholeFile, streams, Base64    none    refused    replaced, or everything, hard
-//   links too
-//     (file_replacement.h)                                written into
+//   front                        flush  read-only  present              stays of the old file
+//   preference files, exports,   disk   refused    replaced             mode, owner, attributes
+//     URLs, NSData "atomically"
+//   configuration store          disk   replaced   replaced             mode, owner, attributes
+//   SupersedeFile (damaged)      disk   replaced   replaced             nothing
+//   NSData otherwise             none   refused    written into         everything, hard links too
+//   shortcuts                    none   -          refused (EEXIST)     -
+//   the sizes of a trash         none   refused    replaced             mode, owner, attributes
+//   WriteWholeFile, streams,     none   refused    replaced, or         as in this column
+//     Base64                                       written into (*)
+//
+// (*) file_replacement.h says when.
 //
 // With Present::kReplace:
 // - A file that holds the content already is not touched.
@@ -104,8 +103,8 @@ struct ReplaceOptions {
 ReplaceResult ReplaceFile(const std::string& path, std::string_view content,
                           const ReplaceOptions& options = {});
 
-// Replaces the file that ReadWholeFile opened, or makes one when it opened none: EEXIST when another
-// process has made one since, which is not replaced.
+// Replaces the file that ReadWholeFile opened, or makes one when it opened none: EEXIST when
+// another process has made one since, which is not replaced.
 ReplaceResult ReplaceFile(const FilePlace& place, std::string_view content, Flush flush,
                           const OpenedFile& old);
 

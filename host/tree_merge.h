@@ -22,7 +22,7 @@ enum class Transfer {
 // Copies are made as node_copy.h says, each file by itself: one that has several names is copied
 // once for each. A move to another volume keeps them (move_file.h).
 //
-// An entry of which `to` has another spelling (name_spelling.h) goes to that one, unless the source
+// An entry of which `to` has another spelling (file_names.h) goes to that one, unless the source
 // has both.
 //
 // A large copy runs on two threads (copy_crew.h) where it makes the folders; both have ended when

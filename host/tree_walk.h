@@ -139,7 +139,7 @@ class TreeWalk {
 // How much room a folder takes, and how much it holds.
 
 // The bytes that the file or folder has allocated with all that it holds, as du(1) counts them: a
-// file of several names once, links not followed. What cannot be read counts nothing.
+// file of several names once, links not followed. Unreadable entries count as 0.
 std::uint64_t DiskUsage(const std::string& path);
 
 // What a folder holds, at every depth.
@@ -149,7 +149,7 @@ struct TreeSize {
   std::uint64_t bytes = 0;   // the sizes of the regular files, each name by itself
 };
 
-// Counts until the monitor (may be null) says stop. What cannot be read counts nothing.
+// Counts until the monitor (may be null) says stop. Unreadable entries count as 0.
 TreeSize SizeOfTree(Descriptor folder, const Monitor* monitor);
 
 }  // namespace host

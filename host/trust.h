@@ -19,8 +19,8 @@
 //   a regular file of a known name, as   uses it as IsTrustedFile says
 //   a lock or its record
 //   what has just been made              is given to the folder's owner, and to its group, by the
-//                                        descriptor it was made with (make_folder.h)
-//   anything that is read                opens it only if it is a regular file (regular_file.h)
+//                                        descriptor it was made with (file_place.h)
+//   anything that is read                opens it only if it is a regular file (descriptor.h)
 //   a staged file that a killed          removes it if it is regular, unlocked, has the exact form
 //   process left                         of the name, and belongs to the caller; root also removes
 //                                        one of the folder's or the target's owner, for whom root

@@ -1,5 +1,5 @@
-// Reading what is left of a damaged property list: every value that is whole and whose place is
-// known, from all three forms. Everything else is told as a loss.
+// Reads the intact values of a damaged property list in any of its three forms. Every value that is
+// not saved is reported as a loss.
 #pragma once
 
 #include <cstddef>

@@ -1,6 +1,6 @@
 // The standard alert.
 //
-// Functions return a status: 0, or one of host/errno_status.h.
+// Functions return a status: 0, or one of errno_status.h.
 #pragma once
 
 #include "platform/core_foundation/base.h"

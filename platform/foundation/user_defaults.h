@@ -22,7 +22,7 @@ namespace [[gnu::visibility("default")]] orvik {
 class NSUserDefaults final : public NSObject {
  public:
   // The one object of the process, made at first use from the arguments of the program
-  // (host/program_arguments.h); not to be released.
+  // (host/proc.h); not to be released.
   static NSUserDefaults* standardUserDefaults();
 
   // Of these arguments (without the program's name); owned by the caller.

@@ -117,8 +117,7 @@ TEST_F(InstallInformationTest, WaitsForAStoreThatIsBeingWritten) {
   // One that never ends is waited for as long as it can be.
   WriteFile(file_, "<plist>");
   looks = 0;
-  plist::ExchangeFileWriterWait(
-      [&] { WriteFile(file_, "<plist>" + std::string(++looks, ' ')); });
+  plist::ExchangeFileWriterWait([&] { WriteFile(file_, "<plist>" + std::string(++looks, ' ')); });
   EXPECT_EQ(RecordInstallInformation(*arguments_).kept_aside.size(), 1u);
   EXPECT_EQ(looks, 250);
   plist::ExchangeFileWriterWait(old);

@@ -52,7 +52,7 @@ Value ReadElement(const std::string& element, std::string_view text) {
                                                nullptr));
 }
 
-// The texts of json_form.h.
+// The texts of json.h.
 Value ParseDate(std::string_view text) {
   const char* const last = text.data() + text.size();
   if (text.starts_with("0x")) {

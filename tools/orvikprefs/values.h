@@ -122,8 +122,8 @@ enum class ElementChange {
 CAutoCFRelease<CFPropertyListRef> WithElement(CFTypeRef array, std::span<const long> indices,
                                               ElementChange change, CFTypeRef value);
 
-// Replaces an array by the result of `make`, one step of a transaction. What is present, or null, is
-// given to `make`; if that returns null, the step fails with kConditionNotMet.
+// Replaces an array by the result of `make`, one step of a transaction. What is present, or null,
+// is given to `make`; if that returns null, the step fails with kConditionNotMet.
 void UpdateArray(Transaction& transaction, const KeyPath& key, const CAtlString& name,
                  std::function<CAutoCFRelease<CFPropertyListRef>(CFTypeRef present)> make);
 
