@@ -209,12 +209,13 @@ std::FILE* CFileManipulator::OpenFile(const COrvikFilePath& file, const char* mo
     return nullptr;
   }
   struct stat record;
-  if (host::StatPath(*bytes, 0, &record) == 0 && !S_ISREG(record.st_mode) &&
+  if (flags == O_RDONLY && host::StatPath(*bytes, 0, &record) == 0 && !S_ISREG(record.st_mode) &&
       !S_ISCHR(record.st_mode)) {
     errno = S_ISDIR(record.st_mode) ? EISDIR : EINVAL;
     return nullptr;
   }
-  host::Descriptor opened = host::OpenPath(*bytes, flags, 0666);
+  host::Descriptor opened =
+      flags == O_RDONLY ? host::OpenPath(*bytes, flags) : host::OpenForOutput(*bytes, flags);
   std::FILE* const stream = opened ? fdopen(opened.get(), mode) : nullptr;
   if (stream != nullptr) opened.Release();
   return stream;

@@ -195,21 +195,30 @@ int MakeNew(const std::string& path, std::string_view content) {
 }
 
 int WriteInto(const std::string& path, std::string_view content) {
-  const FilePlace place = FindPlace(path, Links::kTrusted);
-  if (!place) return place.error;
-  constexpr int kFlags = O_WRONLY | O_CREAT | O_NOFOLLOW | kOpenFlags;
-  Descriptor file(openat(place.folder.get(), place.name.c_str(), kFlags, 0666));
+  Descriptor file = OpenForOutput(path, O_WRONLY | O_CREAT | O_TRUNC);
   if (!file) return errno;
   struct stat attributes;
   if (fstat(file.get(), &attributes) != 0) return errno;
   if (const int refusal = RefusalOf(attributes.st_mode)) return refusal;
-  if (!MayReplace(attributes, place.folder_attributes) ||
-      !MayWriteInto(attributes, place.folder_attributes)) {
-    return EACCES;
-  }
-  if (ftruncate(file.get(), 0) != 0) return errno;
   if (const int error = WriteAll(file.get(), content)) return error;
   return file.Close() ? 0 : errno;
+}
+
+// Whether the file, opened without a wait, may be written where it is: 0, or an error number. It
+// waits from now on.
+int ReadyForOutput(int file, const FilePlace& place, int flags) {
+  struct stat attributes;
+  if (fstat(file, &attributes) != 0) return errno;
+  if (!S_ISCHR(attributes.st_mode)) {
+    if (const int refusal = RefusalOf(attributes.st_mode)) return refusal;
+    if (!MayReplace(attributes, place.folder_attributes) ||
+        !MayWriteInto(attributes, place.folder_attributes)) {
+      return EACCES;
+    }
+    if ((flags & O_TRUNC) != 0 && ftruncate(file, 0) != 0) return errno;
+  }
+  const int status = fcntl(file, F_GETFL);
+  return status >= 0 && fcntl(file, F_SETFL, status & ~O_NONBLOCK) == 0 ? 0 : errno;
 }
 
 }  // namespace
@@ -263,6 +272,25 @@ ReplaceResult ReplaceFile(const FilePlace& place, std::string_view content, Flus
   }
   const OldFile model{old.descriptor.get(), old.attributes};
   return Put(place, content, flush, &model, old.descriptor.get());
+}
+
+Descriptor OpenForOutput(const std::string& path, int flags) {
+  const bool is_new = (flags & O_EXCL) != 0;
+  const FilePlace place =
+      is_new ? FindEntry(path, Links::kTrusted) : FindPlace(path, Links::kTrusted);
+  errno = place.error != 0 ? place.error : place.name.empty() ? EISDIR : 0;
+  if (errno != 0) return {};
+  Descriptor file(openat(place.folder.get(), place.name.c_str(),
+                         (flags & ~O_TRUNC) | O_NOFOLLOW | kOpenFlags, 0666));
+  if (!file) {
+    if (errno == ENXIO) errno = EINVAL;  // a pipe that nobody reads, a socket
+    return {};
+  }
+  if (const int error = ReadyForOutput(file.get(), place, flags)) {
+    file = {};
+    errno = error;
+  }
+  return file;
 }
 
 ReplaceResult SupersedeFile(const FilePlace& place, std::string_view content) {

@@ -112,6 +112,12 @@ ReplaceResult ReplaceFile(const FilePlace& place, std::string_view content, Flus
 // elsewhere: nothing is taken from it.
 ReplaceResult SupersedeFile(const FilePlace& place, std::string_view content);
 
+// Opens a regular file or a character device for writing where it is, with the flags of open(2):
+// O_CREAT (mode 0666 less the umask), O_EXCL, O_APPEND and O_TRUNC among them. Links are followed,
+// and an existing file is opened, as trust.h allows: EPERM, EACCES otherwise, and nothing is
+// truncated. EISDIR and EINVAL for other kinds of files. None, with errno, on failure.
+Descriptor OpenForOutput(const std::string& path, int flags);
+
 // Puts the names in the file's folder on disk, at once or at the end of a FolderFlushDelay.
 int FlushFolderOf(const FilePlace& place);
 

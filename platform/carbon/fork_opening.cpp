@@ -6,6 +6,7 @@
 #include <string>
 
 #include "host/paths.h"
+#include "host/replace_file.h"
 #include "platform/carbon/errno_status.h"
 #include "platform/carbon/fsref_internal.h"
 #include "platform/carbon/open_forks.h"
@@ -78,7 +79,11 @@ bool WritingIsDenied(int descriptor, Share share, int access) {
 
 host::Descriptor OpenRegularFile(const std::string& path, const struct statx& expected, int access,
                                  bool follow) {
-  host::Descriptor file = host::OpenPath(path, access | O_NONBLOCK | (follow ? 0 : O_NOFOLLOW));
+  // Of the links to a file that is to be written only those of trusted users are followed.
+  host::Descriptor file =
+      follow && access != O_RDONLY
+          ? host::OpenForOutput(path, access)
+          : host::OpenPath(path, access | O_NONBLOCK | (follow ? 0 : O_NOFOLLOW));
   if (!file) return file;
   struct statx info {};
   int error = StatDescriptor(file.get(), &info);

@@ -18,16 +18,22 @@
 #include <iostream>
 #include <sstream>
 
+#include "files/directory_manipulator.h"
 #include "files/file_manipulator.h"
+#include "files/windows_files.h"
 #include "host/file_place.h"
 #include "host/file_replacement.h"
 #include "host/node_copy.h"
+#include "host/proc.h"
 #include "host/replace_file.h"
+#include "postflight/install_information.h"
 #include "prefs/preferences.h"
 #include "prefs/shared_lock.h"
+#include "streams/stream_factory.h"
 #include "tests/support/file_trees.h"
 #include "tests/support/test_environment.h"
 #include "tools/orvikprefs/commands.h"
+#include "xml/base64.h"
 #include "xml/config_store.h"
 
 namespace orvik::test {
@@ -38,6 +44,10 @@ constexpr uid_t kOther = 30002;
 
 COrvikFilePath PathOf(const std::string& path) {
   return COrvikFilePath(CAtlString(path.c_str()));
+}
+
+bool WriteStream(CComPtr<IStream> stream) {
+  return stream && stream->Write("new", 3, nullptr) == S_OK && FinishStream(stream) == S_OK;
 }
 
 // Writes "new" into the file at the path: whether that is reported as done.
@@ -79,6 +89,20 @@ const Writer kWriters[] = {
        return CFileManipulator::CreateURLShortcut("http://new/", PathOf(path)) == S_OK;
      },
      true},
+    {"text",
+     [](const std::string& path) {
+       return CFileManipulator::WriteAsciiStringToFile(PathOf(path), "new", 3) == S_OK;
+     }},
+    {"stream",
+     [](const std::string& path) {
+       return WriteStream(CStreamFactory::CreateWritableFileStream(PathOf(path)));
+     }},
+    {"compressed stream",
+     [](const std::string& path) {
+       return WriteStream(CStreamFactory::CreateWritableCompressedFileStream(PathOf(path)));
+     }},
+    {"Base64",
+     [](const std::string& path) { return decode64ToFile(PathOf(path), "bmV3", 4) == S_OK; }},
 };
 
 // What the other user has put into a folder that everyone may write.
@@ -179,16 +203,78 @@ void SwapLinks() {
   unlink("way/out");
 }
 
-void Set() {
+// Runs a command of the program on the user's store in the home "way".
+void RunInHome(const Words& command) {
   setenv("HOME", (fs::current_path() / "way").c_str(), 1);
-  const char* const words[] = {"orvikprefs", "--scope", "user", "set", "K", "n", "v"};
-  prefstool::Run(7, words, false, std::cout, std::cerr);
+  std::vector<const char*> words = {"orvikprefs", "--scope", "user", "--timeout", "0"};
+  for (const std::string& word : command) words.push_back(word.c_str());
+  std::ostringstream out;
+  prefstool::Run(static_cast<int>(words.size()), words.data(), false, out, out);
+}
+
+void Set() {
+  RunInHome({"set", "K", "n", "v"});
+}
+
+// Every command that changes the store, one after another.
+void ChangeStore() {
+  static int turn = 0;
+  static const Words kCommands[] = {
+      {"set", "K", "n", "v"},
+      {"set", "K", "list", "[1]", "--json"},
+      {"set", "K", "list", "2", "--int", "--append"},
+      {"copy", "K", "L", "--replace"},
+      {"rename", "K", "n", "K", "m", "--replace"},
+      {"import", "../safe/changes.json"},
+      {"apply", "../safe/script"},
+      {"edit"},
+      {"delete", "K", "m"},
+      {"reset", "L"},
+      {"repair"},
+      {"repair", "--replace"},
+      {"delete-key", "K", "-r"},
+      {"lock", "--release"},
+      {"lock", "--force"},
+  };
+  RunInHome(kCommands[turn++ % std::size(kCommands)]);
+}
+
+// Every command that only reads it.
+void ReadStore() {
+  static int turn = 0;
+  static const Words kCommands[] = {{"get", "K"},
+                                    {"list"},
+                                    {"tree"},
+                                    {"find", "v"},
+                                    {"export"},
+                                    {"check"},
+                                    {"export", "--format", "json"},
+                                    {"where"},
+                                    {"domains"},
+                                    {"lock"},
+                                    {"repair", "-n"},
+                                    {"diff", "../safe/changes.json"},
+                                    {"complete", "--", "get", ""}};
+  RunInHome(kCommands[turn++ % std::size(kCommands)]);
+}
+
+void Install() {
+  setenv("HOME", (fs::current_path() / "way").c_str(), 1);
+  RunPostflight();
 }
 
 void SwapHome() {
-  constexpr char kFile[] = "way/Library/Preferences/com.orviktech.Registry.plist";
-  PutLink("../../../../safe/victim", kFile);
-  unlink(kFile);
+  constexpr char kFolder[] = "way/Library/Preferences/";
+  for (const char* const name :
+       {"com.orviktech.Registry.plist", "com.orviktech.Registry.lock.plist", ".orvik.lock"}) {
+    const std::string file = std::string(kFolder) + name;
+    PutLink("../../../../safe/victim", file.c_str());
+    unlink(file.c_str());
+    if (mkfifo("attack", 0666) == 0) rename("attack", file.c_str());
+    unlink(file.c_str());
+    if (link("damaged", "attack") == 0) rename("attack", file.c_str());
+    unlink(file.c_str());
+  }
   rename("way/Library", "way/away");
   PutLink("../../safe", "way/Library");
   unlink("way/Library");
@@ -198,6 +284,78 @@ void SwapHome() {
   unlink("way");
   rename("away", "way");
 }
+
+// "tree" holds a folder "a" and a file "f", either of which may be a link to root's, in "copy",
+// too.
+void SwapEntries() {
+  for (const char* const top : {"tree", "copy"}) {
+    mkdir(top, 0777);
+    const std::string folder = std::string(top) + "/a", file = std::string(top) + "/f";
+    mkdir(folder.c_str(), 0777);
+    const std::string inner = folder + "/victim";
+    if (mknod("attack", S_IFREG | 0666, 0) == 0) rename("attack", inner.c_str());
+    rename(folder.c_str(), "away");
+    PutLink("../../safe", folder.c_str());
+    unlink(folder.c_str());
+    rename("away", folder.c_str());
+    if (mknod("attack", S_IFREG | 0444, 0) == 0) rename("attack", file.c_str());
+    PutLink("../../safe/victim", file.c_str());
+    PutLink("../../safe/new", file.c_str());
+  }
+}
+
+COrvikDirectoryPath FolderOf(const char* name) {
+  return COrvikDirectoryPath(CAtlString((fs::current_path() / name).c_str()));
+}
+
+const Race kTreeRaces[] = {
+    {"copy of a tree",
+     [] {
+       [[maybe_unused]] const HRESULT result = CDirectoryManipulator::RecursivelyCopyDirectory(
+           FolderOf("tree"), FolderOf("copy"), FALSE);
+     },
+     SwapEntries},
+    {"move of a tree",
+     [] {
+       [[maybe_unused]] const HRESULT result = CDirectoryManipulator::RecursivelyCopyDirectory(
+           FolderOf("tree"), FolderOf("copy"), TRUE);
+     },
+     SwapEntries},
+    {"removal of a tree",
+     [] { CDirectoryManipulator::RemoveDirectoryAndContents(FolderOf("tree")); }, SwapEntries},
+    {"emptying a folder",
+     [] {
+       CDirectoryManipulator::RemoveFilesFromDirectory(FolderOf("tree"), u"*");
+       CDirectoryManipulator::RemoveAllFilesAndSubDirectories(FolderOf("copy"));
+     },
+     SwapEntries},
+    {"trash",
+     [] {
+       CFileManipulator::DeleteFile(PathOf("tree/a"), FALSE, TRUE);
+       CFileManipulator::DeleteFile(PathOf("tree/f"), FALSE, TRUE);
+     },
+     SwapEntries},
+    {"copies of files",
+     [] {
+       [[maybe_unused]] BOOL is_done = CopyFile(u"tree/f", u"copy/f", FALSE);
+       is_done = CFileManipulator::CopyFileTo(PathOf("tree/f"), PathOf("copy/g"), FALSE);
+     },
+     SwapEntries},
+    {"moves of files",
+     [] {
+       [[maybe_unused]] BOOL is_done = MoveFile(u"tree/f", u"copy/g");
+       is_done = MoveFile(u"copy/g", u"tree/h");
+       DeleteFile(u"tree/h");
+     },
+     SwapEntries},
+    {"attributes",
+     [] {
+       for (const DWORD attributes : {FILE_ATTRIBUTE_READONLY, FILE_ATTRIBUTE_NORMAL}) {
+         SetFileAttributes(u"tree/f", attributes);
+       }
+     },
+     SwapEntries},
+};
 
 // "kept" is a folder of root's, which is not empty and so survives.
 void MakeFolders() {
@@ -222,9 +380,13 @@ void LeadThePipeAway() {
 }
 
 std::vector<Race> Races() {
-  std::vector<Race> races = {{"set", Set, SwapHome},
+  std::vector<Race> races(std::begin(kTreeRaces), std::end(kTreeRaces));
+  races.insert(races.end(), {{"set", Set, SwapHome},
+                             {"commands that change", ChangeStore, SwapHome},
+                             {"commands that read", ReadStore, SwapHome},
+                             {"the installation", Install, SwapHome},
                              {"making a folder", MakeFolders, SwapFolders},
-                             {"copy of a pipe", CopyPipe, LeadThePipeAway}};
+                             {"copy of a pipe", CopyPipe, LeadThePipeAway}});
   for (const Writer& writer : kWriters) {
     const auto write = [&writer] { writer.write(fs::current_path() / "way/out"); };
     races.push_back({writer.name, write, SwapLinks});
@@ -251,6 +413,30 @@ Words RecordsIn(const fs::path& folder) {
   return records;
 }
 
+constexpr char kVictim[] =
+    "<plist version=\"1.0\"><dict><key>s</key><string>precious</string></dict></plist>";
+
+// A file below the current folder with the content of root's file, which the other user can read;
+// "" when there is none.
+std::string Leak() {
+  struct stat victim = {}, record = {};
+  stat("../safe/victim", &victim);
+  std::error_code error;
+  for (fs::recursive_directory_iterator entry(".", error), end; !error && entry != end;
+       entry.increment(error)) {
+    const std::string path = entry->path();
+    const int file = open(path.c_str(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC);
+    char content[4096];
+    const ssize_t count = file < 0 ? -1 : read(file, content, sizeof content);
+    const bool is_known = count < 0 || fstat(file, &record) != 0 || record.st_ino == victim.st_ino;
+    if (file >= 0) close(file);
+    if (is_known || (record.st_uid != kOther && (record.st_mode & 0044) == 0)) continue;
+    const std::string_view bytes(content, static_cast<std::size_t>(count));
+    if (bytes.find("precious") != std::string_view::npos) return path;
+  }
+  return "";
+}
+
 void PrintTo(const Race& race, std::ostream* out) {
   *out << race.name;
 }
@@ -262,14 +448,19 @@ TEST_P(SecondUserRaceTest, NothingOfRootsChanges) {
   const ScopedVariable temporary("TMPDIR", access("/dev/shm", W_OK) == 0 ? "/dev/shm" : "/tmp");
   const ScopedEnvironment environment;
   const fs::path stage = environment.folder() / "stage";
-  MakeTree(stage, {"safe/victim=precious", "safe/pipe|", "theirs/way/", "theirs/kept/secret"});
+  MakeTree(stage,
+           {"safe/victim=" + std::string(kVictim), "safe/pipe|", "theirs/way/",
+            "theirs/kept/secret", "theirs/damaged=<plist><dict><key>", "theirs/tree/",
+            "theirs/copy/", "safe/changes.json={\"K\":{\"n\":\"w\"}}", "safe/script=set K m v\n"});
+  const ScopedVariable editor("EDITOR", "sed -i s/v/w/");
   MakeTree(environment.folder(),
            {"root/Users/Shared/Library/Preferences/com.orviktech.Registry.plist="
             "<plist version=\"1.0\"><dict/></plist>"});
   ASSERT_EQ(chmod(environment.folder().c_str(), 0755), 0);
   ASSERT_EQ(chmod((stage / "safe/victim").c_str(), 0600), 0);
   ASSERT_EQ(chmod((stage / "safe/pipe").c_str(), 0666), 0);
-  for (const char* const name : {"theirs", "theirs/way"}) {
+  for (const char* const name :
+       {"theirs", "theirs/way", "theirs/damaged", "theirs/tree", "theirs/copy"}) {
     ASSERT_EQ(chown((stage / name).c_str(), kOther, kOther), 0);
   }
   const Words before = RecordsIn(stage / "safe");
@@ -282,6 +473,10 @@ TEST_P(SecondUserRaceTest, NothingOfRootsChanges) {
       alarm(20);
       for (const auto end = Clock::now() + std::chrono::milliseconds(800); Clock::now() < end;) {
         GetParam().work();
+        if (const std::string leak = Leak(); !leak.empty()) {
+          std::cerr << leak << " has the content of root's file\n";
+          return 1;
+        }
       }
       return 0;
     });
