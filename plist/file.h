@@ -15,6 +15,7 @@
 
 #include <cerrno>
 #include <chrono>
+#include <concepts>
 #include <functional>
 #include <string>
 #include <vector>
@@ -121,7 +122,8 @@ class File {
   const std::string& kept_path() const { return kept_.path; }
 
   // Makes the file hold the property list as XML: EINVAL when it cannot be written as one, EFBIG
-  // when it would be too large to be read again. A file with these very bytes is not written, only
+  // when it would be too large to be read again, EEXIST when Read found no file and there is one
+  // now (RepeatWhileMade). A file with these very bytes is not written, only
   // put on disk. Needs Lock and Read.
   int Save(const Value& root);
   // The same by writing into the file, padded with line feeds to the size that it has, so that no
@@ -163,6 +165,16 @@ class File {
   Bytes bytes_;
   Value root_;
 };
+
+// Repeats a change, which locks, reads and saves a file, while it gives EEXIST: a process that
+// takes no lock made the file after it was read as missing, and the change has to be made to that
+// one. Gives up after a few times. Returns what the change gave last.
+template <std::invocable Change>
+int RepeatWhileMade(Change change) {
+  int error = EEXIST;
+  for (int tries = 0; error == EEXIST && tries < 8; ++tries) error = change();
+  return error;
+}
 
 }  // namespace plist
 }  // namespace orvik

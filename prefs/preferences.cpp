@@ -28,9 +28,11 @@ plist::Value FindPreference(int scope, const KeyPath& path, const CAtlString& na
   return std::move(FindValueIn(*store, path, name).value);
 }
 
-// The one way in which the writers and deleters change a value; no value removes it.
-DWORD ChangeEntry(const EffectiveDomain& effective, const CAtlString& given_domain,
-                  const KeyPath& path, const CAtlString& name, const plist::Value& value) {
+// The one way in which the writers and deleters change a value; no value removes it. A failure to
+// save is not reported; `save_error` receives it as an error number.
+DWORD ChangeEntryOnce(const EffectiveDomain& effective, const CAtlString& given_domain,
+                      const KeyPath& path, const CAtlString& name, const plist::Value& value,
+                      int& save_error) {
   const bool writes = static_cast<bool>(value);
   const auto store =
       OpenStore(effective, given_domain,
@@ -47,9 +49,20 @@ DWORD ChangeEntry(const EffectiveDomain& effective, const CAtlString& given_doma
     return writes ? kPreferenceBadKey : kPreferenceNotFound;
   }
   if (status.ok()) {
-    static_cast<void>(store->Save());
+    save_error = store->Save().error_number;
   }
   return kPreferenceSuccess;
+}
+
+DWORD ChangeEntry(const EffectiveDomain& effective, const CAtlString& given_domain,
+                  const KeyPath& path, const CAtlString& name, const plist::Value& value) {
+  DWORD result = kPreferenceSuccess;
+  plist::RepeatWhileMade([&] {
+    int save_error = 0;
+    result = ChangeEntryOnce(effective, given_domain, path, name, value, save_error);
+    return save_error;
+  });
+  return result;
 }
 
 DWORD WriteEntry(int scope, const CAtlString& domain, const KeyPath& path, const CAtlString& name,

@@ -52,9 +52,11 @@ SInt32 SavePropertiesToSharedFile(CFPropertyListRef properties, CFStringRef doma
   if (file.Lock(plist::File::Folder::kMake) != 0) {
     return coreFoundationUnknownErr;
   }
-  file.Read();
   const std::optional<plist::Value> value = ValueOfObject(properties);
-  const int error = value ? file.Save(*value) : EINVAL;
+  const int error = !value ? EINVAL : plist::RepeatWhileMade([&] {
+    file.Read();
+    return file.Save(*value);
+  });
   return error == EINVAL ? coreFoundationUnknownErr : host::StatusFromErrno(error);
 }
 
@@ -74,11 +76,12 @@ void SharedPreferencesSetValue(CFStringRef name, CFPropertyListRef value, CFStri
   if (!own) {
     return;
   }
-  SharedDomainStore store(SharedPreferenceFilePath(domain),
-                          own->is_dictionary() ? StorePurpose::kCreate : StorePurpose::kChange);
-  if (store.SetEntry(name->text(), *own).ok()) {
-    static_cast<void>(store.Save());
-  }
+  plist::RepeatWhileMade([&] {
+    SharedDomainStore store(SharedPreferenceFilePath(domain),
+                            own->is_dictionary() ? StorePurpose::kCreate : StorePurpose::kChange);
+    const bool is_set = store.SetEntry(name->text(), *own).ok();
+    return is_set ? store.Save().error_number : 0;
+  });
 }
 
 }  // namespace orvik

@@ -372,6 +372,16 @@ PrefStatus Transaction::Commit(IfDamaged if_damaged, TransactionResult* result) 
       }
     }
   }
+  PrefStatus status;
+  plist::RepeatWhileMade([&] {
+    status = CommitOnce(effective, if_damaged, result);
+    return status.error_number;
+  });
+  return status;
+}
+
+PrefStatus Transaction::CommitOnce(const EffectiveDomain& effective, IfDamaged if_damaged,
+                                   TransactionResult* result) const {
   FileDomainStore store(effective, domain_,
                         MayCreate() ? StorePurpose::kCreate : StorePurpose::kChange, wait_);
   if (PrefStatus found = Problem(store); !found.ok()) {

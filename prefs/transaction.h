@@ -30,6 +30,8 @@
 
 namespace [[gnu::visibility("default")]] orvik {
 
+struct EffectiveDomain;
+
 // What a deletion answers when there is nothing to delete.
 enum class IfMissing { kSucceed, kFail };
 
@@ -75,7 +77,7 @@ class Transaction {
     Set(key_path, std::move(name), ValueOf(value), replace);
   }
   // Sets what the function makes of the value or key that is there (no value: none). If it returns
-  // no value, the transaction fails with kConditionNotMet. Commit may ask twice, as for
+  // no value, the transaction fails with kConditionNotMet. Commit may ask more than once, as for
   // RequireThat.
   using Updater = std::function<plist::Value(const plist::Value& present)>;
   void Update(const KeyPath& key_path, CAtlString name, Updater update);
@@ -142,7 +144,8 @@ class Transaction {
                                   : ValueOfObject(object).value_or(plist::Value::Array()));
   }
   // The condition returns true for the value or key that is there (no value: none). Commit may ask
-  // twice: for a domain without a file also before it takes the lock.
+  // more than once: for a domain without a file also before it takes the lock, and again when a
+  // process that takes no lock made the file meanwhile.
   using Condition = std::function<bool(const plist::Value& present)>;
   void RequireThat(const KeyPath& key_path, CAtlString name, Condition condition);
   // A condition on the platform object of the value; null: none.
@@ -205,6 +208,8 @@ class Transaction {
 
   Step& Add(Kind kind, const KeyPath& key_path, CAtlString name, plist::Value value = {});
   bool MayCreate() const;
+  PrefStatus CommitOnce(const EffectiveDomain& effective, IfDamaged if_damaged,
+                        TransactionResult* result) const;
 
   int scope_;
   CAtlString domain_;

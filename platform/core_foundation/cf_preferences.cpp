@@ -118,7 +118,7 @@ OSStatus SaveChanges(const std::string& path) {
   int error = file.Lock(plist::File::Folder::kMake);
   if (error == 0) {
     const std::lock_guard guard(Guard());
-    error = DomainOf(path).Save(file);
+    error = plist::RepeatWhileMade([&] { return DomainOf(path).Save(file); });
   }
   return host::StatusFromErrno(error);
 }

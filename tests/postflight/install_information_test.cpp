@@ -104,7 +104,12 @@ TEST_F(InstallInformationTest, LogsADamagedStoreThatGivesWay) {
 // An editor, or a copy, that writes the store in place.
 TEST_F(InstallInformationTest, WaitsForAStoreThatIsBeingWritten) {
   const std::string whole = "<plist><dict><key>K</key><string>v</string></dict></plist>\n";
-  WriteFile(file_, "");
+  // Just changed, however long the test takes to come to it.
+  const auto begin = [this](const std::string& text) {
+    WriteFile(file_, text);
+    fs::last_write_time(file_, fs::file_time_type::clock::now() + std::chrono::seconds(30));
+  };
+  begin("");
   int looks = 0;
   const plist::FileWriterWait old = plist::ExchangeFileWriterWait([&] {
     ++looks;
@@ -115,7 +120,7 @@ TEST_F(InstallInformationTest, WaitsForAStoreThatIsBeingWritten) {
   EXPECT_EQ(looks, 45);
   EXPECT_TRUE(Contains(ReadFile(file_), "<string>v</string>"));
   // One that never ends is waited for as long as it can be.
-  WriteFile(file_, "<plist>");
+  begin("<plist>");
   looks = 0;
   plist::ExchangeFileWriterWait([&] { WriteFile(file_, "<plist>" + std::string(++looks, ' ')); });
   EXPECT_EQ(RecordInstallInformation(*arguments_).kept_aside.size(), 1u);

@@ -1,6 +1,10 @@
 #include "prefs/preferences.h"
 
+#include <unistd.h>
+
+#include <atomic>
 #include <set>
+#include <thread>
 
 #include "prefs/transaction.h"
 #include "tests/prefs/store_fixture.h"
@@ -192,6 +196,48 @@ TEST_F(PreferencesTest, DeletesInAFolderThatMayNotBeWritten) {
     }
     fs::permissions(file.parent_path(), fs::perms(0755));
     EXPECT_EQ(ReadFile(file), before);
+  }
+}
+
+// A program that takes no lock makes the file after it was read as missing and before it is saved:
+// the change is made to that file.
+TEST_F(PreferencesTest, AFileThatAppearsDuringAChangeKeepsItsEntries) {
+  const CAtlString domain = Wide(kDomain);
+  fs::create_directories(SharedFile().parent_path());
+  fs::create_directories(UserFile().parent_path());
+  int tries = 0;
+  Transaction transaction(0, domain);
+  transaction.Update(KeyPath(u"K"), u"n", [&](const plist::Value&) {
+    // The first time without the lock, the second time with it.
+    if (++tries == 2) WriteFile(SharedFile(), "<plist><dict><key>x</key><true/></dict></plist>");
+    return plist::Value(tries);
+  });
+  EXPECT_TRUE(transaction.Commit().ok());
+  EXPECT_EQ(OnDisk(SharedFile()), R"({"K":{"n":3},"x":true})");
+
+  const std::pair<fs::path, std::function<void()>> kWriters[] = {
+      {SharedFile(), [&] { EXPECT_EQ(WritePreferenceInt(0, u"K", u"n", 1, domain), 0u); }},
+      {UserFile(), [&] { EXPECT_EQ(WritePreferenceInt(1, u"K", u"n", 1, domain), 0u); }}};
+  for (const auto& [file, write] : kWriters) {
+    const fs::path model = env_.folder() / "model";
+    WriteFile(model, "<plist><dict><key>x</key><true/></dict></plist>");
+    fs::remove(file);
+    std::atomic<bool> is_over = false;
+    std::thread maker([&, path = file] {
+      for (unsigned delay = 0; !is_over; delay = (delay + 37) % 1000) {
+        if (access(path.c_str(), F_OK) == 0) continue;
+        usleep(delay);
+        std::error_code taken;
+        fs::create_hard_link(model, path, taken);
+      }
+    });
+    for (int round = 0; round < 8; ++round) {
+      write();
+      EXPECT_NE(ReadFile(file).find("<key>n</key>"), std::string::npos) << round;
+      fs::remove(file);
+    }
+    is_over = true;
+    maker.join();
   }
 }
 
