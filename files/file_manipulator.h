@@ -34,9 +34,9 @@ class CFileManipulator {
                                          const CAtlString& overwrite_text);
 
   // fopen with a C mode string; null on failure (errno has the reason) and for anything but a
-  // regular file or a character device. Links are followed; for writing another user's link, or
-  // another user's file in a sticky folder, only as trust.h says (EPERM, EACCES). The caller closes
-  // the file.
+  // regular file or a character device. Links are followed. For writing, another user's link is
+  // refused in a folder that others can change (EPERM), and another user's file in a sticky folder
+  // (EACCES). The caller closes the file.
   static std::FILE* OpenFile(const COrvikFilePath& file, const char* mode);
 
   // lstat; -1 on failure.

@@ -4,6 +4,7 @@
 usage: ansible_test.py SOURCE_FOLDER PROGRAM_FOLDER [TEST...]
 Ends with 77 where ansible-playbook is not installed.
 """
+import fcntl
 import json
 import os
 import pathlib
@@ -148,6 +149,12 @@ class AnsibleTest(unittest.TestCase):
         self.assertEqual([result.get("rc") for result in results][:2], [3, 6])
         self.assertIn("line 1", results[0]["msg"])
         damaged = self.folder / "first" / FILE
+        with open(damaged.parent / ".orvik.lock", "r+b") as lock:
+            fcntl.lockf(lock, fcntl.LOCK_EX)
+            results = self.play(dict(task, timeout=0),
+                                options=["--diff", "-vvv", "--limit", "first"])["first"]
+        self.assertEqual(results[0]["rc"], 4)
+        self.assertNotIn("hush", self.output)
         damaged.write_text("<plist><dict>")
         results = self.play(task, options=["--diff", "-vvv", "--limit", "first"])["first"]
         self.assertEqual(results[0]["rc"], 5)
