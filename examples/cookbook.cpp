@@ -48,6 +48,15 @@ bool TellAMissingSettingFromAnUnreadableOne() {
   return false;
 }
 
+bool ReadManySettingsOfOneMoment() {
+  const PreferenceSnapshot settings(u"com.example.cookbook", kUserScope);  // reads the file once
+  const std::int64_t width = settings.Integer(u"Window", u"Width").value_or(800);
+  PrefStatus status;
+  const std::u16string title = settings.String(u"Window", u"Title", &status).value_or(u"Untitled");
+  if (status.error == PrefError::kWrongType) std::cerr << "Title: " << Describe(status) << '\n';
+  return width == 800 && !title.empty();
+}
+
 bool SaveASettingAndKnowThatItIsOnDisk() {
   TypedPreferences settings(u"com.example.cookbook", kUserScope);
   const PrefStatus status = settings.Set(u"Window", u"Title", u"Caf\u00E9");
@@ -238,6 +247,7 @@ int main() {
   } kAnswers[] = {
       {"a setting with a default", ReadASettingWithADefault},
       {"missing or unreadable", TellAMissingSettingFromAnUnreadableOne},
+      {"settings of one moment", ReadManySettingsOfOneMoment},
       {"a setting on disk", SaveASettingAndKnowThatItIsOnDisk},
       {"three settings at once", ChangeThreeSettingsAtOnceOrNone},
       {"a setting if there is none", SetASettingOnlyIfThereIsNone},

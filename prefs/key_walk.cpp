@@ -21,6 +21,14 @@ FoundValue FindBelow(const plist::Value* dictionary, const KeyPath& path, int fi
   return {{}, *dictionary};
 }
 
+FoundValue EntryIn(const FoundValue& key, const CAtlString& name) {
+  if (!key.status.ok()) {
+    return key;
+  }
+  const plist::Value* const value = key.value.Find(name);
+  return value == nullptr ? FoundValue{{PrefError::kNotFound}, {}} : FoundValue{{}, *value};
+}
+
 // Changes a domain's entries in place. *changed tells whether anything is different now.
 PrefStatus ChangeBelow(plist::Value& root, const KeyPath& path, const CAtlString& name,
                        const plist::Value& value, MissingKeys missing, bool* changed) {
@@ -61,6 +69,10 @@ FoundValue FindKey(const plist::Value& root, const KeyPath& path) {
   return FindBelow(&root, path, 1);
 }
 
+FoundValue FindValue(const plist::Value& root, const KeyPath& path, const CAtlString& name) {
+  return EntryIn(FindKey(root, path), name);
+}
+
 FoundValue FindKeyIn(DomainStore& store, const KeyPath& path) {
   const plist::Value entry = store.Entry(path.name(1));
   if (!entry) {
@@ -70,21 +82,11 @@ FoundValue FindKeyIn(DomainStore& store, const KeyPath& path) {
 }
 
 FoundValue FindValueIn(DomainStore& store, const KeyPath& path, const CAtlString& name) {
-  FoundValue found;
-  if (path.empty()) {
-    found.value = store.Entry(name);
-  } else {
-    found = FindKeyIn(store, path);
-    if (!found.status.ok()) {
-      return found;
-    }
-    const plist::Value* const value = found.value.Find(name);
-    found.value = value == nullptr ? plist::Value() : plist::Value(*value);
+  if (!path.empty()) {
+    return EntryIn(FindKeyIn(store, path), name);
   }
-  if (!found.value) {
-    found.status = {PrefError::kNotFound};
-  }
-  return found;
+  const plist::Value entry = store.Entry(name);
+  return {{entry ? PrefError::kNone : PrefError::kNotFound}, entry};
 }
 
 bool IsTooDeep(const KeyPath& path) {

@@ -18,9 +18,10 @@ struct FoundValue {
 
 // The innermost dictionary of a path, starting from the dictionary that holds its first key.
 FoundValue FindKey(const plist::Value& root, const KeyPath& path);
+// The entry of a name in that dictionary; a top-level entry for an empty path.
+FoundValue FindValue(const plist::Value& root, const KeyPath& path, const CAtlString& name);
 // The same in a store.
 FoundValue FindKeyIn(DomainStore& store, const KeyPath& path);
-// The entry of a name in the dictionary at the path; a top-level entry for an empty path.
 FoundValue FindValueIn(DomainStore& store, const KeyPath& path, const CAtlString& name);
 
 // Whether a property list has too few levels for the keys of the path and a value.

@@ -95,6 +95,8 @@ std::string Reason(const PrefStatus& status) {
       return "the lock's file is not a regular lock file of a trusted user";
     case PrefError::kKeyNotEmpty:
       return "the key is not empty";
+    case PrefError::kWrongType:
+      return "the value has another type";
     case PrefError::kNothingSaved:
       return "nothing of the file can be saved";
   }

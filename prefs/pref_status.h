@@ -33,6 +33,7 @@ enum class PrefError {
   kIsAValue,      // a value is in the place of a key
   kNothingSaved,  // a repair found no entry that could be saved, and left the file alone
   kLockRefused,   // the lock's file, or its record, is not a regular file of a trusted user
+  kWrongType,     // the value has another type than the one that was asked for
 };
 
 struct [[nodiscard("it alone says whether the change is on disk")]] PrefStatus {

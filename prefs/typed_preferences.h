@@ -1,13 +1,22 @@
 // Reading and changing preferences in C++ types.
 //
-// The operations are those of reporting.h and transaction.h, on the file behind the scope and
-// domain as it lies on disk at that moment. Key paths and names are UTF-16 (key_path.h); views are
-// not kept. A value of another type than the one that is asked for is not found: nothing is
-// converted, except that an integer is found as a real, too.
+// TypedPreferences works on the file behind a scope and domain, as it lies on disk at the moment of
+// each call: reporting.h and transaction.h say how. PreferenceSnapshot reads the file once; every
+// call then answers from that moment, without reading again.
 //
 //   TypedPreferences settings(u"com.example.Editor", kUserScope);
 //   const std::int64_t size = settings.Integer(u"Window/Font", u"Size").value_or(12);
 //   if (const PrefStatus status = settings.Set(u"Window/Font", u"Size", 14); !status.ok()) ...
+//
+// Key paths and names are UTF-16 (key_path.h); views are not kept. An empty key path looks among
+// the domain's top-level entries. No value is converted, except that an integer is found as a real,
+// too. Where nothing is found, `status` (may be null) says why:
+//
+//   kNotFound              there is no such value, or no file
+//   kNotAKey               a value is on the key path
+//   kWrongType             there is a value of another type
+//   kDamaged, kUnreadable, the file cannot be read (reporting.h)
+//   ...
 //
 // Several threads may use one object.
 #pragma once
@@ -28,26 +37,64 @@ namespace [[gnu::visibility("default")]] orvik {
 using PreferenceValue = plist::Value;
 using PreferenceDate = plist::Time;
 
-class TypedPreferences {
+// The readers, over one source of values.
+class PreferenceReader {
+ public:
+  // A value of any type; no value where nothing is found.
+  virtual PreferenceValue Value(std::u16string_view key_path, std::u16string_view name,
+                                PrefStatus* status = nullptr) const = 0;
+  // A key with everything below it, as a dictionary; the whole domain for an empty key path.
+  virtual PreferenceValue Key(std::u16string_view key_path, PrefStatus* status = nullptr) const = 0;
+
+  std::optional<std::u16string> String(std::u16string_view key_path, std::u16string_view name,
+                                       PrefStatus* status = nullptr) const;
+  std::optional<std::int64_t> Integer(std::u16string_view key_path, std::u16string_view name,
+                                      PrefStatus* status = nullptr) const;
+  std::optional<double> Real(std::u16string_view key_path, std::u16string_view name,
+                             PrefStatus* status = nullptr) const;
+  std::optional<bool> Boolean(std::u16string_view key_path, std::u16string_view name,
+                              PrefStatus* status = nullptr) const;
+  std::optional<PreferenceDate> Date(std::u16string_view key_path, std::u16string_view name,
+                                     PrefStatus* status = nullptr) const;
+  std::optional<std::string> Data(std::u16string_view key_path, std::u16string_view name,
+                                  PrefStatus* status = nullptr) const;
+  std::optional<std::vector<PreferenceValue>> Array(std::u16string_view key_path,
+                                                    std::u16string_view name,
+                                                    PrefStatus* status = nullptr) const;
+
+ protected:
+  PreferenceReader() = default;
+  PreferenceReader(const PreferenceReader&) = default;
+  PreferenceReader& operator=(const PreferenceReader&) = default;
+  ~PreferenceReader() = default;
+};
+
+// A domain as it was when the object was made. Copies share memory.
+class PreferenceSnapshot final : public PreferenceReader {
+ public:
+  explicit PreferenceSnapshot(std::u16string_view domain, int scope = kSharedScope);
+
+  // Whether the domain was read; nothing is found otherwise.
+  const PrefStatus& status() const { return status_; }
+  // All top-level entries; no value unless status() is ok.
+  const PreferenceValue& entries() const { return entries_; }
+
+  PreferenceValue Value(std::u16string_view key_path, std::u16string_view name,
+                        PrefStatus* status = nullptr) const override;
+  PreferenceValue Key(std::u16string_view key_path, PrefStatus* status = nullptr) const override;
+
+ private:
+  PrefStatus status_;
+  PreferenceValue entries_;
+};
+
+class TypedPreferences final : public PreferenceReader {
  public:
   explicit TypedPreferences(std::u16string_view domain, int scope = kSharedScope);
 
-  // No value when there is none, or when it cannot be read; `status`, unless null, says why. An
-  // empty key path looks among the domain's top-level entries.
   PreferenceValue Value(std::u16string_view key_path, std::u16string_view name,
-                        PrefStatus* status = nullptr) const;
-  std::optional<std::u16string> String(std::u16string_view key_path,
-                                       std::u16string_view name) const;
-  std::optional<std::int64_t> Integer(std::u16string_view key_path, std::u16string_view name) const;
-  std::optional<double> Real(std::u16string_view key_path, std::u16string_view name) const;
-  std::optional<bool> Boolean(std::u16string_view key_path, std::u16string_view name) const;
-  std::optional<PreferenceDate> Date(std::u16string_view key_path, std::u16string_view name) const;
-  std::optional<std::string> Data(std::u16string_view key_path, std::u16string_view name) const;
-  std::optional<std::vector<PreferenceValue>> Array(std::u16string_view key_path,
-                                                    std::u16string_view name) const;
-
-  // A key with everything below it, as a dictionary; the whole domain for an empty key path.
-  PreferenceValue Key(std::u16string_view key_path, PrefStatus* status = nullptr) const;
+                        PrefStatus* status = nullptr) const override;
+  PreferenceValue Key(std::u16string_view key_path, PrefStatus* status = nullptr) const override;
 
   // Each is a transaction of one change: ok() means that the file on disk holds it.
   PrefStatus Set(std::u16string_view key_path, std::u16string_view name,

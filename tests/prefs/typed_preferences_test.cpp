@@ -62,6 +62,40 @@ TEST_F(TypedPreferencesTest, EveryTypeComesBackAsItWasSet) {
   EXPECT_EQ(settings_.RemoveKey(u"").error, PrefError::kEmptyPath);
 }
 
+TEST_F(TypedPreferencesTest, ASnapshotStaysAndSaysWhyNothingIsFound) {
+  PreferenceSnapshot before(u"com.example.Store", kUserScope);
+  EXPECT_EQ(before.status().error, PrefError::kNotFound);
+  EXPECT_TRUE(settings_.Set(u"A", u"n", 1).ok());
+  const PreferenceSnapshot snapshot(u"com.example.Store", kUserScope);
+  EXPECT_TRUE(settings_.Set(u"A", u"n", 2).ok());
+  EXPECT_EQ(before.Integer(u"A", u"n"), std::nullopt);
+  EXPECT_EQ(snapshot.Integer(u"A", u"n"), 1);
+  EXPECT_EQ(settings_.Integer(u"A", u"n"), 2);
+  EXPECT_EQ(snapshot.Key(u"A"), PreferenceValue::Dictionary({{u"n", 1}}));
+  EXPECT_EQ(snapshot.Key(u""), snapshot.entries());
+
+  before = PreferenceSnapshot(u"com.example.Store", kUserScope);
+  WriteFile(UserFile(), "<plist>");
+  const PreferenceSnapshot damaged(u"com.example.Store", kUserScope);
+  const struct {
+    const PreferenceReader& reader;
+    const char16_t *path, *name;
+    PrefError error;
+  } kCases[] = {
+      {snapshot, u"A", u"n", PrefError::kWrongType}, {snapshot, u"", u"A", PrefError::kWrongType},
+      {snapshot, u"A", u"m", PrefError::kNotFound},  {snapshot, u"B", u"n", PrefError::kNotFound},
+      {snapshot, u"A/n", u"x", PrefError::kNotAKey}, {damaged, u"A", u"n", PrefError::kDamaged},
+      {settings_, u"A", u"n", PrefError::kDamaged}};
+  for (const auto& [reader, path, name, error] : kCases) {
+    PrefStatus status;
+    EXPECT_EQ(reader.String(path, name, &status), std::nullopt);
+    EXPECT_EQ(status.error, error) << status;
+  }
+  PrefStatus status{PrefError::kNotFound};
+  EXPECT_EQ(before.Real(u"A", u"n", &status), 2.0);
+  EXPECT_TRUE(status.ok());
+}
+
 TEST_F(TypedPreferencesTest, TakesTextsOfEveryKindButNoBytes) {
   using std::is_convertible_v;
   const std::u16string standard = u"a\0b"s;
