@@ -1,5 +1,6 @@
-// Whole runs of orvikprefs over stores of growing size, beside Python's property-list library,
-// which only loads the file or loads and saves it; and the start of the program beside another's.
+// Whole runs of orvikprefs over stores of n, 2n, 4n and 8n values, beside Python's property-list
+// library, which only loads the file or loads and saves it; and the start of the program beside
+// another's. The column peak_bytes is the resident memory of a run.
 #include <benchmark/benchmark.h>
 
 #include <fstream>
@@ -42,21 +43,47 @@ class Store {
   }
 
   const std::string& file() const { return file_; }
+  std::string beside(const char* name) const { return volume_.folder() / name; }
 
  private:
   Volume volume_;
   std::string file_;
 };
 
-void Run(benchmark::State& state, const std::vector<std::string>& command) {
-  for (auto _ : state) {
-    if (RunPeer(command) != 0) {
-      state.SkipWithError(("it did not run: " + command[0]).c_str());
-      break;
+// The file with one letter wrong in every hundredth end tag.
+void WriteDamaged(const std::string& file, const std::string& to) {
+  std::ifstream sound(file);
+  std::ofstream damaged(to);
+  int lines = 0;
+  for (std::string line; std::getline(sound, line);) {
+    if (++lines % 100 == 0 && line.ends_with("</string>")) line[line.size() - 3] = 'X';
+    damaged << line << '\n';
+  }
+}
+
+// A script that changes every value.
+void WriteScript(int values, const std::string& to) {
+  std::ofstream script(to);
+  for (int key = 0; key < kKeys; ++key) {
+    for (int value = 0; value < values / kKeys; ++value) {
+      script << "set \"Key " << 100 + key << "\" \"value " << 100000 + value << "\" changed\n";
     }
   }
 }
 
+void Run(benchmark::State& state, const std::vector<std::string>& command) {
+  double peak = 0;
+  for (auto _ : state) {
+    if (RunPeer(command, &peak) != 0) {
+      state.SkipWithError(("it did not run: " + command[0]).c_str());
+      break;
+    }
+  }
+  state.counters["peak_bytes"] = peak;
+}
+
+// FILE is the store and SCRIPT a script that changes all of it; the domain "damaged" is the store
+// with faults.
 struct Work {
   const char* name;
   std::vector<std::string> arguments;
@@ -66,8 +93,13 @@ struct Work {
 void RunOurs(benchmark::State& state, const Work& work, int values) {
   const Store store(values);
   std::vector<std::string> command = {Program()};
-  for (const std::string& argument : work.arguments) {
-    command.push_back(argument == "FILE" ? store.file() : argument);
+  for (std::string argument : work.arguments) {
+    if (argument == "FILE") argument = store.file();
+    if (argument == "SCRIPT") WriteScript(values, argument = store.beside("script"));
+    if (argument == "damaged") {
+      WriteDamaged(store.file(), fs::path(store.file()).parent_path() / "damaged.plist");
+    }
+    command.push_back(argument);
   }
   Run(state, command);
 }
@@ -89,9 +121,16 @@ void RunPython(benchmark::State& state, const Work& work, int values) {
       {"import",
        {"--domain", "other", "import", "FILE"},
        "plistlib.dump(plistlib.load(open(sys.argv[1],'rb')),open(sys.argv[1]+'.new','wb'))"},
+      {"apply",
+       {"--domain", "other", "apply", "SCRIPT"},
+       "plistlib.dump(plistlib.load(open(sys.argv[1],'rb')),open(sys.argv[1]+'.new','wb'))"},
+      {"diff", {"--domain", "other", "diff", "FILE"}, "plistlib.load(open(sys.argv[1],'rb'))"},
+      {"repair",
+       {"--domain", "damaged", "repair", "--dry-run"},
+       "plistlib.load(open(sys.argv[1],'rb'))"},
   };
   for (const Work& work : kWork) {
-    for (const int values : {1000, 100000, 1000000}) {
+    for (const int values : {1000, 25000, 50000, 100000, 200000}) {
       const std::string name =
           std::string("Orvikprefs/") + work.name + "/" + std::to_string(values);
       for (const bool ours : {true, false}) {
