@@ -11,7 +11,7 @@
 #include <vector>
 
 #include "host/replace_file.h"
-#include "platform/core_foundation/dictionary.h"
+#include "platform/core_foundation/collections.h"
 #include "platform/core_foundation/string.h"
 
 namespace orvik {

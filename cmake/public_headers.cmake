@@ -8,7 +8,7 @@ cmake_policy(VERSION 3.25)
 
 function(orvik_public_headers result source)
   set(public "^namespace \\[\\[gnu::visibility\\(.default.\\)\\]\\] (orvik|plist) {")
-  set(waiting platform/carbon/errno_status.h plist/forms.h)
+  set(waiting platform/core_foundation/errno_status.h plist/forms.h)
   foreach(layer strings files streams prefs xml)
     file(GLOB_RECURSE headers RELATIVE "${source}" "${source}/${layer}/*.h")
     foreach(header ${headers})

@@ -21,7 +21,7 @@
 #include "host/file_names.h"
 #include "host/paths.h"
 #include "host/tree_walk.h"
-#include "platform/carbon/errno_status.h"
+#include "platform/core_foundation/errno_status.h"
 #include "text/case_and_spelling.h"
 #include "text/transcoding.h"
 

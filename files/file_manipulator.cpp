@@ -20,7 +20,7 @@
 #include "host/replace_file.h"
 #include "host/tree_removal.h"
 #include "platform/carbon/folders.h"
-#include "platform/core_foundation/owned.h"
+#include "platform/core_foundation/base.h"
 #include "platform/core_foundation/user_notification.h"
 #include "text/shown_text.h"
 

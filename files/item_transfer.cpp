@@ -15,11 +15,11 @@
 #include "host/paths.h"
 #include "host/system.h"
 #include "host/trash.h"
+#include "platform/core_foundation/base.h"
 #include "platform/core_foundation/date.h"
-#include "platform/core_foundation/date_formatter.h"
-#include "platform/core_foundation/owned.h"
+#include "platform/core_foundation/locale.h"
 #include "platform/core_foundation/string.h"
-#include "platform/foundation/log.h"
+#include "platform/foundation/application.h"
 #include "text/characters.h"
 
 namespace orvik {

@@ -9,7 +9,7 @@
 #include "host/file_names.h"
 #include "host/paths.h"
 #include "host/system.h"
-#include "platform/carbon/errno_status.h"
+#include "platform/core_foundation/errno_status.h"
 
 namespace orvik {
 

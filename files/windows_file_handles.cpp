@@ -9,7 +9,7 @@
 
 #include "files/path_arguments.h"
 #include "host/paths.h"
-#include "platform/carbon/errno_status.h"
+#include "platform/core_foundation/errno_status.h"
 
 namespace orvik {
 namespace {

@@ -13,12 +13,11 @@
 #include "files/path_arguments.h"
 #include "host/paths.h"
 #include "host/tree_removal.h"
-#include "platform/carbon/errno_status.h"
-#include "platform/carbon/gestalt.h"
 #include "platform/carbon/launch_services.h"
-#include "platform/carbon/ticks.h"
+#include "platform/carbon/machine.h"
+#include "platform/core_foundation/errno_status.h"
+#include "platform/core_foundation/object.h"
 #include "platform/foundation/application.h"
-#include "platform/foundation/autorelease_pool.h"
 #include "platform/foundation/file_manager.h"
 
 namespace orvik {

@@ -3,8 +3,8 @@
 
 #include <string_view>
 
-#include "platform/core_foundation/dictionary.h"
-#include "platform/core_foundation/property_list_objects.h"
+#include "platform/core_foundation/collections.h"
+#include "platform/core_foundation/property_list.h"
 #include "plist/forms.h"
 
 namespace orvik::fuzz {

@@ -10,8 +10,8 @@
 #include "fuzz/require.h"
 #include "fuzz/scratch_folder.h"
 #include "host/file_names.h"
-#include "platform/foundation/autorelease_pool.h"
-#include "platform/foundation/user_defaults.h"
+#include "platform/core_foundation/object.h"
+#include "platform/foundation/application.h"
 #include "postflight/install_information.h"
 #include "postflight/installer_args.h"
 

@@ -6,7 +6,7 @@
 
 #include "fuzz/require.h"
 #include "platform/core_foundation/base.h"
-#include "platform/core_foundation/property_list_equality.h"
+#include "platform/core_foundation/property_list.h"
 #include "tools/orvikprefs/json.h"
 #include "tools/orvikprefs/text.h"
 

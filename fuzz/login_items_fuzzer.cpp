@@ -8,11 +8,11 @@
 
 #include "fuzz/require.h"
 #include "fuzz/scratch_folder.h"
-#include "platform/core_foundation/dictionary.h"
-#include "platform/core_foundation/property_list_objects.h"
-#include "platform/foundation/autorelease_pool.h"
-#include "platform/foundation/ns_number.h"
-#include "platform/foundation/path_on_disk.h"
+#include "platform/core_foundation/collections.h"
+#include "platform/core_foundation/number.h"
+#include "platform/core_foundation/object.h"
+#include "platform/core_foundation/property_list.h"
+#include "platform/core_foundation/string_support.h"
 #include "plist/forms.h"
 #include "postflight/property_file.h"
 

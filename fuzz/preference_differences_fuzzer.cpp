@@ -8,8 +8,7 @@
 
 #include "fuzz/require.h"
 #include "fuzz/scratch_folder.h"
-#include "platform/core_foundation/property_list_equality.h"
-#include "platform/core_foundation/property_list_objects.h"
+#include "platform/core_foundation/property_list.h"
 #include "plist/forms.h"
 #include "prefs/auto_release.h"
 #include "tools/orvikprefs/differences.h"

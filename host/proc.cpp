@@ -1,5 +1,6 @@
 #include "host/proc.h"
 
+#include <fcntl.h>
 #include <pwd.h>
 #include <sys/stat.h>
 #include <time.h>
@@ -147,6 +148,28 @@ std::optional<ProcessOwner> FindProcessOwner(pid_t pid) {
     return std::nullopt;
   }
   return ProcessOwner{NameOfUser(folder.st_uid), folder.st_mtime};
+}
+
+std::string ProgramNameOf(pid_t pid) {
+  // The kernel cuts the names that it reports to this length.
+  constexpr std::size_t kKernelNameLength = 15;
+  constexpr std::string_view kReplaced = " (deleted)";
+  const auto base = [](std::string_view path) {
+    return std::string(path.substr(path.rfind('/') + 1));
+  };
+  const std::string folder = "/proc/" + std::to_string(pid) + "/";
+  std::string program, name, arguments;
+  if (ReadLink(AT_FDCWD, (folder + "exe").c_str(), &program) == 0) {
+    if (program.ends_with(kReplaced)) program.resize(program.size() - kReplaced.size());
+    return base(program);
+  }
+  if (ReadWholeFile(folder + "comm", &name) != 0) return {};
+  if (name.ends_with('\n')) name.pop_back();
+  if (name.size() == kKernelNameLength && ReadWholeFile(folder + "cmdline", &arguments) == 0) {
+    std::string called = base(arguments.c_str());
+    if (called.starts_with(name)) return called;
+  }
+  return name;
 }
 
 namespace {

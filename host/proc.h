@@ -56,6 +56,12 @@ struct ProcessOwner {
 // Of any user's process; nothing when it does not run, or without /proc.
 std::optional<ProcessOwner> FindProcessOwner(pid_t pid);
 
+// The name of the program's file that a process runs, without folder, the same for every caller.
+// For a process whose program the caller may not examine (another user's): the kernel's name for it,
+// completed from the command line where the kernel cut it at 15 bytes. "" when there is no such
+// process, or without /proc.
+std::string ProgramNameOf(pid_t pid);
+
 // The arguments with which the program was started.
 
 // Takes over what main was given, so that nothing need be read from /proc. To be called before

@@ -1,7 +1,7 @@
 #include "postflight/installer_args.h"
 
-#include "platform/foundation/autorelease_pool.h"
-#include "platform/foundation/user_defaults.h"
+#include "platform/core_foundation/object.h"
+#include "platform/foundation/application.h"
 #include "postflight/log_sys.h"
 
 namespace orvik {

@@ -1,8 +1,8 @@
 // The arguments that the package installer hands to the tool.
 #pragma once
 
-#include "platform/foundation/ns_string.h"
-#include "platform/foundation/object.h"
+#include "platform/core_foundation/object.h"
+#include "platform/core_foundation/string.h"
 
 namespace orvik {
 

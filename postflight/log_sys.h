@@ -4,7 +4,6 @@
 #include <initializer_list>
 
 #include "platform/core_foundation/string.h"
-#include "platform/foundation/ns_string.h"
 
 namespace orvik {
 

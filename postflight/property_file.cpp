@@ -1,9 +1,9 @@
 #include "postflight/property_file.h"
 
+#include "platform/core_foundation/collections.h"
+#include "platform/core_foundation/data.h"
+#include "platform/core_foundation/number.h"
 #include "platform/foundation/file_manager.h"
-#include "platform/foundation/ns_data.h"
-#include "platform/foundation/ns_dictionary.h"
-#include "platform/foundation/ns_number.h"
 #include "platform/foundation/property_list_serialization.h"
 #include "postflight/log_sys.h"
 

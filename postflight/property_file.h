@@ -4,9 +4,9 @@
 // Methods log their steps. Failures are a log line and NO; the object stays usable.
 #pragma once
 
-#include "platform/foundation/ns_array.h"
-#include "platform/foundation/ns_string.h"
-#include "platform/foundation/object.h"
+#include "platform/core_foundation/collections.h"
+#include "platform/core_foundation/object.h"
+#include "platform/core_foundation/string.h"
 
 namespace orvik {
 

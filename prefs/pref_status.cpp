@@ -4,7 +4,7 @@
 #include <ostream>
 #include <utility>
 
-#include "platform/carbon/errno_status.h"
+#include "platform/core_foundation/errno_status.h"
 
 namespace orvik {
 

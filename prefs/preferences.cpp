@@ -4,9 +4,9 @@
 
 #include <utility>
 
-#include "platform/carbon/errno_status.h"
 #include "platform/carbon/folders.h"
-#include "platform/core_foundation/dictionary.h"
+#include "platform/core_foundation/collections.h"
+#include "platform/core_foundation/errno_status.h"
 #include "prefs/domain_store.h"
 #include "prefs/key_walk.h"
 #include "prefs/value_conversion.h"

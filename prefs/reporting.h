@@ -10,7 +10,7 @@
 #include <string>
 #include <vector>
 
-#include "platform/core_foundation/dictionary.h"
+#include "platform/core_foundation/collections.h"
 #include "plist/salvage.h"
 #include "plist/value.h"
 #include "prefs/auto_release.h"

@@ -4,10 +4,9 @@
 
 #include "host/file_names.h"
 #include "host/system.h"
-#include "platform/carbon/errno_status.h"
-#include "platform/core_foundation/bundle.h"
 #include "platform/core_foundation/cf_preferences.h"
-#include "platform/core_foundation/property_list_objects.h"
+#include "platform/core_foundation/errno_status.h"
+#include "platform/core_foundation/property_list.h"
 #include "prefs/auto_release.h"
 #include "prefs/domain_store.h"
 

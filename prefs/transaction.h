@@ -19,7 +19,7 @@
 #include <utility>
 #include <vector>
 
-#include "platform/core_foundation/property_list_objects.h"
+#include "platform/core_foundation/property_list.h"
 #include "plist/differences.h"
 #include "plist/value.h"
 #include "prefs/auto_release.h"

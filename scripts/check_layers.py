@@ -52,11 +52,7 @@ ALLOWED = {
 ONLY_IN = {"unicode/": "text/unicode_library.h", "dlfcn.h": "text/unicode_library.cpp"}
 
 # Circles of rooms that are left: (one room, the other).
-CIRCLES = {
-    ("platform/core_foundation", "platform/foundation"),
-    ("platform/core_foundation", "platform/carbon"),
-    ("platform/carbon", "platform/foundation"),
-}
+CIRCLES = set()
 
 # Numbers that only text/ calculates with: text/characters.h has functions for all of them.
 UNICODE_NUMBER = re.compile(

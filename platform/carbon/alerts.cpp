@@ -4,7 +4,7 @@
 #include <string>
 
 #include "desktop/alert.h"
-#include "platform/carbon/errno_status.h"
+#include "platform/core_foundation/errno_status.h"
 #include "text/transcoding.h"
 
 namespace orvik {

@@ -7,9 +7,8 @@
 #include "host/paths.h"
 #include "host/system.h"
 #include "host/trash.h"
-#include "platform/carbon/errno_status.h"
 #include "platform/carbon/fsref_internal.h"
-#include "platform/carbon/volumes.h"
+#include "platform/core_foundation/errno_status.h"
 
 namespace orvik {
 

@@ -4,9 +4,9 @@
 #include <limits>
 #include <memory>
 
-#include "platform/carbon/errno_status.h"
 #include "platform/carbon/fsref_internal.h"
 #include "platform/carbon/open_forks.h"
+#include "platform/core_foundation/errno_status.h"
 
 namespace orvik {
 namespace {

@@ -21,8 +21,8 @@
 #include "host/paths.h"
 #include "host/system.h"
 #include "host/tree_walk.h"
-#include "platform/carbon/errno_status.h"
 #include "platform/carbon/fsref_internal.h"
+#include "platform/core_foundation/errno_status.h"
 
 namespace orvik {
 namespace {

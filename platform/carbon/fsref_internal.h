@@ -1,4 +1,5 @@
-// How references are made and followed, for the other files of the file manager.
+// How references and volumes are made and followed, for the other files of the file manager. A
+// volume is what the kernel calls a mount.
 //
 // Functions return 0 or an errno, except where they say so.
 #pragma once
@@ -8,6 +9,7 @@
 #include <string>
 #include <string_view>
 
+#include "platform/carbon/catalog_info.h"
 #include "platform/carbon/fsref.h"
 #include "platform/core_foundation/base.h"
 
@@ -34,5 +36,11 @@ int MakeReference(std::string_view path, Leaf leaf, FSRef* ref, struct statx* ou
 
 // The present path of the referent and what it is; ENOENT when it is gone. `out` may be null.
 int LocateReference(const FSRef& ref, std::string* path, struct statx* out);
+
+// The number of the volume on which an object lies, from statx with the mount id.
+FSVolumeRefNum VolumeOf(const struct statx& info);
+
+// Path of the folder in which the volume is mounted; "" when it is unknown.
+std::string MountPointOf(FSVolumeRefNum volume);
 
 }  // namespace orvik::carbon

@@ -9,8 +9,8 @@
 
 #include "host/descriptor.h"
 #include "host/paths.h"
-#include "platform/carbon/errno_status.h"
 #include "platform/carbon/fsref_internal.h"
+#include "platform/core_foundation/errno_status.h"
 
 namespace orvik {
 namespace {

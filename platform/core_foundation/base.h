@@ -1,7 +1,9 @@
-// The types that every platform interface shares, and what can be done to any object.
+// The types that every platform interface shares, what can be done to any object, and the owner of
+// one reference to an object.
 #pragma once
 
 #include <cstdint>
+#include <memory>
 
 namespace [[gnu::visibility("default")]] orvik {
 
@@ -72,5 +74,14 @@ void CFRelease(CFTypeRef object);
 CFTypeID CFGetTypeID(CFTypeRef object);
 // Equal in content: the same kind and value, containers element by element.
 Boolean CFEqual(CFTypeRef a, CFTypeRef b);
+
+struct ReleaseReference {
+  void operator()(CFTypeRef object) const { CFRelease(object); }
+};
+
+// Takes over a reference, as Create and Copy functions return it, and releases it. The class of the
+// object is that of the pointer: Owned<const NSString> holds a CFStringRef.
+template <class Object>
+using Owned = std::unique_ptr<Object, ReleaseReference>;
 
 }  // namespace orvik

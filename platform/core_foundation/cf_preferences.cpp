@@ -8,23 +8,15 @@
 #include <string_view>
 
 #include "host/file_names.h"
+#include "host/proc.h"
 #include "host/system.h"
-#include "platform/carbon/errno_status.h"
-#include "platform/carbon/processes.h"
-#include "platform/core_foundation/bundle.h"
+#include "platform/core_foundation/errno_status.h"
 #include "platform/core_foundation/preference_domain.h"
-#include "platform/core_foundation/property_list_objects.h"
+#include "platform/core_foundation/property_list.h"
 #include "platform/core_foundation/string.h"
 #include "text/characters.h"
 
 namespace orvik {
-
-const CFStringRef kCFPreferencesCurrentUser = CFSTR(u"kCFPreferencesCurrentUser");
-const CFStringRef kCFPreferencesAnyUser = CFSTR(u"kCFPreferencesAnyUser");
-const CFStringRef kCFPreferencesCurrentHost = CFSTR(u"kCFPreferencesCurrentHost");
-const CFStringRef kCFPreferencesAnyHost = CFSTR(u"kCFPreferencesAnyHost");
-const CFStringRef kCFPreferencesCurrentApplication = CFSTR(u"kCFPreferencesCurrentApplication");
-const CFStringRef kCFPreferencesAnyApplication = CFSTR(u"kCFPreferencesAnyApplication");
 
 namespace {
 
@@ -36,14 +28,8 @@ std::optional<std::string> ProgramName() {
   if (CFStringRef identifier = CFBundleGetIdentifier(CFBundleGetMainBundle())) {
     return host::FileNameToBytes(identifier->ToUnits());
   }
-  ProcessSerialNumber process;
-  CFStringRef name = nullptr;
-  if (GetCurrentProcess(&process) != noErr || CopyProcessName(&process, &name) != noErr) {
-    return std::nullopt;
-  }
-  std::optional<std::string> bytes = host::FileNameToBytes(name->ToUnits());
-  CFRelease(name);
-  return bytes;
+  std::string name = host::ProgramNameOf(getpid());
+  return name.empty() ? std::nullopt : std::optional(std::move(name));
 }
 
 // A domain's place below a folder of preferences; nothing when it is refused.
@@ -125,6 +111,13 @@ OSStatus SaveChanges(const std::string& path) {
 
 }  // namespace
 
+const CFStringRef kCFPreferencesCurrentUser = CFSTR(u"kCFPreferencesCurrentUser");
+const CFStringRef kCFPreferencesAnyUser = CFSTR(u"kCFPreferencesAnyUser");
+const CFStringRef kCFPreferencesCurrentHost = CFSTR(u"kCFPreferencesCurrentHost");
+const CFStringRef kCFPreferencesAnyHost = CFSTR(u"kCFPreferencesAnyHost");
+const CFStringRef kCFPreferencesCurrentApplication = CFSTR(u"kCFPreferencesCurrentApplication");
+const CFStringRef kCFPreferencesAnyApplication = CFSTR(u"kCFPreferencesAnyApplication");
+
 CFPropertyListRef CFPreferencesCopyValue(CFStringRef key, CFStringRef domain, CFStringRef user,
                                          CFStringRef host) {
   const std::string file = FileBehind(domain, user, host);
@@ -185,5 +178,13 @@ std::string PreferencesFile(CFStringRef domain, CFStringRef user, CFStringRef ho
 }
 
 }  // namespace host
+
+CFBundleRef CFBundleGetMainBundle() {
+  return nullptr;
+}
+
+CFStringRef CFBundleGetIdentifier(CFBundleRef) {
+  return nullptr;
+}
 
 }  // namespace orvik

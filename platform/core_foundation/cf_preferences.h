@@ -28,9 +28,8 @@
 
 #include <string>
 
-#include "platform/core_foundation/array.h"
 #include "platform/core_foundation/base.h"
-#include "platform/core_foundation/dictionary.h"
+#include "platform/core_foundation/collections.h"
 #include "platform/core_foundation/property_list.h"
 
 namespace [[gnu::visibility("default")]] orvik {
@@ -71,5 +70,14 @@ OSStatus PreferencesSynchronize(CFStringRef domain, CFStringRef user, CFStringRe
 std::string PreferencesFile(CFStringRef domain, CFStringRef user, CFStringRef host);
 
 }  // namespace host
+
+// The bundle of the running program.
+class NSBundle;
+using CFBundleRef = const NSBundle*;
+
+// Null: a plain program has no bundle.
+CFBundleRef CFBundleGetMainBundle();
+// Null for null; not retained for the caller.
+CFStringRef CFBundleGetIdentifier(CFBundleRef bundle);
 
 }  // namespace orvik

@@ -1,8 +1,20 @@
-#include "platform/core_foundation/dictionary.h"
+#include "platform/core_foundation/collections.h"
+
+#include <mutex>
+#include <string>
+#include <utility>
+
+#include "platform/core_foundation/container_support.h"
+#include "platform/core_foundation/string.h"
 
 namespace orvik {
 
 namespace {
+
+constexpr std::size_t kNowhere = plist::EntryIndex::kNowhere;
+
+// Makers of entries make deferred dictionaries, but look into none.
+std::mutex deferral_mutex;
 
 bool AreObjectCallBacks(const CFDictionaryKeyCallBacks* keys,
                         const CFDictionaryValueCallBacks* values) {
@@ -10,6 +22,178 @@ bool AreObjectCallBacks(const CFDictionaryKeyCallBacks* keys,
 }
 
 }  // namespace
+
+NSDictionary* NSDictionary::Create(bool is_mutable, std::size_t capacity) {
+  auto* dictionary = new NSDictionary(is_mutable);
+  if (capacity > 0) dictionary->Rebuild(capacity);
+  return dictionary;
+}
+
+NSDictionary* NSDictionary::CreateDeferred(bool is_mutable,
+                                           std::shared_ptr<const DeferredContent> content) {
+  auto* dictionary = new NSDictionary(is_mutable);
+  dictionary->content_ = std::move(content);
+  dictionary->is_deferred_.store(true, std::memory_order_relaxed);
+  return dictionary;
+}
+
+std::shared_ptr<const NSDictionary::DeferredContent> NSDictionary::deferredContent() const {
+  const std::lock_guard lock(deferral_mutex);
+  return content_;
+}
+
+void NSDictionary::MakeDeferred() const {
+  const std::lock_guard lock(deferral_mutex);
+  if (!isDeferred()) return;
+  content_->MakeEntries(const_cast<NSDictionary*>(this));
+  content_.reset();
+  is_deferred_.store(false, std::memory_order_release);
+}
+
+void NSDictionary::TakeEntries(const NSDictionary* made) {
+  auto* const other = const_cast<NSDictionary*>(made);
+  entries_.swap(other->entries_);
+  std::swap(index_, other->index_);
+  std::swap(count_, other->count_);
+}
+
+NSDictionary* NSDictionary::dictionary() {
+  return Autoreleased(Create());
+}
+
+NSDictionary::~NSDictionary() {
+  const ElementRelease release;
+  for (const Entry& entry : entries_) {
+    if (entry.key != nullptr) {
+      entry.key->release();
+      release(entry.value);
+    }
+  }
+}
+
+std::size_t NSDictionary::Find(const NSObject* key, CFHashCode hash) const {
+  return index_.Find(entries_.size(), hash, [&](std::size_t at) {
+    const Entry& entry = entries_[at];
+    return entry.key != nullptr && entry.hash == hash &&
+           (entry.key == key || entry.key->isEqual(key));
+  });
+}
+
+// Drops the places of removed entries and makes room for `capacity` entries.
+void NSDictionary::Rebuild(std::size_t capacity) {
+  std::erase_if(entries_, [](const Entry& entry) { return entry.key == nullptr; });
+  entries_.reserve(capacity);
+  index_.Rebuild(capacity);
+  for (std::size_t i = 0; i < entries_.size(); ++i) index_.Place(i, entries_[i].hash);
+}
+
+void NSDictionary::SetOwned(const NSObject* key, const NSObject* value) {
+  const CFHashCode hash = key->hash();
+  if (const std::size_t found = Find(key, hash); found != kNowhere) {
+    key->release();
+    std::exchange(entries_[found].value, value)->release();
+    return;
+  }
+  const std::size_t room = index_.room();
+  if (entries_.size() >= room) Rebuild(count_ < room / 2 ? room : count_ * 2);
+  entries_.push_back({key, value, hash});
+  ++count_;
+  index_.Place(entries_.size() - 1, hash);
+}
+
+NSObject* NSDictionary::objectForKey(const NSObject* key) const {
+  Load();
+  if (key == nullptr || count_ == 0) return nullptr;
+  const std::size_t found = Find(key, key->hash());
+  return found == kNowhere ? nullptr : const_cast<NSObject*>(entries_[found].value);
+}
+
+void NSDictionary::setObject(const NSObject* value, const NSObject* key) {
+  if (!is_mutable_ || key == nullptr || value == nullptr) return;
+  Load();
+  const NSObject* own_key = key->copy();
+  SetOwned(own_key != nullptr ? own_key : Retained(key), Retained(value));
+}
+
+void NSDictionary::removeObjectForKey(const NSObject* key) {
+  if (!is_mutable_ || key == nullptr || count() == 0) return;
+  const std::size_t found = Find(key, key->hash());
+  if (found == kNowhere) return;
+  // The slot goes on pointing at the place, so that look-ups pass over it.
+  const Entry entry = std::exchange(entries_[found], {nullptr, nullptr, 0});
+  --count_;
+  entry.key->release();
+  entry.value->release();
+}
+
+void NSDictionary::removeAllObjects() {
+  if (!is_mutable_) return;
+  Load();
+  const std::vector<Entry> entries = std::exchange(entries_, {});
+  index_.Rebuild(0);
+  count_ = 0;
+  for (const Entry& entry : entries) {
+    if (entry.key != nullptr) {
+      entry.key->release();
+      entry.value->release();
+    }
+  }
+}
+
+CFTypeID NSDictionary::typeID() const {
+  return CFDictionaryGetTypeID();
+}
+
+bool NSDictionary::isEqual(const NSObject* other) const {
+  return AreEqualTrees(this, other);
+}
+
+const NSObject* NSDictionary::ValueOf(const NSObject* key, CFHashCode hash) const {
+  Load();
+  const std::size_t found = Find(key, hash);
+  return found == kNowhere ? nullptr : entries_[found].value;
+}
+
+CFHashCode NSDictionary::hash() const {
+  return static_cast<CFHashCode>(count());
+}
+
+NSDictionary* NSDictionary::CopyEntries(bool is_mutable) const {
+  Load();
+  NSDictionary* copy = Create(is_mutable);
+  copy->entries_.reserve(count_);
+  for (const Entry& entry : entries_) {
+    if (entry.key != nullptr) {
+      copy->entries_.push_back({Retained(entry.key), Retained(entry.value), entry.hash});
+    }
+  }
+  copy->count_ = count_;
+  copy->Rebuild(count_);
+  return copy;
+}
+
+NSObject* NSDictionary::copy() const {
+  return is_mutable_ ? CopyEntries(false) : const_cast<NSDictionary*>(Retained(this));
+}
+
+NSObject* NSDictionary::mutableCopy() const {
+  return CopyEntries(true);
+}
+
+const NSString* NSDictionary::description() const {
+  Load();
+  std::u16string text = u"{\n";
+  for (const Entry& entry : entries_) {
+    if (entry.key == nullptr) continue;
+    text += u"    ";
+    AppendDescription(text, entry.key);
+    text += u" = ";
+    AppendDescription(text, entry.value);
+    text += u";\n";
+  }
+  text += u"}";
+  return NSString::stringWithCharacters(text);
+}
 
 const CFDictionaryKeyCallBacks kCFTypeDictionaryKeyCallBacks = {};
 const CFDictionaryValueCallBacks kCFTypeDictionaryValueCallBacks = {};

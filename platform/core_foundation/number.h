@@ -1,10 +1,65 @@
-// Numbers and booleans.
+// Numbers and booleans. A CFNumberRef and a CFBooleanRef are NSNumbers.
 #pragma once
 
+#include <cstdint>
+
 #include "platform/core_foundation/base.h"
-#include "platform/foundation/ns_number.h"
+#include "platform/core_foundation/object.h"
 
 namespace [[gnu::visibility("default")]] orvik {
+
+// An integer of 64 bits (signed, or unsigned beyond the signed range), a real, or one of the two
+// booleans. Never changes once made. Numbers are equal by value, not by width; a boolean
+// equals no number.
+class NSNumber final : public NSObject {
+ public:
+  enum class Kind : std::uint8_t { kBoolean, kSigned, kUnsigned, kReal };
+
+  // Owned by the caller. A real of 4 bytes keeps its width in the binary form of a property list.
+  static const NSNumber* Create(std::int64_t value);
+  static const NSNumber* CreateReal(double value, int width = 8);
+  // An ordinary signed number where the signed range holds the value.
+  static const NSNumber* CreateUnsigned(std::uint64_t value);
+  // One of the two booleans of the process.
+  static const NSNumber* CreateBoolean(bool value);
+
+  // Autoreleased.
+  static const NSNumber* numberWithBool(ObjCBool value);
+
+  Kind kind() const { return kind_; }
+  // In bytes.
+  int width() const { return width_; }
+  bool isReal() const { return kind_ == Kind::kReal; }
+  // The 64 bits of an integer or boolean.
+  std::uint64_t bits() const { return bits_; }
+
+  // The nearest value that the type holds; the fraction of a real is dropped and NaN is 0.
+  int intValue() const;
+  long long longLongValue() const;
+  unsigned long long unsignedLongLongValue() const;
+  double doubleValue() const;
+
+  // By value.
+  CFComparisonResult compare(const NSNumber* other) const;
+
+  CFTypeID typeID() const override;
+  bool isEqual(const NSObject* other) const override;
+  CFHashCode hash() const override;
+  NSObject* copy() const override;
+  const NSString* description() const override;
+
+  // For the process-wide constants alone.
+  constexpr NSNumber(Kind kind, int width, std::uint64_t bits)
+      : bits_(bits), kind_(kind), width_(static_cast<std::uint8_t>(width)) {}
+  ~NSNumber() override = default;
+
+ private:
+  double real() const;
+
+  std::uint64_t bits_;
+  Kind kind_;
+  std::uint8_t width_;
+};
 
 using CFNumberRef = const NSNumber*;
 using CFBooleanRef = const NSNumber*;

@@ -7,7 +7,7 @@
 #include <string_view>
 #include <utility>
 
-#include "platform/carbon/errno_status.h"
+#include "platform/core_foundation/errno_status.h"
 #include "plist/forms.h"
 
 namespace orvik {

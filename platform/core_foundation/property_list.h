@@ -1,18 +1,23 @@
 // Property lists: trees of strings, numbers, booleans, dates, data, arrays and dictionaries with
-// string keys, in their XML, binary and old text forms.
+// string keys, in their XML, binary and old text forms; and their objects from and to the values of
+// plist/value.h, which hold everything that is read from and written to files.
 //
-// Bytes that hold no property list, and objects that no property list can hold, give null: nothing
-// is read or written in part. The error text of textual forms names line and column.
+// Bytes that do not hold a property list, and objects that no property list can hold, give null:
+// nothing is read or written in part. The error text of textual forms names line and column.
 //
 // plist/forms.h says what the forms are and which limits hold. A dictionary that was read from XML
 // makes its entries when they are first used. Several threads may read one list.
 #pragma once
 
 #include <cstddef>
+#include <optional>
+#include <string>
 
 #include "platform/core_foundation/base.h"
 #include "platform/core_foundation/data.h"
+#include "platform/core_foundation/object.h"
 #include "platform/core_foundation/string.h"
+#include "plist/value.h"
 
 namespace [[gnu::visibility("default")]] orvik {
 
@@ -50,5 +55,22 @@ CFPropertyListRef CFPropertyListCreateDeepCopy(CFAllocatorRef allocator,
 // Whether the object can be written in the format. The old text form holds strings, data, arrays
 // and dictionaries alone.
 Boolean CFPropertyListIsValid(CFPropertyListRef property_list, CFPropertyListFormat format);
+
+// An object for the value, owned by the caller; null for no value. A dictionary shares the value
+// until its entries are first used; long strings and data share their memory with it. Nothing is
+// shared with other objects that can be changed.
+CFTypeRef CreateObject(const plist::Value& value, CFOptionFlags mutability_option);
+
+// The value of an object; that of an unused dictionary is the one that it was made from. Nothing
+// for an object that no property list can hold: null, an object of another class, a key that is not
+// a string, containers nested deeper than plist::kMaximumDepth. Then `path`, unless null, receives
+// the keys and indices that lead to it, with "/" between them, in UTF-8.
+std::optional<plist::Value> ValueOfObject(CFTypeRef object, std::string* path = nullptr);
+
+// Stricter than CFEqual: an integer and a real of one value differ, so do 0.0 and -0.0, at any
+// depth. Reals that are not a number are all the same, because XML has one of them; dates are the
+// same by their bits. Null is the same as null alone. In time proportional to the smaller of the
+// two, and without recursion.
+bool IsSameValue(CFTypeRef one, CFTypeRef other);
 
 }  // namespace orvik

@@ -1,12 +1,11 @@
-#include "platform/core_foundation/property_list_objects.h"
+#include "platform/core_foundation/property_list.h"
 
 #include <memory>
 #include <utility>
 
-#include "platform/core_foundation/array.h"
+#include "platform/core_foundation/collections.h"
 #include "platform/core_foundation/data.h"
 #include "platform/core_foundation/date.h"
-#include "platform/core_foundation/dictionary.h"
 #include "platform/core_foundation/number.h"
 #include "platform/core_foundation/string.h"
 #include "plist/value_events.h"

@@ -5,9 +5,11 @@
 #include <mutex>
 #include <optional>
 
-#include "platform/core_foundation/owned.h"
-#include "platform/core_foundation/string_views.h"
-#include "platform/foundation/autorelease_pool.h"
+#include "host/file_names.h"
+#include "host/system.h"
+#include "platform/core_foundation/base.h"
+#include "platform/core_foundation/object.h"
+#include "platform/core_foundation/string_support.h"
 #include "text/code_page_codec.h"
 #include "text/formatter.h"
 
@@ -165,6 +167,17 @@ SInt32 CFStringGetIntValue(CFStringRef string) {
 
 double CFStringGetDoubleValue(CFStringRef string) {
   return string->doubleValue();
+}
+
+std::optional<std::string> FilePath(const NSString* path) {
+  if (path == nullptr || path->length() == 0) return std::nullopt;
+  std::optional<std::string> bytes = host::FileNameToBytes(path->ToUnits());
+  if (bytes) *bytes = host::ResolvePath(*bytes);
+  return bytes;
+}
+
+NSString* NewStringFromPath(std::string_view path) {
+  return NSString::NewFromUnits(host::FileNameFromBytes(path));
 }
 
 }  // namespace orvik

@@ -4,16 +4,15 @@
 // relative path counts from the current folder at the time the URL is made. Created and copied
 // objects belong to the caller.
 //
-// Reading and writing report the reason of a failure as a status of carbon/errno_status.h.
+// Reading and writing report the reason of a failure as a status of errno_status.h.
 #pragma once
 
 #include <string>
 #include <utility>
 
-#include "platform/core_foundation/array.h"
 #include "platform/core_foundation/base.h"
+#include "platform/core_foundation/collections.h"
 #include "platform/core_foundation/data.h"
-#include "platform/core_foundation/dictionary.h"
 
 namespace [[gnu::visibility("default")]] orvik {
 

@@ -3,7 +3,7 @@
 #include <string>
 
 #include "desktop/alert.h"
-#include "platform/carbon/errno_status.h"
+#include "platform/core_foundation/errno_status.h"
 
 namespace orvik {
 namespace {

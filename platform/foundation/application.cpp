@@ -1,5 +1,14 @@
 #include "platform/foundation/application.h"
 
+#include <syslog.h>
+
+#include <cstdarg>
+
+#include "host/proc.h"
+#include "host/system.h"
+#include "platform/core_foundation/string.h"
+#include "platform/core_foundation/string_support.h"
+
 namespace orvik {
 
 namespace {
@@ -13,6 +22,13 @@ union TheApplication {
 constinit TheApplication the_application;
 NSApplication* loaded = nullptr;
 
+// What standardUserDefaults gives; null until it is first asked.
+NSUserDefaults* standard = nullptr;
+
+bool EqualsIgnoringCase(const NSString* text, const char16_t* other) {
+  return CFStringCompare(text, CFSTR(other), kCFCompareCaseInsensitive) == kCFCompareEqualTo;
+}
+
 }  // namespace
 
 ObjCBool NSApplicationLoad() {
@@ -22,6 +38,62 @@ ObjCBool NSApplicationLoad() {
 
 NSApplication* NSApp() {
   return loaded;
+}
+
+NSUserDefaults::NSUserDefaults(const std::vector<std::string>& arguments)
+    : arguments_(NSDictionary::Create()) {
+  for (std::size_t i = 0; i + 1 < arguments.size(); ++i) {
+    const std::string& name = arguments[i];
+    if (name.size() < 2 || name[0] != '-') continue;
+    arguments_->SetOwned(NewStringFromPath(std::string_view(name).substr(1)),
+                         NewStringFromPath(arguments[++i]));
+  }
+}
+
+NSUserDefaults::~NSUserDefaults() {
+  arguments_->release();
+}
+
+NSUserDefaults* NSUserDefaults::CreateWithArguments(const std::vector<std::string>& arguments) {
+  return new NSUserDefaults(arguments);
+}
+
+NSUserDefaults* NSUserDefaults::standardUserDefaults() {
+  if (standard == nullptr) standard = CreateWithArguments(host::ProgramArguments());
+  return standard;
+}
+
+const NSString* NSUserDefaults::stringForKey(const NSString* name) const {
+  return static_cast<const NSString*>(arguments_->objectForKey(name));
+}
+
+ObjCBool NSUserDefaults::boolForKey(const NSString* name) const {
+  const NSString* text = stringForKey(name);
+  if (text == nullptr) return NO;
+  const bool is_true = EqualsIgnoringCase(text, u"YES") || EqualsIgnoringCase(text, u"true") ||
+                       text->intValue() != 0;
+  return is_true ? YES : NO;
+}
+
+ScopedArguments::ScopedArguments(const std::vector<std::string>& arguments)
+    : own_(NSUserDefaults::CreateWithArguments(arguments)), outer_(standard) {
+  standard = own_;
+}
+
+ScopedArguments::~ScopedArguments() {
+  standard = outer_;
+  own_->release();
+}
+
+void NSLog(const NSString* format, ...) {
+  std::va_list arguments;
+  va_start(arguments, format);
+  const CFStringRef text =
+      CFStringCreateWithFormatAndArguments(kCFAllocatorDefault, nullptr, format, arguments);
+  va_end(arguments);
+  // A format that cannot be carried out still says something.
+  host::SystemLog(LOG_WARNING, (text != nullptr ? text : format)->ToUtf8());
+  CFRelease(text);
 }
 
 }  // namespace orvik

@@ -12,8 +12,8 @@
 #include "host/move_file.h"
 #include "host/paths.h"
 #include "host/system.h"
-#include "platform/carbon/errno_status.h"
-#include "platform/foundation/path_on_disk.h"
+#include "platform/core_foundation/errno_status.h"
+#include "platform/core_foundation/string_support.h"
 
 namespace orvik {
 

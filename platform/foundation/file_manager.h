@@ -4,9 +4,9 @@
 // Methods answer YES or NO; null and empty paths are NO.
 #pragma once
 
-#include "platform/foundation/ns_dictionary.h"
-#include "platform/foundation/ns_string.h"
-#include "platform/foundation/object.h"
+#include "platform/core_foundation/collections.h"
+#include "platform/core_foundation/object.h"
+#include "platform/core_foundation/string.h"
 
 namespace [[gnu::visibility("default")]] orvik {
 

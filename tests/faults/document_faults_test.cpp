@@ -3,10 +3,10 @@
 #include <random>
 #include <string>
 
+#include "platform/core_foundation/collections.h"
+#include "platform/core_foundation/object.h"
 #include "platform/core_foundation/string.h"
-#include "platform/foundation/autorelease_pool.h"
-#include "platform/foundation/ns_dictionary.h"
-#include "platform/foundation/user_defaults.h"
+#include "platform/foundation/application.h"
 #include "postflight/install_information.h"
 #include "postflight/property_file.h"
 #include "streams/stream_factory.h"

@@ -6,9 +6,9 @@
 #include <vector>
 
 #include "host/system.h"
-#include "platform/core_foundation/dictionary.h"
-#include "platform/core_foundation/property_list_objects.h"
-#include "platform/foundation/user_defaults.h"
+#include "platform/core_foundation/collections.h"
+#include "platform/core_foundation/property_list.h"
+#include "platform/foundation/application.h"
 #include "plist/file.h"
 #include "postflight/install_information.h"
 #include "prefs/preferences.h"

@@ -7,9 +7,9 @@
 #include <string_view>
 #include <vector>
 
-#include "platform/core_foundation/owned.h"
+#include "platform/core_foundation/base.h"
+#include "platform/core_foundation/collections.h"
 #include "platform/core_foundation/string.h"
-#include "platform/foundation/ns_array.h"
 #include "strings/atl_conversions.h"
 #include "strings/atl_string.h"
 #include "strings/atl_string_a.h"

@@ -7,7 +7,7 @@
 #include <chrono>
 #include <string>
 
-#include "platform/carbon/ticks.h"
+#include "platform/carbon/machine.h"
 
 namespace orvik {
 namespace {

@@ -9,8 +9,7 @@
 #include <tuple>
 
 #include "platform/carbon/ascii_collation.h"
-#include "platform/carbon/gestalt.h"
-#include "platform/carbon/ticks.h"
+#include "platform/carbon/machine.h"
 #include "tests/support/test_environment.h"
 
 namespace orvik::test {

@@ -1,8 +1,8 @@
-#include "platform/core_foundation/date_formatter.h"
+#include "platform/core_foundation/locale.h"
 
 #include <ctime>
 
-#include "platform/core_foundation/owned.h"
+#include "platform/core_foundation/base.h"
 #include "tests/support/test_environment.h"
 
 namespace orvik::test {

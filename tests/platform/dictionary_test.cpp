@@ -1,4 +1,4 @@
-#include "platform/core_foundation/dictionary.h"
+#include "platform/core_foundation/collections.h"
 
 #include <gtest/gtest.h>
 
@@ -6,13 +6,10 @@
 #include <random>
 #include <thread>
 
-#include "platform/core_foundation/array.h"
+#include "platform/core_foundation/base.h"
 #include "platform/core_foundation/number.h"
-#include "platform/core_foundation/owned.h"
+#include "platform/core_foundation/object.h"
 #include "platform/core_foundation/string.h"
-#include "platform/foundation/autorelease_pool.h"
-#include "platform/foundation/ns_dictionary.h"
-#include "platform/foundation/object.h"
 
 namespace orvik {
 namespace {

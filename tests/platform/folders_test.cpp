@@ -3,8 +3,8 @@
 #include <cerrno>
 #include <tuple>
 
+#include "platform/core_foundation/object.h"
 #include "platform/core_foundation/string.h"
-#include "platform/foundation/autorelease_pool.h"
 #include "platform/foundation/file_manager.h"
 #include "tests/support/references.h"
 #include "tests/support/test_environment.h"

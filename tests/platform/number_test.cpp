@@ -7,9 +7,9 @@
 #include <limits>
 #include <tuple>
 
-#include "platform/core_foundation/owned.h"
-#include "platform/foundation/autorelease_pool.h"
-#include "platform/foundation/ns_string.h"
+#include "platform/core_foundation/base.h"
+#include "platform/core_foundation/object.h"
+#include "platform/core_foundation/string.h"
 
 namespace orvik {
 namespace {

@@ -6,13 +6,13 @@
 #include <thread>
 
 #include "host/descriptor.h"
-#include "platform/carbon/errno_status.h"
-#include "platform/core_foundation/array.h"
+#include "platform/core_foundation/base.h"
+#include "platform/core_foundation/collections.h"
+#include "platform/core_foundation/errno_status.h"
 #include "platform/core_foundation/number.h"
-#include "platform/core_foundation/owned.h"
-#include "platform/core_foundation/property_list_objects.h"
+#include "platform/core_foundation/object.h"
+#include "platform/core_foundation/property_list.h"
 #include "platform/core_foundation/string.h"
-#include "platform/foundation/autorelease_pool.h"
 #include "plist/file.h"
 #include "plist/forms.h"
 #include "tests/support/test_environment.h"

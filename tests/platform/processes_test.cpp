@@ -1,4 +1,4 @@
-#include "platform/carbon/processes.h"
+#include "platform/carbon/machine.h"
 
 #include <signal.h>
 #include <sys/wait.h>
@@ -6,8 +6,8 @@
 
 #include <thread>
 
-#include "platform/carbon/errno_status.h"
-#include "platform/foundation/ns_string.h"
+#include "platform/core_foundation/errno_status.h"
+#include "platform/core_foundation/string.h"
 #include "tests/support/test_environment.h"
 
 namespace orvik::test {

@@ -4,7 +4,7 @@
 
 #include <chrono>
 
-#include "platform/core_foundation/property_list_equality.h"
+#include "platform/core_foundation/property_list.h"
 #include "tests/platform/property_list_test_support.h"
 #include "tests/support/test_environment.h"
 

@@ -2,7 +2,7 @@
 
 #include <gtest/gtest.h>
 
-#include "platform/foundation/autorelease_pool.h"
+#include "platform/core_foundation/object.h"
 #include "platform/foundation/property_list_serialization.h"
 #include "tests/platform/property_list_test_support.h"
 

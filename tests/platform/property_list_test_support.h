@@ -6,11 +6,10 @@
 #include <string>
 #include <string_view>
 
-#include "platform/core_foundation/array.h"
+#include "platform/core_foundation/collections.h"
 #include "platform/core_foundation/date.h"
-#include "platform/core_foundation/dictionary.h"
 #include "platform/core_foundation/number.h"
-#include "platform/core_foundation/property_list_objects.h"
+#include "platform/core_foundation/property_list.h"
 #include "plist/forms.h"
 
 namespace orvik::test {

@@ -1,12 +1,11 @@
-#include "platform/foundation/ns_string.h"
+#include "platform/core_foundation/string.h"
 
 #include <climits>
 #include <set>
 #include <tuple>
 
-#include "platform/core_foundation/owned.h"
-#include "platform/core_foundation/string.h"
-#include "platform/foundation/autorelease_pool.h"
+#include "platform/core_foundation/base.h"
+#include "platform/core_foundation/object.h"
 #include "plist/string_hash.h"
 #include "tests/support/test_environment.h"
 

@@ -5,7 +5,7 @@
 #include <unistd.h>
 
 #include "platform/core_foundation/string.h"
-#include "platform/foundation/log.h"
+#include "platform/foundation/application.h"
 #include "tests/support/test_environment.h"
 
 namespace orvik::test {

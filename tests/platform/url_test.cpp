@@ -1,10 +1,10 @@
 #include "platform/core_foundation/url.h"
 
-#include "platform/carbon/errno_status.h"
+#include "platform/core_foundation/base.h"
 #include "platform/core_foundation/data.h"
-#include "platform/core_foundation/owned.h"
+#include "platform/core_foundation/errno_status.h"
+#include "platform/core_foundation/object.h"
 #include "platform/core_foundation/string.h"
-#include "platform/foundation/autorelease_pool.h"
 #include "tests/support/test_environment.h"
 
 namespace orvik::test {

@@ -1,4 +1,4 @@
-#include "platform/foundation/user_defaults.h"
+#include "platform/foundation/application.h"
 
 #include <gtest/gtest.h>
 

@@ -1,6 +1,6 @@
 #include "postflight/install_information.h"
 
-#include "platform/foundation/user_defaults.h"
+#include "platform/foundation/application.h"
 #include "postflight/installer_args.h"
 #include "postflight/log_sys.h"
 #include "prefs/preferences.h"

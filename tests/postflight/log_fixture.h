@@ -3,7 +3,7 @@
 
 #include <cstdlib>
 
-#include "platform/foundation/autorelease_pool.h"
+#include "platform/core_foundation/object.h"
 #include "postflight/log_sys.h"
 #include "tests/support/test_environment.h"
 

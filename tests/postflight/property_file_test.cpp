@@ -2,7 +2,7 @@
 
 #include <sys/stat.h>
 
-#include "platform/foundation/ns_dictionary.h"
+#include "platform/core_foundation/collections.h"
 #include "tests/postflight/log_fixture.h"
 #include "tests/support/plist_files.h"
 

@@ -1,5 +1,5 @@
 #include "prefs/shared_preference_file.h"
-#include "platform/core_foundation/property_list_objects.h"
+#include "platform/core_foundation/property_list.h"
 
 #include <grp.h>
 #include <sys/stat.h>

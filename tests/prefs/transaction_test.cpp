@@ -7,7 +7,7 @@
 #include <memory>
 #include <sstream>
 
-#include "platform/core_foundation/array.h"
+#include "platform/core_foundation/collections.h"
 #include "platform/core_foundation/data.h"
 #include "platform/core_foundation/date.h"
 #include "platform/core_foundation/number.h"

@@ -6,7 +6,7 @@
 #include <string_view>
 #include <vector>
 
-#include "platform/core_foundation/owned.h"
+#include "platform/core_foundation/base.h"
 #include "platform/core_foundation/string.h"
 #include "tests/strings/texts.h"
 

@@ -13,8 +13,8 @@
 #include <utility>
 #include <vector>
 
+#include "platform/core_foundation/number.h"
 #include "platform/core_foundation/string.h"
-#include "platform/foundation/ns_number.h"
 #include "strings/atl_string.h"
 #include "strings/atl_string_a.h"
 #include "tests/strings/texts.h"

@@ -12,7 +12,7 @@
 #include <utility>
 #include <vector>
 
-#include "platform/core_foundation/owned.h"
+#include "platform/core_foundation/base.h"
 #include "platform/core_foundation/string.h"
 #include "strings/atl_string_a.h"
 #include "tests/strings/texts.h"

@@ -4,7 +4,7 @@
 #include <string>
 
 #include "platform/carbon/catalog_info.h"
-#include "platform/carbon/errno_status.h"
+#include "platform/core_foundation/errno_status.h"
 #include "tests/support/test_environment.h"
 
 namespace orvik::test {

@@ -10,7 +10,7 @@
 #include <string>
 #include <string_view>
 
-#include "platform/core_foundation/property_list_objects.h"
+#include "platform/core_foundation/property_list.h"
 #include "plist/forms.h"
 #include "plist/salvage.h"
 #include "prefs/auto_release.h"

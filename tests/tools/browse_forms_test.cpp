@@ -4,7 +4,7 @@
 
 #include <cerrno>
 
-#include "platform/core_foundation/property_list_equality.h"
+#include "platform/core_foundation/property_list.h"
 #include "tests/support/test_environment.h"
 #include "tools/orvikprefs/browse/dialogs.h"
 #include "tools/orvikprefs/browse/draft.h"

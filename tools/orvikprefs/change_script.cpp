@@ -6,8 +6,8 @@
 #include <optional>
 #include <ostream>
 
-#include "platform/core_foundation/array.h"
-#include "platform/core_foundation/property_list_equality.h"
+#include "platform/core_foundation/collections.h"
+#include "platform/core_foundation/property_list.h"
 #include "prefs/transaction.h"
 #include "tools/orvikprefs/commands.h"
 #include "tools/orvikprefs/context.h"

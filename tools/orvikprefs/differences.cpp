@@ -2,8 +2,7 @@
 
 #include <ostream>
 
-#include "platform/core_foundation/property_list_equality.h"
-#include "platform/core_foundation/property_list_objects.h"
+#include "platform/core_foundation/property_list.h"
 #include "tools/orvikprefs/json.h"
 #include "tools/orvikprefs/text.h"
 #include "tools/orvikprefs/values.h"

@@ -3,7 +3,7 @@
 
 #include <vector>
 
-#include "platform/core_foundation/dictionary.h"
+#include "platform/core_foundation/collections.h"
 #include "prefs/transaction.h"
 #include "tools/orvikprefs/context.h"
 #include "tools/orvikprefs/json.h"

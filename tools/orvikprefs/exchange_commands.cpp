@@ -3,9 +3,9 @@
 #include <iostream>
 #include <ostream>
 
+#include "platform/core_foundation/collections.h"
 #include "platform/core_foundation/data.h"
-#include "platform/core_foundation/property_list_equality.h"
-#include "platform/foundation/ns_dictionary.h"
+#include "platform/core_foundation/property_list.h"
 #include "platform/foundation/property_list_serialization.h"
 #include "plist/sink.h"
 #include "prefs/reporting.h"

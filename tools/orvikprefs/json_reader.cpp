@@ -4,8 +4,7 @@
 #include <cstdint>
 #include <vector>
 
-#include "platform/core_foundation/array.h"
-#include "platform/core_foundation/dictionary.h"
+#include "platform/core_foundation/collections.h"
 #include "platform/core_foundation/number.h"
 #include "platform/core_foundation/string.h"
 #include "plist/escape.h"

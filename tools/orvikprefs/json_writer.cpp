@@ -7,11 +7,10 @@
 #include <cmath>
 #include <ctime>
 
-#include "platform/core_foundation/array.h"
+#include "platform/core_foundation/collections.h"
 #include "platform/core_foundation/data.h"
 #include "platform/core_foundation/date.h"
 #include "platform/core_foundation/number.h"
-#include "platform/foundation/ns_number.h"
 #include "plist/escape.h"
 #include "text/byte_encodings.h"
 #include "tools/orvikprefs/text.h"

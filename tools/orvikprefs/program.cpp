@@ -4,7 +4,7 @@
 #include <filesystem>
 #include <ostream>
 
-#include "platform/foundation/autorelease_pool.h"
+#include "platform/core_foundation/object.h"
 #include "prefs/reporting.h"
 #include "tools/orvikprefs/text.h"
 

@@ -3,7 +3,7 @@
 #include <ostream>
 
 #include "platform/core_foundation/data.h"
-#include "platform/core_foundation/property_list_equality.h"
+#include "platform/core_foundation/property_list.h"
 #include "prefs/reporting.h"
 #include "prefs/transaction.h"
 #include "tools/orvikprefs/commands.h"

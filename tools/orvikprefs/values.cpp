@@ -6,11 +6,11 @@
 #include <memory>
 #include <utility>
 
-#include "platform/core_foundation/array.h"
+#include "platform/core_foundation/collections.h"
 #include "platform/core_foundation/data.h"
 #include "platform/core_foundation/date.h"
 #include "platform/core_foundation/number.h"
-#include "platform/core_foundation/property_list_objects.h"
+#include "platform/core_foundation/property_list.h"
 #include "plist/escape.h"
 #include "prefs/preferences.h"
 #include "text/byte_encodings.h"

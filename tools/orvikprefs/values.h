@@ -8,7 +8,7 @@
 #include <string_view>
 #include <vector>
 
-#include "platform/core_foundation/dictionary.h"
+#include "platform/core_foundation/collections.h"
 #include "platform/core_foundation/property_list.h"
 #include "platform/core_foundation/string.h"
 #include "prefs/auto_release.h"

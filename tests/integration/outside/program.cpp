@@ -6,9 +6,8 @@
 #include <string_view>
 
 #include <orvik/files/file_path.h>
+#include <orvik/platform/core_foundation/collections.h>
 #include <orvik/platform/core_foundation/string.h>
-#include <orvik/platform/foundation/ns_dictionary.h>
-#include <orvik/platform/foundation/ns_string.h>
 #include <orvik/prefs/preferences.h>
 #include <orvik/streams/stream_factory.h>
 #include <orvik/strings/atl_string.h>

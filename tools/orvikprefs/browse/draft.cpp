@@ -6,7 +6,7 @@
 #include <algorithm>
 #include <utility>
 
-#include "platform/core_foundation/property_list_equality.h"
+#include "platform/core_foundation/property_list.h"
 #include "prefs/transaction.h"
 #include "tools/orvikprefs/browse/tree.h"
 

@@ -5,7 +5,7 @@
 #include <optional>
 #include <vector>
 
-#include "platform/core_foundation/property_list_equality.h"
+#include "platform/core_foundation/property_list.h"
 #include "tools/orvikprefs/browse/tree.h"
 #include "tools/orvikprefs/browse/value_text.h"
 #include "tools/orvikprefs/files.h"

@@ -5,7 +5,7 @@
 #include <set>
 #include <utility>
 
-#include "platform/core_foundation/property_list_equality.h"
+#include "platform/core_foundation/property_list.h"
 
 namespace orvik::prefstool::browse {
 namespace {

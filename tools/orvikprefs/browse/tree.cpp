@@ -4,9 +4,9 @@
 #include <charconv>
 #include <utility>
 
-#include "platform/core_foundation/array.h"
+#include "platform/core_foundation/collections.h"
 #include "platform/core_foundation/data.h"
-#include "platform/core_foundation/property_list_equality.h"
+#include "platform/core_foundation/property_list.h"
 #include "plist/escape.h"
 #include "text/case_and_spelling.h"
 #include "text/transcoding.h"

@@ -12,7 +12,7 @@
 #include <unordered_map>
 #include <vector>
 
-#include "platform/core_foundation/dictionary.h"
+#include "platform/core_foundation/collections.h"
 #include "prefs/auto_release.h"
 #include "strings/atl_string.h"
 #include "tools/orvikprefs/differences.h"

@@ -5,9 +5,9 @@
 #include <string_view>
 #include <utility>
 
-#include "platform/core_foundation/array.h"
+#include "platform/core_foundation/collections.h"
 #include "platform/core_foundation/data.h"
-#include "platform/core_foundation/property_list_equality.h"
+#include "platform/core_foundation/property_list.h"
 #include "text/characters.h"
 #include "text/shown_text.h"
 #include "tools/orvikprefs/json.h"

@@ -1,11 +1,10 @@
-#include "platform/foundation/ns_string.h"
-
 #include <algorithm>
 #include <cstdlib>
 #include <cstring>
 #include <memory>
 #include <new>
 
+#include "platform/core_foundation/string.h"
 #include "text/transcoding.h"
 
 namespace orvik {

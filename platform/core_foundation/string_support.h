@@ -1,11 +1,12 @@
-// What the files of the string functions share.
+// What the sources of the string functions share, and strings from and to paths on disk.
 #pragma once
 
 #include <algorithm>
+#include <optional>
 #include <string>
 #include <string_view>
 
-#include "platform/foundation/ns_string.h"
+#include "platform/core_foundation/string.h"
 
 namespace orvik {
 
@@ -38,5 +39,12 @@ inline CFRange CutRange(CFRange range, CFIndex length) {
   const CFIndex first = std::clamp<CFIndex>(range.location, 0, length);
   return CFRangeMake(first, std::clamp<CFIndex>(range.length, 0, length - first));
 }
+
+// Bytes, moved below the system root where host::ResolvePath says so. Nothing for null, the empty
+// text and a text that no path can have.
+std::optional<std::string> FilePath(const NSString* path);
+
+// A string owned by the caller for a path on disk.
+NSString* NewStringFromPath(std::string_view path);
 
 }  // namespace orvik

@@ -1,8 +1,8 @@
-// Running processes.
+// The machine, its clock and its running processes.
 //
 // A process that has ended and waits for its parent is not running. The serial number of a process
 // is its id together with the moment it started, so that it never names a later process of the same
-// id. Functions return 0 or procNotFound (paramErr for null).
+// id. The functions for processes return 0 or procNotFound (paramErr for null).
 #pragma once
 
 #include <sys/types.h>
@@ -19,13 +19,24 @@ struct ProcessSerialNumber {
 // Finds the running process with an id.
 OSStatus GetProcessForPID(pid_t pid, ProcessSerialNumber* process);
 
-// The name of a process: that of its program's file, without folder, the same for every asker. Of a
-// process whose program the caller may not examine (another user's) it is the kernel's name for it,
-// completed from the command line where the kernel cut it at 15 bytes. The caller owns it.
+// The name of a process as host::ProgramNameOf gives it. The caller owns it.
 OSStatus CopyProcessName(const ProcessSerialNumber* process, CFStringRef* name);
 
 OSErr GetCurrentProcess(ProcessSerialNumber* process);
 
 OSStatus GetProcessPID(const ProcessSerialNumber* process, pid_t* pid);
+
+// Ticks since boot, which are sixtieths of a second. Wraps after 828 days.
+UInt32 TickCount();
+
+// Waits that many ticks, through signals; final_ticks, unless null, receives the tick count after.
+void Delay(UInt32 ticks, UInt32* final_ticks);
+
+inline constexpr OSType gestaltSystemVersion = FourCC("sysv");
+inline constexpr OSErr gestaltUndefSelectorErr = -5551;
+
+// The system version is that of the platform whose interfaces are offered, in binary-coded digits:
+// 0x1049 is 10.4.9. Other selectors are not known.
+OSErr Gestalt(OSType selector, SInt32* response);
 
 }  // namespace orvik

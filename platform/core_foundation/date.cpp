@@ -1,12 +1,11 @@
-#include "platform/foundation/ns_date.h"
+#include "platform/core_foundation/date.h"
 
 #include <chrono>
 #include <cmath>
 #include <cstdio>
 #include <functional>
 
-#include "platform/core_foundation/date.h"
-#include "platform/foundation/ns_string.h"
+#include "platform/core_foundation/string.h"
 
 namespace orvik {
 

@@ -1,24 +1,23 @@
-#include "platform/carbon/processes.h"
+#include "platform/carbon/machine.h"
 
 #include <limits.h>
 #include <unistd.h>
 
+#include <cerrno>
 #include <cstdint>
+#include <ctime>
 #include <optional>
 #include <string>
 #include <string_view>
 
 #include "host/proc.h"
 #include "host/replace_file.h"
-#include "platform/carbon/errno_status.h"
-#include "platform/foundation/path_on_disk.h"
+#include "platform/core_foundation/errno_status.h"
+#include "platform/core_foundation/string_support.h"
 
 namespace orvik {
 
 namespace {
-
-// The kernel cuts the names that it reports to this length.
-constexpr std::size_t kKernelNameLength = 15;
 
 std::string ProcFile(pid_t pid, const char* name) {
   return "/proc/" + std::to_string(pid) + "/" + name;
@@ -41,28 +40,17 @@ bool IsRunning(const ProcessSerialNumber& process) {
   return found && found->highLongOfPSN == process.highLongOfPSN;
 }
 
-std::string BaseName(std::string_view path) {
-  return std::string(path.substr(path.rfind('/') + 1));
+constexpr UInt64 kTicksPerSecond = 60;
+constexpr UInt64 kNanoseconds = 1'000'000'000;
+
+timespec SinceStart() {
+  timespec now{};
+  clock_gettime(CLOCK_BOOTTIME, &now);
+  return now;
 }
 
-std::string NameOf(pid_t pid) {
-  std::string program;
-  if (host::ReadLink(AT_FDCWD, ProcFile(pid, "exe").c_str(), &program) == 0) {
-    std::string_view path = program;
-    constexpr std::string_view kReplaced = " (deleted)";
-    if (path.ends_with(kReplaced)) path.remove_suffix(kReplaced.size());
-    return BaseName(path);
-  }
-  std::string name, arguments;
-  if (host::ReadWholeFile(ProcFile(pid, "comm"), &name) != 0) return {};
-  if (name.ends_with('\n')) name.pop_back();
-  if (name.size() == kKernelNameLength &&
-      host::ReadWholeFile(ProcFile(pid, "cmdline"), &arguments) == 0) {
-    std::string called = BaseName(arguments.c_str());
-    if (called.starts_with(name)) return called;
-  }
-  return name;
-}
+constexpr SInt32 kOfferedSystemVersion = 0x1049;
+constexpr OSErr kParameterError = -50;
 
 }  // namespace
 
@@ -76,7 +64,7 @@ OSStatus GetProcessForPID(pid_t pid, ProcessSerialNumber* process) {
 
 OSStatus CopyProcessName(const ProcessSerialNumber* process, CFStringRef* name) {
   if (process == nullptr || name == nullptr) return paramErr;
-  const std::string text = NameOf(static_cast<pid_t>(process->lowLongOfPSN));
+  const std::string text = host::ProgramNameOf(static_cast<pid_t>(process->lowLongOfPSN));
   // Asked afterwards, so that the name is not that of a later process.
   if (text.empty() || !IsRunning(*process)) return procNotFound;
   *name = NewStringFromPath(text);
@@ -92,6 +80,31 @@ OSStatus GetProcessPID(const ProcessSerialNumber* process, pid_t* pid) {
   if (!IsRunning(*process)) return procNotFound;
   *pid = static_cast<pid_t>(process->lowLongOfPSN);
   return noErr;
+}
+
+UInt32 TickCount() {
+  const timespec now = SinceStart();
+  return static_cast<UInt32>(static_cast<UInt64>(now.tv_sec) * kTicksPerSecond +
+                             static_cast<UInt64>(now.tv_nsec) * kTicksPerSecond / kNanoseconds);
+}
+
+void Delay(UInt32 ticks, UInt32* final_ticks) {
+  timespec until{};
+  clock_gettime(CLOCK_MONOTONIC, &until);
+  const UInt64 nanoseconds =
+      static_cast<UInt64>(until.tv_nsec) + ticks % kTicksPerSecond * kNanoseconds / kTicksPerSecond;
+  until.tv_sec += static_cast<time_t>(ticks / kTicksPerSecond + nanoseconds / kNanoseconds);
+  until.tv_nsec = static_cast<long>(nanoseconds % kNanoseconds);
+  while (clock_nanosleep(CLOCK_MONOTONIC, TIMER_ABSTIME, &until, nullptr) == EINTR) {
+  }
+  if (final_ticks != nullptr) *final_ticks = TickCount();
+}
+
+OSErr Gestalt(OSType selector, SInt32* response) {
+  if (response == nullptr) return kParameterError;
+  if (selector != gestaltSystemVersion) return gestaltUndefSelectorErr;
+  *response = kOfferedSystemVersion;
+  return 0;
 }
 
 }  // namespace orvik

@@ -1,9 +1,12 @@
 // The root of all platform objects: a kind, a reference count, and the few things that any object
-// can do. Both object families share it: a CFTypeRef is the address of an NSObject.
+// can do; and the pools that release objects later. Both object families share the root: a
+// CFTypeRef is the address of an NSObject.
 //
 // Threads: references to one object may be taken and released in several threads at once. An object
 // may be read in several threads as long as none changes it; immutable ones never change.
 #pragma once
+
+#include <vector>
 
 #include "host/reference_count.h"
 #include "platform/core_foundation/base.h"
@@ -73,5 +76,24 @@ T* Autoreleased(T* object) {
   if (object != nullptr) object->autorelease();
   return object;
 }
+
+// Pools of one thread nest: an autoreleased object goes to the newest one. Without a pool an object
+// is never released, as on the platform.
+class NSAutoreleasePool final {
+ public:
+  NSAutoreleasePool();
+  // Releases what the pool holds, and every newer pool of the thread that was not ended.
+  ~NSAutoreleasePool();
+  NSAutoreleasePool(const NSAutoreleasePool&) = delete;
+  NSAutoreleasePool& operator=(const NSAutoreleasePool&) = delete;
+
+ private:
+  friend class NSObject;
+  static void Add(const NSObject* object);
+  void Drain();
+
+  std::vector<const NSObject*> objects_;
+  NSAutoreleasePool* outer_;
+};
 
 }  // namespace orvik

@@ -1,4 +1,4 @@
-#include "platform/carbon/errno_status.h"
+#include "platform/core_foundation/errno_status.h"
 
 #include <cerrno>
 

@@ -1,8 +1,10 @@
-#include "platform/foundation/object.h"
+#include "platform/core_foundation/object.h"
 
 #include <atomic>
 #include <cstdint>
 #include <functional>
+#include <new>
+#include <utility>
 
 namespace orvik {
 
@@ -10,6 +12,8 @@ namespace {
 
 // The address alone matters.
 const char allocator_tags[2] = {};
+
+thread_local NSAutoreleasePool* innermost = nullptr;
 
 }  // namespace
 
@@ -68,6 +72,44 @@ CFTypeID CFGetTypeID(CFTypeRef object) {
 
 Boolean CFEqual(CFTypeRef a, CFTypeRef b) {
   return a == b || ObjectOf(a)->isEqual(ObjectOf(b));
+}
+
+NSAutoreleasePool::NSAutoreleasePool() : outer_(innermost) {
+  innermost = this;
+}
+
+NSAutoreleasePool::~NSAutoreleasePool() {
+  while (innermost != this) {
+    NSAutoreleasePool* newer = innermost;
+    innermost = newer->outer_;
+    newer->Drain();
+  }
+  Drain();
+  innermost = outer_;
+}
+
+// An object's end may hand further objects to this pool.
+void NSAutoreleasePool::Drain() {
+  while (!objects_.empty()) {
+    const std::vector<const NSObject*> objects = std::move(objects_);
+    objects_.clear();
+    for (const NSObject* object : objects) object->release();
+  }
+}
+
+void NSAutoreleasePool::Add(const NSObject* object) {
+  if (innermost == nullptr) return;
+  try {
+    innermost->objects_.push_back(object);
+  } catch (const std::bad_alloc&) {
+    object->release();
+    throw;
+  }
+}
+
+const NSObject* NSObject::autorelease() const {
+  NSAutoreleasePool::Add(this);
+  return this;
 }
 
 }  // namespace orvik
