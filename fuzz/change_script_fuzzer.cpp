@@ -6,7 +6,6 @@
 
 #include "fuzz/require.h"
 #include "fuzz/scratch_folder.h"
-#include "platform/core_foundation/property_list.h"
 #include "prefs/scope.h"
 #include "prefs/transaction.h"
 #include "tools/orvikprefs/change_script.h"

@@ -5,10 +5,9 @@
 #include <string>
 
 #include "fuzz/require.h"
-#include "platform/core_foundation/base.h"
-#include "platform/core_foundation/property_list.h"
 #include "tools/orvikprefs/json.h"
 #include "tools/orvikprefs/text.h"
+#include "tools/orvikprefs/values.h"
 
 using orvik::fuzz::Require;
 using namespace orvik::prefstool;
@@ -16,17 +15,17 @@ using namespace orvik::prefstool;
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   const std::string bytes = orvik::fuzz::Bytes(data, size);
   TextError error;
-  const auto value = ReadJson(bytes, &error);
+  const Value value = ReadJson(bytes, &error);
   if (!value) {
     Require(!error.reason.empty() && error.byte <= size && error.line >= 1 && error.column >= 1);
     return 0;
   }
   const std::string text = JsonText(value);
   for (std::size_t i = 0; i < text.size(); ++i) Require(!ControlAt(text, i));
-  const auto second = ReadJson(text, &error);
-  Require(second && orvik::IsSameValue(value, second));
+  const Value second = ReadJson(text, &error);
+  Require(second == value);
   Require(JsonText(second) == text);
   const std::string indented = JsonText(value, JsonWriter::Layout::kIndented);
-  Require(orvik::IsSameValue(ReadJson(indented, &error), value));
+  Require(ReadJson(indented, &error) == value);
   return 0;
 }

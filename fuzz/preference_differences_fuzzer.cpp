@@ -8,53 +8,39 @@
 
 #include "fuzz/require.h"
 #include "fuzz/scratch_folder.h"
-#include "platform/core_foundation/property_list.h"
 #include "plist/forms.h"
-#include "prefs/auto_release.h"
 #include "tools/orvikprefs/differences.h"
 #include "tools/orvikprefs/text.h"
 
 using orvik::fuzz::Require;
 using namespace orvik::prefstool;
-using Kind = Difference::Kind;
 
 namespace {
 
-// The value at a path; null when there is none. False when the path cannot be followed, because a
-// name in it has no UTF-8.
-bool Lookup(orvik::CFDictionaryRef root, const Path& path, orvik::CFPropertyListRef* value) {
-  *value = root;
+// The value at a path; no value when there is none.
+Value Lookup(Value value, const Path& path) {
   for (const std::string& name : path) {
-    if (name.find("\xEF\xBF\xBD") != std::string::npos) return false;
-    const auto text = FromUtf8(name);
+    const auto text = NameUnits(name);
     Require(text.has_value());
-    const orvik::CAutoCFRelease<orvik::CFStringRef> key(text->CreateCFStringRef(nullptr));
-    if (!IsDictionary(*value)) {
-      *value = nullptr;
-      return true;
-    }
-    *value = orvik::CFDictionaryGetValue(static_cast<orvik::CFDictionaryRef>(*value), key);
+    const Value* const found = value.is_dictionary() ? value.Find(*text) : nullptr;
+    if (found == nullptr) return {};
+    value = Value(*found);
   }
-  return true;
+  return value;
 }
 
-void Check(orvik::CFDictionaryRef before, orvik::CFDictionaryRef after) {
+void Check(const Value& before, const Value& after) {
   Require(Differences(before, before).empty());
   const std::vector<Difference> found = Differences(before, after);
-  Require(found.empty() == orvik::IsSameValue(before, after));
+  Require(found.empty() == (before == after));
   const std::vector<Difference> mirrored = Differences(after, before);
   Require(mirrored.size() == found.size());
   for (std::size_t i = 0; i < found.size(); ++i) {
     const Difference& one = found[i];
-    Require((one.before == nullptr) == (one.kind == Kind::kAdded));
-    Require((one.after == nullptr) == (one.kind == Kind::kRemoved));
     Require(mirrored[i].path == one.path && mirrored[i].before == one.after &&
             mirrored[i].after == one.before);
-    orvik::CFPropertyListRef value = nullptr;
-    if (Lookup(before, one.path, &value)) Require(value == one.before);
-    if (Lookup(after, one.path, &value)) Require(value == one.after);
-    const std::string shown = Escaped(JoinedPath(one.path));
-    Require(shown.find('\n') == std::string::npos);
+    Require(Lookup(before, one.path) == one.before && Lookup(after, one.path) == one.after);
+    Require(Escaped(JoinedPath(one.path)).find('\n') == std::string::npos);
   }
 }
 
@@ -92,12 +78,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   if (FromUtf8(bytes)) Require(Unescaped(Escaped(bytes)) == bytes);
   std::string_view rest(bytes);
   const std::string_view first = orvik::fuzz::TakePart(rest, '\0');
-  const orvik::CAutoCFRelease<orvik::CFTypeRef> before(
-      orvik::CreateObject(orvik::plist::Read(first).root, 0));
-  const orvik::CAutoCFRelease<orvik::CFTypeRef> after(
-      orvik::CreateObject(orvik::plist::Read(rest).root, 0));
-  if (!before || !after || !IsDictionary(before) || !IsDictionary(after)) return 0;
-  Check(static_cast<orvik::CFDictionaryRef>(before.Get()),
-        static_cast<orvik::CFDictionaryRef>(after.Get()));
+  const Value before = orvik::plist::Read(first).root, after = orvik::plist::Read(rest).root;
+  if (before.is_dictionary() && after.is_dictionary()) Check(before, after);
   return 0;
 }

@@ -6,16 +6,11 @@
 
 namespace orvik::plist {
 
-namespace {
-
-using Entries = std::vector<const Value::Entry*>;
-
-// The entries in the order of their keys; none for anything but a dictionary.
-Entries Sorted(const Value* value) {
-  Entries entries;
-  if (value == nullptr || !value->is_dictionary()) return entries;
-  entries.reserve(value->count());
-  for (const Value::Entry& entry : value->entries()) entries.push_back(&entry);
+std::vector<const Value::Entry*> SortedEntries(const Value& value) {
+  std::vector<const Value::Entry*> entries;
+  if (!value.is_dictionary()) return entries;
+  entries.reserve(value.count());
+  for (const Value::Entry& entry : value.entries()) entries.push_back(&entry);
   const auto by_key = [](const Value::Entry* a, const Value::Entry* b) {
     return a->key.text().Compare(b->key.text()) < 0;
   };
@@ -25,10 +20,14 @@ Entries Sorted(const Value* value) {
   return entries;
 }
 
+namespace {
+
 class DifferenceSearch {
  public:
+  explicit DifferenceSearch(OneSidedKeys one_sided) : one_sided_(one_sided) {}
+
   std::vector<Difference> Run(const Value& before, const Value& after) {
-    Open(&before, &after);
+    if (!before.IsSharedWith(after)) Open(&before, &after);
     while (!open_.empty()) {
       Pair& pair = open_.back();
       if (pair.next_before == pair.before.size() && pair.next_after == pair.after.size()) {
@@ -43,14 +42,16 @@ class DifferenceSearch {
 
  private:
   struct Pair {
-    Entries before;
-    Entries after;
+    std::vector<const Value::Entry*> before;
+    std::vector<const Value::Entry*> after;
     std::size_t next_before = 0;
     std::size_t next_after = 0;
   };
 
   void Open(const Value* before, const Value* after) {
-    open_.push_back({Sorted(before), Sorted(after)});
+    static const Value kNothing;
+    open_.push_back({SortedEntries(before != nullptr ? *before : kNothing),
+                     SortedEntries(after != nullptr ? *after : kNothing)});
   }
 
   // Compares the next name of both sides.
@@ -76,7 +77,8 @@ class DifferenceSearch {
     if (has_both && old_value->IsSharedWith(*new_value)) return;
     path_.push_back((before != nullptr ? before : after)->key.text().ToUnits());
     const bool goes_down = has_both ? old_value->is_dictionary() && new_value->is_dictionary()
-                                    : HasEntries(old_value) || HasEntries(new_value);
+                                    : one_sided_ == OneSidedKeys::kByValue &&
+                                          (HasEntries(old_value) || HasEntries(new_value));
     if (goes_down) {
       Open(old_value, new_value);
       return;
@@ -92,6 +94,7 @@ class DifferenceSearch {
     return value != nullptr && value->is_dictionary() && value->count() > 0;
   }
 
+  OneSidedKeys one_sided_;
   std::vector<Pair> open_;
   Path path_;
   std::vector<Difference> found_;
@@ -99,8 +102,9 @@ class DifferenceSearch {
 
 }  // namespace
 
-std::vector<Difference> FindDifferences(const Value& before, const Value& after) {
-  return DifferenceSearch().Run(before, after);
+std::vector<Difference> FindDifferences(const Value& before, const Value& after,
+                                        OneSidedKeys one_sided) {
+  return DifferenceSearch(one_sided).Run(before, after);
 }
 
 bool MayReplace(const Value& present, const Value& value, ReplaceContainers replace) {

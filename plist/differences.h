@@ -1,5 +1,5 @@
-// Comparing and merging trees of dictionaries. Neither recurses: trees may be as deep as
-// kMaximumDepth on the stack of a small thread.
+// Sorting, comparing and merging trees of dictionaries. Nothing here recurses: trees may be as deep
+// as kMaximumDepth on the stack of a small thread.
 #pragma once
 
 #include <string>
@@ -10,11 +10,14 @@
 namespace orvik {
 namespace [[gnu::visibility("default")]] plist {
 
+// Returns the entries of a dictionary, ascending by the UTF-16 units of their keys; none of any
+// other value. They are valid until the dictionary changes or ends.
+std::vector<const Value::Entry*> SortedEntries(const Value& value);
+
 // The names that lead from the compared dictionaries to a value.
 using Path = std::vector<std::u16string>;
 
-// A value that differs. A dictionary that only one side has is listed value by value, an empty one
-// as itself. A dictionary on one side and another value on the other are one difference.
+// A value that differs. A dictionary on one side and another value on the other are one difference.
 struct Difference {
   Path path;
   Value before;  // no value: added
@@ -23,9 +26,14 @@ struct Difference {
   bool operator==(const Difference&) const = default;
 };
 
-// What turns one dictionary into the other, in the order of the names' UTF-16 units. No value
-// counts as an empty dictionary. Shared parts cost nothing.
-std::vector<Difference> FindDifferences(const Value& before, const Value& after);
+// How a dictionary that only one side has is listed: each value below it, and each empty
+// dictionary, by itself; or as one difference with everything below it.
+enum class OneSidedKeys { kByValue, kWhole };
+
+// Returns what turns one dictionary into the other, in the order of the names' UTF-16 units. No
+// value counts as an empty dictionary. Takes no time for parts that both sides share.
+std::vector<Difference> FindDifferences(const Value& before, const Value& after,
+                                        OneSidedKeys one_sided = OneSidedKeys::kByValue);
 
 // Whether a merge may replace a dictionary by another value, or another value by a dictionary.
 enum class ReplaceContainers { kNo, kYes };

@@ -151,7 +151,9 @@ size_t PlainTextEnd(std::string_view xml, size_t position) {
   return position;
 }
 
-std::string EscapedSurrogates(std::u16string_view text) {
+std::string EscapedSurrogates(const Text& whole) {
+  if (!whole.is_wide()) return whole.ToUtf8();
+  const std::u16string_view text = whole.units();
   std::string utf8;
   utf8.reserve(3 * text.size());
   for (size_t i = 0; i < text.size(); ++i) {

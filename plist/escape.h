@@ -20,7 +20,7 @@ size_t PlainTextEnd(std::string_view xml, size_t position);
 
 // UTF-8 of a text for a form that carries controls, but no lone surrogates: those, and what would
 // read as an escape, are escaped.
-std::string EscapedSurrogates(std::u16string_view text);
+std::string EscapedSurrogates(const Text& text);
 
 // Undoes the escapes of either in place.
 void UnescapeText(std::u16string& text);

@@ -306,6 +306,13 @@ bool XmlText::SendFrom(const std::shared_ptr<const XmlText>& xml, std::size_t be
   return true;
 }
 
+bool XmlDictionary::all_in_order() const {
+  for (std::size_t i = index_; i < extent().next; ++i) {
+    if (!xml_->extents_[i].in_order) return false;
+  }
+  return true;
+}
+
 bool XmlDictionary::Send(Sink& sink) const {
   return sink.OpenDictionary(0) && SendEntries(sink);
 }

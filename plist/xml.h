@@ -83,6 +83,8 @@ class XmlDictionary {
   int depth() const { return extent().depth; }
   bool is_written() const { return extent().is_written; }
   bool in_order() const { return extent().in_order; }
+  // Whether that holds for the dictionaries inside, too.
+  bool all_in_order() const;
   std::string_view text() const {
     return xml_->text_.substr(extent().begin, extent().end - extent().begin);
   }

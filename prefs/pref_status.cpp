@@ -54,7 +54,7 @@ std::string Reason(const PrefStatus& status) {
     case PrefError::kNotFound:
       return "not found";
     case PrefError::kNotAKey:
-      return "the key path leads through a value that is no key";
+      return "the key path leads through a value, not a key";
     case PrefError::kConditionNotMet:
       return "the present value is not the expected one";
     case PrefError::kLockNotObtained:

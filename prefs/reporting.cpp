@@ -66,30 +66,6 @@ PrefStatus ListPreferenceNames(int scope, const KeyPath& key_path, const CAtlStr
   return PrefStatus::Ok();
 }
 
-namespace {
-
-template <class Ref>
-PrefResult<Ref> ObjectOfResult(PrefValue result) {
-  return {std::move(result.status), CAutoCFRelease<Ref>(static_cast<Ref>(CreateObject(
-                                        result.value, kCFPropertyListMutableContainers)))};
-}
-
-}  // namespace
-
-PrefResult<CFDictionaryRef> CopyDomain(int scope, const CAtlString& domain) {
-  return ObjectOfResult<CFDictionaryRef>(ReadDomain(scope, domain));
-}
-
-PrefResult<CFTypeRef> CopyPreference(int scope, const KeyPath& key_path, const CAtlString& name,
-                                     const CAtlString& domain) {
-  return ObjectOfResult<CFTypeRef>(ReadPreference(scope, key_path, name, domain));
-}
-
-PrefResult<CFDictionaryRef> CopyPreferenceKey(int scope, const KeyPath& key_path,
-                                              const CAtlString& domain) {
-  return ObjectOfResult<CFDictionaryRef>(ReadPreferenceKey(scope, key_path, domain));
-}
-
 PrefCheck CheckDomain(int scope, const CAtlString& domain) {
   const EffectiveDomain effective(scope, domain);
   PrefCheck check{CheckAddress(effective), {}};

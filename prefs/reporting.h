@@ -10,10 +10,8 @@
 #include <string>
 #include <vector>
 
-#include "platform/core_foundation/collections.h"
 #include "plist/salvage.h"
 #include "plist/value.h"
-#include "prefs/auto_release.h"
 #include "prefs/key_path.h"
 #include "prefs/pref_status.h"
 #include "strings/atl_array.h"
@@ -88,19 +86,5 @@ enum class PrefRepairMode {
 PrefRepair RepairDomain(int scope, const CAtlString& domain,
                         std::optional<std::chrono::milliseconds> wait = {},
                         PrefRepairMode mode = PrefRepairMode::kSave);
-
-// The results as platform objects.
-template <class Ref>
-struct PrefResult {
-  PrefStatus status;
-  CAutoCFRelease<Ref> value;
-
-  bool ok() const { return status.ok(); }
-};
-PrefResult<CFDictionaryRef> CopyDomain(int scope, const CAtlString& domain);
-PrefResult<CFTypeRef> CopyPreference(int scope, const KeyPath& key_path, const CAtlString& name,
-                                     const CAtlString& domain);
-PrefResult<CFDictionaryRef> CopyPreferenceKey(int scope, const KeyPath& key_path,
-                                              const CAtlString& domain);
 
 }  // namespace orvik

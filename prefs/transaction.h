@@ -13,20 +13,16 @@
 #pragma once
 
 #include <chrono>
-#include <concepts>
 #include <functional>
 #include <optional>
 #include <utility>
 #include <vector>
 
-#include "platform/core_foundation/property_list.h"
 #include "plist/differences.h"
 #include "plist/value.h"
-#include "prefs/auto_release.h"
 #include "prefs/key_path.h"
 #include "prefs/pref_status.h"
 #include "strings/atl_string.h"
-#include "strings/platform_reference.h"
 
 namespace [[gnu::visibility("default")]] orvik {
 
@@ -51,13 +47,6 @@ struct TransactionResult {
   plist::Value after;
 };
 
-// The value of a platform object, for callers that have one. No value for an object that no
-// property list can hold, which a transaction refuses (kNotSerializable).
-template <PlatformReference Ref>
-plist::Value ValueOf(const Ref& object) {
-  return ValueOfObject(object).value_or(plist::Value());
-}
-
 class Transaction {
  public:
   // Any of the scopes 0 to 5.
@@ -71,11 +60,6 @@ class Transaction {
   // by a key. A dictionary replaces a dictionary.
   void Set(const KeyPath& key_path, CAtlString name, plist::Value value,
            ReplaceKeys replace = ReplaceKeys::kYes);
-  template <PlatformReference Ref>
-  void Set(const KeyPath& key_path, CAtlString name, const Ref& value,
-           ReplaceKeys replace = ReplaceKeys::kYes) {
-    Set(key_path, std::move(name), ValueOf(value), replace);
-  }
   // Sets what the function makes of the value or key that is there (no value: none). If it returns
   // no value, the transaction fails with kConditionNotMet. Commit may ask more than once, as for
   // RequireThat.
@@ -92,14 +76,6 @@ class Transaction {
   // path.
   void ReplaceKey(const KeyPath& key_path, plist::Value entries);
   void ReplaceDomain(plist::Value entries) { ReplaceKey(KeyPath(u""), std::move(entries)); }
-  template <PlatformReference Ref>
-  void ReplaceKey(const KeyPath& key_path, const Ref& entries) {
-    ReplaceKey(key_path, ValueOf(entries));
-  }
-  template <PlatformReference Ref>
-  void ReplaceDomain(const Ref& entries) {
-    ReplaceDomain(ValueOf(entries));
-  }
   // Removes everything below a key, or from the domain for an empty path; the key stays. Nothing to
   // do where there is no such key.
   void ClearKey(const KeyPath& key_path);
@@ -107,10 +83,6 @@ class Transaction {
   // are merged alike; of others the given one holds. With kNo it fails with kIsAKey or kIsAValue
   // instead of replacing a key by a value or a value by a key.
   void Merge(const KeyPath& key_path, plist::Value entries, ReplaceKeys replace = ReplaceKeys::kNo);
-  template <PlatformReference Ref>
-  void Merge(const KeyPath& key_path, const Ref& entries, ReplaceKeys replace = ReplaceKeys::kNo) {
-    Merge(key_path, ValueOf(entries), replace);
-  }
   // Copies or moves a value, or a key with all that lies below it; what had the new name is
   // replaced. kNotFound without the old one. A key may move below its own path.
   void Copy(const KeyPath& from_key, CAtlString from_name, const KeyPath& to_key,
@@ -122,10 +94,6 @@ class Transaction {
   // does not hold ends the transaction with kConditionNotMet, or with the error that is given.
   // Values are equal as plist/value.h says: the integer 1 is not the real 1.0.
   void RequireEqual(const KeyPath& key_path, CAtlString name, plist::Value expected);
-  template <PlatformReference Ref>
-  void RequireEqual(const KeyPath& key_path, CAtlString name, const Ref& expected) {
-    RequireEqual(key_path, std::move(name), ValueOf(expected));
-  }
   void RequireAbsent(const KeyPath& key_path, CAtlString name);
   // No key has the name: a change by this name loses nothing below it. kIsAKey.
   void RequireNotKey(const KeyPath& key_path, CAtlString name);
@@ -135,29 +103,11 @@ class Transaction {
   // The key (the domain for an empty path) holds exactly these entries; no value: it does not
   // exist.
   void RequireKeyEqual(const KeyPath& key_path, plist::Value entries);
-  template <PlatformReference Ref>
-  void RequireKeyEqual(const KeyPath& key_path, const Ref& entries) {
-    const CFTypeRef object = entries;
-    // No key equals an object that no property list can hold, nor an array.
-    RequireKeyEqual(key_path, object == nullptr
-                                  ? plist::Value()
-                                  : ValueOfObject(object).value_or(plist::Value::Array()));
-  }
   // The condition returns true for the value or key that is there (no value: none). Commit may ask
   // more than once: for a domain without a file also before it takes the lock, and again when a
   // process that takes no lock made the file meanwhile.
   using Condition = std::function<bool(const plist::Value& present)>;
   void RequireThat(const KeyPath& key_path, CAtlString name, Condition condition);
-  // A condition on the platform object of the value; null: none.
-  template <std::predicate<CFTypeRef> ObjectCondition>
-  requires(!std::predicate<ObjectCondition, const plist::Value&>) void RequireThat(
-      const KeyPath& key_path, CAtlString name, ObjectCondition condition) {
-    RequireThat(
-        key_path, std::move(name), Condition([condition](const plist::Value& present) {
-          const CAutoCFRelease<CFTypeRef> object(CreateObject(present, kCFPropertyListImmutable));
-          return condition(object.Get());
-        }));
-  }
 
   // How long Commit waits for the lock: nothing, as the writers do; otherwise at most this long,
   // and 0 tries once.
@@ -222,17 +172,4 @@ PrefStatus SetPreferenceIfEqual(int scope, CAtlString key_path, CAtlString name,
                                 plist::Value expected, plist::Value value, CAtlString domain);
 PrefStatus SetPreferenceIfAbsent(int scope, CAtlString key_path, CAtlString name,
                                  plist::Value value, CAtlString domain);
-template <PlatformReference Expected, PlatformReference Ref>
-PrefStatus SetPreferenceIfEqual(int scope, CAtlString key_path, CAtlString name,
-                                const Expected& expected, const Ref& value, CAtlString domain) {
-  return SetPreferenceIfEqual(scope, std::move(key_path), std::move(name), ValueOf(expected),
-                              ValueOf(value), std::move(domain));
-}
-template <PlatformReference Ref>
-PrefStatus SetPreferenceIfAbsent(int scope, CAtlString key_path, CAtlString name, const Ref& value,
-                                 CAtlString domain) {
-  return SetPreferenceIfAbsent(scope, std::move(key_path), std::move(name), ValueOf(value),
-                               std::move(domain));
-}
-
 }  // namespace orvik

@@ -18,9 +18,6 @@ thread_local ElementRelease* outermost = nullptr;
 
 class TreeComparison {
  public:
-  explicit TreeComparison(bool (*same_leaves)(const NSObject*, const NSObject*))
-      : same_leaves_(same_leaves) {}
-
   bool Run(const NSObject* one, const NSObject* other) {
     if (!Take(one, other)) return false;
     while (!open_.empty()) {
@@ -43,7 +40,7 @@ class TreeComparison {
     if (one == nullptr || other == nullptr) return false;
     const CFTypeID type = one->typeID();
     if (type != CFArrayGetTypeID() && type != CFDictionaryGetTypeID()) {
-      return same_leaves_ == nullptr ? one->isEqual(other) : same_leaves_(one, other);
+      return one->isEqual(other);
     }
     if (other->typeID() != type) return false;
     open_.emplace_back(one, other);
@@ -69,7 +66,6 @@ class TreeComparison {
     return true;
   }
 
-  bool (*same_leaves_)(const NSObject*, const NSObject*);
   std::vector<std::pair<const NSObject*, const NSObject*>> open_;
 };
 
@@ -102,9 +98,8 @@ void ElementRelease::operator()(const NSObject* element) const {
   element->release();
 }
 
-bool AreEqualTrees(const NSObject* one, const NSObject* other,
-                   bool (*same_leaves)(const NSObject* one, const NSObject* other)) {
-  return TreeComparison(same_leaves).Run(one, other);
+bool AreEqualTrees(const NSObject* one, const NSObject* other) {
+  return TreeComparison().Run(one, other);
 }
 
 void AppendDescription(std::u16string& text, const NSObject* object) {

@@ -28,10 +28,8 @@ class ElementRelease {
 };
 
 // Whether arrays hold the same elements in the same order, and dictionaries the same values under
-// the same keys, at any depth. `same_leaves` compares everything else; the
-// default is isEqual.
-bool AreEqualTrees(const NSObject* one, const NSObject* other,
-                   bool (*same_leaves)(const NSObject* one, const NSObject* other) = nullptr);
+// the same keys, at any depth. isEqual compares everything else.
+bool AreEqualTrees(const NSObject* one, const NSObject* other);
 
 // Appends an object's description, its further lines indented by one level.
 void AppendDescription(std::u16string& text, const NSObject* object);

@@ -11,6 +11,7 @@
 #include "platform/foundation/application.h"
 #include "plist/file.h"
 #include "postflight/install_information.h"
+#include "prefs/auto_release.h"
 #include "prefs/preferences.h"
 #include "prefs/reporting.h"
 #include "prefs/shared_lock.h"

@@ -67,7 +67,7 @@ TEST(PropertyListHostile, TheDeepestListNeedsLittleStack) {
       const OwnedObject other = ReadRoot(*WriteBinary(one.get()));
       const OwnedObject copy(static_cast<const NSObject*>(
           CFPropertyListCreateDeepCopy(nullptr, ReadRoot(*WriteXml(other.get())).get(), 0)));
-      EXPECT_TRUE(IsSameValue(one.get(), other.get()) && CFEqual(copy.get(), other.get()));
+      EXPECT_TRUE(CFEqual(one.get(), other.get()) && CFEqual(copy.get(), other.get()));
     }
     return nullptr;
   };

@@ -11,21 +11,21 @@ namespace {
 using ReportingTest = StoreTest;
 
 TEST_F(ReportingTest, TellsWhatIsThereAndWhyNot) {
-  EXPECT_EQ(CopyDomain(0, kDomain).status.error, PrefError::kNotFound);
-  EXPECT_EQ(CopyDomain(1, u"/x").status.error, PrefError::kRefusedDomain);
-  EXPECT_EQ(CopyDomain(-2, kDomain).status.error, PrefError::kUnknownScope);
+  EXPECT_EQ(ReadDomain(0, kDomain).status.error, PrefError::kNotFound);
+  EXPECT_EQ(ReadDomain(1, u"/x").status.error, PrefError::kRefusedDomain);
+  EXPECT_EQ(ReadDomain(-2, kDomain).status.error, PrefError::kUnknownScope);
   for (const int scope : {0, 1, 4}) {
     SCOPED_TRACE(scope);
     const fs::path file = FileOf(scope);
     WritePlist(file, R"({"K":{"S":{"x":[true]},"b":"1","a":"2"},"top":"t"})");
-    const auto value = CopyPreference(scope, u"K", u"b", kDomain);
+    const auto value = ReadPreference(scope, u"K", u"b", kDomain);
     ASSERT_TRUE(value.ok());
-    EXPECT_TRUE(CFEqual(value.value, CFSTR(u"1")));
-    EXPECT_TRUE(CopyPreference(scope, u"", u"top", kDomain).ok());
-    EXPECT_TRUE(CopyPreference(scope, u"K/S", u"x", kDomain).ok());
-    EXPECT_EQ(CopyPreference(scope, u"K", u"no", kDomain).status.error, PrefError::kNotFound);
-    EXPECT_EQ(CopyPreference(scope, u"K/b", u"x", kDomain).status.error, PrefError::kNotAKey);
-    EXPECT_EQ(CopyPreferenceKey(scope, u"no/x", kDomain).status.error, PrefError::kNotFound);
+    EXPECT_EQ(value.value, plist::Value(u"1"));
+    EXPECT_TRUE(ReadPreference(scope, u"", u"top", kDomain).ok());
+    EXPECT_TRUE(ReadPreference(scope, u"K/S", u"x", kDomain).ok());
+    EXPECT_EQ(ReadPreference(scope, u"K", u"no", kDomain).status.error, PrefError::kNotFound);
+    EXPECT_EQ(ReadPreference(scope, u"K/b", u"x", kDomain).status.error, PrefError::kNotAKey);
+    EXPECT_EQ(ReadPreferenceKey(scope, u"no/x", kDomain).status.error, PrefError::kNotFound);
     CAtlArray<CAtlString> names;
     EXPECT_TRUE(ListPreferenceNames(scope, u"", kDomain, names).ok());
     EXPECT_TRUE(ListPreferenceNames(scope, u"K", kDomain, names).ok());
@@ -33,12 +33,12 @@ TEST_F(ReportingTest, TellsWhatIsThereAndWhyNot) {
     for (const CAtlString& name : names) joined += Utf8(name) + " ";
     EXPECT_EQ(joined, "K top S a b ");
     WriteFile(file, "<plist>");
-    EXPECT_EQ(CopyDomain(scope, kDomain).status.error, PrefError::kDamaged);
+    EXPECT_EQ(ReadDomain(scope, kDomain).status.error, PrefError::kDamaged);
     WriteFile(file, "<plist><string>x</string></plist>");
-    EXPECT_EQ(CopyDomain(scope, kDomain).status.error, PrefError::kRootNotDictionary);
+    EXPECT_EQ(ReadDomain(scope, kDomain).status.error, PrefError::kRootNotDictionary);
     fs::remove(file);
     fs::create_directories(file);
-    EXPECT_EQ(CopyDomain(scope, kDomain).status.error, PrefError::kUnreadable);
+    EXPECT_EQ(ReadDomain(scope, kDomain).status.error, PrefError::kUnreadable);
   }
 }
 

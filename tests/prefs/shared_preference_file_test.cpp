@@ -5,6 +5,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include "prefs/auto_release.h"
 #include "prefs/preferences.h"
 #include "prefs/reporting.h"
 #include "prefs/scope.h"
@@ -133,13 +134,13 @@ TEST_F(SeveralUsersTest, MembersOfTheGroupChangeOneFileAndOthersReadIt) {
   ASSERT_EQ(stat(SharedFile().c_str(), &attributes), 0);
   EXPECT_EQ(attributes.st_gid, kGroup);
   EXPECT_EQ(attributes.st_mode & 0777, 0664u);
-  const PrefResult<CFDictionaryRef> all = CopyDomain(kSharedScope, kDomain);
+  const PrefValue all = ReadDomain(kSharedScope, kDomain);
   ASSERT_TRUE(all.ok());
-  EXPECT_EQ(CFDictionaryGetCount(all.value), kMembers);
+  EXPECT_EQ(all.value.count(), std::size_t{kMembers});
 
   const int outsider = InProcesses(1, [&](int) {
     Become(kMembers, false);
-    if (!CopyDomain(kSharedScope, kDomain).ok()) return 1;
+    if (!ReadDomain(kSharedScope, kDomain).ok()) return 1;
     Transaction change(kSharedScope, kDomain);
     change.Set(u"Outsider", u"n", 1);
     return change.Commit().error == PrefError::kNotPermitted ? 0 : 2;

@@ -7,11 +7,7 @@
 #include <memory>
 #include <sstream>
 
-#include "platform/core_foundation/collections.h"
-#include "platform/core_foundation/data.h"
-#include "platform/core_foundation/date.h"
-#include "platform/core_foundation/number.h"
-#include "platform/core_foundation/url.h"
+#include "prefs/auto_release.h"
 #include "prefs/preferences.h"
 #include "prefs/reporting.h"
 #include "prefs/shared_preference_file.h"
@@ -57,15 +53,13 @@ concept IsSettable = requires(T t, CAtlString name, Object value) {
 template <class... Values>
 constexpr bool kAreSettable = (IsSettable<Values> && ...);
 static_assert(
-    kAreSettable<CFTypeRef, CFStringRef, CFMutableStringRef, CFNumberRef, CFDateRef, CFDataRef,
-                 CFArrayRef, CFDictionaryRef, CFMutableDictionaryRef, CFURLRef, void*,
-                 std::nullptr_t, const CAutoCFRelease<CFTypeRef>&, CAutoCFRelease<CFStringRef>,
-                 const char16_t (&)[5], const char16_t*, std::u16string_view, std::u16string,
+    kAreSettable<const char16_t (&)[5], const char16_t*, std::u16string_view, std::u16string,
                  CAtlString, int, long, unsigned long, bool, double, plist::Value>);
 template <class... Values>
 constexpr bool kIsAnySettable = (IsSettable<Values> || ...);
 static_assert(!kIsAnySettable<const char (&)[5], const char*, const wchar_t*, std::string_view,
-                              std::string, CAtlString*, int*, PrefStatus*>);
+                              std::string, CAtlString*, int*, PrefStatus*, std::nullptr_t, void*,
+                              CFTypeRef, CFStringRef, const CAutoCFRelease<CFTypeRef>&>);
 
 CAtlString Deep(int levels) {
   std::u16string path;
@@ -125,7 +119,7 @@ TEST_F(TransactionTest, AFailureAnywhereLeavesTheFile) {
          t.Merge(u"", Value::Dictionary({{u"A", 1}}));
        }},
       {"blocked is not absent", kConditionNotMet, [](T t) { t.RequireAbsent(u"top", u"s"); }},
-      {"no value", kNotSerializable, [](T t) { t.Set(u"A", u"x", nullptr); }},
+      {"no value", kNotSerializable, [](T t) { t.Set(u"A", u"x", Value()); }},
       {"too deep", kNotSerializable, [](T t) { t.Set(Deep(1000), u"x", 1); }},
   };
   for (const int scope : {0, 1, 4}) {
@@ -384,7 +378,7 @@ TEST_F(TransactionTest, ManyWritersLoseNothingThatWasReported) {
   }
   int alive = kProcesses, reads = 0;
   while (alive > 0) {
-    EXPECT_TRUE(CopyDomain(0, kDomain).ok());
+    EXPECT_TRUE(ReadDomain(0, kDomain).ok());
     if (++reads % 20 == 0 && reads / 20 <= kKilled) {
       kill(children[static_cast<std::size_t>(reads / 20)], SIGKILL);
     }
@@ -410,17 +404,12 @@ TEST_F(TransactionTest, ManyWritersLoseNothingThatWasReported) {
 
 // Shared strings that only the written form would make larger than a file may be.
 TEST_F(TransactionTest, SavesNothingThatIsTooLargeToBeReadAgain) {
-  const CAutoCFRelease<CFDataRef> data(
-      CFDataCreate(kCFAllocatorDefault,
-                   reinterpret_cast<const UInt8*>(std::string(4 << 20, 'x').data()), 4 << 20));
-  const CAutoCFRelease<CFMutableArrayRef> list(
-      CFArrayCreateMutable(kCFAllocatorDefault, 0, &kCFTypeArrayCallBacks));
-  for (int i = 0; i < 100; ++i) CFArrayAppendValue(list, data);
+  const Value data = Value::Data(std::string(4 << 20, 'x'));
   Transaction change(1, kDomain);
   change.Set(u"A", u"n", u"v");
   ASSERT_TRUE(change.Commit().ok());
   const std::string before = ReadFile(FileOf(1));
-  change.Set(u"A", u"list", list);
+  change.Set(u"A", u"list", Value::Array(std::vector<Value>(100, data)));
   EXPECT_EQ(change.Commit().error, PrefError::kTooLarge);
   EXPECT_EQ(ReadFile(FileOf(1)), before);
 }

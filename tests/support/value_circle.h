@@ -10,10 +10,8 @@
 #include <string>
 #include <string_view>
 
-#include "platform/core_foundation/property_list.h"
 #include "plist/forms.h"
 #include "plist/salvage.h"
-#include "prefs/auto_release.h"
 #include "tools/orvikprefs/json.h"
 #include "tools/orvikprefs/text.h"
 #include "tools/orvikprefs/values.h"
@@ -212,10 +210,8 @@ inline std::string CircleFault(std::string_view bytes) {
     }
   }
   prefstool::TextError error;
-  const CAutoCFRelease<CFTypeRef> object(CreateObject(tree, kCFPropertyListImmutable));
-  const std::string json = prefstool::JsonText(object);
-  const auto back = prefstool::ReadJson(json, &error);
-  if (!back || ValueOfObject(back) != tree) return "JSON does not come back: " + json;
+  const std::string json = prefstool::JsonText(tree);
+  if (prefstool::ReadJson(json, &error) != tree) return "JSON does not come back: " + json;
   return "";
 }
 

@@ -4,7 +4,6 @@
 
 #include <cerrno>
 
-#include "platform/core_foundation/property_list.h"
 #include "tests/support/test_environment.h"
 #include "tools/orvikprefs/browse/dialogs.h"
 #include "tools/orvikprefs/browse/draft.h"
@@ -20,29 +19,25 @@ namespace {
 using namespace prefstool;
 using namespace prefstool::browse;
 
-Value Text(const char16_t* text) {
-  return Value(CAtlString(text).CreateCFStringRef(kCFAllocatorDefault));
-}
-
 Value Json(const char* text) {
   TextError error;
   return ReadJson(text, &error);
 }
 
 TEST(BrowseValueForm, GoesThroughOneLine) {
-  const std::tuple<ValueType, const char*, const char*> cases[] = {
-      {ValueType::kString, "C:\\new text", "C:\\new text"},
-      {ValueType::kInteger, "-9223372036854775808", "-9223372036854775808"},
-      {ValueType::kInteger, "12x", nullptr},
-      {ValueType::kReal, "2.5", "2.5"},
-      {ValueType::kBoolean, "yes", "true"},
-      {ValueType::kBoolean, "maybe", nullptr},
-      {ValueType::kDate, "2024-05-06T07:08:09Z", "2024-05-06T07:08:09Z"},
-      {ValueType::kDate, "yesterday", nullptr},
-      {ValueType::kData, "00ff 4D", "00 ff 4d"},
-      {ValueType::kData, "", ""},
-      {ValueType::kData, "0", nullptr},
-      {ValueType::kData, "0g", nullptr},
+  const std::tuple<Type, const char*, const char*> cases[] = {
+      {Type::kString, "C:\\new text", "C:\\new text"},
+      {Type::kInteger, "-9223372036854775808", "-9223372036854775808"},
+      {Type::kInteger, "12x", nullptr},
+      {Type::kReal, "2.5", "2.5"},
+      {Type::kBoolean, "yes", "true"},
+      {Type::kBoolean, "maybe", nullptr},
+      {Type::kDate, "2024-05-06T07:08:09Z", "2024-05-06T07:08:09Z"},
+      {Type::kDate, "yesterday", nullptr},
+      {Type::kData, "00ff 4D", "00 ff 4d"},
+      {Type::kData, "", ""},
+      {Type::kData, "0", nullptr},
+      {Type::kData, "0g", nullptr},
   };
   for (const auto& [type, line, again] : cases) {
     std::string mistake;
@@ -53,9 +48,9 @@ TEST(BrowseValueForm, GoesThroughOneLine) {
       EXPECT_EQ(LineOf(value), again);
     }
   }
-  EXPECT_EQ(LineOf(Text(u"two\nlines")), std::nullopt);
-  EXPECT_EQ(LineOf(Text(u"\u202Egnp")), std::nullopt);
-  EXPECT_EQ(LineOf(EmptyTree().Get()), std::nullopt);
+  EXPECT_EQ(LineOf(Value(u"two\nlines")), std::nullopt);
+  EXPECT_EQ(LineOf(Value(u"\u202Egnp")), std::nullopt);
+  EXPECT_EQ(LineOf(Value::Dictionary()), std::nullopt);
 }
 
 TEST(BrowseLineInput, EditsWholeCharacters) {
@@ -134,22 +129,22 @@ TEST(BrowseHelp, FitsOneScreen) {
 }
 
 TEST(BrowseValueForm, ConvertsBetweenTypes) {
-  const std::tuple<const char*, ValueType, const char*> cases[] = {
-      {"\"12\"", ValueType::kInteger, "12"},
-      {"\"x\"", ValueType::kInteger, nullptr},
-      {"12", ValueType::kString, "\"12\""},
-      {"12", ValueType::kReal, "12.0"},
-      {"12.0", ValueType::kInteger, "12"},
-      {"12.5", ValueType::kInteger, nullptr},
-      {"true", ValueType::kInteger, "1"},
-      {"false", ValueType::kReal, "0.0"},
-      {"true", ValueType::kString, "\"true\""},
-      {"1", ValueType::kBoolean, "true"},
-      {"2", ValueType::kBoolean, nullptr},
-      {R"("2024-05-06T07:08:09Z")", ValueType::kDate, R"({"$date":"2024-05-06T07:08:09Z"})"},
-      {R"({"$data":"AP8="})", ValueType::kString, "\"AP8=\""},
-      {"7", ValueType::kArray, "[7]"},
-      {"7", ValueType::kInteger, "7"},
+  const std::tuple<const char*, Type, const char*> cases[] = {
+      {"\"12\"", Type::kInteger, "12"},
+      {"\"x\"", Type::kInteger, nullptr},
+      {"12", Type::kString, "\"12\""},
+      {"12", Type::kReal, "12.0"},
+      {"12.0", Type::kInteger, "12"},
+      {"12.5", Type::kInteger, nullptr},
+      {"true", Type::kInteger, "1"},
+      {"false", Type::kReal, "0.0"},
+      {"true", Type::kString, "\"true\""},
+      {"1", Type::kBoolean, "true"},
+      {"2", Type::kBoolean, nullptr},
+      {R"("2024-05-06T07:08:09Z")", Type::kDate, R"({"$date":"2024-05-06T07:08:09Z"})"},
+      {R"({"$data":"AP8="})", Type::kString, "\"AP8=\""},
+      {"7", Type::kArray, "[7]"},
+      {"7", Type::kInteger, "7"},
   };
   for (const auto& [from, type, to] : cases) {
     const Value value = Converted(Json(from), type);
@@ -159,12 +154,12 @@ TEST(BrowseValueForm, ConvertsBetweenTypes) {
 
 TEST(BrowseValueView, ShowsAllOfAValueAndWhatItWas) {
   using Lines = std::vector<std::string>;
-  EXPECT_EQ(ViewLines(Text(u"one\ntwo \x1B[31m three"), nullptr, 12),
+  EXPECT_EQ(ViewLines(u"one\ntwo \x1B[31m three", {}, 12),
             (Lines{"string, 19 UTF-16 units", "one", "two ", "\\x1b[31m ", "three", "",
                    "before: (nothing)"}));
   EXPECT_EQ(ViewLines(Json("1.0"), Json("1"), 20),
             (Lines{"real", "1.0", "", "before: integer", "1"}));
-  EXPECT_EQ(ViewLines(nullptr, Json("[1]"), 20),
+  EXPECT_EQ(ViewLines({}, Json("[1]"), 20),
             (Lines{"(nothing)", "", "before: array, 1 element", "[", "  1", "]"}));
   const Value data = Json(R"({"$data":"AP8="})");
   EXPECT_EQ(ViewLines(data, data, 20), (Lines{"data, 2 bytes", "00 ff"}));
@@ -201,8 +196,8 @@ TEST_F(BrowseKeptChangesTest, ComeBackForTheirFileAlone) {
   ASSERT_EQ(kept[0].changes.size(), changes.size());
   for (std::size_t i = 0; i < changes.size(); ++i) {
     EXPECT_EQ(kept[0].changes[i].path, changes[i].path);
-    EXPECT_TRUE(IsSameValue(kept[0].changes[i].before, changes[i].before)) << i;
-    EXPECT_TRUE(IsSameValue(kept[0].changes[i].after, changes[i].after)) << i;
+    EXPECT_EQ(kept[0].changes[i].before, changes[i].before) << i;
+    EXPECT_EQ(kept[0].changes[i].after, changes[i].after) << i;
   }
   ForgetKeptChanges(first);
   kept = FindKeptChanges("/a.plist");

@@ -18,14 +18,15 @@ using namespace prefstool::browse;
 
 constexpr const char16_t* kDomain = u"com.orviktech.Registry";
 
-Value Text(const char16_t* text) {
-  return Value(CAtlString(text).CreateCFStringRef(kCFAllocatorDefault));
+Value Json(const char* text) {
+  TextError error;
+  return ReadJson(text, &error);
 }
 
 // The value at the path as text; "(none)" when there is none.
 std::string Shown(const Model& model, const Path& path) {
-  const CFPropertyListRef value = FindIn(model.tree(), path);
-  return value != nullptr ? ValueText(value) : "(none)";
+  const Value value = FindIn(model.tree(), path);
+  return value ? ValueText(value) : "(none)";
 }
 
 // The rows of keys as "mark depth name", one a line.
@@ -81,8 +82,8 @@ TEST_F(BrowseModelTest, OpensKeysAndKeepsTheSelection) {
 TEST_F(BrowseModelTest, CollectsMarksAndUndoesChanges) {
   Model model(0, kDomain);
   model.Reveal({"A", "B"});
-  EXPECT_EQ(model.Set({"A", "B", "text"}, Text(u"new")), "");
-  EXPECT_EQ(model.Add({"A", "D"}, EmptyTree().Get()), "");
+  EXPECT_EQ(model.Set({"A", "B", "text"}, u"new"), "");
+  EXPECT_EQ(model.Add({"A", "D"}, Value::Dictionary()), "");
   EXPECT_EQ(model.Remove({"A", "C"}), "");
   EXPECT_EQ(model.Move({"Z", "z"}, {"Z", "y"}), "");
   EXPECT_EQ(Rows(model), "*/-\n*.A-\n*..B\n+..D\n*.Z\n");
@@ -90,12 +91,12 @@ TEST_F(BrowseModelTest, CollectsMarksAndUndoesChanges) {
   EXPECT_EQ(Stored(u"A/B", u"text"), "one");
 
   // Refused, with nothing changed.
-  EXPECT_NE(model.Add({"A", "B"}, Text(u"x")), "");
-  EXPECT_NE(model.Add({"A", "B", "text", "below"}, Text(u"x")), "");
+  EXPECT_NE(model.Add({"A", "B"}, u"x"), "");
+  EXPECT_NE(model.Add({"A", "B", "text", "below"}, u"x"), "");
   EXPECT_NE(model.Move({"A"}, {"A", "B", "A"}), "");
   EXPECT_NE(model.Move({"Z", "y"}, {"A"}), "");
   EXPECT_NE(model.Remove({"none"}), "");
-  EXPECT_NE(model.Set({}, Text(u"x")), "");
+  EXPECT_NE(model.Set({}, u"x"), "");
   EXPECT_NE(model.Copy({"A"}, {"Z"}), "");
   EXPECT_EQ(model.changes().size(), 5u);
 
@@ -122,8 +123,8 @@ TEST_F(BrowseModelTest, CollectsMarksAndUndoesChanges) {
 // Undo names values, not versions of the file: it outlives the changes of others and a write.
 TEST_F(BrowseModelTest, UndoesWhatOthersLeftAloneAndWhatWasWritten) {
   Model model(0, kDomain);
-  model.Set({"A", "B", "text"}, Text(u"mine"));
-  model.Set({"Z", "z"}, Text(u"mine"));
+  model.Set({"A", "B", "text"}, u"mine");
+  model.Set({"Z", "z"}, u"mine");
   Write(u"A/B", u"more", u"theirs");
   ASSERT_TRUE(model.Refresh());
   EXPECT_EQ(model.Undo(), "undo: set /Z/z");
@@ -147,7 +148,7 @@ TEST_F(BrowseModelTest, MakesAConflictOfAValueThatChangedWhileItWasEdited) {
   const Value began = model.At(path);
   Write(u"A/B", u"text", u"theirs");
   ASSERT_TRUE(model.Refresh());
-  EXPECT_NE(model.Set(path, Text(u"mine"), began), "");
+  EXPECT_NE(model.Set(path, u"mine", began), "");
   EXPECT_EQ(Shown(model, path), "theirs");
   EXPECT_TRUE(model.changes().empty());
   ASSERT_EQ(model.conflicts().size(), 1u);
@@ -169,9 +170,9 @@ TEST_F(BrowseModelTest, MakesAConflictOfAValueThatChangedWhileItWasEdited) {
 
   // Who edits the value of the other has decided; one that is the same as the other's is none.
   const Value second = model.At(path);
-  EXPECT_EQ(model.Set(path, Text(u"decided"), second), "");
+  EXPECT_EQ(model.Set(path, u"decided", second), "");
   EXPECT_EQ(Shown(model, path), "decided");
-  EXPECT_EQ(model.Set(path, Text(u"decided"), second), "");
+  EXPECT_EQ(model.Set(path, u"decided", second), "");
   EXPECT_TRUE(model.conflicts().empty());
 }
 
@@ -223,51 +224,46 @@ TEST_F(BrowseModelTest, KeepsTheSelectionByName) {
 
 // An integer and a real of one value differ, at any depth; NaN equals itself.
 TEST_F(BrowseModelTest, TakesValuesForTheSameOnlyIfTheyAreWrittenAlike) {
-  const auto json = [](const char* text) {
-    TextError error;
-    return ReadJson(text, &error);
-  };
   Model model(0, kDomain);
-  model.Set({"n"}, json("1"));
-  model.Set({"list"}, json("[1]"));
-  model.Set({"nan"}, json(R"({"$real":"nan"})"));
+  model.Set({"n"}, Json("1"));
+  model.Set({"list"}, Json("[1]"));
+  model.Set({"nan"}, Json(R"({"$real":"nan"})"));
   ASSERT_TRUE(model.Apply().ok());
   EXPECT_TRUE(model.changes().empty());
   model.Remove({"n"});
-  model.Add({"n"}, json("1.0"));
-  model.Set({"list"}, json("[1.0]"));
+  model.Add({"n"}, Json("1.0"));
+  model.Set({"list"}, Json("[1.0]"));
   EXPECT_EQ(model.changes().size(), 2u);
   ASSERT_TRUE(model.Apply().ok());
   Model again(0, kDomain);
   EXPECT_EQ(Shown(again, {"n"}), "1.0");
   EXPECT_EQ(Shown(again, {"list"}), "[1.0]");
   // Such a change of another process is one, too.
-  again.Set({"n"}, json("2"));
-  model.Set({"n"}, json("1"));
+  again.Set({"n"}, Json("2"));
+  model.Set({"n"}, Json("1"));
   ASSERT_TRUE(model.Apply().ok());
   EXPECT_EQ(again.Apply().error, PrefError::kConditionNotMet);
   EXPECT_EQ(again.conflicts().size(), 1u);
 }
 
 TEST_F(BrowseModelTest, ShowsAndChangesElementsOfArrays) {
-  TextError error;
   Model model(0, kDomain);
-  model.Set({"Z", "list"}, ReadJson(R"(["a", {"k": 1}, [2, 3]])", &error));
+  model.Set({"Z", "list"}, Json(R"(["a", {"k": 1}, [2, 3]])"));
   ASSERT_TRUE(model.Apply().ok());
   ASSERT_TRUE(model.Reveal({"Z", "list", "1"}));
   EXPECT_EQ(Rows(model), " /-\n .A\n .Z-\n ..list-\n ...1\n ...2\n");
   ASSERT_TRUE(model.Reveal({"Z", "list", "2", "0"}));
   EXPECT_EQ(model.values().size(), 2u);
-  EXPECT_EQ(model.Set({"Z", "list", "2", "0"}, Text(u"x")), "");
-  EXPECT_EQ(model.Set({"Z", "list", "1", "k"}, Text(u"y")), "");
-  EXPECT_EQ(model.Add({"Z", "list", "3"}, Text(u"last")), "");
+  EXPECT_EQ(model.Set({"Z", "list", "2", "0"}, u"x"), "");
+  EXPECT_EQ(model.Set({"Z", "list", "1", "k"}, u"y"), "");
+  EXPECT_EQ(model.Add({"Z", "list", "3"}, u"last"), "");
   EXPECT_EQ(model.Remove({"Z", "list", "0"}), "");
   EXPECT_EQ(Shown(model, {"Z", "list"}), R"([{"k":"y"},["x",3],"last"])");
   EXPECT_EQ(model.changes().size(), 1u);
   for (const char* none : {"3", "01", "-1", "x", ""}) {
     EXPECT_NE(model.Remove({"Z", "list", none}), "") << none;
   }
-  EXPECT_NE(model.Add({"Z", "list", "4"}, Text(u"x")), "");
+  EXPECT_NE(model.Add({"Z", "list", "4"}, u"x"), "");
   EXPECT_NE(model.Move({"Z", "list", "0"}, {"Z", "moved"}), "");
   ASSERT_TRUE(model.Apply().ok());
   EXPECT_EQ(Shown(Model(0, kDomain), {"Z", "list", "2"}), "last");
@@ -294,7 +290,7 @@ TEST_F(BrowseModelTest, ShowsOnlyWhatTheFilterFinds) {
   Write(u"A/C", u"y", u"also three");
   ASSERT_TRUE(model.Refresh());
   EXPECT_EQ(Names(model), " x y");
-  model.Set({"A", "C", "x"}, Text(u"no more"));
+  model.Set({"A", "C", "x"}, u"no more");
   EXPECT_EQ(Names(model), " y");
   // A key that matches is shown with everything in it.
   model.SetFilter("c");
@@ -312,8 +308,8 @@ TEST_F(BrowseModelTest, ShowsOnlyWhatTheFilterFinds) {
 
 TEST_F(BrowseModelTest, OrdersByNameTypeAndSize) {
   Model model(0, kDomain);
-  model.Set({"Z", "a"}, Text(u"the longest of them"));
-  model.Set({"Z", "b"}, ParseValue(ValueType::kBoolean, "true"));
+  model.Set({"Z", "a"}, u"the longest of them");
+  model.Set({"Z", "b"}, true);
   model.Reveal({"Z"});
   EXPECT_EQ(Names(model), " a b z");
   model.SetOrder(Order::kType);
@@ -325,14 +321,13 @@ TEST_F(BrowseModelTest, OrdersByNameTypeAndSize) {
   // Names count, too: A, B, more, two, text, one, C, x, three.
   EXPECT_EQ(model.SizeOf(model.tree()),
             1u + 1 + 4 + 3 + 4 + 3 + 1 + 1 + 5 + 1 + 1 + 19 + 1 + 8 + 1 + 4);
-  model.Set({"A", "C", "x"}, Text(u"longer than everything else in the file"));
+  model.Set({"A", "C", "x"}, u"longer than everything else in the file");
   EXPECT_EQ(Rows(model), "*/-\n*.A\n*.Z\n");
 }
 
 TEST_F(BrowseModelTest, DeletesPickedRowsTogether) {
-  TextError error;
   Model model(0, kDomain);
-  model.Set({"Z", "list"}, ReadJson("[0,1,2,3,4,5,6,7,8,9,10]", &error));
+  model.Set({"Z", "list"}, Json("[0,1,2,3,4,5,6,7,8,9,10]"));
   ASSERT_TRUE(model.Apply().ok());
   for (const Path& path : {Path{"Z", "list", "2"}, Path{"Z", "list", "10"}, Path{"A", "B", "text"},
                            Path{"A", "B"}, Path{"Z", "list", "3"}, Path{"Z", "list", "3"}}) {
@@ -359,7 +354,7 @@ TEST_F(BrowseModelTest, DeletesPickedRowsTogether) {
 TEST_F(BrowseModelTest, JumpsFromOneChangeToTheNext) {
   Model model(0, kDomain);
   EXPECT_FALSE(model.RevealChanged(1));
-  model.Set({"A", "B", "text"}, Text(u"mine"));
+  model.Set({"A", "B", "text"}, u"mine");
   model.Remove({"A", "C"});
   Write(u"Z", u"z", u"theirs");
   model.Refresh();
@@ -378,9 +373,9 @@ TEST_F(BrowseModelTest, TakesUpWhatWasKept) {
   std::vector<Change> kept;
   {
     Model model(0, kDomain);
-    model.Set({"A", "B", "text"}, Text(u"mine"));
+    model.Set({"A", "B", "text"}, u"mine");
     model.Remove({"A", "C"});
-    model.Set({"Z", "z"}, Text(u"wish"));
+    model.Set({"Z", "z"}, u"wish");
     Write(u"Z", u"z", u"theirs");
     model.Refresh();
     kept = model.Unwritten();  // the conflict, too
@@ -401,7 +396,7 @@ TEST_F(BrowseModelTest, TakesUpWhatWasKept) {
 TEST_F(BrowseModelTest, WaitsForTheLockAsLongAsTheUserDoes) {
   using std::chrono::milliseconds;
   Model model(0, kDomain);
-  model.Set({"Z", "z"}, Text(u"mine"));
+  model.Set({"Z", "z"}, u"mine");
   const OtherProcess holder([] { LockGlobalSharedPList(kDomain); });
   EXPECT_EQ(LockHolderText(0, kDomain).empty(), false);
   int asked = 0;
@@ -433,25 +428,21 @@ TEST_F(BrowseModelTest, FindsTheSamePathElsewhere) {
 
 // In an array a row that comes in above gives every element behind it another index.
 TEST_F(BrowseModelTest, LosesTheSelectionInAnArrayThatAnotherProcessChanges) {
-  const auto json = [](const char* text) {
-    TextError error;
-    return ReadJson(text, &error);
-  };
   Model other(0, kDomain);
-  other.Set({"Z", "list"}, json(R"(["a", ["b"]])"));
+  other.Set({"Z", "list"}, Json(R"(["a", ["b"]])"));
   ASSERT_TRUE(other.Apply().ok());
   for (const Path& path : {Path{"Z", "list", "0"}, Path{"Z", "list", "1", "0"}}) {
     Model model(0, kDomain);
     ASSERT_TRUE(model.Reveal(path));
-    other.Set({"Z", "z"}, Text(path.size() == 3 ? u"1" : u"2"));
+    other.Set({"Z", "z"}, path.size() == 3 ? u"1" : u"2");
     ASSERT_TRUE(other.Apply().ok());
     ASSERT_TRUE(model.Refresh());
     EXPECT_FALSE(model.is_gone());
-    other.Add({"Z", "list", std::to_string(path.size() - 1)}, Text(u"new"));
+    other.Add({"Z", "list", std::to_string(path.size() - 1)}, u"new");
     ASSERT_TRUE(other.Apply().ok());
     ASSERT_TRUE(model.Refresh());
     EXPECT_TRUE(model.is_gone());
-    model.Set({"A", "B", "text"}, Text(u"mine"));
+    model.Set({"A", "B", "text"}, u"mine");
     EXPECT_TRUE(model.is_gone());
     model.MoveBy(0);
     EXPECT_FALSE(model.is_gone());
@@ -475,7 +466,7 @@ TEST_F(BrowseModelTest, TellsNamesWithLoneSurrogatesApart) {
 
 TEST_F(BrowseModelTest, WritesAllChangesAtOnce) {
   Model model(0, kDomain);
-  model.Set({"A", "B", "text"}, Text(u"new"));
+  model.Set({"A", "B", "text"}, u"new");
   model.Remove({"A", "C"});
   model.Copy({"A", "B"}, {"a/b\\c", "B"});
   ASSERT_TRUE(model.Apply().ok());
@@ -487,8 +478,8 @@ TEST_F(BrowseModelTest, WritesAllChangesAtOnce) {
 
 TEST_F(BrowseModelTest, CarriesChangesOverToWhatOthersWrite) {
   Model model(0, kDomain);
-  model.Set({"A", "B", "text"}, Text(u"mine"));
-  model.Set({"Z", "z"}, Text(u"mine too"));
+  model.Set({"A", "B", "text"}, u"mine");
+  model.Set({"Z", "z"}, u"mine too");
   model.Reveal({"A", "B"});
   Write(u"A/C", u"x", u"theirs");
   Write(u"Z", u"z", u"theirs too");
@@ -509,8 +500,8 @@ TEST_F(BrowseModelTest, CarriesChangesOverToWhatOthersWrite) {
 // The file changes between the last look and the writing.
 TEST_F(BrowseModelTest, NeverOverwritesWhatAnotherProcessWroteMeanwhile) {
   Model model(0, kDomain);
-  model.Set({"A", "B", "text"}, Text(u"mine"));
-  model.Set({"A", "B", "more"}, Text(u"mine"));
+  model.Set({"A", "B", "text"}, u"mine");
+  model.Set({"A", "B", "more"}, u"mine");
   Write(u"A/B", u"text", u"theirs");
   const PrefStatus status = model.Apply();
   EXPECT_EQ(status.error, PrefError::kConditionNotMet);
@@ -526,7 +517,7 @@ TEST_F(BrowseModelTest, NeverOverwritesWhatAnotherProcessWroteMeanwhile) {
 TEST_F(BrowseModelTest, SaysWhatIsWrongWithTheFile) {
   Model model(0, kDomain);
   const std::string file = model.file();
-  model.Set({"Z", "z"}, Text(u"mine"));
+  model.Set({"Z", "z"}, u"mine");
   WriteFile(file, "<plist><dict><key>");
   EXPECT_TRUE(model.Refresh());
   EXPECT_EQ(model.status().error, PrefError::kDamaged);

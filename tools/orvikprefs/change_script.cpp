@@ -2,12 +2,10 @@
 
 #include <algorithm>
 #include <array>
-#include <memory>
 #include <optional>
 #include <ostream>
+#include <vector>
 
-#include "platform/core_foundation/collections.h"
-#include "platform/core_foundation/property_list.h"
 #include "prefs/transaction.h"
 #include "tools/orvikprefs/commands.h"
 #include "tools/orvikprefs/context.h"
@@ -21,8 +19,6 @@ namespace orvik::prefstool {
 
 namespace {
 
-using Value = CAutoCFRelease<CFPropertyListRef>;
-
 // The arguments of a line.
 struct Words {
   KeyPath key;
@@ -32,31 +28,25 @@ struct Words {
   bool keep_type = false;
 };
 
-bool IsNoValue(CFTypeRef present) {
-  return present == nullptr || IsDictionary(present);
-}
-
-CFDictionaryRef Entries(const Words& words) {
-  return static_cast<CFDictionaryRef>(words.value.Get());
+bool IsKeyOrNothing(const Value& present) {
+  return !present || present.is_dictionary();
 }
 
 void AddElement(Transaction& transaction, const Words& words) {
-  const auto element = std::make_shared<Value>(Value::Retaining(words.value.Get()));
-  UpdateArray(transaction, words.key, words.name, [element](CFTypeRef present) {
-    const bool is_array = present != nullptr && TypeOf(present) == ValueType::kArray;
-    const auto array = static_cast<CFArrayRef>(is_array ? present : nullptr);
-    for (CFIndex i = 0; is_array && i < CFArrayGetCount(array); ++i) {
-      if (IsSameValue(CFArrayGetValueAtIndex(array, i), *element)) return Value::Retaining(present);
+  transaction.Update(words.key, words.name, [element = words.value](const Value& present) {
+    if (present.is_array()) {
+      const std::vector<Value>& elements = present.elements();
+      if (std::find(elements.begin(), elements.end(), element) != elements.end()) return present;
     }
-    return WithElement(present, {}, ElementChange::kAppend, *element);
+    return WithElement(present, {}, ElementChange::kAppend, element);
   });
 }
 
 void SetValue(Transaction& transaction, const Words& words) {
-  const std::optional<ValueType> type =
-      words.keep_type ? std::optional(TypeOf(words.value)) : std::nullopt;
-  transaction.RequireThat(words.key, words.name, [type](CFTypeRef present) {
-    return !type || present == nullptr || TypeOf(present) == *type;
+  const std::optional<Type> type =
+      words.keep_type ? std::optional(words.value.type()) : std::nullopt;
+  transaction.RequireThat(words.key, words.name, [type](const Value& present) {
+    return !type || !present || present.type() == *type;
   });
   transaction.Set(words.key, words.name, words.value, words.replace);
 }
@@ -84,17 +74,18 @@ constexpr std::array<Verb, 12> kVerbs = {{
      [](Transaction& transaction, const Words& words) { transaction.MakeKey(words.key); }},
     {"delete-key", false, false, false, false, false, 2,
      [](Transaction& transaction, const Words& words) {
-       transaction.RequireThat(words.key.Parent(), words.key.name(words.key.count()), IsNoValue);
+       transaction.RequireThat(words.key.Parent(), words.key.name(words.key.count()),
+                               IsKeyOrNothing);
        transaction.DeleteKey(words.key);
      },
      "a value has this name"},
     {"merge", false, false, true, true, true, 1,
      [](Transaction& transaction, const Words& words) {
-       transaction.Merge(words.key, Entries(words), words.replace);
+       transaction.Merge(words.key, words.value, words.replace);
      }},
     {"replace", false, false, true, true, true, 1,
      [](Transaction& transaction, const Words& words) {
-       ReplaceKey(transaction, words.key, Entries(words), words.replace);
+       ReplaceKey(transaction, words.key, words.value, words.replace);
      }},
     {"require", true, true, false, true, false, 1,
      [](Transaction& transaction, const Words& words) {
@@ -109,7 +100,7 @@ constexpr std::array<Verb, 12> kVerbs = {{
     {"require-no-key", false, false, false, false, false, 1,
      [](Transaction& transaction, const Words& words) {
        transaction.RequireThat(words.key.Parent(), words.key.name(words.key.count()),
-                               [](CFTypeRef present) { return !IsDictionary(present); });
+                               [](const Value& present) { return !present.is_dictionary(); });
      }},
     {"require-empty-key", false, false, false, true, false, 1,
      [](Transaction& transaction, const Words& words) { transaction.RequireEmptyKey(words.key); }},
@@ -154,7 +145,7 @@ class LineReader {
     }
     if (verb.has_name && !ReadName(words.name)) return false;
     if ((verb.has_value || verb.has_object) && !ReadValue(words.value)) return false;
-    if (verb.has_object && !IsDictionary(words.value)) {
+    if (verb.has_object && !words.value.is_dictionary()) {
       return Fail(std::string(verb.name) + " needs an object of JSON");
     }
     return AtEnd() || Fail("unexpected text after the last word");
@@ -346,8 +337,7 @@ int Apply(const Context& given, const CommandLine& line) {
     backup.Discard();
     return FailScript(context, status, file, script);
   }
-  const auto before = DictionaryObject(result.before), after = DictionaryObject(result.after);
-  const std::vector<Difference> differences = Differences(before, after);
+  const std::vector<Difference> differences = Differences(result.before, result.after);
   if (differences.empty()) backup.Discard();
   if (context.json && line.Has("--backup")) {
     PrintWithBackup(context, differences, backup.path());

@@ -31,10 +31,11 @@ class Candidates {
   std::vector<std::string> found_;
 };
 
-bool HoldsKeys(CFPropertyListRef value) {
-  const std::vector<Entry> entries = SortedEntries(static_cast<CFDictionaryRef>(value));
-  return std::any_of(entries.begin(), entries.end(),
-                     [](const Entry& entry) { return IsDictionary(entry.value); });
+bool HoldsKeys(const Value& key) {
+  for (const Value::Entry& entry : key.entries()) {
+    if (entry.value.is_dictionary()) return true;
+  }
+  return false;
 }
 
 // The keys of one level: those below the text before the last separator.
@@ -43,24 +44,24 @@ void OfferKeys(const Context& context, Candidates& candidates) {
   const std::size_t end = word.find_last_of("/\\") + 1;
   const std::optional<KeyPath> above = ParseKey(word.substr(0, end));
   if (!above) return;
-  const PrefResult<CFDictionaryRef> key = CopyPreferenceKey(context.scope, *above, context.domain);
-  if (!key.ok()) return;
-  for (const Entry& entry : SortedEntries(key.value)) {
-    const std::string name = ToUtf8(entry.name);
-    if (!IsDictionary(entry.value) || name.empty() ||
+  const PrefValue key = ReadPreferenceKey(context.scope, *above, context.domain);
+  for (const Value::Entry* entry : plist::SortedEntries(key.value)) {
+    const std::string name = NameText(entry->key.text());
+    if (!entry->value.is_dictionary() || name.empty() ||
         name.find_first_of("/\\") != std::string::npos) {
       continue;
     }
-    candidates.Offer(word.substr(0, end) + name + (HoldsKeys(entry.value) ? "/" : ""));
+    candidates.Offer(word.substr(0, end) + name + (HoldsKeys(entry->value) ? "/" : ""));
   }
 }
 
 void OfferNames(const Context& context, const std::string& key, Candidates& candidates) {
   const std::optional<KeyPath> path = ParseKey(key);
   if (!path) return;
-  const PrefResult<CFDictionaryRef> found = CopyPreferenceKey(context.scope, *path, context.domain);
-  if (!found.ok()) return;
-  for (const Entry& entry : SortedEntries(found.value)) candidates.Offer(ToUtf8(entry.name));
+  const PrefValue found = ReadPreferenceKey(context.scope, *path, context.domain);
+  for (const Value::Entry* entry : plist::SortedEntries(found.value)) {
+    candidates.Offer(NameText(entry->key.text()));
+  }
 }
 
 void OfferOptions(const CommandLine& line, Candidates& candidates) {

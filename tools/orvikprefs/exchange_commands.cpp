@@ -1,12 +1,11 @@
 #include <unistd.h>
 
 #include <iostream>
+#include <memory>
 #include <ostream>
+#include <utility>
 
-#include "platform/core_foundation/collections.h"
-#include "platform/core_foundation/data.h"
-#include "platform/core_foundation/property_list.h"
-#include "platform/foundation/property_list_serialization.h"
+#include "plist/forms.h"
 #include "plist/sink.h"
 #include "prefs/reporting.h"
 #include "prefs/transaction.h"
@@ -21,8 +20,6 @@
 namespace orvik::prefstool {
 
 namespace {
-
-using Dictionary = CAutoCFRelease<CFDictionaryRef>;
 
 // An object of JSON could pass for the old text form of a property list, which may begin with a
 // brace, too. Only in JSON a quote follows the brace, or the closing one.
@@ -40,42 +37,34 @@ bool LooksLikeJson(std::string_view bytes) {
   return second == '"' || second == '}';
 }
 
-// The property list that the bytes hold in any of its forms; null, with the reason, for none.
-CAutoCFRelease<CFPropertyListRef> ReadAnyForm(const std::string& bytes, std::string& reason) {
-  TextError error;
+// The property list that the bytes hold in any of its forms; no value, with the reason, for none.
+Value ReadAnyForm(std::string bytes, std::string& reason) {
   const bool looks_like_json = LooksLikeJson(bytes);
-  CAutoCFRelease<CFPropertyListRef> root;
+  TextError error;
+  Value root;
   if (looks_like_json) root = ReadJson(bytes, &error);
   if (root) return root;
-  const CAutoCFRelease<CFDataRef> data(CFDataCreate(kCFAllocatorDefault,
-                                                    reinterpret_cast<const UInt8*>(bytes.data()),
-                                                    static_cast<CFIndex>(bytes.size())));
-  CFStringRef why = nullptr;
-  root.Attach(
-      CFPropertyListCreateFromXMLData(kCFAllocatorDefault, data, kCFPropertyListImmutable, &why));
-  const CAutoCFRelease<CFStringRef> owned(why);
-  if (!root) {
+  plist::Reading reading = plist::Read(std::make_shared<const std::string>(std::move(bytes)));
+  if (!reading.root) {
     reason = looks_like_json ? "not JSON: " + error.Message() : "neither a property list nor JSON";
-    if (!looks_like_json && owned) reason += ": " + Escaped(ToUtf8(owned));
+    if (!looks_like_json && !reading.error.empty()) reason += ": " + Escaped(reading.error);
   }
-  return root;
+  return std::move(reading.root);
 }
 
-// The dictionary that a file of either form holds; null after a message, with the exit status.
-Dictionary ReadDictionary(const Context& context, const std::string& file, int& status) {
+// The dictionary that a file of either form holds; no value after a message, with the exit status.
+Value ReadDictionary(const Context& context, const std::string& file, int& status) {
   std::string bytes;
   if (const int error = ReadWhole(file, bytes); error != 0) {
     status = context.FailFile(file, error, false);
-    return Dictionary();
+    return {};
   }
   std::string reason;
-  CAutoCFRelease<CFPropertyListRef> root = ReadAnyForm(bytes, reason);
-  if (root && !IsDictionary(root)) {
-    root.Free();
-    reason = "its root is not a dictionary";
-  }
-  if (!root) status = context.Fail(kDamagedFile, Quoted(file) + ": " + reason);
-  return Dictionary(static_cast<CFDictionaryRef>(root.Detach()));
+  Value root = ReadAnyForm(std::move(bytes), reason);
+  if (root.is_dictionary()) return root;
+  if (root) reason = "its root is not a dictionary";
+  status = context.Fail(kDamagedFile, Quoted(file) + ": " + reason);
+  return {};
 }
 
 // On a terminal no character of the store's may act; XML can name every one of them.
@@ -93,18 +82,13 @@ std::string HarmlessXml(const std::string& xml) {
   return shown;
 }
 
-CAutoCFRelease<CFDataRef> BinaryList(CFDictionaryRef entries) {
-  return CAutoCFRelease<CFDataRef>::Retaining(NSPropertyListSerialization::dataFromPropertyList(
-      entries, NSPropertyListBinaryFormat_v1_0, nullptr));
-}
-
 }  // namespace
 
 int Export(const Context& context, const CommandLine& line) {
   const Progress progress(context, "exporting");
   const KeyPath key = KeyAt(line);
   const std::string file = line.Value("--output", "-");
-  const PrefResult<CFDictionaryRef> found = CopyPreferenceKey(context.scope, key, context.domain);
+  const PrefValue found = ReadPreferenceKey(context.scope, key, context.domain);
   if (!found.ok()) return FailToReadKey(context, found.status, key);
   const std::string format = line.Value("--format", context.json ? "json" : "xml");
   if (format == "binary" && file == "-" && context.terminal) {
@@ -113,18 +97,15 @@ int Export(const Context& context, const CommandLine& line) {
   }
   std::string bytes;
   if (format == "json") {
-    bytes = JsonText(found.value.Get(), JsonWriter::Layout::kIndented) + "\n";
+    bytes = JsonText(found.value, JsonWriter::Layout::kIndented) + "\n";
     if (bytes.size() > plist::kMaximumFileSize) {
       return context.Fail({PrefError::kTooLarge}, KeyText(key), true);
     }
   } else {
-    const CAutoCFRelease<CFDataRef> list =
-        format == "binary" ? BinaryList(found.value)
-                           : CAutoCFRelease<CFDataRef>(CFPropertyListCreateXMLData(
-                                 kCFAllocatorDefault, found.value.Get()));
+    std::optional<std::string> list =
+        format == "binary" ? plist::WriteBinary(found.value) : plist::WriteXml(found.value);
     if (!list) return context.Fail({PrefError::kTooLarge}, KeyText(key), true);
-    bytes.assign(reinterpret_cast<const char*>(CFDataGetBytePtr(list)),
-                 static_cast<size_t>(CFDataGetLength(list)));
+    bytes = *std::move(list);
     if (file == "-" && context.terminal) bytes = HarmlessXml(bytes);
   }
   const int status = WriteWhole(context, file, bytes);
@@ -136,7 +117,7 @@ int Import(const Context& context, const CommandLine& line) {
   const Progress progress(context, "importing");
   const std::string file = line.Argument(0);
   int status = kDone;
-  const Dictionary added = ReadDictionary(context, file, status);
+  const Value added = ReadDictionary(context, file, status);
   if (!added) return status;
   const KeyPath key = KeyAt(line, 1);
   Transaction transaction = context.Change();
@@ -160,8 +141,7 @@ int Import(const Context& context, const CommandLine& line) {
   }
   if (!saved.ok()) return context.Fail(saved, Quoted(file) + " is not imported", true);
   if (dry_run) {
-    const auto before = DictionaryObject(result.before), after = DictionaryObject(result.after);
-    PrintDifferences(context, Differences(before, after));
+    PrintDifferences(context, Differences(result.before, result.after));
   } else {
     if (!backup.path().empty()) context.Confirm("the old file is kept as " + Quoted(backup.path()));
     context.Confirm("imported " + Quoted(file));
@@ -171,10 +151,10 @@ int Import(const Context& context, const CommandLine& line) {
 
 int Diff(const Context& context, const CommandLine& line) {
   int status = kDone;
-  const Dictionary other = ReadDictionary(context, line.Argument(0), status);
+  const Value other = ReadDictionary(context, line.Argument(0), status);
   if (!other) return status;
   const KeyPath key = KeyAt(line, 1);
-  const PrefResult<CFDictionaryRef> present = CopyPreferenceKey(context.scope, key, context.domain);
+  const PrefValue present = ReadPreferenceKey(context.scope, key, context.domain);
   if (!present.ok() && present.status.error != PrefError::kNotFound) {
     return FailToReadKey(context, present.status, key);
   }
@@ -184,8 +164,6 @@ int Diff(const Context& context, const CommandLine& line) {
 }
 
 namespace {
-
-using Dictionary = CAutoCFRelease<CFDictionaryRef>;
 
 std::string LineAt(const std::string& text, std::size_t number) {
   std::size_t begin = 0;
@@ -202,32 +180,29 @@ bool WantsToGoOn(const Context& context) {
          (answer.empty() || answer[0] == 'y' || answer[0] == 'Y');
 }
 
-// The edited text; null after a message, with the exit status.
-Dictionary EditedText(const Context& context, PrivateFile& file, int& status) {
+// The edited dictionary; no value after a message, with the exit status.
+Value EditedText(const Context& context, PrivateFile& file, int& status) {
   const std::string editor = Editor();
   for (;;) {
     if (!RunEditor(editor, file.path())) {
       status = context.Fail(kNotSaved, "the editor " + Quoted(editor) + " failed; nothing changed");
-      return Dictionary();
+      return {};
     }
     std::string text;
     if (const int error = file.Read(text); error != 0) {
       status = context.FailFile(file.path(), error, false);
-      return Dictionary();
+      return {};
     }
     TextError mistake;
-    CAutoCFRelease<CFPropertyListRef> root = ReadJson(text, &mistake);
-    if (root && !IsDictionary(root)) {
-      root.Free();
-      mistake = ErrorAt(text, 0, "this is not an object");
-    }
-    if (root) return Dictionary(static_cast<CFDictionaryRef>(root.Detach()));
+    Value root = ReadJson(text, &mistake);
+    if (root.is_dictionary()) return root;
+    if (root) mistake = ErrorAt(text, 0, "this is not an object");
     status = context.Fail(kUsage, mistake.Message());
     *context.error << "  " << Escaped(LineAt(text, mistake.line)).substr(0, 200) << '\n';
     if (!WantsToGoOn(context)) {
       file.Preserve();
       context.Fail(kUsage, "nothing changed; the text is kept in " + Quoted(file.path()));
-      return Dictionary();
+      return {};
     }
   }
 }
@@ -237,29 +212,29 @@ Dictionary EditedText(const Context& context, PrivateFile& file, int& status) {
 int Edit(const Context& context, const CommandLine& line) {
   const KeyPath key = KeyAt(line);
   const std::string what = KeyText(key);
-  const PrefResult<CFDictionaryRef> found = CopyPreferenceKey(context.scope, key, context.domain);
+  const PrefValue found = ReadPreferenceKey(context.scope, key, context.domain);
   if (!found.ok() && found.status.error != PrefError::kNotFound) {
     return context.Fail(found.status, what, true);
   }
   const std::string before =
-      found.ok() ? JsonText(found.value.Get(), JsonWriter::Layout::kIndented) : std::string("{}");
+      found.ok() ? JsonText(found.value, JsonWriter::Layout::kIndented) : std::string("{}");
   PrivateFile file(before + "\n");
   if (file.error() != 0) return context.FailFile("the file to edit", file.error(), true);
   int status = kDone;
-  const Dictionary edited = EditedText(context, file, status);
+  const Value edited = EditedText(context, file, status);
   if (!edited) return status;
 
   // Against what JSON shows of the old values, so that those that were not touched stay to the bit.
   TextError error;
-  const CAutoCFRelease<CFPropertyListRef> shown = ReadJson(before, &error);
+  const Value shown = ReadJson(before, &error);
   Transaction transaction = context.Change();
   transaction.RequireKeyEqual(key, found.value);
-  if (IsSameValue(shown, edited)) {
+  if (shown == edited) {
     context.Confirm("nothing changed");
     return kDone;
   }
   transaction.MakeKey(key);
-  AddTreeChanges(transaction, key, static_cast<CFDictionaryRef>(shown.Get()), edited);
+  AddTreeChanges(transaction, key, shown, edited);
   Backup backup(context, line.Has("--backup"));
   backup.AddTo(transaction);
   const PrefStatus saved = transaction.Commit();

@@ -38,7 +38,7 @@ int Where(const Context& context, const CommandLine& /*line*/) {
   for (const ScopeRow& row : kScopes) {
     const std::string file = PreferenceFilePath(row.scope, context.domain);
     if (file.empty()) return FailDomain(context);
-    const std::string state = StateOf(CopyDomain(row.scope, context.domain).status);
+    const std::string state = StateOf(ReadDomain(row.scope, context.domain).status);
     const std::string access = host::ReplaceAccess(file) == 0 ? "writable" : "read-only";
     if (context.json) {
       rows.BeginObject().Name("scope").Text(row.name).Name("file").Text(file);

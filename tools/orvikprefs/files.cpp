@@ -21,7 +21,6 @@
 #include "host/staged_file.h"
 #include "host/tree_removal.h"
 #include "host/trust.h"
-#include "platform/core_foundation/property_list.h"
 #include "plist/sink.h"
 #include "prefs/reporting.h"
 #include "tools/orvikprefs/text.h"
@@ -157,7 +156,7 @@ std::vector<DomainFile> DomainsOf(int scope) {
 
 void Backup::AddTo(Transaction& transaction) {
   if (is_wanted_) {
-    transaction.RequireThat(u"", u"", [this](CFTypeRef) { return Copy(); });
+    transaction.RequireThat(u"", u"", [this](const plist::Value&) { return Copy(); });
   }
 }
 

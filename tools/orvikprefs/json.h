@@ -11,8 +11,8 @@
 //   a dictionary with one of these names alone    {"$dictionary": {...}}
 //
 // A lone surrogate in a string or a name becomes U+FDD0 and its four hexadecimal digits, by the
-// rule that XML property lists follow (platform/core_foundation/property_list.h). Both directions
-// take time proportional to the text.
+// rule that XML property lists follow (plist/forms.h). Both directions take time proportional to
+// the text.
 #pragma once
 
 #include <cstdint>
@@ -20,9 +20,7 @@
 #include <string_view>
 #include <vector>
 
-#include "platform/core_foundation/property_list.h"
-#include "plist/sink.h"
-#include "prefs/auto_release.h"
+#include "plist/value.h"
 
 namespace orvik::prefstool {
 
@@ -73,9 +71,10 @@ inline constexpr const char* kRealWrapper = "$real";
 inline constexpr const char* kDictionaryWrapper = "$dictionary";
 bool IsWrapperName(std::string_view name);
 
-// Dictionaries in the order of their names' UTF-16 units.
-void WriteJson(JsonWriter& writer, CFPropertyListRef value);
-std::string JsonText(CFPropertyListRef value,
+// Writes a value; dictionaries in the order of their names' UTF-16 units. Does not recurse for
+// depth. A dictionary that is still XML (plist/xml.h) goes from text to text, without a value made.
+void WriteJson(JsonWriter& writer, const plist::Value& value);
+std::string JsonText(const plist::Value& value,
                      JsonWriter::Layout layout = JsonWriter::Layout::kOneLine);
 
 // The place and reason of a mistake in a text. Lines and columns (in bytes) count from 1.
@@ -92,13 +91,12 @@ struct TextError {
 // The line and column of a byte of the text.
 TextError ErrorAt(std::string_view text, std::size_t byte, std::string reason);
 
-// Null when the text is not JSON, or a part of it is not a property list (null, a malformed
-// wrapper, a number out of the range of a double, a duplicate name in an object, more than
-// plist::kMaximumDepth containers in one another).
-CAutoCFRelease<CFPropertyListRef> ReadJson(std::string_view text, TextError* error);
+// Returns no value, and the first mistake, when the text is not JSON, or a part of it is not a
+// property list (null, a malformed wrapper, a number out of the range of a double, a duplicate name
+// in an object, more than plist::kMaximumDepth containers in one another).
+plist::Value ReadJson(std::string_view text, TextError* error);
 
-// The value that begins at *at, which is moved behind it; the text may go on.
-CAutoCFRelease<CFPropertyListRef> ReadJsonPart(std::string_view text, std::size_t* at,
-                                               TextError* error);
+// Reads the value that begins at *at, which moves behind it; the text may go on.
+plist::Value ReadJsonPart(std::string_view text, std::size_t* at, TextError* error);
 
 }  // namespace orvik::prefstool

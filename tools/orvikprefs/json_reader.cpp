@@ -1,13 +1,12 @@
 #include <algorithm>
 #include <charconv>
-#include <cmath>
 #include <cstdint>
+#include <utility>
 #include <vector>
 
-#include "platform/core_foundation/collections.h"
-#include "platform/core_foundation/number.h"
-#include "platform/core_foundation/string.h"
 #include "plist/escape.h"
+#include "plist/forms.h"
+#include "plist/sink.h"
 #include "text/characters.h"
 #include "tools/orvikprefs/json.h"
 #include "tools/orvikprefs/text.h"
@@ -16,9 +15,6 @@
 namespace orvik::prefstool {
 
 namespace {
-
-using Value = CAutoCFRelease<CFPropertyListRef>;
-using String = CAutoCFRelease<CFStringRef>;
 
 constexpr std::string_view kByteOrderMark = "\xEF\xBB\xBF";
 constexpr std::string_view kEscapeUtf8 = "\xEF\xB7\x90";  // U+FDD0
@@ -37,9 +33,9 @@ class Reader {
       const char first = at_ < text_.size() ? text_[at_] : '\0';
       Value value;
       if (first == '{' || first == '[') {
-        if (!Open(first)) return Value();
+        if (!Open(first)) return {};
         if (!Accept(first == '{' ? '}' : ']')) {
-          if (first == '{' && !ReadName()) return Value();
+          if (first == '{' && !ReadName()) return {};
           continue;
         }
         value = Close();
@@ -49,7 +45,7 @@ class Reader {
       // The value may end the container that it is in, which may end the one around it.
       for (;;) {
         if (!value || open_.empty()) return value;
-        AddToContainer(value);
+        AddToContainer(std::move(value));
         if (Accept(',')) break;
         if (!Accept(open_.back().is_array ? ']' : '}')) {
           return Fail(open_.back().is_array ? "\",\" or \"]\" is expected"
@@ -57,7 +53,7 @@ class Reader {
         }
         value = Close();
       }
-      if (!open_.back().is_array && !ReadName()) return Value();
+      if (!open_.back().is_array && !ReadName()) return {};
     }
   }
 
@@ -74,7 +70,7 @@ class Reader {
       reason_ = reason;
       failed_at_ = at;
     }
-    return Value();
+    return {};
   }
   Value Fail(const std::string& reason) { return Fail(reason, at_); }
 
@@ -92,20 +88,18 @@ class Reader {
  private:
   // The members of an object.
   struct Object {
-    CAutoCFRelease<CFMutableDictionaryRef> members;
+    Value members = Value::Dictionary();
     std::string only_name;  // of the first member
     std::size_t begin = 0;
 
-    bool IsWrapper() const {
-      return CFDictionaryGetCount(members) == 1 && IsWrapperName(only_name);
-    }
+    bool IsWrapper() const { return members.count() == 1 && IsWrapperName(only_name); }
   };
 
   struct Container {
     bool is_array = false;
-    CAutoCFRelease<CFMutableArrayRef> array;
+    Value array;
     Object object;
-    String name;         // of the member that is read
+    Value name;          // of the member that is read
     bool wraps = false;  // whether that name is "$dictionary"
     // Whether an object is a wrapper, and what one in it that is named "$dictionary" means, is only
     // known when everything around it has been read. Until then the objects of such a chain are
@@ -122,23 +116,17 @@ class Reader {
     Container container;
     container.is_array = bracket == '[';
     container.object.begin = at_++;
-    if (container.is_array) {
-      container.array.Attach(CFArrayCreateMutable(kCFAllocatorDefault, 0, &kCFTypeArrayCallBacks));
-    } else {
-      container.object.members.Attach(CFDictionaryCreateMutable(kCFAllocatorDefault, 0,
-                                                                &kCFTypeDictionaryKeyCallBacks,
-                                                                &kCFTypeDictionaryValueCallBacks));
-    }
+    if (container.is_array) container.array = Value::Array();
     open_.push_back(std::move(container));
     return true;
   }
 
-  void AddToContainer(const Value& value) {
-    const Container& container = open_.back();
+  void AddToContainer(Value value) {
+    Container& container = open_.back();
     if (container.is_array) {
-      CFArrayAppendValue(container.array, value);
+      container.array.Append(std::move(value));
     } else {
-      CFDictionarySetValue(container.object.members, container.name, value);
+      container.object.members.SetSharing(std::move(container.name), std::move(value));
     }
   }
 
@@ -146,10 +134,10 @@ class Reader {
   Value Close() {
     Container closed = std::move(open_.back());
     open_.pop_back();
-    if (closed.is_array) return Value(closed.array.Detach());
+    if (closed.is_array) return std::move(closed.array);
     const bool is_kept = !open_.empty() && open_.back().wraps && closed.object.IsWrapper();
     if (!is_kept) return Interpret(std::move(closed.object), std::move(closed.inner));
-    Value members = Value::Retaining(closed.object.members.Get());
+    Value members = closed.object.members;
     open_.back().inner = std::move(closed.inner);
     open_.back().inner.push_back(std::move(closed.object));
     return members;
@@ -161,7 +149,8 @@ class Reader {
       for (std::size_t i = 0; i < depth; ++i) {
         const Container& above = open_[i];
         if (i > 0) way_ += '/';
-        way_ += above.is_array ? std::to_string(CFArrayGetCount(above.array)) : ToUtf8(above.name);
+        way_ += above.is_array ? std::to_string(above.array.elements().size())
+                               : NameText(above.name.text());
       }
     }
     return Fail(reason, at);
@@ -175,24 +164,24 @@ class Reader {
     return true;
   }
 
-  Value ReadWord(std::string_view word, CFTypeRef value) {
+  Value ReadWord(std::string_view word, Value value) {
     if (text_.substr(at_, word.size()) != word) return Fail("this is not a JSON value");
-    if (value == nullptr) return Refuse("a property list cannot hold null", at_);
+    if (!value) return Refuse("a property list cannot hold null", at_);
     at_ += word.size();
-    return Value::Retaining(value);
+    return value;
   }
 
   Value ReadLeaf() {
     if (at_ == text_.size()) return Fail("the text ends where a value is expected");
     switch (text_[at_]) {
       case '"':
-        return Value(ReadString().Detach());
+        return ReadString();
       case 't':
-        return ReadWord("true", kCFBooleanTrue);
+        return ReadWord("true", true);
       case 'f':
-        return ReadWord("false", kCFBooleanFalse);
+        return ReadWord("false", false);
       case 'n':
-        return ReadWord("null", nullptr);
+        return ReadWord("null", Value());
       default:
         return ReadNumber();
     }
@@ -208,17 +197,17 @@ class Reader {
       return false;
     }
     const std::size_t begin = at_;
-    String name = ReadString();
+    Value name = ReadString();
     if (!name) return false;
-    if (CFDictionaryGetValue(object.members, name) != nullptr) {
-      Refuse("duplicate name " + Quoted(ToUtf8(name)), begin, open_.size() - 1);
+    if (object.members.Find(name.text()) != nullptr) {
+      Refuse("duplicate name " + Quoted(NameText(name.text())), begin, open_.size() - 1);
       return false;
     }
     if (!Accept(':')) {
       Fail("\":\" is expected");
       return false;
     }
-    if (CFDictionaryGetCount(object.members) == 0) object.only_name = last_string_;
+    if (object.members.count() == 0) object.only_name = last_string_;
     container.wraps = last_string_ == kDictionaryWrapper;
     container.name = std::move(name);
     return true;
@@ -230,33 +219,30 @@ class Reader {
     std::size_t wrappers_at = object.IsWrapper() ? 0 : 1;  // whether even or odd links are wrappers
     inner.push_back(std::move(object));
     wrappers_at = (inner.size() - 1 + wrappers_at) % 2;
-    Value value = wrappers_at == 0 ? Unwrapped(inner[0]) : Value::Retaining(inner[0].members.Get());
+    Value value = wrappers_at == 0 ? Unwrapped(inner[0]) : inner[0].members;
     for (std::size_t i = 1; i < inner.size() && value; ++i) {
       if (i % 2 == wrappers_at) continue;  // its value is the dictionary inside
-      CFDictionarySetValue(inner[i].members, CFSTR(u"$dictionary"), value);
-      value = Value::Retaining(inner[i].members.Get());
+      inner[i].members.Set(plist::Text::Ascii(kDictionaryWrapper), std::move(value));
+      value = std::move(inner[i].members);
     }
     return value;
   }
 
   // The value of a wrapper whose content is not a wrapper.
   Value Unwrapped(const Object& object) {
-    const String name(CFStringCreateWithCString(kCFAllocatorDefault, object.only_name.c_str(),
-                                                kCFStringEncodingUTF8));
-    const CFTypeRef content = CFDictionaryGetValue(object.members, name);
+    const Value content = *object.members.Find(plist::Text::Ascii(object.only_name));
     if (object.only_name == kDictionaryWrapper) {
-      return IsDictionary(content) ? Value::Retaining(content)
-                                   : Refuse("\"$dictionary\" must hold an object", object.begin);
+      return content.is_dictionary() ? content
+                                     : Refuse("\"$dictionary\" must hold an object", object.begin);
     }
-    if (CFGetTypeID(content) != CFStringGetTypeID()) {
+    if (!content.is_string()) {
       return Refuse("\"" + object.only_name + "\" must hold a string", object.begin);
     }
-    const ValueType type = object.only_name == kDateWrapper   ? ValueType::kDate
-                           : object.only_name == kDataWrapper ? ValueType::kData
-                                                              : ValueType::kReal;
-    const std::string text = ToUtf8(static_cast<CFStringRef>(content));
-    const bool other_real =
-        type == ValueType::kReal && text != "nan" && text != "inf" && text != "-inf";
+    const Type type = object.only_name == kDateWrapper   ? Type::kDate
+                      : object.only_name == kDataWrapper ? Type::kData
+                                                         : Type::kReal;
+    const std::string text = content.text().ToUtf8();
+    const bool other_real = type == Type::kReal && text != "nan" && text != "inf" && text != "-inf";
     Value value = other_real ? Value() : ParseValue(type, text);
     const std::string why = other_real ? "not \"nan\", \"inf\" or \"-inf\"" : WhyNot(type, text);
     return value ? std::move(value)
@@ -288,8 +274,7 @@ class Reader {
       take('+', '-');
       if (!digits()) return Fail("a digit is expected");
     }
-    Value value =
-        ParseValue(real ? ValueType::kReal : ValueType::kInteger, text_.substr(begin, at_ - begin));
+    Value value = ParseValue(real ? Type::kReal : Type::kInteger, text_.substr(begin, at_ - begin));
     return value ? std::move(value)
                  : Refuse(real ? "the number is out of the range of a double"
                                : "an integer of more than 64 bits",
@@ -297,7 +282,7 @@ class Reader {
   }
 
   // Also puts the text into last_string_.
-  String ReadString() {
+  Value ReadString() {
     const std::size_t begin = at_++;
     last_string_.clear();
     for (;;) {
@@ -308,33 +293,24 @@ class Reader {
       }
       last_string_.append(text_, at_, end - at_);
       at_ = end;
-      if (end == text_.size()) return FailString("unterminated string", begin);
+      if (end == text_.size()) return Fail("unterminated string", begin);
       if (text_[end] == '"') break;
       if (text_[end] != '\\') {
-        return FailString("unescaped control character in a string", at_);
+        return Fail("unescaped control character in a string", at_);
       }
-      if (!ReadEscape()) return String();
+      if (!ReadEscape()) return {};
     }
     ++at_;
     return MakeString(begin);
   }
 
-  String FailString(const std::string& reason, std::size_t at) {
-    Fail(reason, at);
-    return String();
-  }
-
-  String MakeString(std::size_t begin) {
-    String string(CFStringCreateWithBytes(
-        kCFAllocatorDefault, reinterpret_cast<const UInt8*>(last_string_.data()),
-        static_cast<CFIndex>(last_string_.size()), kCFStringEncodingUTF8, false));
-    if (!string) return FailString("the string is not UTF-8", begin);
-    if (last_string_.find(kEscapeUtf8) == std::string::npos) return string;
-    const CAtlString text(string.Get());
-    std::u16string units(text.View());
+  Value MakeString(std::size_t begin) {
+    std::optional<Value> string = Value::FromUtf8(last_string_);
+    if (!string) return Fail("the string is not UTF-8", begin);
+    if (last_string_.find(kEscapeUtf8) == std::string::npos) return *std::move(string);
+    std::u16string units = string->text().ToUnits();
     plist::UnescapeText(units);
-    return String(CFStringCreateWithCharacters(kCFAllocatorDefault, units.data(),
-                                               static_cast<CFIndex>(units.size())));
+    return units;
   }
 
   bool ReadEscape() {
@@ -383,7 +359,7 @@ class Reader {
 };
 
 Value Finish(Reader& reader, Value value, TextError* error) {
-  if (value && reader.is_deep() && !CFPropertyListIsValid(value, kCFPropertyListXMLFormat_v1_0)) {
+  if (value && reader.is_deep() && plist::FindFault(value)) {
     value = reader.Fail("nested too deeply");
   }
   if (!value) *error = reader.error();
@@ -408,7 +384,7 @@ std::string TextError::Message() const {
          std::to_string(byte) + "): " + reason;
 }
 
-CAutoCFRelease<CFPropertyListRef> ReadJson(std::string_view text, TextError* error) {
+Value ReadJson(std::string_view text, TextError* error) {
   Reader reader(text, text.starts_with(kByteOrderMark) ? kByteOrderMark.size() : 0);
   Value value = reader.ReadValue();
   reader.SkipBlanks();
@@ -416,8 +392,7 @@ CAutoCFRelease<CFPropertyListRef> ReadJson(std::string_view text, TextError* err
   return Finish(reader, std::move(value), error);
 }
 
-CAutoCFRelease<CFPropertyListRef> ReadJsonPart(std::string_view text, std::size_t* at,
-                                               TextError* error) {
+Value ReadJsonPart(std::string_view text, std::size_t* at, TextError* error) {
   Reader reader(text, *at);
   Value value = reader.ReadValue();
   *at = reader.at();

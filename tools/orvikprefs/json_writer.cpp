@@ -1,19 +1,12 @@
 #include "tools/orvikprefs/json.h"
 
-#include <array>
-#include <bit>
-#include <charconv>
-#include <cinttypes>
 #include <cmath>
-#include <ctime>
+#include <optional>
+#include <utility>
 
-#include "platform/core_foundation/collections.h"
-#include "platform/core_foundation/data.h"
-#include "platform/core_foundation/date.h"
-#include "platform/core_foundation/number.h"
-#include "plist/escape.h"
+#include "plist/value_events.h"
 #include "text/byte_encodings.h"
-#include "tools/orvikprefs/text.h"
+#include "text/shown_text.h"
 #include "tools/orvikprefs/values.h"
 
 namespace orvik::prefstool {
@@ -116,154 +109,108 @@ void JsonWriter::Append(std::string_view utf8) {
 
 namespace {
 
-void WriteWrapped(JsonWriter& writer, const char* name, std::string_view text) {
-  writer.BeginObject().Name(name).Text(text).EndObject();
-}
-
-void WriteNumber(JsonWriter& writer, CFNumberRef number) {
-  std::array<char, 32> digits;
-  char* const end = digits.data() + digits.size();
-  const auto written = [&](const std::to_chars_result& result) {
-    return std::string_view(digits.data(), static_cast<std::size_t>(result.ptr - digits.data()));
-  };
-  if (CFNumberIsFloatType(number)) {
-    double real = 0;
-    CFNumberGetValue(number, kCFNumberDoubleType, &real);
-    if (!std::isfinite(real)) {
-      WriteWrapped(writer, kRealWrapper, std::isnan(real) ? "nan" : real > 0 ? "inf" : "-inf");
-      return;
-    }
-    std::string text(written(std::to_chars(digits.data(), end, real)));
-    if (text.find_first_of(".e") == std::string::npos) text += ".0";
-    writer.Raw(text);
-    return;
-  }
-  SInt64 integer = 0;
-  if (CFNumberGetValue(number, kCFNumberSInt64Type, &integer)) {
-    writer.Raw(written(std::to_chars(digits.data(), end, integer)));
-  } else {
-    writer.Raw(written(std::to_chars(digits.data(), end, number->unsignedLongLongValue())));
-  }
-}
-
-std::string Base64(CFDataRef data) {
-  return EncodedBase64({reinterpret_cast<const char*>(CFDataGetBytePtr(data)),
-                        static_cast<std::size_t>(CFDataGetLength(data))});
-}
-
-// The bits of a date that no calendar text can express.
-std::string DateBits(double seconds) {
-  char text[24];
-  std::snprintf(text, sizeof text, "0x%016" PRIx64, std::bit_cast<std::uint64_t>(seconds));
-  return text;
-}
-
-std::string DateText(CFDateRef date) {
-  constexpr double kFirst = -63113904000, kEnd = 252455616000;  // the years 1 to 9999
-  const double seconds = CFDateGetAbsoluteTime(date);
-  const double whole = std::floor(seconds), fraction = seconds - whole;
-  const bool is_exact =
-      seconds >= kFirst && seconds < kEnd && fraction < 1 &&
-      std::bit_cast<std::uint64_t>(whole + fraction) == std::bit_cast<std::uint64_t>(seconds) &&
-      !(seconds == 0 && std::signbit(seconds));
-  if (!is_exact) return DateBits(seconds);
-  const std::time_t since_1970 =
-      static_cast<std::time_t>(whole) + static_cast<std::time_t>(kCFAbsoluteTimeIntervalSince1970);
-  std::tm parts = {};
-  char text[64] = "";
-  if (gmtime_r(&since_1970, &parts) == nullptr) return DateBits(seconds);
-  std::snprintf(text, sizeof text, "%04d-%02d-%02dT%02d:%02d:%02d", parts.tm_year + 1900,
-                parts.tm_mon + 1, parts.tm_mday, parts.tm_hour, parts.tm_min, parts.tm_sec);
-  std::string shown = text;
-  if (fraction != 0) {
-    // As few digits as give the same fraction again, behind the zero.
-    std::array<char, 400> digits;
-    const auto end = std::to_chars(digits.data(), digits.data() + digits.size(), fraction,
-                                   std::chars_format::fixed);
-    if (end.ec != std::errc()) return DateBits(seconds);
-    shown.append(digits.data() + 1, end.ptr);
-  }
-  return shown + 'Z';
-}
-
-// Writes the values of one tree; one buffer serves all of its strings.
-class TreeWriter {
+// Writes the values that a walk, or a reader of XML, sends.
+class JsonSink final : public plist::Sink {
  public:
-  explicit TreeWriter(JsonWriter& writer) : writer_(writer) {}
+  explicit JsonSink(JsonWriter& writer) : writer_(writer) {}
 
-  // Containers that are open stand on a stack of their own, not on the thread's.
-  void Write(CFPropertyListRef root) {
-    WriteValue(root);
-    while (!open_.empty()) {
-      Container& container = open_.back();
-      if (container.next == container.count) {
-        Close(container);
-        open_.pop_back();
-      } else if (container.array != nullptr) {
-        WriteValue(CFArrayGetValueAtIndex(container.array, static_cast<CFIndex>(container.next++)));
-      } else {
-        const Entry entry = container.entries[container.next++];
-        writer_.Name(Text(entry.name));
-        WriteValue(entry.value);
+  bool String(const plist::Text& text, const Value*) override {
+    writer_.Text(Utf8(text));
+    return true;
+  }
+  bool Integer(plist::Integer value) override { return Leaf(value); }
+  bool Boolean(bool value) override { return Leaf(value); }
+  bool Real(double value, int) override {
+    return std::isfinite(value) ? Leaf(value) : Wrapped(kRealWrapper, value);
+  }
+  bool Date(double seconds) override { return Wrapped(kDateWrapper, Value::Date(seconds)); }
+  bool Data(std::string_view bytes, const plist::Bytes&) override {
+    writer_.BeginObject().Name(kDataWrapper).Text(EncodedBase64(bytes)).EndObject();
+    return true;
+  }
+
+  bool OpenArray(std::size_t) override {
+    writer_.BeginArray();
+    open_.push_back(Open::kArray);
+    return true;
+  }
+  // A walk over values knows the count.
+  bool OpenDictionary(std::size_t count) override {
+    open_.push_back(Open::kDictionary);
+    is_single_ = count == 1;
+    if (!is_single_) writer_.BeginObject();
+    return true;
+  }
+  bool Key(const plist::Text& key, const Value*) override {
+    const std::string_view name = Utf8(key);
+    if (std::exchange(is_single_, false)) {
+      if (IsWrapperName(name)) {
+        open_.back() = Open::kWrapped;
+        writer_.BeginObject().Name(kDictionaryWrapper);
       }
-    }
-  }
-
- private:
-  struct Container {
-    CFArrayRef array;  // null: a dictionary
-    std::vector<Entry> entries;
-    bool is_wrapped;
-    std::size_t count;
-    std::size_t next = 0;
-  };
-
-  // Writes a leaf, or begins a container.
-  void WriteValue(CFPropertyListRef value) {
-    const CFTypeID type = CFGetTypeID(value);
-    if (type == CFStringGetTypeID()) {
-      writer_.Text(Text(static_cast<CFStringRef>(value)));
-    } else if (type == CFBooleanGetTypeID()) {
-      writer_.Boolean(CFBooleanGetValue(static_cast<CFBooleanRef>(value)) != 0);
-    } else if (type == CFNumberGetTypeID()) {
-      WriteNumber(writer_, static_cast<CFNumberRef>(value));
-    } else if (type == CFDataGetTypeID()) {
-      WriteWrapped(writer_, kDataWrapper, Base64(static_cast<CFDataRef>(value)));
-    } else if (type == CFDateGetTypeID()) {
-      WriteWrapped(writer_, kDateWrapper, DateText(static_cast<CFDateRef>(value)));
-    } else if (type == CFArrayGetTypeID()) {
-      const CFArrayRef array = static_cast<CFArrayRef>(value);
-      writer_.BeginArray();
-      open_.push_back({array, {}, false, static_cast<std::size_t>(CFArrayGetCount(array))});
-    } else {
-      std::vector<Entry> entries = SortedEntries(static_cast<CFDictionaryRef>(value));
-      const bool is_wrapped = entries.size() == 1 && IsWrapperName(Text(entries[0].name));
-      if (is_wrapped) writer_.BeginObject().Name(kDictionaryWrapper);
       writer_.BeginObject();
-      const std::size_t count = entries.size();
-      open_.push_back({nullptr, std::move(entries), is_wrapped, count});
     }
+    writer_.Name(name);
+    return true;
   }
-
-  void Close(const Container& container) {
-    if (container.array != nullptr) {
+  bool Close() override {
+    const Open closed = open_.back();
+    open_.pop_back();
+    if (closed == Open::kArray) {
       writer_.EndArray();
     } else {
       writer_.EndObject();
     }
-    if (container.is_wrapped) writer_.EndObject();
+    if (closed == Open::kWrapped) writer_.EndObject();
+    return true;
+  }
+
+  // Entries come straight from the text if all below are in order and none can be that of a
+  // wrapper.
+  plist::Taking Dictionary(const plist::XmlDictionary& dictionary) override {
+    if (sends_xml_ || !dictionary.all_in_order() || MayHaveWrappers(dictionary.whole_text())) {
+      return plist::Taking::kWantsEntries;
+    }
+    sends_xml_ = true;
+    const bool is_done = dictionary.Send(*this);
+    sends_xml_ = false;
+    return is_done ? plist::Taking::kTaken : plist::Taking::kFailed;
+  }
+
+ private:
+  enum class Open : char { kArray, kDictionary, kWrapped };
+
+  bool Leaf(const Value& value) {
+    writer_.Raw(ValueText(value));
+    return true;
+  }
+  bool Wrapped(const char* name, const Value& value) {
+    writer_.BeginObject().Name(name).Text(ValueText(value)).EndObject();
+    return true;
+  }
+
+  // The names of wrappers begin with a dollar sign, which a reference could spell.
+  bool MayHaveWrappers(std::string_view xml) {
+    if (std::exchange(searched_, xml.data()) != xml.data()) {
+      has_dollar_ =
+          xml.find('$') != std::string_view::npos || xml.find("&#") != std::string_view::npos;
+    }
+    return has_dollar_;
   }
 
   // Valid up to the next call.
-  const std::string& Text(CFStringRef string) {
-    text_.resize(static_cast<std::size_t>(CFStringGetLength(string)));
-    if (!CopyAscii(string, text_.data()))
-      text_ = plist::EscapedSurrogates(CAtlString(string).View());
+  std::string_view Utf8(const plist::Text& text) {
+    if (text.is_ascii()) return text.bytes();
+    text_ = NameText(text);
     return text_;
   }
 
   JsonWriter& writer_;
-  std::vector<Container> open_;
+  std::vector<Open> open_;
+  bool is_single_ = false;  // the dictionary opened last, which has one entry, waits for its key
+  bool sends_xml_ = false;
+  const char* searched_ = nullptr;
+  bool has_dollar_ = false;
   std::string text_;
 };
 
@@ -274,11 +221,12 @@ bool IsWrapperName(std::string_view name) {
          name == kDictionaryWrapper;
 }
 
-void WriteJson(JsonWriter& writer, CFPropertyListRef value) {
-  TreeWriter(writer).Write(value);
+void WriteJson(JsonWriter& writer, const Value& value) {
+  JsonSink sink(writer);
+  plist::ValueWalk(plist::EntryOrder::kByKey, sink).Run(&value);
 }
 
-std::string JsonText(CFPropertyListRef value, JsonWriter::Layout layout) {
+std::string JsonText(const Value& value, JsonWriter::Layout layout) {
   JsonWriter writer(layout);
   WriteJson(writer, value);
   return writer.Release();

@@ -41,10 +41,9 @@ int CopyToStore(const Context& context, const CommandLine& line, const Place& fr
   Context target = context;
   target.scope = ScopeOf(line.Value("--to-scope")).value_or(context.scope);
   if (line.Has("--to-domain")) target.domain = *FromUtf8(line.Value("--to-domain"));
-  const PrefResult<CFTypeRef> found =
-      CopyPreference(context.scope, from.key, from.name, context.domain);
+  const PrefValue found = ReadPreference(context.scope, from.key, from.name, context.domain);
   if (!found.ok()) return context.Fail(found.status, from.text, false);
-  if (line.count() == 2 && !IsDictionary(found.value)) {
+  if (line.count() == 2 && !found.value.is_dictionary()) {
     return context.Fail({PrefError::kNotAKey}, from.text, false);
   }
   Transaction transaction = target.Change();
@@ -83,7 +82,7 @@ int CopyOrRename(const Context& context, const CommandLine& line, const char* do
   }
   const bool replace = line.Has("--replace");
   if (!replace) {
-    transaction.RequireThat(to->key, to->name, [](CFTypeRef there) { return there == nullptr; });
+    transaction.RequireThat(to->key, to->name, [](const Value& there) { return !there; });
   }
   (transaction.*change)(from->key, from->name, to->key, to->name);
   const PrefStatus status = transaction.Commit();

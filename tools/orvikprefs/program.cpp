@@ -51,7 +51,7 @@ int CarryOut(Context& context, const CommandLine& line) {
 int FailToReadKey(const Context& context, const PrefStatus& status, const KeyPath& key) {
   const bool is_value =
       status.error == PrefError::kNotAKey && !key.empty() &&
-      CopyPreference(context.scope, key.Parent(), key.name(key.count()), context.domain).ok();
+      ReadPreference(context.scope, key.Parent(), key.name(key.count()), context.domain).ok();
   if (!is_value) return context.Fail(status, KeyText(key), false);
   return context.Fail(
       kNotFound, QuotedPath(PathOf(key)) + " is a value, not a key; \"orvikprefs get\" prints it");

@@ -1,37 +1,18 @@
 #include "tools/orvikprefs/text.h"
 
-#include "platform/core_foundation/string.h"
-#include "prefs/auto_release.h"
 #include "strings/utf8_strings.h"
 #include "text/characters.h"
 
 namespace orvik::prefstool {
 
 std::optional<CAtlString> FromUtf8(std::string_view bytes) {
-  CAutoCFRelease<CFStringRef> text(
-      CFStringCreateWithBytes(kCFAllocatorDefault, reinterpret_cast<const UInt8*>(bytes.data()),
-                              static_cast<CFIndex>(bytes.size()), kCFStringEncodingUTF8, false));
-  if (!text) return std::nullopt;
-  return CAtlString(text.Get());
-}
-
-bool CopyAscii(CFStringRef text, char* buffer) {
-  const CFIndex length = CFStringGetLength(text);
-  CFIndex used = 0;
-  return CFStringGetBytes(text, CFRangeMake(0, length), kCFStringEncodingASCII, 0, false,
-                          reinterpret_cast<UInt8*>(buffer), length, &used) == length &&
-         used == length;
-}
-
-std::string ToUtf8(CFStringRef text) {
-  // Most names and values are ASCII.
-  std::string bytes(static_cast<std::size_t>(CFStringGetLength(text)), '\0');
-  return CopyAscii(text, bytes.data()) ? bytes : ToUtf8(CAtlString(text));
+  CAtlString text;
+  if (!WideFromUtf8(bytes, text)) return std::nullopt;
+  return text;
 }
 
 std::string ToUtf8(const CAtlString& text) {
-  const CAtlStringA bytes = MakeUTF8StringFromUnicodeString(text);
-  return std::string(bytes.GetString(), static_cast<std::size_t>(bytes.GetLength()));
+  return plist::Text(text.View()).ToUtf8();
 }
 
 std::string Quoted(std::string_view utf8) {

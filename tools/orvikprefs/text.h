@@ -6,7 +6,6 @@
 #include <string>
 #include <string_view>
 
-#include "platform/core_foundation/string.h"
 #include "strings/atl_string.h"
 #include "text/shown_text.h"
 #include "tools/orvikprefs/grammar.h"
@@ -21,12 +20,7 @@ using orvik::Escaped;
 std::optional<CAtlString> FromUtf8(std::string_view bytes);
 
 // A lone surrogate becomes "?".
-std::string ToUtf8(CFStringRef text);
 std::string ToUtf8(const CAtlString& text);
-
-// Puts the units of a string that is ASCII into the buffer, which has room for all of them; false
-// when it is not.
-bool CopyAscii(CFStringRef text, char* buffer);
 
 // For messages: escaped, between double quotes, and without its middle when it is long.
 std::string Quoted(std::string_view utf8);

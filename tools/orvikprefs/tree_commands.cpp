@@ -21,8 +21,8 @@ namespace {
 constexpr const char* kKeyColour = "1;34";
 constexpr const char* kTypeColour = "2";
 
-PrefResult<CFDictionaryRef> CopyKey(const Context& context, const CommandLine& line) {
-  return CopyPreferenceKey(context.scope, KeyAt(line), context.domain);
+PrefValue ReadKey(const Context& context, const CommandLine& line) {
+  return ReadPreferenceKey(context.scope, KeyAt(line), context.domain);
 }
 
 // The columns that harmless UTF-8 takes on a terminal.
@@ -31,19 +31,23 @@ std::size_t Width(std::string_view utf8) {
   return text ? static_cast<std::size_t>(ColumnsOf(text->View())) : utf8.size();
 }
 
+std::string ShownName(const Value::Entry& entry) {
+  return Escaped(NameText(entry.key.text()));
+}
+
 // The tree for people: names of one level aligned, keys before their entries.
-void PrintTree(const Context& context, CFDictionaryRef tree) {
+void PrintTree(const Context& context, const Value& tree) {
   struct Level {
-    std::vector<Entry> entries;
+    std::vector<const Value::Entry*> entries;
     std::size_t width;  // of the longest name of a value, in columns
     std::size_t next = 0;
   };
   std::vector<Level> levels;
-  const auto enter = [&levels](CFDictionaryRef dictionary) {
-    Level level = {SortedEntries(dictionary), 0};
-    for (const Entry& entry : level.entries) {
-      if (IsDictionary(entry.value)) continue;
-      level.width = std::max(level.width, Width(Escaped(ToUtf8(entry.name))));
+  const auto enter = [&levels](const Value& dictionary) {
+    Level level = {plist::SortedEntries(dictionary), 0};
+    for (const Value::Entry* entry : level.entries) {
+      if (entry->value.is_dictionary()) continue;
+      level.width = std::max(level.width, Width(ShownName(*entry)));
     }
     levels.push_back(std::move(level));
   };
@@ -54,12 +58,12 @@ void PrintTree(const Context& context, CFDictionaryRef tree) {
       levels.pop_back();
       continue;
     }
-    const Entry& entry = level.entries[level.next++];
-    const std::string name = Escaped(ToUtf8(entry.name));
+    const Value::Entry& entry = *level.entries[level.next++];
+    const std::string name = ShownName(entry);
     *context.out << std::string((levels.size() - 1) * 2, ' ');
-    if (IsDictionary(entry.value)) {
+    if (entry.value.is_dictionary()) {
       *context.out << context.Coloured(name + "/", kKeyColour) << '\n';
-      enter(static_cast<CFDictionaryRef>(entry.value));
+      enter(entry.value);
     } else {
       *context.out << name << std::string(level.width - Width(name), ' ') << "  "
                    << context.Coloured(TypeName(entry.value), kTypeColour) << "  "
@@ -71,40 +75,38 @@ void PrintTree(const Context& context, CFDictionaryRef tree) {
 }  // namespace
 
 int List(const Context& context, const CommandLine& line) {
-  const PrefResult<CFDictionaryRef> found = CopyKey(context, line);
+  const PrefValue found = ReadKey(context, line);
   if (!found.ok()) return FailToReadKey(context, found.status, KeyAt(line));
-  const std::vector<Entry> entries = SortedEntries(found.value);
+  const std::vector<const Value::Entry*> entries = plist::SortedEntries(found.value);
   if (context.json) {
     JsonWriter names;
     names.BeginArray();
-    for (const Entry& entry : entries) names.Text(ToUtf8(entry.name));
+    for (const Value::Entry* entry : entries) names.Text(NameText(entry->key.text()));
     *context.out << names.EndArray().json() << '\n';
     return kDone;
   }
-  for (const Entry& entry : entries) {
-    if (context.terminal && IsDictionary(entry.value)) {
-      *context.out << context.Coloured(Escaped(ToUtf8(entry.name)) + "/", kKeyColour) << '\n';
+  for (const Value::Entry* entry : entries) {
+    if (context.terminal && entry->value.is_dictionary()) {
+      *context.out << context.Coloured(ShownName(*entry) + "/", kKeyColour) << '\n';
     } else {
-      context.Item(ToUtf8(entry.name));
+      context.Item(NameText(entry->key.text()));
     }
   }
   return kDone;
 }
 
 int Tree(const Context& context, const CommandLine& line) {
-  const PrefResult<CFDictionaryRef> found = CopyKey(context, line);
+  const PrefValue found = ReadKey(context, line);
   if (!found.ok()) return FailToReadKey(context, found.status, KeyAt(line));
   if (context.json) {
-    *context.out << JsonText(found.value.Get(), JsonWriter::Layout::kIndented) << '\n';
+    *context.out << JsonText(found.value, JsonWriter::Layout::kIndented) << '\n';
   } else if (context.terminal) {
     PrintTree(context, found.value);
   } else {
-    const Path above = PathOf(KeyAt(line));
-    EntryWalk walk(found.value);
+    EntryWalk walk(found.value, PathOf(KeyAt(line)));
     while (walk.Next()) {
       if (!walk.is_leaf()) continue;
-      const std::string path = JoinedPath(PathBelow(above, walk.names()));
-      context.Record({path, TypeName(walk.value()), ValueText(walk.value())}, 0);
+      context.Record({JoinedPath(walk.path()), TypeName(walk.value()), ValueText(walk.value())}, 0);
     }
   }
   return kDone;
@@ -142,72 +144,62 @@ class Search {
  public:
   explicit Search(const CommandLine& line)
       : text_(NameAt(line, 0).View()),
-        wanted_(NameAt(line, 0).CreateCFStringRef(kCFAllocatorDefault)),
         type_(line.Value("--type")),
         in_names_(line.Has("--names") || !line.Has("--values")),
         in_values_(line.Has("--values") || !line.Has("--names")),
         is_pattern_(line.Has("--pattern")),
         ignores_case_(line.Has("--ignore-case")) {
-    if (is_pattern_ && ignores_case_) text_ = FoldCase(text_);
+    if (ignores_case_) text_ = FoldCase(text_);
   }
 
-  bool Matches(const Entry& entry) const {
-    if (!type_.empty() && type_ != TypeName(entry.value)) return false;
-    if (in_names_ && MatchesText(CAtlString(entry.name))) return true;
-    if (!in_values_ || IsDictionary(entry.value)) return false;
-    const std::optional<CAtlString> value = FromUtf8(ValueText(entry.value));
-    return value && MatchesText(*value);
+  bool Matches(const plist::Text& name, const Value& value) const {
+    if (!type_.empty() && type_ != TypeName(value)) return false;
+    if (in_names_ && MatchesText(name.ToUnits())) return true;
+    if (!in_values_ || value.is_dictionary()) return false;
+    return MatchesText(value.is_string() ? value.text().ToUnits()
+                                         : Value::FromUtf8(ValueText(value))->text().ToUnits());
   }
 
  private:
-  bool MatchesText(const CAtlString& where) const {
-    if (is_pattern_) {
-      return IsLike(ignores_case_ ? FoldCase(where.View()) : std::u16string(where.View()), text_);
-    }
-    if (text_.empty()) return true;
-    const CAutoCFRelease<CFStringRef> units(where.CreateCFStringRef(kCFAllocatorDefault));
-    return CFStringFindWithOptions(units, wanted_, CFRangeMake(0, where.GetLength()),
-                                   ignores_case_ ? kCFCompareCaseInsensitive : 0, nullptr) != 0;
+  bool MatchesText(std::u16string where) const {
+    if (ignores_case_) where = FoldCase(where);
+    return is_pattern_ ? IsLike(where, text_) : where.find(text_) != std::u16string::npos;
   }
 
   std::u16string text_;
-  CAutoCFRelease<CFStringRef> wanted_;
   std::string type_;
   bool in_names_, in_values_, is_pattern_, ignores_case_;
 };
 
 struct Match {
   Path path;
-  CFPropertyListRef value;
+  Value value;
 };
 
 }  // namespace
 
 int Find(const Context& context, const CommandLine& line) {
   const KeyPath key = KeyAt(line, 1);
-  const PrefResult<CFDictionaryRef> root = CopyPreferenceKey(context.scope, key, context.domain);
+  const PrefValue root = ReadPreferenceKey(context.scope, key, context.domain);
   if (!root.ok()) return FailToReadKey(context, root.status, key);
   std::vector<Match> found;
   const Search search(line);
-  const Path above = PathOf(key);
-  EntryWalk walk(root.value);
+  EntryWalk walk(root.value, PathOf(key));
   while (walk.Next()) {
-    if (search.Matches({walk.names().back(), walk.value()})) {
-      found.push_back({PathBelow(above, walk.names()), walk.value()});
-    }
+    if (search.Matches(walk.name(), walk.value())) found.push_back({walk.path(), walk.value()});
   }
   if (context.json) {
     JsonWriter rows;
     rows.BeginArray();
     for (const Match& match : found) {
       rows.BeginObject().Name("path").Texts(match.path).Name("type").Text(TypeName(match.value));
-      if (!IsDictionary(match.value)) WriteJson(rows.Name("value"), match.value);
+      if (!match.value.is_dictionary()) WriteJson(rows.Name("value"), match.value);
       rows.EndObject();
     }
     *context.out << rows.EndArray().json() << '\n';
   } else {
     for (const Match& match : found) {
-      const std::string value = IsDictionary(match.value) ? "" : ValueText(match.value);
+      const std::string value = match.value.is_dictionary() ? "" : ValueText(match.value);
       context.Record({JoinedPath(match.path), TypeName(match.value), value}, 0);
     }
   }
@@ -254,11 +246,11 @@ int Watch(const Context& context, const CommandLine& line) {
   host::FileWatch watch(file);
   if (!watch.ok()) return context.Fail(kNotFound, Quoted(file) + " cannot be watched");
 
-  CAutoCFRelease<CFDictionaryRef> last;
+  Value last;
   bool first = true;
   int printed = 0;
   do {
-    PrefResult<CFDictionaryRef> now = CopyPreferenceKey(context.scope, key, context.domain);
+    PrefValue now = ReadPreferenceKey(context.scope, key, context.domain);
     const PrefError error = now.status.error;
     // A file that is damaged at this moment says nothing about the values: the last ones hold.
     if (now.ok() || error == PrefError::kNotFound || error == PrefError::kNotAKey) {

@@ -2,8 +2,7 @@
 #include <optional>
 #include <ostream>
 
-#include "platform/core_foundation/data.h"
-#include "platform/core_foundation/property_list.h"
+#include "plist/forms.h"
 #include "prefs/reporting.h"
 #include "prefs/transaction.h"
 #include "tools/orvikprefs/commands.h"
@@ -15,28 +14,26 @@ namespace orvik::prefstool {
 
 namespace {
 
-using Value = CAutoCFRelease<CFPropertyListRef>;
-
 std::string Address(const CommandLine& line) {
   return ValueAddress(KeyAt(line), NameAt(line));
 }
 
 struct TypeOption {
   const char* name;
-  ValueType type;
+  Type type;
 };
-constexpr std::array<TypeOption, 5> kTypeOptions = {{{"--int", ValueType::kInteger},
-                                                     {"--real", ValueType::kReal},
-                                                     {"--bool", ValueType::kBoolean},
-                                                     {"--date", ValueType::kDate},
-                                                     {"--data", ValueType::kData}}};
+constexpr std::array<TypeOption, 5> kTypeOptions = {{{"--int", Type::kInteger},
+                                                     {"--real", Type::kReal},
+                                                     {"--bool", Type::kBoolean},
+                                                     {"--date", Type::kDate},
+                                                     {"--data", Type::kData}}};
 
-// The value that the command line gives; null after a message.
+// The value that the command line gives; no value after a message.
 Value NewValue(const Context& context, const CommandLine& line) {
   const std::string text = line.Argument(2);
   const bool json = line.Has(OrvikPrefsGrammar().FindOption(line.command(), "--json"));
   int types = json ? 1 : 0;
-  ValueType type = ValueType::kString;
+  Type type = Type::kString;
   for (const TypeOption& option : kTypeOptions) {
     if (!line.Has(option.name)) continue;
     type = option.type;
@@ -44,7 +41,7 @@ Value NewValue(const Context& context, const CommandLine& line) {
   }
   if (types > 1) {
     context.Fail(kUsage, "a value has one type");
-    return Value();
+    return {};
   }
   if (!json) {
     Value value = ParseValue(type, text);
@@ -57,16 +54,14 @@ Value NewValue(const Context& context, const CommandLine& line) {
   return value;
 }
 
-int PrintXml(const Context& context, CFPropertyListRef value) {
-  const CAutoCFRelease<CFDataRef> xml(CFPropertyListCreateXMLData(kCFAllocatorDefault, value));
+int PrintXml(const Context& context, const Value& value) {
+  const std::optional<std::string> xml = plist::WriteXml(value);
   if (!xml) return context.Fail(kNotSaved, "the value cannot be written as XML");
-  context.out->write(reinterpret_cast<const char*>(CFDataGetBytePtr(xml)),
-                     static_cast<std::streamsize>(CFDataGetLength(xml)));
+  *context.out << *xml;
   return kDone;
 }
 
-int PrintValue(const Context& context, const CommandLine& line, CFPropertyListRef value,
-               bool is_value) {
+int PrintValue(const Context& context, const CommandLine& line, const Value& value, bool is_value) {
   if (line.Has("--type")) {
     if (context.json) {
       *context.out << '"' << TypeName(value) << "\"\n";
@@ -86,47 +81,40 @@ int PrintValue(const Context& context, const CommandLine& line, CFPropertyListRe
 }
 
 // The key, or the value, at a path.
-PrefResult<CFTypeRef> FindByPath(const Context& context, const KeyPath& path, bool& is_value) {
-  PrefResult<CFDictionaryRef> key = CopyPreferenceKey(context.scope, path, context.domain);
+PrefValue FindByPath(const Context& context, const KeyPath& path, bool& is_value) {
+  PrefValue key = ReadPreferenceKey(context.scope, path, context.domain);
   is_value = key.status.error == PrefError::kNotAKey && !path.empty();
   if (is_value) {
-    PrefResult<CFTypeRef> value =
-        CopyPreference(context.scope, path.Parent(), path.name(path.count()), context.domain);
+    PrefValue value =
+        ReadPreference(context.scope, path.Parent(), path.name(path.count()), context.domain);
     if (value.ok()) return value;
   }
-  return {key.status, CAutoCFRelease<CFTypeRef>(key.value.Detach())};
+  return key;
 }
-
-}  // namespace
-
-namespace {
 
 // An element, NAME[2], where no value has the whole name and NAME is an array.
 std::optional<ElementPath> ElementOf(const Context& context, const CommandLine& line) {
   std::optional<ElementPath> element = ParseElement(NameAt(line));
-  if (!element || CopyPreference(context.scope, KeyAt(line), NameAt(line), context.domain).ok()) {
+  if (!element || ReadPreference(context.scope, KeyAt(line), NameAt(line), context.domain).ok()) {
     return std::nullopt;
   }
-  const PrefResult<CFTypeRef> array =
-      CopyPreference(context.scope, KeyAt(line), element->name, context.domain);
-  const bool is_array = array.ok() && TypeOf(array.value) == ValueType::kArray;
+  const PrefValue array = ReadPreference(context.scope, KeyAt(line), element->name, context.domain);
+  const bool is_array = array.ok() && array.value.is_array();
   return is_array ? std::move(element) : std::nullopt;
 }
 
-PrefResult<CFTypeRef> FindValue(const Context& context, const CommandLine& line, bool& is_value) {
+PrefValue FindValue(const Context& context, const CommandLine& line, bool& is_value) {
   is_value = line.count() > 1;
   if (!is_value) return FindByPath(context, KeyAt(line), is_value);
-  PrefResult<CFTypeRef> found =
-      CopyPreference(context.scope, KeyAt(line), NameAt(line), context.domain);
+  PrefValue found = ReadPreference(context.scope, KeyAt(line), NameAt(line), context.domain);
   if (found.status.error != PrefError::kNotFound) return found;
   const std::optional<ElementPath> element = ElementOf(context, line);
   if (!element) return found;
-  const PrefResult<CFTypeRef> array =
-      CopyPreference(context.scope, KeyAt(line), element->name, context.domain);
+  const PrefValue array = ReadPreference(context.scope, KeyAt(line), element->name, context.domain);
   if (!array.ok()) return found;
-  const CFTypeRef value = ElementAt(array.value, element->indices);
-  if (value == nullptr) return found;
-  return {PrefStatus::Ok(), CAutoCFRelease<CFTypeRef>::Retaining(value)};
+  Value value = ElementAt(array.value, element->indices);
+  if (!value) return found;
+  return {PrefStatus::Ok(), std::move(value)};
 }
 
 // Every scope that has the value, or the one that the line names: scope, file, type, value.
@@ -141,7 +129,7 @@ int ShowScopes(const Context& given, const CommandLine& line) {
     Context context = given;
     context.scope = scope.scope;
     bool is_value = false;
-    const PrefResult<CFTypeRef> found = FindValue(context, line, is_value);
+    const PrefValue found = FindValue(context, line, is_value);
     const PrefError error = found.status.error;
     if (error == PrefError::kNotFound || error == PrefError::kNotAKey) continue;
     if (!found.ok()) return context.Fail(found.status, KeyText(KeyAt(line)), false);
@@ -164,7 +152,7 @@ int ShowScopes(const Context& given, const CommandLine& line) {
 int Get(const Context& context, const CommandLine& line) {
   if (line.Has("--show-scope")) return ShowScopes(context, line);
   bool is_value = false;
-  const PrefResult<CFTypeRef> found = FindValue(context, line, is_value);
+  const PrefValue found = FindValue(context, line, is_value);
   if (found.ok()) return PrintValue(context, line, found.value, is_value);
   const bool missing =
       found.status.error == PrefError::kNotFound || found.status.error == PrefError::kNotAKey;
@@ -173,7 +161,7 @@ int Get(const Context& context, const CommandLine& line) {
                         false);
   }
   const std::string text = line.Value("--default");
-  return PrintValue(context, line, ParseValue(ValueType::kString, text), is_value);
+  return PrintValue(context, line, ParseValue(Type::kString, text), is_value);
 }
 
 namespace {
@@ -182,38 +170,38 @@ namespace {
 struct PresentValue {
   enum class Refusal { kNone, kAbsent, kNotEqual, kOtherKey, kOtherType };
   Refusal refusal = Refusal::kNone;
-  std::optional<ValueType> type;  // of the value that is there
+  std::optional<Type> type;  // of the value that is there
 
-  bool Accepts(const CommandLine& line, CFTypeRef present, CFTypeRef wanted) {
-    if (present != nullptr) type = TypeOf(present);
+  bool Accepts(const CommandLine& line, const Value& present, const Value& wanted) {
+    if (present) type = present.type();
     refusal = RefusalOf(line, present, wanted);
     return refusal == Refusal::kNone;
   }
 
  private:
-  static Refusal RefusalOf(const CommandLine& line, CFTypeRef present, CFTypeRef wanted) {
+  static Refusal RefusalOf(const CommandLine& line, const Value& present, const Value& wanted) {
     if (line.Has("--if-equals")) {
-      if (present == nullptr) return Refusal::kAbsent;
+      if (!present) return Refusal::kAbsent;
       if (!IsTextOf(present, line.Value("--if-equals"))) return Refusal::kNotEqual;
     }
-    if (present == nullptr) return Refusal::kNone;
+    if (!present) return Refusal::kNone;
     // A key that is this one already loses nothing.
-    if (IsDictionary(present) && !line.Has("--replace-key") && !IsSameValue(present, wanted)) {
+    if (present.is_dictionary() && !line.Has("--replace-key") && present != wanted) {
       return Refusal::kOtherKey;
     }
-    if (line.Has("--keep-type") && TypeOf(present) != TypeOf(wanted)) return Refusal::kOtherType;
+    if (line.Has("--keep-type") && present.type() != wanted.type()) return Refusal::kOtherType;
     return Refusal::kNone;
   }
 };
 
-std::string WithArticle(ValueType type) {
+std::string WithArticle(Type type) {
   const std::string name = TypeName(type);
   return (name[0] == 'a' || name[0] == 'i' ? "an " : "a ") + name;
 }
 
 // Why the value was not set; "" for a reason that the status has itself.
 std::string ReasonOf(const CommandLine& line, const PrefStatus& status, const PresentValue& present,
-                     ValueType wanted) {
+                     Type wanted) {
   switch (present.refusal) {
     case PresentValue::Refusal::kAbsent:
       return ": there is no value";
@@ -239,11 +227,11 @@ namespace {
 
 // Changes an array that is present; for kAppend without indices also one that is not.
 int ChangeElement(const Context& context, const CommandLine& line, const ElementPath& element,
-                  ElementChange change, CFTypeRef value, const char* done) {
+                  ElementChange change, const Value& value, const char* done) {
   bool is_array = true;
   Transaction transaction = context.Change();
-  UpdateArray(transaction, KeyAt(line), element.name, [&](CFTypeRef present) {
-    is_array = present == nullptr || TypeOf(present) == ValueType::kArray;
+  transaction.Update(KeyAt(line), element.name, [&](const Value& present) {
+    is_array = !present || present.is_array();
     return WithElement(present, element.indices, change, value);
   });
   const PrefStatus status = transaction.Commit();
@@ -257,7 +245,7 @@ int ChangeElement(const Context& context, const CommandLine& line, const Element
 }
 
 int SetElement(const Context& context, const CommandLine& line,
-               const std::optional<ElementPath>& element, CFTypeRef value) {
+               const std::optional<ElementPath>& element, const Value& value) {
   for (const char* const option : {"--if-equals", "--if-absent", "--keep-type", "--replace-key"}) {
     if (line.Has(option)) {
       return context.Fail(kUsage, std::string(option) + " does not apply to elements of arrays");
@@ -296,12 +284,12 @@ int Set(const Context& context, const CommandLine& line) {
   }
   const KeyPath key = KeyAt(line);
   const CAtlString name = NameAt(line);
-  const ValueType type = TypeOf(value);
+  const Type type = value.type();
   Transaction transaction = context.Change();
   if (line.Has("--if-absent")) transaction.RequireAbsent(key, name);
   PresentValue present;
   transaction.RequireThat(key, name,
-                          [&](CFTypeRef found) { return present.Accepts(line, found, value); });
+                          [&](const Value& found) { return present.Accepts(line, found, value); });
   transaction.Set(key, name, value,
                   line.Has("--replace-key") ? ReplaceKeys::kYes : ReplaceKeys::kNo);
   const PrefStatus status = transaction.Commit();
@@ -320,7 +308,7 @@ int Set(const Context& context, const CommandLine& line) {
 
 int Delete(const Context& context, const CommandLine& line) {
   if (const std::optional<ElementPath> element = ElementOf(context, line)) {
-    return ChangeElement(context, line, *element, ElementChange::kRemove, nullptr, "deleted ");
+    return ChangeElement(context, line, *element, ElementChange::kRemove, {}, "deleted ");
   }
   Transaction transaction = context.Change();
   if (!line.Has("--recursive")) transaction.RequireNotKey(KeyAt(line), NameAt(line));

@@ -3,16 +3,12 @@
 #include <algorithm>
 #include <bit>
 #include <charconv>
-#include <memory>
+#include <cmath>
+#include <limits>
 #include <utility>
 
-#include "platform/core_foundation/collections.h"
-#include "platform/core_foundation/data.h"
-#include "platform/core_foundation/date.h"
-#include "platform/core_foundation/number.h"
-#include "platform/core_foundation/property_list.h"
 #include "plist/escape.h"
-#include "prefs/preferences.h"
+#include "plist/leaves.h"
 #include "text/byte_encodings.h"
 #include "text/case_and_spelling.h"
 #include "tools/orvikprefs/json.h"
@@ -22,14 +18,13 @@ namespace orvik::prefstool {
 
 namespace {
 
-using Value = CAutoCFRelease<CFPropertyListRef>;
-
-// Every name and form in the order of ValueType.
+// Every name and form in the order of Type.
 struct TypeRow {
   const char* name;
   const char* form;
 };
 constexpr TypeRow kTypes[] = {
+    {"", ""},
     {"string", "UTF-8"},
     {"integer", "an integer of 64 bits"},
     {"real", "a real number"},
@@ -40,66 +35,93 @@ constexpr TypeRow kTypes[] = {
     {"dictionary", "a JSON object"},
 };
 
-// The property-list reader knows these forms already; only text without markup may reach it.
-Value ReadElement(const std::string& element, std::string_view text) {
-  if (text.find_first_of("<&") != std::string_view::npos) return Value();
-  const std::string document =
-      "<plist version=\"1.0\"><" + element + ">" + std::string(text) + "</" + element + "></plist>";
-  const CAutoCFRelease<CFDataRef> bytes(
-      CFDataCreate(kCFAllocatorDefault, reinterpret_cast<const UInt8*>(document.data()),
-                   static_cast<CFIndex>(document.size())));
-  return Value(CFPropertyListCreateFromXMLData(kCFAllocatorDefault, bytes, kCFPropertyListImmutable,
-                                               nullptr));
+constexpr char kEscape[] = "\uFDD0";  // begins a unit that UTF-8 cannot carry
+
+bool HasSameBits(double one, double other) {
+  return std::bit_cast<std::uint64_t>(one) == std::bit_cast<std::uint64_t>(other);
 }
 
-// The texts of json.h.
+std::string DateText(double seconds) {
+  constexpr double kFirst = -63113904000, kEnd = 252423993600;  // the years 1 to 9999
+  const double whole = std::floor(seconds), fraction = seconds - whole;
+  const bool is_exact =
+      seconds >= kFirst && seconds < kEnd && fraction < 1 && HasSameBits(whole + fraction, seconds);
+  std::string text;
+  if (!is_exact) {
+    const auto bits = std::bit_cast<std::uint64_t>(seconds);
+    text = "0x";
+    for (int shift = 60; shift >= 0; shift -= 4) text += "0123456789abcdef"[bits >> shift & 0xF];
+    return text;
+  }
+  plist::AppendDate(text, whole);
+  if (fraction != 0) {
+    // As few digits as give the same fraction again, behind the zero.
+    char digits[400];
+    const auto end =
+        std::to_chars(digits, digits + sizeof digits, fraction, std::chars_format::fixed);
+    text.insert(text.size() - 1, digits + 1, static_cast<std::size_t>(end.ptr - digits) - 1);
+  }
+  return text;
+}
+
 Value ParseDate(std::string_view text) {
   const char* const last = text.data() + text.size();
   if (text.starts_with("0x")) {
     std::uint64_t bits = 0;
     const auto [end, error] = std::from_chars(text.data() + 2, last, bits, 16);
-    if (text.size() != 18 || error != std::errc() || end != last) return Value();
-    return Value(CFDateCreate(kCFAllocatorDefault, std::bit_cast<double>(bits)));
+    const bool is_sound = text.size() == 18 && error == std::errc() && end == last;
+    return is_sound ? Value::Date(std::bit_cast<double>(bits)) : Value();
   }
-  const std::size_t point = text.find('.');
-  if (point == std::string_view::npos) return ReadElement("date", text);
-  const std::string_view digits =
-      text.substr(point + 1, text.size() - std::min(text.size(), point + 2));
-  if (!text.ends_with('Z') || digits.empty() ||
-      digits.find_first_not_of("0123456789") != std::string_view::npos) {
-    return Value();
-  }
-  const Value whole = ReadElement("date", std::string(text.substr(0, point)) + "Z");
-  const std::string zero = "0." + std::string(digits);
+  std::string whole(text);
   double fraction = 0;
-  const auto read = std::from_chars(zero.data(), zero.data() + zero.size(), fraction);
-  if (!whole || read.ec != std::errc()) return Value();
-  return Value(CFDateCreate(kCFAllocatorDefault,
-                            CFDateGetAbsoluteTime(static_cast<CFDateRef>(whole.Get())) + fraction));
+  if (const std::size_t point = text.find('.'); point != std::string_view::npos) {
+    const std::string_view digits =
+        text.substr(point + 1, text.size() - std::min(text.size(), point + 2));
+    if (!text.ends_with('Z') || digits.empty() ||
+        digits.find_first_not_of("0123456789") != std::string_view::npos) {
+      return {};
+    }
+    const std::string zero = "0." + std::string(digits);
+    if (std::from_chars(zero.data(), zero.data() + zero.size(), fraction).ec != std::errc()) {
+      return {};
+    }
+    whole.erase(point, digits.size() + 1);
+  }
+  const std::optional<double> seconds = plist::ParseDate(whole);
+  return seconds ? Value::Date(*seconds + fraction) : Value();
+}
+
+std::string RealText(double real) {
+  if (std::isnan(real)) return "nan";
+  if (std::isinf(real)) return real > 0 ? "inf" : "-inf";
+  std::string text;
+  plist::AppendReal(text, real);
+  if (text.find_first_of(".e") == std::string::npos) text += ".0";
+  return text;
+}
+
+template <class Number>
+bool ParseNumber(std::string_view text, Number& number) {
+  const char* const last = text.data() + text.size();
+  const auto [end, error] = std::from_chars(text.data(), last, number);
+  return error == std::errc() && end == last;
 }
 
 Value ParseInteger(std::string_view text) {
-  SInt64 value = 0;
-  const char* const last = text.data() + text.size();
-  const auto [end, error] = std::from_chars(text.data(), last, value);
-  if (error == std::errc() && end == last) {
-    return Value(CFNumberCreate(kCFAllocatorDefault, kCFNumberSInt64Type, &value));
-  }
-  const bool digits = !text.empty() && std::all_of(text.begin(), text.end(), [](char byte) {
-    return byte >= '0' && byte <= '9';
-  });
-  return digits ? ReadElement("integer", text) : Value();
+  std::int64_t number = 0;
+  std::uint64_t large = 0;
+  if (ParseNumber(text, number)) return number;
+  return ParseNumber(text, large) ? Value(large) : Value();
 }
 
 Value ParseReal(std::string_view text) {
-  if (text == "nan" || text == "inf" || text == "-inf") return ReadElement("real", text);
-  double value = 0;
-  const char* const last = text.data() + text.size();
-  const auto [end, error] = std::from_chars(text.data(), last, value);
+  if (text == "nan") return std::numeric_limits<double>::quiet_NaN();
+  if (text == "inf") return std::numeric_limits<double>::infinity();
+  if (text == "-inf") return -std::numeric_limits<double>::infinity();
+  double real = 0;
   // The names that from_chars takes for infinities and the like are not decimal numbers.
-  const bool decimal = text.find_first_not_of("0123456789.eE+-") == std::string_view::npos;
-  if (error != std::errc() || end != last || !decimal) return Value();
-  return Value(CFNumberCreate(kCFAllocatorDefault, kCFNumberDoubleType, &value));
+  const bool is_decimal = text.find_first_not_of("0123456789.eE+-") == std::string_view::npos;
+  return is_decimal && ParseNumber(text, real) ? Value(real) : Value();
 }
 
 Value ParseBoolean(std::string_view text) {
@@ -111,149 +133,108 @@ Value ParseBoolean(std::string_view text) {
     });
   };
   for (const auto& [set, unset] : kWords) {
-    if (is(set)) return Value::Retaining(kCFBooleanTrue);
-    if (is(unset)) return Value::Retaining(kCFBooleanFalse);
+    if (is(set)) return true;
+    if (is(unset)) return false;
   }
-  return Value();
-}
-
-bool IsBefore(const Entry& one, const Entry& other) {
-  return CFStringCompare(one.name, other.name, 0) == kCFCompareLessThan;
+  return {};
 }
 
 }  // namespace
 
-ValueType TypeOf(CFPropertyListRef value) {
-  const CFTypeID type = CFGetTypeID(value);
-  if (type == CFStringGetTypeID()) return ValueType::kString;
-  if (type == CFBooleanGetTypeID()) return ValueType::kBoolean;
-  if (type == CFNumberGetTypeID()) {
-    return CFNumberIsFloatType(static_cast<CFNumberRef>(value)) ? ValueType::kReal
-                                                                : ValueType::kInteger;
-  }
-  if (type == CFDateGetTypeID()) return ValueType::kDate;
-  if (type == CFDataGetTypeID()) return ValueType::kData;
-  return type == CFArrayGetTypeID() ? ValueType::kArray : ValueType::kDictionary;
-}
-
-const char* TypeName(ValueType type) {
+const char* TypeName(Type type) {
   return kTypes[static_cast<int>(type)].name;
 }
 
-const char* TypeForm(ValueType type) {
+const char* TypeForm(Type type) {
   return kTypes[static_cast<int>(type)].form;
 }
 
-std::string WhyNot(ValueType type, std::string_view text) {
+std::string WhyNot(Type type, std::string_view text) {
   const std::string what = std::string("not ") + TypeForm(type);
-  const std::optional<std::size_t> fault =
-      type == ValueType::kData ? Base64Fault(text) : std::nullopt;
+  const std::optional<std::size_t> fault = type == Type::kData ? Base64Fault(text) : std::nullopt;
   return fault ? what + ", from character " + std::to_string(*fault + 1) + " on" : what;
 }
 
-bool IsDictionary(CFPropertyListRef value) {
-  return value != nullptr && IsADictionaryType(value);
-}
-
-std::string ValueText(CFPropertyListRef value) {
-  if (TypeOf(value) == ValueType::kString) {
-    const CAtlString text(static_cast<CFStringRef>(value));
-    return plist::EscapedSurrogates(text.View());
-  }
-  std::string json = JsonText(value);
-  // Dates, data and reals that are not numbers are wrapped in JSON, to carry their type. None of
-  // their texts holds a quote.
-  if (!IsDictionary(value) && json.starts_with('{')) {
-    const std::size_t begin = json.find(':') + 2;
-    return json.substr(begin, json.rfind('"') - begin);
-  }
-  return json;
-}
-
-CAutoCFRelease<CFPropertyListRef> ParseValue(ValueType type, std::string_view text) {
-  switch (type) {
-    case ValueType::kString: {
-      const std::optional<CAtlString> string = FromUtf8(text);
-      return Value(string ? string->CreateCFStringRef(kCFAllocatorDefault) : nullptr);
+std::string ValueText(const Value& value) {
+  switch (value.type()) {
+    case Type::kString:
+      return plist::EscapedSurrogates(value.text());
+    case Type::kInteger: {
+      std::string text;
+      plist::AppendInteger(text, value.integer());
+      return text;
     }
-    case ValueType::kInteger:
+    case Type::kReal:
+      return RealText(value.real());
+    case Type::kBoolean:
+      return value.boolean() ? "true" : "false";
+    case Type::kDate:
+      return DateText(value.date());
+    case Type::kData:
+      return EncodedBase64(*value.data());
+    default:
+      return JsonText(value);
+  }
+}
+
+Value ParseValue(Type type, std::string_view text) {
+  switch (type) {
+    case Type::kString:
+      return Value::FromUtf8(text).value_or(Value());
+    case Type::kInteger:
       return ParseInteger(text);
-    case ValueType::kReal:
+    case Type::kReal:
       return ParseReal(text);
-    case ValueType::kBoolean:
+    case Type::kBoolean:
       return ParseBoolean(text);
-    case ValueType::kDate:
+    case Type::kDate:
       return ParseDate(text);
-    case ValueType::kData:
-      return Base64Fault(text) ? Value() : ReadElement("data", text);
-    case ValueType::kArray:
-    case ValueType::kDictionary:
+    case Type::kData:
+      return Base64Fault(text) ? Value() : Value::Data(*plist::ParseData(text));
+    default:
       break;
   }
   TextError error;
   Value value = ReadJson(text, &error);
-  return value && TypeOf(value) == type ? std::move(value) : Value();
+  return value.type() == type ? std::move(value) : Value();
 }
 
-bool IsTextOf(CFPropertyListRef value, const std::string& text) {
-  if (ValueText(value) == text) return true;
-  const Value parsed = ParseValue(TypeOf(value), text);
-  return parsed && CFEqual(parsed, value);
+bool IsTextOf(const Value& value, const std::string& text) {
+  return ValueText(value) == text || ParseValue(value.type(), text) == value;
 }
 
-std::vector<Entry> SortedEntries(CFDictionaryRef dictionary) {
-  const std::size_t count = static_cast<std::size_t>(CFDictionaryGetCount(dictionary));
-  std::vector<const void*> names(count), values(count);
-  CFDictionaryGetKeysAndValues(dictionary, names.data(), values.data());
-  std::vector<Entry> entries(count);
-  for (std::size_t i = 0; i < count; ++i) {
-    entries[i] = {static_cast<CFStringRef>(names[i]), values[i]};
-  }
-  // Entries read from a file of ours are in order already.
-  if (!std::is_sorted(entries.begin(), entries.end(), IsBefore)) {
-    std::sort(entries.begin(), entries.end(), IsBefore);
-  }
-  return entries;
+std::string NameText(const plist::Text& name) {
+  return plist::EscapedSurrogates(name);
 }
 
-bool EntryWalk::Next() {
-  if (has_entries_) levels_.push_back({SortedEntries(static_cast<CFDictionaryRef>(value_))});
-  while (levels_.back().next == levels_.back().entries.size()) {
-    if (levels_.size() == 1) {
-      has_entries_ = false;
-      return false;
-    }
-    levels_.pop_back();
-  }
-  Level& level = levels_.back();
-  const Entry& entry = level.entries[level.next++];
-  names_.resize(levels_.size() - 1);
-  names_.push_back(entry.name);
-  value_ = entry.value;
-  has_entries_ =
-      IsDictionary(value_) && CFDictionaryGetCount(static_cast<CFDictionaryRef>(value_)) > 0;
-  return true;
-}
-
-Path PathBelow(Path above, const std::vector<CFStringRef>& names) {
-  for (const CFStringRef name : names) above.push_back(ToUtf8(name));
-  return above;
+std::optional<CAtlString> NameUnits(const std::string& name) {
+  std::optional<CAtlString> text = FromUtf8(name);
+  if (!text || name.find(kEscape) == std::string::npos) return text;
+  std::u16string units(text->View());
+  plist::UnescapeText(units);
+  return CAtlString(std::u16string_view(units));
 }
 
 Path PathOf(const KeyPath& key) {
   Path path;
-  for (int i = 1; i <= key.count(); ++i) path.push_back(ToUtf8(key.name(i)));
+  for (int i = 1; i <= key.count(); ++i) path.push_back(NameText(key.name(i)));
   return path;
 }
 
+Path PathBelow(Path above, const plist::Path& names) {
+  for (const std::u16string& name : names) above.push_back(NameText(name));
+  return above;
+}
+
 std::string JoinedPath(const Path& path) {
-  const bool as_array = std::any_of(path.begin(), path.end(),
-                                    [](const std::string& name) {
-                                      return name.empty() || name.find('/') != std::string::npos ||
-                                             Escaped(name) != name;
-                                    }) ||
-                        (!path.empty() && path.front().starts_with('['));
-  if (as_array) return JsonWriter(JsonWriter::Layout::kOneLine).Texts(path).Release();
+  const auto needs_array = [](const std::string& name) {
+    return name.empty() || name.find('/') != std::string::npos ||
+           name.find(kEscape) != std::string::npos || Escaped(name) != name;
+  };
+  if (std::any_of(path.begin(), path.end(), needs_array) ||
+      (!path.empty() && path.front().starts_with('['))) {
+    return JsonWriter(JsonWriter::Layout::kOneLine).Texts(path).Release();
+  }
   std::string text;
   for (const std::string& name : path) {
     if (!text.empty()) text += '/';
@@ -265,41 +246,38 @@ std::string JoinedPath(const Path& path) {
 std::optional<KeyPath> ParseKey(const std::string& text) {
   TextError error;
   const Value list = text.starts_with('[') ? ReadJson(text, &error) : Value();
+  bool has_names_alone = list.is_array();
   std::vector<CAtlString> names;
-  bool texts_alone = static_cast<bool>(list);
-  const CFIndex count = list ? CFArrayGetCount(static_cast<CFArrayRef>(list.Get())) : 0;
-  for (CFIndex i = 0; i < count && texts_alone; ++i) {
-    const CFTypeRef name = CFArrayGetValueAtIndex(static_cast<CFArrayRef>(list.Get()), i);
-    texts_alone = TypeOf(name) == ValueType::kString;
-    if (texts_alone) names.emplace_back(static_cast<CFStringRef>(name));
+  for (const Value& name : has_names_alone ? list.elements() : std::vector<Value>()) {
+    has_names_alone = has_names_alone && name.is_string();
+    if (has_names_alone) names.emplace_back(std::u16string_view(name.text().ToUnits()));
   }
-  if (texts_alone) return KeyPath::FromNames(std::move(names));
+  if (has_names_alone) return KeyPath::FromNames(std::move(names));
   const std::optional<CAtlString> path = FromUtf8(text);
   if (!path) return std::nullopt;
   return KeyPath(*path);
 }
 
-namespace {
-
-using Value = CAutoCFRelease<CFPropertyListRef>;
-
-bool IsArray(CFTypeRef value) {
-  return value != nullptr && TypeOf(value) == ValueType::kArray;
+EntryWalk::EntryWalk(const Value& tree, Path above)
+    : tree_(tree), above_(above.size()), path_(std::move(above)) {
+  levels_.push_back({plist::SortedEntries(tree_)});
 }
 
-CAutoCFRelease<CFMutableArrayRef> NewArray() {
-  return CAutoCFRelease<CFMutableArrayRef>(
-      CFArrayCreateMutable(kCFAllocatorDefault, 0, &kCFTypeArrayCallBacks));
+bool EntryWalk::Next() {
+  if (entry_ != nullptr && !is_leaf()) levels_.push_back({plist::SortedEntries(value())});
+  while (levels_.back().next == levels_.back().entries.size()) {
+    if (levels_.size() == 1) {
+      entry_ = nullptr;
+      return false;
+    }
+    levels_.pop_back();
+  }
+  Level& level = levels_.back();
+  entry_ = level.entries[level.next++];
+  path_.resize(above_ + levels_.size() - 1);
+  path_.push_back(NameText(name()));
+  return true;
 }
-
-// The position that an index means, from 0; -1 for none.
-CFIndex Position(CFArrayRef array, long index, bool end_counts) {
-  const CFIndex count = CFArrayGetCount(array);
-  const CFIndex position = index < 0 ? count + index : index;
-  return position >= 0 && position < count + (end_counts ? 1 : 0) ? position : -1;
-}
-
-}  // namespace
 
 std::optional<ElementPath> ParseElement(const CAtlString& text) {
   std::string rest = ToUtf8(text);
@@ -308,9 +286,8 @@ std::optional<ElementPath> ParseElement(const CAtlString& text) {
     const std::size_t begin = rest.rfind('[');
     if (begin == std::string::npos) return std::nullopt;
     long index = 0;
-    const char* const last = rest.data() + rest.size() - 1;
-    const auto [end, error] = std::from_chars(rest.data() + begin + 1, last, index);
-    if (error != std::errc() || end != last) return std::nullopt;
+    const std::string_view digits(rest.data() + begin + 1, rest.size() - begin - 2);
+    if (!ParseNumber(digits, index)) return std::nullopt;
     path.indices.insert(path.indices.begin(), index);
     rest.resize(begin);
   }
@@ -319,55 +296,57 @@ std::optional<ElementPath> ParseElement(const CAtlString& text) {
   return path;
 }
 
-CFTypeRef ElementAt(CFTypeRef array, std::span<const long> indices) {
+namespace {
+
+// The position that an index means, from 0; nothing for none.
+std::optional<std::size_t> Position(const Value& array, long index, bool end_counts) {
+  const auto count = static_cast<long>(array.elements().size());
+  const long position = index < 0 ? count + index : index;
+  if (position < 0 || position >= count + (end_counts ? 1 : 0)) return std::nullopt;
+  return static_cast<std::size_t>(position);
+}
+
+}  // namespace
+
+Value ElementAt(Value array, std::span<const long> indices) {
   for (const long index : indices) {
-    if (!IsArray(array)) return nullptr;
-    const auto elements = static_cast<CFArrayRef>(array);
-    const CFIndex position = Position(elements, index, false);
-    if (position < 0) return nullptr;
-    array = CFArrayGetValueAtIndex(elements, position);
+    if (!array.is_array()) return {};
+    const std::optional<std::size_t> position = Position(array, index, false);
+    if (!position) return {};
+    array = Value(array.elements()[*position]);
   }
   return array;
 }
 
-CAutoCFRelease<CFPropertyListRef> WithElement(CFTypeRef array, std::span<const long> indices,
-                                              ElementChange change, CFTypeRef value) {
-  const bool appends_here = change == ElementChange::kAppend && indices.empty();
-  if (!IsArray(array) && !(appends_here && array == nullptr)) return Value();
-  const auto old = static_cast<CFArrayRef>(array);
-  const CFIndex count = old != nullptr ? CFArrayGetCount(old) : 0;
-  CFIndex position = count;
-  if (!appends_here) {
-    const bool is_last = indices.size() == 1;
-    position = Position(old, indices[0], is_last && change == ElementChange::kInsert);
-    if (position < 0) return Value();
+Value WithElement(Value array, std::span<const long> indices, ElementChange change,
+                  const Value& value) {
+  const bool appends = change == ElementChange::kAppend;
+  if (!array && appends && indices.empty()) array = Value::Array();
+  Value* at = &array;
+  for (const long index : appends ? indices : indices.first(indices.size() - 1)) {
+    if (!at->is_array()) return {};
+    const std::optional<std::size_t> position = Position(*at, index, false);
+    if (!position) return {};
+    at = &at->ChangeElements()[*position];
   }
-  const bool goes_on = !appends_here && (indices.size() > 1 || change == ElementChange::kAppend);
-  const CAutoCFRelease<CFMutableArrayRef> made = NewArray();
-  for (CFIndex i = 0; i < count; ++i) {
-    const CFTypeRef element = CFArrayGetValueAtIndex(old, i);
-    if (i != position) {
-      CFArrayAppendValue(made, element);
-    } else if (goes_on) {
-      const Value inner = WithElement(element, indices.subspan(1), change, value);
-      if (!inner) return Value();
-      CFArrayAppendValue(made, inner);
-    } else {
-      if (change != ElementChange::kRemove) CFArrayAppendValue(made, value);
-      if (change == ElementChange::kInsert) CFArrayAppendValue(made, element);
-    }
+  if (!at->is_array()) return {};
+  if (appends) {
+    at->Append(value);
+    return array;
   }
-  if (position == count) CFArrayAppendValue(made, value);
-  return Value::Retaining(made.Get());
-}
-
-void UpdateArray(Transaction& transaction, const KeyPath& key, const CAtlString& name,
-                 std::function<CAutoCFRelease<CFPropertyListRef>(CFTypeRef present)> make) {
-  transaction.Update(key, name, [make = std::move(make)](const plist::Value& present) {
-    const Value object(CreateObject(present, kCFPropertyListMutableContainers));
-    const Value made = make(object);
-    return made ? ValueOf(made) : plist::Value();
-  });
+  const std::optional<std::size_t> position =
+      Position(*at, indices.back(), change == ElementChange::kInsert);
+  if (!position) return {};
+  std::vector<Value>& elements = at->ChangeElements();
+  const auto place = elements.begin() + static_cast<std::ptrdiff_t>(*position);
+  if (change == ElementChange::kInsert) {
+    elements.insert(place, value);
+  } else if (change == ElementChange::kRemove) {
+    elements.erase(place);
+  } else {
+    *place = value;
+  }
+  return array;
 }
 
 }  // namespace orvik::prefstool

@@ -1,115 +1,122 @@
-// Values of the store as the tool prints and parses them, and elements of arrays.
+// Values as the tool prints and parses them, their entries and elements, and the paths to them.
+//
+// The tool works on plist::Value (plist/value.h). A Value without a type means that nothing is
+// there: nothing was found, a text could not be parsed, a side of a difference is missing.
 #pragma once
 
-#include <functional>
+#include <cstddef>
 #include <optional>
 #include <span>
 #include <string>
 #include <string_view>
 #include <vector>
 
-#include "platform/core_foundation/collections.h"
-#include "platform/core_foundation/property_list.h"
-#include "platform/core_foundation/string.h"
-#include "prefs/auto_release.h"
+#include "plist/differences.h"
+#include "plist/value.h"
 #include "prefs/key_path.h"
-#include "prefs/transaction.h"
+#include "strings/atl_string.h"
 
 namespace orvik::prefstool {
 
-enum class ValueType { kString, kInteger, kReal, kBoolean, kDate, kData, kArray, kDictionary };
+using plist::Type;
+using plist::Value;
 
-ValueType TypeOf(CFPropertyListRef value);
 // "string", "integer", "real", "boolean", "date", "data", "array" or "dictionary".
-const char* TypeName(ValueType type);
-inline const char* TypeName(CFPropertyListRef value) {
-  return TypeName(TypeOf(value));
+const char* TypeName(Type type);
+inline const char* TypeName(const Value& value) {
+  return TypeName(value.type());
 }
 
-bool IsDictionary(CFPropertyListRef value);
+// Returns a value as text. A string is itself; a number is decimal; a boolean is "true" or "false";
+// data is Base64; a container is JSON on one line (json.h). Two values that differ never have one
+// text and one type. A lone surrogate in a string is escaped as in JSON.
+//
+//   date                                        text
+//   in the years 1 to 9999                      2024-05-06T07:08:09Z (ISO 8601, UTC)
+//   the same with a fraction of a second        2024-05-06T07:08:09.25Z, as many digits as it needs
+//   any other                                   "0x" and the 16 digits of its IEEE 754 double, the
+//                                               seconds since 2001
+std::string ValueText(const Value& value);
 
-// A leaf as text: a string as it is, numbers in decimal, "true" or "false", a date in ISO 8601
-// (UTC), data in Base64. A container as JSON on one line. Two values that differ never have one
-// text and one type. A lone surrogate in a string is written as in JSON (json.h).
-std::string ValueText(CFPropertyListRef value);
-
-// The value of the type that the text means; null when it means none.
+// Returns the value of the type that the text means, or no value.
 //
 //   string              any UTF-8
 //   integer             decimal, of 64 bits, signed or not
 //   real                decimal with or without an exponent; nan, inf, -inf
 //   boolean             true, false, yes, no, on, off, 1, 0, in any case
-//   date                2024-05-06T07:08:09Z, 2024-05-06T07:08:09.25Z, or the bits (json.h)
+//   date                a text of ValueText; the time, or the end of it, may be missing
 //   data                Base64 as RFC 4648 says: padded, without blanks
 //   array, dictionary   JSON (json.h)
-CAutoCFRelease<CFPropertyListRef> ParseValue(ValueType type, std::string_view text);
+Value ParseValue(Type type, std::string_view text);
 // The form of a type's texts, for messages: "an integer of 64 bits".
-const char* TypeForm(ValueType type);
+const char* TypeForm(Type type);
 // Why a text is not a value of the type: "not Base64, from character 3 on".
-std::string WhyNot(ValueType type, std::string_view text);
+std::string WhyNot(Type type, std::string_view text);
 
 // Whether the text is what ValueText gives for the value, or means an equal value of its type.
-bool IsTextOf(CFPropertyListRef value, const std::string& text);
+bool IsTextOf(const Value& value, const std::string& text);
 
-// The entries of a dictionary in the order of their names' UTF-16 units. The dictionary owns them.
-struct Entry {
-  CFStringRef name;
-  CFPropertyListRef value;
-};
-std::vector<Entry> SortedEntries(CFDictionaryRef dictionary);
-
-// Walks the entries of a dictionary and of all dictionaries below it: a key comes before its
-// entries. Uses no stack space for depth. The dictionary must outlive the walk.
-class EntryWalk {
- public:
-  explicit EntryWalk(CFDictionaryRef tree) { levels_.push_back({SortedEntries(tree)}); }
-
-  // Advances to the next entry; false at the end.
-  bool Next();
-
-  // The names down to the entry, from the dictionary given, and the value there.
-  const std::vector<CFStringRef>& names() const { return names_; }
-  CFPropertyListRef value() const { return value_; }
-  // A value, or a key without entries.
-  bool is_leaf() const { return !has_entries_; }
-
- private:
-  struct Level {
-    std::vector<Entry> entries;
-    std::size_t next = 0;
-  };
-  std::vector<Level> levels_;
-  std::vector<CFStringRef> names_;
-  CFPropertyListRef value_ = nullptr;
-  bool has_entries_ = false;
-};
-
-// Names from the domain's top level down. Owned here, so it outlives what it was read from.
+// Names from the domain's top level down, each as NameText gives it.
 using Path = std::vector<std::string>;
+
+// A name in UTF-8. A lone surrogate is escaped as in JSON (json.h), so that two names never have
+// one text.
+std::string NameText(const plist::Text& name);
+// The name that NameText gave; nothing when it is not UTF-8.
+std::optional<CAtlString> NameUnits(const std::string& name);
 
 Path PathOf(const KeyPath& key);
 // The path `above`, and the names below it.
-Path PathBelow(Path above, const std::vector<CFStringRef>& names);
+Path PathBelow(Path above, const plist::Path& names);
 
-// The names joined by "/", or a JSON array of them when one of them is empty, holds a "/" or "\\"
-// or what a terminal must not receive, or when what is joined would be taken for an array. It is
-// printed as it is; ParseKey reads either form.
+// The names joined by "/", or a JSON array of them when one of them is empty, holds a "/" or "\\",
+// an escape or what a terminal must not receive, or when what is joined would be taken for an
+// array. It is printed as it is; ParseKey reads either form.
 std::string JoinedPath(const Path& path);
 
 // A key path as people write it: names separated by "/" or "\\", or a JSON array of names. Nothing
 // when the text is not UTF-8.
 std::optional<KeyPath> ParseKey(const std::string& text);
 
+// Walks the entries of a dictionary and of all dictionaries below it: a key comes before its
+// entries, names ascend by their UTF-16 units. Uses no stack space for depth.
+class EntryWalk {
+ public:
+  // `above` is put before every path.
+  explicit EntryWalk(const Value& tree, Path above = {});
+
+  // Advances to the next entry; false at the end.
+  bool Next();
+
+  const Path& path() const { return path_; }
+  plist::Text name() const { return entry_->key.text(); }
+  const Value& value() const { return entry_->value; }
+  // A value, or a key without entries.
+  bool is_leaf() const { return !value().is_dictionary() || value().count() == 0; }
+
+ private:
+  struct Level {
+    std::vector<const Value::Entry*> entries;
+    std::size_t next = 0;
+  };
+
+  Value tree_;  // owns the entries
+  std::size_t above_;
+  Path path_;
+  std::vector<Level> levels_;
+  const Value::Entry* entry_ = nullptr;
+};
+
 struct ElementPath {
   CAtlString name;            // of the array
   std::vector<long> indices;  // negative ones count from the end
 };
 
-// Nothing when the text does not end in an index.
+// Parses "NAME[2][-1]". Nothing when the text does not end in an index.
 std::optional<ElementPath> ParseElement(const CAtlString& text);
 
-// The element of the array; null when there is none. The array owns it.
-CFTypeRef ElementAt(CFTypeRef array, std::span<const long> indices);
+// The element of the array; no value when there is none.
+Value ElementAt(Value array, std::span<const long> indices);
 
 enum class ElementChange {
   kReplace,
@@ -117,14 +124,9 @@ enum class ElementChange {
   kRemove,
   kAppend,  // to the array that the indices lead to
 };
-// A changed copy of the array; null when the element does not exist. `value` may be null
-// for kRemove alone, and `array` for kAppend without indices.
-CAutoCFRelease<CFPropertyListRef> WithElement(CFTypeRef array, std::span<const long> indices,
-                                              ElementChange change, CFTypeRef value);
-
-// Replaces an array by the result of `make`, one step of a transaction. What is present, or null,
-// is given to `make`; if that returns null, the step fails with kConditionNotMet.
-void UpdateArray(Transaction& transaction, const KeyPath& key, const CAtlString& name,
-                 std::function<CAutoCFRelease<CFPropertyListRef>(CFTypeRef present)> make);
+// Returns the array with the change; no value when the element does not exist. kRemove ignores
+// `value`. kAppend without indices makes an array of no value.
+Value WithElement(Value array, std::span<const long> indices, ElementChange change,
+                  const Value& value);
 
 }  // namespace orvik::prefstool

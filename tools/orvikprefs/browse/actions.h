@@ -38,10 +38,10 @@ class Editing {
 
  private:
   // As JSON, in the user's editor.
-  std::string EditInEditor(const Path& path, CFPropertyListRef began);
+  std::string EditInEditor(const Path& path, const Value& began);
   std::string DeletePicked();
-  // A line that means a value of the type; null when the user gave up.
-  Value AskValue(ValueType type, const std::string& text);
+  // A line that means a value of the type; no value when the user gave up.
+  Value AskValue(Type type, const std::string& text);
   std::string AskName(const char* label, Path& path);
   // The refusal, or what was done; then the path is selected.
   std::string Report(const std::string& refusal, const Path& path, const char* what);
@@ -74,7 +74,7 @@ class Reading {
 };
 
 // The bytes of Export; nothing for a value that the form cannot hold.
-std::optional<std::string> ExportedBytes(CFPropertyListRef value, const std::string& file);
+std::optional<std::string> ExportedBytes(const Value& value, const std::string& file);
 
 // Shows and writes the changes that wait, and settles conflicts.
 class Review {

@@ -322,7 +322,7 @@ void Browser::ChooseElsewhere() {
   rows.reserve(places.size());
   for (const Place& place : places) {
     rows.push_back(std::string(ScopeName(place.scope)) + "  " + Escaped(ToUtf8(place.domain)) +
-                   (IsDictionary(place.value) ? "" : "  " + Escaped(ValueText(place.value))));
+                   (place.value.is_dictionary() ? "" : "  " + Escaped(ValueText(place.value))));
   }
   if (rows.empty()) return Report("no file of any scope has " + ShownPath(path));
   const std::optional<int> row = dialogs_.Choose({"Files with " + ShownPath(path),

@@ -6,7 +6,6 @@
 #include <algorithm>
 #include <utility>
 
-#include "platform/core_foundation/property_list.h"
 #include "prefs/transaction.h"
 #include "tools/orvikprefs/browse/tree.h"
 
@@ -38,10 +37,7 @@ bool Draft::Identity::operator==(const Identity& other) const {
 }
 
 Draft::Draft(int scope, CAtlString domain)
-    : scope_(scope),
-      domain_(std::move(domain)),
-      file_(PreferenceFilePath(scope, domain_)),
-      edited_(Tree::Retaining(base_)) {
+    : scope_(scope), domain_(std::move(domain)), file_(PreferenceFilePath(scope, domain_)) {
   identity_.size = -2;  // of no file, so that the first reading takes place
 }
 
@@ -61,10 +57,10 @@ bool Draft::Refresh() {
   if (identity == identity_) return right_changed;
   const bool is_first = identity_.size == -2;
   identity_ = identity;
-  PrefResult<CFDictionaryRef> read = CopyDomain(scope_, domain_);
+  PrefValue read = ReadDomain(scope_, domain_);
   status_ = read.status;
   if (status_.error == PrefError::kNotFound) {
-    read.value = EmptyTree();
+    read.value = Value::Dictionary();
   } else if (!status_.ok()) {
     Changed(Cause::kOtherProcess);
     return true;
@@ -80,10 +76,10 @@ bool Draft::Refresh() {
 }
 
 // Carries the user's changes over to what was read.
-void Draft::SetBase(Tree base) {
-  Tree edited = Tree::Retaining(base);
+void Draft::SetBase(Value base) {
+  Value edited = base;
   for (Conflict& conflict : conflicts_) {
-    conflict.there = Value::Retaining(FindIn(base, conflict.path));
+    conflict.there = FindIn(base, conflict.path);
   }
   for (Change& mine : changes_) RestoreOne(edited, std::move(mine));
   base_ = std::move(base);
@@ -91,27 +87,27 @@ void Draft::SetBase(Tree base) {
 }
 
 // Makes the change in the tree where the value is still the one that it began with.
-void Draft::RestoreOne(Tree& tree, Change mine) {
-  const CFPropertyListRef there = FindIn(tree, mine.path);
-  if (IsSameValue(there, mine.after)) return;
-  Tree changed;
-  if (IsSameValue(there, mine.before)) changed = WithValue(tree, mine.path, mine.after);
+void Draft::RestoreOne(Value& tree, Change mine) {
+  Value there = FindIn(tree, mine.path);
+  if (there == mine.after) return;
+  Value changed;
+  if (there == mine.before) changed = WithValue(tree, mine.path, mine.after);
   if (changed) {
     tree = std::move(changed);
   } else {
-    PutConflict({std::move(mine.path), std::move(mine.before), Value::Retaining(there),
-                 std::move(mine.after)});
+    PutConflict(
+        {std::move(mine.path), std::move(mine.before), std::move(there), std::move(mine.after)});
   }
 }
 
-void Draft::SetEdited(Tree edited, Cause cause) {
+void Draft::SetEdited(Value edited, Cause cause) {
   edited_ = std::move(edited);
   changes_ = ChangesBetween(base_, edited_);
   ++version_;
   Changed(cause);
 }
 
-void Draft::Do(std::string what, Tree edited) {
+void Draft::Do(std::string what, Value edited) {
   std::vector<Change> changes = ChangesBetween(edited_, edited);
   if (!changes.empty()) {
     undo_.push_back({std::move(what), std::move(changes)});
@@ -133,43 +129,43 @@ bool Draft::PutConflict(Conflict conflict) {
   return false;
 }
 
-std::string Draft::Put(std::string what, const Path& path, CFPropertyListRef value) {
+std::string Draft::Put(std::string what, const Path& path, const Value& value) {
   if (path.empty()) return "the domain itself cannot be changed so";
-  Tree changed = WithValue(edited_, path, value);
+  Value changed = WithValue(edited_, path, value);
   if (!changed) return "a value is in the way of " + ShownPath(path);
   Do(std::move(what), std::move(changed));
   return {};
 }
 
-std::string Draft::Set(const Path& path, CFPropertyListRef value) {
+std::string Draft::Set(const Path& path, const Value& value) {
   return Put("set " + ShownPath(path), path, value);
 }
 
-std::string Draft::Set(const Path& path, CFPropertyListRef value, CFPropertyListRef began) {
+std::string Draft::Set(const Path& path, const Value& value, const Value& began) {
   Value there = At(path);
-  if (IsSameValue(there, began) || IsSameValue(there, value)) {
+  if (there == began || there == value) {
     // The user has seen the other's value and decided.
     std::erase_if(conflicts_, [&](const Conflict& conflict) { return conflict.path == path; });
-    return value != nullptr ? Set(path, value) : Remove(path);
+    return value ? Set(path, value) : Remove(path);
   }
-  PutConflict({path, Value::Retaining(began), std::move(there), Value::Retaining(value)});
+  PutConflict({path, began, std::move(there), value});
   ++version_;
   Changed(Cause::kUser);
   return "another process changed " + ShownPath(path) + " meanwhile: C shows both";
 }
 
-std::string Draft::Add(const Path& path, CFPropertyListRef value) {
-  if (FindIn(edited_, path) != nullptr) return ShownPath(path) + " exists already";
+std::string Draft::Add(const Path& path, const Value& value) {
+  if (At(path)) return ShownPath(path) + " exists already";
   return Put("add " + ShownPath(path), path, value);
 }
 
 std::string Draft::Remove(const Path& path) {
-  if (FindIn(edited_, path) == nullptr) return ShownPath(path) + " does not exist";
-  return Put("delete " + ShownPath(path), path, nullptr);
+  if (!At(path)) return ShownPath(path) + " does not exist";
+  return Put("delete " + ShownPath(path), path, {});
 }
 
-std::string Draft::Remove(const Path& path, CFPropertyListRef began) {
-  return Set(path, nullptr, began);
+std::string Draft::Remove(const Path& path, const Value& began) {
+  return Set(path, {}, began);
 }
 
 std::string Draft::RemoveAll(std::vector<Path> paths) {
@@ -180,11 +176,11 @@ std::string Draft::RemoveAll(std::vector<Path> paths) {
     if (one.back().size() != other.back().size()) return one.back().size() > other.back().size();
     return one.back() > other.back();
   });
-  Tree tree = Tree::Retaining(edited_);
+  Value tree = edited_;
   std::size_t count = 0;
   for (const Path& path : paths) {
-    if (path.empty() || FindIn(tree, path) == nullptr) continue;
-    tree = WithValue(tree, path, nullptr);
+    if (path.empty() || !FindIn(tree, path)) continue;
+    tree = WithValue(std::move(tree), path, {});
     ++count;
   }
   if (count == 0) return "nothing to delete";
@@ -197,12 +193,12 @@ std::string Draft::Move(const Path& from, const Path& to) {
   const Value value = At(from);
   if (!value || from.empty()) return ShownPath(from) + " cannot be moved";
   if (StartsWith(to, from)) return "a key cannot move into itself";
-  if (!IsDictionary(FindIn(edited_, Path(from.begin(), from.end() - 1)))) {
+  if (!At(Path(from.begin(), from.end() - 1)).is_dictionary()) {
     return "an array element cannot be renamed; copy it, then delete it";
   }
-  if (FindIn(edited_, to) != nullptr) return ShownPath(to) + " exists already";
-  const Tree without = WithValue(edited_, from, nullptr);
-  Tree changed = without && !to.empty() ? WithValue(without, to, value) : Tree();
+  if (At(to)) return ShownPath(to) + " exists already";
+  const Value without = WithValue(edited_, from, {});
+  Value changed = without && !to.empty() ? WithValue(without, to, value) : Value();
   if (!changed) return "a value is in the way of " + ShownPath(to);
   Do("move " + ShownPath(from) + " to " + ShownPath(to), std::move(changed));
   return {};
@@ -219,19 +215,19 @@ std::string Draft::Repeat(std::vector<Step>& from, std::vector<Step>& to, bool f
   if (from.empty()) return std::string("nothing to ") + word;
   Step step = std::move(from.back());
   from.pop_back();
-  Tree tree = Tree::Retaining(edited_);
+  Value tree = edited_;
   std::vector<Path> withdrawn;
   for (const Change& change : step.changes) {
     const Value& expected = forward ? change.before : change.after;
     const auto is_wish = [&](const Conflict& conflict) {
-      return conflict.path == change.path && IsSameValue(conflict.wanted, change.after);
+      return conflict.path == change.path && conflict.wanted == change.after;
     };
-    Tree changed;
+    Value changed;
     if (!forward && std::any_of(conflicts_.begin(), conflicts_.end(), is_wish)) {
       withdrawn.push_back(change.path);
       continue;
     }
-    if (IsSameValue(FindIn(tree, change.path), expected)) {
+    if (FindIn(tree, change.path) == expected) {
       changed = WithValue(tree, change.path, forward ? change.after : change.before);
     }
     if (!changed) {
@@ -262,7 +258,7 @@ std::string Draft::Redo() {
 void Draft::Revert(const Path path) {
   for (const Change& change : changes_) {
     if (change.path != path) continue;
-    Tree changed = WithValue(edited_, path, change.before);
+    Value changed = WithValue(edited_, path, change.before);
     if (changed) Do("give up " + ShownPath(path), std::move(changed));
     return;
   }
@@ -270,22 +266,20 @@ void Draft::Revert(const Path path) {
 
 void Draft::RevertAll() {
   conflicts_.clear();
-  Do("give up all changes", Tree::Retaining(base_));
+  Do("give up all changes", base_);
 }
 
 void Draft::Restore(std::vector<Change> kept) {
-  Tree tree = Tree::Retaining(edited_);
+  Value tree = edited_;
   for (Change& mine : kept) RestoreOne(tree, std::move(mine));
   Do("take over kept changes", std::move(tree));
 }
 
 std::vector<Change> Draft::Unwritten() const {
-  std::vector<Change> unwritten;
-  const auto add = [&](const Path& path, CFPropertyListRef before, CFPropertyListRef after) {
-    unwritten.push_back({path, Value::Retaining(before), Value::Retaining(after)});
-  };
-  for (const Change& change : changes_) add(change.path, change.before, change.after);
-  for (const Conflict& conflict : conflicts_) add(conflict.path, conflict.before, conflict.wanted);
+  std::vector<Change> unwritten = changes_;
+  for (const Conflict& conflict : conflicts_) {
+    unwritten.push_back({conflict.path, conflict.before, conflict.wanted});
+  }
   return unwritten;
 }
 
@@ -293,9 +287,8 @@ PrefStatus Draft::Apply(std::chrono::milliseconds limit, const KeepWaiting& keep
   Transaction transaction(scope_, domain_);
   for (const Change& change : changes_) {
     const auto [key, name] = AddressOf(change.path);
-    const CFPropertyListRef before = change.before;
-    transaction.RequireThat(key, name,
-                            [before](CFTypeRef present) { return IsSameValue(present, before); });
+    transaction.RequireThat(
+        key, name, [before = change.before](const Value& present) { return present == before; });
     if (change.after) {
       transaction.Set(key, name, change.after);
     } else {
@@ -314,7 +307,7 @@ PrefStatus Draft::Apply(std::chrono::milliseconds limit, const KeepWaiting& keep
   }
   if (status.ok()) {
     // The changes just applied are not reported as changes by others; what others wrote before is.
-    base_ = Tree::Retaining(edited_);
+    base_ = edited_;
     changes_.clear();
   }
   identity_.size = -3;  // read it again, even if it looks the same
@@ -327,9 +320,8 @@ std::string Draft::Settle(const Path path, bool take_mine) {
   const auto found = std::find_if(conflicts_.begin(), conflicts_.end(),
                                   [&](const Conflict& conflict) { return conflict.path == path; });
   if (found == conflicts_.end()) return {};
-  Tree changed = take_mine && (found->wanted || FindIn(edited_, path) != nullptr)
-                     ? WithValue(edited_, path, found->wanted)
-                     : Tree::Retaining(edited_);
+  const bool sets = take_mine && (found->wanted || At(path));
+  Value changed = sets ? WithValue(edited_, path, found->wanted) : edited_;
   if (!changed) return "a value is in the way of " + ShownPath(path);
   conflicts_.erase(found);
   Do("take mine: " + ShownPath(path), std::move(changed));

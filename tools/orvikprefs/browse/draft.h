@@ -25,7 +25,7 @@ namespace orvik::prefstool::browse {
 // A change that was not made, because another process changed the same value.
 struct Conflict {
   Path path;
-  Value before, there, wanted;  // null: nothing
+  Value before, there, wanted;  // no value: nothing
 };
 
 class Draft {
@@ -42,9 +42,9 @@ class Draft {
   // (then those of the reading before stay).
   const PrefStatus& status() const { return status_; }
   bool is_writable() const { return is_writable_; }
-  CFDictionaryRef tree() const { return edited_; }
+  const Value& tree() const { return edited_; }
   // As the file holds it.
-  CFDictionaryRef base() const { return base_; }
+  const Value& base() const { return base_; }
   // Grows with every change of tree(), base() or the conflicts.
   std::size_t version() const { return version_; }
 
@@ -54,16 +54,16 @@ class Draft {
   // The paths that the last reading found changed in the file.
   const std::vector<Path>& by_others() const { return by_others_; }
 
-  // The present value at the path, retained.
-  Value At(const Path& path) const { return Value::Retaining(FindIn(edited_, path)); }
+  // The present value at the path; no value when there is none.
+  Value At(const Path& path) const { return FindIn(edited_, path); }
 
   // Changes in memory. Each gives a reason when it refuses, "" when it is made. Those that take
   // `began`, what was there when the user began, make a conflict when that has changed since.
-  std::string Set(const Path& path, CFPropertyListRef value);
-  std::string Set(const Path& path, CFPropertyListRef value, CFPropertyListRef began);
-  std::string Add(const Path& path, CFPropertyListRef value);  // refuses a name that is taken
+  std::string Set(const Path& path, const Value& value);
+  std::string Set(const Path& path, const Value& value, const Value& began);
+  std::string Add(const Path& path, const Value& value);  // refuses a name that is taken
   std::string Remove(const Path& path);
-  std::string Remove(const Path& path, CFPropertyListRef began);
+  std::string Remove(const Path& path, const Value& began);
   // All of them at once, whatever lies in what; a path that does not exist is none.
   std::string RemoveAll(std::vector<Path> paths);
   std::string Move(const Path& from, const Path& to);  // a rename, too
@@ -115,11 +115,11 @@ class Draft {
     std::vector<Change> changes;
   };
   Identity IdentityOfFile() const;
-  void SetBase(Tree base);
-  void RestoreOne(Tree& tree, Change mine);
-  void SetEdited(Tree edited, Cause cause);
-  void Do(std::string what, Tree edited);
-  std::string Put(std::string what, const Path& path, CFPropertyListRef value);
+  void SetBase(Value base);
+  void RestoreOne(Value& tree, Change mine);
+  void SetEdited(Value edited, Cause cause);
+  void Do(std::string what, Value edited);
+  std::string Put(std::string what, const Path& path, const Value& value);
   std::string Repeat(std::vector<Step>& from, std::vector<Step>& to, bool forward);
   bool PutConflict(Conflict conflict);
 
@@ -129,8 +129,8 @@ class Draft {
   PrefStatus status_;
   bool is_writable_ = false;
   Identity identity_;
-  Tree base_ = EmptyTree();
-  Tree edited_;
+  Value base_ = Value::Dictionary();
+  Value edited_ = base_;
   std::vector<Step> undo_, redo_;
   std::vector<Change> changes_;
   std::vector<Conflict> conflicts_;

@@ -5,7 +5,6 @@
 #include <optional>
 #include <vector>
 
-#include "platform/core_foundation/property_list.h"
 #include "tools/orvikprefs/browse/tree.h"
 #include "tools/orvikprefs/browse/value_text.h"
 #include "tools/orvikprefs/files.h"
@@ -15,13 +14,12 @@
 namespace orvik::prefstool::browse {
 namespace {
 
-constexpr ValueType kTypes[] = {ValueType::kString,  ValueType::kInteger, ValueType::kReal,
-                                ValueType::kBoolean, ValueType::kDate,    ValueType::kData,
-                                ValueType::kArray};
+constexpr Type kTypes[] = {Type::kString, Type::kInteger, Type::kReal, Type::kBoolean,
+                           Type::kDate,   Type::kData,    Type::kArray};
 
 Rows TypeRows() {
   std::vector<std::string> rows;
-  for (const ValueType type : kTypes) rows.emplace_back(TypeName(type));
+  for (const Type type : kTypes) rows.emplace_back(TypeName(type));
   return Rows::Of(std::move(rows));
 }
 
@@ -34,14 +32,14 @@ std::string NameMistake(const std::string& name) {
 std::string Editing::Edit(const Path& path) {
   const Value began = model_.At(path);
   if (!began) return ShownPath(path) + " does not exist";
-  const ValueType type = TypeOf(began);
+  const Type type = began.type();
   const std::optional<std::string> line = LineOf(began);
   if (!line) return EditInEditor(path, began);
   const Value value = AskValue(type, *line);
   return value ? model_.Set(path, value, began) : "";
 }
 
-Value Editing::AskValue(ValueType type, const std::string& text) {
+Value Editing::AskValue(Type type, const std::string& text) {
   Dialogs::Question question;
   question.label = TypeName(type);
   question.text = text;
@@ -55,9 +53,9 @@ Value Editing::AskValue(ValueType type, const std::string& text) {
   return line ? FromLine(type, *line, mistake) : Value();
 }
 
-std::string Editing::EditInEditor(const Path& path, CFPropertyListRef began) {
+std::string Editing::EditInEditor(const Path& path, const Value& began) {
   if (path.empty()) return "the domain is edited key by key";
-  const ValueType type = TypeOf(began);
+  const Type type = began.type();
   const std::string before = JsonText(began, JsonWriter::Layout::kIndented) + "\n";
   PrivateFile file(before);
   if (file.error() != 0) return "a temporary file cannot be written";
@@ -72,7 +70,7 @@ std::string Editing::EditInEditor(const Path& path, CFPropertyListRef began) {
     if (has_worked && is_read) {
       TextError mistake;
       const Value value = ReadJson(text, &mistake);
-      if (value && TypeOf(value) == type) return model_.Set(path, value, began);
+      if (value.type() == type) return model_.Set(path, value, began);
       reason = value ? std::string("this is not ") + TypeForm(type) : mistake.Message();
     }
     if (dialogs_.AskLetter(reason, "e edit again", "e") != 0) continue;
@@ -86,25 +84,24 @@ std::string Editing::AddValue() {
   Path path = model_.selected_key_path();
   const std::optional<int> row = dialogs_.Choose({"Type of the new value", TypeRows(), "", "", {}});
   if (!row) return "";
-  const ValueType type = kTypes[*row];
+  const Type type = kTypes[*row];
   if (std::string mistake = AskName("name", path); !mistake.empty() || path.empty()) return mistake;
-  if (FindIn(model_.tree(), path) != nullptr) return ShownPath(path) + " exists already";
-  const Value value =
-      type == ValueType::kArray ? ParseValue(type, "[]") : AskValue(type, std::string());
+  if (model_.At(path)) return ShownPath(path) + " exists already";
+  const Value value = type == Type::kArray ? ParseValue(type, "[]") : AskValue(type, std::string());
   if (!value) return "";
   std::string mistake_of_adding = model_.Add(path, value);
   reveal_(path);
-  return type == ValueType::kArray && mistake_of_adding.empty() ? EditInEditor(path, value)
-                                                                : mistake_of_adding;
+  return type == Type::kArray && mistake_of_adding.empty() ? EditInEditor(path, value)
+                                                           : mistake_of_adding;
 }
 
 // Asks for the name of what is to be added below the path and puts it there; an element of an array
 // needs none. The path is empty when the user gave up.
 std::string Editing::AskName(const char* label, Path& path) {
-  const CFPropertyListRef key = FindIn(model_.tree(), path);
+  const Value key = model_.At(path);
   if (!IsContainer(key)) return ShownPath(path) + " does not exist";
-  if (!IsDictionary(key)) {
-    path.push_back(std::to_string(ChildrenOf(key).size()));
+  if (key.is_array()) {
+    path.push_back(std::to_string(key.elements().size()));
     return "";
   }
   const std::optional<std::string> name = dialogs_.Ask({label, "", NameMistake, {}, {}});
@@ -121,7 +118,7 @@ std::string Editing::AddKey() {
   if (std::string mistake = AskName("new key", path); !mistake.empty() || path.empty()) {
     return mistake;
   }
-  std::string mistake = model_.Add(path, EmptyTree().Get());
+  std::string mistake = model_.Add(path, Value::Dictionary());
   reveal_(path);
   return mistake;
 }
@@ -155,14 +152,14 @@ std::string Editing::MoveOrCopy(const Path& path, bool copy) {
 std::string Editing::ChangeType(const Path& path) {
   const Value began = model_.At(path);
   if (!began) return ShownPath(path) + " does not exist";
-  if (IsDictionary(began)) return "the type of a key cannot be changed";
-  const ValueType old_type = TypeOf(began);
+  if (began.is_dictionary()) return "the type of a key cannot be changed";
+  const Type old_type = began.type();
   const auto* const present = std::find(std::begin(kTypes), std::end(kTypes), old_type);
   const std::optional<int> row =
       dialogs_.Choose({"Type of " + ShownPath(path), TypeRows(), "", "", {}},
                       static_cast<int>(present - std::begin(kTypes)));
   if (!row || kTypes[*row] == old_type) return "";
-  const ValueType type = kTypes[*row];
+  const Type type = kTypes[*row];
   Value value = Converted(began, type);
   if (!value) value = AskValue(type, LineOf(began).value_or(""));
   return value ? model_.Set(path, value, began) : "";
@@ -181,7 +178,7 @@ std::string Editing::DeletePicked() {
   if (key == 'n') model_.PickNone();
   if (key != 'y') return "";
   for (std::size_t i = 0; i < paths.size(); ++i) {
-    if (IsSameValue(began[i], FindIn(model_.tree(), paths[i]))) continue;
+    if (model_.At(paths[i]) == began[i]) continue;
     return "nothing is deleted: another process changed " + ShownPath(paths[i]) + " meanwhile";
   }
   const std::string refusal = model_.RemoveAll(paths);
@@ -194,8 +191,8 @@ std::string Editing::Delete(const Path& path) {
   if (path.empty()) return "the domain is deleted with orvikprefs reset";
   const Value began = model_.At(path);
   if (!began) return ShownPath(path) + " does not exist";
-  if (IsDictionary(began)) {
-    const std::size_t count = CountBelow(static_cast<CFDictionaryRef>(began.Get()));
+  if (began.is_dictionary()) {
+    const std::size_t count = CountBelow(began);
     const std::string question = "delete " + ShownPath(path) + " with " + std::to_string(count) +
                                  (count == 1 ? " entry?" : " entries?");
     if (dialogs_.AskLetter(question, "y delete", "y") == 0) return "";

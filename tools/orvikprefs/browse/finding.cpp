@@ -23,9 +23,9 @@ std::string Finding::SearchWhileTyping(Model& model) {
     version = model.version();
     return Rows{hits.size(), [&](std::size_t row) {
                   if (version != model.version()) return std::string("(changed; type on)");
-                  const CFPropertyListRef value = model.index().ValueOf(hits[row]);
+                  const Value& value = model.index().ValueOf(hits[row]);
                   return ShownPath(model.index().PathOf(hits[row])) +
-                         (IsDictionary(value) ? "/" : " = " + Escaped(ValueText(value)));
+                         (value.is_dictionary() ? "/" : " = " + Escaped(ValueText(value)));
                 }};
   };
   int row = -1;
@@ -58,7 +58,7 @@ std::string Finding::GoToPath(Model& model) {
   question.label = "go to";
   question.text = "/";
   question.check = [&](const std::string& text) {
-    return FindIn(model.tree(), TypedPath(text)) != nullptr ? "" : "not found; Tab completes";
+    return model.At(TypedPath(text)) ? "" : "not found; Tab completes";
   };
   question.complete = [&](const std::string& text) { return CompletedPath(model.tree(), text); };
   if (const std::optional<std::string> text = dialogs_.Ask(question)) {
@@ -102,9 +102,8 @@ std::vector<Place> PlacesWith(const Path& path) {
     for (const DomainFile& file : DomainsOf(scope)) {
       const std::optional<CAtlString> domain = FromUtf8(file.name);
       if (!domain) continue;
-      const PrefResult<CFDictionaryRef> read = CopyDomain(scope, *domain);
-      const CFPropertyListRef value = read.ok() ? FindIn(read.value, path) : nullptr;
-      if (value != nullptr) places.push_back({scope, *domain, Value::Retaining(value)});
+      Value value = FindIn(ReadDomain(scope, *domain).value, path);
+      if (value) places.push_back({scope, *domain, std::move(value)});
     }
   }
   return places;

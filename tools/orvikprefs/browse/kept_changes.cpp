@@ -12,7 +12,6 @@
 #include "host/descriptor.h"
 #include "host/staged_file.h"
 #include "host/system.h"
-#include "platform/core_foundation/property_list.h"
 #include "tools/orvikprefs/json.h"
 
 namespace orvik::prefstool::browse {
@@ -77,11 +76,10 @@ std::vector<Change> ChangesOf(const std::string& text) {
     Change change;
     // ReadJson has undone the escapes of the names.
     for (const Child& name : ChildrenOf(FindIn(child.value, {"path"}))) {
-      const bool is_text = TypeOf(name.value) == ValueType::kString;
-      if (is_text) change.path.push_back(NameText(static_cast<CFStringRef>(name.value)));
+      if (name.value.is_string()) change.path.push_back(NameText(name.value.text()));
     }
-    change.before = Value::Retaining(FindIn(child.value, {"before"}));
-    change.after = Value::Retaining(FindIn(child.value, {"after"}));
+    change.before = FindIn(child.value, {"before"});
+    change.after = FindIn(child.value, {"after"});
     if (!change.path.empty()) changes.push_back(std::move(change));
   }
   return changes;

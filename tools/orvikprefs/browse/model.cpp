@@ -5,8 +5,6 @@
 #include <set>
 #include <utility>
 
-#include "platform/core_foundation/property_list.h"
-
 namespace orvik::prefstool::browse {
 namespace {
 
@@ -55,14 +53,13 @@ Path Model::SelectedPath() const {
   return path;
 }
 
-Mark Model::MarkOf(const std::string& joined, CFPropertyListRef was, CFPropertyListRef now) const {
+Mark Model::MarkOf(const std::string& joined, const Value& was, const Value& now) const {
   if (in_conflict_.contains(joined)) return Mark::kConflict;
-  if (was == nullptr) return Mark::kAdded;
+  if (!was) return Mark::kAdded;
   if (changed_.contains(joined)) return Mark::kChanged;
   if (by_others_marks_.contains(joined)) return Mark::kByOthers;
   // A change of an array is one; its elements are compared when they are shown.
-  return IsContainer(was) == IsContainer(now) && IsSameValue(was, now) ? Mark::kNone
-                                                                       : Mark::kChanged;
+  return was == now ? Mark::kNone : Mark::kChanged;
 }
 
 void Model::Rebuild(Cause cause) {
@@ -74,8 +71,8 @@ void Model::Rebuild(Cause cause) {
   for (const Path& path : by_others()) InsertWithParents(by_others_marks_, path);
   sizes_.clear();
   std::erase_if(picked_, [this](const auto& picked) {
-    const CFPropertyListRef there = FindIn(tree(), picked.first);
-    return there == nullptr || (ArrayAbove(picked.first) && !IsSameValue(there, picked.second));
+    const Value there = FindIn(tree(), picked.first);
+    return !there || (ArrayAbove(picked.first) && there != picked.second);
   });
   UpdateFilter();
   BuildKeys();
@@ -96,7 +93,7 @@ void Model::BuildKeys() {
     std::size_t next = 0;
   };
   std::vector<Level> levels;
-  const auto enter = [&](int row, std::string joined, CFPropertyListRef base, bool in_hit) {
+  const auto enter = [&](int row, std::string joined, const Value& base, bool in_hit) {
     KeyRow& key = keys_[static_cast<std::size_t>(row)];
     std::vector<Child> keys = ChildrenOf(key.node, base);
     std::erase_if(keys, [](const Child& child) { return !IsContainer(child.value); });
@@ -177,9 +174,9 @@ void Model::SelectAgain(Cause cause) {
 // The first array that the path leads into, as one text.
 std::optional<std::string> Model::ArrayAbove(const Path& path) const {
   std::string joined;
-  CFPropertyListRef node = tree();
+  Value node = tree();
   for (const std::string& name : path) {
-    if (node != nullptr && !IsDictionary(node)) return joined;
+    if (node && !node.is_dictionary()) return joined;
     node = FindIn(node, {name});
     (joined += name) += '\0';
   }
@@ -189,15 +186,15 @@ std::optional<std::string> Model::ArrayAbove(const Path& path) const {
 void Model::FillValues() {
   values_.clear();
   if (key_gone_) return;
-  const CFPropertyListRef node = keys_[static_cast<std::size_t>(selected_key_)].node;
-  const CFPropertyListRef old_node = FindIn(base(), key_path_);
-  const bool is_dictionary = IsDictionary(node);
+  const Value node = keys_[static_cast<std::size_t>(selected_key_)].node;
+  const Value old_node = FindIn(base(), key_path_);
+  const bool is_dictionary = node.is_dictionary();
   const std::string joined = Joined(key_path_);
   const bool in_hit = IsInHit(key_path_);
   std::vector<Child> children = ChildrenOf(node, old_node);
   if (is_dictionary) Sort(children, true);
   for (Child& child : children) {
-    if (is_dictionary && IsDictionary(child.value)) continue;
+    if (is_dictionary && child.value.is_dictionary()) continue;
     const std::string place = joined + child.name + '\0';
     if (!in_hit && !hits_.contains(place)) continue;
     values_.push_back(
@@ -240,9 +237,9 @@ void Model::Open(int key_row, bool open) {
 }
 
 bool Model::Reveal(const Path& path) {
-  const CFPropertyListRef target = FindIn(tree(), path);
-  if (target == nullptr) return false;
-  const bool is_value = !IsDictionary(target);
+  const Value target = FindIn(tree(), path);
+  if (!target) return false;
+  const bool is_value = !target.is_dictionary();
   const Path key(path.begin(), path.end() - (is_value ? 1 : 0));
   std::string joined;
   for (const std::string& name : key) {
@@ -317,7 +314,7 @@ void Model::SetOrder(Order order) {
 void Model::Sort(std::vector<Child>& children, bool by_type) {
   if (order_ == Order::kType && by_type) {
     std::stable_sort(children.begin(), children.end(), [](const Child& one, const Child& other) {
-      return TypeOf(one.value) < TypeOf(other.value);
+      return one.value.type() < other.value.type();
     });
   } else if (order_ == Order::kSize) {
     std::stable_sort(children.begin(), children.end(),

@@ -35,7 +35,7 @@ struct KeyRow {
   int parent;  // row of the key above; -1 for the domain itself, the first row
   int depth;
   std::string name;  // "" for the domain itself
-  CFPropertyListRef node;
+  Value node;
   bool is_open;
   bool has_keys;
   bool is_picked;  // by the user, for a deletion
@@ -45,7 +45,7 @@ struct KeyRow {
 // The entries of a dictionary that are not keys; every element of an array.
 struct ValueRow {
   std::string name;
-  CFPropertyListRef value;
+  Value value;
   bool is_picked;
   Mark mark;
 };
@@ -95,7 +95,7 @@ class Model : public Draft {
   // Values by name, by type or by size; keys by name or by size. The largest come first.
   void SetOrder(Order order);
   Order order() const { return order_; }
-  std::size_t SizeOf(CFPropertyListRef value) { return browse::SizeOf(value, sizes_); }
+  std::size_t SizeOf(const Value& value) { return browse::SizeOf(value, sizes_); }
 
   // Picks the selected row for a deletion, or gives it up. Rows that go are picked no longer.
   void TogglePick();
@@ -116,7 +116,7 @@ class Model : public Draft {
   // The deepest row on the way to the key that is shown.
   int NearestRow(const Path& key) const;
   std::optional<std::string> ArrayAbove(const Path& path) const;
-  Mark MarkOf(const std::string& joined, CFPropertyListRef was, CFPropertyListRef now) const;
+  Mark MarkOf(const std::string& joined, const Value& was, const Value& now) const;
 
   std::vector<KeyRow> keys_;
   std::vector<ValueRow> values_;

@@ -7,7 +7,7 @@
 #include <vector>
 
 #include "host/replace_file.h"
-#include "platform/core_foundation/data.h"
+#include "plist/forms.h"
 #include "prefs/reporting.h"
 #include "prefs/shared_lock.h"
 #include "text/byte_encodings.h"
@@ -28,7 +28,7 @@ constexpr std::size_t kLongestCopy = 74994;
 std::string Reading::View(const Path& path) {
   int selected = 0;
   for (;;) {
-    const CFPropertyListRef value = FindIn(model_.tree(), path);
+    const Value value = model_.At(path);
     const std::size_t version = model_.version();
     const int columns = terminal_.columns();
     int key = 0;
@@ -49,8 +49,8 @@ std::string Reading::CopyPath(const Path& path) {
 }
 
 std::string Reading::CopyValue(const Path& path) {
-  const CFPropertyListRef value = FindIn(model_.tree(), path);
-  if (value == nullptr) return ShownPath(path) + " does not exist";
+  const Value value = model_.At(path);
+  if (!value) return ShownPath(path) + " does not exist";
   const std::string text = ValueText(value);
   if (text.size() > kLongestCopy) return "the value is too long for a terminal; x exports it";
   terminal_.CopyToClipboard(EncodedBase64(text));
@@ -81,19 +81,15 @@ std::string Reading::Export(const Path& path) {
          (has_changes ? ", with the changes that are not written" : "");
 }
 
-std::optional<std::string> ExportedBytes(CFPropertyListRef value, const std::string& file) {
+std::optional<std::string> ExportedBytes(const Value& value, const std::string& file) {
   if (file.ends_with(".json")) return JsonText(value, JsonWriter::Layout::kIndented) + "\n";
-  const CAutoCFRelease<CFDataRef> xml(CFPropertyListCreateXMLData(kCFAllocatorDefault, value));
-  if (!xml) return std::nullopt;
-  return std::string(reinterpret_cast<const char*>(CFDataGetBytePtr(xml)),
-                     static_cast<std::size_t>(CFDataGetLength(xml)));
+  return plist::WriteXml(value);
 }
 
 namespace {
 
-std::string ShownSide(CFPropertyListRef value) {
-  return value != nullptr ? std::string(TypeName(value)) + " " + Escaped(ValueText(value))
-                          : "(nothing)";
+std::string ShownSide(const Value& value) {
+  return value ? std::string(TypeName(value)) + " " + Escaped(ValueText(value)) : "(nothing)";
 }
 
 std::string Seconds(std::chrono::milliseconds time) {
@@ -102,12 +98,12 @@ std::string Seconds(std::chrono::milliseconds time) {
 
 // One line of what `diff` shows.
 std::string ShownDifference(const Difference& difference) {
-  const char* sign = difference.kind == Difference::Kind::kAdded     ? "+ "
-                     : difference.kind == Difference::Kind::kRemoved ? "- "
-                                                                     : "~ ";
-  std::string line = sign + Escaped(JoinedPath(difference.path)) + " = ";
-  if (difference.kind == Difference::Kind::kChanged) line += ShownSide(difference.before) + " -> ";
-  return line + ShownSide(difference.after != nullptr ? difference.after : difference.before);
+  std::string line =
+      std::string(SignOf(difference)) + " " + Escaped(JoinedPath(difference.path)) + " = ";
+  if (difference.kind() == Difference::Kind::kChanged) {
+    line += ShownSide(difference.before) + " -> ";
+  }
+  return line + ShownSide(difference.after ? difference.after : difference.before);
 }
 
 }  // namespace

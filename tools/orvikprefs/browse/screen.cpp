@@ -157,7 +157,7 @@ void Screen::DrawKeys(Model& model) {
                         : mark.style != Style::kPlain     ? mark.style
                                                           : Style::kKey;
     std::string name = key.parent < 0 ? "/" : key.name.empty() ? "\"\"" : Escaped(key.name);
-    if (!IsDictionary(key.node)) name += " []";
+    if (key.node.is_array()) name += " []";
     const int size_width = shows_sizes ? kSizeWidth : 0;
     const char* const sign = key.is_picked ? kPicked : mark.sign;
     terminal_.Put(kHeadRows + line, 0, width - size_width,

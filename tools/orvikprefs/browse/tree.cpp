@@ -2,12 +2,9 @@
 
 #include <algorithm>
 #include <charconv>
+#include <optional>
 #include <utility>
 
-#include "platform/core_foundation/collections.h"
-#include "platform/core_foundation/data.h"
-#include "platform/core_foundation/property_list.h"
-#include "plist/escape.h"
 #include "text/case_and_spelling.h"
 #include "text/transcoding.h"
 #include "tools/orvikprefs/text.h"
@@ -16,214 +13,158 @@ namespace orvik::prefstool::browse {
 
 namespace {
 
-constexpr char kEscape[] = "\uFDD0";  // begins a unit that UTF-8 cannot carry
-
-CAutoCFRelease<CFStringRef> NameOf(const std::string& utf8) {
-  const std::optional<CAtlString> name = NameUnits(utf8);
-  return CAutoCFRelease<CFStringRef>(name ? name->CreateCFStringRef(kCFAllocatorDefault) : nullptr);
-}
-
-CFDictionaryRef AsDictionary(CFPropertyListRef value) {
-  return IsDictionary(value) ? static_cast<CFDictionaryRef>(value) : nullptr;
-}
-
-CFArrayRef AsArray(CFPropertyListRef value) {
-  const bool is_array = value != nullptr && CFGetTypeID(value) == CFArrayGetTypeID();
-  return is_array ? static_cast<CFArrayRef>(value) : nullptr;
-}
-
-// -1 for a name that is not an index.
-CFIndex IndexOf(const std::string& name) {
-  CFIndex index = 0;
+// Nothing for a name that is not an index.
+std::optional<std::size_t> IndexOf(const std::string& name) {
+  std::size_t index = 0;
   const char* const end = name.data() + name.size();
   const auto read = std::from_chars(name.data(), end, index);
   const bool is_plain = name == "0" || (!name.empty() && name[0] != '0');
-  return read.ec == std::errc() && read.ptr == end && is_plain && index >= 0 ? index : -1;
+  if (read.ec != std::errc() || read.ptr != end || !is_plain) return std::nullopt;
+  return index;
 }
 
-CFPropertyListRef ChildOf(CFPropertyListRef container, const std::string& name) {
-  if (const CFArrayRef array = AsArray(container)) {
-    const CFIndex index = IndexOf(name);
-    return index >= 0 && index < CFArrayGetCount(array) ? CFArrayGetValueAtIndex(array, index)
-                                                        : nullptr;
+// Null when there is none.
+const Value* FindChild(const Value& container, const std::string& name) {
+  if (container.is_array()) {
+    const std::optional<std::size_t> index = IndexOf(name);
+    const std::vector<Value>& elements = container.elements();
+    return index && *index < elements.size() ? &elements[*index] : nullptr;
   }
-  const CFDictionaryRef dictionary = AsDictionary(container);
-  const CAutoCFRelease<CFStringRef> key = NameOf(name);
-  return dictionary != nullptr && key ? CFDictionaryGetValue(dictionary, key) : nullptr;
+  const std::optional<CAtlString> units =
+      container.is_dictionary() ? NameUnits(name) : std::nullopt;
+  return units ? container.Find(*units) : nullptr;
 }
 
-Value ArrayWith(CFArrayRef array, const std::string& name, CFPropertyListRef value) {
-  const CFIndex index = IndexOf(name);
-  const CFIndex count = CFArrayGetCount(array);
-  if (index < 0 || index > count || (index == count && value == nullptr)) return Value();
-  CAutoCFRelease<CFMutableArrayRef> copy(
-      CFArrayCreateMutable(kCFAllocatorDefault, 0, &kCFTypeArrayCallBacks));
-  for (CFIndex i = 0; i < count; ++i) {
-    if (i != index) {
-      CFArrayAppendValue(copy, CFArrayGetValueAtIndex(array, i));
-    } else if (value != nullptr) {
-      CFArrayAppendValue(copy, value);
+// The child for a change; a missing one becomes a dictionary. Null when there cannot be one.
+Value* ChangeChild(Value& container, const std::string& name) {
+  if (container.is_array()) {
+    const std::optional<std::size_t> index = IndexOf(name);
+    const std::size_t count = container.elements().size();
+    if (!index || *index > count) return nullptr;
+    if (*index == count) container.Append(Value::Dictionary());
+    return &container.ChangeElements()[*index];
+  }
+  const std::optional<CAtlString> units =
+      container.is_dictionary() ? NameUnits(name) : std::nullopt;
+  if (!units) return nullptr;
+  if (container.Find(*units) == nullptr) container.Set(*units, Value::Dictionary());
+  return container.Change(*units);
+}
+
+// False when there is no such element, or the name is not UTF-8.
+bool SetChild(Value& container, const std::string& name, const Value& value) {
+  if (container.is_array()) {
+    const std::optional<std::size_t> index = IndexOf(name);
+    const std::size_t count = container.elements().size();
+    if (!index || *index > count || (*index == count && !value)) return false;
+    std::vector<Value>& elements = container.ChangeElements();
+    if (!value) {
+      elements.erase(elements.begin() + static_cast<std::ptrdiff_t>(*index));
+    } else if (*index == count) {
+      elements.push_back(value);
+    } else {
+      elements[*index] = value;
     }
+    return true;
   }
-  if (index == count) CFArrayAppendValue(copy, value);
-  return Value(copy.Detach());
-}
-
-Value DictionaryWith(CFDictionaryRef dictionary, const std::string& name, CFPropertyListRef value) {
-  const CAutoCFRelease<CFStringRef> key = NameOf(name);
-  if (!key) return Value();
-  CAutoCFRelease<CFMutableDictionaryRef> copy(
-      dictionary != nullptr
-          ? CFDictionaryCreateMutableCopy(kCFAllocatorDefault, 0, dictionary)
-          : CFDictionaryCreateMutable(kCFAllocatorDefault, 0, &kCFTypeDictionaryKeyCallBacks,
-                                      &kCFTypeDictionaryValueCallBacks));
-  if (value != nullptr) {
-    CFDictionarySetValue(copy, key, value);
+  const std::optional<CAtlString> units =
+      container.is_dictionary() ? NameUnits(name) : std::nullopt;
+  if (!units) return false;
+  if (value) {
+    container.Set(*units, value);
   } else {
-    CFDictionaryRemoveValue(copy, key);
+    container.Remove(*units);
   }
-  return Value(copy.Detach());
+  return true;
 }
 
-// A container that does not exist is a new dictionary.
-Value Replaced(CFPropertyListRef container, const Path& path, std::size_t depth,
-               CFPropertyListRef value) {
-  if (container != nullptr && !IsContainer(container)) return Value();
-  const std::string& name = path[depth];
-  Value inner;
-  if (depth + 1 < path.size()) {
-    const CFPropertyListRef present = container != nullptr ? ChildOf(container, name) : nullptr;
-    inner = Replaced(present, path, depth + 1, value);
-    if (!inner) return Value();
-    value = inner;
-  }
-  const CFArrayRef array = AsArray(container);
-  return array != nullptr ? ArrayWith(array, name, value)
-                          : DictionaryWith(AsDictionary(container), name, value);
+// What is the same for all values that share a container's memory; null for an empty container.
+const void* MemoryOf(const Value& container) {
+  if (container.is_array()) return container.elements().data();
+  return container.count() == 0 ? nullptr : &*container.entries().begin();
 }
-
-struct Entries {
-  explicit Entries(CFDictionaryRef dictionary)
-      : names(static_cast<std::size_t>(CFDictionaryGetCount(dictionary))), values(names.size()) {
-    CFDictionaryGetKeysAndValues(dictionary, names.data(), values.data());
-  }
-  std::vector<const void*> names, values;
-};
 
 }  // namespace
 
-Tree EmptyTree() {
-  return Tree(CFDictionaryCreateMutable(kCFAllocatorDefault, 0, &kCFTypeDictionaryKeyCallBacks,
-                                        &kCFTypeDictionaryValueCallBacks));
-}
-
-bool IsContainer(CFPropertyListRef value) {
-  return IsDictionary(value) || AsArray(value) != nullptr;
-}
-
-std::string NameText(CFStringRef name) {
-  std::string bytes(static_cast<std::size_t>(CFStringGetLength(name)), '\0');
-  return CopyAscii(name, bytes.data()) ? bytes : NameText(CAtlString(name));
-}
-
-std::string NameText(const CAtlString& name) {
-  return plist::EscapedSurrogates(name.View());
-}
-
-std::optional<CAtlString> NameUnits(const std::string& name) {
-  std::optional<CAtlString> text = FromUtf8(name);
-  if (!text || name.find(kEscape) == std::string::npos) return text;
-  std::u16string units(text->View());
-  plist::UnescapeText(units);
-  return CAtlString(std::u16string_view(units));
-}
-
-std::vector<Child> ChildrenOf(CFPropertyListRef container, CFPropertyListRef old) {
+std::vector<Child> ChildrenOf(const Value& container, const Value& old) {
   std::vector<Child> children;
-  if (const CFArrayRef array = AsArray(container)) {
-    const CFArrayRef old_array = AsArray(old);
-    const CFIndex old_count = old_array != nullptr ? CFArrayGetCount(old_array) : 0;
-    for (CFIndex i = 0; i < CFArrayGetCount(array); ++i) {
-      children.push_back({std::to_string(i), CFArrayGetValueAtIndex(array, i),
-                          i < old_count ? CFArrayGetValueAtIndex(old_array, i) : nullptr});
+  if (container.is_array()) {
+    const std::vector<Value>& elements = container.elements();
+    const std::vector<Value> none;
+    const std::vector<Value>& olds = old.is_array() ? old.elements() : none;
+    children.reserve(elements.size());
+    for (std::size_t i = 0; i < elements.size(); ++i) {
+      children.push_back({std::to_string(i), elements[i], i < olds.size() ? olds[i] : Value()});
     }
-  } else if (const CFDictionaryRef dictionary = AsDictionary(container)) {
-    const CFDictionaryRef old_dictionary = AsDictionary(old);
-    for (const Entry& entry : SortedEntries(dictionary)) {
-      const CFPropertyListRef old_value = old_dictionary == dictionary ? entry.value
-                                          : old_dictionary != nullptr
-                                              ? CFDictionaryGetValue(old_dictionary, entry.name)
-                                              : nullptr;
-      children.push_back({NameText(entry.name), entry.value, old_value});
+  } else if (container.is_dictionary()) {
+    const bool is_same = container.IsSharedWith(old);
+    const std::vector<const Value::Entry*> entries = plist::SortedEntries(container);
+    children.reserve(entries.size());
+    for (const Value::Entry* entry : entries) {
+      const Value* before = is_same               ? &entry->value
+                            : old.is_dictionary() ? old.Find(entry->key.text())
+                                                  : nullptr;
+      children.push_back(
+          {NameText(entry->key.text()), entry->value, before != nullptr ? *before : Value()});
     }
   }
   return children;
 }
 
-CFPropertyListRef FindIn(CFPropertyListRef tree, const Path& path) {
-  CFPropertyListRef found = tree;
-  for (const std::string& name : path) found = ChildOf(found, name);
-  return found;
-}
-
-Tree WithValue(CFDictionaryRef tree, const Path& path, CFPropertyListRef value) {
-  return Tree(static_cast<CFDictionaryRef>(Replaced(tree, path, 0, value).Detach()));
-}
-
-std::vector<Change> ChangesBetween(CFDictionaryRef before, CFDictionaryRef after) {
-  std::vector<Change> changes;
-  if (before == after) return changes;
-  DifferenceWalk walk(before, after);
-  while (walk.Next()) {
-    Path path;
-    for (const CFStringRef name : walk.names()) path.push_back(NameText(name));
-    changes.push_back(
-        {std::move(path), Value::Retaining(walk.before()), Value::Retaining(walk.after())});
+Value FindIn(const Value& tree, const Path& path) {
+  const Value* found = &tree;
+  for (const std::string& name : path) {
+    found = FindChild(*found, name);
+    if (found == nullptr) return {};
   }
+  return *found;
+}
+
+Value WithValue(Value tree, const Path& path, const Value& value) {
+  Value* container = &tree;
+  for (std::size_t i = 0; i + 1 < path.size(); ++i) {
+    container = ChangeChild(*container, path[i]);
+    if (container == nullptr) return {};
+  }
+  return SetChild(*container, path.back(), value) ? std::move(tree) : Value();
+}
+
+std::vector<Change> ChangesBetween(const Value& before, const Value& after) {
+  std::vector<Change> changes = Differences(before, after, {}, plist::OneSidedKeys::kWhole);
   std::sort(changes.begin(), changes.end(),
             [](const Change& a, const Change& b) { return a.path < b.path; });
   return changes;
 }
 
 std::vector<Difference> LinesOf(const Change& change) {
-  const CFDictionaryRef before = AsDictionary(change.before.Get());
-  const CFDictionaryRef after = AsDictionary(change.after.Get());
-  const bool is_key = (before != nullptr || after != nullptr) &&
-                      (!change.before || before != nullptr) && (!change.after || after != nullptr);
+  const bool is_key = (!change.before || change.before.is_dictionary()) &&
+                      (!change.after || change.after.is_dictionary());
   std::vector<Difference> lines;
-  if (is_key) lines = Differences(before, after, change.path);
-  if (!lines.empty()) return lines;
-  const Difference::Kind kind = !change.before  ? Difference::Kind::kAdded
-                                : !change.after ? Difference::Kind::kRemoved
-                                                : Difference::Kind::kChanged;
-  return {{kind, change.path, change.before, change.after}};
+  if (is_key) lines = Differences(change.before, change.after, change.path);
+  if (lines.empty()) lines.push_back(change);
+  return lines;
 }
 
-std::size_t SizeOf(CFPropertyListRef value, KnownSizes& known) {
-  const CFTypeID type = CFGetTypeID(value);
-  if (type == CFStringGetTypeID()) {
-    return static_cast<std::size_t>(CFStringGetLength(static_cast<CFStringRef>(value)));
-  }
-  if (type == CFDataGetTypeID()) {
-    return static_cast<std::size_t>(CFDataGetLength(static_cast<CFDataRef>(value)));
-  }
+std::size_t SizeOf(const Value& value, KnownSizes& known) {
+  if (value.is_string()) return value.text().size();
+  if (value.type() == Type::kData) return value.data()->size();
   if (!IsContainer(value)) return 8;
-  if (const auto found = known.find(value); found != known.end()) return found->second;
+  const void* const memory = MemoryOf(value);
+  if (memory == nullptr) return 0;
+  if (const auto found = known.find(memory); found != known.end()) return found->second;
   std::size_t size = 0;
-  if (const CFArrayRef array = AsArray(value)) {
-    for (CFIndex i = 0; i < CFArrayGetCount(array); ++i) {
-      size += SizeOf(CFArrayGetValueAtIndex(array, i), known);
-    }
+  if (value.is_array()) {
+    for (const Value& element : value.elements()) size += SizeOf(element, known);
   } else {
-    const Entries entries(AsDictionary(value));
-    for (const void* name : entries.names) size += SizeOf(name, known);
-    for (const void* entry : entries.values) size += SizeOf(entry, known);
+    for (const Value::Entry& entry : value.entries()) {
+      size += entry.key.text().size() + SizeOf(entry.value, known);
+    }
   }
-  known.emplace(value, size);
+  known.emplace(memory, size);
   return size;
 }
 
-std::size_t CountBelow(CFDictionaryRef tree) {
+std::size_t CountBelow(const Value& tree) {
   std::size_t count = 0;
   EntryWalk walk(tree);
   while (walk.Next()) ++count;
@@ -244,7 +185,7 @@ Path TypedPath(std::string text) {
   return path;
 }
 
-std::string CompletedPath(CFDictionaryRef tree, const std::string& text) {
+std::string CompletedPath(const Value& tree, const std::string& text) {
   const std::size_t slash = text.rfind('/');
   const std::size_t start = slash == std::string::npos ? 0 : slash + 1;
   const std::string begun = text.substr(start);
@@ -254,7 +195,7 @@ std::string CompletedPath(CFDictionaryRef tree, const std::string& text) {
     if (end > at) path.push_back(text.substr(at, end - at));
     at = end + 1;
   }
-  const CFPropertyListRef key = FindIn(tree, path);
+  const Value key = FindIn(tree, path);
   if (!IsContainer(key)) return text;
   std::string common;
   bool is_key = false;
@@ -283,15 +224,12 @@ void AppendFolded(std::string& to, const std::string& text) {
     for (const char c : text) to += c >= 'A' && c <= 'Z' ? static_cast<char>(c + 32) : c;
     return;
   }
-  const CAtlString units = FromUtf8(text).value_or(u"");
-  const std::u16string folded =
-      FoldCase({units.GetString(), static_cast<std::size_t>(units.GetLength())});
-  to += ToUtf8(CAtlString(folded.data(), static_cast<int>(folded.size())));
+  to += plist::Text(FoldCase(FromUtf8(text).value_or(u"").View())).ToUtf8();
 }
 
 }  // namespace
 
-SearchIndex::SearchIndex(CFDictionaryRef tree) : tree_(Tree::Retaining(tree)) {
+SearchIndex::SearchIndex(const Value& tree) {
   struct Level {
     std::size_t parent;
     std::vector<Child> entries;
@@ -309,9 +247,9 @@ SearchIndex::SearchIndex(CFDictionaryRef tree) : tree_(Tree::Retaining(tree)) {
     nodes_.push_back({level.parent, entry.name, entry.value, text_.size()});
     AppendFolded(text_, entry.name);
     text_ += '\0';
-    if (!IsDictionary(entry.value)) AppendFolded(text_, ValueText(entry.value));
+    if (!entry.value.is_dictionary()) AppendFolded(text_, ValueText(entry.value));
     text_ += '\0';
-    if (IsDictionary(entry.value)) {
+    if (entry.value.is_dictionary()) {
       levels.push_back({nodes_.size() - 1, ChildrenOf(entry.value)});
     }
   }

@@ -5,9 +5,6 @@
 #include <string_view>
 #include <utility>
 
-#include "platform/core_foundation/collections.h"
-#include "platform/core_foundation/data.h"
-#include "platform/core_foundation/property_list.h"
 #include "text/characters.h"
 #include "text/shown_text.h"
 #include "tools/orvikprefs/json.h"
@@ -16,9 +13,7 @@
 namespace orvik::prefstool::browse {
 
 int ColumnsOfUtf8(std::string_view utf8) {
-  const CAtlString units = FromUtf8(utf8).value_or(u"");
-  return ColumnsOf(
-      std::u16string_view(units.GetString(), static_cast<std::size_t>(units.GetLength())));
+  return ColumnsOf(FromUtf8(utf8).value_or(u"").View());
 }
 
 std::string FitColumns(std::string_view utf8, int width) {
@@ -105,58 +100,45 @@ Value DataFromHex(const std::string& line, std::string& mistake) {
     const std::size_t digit = std::string_view(kDigits).find(lower);
     if (digit == std::string_view::npos) {
       mistake = "data is written in hexadecimal digits";
-      return Value();
+      return {};
     }
     if (digits++ % 2 == 0) bytes += '\0';
     bytes.back() = static_cast<char>(static_cast<unsigned char>(bytes.back()) << 4 | digit);
   }
   if (digits % 2 != 0) {
     mistake = "a byte has two digits";
-    return Value();
+    return {};
   }
-  return Value(CFDataCreate(kCFAllocatorDefault, reinterpret_cast<const UInt8*>(bytes.data()),
-                            static_cast<CFIndex>(bytes.size())));
+  return Value::Data(std::move(bytes));
 }
 
 }  // namespace
 
-std::string HexOf(CFDataRef data) {
+std::string HexOf(std::string_view bytes) {
   std::string hex;
-  const UInt8* bytes = CFDataGetBytePtr(data);
-  for (CFIndex at = 0; at < CFDataGetLength(data); ++at) {
-    if (at > 0) hex += ' ';
-    hex += kDigits[bytes[at] >> 4];
-    hex += kDigits[bytes[at] & 15];
+  for (const char byte : bytes) {
+    if (!hex.empty()) hex += ' ';
+    hex += kDigits[static_cast<unsigned char>(byte) >> 4];
+    hex += kDigits[static_cast<unsigned char>(byte) & 15];
   }
   return hex;
 }
 
-Value Converted(CFPropertyListRef value, ValueType type) {
-  if (TypeOf(value) == type) return Value::Retaining(value);
+Value Converted(const Value& value, Type type) {
+  if (value.type() == type) return value;
+  if (type == Type::kArray) return Value::Array({value});
   std::string text = ValueText(value);
-  const bool to_number = type == ValueType::kInteger || type == ValueType::kReal;
-  if (type == ValueType::kArray) {
-    const CAutoCFRelease<CFMutableArrayRef> array(
-        CFArrayCreateMutable(kCFAllocatorDefault, 0, &kCFTypeArrayCallBacks));
-    CFArrayAppendValue(array, value);
-    return Value::Retaining(array.Get());
-  }
-  if (to_number && TypeOf(value) == ValueType::kBoolean) text = text == "true" ? "1" : "0";
-  if (TypeOf(value) == ValueType::kReal && text.ends_with(".0")) text.resize(text.size() - 2);
+  const bool to_number = type == Type::kInteger || type == Type::kReal;
+  if (to_number && value.type() == Type::kBoolean) text = value.boolean() ? "1" : "0";
+  if (value.type() == Type::kReal && text.ends_with(".0")) text.resize(text.size() - 2);
   return ParseValue(type, text);
 }
 
-std::optional<std::string> LineOf(CFPropertyListRef value) {
-  switch (TypeOf(value)) {
-    case ValueType::kArray:
-    case ValueType::kDictionary:
-      return std::nullopt;
-    case ValueType::kData:
-      if (CFDataGetLength(static_cast<CFDataRef>(value)) > CFIndex{kLongestLine / 3})
-        return std::nullopt;
-      return HexOf(static_cast<CFDataRef>(value));
-    default:
-      break;
+std::optional<std::string> LineOf(const Value& value) {
+  if (IsContainer(value)) return std::nullopt;
+  if (value.type() == Type::kData) {
+    if (value.data()->size() > kLongestLine / 3) return std::nullopt;
+    return HexOf(*value.data());
   }
   std::string text = ValueText(value);
   if (text.size() > kLongestLine) return std::nullopt;
@@ -164,13 +146,12 @@ std::optional<std::string> LineOf(CFPropertyListRef value) {
     if (ControlAt(text, at)) return std::nullopt;
   }
   // A lone surrogate cannot be typed.
-  const bool is_string = TypeOf(value) == ValueType::kString;
-  if (is_string && !IsSameValue(value, ParseValue(ValueType::kString, text))) return std::nullopt;
+  if (value.is_string() && ParseValue(Type::kString, text) != value) return std::nullopt;
   return text;
 }
 
-Value FromLine(ValueType type, const std::string& line, std::string& mistake) {
-  if (type == ValueType::kData) return DataFromHex(line, mistake);
+Value FromLine(Type type, const std::string& line, std::string& mistake) {
+  if (type == Type::kData) return DataFromHex(line, mistake);
   Value value = ParseValue(type, line);
   if (!value) mistake = std::string("this is not ") + TypeForm(type);
   return value;
@@ -182,33 +163,28 @@ std::string Counted(std::size_t count, const char* one) {
   return std::to_string(count) + " " + one + (count == 1 ? "" : "s");
 }
 
-std::string Heading(CFPropertyListRef value) {
+std::string Heading(const Value& value) {
   std::string type = TypeName(value);
-  switch (TypeOf(value)) {
-    case ValueType::kString: {
-      const CFIndex units = CFStringGetLength(static_cast<CFStringRef>(value));
-      return type + ", " + Counted(static_cast<std::size_t>(units), "UTF-16 unit");
-    }
-    case ValueType::kData: {
-      const CFIndex bytes = CFDataGetLength(static_cast<CFDataRef>(value));
-      return type + ", " + Counted(static_cast<std::size_t>(bytes), "byte");
-    }
-    case ValueType::kArray:
-      return type + ", " + Counted(ChildrenOf(value).size(), "element");
-    case ValueType::kDictionary:
-      return type + ", " + std::to_string(CountBelow(static_cast<CFDictionaryRef>(value))) +
-             " below it";
+  switch (value.type()) {
+    case Type::kString:
+      return type + ", " + Counted(value.text().size(), "UTF-16 unit");
+    case Type::kData:
+      return type + ", " + Counted(value.data()->size(), "byte");
+    case Type::kArray:
+      return type + ", " + Counted(value.elements().size(), "element");
+    case Type::kDictionary:
+      return type + ", " + std::to_string(CountBelow(value)) + " below it";
     default:
       return type;
   }
 }
 
-void AddValue(std::vector<std::string>& lines, CFPropertyListRef value, int columns) {
+void AddValue(std::vector<std::string>& lines, const Value& value, int columns) {
   std::string text;
   if (IsContainer(value)) {
     text = JsonText(value, JsonWriter::Layout::kIndented);
-  } else if (TypeOf(value) == ValueType::kData) {
-    text = HexOf(static_cast<CFDataRef>(value));
+  } else if (value.type() == Type::kData) {
+    text = HexOf(*value.data());
   } else {
     text = ValueText(value);
   }
@@ -222,14 +198,14 @@ void AddValue(std::vector<std::string>& lines, CFPropertyListRef value, int colu
 
 }  // namespace
 
-std::vector<std::string> ViewLines(CFPropertyListRef now, CFPropertyListRef before, int columns) {
+std::vector<std::string> ViewLines(const Value& now, const Value& before, int columns) {
   std::vector<std::string> lines;
-  lines.push_back(now != nullptr ? Heading(now) : "(nothing)");
-  if (now != nullptr) AddValue(lines, now, columns);
-  if (IsSameValue(now, before)) return lines;
+  lines.push_back(now ? Heading(now) : "(nothing)");
+  if (now) AddValue(lines, now, columns);
+  if (now == before) return lines;
   lines.emplace_back();
-  lines.push_back("before: " + (before != nullptr ? Heading(before) : "(nothing)"));
-  if (before != nullptr) AddValue(lines, before, columns);
+  lines.push_back("before: " + (before ? Heading(before) : "(nothing)"));
+  if (before) AddValue(lines, before, columns);
   return lines;
 }
 

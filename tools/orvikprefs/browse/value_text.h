@@ -7,30 +7,29 @@
 #include <string_view>
 #include <vector>
 
-#include "platform/core_foundation/data.h"
 #include "tools/orvikprefs/browse/tree.h"
 
 namespace orvik::prefstool::browse {
 
 // The line for a value: as ValueText gives it, data as hexadecimal digits. Nothing for a value that
 // needs an editor: arrays, dictionaries, and text that is long or holds control characters.
-std::optional<std::string> LineOf(CFPropertyListRef value);
+std::optional<std::string> LineOf(const Value& value);
 
 // Two digits to a byte, with blanks between them.
-std::string HexOf(CFDataRef data);
+std::string HexOf(std::string_view bytes);
 
 // The value as one of the type: a number or a boolean as the same number where there is one,
-// anything else by its text (values.h); for an array the value is its only element. Null when the
-// text means nothing of that type.
-Value Converted(CFPropertyListRef value, ValueType type);
+// anything else by its text (values.h); for an array the value is its only element. No value
+// when the text means nothing of that type.
+Value Converted(const Value& value, Type type);
 
-// The value that the line means; null, and the mistake, when it means none.
-Value FromLine(ValueType type, const std::string& line, std::string& mistake);
+// The value that the line means; no value, and the mistake, when it means none.
+Value FromLine(Type type, const std::string& line, std::string& mistake);
 
 // Its type and size, then all of it: text by its line breaks, data in rows of hexadecimal digits,
 // arrays and dictionaries as indented JSON. Longer lines are wrapped; nothing in them acts on a
-// terminal. `before`, unless it is the same, follows; either is null for nothing.
-std::vector<std::string> ViewLines(CFPropertyListRef now, CFPropertyListRef before, int columns);
+// terminal. `before`, unless it is the same, follows; either may be no value.
+std::vector<std::string> ViewLines(const Value& now, const Value& before, int columns);
 
 // The text in at most `width` columns; one that is cut ends in an ellipsis.
 std::string FitColumns(std::string_view utf8, int width);
