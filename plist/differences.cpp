@@ -56,26 +56,23 @@ class DifferenceSearch {
 
   // Compares the next name of both sides.
   void Step(Pair& pair) {
-    const Value::Entry* before =
-        pair.next_before < pair.before.size() ? pair.before[pair.next_before] : nullptr;
-    const Value::Entry* after =
-        pair.next_after < pair.after.size() ? pair.after[pair.next_after] : nullptr;
-    const int order = before == nullptr  ? 1
-                      : after == nullptr ? -1
-                                         : before->key.text().Compare(after->key.text());
-    if (order > 0) before = nullptr;
-    if (order < 0) after = nullptr;
-    if (before != nullptr) ++pair.next_before;
-    if (after != nullptr) ++pair.next_after;
-    Compare(before, after);
+    const bool has_before = pair.next_before < pair.before.size();
+    const bool has_after = pair.next_after < pair.after.size();
+    const int order = !has_before  ? 1
+                      : !has_after ? -1
+                                   : pair.before[pair.next_before]->key.text().Compare(
+                                         pair.after[pair.next_after]->key.text());
+    const Value& key =
+        (order <= 0 ? pair.before[pair.next_before] : pair.after[pair.next_after])->key;
+    const Value* const before = order <= 0 ? &pair.before[pair.next_before++]->value : nullptr;
+    const Value* const after = order >= 0 ? &pair.after[pair.next_after++]->value : nullptr;
+    Compare(key, before, after);
   }
 
-  void Compare(const Value::Entry* before, const Value::Entry* after) {
-    const Value* const old_value = before == nullptr ? nullptr : &before->value;
-    const Value* const new_value = after == nullptr ? nullptr : &after->value;
+  void Compare(const Value& key, const Value* old_value, const Value* new_value) {
     const bool has_both = old_value != nullptr && new_value != nullptr;
     if (has_both && old_value->IsSharedWith(*new_value)) return;
-    path_.push_back((before != nullptr ? before : after)->key.text().ToUnits());
+    path_.push_back(key.text().ToUnits());
     const bool goes_down = has_both ? old_value->is_dictionary() && new_value->is_dictionary()
                                     : one_sided_ == OneSidedKeys::kByValue &&
                                           (HasEntries(old_value) || HasEntries(new_value));

@@ -5,6 +5,7 @@
 
 #include "platform/core_foundation/cf_preferences.h"
 #include "platform/core_foundation/property_list.h"
+#include "plist/forms.h"
 #include "prefs/auto_release.h"
 #include "prefs/key_walk.h"
 #include "prefs/shared_preference_file.h"
@@ -240,6 +241,14 @@ PrefStatus FileDomainStore::Save() {
   }
   changed_ = changed_ && error != 0;
   return StatusOf(error);
+}
+
+PrefStatus FileDomainStore::CheckSave() const {
+  plist::Failure failure;
+  if (!changed_ || plist::WriteXml(root_, &failure)) {
+    return PrefStatus::Ok();
+  }
+  return failure.is_too_large ? StatusOf(EFBIG) : NotSerializable(CAtlString(), nullptr, root_);
 }
 
 PrefStatus SharedDomainStore::SetEntry(const plist::Text& name, const plist::Value& value) {

@@ -99,6 +99,9 @@ class FileDomainStore : public DomainStore {
   void NoteChange() override { changed_ = true; }
   // Writes the file if something was changed; otherwise flushes the file that is there to disk.
   PrefStatus Save() override;
+  // Returns the status that Save would give for the entries alone, without touching the file:
+  // kNotSerializable, or kTooLarge for a file that could not be read again.
+  PrefStatus CheckSave() const;
 
  private:
   void Open(StorePurpose purpose, const LockWait& wait, RefusedRecord refused);

@@ -412,8 +412,8 @@ PrefStatus Transaction::Rehearse(TransactionResult* result) const {
     return status;
   }
   PrefStatus status = TransactionRunner(store).Run(steps_);
-  if (status.ok() && store.entries() && plist::FindFault(store.entries())) {
-    status = NotSerializable(CAtlString(), nullptr, store.entries());
+  if (status.ok()) {
+    status = store.CheckSave();
   }
   if (status.ok()) {
     *result = ResultOf(store);

@@ -410,6 +410,8 @@ TEST_F(TransactionTest, SavesNothingThatIsTooLargeToBeReadAgain) {
   ASSERT_TRUE(change.Commit().ok());
   const std::string before = ReadFile(FileOf(1));
   change.Set(u"A", u"list", Value::Array(std::vector<Value>(100, data)));
+  TransactionResult result;
+  EXPECT_EQ(change.Rehearse(&result).error, PrefError::kTooLarge);
   EXPECT_EQ(change.Commit().error, PrefError::kTooLarge);
   EXPECT_EQ(ReadFile(FileOf(1)), before);
 }
