@@ -6,7 +6,6 @@
 #include <string_view>
 
 #include <orvik/files/file_path.h>
-#include <orvik/platform/core_foundation/collections.h>
 #include <orvik/platform/core_foundation/string.h>
 #include <orvik/prefs/preferences.h>
 #include <orvik/streams/stream_factory.h>
