@@ -7,7 +7,6 @@
 #include "tests/support/test_environment.h"
 #include "tools/orvikprefs/browse/dialogs.h"
 #include "tools/orvikprefs/browse/draft.h"
-#include "tools/orvikprefs/browse/line_input.h"
 #include "tools/orvikprefs/browse/terminal.h"
 #include "tools/orvikprefs/browse/value_text.h"
 #include "tools/orvikprefs/json.h"

@@ -7,7 +7,6 @@
 #include "tools/orvikprefs/browse/actions.h"
 #include "tools/orvikprefs/browse/dialogs.h"
 #include "tools/orvikprefs/browse/draft.h"
-#include "tools/orvikprefs/browse/line_input.h"
 #include "tools/orvikprefs/browse/tree.h"
 #include "tools/orvikprefs/files.h"
 #include "tools/orvikprefs/text.h"

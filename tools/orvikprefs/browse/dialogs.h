@@ -1,11 +1,16 @@
-// Questions and lists over the browser's screen. The screen behind them is kept up to date
-// while they wait. Escape and Ctrl-C cancel each of them.
+// Questions and lists over the browser's screen, and the line that is typed in them.
+//
+// A dialog returns when the user answers. Until then it draws the screen behind it anew before each
+// key, so that what other processes change is seen. Escape and Ctrl-C cancel every dialog; so does
+// a signal that asks the process to end (Terminal::ended_by).
 #pragma once
 
 #include <cstddef>
 #include <functional>
 #include <optional>
 #include <string>
+#include <string_view>
+#include <utility>
 #include <vector>
 
 #include "tools/orvikprefs/browse/terminal.h"
@@ -14,6 +19,37 @@ namespace orvik::prefstool::browse {
 
 inline constexpr int kEscape = 27;
 inline constexpr int kInterrupt = 3;  // Ctrl-C
+
+// One line that is typed and edited, with no terminal in it.
+class LineInput {
+ public:
+  explicit LineInput(std::string_view text = {});
+  explicit LineInput(std::u32string text) : text_(std::move(text)), cursor_(text_.size()) {}
+
+  std::string text() const;
+
+  // The part of the line that fits into `columns` around the cursor, which stands after `before`.
+  // Control characters are shown as symbols. In time proportional to the columns.
+  struct Window {
+    std::string before;
+    std::string after;
+  };
+  Window Shown(int columns) const;
+
+  // Takes a key of Terminal::ReadKey: characters, Backspace, Delete, Left, Right, Home, End,
+  // Ctrl-A, Ctrl-E, Ctrl-U (removes what is before the cursor), Ctrl-K (what is behind it), Ctrl-W
+  // (a word). False for any other key.
+  bool HandleKey(int key);
+
+  void Insert(std::u32string_view text);  // at the cursor, whatever its characters are
+  void Replace(std::string_view text);    // the cursor at its end
+
+ private:
+  void MoveLeft();
+
+  std::u32string text_;
+  std::size_t cursor_ = 0;
+};
 
 // Rows of a list; only those on the screen are asked for.
 struct Rows {
