@@ -9,6 +9,7 @@
 #include <iterator>
 #include <ostream>
 
+#include "host/descriptor.h"
 #include "prefs/reporting.h"
 #include "tools/orvikprefs/grammar.h"
 #include "tools/orvikprefs/text.h"
@@ -175,11 +176,11 @@ void Progress::Show() {
        ++quarters) {
     // One write, so that nothing of it mixes with other lines.
     line = "\r" + what_ + ", " + std::to_string(quarters / 4) + " s";
-    if (write(STDERR_FILENO, line.data(), line.size()) < 0) return;
+    if (host::WriteAll(STDERR_FILENO, line) != 0) return;
   }
   if (!line.empty()) {
     const std::string cleared = "\r" + std::string(line.size() - 1, ' ') + "\r";
-    if (write(STDERR_FILENO, cleared.data(), cleared.size()) < 0) return;
+    host::WriteAll(STDERR_FILENO, cleared);
   }
 }
 

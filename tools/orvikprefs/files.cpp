@@ -79,10 +79,7 @@ host::ReplaceResult WriteToSpecial(const std::string& file, const std::string& b
 namespace {
 
 int ReadStream(std::FILE* stream, std::string& bytes) {
-  struct stat attributes;
-  const bool is_large = fstat(fileno(stream), &attributes) == 0 && S_ISREG(attributes.st_mode) &&
-                        static_cast<std::size_t>(attributes.st_size) > plist::kMaximumFileSize;
-  if (is_large) return EFBIG;
+  if (host::SizeOfRegular(fileno(stream)).value_or(0) > plist::kMaximumFileSize) return EFBIG;
   char buffer[65536];
   errno = 0;
   while (const size_t count = std::fread(buffer, 1, sizeof buffer, stream)) {
@@ -232,9 +229,7 @@ PrivateFile::~PrivateFile() {
 int PrivateFile::Read(std::string& bytes) const {
   host::Descriptor file = host::OpenRegular(folder_.get(), kEditedName, O_RDONLY | O_NOFOLLOW);
   if (!file) return errno == ELOOP ? EPERM : errno;
-  struct stat found;
-  if (fstat(file.get(), &found) != 0) return errno;
-  if (found.st_uid != geteuid()) return EPERM;
+  if (!host::IsOwnFile(file.get(), folder_.get(), kEditedName)) return EPERM;
   const Stream opened(fdopen(file.get(), "rb"), std::fclose);
   if (!opened) return errno;
   file.Release();

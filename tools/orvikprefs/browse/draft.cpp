@@ -1,11 +1,9 @@
 #include "tools/orvikprefs/browse/draft.h"
 
-#include <sys/stat.h>
-#include <unistd.h>
-
 #include <algorithm>
 #include <utility>
 
+#include "host/trust.h"
 #include "prefs/transaction.h"
 #include "tools/orvikprefs/browse/tree.h"
 
@@ -31,31 +29,16 @@ Address AddressOf(const Path& path) {
 
 }  // namespace
 
-bool Draft::Identity::operator==(const Identity& other) const {
-  return device == other.device && inode == other.inode && size == other.size &&
-         changed.tv_sec == other.changed.tv_sec && changed.tv_nsec == other.changed.tv_nsec;
-}
-
 Draft::Draft(int scope, CAtlString domain)
-    : scope_(scope), domain_(std::move(domain)), file_(PreferenceFilePath(scope, domain_)) {
-  identity_.size = -2;  // of no file, so that the first reading takes place
-}
-
-Draft::Identity Draft::IdentityOfFile() const {
-  struct stat info = {};
-  if (stat(file_.c_str(), &info) != 0) return {};
-  return {info.st_dev, info.st_ino, info.st_size, info.st_mtim};
-}
+    : scope_(scope), domain_(std::move(domain)), file_(PreferenceFilePath(scope, domain_)) {}
 
 bool Draft::Refresh() {
-  const Identity identity = IdentityOfFile();
-  const std::size_t slash = file_.rfind('/');
-  const bool writable = identity.size >= 0 ? access(file_.c_str(), W_OK) == 0
-                                           : access(file_.substr(0, slash).c_str(), W_OK) == 0 ||
-                                                 access(file_.substr(0, slash).c_str(), F_OK) != 0;
+  host::FileIdentity identity = host::IdentityOf(file_);
+  identity.changed = 0;  // a change of attributes alone
+  const bool writable = host::ReplaceAccess(file_) == 0;
   const bool right_changed = std::exchange(is_writable_, writable) != writable;
-  if (identity == identity_) return right_changed;
-  const bool is_first = identity_.size == -2;
+  if (!std::exchange(must_read_, false) && identity == identity_) return right_changed;
+  const bool is_first = std::exchange(is_first_reading_, false);
   identity_ = identity;
   PrefValue read = ReadDomain(scope_, domain_);
   status_ = read.status;
@@ -310,7 +293,7 @@ PrefStatus Draft::Apply(std::chrono::milliseconds limit, const KeepWaiting& keep
     base_ = edited_;
     changes_.clear();
   }
-  identity_.size = -3;  // read it again, even if it looks the same
+  must_read_ = true;
   Refresh();
   return status;
 }

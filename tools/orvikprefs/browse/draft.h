@@ -6,16 +6,14 @@
 // of other processes above or beside them move nothing.
 #pragma once
 
-#include <sys/types.h>
-
 #include <chrono>
 #include <cstddef>
-#include <ctime>
 #include <functional>
 #include <optional>
 #include <string>
 #include <vector>
 
+#include "host/descriptor.h"
 #include "prefs/reporting.h"
 #include "strings/atl_string.h"
 #include "tools/orvikprefs/browse/tree.h"
@@ -102,19 +100,11 @@ class Draft {
   virtual void Touched(const Path& path) = 0;
 
  private:
-  struct Identity {
-    dev_t device = 0;
-    ino_t inode = 0;
-    off_t size = -1;
-    timespec changed = {};
-    bool operator==(const Identity& other) const;
-  };
   // One action of the user.
   struct Step {
     std::string what;
     std::vector<Change> changes;
   };
-  Identity IdentityOfFile() const;
   void SetBase(Value base);
   void RestoreOne(Value& tree, Change mine);
   void SetEdited(Value edited, Cause cause);
@@ -128,7 +118,9 @@ class Draft {
   std::string file_;
   PrefStatus status_;
   bool is_writable_ = false;
-  Identity identity_;
+  host::FileIdentity identity_;
+  bool is_first_reading_ = true;
+  bool must_read_ = true;  // even if the file looks the same
   Value base_ = Value::Dictionary();
   Value edited_ = base_;
   std::vector<Step> undo_, redo_;

@@ -8,10 +8,12 @@
 #include <cstdint>
 #include <cstdio>
 #include <iterator>
+#include <optional>
 
 #include "host/descriptor.h"
 #include "host/staged_file.h"
 #include "host/system.h"
+#include "plist/sink.h"
 #include "tools/orvikprefs/json.h"
 
 namespace orvik::prefstool::browse {
@@ -87,22 +89,16 @@ std::vector<Change> ChangesOf(const std::string& text) {
 
 // "" for a file that is missing, another user's, or cannot be read.
 std::string ReadOwnFile(int folder, const std::string& name) {
-  const host::Descriptor file(
-      openat(folder, name.c_str(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC));
-  struct stat info = {};
-  if (!file || fstat(file.get(), &info) != 0 || !S_ISREG(info.st_mode) ||
-      info.st_uid != geteuid()) {
+  const host::Descriptor file = host::OpenRegular(folder, name.c_str(), O_RDONLY | O_NOFOLLOW);
+  const auto size = file ? host::SizeOfRegular(file.get()) : std::nullopt;
+  if (!size || *size > plist::kMaximumFileSize ||
+      !host::IsOwnFile(file.get(), folder, name.c_str())) {
     return {};
   }
-  std::string text(static_cast<std::size_t>(info.st_size), '\0');
-  std::size_t size = 0;
-  while (size < text.size()) {
-    const ssize_t count = read(file.get(), text.data() + size, text.size() - size);
-    if (count < 0 && errno == EINTR) continue;
-    if (count <= 0) return {};
-    size += static_cast<std::size_t>(count);
-  }
-  return text;
+  std::string text(*size, '\0');
+  std::size_t done = 0;
+  const int error = host::ReadAt(file.get(), text.data(), text.size(), 0, &done);
+  return error == 0 && done == text.size() ? text : std::string();
 }
 
 }  // namespace

@@ -14,6 +14,7 @@
 #include <cstdlib>
 #include <cstring>
 
+#include "host/descriptor.h"
 #include "text/characters.h"
 #include "tools/orvikprefs/browse/value_text.h"
 #include "tools/orvikprefs/text.h"
@@ -42,7 +43,7 @@ constexpr int kSuspend = 26;  // Ctrl-Z
 constexpr int kEscapeKey = 27;
 
 void Send(std::string_view sequence) {
-  [[maybe_unused]] const ssize_t count = write(STDOUT_FILENO, sequence.data(), sequence.size());
+  host::WriteAll(STDOUT_FILENO, sequence);
 }
 
 // Ctrl-C and Ctrl-Z become keys, so that neither ends nor stops the browser unasked.
