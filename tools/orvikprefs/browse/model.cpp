@@ -25,6 +25,17 @@ void InsertWithParents(std::unordered_set<std::string>& set, const Path& path) {
   }
 }
 
+// Whether a container holds another one.
+bool HasKeys(const Value& container) {
+  if (container.is_array()) {
+    return std::any_of(container.elements().begin(), container.elements().end(), IsContainer);
+  }
+  for (const Value::Entry& entry : container.entries()) {
+    if (IsContainer(entry.value)) return true;
+  }
+  return false;
+}
+
 }  // namespace
 
 Model::Model(int scope, CAtlString domain) : Draft(scope, std::move(domain)) {
@@ -95,6 +106,10 @@ void Model::BuildKeys() {
   std::vector<Level> levels;
   const auto enter = [&](int row, std::string joined, const Value& base, bool in_hit) {
     KeyRow& key = keys_[static_cast<std::size_t>(row)];
+    if (!key.is_open && in_hit) {
+      key.has_keys = HasKeys(key.node);
+      return;
+    }
     std::vector<Child> keys = ChildrenOf(key.node, base);
     std::erase_if(keys, [](const Child& child) { return !IsContainer(child.value); });
     if (!in_hit) {
