@@ -58,5 +58,13 @@ TEST(Base64Codec, LineBreaksAnywhereChangeNothing) {
   }
 }
 
+TEST(Base64Fault, NamesTheFirstWrongCharacter) {
+  const std::pair<const char*, std::size_t> kCases[] = {{"***", 0},   {"AA-_", 2}, {"AAH", 3},
+                                                        {"AA=A", 2},  {"AB==", 1}, {"AA==AA==", 2},
+                                                        {"AAA A", 3}, {"A===", 1}};
+  for (const auto& [text, place] : kCases) EXPECT_EQ(Base64Fault(text), place) << text;
+  for (const char* text : {"", "AA==", "AAA=", "+/+/"}) EXPECT_EQ(Base64Fault(text), std::nullopt);
+}
+
 }  // namespace
 }  // namespace orvik::test
