@@ -1,5 +1,9 @@
 // The actions behind the browser's keys, by topic. Each asks what it needs in dialogs and returns a
 // line to show, or "".
+//
+// The file may change while a dialog waits. An action therefore works on paths, not rows, and gives
+// the value that the user saw to the draft, which makes a conflict of a value that is another by
+// then.
 #pragma once
 
 #include <chrono>

@@ -1,4 +1,11 @@
 // The browser: what each key does with the model.
+//
+//   Terminal  keys and the screen           Model     rows, selection, changes, conflicts (draft.h)
+//   Screen    draws the model               Dialogs   ask, over the screen
+//   Editing, Reading, Review, Finding       the actions behind the keys (actions.h)
+//
+// The file is looked at again every quarter of a second, also while a dialog waits. Nothing reaches
+// it before the user asks for that (Review::Apply).
 #pragma once
 
 #include <chrono>

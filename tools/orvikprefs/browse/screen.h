@@ -1,5 +1,8 @@
-// Draws the browser: keys on the left, values on the right, where one is above, what the keys
-// do below. Only what is on the screen is looked at.
+// Draws the browser: the store and the path on top, keys on the left, values on the right, a
+// message and what the keys do at the foot.
+//
+// Only rows on the screen are looked at. The lists scroll as far as needed to show the selected
+// rows. Nothing in a name or value acts on the terminal.
 #pragma once
 
 #include <string>
@@ -16,7 +19,7 @@ class Screen {
   std::string message;  // the line above the keys' help
   bool shows_sizes = false;
 
-  // Without the foot when a dialog uses it.
+  // Draws into the terminal's picture (Terminal::Show); a dialog draws the foot itself.
   void Draw(Model& model, bool with_foot = true);
 
   int page() const;  // rows of keys or values that fit

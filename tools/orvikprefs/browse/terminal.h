@@ -10,10 +10,17 @@ namespace orvik::prefstool::browse {
 enum class Style { kPlain, kHead, kKey, kDim, kChanged, kAdded, kByOthers, kError, kSelected };
 
 // Takes the terminal over and gives it back as it was: at the end of the scope, while it is
-// suspended (Ctrl-Z, an editor), and when a fault ends the process. Ctrl-C is a key; signals that
-// ask the process to end are told to the caller. One object at a time.
+// suspended (Ctrl-Z, an editor), and when a fault ends the process. Only one object may exist at a
+// time.
+//
+//   Ctrl-C, Ctrl-Z                      keys; Ctrl-Z stops the process and comes back as kResized
+//   SIGINT, SIGTERM, SIGHUP, SIGQUIT    ReadKey returns kEnded; the caller saves and leaves
+//   a fault, SIGPIPE                    the terminal is restored, then the signal ends the process
+//
+// The locale of the environment decides the characters; without one UTF-8 is assumed.
 class Terminal {
  public:
+  // `colour` asks for colours, which only a terminal that has them shows.
   explicit Terminal(bool colour);
   ~Terminal();
   Terminal(const Terminal&) = delete;
@@ -26,16 +33,19 @@ class Terminal {
   int rows() const;
   int columns() const;
 
+  // Drawing changes a picture in memory, which Show brings to the screen.
   void Clear();
-  // Writes into `width` columns, cut with an ellipsis or filled with blanks. The text is UTF-8
-  // without control characters.
+  // Writes into `width` columns from this cell on, cut with an ellipsis or filled with blanks. The
+  // text is UTF-8 without control characters; a terminal without UTF-8 shows "?" for each character
+  // beyond ASCII. A row or column outside the screen is ignored.
   void Put(int row, int column, int width, std::string_view text, Style style);
+  // Where Show leaves the cursor, and whether it is seen.
   void PlaceCursor(int row, int column);
   void HideCursor();
   void Show();
 
-  // A key: a character (Unicode, control characters too), one of Special, or kNothing after
-  // `milliseconds` without one.
+  // Waits for a key: a character (Unicode; Enter is U+000A, Backspace U+0008, other control
+  // characters are themselves), one of Special, or kNothing after `milliseconds` without one.
   enum Special : int {
     kNothing = -1,
     kUp = 0x200000,
