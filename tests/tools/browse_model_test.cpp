@@ -2,6 +2,8 @@
 
 #include <unistd.h>
 
+#include <algorithm>
+
 #include "prefs/preferences.h"
 #include "prefs/shared_lock.h"
 #include "tests/support/test_environment.h"
@@ -174,6 +176,69 @@ TEST_F(BrowseModelTest, MakesAConflictOfAValueThatChangedWhileItWasEdited) {
   EXPECT_EQ(Shown(model, path), "decided");
   EXPECT_EQ(model.Set(path, u"decided", second), "");
   EXPECT_TRUE(model.conflicts().empty());
+}
+
+// What waits as a conflict is taken back like any change.
+TEST_F(BrowseModelTest, GivesUpConflictsToo) {
+  Model model(0, kDomain);
+  model.Set({"Z", "z"}, u"mine");
+  Write(u"Z", u"z", u"theirs");
+  model.Refresh();
+  ASSERT_EQ(model.conflicts().size(), 1u);
+  EXPECT_EQ(model.Undo(), "undo: set /Z/z");
+  EXPECT_EQ(model.waiting(), 0u);
+  EXPECT_EQ(Shown(model, {"Z", "z"}), "theirs");
+  EXPECT_EQ(model.Redo(), "cannot redo: another process has changed /Z/z since");
+
+  model.Set({"A", "B", "text"}, u"mine");
+  model.Set({"Z", "z"}, u"mine");
+  Write(u"Z", u"z", u"theirs again");
+  model.Refresh();
+  EXPECT_EQ(model.waiting(), 2u);
+  model.RevertAll();
+  EXPECT_EQ(model.waiting(), 0u);
+  EXPECT_EQ(model.Undo(), "undo: give up all changes");
+  EXPECT_EQ(Shown(model, {"A", "B", "text"}), "mine");
+  // A change of attributes is none of the file's content.
+  fs::permissions(model.file(), fs::perms::owner_all);
+  EXPECT_FALSE(model.Refresh());
+}
+
+TEST_F(BrowseModelTest, MarksEachRowForItself) {
+  Model model(0, kDomain);
+  model.Set({"Z", "list"}, Json("[0, 1, [2]]"));
+  model.Set({"Z", "flat"}, Json("[0]"));
+  ASSERT_TRUE(model.Apply().ok());
+  const auto rows = [&](const Path& path) {
+    EXPECT_TRUE(model.Reveal(path));
+    std::string marks;
+    for (const ValueRow& row : model.values()) marks += " *+~!"[static_cast<int>(row.mark)];
+    return marks;
+  };
+  model.Set({"Z", "list", "1"}, u"new");
+  model.Add({"Z", "list", "3"}, u"last");
+  EXPECT_EQ(rows({"Z", "list", "0"}), " * +");
+  EXPECT_EQ(rows({"Z", "flat", "0"}), " ");
+  // Closed rows know whether they can be opened.
+  const std::pair<const char*, bool> kKeys[] = {{"", true},      {"A", true},    {"Z", true},
+                                                {"flat", false}, {"list", true}, {"2", false}};
+  model.Reveal({"Z", "list", "2", "0"});
+  for (const auto& [name, has_keys] : kKeys) {
+    const auto is_row = [&](const KeyRow& row) { return row.name == name; };
+    const auto row = std::find_if(model.keys().begin(), model.keys().end(), is_row);
+    ASSERT_NE(row, model.keys().end()) << name;
+    EXPECT_EQ(row->has_keys, has_keys) << name;
+  }
+  model.FocusValues(false);
+  model.SelectKey(0);
+  model.MoveBy(1);
+  EXPECT_EQ(model.SelectedPath(), Path{"A"});
+  model.TogglePick();
+  EXPECT_EQ(model.picked(), std::vector<Path>{{"A"}});
+  model.PickNone();
+  EXPECT_TRUE(model.picked().empty());
+  model.MoveBy(-2);
+  EXPECT_TRUE(model.SelectedPath().empty());
 }
 
 // A key comes in above, the selected one goes, and comes back.
