@@ -3,13 +3,24 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <cstdio>
 #include <cstdlib>
 #include <string>
+#include <string_view>
 
 namespace orvik::fuzz {
 
 inline void Require(bool holds) {
   if (!holds) std::abort();
+}
+
+// A target that is a property which the tests check, too.
+inline int CheckProperty(std::string (*property)(std::string_view), const std::uint8_t* data,
+                         std::size_t size) {
+  const std::string fault = property({reinterpret_cast<const char*>(data), size});
+  if (!fault.empty()) std::fprintf(stderr, "%s\n", fault.c_str());
+  Require(fault.empty());
+  return 0;
 }
 
 inline std::string Bytes(const std::uint8_t* data, std::size_t size) {

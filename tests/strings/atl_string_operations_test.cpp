@@ -1,6 +1,4 @@
-// Searching, trimming, editing, formatting and tokenizing of the wide string.
-#include <gtest/gtest.h>
-
+// Searching, trimming, editing, formatting and tokenizing of the wide string; the narrow string.
 #include <climits>
 #include <cstdarg>
 #include <cstdint>
@@ -13,45 +11,26 @@
 #include <utility>
 #include <vector>
 
-#include "platform/core_foundation/number.h"
+#include <gtest/gtest.h>
+
+#include "platform/core_foundation/owned.h"
 #include "platform/core_foundation/string.h"
 #include "strings/atl_string.h"
 #include "strings/atl_string_a.h"
 #include "tests/strings/texts.h"
 
-namespace orvik {
+namespace orvik::test {
 namespace {
 
 using std::u16string_view;
-using test::TextsOf;
 
-TEST(CAtlStringOperations, FindLiterally) {
-  const CAtlString text(u"abcb\u00E9A\u0301");
-  const auto null = static_cast<const char16_t*>(nullptr);
-  EXPECT_EQ((std::vector{text.Find(u'b', 2), text.Find(u'b', 4), text.Find('b'), text.Find('\xE9'),
-                         text.Find(u'b', INT_MIN), text.Find(u'\u0301', 7), CAtlString().Find(u'a'),
-                         CAtlString(u"a\0b", 3).Find(u'b')}),
-            (std::vector{3, -1, 1, 4, 1, -1, -1, 2}));
-  EXPECT_EQ((std::vector{text.Find(u"B"), text.Find(u"cb"), text.Find("b\xE9"),
-                         text.Find(CAtlString(u"b"), 2), text.Find(u"b", -3), text.Find(u"b", 99),
-                         text.Find(u"", 0), text.Find(null)}),
-            (std::vector{-1, 2, 3, 3, 1, -1, -1, -1}));
-  EXPECT_EQ(text.Find(u"A"), 5);        // a combining mark after it changes nothing
-  EXPECT_EQ(text.Find(u"\u00C1"), -1);  // nor do composed forms
-  EXPECT_EQ((std::vector{text.FindOneOf(u"xc\u0301"), text.FindOneOf("\xE9"),
-                         text.FindOneOf(CAtlString(u"\u0301")), text.FindOneOf(u"")}),
-            (std::vector{2, 4, 6, -1}));
-  EXPECT_EQ((std::vector{text.ReverseFind(u'b'), text.ReverseFind('a'), text.ReverseFind(u'z')}),
-            (std::vector{3, 0, -1}));
-}
-
-TEST(CAtlStringOperations, FindsAtEveryOffsetOfALongText) {
-  for (int length = 1; length < 140; ++length) {
-    CAtlString text(u'x', length);
-    text.SetAt(length - 1, u'y');
-    EXPECT_EQ(text.Find(u'y'), length - 1);
-    EXPECT_EQ(text.Find(u"xy"), length < 2 ? -1 : length - 2);
-  }
+TEST(CAtlStringOperations, FindsUnitsOfEitherWidthLiterally) {
+  const CAtlString text(u"abcb\u00E9A\u0301");  // the composed A is another text
+  EXPECT_EQ((std::vector{text.Find('b'), text.Find('\xE9'), text.Find("b\xE9"), text.Find(u""),
+                         text.Find(static_cast<const char16_t*>(nullptr)), text.Find(u"A"),
+                         text.Find(u"\u00C1"), CAtlString(u"a\0b", 3).Find(u'b'),
+                         text.FindOneOf("\xE9"), text.ReverseFind('a'), text.Find(u'b', INT_MIN)}),
+            (std::vector{1, 4, 3, -1, -1, 5, -1, 2, 4, 0, 1}));
 }
 
 TEST(CAtlStringOperations, FindsWhatNearlyRepeatsWithoutDelay) {
@@ -68,11 +47,8 @@ using Texts = std::vector<std::u16string>;
 TEST(CAtlStringOperations, TrimsWhiteSpaceUnitsAndSets) {
   CAtlString text(u"\t \r\n\v\f a \u00A0 ");  // a no-break space is no white space
   EXPECT_EQ(TextsOf({text.TrimLeft(), text.Trim(), CAtlString(u" \t ").TrimLeft(),
-                     CAtlString(u"a.,.,").TrimRight(u".,"),
-                     CAtlString(u"--a-").TrimLeft('-').TrimRight(u'-'),
-                     CAtlString(u"\u4E00ab").TrimLeft(CAtlString(u"a\u4E00")),
-                     CAtlString(u"b\u00E9").TrimRight("\xE9")}),
-            (Texts{u"a \u00A0 ", u"a \u00A0", u"", u"a", u"a", u"b", u"b"}));
+                     CAtlString(u"--a-").TrimLeft('-'), CAtlString(u"b\u00E9").TrimRight("\xE9")}),
+            (Texts{u"a \u00A0 ", u"a \u00A0", u"", u"a-", u"b"}));
   const CAtlString shared(u"abc");
   CAtlString same = shared;
   same.TrimLeft(u"").TrimRight(static_cast<const char16_t*>(nullptr));
@@ -97,9 +73,6 @@ TEST(CAtlStringOperations, ReplacesTextAndUnits) {
   EXPECT_EQ(text.View(), u"x");
   EXPECT_EQ(text.Replace(text, u""), 1);
   EXPECT_EQ(text.View(), u"");
-  CAtlString overlapping(u"aaaaa");
-  EXPECT_EQ(overlapping.Replace(u"aa", u"ba"), 2);
-  EXPECT_EQ(overlapping.View(), u"babaa");
 }
 
 TEST(CAtlStringOperations, CutsPieces) {
@@ -112,28 +85,18 @@ TEST(CAtlStringOperations, CutsPieces) {
   }
 }
 
-TEST(CAtlStringOperations, Tokenizes) {
-  using Tokens = std::vector<std::pair<u16string_view, int>>;
-  const std::tuple<u16string_view, const char16_t*, int, Tokens> cases[] = {
-      {u",a,,b,", u",", 0, {{u"a", 4}, {u"b", -1}}},
-      {u",,,", u",", 0, {{u"", -1}}},
-      {u"", u",", 0, {{u"", -1}}},
-      {u"ab", u",", 2, {{u"", -1}}},
-      {u"ab", u",", -1, {{u"", -1}}},
-      {u"ab", u"", 0, {{u"ab", -1}}},
-      {u"a;b,c", u",;", 0, {{u"a", 2}, {u"b", 4}, {u"c", -1}}},
-      {u"a\u4E00\u4E01b", u"\u4E01\u4E00", 0, {{u"a", 3}, {u"b", -1}}},
-      {u16string_view(u"a\0,b", 4), u",", 0, {{u16string_view(u"a\0", 2), 3}, {u"b", -1}}}};
-  for (const auto& [text, set, start, tokens] : cases) {
-    const CAtlString string(text);
+TEST(CAtlStringOperations, TokenizesWithAnySetFromAnyPosition) {
+  const std::tuple<u16string_view, const char16_t*, int, u16string_view, int> cases[] = {
+      {u"ab", u",", 2, u"", -1},
+      {u"ab", u",", -1, u"", -1},
+      {u"ab", nullptr, 0, u"ab", -1},
+      {u"a\u4E00\u4E01b", u"\u4E01\u4E00", 0, u"a", 3},
+      {u16string_view(u"a\0,b", 4), u",", 0, u16string_view(u"a\0", 2), 3}};
+  for (const auto& [text, set, start, token, next] : cases) {
     int position = start;
-    for (const auto& [token, next] : tokens) {
-      EXPECT_EQ(string.Tokenize(set, position).View(), token);
-      EXPECT_EQ(position, next);
-    }
+    EXPECT_EQ(CAtlString(text).Tokenize(set, position).View(), token);
+    EXPECT_EQ(position, next);
   }
-  int position = 0;
-  EXPECT_EQ(CAtlString(u"abc").Tokenize(nullptr, position).View(), u"abc");
 }
 
 void FormatListOfC(CAtlString& text, const char16_t* format, ...) {
@@ -146,19 +109,14 @@ void FormatListOfC(CAtlString& text, const char16_t* format, ...) {
   va_end(arguments);
 }
 
-TEST(CAtlStringOperations, Formats) {
+TEST(CAtlStringOperations, FormatsWithItsOwnTextAndKeepsItAfterAFailure) {
   CAtlString text(u"own");
   text.Format(u"%s-%S %d", text.GetString(), u"\u20AC", 42);
   EXPECT_EQ(text.View(), u"own-\u20AC 42");
   EXPECT_EQ(text.GetAllocLength(), text.GetLength() + 1);
   text.Format(u"%%s");  // the "%s" in it is replaced like any other
   EXPECT_EQ(text.View(), u"%S");
-  text.AppendFormat(u" %d", 0);
-  text.AppendFormat(u" %s", static_cast<const char16_t*>(nullptr));
-  text.AppendFormat(u" %.1f", 0.5);
-  EXPECT_EQ(text.View(), u"%S 0 (null) 0.5");
   FormatListOfC(text, u"%@;", CFSTR(u"object"));
-  EXPECT_EQ(text.View(), u"object;object;");
   text.AppendFormat(u"%s", text.GetString());
   EXPECT_EQ(text.View(), u"object;object;object;object;");
   const CAtlString shared = text;
@@ -283,5 +241,115 @@ TEST(CAtlStringOperations, ReadsNumbersThatAreTheWholeText) {
   EXPECT_EQ(CAtlString(u'1', 5000).ToReal(), std::nullopt);
 }
 
+using std::string_view;
+
+using NarrowTexts = std::vector<std::string>;
+
+TEST(CAtlStringA, NarrowsAndWidensAsLatin1) {
+  const CAtlString wide(u"\u20AC\u00E9\u0100z");
+  CAtlStringA text(wide);
+  EXPECT_EQ(TextsOf({text, CAtlStringA(wide.GetString()), CAtlStringA(wide.GetString(), 2),
+                     CAtlStringA(u'\u20AC', 2), text = u'\u00E9', text = wide.GetString(),
+                     text = u"", text = wide}),
+            (NarrowTexts{"?\xE9?z", "?\xE9?z", "?\xE9", "??", "\xE9", "?\xE9?z", "", "?\xE9?z"}));
+  text += u'\u20AC';
+  text += u"\u00E9";
+  text += "n";
+  text += 'c';
+  text += text;
+  EXPECT_EQ(text.View(), "?\xE9?z?\xE9nc?\xE9?z?\xE9nc");
+  const CAtlString assigned = CAtlStringA("\xE9\x80\xFF");
+  EXPECT_EQ(assigned.View(), u"\u00E9\u0080\u00FF");
+}
+
+TEST(CAtlStringA, EveryEmptyStringIsTheSharedBlock) {
+  for (const CAtlStringA& string :
+       {CAtlStringA(), CAtlStringA(nullptr), CAtlStringA(""), CAtlStringA(u""), CAtlStringA("a", 0),
+        CAtlStringA(u"a", -1), CAtlStringA('x', 0), CAtlStringA(CAtlString()),
+        CAtlStringA(static_cast<CFStringRef>(nullptr)), AfxGetEmptyStringA()}) {
+    EXPECT_EQ(string.GetString(), _afxPchANil);
+    EXPECT_EQ(string.GetData(), &_afxDataANil.header);
+  }
+}
+
+TEST(CAtlStringA, JoinsEveryPairToNarrowText) {
+  const CAtlStringA a("a");
+  const CAtlString w(u"\u20AC");
+  EXPECT_EQ(
+      TextsOf({a + a, a + "b", "b" + a, a + 'c', 'c' + a, a + u'\u00E9', u'\u00E9' + a, a + u"w",
+               u"w" + a, a + w, w + a}),
+      (NarrowTexts{"aa", "ab", "ba", "ac", "ca", "a\xE9", "\xE9\x61", "aw", "wa", "a?", "?a"}));
+}
+
+TEST(CAtlStringA, MeetsPlatformStringsAsMacRoman) {
+  const Owned<const NSString> platform(
+      CAtlStringA("\xE9\x80").CreateCFStringRef(kCFAllocatorDefault));
+  EXPECT_EQ(CAtlString(platform.get()).View(), u"\u00C8\u00C4");
+  CAtlStringA text(platform.get());
+  EXPECT_EQ(text.View(), "\xE9\x80");
+  const CAtlString wide(u"\u4E00A\U0001F600\u00C4");  // what Mac OS Roman lacks becomes "?"
+  const Owned<const NSString> lacking(wide.CreateCFStringRef(kCFAllocatorDefault));
+  text = lacking.get();
+  EXPECT_EQ(text.View(), "?A?\x80");
+  EXPECT_LE(text.GetAllocLength(), wide.GetLength());
+  const Owned<const NSString> cut(CAtlStringA("a\0b", 3).CreateCFStringRef(kCFAllocatorDefault));
+  EXPECT_EQ(CFStringGetLength(cut.get()), 1);
+}
+
+TEST(CAtlStringA, ComparesAsMacRoman) {
+  // U+00C4 is the byte 0x80, U+00A0 the byte 0xCA.
+  const CAtlStringA a("a"), umlaut("\x80");
+  EXPECT_EQ((std::vector{umlaut.Compare("\xCA"), umlaut.Compare(u"\u00C4"), a.Compare("ab"),
+                         a.Compare("A"), a.Collate(CAtlStringA("A"))}),
+            (std::vector{1, 0, -1, 1, 1}));
+  EXPECT_EQ((std::vector{umlaut.CompareNoCase(u"\u00E4"), a.CompareNoCase(CAtlStringA("A")),
+                         a.Collate("A", false), a.CollateNoCase(u"A")}),
+            std::vector(4, 0));
+  EXPECT_TRUE(umlaut > CAtlStringA("\xCA") && umlaut == u"\u00C4" && u"\u00C4" == umlaut);
+  EXPECT_TRUE(CAtlStringA() == static_cast<const char*>(nullptr));
+  EXPECT_TRUE("a" < CAtlStringA("b") && CAtlStringA("b") >= u"a" && CAtlStringA("a") != "b");
+}
+
+TEST(CAtlStringA, SearchesUpToAZeroByte) {
+  const CAtlStringA text("abc\0abd", 7);
+  EXPECT_EQ((std::vector{text.Find("bc"), text.Find("bd"), text.Find("bd", 4), text.Find("a", 7),
+                         text.Find("", 2), text.Find("", 7), text.Find(CAtlStringA("c\0x", 3)),
+                         text.FindOneOf("dc"), text.FindOneOf(CAtlStringA("d"))}),
+            (std::vector{1, -1, 5, -1, 2, -1, 2, 2, -1}));
+  EXPECT_EQ(text.Find('d'), 6);  // a byte is sought everywhere
+  EXPECT_EQ(text.ReverseFind('b'), 5);
+  const CAtlStringA digits("123x4");
+  EXPECT_EQ(TextsOf({text.SpanExcluding("d"), digits.SpanIncluding("0123456789"),
+                     digits.SpanIncluding(""), digits.SpanExcluding(nullptr)}),
+            (NarrowTexts{"abc", "123", "", "123x4"}));
+  int position = 0;
+  EXPECT_EQ(CAtlStringA(",a,,b,").Tokenize(u",", position).View(), "a");
+  EXPECT_EQ(CAtlStringA(",a,,b,").Tokenize(",", position).View(), "b");
+}
+
+TEST(CAtlStringA, TrimsReplacesAndMapsCase) {
+  EXPECT_EQ(CAtlStringA("\t\v a\xA0 \r").Trim().View(), "a\xA0");
+  EXPECT_EQ(CAtlStringA("\xE9\x80x\xE9").TrimLeft("\x80\xE9").TrimRight("\xE9").View(), "x");
+  CAtlStringA text("abab");
+  EXPECT_EQ(text.Replace("ab", "xyz"), 2);
+  EXPECT_EQ(text.View(), "xyzxyz");
+  EXPECT_EQ(text.GetAllocLength(), 7);  // one spare byte
+  const CAtlStringA shared = text;
+  EXPECT_EQ(text.MakeUpper().View(), "XYZXYZ");
+  EXPECT_EQ(CAtlStringA("\xC9Z").MakeLower().View(), "\xC9z");
+  EXPECT_EQ(shared.View(), "xyzxyz");
+}
+
+TEST(CAtlStringA, FormatsInMacRomanAndKeepsItsTextAfterAFailure) {
+  CAtlStringA text("own");
+  text.Format("%s\xE9%S %d%%", text.GetString(), u"\u00C8", 42);
+  text.AppendFormat(" %@", CFSTR(u"object"));
+  EXPECT_EQ(text.View(), "own\xE9\xE9 42% object");
+  const CAtlStringA shared = text;
+  text.Format("%S", u"\u4E00");  // Mac OS Roman lacks it
+  text.AppendFormat("%S", u"\u4E00");
+  EXPECT_EQ(text.GetString(), shared.GetString());
+}
+
 }  // namespace
-}  // namespace orvik
+}  // namespace orvik::test

@@ -1,8 +1,9 @@
-#include "strings/string_buffer.h"
-
-#include <gmock/gmock.h>
+// The buffer of both strings, the searches in it, and what several threads share.
+#include <sys/mman.h>
+#include <unistd.h>
 
 #include <algorithm>
+#include <atomic>
 #include <climits>
 #include <cstdint>
 #include <cstring>
@@ -10,12 +11,21 @@
 #include <random>
 #include <string>
 #include <string_view>
+#include <thread>
 #include <vector>
 
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "platform/core_foundation/string.h"
 #include "strings/atl_string.h"
 #include "strings/atl_string_a.h"
+#include "strings/platform_text.h"
+#include "strings/string_buffer.h"
+#include "tests/properties/string_edits.h"
+#include "tests/properties/unit_search.h"
 
-namespace orvik {
+namespace orvik::test {
 namespace {
 
 // The rules that hold for both widths. Text is written as ASCII and widened for the wide string.
@@ -223,115 +233,126 @@ TYPED_TEST(StringBufferTest, RefusesLengthsBeyondTheHeader) {
   EXPECT_EQ(this->Read(text), "a");
 }
 
-// What Tokens yields is what Tokenize yields, without an empty token.
-TYPED_TEST(StringBufferTest, YieldsTokensAsViews) {
-  std::mt19937 random(3);
-  for (int round = 0; round < 2000; ++round) {
-    std::string plain(random() % 12, 'a');
-    for (char& byte : plain) byte = "ab,;\0"[random() % 5];
-    const TypeParam text = this->S(plain);
-    const auto set = this->T(std::string(",;x").substr(random() % 4));
-    std::vector<std::string> expected, found;
-    for (int position = 0; position != -1;) {
-      const TypeParam token = text.Tokenize(set, position);
-      if (!token.IsEmpty()) expected.push_back(this->Read(token));
+TYPED_TEST(StringBufferTest, AgreesWithPlainStrings) {
+  EXPECT_EQ(FirstFault(2000, 1000, StringEditsFault<TypeParam>), "");
+}
+
+TEST(UnitSearch, AgreesWithThePlainSearch) {
+  EXPECT_EQ(FirstFault(20'000, 80, UnitSearchFault), "");
+  EXPECT_EQ(FirstFault(2'000, 1000, UnitSearchFault), "");
+}
+
+// Behind the content comes a page that cannot be read.
+TEST(UnitSearch, FindsBytesBeforeTheFirstZeroAndReadsNoFurther) {
+  const auto page = static_cast<std::size_t>(sysconf(_SC_PAGESIZE));
+  void* const pages =
+      mmap(nullptr, 2 * page, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
+  ASSERT_NE(pages, MAP_FAILED);
+  char* const end = static_cast<char*>(pages) + page;
+  ASSERT_EQ(mprotect(end, page, PROT_NONE), 0);
+  std::mt19937 random(7);
+  for (int round = 0; round < 20'000; ++round) {
+    // Few kinds make many places that nearly match, long texts what is compared in vain.
+    const bool is_long = round % 100 == 0;
+    std::string content(random() % (is_long ? 4000 : 80), 'a');
+    for (char& byte : content) byte = static_cast<char>('a' + random() % (is_long ? 1 : 2));
+    if (random() % 4 == 0 && !content.empty()) content[random() % content.size()] = '\0';
+    std::string text(1 + random() % (is_long ? 100 : 6), 'a');
+    if (text.size() > 2) text[text.size() / 2] = random() % 3 == 0 ? 'b' : 'a';
+    text.back() = static_cast<char>('a' + random() % (is_long ? 1 : 2));
+    char* const place = end - content.size();
+    content.copy(place, content.size());
+    const std::size_t expected = content.substr(0, content.find('\0')).find(text);
+    ASSERT_EQ(FindUnitsBeforeZero({place, content.size()}, text), expected) << content << text;
+  }
+  munmap(pages, 2 * page);
+}
+
+TEST(Pieces, ComparisonIsThatOfTheWholeTexts) {
+  const auto compare = [](std::u16string_view a, std::u16string_view b) {
+    return (a > b) - (a < b);
+  };
+  const auto compare_piece = [&](std::u16string_view a, std::u16string_view b) {
+    EXPECT_LE(std::max(a.size(), b.size()), 3u);
+    return compare(a, b);
+  };
+  const std::u16string_view texts[] = {
+      u"", u"abc", u"abcd", u"abcdefg", u"abcdefh", u"abdd", u"ab\xD83D\xDE00z", u"ab\xD83D\xDE01"};
+  for (std::size_t i = 0; i < std::size(texts); ++i) {
+    for (std::size_t j = 0; j < std::size(texts); ++j) {
+      EXPECT_EQ(CompareInPieces(texts[i], texts[j], compare_piece, 3), compare(texts[i], texts[j]))
+          << i << " " << j;
     }
-    for (const auto token : text.Tokens(set)) found.emplace_back(token.begin(), token.end());
-    EXPECT_EQ(found, expected) << testing::PrintToString(plain);
   }
 }
 
-// Random edits of two strings that often share a block, beside the same edits of plain ones.
-TYPED_TEST(StringBufferTest, AgreesWithPlainStrings) {
-  std::mt19937 random(7);
-  const auto pick = [&random](int low, int high) {
-    return low + static_cast<int>(random() % static_cast<unsigned>(high - low + 1));
-  };
-  const auto piece = [&] {
-    return std::string(static_cast<std::size_t>(pick(0, 3)), static_cast<char>(pick('a', 'c')));
-  };
-  for (int round = 0; round < 300; ++round) {
-    TypeParam string, other;
-    std::string plain, other_plain;
-    for (int step = 0; step < 40; ++step) {
-      const int index = pick(-2, static_cast<int>(plain.size()) + 2);
-      const int count = pick(-1, 4);
-      const auto at = std::min<std::size_t>(std::max(index, 0), plain.size());
-      const std::string text = piece();
-      const char a = static_cast<char>(pick('a', 'c')), b = static_cast<char>(pick('a', 'c'));
-      switch (pick(0, 13)) {
-        case 0:
-          EXPECT_EQ(string.Insert(index, this->T(text).c_str()),
-                    static_cast<int>((plain.insert(at, text)).size()));
-          break;
-        case 1:
-          EXPECT_EQ(string.Delete(index, count), static_cast<int>(plain.size()));
-          if (count > 0) plain.erase(at, static_cast<std::size_t>(count));
-          break;
-        case 2:
-          EXPECT_EQ(string.Remove(a), static_cast<int>(std::erase(plain, a)));
-          break;
-        case 3:
-          std::replace(plain.begin(), plain.end(), a, b);
-          string.Replace(typename TypeParam::Unit(a), typename TypeParam::Unit(b));
-          break;
-        case 4: {
-          int replaced = 0;
-          for (std::size_t found = 0;
-               !text.empty() && (found = plain.find(text, found)) != plain.npos; found += 1) {
-            plain.replace(found, text.size(), "b");
-            ++replaced;
-          }
-          EXPECT_EQ(string.Replace(this->T(text).c_str(), this->T("b").c_str()), replaced);
-          break;
-        }
-        case 5:
-          plain.append(text);
-          string.Append(this->T(text).c_str());
-          break;
-        case 6:
-          std::reverse(plain.begin(), plain.end());
-          string.MakeReverse();
-          break;
-        case 7:
-          if (!text.empty()) plain.erase(0, std::min(plain.find_first_not_of(text), plain.size()));
-          string.TrimLeft(this->T(text).c_str());
-          break;
-        case 8:
-          plain.erase(plain.find_last_not_of(a) + 1);
-          string.TrimRight(typename TypeParam::Unit(a));
-          break;
-        case 9:
-          other = string;
-          other_plain = plain;
-          break;
-        case 10:
-          string = other;
-          plain = other_plain;
-          break;
-        case 11:
-          plain = plain.substr(at, count < 0 ? 0 : static_cast<std::size_t>(count) * 3);
-          string = string.Mid(index, count * 3);
-          break;
-        case 12:
-          string.GetBuffer(pick(0, 30));
-          break;
-        default:
-          plain += plain.substr(0, 8);
-          string.Append(string.Left(8));
-          if (plain.size() <= 60) break;
-          plain.clear();
-          string.Empty();
-      }
-      ASSERT_EQ(this->Read(string), plain);
-      ASSERT_EQ(this->Read(other), other_plain);
-      const auto start = static_cast<std::size_t>(std::max(index, 0));
-      const std::size_t found = text.empty() ? plain.npos : plain.find(text, start);
-      ASSERT_EQ(text.empty() ? -1 : string.Find(this->T(text).c_str(), index),
-                found == plain.npos ? -1 : static_cast<int>(found));
-    }
+TEST(Pieces, CaseIsMappedInAllOfThem) {
+  std::u16string text = u"abc\xD801\xDC28xyz\xDFq";  // a small Deseret letter over the first cut
+  MapCaseInPlace(text.data(), text.size(), CFStringUppercase, 4);
+  EXPECT_EQ(text, u"ABC\xD801\xDC00XYZSS");
+}
+
+constexpr int kThreads = 4;
+constexpr int kRounds = 5'000;
+
+template <typename Work>
+void InThreads(const Work& work) {
+  std::atomic<int> waiting{kThreads};
+  std::vector<std::thread> threads;
+  for (int i = 0; i < kThreads; ++i) {
+    threads.emplace_back([&] {
+      for (--waiting; waiting > 0;) std::this_thread::yield();
+      for (int round = 0; round < kRounds; ++round) work();
+    });
   }
+  for (std::thread& thread : threads) thread.join();
+}
+
+template <typename String>
+void ReadAndCopy(const String& constant) {
+  InThreads([&] {
+    String copy = constant;
+    const String second = copy;
+    EXPECT_EQ(second.Find(typename String::Unit{'c'}), 2);
+    copy += typename String::Unit{'d'};
+    String assigned;
+    assigned = constant.Left(100);
+    assigned.MakeReverse();
+    EXPECT_EQ(constant.GetLength(), 3);
+  });
+  EXPECT_EQ(constant.GetData()->ref_count, 1);
+}
+
+TEST(Sharing, ReadersOfAConstant) {
+  ReadAndCopy(CAtlString(u"abc"));
+  ReadAndCopy(CAtlStringA("abc"));
+}
+
+// The string that was made first ends in whichever thread drops it last.
+TEST(Sharing, TheLastOwnerFreesTheBlock) {
+  for (int round = 0; round < 200; ++round) {
+    CAtlString shared(u"abc");
+    std::vector<std::thread> threads;
+    for (int i = 0; i < kThreads; ++i) {
+      threads.emplace_back([own = shared]() mutable {
+        own.SetAt(0, u'x');
+        EXPECT_EQ(own.View(), u"xbc");
+      });
+    }
+    shared = nullptr;
+    for (std::thread& thread : threads) thread.join();
+  }
+}
+
+TEST(Sharing, ReferencesToPlatformObjects) {
+  const CFStringRef object = CAtlString(u"abc").CreateCFStringRef(kCFAllocatorDefault);
+  InThreads([&] {
+    const CFStringRef kept = static_cast<CFStringRef>(CFRetain(object));
+    EXPECT_EQ(CFStringGetLength(kept), 3);
+    CFRelease(kept);
+  });
+  CFRelease(object);
 }
 
 }  // namespace
-}  // namespace orvik
+}  // namespace orvik::test

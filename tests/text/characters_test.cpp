@@ -1,13 +1,21 @@
-#include "text/characters.h"
+#include <stdlib.h>
+
+#include <set>
+#include <string>
+#include <string_view>
+#include <tuple>
+#include <utility>
 
 #include <gtest/gtest.h>
 
-#include <string>
-#include <string_view>
-
+#include "tests/support/test_environment.h"
+#include "text/case_and_spelling.h"
+#include "text/characters.h"
+#include "text/shown_text.h"
 #include "text/transcoding.h"
+#include "text/user_locale.h"
 
-namespace orvik {
+namespace orvik::test {
 namespace {
 
 // Every character against the converters, which are checked against ICU elsewhere.
@@ -29,6 +37,9 @@ TEST(Characters, UnitsOfEveryCharacterAreThoseOfTheConverters) {
     ASSERT_EQ(NextCharacter(bytes, behind), character);
   }
   EXPECT_FALSE(IsCharacter(kLastCharacter + 1));
+  std::size_t behind = 0;
+  EXPECT_EQ(NextCharacter("\xE4\xB8", behind), U'\uFFFD');
+  EXPECT_EQ(behind, 1u);
 }
 
 TEST(Characters, TextsAreCutBetweenCharacters) {
@@ -71,5 +82,134 @@ TEST(Characters, Classes) {
   }
 }
 
+TEST(CaseMapping, FollowsTheLocale) {
+  const std::tuple<const char*, const char16_t*, const char16_t*, const char16_t*> cases[] = {
+      {"", u"iI", u"II", u"ii"},
+      {"tr_TR", u"iI", u"\x130I", u"i\x131"},
+      {"az", u"iI", u"\x130I", u"i\x131"},
+      {"de_DE", u"stra\u00DFe", u"STRASSE", u"stra\u00DFe"},
+      {"el", u"\x39F\x394\x39F\x3A3", u"\x39F\x394\x39F\x3A3", u"\x3BF\x3B4\x3BF\x3C2"},
+      {"lt", u"I\x300", u"I\x300", u"i\x307\x300"},
+      {"", u"\xD83D\xD801\xDC00", u"\xD83D\xD801\xDC00", u"\xD83D\xD801\xDC28"},
+      {"", u"\xFB03", u"FFI", u"\xFB03"}};
+  for (const auto& [locale, text, upper, lower] : cases) {
+    EXPECT_EQ(ToUpper(text, locale), upper) << locale;
+    EXPECT_EQ(ToLower(text, locale), lower) << locale;
+  }
+}
+
+TEST(CaseMapping, ComparesFoldedInAnyLengths) {
+  EXPECT_EQ(CompareFolded(u"", u""), 0);
+  EXPECT_EQ(CompareFolded(u"ABC", u"abcd"), -1);
+  EXPECT_EQ(CompareFolded(u"ss", u"\x1E9E"), 0);
+  EXPECT_EQ(CompareFolded(u"k", u"\x212A"), 0);
+  EXPECT_EQ(CompareFolded(u"\x130", u"i\x307"), 0);
+  EXPECT_EQ(CompareFolded(u"a\xE9", u"A"), 1);
+  EXPECT_EQ(CompareFolded(u"A", u"a\xE9"), -1);
+}
+
+TEST(CaseMapping, FoldsByTheLanguage) {
+  for (const char* locale : {"tr", "tr_TR", "az_Latn_AZ", "tur"}) {
+    EXPECT_EQ(FoldCase(u"I\x130i", locale), u"\x131ii") << locale;
+  }
+  for (const char* locale : {"", "de_DE", "trv"}) {
+    EXPECT_EQ(FoldCase(u"I\x130\x131", locale), u"ii\x307\x131") << locale;
+  }
+}
+
+class UserLocale : public EnvironmentTest {
+ protected:
+  static std::string Current() { return CurrentLocaleIdentifier(LocaleCategory::kCharacters); }
+};
+
+TEST_F(UserLocale, IsTheFirstThatIsSet) {
+  EXPECT_EQ(Current(), "");
+  setenv("LANG", "de_DE.UTF-8", 1);
+  EXPECT_EQ(Current(), "de_DE");
+  setenv("LC_CTYPE", "tr_TR", 1);
+  EXPECT_EQ(Current(), "tr_TR");
+  setenv("LC_ALL", "", 1);
+  EXPECT_EQ(Current(), "tr_TR");
+  setenv("LC_ALL", "POSIX", 1);
+  EXPECT_EQ(Current(), "");
+  setenv("LC_ALL", "C.UTF-8", 1);
+  EXPECT_EQ(Current(), "");
+}
+
+using Spellings = std::set<std::u16string>;
+
+TEST(Spelling, TextsOfOneSpelling) {
+  for (const char16_t* text : {u"", u"plain.txt", u"\u6587\u4EF6", u"\u0444\u043E\u0442\u043E",
+                               u"\U0001F600", u"\xDC5C\xD800", u"stra\u00DFe"}) {
+    EXPECT_TRUE(HasOneSpelling(text))
+        << std::string(text, text + std::char_traits<char16_t>::length(text));
+  }
+  // Composed, decomposed, two marks, Hangul, an ideograph with a compatibility form, that form.
+  for (const char16_t* text : {u"caf\u00E9", u"cafe\u0301", u"\u0439", u"a\u0323\u0302", u"\uAC00",
+                               u"\u1100\u1161", u"\u8C48", u"\uF900"}) {
+    EXPECT_FALSE(HasOneSpelling(text));
+  }
+}
+
+TEST(Spelling, VisitsEveryOtherSpellingUpToALimit) {
+  const auto others = [](std::u16string_view text, int limit, bool* all) {
+    Spellings found;
+    *all =
+        VisitOtherSpellings(text, limit, [&](std::u16string_view other) { found.emplace(other); });
+    return found;
+  };
+  bool all = false;
+  // The accent has a double of its own.
+  EXPECT_EQ(others(u"\u00E9", 8, &all), (Spellings{u"e\u0301", u"e\u0341"}));
+  EXPECT_TRUE(all);
+  EXPECT_EQ(others(u"e\u0308x", 8, &all), (Spellings{u"\u00EBx"}));
+  EXPECT_EQ(others(u"\u8C48", 8, &all), (Spellings{u"\uF900"}));
+  // Marks that change places, and one that is two marks with a third between them.
+  EXPECT_EQ(others(u"\u0F81\u0338", 8, &all),
+            (Spellings{u"\u0F71\u0F80\u0338", u"\u0F71\u0338\u0F80", u"\u0F80\u0F71\u0338",
+                       u"\u0F80\u0338\u0F71", u"\u0338\u0F71\u0F80", u"\u0338\u0F80\u0F71",
+                       u"\u0338\u0F81"}));
+  EXPECT_EQ(others(u"\uAC01", 8, &all), (Spellings{u"\uAC00\u11A8", u"\u1100\u1161\u11A8"}));
+  EXPECT_EQ(others(u"\u1EAD", 8, &all).count(u"a\u0323\u0302"), 1u);
+  EXPECT_TRUE(all);
+  others(u"\u00E9\u00E9\u00E9\u00E9\u00E9\u00E9\u00E9\u00E9", 8, &all);
+  EXPECT_FALSE(all);
+}
+
+TEST(Normalization, Composes) {
+  EXPECT_EQ(Composed(u"ascii"), u"ascii");
+  EXPECT_EQ(Composed(u"e\x301"), u"\xE9");
+  EXPECT_EQ(Composed(u"\xFB01"), u"\xFB01") << "a ligature is another spelling of nothing";
+  EXPECT_EQ(Composed(u"\xD83D"
+                     u"e\x301"),
+            u"\xD83D\xE9")
+      << "an unpaired surrogate";
+}
+
+TEST(Direction, ANameCannotTurnItsSentenceRound) {
+  const struct {
+    std::u16string name, sentence, shown;
+  } cases[] = {{u"/a/photo.png", u"Delete \"%s\"?", u"/a/photo.png"},
+               {u"\u00E9\u4E2D\U0001F600", u"", u"\u00E9\u4E2D\U0001F600"},
+               {u"photo\u202Egnp.exe", u"", u"photo[U+202E]gnp.exe"},
+               {u"a\u2067b\u2069\u200Fc\u061C", u"", u"a[U+2067]b[U+2069][U+200F]c[U+061C]"},
+               {u"a\nb\u0085c\u2028\x7F", u"", u"a[U+000A]b[U+0085]c[U+2028][U+007F]"},
+               {u"\u05D0.txt", u"Delete?", u"\u2068\u05D0.txt\u2069"},
+               {u"a.txt", u"\u0645\u062D\u0648", u"\u2068a.txt\u2069"},
+               {u"\U0001E900", u"", u"\u2068\U0001E900\u2069"},
+               {u"\xD800x", u"", u"\xD800x"}};
+  for (const auto& [name, sentence, shown] : cases) {
+    EXPECT_EQ(NameForSentence(name, sentence), shown);
+  }
+}
+
+TEST(Columns, FollowWhatTerminalsShow) {
+  const std::pair<std::u16string, int> cases[] = {
+      {u"", 0},       {u"\uAC00", 2},        {u"abc", 3},    {u"\U0001F600", 2},
+      {u"\uFF21", 2}, {u"\u4E2D\u6587", 4},  {u"\xD800", 1}, {u"\u05D0\u05B0", 1},
+      {u"\u00AD", 1}, {u"\u00E9e\u0301", 2}, {u"\t\x1B", 0}, {u"a\u200Bb\u200D\u2068", 2}};
+  for (const auto& [text, columns] : cases) EXPECT_EQ(ColumnsOf(text), columns);
+}
+
 }  // namespace
-}  // namespace orvik
+}  // namespace orvik::test

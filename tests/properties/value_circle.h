@@ -12,31 +12,12 @@
 
 #include "plist/forms.h"
 #include "plist/salvage.h"
+#include "tests/properties/choices.h"
 #include "tools/orvikprefs/json.h"
 #include "tools/orvikprefs/text.h"
 #include "tools/orvikprefs/values.h"
 
 namespace orvik::test {
-
-// Choices taken from bytes; zeros when they are used up.
-class Choices {
- public:
-  explicit Choices(std::string_view bytes) : bytes_(bytes) {}
-
-  std::uint64_t Next(int bytes) {
-    std::uint64_t value = 0;
-    for (; bytes > 0; --bytes) {
-      value = value << 8 | (bytes_.empty() ? 0 : static_cast<unsigned char>(bytes_[0]));
-      if (!bytes_.empty()) bytes_.remove_prefix(1);
-    }
-    return value;
-  }
-  std::size_t Below(std::size_t end) { return Next(2) % end; }
-  bool is_empty() const { return bytes_.empty(); }
-
- private:
-  std::string_view bytes_;
-};
 
 inline std::u16string MakeText(Choices& choices) {
   static constexpr std::u16string_view kPieces[] = {

@@ -1,0 +1,55 @@
+// How a property is checked: a function reads its choices from bytes and returns the fault that it
+// finds, "" for none. Tests pass it random bytes, fuzz targets the bytes of the fuzzer.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <random>
+#include <string>
+#include <string_view>
+
+namespace orvik::test {
+
+// Choices taken from bytes; zeros when they are used up.
+class Choices {
+ public:
+  explicit Choices(std::string_view bytes) : bytes_(bytes) {}
+
+  std::uint64_t Next(int bytes) {
+    std::uint64_t value = 0;
+    for (; bytes > 0; --bytes) {
+      value = value << 8 | (bytes_.empty() ? 0 : static_cast<unsigned char>(bytes_[0]));
+      if (!bytes_.empty()) bytes_.remove_prefix(1);
+    }
+    return value;
+  }
+  std::size_t Below(std::size_t end) { return Next(2) % end; }
+  // Up to `most` letters from 'a' on, of `kinds` kinds.
+  std::string Letters(std::size_t most, std::size_t kinds) {
+    std::string letters(Below(most + 1), 'a');
+    for (char& letter : letters) letter = static_cast<char>('a' + Next(1) % kinds);
+    return letters;
+  }
+  std::string_view Rest() const { return bytes_; }
+  bool is_empty() const { return bytes_.empty(); }
+
+ private:
+  std::string_view bytes_;
+};
+
+// The first fault of `runs` runs, each with at most `most` random bytes. Every call passes the
+// same.
+template <typename Property>
+std::string FirstFault(int runs, std::size_t most, const Property& property) {
+  std::mt19937_64 random(2026);
+  std::string fault;
+  for (int run = 0; run < runs && fault.empty(); ++run) {
+    std::string bytes(random() % (most + 1), '\0');
+    for (char& byte : bytes) byte = static_cast<char>(random());
+    fault = property(std::string_view(bytes));
+    if (!fault.empty()) fault += " (run " + std::to_string(run) + ")";
+  }
+  return fault;
+}
+
+}  // namespace orvik::test

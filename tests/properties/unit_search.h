@@ -1,0 +1,51 @@
+// The searches in text, which go by blocks, against those of the standard library.
+#pragma once
+
+#include <string>
+#include <string_view>
+
+#include "strings/unit_search.h"
+#include "strings/unit_set.h"
+#include "tests/properties/choices.h"
+
+namespace orvik::test {
+
+template <typename Unit>
+std::string UnitSearchFaultIn(std::basic_string_view<Unit> content,
+                              std::basic_string_view<Unit> text) {
+  if (FindUnits(content, text) != content.find(text)) return "another place of a text";
+  if (text.empty()) return "";
+  if (FindUnit(content, text[0]) != content.find(text[0])) return "another place of a unit";
+  const UnitSet<Unit> set(text);
+  const std::size_t in = content.find_first_not_of(text), out = content.find_first_of(text);
+  if (set.RunIn(content) != (in == content.npos ? content.size() : in)) return "another run";
+  if (set.RunOut(content) != (out == content.npos ? content.size() : out)) return "another run";
+  for (const Unit unit : content) {
+    if (set.Contains(unit) != (text.find(unit) != text.npos)) return "another set";
+  }
+  return "";
+}
+
+// The first byte is the length of the text that is looked for; it follows, then the content. They
+// are taken as bytes, as any units, and as few different units, so that beginnings of the text are
+// met often.
+inline std::string UnitSearchFault(std::string_view bytes) {
+  Choices choices(bytes);
+  const std::size_t length = choices.Next(1);
+  const std::string_view rest = choices.Rest();
+  std::u16string any, few;
+  for (const char byte : rest) {
+    any += static_cast<char16_t>(byte * 0x0103);
+    few += static_cast<char16_t>(0x4E00 | (byte & 3) << 7);
+  }
+  const auto fault = [length](auto all) {
+    const auto text = all.substr(0, length);
+    return UnitSearchFaultIn(all.substr(text.size()), text);
+  };
+  const std::string narrow = fault(rest);
+  if (!narrow.empty()) return narrow;
+  const std::string wide = fault(std::u16string_view(any));
+  return wide.empty() ? fault(std::u16string_view(few)) : wide;
+}
+
+}  // namespace orvik::test
