@@ -1,7 +1,5 @@
 // Streams, the XML writer, the configuration store, property files and the installer's recording
 // under faults.
-#include <random>
-#include <string>
 
 #include "platform/core_foundation/collections.h"
 #include "platform/core_foundation/object.h"

@@ -1,5 +1,4 @@
 // Files, shortcuts, copies, moves and the trash under faults.
-#include <algorithm>
 
 #include "files/directory_manipulator.h"
 #include "files/file_manipulator.h"
@@ -7,7 +6,6 @@
 #include "strings/utf8_strings.h"
 #include "tests/faults/walk.h"
 #include "tests/support/file_trees.h"
-#include "tests/support/test_environment.h"
 
 namespace orvik::test {
 namespace {

@@ -1,9 +1,6 @@
 // Preferences under faults: writers, deleters, transactions, repair, and the shared lock.
-#include <sys/stat.h>
 
-#include <functional>
 #include <new>
-#include <vector>
 
 #include "host/system.h"
 #include "platform/core_foundation/collections.h"

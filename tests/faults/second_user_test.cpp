@@ -4,17 +4,12 @@
 // where it has words for it, and neither the file behind the trap nor the trap changes. Then the
 // other user changes the names as fast as that goes, while root works with them: nothing of root's
 // changes, whatever root's work comes to.
-#include <fcntl.h>
 #include <grp.h>
 #include <signal.h>
 #include <sys/prctl.h>
-#include <sys/stat.h>
 #include <sys/wait.h>
-#include <unistd.h>
 
-#include <algorithm>
 #include <chrono>
-#include <functional>
 #include <iostream>
 #include <sstream>
 
@@ -31,7 +26,6 @@
 #include "prefs/shared_lock.h"
 #include "streams/stream_factory.h"
 #include "tests/support/file_trees.h"
-#include "tests/support/test_environment.h"
 #include "tools/orvikprefs/commands.h"
 #include "xml/base64.h"
 #include "xml/config_store.h"

@@ -1,11 +1,7 @@
 // Every operation of the strings that needs memory, while each of its allocations fails: a string
 // is as it was or as it should be, and no memory is lost.
 #include <cstdarg>
-#include <functional>
 #include <new>
-#include <string>
-#include <string_view>
-#include <vector>
 
 #include "platform/core_foundation/base.h"
 #include "platform/core_foundation/collections.h"

@@ -6,19 +6,13 @@
 // the
 //   old one or the new one;
 // - nothing else is left.
-#include <fcntl.h>
 #include <grp.h>
 #include <sched.h>
 #include <signal.h>
 #include <sys/mount.h>
-#include <sys/stat.h>
-#include <unistd.h>
 
 #include <fstream>
 #include <iostream>
-#include <map>
-#include <optional>
-#include <set>
 
 #include "host/proc.h"
 #include "postflight/install_information.h"

@@ -1,12 +1,5 @@
+// Folders: their paths, and what is done to them.
 #include "files/directory_path.h"
-
-#include <fcntl.h>
-#include <unistd.h>
-
-#include <algorithm>
-#include <cerrno>
-#include <set>
-
 #include "files/directory_manipulator.h"
 #include "files/file_manipulator.h"
 #include "tests/files/support.h"
@@ -283,6 +276,90 @@ TEST_F(Edition, StoresTheUsbModeAndFolder) {
   EXPECT_EQ(Units(Helper::GetPagewellStudentUSBInstallDirectory()), u"/Volumes/U");
   Helper::SetPagewellStudentUSBMode(false);
   Helper::SetPagewellStudentUSBInstallDirectory({});
+}
+
+using Manipulator = CDirectoryManipulator;
+using Words = std::vector<std::string>;
+
+class DirectoryManipulator : public EnvironmentTest {
+ protected:
+  HRESULT Copy(const std::string& from, const std::string& to, BOOL move = FALSE,
+               TreeReport* report = nullptr) const {
+    return Manipulator::RecursivelyCopyDirectory(Folder(At(from)), Folder(At(to)), move, report);
+  }
+};
+
+TEST_F(DirectoryManipulator, CreatesAllMissingFolders) {
+  WriteFile(At("file"), "x");
+  std::string deep = "l";  // longer than any fixed buffer
+  for (int i = 0; i < 10; ++i) deep += "/" + std::string(100, 'n');
+  const std::pair<std::string, BOOL> cases[] = {
+      {"a/b/c", TRUE}, {"a/b", TRUE}, {"file", TRUE}, {"file/below", FALSE}, {deep, TRUE}};
+  for (const auto& [name, made] : cases) {
+    EXPECT_EQ(Manipulator::CreateDirectory(Folder(At(name))), made) << name;
+    EXPECT_EQ(fs::is_directory(At(name)), made && name != "file") << name;
+  }
+  EXPECT_FALSE(Manipulator::CreateDirectory(Folder(At(std::string(256, 'x')))));
+  EXPECT_FALSE(Manipulator::CreateDirectory({}));
+  const fs::path old = fs::current_path();
+  fs::current_path(top_);
+  EXPECT_TRUE(Manipulator::CreateDirectory(COrvikDirectoryPath(u"rel/ative")));
+  fs::current_path(old);
+  EXPECT_TRUE(fs::is_directory(At("rel/ative")));
+}
+
+TEST_F(DirectoryManipulator, RemovesFoldersAndFilesWithoutFollowingLinks) {
+  MakeTree(top_, {"kept/file", "link->kept", "t/f", "t/empty/", "t/link->../kept", "d/a.txt",
+                  "d/b.txt", "d/c.md", "d/s.txt/in"});
+  const std::pair<const char*, BOOL> cases[] = {
+      {"none", TRUE}, {"t", FALSE}, {"t/empty", TRUE}, {"t/f", FALSE}, {"t/link", FALSE}};
+  for (const auto& [name, removed] : cases) {
+    EXPECT_EQ(Manipulator::RemoveDirectory(Folder(At(name))), removed) << name;
+  }
+  for (const char* name : {"d", "d", "none"}) {
+    EXPECT_TRUE(Manipulator::RemoveFilesFromDirectory(Folder(At(name)), u"*.txt"));
+  }
+  EXPECT_EQ(TreeIn(At("d")), (Words{"c.md=x", "s.txt/", "s.txt/in=x"}));
+  EXPECT_TRUE(Manipulator::RemoveAllFilesAndSubDirectories(Folder(At("d"))));
+  for (const char* name : {"t", "t"}) {
+    EXPECT_TRUE(Manipulator::RemoveDirectoryAndContents(Folder(At(name))));
+  }
+  EXPECT_FALSE(Manipulator::RemoveAllFilesAndSubDirectories(Folder(At("link"))));
+  EXPECT_FALSE(Manipulator::RemoveFilesFromDirectory(Folder(At("link")), u"*"));
+  EXPECT_FALSE(Manipulator::RemoveDirectoryAndContents(Folder(At("link"))));
+  for (const char16_t* root : {u"//", u"/."}) {  // "//" is stored as "/"
+    EXPECT_FALSE(Manipulator::RemoveFilesFromDirectory(COrvikDirectoryPath(root), u"no such name"));
+  }
+  EXPECT_EQ(TreeIn(top_), (Words{"d/", "kept/", "kept/file=x", "link->kept"}));
+}
+
+TEST_F(DirectoryManipulator, CopiesAndMovesTreesAndReportsWhatFailed) {
+  const Words tree = {"dangling->nowhere", "empty/",     "f1=one",        "sub/", "sub/deep/",
+                      "sub/deep/f3=three", "sub/f2=two", "sub/out->../.."};
+  MakeTree(At("s"), tree);
+  MakeTree(top_, {"s/sub/pipe|", "t/f1=overwritten", "t/own"});
+  TreeReport copied, removed;
+  EXPECT_EQ(Copy("s", "t", FALSE, &copied), S_OK);
+  Words expected = tree;
+  expected.insert(expected.begin() + 3, "own=x");
+  EXPECT_EQ(TreeIn(At("t")), expected);
+  EXPECT_EQ(copied.done, 5u);
+  ASSERT_EQ(copied.failures.size(), 1u);
+  EXPECT_EQ(copied.failed, 1u);
+  EXPECT_EQ(Units(copied.failures[0].path), At("s/sub/pipe").u16string());
+  EXPECT_EQ(copied.failures[0].error, EOPNOTSUPP);
+  EXPECT_FALSE(copied.failures[0].reason.IsEmpty());
+  EXPECT_TRUE(Manipulator::RemoveDirectoryAndContents(Folder(At("t")), &removed));
+  EXPECT_EQ(removed.done, 9u);
+  EXPECT_EQ(removed.failed, 0u);
+
+  fs::remove(At("s/sub/pipe"));
+  EXPECT_EQ(Copy("s", "new/t", TRUE), S_OK);
+  EXPECT_EQ(TreeIn(At("new/t")), tree);
+  EXPECT_EQ(TreeIn(At("s")), (Words{"empty/", "sub/", "sub/deep/"}));
+  for (const BOOL move : {FALSE, TRUE}) EXPECT_EQ(Copy("s", "s/sub/new", move), E_FAIL);
+  EXPECT_EQ(Copy("none", "u"), E_FAIL);
+  EXPECT_FALSE(Exists(At("u")));
 }
 
 }  // namespace

@@ -1,12 +1,7 @@
 #include "files/file_manipulator.h"
 
-#include <unistd.h>
-
-#include <cerrno>
 #include <chrono>
-#include <cstring>
 #include <memory>
-#include <set>
 
 #include "tests/files/support.h"
 #include "tests/support/alert_answer.h"
@@ -67,29 +62,24 @@ TEST_F(FileManipulator, ReadsIntoABuffer) {
 
 TEST_F(FileManipulator, ReadsIntoAString) {
   const std::tuple<std::string, const char*, std::string> cases[] = {
-      {"hello", nullptr, "hello"},
       {"hello", "say ", "say hello"},
       {"", "just this", "just this"},
       {"", nullptr, ""},
       {std::string("ab\0cd", 5), "x", "xab"}};
-  const auto read = [](const COrvikFilePath& file, CAtlStringA& text, const char* prefix) {
-    return Manipulator::ReadAsciiFileIntoAsciiString(file, text, prefix);
-  };
+  CAtlStringA text = "a long old content that goes away";
+  const CAtlStringA shared = text;
   for (const auto& [content, prefix, expected] : cases) {
     WriteFile(At("f"), content);
-    CAtlStringA text = "a long old content that goes away";
-    const CAtlStringA shared = text;
-    EXPECT_EQ(read(File(At("f")), text, prefix), S_OK);
+    EXPECT_EQ(Manipulator::ReadAsciiFileIntoAsciiString(File(At("f")), text, prefix), S_OK);
     EXPECT_EQ(text.View(), expected);
-    EXPECT_EQ(shared.View(), "a long old content that goes away");
   }
-  CAtlStringA text = "kept";
-  for (const auto& file : {File(At("none")), COrvikFilePath(), File(At(""))}) {
-    EXPECT_EQ(read(file, text, "p"), E_INVALIDARG);
-  }
+  EXPECT_EQ(shared.View(), "a long old content that goes away");
   ASSERT_EQ(truncate(At("f").c_str(), 0x7FFFFFFF), 0);
-  EXPECT_EQ(read(File(At("f")), text, nullptr), E_UNEXPECTED);
-  EXPECT_EQ(text.View(), "kept");
+  for (const auto& file : {File(At("none")), COrvikFilePath(), File(At("")), File(At("f"))}) {
+    EXPECT_EQ(Manipulator::ReadAsciiFileIntoAsciiString(file, text, "p"),
+              file.FileExists() && !file.IsDirectory() ? E_UNEXPECTED : E_INVALIDARG);
+  }
+  EXPECT_EQ(text.View(), "xab");
 }
 
 TEST_F(FileManipulator, WritesBytes) {
@@ -191,17 +181,14 @@ TEST_F(FileManipulator, LongPathsAreTakenWhole) {
 }
 
 TEST_F(FileManipulator, CopiesAndMoves) {
-  WriteFile(At("f"), "new");
-  WriteFile(At("g"), "old");
-  fs::create_directory(At("d"));
+  MakeTree(top_, {"f=new", "g=old", "d/"});
   EXPECT_FALSE(Manipulator::CopyFileTo(File(At("f")), File(At("g")), TRUE));
   EXPECT_EQ(ReadFile(At("g")), "old");
   EXPECT_TRUE(Manipulator::CopyFileTo(File(At("f")), File(At("g")), FALSE));
   EXPECT_TRUE(Manipulator::CopyFileTo(File(At("f")), Folder(At("d")), TRUE));
   EXPECT_TRUE(Manipulator::MoveFileTo(File(At("f")), File(At("x/y/f"))));
-  for (const char* name : {"g", "d/f", "x/y/f"}) EXPECT_EQ(ReadFile(At(name)), "new");
-  EXPECT_FALSE(Exists(At("f")));
-
+  EXPECT_EQ(TreeIn(top_),
+            (std::vector<std::string>{"d/", "d/f=new", "g=new", "x/", "x/y/", "x/y/f=new"}));
   // To another spelling of its own name, and not to one of another file.
   const std::string composed = "\xC3\xA9", decomposed = "e\xCC\x81";
   MakeTree(At("spelled"), {composed + "=x"});
@@ -242,12 +229,8 @@ TEST_F(FileManipulator, SaysWhyAFileWasNotCopiedOrMoved) {
 TEST_F(FileManipulator, RemovesAndDeletes) {
   for (const bool is_delete : {false, true}) {
     SCOPED_TRACE(is_delete);
-    WriteFile(At("kept/f"), "x");
-    WriteFile(At("f"), "x");
+    MakeTree(top_, {"kept/f", "f", "d/in/f", "d/link->../kept", "link->kept"});
     fs::permissions(At("f"), fs::perms(0400));
-    WriteFile(At("d/in/f"), "x");
-    fs::create_directory_symlink(At("kept"), At("d/link"));
-    fs::create_directory_symlink(At("kept"), At("link"));
     for (const char* name : {"f", "link", "d", "never"}) {
       const BOOL done = is_delete ? Manipulator::DeleteFile(File(At(name)))
                                   : Manipulator::RemoveFile(File(At(name)));
@@ -255,17 +238,16 @@ TEST_F(FileManipulator, RemovesAndDeletes) {
       EXPECT_EQ(done, stays ? FALSE : TRUE) << name;
       EXPECT_EQ(Exists(At(name)), stays) << name;
     }
-    EXPECT_EQ(ReadFile(At("kept/f")), "x");
     fs::remove_all(At("d"));
   }
   fs::create_directory_symlink(At("kept"), At("thrown away"));
   EXPECT_TRUE(ThrowAway(At("thrown away")));
-  EXPECT_EQ(NamesIn(top_), std::vector<std::string>{"kept"});
-  EXPECT_EQ(ReadFile(At("kept/f")), "x");
+  EXPECT_EQ(TreeIn(top_), (std::vector<std::string>{"kept/", "kept/f=x"}));
   EXPECT_TRUE(Manipulator::DeleteFile({}));
-  EXPECT_FALSE(Manipulator::RemoveFile({}));
-  EXPECT_FALSE(Manipulator::RemoveFile(Folder(At("kept")).CreateFilePath(u"")));
-  EXPECT_FALSE(Manipulator::RemoveFile(File("/")));
+  for (const COrvikFilePath& none :
+       {COrvikFilePath(), Folder(At("kept")).CreateFilePath(u""), File("/")}) {
+    EXPECT_FALSE(Manipulator::RemoveFile(none));
+  }
 }
 
 TEST_F(FileManipulator, AsksBeforeOverwriting) {
@@ -297,36 +279,32 @@ TEST_F(FileManipulator, AsksBeforeDeleting) {
   const std::string path = At("f %s");
   WriteFile(path, "x");
   const auto remove = [&] { return Manipulator::DeleteFile(File(path), TRUE, FALSE); };
+  const auto question = [&](const char16_t* text) {
+    Manipulator::InitializeLocalizedStrings(text, u"%s?", u"L\u00F6schen", u"Nein", u"K", u"E");
+    return Answered(0, remove).second;
+  };
   EXPECT_FALSE(Answered(std::nullopt, remove).first);
-  Manipulator::InitializeLocalizedStrings(u"Weg mit \u201E%s\u201C?", u"%s?", u"L\u00F6schen",
-                                          u"Nein", u"Kopieren", u"Ersetzen");
-  const auto [kept, translated] = Answered(0, remove);
-  const char16_t* const unusable[] = {u"100% weg mit %s?", u"Weg?", u"Weg mit %s und %s?", u"%d %s",
-                                      u"Weg mit %s? 100%"};
-  std::vector<std::string> questions;
-  for (const char16_t* format : unusable) {
-    Manipulator::InitializeLocalizedStrings(format, format, u"L", u"N", u"K", u"E");
-    questions.push_back(Answered(0, remove).second.message);
-  }
-  Manipulator::InitializeLocalizedStrings(u"100%% weg mit %s?", u"", u"L", u"N", u"K", u"E");
-  const std::string with_own_sign = Answered(0, remove).second.message;
+  const std::string own = "Are you sure you want to delete the file \"" + path + "\"?";
+  const std::pair<const char16_t*, std::string> cases[] = {
+      {u"Weg mit \u201E%s\u201C?", "Weg mit \xE2\x80\x9E" + path + "\xE2\x80\x9C?"},
+      {u"100%% weg mit %s?", "100% weg mit " + path + "?"},
+      {u"100% weg mit %s?", own},
+      {u"Weg?", own},
+      {u"Weg mit %s und %s?", own},
+      {u"%d %s", own},
+      {u"Weg mit %s? 100%", own}};
+  for (const auto& [text, shown] : cases) EXPECT_EQ(question(text).message, shown);
+  EXPECT_EQ(question(u"%s").buttons, (std::vector<std::string>{"Nein", "L\xC3\xB6schen"}));
+  EXPECT_TRUE(Exists(path));
   Manipulator::InitializeLocalizedStrings(
       u"Are you sure you want to delete the file \"%s\"?",
       u"The file \"%s\" already exists.  Do you want to overwrite it?", u"Delete", u"Cancel",
       u"Copy", u"Overwrite");
-  EXPECT_FALSE(kept);
-  EXPECT_EQ(translated.message, "Weg mit \xE2\x80\x9E" + path + "\xE2\x80\x9C?");
-  EXPECT_EQ(translated.buttons, (std::vector<std::string>{"Nein", "L\xC3\xB6schen"}));
-  for (const std::string& question : questions) {
-    EXPECT_EQ(question, "Are you sure you want to delete the file \"" + path + "\"?");
-  }
-  EXPECT_EQ(with_own_sign, "100% weg mit " + path + "?");
-  EXPECT_TRUE(Exists(path));
   const auto [removed, shown] = Answered(1, remove);
   EXPECT_TRUE(removed);
   EXPECT_FALSE(Exists(path));
   EXPECT_EQ(shown.header, "Delete");
-  EXPECT_EQ(shown.message, "Are you sure you want to delete the file \"" + path + "\"?");
+  EXPECT_EQ(shown.message, own);
   EXPECT_EQ(shown.buttons, (std::vector<std::string>{"Cancel", "Delete"}));
   EXPECT_TRUE(Answered(std::nullopt, remove).first);  // nothing is there, so nobody is asked
 }

@@ -1,9 +1,6 @@
 // File paths, and names in another Unicode spelling than on disk, through every call.
 #include "files/file_path.h"
 
-#include <fcntl.h>
-#include <unistd.h>
-
 #include <sstream>
 #include <unordered_set>
 
@@ -201,41 +198,26 @@ TEST_F(FilePathOnDisk, NamesTemporaryFiles) {
   COrvikDirectoryPath::SetTempFileDirectoryPath({});
 }
 
-constexpr char kComposed[] = "caf\xC3\xA9";
-constexpr char kDecomposed[] = "cafe\xCC\x81";
-
-using Spellings = EnvironmentTest;
-
-TEST_F(Spellings, NoCallMakesATwin) {
-  WriteFile(At(kDecomposed), "old");
-  WriteFile(At("source"), "new");
-  const CAtlString taken = Text(At(kComposed)), source = Text(At("source"));
+TEST_F(FilePathOnDisk, EveryCallFindsTheOtherSpellingAndMakesNoTwin) {
+  const std::string composed = "caf\xC3\xA9", decomposed = "cafe\xCC\x81";
+  MakeTree(top_, {decomposed + "=old", "source=new"});
+  const CAtlString taken = Text(At(composed)), source = Text(At("source"));
+  const COrvikFilePath file = File(At(composed));
   EXPECT_EQ(CreateFile(taken, 0, 1, nullptr, CREATE_NEW, 0, nullptr), INVALID_HANDLE_VALUE);
   EXPECT_TRUE(CreateDirectory(taken, nullptr));
   EXPECT_FALSE(CopyFile(source, taken, TRUE));
   EXPECT_FALSE(MoveFile(source, taken));
-  EXPECT_FALSE(CFileManipulator::MoveFileTo(File(At("source")), File(At(kComposed))));
-  EXPECT_EQ(NamesIn(top_), (std::vector<std::string>{kDecomposed, "source"}));
-  EXPECT_EQ(ReadFile(At(kDecomposed)), "old");
+  EXPECT_FALSE(CFileManipulator::MoveFileTo(File(At("source")), file));
+  EXPECT_EQ(TreeIn(top_), (std::vector<std::string>{decomposed + "=old", "source=new"}));
   EXPECT_TRUE(CopyFile(source, taken, FALSE));
-  EXPECT_EQ(CFileManipulator::WriteAsciiStringToFile(File(At(kComposed)), "x", 1), S_OK);
-  EXPECT_EQ(ReadFile(At(kDecomposed)), "x");
-  EXPECT_EQ(NamesIn(top_), (std::vector<std::string>{kDecomposed, "source"}));
-}
-
-TEST_F(Spellings, EveryCallFindsTheFile) {
-  WriteFile(At(kDecomposed), "plain text");
-  const COrvikFilePath file = File(At(kComposed));
-  EXPECT_TRUE(file.FileExists());
-  EXPECT_FALSE(file.IsExecutable());
-  EXPECT_EQ(file.GetFileSize(), 10u);
+  EXPECT_EQ(CFileManipulator::WriteAsciiStringToFile(file, "text", 4), S_OK);
+  EXPECT_EQ(file.GetFileSize(), 4u);
   EXPECT_TRUE(file.SetFileReadOnly());
-  EXPECT_EQ(ModeOf(At(kDecomposed)) & 0222, 0u);
+  EXPECT_EQ(ModeOf(At(decomposed)) & 0222, 0u);
   EXPECT_TRUE(CFileManipulator::DeleteFile(file));
-  EXPECT_FALSE(Exists(At(kDecomposed)));
-  WriteFile(At("tree") / kDecomposed / "x", "x");
-  EXPECT_TRUE(CDirectoryManipulator::RemoveDirectoryAndContents(Folder(At("tree") / kComposed)));
-  EXPECT_TRUE(fs::is_empty(At("tree")));
+  WriteFile(At("tree") / decomposed / "x", "x");
+  EXPECT_TRUE(CDirectoryManipulator::RemoveDirectoryAndContents(Folder(At("tree") / composed)));
+  EXPECT_EQ(TreeIn(top_), (std::vector<std::string>{"source=new", "tree/"}));
 }
 
 TEST_F(FilePathOnDisk, MeetsThePathsOfOtherLibraries) {

@@ -1,11 +1,13 @@
-// files/windows_files.h without CopyFile.
+// The calls of files/windows_files.h.
+#include <chrono>
+
 #include "files/windows_files.h"
-
-#include <sys/stat.h>
-
 #include "host/trash.h"
+#include "platform/carbon/ticks.h"
 #include "tests/support/file_trees.h"
 #include "tests/support/references.h"
+#include "tests/support/test_environment.h"
+#include "tests/support/volumes.h"
 
 namespace orvik::test {
 namespace {
@@ -13,6 +15,9 @@ namespace {
 class WindowsFilesTest : public EnvironmentTest {
  protected:
   std::u16string Path(const fs::path& name) const { return At(name).u16string(); }
+  BOOL Copy(const fs::path& source, const fs::path& target, BOOL fail_if_exists = FALSE) {
+    return CopyFile(Path(source).c_str(), Path(target).c_str(), fail_if_exists);
+  }
   BOOL Move(const fs::path& source, const fs::path& target) {
     return MoveFile(Path(source).c_str(), Path(target).c_str());
   }
@@ -75,27 +80,21 @@ TEST_F(WindowsFilesTest, Attributes) {
 }
 
 TEST_F(WindowsFilesTest, Folders) {
-  WriteFile(At("file"), "x");
-  WriteFile(At("full/x"), "");
-  fs::create_directory_symlink("a", At("link"));
+  MakeTree(top_, {"file", "full/x", "link->a"});
   const std::pair<const char*, BOOL> made[] = {
       {"a/b", FALSE}, {"a", TRUE}, {"a", TRUE}, {"file", TRUE}};
   for (const auto& [name, done] : made) {
     EXPECT_EQ(CreateDirectory(Path(name).c_str(), nullptr), done) << name;
   }
-  EXPECT_EQ(ReadFile(At("file")), "x");
   for (const char* name : {"file", "none", "full", "link"}) {
     EXPECT_EQ(RemoveDirectory(Path(name).c_str()), FALSE) << name;
   }
   EXPECT_EQ(RemoveDirectory(Path("a").c_str()), TRUE);
-  EXPECT_EQ(NamesIn(top_), (std::vector<std::string>{"file", "full", "link"}));
+  EXPECT_EQ(TreeIn(top_), (std::vector<std::string>{"file=x", "full/", "full/x=x", "link->a"}));
 }
 
 TEST_F(WindowsFilesTest, DeletesFilesLinksAndWholeFolders) {
-  WriteFile(At("outside/kept"), "x");
-  WriteFile(At("tree/a/b"), "x");
-  WriteFile(At("locked"), "x");
-  fs::create_directory_symlink("outside", At("link"));
+  MakeTree(top_, {"kept/file", "tree/a/b", "locked", "link->kept"});
   for (const char* name : {"tree/a/b", "tree", "locked"}) Lock(At(name));
   for (const char* name : {"tree", "link", "locked"}) {
     EXPECT_EQ(DeleteFile(Path(name).c_str()), TRUE) << name;
@@ -103,47 +102,32 @@ TEST_F(WindowsFilesTest, DeletesFilesLinksAndWholeFolders) {
   }
   EXPECT_EQ(DeleteFile(nullptr), FALSE);
   for (const char16_t* root : {u"/", u"///"}) EXPECT_EQ(DeleteFile(root), FALSE);
-  const auto empty = [this](const char* name) {
+  for (const char* name : {"kept/file", "kept"}) {
     FSDeleteFolderState state;
     const FSRef ref = RefOf(At(name));
     FSDeleteFolderLevel(&ref, &state);
-    return state.result;
-  };
-  EXPECT_NE(empty("outside/kept"), 0);
-  EXPECT_EQ(ReadFile(At("outside/kept")), "x");
-  EXPECT_EQ(empty("outside"), 0);
-  EXPECT_TRUE(fs::is_empty(At("outside")));
+    EXPECT_EQ(state.result == 0, name == std::string("kept"));
+  }
+  EXPECT_EQ(TreeIn(top_), std::vector<std::string>{"kept/"});
 }
 
-TEST_F(WindowsFilesTest, MovesFilesFoldersAndLinksAndMakesFolders) {
-  WriteFile(At("folder/inner"), "x");
-  fs::create_symlink("nowhere", At("link"));
+TEST_F(WindowsFilesTest, MovesMakeFoldersAndLogFailures) {
+  MakeTree(top_, {"folder/inner", "link->nowhere", "source=s", "target=t"});
   EXPECT_EQ(Move("folder", "a/b/folder"), TRUE);
   EXPECT_EQ(Move("link", "a/link"), TRUE);
   EXPECT_EQ(MoveFile(nullptr, u"/tmp/x"), FALSE);
-  EXPECT_EQ(NamesIn(top_), std::vector<std::string>{"a"});
-  EXPECT_EQ(ReadFile(At("a/b/folder/inner")), "x");
-  EXPECT_EQ(fs::read_symlink(At("a/link")), "nowhere");
-}
-
-TEST_F(WindowsFilesTest, FailuresOfMovesAreLoggedAndLoseNothing) {
   const ScopedVariable to_standard_error("ORVIK_LOG_STDERR", "1");
-  WriteFile(At("source"), "source");
-  WriteFile(At("target"), "target");
-  WriteFile(At("locked"), "x");
-  const BOOL can_move = Lock(At("locked")) ? FALSE : TRUE;
   testing::internal::CaptureStderr();
-  EXPECT_EQ(Move("locked", "moved"), can_move);
-  EXPECT_EQ(Move("source", "target"), FALSE);
-  EXPECT_EQ(Move("source", "target/below/x"), FALSE);
+  for (const char* target : {"target", "target/below/x"}) EXPECT_FALSE(Move("source", target));
   EXPECT_EQ(Move("none", "new"), FALSE);
   const std::string log = testing::internal::GetCapturedStderr();
-  const std::string source = At("source"), target = At("target");
-  EXPECT_TRUE(
-      Contains(log, "Move File from " + source + " to " + target + " failed, error was - "));
-  EXPECT_TRUE(Contains(log, "Creation of directory " + target + "/below failed, error was - "));
-  EXPECT_EQ(ReadFile(source) + ReadFile(target), "sourcetarget");
-  EXPECT_EQ(DeleteFile(Path(can_move != FALSE ? "moved" : "locked").c_str()), TRUE);
+  EXPECT_TRUE(Contains(log, "Move File from " + At("source").string() + " to " +
+                                At("target").string() + " failed, error was - "));
+  EXPECT_TRUE(Contains(
+      log, "Creation of directory " + At("target/below").string() + " failed, error was - "));
+  EXPECT_EQ(TreeIn(top_),
+            (std::vector<std::string>{"a/", "a/b/", "a/b/folder/", "a/b/folder/inner=x",
+                                      "a/link->nowhere", "source=s", "target=t"}));
 }
 
 TEST_F(WindowsFilesTest, AMoveIntoATrashWritesTheInfoFile) {
@@ -162,6 +146,134 @@ TEST_F(WindowsFilesTest, AMoveIntoATrashWritesTheInfoFile) {
   // A move that fails leaves no info file.
   EXPECT_EQ(Move("none", fs::path(files) / "none"), FALSE);
   EXPECT_FALSE(fs::exists(info.parent_path() / "none.trashinfo"));
+}
+
+// Empty, one chunk, and sizes on and off the borders of blocks and buffers. Even sizes are modified
+// before their birth, odd ones long after it.
+TEST_F(WindowsFilesTest, CopiesContentAndDates) {
+  WriteFile(At("probe"), "");
+  const bool keeps_birth = HasUserAttributes(At("probe"));
+  for (const std::size_t size : {0, 1, 512, 65536, 65537, 262144, 1000003}) {
+    SCOPED_TRACE(size);
+    std::string content(size, '\0');
+    for (std::size_t i = 0; i < size; ++i) content[i] = static_cast<char>(i * 7 + i / 251);
+    WriteFile(At("source"), content);
+    const bool is_late = size % 2 == 1;
+    const timespec times[2] = {{1'000'000'000, 5}, {is_late ? 4'000'000'000 : 1'100'000'000, 5}};
+    utimensat(AT_FDCWD, At("source").c_str(), times, 0);
+    ASSERT_EQ(Copy("source", "target"), TRUE);
+    EXPECT_EQ(ReadFile(At("target")), content);
+    const FSCatalogInfo original = InfoOf(At("source")), copy = InfoOf(At("target"));
+    EXPECT_EQ(copy.contentModDate.lowSeconds, original.contentModDate.lowSeconds);
+    fs::remove(At("source"));
+    if (is_late && !keeps_birth) continue;
+    EXPECT_EQ(copy.createDate.lowSeconds, original.createDate.lowSeconds);
+    EXPECT_EQ(copy.createDate.fraction, original.createDate.fraction);
+  }
+}
+
+TEST_F(WindowsFilesTest, ReplacesFilesUnlessTheyAreToStay) {
+  MakeTree(top_, {"source=new", "target=old", "folder/"});
+  EXPECT_EQ(Copy("source", "target", TRUE), FALSE);
+  for (const char* source : {"folder", "none", "target"}) EXPECT_FALSE(Copy(source, "target"));
+  EXPECT_EQ(CopyFile(nullptr, Path("target").c_str(), FALSE), FALSE);
+  EXPECT_EQ(CopyFile(Path("source").c_str(), nullptr, FALSE), FALSE);
+  EXPECT_EQ(ReadFile(At("target")), "old");
+  for (const char* target : {"target", "ends/"}) EXPECT_EQ(Copy("source", target), TRUE);
+  EXPECT_EQ(ReadFile(At("target")) + ReadFile(At("ends")), "newnew");
+}
+
+TEST_F(WindowsFilesTest, HolesStayHoles) {
+  const std::string source = At("source");
+  const int file = open(source.c_str(), O_CREAT | O_RDWR, 0600);
+  const std::string data(100000, 'd');
+  ASSERT_EQ(pwrite(file, data.data(), data.size(), 30 << 20), 100000);
+  ASSERT_EQ(ftruncate(file, 64 << 20), 0);
+  close(file);
+  ASSERT_EQ(Copy("source", "target"), TRUE);
+  struct stat info {};
+  stat(At("target").c_str(), &info);
+  EXPECT_LT(info.st_blocks * 512, 4 << 20);
+  EXPECT_EQ(RunCommand({"cmp", source, At("target")}).status, 0);
+}
+
+// ramfs knows no user attributes.
+TEST_F(WindowsFilesTest, AttributesThatTheVolumeCannotKeepAreLeftOut) {
+  WriteFile(At("source"), "content");
+  if (!HasUserAttributes(At("source"))) GTEST_SKIP() << "no user attributes here";
+  setxattr(At("source").c_str(), "user.fork", "fork", 4, 0);
+  const bool tested = OnAVolume(At("volume"), "ramfs", "", [this] {
+    ASSERT_FALSE(HasUserAttributes(At("volume")));
+    EXPECT_EQ(Copy("source", "volume/copy"), TRUE);
+    EXPECT_EQ(ReadFile(At("volume/copy")), "content");
+    EXPECT_EQ(MoveFile(Path("source").c_str(), Path("volume/moved").c_str()), TRUE);
+    EXPECT_EQ(ReadFile(At("volume/moved")), "content");
+  });
+  if (!tested) GTEST_SKIP() << "this user may not mount";
+}
+
+TEST(WindowsFind, CallsWithNothingBelowThemChangeNothing) {
+  _WIN32_FIND_DATA data;
+  data.dwFileAttributes = 7;
+  SetLastError(7);
+  EXPECT_EQ(FindFirstFile(u"/tmp/*", &data), INVALID_HANDLE_VALUE);
+  EXPECT_EQ(FindNextFile(INVALID_HANDLE_VALUE, &data), FALSE);
+  EXPECT_EQ(FindClose(INVALID_HANDLE_VALUE), TRUE);
+  EXPECT_EQ((std::vector{data.dwFileAttributes, GetLastError(), g_dwLastErrCode}),
+            (std::vector<DWORD>{7, 7, 7}));
+  SetLastError(0);
+  IStorage* const untouched = reinterpret_cast<IStorage*>(&errno);
+  IStorage* storage = untouched;
+  EXPECT_EQ(StgCreateDocfile(u"/tmp/x", 0, 0, &storage), E_NOTIMPL);
+  EXPECT_EQ(StgOpenStorage(u"/tmp/x", nullptr, 0, nullptr, 0, &storage), E_NOTIMPL);
+  EXPECT_EQ(StgIsStorageFile(u"/tmp"), E_NOTIMPL);
+  EXPECT_EQ(storage, untouched);
+}
+
+TEST(WindowsFind, TheRecordTakesTheCatalogsNumbersUnconverted) {
+  FSCatalogInfo info;
+  info.permissions.mode = 040500;
+  info.createDate = {1, 2, 3};
+  info.accessDate = {4, 5, 6};
+  info.contentModDate = {7, 8, 9};
+  info.dataLogicalSize = 1;
+  info.dataPhysicalSize = 0x300000001;
+  HFSUniStr255 name;
+  name.length = 255;
+  std::fill_n(name.unicode, 255, u'n');
+  _WIN32_FIND_DATA data;
+  std::fill_n(data.cFileName, MAX_PATH, u'x');
+  InitW32FindDataFromCatalogInfo(&info, &name, &data);
+  EXPECT_EQ((std::vector<DWORD>{
+                data.dwFileAttributes, data.ftCreationTime.dwHighDateTime,
+                data.ftCreationTime.dwLowDateTime, data.ftLastAccessTime.dwLowDateTime,
+                data.ftLastWriteTime.dwHighDateTime, data.nFileSizeHigh, data.nFileSizeLow}),
+            (std::vector<DWORD>{0x11, 1, 2, 5, 7, 3, 1}));
+  EXPECT_EQ(std::u16string(data.cFileName), std::u16string(255, u'n'));
+}
+
+TEST(WindowsTime, ClassifiesVersions) {
+  const std::pair<DWORD, int> cases[] = {{0x0000, -1}, {0x101F, -1}, {0x1020, 0}, {0x102F, 0},
+                                         {0x1030, 1},  {0x103F, 1},  {0x1040, 2}, {0x1049, 2},
+                                         {0x104F, 2},  {0x1050, 3},  {0x2000, 3}};
+  for (const auto& [word, expected] : cases) EXPECT_EQ(ClassifyOSXVersion(word), expected) << word;
+  EXPECT_GE(CurrentMachineOSXVersion(), -1);
+}
+
+TEST(WindowsTime, DropsTheRestOfASecond) {
+  const auto start = std::chrono::steady_clock::now();
+  for (int i = 0; i < 20; ++i) Sleep(999);
+  EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(5));
+}
+
+TEST(WindowsTime, TurnsTicksIntoMilliseconds) {
+  UInt32 ticks;
+  DWORD milliseconds;
+  do {
+    ticks = TickCount();
+    milliseconds = GetTickCount();
+  } while (TickCount() != ticks);
+  EXPECT_EQ(milliseconds, static_cast<DWORD>(ticks * 1000u) / 60);
 }
 
 }  // namespace

@@ -1,19 +1,14 @@
 #include "host/file_lock.h"
 
-#include <fcntl.h>
 #include <sys/file.h>
 #include <sys/syscall.h>
-#include <unistd.h>
 
-#include <cerrno>
 #include <chrono>
-#include <functional>
 #include <thread>
 
 #include "host/descriptor.h"
 #include "tests/support/file_trees.h"
 #include "tests/support/forbidden_call.h"
-#include "tests/support/test_environment.h"
 
 namespace orvik::test {
 namespace {

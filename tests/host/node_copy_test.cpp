@@ -1,21 +1,14 @@
 #include "host/node_copy.h"
 
-#include <fcntl.h>
-#include <stdlib.h>
 #include <sys/file.h>
 #include <sys/resource.h>
-#include <sys/stat.h>
 #include <sys/xattr.h>
-#include <unistd.h>
-
-#include <cerrno>
 
 #include "host/descriptor.h"
 #include "host/move_file.h"
 #include "host/paths.h"
 #include "host/tree_removal.h"
 #include "tests/support/file_trees.h"
-#include "tests/support/test_environment.h"
 #include "tests/support/without_root_rights.h"
 
 namespace orvik::test {

@@ -1,24 +1,17 @@
 #include "host/replace_file.h"
 
-#include <fcntl.h>
 #include <signal.h>
 #include <sys/file.h>
 #include <sys/inotify.h>
-#include <sys/stat.h>
 #include <sys/syscall.h>
 #include <sys/wait.h>
 #include <sys/xattr.h>
-#include <unistd.h>
-
-#include <algorithm>
-#include <cerrno>
 
 #include "host/file_replacement.h"
 #include "host/keep_beside.h"
 #include "host/staged_file.h"
 #include "tests/support/file_trees.h"
 #include "tests/support/forbidden_call.h"
-#include "tests/support/test_environment.h"
 
 namespace orvik::test {
 namespace {

@@ -1,16 +1,12 @@
 #include "host/trash.h"
 
 #include <sys/mount.h>
-#include <unistd.h>
 
-#include <algorithm>
-#include <cerrno>
 #include <chrono>
 #include <ctime>
 #include <fstream>
 
 #include "tests/support/file_trees.h"
-#include "tests/support/test_environment.h"
 
 namespace orvik::test {
 namespace {

@@ -1,14 +1,10 @@
 #include "prefs/shared_lock.h"
 
-#include <fcntl.h>
 #include <signal.h>
-#include <sys/stat.h>
 #include <sys/sysmacros.h>
 #include <sys/time.h>
-#include <unistd.h>
 
 #include <chrono>
-#include <functional>
 
 #include "plist/file.h"
 #include "prefs/lock_record.h"

@@ -2,8 +2,6 @@
 #include "platform/core_foundation/property_list.h"
 
 #include <grp.h>
-#include <sys/stat.h>
-#include <unistd.h>
 
 #include "prefs/auto_release.h"
 #include "prefs/preferences.h"

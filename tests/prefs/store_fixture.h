@@ -44,7 +44,11 @@ class StoreTest : public EnvironmentTest {
   plist::FileWriterWait old_writer_wait_;
 };
 
-CAtlString Wide(const std::string& utf8);
-std::string Utf8(const CAtlString& text);
+inline CAtlString Wide(const std::string& utf8) {
+  return CAtlString::FromUtf8(utf8);
+}
+inline std::string Utf8(const CAtlString& text) {
+  return text.ToUtf8();
+}
 
 }  // namespace orvik::test

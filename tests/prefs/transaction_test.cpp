@@ -1,7 +1,6 @@
 #include "prefs/transaction.h"
 
 #include <sys/wait.h>
-#include <unistd.h>
 
 #include <csignal>
 #include <memory>

@@ -1,16 +1,11 @@
 #include "strings/atl_array.h"
 
-#include <gtest/gtest.h>
-
-#include <algorithm>
 #include <exception>
 #include <new>
 #include <stdexcept>
-#include <string>
-#include <utility>
-#include <vector>
 
 #include "strings/atl_string.h"
+#include "tests/support/test_environment.h"
 
 namespace orvik {
 namespace {

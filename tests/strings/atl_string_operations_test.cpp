@@ -1,23 +1,15 @@
 // Searching, trimming, editing, formatting and tokenizing of the wide string; the narrow string.
 #include <climits>
 #include <cstdarg>
-#include <cstdint>
 #include <iterator>
-#include <optional>
 #include <span>
-#include <string>
-#include <string_view>
-#include <tuple>
-#include <utility>
-#include <vector>
-
-#include <gtest/gtest.h>
 
 #include "platform/core_foundation/owned.h"
 #include "platform/core_foundation/string.h"
 #include "strings/atl_string.h"
 #include "strings/atl_string_a.h"
 #include "tests/strings/texts.h"
+#include "tests/support/test_environment.h"
 
 namespace orvik::test {
 namespace {

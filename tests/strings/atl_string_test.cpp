@@ -5,12 +5,8 @@
 #include <compare>
 #include <ranges>
 #include <sstream>
-#include <string>
-#include <string_view>
 #include <type_traits>
 #include <unordered_set>
-#include <utility>
-#include <vector>
 
 #include "platform/core_foundation/base.h"
 #include "platform/core_foundation/string.h"

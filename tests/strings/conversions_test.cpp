@@ -1,13 +1,6 @@
 // Conversions of texts: the routines of Unicode, UTF-8 strings and code pages.
 #include <iconv.h>
 
-#include <string>
-#include <string_view>
-#include <tuple>
-#include <utility>
-
-#include <gtest/gtest.h>
-
 #include "strings/code_pages.h"
 #include "strings/utf8_strings.h"
 #include "tests/properties/unicode_conversions.h"

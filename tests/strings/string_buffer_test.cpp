@@ -1,21 +1,12 @@
 // The buffer of both strings, the searches in it, and what several threads share.
 #include <sys/mman.h>
-#include <unistd.h>
 
-#include <algorithm>
 #include <atomic>
 #include <climits>
-#include <cstdint>
-#include <cstring>
 #include <new>
-#include <random>
-#include <string>
-#include <string_view>
 #include <thread>
-#include <vector>
 
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
 
 #include "platform/core_foundation/string.h"
 #include "strings/atl_string.h"
@@ -24,6 +15,7 @@
 #include "strings/string_buffer.h"
 #include "tests/properties/string_edits.h"
 #include "tests/properties/unit_search.h"
+#include "tests/support/test_environment.h"
 
 namespace orvik::test {
 namespace {

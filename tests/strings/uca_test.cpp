@@ -1,9 +1,5 @@
-#include <stdlib.h>
 
-#include <cstdlib>
-#include <cstring>
 #include <memory>
-#include <tuple>
 
 #include "platform/core_foundation/string.h"
 #include "strings/atl_conversions.h"

@@ -1,15 +1,30 @@
-// A folder of its own for every test: the system root, the home and the temporary folder.
+// A folder of its own for every test: the system root, the home and the temporary folder. Tests include
+// this header first, and with it what nearly all of them use of C++ and POSIX.
 #pragma once
 
-#include <gtest/gtest.h>
-
+#include <fcntl.h>
 #include <sys/resource.h>
+#include <sys/stat.h>
+#include <unistd.h>
 
+#include <algorithm>
+#include <cerrno>
+#include <cstdint>
+#include <cstdlib>
+#include <cstring>
 #include <filesystem>
 #include <functional>
+#include <map>
 #include <optional>
+#include <random>
+#include <set>
 #include <string>
+#include <string_view>
+#include <tuple>
+#include <utility>
 #include <vector>
+
+#include <gtest/gtest.h>
 
 namespace orvik::test {
 

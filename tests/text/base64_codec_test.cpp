@@ -1,12 +1,5 @@
+#include "tests/support/test_environment.h"
 #include "text/byte_encodings.h"
-
-#include <optional>
-#include <random>
-#include <string>
-#include <utility>
-#include <vector>
-
-#include <gtest/gtest.h>
 
 namespace orvik::test {
 namespace {

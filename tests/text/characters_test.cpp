@@ -1,16 +1,8 @@
-#include <stdlib.h>
 
-#include <set>
-#include <string>
-#include <string_view>
-#include <tuple>
-#include <utility>
 
-#include <gtest/gtest.h>
-
+#include "text/characters.h"
 #include "tests/support/test_environment.h"
 #include "text/case_and_spelling.h"
-#include "text/characters.h"
 #include "text/shown_text.h"
 #include "text/transcoding.h"
 #include "text/user_locale.h"

@@ -2,14 +2,6 @@
 
 #include <iconv.h>
 
-#include <algorithm>
-#include <cstring>
-#include <map>
-#include <string>
-#include <tuple>
-
-#include <gtest/gtest.h>
-
 #include "tests/support/test_environment.h"
 #include "text/code_page_table.h"
 

@@ -1,14 +1,10 @@
 #include "text/formatter.h"
+#include "tests/support/test_environment.h"
 
 #include <climits>
 #include <clocale>
-#include <cstdint>
 #include <cstdio>
 #include <limits>
-#include <optional>
-#include <string>
-
-#include <gtest/gtest.h>
 
 namespace orvik::test {
 namespace {

@@ -1,12 +1,8 @@
 #include "text/transcoding.h"
 
-#include <random>
-#include <string>
 #include <type_traits>
-#include <vector>
 
-#include <gtest/gtest.h>
-
+#include "tests/support/test_environment.h"
 #include "text/transcoding_variants.h"
 
 namespace orvik::test {

@@ -1,11 +1,6 @@
 #include "text/xml_scanner.h"
 
-#include <gtest/gtest.h>
-
-#include <optional>
-#include <string>
-#include <utility>
-
+#include "tests/support/test_environment.h"
 #include "text/shown_text.h"
 
 namespace orvik {

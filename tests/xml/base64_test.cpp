@@ -1,9 +1,5 @@
 #include "xml/base64.h"
 
-#include <sys/stat.h>
-
-#include <random>
-
 #include "tests/files/support.h"
 #include "tests/support/without_root_rights.h"
 

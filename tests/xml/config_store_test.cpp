@@ -1,9 +1,6 @@
 #include "xml/config_store.h"
 
-#include <unistd.h>
-
 #include <climits>
-#include <random>
 
 #include <tinyxml.h>
 

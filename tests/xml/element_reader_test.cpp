@@ -1,13 +1,10 @@
 #include "xml/element_reader.h"
 
-#include <gtest/gtest.h>
-
 #include <limits>
-#include <string>
-#include <vector>
 
 #include <tinyxml.h>
 
+#include "tests/support/test_environment.h"
 #include "xml/tixml_helper.h"
 
 namespace orvik {

@@ -1,8 +1,6 @@
 #include "xml/tixml_helper.h"
 
-#include <algorithm>
 #include <climits>
-#include <random>
 
 #include <tinyxml.h>
 

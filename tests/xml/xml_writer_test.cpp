@@ -1,9 +1,6 @@
 #include "xml/xml_writer.h"
 
-#include <functional>
 #include <limits>
-#include <string>
-#include <string_view>
 
 #include <tinyxml.h>
 

@@ -2,8 +2,6 @@
 
 #include <sys/resource.h>
 
-#include <random>
-
 #include "streams/com_ptr.h"
 #include "streams/stream_factory.h"
 #include "tests/files/support.h"

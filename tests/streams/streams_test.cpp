@@ -1,0 +1,405 @@
+// Streams on files and in memory, and the pointers that hold them.
+#include <limits>
+
+#include "files/global_memory.h"
+#include "streams/com_ptr.h"
+#include "streams/readable_stream_on_file.h"
+#include "streams/stream_factory.h"
+#include "streams/stream_interfaces.h"
+#include "streams/writable_file_stream.h"
+#include "streams/writeable_buffer_stream.h"
+#include "tests/files/support.h"
+#include "tests/support/test_environment.h"
+
+namespace orvik::test {
+namespace {
+
+// The writers refuse every query, as this one may.
+class PlainStream final : public StreamBase<IStream> {
+ public:
+  explicit PlainStream(bool refuses = false) : refuses_(refuses) {}
+  HRESULT QueryInterface(const _GUID& identifier, void** out) override {
+    return refuses_ ? E_NOTIMPL : StreamBase::QueryInterface(identifier, out);
+  }
+
+ private:
+  const bool refuses_;
+};
+
+unsigned long References(IStream* stream) {
+  stream->AddRef();
+  return stream->Release();
+}
+
+TEST(ComPtrTest, EveryOperationKeepsTheCountBalanced) {
+  IStream* const one = new PlainStream;
+  CComPtr<IStream> a, other;
+  a.Attach(one);
+  CComPtr<IStream> b(a), c(static_cast<IStream*>(a));
+  EXPECT_EQ(References(one), 3u);
+  c = std::move(b);
+  c = static_cast<IStream*>(c);
+  EXPECT_EQ(References(one), 2u);
+  EXPECT_EQ(b, nullptr);
+
+  IStream* const two = *& other = new PlainStream;
+  EXPECT_EQ(References(two), 1u);
+  c = other;
+  EXPECT_EQ(References(one), 1u);
+  IStream* given = c.Detach();
+  EXPECT_EQ(c, nullptr);
+  EXPECT_EQ(References(two), 2u);
+  c.Attach(given);
+  c.Release();
+  EXPECT_EQ(c, nullptr);
+  EXPECT_EQ(References(two), 1u);
+  other = nullptr;
+
+  EXPECT_EQ(a.CopyTo(nullptr), E_POINTER);
+  EXPECT_EQ(a.CopyTo(&given), S_OK);
+  EXPECT_EQ(given->Release(), 1u);
+  EXPECT_EQ(c.CopyTo(&given), S_OK);
+  EXPECT_EQ(given, nullptr);
+}
+
+TEST(ComPtrTest, ComparesObjectsByIdentity) {
+  for (const bool refuses : {false, true}) {
+    CComPtr<IStream> a, b, null;
+    a.Attach(new PlainStream(refuses));
+    b.Attach(new PlainStream(refuses));
+    EXPECT_TRUE(a.IsEqualObject(a) && null.IsEqualObject(nullptr));
+    EXPECT_FALSE(a.IsEqualObject(b) || a.IsEqualObject(nullptr) || null.IsEqualObject(a));
+    EXPECT_EQ(References(a) + References(b), 2u);
+  }
+}
+
+TEST(ComPtrTest, QueriesAnswerForTwoIdentifiersOnly) {
+  CComPtr<IStream> stream;
+  stream.Attach(new PlainStream);
+  void* out = nullptr;
+  for (const _GUID& identifier : {IID_IUnknown, IID_IStream}) {
+    EXPECT_EQ(stream->QueryInterface(identifier, &out), S_OK);
+    EXPECT_EQ(out, static_cast<IStream*>(stream));
+    EXPECT_EQ(static_cast<IStream*>(out)->Release(), 1u);
+  }
+  const _GUID windows_stream{0x0000000C, 0, 0, {0xC0, 0, 0, 0, 0, 0, 0, 0x46}};
+  EXPECT_EQ(stream->QueryInterface(windows_stream, &out), E_NOINTERFACE);
+  EXPECT_EQ(out, nullptr);
+  EXPECT_EQ(stream->QueryInterface(IID_IStream, nullptr), E_POINTER);
+}
+
+CComPtr<IStreamOnBuffer> MakeStream() {
+  CComPtr<IStreamOnBuffer> stream;
+  CStreamFactory::CreateWritableBufferStream(&stream);
+  return stream;
+}
+
+std::string TextOf(const boost::shared_array<unsigned char>& bytes, std::size_t size) {
+  return std::string(reinterpret_cast<const char*>(bytes.get()), size);
+}
+
+TEST(WriteableBufferStreamTest, CollectsWritesOfAnySize) {
+  const CComPtr<IStreamOnBuffer> stream = MakeStream(), empty = MakeStream();
+  EXPECT_EQ(empty->Write(nullptr, 0, nullptr), S_OK);
+  EXPECT_EQ(empty->DetachBufferPointer(), nullptr);
+  std::mt19937 random(1);
+  std::string expected;
+  for (int i = 0; i < 2000; ++i) {
+    const std::string piece(random() % (i % 50 == 0 ? 9000 : 40), static_cast<char>(i));
+    unsigned long written = 1;
+    ASSERT_EQ(stream->Write(piece.data(), piece.size(), &written), S_OK);
+    ASSERT_EQ(written, piece.size());
+    expected += piece;
+  }
+  ASSERT_EQ(stream->GetSize(), expected.size());
+  EXPECT_EQ(TextOf(stream->DetachBufferPointer(), expected.size()), expected);
+}
+
+TEST(WriteableBufferStreamTest, TheDetachedBufferOutlivesTheStreamAndIsNotWrittenAgain) {
+  CComPtr<IStreamOnBuffer> stream = MakeStream();
+  EXPECT_EQ(stream->Write("abc", 3, nullptr), S_OK);
+  const boost::shared_array<unsigned char> buffer = stream->DetachBufferPointer();
+  EXPECT_EQ(stream->GetSize(), 3u);
+  unsigned long written = 7;
+  EXPECT_EQ(stream->Write("x", 1, &written), E_FAIL);
+  EXPECT_EQ(written, 0u);
+  EXPECT_EQ(stream->Write("", 0, &written), S_OK);
+  EXPECT_EQ(stream->GetSize(), 3u);
+  EXPECT_EQ(stream->DetachBufferPointer(), nullptr);
+  EXPECT_EQ(stream->DetachBufferAsString().GetLength(), 0);
+  stream.Release();
+  EXPECT_EQ(TextOf(buffer, 3), "abc");
+}
+
+TEST(WriteableBufferStreamTest, TheStringEndsAtTheFirstNul) {
+  using namespace std::string_literals;
+  for (const auto& [content, text] : {std::pair{""s, ""s}, {"abc"s, "abc"s}, {"ab\0cd"s, "ab"s}}) {
+    const CComPtr<IStreamOnBuffer> stream = MakeStream();
+    EXPECT_EQ(stream->Write(content.data(), content.size(), nullptr), S_OK);
+    EXPECT_EQ(stream->DetachBufferAsString().View(), text);
+    EXPECT_EQ(stream->GetSize(), content.size() + 1);
+  }
+}
+
+TEST(WriteableBufferStreamTest, RefusesToPassFourGigabytesAndBadArguments) {
+  const CComPtr<IStreamOnBuffer> stream = MakeStream();
+  ASSERT_EQ(stream->Write("abc", 3, nullptr), S_OK);
+  EXPECT_EQ(FinishStream(stream), S_OK);
+  unsigned long written = 1;
+  EXPECT_EQ(stream->Write("x", 0xFFFFFFFDul, &written), E_FAIL);
+  EXPECT_EQ(written, 0u);
+  EXPECT_EQ(FinishStream(stream), E_FAIL);
+  EXPECT_EQ(stream->Write("x", std::numeric_limits<unsigned long>::max(), &written), E_FAIL);
+  EXPECT_EQ(stream->Write(nullptr, 1, &written), E_FAIL);
+  EXPECT_EQ(stream->DetachBufferAsString().View(), "abc");
+}
+
+constexpr std::int64_t kSize = 50'000;
+
+class ReadableStreamOnFileTest : public EnvironmentTest {
+ protected:
+  ReadableStreamOnFileTest() {
+    for (int i = 0; i < kSize; ++i) content_ += static_cast<char>('a' + i % 23);
+    WriteFile(file_, content_);
+    stream_ = CStreamFactory::CreateReadableStreamOnFile(path_);
+  }
+
+  std::string ReadText(IStream* stream, unsigned long count) {
+    std::string text(count, '?');
+    unsigned long read = 0;
+    if (stream->Read(text.data(), count, &read) < 0) return "failed";
+    return text.substr(0, read);
+  }
+
+  const fs::path file_ = env_.folder() / "content";
+  const COrvikFilePath path_ = File(file_);
+  std::string content_;
+  CComPtr<IStream> stream_;
+};
+
+TEST_F(ReadableStreamOnFileTest, ReadsOnFromWhereItStands) {
+  ASSERT_NE(stream_, nullptr);
+  EXPECT_EQ(ReadText(stream_, 10), content_.substr(0, 10));
+  EXPECT_EQ(ReadText(stream_, 100'000), content_.substr(10));
+  char byte;
+  unsigned long read = 9;
+  EXPECT_EQ(stream_->Read(&byte, 1, &read), S_FALSE);
+  EXPECT_EQ(read, 0u);
+  EXPECT_EQ(stream_->Read(&byte, 1, nullptr), E_FAIL);
+  EXPECT_EQ(stream_->Read(nullptr, 1, &read), E_FAIL);
+  constexpr std::int64_t kMost = std::numeric_limits<std::int64_t>::max();
+  for (const std::int64_t start :
+       {kSize - 3, kSize, kSize + 1, std::int64_t{1} << 52, kMost, std::int64_t{-1}, -kMost}) {
+    SCOPED_TRACE(start);
+    const auto later = CStreamFactory::CreateReadableStreamOnFile(path_, {start});
+    ASSERT_NE(later, nullptr);
+    const std::string expected = start == kSize - 3 ? content_.substr(kSize - 3) : "";
+    CComPtr<IStreamOnBuffer> target;
+    CStreamFactory::CreateWritableBufferStream(&target);
+    EXPECT_EQ(later->CopyTo(target, {1}, nullptr, nullptr), expected.empty() ? E_FAIL : S_OK);
+    EXPECT_EQ(ReadText(later, 10), expected);
+    EXPECT_EQ(ReadText(later, 10), "");
+    EXPECT_EQ(later->Seek({5}, STREAM_SEEK_SET, nullptr), S_OK);
+    EXPECT_EQ(ReadText(later, 2), content_.substr(5, 2));
+  }
+}
+
+TEST_F(ReadableStreamOnFileTest, SeeksInsideTheFileOnly) {
+  constexpr std::int64_t kMost = std::numeric_limits<std::int64_t>::max();
+  constexpr std::int64_t kOutside = kSize + 1;
+  // Each starts at 100.
+  const std::tuple<std::int64_t, unsigned long, std::int64_t> cases[] = {
+      {0, STREAM_SEEK_SET, 0},
+      {kSize, STREAM_SEEK_SET, kSize},
+      {kSize + 1, STREAM_SEEK_SET, kOutside},
+      {-1, STREAM_SEEK_SET, kOutside},
+      {0, STREAM_SEEK_CUR, 100},
+      {-100, STREAM_SEEK_CUR, 0},
+      {-101, STREAM_SEEK_CUR, kOutside},
+      {kMost, STREAM_SEEK_CUR, kOutside},
+      {0, STREAM_SEEK_END, kSize},
+      {-1, STREAM_SEEK_END, kSize - 1},
+      {1, STREAM_SEEK_END, kOutside},
+      {kMost, STREAM_SEEK_END, kOutside}};
+  _ULARGE_INTEGER position{};
+  for (const auto& [move, origin, expected] : cases) {
+    SCOPED_TRACE(testing::Message() << move << " from " << origin);
+    ASSERT_EQ(stream_->Seek({100}, STREAM_SEEK_SET, nullptr), S_OK);
+    position.QuadPart = kOutside;
+    EXPECT_EQ(stream_->Seek({move}, origin, &position),
+              expected == kOutside ? STG_E_INVALIDFUNCTION : S_OK);
+    EXPECT_EQ(position.QuadPart, static_cast<std::uint64_t>(expected));
+    const auto at = static_cast<std::size_t>(std::min(expected, kSize));
+    EXPECT_EQ(ReadText(stream_, 5), content_.substr(at, 5));
+  }
+  ASSERT_EQ(stream_->Seek({100}, STREAM_SEEK_SET, nullptr), S_OK);
+  EXPECT_EQ(stream_->Seek({5}, 3, &position), STG_E_INVALIDFUNCTION);
+  EXPECT_EQ(ReadText(stream_, 5), content_.substr(100, 5));
+}
+
+TEST_F(ReadableStreamOnFileTest, CopiesACountOrFails) {
+  CComPtr<IStreamOnBuffer> target;
+  CStreamFactory::CreateWritableBufferStream(&target);
+  stream_->Seek({10}, STREAM_SEEK_SET, nullptr);
+  _ULARGE_INTEGER read{7}, written{7};
+  EXPECT_EQ(stream_->CopyTo(target, {kSize - 10}, &read, &written), S_OK);
+  EXPECT_EQ(read.QuadPart, static_cast<std::uint64_t>(kSize - 10));
+  EXPECT_EQ(written.QuadPart, static_cast<std::uint64_t>(kSize - 10));
+  EXPECT_EQ(stream_->CopyTo(target, {kSize - 9}, nullptr, nullptr), E_FAIL);
+  EXPECT_EQ(stream_->CopyTo(nullptr, {1}, nullptr, nullptr), E_INVALIDARG);
+  EXPECT_EQ(stream_->CopyTo(target, {0}, nullptr, nullptr), S_OK);
+  EXPECT_EQ(target->DetachBufferAsString().View(), content_.substr(10) + content_.substr(10));
+  EXPECT_EQ(stream_->CopyTo(target, {5}, &read, &written), S_OK);
+  EXPECT_EQ(read.QuadPart, 5u);
+  EXPECT_EQ(written.QuadPart, 0u);
+  EXPECT_EQ(ReadText(stream_, 3), content_.substr(10, 3));
+}
+
+TEST_F(ReadableStreamOnFileTest, TellsItsSizeAndNothingElse) {
+  char16_t own[] = u"own";
+  tagSTATSTG stat;
+  stat.pwcsName = own;
+  stat.mtime.QuadPart = 5;
+  EXPECT_EQ(stream_->Stat(&stat, STATFLAG_NONAME), S_OK);
+  EXPECT_EQ(stat.pwcsName, own);
+  EXPECT_EQ(stat.type, 2u);
+  EXPECT_EQ(stat.cbSize.QuadPart, static_cast<std::uint64_t>(kSize));
+  EXPECT_EQ(stat.mtime.QuadPart, 0u);
+  EXPECT_TRUE(stat.clsid == GUID_NULL);
+  EXPECT_EQ(stream_->Stat(&stat, 0), S_OK);
+  ASSERT_NE(stat.pwcsName, own);
+  EXPECT_EQ(stat.pwcsName[0], u'\0');
+  CoTaskMemFree(stat.pwcsName);
+  EXPECT_EQ(stream_->Stat(nullptr, 0), E_POINTER);
+}
+
+TEST_F(ReadableStreamOnFileTest, TheFileMayGoAndComeBackBetweenCalls) {
+  ReadText(stream_, 4);
+  fs::remove(file_);
+  char byte;
+  unsigned long read = 3;
+  EXPECT_EQ(stream_->Read(&byte, 1, &read), S_FALSE);
+  EXPECT_EQ(read, 0u);
+  _ULARGE_INTEGER position{};
+  EXPECT_EQ(stream_->Seek({6}, STREAM_SEEK_SET, &position), E_UNEXPECTED);
+  EXPECT_EQ(position.QuadPart, 6u);
+  EXPECT_EQ(stream_->CopyTo(stream_, {1}, nullptr, nullptr), E_FAIL);
+  CComPtr<IStream> clone;
+  EXPECT_EQ(stream_->Clone(&clone), S_OK);
+  WriteFile(file_, "0123456789");
+  EXPECT_EQ(ReadText(stream_, 2), "67");
+  EXPECT_EQ(ReadText(clone, 3), "678");
+}
+
+TEST_F(ReadableStreamOnFileTest, WhatCannotBeOpenedIsNoStream) {
+  // The other streams of the factory refuse the same paths.
+  const COrvikFilePath nowhere = File(At("no/file"));
+  for (const COrvikFilePath& path : {nowhere, File(top_), COrvikFilePath()}) {
+    EXPECT_EQ(CStreamFactory::CreateReadableStreamOnFile(path), nullptr);
+    EXPECT_EQ(CStreamFactory::CreateWritableFileStream(path), nullptr);
+    EXPECT_EQ(CStreamFactory::CreateWritableCompressedFileStream(path), nullptr);
+  }
+  CReadableStreamOnFile* const direct = new CReadableStreamOnFile(nowhere);
+  EXPECT_FALSE(direct->opened());
+  EXPECT_EQ(direct->Write("a", 1, nullptr), E_NOTIMPL);
+  EXPECT_EQ(direct->Release(), 0u);
+}
+
+TEST_F(ReadableStreamOnFileTest, ReadsBeyondFourGigabytesButSeeksUpToThere) {
+  constexpr std::int64_t kFiveGigabytes = 5ll << 30;
+  fs::resize_file(file_, kFiveGigabytes);
+  const auto stream = CStreamFactory::CreateReadableStreamOnFile(path_, {kFiveGigabytes - 2});
+  EXPECT_EQ(ReadText(stream, 5), std::string(2, '\0'));
+  EXPECT_EQ(ReadText(stream, 5), "");
+  _ULARGE_INTEGER position{};
+  EXPECT_EQ(stream->Seek({0}, STREAM_SEEK_END, &position), S_OK);
+  EXPECT_EQ(position.QuadPart, 0xFFFFFFFFu);
+  EXPECT_EQ(stream->Seek({1ll << 32}, STREAM_SEEK_SET, nullptr), STG_E_INVALIDFUNCTION);
+}
+
+class WritableFileStreamTest : public EnvironmentTest {
+ protected:
+  const fs::path file_ = env_.folder() / u"gr\u00FCn";
+  const COrvikFilePath path_ = File(file_);
+};
+
+TEST_F(WritableFileStreamTest, EmptiesTheFileAndWritesFromItsBeginning) {
+  WriteFile(file_, "old content");
+  CComPtr<IStream> stream = CStreamFactory::CreateWritableFileStream(path_, {5});
+  ASSERT_NE(stream, nullptr);
+  EXPECT_EQ(fs::file_size(file_), 0u);
+  unsigned long written = 0;
+  EXPECT_EQ(stream->Write("hello", 5, &written), S_OK);
+  EXPECT_EQ(written, 5u);
+  EXPECT_EQ(stream->Write("", 0, &written), S_OK);
+  EXPECT_EQ(stream->Write(nullptr, 1, &written), E_FAIL);
+  stream.Release();
+  EXPECT_EQ(ReadFile(file_), "hello");
+}
+
+TEST_F(WritableFileStreamTest, ReadsAndWritesAtOnePosition) {
+  CComPtr<IStream> stream = CStreamFactory::CreateWritableFileStream(path_);
+  EXPECT_EQ(stream->Write("0123456789", 10, nullptr), S_OK);
+  char text[4] = {};
+  unsigned long read = 9;
+  EXPECT_EQ(stream->Read(text, 3, &read), S_FALSE);
+  EXPECT_EQ(read, 0u);
+  _ULARGE_INTEGER position{};
+  EXPECT_EQ(stream->Seek({-8}, STREAM_SEEK_END, &position), S_OK);
+  EXPECT_EQ(position.QuadPart, 2u);
+  EXPECT_EQ(stream->Read(text, 3, &read), S_OK);
+  EXPECT_STREQ(text, "234");
+  EXPECT_EQ(stream->Write("XY", 2, nullptr), S_OK);
+  EXPECT_EQ(stream->Read(text, 3, &read), S_OK);
+  EXPECT_STREQ(text, "789");
+  EXPECT_EQ(stream->Seek({-1}, STREAM_SEEK_CUR, &position), S_OK);
+  EXPECT_EQ(position.QuadPart, 9u);
+  EXPECT_EQ(stream->Seek({1}, 3, &position), S_OK);
+  EXPECT_EQ(position.QuadPart, 1u);
+  EXPECT_EQ(stream->Seek({-1}, STREAM_SEEK_SET, &position), E_FAIL);
+  EXPECT_EQ(stream->Read(nullptr, 1, &read), E_FAIL);
+  EXPECT_EQ(stream->Read(text, 1, nullptr), E_FAIL);
+  EXPECT_EQ(stream->Seek({5ll << 30}, STREAM_SEEK_SET, &position), S_OK);
+  EXPECT_EQ(position.QuadPart, 5ull << 30);
+  EXPECT_EQ(stream->Write("x", 1, nullptr), S_OK);
+  stream.Release();
+  EXPECT_EQ(fs::file_size(file_), (5ull << 30) + 1);
+  fs::resize_file(file_, 10);
+  EXPECT_EQ(ReadFile(file_), "01234XY789");
+}
+
+TEST_F(WritableFileStreamTest, WhatCannotBeOpenedIsNoStream) {
+  auto* const direct = new CWritableFileStream(File(At("no/file")));
+  EXPECT_FALSE(direct->opened());
+  unsigned long count = 4;
+  char byte;
+  EXPECT_EQ(direct->Write("a", 1, &count), E_FAIL);
+  EXPECT_EQ(count, 0u);
+  EXPECT_EQ(direct->Read(&byte, 1, &count), E_FAIL);
+  EXPECT_EQ(direct->Seek({0}, STREAM_SEEK_SET, nullptr), E_FAIL);
+  EXPECT_EQ(direct->SetSize({}), E_NOTIMPL);
+  EXPECT_EQ(direct->Release(), 0u);
+}
+
+TEST_F(WritableFileStreamTest, AFullDiskIsReportedByAWriteOrByFinish) {
+  for (const std::size_t size : {10, 1'000'000}) {
+    const CComPtr<IStream> full =
+        CStreamFactory::CreateWritableFileStream(COrvikFilePath(u"/dev/full"));
+    unsigned long written = 9;
+    const HRESULT result = full->Write(std::string(size, 'x').data(), size, &written);
+    EXPECT_EQ(result, size == 10 ? S_OK : E_FAIL);
+    EXPECT_EQ(written, size == 10 ? size : 0);
+    for (int i = 0; i < 2; ++i) EXPECT_EQ(FinishStream(full), E_FAIL);
+  }
+  const CComPtr<IStream> stream = CStreamFactory::CreateWritableFileStream(path_);
+  EXPECT_EQ(stream->Write("abc", 3, nullptr), S_OK);
+  EXPECT_EQ(FinishStream(stream), S_OK);
+  EXPECT_EQ(ReadFile(file_), "abc");
+  EXPECT_EQ(stream->Write("d", 1, nullptr), E_FAIL);
+  EXPECT_EQ(FinishStream(stream), S_OK);
+  EXPECT_EQ(FinishStream(nullptr), E_INVALIDARG);
+  EXPECT_EQ(FinishStream(CStreamFactory::CreateReadableStreamOnFile(path_)), S_OK);
+}
+
+}  // namespace
+}  // namespace orvik::test
