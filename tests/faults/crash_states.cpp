@@ -18,10 +18,6 @@ namespace {
 // Subsets of more changes are not all made: every beginning, and all but each single one.
 constexpr std::size_t kAllSubsetsOf = 8;
 
-std::string OpenPath(int file) {
-  return "/proc/self/fd/" + std::to_string(file);
-}
-
 std::string LinkText(const std::string& path) {
   char text[4096];
   const ssize_t length = readlink(path.c_str(), text, sizeof text);
@@ -67,124 +63,60 @@ std::vector<std::vector<bool>> Choices(std::size_t count) {
 
 }  // namespace
 
-CallRecorder::CallRecorder(const std::string& folder) {
-  Learn(folder, -1, "");
+CallRecorder::CallRecorder(const std::string& folder) : folder_(folder) {
+  Learn(folder_, &names_);
+  first_entries_ = entries_;
+  first_names_ = names_;
+  events_.clear();
 }
 
-void CallRecorder::Learn(const std::string& path, int folder, const std::string& name) {
+// The node at the path, -1 for none. A content that is new is an event.
+int CallRecorder::Learn(const std::string& path, Names* names) {
   struct stat info = {};
-  if (lstat(path.c_str(), &info) != 0) return;
-  const Identity identity{info.st_dev, info.st_ino};
-  const bool is_known = nodes_.contains(identity);  // by another hard link
-  const int node = is_known ? nodes_[identity] : NewNode(identity);
-  if (folder >= 0) first_names_[{folder, name}] = node;
-  if (is_known) return;
-  first_entries_[node] = EntryOf(info, path);
-  if (!S_ISDIR(info.st_mode)) return;
-  for (const std::string& child : NamesIn(path)) Learn(path + "/" + child, node, child);
-}
-
-int CallRecorder::NewNode(const Identity& identity) {
-  nodes_[identity] = next_node_;
-  return next_node_++;
-}
-
-int CallRecorder::NodeOf(const Identity& identity) const {
-  const auto found = nodes_.find(identity);
-  return found == nodes_.end() ? -1 : found->second;
-}
-
-int CallRecorder::FolderOf(int folder, const char* name, std::string* last) const {
-  std::string path = name;
-  while (path.size() > 1 && path.back() == '/') path.pop_back();
-  const std::size_t slash = path.rfind('/');
-  *last = path.substr(slash == std::string::npos ? 0 : slash + 1);
-  const std::string above = slash == std::string::npos ? "." : path.substr(0, slash + 1);
-  struct stat info = {};
-  if (fstatat(folder, above.c_str(), &info, 0) != 0) return -1;
-  return NodeOf({info.st_dev, info.st_ino});
-}
-
-void CallRecorder::Made(int folder, const char* name) {
-  std::string last;
-  const int parent = FolderOf(folder, name, &last);
-  struct stat info = {};
-  if (parent < 0 || fstatat(folder, name, &info, AT_SYMLINK_NOFOLLOW) != 0) return;
-  const int node = NewNode({info.st_dev, info.st_ino});
-  CrashEntry entry{info.st_mode, {}, 0};
-  if (S_ISLNK(info.st_mode)) {
-    char text[4096];
-    const ssize_t length = readlinkat(folder, name, text, sizeof text);
-    if (length > 0) entry.content.assign(text, static_cast<std::size_t>(length));
+  const bool is_open = path.starts_with("/proc/self/fd/");
+  if ((is_open ? stat(path.c_str(), &info) : lstat(path.c_str(), &info)) != 0) return -1;
+  const auto [known, is_new] = nodes_.try_emplace({info.st_dev, info.st_ino}, next_node_);
+  if (is_new) ++next_node_;
+  const int node = known->second;
+  CrashEntry entry = EntryOf(info, path);
+  const auto present = entries_.find(node);
+  if (present == entries_.end() || present->second != entry) {
+    entries_[node] = entry;
+    events_.push_back({Event::kContent, node, std::move(entry), {}});
   }
-  events_.push_back({Event::kContent, node, std::move(entry), {}});
-  events_.push_back({Event::kNames, -1, {}, {{parent, last, node}}});
-}
-
-void CallRecorder::MadeUnnamed(int file) {
-  struct stat info = {};
-  if (fstat(file, &info) != 0) return;
-  const int node = NewNode({info.st_dev, info.st_ino});
-  events_.push_back({Event::kContent, node, {info.st_mode, {}, 0}, {}});
-}
-
-void CallRecorder::Changed(int file) {
-  struct stat info = {};
-  if (fstat(file, &info) != 0) return;
-  const int node = NodeOf({info.st_dev, info.st_ino});
-  if (node < 0) return;
-  events_.push_back({Event::kContent, node, EntryOf(info, OpenPath(file)), {}});
-}
-
-void CallRecorder::Linked(int file_folder, const char* file_name, int flags, int folder,
-                          const char* name) {
-  std::string last;
-  const int parent = FolderOf(folder, name, &last);
-  struct stat info = {};
-  const bool is_open = (flags & AT_EMPTY_PATH) != 0 && *file_name == '\0';
-  const int follow = (flags & AT_SYMLINK_FOLLOW) != 0 ? 0 : AT_SYMLINK_NOFOLLOW;
-  if ((is_open ? fstat(file_folder, &info) : fstatat(file_folder, file_name, &info, follow)) != 0) {
-    return;
+  if (names == nullptr || !S_ISDIR(info.st_mode)) return node;
+  for (const std::string& name : NamesIn(path)) {
+    const int child = Learn(path + "/" + name, names);
+    if (child >= 0) (*names)[{node, name}] = child;
   }
-  const int node = NodeOf({info.st_dev, info.st_ino});
-  if (parent >= 0 && node >= 0) events_.push_back({Event::kNames, -1, {}, {{parent, last, node}}});
+  return node;
 }
 
-void CallRecorder::WillRename(int from, const char* from_name, int to, const char* to_name,
-                              bool exchanges) {
+void CallRecorder::Changed() {
+  Names names;
+  Learn(folder_, &names);
   Event event{Event::kNames, -1, {}, {}};
-  std::string old_name, new_name;
-  const int old_folder = FolderOf(from, from_name, &old_name);
-  const int new_folder = FolderOf(to, to_name, &new_name);
-  const auto node_of = [this](int folder, const char* name) {
-    struct stat info = {};
-    if (fstatat(folder, name, &info, AT_SYMLINK_NOFOLLOW) != 0) return -1;
-    return NodeOf({info.st_dev, info.st_ino});
+  for (const auto& [name, node] : names) {
+    const auto old = names_.find(name);
+    if (old == names_.end() || old->second != node) event.names[name] = node;
+  }
+  for (const auto& [name, node] : names_) {
+    if (!names.contains(name)) event.names[name] = -1;
+  }
+  // The kernel may use the number of a file without a name again.
+  const auto has_name = [](const Names& in, int node) {
+    return std::any_of(in.begin(), in.end(),
+                       [node](const auto& one) { return one.second == node; });
   };
-  const int moved = node_of(from, from_name);
-  if (old_folder >= 0) {
-    event.edits.push_back({old_folder, old_name, exchanges ? node_of(to, to_name) : -1});
-  }
-  if (new_folder >= 0) event.edits.push_back({new_folder, new_name, moved});
-  events_.push_back(std::move(event));
-}
-
-void CallRecorder::WillRemove(int folder, const char* name) {
-  std::string last;
-  const int parent = FolderOf(folder, name, &last);
-  Event event{Event::kNames, -1, {}, {}};
-  if (parent >= 0) event.edits.push_back({parent, last, -1});
-  events_.push_back(std::move(event));
-}
-
-void CallRecorder::Undo() {
-  events_.pop_back();
+  std::erase_if(nodes_, [&](const auto& known) {
+    return has_name(names_, known.second) && !has_name(names, known.second);
+  });
+  names_ = std::move(names);
+  if (!event.names.empty()) events_.push_back(std::move(event));
 }
 
 void CallRecorder::Flushed(int file) {
-  struct stat info = {};
-  if (fstat(file, &info) != 0) return;
-  const int node = NodeOf({info.st_dev, info.st_ino});
+  const int node = Learn("/proc/self/fd/" + std::to_string(file), nullptr);
   if (node >= 0) events_.push_back({Event::kFlush, node, {}, {}});
 }
 
@@ -215,7 +147,7 @@ void CallRecorder::AddStates(std::size_t events, std::vector<CrashState>* states
         }
         break;
       case Event::kNames:
-        for (const Edit& edit : event.edits) waits_for[at].insert(edit.folder);
+        for (const auto& change : event.names) waits_for[at].insert(change.first.first);
         break;
       case Event::kFlush:
         if (const auto found = written.find(event.node); found != written.end()) {
@@ -239,13 +171,7 @@ void CallRecorder::AddStates(std::size_t events, std::vector<CrashState>* states
       const auto place = std::lower_bound(open.begin(), open.end(), at);
       const bool is_open = place != open.end() && *place == at;
       if (is_open && !kept[static_cast<std::size_t>(place - open.begin())]) continue;
-      for (const Edit& edit : events_[at].edits) {
-        if (edit.node < 0) {
-          names.erase({edit.folder, edit.name});
-        } else {
-          names[{edit.folder, edit.name}] = edit.node;
-        }
-      }
+      for (const auto& [name, node] : events_[at].names) names[name] = node;
     }
     // From the stage down; what lies in a folder that was lost is lost with it.
     for (int content = 0; content < 4; ++content) {
@@ -257,6 +183,7 @@ void CallRecorder::AddStates(std::size_t events, std::vector<CrashState>* states
         folders.pop_back();
         for (auto at = names.lower_bound({folder, ""});
              at != names.end() && at->first.first == folder; ++at) {
+          if (at->second < 0) continue;
           const std::string below = path + (path.empty() ? "" : "/") + at->first.second;
           CrashEntry entry = written.at(at->second);
           entry.node = at->second;

@@ -1,14 +1,14 @@
 // Every state that a loss of power can leave of an operation's files.
 //
-// While a plan has a recorder, each call that changes something is recorded: contents, names,
-// flushes. From the record follows what a POSIX file system may have kept at any moment:
+// While a plan has a recorder, the files are looked at after each call that changes something, and
+// each flush is recorded. From the record follows what a POSIX file system may have kept at any
+// moment:
 //
-//   content    after the file's last flush: what was flushed, or what was written since, or the
-//   first
-//              half of that, or as many zeros
-//   names      a change of a folder that was flushed is kept; each later one is kept or lost by
+//   content  after the file's last flush: what was flushed, or what was written since, or the first
+//            half of that, or as many zeros
+//   names    a change of a folder that was flushed is kept; each later one is kept or lost by
 //   itself,
-//              a rename as one change
+//            a rename as one change
 //
 // The model is that of the papers on crash consistency (Pillai et al., OSDI 2014; Mohan et al.,
 // OSDI 2018) without the promises that single file systems add. Attributes other than the mode are
@@ -34,10 +34,9 @@ struct CrashEntry {
 };
 
 struct CrashState {
-  std::map<std::string, CrashEntry>
-      entries;             // by path below the stage, folders before what they hold
-  std::size_t events = 0;  // that had happened
-  bool at_end = false;     // the operation had ended
+  std::map<std::string, CrashEntry> entries;  // by path below the stage, folders before their files
+  std::size_t events = 0;                     // that had happened
+  bool at_end = false;                        // the operation had ended
 };
 
 // Takes the record of an operation on the files below a folder.
@@ -45,16 +44,7 @@ class CallRecorder {
  public:
   explicit CallRecorder(const std::string& folder);
 
-  // After a call that succeeded. Names are those of the call.
-  void Made(int folder, const char* name);  // a file, folder or link that is new
-  void MadeUnnamed(int file);
-  void Changed(int file);  // content or mode
-  void Linked(int file_folder, const char* file_name, int flags, int folder, const char* name);
-  // Before a rename or removal that may succeed, since afterwards the names say nothing; Undo
-  // takes the last one back when the call failed.
-  void WillRename(int from, const char* from_name, int to, const char* to_name, bool exchanges);
-  void WillRemove(int folder, const char* name);
-  void Undo();
+  void Changed();  // after a call that may have changed names, contents or modes
   void Flushed(int file);
   void FlushedAll();
 
@@ -63,30 +53,22 @@ class CallRecorder {
 
  private:
   using Identity = std::pair<dev_t, ino_t>;
-  struct Edit {
-    int folder;
-    std::string name;
-    int node;  // -1: nothing has the name any more
-  };
+  using Names = std::map<std::pair<int, std::string>, int>;  // node by folder and name
   struct Event {
     enum Kind { kContent, kNames, kFlush, kFlushAll } kind;
     int node = -1;  // of kContent and kFlush
     CrashEntry entry;
-    std::vector<Edit> edits;
+    Names names;  // of kNames: what each name is from now on, -1 for nothing
   };
-  using Names = std::map<std::pair<int, std::string>, int>;
 
-  void Learn(const std::string& path, int folder, const std::string& name);
-  int NewNode(const Identity& identity);
-  int NodeOf(const Identity& identity) const;  // -1 when it lies elsewhere
-  // The folder and the last name of a path; -1 when it lies elsewhere.
-  int FolderOf(int folder, const char* name, std::string* last) const;
+  int Learn(const std::string& path, Names* names);
   void AddStates(std::size_t events, std::vector<CrashState>* states) const;
 
-  std::map<Identity, int> nodes_;
+  const std::string folder_;
+  std::map<Identity, int> nodes_;  // of the files that have a name, or may get one
   int next_node_ = 0;
-  std::map<int, CrashEntry> first_entries_;  // before the operation; on disk
-  Names first_names_;
+  std::map<int, CrashEntry> entries_, first_entries_;  // now, and before the operation, on disk
+  Names names_, first_names_;
   std::vector<Event> events_;
 };
 

@@ -84,48 +84,16 @@ mode_t ModeArgument(int flags, va_list arguments) {
   return (flags & O_CREAT) != 0 || (flags & O_TMPFILE) == O_TMPFILE ? va_arg(arguments, mode_t) : 0;
 }
 
-// Whether an open that may make a file makes it; asked before it does.
-bool WillMake(int folder, const char* path, int flags) {
-  if (ArmedPlan() == nullptr || (flags & O_CREAT) == 0) return false;
-  struct stat record;
-  const int error = errno;
-  const bool is_missing = fstatat(folder, path, &record, AT_SYMLINK_NOFOLLOW) != 0;
-  errno = error;
-  return is_missing;
-}
-
-void RecordOpen(int file, int folder, const char* path, int flags, bool made) {
-  if (file < 0) return;
-  Record([=](CallRecorder& recorder) {
-    if ((flags & O_TMPFILE) == O_TMPFILE) {
-      recorder.MadeUnnamed(file);
-    } else if (made) {
-      recorder.Made(folder, path);
-    } else if ((flags & O_TRUNC) != 0) {
-      recorder.Changed(file);
-    }
-  });
-}
-
-// A call whose result is 0 for success, and what it then means to the recorder.
-template <typename Function>
-int Recorded(int result, Function record) {
-  if (result == 0) Record(record);
+// The result of a call that changes something; told to the recorder when it succeeded.
+template <typename Result>
+Result Noted(Result result) {
+  if (result >= 0) Record([](CallRecorder& recorder) { recorder.Changed(); });
   return result;
 }
 
-ssize_t RecordedWrite(ssize_t done, int file) {
-  if (done > 0) Record([file](CallRecorder& recorder) { recorder.Changed(file); });
-  return done;
-}
-
-// A call that changes names, announced before it is made.
-template <typename Function, typename Call>
-int Announced(Function announce, Call call) {
-  Record(announce);
-  const int result = call();
-  if (result != 0) Record([](CallRecorder& recorder) { recorder.Undo(); });
-  return result;
+int NotedOpen(int file, int flags) {
+  const bool is_unnamed = (flags & O_TMPFILE) == O_TMPFILE;
+  return (flags & (O_CREAT | O_TRUNC)) != 0 && !is_unnamed ? Noted(file) : file;
 }
 
 template <typename... Arguments>
@@ -139,7 +107,7 @@ ssize_t PassWrite(const char* symbol, int file, const void* bytes, size_t count,
     return -1;
   }
   if (!verdict.short_write) {
-    return RecordedWrite(next(file, bytes, count, offset...), file);
+    return Noted(next(file, bytes, count, offset...));
   }
   const ssize_t done = next(file, bytes, (count + 1) / 2, offset...);
   if (ArmedPlan()->fault == Fault::kKill) kill(getpid(), SIGKILL);
@@ -241,10 +209,7 @@ int FaultOpen(const char* path, int flags, ...) {
   const mode_t mode = ModeArgument(flags, arguments);
   va_end(arguments);
   if (const int error = Refusal(AT_FDCWD, path, flags)) return errno = error, -1;
-  const bool makes = WillMake(AT_FDCWD, path, flags);
-  const int file = Next<int(const char*, int, ...)>("open64")(path, flags, mode);
-  RecordOpen(file, AT_FDCWD, path, flags, makes);
-  return file;
+  return NotedOpen(Next<int(const char*, int, ...)>("open64")(path, flags, mode), flags);
 }
 
 int FaultOpenAt(int folder, const char* path, int flags, ...) {
@@ -253,10 +218,8 @@ int FaultOpenAt(int folder, const char* path, int flags, ...) {
   const mode_t mode = ModeArgument(flags, arguments);
   va_end(arguments);
   if (const int error = Refusal(folder, path, flags)) return errno = error, -1;
-  const bool makes = WillMake(folder, path, flags);
-  const int file = Next<int(int, const char*, int, ...)>("openat64")(folder, path, flags, mode);
-  RecordOpen(file, folder, path, flags, makes);
-  return file;
+  return NotedOpen(Next<int(int, const char*, int, ...)>("openat64")(folder, path, flags, mode),
+                   flags);
 }
 
 int FaultAccess(int folder, const char* path, int rights, int flags) {
@@ -297,30 +260,29 @@ ssize_t FaultPwrite(int file, const void* bytes, size_t count, off64_t at) {
 ssize_t FaultCopyRange(int from, off64_t* from_at, int to, off64_t* to_at, size_t count,
                        unsigned flags) {
   if (ArmedPlan() != nullptr && Fails(Call::kWrite)) return -1;
-  return RecordedWrite(Next<ssize_t(int, off64_t*, int, off64_t*, size_t, unsigned)>(
-                           "copy_file_range")(from, from_at, to, to_at, count, flags),
-                       to);
+  return Noted(Next<ssize_t(int, off64_t*, int, off64_t*, size_t, unsigned)>("copy_file_range")(
+      from, from_at, to, to_at, count, flags));
 }
 
 int FaultTruncate(int file, off64_t size) {
-  return Recorded(Pass(Call::kMake, "ftruncate64", file, size),
-                  [file](CallRecorder& recorder) { recorder.Changed(file); });
+  return Noted(Pass(Call::kMake, "ftruncate64", file, size));
 }
 int FaultAllocate(int file, int mode, off64_t at, off64_t size) {
-  return Recorded(Pass(Call::kMake, "fallocate64", file, mode, at, size),
-                  [file](CallRecorder& recorder) { recorder.Changed(file); });
+  return Noted(Pass(Call::kMake, "fallocate64", file, mode, at, size));
 }
 
 // What is flushed is of no interest to a test, and takes long.
 int FaultFsync(int file) {
   if (ArmedPlan() == nullptr) return Next<int(int)>("fsync")(file);
-  return Recorded(Fails(Call::kFlush) ? -1 : 0,
-                  [file](CallRecorder& recorder) { recorder.Flushed(file); });
+  if (Fails(Call::kFlush)) return -1;
+  Record([file](CallRecorder& recorder) { recorder.Flushed(file); });
+  return 0;
 }
 int FaultSyncfs(int file) {
   if (ArmedPlan() == nullptr) return Next<int(int)>("syncfs")(file);
-  return Recorded(Fails(Call::kFlush) ? -1 : 0,
-                  [](CallRecorder& recorder) { recorder.FlushedAll(); });
+  if (Fails(Call::kFlush)) return -1;
+  Record([](CallRecorder& recorder) { recorder.FlushedAll(); });
+  return 0;
 }
 
 int FaultFlock(int file, int operation) {
@@ -349,59 +311,43 @@ long FaultSyscall(long number, ...) {
 }
 
 int FaultRename(const char* from, const char* to) {
-  return Announced(
-      [=](CallRecorder& recorder) { recorder.WillRename(AT_FDCWD, from, AT_FDCWD, to, false); },
-      [=] { return Pass(Call::kRename, "rename", from, to); });
+  return Noted(Pass(Call::kRename, "rename", from, to));
 }
 int FaultRenameAt(int from, const char* from_name, int to, const char* to_name) {
-  return Announced(
-      [=](CallRecorder& recorder) { recorder.WillRename(from, from_name, to, to_name, false); },
-      [=] { return Pass(Call::kRename, "renameat", from, from_name, to, to_name); });
+  return Noted(Pass(Call::kRename, "renameat", from, from_name, to, to_name));
 }
 int FaultRenameAt2(int from, const char* from_name, int to, const char* to_name, unsigned flags) {
   if (IsOn(Volume::kOther) && !InOneFolder(from, from_name, to, to_name)) {
     return errno = EXDEV, -1;
   }
   if (IsPlain() && flags != 0) return errno = EINVAL, -1;
-  return Announced(
-      [=](CallRecorder& recorder) {
-        recorder.WillRename(from, from_name, to, to_name, (flags & RENAME_EXCHANGE) != 0);
-      },
-      [=] { return Pass(Call::kRename, "renameat2", from, from_name, to, to_name, flags); });
+  return Noted(Pass(Call::kRename, "renameat2", from, from_name, to, to_name, flags));
 }
 int FaultLinkAt(int from, const char* from_name, int to, const char* to_name, int flags) {
   if (IsOn(Volume::kBare)) return errno = EPERM, -1;
-  return Recorded(
-      Pass(Call::kMake, "linkat", from, from_name, to, to_name, flags),
-      [=](CallRecorder& recorder) { recorder.Linked(from, from_name, flags, to, to_name); });
+  return Noted(Pass(Call::kMake, "linkat", from, from_name, to, to_name, flags));
 }
 int FaultSymlinkAt(const char* text, int folder, const char* name) {
   if (IsOn(Volume::kBare)) return errno = EPERM, -1;
-  return Recorded(Pass(Call::kMake, "symlinkat", text, folder, name),
-                  [=](CallRecorder& recorder) { recorder.Made(folder, name); });
+  return Noted(Pass(Call::kMake, "symlinkat", text, folder, name));
 }
 int FaultMkdir(const char* path, mode_t mode) {
-  return Recorded(Pass(Call::kMake, "mkdir", path, mode),
-                  [=](CallRecorder& recorder) { recorder.Made(AT_FDCWD, path); });
+  return Noted(Pass(Call::kMake, "mkdir", path, mode));
 }
 int FaultMkdirAt(int folder, const char* name, mode_t mode) {
-  return Recorded(Pass(Call::kMake, "mkdirat", folder, name, mode),
-                  [=](CallRecorder& recorder) { recorder.Made(folder, name); });
+  return Noted(Pass(Call::kMake, "mkdirat", folder, name, mode));
 }
 int FaultUnlink(const char* path) {
-  return Announced([=](CallRecorder& recorder) { recorder.WillRemove(AT_FDCWD, path); },
-                   [=] { return Pass(Call::kRemove, "unlink", path); });
+  return Noted(Pass(Call::kRemove, "unlink", path));
 }
 int FaultUnlinkAt(int folder, const char* name, int flags) {
-  return Announced([=](CallRecorder& recorder) { recorder.WillRemove(folder, name); },
-                   [=] { return Pass(Call::kRemove, "unlinkat", folder, name, flags); });
+  return Noted(Pass(Call::kRemove, "unlinkat", folder, name, flags));
 }
 int FaultFsetxattr(int file, const char* name, const void* value, size_t size, int flags) {
   return Pass(Call::kMake, "fsetxattr", file, name, value, size, flags);
 }
 int FaultFchmod(int file, mode_t mode) {
-  return Recorded(Pass(Call::kAttribute, "fchmod", file, mode),
-                  [file](CallRecorder& recorder) { recorder.Changed(file); });
+  return Noted(Pass(Call::kAttribute, "fchmod", file, mode));
 }
 int FaultFchown(int file, uid_t owner, gid_t group) {
   return Pass(Call::kAttribute, "fchown", file, owner, group);
@@ -440,23 +386,30 @@ FILE* FaultFopen32(const char*, const char*) __asm__("fopen") __attribute__((ali
 constexpr bool kLongSizes = std::is_same_v<std::size_t, unsigned long>;
 
 // The sanitizer's or the library's own operators do the work, so that what checks them still does.
+// The library's calls malloc, which is no second allocation.
 void* operator new(std::size_t size) {
   static auto* const next = Next<void*(std::size_t)>(kLongSizes ? "_Znwm" : "_Znwj");
   if (orvik::test::AllocationFails()) throw std::bad_alloc();
+  const orvik::test::Paused paused;
   return next(size);
 }
 void* operator new[](std::size_t size) {
   static auto* const next = Next<void*(std::size_t)>(kLongSizes ? "_Znam" : "_Znaj");
   if (orvik::test::AllocationFails()) throw std::bad_alloc();
+  const orvik::test::Paused paused;
   return next(size);
 }
 void* operator new(std::size_t size, const std::nothrow_t& tag) noexcept {
   static auto* const next = Next<void*(std::size_t, const std::nothrow_t&)>(
       kLongSizes ? "_ZnwmRKSt9nothrow_t" : "_ZnwjRKSt9nothrow_t");
-  return orvik::test::AllocationFails() ? nullptr : next(size, tag);
+  if (orvik::test::AllocationFails()) return nullptr;
+  const orvik::test::Paused paused;
+  return next(size, tag);
 }
 void* operator new[](std::size_t size, const std::nothrow_t& tag) noexcept {
   static auto* const next = Next<void*(std::size_t, const std::nothrow_t&)>(
       kLongSizes ? "_ZnamRKSt9nothrow_t" : "_ZnajRKSt9nothrow_t");
-  return orvik::test::AllocationFails() ? nullptr : next(size, tag);
+  if (orvik::test::AllocationFails()) return nullptr;
+  const orvik::test::Paused paused;
+  return next(size, tag);
 }

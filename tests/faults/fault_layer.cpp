@@ -14,8 +14,6 @@ struct State {
   const FaultPlan* plan = nullptr;
   int met = 0;
   FaultReport report;
-  const FaultPlan* paused = nullptr;
-  int error = 0;  // errno while paused
 };
 thread_local State state;
 
@@ -93,16 +91,11 @@ const FaultPlan* ArmedPlan() {
   return state.plan;
 }
 
-CallRecorder* PauseForRecording() {
-  if (state.plan == nullptr || state.plan->recorder == nullptr) return nullptr;
-  state.paused = std::exchange(state.plan, nullptr);
-  state.error = errno;
-  return state.paused->recorder;
-}
+Paused::Paused() : plan_(std::exchange(state.plan, nullptr)), error_(errno) {}
 
-void ResumeAfterRecording() {
-  state.plan = std::exchange(state.paused, nullptr);
-  errno = state.error;
+Paused::~Paused() {
+  state.plan = plan_;
+  errno = error_;
 }
 
 Verdict Judge(Call call) {

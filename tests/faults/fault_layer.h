@@ -74,17 +74,25 @@ Verdict Judge(Call call);
 bool AllocationFails();
 // Not null while armed.
 const FaultPlan* ArmedPlan();
-// The plan's recorder with the thread unarmed until ResumeAfterRecording; null, and nothing to
-// resume, without one. Neither allocates: an allocation would be the operation's.
-CallRecorder* PauseForRecording();
-void ResumeAfterRecording();
+// The thread is unarmed while it lives, and errno stays as it was.
+class Paused {
+ public:
+  Paused();
+  ~Paused();
+  Paused(const Paused&) = delete;
+  Paused& operator=(const Paused&) = delete;
+
+ private:
+  const FaultPlan* const plan_;
+  const int error_;
+};
 // Calls the function if the plan has a recorder.
 template <typename Function>
 void Record(Function record) {
-  if (CallRecorder* const recorder = PauseForRecording()) {
-    record(*recorder);
-    ResumeAfterRecording();
-  }
+  const FaultPlan* const plan = ArmedPlan();
+  if (plan == nullptr || plan->recorder == nullptr) return;
+  const Paused paused;
+  record(*plan->recorder);
 }
 
 }  // namespace orvik::test

@@ -21,6 +21,23 @@ namespace {
 
 constexpr int kMostPoints = 1000;
 
+struct Outcome {
+  bool struck, threw;
+};
+
+// Calls the function while its allocation of that number fails.
+Outcome FailsAt(int point, const std::function<void()>& function) {
+  const FaultPlan plan{Fault::kNoMemory, point};
+  bool threw = false;
+  Arm(plan);
+  try {
+    function();
+  } catch (const std::bad_alloc&) {
+    threw = true;
+  }
+  return {Disarm().struck, threw};
+}
+
 template <typename String>
 struct StringOperation {
   const char* name;
@@ -140,15 +157,7 @@ TYPED_TEST(StringFaultsTest, LeaveTheStringAsItWas) {
     int point = 1;
     for (; point < kMostPoints; ++point) {
       TypeParam text = this->Start();
-      bool threw = false;
-      const FaultPlan plan{Fault::kNoMemory, point};
-      Arm(plan);
-      try {
-        operation.run(text);
-      } catch (const std::bad_alloc&) {
-        threw = true;
-      }
-      const bool struck = Disarm().struck;
+      const auto [struck, threw] = FailsAt(point, [&] { operation.run(text); });
       EXPECT_EQ(text.GetString()[text.GetLength()], 0) << operation.name << ' ' << point;
       if (text.View() != finished.View() || threw) {
         EXPECT_EQ(Plain(text.View()), old) << operation.name << ' ' << point;
@@ -185,15 +194,7 @@ TEST(ArrayFaultsTest, LoseNoMemory) {
       },
   };
   for (const auto& operation : operations) {
-    for (int point = 1; point < kMostPoints; ++point) {
-      const FaultPlan plan{Fault::kNoMemory, point};
-      Arm(plan);
-      try {
-        operation();
-      } catch (const std::bad_alloc&) {
-      }
-      if (!Disarm().struck) break;
-    }
+    for (int point = 1; point < kMostPoints && FailsAt(point, operation).struck; ++point) continue;
   }
   if (__lsan_do_recoverable_leak_check != nullptr) {
     EXPECT_EQ(__lsan_do_recoverable_leak_check(), 0);
@@ -206,13 +207,10 @@ TEST(StringFaultsTest, MakersOfUtf8AllocateOnce) {
     for (const int length : {1, 32, 5000}) {
       CAtlString wide;
       while (wide.GetLength() < length) wide += piece;
-      const FaultPlan plan{Fault::kNoMemory, 2};
-      Arm(plan);
-      const CAtlStringA utf8 = MakeUTF8StringFromUnicodeString(wide);
-      EXPECT_FALSE(Disarm().struck);
-      Arm(plan);
-      const CAtlString back = MakeWideStringFromUTF8String(utf8);
-      EXPECT_FALSE(Disarm().struck);
+      CAtlStringA utf8;
+      CAtlString back;
+      EXPECT_FALSE(FailsAt(2, [&] { utf8 = MakeUTF8StringFromUnicodeString(wide); }).struck);
+      EXPECT_FALSE(FailsAt(2, [&] { back = MakeWideStringFromUTF8String(utf8); }).struck);
       EXPECT_EQ(back.GetLength(), *piece == u'\xDC00' ? length : wide.GetLength());
     }
   }
