@@ -50,23 +50,19 @@ TEST(Base64Test, WritesNothingWithoutTheRoom) {
   }
 }
 
-TEST(Base64Test, EncodesWithPaddingAndDecodesGroupByGroup) {
-  using Row = std::pair<std::string, std::string>;
-  const Row cases[] = {
-      {"TWFu", "Man"},          {"TWE=", "Ma"},           {"TQ==", "M"},
-      {"+++/", "\xFB\xEF\xBF"}, {"+TWF", "\xF9\x35\x85"},
-  };
-  for (const auto& [text, bytes] : cases) {
-    EXPECT_EQ(Decoded(text), bytes) << text;
-    EXPECT_EQ(Encoded(bytes), text);
-  }
-  EXPECT_EQ(Encoded(""), "");
-  const Row loose[] = {
-      {"TQ=x", "M"},     {"QQ==QQ==", "AA"},       {"QQ==TWFu", "AMan"},
-      {"+ TWFu", "Man"}, {"TWFu\n", "Man"},        {"TWFuTW", "Man"},
-      {"T", ""},         {"+ TWFuTWFu", "ManMan"},
-  };
-  for (const auto& [text, bytes] : loose) EXPECT_EQ(Decoded(text), bytes) << text;
+TEST(Base64Test, DecodesGroupByGroup) {
+  const std::pair<std::string, std::string> cases[] = {{"TWFu", "Man"},
+                                                       {"TWE=", "Ma"},
+                                                       {"TQ==", "M"},
+                                                       {"+++/", "\xFB\xEF\xBF"},
+                                                       {"+TWF", "\xF9\x35\x85"},
+                                                       {"TQ=x", "M"},
+                                                       {"QQ==TWFu", "AMan"},
+                                                       {"+ TWFuTWFu", "ManMan"},
+                                                       {"TWFu\n", "Man"},
+                                                       {"TWFuTW", "Man"},
+                                                       {"T", ""}};
+  for (const auto& [text, bytes] : cases) EXPECT_EQ(Decoded(text), bytes) << text;
   for (const std::string text : {"", "+ ", "+ TWFuxx", "TW\nu", "T=Fu", "=WFu", "TQ=\x80", "TQ=-",
                                  "TWFuTW u", "Gr\xC3\xBC"}) {
     EXPECT_EQ(Decoded(text), "failed") << text;

@@ -123,63 +123,35 @@ TEST(XmlWriterTest, EscapesEveryByteAtEveryPlace) {
   }
 }
 
+// Calls in short: "<a" starts an element, ">a" ends it, "=text" is content, "@text" an attribute's.
 TEST(XmlWriterTest, SaysWhetherTheTextCanBeXml) {
   using Fault = XMLWriterFault;
-  const std::tuple<const char*, Step, Fault> cases[] = {
-      {"sound",
-       [](auto& w) {
-         w.OutputXMLHeader();
-         w.startElement("a");
-         w.WriteTextAttribute("b", "\t\r\n\x7F\xC3\xA9 and more");
-         w.startElement("a");
-         w.endElement("not used");
-         w.WriteElementContents("<raw>\t\n0123456789</raw>");
-         w.endElement("a");
-       },
+  const std::pair<std::vector<std::string>, Fault> cases[] = {
+      {{"<a", "@\t\r\n\x7F\xC3\xA9 and more", "<a", ">not used", "=<raw>\t\n0123456789</raw>",
+        ">a"},
        Fault::kNone},
-      {"value", [](auto& w) { w.WriteEscapedSimpleTextElement("a", "x\x01y"); },
-       Fault::kControlCharacter},
-      {"content", [](auto& w) { w.WriteSimpleTextElement("a", "0123456789\x1F"); },
-       Fault::kControlCharacter},
-      {"early in content",
-       [](auto& w) {
-         w.WriteSimpleTextElement("a",
-                                  "\x08"
-                                  "0123456789");
-       },
-       Fault::kControlCharacter},
-      {"name", [](auto& w) { w.WriteSimpleTextElement("a\x0B", ""); }, Fault::kControlCharacter},
-      {"other end",
-       [](auto& w) {
-         w.startElement("a"), w.WriteElementContents("");
-         w.endElement("b");
-       },
-       Fault::kNesting},
-      {"outer end",
-       [](auto& w) {
-         w.startElement("ab");
-         w.startElement("c");
-         w.WriteElementContents("");
-         w.endElement("ab");
-         w.endElement("c");
-       },
-       Fault::kNesting},
-      {"no start", [](auto& w) { w.endElement("a"); }, Fault::kNesting},
-      {"no end", [](auto& w) { w.startElement("a"); }, Fault::kNesting},
-      {"attribute",
-       [](auto& w) {
-         w.WriteSimpleTextElement("a", "b");
-         w.WriteLongAttribute("c", 1);
-       },
-       Fault::kNesting},
-  };
-  for (const auto& [name, write, fault] : cases) {
+      {{"<a", "@x\x01y", ">a"}, Fault::kControlCharacter},
+      {{"<a", "=0123456789\x1F", ">a"}, Fault::kControlCharacter},
+      {{"<a", "=\x08 0123456789", ">a"}, Fault::kControlCharacter},
+      {{"<a\x0B", "=", ">a\x0B"}, Fault::kControlCharacter},
+      {{"<a", "=", ">b"}, Fault::kNesting},
+      {{"<ab", "<c", "=", ">ab", ">c"}, Fault::kNesting},
+      {{">a"}, Fault::kNesting},
+      {{"<a"}, Fault::kNesting},
+      {{"<a", "=b", ">a", "@c"}, Fault::kNesting}};
+  for (const auto& [calls, fault] : cases) {
     CComPtr<IORVIKXMLWriter> writer;
     IORVIKXMLWriter::CreateORVIKXMLWriterOnString(&writer);
-    write(*writer);
-    writer->get_output();
-    EXPECT_EQ(writer->GetFault(), fault) << name;
-    EXPECT_EQ(writer->GetStatus(), S_OK) << name;
+    for (const std::string& call : calls) {
+      const char* const text = call.c_str() + 1;
+      if (call[0] == '<') writer->startElement(text);
+      if (call[0] == '>') writer->endElement(text);
+      if (call[0] == '=') writer->WriteElementContents(text);
+      if (call[0] == '@') writer->WriteTextAttribute("b", text);
+    }
+    const CAtlStringA written = writer->get_output();
+    EXPECT_EQ(writer->GetFault(), fault) << written.GetString();
+    EXPECT_EQ(writer->GetStatus(), S_OK);
   }
 }
 
