@@ -107,23 +107,6 @@ TEST_F(NodeCopyTest, BitsThatGiveRightsGoWithTheirOwnerOnly) {
   EXPECT_EQ(ModeOf(top_ / "moved"), 06755u);
 }
 
-// What is there stays when the copy cannot be made whole.
-TEST_F(NodeCopyTest, AFailureLeavesTheOldFile) {
-  MakeTree(top_, {"large=" + std::string(300'000, 'l'), "secret", "target=old"});
-  chmod((top_ / "secret").c_str(), 0);
-  {
-    const FileSizeLimit limit(100'000);
-    EXPECT_EQ(Copy("large", "target", kReplacing), EFBIG);
-  }
-  {
-    const WithoutRootRights without(env_.folder());
-    EXPECT_EQ(Copy("secret", "target", kReplacing), EACCES);
-  }
-  EXPECT_EQ(Copy("missing", "target", kReplacing), ENOENT);
-  EXPECT_EQ(ReadFile(top_ / "target"), "old");
-  EXPECT_EQ(NamesIn(top_), (std::vector<std::string>{"large", "secret", "target"}));
-}
-
 // Another process copies the same folder at the same time.
 TEST_F(NodeCopyTest, InANewFolderTheEntryOfAnotherProcessIsReplaced) {
   MakeTree(top_, {"from/file=ours", "from/link->ours", "from/folder", "to/file=theirs",

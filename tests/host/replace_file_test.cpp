@@ -1,17 +1,13 @@
 #include "host/replace_file.h"
 
-#include <signal.h>
 #include <sys/file.h>
 #include <sys/inotify.h>
-#include <sys/syscall.h>
-#include <sys/wait.h>
 #include <sys/xattr.h>
 
 #include "host/file_replacement.h"
 #include "host/keep_beside.h"
 #include "host/staged_file.h"
 #include "tests/support/file_trees.h"
-#include "tests/support/forbidden_call.h"
 
 namespace orvik::test {
 namespace {
@@ -118,29 +114,6 @@ TEST_F(ReplaceFileTest, AFileThatAnotherProcessMadeMeanwhileIsNotReplaced) {
   EXPECT_EQ(ReadFile(file_), "own");
 }
 
-TEST_F(ReplaceFileTest, AFailingWriteKeepsTheOldFile) {
-  WriteFile(file_, "old");
-  {
-    const FileSizeLimit limit(1000);
-    EXPECT_EQ(ReplaceFile(file_, std::string(5000, 'x')).error, EFBIG);
-  }
-  EXPECT_EQ(TreeIn(top_), Words{"file=old"});
-}
-
-TEST_F(ReplaceFileTest, WorksWhereFilesHaveNamesFromTheStart) {
-  MakeTree(top_, {"file=old", ".file.orvik-0123456789abcdef"});
-  chmod(file_.c_str(), 0600);
-  const std::vector<int> errors = InProcesses(1, [this](int) {
-    // As on a volume that has no files without names.
-    ForbidCall(SYS_openat, 2, Compare::kAnyBit, O_TMPFILE & ~O_DIRECTORY, EOPNOTSUPP);
-    if (open(top_.c_str(), O_TMPFILE | O_RDWR, 0600) >= 0) return 1;
-    return ReplaceFile(file_, "new").error;
-  });
-  EXPECT_EQ(errors[0], 0);
-  EXPECT_EQ(ModeOf(file_), 0600u);
-  EXPECT_EQ(TreeIn(top_), Words{"file=new"});
-}
-
 TEST_F(ReplaceFileTest, NoRightToWriteKeepsTheOldFile) {
   WriteFile(file_, "old");
   const auto as_other = [this] {
@@ -188,31 +161,6 @@ TEST_F(ReplaceFileTest, RemovesWhatAKilledWriterLeftAndNothingElse) {
   EXPECT_EQ(ReplaceFile(file_, "newer").error, 0);
   EXPECT_FALSE(Exists(top_ / (staged + "1b")));
   EXPECT_FALSE(Exists(top_ / (staged + "5f")));
-}
-
-TEST_F(ReplaceFileTest, ReadersSeeWholeContentsWhileWritersAreKilled) {
-  const std::string contents[] = {std::string(20000, 'a'), std::string(30000, 'b')};
-  ASSERT_EQ(ReplaceFile(file_, contents[0]).error, 0);
-  for (int round = 0; round < 5; ++round) {
-    pid_t writers[2];
-    for (int i = 0; i < 2; ++i) {
-      writers[i] = fork();
-      if (writers[i] == 0) {
-        for (int turn = i;; ++turn) ReplaceFile(file_, contents[turn % 2], {.flush = Flush::kNone});
-      }
-    }
-    for (int read = 0; read < 25; ++read) {
-      std::string content;
-      ASSERT_EQ(ReadWholeFile(file_, &content), 0);
-      ASSERT_TRUE(content == contents[0] || content == contents[1]) << content.size();
-    }
-    for (const pid_t writer : writers) {
-      kill(writer, SIGKILL);
-      waitpid(writer, nullptr, 0);
-    }
-  }
-  EXPECT_EQ(ReplaceFile(file_, "end").error, 0);
-  EXPECT_EQ(TreeIn(top_), Words{"file=end"});
 }
 
 class KeepBesideTest : public EnvironmentTest {

@@ -1,12 +1,11 @@
 #include "host/trash.h"
 
-#include <sys/mount.h>
-
 #include <chrono>
 #include <ctime>
 #include <fstream>
 
 #include "tests/support/file_trees.h"
+#include "tests/support/volumes.h"
 
 namespace orvik::test {
 namespace {
@@ -121,11 +120,8 @@ TEST_F(OpenTrashTest, FoldersAreEnteredWithTheirSize) {
   char name[32] = {};
   ASSERT_EQ(sscanf(lines().c_str(), "%lld %lld %31s\n", &size, &time, name), 3) << lines();
   EXPECT_STREQ(name, "a%20b");
-  EXPECT_GE(size, 100'000);
-  EXPECT_LT(size, 200'000);
+  EXPECT_TRUE(size >= 100'000 && size < 200'000) << size;
   EXPECT_NEAR(static_cast<double>(time), static_cast<double>(std::time(nullptr)), 60);
-  keep("c");
-  EXPECT_TRUE(Contains(lines(), " a%20b\n"));
   // Every line comes with a new file: whoever has the old one open sees the old lines. Folders that
   // are gone lose their lines when the size has doubled.
   fs::remove_all(fs::path(files_) / "a b");
@@ -139,8 +135,7 @@ TEST_F(OpenTrashTest, FoldersAreEnteredWithTheirSize) {
   EXPECT_EQ(std::string(std::istreambuf_iterator<char>(opened_before), {}), old_lines);
   const std::string text = lines();
   EXPECT_EQ(text.find("a%20b"), std::string::npos);
-  EXPECT_EQ(std::count(text.begin(), text.end(), '\n'), kFolders + 1);
-  EXPECT_TRUE(Contains(text, " c\n"));
+  EXPECT_EQ(std::count(text.begin(), text.end(), '\n'), kFolders);
 }
 
 TEST_F(OpenTrashTest, WhatAKilledProcessLeftKeepsItsNameForADay) {
@@ -168,51 +163,33 @@ TEST_F(TrashTest, AHomeTrashThatCannotBeUsedIsRefused) {
   EXPECT_TRUE(fs::exists(env_.temp() / "elsewhere/info/x.trashinfo"));
 }
 
-// A volume of its own, where the rights allow to mount one.
-class MountedVolume {
- public:
-  explicit MountedVolume(const fs::path& path) : path_(path) {
-    fs::create_directories(path_);
-    mounted_ = mount("tmpfs", path_.c_str(), "tmpfs", 0, "size=1m") == 0;
-  }
-  ~MountedVolume() {
-    if (mounted_) umount2(path_.c_str(), MNT_DETACH);
-  }
-  MountedVolume(const MountedVolume&) = delete;
-  MountedVolume& operator=(const MountedVolume&) = delete;
-  bool mounted() const { return mounted_; }
-
- private:
-  fs::path path_;
-  bool mounted_;
-};
-
 TEST_F(TrashTest, OtherVolumesHaveTheirOwn) {
   const fs::path top = env_.temp() / "a volume";
-  const MountedVolume volume{top};
-  if (!volume.mounted()) GTEST_SKIP() << "no right to mount a volume";
-  const std::string user = std::to_string(getuid());
-  const auto open = [&] {
-    EXPECT_EQ(OpenVolumeTrash(top.string(), true, &files_), 0);
-    return fs::path(files_);
-  };
-  EXPECT_EQ(open(), top / (".Trash-" + user) / "files");
-  fs::create_directories(top / "d/e");
-  const std::pair<std::string, std::string> sources[] = {
-      {top / "d/x", "d/x"},
-      {top / "./d/../d/e/.././x", "d/x"},
-      {top_ / "outside", fs::canonical(top_).string() + "/outside"}};
-  for (const auto& [source, expected] : sources) {
-    EXPECT_TRUE(Contains(InfoOf(source), "\nPath=" + expected + "\n"));
-  }
-  // An administrator's trash comes first, but only a sticky folder that is no link.
-  fs::create_directory(top / ".Trash");
-  EXPECT_EQ(open(), top / (".Trash-" + user) / "files");
-  fs::permissions(top / ".Trash", fs::perms::all | fs::perms::sticky_bit);
-  EXPECT_EQ(open(), top / ".Trash" / user / "files");
-  fs::remove_all(top / ".Trash");
-  fs::create_directory_symlink(env_.temp(), top / ".Trash");
-  EXPECT_EQ(open(), top / (".Trash-" + user) / "files");
+  const bool tested = OnAVolume(top, "tmpfs", "size=1m", [&] {
+    const std::string user = std::to_string(getuid());
+    const auto open = [&] {
+      EXPECT_EQ(OpenVolumeTrash(top.string(), true, &files_), 0);
+      return fs::path(files_);
+    };
+    EXPECT_EQ(open(), top / (".Trash-" + user) / "files");
+    fs::create_directories(top / "d/e");
+    const std::pair<std::string, std::string> sources[] = {
+        {top / "d/x", "d/x"},
+        {top / "./d/../d/e/.././x", "d/x"},
+        {top_ / "outside", fs::canonical(top_).string() + "/outside"}};
+    for (const auto& [source, expected] : sources) {
+      EXPECT_TRUE(Contains(InfoOf(source), "\nPath=" + expected + "\n"));
+    }
+    // An administrator's trash comes first, but only a sticky folder that is no link.
+    fs::create_directory(top / ".Trash");
+    EXPECT_EQ(open(), top / (".Trash-" + user) / "files");
+    fs::permissions(top / ".Trash", fs::perms::all | fs::perms::sticky_bit);
+    EXPECT_EQ(open(), top / ".Trash" / user / "files");
+    fs::remove_all(top / ".Trash");
+    fs::create_directory_symlink(env_.temp(), top / ".Trash");
+    EXPECT_EQ(open(), top / (".Trash-" + user) / "files");
+  });
+  if (!tested) GTEST_SKIP() << "this user may not mount";
 }
 
 }  // namespace

@@ -56,8 +56,7 @@ TEST_F(TreeMergeTest, NoFolderIsCopiedIntoItself) {
   }
   EXPECT_EQ(TreeIn(top_), before);
   EXPECT_EQ(Merge("s/sub", "s"), 0);  // out of itself is no trouble
-  Merge("d", "e");
-  EXPECT_FALSE(report_.failures.empty());
+  EXPECT_NE(Merge("d", "e"), 0);
   EXPECT_FALSE(Exists(top_ / "d/sub/inner/inner"));
 }
 
@@ -162,22 +161,6 @@ TEST_F(TreeMergeTest, LinksInTheTargetAreFollowedWhenTheyCanBeTrusted) {
   EXPECT_EQ(TreeIn(top_ / "outside"), (Words{"ours/", "ours/file=x", "theirs/"}));
   ASSERT_EQ(failures_.size(), 1u);
   EXPECT_EQ(failures_.begin()->first, "theirs");
-}
-
-TEST_F(TreeMergeTest, AMoveToAnotherVolumeKeepsSecondNames) {
-  char other[] = "/dev/shm/orvik-test-XXXXXX";
-  if (mkdtemp(other) == nullptr) GTEST_SKIP() << "no memory file system";
-  MakeTree(top_, {"s/a/first", "s/b/"});
-  fs::create_hard_link(top_ / "s/a/first", top_ / "s/b/second");
-  fs::create_hard_link(top_ / "s/a/first", top_ / "s/third");
-  EXPECT_EQ(MergeTree((top_ / "s").string(), std::string(other) + "/t", Transfer::kMove, &report_),
-            0);
-  EXPECT_EQ(report_.failed, 0u);
-  const fs::path moved = fs::path(other) / "t";
-  EXPECT_TRUE(fs::equivalent(moved / "a/first", moved / "b/second"));
-  EXPECT_TRUE(fs::equivalent(moved / "a/first", moved / "third"));
-  EXPECT_FALSE(Exists(top_ / "s/a/first") || Exists(top_ / "s/third"));
-  RemoveTree(other, Obstacles::kTakeAway);
 }
 
 // Enough files for the second thread.
@@ -328,23 +311,6 @@ TEST_F(TreeRemovalTest, TenThousandLevels) {
   EXPECT_EQ(Remove(top, &report), 0);
   EXPECT_EQ(report.done, 10'002u);
   EXPECT_FALSE(Exists(top));
-}
-
-TEST_F(TreeRemovalTest, SomeoneElseRemovesAndAddsMeanwhile) {
-  for (int i = 0; i < 40; ++i) {
-    for (int k = 0; k < 20; ++k) {
-      WriteFile(top_ / "tree" / std::to_string(i) / std::to_string(k), "");
-    }
-  }
-  std::atomic<bool> done{false};
-  std::thread other([&] {
-    std::error_code error;
-    for (int i = 39; i >= 0 && !done; --i) fs::remove_all(top_ / "tree" / std::to_string(i), error);
-  });
-  EXPECT_EQ(Empty(top_ / "tree"), 0);
-  done = true;
-  other.join();
-  EXPECT_TRUE(fs::is_empty(top_ / "tree"));
 }
 
 // Another user swaps a folder for a link to the outside again and again.

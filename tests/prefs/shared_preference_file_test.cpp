@@ -67,22 +67,18 @@ TEST_F(SharedPreferenceFileTest, ARootThatIsNoDictionaryIsLeftAlone) {
 }
 
 TEST_F(SharedPreferenceFileTest, ADamagedFileIsReplacedByADictionaryAndKeptBeside) {
-  const fs::path kept = SharedFile().string() + ".damaged";
-  WriteFile(SharedFile(), "<plist><dict><key>half");
-  Set(u"top", CFSTR(u"v"));
-  EXPECT_EQ(ReadFile(SharedFile()), "<plist><dict><key>half");
-  EXPECT_FALSE(fs::exists(kept));
-  Set(u"K", Key(u"n", u"v"));
-  EXPECT_EQ(OnDisk(SharedFile()), R"({"K":{"n":"v"}})");
-  EXPECT_EQ(ReadFile(kept), "<plist><dict><key>half");
-  // The same damage needs no second copy, another one does.
-  const fs::path second = SharedFile().string() + ".damaged-2";
-  WriteFile(SharedFile(), "<plist><dict><key>half");
-  Set(u"K", Key(u"n", u"v"));
-  EXPECT_FALSE(fs::exists(second));
-  WriteFile(SharedFile(), "other");
-  WritePreferenceString(0, u"K", u"n", u"v", kDomain);
-  EXPECT_EQ(ReadFile(second), "other");
+  for (const char* kept : {".damaged", ".damaged-2"}) {
+    const std::string damaged = std::string("<plist><dict><key>half") + kept;
+    WriteFile(SharedFile(), damaged);
+    Set(u"top", CFSTR(u"v"));
+    EXPECT_EQ(ReadFile(SharedFile()), damaged);
+    Set(u"K", Key(u"n", u"v"));
+    EXPECT_EQ(OnDisk(SharedFile()), R"({"K":{"n":"v"}})");
+    EXPECT_EQ(ReadFile(SharedFile().string() + kept), damaged);
+    WriteFile(SharedFile(), damaged);  // needs no second copy
+    Set(u"K", Key(u"n", u"v"));
+  }
+  EXPECT_FALSE(fs::exists(SharedFile().string() + ".damaged-3"));
 }
 
 // Several users who share the preferences of the shared scope, as docs/prefs.md sets them up.
