@@ -1,14 +1,17 @@
 // The C library's entry points of this program.
 //
-// Each is defined under a name of its own with the library's symbol, so that no header's
-// declaration (which may mean another symbol) is in the way.
+// Where files may be large, the headers give the names the library's symbols for large files.
+#include <dirent.h>
 #include <dlfcn.h>
 #include <fcntl.h>
 #include <signal.h>
 #include <stdarg.h>
 #include <stdio.h>
+#include <stdlib.h>
+#include <sys/file.h>
 #include <sys/stat.h>
 #include <sys/syscall.h>
+#include <sys/xattr.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -165,45 +168,7 @@ FILE* OpenForWriting(const char* path, std::string_view mode) {
 
 extern "C" {
 
-int FaultOpen(const char* path, int flags, ...) __asm__("open64");
-int FaultOpenAt(int folder, const char* path, int flags, ...) __asm__("openat64");
-int FaultAccess(int folder, const char* path, int rights, int flags) __asm__("faccessat");
-FILE* FaultFopen(const char* path, const char* mode) __asm__("fopen64");
-int FaultClose(int file) __asm__("close");
-ssize_t FaultRead(int file, void* bytes, size_t count) __asm__("read");
-ssize_t FaultPread(int file, void* bytes, size_t count, off64_t offset) __asm__("pread64");
-ssize_t FaultGetEntries(int folder, void* entries, size_t count) __asm__("getdents64");
-ssize_t FaultWrite(int file, const void* bytes, size_t count) __asm__("write");
-ssize_t FaultPwrite(int file, const void* bytes, size_t count, off64_t at) __asm__("pwrite64");
-ssize_t FaultCopyRange(int from, off64_t* from_at, int to, off64_t* to_at, size_t count,
-                       unsigned flags) __asm__("copy_file_range");
-int FaultTruncate(int file, off64_t size) __asm__("ftruncate64");
-int FaultAllocate(int file, int mode, off64_t at, off64_t size) __asm__("fallocate64");
-int FaultFsync(int file) __asm__("fsync");
-int FaultSyncfs(int file) __asm__("syncfs");
-int FaultFlock(int file, int operation) __asm__("flock");
-int FaultFcntl(int file, int command, ...) __asm__("fcntl64");
-long FaultSyscall(long number, ...) __asm__("syscall");
-int FaultRename(const char* from, const char* to) __asm__("rename");
-int FaultRenameAt(int from, const char* from_name, int to, const char* to_name) __asm__("renameat");
-int FaultRenameAt2(int from, const char* from_name, int to, const char* to_name,
-                   unsigned flags) __asm__("renameat2");
-int FaultLinkAt(int from, const char* from_name, int to, const char* to_name,
-                int flags) __asm__("linkat");
-int FaultSymlinkAt(const char* text, int folder, const char* name) __asm__("symlinkat");
-int FaultMkdir(const char* path, mode_t mode) __asm__("mkdir");
-int FaultMkdirAt(int folder, const char* name, mode_t mode) __asm__("mkdirat");
-int FaultUnlink(const char* path) __asm__("unlink");
-int FaultUnlinkAt(int folder, const char* name, int flags) __asm__("unlinkat");
-int FaultFsetxattr(int file, const char* name, const void* value, size_t size,
-                   int flags) __asm__("fsetxattr");
-int FaultFchmod(int file, mode_t mode) __asm__("fchmod");
-int FaultFchown(int file, uid_t owner, gid_t group) __asm__("fchown");
-int FaultFutimens(int file, const timespec times[2]) __asm__("futimens");
-void* FaultMalloc(size_t size) __asm__("malloc");
-void* FaultRealloc(void* block, size_t size) __asm__("realloc");
-
-int FaultOpen(const char* path, int flags, ...) {
+int open(const char* path, int flags, ...) {
   va_list arguments;
   va_start(arguments, flags);
   const mode_t mode = ModeArgument(flags, arguments);
@@ -212,7 +177,7 @@ int FaultOpen(const char* path, int flags, ...) {
   return NotedOpen(Next<int(const char*, int, ...)>("open64")(path, flags, mode), flags);
 }
 
-int FaultOpenAt(int folder, const char* path, int flags, ...) {
+int openat(int folder, const char* path, int flags, ...) {
   va_list arguments;
   va_start(arguments, flags);
   const mode_t mode = ModeArgument(flags, arguments);
@@ -222,74 +187,74 @@ int FaultOpenAt(int folder, const char* path, int flags, ...) {
                    flags);
 }
 
-int FaultAccess(int folder, const char* path, int rights, int flags) {
+int faccessat(int folder, const char* path, int rights, int flags) noexcept {
   if (ArmedPlan() != nullptr && (rights & W_OK) != 0 && IsForbidden(folder, path, S_IWUSR)) {
     return errno = EACCES, -1;
   }
   return Next<int(int, const char*, int, int)>("faccessat")(folder, path, rights, flags);
 }
 
-FILE* FaultFopen(const char* path, const char* mode) {
+FILE* fopen(const char* path, const char* mode) {
   if (ArmedPlan() != nullptr && mode[0] != 'r') return OpenForWriting(path, mode);
   if (ArmedPlan() != nullptr && Fails(Call::kOpen)) return nullptr;
   return Next<FILE*(const char*, const char*)>("fopen64")(path, mode);
 }
 
 // A descriptor is gone after a close, whatever that answers.
-int FaultClose(int file) {
+int close(int file) {
   const int result = Next<int(int)>("close")(file);
   return ArmedPlan() != nullptr && result == 0 && Fails(Call::kClose) ? -1 : result;
 }
 
-ssize_t FaultRead(int file, void* bytes, size_t count) {
+ssize_t read(int file, void* bytes, size_t count) {
   return PassRead("read", file, bytes, count);
 }
-ssize_t FaultPread(int file, void* bytes, size_t count, off64_t offset) {
+ssize_t pread(int file, void* bytes, size_t count, off64_t offset) {
   return PassRead("pread64", file, bytes, count, offset);
 }
-ssize_t FaultGetEntries(int folder, void* entries, size_t count) {
+ssize_t getdents64(int folder, void* entries, size_t count) noexcept {
   return PassRead<Call::kList>("getdents64", folder, entries, count);
 }
-ssize_t FaultWrite(int file, const void* bytes, size_t count) {
+ssize_t write(int file, const void* bytes, size_t count) {
   return PassWrite("write", file, bytes, count);
 }
-ssize_t FaultPwrite(int file, const void* bytes, size_t count, off64_t at) {
+ssize_t pwrite(int file, const void* bytes, size_t count, off64_t at) {
   return PassWrite("pwrite64", file, bytes, count, at);
 }
 
-ssize_t FaultCopyRange(int from, off64_t* from_at, int to, off64_t* to_at, size_t count,
-                       unsigned flags) {
+ssize_t copy_file_range(int from, off64_t* from_at, int to, off64_t* to_at, size_t count,
+                        unsigned flags) {
   if (ArmedPlan() != nullptr && Fails(Call::kWrite)) return -1;
   return Noted(Next<ssize_t(int, off64_t*, int, off64_t*, size_t, unsigned)>("copy_file_range")(
       from, from_at, to, to_at, count, flags));
 }
 
-int FaultTruncate(int file, off64_t size) {
+int ftruncate(int file, off64_t size) noexcept {
   return Noted(Pass(Call::kMake, "ftruncate64", file, size));
 }
-int FaultAllocate(int file, int mode, off64_t at, off64_t size) {
+int fallocate(int file, int mode, off64_t at, off64_t size) {
   return Noted(Pass(Call::kMake, "fallocate64", file, mode, at, size));
 }
 
 // What is flushed is of no interest to a test, and takes long.
-int FaultFsync(int file) {
+int fsync(int file) {
   if (ArmedPlan() == nullptr) return Next<int(int)>("fsync")(file);
   if (Fails(Call::kFlush)) return -1;
   Record([file](CallRecorder& recorder) { recorder.Flushed(file); });
   return 0;
 }
-int FaultSyncfs(int file) {
+int syncfs(int file) noexcept {
   if (ArmedPlan() == nullptr) return Next<int(int)>("syncfs")(file);
   if (Fails(Call::kFlush)) return -1;
   Record([](CallRecorder& recorder) { recorder.FlushedAll(); });
   return 0;
 }
 
-int FaultFlock(int file, int operation) {
+int flock(int file, int operation) noexcept {
   if (IsOn(Volume::kBare)) return errno = ENOLCK, -1;
   return Pass(Call::kLock, "flock", file, operation);
 }
-int FaultFcntl(int file, int command, ...) {
+int fcntl(int file, int command, ...) {
   va_list arguments;
   va_start(arguments, command);
   void* const argument = va_arg(arguments, void*);
@@ -299,7 +264,7 @@ int FaultFcntl(int file, int command, ...) {
   return Next<int(int, int, ...)>("fcntl64")(file, command, argument);
 }
 // What has no function of its own in the C library.
-long FaultSyscall(long number, ...) {
+long syscall(long number, ...) noexcept {
   va_list arguments;
   va_start(arguments, number);
   long values[6];
@@ -310,49 +275,50 @@ long FaultSyscall(long number, ...) {
                                           values[4], values[5]);
 }
 
-int FaultRename(const char* from, const char* to) {
+int rename(const char* from, const char* to) noexcept {
   return Noted(Pass(Call::kRename, "rename", from, to));
 }
-int FaultRenameAt(int from, const char* from_name, int to, const char* to_name) {
+int renameat(int from, const char* from_name, int to, const char* to_name) noexcept {
   return Noted(Pass(Call::kRename, "renameat", from, from_name, to, to_name));
 }
-int FaultRenameAt2(int from, const char* from_name, int to, const char* to_name, unsigned flags) {
+int renameat2(int from, const char* from_name, int to, const char* to_name,
+              unsigned flags) noexcept {
   if (IsOn(Volume::kOther) && !InOneFolder(from, from_name, to, to_name)) {
     return errno = EXDEV, -1;
   }
   if (IsPlain() && flags != 0) return errno = EINVAL, -1;
   return Noted(Pass(Call::kRename, "renameat2", from, from_name, to, to_name, flags));
 }
-int FaultLinkAt(int from, const char* from_name, int to, const char* to_name, int flags) {
+int linkat(int from, const char* from_name, int to, const char* to_name, int flags) noexcept {
   if (IsOn(Volume::kBare)) return errno = EPERM, -1;
   return Noted(Pass(Call::kMake, "linkat", from, from_name, to, to_name, flags));
 }
-int FaultSymlinkAt(const char* text, int folder, const char* name) {
+int symlinkat(const char* text, int folder, const char* name) noexcept {
   if (IsOn(Volume::kBare)) return errno = EPERM, -1;
   return Noted(Pass(Call::kMake, "symlinkat", text, folder, name));
 }
-int FaultMkdir(const char* path, mode_t mode) {
+int mkdir(const char* path, mode_t mode) noexcept {
   return Noted(Pass(Call::kMake, "mkdir", path, mode));
 }
-int FaultMkdirAt(int folder, const char* name, mode_t mode) {
+int mkdirat(int folder, const char* name, mode_t mode) noexcept {
   return Noted(Pass(Call::kMake, "mkdirat", folder, name, mode));
 }
-int FaultUnlink(const char* path) {
+int unlink(const char* path) noexcept {
   return Noted(Pass(Call::kRemove, "unlink", path));
 }
-int FaultUnlinkAt(int folder, const char* name, int flags) {
+int unlinkat(int folder, const char* name, int flags) noexcept {
   return Noted(Pass(Call::kRemove, "unlinkat", folder, name, flags));
 }
-int FaultFsetxattr(int file, const char* name, const void* value, size_t size, int flags) {
+int fsetxattr(int file, const char* name, const void* value, size_t size, int flags) noexcept {
   return Pass(Call::kMake, "fsetxattr", file, name, value, size, flags);
 }
-int FaultFchmod(int file, mode_t mode) {
+int fchmod(int file, mode_t mode) noexcept {
   return Noted(Pass(Call::kAttribute, "fchmod", file, mode));
 }
-int FaultFchown(int file, uid_t owner, gid_t group) {
+int fchown(int file, uid_t owner, gid_t group) noexcept {
   return Pass(Call::kAttribute, "fchown", file, owner, group);
 }
-int FaultFutimens(int file, const timespec times[2]) {
+int futimens(int file, const timespec times[2]) noexcept {
   return Pass(Call::kAttribute, "futimens", file, times);
 }
 
@@ -361,13 +327,13 @@ const char* __lsan_default_suppressions() {
   return "leak:_dl_map_object_deps\n";
 }
 
-void* FaultMalloc(size_t size) {
+void* malloc(size_t size) noexcept {
   static void* (*next)(size_t);
   if (next == nullptr) next = Next<void*(size_t)>("malloc");
   if (orvik::test::AllocationFails()) return errno = ENOMEM, nullptr;
   return next(size);
 }
-void* FaultRealloc(void* block, size_t size) {
+void* realloc(void* block, size_t size) noexcept {
   static void* (*next)(void*, size_t);
   if (next == nullptr) next = Next<void*(void*, size_t)>("realloc");
   if (orvik::test::AllocationFails()) return errno = ENOMEM, nullptr;
@@ -375,10 +341,12 @@ void* FaultRealloc(void* block, size_t size) {
 }
 
 // libstdc++ and others call these by their other names.
-int FaultOpen32(const char*, int, ...) __asm__("open") __attribute__((alias("open64")));
-int FaultOpenAt32(int, const char*, int, ...) __asm__("openat") __attribute__((alias("openat64")));
-int FaultFcntl32(int, int, ...) __asm__("fcntl") __attribute__((alias("fcntl64")));
-FILE* FaultFopen32(const char*, const char*) __asm__("fopen") __attribute__((alias("fopen64")));
+int Open32(const char*, int, ...) __asm__("open") __attribute__((alias("open64"), copy(open)));
+int OpenAt32(int, const char*, int, ...) __asm__("openat")
+    __attribute__((alias("openat64"), copy(openat)));
+int Fcntl32(int, int, ...) __asm__("fcntl") __attribute__((alias("fcntl64"), copy(fcntl)));
+FILE* Fopen32(const char*, const char*) __asm__("fopen")
+    __attribute__((alias("fopen64"), copy(fopen)));
 
 }  // extern "C"
 

@@ -266,18 +266,6 @@ TEST_F(Edition, StudentModeRenamesTheTemporaryFolders) {
   EXPECT_FALSE(Exists(env_.temp() / "ORVIK Technologies"));
 }
 
-TEST_F(Edition, StoresTheUsbModeAndFolder) {
-  using Helper = CPagewellEditionHelper;
-  EXPECT_FALSE(Helper::IsPagewellStudentUSBMode());
-  EXPECT_TRUE(Helper::GetPagewellStudentUSBInstallDirectory().IsEmptyPath());
-  Helper::SetPagewellStudentUSBMode(true);
-  Helper::SetPagewellStudentUSBInstallDirectory(COrvikDirectoryPath(u"/Volumes/U/"));
-  EXPECT_TRUE(Helper::IsPagewellStudentUSBMode());
-  EXPECT_EQ(Units(Helper::GetPagewellStudentUSBInstallDirectory()), u"/Volumes/U");
-  Helper::SetPagewellStudentUSBMode(false);
-  Helper::SetPagewellStudentUSBInstallDirectory({});
-}
-
 using Manipulator = CDirectoryManipulator;
 using Words = std::vector<std::string>;
 

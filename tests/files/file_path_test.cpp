@@ -38,12 +38,6 @@ TEST(FilePath, TakesAPathApart) {
   }
 }
 
-TEST(FilePath, ConvertsToEightBits) {
-  const COrvikFilePath file{CAtlString(u"/\u00E9/\u20AC.x")};
-  EXPECT_EQ(file.GetFilePathStringA().View(), "/\xE9/?.x");
-  EXPECT_EQ(file.GetFileNameA().View(), "?.x");
-}
-
 TEST(FilePath, RenamesTheExtension) {
   for (const std::u16string folder : {u"/a/b", u"/a.b/c"}) {
     for (const char16_t* extension : {u".txt", u""}) {

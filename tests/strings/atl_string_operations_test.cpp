@@ -8,7 +8,6 @@
 #include "platform/core_foundation/string.h"
 #include "strings/atl_string.h"
 #include "strings/atl_string_a.h"
-#include "tests/strings/texts.h"
 #include "tests/support/test_environment.h"
 
 namespace orvik::test {
@@ -252,16 +251,6 @@ TEST(CAtlStringA, NarrowsAndWidensAsLatin1) {
   EXPECT_EQ(text.View(), "?\xE9?z?\xE9nc?\xE9?z?\xE9nc");
   const CAtlString assigned = CAtlStringA("\xE9\x80\xFF");
   EXPECT_EQ(assigned.View(), u"\u00E9\u0080\u00FF");
-}
-
-TEST(CAtlStringA, EveryEmptyStringIsTheSharedBlock) {
-  for (const CAtlStringA& string :
-       {CAtlStringA(), CAtlStringA(nullptr), CAtlStringA(""), CAtlStringA(u""), CAtlStringA("a", 0),
-        CAtlStringA(u"a", -1), CAtlStringA('x', 0), CAtlStringA(CAtlString()),
-        CAtlStringA(static_cast<CFStringRef>(nullptr)), AfxGetEmptyStringA()}) {
-    EXPECT_EQ(string.GetString(), _afxPchANil);
-    EXPECT_EQ(string.GetData(), &_afxDataANil.header);
-  }
 }
 
 TEST(CAtlStringA, JoinsEveryPairToNarrowText) {

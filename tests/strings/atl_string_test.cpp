@@ -11,7 +11,6 @@
 #include "platform/core_foundation/base.h"
 #include "platform/core_foundation/string.h"
 #include "strings/atl_string_a.h"
-#include "tests/strings/texts.h"
 #include "tests/support/test_environment.h"
 
 namespace orvik::test {
@@ -69,34 +68,6 @@ using Texts = std::vector<std::u16string>;
 Owned<const NSString> PlatformString(u16string_view text) {
   return Owned<const NSString>(CFStringCreateWithCharacters(kCFAllocatorDefault, text.data(),
                                                             static_cast<CFIndex>(text.size())));
-}
-
-TEST(CAtlString, EveryEmptyStringIsTheSharedBlock) {
-  const CAtlStringA no_bytes;
-  const Owned<const NSString> no_units = PlatformString(u"");
-  const CAtlString strings[] = {CAtlString(),
-                                CAtlString(nullptr),
-                                CAtlString(u""),
-                                CAtlString(""),
-                                CAtlString(static_cast<Wide>(nullptr)),
-                                CAtlString(static_cast<Narrow>(nullptr)),
-                                CAtlString(u"abc", 0),
-                                CAtlString(static_cast<Wide>(nullptr), 3),
-                                CAtlString("abc", -1),
-                                CAtlString(u'x', 0),
-                                CAtlString('x', -5),
-                                CAtlString(static_cast<CFStringRef>(nullptr)),
-                                CAtlString(no_units.get()),
-                                CAtlString(no_bytes),
-                                AfxGetEmptyString(),
-                                CAtlString(u"abc").Left(-1)};
-  for (const CAtlString& string : strings) {
-    EXPECT_EQ(string.GetString(), _afxPchNil);
-    EXPECT_EQ(string.GetData(), &_afxDataNil.header);
-  }
-  EXPECT_EQ(_afxDataNil.header.ref_count, -1);
-  EXPECT_EQ(*_afxPchNil, 0);
-  EXPECT_EQ(CAtlString::SafeStrlen(nullptr), 0);
 }
 
 TEST(CAtlString, MadeAndAssignedFromEveryType) {

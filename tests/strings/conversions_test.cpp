@@ -103,6 +103,11 @@ TEST(UnicodeConversions, WhatTheTargetCannotCarry) {
 }
 
 TEST(UnicodeConversions, LegalSequences) {
+  const int counts[] = {192, 32, 16, 8, 4, 4};
+  for (char bytes = 0; bytes < 6; ++bytes) {
+    EXPECT_EQ(std::count(trailingBytesForUTF8, trailingBytesForUTF8 + 256, bytes),
+              counts[bytes + 0]);
+  }
   const auto is_legal = [](const char* text) {
     const Bytes bytes = ToBytes(text);
     return isLegalUTF8Sequence(bytes.data(), bytes.data() + bytes.size());

@@ -48,6 +48,22 @@ class StringBufferTest : public testing::Test {
 using StringTypes = testing::Types<CAtlString, CAtlStringA>;
 TYPED_TEST_SUITE(StringBufferTest, StringTypes);
 
+TYPED_TEST(StringBufferTest, EveryEmptyStringIsTheSharedBlock) {
+  using Foreign =
+      std::conditional_t<sizeof(typename TypeParam::Unit) == 1, CAtlString, CAtlStringA>;
+  const auto text = this->T("abc");
+  const typename Foreign::Unit no_units[] = {0};
+  for (const TypeParam& string :
+       {TypeParam(), TypeParam(nullptr), TypeParam(text.c_str() + 3), TypeParam(text.c_str(), 0),
+        TypeParam(text.c_str(), -1), TypeParam(text[0], 0), TypeParam(text[0], -5),
+        TypeParam(no_units), TypeParam(no_units, -1), TypeParam(Foreign()),
+        TypeParam(static_cast<CFStringRef>(nullptr)), TypeParam(CFSTR(u"")),
+        TypeParam(text.c_str()).Left(-1)}) {
+    EXPECT_TRUE(this->IsNil(string));
+  }
+  EXPECT_EQ(TypeParam::SafeStrlen(nullptr), 0);
+}
+
 TYPED_TEST(StringBufferTest, KeepsItsHeaderBeforeTheUnits) {
   const TypeParam text = this->S("hello");
   std::int32_t header[3];

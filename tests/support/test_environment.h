@@ -1,5 +1,5 @@
-// A folder of its own for every test: the system root, the home and the temporary folder. Tests include
-// this header first, and with it what nearly all of them use of C++ and POSIX.
+// A folder of its own for every test: the system root, the home and the temporary folder. Tests
+// include this header first, and with it what nearly all of them use of C++ and POSIX.
 #pragma once
 
 #include <fcntl.h>
@@ -87,6 +87,14 @@ std::string ReadFile(const fs::path& path);
 void WriteFile(const fs::path& path, const std::string& bytes);
 
 std::string Repeated(const std::string& text, int count);
+
+// Strings as standard ones, so that lists of them are compared by their units.
+template <typename String>
+auto TextsOf(std::initializer_list<String> strings) {
+  std::vector<std::basic_string<typename String::Unit>> texts;
+  for (const String& string : strings) texts.emplace_back(string.View());
+  return texts;
+}
 
 // Whether the part is in the text; the failure shows the text.
 testing::AssertionResult Contains(const std::string& text, const std::string& part);
