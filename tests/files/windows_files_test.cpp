@@ -3,7 +3,7 @@
 
 #include "files/windows_files.h"
 #include "host/trash.h"
-#include "platform/carbon/ticks.h"
+#include "platform/carbon/machine.h"
 #include "tests/support/file_trees.h"
 #include "tests/support/references.h"
 #include "tests/support/test_environment.h"

@@ -4,7 +4,7 @@
 #include <iterator>
 #include <span>
 
-#include "platform/core_foundation/owned.h"
+#include "platform/core_foundation/base.h"
 #include "platform/core_foundation/string.h"
 #include "strings/atl_string.h"
 #include "strings/atl_string_a.h"
