@@ -67,7 +67,7 @@ TEST_F(OrvikPrefsTest, TellsFailuresApart) {
       {"rename Software/Vendor Path Software/Other", 1},
       {"rename Software Software/Vendor/x", 1, "key \"Software/Vendor/x\", below itself"},
       {"rename Software/Vendor App Software/Vendor/App/x y", 1, "below itself"},
-      {"--json set K n 1", 1, "--json behind \"set\" says that VALUE is JSON"},
+      {"--json set K n 1", 1, "after \"set\" to give VALUE as JSON"},
       {"set K n v --if-equal v", 1,
        "\"--if-equal\" is not an option of set; did you mean \"--if-equals\""},
       {"--domian d list", 1, "did you mean \"--domain\"?"},

@@ -270,8 +270,8 @@ int SetElement(const Context& context, const CommandLine& line,
 int Set(const Context& context, const CommandLine& line) {
   if (context.json) {
     return context.Fail(kUsage,
-                        "set prints nothing that --json before it could shape; --json behind "
-                        "\"set\" says that VALUE is JSON");
+                        "--json before \"set\" has no effect, because set prints no result; put it "
+                        "after \"set\" to give VALUE as JSON");
   }
   const Value value = NewValue(context, line);
   if (!value) return kUsage;
