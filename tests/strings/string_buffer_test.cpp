@@ -64,6 +64,21 @@ TYPED_TEST(StringBufferTest, EveryEmptyStringIsTheSharedBlock) {
   EXPECT_EQ(TypeParam::SafeStrlen(nullptr), 0);
 }
 
+TYPED_TEST(StringBufferTest, TakesTextOfTheOtherWidthOfEveryLength) {
+  using Other = std::conditional_t<sizeof(typename TypeParam::Unit) == 1, CAtlString, CAtlStringA>;
+  using OtherUnit = typename Other::Unit;
+  for (int length = 1; length < 100; ++length) {
+    Other text(OtherUnit{'x'}, length);
+    std::string expected(static_cast<std::size_t>(length), 'x');
+    EXPECT_EQ(this->Read(TypeParam(text)), expected);
+    // One that Latin-1 lacks, or its last one.
+    const bool is_wide = sizeof(OtherUnit) == 2;
+    text.SetAt(length * 2 / 3, static_cast<OtherUnit>(is_wide ? 0x4E00 : 0xFF));
+    expected[static_cast<std::size_t>(length * 2 / 3)] = is_wide ? '?' : '\xFF';
+    EXPECT_EQ(this->Read(TypeParam(text)), expected);
+  }
+}
+
 TYPED_TEST(StringBufferTest, KeepsItsHeaderBeforeTheUnits) {
   const TypeParam text = this->S("hello");
   std::int32_t header[3];
