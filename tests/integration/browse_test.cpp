@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <csignal>
 #include <fstream>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -84,6 +85,8 @@ class BrowseTest : public EnvironmentTest {
   void TypeText(const std::string& text) { Tmux({"send-keys", "-l", text}); }
 
   int server_ = 0;
+  const ScopedVariable visual_{"VISUAL", nullptr};
+  std::optional<ScopedVariable> editor_;
 
   std::string Screen() { return Tmux({"capture-pane", "-p"}); }
   // Also where the text is wrapped at one of its blanks.
@@ -99,6 +102,13 @@ class BrowseTest : public EnvironmentTest {
       usleep(25'000);
     }
     return testing::AssertionFailure() << "no \"" << text << "\" in\n" << screen;
+  }
+  // A script of the shell plays the editor and its user.
+  void UseEditor(const std::string& script) {
+    const fs::path editor = env_.folder() / "editor";
+    WriteFile(editor, "#!/bin/sh\n" + script);
+    fs::permissions(editor, fs::perms::all);
+    editor_.emplace("EDITOR", editor.string());
   }
   // What the program does after the screen has already shown the same words.
   static bool Holds(const fs::path& file, const std::string& content) {
@@ -146,11 +156,7 @@ TEST_F(BrowseTest, SearchesGoesAndCompletes) {
 }
 
 TEST_F(BrowseTest, EditsEveryTypeAndWritesAtOnce) {
-  const fs::path editor = env_.folder() / "editor";
-  WriteFile(editor, "#!/bin/sh\necho '[1, \"two\"]' > \"$1\"\n");
-  fs::permissions(editor, fs::perms::all);
-  const ScopedVariable variable("EDITOR", editor.string());
-  const ScopedVariable other("VISUAL", nullptr);
+  UseEditor("echo '[1, \"two\"]' > \"$1\"\n");
   Start("Software/Vendor/App/Count");
   ASSERT_TRUE(Shows(" /Software/Vendor/App/Count"));
   Type({"e", "BSpace"});
@@ -270,11 +276,7 @@ TEST_F(BrowseTest, TakesPastedTextAsTextAndCtrlCAsAQuestion) {
 }
 
 TEST_F(BrowseTest, KeepsTheTextOfAnEditorThatFails) {
-  const fs::path editor = env_.folder() / "editor";
-  WriteFile(editor, "#!/bin/sh\necho '[1, \"two\"]' > \"$1\"; exit 1\n");
-  fs::permissions(editor, fs::perms::all);
-  const ScopedVariable variable("EDITOR", editor.string());
-  const ScopedVariable other("VISUAL", nullptr);
+  UseEditor("echo '[1, \"two\"]' > \"$1\"; exit 1\n");
   Start("Software");
   ASSERT_TRUE(Shows(" /Software"));
   Type({"a", "End", "Enter"});
@@ -288,18 +290,6 @@ TEST_F(BrowseTest, KeepsTheTextOfAnEditorThatFails) {
     is_kept |= ReadFile(env_.temp() / name / "orvikprefs.json") == "[1, \"two\"]\n";
   }
   EXPECT_TRUE(is_kept);
-}
-
-TEST_F(BrowseTest, DeletesAKeyAfterItsEntriesWereShownAndAsksBeforeItLeaves) {
-  Start("Software/Vendor");
-  ASSERT_TRUE(Shows(" /Software/Vendor"));
-  Type({"d"});
-  EXPECT_TRUE(Shows("delete /Software/Vendor with 4 entries?"));
-  Type({"y", "q"});
-  EXPECT_TRUE(Shows("1 change is not written"));
-  Type({"Escape", "q", "d"});
-  EXPECT_TRUE(Shows("ended 0"));
-  EXPECT_EQ(Stored(u"Software/Vendor/App", u"Path"), "/opt/app");
 }
 
 TEST_F(BrowseTest, SaysThatTheFileIsDamaged) {
@@ -418,12 +408,17 @@ TEST_F(BrowseTest, ShowsWhatToPressOnNarrowScreens) {
   EXPECT_TRUE(Shows("? help  q quit  w write"));
   Type({"d"});
   EXPECT_TRUE(Shows("delete /Software/Vendor/App with 3\nentries?\ny delete  Esc back"));
+  Type({"y", "q"});
+  EXPECT_TRUE(Shows("1 change is not written"));
   Type({"Escape", "a", "F1"});
   EXPECT_TRUE(Shows("move, open, close"));
   Type({"End"});
   EXPECT_TRUE(Shows("Nothing is written before w."));
   Type({"Escape", "Escape", "F9"});
   EXPECT_TRUE(Shows("this key does nothing here"));
+  Type({"q", "d"});
+  EXPECT_TRUE(Shows("ended 0"));
+  EXPECT_EQ(Stored(u"Software/Vendor/App", u"Path"), "/opt/app");
 }
 
 TEST_F(BrowseTest, ViewsConvertsExportsAndCopies) {
@@ -453,11 +448,7 @@ TEST_F(BrowseTest, ViewsConvertsExportsAndCopies) {
 
 TEST_F(BrowseTest, EditsLongTextInOneStep) {
   Write(u"Software/Long", u"text", CAtlString(Repeated("long text ", 10'000).c_str()));
-  const fs::path editor = env_.folder() / "editor";
-  WriteFile(editor, "#!/bin/sh\nsed -i 's/long/short/' \"$1\"\n");
-  fs::permissions(editor, fs::perms::all);
-  const ScopedVariable variable("EDITOR", editor.string());
-  const ScopedVariable other("VISUAL", nullptr);
+  UseEditor("sed -i 's/long/short/' \"$1\"\n");
   Start("Software/Long/text");
   ASSERT_TRUE(Shows(" /Software/Long/text"));
   Type({"e"});
