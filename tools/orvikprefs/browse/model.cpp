@@ -3,7 +3,10 @@
 #include <algorithm>
 #include <iterator>
 #include <set>
+#include <string_view>
 #include <utility>
+
+#include "plist/xml.h"
 
 namespace orvik::prefstool::browse {
 namespace {
@@ -25,10 +28,15 @@ void InsertWithParents(std::unordered_set<std::string>& set, const Path& path) {
   }
 }
 
-// Whether a container holds another one.
+// Whether a container holds another one. Entries that are still XML are not made for that: most
+// rows are never opened.
 bool HasKeys(const Value& container) {
   if (container.is_array()) {
     return std::any_of(container.elements().begin(), container.elements().end(), IsContainer);
+  }
+  if (const auto xml = container.deferred()) {
+    const std::string_view text = xml->text();
+    if (text.find("<dict", 1) == text.npos && text.find("<array") == text.npos) return false;
   }
   for (const Value::Entry& entry : container.entries()) {
     if (IsContainer(entry.value)) return true;
