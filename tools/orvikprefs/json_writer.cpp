@@ -1,5 +1,6 @@
 #include "tools/orvikprefs/json.h"
 
+#include <array>
 #include <cmath>
 #include <optional>
 #include <utility>
@@ -10,6 +11,18 @@
 #include "tools/orvikprefs/values.h"
 
 namespace orvik::prefstool {
+
+namespace {
+
+constexpr std::array<bool, 256> PlainBytes() {
+  std::array<bool, 256> plain = {};
+  for (std::size_t byte = 0x20; byte < 0x7F; ++byte) plain[byte] = byte != '"' && byte != '\\';
+  return plain;
+}
+// The bytes that stand in a string as they are. Those beyond ASCII may begin a control character.
+constexpr std::array<bool, 256> kPlain = PlainBytes();
+
+}  // namespace
 
 JsonWriter& JsonWriter::Name(std::string_view utf8) {
   BeginValue();
@@ -79,8 +92,7 @@ void JsonWriter::Append(std::string_view utf8) {
   std::size_t written = 0;
   for (std::size_t i = 0; i < utf8.size();) {
     const char byte = utf8[i];
-    // The most frequent bytes first.
-    if (byte >= 0x20 && byte < 0x7F && byte != '"' && byte != '\\') {
+    if (kPlain[static_cast<unsigned char>(byte)]) {
       ++i;
       continue;
     }
