@@ -2,6 +2,8 @@
 
 #include <array>
 #include <cmath>
+#include <cstdint>
+#include <cstring>
 #include <optional>
 #include <utility>
 
@@ -21,6 +23,25 @@ constexpr std::array<bool, 256> PlainBytes() {
 }
 // The bytes that stand in a string as they are. Those beyond ASCII may begin a control character.
 constexpr std::array<bool, 256> kPlain = PlainBytes();
+
+// The length of the part of the text from `at` on that needs no look at single characters. Eight
+// bytes are tested at once: a byte below 0x20, a quote, a backslash or one from 0x7F on sets its
+// highest bit, and so may a byte above such a one.
+std::size_t PlainEnd(std::string_view utf8, std::size_t at) {
+  constexpr std::uint64_t kOnes = 0x0101010101010101, kHighBits = 0x80 * kOnes;
+  const auto equals = [](std::uint64_t word, std::uint64_t byte) {
+    return ((word ^ byte * kOnes) - kOnes);
+  };
+  for (; at + sizeof(std::uint64_t) <= utf8.size(); at += sizeof(std::uint64_t)) {
+    std::uint64_t word = 0;
+    std::memcpy(&word, utf8.data() + at, sizeof word);
+    const std::uint64_t special =
+        (word - 0x20 * kOnes) | word | (word + kOnes) | equals(word, '"') | equals(word, '\\');
+    if ((special & kHighBits) != 0) break;
+  }
+  while (at < utf8.size() && kPlain[static_cast<unsigned char>(utf8[at])]) ++at;
+  return at;
+}
 
 }  // namespace
 
@@ -91,11 +112,9 @@ void JsonWriter::Append(std::string_view utf8) {
   json_ += '"';
   std::size_t written = 0;
   for (std::size_t i = 0; i < utf8.size();) {
+    i = PlainEnd(utf8, i);
+    if (i == utf8.size()) break;
     const char byte = utf8[i];
-    if (kPlain[static_cast<unsigned char>(byte)]) {
-      ++i;
-      continue;
-    }
     const std::optional<ControlCharacter> control = ControlAt(utf8, i);
     const std::size_t named = kNamed.find(byte);
     if (!control && named == std::string_view::npos) {
