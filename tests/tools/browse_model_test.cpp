@@ -204,6 +204,16 @@ TEST_F(BrowseModelTest, GivesUpConflictsToo) {
   EXPECT_FALSE(model.Refresh());
 }
 
+// A key that comes or goes is one change and, in the list of changes, a line for each value.
+TEST(BrowseChange, ShowsTheValuesOfAKeyLineByLine) {
+  const Value key = Json(R"({"a":1,"b":{}})");
+  const std::tuple<Value, Value, std::size_t> cases[] = {
+      {{}, key, 2}, {key, {}, 2}, {key, u"value", 1}, {{}, Value::Dictionary(), 1}};
+  for (const auto& [before, after, lines] : cases) {
+    EXPECT_EQ(LinesOf({{"K"}, before, after}).size(), lines);
+  }
+}
+
 TEST_F(BrowseModelTest, MarksEachRowForItself) {
   Model model(0, kDomain);
   model.Set({"Z", "list"}, Json("[0, 1, [2]]"));
@@ -328,7 +338,10 @@ TEST_F(BrowseModelTest, ShowsAndChangesElementsOfArrays) {
   for (const char* none : {"3", "01", "-1", "x", ""}) {
     EXPECT_NE(model.Remove({"Z", "list", none}), "") << none;
   }
-  EXPECT_NE(model.Add({"Z", "list", "4"}, u"x"), "");
+  for (const char* index : {"4", "x"}) {
+    EXPECT_NE(model.Add({"Z", "list", index}, u"x"), "") << index;
+    EXPECT_NE(model.Add({"Z", "list", index, "below"}, u"x"), "") << index;
+  }
   EXPECT_NE(model.Move({"Z", "list", "0"}, {"Z", "moved"}), "");
   ASSERT_TRUE(model.Apply().ok());
   EXPECT_EQ(Shown(Model(0, kDomain), {"Z", "list", "2"}), "last");

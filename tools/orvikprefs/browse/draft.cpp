@@ -45,7 +45,6 @@ bool Draft::Refresh() {
   if (status_.error == PrefError::kNotFound) {
     read.value = Value::Dictionary();
   } else if (!status_.ok()) {
-    Changed(Cause::kOtherProcess);
     return true;
   }
   by_others_.clear();
