@@ -13,7 +13,7 @@
 
 #include "desktop/alert_backends.h"
 
-namespace orvik::host {
+namespace orvik::desktop {
 namespace {
 
 AlertAnswer& InjectedAnswer() {
@@ -157,4 +157,4 @@ std::optional<int> AskOnTerminal(const AlertRequest& request) {
   return AskThrough(STDIN_FILENO, stdout, request);
 }
 
-}  // namespace orvik::host
+}  // namespace orvik::desktop

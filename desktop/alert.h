@@ -12,7 +12,7 @@
 #include <vector>
 
 namespace [[gnu::visibility("default")]] orvik {
-namespace host {
+namespace desktop {
 
 enum class AlertLevel { kStop, kNote, kCaution, kPlain };
 
@@ -48,5 +48,5 @@ class ScopedAlertAnswer {
   AlertAnswer previous_;
 };
 
-}  // namespace host
+}  // namespace desktop
 }  // namespace orvik

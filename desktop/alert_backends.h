@@ -1,4 +1,9 @@
-// Alerts on a terminal and in windows. For alert.cpp and tests.
+// The two ways to show an alert, on a terminal and in a window of the program zenity, and how that
+// program is run. For the sources of this folder and their tests.
+//
+// The program runs for one thread of this process and ends with it. Its exit status comes back
+// through a pipe and not from waitpid(2), so that the outcome is the same in a process that ignores
+// SIGCHLD or waits for every child in another thread.
 #pragma once
 
 #include <cstdio>
@@ -9,9 +14,7 @@
 #include "desktop/alert.h"
 
 namespace [[gnu::visibility("default")]] orvik {
-namespace host {
-
-// Alerts on a terminal. For alert.cpp and tests.
+namespace desktop {
 
 // As ShowAlert. Nothing unless standard input and output are a terminal that this process may read.
 std::optional<int> AskOnTerminal(const AlertRequest& request);
@@ -20,8 +23,6 @@ std::optional<int> AskOnTerminal(const AlertRequest& request);
 // a button; an empty line chooses the default one. kAlertClosed at the end of the input and when
 // the request's time is over, which signals neither end nor extend.
 int AskThrough(int in, std::FILE* out, const AlertRequest& request);
-
-// Alerts as windows, through the program zenity. For alert.cpp and tests.
 
 // As ShowAlert. Nothing without a display, without the program, and when it cannot open the window.
 std::optional<int> AskInWindow(const AlertRequest& request);
@@ -50,5 +51,16 @@ inline constexpr int kMessageLines = 16;
 
 AlertWindow WindowFor(const AlertRequest& request);
 
-}  // namespace host
+struct CompanionOutcome {
+  int status = -1;     // exit status; -1 when the program did not start or did not exit by itself
+  std::string output;  // the first bytes of standard output, at most 4,096
+};
+
+// Looks `arguments[0]` up in PATH, runs it with the given environment ("NAME=value") and input, its
+// standard error discarded, and waits for its end. The program is killed when the calling thread or
+// this process ends, however that happens. Signals that are handled meanwhile do not end the wait.
+CompanionOutcome RunCompanion(std::vector<std::string> arguments,
+                              std::vector<std::string> environment, const std::string& input);
+
+}  // namespace desktop
 }  // namespace orvik

@@ -8,14 +8,13 @@
 #include <string_view>
 #include <utility>
 
-#include "desktop/companion_program.h"
 #include "text/shown_text.h"
 #include "text/transcoding.h"
 #include "text/xml_scanner.h"
 
 extern char** environ;
 
-namespace orvik::host {
+namespace orvik::desktop {
 namespace {
 
 // Exit statuses that we choose, so that an answer cannot be taken for a failure of the program.
@@ -228,4 +227,4 @@ std::optional<int> AskInWindow(const AlertRequest& request) {
   }
 }
 
-}  // namespace orvik::host
+}  // namespace orvik::desktop

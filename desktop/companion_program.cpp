@@ -1,4 +1,4 @@
-#include "desktop/companion_program.h"
+#include "desktop/alert_backends.h"
 
 #include <fcntl.h>
 #include <sys/mman.h>
@@ -13,7 +13,7 @@
 
 #include "host/descriptor.h"
 
-namespace orvik::host {
+namespace orvik::desktop {
 namespace {
 
 constexpr std::size_t kOutputLimit = 4096;
@@ -29,7 +29,7 @@ std::vector<char*> Pointers(std::vector<std::string>& texts) {
 // A nameless file with the text, ready to be read.
 int FileWith(const std::string& text) {
   const int file = memfd_create("input", MFD_CLOEXEC);
-  if (file >= 0) WriteAllAt(file, text, 0);
+  if (file >= 0) host::WriteAllAt(file, text, 0);
   return file;
 }
 
@@ -81,7 +81,7 @@ struct Plan {
   }
   if (program > 0 && WIFEXITED(status)) {
     const char byte = static_cast<char>(WEXITSTATUS(status));
-    WriteAll(0, {&byte, 1});
+    host::WriteAll(0, {&byte, 1});
   }
   _exit(0);
 }
@@ -108,12 +108,12 @@ CompanionOutcome RunCompanion(std::vector<std::string> arguments,
   int output[2];
   int report[2];
   if (pipe2(output, O_CLOEXEC) != 0) return outcome;
-  const Descriptor output_end(output[0]);
-  Descriptor output_start(output[1]);
+  const host::Descriptor output_end(output[0]);
+  host::Descriptor output_start(output[1]);
   if (pipe2(report, O_CLOEXEC) != 0) return outcome;
-  const Descriptor report_end(report[0]);
-  Descriptor report_start(report[1]);
-  const Descriptor input_file(FileWith(input));
+  const host::Descriptor report_end(report[0]);
+  host::Descriptor report_start(report[1]);
+  const host::Descriptor input_file(FileWith(input));
   const std::vector<char*> argument_pointers = Pointers(arguments);
   const std::vector<char*> environment_pointers = Pointers(environment);
   const Plan plan{.arguments = argument_pointers.data(),
@@ -143,4 +143,4 @@ CompanionOutcome RunCompanion(std::vector<std::string> arguments,
   return outcome;
 }
 
-}  // namespace orvik::host
+}  // namespace orvik::desktop

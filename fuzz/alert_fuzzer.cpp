@@ -17,18 +17,18 @@
 #include "fuzz/scratch_folder.h"
 #include "host/descriptor.h"
 
+using orvik::desktop::AlertRequest;
 using orvik::fuzz::Require;
-using orvik::host::AlertRequest;
 
 namespace {
 
 AlertRequest AsShown(const AlertRequest& request) {
   AlertRequest shown;
-  const orvik::host::ScopedAlertAnswer answer([&](const AlertRequest& plain) {
+  const orvik::desktop::ScopedAlertAnswer answer([&](const AlertRequest& plain) {
     shown = plain;
     return std::optional(0);
   });
-  Require(orvik::host::ShowAlert(request) == 0);
+  Require(orvik::desktop::ShowAlert(request) == 0);
   return shown;
 }
 
@@ -62,7 +62,7 @@ int PlainAnswer(std::string_view typed, const AlertRequest& request) {
       }
     }
   }
-  return orvik::host::kAlertClosed;
+  return orvik::desktop::kAlertClosed;
 }
 
 // Text of the window, whose only markup is the header's.
@@ -111,7 +111,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   Require(shown.default_button >= 0 &&
           shown.default_button < static_cast<int>(shown.buttons.size()));
 
-  for (const std::string& argument : orvik::host::WindowFor(shown).arguments) {
+  for (const std::string& argument : orvik::desktop::WindowFor(shown).arguments) {
     constexpr std::string_view kText = "--text=";
     if (!argument.starts_with(kText)) continue;
     CheckMarkup(std::string_view(argument).substr(kText.size()), !shown.header.empty());
@@ -124,6 +124,6 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   const std::unique_ptr<std::FILE, int (*)(std::FILE*)> out(std::fopen("/dev/null", "w"),
                                                             &std::fclose);
   Require(out != nullptr);
-  Require(orvik::host::AskThrough(in.get(), out.get(), shown) == PlainAnswer(input, shown));
+  Require(orvik::desktop::AskThrough(in.get(), out.get(), shown) == PlainAnswer(input, shown));
   return 0;
 }

@@ -17,16 +17,16 @@ std::string Utf8FromPascal(ConstStr255Param text) {
   return utf8;
 }
 
-host::AlertLevel LevelOf(AlertType type) {
+desktop::AlertLevel LevelOf(AlertType type) {
   switch (type) {
     case kAlertStopAlert:
-      return host::AlertLevel::kStop;
+      return desktop::AlertLevel::kStop;
     case kAlertNoteAlert:
-      return host::AlertLevel::kNote;
+      return desktop::AlertLevel::kNote;
     case kAlertCautionAlert:
-      return host::AlertLevel::kCaution;
+      return desktop::AlertLevel::kCaution;
     default:
-      return host::AlertLevel::kPlain;
+      return desktop::AlertLevel::kPlain;
   }
 }
 
@@ -36,14 +36,14 @@ OSErr StandardAlert(AlertType type, ConstStr255Param error, ConstStr255Param exp
                     const AlertStdAlertParamRec* param, DialogItemIndex* item_hit) {
   const AlertStdAlertParamRec standard;
   const AlertStdAlertParamRec& record = param != nullptr ? *param : standard;
-  host::AlertRequest request{.level = LevelOf(type),
-                             .header = Utf8FromPascal(error),
-                             .message = Utf8FromPascal(explanation),
-                             .buttons = {},
-                             .default_button = 0,
-                             .cancel_button = -1,
-                             .destructive_button = -1,
-                             .timeout = 0};
+  desktop::AlertRequest request{.level = LevelOf(type),
+                                .header = Utf8FromPascal(error),
+                                .message = Utf8FromPascal(explanation),
+                                .buttons = {},
+                                .default_button = 0,
+                                .cancel_button = -1,
+                                .destructive_button = -1,
+                                .timeout = 0};
   std::vector<DialogItemIndex> items;
   const auto add = [&](DialogItemIndex item, std::string label) {
     if (item == record.defaultButton) request.default_button = static_cast<int>(items.size());
@@ -60,7 +60,7 @@ OSErr StandardAlert(AlertType type, ConstStr255Param error, ConstStr255Param exp
     add(kAlertStdAlertOtherButton, Utf8FromPascal(record.otherText));
   }
 
-  const std::optional<int> answer = host::ShowAlert(request);
+  const std::optional<int> answer = desktop::ShowAlert(request);
   if (!answer) return userCanceledErr;
   if (item_hit == nullptr) return noErr;
   if (*answer >= 0 && *answer < static_cast<int>(items.size())) {

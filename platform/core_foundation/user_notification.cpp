@@ -19,16 +19,16 @@ std::string Utf8(CFStringRef text) {
   return utf8;
 }
 
-host::AlertLevel LevelOf(CFOptionFlags flags) {
+desktop::AlertLevel LevelOf(CFOptionFlags flags) {
   switch (flags & 3) {
     case kCFUserNotificationStopAlertLevel:
-      return host::AlertLevel::kStop;
+      return desktop::AlertLevel::kStop;
     case kCFUserNotificationNoteAlertLevel:
-      return host::AlertLevel::kNote;
+      return desktop::AlertLevel::kNote;
     case kCFUserNotificationCautionAlertLevel:
-      return host::AlertLevel::kCaution;
+      return desktop::AlertLevel::kCaution;
     default:
-      return host::AlertLevel::kPlain;
+      return desktop::AlertLevel::kPlain;
   }
 }
 
@@ -40,19 +40,19 @@ SInt32 CFUserNotificationDisplayAlert(CFTimeInterval timeout, CFOptionFlags flag
                                       CFStringRef message, CFStringRef default_title,
                                       CFStringRef alternate_title, CFStringRef other_title,
                                       CFOptionFlags* response) {
-  host::AlertRequest request{.level = LevelOf(flags),
-                             .header = Utf8(header),
-                             .message = Utf8(message),
-                             .buttons = {default_title != nullptr ? Utf8(default_title) : "OK"},
-                             .default_button = 0,
-                             .cancel_button = -1,
-                             .destructive_button = -1,
-                             .timeout = timeout};
+  desktop::AlertRequest request{.level = LevelOf(flags),
+                                .header = Utf8(header),
+                                .message = Utf8(message),
+                                .buttons = {default_title != nullptr ? Utf8(default_title) : "OK"},
+                                .default_button = 0,
+                                .cancel_button = -1,
+                                .destructive_button = -1,
+                                .timeout = timeout};
   std::vector<CFOptionFlags> responses{kCFUserNotificationDefaultResponse};
   if (alternate_title != nullptr) {
     request.buttons.push_back(Utf8(alternate_title));
     responses.push_back(kCFUserNotificationAlternateResponse);
-    if (request.level == host::AlertLevel::kCaution) {
+    if (request.level == desktop::AlertLevel::kCaution) {
       request.cancel_button = 0;
       request.destructive_button = 1;
     }
@@ -61,7 +61,7 @@ SInt32 CFUserNotificationDisplayAlert(CFTimeInterval timeout, CFOptionFlags flag
     request.buttons.push_back(Utf8(other_title));
     responses.push_back(kCFUserNotificationOtherResponse);
   }
-  const std::optional<int> answer = host::ShowAlert(request);
+  const std::optional<int> answer = desktop::ShowAlert(request);
   if (!answer) return userCanceledErr;
   if (response != nullptr) {
     const bool pressed = *answer >= 0 && *answer < static_cast<int>(responses.size());

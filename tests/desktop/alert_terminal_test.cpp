@@ -18,12 +18,12 @@
 #include "host/descriptor.h"
 #include "tests/support/alert_answer.h"
 
-namespace orvik::host {
+namespace orvik::desktop {
 namespace {
 
 // A descriptor that gives the text and then ends.
-Descriptor Typed(const std::string& text) {
-  Descriptor file(memfd_create("typed", 0));
+host::Descriptor Typed(const std::string& text) {
+  host::Descriptor file(memfd_create("typed", 0));
   EXPECT_EQ(write(file.get(), text.data(), text.size()), static_cast<ssize_t>(text.size()));
   lseek(file.get(), 0, SEEK_SET);
   return file;
@@ -39,7 +39,7 @@ TEST(AlertTerminal, TakesNumbersLabelsAndTheDefault) {
   request.buttons = {"Cancel", "Delete"};
   request.destructive_button = 1;
   for (const auto& [input, answer] : cases) {
-    const Descriptor in = Typed(input);
+    const host::Descriptor in = Typed(input);
     const std::unique_ptr<std::FILE, int (*)(std::FILE*)> out(std::tmpfile(), &std::fclose);
     EXPECT_EQ(AskThrough(in.get(), out.get(), request), answer) << input;
     std::rewind(out.get());
@@ -63,8 +63,8 @@ TEST(AlertTerminal, SignalsNeitherEndNorExtendTheWait) {
 
   int ends[2];
   ASSERT_EQ(pipe(ends), 0);
-  const Descriptor in(ends[0]);
-  const Descriptor user(ends[1]);
+  const host::Descriptor in(ends[0]);
+  const host::Descriptor user(ends[1]);
   const std::unique_ptr<std::FILE, int (*)(std::FILE*)> out(std::fopen("/dev/null", "w"),
                                                             &std::fclose);
   AlertRequest request;
@@ -137,4 +137,4 @@ TEST(AlertHost, HandsOutPlainTextsAndAtMostThreeButtons) {
 }
 
 }  // namespace
-}  // namespace orvik::host
+}  // namespace orvik::desktop

@@ -13,7 +13,7 @@
 namespace orvik::test {
 namespace {
 
-using namespace host;
+using namespace desktop;
 
 AlertRequest Question(int default_button, std::vector<std::string> buttons) {
   AlertRequest request;

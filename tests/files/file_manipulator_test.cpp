@@ -256,14 +256,14 @@ TEST_F(FileManipulator, AsksBeforeOverwriting) {
   const auto copy_to = [this](const char* name) {
     return [this, name] { return Manipulator::CopyFile(File(At("f")), File(At(name)), TRUE); };
   };
-  for (const std::optional<int> refusal : {std::optional(0), {host::kAlertClosed}, {}}) {
+  for (const std::optional<int> refusal : {std::optional(0), {desktop::kAlertClosed}, {}}) {
     EXPECT_FALSE(Answered(refusal, copy_to("g")).first);
     EXPECT_EQ(ReadFile(At("g")), "old");
   }
   const auto [copied, shown] = Answered(1, copy_to("g"));
   EXPECT_TRUE(copied);
   EXPECT_EQ(ReadFile(At("g")), "new");
-  EXPECT_EQ(shown.level, host::AlertLevel::kCaution);
+  EXPECT_EQ(shown.level, desktop::AlertLevel::kCaution);
   EXPECT_EQ(shown.header, "Copy");
   EXPECT_EQ(shown.message,
             "The file \"" + At("g").string() + "\" already exists.  Do you want to overwrite it?");

@@ -10,9 +10,9 @@ namespace {
 
 class AlertsTest : public testing::Test {
  protected:
-  host::AlertRequest shown_;
+  desktop::AlertRequest shown_;
   std::optional<int> button_;
-  const host::ScopedAlertAnswer answer_{[this](const host::AlertRequest& request) {
+  const desktop::ScopedAlertAnswer answer_{[this](const desktop::AlertRequest& request) {
     shown_ = request;
     return button_;
   }};
@@ -31,14 +31,14 @@ TEST_F(AlertsTest, TranslatesTheRecordAndTheAnswer) {
     return hit;
   };
   EXPECT_EQ(show(), 0);  // nobody could be asked
-  EXPECT_EQ(shown_.level, host::AlertLevel::kStop);
+  EXPECT_EQ(shown_.level, desktop::AlertLevel::kStop);
   EXPECT_EQ(shown_.header, "\xC3\xA9");
   EXPECT_EQ(shown_.message, "");
   EXPECT_EQ(shown_.buttons, (std::vector<std::string>{"OK", "Non"}));
   EXPECT_EQ(shown_.default_button, 1);
   button_ = 1;
   EXPECT_EQ(show(), kAlertStdAlertOtherButton);
-  button_ = host::kAlertClosed;
+  button_ = desktop::kAlertClosed;
   EXPECT_EQ(show(), kAlertStdAlertOKButton);  // there is no second button to cancel with
   record.cancelText = reinterpret_cast<ConstStr255Param>("\2No");
   EXPECT_EQ(show(), kAlertStdAlertCancelButton);
@@ -60,7 +60,7 @@ TEST_F(AlertsTest, ANotificationTranslatesTextsAndAnswers) {
     return response;
   };
   EXPECT_EQ(show(nullptr), 99u);  // nobody could be asked
-  EXPECT_EQ(shown_.level, host::AlertLevel::kNote);
+  EXPECT_EQ(shown_.level, desktop::AlertLevel::kNote);
   EXPECT_EQ(shown_.header, "Caf\xC3\xA9");
   EXPECT_EQ(shown_.message, "\xF0\x9F\x98\x80?");
   EXPECT_EQ(shown_.buttons, std::vector<std::string>{"OK"});
@@ -69,7 +69,7 @@ TEST_F(AlertsTest, ANotificationTranslatesTextsAndAnswers) {
   EXPECT_EQ(show(nullptr), kCFUserNotificationDefaultResponse);
   button_ = 1;
   EXPECT_EQ(show(other), kCFUserNotificationOtherResponse);
-  button_ = host::kAlertClosed;
+  button_ = desktop::kAlertClosed;
   EXPECT_EQ(show(other), kCFUserNotificationCancelResponse);
 }
 

@@ -12,8 +12,8 @@ namespace orvik::test {
 // nobody can be asked.
 template <typename Call>
 auto Answered(std::optional<int> button, Call call) {
-  host::AlertRequest shown;
-  const host::ScopedAlertAnswer answer([&](const host::AlertRequest& request) {
+  desktop::AlertRequest shown;
+  const desktop::ScopedAlertAnswer answer([&](const desktop::AlertRequest& request) {
     shown = request;
     return button;
   });
