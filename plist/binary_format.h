@@ -1,5 +1,29 @@
-// The shape of a binary property list: the header "bplist00", objects that begin with a marker
-// byte, a table of their offsets, and a trailer. All numbers are big-endian.
+// The layout of a binary property list. All numbers are big-endian.
+//
+//   offset            bytes   content
+//   0                 8       "bplist00"
+//   8                         the objects: a marker byte each, then the content
+//   table offset              the offset of each object, in `offset size` bytes
+//   end - 32          6       unused
+//   end - 26          1       offset size
+//   end - 25          1       reference size
+//   end - 24          8       number of objects
+//   end - 16          8       index of the root
+//   end - 8           8       table offset
+//
+//   marker   low half           content
+//   0x0      8 false, 9 true    none
+//   0x1      n                  integer of 2^n bytes; below 8 bytes unsigned, 16 bytes signed
+//   0x2      n                  real of 2^n bytes (IEEE 754), n is 2 or 3
+//   0x3      3                  date: seconds since 2001-01-01 UTC, a real of 8 bytes
+//   0x4      count              bytes of data
+//   0x5      count              ASCII characters
+//   0x6      count              UTF-16 units
+//   0x8      n                  unique identifier of n + 1 bytes
+//   0xA      count              references to the elements
+//   0xD      count              references to the keys, then to the values
+//
+// A count of 15 means that an integer object with the count follows the marker.
 #pragma once
 
 #include <cstddef>
@@ -11,7 +35,7 @@ namespace orvik::plist::binary_format {
 inline constexpr std::string_view kMagic = "bplist0";
 inline constexpr size_t kHeaderSize = 8;
 
-// Five unused bytes, sort version, offset size, reference size, object count, root, table offset.
+// The trailer, and where its fields lie in it.
 inline constexpr size_t kTrailerSize = 32;
 inline constexpr size_t kOffsetSizeField = 6;
 inline constexpr size_t kReferenceSizeField = 7;
@@ -19,7 +43,7 @@ inline constexpr size_t kObjectCountField = 8;
 inline constexpr size_t kRootField = 16;
 inline constexpr size_t kTableOffsetField = 24;
 
-// Upper half of a marker byte; the lower half is a length or its logarithm.
+// The upper half of a marker byte.
 enum Marker : std::uint8_t {
   kSimple = 0x0,
   kInteger = 0x1,
@@ -35,12 +59,13 @@ enum Marker : std::uint8_t {
 
 inline constexpr std::uint8_t kFalse = 0x08;
 inline constexpr std::uint8_t kTrue = 0x09;
-// A lower half that says that an integer object with the length follows.
+// The lower half of a marker whose count follows as an integer object.
 inline constexpr std::uint8_t kLengthFollows = 0xF;
 
-// Objects may be shared, so that a list can be far larger than its file. Counted is what the values
-// and keys take at least in the XML form, in which nothing is shared: the shortest element with its
-// line end, and the units of a string or the bytes of data.
+// The bytes that a value or key takes at least in the XML form, where no objects are shared: the
+// shortest element with its line end, and `content`, the units of a string or the bytes of data.
+// Objects of the binary form may be shared, so that a list can be far larger than its file: the
+// limit kMaximumFileSize (sink.h) applies to this size.
 constexpr std::uint64_t SizeWrittenOut(std::uint64_t content) {
   return std::string_view("<true/>\n").size() + content;
 }

@@ -5,8 +5,8 @@
 #include <vector>
 
 #include "plist/binary_format.h"
+#include "plist/events.h"
 #include "plist/forms.h"
-#include "plist/value_events.h"
 
 namespace orvik::plist {
 namespace {

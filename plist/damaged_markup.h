@@ -1,5 +1,16 @@
-// The markup of a damaged XML property list, tag by tag. A tag of which one byte is wrong is taken
-// for what it was; everything else that is no tag is text. Takes time proportional to the text.
+// The markup of a damaged XML property list, tag by tag. A tag with one wrong byte counts as the
+// tag that it was; everything else that is not a tag is text.
+//
+//   in the file        token
+//   <array>            kStart "array"
+//   <arrby>            kStart "array", damaged
+//   <true/>            kEmpty "true"
+//   /array>            kEnd "array", damaged
+//   <!-- c --> <?pi?>  skipped, as are blanks and the document type
+//   a < b              kText
+//
+// Takes UTF-8, which need not be valid. Never fails; takes time proportional to the text and no
+// memory. Names in tokens refer to the text.
 #pragma once
 
 #include <cstddef>
@@ -30,7 +41,9 @@ class DamagedMarkup {
 
   explicit DamagedMarkup(std::string_view text) : text_(text) {}
 
+  // The token at the position, which moves behind it.
   Token Next();
+  // Continues at a byte of the text.
   void MoveTo(std::size_t position) { position_ = position; }
 
   // Where the element of a simple value or key ends whose start tag ends here: behind its end tag.

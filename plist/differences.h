@@ -1,5 +1,12 @@
-// Sorting, comparing and merging trees of dictionaries. Nothing here recurses: trees may be as deep
-// as kMaximumDepth on the stack of a small thread.
+// Sorting, comparing and merging trees of dictionaries: the one answer to "what differs" and "put
+// one tree into another". Values are compared as value.h says.
+//
+//   before {a = {x = 1;}; b = 1;}    after {a = {x = 2; y = 1;};}
+//   differences: a/x 1 -> 2, a/y none -> 1, b 1 -> none
+//   Merge(before, after): {a = {x = 2; y = 1;}; b = 1;}
+//
+// Nothing here recurses: trees may be as deep as kMaximumDepth on the stack of a small thread.
+// Only allocation can fail (std::bad_alloc).
 #pragma once
 
 #include <string>

@@ -1,4 +1,10 @@
-// The bytes of a textual property list, in whichever encoding, as UTF-8.
+// The bytes of a textual property list, in any encoding that ICU knows, as UTF-8.
+//
+//   the bytes begin with                              encoding
+//   a byte-order mark (Unicode, section 23.8)         that of the mark
+//   zero bytes beside "<", "{", "(" or a blank        UTF-16 or UTF-32 of that byte order
+//   <?xml version="1.0" encoding="NAME"?>             NAME
+//   anything else                                     UTF-8
 #pragma once
 
 #include <optional>
@@ -15,9 +21,9 @@ struct Utf8Text {
   std::string_view text;
 };
 
-// The text without its byte-order mark: in the encoding of the mark, else in UTF-16 or UTF-32 when
-// the zero bytes around the first characters show it, else in the encoding that an XML declaration
-// names, else in UTF-8. Nothing when the bytes are no text of that encoding, or hold a NUL.
+// The text without its byte-order mark. Nothing if the bytes are not valid in their encoding, if
+// the encoding is unknown, or if the text holds U+0000. UTF-8 is checked but not copied; the result
+// then refers to `bytes`.
 std::optional<Utf8Text> TextAsUtf8(std::string_view bytes);
 
 }  // namespace orvik::plist

@@ -1,5 +1,12 @@
 // The hash table of a dictionary: it finds the entries of a list, which keeps their order.
 //
+//   index.Find(list.size(), hash, matches)             look up
+//   if (list.size() == index.room()) Rebuild and Place every entry of the list again
+//   list.push_back(entry); index.Place(list.size() - 1, hash)   insert
+//   list[at] = {}                                       remove: `matches` must reject the entry
+//
+// A list has at most 2^32 - 1 entries. Only Rebuild allocates.
+//
 // Open addressing with linear probing over the indices of the entries, at most two thirds full. Up
 // to kSearched entries there is no table, because a linear search is as fast. An entry that is
 // removed from the list keeps its slot, so that searches go on behind it, until the next Rebuild.
@@ -7,10 +14,17 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <string_view>
 #include <vector>
 
 namespace orvik {
 namespace [[gnu::visibility("default")]] plist {
+
+// The hash of a string's units: SipHash-1-3 (Aumasson and Bernstein, 2012) with a random key of the
+// process, so that no file can hold keys that were chosen to collide. ISO 8859-1 bytes have the
+// hash of the same text in UTF-16.
+std::uint32_t HashOfUnits(std::string_view latin1);
+std::uint32_t HashOfUnits(std::u16string_view units);
 
 class EntryIndex {
  public:

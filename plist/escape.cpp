@@ -1,4 +1,4 @@
-#include "plist/escape.h"
+#include "plist/leaves.h"
 
 #include <algorithm>
 #include <array>

@@ -251,12 +251,7 @@ int File::SaveInPlace(const Value& root) {
   }
   const int file = is_writable_ ? opened_.descriptor.get() : in_place_.get();
   if (file < 0) return errno;
-  for (std::size_t done = 0; done < bytes.size();) {
-    const ssize_t count =
-        pwrite(file, bytes.data() + done, bytes.size() - done, static_cast<off_t>(done));
-    if (count < 0 && errno != EINTR) return errno;
-    if (count > 0) done += static_cast<std::size_t>(count);
-  }
+  if (const int error = host::WriteAllAt(file, bytes, 0)) return error;
   wrote_ = true;
   lock_.KeepFile();
   bytes_ = std::make_shared<const std::string>(std::move(bytes));

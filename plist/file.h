@@ -1,11 +1,21 @@
 // A property-list file with top-level entries: looked up once, locked, read once, and replaced
 // whole. Preferences and the stores above the platform use it alike.
 //
+//   plist::File file(path);
+//   if (int error = file.Lock(File::Folder::kMake)) return error;      // a change; else only Read
+//   if (file.Read() == File::Contents::kUnreadable) return file.error();
+//   if (file.contents() == File::Contents::kDamaged) file.KeepAside();
+//   return file.Save(changed(file.root()));
+//
+// The replacement is atomic, even across a crash; a reader without the lock sees the old or the new
+// file. The new file keeps mode, owner and extended attributes of the old one
+// (host/replace_file.h).
+//
 // Errors are error numbers of Linux. Only ENOENT means that the file is missing: everything else
 // that keeps it from being read (a file in place of a folder, a loop of links, a socket, ESTALE
 // from a network volume, no permission) makes it unreadable. So does EFBIG: the file, or what a
 // binary list becomes with its shared objects written out, is longer than
-// kMaximumFileSize. Reading makes nothing.
+// kMaximumFileSize. Reading creates no files or folders.
 //
 // A change follows symbolic links only when they are root's or the caller's; any other one is EPERM
 // with its path in obstacle(), and is logged. Without a change all links are followed.
@@ -28,8 +38,8 @@
 namespace orvik {
 namespace [[gnu::visibility("default")]] plist {
 
-// Lists what this thread keeps aside while the object lives and then replaces: for callers of
-// functions that do not report it.
+// Lists the files that this thread kept aside and replaced while the object lives: for callers of
+// functions that do not report them. Objects nest.
 class KeptAsideFiles {
  public:
   struct Kept {
@@ -51,8 +61,8 @@ class KeptAsideFiles {
   KeptAsideFiles* outer_;
 };
 
-// Waits the fiftieth of a second between two looks at a file that may still be written. Tests put
-// another function in its place; the old one is returned.
+// Sleeps for 20 ms between two reads of a file that may still be written. Tests set another
+// function; the previous one is returned.
 using FileWriterWait = std::function<void()>;
 FileWriterWait ExchangeFileWriterWait(FileWriterWait wait);
 

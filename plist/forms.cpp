@@ -4,7 +4,7 @@
 #include <utility>
 
 #include "plist/encoding.h"
-#include "plist/value_events.h"
+#include "plist/events.h"
 #include "plist/xml.h"
 
 namespace orvik::plist {

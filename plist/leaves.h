@@ -1,4 +1,15 @@
-// The texts of the XML form for integers, reals, dates and data.
+// The texts of the XML form: numbers, dates, data, and the characters of strings.
+//
+//   element   read                                         written
+//   integer   ParseInteger  -0x10, +16, 16                 AppendInteger  decimal
+//   real      ParseReal     1.5e3, inf, NaN                AppendReal     the shortest that reads
+//   back date      ParseDate     2001-01-01T00:00:00Z (ISO      AppendDate     the same, and with a
+//                           8601), exact="..."             AppendExactDate  fraction its attribute
+//   data      ParseData     Base64 (RFC 4648)              AppendData     Base64 in lines
+//   string    UnescapeText  U+FDD0 0000                    AppendEscapedText  as forms.h says
+//
+// The functions hold no state and may be called from any thread. They fail only where they say so;
+// an allocation failure throws std::bad_alloc.
 #pragma once
 
 #include <cstdint>
@@ -10,8 +21,8 @@
 
 namespace orvik::plist {
 
-// Each takes the whole text of an element, with white space around it, and gives nothing when it is
-// not a value of the kind.
+// Each Parse function takes the whole text of an element, with white space around it, and gives
+// nothing if the text is not a value of the kind.
 
 // Decimal digits, or hexadecimal ones after "0x", with an optional sign.
 std::optional<Integer> ParseInteger(std::string_view text);
@@ -44,5 +55,21 @@ void AppendExactDate(std::string& xml, double seconds);
 
 // Lines of Base64, each behind the indentation, no wider than 76 columns with tabs of eight.
 void AppendData(std::string& xml, std::string_view bytes, int indentation);
+
+// Appends the text as UTF-8 character data of XML: every unit that XML cannot carry escaped, markup
+// characters as entities, a carriage return as "&#13;".
+void AppendEscapedText(std::string& xml, const Text& text);
+
+// Character data of XML is plain when it is ASCII and the function above would write the same.
+// (Some that it would write is not plain: text with references, or beyond ASCII.) This finds the
+// first byte that is not plain, "<" included.
+size_t PlainTextEnd(std::string_view xml, size_t position);
+
+// UTF-8 of a text for a form that carries controls, but no lone surrogates: those, and what would
+// read as an escape, are escaped.
+std::string EscapedSurrogates(const Text& text);
+
+// Undoes the escapes of either in place.
+void UnescapeText(std::u16string& text);
 
 }  // namespace orvik::plist

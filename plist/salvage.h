@@ -1,5 +1,12 @@
 // Reads the intact values of a damaged property list in any of its three forms. Every value that is
 // not saved is reported as a loss.
+//
+//   file       {a = 1; b = "open; c = 2;}     the end of a string is missing
+//   entries    {a = 1; c = 2;}
+//   losses     path "b": text that cannot be read
+//
+// Never fails: in the worst case there are no entries and one loss covers the whole file. Limits of
+// depth and size are those of reading (sink.h); a part beyond them is a loss.
 #pragma once
 
 #include <cstddef>
@@ -29,7 +36,7 @@ class Losses {
   // Of all paths together: long keys must not make the list larger than the file.
   static constexpr std::size_t kMostPathBytes = 1 << 16;
 
-  // `path` gives the path of what is lost.
+  // Calls `path` for the path of the lost value, but only if the loss is kept.
   template <typename Path>
   void Add(Path path, const char* what, std::size_t place, std::size_t bytes) {
     ++count_;

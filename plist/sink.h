@@ -1,10 +1,17 @@
 // A property list as a sequence of events: each reader calls a sink and each writer is one.
 //
-//   caller                        sink
-//   reader of the XML form        builder of values, builder of platform objects
-//   reader of the old text form   writer of the XML form
-//   walk over values              writer of the binary form
-//   walk over platform objects    check that stops at what no property list can hold
+//   caller                                      sink
+//   reader of the XML form (xml.h)              builder of values (events.h)
+//   reader of the old text form                 writer of the XML form
+//   walk over values (events.h)                 writer of the binary form
+//                                               Checker: stops at what no property list can hold
+//
+// The calls for { a = (1, 2); b = x; }:
+//
+//   OpenDictionary  Key a  OpenArray  Integer 1  Integer 2  Close  Key b  String x  Close
+//
+// A caller makes the calls in this order and keeps to kMaximumDepth. Texts and bytes are valid
+// during the call only; a sink that keeps them shares the memory of `holder` if there is one.
 #pragma once
 
 #include <cstddef>
@@ -24,10 +31,12 @@ inline constexpr std::size_t kMaximumFileSize = std::size_t{512} << 20;
 // A unique identifier of a keyed archive is the dictionary { "CF$UID" = number }.
 inline constexpr std::string_view kUniqueIdentifierKey = "CF$UID";
 
-// The answer to a dictionary that is offered as a piece of XML.
+// The answer to a dictionary that is offered as a piece of XML: the sink took all of it; wants
+// OpenDictionary, the entries and Close instead; cannot take the value.
 enum class Taking { kTaken, kWantsEntries, kFailed };
 
-// Each call returns false if the sink cannot take the value; then the caller stops.
+// Each call returns false if the sink cannot take the value; then the caller stops and the sink
+// must not be used further. The reason is the sink's own to keep.
 class Sink {
  public:
   virtual ~Sink() = default;

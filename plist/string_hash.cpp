@@ -1,4 +1,4 @@
-#include "plist/string_hash.h"
+#include "plist/entry_index.h"
 
 #include <sys/auxv.h>
 #include <sys/random.h>

@@ -3,9 +3,9 @@
 #include <vector>
 
 #include "plist/encoding.h"
+#include "plist/events.h"
 #include "plist/forms.h"
 #include "plist/salvage.h"
-#include "plist/value_events.h"
 #include "text/shown_text.h"
 #include "text/transcoding.h"
 

@@ -11,8 +11,7 @@
 
 #include "host/reference_count.h"
 #include "plist/entry_index.h"
-#include "plist/string_hash.h"
-#include "plist/value_events.h"
+#include "plist/events.h"
 #include "plist/xml.h"
 #include "text/transcoding.h"
 

@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <utility>
 
-#include "plist/escape.h"
 #include "plist/leaves.h"
 #include "plist/xml_values.h"
 #include "text/shown_text.h"

@@ -1,6 +1,13 @@
-// The XML form of a property list, in any layout: checked once as a whole, then handed to sinks as
-// often as needed. The text stays in memory; dictionaries are pieces of it until somebody looks
-// at their entries.
+// The XML form of a property list, in any layout: checked once as a whole, then sent to sinks as
+// often as needed.
+//
+//   XmlText::Read        checks all of the text, and notes where each dictionary begins and ends
+//   XmlText::Send        sends the root; a dictionary goes to Sink::Dictionary as it is
+//   XmlDictionary::Send  sends the entries of one dictionary; those inside it as they are
+//
+// The text stays in memory as long as an XmlText or XmlDictionary refers to it. Both are immutable
+// and may be used from several threads. A text that Read accepted never fails again: Send returns
+// false only if the sink does.
 #pragma once
 
 #include <cstdint>
@@ -40,7 +47,7 @@ class XmlText {
   // text is part of the data.
   static std::shared_ptr<const XmlText> Read(Bytes data, std::string_view text, std::string& error);
 
-  // Hands the root over.
+  // Sends the root.
   static bool Send(const std::shared_ptr<const XmlText>& xml, Sink& sink);
 
  private:
@@ -75,12 +82,14 @@ class XmlDictionary {
   XmlDictionary(std::shared_ptr<const XmlText> xml, std::size_t extent)
       : xml_(std::move(xml)), index_(extent) {}
 
-  // Hands the dictionary over, its entries one by one.
+  // Sends OpenDictionary, the entries one by one, and Close.
   bool Send(Sink& sink) const;
-  // The same to a sink whose dictionary is open already. The sink's Close comes all the same.
+  // The same without OpenDictionary, for a sink whose dictionary is open already.
   bool SendEntries(Sink& sink) const;
 
+  // The containers around it in the text.
   int depth() const { return extent().depth; }
+  // Whether the XML writer would write the same text at this depth, and whether the keys ascend.
   bool is_written() const { return extent().is_written; }
   bool in_order() const { return extent().in_order; }
   // Whether that holds for the dictionaries inside, too.

@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <cstring>
 
-#include "plist/escape.h"
 #include "plist/leaves.h"
 #include "text/characters.h"
 

@@ -1,4 +1,13 @@
-// The values of a property list's XML, one after the other.
+// The values of a property list's XML, one after the other: the tokens that the check of a text and
+// the sending of its parts share.
+//
+//   XmlValues values(xml);
+//   XmlValue value;
+//   while (values.Next(value) && !IsEndOfRoot(value)) ...
+//
+// Next also fails at the end of the text, because a caller stops at the end of the root element.
+// Comments and processing instructions are skipped. The nesting of containers is the caller's to
+// check. Views refer to the text.
 #pragma once
 
 #include <string>
@@ -25,7 +34,7 @@ struct XmlValue {
   std::string_view text;
   std::string_view plain_element;
   bool is_mixed = false;
-  // Plain as escape.h says.
+  // Plain as leaves.h says.
   bool is_plain = false;
   // The tags have no other spelling than the writer's.
   bool has_plain_tags = false;

@@ -4,10 +4,9 @@
 #include <vector>
 
 #include "host/memory.h"
-#include "plist/escape.h"
+#include "plist/events.h"
 #include "plist/forms.h"
 #include "plist/leaves.h"
-#include "plist/value_events.h"
 #include "plist/xml.h"
 
 namespace orvik::plist {

@@ -73,8 +73,8 @@ FILE_CALLS = re.compile(
 FILE_CALLS_ALLOWED = {
     "text": (1, "the message of a process that ends"),
     "desktop": (3, "a terminal, a pipe, and the /dev/null of a child"),
-    "platform": (12, "what references and open forks ask; property-list files"),
-    "plist": (8, "property-list files that are written in place"),
+    "platform": (4, "what references and open forks ask"),
+    "plist": (7, "property-list files that are written in place"),
     "files": (1, "the size of a descriptor of the caller's"),
     "tools": (20, "terminals, private folders of a program, and its standard output"),
 }

@@ -71,17 +71,6 @@ OSStatus CopyProcessName(const ProcessSerialNumber* process, CFStringRef* name) 
   return noErr;
 }
 
-OSErr GetCurrentProcess(ProcessSerialNumber* process) {
-  return static_cast<OSErr>(GetProcessForPID(getpid(), process));
-}
-
-OSStatus GetProcessPID(const ProcessSerialNumber* process, pid_t* pid) {
-  if (process == nullptr || pid == nullptr) return paramErr;
-  if (!IsRunning(*process)) return procNotFound;
-  *pid = static_cast<pid_t>(process->lowLongOfPSN);
-  return noErr;
-}
-
 UInt32 TickCount() {
   const timespec now = SinceStart();
   return static_cast<UInt32>(static_cast<UInt64>(now.tv_sec) * kTicksPerSecond +

@@ -22,10 +22,6 @@ OSStatus GetProcessForPID(pid_t pid, ProcessSerialNumber* process);
 // The name of a process as host::ProgramNameOf gives it. The caller owns it.
 OSStatus CopyProcessName(const ProcessSerialNumber* process, CFStringRef* name);
 
-OSErr GetCurrentProcess(ProcessSerialNumber* process);
-
-OSStatus GetProcessPID(const ProcessSerialNumber* process, pid_t* pid);
-
 // Ticks since boot, which are sixtieths of a second. Wraps after 828 days.
 UInt32 TickCount();
 

@@ -5,6 +5,7 @@
 #include <utility>
 
 #include "platform/core_foundation/container_support.h"
+#include "platform/core_foundation/property_list.h"
 #include "platform/core_foundation/string.h"
 
 namespace orvik {
@@ -22,10 +23,22 @@ NSObject* NSEnumerator::nextObject() {
   return next_ < objects_.size() ? const_cast<NSObject*>(objects_[next_++]) : nullptr;
 }
 
-NSArray* NSArray::Create(bool is_mutable, std::size_t capacity) {
-  auto* array = new NSArray(is_mutable);
-  array->objects_.reserve(capacity);
-  return array;
+NSArray* NSArray::Create() {
+  return new NSArray(kCFPropertyListMutableContainers);
+}
+
+NSArray* NSArray::Create(plist::Value content, CFOptionFlags options) {
+  return new NSArray(std::move(content), options);
+}
+
+void NSArray::MakeObjects(const plist::Value& content, CFOptionFlags options) {
+  std::vector<Owned<const NSObject>> made;
+  made.reserve(content.elements().size());
+  for (const plist::Value& element : content.elements()) {
+    if (const auto* object = ObjectOf(CreateObject(element, options))) made.emplace_back(object);
+  }
+  objects_.reserve(made.size());
+  for (Owned<const NSObject>& object : made) objects_.push_back(object.release());
 }
 
 NSArray* NSArray::arrayWithCapacity(CFIndex) {
@@ -39,46 +52,38 @@ NSArray::~NSArray() {
 
 NSObject* NSArray::objectAtIndex(CFIndex index) const {
   if (index < 0 || index >= count()) return nullptr;
-  return const_cast<NSObject*>(objects_[static_cast<std::size_t>(index)]);
+  return const_cast<NSObject*>(Objects()[static_cast<std::size_t>(index)]);
 }
 
 NSEnumerator* NSArray::objectEnumerator() const {
-  return Autoreleased(new NSEnumerator(objects_));
+  return Autoreleased(new NSEnumerator(Objects()));
 }
 
 void NSArray::addObject(const NSObject* object) {
-  if (is_mutable_ && object != nullptr) AppendOwned(Retained(object));
+  if (!isMutable() || object == nullptr) return;
+  Load();
+  objects_.push_back(object);
+  object->retain();
 }
 
 CFTypeID NSArray::typeID() const {
   return CFArrayGetTypeID();
 }
 
-bool NSArray::isEqual(const NSObject* other) const {
-  return AreEqualTrees(this, other);
-}
-
 CFHashCode NSArray::hash() const {
-  return objects_.size();
+  return Objects().size();
 }
 
-NSObject* NSArray::copy() const {
-  return is_mutable_ ? CopyElements(false) : const_cast<NSArray*>(Retained(this));
-}
-
-NSObject* NSArray::mutableCopy() const {
-  return CopyElements(true);
-}
-
-NSArray* NSArray::CopyElements(bool is_mutable) const {
-  NSArray* copy = Create(is_mutable, objects_.size());
-  for (const NSObject* object : objects_) copy->AppendOwned(Retained(object));
+NSObject* NSArray::CopyObjects(CFOptionFlags options) const {
+  auto* copy = new NSArray(options);
+  copy->objects_ = Objects();
+  for (const NSObject* object : copy->objects_) object->retain();
   return copy;
 }
 
 const NSString* NSArray::description() const {
   std::u16string text = u"(\n";
-  for (const NSObject* object : objects_) {
+  for (const NSObject* object : Objects()) {
     text += u"    ";
     AppendDescription(text, object);
     text += u",\n";

@@ -22,8 +22,6 @@ using OSErr = std::int16_t;
 using OSStatus = std::int32_t;
 using OSType = UInt32;
 using FourCharCode = UInt32;
-using ByteCount = unsigned long;
-using ItemCount = unsigned long;
 
 // 'sdat' as FourCC("sdat"): the first character is the most significant byte.
 consteval FourCharCode FourCC(const char (&code)[5]) {
@@ -56,14 +54,12 @@ enum CFComparisonResult : CFIndex {
   kCFCompareEqualTo = 0,
   kCFCompareGreaterThan = 1,
 };
-inline constexpr CFIndex kCFNotFound = -1;
 
 // All objects live in the C++ heap; an allocator only says whether a buffer that an object takes
-// over is freed (kCFAllocatorMalloc, and the default: free) or left alone (kCFAllocatorNull).
+// over is freed (the default: free) or left alone (kCFAllocatorNull).
 struct CFAllocator;
 using CFAllocatorRef = const CFAllocator*;
 inline constexpr CFAllocatorRef kCFAllocatorDefault = nullptr;
-extern const CFAllocatorRef kCFAllocatorMalloc;
 extern const CFAllocatorRef kCFAllocatorNull;
 
 // Adds a reference, and gives the object back.
@@ -72,7 +68,8 @@ CFTypeRef CFRetain(CFTypeRef object);
 void CFRelease(CFTypeRef object);
 
 CFTypeID CFGetTypeID(CFTypeRef object);
-// Equal in content: the same kind and value, containers element by element.
+// Whether both are one object, or have equal values of a property list (plist/value.h): an integer
+// never equals a real.
 Boolean CFEqual(CFTypeRef a, CFTypeRef b);
 
 struct ReleaseReference {

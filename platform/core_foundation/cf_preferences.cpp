@@ -10,7 +10,6 @@
 #include "host/file_names.h"
 #include "host/proc.h"
 #include "host/system.h"
-#include "platform/core_foundation/errno_status.h"
 #include "platform/core_foundation/preference_domain.h"
 #include "platform/core_foundation/property_list.h"
 #include "platform/core_foundation/string.h"
@@ -98,7 +97,7 @@ PreferenceDomain& DomainOf(const std::string& file) {
 }
 
 // Saves what waits. With the guard not held.
-OSStatus SaveChanges(const std::string& path) {
+bool SaveChanges(const std::string& path) {
   // What a record of a lock says does not outlive a restart of the machine.
   plist::File file(path, path.ends_with(".lock.plist") ? host::Flush::kNone : host::Flush::kToDisk);
   int error = file.Lock(plist::File::Folder::kMake);
@@ -106,7 +105,7 @@ OSStatus SaveChanges(const std::string& path) {
     const std::lock_guard guard(Guard());
     error = plist::RepeatWhileMade([&] { return DomainOf(path).Save(file); });
   }
-  return host::StatusFromErrno(error);
+  return error == 0;
 }
 
 }  // namespace
@@ -131,47 +130,34 @@ CFPropertyListRef CFPreferencesCopyValue(CFStringRef key, CFStringRef domain, CF
 
 void CFPreferencesSetValue(CFStringRef key, CFPropertyListRef value, CFStringRef domain,
                            CFStringRef user, CFStringRef host) {
-  host::PreferencesSetValue(key, value, domain, user, host);
-}
-
-Boolean CFPreferencesSynchronize(CFStringRef domain, CFStringRef user, CFStringRef host) {
-  return host::PreferencesSynchronize(domain, user, host) == noErr;
-}
-
-namespace host {
-
-OSStatus PreferencesSetValue(CFStringRef key, CFPropertyListRef value, CFStringRef domain,
-                             CFStringRef user, CFStringRef host) {
   const std::string file = FileBehind(domain, user, host);
-  if (file.empty()) return bdNamErr;
   const std::optional<plist::Value> own = value == nullptr ? plist::Value() : ValueOfObject(value);
-  if (key == nullptr || !own) return paramErr;
+  if (file.empty() || key == nullptr || !own) return;
   {
     const std::lock_guard guard(Guard());
-    const OSStatus status = DomainOf(file).Set(key->text(), *own);
-    if (status != noErr || !Is(user, kCFPreferencesAnyUser)) return status;
+    if (!DomainOf(file).Set(key->text(), *own) || !Is(user, kCFPreferencesAnyUser)) return;
   }
-  const OSStatus status = SaveChanges(file);
-  if (status != noErr) {
+  if (!SaveChanges(file)) {
     const std::lock_guard guard(Guard());
     DomainOf(file).DropChanges();
   }
-  return status;
 }
 
-OSStatus PreferencesSynchronize(CFStringRef domain, CFStringRef user, CFStringRef host) {
+Boolean CFPreferencesSynchronize(CFStringRef domain, CFStringRef user, CFStringRef host) {
   const std::string file = FileBehind(domain, user, host);
-  if (file.empty()) return bdNamErr;
+  if (file.empty()) return false;
   {
     const std::lock_guard guard(Guard());
     PreferenceDomain& entries = DomainOf(file);
     if (!entries.has_changes()) {
       entries.Refresh();
-      return noErr;
+      return true;
     }
   }
   return SaveChanges(file);
 }
+
+namespace host {
 
 std::string PreferencesFile(CFStringRef domain, CFStringRef user, CFStringRef host) {
   return FileBehind(domain, user, host);

@@ -50,8 +50,8 @@ extern const CFStringRef kCFPreferencesAnyApplication;
 CFPropertyListRef CFPreferencesCopyValue(CFStringRef key, CFStringRef domain, CFStringRef user,
                                          CFStringRef host);
 
-// Sets an entry, or removes it (null). The value is copied. A value that is no property list is
-// not set.
+// Sets an entry, or removes it (null). The value is copied. A value that no property list can hold
+// is not set, nor is a value of any user that cannot be saved.
 void CFPreferencesSetValue(CFStringRef key, CFPropertyListRef value, CFStringRef domain,
                            CFStringRef user, CFStringRef host);
 
@@ -59,12 +59,6 @@ void CFPreferencesSetValue(CFStringRef key, CFPropertyListRef value, CFStringRef
 Boolean CFPreferencesSynchronize(CFStringRef domain, CFStringRef user, CFStringRef host);
 
 namespace host {
-
-// The two calls above with the reason: 0, or a status (bdNamErr for a refused domain, paramErr for
-// a value that no property list can hold). A value of any user that could not be saved is not set.
-OSStatus PreferencesSetValue(CFStringRef key, CFPropertyListRef value, CFStringRef domain,
-                             CFStringRef user, CFStringRef host);
-OSStatus PreferencesSynchronize(CFStringRef domain, CFStringRef user, CFStringRef host);
 
 // The path (bytes) of the file behind a domain, whether or not it exists; "" when there is none.
 std::string PreferencesFile(CFStringRef domain, CFStringRef user, CFStringRef host);

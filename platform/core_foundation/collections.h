@@ -1,20 +1,65 @@
 // Arrays and dictionaries of objects, by both of their names: a CFArrayRef is an NSArray, a
 // CFDictionaryRef an NSDictionary.
 //
+// A collection that was made from a value of a property list keeps the value until its objects are
+// first needed; its objects are then made one level deep, once for all threads.
+//
 // A collection retains the objects in it. Null is never an element, a key or a value. Changes to an
 // immutable collection do nothing. Created objects belong to the caller.
 #pragma once
 
 #include <atomic>
 #include <cstdint>
-#include <memory>
+#include <utility>
 #include <vector>
 
 #include "platform/core_foundation/base.h"
 #include "platform/core_foundation/object.h"
 #include "plist/entry_index.h"
+#include "plist/value.h"
 
 namespace [[gnu::visibility("default")]] orvik {
+
+// What becomes mutable of an object that is made from a value (property_list.h).
+using CFPropertyListMutabilityOptions = CFOptionFlags;
+inline constexpr CFPropertyListMutabilityOptions kCFPropertyListImmutable = 0;
+inline constexpr CFPropertyListMutabilityOptions kCFPropertyListMutableContainers = 1;
+inline constexpr CFPropertyListMutabilityOptions kCFPropertyListMutableContainersAndLeaves = 2;
+
+// What arrays and dictionaries share.
+class NSCollection : public NSObject {
+ public:
+  bool isMutable() const { return options_ != kCFPropertyListImmutable; }
+  // Whether its objects were not needed yet.
+  bool isDeferred() const { return is_deferred_.load(std::memory_order_acquire); }
+
+  NSObject* copy() const override;
+  NSObject* mutableCopy() const override;
+  // The value it was made from, or a new one of its objects; no value when one of them, or a key,
+  // does not fit into a property list, or when the objects are nested too deep. Does not recurse.
+  plist::Value value() const override;
+
+ protected:
+  explicit NSCollection(CFOptionFlags options) : options_(options) {}
+  NSCollection(plist::Value content, CFOptionFlags options)
+      : content_(std::move(content)), is_deferred_(true), options_(options) {}
+  ~NSCollection() override = default;
+
+  void Load() const {
+    if (isDeferred()) MakeAllObjects();
+  }
+
+ private:
+  // May be called again after an allocation failure.
+  virtual void MakeObjects(const plist::Value& content, CFOptionFlags options) = 0;
+  // The same objects in another collection, owned by the caller.
+  virtual NSObject* CopyObjects(CFOptionFlags options) const = 0;
+  void MakeAllObjects() const;
+
+  mutable plist::Value content_;
+  mutable std::atomic<bool> is_deferred_{false};
+  CFOptionFlags options_;
+};
 
 // Hands out the elements it was made over, one after the other. Autoreleased with what it holds.
 class NSEnumerator final : public NSObject {
@@ -32,45 +77,40 @@ class NSEnumerator final : public NSObject {
   std::size_t next_ = 0;
 };
 
-// Retains its elements; null is no element. Appending to an immutable array does nothing; an index
-// outside the array gives null.
-class NSArray final : public NSObject {
+// An index outside the array gives null.
+class NSArray final : public NSCollection {
  public:
-  // An empty array, owned by the caller.
-  static NSArray* Create(bool is_mutable = true, std::size_t capacity = 0);
+  // An empty mutable array, and one of an array's value; owned by the caller.
+  static NSArray* Create();
+  static NSArray* Create(plist::Value content, CFOptionFlags options);
 
   // An empty mutable array, autoreleased.
   static NSArray* arrayWithCapacity(CFIndex capacity);
 
-  CFIndex count() const { return static_cast<CFIndex>(objects_.size()); }
+  CFIndex count() const { return static_cast<CFIndex>(Objects().size()); }
   NSObject* objectAtIndex(CFIndex index) const;
   // Over the elements of this moment.
   NSEnumerator* objectEnumerator() const;
 
   void addObject(const NSObject* object);
 
-  // Appends an element whose reference the caller gives up, also to an immutable array that is
-  // still being made.
-  void AppendOwned(const NSObject* object) { objects_.push_back(object); }
-
-  const std::vector<const NSObject*>& Objects() const { return objects_; }
-  bool isMutable() const { return is_mutable_; }
+  const std::vector<const NSObject*>& Objects() const {
+    Load();
+    return objects_;
+  }
 
   CFTypeID typeID() const override;
-  bool isEqual(const NSObject* other) const override;
   CFHashCode hash() const override;
-  NSObject* copy() const override;
-  NSObject* mutableCopy() const override;
   const NSString* description() const override;
 
  private:
-  explicit NSArray(bool is_mutable) : is_mutable_(is_mutable) {}
+  using NSCollection::NSCollection;
   ~NSArray() override;
 
-  NSArray* CopyElements(bool is_mutable) const;
+  void MakeObjects(const plist::Value& content, CFOptionFlags options) override;
+  NSObject* CopyObjects(CFOptionFlags options) const override;
 
   std::vector<const NSObject*> objects_;
-  bool is_mutable_;
 };
 
 using CFArrayRef = const NSArray*;
@@ -89,9 +129,8 @@ const void* CFArrayGetValueAtIndex(CFArrayRef array, CFIndex index);
 void CFArrayAppendValue(CFMutableArrayRef array, const void* value);
 
 // Looks values up by their keys' hash and walks them in the order in which the keys were first put
-// in. Retains its values; keys are kept as immutable copies. Null is no key and no value. Changes
-// to an immutable dictionary do nothing.
-class NSDictionary final : public NSObject {
+// in. Keys are kept as immutable copies.
+class NSDictionary final : public NSCollection {
  public:
   struct Entry {
     const NSObject* key;  // null where an entry was removed
@@ -99,25 +138,9 @@ class NSDictionary final : public NSObject {
     CFHashCode hash;
   };
 
-  // Entries that are made when they are first looked at, by any thread.
-  class DeferredContent {
-   public:
-    virtual ~DeferredContent() = default;
-    // With TakeEntries. The dictionary is new and empty.
-    virtual void MakeEntries(NSDictionary* dictionary) const = 0;
-  };
-
-  // A dictionary with that content, owned by the caller.
-  static NSDictionary* CreateDeferred(bool is_mutable,
-                                      std::shared_ptr<const DeferredContent> content);
-
-  // Whether nobody has looked at the entries of a deferred dictionary yet; the content of one,
-  // or null.
-  bool isDeferred() const { return is_deferred_.load(std::memory_order_acquire); }
-  std::shared_ptr<const DeferredContent> deferredContent() const;
-
-  // An empty dictionary, owned by the caller.
-  static NSDictionary* Create(bool is_mutable = true, std::size_t capacity = 0);
+  // An empty mutable dictionary, and one of a dictionary's value; owned by the caller.
+  static NSDictionary* Create();
+  static NSDictionary* Create(plist::Value content, CFOptionFlags options);
 
   // An empty mutable dictionary, autoreleased.
   static NSDictionary* dictionary();
@@ -127,54 +150,35 @@ class NSDictionary final : public NSObject {
     return static_cast<CFIndex>(count_);
   }
   NSObject* objectForKey(const NSObject* key) const;
-  // The same for a key whose hash is known.
-  const NSObject* ValueOf(const NSObject* key, CFHashCode hash) const;
 
   // setObject:forKey:
   void setObject(const NSObject* value, const NSObject* key);
   void removeObjectForKey(const NSObject* key);
-  void removeAllObjects();
-
-  // Puts a value in whose reference, like that of the key, the caller gives up, also into an
-  // immutable dictionary that is still being made. The key must be immutable.
-  void SetOwned(const NSObject* key, const NSObject* value);
-
-  // Takes over the entries of a dictionary that nobody else uses, also into an immutable one that
-  // is still being made.
-  void TakeEntries(const NSDictionary* made);
 
   // In order; skip those without a key.
   const std::vector<Entry>& Entries() const {
     Load();
     return entries_;
   }
-  bool isMutable() const { return is_mutable_; }
 
   CFTypeID typeID() const override;
-  bool isEqual(const NSObject* other) const override;
   CFHashCode hash() const override;
-  NSObject* copy() const override;
-  NSObject* mutableCopy() const override;
   const NSString* description() const override;
 
  private:
-  explicit NSDictionary(bool is_mutable) : is_mutable_(is_mutable) {}
+  using NSCollection::NSCollection;
   ~NSDictionary() override;
 
-  void Load() const {
-    if (isDeferred()) MakeDeferred();
-  }
-  void MakeDeferred() const;
-  NSDictionary* CopyEntries(bool is_mutable) const;
+  void MakeObjects(const plist::Value& content, CFOptionFlags options) override;
+  NSObject* CopyObjects(CFOptionFlags options) const override;
+  // Takes over both references. The key must be immutable.
+  void SetOwned(const NSObject* key, const NSObject* value);
   std::size_t Find(const NSObject* key, CFHashCode hash) const;
   void Rebuild(std::size_t capacity);
 
   std::vector<Entry> entries_;
   plist::EntryIndex index_;
   std::size_t count_ = 0;
-  mutable std::shared_ptr<const DeferredContent> content_;
-  mutable std::atomic<bool> is_deferred_{false};
-  bool is_mutable_;
 };
 
 using CFDictionaryRef = const NSDictionary*;

@@ -1,4 +1,4 @@
-// What arrays and dictionaries share: releasing, comparing and describing nested containers, which
+// What arrays and dictionaries share: releasing and describing nested containers, which
 // may be deeper than the stack of a small thread allows.
 #pragma once
 
@@ -26,10 +26,6 @@ class ElementRelease {
   bool is_deep_;
   mutable std::vector<const NSObject*> waiting_;  // of the outermost
 };
-
-// Whether arrays hold the same elements in the same order, and dictionaries the same values under
-// the same keys, at any depth. isEqual compares everything else.
-bool AreEqualTrees(const NSObject* one, const NSObject* other);
 
 // Appends an object's description, its further lines indented by one level.
 void AppendDescription(std::u16string& text, const NSObject* object);

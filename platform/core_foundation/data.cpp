@@ -39,11 +39,6 @@ CFTypeID NSData::typeID() const {
   return CFDataGetTypeID();
 }
 
-bool NSData::isEqual(const NSObject* other) const {
-  return other != nullptr && other->typeID() == CFDataGetTypeID() &&
-         View() == static_cast<const NSData*>(other)->View();
-}
-
 CFHashCode NSData::hash() const {
   return std::hash<std::string_view>()(View());
 }

@@ -32,11 +32,11 @@ class NSData final : public NSObject {
   const plist::Bytes& Shared() const { return bytes_; }
 
   CFTypeID typeID() const override;
-  bool isEqual(const NSObject* other) const override;
   CFHashCode hash() const override;
   NSObject* copy() const override;
   NSObject* mutableCopy() const override;
   const NSString* description() const override;
+  plist::Value value() const override { return plist::Value::Data(bytes_); }
 
  private:
   explicit NSData(plist::Bytes bytes) : bytes_(std::move(bytes)) {}

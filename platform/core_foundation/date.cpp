@@ -17,14 +17,8 @@ CFTypeID NSDate::typeID() const {
   return CFDateGetTypeID();
 }
 
-bool NSDate::isEqual(const NSObject* other) const {
-  if (other == nullptr || other->typeID() != CFDateGetTypeID()) return false;
-  const CFAbsoluteTime other_time = static_cast<const NSDate*>(other)->time_;
-  return time_ == other_time || (std::isnan(time_) && std::isnan(other_time));
-}
-
 CFHashCode NSDate::hash() const {
-  return std::isnan(time_) ? 0 : std::hash<double>()(time_);
+  return std::hash<double>()(time_);
 }
 
 NSObject* NSDate::copy() const {

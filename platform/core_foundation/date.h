@@ -17,11 +17,11 @@ class NSDate final : public NSObject {
   CFAbsoluteTime timeIntervalSinceReferenceDate() const { return time_; }
 
   CFTypeID typeID() const override;
-  bool isEqual(const NSObject* other) const override;
   CFHashCode hash() const override;
   NSObject* copy() const override;
   // "YYYY-MM-DD HH:MM:SS +0000"
   const NSString* description() const override;
+  plist::Value value() const override { return plist::Value::Date(time_); }
 
  private:
   explicit NSDate(CFAbsoluteTime time) : time_(time) {}

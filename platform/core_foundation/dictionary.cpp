@@ -1,10 +1,10 @@
 #include "platform/core_foundation/collections.h"
 
-#include <mutex>
 #include <string>
 #include <utility>
 
 #include "platform/core_foundation/container_support.h"
+#include "platform/core_foundation/property_list.h"
 #include "platform/core_foundation/string.h"
 
 namespace orvik {
@@ -13,9 +13,6 @@ namespace {
 
 constexpr std::size_t kNowhere = plist::EntryIndex::kNowhere;
 
-// Makers of entries make deferred dictionaries, but look into none.
-std::mutex deferral_mutex;
-
 bool AreObjectCallBacks(const CFDictionaryKeyCallBacks* keys,
                         const CFDictionaryValueCallBacks* values) {
   return keys == &kCFTypeDictionaryKeyCallBacks && values == &kCFTypeDictionaryValueCallBacks;
@@ -23,38 +20,21 @@ bool AreObjectCallBacks(const CFDictionaryKeyCallBacks* keys,
 
 }  // namespace
 
-NSDictionary* NSDictionary::Create(bool is_mutable, std::size_t capacity) {
-  auto* dictionary = new NSDictionary(is_mutable);
-  if (capacity > 0) dictionary->Rebuild(capacity);
-  return dictionary;
+NSDictionary* NSDictionary::Create() {
+  return new NSDictionary(kCFPropertyListMutableContainers);
 }
 
-NSDictionary* NSDictionary::CreateDeferred(bool is_mutable,
-                                           std::shared_ptr<const DeferredContent> content) {
-  auto* dictionary = new NSDictionary(is_mutable);
-  dictionary->content_ = std::move(content);
-  dictionary->is_deferred_.store(true, std::memory_order_relaxed);
-  return dictionary;
+NSDictionary* NSDictionary::Create(plist::Value content, CFOptionFlags options) {
+  return new NSDictionary(std::move(content), options);
 }
 
-std::shared_ptr<const NSDictionary::DeferredContent> NSDictionary::deferredContent() const {
-  const std::lock_guard lock(deferral_mutex);
-  return content_;
-}
-
-void NSDictionary::MakeDeferred() const {
-  const std::lock_guard lock(deferral_mutex);
-  if (!isDeferred()) return;
-  content_->MakeEntries(const_cast<NSDictionary*>(this));
-  content_.reset();
-  is_deferred_.store(false, std::memory_order_release);
-}
-
-void NSDictionary::TakeEntries(const NSDictionary* made) {
-  auto* const other = const_cast<NSDictionary*>(made);
-  entries_.swap(other->entries_);
-  std::swap(index_, other->index_);
-  std::swap(count_, other->count_);
+void NSDictionary::MakeObjects(const plist::Value& content, CFOptionFlags options) {
+  Rebuild(content.count());
+  for (const auto& entry : content.entries()) {
+    Owned<const NSObject> key(NSString::NewFromValue(entry.key));
+    Owned<const NSObject> value(ObjectOf(CreateObject(entry.value, options)));
+    if (key && value) SetOwned(key.release(), value.release());
+  }
 }
 
 NSDictionary* NSDictionary::dictionary() {
@@ -109,14 +89,14 @@ NSObject* NSDictionary::objectForKey(const NSObject* key) const {
 }
 
 void NSDictionary::setObject(const NSObject* value, const NSObject* key) {
-  if (!is_mutable_ || key == nullptr || value == nullptr) return;
+  if (!isMutable() || key == nullptr || value == nullptr) return;
   Load();
   const NSObject* own_key = key->copy();
   SetOwned(own_key != nullptr ? own_key : Retained(key), Retained(value));
 }
 
 void NSDictionary::removeObjectForKey(const NSObject* key) {
-  if (!is_mutable_ || key == nullptr || count() == 0) return;
+  if (!isMutable() || key == nullptr || count() == 0) return;
   const std::size_t found = Find(key, key->hash());
   if (found == kNowhere) return;
   // The slot goes on pointing at the place, so that look-ups pass over it.
@@ -126,58 +106,24 @@ void NSDictionary::removeObjectForKey(const NSObject* key) {
   entry.value->release();
 }
 
-void NSDictionary::removeAllObjects() {
-  if (!is_mutable_) return;
-  Load();
-  const std::vector<Entry> entries = std::exchange(entries_, {});
-  index_.Rebuild(0);
-  count_ = 0;
-  for (const Entry& entry : entries) {
-    if (entry.key != nullptr) {
-      entry.key->release();
-      entry.value->release();
-    }
-  }
-}
-
 CFTypeID NSDictionary::typeID() const {
   return CFDictionaryGetTypeID();
-}
-
-bool NSDictionary::isEqual(const NSObject* other) const {
-  return AreEqualTrees(this, other);
-}
-
-const NSObject* NSDictionary::ValueOf(const NSObject* key, CFHashCode hash) const {
-  Load();
-  const std::size_t found = Find(key, hash);
-  return found == kNowhere ? nullptr : entries_[found].value;
 }
 
 CFHashCode NSDictionary::hash() const {
   return static_cast<CFHashCode>(count());
 }
 
-NSDictionary* NSDictionary::CopyEntries(bool is_mutable) const {
-  Load();
-  NSDictionary* copy = Create(is_mutable);
-  copy->entries_.reserve(count_);
-  for (const Entry& entry : entries_) {
-    if (entry.key != nullptr) {
-      copy->entries_.push_back({Retained(entry.key), Retained(entry.value), entry.hash});
-    }
-  }
+NSObject* NSDictionary::CopyObjects(CFOptionFlags options) const {
+  auto* copy = new NSDictionary(options);
+  copy->entries_ = Entries();
   copy->count_ = count_;
   copy->Rebuild(count_);
+  for (const Entry& entry : copy->entries_) {
+    entry.key->retain();
+    entry.value->retain();
+  }
   return copy;
-}
-
-NSObject* NSDictionary::copy() const {
-  return is_mutable_ ? CopyEntries(false) : const_cast<NSDictionary*>(Retained(this));
-}
-
-NSObject* NSDictionary::mutableCopy() const {
-  return CopyEntries(true);
 }
 
 const NSString* NSDictionary::description() const {

@@ -1,6 +1,5 @@
 #include "platform/core_foundation/number.h"
 
-#include <algorithm>
 #include <bit>
 #include <charconv>
 #include <cmath>
@@ -37,47 +36,27 @@ Integer Saturated(double value, double beyond) {
   return static_cast<Integer>(value);
 }
 
-template <class T>
-int CompareValues(T a, T b) {
-  return a < b ? -1 : a > b ? 1 : 0;
-}
-
-// Exact, unlike a comparison after conversion to double.
-int CompareRealToInteger(double real, const NSNumber& integer) {
-  if (std::isnan(real)) return -1;
-  if (real >= kTwoTo64) return 1;
-  if (real < -kTwoTo63) return -1;
-  const double whole = std::trunc(real);
-  const double fraction = real - whole;
-  int result;
-  if (integer.kind() == NSNumber::Kind::kUnsigned) {
-    result = whole < 0 ? -1 : CompareValues(static_cast<std::uint64_t>(whole), integer.bits());
-  } else if (whole >= kTwoTo63) {
-    result = 1;
-  } else {
-    result =
-        CompareValues(static_cast<std::int64_t>(whole), static_cast<std::int64_t>(integer.bits()));
-  }
-  return result != 0 ? result : CompareValues(fraction, 0.0);
-}
-
 // Stores the nearest value of the type; true if it is the number itself.
-template <class Integer>
-bool Store(const NSNumber& number, void* value) {
-  constexpr long long kMin = std::numeric_limits<Integer>::min();
-  constexpr long long kMax = std::numeric_limits<Integer>::max();
-  const long long whole = std::clamp(number.longLongValue(), kMin, kMax);
-  const auto result = static_cast<Integer>(whole);
-  std::memcpy(value, &result, sizeof result);
-  const NSNumber stored(NSNumber::Kind::kSigned, 8, static_cast<std::uint64_t>(whole));
-  return number.compare(&stored) == kCFCompareEqualTo;
+bool StoreInteger(const NSNumber& number, void* value) {
+  const SInt64 integer = number.longLongValue();
+  std::memcpy(value, &integer, sizeof integer);
+  if (number.kind() == NSNumber::Kind::kUnsigned) return false;
+  // The largest integer becomes 2^63 as a double.
+  return !number.isReal() ||
+         (static_cast<double>(integer) == number.doubleValue() && number.doubleValue() < kTwoTo63);
 }
 
 bool StoreReal(const NSNumber& number, void* value) {
   const double real = number.doubleValue();
   std::memcpy(value, &real, sizeof real);
-  const NSNumber stored(NSNumber::Kind::kReal, 8, std::bit_cast<std::uint64_t>(real));
-  return number.compare(&stored) == kCFCompareEqualTo;
+  switch (number.kind()) {
+    case NSNumber::Kind::kSigned:
+      return real < kTwoTo63 && static_cast<long long>(real) == number.longLongValue();
+    case NSNumber::Kind::kUnsigned:
+      return real < kTwoTo64 && static_cast<std::uint64_t>(real) == number.bits();
+    default:
+      return true;
+  }
 }
 
 template <class T>
@@ -157,38 +136,24 @@ double NSNumber::doubleValue() const {
   }
 }
 
-CFComparisonResult NSNumber::compare(const NSNumber* other) const {
-  int result;
-  if (isReal() && other->isReal()) {
-    const bool nan = std::isnan(real()), other_nan = std::isnan(other->real());
-    result =
-        nan || other_nan ? CompareValues(other_nan, nan) : CompareValues(real(), other->real());
-  } else if (isReal()) {
-    result = CompareRealToInteger(real(), *other);
-  } else if (other->isReal()) {
-    result = -CompareRealToInteger(other->real(), *this);
-  } else if (kind_ == Kind::kUnsigned || other->kind_ == Kind::kUnsigned) {
-    result = kind_ == other->kind_ ? CompareValues(bits_, other->bits_)
-                                   : (kind_ == Kind::kUnsigned ? 1 : -1);
-  } else {
-    result = CompareValues(longLongValue(), other->longLongValue());
-  }
-  return static_cast<CFComparisonResult>(result);
-}
-
 CFTypeID NSNumber::typeID() const {
   return kind_ == Kind::kBoolean ? CFBooleanGetTypeID() : CFNumberGetTypeID();
 }
 
-bool NSNumber::isEqual(const NSObject* other) const {
-  return other != nullptr && typeID() == other->typeID() &&
-         compare(static_cast<const NSNumber*>(other)) == kCFCompareEqualTo;
+CFHashCode NSNumber::hash() const {
+  // All reals that are not a number are equal.
+  return isReal() && std::isnan(real()) ? 0 : std::hash<std::uint64_t>()(bits_);
 }
 
-CFHashCode NSNumber::hash() const {
-  // An integer and a real of the same value are equal.
-  if (isReal()) return std::hash<double>()(real());
-  return std::hash<double>()(doubleValue());
+plist::Value NSNumber::value() const {
+  switch (kind_) {
+    case Kind::kBoolean:
+      return bits_ != 0;
+    case Kind::kReal:
+      return {real(), width_};
+    default:
+      return plist::Integer{bits_, kind_ == Kind::kUnsigned};
+  }
 }
 
 NSObject* NSNumber::copy() const {
@@ -228,8 +193,6 @@ CFTypeID CFNumberGetTypeID() {
 
 CFNumberRef CFNumberCreate(CFAllocatorRef, CFNumberType type, const void* value) {
   switch (type) {
-    case kCFNumberIntType:
-      return NSNumber::Create(Load<int>(value));
     case kCFNumberSInt64Type:
       return NSNumber::Create(Load<SInt64>(value));
     case kCFNumberDoubleType:
@@ -245,10 +208,8 @@ Boolean CFNumberIsFloatType(CFNumberRef number) {
 
 Boolean CFNumberGetValue(CFNumberRef number, CFNumberType type, void* value) {
   switch (type) {
-    case kCFNumberIntType:
-      return Store<int>(*number, value);
     case kCFNumberSInt64Type:
-      return Store<SInt64>(*number, value);
+      return StoreInteger(*number, value);
     case kCFNumberDoubleType:
       return StoreReal(*number, value);
     default:

@@ -9,8 +9,8 @@
 namespace [[gnu::visibility("default")]] orvik {
 
 // An integer of 64 bits (signed, or unsigned beyond the signed range), a real, or one of the two
-// booleans. Never changes once made. Numbers are equal by value, not by width; a boolean
-// equals no number.
+// booleans. Never changes once made. Equal as the values of plist/value.h
+// are: an integer never equals a real, a boolean never equals a number.
 class NSNumber final : public NSObject {
  public:
   enum class Kind : std::uint8_t { kBoolean, kSigned, kUnsigned, kReal };
@@ -39,14 +39,11 @@ class NSNumber final : public NSObject {
   unsigned long long unsignedLongLongValue() const;
   double doubleValue() const;
 
-  // By value.
-  CFComparisonResult compare(const NSNumber* other) const;
-
   CFTypeID typeID() const override;
-  bool isEqual(const NSObject* other) const override;
   CFHashCode hash() const override;
   NSObject* copy() const override;
   const NSString* description() const override;
+  plist::Value value() const override;
 
   // For the process-wide constants alone.
   constexpr NSNumber(Kind kind, int width, std::uint64_t bits)
@@ -66,7 +63,6 @@ using CFBooleanRef = const NSNumber*;
 
 using CFNumberType = CFIndex;
 inline constexpr CFNumberType kCFNumberSInt64Type = 4;
-inline constexpr CFNumberType kCFNumberIntType = 9;
 inline constexpr CFNumberType kCFNumberDoubleType = 13;
 
 extern const CFBooleanRef kCFBooleanTrue;

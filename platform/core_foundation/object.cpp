@@ -11,14 +11,13 @@ namespace orvik {
 namespace {
 
 // The address alone matters.
-const char allocator_tags[2] = {};
+const char null_allocator = 0;
 
 thread_local NSAutoreleasePool* innermost = nullptr;
 
 }  // namespace
 
-const CFAllocatorRef kCFAllocatorMalloc = reinterpret_cast<CFAllocatorRef>(&allocator_tags[0]);
-const CFAllocatorRef kCFAllocatorNull = reinterpret_cast<CFAllocatorRef>(&allocator_tags[1]);
+const CFAllocatorRef kCFAllocatorNull = reinterpret_cast<CFAllocatorRef>(&null_allocator);
 
 const NSObject* NSObject::retain() const {
   references_.Add();
@@ -34,7 +33,9 @@ CFTypeID NSObject::typeID() const {
 }
 
 bool NSObject::isEqual(const NSObject* other) const {
-  return this == other;
+  if (this == other) return true;
+  const plist::Value own = value();
+  return own && other != nullptr && own == other->value();
 }
 
 CFHashCode NSObject::hash() const {
@@ -51,6 +52,10 @@ NSObject* NSObject::mutableCopy() const {
 
 const NSString* NSObject::description() const {
   return nullptr;
+}
+
+plist::Value NSObject::value() const {
+  return {};
 }
 
 CFTypeID RegisterTypeID() {

@@ -10,6 +10,7 @@
 
 #include "host/reference_count.h"
 #include "platform/core_foundation/base.h"
+#include "plist/value.h"
 
 namespace [[gnu::visibility("default")]] orvik {
 
@@ -39,7 +40,7 @@ class NSObject {
 
   // The kind. Objects of the root class, and of classes that do not say otherwise, share one.
   virtual CFTypeID typeID() const;
-  // Identity, unless the class compares contents; equal objects have equal hashes.
+  // Identity, or equal values of a property list (plist/value.h); equal objects have equal hashes.
   virtual bool isEqual(const NSObject* other) const;
   virtual CFHashCode hash() const;
   // An immutable copy, and a mutable one, owned by the caller. Immutable objects answer copy with
@@ -48,6 +49,9 @@ class NSObject {
   virtual NSObject* mutableCopy() const;
   // The text that "%@" shows, owned by an autorelease pool.
   virtual const NSString* description() const;
+  // The value of a property list that the object stands for; no value for an object that no
+  // property list can hold.
+  virtual plist::Value value() const;
 
  protected:
   NSObject() = default;

@@ -7,7 +7,6 @@
 #include <string_view>
 #include <utility>
 
-#include "platform/core_foundation/errno_status.h"
 #include "plist/forms.h"
 
 namespace orvik {
@@ -65,19 +64,19 @@ const plist::Value* PreferenceDomain::Find(const plist::Text& key) const {
   return removals_.Find(key) != nullptr ? nullptr : saved_.Find(key);
 }
 
-OSStatus PreferenceDomain::Set(const plist::Text& key, const plist::Value& value) {
+bool PreferenceDomain::Set(const plist::Text& key, const plist::Value& value) {
   if (!value) {
     changes_.Remove(key);
     removals_.Set(key, true);
-    return noErr;
+    return true;
   }
   // Checked as deep as it will lie in the file.
   plist::Value wrapped = plist::Value::Dictionary();
   wrapped.Set(key, value);
-  if (plist::FindFault(wrapped)) return paramErr;
+  if (plist::FindFault(wrapped)) return false;
   removals_.Remove(key);
   changes_.Set(key, value);
-  return noErr;
+  return true;
 }
 
 void PreferenceDomain::DropChanges() {

@@ -3,7 +3,6 @@
 
 #include <string>
 
-#include "platform/core_foundation/base.h"
 #include "plist/file.h"
 #include "plist/value.h"
 
@@ -18,9 +17,9 @@ class PreferenceDomain {
 
   // Null when there is none; valid until the next call.
   const plist::Value* Find(const plist::Text& key) const;
-  // Remembers a change: 0, or paramErr for a value that no property list can hold below a key. No
-  // value removes the entry.
-  OSStatus Set(const plist::Text& key, const plist::Value& value);
+  // Remembers a change; false for a value that no property list can hold below a key. No value
+  // removes the entry.
+  bool Set(const plist::Text& key, const plist::Value& value);
   bool has_changes() const { return changes_.count() + removals_.count() > 0; }
   void DropChanges();
 

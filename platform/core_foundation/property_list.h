@@ -9,11 +9,11 @@
 // makes its entries when they are first used. Several threads may read one list.
 #pragma once
 
-#include <cstddef>
 #include <optional>
 #include <string>
 
 #include "platform/core_foundation/base.h"
+#include "platform/core_foundation/collections.h"
 #include "platform/core_foundation/data.h"
 #include "platform/core_foundation/object.h"
 #include "platform/core_foundation/string.h"
@@ -23,13 +23,7 @@ namespace [[gnu::visibility("default")]] orvik {
 
 using CFPropertyListRef = CFTypeRef;
 
-using CFPropertyListMutabilityOptions = CFOptionFlags;
-inline constexpr CFPropertyListMutabilityOptions kCFPropertyListImmutable = 0;
-inline constexpr CFPropertyListMutabilityOptions kCFPropertyListMutableContainers = 1;
-inline constexpr CFPropertyListMutabilityOptions kCFPropertyListMutableContainersAndLeaves = 2;
-
 using CFPropertyListFormat = CFIndex;
-inline constexpr CFPropertyListFormat kCFPropertyListOpenStepFormat = 1;
 inline constexpr CFPropertyListFormat kCFPropertyListXMLFormat_v1_0 = 100;
 inline constexpr CFPropertyListFormat kCFPropertyListBinaryFormat_v1_0 = 200;
 
@@ -45,23 +39,15 @@ CFPropertyListRef CFPropertyListCreateFromXMLData(CFAllocatorRef allocator, CFDa
 // written with as few digits as give the same double back.
 CFDataRef CFPropertyListCreateXMLData(CFAllocatorRef allocator, CFPropertyListRef property_list);
 
-// A copy of every container (and, with kCFPropertyListMutableContainersAndLeaves, of every string
-// and data object) with the given mutability, owned by the caller; null when the object is no
-// property list. Dictionary keys are always immutable.
-CFPropertyListRef CFPropertyListCreateDeepCopy(CFAllocatorRef allocator,
-                                               CFPropertyListRef property_list,
-                                               CFOptionFlags mutability_option);
-
-// Whether the object can be written in the format. The old text form holds strings, data, arrays
-// and dictionaries alone.
+// Whether the object can be written in the format.
 Boolean CFPropertyListIsValid(CFPropertyListRef property_list, CFPropertyListFormat format);
 
-// An object for the value, owned by the caller; null for no value. A dictionary shares the value
-// until its entries are first used; long strings and data share their memory with it. Nothing is
-// shared with other objects that can be changed.
+// An object for the value, owned by the caller; null for no value. Arrays and dictionaries share
+// the value until their objects are first used; long strings and data share their memory with it.
+// Nothing is shared with other objects that can be changed.
 CFTypeRef CreateObject(const plist::Value& value, CFOptionFlags mutability_option);
 
-// The value of an object; that of an unused dictionary is the one that it was made from. Nothing
+// The value of an object; that of an unused collection is the one that it was made from. Nothing
 // for an object that no property list can hold: null, an object of another class, a key that is not
 // a string, containers nested deeper than plist::kMaximumDepth. Then `path`, unless null, receives
 // the keys and indices that lead to it, with "/" between them, in UTF-8.

@@ -140,15 +140,6 @@ void CFStringGetCharacters(CFStringRef string, CFRange range, UniChar* buffer) {
   string->getCharacters(buffer, range.location, range.length);
 }
 
-Boolean CFStringGetCString(CFStringRef string, char* buffer, CFIndex buffer_size,
-                           CFStringEncoding encoding) {
-  if (buffer == nullptr || buffer_size < 1) return false;
-  const EncodedLength done = Encode(WideView(string), encoding, '\0', buffer, buffer_size - 1);
-  const bool is_whole = done.units == static_cast<size_t>(string->length());
-  buffer[is_whole ? done.bytes : 0] = 0;
-  return is_whole;
-}
-
 CFIndex CFStringGetBytes(CFStringRef string, CFRange range, CFStringEncoding encoding,
                          UInt8 loss_byte, Boolean, UInt8* buffer, CFIndex maximum_length,
                          CFIndex* used_length) {

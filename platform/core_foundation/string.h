@@ -14,6 +14,7 @@
 #pragma once
 
 #include <cstdarg>
+#include <new>
 #include <string>
 #include <string_view>
 
@@ -69,8 +70,8 @@ class NSString final : public NSObject {
     if (!isLatin1()) return wide();
     return isAscii() ? plist::Text::Ascii(latin1()) : plist::Text::Latin1(latin1());
   }
-  // The value that the memory is shared with, or null.
-  const plist::Value* value() const;
+  // The value that the memory is shared with, else a new one.
+  plist::Value value() const override;
 
   // The index must be below the length.
   char16_t characterAtIndex(CFIndex index) const {
@@ -101,7 +102,6 @@ class NSString final : public NSObject {
   void replaceCharacters(CFIndex first, CFIndex count, std::u16string_view units);
   void append(std::u16string_view units) { replaceCharacters(length_, 0, units); }
   void append(const NSString* other);
-  char16_t* mutableUnits();  // null unless mutable
 
   static CFTypeID TypeID();
   CFTypeID typeID() const override { return TypeID(); }
@@ -128,6 +128,10 @@ class NSString final : public NSObject {
   static void* operator new(size_t size, size_t extra);
   static void operator delete(void* block, size_t extra);
   static NSString* NewInline(UInt32 flags, CFIndex length, size_t bytes);
+  // The value behind the object.
+  const plist::Value* shared() const {
+    return std::launder(reinterpret_cast<const plist::Value*>(this + 1));
+  }
   char* inline_bytes() { return reinterpret_cast<char*>(this + 1); }
   char16_t* mutable_units() { return static_cast<char16_t*>(const_cast<void*>(units_)); }
   bool Reserve(CFIndex length);
@@ -186,10 +190,6 @@ CFStringRef CFStringCreateWithFormatAndArguments(CFAllocatorRef allocator,
 
 CFIndex CFStringGetLength(CFStringRef string);
 void CFStringGetCharacters(CFStringRef string, CFRange range, UniChar* buffer);
-// False when a character has no form in the encoding or the terminated text does not fit; the
-// buffer then holds an empty text.
-Boolean CFStringGetCString(CFStringRef string, char* buffer, CFIndex buffer_size,
-                           CFStringEncoding encoding);
 // Converts as many whole characters of the range as fit; with a null buffer they are measured. The
 // result is the number of units converted. No mark is written.
 CFIndex CFStringGetBytes(CFStringRef string, CFRange range, CFStringEncoding encoding,

@@ -38,7 +38,7 @@ void NSString::operator delete(void* block) {
 
 NSString::~NSString() {
   if ((flags_ & kShared) != 0) {
-    std::destroy_at(value());
+    std::destroy_at(shared());
     return;
   }
   if ((flags_ & (kOutside | kBorrowed)) == kOutside) std::free(const_cast<void*>(units_));
@@ -114,9 +114,8 @@ NSString* NSString::NewFromValue(const plist::Value& value) {
   return string;
 }
 
-const plist::Value* NSString::value() const {
-  if ((flags_ & kShared) == 0) return nullptr;
-  return std::launder(reinterpret_cast<const plist::Value*>(this + 1));
+plist::Value NSString::value() const {
+  return (flags_ & kShared) != 0 ? *shared() : plist::Value::String(text());
 }
 
 NSString* NSString::NewMutable(std::u16string_view units) {
@@ -209,10 +208,6 @@ void NSString::append(const NSString* other) {
   } else {
     append(other->wide());
   }
-}
-
-char16_t* NSString::mutableUnits() {
-  return isMutable() ? mutable_units() : nullptr;
 }
 
 NSComparisonResult NSString::compare(const NSString* other) const {

@@ -11,8 +11,8 @@
 #include <optional>
 #include <vector>
 
-#include "platform/core_foundation/string.h"
 #include "platform/core_foundation/locale.h"
+#include "platform/core_foundation/string.h"
 #include "platform/core_foundation/string_support.h"
 #include "text/case_and_spelling.h"
 #include "text/transcoding.h"

@@ -45,8 +45,9 @@ NSUserDefaults::NSUserDefaults(const std::vector<std::string>& arguments)
   for (std::size_t i = 0; i + 1 < arguments.size(); ++i) {
     const std::string& name = arguments[i];
     if (name.size() < 2 || name[0] != '-') continue;
-    arguments_->SetOwned(NewStringFromPath(std::string_view(name).substr(1)),
-                         NewStringFromPath(arguments[++i]));
+    const Owned<const NSString> key(NewStringFromPath(std::string_view(name).substr(1)));
+    const Owned<const NSString> value(NewStringFromPath(arguments[++i]));
+    arguments_->setObject(value.get(), key.get());
   }
 }
 

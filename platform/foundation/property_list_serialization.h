@@ -10,14 +10,11 @@
 namespace [[gnu::visibility("default")]] orvik {
 
 using NSPropertyListMutabilityOptions = unsigned long;
-inline constexpr NSPropertyListMutabilityOptions NSPropertyListImmutable = kCFPropertyListImmutable;
-inline constexpr NSPropertyListMutabilityOptions NSPropertyListMutableContainers =
-    kCFPropertyListMutableContainers;
 inline constexpr NSPropertyListMutabilityOptions NSPropertyListMutableContainersAndLeaves =
     kCFPropertyListMutableContainersAndLeaves;
 
 using NSPropertyListFormat = unsigned long;
-inline constexpr NSPropertyListFormat NSPropertyListOpenStepFormat = kCFPropertyListOpenStepFormat;
+inline constexpr NSPropertyListFormat NSPropertyListOpenStepFormat = 1;
 inline constexpr NSPropertyListFormat NSPropertyListXMLFormat_v1_0 = kCFPropertyListXMLFormat_v1_0;
 inline constexpr NSPropertyListFormat NSPropertyListBinaryFormat_v1_0 =
     kCFPropertyListBinaryFormat_v1_0;

@@ -74,30 +74,6 @@ TEST_F(NSFileManagerTest, LooksForSystemPathsBelowTheSystemRoot) {
   EXPECT_EQ(manager_->fileExistsAtPath(CFSTR(u"")), NO);
 }
 
-TEST_F(NSFileManagerTest, MakesFolders) {
-  const NSString* deep = Text(env_.folder() / "a" / "b");
-  NSError* error = nullptr;
-  EXPECT_EQ(manager_->createDirectoryAtPath(deep, NO, nullptr, &error), NO);
-  EXPECT_EQ(error->code(), ENOENT);
-  EXPECT_EQ(manager_->createDirectoryAtPath(deep, YES, nullptr, nullptr), YES);
-  EXPECT_EQ(manager_->createDirectoryAtPath(deep, YES, nullptr, nullptr), YES);
-  EXPECT_EQ(manager_->createDirectoryAtPath(deep, NO, nullptr, &error), NO);
-  EXPECT_EQ(error->code(), EEXIST);
-}
-
-TEST_F(NSFileManagerTest, MovesButNeverOverAnything) {
-  const fs::path from = top_ / "from", to = top_ / "to";
-  MakeTree(top_, {"from=moved", "to=there before"});
-  NSError* error = nullptr;
-  EXPECT_EQ(manager_->moveItemAtPath(Text(from), Text(to), &error), NO);
-  EXPECT_EQ(error->code(), EEXIST);
-  EXPECT_EQ(TreeIn(top_), (std::vector<std::string>{"from=moved", "to=there before"}));
-  fs::remove(to);
-  EXPECT_EQ(manager_->moveItemAtPath(Text(from), Text(to), nullptr), YES);
-  EXPECT_EQ(TreeIn(top_), std::vector<std::string>{"to=moved"});
-  EXPECT_EQ(manager_->moveItemAtPath(Text(from), Text(to), nullptr), NO);
-}
-
 TEST_F(NSFileManagerTest, NamesTheFoldersOfTheUser) {
   EXPECT_EQ(NSHomeDirectory()->ToUtf8(), env_.home().string());
   EXPECT_EQ(NSTemporaryDirectory()->ToUtf8(), env_.temp().string() + "/");

@@ -25,13 +25,10 @@ std::string NameOf(pid_t pid) {
 }
 
 TEST(ProcessesTest, TheCurrentProcessIsFoundByItsIdUnderTheNameOfItsProgram) {
-  ProcessSerialNumber current, found;
-  pid_t pid = 0;
-  EXPECT_EQ(GetCurrentProcess(&current), noErr);
-  EXPECT_EQ(GetProcessPID(&current, &pid), noErr);
-  EXPECT_EQ(pid, getpid());
-  EXPECT_EQ(GetProcessForPID(getpid(), &found), noErr);
-  EXPECT_EQ(found.highLongOfPSN, current.highLongOfPSN);
+  ProcessSerialNumber first, second;
+  EXPECT_EQ(GetProcessForPID(getpid(), &first), noErr);
+  EXPECT_EQ(GetProcessForPID(getpid(), &second), noErr);
+  EXPECT_EQ(first.highLongOfPSN, second.highLongOfPSN);
   EXPECT_EQ(NameOf(getpid()), "orvik_platform_tests");
 }
 
@@ -43,11 +40,11 @@ TEST(ProcessesTest, AZombieAndAReusedIdAreNotTheProcess) {
   EXPECT_EQ(NameOf(child), "orvik_platform_tests");
   ProcessSerialNumber earlier = process;
   earlier.highLongOfPSN -= 1;
-  pid_t pid = 0;
-  EXPECT_EQ(GetProcessPID(&earlier, &pid), procNotFound);
+  CFStringRef name = nullptr;
+  EXPECT_EQ(CopyProcessName(&earlier, &name), procNotFound);
   other.Kill();
   EXPECT_EQ(GetProcessForPID(child, &process), procNotFound);
-  EXPECT_EQ(GetProcessPID(&process, &pid), procNotFound);
+  EXPECT_EQ(CopyProcessName(&process, &name), procNotFound);
   other.End();
   for (const pid_t none : {0, -1, child}) EXPECT_EQ(GetProcessForPID(none, &process), procNotFound);
 }

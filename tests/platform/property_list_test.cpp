@@ -2,172 +2,151 @@
 
 #include <gtest/gtest.h>
 
+#include <atomic>
+#include <thread>
+
+#include "platform/core_foundation/collections.h"
+#include "platform/core_foundation/number.h"
 #include "platform/core_foundation/object.h"
+#include "platform/core_foundation/string.h"
+#include "platform/core_foundation/url.h"
 #include "platform/foundation/property_list_serialization.h"
-#include "tests/platform/property_list_test_support.h"
+#include "plist/forms.h"
+#include "tests/support/test_environment.h"
 
 namespace orvik::test {
 namespace {
 
-struct Case {
-  std::string bytes;
-  std::string expected;
-};
+using OwnedObject = Owned<const NSObject>;
 
-void ExpectAll(const std::vector<Case>& cases) {
-  for (const Case& c : cases) EXPECT_EQ(DescribeBytes(c.bytes), c.expected) << c.bytes;
+OwnedObject ReadRoot(std::string_view bytes, CFOptionFlags options = 0) {
+  return OwnedObject(ObjectOf(CreateObject(plist::Read(bytes).root, options)));
 }
 
-TEST(PropertyListXml, ReadsEveryKindOfValue) {
-  ExpectAll({
-      {"<plist version=\"1.0\"><string>a &lt;&gt;&amp;&quot;&apos; &#65;&#x42;</string></plist>",
-       "s:a <>&\"' AB"},
-      {"<string/>", "s:"},
-      {"<string> </string>", "s: "},
-      {"<string>a\r\nb\rc&#13;</string>", "s:a\nb\nc\r"},
-      {"<integer> -0x10 </integer>", "i:-16"},
-      {"<integer>18446744073709551615</integer>", "i:18446744073709551615"},
-      {"<real>-1.5e3</real>", "r:-1500"},
-      {"<real>Infinity</real>", "r:+infinity"},
-      {"<true/>", "b:1"},
-      {"<false></false>", "b:0"},
-      {"<date>2001-01-01T00:01:00Z</date>", "d:60"},
-      {"<data>\n\tCv8=\n</data>", "x:0AFF"},
-      {"<data/>", "x:"},
-      {"<array><array/><dict/><string>x</string></array>", "(() {} s:x)"},
-      {"<dict><key>b</key><true/><key></key><dict><key>a</key><array/></dict></dict>",
-       "{={a=()} b=b:1}"},
-      {"<dict><key>CF$UID</key><integer>7</integer></dict>", "{CF$UID=i:7}"},
-  });
+const NSDictionary* DictionaryAt(const OwnedObject& root, std::u16string_view key) {
+  const auto* dictionary = static_cast<const NSDictionary*>(root.get());
+  return static_cast<const NSDictionary*>(dictionary->objectForKey(CFSTR(key)));
 }
 
-TEST(PropertyListXml, KeepsTextAmongCommentsSectionsAndInstructions) {
-  ExpectAll({
-      {"<!-- a --><plist><!-- b --><string> <![CDATA[<&amp;>]]> &amp;<!-- c --> </string></plist>",
-       "s: <&amp;> & "},
-      {"<dict><?pi?><key>a<!-- ! -->b</key><!-- - --><integer>1<!-- x -->2</integer></dict>",
-       "{ab=i:12}"},
-      {"<array><![CDATA[ ]]><string>?!</string></array>", "(s:?!)"},
-      {"<?xml version='1.0'?>\n<!DOCTYPE plist [<!ENTITY a \"]>\">]>\n<plist><true/></plist>\n",
-       "b:1"},
-  });
-}
-
-TEST(PropertyListXml, OfEqualKeysTheLastHolds) {
-  ExpectAll({{"<dict><key>a</key><true/><key>b</key><true/><key>a</key><false/></dict>",
-              "{a=b:0 b=b:1}"}});
-}
-
-void ExpectRefused(std::initializer_list<const char*> lists) {
-  for (const char* bytes : lists) {
-    CFStringRef error = nullptr;
-    const OwnedObject data(NSData::Create(bytes));
-    EXPECT_EQ(CFPropertyListCreateFromXMLData(kCFAllocatorDefault,
-                                              static_cast<CFDataRef>(data.get()), 0, &error),
-              nullptr)
-        << bytes;
-    ASSERT_NE(error, nullptr) << bytes;
-    EXPECT_GT(error->length(), 0);
-    CFRelease(error);
-  }
-}
-
-TEST(PropertyListXml, RefusesWhatIsNoPropertyList) {
-  ExpectRefused({"", "<", "<plist/>", "<plist></plist>", "<plist><true/><true/></plist>",
-                 "<plist><true/></plist>x", "<plist><true/></plist><plist/>",
-                 "<plist>x<true/></plist>", "<plist><true/>", "<html><body/></html>"});
-  ExpectRefused({"<key>a</key>", "<dict><key>a</key></dict>", "<dict><true/></dict>",
-                 "<dict><key>a</key><key>b</key></dict>", "<dict>a<key>a</key><true/></dict>",
-                 "<dict><key>a</key><true/>b</dict>", "<array><key>a</key></array>"});
-  ExpectRefused({"<string>a<b/></string>", "<true>a</true>", "<integer/>", "<integer>1.5</integer>",
-                 "<date>yesterday</date>", "<string>&nbsp;</string>", "<string>a & b</string>",
-                 "<string>&#x110000;</string>", "<string>\xC3</string>",
-                 "<!DOCTYPE plist [<!ENTITY a \"x\"><!ENTITY b \"&a;&a;\">]><string>&b;</string>"});
-  EXPECT_EQ(DescribeBytes(std::string("<string>a\0b</string>", 20)), "nothing");
-}
-
-TEST(PropertyListXml, ReadsItsEncodings) {
-  const std::string body = "<array><string>\u00E9\U0001F600</string></array>";
-  const std::u16string units =
-      u"<?xml version=\"1.0\" encoding=\"UTF-16\"?><string>\u00E9</string>";
-  std::string big, little;
-  for (const char16_t unit : units) {
-    big += {static_cast<char>(unit >> 8), static_cast<char>(unit)};
-    little += {static_cast<char>(unit), static_cast<char>(unit >> 8)};
-  }
-  ExpectAll({
-      {"\xEF\xBB\xBF" + body, "(s:\u00E9\U0001F600)"},
-      {"\xFE\xFF" + big, "s:\u00E9"},
-      {"\xFF\xFE" + little, "s:\u00E9"},
-      {big, "s:\u00E9"},
-      {little, "s:\u00E9"},
-      {little + '\0', "nothing"},
-      {"<?xml version=\"1.0\" encoding='ISO-8859-1'?><string>\xE9</string>", "s:\u00E9"},
-      {"<?xml version=\"1.0\" encoding=\"UTF-16\"?><string>\u00E9</string>", "s:\u00E9"},
-      {"<?xml version=\"1.0\" encoding=\"no-such\"?><string>a</string>", "nothing"},
-  });
-}
-
-TEST(PropertyListXml, WritesDictionariesByKeyWithTabs) {
-  const OwnedObject list =
-      ReadRoot("{ b = (x, <00>); a = {}; \"\\Uffee\" = (); \"\\Ud83d\\Ude00\" = \"<&>\\r\"; }");
-  EXPECT_EQ(XmlOf(list.get()),
-            "<dict>\n"
-            "\t<key>a</key>\n\t<dict/>\n"
-            "\t<key>b</key>\n\t<array>\n\t\t<string>x</string>\n\t\t<data>\n\t\tAA==\n\t\t</data>\n"
-            "\t</array>\n"
-            "\t<key>\U0001F600</key>\n\t<string>&lt;&amp;&gt;&#13;</string>\n"
-            "\t<key>\uFFEE</key>\n\t<array/>\n"
-            "</dict>\n");
-}
-
-TEST(PropertyListText, ReadsTheOldForm) {
-  ExpectAll({
-      {"{ a = b; \"c d\" = ( 1, 'x\"', <0a 0B>, {}, ( ), ); }",
-       "{a=s:b c d=(s:1 s:x\" x:0A0B {} ())}"},
-      {"// c\n{ /* d */ a/b = http://x.y/z; k; }", "{a/b=s:http://x.y/z k=s:k}"},
-      {"\"a\" = \"b\";\nc = (d);\n", "{a=s:b c=(s:d)}"},
-      {"\"\\U00e9\\101\\341\\n\\\\\\q\u00FC\"", "s:\u00E9A\u00C6\n\\q\u00FC"},
-      {"<0aff>", "x:0AFF"},
-      {" /* nothing */ ", "{}"},
-  });
-  for (const char* none : {"(a, b", "(a b)", "(,)", "{ a = b }", "{ a b; }", "{ a = b; } c",
-                           "<0a0>", "\"open", "word", "several words", "a = b"}) {
-    EXPECT_EQ(DescribeBytes(none), "nothing") << none;
-  }
-}
-
-TEST(PropertyListCopies, HaveTheMutabilityThatIsAskedFor) {
+TEST(PropertyListObjects, HaveTheMutabilityThatIsAskedFor) {
   const char* xml = "<dict><key>a</key><array><string>s</string><data>AA==</data></array></dict>";
   for (const CFOptionFlags options : {0, 1, 2}) {
-    const OwnedObject read = ReadRoot(xml, options);
-    const OwnedObject original = ReadRoot(xml, 2 - options);
-    const OwnedObject copy(
-        ObjectOf(CFPropertyListCreateDeepCopy(nullptr, original.get(), options)));
-    ASSERT_TRUE(CFEqual(original.get(), copy.get()));
-    for (const OwnedObject* root : {&read, &copy}) {
-      const auto* dictionary = static_cast<const NSDictionary*>(root->get());
-      const NSDictionary::Entry& entry = dictionary->Entries()[0];
-      const auto* array = static_cast<const NSArray*>(entry.value);
-      EXPECT_EQ(dictionary->isMutable(), options >= 1);
-      EXPECT_EQ(array->isMutable(), options >= 1);
-      EXPECT_FALSE(static_cast<const NSString*>(entry.key)->isMutable());
-      EXPECT_EQ(static_cast<const NSString*>(array->Objects()[0])->isMutable(), options == 2);
-    }
+    const OwnedObject root = ReadRoot(xml, options);
+    const auto* dictionary = static_cast<const NSDictionary*>(root.get());
+    const NSDictionary::Entry& entry = dictionary->Entries()[0];
+    const auto* array = static_cast<const NSArray*>(entry.value);
+    EXPECT_EQ(dictionary->isMutable(), options >= 1);
+    EXPECT_EQ(array->isMutable(), options >= 1);
+    EXPECT_FALSE(static_cast<const NSString*>(entry.key)->isMutable());
+    EXPECT_EQ(static_cast<const NSString*>(array->Objects()[0])->isMutable(), options == 2);
   }
 }
 
-TEST(PropertyListXml, IsNotWrittenOfWhatItCannotHold) {
+TEST(PropertyListObjects, GiveTheirValueBack) {
+  const plist::Value value =
+      plist::Read(
+          "<dict><key>a</key><array><string>s</string><integer>18446744073709551615</integer>"
+          "<real>0.5</real><true/><date>2001-01-01T00:00:01Z</date><data>AAEC</data><dict/></array>"
+          "<key>\u4E16</key><dict><key></key><array/></dict></dict>")
+          .root;
+  for (const CFOptionFlags options : {0, 1, 2}) {
+    const OwnedObject root(ObjectOf(CreateObject(value, options)));
+    EXPECT_TRUE(static_cast<const NSDictionary*>(root.get())->isDeferred());
+    EXPECT_TRUE(ValueOfObject(root.get())->IsSharedWith(value));
+    const auto* list = static_cast<const NSArray*>(
+        static_cast<const NSDictionary*>(root.get())->objectForKey(CFSTR(u"a")));
+    EXPECT_EQ(list->count(), 7);
+    EXPECT_EQ(ValueOfObject(root.get()), value);
+  }
+}
+
+TEST(PropertyListObjects, ChangeWithoutChangingTheValueTheyCameFrom) {
+  const plist::Value value = plist::Read("{k = {a = x;}; list = (y);}").root;
+  const OwnedObject root(ObjectOf(CreateObject(value, kCFPropertyListMutableContainers)));
+  auto* dictionary = const_cast<NSDictionary*>(DictionaryAt(root, u"k"));
+  dictionary->setObject(kCFBooleanFalse, CFSTR(u"b"));
+  dictionary->removeObjectForKey(CFSTR(u"a"));
+  const auto* list = static_cast<const NSDictionary*>(root.get())->objectForKey(CFSTR(u"list"));
+  const_cast<NSArray*>(static_cast<const NSArray*>(list))->addObject(kCFBooleanTrue);
+  EXPECT_EQ(ValueOfObject(root.get()),
+            plist::Value::Dictionary({{u"k", plist::Value::Dictionary({{u"b", false}})},
+                                      {u"list", plist::Value::Array({u"y", true})}}));
+  EXPECT_EQ(value, plist::Read("{k = {a = x;}; list = (y);}").root);
+}
+
+TEST(PropertyListObjects, AreMadeOnceForAllThreads) {
+  const OwnedObject root = ReadRoot("<dict><key>k</key><dict><key>a</key><dict/></dict></dict>");
+  const NSDictionary* dictionary = DictionaryAt(root, u"k");
+  std::atomic<CFIndex> counted{0};
+  const auto count = [&] { counted += dictionary->count(); };
+  std::thread first(count), second(count);
+  first.join();
+  second.join();
+  EXPECT_EQ(counted, 2);
+}
+
+// Lists that were put together from objects, on the stack of a small thread.
+TEST(PropertyListObjects, MayLieAsDeepAsAListAndNoDeeper) {
+  const auto nested = [](std::size_t depth) {
+    NSArray* list = NSArray::Create();
+    for (std::size_t i = 1; i < depth; ++i) {
+      NSArray* outer = NSArray::Create();
+      outer->addObject(list);
+      CFRelease(list);
+      list = outer;
+    }
+    return OwnedObject(list);
+  };
+  EXPECT_TRUE(ValueOfObject(nested(plist::kMaximumDepth).get()));
+  EXPECT_FALSE(ValueOfObject(nested(plist::kMaximumDepth + 1).get()));
+  const OwnedObject deepest = nested(200'000);
+  EXPECT_FALSE(ValueOfObject(deepest.get()));
+  EXPECT_FALSE(CFEqual(deepest.get(), nested(200'000).get()));
+  // A dictionary whose text was read at another depth.
+  const OwnedObject read =
+      ReadRoot(Repeated("<dict><key>k</key>", 512) + "<true/>" + Repeated("</dict>", 512));
+  const Owned<NSArray> around(NSArray::Create());
+  around->addObject(DictionaryAt(read, u"k"));
+  EXPECT_TRUE(CFPropertyListIsValid(around.get(), kCFPropertyListXMLFormat_v1_0));
+  around->addObject(read.get());
+  EXPECT_FALSE(CFPropertyListIsValid(around.get(), kCFPropertyListXMLFormat_v1_0));
+}
+
+TEST(PropertyListObjects, AreNoListOfWhatItCannotHold) {
   EXPECT_EQ(CFPropertyListCreateXMLData(nullptr, nullptr), nullptr);
   const Owned<NSDictionary> keyed_by_boolean(NSDictionary::Create());
   keyed_by_boolean->setObject(kCFBooleanTrue, kCFBooleanTrue);
   EXPECT_EQ(CFPropertyListCreateXMLData(nullptr, keyed_by_boolean.get()), nullptr);
   EXPECT_FALSE(CFPropertyListIsValid(keyed_by_boolean.get(), kCFPropertyListXMLFormat_v1_0));
   const OwnedObject number = ReadRoot("<array><integer>1</integer></array>");
-  EXPECT_FALSE(CFPropertyListIsValid(number.get(), kCFPropertyListOpenStepFormat));
   EXPECT_TRUE(CFPropertyListIsValid(number.get(), kCFPropertyListXMLFormat_v1_0));
-  EXPECT_TRUE(CFPropertyListIsValid(ReadRoot("{a = <00>;}").get(), kCFPropertyListOpenStepFormat));
   EXPECT_FALSE(CFPropertyListIsValid(number.get(), 0));
+}
+
+TEST(PropertyListObjects, NameWhatNoListCanHold) {
+  const Owned<NSDictionary> dictionary(NSDictionary::Create());
+  const Owned<NSArray> list(NSArray::Create());
+  const Owned<const NSURL> url(CFURLCreateFromFileSystemRepresentation(
+      nullptr, reinterpret_cast<const UInt8*>("/"), 1, true));
+  dictionary->setObject(kCFBooleanTrue, CFSTR(u"whole"));
+  dictionary->setObject(list.get(), CFSTR(u"a/b"));
+  list->addObject(kCFBooleanTrue);
+  list->addObject(url.get());
+  std::string path;
+  EXPECT_FALSE(ValueOfObject(dictionary.get(), &path));
+  EXPECT_EQ(path, "a/b/1");
+}
+
+TEST(PropertyListObjects, ComeFromBytesOrWithTheReason) {
+  for (const auto& [bytes, is_list] : {std::pair("<array/>", true), std::pair("<", false)}) {
+    CFStringRef error = nullptr;
+    const Owned<const NSData> data(NSData::Create(bytes));
+    const OwnedObject root(
+        ObjectOf(CFPropertyListCreateFromXMLData(nullptr, data.get(), 0, &error)));
+    EXPECT_EQ(root != nullptr, is_list);
+    EXPECT_EQ(error == nullptr, is_list);
+    CFRelease(error);
+  }
 }
 
 class PropertyListSerialization : public testing::Test {

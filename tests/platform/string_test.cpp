@@ -6,7 +6,7 @@
 
 #include "platform/core_foundation/base.h"
 #include "platform/core_foundation/object.h"
-#include "plist/string_hash.h"
+#include "plist/entry_index.h"
 #include "tests/support/test_environment.h"
 
 namespace orvik::test {
@@ -144,16 +144,6 @@ TEST(CFString, CreatesFromBytes) {
   EXPECT_EQ(make("\xEF\xBB\xBFx", kCFStringEncodingUTF8)->ToUnits(), u"\xFEFFx");
   EXPECT_EQ(make("x", 0x12345), nullptr);
   EXPECT_EQ(CFStringCreateWithBytes(nullptr, nullptr, -1, kCFStringEncodingUTF8, false), nullptr);
-}
-
-TEST(CFString, CStringsFitOrFail) {
-  const Text string = Units(u"a\xE9");
-  char buffer[8] = "XXXXXXX";
-  EXPECT_TRUE(CFStringGetCString(string.get(), buffer, 4, kCFStringEncodingUTF8));
-  EXPECT_STREQ(buffer, "a\xC3\xA9");
-  EXPECT_FALSE(CFStringGetCString(string.get(), buffer, 3, kCFStringEncodingUTF8));
-  EXPECT_STREQ(buffer, "");
-  EXPECT_FALSE(CFStringGetCString(string.get(), buffer, 8, kCFStringEncodingASCII));
 }
 
 TEST(CFString, GetsWholeCharactersOnly) {

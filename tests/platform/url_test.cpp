@@ -2,7 +2,6 @@
 
 #include "platform/core_foundation/base.h"
 #include "platform/core_foundation/data.h"
-#include "platform/core_foundation/errno_status.h"
 #include "platform/core_foundation/object.h"
 #include "platform/core_foundation/string.h"
 #include "tests/support/test_environment.h"
@@ -11,7 +10,6 @@ namespace orvik::test {
 namespace {
 
 using Url = Owned<const NSURL>;
-using Text = Owned<const NSString>;
 
 Url UrlOf(const std::string& path) {
   return Url(CFURLCreateFromFileSystemRepresentation(nullptr,
@@ -25,8 +23,7 @@ TEST_F(CFURLTest, KeepsThePathItWasGiven) {
   static constexpr std::pair<const char*, const char*> kCases[] = {
       {"/a/b", "/a/b"}, {"/a/b///", "/a/b"}, {"/", "/"}, {"/caf\xC3\xA9/x y", "/caf\xC3\xA9/x y"}};
   for (const auto& [path, kept] : kCases) {
-    const Url url = UrlOf(path);
-    EXPECT_EQ(Text(CFURLCopyFileSystemPath(url.get(), kCFURLPOSIXPathStyle))->ToUtf8(), kept);
+    EXPECT_EQ(UrlOf(path)->Path(), kept);
   }
   EXPECT_EQ(UrlOf(""), nullptr);
   EXPECT_EQ(UrlOf(std::string("/a\0b", 4)), nullptr);
@@ -36,33 +33,11 @@ TEST_F(CFURLTest, KeepsThePathItWasGiven) {
 
 TEST_F(CFURLTest, KeepsBytesThatAreNotUtf8) {
   const Url url = UrlOf("/x/caf\xE9%");
-  const Text path(CFURLCopyFileSystemPath(url.get(), kCFURLPOSIXPathStyle));
-  EXPECT_EQ(path->ToUnits(), u"/x/caf\xDCE9%");
   char buffer[9] = {};
   auto* bytes = reinterpret_cast<UInt8*>(buffer);
   EXPECT_FALSE(CFURLGetFileSystemRepresentation(url.get(), true, bytes, 8));
   EXPECT_TRUE(CFURLGetFileSystemRepresentation(url.get(), true, bytes, 9));
   EXPECT_STREQ(buffer, "/x/caf\xE9%");
-}
-
-TEST_F(CFURLTest, ReadsAndReplacesTheFileAndTellsTheStatus) {
-  const Url url = UrlOf((env_.folder() / "file").string());
-  CFDataRef data = nullptr;
-  SInt32 code = 1;
-  EXPECT_FALSE(
-      CFURLCreateDataAndPropertiesFromResource(nullptr, url.get(), &data, nullptr, nullptr, &code));
-  EXPECT_EQ(code, fnfErr);
-  const CFDataRef bytes = NSData::Create("content");
-  EXPECT_TRUE(CFURLWriteDataAndPropertiesToResource(url.get(), bytes, nullptr, &code));
-  EXPECT_EQ(code, noErr);
-  EXPECT_TRUE(CFURLCreateDataAndPropertiesFromResource(nullptr, url.get(), &data, nullptr, nullptr,
-                                                       nullptr));
-  EXPECT_TRUE(CFEqual(data, bytes));
-  CFRelease(data);
-  const Url folder = UrlOf(env_.folder().string());
-  EXPECT_FALSE(CFURLWriteDataAndPropertiesToResource(folder.get(), bytes, nullptr, &code));
-  EXPECT_EQ(code, notAFileErr);
-  CFRelease(bytes);
 }
 
 using NSDataTest = EnvironmentTest;

@@ -4,8 +4,8 @@
 #include <utility>
 #include <vector>
 
-#include "plist/escape.h"
 #include "plist/forms.h"
+#include "plist/leaves.h"
 #include "plist/sink.h"
 #include "text/characters.h"
 #include "tools/orvikprefs/json.h"

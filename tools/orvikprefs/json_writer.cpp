@@ -7,7 +7,7 @@
 #include <optional>
 #include <utility>
 
-#include "plist/value_events.h"
+#include "plist/events.h"
 #include "text/byte_encodings.h"
 #include "text/shown_text.h"
 #include "tools/orvikprefs/values.h"

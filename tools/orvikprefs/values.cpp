@@ -7,7 +7,6 @@
 #include <limits>
 #include <utility>
 
-#include "plist/escape.h"
 #include "plist/leaves.h"
 #include "text/byte_encodings.h"
 #include "text/case_and_spelling.h"

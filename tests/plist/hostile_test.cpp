@@ -1,15 +1,13 @@
 // Files that were made, or damaged, so as to hurt their reader.
-#include <gtest/gtest.h>
 #include <pthread.h>
 
-#include <chrono>
-
-#include "platform/core_foundation/property_list.h"
-#include "tests/platform/property_list_test_support.h"
+#include "tests/plist/described_lists.h"
 #include "tests/support/test_environment.h"
 
-namespace orvik::test {
+namespace orvik::plist {
 namespace {
+
+using namespace test;
 
 // The smallest default of a C library for threads.
 constexpr size_t kSmallStack = size_t{128} << 10;
@@ -20,42 +18,22 @@ std::string ManyTypes() {
          "<key>b</key><string>0123456789abcdef</string></dict></plist>";
 }
 
-TEST(PropertyListHostile, NestingEndsAtTheLimit) {
+TEST(PlistHostile, NestingEndsAtTheLimit) {
   const auto nested = [](int depth) {
     return Repeated("<array>", depth) + Repeated("</array>", depth);
   };
-  EXPECT_NE(ReadRoot(nested(static_cast<int>(plist::kMaximumDepth))), nullptr);
-  EXPECT_EQ(ReadRoot(nested(static_cast<int>(plist::kMaximumDepth) + 1)), nullptr);
-  EXPECT_EQ(ReadRoot(nested(100000)), nullptr);
-  EXPECT_EQ(ReadRoot(Repeated("<dict><key>a</key>", 100000)), nullptr);
-  EXPECT_EQ(ReadRoot(Repeated("(", 100000) + Repeated(")", 100000)), nullptr);
-  EXPECT_EQ(ReadRoot(Repeated("{a=", 100000)), nullptr);
-  EXPECT_EQ(ReadRoot("<!DOCTYPE a " + Repeated("[<!", 100000)), nullptr);
-}
-
-TEST(PropertyListHostile, WhatCouldNotBeReadAgainIsNotWritten) {
-  NSArray* list = NSArray::Create();
-  for (int depth = 1; depth < static_cast<int>(plist::kMaximumDepth); ++depth) {
-    NSArray* outer = NSArray::Create();
-    outer->AppendOwned(list);
-    list = outer;
-  }
-  OwnedObject owner(list);
-  const auto xml = WriteXml(list);
-  const auto binary = WriteBinary(list);
-  ASSERT_TRUE(xml && binary);
-  EXPECT_TRUE(CFEqual(ReadRoot(*xml).get(), list));
-  EXPECT_TRUE(CFEqual(ReadRoot(*binary).get(), list));
-  NSArray* outer = NSArray::Create();
-  outer->AppendOwned(owner.release());
-  owner.reset(outer);
-  EXPECT_FALSE(WriteXml(outer));
-  EXPECT_FALSE(WriteBinary(outer));
+  EXPECT_TRUE(Root(nested(static_cast<int>(kMaximumDepth))));
+  EXPECT_FALSE(Root(nested(static_cast<int>(kMaximumDepth) + 1)));
+  EXPECT_FALSE(Root(nested(100000)));
+  EXPECT_FALSE(Root(Repeated("<dict><key>a</key>", 100000)));
+  EXPECT_FALSE(Root(Repeated("(", 100000) + Repeated(")", 100000)));
+  EXPECT_FALSE(Root(Repeated("{a=", 100000)));
+  EXPECT_FALSE(Root("<!DOCTYPE a " + Repeated("[<!", 100000)));
 }
 
 // The deepest lists in a thread with a small stack.
-TEST(PropertyListHostile, TheDeepestListNeedsLittleStack) {
-  constexpr int kDepth = static_cast<int>(plist::kMaximumDepth);
+TEST(PlistHostile, TheDeepestListNeedsLittleStack) {
+  constexpr int kDepth = static_cast<int>(kMaximumDepth);
   static const std::string kLists[] = {
       Repeated("<array>", kDepth) + Repeated("</array>", kDepth),
       Repeated("<dict><key>a</key>", kDepth) + "<true/>" + Repeated("</dict>", kDepth),
@@ -63,11 +41,10 @@ TEST(PropertyListHostile, TheDeepestListNeedsLittleStack) {
       Repeated("{a=", kDepth) + "b" + Repeated(";}", kDepth)};
   const auto work = [](void*) -> void* {
     for (const std::string& list : kLists) {
-      const OwnedObject one = ReadRoot(list, kCFPropertyListMutableContainers);
-      const OwnedObject other = ReadRoot(*WriteBinary(one.get()));
-      const OwnedObject copy(static_cast<const NSObject*>(
-          CFPropertyListCreateDeepCopy(nullptr, ReadRoot(*WriteXml(other.get())).get(), 0)));
-      EXPECT_TRUE(CFEqual(one.get(), other.get()) && CFEqual(copy.get(), other.get()));
+      const Value one = Root(list);
+      const Value other = Root(*WriteBinary(one));
+      const Value copy = Root(*WriteXml(other));
+      EXPECT_TRUE(one == other && copy == other);
     }
     return nullptr;
   };
@@ -80,29 +57,29 @@ TEST(PropertyListHostile, TheDeepestListNeedsLittleStack) {
   pthread_attr_destroy(&attributes);
 }
 
-TEST(PropertyListHostile, TruncationAtEveryByteGivesNothing) {
+TEST(PlistHostile, TruncationAtEveryByteGivesNothing) {
   const std::string xml = ManyTypes();
-  const OwnedObject list = ReadRoot(xml);
-  ASSERT_NE(list, nullptr);
-  const std::string binary = *WriteBinary(list.get());
+  const Value list = Root(xml);
+  ASSERT_TRUE(list);
+  const std::string binary = *WriteBinary(list);
   const std::string text = "{ a = (b, \"c\\n\", <00ff>); /* d */ e = f; }";
   for (const std::string& whole : {xml, binary, text}) {
-    ASSERT_NE(ReadRoot(whole), nullptr);
+    ASSERT_TRUE(Root(whole));
     for (size_t length = 0; length < whole.size(); ++length) {
-      EXPECT_EQ(ReadRoot(whole.substr(0, length)), nullptr) << whole.substr(0, length);
+      EXPECT_FALSE(Root(whole.substr(0, length))) << whole.substr(0, length);
     }
   }
 }
 
-TEST(PropertyListHostile, OneWrongByteNeverDoesHarm) {
+TEST(PlistHostile, OneWrongByteNeverDoesHarm) {
   const std::string xml = ManyTypes();
-  for (const std::string& whole : {xml, *WriteBinary(ReadRoot(xml).get())}) {
+  for (const std::string& whole : {xml, *WriteBinary(Root(xml))}) {
     for (size_t position = 0; position < whole.size(); ++position) {
       for (const int byte : {0x00, 0x0F, 0x26, 0x3C, 0x5F, 0x80, 0xA2, 0xD1, 0xFF}) {
         std::string damaged = whole;
         damaged[position] = static_cast<char>(byte);
-        const OwnedObject root = ReadRoot(damaged, kCFPropertyListMutableContainers);
-        if (root != nullptr) WriteXml(root.get());
+        const Value root = Root(damaged);
+        if (root) WriteXml(root);
       }
     }
   }
@@ -126,7 +103,7 @@ std::string Binary(const std::vector<std::string>& objects) {
   return bytes;
 }
 
-TEST(PropertyListHostile, BinaryReferencesAreFollowedWithCare) {
+TEST(PlistHostile, BinaryReferencesAreFollowedWithCare) {
   using namespace std::string_literals;
   EXPECT_EQ(DescribeBytes(Binary({"\xA1\x01"s, "\x09"})), "(b:1)");
   EXPECT_EQ(DescribeBytes(Binary({"\xD1\x01\x02"s, "\x51z", "\x80\x07"s})), "{z={CF$UID=i:7}}");
@@ -160,7 +137,7 @@ std::string StringOfLength(size_t length) {
          static_cast<char>(length >> 8) + static_cast<char>(length) + std::string(length, 'x');
 }
 
-TEST(PropertyListHostile, SharedObjectsCountWrittenOut) {
+TEST(PlistHostile, SharedObjectsCountWrittenOut) {
   const struct {
     std::vector<std::string> objects;
     bool is_read;
@@ -174,51 +151,50 @@ TEST(PropertyListHostile, SharedObjectsCountWrittenOut) {
       {{ArrayOfOne(1, 120), ArrayOfOne(2, 120), ArrayOfOne(3, 120), "\x09"}, false},
   };
   for (const auto& [objects, is_read] : kCases) {
-    const plist::Reading reading = plist::Read(Binary(objects));
+    const Reading reading = Read(Binary(objects));
     EXPECT_EQ(static_cast<bool>(reading.root), is_read);
     EXPECT_EQ(reading.is_too_large, !is_read);
-    EXPECT_EQ(reading.error, is_read ? "" : plist::kTooLarge);
+    EXPECT_EQ(reading.error, is_read ? "" : kTooLarge);
   }
 }
 
-TEST(PropertyListHostile, WritersStopAtTheLimitOfReaders) {
-  const plist::Value list =
-      plist::Read(Binary({ArrayOfOne(1, 97), ArrayOfOne(2, 97), StringOfLength(500)})).root;
+TEST(PlistHostile, WritersStopAtTheLimitOfReaders) {
+  const Value list = Read(Binary({ArrayOfOne(1, 97), ArrayOfOne(2, 97), StringOfLength(500)})).root;
   ASSERT_TRUE(list);
   const auto expect_limit = [&](auto write, std::size_t least) {
-    plist::Failure failure;
+    Failure failure;
     EXPECT_TRUE(write(list, &failure, least));
     EXPECT_FALSE(write(list, &failure, least - 1));
     EXPECT_TRUE(failure.is_too_large);
   };
-  const std::string xml = *plist::WriteXml(list);
-  expect_limit(plist::WriteXml, xml.size());
+  const std::string xml = *WriteXml(list);
+  expect_limit(WriteXml, xml.size());
   // A dictionary that nobody has looked at.
-  plist::Failure failure;
+  Failure failure;
   const std::string whole = ManyTypes();
-  const OwnedObject untouched = ReadRoot(*WriteXml(ReadRoot(whole).get()));
-  EXPECT_FALSE(WriteXml(untouched.get(), &failure, whole.size()));
+  const Value untouched = Root(*WriteXml(Root(whole)));
+  EXPECT_FALSE(WriteXml(untouched, &failure, whole.size()));
   EXPECT_TRUE(failure.is_too_large);
   // The binary form is small, and counts as large as the reader takes it to be.
   const std::size_t strings = 97 * 97, arrays = 1 + 97;
-  expect_limit(plist::WriteBinary, strings * (8 + 500) + arrays * 8);
+  expect_limit(WriteBinary, strings * (8 + 500) + arrays * 8);
 }
 
 // The time is bounded by CTest alone; what is looked for is growth with the square.
-TEST(PropertyListHostile, LargeFilesCostInLine) {
+TEST(PlistHostile, LargeFilesCostInLine) {
   constexpr int kCount = 200000;
   const std::string text = Repeated("<string>a&amp;b</string><!-- x -->", kCount);
-  EXPECT_NE(ReadRoot("<array>" + text + "</array>"), nullptr);
-  EXPECT_EQ(ReadRoot("<array>" + text), nullptr);
-  EXPECT_NE(ReadRoot("(" + Repeated("\"ab\\n\", ", kCount) + ")"), nullptr);
-  EXPECT_NE(ReadRoot("<dict>" + Repeated("<key>a</key><true/>", kCount) + "</dict>"), nullptr);
-  EXPECT_EQ(ReadRoot("<string>" + Repeated("&", kCount) + "</string>"), nullptr);
-  EXPECT_NE(ReadRoot("<data>" + Repeated("QUJD\n", kCount) + "</data>"), nullptr);
-  EXPECT_EQ(ReadRoot("<array>" + Repeated("<a/>", kCount) + "</array>"), nullptr);
-  EXPECT_NE(ReadRoot("<array>" + Repeated("<true/>", kCount) + "</array>"), nullptr);
-  EXPECT_NE(ReadRoot("<array><!-- x -->" + Repeated("<true/>\n", kCount) + "</array>"), nullptr);
-  EXPECT_NE(ReadRoot("<string>" + std::string(20'000'000, 'x') + "</string>"), nullptr);
+  EXPECT_TRUE(Root("<array>" + text + "</array>"));
+  EXPECT_FALSE(Root("<array>" + text));
+  EXPECT_TRUE(Root("(" + Repeated("\"ab\\n\", ", kCount) + ")"));
+  EXPECT_TRUE(Root("<dict>" + Repeated("<key>a</key><true/>", kCount) + "</dict>"));
+  EXPECT_FALSE(Root("<string>" + Repeated("&", kCount) + "</string>"));
+  EXPECT_TRUE(Root("<data>" + Repeated("QUJD\n", kCount) + "</data>"));
+  EXPECT_FALSE(Root("<array>" + Repeated("<a/>", kCount) + "</array>"));
+  EXPECT_TRUE(Root("<array>" + Repeated("<true/>", kCount) + "</array>"));
+  EXPECT_TRUE(Root("<array><!-- x -->" + Repeated("<true/>\n", kCount) + "</array>"));
+  EXPECT_TRUE(Root("<string>" + std::string(20'000'000, 'x') + "</string>"));
 }
 
 }  // namespace
-}  // namespace orvik::test
+}  // namespace orvik::plist

@@ -1,25 +1,23 @@
-#include "tests/platform/property_list_test_support.h"
+#include "tests/plist/described_lists.h"
 
+#include "plist/events.h"
 #include "plist/leaves.h"
-#include "plist/value_events.h"
 
-namespace orvik::test {
+namespace orvik::plist {
 namespace {
 
-class Describer : public plist::Sink {
+class Describer : public Sink {
  public:
-  bool String(const plist::Text& text, const plist::Value*) override {
-    return Add("s:" + text.ToUtf8());
-  }
+  bool String(const Text& text, const Value*) override { return Add("s:" + text.ToUtf8()); }
   bool Integer(plist::Integer value) override {
     std::string digits;
-    plist::AppendInteger(digits, value);
+    AppendInteger(digits, value);
     return Add("i:" + digits);
   }
   bool Real(double value, int) override { return Number("r:", value); }
   bool Date(double seconds) override { return Number("d:", seconds); }
   bool Boolean(bool value) override { return Add(value ? "b:1" : "b:0"); }
-  bool Data(std::string_view bytes, const plist::Bytes&) override {
+  bool Data(std::string_view bytes, const Bytes&) override {
     std::string digits;
     for (const unsigned char byte : bytes) {
       digits += {"0123456789ABCDEF"[byte >> 4], "0123456789ABCDEF"[byte & 15]};
@@ -28,7 +26,7 @@ class Describer : public plist::Sink {
   }
   bool OpenArray(std::size_t) override { return Open('('); }
   bool OpenDictionary(std::size_t) override { return Open('{'); }
-  bool Key(const plist::Text& key, const plist::Value*) override { return Add(key.ToUtf8() + '='); }
+  bool Key(const Text& key, const Value*) override { return Add(key.ToUtf8() + '='); }
   bool Close() override {
     description += open_.back() == '(' ? ')' : '}';
     open_.pop_back();
@@ -40,7 +38,7 @@ class Describer : public plist::Sink {
  private:
   bool Number(const std::string& kind, double value) {
     std::string digits;
-    plist::AppendReal(digits, value);
+    AppendReal(digits, value);
     return Add(kind + digits);
   }
 
@@ -63,22 +61,19 @@ class Describer : public plist::Sink {
 
 }  // namespace
 
-std::string Describe(const NSObject* object) {
+std::string Describe(const Value& value) {
   Describer describer;
-  const auto value = ValueOfObject(object);
-  plist::ValueWalk walk(plist::EntryOrder::kByKey, describer);
-  return value && walk.Run(&*value) ? describer.description : "nothing";
+  return ValueWalk(EntryOrder::kByKey, describer).Run(&value) ? describer.description : "nothing";
 }
 
 std::string DescribeBytes(std::string_view bytes) {
-  return Describe(ReadRoot(bytes).get());
+  return Describe(Root(bytes));
 }
 
-std::string XmlOf(const NSObject* object) {
-  const std::optional<std::string> xml = WriteXml(object);
-  if (!xml) return "nothing";
-  const size_t start = xml->find("<plist version=\"1.0\">\n") + 22;
-  return xml->substr(start, xml->size() - start - 9);
+std::string XmlOf(const Value& value) {
+  const std::string xml = *WriteXml(value);
+  const std::size_t start = xml.find("<plist version=\"1.0\">\n") + 22;
+  return xml.substr(start, xml.size() - start - 9);
 }
 
-}  // namespace orvik::test
+}  // namespace orvik::plist

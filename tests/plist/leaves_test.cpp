@@ -3,60 +3,61 @@
 #include <cmath>
 #include <limits>
 
-#include "plist/escape.h"
-#include "tests/platform/property_list_test_support.h"
+#include "tests/plist/described_lists.h"
 #include "tests/support/test_environment.h"
 
-namespace orvik::test {
+namespace orvik::plist {
 namespace {
+
+using namespace test;
 
 std::string Real(double value) {
   std::string text;
-  plist::AppendReal(text, value);
+  AppendReal(text, value);
   return text;
 }
 
 std::string Date(double seconds) {
   std::string text;
-  plist::AppendDate(text, seconds);
+  AppendDate(text, seconds);
   return text;
 }
 
-TEST(PropertyListLeaves, IntegersKeepTheWholeRange) {
+TEST(PlistLeaves, IntegersKeepTheWholeRange) {
   for (const char* text : {"0", "-1", "9223372036854775807", "-9223372036854775808",
                            "9223372036854775808", "18446744073709551615"}) {
-    const auto value = plist::ParseInteger(text);
+    const auto value = ParseInteger(text);
     ASSERT_TRUE(value) << text;
     std::string written;
-    plist::AppendInteger(written, *value);
+    AppendInteger(written, *value);
     EXPECT_EQ(written, text);
   }
-  EXPECT_EQ(plist::ParseInteger("+0XfF")->bits, 255u);
+  EXPECT_EQ(ParseInteger("+0XfF")->bits, 255u);
   for (const char* text :
        {"", "-", "+-1", "1 2", "0x", "18446744073709551616", "-9223372036854775809", "1e3"}) {
-    EXPECT_FALSE(plist::ParseInteger(text)) << text;
+    EXPECT_FALSE(ParseInteger(text)) << text;
   }
 }
 
-TEST(PropertyListLeaves, RealsComeBackBitForBit) {
+TEST(PlistLeaves, RealsComeBackBitForBit) {
   for (const double value : {0.0, -0.0, 0.1, 1.0 / 3, 1e300, 5e-324, -123456.789, 1e22,
                              std::numeric_limits<double>::max()}) {
-    const auto read = plist::ParseReal(Real(value));
+    const auto read = ParseReal(Real(value));
     ASSERT_TRUE(read);
     EXPECT_EQ(std::signbit(*read), std::signbit(value));
     EXPECT_EQ(*read, value);
   }
   EXPECT_EQ(Real(0.1), "0.1");
-  EXPECT_TRUE(std::isnan(*plist::ParseReal(Real(std::nan("")))));
-  EXPECT_EQ(*plist::ParseReal(Real(-INFINITY)), -INFINITY);
-  EXPECT_EQ(*plist::ParseReal("1e999"), INFINITY);
-  EXPECT_EQ(*plist::ParseReal("-1e-999"), 0);
+  EXPECT_TRUE(std::isnan(*ParseReal(Real(std::nan("")))));
+  EXPECT_EQ(*ParseReal(Real(-INFINITY)), -INFINITY);
+  EXPECT_EQ(*ParseReal("1e999"), INFINITY);
+  EXPECT_EQ(*ParseReal("-1e-999"), 0);
   for (const char* text : {"", ".", "e5", "--1", "1 0", "0x1p3", "1,5", "infinit"}) {
-    EXPECT_FALSE(plist::ParseReal(text)) << text;
+    EXPECT_FALSE(ParseReal(text)) << text;
   }
 }
 
-TEST(PropertyListLeaves, DatesAreOfTheGregorianCalendar) {
+TEST(PlistLeaves, DatesAreOfTheGregorianCalendar) {
   struct {
     const char* text;
     double seconds;
@@ -65,57 +66,57 @@ TEST(PropertyListLeaves, DatesAreOfTheGregorianCalendar) {
                      {"2000-02-29T12:00:00Z", -26481600},  {"0001-01-01T00:00:00Z", -63113904000},
                      {"1970-01-01T00:00:00Z", -978307200}, {"12345-06-07T00:00:00Z", 326438640000}};
   for (const auto& c : cases) {
-    const auto seconds = plist::ParseDate(c.text);
+    const auto seconds = ParseDate(c.text);
     ASSERT_TRUE(seconds) << c.text;
     EXPECT_EQ(*seconds, c.seconds) << c.text;
     EXPECT_EQ(Date(c.seconds), c.text);
   }
   EXPECT_EQ(Date(-0.5), "2000-12-31T23:59:59Z");
-  EXPECT_EQ(*plist::ParseDate(Date(-1e12)), -1e12);
-  EXPECT_EQ(*plist::ParseDate("2001-01-02Z"), 86400);
+  EXPECT_EQ(*ParseDate(Date(-1e12)), -1e12);
+  EXPECT_EQ(*ParseDate("2001-01-02Z"), 86400);
   for (const char* text :
        {"", "2001-01-01T00:00:00", "2001-02-29T00:00:00Z", "2001-13-01Z", "01-01-01Z", "2001-1-01Z",
         "2001-01-01T24:00:00Z", "99999999999-01-01Z", "2001-01-01T00:00:00.5Z"}) {
-    EXPECT_FALSE(plist::ParseDate(text)) << text;
+    EXPECT_FALSE(ParseDate(text)) << text;
   }
   EXPECT_EQ(Date(std::nan("")), "2001-01-01T00:00:00Z");
   EXPECT_EQ(Date(INFINITY), "9999-12-31T23:59:59Z");
   EXPECT_EQ(Date(-1e300), "0001-01-01T00:00:00Z");
 }
 
-TEST(PropertyListLeaves, DataIsBrokenIntoLines) {
+TEST(PlistLeaves, DataIsBrokenIntoLines) {
   std::string bytes;
   for (int i = 0; i < 200; ++i) {
     std::string xml;
-    plist::AppendData(xml, bytes, i % 12);
-    const auto read = plist::ParseData(xml);
+    AppendData(xml, bytes, i % 12);
+    const auto read = ParseData(xml);
     ASSERT_TRUE(read);
     ASSERT_EQ(*read, bytes);
     bytes += static_cast<char>(i * 37);
   }
   std::string xml;
-  plist::AppendData(xml, std::string(60, '\0'), 1);
+  AppendData(xml, std::string(60, '\0'), 1);
   EXPECT_EQ(xml, "\t" + std::string(68, 'A') + "\n\t" + std::string(12, 'A') + "\n");
-  EXPECT_EQ(*plist::ParseData("Q-Q=="), "A");
-  EXPECT_FALSE(plist::ParseData("QUJDR"));
+  EXPECT_EQ(*ParseData("Q-Q=="), "A");
+  EXPECT_FALSE(ParseData("QUJDR"));
 }
 
 std::string Escaped(std::u16string_view text) {
   std::string xml;
-  plist::AppendEscapedText(xml, text);
+  AppendEscapedText(xml, text);
   return xml;
 }
 
 std::u16string Unescaped(std::u16string text) {
-  plist::UnescapeText(text);
+  UnescapeText(text);
   return text;
 }
 
 std::u16string UnitsOf(const std::string& utf8) {
-  return Owned<NSString>(NSString::NewFromUtf8(utf8))->ToUnits();
+  return Value::FromUtf8(utf8)->text().ToUnits();
 }
 
-TEST(PropertyListEscape, NamesUnitsThatXmlCannotCarry) {
+TEST(PlistEscape, NamesUnitsThatXmlCannotCarry) {
   EXPECT_EQ(Escaped(std::u16string_view(u"a\0b\t\n\r\x1F\x7F", 8)),
             "a\uFDD00000b\t\n&#13;\uFDD0001F\x7F");
   EXPECT_EQ(Escaped(std::u16string{0xD83D, 0xDE00, 0xDE00, 0xD83D, u'x'}),
@@ -124,7 +125,7 @@ TEST(PropertyListEscape, NamesUnitsThatXmlCannotCarry) {
 }
 
 // Every text of up to six of these pieces, in memory and as another program may have written it.
-TEST(PropertyListEscape, ComesBackAndLeavesForeignTextAlone) {
+TEST(PlistEscape, ComesBackAndLeavesForeignTextAlone) {
   const std::u16string pieces[] = {{0},      {0xD800}, {0xFFFE},
                                    {0xFDD0}, u"0000",  u"FDD0",
                                    u"0041",  u"z",     std::u16string{0xFDD0} + u"001F"};
@@ -136,7 +137,7 @@ TEST(PropertyListEscape, ComesBackAndLeavesForeignTextAlone) {
       xml_can_carry = xml_can_carry && rest % 9 > 2;
     }
     ASSERT_EQ(Unescaped(UnitsOf(Escaped(text))), text);
-    ASSERT_EQ(Unescaped(UnitsOf(plist::EscapedSurrogates(text))), text);
+    ASSERT_EQ(Unescaped(UnitsOf(EscapedSurrogates(text))), text);
     if (xml_can_carry) {
       ASSERT_EQ(UnitsOf(Escaped(Unescaped(text))), text);
     }
@@ -145,17 +146,16 @@ TEST(PropertyListEscape, ComesBackAndLeavesForeignTextAlone) {
 
 // Keys and values of every 16-bit unit, alone and between others: a strict parser takes the file,
 // what was there before stays, and all of it comes back.
-TEST(PropertyListEscape, NeverLeavesAFileThatAStrictParserRejects) {
+TEST(PlistEscape, NeverLeavesAFileThatAStrictParserRejects) {
   ScopedEnvironment environment;
-  const Owned<NSDictionary> dictionary(NSDictionary::Create());
-  dictionary->setObject(StringOf(u"before").get(), StringOf(u"kept").get());
+  Value dictionary = Value::Dictionary({{u"kept", u"before"}});
   for (char32_t unit = 0; unit < 0x10000; unit += unit < 0x100 || unit > 0xFDC0 ? 1 : 0x3F) {
     const std::u16string text = {u'a', static_cast<char16_t>(unit), u'0'};
-    dictionary->setObject(StringOf(text.substr(1, 1)).get(), StringOf(text).get());
+    dictionary.Set(text, text.substr(1, 1));
   }
-  const std::optional<std::string> xml = WriteXml(dictionary.get());
+  const std::optional<std::string> xml = WriteXml(dictionary);
   ASSERT_TRUE(xml);
-  EXPECT_TRUE(CFEqual(ReadRoot(*xml).get(), dictionary.get()));
+  EXPECT_EQ(Root(*xml), dictionary);
   EXPECT_EQ(RunCommand({"xmllint", "--noout", "--nonet", "-"}, *xml).status, 0);
   const CommandResult python =
       RunCommand({"python3", "-c",
@@ -165,4 +165,4 @@ TEST(PropertyListEscape, NeverLeavesAFileThatAStrictParserRejects) {
 }
 
 }  // namespace
-}  // namespace orvik::test
+}  // namespace orvik::plist

@@ -1,10 +1,11 @@
-// What other programs write is read and written back, and what is written here they read.
-
-#include "tests/platform/property_list_test_support.h"
+// Other programs read what is written here, and their lists are read and written back.
+#include "tests/plist/described_lists.h"
 #include "tests/support/test_environment.h"
 
-namespace orvik::test {
+namespace orvik::plist {
 namespace {
+
+using namespace test;
 
 constexpr const char* kValues = R"(
 import datetime, plistlib, sys
@@ -22,7 +23,7 @@ CommandResult Python(const std::string& code, const std::string& input = {}) {
   return RunCommand({"python3", "-c", kValues + code}, input);
 }
 
-class PropertyListExchange : public EnvironmentTest {
+class PlistExchange : public EnvironmentTest {
  protected:
   static std::string FromPython(const std::string& format) {
     const CommandResult result =
@@ -41,46 +42,45 @@ class PropertyListExchange : public EnvironmentTest {
   }
 };
 
-TEST_F(PropertyListExchange, EveryValueOfPythonIsKeptInBothForms) {
-  const OwnedObject from_xml = ReadRoot(FromPython("FMT_XML"));
-  const OwnedObject from_binary = ReadRoot(FromPython("FMT_BINARY"));
-  EXPECT_EQ(Describe(from_xml.get()), Describe(from_binary.get()));
-  EXPECT_TRUE(CFEqual(from_xml.get(), from_binary.get()));
-  for (const NSObject* list : {from_xml.get(), from_binary.get()}) {
-    ASSERT_NE(list, nullptr);
+TEST_F(PlistExchange, EveryValueOfPythonIsKeptInBothForms) {
+  const Value from_xml = Root(FromPython("FMT_XML"));
+  const Value from_binary = Root(FromPython("FMT_BINARY"));
+  EXPECT_EQ(from_xml, from_binary);
+  for (const Value& list : {from_xml, from_binary}) {
+    ASSERT_TRUE(list);
     ExpectPythonReads(*WriteXml(list));
     ExpectPythonReads(*WriteBinary(list));
   }
 }
 
-TEST_F(PropertyListExchange, PythonsXmlIsWrittenBackByteForByte) {
+TEST_F(PlistExchange, PythonsXmlIsWrittenBackByteForByte) {
   const CommandResult python = Python(
       "del values['reals'], values['text'], values['\\U0001F600'], values['\\uffee']\n"
       "sys.stdout.buffer.write(plistlib.dumps(values))");
   ASSERT_EQ(python.status, 0) << python.err;
-  EXPECT_EQ(*WriteXml(ReadRoot(python.out).get()), python.out);
+  EXPECT_EQ(*WriteXml(Root(python.out)), python.out);
 }
 
-TEST_F(PropertyListExchange, BinaryKeepsWhatXmlDoesNot) {
+TEST_F(PlistExchange, BinaryKeepsWhatXmlDoesNot) {
   const CommandResult written = Python(
       "sys.stdout.buffer.write(plistlib.dumps(['a\\0b', plistlib.UID(70000),"
       " datetime.datetime(2020,1,1,0,0,0,250000)], fmt=plistlib.FMT_BINARY))");
   ASSERT_EQ(written.status, 0) << written.err;
-  const std::string again = *WriteBinary(ReadRoot(written.out).get());
+  const std::string again = *WriteBinary(Root(written.out));
   const CommandResult read = Python("print(plistlib.loads(sys.stdin.buffer.read()))", again);
   EXPECT_EQ(read.out, "['a\\x00b', UID(70000), datetime.datetime(2020, 1, 1, 0, 0, 0, 250000)]\n");
-  const OwnedObject surrogate = StringOf(std::u16string{u'a', 0xD800, 0xFFFF, 0});
-  EXPECT_TRUE(CFEqual(ReadRoot(*WriteBinary(surrogate.get())).get(), surrogate.get()));
+  const Value surrogate = std::u16string{u'a', 0xD800, 0xFFFF, 0};
+  EXPECT_EQ(Root(*WriteBinary(surrogate)), surrogate);
   const std::string narrow_real = std::string("bplist00\x22\x3F\xC0\x00\x00\x08", 14) +
                                   std::string(6, '\0') + "\x01\x01" + std::string(7, '\0') +
                                   "\x01" + std::string(15, '\0') + "\x0D";
-  EXPECT_EQ(*WriteBinary(ReadRoot(narrow_real).get()), narrow_real);
+  EXPECT_EQ(*WriteBinary(Root(narrow_real)), narrow_real);
 }
 
-TEST_F(PropertyListExchange, OthersPassOverTheExactBitsOfADate) {
-  const OwnedObject date(NSDate::Create(0.25));
+TEST_F(PlistExchange, OthersPassOverTheExactBitsOfADate) {
+  const Value date = Value::Date(0.25);
   const fs::path in = env_.temp() / "in.plist", out = env_.temp() / "out.plist";
-  WriteFile(in, *WriteXml(date.get()));
+  WriteFile(in, *WriteXml(date));
   const CommandResult python =
       Python("print(plistlib.loads(sys.stdin.buffer.read()))", ReadFile(in));
   EXPECT_EQ(python.out, "2001-01-01 00:00:00\n") << python.err;
@@ -89,21 +89,20 @@ TEST_F(PropertyListExchange, OthersPassOverTheExactBitsOfADate) {
   EXPECT_EQ(DescribeBytes(ReadFile(out)), "d:0");
 }
 
-TEST_F(PropertyListExchange, PlistutilConvertsBothWays) {
+TEST_F(PlistExchange, PlistutilConvertsBothWays) {
   const fs::path in = env_.temp() / "in.plist", out = env_.temp() / "out.plist";
   // Its XML reader takes no infinity, and its binary reader cuts fractions off.
   const CommandResult python = Python(
       "values['reals'].remove(float('inf'))\nsys.stdout.buffer.write(plistlib.dumps(values))");
-  const OwnedObject list = ReadRoot(python.out);
-  ASSERT_NE(list, nullptr);
-  const std::string described = Describe(list.get());
-  for (const std::string& bytes : {*WriteXml(list.get()), *WriteBinary(list.get())}) {
+  const Value list = Root(python.out);
+  ASSERT_TRUE(list);
+  for (const std::string& bytes : {*WriteXml(list), *WriteBinary(list)}) {
     WriteFile(in, bytes);
     const CommandResult result = RunCommand({"plistutil", "-i", in, "-o", out});
     ASSERT_EQ(result.status, 0) << result.err;
-    EXPECT_EQ(DescribeBytes(ReadFile(out)), described);
+    EXPECT_EQ(Root(ReadFile(out)), list);
   }
 }
 
 }  // namespace
-}  // namespace orvik::test
+}  // namespace orvik::plist

@@ -8,7 +8,6 @@
 #include <cerrno>
 #include <cstring>
 
-#include "platform/core_foundation/string.h"
 #include "tests/support/file_trees.h"
 #include "tests/support/test_environment.h"
 
@@ -17,7 +16,7 @@ namespace {
 
 constexpr uid_t kNobody = 65534;
 
-class PropertyListFileTest : public EnvironmentTest {
+class PlistFileTest : public EnvironmentTest {
  protected:
   using Contents = plist::File::Contents;
   using Folder = plist::File::Folder;
@@ -34,7 +33,7 @@ class PropertyListFileTest : public EnvironmentTest {
   const fs::path file_ = top_ / "folder" / "file.plist";
 };
 
-TEST_F(PropertyListFileTest, OnlyWhatDoesNotExistIsMissing) {
+TEST_F(PlistFileTest, OnlyWhatDoesNotExistIsMissing) {
   const struct {
     const char *title, *entry;  // below the top folder
     int error;                  // 0: missing
@@ -71,7 +70,7 @@ TEST_F(PropertyListFileTest, OnlyWhatDoesNotExistIsMissing) {
   EXPECT_EQ(NamesIn(top_), std::vector<std::string>{"other"});
 }
 
-TEST_F(PropertyListFileTest, FollowsLinksOfTheCallerAndNoOthers) {
+TEST_F(PlistFileTest, FollowsLinksOfTheCallerAndNoOthers) {
   MakeTree(top_, {"folder/file.plist->../target.plist"});
   EXPECT_EQ(Save(file_), 0);
   EXPECT_TRUE(fs::is_symlink(file_));
@@ -96,7 +95,7 @@ TEST_F(PropertyListFileTest, FollowsLinksOfTheCallerAndNoOthers) {
   }
 }
 
-TEST_F(PropertyListFileTest, WhatIsMadeFollowsItsFolder) {
+TEST_F(PlistFileTest, WhatIsMadeFollowsItsFolder) {
   fs::create_directories(top_ / "shared");
   ASSERT_EQ(chmod((top_ / "shared").c_str(), 02775), 0);
   for (const mode_t mask : {022, 027, 077}) {
