@@ -76,9 +76,9 @@ void DictionaryFillAndFind(benchmark::State& state) {
   for (const std::u16string& name : Names(state)) keys.push_back(NSString::NewFromUnits(name));
   for (auto _ : state) {
     NSDictionary* dictionary = NSDictionary::Create();
-    for (const NSString* key : keys) CFDictionarySetValue(dictionary, key, key);
+    for (const NSString* key : keys) dictionary->setObject(key, key);
     for (const NSString* key : keys) {
-      benchmark::DoNotOptimize(CFDictionaryGetValue(dictionary, key));
+      benchmark::DoNotOptimize(dictionary->objectForKey(key));
     }
     dictionary->release();
   }

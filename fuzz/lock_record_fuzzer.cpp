@@ -2,6 +2,9 @@
 // and releasing leave the record that they promise, and other entries stay.
 #include <unistd.h>
 
+#include <algorithm>
+#include <climits>
+#include <cmath>
 #include <cstddef>
 #include <cstdint>
 #include <filesystem>
@@ -12,7 +15,7 @@
 #include "fuzz/entries.h"
 #include "fuzz/require.h"
 #include "fuzz/scratch_folder.h"
-#include "platform/core_foundation/number.h"
+#include "platform/core_foundation/scalars.h"
 #include "prefs/shared_lock.h"
 
 using orvik::NSObject;
@@ -50,8 +53,19 @@ const NSObject* Entry(const OwnedObject& root, const char16_t* name) {
 int AsInt(const NSObject* value, int otherwise) {
   if (const auto* text = dynamic_cast<const orvik::NSString*>(value)) return text->intValue();
   const auto* number = dynamic_cast<const orvik::NSNumber*>(value);
-  if (number == nullptr || number->typeID() != orvik::CFNumberGetTypeID()) return otherwise;
-  return number->intValue();
+  const orvik::plist::Value own = number == nullptr ? orvik::plist::Value() : number->value();
+  switch (own.type()) {
+    case orvik::plist::Type::kInteger:
+      return static_cast<int>(std::clamp<std::int64_t>(
+          own.integer().is_unsigned ? INT64_MAX : static_cast<std::int64_t>(own.integer().bits),
+          INT_MIN, INT_MAX));
+    case orvik::plist::Type::kReal:
+      return std::isnan(own.real())
+                 ? 0
+                 : static_cast<int>(std::clamp<double>(own.real(), INT_MIN, INT_MAX));
+    default:
+      return otherwise;
+  }
 }
 
 // Whether a record names this process; nothing when it names another one, which may run or not.

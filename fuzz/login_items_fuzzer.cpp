@@ -9,9 +9,9 @@
 #include "fuzz/require.h"
 #include "fuzz/scratch_folder.h"
 #include "platform/core_foundation/collections.h"
-#include "platform/core_foundation/number.h"
 #include "platform/core_foundation/object.h"
 #include "platform/core_foundation/property_list.h"
+#include "platform/core_foundation/scalars.h"
 #include "platform/core_foundation/string_support.h"
 #include "plist/forms.h"
 #include "postflight/property_file.h"
@@ -57,7 +57,7 @@ void Check(LoginWindowPlist& list, LoginWindowPlist& again, const std::filesyste
   if (items != nullptr) Require(Count(items, item, hide) >= 1);
   if (list.write() != orvik::YES) {
     Require(orvik::fuzz::ReadFile(path) == bytes);
-    list.setpFormat(orvik::kCFPropertyListXMLFormat_v1_0);
+    list.setpFormat(orvik::NSPropertyListXMLFormat_v1_0);
     Require(list.write() == orvik::YES);
   }
   Require(again.initWithFilePath(file) == orvik::YES);

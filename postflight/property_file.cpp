@@ -1,8 +1,7 @@
 #include "postflight/property_file.h"
 
 #include "platform/core_foundation/collections.h"
-#include "platform/core_foundation/data.h"
-#include "platform/core_foundation/number.h"
+#include "platform/core_foundation/scalars.h"
 #include "platform/foundation/file_manager.h"
 #include "platform/foundation/property_list_serialization.h"
 #include "postflight/log_sys.h"

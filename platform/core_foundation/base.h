@@ -49,12 +49,6 @@ constexpr CFRange CFRangeMake(CFIndex location, CFIndex length) {
   return {location, length};
 }
 
-enum CFComparisonResult : CFIndex {
-  kCFCompareLessThan = -1,
-  kCFCompareEqualTo = 0,
-  kCFCompareGreaterThan = 1,
-};
-
 // All objects live in the C++ heap; an allocator only says whether a buffer that an object takes
 // over is freed (the default: free) or left alone (kCFAllocatorNull).
 struct CFAllocator;

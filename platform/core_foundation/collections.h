@@ -114,19 +114,7 @@ class NSArray final : public NSCollection {
 };
 
 using CFArrayRef = const NSArray*;
-using CFMutableArrayRef = NSArray*;
-
-// Arrays hold objects and nothing else, so these are the only callbacks.
-struct CFArrayCallBacks {};
-extern const CFArrayCallBacks kCFTypeArrayCallBacks;
-
 CFTypeID CFArrayGetTypeID();
-// Owned by the caller; null unless the callbacks are the ones above. The capacity is only a hint.
-CFMutableArrayRef CFArrayCreateMutable(CFAllocatorRef allocator, CFIndex capacity,
-                                       const CFArrayCallBacks* callbacks);
-CFIndex CFArrayGetCount(CFArrayRef array);
-const void* CFArrayGetValueAtIndex(CFArrayRef array, CFIndex index);
-void CFArrayAppendValue(CFMutableArrayRef array, const void* value);
 
 // Looks values up by their keys' hash and walks them in the order in which the keys were first put
 // in. Keys are kept as immutable copies.
@@ -182,29 +170,6 @@ class NSDictionary final : public NSCollection {
 };
 
 using CFDictionaryRef = const NSDictionary*;
-using CFMutableDictionaryRef = NSDictionary*;
-
-// Dictionaries hold objects and nothing else, so these are the only callbacks.
-struct CFDictionaryKeyCallBacks {};
-struct CFDictionaryValueCallBacks {};
-extern const CFDictionaryKeyCallBacks kCFTypeDictionaryKeyCallBacks;
-extern const CFDictionaryValueCallBacks kCFTypeDictionaryValueCallBacks;
-
 CFTypeID CFDictionaryGetTypeID();
-// Owned by the caller, as every created dictionary; null unless the callbacks are the ones above.
-// The capacity is only a hint.
-CFMutableDictionaryRef CFDictionaryCreateMutable(CFAllocatorRef allocator, CFIndex capacity,
-                                                 const CFDictionaryKeyCallBacks* key_callbacks,
-                                                 const CFDictionaryValueCallBacks* value_callbacks);
-// Copies the entries; the values are the same objects.
-CFMutableDictionaryRef CFDictionaryCreateMutableCopy(CFAllocatorRef allocator, CFIndex capacity,
-                                                     CFDictionaryRef dictionary);
-CFIndex CFDictionaryGetCount(CFDictionaryRef dictionary);
-const void* CFDictionaryGetValue(CFDictionaryRef dictionary, const void* key);
-// Arrays of the caller with room for the count; either may be null.
-void CFDictionaryGetKeysAndValues(CFDictionaryRef dictionary, const void** keys,
-                                  const void** values);
-void CFDictionarySetValue(CFMutableDictionaryRef dictionary, const void* key, const void* value);
-void CFDictionaryRemoveValue(CFMutableDictionaryRef dictionary, const void* key);
 
 }  // namespace orvik

@@ -8,12 +8,9 @@
 #include <vector>
 
 #include "platform/core_foundation/collections.h"
-#include "platform/core_foundation/data.h"
-#include "platform/core_foundation/date.h"
-#include "platform/core_foundation/number.h"
+#include "platform/core_foundation/scalars.h"
 #include "platform/core_foundation/string.h"
 #include "plist/events.h"
-#include "plist/forms.h"
 
 namespace orvik {
 namespace {
@@ -152,15 +149,10 @@ CFTypeRef CreateObject(const plist::Value& value, CFOptionFlags mutability_optio
       return mutability_option == kCFPropertyListMutableContainersAndLeaves
                  ? NSString::NewMutable(value.text().ToUnits())
                  : NSString::NewFromValue(value);
-    case plist::Type::kInteger: {
-      const plist::Integer integer = value.integer();
-      return integer.is_unsigned ? NSNumber::CreateUnsigned(integer.bits)
-                                 : NSNumber::Create(static_cast<std::int64_t>(integer.bits));
-    }
+    case plist::Type::kInteger:
     case plist::Type::kReal:
-      return NSNumber::CreateReal(value.real(), value.width());
     case plist::Type::kBoolean:
-      return NSNumber::CreateBoolean(value.boolean());
+      return NSNumber::Create(value);
     case plist::Type::kDate:
       return NSDate::Create(value.date());
     case plist::Type::kData:
@@ -183,29 +175,6 @@ std::optional<plist::Value> ValueOfObject(CFTypeRef object, std::string* path) {
     *path = tree.Path();
   }
   return std::nullopt;
-}
-
-CFPropertyListRef CFPropertyListCreateFromXMLData(CFAllocatorRef, CFDataRef xml_data,
-                                                  CFOptionFlags mutability_option,
-                                                  CFStringRef* error_string) {
-  const plist::Reading reading =
-      xml_data == nullptr ? plist::Read(std::string_view()) : plist::Read(xml_data->Shared());
-  if (error_string != nullptr) {
-    *error_string = reading.root ? nullptr : NSString::NewFromAscii(reading.error);
-  }
-  return CreateObject(reading.root, mutability_option);
-}
-
-CFDataRef CFPropertyListCreateXMLData(CFAllocatorRef, CFPropertyListRef property_list) {
-  const std::optional<plist::Value> value = ValueOfObject(property_list);
-  std::optional<std::string> xml = value ? plist::WriteXml(*value) : std::nullopt;
-  return xml ? NSData::Create(std::move(*xml)) : nullptr;
-}
-
-Boolean CFPropertyListIsValid(CFPropertyListRef property_list, CFPropertyListFormat format) {
-  const bool is_known =
-      format == kCFPropertyListXMLFormat_v1_0 || format == kCFPropertyListBinaryFormat_v1_0;
-  return is_known && ValueOfObject(property_list);
 }
 
 }  // namespace orvik

@@ -17,10 +17,6 @@ namespace orvik {
 
 namespace {
 
-std::string_view Bytes(const UInt8* bytes, CFIndex length) {
-  return {reinterpret_cast<const char*>(bytes), static_cast<size_t>(length)};
-}
-
 // Empty for an encoding that is not known.
 std::optional<CodePage> CodePageOf(CFStringEncoding encoding) {
   switch (encoding) {
@@ -89,17 +85,6 @@ CFStringRef CFStringCreateWithCharactersNoCopy(CFAllocatorRef, const UniChar* un
 CFStringRef CFStringCreateWithCString(CFAllocatorRef, const char* bytes,
                                       CFStringEncoding encoding) {
   return bytes == nullptr ? nullptr : NewFromBytes(bytes, encoding);
-}
-
-CFStringRef CFStringCreateWithBytes(CFAllocatorRef, const UInt8* bytes, CFIndex length,
-                                    CFStringEncoding encoding, Boolean is_external_representation) {
-  if (length < 0 || (bytes == nullptr && length > 0)) return nullptr;
-  std::string_view text = Bytes(bytes, length);
-  if (is_external_representation != 0 && encoding == kCFStringEncodingUTF8 &&
-      text.starts_with("\xEF\xBB\xBF")) {
-    text.remove_prefix(3);
-  }
-  return NewFromBytes(text, encoding);
 }
 
 CFStringRef CFStringCreateCopy(CFAllocatorRef, CFStringRef string) {

@@ -154,9 +154,6 @@ inline constexpr CFStringEncoding kCFStringEncodingMacRoman = 0;
 inline constexpr CFStringEncoding kCFStringEncodingASCII = 0x0600;
 inline constexpr CFStringEncoding kCFStringEncodingUTF8 = 0x08000100;
 
-using CFStringCompareFlags = CFOptionFlags;
-inline constexpr CFStringCompareFlags kCFCompareCaseInsensitive = 1;
-
 // The one string of that text, which lives as long as the program: for constants. Nobody has to
 // release it. CFSTR(u"Path")
 CFStringRef CFSTR(std::u16string_view text);
@@ -170,9 +167,6 @@ CFStringRef CFStringCreateWithCharactersNoCopy(CFAllocatorRef allocator, const U
                                                CFIndex length, CFAllocatorRef deallocator);
 CFStringRef CFStringCreateWithCString(CFAllocatorRef allocator, const char* bytes,
                                       CFStringEncoding encoding);
-// A mark at the start of an external representation in UTF-8 is left out.
-CFStringRef CFStringCreateWithBytes(CFAllocatorRef allocator, const UInt8* bytes, CFIndex length,
-                                    CFStringEncoding encoding, Boolean is_external_representation);
 CFStringRef CFStringCreateCopy(CFAllocatorRef allocator, CFStringRef string);
 // Changes are cut at the capacity when the deallocator is kCFAllocatorNull, the only one taken.
 CFMutableStringRef CFStringCreateMutableWithExternalCharactersNoCopy(CFAllocatorRef allocator,
@@ -197,15 +191,6 @@ CFIndex CFStringGetBytes(CFStringRef string, CFRange range, CFStringEncoding enc
                          CFIndex maximum_length, CFIndex* used_length);
 SInt32 CFStringGetIntValue(CFStringRef string);
 double CFStringGetDoubleValue(CFStringRef string);
-
-// By code units, of the folded texts with kCFCompareCaseInsensitive (full folding).
-CFComparisonResult CFStringCompare(CFStringRef a, CFStringRef b, CFStringCompareFlags options);
-
-// Whether the text is found in the range, and where. A match under kCFCompareCaseInsensitive (full
-// folding) starts and ends between whole characters; its length may differ from the text's. An
-// empty text is not found. The result may be null, and is left alone when nothing is found.
-Boolean CFStringFindWithOptions(CFStringRef string, CFStringRef text, CFRange range,
-                                CFStringCompareFlags options, CFRange* result);
 
 void CFStringLowercase(CFMutableStringRef string, CFLocaleRef locale);
 void CFStringUppercase(CFMutableStringRef string, CFLocaleRef locale);

@@ -1,6 +1,5 @@
 #include "platform/core_foundation/url.h"
 
-#include <cstring>
 #include <filesystem>
 #include <utility>
 
@@ -23,14 +22,6 @@ CFURLRef CFURLCreateFromFileSystemRepresentation(CFAllocatorRef, const UInt8* bu
   if (buffer == nullptr || length <= 0) return nullptr;
   return NSURL::CreateWithPath(
       std::string(reinterpret_cast<const char*>(buffer), static_cast<std::size_t>(length)));
-}
-
-Boolean CFURLGetFileSystemRepresentation(CFURLRef url, Boolean, UInt8* buffer,
-                                         CFIndex buffer_length) {
-  const std::string& path = url->Path();
-  if (static_cast<CFIndex>(path.size()) >= buffer_length) return false;
-  std::memcpy(buffer, path.c_str(), path.size() + 1);
-  return true;
 }
 
 }  // namespace orvik

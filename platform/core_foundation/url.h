@@ -33,8 +33,4 @@ using CFURLRef = const NSURL*;
 // `length` bytes of a path. Null for an empty path and for one with NUL.
 CFURLRef CFURLCreateFromFileSystemRepresentation(CFAllocatorRef allocator, const UInt8* buffer,
                                                  CFIndex length, Boolean is_directory);
-// The path, terminated, into a buffer; false, with nothing stored, when it does not fit.
-Boolean CFURLGetFileSystemRepresentation(CFURLRef url, Boolean resolve_against_base, UInt8* buffer,
-                                         CFIndex buffer_length);
-
 }  // namespace orvik

@@ -8,6 +8,7 @@
 #include "host/system.h"
 #include "platform/core_foundation/string.h"
 #include "platform/core_foundation/string_support.h"
+#include "text/case_and_spelling.h"
 
 namespace orvik {
 
@@ -26,7 +27,7 @@ NSApplication* loaded = nullptr;
 NSUserDefaults* standard = nullptr;
 
 bool EqualsIgnoringCase(const NSString* text, const char16_t* other) {
-  return CFStringCompare(text, CFSTR(other), kCFCompareCaseInsensitive) == kCFCompareEqualTo;
+  return CompareFolded(WideView(text), other) == 0;
 }
 
 }  // namespace

@@ -15,9 +15,8 @@ inline constexpr NSPropertyListMutabilityOptions NSPropertyListMutableContainers
 
 using NSPropertyListFormat = unsigned long;
 inline constexpr NSPropertyListFormat NSPropertyListOpenStepFormat = 1;
-inline constexpr NSPropertyListFormat NSPropertyListXMLFormat_v1_0 = kCFPropertyListXMLFormat_v1_0;
-inline constexpr NSPropertyListFormat NSPropertyListBinaryFormat_v1_0 =
-    kCFPropertyListBinaryFormat_v1_0;
+inline constexpr NSPropertyListFormat NSPropertyListXMLFormat_v1_0 = 100;
+inline constexpr NSPropertyListFormat NSPropertyListBinaryFormat_v1_0 = 200;
 
 class NSPropertyListSerialization {
  public:

@@ -9,9 +9,9 @@
 #include "platform/core_foundation/base.h"
 #include "platform/core_foundation/collections.h"
 #include "platform/core_foundation/errno_status.h"
-#include "platform/core_foundation/number.h"
 #include "platform/core_foundation/object.h"
 #include "platform/core_foundation/property_list.h"
+#include "platform/core_foundation/scalars.h"
 #include "platform/core_foundation/string.h"
 #include "plist/file.h"
 #include "plist/forms.h"
@@ -175,15 +175,15 @@ TEST_F(CFPreferencesTest, TheThreadThatHoldsTheFoldersLockMaySynchronize) {
 }
 
 TEST_F(CFPreferencesTest, ValuesAreCopiedAndOthersThanPropertyListsRefused) {
-  const CFMutableArrayRef list = CFArrayCreateMutable(nullptr, 0, &kCFTypeArrayCallBacks);
-  CFArrayAppendValue(list, CFSTR(u"x"));
+  NSArray* list = NSArray::Create();
+  list->addObject(CFSTR(u"x"));
   const auto set = [&](CFTypeRef value) {
     CFPreferencesSetValue(CFSTR(u"list"), value, domain_, user_, any_);
   };
   set(list);
-  CFArrayAppendValue(list, CFSTR(u"y"));
+  list->addObject(CFSTR(u"y"));
   const OwnedObject kept(ObjectOf(CFPreferencesCopyValue(CFSTR(u"list"), domain_, user_, any_)));
-  EXPECT_EQ(CFArrayGetCount(static_cast<CFArrayRef>(kept.get())), 1);
+  EXPECT_EQ(static_cast<CFArrayRef>(kept.get())->count(), 1);
   // As deep as a property list may be, but not inside the dictionary of the domain.
   NSArray* nested = NSArray::Create();
   for (int depth = 1; depth < static_cast<int>(plist::kMaximumDepth); ++depth) {

@@ -6,8 +6,8 @@
 #include <thread>
 
 #include "platform/core_foundation/collections.h"
-#include "platform/core_foundation/number.h"
 #include "platform/core_foundation/object.h"
+#include "platform/core_foundation/scalars.h"
 #include "platform/core_foundation/string.h"
 #include "platform/core_foundation/url.h"
 #include "platform/foundation/property_list_serialization.h"
@@ -64,10 +64,10 @@ TEST(PropertyListObjects, ChangeWithoutChangingTheValueTheyCameFrom) {
   const plist::Value value = plist::Read("{k = {a = x;}; list = (y);}").root;
   const OwnedObject root(ObjectOf(CreateObject(value, kCFPropertyListMutableContainers)));
   auto* dictionary = const_cast<NSDictionary*>(DictionaryAt(root, u"k"));
-  dictionary->setObject(kCFBooleanFalse, CFSTR(u"b"));
+  dictionary->setObject(NSNumber::numberWithBool(NO), CFSTR(u"b"));
   dictionary->removeObjectForKey(CFSTR(u"a"));
   const auto* list = static_cast<const NSDictionary*>(root.get())->objectForKey(CFSTR(u"list"));
-  const_cast<NSArray*>(static_cast<const NSArray*>(list))->addObject(kCFBooleanTrue);
+  const_cast<NSArray*>(static_cast<const NSArray*>(list))->addObject(NSNumber::numberWithBool(YES));
   EXPECT_EQ(ValueOfObject(root.get()),
             plist::Value::Dictionary({{u"k", plist::Value::Dictionary({{u"b", false}})},
                                       {u"list", plist::Value::Array({u"y", true})}}));
@@ -107,20 +107,9 @@ TEST(PropertyListObjects, MayLieAsDeepAsAListAndNoDeeper) {
       ReadRoot(Repeated("<dict><key>k</key>", 512) + "<true/>" + Repeated("</dict>", 512));
   const Owned<NSArray> around(NSArray::Create());
   around->addObject(DictionaryAt(read, u"k"));
-  EXPECT_TRUE(CFPropertyListIsValid(around.get(), kCFPropertyListXMLFormat_v1_0));
+  EXPECT_TRUE(ValueOfObject(around.get()));
   around->addObject(read.get());
-  EXPECT_FALSE(CFPropertyListIsValid(around.get(), kCFPropertyListXMLFormat_v1_0));
-}
-
-TEST(PropertyListObjects, AreNoListOfWhatItCannotHold) {
-  EXPECT_EQ(CFPropertyListCreateXMLData(nullptr, nullptr), nullptr);
-  const Owned<NSDictionary> keyed_by_boolean(NSDictionary::Create());
-  keyed_by_boolean->setObject(kCFBooleanTrue, kCFBooleanTrue);
-  EXPECT_EQ(CFPropertyListCreateXMLData(nullptr, keyed_by_boolean.get()), nullptr);
-  EXPECT_FALSE(CFPropertyListIsValid(keyed_by_boolean.get(), kCFPropertyListXMLFormat_v1_0));
-  const OwnedObject number = ReadRoot("<array><integer>1</integer></array>");
-  EXPECT_TRUE(CFPropertyListIsValid(number.get(), kCFPropertyListXMLFormat_v1_0));
-  EXPECT_FALSE(CFPropertyListIsValid(number.get(), 0));
+  EXPECT_FALSE(ValueOfObject(around.get()));
 }
 
 TEST(PropertyListObjects, NameWhatNoListCanHold) {
@@ -128,25 +117,17 @@ TEST(PropertyListObjects, NameWhatNoListCanHold) {
   const Owned<NSArray> list(NSArray::Create());
   const Owned<const NSURL> url(CFURLCreateFromFileSystemRepresentation(
       nullptr, reinterpret_cast<const UInt8*>("/"), 1, true));
-  dictionary->setObject(kCFBooleanTrue, CFSTR(u"whole"));
+  dictionary->setObject(NSNumber::numberWithBool(YES), CFSTR(u"whole"));
   dictionary->setObject(list.get(), CFSTR(u"a/b"));
-  list->addObject(kCFBooleanTrue);
+  list->addObject(NSNumber::numberWithBool(YES));
   list->addObject(url.get());
   std::string path;
   EXPECT_FALSE(ValueOfObject(dictionary.get(), &path));
   EXPECT_EQ(path, "a/b/1");
-}
-
-TEST(PropertyListObjects, ComeFromBytesOrWithTheReason) {
-  for (const auto& [bytes, is_list] : {std::pair("<array/>", true), std::pair("<", false)}) {
-    CFStringRef error = nullptr;
-    const Owned<const NSData> data(NSData::Create(bytes));
-    const OwnedObject root(
-        ObjectOf(CFPropertyListCreateFromXMLData(nullptr, data.get(), 0, &error)));
-    EXPECT_EQ(root != nullptr, is_list);
-    EXPECT_EQ(error == nullptr, is_list);
-    CFRelease(error);
-  }
+  EXPECT_FALSE(ValueOfObject(nullptr));
+  const Owned<NSDictionary> keyed_by_boolean(NSDictionary::Create());
+  keyed_by_boolean->setObject(url.get(), NSNumber::numberWithBool(YES));
+  EXPECT_FALSE(ValueOfObject(keyed_by_boolean.get()));
 }
 
 class PropertyListSerialization : public testing::Test {

@@ -1,12 +1,10 @@
 #include "platform/core_foundation/string.h"
 
 #include <climits>
-#include <set>
 #include <tuple>
 
 #include "platform/core_foundation/base.h"
 #include "platform/core_foundation/object.h"
-#include "plist/entry_index.h"
 #include "tests/support/test_environment.h"
 
 namespace orvik::test {
@@ -132,18 +130,15 @@ TEST(CFString, ConstantsAreOneObject) {
   EXPECT_NE(CFSTR(u"one"), CFSTR(u"two"));
 }
 
-TEST(CFString, CreatesFromBytes) {
-  const auto make = [](std::string_view bytes, CFStringEncoding encoding, bool external = false) {
-    return Owned<const NSString>(
-        CFStringCreateWithBytes(nullptr, reinterpret_cast<const UInt8*>(bytes.data()),
-                                static_cast<CFIndex>(bytes.size()), encoding, external));
+TEST(CFString, CreatesFromBytesOfAnEncoding) {
+  const auto make = [](const char* bytes, CFStringEncoding encoding) {
+    return Owned<const NSString>(CFStringCreateWithCString(nullptr, bytes, encoding));
   };
   EXPECT_EQ(make("\xE9", kCFStringEncodingMacRoman)->ToUnits(), u"\xC8");
   EXPECT_EQ(make("\xE9", kCFStringEncodingASCII), nullptr);
-  EXPECT_EQ(make("\xEF\xBB\xBFx", kCFStringEncodingUTF8, true)->ToUnits(), u"x");
   EXPECT_EQ(make("\xEF\xBB\xBFx", kCFStringEncodingUTF8)->ToUnits(), u"\xFEFFx");
   EXPECT_EQ(make("x", 0x12345), nullptr);
-  EXPECT_EQ(CFStringCreateWithBytes(nullptr, nullptr, -1, kCFStringEncodingUTF8, false), nullptr);
+  EXPECT_EQ(make(nullptr, kCFStringEncodingUTF8), nullptr);
 }
 
 TEST(CFString, GetsWholeCharactersOnly) {
@@ -167,72 +162,6 @@ TEST(CFString, FormatsObjects) {
   const Owned<const NSString> text(CFStringCreateWithFormat(
       nullptr, nullptr, CFSTR(u"%@|%.1@|%@"), CFSTR(u"c\x20AC"), CFSTR(u"xyz"), nullptr));
   EXPECT_EQ(text->ToUnits(), u"c\x20AC|x|(null)");
-}
-
-TEST(CFString, Finds) {
-  constexpr CFStringCompareFlags kAnyCase = kCFCompareCaseInsensitive;
-  const std::tuple<const char16_t*, const char16_t*, CFRange, CFStringCompareFlags, CFRange>
-      cases[] = {{u"abcabc", u"bc", {0, 6}, 0, {1, 2}},
-                 {u"abcabc", u"bc", {2, 100}, 0, {4, 2}},
-                 {u"abcabc", u"BC", {0, 6}, 0, {-1, 0}},
-                 {u"abcabc", u"", {0, 6}, 0, {-1, 0}},
-                 {u"abcabc", u"bc", {100, 1}, 0, {-1, 0}},
-                 {u"xSTRASSEx", u"stra\u00DFe", {0, 9}, kAnyCase, {1, 7}},
-                 {u"stra\u00DFe", u"SSE", {0, 6}, kAnyCase, {4, 2}},
-                 {u"\xDF", u"s", {0, 1}, kAnyCase, {-1, 0}},
-                 {u"", u"a", {0, 0}, kAnyCase, {-1, 0}},
-                 {u"aAa", u"A", {1, 2}, kAnyCase, {1, 1}}};
-  for (const auto& [where, text, range, options, expected] : cases) {
-    CFRange found{-1, 0};
-    EXPECT_EQ(
-        CFStringFindWithOptions(Units(where).get(), Units(text).get(), range, options, &found) != 0,
-        expected.location >= 0);
-    EXPECT_EQ(std::pair(found.location, found.length),
-              std::pair(expected.location, expected.length))
-        << testing::PrintToString(where) << testing::PrintToString(text);
-  }
-}
-
-TEST(CFString, ComparesByTheOptions) {
-  const auto compare = [](std::u16string_view a, std::u16string_view b,
-                          CFStringCompareFlags options) {
-    return CFStringCompare(Units(a).get(), Units(b).get(), options);
-  };
-  EXPECT_EQ(compare(u"a", u"A", 0), kCFCompareGreaterThan);
-  EXPECT_EQ(compare(u"\xE9", u"e\x301", 0), kCFCompareGreaterThan);
-  EXPECT_EQ(compare(u"\x3A3", u"\x3C2", kCFCompareCaseInsensitive), kCFCompareEqualTo);
-  EXPECT_EQ(compare(u"a", u"B", kCFCompareCaseInsensitive), kCFCompareLessThan);
-}
-
-// Keys that meet under a hash of multiplications and shifts alone, whatever it starts with: in each
-// pair of words a change of the highest bit is undone by the next word.
-TEST(StringHash, CraftedKeysDoNotMeet) {
-  constexpr int kPairs = 12;
-  std::set<UInt32> hashes;
-  for (int choice = 0; choice < 1 << kPairs; ++choice) {
-    std::u16string key(8 * kPairs, u'a');
-    for (std::size_t pair = 0; pair < kPairs; ++pair) {
-      if ((choice >> pair & 1) == 0) continue;
-      key[8 * pair + 3] ^= 0x8000;
-      key[8 * pair + 7] ^= 0x8000;
-      key[8 * pair + 6] ^= 0x0004;
-    }
-    hashes.insert(plist::HashOfUnits(key));
-  }
-  EXPECT_GT(hashes.size(), (1u << kPairs) - 8);
-}
-
-TEST(StringHash, BytesHaveTheHashOfTheirUnits) {
-  std::string bytes;
-  std::u16string units;
-  std::set<UInt32> hashes;
-  for (int i = 0; i < 20; ++i) {
-    EXPECT_EQ(plist::HashOfUnits(bytes), plist::HashOfUnits(units));
-    hashes.insert(plist::HashOfUnits(bytes));
-    bytes += i % 2 == 0 ? '\0' : '\xE9';
-    units += i % 2 == 0 ? u'\0' : u'\xE9';
-  }
-  EXPECT_EQ(hashes.size(), 20u);
 }
 
 }  // namespace

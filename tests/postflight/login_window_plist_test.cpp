@@ -1,6 +1,7 @@
 #include "postflight/property_file.h"
 
 #include "platform/core_foundation/property_list.h"
+#include "plist/forms.h"
 
 #include "tests/postflight/log_fixture.h"
 #include "tests/support/plist_files.h"
@@ -92,12 +93,9 @@ TEST_F(LoginWindowPlistTest, OtherRootsAndLists) {
 TEST_F(LoginWindowPlistTest, RefusesAListThatCannotBeChanged) {
   const std::string xml = std::string("<dict><key>AutoLaunchedApplicationDictionary</key><array>") +
                           kItem + "</array></dict>";
-  const CFDataRef data = CFDataCreate(nullptr, reinterpret_cast<const UInt8*>(xml.data()),
-                                      static_cast<CFIndex>(xml.size()));
-  const CFTypeRef list = CFPropertyListCreateFromXMLData(nullptr, data, 0, nullptr);
+  const CFTypeRef list = CreateObject(plist::Read(xml).root, kCFPropertyListImmutable);
   file_->setPlist(static_cast<const NSObject*>(list));
   CFRelease(list);
-  CFRelease(data);
   for (const char* path : {"/Applications/A.app", "/other"}) {
     Log();
     EXPECT_EQ(file_->addFilePathToAutoLaunchedAppDictArr(Text(path), YES), NO);

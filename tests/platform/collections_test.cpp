@@ -7,22 +7,17 @@
 #include <thread>
 
 #include "platform/core_foundation/base.h"
-#include "platform/core_foundation/number.h"
 #include "platform/core_foundation/object.h"
+#include "platform/core_foundation/scalars.h"
 #include "platform/core_foundation/string.h"
 
 namespace orvik {
 namespace {
 
-Owned<NSDictionary> Make() {
-  return Owned<NSDictionary>(CFDictionaryCreateMutable(nullptr, 0, &kCFTypeDictionaryKeyCallBacks,
-                                                       &kCFTypeDictionaryValueCallBacks));
-}
-
 // The same random steps on a dictionary and on a map of the library, through growth and removal.
-TEST(CFDictionaryTest, AgreesWithAMapAndKeepsTheOrder) {
+TEST(NSDictionaryTest, AgreesWithAMapAndKeepsTheOrder) {
   const NSAutoreleasePool pool;
-  const Owned<NSDictionary> owner = Make();
+  const Owned<NSDictionary> owner(NSDictionary::Create());
   NSDictionary* const dictionary = owner.get();
   std::map<int, int> map;
   std::mt19937 random(7);
@@ -30,74 +25,74 @@ TEST(CFDictionaryTest, AgreesWithAMapAndKeepsTheOrder) {
     const int key = static_cast<int>(random() % 400);
     const NSNumber* key_object = Autoreleased(NSNumber::Create(key));
     if (random() % 3 == 0) {
-      CFDictionaryRemoveValue(dictionary, key_object);
+      dictionary->removeObjectForKey(key_object);
       map.erase(key);
     } else {
-      CFDictionarySetValue(dictionary, key_object, Autoreleased(NSNumber::Create(step)));
+      dictionary->setObject(Autoreleased(NSNumber::Create(step)), key_object);
       map[key] = step;
     }
   }
-  ASSERT_EQ(CFDictionaryGetCount(dictionary), static_cast<CFIndex>(map.size()));
+  ASSERT_EQ(dictionary->count(), static_cast<CFIndex>(map.size()));
   for (const auto& [key, value] : map) {
-    const auto* found = static_cast<const NSNumber*>(
-        CFDictionaryGetValue(dictionary, Autoreleased(NSNumber::Create(key))));
+    const NSObject* found = dictionary->objectForKey(Autoreleased(NSNumber::Create(key)));
     ASSERT_NE(found, nullptr) << key;
-    EXPECT_EQ(found->intValue(), value);
+    EXPECT_EQ(found->value(), value);
   }
-  const CFMutableDictionaryRef copy = CFDictionaryCreateMutableCopy(nullptr, 0, dictionary);
-  std::vector<const void*> keys(map.size()), copied_keys(map.size());
-  CFDictionaryGetKeysAndValues(dictionary, keys.data(), nullptr);
-  CFDictionaryGetKeysAndValues(copy, copied_keys.data(), nullptr);
-  EXPECT_EQ(keys, copied_keys);
-  CFRelease(copy);
+  const auto keys_of = [](const NSDictionary* each) {
+    std::vector<const NSObject*> keys;
+    for (const NSDictionary::Entry& entry : each->Entries()) {
+      if (entry.key != nullptr) keys.push_back(entry.key);
+    }
+    return keys;
+  };
+  const Owned<NSObject> copy(dictionary->mutableCopy());
+  EXPECT_EQ(keys_of(dictionary), keys_of(static_cast<const NSDictionary*>(copy.get())));
 }
 
-TEST(CFDictionaryTest, KeysDoNotChangeWithTheirStringAndNullIsNone) {
-  const Owned<NSDictionary> owner = Make();
+TEST(NSDictionaryTest, KeysDoNotChangeWithTheirStringAndNullIsNone) {
+  const Owned<NSDictionary> owner(NSDictionary::Create());
   NSDictionary* const dictionary = owner.get();
   const CFMutableStringRef key = NSString::NewMutable(u"key");
-  CFDictionarySetValue(dictionary, key, kCFBooleanTrue);
+  dictionary->setObject(NSNumber::numberWithBool(YES), key);
   key->append(u"!");
-  CFDictionarySetValue(dictionary, nullptr, kCFBooleanTrue);
-  CFDictionarySetValue(dictionary, CFSTR(u"null"), nullptr);
-  EXPECT_EQ(CFDictionaryGetCount(dictionary), 1);
-  EXPECT_EQ(CFDictionaryGetValue(dictionary, CFSTR(u"key")), kCFBooleanTrue);
+  dictionary->setObject(NSNumber::numberWithBool(YES), nullptr);
+  dictionary->setObject(nullptr, CFSTR(u"null"));
+  EXPECT_EQ(dictionary->count(), 1);
+  EXPECT_EQ(dictionary->objectForKey(CFSTR(u"key")), NSNumber::numberWithBool(YES));
   CFRelease(key);
 }
 
-TEST(CFDictionaryTest, AnImmutableOneStays) {
-  const Owned<NSDictionary> owner = Make();
+TEST(NSDictionaryTest, AnImmutableOneStays) {
+  const Owned<NSDictionary> owner(NSDictionary::Create());
   NSDictionary* const dictionary = owner.get();
-  CFDictionarySetValue(dictionary, CFSTR(u"key"), kCFBooleanTrue);
-  const auto frozen = static_cast<CFMutableDictionaryRef>(dictionary->copy());
-  CFDictionarySetValue(frozen, CFSTR(u"other"), kCFBooleanTrue);
-  CFDictionaryRemoveValue(frozen, CFSTR(u"key"));
+  dictionary->setObject(NSNumber::numberWithBool(YES), CFSTR(u"key"));
+  const auto frozen = static_cast<NSDictionary*>(dictionary->copy());
+  frozen->setObject(NSNumber::numberWithBool(YES), CFSTR(u"other"));
+  frozen->removeObjectForKey(CFSTR(u"key"));
   EXPECT_TRUE(CFEqual(frozen, dictionary));
-  EXPECT_EQ(CFDictionaryCreateMutable(nullptr, 0, nullptr, nullptr), nullptr);
   CFRelease(frozen);
 }
 
-TEST(CFArrayTest, AppendsAndReadsWithinItsBounds) {
+TEST(NSArrayTest, AppendsAndReadsWithinItsBounds) {
   const NSAutoreleasePool pool;
   NSArray* array = NSArray::arrayWithCapacity(10);
-  for (const char16_t* text : {u"a", u"b"}) CFArrayAppendValue(array, CFSTR(text));
-  CFArrayAppendValue(array, nullptr);
+  for (const char16_t* text : {u"a", u"b"}) array->addObject(CFSTR(text));
+  array->addObject(nullptr);
   NSEnumerator* elements = array->objectEnumerator();
-  CFArrayAppendValue(array, CFSTR(u"c"));
+  array->addObject(CFSTR(u"c"));
   std::string text;
   while (NSObject* element = elements->nextObject()) {
     text += static_cast<NSString*>(element)->ToUtf8();
   }
   EXPECT_EQ(text, "ab");
-  EXPECT_EQ(CFArrayGetCount(array), 3);
-  EXPECT_EQ(CFArrayGetValueAtIndex(array, -1), nullptr);
-  EXPECT_EQ(CFArrayGetValueAtIndex(array, 3), nullptr);
-  const auto copy = static_cast<CFMutableArrayRef>(array->copy());
+  EXPECT_EQ(array->count(), 3);
+  EXPECT_EQ(array->objectAtIndex(-1), nullptr);
+  EXPECT_EQ(array->objectAtIndex(3), nullptr);
+  const auto copy = static_cast<NSArray*>(array->copy());
   EXPECT_TRUE(CFEqual(array, copy));
-  CFArrayAppendValue(copy, CFSTR(u"d"));
-  EXPECT_EQ(CFArrayGetCount(copy), 3);
+  copy->addObject(CFSTR(u"d"));
+  EXPECT_EQ(copy->count(), 3);
   CFRelease(copy);
-  EXPECT_EQ(CFArrayCreateMutable(nullptr, 0, nullptr), nullptr);
   NSDictionary* dictionary = NSDictionary::dictionary();
   dictionary->setObject(array, CFSTR(u"list"));
   EXPECT_EQ(dictionary->description()->ToUtf8(),

@@ -1,0 +1,92 @@
+// Numbers, booleans, dates and bytes as objects. Each wraps a value of a property list, never
+// changes once it is made, and equals another object if their values are equal (plist/value.h).
+//
+// Create gives the caller a reference.
+#pragma once
+
+#include <string>
+#include <string_view>
+#include <utility>
+
+#include "platform/core_foundation/base.h"
+#include "platform/core_foundation/object.h"
+#include "plist/value.h"
+
+namespace [[gnu::visibility("default")]] orvik {
+
+// An integer, a real or a boolean.
+class NSNumber final : public NSObject {
+ public:
+  // Of a value of one of these types. There is one object for each boolean in the process.
+  static const NSNumber* Create(const plist::Value& value);
+
+  // Not to be released by the caller.
+  static const NSNumber* numberWithBool(ObjCBool value);
+
+  CFHashCode hash() const override;
+  NSObject* copy() const override;
+  // "1" and "0" for booleans; as few digits of a real as give it back.
+  const NSString* description() const override;
+  plist::Value value() const override { return value_; }
+
+ private:
+  explicit NSNumber(const plist::Value& value) : value_(value) {}
+  ~NSNumber() override = default;
+
+  plist::Value value_;
+};
+
+using CFTimeInterval = double;
+using CFAbsoluteTime = CFTimeInterval;  // seconds since 2001-01-01 00:00:00 UTC
+
+class NSDate final : public NSObject {
+ public:
+  static const NSDate* Create(CFAbsoluteTime time);
+
+  CFHashCode hash() const override;
+  NSObject* copy() const override;
+  // "YYYY-MM-DD HH:MM:SS +0000", or "no date" beyond 30,000 years.
+  const NSString* description() const override;
+  plist::Value value() const override { return plist::Value::Date(time_); }
+
+ private:
+  explicit NSDate(CFAbsoluteTime time) : time_(time) {}
+  ~NSDate() override = default;
+
+  CFAbsoluteTime time_;
+};
+
+// The system's clock.
+CFAbsoluteTime CFAbsoluteTimeGetCurrent();
+
+// Bytes. Paths of files are taken as NSFileManager takes them.
+class NSData final : public NSObject {
+ public:
+  // The bytes are moved in, or shared.
+  static NSData* Create(std::string bytes);
+  static NSData* Create(plist::Bytes bytes);
+
+  // The whole file, autoreleased; null if it cannot be read or is not a regular file.
+  static const NSData* dataWithContentsOfFile(const NSString* path);
+
+  // Creates or replaces the file. Atomically, a reader sees the old or the new content and a
+  // failure leaves the old one; otherwise the file is written in place.
+  ObjCBool writeToFile(const NSString* path, ObjCBool atomically) const;
+
+  std::string_view View() const { return *bytes_; }
+  const plist::Bytes& Shared() const { return bytes_; }
+
+  CFHashCode hash() const override;
+  NSObject* copy() const override;
+  // "<00010203 04>": the bytes in hexadecimal digits.
+  const NSString* description() const override;
+  plist::Value value() const override { return plist::Value::Data(bytes_); }
+
+ private:
+  explicit NSData(plist::Bytes bytes) : bytes_(std::move(bytes)) {}
+  ~NSData() override = default;
+
+  plist::Bytes bytes_;
+};
+
+}  // namespace orvik
