@@ -18,7 +18,6 @@
 #include "platform/core_foundation/errno_status.h"
 #include "platform/core_foundation/object.h"
 #include "platform/foundation/application.h"
-#include "platform/foundation/file_manager.h"
 
 namespace orvik {
 namespace {

@@ -4,7 +4,6 @@
 #include <string_view>
 
 #include "platform/core_foundation/collections.h"
-#include "platform/core_foundation/property_list.h"
 #include "plist/forms.h"
 
 namespace orvik::fuzz {

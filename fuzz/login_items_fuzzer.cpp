@@ -10,9 +10,8 @@
 #include "fuzz/scratch_folder.h"
 #include "platform/core_foundation/collections.h"
 #include "platform/core_foundation/object.h"
-#include "platform/core_foundation/property_list.h"
+#include "platform/core_foundation/object_support.h"
 #include "platform/core_foundation/scalars.h"
-#include "platform/core_foundation/string_support.h"
 #include "plist/forms.h"
 #include "postflight/property_file.h"
 

@@ -13,7 +13,6 @@
 #include "platform/core_foundation/object.h"
 #include "platform/core_foundation/string.h"
 #include "platform/foundation/application.h"
-#include "platform/foundation/file_manager.h"
 #include "postflight/installer_args.h"
 #include "postflight/log_sys.h"
 #include "prefs/auto_release.h"

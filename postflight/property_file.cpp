@@ -2,7 +2,7 @@
 
 #include "platform/core_foundation/collections.h"
 #include "platform/core_foundation/scalars.h"
-#include "platform/foundation/file_manager.h"
+#include "platform/foundation/application.h"
 #include "platform/foundation/property_list_serialization.h"
 #include "postflight/log_sys.h"
 

@@ -4,7 +4,7 @@
 #include <utility>
 
 #include "platform/core_foundation/cf_preferences.h"
-#include "platform/core_foundation/property_list.h"
+#include "platform/core_foundation/collections.h"
 #include "plist/forms.h"
 #include "prefs/auto_release.h"
 #include "prefs/key_walk.h"

@@ -4,7 +4,7 @@
 #include <utility>
 #include <vector>
 
-#include "platform/core_foundation/property_list.h"
+#include "platform/core_foundation/collections.h"
 #include "plist/forms.h"
 #include "prefs/domain_store.h"
 #include "prefs/key_walk.h"

@@ -5,8 +5,8 @@
 #include "host/file_names.h"
 #include "host/system.h"
 #include "platform/core_foundation/cf_preferences.h"
+#include "platform/core_foundation/collections.h"
 #include "platform/core_foundation/errno_status.h"
-#include "platform/core_foundation/property_list.h"
 #include "prefs/auto_release.h"
 #include "prefs/domain_store.h"
 

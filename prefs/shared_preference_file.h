@@ -12,7 +12,7 @@
 
 #include <string>
 
-#include "platform/core_foundation/property_list.h"
+#include "platform/core_foundation/collections.h"
 #include "platform/core_foundation/string.h"
 #include "platform/core_foundation/url.h"
 #include "strings/platform_reference.h"

@@ -13,7 +13,7 @@
 #include "host/proc.h"
 #include "host/replace_file.h"
 #include "platform/core_foundation/errno_status.h"
-#include "platform/core_foundation/string_support.h"
+#include "platform/core_foundation/object_support.h"
 
 namespace orvik {
 

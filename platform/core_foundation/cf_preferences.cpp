@@ -10,8 +10,8 @@
 #include "host/file_names.h"
 #include "host/proc.h"
 #include "host/system.h"
+#include "platform/core_foundation/collections.h"
 #include "platform/core_foundation/preference_domain.h"
-#include "platform/core_foundation/property_list.h"
 #include "platform/core_foundation/string.h"
 #include "text/characters.h"
 

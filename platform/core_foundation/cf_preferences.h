@@ -30,7 +30,6 @@
 
 #include "platform/core_foundation/base.h"
 #include "platform/core_foundation/collections.h"
-#include "platform/core_foundation/property_list.h"
 
 namespace [[gnu::visibility("default")]] orvik {
 

@@ -1,5 +1,6 @@
-// Arrays and dictionaries of objects, by both of their names: a CFArrayRef is an NSArray, a
-// CFDictionaryRef an NSDictionary.
+// Arrays and dictionaries of objects, by both of their names (a CFArrayRef is an NSArray, a
+// CFDictionaryRef an NSDictionary), and all objects from and to the values of plist/value.h, which
+// hold everything that is read from and written to files.
 //
 // A collection that was made from a value of a property list keeps the value until its objects are
 // first needed; its objects are then made one level deep, once for all threads.
@@ -10,6 +11,8 @@
 
 #include <atomic>
 #include <cstdint>
+#include <optional>
+#include <string>
 #include <utility>
 #include <vector>
 
@@ -20,7 +23,9 @@
 
 namespace [[gnu::visibility("default")]] orvik {
 
-// What becomes mutable of an object that is made from a value (property_list.h).
+using CFPropertyListRef = CFTypeRef;
+
+// What becomes mutable of an object that is made from a value (CreateObject).
 using CFPropertyListMutabilityOptions = CFOptionFlags;
 inline constexpr CFPropertyListMutabilityOptions kCFPropertyListImmutable = 0;
 inline constexpr CFPropertyListMutabilityOptions kCFPropertyListMutableContainers = 1;
@@ -171,5 +176,16 @@ class NSDictionary final : public NSCollection {
 
 using CFDictionaryRef = const NSDictionary*;
 CFTypeID CFDictionaryGetTypeID();
+
+// An object for the value, owned by the caller; null for no value. Arrays and dictionaries share
+// the value until their objects are first used; long strings and data share their memory with it.
+// Nothing is shared with other objects that can be changed.
+CFTypeRef CreateObject(const plist::Value& value, CFOptionFlags mutability_option);
+
+// The value of an object; that of an unused collection is the one that it was made from. Nothing
+// for an object that no property list can hold: null, an object of another class, a key that is not
+// a string, containers nested deeper than plist::kMaximumDepth. Then `path`, unless null, receives
+// the keys and indices that lead to it, with "/" between them, in UTF-8.
+std::optional<plist::Value> ValueOfObject(CFTypeRef object, std::string* path = nullptr);
 
 }  // namespace orvik

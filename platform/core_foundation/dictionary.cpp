@@ -3,8 +3,7 @@
 #include <string>
 #include <utility>
 
-#include "platform/core_foundation/container_support.h"
-#include "platform/core_foundation/property_list.h"
+#include "platform/core_foundation/object_support.h"
 #include "platform/core_foundation/string.h"
 
 namespace orvik {

@@ -10,8 +10,8 @@
 #include <utility>
 
 #include "host/replace_file.h"
+#include "platform/core_foundation/object_support.h"
 #include "platform/core_foundation/string.h"
-#include "platform/core_foundation/string_support.h"
 
 namespace orvik {
 

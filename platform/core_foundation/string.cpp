@@ -9,7 +9,7 @@
 #include "host/system.h"
 #include "platform/core_foundation/base.h"
 #include "platform/core_foundation/object.h"
-#include "platform/core_foundation/string_support.h"
+#include "platform/core_foundation/object_support.h"
 #include "text/code_page_codec.h"
 #include "text/formatter.h"
 

@@ -6,8 +6,8 @@
 #include <cstdlib>
 
 #include "platform/core_foundation/locale.h"
+#include "platform/core_foundation/object_support.h"
 #include "platform/core_foundation/string.h"
-#include "platform/core_foundation/string_support.h"
 #include "text/case_and_spelling.h"
 #include "text/transcoding.h"
 

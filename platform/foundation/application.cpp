@@ -1,13 +1,15 @@
 #include "platform/foundation/application.h"
 
+#include <sys/stat.h>
 #include <syslog.h>
 
 #include <cstdarg>
 
+#include "host/paths.h"
 #include "host/proc.h"
 #include "host/system.h"
+#include "platform/core_foundation/object_support.h"
 #include "platform/core_foundation/string.h"
-#include "platform/core_foundation/string_support.h"
 #include "text/case_and_spelling.h"
 
 namespace orvik {
@@ -96,6 +98,33 @@ void NSLog(const NSString* format, ...) {
   // A format that cannot be carried out still says something.
   host::SystemLog(LOG_WARNING, (text != nullptr ? text : format)->ToUtf8());
   CFRelease(text);
+}
+
+NSFileManager* NSFileManager::defaultManager() {
+  union Manager {
+    constexpr Manager() : manager() {}
+    ~Manager() {}  // NOLINT(modernize-use-equals-default)
+    NSFileManager manager;
+  };
+  static constinit Manager the_manager;
+  return &the_manager.manager;
+}
+
+ObjCBool NSFileManager::fileExistsAtPath(const NSString* path, ObjCBool* is_directory) const {
+  const std::optional<std::string> file = FilePath(path);
+  if (!file) return NO;
+  struct stat attributes;
+  if (host::StatPath(*file, 0, &attributes) != 0) return NO;
+  if (is_directory != nullptr) *is_directory = S_ISDIR(attributes.st_mode) ? YES : NO;
+  return YES;
+}
+
+const NSString* NSTemporaryDirectory() {
+  return Autoreleased(NewStringFromPath(host::TemporaryFolder() + '/'));
+}
+
+const NSString* NSHomeDirectory() {
+  return Autoreleased(NewStringFromPath(host::HomeFolder()));
 }
 
 }  // namespace orvik

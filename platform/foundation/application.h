@@ -1,4 +1,5 @@
-// The running program: its application object, its arguments as the user's defaults, and its log.
+// The running program and its surroundings: its application object, its arguments as the user's
+// defaults, its log, and the files and folders that it finds.
 //
 // The defaults are the argument domain, which is the command line of the program. An argument that
 // begins with "-" and has at least one more character is a name (without the dash); the argument
@@ -73,5 +74,26 @@ class ScopedArguments {
 // Formats as CFStringCreateWithFormat does ("%@" takes an object) and sends the text, in UTF-8, to
 // the system log at priority warning.
 void NSLog(const NSString* format, ...);
+
+// Files by path, as host/file_names.h and the rule of host/system.h (ResolvePath) say. Methods
+// answer YES or NO; null and empty paths are NO.
+class NSFileManager final : public NSObject {
+ public:
+  // The one object of the process.
+  static NSFileManager* defaultManager();
+
+  // Whether the path exists; a link counts as what it points to. `is_directory` may be
+  // null.
+  ObjCBool fileExistsAtPath(const NSString* path, ObjCBool* is_directory = nullptr) const;
+
+  constexpr NSFileManager() = default;
+  ~NSFileManager() override = default;
+};
+
+// The temporary folder with a "/" at its end, autoreleased.
+const NSString* NSTemporaryDirectory();
+
+// The user's home, autoreleased.
+const NSString* NSHomeDirectory();
 
 }  // namespace orvik

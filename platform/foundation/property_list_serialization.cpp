@@ -1,6 +1,6 @@
 #include "platform/foundation/property_list_serialization.h"
 
-#include "platform/core_foundation/property_list.h"
+#include "platform/core_foundation/collections.h"
 #include "plist/forms.h"
 
 namespace orvik {

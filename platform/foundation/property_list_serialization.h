@@ -4,8 +4,8 @@
 // must release; on success the description is null. What the methods return is autoreleased.
 #pragma once
 
+#include "platform/core_foundation/collections.h"
 #include "platform/core_foundation/object.h"
-#include "platform/core_foundation/property_list.h"
 
 namespace [[gnu::visibility("default")]] orvik {
 

@@ -4,7 +4,6 @@
 
 #include "host/system.h"
 #include "platform/core_foundation/collections.h"
-#include "platform/core_foundation/property_list.h"
 #include "platform/foundation/application.h"
 #include "plist/file.h"
 #include "postflight/install_information.h"

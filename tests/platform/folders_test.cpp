@@ -5,7 +5,7 @@
 
 #include "platform/core_foundation/object.h"
 #include "platform/core_foundation/string.h"
-#include "platform/foundation/file_manager.h"
+#include "platform/foundation/application.h"
 #include "tests/support/references.h"
 #include "tests/support/test_environment.h"
 

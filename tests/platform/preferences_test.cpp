@@ -10,7 +10,6 @@
 #include "platform/core_foundation/collections.h"
 #include "platform/core_foundation/errno_status.h"
 #include "platform/core_foundation/object.h"
-#include "platform/core_foundation/property_list.h"
 #include "platform/core_foundation/scalars.h"
 #include "platform/core_foundation/string.h"
 #include "plist/file.h"

@@ -1,6 +1,6 @@
 #include "postflight/property_file.h"
 
-#include "platform/core_foundation/property_list.h"
+#include "platform/core_foundation/collections.h"
 #include "plist/forms.h"
 
 #include "tests/postflight/log_fixture.h"

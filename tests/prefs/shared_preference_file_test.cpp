@@ -1,5 +1,5 @@
 #include "prefs/shared_preference_file.h"
-#include "platform/core_foundation/property_list.h"
+#include "platform/core_foundation/collections.h"
 
 #include <grp.h>
 

@@ -1,11 +1,15 @@
-// What the sources of the string functions share, and strings from and to paths on disk.
+// What the sources of the objects share: views of strings, strings from and to paths on disk, and
+// releasing and describing nested collections, which may be deeper than the stack of a small thread
+// allows.
 #pragma once
 
 #include <algorithm>
 #include <optional>
 #include <string>
 #include <string_view>
+#include <vector>
 
+#include "platform/core_foundation/object.h"
 #include "platform/core_foundation/string.h"
 
 namespace orvik {
@@ -46,5 +50,26 @@ std::optional<std::string> FilePath(const NSString* path);
 
 // A string owned by the caller for a path on disk.
 NSString* NewStringFromPath(std::string_view path);
+
+// Lives while a container releases its elements. Below the first few containers inside one another
+// the elements wait on a list until the outermost one is done, so that destruction does not recurse
+// any further.
+class ElementRelease {
+ public:
+  ElementRelease();
+  ~ElementRelease();
+  ElementRelease(const ElementRelease&) = delete;
+  ElementRelease& operator=(const ElementRelease&) = delete;
+
+  void operator()(const NSObject* element) const;
+
+ private:
+  ElementRelease* outermost_;
+  bool is_deep_;
+  mutable std::vector<const NSObject*> waiting_;  // of the outermost
+};
+
+// Appends an object's description, its further lines indented by one level.
+void AppendDescription(std::u16string& text, const NSObject* object);
 
 }  // namespace orvik

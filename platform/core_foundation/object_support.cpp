@@ -1,4 +1,5 @@
-#include "platform/core_foundation/container_support.h"
+
+#include "platform/core_foundation/object_support.h"
 
 #include <new>
 #include <utility>

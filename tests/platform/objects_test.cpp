@@ -1,11 +1,10 @@
-#include "platform/core_foundation/property_list.h"
+#include "platform/core_foundation/collections.h"
 
 #include <gtest/gtest.h>
 
 #include <atomic>
 #include <thread>
 
-#include "platform/core_foundation/collections.h"
 #include "platform/core_foundation/object.h"
 #include "platform/core_foundation/scalars.h"
 #include "platform/core_foundation/string.h"

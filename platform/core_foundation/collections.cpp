@@ -1,4 +1,5 @@
-#include "platform/core_foundation/property_list.h"
+
+#include "platform/core_foundation/collections.h"
 
 #include <cstdint>
 #include <mutex>
@@ -7,7 +8,6 @@
 #include <utility>
 #include <vector>
 
-#include "platform/core_foundation/collections.h"
 #include "platform/core_foundation/scalars.h"
 #include "platform/core_foundation/string.h"
 #include "plist/events.h"
