@@ -16,6 +16,7 @@
 #include "fuzz/require.h"
 #include "fuzz/scratch_folder.h"
 #include "platform/core_foundation/scalars.h"
+#include "platform/core_foundation/string.h"
 #include "prefs/shared_lock.h"
 
 using orvik::NSObject;

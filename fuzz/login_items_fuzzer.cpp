@@ -12,6 +12,7 @@
 #include "platform/core_foundation/object.h"
 #include "platform/core_foundation/object_support.h"
 #include "platform/core_foundation/scalars.h"
+#include "platform/foundation/property_list_serialization.h"
 #include "plist/forms.h"
 #include "postflight/property_file.h"
 

@@ -9,6 +9,7 @@
 #include "fuzz/entries.h"
 #include "fuzz/require.h"
 #include "fuzz/scratch_folder.h"
+#include "platform/core_foundation/string.h"
 #include "prefs/key_path.h"
 #include "prefs/preferences.h"
 

@@ -5,7 +5,8 @@
 #pragma once
 
 #include "platform/core_foundation/collections.h"
-#include "platform/core_foundation/object.h"
+#include "platform/core_foundation/scalars.h"
+#include "platform/core_foundation/string.h"
 
 namespace [[gnu::visibility("default")]] orvik {
 
