@@ -1,9 +1,9 @@
 // A property list as a sequence of events: each reader calls a sink and each writer is one.
 //
 //   caller                                      sink
-//   reader of the XML form (xml.h)              builder of values (events.h)
+//   reader of the XML form                      builder of values
 //   reader of the old text form                 writer of the XML form
-//   walk over values (events.h)                 writer of the binary form
+//   walk over values                            writer of the binary form
 //                                               Checker: stops at what no property list can hold
 //
 // The calls for { a = (1, 2); b = x; }:
