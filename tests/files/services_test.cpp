@@ -12,8 +12,8 @@
 namespace orvik::test {
 namespace {
 
-using host::AlertLevel;
-using host::AlertRequest;
+using desktop::AlertLevel;
+using desktop::AlertRequest;
 
 TEST(Messages, LoadsErrorTexts) {
   const std::pair<unsigned, std::u16string> cases[] = {
@@ -59,7 +59,7 @@ TEST(Messages, EveryButtonGivesItsResult) {
       EXPECT_EQ(shown.cancel_button, labels.size() > 1 ? 1 : -1);
       EXPECT_EQ(result, results[button]) << type;
     }
-    EXPECT_EQ(Show(u"m", type, host::kAlertClosed).first, closed) << type;
+    EXPECT_EQ(Show(u"m", type, desktop::kAlertClosed).first, closed) << type;
     EXPECT_EQ(Show(u"m", type, std::nullopt).first, 0);
   }
 }
