@@ -33,7 +33,10 @@ class BinaryReader {
   Value Read() {
     if (!ReadTrailer()) return {};
     slots_.resize(object_count_);
-    if (losses_ != nullptr) FindBounds();
+    if (losses_ != nullptr) {
+      FindBounds();
+      LoseDamagedKeys();
+    }
     if (!ReadTree()) return {};
     if (losses_ != nullptr) LoseUnreached();
     return std::move(slots_[root_].value);
@@ -61,6 +64,7 @@ class BinaryReader {
     std::uint8_t low;
     std::string_view content;
     std::uint64_t count;
+    std::uint64_t size;  // in bytes, with the marker and the length
   };
 
   struct Container {
@@ -250,16 +254,45 @@ class BinaryReader {
     std::sort(bounds_.begin(), bounds_.end());
   }
 
+  // A key that is not a string is damaged. Where the same object is a value, too, it never was this
+  // one.
+  void LoseDamagedKeys() {
+    for (std::uint64_t i = 0; i < object_count_; ++i) {
+      Body body = {};
+      const std::uint64_t offset = OffsetOf(i);
+      if (!ParseBody(offset, body) || body.marker != kDictionary ||
+          !FitsBounds(offset, offset + body.size)) {
+        continue;
+      }
+      for (std::uint64_t j = 0; j < body.count; ++j) {
+        Body key = {};
+        const std::uint64_t index = Reference(body, j);
+        if (index >= object_count_ || !ParseBody(OffsetOf(index), key)) continue;
+        slots_[index].is_lost |= key.marker < kAsciiString;
+      }
+    }
+  }
+
   // From an offset to the next.
   std::uint64_t Room(std::uint64_t offset) const {
     const auto next = std::upper_bound(bounds_.begin(), bounds_.end(), offset);
     return next == bounds_.end() ? 0 : *next - offset;
   }
 
-  // Nor do two objects begin at one place.
+  // Nor do two objects begin at one place. If the object before goes on to the end of this one, or
+  // to another object that ends there, the offset of this one is wrong, and not the length before
+  // it.
   bool FitsBounds(std::uint64_t begin, std::uint64_t end) const {
     const auto [first, next] = std::equal_range(bounds_.begin(), bounds_.end(), begin);
-    return next - first == 1 && next != bounds_.end() && *next == end;
+    if (next - first != 1 || next == bounds_.end() || *next != end) return false;
+    const std::uint64_t before = first == bounds_.begin() ? kHeaderSize : EndAt(*(first - 1));
+    return before == begin || (before != end && EndAt(before) != end);
+  }
+
+  // The end of the object that begins at the offset; 0 when there is none.
+  std::uint64_t EndAt(std::uint64_t offset) const {
+    Body body = {};
+    return ParseBody(offset, body) ? offset + body.size : 0;
   }
 
   // Whether a container is more likely something else whose marker was damaged: several of its
@@ -291,6 +324,15 @@ class BinaryReader {
 
   bool ReadBody(std::uint64_t index, Body& body) {
     const std::uint64_t offset = OffsetOf(index);
+    if (!ParseBody(offset, body)) return false;
+    if (losses_ != nullptr && !FitsBounds(offset, offset + body.size)) return false;
+    // Objects that overlap could make a small file cost without end.
+    if (body.size > unread_bytes_) return false;
+    unread_bytes_ -= body.size;
+    return true;
+  }
+
+  bool ParseBody(std::uint64_t offset, Body& body) const {
     if (offset < kHeaderSize || offset >= table_offset_) return false;
     std::string_view rest = bytes_.substr(offset, table_offset_ - offset);
     const size_t available = rest.size();
@@ -322,11 +364,7 @@ class BinaryReader {
     if (body.count > rest.size() / unit || !Take(rest, body.count * unit, body.content)) {
       return false;
     }
-    if (losses_ != nullptr && !FitsBounds(offset, offset + available - rest.size())) return false;
-    // Objects that overlap could make a small file cost without end.
-    const std::uint64_t used = available - rest.size();
-    if (used > unread_bytes_) return false;
-    unread_bytes_ -= used;
+    body.size = available - rest.size();
     return true;
   }
 

@@ -178,6 +178,16 @@ Token DamagedMarkup::ReadTag() const {
   const std::string_view written = WithoutAttributes(body);
   const bool is_empty_with_attributes = written.size() < body.size() && body.ends_with('/');
   Form form{};
+  if (end != kNowhere && !is_whole) {
+    // A byte of a tag may have become a "<".
+    constexpr std::size_t kLongest = sizeof "/integer" - 1;
+    const std::string_view rest = text_.substr(position_ + 1, kLongest + 1);
+    const std::size_t close = std::min(rest.size(), rest.find('>'));
+    const auto is_near = [&](const Form& f) { return f.IsNear(rest.substr(0, close), 1); };
+    if (close < rest.size() && FindForm(is_near, form)) {
+      return {form.kind, form.name, true, true, position_, position_ + close + 2, -1};
+    }
+  }
   if (is_whole && FindForm([&](const Form& f) { return f.IsNear(written, 0); }, form)) {
     token.kind = is_empty_with_attributes ? Kind::kEmpty : form.kind;
     token.name = form.name;
