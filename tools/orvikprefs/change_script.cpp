@@ -43,11 +43,11 @@ void AddElement(Transaction& transaction, const Words& words) {
 }
 
 void SetValue(Transaction& transaction, const Words& words) {
-  const std::optional<Type> type =
-      words.keep_type ? std::optional(words.value.type()) : std::nullopt;
-  transaction.RequireThat(words.key, words.name, [type](const Value& present) {
-    return !type || !present || present.type() == *type;
-  });
+  transaction.RequireThat(
+      words.key, words.name,
+      [type = words.value.type(), keeps = words.keep_type](const Value& present) {
+        return !keeps || !present || present.type() == type;
+      });
   transaction.Set(words.key, words.name, words.value, words.replace);
 }
 
