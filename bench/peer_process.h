@@ -3,7 +3,6 @@
 
 #include <fcntl.h>
 #include <spawn.h>
-#include <sys/resource.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -13,8 +12,8 @@
 namespace orvik::bench {
 
 // Runs a program found through PATH with its output thrown away and waits for it: its exit status,
-// or -1. `peak_bytes`, unless null, receives the largest resident memory that it had.
-inline int RunPeer(const std::vector<std::string>& arguments, double* peak_bytes = nullptr) {
+// or -1.
+inline int RunPeer(const std::vector<std::string>& arguments) {
   std::vector<char*> argv;
   for (const std::string& argument : arguments) {
     argv.push_back(const_cast<char*>(argument.c_str()));
@@ -26,9 +25,7 @@ inline int RunPeer(const std::vector<std::string>& arguments, double* peak_bytes
   pid_t child = -1;
   int status = -1;
   if (posix_spawnp(&child, argv[0], &actions, nullptr, argv.data(), environ) == 0) {
-    rusage usage = {};
-    wait4(child, &status, 0, &usage);
-    if (peak_bytes != nullptr) *peak_bytes = 1024.0 * static_cast<double>(usage.ru_maxrss);
+    waitpid(child, &status, 0);
   }
   posix_spawn_file_actions_destroy(&actions);
   return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
