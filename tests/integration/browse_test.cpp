@@ -7,6 +7,7 @@
 #include <csignal>
 #include <fstream>
 #include <optional>
+#include <sstream>
 #include <string>
 #include <vector>
 
@@ -135,6 +136,25 @@ TEST_F(BrowseTest, WalksAndShowsHarmlessText) {
   Type({"q"});
   EXPECT_TRUE(Shows("ended 0"));
   EXPECT_TRUE(Shows("sane"));
+}
+
+TEST_F(BrowseTest, SelectsWhatIsClicked) {
+  Start("Software/Vendor/App");
+  ASSERT_TRUE(Shows(" /Software/Vendor/App"));
+  // The row of a text on the screen, and a press and a release there, as a terminal reports them.
+  const auto click = [this](const std::string& text) {
+    std::istringstream screen(Screen());
+    int row = 1;
+    for (std::string line; std::getline(screen, line) && !Contains(line, text);) ++row;
+    for (const char button : {' ', '#'}) {
+      TypeText(std::string("\x1b[M") + button + static_cast<char>(32 + 6) +
+               static_cast<char>(32 + row));
+    }
+  };
+  click("Other");
+  EXPECT_TRUE(Shows(" /Software/Other"));
+  click("Vendor");
+  EXPECT_TRUE(Shows(" /Software/Vendor "));
 }
 
 TEST_F(BrowseTest, SearchesGoesAndCompletes) {
