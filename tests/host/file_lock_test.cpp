@@ -1,7 +1,10 @@
 #include "host/file_lock.h"
 
+#include <signal.h>
 #include <sys/file.h>
 #include <sys/syscall.h>
+#include <sys/wait.h>
+#include <unistd.h>
 
 #include <chrono>
 #include <thread>
@@ -176,6 +179,33 @@ TEST_F(FolderLockTest, RefusesWhatIsNotALockFileAndLeavesItAlone) {
       fs::remove(folder_ / ".orvik.lock");
     }
   }
+}
+
+// Who waited at a file that was removed meanwhile waits again at the one that others lock now.
+TEST_F(FolderLockTest, ARemovedFileGivesNobodyASecondLock) {
+  const auto hold = [this] {
+    static FolderLock lock;
+    lock = Take(folder_, 60'000);
+    if (!lock.held()) _exit(1);
+  };
+  OtherProcess first(hold);
+  const pid_t waiter = fork();
+  if (waiter == 0) {
+    hold();
+    WriteFile(folder_ / "held", "");
+    for (;;) pause();
+  }
+  usleep(100'000);
+  fs::remove(folder_ / ".orvik.lock");
+  OtherProcess second(hold);
+  first.End();
+  usleep(200'000);
+  EXPECT_FALSE(fs::exists(folder_ / "held"));
+  second.End();
+  for (int i = 0; i < 2400 && !fs::exists(folder_ / "held"); ++i) usleep(25'000);
+  EXPECT_TRUE(fs::exists(folder_ / "held"));
+  kill(waiter, SIGKILL);
+  waitpid(waiter, nullptr, 0);
 }
 
 // Root in a user's folder: what the user put there is neither written nor given away.
