@@ -195,7 +195,15 @@ TEST_F(FolderLockTest, ARemovedFileGivesNobodyASecondLock) {
     WriteFile(folder_ / "held", "");
     for (;;) pause();
   }
-  usleep(100'000);
+  // It waits at the old file once it has opened it.
+  const auto waits = [&] {
+    std::error_code error;
+    for (const auto& file : fs::directory_iterator("/proc/" + std::to_string(waiter) + "/fd")) {
+      if (fs::read_symlink(file, error) == folder_ / ".orvik.lock") return true;
+    }
+    return false;
+  };
+  for (int i = 0; i < 2400 && !waits(); ++i) usleep(25'000);
   fs::remove(folder_ / ".orvik.lock");
   OtherProcess second(hold);
   first.End();
