@@ -52,10 +52,11 @@ class CDirectoryManipulator {
   // files of the same name are replaced, each when its copy is whole. With `move` the files are
   // moved, an existing target file stays, and the source keeps its emptied folders. Special files
   // are moved, not copied. Files of several names within the tree keep them when they are moved.
-  // A link in the target that leads to a folder is followed when it belongs to this user or to root,
-  // or lies in a folder that no other user can change. The result does not report single files or folders that could
-  // not be copied or read; the report does. E_FAIL when the source does not exist, and when the
-  // target lies inside the source (nothing is copied then). E_ABORT when `progress` stopped it.
+  // A link in the target that leads to a folder is followed when it belongs to this user or to
+  // root, or lies in a folder that no other user can change. The result does not report single
+  // files or folders that could not be copied or read; the report does. E_FAIL when the source does
+  // not exist, and when the target lies inside the source (nothing is copied then). E_ABORT when
+  // `progress` stopped it.
   [[nodiscard("a failure copies nothing, or a part")]] static HRESULT RecursivelyCopyDirectory(
       const COrvikDirectoryPath& source, const COrvikDirectoryPath& target, BOOL move,
       TreeReport* report = nullptr);

@@ -57,9 +57,9 @@ struct ProcessOwner {
 std::optional<ProcessOwner> FindProcessOwner(pid_t pid);
 
 // The name of the program's file that a process runs, without folder, the same for every caller.
-// For a process whose program the caller may not examine (another user's): the kernel's name for it,
-// completed from the command line where the kernel cut it at 15 bytes. "" when there is no such
-// process, or without /proc.
+// If the caller may not examine the process (another user's), this is the kernel's name for it; the
+// kernel cuts that at 15 bytes, and the command line gives the rest. "" if the process does not
+// exist, and without /proc.
 std::string ProgramNameOf(pid_t pid);
 
 // The arguments with which the program was started.

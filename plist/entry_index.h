@@ -7,9 +7,9 @@
 //
 // A list has at most 2^32 - 1 entries. Only Rebuild allocates.
 //
-// Open addressing with linear probing over the indices of the entries, at most two thirds full. Up
-// to kSearched entries there is no table, because a linear search is as fast. An entry that is
-// removed from the list keeps its slot, so that searches go on behind it, until the next Rebuild.
+// Open addressing with linear probing over the indices of the entries, at most two thirds full. A
+// list of at most kSearched entries has no table, because a linear search is as fast. A removed
+// entry keeps its slot until the next Rebuild, so that searches find the entries behind it.
 #pragma once
 
 #include <cstddef>

@@ -21,9 +21,9 @@ namespace orvik {
 namespace [[gnu::visibility("default")]] plist {
 
 // Adds each value at the place that was reached: as the root, at the end of the open array, or
-// under the key of the open dictionary. Returns false if there is no such place: a second root, a
-// dictionary without a key, a key without a value, or more than kMaximumDepth open containers. The
-// last of two equal keys wins.
+// under the key of the open dictionary. Returns false for a second root, for a value of a
+// dictionary without a key, for a key without a value, and beyond kMaximumDepth open containers.
+// The last of two equal keys wins.
 class ValueBuilder final : public Sink {
  public:
   // A string or data value shares the memory of its holder.

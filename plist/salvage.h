@@ -5,8 +5,8 @@
 //   entries    {a = 1; c = 2;}
 //   losses     path "b": text that cannot be read
 //
-// Never fails: in the worst case there are no entries and one loss covers the whole file. Limits of
-// depth and size are those of reading (sink.h); a part beyond them is a loss.
+// Salvage never fails: of a hopeless file the entries are empty, and one loss covers all of it. The
+// limits of depth and size are those of reading (sink.h); a part beyond them is a loss.
 #pragma once
 
 #include <cstddef>

@@ -12,11 +12,10 @@
 // the domain's top-level entries. No value is converted, except that an integer is found as a real,
 // too. Where nothing is found, `status` (may be null) says why:
 //
-//   kNotFound              there is no such value, or no file
+//   kNotFound              the value or the file does not exist
 //   kNotAKey               a value is on the key path
-//   kWrongType             there is a value of another type
-//   kDamaged, kUnreadable, the file cannot be read (reporting.h)
-//   ...
+//   kWrongType             the value has another type
+//   kDamaged, kUnreadable  the file cannot be read; reporting.h lists the other reasons
 //
 // Several threads may use one object.
 #pragma once

@@ -50,8 +50,7 @@ UCollator* Open(const char* locale, UCCollateOptions options, UCollationStrength
   UErrorCode status = U_ZERO_ERROR;
   UCollator* collator = icu::ucol_open(locale, &status);
   if (U_FAILURE(status)) {
-    // A name that is no locale's sorts by the root collation: without any, all texts would be
-    // equal.
+    // The locale does not exist: the root collation sorts. Without one all texts would be equal.
     status = U_ZERO_ERROR;
     collator = icu::ucol_open("", &status);
   }

@@ -72,7 +72,7 @@ class NSEnumerator final : public NSObject {
   // Retains the objects.
   explicit NSEnumerator(std::vector<const NSObject*> objects);
 
-  // Null when there are no more.
+  // Returns the next object, or null at the end.
   NSObject* nextObject();
 
  private:

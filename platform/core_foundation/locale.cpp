@@ -49,7 +49,7 @@ NSDateFormatter::NSDateFormatter(CFLocaleRef locale) {
   UErrorCode status = U_ZERO_ERROR;
   formatter_ = icu::udat_open(UDAT_NONE, UDAT_NONE, identifier, nullptr, 0, nullptr, 0, &status);
   if (U_FAILURE(status)) {
-    // A name that is no locale's: the root locale's digits are as good.
+    // The locale does not exist: the root locale has the same digits.
     status = U_ZERO_ERROR;
     formatter_ = icu::udat_open(UDAT_NONE, UDAT_NONE, "", nullptr, 0, nullptr, 0, &status);
   }

@@ -53,8 +53,8 @@ class NSDateFormatter final : public NSObject {
 
 using CFDateFormatterRef = NSDateFormatter*;
 
-// The caller owns the result. A null locale is the current one. Null for any style but
-// kCFDateFormatterNoStyle: the pattern alone says what is shown.
+// The caller owns the result. A null locale is the current one. Both styles must be
+// kCFDateFormatterNoStyle, because the pattern alone defines the text; null for any other style.
 CFDateFormatterRef CFDateFormatterCreate(CFAllocatorRef allocator, CFLocaleRef locale,
                                          CFDateFormatterStyle date_style,
                                          CFDateFormatterStyle time_style);

@@ -4,11 +4,10 @@
 // each flush is recorded. From the record follows what a POSIX file system may have kept at any
 // moment:
 //
-//   content  after the file's last flush: what was flushed, or what was written since, or the first
-//            half of that, or as many zeros
-//   names    a change of a folder that was flushed is kept; each later one is kept or lost by
-//   itself,
-//            a rename as one change
+//   content  the flushed content, the content written since, the first half of that, or as many
+//            zeros
+//   names    a change of a flushed folder is kept; each later change is kept or lost by itself, and
+//            a rename is one change
 //
 // The model is that of the papers on crash consistency (Pillai et al., OSDI 2014; Mohan et al.,
 // OSDI 2018) without the promises that single file systems add. Attributes other than the mode are

@@ -87,7 +87,7 @@ mode_t ModeArgument(int flags, va_list arguments) {
   return (flags & O_CREAT) != 0 || (flags & O_TMPFILE) == O_TMPFILE ? va_arg(arguments, mode_t) : 0;
 }
 
-// The result of a call that changes something; told to the recorder when it succeeded.
+// Tells the recorder about a changing call that succeeded, and returns its result.
 template <typename Result>
 Result Noted(Result result) {
   if (result >= 0) Record([](CallRecorder& recorder) { recorder.Changed(); });
