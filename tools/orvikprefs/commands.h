@@ -1,9 +1,9 @@
 // The command line of orvikprefs and its commands.
 //
-// A command prints its result on Context::out, and what went wrong on Context::error. It returns
-// the exit status (context.h), which is kDone only when everything that was asked for is done and
-// on disk. A line that reaches a command is sound: its words have the forms of the grammar. Each
-// command that changes the store does so in one transaction, all or nothing.
+// A command prints its result on Context::out and its messages on Context::error. It returns the
+// exit status (context.h); kDone means that the whole command is carried out and on disk. The words
+// of its command line have the forms of the grammar. A command changes the store in one
+// transaction, all or nothing.
 #pragma once
 
 #include <iosfwd>
