@@ -10,7 +10,8 @@
 //
 // Key paths and names are UTF-16 (key_path.h); views are not kept. An empty key path looks among
 // the domain's top-level entries. No value is converted, except that an integer is found as a real,
-// too. An integer above the range of Integer has another type. Where nothing is found, `status` (may be null) says why:
+// too. An integer above the range of Integer has another type. Where nothing is found, `status`
+// (may be null) says why:
 //
 //   kNotFound              the value or the file does not exist
 //   kNotAKey               a value is on the key path
