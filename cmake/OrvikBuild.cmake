@@ -134,8 +134,8 @@ function(orvik_compile_fast target)
 endfunction()
 
 # orvik_test(NAME LINKS ... [PROPERTIES ...]): every *_test.cpp of the current folder becomes one test
-# program, each of its cases a CTest test of its own with the properties. Tests of a higher COST begin
-# first, so that no long one is left for the end.
+# program, each of its cases a CTest test of its own with the label NAME and the properties. Tests of a
+# higher COST begin first, so that no long one is left for the end.
 function(orvik_test name)
   cmake_parse_arguments(arg "" "" "LINKS;PROPERTIES" ${ARGN})
   file(GLOB sources CONFIGURE_DEPENDS *.cpp)
@@ -147,5 +147,5 @@ function(orvik_test name)
   orvik_compile_fast(orvik_${name}_tests)
   orvik_precompile(orvik_${name}_tests <filesystem> <gtest/gtest.h>)
   gtest_discover_tests(orvik_${name}_tests DISCOVERY_MODE PRE_TEST
-    PROPERTIES TIMEOUT 300 ${arg_PROPERTIES})
+    PROPERTIES TIMEOUT 300 LABELS ${name} ${arg_PROPERTIES})
 endfunction()
