@@ -17,6 +17,9 @@ constexpr std::uint64_t kCopiedAlone = 100;
 // Each may hold two descriptors, of which a process may have few.
 constexpr std::size_t kMostWaiting = 32;
 
+// To wake a thread takes about as long as to copy a small file.
+constexpr std::size_t kWorthWaking = 8;
+
 }  // namespace
 
 int CopyInto(int from, const char* name, mode_t type, int to, const char* target,
@@ -73,7 +76,7 @@ void CopyCrew::Add(CopyJob job) {
     const std::lock_guard guard(guard_);
     if (waiting_.size() < kMostWaiting) {
       waiting_.push_back(std::move(job));
-      changed_.notify_one();
+      if (waiting_.size() == kWorthWaking) changed_.notify_one();
       return;
     }
   }
@@ -110,7 +113,9 @@ void CopyCrew::Work() {
   for (;;) {
     {
       std::unique_lock lock(guard_);
-      changed_.wait(lock, [this] { return is_over_ || !waiting_.empty(); });
+      if (waiting_.empty()) {
+        changed_.wait(lock, [this] { return is_over_ || waiting_.size() >= kWorthWaking; });
+      }
       if (waiting_.empty()) return;
       job = std::move(waiting_.front());
       waiting_.pop_front();

@@ -2,6 +2,7 @@
 // thread.
 #pragma once
 
+#include <sched.h>
 #include <signal.h>
 
 #include <cstdint>
@@ -83,12 +84,20 @@ inline bool IsStopped(const Monitor* monitor) {
 
 // A thread of the library's own beside the caller's.
 
+// Whether the calling thread may run on more than one processor.
+inline bool HasSecondProcessor() {
+  cpu_set_t processors;
+  return sched_getaffinity(0, sizeof processors, &processors) == 0
+             ? CPU_COUNT(&processors) > 1
+             : std::thread::hardware_concurrency() > 1;
+}
+
 // Runs the function on a new thread, which takes no signals: those are for the threads of the
-// program. Not joinable when there is one processor alone, or the system gives no thread.
+// program. Not joinable when the caller has one processor alone, or the system gives no thread.
 template <typename Function>
 std::thread StartWorker(Function function) {
   std::thread worker;
-  if (std::thread::hardware_concurrency() < 2) return worker;
+  if (!HasSecondProcessor()) return worker;
   sigset_t all, before;
   sigfillset(&all);
   pthread_sigmask(SIG_SETMASK, &all, &before);
