@@ -16,6 +16,7 @@
 #include "strings/uca.h"
 #include "strings/utf8_strings.h"
 #include "text/case_and_spelling.h"
+#include "text/characters.h"
 #include "text/code_page_codec.h"
 #include "text/formatter.h"
 #include "text/transcoding.h"
@@ -110,10 +111,6 @@ namespace {
 constexpr UCCollateOptions kCaseInsensitive =
     kUCCollateCaseInsensitiveMask | kUCCollatePunctuationSignificantMask;
 
-int Sign(int order) {
-  return (order > 0) - (order < 0);
-}
-
 std::u16string UnitsOf(std::string_view mac_roman) {
   std::u16string units(mac_roman.size(), u'\0');
   std::transform(mac_roman.begin(), mac_roman.end(), units.begin(),
@@ -168,7 +165,11 @@ int CompareUnits(std::string_view a, Text b) {
 }  // namespace
 
 int CAtlString::Compare(std::u16string_view other) const {
-  return Sign(View().compare(other));
+  const std::size_t common = CommonStart(View(), other);
+  if (common == View().size() || common == other.size()) {
+    return (View().size() > common) - (other.size() > common);
+  }
+  return View()[common] < other[common] ? -1 : 1;
 }
 
 int CAtlString::CompareNoCase(std::u16string_view other) const {

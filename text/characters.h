@@ -6,6 +6,8 @@
 #pragma once
 
 #include <cstddef>
+#include <cstdint>
+#include <cstring>
 #include <string>
 #include <string_view>
 
@@ -111,6 +113,20 @@ inline void AppendCharacter(std::string& utf8, char32_t character) {
 }
 
 // ---- Parts of a text ----
+
+// The units that the two texts have in common at their start. Four at a time, because the library's
+// comparison of 16-bit units takes them one by one.
+inline std::size_t CommonStart(std::u16string_view a, std::u16string_view b) {
+  const std::size_t shorter = a.size() < b.size() ? a.size() : b.size();
+  std::size_t at = 0;
+  for (std::uint64_t four_a, four_b; shorter - at >= 4; at += 4) {
+    std::memcpy(&four_a, a.data() + at, sizeof four_a);
+    std::memcpy(&four_b, b.data() + at, sizeof four_b);
+    if (four_a != four_b) break;
+  }
+  while (at < shorter && a[at] == b[at]) ++at;
+  return at;
+}
 
 // The units of the longest start of the text that has at most `limit` units, which are at least 2,
 // and does not end between two surrogates. Bytes may be cut anywhere.

@@ -1,10 +1,10 @@
 #include "platform/carbon/ascii_collation.h"
 
 #include <algorithm>
-#include <cstdint>
-#include <cstring>
 #include <memory>
 #include <vector>
+
+#include "text/characters.h"
 
 namespace orvik::carbon {
 
@@ -99,13 +99,7 @@ AsciiCollation::AsciiCollation(const UCollator* collator, UCollationStrength str
 
 int AsciiCollation::Compare(std::u16string_view a, std::u16string_view b) const {
   // A common start counts on neither side.
-  const std::size_t common = std::min(a.size(), b.size());
-  std::size_t start = 0;
-  for (std::uint64_t four_a, four_b; common - start >= 4; start += 4) {
-    std::memcpy(&four_a, a.data() + start, sizeof four_a);
-    std::memcpy(&four_b, b.data() + start, sizeof four_b);
-    if (four_a != four_b) break;
-  }
+  const std::size_t start = CommonStart(a, b);
   const char16_t* left = a.data() + start;
   const char16_t* right = b.data() + start;
   const char16_t* const left_end = a.data() + a.size();
