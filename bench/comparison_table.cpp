@@ -14,6 +14,12 @@ double Median(std::vector<double> values) {
   return values.size() % 2 != 0 ? values[half] : (values[half - 1] + values[half]) / 2;
 }
 
+// How far the repetitions lie apart: the largest less the smallest, as a part of the median.
+double Spread(const std::vector<double>& values) {
+  const auto [least, most] = std::minmax_element(values.begin(), values.end());
+  return (*most - *least) / Median(values);
+}
+
 bool IsOurs(const Measured& entry) {
   return entry.role.rfind("ours", 0) == 0;
 }
@@ -61,6 +67,7 @@ std::vector<Row> PairUp(const std::vector<Measured>& measured) {
     const std::string way = AfterColon(ours.role);
     row.name = ours.name + (way.empty() ? "" : " (" + way + ")");
     row.ours = Median(ours.nanoseconds);
+    row.spread = Spread(ours.nanoseconds);
     bool has_peer = false;
     for (const Measured& peer : measured) {
       const bool is_beside =
@@ -68,6 +75,7 @@ std::vector<Row> PairUp(const std::vector<Measured>& measured) {
       if (IsOurs(peer) || !is_beside) continue;
       row.peer_name = AfterColon(peer.role);
       row.peer = Median(peer.nanoseconds);
+      row.spread = std::max(Spread(ours.nanoseconds), Spread(peer.nanoseconds));
       rows.push_back(row);
       has_peer = true;
     }
@@ -80,12 +88,14 @@ std::vector<Row> PairUp(const std::vector<Measured>& measured) {
 }
 
 void PrintMarkdown(const std::vector<Row>& rows, std::ostream& out) {
-  out << "| name | ours | peer | ratio |\n|---|---:|---:|---:|\n";
+  out << "| name | ours | peer | ratio | spread |\n|---|---:|---:|---:|---:|\n";
   for (const Row& row : rows) {
-    char ratio[32] = "";
+    char ratio[32] = "", spread[32] = "";
     if (row.peer > 0) std::snprintf(ratio, sizeof ratio, "%.2f", row.Ratio());
+    if (row.spread > 0) std::snprintf(spread, sizeof spread, "%.0f %%", row.spread * 100);
     out << "| " << row.name << " | " << Time(row.ours) << " | "
-        << (row.peer > 0 ? Time(row.peer) + " " + row.peer_name : "") << " | " << ratio << " |\n";
+        << (row.peer > 0 ? Time(row.peer) + " " + row.peer_name : "") << " | " << ratio << " | "
+        << spread << " |\n";
   }
 }
 

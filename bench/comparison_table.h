@@ -26,6 +26,9 @@ struct Row {
   double ours = 0;  // nanoseconds, the median of the repetitions
   std::string peer_name;
   double peer = 0;  // 0 without a peer
+  // How far the repetitions of ours or of the peer lie apart, whichever more: the largest less the
+  // smallest, as a part of the median; 0 with one repetition.
+  double spread = 0;
   double Ratio() const { return peer > 0 ? ours / peer : 0; }
 };
 

@@ -1,19 +1,17 @@
 // One change in a store: the file is read and parsed, one value four keys deep is replaced, the
-// list is serialised and the whole file is replaced. The peer parses and serialises with libplist;
-// reading and replacing the file are the same for both (without the flush to the disk, whose time
-// has nothing to do with either). "of_peer" is this layer's processor time over the peer's,
-// measured in pairs within one run, and "memory" the peak of one change over the size of the file.
+// list is serialised and the whole file is replaced. A read parses the file and looks the value up.
+// The peer parses and serialises with libplist; reading and replacing the file are the same for
+// both (without the flush to the disk, whose time has nothing to do with either). "memory" is the
+// peak of one change over the size of the file.
 //
-// The second argument is the number of values under one key, the third the layout of the file: the
-// one that this layer writes, of which what is not changed is copied, or the one of another program
-// (spaces for tabs), which is written anew as a whole. A read parses the file and looks the value
-// up.
+// The first argument is the number of values, the second the number of values under one key. The
+// family "foreign" is a file in the layout of another program (spaces for tabs), which is written
+// anew as a whole; of a file in this library's own layout, what is not changed is copied.
 #include <benchmark/benchmark.h>
 #include <malloc.h>
 #include <plist/plist.h>
 #include <sys/resource.h>
 #include <sys/wait.h>
-#include <time.h>
 #include <unistd.h>
 
 #include <cstdio>
@@ -21,6 +19,7 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <tuple>
 #include <utility>
 
 #include "host/replace_file.h"
@@ -77,6 +76,16 @@ std::string Store(int values, int values_of_key, Layout layout) {
     for (const char c : text) c == '\t' ? spaced += "  " : spaced += c;
     return spaced;
   }
+  return text;
+}
+
+// The same, made only once for all the benchmarks in a row that want it.
+const std::string& StoreOf(int values, int values_of_key, Layout layout) {
+  static std::tuple<int, int, Layout> last;
+  static std::string text;
+  const std::tuple wanted(values, values_of_key, layout);
+  if (text.empty() || last != wanted) text = Store(values, values_of_key, layout);
+  last = wanted;
   return text;
 }
 
@@ -140,12 +149,6 @@ void ChangeWithPeer(const std::string& file, int round) {
 // Of a smaller file the process's own pages would be measured.
 constexpr size_t kMeasurable = 500'000;
 
-double ProcessorSeconds() {
-  timespec time = {};
-  clock_gettime(CLOCK_PROCESS_CPUTIME_ID, &time);
-  return static_cast<double>(time.tv_sec) + static_cast<double>(time.tv_nsec) * 1e-9;
-}
-
 // The peak of a child that makes one change, without what it had from its parent.
 double PeakBytes(const std::string& file) {
   malloc_trim(0);
@@ -163,75 +166,65 @@ double PeakBytes(const std::string& file) {
   return peaks[1] - peaks[0];
 }
 
-struct Work {
-  void (*own)(const std::string& file, int round);
-  void (*peers)(const std::string& file, int round);
-  bool changes;
-};
-constexpr Work kChange = {Change, ChangeWithPeer, true};
-constexpr Work kRead = {[](const std::string& file, int) { Read(file); },
-                        [](const std::string& file, int) { ReadWithPeer(file); }, false};
+using Work = void (*)(const std::string& file, int round);
 
-void Measure(benchmark::State& state, const Work& work, Layout layout) {
+struct Operation {
+  std::string name;
+  Work ours;
+  Work peers;
+};
+const Operation kOperations[] = {
+    {"OneChange", Change, ChangeWithPeer},
+    {"OneRead", [](const std::string& file, int) { Read(file); },
+     [](const std::string& file, int) { ReadWithPeer(file); }},
+};
+
+// A change leaves a file in its writer's layout, so that a foreign one is put back each time.
+void Measure(benchmark::State& state, Work work, Layout layout, bool measures_memory) {
   const Folder folder;
   const std::string file = folder.file();
-  const std::string store =
-      Store(static_cast<int>(state.range(0)), static_cast<int>(state.range(1)), layout);
-  host::ReplaceFile(file, store, {.flush = host::Flush::kNone});
-  const double memory = PeakBytes(file);
-  double own = 0, peers = 0;
+  const std::string& store =
+      StoreOf(static_cast<int>(state.range(0)), static_cast<int>(state.range(1)), layout);
+  const auto put_back = [&] { host::ReplaceFile(file, store, {.flush = host::Flush::kNone}); };
+  put_back();
+  if (measures_memory && store.size() > kMeasurable) {
+    state.counters["memory"] = PeakBytes(file) / static_cast<double>(store.size());
+  }
   int round = 0;
   for (auto _ : state) {
-    double start = ProcessorSeconds();
-    work.own(file, ++round);
-    own += ProcessorSeconds() - start;
+    work(file, ++round);
+    if (layout == Layout::kOwn) continue;
     state.PauseTiming();
-    // A change leaves a file in its writer's layout.
-    if (work.changes) host::ReplaceFile(file, store, {.flush = host::Flush::kNone});
-    start = ProcessorSeconds();
-    work.peers(file, ++round);
-    peers += ProcessorSeconds() - start;
-    if (work.changes) host::ReplaceFile(file, store, {.flush = host::Flush::kNone});
+    put_back();
     state.ResumeTiming();
   }
   state.counters["bytes"] = static_cast<double>(store.size());
-  if (store.size() > kMeasurable) {
-    state.counters["memory"] = memory / static_cast<double>(store.size());
-  }
-  state.counters["of_peer"] = own / peers;
 }
 
-void MeasurePeer(benchmark::State& state, const Work& work, Layout layout) {
-  const Folder folder;
-  const std::string file = folder.file();
-  const std::string store =
-      Store(static_cast<int>(state.range(0)), static_cast<int>(state.range(1)), layout);
-  host::ReplaceFile(file, store, {.flush = host::Flush::kNone});
-  int round = 0;
-  for (auto _ : state) work.peers(file, ++round);
-}
-
-// PropertyList/OPERATION/LAYOUT for every operation and layout.
+// PropertyList/OPERATION/LAYOUT for every layout, size and operation, those of one store in a row.
 bool RegisterSizes() {
-  struct Operation {
-    std::string name;
-    const Work& work;
+  struct Size {
+    int64_t values, of_key;
+    int repetitions;  // 0: as many as the command line says
   };
-  const Operation operations[] = {{"OneChange", kChange}, {"OneRead", kRead}};
-  for (const auto& [name, work] : operations) {
-    for (const Layout layout : {Layout::kOwn, Layout::kForeign}) {
-      const std::string family =
-          "PropertyList/" + name + (layout == Layout::kForeign ? "/foreign/" : "/");
-      for (const auto& [role, measure] :
-           {std::pair{"ours", &Measure}, {"peer:libplist", &MeasurePeer}}) {
-        auto* const measured = benchmark::RegisterBenchmark(
-            (family + role).c_str(),
-            [=, &work](benchmark::State& state) { measure(state, work, layout); });
-        measured->ArgNames({"values", "of_key"})->Unit(benchmark::kMillisecond);
-        for (const int64_t values : {100000, 1000000}) measured->Args({values, 20});
-        if (layout == Layout::kForeign) continue;
-        for (const int64_t values : {10, 1000, 10000}) measured->Args({values, 20});
-        measured->Args({100000, 100000});
+  const Size sizes[] = {{10, 20, 0},         {1000, 20, 0},   {10000, 20, 0},
+                        {100000, 100000, 0}, {100000, 20, 0}, {1000000, 20, 1}};
+  for (const Layout layout : {Layout::kOwn, Layout::kForeign}) {
+    for (const Size& size : sizes) {
+      if (layout == Layout::kForeign && (size.values < 100000 || size.of_key != 20)) continue;
+      for (const Operation& operation : kOperations) {
+        const std::string family =
+            "PropertyList/" + operation.name + (layout == Layout::kForeign ? "/foreign/" : "/");
+        const auto add = [&](const char* role, Work work, bool measures_memory) {
+          auto* const measured = benchmark::RegisterBenchmark(
+              (family + role).c_str(),
+              [=](benchmark::State& state) { Measure(state, work, layout, measures_memory); });
+          measured->ArgNames({"values", "of_key"})->Unit(benchmark::kMillisecond);
+          measured->Args({size.values, size.of_key});
+          if (size.repetitions != 0) measured->Repetitions(size.repetitions);
+        };
+        add("ours", operation.ours, true);
+        add("peer:libplist", operation.peers, false);
       }
     }
   }
