@@ -107,6 +107,13 @@ FileIdentity IdentityOf(const std::string& path) {
   return IdentityOf(attributes);
 }
 
+bool IsOpenAs(int descriptor, const std::string& path) {
+  struct stat own;
+  const FileIdentity there = IdentityOf(path);
+  return there.exists && fstat(descriptor, &own) == 0 && own.st_dev == there.device &&
+         own.st_ino == there.inode;
+}
+
 namespace {
 
 Descriptor Refused(int error) {

@@ -97,6 +97,9 @@ FileIdentity IdentityOf(const struct stat& attributes);
 // Follows links. Not existing when the file cannot be examined.
 FileIdentity IdentityOf(const std::string& path);
 
+// Whether the path leads, through links, to what the descriptor has open.
+bool IsOpenAs(int descriptor, const std::string& path);
+
 // Opens regular files and nothing else.
 //
 // To open a device can act on it (a watchdog starts, a tape rewinds), and to open a pipe lets a

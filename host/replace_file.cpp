@@ -293,6 +293,39 @@ Descriptor OpenForOutput(const std::string& path, int flags) {
   return file;
 }
 
+namespace {
+
+bool NamesDescriptor(const std::string& path) {
+  return path.starts_with("/dev/fd/") || path.starts_with("/proc/self/fd/") ||
+         path == "/dev/stdout" || path == "/dev/stderr";
+}
+
+}  // namespace
+
+ReplaceResult WriteToSpecialFile(const std::string& path, std::string_view content) {
+  constexpr int kFlags = O_WRONLY | O_NOCTTY | O_CLOEXEC;
+  ReplaceResult result;
+  Descriptor file;
+  if (NamesDescriptor(path)) {
+    file = Descriptor(open(path.c_str(), kFlags));
+  } else {
+    const FilePlace place = FindPlace(path, Links::kTrusted);
+    result.error = place.error;
+    result.obstacle = place.obstacle;
+    struct stat there;
+    if (place && StatEntry(place, &there) == 0 && !MayReplace(there, place.folder_attributes)) {
+      result.error = EACCES;
+      result.obstacle = place.path;
+    }
+    if (result.error != 0) return result;
+    file = Descriptor(openat(place.folder.get(), place.name.c_str(), kFlags | O_NOFOLLOW));
+  }
+  result.error = file ? WriteAll(file.get(), content) : errno;
+  if (!file.Close() && result.error == 0) result.error = errno;
+  result.wrote = result.error == 0;
+  return result;
+}
+
 ReplaceResult SupersedeFile(const FilePlace& place, std::string_view content) {
   return Put(place, content, Flush::kToDisk, nullptr, -1);
 }

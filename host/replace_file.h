@@ -103,6 +103,12 @@ struct ReplaceOptions {
 ReplaceResult ReplaceFile(const std::string& path, std::string_view content,
                           const ReplaceOptions& options = {});
 
+// Writes the content into a pipe, a terminal or another device at the path; a pipe waits for its
+// reader. Links are followed as for ReplaceFile, except names of this process's own descriptors
+// ("/dev/stdout", "/dev/fd/3"), which only the kernel can follow. Fails as ReplaceFile does: EPERM
+// and EACCES name the obstacle.
+ReplaceResult WriteToSpecialFile(const std::string& path, std::string_view content);
+
 // Replaces the file that ReadWholeFile opened, or makes one when it opened none: EEXIST when
 // another process has made one since, which is not replaced.
 ReplaceResult ReplaceFile(const FilePlace& place, std::string_view content, Flush flush,

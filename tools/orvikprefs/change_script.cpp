@@ -327,20 +327,13 @@ int Apply(const Context& given, const CommandLine& line) {
     return context.Fail(kUsage, Quoted(file) + ": " + MistakeIn(context, mistake));
   }
   const bool check = line.Has("--check");
-  Backup backup(context, line.Has("--backup") && !check);
-  backup.AddTo(transaction);
-  TransactionResult result;
-  const PrefStatus status =
-      check ? transaction.Rehearse(&result) : transaction.Commit(IfDamaged::kFail, &result);
-  if (!status.ok()) {
-    if (backup.Failed()) return kNotSaved;
-    backup.Discard();
-    return FailScript(context, status, file, script);
-  }
-  const std::vector<Difference> differences = Differences(result.before, result.after);
-  if (differences.empty()) backup.Discard();
+  const Carried carried = CarryOut(context, transaction, line.Has("--backup"), check);
+  if (!carried.has_copy) return kNotSaved;
+  if (!carried.status.ok()) return FailScript(context, carried.status, file, script);
+  const std::vector<Difference> differences =
+      Differences(carried.result.before, carried.result.after);
   if (context.json && line.Has("--backup")) {
-    PrintWithBackup(context, differences, backup.path());
+    PrintWithBackup(context, differences, carried.backup);
   } else if (!context.quiet || context.json) {
     PrintDifferences(context, differences);
   }

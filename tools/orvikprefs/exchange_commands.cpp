@@ -128,22 +128,19 @@ int Import(const Context& context, const CommandLine& line) {
     transaction.Merge(key, added, replace);
   }
   const bool dry_run = line.Has("--dry-run");
-  Backup backup(context, line.Has("--backup") && !dry_run);
-  backup.AddTo(transaction);
-  TransactionResult result;
-  const PrefStatus saved =
-      dry_run ? transaction.Rehearse(&result) : transaction.Commit(IfDamaged::kFail, &result);
-  if (backup.Failed()) return kNotSaved;
-  if (!saved.ok() || result.before == result.after) backup.Discard();
+  const Carried carried = CarryOut(context, transaction, line.Has("--backup"), dry_run);
+  if (!carried.has_copy) return kNotSaved;
+  const PrefStatus& saved = carried.status;
   if (saved.error == PrefError::kIsAKey || saved.error == PrefError::kIsAValue) {
     return context.Fail(saved, Quoted(file) + " is not imported", true,
                         "--replace-key replaces it");
   }
   if (!saved.ok()) return context.Fail(saved, Quoted(file) + " is not imported", true);
   if (dry_run) {
-    PrintDifferences(context, Differences(result.before, result.after));
+    PrintDifferences(context, Differences(carried.result.before, carried.result.after));
   } else {
-    if (!backup.path().empty()) context.Confirm("the old file is kept as " + Quoted(backup.path()));
+    if (!carried.backup.empty())
+      context.Confirm("the old file is kept as " + Quoted(carried.backup));
     context.Confirm("imported " + Quoted(file));
   }
   return kDone;
@@ -235,12 +232,10 @@ int Edit(const Context& context, const CommandLine& line) {
   }
   transaction.MakeKey(key);
   AddTreeChanges(transaction, key, shown, edited);
-  Backup backup(context, line.Has("--backup"));
-  backup.AddTo(transaction);
-  const PrefStatus saved = transaction.Commit();
+  const Carried carried = CarryOut(context, transaction, line.Has("--backup"));
+  const PrefStatus& saved = carried.status;
   if (!saved.ok()) file.Preserve();
-  if (backup.Failed()) return kNotSaved;
-  if (!saved.ok()) backup.Discard();
+  if (!carried.has_copy) return kNotSaved;
   if (saved.error == PrefError::kConditionNotMet) {
     return context.Fail(kConditionNotMet, what +
                                               " has changed meanwhile; nothing was saved, the "

@@ -1,8 +1,5 @@
 #include "tools/orvikprefs/files.h"
 
-#include <fcntl.h>
-#include <sys/stat.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -15,66 +12,17 @@
 #include <ostream>
 
 #include "host/descriptor.h"
-#include "host/file_place.h"
 #include "host/node_copy.h"
+#include "host/private_files.h"
 #include "host/replace_file.h"
-#include "host/staged_file.h"
 #include "host/tree_removal.h"
-#include "host/trust.h"
 #include "plist/sink.h"
 #include "prefs/reporting.h"
 #include "tools/orvikprefs/text.h"
 
 namespace orvik::prefstool {
 
-namespace {
-
-using Stream = std::unique_ptr<std::FILE, int (*)(std::FILE*)>;
-
-bool IsStandardOutput(const struct stat& file) {
-  struct stat output;
-  return fstat(STDOUT_FILENO, &output) == 0 && output.st_dev == file.st_dev &&
-         output.st_ino == file.st_ino;
-}
-
-// Names of this process's own descriptors, which only the kernel can follow.
-bool NamesDescriptor(const std::string& file) {
-  return file.starts_with("/dev/fd/") || file.starts_with("/proc/self/fd/") ||
-         file == "/dev/stdout" || file == "/dev/stderr";
-}
-
-int WriteToOpened(host::Descriptor opened, const std::string& bytes) {
-  if (!opened) return errno;
-  const int error = host::WriteAll(opened.get(), bytes);
-  return opened.Close() || error != 0 ? error : errno;
-}
-
-// Writes to what is neither a regular file nor a folder: a pipe, a device.
-host::ReplaceResult WriteToSpecial(const std::string& file, const std::string& bytes) {
-  constexpr int kFlags = O_WRONLY | O_NOCTTY | O_CLOEXEC;
-  host::ReplaceResult result;
-  if (NamesDescriptor(file)) {
-    result.error = WriteToOpened(host::Descriptor(open(file.c_str(), kFlags)), bytes);
-    return result;
-  }
-  const host::FilePlace place = host::FindPlace(file, host::Links::kTrusted);
-  result.error = place.error;
-  result.obstacle = place.obstacle;
-  if (!place) return result;
-  struct stat there;
-  const int folder = place.folder.get();
-  const char* const name = place.name.c_str();
-  if (fstatat(folder, name, &there, AT_SYMLINK_NOFOLLOW) == 0 &&
-      !host::MayReplace(there, place.folder_attributes)) {
-    result.error = EACCES;
-    result.obstacle = place.path;
-    return result;
-  }
-  result.error = WriteToOpened(host::Descriptor(openat(folder, name, kFlags | O_NOFOLLOW)), bytes);
-  return result;
-}
-
-}  // namespace
+namespace fs = std::filesystem;
 
 namespace {
 
@@ -93,20 +41,20 @@ int ReadStream(std::FILE* stream, std::string& bytes) {
 
 int ReadWhole(const std::string& file, std::string& bytes) {
   if (file == "-") return ReadStream(stdin, bytes);
-  const Stream opened(std::fopen(file.c_str(), "rbe"), std::fclose);
+  const std::unique_ptr<std::FILE, int (*)(std::FILE*)> opened(std::fopen(file.c_str(), "rbe"),
+                                                               std::fclose);
   return opened ? ReadStream(opened.get(), bytes) : errno;
 }
 
 int WriteWhole(const Context& context, const std::string& file, const std::string& bytes) {
-  struct stat there;
-  const bool exists = file != "-" && stat(file.c_str(), &there) == 0;
-  if (file == "-" || (exists && IsStandardOutput(there))) {
+  if (file == "-" || host::IsOpenAs(STDOUT_FILENO, file)) {
     context.out->write(bytes.data(), static_cast<std::streamsize>(bytes.size()));
     return kDone;
   }
-  const bool is_special = exists && !S_ISREG(there.st_mode) && !S_ISDIR(there.st_mode);
-  const host::ReplaceResult result =
-      is_special ? WriteToSpecial(file, bytes) : host::ReplaceFile(file, bytes);
+  std::error_code unknown;
+  const host::ReplaceResult result = fs::is_other(fs::status(file, unknown))
+                                         ? host::WriteToSpecialFile(file, bytes)
+                                         : host::ReplaceFile(file, bytes);
   if (result.error == 0) return kDone;
   if (result.error == EPERM && !result.obstacle.empty()) {
     return context.Fail(kNotSaved, Quoted(file) + " cannot be written: " + Quoted(result.obstacle) +
@@ -121,8 +69,6 @@ int WriteWhole(const Context& context, const std::string& file, const std::strin
 }
 
 namespace {
-
-namespace fs = std::filesystem;
 
 constexpr std::string_view kEnding = ".plist";
 constexpr std::string_view kLockEnding = ".lock.plist";
@@ -151,15 +97,11 @@ std::vector<DomainFile> DomainsOf(int scope) {
   return found;
 }
 
-void Backup::AddTo(Transaction& transaction) {
-  if (is_wanted_) {
-    transaction.RequireThat(u"", u"", [this](const plist::Value&) { return Copy(); });
-  }
-}
+namespace {
 
-bool Backup::Copy() {
+// Copies the file to a free name beside it, which `copy` receives; "" for a file that is missing.
+int CopyBeside(const std::string& file, std::string* copy) {
   constexpr int kTries = 100;
-  const std::string file = PreferenceFilePath(context_.scope, context_.domain);
   const std::time_t now = std::time(nullptr);
   std::tm parts = {};
   char moment[32] = "";
@@ -167,26 +109,38 @@ bool Backup::Copy() {
   std::strftime(moment, sizeof moment, ".backup-%Y-%m-%dT%H:%M:%SZ", &parts);
   host::NodeCopy how;
   how.flush = true;
-  error_ = EEXIST;
-  for (int number = 1; error_ == EEXIST && number <= kTries; ++number) {
-    path_ = file + moment + (number > 1 ? "-" + std::to_string(number) : std::string());
-    error_ = host::CopyNode(file, path_, how);
+  int error = EEXIST;
+  for (int number = 1; error == EEXIST && number <= kTries; ++number) {
+    *copy = file + moment + (number > 1 ? "-" + std::to_string(number) : std::string());
+    error = host::CopyNode(file, *copy, how);
   }
-  if (error_ == ENOENT) {
-    error_ = 0;
-    path_.clear();
-  }
-  return error_ == 0;
+  if (error != ENOENT) return error;
+  copy->clear();
+  return 0;
 }
 
-bool Backup::Failed() const {
-  if (error_ != 0) context_.FailFile(path_, error_, true);
-  return error_ != 0;
-}
+}  // namespace
 
-void Backup::Discard() {
-  if (!path_.empty()) unlink(path_.c_str());
-  path_.clear();
+Carried CarryOut(const Context& context, Transaction& transaction, bool backs_up, bool rehearses) {
+  Carried carried;
+  int error = 0;
+  if (backs_up && !rehearses) {
+    transaction.RequireThat(u"", u"", [&](const plist::Value&) {
+      error = CopyBeside(PreferenceFilePath(context.scope, context.domain), &carried.backup);
+      return error == 0;
+    });
+  }
+  TransactionResult& result = carried.result;
+  carried.status =
+      rehearses ? transaction.Rehearse(&result) : transaction.Commit(IfDamaged::kFail, &result);
+  carried.has_copy = error == 0;
+  if (error != 0) {
+    context.FailFile(carried.backup, error, true);
+  } else if (!carried.backup.empty() && (!carried.status.ok() || result.before == result.after)) {
+    host::RemoveFile(carried.backup, host::Obstacles::kRespect);
+    carried.backup.clear();
+  }
+  return carried;
 }
 
 namespace {
@@ -197,43 +151,22 @@ constexpr char kEditedName[] = "orvikprefs.json";  // editors choose their mode 
 
 PrivateFile::PrivateFile(const std::string& content) {
   const char* const temporary = secure_getenv("TMPDIR");
-  std::string folder = temporary != nullptr && *temporary == '/' ? temporary : "/tmp";
-  folder += "/orvikprefs-XXXXXX";
-  if (mkdtemp(folder.data()) == nullptr) {
-    error_ = errno;
-    return;
-  }
-  folder_path_ = folder;
-  path_ = folder + "/" + kEditedName;
-  folder_ = host::Descriptor(open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
-  struct stat made;
-  if (!folder_ || fstat(folder_.get(), &made) != 0) {
-    error_ = errno;
-  } else if (made.st_uid != geteuid()) {
-    error_ = EPERM;
-  } else {
-    error_ = WriteToOpened(
-        host::Descriptor(openat(folder_.get(), kEditedName,
-                                O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0600)),
-        content);
-  }
+  const std::string above = temporary != nullptr && *temporary == '/' ? temporary : "/tmp";
+  folder_ = host::MakePrivateFolder(above + "/orvikprefs-", &folder_path_);
+  path_ = folder_path_ + "/" + kEditedName;
+  error_ = folder_ ? host::WritePrivateFile(folder_.get(), kEditedName, content) : errno;
 }
 
 PrivateFile::~PrivateFile() {
-  if (folder_path_.empty() || preserved_) return;
+  if (!folder_ || preserved_) return;
   // An editor may have left a copy of the text beside it.
-  if (folder_) host::EmptyFolder(std::move(folder_), host::Obstacles::kRespect);
-  rmdir(folder_path_.c_str());
+  host::EmptyFolder(std::move(folder_), host::Obstacles::kRespect);
+  std::error_code another_is_there;
+  fs::remove(folder_path_, another_is_there);
 }
 
 int PrivateFile::Read(std::string& bytes) const {
-  host::Descriptor file = host::OpenRegular(folder_.get(), kEditedName, O_RDONLY | O_NOFOLLOW);
-  if (!file) return errno == ELOOP ? EPERM : errno;
-  if (!host::IsOwnFile(file.get(), folder_.get(), kEditedName)) return EPERM;
-  const Stream opened(fdopen(file.get(), "rb"), std::fclose);
-  if (!opened) return errno;
-  file.Release();
-  return ReadStream(opened.get(), bytes);
+  return host::ReadPrivateFile(folder_.get(), kEditedName, plist::kMaximumFileSize, &bytes);
 }
 
 std::string Editor() {

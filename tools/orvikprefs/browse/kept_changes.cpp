@@ -1,18 +1,12 @@
 #include "tools/orvikprefs/browse/draft.h"
 
-#include <fcntl.h>
-#include <sys/stat.h>
-#include <unistd.h>
-
 #include <cerrno>
 #include <cstdint>
 #include <cstdio>
-#include <iterator>
-#include <optional>
 
-#include "host/descriptor.h"
-#include "host/staged_file.h"
+#include "host/private_files.h"
 #include "host/system.h"
+#include "host/tree_removal.h"
 #include "plist/sink.h"
 #include "tools/orvikprefs/json.h"
 
@@ -28,22 +22,8 @@ std::string FolderPath() {
   return path;
 }
 
-// The folder, if it is the caller's own and nobody else's; none, with errno, otherwise.
 host::Descriptor OpenFolder(bool make) {
-  // Root must not make folders behind another user's link.
-  const int links = geteuid() == 0 ? O_NOFOLLOW : 0;
-  host::Descriptor folder(open(host::HomeFolder().c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC));
-  for (const char* name : kFolders) {
-    if (!folder) return folder;
-    if (make && mkdirat(folder.get(), name, 0700) != 0 && errno != EEXIST) return {};
-    const int flags = name == kFolders[std::size(kFolders) - 1] ? O_NOFOLLOW : links;
-    folder = host::Descriptor(openat(folder.get(), name, O_PATH | O_DIRECTORY | O_CLOEXEC | flags));
-  }
-  struct stat info = {};
-  if (!folder || fstat(folder.get(), &info) != 0) return {};
-  if (info.st_uid == geteuid() && (info.st_mode & 077) == 0) return folder;
-  errno = EPERM;
-  return {};
+  return host::OpenPrivateFolder(host::HomeFolder(), kFolders, make);
 }
 
 // Files of one preference file have numbers; the name is the same in every program (FNV-1a).
@@ -87,39 +67,18 @@ std::vector<Change> ChangesOf(const std::string& text) {
   return changes;
 }
 
-// "" for a file that is missing, another user's, or cannot be read.
-std::string ReadOwnFile(int folder, const std::string& name) {
-  const host::Descriptor file = host::OpenRegular(folder, name.c_str(), O_RDONLY | O_NOFOLLOW);
-  const auto size = file ? host::SizeOfRegular(file.get()) : std::nullopt;
-  if (!size || *size > plist::kMaximumFileSize ||
-      !host::IsOwnFile(file.get(), folder, name.c_str())) {
-    return {};
-  }
-  std::string text(*size, '\0');
-  std::size_t done = 0;
-  const int error = host::ReadAt(file.get(), text.data(), text.size(), 0, &done);
-  return error == 0 && done == text.size() ? text : std::string();
-}
-
 }  // namespace
 
 std::string KeepChanges(const std::string& preference_file, const std::vector<Change>& changes,
                         int* error) {
   const host::Descriptor folder = OpenFolder(true);
   *error = errno;
+  const std::string text = TextOf(preference_file, changes);
   for (int number = 0; folder && number < kMostFiles; ++number) {
     const std::string name = FileName(preference_file, number);
-    host::Descriptor file(openat(folder.get(), name.c_str(),
-                                 O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0600));
-    *error = errno;
-    if (!file && *error == EEXIST) continue;
-    if (!file) return {};
-    *error = host::WriteAll(file.get(), TextOf(preference_file, changes));
-    if (*error == 0 && fsync(file.get()) != 0) *error = errno;
-    if (!file.Close() && *error == 0) *error = errno;
+    *error = host::WritePrivateFile(folder.get(), name.c_str(), text);
     if (*error == 0) return FolderPath() + "/" + name;
-    unlinkat(folder.get(), name.c_str(), 0);
-    return {};
+    if (*error != EEXIST) return {};
   }
   return {};
 }
@@ -129,7 +88,9 @@ std::vector<KeptChanges> FindKeptChanges(const std::string& preference_file) {
   const host::Descriptor folder = OpenFolder(false);
   for (int number = 0; folder && number < kMostFiles; ++number) {
     const std::string name = FileName(preference_file, number);
-    std::vector<Change> changes = ChangesOf(ReadOwnFile(folder.get(), name));
+    std::string text;
+    host::ReadPrivateFile(folder.get(), name.c_str(), plist::kMaximumFileSize, &text);
+    std::vector<Change> changes = ChangesOf(text);
     if (!changes.empty()) found.push_back({FolderPath() + "/" + name, std::move(changes)});
   }
   return found;
@@ -137,7 +98,8 @@ std::vector<KeptChanges> FindKeptChanges(const std::string& preference_file) {
 
 void ForgetKeptChanges(const std::string& path) {
   const host::Descriptor folder = OpenFolder(false);
-  if (folder) unlinkat(folder.get(), path.substr(path.rfind('/') + 1).c_str(), 0);
+  const std::string name = path.substr(path.rfind('/') + 1);
+  if (folder) host::RemoveFile(folder.get(), name.c_str(), host::Obstacles::kRespect);
 }
 
 }  // namespace orvik::prefstool::browse
