@@ -1,6 +1,7 @@
 #include <algorithm>
 #include <charconv>
 #include <cstdint>
+#include <optional>
 #include <utility>
 #include <vector>
 
@@ -31,27 +32,30 @@ class Reader {
     for (;;) {
       SkipBlanks();
       const char first = at_ < text_.size() ? text_[at_] : '\0';
-      Value value;
+      Reading reading;
       if (first == '{' || first == '[') {
         if (!Open(first)) return {};
         if (!Accept(first == '{' ? '}' : ']')) {
           if (first == '{' && !ReadName()) return {};
           continue;
         }
-        value = Close();
+        reading = Close();
       } else {
-        value = ReadLeaf();
+        reading.value = ReadLeaf();
+        if (!reading.value) return {};
       }
       // The value may end the container that it is in, which may end the one around it.
       for (;;) {
-        if (!value || open_.empty()) return value;
-        AddToContainer(std::move(value));
+        const bool is_content = !open_.empty() && open_.back().wraps;
+        if (!reading.value && !is_content) return Fail(std::move(reading.fault));
+        if (open_.empty()) return std::move(reading.value);
+        AddToContainer(std::move(reading));
         if (Accept(',')) break;
         if (!Accept(open_.back().is_array ? ']' : '}')) {
           return Fail(open_.back().is_array ? "\",\" or \"]\" is expected"
                                             : "\",\" or \"}\" is expected");
         }
-        value = Close();
+        reading = Close();
       }
       if (!open_.back().is_array && !ReadName()) return {};
     }
@@ -64,47 +68,49 @@ class Reader {
     }
   }
 
-  // Keeps the first reason alone: later ones follow from it.
-  Value Fail(const std::string& reason, std::size_t at) {
-    if (reason_.empty()) {
-      reason_ = reason;
-      failed_at_ = at;
-    }
+  struct Fault {
+    std::string reason;
+    std::size_t at = 0;
+    std::string way;  // names and indices that lead to it
+  };
+
+  // Keeps the first fault alone: later ones follow from it.
+  Value Fail(Fault fault) {
+    if (fault_.reason.empty()) fault_ = std::move(fault);
     return {};
   }
+  Value Fail(const std::string& reason, std::size_t at) { return Fail(Fault{reason, at, ""}); }
   Value Fail(const std::string& reason) { return Fail(reason, at_); }
-
-  // Fails on JSON that is not a property list: names the way to it, too.
+  // Fails on JSON that is not a property list.
   Value Refuse(const std::string& reason, std::size_t at) {
-    return Refuse(reason, at, open_.size());
+    return Fail(FaultBelow(open_.size(), reason, at));
   }
 
   std::size_t at() const { return at_; }
   bool is_deep() const { return deepest_ > static_cast<int>(plist::kMaximumDepth); }
   TextError error() const {
-    return ErrorAt(text_, failed_at_, way_.empty() ? reason_ : reason_ + ": " + Quoted(way_));
+    const std::string way = fault_.way.empty() ? "" : ": " + Quoted(fault_.way);
+    return ErrorAt(text_, fault_.at, fault_.reason + way);
   }
 
  private:
-  // The members of an object.
-  struct Object {
-    Value members = Value::Dictionary();
-    std::string only_name;  // of the first member
-    std::size_t begin = 0;
-
-    bool IsWrapper() const { return members.count() == 1 && IsWrapperName(only_name); }
+  // A complete value. An object with the name of a wrapper alone is a wrapper, except as the
+  // content of "$dictionary": there it is a plain dictionary. Which one it is shows only when
+  // everything around it has been read, so both are kept until then.
+  struct Reading {
+    Value value;  // none for a fault
+    Value plain;  // the object as a dictionary; none for a fault, and for anything else
+    Fault fault;  // of one of the two
   };
 
   struct Container {
     bool is_array = false;
-    Value array;
-    Object object;
-    Value name;          // of the member that is read
-    bool wraps = false;  // whether that name is "$dictionary"
-    // Whether an object is a wrapper, and what one in it that is named "$dictionary" means, is only
-    // known when everything around it has been read. Until then the objects of such a chain are
-    // kept here, the innermost first.
-    std::vector<Object> inner;
+    std::size_t begin = 0;
+    Value value;                     // the array, or the members of the object
+    Value name;                      // of the member that is read
+    bool wraps = false;              // whether that name is "$dictionary"
+    std::string only_name;           // of the first member
+    std::optional<Reading> content;  // of the member "$dictionary"
   };
 
   bool Open(char bracket) {
@@ -115,45 +121,57 @@ class Reader {
     }
     Container container;
     container.is_array = bracket == '[';
-    container.object.begin = at_++;
-    if (container.is_array) container.array = Value::Array();
+    container.begin = at_++;
+    container.value = container.is_array ? Value::Array() : Value::Dictionary();
     open_.push_back(std::move(container));
     return true;
   }
 
-  void AddToContainer(Value value) {
+  void AddToContainer(Reading reading) {
     Container& container = open_.back();
     if (container.is_array) {
-      container.array.Append(std::move(value));
-    } else {
-      container.object.members.SetSharing(std::move(container.name), std::move(value));
+      container.value.Append(std::move(reading.value));
+      return;
     }
+    const Value& value = reading.value ? reading.value : Value::Dictionary();
+    container.value.SetSharing(std::move(container.name), value);
+    if (container.wraps) container.content = std::move(reading);
   }
 
-  // The value of the innermost container, which is complete.
-  Value Close() {
-    Container closed = std::move(open_.back());
+  // Ends the innermost container, which is complete.
+  Reading Close() {
+    const Container closed = std::move(open_.back());
     open_.pop_back();
-    if (closed.is_array) return std::move(closed.array);
-    const bool is_kept = !open_.empty() && open_.back().wraps && closed.object.IsWrapper();
-    if (!is_kept) return Interpret(std::move(closed.object), std::move(closed.inner));
-    Value members = closed.object.members;
-    open_.back().inner = std::move(closed.inner);
-    open_.back().inner.push_back(std::move(closed.object));
-    return members;
+    if (closed.is_array) return {closed.value, {}, {}};
+    Reading reading;
+    if (closed.content) reading.fault = closed.content->fault;
+    if (!closed.content || closed.content->value) reading.plain = closed.value;
+    const bool is_wrapper = closed.value.count() == 1 && IsWrapperName(closed.only_name);
+    if (!is_wrapper) {
+      reading.value = reading.plain;
+    } else if (!closed.content) {
+      reading.value = Unwrapped(closed, &reading.fault);
+    } else {
+      reading.value = closed.content->plain;
+      const bool is_object = reading.value || !reading.fault.reason.empty();
+      if (!is_object) reading.fault = WrapperFault(closed, " must hold an object");
+    }
+    return reading;
   }
 
-  // As the public one, with the way to the container at this depth.
-  Value Refuse(const std::string& reason, std::size_t at, std::size_t depth) {
-    if (reason_.empty()) {
-      for (std::size_t i = 0; i < depth; ++i) {
-        const Container& above = open_[i];
-        if (i > 0) way_ += '/';
-        way_ += above.is_array ? std::to_string(above.array.elements().size())
-                               : NameText(above.name.text());
-      }
+  // The fault, with the way to the container at this depth.
+  Fault FaultBelow(std::size_t depth, const std::string& reason, std::size_t at) const {
+    std::string way;
+    for (std::size_t i = 0; i < depth; ++i) {
+      const Container& above = open_[i];
+      if (i > 0) way += '/';
+      way += above.is_array ? std::to_string(above.value.elements().size())
+                            : NameText(above.name.text());
     }
-    return Fail(reason, at);
+    return {reason, at, way};
+  }
+  Fault WrapperFault(const Container& wrapper, const std::string& reason) const {
+    return FaultBelow(open_.size(), '"' + wrapper.only_name + '"' + reason, wrapper.begin);
   }
 
   // Past the character, after blanks.
@@ -190,7 +208,6 @@ class Reader {
   // The name of the next member, and the colon.
   bool ReadName() {
     Container& container = open_.back();
-    Object& object = container.object;
     SkipBlanks();
     if (at_ == text_.size() || text_[at_] != '"') {
       Fail("a name in double quotes is expected");
@@ -199,54 +216,37 @@ class Reader {
     const std::size_t begin = at_;
     Value name = ReadString();
     if (!name) return false;
-    if (object.members.Find(name.text()) != nullptr) {
-      Refuse("duplicate name " + Quoted(NameText(name.text())), begin, open_.size() - 1);
+    if (container.value.Find(name.text()) != nullptr) {
+      Fail(FaultBelow(open_.size() - 1, "duplicate name " + Quoted(NameText(name.text())), begin));
       return false;
     }
     if (!Accept(':')) {
       Fail("\":\" is expected");
       return false;
     }
-    if (object.members.count() == 0) object.only_name = last_string_;
+    if (container.value.count() == 0) container.only_name = last_string_;
     container.wraps = last_string_ == kDictionaryWrapper;
     container.name = std::move(name);
     return true;
   }
 
-  // The meaning of an object to which nothing around it gives another one. Along the chain of inner
-  // objects (the innermost first), a wrapper is followed by the dictionary that it holds.
-  Value Interpret(Object object, std::vector<Object> inner) {
-    std::size_t wrappers_at = object.IsWrapper() ? 0 : 1;  // whether even or odd links are wrappers
-    inner.push_back(std::move(object));
-    wrappers_at = (inner.size() - 1 + wrappers_at) % 2;
-    Value value = wrappers_at == 0 ? Unwrapped(inner[0]) : inner[0].members;
-    for (std::size_t i = 1; i < inner.size() && value; ++i) {
-      if (i % 2 == wrappers_at) continue;  // its value is the dictionary inside
-      inner[i].members.Set(plist::Text::Ascii(kDictionaryWrapper), std::move(value));
-      value = std::move(inner[i].members);
-    }
-    return value;
-  }
-
-  // The value of a wrapper whose content is not a wrapper.
-  Value Unwrapped(const Object& object) {
-    const Value content = *object.members.Find(plist::Text::Ascii(object.only_name));
-    if (object.only_name == kDictionaryWrapper) {
-      return content.is_dictionary() ? content
-                                     : Refuse("\"$dictionary\" must hold an object", object.begin);
-    }
+  // The value of a wrapper other than "$dictionary"; none, with the fault.
+  Value Unwrapped(const Container& wrapper, Fault* fault) const {
+    const Value content = *wrapper.value.Find(plist::Text::Ascii(wrapper.only_name));
     if (!content.is_string()) {
-      return Refuse("\"" + object.only_name + "\" must hold a string", object.begin);
+      *fault = WrapperFault(wrapper, " must hold a string");
+      return {};
     }
-    const Type type = object.only_name == kDateWrapper   ? Type::kDate
-                      : object.only_name == kDataWrapper ? Type::kData
-                                                         : Type::kReal;
+    const Type type = wrapper.only_name == kDateWrapper   ? Type::kDate
+                      : wrapper.only_name == kDataWrapper ? Type::kData
+                                                          : Type::kReal;
     const std::string text = content.text().ToUtf8();
     const bool other_real = type == Type::kReal && text != "nan" && text != "inf" && text != "-inf";
     Value value = other_real ? Value() : ParseValue(type, text);
+    if (value) return value;
     const std::string why = other_real ? "not \"nan\", \"inf\" or \"-inf\"" : WhyNot(type, text);
-    return value ? std::move(value)
-                 : Refuse("\"" + object.only_name + "\" is malformed: " + why, object.begin);
+    *fault = WrapperFault(wrapper, " is malformed: " + why);
+    return {};
   }
 
   Value ReadNumber() {
@@ -353,9 +353,7 @@ class Reader {
   std::vector<Container> open_;  // the innermost last
   int deepest_ = 0;
   std::string last_string_;
-  std::string way_;  // names and indices that lead to what failed
-  std::string reason_;
-  std::size_t failed_at_ = 0;
+  Fault fault_;
 };
 
 Value Finish(Reader& reader, Value value, TextError* error) {
