@@ -93,15 +93,6 @@ bool OfferWords(const Context& context, Word kind, const CommandLine& line,
     case Word::kDomain:
       for (const DomainFile& domain : DomainsOf(context.scope)) candidates.Offer(domain.name);
       break;
-    case Word::kFormat:
-      for (const char* const format : kFormats) candidates.Offer(format);
-      break;
-    case Word::kFileFormat:
-      for (const char* const format : kFileFormats) candidates.Offer(format);
-      break;
-    case Word::kType:
-      for (const char* const type : kTypeNames) candidates.Offer(type);
-      break;
     case Word::kCommand:
       for (const Command& command : OrvikPrefsGrammar().commands) candidates.Offer(command.name);
       break;
@@ -109,6 +100,7 @@ bool OfferWords(const Context& context, Word kind, const CommandLine& line,
     case Word::kFolder:
       return true;
     default:
+      for (const char* const candidate : WordsOf(kind)) candidates.Offer(candidate);
       break;
   }
   return false;

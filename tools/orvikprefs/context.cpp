@@ -6,6 +6,7 @@
 #include <cerrno>
 #include <chrono>
 #include <cstring>
+#include <filesystem>
 #include <iterator>
 #include <ostream>
 
@@ -66,8 +67,8 @@ const FailureRow& RowOf(PrefError error) {
 }
 
 std::string ScopeText(int scope) {
-  for (const ScopeName& row : kScopeNames) {
-    if (row.scope == scope && row.name[0] > '9') return std::string(row.name) + " scope";
+  for (const ScopeName& row : kNamedScopes) {
+    if (row.scope == scope) return std::string(row.name) + " scope";
   }
   return "scope " + std::to_string(scope);
 }
@@ -91,12 +92,11 @@ int Context::Fail(const PrefStatus& status, const std::string& what, bool writin
   const std::string file = PreferenceFilePath(scope, domain);
   const FailureRow& row = RowOf(status.error);
   ExitStatus exit = writing ? row.writing : row.reading;
+  std::error_code unknown;
   std::string text = what + ": " + Describe(status), hint = advice.empty() ? row.advice : advice;
   switch (status.error) {
     case PrefError::kNotFound:
-      if (!file.empty() && access(file.c_str(), F_OK) != 0 && errno == ENOENT) {
-        hint = "the domain has no file yet";
-      }
+      if (!std::filesystem::exists(file, unknown) && !unknown) hint = "the domain has no file yet";
       break;
     case PrefError::kLockNotObtained:
       text += WhoHoldsTheLock(*this);

@@ -13,12 +13,6 @@ namespace orvik::prefstool {
 
 namespace {
 
-struct ScopeRow {
-  int scope;
-  const char* name;
-};
-constexpr ScopeRow kScopes[] = {{0, "shared"}, {1, "user"}, {4, "machine"}};
-
 std::string StateOf(const PrefStatus& status) {
   if (status.ok()) return "sound";
   if (status.error == PrefError::kNotFound) return "absent";
@@ -26,18 +20,13 @@ std::string StateOf(const PrefStatus& status) {
   return "damaged";
 }
 
-int FailDomain(const Context& context) {
-  return context.Fail(kUsage, "the domain " + Quoted(context.domain) + " cannot name a file");
-}
-
 }  // namespace
 
 int Where(const Context& context, const CommandLine& /*line*/) {
   JsonWriter rows;
   rows.BeginArray();
-  for (const ScopeRow& row : kScopes) {
+  for (const ScopeName& row : kNamedScopes) {
     const std::string file = PreferenceFilePath(row.scope, context.domain);
-    if (file.empty()) return FailDomain(context);
     const std::string state = StateOf(ReadDomain(row.scope, context.domain).status);
     const std::string access = host::ReplaceAccess(file) == 0 ? "writable" : "read-only";
     if (context.json) {
@@ -73,7 +62,6 @@ int Domains(const Context& context, const CommandLine& /*line*/) {
 
 int Check(const Context& context, const CommandLine& /*line*/) {
   const std::string file = PreferenceFilePath(context.scope, context.domain);
-  if (file.empty()) return FailDomain(context);
   const PrefCheck check = CheckDomain(context.scope, context.domain);
   if (context.json) {
     JsonWriter form;
@@ -125,7 +113,6 @@ void PrintLosses(const Context& context, const std::string& file, const PrefRepa
 
 int Repair(const Context& context, const CommandLine& line) {
   const std::string file = PreferenceFilePath(context.scope, context.domain);
-  if (file.empty()) return FailDomain(context);
   const bool dry_run = line.Has("--dry-run"), replaces = line.Has("--replace");
   const PrefRepairMode mode = dry_run    ? PrefRepairMode::kRehearse
                               : replaces ? PrefRepairMode::kReplace

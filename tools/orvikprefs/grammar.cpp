@@ -5,11 +5,17 @@
 #include <numeric>
 #include <utility>
 
+#include "prefs/scope.h"
 #include "tools/orvikprefs/text.h"
 
 namespace orvik::prefstool {
 
 namespace {
+
+constexpr const char* kFormats[] = {"xml", "json"};
+constexpr const char* kFileFormats[] = {"xml", "json", "binary"};
+constexpr const char* kTypeNames[] = {"string", "integer", "real",  "boolean",
+                                      "date",   "data",    "array", "dictionary"};
 
 template <class Row>
 const Row* FindRow(std::span<const Row> rows, const auto& matches) {
@@ -29,8 +35,15 @@ bool IsSeconds(std::string_view text) {
   return error == std::errc() && end == text.data() + text.size() && value >= 0 && value < 1e6;
 }
 
-bool IsOneOf(std::span<const char* const> words, std::string_view word) {
-  return std::find(words.begin(), words.end(), word) != words.end();
+// "is not a format: xml, json or binary"; "" for one of the words.
+std::string NotOneOf(std::span<const char* const> words, std::string_view word, const char* what) {
+  std::string mistake = std::string("is not ") + what + ":";
+  for (const char* const& known : words) {
+    if (word == known) return "";
+    mistake += &known == &words.front() ? " " : &known == &words.back() ? " or " : ", ";
+    mistake += known;
+  }
+  return mistake;
 }
 
 // The mistake in a word, as the end of a sentence; "" for none.
@@ -39,21 +52,17 @@ std::string MistakeIn(Word kind, const std::string& word) {
     case Word::kScope:
       return ScopeOf(word) ? "" : "is not a scope: shared, user, machine, or 0 to 5";
     case Word::kFormat:
-      return IsOneOf(kFormats, word) ? "" : "is not a format: xml or json";
     case Word::kFileFormat:
-      return IsOneOf(kFileFormats, word) ? "" : "is not a format: xml, json or binary";
     case Word::kType:
-      return IsOneOf(kTypeNames, word)
-                 ? ""
-                 : "is not a type: string, integer, real, boolean, date, data, "
-                   "array or dictionary";
+      return NotOneOf(WordsOf(kind), word, kind == Word::kType ? "a type" : "a format");
     case Word::kCount:
       return IsWholeNumber(word) ? "" : "is not a whole number of at least 1";
     case Word::kSeconds:
       return IsSeconds(word) ? "" : "is not a number of seconds";
     case Word::kDomain:
-      if (word.empty()) return "is not a domain";
-      [[fallthrough]];
+      return IsUsableDomain(FromUtf8(word).value_or(u""))
+                 ? ""
+                 : "is not a domain: it cannot name a file";
     case Word::kKey:
     case Word::kName:
     case Word::kText:
@@ -84,11 +93,31 @@ bool IsNumber(std::string_view word) {
 
 }  // namespace
 
+std::span<const char* const> WordsOf(Word kind) {
+  switch (kind) {
+    case Word::kFormat:
+      return kFormats;
+    case Word::kFileFormat:
+      return kFileFormats;
+    case Word::kType:
+      return kTypeNames;
+    default:
+      return {};
+  }
+}
+
 std::optional<int> ScopeOf(std::string_view name) {
   for (const ScopeName& row : kScopeNames) {
     if (name == row.name) return row.scope;
   }
   return std::nullopt;
+}
+
+const char* NameOfScope(int scope) {
+  const auto* const row = FindRow(kNamedScopes, [scope](const ScopeName& named) {
+    return named.scope == EffectiveDomain(scope, u"").scope;
+  });
+  return row != nullptr ? row->name : "";
 }
 
 const Command* Grammar::Find(std::string_view name) const {
@@ -122,22 +151,23 @@ std::string DidYouMean(std::string_view word, std::span<const std::string_view> 
   return nearest.empty() ? "" : "; did you mean \"" + std::string(nearest) + "\"?";
 }
 
-std::string DidYouMeanCommand(const Grammar& grammar, std::string_view word) {
+namespace {
+
+// The same with the names of rows.
+template <class Row>
+std::string DidYouMeanRow(std::string_view word,
+                          std::initializer_list<std::span<const Row>> tables) {
   std::vector<std::string_view> names;
-  names.reserve(grammar.commands.size());
-  for (const Command& command : grammar.commands) names.emplace_back(command.name);
+  for (const std::span<const Row> table : tables) {
+    for (const Row& row : table) names.emplace_back(row.name);
+  }
   return DidYouMean(word, names);
 }
 
-std::string DidYouMeanOption(const Grammar& grammar, const Command* command,
-                             std::string_view word) {
-  std::vector<std::string_view> names;
-  names.reserve(grammar.globals.size() + (command != nullptr ? command->options.size() : 0));
-  if (command != nullptr) {
-    for (const Option& option : command->options) names.emplace_back(option.name);
-  }
-  for (const Option& option : grammar.globals) names.emplace_back(option.name);
-  return DidYouMean(word, names);
+}  // namespace
+
+std::string Grammar::NotACommand(std::string_view word) const {
+  return Quoted(word) + " is not a command" + DidYouMeanRow<Command>(word, {commands});
 }
 
 CommandLine::CommandLine(const Grammar& grammar, std::span<const std::string> words) {
@@ -171,9 +201,10 @@ void CommandLine::ParseOption(const Grammar& grammar, std::string_view word) {
   const std::string_view name = word.substr(0, equals);
   const Option* const option = grammar.FindOption(command_, name);
   if (option == nullptr) {
-    Fail(Quoted(name) + " is not an option" +
-         (command_ != nullptr ? " of " + std::string(command_->name) : "") +
-         DidYouMeanOption(grammar, command_, name));
+    const std::span<const Option> own =
+        command_ != nullptr ? command_->options : std::span<const Option>();
+    Fail(Quoted(name) + " is not an option" + OfCommand() +
+         DidYouMeanRow<Option>(name, {own, grammar.globals}));
   } else if (equals != std::string_view::npos && option->word == Word::kFlag) {
     Fail(std::string(option->name) + " takes no value");
   } else if (equals != std::string_view::npos) {
@@ -185,12 +216,15 @@ void CommandLine::ParseOption(const Grammar& grammar, std::string_view word) {
   }
 }
 
+std::string CommandLine::OfCommand() const {
+  return command_ != nullptr ? std::string(" of ") + command_->name : std::string();
+}
+
 void CommandLine::ParseLetters(const Grammar& grammar, std::string_view letters) {
   for (std::size_t i = 0; i < letters.size(); ++i) {
     const Option* const option = grammar.FindOption(command_, letters[i]);
     if (option == nullptr) {
-      Fail(Quoted("-" + std::string(letters.substr(i))) + " is not an option" +
-           (command_ != nullptr ? " of " + std::string(command_->name) : ""));
+      Fail(Quoted("-" + std::string(letters.substr(i))) + " is not an option" + OfCommand());
       return;
     }
     if (option->word == Word::kFlag) {
@@ -208,7 +242,7 @@ void CommandLine::ParsePositional(const Grammar& grammar, const std::string& wor
   if (command_ == nullptr) {
     command_ = grammar.Find(word);
     if (command_ != nullptr) return;
-    Fail(Quoted(word) + " is not a command" + DidYouMeanCommand(grammar, word));
+    Fail(grammar.NotACommand(word));
     return;
   }
   const Positional* const row = NextPositional();

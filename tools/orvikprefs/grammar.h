@@ -60,18 +60,19 @@ struct Grammar {
   std::span<const Option> globals;
   std::span<const Command> commands;
 
+  // Null when there is none.
   const Command* Find(std::string_view name) const;
+  // A message: "\"ge\" is not a command; did you mean \"get\"?".
+  std::string NotACommand(std::string_view word) const;
   // The option of the command, else the global one. A command's option hides a global one of its
   // name behind the command's own word. The command may be null.
   const Option* FindOption(const Command* command, std::string_view name) const;
   const Option* FindOption(const Command* command, char letter) const;
 };
 
-// The words of Word::kFormat, kFileFormat, kType and kScope.
-inline constexpr const char* kFormats[] = {"xml", "json"};
-inline constexpr const char* kFileFormats[] = {"xml", "json", "binary"};
-inline constexpr const char* kTypeNames[] = {"string", "integer", "real",  "boolean",
-                                             "date",   "data",    "array", "dictionary"};
+// The words of Word::kFormat, kFileFormat and kType; none for another meaning.
+std::span<const char* const> WordsOf(Word kind);
+
 struct ScopeName {
   const char* name;
   int scope;
@@ -79,7 +80,11 @@ struct ScopeName {
 inline constexpr ScopeName kScopeNames[] = {{"shared", 0}, {"user", 1}, {"machine", 4},
                                             {"0", 0},      {"1", 1},    {"2", 2},
                                             {"3", 3},      {"4", 4},    {"5", 5}};
+// Those with a name of their own.
+inline constexpr std::span<const ScopeName> kNamedScopes(kScopeNames, 3);
 std::optional<int> ScopeOf(std::string_view name);
+// The name of the scope whose files the scope (0 to 5) has: "shared", "user" or "machine".
+const char* NameOfScope(int scope);
 
 // A parsed command line.
 class CommandLine {
@@ -118,6 +123,7 @@ class CommandLine {
   void ParseOption(const Grammar& grammar, std::string_view word);
   void ParseLetters(const Grammar& grammar, std::string_view letters);
   void ParsePositional(const Grammar& grammar, const std::string& word);
+  std::string OfCommand() const;
   void Add(const Option& option, std::string value);
   void CheckEnd();
   void Fail(const std::string& error);
@@ -134,8 +140,5 @@ class CommandLine {
 // The end of a message about an unknown word: "; did you mean \"get\"?" with the nearest of the
 // names; "" when none is near. The first of several that are equally near is chosen.
 std::string DidYouMean(std::string_view word, std::span<const std::string_view> names);
-// The same with the commands, and with the options of the command (null: none) and the global ones.
-std::string DidYouMeanCommand(const Grammar& grammar, std::string_view word);
-std::string DidYouMeanOption(const Grammar& grammar, const Command* command, std::string_view word);
 
 }  // namespace orvik::prefstool

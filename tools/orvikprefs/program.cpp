@@ -24,7 +24,7 @@ bool UseFolder(const Context& context, const char* variable, const std::string& 
   return true;
 }
 
-int CarryOut(Context& context, const CommandLine& line) {
+int RunCommand(Context& context, const CommandLine& line) {
   const Grammar& grammar = OrvikPrefsGrammar();
   if (!line.error().empty()) {
     return context.Fail(kUsage,
@@ -87,7 +87,7 @@ int Run(int argc, const char* const* argv, bool terminal, std::ostream& out, std
   context.error = &error;
   std::vector<std::string> words;
   for (int i = 1; i < argc; ++i) words.emplace_back(argv[i]);
-  const int status = CarryOut(context, CommandLine(OrvikPrefsGrammar(), words));
+  const int status = RunCommand(context, CommandLine(OrvikPrefsGrammar(), words));
   out.flush();
   if (!out.good()) return context.Fail(kNotSaved, "the output cannot be written");
   return status;
@@ -152,8 +152,7 @@ int Help(const Context& context, const CommandLine& line) {
   if (!by_command) {
     command = line.count() > 0 ? grammar.Find(line.Argument(0)) : nullptr;
     if (line.count() > 0 && command == nullptr) {
-      return context.Fail(kUsage, Quoted(line.Argument(0)) + " is not a command" +
-                                      DidYouMeanCommand(grammar, line.Argument(0)));
+      return context.Fail(kUsage, grammar.NotACommand(line.Argument(0)));
     }
   }
   if (command != nullptr) {

@@ -43,6 +43,10 @@ std::string ValueAddress(const KeyPath& key, const CAtlString& name) {
   return Quoted(name) + " in " + KeyText(key);
 }
 
+std::string Counted(std::size_t count, std::string_view one, std::string_view several) {
+  return std::to_string(count) + " " + std::string(count == 1 ? one : several);
+}
+
 KeyPath KeyAt(const CommandLine& line, std::size_t index) {
   return *ParseKey(line.Argument(index));
 }

@@ -34,6 +34,9 @@ std::string KeyText(const KeyPath& key);
 // "Count" in key "Software/App"
 std::string ValueAddress(const KeyPath& key, const CAtlString& name);
 
+// "1 change", "2 changes".
+std::string Counted(std::size_t count, std::string_view one, std::string_view several);
+
 // The KEY and NAME at these arguments of a line. The grammar lets only UTF-8 through.
 KeyPath KeyAt(const CommandLine& line, std::size_t index = 0);
 CAtlString NameAt(const CommandLine& line, std::size_t index = 1);

@@ -237,9 +237,6 @@ void PrintReady(const Context& context, const CommandLine& line, const std::stri
 
 int Watch(const Context& context, const CommandLine& line) {
   const std::string file = PreferenceFilePath(context.scope, context.domain);
-  if (file.empty()) {
-    return context.Fail(kUsage, "the domain " + Quoted(context.domain) + " cannot name a file");
-  }
   const KeyPath key = *ParseKey(line.Argument(0));
   const int count = std::atoi(line.Value("--count", "0").c_str());
   // Watching begins before the first reading, so that no change falls between them.

@@ -123,9 +123,10 @@ int ShowScopes(const Context& given, const CommandLine& line) {
   rows.BeginArray();
   std::size_t count = 0;
   for (const ScopeName& scope : kScopeNames) {
-    const bool is_named = line.Has("--scope") && scope.scope == given.scope;
     // The names come first, each but once.
-    if (line.Has("--scope") ? !is_named || count > 0 : scope.name[0] <= '9') continue;
+    if (line.Has("--scope") ? scope.scope != given.scope || count > 0 : scope.name[0] <= '9') {
+      continue;
+    }
     Context context = given;
     context.scope = scope.scope;
     bool is_value = false;
