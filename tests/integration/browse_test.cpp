@@ -391,7 +391,7 @@ TEST_F(BrowseTest, SaysForWhomItWaits) {
   ASSERT_TRUE(Shows(" /Software/Vendor/App/Path"));
   EXPECT_TRUE(Shows("locked by"));
   Type({"d", "w"});
-  EXPECT_TRUE(Shows("(process " + std::to_string(holder.pid())));
+  EXPECT_TRUE(Shows(", process " + std::to_string(holder.pid())));
   EXPECT_TRUE(Shows("1 s of 300 s"));
   Type({"q", "x", "w", "Escape"});  // keys do not wait in a queue
   EXPECT_TRUE(Shows("nothing is written: cancelled"));

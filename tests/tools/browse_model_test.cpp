@@ -7,7 +7,6 @@
 #include "prefs/preferences.h"
 #include "prefs/shared_lock.h"
 #include "tests/support/test_environment.h"
-#include "tools/orvikprefs/browse/actions.h"
 #include "tools/orvikprefs/browse/tree.h"
 #include "tools/orvikprefs/json.h"
 #include "tools/orvikprefs/text.h"
@@ -476,7 +475,7 @@ TEST_F(BrowseModelTest, WaitsForTheLockAsLongAsTheUserDoes) {
   Model model(0, kDomain);
   model.Set({"Z", "z"}, u"mine");
   const OtherProcess holder([] { LockGlobalSharedPList(kDomain); });
-  EXPECT_EQ(LockHolderText(0, kDomain).empty(), false);
+  EXPECT_NE(model.LockHolder(), "");
   int asked = 0;
   const auto never = [&](milliseconds) { return ++asked < 3; };
   EXPECT_EQ(model.Apply(milliseconds(60'000), never).error, PrefError::kLockNotObtained);
@@ -490,7 +489,7 @@ TEST_F(BrowseModelTest, WaitsForTheLockAsLongAsTheUserDoes) {
   };
   EXPECT_TRUE(model.Apply(milliseconds(60'000), released).ok());
   EXPECT_EQ(Stored(u"Z", u"z"), "mine");
-  EXPECT_EQ(LockHolderText(0, kDomain), "");
+  EXPECT_EQ(model.LockHolder(), "");
 }
 
 TEST_F(BrowseModelTest, FindsTheSamePathElsewhere) {

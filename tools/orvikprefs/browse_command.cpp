@@ -35,9 +35,6 @@ int Browse(const Context& context, const CommandLine& line) {
   if (isatty(STDIN_FILENO) == 0 || isatty(STDOUT_FILENO) == 0) {
     return context.Fail(kUsage, "browse needs a terminal");
   }
-  if (PreferenceFilePath(context.scope, context.domain).empty()) {
-    return context.Fail(kUsage, "the domain cannot name a file");
-  }
   Outcome outcome;
   std::string message;
   {

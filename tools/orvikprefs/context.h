@@ -111,7 +111,9 @@ struct LockHolder {
 // alone.
 LockHolder FindHolder(const Context& context);
 
-// A process that holds the lock, and where, in harmless characters: "name", process 12 of root, ...
+// A process that holds the lock, in harmless characters: "name", process 12 of root on host.
+std::string ProcessOf(const LockHolder& holder);
+// The same with the time since when, and the file of the lock.
 std::string Describe(const LockHolder& holder);
 
 // From a second after its making until its end, shows what is being done and for how long on one

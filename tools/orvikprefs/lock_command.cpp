@@ -80,11 +80,16 @@ LockHolder FindHolder(const Context& context) {
   return holder;
 }
 
-std::string Describe(const LockHolder& holder) {
-  std::string text = Quoted(holder.process);
+std::string ProcessOf(const LockHolder& holder) {
+  std::string text = holder.process.empty() ? "a process" : Quoted(holder.process);
   if (holder.pid > 0) text += ", process " + std::to_string(holder.pid);
   if (!holder.user.empty()) text += " of " + Escaped(holder.user);
   if (!holder.host.empty()) text += " on " + Escaped(holder.host);
+  return text;
+}
+
+std::string Describe(const LockHolder& holder) {
+  std::string text = ProcessOf(holder);
   if (!holder.since.empty()) text += ", since " + holder.since;
   return text + ", in " + Quoted(holder.file);
 }

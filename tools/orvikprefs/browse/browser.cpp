@@ -2,11 +2,7 @@
 
 #include <algorithm>
 #include <cstring>
-#include <iterator>
 
-#include "tools/orvikprefs/browse/actions.h"
-#include "tools/orvikprefs/browse/dialogs.h"
-#include "tools/orvikprefs/browse/draft.h"
 #include "tools/orvikprefs/browse/tree.h"
 #include "tools/orvikprefs/files.h"
 #include "tools/orvikprefs/text.h"
@@ -14,7 +10,8 @@
 namespace orvik::prefstool::browse {
 namespace {
 
-constexpr int kTick = 250;  // milliseconds until the file is looked at again
+constexpr int kTick = 250;         // milliseconds until the file is looked at again
+constexpr int kAllRows = 1 << 30;  // more than any list has
 
 // A key as a message names it.
 std::string KeyText(int key) {
@@ -22,10 +19,6 @@ std::string KeyText(int key) {
   if (key < ' ') return std::string("Ctrl-") + static_cast<char>(key + '@');
   const LineInput typed(std::u32string(1, static_cast<char32_t>(key)));
   return Quoted(typed.text());
-}
-
-std::string Counted(std::size_t count, const char* one, const char* several) {
-  return std::to_string(count) + " " + (count == 1 ? one : several);
 }
 
 }  // namespace
@@ -37,8 +30,7 @@ Browser::Browser(Terminal& terminal, int scope, CAtlString domain,
       model_(std::make_unique<Model>(scope, std::move(domain))),
       screen_(terminal),
       dialogs_(
-          terminal, [this] { Background(); }, [this] { ShowHelp(); }),
-      finding_(dialogs_) {}
+          terminal, [this] { Background(); }, [this] { ShowHelp(); }) {}
 
 void Browser::Background() {
   if (model_->Refresh() && !model_->conflicts().empty()) {
@@ -66,165 +58,77 @@ void Browser::Run() {
   }
 }
 
+// In the order of the help (HelpLines).
+const Browser::Binding Browser::kBindings[] = {
+    {'k', false, [](Browser& b) { b.model_->MoveBy(-1); }, Terminal::kUp},
+    {'j', false, [](Browser& b) { b.model_->MoveBy(1); }, Terminal::kDown},
+    {Terminal::kWheelUp, false, [](Browser& b) { b.model_->MoveBy(-3); }},
+    {Terminal::kWheelDown, false, [](Browser& b) { b.model_->MoveBy(3); }},
+    {Terminal::kPageUp, false, [](Browser& b) { b.model_->MoveBy(-b.screen_.page()); }},
+    {Terminal::kPageDown, false, [](Browser& b) { b.model_->MoveBy(b.screen_.page()); }},
+    {Terminal::kHome, false, [](Browser& b) { b.model_->MoveBy(-kAllRows); }},
+    {Terminal::kEnd, false, [](Browser& b) { b.model_->MoveBy(kAllRows); }},
+    {'l', false, [](Browser& b) { b.Enter(); }, Terminal::kRight},
+    {'h', false, [](Browser& b) { b.Leave(); }, Terminal::kLeft},
+    {'\t', false, [](Browser& b) { b.model_->FocusValues(!b.model_->on_values()); },
+     Terminal::kBackTab},
+    {Terminal::kClick, false, [](Browser& b) { b.Click(false); }},
+    {Terminal::kDoubleClick, false, [](Browser& b) { b.Click(true); }},
+    {'/', false, [](Browser& b) { b.Report(b.SearchWhileTyping()); }},
+    {'n', false, [](Browser& b) { b.Report(b.NextHit(1)); }},
+    {'N', false, [](Browser& b) { b.Report(b.NextHit(-1)); }},
+    {'f', false, [](Browser& b) { b.Report(b.FilterWhileTyping()); }},
+    {kEscape, false, [](Browser& b) { b.model_->SetFilter(""); }},
+    {'g', false, [](Browser& b) { b.Report(b.GoToPath()); }},
+    {']', false, [](Browser& b) { b.Report(b.NextChanged(1)); }},
+    {'[', false, [](Browser& b) { b.Report(b.NextChanged(-1)); }},
+    {'o', false, [](Browser& b) { b.ChooseOrder(); }},
+    {'z', false, [](Browser& b) { b.screen_.shows_sizes = !b.screen_.shows_sizes; }},
+    {'s', false, [](Browser& b) { b.ChooseScope(); }},
+    {'D', false, [](Browser& b) { b.ChooseDomain(); }},
+    {'=', false, [](Browser& b) { b.ChooseElsewhere(); }},
+    {'v', true, [](Browser& b) { b.Report(b.View()); }},
+    {'p', false, [](Browser& b) { b.Report(b.CopyPath()); }},
+    {'P', true, [](Browser& b) { b.Report(b.CopyValue()); }},
+    {'x', true, [](Browser& b) { b.Report(b.Export()); }},
+    {'\n', false, [](Browser& b) { b.EnterOrEdit(); }},
+    {'e', true, [](Browser& b) { b.Report(b.Edit()); }},
+    {'t', true, [](Browser& b) { b.Report(b.ChangeType()); }},
+    {'a', true, [](Browser& b) { b.Report(b.AddValue()); }},
+    {'A', true, [](Browser& b) { b.Report(b.AddKey()); }},
+    {'r', true, [](Browser& b) { b.Report(b.Rename()); }},
+    {'m', true, [](Browser& b) { b.Report(b.MoveOrCopy(false)); }},
+    {'y', true, [](Browser& b) { b.Report(b.MoveOrCopy(true)); }},
+    {'d', true, [](Browser& b) { b.Report(b.Delete()); }, Terminal::kDelete},
+    {' ', false, [](Browser& b) { b.Pick(); }},
+    {'u', false, [](Browser& b) { b.Report(b.model_->Undo()); }},
+    {'U', false, [](Browser& b) { b.Report(b.model_->Redo()); }},
+    {'c', false, [](Browser& b) { b.Report(b.ShowChanges()); }},
+    {'C', false, [](Browser& b) { b.Report(b.ShowConflicts()); }},
+    {'w', false, [](Browser& b) { b.Report(b.Apply()); }},
+    {'R', false, [](Browser& b) { b.Report(b.Repair()); }},
+    {'q', false, [](Browser& b) { b.leaves_ = b.MayLeave(); }, kInterrupt},
+    {'?', false, [](Browser& b) { b.ShowHelp(); }, Terminal::kHelp},
+    {Terminal::kPaste, false, [](Browser& b) { b.Report("pasted text is not taken as keys"); }},
+};
+
 void Browser::Act(int key) {
-  if (ActOnRows(key) || ActOnPlaces(key)) return;
-  const Path path = model_->SelectedPath();
-  if (model_->is_gone() && key < 0x7F && std::strchr("etaArmydvxP", key) != nullptr) {
-    return Report(ShownPath(path) + " is gone; select it again, or another row");
+  for (const Binding& binding : kBindings) {
+    if (binding.key != key && binding.other != key) continue;
+    if (!binding.needs_row || !model_->is_gone()) return binding.act(*this);
+    return Report(ShownPath(model_->SelectedPath()) + " is gone; select it again, or another row");
   }
-  switch (key) {
-    case 'e':
-      return Report(editing().Edit(path));
-    case 't':
-      return Report(editing().ChangeType(path));
-    case 'a':
-      return Report(editing().AddValue());
-    case 'A':
-      return Report(editing().AddKey());
-    case 'r':
-      return Report(editing().Rename(path));
-    case 'm':
-      return Report(editing().MoveOrCopy(path, false));
-    case 'y':
-      return Report(editing().MoveOrCopy(path, true));
-    case 'd':
-    case Terminal::kDelete:
-      return Report(editing().Delete(path));
-    case 'u':
-      return Report(model_->Undo());
-    case 'U':
-      return Report(model_->Redo());
-    case 'c':
-      return Report(review().ShowChanges());
-    case 'C':
-      return Report(review().ShowConflicts());
-    case 'w':
-      return Report(review().Apply());
-    case 'R':
-      return Report(review().Repair());
-    case 'v':
-      return Report(reading().View(path));
-    case 'x':
-      return Report(reading().Export(path));
-    case 'p':
-      return Report(reading().CopyPath(path));
-    case 'P':
-      return Report(reading().CopyValue(path));
-    case '?':
-    case Terminal::kHelp:
-      return ShowHelp();
-    case Terminal::kPaste:
-      return Report("pasted text is not taken as keys");
-    case 'q':
-    case kInterrupt:
-      leaves_ = MayLeave();
-      return;
-    case kEscape:
-      if (!model_->filter().empty()) model_->SetFilter("");
-      return;
-    default:
-      return Report(KeyText(key) + " does nothing here; ? lists the keys");
-  }
+  Report(KeyText(key) + " does nothing here; ? lists the keys");
 }
 
-// Keys that select and show.
-bool Browser::ActOnRows(int key) {
-  const int all = static_cast<int>(model_->keys().size() + model_->values().size());
-  switch (key) {
-    case Terminal::kUp:
-    case 'k':
-      model_->MoveBy(-1);
-      return true;
-    case Terminal::kDown:
-    case 'j':
-      model_->MoveBy(1);
-      return true;
-    case Terminal::kWheelUp:
-      model_->MoveBy(-3);
-      return true;
-    case Terminal::kWheelDown:
-      model_->MoveBy(3);
-      return true;
-    case Terminal::kPageUp:
-      model_->MoveBy(-screen_.page());
-      return true;
-    case Terminal::kPageDown:
-      model_->MoveBy(screen_.page());
-      return true;
-    case Terminal::kHome:
-      model_->MoveBy(-all);
-      return true;
-    case Terminal::kEnd:
-      model_->MoveBy(all);
-      return true;
-    case '\n':
-    case Terminal::kRight:
-    case 'l':
-      if (key == '\n' && model_->on_values()) {
-        Report(editing().Edit(model_->SelectedPath()));
-      } else {
-        Enter();
-      }
-      return true;
-    case Terminal::kLeft:
-    case 'h':
-      Leave();
-      return true;
-    case '\t':
-    case Terminal::kBackTab:
-      model_->FocusValues(!model_->on_values());
-      return true;
-    case Terminal::kClick:
-    case Terminal::kDoubleClick:
-      Click(key == Terminal::kDoubleClick);
-      return true;
-    case ' ':
-      model_->TogglePick();
-      model_->MoveBy(1);
-      return true;
-    default:
-      return false;
-  }
+void Browser::EnterOrEdit() {
+  if (!model_->on_values()) return Enter();
+  Report(Edit());
 }
 
-// Keys that lead elsewhere.
-bool Browser::ActOnPlaces(int key) {
-  switch (key) {
-    case '/':
-      Report(finding_.SearchWhileTyping(*model_));
-      return true;
-    case 'n':
-    case 'N':
-      Report(finding_.NextHit(*model_, key == 'n' ? 1 : -1));
-      return true;
-    case 'g':
-      Report(finding_.GoToPath(*model_));
-      return true;
-    case 'f':
-      Report(finding_.FilterWhileTyping(*model_));
-      return true;
-    case ']':
-    case '[':
-      Report(finding_.NextChanged(*model_, key == ']' ? 1 : -1));
-      return true;
-    case 'o':
-      ChooseOrder();
-      return true;
-    case 'z':
-      screen_.shows_sizes = !screen_.shows_sizes;
-      return true;
-    case 's':
-      ChooseScope();
-      return true;
-    case 'D':
-      ChooseDomain();
-      return true;
-    case '=':
-      ChooseElsewhere();
-      return true;
-    default:
-      return false;
-  }
+void Browser::Pick() {
+  model_->TogglePick();
+  model_->MoveBy(1);
 }
 
 void Browser::Enter() {
@@ -257,7 +161,7 @@ void Browser::Click(bool twice) {
   model_->FocusValues(on_values);
   if (on_values) {
     model_->SelectValue(row);
-    if (twice) Report(editing().Edit(model_->SelectedPath()));
+    if (twice) Report(Edit());
     return;
   }
   model_->SelectKey(row);
@@ -270,7 +174,7 @@ bool Browser::MayLeave() {
   if (count == 0) return true;
   const int key = dialogs_.AskLetter(Counted(count, "change is", "changes are") + " not written",
                                      "w write  d discard", "wd");
-  if (key == 'w') Report(review().Apply());
+  if (key == 'w') Report(Apply());
   if (key == 'd') model_->RevertAll();
   return key != 0 && model_->waiting() == 0;
 }
@@ -279,7 +183,7 @@ void Browser::SwitchTo(int scope, const CAtlString& domain) {
   if (!MayLeave()) return;
   ForgetRestored();
   model_ = std::make_unique<Model>(scope, domain);
-  finding_.Forget();
+  hits_.clear();
   OfferKeptChanges();
 }
 
@@ -294,9 +198,9 @@ void Browser::ChooseOrder() {
 
 void Browser::ChooseScope() {
   std::vector<std::string> rows;
-  for (const int scope : kScopes) rows.emplace_back(ScopeName(scope));
+  for (const ScopeName& scope : kNamedScopes) rows.emplace_back(scope.name);
   const std::optional<int> row = dialogs_.Choose({"Scope", Rows::Of(std::move(rows)), "", "", {}});
-  if (row) SwitchTo(kScopes[*row], model_->domain());
+  if (row) SwitchTo(kNamedScopes[static_cast<std::size_t>(*row)].scope, model_->domain());
 }
 
 void Browser::ChooseDomain() {
@@ -320,7 +224,7 @@ void Browser::ChooseElsewhere() {
   std::vector<std::string> rows;
   rows.reserve(places.size());
   for (const Place& place : places) {
-    rows.push_back(std::string(ScopeName(place.scope)) + "  " + Escaped(ToUtf8(place.domain)) +
+    rows.push_back(std::string(NameOfScope(place.scope)) + "  " + Escaped(ToUtf8(place.domain)) +
                    (place.value.is_dictionary() ? "" : "  " + Escaped(ValueText(place.value))));
   }
   if (rows.empty()) return Report("no file of any scope has " + ShownPath(path));

@@ -6,6 +6,10 @@
 #include "host/trust.h"
 #include "prefs/transaction.h"
 #include "tools/orvikprefs/browse/tree.h"
+#include "tools/orvikprefs/context.h"
+#include "tools/orvikprefs/files.h"
+#include "tools/orvikprefs/grammar.h"
+#include "tools/orvikprefs/text.h"
 
 namespace orvik::prefstool::browse {
 namespace {
@@ -166,7 +170,7 @@ std::string Draft::RemoveAll(std::vector<Path> paths) {
     ++count;
   }
   if (count == 0) return "nothing to delete";
-  Do("delete " + std::to_string(count) + (count == 1 ? " row" : " rows"), std::move(tree));
+  Do("delete " + Counted(count, "row", "rows"), std::move(tree));
   return {};
 }
 
@@ -308,6 +312,27 @@ std::string Draft::Settle(const Path path, bool take_mine) {
   conflicts_.erase(found);
   Do("take mine: " + ShownPath(path), std::move(changed));
   return {};
+}
+
+std::string Draft::LockHolder() const {
+  Context context;
+  context.scope = scope_;
+  context.domain = domain_;
+  const prefstool::LockHolder holder = FindHolder(context);
+  return holder.is_held ? ProcessOf(holder) : std::string();
+}
+
+std::vector<Place> PlacesWith(const Path& path) {
+  std::vector<Place> places;
+  for (const ScopeName& scope : kNamedScopes) {
+    for (const DomainFile& file : DomainsOf(scope.scope)) {
+      const std::optional<CAtlString> domain = FromUtf8(file.name);
+      if (!domain) continue;
+      Value value = FindIn(ReadDomain(scope.scope, *domain).value, path);
+      if (value) places.push_back({scope.scope, *domain, std::move(value)});
+    }
+  }
+  return places;
 }
 
 }  // namespace orvik::prefstool::browse

@@ -89,6 +89,8 @@ class Draft {
   const std::vector<Conflict>& conflicts() const { return conflicts_; }
   // Settles a conflict: the user's value becomes a change of what is there now, or is given up.
   std::string Settle(Path path, bool take_mine);
+  // The process that holds the lock of the domain, in harmless characters; "" for none.
+  std::string LockHolder() const;
   // Changes and conflicts.
   std::size_t waiting() const { return changes_.size() + conflicts_.size(); }
 
@@ -129,6 +131,15 @@ class Draft {
   std::vector<Path> by_others_;
   std::size_t version_ = 0;
 };
+
+struct Place {
+  int scope;
+  CAtlString domain;
+  Value value;  // what is at the path there
+};
+// Every scope and domain whose file has something at the path, by scope, then by name. A file that
+// cannot be read has nothing.
+std::vector<Place> PlacesWith(const Path& path);
 
 // Changes of a browser that was ended by a signal, kept until the next one is started.
 //

@@ -1,4 +1,4 @@
-#include "tools/orvikprefs/browse/actions.h"
+#include "tools/orvikprefs/browse/browser.h"
 
 #include <algorithm>
 #include <iterator>
@@ -29,17 +29,18 @@ std::string NameMistake(const std::string& name) {
 
 }  // namespace
 
-std::string Editing::Edit(const Path& path) {
-  const Value began = model_.At(path);
+std::string Browser::Edit() {
+  const Path path = model_->SelectedPath();
+  const Value began = model_->At(path);
   if (!began) return ShownPath(path) + " does not exist";
   const Type type = began.type();
   const std::optional<std::string> line = LineOf(began);
   if (!line) return EditInEditor(path, began);
   const Value value = AskValue(type, *line);
-  return value ? model_.Set(path, value, began) : "";
+  return value ? model_->Set(path, value, began) : "";
 }
 
-Value Editing::AskValue(Type type, const std::string& text) {
+Value Browser::AskValue(Type type, const std::string& text) {
   Dialogs::Question question;
   question.label = TypeName(type);
   question.text = text;
@@ -53,7 +54,7 @@ Value Editing::AskValue(Type type, const std::string& text) {
   return line ? FromLine(type, *line, mistake) : Value();
 }
 
-std::string Editing::EditInEditor(const Path& path, const Value& began) {
+std::string Browser::EditInEditor(const Path& path, const Value& began) {
   if (path.empty()) return "the domain is edited key by key";
   const Type type = began.type();
   const std::string before = JsonText(began, JsonWriter::Layout::kIndented) + "\n";
@@ -70,7 +71,7 @@ std::string Editing::EditInEditor(const Path& path, const Value& began) {
     if (has_worked && is_read) {
       TextError mistake;
       const Value value = ReadJson(text, &mistake);
-      if (value.type() == type) return model_.Set(path, value, began);
+      if (value.type() == type) return model_->Set(path, value, began);
       reason = value ? std::string("this is not ") + TypeForm(type) : mistake.Message();
     }
     if (dialogs_.AskLetter(reason, "e edit again", "e") != 0) continue;
@@ -80,25 +81,25 @@ std::string Editing::EditInEditor(const Path& path, const Value& began) {
   }
 }
 
-std::string Editing::AddValue() {
-  Path path = model_.selected_key_path();
+std::string Browser::AddValue() {
+  Path path = model_->selected_key_path();
   const std::optional<int> row = dialogs_.Choose({"Type of the new value", TypeRows(), "", "", {}});
   if (!row) return "";
   const Type type = kTypes[*row];
   if (std::string mistake = AskName("name", path); !mistake.empty() || path.empty()) return mistake;
-  if (model_.At(path)) return ShownPath(path) + " exists already";
+  if (model_->At(path)) return ShownPath(path) + " exists already";
   const Value value = type == Type::kArray ? ParseValue(type, "[]") : AskValue(type, std::string());
   if (!value) return "";
-  std::string mistake_of_adding = model_.Add(path, value);
-  reveal_(path);
+  std::string mistake_of_adding = model_->Add(path, value);
+  model_->Reveal(path);
   return type == Type::kArray && mistake_of_adding.empty() ? EditInEditor(path, value)
                                                            : mistake_of_adding;
 }
 
 // Asks for the name of what is to be added below the path and puts it there; an element of an array
 // needs none. The path is empty when the user gave up.
-std::string Editing::AskName(const char* label, Path& path) {
-  const Value key = model_.At(path);
+std::string Browser::AskName(const char* label, Path& path) {
+  const Value key = model_->At(path);
   if (!IsContainer(key)) return ShownPath(path) + " does not exist";
   if (key.is_array()) {
     path.push_back(std::to_string(key.elements().size()));
@@ -113,44 +114,47 @@ std::string Editing::AskName(const char* label, Path& path) {
   return "";
 }
 
-std::string Editing::AddKey() {
-  Path path = model_.selected_key_path();
+std::string Browser::AddKey() {
+  Path path = model_->selected_key_path();
   if (std::string mistake = AskName("new key", path); !mistake.empty() || path.empty()) {
     return mistake;
   }
-  std::string mistake = model_.Add(path, Value::Dictionary());
-  reveal_(path);
+  std::string mistake = model_->Add(path, Value::Dictionary());
+  model_->Reveal(path);
   return mistake;
 }
 
-std::string Editing::Rename(const Path& path) {
+std::string Browser::Rename() {
+  const Path path = model_->SelectedPath();
   if (path.empty()) return "the domain cannot be renamed";
   const std::optional<std::string> name =
       dialogs_.Ask({"new name", path.back(), NameMistake, {}, {}});
   if (!name) return "";
   Path to = path;
   to.back() = *name;
-  return Report(model_.Move(path, to), to, "moved to ");
+  return Arrive(model_->Move(path, to), to, "moved to ");
 }
 
-std::string Editing::MoveOrCopy(const Path& path, bool copy) {
+std::string Browser::MoveOrCopy(bool copy) {
+  const Path path = model_->SelectedPath();
   if (path.empty()) return "the domain stays where it is";
   Dialogs::Question question;
   question.label = copy ? "copy to" : "move to";
   question.text = "/" + JoinedPath(path);
   question.complete = [this](const std::string& text) {
-    return CompletedPath(model_.tree(), text);
+    return CompletedPath(model_->tree(), text);
   };
   const std::optional<std::string> text = dialogs_.Ask(question);
   if (!text) return "";
   const Path to = TypedPath(*text);
   if (to.empty()) return "a path has a name";
-  return copy ? Report(model_.Copy(path, to), to, "copied to ")
-              : Report(model_.Move(path, to), to, "moved to ");
+  return copy ? Arrive(model_->Copy(path, to), to, "copied to ")
+              : Arrive(model_->Move(path, to), to, "moved to ");
 }
 
-std::string Editing::ChangeType(const Path& path) {
-  const Value began = model_.At(path);
+std::string Browser::ChangeType() {
+  const Path path = model_->SelectedPath();
+  const Value began = model_->At(path);
   if (!began) return ShownPath(path) + " does not exist";
   if (began.is_dictionary()) return "the type of a key cannot be changed";
   const Type old_type = began.type();
@@ -162,48 +166,47 @@ std::string Editing::ChangeType(const Path& path) {
   const Type type = kTypes[*row];
   Value value = Converted(began, type);
   if (!value) value = AskValue(type, LineOf(began).value_or(""));
-  return value ? model_.Set(path, value, began) : "";
+  return value ? model_->Set(path, value, began) : "";
 }
 
-std::string Editing::DeletePicked() {
-  const std::vector<Path> paths = model_.picked();
+std::string Browser::DeletePicked() {
+  const std::vector<Path> paths = model_->picked();
   std::vector<Value> began;
   began.reserve(paths.size());
-  for (const Path& path : paths) began.push_back(model_.At(path));
-  const std::string count = std::to_string(paths.size());
-  const std::string question = "delete " + count +
-                               (paths.size() == 1 ? " picked row" : " picked rows") +
+  for (const Path& path : paths) began.push_back(model_->At(path));
+  const std::string question = "delete " + Counted(paths.size(), "picked row", "picked rows") +
                                ", the first of them " + ShownPath(paths.front()) + "?";
   const int key = dialogs_.AskLetter(question, "y delete  n pick none", "yn");
-  if (key == 'n') model_.PickNone();
+  if (key == 'n') model_->PickNone();
   if (key != 'y') return "";
   for (std::size_t i = 0; i < paths.size(); ++i) {
-    if (model_.At(paths[i]) == began[i]) continue;
+    if (model_->At(paths[i]) == began[i]) continue;
     return "nothing is deleted: another process changed " + ShownPath(paths[i]) + " meanwhile";
   }
-  const std::string refusal = model_.RemoveAll(paths);
-  model_.PickNone();
-  return refusal.empty() ? "deleted " + count + "; u takes it back" : refusal;
+  const std::string refusal = model_->RemoveAll(paths);
+  model_->PickNone();
+  return refusal.empty() ? "deleted " + std::to_string(paths.size()) + "; u takes it back"
+                         : refusal;
 }
 
-std::string Editing::Delete(const Path& path) {
-  if (!model_.picked().empty()) return DeletePicked();
+std::string Browser::Delete() {
+  const Path path = model_->SelectedPath();
+  if (!model_->picked().empty()) return DeletePicked();
   if (path.empty()) return "the domain is deleted with orvikprefs reset";
-  const Value began = model_.At(path);
+  const Value began = model_->At(path);
   if (!began) return ShownPath(path) + " does not exist";
   if (began.is_dictionary()) {
-    const std::size_t count = CountBelow(began);
-    const std::string question = "delete " + ShownPath(path) + " with " + std::to_string(count) +
-                                 (count == 1 ? " entry?" : " entries?");
+    const std::string question =
+        "delete " + ShownPath(path) + " with " + Counted(CountBelow(began), "entry?", "entries?");
     if (dialogs_.AskLetter(question, "y delete", "y") == 0) return "";
   }
-  const std::string refusal = model_.Remove(path, began);
+  const std::string refusal = model_->Remove(path, began);
   return refusal.empty() ? "deleted " + ShownPath(path) + "; u takes it back" : refusal;
 }
 
-std::string Editing::Report(const std::string& refusal, const Path& path, const char* what) {
+std::string Browser::Arrive(const std::string& refusal, const Path& path, const char* what) {
   if (!refusal.empty()) return refusal;
-  reveal_(path);
+  model_->Reveal(path);
   return what + ShownPath(path);
 }
 

@@ -1,4 +1,4 @@
-#include "tools/orvikprefs/browse/actions.h"
+#include "tools/orvikprefs/browse/browser.h"
 
 #include <algorithm>
 #include <cerrno>
@@ -23,33 +23,41 @@ namespace {
 // Terminals take no more into the clipboard, or stop in the middle.
 constexpr std::size_t kLongestCopy = 74994;
 
+// Nothing for a value that the form cannot hold.
+std::optional<std::string> ExportedBytes(const Value& value, const std::string& file) {
+  if (file.ends_with(".json")) return JsonText(value, JsonWriter::Layout::kIndented) + "\n";
+  return plist::WriteXml(value);
+}
+
 }  // namespace
 
-std::string Reading::View(const Path& path) {
+std::string Browser::View() {
+  const Path path = model_->SelectedPath();
   int selected = 0;
   for (;;) {
-    const Value value = model_.At(path);
-    const std::size_t version = model_.version();
+    const Value value = model_->At(path);
+    const std::size_t version = model_->version();
     const int columns = terminal_.columns();
     int key = 0;
     const std::optional<int> row = dialogs_.Choose(
         {ShownPath(path),
-         Rows::Of(ViewLines(value, FindIn(model_.base(), path), std::max(1, columns - 2))),
+         Rows::Of(ViewLines(value, FindIn(model_->base(), path), std::max(1, columns - 2))),
          "Up Down Page move  Esc back", "v",
-         [&] { return model_.version() == version && terminal_.columns() == columns; }},
+         [&] { return model_->version() == version && terminal_.columns() == columns; }},
         selected, &key);
     if (key != Dialogs::kStale) return "";
     selected = row.value_or(0);
   }
 }
 
-std::string Reading::CopyPath(const Path& path) {
-  terminal_.CopyToClipboard(EncodedBase64(JoinedPath(path)));
+std::string Browser::CopyPath() {
+  terminal_.CopyToClipboard(EncodedBase64(JoinedPath(model_->SelectedPath())));
   return "path copied, if this terminal allows it";
 }
 
-std::string Reading::CopyValue(const Path& path) {
-  const Value value = model_.At(path);
+std::string Browser::CopyValue() {
+  const Path path = model_->SelectedPath();
+  const Value value = model_->At(path);
   if (!value) return ShownPath(path) + " does not exist";
   const std::string text = ValueText(value);
   if (text.size() > kLongestCopy) return "the value is too long for a terminal; x exports it";
@@ -57,8 +65,9 @@ std::string Reading::CopyValue(const Path& path) {
   return "value copied, if this terminal allows it";
 }
 
-std::string Reading::Export(const Path& path) {
-  const Value value = model_.At(path);
+std::string Browser::Export() {
+  const Path path = model_->SelectedPath();
+  const Value value = model_->At(path);
   if (!value) return ShownPath(path) + " does not exist";
   Dialogs::Question question;
   question.label = "export to file (.json or .plist)";
@@ -76,14 +85,9 @@ std::string Reading::Export(const Path& path) {
     error = host::ReplaceFile(*file, *bytes).error;
   }
   if (error != 0) return Quoted(*file) + " cannot be written: " + std::strerror(error);
-  const bool has_changes = !model_.changes().empty();
+  const bool has_changes = !model_->changes().empty();
   return "exported " + ShownPath(path) + " to " + Quoted(*file) +
          (has_changes ? ", with the changes that are not written" : "");
-}
-
-std::optional<std::string> ExportedBytes(const Value& value, const std::string& file) {
-  if (file.ends_with(".json")) return JsonText(value, JsonWriter::Layout::kIndented) + "\n";
-  return plist::WriteXml(value);
 }
 
 namespace {
@@ -108,37 +112,37 @@ std::string ShownDifference(const Difference& difference) {
 
 }  // namespace
 
-std::string Review::Apply() {
-  if (!model_.conflicts().empty()) return "settle the conflicts first: C shows them";
-  if (model_.changes().empty()) return "no changes";
-  const std::size_t count = model_.changes().size();
+std::string Browser::Apply() {
+  if (!model_->conflicts().empty()) return "settle the conflicts first: C shows them";
+  if (model_->changes().empty()) return "no changes";
+  const std::size_t count = model_->changes().size();
   const auto limit = lock_wait_.value_or(std::chrono::seconds(kSharedLockTries));
   const std::string whole = Seconds(limit);
   bool is_cancelled = false;
-  const PrefStatus status = model_.Apply(limit, [&](std::chrono::milliseconds waited) {
-    const std::string holder = LockHolderText(model_.scope(), model_.domain());
+  const PrefStatus status = model_->Apply(limit, [&](std::chrono::milliseconds waited) {
+    const std::string holder = model_->LockHolder();
     is_cancelled = !dialogs_.KeepWaiting("waiting for " + (holder.empty() ? "the lock" : holder) +
                                          ", " + Seconds(waited) + " of " + whole);
     return !is_cancelled;
   });
   if (status.ok()) {
-    return std::to_string(count) + (count == 1 ? " change" : " changes") + " written";
+    return Counted(count, "change", "changes") + " written";
   }
-  if (!model_.conflicts().empty()) {
+  if (!model_->conflicts().empty()) {
     return "nothing is written: another process changed what you changed; C shows the conflicts";
   }
   if (is_cancelled) return "nothing is written: cancelled; the changes wait";
   if (status.error != PrefError::kLockNotObtained) {
     return "nothing is written: " + Describe(status);
   }
-  const std::string holder = LockHolderText(model_.scope(), model_.domain());
+  const std::string holder = model_->LockHolder();
   return "nothing is written: the lock was not free within " + whole +
          (holder.empty() ? "" : "; " + holder + " has it");
 }
 
-std::string Review::Repair() {
+std::string Browser::Repair() {
   const PrefRepair found =
-      RepairDomain(model_.scope(), model_.domain(), lock_wait_, PrefRepairMode::kRehearse);
+      RepairDomain(model_->scope(), model_->domain(), lock_wait_, PrefRepairMode::kRehearse);
   if (!found.status.ok()) return "cannot repair: " + Describe(found.status);
   if (found.was_sound) return "the file is not damaged";
   std::vector<std::string> rows;
@@ -162,13 +166,13 @@ std::string Review::Repair() {
                        {}},
                       0, &key);
   if (!row || key != 'y') return "nothing is repaired";
-  const PrefRepair done = RepairDomain(model_.scope(), model_.domain(), lock_wait_);
+  const PrefRepair done = RepairDomain(model_->scope(), model_->domain(), lock_wait_);
   if (!done.status.ok()) return "cannot repair: " + Describe(done.status);
-  model_.Refresh();
+  model_->Refresh();
   return "repaired; the damaged file is " + Quoted(done.kept_copy);
 }
 
-std::string Review::ShowChanges() {
+std::string Browser::ShowChanges() {
   // A row is known by its change and the line of it.
   using ListPlace = std::pair<Path, std::size_t>;
   ListPlace selected;
@@ -176,7 +180,7 @@ std::string Review::ShowChanges() {
     std::vector<std::string> rows;
     std::vector<ListPlace> places;
     int row_of_selected = 0;
-    for (const Change& change : model_.changes()) {
+    for (const Change& change : model_->changes()) {
       std::size_t line = 0;
       for (const Difference& difference : LinesOf(change)) {
         places.emplace_back(change.path, line++);
@@ -185,34 +189,34 @@ std::string Review::ShowChanges() {
       }
     }
     if (rows.empty()) return "no changes";
-    const std::size_t version = model_.version();
+    const std::size_t version = model_->version();
     int key = 0;
     const std::optional<int> row =
         dialogs_.Choose({"Changes that w writes", Rows::Of(std::move(rows)),
                          "u undo this one  w write all  Enter go there  Esc back", "uw",
-                         [&] { return model_.version() == version; }},
+                         [&] { return model_->version() == version; }},
                         row_of_selected, &key);
     if (!row) return "";
     if (key == 'w') return Apply();
     selected = places[static_cast<std::size_t>(*row)];
     if (key == Dialogs::kStale) continue;
     if (key == 'u') {
-      model_.Revert(selected.first);
+      model_->Revert(selected.first);
     } else {
-      model_.RevealNearest(selected.first);
+      model_->RevealNearest(selected.first);
       return "";
     }
   }
 }
 
-std::string Review::ShowConflicts() {
+std::string Browser::ShowConflicts() {
   Path selected;
   for (;;) {
-    if (model_.conflicts().empty()) return "no conflicts";
+    if (model_->conflicts().empty()) return "no conflicts";
     std::vector<std::string> rows;
     std::vector<Path> paths;
     int row_of_selected = 0;
-    for (const Conflict& conflict : model_.conflicts()) {
+    for (const Conflict& conflict : model_->conflicts()) {
       if (conflict.path == selected) row_of_selected = static_cast<int>(rows.size());
       rows.push_back(ShownPath(conflict.path));
       rows.push_back("  theirs  " + ShownSide(conflict.there));
@@ -220,17 +224,18 @@ std::string Review::ShowConflicts() {
       rows.push_back("  before  " + ShownSide(conflict.before));
       paths.resize(rows.size(), conflict.path);
     }
-    const std::size_t version = model_.version();
+    const std::size_t version = model_->version();
     int key = 0;
     const std::optional<int> row =
         dialogs_.Choose({"Another process changed what you changed", Rows::Of(std::move(rows)),
                          "m take mine  t take theirs  Esc later", "mt",
-                         [&] { return model_.version() == version; }},
+                         [&] { return model_->version() == version; }},
                         row_of_selected, &key);
     if (!row) return "";
     selected = paths[static_cast<std::size_t>(*row)];
     if (key != 'm' && key != 't') continue;
-    if (std::string refusal = model_.Settle(selected, key == 'm'); !refusal.empty()) return refusal;
+    if (std::string refusal = model_->Settle(selected, key == 'm'); !refusal.empty())
+      return refusal;
   }
 }
 

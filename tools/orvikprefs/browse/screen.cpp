@@ -2,8 +2,6 @@
 
 #include <algorithm>
 
-#include "prefs/scope.h"
-#include "tools/orvikprefs/browse/actions.h"
 #include "tools/orvikprefs/browse/tree.h"
 #include "tools/orvikprefs/browse/value_text.h"
 #include "tools/orvikprefs/text.h"
@@ -104,22 +102,20 @@ void Screen::Draw(Model& model, bool with_foot) {
 void Screen::DrawHead(const Model& model) {
   const int columns = terminal_.columns();
   std::string head =
-      std::string(" ") + ScopeName(model.scope()) + "  " + Escaped(ToUtf8(model.domain()));
+      std::string(" ") + NameOfScope(model.scope()) + "  " + Escaped(ToUtf8(model.domain()));
   std::string state;
   if (!model.changes().empty()) {
-    state += std::to_string(model.changes().size()) +
-             (model.changes().size() == 1 ? " change  " : " changes  ");
+    state += Counted(model.changes().size(), "change  ", "changes  ");
   }
   if (!model.conflicts().empty()) {
-    state += std::to_string(model.conflicts().size()) +
-             (model.conflicts().size() == 1 ? " conflict  " : " conflicts  ");
+    state += Counted(model.conflicts().size(), "conflict  ", "conflicts  ");
   }
   if (!model.picked().empty()) state += std::to_string(model.picked().size()) + " picked  ";
   if (model.order() != Order::kName) {
     state += model.order() == Order::kType ? "by type  " : "by size  ";
   }
   if (!model.filter().empty()) state += "filter " + Quoted(model.filter()) + "  ";
-  const std::string holder = LockHolderText(model.scope(), model.domain());
+  const std::string holder = model.LockHolder();
   if (!holder.empty()) state += "locked by " + holder + "  ";
   const int width = std::min(ColumnsOfUtf8(state), columns / 2);
   terminal_.Put(0, 0, columns - width, head, Style::kHead);

@@ -77,8 +77,7 @@ void NoteEnd(int number) {
 
 void GiveBackAndDie(int number) {
   if (rescue.active != 0) {
-    [[maybe_unused]] const ssize_t count =
-        write(STDOUT_FILENO, rescue.sequence.data(), std::strlen(rescue.sequence.data()));
+    host::WriteAll(STDOUT_FILENO, rescue.sequence.data());
     tcsetattr(STDIN_FILENO, TCSAFLUSH, &rescue.modes);
   }
   signal(number, SIG_DFL);

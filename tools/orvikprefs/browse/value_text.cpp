@@ -159,19 +159,15 @@ Value FromLine(Type type, const std::string& line, std::string& mistake) {
 
 namespace {
 
-std::string Counted(std::size_t count, const char* one) {
-  return std::to_string(count) + " " + one + (count == 1 ? "" : "s");
-}
-
 std::string Heading(const Value& value) {
   std::string type = TypeName(value);
   switch (value.type()) {
     case Type::kString:
-      return type + ", " + Counted(value.text().size(), "UTF-16 unit");
+      return type + ", " + Counted(value.text().size(), "UTF-16 unit", "UTF-16 units");
     case Type::kData:
-      return type + ", " + Counted(value.data()->size(), "byte");
+      return type + ", " + Counted(value.data()->size(), "byte", "bytes");
     case Type::kArray:
-      return type + ", " + Counted(value.elements().size(), "element");
+      return type + ", " + Counted(value.elements().size(), "element", "elements");
     case Type::kDictionary:
       return type + ", " + std::to_string(CountBelow(value)) + " below it";
     default:
