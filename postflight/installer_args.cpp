@@ -45,26 +45,6 @@ ObjCBool InstallerArgs::initWithProcessInfo() {
   return YES;
 }
 
-void InstallerArgs::setFullPathToInstallPkg(const NSString* path) {
-  StoreCopy(m_fullPathToInstallPkg, path);
-}
-
-void InstallerArgs::setPathToInstallDest(const NSString* path) {
-  StoreCopy(m_pathToInstallDest, path);
-}
-
-void InstallerArgs::setDestVolMountPoint(const NSString* path) {
-  StoreCopy(m_destVolMountPoint, path);
-}
-
-void InstallerArgs::setCurrSystemFolderRootDir(const NSString* path) {
-  StoreCopy(m_currSystemFolderRootDir, path);
-}
-
-void InstallerArgs::setCustomerLogging(const NSString* value) {
-  StoreCopy(m_customerLogging, value);
-}
-
 const NSString* InstallerArgs::getDestVolMountPointAndPathToInstallDest() const {
   if (m_destVolMountPoint == nullptr || m_pathToInstallDest == nullptr) {
     return nullptr;

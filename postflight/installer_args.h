@@ -3,6 +3,7 @@
 
 #include "platform/core_foundation/object.h"
 #include "platform/core_foundation/string.h"
+#include "postflight/log_sys.h"
 
 namespace orvik {
 
@@ -25,11 +26,13 @@ class InstallerArgs : public NSObject {
   const NSString* getCustomerLogging() const { return m_customerLogging; }
   ObjCBool getRunSilent() const { return m_runSilent; }
 
-  void setFullPathToInstallPkg(const NSString* path);
-  void setPathToInstallDest(const NSString* path);
-  void setDestVolMountPoint(const NSString* path);
-  void setCurrSystemFolderRootDir(const NSString* path);
-  void setCustomerLogging(const NSString* value);
+  void setFullPathToInstallPkg(const NSString* path) { StoreCopy(m_fullPathToInstallPkg, path); }
+  void setPathToInstallDest(const NSString* path) { StoreCopy(m_pathToInstallDest, path); }
+  void setDestVolMountPoint(const NSString* path) { StoreCopy(m_destVolMountPoint, path); }
+  void setCurrSystemFolderRootDir(const NSString* path) {
+    StoreCopy(m_currSystemFolderRootDir, path);
+  }
+  void setCustomerLogging(const NSString* value) { StoreCopy(m_customerLogging, value); }
   void setRunSilent(ObjCBool silent) { m_runSilent = silent; }
 
   // The destination on its volume: the mount point directly followed by the install destination,

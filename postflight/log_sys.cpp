@@ -8,31 +8,14 @@
 
 namespace orvik {
 
-namespace {
-
-void NoticeRepeated(char mark, std::size_t count) {
-  host::SystemLog(LOG_NOTICE, std::string(count, mark));
-}
-
-}  // namespace
-
 void logSys::notice(const NSString* text) {
   if (text != nullptr) {
     host::SystemLog(LOG_NOTICE, text->ToUtf8());
   }
 }
 
-void logSys::pipes() {
-  NoticeRepeated('|', 74);
-}
-void logSys::pipes2() {
-  NoticeRepeated('|', 148);
-}
-void logSys::stripes() {
-  NoticeRepeated('/', 75);
-}
-void logSys::stripes2() {
-  NoticeRepeated('/', 150);
+void logSys::Banner(char mark, std::size_t count) {
+  host::SystemLog(LOG_NOTICE, std::string(count, mark));
 }
 
 void StoreCopy(const NSString*& field, const NSString* value) {

@@ -1,6 +1,7 @@
 // The tool's lines in the system log.
 #pragma once
 
+#include <cstddef>
 #include <initializer_list>
 
 #include "platform/core_foundation/string.h"
@@ -16,10 +17,13 @@ class logSys {
 
   static void notice(const NSString* text);
 
-  static void pipes();     // 74 vertical bars
-  static void pipes2();    // 148 vertical bars
-  static void stripes();   // 75 slashes
-  static void stripes2();  // 150 slashes
+  static void pipes() { Banner('|', 74); }
+  static void pipes2() { Banner('|', 148); }
+  static void stripes() { Banner('/', 75); }
+  static void stripes2() { Banner('/', 150); }
+
+ private:
+  static void Banner(char mark, std::size_t count);
 };
 
 // Autoreleases the object of a field and stores a copy of the new value; null is none.

@@ -54,16 +54,39 @@ class BrowseTest : public EnvironmentTest {
   }
 
   // The program in a shell that says how it ended and whether the terminal still echoes.
-  void Start(const std::string& arguments = "", int columns = 80, int rows = 24,
-             const std::string& variable = "") {
+  void Start(const std::string& arguments, const std::string& shown, int columns = 80,
+             int rows = 24, const std::string& variable = "") {
     ++server_;
     const std::string program = (ProgramFolder() / "orvikprefs").string();
     Tmux({"new-session", "-d", "-x", std::to_string(columns), "-y", std::to_string(rows),
           variable + " " + program + " browse " + arguments +
               "; echo ended $?; stty -a | grep -q ' echo ' && echo sane; sleep 1000"});
+    ASSERT_TRUE(Shows(shown));
   }
-  void Type(const std::vector<std::string>& keys) {
-    for (const std::string& key : keys) Tmux({"send-keys", key});
+  void TypeText(const std::string& text) { Tmux({"send-keys", "-l", text}); }
+  // Types keys, by their names in tmux and parted by blanks, and 'text' in quotes.
+  void Type(const std::string& keys) {
+    for (std::size_t at = 0, end = 0; at < keys.size(); at = end + 1) {
+      const bool is_text = keys[at] == '\'';
+      end = std::min(keys.find(is_text ? '\'' : ' ', at + 1), keys.size());
+      const std::string word = keys.substr(at + (is_text ? 1 : 0), end - at - (is_text ? 1 : 0));
+      if (is_text) {
+        TypeText(word);
+        ++end;
+      } else {
+        Tmux({"send-keys", word});
+      }
+    }
+  }
+  // Types, then waits until the screen shows the text.
+  struct Step {
+    std::string keys, shown;
+  };
+  void Play(const std::vector<Step>& steps) {
+    for (const auto& [keys, shown] : steps) {
+      Type(keys);
+      ASSERT_TRUE(Shows(shown)) << "after: " << keys;
+    }
   }
   // Waits for the program, which may still have changes to keep in a folder of the test.
   void EndServer() {
@@ -83,7 +106,6 @@ class BrowseTest : public EnvironmentTest {
     const std::string shell = Tmux({"display-message", "-p", "#{pane_pid}"});
     RunCommand({"pkill", std::string("-") + signal, "-P", shell.substr(0, shell.find('\n'))});
   }
-  void TypeText(const std::string& text) { Tmux({"send-keys", "-l", text}); }
 
   int server_ = 0;
   const ScopedVariable visual_{"VISUAL", nullptr};
@@ -122,25 +144,21 @@ class BrowseTest : public EnvironmentTest {
 };
 
 TEST_F(BrowseTest, WalksAndShowsHarmlessText) {
-  Start();
-  ASSERT_TRUE(Shows("\u25B8 Software"));
-  EXPECT_TRUE(Shows("shared  com.orviktech.Registry"));
-  EXPECT_TRUE(Shows("q quit"));
-  Type({"Down", "Right", "Down"});
-  EXPECT_TRUE(Shows("/Software/Other"));
-  EXPECT_TRUE(Shows("photo\\u202egnp\\x1b[2J"));
-  Type({"Down", "Enter", "Down", "Tab", "Down"});
-  EXPECT_TRUE(Shows("/Software/Vendor/App/Path"));
-  EXPECT_TRUE(Shows("string   /opt/app"));
-  EXPECT_TRUE(Shows("\u4E2D\u6587 e\u0301"));
-  Type({"q"});
-  EXPECT_TRUE(Shows("ended 0"));
-  EXPECT_TRUE(Shows("sane"));
+  Start("", "\u25B8 Software");
+  Play({{"", "shared  com.orviktech.Registry"},
+        {"", "q quit"},
+        {"Down Right Down", "/Software/Other"},
+        {"", "photo\\u202egnp\\x1b[2J"},
+        {"Down Enter Down Tab Down", "/Software/Vendor/App/Path"},
+        {"", "string   /opt/app"},
+        {"", "\u4E2D\u6587 e\u0301"},
+        {"F9", "this key does nothing here"},
+        {"q", "ended 0"},
+        {"", "sane"}});
 }
 
 TEST_F(BrowseTest, SelectsWhatIsClicked) {
-  Start("Software/Vendor/App");
-  ASSERT_TRUE(Shows(" /Software/Vendor/App"));
+  Start("Software/Vendor/App", " /Software/Vendor/App");
   // The row of a text on the screen, and a press and a release there, as a terminal reports them.
   const auto click = [this](const std::string& text) {
     std::istringstream screen(Screen());
@@ -158,153 +176,77 @@ TEST_F(BrowseTest, SelectsWhatIsClicked) {
 }
 
 TEST_F(BrowseTest, SearchesGoesAndCompletes) {
-  Start();
-  ASSERT_TRUE(Shows("Software"));
-  Type({"/"});
-  TypeText("OPT");
-  EXPECT_TRUE(Shows("1 found"));
-  EXPECT_TRUE(Shows("/Software/Vendor/App/Path = /opt/app"));
-  Type({"Enter"});
-  EXPECT_TRUE(Shows("hit 1 of 1"));
-  EXPECT_TRUE(Shows(" /Software/Vendor/App/Path"));
-  Type({"g"});
-  TypeText("So");
-  Type({"Tab"});
-  TypeText("O");
-  Type({"Tab", "Tab", "Enter"});
-  EXPECT_TRUE(Shows(" /Software/Other"));
+  Start("", "Software");
+  Play({{"/ 'OPT'", "1 found"},
+        {"", "/Software/Vendor/App/Path = /opt/app"},
+        {"Enter", "hit 1 of 1"},
+        {"", " /Software/Vendor/App/Path"},
+        {"g 'So' Tab 'O' Tab Tab Enter", " /Software/Other"}});
 }
 
 TEST_F(BrowseTest, EditsEveryTypeAndWritesAtOnce) {
   UseEditor("echo '[1, \"two\"]' > \"$1\"\n");
-  Start("Software/Vendor/App/Count");
-  ASSERT_TRUE(Shows(" /Software/Vendor/App/Count"));
-  Type({"e", "BSpace"});
-  TypeText("x");
-  EXPECT_TRUE(Shows("this is not"));
-  Type({"Enter", "BSpace"});  // the mistake is not taken
-  TypeText("3");
-  Type({"Enter"});
-  EXPECT_TRUE(Shows("1 change"));
-  struct Added {
-    int downs;
-    const char* name;
-    const char* text;
-  };
-  for (const auto& [downs, name, text] : {Added{0, "s", "new"},
-                                          {2, "r", "2.5"},
-                                          {3, "b", "yes"},
-                                          {4, "d", "2024-05-06T07:08:09Z"},
-                                          {5, "x", "00ff"}}) {
-    Type({"a"});
-    ASSERT_TRUE(Shows("Type of the new value"));
-    for (int i = 0; i < downs; ++i) Type({"Down"});
-    Type({"Enter"});
-    ASSERT_TRUE(Shows("name:"));
-    TypeText(name);
-    Type({"Enter"});
-    TypeText(text);
-    Type({"Enter"});
-    ASSERT_TRUE(Shows(std::string("/Software/Vendor/App/") + name));
-  }
-  Type({"a", "End", "Enter"});
-  TypeText("list");
-  Type({"Enter"});
-  EXPECT_TRUE(Shows("[1,\"two\"]"));
-  Type({"c"});
-  EXPECT_TRUE(Shows("~ Software/Vendor/App/Count = integer 42 -> integer 43"));
-  EXPECT_TRUE(Shows("+ Software/Vendor/App/x = data AP8="));
+  const std::string key = "/Software/Vendor/App/";
+  Start("Software/Vendor/App/Count", " " + key + "Count");
+  Play({{"e BSpace 'x'", "this is not"},
+        {"Enter BSpace '3' Enter", "1 change"},  // the mistake is not taken
+        {"a", "Type of the new value"},
+        {"Enter", "name:"},
+        {"'s' Enter 'new' Enter", key + "s"},
+        {"a Down Down Enter 'r' Enter '2.5' Enter", key + "r"},
+        {"a Down Down Down Enter 'b' Enter 'yes' Enter", key + "b"},
+        {"a Down Down Down Down Enter 'd' Enter '2024-05-06T07:08:09Z' Enter", key + "d"},
+        {"a Down Down Down Down Down Enter 'x' Enter '00ff' Enter", key + "x"},
+        {"a End Enter 'list' Enter", "[1,\"two\"]"},
+        {"c", "~ Software/Vendor/App/Count = integer 42 -> integer 43"},
+        {"", "+ Software/Vendor/App/x = data AP8="}});
   EXPECT_EQ(Stored(u"Software/Vendor/App", u"Count"), "42");
-  Type({"w"});
-  EXPECT_TRUE(Shows("7 changes written"));
+  Play({{"w", "7 changes written"}});
   EXPECT_EQ(Stored(u"Software/Vendor/App", u"Count"), "43");
   EXPECT_EQ(Stored(u"Software/Vendor/App", u"s"), "new");
-  Type({"q"});
-  EXPECT_TRUE(Shows("ended 0"));
 }
 
+// A line is open, or a change waits, while another process changes the value, or removes it.
 TEST_F(BrowseTest, ShowsWhatOthersDoAndNeverOverwritesIt) {
-  Start("Software/Vendor/App/Path");
-  ASSERT_TRUE(Shows(" /Software/Vendor/App/Path"));
-  Type({"e"});
-  TypeText("/mine");
-  Type({"Enter"});
-  ASSERT_TRUE(Shows("1 change"));
-  Write(u"Software/Vendor/App", u"Title", u"theirs");
-  EXPECT_TRUE(Shows("~Title"));
-  EXPECT_TRUE(Shows("changed by another process"));
-  Write(u"Software/Vendor/App", u"Path", u"/theirs");
-  EXPECT_TRUE(Shows("1 conflict"));
-  Type({"w"});
-  EXPECT_TRUE(Shows("settle the conflicts first"));
-  EXPECT_EQ(Stored(u"Software/Vendor/App", u"Path"), "/theirs");
-  Type({"q"});
-  EXPECT_TRUE(Shows("1 change is not written"));
-  Type({"Escape", "C"});
-  EXPECT_TRUE(Shows("theirs  string /theirs\n   mine    string /opt/app/mine\n"));
-  Type({"m", "w"});
-  EXPECT_TRUE(Shows("1 change written"));
-  EXPECT_EQ(Stored(u"Software/Vendor/App", u"Path"), "/opt/app/mine");
-}
-
-// Between the opening of a line and its end, and between the look at a row and the key.
-TEST_F(BrowseTest, ActsOnWhatTheUserSaw) {
-  Start("Software/Vendor/App/Path");
-  ASSERT_TRUE(Shows(" /Software/Vendor/App/Path"));
-  Type({"e"});
-  TypeText("/mine");
-  ASSERT_TRUE(Shows("string: /opt/app/mine"));
+  Start("Software/Vendor/App/Path", " /Software/Vendor/App/Path");
+  Play({{"e '/mine'", "string: /opt/app/mine"}});
   Write(u"Software/Vendor/App", u"Path", u"/theirs");
   Write(u"Software/Vendor/App", u"Name", u"above");
-  ASSERT_TRUE(Shows("above"));
-  Type({"Enter"});
-  EXPECT_TRUE(Shows("another process changed /Software/Vendor/App/Path meanwhile"));
-  EXPECT_TRUE(Shows("1 conflict"));
-  EXPECT_TRUE(Shows("string   /theirs"));
-  Type({"C"});
-  EXPECT_TRUE(Shows("mine    string /opt/app/mine\n   before  string /opt/app\n"));
-  Type({"t", "d"});
-  EXPECT_TRUE(Shows("deleted /Software/Vendor/App/Path"));
-  Type({"u"});
-  EXPECT_TRUE(Shows("undo: delete /Software/Vendor/App/Path"));
+  Play({{"", "above"},
+        {"Enter", "another process changed /Software/Vendor/App/Path meanwhile"},
+        {"", "1 conflict"},
+        {"w", "settle the conflicts first"},
+        {"q", "1 change is not written"},
+        {"Escape C", "theirs  string /theirs\n   mine    string /opt/app/mine\n"},
+        {"m", "1 change"}});
+  Write(u"Software/Vendor/App", u"Title", u"theirs");
+  Play({{"", "~Title"}, {"", "changed by another process"}, {"w", "1 change written"}});
+  EXPECT_EQ(Stored(u"Software/Vendor/App", u"Path"), "/opt/app/mine");
+  Play({{"d", "deleted /Software/Vendor/App/Path"},
+        {"u", "undo: delete /Software/Vendor/App/Path"}});
   RunCommand({(ProgramFolder() / "orvikprefs").string(), "delete", "Software/Vendor/App", "Path"});
-  ASSERT_TRUE(Shows("Path is gone"));
-  Type({"d"});
-  EXPECT_TRUE(Shows("/Software/Vendor/App/Path is gone; select it again"));
-  EXPECT_EQ(Stored(u"Software/Vendor/App", u"Title"), "?? e?");
+  Play({{"", "Path is gone"}, {"d", "/Software/Vendor/App/Path is gone; select it again"}});
+  EXPECT_EQ(Stored(u"Software/Vendor/App", u"Name"), "above");
 }
 
 TEST_F(BrowseTest, TakesPastedTextAsTextAndCtrlCAsAQuestion) {
-  Start("Software/Vendor/App/Path");
-  ASSERT_TRUE(Shows(" /Software/Vendor/App/Path"));
+  Start("Software/Vendor/App/Path", " /Software/Vendor/App/Path");
   Tmux({"set-buffer", "d\nw\nq\n"});
   Tmux({"paste-buffer", "-p"});
-  EXPECT_TRUE(Shows("pasted text is not taken as keys"));
-  Type({"e", "C-u"});
+  Play({{"", "pasted text is not taken as keys"}, {"e C-u", "string:"}});
   Tmux({"paste-buffer", "-p"});
-  EXPECT_TRUE(Shows("string: d\u240Aw\u240Aq\u240A"));
-  Type({"Enter", "C-z"});  // no shell is there that could let a stopped process go on
-  EXPECT_TRUE(Shows("d\\nw\\nq\\n"));
-  EXPECT_EQ(Stored(u"Software/Vendor/App", u"Path"), "/opt/app");
-  Type({"C-c"});
-  EXPECT_TRUE(Shows("1 change is not written"));
-  Type({"C-c", "c"});
-  EXPECT_TRUE(Shows("Changes that w writes"));
-  Type({"C-c", "C-c", "d"});
-  EXPECT_TRUE(Shows("ended 0"));
+  Play({{"", "string: d\u240Aw\u240Aq\u240A"},
+        {"Enter C-z", "d\\nw\\nq\\n"},  // no shell is there that could let a stopped process go on
+        {"C-c", "1 change is not written"},
+        {"C-c c", "Changes that w writes"},
+        {"C-c C-c d", "ended 0"}});
   EXPECT_EQ(Stored(u"Software/Vendor/App", u"Path"), "/opt/app");
 }
 
 TEST_F(BrowseTest, KeepsTheTextOfAnEditorThatFails) {
   UseEditor("echo '[1, \"two\"]' > \"$1\"; exit 1\n");
-  Start("Software");
-  ASSERT_TRUE(Shows(" /Software"));
-  Type({"a", "End", "Enter"});
-  TypeText("list");
-  Type({"Enter"});
-  EXPECT_TRUE(Shows("the editor failed"));
-  Type({"Escape"});
-  EXPECT_TRUE(Shows("the text is kept in"));
+  Start("Software", " /Software");
+  Play({{"a End Enter 'list' Enter", "the editor failed"}, {"Escape", "the text is kept in"}});
   bool is_kept = false;
   for (const std::string& name : NamesIn(env_.temp())) {
     is_kept |= ReadFile(env_.temp() / name / "orvikprefs.json") == "[1, \"two\"]\n";
@@ -316,36 +258,35 @@ TEST_F(BrowseTest, SaysThatTheFileIsDamaged) {
   const fs::path file =
       env_.system_root() / "Users/Shared/Library/Preferences/com.orviktech.Registry.plist";
   WriteFile(file, "<plist><dict>");
-  Start();
-  EXPECT_TRUE(Shows("damaged: R repairs it"));
-  Type({"A"});
-  TypeText("new");
-  Type({"Enter", "w"});
-  EXPECT_TRUE(Shows("nothing is written"));
+  Start("", "damaged: R repairs it");
+  Play({{"A 'new' Enter w", "nothing is written"}});
   EXPECT_EQ(ReadFile(file), "<plist><dict>");
   WriteFile(file, "<plist><dict><key>kept</key><string>x</string><key>lost</dict></plist>");
-  Type({"R"});
-  EXPECT_TRUE(Shows("Repair saves 1 top-level entries and loses 1"));
-  Type({"y"});
-  EXPECT_TRUE(Shows("repaired; the damaged file is"));
+  Play({{"R", "Repair saves 1 top-level entries and loses 1"},
+        {"y", "repaired; the damaged file is"}});
   EXPECT_TRUE(Contains(ReadFile(file), "<key>kept</key>"));
 }
 
 TEST_F(BrowseTest, FitsEveryScreenWithAndWithoutColour) {
-  Start("Software/Vendor/App", 200, 60);
-  ASSERT_TRUE(Shows(" /Software/Vendor/App"));
-  Tmux({"resize-window", "-x", "40", "-y", "10"});
-  EXPECT_TRUE(Shows("Software/Vendor/App"));
-  Type({"Tab"});
-  EXPECT_TRUE(Shows("Count"));
-  Tmux({"resize-window", "-x", "20", "-y", "4"});
-  Type({"Down", "Up", "?"});
-  Tmux({"resize-window", "-x", "120", "-y", "40"});
+  const auto resize = [this](const char* columns, const char* rows) {
+    Tmux({"resize-window", "-x", columns, "-y", rows});
+  };
+  Start("Software/Vendor/App", " /Software/Vendor/App", 200, 60);
+  resize("40", "10");
+  Play({{"", "Software/Vendor/App"},
+        {"", "? help  q quit  w write"},
+        {"d", "delete /Software/Vendor/App with 3\nentries?\ny delete  Esc back"},
+        {"y q", "1 change is not written"},
+        {"Escape a F1", "move, open, close"},
+        {"End", "Nothing is written before w."},
+        {"Escape Escape u Tab", "Count"}});
+  resize("20", "4");
+  Type("Down Up ?");
+  resize("120", "40");
   EXPECT_TRUE(Shows("Nothing is written before w"));
   EndServer();
   const ScopedVariable plain("NO_COLOR", "1");
-  Start();
-  ASSERT_TRUE(Shows("Software"));
+  Start("", "Software");
   const std::string coloured = Tmux({"capture-pane", "-p", "-e"});
   for (const char* colour : {"[31m", "[32m", "[33m", "[34m", "[35m", "[36m"}) {
     EXPECT_EQ(coloured.find(colour), std::string::npos);
@@ -354,31 +295,24 @@ TEST_F(BrowseTest, FitsEveryScreenWithAndWithoutColour) {
 
 TEST_F(BrowseTest, KeepsChangesWhenItIsEndedAndOffersThem) {
   const fs::path folder = env_.home() / "Library/Application Support/orvikprefs";
-  for (const char* name : {"SEGV", "TERM", "HUP", "INT"}) {
-    Start("Software/Vendor/App/Path");
-    ASSERT_TRUE(Shows(" /Software/Vendor/App/Path"));
-    Type({"d"});
-    ASSERT_TRUE(Shows("1 change"));
-    if (std::string(name) == "HUP") Type({"e", "C"});  // in a dialog, too
-    Kill(name);
-    EXPECT_TRUE(Shows("ended 1")) << name;
-    EXPECT_TRUE(Shows("sane")) << name;
-    EXPECT_EQ(Screen().find("Vendor/App"), std::string::npos) << name;
-    const bool is_kept = std::string(name) != "SEGV";
-    ASSERT_EQ(is_kept, fs::exists(folder)) << name;
-    if (is_kept) {
-      EXPECT_TRUE(Shows("1 change kept in")) << name;
-      EXPECT_EQ(NamesIn(folder).size(), 1u) << name;
+  for (const std::string name : {"SEGV", "TERM", "HUP", "INT"}) {
+    SCOPED_TRACE(name);
+    Start("Software/Vendor/App/Path", " /Software/Vendor/App/Path");
+    Play({{"d", "1 change"}});
+    if (name == "HUP") Type("e C");  // in a dialog, too
+    Kill(name.c_str());
+    Play({{"", "ended 1"}, {"", "sane"}});
+    EXPECT_EQ(Screen().find("Vendor/App"), std::string::npos);
+    ASSERT_EQ(name != "SEGV", fs::exists(folder));
+    if (name != "SEGV") {
+      EXPECT_TRUE(Shows("1 change kept in"));
+      EXPECT_EQ(NamesIn(folder).size(), 1u);
       EndServer();
-      Start();
-      ASSERT_TRUE(Shows("1 change of a browser that was ended before it wrote them is kept"));
-      Type({"t"});
-      EXPECT_TRUE(Shows("taken over"));
-      Type({"c"});
-      EXPECT_TRUE(Shows("- Software/Vendor/App/Path = string /opt/app"));
-      Type({"Escape", "q", "d"});
-      EXPECT_TRUE(Shows("ended 0"));
-      EXPECT_TRUE(NamesIn(folder).empty()) << name;
+      Start("", "1 change of a browser that was ended before it wrote them is kept");
+      Play({{"t", "taken over"},
+            {"c", "- Software/Vendor/App/Path = string /opt/app"},
+            {"Escape q d", "ended 0"}});
+      EXPECT_TRUE(NamesIn(folder).empty());
     }
     EndServer();
   }
@@ -387,79 +321,42 @@ TEST_F(BrowseTest, KeepsChangesWhenItIsEndedAndOffersThem) {
 
 TEST_F(BrowseTest, SaysForWhomItWaits) {
   const OtherProcess holder([] { LockGlobalSharedPList(kDomain); });
-  Start("--timeout 300 Software/Vendor/App/Path");
-  ASSERT_TRUE(Shows(" /Software/Vendor/App/Path"));
-  EXPECT_TRUE(Shows("locked by"));
-  Type({"d", "w"});
-  EXPECT_TRUE(Shows(", process " + std::to_string(holder.pid())));
-  EXPECT_TRUE(Shows("1 s of 300 s"));
-  Type({"q", "x", "w", "Escape"});  // keys do not wait in a queue
-  EXPECT_TRUE(Shows("nothing is written: cancelled"));
-  EXPECT_TRUE(Shows("1 change"));
+  Start("--timeout 300 Software/Vendor/App/Path", " /Software/Vendor/App/Path");
+  Play({{"", "locked by"},
+        {"d w", ", process " + std::to_string(holder.pid())},
+        {"", "1 s of 300 s"},
+        {"q x w Escape", "nothing is written: cancelled"},  // keys do not wait in a queue
+        {"", "1 change"}});
   UnlockGlobalSharedPList(kDomain);
-  Type({"w"});
-  EXPECT_TRUE(Shows("1 change written"));
+  Play({{"w", "1 change written"}});
   LockGlobalSharedPList(kDomain);
   EndServer();
-  Start("--timeout 0 Software/Vendor/App");
-  ASSERT_TRUE(Shows(" /Software/Vendor/App"));
-  Type({"A"});
-  TypeText("key");
-  Type({"Enter", "w"});
-  EXPECT_TRUE(Shows("nothing is written: the lock was not free within 0 s"));
+  Start("--timeout 0 Software/Vendor/App", " /Software/Vendor/App");
+  Play({{"A 'key' Enter w", "nothing is written: the lock was not free within 0 s"}});
   UnlockGlobalSharedPList(kDomain);
 }
 
 TEST_F(BrowseTest, RefusesTerminalsThatCannotShowIt) {
-  const std::pair<const char*, const char*> cases[] = {
-      {"dumb", "TERM=\"dumb\" cannot move the cursor"},
-      {"no-such-terminal", "TERM=\"no-such-terminal\" is not in this machine's"}};
-  for (const auto& [name, message] : cases) {
-    Start("", 80, 24, std::string("TERM=") + name);
-    EXPECT_TRUE(Shows(message));
-    EXPECT_TRUE(Shows("ended 1"));
-    EXPECT_TRUE(Shows("sane"));
+  for (const auto& [name, message] :
+       {std::pair("dumb", "TERM=\"dumb\" cannot move the cursor"),
+        std::pair("no-such-terminal", "TERM=\"no-such-terminal\" is not in this machine's")}) {
+    Start("", message, 80, 24, std::string("TERM=") + name);
+    Play({{"", "ended 1"}, {"", "sane"}});
   }
 }
 
-TEST_F(BrowseTest, ShowsWhatToPressOnNarrowScreens) {
-  Start("Software/Vendor/App", 40, 10);
-  ASSERT_TRUE(Shows("/Software/Vendor/App"));
-  EXPECT_TRUE(Shows("? help  q quit  w write"));
-  Type({"d"});
-  EXPECT_TRUE(Shows("delete /Software/Vendor/App with 3\nentries?\ny delete  Esc back"));
-  Type({"y", "q"});
-  EXPECT_TRUE(Shows("1 change is not written"));
-  Type({"Escape", "a", "F1"});
-  EXPECT_TRUE(Shows("move, open, close"));
-  Type({"End"});
-  EXPECT_TRUE(Shows("Nothing is written before w."));
-  Type({"Escape", "Escape", "F9"});
-  EXPECT_TRUE(Shows("this key does nothing here"));
-  Type({"q", "d"});
-  EXPECT_TRUE(Shows("ended 0"));
-  EXPECT_EQ(Stored(u"Software/Vendor/App", u"Path"), "/opt/app");
-}
-
 TEST_F(BrowseTest, ViewsConvertsExportsAndCopies) {
-  Start("Software/Vendor/App/Count");
-  ASSERT_TRUE(Shows(" /Software/Vendor/App/Count"));
+  Start("Software/Vendor/App/Count", " /Software/Vendor/App/Count");
   Tmux({"set-option", "-s", "set-clipboard", "on"});
-  Type({"t", "Home", "Enter", "v"});
-  EXPECT_TRUE(Shows("string, 2 UTF-16 units"));
-  EXPECT_TRUE(Shows("before: integer\n 42"));
-  Type({"Escape", "P"});
-  EXPECT_TRUE(Shows("value copied"));
+  Play({{"t Home Enter v", "string, 2 UTF-16 units"},
+        {"", "before: integer\n 42"},
+        {"Escape P", "value copied"}});
   EXPECT_EQ(Tmux({"show-buffer"}), "42");
-  Type({"p"});
-  EXPECT_TRUE(Shows("path copied"));
+  Play({{"p", "path copied"}});
   EXPECT_EQ(Tmux({"show-buffer"}), "Software/Vendor/App/Count");
   const std::string file = At("export.json").string();
   for (const bool exists : {false, true}) {
-    Type({"x"});
-    TypeText(file);
-    Type({"Enter"});
-    if (exists) Type({"o"});
+    Type("x '" + file + "' Enter" + (exists ? " o" : ""));
     EXPECT_TRUE(Holds(file, "\"42\"\n"));  // the message of the first time still stands
     EXPECT_TRUE(Shows("exported /Software/Vendor/App/Count to"));
     WriteFile(file, "other");
@@ -469,22 +366,13 @@ TEST_F(BrowseTest, ViewsConvertsExportsAndCopies) {
 TEST_F(BrowseTest, EditsLongTextInOneStep) {
   Write(u"Software/Long", u"text", CAtlString(Repeated("long text ", 10'000).c_str()));
   UseEditor("sed -i 's/long/short/' \"$1\"\n");
-  Start("Software/Long/text");
-  ASSERT_TRUE(Shows(" /Software/Long/text"));
-  Type({"e"});
-  EXPECT_TRUE(Shows("short text long"));
+  Start("Software/Long/text", " /Software/Long/text");
   // A line takes as much, pasted.
   WriteFile(At("paste"), Repeated("0123456789", 10'000));
-  Type({"Left", "a", "Enter"});
-  ASSERT_TRUE(Shows("name:"));
-  TypeText("pasted");
-  Type({"Enter"});
-  ASSERT_TRUE(Shows("string:"));
+  Play({{"e", "short text long"}, {"Left a Enter", "name:"}, {"'pasted' Enter", "string:"}});
   Tmux({"load-buffer", At("paste").string()});
   Tmux({"paste-buffer", "-p"});
-  ASSERT_TRUE(Shows("123456789"));
-  Type({"Home", "x", "Enter"});
-  EXPECT_TRUE(Shows("x0123456789"));
+  Play({{"", "123456789"}, {"Home x Enter", "x0123456789"}});
 }
 
 }  // namespace

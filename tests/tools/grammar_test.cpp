@@ -76,8 +76,11 @@ TEST(Grammar, SaysWhatIsWrong) {
       {{"export", "-o"}, "--output needs a FILE"},
       {{"list", "--scope", "6"}, "--scope: \"6\" is not a scope"},
       {{"list", "--domain="}, "--domain: \"\" is not a domain"},
+      {{"copy", "K", "L", "--to-domain", "a//b"},
+       "\"a//b\" is not a domain: it cannot name a file"},
       {{"export", "--format", "yaml"}, "--format: \"yaml\" is not a format"},
       {{"watch", "--count", "1.5"}, "--count: \"1.5\" is not a whole number"},
+      {{"watch", "--count", "2147483648"}, "is not a whole number from 1 to 2147483647"},
       {{"list", "\xff"}, "is not UTF-8"},
   };
   for (const auto& row : kRows) {

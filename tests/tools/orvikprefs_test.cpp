@@ -277,6 +277,7 @@ TEST_F(OrvikPrefsTest, ReachesElementsOfArrays) {
       {"delete K n[5]", 2, nullptr},
       {"set K n[6] a --insert", 2, nullptr},
       {"set K n[9] a", 2, nullptr},
+      {"set K n[99999999999999999999] a", 2, nullptr},
       {"set K n[1] --insert a", 1, nullptr},
       {"set K n --insert a", 1, nullptr},
       {"set K n --append --insert a", 1, nullptr},

@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <array>
 #include <optional>
-#include <ostream>
 #include <vector>
 
 #include "prefs/transaction.h"
@@ -296,19 +295,6 @@ std::string MistakeIn(const Context& context, const TextError& mistake) {
   return place.Message();
 }
 
-// {"changes": [...], "backup": "..."}; without a copy there is no "backup".
-void PrintWithBackup(const Context& context, const std::vector<Difference>& differences,
-                     const std::string& copy) {
-  JsonWriter writer;
-  writer.BeginObject().Name("changes").BeginArray();
-  for (const Difference& difference : differences) {
-    WriteDifference(writer, difference, context.hide_values);
-  }
-  writer.EndArray();
-  if (!copy.empty()) writer.Name("backup").Text(copy);
-  *context.out << writer.EndObject().json() << '\n';
-}
-
 }  // namespace
 
 int Apply(const Context& given, const CommandLine& line) {
@@ -332,10 +318,8 @@ int Apply(const Context& given, const CommandLine& line) {
   if (!carried.status.ok()) return FailScript(context, carried.status, file, script);
   const std::vector<Difference> differences =
       Differences(carried.result.before, carried.result.after);
-  if (context.json && line.Has("--backup")) {
-    PrintWithBackup(context, differences, carried.backup);
-  } else if (!context.quiet || context.json) {
-    PrintDifferences(context, differences);
+  if (!context.quiet || context.json) {
+    PrintDifferences(context, differences, line.Has("--backup") ? &carried.backup : nullptr);
   }
   return check && !differences.empty() ? kWouldChange : kDone;
 }

@@ -69,14 +69,19 @@ const char* SignOf(const Difference& difference) {
   return KindOf(difference).sign;
 }
 
-void PrintDifferences(const Context& context, const std::vector<Difference>& differences) {
+void PrintDifferences(const Context& context, const std::vector<Difference>& differences,
+                      const std::string* backup) {
   if (context.json) {
     JsonWriter writer;
+    if (backup != nullptr) writer.BeginObject().Name("changes");
     writer.BeginArray();
     for (const Difference& difference : differences) {
       WriteDifference(writer, difference, context.hide_values);
     }
-    *context.out << writer.EndArray().json() << '\n';
+    writer.EndArray();
+    if (backup != nullptr && !backup->empty()) writer.Name("backup").Text(*backup);
+    if (backup != nullptr) writer.EndObject();
+    *context.out << writer.json() << '\n';
     return;
   }
   for (const Difference& difference : differences) {

@@ -40,7 +40,9 @@ const char* SignOf(const Difference& difference);
 
 // Prints a line for each difference: the sign, the path, types and values. JSON is one array. With
 // Context::hide_values the values are left out.
-void PrintDifferences(const Context& context, const std::vector<Difference>& differences);
+// With `backup` JSON is {"changes": [...], "backup": "..."}, without the name when it is "".
+void PrintDifferences(const Context& context, const std::vector<Difference>& differences,
+                      const std::string* backup = nullptr);
 
 // {"change": "added", "path": [...], "before": ..., "after": ...}
 void WriteDifference(JsonWriter& writer, const Difference& difference, bool hide_values = false);

@@ -1,5 +1,3 @@
-#include <algorithm>
-#include <filesystem>
 #include <ostream>
 
 #include "host/trust.h"

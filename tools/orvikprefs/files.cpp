@@ -126,6 +126,8 @@ Carried CarryOut(const Context& context, Transaction& transaction, bool backs_up
   int error = 0;
   if (backs_up && !rehearses) {
     transaction.RequireThat(u"", u"", [&](const plist::Value&) {
+      // Asked again, the file has changed meanwhile.
+      if (!carried.backup.empty()) host::RemoveFile(carried.backup, host::Obstacles::kRespect);
       error = CopyBeside(PreferenceFilePath(context.scope, context.domain), &carried.backup);
       return error == 0;
     });

@@ -56,7 +56,7 @@ std::string MistakeIn(Word kind, const std::string& word) {
     case Word::kType:
       return NotOneOf(WordsOf(kind), word, kind == Word::kType ? "a type" : "a format");
     case Word::kCount:
-      return IsWholeNumber(word) ? "" : "is not a whole number of at least 1";
+      return IsWholeNumber(word) ? "" : "is not a whole number from 1 to 2147483647";
     case Word::kSeconds:
       return IsSeconds(word) ? "" : "is not a number of seconds";
     case Word::kDomain:

@@ -23,7 +23,7 @@ enum class Word {
   kType,
   kFile,
   kFolder,
-  kCount,    // a whole number from 1 on
+  kCount,    // a whole number from 1 to 2147483647
   kSeconds,  // a number from 0 on, with or without a fraction
   kCommand,
 };

@@ -1,6 +1,5 @@
 #include <algorithm>
 #include <cstdlib>
-#include <functional>
 #include <ostream>
 
 #include "host/file_watch.h"
@@ -31,43 +30,34 @@ std::size_t Width(std::string_view utf8) {
   return text ? static_cast<std::size_t>(ColumnsOf(text->View())) : utf8.size();
 }
 
-std::string ShownName(const Value::Entry& entry) {
-  return Escaped(NameText(entry.key.text()));
+std::string ShownName(const plist::Text& name) {
+  return Escaped(NameText(name));
 }
 
-// The tree for people: names of one level aligned, keys before their entries.
+// Of the longest name of a value in the dictionary, in columns.
+std::size_t WidthOfNames(const Value& dictionary) {
+  std::size_t width = 0;
+  for (const Value::Entry& entry : dictionary.entries()) {
+    if (!entry.value.is_dictionary()) width = std::max(width, Width(ShownName(entry.key.text())));
+  }
+  return width;
+}
+
+// The tree for people: names of one level aligned.
 void PrintTree(const Context& context, const Value& tree) {
-  struct Level {
-    std::vector<const Value::Entry*> entries;
-    std::size_t width;  // of the longest name of a value, in columns
-    std::size_t next = 0;
-  };
-  std::vector<Level> levels;
-  const auto enter = [&levels](const Value& dictionary) {
-    Level level = {plist::SortedEntries(dictionary), 0};
-    for (const Value::Entry* entry : level.entries) {
-      if (entry->value.is_dictionary()) continue;
-      level.width = std::max(level.width, Width(ShownName(*entry)));
-    }
-    levels.push_back(std::move(level));
-  };
-  enter(tree);
-  while (!levels.empty()) {
-    Level& level = levels.back();
-    if (level.next == level.entries.size()) {
-      levels.pop_back();
-      continue;
-    }
-    const Value::Entry& entry = *level.entries[level.next++];
-    const std::string name = ShownName(entry);
-    *context.out << std::string((levels.size() - 1) * 2, ' ');
-    if (entry.value.is_dictionary()) {
+  std::vector<std::size_t> widths = {WidthOfNames(tree)};  // of the level and those above it
+  EntryWalk walk(tree);
+  while (walk.Next()) {
+    const std::string name = ShownName(walk.name());
+    widths.resize(walk.path().size());
+    *context.out << std::string((widths.size() - 1) * 2, ' ');
+    if (walk.value().is_dictionary()) {
       *context.out << context.Coloured(name + "/", kKeyColour) << '\n';
-      enter(entry.value);
+      widths.push_back(WidthOfNames(walk.value()));
     } else {
-      *context.out << name << std::string(level.width - Width(name), ' ') << "  "
-                   << context.Coloured(TypeName(entry.value), kTypeColour) << "  "
-                   << Escaped(ValueText(entry.value)) << '\n';
+      *context.out << name << std::string(widths.back() - Width(name), ' ') << "  "
+                   << context.Coloured(TypeName(walk.value()), kTypeColour) << "  "
+                   << Escaped(ValueText(walk.value())) << '\n';
     }
   }
 }
@@ -87,7 +77,7 @@ int List(const Context& context, const CommandLine& line) {
   }
   for (const Value::Entry* entry : entries) {
     if (context.terminal && entry->value.is_dictionary()) {
-      *context.out << context.Coloured(ShownName(*entry) + "/", kKeyColour) << '\n';
+      *context.out << context.Coloured(ShownName(entry->key.text()) + "/", kKeyColour) << '\n';
     } else {
       context.Item(NameText(entry->key.text()));
     }

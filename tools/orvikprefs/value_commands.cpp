@@ -92,29 +92,33 @@ PrefValue FindByPath(const Context& context, const KeyPath& path, bool& is_value
   return key;
 }
 
-// An element, NAME[2], where no value has the whole name and NAME is an array.
-std::optional<ElementPath> ElementOf(const Context& context, const CommandLine& line) {
+// What the NAME of a line means: the value of this name; an element, NAME[2], where there is none
+// and NAME is an array; or neither.
+struct Target {
+  PrefValue whole;
+  std::optional<ElementPath> element;
+  Value array;  // that it is in
+};
+
+Target TargetOf(const Context& context, const CommandLine& line) {
+  Target target;
+  target.whole = ReadPreference(context.scope, KeyAt(line), NameAt(line), context.domain);
+  if (target.whole.ok()) return target;
   std::optional<ElementPath> element = ParseElement(NameAt(line));
-  if (!element || ReadPreference(context.scope, KeyAt(line), NameAt(line), context.domain).ok()) {
-    return std::nullopt;
-  }
-  const PrefValue array = ReadPreference(context.scope, KeyAt(line), element->name, context.domain);
-  const bool is_array = array.ok() && array.value.is_array();
-  return is_array ? std::move(element) : std::nullopt;
+  if (!element) return target;
+  PrefValue array = ReadPreference(context.scope, KeyAt(line), element->name, context.domain);
+  if (!array.ok() || !array.value.is_array()) return target;
+  target.element = std::move(element);
+  target.array = std::move(array.value);
+  return target;
 }
 
 PrefValue FindValue(const Context& context, const CommandLine& line, bool& is_value) {
   is_value = line.count() > 1;
   if (!is_value) return FindByPath(context, KeyAt(line), is_value);
-  PrefValue found = ReadPreference(context.scope, KeyAt(line), NameAt(line), context.domain);
-  if (found.status.error != PrefError::kNotFound) return found;
-  const std::optional<ElementPath> element = ElementOf(context, line);
-  if (!element) return found;
-  const PrefValue array = ReadPreference(context.scope, KeyAt(line), element->name, context.domain);
-  if (!array.ok()) return found;
-  Value value = ElementAt(array.value, element->indices);
-  if (!value) return found;
-  return {PrefStatus::Ok(), std::move(value)};
+  Target target = TargetOf(context, line);
+  Value value = target.element ? ElementAt(target.array, target.element->indices) : Value();
+  return value ? PrefValue{PrefStatus::Ok(), std::move(value)} : std::move(target.whole);
 }
 
 // Every scope that has the value, or the one that the line names: scope, file, type, value.
@@ -167,64 +171,27 @@ int Get(const Context& context, const CommandLine& line) {
 
 namespace {
 
-// The condition that a set puts on what is present, and why it did not hold.
-struct PresentValue {
-  enum class Refusal { kNone, kAbsent, kNotEqual, kOtherKey, kOtherType };
-  Refusal refusal = Refusal::kNone;
-  std::optional<Type> type;  // of the value that is there
-
-  bool Accepts(const CommandLine& line, const Value& present, const Value& wanted) {
-    if (present) type = present.type();
-    refusal = RefusalOf(line, present, wanted);
-    return refusal == Refusal::kNone;
-  }
-
- private:
-  static Refusal RefusalOf(const CommandLine& line, const Value& present, const Value& wanted) {
-    if (line.Has("--if-equals")) {
-      if (!present) return Refusal::kAbsent;
-      if (!IsTextOf(present, line.Value("--if-equals"))) return Refusal::kNotEqual;
-    }
-    if (!present) return Refusal::kNone;
-    // A key that is this one already loses nothing.
-    if (present.is_dictionary() && !line.Has("--replace-key") && present != wanted) {
-      return Refusal::kOtherKey;
-    }
-    if (line.Has("--keep-type") && present.type() != wanted.type()) return Refusal::kOtherType;
-    return Refusal::kNone;
-  }
-};
-
 std::string WithArticle(Type type) {
   const std::string name = TypeName(type);
   return (name[0] == 'a' || name[0] == 'i' ? "an " : "a ") + name;
 }
 
-// Why the value was not set; "" for a reason that the status has itself.
-std::string ReasonOf(const CommandLine& line, const PrefStatus& status, const PresentValue& present,
-                     Type wanted) {
-  switch (present.refusal) {
-    case PresentValue::Refusal::kAbsent:
-      return ": there is no value";
-    case PresentValue::Refusal::kNotEqual:
-      return ": the present value is not " + Quoted(line.Value("--if-equals"));
-    case PresentValue::Refusal::kOtherKey:
-      return " is a key; --replace-key replaces it with all that lies below it";
-    case PresentValue::Refusal::kOtherType:
-      return " is " + WithArticle(*present.type) + ", not " + WithArticle(wanted) +
-             "; give VALUE that type (--int, --real, --bool, --date, --data, --json)";
-    case PresentValue::Refusal::kNone:
-      break;
+// Why "set" must not replace what is present, as the end of a sentence; "" when it may.
+std::string RefusalOf(const CommandLine& line, const Value& present, const Value& wanted) {
+  if (line.Has("--if-equals")) {
+    const std::string expected = line.Value("--if-equals");
+    if (!present) return ": there is no value";
+    if (!IsTextOf(present, expected)) return ": the present value is not " + Quoted(expected);
   }
-  if (status.error == PrefError::kConditionNotMet) return ": there is a value already";
-  if (status.error == PrefError::kIsAValue)
-    return " is a value; --replace-key replaces it by a key";
-  return "";
+  if (!present) return "";
+  // A key that is this one already loses nothing.
+  if (present.is_dictionary() && !line.Has("--replace-key") && present != wanted) {
+    return " is a key; --replace-key replaces it with all that lies below it";
+  }
+  if (!line.Has("--keep-type") || present.type() == wanted.type()) return "";
+  return " is " + WithArticle(present.type()) + ", not " + WithArticle(wanted.type()) +
+         "; give VALUE that type (--int, --real, --bool, --date, --data, --json)";
 }
-
-}  // namespace
-
-namespace {
 
 // Changes an array that is present; for kAppend without indices also one that is not.
 int ChangeElement(const Context& context, const CommandLine& line, const ElementPath& element,
@@ -279,7 +246,7 @@ int Set(const Context& context, const CommandLine& line) {
   if (line.Has("--if-equals") && line.Has("--if-absent")) {
     return context.Fail(kUsage, "--if-equals and --if-absent cannot be combined");
   }
-  const std::optional<ElementPath> element = ElementOf(context, line);
+  const std::optional<ElementPath> element = TargetOf(context, line).element;
   if (element || line.Has("--append") || line.Has("--insert")) {
     return SetElement(context, line, element, value);
   }
@@ -288,27 +255,34 @@ int Set(const Context& context, const CommandLine& line) {
   const Type type = value.type();
   Transaction transaction = context.Change();
   if (line.Has("--if-absent")) transaction.RequireAbsent(key, name);
-  PresentValue present;
-  transaction.RequireThat(key, name,
-                          [&](const Value& found) { return present.Accepts(line, found, value); });
+  std::string reason;
+  Type old_type = type;
+  transaction.RequireThat(key, name, [&](const Value& present) {
+    if (present) old_type = present.type();
+    reason = RefusalOf(line, present, value);
+    return reason.empty();
+  });
   transaction.Set(key, name, value,
                   line.Has("--replace-key") ? ReplaceKeys::kYes : ReplaceKeys::kNo);
   const PrefStatus status = transaction.Commit();
   const std::string address = Address(line);
-  if (const std::string reason = ReasonOf(line, status, present, type); !reason.empty()) {
-    return context.Fail(kConditionNotMet, address + reason);
+  if (reason.empty() && status.error == PrefError::kConditionNotMet) {
+    reason = ": there is a value already";
+  } else if (status.error == PrefError::kIsAValue) {
+    reason = " is a value; --replace-key replaces it by a key";
   }
+  if (!reason.empty()) return context.Fail(kConditionNotMet, address + reason);
   if (!status.ok()) return context.Fail(status, address, true);
-  if (present.type && *present.type != type && !context.quiet) {
-    *context.error << "orvikprefs: " << address << " was " << WithArticle(*present.type)
-                   << " and is " << WithArticle(type) << " now\n";
+  if (old_type != type && !context.quiet) {
+    *context.error << "orvikprefs: " << address << " was " << WithArticle(old_type) << " and is "
+                   << WithArticle(type) << " now\n";
   }
   context.Confirm("set " + address);
   return kDone;
 }
 
 int Delete(const Context& context, const CommandLine& line) {
-  if (const std::optional<ElementPath> element = ElementOf(context, line)) {
+  if (const std::optional<ElementPath> element = TargetOf(context, line).element) {
     return ChangeElement(context, line, *element, ElementChange::kRemove, {}, "deleted ");
   }
   Transaction transaction = context.Change();

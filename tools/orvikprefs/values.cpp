@@ -286,7 +286,11 @@ std::optional<ElementPath> ParseElement(const CAtlString& text) {
     if (begin == std::string::npos) return std::nullopt;
     long index = 0;
     const std::string_view digits(rest.data() + begin + 1, rest.size() - begin - 2);
-    if (!ParseNumber(digits, index)) return std::nullopt;
+    const char* const last = digits.data() + digits.size();
+    const auto [end, error] = std::from_chars(digits.data(), last, index);
+    if (error == std::errc::invalid_argument || end != last) return std::nullopt;
+    // No array is so long.
+    if (error != std::errc()) index = std::numeric_limits<long>::max();
     path.indices.insert(path.indices.begin(), index);
     rest.resize(begin);
   }

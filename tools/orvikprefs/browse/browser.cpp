@@ -1,6 +1,5 @@
 #include "tools/orvikprefs/browse/browser.h"
 
-#include <algorithm>
 #include <cstring>
 
 #include "tools/orvikprefs/browse/tree.h"
@@ -188,9 +187,9 @@ void Browser::SwitchTo(int scope, const CAtlString& domain) {
 }
 
 void Browser::ChooseOrder() {
-  const std::optional<int> row = dialogs_.Choose(
-      {"Order", Rows::Of({"by name", "by type", "by size, the largest first"}), "", "", {}},
-      static_cast<int>(model_->order()));
+  const std::optional<int> row =
+      dialogs_.Choose({"Order", Rows::Of({"by name", "by type", "by size, the largest first"})},
+                      static_cast<int>(model_->order()));
   if (!row) return;
   model_->SetOrder(static_cast<Order>(*row));
   screen_.shows_sizes = model_->order() == Order::kSize;
@@ -199,7 +198,7 @@ void Browser::ChooseOrder() {
 void Browser::ChooseScope() {
   std::vector<std::string> rows;
   for (const ScopeName& scope : kNamedScopes) rows.emplace_back(scope.name);
-  const std::optional<int> row = dialogs_.Choose({"Scope", Rows::Of(std::move(rows)), "", "", {}});
+  const std::optional<int> row = dialogs_.Choose({"Scope", Rows::Of(std::move(rows))});
   if (row) SwitchTo(kNamedScopes[static_cast<std::size_t>(*row)].scope, model_->domain());
 }
 
@@ -211,7 +210,7 @@ void Browser::ChooseDomain() {
     rows.push_back(Escaped(domain.name) + "  " + std::to_string(domain.size) + " bytes");
   }
   const std::optional<int> row =
-      dialogs_.Choose({"Domains of this scope", Rows::Of(std::move(rows)), "", "", {}});
+      dialogs_.Choose({"Domains of this scope", Rows::Of(std::move(rows))});
   if (!row) return;
   if (const auto domain = FromUtf8(domains[static_cast<std::size_t>(*row)].name)) {
     SwitchTo(model_->scope(), *domain);
@@ -228,11 +227,8 @@ void Browser::ChooseElsewhere() {
                    (place.value.is_dictionary() ? "" : "  " + Escaped(ValueText(place.value))));
   }
   if (rows.empty()) return Report("no file of any scope has " + ShownPath(path));
-  const std::optional<int> row = dialogs_.Choose({"Files with " + ShownPath(path),
-                                                  Rows::Of(std::move(rows)),
-                                                  "Enter go there  Esc back",
-                                                  "",
-                                                  {}});
+  const std::optional<int> row = dialogs_.Choose(
+      {"Files with " + ShownPath(path), Rows::Of(std::move(rows)), "Enter go there  Esc back"});
   if (!row) return;
   const Place& place = places[static_cast<std::size_t>(*row)];
   SwitchTo(place.scope, place.domain);
@@ -242,7 +238,7 @@ void Browser::ChooseElsewhere() {
 }
 
 void Browser::ShowHelp() {
-  dialogs_.Choose({"Help", Rows::Of(HelpLines(terminal_.columns() - 1)), "Esc back", "", {}});
+  dialogs_.Choose({"Help", Rows::Of(HelpLines(terminal_.columns() - 1)), "Esc back"});
 }
 
 void Browser::OfferKeptChanges() {

@@ -276,8 +276,7 @@ std::optional<int> Dialogs::Choose(const List& list, int selected, int* key) {
     DrawRows(list.title, list.rows, selected);
     const int line = terminal_.rows() - 1;
     terminal_.Put(line - 1, 0, terminal_.columns(), "", Style::kPlain);
-    terminal_.Put(line, 0, terminal_.columns(),
-                  list.help.empty() ? "Enter choose  Esc back" : list.help, Style::kDim);
+    terminal_.Put(line, 0, terminal_.columns(), list.help, Style::kDim);
     int pressed = WaitForKey();
     if (pressed == kEscape || pressed == 'q') return std::nullopt;
     if (pressed == '\n' || IsOneOf(pressed, list.keys)) {

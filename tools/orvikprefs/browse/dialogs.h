@@ -68,14 +68,14 @@ class Dialogs {
 
   struct Question {
     std::string label;
-    std::string text;  // to begin with
+    std::string text = {};  // to begin with
     // The mistake in the text, "" for none. It is shown while typing, and such a text is not taken.
-    std::function<std::string(const std::string&)> check;
+    std::function<std::string(const std::string&)> check = {};
     // Completes the text at Tab; may be empty.
-    std::function<std::string(const std::string&)> complete;
+    std::function<std::string(const std::string&)> complete = {};
     // Rows to be shown above the line for the text, and a place among them that the arrows and the
     // page keys move.
-    std::function<Rows(const std::string&)> rows;
+    std::function<Rows(const std::string&)> rows = {};
   };
   // The line that was typed; nothing when the user gave up. *row is the chosen one of `rows`.
   std::optional<std::string> Ask(const Question& question, int* row = nullptr);
@@ -83,10 +83,10 @@ class Dialogs {
   struct List {
     std::string title;
     Rows rows;
-    std::string help;
-    std::string keys;  // letters that end the list too
+    std::string help = "Enter choose  Esc back";
+    std::string keys = {};  // letters that end the list too
     // Whether the rows still hold; the list ends with kStale when they do not.
-    std::function<bool()> is_current;
+    std::function<bool()> is_current = {};
   };
   static constexpr int kStale = -2;
   // The row that was chosen with Enter or one of the letters; *key says which. Nothing for Escape,

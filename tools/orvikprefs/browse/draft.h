@@ -9,7 +9,6 @@
 #include <chrono>
 #include <cstddef>
 #include <functional>
-#include <optional>
 #include <string>
 #include <vector>
 

@@ -83,7 +83,7 @@ std::string Browser::EditInEditor(const Path& path, const Value& began) {
 
 std::string Browser::AddValue() {
   Path path = model_->selected_key_path();
-  const std::optional<int> row = dialogs_.Choose({"Type of the new value", TypeRows(), "", "", {}});
+  const std::optional<int> row = dialogs_.Choose({"Type of the new value", TypeRows()});
   if (!row) return "";
   const Type type = kTypes[*row];
   if (std::string mistake = AskName("name", path); !mistake.empty() || path.empty()) return mistake;
@@ -105,7 +105,7 @@ std::string Browser::AskName(const char* label, Path& path) {
     path.push_back(std::to_string(key.elements().size()));
     return "";
   }
-  const std::optional<std::string> name = dialogs_.Ask({label, "", NameMistake, {}, {}});
+  const std::optional<std::string> name = dialogs_.Ask({label, "", NameMistake});
   if (name) {
     path.push_back(*name);
   } else {
@@ -127,8 +127,7 @@ std::string Browser::AddKey() {
 std::string Browser::Rename() {
   const Path path = model_->SelectedPath();
   if (path.empty()) return "the domain cannot be renamed";
-  const std::optional<std::string> name =
-      dialogs_.Ask({"new name", path.back(), NameMistake, {}, {}});
+  const std::optional<std::string> name = dialogs_.Ask({"new name", path.back(), NameMistake});
   if (!name) return "";
   Path to = path;
   to.back() = *name;
@@ -159,9 +158,8 @@ std::string Browser::ChangeType() {
   if (began.is_dictionary()) return "the type of a key cannot be changed";
   const Type old_type = began.type();
   const auto* const present = std::find(std::begin(kTypes), std::end(kTypes), old_type);
-  const std::optional<int> row =
-      dialogs_.Choose({"Type of " + ShownPath(path), TypeRows(), "", "", {}},
-                      static_cast<int>(present - std::begin(kTypes)));
+  const std::optional<int> row = dialogs_.Choose({"Type of " + ShownPath(path), TypeRows()},
+                                                 static_cast<int>(present - std::begin(kTypes)));
   if (!row || kTypes[*row] == old_type) return "";
   const Type type = kTypes[*row];
   Value value = Converted(began, type);

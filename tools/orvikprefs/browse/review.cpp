@@ -160,10 +160,7 @@ std::string Browser::Repair() {
   const std::optional<int> row =
       dialogs_.Choose({"Repair saves " + std::to_string(found.entries) +
                            " top-level entries and loses " + std::to_string(found.lost),
-                       Rows::Of(std::move(rows)),
-                       "y repair  Esc back",
-                       "y",
-                       {}},
+                       Rows::Of(std::move(rows)), "y repair  Esc back", "y"},
                       0, &key);
   if (!row || key != 'y') return "nothing is repaired";
   const PrefRepair done = RepairDomain(model_->scope(), model_->domain(), lock_wait_);

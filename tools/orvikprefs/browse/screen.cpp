@@ -23,20 +23,12 @@ struct MarkShape {
   Style style;
 };
 
-MarkShape ShapeOf(Mark mark) {
-  switch (mark) {
-    case Mark::kChanged:
-      return {"*", Style::kChanged};
-    case Mark::kAdded:
-      return {"+", Style::kAdded};
-    case Mark::kByOthers:
-      return {"~", Style::kByOthers};
-    case Mark::kConflict:
-      return {"!", Style::kError};
-    default:
-      return {" ", Style::kPlain};
-  }
-}
+// In the order of Mark.
+constexpr MarkShape kShapes[] = {{" ", Style::kPlain},
+                                 {"*", Style::kChanged},
+                                 {"+", Style::kAdded},
+                                 {"~", Style::kByOthers},
+                                 {"!", Style::kError}};
 
 // The first row to show so that the selected one is on the page.
 int Scrolled(int first, int selected, int page, int rows) {
@@ -147,7 +139,7 @@ void Screen::DrawKeys(Model& model) {
       fold = terminal_.unicode() ? (key.is_open ? "\u25BE" : "\u25B8") : (key.is_open ? "-" : "+");
     }
     const int indent = std::max(0, 2 * key.depth - shift);
-    const MarkShape mark = ShapeOf(key.mark);
+    const MarkShape& mark = kShapes[static_cast<int>(key.mark)];
     const bool is_selected = row == model.selected_key() && !model.is_gone();
     const Style style = is_selected && !model.on_values() ? Style::kSelected
                         : mark.style != Style::kPlain     ? mark.style
@@ -176,7 +168,7 @@ void Screen::DrawValues(Model& model) {
     const int row = first_value_ + line;
     if (row >= static_cast<int>(values.size())) continue;
     const ValueRow& value = values[static_cast<std::size_t>(row)];
-    const MarkShape mark = ShapeOf(value.mark);
+    const MarkShape& mark = kShapes[static_cast<int>(value.mark)];
     const Style style = model.on_values() && row == model.selected_value() && !model.is_gone()
                             ? Style::kSelected
                             : mark.style;

@@ -13,6 +13,8 @@
 #include <csignal>
 #include <cstdlib>
 #include <cstring>
+#include <iterator>
+#include <utility>
 
 #include "host/descriptor.h"
 #include "text/characters.h"
@@ -115,60 +117,31 @@ std::string TerminalName() {
                                           : "TERM=" + Quoted(std::string_view(name));
 }
 
-constexpr short kColours[] = {-1,          COLOR_BLUE,    COLOR_CYAN, -1, COLOR_YELLOW,
-                              COLOR_GREEN, COLOR_MAGENTA, COLOR_RED,  -1};
-
-attr_t AttributesOf(Style style) {
-  switch (style) {
-    case Style::kHead:
-    case Style::kSelected:
-      return A_REVERSE;
-    case Style::kKey:
-    case Style::kChanged:
-    case Style::kAdded:
-    case Style::kByOthers:
-    case Style::kError:
-      return A_BOLD;
-    case Style::kDim:
-      return A_DIM;
-    default:
-      return A_NORMAL;
-  }
-}
+// In the order of Style.
+struct Look {
+  attr_t attributes;
+  short colour;  // -1: the terminal's own
+};
+constexpr Look kLooks[] = {
+    {A_NORMAL, -1},         {A_REVERSE, COLOR_BLUE}, {A_BOLD, COLOR_CYAN},    {A_DIM, -1},
+    {A_BOLD, COLOR_YELLOW}, {A_BOLD, COLOR_GREEN},   {A_BOLD, COLOR_MAGENTA}, {A_BOLD, COLOR_RED},
+    {A_REVERSE, -1},
+};
 
 int SpecialOf(int key) {
-  switch (key) {
-    case KEY_UP:
-      return Terminal::kUp;
-    case KEY_DOWN:
-      return Terminal::kDown;
-    case KEY_LEFT:
-      return Terminal::kLeft;
-    case KEY_RIGHT:
-      return Terminal::kRight;
-    case KEY_HOME:
-      return Terminal::kHome;
-    case KEY_END:
-      return Terminal::kEnd;
-    case KEY_PPAGE:
-      return Terminal::kPageUp;
-    case KEY_NPAGE:
-      return Terminal::kPageDown;
-    case KEY_DC:
-      return Terminal::kDelete;
-    case KEY_BTAB:
-      return Terminal::kBackTab;
-    case KEY_BACKSPACE:
-      return '\b';
-    case KEY_ENTER:
-      return '\n';
-    case KEY_F(1):
-      return Terminal::kHelp;
-    case KEY_RESIZE:
-      return Terminal::kResized;
-    default:
-      return Terminal::kOther;
+  static constexpr std::pair<int, int> kKeys[] = {
+      {KEY_UP, Terminal::kUp},        {KEY_DOWN, Terminal::kDown},
+      {KEY_LEFT, Terminal::kLeft},    {KEY_RIGHT, Terminal::kRight},
+      {KEY_HOME, Terminal::kHome},    {KEY_END, Terminal::kEnd},
+      {KEY_PPAGE, Terminal::kPageUp}, {KEY_NPAGE, Terminal::kPageDown},
+      {KEY_DC, Terminal::kDelete},    {KEY_BTAB, Terminal::kBackTab},
+      {KEY_BACKSPACE, '\b'},          {KEY_ENTER, '\n'},
+      {KEY_F(1), Terminal::kHelp},    {KEY_RESIZE, Terminal::kResized},
+  };
+  for (const auto& [code, special] : kKeys) {
+    if (code == key) return special;
   }
+  return Terminal::kOther;
 }
 
 }  // namespace
@@ -211,8 +184,8 @@ Terminal::Terminal(bool colour) {
   if (colour_) {
     start_color();
     use_default_colors();
-    for (short style = 1; style < static_cast<short>(std::size(kColours)); ++style) {
-      init_pair(style, kColours[style], -1);
+    for (short style = 1; style < static_cast<short>(std::size(kLooks)); ++style) {
+      init_pair(style, kLooks[style].colour, -1);
     }
   }
 }
@@ -263,9 +236,9 @@ void Terminal::Put(int row, int column, int width, std::string_view text, Style 
   }
   const int used = unicode_ ? ColumnsOfUtf8(shown) : static_cast<int>(shown.size());
   shown.append(static_cast<std::size_t>(std::max(0, width - used)), ' ');
-  const short pair = colour_ && kColours[static_cast<int>(style)] != -1 ? static_cast<short>(style)
-                                                                        : static_cast<short>(0);
-  wattr_set(stdscr, AttributesOf(style), pair, nullptr);
+  const Look& look = kLooks[static_cast<int>(style)];
+  const int pair = colour_ && look.colour != -1 ? static_cast<int>(style) : 0;
+  wattr_set(stdscr, look.attributes, static_cast<short>(pair), nullptr);
   // The last cell of the screen cannot be written without moving on: the error is of no account.
   mvwaddstr(stdscr, row, column, shown.c_str());
   wattr_set(stdscr, A_NORMAL, 0, nullptr);

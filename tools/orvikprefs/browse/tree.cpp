@@ -230,28 +230,17 @@ void AppendFolded(std::string& to, const std::string& text) {
 }  // namespace
 
 SearchIndex::SearchIndex(const Value& tree) {
-  struct Level {
-    std::size_t parent;
-    std::vector<Child> entries;
-    std::size_t next = 0;
-  };
-  std::vector<Level> levels;
-  levels.push_back({kNoParent, ChildrenOf(tree)});
-  while (!levels.empty()) {
-    Level& level = levels.back();
-    if (level.next == level.entries.size()) {
-      levels.pop_back();
-      continue;
-    }
-    const Child entry = std::move(level.entries[level.next++]);
-    nodes_.push_back({level.parent, entry.name, entry.value, text_.size()});
-    AppendFolded(text_, entry.name);
+  std::vector<std::size_t> above;  // the nodes of the keys on the way
+  EntryWalk walk(tree);
+  while (walk.Next()) {
+    above.resize(walk.path().size() - 1);
+    const std::string& name = walk.path().back();
+    nodes_.push_back({above.empty() ? kNoParent : above.back(), name, walk.value(), text_.size()});
+    AppendFolded(text_, name);
     text_ += '\0';
-    if (!entry.value.is_dictionary()) AppendFolded(text_, ValueText(entry.value));
+    if (!walk.value().is_dictionary()) AppendFolded(text_, ValueText(walk.value()));
     text_ += '\0';
-    if (entry.value.is_dictionary()) {
-      levels.push_back({nodes_.size() - 1, ChildrenOf(entry.value)});
-    }
+    above.push_back(nodes_.size() - 1);
   }
 }
 
