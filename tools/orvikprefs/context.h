@@ -1,4 +1,8 @@
 // The surroundings of every command of orvikprefs: the store, the output, the exit status.
+//
+// A name, a value or a path of the store may hold anything. Whatever is printed for people or in a
+// message goes through Escaped or Quoted (text.h) first; functions below say so where they do it
+// themselves.
 #pragma once
 
 #include <chrono>
@@ -47,39 +51,54 @@ inline constexpr StatusRow kStatuses[] = {
     {kNothingSaved, "repair: nothing of the file can be saved"},
 };
 
+// One run of the program. Commands take it as const and copy it to work with another store. The
+// streams belong to the caller and outlive it.
 struct Context {
-  int scope = 0;
-  CAtlString domain;
+  int scope = 0;                                       // 0 to 5, as the command line gives it
+  CAtlString domain;                                   // can name a file
   std::optional<std::chrono::milliseconds> lock_wait;  // nothing: as the writers wait
-  bool quiet = false;
-  bool json = false;
-  bool null_separated = false;
-  bool terminal = false;  // people read it: aligned, control characters made visible
+  bool quiet = false;                                  // no confirmations, no progress
+  bool json = false;                                   // one JSON text is the whole output
+  bool null_separated = false;  // fields are raw and end with a NUL; not on a terminal
+  bool terminal = false;        // people read it: aligned, control characters made visible
   bool colour = false;
   bool hide_values = false;  // differences and messages show no value
   std::ostream* out = nullptr;
   std::ostream* error = nullptr;
 
-  // An empty change of the domain, with the wait for its lock.
+  // An empty change of the domain, with the wait for its lock. Nothing is read or locked before it
+  // is committed.
   Transaction Change() const;
 
-  // "orvikprefs: " and the text on standard error, with the status to end with.
+  // Prints "orvikprefs: ", the text, which must be harmless, and a line feed on `error`. Returns
+  // `status`, so that a command can end with it.
   int Fail(ExitStatus status, const std::string& text) const;
 
-  // The failure of an operation on the store: "what" says what was being done, or with what, in
-  // harmless characters (text.h); then the reason, what to do, and the scope, domain and file.
-  // kNotAKey means not found to a reader and not saved to a writer. "advice" replaces the
-  // general advice for the failure.
+  // The failure of an operation on the store. Prints `what`, which says what was being done, or
+  // with what, in harmless characters; then the reason, what to do, and the scope, domain and file.
+  // `advice` replaces the general advice for the failure.
+  //
+  // Returns the exit status of the failure, kDone for an ok() one. It may depend on `writing`:
+  //
+  //   failure                                         reading         writing
+  //   a value on the way, in the place of a key       kNotFound       kNotSaved
+  //   too large, a link of another user, something    kDamagedFile    kNotSaved
+  //     in the way, a refused lock's file
+  //   the file may not be read                        kNotPermitted   kNotPermitted
   int Fail(const PrefStatus& status, const std::string& what, bool writing,
            const std::string& advice = "") const;
 
-  // Why a file that is not a preference file could not be read or written: its name and the reason.
+  // The failure of a file that is not a preference file, by its errno value `reason`: prints its
+  // name and the reason. Returns kNotSaved for a file to write; for one to read kNotFound when it
+  // is missing, kNotPermitted, or kDamagedFile for any other reason.
   int FailFile(const std::string& file, int reason, bool writing) const;
 
-  // A line of confirmation on a terminal, nothing when quiet or piped.
+  // Prints a line of confirmation on a terminal; nothing when quiet, with JSON, or piped. The text
+  // must be harmless.
   void Confirm(const std::string& text) const;
 
-  // The text in a colour (an SGR code such as "36"), or as it is.
+  // The text between the sequences of a colour (an SGR code such as "36"), or as it is without
+  // colour.
   std::string Coloured(std::string_view text, const char* code) const;
 
   // One record of a plain listing: its fields separated by tabs and ended by a line feed, each
@@ -93,7 +112,8 @@ struct Context {
   void Item(const std::string& text) const;
 };
 
-// The holder of the lock of the store that a command works with.
+// The holder of the lock of the store that a command works with. Texts are as the kernel or the
+// record has them: not harmless.
 struct LockHolder {
   bool is_held = false;   // by a process that runs
   bool is_stale = false;  // the record names one that does not
@@ -107,8 +127,9 @@ struct LockHolder {
   bool is_refused = false;  // the file is not a regular lock file of a trusted user
 };
 
-// Of the shared scope, with its record; of the other scopes, whose folder has the kernel's lock
-// alone.
+// Looks for the holder, takes no lock and changes nothing. In the shared scope a process holds the
+// record of the domain; in the other scopes, whose folder has the kernel's lock alone, that lock.
+// What is found may be out of date at once.
 LockHolder FindHolder(const Context& context);
 
 // A process that holds the lock, in harmless characters: "name", process 12 of root on host.

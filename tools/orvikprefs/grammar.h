@@ -1,4 +1,13 @@
 // The words of a command line, by a table of commands and options. Nothing here reads or writes.
+//
+// A program is a Grammar: constant tables of commands, their positional words and options. The
+// parser, the help, the completion and the test of the manual page read the same tables, so a
+// command or an option is one row. The meaning of a word (Word) says what is accepted for it and
+// what is offered.
+//
+//   const CommandLine line(grammar, words);
+//   if (!line.error().empty()) ...        // the first mistake; nothing else is valid then
+//   return line.command()->run(context, line);
 #pragma once
 
 #include <optional>
@@ -28,14 +37,17 @@ enum class Word {
   kCommand,
 };
 
+// An option of the program, or of one command. Given twice, the last one counts.
 struct Option {
-  const char* name;  // "--scope"
-  char letter;       // 0 for none
-  Word word;
+  const char* name;         // "--scope"
+  char letter;              // of "-q"; 0 for none
+  Word word;                // of the value; kFlag: none follows
   const char* placeholder;  // "SCOPE"; "" of a flag
-  const char* help;
+  const char* help;         // a phrase without a full stop
 };
 
+// A word without a dash, by its place. Only the last ones may be optional, and only the last one
+// kMany: any number of words, none included.
 struct Positional {
   const char* name;  // "KEY"
   Word word;
@@ -55,7 +67,7 @@ struct Command {
   int (*run)(const Context& context, const CommandLine& line);
 };
 
-// The commands and options of one program.
+// The commands and options of one program. The tables must outlive it and everything parsed by it.
 struct Grammar {
   std::span<const Option> globals;
   std::span<const Command> commands;
@@ -64,8 +76,8 @@ struct Grammar {
   const Command* Find(std::string_view name) const;
   // A message: "\"ge\" is not a command; did you mean \"get\"?".
   std::string NotACommand(std::string_view word) const;
-  // The option of the command, else the global one. A command's option hides a global one of its
-  // name behind the command's own word. The command may be null.
+  // The option of the command, else the global one; null when there is none. A command's option
+  // hides a global one of its name behind the command's own word. `command` may be null.
   const Option* FindOption(const Command* command, std::string_view name) const;
   const Option* FindOption(const Command* command, char letter) const;
 };
@@ -86,27 +98,34 @@ std::optional<int> ScopeOf(std::string_view name);
 // The name of the scope whose files the scope (0 to 5) has: "shared", "user" or "machine".
 const char* NameOfScope(int scope);
 
-// A parsed command line.
+// A parsed command line. It keeps copies of the words.
 class CommandLine {
  public:
-  // Options may be anywhere before "--". A word that begins with a dash and a digit is a number,
-  // "-" a file; the last word of "set KEY NAME -x" is the VALUE. Single letters may be joined
-  // ("-qz"), values follow as words of their own or behind
-  // "=" ("--scope=user") or the letter ("-oFILE").
+  // Parses the words behind the name of the program. Parsing ends at the first mistake.
+  //
+  //   word                      meaning
+  //   --scope user              an option and its value, anywhere before "--"
+  //   --scope=user, -oFILE      the same in one word
+  //   -qz, -qo FILE             joined letters; the last may take a value
+  //   --                        all that follow are words without a dash
+  //   -, -5, -.5                words without a dash: a file, numbers
+  //   the first other word      the command
+  //   -x, last of "set K N -x"  the VALUE that is still missing
   CommandLine(const Grammar& grammar, std::span<const std::string> words);
 
-  // The mistake, as a sentence without a full stop; "" for a valid command line.
+  // The mistake, as a harmless sentence without a full stop; "" for a valid command line. With
+  // --help or --version a command or its words may be missing.
   const std::string& error() const { return error_; }
   const Command* command() const { return command_; }  // null when it is missing or unknown
 
   bool Has(std::string_view option) const { return Find(option) != nullptr; }
-  // The same for the row of one table: a command's option, or the global one of that name.
+  // Whether the option of this row was given: a command's, or the global one of the same name.
   bool Has(const Option* option) const;
-  // The last value given; the second one when the option is not there.
+  // The last value given, "" for a flag; `otherwise` when the option was not given.
   std::string Value(std::string_view option, std::string_view otherwise = "") const;
 
   std::size_t count() const { return positionals_.size(); }
-  // Empty when it was not given.
+  // The word without a dash at the place, from 0; "" when it was not given.
   std::string Argument(std::size_t index) const {
     return index < count() ? positionals_[index] : std::string();
   }
@@ -138,7 +157,9 @@ class CommandLine {
 };
 
 // The end of a message about an unknown word: "; did you mean \"get\"?" with the nearest of the
-// names; "" when none is near. The first of several that are equally near is chosen.
+// names by the letters to add, remove or change, or one that begins with the word; "" when none is
+// near. The first of several that are equally near is chosen. Words of more than 32 bytes have
+// none.
 std::string DidYouMean(std::string_view word, std::span<const std::string_view> names);
 
 }  // namespace orvik::prefstool
