@@ -25,8 +25,16 @@ struct Conflict {
   Value before, there, wanted;  // no value: nothing
 };
 
+// Three trees: the base, as the file was last read; the tree, with the user's changes on it; and
+// what the file holds by now. A change is a path with the value before and after (tree.h), and all
+// changes are always those between base and tree.
+//
+// Paths of functions are from the domain down; a path of no names is the domain itself, which can
+// be neither set, moved nor removed. Values are as values.h says; equality is that of plist::Value:
+// an integer is not the real that equals it.
 class Draft {
  public:
+  // Of the scope (0 to 5) and domain; reads nothing before Refresh.
   Draft(int scope, CAtlString domain);
   virtual ~Draft() = default;
   Draft(const Draft&) = delete;
@@ -34,10 +42,11 @@ class Draft {
 
   int scope() const { return scope_; }
   const CAtlString& domain() const { return domain_; }
-  const std::string& file() const { return file_; }
+  const std::string& file() const { return file_; }  // its path
   // Of the last reading: ok, kNotFound for a domain without a file, or why its entries are unknown
   // (then those of the reading before stay).
   const PrefStatus& status() const { return status_; }
+  // Whether the file could be replaced, or made, at the last look (host/trust.h: ReplaceAccess).
   bool is_writable() const { return is_writable_; }
   const Value& tree() const { return edited_; }
   // As the file holds it.
@@ -45,8 +54,9 @@ class Draft {
   // Grows with every change of tree(), base() or the conflicts.
   std::size_t version() const { return version_; }
 
-  // Reads the file again if it is another or a changed one. The user's changes are carried over;
-  // those that meet changes of others become conflicts. True when something shown may have changed.
+  // Reads the file again if it is another or a changed one by its inode, size and time. The user's
+  // changes are carried over; those that meet changes of others become conflicts. A file that
+  // cannot be read keeps the last base. True when something shown may have changed.
   bool Refresh();
   // The paths that the last reading found changed in the file.
   const std::vector<Path>& by_others() const { return by_others_; }
@@ -56,14 +66,21 @@ class Draft {
 
   // Changes in memory. Each gives a reason when it refuses, "" when it is made. Those that take
   // `began`, what was there when the user began, make a conflict when that has changed since.
+  //
+  // Set makes missing keys on the way; the index behind the last one adds an element to an array. A
+  // value that is in the way of a longer path is refused, not replaced.
   std::string Set(const Path& path, const Value& value);
   std::string Set(const Path& path, const Value& value, const Value& began);
   std::string Add(const Path& path, const Value& value);  // refuses a name that is taken
   std::string Remove(const Path& path);
   std::string Remove(const Path& path, const Value& began);
-  // All of them at once, whatever lies in what; a path that does not exist is none.
+  // Removes all of them as one change, whatever lies in what: deeper ones first, and in an array
+  // from the end, so that indices hold. Paths that do not exist are left out; it refuses when none
+  // is left.
   std::string RemoveAll(std::vector<Path> paths);
-  std::string Move(const Path& from, const Path& to);  // a rename, too
+  // A rename, too. Both refuse a target that exists; a key cannot move into itself, and an element
+  // of an array cannot be moved.
+  std::string Move(const Path& from, const Path& to);
   std::string Copy(const Path& from, const Path& to);
 
   // Takes back the last change, or makes it again. What it did, or why it did nothing. A change
@@ -72,21 +89,28 @@ class Draft {
   std::string Redo();
 
   const std::vector<Change>& changes() const { return changes_; }
+  // Takes the change of the path back; nothing for a path that is not changed. Undo takes that
+  // back, too.
   void Revert(Path path);
+  // Gives up all changes and conflicts.
   void RevertAll();
   // Makes changes that were kept, on what is there now; those that meet others become conflicts.
   void Restore(std::vector<Change> kept);
   // All that quitting would lose: the changes, and the user's side of each conflict.
   std::vector<Change> Unwritten() const;
 
-  // Writes all changes, or nothing. While another process holds the lock it asks `keep_waiting`
-  // again and again, which waits a little, for at most `limit`; kLockNotObtained after that, or
-  // when `keep_waiting` says no.
+  // Writes all changes in one transaction, on the condition that each value in the file is still
+  // the one from before, or writes nothing: kConditionNotMet, and the conflicts are there. While
+  // another process holds the lock it asks `keep_waiting` again and again, which waits a little,
+  // for at most `limit`; kLockNotObtained after that, or when `keep_waiting` says no. Afterwards
+  // the file is read again, whatever the result is.
   using KeepWaiting = std::function<bool(std::chrono::milliseconds waited)>;
   PrefStatus Apply(std::chrono::milliseconds limit = {}, const KeepWaiting& keep_waiting = {});
 
   const std::vector<Conflict>& conflicts() const { return conflicts_; }
-  // Settles a conflict: the user's value becomes a change of what is there now, or is given up.
+  // Settles a conflict: the user's value becomes a change of what is there now, or is given up. ""
+  // also for a path without a conflict; the reason when the change cannot be made, and then the
+  // conflict stays.
   std::string Settle(Path path, bool take_mine);
   // The process that holds the lock of the domain, in harmless characters; "" for none.
   std::string LockHolder() const;
@@ -101,7 +125,7 @@ class Draft {
   virtual void Touched(const Path& path) = 0;
 
  private:
-  // One action of the user.
+  // One action of the user, with the changes that it made of the tree.
   struct Step {
     std::string what;
     std::vector<Change> changes;
@@ -151,15 +175,16 @@ struct KeptChanges {
   std::vector<Change> changes;
 };
 
-// Keeps the changes of a preference file: the path of the file that has them, or "" with an error
-// number.
+// Keeps the changes of a preference file, on disk, in a new file of mode 0600. Returns its path, or
+// "" with an errno value: EPERM for a folder that is not private, EEXIST when a hundred are kept
+// already.
 std::string KeepChanges(const std::string& preference_file, const std::vector<Change>& changes,
                         int* error);
 
 // Returns the kept changes of the preference file, the oldest first; skips unreadable files.
 std::vector<KeptChanges> FindKeptChanges(const std::string& preference_file);
 
-// Removes the file of FindKeptChanges or KeepChanges.
+// Removes the file of FindKeptChanges or KeepChanges, by its name in the folder.
 void ForgetKeptChanges(const std::string& path);
 
 }  // namespace orvik::prefstool::browse

@@ -30,19 +30,21 @@ enum class Mark {
 
 enum class Order { kName, kType, kSize };
 
-// A dictionary or an array.
+// A row on the left: a dictionary or an array that is shown.
 struct KeyRow {
   int parent;  // row of the key above; -1 for the domain itself, the first row
   int depth;
   std::string name;  // "" for the domain itself
   Value node;
   bool is_open;
-  bool has_keys;
+  bool has_keys;   // something can be opened: other dictionaries or arrays, as far as the filter
+                   // shows
   bool is_picked;  // by the user, for a deletion
   Mark mark;
 };
 
-// The entries of a dictionary that are not keys; every element of an array.
+// A row on the right: an entry of a dictionary that is not a dictionary, or any element of an
+// array.
 struct ValueRow {
   std::string name;
   Value value;
@@ -50,13 +52,17 @@ struct ValueRow {
   Mark mark;
 };
 
+// Every change of the draft, the filter or the order builds the rows anew; the selection and what
+// is open are kept by path.
 class Model : public Draft {
  public:
+  // Reads the domain. Only its top level is open.
   Model(int scope, CAtlString domain);
 
   // Keys from the domain down, as far as they are open.
   const std::vector<KeyRow>& keys() const { return keys_; }
   const std::vector<ValueRow>& values() const { return values_; }  // of the selected key
+  // The path of a row, which must exist.
   Path PathOf(int key_row) const;
   Path PathOfValue(int value_row) const;
 
@@ -67,6 +73,7 @@ class Model : public Draft {
   // Whether the user is among the values of the selected key.
   bool on_values() const { return on_values_; }
   void FocusValues(bool on_values) { on_values_ = on_values; }
+  // Moves the selection down on the side where the user is, or up for a negative number; clamped.
   void MoveBy(int rows);
 
   // The target of an action: the selected key, or the value when the user is among the values.
@@ -89,7 +96,8 @@ class Model : public Draft {
   // it. "" shows everything.
   void SetFilter(std::string text);
   const std::string& filter() const { return filter_; }
-  // The index of the tree as it is now.
+  // The index of the tree as it is now, made when it is first asked for after a change. Valid until
+  // the next call that is not const.
   const SearchIndex& index();
 
   // Values by name, by type or by size; keys by name or by size. The largest come first.
@@ -97,10 +105,11 @@ class Model : public Draft {
   Order order() const { return order_; }
   std::size_t SizeOf(const Value& value) { return browse::SizeOf(value, sizes_); }
 
-  // Picks the selected row for a deletion, or gives it up. Rows that go are picked no longer.
+  // Picks the selected row for a deletion, or gives it up. Rows that go are picked no longer;
+  // neither are elements of arrays whose index comes to mean another value.
   void TogglePick();
   void PickNone();
-  std::vector<Path> picked() const;
+  std::vector<Path> picked() const;  // in the order of the paths
 
  private:
   void Changed(Cause cause) override { Rebuild(cause); }

@@ -16,14 +16,15 @@ class Screen {
  public:
   explicit Screen(Terminal& terminal) : terminal_(terminal) {}
 
-  std::string message;  // the line above the keys' help
+  std::string message;  // the line above the keys' help, in harmless characters; wrapped when long
   bool shows_sizes = false;
 
-  // Draws into the terminal's picture (Terminal::Show); a dialog draws the foot itself.
+  // Draws into the terminal's picture (Terminal::Show), whatever its size is. Without `with_foot`
+  // the two lines at the foot are left to a dialog. Asks who holds the lock of the domain.
   void Draw(Model& model, bool with_foot = true);
 
   int page() const;  // rows of keys or values that fit
-  // The row under the mouse.
+  // The row under the mouse, at the last click that Terminal::ReadKey returned.
   struct Place {
     bool on_values = false;
     int row = -1;  // -1: nothing

@@ -29,6 +29,7 @@ class Terminal {
   // Why it is not; a clause such as "terminal \"dumb\" cannot move the cursor".
   const std::string& problem() const { return problem_; }
 
+  // The size of the screen as of the last key (kResized).
   int rows() const;
   int columns() const;
 
@@ -78,11 +79,12 @@ class Terminal {
   // Whether characters beyond ASCII can be shown.
   bool unicode() const { return unicode_; }
 
-  // Puts a text, given in Base64, into the clipboard of the user's terminal, as far as it allows
-  // that (OSC 52).
+  // Puts a text, given in Base64, into the clipboard of the user's terminal (OSC 52). Many
+  // terminals refuse that without a word, and most take at most 74,994 bytes.
   void CopyToClipboard(std::string_view base64);
 
-  // Gives the terminal back until Resume.
+  // Gives the terminal back until Resume, for another program. Resume draws the whole picture
+  // again.
   void Suspend();
   void Resume();
 

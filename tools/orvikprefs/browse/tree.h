@@ -2,8 +2,8 @@
 // with the tree from before it, so a change costs the containers on its path, and a comparison only
 // what differs.
 //
-// A name in a path is a name of a dictionary (values.h), or the index (from 0, in decimal) of an
-// array.
+// A name in a path is a name of a dictionary (values.h), or the index (from 0, in decimal, without
+// leading zeros) of an array. A path that leads through anything else leads to nothing.
 #pragma once
 
 #include <cstddef>
@@ -35,9 +35,10 @@ std::vector<Child> ChildrenOf(const Value& container, const Value& old = {});
 // The value at the path, the tree itself for an empty one; no value if there is none.
 Value FindIn(const Value& tree, const Path& path);
 
-// Returns the tree with the value at the path (not empty), or without it for no value. Keys that
-// are missing on the path are made; the index behind the last one adds an element. No value when
-// another value is on the path, there is no such element, or a name is not UTF-8.
+// Returns the tree with the value at the path (not empty), or without it for no value. `tree`
+// itself stays as it is for every other holder. Keys that are missing on the path are made; the
+// index behind the last one adds an element. No value when another value is on the path, there is
+// no such element, or a name is not UTF-8.
 Value WithValue(Value tree, const Path& path, const Value& value);
 
 // The changes that turn one tree into the other, in the order of their paths. A missing key is one
@@ -70,9 +71,12 @@ std::string CompletedPath(const Value& tree, const std::string& text);
 // One folded text of the tree, made once; a search is a look through it.
 class SearchIndex {
  public:
+  // Makes the text of the tree, folded by FoldCase (text/case_and_spelling.h), in time proportional
+  // to its size. The index keeps the values that it was made of.
   explicit SearchIndex(const Value& tree);
 
-  // The keys and values whose name or value holds the text, from the top down.
+  // The keys and values whose name or value holds the text, in any case, from the top down; each
+  // once. None for "". Elements of arrays are found as part of the array's JSON.
   std::vector<std::size_t> Find(std::string_view text) const;
   Path PathOf(std::size_t hit) const;
   // The value of a hit, or its key.

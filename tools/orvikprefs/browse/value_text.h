@@ -1,4 +1,7 @@
 // Values as text of the browser: one line to edit, many lines to read, columns of a terminal.
+//
+// Texts are UTF-8. A column is what a terminal gives a character: two for wide ones, none for marks
+// that combine (text/shown_text.h: ColumnsOf).
 #pragma once
 
 #include <cstddef>
@@ -15,7 +18,7 @@ namespace orvik::prefstool::browse {
 // needs an editor: arrays, dictionaries, and text that is long or holds control characters.
 std::optional<std::string> LineOf(const Value& value);
 
-// Two digits to a byte, with blanks between them.
+// Two lower-case digits to a byte, with blanks between the bytes.
 std::string HexOf(std::string_view bytes);
 
 // The value as one of the type: a number or a boolean as the same number where there is one,
@@ -23,7 +26,9 @@ std::string HexOf(std::string_view bytes);
 // when the text means nothing of that type.
 Value Converted(const Value& value, Type type);
 
-// The value that the line means; no value, and the mistake, when it means none.
+// The value of the type that the line means, as ParseValue reads it, data in hexadecimal digits
+// with or without blanks; no value, and the mistake, when it means none. LineOf and FromLine are
+// inverse.
 Value FromLine(Type type, const std::string& line, std::string& mistake);
 
 // Its type and size, then all of it: text by its line breaks, data in rows of hexadecimal digits,
@@ -31,7 +36,8 @@ Value FromLine(Type type, const std::string& line, std::string& mistake);
 // terminal. `before`, unless it is the same, follows; either may be no value.
 std::vector<std::string> ViewLines(const Value& now, const Value& before, int columns);
 
-// The text in at most `width` columns; one that is cut ends in an ellipsis.
+// The text in at most `width` columns; one that is cut ends in an ellipsis. "" for a width below 1.
+// In time proportional to the width, not to the text.
 std::string FitColumns(std::string_view utf8, int width);
 int ColumnsOfUtf8(std::string_view utf8);
 // The text in lines of at most `width` columns, cut behind blanks where there are any.
