@@ -35,11 +35,16 @@ class InstallerArgs : public NSObject {
   void setCustomerLogging(const NSString* value) { StoreCopy(m_customerLogging, value); }
   void setRunSilent(ObjCBool silent) { m_runSilent = silent; }
 
+  // Getters return the field, which belongs to the object; null while it was not set. Setters store
+  // a copy and autorelease the old value, so that what a getter returned stays valid for the
+  // caller's pool.
+
   // The destination on its volume: the mount point directly followed by the install destination,
   // or the destination alone for the mount point "/". None while one of the two is none.
   const NSString* getDestVolMountPointAndPathToInstallDest() const;
 
-  // Writes the arguments that are present to the log.
+  // Writes "Options Set:" and the arguments that are present to the log, each on a line of its own,
+  // in the order of the fields; then the joined destination, and "running silent" if it is.
   void logValues() const;
 
  private:

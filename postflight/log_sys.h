@@ -15,8 +15,10 @@ class logSys {
  public:
   logSys() = delete;
 
+  // Logs a string; nothing for null.
   static void notice(const NSString* text);
 
+  // Banners: 74 and 148 vertical bars, 75 and 150 slashes.
   static void pipes() { Banner('|', 74); }
   static void pipes2() { Banner('|', 148); }
   static void stripes() { Banner('/', 75); }
@@ -26,7 +28,8 @@ class logSys {
   static void Banner(char mark, std::size_t count);
 };
 
-// Autoreleases the object of a field and stores a copy of the new value; null is none.
+// Autoreleases the object of a field and stores a copy of the new value, which the field then owns;
+// null is none. Needs an autorelease pool.
 void StoreCopy(const NSString*& field, const NSString* value);
 
 // A part of a log line: text in the code, or a string that may be missing.

@@ -10,6 +10,11 @@
 
 namespace orvik {
 
+// Objects follow the retain and release rules of NSObject. What a getter returns belongs to the
+// object and is valid until the field is set again and the caller's autorelease pool ends.
+//
+// The file is read and written whole, without a lock: a change of another process between loading
+// and writing is lost. A link is followed.
 class propertyFile : public NSObject {
  public:
   propertyFile() = default;
@@ -20,6 +25,7 @@ class propertyFile : public NSObject {
   // object and the format are the old ones.
   ObjCBool initWithFilePath(const NSString* path);
 
+  // Whether the path leads to a file or folder. NO for an object without a path.
   ObjCBool fileExists() const;
 
   // Replaces the file by the root object in a format, or in that of the file that was read. NO

@@ -9,33 +9,11 @@
 
 namespace orvik::prefstool {
 
-namespace {
-
-struct Outcome {
-  int status = kDone;
-  int signal = 0;  // that asked the process to end
-};
-
-Outcome BrowseOn(browse::Terminal& terminal, const Context& context, const CommandLine& line,
-                 std::string* message) {
-  browse::Browser browser(terminal, context.scope, context.domain, context.lock_wait);
-  const std::optional<KeyPath> key = ParseKey(line.Argument(0));
-  if (!key || !browser.Reveal(browse::TypedPath(line.Argument(0)))) {
-    *message = Quoted(line.Argument(0)) + ": no such value or key";
-    return {kNotFound, 0};
-  }
-  browser.Run();
-  if (terminal.ended_by() != 0) *message = browser.KeepUnwritten();
-  return {kDone, terminal.ended_by()};
-}
-
-}  // namespace
-
 int Browse(const Context& context, const CommandLine& line) {
   if (isatty(STDIN_FILENO) == 0 || isatty(STDOUT_FILENO) == 0) {
     return context.Fail(kUsage, "browse needs a terminal");
   }
-  Outcome outcome;
+  int status = kDone, signal_to_end = 0;
   std::string message;
   {
     browse::Terminal terminal(context.colour);
@@ -44,15 +22,24 @@ int Browse(const Context& context, const CommandLine& line) {
                                       "; browse needs a terminal that can: tree, list and edit "
                                       "work on any");
     }
-    outcome = BrowseOn(terminal, context, line, &message);
+    browse::Browser browser(terminal, context.scope, context.domain, context.lock_wait);
+    if (browser.Reveal(browse::TypedPath(line.Argument(0)))) {
+      browser.Run();
+      signal_to_end = terminal.ended_by();
+      if (signal_to_end != 0) message = browser.KeepUnwritten();
+    } else {
+      message = Quoted(line.Argument(0)) + ": no such value or key";
+      status = kNotFound;
+    }
   }
+  // The terminal is as it was before.
   if (!message.empty()) context.Fail(kDone, message);
-  if (outcome.signal != 0) {
+  if (signal_to_end != 0) {
     context.error->flush();
-    signal(outcome.signal, SIG_DFL);
-    raise(outcome.signal);
+    signal(signal_to_end, SIG_DFL);
+    raise(signal_to_end);
   }
-  return outcome.status;
+  return status;
 }
 
 }  // namespace orvik::prefstool

@@ -31,10 +31,12 @@
 
 namespace orvik::prefstool {
 
+// A script that was read, for messages about its lines.
 class ChangeScript {
  public:
-  // Adds the conditions and changes of the text to the transaction. False, with the first mistake,
-  // when the text is not a script.
+  // Adds the conditions and changes of the text, UTF-8 with an optional byte order mark and any
+  // line ends, to the transaction, in the order of its lines. False, with the place and reason of
+  // the first mistake, when the text is not a script; the transaction must then not be committed.
   bool Read(std::string_view text, Transaction& transaction, TextError* error);
 
   // The line, from 1, and its words, that made a step of the transaction (PrefStatus::step).
@@ -44,6 +46,7 @@ class ChangeScript {
     const char* advice;     // for a key or value that is in the way
     const char* condition;  // what is wrong when its condition does not hold
   };
+  // `step` is one that Read added, from 0.
   const Line& LineOf(int step) const { return steps_[static_cast<std::size_t>(step)]; }
   std::size_t step_count() const { return steps_.size(); }
 

@@ -94,26 +94,24 @@ int Context::Fail(const PrefStatus& status, const std::string& what, bool writin
   ExitStatus exit = writing ? row.writing : row.reading;
   std::error_code unknown;
   std::string text = what + ": " + Describe(status), hint = advice.empty() ? row.advice : advice;
-  switch (status.error) {
-    case PrefError::kNotFound:
-      if (!std::filesystem::exists(file, unknown) && !unknown) hint = "the domain has no file yet";
-      break;
-    case PrefError::kLockNotObtained:
-      text += WhoHoldsTheLock(*this);
-      break;
-    case PrefError::kUnreadable:
-      if (status.error_number == EACCES) {
-        exit = kNotPermitted;
-        hint = "run it as a user who may read the file";
-      }
-      break;
-    default:
-      break;
+  if (status.error == PrefError::kNotFound && !std::filesystem::exists(file, unknown) && !unknown) {
+    hint = "the domain has no file yet";
+  } else if (status.error == PrefError::kLockNotObtained) {
+    text += WhoHoldsTheLock(*this);
+  } else if (status.error == PrefError::kUnreadable && status.error_number == EACCES) {
+    exit = kNotPermitted;
+    hint = "run it as a user who may read the file";
   }
   if (!hint.empty()) text += "; " + hint;
   text += " (" + ScopeText(scope) + ", domain " + Quoted(domain);
   if (!file.empty() && what != Quoted(file)) text += ", file " + Quoted(file);
   return Fail(exit, text + ")");
+}
+
+int Context::End(const PrefStatus& status, const std::string& what, bool writing,
+                 const char* done) const {
+  if (status.ok()) Confirm(done + what);
+  return Fail(status, what, writing);
 }
 
 int Context::FailFile(const std::string& file, int reason, bool writing) const {

@@ -88,6 +88,9 @@ struct Context {
   int Fail(const PrefStatus& status, const std::string& what, bool writing,
            const std::string& advice = "") const;
 
+  // Ends a change: fails as above, or confirms what is `done` ("deleted ") with `what`.
+  int End(const PrefStatus& status, const std::string& what, bool writing, const char* done) const;
+
   // The failure of a file that is not a preference file, by its errno value `reason`: prints its
   // name and the reason. Returns kNotSaved for a file to write; for one to read kNotFound when it
   // is missing, kNotPermitted, or kDamagedFile for any other reason.

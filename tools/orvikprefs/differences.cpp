@@ -17,6 +17,15 @@ std::vector<Difference> Differences(const Value& before, const Value& after, con
   return found;
 }
 
+void AddChange(Transaction& transaction, const KeyPath& key, const CAtlString& name,
+               const Value& value) {
+  if (value) {
+    transaction.Set(key, name, value);
+  } else {
+    transaction.Delete(key, name);
+  }
+}
+
 void AddTreeChanges(Transaction& transaction, const KeyPath& key, const Value& before,
                     const Value& after) {
   std::vector<CAtlString> above;
@@ -25,13 +34,8 @@ void AddTreeChanges(Transaction& transaction, const KeyPath& key, const Value& b
        plist::FindDifferences(before, after, plist::OneSidedKeys::kWhole)) {
     std::vector<CAtlString> names = above;
     names.insert(names.end(), difference.path.begin(), difference.path.end() - 1);
-    const KeyPath parent = KeyPath::FromNames(std::move(names));
-    const CAtlString name(difference.path.back());
-    if (difference.after) {
-      transaction.Set(parent, name, difference.after);
-    } else {
-      transaction.Delete(parent, name);
-    }
+    AddChange(transaction, KeyPath::FromNames(std::move(names)), CAtlString(difference.path.back()),
+              difference.after);
   }
 }
 

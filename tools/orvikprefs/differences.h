@@ -1,4 +1,6 @@
-// Differences between two dictionaries: finding, writing and printing them.
+// Differences between two dictionaries: finding, writing and printing them, and turning them into
+// changes of a transaction. Equal means plist::Value's equality: an integer is not the real that
+// equals it. What differs, and in what order, says plist/differences.h.
 #pragma once
 
 #include <vector>
@@ -25,6 +27,11 @@ struct Difference {
 std::vector<Difference> Differences(const Value& before, const Value& after, const Path& path = {},
                                     plist::OneSidedKeys one_sided = plist::OneSidedKeys::kByValue);
 
+// Adds to the transaction the one change that gives the name in the key the value, or removes it
+// for no value.
+void AddChange(Transaction& transaction, const KeyPath& key, const CAtlString& name,
+               const Value& value);
+
 // Adds to the transaction the fewest changes that turn `before`, the contents of the key, into
 // `after`. A value may replace a key, and a key a value.
 void AddTreeChanges(Transaction& transaction, const KeyPath& key, const Value& before,
@@ -35,7 +42,7 @@ void AddTreeChanges(Transaction& transaction, const KeyPath& key, const Value& b
 void ReplaceKey(Transaction& transaction, const KeyPath& key, const Value& entries,
                 ReplaceKeys replace);
 
-// "+", "-" or "~".
+// "+" for added, "-" for removed, "~" for changed.
 const char* SignOf(const Difference& difference);
 
 // Prints a line for each difference: the sign, the path, types and values. JSON is one array. With
@@ -44,7 +51,8 @@ const char* SignOf(const Difference& difference);
 void PrintDifferences(const Context& context, const std::vector<Difference>& differences,
                       const std::string* backup = nullptr);
 
-// {"change": "added", "path": [...], "before": ..., "after": ...}
+// Writes {"change": "added", "path": [...], "before": ..., "after": ...}; "change" is "added",
+// "removed" or "changed". A side without a value is left out, with `hide_values` both are.
 void WriteDifference(JsonWriter& writer, const Difference& difference, bool hide_values = false);
 
 }  // namespace orvik::prefstool

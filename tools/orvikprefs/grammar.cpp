@@ -35,6 +35,11 @@ bool IsSeconds(std::string_view text) {
   return error == std::errc() && end == text.data() + text.size() && value >= 0 && value < 1e6;
 }
 
+const Option* FindOptionIf(const Grammar& grammar, const Command* command, const auto& matches) {
+  const Option* const own = command != nullptr ? FindRow(command->options, matches) : nullptr;
+  return own != nullptr ? own : FindRow(grammar.globals, matches);
+}
+
 // "is not a format: xml, json or binary"; "" for one of the words.
 std::string NotOneOf(std::span<const char* const> words, std::string_view word, const char* what) {
   std::string mistake = std::string("is not ") + what + ":";
@@ -125,15 +130,12 @@ const Command* Grammar::Find(std::string_view name) const {
 }
 
 const Option* Grammar::FindOption(const Command* command, std::string_view name) const {
-  const auto matches = [&](const Option& option) { return name == option.name; };
-  const Option* own = command != nullptr ? FindRow(command->options, matches) : nullptr;
-  return own != nullptr ? own : FindRow(globals, matches);
+  return FindOptionIf(*this, command, [&](const Option& option) { return name == option.name; });
 }
 
 const Option* Grammar::FindOption(const Command* command, char letter) const {
-  const auto matches = [&](const Option& option) { return letter == option.letter; };
-  const Option* own = command != nullptr ? FindRow(command->options, matches) : nullptr;
-  return own != nullptr ? own : FindRow(globals, matches);
+  return FindOptionIf(*this, command,
+                      [&](const Option& option) { return letter == option.letter; });
 }
 
 std::string DidYouMean(std::string_view word, std::span<const std::string_view> names) {

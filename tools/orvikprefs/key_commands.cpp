@@ -26,15 +26,6 @@ std::optional<Place> PlaceAt(const CommandLine& line, std::size_t index, bool is
   return Place{key.Parent(), key.name(key.count()), KeyText(key)};
 }
 
-// Whether a place lies in another, or below it.
-bool IsBelow(const Place& place, const Place& above) {
-  if (place.key.count() <= above.key.count()) return false;
-  for (int i = 1; i <= above.key.count(); ++i) {
-    if (place.key.name(i) != above.key.name(i)) return false;
-  }
-  return place.key.name(above.key.count() + 1) == above.name;
-}
-
 // Between two stores: what is read is put into the other one as one change.
 int CopyToStore(const Context& context, const CommandLine& line, const Place& from,
                 const Place& to) {
@@ -73,13 +64,13 @@ int CopyOrRename(const Context& context, const CommandLine& line, const char* do
   if (line.Has("--to-scope") || line.Has("--to-domain")) {
     return CopyToStore(context, line, *from, *to);
   }
-  if (change == &Transaction::Rename && IsBelow(*to, *from)) {
+  Path moved = PathOf(from->key);
+  moved.push_back(NameText(from->name));
+  if (change == &Transaction::Rename && IsAtOrBelow(PathOf(to->key), moved)) {
     return context.Fail(kUsage, from->text + " cannot move to " + to->text + ", below itself");
   }
   Transaction transaction = context.Change();
-  if (keys) {
-    transaction.RequireKey(KeyAt(line));
-  }
+  if (keys) transaction.RequireKey(KeyAt(line));
   const bool replace = line.Has("--replace");
   if (!replace) {
     transaction.RequireThat(to->key, to->name, [](const Value& there) { return !there; });
@@ -116,19 +107,14 @@ int DeleteKey(const Context& context, const CommandLine& line) {
     return context.Fail(kUsage,
                         what + " is not empty; --recursive deletes it and everything below it");
   }
-  if (!status.ok()) return context.Fail(status, what, false);
-  context.Confirm("deleted " + what);
-  return kDone;
+  return context.End(status, what, false, "deleted ");
 }
 
 int Reset(const Context& context, const CommandLine& line) {
   const std::string what = KeyText(KeyAt(line));
   Transaction transaction = context.Change();
   transaction.ClearKey(KeyAt(line));
-  const PrefStatus status = transaction.Commit();
-  if (!status.ok()) return context.Fail(status, what, false);
-  context.Confirm("emptied " + what);
-  return kDone;
+  return context.End(transaction.Commit(), what, false, "emptied ");
 }
 
 int Rename(const Context& context, const CommandLine& line) {

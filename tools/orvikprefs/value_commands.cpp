@@ -207,9 +207,7 @@ int ChangeElement(const Context& context, const CommandLine& line, const Element
     return is_array ? context.Fail({PrefError::kNotFound}, Address(line), false)
                     : context.Fail(kConditionNotMet, Address(line) + " is not an array");
   }
-  if (!status.ok()) return context.Fail(status, Address(line), true);
-  context.Confirm(done + Address(line));
-  return kDone;
+  return context.End(status, Address(line), true, done);
 }
 
 int SetElement(const Context& context, const CommandLine& line,
@@ -272,13 +270,11 @@ int Set(const Context& context, const CommandLine& line) {
     reason = " is a value; --replace-key replaces it by a key";
   }
   if (!reason.empty()) return context.Fail(kConditionNotMet, address + reason);
-  if (!status.ok()) return context.Fail(status, address, true);
-  if (old_type != type && !context.quiet) {
+  if (status.ok() && old_type != type && !context.quiet) {
     *context.error << "orvikprefs: " << address << " was " << WithArticle(old_type) << " and is "
                    << WithArticle(type) << " now\n";
   }
-  context.Confirm("set " + address);
-  return kDone;
+  return context.End(status, address, true, "set ");
 }
 
 int Delete(const Context& context, const CommandLine& line) {
@@ -294,9 +290,7 @@ int Delete(const Context& context, const CommandLine& line) {
                                               " is a key; --recursive deletes it with all that "
                                               "lies below it");
   }
-  if (!status.ok()) return context.Fail(status, Address(line), false);
-  context.Confirm("deleted " + Address(line));
-  return kDone;
+  return context.End(status, Address(line), false, "deleted ");
 }
 
 }  // namespace orvik::prefstool

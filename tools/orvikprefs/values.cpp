@@ -225,6 +225,10 @@ Path PathBelow(Path above, const plist::Path& names) {
   return above;
 }
 
+bool IsAtOrBelow(const Path& path, const Path& above) {
+  return path.size() >= above.size() && std::equal(above.begin(), above.end(), path.begin());
+}
+
 std::string JoinedPath(const Path& path) {
   const auto needs_array = [](const std::string& name) {
     return name.empty() || name.find('/') != std::string::npos ||

@@ -1,5 +1,7 @@
 // Values as the tool prints and parses them, their entries and elements, and the paths to them.
 //
+// Texts are UTF-8 and not harmless: whoever shows one escapes it (text.h).
+//
 // The tool works on plist::Value (plist/value.h). A Value without a type means that nothing is
 // there: nothing was found, a text could not be parsed, a side of a difference is missing.
 #pragma once
@@ -21,7 +23,7 @@ namespace orvik::prefstool {
 using plist::Type;
 using plist::Value;
 
-// "string", "integer", "real", "boolean", "date", "data", "array" or "dictionary".
+// "string", "integer", "real", "boolean", "date", "data", "array" or "dictionary"; "" for no value.
 const char* TypeName(Type type);
 inline const char* TypeName(const Value& value) {
   return TypeName(value.type());
@@ -53,7 +55,8 @@ const char* TypeForm(Type type);
 // Why a text is not a value of the type: "not Base64, from character 3 on".
 std::string WhyNot(Type type, std::string_view text);
 
-// Whether the text is what ValueText gives for the value, or means an equal value of its type.
+// Whether the text is what ValueText gives for the value, or means an equal value of its type
+// ("yes" of a boolean, "2.50" of a real).
 bool IsTextOf(const Value& value, const std::string& text);
 
 // Names from the domain's top level down, each as NameText gives it.
@@ -65,9 +68,13 @@ std::string NameText(const plist::Text& name);
 // The name that NameText gave; nothing when it is not UTF-8.
 std::optional<CAtlString> NameUnits(const std::string& name);
 
+// The names of a key path.
 Path PathOf(const KeyPath& key);
 // The path `above`, and the names below it.
 Path PathBelow(Path above, const plist::Path& names);
+
+// Whether the path is `above`, or leads below it.
+bool IsAtOrBelow(const Path& path, const Path& above);
 
 // The names joined by "/", or a JSON array of them when one of them is empty, holds a "/" or "\\",
 // an escape or what a terminal must not receive, or when what is joined would be taken for an
@@ -82,10 +89,12 @@ std::optional<KeyPath> ParseKey(const std::string& text);
 // entries, names ascend by their UTF-16 units. Uses no stack space for depth.
 class EntryWalk {
  public:
-  // `above` is put before every path.
+  // `tree` is a dictionary; anything else has no entries. The walk keeps it. `above` is put before
+  // every path.
   explicit EntryWalk(const Value& tree, Path above = {});
 
-  // Advances to the next entry; false at the end.
+  // Advances to the next entry; false at the end. The functions below are for the entry that it
+  // came to, and what they return is valid until the next call.
   bool Next();
 
   const Path& path() const { return path_; }
@@ -107,15 +116,18 @@ class EntryWalk {
   const Value::Entry* entry_ = nullptr;
 };
 
+// An element of an array, or of an array in it.
 struct ElementPath {
-  CAtlString name;            // of the array
+  CAtlString name;            // of the outermost array, which lies in a key
   std::vector<long> indices;  // negative ones count from the end
 };
 
-// Parses "NAME[2][-1]". Nothing when the text does not end in an index.
+// Parses "NAME[2][-1]". Nothing when the text does not end in an index. An index of more than 64
+// bits is the largest one, which no array has.
 std::optional<ElementPath> ParseElement(const CAtlString& text);
 
-// The element of the array; no value when there is none.
+// The element of the array; the array itself for no indices; no value when there is none, or an
+// index leads into a value that is not an array.
 Value ElementAt(Value array, std::span<const long> indices);
 
 enum class ElementChange {
@@ -124,8 +136,9 @@ enum class ElementChange {
   kRemove,
   kAppend,  // to the array that the indices lead to
 };
-// Returns the array with the change; no value when the element does not exist. kRemove ignores
-// `value`. kAppend without indices makes an array of no value.
+// Returns the array with the change, whose other holders keep it as it was; no value when the
+// element does not exist, or an index leads into a value that is not an array. kRemove ignores
+// `value`. kAppend without indices makes an array of no value; the other changes need an index.
 Value WithElement(Value array, std::span<const long> indices, ElementChange change,
                   const Value& value);
 

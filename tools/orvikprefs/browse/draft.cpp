@@ -14,10 +14,6 @@
 namespace orvik::prefstool::browse {
 namespace {
 
-bool StartsWith(const Path& path, const Path& start) {
-  return path.size() >= start.size() && std::equal(start.begin(), start.end(), path.begin());
-}
-
 struct Address {
   KeyPath key;
   CAtlString name;
@@ -178,7 +174,7 @@ std::string Draft::Move(const Path& from, const Path& to) {
   if (from == to) return {};
   const Value value = At(from);
   if (!value || from.empty()) return ShownPath(from) + " cannot be moved";
-  if (StartsWith(to, from)) return "a key cannot move into itself";
+  if (IsAtOrBelow(to, from)) return "a key cannot move into itself";
   if (!At(Path(from.begin(), from.end() - 1)).is_dictionary()) {
     return "an array element cannot be renamed; copy it, then delete it";
   }
@@ -275,11 +271,7 @@ PrefStatus Draft::Apply(std::chrono::milliseconds limit, const KeepWaiting& keep
     const auto [key, name] = AddressOf(change.path);
     transaction.RequireThat(
         key, name, [before = change.before](const Value& present) { return present == before; });
-    if (change.after) {
-      transaction.Set(key, name, change.after);
-    } else {
-      transaction.Delete(key, name);
-    }
+    AddChange(transaction, key, name, change.after);
   }
   // Each try is short, so that the user is heard.
   transaction.WaitAtMost(std::chrono::milliseconds(0));

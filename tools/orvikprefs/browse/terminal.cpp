@@ -42,7 +42,7 @@ constexpr int kPasteStartCode = 0x4000;
 constexpr int kPasteEndCode = 0x4001;
 
 constexpr int kSuspend = 26;  // Ctrl-Z
-constexpr int kEscapeKey = 27;
+constexpr int kEscapeCharacter = 27;
 
 void Send(std::string_view sequence) {
   host::WriteAll(STDOUT_FILENO, sequence);
@@ -276,7 +276,7 @@ int Terminal::ReadKey(int milliseconds) {
       Resume();
       return kResized;
     }
-    if (key == kEscapeKey && FollowsPasteStart()) return ReadPasted();
+    if (key == kEscapeCharacter && FollowsPasteStart()) return ReadPasted();
     return key == '\r' ? '\n' : key == 127 ? '\b' : static_cast<int>(key);
   }
   if (key == kPasteStartCode) return ReadPasted();

@@ -23,6 +23,11 @@ std::optional<std::size_t> IndexOf(const std::string& name) {
   return index;
 }
 
+// The name in a dictionary; nothing for anything else, and for a name that is not UTF-8.
+std::optional<CAtlString> UnitsIn(const Value& container, const std::string& name) {
+  return container.is_dictionary() ? NameUnits(name) : std::nullopt;
+}
+
 // Null when there is none.
 const Value* FindChild(const Value& container, const std::string& name) {
   if (container.is_array()) {
@@ -30,8 +35,7 @@ const Value* FindChild(const Value& container, const std::string& name) {
     const std::vector<Value>& elements = container.elements();
     return index && *index < elements.size() ? &elements[*index] : nullptr;
   }
-  const std::optional<CAtlString> units =
-      container.is_dictionary() ? NameUnits(name) : std::nullopt;
+  const std::optional<CAtlString> units = UnitsIn(container, name);
   return units ? container.Find(*units) : nullptr;
 }
 
@@ -44,8 +48,7 @@ Value* ChangeChild(Value& container, const std::string& name) {
     if (*index == count) container.Append(Value::Dictionary());
     return &container.ChangeElements()[*index];
   }
-  const std::optional<CAtlString> units =
-      container.is_dictionary() ? NameUnits(name) : std::nullopt;
+  const std::optional<CAtlString> units = UnitsIn(container, name);
   if (!units) return nullptr;
   if (container.Find(*units) == nullptr) container.Set(*units, Value::Dictionary());
   return container.Change(*units);
@@ -67,8 +70,7 @@ bool SetChild(Value& container, const std::string& name, const Value& value) {
     }
     return true;
   }
-  const std::optional<CAtlString> units =
-      container.is_dictionary() ? NameUnits(name) : std::nullopt;
+  const std::optional<CAtlString> units = UnitsIn(container, name);
   if (!units) return false;
   if (value) {
     container.Set(*units, value);
