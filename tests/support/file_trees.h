@@ -9,6 +9,7 @@
 #include <unistd.h>
 
 #include <filesystem>
+#include <sstream>
 #include <string>
 
 #include "tests/support/test_environment.h"
@@ -34,17 +35,31 @@ inline bool IsLocked(const fs::path& path) {
   return (flags & FS_IMMUTABLE_FL) != 0;
 }
 
-// Permission bits of a file; a link's own.
-inline unsigned ModeOf(const fs::path& path) {
+// The attributes of an entry, of a link itself; all 0 when there is none.
+inline struct stat StatOf(const fs::path& path) {
   struct stat record = {};
   lstat(path.c_str(), &record);
-  return record.st_mode & 07777u;
+  return record;
+}
+
+// Permission bits of a file; a link's own.
+inline unsigned ModeOf(const fs::path& path) {
+  return StatOf(path).st_mode & 07777u;
 }
 
 // Whether anything exists at the path, a dangling link too.
 inline bool Exists(const fs::path& path) {
-  struct stat record;
-  return lstat(path.c_str(), &record) == 0;
+  return StatOf(path).st_mode != 0;
+}
+
+// What changes when anybody touches an entry: name, type, mode, owner, inode, size and time.
+inline std::string RecordOf(const fs::path& path) {
+  const struct stat record = StatOf(path);
+  std::ostringstream text;
+  text << path.filename().string() << ' ' << std::oct << record.st_mode << std::dec << ' '
+       << record.st_uid << ' ' << record.st_ino << ' ' << record.st_size << ' '
+       << record.st_mtim.tv_sec << '.' << record.st_mtim.tv_nsec;
+  return text.str();
 }
 
 // Makes `levels` folders, one in the other, by a road that knows no limit of path length; gives the

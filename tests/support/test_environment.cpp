@@ -142,6 +142,17 @@ std::vector<std::string> TreeIn(const fs::path& folder) {
   return entries;
 }
 
+void Plant(const fs::path& folder, std::string_view entries) {
+  std::istringstream words{std::string(entries)};
+  for (std::string entry; words >> entry;) MakeTree(folder, {entry});
+}
+
+std::string TreeText(const fs::path& folder) {
+  std::string text;
+  for (const std::string& entry : TreeIn(folder)) text += (text.empty() ? "" : " ") + entry;
+  return text;
+}
+
 ResourceLimit::ResourceLimit(Resource resource, rlim_t limit) : resource_(resource) {
   signal(SIGXFSZ, SIG_IGN);
   getrlimit(resource, &old_);

@@ -109,6 +109,10 @@ void MakeTree(const fs::path& folder, const std::vector<std::string>& entries);
 // All entries below the folder in these words, in order.
 std::vector<std::string> TreeIn(const fs::path& folder);
 
+// The same with one blank between the entries, for names and contents without blanks.
+void Plant(const fs::path& folder, std::string_view entries);
+std::string TreeText(const fs::path& folder);
+
 // While it lives, a resource of this process has the limit.
 class ResourceLimit {
  public:
