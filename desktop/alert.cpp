@@ -12,6 +12,7 @@
 #include <utility>
 
 #include "desktop/alert_backends.h"
+#include "host/descriptor.h"
 
 namespace orvik::desktop {
 namespace {
@@ -58,24 +59,6 @@ AlertRequest PlainRequest(const AlertRequest& request) {
   return plain;
 }
 
-}  // namespace
-
-std::optional<int> ShowAlert(const AlertRequest& request) {
-  const AlertRequest plain = PlainRequest(request);
-  if (InjectedAnswer()) return InjectedAnswer()(plain);
-  if (const std::optional<int> answer = AskInWindow(plain)) return answer;
-  return AskOnTerminal(plain);
-}
-
-ScopedAlertAnswer::ScopedAlertAnswer(AlertAnswer answer)
-    : previous_(std::exchange(InjectedAnswer(), std::move(answer))) {}
-
-ScopedAlertAnswer::~ScopedAlertAnswer() {
-  InjectedAnswer() = std::move(previous_);
-}
-
-namespace {
-
 bool MayAsk() {
   return isatty(STDIN_FILENO) == 1 && isatty(STDOUT_FILENO) == 1 &&
          tcgetpgrp(STDIN_FILENO) == getpgrp();
@@ -106,9 +89,10 @@ bool ReadLine(int in, std::optional<Clock::time_point> deadline, std::string& li
   for (;;) {
     if (!WaitForInput(in, deadline)) return false;
     char byte = 0;
-    const ssize_t count = read(in, &byte, 1);
-    if (count < 0 && (errno == EINTR || errno == EAGAIN)) continue;
-    if (count < 0 || (count == 0 && line.empty())) return false;
+    std::size_t count = 0;
+    const int error = host::ReadSome(in, &byte, 1, &count);
+    if (error == EAGAIN) continue;
+    if (error != 0 || (count == 0 && line.empty())) return false;
     if (count == 0 || byte == '\n') break;
     line += byte;
   }
@@ -128,6 +112,20 @@ std::optional<int> ButtonOf(const std::string& answer, const AlertRequest& reque
 }
 
 }  // namespace
+
+std::optional<int> ShowAlert(const AlertRequest& request) {
+  const AlertRequest plain = PlainRequest(request);
+  if (InjectedAnswer()) return InjectedAnswer()(plain);
+  if (const std::optional<int> answer = AskInWindow(plain)) return answer;
+  return AskOnTerminal(plain);
+}
+
+ScopedAlertAnswer::ScopedAlertAnswer(AlertAnswer answer)
+    : previous_(std::exchange(InjectedAnswer(), std::move(answer))) {}
+
+ScopedAlertAnswer::~ScopedAlertAnswer() {
+  InjectedAnswer() = std::move(previous_);
+}
 
 int AskThrough(int in, std::FILE* out, const AlertRequest& request) {
   std::optional<Clock::time_point> deadline;

@@ -6,7 +6,6 @@
 #include <cmath>
 #include <cstdlib>
 #include <string_view>
-#include <utility>
 
 #include "text/shown_text.h"
 #include "text/transcoding.h"
@@ -122,19 +121,10 @@ std::string EscapeLabel(std::string_view label) {
   return escaped;
 }
 
-const char* IconName(AlertLevel level) {
-  switch (level) {
-    case AlertLevel::kStop:
-      return "dialog-error";
-    case AlertLevel::kNote:
-      return "dialog-information";
-    case AlertLevel::kCaution:
-      return "dialog-warning";
-    case AlertLevel::kPlain:
-      break;
-  }
-  return nullptr;
-}
+// By the number of the level; a plain alert has none.
+constexpr const char* kIconNames[] = {"dialog-error", "dialog-information", "dialog-warning",
+                                      nullptr};
+static_assert(static_cast<int>(AlertLevel::kPlain) == 3);
 
 // Labels are UTF-8, which the program only takes in a UTF-8 locale.
 bool LocaleIsUtf8() {
@@ -188,7 +178,7 @@ AlertWindow WindowFor(const AlertRequest& request) {
     }
     arguments.emplace_back(places.size() == 1 ? "--info" : "--question");
     arguments.push_back("--text=" + shown);
-    if (const char* icon = IconName(request.level)) {
+    if (const char* icon = kIconNames[static_cast<int>(request.level)]) {
       arguments.push_back(std::string("--icon-name=") + icon);
     }
     if (places.size() > 1 && request.default_button == places[1]) {

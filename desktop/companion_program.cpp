@@ -6,12 +6,13 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include <array>
+#include <algorithm>
 #include <cerrno>
 #include <csignal>
 #include <cstddef>
 
 #include "host/descriptor.h"
+#include "host/paths.h"
 
 namespace orvik::desktop {
 namespace {
@@ -38,8 +39,9 @@ struct Plan {
   char* const* arguments;
   char* const* environment;
   int input;
-  int output;  // of the program
-  int report;  // of its exit status
+  int output;   // of the program
+  int nowhere;  // for its messages
+  int report;   // of its exit status
   pid_t parent;
 };
 
@@ -50,7 +52,7 @@ struct Plan {
   constexpr int kFree = STDERR_FILENO + 1;
   const int input = fcntl(plan.input, F_DUPFD, kFree);
   const int output = fcntl(plan.output, F_DUPFD, kFree);
-  const int nowhere = fcntl(open("/dev/null", O_WRONLY), F_DUPFD, kFree);
+  const int nowhere = fcntl(plan.nowhere, F_DUPFD, kFree);
   if (input < 0 || output < 0 || nowhere < 0) _exit(127);
   dup2(input, STDIN_FILENO);
   dup2(output, STDOUT_FILENO);
@@ -88,16 +90,12 @@ struct Plan {
 
 std::string ReadAll(int pipe) {
   std::string text;
-  std::array<char, 512> bytes;
-  for (;;) {
-    const ssize_t count = read(pipe, bytes.data(), bytes.size());
-    if (count > 0) {
-      text.append(bytes.data(), static_cast<std::size_t>(count));
-      if (text.size() > kOutputLimit) text.resize(kOutputLimit);
-    } else if (count == 0 || errno != EINTR) {
-      return text;
-    }
+  char bytes[512];
+  std::size_t count = 0;
+  while (host::ReadSome(pipe, bytes, sizeof bytes, &count) == 0 && count != 0) {
+    text.append(bytes, std::min(count, kOutputLimit - text.size()));
   }
+  return text;
 }
 
 }  // namespace
@@ -114,12 +112,14 @@ CompanionOutcome RunCompanion(std::vector<std::string> arguments,
   const host::Descriptor report_end(report[0]);
   host::Descriptor report_start(report[1]);
   const host::Descriptor input_file(FileWith(input));
+  const host::Descriptor nowhere = host::OpenPath("/dev/null", O_WRONLY);
   const std::vector<char*> argument_pointers = Pointers(arguments);
   const std::vector<char*> environment_pointers = Pointers(environment);
   const Plan plan{.arguments = argument_pointers.data(),
                   .environment = environment_pointers.data(),
                   .input = input_file.get(),
                   .output = output_start.get(),
+                  .nowhere = nowhere.get(),
                   .report = report_start.get(),
                   .parent = getpid()};
 

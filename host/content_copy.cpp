@@ -4,7 +4,6 @@
 #include <linux/fs.h>
 #include <linux/magic.h>
 #include <sys/ioctl.h>
-#include <sys/stat.h>
 #include <sys/vfs.h>
 #include <unistd.h>
 

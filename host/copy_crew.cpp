@@ -5,10 +5,7 @@
 #include <new>
 #include <utility>
 
-#include "host/long_operation.h"
-
 namespace orvik::host {
-
 namespace {
 
 // So many entries are copied in about the time that a thread takes to start.
@@ -33,15 +30,11 @@ int CopyInto(int from, const char* name, mode_t type, int to, const char* target
   return CopyNode(from, name, type, to, target, how);
 }
 
-void OrderedOutcome::AddDone() {
+void OrderedOutcome::Add(std::uint64_t number, const std::string& folder, std::string_view name,
+                         int error, Side side) {
   const std::lock_guard guard(guard_);
-  ++done_;
-}
-
-void OrderedOutcome::AddFailure(std::uint64_t number, const std::string& folder,
-                                std::string_view name, int error, Side side) {
-  const std::lock_guard guard(guard_);
-  ++failed_;
+  ++(error == 0 ? done_ : failed_);
+  if (error == 0) return;
   try {
     failures_.try_emplace(number, TreeFailure{folder + std::string(name), error, side});
   } catch (const std::bad_alloc&) {
@@ -85,13 +78,16 @@ void CopyCrew::Add(CopyJob job) {
 
 bool CopyCrew::Finish() {
   CopyJob job;
-  while (TakeJob(&job)) Copy(job);
+  while (TakeJob(&job, false)) Copy(job);
   Stop();
   return !is_cut_;
 }
 
-bool CopyCrew::TakeJob(CopyJob* job) {
-  const std::lock_guard guard(guard_);
+bool CopyCrew::TakeJob(CopyJob* job, bool waits) {
+  std::unique_lock lock(guard_);
+  if (waits && waiting_.empty()) {
+    changed_.wait(lock, [this] { return is_over_ || waiting_.size() >= kWorthWaking; });
+  }
   if (waiting_.empty()) return false;
   *job = std::move(waiting_.front());
   waiting_.pop_front();
@@ -109,20 +105,7 @@ void CopyCrew::Stop() {
 }
 
 void CopyCrew::Work() {
-  CopyJob job;
-  for (;;) {
-    {
-      std::unique_lock lock(guard_);
-      if (waiting_.empty()) {
-        changed_.wait(lock, [this] { return is_over_ || waiting_.size() >= kWorthWaking; });
-      }
-      if (waiting_.empty()) return;
-      job = std::move(waiting_.front());
-      waiting_.pop_front();
-    }
-    Copy(job);
-    job.folders.reset();
-  }
+  for (CopyJob job; TakeJob(&job, true); job.folders.reset()) Copy(job);
 }
 
 void CopyCrew::Copy(const CopyJob& job) {
@@ -138,16 +121,12 @@ void CopyCrew::Copy(const CopyJob& job) {
                      job.target.c_str(), job.folders->target.get(), &side, monitor_);
   } catch (const std::bad_alloc&) {  // fails this entry
   }
-  if (error == 0) {
-    outcome_->AddDone();
-  } else if (error != ECANCELED) {
-    outcome_->AddFailure(job.number, job.folders->path, job.name, error, side);
-  }
   if (error == ECANCELED) {
     is_cut_ = true;
-  } else {
-    Advances(monitor_, 1, 0);
+    return;
   }
+  outcome_->Add(job.number, job.folders->path, job.name, error, side);
+  Advances(monitor_, 1, 0);
 }
 
 }  // namespace orvik::host

@@ -5,7 +5,6 @@
 
 #include <atomic>
 #include <condition_variable>
-#include <cstddef>
 #include <cstdint>
 #include <deque>
 #include <map>
@@ -26,10 +25,10 @@ namespace host {
 // thread was first.
 class OrderedOutcome {
  public:
-  void AddDone();
-  // The path is that of the folder and the name. Without memory for it the failure is only counted.
-  void AddFailure(std::uint64_t number, const std::string& folder, std::string_view name, int error,
-                  Side side);
+  // Counts an entry: done, or with an error (an errno) a failure, whose path is that of the folder
+  // and the name. Without memory for it the failure is only counted.
+  void Add(std::uint64_t number, const std::string& folder, std::string_view name, int error,
+           Side side);
 
   // Adds everything to a report.
   void AddTo(TreeOutcome* report) const;
@@ -92,7 +91,7 @@ class CopyCrew {
  private:
   void Work();
   void Stop();
-  bool TakeJob(CopyJob* job);
+  bool TakeJob(CopyJob* job, bool waits);
   void Copy(const CopyJob& job);
 
   OrderedOutcome* const outcome_;

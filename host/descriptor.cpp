@@ -1,9 +1,7 @@
 #include "host/descriptor.h"
 
-#include <fcntl.h>
 #include <limits.h>
 #include <stdlib.h>
-#include <sys/stat.h>
 
 #include <cerrno>
 
@@ -14,6 +12,11 @@ namespace {
 
 std::int64_t Nanoseconds(const timespec& time) {
   return std::int64_t{time.tv_sec} * 1'000'000'000 + time.tv_nsec;
+}
+
+Descriptor Refused(int error) {
+  errno = error;
+  return {};
 }
 
 }  // namespace
@@ -63,6 +66,21 @@ int ReadAt(int file, void* buffer, std::size_t count, off_t position, std::size_
   return 0;
 }
 
+int ReadSome(int descriptor, void* buffer, std::size_t count, std::size_t* done) {
+  ssize_t got;
+  do {
+    got = read(descriptor, buffer, count);
+  } while (got < 0 && errno == EINTR);
+  *done = got < 0 ? 0 : static_cast<std::size_t>(got);
+  return got < 0 ? errno : 0;
+}
+
+std::optional<std::uint64_t> SizeOf(int descriptor) {
+  struct stat info;
+  if (fstat(descriptor, &info) != 0) return std::nullopt;
+  return static_cast<std::uint64_t>(info.st_size);
+}
+
 std::optional<std::uint64_t> SizeOfRegular(int file) {
   struct stat info;
   if (fstat(file, &info) != 0 || !S_ISREG(info.st_mode)) return std::nullopt;
@@ -78,18 +96,27 @@ int ReadLink(int folder, const char* name, std::string* text) {
   return 0;
 }
 
+std::string ProcPath(int descriptor) {
+  return "/proc/self/fd/" + std::to_string(descriptor);
+}
+
 std::optional<std::string> PathOf(int descriptor) {
   std::string path;
-  const std::string link = "/proc/self/fd/" + std::to_string(descriptor);
   // Pipes and files without a name have texts that are not paths.
-  if (ReadLink(AT_FDCWD, link.c_str(), &path) != 0 || !path.starts_with('/')) return std::nullopt;
+  if (ReadLink(AT_FDCWD, ProcPath(descriptor).c_str(), &path) != 0 || !path.starts_with('/'))
+    return std::nullopt;
   return path;
 }
 
 bool HasName(int entry, int folder, const char* name) {
   struct stat own, named;
   return fstat(entry, &own) == 0 && fstatat(folder, name, &named, AT_SYMLINK_NOFOLLOW) == 0 &&
-         own.st_dev == named.st_dev && own.st_ino == named.st_ino;
+         IsSameFile(own, named);
+}
+
+bool HasEntry(int folder, const char* name) {
+  struct stat info;
+  return fstatat(folder, name, &info, AT_SYMLINK_NOFOLLOW | AT_NO_AUTOMOUNT) == 0;
 }
 
 FileIdentity IdentityOf(const struct stat& attributes) {
@@ -108,20 +135,9 @@ FileIdentity IdentityOf(const std::string& path) {
 }
 
 bool IsOpenAs(int descriptor, const std::string& path) {
-  struct stat own;
-  const FileIdentity there = IdentityOf(path);
-  return there.exists && fstat(descriptor, &own) == 0 && own.st_dev == there.device &&
-         own.st_ino == there.inode;
+  struct stat own, there;
+  return fstat(descriptor, &own) == 0 && stat(path.c_str(), &there) == 0 && IsSameFile(own, there);
 }
-
-namespace {
-
-Descriptor Refused(int error) {
-  errno = error;
-  return {};
-}
-
-}  // namespace
 
 int RefusalOf(mode_t mode) {
   if (S_ISREG(mode)) return 0;
@@ -134,14 +150,13 @@ Descriptor OpenRegular(int folder, const char* name, int flags) {
   struct stat attributes;
   if (!seen || fstat(seen.get(), &attributes) != 0) return {};
   if (const int refusal = RefusalOf(attributes.st_mode)) return Refused(refusal);
-  const std::string same = "/proc/self/fd/" + std::to_string(seen.get());
-  Descriptor opened(openat(AT_FDCWD, same.c_str(), (flags & ~O_NOFOLLOW) | kAlways));
+  Descriptor opened(
+      openat(AT_FDCWD, ProcPath(seen.get()).c_str(), (flags & ~O_NOFOLLOW) | kAlways));
   if (opened || errno != ENOENT) return opened;
   opened = Descriptor(openat(folder, name, flags | kAlways));
   struct stat present;
   if (!opened || fstat(opened.get(), &present) != 0) return {};
-  const bool is_same = present.st_dev == attributes.st_dev && present.st_ino == attributes.st_ino;
-  return is_same ? std::move(opened) : Refused(EAGAIN);
+  return IsSameFile(present, attributes) ? std::move(opened) : Refused(EAGAIN);
 }
 
 Descriptor OpenRegular(const std::string& path, int flags) {

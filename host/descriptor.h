@@ -66,18 +66,35 @@ int WriteAllAt(int file, std::string_view bytes, off_t position, std::size_t* do
 // end.
 int ReadAt(int file, void* buffer, std::size_t count, off_t position, std::size_t* done);
 
-// The size of an open regular file; nothing for anything else.
+// Reads at most `count` bytes that a pipe, terminal or file has at its position, as read(2) does:
+// `done` receives how many, 0 at its end. Waits until there is one.
+int ReadSome(int descriptor, void* buffer, std::size_t count, std::size_t* done);
+
+// The size in bytes of what is open, as fstat(2) gives it; nothing when nothing is.
+std::optional<std::uint64_t> SizeOf(int descriptor);
+// Nothing also for anything but a regular file.
 std::optional<std::uint64_t> SizeOfRegular(int file);
 
 // Gives the text of the symbolic link `name` in the open folder (AT_FDCWD for the current one):
 // EINVAL for anything else, ENAMETOOLONG for a text of 4,096 bytes and more.
 int ReadLink(int folder, const char* name, std::string* text);
 
+// The path below /proc under which this process finds what it has open (proc(5)).
+std::string ProcPath(int descriptor);
+
 // The absolute path that the kernel knows for an open file or folder; nothing when it has none.
 std::optional<std::string> PathOf(int descriptor);
 
 // Whether the open file or folder still has the name in the folder.
 bool HasName(int entry, int folder, const char* name);
+
+// Whether anything has the name in the open folder, a dangling link too.
+bool HasEntry(int folder, const char* name);
+
+// Whether both are attributes of one file, by device and inode.
+inline bool IsSameFile(const struct stat& one, const struct stat& other) {
+  return one.st_dev == other.st_dev && one.st_ino == other.st_ino;
+}
 
 // The identity of a file: whether it is still the one that was seen before.
 

@@ -18,7 +18,6 @@
 #include "host/tree_walk.h"
 
 namespace orvik::host {
-
 namespace {
 
 using Clock = std::chrono::steady_clock;
@@ -282,12 +281,6 @@ int FindLockHolder(const std::string& folder, std::optional<LockHolder>* holder)
   lock.l_len = 1;
   if (fcntl(file.get(), F_OFD_GETLK, &lock) == 0 && lock.l_type != F_UNLCK) show(file.get());
   return 0;
-}
-
-std::optional<LockHolder> FindLockHolder(const std::string& folder) {
-  std::optional<LockHolder> holder;
-  FindLockHolder(folder, &holder);
-  return holder;
 }
 
 }  // namespace orvik::host

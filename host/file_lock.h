@@ -81,8 +81,5 @@ struct LockHolder {
 // when the caller may not open the lock's file, EINVAL when it is not one that Take would use.
 int FindLockHolder(const std::string& folder, std::optional<LockHolder>* holder);
 
-// The same; nothing also when it is not known.
-std::optional<LockHolder> FindLockHolder(const std::string& folder);
-
 }  // namespace host
 }  // namespace orvik

@@ -21,6 +21,30 @@ bool StandsForByte(char16_t unit) {
   return (unit >= 0xDC80 && unit <= 0xDCFF) || unit == kEscapedBackslash;
 }
 
+// Up to as many spellings are tried one by one; beyond that the folder is read.
+constexpr int kMostTries = 256;
+
+// One look-up in a folder (AT_FDCWD for the current one; may be an O_PATH descriptor), which has no
+// entry of exactly this name. Costs nothing for a name of one spelling.
+std::optional<std::string> FindOtherSpelling(int folder, const std::string& name) {
+  if (IsAscii(name)) return std::nullopt;
+  const std::u16string units = FileNameFromBytes(name);
+  if (HasOneSpelling(units)) return std::nullopt;
+  std::optional<std::string> found;
+  int count = 0;
+  const bool tried_all = VisitOtherSpellings(units, kMostTries, [&](std::u16string_view spelling) {
+    std::optional<std::string> other = FileNameToBytes(spelling);
+    if (!other || !HasEntry(folder, other->c_str())) return;
+    found = std::move(other);
+    ++count;
+  });
+  if (tried_all) return count == 1 ? found : std::nullopt;
+  const Descriptor readable(openat(folder, ".", O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+  FolderSpellings spellings;
+  if (!readable || spellings.Read(readable.get()) != 0) return std::nullopt;
+  return spellings.Find(name);
+}
+
 }  // namespace
 
 std::u16string FileNameFromBytes(std::string_view bytes) {
@@ -55,18 +79,6 @@ std::optional<std::string> FileNameToBytes(std::u16string_view name) {
   return bytes;
 }
 
-namespace {
-
-// Up to as many spellings are tried one by one; beyond that the folder is read.
-constexpr int kMostTries = 256;
-
-bool Exists(int folder, const char* name) {
-  struct stat info;
-  return fstatat(folder, name, &info, AT_SYMLINK_NOFOLLOW | AT_NO_AUTOMOUNT) == 0;
-}
-
-}  // namespace
-
 int FolderSpellings::Read(int folder) {
   entries_.clear();
   return ListFolder(folder, [this](const dirent& entry) {
@@ -87,31 +99,6 @@ std::optional<std::string> FolderSpellings::Find(std::string_view name) const {
   return found->second.name;
 }
 
-namespace {
-
-// One look-up in a folder (AT_FDCWD for the current one; may be an O_PATH descriptor), which has no
-// entry of exactly this name. Costs nothing for a name of one spelling.
-std::optional<std::string> FindOtherSpelling(int folder, const std::string& name) {
-  if (IsAscii(name)) return std::nullopt;
-  const std::u16string units = FileNameFromBytes(name);
-  if (HasOneSpelling(units)) return std::nullopt;
-  std::optional<std::string> found;
-  int count = 0;
-  const bool tried_all = VisitOtherSpellings(units, kMostTries, [&](std::u16string_view spelling) {
-    std::optional<std::string> other = FileNameToBytes(spelling);
-    if (!other || !Exists(folder, other->c_str())) return;
-    found = std::move(other);
-    ++count;
-  });
-  if (tried_all) return count == 1 ? found : std::nullopt;
-  const Descriptor readable(openat(folder, ".", O_RDONLY | O_DIRECTORY | O_CLOEXEC));
-  FolderSpellings spellings;
-  if (!readable || spellings.Read(readable.get()) != 0) return std::nullopt;
-  return spellings.Find(name);
-}
-
-}  // namespace
-
 std::string PathOnDisk(std::string path) {
   struct stat info;
   if (IsAscii(path) || StatPath(path, AT_SYMLINK_NOFOLLOW, &info) != ENOENT) return path;
@@ -122,7 +109,7 @@ std::string PathOnDisk(std::string path) {
     const std::size_t slash = std::min(path.find('/', start), path.size());
     std::string name = path.substr(start, slash - start);
     if (!name.empty()) {
-      if (!Exists(here.get(), name.c_str())) {
+      if (!HasEntry(here.get(), name.c_str())) {
         std::optional<std::string> other = FindOtherSpelling(here.get(), name);
         if (!other) return found.append(path, start);
         name = std::move(*other);

@@ -1,7 +1,6 @@
 #include "host/file_place.h"
 
 #include <fcntl.h>
-#include <limits.h>
 #include <linux/openat2.h>
 #include <sys/syscall.h>
 #include <syslog.h>
@@ -10,10 +9,8 @@
 #include <cerrno>
 #include <map>
 #include <mutex>
-#include <string_view>
 #include <utility>
 
-#include "host/descriptor.h"
 #include "host/file_lock.h"
 #include "host/staged_file.h"
 #include "host/system.h"
@@ -59,24 +56,6 @@ int MakeFolder(int folder, const struct stat& attributes, const std::string& nam
   if (!FollowFolder(made->get(), attributes, own)) return errno;
   return RenameWithoutReplacing(staged.descriptor(), kEntry, folder, name.c_str());
 }
-
-}  // namespace
-
-bool FollowFolder(int entry, const struct stat& folder, struct stat* own) {
-  if (fstat(entry, own) != 0) return false;
-  // Without the right to give it away the entry stays root's.
-  if (IsGivenAway(folder) && own->st_uid == 0 &&
-      fchown(entry, folder.st_uid, static_cast<gid_t>(-1)) == 0) {
-    own->st_uid = folder.st_uid;
-  }
-  if (!IsOpenToGroup(folder)) return true;
-  mode_t wanted = own->st_mode | S_IRGRP | S_IWGRP | (folder.st_mode & S_IROTH);
-  if ((own->st_mode & S_IXUSR) != 0) wanted |= S_IXGRP | (folder.st_mode & S_IXOTH);
-  if (wanted != own->st_mode && fchmod(entry, wanted & 07777) == 0) own->st_mode = wanted;
-  return true;
-}
-
-namespace {
 
 constexpr int kMaximumLinks = 40;
 constexpr int kOpenFolderFlags = O_RDONLY | O_DIRECTORY | O_CLOEXEC;
@@ -301,6 +280,20 @@ FilePlace Find(const std::string& path, Links links, Leaf leaf, bool makes) {
 
 }  // namespace
 
+bool FollowFolder(int entry, const struct stat& folder, struct stat* own) {
+  if (fstat(entry, own) != 0) return false;
+  // Without the right to give it away the entry stays root's.
+  if (IsGivenAway(folder) && own->st_uid == 0 &&
+      fchown(entry, folder.st_uid, static_cast<gid_t>(-1)) == 0) {
+    own->st_uid = folder.st_uid;
+  }
+  if (!IsOpenToGroup(folder)) return true;
+  mode_t wanted = own->st_mode | S_IRGRP | S_IWGRP | (folder.st_mode & S_IROTH);
+  if ((own->st_mode & S_IXUSR) != 0) wanted |= S_IXGRP | (folder.st_mode & S_IXOTH);
+  if (wanted != own->st_mode && fchmod(entry, wanted & 07777) == 0) own->st_mode = wanted;
+  return true;
+}
+
 int StatEntry(const FilePlace& place, struct stat* attributes) {
   return fstatat(place.folder.get(), place.name.c_str(), attributes, AT_SYMLINK_NOFOLLOW) == 0
              ? 0
@@ -325,7 +318,7 @@ FilePlace MakePlace(const std::string& path) {
 
 int FlushWay(const FilePlace& place) {
   const int folder = place.folder.get();
-  if (faccessat(folder, kFolderLockName, F_OK, AT_SYMLINK_NOFOLLOW) == 0) return 0;
+  if (HasEntry(folder, kFolderLockName)) return 0;
   Descriptor here;
   struct stat below = place.folder_attributes;
   for (;;) {

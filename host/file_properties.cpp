@@ -13,6 +13,7 @@ namespace orvik::host {
 namespace {
 
 constexpr char kCatalogAttribute[] = "user.orvik.catalog";
+constexpr char kCapabilities[] = "security.capability";
 
 constexpr unsigned char kVersion = 1;
 constexpr unsigned char kDateFlag = 2;
@@ -61,27 +62,6 @@ timespec NaturalDate(const struct statx& info) {
   const statx_timestamp& date = is_known && born_first ? birth : modified;
   return {static_cast<time_t>(date.tv_sec), static_cast<long>(date.tv_nsec)};
 }
-
-}  // namespace
-
-timespec CreationDate(int file, const struct statx& info) {
-  const Record record = ReadRecord(file);
-  return (record[1] & kDateFlag) != 0 ? DateIn(record) : NaturalDate(info);
-}
-
-int CopyCreationDate(int source, const struct statx& info, bool has_record, int copy) {
-  Record record = has_record ? ReadRecord(source) : Record{kVersion};
-  // The copy is born later and takes the modification date over, which then is its creation date.
-  // To the second that is mostly the right one.
-  const timespec natural = NaturalDate(info);
-  if ((record[1] & kDateFlag) == 0 && natural.tv_sec != info.stx_mtime.tv_sec) {
-    PutDate(natural, &record);
-  }
-  if (record == Record{kVersion}) return 0;
-  return fsetxattr(copy, kCatalogAttribute, record.data(), record.size(), 0) == 0 ? 0 : errno;
-}
-
-namespace {
 
 // The kernel's limit for a value, and for all names together.
 constexpr std::size_t kLargest = 65536;
@@ -133,8 +113,25 @@ int CopyAttribute(int from, const char* name, int to, ReadBytes* value) {
 
 }  // namespace
 
-int CopyAttributes(int from, Owner owner, int to, bool* has_record) {
-  if (has_record != nullptr) *has_record = false;
+timespec CreationDate(int file, const struct statx& info) {
+  const Record record = ReadRecord(file);
+  return (record[1] & kDateFlag) != 0 ? DateIn(record) : NaturalDate(info);
+}
+
+int CopyCreationDate(int source, const struct statx& info, bool has_record, int copy) {
+  Record record = has_record ? ReadRecord(source) : Record{kVersion};
+  // The copy is born later and takes the modification date over, which then is its creation date.
+  // To the second that is mostly the right one.
+  const timespec natural = NaturalDate(info);
+  if ((record[1] & kDateFlag) == 0 && natural.tv_sec != info.stx_mtime.tv_sec) {
+    PutDate(natural, &record);
+  }
+  if (record == Record{kVersion}) return 0;
+  return fsetxattr(copy, kCatalogAttribute, record.data(), record.size(), 0) == 0 ? 0 : errno;
+}
+
+int CopyAttributes(int from, Owner owner, int to, OtherAttributes* others) {
+  *others = {};
   ReadBytes names, value;
   const int error =
       names.From([&](char* data, std::size_t size) { return flistxattr(from, data, size); });
@@ -142,13 +139,20 @@ int CopyAttributes(int from, Owner owner, int to, bool* has_record) {
   for (std::string_view rest = names.view(); !rest.empty();) {
     const std::string_view name = rest.substr(0, rest.find('\0'));
     rest.remove_prefix(name.size() + 1);
-    if (has_record != nullptr && name == kCatalogAttribute) {
-      *has_record = true;
+    if (name == kCatalogAttribute) {
+      others->record = true;
+    } else if (name == kCapabilities) {
+      others->capabilities = owner == Owner::kSource;
     } else if (IsCopied(name, owner)) {
       if (const int failure = CopyAttribute(from, name.data(), to, &value)) return failure;
     }
   }
   return 0;
+}
+
+int CopyCapabilities(int from, int to) {
+  ReadBytes value;
+  return CopyAttribute(from, kCapabilities, to, &value);
 }
 
 int CopyMode(const struct stat& old, Owner owner, int to) {
@@ -172,8 +176,12 @@ int CopyMode(const struct stat& old, Owner owner, int to) {
 }
 
 void KeepProperties(int from, const struct stat& old, int to) {
-  if (from >= 0) CopyAttributes(from, Owner::kSource, to, nullptr);
+  OtherAttributes others;
+  ReadBytes value;
+  if (from >= 0) CopyAttributes(from, Owner::kSource, to, &others);
+  if (others.record) CopyAttribute(from, kCatalogAttribute, to, &value);
   CopyMode(old, Owner::kSource, to);
+  if (others.capabilities) CopyCapabilities(from, to);
 }
 
 }  // namespace orvik::host

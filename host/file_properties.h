@@ -16,10 +16,20 @@ enum class Owner {
   kSource,  // a moved file belongs to whom it belonged, where the rights allow that
 };
 
+// What CopyAttributes found and left out.
+struct OtherAttributes {
+  bool record = false;        // of the creation date: CopyCreationDate
+  bool capabilities = false;  // of a program: CopyCapabilities
+};
+
 // Gives the open file or folder `to` the extended attributes of the open one `from`: with
-// Owner::kMaker those of users and the access lists, else all. 0 or an errno. `has_record` (may be
-// null) says whether `from` has the attribute of the creation date, which is not copied here.
-int CopyAttributes(int from, Owner owner, int to, bool* has_record);
+// Owner::kMaker those of users and the access lists, else all. 0 or an errno. `others` receives
+// which ones are to be copied later.
+int CopyAttributes(int from, Owner owner, int to, OtherAttributes* others);
+
+// Gives the open file `to` the capabilities of the program `from` (capabilities(7)). The kernel
+// takes them away when the content or the owner changes, so that this comes last. 0 or an errno.
+int CopyCapabilities(int from, int to);
 
 // Gives the open `to` the mode, and with Owner::kSource the owner and group, that `old` has. The
 // set-user and set-group bits are left out where owner or group is another. 0 or an errno.

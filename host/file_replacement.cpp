@@ -103,26 +103,23 @@ std::size_t FileReplacement::Read(void* buffer, std::size_t count, std::uint64_t
 
 int FileReplacement::Commit() {
   if (!state_->old) return state_->staged->Commit(-1);
+  const int target = state_->old.get();
   struct stat old, made;
-  if (fstat(state_->old.get(), &old) != 0) return errno;
+  if (fstat(target, &old) != 0) return errno;
+  const auto write_into = [&] { return WriteIntoTarget(state_->descriptor(), target); };
   const bool may_write_into =
       state_->is_device || MayWriteInto(old, state_->place.folder_attributes);
-  if (!state_->staged)
-    return may_write_into ? WriteIntoTarget(state_->descriptor(), state_->old.get()) : EACCES;
-  KeepProperties(state_->old.get(), old, state_->staged->descriptor());
+  if (!state_->staged) return may_write_into ? write_into() : EACCES;
+  KeepProperties(target, old, state_->staged->descriptor());
   if (fstat(state_->staged->descriptor(), &made) != 0) return errno;
   const bool is_alike = made.st_uid == old.st_uid && made.st_gid == old.st_gid &&
                         made.st_mode == old.st_mode && old.st_nlink <= 1;
   // What others have put in the place of the old file meanwhile is replaced.
-  const bool is_there =
-      HasName(state_->old.get(), state_->place.folder.get(), state_->place.name.c_str());
-  if (!is_alike && is_there && may_write_into)
-    return WriteIntoTarget(state_->descriptor(), state_->old.get());
-  const int error = state_->staged->Commit(is_there ? state_->old.get() : -1);
+  const bool is_there = HasName(target, state_->place.folder.get(), state_->place.name.c_str());
+  if (!is_alike && is_there && may_write_into) return write_into();
+  const int error = state_->staged->Commit(is_there ? target : -1);
   // A mount point keeps its name.
-  return error == EBUSY && is_there && may_write_into
-             ? WriteIntoTarget(state_->descriptor(), state_->old.get())
-             : error;
+  return error == EBUSY && is_there && may_write_into ? write_into() : error;
 }
 
 }  // namespace orvik::host

@@ -14,12 +14,12 @@
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
+#include <tuple>
 #include <utility>
 
 #include "host/staged_file.h"
 
 namespace orvik::host {
-
 namespace {
 
 constexpr uint32_t kSigns = IN_CREATE | IN_CLOSE_WRITE | IN_MOVED_TO | IN_MOVED_FROM | IN_DELETE |
@@ -81,7 +81,10 @@ std::vector<FileWatch::Place> FileWatch::PlacesOnTheWay() const {
 // that something on the way appeared or vanished.
 bool FileWatch::Arm() {
   if (!queue_) return false;
-  constexpr auto kIsSame = [](const Place& one, const Place& other) { return one.IsAs(other); };
+  constexpr auto kIsSame = [](const Place& one, const Place& other) {
+    return std::tie(one.folder, one.name, one.device, one.inode) ==
+           std::tie(other.folder, other.name, other.device, other.inode);
+  };
   // A folder that appears between the look and the watch would go unseen: look again afterwards.
   for (bool moved = false;; moved = true) {
     std::vector<Place> places = PlacesOnTheWay();

@@ -44,11 +44,6 @@ class FileWatch {
     dev_t device = 0;
     ino_t inode = 0;
     int watch = -1;
-
-    bool IsAs(const Place& other) const {
-      return folder == other.folder && name == other.name && device == other.device &&
-             inode == other.inode;
-    }
   };
 
   std::vector<Place> PlacesOnTheWay() const;

@@ -1,15 +1,11 @@
 #include "host/folder_nesting.h"
 
 #include <fcntl.h>
-#include <limits.h>
-#include <sys/stat.h>
-#include <unistd.h>
 
 #include <algorithm>
 #include <cstdint>
 #include <optional>
 #include <string_view>
-#include <utility>
 #include <vector>
 
 #include "host/descriptor.h"
@@ -18,12 +14,7 @@
 #include "host/replace_file.h"
 
 namespace orvik::host {
-
 namespace {
-
-Descriptor OpenFolder(const std::string& path) {
-  return OpenPath(path, kOpenPlace);
-}
 
 // The part of a path that does not exist, without its dots. `went_up` says whether it had "..";
 // the first ones may be left and are then those of what exists.
@@ -58,7 +49,7 @@ Descriptor OpenExisting(std::string path) {
   for (;;) {
     std::string existing = path;
     Descriptor folder;
-    while (!(folder = OpenFolder(existing))) {
+    while (!(folder = OpenPath(existing, kOpenPlace))) {
       const std::size_t slash = existing.rfind('/');
       if (slash == std::string::npos || existing == "/") return Descriptor();
       existing.resize(std::max<std::size_t>(slash, 1));
@@ -69,11 +60,6 @@ Descriptor OpenExisting(std::string path) {
     if (!went_up) return folder;
     path = existing + rest;
   }
-}
-
-bool IsBelow(std::string_view path, std::string_view folder) {
-  if (folder == "/") return true;
-  return path.starts_with(folder) && (path.size() == folder.size() || path[folder.size()] == '/');
 }
 
 std::uint64_t MountIdOf(int folder) {
@@ -96,7 +82,7 @@ std::optional<MountedPlace> PlaceOf(int folder, const std::vector<Mount>& mounts
   if (!path || id == 0) return {};
   MountedPlace place{nullptr, *path, {}};
   for (const Mount& mount : mounts) {
-    if (mount.id != id || !IsBelow(place.path, mount.point)) continue;
+    if (mount.id != id || !LiesBelow(place.path, mount.point)) continue;
     place.mount = &mount;
     const std::size_t skipped = mount.point == "/" ? 0 : mount.point.size();
     place.path_in_system = (mount.root == "/" ? "" : mount.root) + place.path.substr(skipped);
@@ -115,13 +101,13 @@ bool LiesBelowThroughMounts(int inner, int outer) {
   const std::optional<MountedPlace> out = PlaceOf(outer, mounts);
   if (!in || !out) return false;
   const auto holds_inner = [&in](const std::string& device, const std::string& folder) {
-    return device == in->mount->device && IsBelow(in->path_in_system, folder);
+    return device == in->mount->device && LiesBelow(in->path_in_system, folder);
   };
   if (holds_inner(out->mount->device, out->path_in_system)) return true;
   return std::any_of(mounts.begin(), mounts.end(), [&](const Mount& mount) {
-    if (!IsBelow(mount.point, out->path) || !holds_inner(mount.device, mount.root)) return false;
+    if (!LiesBelow(mount.point, out->path) || !holds_inner(mount.device, mount.root)) return false;
     // Another mount may hide this one.
-    const Descriptor visible = OpenFolder(mount.point);
+    const Descriptor visible = OpenPath(mount.point, kOpenPlace);
     return visible && MountIdOf(visible.get()) == mount.id;
   });
 }
@@ -129,7 +115,7 @@ bool LiesBelowThroughMounts(int inner, int outer) {
 }  // namespace
 
 bool LiesInFolder(const std::string& path, const std::string& folder) {
-  const Descriptor outer = OpenFolder(folder);
+  const Descriptor outer = OpenPath(folder, kOpenPlace);
   const Descriptor inner = OpenExisting(path);
   return !outer || !inner || LiesInFolder(inner.get(), outer.get());
 }

@@ -1,7 +1,7 @@
 // Whether one folder lies in another.
 #pragma once
 
-#include <sys/stat.h>
+#include <sys/types.h>
 
 #include <set>
 #include <string>

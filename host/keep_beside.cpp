@@ -11,7 +11,6 @@
 #include "host/staged_file.h"
 
 namespace orvik::host {
-
 namespace {
 
 constexpr int kNumberedNames = 9;
@@ -26,18 +25,23 @@ std::string NameBeside(const FilePlace& place, std::string_view suffix, int numb
 bool AreOne(int folder, const std::string& name, const std::string& other) {
   struct stat one, two;
   return fstatat(folder, name.c_str(), &one, AT_SYMLINK_NOFOLLOW) == 0 &&
-         fstatat(folder, other.c_str(), &two, AT_SYMLINK_NOFOLLOW) == 0 &&
-         one.st_dev == two.st_dev && one.st_ino == two.st_ino;
+         fstatat(folder, other.c_str(), &two, AT_SYMLINK_NOFOLLOW) == 0 && IsSameFile(one, two);
 }
 
-bool Holds(const FilePlace& place, const std::string& name, std::string_view content) {
+// Reads the file of that name in the place's folder.
+bool ReadBeside(const FilePlace& place, const std::string& name, std::size_t limit,
+                std::string* content) {
   FilePlace other;
   other.folder = Descriptor(fcntl(place.folder.get(), F_DUPFD_CLOEXEC, 0));
   other.folder_attributes = place.folder_attributes;
   other.name = name;
   OpenedFile opened;
+  return ReadWholeFile(other, limit, content, &opened) == 0;
+}
+
+bool Holds(const FilePlace& place, const std::string& name, std::string_view content) {
   std::string present;
-  return ReadWholeFile(other, content.size(), &present, &opened) == 0 && present == content;
+  return ReadBeside(place, name, content.size(), &present) && present == content;
 }
 
 bool HasOneName(int error) {
@@ -123,14 +127,9 @@ void PutBack(const KeptFile& kept, const FilePlace& place) {
     unlinkat(folder, kept.name.c_str(), 0);
     return;
   }
-  FilePlace other;
-  other.folder = Descriptor(fcntl(folder, F_DUPFD_CLOEXEC, 0));
-  other.folder_attributes = place.folder_attributes;
-  other.name = kept.name;
-  OpenedFile opened;
-  std::string old;
   constexpr std::size_t kLargestCompared = std::size_t{1} << 30;
-  if (ReadWholeFile(other, kLargestCompared, &old, &opened) == 0 && Holds(place, place.name, old)) {
+  std::string old;
+  if (ReadBeside(place, kept.name, kLargestCompared, &old) && Holds(place, place.name, old)) {
     unlinkat(folder, kept.name.c_str(), 0);
   }
 }

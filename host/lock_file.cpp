@@ -1,5 +1,4 @@
 #include "host/lock_file.h"
-#include "host/trust.h"
 
 #include <fcntl.h>
 #include <unistd.h>
@@ -12,9 +11,10 @@
 
 #include "host/file_lock.h"
 #include "host/proc.h"
+#include "host/staged_file.h"
+#include "host/trust.h"
 
 namespace orvik::host {
-
 namespace {
 
 constexpr int kOpenFlags = O_NOFOLLOW | O_CLOEXEC | O_NOCTTY | O_NONBLOCK;
@@ -65,11 +65,6 @@ bool ParseWords(std::string_view text, HolderWords* words) {
   if (start_error != std::errc() || start_end == end || *start_end != ' ') return false;
   words->host.assign(start_end + 1, end);
   return true;
-}
-
-int GiveName(int file, int folder, const char* name) {
-  const std::string path = "/proc/self/fd/" + std::to_string(file);
-  return linkat(AT_FDCWD, path.c_str(), folder, name, AT_SYMLINK_FOLLOW) == 0 ? 0 : errno;
 }
 
 }  // namespace
@@ -141,7 +136,7 @@ bool RenewLockFile(int folder, const struct stat& attributes, const char* name) 
   GiveFolderRights(file.get(), attributes);
   // Some volumes keep no rights, and some give no file away.
   if (!HasFolderRights(file.get(), attributes) || unlinkat(folder, name, 0) != 0) return false;
-  GiveName(file.get(), folder, name);
+  LinkUnnamed(file.get(), folder, name);
   return true;
 }
 
@@ -164,7 +159,7 @@ int MakeLockFile(int folder, const struct stat& attributes, const char* name, De
   *file = Descriptor(openat(folder, ".", O_RDWR | O_TMPFILE | O_CLOEXEC, 0600));
   if (*file) {
     GiveFolderRights(file->get(), attributes);
-    const int error = GiveName(file->get(), folder, name);
+    const int error = LinkUnnamed(file->get(), folder, name);
     if (error == 0 || error == EEXIST) return error;
   }
   // Volumes without unnamed files, and machines without /proc.

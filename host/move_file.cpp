@@ -1,13 +1,10 @@
 #include "host/move_file.h"
 
 #include <fcntl.h>
-#include <sys/stat.h>
 #include <unistd.h>
 
 #include <cerrno>
 #include <cstdint>
-#include <string>
-#include <utility>
 #include <vector>
 
 #include "host/descriptor.h"
@@ -113,12 +110,12 @@ class TreeCopier {
     const struct stat old = attributes_.back();
     const int from = sources_.folder();
     const int to = targets_.folder();
-    bool has_record = false;
+    OtherAttributes others;
     *side_ = Side::kTarget;
-    if (const int error = CopyAttributes(from, Owner::kSource, to, &has_record)) return error;
+    if (const int error = CopyAttributes(from, Owner::kSource, to, &others)) return error;
     struct statx info;
     if (statx(from, "", AT_EMPTY_PATH, STATX_BASIC_STATS | STATX_BTIME, &info) == 0) {
-      CopyCreationDate(from, info, has_record, to);
+      CopyCreationDate(from, info, others.record, to);
     }
     if (const int error = CopyMode(old, Owner::kSource, to)) return error;
     const timespec times[2] = {old.st_atim, old.st_mtim};
@@ -144,6 +141,10 @@ Side SideOfRename(int error, int from) {
   const bool is_source =
       error == ENOENT || (is_refusal && faccessat(from, ".", W_OK | X_OK, AT_EACCESS) != 0);
   return is_source ? Side::kSource : Side::kTarget;
+}
+
+void SetSide(const MoveOptions& options, Side side) {
+  if (options.side != nullptr) *options.side = side;
 }
 
 int CopyFolderAsNew(int from, const char* from_name, int to, const char* to_name, Side* side,
@@ -214,16 +215,14 @@ int MoveEntry(int from, const char* from_name, int to, const char* to_name,
               const MoveOptions& options) {
   const int error = RenameWithoutReplacing(from, from_name, to, to_name);
   if (error == EXDEV) return CopyThenRemove(from, from_name, to, to_name, options);
-  if (error != 0 && options.side != nullptr) *options.side = SideOfRename(error, from);
+  if (error != 0) SetSide(options, SideOfRename(error, from));
   return error;
 }
 
 int CopyThenRemove(const std::string& from, const std::string& to, const MoveOptions& options) {
   const std::string_view place = WithoutTrailingSlashes(to);
   const AtPath source(from);
-  if (options.side != nullptr) {
-    *options.side = source.error() != 0 ? Side::kSource : Side::kTarget;
-  }
+  SetSide(options, source.error() != 0 ? Side::kSource : Side::kTarget);
   if (source.error() != 0) return source.error();
   const Descriptor folder = OpenPath(std::string(ParentPath(place)), kOpenPlace);
   if (!folder) return errno;
@@ -234,17 +233,15 @@ int CopyThenRemove(const std::string& from, const std::string& to, const MoveOpt
 int MoveWithoutReplacing(const std::string& from, const std::string& to,
                          const MoveOptions& options) {
   const AtPath source(from), target(to);
-  if (options.side != nullptr) {
-    *options.side = source.error() != 0 ? Side::kSource : Side::kTarget;
-  }
+  SetSide(options, source.error() != 0 ? Side::kSource : Side::kTarget);
   if (source.error() != 0) return source.error();
   if (target.error() != 0) return target.error();
   const int error =
       RenameWithoutReplacing(source.folder(), source.name(), target.folder(), target.name());
   if (error == EXDEV) return CopyThenRemove(from, to, options);
-  if (error != 0 && options.side != nullptr) {
+  if (error != 0) {
     const std::string above(ParentPath(WithoutTrailingSlashes(from)));
-    *options.side = SideOfRename(error, OpenPath(above, kOpenPlace).get());
+    SetSide(options, SideOfRename(error, OpenPath(above, kOpenPlace).get()));
   }
   return error;
 }

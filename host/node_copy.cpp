@@ -1,7 +1,6 @@
 #include "host/node_copy.h"
 
 #include <fcntl.h>
-#include <limits.h>
 #include <linux/fs.h>
 #include <sys/ioctl.h>
 #include <sys/sysmacros.h>
@@ -11,14 +10,12 @@
 #include <utility>
 
 #include "host/descriptor.h"
-#include "host/file_properties.h"
 #include "host/paths.h"
 #include "host/staged_file.h"
 #include "host/tree_walk.h"
 #include "host/trust.h"
 
 namespace orvik::host {
-
 namespace {
 
 constexpr std::size_t kBufferSize = std::size_t{256} << 10;
@@ -52,36 +49,32 @@ int Inspect(int folder, const char* name, Source* source) {
   return statx(folder, name, kFlags, kWanted, &source->info) == 0 ? 0 : errno;
 }
 
-int OpenRegular(int folder, const char* name, Source* source) {
-  source->file = Descriptor(openat(folder, name, kOpenEntry));
-  if (!source->file) return errno;
-  if (statx(source->file.get(), "", AT_EMPTY_PATH, kWanted, &source->info) != 0) return errno;
-  return S_ISREG(source->info.stx_mode) ? 0 : EAGAIN;  // another entry has the name now
-}
-
 int OpenSource(int folder, const char* name, mode_t type, Source* source) {
   if (type == 0 || !S_ISREG(type)) {
     if (const int error = Inspect(folder, name, source)) return error;
     if (!S_ISREG(source->info.stx_mode)) return 0;
   }
-  const int error = OpenRegular(folder, name, source);
-  return error == ELOOP ? Inspect(folder, name, source) : error;
+  source->file = Descriptor(openat(folder, name, kOpenEntry));
+  if (!source->file) return errno == ELOOP ? Inspect(folder, name, source) : errno;
+  if (statx(source->file.get(), "", AT_EMPTY_PATH, kWanted, &source->info) != 0) return errno;
+  return S_ISREG(source->info.stx_mode) ? 0 : EAGAIN;  // another entry has the name now
 }
 
 // Everything but the lock.
 int Fill(const Source& source, int target, const NodeCopy& how) {
   const struct statx& info = source.info;
   const int from = source.file.get();
-  bool has_record = false;
-  if (const int error = CopyAttributes(from, how.owner, target, &has_record)) return error;
+  OtherAttributes others;
+  if (const int error = CopyAttributes(from, how.owner, target, &others)) return error;
   const ContentSize size{static_cast<long long>(info.stx_size),
                          static_cast<long long>(info.stx_blocks) * 512};
   if (const int error = CopyContent(from, target, size, kBufferSize, how.side, how.monitor))
     return error;
-  if (const int error = CopyCreationDate(from, info, has_record, target)) {
+  if (const int error = CopyCreationDate(from, info, others.record, target)) {
     if (error == ENOSPC || error == EDQUOT || error == EIO) return error;
   }
   if (const int error = CopyMode(OwnerAndMode(info), how.owner, target)) return error;
+  if (const int error = others.capabilities ? CopyCapabilities(from, target) : 0) return error;
   const timespec times[2] = {TimeOf(info.stx_atime), TimeOf(info.stx_mtime)};
   return futimens(target, times) == 0 ? 0 : errno;
 }
@@ -167,7 +160,7 @@ bool LeadsTo(int folder, std::string text, const struct stat& entry) {
   for (int links = 0; links < kMaximumLinks; ++links) {
     struct stat info;
     if (fstatat(folder, text.c_str(), &info, AT_SYMLINK_NOFOLLOW) != 0) return false;
-    if (info.st_dev == entry.st_dev && info.st_ino == entry.st_ino) return true;
+    if (IsSameFile(info, entry)) return true;
     std::string next;
     if (!S_ISLNK(info.st_mode) || ReadLink(folder, text.c_str(), &next) != 0) return false;
     const std::string parent(ParentPath(text));

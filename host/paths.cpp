@@ -6,7 +6,6 @@
 
 #include <cerrno>
 
-
 namespace orvik::host {
 
 AtPath::AtPath(const std::string& path) : folder_(AT_FDCWD), name_(path.c_str()) {
@@ -44,7 +43,7 @@ AtPath::~AtPath() {
 
 std::string AtPath::ShortPath() const {
   if (folder_ == AT_FDCWD) return name_;
-  return "/proc/self/fd/" + std::to_string(folder_) + "/" + name_;
+  return ProcPath(folder_) + "/" + name_;
 }
 
 Descriptor OpenPath(const std::string& path, int flags, mode_t mode) {

@@ -38,6 +38,13 @@ inline std::string ChildPath(std::string_view folder, std::string_view name) {
   return path += name;
 }
 
+// Whether the path is the folder's or begins with it and "/", by their texts. Everything lies below
+// "/".
+inline bool LiesBelow(std::string_view path, std::string_view folder) {
+  if (folder == "/") return true;
+  return path.starts_with(folder) && (path.size() == folder.size() || path[folder.size()] == '/');
+}
+
 // "/a/b//" without the "/" at its end; "/" stays.
 inline std::string_view WithoutTrailingSlashes(std::string_view path) {
   while (path.size() > 1 && path.ends_with('/')) path.remove_suffix(1);

@@ -1,19 +1,15 @@
 #include "host/proc.h"
 
 #include <fcntl.h>
-#include <pwd.h>
 #include <sys/stat.h>
 #include <time.h>
 #include <unistd.h>
 
-#include <cerrno>
 #include <charconv>
-#include <optional>
-#include <string>
 #include <utility>
-#include <vector>
 
 #include "host/replace_file.h"
+#include "host/system.h"
 
 namespace orvik::host {
 namespace {
@@ -47,6 +43,29 @@ std::string Unescape(std::string_view text) {
     }
   }
   return plain;
+}
+
+std::int64_t Now(clockid_t clock) {
+  timespec now = {};
+  clock_gettime(clock, &now);
+  return std::int64_t{now.tv_sec} * 1'000'000'000 + now.tv_nsec;
+}
+
+std::optional<std::vector<std::string>>& Given() {
+  static auto& given = *new std::optional<std::vector<std::string>>;
+  return given;
+}
+
+std::vector<std::string> ReadFromProc() {
+  std::string line;
+  std::vector<std::string> arguments;
+  if (ReadWholeFile("/proc/self/cmdline", &line) != 0) return arguments;
+  for (std::size_t at = line.find('\0'); at != std::string::npos && at + 1 < line.size();) {
+    const std::size_t end = line.find('\0', at + 1);
+    arguments.push_back(line.substr(at + 1, end - at - 1));
+    at = end;
+  }
+  return arguments;
 }
 
 }  // namespace
@@ -93,16 +112,6 @@ std::string_view StatusFieldIn(std::string_view status, std::string_view key) {
   return {};
 }
 
-namespace {
-
-std::int64_t Now(clockid_t clock) {
-  timespec now = {};
-  clock_gettime(clock, &now);
-  return std::int64_t{now.tv_sec} * 1'000'000'000 + now.tv_nsec;
-}
-
-}  // namespace
-
 std::optional<std::uint64_t> StartTicks(pid_t pid) {
   if (pid <= 0) return std::nullopt;
   // A process asks about itself again and again.
@@ -127,27 +136,14 @@ std::optional<std::int64_t> StartTime(pid_t pid) {
   return Now(CLOCK_REALTIME) - Now(CLOCK_BOOTTIME) + since_boot;
 }
 
-namespace {
-
-std::string NameOfUser(uid_t id) {
-  std::vector<char> buffer(1024);
-  passwd entry = {};
-  passwd* found = nullptr;
-  while (getpwuid_r(id, &entry, buffer.data(), buffer.size(), &found) == ERANGE) {
-    buffer.resize(buffer.size() * 2);
-  }
-  return found != nullptr ? entry.pw_name : std::to_string(id);
-}
-
-}  // namespace
-
 std::optional<ProcessOwner> FindProcessOwner(pid_t pid) {
   // The folder of a process is made with it, and belongs to its effective user.
   struct stat folder;
   if (pid <= 0 || stat(("/proc/" + std::to_string(pid)).c_str(), &folder) != 0) {
     return std::nullopt;
   }
-  return ProcessOwner{NameOfUser(folder.st_uid), folder.st_mtime};
+  const std::optional<User> user = FindUser(folder.st_uid);
+  return ProcessOwner{user ? user->name : std::to_string(folder.st_uid), folder.st_mtime};
 }
 
 std::string ProgramNameOf(pid_t pid) {
@@ -171,27 +167,6 @@ std::string ProgramNameOf(pid_t pid) {
   }
   return name;
 }
-
-namespace {
-
-std::optional<std::vector<std::string>>& Given() {
-  static auto& given = *new std::optional<std::vector<std::string>>;
-  return given;
-}
-
-std::vector<std::string> ReadFromProc() {
-  std::string line;
-  std::vector<std::string> arguments;
-  if (ReadWholeFile("/proc/self/cmdline", &line) != 0) return arguments;
-  for (std::size_t at = line.find('\0'); at != std::string::npos && at + 1 < line.size();) {
-    const std::size_t end = line.find('\0', at + 1);
-    arguments.push_back(line.substr(at + 1, end - at - 1));
-    at = end;
-  }
-  return arguments;
-}
-
-}  // namespace
 
 void SetProgramArguments(int argc, const char* const* argv) {
   std::vector<std::string>& arguments = Given().emplace();

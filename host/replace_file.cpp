@@ -1,7 +1,5 @@
 #include "host/replace_file.h"
 
-#include <fcntl.h>
-#include <sys/stat.h>
 #include <time.h>
 #include <unistd.h>
 
@@ -10,14 +8,11 @@
 #include <utility>
 #include <vector>
 
-#include "host/descriptor.h"
-#include "host/file_place.h"
 #include "host/file_properties.h"
 #include "host/staged_file.h"
 #include "host/trust.h"
 
 namespace orvik::host {
-
 namespace {
 
 constexpr int kOpenFlags = O_CLOEXEC | O_NOCTTY | O_NONBLOCK;
@@ -93,16 +88,16 @@ Descriptor OpenRegularAt(const FilePlace& place, int access) {
   return Descriptor(openat(folder, name, access | O_NOFOLLOW | kOpenFlags));
 }
 
-bool Holds(int descriptor, std::size_t size, std::string_view content) {
+bool Holds(int file, std::size_t size, std::string_view content) {
   if (size != content.size()) return false;
   char buffer[1 << 16];
-  while (!content.empty()) {
-    const ssize_t count = read(descriptor, buffer, std::min(sizeof buffer, content.size()));
-    if (count < 0 && errno == EINTR) continue;
-    if (count <= 0) return false;
-    const std::string_view piece(buffer, static_cast<std::size_t>(count));
-    if (!content.starts_with(piece)) return false;
-    content.remove_prefix(piece.size());
+  for (off_t at = 0; !content.empty();) {
+    std::size_t count = 0;
+    const std::size_t wanted = std::min(sizeof buffer, content.size());
+    if (ReadAt(file, buffer, wanted, at, &count) != 0 || count == 0) return false;
+    if (!content.starts_with(std::string_view(buffer, count))) return false;
+    content.remove_prefix(count);
+    at += static_cast<off_t>(count);
   }
   return true;
 }
@@ -139,28 +134,24 @@ struct DelayedFlush {
 
 thread_local DelayedFlush delayed;
 
-// The file that is replaced, or whose properties the new one takes.
-struct OldFile {
-  int descriptor = -1;
-  struct stat attributes = {};
-};
-
 enum class Taken { kReplace, kRefuse };
 
-// `taken` says what happens when the name is taken although there was no old file.
+// `old` is the file whose properties the new one takes; its descriptor may be empty. Null when
+// there was none: `taken` says what happens when the name is taken all the same.
 ReplaceResult Put(const FilePlace& place, std::string_view content, Flush flush,
-                  const OldFile* model, int replaced, Taken taken = Taken::kReplace) {
+                  const OpenedFile* old, Taken taken = Taken::kReplace) {
   ReplaceResult result;
   const auto fail = [&result](int error) {
     result.error = error;
     return result;
   };
   StagedFile file(place.folder.get(), place.name);
-  const mode_t mode = model != nullptr ? model->attributes.st_mode & 0666 : 0666;
+  const mode_t mode = old != nullptr ? old->attributes.st_mode & 0666 : 0666;
   if (const int error = file.Make(mode)) return fail(error);
   if (const int error = WriteAll(file.descriptor(), content)) return fail(error);
-  if (model != nullptr) {
-    KeepProperties(model->descriptor, model->attributes, file.descriptor());
+  const int replaced = old != nullptr ? old->descriptor.get() : -1;
+  if (old != nullptr) {
+    KeepProperties(replaced, old->attributes, file.descriptor());
   } else {
     struct stat made;
     FollowFolder(file.descriptor(), place.folder_attributes, &made);
@@ -168,11 +159,11 @@ ReplaceResult Put(const FilePlace& place, std::string_view content, Flush flush,
   StampTime(file.descriptor());
   if (flush == Flush::kToDisk && fsync(file.descriptor()) != 0) return fail(errno);
   // A file that replaces none needs no other name before.
-  const bool refuses = model == nullptr && taken == Taken::kRefuse;
+  const bool refuses = old == nullptr && taken == Taken::kRefuse;
   int error = EEXIST;
   if (refuses) {
     error = file.CommitUnlessTaken();
-  } else if (model == nullptr && !file.has_name()) {
+  } else if (old == nullptr && !file.has_name()) {
     error = file.CommitAsNew();
   }
   if (error == EEXIST && !refuses) error = file.Commit(flush == Flush::kNone ? replaced : -1);
@@ -266,12 +257,11 @@ int ReadWholeFile(const FilePlace& place, std::size_t limit, std::string* conten
 
 ReplaceResult ReplaceFile(const FilePlace& place, std::string_view content, Flush flush,
                           const OpenedFile& old) {
-  if (!old.descriptor) return Put(place, content, flush, nullptr, -1, Taken::kRefuse);
+  if (!old.descriptor) return Put(place, content, flush, nullptr, Taken::kRefuse);
   if (faccessat(place.folder.get(), place.name.c_str(), W_OK, AT_EACCESS) != 0) {
     return {.error = errno, .identity = {}, .obstacle = {}};
   }
-  const OldFile model{old.descriptor.get(), old.attributes};
-  return Put(place, content, flush, &model, old.descriptor.get());
+  return Put(place, content, flush, &old);
 }
 
 Descriptor OpenForOutput(const std::string& path, int flags) {
@@ -327,7 +317,7 @@ ReplaceResult WriteToSpecialFile(const std::string& path, std::string_view conte
 }
 
 ReplaceResult SupersedeFile(const FilePlace& place, std::string_view content) {
-  return Put(place, content, Flush::kToDisk, nullptr, -1);
+  return Put(place, content, Flush::kToDisk, nullptr);
 }
 
 ReplaceResult ReplaceFile(const std::string& path, std::string_view content,
@@ -345,11 +335,11 @@ ReplaceResult ReplaceFile(const std::string& path, std::string_view content,
   result.obstacle = place.obstacle;
   if (!place) return result;
   // What cannot be read for lack of rights can be replaced all the same.
-  OldFile old;
+  OpenedFile old;
   const int folder = place.folder.get();
   const char* const name = place.name.c_str();
   if (fstatat(folder, name, &old.attributes, AT_SYMLINK_NOFOLLOW) != 0) {
-    if (errno == ENOENT) return Put(place, content, flush, nullptr, -1);
+    if (errno == ENOENT) return Put(place, content, flush, nullptr);
     result.error = errno;
     return result;
   }
@@ -364,16 +354,16 @@ ReplaceResult ReplaceFile(const std::string& path, std::string_view content,
     result.error = is_own && options.read_only == ReadOnly::kReplace ? 0 : errno;
   }
   if (result.error != 0) return result;
-  const Descriptor file = OpenRegularAt(place, O_RDONLY);
-  if (file && fstat(file.get(), &old.attributes) == 0 &&
-      Holds(file.get(), static_cast<std::size_t>(old.attributes.st_size), content)) {
+  old.descriptor = OpenRegularAt(place, O_RDONLY);
+  const int file = old.descriptor.get();
+  if (file >= 0 && fstat(file, &old.attributes) == 0 &&
+      Holds(file, static_cast<std::size_t>(old.attributes.st_size), content)) {
     result.identity = IdentityOf(old.attributes);
     // A process that was killed between an exchange and the removal of the old file left it.
     if (flush == Flush::kNone) StagedFile(folder, place.name).RemoveAbandoned();
     return result;
   }
-  old.descriptor = file.get();
-  return Put(place, content, flush, &old, file.get());
+  return Put(place, content, flush, &old);
 }
 
 }  // namespace orvik::host

@@ -1,10 +1,26 @@
 // Whole files: read at once, and replaced so that a reader sees the old content or the new one,
 // never a part.
 //
-// Replacing writes a file without a name on the same volume, flushes it, gives it a name beside the
-// target and renames it over the target. A process that is killed before the name is given leaves
-// nothing; one that is killed between the name and the rename leaves a staged file, which the next
-// one to replace the same target removes (staged_file.h).
+// How "<name>" in a folder is replaced, step by step, and what a crash of the process or of the
+// machine leaves after each:
+//
+//   step  call                                     left after it
+//   1     open(folder, O_TMPFILE)                  the old file
+//   2     write, then fsync                        the old file
+//   3     linkat(".<name>.orvik-<digits>")         the old file, and a staged one
+//   4     renameat(".<name>.orvik-<digits>",       of the process: the new file;
+//                  "<name>")                       of the machine: either, whole
+//   5     fsync(folder)                            the new file
+//
+// - A new file is linked to its name at once, so that steps 3 and 4 are one that replaces nothing.
+// - Without a flush (Flush::kNone) there is no fsync, and step 4 exchanges the two names and
+// removes
+//   the old file: some volumes would write the new one out at a rename over a file.
+// - A volume without O_TMPFILE makes the staged file under its name (mode 0600 at most) in step 1.
+// - Whoever has a staged file holds a kernel lock on it. Step 1 of the next writer of "<name>"
+// removes
+//   unlocked ones of exactly this form (staged_file.h).
+// - Where no new file can take the name, file_replacement.h writes into the old one.
 //
 // Failures are error numbers of Linux; 0 is success. After a failure the old file is as it was,
 // except when the folder could not be flushed: then the new content is there, but may not outlive a

@@ -5,24 +5,20 @@
 #include <stdio.h>
 #include <sys/file.h>
 #include <sys/random.h>
-#include <sys/stat.h>
 #include <time.h>
 
 #include <cerrno>
 #include <map>
 #include <mutex>
 #include <optional>
-#include <string_view>
 #include <utility>
 #include <vector>
 
-#include "host/descriptor.h"
 #include "host/tree_removal.h"
 #include "host/tree_walk.h"
 #include "host/trust.h"
 
 namespace orvik::host {
-
 namespace {
 
 // How many names are tried that others have.
@@ -100,8 +96,11 @@ SearchedFolders& Searched() {
   return searched;
 }
 
-bool Exists(int folder, const char* name) {
-  return faccessat(folder, name, F_OK, AT_SYMLINK_NOFOLLOW) == 0;
+// Removes a folder with all that it holds; a folder that has taken its name is not emptied.
+void RemoveOwn(Descriptor entry, int folder, const char* name) {
+  if (EmptyFolder(std::move(entry), Obstacles::kTakeAway) == 0) {
+    unlinkat(folder, name, AT_REMOVEDIR);
+  }
 }
 
 }  // namespace
@@ -110,7 +109,7 @@ int RenameWithoutReplacing(int from, const char* from_name, int to, const char* 
   if (renameat2(from, from_name, to, to_name, RENAME_NOREPLACE) == 0) return 0;
   if (errno != EINVAL && errno != ENOSYS) return errno;
   // The volume does not know the flag, or the folder would go into itself, which fails again.
-  if (Exists(to, to_name)) return EEXIST;
+  if (HasEntry(to, to_name)) return EEXIST;
   return renameat(from, from_name, to, to_name) == 0 ? 0 : errno;
 }
 
@@ -136,6 +135,15 @@ std::string RandomDigits() {
   return digits;
 }
 
+int LinkUnnamed(int file, int folder, const char* name) {
+  // The direct way is open to whoever opened the file, in older kernels to the superuser alone: the
+  // others get ENOENT.
+  if (linkat(file, "", folder, name, AT_EMPTY_PATH) == 0) return 0;
+  if (errno != ENOENT) return errno;
+  const std::string path = ProcPath(file);
+  return linkat(AT_FDCWD, path.c_str(), folder, name, AT_SYMLINK_FOLLOW) == 0 ? 0 : errno;
+}
+
 int FlushFolder(int folder) {
   return fsync(folder) == 0 || errno == EINVAL || errno == ENOTSUP ? 0 : errno;
 }
@@ -145,24 +153,6 @@ bool HasStagedEntries(int folder) {
            return std::string_view(entry.d_name).find(kMark) != std::string_view::npos ? 1 : 0;
          }) != 0;
 }
-
-namespace {
-
-// Removes a folder with all that it holds; a folder that has taken its name is not emptied.
-void RemoveOwn(Descriptor entry, int folder, const char* name) {
-  if (EmptyFolder(std::move(entry), Obstacles::kTakeAway) == 0) {
-    unlinkat(folder, name, AT_REMOVEDIR);
-  }
-}
-
-// Locks a new file or folder: false when another process has taken it for an abandoned one
-// meanwhile. On file systems without locks this always succeeds.
-bool LockNew(int entry, int folder, const char* name) {
-  const bool is_taken = flock(entry, LOCK_EX | LOCK_NB) != 0 && errno == EWOULDBLOCK;
-  return !is_taken && HasName(entry, folder, name);
-}
-
-}  // namespace
 
 StagedEntry::StagedEntry(int folder, std::string target)
     : folder_(folder), target_(std::move(target)) {}
@@ -228,7 +218,8 @@ int StagedEntry::WithFreeName(Function function) {
 }
 
 int StagedEntry::Lock(const std::string& name) const {
-  return LockNew(entry_.get(), folder_, name.c_str()) ? 0 : EEXIST;
+  const bool is_taken = flock(entry_.get(), LOCK_EX | LOCK_NB) != 0 && errno == EWOULDBLOCK;
+  return !is_taken && HasName(entry_.get(), folder_, name.c_str()) ? 0 : EEXIST;
 }
 
 StagedFile::~StagedFile() {
@@ -244,76 +235,48 @@ int StagedFile::Make(mode_t mode, bool clean, mode_t named) {
   return MakeNamed(mode & named);
 }
 
+int StagedFile::Arrived(int error) {
+  if (error == 0) {
+    name_.clear();
+    NoteCommit();
+  }
+  return error;
+}
+
 int StagedFile::Commit(int old_file) {
-  if (name_.empty()) {
+  if (!has_name()) {
     if (const int error = GiveName()) return error;
   }
   if (old_file >= 0 && Exchange(old_file)) return 0;
-  if (renameat(folder_, name_.c_str(), folder_, target_.c_str()) != 0) return errno;
-  name_.clear();
-  NoteCommit();
-  return 0;
+  const int result = renameat(folder_, name_.c_str(), folder_, target_.c_str());
+  return Arrived(result == 0 ? 0 : errno);
 }
 
 int StagedFile::CommitAsNew() {
-  if (has_name()) return RenameToFreeName();
-  const int error = LinkUnnamed(target_);
-  if (error == 0) NoteCommit();
-  return error;
+  if (!has_name()) return Arrived(LinkUnnamed(entry_.get(), folder_, target_.c_str()));
+  const char* const name = name_.c_str();
+  const char* const target = target_.c_str();
+  if (renameat2(folder_, name, folder_, target, RENAME_NOREPLACE) == 0) return Arrived(0);
+  if (errno != EINVAL && errno != ENOSYS) return errno;
+  // The volume does not know the flag. A second name replaces nothing either; the first one goes
+  // with the object, or, after a kill, with the next file for the same target.
+  if (linkat(folder_, name, folder_, target, 0) == 0) return 0;
+  if (errno != EPERM && errno != EOPNOTSUPP) return errno;
+  return Arrived(RenameWithoutReplacing(folder_, name, folder_, target));
 }
 
 int StagedFile::CommitUnlessTaken() {
   if (!has_name()) return CommitAsNew();
-  const int error = RenameWithoutReplacing(folder_, name_.c_str(), folder_, target_.c_str());
-  if (error == 0) {
-    name_.clear();
-    NoteCommit();
-  }
-  return error;
-}
-
-int StagedFile::RenameToFreeName() {
-  constexpr unsigned kFlags = RENAME_NOREPLACE;
-  int error = renameat2(folder_, name_.c_str(), folder_, target_.c_str(), kFlags) == 0 ? 0 : errno;
-  if (error == EINVAL || error == ENOSYS) {
-    // The volume does not know the flag. A second name replaces nothing either; the first one goes
-    // with the object, or, after a kill, with the next file for the same target.
-    error = LinkTo(folder_, name_);
-    if (error != EPERM && error != EOPNOTSUPP) return error;
-    error = RenameWithoutReplacing(folder_, name_.c_str(), folder_, target_.c_str());
-  }
-  if (error == 0) {
-    name_.clear();
-    NoteCommit();
-  }
-  return error;
+  return Arrived(RenameWithoutReplacing(folder_, name_.c_str(), folder_, target_.c_str()));
 }
 
 void StagedFile::Rollback() {
   if (HasName(entry_.get(), folder_, target_.c_str())) unlinkat(folder_, target_.c_str(), 0);
 }
 
-// The direct way is open to whoever opened the file, in older kernels to the superuser alone: the
-// others get ENOENT.
-int StagedFile::LinkUnnamed(const std::string& name) const {
-  if (linkat(entry_.get(), "", folder_, name.c_str(), AT_EMPTY_PATH) == 0) return 0;
-  if (errno != ENOENT) return errno;
-  constexpr int kFlags = AT_SYMLINK_FOLLOW;
-  return linkat(AT_FDCWD, ProcPath().c_str(), folder_, name.c_str(), kFlags) == 0 ? 0 : errno;
-}
-
-int StagedFile::LinkTo(int from, const std::string& name) const {
-  constexpr int kFlags = AT_SYMLINK_FOLLOW;
-  return linkat(from, name.c_str(), folder_, target_.c_str(), kFlags) == 0 ? 0 : errno;
-}
-
-std::string StagedFile::ProcPath() const {
-  return "/proc/self/fd/" + std::to_string(entry_.get());
-}
-
 // Without /proc a file without a name cannot get one.
 bool StagedFile::CanGetName() const {
-  static const bool has_proc = access(ProcPath().c_str(), F_OK) == 0;
+  static const bool has_proc = access(ProcPath(entry_.get()).c_str(), F_OK) == 0;
   return has_proc;
 }
 
@@ -336,7 +299,8 @@ bool StagedFile::Exchange(int old_file) {
 
 int StagedFile::GiveName() {
   flock(entry_.get(), LOCK_EX | LOCK_NB);
-  return WithFreeName([this](const std::string& name) { return LinkUnnamed(name); });
+  return WithFreeName(
+      [this](const std::string& name) { return LinkUnnamed(entry_.get(), folder_, name.c_str()); });
 }
 
 int StagedFile::MakeNamed(mode_t mode) {

@@ -14,7 +14,6 @@
 #include <sys/types.h>
 
 #include <string>
-#include <string_view>
 
 #include "host/descriptor.h"
 #include "host/paths.h"
@@ -28,6 +27,9 @@ int RenameWithoutReplacing(int from, const char* from_name, int to, const char* 
 
 // Sixteen hexadecimal digits that nobody can guess.
 std::string RandomDigits();
+
+// Gives an open file without a name (O_TMPFILE) its first one: EEXIST when it is taken.
+int LinkUnnamed(int file, int folder, const char* name);
 
 // Puts the names in a folder on disk, where the volume can.
 int FlushFolder(int folder);
@@ -59,7 +61,8 @@ class StagedEntry {
   int WithFreeName(Function function);
   // Remembers the folder as it is after the own commit.
   void NoteCommit() const;
-  // EEXIST when it is not the caller's own any more.
+  // Locks the new entry of this name: EEXIST when another process has taken it for an abandoned one
+  // meanwhile. On file systems without locks this always succeeds.
   int Lock(const std::string& name) const;
 
   int folder_;
@@ -93,10 +96,8 @@ class StagedFile : public StagedEntry {
   void Rollback();
 
  private:
-  int LinkUnnamed(const std::string& name) const;
-  int LinkTo(int from, const std::string& name) const;
-  int RenameToFreeName();
-  std::string ProcPath() const;
+  // After a commit: forgets the staged name when there was no error, which is given back.
+  int Arrived(int error);
   bool CanGetName() const;
   bool Exchange(int old_file);
   int GiveName();

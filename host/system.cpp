@@ -1,6 +1,5 @@
 #include "host/system.h"
 
-#include <fcntl.h>
 #include <pwd.h>
 #include <signal.h>
 #include <stdlib.h>
@@ -12,7 +11,6 @@
 #include <cerrno>
 #include <cstring>
 #include <filesystem>
-#include <string>
 #include <system_error>
 #include <vector>
 
@@ -22,41 +20,35 @@
 namespace orvik::host {
 namespace {
 
-std::string WithoutTrailingSlashes(std::string path) {
-  while (path.size() > 1 && path.ends_with('/')) path.pop_back();
-  return path;
-}
-
 // The variable's absolute path, or "".
 std::string FolderFromEnvironment(const char* variable) {
   const char* value = secure_getenv(variable);
   if (value == nullptr || *value != '/') return {};
-  return WithoutTrailingSlashes(value);
-}
-
-// Whether the path is the folder or lies in it.
-bool LiesIn(std::string_view path, std::string_view folder) {
-  return path.starts_with(folder) && (path.size() == folder.size() || path[folder.size()] == '/');
-}
-
-std::string HomeFromPasswords() {
-  std::vector<char> buffer(16384);
-  passwd entry;
-  passwd* found = nullptr;
-  while (getpwuid_r(getuid(), &entry, buffer.data(), buffer.size(), &found) == ERANGE) {
-    buffer.resize(buffer.size() * 2);
-  }
-  if (found == nullptr || found->pw_dir == nullptr || *found->pw_dir != '/') return "/";
-  return WithoutTrailingSlashes(found->pw_dir);
+  return std::string(WithoutTrailingSlashes(value));
 }
 
 // 0 when the path leads to a folder.
 int FolderError(const std::string& path) {
-  const AtPath at(path);
-  if (at.error() != 0) return at.error();
   struct stat attributes;
-  if (fstatat(at.folder(), at.name(), &attributes, 0) != 0) return errno;
+  if (const int error = StatPath(path, 0, &attributes)) return error;
   return S_ISDIR(attributes.st_mode) ? 0 : ENOTDIR;
+}
+
+// Writes as one call, so that lines of several processes do not mix. A reader that went away is no
+// reason to end: the signal that the kernel sends for it is taken before it can do so.
+void WriteToStandardError(std::string_view text) {
+  sigset_t pipe, blocked, pending;
+  sigemptyset(&pipe);
+  sigaddset(&pipe, SIGPIPE);
+  pthread_sigmask(SIG_BLOCK, &pipe, &blocked);
+  sigpending(&pending);
+  const bool was_pending = sigismember(&pending, SIGPIPE) == 1;
+  const ssize_t written = write(STDERR_FILENO, text.data(), text.size());
+  if (written < 0 && errno == EPIPE && !was_pending) {
+    constexpr timespec kAtOnce = {0, 0};
+    sigtimedwait(&pipe, nullptr, &kAtOnce);
+  }
+  pthread_sigmask(SIG_SETMASK, &blocked, nullptr);
 }
 
 }  // namespace
@@ -70,7 +62,7 @@ std::string SystemRoot() {
   std::error_code error;
   if (*value != '/') root = std::filesystem::absolute(value, error).string();
   if (error) root = value;  // there is no current folder: no path below it can be opened
-  root = WithoutTrailingSlashes(root);
+  root.resize(WithoutTrailingSlashes(root).size());
   return root == "/" ? std::string() : root;
 }
 
@@ -80,9 +72,9 @@ std::string SystemPath(std::string_view path) {
 
 std::string ResolvePath(std::string_view path) {
   const std::string root = SystemRoot();
-  if (!root.empty() && !LiesIn(path, root)) {
+  if (!root.empty() && !LiesBelow(path, root)) {
     for (const char* folder : {"/Library", "/Users/Shared"}) {
-      if (LiesIn(path, folder)) return root + std::string(path);
+      if (LiesBelow(path, folder)) return root + std::string(path);
     }
   }
   return std::string(path);
@@ -90,7 +82,22 @@ std::string ResolvePath(std::string_view path) {
 
 std::string HomeFolder() {
   std::string home = FolderFromEnvironment("HOME");
-  return home.empty() ? HomeFromPasswords() : home;
+  if (!home.empty()) return home;
+  const std::optional<User> user = FindUser(getuid());
+  return user && user->home.starts_with('/') ? std::string(WithoutTrailingSlashes(user->home))
+                                             : "/";
+}
+
+std::optional<User> FindUser(uid_t number) {
+  std::vector<char> buffer(16384);
+  passwd entry = {};
+  passwd* found = nullptr;
+  while (getpwuid_r(number, &entry, buffer.data(), buffer.size(), &found) == ERANGE) {
+    buffer.resize(buffer.size() * 2);
+  }
+  if (found == nullptr) return std::nullopt;
+  const auto text = [](const char* field) { return std::string(field != nullptr ? field : ""); };
+  return User{text(entry.pw_name), text(entry.pw_dir)};
 }
 
 std::string TemporaryFolder() {
@@ -114,27 +121,6 @@ int MakeFolders(const std::string& path) {
     if (end == std::string::npos) return FolderError(path);
   }
 }
-
-namespace {
-
-// Writes as one call, so that lines of several processes do not mix. A reader that went away is no
-// reason to end: the signal that the kernel sends for it is taken before it can do so.
-void WriteToStandardError(std::string_view text) {
-  sigset_t pipe, blocked, pending;
-  sigemptyset(&pipe);
-  sigaddset(&pipe, SIGPIPE);
-  pthread_sigmask(SIG_BLOCK, &pipe, &blocked);
-  sigpending(&pending);
-  const bool was_pending = sigismember(&pending, SIGPIPE) == 1;
-  const ssize_t written = write(STDERR_FILENO, text.data(), text.size());
-  if (written < 0 && errno == EPIPE && !was_pending) {
-    constexpr timespec kAtOnce = {0, 0};
-    sigtimedwait(&pipe, nullptr, &kAtOnce);
-  }
-  pthread_sigmask(SIG_SETMASK, &blocked, nullptr);
-}
-
-}  // namespace
 
 void SystemLog(int priority, std::string_view line) {
   const std::string text(line.substr(0, line.find('\0')));

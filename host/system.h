@@ -1,6 +1,9 @@
 // The system volume, the user's home and the system log on this machine.
 #pragma once
 
+#include <sys/types.h>
+
+#include <optional>
 #include <string>
 #include <string_view>
 
@@ -29,6 +32,13 @@ std::string ResolvePath(std::string_view path);
 // The environment variable HOME when it holds an absolute path, else the home in the password
 // database, else "/".
 std::string HomeFolder();
+
+// An entry of the password database (getpwuid_r(3)); nothing when it has none of the number.
+struct User {
+  std::string name;
+  std::string home;
+};
+std::optional<User> FindUser(uid_t number);
 
 // The environment variable TMPDIR when it holds an absolute path, else "/tmp".
 std::string TemporaryFolder();

@@ -24,26 +24,17 @@
 #include "text/byte_encodings.h"
 
 namespace orvik::host {
-
 namespace {
 
-constexpr mode_t kPrivate = 0700;
-
-enum class LinkRule { kFollow, kRefuse };
-
-int Inspect(const std::string& path, LinkRule links, struct stat* info) {
-  return StatPath(path, links == LinkRule::kRefuse ? AT_SYMLINK_NOFOLLOW : 0, info);
-}
-
 int MakeIfMissing(const std::string& path) {
-  const int error = MakeFolderAt(path, kPrivate);
+  const int error = MakeFolderAt(path, 0700);
   return error == EEXIST ? 0 : error;
 }
 
-// A folder of our own into which we may write.
-int CheckOwnFolder(const std::string& path, LinkRule links) {
+// A folder of our own into which we may write; `links` are flags of StatPath.
+int CheckOwnFolder(const std::string& path, int links) {
   struct stat info;
-  if (const int error = Inspect(path, links, &info)) return error;
+  if (const int error = StatPath(path, links, &info)) return error;
   if (!S_ISDIR(info.st_mode)) return ENOTDIR;
   if (info.st_uid != getuid()) return EACCES;
   const AtPath at(path);
@@ -52,7 +43,7 @@ int CheckOwnFolder(const std::string& path, LinkRule links) {
 }
 
 // A user may have put a link in the place of the home trash, nobody in that of a volume's.
-int OpenTrash(const std::string& trash, LinkRule links, bool create, std::string* files) {
+int OpenTrash(const std::string& trash, int links, bool create, std::string* files) {
   int error = create ? MakeIfMissing(trash) : 0;
   if (error == 0) error = CheckOwnFolder(trash, links);
   for (const char* const part : {"info", "files"}) {
@@ -75,10 +66,7 @@ std::optional<Trash> TrashOf(std::string_view target_path) {
   Trash trash{std::string(ParentPath(files)), {}};
   struct stat here, home;
   if (StatPath(trash.folder, 0, &here) != 0) return std::nullopt;
-  if (StatPath(HomeTrash(), 0, &home) == 0 && here.st_ino == home.st_ino &&
-      here.st_dev == home.st_dev) {
-    return trash;
-  }
+  if (StatPath(HomeTrash(), 0, &home) == 0 && IsSameFile(here, home)) return trash;
   const std::string user = std::to_string(getuid());
   const std::string_view parent = ParentPath(trash.folder);
   if (LeafName(trash.folder) == ".Trash-" + user) {
@@ -90,11 +78,6 @@ std::optional<Trash> TrashOf(std::string_view target_path) {
     return trash;
   }
   return std::nullopt;
-}
-
-std::string InfoPath(const Trash& trash, std::string_view target_path) {
-  return ChildPath(ChildPath(trash.folder, "info"),
-                   std::string(LeafName(target_path)) + ".trashinfo");
 }
 
 std::string Encoded(std::string_view path) {
@@ -143,7 +126,7 @@ bool IsLeftOver(std::time_t modified, const std::string& target_path) {
   constexpr std::time_t kDay = 24 * 60 * 60;
   struct stat info;
   return std::time(nullptr) - modified > kDay &&
-         Inspect(target_path, LinkRule::kRefuse, &info) == ENOENT;
+         StatPath(target_path, AT_SYMLINK_NOFOLLOW, &info) == ENOENT;
 }
 
 // Under a lock, so that of two only one removes it, and never what the other has made since.
@@ -156,8 +139,6 @@ bool RemoveLeftOver(const std::string& path, const std::string& target_path) {
          IsOwnFile(info.get(), at.folder(), at.name()) && fstat(info.get(), &record) == 0 &&
          IsLeftOver(record.st_mtime, target_path) && unlinkat(at.folder(), at.name(), 0) == 0;
 }
-
-constexpr char kFolderSizes[] = "directorysizes";
 
 // The lines of folder sizes without those of folders that are gone, and with the last line alone of
 // each folder.
@@ -193,7 +174,7 @@ std::string WithoutMissingFolders(const Trash& trash, std::string_view lines) {
 void NoteFolderSize(const Trash& trash, const std::string& target_path, std::time_t info_time) {
   constexpr std::size_t kSmall = 512;
   constexpr std::size_t kLargest = std::size_t{16} << 20;
-  const std::string path = ChildPath(trash.folder, kFolderSizes);
+  const std::string path = ChildPath(trash.folder, "directorysizes");
   std::string text;
   if (const int error = ReadWholeFile(path, &text, nullptr, kLargest)) {
     if (error != ENOENT && error != EFBIG) return;
@@ -221,19 +202,19 @@ int OpenHomeTrash(bool create, std::string* files) {
   if (create) {
     if (const int error = MakeFolders(std::string(ParentPath(trash)))) return error;
   }
-  return OpenTrash(trash, LinkRule::kFollow, create, files);
+  return OpenTrash(trash, 0, create, files);
 }
 
 int OpenVolumeTrash(const std::string& top, bool create, std::string* files) {
   const std::string user = std::to_string(getuid());
   const std::string shared = ChildPath(top, ".Trash");
   struct stat info;
-  if (Inspect(shared, LinkRule::kRefuse, &info) == 0 && S_ISDIR(info.st_mode) &&
+  if (StatPath(shared, AT_SYMLINK_NOFOLLOW, &info) == 0 && S_ISDIR(info.st_mode) &&
       (info.st_mode & S_ISVTX) != 0 &&
-      OpenTrash(ChildPath(shared, user), LinkRule::kRefuse, create, files) == 0) {
+      OpenTrash(ChildPath(shared, user), AT_SYMLINK_NOFOLLOW, create, files) == 0) {
     return 0;
   }
-  return OpenTrash(ChildPath(top, ".Trash-" + user), LinkRule::kRefuse, create, files);
+  return OpenTrash(ChildPath(top, ".Trash-" + user), AT_SYMLINK_NOFOLLOW, create, files);
 }
 
 TrashInfo::~TrashInfo() {
@@ -243,8 +224,9 @@ TrashInfo::~TrashInfo() {
 int TrashInfo::Write(std::string_view source_path, std::string_view target_path) {
   const std::optional<Trash> trash = TrashOf(target_path);
   if (!trash) return 0;
-  const std::string path = InfoPath(*trash, target_path);
-  if (const int error = MakeIfMissing(ChildPath(trash->folder, "info"))) return error;
+  const std::string folder = ChildPath(trash->folder, "info");
+  if (const int error = MakeIfMissing(folder)) return error;
+  const std::string path = ChildPath(folder, LeafName(target_path)) + ".trashinfo";
   const std::string target(target_path);
   Descriptor info = OpenPath(path, O_WRONLY | O_CREAT | O_EXCL, 0600);
   if (!info && errno == EEXIST) {

@@ -2,7 +2,6 @@
 
 #include <fcntl.h>
 #include <sys/stat.h>
-#include <unistd.h>
 
 #include <cerrno>
 #include <cstdint>
@@ -27,7 +26,6 @@
 #include "text/transcoding.h"
 
 namespace orvik::host {
-
 namespace {
 
 struct Entry {
@@ -59,7 +57,7 @@ class Merger {
       error = !next ? Leave() : IsStopped(monitor_) ? ECANCELED : Descend(*next);
     }
     if (!crew_.Finish() && error == 0) error = ECANCELED;
-    if (error == ECANCELED) Fail(stopped_at_, ECANCELED);
+    if (error == ECANCELED) Add(stopped_at_, ECANCELED);
     outcome_.AddTo(report_);
     return error;
   }
@@ -72,8 +70,9 @@ class Merger {
     std::shared_ptr<TargetFolder> target = std::make_shared<TargetFolder>();
   };
 
-  void Fail(std::string_view name, int error, Side side = Side::kSource) {
-    outcome_.AddFailure(next_number_++, sources_.path(), name, error, side);
+  // The outcome of an entry of the innermost folder, "" for the folder itself.
+  void Add(std::string_view name, int error, Side side = Side::kSource) {
+    outcome_.Add(next_number_++, sources_.path(), name, error, side);
   }
 
   int Enter(Descriptor from, const std::string& name, Descriptor to, const std::string& target,
@@ -102,25 +101,25 @@ class Merger {
       entries.push_back({entry.d_name, type});
       return 0;
     });
-    if (error != 0) Fail({}, error);
+    if (error != 0) Add({}, error);
     return entries;
   }
 
   // False when the monitor has stopped it.
   bool TransferOther(const Entry& entry) {
-    const int to = targets_.folder();
+    const int from = sources_.folder(), to = targets_.folder();
+    const char* const name = entry.name.c_str();
     const std::string target = TargetName(entry.name);
     if (transfer_ == Transfer::kCopy && GiveToCrew(entry, target)) return true;
     if (!Begins(monitor_, sources_.path(), entry.name)) return false;
     Side side = Side::kSource;
-    const int error = transfer_ == Transfer::kCopy ? Copy(entry, to, target.c_str(), &side)
-                                                   : Move(entry.name.c_str(), to, target, &side);
+    const int error = transfer_ == Transfer::kCopy
+                          ? CopyInto(from, name, entry.type, to, target.c_str(),
+                                     levels_.back().target.get(), &side, monitor_)
+                          : MoveEntry(from, name, to, target.c_str(),
+                                      {&links_, targets_.path(), &side, monitor_});
     if (error == ECANCELED) return false;
-    if (error != 0) {
-      Fail(entry.name, error, side);
-    } else {
-      outcome_.AddDone();
-    }
+    Add(entry.name, error, side);
     Advances(monitor_, 1, 0);
     return true;
   }
@@ -140,26 +139,15 @@ class Merger {
     return true;
   }
 
-  int Copy(const Entry& entry, int to, const char* target, Side* side) {
-    return CopyInto(sources_.folder(), entry.name.c_str(), entry.type, to, target,
-                    levels_.back().target.get(), side, monitor_);
-  }
-
-  int Move(const char* name, int to, const std::string& target, Side* side) {
-    const MoveOptions options{&links_, targets_.path(), side, monitor_};
-    return MoveEntry(sources_.folder(), name, to, target.c_str(), options);
-  }
-
   // The name under which an entry of the source goes into the target.
   std::string TargetName(const std::string& name) {
     Level& level = levels_.back();
     if (level.is_new || HasOneSpellingOnDisk(name)) return name;
     const int to = targets_.folder();
-    if (faccessat(to, name.c_str(), F_OK, AT_SYMLINK_NOFOLLOW) == 0) return name;
+    if (HasEntry(to, name.c_str())) return name;
     if (!level.target_names) level.target_names.emplace().Read(to);
     std::optional<std::string> other = level.target_names->Find(name);
-    const bool is_own =
-        other && faccessat(sources_.folder(), other->c_str(), F_OK, AT_SYMLINK_NOFOLLOW) != 0;
+    const bool is_own = other && !HasEntry(sources_.folder(), other->c_str());
     return is_own ? *other : name;
   }
 
@@ -186,14 +174,14 @@ class Merger {
       // Also a folder that cannot be read is made.
       const int error = errno;
       if (error == EACCES) mkdirat(targets_.folder(), TargetName(name).c_str(), 0777);
-      Fail(name, error);
+      Add(name, error);
       return 0;
     }
     const std::string target = TargetName(name);
     bool is_new, through_link;
     Descriptor to = OpenTarget(target.c_str(), &is_new, &through_link);
     if (!to) {
-      Fail(name, errno, Side::kTarget);
+      Add(name, errno, Side::kTarget);
       return 0;
     }
     // A link may lead back into what is being copied, which then would not end.
@@ -201,7 +189,7 @@ class Merger {
     levels_.push_back({is_new});
     const int error = Enter(std::move(from), name, std::move(to), target, through_link);
     if (error == 0 || error == EINVAL || error == ECANCELED) return error;
-    Fail({}, error);
+    Add({}, error);
     return EIO;
   }
 
@@ -209,7 +197,7 @@ class Merger {
     levels_.pop_back();
     int error = sources_.Leave();
     if (error == 0) error = targets_.Leave();
-    if (error != 0) Fail({}, error);
+    if (error != 0) Add({}, error);
     return error == 0 ? 0 : EIO;
   }
 

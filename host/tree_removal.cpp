@@ -12,12 +12,10 @@
 #include <utility>
 #include <vector>
 
-#include "host/descriptor.h"
 #include "host/paths.h"
 #include "host/tree_walk.h"
 
 namespace orvik::host {
-
 namespace {
 
 constexpr int kMaxPasses = 8;  // over a folder that others fill meanwhile
@@ -50,7 +48,7 @@ void Unlock(int descriptor, TakenAway* taken) {
 // Also of an O_PATH descriptor, which fchmod refuses.
 void SetMode(int descriptor, mode_t mode) {
   if (fchmod(descriptor, mode) == 0) return;
-  chmod(("/proc/self/fd/" + std::to_string(descriptor)).c_str(), mode);
+  chmod(ProcPath(descriptor).c_str(), mode);
 }
 
 // Lets the owner, when that is this user, work in the folder.
@@ -123,6 +121,16 @@ class Remover {
     return last;
   }
 
+  // Counts an entry of the innermost folder, or with an empty name the folder itself.
+  void Count(std::string_view name, int error) {
+    if (error == 0) {
+      ++report_->done;
+    } else {
+      Fail(PathTo(name), error);
+    }
+    Advances(monitor_, 1, 0);
+  }
+
  private:
   struct Level {
     TakenAway taken;
@@ -136,15 +144,6 @@ class Remover {
   void Fail(std::string path, int error) {
     report_->AddFailure(std::move(path), error);
     if (!levels_.empty()) levels_.back().keeps_entries = true;
-  }
-
-  void Count(const char* name, int error) {
-    if (error == 0) {
-      ++report_->done;
-    } else {
-      Fail(PathTo(name), error);
-    }
-    Advances(monitor_, 1, 0);
   }
 
   // Leaves the rest of the tree as it is.
@@ -200,7 +199,7 @@ class Remover {
     // Something else has its name now, or it is empty and need not be read.
     const bool is_other = error == ENOTDIR || error == ELOOP;
     const int left = RemoveEntry(folder, name.c_str(), is_other ? 0 : AT_REMOVEDIR, taken);
-    Count(name.c_str(), left == 0 || is_other ? left : error);
+    Count(name, left == 0 || is_other ? left : error);
   }
 
   // Removes the innermost folder and goes on in the one above; false when there is no way up.
@@ -220,15 +219,9 @@ class Remover {
         RemoveFiles();
         return true;
       }
-      if (error == 0) {
-        ++report_->done;
-      } else {
-        Fail(PathTo({}), error);
-      }
-      Advances(monitor_, 1, 0);
+      Count({}, error);
     }
-    const bool stays = left.keeps_entries;
-    if (stays) {
+    if (left.keeps_entries) {
       GiveBack(walk_.folder(), left.taken);
       upper.keeps_entries = true;
     }
@@ -246,10 +239,6 @@ class Remover {
   std::vector<Level> levels_;
 };
 
-}  // namespace
-
-namespace {
-
 void Expect(const std::string& path, Monitor* monitor) {
   if (monitor == nullptr || !monitor->WantsTotals()) return;
   const TreeSize size = SizeOfTree(OpenPath(path, kOpenFolder), monitor);
@@ -260,8 +249,7 @@ void Expect(const std::string& path, Monitor* monitor) {
 
 bool IsRootFolder(int folder) {
   struct stat info, root;
-  return fstat(folder, &info) == 0 && stat("/", &root) == 0 && info.st_dev == root.st_dev &&
-         info.st_ino == root.st_ino;
+  return fstat(folder, &info) == 0 && stat("/", &root) == 0 && IsSameFile(info, root);
 }
 
 int RemoveFile(int folder, const char* name, Obstacles obstacles) {
@@ -302,13 +290,8 @@ int RemoveTree(int folder, const char* name, Obstacles obstacles, TreeOutcome* r
   TreeOutcome own;
   if (report == nullptr) report = &own;
   Remover remover(obstacles, report, monitor);
-  const auto answer = [report, monitor](int error) {
-    Advances(monitor, 1, 0);
-    if (error == 0) {
-      ++report->done;
-    } else {
-      report->AddFailure({}, error);
-    }
+  const auto answer = [&](int error) {
+    remover.Count({}, error);
     return report->error();
   };
   const std::string_view leaf = LeafName(WithoutTrailingSlashes(name));

@@ -1,14 +1,7 @@
 #include "host/tree_walk.h"
 
-#include <fcntl.h>
-#include <sys/stat.h>
-
-#include <cerrno>
 #include <set>
-#include <utility>
-#include <vector>
 
-#include "host/descriptor.h"
 #include "host/paths.h"
 
 namespace orvik::host {
@@ -75,69 +68,42 @@ std::string TreeWalk::name() const {
   return std::string(name.substr(0, name.size() - (name.empty() ? 0 : 1)));
 }
 
-namespace {
-
-class Counter {
- public:
-  explicit Counter(const Monitor* monitor = nullptr) : monitor_(monitor) {}
-
-  std::uint64_t Count(Descriptor top) {
-    Enter(std::move(top), {});
-    while (walk_.depth() != 0 && !IsStopped(monitor_)) {
-      if (const std::optional<std::string> name = walk_.TakeSubfolder()) {
-        Enter(walk_.OpenSubfolder(*name), *name);
-      } else if (walk_.Leave() != 0) {
-        break;
-      }
+TreeSize SizeOfTree(Descriptor folder, const Monitor* monitor) {
+  TreeSize size;
+  TreeWalk walk;
+  std::set<std::pair<dev_t, ino_t>> counted;  // files of several names
+  const auto count = [&](const dirent& entry) {
+    struct stat info;
+    if (fstatat(walk.folder(), entry.d_name, &info, AT_SYMLINK_NOFOLLOW) != 0) return 0;
+    const bool is_folder = S_ISDIR(info.st_mode);
+    if (is_folder || info.st_nlink < 2 || counted.emplace(info.st_dev, info.st_ino).second) {
+      size.allocated += static_cast<std::uint64_t>(info.st_blocks) * 512;
     }
-    return bytes_;
-  }
-
-  void Add(const struct stat& info) {
-    if (S_ISDIR(info.st_mode) || info.st_nlink < 2 ||
-        counted_.emplace(info.st_dev, info.st_ino).second) {
-      bytes_ += static_cast<std::uint64_t>(info.st_blocks) * 512;
+    ++(is_folder ? size.folders : size.others);
+    if (S_ISREG(info.st_mode)) size.bytes += static_cast<std::uint64_t>(info.st_size);
+    if (is_folder) walk.AddSubfolder(entry.d_name);
+    return 0;
+  };
+  const auto enter = [&](Descriptor opened, std::string_view name) {
+    if (walk.Enter(std::move(opened), name) == 0) ListFolder(walk.folder(), count);
+  };
+  enter(std::move(folder), {});
+  while (walk.depth() != 0 && !IsStopped(monitor)) {
+    if (const std::optional<std::string> name = walk.TakeSubfolder()) {
+      enter(walk.OpenSubfolder(*name), *name);
+    } else if (walk.Leave() != 0) {
+      break;
     }
   }
-
-  std::uint64_t bytes() const { return bytes_; }
-  const TreeSize& size() const { return size_; }
-
- private:
-  void Enter(Descriptor folder, std::string_view name) {
-    if (walk_.Enter(std::move(folder), name) != 0) return;
-    ListFolder(walk_.folder(), [this](const dirent& entry) {
-      struct stat info;
-      if (fstatat(walk_.folder(), entry.d_name, &info, AT_SYMLINK_NOFOLLOW) != 0) return 0;
-      Add(info);
-      ++(S_ISDIR(info.st_mode) ? size_.folders : size_.others);
-      if (S_ISREG(info.st_mode)) size_.bytes += static_cast<std::uint64_t>(info.st_size);
-      if (S_ISDIR(info.st_mode)) walk_.AddSubfolder(entry.d_name);
-      return 0;
-    });
-  }
-
-  const Monitor* const monitor_;
-  TreeWalk walk_;
-  std::set<std::pair<dev_t, ino_t>> counted_;  // files of several names
-  std::uint64_t bytes_ = 0;
-  TreeSize size_;
-};
-
-}  // namespace
+  return size;
+}
 
 std::uint64_t DiskUsage(const std::string& path) {
   struct stat info;
   if (StatPath(path, AT_SYMLINK_NOFOLLOW, &info) != 0) return 0;
-  Counter counter;
-  counter.Add(info);
-  return S_ISDIR(info.st_mode) ? counter.Count(OpenPath(path, kOpenFolder)) : counter.bytes();
-}
-
-TreeSize SizeOfTree(Descriptor folder, const Monitor* monitor) {
-  Counter counter(monitor);
-  counter.Count(std::move(folder));
-  return counter.size();
+  const std::uint64_t own = static_cast<std::uint64_t>(info.st_blocks) * 512;
+  if (!S_ISDIR(info.st_mode)) return own;
+  return own + SizeOfTree(OpenPath(path, kOpenFolder), nullptr).allocated;
 }
 
 }  // namespace orvik::host

@@ -136,21 +136,21 @@ class TreeWalk {
   std::string path_;
 };
 
-// How much room a folder takes, and how much it holds.
-
-// The bytes that the file or folder has allocated with all that it holds, as du(1) counts them: a
-// file of several names once, links not followed. Unreadable entries count as 0.
-std::uint64_t DiskUsage(const std::string& path);
-
 // What a folder holds, at every depth.
 struct TreeSize {
   std::uint64_t folders = 0;
   std::uint64_t others = 0;  // files, links, special files
   std::uint64_t bytes = 0;   // the sizes of the regular files, each name by itself
+  std::uint64_t allocated =
+      0;  // bytes on the volume, as du(1) counts: a file of several names once
 };
 
-// Counts until the monitor (may be null) says stop. Unreadable entries count as 0.
+// Counts until the monitor (may be null) says stop. Links are not followed. Unreadable entries
+// count as 0.
 TreeSize SizeOfTree(Descriptor folder, const Monitor* monitor);
+
+// The bytes that the file or folder has allocated with all that it holds.
+std::uint64_t DiskUsage(const std::string& path);
 
 }  // namespace host
 }  // namespace orvik

@@ -14,6 +14,10 @@ bool IsTrusted(uid_t user) {
   return user == 0 || user == geteuid();
 }
 
+int Access(const std::string& path, int mode) {
+  return faccessat(AT_FDCWD, path.c_str(), mode, AT_EACCESS) == 0 ? 0 : errno;
+}
+
 }  // namespace
 
 bool OthersCanChange(const struct stat& folder) {
@@ -49,14 +53,6 @@ bool MayRemoveStaged(const struct stat& staged, const struct stat& folder,
   if (S_ISDIR(staged.st_mode) || caller != 0) return false;
   return staged.st_uid == folder.st_uid || (target != nullptr && staged.st_uid == target->st_uid);
 }
-
-namespace {
-
-int Access(const std::string& path, int mode) {
-  return faccessat(AT_FDCWD, path.c_str(), mode, AT_EACCESS) == 0 ? 0 : errno;
-}
-
-}  // namespace
 
 int ReplaceAccess(const std::string& path) {
   const int file = Access(path, W_OK);

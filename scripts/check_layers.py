@@ -72,10 +72,8 @@ FILE_CALLS = re.compile(
 # How many of them each folder may have besides, and why.
 FILE_CALLS_ALLOWED = {
     "text": (1, "the message of a process that ends"),
-    "desktop": (3, "a terminal, a pipe, and the /dev/null of a child"),
     "platform": (4, "what references and open forks ask"),
     "plist": (7, "property-list files that are written in place"),
-    "files": (1, "the size of a descriptor of the caller's"),
 }
 # Compilers keep these in folders of their own, and POSIX spells some headers of C its own way.
 STANDARD = re.compile(r"[a-z_]+$|(stdio|stdlib|string|time|limits|inttypes|errno|signal)\.h$")

@@ -28,6 +28,12 @@ class FolderLockTest : public EnvironmentTest {
     lock.KeepFile();
     return lock;
   }
+  // Nothing also when it is not known.
+  std::optional<LockHolder> Holder() const {
+    std::optional<LockHolder> holder;
+    FindLockHolder(folder_, &holder);
+    return holder;
+  }
   static int ErrorElsewhere(const fs::path& folder) {
     int error = -1;
     std::thread([&] { error = Take(folder, 0).error(); }).join();
@@ -49,19 +55,19 @@ TEST_F(FolderLockTest, IsExclusiveBetweenThreadsAndRecursiveInOne) {
 }
 
 TEST_F(FolderLockTest, EndsWithAKilledHolderWhichIsShown) {
-  EXPECT_FALSE(FindLockHolder(folder_));
+  EXPECT_FALSE(Holder());
   std::optional<FolderLock> lock;
   OtherProcess holder([&] { lock.emplace(Take(folder_, 0)); });
   const auto start = std::chrono::steady_clock::now();
   EXPECT_EQ(Take(folder_, 200).error(), EWOULDBLOCK);
   EXPECT_GE(std::chrono::steady_clock::now() - start, std::chrono::milliseconds(200));
-  const auto shown = FindLockHolder(folder_);
+  const auto shown = Holder();
   ASSERT_TRUE(shown);
   EXPECT_EQ(shown->pid, holder.pid());
   EXPECT_TRUE(shown->is_local);
   holder.End();
   EXPECT_TRUE(Take(folder_, 0).held());
-  EXPECT_FALSE(FindLockHolder(folder_));
+  EXPECT_FALSE(Holder());
 }
 
 TEST_F(FolderLockTest, AForkedChildNeitherHoldsTheLockNorKeepsItFromOthers) {
@@ -135,23 +141,6 @@ const Odd kOddFiles[] = {
      true},
 };
 
-struct Node {
-  explicit Node(const fs::path& path) {
-    struct stat own = {};
-    lstat(path.c_str(), &own);
-    mode = own.st_mode;
-    owner = own.st_uid;
-    inode = own.st_ino;
-    if (S_ISREG(mode)) content = ReadFile(path);
-  }
-  bool operator==(const Node&) const = default;
-
-  mode_t mode;
-  uid_t owner;
-  ino_t inode;
-  std::string content;
-};
-
 TEST_F(FolderLockTest, RefusesWhatIsNotALockFileAndLeavesItAlone) {
   chmod(folder_.c_str(), 0755);
   for (const char* const name : {".orvik.lock", ".orvik.lock.held"}) {
@@ -163,7 +152,7 @@ TEST_F(FolderLockTest, RefusesWhatIsNotALockFileAndLeavesItAlone) {
       // As old as one of another machine that has ended.
       const timespec old[2] = {{.tv_sec = 1, .tv_nsec = 0}, {.tv_sec = 1, .tv_nsec = 0}};
       utimensat(AT_FDCWD, file.c_str(), old, AT_SYMLINK_NOFOLLOW);
-      const Node before(file);
+      const std::string before = RecordOf(file);
       const int error = InProcesses(1, [&](int) {
         if (file.extension() == ".held") ForbidLocks();
         const FolderLock lock = Take(folder_, 0);
@@ -172,7 +161,7 @@ TEST_F(FolderLockTest, RefusesWhatIsNotALockFileAndLeavesItAlone) {
         return HasFailure() ? 1 : lock.error();
       })[0];
       EXPECT_EQ(error, EINVAL);
-      EXPECT_EQ(Node(file), before);
+      EXPECT_EQ(RecordOf(file), before);
       EXPECT_FALSE(fs::exists(folder_ / "elsewhere"));
       fs::remove_all(file);
       fs::remove(folder_ / "other");
@@ -223,19 +212,19 @@ TEST_F(FolderLockTest, RootGivesAwayOnlyWhatItMade) {
   ASSERT_EQ(chown(folder_.c_str(), kStranger, kStranger), 0);
   WriteFile(file, "root's secret\n");
   chmod(file.c_str(), 0600);
-  const Node secret(file);
+  const std::string secret = RecordOf(file);
   EXPECT_EQ(Take(folder_, 0).error(), EINVAL);
-  EXPECT_EQ(Node(file), secret);
+  EXPECT_EQ(RecordOf(file), secret);
   fs::remove(file);
   EXPECT_TRUE(Take(folder_, 0).held());
-  EXPECT_EQ(Node(file).owner, kStranger);
+  EXPECT_EQ(StatOf(file).st_uid, kStranger);
   // A lock file of root is put right by another one.
   ASSERT_EQ(chown(file.c_str(), 0, 0), 0);
-  const Node roots(file);
+  const struct stat roots = StatOf(file);
   const Descriptor opened(open(file.c_str(), O_RDONLY | O_CLOEXEC));
   EXPECT_TRUE(Take(folder_, 0).held());
-  EXPECT_EQ(Node(file).owner, kStranger);
-  EXPECT_NE(Node(file).inode, roots.inode);
+  EXPECT_EQ(StatOf(file).st_uid, kStranger);
+  EXPECT_NE(StatOf(file).st_ino, roots.st_ino);
   struct stat old = {};
   fstat(opened.get(), &old);
   EXPECT_EQ(old.st_uid, 0u);
@@ -280,7 +269,7 @@ TEST_F(FolderLockTest, AnExclusiveFileTakesThePlaceOfLocksThatTheVolumeLacks) {
   // What processes left that were killed as they took a stale file away, and what they did not.
   EXPECT_TRUE(Take(folder_, 0).held());
   const std::string live = std::to_string(getpid()) + ReadFile(folder_ / ".orvik.lock").substr(10);
-  MakeTree(folder_, {".orvik.lock.held.12=mine", ".orvik.lock.held.x="});
+  Plant(folder_, ".orvik.lock.held.12=mine .orvik.lock.held.x=");
   WriteFile(folder_ / ".orvik.lock.held.13", live);
   WriteFile(folder_ / ".orvik.lock.held.14", "999999999" + live.substr(live.find(' ')));
   const auto foreign = [&] {
@@ -290,7 +279,7 @@ TEST_F(FolderLockTest, AnExclusiveFileTakesThePlaceOfLocksThatTheVolumeLacks) {
     })[0];
   };
   EXPECT_EQ(foreign(), EWOULDBLOCK);
-  EXPECT_EQ(FindLockHolder(folder_)->host, "another.example");
+  EXPECT_EQ(Holder()->host, "another.example");
   fs::last_write_time(held, fs::file_time_type::clock::now() - std::chrono::minutes(11));
   EXPECT_EQ(foreign(), EWOULDBLOCK);  // the try that finds it stale removes it
   EXPECT_EQ(foreign(), 0);

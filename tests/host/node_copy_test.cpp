@@ -7,8 +7,10 @@
 #include "host/descriptor.h"
 #include "host/move_file.h"
 #include "host/paths.h"
+#include "host/replace_file.h"
 #include "host/tree_removal.h"
 #include "tests/support/file_trees.h"
+#include "tests/support/volumes.h"
 #include "tests/support/without_root_rights.h"
 
 namespace orvik::test {
@@ -26,7 +28,7 @@ class NodeCopyTest : public EnvironmentTest {
 };
 
 TEST_F(NodeCopyTest, ReplacesFilesLinksAndEmptyFoldersOnly) {
-  MakeTree(top_, {"source=new", "link->some/text", "target=old", "full/x", "pipe|"});
+  Plant(top_, "source=new link->some/text target=old full/x pipe|");
   EXPECT_EQ(Copy("source", "target"), EEXIST);
   EXPECT_EQ(Copy("link", "target"), EEXIST);
   EXPECT_EQ(ReadFile(top_ / "target"), "old");
@@ -47,8 +49,7 @@ TEST_F(NodeCopyTest, ReplacesFilesLinksAndEmptyFoldersOnly) {
   EXPECT_EQ(Copy("pipe", "new"), EOPNOTSUPP);
   EXPECT_EQ(Copy("pipe", "new", {.special_files = true}), 0);
   EXPECT_EQ(ModeOf(top_ / "new"), 0640u);
-  EXPECT_EQ(TreeIn(top_), (Words{"full/", "full/x=x", "link->some/text", "new|", "pipe|",
-                                 "source=new", "target=new"}));
+  EXPECT_EQ(TreeText(top_), "full/ full/x=x link->some/text new| pipe| source=new target=new");
 }
 
 TEST_F(NodeCopyTest, NothingIsCopiedOntoItself) {
@@ -81,9 +82,7 @@ TEST_F(NodeCopyTest, KeepsAttributesModeTimesAndLock) {
   const bool is_locked = Lock(source);
   ASSERT_EQ(Copy("source", "target"), 0);
   EXPECT_EQ(ModeOf(target), 0440u);
-  struct stat info {};
-  stat(target.c_str(), &info);
-  EXPECT_EQ(info.st_mtim.tv_nsec, 123'456'789);
+  EXPECT_EQ(StatOf(target).st_mtim.tv_nsec, 123'456'789);
   std::string value(large.size() + 1, '\0');
   if (has_attributes) {
     EXPECT_EQ(getxattr(target.c_str(), "user.fork", value.data(), value.size()), 3000);
@@ -94,6 +93,55 @@ TEST_F(NodeCopyTest, KeepsAttributesModeTimesAndLock) {
   WriteFile(top_ / "other", "other");
   EXPECT_NE(Copy("other", "target", kReplacing), 0);
   EXPECT_EQ(ReadFile(target), "data");
+}
+
+TEST_F(NodeCopyTest, HolesStayHoles) {
+  const std::string source = top_ / "source";
+  {
+    const Descriptor file(open(source.c_str(), O_CREAT | O_RDWR, 0600));
+    EXPECT_EQ(WriteAllAt(file.get(), std::string(100'000, 'd'), 30 << 20), 0);
+    ASSERT_EQ(ftruncate(file.get(), 64 << 20), 0);
+  }
+  ASSERT_EQ(Copy("source", "target"), 0);
+  EXPECT_LT(StatOf(top_ / "target").st_blocks * 512, 4 << 20);
+  EXPECT_EQ(RunCommand({"cmp", source, top_ / "target"}).status, 0);
+}
+
+// ramfs knows no user attributes.
+TEST_F(NodeCopyTest, AttributesThatTheVolumeCannotKeepAreLeftOut) {
+  WriteFile(top_ / "source", "content");
+  if (!HasUserAttributes(top_ / "source")) GTEST_SKIP() << "no user attributes here";
+  setxattr((top_ / "source").c_str(), "user.fork", "fork", 4, 0);
+  const bool tested = OnAVolume(At("volume"), "ramfs", "", [this] {
+    ASSERT_FALSE(HasUserAttributes(At("volume")));
+    EXPECT_EQ(Copy("source", "volume/copy"), 0);
+    EXPECT_EQ(MoveWithoutReplacing(top_ / "source", top_ / "volume/moved"), 0);
+    EXPECT_EQ(ReadFile(At("volume/copy")) + ReadFile(At("volume/moved")), "contentcontent");
+  });
+  if (!tested) GTEST_SKIP() << "this user may not mount";
+}
+
+// The kernel takes the capabilities of a program away when it is written or changes its owner.
+TEST_F(NodeCopyTest, CapabilitiesGoWithAMoveAndStayWithAReplacedFile) {
+  static constexpr char kNetRaw[20] = {0, 0, 0, 2, 0, 0x20};  // version 2, CAP_NET_RAW permitted
+  const fs::path source = top_ / "source";
+  WriteFile(source, "program");
+  if (chown(source.c_str(), 1234, 1234) != 0 ||
+      setxattr(source.c_str(), "security.capability", kNetRaw, sizeof kNetRaw, 0) != 0) {
+    GTEST_SKIP() << "no right to give capabilities";
+  }
+  const auto capabilities = [this](const char* name) {
+    char value[sizeof kNetRaw] = {};
+    const fs::path path = top_ / name;
+    const ssize_t size = getxattr(path.c_str(), "security.capability", value, sizeof value);
+    return size == sizeof value && std::memcmp(value, kNetRaw, sizeof value) == 0;
+  };
+  EXPECT_EQ(Copy("source", "copy"), 0);
+  EXPECT_FALSE(capabilities("copy"));
+  EXPECT_EQ(CopyThenRemove(source, top_ / "moved"), 0);
+  EXPECT_TRUE(capabilities("moved"));
+  EXPECT_EQ(ReplaceFile(top_ / "moved", "new").error, 0);
+  EXPECT_TRUE(capabilities("moved"));
 }
 
 TEST_F(NodeCopyTest, BitsThatGiveRightsGoWithTheirOwnerOnly) {
@@ -109,8 +157,8 @@ TEST_F(NodeCopyTest, BitsThatGiveRightsGoWithTheirOwnerOnly) {
 
 // Another process copies the same folder at the same time.
 TEST_F(NodeCopyTest, InANewFolderTheEntryOfAnotherProcessIsReplaced) {
-  MakeTree(top_, {"from/file=ours", "from/link->ours", "from/folder", "to/file=theirs",
-                  "to/link->theirs", "to/folder/x"});
+  Plant(top_,
+        "from/file=ours from/link->ours from/folder to/file=theirs to/link->theirs to/folder/x");
   const Descriptor from(open((top_ / "from").c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC));
   const Descriptor to(open((top_ / "to").c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC));
   Side side = Side::kSource;
@@ -119,11 +167,11 @@ TEST_F(NodeCopyTest, InANewFolderTheEntryOfAnotherProcessIsReplaced) {
   }
   EXPECT_EQ(CopyIntoNewFolder(from.get(), "folder", 0, to.get(), &side, nullptr), EISDIR);
   EXPECT_EQ(side, Side::kTarget);
-  EXPECT_EQ(TreeIn(top_ / "to"), (Words{"file=ours", "folder/", "folder/x=x", "link->ours"}));
+  EXPECT_EQ(TreeText(top_ / "to"), "file=ours folder/ folder/x=x link->ours");
 }
 
 TEST_F(NodeCopyTest, SaysWhichSideFailed) {
-  MakeTree(top_, {"file=content", "secret", "pipe|", "closed/"});
+  Plant(top_, "file=content secret pipe| closed/");
   fs::permissions(top_ / "secret", fs::perms::none);
   fs::permissions(top_ / "closed", fs::perms(0555));
   const WithoutRootRights without(env_.folder());
@@ -144,7 +192,7 @@ using MoveFileTest = EnvironmentTest;
 // The road to another volume, taken on one.
 TEST_F(MoveFileTest, CopiesATreeWithWhatItCarriesAndRemovesTheSource) {
   const fs::path from = top_ / "tree", to = top_ / "moved";
-  MakeTree(from, {"sub/file=content", "link->nowhere", "pipe|"});
+  Plant(from, "sub/file=content link->nowhere pipe|");
   fs::permissions(from / "sub" / "file", fs::perms(0750));
   fs::last_write_time(from / "sub" / "file", fs::file_time_type());
   const auto time = fs::last_write_time(from / "sub" / "file");
@@ -191,13 +239,13 @@ TEST_F(MoveFileTest, DepthIsNotBounded) {
 
 TEST_F(MoveFileTest, NeverReplacesAndKeepsTheSourceOfAFailure) {
   const fs::path from = top_ / "from", to = top_ / "to", folder = top_ / "folder";
-  MakeTree(top_, {"from", "to->dangling", "folder/"});
+  Plant(top_, "from to->dangling folder/");
   EXPECT_EQ(CopyThenRemove(from, to), EEXIST);
   EXPECT_EQ(MoveWithoutReplacing(from, to), EEXIST);
   EXPECT_EQ(CopyThenRemove(from, top_ / "none/to"), ENOENT);
   EXPECT_EQ(CopyThenRemove(folder, folder / "in"), EINVAL);
   EXPECT_EQ(MoveWithoutReplacing(folder, folder / "in"), EINVAL);
-  EXPECT_EQ(TreeIn(top_), (Words{"folder/", "from=x", "to->dangling"}));
+  EXPECT_EQ(TreeText(top_), "folder/ from=x to->dangling");
 }
 
 }  // namespace

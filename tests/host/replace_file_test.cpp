@@ -55,7 +55,7 @@ TEST_F(ReplaceFileTest, KeepsModeAndAttributesAndFollowsLinks) {
 }
 
 TEST_F(ReplaceFileTest, RefusesWhatIsNoFile) {
-  MakeTree(top_, {"folder/", "pipe|"});
+  Plant(top_, "folder/ pipe|");
   const std::pair<std::string, int> cases[] = {
       {"folder", EISDIR}, {"pipe", EINVAL}, {"none/file", ENOENT}};
   std::string content;
@@ -69,7 +69,7 @@ TEST_F(ReplaceFileTest, RefusesWhatIsNoFile) {
 
 // A device may act when it is opened, and a pipe lets a waiting writer go on.
 TEST_F(ReplaceFileTest, OpensNothingButRegularFiles) {
-  MakeTree(top_, {"pipe|", "link->pipe"});
+  Plant(top_, "pipe| link->pipe");
   std::string content;
   for (const mode_t mode : {0755, 0777}) {  // where others can change the name, and where not
     chmod(top_.c_str(), mode);
@@ -89,7 +89,7 @@ TEST_F(ReplaceFileTest, OpensNothingButRegularFiles) {
 // As where hard links are not protected: the other name may be a file of root's anywhere.
 TEST_F(ReplaceFileTest, RootWritesIntoNoOtherNameOfAFile) {
   if (geteuid() != 0) GTEST_SKIP() << "only root is misled so";
-  MakeTree(top_, {"theirs/", "victim=old"});
+  Plant(top_, "theirs/ victim=old");
   ASSERT_EQ(chown((top_ / "theirs").c_str(), 65534, 65534), 0);
   const fs::path trap = top_ / "theirs/out";
   fs::create_hard_link(top_ / "victim", trap);
@@ -98,7 +98,7 @@ TEST_F(ReplaceFileTest, RootWritesIntoNoOtherNameOfAFile) {
   EXPECT_EQ(file.Open(trap, top_), 0);
   EXPECT_EQ(file.Write("new"), 0);
   EXPECT_EQ(file.Commit(), 0);
-  EXPECT_EQ(TreeIn(top_), (Words{"theirs/", "theirs/out=new", "victim=old"}));
+  EXPECT_EQ(TreeText(top_), "theirs/ theirs/out=new victim=old");
 }
 
 // A lock whose file was removed lets two processes make the first file at once.
@@ -129,7 +129,7 @@ TEST_F(ReplaceFileTest, NoRightToWriteKeepsTheOldFile) {
   chmod(top_.c_str(), 0777);
   chmod(file_.c_str(), 0444);
   EXPECT_EQ(as_other(), EACCES);
-  EXPECT_EQ(TreeIn(top_), Words{"file=old"});
+  EXPECT_EQ(TreeText(top_), "file=old");
 }
 
 TEST_F(ReplaceFileTest, RemovesWhatAKilledWriterLeftAndNothingElse) {
@@ -205,7 +205,7 @@ TEST_F(KeepBesideTest, TakesBackWhatWasNotReplaced) {
 // What others put under the names neither leads the copy elsewhere nor keeps it from being made.
 TEST_F(KeepBesideTest, PlantedNamesAreNeitherFollowedNorInTheWay) {
   const fs::path target = env_.folder() / "target";
-  MakeTree(env_.folder(), {"file.damaged->target", "file.damaged-2/"});
+  Plant(env_.folder(), "file.damaged->target file.damaged-2/");
   for (int number = 3; number <= 9; ++number) {
     WriteFile(file_ + ".damaged-" + std::to_string(number), "taken");
   }

@@ -71,14 +71,14 @@ TEST_F(OpenTrashTest, InfoFilesSayWhereThingsCameFrom) {
   kept.Keep();
   EXPECT_TRUE(Exists(home_trash_ / "info/a b.txt.trashinfo"));
   // Folders that only look like a trash get no info file.
-  MakeTree(top_, {"Trash/files/", "Trash/info/"});
+  Plant(top_, "Trash/files/ Trash/info/");
   TrashInfo none;
   EXPECT_EQ(none.Write("/x", (top_ / "Trash/files/x").string()), 0);
   EXPECT_TRUE(fs::is_empty(top_ / "Trash/info"));
 }
 
 TEST_F(OpenTrashTest, PathsAreAbsoluteAndWithoutDots) {
-  MakeTree(top_, {"d/e/", "link->d/e"});
+  Plant(top_, "d/e/ link->d/e");
   const std::string top = fs::canonical(top_).string();
   const fs::path old = fs::current_path();
   fs::current_path(top_);
