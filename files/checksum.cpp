@@ -1,15 +1,12 @@
 #include "files/checksum.h"
 
-#include <unistd.h>
-
 #include <algorithm>
-#include <cerrno>
+#include <limits>
 #include <memory>
+#include <new>
 
 #include "files/checksum_variants.h"
-#include "files/file_checksum.h"
 #include "host/descriptor.h"
-#include "host/long_operation.h"
 
 namespace orvik {
 
@@ -114,78 +111,49 @@ void gen_crc_table() {
 
 namespace {
 
-constexpr std::size_t kPiece = std::size_t{256} << 10;
-constexpr std::size_t kUnknownPiece = std::size_t{16} << 10;
-
 // Reading less takes about as long as starting a thread.
 constexpr std::size_t kWorthTwoThreads = std::size_t{8} << 20;
 
-// A run of bytes of a file.
-class Part {
- public:
-  Part(int file, std::size_t start, std::size_t size, host::Monitor* monitor)
-      : file_(file),
-        monitor_(monitor),
-        start_(start),
-        size_(size),
-        buffer_(std::make_unique_for_overwrite<unsigned char[]>(std::min(size, kPiece))) {}
+constexpr std::size_t kToEnd = std::numeric_limits<std::size_t>::max();
 
-  void Read() {
-    for (std::size_t done = 0; done < size_;) {
-      const std::size_t wanted = std::min(size_ - done, kPiece);
-      const auto at = static_cast<off_t>(start_ + done);
-      std::size_t got = 0;
-      if (host::ReadAt(file_, buffer_.get(), wanted, at, &got) != 0 || got == 0) return;
-      checksum_ = ContinueCRC32(checksum_, buffer_.get(), static_cast<long>(got));
-      done += got;
-      if (!host::Advances(monitor_, 0, got)) return;
-    }
-    is_read_ = true;
-  }
-
-  bool is_read() const { return is_read_; }
-  std::uint32_t checksum() const { return checksum_; }
-
- private:
-  const int file_;
-  host::Monitor* const monitor_;
-  const std::size_t start_;
-  const std::size_t size_;
-  const std::unique_ptr<unsigned char[]> buffer_;
-  std::uint32_t checksum_ = 0;
-  bool is_read_ = false;
-};
-
-std::optional<std::uint32_t> ChecksumToEnd(int file, host::Monitor* monitor) {
-  const auto buffer = std::make_unique_for_overwrite<unsigned char[]>(kUnknownPiece);
+// Of the bytes of a file from `start` on, `size` or all.
+std::optional<std::uint32_t> ChecksumOfPart(int file, std::size_t start, std::size_t size,
+                                            host::Monitor* monitor) {
+  constexpr std::size_t kPiece = std::size_t{256} << 10;
+  constexpr std::size_t kUnknownPiece = std::size_t{16} << 10;
+  const std::size_t piece = size == kToEnd ? kUnknownPiece : std::min(size, kPiece);
+  const std::unique_ptr<unsigned char[]> buffer(new (std::nothrow) unsigned char[piece]);
+  if (!buffer) return std::nullopt;
   std::uint32_t checksum = 0;
-  for (off_t done = 0;;) {
+  for (std::size_t done = 0; done < size;) {
+    const std::size_t wanted = std::min(size - done, piece);
     std::size_t got = 0;
-    if (host::ReadAt(file, buffer.get(), kUnknownPiece, done, &got) != 0) return std::nullopt;
-    if (got == 0) return checksum;
+    const auto at = static_cast<off_t>(start + done);
+    if (host::ReadAt(file, buffer.get(), wanted, at, &got) != 0) return std::nullopt;
+    if (got == 0) return size == kToEnd ? std::optional(checksum) : std::nullopt;
     checksum = ContinueCRC32(checksum, buffer.get(), static_cast<long>(got));
-    done += static_cast<off_t>(got);
+    done += got;
     if (!host::Advances(monitor, 0, got)) return std::nullopt;
   }
+  return checksum;
 }
 
 }  // namespace
 
 std::optional<std::uint32_t> ChecksumOfFile(int file, std::size_t size, host::Monitor* monitor) {
-  if (size == 0) return ChecksumToEnd(file, monitor);
-  const std::size_t half = size < kWorthTwoThreads ? size : size / 2;
-  Part first(file, 0, half, monitor);
-  Part second(file, half, size - half, monitor);
-  std::thread worker;
-  if (half < size) worker = host::StartWorker([&second] { second.Read(); });
-  first.Read();
+  if (size < kWorthTwoThreads) return ChecksumOfPart(file, 0, size == 0 ? kToEnd : size, monitor);
+  const std::size_t half = size / 2;
+  std::optional<std::uint32_t> second;
+  const auto read_second = [&] { second = ChecksumOfPart(file, half, size - half, monitor); };
+  std::thread worker = host::StartWorker(read_second);
+  const std::optional<std::uint32_t> first = ChecksumOfPart(file, 0, half, monitor);
   if (worker.joinable()) {
     worker.join();
   } else {
-    second.Read();
+    read_second();
   }
-  if (!first.is_read() || !second.is_read()) return std::nullopt;
-  return crc32::Join(first.checksum(), second.checksum(), size - half);
+  if (!first || !second) return std::nullopt;
+  return crc32::Join(*first, *second, size - half);
 }
 
 }  // namespace orvik

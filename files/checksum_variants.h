@@ -1,13 +1,23 @@
-// The ways in which the checksum is computed; all give the same result. For checksum.cpp, tests and
-// benchmarks.
+// The ways in which the checksum is computed, which all give the same result, and that of an open
+// file. For sources of this folder, tests and benchmarks.
 #pragma once
 
 #include <array>
 #include <cstddef>
 #include <cstdint>
+#include <optional>
 #include <span>
 
-namespace orvik::crc32 {
+#include "host/long_operation.h"
+
+namespace orvik {
+
+// The checksum of the first `size` bytes of a regular file, of a large one by two threads; with
+// size 0, of everything in it, because files of /proc have no size. Nothing when the file cannot be
+// read or ends before, when there is no memory, and when the monitor (may be null) says stop.
+std::optional<std::uint32_t> ChecksumOfFile(int file, std::size_t size, host::Monitor* monitor);
+
+namespace crc32 {
 
 inline constexpr std::uint32_t kPolynomial = 0x04C11DB7;
 
@@ -31,4 +41,5 @@ std::uint32_t WideCarrylessMultiplication(std::uint32_t checksum,
 // The checksum of two runs of bytes from those of each, of which the second has `length` bytes.
 std::uint32_t Join(std::uint32_t first, std::uint32_t second, std::uint64_t length);
 
-}  // namespace orvik::crc32
+}  // namespace crc32
+}  // namespace orvik

@@ -4,6 +4,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
+#include <utility>
 
 #include "strings/uca.h"
 
@@ -25,9 +26,18 @@ char* BlockOf(BSTR string) {
   return reinterpret_cast<char*>(string) - kLengthSize;
 }
 
-void Replace(BSTR* string, BSTR replacement) {
-  SysFreeString(*string);
-  *string = replacement;
+constexpr std::size_t kLongest = 255;
+
+template <class Unit>
+int ToPascal(unsigned char* target, const Unit* source) {
+  std::size_t length = 0;
+  if (source != nullptr) {
+    for (; length < kLongest && source[length] != 0; ++length) {
+      target[length + 1] = static_cast<unsigned char>(source[length]);
+    }
+  }
+  target[0] = static_cast<unsigned char>(length);
+  return static_cast<int>(length);
 }
 
 }  // namespace
@@ -40,29 +50,19 @@ BSTR SysAllocString(const char16_t* source) {
   return source == nullptr ? nullptr : SysAllocStringLen(source, ucalen(source));
 }
 
-BSTR W2BSTR(const char16_t* source) {
-  return SysAllocString(source);
-}
-BSTR T2BSTR(const char16_t* source) {
-  return SysAllocString(source);
-}
-BSTR OLE2BSTR(const char16_t* source) {
-  return SysAllocString(source);
-}
-
 BSTR SysAllocStringByteLen(const char* source, int n) {
   return New(source, n);
 }
 
 BOOL SysReAllocString(BSTR* string, const char16_t* source) {
   if (string == nullptr) return FALSE;
-  Replace(string, SysAllocString(source));
+  SysFreeString(std::exchange(*string, SysAllocString(source)));
   return TRUE;
 }
 
 BOOL SysReAllocStringLen(BSTR* string, const char16_t* source, int n) {
   if (string == nullptr) return FALSE;
-  Replace(string, SysAllocStringLen(source, n));
+  SysFreeString(std::exchange(*string, SysAllocStringLen(source, n)));
   return TRUE;
 }
 
@@ -80,24 +80,6 @@ int SysStringByteLen(BSTR string) {
   std::memcpy(&length, BlockOf(string), kLengthSize);
   return static_cast<int>(length);
 }
-
-namespace {
-
-constexpr std::size_t kLongest = 255;
-
-template <class Unit>
-int ToPascal(unsigned char* target, const Unit* source) {
-  std::size_t length = 0;
-  if (source != nullptr) {
-    for (; length < kLongest && source[length] != 0; ++length) {
-      target[length + 1] = static_cast<unsigned char>(source[length]);
-    }
-  }
-  target[0] = static_cast<unsigned char>(length);
-  return static_cast<int>(length);
-}
-
-}  // namespace
 
 int CToPStr(unsigned char* target, const char* source) {
   return ToPascal(target, source);

@@ -16,9 +16,15 @@ using BSTR = char16_t*;
 BSTR SysAllocStringLen(const char16_t* source, int n);
 // Null for a null source.
 BSTR SysAllocString(const char16_t* source);
-BSTR W2BSTR(const char16_t* source);
-BSTR T2BSTR(const char16_t* source);
-BSTR OLE2BSTR(const char16_t* source);
+inline BSTR W2BSTR(const char16_t* source) {
+  return SysAllocString(source);
+}
+inline BSTR T2BSTR(const char16_t* source) {
+  return SysAllocString(source);
+}
+inline BSTR OLE2BSTR(const char16_t* source) {
+  return SysAllocString(source);
+}
 // n bytes copied, or zeros when the source is null; an odd count ends within a character.
 BSTR SysAllocStringByteLen(const char* source, int n);
 

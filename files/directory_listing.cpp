@@ -7,12 +7,10 @@
 #include <cstdint>
 #include <optional>
 #include <string>
-#include <string_view>
 #include <unordered_map>
 #include <utility>
 #include <vector>
 
-#include "files/directory_path.h"
 #include "files/item_transfer.h"
 #include "files/path_arguments.h"
 #include "files/path_text.h"
@@ -27,6 +25,14 @@
 
 namespace orvik {
 namespace {
+
+// False when there is no memory for one more: Add then does nothing.
+template <typename Path>
+bool Append(CAtlArray<Path>& paths, const Path& path) {
+  const auto count = paths.GetCount();
+  paths.Add(path);
+  return paths.GetCount() > count;
+}
 
 // A search for folders, depth first, on open folders.
 class FolderSearch {
@@ -68,6 +74,7 @@ class FolderSearch {
       return false;
     }
     std::uint64_t count = 0;
+    bool lacks_memory = false;
     std::vector<std::string> subfolders;
     const std::size_t waiting_above = waiting_.size();
     const auto visit = [&](const FolderEntry& entry) {
@@ -77,13 +84,17 @@ class FolderSearch {
       if (!matches && !is_recursive_) return true;
       COrvikDirectoryPath subfolder = folder;
       subfolder.AddDirectoryToPath(PathFromUnits(entry.name));
-      if (matches) found_->Add(subfolder);
+      if (matches && !Append(*found_, subfolder)) {
+        lacks_memory = true;
+        return false;
+      }
       if (!is_recursive_) return true;
       subfolders.emplace_back(entry.name_on_disk);
       waiting_.push_back(std::move(subfolder));
       return true;
     };
     if (error == 0) error = WalkFolder(opened.get(), visit);
+    if (lacks_memory) error = ENOMEM;
     if (error == 0 && !subfolders.empty()) error = walk_.Enter(std::move(opened), name);
     if (error != 0) {
       waiting_.resize(waiting_above, folder);
@@ -104,48 +115,6 @@ class FolderSearch {
   std::vector<COrvikDirectoryPath> waiting_;  // the subfolders that the walk has not taken yet
 };
 
-}  // namespace
-
-void COrvikDirectoryPath::ListSubDirectories(const CAtlString& pattern,
-                                             CAtlArray<COrvikDirectoryPath>& folders,
-                                             BOOL recursive) const {
-  ListSubDirectories(pattern, folders, recursive, nullptr);
-}
-
-void COrvikDirectoryPath::ListSubDirectories(const CAtlString& pattern,
-                                             CAtlArray<COrvikDirectoryPath>& folders,
-                                             BOOL recursive, TreeReport* report,
-                                             Progress* progress) const {
-  const std::optional<std::string> top = PathForLibc(path_);
-  if (!top) return;
-  host::Monitor* const monitor = MonitorOf(progress, COrvikFilePath(path_));
-  FolderSearch(pattern, &folders, recursive, report, monitor).Run(*this, *top);
-  SortPaths(folders);
-}
-
-OSErr COrvikDirectoryPath::FindFilesInDirectory(const CAtlString& pattern,
-                                                CAtlArray<COrvikFilePath>& files) const {
-  return FindFilesInDirectory(pattern, files, nullptr);
-}
-
-OSErr COrvikDirectoryPath::FindFilesInDirectory(const CAtlString& pattern,
-                                                CAtlArray<COrvikFilePath>& files,
-                                                Progress* progress) const {
-  if (DirectoryExists() == FALSE) return 0;
-  host::Monitor* const monitor = MonitorOf(progress, COrvikFilePath(path_));
-  int error = host::Begins(monitor, {}, {}) ? 0 : ECANCELED;
-  const auto visit = [&](const FolderEntry& entry) {
-    if (entry.kind != EntryKind::kFolder && MatchesWildcard(entry.name, pattern.View())) {
-      files.Add(CreateFilePath(PathFromUnits(entry.name)));
-    }
-    return host::Advances(monitor, 1, 0);
-  };
-  if (error == 0) error = WalkFolder(*this, visit);
-  return static_cast<OSErr>(host::StatusFromErrno(error));
-}
-
-namespace {
-
 EntryKind KindOf(mode_t type) {
   if (S_ISDIR(type)) return EntryKind::kFolder;
   return S_ISREG(type) || S_ISLNK(type) ? EntryKind::kFile : EntryKind::kSpecial;
@@ -161,6 +130,35 @@ struct ListedEntry {
 };
 
 }  // namespace
+
+void COrvikDirectoryPath::ListSubDirectories(const CAtlString& pattern,
+                                             CAtlArray<COrvikDirectoryPath>& folders,
+                                             BOOL recursive, TreeReport* report,
+                                             Progress* progress) const {
+  const std::optional<std::string> top = PathForLibc(path_);
+  if (!top) return;
+  host::Monitor* const monitor = MonitorOf(progress, COrvikFilePath(path_));
+  FolderSearch(pattern, &folders, recursive, report, monitor).Run(*this, *top);
+  SortPaths(folders);
+}
+
+OSErr COrvikDirectoryPath::FindFilesInDirectory(const CAtlString& pattern,
+                                                CAtlArray<COrvikFilePath>& files,
+                                                Progress* progress) const {
+  if (DirectoryExists() == FALSE) return 0;
+  host::Monitor* const monitor = MonitorOf(progress, COrvikFilePath(path_));
+  int error = host::Begins(monitor, {}, {}) ? 0 : ECANCELED;
+  bool lacks_memory = false;
+  const auto visit = [&](const FolderEntry& entry) {
+    if (entry.kind != EntryKind::kFolder && MatchesWildcard(entry.name, pattern.View())) {
+      lacks_memory = !Append(files, CreateFilePath(PathFromUnits(entry.name)));
+    }
+    return !lacks_memory && host::Advances(monitor, 1, 0);
+  };
+  if (error == 0) error = WalkFolder(*this, visit);
+  if (lacks_memory) error = ENOMEM;
+  return static_cast<OSErr>(host::StatusFromErrno(error));
+}
 
 int WalkFolder(int folder, const std::function<bool(const FolderEntry&)>& visit) {
   std::string names;  // each with its 0 at the end

@@ -3,7 +3,6 @@
 #include <cerrno>
 #include <optional>
 #include <string>
-#include <utility>
 #include <vector>
 
 #include "files/item_transfer.h"
@@ -47,11 +46,6 @@ BOOL CDirectoryManipulator::RemoveDirectory(const COrvikDirectoryPath& folder) {
 }
 
 BOOL CDirectoryManipulator::RemoveFilesFromDirectory(const COrvikDirectoryPath& folder,
-                                                     const CAtlString& pattern) {
-  return RemoveFilesFromDirectory(folder, pattern, nullptr);
-}
-
-BOOL CDirectoryManipulator::RemoveFilesFromDirectory(const COrvikDirectoryPath& folder,
                                                      const CAtlString& pattern, TreeReport* report,
                                                      Progress* progress) {
   if (folder.DirectoryExists() == FALSE) return TRUE;
@@ -88,11 +82,6 @@ BOOL CDirectoryManipulator::RemoveFilesFromDirectory(const COrvikDirectoryPath& 
 }
 
 BOOL CDirectoryManipulator::RemoveAllFilesAndSubDirectories(const COrvikDirectoryPath& folder,
-                                                            TreeReport* report) {
-  return RemoveAllFilesAndSubDirectories(folder, report, nullptr);
-}
-
-BOOL CDirectoryManipulator::RemoveAllFilesAndSubDirectories(const COrvikDirectoryPath& folder,
                                                             TreeReport* report,
                                                             Progress* progress) {
   if (folder.DirectoryExists() == FALSE) return TRUE;
@@ -106,20 +95,9 @@ BOOL CDirectoryManipulator::RemoveAllFilesAndSubDirectories(const COrvikDirector
 }
 
 BOOL CDirectoryManipulator::RemoveDirectoryAndContents(const COrvikDirectoryPath& folder,
-                                                       TreeReport* report) {
-  return RemoveDirectoryAndContents(folder, report, nullptr);
-}
-
-BOOL CDirectoryManipulator::RemoveDirectoryAndContents(const COrvikDirectoryPath& folder,
                                                        TreeReport* report, Progress* progress) {
   RemoveAllFilesAndSubDirectories(folder, report, progress);
   return RemoveDirectory(folder);
-}
-
-HRESULT CDirectoryManipulator::RecursivelyCopyDirectory(const COrvikDirectoryPath& source,
-                                                        const COrvikDirectoryPath& target,
-                                                        BOOL move, TreeReport* report) {
-  return RecursivelyCopyDirectory(source, target, move, report, nullptr);
 }
 
 HRESULT CDirectoryManipulator::RecursivelyCopyDirectory(const COrvikDirectoryPath& source,

@@ -29,24 +29,20 @@ class CDirectoryManipulator {
   // Deletes the files (not the subfolders) whose names match the pattern (path_text.h: "*.log" does
   // not match "a.b.log"). Goes on after a failure; TRUE only when every deletion succeeded, and
   // when there was nothing to delete. FALSE when the folder cannot be listed.
-  static BOOL RemoveFilesFromDirectory(const COrvikDirectoryPath& folder,
-                                       const CAtlString& pattern);
   static BOOL RemoveFilesFromDirectory(const COrvikDirectoryPath& folder, const CAtlString& pattern,
-                                       TreeReport* report, Progress* progress = nullptr);
+                                       TreeReport* report = nullptr, Progress* progress = nullptr);
 
   // Empties the folder at every depth; goes on after a failure. Locks, and read-only folders of
   // this user, are no obstacle; those of folders that stay are put back. The folder itself stays.
   // TRUE when it is empty then, or does not exist.
   static BOOL RemoveAllFilesAndSubDirectories(const COrvikDirectoryPath& folder,
-                                              TreeReport* report = nullptr);
-  static BOOL RemoveAllFilesAndSubDirectories(const COrvikDirectoryPath& folder, TreeReport* report,
-                                              Progress* progress);
+                                              TreeReport* report = nullptr,
+                                              Progress* progress = nullptr);
 
   // The same and then removes the folder; TRUE when the folder is gone.
   static BOOL RemoveDirectoryAndContents(const COrvikDirectoryPath& folder,
-                                         TreeReport* report = nullptr);
-  static BOOL RemoveDirectoryAndContents(const COrvikDirectoryPath& folder, TreeReport* report,
-                                         Progress* progress);
+                                         TreeReport* report = nullptr,
+                                         Progress* progress = nullptr);
 
   // Copies the content of the source into the target, which is made with its parents; existing
   // files of the same name are replaced, each when its copy is whole. With `move` the files are
@@ -59,10 +55,7 @@ class CDirectoryManipulator {
   // `progress` stopped it.
   [[nodiscard("a failure copies nothing, or a part")]] static HRESULT RecursivelyCopyDirectory(
       const COrvikDirectoryPath& source, const COrvikDirectoryPath& target, BOOL move,
-      TreeReport* report = nullptr);
-  [[nodiscard("a failure copies nothing, or a part")]] static HRESULT RecursivelyCopyDirectory(
-      const COrvikDirectoryPath& source, const COrvikDirectoryPath& target, BOOL move,
-      TreeReport* report, Progress* progress);
+      TreeReport* report = nullptr, Progress* progress = nullptr);
 };
 
 }  // namespace orvik

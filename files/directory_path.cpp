@@ -2,8 +2,6 @@
 
 #include <algorithm>
 #include <cstdlib>
-#include <optional>
-#include <string>
 #include <vector>
 
 #include "files/directory_manipulator.h"
@@ -13,20 +11,11 @@
 #include "files/path_disk.h"
 #include "files/path_text.h"
 #include "files/windows_files.h"
-#include "platform/carbon/folders.h"
 
 namespace orvik {
 
 COrvikDirectoryPath::COrvikDirectoryPath(const CAtlString& path)
     : path_(FixFolderPathForPlatform(path)) {}
-
-COrvikDirectoryPath COrvikDirectoryPath::CreateDirectoryPath(const CAtlString& path) {
-  return COrvikDirectoryPath(path);
-}
-
-CAtlString COrvikDirectoryPath::GetDirectoryPathString() const {
-  return path_;
-}
 
 CAtlStringA COrvikDirectoryPath::GetDirectoryPathStringA() const {
   ATLTRACE(
@@ -34,14 +23,6 @@ CAtlStringA COrvikDirectoryPath::GetDirectoryPathStringA() const {
       "This function may cause problems if the path contains Unicode characters.\r\n"
       "Please rewrite your code not to use this function.");
   return CAtlStringA(path_);
-}
-
-BOOL COrvikDirectoryPath::IsEmptyPath() const {
-  return path_.IsEmpty();
-}
-
-void COrvikDirectoryPath::Empty() {
-  path_.Empty();
 }
 
 BOOL COrvikDirectoryPath::DirectoryExists() const {
@@ -65,10 +46,6 @@ CAtlString COrvikDirectoryPath::GetLastDirectoryName() const {
 
 COrvikFilePath COrvikDirectoryPath::CreateFilePath(const CAtlString& name) const {
   return COrvikFilePath(path_ + u'/' + name);
-}
-
-BOOL COrvikDirectoryPath::IsEqualPath(const COrvikDirectoryPath& other) const {
-  return path_.CompareNoCase(other.path_) == 0;
 }
 
 BOOL COrvikDirectoryPath::IsSubdirectoryOf(const COrvikDirectoryPath& other) const {
@@ -117,13 +94,11 @@ int COrvikDirectoryPath::GetNumberOfDaysOld() const {
 
 COrvikDirectoryPath COrvikDirectoryPath::CreateUniqueSubDirectoryPath(
     const COrvikDirectoryPath& parent, const CAtlString& name) {
-  COrvikDirectoryPath candidate = parent;
-  candidate.AddDirectoryToPath(name);
+  COrvikDirectoryPath candidate = parent / name;
   for (int number = 1; candidate.DirectoryExists() != FALSE; ++number) {
     CAtlString numbered = name;
     numbered.AppendFormat(u"%d", number);
-    candidate = parent;
-    candidate.AddDirectoryToPath(numbered);
+    candidate = parent / numbered;
   }
   return candidate;
 }
@@ -174,18 +149,12 @@ constexpr SpecialFolder kSpecialFolders[] = {
     {38, kSystemDomain, FourCC("apps")},
 };
 
-// The empty path when the platform does not find it.
-COrvikDirectoryPath FindSpecialFolder(int number) {
+// Nothing for another number, and when the platform does not find it.
+std::optional<COrvikDirectoryPath> FindSpecialFolder(int number) {
   for (const SpecialFolder& special : kSpecialFolders) {
-    FSRef ref;
-    if (special.number != number || FSFindFolder(special.domain, special.type, false, &ref) != 0) {
-      continue;
-    }
-    if (const std::optional<std::string> path = PathOfReference(ref)) {
-      return COrvikDirectoryPath(PathFromBytes(*path));
-    }
+    if (special.number == number) return FindStandardFolder(special.domain, special.type, false);
   }
-  return {};
+  return std::nullopt;
 }
 
 }  // namespace
@@ -202,30 +171,20 @@ COrvikDirectoryPath COrvikDirectoryPath::GetTempDirectoryPath() {
 }
 
 COrvikDirectoryPath COrvikDirectoryPath::GetORVIKDirectoryPath() {
-  COrvikDirectoryPath folder = GetTempDirectoryPath();
-  folder.AddDirectoryToPath(kMakerFolder);
-  return folder;
+  return GetTempDirectoryPath() / kMakerFolder;
 }
 
 COrvikDirectoryPath COrvikDirectoryPath::GetApplicationTempFileDirectoryPath(
     const CAtlString& app_name) {
-  COrvikDirectoryPath folder = GetORVIKDirectoryPath();
   const bool is_student = CPagewellEditionHelper::IsPagewellStudentMode() &&
                           app_name.CompareNoCase(CAtlString(kApplication)) == 0;
-  folder.AddDirectoryToPath(is_student ? CAtlString(kStudentApplication) : app_name);
-  folder.AddDirectoryToPath(u"TempFiles");
-  return folder;
+  return GetORVIKDirectoryPath() / (is_student ? CAtlString(kStudentApplication) : app_name) /
+         u"TempFiles";
 }
 
 COrvikDirectoryPath COrvikDirectoryPath::GetPagewellTempDirectoryPath() {
-  COrvikDirectoryPath folder = GetORVIKDirectoryPath();
-  folder.AddDirectoryToPath(CPagewellEditionHelper::IsPagewellStudentMode() ? kStudentApplication
-                                                                            : kApplication);
-  return folder;
-}
-
-void COrvikDirectoryPath::SetTempFileDirectoryPath(const COrvikDirectoryPath& folder) {
-  my_GlobalTempFilePath = folder.path_;
+  return GetORVIKDirectoryPath() /
+         (CPagewellEditionHelper::IsPagewellStudentMode() ? kStudentApplication : kApplication);
 }
 
 COrvikDirectoryPath COrvikDirectoryPath::GetTempFileDirectoryPath() {
@@ -234,42 +193,23 @@ COrvikDirectoryPath COrvikDirectoryPath::GetTempFileDirectoryPath() {
 }
 
 COrvikDirectoryPath CFileManipulator::GetSpecialDirectory(int folder, const CAtlString& sub_name) {
-  COrvikDirectoryPath special = FindSpecialFolder(folder);
-  if (special.IsEmptyPath() != FALSE) {
-    return COrvikDirectoryPath::GetApplicationTempFileDirectoryPath(sub_name);
-  }
-  special.AddDirectoryToPath(sub_name);
-  CDirectoryManipulator::CreateDirectory(special);
-  return special;
+  std::optional<COrvikDirectoryPath> special = FindSpecialFolder(folder);
+  if (!special) return COrvikDirectoryPath::GetApplicationTempFileDirectoryPath(sub_name);
+  special->AddDirectoryToPath(sub_name);
+  CDirectoryManipulator::CreateDirectory(*special);
+  return *special;
+}
+
+std::optional<COrvikDirectoryPath> FindStandardFolder(FSVolumeRefNum domain, OSType type,
+                                                      bool create) {
+  FSRef ref;
+  if (FSFindFolder(domain, type, create, &ref) != 0) return std::nullopt;
+  const std::optional<std::string> path = PathOfReference(ref);
+  return path ? std::optional(COrvikDirectoryPath(PathFromBytes(*path))) : std::nullopt;
 }
 
 bool CPagewellEditionHelper::m_bPagewellStudentMode = false;
 bool CPagewellEditionHelper::m_bPagewellStudentUSBMode = false;
 COrvikDirectoryPath CPagewellEditionHelper::m_pathUSBInstallDir;
-
-void CPagewellEditionHelper::SetPagewellStudentMode(bool on) {
-  m_bPagewellStudentMode = on;
-}
-
-bool CPagewellEditionHelper::IsPagewellStudentMode() {
-  return m_bPagewellStudentMode;
-}
-
-void CPagewellEditionHelper::SetPagewellStudentUSBMode(bool on) {
-  m_bPagewellStudentUSBMode = on;
-}
-
-bool CPagewellEditionHelper::IsPagewellStudentUSBMode() {
-  return m_bPagewellStudentUSBMode;
-}
-
-void CPagewellEditionHelper::SetPagewellStudentUSBInstallDirectory(
-    const COrvikDirectoryPath& folder) {
-  m_pathUSBInstallDir = folder;
-}
-
-COrvikDirectoryPath CPagewellEditionHelper::GetPagewellStudentUSBInstallDirectory() {
-  return m_pathUSBInstallDir;
-}
 
 }  // namespace orvik

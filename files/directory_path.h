@@ -35,7 +35,7 @@ class COrvikDirectoryPath {
   COrvikDirectoryPath() = default;
   // NOLINTNEXTLINE(google-explicit-constructor): texts are handed over as paths everywhere.
   COrvikDirectoryPath(const CAtlString& path);
-  static COrvikDirectoryPath CreateDirectoryPath(const CAtlString& path);
+  static COrvikDirectoryPath CreateDirectoryPath(const CAtlString& path) { return path; }
   // As for files (file_path.h): 8-bit text is not taken as it is on disk.
   template <IsArrayOf<char> Bytes>
   [[deprecated(
@@ -48,11 +48,11 @@ class COrvikDirectoryPath {
     return CreateDirectoryPath(CAtlString(text));
   }
 
-  CAtlString GetDirectoryPathString() const;
+  CAtlString GetDirectoryPathString() const { return path_; }
   // The path in ISO 8859-1; other characters become "?".
   CAtlStringA GetDirectoryPathStringA() const;
-  BOOL IsEmptyPath() const;
-  void Empty();
+  BOOL IsEmptyPath() const { return path_.IsEmpty(); }
+  void Empty() { path_.Empty(); }
 
   // TRUE when anything exists at the path, a file as well.
   BOOL DirectoryExists() const;
@@ -66,7 +66,9 @@ class COrvikDirectoryPath {
   COrvikFilePath CreateFilePath(const CAtlString& name) const;
 
   // Compares the texts ignoring case.
-  BOOL IsEqualPath(const COrvikDirectoryPath& other) const;
+  BOOL IsEqualPath(const COrvikDirectoryPath& other) const {
+    return path_.CompareNoCase(other.path_) == 0;
+  }
   // TRUE when this path begins with `other` ignoring case. A path is inside itself, and /a/bc
   // counts as inside /a/b.
   BOOL IsSubdirectoryOf(const COrvikDirectoryPath& other) const;
@@ -101,7 +103,9 @@ class COrvikDirectoryPath {
   static COrvikDirectoryPath GetPagewellTempDirectoryPath();
   // The folder for temporary files: the one that was set, else GetTempDirectoryPath. Set it before
   // other threads ask for temporary names.
-  static void SetTempFileDirectoryPath(const COrvikDirectoryPath& folder);
+  static void SetTempFileDirectoryPath(const COrvikDirectoryPath& folder) {
+    my_GlobalTempFilePath = folder.path_;
+  }
   static COrvikDirectoryPath GetTempFileDirectoryPath();
 
   // Append the entries whose names match the pattern (path_text.h). Names are matched and given in
@@ -111,19 +115,17 @@ class COrvikDirectoryPath {
   // points to, and is not followed.
   //
   // Subfolders, with `recursive` at every depth; afterwards the whole array is in SortPaths order.
+  // `report` (may be null) names each subfolder that could not be read, and `progress` (may be
+  // null) watches and can stop the search; the entries found so far are listed.
   void ListSubDirectories(const CAtlString& pattern, CAtlArray<COrvikDirectoryPath>& folders,
-                          BOOL recursive) const;
-  // The same; `report` (may be null) names each subfolder that could not be read, and `progress`
-  // (may be null) watches and can stop the search; the entries found so far are listed.
-  void ListSubDirectories(const CAtlString& pattern, CAtlArray<COrvikDirectoryPath>& folders,
-                          BOOL recursive, TreeReport* report, Progress* progress = nullptr) const;
+                          BOOL recursive, TreeReport* report = nullptr,
+                          Progress* progress = nullptr) const;
   // Everything else in this folder, in the file system's order. 0 when the folder does not exist,
-  // else the platform's status of opening or closing the walk.
-  OSErr FindFilesInDirectory(const CAtlString& pattern, CAtlArray<COrvikFilePath>& files) const;
-  // The same; `progress` (may be null) watches and can stop the search. Then the entries found so
-  // far are listed, and the status is that of ECANCELED (errno_status.h).
+  // else the platform's status of opening or reading it. `progress` (may be null) watches and can
+  // stop the search; then the entries found so far are listed, and the status is that of ECANCELED
+  // (errno_status.h).
   OSErr FindFilesInDirectory(const CAtlString& pattern, CAtlArray<COrvikFilePath>& files,
-                             Progress* progress) const;
+                             Progress* progress = nullptr) const;
 
   // ---- Beside other libraries ----
 
@@ -176,14 +178,16 @@ class CPagewellEditionHelper {
   CPagewellEditionHelper() = delete;
 
   // Student mode changes the names of the temporary folders (directory_path.h).
-  static void SetPagewellStudentMode(bool on);
-  static bool IsPagewellStudentMode();
+  static void SetPagewellStudentMode(bool on) { m_bPagewellStudentMode = on; }
+  static bool IsPagewellStudentMode() { return m_bPagewellStudentMode; }
 
   // Student mode from a USB stick and the folder it was installed in; stored for the application.
-  static void SetPagewellStudentUSBMode(bool on);
-  static bool IsPagewellStudentUSBMode();
-  static void SetPagewellStudentUSBInstallDirectory(const COrvikDirectoryPath& folder);
-  static COrvikDirectoryPath GetPagewellStudentUSBInstallDirectory();
+  static void SetPagewellStudentUSBMode(bool on) { m_bPagewellStudentUSBMode = on; }
+  static bool IsPagewellStudentUSBMode() { return m_bPagewellStudentUSBMode; }
+  static void SetPagewellStudentUSBInstallDirectory(const COrvikDirectoryPath& folder) {
+    m_pathUSBInstallDir = folder;
+  }
+  static COrvikDirectoryPath GetPagewellStudentUSBInstallDirectory() { return m_pathUSBInstallDir; }
 
  private:
   static bool m_bPagewellStudentMode;

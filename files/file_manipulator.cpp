@@ -1,25 +1,24 @@
 #include "files/file_manipulator.h"
 
 #include <fcntl.h>
-#include <sys/stat.h>
 
 #include <cerrno>
 #include <cstring>
 #include <limits>
-#include <memory>
 #include <new>
 #include <optional>
 #include <string>
+#include <utility>
 
 #include "files/item_transfer.h"
 #include "files/path_arguments.h"
+#include "files/path_disk.h"
 #include "files/whole_file.h"
 #include "files/windows_files.h"
 #include "host/descriptor.h"
 #include "host/paths.h"
 #include "host/replace_file.h"
 #include "host/tree_removal.h"
-#include "platform/carbon/folders.h"
 #include "platform/core_foundation/base.h"
 #include "platform/core_foundation/user_notification.h"
 #include "text/shown_text.h"
@@ -72,28 +71,43 @@ bool Confirm(const CAtlString& header, const CAtlString& message, const CAtlStri
   return status == 0 && (response & 3) == kCFUserNotificationAlternateResponse;
 }
 
-// The content of a regular file of size 0: files of /proc have content all the same. Waits for
-// nothing; false on failure, and for more bytes than the limit.
-bool ReadWithoutSize(const COrvikFilePath& file, std::size_t limit, std::string* content) {
+// A regular file that is open for reading, and its size. The content of one without a size, as in
+// /proc, has been read.
+struct OpenedSource {
+  CFile file;
+  std::size_t size = 0;
+  std::string content;
+
+  std::size_t Read(void* buffer) const {
+    if (content.empty()) return std::fread(buffer, 1, size, file.get());
+    return content.copy(static_cast<char*>(buffer), size);
+  }
+};
+
+// E_INVALIDARG when the file cannot be opened, E_UNEXPECTED when it is not a regular file of at
+// most `limit` bytes.
+HRESULT OpenSource(const COrvikFilePath& file, std::size_t limit, OpenedSource* source) {
+  source->file.reset(CFileManipulator::OpenFile(file, "rb"));
+  if (!source->file) return E_INVALIDARG;
+  const std::optional<std::uint64_t> size = host::SizeOfRegular(fileno(source->file.get()));
+  if (!size || *size > limit) return E_UNEXPECTED;
+  source->size = static_cast<std::size_t>(*size);
+  if (*size != 0) return S_OK;
   const std::optional<std::string> path = PathForLibc(file.GetFilePathString());
-  return path && host::ReadWholeFile(*path, content, nullptr, limit) == 0;
+  if (!path || host::ReadWholeFile(*path, &source->content, nullptr, limit) != 0) {
+    return E_UNEXPECTED;
+  }
+  source->size = source->content.size();
+  return S_OK;
 }
 
 // The flags of open for an fopen mode; -1 when it is none.
-int OpenFlags(const char* mode) {
-  const bool updates = std::strchr(mode, '+') != nullptr;
-  const int exclusive = std::strchr(mode, 'x') != nullptr ? O_EXCL : 0;
-  const int access = updates ? O_RDWR : *mode == 'r' ? O_RDONLY : O_WRONLY;
-  switch (*mode) {
-    case 'r':
-      return access;
-    case 'w':
-      return access | O_CREAT | O_TRUNC | exclusive;
-    case 'a':
-      return access | O_CREAT | O_APPEND | exclusive;
-    default:
-      return -1;
-  }
+int OpenFlags(std::string_view mode) {
+  const auto has = [mode](char letter) { return mode.find(letter) != mode.npos; };
+  if (mode.find_first_of("rwa") != 0) return -1;
+  const int access = has('+') ? O_RDWR : mode[0] == 'r' ? O_RDONLY : O_WRONLY;
+  if (mode[0] == 'r') return access;
+  return access | O_CREAT | (mode[0] == 'w' ? O_TRUNC : O_APPEND) | (has('x') ? O_EXCL : 0);
 }
 
 std::optional<FSVolumeRefNum> VolumeOf(const COrvikFilePath& file) {
@@ -106,17 +120,8 @@ std::optional<FSVolumeRefNum> VolumeOf(const COrvikFilePath& file) {
   return info.volume;
 }
 
-// The trash of a volume or of the user, made when it is missing.
-std::optional<COrvikDirectoryPath> FindTrash(FSVolumeRefNum domain, bool create) {
-  FSRef trash;
-  if (FSFindFolder(domain, kTrashFolderType, create, &trash) != 0) return std::nullopt;
-  const std::optional<std::string> path = PathOfReference(trash);
-  if (!path) return std::nullopt;
-  return COrvikDirectoryPath(PathFromBytes(*path));
-}
-
+// Deletes what exists at the path.
 BOOL Delete(const COrvikFilePath& file, TreeReport* report, Progress* progress) {
-  if (file.FileExists() == FALSE) return TRUE;
   const std::optional<std::string> path = PathForLibc(file.GetFilePathString());
   if (!path ||
       SetFileAttributes(PathArgument(file.GetFilePathString()), FILE_ATTRIBUTE_NORMAL) == FALSE) {
@@ -163,10 +168,6 @@ BOOL CFileManipulator::CopyFile(const COrvikFilePath& source, const COrvikFilePa
   return CopyFileTo(source, target, FALSE);
 }
 
-BOOL CFileManipulator::DeleteFile(const COrvikFilePath& file, BOOL ask, BOOL to_trash) {
-  return DeleteFile(file, ask, to_trash, nullptr);
-}
-
 BOOL CFileManipulator::DeleteFile(const COrvikFilePath& file, BOOL ask, BOOL to_trash,
                                   TreeReport* report, Progress* progress) {
   if (file.FileExists() == FALSE) return TRUE;
@@ -176,10 +177,12 @@ BOOL CFileManipulator::DeleteFile(const COrvikFilePath& file, BOOL ask, BOOL to_
   }
   if (to_trash == FALSE) return Delete(file, report, progress);
 
-  if (const std::optional<FSVolumeRefNum> volume = VolumeOf(file)) FindTrash(*volume, true);
+  if (const std::optional<FSVolumeRefNum> volume = VolumeOf(file))
+    FindStandardFolder(*volume, kTrashFolderType, true);
   COrvikDirectoryPath trash;
   if (GetTrashPathForFile(file, trash) != FALSE) return MoveToTrash(file, trash, report, progress);
-  const std::optional<COrvikDirectoryPath> home_trash = FindTrash(kUserDomain, true);
+  const std::optional<COrvikDirectoryPath> home_trash =
+      FindStandardFolder(kUserDomain, kTrashFolderType, true);
   TreeReport own;
   if (home_trash && MoveToTrash(file, *home_trash, &own, progress)) {
     if (report != nullptr) ++report->done;
@@ -195,7 +198,7 @@ BOOL CFileManipulator::GetTrashPathForFile(const COrvikFilePath& file,
                                            COrvikDirectoryPath& folder) {
   const std::optional<FSVolumeRefNum> volume = VolumeOf(file);
   const std::optional<COrvikDirectoryPath> trash =
-      volume ? FindTrash(*volume, false) : std::nullopt;
+      volume ? FindStandardFolder(*volume, kTrashFolderType, false) : std::nullopt;
   if (!trash) return FALSE;
   folder = *trash;
   return TRUE;
@@ -229,62 +232,35 @@ int CFileManipulator::StatFile(const COrvikFilePath& file, struct stat* record) 
 
 unsigned long CFileManipulator::ReadFileIntoBuffer(const COrvikFilePath& file,
                                                    unsigned char*& buffer) {
-  constexpr std::size_t kMostBytes = 0xFFFFFFFF;
+  constexpr std::size_t kMostBytes = 0xFFFFFFFE;
   buffer = nullptr;
-  const CFile opened(OpenFile(file, "rb"));
-  const std::optional<std::uint64_t> size =
-      opened ? host::SizeOfRegular(fileno(opened.get())) : std::nullopt;
-  if (!size || *size >= kMostBytes) return 0;
-  if (*size == 0) {
-    std::string content;
-    if (!ReadWithoutSize(file, kMostBytes - 1, &content) || content.empty()) return 0;
-    buffer = new (std::nothrow) unsigned char[content.size()];
-    if (buffer == nullptr) return 0;
-    std::memcpy(buffer, content.data(), content.size());
-    return content.size();
-  }
-  buffer = new (std::nothrow) unsigned char[static_cast<std::size_t>(*size)];
+  OpenedSource source;
+  if (OpenSource(file, kMostBytes, &source) != S_OK || source.size == 0) return 0;
+  buffer = new (std::nothrow) unsigned char[source.size];
   if (buffer == nullptr) return 0;
-  const std::size_t got = std::fread(buffer, 1, static_cast<std::size_t>(*size), opened.get());
-  if (got == 0) {
-    delete[] buffer;
-    buffer = nullptr;
-  }
+  const std::size_t got = source.Read(buffer);
+  if (got == 0) delete[] std::exchange(buffer, nullptr);
   return got;
 }
 
 HRESULT CFileManipulator::ReadAsciiFileIntoAsciiString(const COrvikFilePath& file,
                                                        CAtlStringA& text, const char* prefix) {
-  const CFile opened(file.IsEmptyPath() != FALSE ? nullptr : OpenFile(file, "rb"));
-  if (!opened) return E_INVALIDARG;
-  const std::optional<std::uint64_t> known = host::SizeOfRegular(fileno(opened.get()));
   const std::size_t start = prefix != nullptr ? std::strlen(prefix) : 0;
-  if (!known || *known + start >= std::numeric_limits<int>::max()) return E_UNEXPECTED;
-  auto size = static_cast<std::size_t>(*known);
-  std::string content;
-  if (size == 0) {
-    const std::size_t limit = std::numeric_limits<int>::max() - start - 1;
-    if (!ReadWithoutSize(file, limit, &content)) return E_UNEXPECTED;
-    size = content.size();
-  }
+  OpenedSource source;
+  const std::size_t limit = std::numeric_limits<int>::max() - start - 1;
+  if (const HRESULT refusal = OpenSource(file, limit, &source)) return refusal;
   if (prefix != nullptr) text = prefix;
-  char* const buffer = text.GetBufferSetLength(static_cast<int>(start + size + 1));
-  const std::size_t got = content.empty() ? std::fread(buffer + start, 1, size, opened.get())
-                                          : content.copy(buffer + start, size);
+  char* const buffer = text.GetBufferSetLength(static_cast<int>(start + source.size + 1));
+  const std::size_t got = source.Read(buffer + start);
   buffer[start + got] = '\0';
   text.ReleaseBuffer(static_cast<int>(std::strlen(buffer)));
-  return got == size ? S_OK : E_UNEXPECTED;
+  return got == source.size ? S_OK : E_UNEXPECTED;
 }
 
 HRESULT CFileManipulator::WriteAsciiStringToFile(const COrvikFilePath& file, const char* bytes,
                                                  unsigned long count) {
   if (bytes == nullptr || count == 0 || file.IsEmptyPath() != FALSE) return E_INVALIDARG;
   return WriteWholeFile(file, {bytes, count}) ? S_OK : E_INVALIDARG;
-}
-
-BOOL CFileManipulator::CopyFileTo(const COrvikFilePath& source, const COrvikFilePath& target,
-                                  BOOL fail_if_exists) {
-  return CopyFileTo(source, target, fail_if_exists, nullptr);
 }
 
 BOOL CFileManipulator::CopyFileTo(const COrvikFilePath& source, const COrvikFilePath& target,
@@ -301,10 +277,6 @@ BOOL CFileManipulator::CopyFileTo(const COrvikFilePath& source,
   return CopyFileTo(source, target_folder.CreateFilePath(source.GetFileName()), fail_if_exists);
 }
 
-BOOL CFileManipulator::MoveFileTo(const COrvikFilePath& source, const COrvikFilePath& target) {
-  return MoveFileTo(source, target, nullptr);
-}
-
 BOOL CFileManipulator::MoveFileTo(const COrvikFilePath& source, const COrvikFilePath& target,
                                   TreeReport* report, Progress* progress) {
   host::Side side;
@@ -312,10 +284,6 @@ BOOL CFileManipulator::MoveFileTo(const COrvikFilePath& source, const COrvikFile
       MoveItem(PathArgument(source.GetFilePathString()), PathArgument(target.GetFilePathString()),
                {.side = &side, .monitor = MonitorOf(progress, source)});
   return AddResult(source, error, side, report);
-}
-
-BOOL CFileManipulator::DeleteFile(const COrvikFilePath& file) {
-  return Delete(file, nullptr, nullptr);
 }
 
 BOOL CFileManipulator::RemoveFile(const COrvikFilePath& file) {

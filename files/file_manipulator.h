@@ -61,54 +61,49 @@ class CFileManipulator {
   [[nodiscard("a failure may leave a part of the bytes")]] static HRESULT WriteAsciiStringToFile(
       const COrvikFilePath& file, const char* bytes, unsigned long count);
 
-  // CopyFile of windows_files.h, to a file or under the same name into a folder.
-  [[nodiscard("FALSE: there is no copy")]] static BOOL CopyFileTo(const COrvikFilePath& source,
-                                                                  const COrvikFilePath& target,
-                                                                  BOOL fail_if_exists);
-  [[nodiscard("FALSE: there is no copy")]] static BOOL CopyFileTo(
-      const COrvikFilePath& source, const COrvikDirectoryPath& target_folder, BOOL fail_if_exists);
-  // The same; `report` (may be null) says why the file was not copied (EOPNOTSUPP for a pipe,
-  // socket or device), and `progress` (may be null) watches and stops the copy.
+  // CopyFile of windows_files.h, to a file or under the same name into a folder. `report` (may be
+  // null) says why the file was not copied (EOPNOTSUPP for a pipe, socket or device), and
+  // `progress` (may be null) watches and stops the copy.
   [[nodiscard("FALSE: there is no copy")]] static BOOL CopyFileTo(const COrvikFilePath& source,
                                                                   const COrvikFilePath& target,
                                                                   BOOL fail_if_exists,
-                                                                  TreeReport* report,
+                                                                  TreeReport* report = nullptr,
                                                                   Progress* progress = nullptr);
+  [[nodiscard("FALSE: there is no copy")]] static BOOL CopyFileTo(
+      const COrvikFilePath& source, const COrvikDirectoryPath& target_folder, BOOL fail_if_exists);
   // Replaces an existing target; with `ask`, only after the user said so.
   [[nodiscard("FALSE: there is no copy")]] static BOOL CopyFile(const COrvikFilePath& source,
                                                                 const COrvikFilePath& target,
                                                                 BOOL ask);
 
-  // Makes missing folders of the target; an existing target is not replaced.
+  // Moves a file or a folder. Makes missing folders of the target; an existing target is not
+  // replaced. `report` (may be null) says why it was not moved, and `progress` (may be null)
+  // watches and stops a move to another volume.
   [[nodiscard("FALSE: the file was not moved")]] static BOOL MoveFileTo(
-      const COrvikFilePath& source, const COrvikFilePath& target);
-  // The same, with a file or a folder; `report` (may be null) says why it was not moved, and
-  // `progress` (may be null) watches and stops a move to another volume.
-  [[nodiscard("FALSE: the file was not moved")]] static BOOL MoveFileTo(
-      const COrvikFilePath& source, const COrvikFilePath& target, TreeReport* report,
+      const COrvikFilePath& source, const COrvikFilePath& target, TreeReport* report = nullptr,
       Progress* progress = nullptr);
 
   // Deletes what exists at the path, a folder with all it holds, a link as a link; read-only files
-  // too. TRUE when nothing is there.
+  // too. TRUE when nothing is there. With `ask` only after the user said so.
+  //
+  // With `to_trash` the file goes to the trash of its volume, which is made when there is none,
+  // under a name that is free there ("notes 14-05-09.txt", then "notes 14-05-09-1.txt", ...); a
+  // name of more than 245 bytes is shortened there, its info file keeps the whole of it. When the
+  // volume can have no trash, the file goes to the home trash, and is deleted when that cannot be
+  // had either.
+  //
+  // `report` (may be null) says what could not be deleted or moved, and `progress` (may be null)
+  // watches and stops the deletion of a folder, or the move to the home trash. Nothing is deleted
+  // after that move was stopped.
+  //
   // A trap: CreateFilePath with an empty name gives the path of the folder, which this call deletes
   // with all it holds. RemoveFile deletes files only.
-  static BOOL DeleteFile(const COrvikFilePath& file);
+  static BOOL DeleteFile(const COrvikFilePath& file, BOOL ask = FALSE, BOOL to_trash = FALSE,
+                         TreeReport* report = nullptr, Progress* progress = nullptr);
 
   // Deletes a file or link, never a folder; read-only and locked files too. TRUE when nothing is
   // there; FALSE for the empty path and for a folder.
   static BOOL RemoveFile(const COrvikFilePath& file);
-
-  // With `ask` only after the user said so. With `to_trash` the file goes to the trash of its
-  // volume, which is made when there is none, under a name that is free there ("notes
-  // 14-05-09.txt", then "notes 14-05-09-1.txt", ...); a name of more than 245 bytes is shortened
-  // there, its info file keeps the whole of it. When the volume can have no trash, the file goes to
-  // the home trash, and is deleted when that cannot be had either.
-  static BOOL DeleteFile(const COrvikFilePath& file, BOOL ask, BOOL to_trash);
-  // The same; `report` (may be null) says what could not be deleted or moved, and `progress` (may
-  // be null) watches and stops the deletion of a folder, or the move to the home trash. Nothing is
-  // deleted after that move was stopped.
-  static BOOL DeleteFile(const COrvikFilePath& file, BOOL ask, BOOL to_trash, TreeReport* report,
-                         Progress* progress = nullptr);
 
   // The trash folder of the volume an existing file lies on; FALSE when there is none.
   static BOOL GetTrashPathForFile(const COrvikFilePath& file, COrvikDirectoryPath& folder);

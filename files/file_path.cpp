@@ -9,12 +9,10 @@
 #include <cstdint>
 #include <ctime>
 #include <limits>
-#include <optional>
 #include <ostream>
-#include <string>
 
+#include "files/checksum_variants.h"
 #include "files/directory_path.h"
-#include "files/file_checksum.h"
 #include "files/file_manipulator.h"
 #include "files/item_transfer.h"
 #include "files/messages.h"
@@ -59,6 +57,27 @@ bool IsDeviceName(const CAtlString& name) {
                      [&name](const char16_t* device) { return EqualsNoCase(name, device); });
 }
 
+BOOL AllowOwnerToWrite(const CAtlString& path) {
+  const std::optional<std::string> bytes = PathForLibc(path);
+  struct stat info;
+  return bytes && host::StatPath(*bytes, AT_SYMLINK_NOFOLLOW, &info) == 0 &&
+         host::ChangeModeOf(*bytes, (info.st_mode & 07777) | S_IWUSR) == 0;
+}
+
+std::optional<CAtlString> Below(std::u16string_view path, std::u16string_view folder) {
+  if (!path.starts_with(folder)) return std::nullopt;
+  path.remove_prefix(folder.size());
+  if (path.empty()) return CAtlString();
+  if (path.front() != u'/') return std::nullopt;
+  return CAtlString(path.substr(1));
+}
+
+// A path that no file can have is written, too.
+std::ostream& Write(std::ostream& out, const CAtlString& path) {
+  const std::optional<std::string> bytes = host::FileNameToBytes(path.View());
+  return out << (bytes ? *bytes : path.ToUtf8());
+}
+
 }  // namespace
 
 COrvikFilePath::COrvikFilePath(const CAtlString& path) : path_(FixFilePathForPlatform(path)) {}
@@ -70,24 +89,12 @@ BOOL COrvikFilePath::createFromFileURL(const CAtlString& url) {
   return TRUE;
 }
 
-CAtlString COrvikFilePath::GetFilePathString() const {
-  return path_;
-}
-
 CAtlStringA COrvikFilePath::GetFilePathStringA() const {
   ATLTRACE(
       "\r\n\r\nIMPORTANT: you are calling COrvikFilePath::GetFilePathStringA().\r\n"
       "This function may cause problems if the path contains Unicode characters.\r\n"
       "Please rewrite your code not to use this function.");
   return CAtlStringA(path_);
-}
-
-BOOL COrvikFilePath::IsEmptyPath() const {
-  return path_.IsEmpty();
-}
-
-void COrvikFilePath::Empty() {
-  path_.Empty();
 }
 
 CAtlString COrvikFilePath::GetFileName() const {
@@ -123,10 +130,6 @@ void COrvikFilePath::RenameFileExtension(const CAtlString& extension) {
 
 COrvikDirectoryPath COrvikFilePath::GetDirectoryPath() const {
   return COrvikDirectoryPath(path_.Left(std::max(path_.ReverseFind(u'/'), 0)));
-}
-
-BOOL COrvikFilePath::IsEqualPath(const COrvikFilePath& other) const {
-  return path_.CompareNoCase(other.path_) == 0;
 }
 
 BOOL COrvikFilePath::IsValidForCrossPlatform() const {
@@ -175,17 +178,6 @@ COrvikFilePath COrvikFilePath::CreateTempFileName(const CAtlString& extension,
   return COrvikDirectoryPath::GetTempFileDirectoryPath().CreateTempFileNameInDirectory(chosen,
                                                                                        extension);
 }
-
-namespace {
-
-BOOL AllowOwnerToWrite(const CAtlString& path) {
-  const std::optional<std::string> bytes = PathForLibc(path);
-  struct stat info;
-  return bytes && host::StatPath(*bytes, AT_SYMLINK_NOFOLLOW, &info) == 0 &&
-         host::ChangeModeOf(*bytes, (info.st_mode & 07777) | S_IWUSR) == 0;
-}
-
-}  // namespace
 
 BOOL COrvikFilePath::FileExists() const {
   return !path_.IsEmpty() && PathFileExists(PathArgument(path_)) != FALSE;
@@ -259,24 +251,6 @@ BOOL COrvikFilePath::GetFileChecksum(std::uint32_t& checksum, TreeReport* report
   }
   return AddResult(*this, error, host::Side::kSource, report);
 }
-
-namespace {
-
-std::optional<CAtlString> Below(std::u16string_view path, std::u16string_view folder) {
-  if (!path.starts_with(folder)) return std::nullopt;
-  path.remove_prefix(folder.size());
-  if (path.empty()) return CAtlString();
-  if (path.front() != u'/') return std::nullopt;
-  return CAtlString(path.substr(1));
-}
-
-// A path that no file can have is written, too.
-std::ostream& Write(std::ostream& out, const CAtlString& path) {
-  const std::optional<std::string> bytes = host::FileNameToBytes(path.View());
-  return out << (bytes ? *bytes : path.ToUtf8());
-}
-
-}  // namespace
 
 COrvikFilePath COrvikFilePath::FromBytes(std::string_view bytes) {
   return COrvikFilePath(PathFromBytes(bytes));

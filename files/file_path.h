@@ -54,11 +54,11 @@ class COrvikFilePath {
   // signs are not decoded. FALSE, and the path unchanged, when there is no "file:".
   BOOL createFromFileURL(const CAtlString& url);
 
-  CAtlString GetFilePathString() const;
+  CAtlString GetFilePathString() const { return path_; }
   // The path in ISO 8859-1; other characters become "?".
   CAtlStringA GetFilePathStringA() const;
-  BOOL IsEmptyPath() const;
-  void Empty();
+  BOOL IsEmptyPath() const { return path_.IsEmpty(); }
+  void Empty() { path_.Empty(); }
 
   CAtlString GetFileName() const;
   CAtlStringA GetFileNameA() const;
@@ -77,7 +77,9 @@ class COrvikFilePath {
   BOOL IsExecutable() const;
 
   // Compares the texts ignoring case.
-  BOOL IsEqualPath(const COrvikFilePath& other) const;
+  BOOL IsEqualPath(const COrvikFilePath& other) const {
+    return path_.CompareNoCase(other.path_) == 0;
+  }
 
   BOOL IsValidForCrossPlatform() const;
   // FALSE also for names that begin with "." and for device names (con.txt, LPT3).

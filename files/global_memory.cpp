@@ -144,16 +144,4 @@ unsigned int GlobalFlags(HANDLE block) {
   return ((info->flags & 0xFF) << 4) | (info->lock_count & 0xFF);
 }
 
-void* CoTaskMemAlloc(std::size_t bytes) {
-  return std::malloc(bytes);
-}
-
-void* CoTaskMemRealloc(void* block, std::size_t bytes) {
-  return std::realloc(block, bytes);
-}
-
-void CoTaskMemFree(void* block) {
-  std::free(block);
-}
-
 }  // namespace orvik

@@ -6,6 +6,7 @@
 #pragma once
 
 #include <cstddef>
+#include <cstdlib>
 #include <memory_resource>
 #include <unordered_map>
 
@@ -51,8 +52,14 @@ unsigned int GlobalFlags(HANDLE block);
 
 // Memory that passes between components: malloc, realloc and free.
 
-void* CoTaskMemAlloc(std::size_t bytes);
-void* CoTaskMemRealloc(void* block, std::size_t bytes);
-void CoTaskMemFree(void* block);
+inline void* CoTaskMemAlloc(std::size_t bytes) {
+  return std::malloc(bytes);
+}
+inline void* CoTaskMemRealloc(void* block, std::size_t bytes) {
+  return std::realloc(block, bytes);
+}
+inline void CoTaskMemFree(void* block) {
+  std::free(block);
+}
 
 }  // namespace orvik

@@ -6,7 +6,6 @@
 #include <cstdint>
 #include <cstring>
 #include <optional>
-#include <string>
 #include <string_view>
 
 #include "files/path_arguments.h"
@@ -32,6 +31,11 @@ Owned<const NSString> PlatformString(std::u16string_view units) {
 
 Owned<const NSString> PlatformString(std::string_view bytes) {
   return PlatformString(host::FileNameFromBytes(bytes));
+}
+
+void LogFailedMove(std::u16string_view from, std::u16string_view to, int error) {
+  NSLog(CFSTR(u"Move File from %@ to %@ failed, error was - %@"), PlatformString(from).get(),
+        PlatformString(to).get(), PlatformString(std::string_view(std::strerror(error))).get());
 }
 
 int MakeFolderFor(const std::string& target) {
@@ -68,56 +72,6 @@ void ExpectFile(const std::string& path, host::Monitor* monitor) {
   if (monitor == nullptr || host::StatPath(path, AT_SYMLINK_NOFOLLOW, &info) != 0) return;
   monitor->Expect(1, S_ISREG(info.st_mode) ? static_cast<std::uint64_t>(info.st_size) : 0);
 }
-
-}  // namespace
-
-int CopyItem(const char16_t* source, const char16_t* target, BOOL fail_if_exists, host::Side* side,
-             host::Monitor* monitor) {
-  if (side != nullptr) *side = host::Side::kSource;
-  if (source == nullptr || target == nullptr ||
-      std::u16string_view(source) == std::u16string_view(target)) {
-    return EINVAL;
-  }
-  const std::optional<std::string> from = PathForLibc(source);
-  const std::optional<std::string> to = PathForLibc(target);
-  if (!from || !to) return ENOENT;
-  const host::NodeCopy how{
-      .existing = fail_if_exists != FALSE ? host::Existing::kKeep : host::Existing::kReplace,
-      .side = side,
-      .monitor = monitor};
-  ExpectFile(*from, monitor);
-  if (!host::Begins(monitor, {}, {})) return ECANCELED;
-  const int error = host::CopyNode(*from, *to, how);
-  if (error != ECANCELED) host::Advances(monitor, 1, 0);
-  return error;
-}
-
-int MoveItem(const char16_t* source, const char16_t* target, const host::MoveOptions& options) {
-  if (options.side != nullptr) *options.side = host::Side::kSource;
-  if (source == nullptr || target == nullptr) return EINVAL;
-  const std::optional<std::string> from = PathForLibc(source);
-  const std::optional<std::string> to = from ? TargetPath(target, *from) : std::nullopt;
-  int error = ENOENT;
-  if (from && to) {
-    if (options.side != nullptr) *options.side = host::Side::kTarget;
-    if (const int refusal = MakeFolderFor(*to)) return refusal;
-    error = MoveItem(*from, *to, options);
-  }
-  if (error == 0) return 0;
-  NSLog(CFSTR(u"Move File from %@ to %@ failed, error was - %@"), PlatformString(source).get(),
-        PlatformString(target).get(), PlatformString(std::string_view(std::strerror(error))).get());
-  return error;
-}
-
-int MoveItem(const std::string& from, const std::string& to, const host::MoveOptions& options) {
-  host::TrashInfo info;
-  int error = info.Write(from, to);
-  if (error == 0) error = host::MoveWithoutReplacing(from, to, options);
-  if (error == 0) info.Keep();
-  return error;
-}
-
-namespace {
 
 // The local time as 14-05-09; nothing when it cannot be formatted.
 std::optional<CAtlString> TimeStamp() {
@@ -161,6 +115,50 @@ int MoveTo(const std::string& from, const COrvikFilePath& target,
 
 }  // namespace
 
+int CopyItem(const char16_t* source, const char16_t* target, BOOL fail_if_exists, host::Side* side,
+             host::Monitor* monitor) {
+  if (side != nullptr) *side = host::Side::kSource;
+  if (source == nullptr || target == nullptr ||
+      std::u16string_view(source) == std::u16string_view(target)) {
+    return EINVAL;
+  }
+  const std::optional<std::string> from = PathForLibc(source);
+  const std::optional<std::string> to = PathForLibc(target);
+  if (!from || !to) return ENOENT;
+  const host::NodeCopy how{
+      .existing = fail_if_exists != FALSE ? host::Existing::kKeep : host::Existing::kReplace,
+      .side = side,
+      .monitor = monitor};
+  ExpectFile(*from, monitor);
+  if (!host::Begins(monitor, {}, {})) return ECANCELED;
+  const int error = host::CopyNode(*from, *to, how);
+  if (error != ECANCELED) host::Advances(monitor, 1, 0);
+  return error;
+}
+
+int MoveItem(const char16_t* source, const char16_t* target, const host::MoveOptions& options) {
+  if (options.side != nullptr) *options.side = host::Side::kSource;
+  if (source == nullptr || target == nullptr) return EINVAL;
+  const std::optional<std::string> from = PathForLibc(source);
+  const std::optional<std::string> to = from ? TargetPath(target, *from) : std::nullopt;
+  int error = ENOENT;
+  if (from && to) {
+    if (options.side != nullptr) *options.side = host::Side::kTarget;
+    if (const int refusal = MakeFolderFor(*to)) return refusal;
+    error = MoveItem(*from, *to, options);
+  }
+  if (error != 0) LogFailedMove(source, target, error);
+  return error;
+}
+
+int MoveItem(const std::string& from, const std::string& to, const host::MoveOptions& options) {
+  host::TrashInfo info;
+  int error = info.Write(from, to);
+  if (error == 0) error = host::MoveWithoutReplacing(from, to, options);
+  if (error == 0) info.Keep();
+  return error;
+}
+
 bool MoveToTrash(const COrvikFilePath& file, const COrvikDirectoryPath& trash, TreeReport* report,
                  Progress* progress) {
   const std::optional<std::string> from = PathForLibc(file.GetFilePathString());
@@ -179,10 +177,7 @@ bool MoveToTrash(const COrvikFilePath& file, const COrvikDirectoryPath& trash, T
     error = MoveTo(*from, target, options);
   }
   if (AddResult(file, error, side, report) != FALSE) return true;
-  NSLog(CFSTR(u"Move File from %@ to %@ failed, error was - %@"),
-        PlatformString(file.GetFilePathString()).get(),
-        PlatformString(target.GetFilePathString()).get(),
-        PlatformString(PathFromBytes(std::strerror(error))).get());
+  LogFailedMove(file.GetFilePathString(), target.GetFilePathString(), error);
   return false;
 }
 

@@ -1,6 +1,5 @@
 #include "files/messages.h"
 
-#include <algorithm>
 #include <iterator>
 #include <string_view>
 
@@ -10,23 +9,14 @@
 namespace orvik {
 namespace {
 
-using namespace std::string_view_literals;
+// Of the numbers from 0xF021 on.
+constexpr std::u16string_view kErrorTexts[] = {u"Operation not supported", u"Resource not found",
+                                               u"Out of memory", u"User cannot perform operation",
+                                               u"Invalid argument"};
 
 std::u16string_view ErrorText(unsigned number) {
-  switch (number) {
-    case 0xF021:
-      return u"Operation not supported"sv;
-    case 0xF022:
-      return u"Resource not found"sv;
-    case 0xF023:
-      return u"Out of memory"sv;
-    case 0xF024:
-      return u"User cannot perform operation"sv;
-    case 0xF025:
-      return u"Invalid argument"sv;
-    default:
-      return u"Unknown error"sv;
-  }
+  const unsigned index = number - 0xF021;
+  return index < std::size(kErrorTexts) ? kErrorTexts[index] : u"Unknown error";
 }
 
 // Texts with a length byte.
@@ -99,18 +89,6 @@ int AfxMessageBox(unsigned number, unsigned type, unsigned help_id) {
   char16_t text[255];
   AfxLoadString(number, text, static_cast<int>(std::size(text)));
   return AfxMessageBox(text, type, help_id);
-}
-
-BOOL AtlIsValidAddress(const void* pointer, std::size_t /*size*/, BOOL /*writable*/) {
-  return pointer != nullptr;
-}
-
-BOOL AfxIsValidAddress(const void* pointer, std::size_t size, BOOL writable) {
-  return AtlIsValidAddress(pointer, size, writable);
-}
-
-void* AfxGetStaticModuleState() {
-  return nullptr;
 }
 
 }  // namespace orvik

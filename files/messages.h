@@ -2,7 +2,6 @@
 #pragma once
 
 #include <cstddef>
-#include <cstdint>
 
 #include "platform/core_foundation/string.h"
 #include "strings/atl_string.h"
@@ -52,23 +51,21 @@ inline int AfxMessageBox(int number, unsigned type = MB_OK, unsigned help_id = 0
 }
 
 // Whether the pointer is not null; the other arguments are not looked at.
-BOOL AfxIsValidAddress(const void* pointer, std::size_t size, BOOL writable = TRUE);
-BOOL AtlIsValidAddress(const void* pointer, std::size_t size, BOOL writable = TRUE);
+inline BOOL AtlIsValidAddress(const void* pointer, std::size_t, BOOL = TRUE) {
+  return pointer != nullptr;
+}
+inline BOOL AfxIsValidAddress(const void* pointer, std::size_t size, BOOL writable = TRUE) {
+  return AtlIsValidAddress(pointer, size, writable);
+}
 
-// Trace hooks, which do nothing on this platform.
-
-template <class... Arguments>
-void ATLTRACE(const char*, const Arguments&...) {}
-template <class... Arguments>
-void ATLTRACE(const char16_t*, const Arguments&...) {}
-template <class... Arguments>
-void ATLTRACE(const CAtlStringA&, const Arguments&...) {}
-template <class... Arguments>
-void ATLTRACE(const CAtlString&, const Arguments&...) {}
-template <class... Arguments>
-void ATLTRACE(CFStringRef, const Arguments&...) {}
+// Does nothing on this platform. The format is a text of any kind, platform strings too; it is not
+// looked at, and neither are the arguments.
+template <class Format, class... Arguments>
+void ATLTRACE(const Format&, const Arguments&...) {}
 
 // Always null.
-void* AfxGetStaticModuleState();
+inline void* AfxGetStaticModuleState() {
+  return nullptr;
+}
 
 }  // namespace orvik

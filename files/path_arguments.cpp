@@ -4,7 +4,6 @@
 
 #include <algorithm>
 #include <cerrno>
-#include <string_view>
 
 #include "host/file_names.h"
 #include "host/paths.h"

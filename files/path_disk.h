@@ -2,9 +2,11 @@
 #pragma once
 
 #include <functional>
+#include <optional>
 #include <string_view>
 
 #include "files/directory_path.h"
+#include "platform/carbon/folders.h"
 #include "strings/atl_string.h"
 
 namespace orvik {
@@ -33,6 +35,11 @@ int WalkFolder(int folder, const std::function<bool(const FolderEntry&)>& visit)
 // The same with a path. A link to a folder is followed.
 int WalkFolder(const COrvikDirectoryPath& folder,
                const std::function<bool(const FolderEntry&)>& visit);
+
+// Where the platform has the standard folder of that type, made when it is missing and `create` is
+// true; nothing when it has none.
+std::optional<COrvikDirectoryPath> FindStandardFolder(FSVolumeRefNum domain, OSType type,
+                                                      bool create);
 
 // The age of the file or folder at a path.
 

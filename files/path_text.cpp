@@ -1,9 +1,7 @@
 #include "files/path_text.h"
 
-#include <algorithm>
 #include <cstddef>
 #include <cstring>
-#include <string_view>
 
 #include "strings/text_view.h"
 
@@ -27,6 +25,23 @@ int RemoveExtension(Unit* path) {
   return index;
 }
 
+using namespace std::string_view_literals;
+
+constexpr std::u16string_view kInvalidInPaths = u"|><?*\""sv;
+
+bool HoldsInvalidInPaths(const CAtlString& text) {
+  return text.View().find_first_of(kInvalidInPaths) != std::u16string_view::npos;
+}
+
+void RemoveInvalidInPaths(CAtlString& text) {
+  for (const char16_t unit : kInvalidInPaths) text.Remove(unit);
+}
+
+// Whether the path begins as C:\ does.
+bool HasDrivePrefix(const CAtlString& path) {
+  return path.View().find(u":\\"sv) == 1;
+}
+
 }  // namespace
 
 const char16_t* PathFindFileName(const char16_t* path) {
@@ -39,10 +54,6 @@ const char16_t* PathFindFileName(const char16_t* path) {
 
 char16_t* PathFindFileName(char16_t* path) {
   return const_cast<char16_t*>(PathFindFileName(static_cast<const char16_t*>(path)));
-}
-
-char* PathFindFileNameA(const char*) {
-  return nullptr;
 }
 
 BOOL PathRemoveFileSpec(char16_t* path) {
@@ -157,27 +168,6 @@ BOOL PathRenameExtension(char16_t* path, const char16_t* extension) {
   path[first + text.size()] = 0;
   return TRUE;
 }
-
-namespace {
-
-using namespace std::string_view_literals;
-
-constexpr std::u16string_view kInvalidInPaths = u"|><?*\""sv;
-
-bool HoldsInvalidInPaths(const CAtlString& text) {
-  return text.View().find_first_of(kInvalidInPaths) != std::u16string_view::npos;
-}
-
-void RemoveInvalidInPaths(CAtlString& text) {
-  for (const char16_t unit : kInvalidInPaths) text.Remove(unit);
-}
-
-// Whether the path begins as C:\ does.
-bool HasDrivePrefix(const CAtlString& path) {
-  return path.View().find(u":\\"sv) == 1;
-}
-
-}  // namespace
 
 CAtlString FixFolderPathForPlatform(const CAtlString& path) {
   CAtlString fixed = path;

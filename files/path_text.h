@@ -24,7 +24,9 @@ namespace [[gnu::visibility("default")]] orvik {
 const char16_t* PathFindFileName(const char16_t* path);
 char16_t* PathFindFileName(char16_t* path);
 // Always null.
-char* PathFindFileNameA(const char* path);
+inline char* PathFindFileNameA(const char*) {
+  return nullptr;
+}
 
 // Cuts the path at its last "/", trailing ones taken off first. FALSE for an empty path.
 BOOL PathRemoveFileSpec(char16_t* path);

@@ -23,18 +23,18 @@ class Progress::Impl final : public host::Monitor {
 
   void Expect(std::uint64_t entries, std::uint64_t bytes) override {
     const std::lock_guard guard(guard_);
-    work_.entries_total += entries;
-    work_.bytes_total += bytes;
+    state_.entries_total += entries;
+    state_.bytes_total += bytes;
   }
 
   bool Begin(std::string path) override {
-    return Tell([&path](Work* work) { work->path = std::move(path); });
+    return Tell([this, &path] { path_ = std::move(path); });
   }
 
   bool Advance(std::uint64_t entries, std::uint64_t bytes) override {
-    return Tell([=](Work* work) {
-      work->entries_done += entries;
-      work->bytes_done += bytes;
+    return Tell([=, this] {
+      state_.entries_done += entries;
+      state_.bytes_done += bytes;
     });
   }
 
@@ -45,39 +45,29 @@ class Progress::Impl final : public host::Monitor {
   void SetTop(std::string top) {
     const std::lock_guard guard(guard_);
     top_ = std::move(top);
-    work_.path.clear();
+    path_.clear();
   }
 
   ProgressState State() const {
     const std::lock_guard guard(guard_);
-    ProgressState state{
-        work_.entries_done, work_.bytes_done, work_.entries_total, work_.bytes_total, {}};
-    const std::string path = work_.path.empty() ? top_ : top_ + '/' + work_.path;
-    state.path = COrvikFilePath(PathFromBytes(path));
+    ProgressState state = state_;
+    state.path = COrvikFilePath(PathFromBytes(path_.empty() ? top_ : top_ + '/' + path_));
     return state;
   }
 
  private:
-  struct Work {
-    std::uint64_t entries_done = 0;
-    std::uint64_t bytes_done = 0;
-    std::uint64_t entries_total = 0;
-    std::uint64_t bytes_total = 0;
-    std::string path;  // below the top
-  };
-
   template <typename Change>
   bool Tell(Change change) {
     if (!callback_) {
       const std::lock_guard guard(guard_);
-      change(&work_);
+      change();
       return !IsStopped();
     }
     // The states that the callback sees are in order.
     const std::lock_guard calls(calls_);
     {
       const std::lock_guard guard(guard_);
-      change(&work_);
+      change();
     }
     if (!IsStopped() && callback_(State()) == ProgressAnswer::kStop) Stop();
     return !IsStopped();
@@ -89,7 +79,8 @@ class Progress::Impl final : public host::Monitor {
   std::mutex calls_;          // one callback at a time
   mutable std::mutex guard_;  // of what follows
   std::string top_;
-  Work work_;
+  std::string path_;     // of the entry in work, below the top
+  ProgressState state_;  // its path is made from these two
 };
 
 Progress::Progress(Callback callback, ProgressTotals totals)

@@ -32,6 +32,11 @@ CAtlStringA ReadWhole(const COrvikFilePath& file) {
   return CAtlStringA(std::string_view(reinterpret_cast<const char*>(bytes), count));
 }
 
+// Behind a NUL there is no text.
+std::string TextOf(const CAtlStringA& content) {
+  return std::string(content.View().substr(0, content.View().find('\0')));
+}
+
 // The URL in the text of a shortcut file; empty when there is none.
 std::string_view FindUrl(std::string_view text) {
   if (const std::size_t start = text.find(kPropertyListStart); start != kNone) {
@@ -124,15 +129,11 @@ HRESULT CFileManipulator::CreateURLShortcut(const CAtlString& url, const COrvikF
 }
 
 CAtlString CFileManipulator::ResolveURLShortcut(const COrvikFilePath& shortcut) {
-  if (shortcut.FileExists() == FALSE) return {};
-  const CAtlStringA content = ReadWhole(shortcut);
-  // Behind a NUL there is no text.
-  const std::string_view text = content.View().substr(0, content.View().find('\0'));
+  const std::string text = TextOf(ReadWhole(shortcut));
   return CAtlString(CAtlStringA(FindUrl(text)));
 }
 
 CAtlString CFileManipulator::ResolveLinkFile(const COrvikFilePath& link) {
-  if (link.FileExists() == FALSE) return {};
   const CAtlStringA text = WithoutMark(ReadWhole(link));
   const std::optional<std::string> url = UrlOfDesktopEntry(text.View());
   const std::string_view found = url ? std::string_view(*url) : FindUrl(text.View());
@@ -148,10 +149,7 @@ HRESULT CFileManipulator::CreateShortcut(const COrvikFilePath& shortcut,
 }
 
 COrvikFilePath CFileManipulator::ResolveShortcut(const COrvikFilePath& shortcut) {
-  if (shortcut.FileExists() == FALSE) return {};
-  const CAtlStringA content = ReadWhole(shortcut);
-  const std::string_view path = content.View().substr(0, content.View().find('\0'));
-  return COrvikFilePath(CAtlString(host::FileNameFromBytes(path)));
+  return COrvikFilePath(CAtlString(host::FileNameFromBytes(TextOf(ReadWhole(shortcut)))));
 }
 
 }  // namespace orvik

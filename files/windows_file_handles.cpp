@@ -1,13 +1,13 @@
 #include "files/windows_file_handles.h"
 
 #include <fcntl.h>
-#include <sys/stat.h>
 
 #include <memory>
 #include <optional>
 #include <string>
 
 #include "files/path_arguments.h"
+#include "host/descriptor.h"
 #include "host/paths.h"
 #include "platform/core_foundation/errno_status.h"
 
@@ -35,14 +35,8 @@ bool CreateExclusively(const char16_t* path) {
 
 OSErr FindOrCreate(const char16_t* path, DWORD disposition, FSRef* ref) {
   if (disposition == CREATE_NEW && !CreateExclusively(path)) return dupFNErr;
-  const OSErr found = GetFSRefFromFilename(path, ref, false, false);
-  switch (disposition) {
-    case 0:
-    case CREATE_ALWAYS:
-      return found == fnfErr ? GetFSRefFromFilename(path, ref, true, false) : found;
-    default:
-      return found;
-  }
+  const bool makes_missing = disposition == 0 || disposition == CREATE_ALWAYS;
+  return GetFSRefFromFilename(path, ref, makes_missing, false);
 }
 
 FileForkHandle* HandleOf(HANDLE handle) {
@@ -64,10 +58,6 @@ class HandleLock {
   pthread_mutex_t* mutex_;
 };
 
-void StoreCount(unsigned long count, DWORD* bytes_done) {
-  if (bytes_done != nullptr) *bytes_done = static_cast<DWORD>(count);
-}
-
 // Reads or writes at the mark.
 template <class Call, class Buffer>
 BOOL Transfer(Call call, HANDLE handle, Buffer* buffer, DWORD bytes, DWORD* bytes_done) {
@@ -78,7 +68,7 @@ BOOL Transfer(Call call, HANDLE handle, Buffer* buffer, DWORD bytes, DWORD* byte
     const HandleLock lock{record};
     status = call(*record->fork, fsAtMark, 0, bytes, buffer, &done);
   }
-  StoreCount(done, bytes_done);
+  if (bytes_done != nullptr) *bytes_done = static_cast<DWORD>(done);
   return status == noErr ? TRUE : FALSE;
 }
 
@@ -148,8 +138,7 @@ BOOL WriteFile(HANDLE handle, const void* buffer, DWORD bytes, DWORD* bytes_done
 }
 
 DWORD filelength(int descriptor) {
-  struct stat info {};
-  return fstat(descriptor, &info) == 0 ? static_cast<DWORD>(info.st_size) : 0xFFFFFFFF;
+  return static_cast<DWORD>(host::SizeOf(descriptor).value_or(0xFFFFFFFF));
 }
 
 }  // namespace orvik

@@ -123,63 +123,29 @@ void FSDeleteFolderLevel(const FSRef* folder, FSDeleteFolderState* state) {
       host::StatusFromErrno(host::EmptyFolder(*path, host::Obstacles::kTakeAway)));
 }
 
-namespace {
-
-FILETIME FileTimeFrom(const UTCDateTime& date) {
-  return {date.lowSeconds, date.highSeconds};
-}
-
-}  // namespace
-
-HANDLE FindFirstFile(const char16_t*, _WIN32_FIND_DATA*) {
-  return INVALID_HANDLE_VALUE;
-}
-
-BOOL FindNextFile(HANDLE, _WIN32_FIND_DATA*) {
-  return FALSE;
-}
-
-BOOL FindClose(HANDLE) {
-  return TRUE;
-}
-
 void InitW32FindDataFromCatalogInfo(const FSCatalogInfo* info, const HFSUniStr255* name,
                                     _WIN32_FIND_DATA* find_data) {
   *find_data = {};
   find_data->dwFileAttributes = AttributesFromMode(info->permissions.mode);
-  find_data->ftCreationTime = FileTimeFrom(info->createDate);
-  find_data->ftLastAccessTime = FileTimeFrom(info->accessDate);
-  find_data->ftLastWriteTime = FileTimeFrom(info->contentModDate);
+  find_data->ftCreationTime = {info->createDate.lowSeconds, info->createDate.highSeconds};
+  find_data->ftLastAccessTime = {info->accessDate.lowSeconds, info->accessDate.highSeconds};
+  find_data->ftLastWriteTime = {info->contentModDate.lowSeconds, info->contentModDate.highSeconds};
   find_data->nFileSizeHigh = static_cast<DWORD>(info->dataPhysicalSize >> 32);
   find_data->nFileSizeLow = static_cast<DWORD>(info->dataPhysicalSize);
   const std::size_t length = std::min<std::size_t>(name->length, std::size(name->unicode));
   std::copy_n(name->unicode, length, find_data->cFileName);
 }
 
-namespace {
-
-constexpr std::size_t kPrefixUnits = 3;
-
-std::u16string_view StartOfPrefix(const char16_t* prefix) {
-  if (prefix == nullptr) return {};
-  return std::u16string_view(prefix).substr(0, kPrefixUnits);
-}
-
-std::u16string Decimal(DWORD number) {
-  const std::string digits = std::to_string(number);
-  return {digits.begin(), digits.end()};
-}
-
-}  // namespace
-
 DWORD GetTempFileName(const char16_t* folder, const char16_t* prefix, DWORD unique,
                       char16_t* buffer) {
   if (folder == nullptr || buffer == nullptr) return 0;
+  constexpr std::size_t kPrefixUnits = 3;
   std::u16string start{folder};
-  if (start.empty() || start.back() != u'/') start += u'/';
-  start += StartOfPrefix(prefix);
+  if (!start.ends_with(u'/')) start += u'/';
+  if (prefix != nullptr) start += std::u16string_view(prefix).substr(0, kPrefixUnits);
   for (;; ++unique) {
-    const std::u16string path = start + Decimal(unique);
+    const std::string digits = std::to_string(unique);
+    const std::u16string path = start + std::u16string(digits.begin(), digits.end());
     if (path.size() >= static_cast<std::size_t>(MAX_PATH)) {
       *buffer = u'\0';
       return 0;
@@ -212,20 +178,12 @@ CFStringRef CocoaGetTempPathHelper() {
   return CFStringCreateCopy(kCFAllocatorDefault, folder);
 }
 
-namespace {
-
-constexpr DWORD kTicksPerSecond = 60;
-constexpr DWORD kMillisecondsPerSecond = 1000;
-
-}  // namespace
-
 DWORD GetTickCount() {
-  return TickCount() * kMillisecondsPerSecond / kTicksPerSecond;
+  return TickCount() * 1000 / 60;
 }
 
 void Sleep(DWORD milliseconds) {
-  const DWORD seconds = milliseconds / kMillisecondsPerSecond;
-  if (seconds > 0) Delay(seconds * kTicksPerSecond, nullptr);
+  if (const DWORD seconds = milliseconds / 1000) Delay(seconds * 60, nullptr);
 }
 
 int CurrentMachineOSXVersion() {
@@ -242,25 +200,5 @@ int ClassifyOSXVersion(DWORD version_word) {
 }
 
 DWORD g_dwLastErrCode = 0;
-
-DWORD GetLastError() {
-  return g_dwLastErrCode;
-}
-
-void SetLastError(DWORD code) {
-  g_dwLastErrCode = code;
-}
-
-HRESULT StgCreateDocfile(const char16_t*, DWORD, DWORD, IStorage**) {
-  return E_NOTIMPL;
-}
-
-HRESULT StgOpenStorage(const char16_t*, IStorage*, DWORD, char16_t**, DWORD, IStorage**) {
-  return E_NOTIMPL;
-}
-
-HRESULT StgIsStorageFile(const char16_t*) {
-  return E_NOTIMPL;
-}
 
 }  // namespace orvik

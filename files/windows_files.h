@@ -114,13 +114,19 @@ struct _WIN32_FIND_DATA {
 };
 
 // Always INVALID_HANDLE_VALUE; `find_data` is not touched.
-HANDLE FindFirstFile(const char16_t* path, _WIN32_FIND_DATA* find_data);
+inline HANDLE FindFirstFile(const char16_t*, _WIN32_FIND_DATA*) {
+  return INVALID_HANDLE_VALUE;
+}
 
 // Always FALSE.
-BOOL FindNextFile(HANDLE find, _WIN32_FIND_DATA* find_data);
+inline BOOL FindNextFile(HANDLE, _WIN32_FIND_DATA*) {
+  return FALSE;
+}
 
 // Always TRUE.
-BOOL FindClose(HANDLE find);
+inline BOOL FindClose(HANDLE) {
+  return TRUE;
+}
 
 // Fills the record: attributes as GetFileAttributes gives them; the times are seconds since 1904
 // (high word, low 32 bits), not converted; the size is what the data fork has allocated, in bytes.
@@ -169,17 +175,26 @@ int ClassifyOSXVersion(DWORD version_word);
 
 extern DWORD g_dwLastErrCode;
 
-DWORD GetLastError();
-void SetLastError(DWORD code);
+inline DWORD GetLastError() {
+  return g_dwLastErrCode;
+}
+inline void SetLastError(DWORD code) {
+  g_dwLastErrCode = code;
+}
 
 // Compound files, which this platform does not have: every call gives E_NOTIMPL and touches
 // nothing.
 
 class IStorage;
 
-HRESULT StgCreateDocfile(const char16_t* name, DWORD mode, DWORD reserved, IStorage** storage);
-HRESULT StgOpenStorage(const char16_t* name, IStorage* priority, DWORD mode, char16_t** exclude,
-                       DWORD reserved, IStorage** storage);
-HRESULT StgIsStorageFile(const char16_t* name);
+inline HRESULT StgCreateDocfile(const char16_t*, DWORD, DWORD, IStorage**) {
+  return E_NOTIMPL;
+}
+inline HRESULT StgOpenStorage(const char16_t*, IStorage*, DWORD, char16_t**, DWORD, IStorage**) {
+  return E_NOTIMPL;
+}
+inline HRESULT StgIsStorageFile(const char16_t*) {
+  return E_NOTIMPL;
+}
 
 }  // namespace orvik

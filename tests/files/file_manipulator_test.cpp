@@ -3,6 +3,8 @@
 #include <chrono>
 #include <memory>
 
+#include "files/directory_manipulator.h"
+#include "files/windows_files.h"
 #include "tests/files/support.h"
 #include "tests/support/alert_answer.h"
 #include "tests/support/volumes.h"
@@ -120,7 +122,7 @@ TEST_F(FileManipulator, WritesInPlaceWhereNoNewFileCanBe) {
     EXPECT_EQ(Manipulator::CreateShortcut(File(At(name)), File("/a/b")), S_OK);
     EXPECT_EQ(Units(Manipulator::ResolveShortcut(File(At(name)))), u"/a/b");
   };
-  MakeTree(top_, {"mounted=old", "closed/file=old"});
+  Plant(top_, "mounted=old closed/file=old");
   const bool tested = OnAVolume(At("volume"), "tmpfs", "size=1m", [&] {
     const std::string file = At("mounted");
     ASSERT_EQ(mount(file.c_str(), file.c_str(), nullptr, MS_BIND, nullptr), 0);
@@ -157,38 +159,32 @@ TEST_F(FileManipulator, ReadsAndCopiesTheFilesOfProc) {
 TEST_F(FileManipulator, LongPathsAreTakenWhole) {
   const COrvikFilePath file =
       File(MakeDeepTree(top_.string(), 100, std::string(60, 'n')) + "/leaf");
-  EXPECT_EQ(file.GetFileSize(), 0u);
-  EXPECT_EQ(file.GetFileChecksum(), 0u);
+  const COrvikFilePath beside(file.GetFilePathString() + u".url");
   struct stat record;
   EXPECT_EQ(Manipulator::StatFile(file, &record), 0);
   EXPECT_TRUE(Opens(file, "r+b"));
-  const auto beside = [&file](const CAtlString& name) {
-    return COrvikFilePath(file.GetFilePathString() + name);
-  };
-  for (const COrvikFilePath& written : {file, beside(u"2")}) {
-    EXPECT_EQ(Manipulator::WriteAsciiStringToFile(written, "text", 4), S_OK);
-    EXPECT_EQ(written.GetFileSize(), 4u);
-  }
-  EXPECT_EQ(Manipulator::CreateURLShortcut(u"http://a.b/", beside(u".url")), S_OK);
-  EXPECT_EQ(Manipulator::ResolveURLShortcut(beside(u".url")), u"http://a.b/");
-  WriteFile(At("source"), "");
-  EXPECT_FALSE(Manipulator::CopyFileTo(File(At("source")), file, TRUE));
-  EXPECT_TRUE(Manipulator::CopyFileTo(file, File(At("source")), FALSE));
+  EXPECT_EQ(Manipulator::WriteAsciiStringToFile(file, "text", 4), S_OK);
+  EXPECT_EQ(file.GetFileSize(), 4u);
+  EXPECT_EQ(Manipulator::CreateURLShortcut(u"http://a.b/", beside), S_OK);
+  EXPECT_EQ(Manipulator::ResolveURLShortcut(beside), u"http://a.b/");
+  EXPECT_TRUE(Manipulator::CopyFileTo(file, File(At("copy")), FALSE));
   EXPECT_TRUE(file.SetFileReadOnly());
-  EXPECT_EQ(file.GetNumberOfDaysOld(), 0);
   EXPECT_TRUE(Manipulator::RemoveFile(file));
   EXPECT_FALSE(file.FileExists());
 }
 
 TEST_F(FileManipulator, CopiesAndMoves) {
-  MakeTree(top_, {"f=new", "g=old", "d/"});
+  Plant(top_, "f=new g=old d/");
+  for (const char* source : {"d", "none", "g"}) {
+    EXPECT_FALSE(Manipulator::CopyFileTo(File(At(source)), File(At("g")), FALSE)) << source;
+  }
   EXPECT_FALSE(Manipulator::CopyFileTo(File(At("f")), File(At("g")), TRUE));
-  EXPECT_EQ(ReadFile(At("g")), "old");
+  EXPECT_FALSE(Manipulator::CopyFileTo(File(At("f")), COrvikFilePath(), FALSE));
+  EXPECT_EQ(TreeText(top_), "d/ f=new g=old");
   EXPECT_TRUE(Manipulator::CopyFileTo(File(At("f")), File(At("g")), FALSE));
   EXPECT_TRUE(Manipulator::CopyFileTo(File(At("f")), Folder(At("d")), TRUE));
   EXPECT_TRUE(Manipulator::MoveFileTo(File(At("f")), File(At("x/y/f"))));
-  EXPECT_EQ(TreeIn(top_),
-            (std::vector<std::string>{"d/", "d/f=new", "g=new", "x/", "x/y/", "x/y/f=new"}));
+  EXPECT_EQ(TreeText(top_), "d/ d/f=new g=new x/ x/y/ x/y/f=new");
   // To another spelling of its own name, and not to one of another file.
   const std::string composed = "\xC3\xA9", decomposed = "e\xCC\x81";
   MakeTree(At("spelled"), {composed + "=x"});
@@ -203,7 +199,7 @@ TEST_F(FileManipulator, CopiesAndMoves) {
 
 TEST_F(FileManipulator, SaysWhyAFileWasNotCopiedOrMoved) {
   ASSERT_EQ(mkfifo(At("pipe").c_str(), 0600), 0);
-  MakeTree(top_, {"f", "g"});
+  Plant(top_, "f g");
   TreeReport report;
   EXPECT_FALSE(Manipulator::CopyFileTo(File(At("pipe")), File(At("x")), FALSE, &report));
   EXPECT_FALSE(Manipulator::CopyFileTo(File(At("f")), File(At("g")), TRUE, &report));
@@ -225,24 +221,39 @@ TEST_F(FileManipulator, SaysWhyAFileWasNotCopiedOrMoved) {
   EXPECT_EQ(report.failures[0].reason, u"Pipes, sockets and devices are not copied");
 }
 
-// RemoveFile removes files and links; DeleteFile folders, too. Neither follows a link.
-TEST_F(FileManipulator, RemovesAndDeletes) {
-  for (const bool is_delete : {false, true}) {
-    SCOPED_TRACE(is_delete);
-    MakeTree(top_, {"kept/f", "f", "d/in/f", "d/link->../kept", "link->kept"});
-    fs::permissions(At("f"), fs::perms(0400));
-    for (const char* name : {"f", "link", "d", "never"}) {
-      const BOOL done = is_delete ? Manipulator::DeleteFile(File(At(name)))
-                                  : Manipulator::RemoveFile(File(At(name)));
-      const bool stays = !is_delete && std::string("d") == name;
-      EXPECT_EQ(done, stays ? FALSE : TRUE) << name;
-      EXPECT_EQ(Exists(At(name)), stays) << name;
+// Whether each call removes a file, a link to a folder, a full folder and an empty one, and what it
+// answers where nothing is. None follows a link.
+TEST_F(FileManipulator, EveryCallRemovesWhatItIsFor) {
+  using Folders = CDirectoryManipulator;
+  const auto windows = [](BOOL (*call)(const char16_t*)) {
+    return [call](const fs::path& path) { return call(path.u16string().c_str()); };
+  };
+  using Call = std::function<BOOL(const fs::path&)>;
+  const std::tuple<const char*, Call, const char*> calls[] = {
+      {"DeleteFile", windows(&orvik::DeleteFile), "yyyyn"},
+      {"RemoveDirectory", windows(&orvik::RemoveDirectory), "nnnyn"},
+      {"Manipulator::DeleteFile", [](auto& path) { return Manipulator::DeleteFile(File(path)); },
+       "yyyyy"},
+      {"RemoveFile", [](auto& path) { return Manipulator::RemoveFile(File(path)); }, "yynny"},
+      {"Folders::RemoveDirectory",
+       [](auto& path) { return Folders::RemoveDirectory(Folder(path)); }, "nnnyy"},
+      {"RemoveDirectoryAndContents",
+       [](auto& path) { return Folders::RemoveDirectoryAndContents(Folder(path)); }, "nnyyy"}};
+  for (const auto& [name, call, answers] : calls) {
+    Plant(top_, "kept/f file link->kept full/in/f full/link->../kept empty/");
+    fs::permissions(At("file"), fs::perms(0400));
+    const char* const entries[] = {"file", "link", "full", "empty", "none"};
+    for (int i = 0; i < 5; ++i) {
+      const bool removes = answers[i] == 'y';
+      EXPECT_EQ(call(At(entries[i])), removes ? TRUE : FALSE) << name << ' ' << entries[i];
+      EXPECT_EQ(Exists(At(entries[i])), !removes && i < 4) << name << ' ' << entries[i];
     }
-    fs::remove_all(At("d"));
+    EXPECT_EQ(ReadFile(At("kept/f")), "x") << name;
+    for (const auto& entry : fs::directory_iterator(top_)) fs::remove_all(entry);
   }
-  fs::create_directory_symlink(At("kept"), At("thrown away"));
-  EXPECT_TRUE(ThrowAway(At("thrown away")));
-  EXPECT_EQ(TreeIn(top_), (std::vector<std::string>{"kept/", "kept/f=x"}));
+  Plant(top_, "kept/f thrown->kept");
+  EXPECT_TRUE(ThrowAway(At("thrown")));
+  EXPECT_EQ(TreeText(top_), "kept/ kept/f=x");
   EXPECT_TRUE(Manipulator::DeleteFile({}));
   for (const COrvikFilePath& none :
        {COrvikFilePath(), Folder(At("kept")).CreateFilePath(u""), File("/")}) {
@@ -343,18 +354,6 @@ TEST_F(FileManipulator, ProcessesThatThrowAwayOneNameAllArrive) {
   EXPECT_EQ(results, std::vector<int>(kProcesses, 0));
   EXPECT_EQ(NamesIn(trash_ / "files").size(), std::size_t{kProcesses});
   EXPECT_EQ(NamesIn(trash_ / "info").size(), std::size_t{kProcesses});
-}
-
-// The volume's trash is a file of somebody's.
-TEST_F(FileManipulator, AVolumeWithoutATrashUsesTheHomeTrash) {
-  const bool tested = OnAVolume(At("volume"), "tmpfs", "size=1m", [this] {
-    WriteFile(At("volume") / (".Trash-" + std::to_string(getuid())), "no folder");
-    WriteFile(At("volume/f"), "thrown away");
-    EXPECT_TRUE(ThrowAway(At("volume/f")));
-    EXPECT_FALSE(Exists(At("volume/f")));
-    EXPECT_EQ(ReadFile(trash_ / "files/f"), "thrown away");
-  });
-  if (!tested) GTEST_SKIP() << "this user may not mount";
 }
 
 TEST_F(FileManipulator, ThrowsAwayLongNamesShortened) {
