@@ -145,13 +145,7 @@ OperationTable Operations() {
   return add;
 }
 
-class DocumentFaultsTest : public ::testing::TestWithParam<Operation> {};
-
-TEST_P(DocumentFaultsTest, OldOrNewAndReported) {
-  Walk(GetParam());
-}
-
-INSTANTIATE_TEST_SUITE_P(Faults, DocumentFaultsTest, ::testing::ValuesIn(Operations()));
+INSTANTIATE_TEST_SUITE_P(Documents, FaultsTest, ::testing::ValuesIn(Operations()));
 
 }  // namespace
 }  // namespace orvik::test

@@ -83,10 +83,6 @@ int Refusal(int folder, const char* path, int flags) {
   return Judge(makes ? Call::kMake : Call::kOpen).error;
 }
 
-mode_t ModeArgument(int flags, va_list arguments) {
-  return (flags & O_CREAT) != 0 || (flags & O_TMPFILE) == O_TMPFILE ? va_arg(arguments, mode_t) : 0;
-}
-
 // Tells the recorder about a changing call that succeeded, and returns its result.
 template <typename Result>
 Result Noted(Result result) {
@@ -94,8 +90,11 @@ Result Noted(Result result) {
   return result;
 }
 
-int NotedOpen(int file, int flags) {
+int PassOpen(int folder, const char* path, int flags, va_list arguments) {
   const bool is_unnamed = (flags & O_TMPFILE) == O_TMPFILE;
+  const mode_t mode = (flags & O_CREAT) != 0 || is_unnamed ? va_arg(arguments, mode_t) : 0;
+  if (const int error = Refusal(folder, path, flags)) return errno = error, -1;
+  const int file = Next<int(int, const char*, int, ...)>("openat64")(folder, path, flags, mode);
   return (flags & (O_CREAT | O_TRUNC)) != 0 && !is_unnamed ? Noted(file) : file;
 }
 
@@ -123,47 +122,6 @@ ssize_t PassRead(const char* symbol, int file, void* bytes, size_t count, Argume
   return Next<ssize_t(int, void*, size_t, Arguments...)>(symbol)(file, bytes, count, offset...);
 }
 
-// ---- Buffered files, whose calls inside the C library no program sees ----
-
-int FileOf(void* cookie) {
-  return static_cast<int>(reinterpret_cast<intptr_t>(cookie));
-}
-
-ssize_t CookieRead(void* cookie, char* bytes, size_t count) {
-  return read(FileOf(cookie), bytes, count);
-}
-
-ssize_t CookieWrite(void* cookie, const char* bytes, size_t count) {
-  size_t done = 0;
-  while (done < count) {
-    const ssize_t written = write(FileOf(cookie), bytes + done, count - done);
-    if (written < 0) break;
-    done += static_cast<size_t>(written);
-  }
-  return static_cast<ssize_t>(done);
-}
-
-int CookieSeek(void* cookie, off64_t* position, int whence) {
-  *position = lseek64(FileOf(cookie), *position, whence);
-  return *position < 0 ? -1 : 0;
-}
-
-int CookieClose(void* cookie) {
-  return close(FileOf(cookie));
-}
-
-FILE* OpenForWriting(const char* path, std::string_view mode) {
-  const auto has = [mode](char letter) { return mode.find(letter) != std::string_view::npos; };
-  const int flags = (has('+') ? O_RDWR : O_WRONLY) | O_CREAT | (has('a') ? O_APPEND : O_TRUNC) |
-                    (has('x') ? O_EXCL : 0);
-  const int file = open(path, flags, 0666);
-  if (file < 0) return nullptr;
-  FILE* const stream = fopencookie(reinterpret_cast<void*>(static_cast<intptr_t>(file)),
-                                   mode.data(), {CookieRead, CookieWrite, CookieSeek, CookieClose});
-  if (stream == nullptr) close(file);
-  return stream;
-}
-
 }  // namespace
 
 extern "C" {
@@ -171,20 +129,16 @@ extern "C" {
 int open(const char* path, int flags, ...) {
   va_list arguments;
   va_start(arguments, flags);
-  const mode_t mode = ModeArgument(flags, arguments);
+  const int file = PassOpen(AT_FDCWD, path, flags, arguments);
   va_end(arguments);
-  if (const int error = Refusal(AT_FDCWD, path, flags)) return errno = error, -1;
-  return NotedOpen(Next<int(const char*, int, ...)>("open64")(path, flags, mode), flags);
+  return file;
 }
-
 int openat(int folder, const char* path, int flags, ...) {
   va_list arguments;
   va_start(arguments, flags);
-  const mode_t mode = ModeArgument(flags, arguments);
+  const int file = PassOpen(folder, path, flags, arguments);
   va_end(arguments);
-  if (const int error = Refusal(folder, path, flags)) return errno = error, -1;
-  return NotedOpen(Next<int(int, const char*, int, ...)>("openat64")(folder, path, flags, mode),
-                   flags);
+  return file;
 }
 
 int faccessat(int folder, const char* path, int rights, int flags) noexcept {
@@ -195,7 +149,6 @@ int faccessat(int folder, const char* path, int rights, int flags) noexcept {
 }
 
 FILE* fopen(const char* path, const char* mode) {
-  if (ArmedPlan() != nullptr && mode[0] != 'r') return OpenForWriting(path, mode);
   if (ArmedPlan() != nullptr && Fails(Call::kOpen)) return nullptr;
   return Next<FILE*(const char*, const char*)>("fopen64")(path, mode);
 }

@@ -54,6 +54,7 @@ int ErrorOf(Fault fault, Call call) {
     case Fault::kNoMemory:
     case Fault::kKill:
     case Fault::kPowerLoss:
+    case Fault::kStop:
       break;
   }
   return 0;

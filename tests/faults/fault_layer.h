@@ -21,6 +21,7 @@ enum class Fault {
   kNoMemory,     // std::bad_alloc or null
   kKill,         // SIGKILL; a write has taken half of its bytes by then
   kPowerLoss,    // nothing fails; the calls are recorded (crash_states.h)
+  kStop,         // nothing fails; the operation's progress answers that it is to stop (walk.h)
 };
 
 // What the volume under the operation is like.
@@ -44,7 +45,8 @@ enum class Call {
   kRemove,
   kClose,
   kLock,
-  kAttribute
+  kAttribute,
+  kAnswer  // of a progress
 };
 
 struct FaultPlan {

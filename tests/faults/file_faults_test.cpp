@@ -1,5 +1,6 @@
 // Files, shortcuts, copies, moves and the trash under faults.
 
+#include "files/checksum.h"
 #include "files/directory_manipulator.h"
 #include "files/file_manipulator.h"
 #include "files/windows_files.h"
@@ -107,7 +108,8 @@ OperationTable Operations() {
       "Internet shortcut", [] {},
       [] { return FromResult(CFileManipulator::CreateURLShortcut(kUrl, FilePath("/s.url"))); });
   const auto copy = [] {
-    return FromBool(CFileManipulator::CopyFileTo(FilePath("/source"), FilePath("/target"), FALSE));
+    return FromBool(CFileManipulator::CopyFileTo(FilePath("/source"), FilePath("/target"), FALSE,
+                                                 nullptr, TheProgress()));
   };
   add("copy", MakeSource, copy);
   add("copy over another", MakeBoth, copy);
@@ -125,17 +127,48 @@ OperationTable Operations() {
       },
       copy)
       .leftovers = {"home/.target.orvik-*/*"};
-  Operation& tree = add("folder copy", MakeTree, [] {
-    static_cast<void>(CDirectoryManipulator::RecursivelyCopyDirectory(FolderPath("/tree"),
-                                                                      FolderPath("/to"), FALSE));
-    return Reported::kNothing;  // files that could not be copied are not reported of
-  });
+  const auto copy_tree = [] {
+    const HRESULT result = CDirectoryManipulator::RecursivelyCopyDirectory(
+        FolderPath("/tree"), FolderPath("/to"), FALSE, nullptr, TheProgress());
+    // Files that could not be copied are not reported of.
+    return result == E_ABORT ? Reported::kFailed : Reported::kNothing;
+  };
+  Operation& tree = add("folder copy", MakeTree, copy_tree);
   tree.steps = Steps::kAlways;
   tree.also = IsWholeOrGone;
+  Operation& large_file = add(
+      "copy of a large file over another",
+      [] {
+        MakeBoth();
+        WriteFile(InHome("/source"), std::string(9 << 20, 'x'));
+      },
+      copy);
+  large_file.only_stops = true;
+  Operation& over_another = add(
+      "folder copy over another with a large file",
+      [] {
+        MakeTree();
+        WriteFile(InHome("/tree/large"), std::string(9 << 20, 'b'));
+        for (const char* name : {"a", "sub/b", "large"}) WriteFile(InHome("/to/") + name, "old");
+      },
+      copy_tree);
+  over_another.steps = Steps::kAlways;
+  over_another.only_stops = true;
+  // So many that a second thread helps.
+  Operation& many = add(
+      "folder copy on two threads",
+      [] {
+        for (int i = 0; i < 240; ++i) WriteFile(InHome("/tree/") + std::to_string(i), "file a");
+      },
+      copy_tree);
+  many.steps = Steps::kAlways;
+  many.only_stops = true;
+  many.stride = 97;
   Operation& moved_files = add("folder move to another volume", MakeTree, [] {
-    static_cast<void>(CDirectoryManipulator::RecursivelyCopyDirectory(
-        FolderPath("/tree"), COrvikDirectoryPath(Wide(InRoot("/to"))), TRUE));
-    return Reported::kNothing;
+    const HRESULT result = CDirectoryManipulator::RecursivelyCopyDirectory(
+        FolderPath("/tree"), COrvikDirectoryPath(Wide(InRoot("/to"))), TRUE, nullptr,
+        TheProgress());
+    return result == E_ABORT ? Reported::kFailed : Reported::kNothing;
   });
   moved_files.volume = Volume::kOther;
   moved_files.steps = Steps::kAlways;
@@ -145,20 +178,22 @@ OperationTable Operations() {
   moved_files.repeats = false;
   Operation& removed = add("folder removal", MakeTree, [] {
     TreeReport report;
-    const BOOL done =
-        CDirectoryManipulator::RemoveDirectoryAndContents(FolderPath("/tree"), &report);
+    const BOOL done = CDirectoryManipulator::RemoveDirectoryAndContents(FolderPath("/tree"),
+                                                                        &report, TheProgress());
     return FromBool(done != FALSE && report.failed == 0);
   });
   removed.steps = Steps::kAlways;
   Operation& emptied = add("removal of files", MakeTree, [] {
-    return FromBool(CDirectoryManipulator::RemoveFilesFromDirectory(FolderPath("/tree"), u"*"));
+    return FromBool(CDirectoryManipulator::RemoveFilesFromDirectory(FolderPath("/tree"), u"*",
+                                                                    nullptr, TheProgress()));
   });
   emptied.steps = Steps::kAlways;
   add("move", MakeSource, [] {
     return FromBool(CFileManipulator::MoveFileTo(FilePath("/source"), FilePath("/target")));
   });
   Operation& moved = add("move to another volume", MakeTree, [] {
-    return FromBool(MoveFile(Wide(InHome("/tree")), Wide(InRoot("/to"))));
+    return FromBool(CFileManipulator::MoveFileTo(
+        FilePath("/tree"), COrvikFilePath(Wide(InRoot("/to"))), nullptr, TheProgress()));
   });
   moved.volume = Volume::kOther;
   moved.steps = Steps::kAlways;
@@ -167,7 +202,8 @@ OperationTable Operations() {
   moved.leftovers = {"root/.to.orvik-*/*"};
   moved.repeats = false;  // what is there is not replaced
   Operation& moved_file = add("file move to another volume", MakeSource, [] {
-    return FromBool(MoveFile(Wide(InHome("/source")), Wide(InRoot("/target"))));
+    return FromBool(CFileManipulator::MoveFileTo(
+        FilePath("/source"), COrvikFilePath(Wide(InRoot("/target"))), nullptr, TheProgress()));
   });
   moved_file.volume = Volume::kOther;
   moved_file.steps = Steps::kAlways;
@@ -181,8 +217,33 @@ OperationTable Operations() {
   trash.steps = Steps::kAlways;
   trash.also = IsInTrash;
   trash.repeats = false;
-  add("delete", MakeSource,
-      [] { return FromBool(CFileManipulator::DeleteFile(FilePath("/source"))); });
+  add("delete", MakeSource, [] {
+    return FromBool(
+        CFileManipulator::DeleteFile(FilePath("/source"), FALSE, FALSE, nullptr, TheProgress()));
+  });
+  Operation& deleted = add("delete of a folder", MakeTree, [] {
+    return FromBool(
+        CFileManipulator::DeleteFile(FilePath("/tree"), FALSE, FALSE, nullptr, TheProgress()));
+  });
+  deleted.steps = Steps::kAlways;
+  add("checksum", MakeSource, [] {
+    static const std::uint32_t expected = CalculateCRC32(
+        reinterpret_cast<const unsigned char*>(kContent), static_cast<long>(sizeof kContent) - 1);
+    std::uint32_t checksum = 77;
+    const BOOL done = FilePath("/source").GetFileChecksum(checksum, nullptr, TheProgress());
+    if (checksum != (done != FALSE ? expected : 77u)) ReportFault("gives a wrong checksum");
+    return FromBool(done);
+  });
+  add("listing", MakeTree, [] {
+    CAtlArray<COrvikDirectoryPath> folders;
+    CAtlArray<COrvikFilePath> files;
+    TreeReport report;
+    FolderPath("").ListSubDirectories(u"*", folders, TRUE, &report, TheProgress());
+    const OSErr status = FolderPath("/tree").FindFilesInDirectory(u"*", files, TheProgress());
+    if (report.failures.empty() && folders.GetCount() != 2) ReportFault("misses a folder");
+    if (status == 0 && files.GetCount() != 1) ReportFault("misses a file");
+    return FromBool(report.failures.empty() && status == 0 ? TRUE : FALSE);
+  });
   add(
       "temporary name", [] { WriteFile(InTemp("/abc1"), "taken"); },
       [] {
@@ -193,13 +254,7 @@ OperationTable Operations() {
   return add;
 }
 
-class FileFaultsTest : public ::testing::TestWithParam<Operation> {};
-
-TEST_P(FileFaultsTest, OldOrNewAndReported) {
-  Walk(GetParam());
-}
-
-INSTANTIATE_TEST_SUITE_P(Faults, FileFaultsTest, ::testing::ValuesIn(Operations()));
+INSTANTIATE_TEST_SUITE_P(Files, FaultsTest, ::testing::ValuesIn(Operations()));
 
 }  // namespace
 }  // namespace orvik::test

@@ -22,8 +22,6 @@
 #include "host/proc.h"
 #include "host/replace_file.h"
 #include "postflight/install_information.h"
-#include "prefs/preferences.h"
-#include "prefs/shared_lock.h"
 #include "streams/stream_factory.h"
 #include "tests/support/file_trees.h"
 #include "tools/orvikprefs/commands.h"
@@ -125,7 +123,7 @@ TEST(SecondUserTest, RootWritesNothingThroughTheNamesOfAnother) {
       SCOPED_TRACE(writer.name + " meets a " + trap.name);
       const ScopedEnvironment environment;
       const fs::path stage = environment.folder() / "stage";
-      MakeTree(stage, {"safe/victim=precious", "shared/"});
+      Plant(stage, "safe/victim=precious shared/");
       MakeTree(environment.folder(),
                {"root/Users/Shared/Library/Preferences/com.orviktech.Registry.plist="
                 "<plist version=\"1.0\"><dict/></plist>"});
@@ -197,10 +195,10 @@ void SwapLinks() {
   unlink("way/out");
 }
 
-// Runs a command of the program on the user's store in the home "way".
-void RunInHome(const Words& command) {
+// Runs a command of the program on a store in the home "way", or whose lock is there.
+void RunInHome(const Words& command, const char* scope = "user") {
   setenv("HOME", (fs::current_path() / "way").c_str(), 1);
-  std::vector<const char*> words = {"orvikprefs", "--scope", "user", "--timeout", "0"};
+  std::vector<const char*> words = {"orvikprefs", "--scope", scope, "--timeout", "0"};
   for (const std::string& word : command) words.push_back(word.c_str());
   std::ostringstream out;
   prefstool::Run(static_cast<int>(words.size()), words.data(), false, out, out);
@@ -208,6 +206,13 @@ void RunInHome(const Words& command) {
 
 void Set() {
   RunInHome({"set", "K", "n", "v"});
+}
+
+// The record of the lock and the file of the folder's lock are in the home.
+void SetShared() {
+  RunInHome({"set", "K", "n", "v"}, "shared");
+  RunInHome({"lock", "--release"}, "shared");
+  RunInHome({"lock", "--force"}, "shared");
 }
 
 // Every command that changes the store, one after another.
@@ -268,6 +273,10 @@ void SwapHome() {
     unlink(file.c_str());
     if (link("damaged", "attack") == 0) rename("attack", file.c_str());
     unlink(file.c_str());
+    // A file of root that the user may move, but not read.
+    const std::string secret = std::string(kFolder) + "secret";
+    rename(secret.c_str(), file.c_str());
+    rename(file.c_str(), secret.c_str());
   }
   rename("way/Library", "way/away");
   PutLink("../../safe", "way/Library");
@@ -376,6 +385,7 @@ void LeadThePipeAway() {
 std::vector<Race> Races() {
   std::vector<Race> races(std::begin(kTreeRaces), std::end(kTreeRaces));
   races.insert(races.end(), {{"set", Set, SwapHome},
+                             {"set in the shared scope", SetShared, SwapHome},
                              {"commands that change", ChangeStore, SwapHome},
                              {"commands that read", ReadStore, SwapHome},
                              {"the installation", Install, SwapHome},
@@ -386,16 +396,6 @@ std::vector<Race> Races() {
     races.push_back({writer.name, write, SwapLinks});
   }
   return races;
-}
-
-// Type, mode, owner, size and time of an entry.
-std::string RecordOf(const fs::path& path) {
-  struct stat record = {};
-  lstat(path.c_str(), &record);
-  std::ostringstream text;
-  text << path.filename().string() << ' ' << std::oct << record.st_mode << std::dec << ' '
-       << record.st_uid << ' ' << record.st_size << ' ' << record.st_mtim.tv_nsec;
-  return text.str();
 }
 
 Words RecordsIn(const fs::path& folder) {
@@ -443,9 +443,10 @@ TEST_P(SecondUserRaceTest, NothingOfRootsChanges) {
   const ScopedEnvironment environment;
   const fs::path stage = environment.folder() / "stage";
   MakeTree(stage,
-           {"safe/victim=" + std::string(kVictim), "safe/pipe|", "theirs/way/",
-            "theirs/kept/secret", "theirs/damaged=<plist><dict><key>", "theirs/tree/",
-            "theirs/copy/", "safe/changes.json={\"K\":{\"n\":\"w\"}}", "safe/script=set K m v\n"});
+           {"safe/victim=" + std::string(kVictim), "safe/pipe|",
+            "theirs/way/Library/Preferences/secret=" + std::string(kVictim), "theirs/kept/secret",
+            "theirs/damaged=<plist><dict><key>", "theirs/tree/", "theirs/copy/",
+            "safe/changes.json={\"K\":{\"n\":\"w\"}}", "safe/script=set K m v\n"});
   const ScopedVariable editor("EDITOR", "sed -i s/v/w/");
   MakeTree(environment.folder(),
            {"root/Users/Shared/Library/Preferences/com.orviktech.Registry.plist="
@@ -454,11 +455,16 @@ TEST_P(SecondUserRaceTest, NothingOfRootsChanges) {
   ASSERT_EQ(chmod((stage / "safe/victim").c_str(), 0600), 0);
   ASSERT_EQ(chmod((stage / "safe/pipe").c_str(), 0666), 0);
   for (const char* const name :
-       {"theirs", "theirs/way", "theirs/damaged", "theirs/tree", "theirs/copy"}) {
+       {"theirs", "theirs/way", "theirs/way/Library", "theirs/way/Library/Preferences",
+        "theirs/damaged", "theirs/tree", "theirs/copy"}) {
     ASSERT_EQ(chown((stage / name).c_str(), kOther, kOther), 0);
   }
+  const fs::path secret = stage / "theirs/way/Library/Preferences/secret";
+  ASSERT_EQ(chmod(secret.c_str(), 0600), 0);
   const Words before = RecordsIn(stage / "safe");
-  const int kept = open((stage / "theirs/kept").c_str(), O_PATH | O_CLOEXEC);
+  // Root's own among the other user's names, wherever they are moved.
+  const int kept[] = {open((stage / "theirs/kept").c_str(), O_PATH | O_CLOEXEC),
+                      open(secret.c_str(), O_PATH | O_CLOEXEC)};
   fs::current_path(stage / "theirs");
   const CommandResult run = [] {
     const Racer attacker(GetParam().attack);
@@ -478,76 +484,17 @@ TEST_P(SecondUserRaceTest, NothingOfRootsChanges) {
   fs::current_path("/");
   EXPECT_EQ(run.status, 0) << run.err;
   EXPECT_EQ(RecordsIn(stage / "safe"), before);
-  struct stat record = {};
-  EXPECT_EQ(fstatat(kept, "", &record, AT_EMPTY_PATH), 0);
-  EXPECT_EQ(record.st_uid, 0u);
-  close(kept);
+  for (const int own : kept) {
+    struct stat record = {};
+    EXPECT_EQ(fstatat(own, "", &record, AT_EMPTY_PATH), 0);
+    EXPECT_EQ(record.st_uid, 0u);
+    EXPECT_EQ(S_ISREG(record.st_mode) ? record.st_size : 0,
+              own == kept[1] ? sizeof kVictim - 1 : 0);
+    close(own);
+  }
 }
 
 INSTANTIATE_TEST_SUITE_P(Faults, SecondUserRaceTest, ::testing::ValuesIn(Races()));
-
-// Root works in a home whose owner exchanges the record and the file of the lock for links to files
-// of root, and for root's own files, all the time.
-TEST(SecondUserTest, TheLockIsNoWayToFilesOfRoot) {
-  if (geteuid() != 0) GTEST_SKIP() << "only root can act for another user";
-  const ScopedEnvironment environment;
-  const fs::path safe = environment.folder() / "safe";
-  const fs::path folder = environment.home() / "Library/Preferences";
-  const std::string record = folder / "com.orviktech.Registry.lock.plist";
-  const std::string lock = folder / ".orvik.lock", aside = folder / "aside";
-  const char kRecord[] =
-      "<plist version=\"1.0\"><dict><key>lock</key><integer>0</integer>"
-      "</dict></plist>";
-  MakeTree(safe, {"victim=" + std::string(kRecord), "empty="});
-  fs::create_directories(folder);
-  // A file of root that the user may move, but not read.
-  WriteFile(folder / "secret", "root's");
-  fs::permissions(folder / "secret", fs::perms(0600));
-  fs::permissions(environment.folder(), fs::perms(0755));
-  for (const fs::path& path : {environment.home(), environment.home() / "Library", folder}) {
-    ASSERT_EQ(chown(path.c_str(), kOther, kOther), 0);
-  }
-  const Words before = TreeIn(safe);
-  {
-    const Racer racer([&] {
-      for (const std::string& name : {record, lock}) {
-        unlink(aside.c_str());
-        [[maybe_unused]] int result =
-            symlink((safe / (name == lock ? "empty" : "victim")).c_str(), aside.c_str());
-        rename(aside.c_str(), name.c_str());
-        rename((folder / "secret").c_str(), name.c_str());
-        rename(name.c_str(), (folder / "secret").c_str());
-        unlink(name.c_str());
-      }
-    });
-    const auto end = std::chrono::steady_clock::now() + std::chrono::milliseconds(1500);
-    ExchangeSharedLockWait([] {});
-    std::ostringstream out;
-    for (int round = 0; std::chrono::steady_clock::now() < end; ++round) {
-      const Words kCommands[] = {{"set", "K", "n", std::to_string(round), "--timeout", "0"},
-                                 {"lock", "--release"},
-                                 {"lock", "--force"}};
-      std::vector<const char*> words = {"orvikprefs"};
-      for (const std::string& word : kCommands[round % 3]) words.push_back(word.c_str());
-      prefstool::Run(static_cast<int>(words.size()), words.data(), false, out, out);
-      WritePreferenceInt(0, u"K", u"n", round, u"com.orviktech.Registry");
-    }
-    ExchangeSharedLockWait({});
-  }
-  EXPECT_EQ(TreeIn(safe), before);
-  for (const auto& entry : fs::directory_iterator(folder)) {
-    struct stat own = {};
-    lstat(entry.path().c_str(), &own);
-    if (S_ISREG(own.st_mode) && own.st_size == 6) {
-      EXPECT_EQ(own.st_uid, 0u);
-      EXPECT_EQ(own.st_mode & 07777, 0600u);
-      EXPECT_EQ(ReadFile(entry.path()), "root's");
-    }
-  }
-  struct stat victim = {};
-  stat((safe / "empty").c_str(), &victim);
-  EXPECT_EQ(victim.st_uid, 0u);
-}
 
 }  // namespace
 }  // namespace orvik::test

@@ -49,11 +49,14 @@ constexpr FaultName kFaults[] = {
     {Fault::kNoMemory, "no memory"},
     {Fault::kKill, "kill"},
     {Fault::kPowerLoss, "power loss"},
+    {Fault::kStop, "stop"},
 };
-constexpr const char* kCalls[] = {"open",   "make",   "read",  "list", "write",    "flush",
-                                  "rename", "remove", "close", "lock", "attribute"};
+constexpr const char* kCalls[] = {"open",   "make",   "read",  "list", "write",     "flush",
+                                  "rename", "remove", "close", "lock", "attribute", "answer"};
 
 std::string stage;
+Progress* watching = nullptr;
+std::function<void(const std::string&)> report_fault;
 
 void SetStage(const std::string& folder) {
   stage = folder;
@@ -68,7 +71,7 @@ void SetStage(const std::string& folder) {
 }
 
 // What a process leaves to its successor.
-struct Progress {
+struct WalkState {
   int point;
   int struck;  // points in all
   int deaths;  // of processes at this point
@@ -132,7 +135,8 @@ std::string Start(std::string text) {
 // One fault's walk, as a child process carries it on.
 class Walker {
  public:
-  Walker(const Operation& operation, FaultName fault, const std::string& folder, Progress& progress)
+  Walker(const Operation& operation, FaultName fault, const std::string& folder,
+         WalkState& progress)
       : operation_(operation), fault_(fault), folder_(folder), progress_(progress) {}
 
   // The files before and after the operation; also warms up what is made once in a process.
@@ -185,6 +189,13 @@ class Walker {
 
   Outcome RunWithFault(int point) {
     const FaultPlan plan{fault_.fault, point, operation_.volume};
+    int answers = 0;
+    Progress progress([&](const ProgressState&) {
+      return ++answers == point ? ProgressAnswer::kStop : ProgressAnswer::kGoOn;
+    });
+    const bool stops = fault_.fault == Fault::kStop && point > 0;
+    watching = stops ? &progress : nullptr;
+    report_fault = [this](const std::string& text) { Find(text); };
     Outcome outcome;
     Arm(plan);
     try {
@@ -193,6 +204,8 @@ class Walker {
       outcome.threw = true;
     }
     outcome.report = Disarm();
+    if (stops) outcome.report = {progress.IsStopped(), Call::kAnswer};
+    if (stops && answers > point) Find("goes on");
     return outcome;
   }
 
@@ -287,7 +300,7 @@ class Walker {
     if (outcome.reported == Reported::kDone && !is_new) Find("reports success with the old files");
     // A removal that cannot list a folder to its end does not know that nothing is left in it.
     const bool late = call == Call::kFlush || call == Call::kClose || call == Call::kRemove ||
-                      call == Call::kList;
+                      call == Call::kList || call == Call::kAnswer;
     if (outcome.reported == Reported::kFailed && state.all_new && !late) {
       Find("reports a failure with the new files");
     }
@@ -359,7 +372,7 @@ class Walker {
   const Operation& operation_;
   FaultName fault_;
   std::string folder_;
-  Progress& progress_;
+  WalkState& progress_;
   Snapshot old_;
   Snapshot new_;
   const char* call_ = "";
@@ -395,8 +408,8 @@ int WalkInChild(Walker& walker, FaultName fault, const Snapshot& old_files,
 
 int WalkFault(const Operation& operation, FaultName fault, const std::string& folder) {
   void* const shared =
-      mmap(nullptr, sizeof(Progress), PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0);
-  auto& progress = *new (shared) Progress{};
+      mmap(nullptr, sizeof(WalkState), PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0);
+  auto& progress = *new (shared) WalkState{};
   Walker walker(operation, fault, folder, progress);
   Snapshot old_files, new_files;
   walker.Learn(&old_files, &new_files);
@@ -412,7 +425,7 @@ int WalkFault(const Operation& operation, FaultName fault, const std::string& fo
     if (progress.deaths++ == 0) ++progress.struck;
   }
   const int points = progress.struck;
-  munmap(shared, sizeof(Progress));
+  munmap(shared, sizeof(WalkState));
   const std::string findings = Findings(folder + "/findings");
   EXPECT_EQ(findings, "") << operation.name;
   fs::remove(folder + "/findings");
@@ -434,23 +447,35 @@ std::string InTemp(const std::string& path) {
   return stage + "/tmp" + path;
 }
 
+Progress* TheProgress() {
+  return watching;
+}
+void ReportFault(const std::string& text) {
+  report_fault(text);
+}
+
 void Walk(const Operation& operation) {
   if (access("/dev/shm", W_OK) == 0) setenv("TMPDIR", "/dev/shm", 1);
   const ScopedEnvironment environment;
-  int failing = 0;
-  int kills = 0;
-  int states = 0;
+  std::map<std::string, int> points;
   for (const FaultName& fault : kFaults) {
     if (fault.fault == Fault::kPowerLoss && !operation.is_durable) continue;
-    const int points = WalkFault(operation, fault, environment.folder().string());
-    (fault.fault == Fault::kKill        ? kills
-     : fault.fault == Fault::kPowerLoss ? states
-                                        : failing) += points;
-    if (getenv("ORVIK_FAULTS_VERBOSE") != nullptr)
-      std::cout << fault.name << ": " << points << '\n';
+    if (fault.fault != Fault::kStop && operation.only_stops) continue;
+    const int count = WalkFault(operation, fault, environment.folder().string());
+    const char* const kind = fault.fault == Fault::kKill        ? "kills"
+                             : fault.fault == Fault::kPowerLoss ? "states after a loss of power"
+                             : fault.fault == Fault::kStop      ? "stops"
+                                                                : "failing";
+    points[kind] += count;
+    if (getenv("ORVIK_FAULTS_VERBOSE") != nullptr) std::cout << fault.name << ": " << count << '\n';
   }
-  std::cout << "[ WALKED ] " << operation.name << ": " << failing << " points failing, " << kills
-            << " kills, " << states << " states after a loss of power" << std::endl;
+  std::cout << "[ WALKED ] " << operation.name << ':';
+  for (const auto& [kind, count] : points) std::cout << ' ' << count << ' ' << kind;
+  std::cout << std::endl;
+}
+
+TEST_P(FaultsTest, OldOrNewAndReported) {
+  Walk(GetParam());
 }
 
 }  // namespace orvik::test

@@ -1,12 +1,13 @@
 // Walks an operation through every fault that can hit it.
 //
 // For each fault, n goes from 1 until the operation ends without meeting an n-th call: on a fresh
-// stage the n-th call fails, or the process is killed there, and afterwards
+// stage the n-th call fails, or the process is killed there, or the operation is told to stop, and
+// afterwards
 //
 // - the files are the old ones or the new ones, and nothing else is missing or there;
 // - what the operation reported is true: success means the new files, failure the old ones (the new
-// ones
-//   when it was the flush, a close or the removal of what is left that failed);
+//   ones when it was the flush, a close or the removal of what is left that failed, or when it was
+//   told to stop after its last step);
 // - no descriptor is left open, and no memory is lost;
 // - the operation carried out again without a fault gives the new files and leaves no temporary
 //   file, also after it was killed, and killed again at the same place.
@@ -23,6 +24,9 @@
 #include <utility>
 #include <vector>
 
+#include <gtest/gtest.h>
+
+#include "files/progress.h"
 #include "tests/faults/fault_layer.h"
 
 namespace orvik::test {
@@ -53,6 +57,7 @@ struct Operation {
   int stride = 1;  // of a long operation not every point is walked
   // What it reports as done is on disk: it is walked through the states after a loss of power, too.
   bool is_durable = false;
+  bool only_stops = false;  // too long to be walked through the other faults
 };
 
 // Operations, each put in by a call that leaves everything else as it usually is.
@@ -74,7 +79,16 @@ std::string InRoot(const std::string& path);
 std::string InHome(const std::string& path);
 std::string InTemp(const std::string& path);
 
+// What an operation that can be stopped passes on; null unless it is to be stopped.
+Progress* TheProgress();
+
+// For operations whose result is no file: says that it is wrong.
+void ReportFault(const std::string& text);
+
 // The walk, with every finding a test failure. Prints how many points there were.
 void Walk(const Operation& operation);
+
+// Each file of operations instantiates it with its table.
+class FaultsTest : public ::testing::TestWithParam<Operation> {};
 
 }  // namespace orvik::test
