@@ -97,14 +97,6 @@ std::uint32_t ContinueCRC32(std::uint32_t checksum, const unsigned char* bytes, 
   return variant(checksum, {bytes, static_cast<std::size_t>(length)});
 }
 
-std::uint32_t CalculateCRC32(const unsigned char* bytes, long length) {
-  return ContinueCRC32(0, bytes, length);
-}
-
-std::uint32_t _CalculateCRC32(const char* text, long length) {
-  return CalculateCRC32(reinterpret_cast<const unsigned char*>(text), length);
-}
-
 void gen_crc_table() {
   crc32::GetTables();
 }

@@ -10,15 +10,19 @@
 
 namespace [[gnu::visibility("default")]] orvik {
 
-std::uint32_t CalculateCRC32(const unsigned char* bytes, long length);
+// Goes on with a checksum: the result for A followed by B is ContinueCRC32(CalculateCRC32(A), B).
+std::uint32_t ContinueCRC32(std::uint32_t checksum, const unsigned char* bytes, long length);
+
+inline std::uint32_t CalculateCRC32(const unsigned char* bytes, long length) {
+  return ContinueCRC32(0, bytes, length);
+}
 
 // The same over characters.
-std::uint32_t _CalculateCRC32(const char* text, long length);
+inline std::uint32_t _CalculateCRC32(const char* text, long length) {
+  return CalculateCRC32(reinterpret_cast<const unsigned char*>(text), length);
+}
 
 // Builds the table that the first checksum would build.
 void gen_crc_table();
-
-// Goes on with a checksum: the result for A followed by B is ContinueCRC32(CalculateCRC32(A), B).
-std::uint32_t ContinueCRC32(std::uint32_t checksum, const unsigned char* bytes, long length);
 
 }  // namespace orvik

@@ -52,10 +52,6 @@ const char16_t* PathFindFileName(const char16_t* path) {
   return separator == text.npos ? path : path + separator + 1;
 }
 
-char16_t* PathFindFileName(char16_t* path) {
-  return const_cast<char16_t*>(PathFindFileName(static_cast<const char16_t*>(path)));
-}
-
 BOOL PathRemoveFileSpec(char16_t* path) {
   const std::u16string_view text = ViewOf(path);
   if (text.empty()) return FALSE;
@@ -143,10 +139,6 @@ int GetExtensionIndexA(const char* path) {
 const char16_t* PathFindExtension(const char16_t* path) {
   const int index = GetExtensionIndex(path);
   return index < 0 ? nullptr : path + index;
-}
-
-char16_t* PathFindExtension(char16_t* path) {
-  return const_cast<char16_t*>(PathFindExtension(static_cast<const char16_t*>(path)));
 }
 
 int PathRemoveExtension(char16_t* path) {

@@ -22,7 +22,9 @@ namespace [[gnu::visibility("default")]] orvik {
 
 // After the last "/" that is followed by another character; the path itself when there is none.
 const char16_t* PathFindFileName(const char16_t* path);
-char16_t* PathFindFileName(char16_t* path);
+inline char16_t* PathFindFileName(char16_t* path) {
+  return const_cast<char16_t*>(PathFindFileName(static_cast<const char16_t*>(path)));
+}
 // Always null.
 inline char* PathFindFileNameA(const char*) {
   return nullptr;
@@ -53,7 +55,9 @@ int GetExtensionIndex(const char16_t* path);
 int GetExtensionIndexA(const char* path);
 // That ".", or null.
 const char16_t* PathFindExtension(const char16_t* path);
-char16_t* PathFindExtension(char16_t* path);
+inline char16_t* PathFindExtension(char16_t* path) {
+  return const_cast<char16_t*>(PathFindExtension(static_cast<const char16_t*>(path)));
+}
 // Cuts the path there; the index, or -1.
 int PathRemoveExtension(char16_t* path);
 int PathRemoveExtensionA(char* path);

@@ -108,33 +108,29 @@ bool IsPartlyRecorded(const std::string& path, const std::string* content) {
          content->find("<key>Other</key>") != std::string::npos;
 }
 
+// Puts a file into the home.
+std::function<void()> With(const char* name, const char* content) {
+  return [=] { WriteFile(InHome(name), content); };
+}
+
+void WithAnotherValue() {
+  WriteFile(Stage() + "/" + kRegistry,
+            "<plist version=\"1.0\"><dict><key>Other</key><true/></dict></plist>\n");
+}
+
 OperationTable Operations() {
   OperationTable add;
-  add(
-      "configuration", [] { WriteFile(InHome("/config.xml"), kConfig); }, SaveConfig);
-  add(
-      "configuration, first of all", [] {}, SaveConfig);
-  Operation& wrong = add(
-      "configuration, wrong file", [] { WriteFile(InHome("/config.xml"), "x"); }, SaveConfig);
+  const auto nothing = [] {};
+  add("configuration", With("/config.xml", kConfig), SaveConfig);
+  add("configuration, first of all", nothing, SaveConfig);
+  Operation& wrong = add("configuration, wrong file", With("/config.xml", "x"), SaveConfig);
   wrong.steps = Steps::kAlways;
   wrong.also = IsDiscarded;
-  add(
-      "compressed stream", [] { WriteFile(InHome("/stream"), "old"); }, WriteCompressed);
-  add(
-      "compressed stream, uncompressed", [] { WriteFile(InHome("/stream"), "old"); },
-      WriteUncompressed);
-  add(
-      "XML writer", [] {}, WriteXml)
-      .also = IsBeginning;
-  add(
-      "property file", [] { WriteFile(InHome("/p.plist"), "old"); }, WritePropertyFile);
-  Operation& installer = add(
-      "postflight",
-      [] {
-        WriteFile(Stage() + "/" + kRegistry,
-                  "<plist version=\"1.0\"><dict><key>Other</key><true/></dict></plist>\n");
-      },
-      RunInstaller);
+  add("compressed stream", With("/stream", "old"), WriteCompressed);
+  add("compressed stream, uncompressed", With("/stream", "old"), WriteUncompressed);
+  add("XML writer", nothing, WriteXml).also = IsBeginning;
+  add("property file", With("/p.plist", "old"), WritePropertyFile);
+  Operation& installer = add("postflight", WithAnotherValue, RunInstaller);
   installer.also = IsPartlyRecorded;
   installer.stride = 23;
   for (Operation& operation : add) {

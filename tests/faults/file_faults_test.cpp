@@ -34,6 +34,19 @@ Reported FromResult(HRESULT result) {
   return result >= 0 ? Reported::kDone : Reported::kFailed;
 }
 
+Reported Transfer(const char* from, const std::string& to, BOOL move) {
+  TreeReport report;
+  const HRESULT result = CDirectoryManipulator::RecursivelyCopyDirectory(
+      FolderPath(from), COrvikDirectoryPath(Wide(to)), move, &report, TheProgress());
+  if (result == E_ABORT) {
+    const bool is_told = !report.failures.empty() && report.failures.back().error == ECANCELED;
+    if (!is_told) ReportFault("does not report the stop");
+    return Reported::kFailed;
+  }
+  // The result does not tell of single files that could not be copied or moved.
+  return TheProgress() != nullptr ? FromResult(result) : Reported::kNothing;
+}
+
 void MakeSource() {
   WriteFile(InHome("/source"), kContent);
 }
@@ -94,18 +107,14 @@ bool IsInTrash(const std::string& path, const std::string* content) {
 
 OperationTable Operations() {
   OperationTable add;
+  const auto nothing = [] {};
+  const auto shortcut = [] {
+    return FromResult(CFileManipulator::CreateShortcut(FilePath("/s"), FilePath("/source")));
+  };
+  add("shortcut", nothing, shortcut);
   add(
-      "shortcut", [] {},
-      [] {
-        return FromResult(CFileManipulator::CreateShortcut(FilePath("/s"), FilePath("/source")));
-      });
-  add(
-      "shortcut over another", [] { WriteFile(InHome("/s"), "old"); },
-      [] {
-        return FromResult(CFileManipulator::CreateShortcut(FilePath("/s"), FilePath("/source")));
-      });
-  add(
-      "Internet shortcut", [] {},
+      "shortcut over another", [] { WriteFile(InHome("/s"), "old"); }, shortcut);
+  add("Internet shortcut", nothing,
       [] { return FromResult(CFileManipulator::CreateURLShortcut(kUrl, FilePath("/s.url"))); });
   const auto copy = [] {
     return FromBool(CFileManipulator::CopyFileTo(FilePath("/source"), FilePath("/target"), FALSE,
@@ -119,57 +128,39 @@ OperationTable Operations() {
   add("copy where nothing may be, plain volume", MakeSource, [] {
     return FromBool(CFileManipulator::CopyFileTo(FilePath("/source"), FilePath("/target"), TRUE));
   }).volume = Volume::kPlain;
-  add(
-      "copy of a link over a file",
-      [] {
-        fs::create_symlink("nowhere", InHome("/source"));
-        WriteFile(InHome("/target"), "old\n");
-      },
-      copy)
-      .leftovers = {"home/.target.orvik-*/*"};
-  const auto copy_tree = [] {
-    const HRESULT result = CDirectoryManipulator::RecursivelyCopyDirectory(
-        FolderPath("/tree"), FolderPath("/to"), FALSE, nullptr, TheProgress());
-    // Files that could not be copied are not reported of.
-    return result == E_ABORT ? Reported::kFailed : Reported::kNothing;
+  const auto link_and_file = [] {
+    fs::create_symlink("nowhere", InHome("/source"));
+    WriteFile(InHome("/target"), "old\n");
   };
+  add("copy of a link over a file", link_and_file, copy).leftovers = {"home/.target.orvik-*/*"};
+  const auto copy_tree = [] { return Transfer("/tree", InHome("/to"), FALSE); };
   Operation& tree = add("folder copy", MakeTree, copy_tree);
   tree.steps = Steps::kAlways;
   tree.also = IsWholeOrGone;
-  Operation& large_file = add(
-      "copy of a large file over another",
-      [] {
-        MakeBoth();
-        WriteFile(InHome("/source"), std::string(9 << 20, 'x'));
-      },
-      copy);
-  large_file.only_stops = true;
-  Operation& over_another = add(
-      "folder copy over another with a large file",
-      [] {
-        MakeTree();
-        WriteFile(InHome("/tree/large"), std::string(9 << 20, 'b'));
-        for (const char* name : {"a", "sub/b", "large"}) WriteFile(InHome("/to/") + name, "old");
-      },
-      copy_tree);
+  const auto large_and_target = [] {
+    MakeBoth();
+    WriteFile(InHome("/source"), std::string(9 << 20, 'x'));
+  };
+  add("copy of a large file over another", large_and_target, copy).only_stops = true;
+  const auto large_in_tree = [] {
+    MakeTree();
+    WriteFile(InHome("/tree/large"), std::string(9 << 20, 'b'));
+    for (const char* name : {"a", "sub/b", "large"}) WriteFile(InHome("/to/") + name, "old");
+  };
+  Operation& over_another =
+      add("folder copy over another with a large file", large_in_tree, copy_tree);
   over_another.steps = Steps::kAlways;
   over_another.only_stops = true;
   // So many that a second thread helps.
-  Operation& many = add(
-      "folder copy on two threads",
-      [] {
-        for (int i = 0; i < 240; ++i) WriteFile(InHome("/tree/") + std::to_string(i), "file a");
-      },
-      copy_tree);
+  const auto many_files = [] {
+    for (int i = 0; i < 240; ++i) WriteFile(InHome("/tree/") + std::to_string(i), "file a");
+  };
+  Operation& many = add("folder copy on two threads", many_files, copy_tree);
   many.steps = Steps::kAlways;
   many.only_stops = true;
   many.stride = 97;
-  Operation& moved_files = add("folder move to another volume", MakeTree, [] {
-    const HRESULT result = CDirectoryManipulator::RecursivelyCopyDirectory(
-        FolderPath("/tree"), COrvikDirectoryPath(Wide(InRoot("/to"))), TRUE, nullptr,
-        TheProgress());
-    return result == E_ABORT ? Reported::kFailed : Reported::kNothing;
-  });
+  Operation& moved_files = add("folder move to another volume", MakeTree,
+                               [] { return Transfer("/tree", InRoot("/to"), TRUE); });
   moved_files.volume = Volume::kOther;
   moved_files.steps = Steps::kAlways;
   moved_files.also = IsWholeOrGone;

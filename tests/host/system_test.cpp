@@ -64,8 +64,6 @@ TEST(KernelTexts, FindAFieldOfAStatus) {
   EXPECT_EQ(StatusFieldIn("Name:\ta\nTgid 77\n", "Tgid"), "");
 }
 
-using namespace host;
-
 constexpr char kComposed[] = "caf\xC3\xA9";
 constexpr char kDecomposed[] = "cafe\xCC\x81";
 
@@ -132,8 +130,6 @@ TEST(FileNames, AreUtf8AndEveryNameComesBack) {
     EXPECT_EQ(FileNamesFault(odd), "") << odd;
   }
 }
-
-using namespace host;
 
 class FileWatchTest : public EnvironmentTest {
  protected:
