@@ -84,7 +84,7 @@ TEST_F(TreeMergeTest, MergesSaysWhatFailedAndGoesOn) {
   EXPECT_FALSE(Exists(top_ / "u"));
 }
 
-// No folder is made after the stop, and none gets its name.
+// No folder is made or removed after the stop, and none gets its name.
 TEST_F(TreeMergeTest, AStopCountsWhereNoFileIsLeft) {
   Plant(top_, "s/a s/d/ empty/");
   StoppingMonitor after_a_file(3);  // it begins, its bytes, it is done
@@ -93,6 +93,9 @@ TEST_F(TreeMergeTest, AStopCountsWhereNoFileIsLeft) {
   StoppingMonitor at_once(0);
   EXPECT_EQ(CopyThenRemove(top_ / "empty", top_ / "moved", {.monitor = &at_once}), ECANCELED);
   EXPECT_TRUE(Exists(top_ / "empty") && !Exists(top_ / "moved"));
+  StoppingMonitor in_a_removal(3);
+  EXPECT_EQ(RemoveTree(top_ / "s", Obstacles::kTakeAway, nullptr, &in_a_removal), ECANCELED);
+  EXPECT_EQ(TreeText(top_ / "s"), "d/");
 }
 
 TEST_F(TreeMergeTest, NoFolderIsCopiedIntoItself) {
