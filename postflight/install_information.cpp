@@ -67,7 +67,8 @@ plist::Value ValueToFind(const InstallValue& value) {
   return text != nullptr ? plist::Value(*text) : plist::Value(std::get<int>(value.value));
 }
 
-// Why the file does not hold a value; null when it does.
+// Why the file does not hold a value; null when it does. The writers answer the same for every
+// failure but a held lock, so a value that is missing is explained by what prevents a write now.
 const NSString* ReasonMissing(const InstallValue& value) {
   const PrefValue found = ReadPreference(kSharedScope, value.key_path, value.name, kDomain);
   PrefStatus status = found.status;
@@ -109,6 +110,7 @@ InstallRecord RecordInstallInformation(const InstallerArgs& arguments) {
       {{u"Software/ORVIK Technologies/ORVIK Tavlo Software/Install Information", kExePath,
         destination}},
   };
+  // The folder is flushed once, and all writes together wait for the lock as long as one would.
   host::FolderFlushDelay until_all_is_recorded;
   const SharedLockTimeLimit for_all_of_them;
   const plist::KeptAsideFiles kept_aside;

@@ -12,6 +12,7 @@
 
 namespace orvik {
 
+// A value to record, and how that went. The texts are constants.
 struct InstallValue {
   const char16_t* key_path;
   const char16_t* name;

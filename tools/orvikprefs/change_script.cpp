@@ -50,6 +50,11 @@ void SetValue(Transaction& transaction, const Words& words) {
   transaction.Set(words.key, words.name, words.value, words.replace);
 }
 
+// A command of scripts: which words follow its name, and what it adds to the transaction.
+//
+// A line may be several steps, a condition before a change. `steps` is their number; by it a step
+// that fails leads back to its line. `condition` is what is wrong when a condition of the line's
+// own does not hold.
 struct Verb {
   const char* name;
   bool has_name, has_value, has_object;
@@ -241,6 +246,8 @@ class LineReader {
 
 }  // namespace
 
+// A line ends at its line feed, also inside a string or a bracket: a value stands on one line. A
+// carriage return is a blank.
 bool ChangeScript::Read(std::string_view text, Transaction& transaction, TextError* error) {
   constexpr std::string_view kByteOrderMark = "\xEF\xBB\xBF";
   std::size_t number = 0;

@@ -10,7 +10,8 @@ namespace orvik::prefstool {
 
 namespace {
 
-// Collects what begins with the unfinished word. What cannot be typed is left out.
+// Collects what begins with the unfinished word. What cannot be typed is left out: a text whose
+// escaped form differs in more than doubled backslashes.
 class Candidates {
  public:
   explicit Candidates(std::string word) : word_(std::move(word)) {}

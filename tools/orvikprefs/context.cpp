@@ -25,6 +25,8 @@ std::string WhoHoldsTheLock(const Context& context) {
   return holder.is_held ? ": " + Describe(holder) : " (it is free now)";
 }
 
+// The exit status of a failure, for a reader and for a writer, and what to do about it. Failures
+// without a row are "not saved".
 struct FailureRow {
   PrefError error;
   ExitStatus reading, writing;
@@ -151,6 +153,8 @@ void Context::Item(const std::string& text) const {
   }
 }
 
+// The thread sleeps until its second is over or the work is, whichever comes first; short work pays
+// for its start alone.
 Progress::Progress(const Context& context, const char* what) : what_(what) {
   if (isatty(STDERR_FILENO) != 0 && !context.quiet) thread_ = std::thread([this] { Show(); });
 }

@@ -62,15 +62,21 @@ const KindOfDifference& KindOf(const Difference& difference) {
   return kKinds[static_cast<int>(difference.kind())];
 }
 
-std::string TypeAndValue(const Context& context, const Value& value) {
-  const std::string type = TypeName(value);
-  return context.hide_values ? type : type + " " + Escaped(ValueText(value));
-}
-
 }  // namespace
 
-const char* SignOf(const Difference& difference) {
-  return KindOf(difference).sign;
+std::string TypeAndValue(const Value& value, bool hide_value) {
+  if (!value) return "(nothing)";
+  const std::string type = TypeName(value);
+  return hide_value ? type : type + " " + Escaped(ValueText(value));
+}
+
+std::string LineFor(const Difference& difference, bool hide_values) {
+  std::string line =
+      std::string(KindOf(difference).sign) + " " + JoinedPath(difference.path) + " = ";
+  if (difference.kind() == Difference::Kind::kChanged) {
+    line += TypeAndValue(difference.before, hide_values) + " -> ";
+  }
+  return line + TypeAndValue(difference.after ? difference.after : difference.before, hide_values);
 }
 
 void PrintDifferences(const Context& context, const std::vector<Difference>& differences,
@@ -91,12 +97,8 @@ void PrintDifferences(const Context& context, const std::vector<Difference>& dif
   for (const Difference& difference : differences) {
     const KindOfDifference& kind = KindOf(difference);
     if (context.terminal) {
-      std::string line = std::string(kind.sign) + " " + JoinedPath(difference.path) + " = ";
-      if (difference.kind() == Difference::Kind::kChanged) {
-        line += TypeAndValue(context, difference.before) + " -> ";
-      }
-      line += TypeAndValue(context, difference.after ? difference.after : difference.before);
-      *context.out << context.Coloured(line, kind.colour) << '\n';
+      *context.out << context.Coloured(LineFor(difference, context.hide_values), kind.colour)
+                   << '\n';
       continue;
     }
     std::vector<std::string> fields = {kind.sign, JoinedPath(difference.path)};

@@ -3,6 +3,7 @@
 // equals it. What differs, and in what order, says plist/differences.h.
 #pragma once
 
+#include <string>
 #include <vector>
 
 #include "plist/differences.h"
@@ -42,8 +43,12 @@ void AddTreeChanges(Transaction& transaction, const KeyPath& key, const Value& b
 void ReplaceKey(Transaction& transaction, const KeyPath& key, const Value& entries,
                 ReplaceKeys replace);
 
-// "+" for added, "-" for removed, "~" for changed.
-const char* SignOf(const Difference& difference);
+// "integer 42", in harmless characters; "(nothing)" for no value.
+std::string TypeAndValue(const Value& value, bool hide_value = false);
+
+// "~ A/n = integer 1 -> integer 2", "+ A/n = ..." for added and "- A/n = ..." for removed, in
+// harmless characters.
+std::string LineFor(const Difference& difference, bool hide_values = false);
 
 // Prints a line for each difference: the sign, the path, types and values. JSON is one array. With
 // Context::hide_values the values are left out.

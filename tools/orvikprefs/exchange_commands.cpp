@@ -37,7 +37,9 @@ bool LooksLikeJson(std::string_view bytes) {
   return second == '"' || second == '}';
 }
 
-// The property list that the bytes hold in any of its forms; no value, with the reason, for none.
+// The property list that the bytes hold in any of its forms: JSON if it looks so, else XML, binary
+// or the old text form. What looks like JSON and is not may still be the old text form; no value,
+// with the reason, for none.
 Value ReadAnyForm(std::string bytes, std::string& reason) {
   const bool looks_like_json = LooksLikeJson(bytes);
   TextError error;

@@ -20,8 +20,20 @@
 namespace orvik::prefstool {
 
 // The meaning of a word. It decides what is accepted and what completion offers.
+//
+//   meaning                 accepted                                  offered
+//   kFlag                   nothing: no word follows the option       -
+//   kKey, kName, kText      UTF-8                                     keys, names of the store; -
+//   kScope                  shared, user, machine, 0 to 5             these
+//   kDomain                 UTF-8 that can name a file                domains with a file
+//   kFormat, kFileFormat,   a word of WordsOf                         these
+//     kType
+//   kFile, kFolder          any bytes; the command opens it           by the shell
+//   kCount                  a whole number from 1 to 2147483647       -
+//   kSeconds                a number from 0 to below a million        -
+//   kCommand                any word; `help` looks it up              the commands
 enum class Word {
-  kFlag,  // of an option: no word follows
+  kFlag,
   kKey,
   kName,
   kText,
@@ -32,8 +44,8 @@ enum class Word {
   kType,
   kFile,
   kFolder,
-  kCount,    // a whole number from 1 to 2147483647
-  kSeconds,  // a number from 0 on, with or without a fraction
+  kCount,
+  kSeconds,
   kCommand,
 };
 

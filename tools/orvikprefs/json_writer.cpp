@@ -141,6 +141,10 @@ void JsonWriter::Append(std::string_view utf8) {
 namespace {
 
 // Writes the values that a walk, or a reader of XML, sends.
+//
+// A dictionary with one entry may need a wrapper around it, which shows only with its key: its
+// brace is written then. The count is known from values; XML that is sent unread has no count, so
+// it is taken only if no name in it can be a wrapper's.
 class JsonSink final : public plist::Sink {
  public:
   explicit JsonSink(JsonWriter& writer) : writer_(writer) {}

@@ -27,6 +27,8 @@ std::string TimeText(std::time_t time) {
   return text;
 }
 
+// Adds the user, and the time of the process where the record has none, of a process of this
+// machine that runs.
 void AddOwner(LockHolder* holder) {
   const auto owner = holder->host.empty() ? host::FindProcessOwner(holder->pid) : std::nullopt;
   if (!owner || holder->is_stale) return;
@@ -34,6 +36,7 @@ void AddOwner(LockHolder* holder) {
   if (holder->since.empty()) holder->since = TimeText(owner->since);
 }
 
+// The holder of the kernel's lock of the folder that the file is in.
 LockHolder HolderOfFolder(const Context& context) {
   LockHolder holder;
   const std::string file = PreferenceFilePath(context.scope, context.domain);

@@ -105,6 +105,8 @@ int Tree(const Context& context, const CommandLine& line) {
 namespace {
 
 // Whether the whole text is as the pattern says: "*" stands for any units, "?" for one character.
+// After a mismatch the last star takes one unit more; earlier ones need not, so the time is at most
+// that of the two lengths multiplied.
 bool IsLike(std::u16string_view text, std::u16string_view pattern) {
   std::size_t at = 0, in_pattern = 0, star = std::u16string_view::npos, after_star = 0;
   while (at < text.size()) {

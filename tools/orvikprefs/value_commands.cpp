@@ -193,7 +193,9 @@ std::string RefusalOf(const CommandLine& line, const Value& present, const Value
          "; give VALUE that type (--int, --real, --bool, --date, --data, --json)";
 }
 
-// Changes an array that is present; for kAppend without indices also one that is not.
+// Changes one element in a transaction that looks the array up under the lock, so that an element
+// that another process adds meanwhile is not lost. Changes an array that is present; for kAppend
+// without indices also one that is not.
 int ChangeElement(const Context& context, const CommandLine& line, const ElementPath& element,
                   ElementChange change, const Value& value, const char* done) {
   bool is_array = true;

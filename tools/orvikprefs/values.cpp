@@ -40,6 +40,9 @@ bool HasSameBits(double one, double other) {
   return std::bit_cast<std::uint64_t>(one) == std::bit_cast<std::uint64_t>(other);
 }
 
+// The decimal form is used only for dates that it gives back to the bit. That excludes NaN,
+// infinities, the negative zero and, where the whole seconds need all digits of a double, some
+// fractions.
 std::string DateText(double seconds) {
   constexpr double kFirst = -63113904000, kEnd = 252423993600;  // the years 1 to 9999
   const double whole = std::floor(seconds), fraction = seconds - whole;
@@ -63,6 +66,8 @@ std::string DateText(double seconds) {
   return text;
 }
 
+// The forms of DateText, and what plist::ParseDate takes besides. The fraction is read as a double
+// of its own and added, as DateText takes it off.
 Value ParseDate(std::string_view text) {
   const char* const last = text.data() + text.size();
   if (text.starts_with("0x")) {

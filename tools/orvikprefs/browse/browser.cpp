@@ -178,14 +178,6 @@ bool Browser::MayLeave() {
   return key != 0 && model_->waiting() == 0;
 }
 
-void Browser::SwitchTo(int scope, const CAtlString& domain) {
-  if (!MayLeave()) return;
-  ForgetRestored();
-  model_ = std::make_unique<Model>(scope, domain);
-  hits_.clear();
-  OfferKeptChanges();
-}
-
 void Browser::ChooseOrder() {
   const std::optional<int> row =
       dialogs_.Choose({"Order", Rows::Of({"by name", "by type", "by size, the largest first"})},
@@ -195,46 +187,53 @@ void Browser::ChooseOrder() {
   screen_.shows_sizes = model_->order() == Order::kSize;
 }
 
-void Browser::ChooseScope() {
+void Browser::ChooseFile(const std::string& title, const std::vector<FileRow>& files) {
   std::vector<std::string> rows;
-  for (const ScopeName& scope : kNamedScopes) rows.emplace_back(scope.name);
-  const std::optional<int> row = dialogs_.Choose({"Scope", Rows::Of(std::move(rows))});
-  if (row) SwitchTo(kNamedScopes[static_cast<std::size_t>(*row)].scope, model_->domain());
+  for (const FileRow& file : files) rows.push_back(file.label);
+  const std::optional<int> row =
+      dialogs_.Choose({title, Rows::Of(std::move(rows)), "Enter go there  Esc back"});
+  if (!row || !MayLeave()) return;
+  const FileRow& file = files[static_cast<std::size_t>(*row)];
+  ForgetRestored();
+  model_ = std::make_unique<Model>(file.scope, file.domain);
+  hits_.clear();
+  OfferKeptChanges();
+  model_->RevealNearest(file.path);
+}
+
+void Browser::ChooseScope() {
+  std::vector<FileRow> files;
+  for (const ScopeName& scope : kNamedScopes) {
+    files.push_back({scope.scope, model_->domain(), scope.name, {}});
+  }
+  ChooseFile("Scope", files);
 }
 
 void Browser::ChooseDomain() {
-  const std::vector<DomainFile> domains = DomainsOf(model_->scope());
-  std::vector<std::string> rows;
-  rows.reserve(domains.size());
-  for (const DomainFile& domain : domains) {
-    rows.push_back(Escaped(domain.name) + "  " + std::to_string(domain.size) + " bytes");
+  std::vector<FileRow> files;
+  for (const DomainFile& domain : DomainsOf(model_->scope())) {
+    const std::optional<CAtlString> name = FromUtf8(domain.name);
+    if (!name) continue;
+    files.push_back({model_->scope(),
+                     *name,
+                     Escaped(domain.name) + "  " + std::to_string(domain.size) + " bytes",
+                     {}});
   }
-  const std::optional<int> row =
-      dialogs_.Choose({"Domains of this scope", Rows::Of(std::move(rows))});
-  if (!row) return;
-  if (const auto domain = FromUtf8(domains[static_cast<std::size_t>(*row)].name)) {
-    SwitchTo(model_->scope(), *domain);
-  }
+  ChooseFile("Domains of this scope", files);
 }
 
 void Browser::ChooseElsewhere() {
   const Path path = model_->SelectedPath();
-  const std::vector<Place> places = PlacesWith(path);
-  std::vector<std::string> rows;
-  rows.reserve(places.size());
-  for (const Place& place : places) {
-    rows.push_back(std::string(NameOfScope(place.scope)) + "  " + Escaped(ToUtf8(place.domain)) +
-                   (place.value.is_dictionary() ? "" : "  " + Escaped(ValueText(place.value))));
+  std::vector<FileRow> files;
+  for (const Place& place : PlacesWith(path)) {
+    files.push_back(
+        {place.scope, place.domain,
+         std::string(NameOfScope(place.scope)) + "  " + Escaped(ToUtf8(place.domain)) +
+             (place.value.is_dictionary() ? "" : "  " + Escaped(ValueText(place.value))),
+         path});
   }
-  if (rows.empty()) return Report("no file of any scope has " + ShownPath(path));
-  const std::optional<int> row = dialogs_.Choose(
-      {"Files with " + ShownPath(path), Rows::Of(std::move(rows)), "Enter go there  Esc back"});
-  if (!row) return;
-  const Place& place = places[static_cast<std::size_t>(*row)];
-  SwitchTo(place.scope, place.domain);
-  if (model_->scope() == place.scope && model_->domain() == place.domain) {
-    model_->RevealNearest(path);
-  }
+  if (files.empty()) return Report("no file of any scope has " + ShownPath(path));
+  ChooseFile("Files with " + ShownPath(path), files);
 }
 
 void Browser::ShowHelp() {

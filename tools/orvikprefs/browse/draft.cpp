@@ -57,7 +57,15 @@ bool Draft::Refresh() {
   return true;
 }
 
-// Carries the user's changes over to what was read.
+// Carries the user's changes over to what was read:
+//
+//   the value in the file is       the change
+//   as when the change was made    is made again
+//   what the user wants            is done already, and is none any longer
+//   anything else, or its place    becomes a conflict; the tree shows the file's value
+//     is gone
+//
+// Conflicts stay, with what is there now.
 void Draft::SetBase(Value base) {
   Value edited = base;
   for (Conflict& conflict : conflicts_) {
@@ -192,6 +200,8 @@ std::string Draft::Copy(const Path& from, const Path& to) {
   return Add(to, value);
 }
 
+// A step is taken back, or made again, whole or not at all: each value must be the one that the
+// step left (or found). A change that has become a conflict is taken back by withdrawing the wish.
 std::string Draft::Repeat(std::vector<Step>& from, std::vector<Step>& to, bool forward) {
   const char* const word = forward ? "redo" : "undo";
   if (from.empty()) return std::string("nothing to ") + word;

@@ -8,6 +8,8 @@
 
 namespace orvik::prefstool::browse {
 
+// Hits are numbers of the index while the text is typed, so that a hundred thousand cost nothing;
+// their paths are made when one is chosen.
 std::string Browser::SearchWhileTyping() {
   std::vector<std::size_t> hits;
   // The background may read the file again while rows of the old tree are shown.

@@ -38,6 +38,11 @@ std::string FileName(const std::string& preference_file, int number) {
   return name;
 }
 
+// The form on disk:
+//
+//   {"file": ["PATH"], "changes": [{"path": ["A", "n"], "before": VALUE, "after": VALUE}, ...]}
+//
+// A side without a value is left out. "file" is for people; the name of the file counts.
 std::string TextOf(const std::string& preference_file, const std::vector<Change>& changes) {
   JsonWriter json;
   json.BeginObject().Name("file").Texts({preference_file}).Name("changes").BeginArray();
@@ -50,6 +55,7 @@ std::string TextOf(const std::string& preference_file, const std::vector<Change>
   return json.EndArray().EndObject().Release() + "\n";
 }
 
+// What is not of this form has no changes.
 std::vector<Change> ChangesOf(const std::string& text) {
   std::vector<Change> changes;
   TextError error;

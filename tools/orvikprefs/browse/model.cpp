@@ -98,6 +98,9 @@ void Model::Rebuild(Cause cause) {
   SelectAgain(cause);
 }
 
+// The rows of all open keys, from the top down, with what is shown of them under the filter: a key
+// that holds the text with everything in it, and the way to anything else that does. Costs what is
+// open, and the names of what is shown; entries of closed keys are not made (HasKeys).
 void Model::BuildKeys() {
   keys_.clear();
   keys_.push_back(

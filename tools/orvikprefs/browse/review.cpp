@@ -92,22 +92,8 @@ std::string Browser::Export() {
 
 namespace {
 
-std::string ShownSide(const Value& value) {
-  return value ? std::string(TypeName(value)) + " " + Escaped(ValueText(value)) : "(nothing)";
-}
-
 std::string Seconds(std::chrono::milliseconds time) {
   return std::to_string(time.count() / 1000) + " s";
-}
-
-// One line of what `diff` shows.
-std::string ShownDifference(const Difference& difference) {
-  std::string line =
-      std::string(SignOf(difference)) + " " + Escaped(JoinedPath(difference.path)) + " = ";
-  if (difference.kind() == Difference::Kind::kChanged) {
-    line += ShownSide(difference.before) + " -> ";
-  }
-  return line + ShownSide(difference.after ? difference.after : difference.before);
 }
 
 }  // namespace
@@ -182,7 +168,7 @@ std::string Browser::ShowChanges() {
       for (const Difference& difference : LinesOf(change)) {
         places.emplace_back(change.path, line++);
         if (places.back() <= selected) row_of_selected = static_cast<int>(rows.size());
-        rows.push_back(ShownDifference(difference));
+        rows.push_back(LineFor(difference));
       }
     }
     if (rows.empty()) return "no changes";
@@ -216,9 +202,9 @@ std::string Browser::ShowConflicts() {
     for (const Conflict& conflict : model_->conflicts()) {
       if (conflict.path == selected) row_of_selected = static_cast<int>(rows.size());
       rows.push_back(ShownPath(conflict.path));
-      rows.push_back("  theirs  " + ShownSide(conflict.there));
-      rows.push_back("  mine    " + ShownSide(conflict.wanted));
-      rows.push_back("  before  " + ShownSide(conflict.before));
+      rows.push_back("  theirs  " + TypeAndValue(conflict.there));
+      rows.push_back("  mine    " + TypeAndValue(conflict.wanted));
+      rows.push_back("  before  " + TypeAndValue(conflict.before));
       paths.resize(rows.size(), conflict.path);
     }
     const std::size_t version = model_->version();

@@ -24,7 +24,8 @@
 namespace orvik::prefstool::browse {
 namespace {
 
-// Data of the signal handler that restores the terminal; it may only make system calls.
+// Data of the signal handler that restores the terminal. A handler may only make system calls: the
+// sequences of the terminal are made up beforehand.
 struct Rescue {
   termios modes = {};
   std::array<char, 256> sequence = {};
@@ -259,6 +260,8 @@ void Terminal::Show() {
   wrefresh(stdscr);
 }
 
+// A signal that asks the process to end interrupts the wait, and so does the loss of the terminal,
+// which shows as an error of both the reading and tcgetattr.
 int Terminal::ReadKey(int milliseconds) {
   if (ending_signal != 0) return kEnded;
   wtimeout(stdscr, milliseconds);
