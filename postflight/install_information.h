@@ -1,5 +1,8 @@
 // The run of the postflight tool, and the values that it records about an installation.
 //
+// The installer ignores the result of a write, and so does a run: what could not be recorded does
+// not stop the rest. ORVIK_STRICT asks for the truth afterwards.
+//
 // All values lie in the shared scope, domain com.orviktech.Registry.
 #pragma once
 

@@ -115,6 +115,9 @@ void propertyFile::setpFormat(unsigned format) {
   m_pFormat = format;
 }
 
+// The login window's list. The lines of the log name their methods as they always have, also where
+// that is not the method's name.
+
 namespace {
 
 const char16_t kItems[] = u"AutoLaunchedApplicationDictionary";

@@ -639,6 +639,10 @@ TEST_F(BrowseModelTest, CompletesPaths) {
   for (const auto& [typed, completed] : cases) {
     EXPECT_EQ(CompletedPath(model.tree(), typed), completed) << typed;
   }
+  // A path that is shown can be typed.
+  for (const Path& path : {Path{"A", "B"}, Path{"a/b\\c", "line\nbreak", ""}, Path{}}) {
+    EXPECT_EQ(TypedPath(ShownPath(path)), path);
+  }
 }
 
 }  // namespace

@@ -6,6 +6,11 @@ namespace {
 
 using Count = Positional::Count;
 
+// A row of words or options is shared by the commands that mean the same by it. Texts of help are
+// phrases that follow the name, without a full stop; an example is a line that a test runs.
+
+// The options of every command. One of a command's own with the same name hides the one here behind
+// the command's word (set --json).
 constexpr Option kGlobals[] = {
     {"--help", 'h', Word::kFlag, "", "print help; after a command, its help"},
     {"--version", 0, Word::kFlag, "", "print the version"},
@@ -125,6 +130,7 @@ constexpr Positional kHelpWords[] = {
 constexpr Positional kCompleteWords[] = {
     {"WORD", Word::kFile, Count::kMany, "the words after the program's name, the last unfinished"}};
 
+// In the order of the help.
 constexpr Command kCommands[] = {
     {"get", "print a value or a whole key", "orvikprefs get Software/App Path --default /opt",
      kGetWords, kGetOptions, Get},

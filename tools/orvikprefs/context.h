@@ -21,7 +21,8 @@
 
 namespace orvik::prefstool {
 
-// Exit statuses, as the manual page lists them.
+// Exit statuses, as the manual page lists them. Scripts depend on the numbers: they never change
+// their meaning.
 enum ExitStatus : int {
   kDone = 0,
   kUsage = 1,
@@ -34,6 +35,7 @@ enum ExitStatus : int {
   kWouldChange = 8,
   kNothingSaved = 9,
 };
+// What the help and the test of the manual page say of a status.
 struct StatusRow {
   ExitStatus status;
   const char* meaning;

@@ -69,7 +69,8 @@ Value ReadDictionary(const Context& context, const std::string& file, int& statu
   return {};
 }
 
-// On a terminal no character of the store's may act; XML can name every one of them.
+// On a terminal no character of the store's may act; XML can name every one of them by its number,
+// so that the list which is shown reads as the same list.
 std::string HarmlessXml(const std::string& xml) {
   std::string shown;
   for (std::size_t i = 0; i < xml.size();) {
@@ -179,7 +180,8 @@ bool WantsToGoOn(const Context& context) {
          (answer.empty() || answer[0] == 'y' || answer[0] == 'Y');
 }
 
-// The edited dictionary; no value after a message, with the exit status.
+// The edited dictionary; no value after a message, with the exit status. A text with a mistake is
+// shown with its line, and may be edited again on a terminal; otherwise it is kept for the user.
 Value EditedText(const Context& context, PrivateFile& file, int& status) {
   const std::string editor = Editor();
   for (;;) {

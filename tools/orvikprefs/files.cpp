@@ -76,7 +76,8 @@ constexpr std::string_view kLockEnding = ".lock.plist";
 }  // namespace
 
 std::vector<DomainFile> DomainsOf(int scope) {
-  // Any domain has its file in the folder of all; scopes with a dot before the domain keep it.
+  // Any domain has its file in the folder of all; scopes with a dot before the domain keep it. A
+  // domain with a "/" in its name has its file in a folder below.
   const fs::path some = PreferenceFilePath(scope, CAtlString(u"x"));
   const std::string_view dot = some.filename().native().starts_with('.') ? "." : "";
   std::vector<DomainFile> found;

@@ -26,7 +26,8 @@ std::optional<Place> PlaceAt(const CommandLine& line, std::size_t index, bool is
   return Place{key.Parent(), key.name(key.count()), KeyText(key)};
 }
 
-// Between two stores: what is read is put into the other one as one change.
+// Between two stores: what is read is put into the other one as one change. The source may change
+// in between; the target is as it was read.
 int CopyToStore(const Context& context, const CommandLine& line, const Place& from,
                 const Place& to) {
   Context target = context;

@@ -24,6 +24,7 @@ bool UseFolder(const Context& context, const char* variable, const std::string& 
   return true;
 }
 
+// Carries out a parsed line. Help and version come before everything else: they look at no store.
 int RunCommand(Context& context, const CommandLine& line) {
   const Grammar& grammar = OrvikPrefsGrammar();
   if (!line.error().empty()) {
@@ -95,7 +96,9 @@ int Run(int argc, const char* const* argv, bool terminal, std::ostream& out, std
 
 namespace {
 
-constexpr std::size_t kColumn = 26;
+constexpr std::size_t kColumn = 26;  // of the texts of help
+
+// A name and its text of help, which begins on the next line behind a long name.
 
 void PrintRow(std::ostream& out, std::string left, const char* help) {
   left.insert(0, "  ");

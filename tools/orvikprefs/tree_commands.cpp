@@ -131,7 +131,9 @@ bool IsLike(std::u16string_view text, std::u16string_view pattern) {
   return in_pattern == pattern.size();
 }
 
-// The text to find, and where.
+// The text to find, and where, from the options of a line. Without --names and --values it looks in
+// both. A string matches by its text, any other value by what `get` prints of it, a key by its
+// name.
 class Search {
  public:
   explicit Search(const CommandLine& line)

@@ -80,7 +80,7 @@ int PrintValue(const Context& context, const CommandLine& line, const Value& val
   return kDone;
 }
 
-// The key, or the value, at a path.
+// The key, or the value, at a path. Where both fail the key's failure counts.
 PrefValue FindByPath(const Context& context, const KeyPath& path, bool& is_value) {
   PrefValue key = ReadPreferenceKey(context.scope, path, context.domain);
   is_value = key.status.error == PrefError::kNotAKey && !path.empty();
@@ -121,7 +121,8 @@ PrefValue FindValue(const Context& context, const CommandLine& line, bool& is_va
   return value ? PrefValue{PrefStatus::Ok(), std::move(value)} : std::move(target.whole);
 }
 
-// Every scope that has the value, or the one that the line names: scope, file, type, value.
+// Every scope that has the value, or the one that the line names: scope, file, type, value. A scope
+// whose file cannot be read ends the list with its failure: the value may be there.
 int ShowScopes(const Context& given, const CommandLine& line) {
   JsonWriter rows;
   rows.BeginArray();

@@ -31,6 +31,7 @@ Browser::Browser(Terminal& terminal, int scope, CAtlString domain,
       dialogs_(
           terminal, [this] { Background(); }, [this] { ShowHelp(); }) {}
 
+// Also called while a dialog waits: it must not open one.
 void Browser::Background() {
   if (model_->Refresh() && !model_->conflicts().empty()) {
     Report("another process changed what you changed: C shows the conflicts");

@@ -79,7 +79,7 @@ void LineInput::Replace(std::string_view text) {
   cursor_ = text_.size();
 }
 
-// Over a character with the marks that combine with it.
+// Over a character with the marks that combine with it, which take no column of their own.
 void LineInput::MoveLeft() {
   while (cursor_ > 0 && ColumnsOf(text_[--cursor_]) == 0) {
   }

@@ -167,6 +167,8 @@ std::string Browser::ChangeType() {
   return value ? model_->Set(path, value, began) : "";
 }
 
+// The values that the user saw are compared again after the question, all before the first is
+// deleted.
 std::string Browser::DeletePicked() {
   const std::vector<Path> paths = model_->picked();
   std::vector<Value> began;

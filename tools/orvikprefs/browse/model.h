@@ -20,6 +20,8 @@
 
 namespace orvik::prefstool::browse {
 
+// How a row differs from the file as it was first read. Of several a conflict counts first, then an
+// addition, a change of the user's, and one of another process.
 enum class Mark {
   kNone,
   kChanged,   // by the user: the value, or something below the key
@@ -28,6 +30,8 @@ enum class Mark {
   kConflict,  // the user's change and another process's meet here or below
 };
 
+// kName is the order of the names' UTF-16 units, and among rows that another order finds equal.
+// Elements of arrays keep the order of their indices.
 enum class Order { kName, kType, kSize };
 
 // A row on the left: a dictionary or an array that is shown.
@@ -83,6 +87,7 @@ class Model : public Draft {
   // lead to another element. Nothing may be done to it before the user has selected again.
   bool is_gone() const { return key_gone_ || element_gone_ || (on_values_ && value_gone_); }
 
+  // Opens or closes a key. It stays so when it goes and comes back.
   void Open(int key_row, bool open);
   // Opens what is above the key or value and selects it. False when there is none.
   bool Reveal(const Path& path);

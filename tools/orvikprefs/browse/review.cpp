@@ -31,6 +31,8 @@ std::optional<std::string> ExportedBytes(const Value& value, const std::string& 
 
 }  // namespace
 
+// The list ends as stale when another process changes the value or the terminal its width, and
+// begins anew at the same row. So do the two lists below, which know their rows by path.
 std::string Browser::View() {
   const Path path = model_->SelectedPath();
   int selected = 0;

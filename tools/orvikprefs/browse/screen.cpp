@@ -30,7 +30,8 @@ constexpr MarkShape kShapes[] = {{" ", Style::kPlain},
                                  {"~", Style::kByOthers},
                                  {"!", Style::kError}};
 
-// The first row to show so that the selected one is on the page.
+// The first row to show so that the selected one is on the page: as few rows further as needed, and
+// no empty lines below the last row.
 int Scrolled(int first, int selected, int page, int rows) {
   first = std::clamp(first, selected - page + 1, selected);
   return std::max(0, std::min(first, rows - page));

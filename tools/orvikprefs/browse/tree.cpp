@@ -81,6 +81,7 @@ bool SetChild(Value& container, const std::string& name, const Value& value) {
 }
 
 // What is the same for all values that share a container's memory; null for an empty container.
+// Sizes are known by it, so that a container which many hold is measured once.
 const void* MemoryOf(const Value& container) {
   if (container.is_array()) return container.elements().data();
   return container.count() == 0 ? nullptr : &*container.entries().begin();
@@ -174,7 +175,7 @@ std::size_t CountBelow(const Value& tree) {
 }
 
 std::string ShownPath(const Path& path) {
-  return "/" + Escaped(JoinedPath(path));
+  return "/" + JoinedPath(path);
 }
 
 Path TypedPath(std::string text) {

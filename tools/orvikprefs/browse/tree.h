@@ -57,15 +57,17 @@ std::size_t SizeOf(const Value& value, KnownSizes& known);
 // Counts the values and keys below a key, at any depth, without the elements of arrays.
 std::size_t CountBelow(const Value& tree);
 
-// "/Software/ORVIK", with escapes for what must not reach a terminal.
+// "/Software/ORVIK", or "/" and the JSON array where a name needs that (JoinedPath), in harmless
+// characters. TypedPath reads it back.
 std::string ShownPath(const Path& path);
 
 // The path that a user typed; a leading "/" is of no meaning. Empty for the domain, and for what is
 // no path.
 Path TypedPath(std::string text);
 
-// The path ("/Software/OR") as far as all entries of the tree that begin so agree; with one entry
-// its whole name, and a "/" behind a key. Names that hold a "/" are not offered.
+// Completes the path that was typed ("/Software/Or") as far as all entries of the tree that begin
+// so agree; with one entry to its whole name, and a "/" behind a key. Returns the text as it is
+// when no entry begins so. Names that hold a "/" are not offered.
 std::string CompletedPath(const Value& tree, const std::string& text);
 
 // One folded text of the tree, made once; a search is a look through it.

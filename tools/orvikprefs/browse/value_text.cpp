@@ -88,7 +88,8 @@ std::string SizeText(std::size_t size) {
 
 namespace {
 
-constexpr std::size_t kLongestLine = 4096;  // in bytes
+// Longer values open in an editor by themselves, in bytes.
+constexpr std::size_t kLongestLine = 4096;
 constexpr char kDigits[] = "0123456789abcdef";
 
 Value DataFromHex(const std::string& line, std::string& mistake) {
