@@ -101,12 +101,13 @@ bool IsCopied(std::string_view name, Owner owner) {
          name.starts_with("system.posix_acl_");
 }
 
-int CopyAttribute(int from, const char* name, int to, ReadBytes* value) {
+int CopyAttribute(int from, const char* name, int to) {
+  ReadBytes value;
   const int error =
-      value->From([&](char* data, std::size_t size) { return fgetxattr(from, name, data, size); });
+      value.From([&](char* data, std::size_t size) { return fgetxattr(from, name, data, size); });
   if (error == ENODATA) return 0;  // removed meanwhile
   if (error != 0) return CannotBeKept(error) ? 0 : error;
-  const std::string_view bytes = value->view();
+  const std::string_view bytes = value.view();
   if (fsetxattr(to, name, bytes.data(), bytes.size(), 0) == 0 || CannotBeKept(errno)) return 0;
   return errno;
 }
@@ -132,7 +133,7 @@ int CopyCreationDate(int source, const struct statx& info, bool has_record, int 
 
 int CopyAttributes(int from, Owner owner, int to, OtherAttributes* others) {
   *others = {};
-  ReadBytes names, value;
+  ReadBytes names;
   const int error =
       names.From([&](char* data, std::size_t size) { return flistxattr(from, data, size); });
   if (error != 0) return CannotBeKept(error) ? 0 : error;
@@ -144,15 +145,14 @@ int CopyAttributes(int from, Owner owner, int to, OtherAttributes* others) {
     } else if (name == kCapabilities) {
       others->capabilities = owner == Owner::kSource;
     } else if (IsCopied(name, owner)) {
-      if (const int failure = CopyAttribute(from, name.data(), to, &value)) return failure;
+      if (const int failure = CopyAttribute(from, name.data(), to)) return failure;
     }
   }
   return 0;
 }
 
 int CopyCapabilities(int from, int to) {
-  ReadBytes value;
-  return CopyAttribute(from, kCapabilities, to, &value);
+  return CopyAttribute(from, kCapabilities, to);
 }
 
 int CopyMode(const struct stat& old, Owner owner, int to) {
@@ -177,9 +177,8 @@ int CopyMode(const struct stat& old, Owner owner, int to) {
 
 void KeepProperties(int from, const struct stat& old, int to) {
   OtherAttributes others;
-  ReadBytes value;
   if (from >= 0) CopyAttributes(from, Owner::kSource, to, &others);
-  if (others.record) CopyAttribute(from, kCatalogAttribute, to, &value);
+  if (others.record) CopyAttribute(from, kCatalogAttribute, to);
   CopyMode(old, Owner::kSource, to);
   if (others.capabilities) CopyCapabilities(from, to);
 }
