@@ -11,7 +11,6 @@
 
 #include <compare>
 #include <cstddef>
-#include <functional>
 #include <iosfwd>
 #include <optional>
 #include <string>

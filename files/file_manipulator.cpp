@@ -19,7 +19,7 @@
 #include "host/paths.h"
 #include "host/replace_file.h"
 #include "host/tree_removal.h"
-#include "platform/core_foundation/base.h"
+#include "platform/core_foundation/object.h"
 #include "platform/core_foundation/user_notification.h"
 #include "text/shown_text.h"
 

@@ -15,7 +15,6 @@
 #include <compare>
 #include <concepts>
 #include <cstddef>
-#include <functional>
 #include <iosfwd>
 #include <optional>
 #include <string>

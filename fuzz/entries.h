@@ -4,6 +4,7 @@
 #include <string_view>
 
 #include "platform/core_foundation/collections.h"
+#include "platform/core_foundation/object.h"
 #include "plist/forms.h"
 
 namespace orvik::fuzz {

@@ -1,9 +1,7 @@
-// The types that every platform interface shares, what can be done to any object, and the owner of
-// one reference to an object.
+// The types that every platform interface shares, and what can be done to any object.
 #pragma once
 
 #include <cstdint>
-#include <memory>
 
 namespace [[gnu::visibility("default")]] orvik {
 
@@ -65,14 +63,5 @@ CFTypeID CFGetTypeID(CFTypeRef object);
 // Whether both are one object, or have equal values of a property list (plist/value.h): an integer
 // never equals a real.
 Boolean CFEqual(CFTypeRef a, CFTypeRef b);
-
-struct ReleaseReference {
-  void operator()(CFTypeRef object) const { CFRelease(object); }
-};
-
-// Takes over a reference, as Create and Copy functions return it, and releases it. The class of the
-// object is that of the pointer: Owned<const NSString> holds a CFStringRef.
-template <class Object>
-using Owned = std::unique_ptr<Object, ReleaseReference>;
 
 }  // namespace orvik

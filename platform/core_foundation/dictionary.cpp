@@ -1,4 +1,5 @@
 #include "platform/core_foundation/collections.h"
+#include "platform/core_foundation/object.h"
 
 #include <string>
 #include <utility>

@@ -1,11 +1,12 @@
 // The root of all platform objects: a kind, a reference count, and the few things that any object
-// can do; and the pools that release objects later. Both object families share the root: a
-// CFTypeRef is the address of an NSObject.
+// can do; the owner of one reference to an object; and the pools that release objects later. Both
+// object families share the root: a CFTypeRef is the address of an NSObject.
 //
 // Threads: references to one object may be taken and released in several threads at once. An object
 // may be read in several threads as long as none changes it; immutable ones never change.
 #pragma once
 
+#include <memory>
 #include <vector>
 
 #include "host/reference_count.h"
@@ -99,5 +100,14 @@ class NSAutoreleasePool final {
   std::vector<const NSObject*> objects_;
   NSAutoreleasePool* outer_;
 };
+
+struct ReleaseReference {
+  void operator()(CFTypeRef object) const { CFRelease(object); }
+};
+
+// Takes over a reference, as Create and Copy functions return it, and releases it. The class of the
+// object is that of the pointer: Owned<const NSString> holds a CFStringRef.
+template <class Object>
+using Owned = std::unique_ptr<Object, ReleaseReference>;
 
 }  // namespace orvik

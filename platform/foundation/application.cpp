@@ -8,6 +8,7 @@
 #include "host/paths.h"
 #include "host/proc.h"
 #include "host/system.h"
+#include "platform/core_foundation/object.h"
 #include "platform/core_foundation/object_support.h"
 #include "platform/core_foundation/string.h"
 #include "text/case_and_spelling.h"

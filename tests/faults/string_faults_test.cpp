@@ -3,8 +3,8 @@
 #include <cstdarg>
 #include <new>
 
-#include "platform/core_foundation/base.h"
 #include "platform/core_foundation/collections.h"
+#include "platform/core_foundation/object.h"
 #include "platform/core_foundation/string.h"
 #include "strings/atl_conversions.h"
 #include "strings/atl_string.h"

@@ -2,7 +2,7 @@
 
 #include <ctime>
 
-#include "platform/core_foundation/base.h"
+#include "platform/core_foundation/object.h"
 #include "tests/support/test_environment.h"
 
 namespace orvik::test {
