@@ -16,45 +16,15 @@ char16_t* A2WBSTR(const char* text, int n);
 char16_t* A2WBSTR(const char* text);
 char16_t* A2BSTR(const char* text);
 
-// All wide text is of one kind: these return their argument.
-inline const char16_t* T2COLE(const char16_t* text) {
-  return text;
-}
-inline const char16_t* OLE2CT(const char16_t* text) {
-  return text;
-}
-inline const char16_t* W2COLE(const char16_t* text) {
-  return text;
-}
-inline const char16_t* OLE2CW(const char16_t* text) {
-  return text;
-}
-inline const char16_t* T2CW(const char16_t* text) {
-  return text;
-}
-inline const char16_t* W2CT(const char16_t* text) {
-  return text;
-}
-inline char16_t* T2OLE(char16_t* text) {
-  return text;
-}
-inline char16_t* OLE2T(char16_t* text) {
-  return text;
-}
-inline char16_t* W2OLE(char16_t* text) {
-  return text;
-}
-inline char16_t* OLE2W(char16_t* text) {
-  return text;
-}
-inline char16_t* T2W(char16_t* text) {
-  return text;
-}
-inline char16_t* W2T(char16_t* text) {
-  return text;
-}
+// All wide text is of one kind: these return their argument, with its constness.
+struct SameText {
+  constexpr const char16_t* operator()(const char16_t* text) const { return text; }
+  constexpr char16_t* operator()(char16_t* text) const { return text; }
+};
+inline constexpr SameText T2COLE, OLE2CT, W2COLE, OLE2CW, T2CW, W2CT, T2OLE, OLE2T, W2OLE, OLE2W,
+    T2W, W2T;
 
-// ucalen, ucacpy and ucacat.
+// ucalen, ucacpy and ucacat under their names of ATL.
 int ocslen(const char16_t* text);
 char16_t* ocscpy(char16_t* target, const char16_t* source);
 char16_t* ocscat(char16_t* target, const char16_t* source);

@@ -1,7 +1,6 @@
 #include "strings/atl_string.h"
 
 #include <algorithm>
-#include <cstdarg>
 #include <iterator>
 #include <ostream>
 #include <string>
@@ -18,7 +17,6 @@
 #include "text/case_and_spelling.h"
 #include "text/characters.h"
 #include "text/code_page_codec.h"
-#include "text/formatter.h"
 #include "text/transcoding.h"
 #include "text/user_locale.h"
 
@@ -29,6 +27,10 @@ template class StringOperations<CAtlString, WideUnits>;
 
 void WideUnits::Convert(const char* from, char16_t* to, std::size_t n) {
   WidenLatin1(from, to, n);
+}
+
+void WideUnits::WriteFormatted(std::u16string_view units, char16_t* to) {
+  CopyUnits(to, units.data(), units.size());
 }
 
 CAtlString::CAtlString(const CAtlStringA& text) {
@@ -204,43 +206,6 @@ int CAtlStringA::CompareNoCase(const char16_t* text) const {
   return CompareWithoutCase(View(), ViewOf(text));
 }
 
-// Formatting of both string classes, and case mapping of the wide one.
-
-namespace {
-
-// Both kinds of argument lists; false also without a format.
-template <typename List>
-bool FormatWide(FormatBuffer& result, std::u16string_view format, List& arguments) {
-  return format.data() != nullptr &&
-         FormatUnits(result, format, arguments, DescribeObject, FormatStyle::kSmallStringsAreWide);
-}
-
-int MacRomanOf(char16_t unit) {
-  return unit < 0x80 ? unit : MacRomanOfUnit(unit);
-}
-
-// Only a text that Mac OS Roman can hold.
-template <typename List>
-bool FormatNarrow(FormatBuffer& result, std::string_view format, List& arguments) {
-  if (format.data() == nullptr || !FormatMacRoman(result, format, arguments, DescribeObject)) {
-    return false;
-  }
-  const auto units = result.units();
-  return IsAscii(units) || std::all_of(units.begin(), units.end(),
-                                       [](char16_t unit) { return MacRomanOf(unit) >= 0; });
-}
-
-void WriteMacRoman(std::u16string_view units, char* bytes) {
-  if (IsAscii(units)) {
-    NarrowLatin1(units.data(), bytes, units.size());
-    return;
-  }
-  std::transform(units.begin(), units.end(), bytes,
-                 [](char16_t unit) { return static_cast<char>(MacRomanOf(unit)); });
-}
-
-}  // namespace
-
 CAtlString CAtlString::FromUtf8(std::string_view text) {
   CAtlString wide;
   // Bytes that begin no character are few: what lies between them is converted at once.
@@ -302,60 +267,6 @@ CAtlString& CAtlString::MakeLower() {
   CopyBeforeWrite();
   MapCaseInPlace(GetBuffer(), View().size(), CFStringLowercase);
   return *this;
-}
-
-void CAtlString::FormatV(std::u16string_view format, std::span<const FormatArgument> arguments) {
-  FormatBuffer result;
-  if (FormatWide(result, format, arguments)) TakeFormatted(result.units());
-}
-
-void CAtlString::FormatV(const char16_t* format, std::va_list arguments) {
-  FormatBuffer result;
-  if (FormatWide(result, ViewOf(format), arguments)) TakeFormatted(result.units());
-}
-
-void CAtlString::AppendFormatV(std::u16string_view format,
-                               std::span<const FormatArgument> arguments) {
-  FormatBuffer result;
-  if (FormatWide(result, format, arguments)) AppendUnits(result.units());
-}
-
-void CAtlString::AppendFormat(Text format, std::va_list arguments) {
-  FormatBuffer result;
-  if (FormatWide(result, format, arguments)) AppendUnits(result.units());
-}
-
-void CAtlString::TakeFormatted(std::u16string_view units) {
-  CopyUnits(FreshBuffer(units.size(), 1), units.data(), units.size());
-}
-
-void CAtlStringA::FormatV(std::string_view format, std::span<const FormatArgument> arguments) {
-  FormatBuffer result;
-  if (FormatNarrow(result, format, arguments)) TakeFormatted(result.units());
-}
-
-void CAtlStringA::FormatV(const char* format, std::va_list arguments) {
-  FormatBuffer result;
-  if (FormatNarrow(result, ViewOf(format), arguments)) TakeFormatted(result.units());
-}
-
-void CAtlStringA::AppendFormatV(std::string_view format,
-                                std::span<const FormatArgument> arguments) {
-  FormatBuffer result;
-  if (FormatNarrow(result, format, arguments)) AppendFormatted(result.units());
-}
-
-void CAtlStringA::AppendFormat(Text format, std::va_list arguments) {
-  FormatBuffer result;
-  if (FormatNarrow(result, format, arguments)) AppendFormatted(result.units());
-}
-
-void CAtlStringA::TakeFormatted(std::u16string_view units) {
-  WriteMacRoman(units, FreshBuffer(units.size(), 1));
-}
-
-void CAtlStringA::AppendFormatted(std::u16string_view units) {
-  if (!units.empty()) WriteMacRoman(units, AppendBuffer(units.size()));
 }
 
 }  // namespace orvik

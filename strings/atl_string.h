@@ -16,12 +16,9 @@
 
 #include <compare>
 #include <concepts>
-#include <cstdarg>
 #include <cstddef>
 #include <cstdint>
-#include <functional>
 #include <iosfwd>
-#include <span>
 #include <string>
 #include <string_view>
 #include <utility>
@@ -39,34 +36,20 @@ using CFStringRef = const NSString*;
 class CAtlString;
 class CAtlStringA;
 
-struct CAtlStringData {
-  std::int32_t ref_count;
-  std::int32_t data_length;
-  std::int32_t allocated_length;
-};
-
 // The shared empty block.
-struct CAtlStringNil {
-  CAtlStringData header;
-  char16_t terminator;
-};
+using CAtlStringNil = StringNil<char16_t>;
 inline constinit CAtlStringNil _afxDataNil{{-1, 0, 0}, 0};
 inline constexpr char16_t* _afxPchNil = &_afxDataNil.terminator;
 
 struct WideUnits {
   using Unit = char16_t;
   using Foreign = char;
-  using Header = CAtlStringData;
   static char16_t* Empty() { return _afxPchNil; }
   // Tab, line feed, vertical tab, form feed, carriage return and space.
   static bool IsSpace(char16_t unit) { return IsAsciiSpace(unit); }
   static void Convert(const char* from, char16_t* to, std::size_t n);
-  // What a search for a text or a set sees of a text, and whether it finds an empty one.
+  static void WriteFormatted(std::u16string_view units, char16_t* to);
   static std::u16string_view Searched(std::u16string_view text) { return text; }
-  static constexpr bool kEndsAtZero = false;
-  static constexpr bool kFindsEmptyText = false;
-  // Spare units in the buffer that a replaced text gets.
-  static constexpr std::size_t kSpareAfterReplace = 0;
   static constexpr bool kIsNarrow = false;
 };
 
@@ -172,36 +155,8 @@ class CAtlString : public StringOperations<CAtlString, WideUnits> {
   [[nodiscard]] CAtlString Uppercased() const;
   [[nodiscard]] CAtlString Lowercased() const;
 
-  // Replaces the content by the formatted text, or appends it. The arguments come with their types
-  // (strings/format_text.h): "%s" and "%S" take wide and narrow text alike, "%@" a platform object,
-  // the rest is printf. The string stays when the format cannot be carried out, and when the result
-  // would be longer than kMaximumFormattedLength units. The arguments may be this string itself.
-  template <Formattable... Arguments>
-  void Format(FormatTextFor<char16_t, Arguments...> format, const Arguments&... arguments) {
-    FormatV(format.View(), FormatList(arguments...));
-  }
-  template <Formattable... Arguments>
-  void AppendFormat(FormatTextFor<char16_t, Arguments...> format, const Arguments&... arguments) {
-    AppendFormatV(format.View(), FormatList(arguments...));
-  }
-  void FormatV(std::u16string_view format, std::span<const FormatArgument> arguments);
-  void AppendFormatV(std::u16string_view format, std::span<const FormatArgument> arguments);
-  // With an argument list of C, whose types are what the format says: "%s" alone takes a
-  // zero-terminated char16_t array like "%S", but "%5s", "%-5s" and "%1$s" take a char array. ("%s"
-  // is replaced by "%S" in the text of the format, after a "%%" too.) Positions must not leave out
-  // an argument.
-  void FormatV(const char16_t* format, std::va_list arguments);
-  void AppendFormat(Text format, std::va_list arguments);
-
   // Writes the text in UTF-8, an unpaired surrogate as "?".
   friend std::ostream& operator<<(std::ostream& out, const CAtlString& text);
-  template <typename Hash>
-  friend Hash AbslHashValue(Hash state, const CAtlString& text) {
-    return Hash::combine(std::move(state), text.View());
-  }
-
- private:
-  void TakeFormatted(std::u16string_view units);
 };
 
 // The shared empty string.

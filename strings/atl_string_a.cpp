@@ -20,6 +20,15 @@ void NarrowUnits::Convert(const char16_t* from, char* to, std::size_t n) {
   NarrowLatin1(from, to, n);
 }
 
+void NarrowUnits::WriteFormatted(std::u16string_view units, char* to) {
+  if (IsAscii(units)) {
+    NarrowLatin1(units.data(), to, units.size());
+  } else {
+    std::transform(units.begin(), units.end(), to,
+                   [](char16_t unit) { return static_cast<char>(MacRomanOf(unit)); });
+  }
+}
+
 CAtlStringA& CAtlStringA::MakeUpper() {
   CopyBeforeWrite();
   std::transform(begin(), end(), GetBuffer(), [](char byte) {

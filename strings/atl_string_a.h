@@ -16,12 +16,9 @@
 
 #include <compare>
 #include <concepts>
-#include <cstdarg>
 #include <cstddef>
 #include <cstdint>
-#include <functional>
 #include <iosfwd>
-#include <span>
 #include <string>
 #include <string_view>
 #include <utility>
@@ -33,36 +30,25 @@
 
 namespace [[gnu::visibility("default")]] orvik {
 
-struct CAtlStringAData {
-  std::int32_t ref_count;
-  std::int32_t data_length;
-  std::int32_t allocated_length;
-};
+using CAtlStringAData = CAtlStringData;
 
 // The shared empty block.
-struct CAtlStringANil {
-  CAtlStringAData header;
-  char terminator;
-};
+using CAtlStringANil = StringNil<char>;
 inline constinit CAtlStringANil _afxDataANil{{-1, 0, 0}, 0};
 inline constexpr char* _afxPchANil = &_afxDataANil.terminator;
 
 struct NarrowUnits {
   using Unit = char;
   using Foreign = char16_t;
-  using Header = CAtlStringAData;
   static char* Empty() { return _afxPchANil; }
   // The C library's space class under its current locale.
   static bool IsSpace(char byte);
   static void Convert(const char16_t* from, char* to, std::size_t n);
-  // What a search for a text or a set sees of a text, and whether it finds an empty one.
+  // In Mac OS Roman, which has all of the units.
+  static void WriteFormatted(std::u16string_view units, char* to);
   static std::string_view Searched(std::string_view text) {
     return text.substr(0, text.find('\0'));
   }
-  static constexpr bool kEndsAtZero = true;
-  static constexpr bool kFindsEmptyText = true;
-  // Spare units in the buffer that a replaced text gets.
-  static constexpr std::size_t kSpareAfterReplace = 1;
   static constexpr bool kIsNarrow = true;
 };
 
@@ -166,36 +152,12 @@ class CAtlStringA : public StringOperations<CAtlStringA, NarrowUnits> {
   CAtlStringA& MakeUpper();
   CAtlStringA& MakeLower();
 
-  // As those of CAtlString, with the format in Mac OS Roman. The string stays also when the result
-  // has characters that Mac OS Roman lacks.
-  template <Formattable... Arguments>
-  void Format(FormatTextFor<char, Arguments...> format, const Arguments&... arguments) {
-    FormatV(format.View(), FormatList(arguments...));
-  }
-  template <Formattable... Arguments>
-  void AppendFormat(FormatTextFor<char, Arguments...> format, const Arguments&... arguments) {
-    AppendFormatV(format.View(), FormatList(arguments...));
-  }
-  void FormatV(std::string_view format, std::span<const FormatArgument> arguments);
-  void AppendFormatV(std::string_view format, std::span<const FormatArgument> arguments);
-  // With an argument list of C: "%s" takes a zero-terminated char array, "%S" a char16_t array.
-  void FormatV(const char* format, std::va_list arguments);
-  void AppendFormat(Text format, std::va_list arguments);
-
   // The leading run of bytes that are in the set, or that are not.
   [[nodiscard]] CAtlStringA SpanIncluding(Text set) const;
   [[nodiscard]] CAtlStringA SpanExcluding(Text set) const;
 
   // Writes the bytes.
   friend std::ostream& operator<<(std::ostream& out, const CAtlStringA& text);
-  template <typename Hash>
-  friend Hash AbslHashValue(Hash state, const CAtlStringA& text) {
-    return Hash::combine(std::move(state), text.View());
-  }
-
- private:
-  void TakeFormatted(std::u16string_view units);
-  void AppendFormatted(std::u16string_view units);
 };
 
 // The shared empty string.

@@ -2,8 +2,8 @@
 
 #include <type_traits>
 
-#include "platform/core_foundation/base.h"
 #include "platform/core_foundation/locale.h"
+#include "platform/core_foundation/object.h"
 #include "platform/core_foundation/string.h"
 
 namespace orvik {

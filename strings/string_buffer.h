@@ -24,7 +24,6 @@
 // threads at once as long as none changes it.
 #pragma once
 
-#include <algorithm>
 #include <climits>
 #include <concepts>
 #include <cstddef>
@@ -39,16 +38,30 @@
 
 namespace [[gnu::visibility("default")]] orvik {
 
-// `Units` says what the units are: Unit, Foreign (the unit of the other string), Header, Empty()
-// (data of the static empty block), IsSpace(unit), Convert(from, to, n) (n foreign units), and how
-// texts are searched: Searched(text), kEndsAtZero, kFindsEmptyText and kSpareAfterReplace. The
-// library instantiates the definitions that are not here.
+// The header before the units, and the static empty block of a kind of units.
+struct CAtlStringData {
+  std::int32_t ref_count;
+  std::int32_t data_length;
+  std::int32_t allocated_length;
+};
+template <typename Unit>
+struct StringNil {
+  CAtlStringData header;
+  Unit terminator;
+};
+
+// `Units` says what the units are: Unit, Foreign (the unit of the other string), Empty() (data of
+// the static empty block), IsSpace(unit), Convert(from, to, n) (n foreign units),
+// WriteFormatted(units, to) (the result of a format), Searched(text) (the part of a text that
+// searches see) and kIsNarrow. A narrow string is searched as far as its first 0 byte, finds an
+// empty text, and has one spare byte after a replacement. The library instantiates the definitions
+// that are not here.
 template <typename Units>
 class StringBuffer {
  public:
   using Unit = typename Units::Unit;
   using Foreign = typename Units::Foreign;
-  using Header = typename Units::Header;
+  using Header = CAtlStringData;
 
   // ---- The block ----
 
@@ -57,6 +70,7 @@ class StringBuffer {
   // Points at a fresh block of n units, count 1, length n, whose content is not set; at the shared
   // empty block for n < 1. Releases nothing.
   void AllocBuffer(int n);
+  // Frees a block, whoever else points at it.
   static void FreeData(Header* block);
   // Gives up the share of the block (a locked block is freed) and becomes empty.
   void Release() {
@@ -121,13 +135,19 @@ class StringBuffer {
   void ReleaseBuffer(int n = -1);
   // Cuts the content to its first n units.
   void Truncate(int n);
+  // Makes the block private and locks it: copies of the string get blocks of their own, and
+  // assignments write into it as long as they fit. Returns the units. The shared empty block cannot
+  // be locked.
   Unit* LockBuffer();
+  // Ends the lock; nothing happens without one.
   void UnlockBuffer();
   // Moves to a block without spare room.
   void FreeExtra();
 
   // ---- Appending: in place when the block is not shared and has room ----
 
+  // Appends the first n units of `text`, those of the other width converted; nothing for n < 1 and
+  // a null text.
   void ConcatInPlace(int n, const Unit* text);
   void ConcatInPlace(int n, const Foreign* text);
   void Append(TextView<Unit> text) { AppendUnits(text); }
@@ -254,7 +274,7 @@ class StringBuffer {
     Header& block = *GetData();
     block.data_length += static_cast<std::int32_t>(n);
     data_[block.data_length] = 0;
-    block.allocated_length = std::max(block.allocated_length, block.data_length);
+    if (block.allocated_length < block.data_length) block.allocated_length = block.data_length;
   }
   void AppendToMore(UnitView text);
 };

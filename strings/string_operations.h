@@ -9,15 +9,19 @@
 // string see the content, the text and the set up to their first 0 byte.
 #pragma once
 
+#include <climits>
 #include <compare>
 #include <concepts>
+#include <cstdarg>
 #include <cstddef>
 #include <cstdint>
-#include <functional>
 #include <optional>
+#include <span>
 #include <string>
 #include <string_view>
+#include <utility>
 
+#include "strings/format_text.h"
 #include "strings/string_buffer.h"
 #include "strings/text_view.h"
 #include "strings/token_range.h"
@@ -68,9 +72,13 @@ class StringOperations : public StringBuffer<Units> {
 
   // ---- Searching: an index or -1 ----
 
+  // The first occurrence of `text` or `unit` at or after index `start`. The time grows with the
+  // distance of what is found, whatever the texts look like.
   [[nodiscard]] int Find(Text text, int start = 0) const;
   [[nodiscard]] int Find(OneUnit unit, int start = 0) const;
+  // The first unit that is in `set`.
   [[nodiscard]] int FindOneOf(Text set) const;
+  // The last occurrence of `unit` in the whole content, behind 0 units, too.
   [[nodiscard]] int ReverseFind(OneUnit unit) const;
   // Of the whole content, by units. An empty text is at every start and every end, and in every
   // string.
@@ -96,6 +104,10 @@ class StringOperations : public StringBuffer<Units> {
   }
 
   // ---- Trimming: an empty set changes nothing ----
+  //
+  // Each cuts the leading or trailing run in place and returns the string itself. Without an
+  // argument the run is of white space: of the six ASCII characters in a wide string, of what
+  // isspace of the C library takes in a narrow one.
 
   Derived& TrimLeft();
   Derived& TrimRight();
@@ -109,12 +121,13 @@ class StringOperations : public StringBuffer<Units> {
 
   // Drops every occurrence; returns their number.
   int Remove(OneUnit unit);
-  // Returns the number of replacements.
+  // Replaces every occurrence of `old_unit`; returns their number. The block is made private unless
+  // both units are the same.
   int Replace(OneUnit old_unit, OneUnit new_unit);
   // Replaces every occurrence, left to right without overlap, in a fresh buffer. An empty old text
   // occurs nowhere. Returns the number of replacements; with none the block stays shared.
   int Replace(Text old_text, Text new_text);
-  // Return the new length.
+  // Inserts before `index`, at the end for one beyond it. Return the new length.
   int Insert(int index, Text text);
   int Insert(int index, OneUnit unit) {
     const Unit inserted = unit;
@@ -124,14 +137,16 @@ class StringOperations : public StringBuffer<Units> {
   int Delete(int index, int count = 1);
   // The index lies in 0 to length - 1: no check. Returns it.
   int SetAt(int index, OneUnit unit);
+  // Reverses the units in place, so that surrogate pairs come apart. Returns the string itself.
   Derived& MakeReverse();
 
   // ---- Pieces: the whole content shares the buffer (unless it is locked) ----
 
+  // The first or last `count` units, or those from index `first` on.
   [[nodiscard]] Derived Left(int count) const;
   [[nodiscard]] Derived Right(int count) const;
   [[nodiscard]] Derived Mid(int first, int count) const;
-  [[nodiscard]] Derived Mid(int first) const;
+  [[nodiscard]] Derived Mid(int first) const { return Mid(first, INT_MAX); }
   // The next run of units from `position` on (0 at the start) that are not in the set. Moves the
   // position to the start of the token after it, or to -1 when this is the last one. A position
   // that is negative or not below the length gives -1 and an empty string. Each call reads the set,
@@ -151,6 +166,7 @@ class StringOperations : public StringBuffer<Units> {
   void ConcatCopy(int a_length, const A* a, int b_length, const B* b) {
     this->TakeBlock(Joined(First(a, a_length), First(b, b_length)));
   }
+  // A new string in a block of exactly its length. Too little memory throws.
   friend Derived operator+(const Derived& a, const Derived& b) {
     return Joined(a.View(), b.View());
   }
@@ -193,20 +209,16 @@ class StringOperations : public StringBuffer<Units> {
   }
 
   friend bool operator==(const Derived& a, const Derived& b) { return a.View() == b.View(); }
-  friend bool operator==(const Derived& a, std::basic_string_view<Unit> b) { return a.View() == b; }
-  template <std::same_as<std::basic_string<Unit>> StdString>
-  friend bool operator==(const Derived& a, const StdString& b) {
-    return a.View() == b;
-  }
-  template <std::same_as<std::basic_string<Unit>> StdString>
-  friend std::strong_ordering operator<=>(const Derived& a, const StdString& b) {
-    return a.Compare(std::basic_string_view<Unit>(b)) <=> 0;
-  }
   friend std::strong_ordering operator<=>(const Derived& a, const Derived& b) {
     return a.Compare(b) <=> 0;
   }
-  friend std::strong_ordering operator<=>(const Derived& a, std::basic_string_view<Unit> b) {
-    return a.Compare(b) <=> 0;
+  template <IsStdText<Unit> StdText>
+  friend bool operator==(const Derived& a, const StdText& b) {
+    return a.View() == b;
+  }
+  template <IsStdText<Unit> StdText>
+  friend std::strong_ordering operator<=>(const Derived& a, const StdText& b) {
+    return a.Compare(std::basic_string_view<Unit>(b)) <=> 0;
   }
 
   // ---- Comparing with a zero-terminated array, as Compare does ----
@@ -238,6 +250,35 @@ class StringOperations : public StringBuffer<Units> {
   }
 
   friend void swap(Derived& a, Derived& b) noexcept { a.SwapBlocks(b); }
+  template <typename Hash>
+  friend Hash AbslHashValue(Hash state, const Derived& text) {
+    return Hash::combine(std::move(state), text.View());
+  }
+
+  // ---- Formatting ----
+
+  // Replaces the content by the formatted text, or appends it. The arguments come with their types
+  // (strings/format_text.h): "%s" and "%S" take wide and narrow text alike, "%@" a platform object,
+  // the rest is printf. The arguments may be this string itself. The string stays as it is when the
+  // format cannot be carried out, when the result would be longer than kMaximumFormattedLength
+  // units and, of a narrow string, when it has characters that Mac OS Roman lacks.
+  template <Formattable... Arguments>
+  void Format(FormatTextFor<Unit, Arguments...> format, const Arguments&... arguments) {
+    FormatV(format.View(), FormatList(arguments...));
+  }
+  template <Formattable... Arguments>
+  void AppendFormat(FormatTextFor<Unit, Arguments...> format, const Arguments&... arguments) {
+    AppendFormatV(format.View(), FormatList(arguments...));
+  }
+  void FormatV(std::basic_string_view<Unit> format, std::span<const FormatArgument> arguments);
+  void AppendFormatV(std::basic_string_view<Unit> format,
+                     std::span<const FormatArgument> arguments);
+  // With an argument list of C, whose types are what the format says, "%S" takes a char16_t array
+  // and "%s" zero-terminated bytes. In a wide format "%s" is replaced by "%S" first, after a "%%",
+  // too: "%s" alone takes a char16_t array there, but "%5s", "%-5s" and "%1$s" take bytes.
+  // Positions must not leave out an argument.
+  void FormatV(const Unit* format, std::va_list arguments);
+  void AppendFormat(Text format, std::va_list arguments);
 
   // ---- Texts of the other kind, which are converted first ----
 
@@ -316,6 +357,8 @@ class StringOperations : public StringBuffer<Units> {
   static void Write(Unit* to, std::basic_string_view<Foreign> text) {
     Units::Convert(text.data(), to, text.size());
   }
+  template <typename List>
+  void FormatWith(std::basic_string_view<Unit> format, List& arguments, bool appends);
   template <typename Predicate>
   Derived& CutLeft(Predicate is_cut);
   template <typename Predicate>

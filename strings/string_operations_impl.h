@@ -5,18 +5,23 @@
 #include <array>
 #include <charconv>
 #include <climits>
+#include <cstdarg>
 #include <cstddef>
 #include <cstdint>
 #include <functional>
 #include <optional>
+#include <span>
 #include <string>
 #include <string_view>
 #include <system_error>
 #include <type_traits>
 
+#include "strings/platform_text.h"
 #include "strings/string_buffer_impl.h"
 #include "strings/string_operations.h"
 #include "strings/unit_search.h"
+#include "text/code_page_codec.h"
+#include "text/formatter.h"
 
 namespace orvik {
 
@@ -27,16 +32,16 @@ int StringOperations<Derived, Units>::Find(Text text, int start) const {
   const std::size_t from = string_buffer::NotNegative(start);
   const std::size_t size = this->size();
   std::basic_string_view<Unit> sought = text;
-  if constexpr (Units::kEndsAtZero) {
+  if constexpr (Units::kIsNarrow) {
     // Most texts are short: the call would take longer.
     std::size_t length = 0;
     while (length < 8 && length < sought.size() && sought[length] != 0) ++length;
     sought = length < 8 ? sought.substr(0, length) : Units::Searched(text);
   }
-  if (from > size || (sought.empty() && (!Units::kFindsEmptyText || from == size))) return -1;
+  if (from > size || (sought.empty() && (!Units::kIsNarrow || from == size))) return -1;
   const auto content = this->View().substr(from);
   std::size_t found;
-  if constexpr (Units::kEndsAtZero) {
+  if constexpr (Units::kIsNarrow) {
     found = FindUnitsBeforeZero(content, sought);
   } else {
     found = FindUnits(content, sought);
@@ -56,9 +61,9 @@ template <typename Derived, typename Units>
 int StringOperations<Derived, Units>::FindOneOf(Text set) const {
   const auto sought = Units::Searched(set);
   UnitSet<Unit> stops(sought);
-  if (Units::kEndsAtZero) stops.Add(0);
+  if (Units::kIsNarrow) stops.Add(0);
   const std::size_t run = stops.RunOut(this->View());
-  if (run == this->size() || (Units::kEndsAtZero && this->data_[run] == 0)) return -1;
+  if (run == this->size() || (Units::kIsNarrow && this->data_[run] == 0)) return -1;
   return static_cast<int>(run);
 }
 
@@ -66,6 +71,63 @@ template <typename Derived, typename Units>
 int StringOperations<Derived, Units>::ReverseFind(OneUnit unit) const {
   const std::size_t found = this->View().rfind(static_cast<Unit>(unit));
   return found == this->View().npos ? -1 : static_cast<int>(found);
+}
+
+// ---- Formatting ----
+
+inline int MacRomanOf(char16_t unit) {
+  return unit < 0x80 ? unit : MacRomanOfUnit(unit);
+}
+
+// Both kinds of argument lists; false also without a format.
+template <typename List>
+bool FormatInto(FormatBuffer& result, std::u16string_view format, List& arguments) {
+  return format.data() != nullptr &&
+         FormatUnits(result, format, arguments, DescribeObject, FormatStyle::kSmallStringsAreWide);
+}
+// Only a text that Mac OS Roman can hold.
+template <typename List>
+bool FormatInto(FormatBuffer& result, std::string_view format, List& arguments) {
+  if (format.data() == nullptr || !FormatMacRoman(result, format, arguments, DescribeObject)) {
+    return false;
+  }
+  const auto units = result.units();
+  return IsAscii(units) || std::all_of(units.begin(), units.end(),
+                                       [](char16_t unit) { return MacRomanOf(unit) >= 0; });
+}
+
+template <typename Derived, typename Units>
+template <typename List>
+void StringOperations<Derived, Units>::FormatWith(std::basic_string_view<Unit> format,
+                                                  List& arguments, bool appends) {
+  FormatBuffer result;
+  if (!FormatInto(result, format, arguments)) return;
+  const std::u16string_view units = result.units();
+  if (appends && units.empty()) return;
+  Units::WriteFormatted(
+      units, appends ? this->AppendBuffer(units.size()) : this->FreshBuffer(units.size(), 1));
+}
+
+template <typename Derived, typename Units>
+void StringOperations<Derived, Units>::FormatV(std::basic_string_view<Unit> format,
+                                               std::span<const FormatArgument> arguments) {
+  FormatWith(format, arguments, false);
+}
+
+template <typename Derived, typename Units>
+void StringOperations<Derived, Units>::FormatV(const Unit* format, std::va_list arguments) {
+  FormatWith(ViewOf(format), arguments, false);
+}
+
+template <typename Derived, typename Units>
+void StringOperations<Derived, Units>::AppendFormatV(std::basic_string_view<Unit> format,
+                                                     std::span<const FormatArgument> arguments) {
+  FormatWith(format, arguments, true);
+}
+
+template <typename Derived, typename Units>
+void StringOperations<Derived, Units>::AppendFormat(Text format, std::va_list arguments) {
+  FormatWith(format, arguments, true);
 }
 
 // ---- Numbers ----
@@ -208,8 +270,9 @@ int StringOperations<Derived, Units>::Replace(Text old_text, Text new_text) {
   }
   if (count == 0) return 0;
 
-  const std::uint64_t sum = content.size() - count * old_text.size() +
-                            std::uint64_t{count} * new_text.size() + Units::kSpareAfterReplace;
+  constexpr std::size_t kSpare = Units::kIsNarrow ? 1 : 0;
+  const std::uint64_t sum =
+      content.size() - count * old_text.size() + std::uint64_t{count} * new_text.size() + kSpare;
   const auto room = static_cast<std::size_t>(std::min<std::uint64_t>(sum, SIZE_MAX));
   Unit* const fresh = Base::NewBlock(room);
   Unit* out = fresh;
@@ -227,7 +290,7 @@ int StringOperations<Derived, Units>::Replace(Text old_text, Text new_text) {
   }
   put(content.substr(at));
   this->Adopt(fresh);
-  this->SetLength(room - Units::kSpareAfterReplace);
+  this->SetLength(room - kSpare);
   return static_cast<int>(count);
 }
 
@@ -310,11 +373,6 @@ template <typename Derived, typename Units>
 Derived StringOperations<Derived, Units>::Mid(int first, int count) const {
   const std::size_t from = std::min(string_buffer::NotNegative(first), this->size());
   return Piece(from, std::min(string_buffer::NotNegative(count), this->size() - from));
-}
-
-template <typename Derived, typename Units>
-Derived StringOperations<Derived, Units>::Mid(int first) const {
-  return Mid(first, INT_MAX);
 }
 
 template <typename Derived, typename Units>

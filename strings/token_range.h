@@ -26,7 +26,7 @@ class Delimiters {
  public:
   explicit Delimiters(std::basic_string_view<Unit> set)
       : skipped_(Units::Searched(set)), stops_(Units::Searched(set)) {
-    if constexpr (Units::kEndsAtZero) stops_.Add(0);
+    if constexpr (Units::kIsNarrow) stops_.Add(0);
   }
 
   // The first token at or after `from`.
@@ -44,7 +44,7 @@ class Delimiters {
     explicit SameSet(std::basic_string_view<Unit>) {}
   };
   const UnitSet<Unit>& Stops() const {
-    if constexpr (Units::kEndsAtZero) {
+    if constexpr (Units::kIsNarrow) {
       return stops_;
     } else {
       return skipped_;
@@ -52,11 +52,13 @@ class Delimiters {
   }
 
   UnitSet<Unit> skipped_;
-  [[no_unique_address]] std::conditional_t<Units::kEndsAtZero, UnitSet<Unit>, SameSet> stops_;
+  [[no_unique_address]] std::conditional_t<Units::kIsNarrow, UnitSet<Unit>, SameSet> stops_;
 };
 
 // A range of views into the text, which must neither change nor end while the range is used. Empty
 // tokens are left out.
+//
+// Each begin() starts anew. Threads may share a range.
 template <typename Units>
 class TokenRange {
   using Unit = typename Units::Unit;

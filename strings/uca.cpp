@@ -9,6 +9,7 @@
 #include <string_view>
 
 #include "platform/carbon/collation.h"
+#include "platform/core_foundation/object.h"
 #include "platform/core_foundation/string.h"
 #include "strings/platform_text.h"
 #include "strings/text_view.h"
@@ -42,20 +43,11 @@ char16_t* Find(char16_t* text, const char16_t* sub) {
   return at == kNotFound ? nullptr : text + at;
 }
 
-// A platform string over the array, as far as one goes, for the life of this object.
-class Wrapped {
- public:
-  explicit Wrapped(const char16_t* text)
-      : string_(NSString::NewNoCopy(ViewOf(text).substr(0, kMaximumStringLength), false)) {}
-  ~Wrapped() { CFRelease(string_); }
-  Wrapped(const Wrapped&) = delete;
-  Wrapped& operator=(const Wrapped&) = delete;
-
-  const NSString* get() const { return string_; }
-
- private:
-  const NSString* string_;
-};
+// A platform string over the array, as far as one goes.
+Owned<const NSString> Wrapped(const char16_t* text) {
+  const auto units = ViewOf(text).substr(0, kMaximumStringLength);
+  return Owned<const NSString>(NSString::NewNoCopy(units, false));
+}
 
 }  // namespace
 
@@ -243,15 +235,7 @@ bool FormatInto(FormatBuffer& result, std::u16string_view format, List& argument
   return format.data() != nullptr && FormatUnits(result, format, arguments, DescribeObject);
 }
 
-template <typename List>
-int PrintToArray(char16_t* buffer, std::u16string_view format, List& arguments) {
-  FormatBuffer result;
-  if (!FormatInto(result, format, arguments)) return -1;
-  const std::u16string_view units = result.units();
-  buffer[units.copy(buffer, units.size())] = 0;
-  return static_cast<int>(units.size());
-}
-
+// No result is so long that an array of INT_MAX units would cut it.
 template <typename List>
 int PrintToArray(char16_t* buffer, int size, std::u16string_view format, List& arguments) {
   FormatBuffer result;
@@ -275,11 +259,11 @@ int PrintToStream(std::FILE* stream, std::u16string_view format, List& arguments
 }  // namespace
 
 int vsucaprintf(char16_t* buffer, const char16_t* format, std::va_list arguments) {
-  return PrintToArray(buffer, ViewOf(format), arguments);
+  return PrintToArray(buffer, INT_MAX, ViewOf(format), arguments);
 }
 int vsucaprintf(char16_t* buffer, std::u16string_view format,
                 std::span<const FormatArgument> arguments) {
-  return PrintToArray(buffer, format, arguments);
+  return PrintToArray(buffer, INT_MAX, format, arguments);
 }
 
 int vsnucaprintf(char16_t* buffer, int size, const char16_t* format, std::va_list arguments) {

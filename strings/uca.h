@@ -18,6 +18,8 @@ namespace [[gnu::visibility("default")]] orvik {
 // Units before the terminator.
 int ucalen(const char16_t* text);
 
+// Copying and appending return the target.
+
 char16_t* ucacpy(char16_t* target, const char16_t* source);
 // Exactly n units: a shorter source is filled up with 0 units, a longer one leaves no terminator.
 char16_t* ucancpy(char16_t* target, const char16_t* source, int n);
@@ -25,6 +27,7 @@ char16_t* ucacat(char16_t* target, const char16_t* source);
 // Appends at most n units and a terminator.
 char16_t* ucancat(char16_t* target, const char16_t* source, int n);
 
+// In place, the units one by one. Returns the text.
 char16_t* ucareverse(char16_t* text);
 // Under the current locale; the length stays, what would be longer is cut at it.
 char16_t* ucaupr(char16_t* text);
@@ -36,6 +39,7 @@ const char16_t* ucastr(const char16_t* text, const char16_t* sub);
 
 // Leading white space, a sign and digits; 0 when there are none.
 int ucatoi(const char16_t* text);
+// The same with a decimal point, which is "." in every locale, and an exponent.
 double ucatof(const char16_t* text);
 
 // "0" to "9", and no other digit of Unicode.

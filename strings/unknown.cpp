@@ -1,5 +1,6 @@
 #include "strings/unknown.h"
 
+#include <cstdio>
 #include <cstring>
 
 #include "strings/atl_conversions.h"
@@ -17,38 +18,17 @@ BOOL IsEqualGUID(const _GUID& a, const _GUID& b) {
 }
 
 BOOL InlineIsEqualGUID(const _GUID& a, const _GUID& b) {
-  std::uint32_t a_words[4];
-  std::uint32_t b_words[4];
-  std::memcpy(a_words, &a, sizeof a_words);
-  std::memcpy(b_words, &b, sizeof b_words);
-  return a_words[0] == b_words[0] && a_words[1] == b_words[1] && a_words[2] == b_words[2] &&
-                 a_words[3] == b_words[3]
-             ? TRUE
-             : FALSE;
+  return IsEqualGUID(a, b);
 }
 
 HRESULT StringFromCLSID(const _GUID& id, char16_t** result) {
   if (result == nullptr) return E_POINTER;
   constexpr int kLength = 38;
-  constexpr char kDigits[] = "0123456789ABCDEF";
   char text[kLength + 1];
-  char* at = text;
-  const auto put = [&](std::uint32_t value, int digits) {
-    for (int i = digits - 1; i >= 0; --i) *at++ = kDigits[(value >> (4 * i)) & 15];
-  };
-  *at++ = '{';
-  put(id.Data1, 8);
-  *at++ = '-';
-  put(id.Data2, 4);
-  *at++ = '-';
-  put(id.Data3, 4);
-  *at++ = '-';
-  for (int i = 0; i < 8; ++i) {
-    if (i == 2) *at++ = '-';
-    put(id.Data4[i], 2);
-  }
-  *at++ = '}';
-  *at = 0;
+  const std::uint8_t* const rest = id.Data4;
+  std::snprintf(text, sizeof text, "{%08X-%04X-%04X-%02X%02X-%02X%02X%02X%02X%02X%02X}", id.Data1,
+                id.Data2, id.Data3, rest[0], rest[1], rest[2], rest[3], rest[4], rest[5], rest[6],
+                rest[7]);
   *result = AtlA2WHelper(new char16_t[kLength + 1], text, kLength);
   return S_OK;
 }

@@ -40,12 +40,17 @@ class IUnknown {
   // On success *object has a reference for the caller; E_NOINTERFACE when the object does not
   // implement the interface, E_POINTER for a null `object`.
   virtual HRESULT QueryInterface(const _GUID& interface_id, void** object) = 0;
+  // Both return the number of references afterwards. At 0 the object is gone.
   virtual unsigned long AddRef() = 0;
   virtual unsigned long Release() = 0;
 };
 
-// Both return what the slot then holds, and take a null object.
+// Both release what the slot held, return what it then holds, and take a null object. For a null
+// slot they do nothing and return null.
+//
+// The slot gets the object and a reference of its own.
 IUnknown* AtlComPtrAssign(IUnknown** slot, IUnknown* object);
+// The slot gets what the object gives for the interface, or null when it does not have it.
 IUnknown* AtlComQIPtrAssign(IUnknown** slot, IUnknown* object, const _GUID& interface_id);
 
 }  // namespace orvik

@@ -1,7 +1,8 @@
 // Wide strings from and to UTF-8 and code-page text.
 //
-// None fails visibly: a text that cannot be converted gives an empty string. 0 units inside the
-// text are converted like any other. Stateless.
+// The first three fail without a word: a text that cannot be converted gives an empty string. 0
+// units inside a text are converted like any other. No function keeps a state, so all may be called
+// from any thread.
 #pragma once
 
 #include <cstddef>
