@@ -34,6 +34,10 @@ class CompressedFile {
   bool Open(const COrvikFilePath& path);
   // False when the bytes could not be taken; nothing more is taken then.
   bool Write(const unsigned char* bytes, std::size_t count);
+  // Write, for a WriteBuffer.
+  auto writer() {
+    return [this](const unsigned char* bytes, std::size_t count) { return Write(bytes, count); };
+  }
 
   enum class WhenLarger { kFail, kStoreUncompressed };
   enum class Result { kFailed, kCompressed, kUncompressed };
@@ -134,10 +138,6 @@ bool CompressedFile::StoreUncompressed() {
 
 struct CWritableCompressedFileStream::File : CompressedFile {};
 
-CWritableCompressedFileStream::CWritableCompressedFileStream(const COrvikFilePath& path) {
-  InitializeStream(path, {});
-}
-
 CWritableCompressedFileStream::CWritableCompressedFileStream(const COrvikFilePath& path,
                                                              _LARGE_INTEGER start) {
   InitializeStream(path, start);
@@ -147,9 +147,7 @@ CWritableCompressedFileStream::~CWritableCompressedFileStream() {
   static_cast<void>(Finish());
 }
 
-void CWritableCompressedFileStream::InitializeStream(const COrvikFilePath& path,
-                                                     _LARGE_INTEGER start) {
-  start_ = start;
+void CWritableCompressedFileStream::InitializeStream(const COrvikFilePath& path, _LARGE_INTEGER) {
   file_ = std::make_unique<File>();
   valid_ = file_->Open(path);
 }
@@ -160,12 +158,9 @@ HRESULT CWritableCompressedFileStream::Write(const void* data, unsigned long cou
   if (!valid_ || is_finished_ || has_failed_ || (data == nullptr && count != 0)) {
     return E_INVALIDARG;
   }
-  const auto compress_piece = [this](const unsigned char* bytes, std::size_t size) {
-    return file_->Write(bytes, size);
-  };
   // An exception leaves it so: what is incomplete must not replace the old file.
   has_failed_ = true;
-  if (!buffer_.Add(data, count, compress_piece)) return E_INVALIDARG;
+  if (!buffer_.Add(data, count, file_->writer())) return E_INVALIDARG;
   has_failed_ = false;
   if (written != nullptr) *written = count;
   return S_OK;
@@ -181,10 +176,7 @@ HRESULT CWritableCompressedFileStream::Finish() {
 
 bool CWritableCompressedFileStream::CompressFile() {
   using enum CompressedFile::Result;
-  const auto compress_piece = [this](const unsigned char* bytes, std::size_t size) {
-    return file_->Write(bytes, size);
-  };
-  has_failed_ = has_failed_ || !valid_ || !buffer_.Flush(compress_piece);
+  has_failed_ = has_failed_ || !valid_ || !buffer_.Flush(file_->writer());
   if (has_failed_) return false;
   const auto result = file_->Finish(CompressedFile::WhenLarger::kStoreUncompressed);
   has_failed_ = result == kFailed;

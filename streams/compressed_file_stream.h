@@ -28,9 +28,8 @@ namespace [[gnu::visibility("default")]] orvik {
 // the file could not be put in place; Finish reports that.
 class CWritableCompressedFileStream final : public StreamBase<IStream>, public IFinishableStream {
  public:
-  explicit CWritableCompressedFileStream(const COrvikFilePath& path);
   // The start offset changes nothing.
-  CWritableCompressedFileStream(const COrvikFilePath& path, _LARGE_INTEGER start);
+  explicit CWritableCompressedFileStream(const COrvikFilePath& path, _LARGE_INTEGER start = {});
   ~CWritableCompressedFileStream() override;
 
   // Whether the target can be written and there is a file to collect the bytes in.
@@ -50,7 +49,6 @@ class CWritableCompressedFileStream final : public StreamBase<IStream>, public I
   // True when the target holds the compressed bytes.
   bool CompressFile();
 
-  _LARGE_INTEGER start_;
   std::unique_ptr<File> file_;
   WriteBuffer buffer_;
   bool valid_ = false;

@@ -20,10 +20,6 @@ std::int64_t Sum(std::int64_t base, std::int64_t move) {
 
 }  // namespace
 
-CReadableStreamOnFile::CReadableStreamOnFile(const COrvikFilePath& path) {
-  InitializeStream(path, {});
-}
-
 CReadableStreamOnFile::CReadableStreamOnFile(const COrvikFilePath& path, _LARGE_INTEGER start) {
   InitializeStream(path, start);
 }

@@ -18,8 +18,7 @@ namespace [[gnu::visibility("default")]] orvik {
 
 class CReadableStreamOnFile final : public StreamBase<IStream> {
  public:
-  explicit CReadableStreamOnFile(const COrvikFilePath& path);
-  CReadableStreamOnFile(const COrvikFilePath& path, _LARGE_INTEGER start);
+  explicit CReadableStreamOnFile(const COrvikFilePath& path, _LARGE_INTEGER start = {});
 
   // Whether the file could be opened at construction.
   bool opened() const { return opened_; }

@@ -23,10 +23,6 @@ void CStreamFactory::CreateWritableBufferStream(IStreamOnBuffer** out) {
   if (out != nullptr) *out = new CWriteableBufferStream();
 }
 
-CComPtr<IStream> CStreamFactory::CreateReadableStreamOnFile(const COrvikFilePath& path) {
-  return CreateReadableStreamOnFile(path, {});
-}
-
 CComPtr<IStream> CStreamFactory::CreateReadableStreamOnFile(const COrvikFilePath& path,
                                                             _LARGE_INTEGER start) {
   auto* const stream = new CReadableStreamOnFile(path, start);
@@ -38,19 +34,11 @@ CComPtr<IStream> CStreamFactory::CreateReadableCompressedFileStream(const COrvik
   return Keep(stream, stream->opened());
 }
 
-CComPtr<IStream> CStreamFactory::CreateWritableFileStream(const COrvikFilePath& path) {
-  return CreateWritableFileStream(path, {});
-}
-
 CComPtr<IStream> CStreamFactory::CreateWritableFileStream(const COrvikFilePath& path,
                                                           _LARGE_INTEGER start) {
   if (path.IsEmptyPath()) return nullptr;
   auto* const stream = new CWritableFileStream(path, start);
   return Keep(stream, stream->opened());
-}
-
-CComPtr<IStream> CStreamFactory::CreateWritableCompressedFileStream(const COrvikFilePath& path) {
-  return CreateWritableCompressedFileStream(path, {});
 }
 
 CComPtr<IStream> CStreamFactory::CreateWritableCompressedFileStream(const COrvikFilePath& path,

@@ -53,7 +53,11 @@ struct tagSTATSTG {
 
 class ISequentialStream : public IUnknown {
  public:
+  // Reads up to `count` bytes from the position on into `buffer` and moves the position behind
+  // them; `*read` is their number. Fewer than `count` come at the end of the stream.
   virtual HRESULT Read(void* buffer, unsigned long count, unsigned long* read) = 0;
+  // Takes `count` bytes of `data`, which the stream does not keep; `*written` is how many it took.
+  // S_OK does not say that they are on disk: Finish does.
   [[nodiscard("bytes may not have been taken")]] virtual HRESULT Write(const void* data,
                                                                        unsigned long count,
                                                                        unsigned long* written) = 0;
@@ -61,9 +65,12 @@ class ISequentialStream : public IUnknown {
 
 class IStream : public ISequentialStream {
  public:
+  // Moves the position by `move` bytes from `origin`; `*new_position` is then the position from the
+  // start.
   virtual HRESULT Seek(_LARGE_INTEGER move, unsigned long origin,
                        _ULARGE_INTEGER* new_position) = 0;
   virtual HRESULT SetSize(_ULARGE_INTEGER size) = 0;
+  // Writes the next `count` bytes into `target`; `*read` and `*written` are how many came and went.
   virtual HRESULT CopyTo(IStream* target, _ULARGE_INTEGER count, _ULARGE_INTEGER* read,
                          _ULARGE_INTEGER* written) = 0;
   virtual HRESULT Commit(unsigned long flags) = 0;
@@ -72,6 +79,7 @@ class IStream : public ISequentialStream {
   virtual HRESULT UnlockRegion(_ULARGE_INTEGER offset, _ULARGE_INTEGER count,
                                unsigned long type) = 0;
   virtual HRESULT Stat(tagSTATSTG* out, unsigned long flags) = 0;
+  // A second stream over the same bytes with a position of its own. The caller owns the reference.
   virtual HRESULT Clone(IStream** out) = 0;
 };
 
@@ -81,6 +89,7 @@ inline constexpr std::size_t kLongestNarrowString = 0x7FFFFFFF - 16;
 // A stream that collects what is written in memory and hands it over once.
 class IStreamOnBuffer : public IStream {
  public:
+  // Bytes written so far.
   virtual unsigned long GetSize() = 0;
   // The content is the first GetSize() bytes; the allocation may be larger.
   virtual boost::shared_array<unsigned char> DetachBufferPointer() = 0;

@@ -6,10 +6,6 @@
 
 namespace orvik {
 
-CWritableFileStream::CWritableFileStream(const COrvikFilePath& path) {
-  InitializeStream(path, {});
-}
-
 CWritableFileStream::CWritableFileStream(const COrvikFilePath& path, _LARGE_INTEGER start) {
   InitializeStream(path, start);
 }

@@ -14,9 +14,8 @@ namespace [[gnu::visibility("default")]] orvik {
 
 class CWritableFileStream final : public StreamBase<IStream>, public IFinishableStream {
  public:
-  explicit CWritableFileStream(const COrvikFilePath& path);
   // The start offset changes nothing: the file starts empty and is written from its beginning.
-  CWritableFileStream(const COrvikFilePath& path, _LARGE_INTEGER start);
+  explicit CWritableFileStream(const COrvikFilePath& path, _LARGE_INTEGER start = {});
   ~CWritableFileStream() override;
 
   // Whether the file could be opened; every operation is E_FAIL when it could not.

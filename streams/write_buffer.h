@@ -2,7 +2,7 @@
 //
 //   CopyPiece     copies a piece without a call
 //   WriteRoom     the free bytes of a stream, which a writer fills without a call of the stream
-//   WriteBuffer   64 KiB in front of a file; its owner writes them when they are full, and at the
+//   WriteBuffer   64 KiB in front of a file, which its owner writes when they are full and at the
 //   end
 //
 // Nothing here fails but the function that a WriteBuffer is given to write with, and memory: too
@@ -73,6 +73,7 @@ class WriteBuffer {
     return room_.Put(data, count);
   }
 
+  // Hands what has been gathered to `write`; true, without a call, when there is nothing.
   template <typename Write>
   bool Flush(Write write) {
     const unsigned char* const end = std::exchange(room_, {bytes_.get(), 0}).next;
