@@ -64,6 +64,19 @@ bool SaveASettingAndKnowThatItIsOnDisk() {
   return status.ok();
 }
 
+bool ListTheEntriesOfAKey() {
+  TypedPreferences settings(u"com.example.cookbook", kUserScope);
+  const PreferenceValue files = PreferenceValue::Array({u"a.txt", u"b.txt"});
+  if (!settings.Set(u"Recent", u"Files", files).ok()) return false;
+  std::size_t names = 0;
+  for (const auto& [key, value] : settings.Key(u"Recent").entries()) {
+    if (value.is_dictionary()) continue;  // a key below this one
+    std::cerr << key.text().ToUtf8() << '\n';
+    for (const PreferenceValue& name : value.elements()) names += name.is_string() ? 1 : 0;
+  }
+  return names == 2;
+}
+
 bool ChangeThreeSettingsAtOnceOrNone() {
   Transaction change(kUserScope, u"com.example.cookbook");
   change.Set(u"Window", u"Left", 10);
@@ -249,6 +262,7 @@ int main() {
       {"missing or unreadable", TellAMissingSettingFromAnUnreadableOne},
       {"settings of one moment", ReadManySettingsOfOneMoment},
       {"a setting on disk", SaveASettingAndKnowThatItIsOnDisk},
+      {"the entries of a key", ListTheEntriesOfAKey},
       {"three settings at once", ChangeThreeSettingsAtOnceOrNone},
       {"a setting if there is none", SetASettingOnlyIfThereIsNone},
       {"a watch", WatchSettings},

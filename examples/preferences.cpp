@@ -24,7 +24,8 @@ int Fail(const PrefStatus& status) {
 
 int main() {
   TypedPreferences settings(kDomain);
-  settings.RemoveKey(kWindow);  // of an earlier run
+  // What an earlier run left.
+  if (const PrefStatus status = settings.RemoveKey(kWindow); !status.ok()) return Fail(status);
   if (const PrefStatus status = settings.Set(kWindow, u"Title", u"Hello"); !status.ok()) {
     return Fail(status);
   }

@@ -5,8 +5,8 @@
 // as MIME has it, loses them first:
 //
 //   std::erase_if(text, [](char c) { return c == '\r' || c == '\n' || c == ' ' || c == '\t'; });
-// Lengths are bytes. The
-// functions keep no state and may be called from any thread.
+//
+// Lengths are bytes. The functions keep no state and may be called from any thread.
 //
 //   bytes   text        text decoded by groups        bytes
 //   Man     TWFu        TQ=x  (c4 is only checked)     M

@@ -92,20 +92,23 @@ bool IsTooDeep(const KeyPath& path) {
   return path.count() + 2 > kMostXmlDepth;
 }
 
+TiXmlElement* RootOf(int scope) {
+  ConfigScope* const state = ConfigScope::Of(scope);
+  return state == nullptr ? nullptr : state->Root();
+}
+
 // The value of a scope's document; null when there is none.
 TiXmlElement* FindValue(int scope, const CAtlString& key_path, const CAtlString& value_name) {
-  ConfigScope* const state = ConfigScope::Of(scope);
-  TiXmlElement* const root = state == nullptr ? nullptr : state->Root();
+  TiXmlElement* const root = RootOf(scope);
   if (root == nullptr) return nullptr;
-  return Walk(state->index()).Find(root, KeyPath(key_path), value_name);
+  return Walk(ConfigScope::Of(scope)->index()).Find(root, KeyPath(key_path), value_name);
 }
 
 // The key of a scope's document; null when there is none.
 TiXmlElement* FindKey(int scope, const CAtlString& key_path) {
-  ConfigScope* const state = ConfigScope::Of(scope);
-  TiXmlElement* const root = state == nullptr ? nullptr : state->Root();
-  if (root == nullptr || !state->IsValidRoot(root)) return nullptr;
-  return Walk(state->index()).Find(root, KeyPath(key_path));
+  TiXmlElement* const root = RootOf(scope);
+  if (root == nullptr || !ConfigScope::Of(scope)->IsValidRoot(root)) return nullptr;
+  return Walk(ConfigScope::Of(scope)->index()).Find(root, KeyPath(key_path));
 }
 
 XMLConfigWriteStatus Write(ConfigScope& state, const CAtlString& key_path,
@@ -153,11 +156,6 @@ TiXmlElement* WalkFrom(const TiXmlElement* element, const WalkIt& walk_it) {
   TiXmlElement* const found = walk_it(Walk(index));
   index->MayHaveChanged();
   return found;
-}
-
-bool HasRoot(int scope) {
-  ConfigScope* const state = ConfigScope::Of(scope);
-  return state != nullptr && state->Root() != nullptr;
 }
 
 // The names of the children of that tag.
@@ -289,11 +287,11 @@ XMLConfigValueState GetXMLConfigValueState(int scope, CAtlString key_path, CAtlS
 }
 
 bool DeleteXMLConfigValueElement(int scope, CAtlString key_path, CAtlString value_name) {
-  return HasRoot(scope) && Remove(scope, FindValue(scope, key_path, value_name));
+  return RootOf(scope) != nullptr && Remove(scope, FindValue(scope, key_path, value_name));
 }
 
 bool DeleteXMLSubKeyElement(int scope, CAtlString key_path) {
-  return HasRoot(scope) && GetDirCountFromPath(key_path) != 0 &&
+  return RootOf(scope) != nullptr && GetDirCountFromPath(key_path) != 0 &&
          Remove(scope, FindKey(scope, key_path));
 }
 

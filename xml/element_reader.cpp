@@ -17,11 +17,26 @@ namespace {
 constexpr std::string_view kBase64Prefix = "data:;base64,";
 constexpr std::string_view kFlashPrefix = "data:application/x-shockwave-flash;base64,";
 
-// The text of an attribute that must not be empty.
-HRESULT FindFilledText(const TiXmlElement* element, const char* name, const char*& text) {
-  text = AttributeText(element, name);
+// What parse(text) makes of an attribute that must not be empty.
+template <typename Value, typename Parse>
+HRESULT ReadFilled(const TiXmlElement* element, const char* name, Value* out, const Parse& parse) {
+  if (out == nullptr) return E_POINTER;
+  const char* const text = AttributeText(element, name);
   if (text == nullptr) return E_INVALIDARG;
-  return *text == '\0' ? E_FAIL : S_OK;
+  if (*text == '\0') return E_FAIL;
+  *out = parse(text);
+  return S_OK;
+}
+
+long LongOf(const char* text) {
+  return std::strtol(text, nullptr, 10);
+}
+
+unsigned long ColorOf(const char* text) {
+  if (std::string_view(text) == "none") return 0xFFFFFFFF;
+  unsigned red = 0, green = 0, blue = 0;
+  std::sscanf(text, "#%02x%02x%02x", &red, &green, &blue);
+  return (red & 0xFF) | (green & 0xFF) << 8 | (blue & 0xFF) << 16;
 }
 
 std::string Without(std::string_view text, std::string_view part) {
@@ -47,53 +62,29 @@ HRESULT CXMLElementReader::GetTextAttributeFromNode(TiXmlElement* element, const
 
 HRESULT CXMLElementReader::GetTextAttributeFromNodeW(TiXmlElement* element, const char* name,
                                                      CAtlString& out) {
-  const char* text;
-  const HRESULT result = FindFilledText(element, name, text);
-  if (result == S_OK) out = MakeWideStringFromUTF8String(text);
-  return result;
+  return ReadFilled(element, name, &out,
+                    [](const char* text) { return MakeWideStringFromUTF8String(text); });
 }
 
 HRESULT CXMLElementReader::GetLongAttributeFromNode(TiXmlElement* element, const char* name,
                                                     long* out) {
-  if (out == nullptr) return E_POINTER;
-  const char* text;
-  const HRESULT result = FindFilledText(element, name, text);
-  if (result == S_OK) *out = std::strtol(text, nullptr, 10);
-  return result;
+  return ReadFilled(element, name, out, LongOf);
 }
 
 HRESULT CXMLElementReader::GetFloatAttributeFromNode(TiXmlElement* element, const char* name,
                                                      float* out) {
-  if (out == nullptr) return E_POINTER;
-  const char* text;
-  const HRESULT result = FindFilledText(element, name, text);
-  if (result == S_OK) *out = static_cast<float>(std::atof(text));
-  return result;
+  return ReadFilled(element, name, out,
+                    [](const char* text) { return static_cast<float>(std::atof(text)); });
 }
 
 HRESULT CXMLElementReader::GetBOOLAttributeFromNode(TiXmlElement* element, const char* name,
                                                     bool* out) {
-  if (out == nullptr) return E_POINTER;
-  long number = 0;
-  const HRESULT result = GetLongAttributeFromNode(element, name, &number);
-  if (result == S_OK) *out = number != 0;
-  return result;
+  return ReadFilled(element, name, out, [](const char* text) { return LongOf(text) != 0; });
 }
 
 HRESULT CXMLElementReader::GetColorAttributeFromNode(TiXmlElement* element, const char* name,
                                                      unsigned long* out) {
-  if (out == nullptr) return E_POINTER;
-  const char* text;
-  const HRESULT result = FindFilledText(element, name, text);
-  if (result != S_OK) return result;
-  if (std::string_view(text) == "none") {
-    *out = 0xFFFFFFFF;
-    return S_OK;
-  }
-  unsigned red = 0, green = 0, blue = 0;
-  std::sscanf(text, "#%02x%02x%02x", &red, &green, &blue);
-  *out = (red & 0xFF) | (green & 0xFF) << 8 | (blue & 0xFF) << 16;
-  return S_OK;
+  return ReadFilled(element, name, out, ColorOf);
 }
 
 HRESULT CXMLElementReader::GetCommaSeperatedArrayAttribute(TiXmlElement* element, const char* name,

@@ -5,6 +5,9 @@
 // is written on success only, unless stated. Names are zero-terminated; a null name names nothing.
 // Texts are UTF-8 with entities resolved; the functions that end in W give UTF-16.
 //
+// Elements belong to their document: what is found lives as long as it does. Threads may read one
+// document at once as long as none changes it.
+//
 // The value of an element is the text of its first child node, when that is a text or a CDATA
 // section; whatever else an element holds, it has no value.
 #pragma once
@@ -50,7 +53,9 @@ class CXMLElementReader {
   static HRESULT GetBase64FlashDataFromNode(TiXmlElement* element, const char* name,
                                             CAtlStringA& out);
 
+  // The tag name.
   static HRESULT GetNodeName(TiXmlElement* element, CAtlStringA& out);
+  // The value of the element; both names do the same.
   static HRESULT GetElementValue(TiXmlElement* element, CAtlStringA& out);
   static HRESULT GetDataElementValue(TiXmlElement* element, CAtlStringA& out);
   // S_OK without touching `out` when the element has no value.

@@ -33,6 +33,9 @@ class CMyWriter : public ReferenceCounted<IORVIKXMLWriter> {
   HRESULT WriteEscapedElementContents(const char* text) override;
   HRESULT WriteElementContents(const char* text) override;
 
+  using IORVIKXMLWriter::WriteTextAttribute, IORVIKXMLWriter::WriteEscapedElementContents,
+      IORVIKXMLWriter::WriteElementContents;
+
   HRESULT GetStatus() override { return status_; }
   HRESULT Finish() override;
   XMLWriterFault GetFault() override { return fault_; }

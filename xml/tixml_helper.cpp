@@ -15,6 +15,14 @@
 namespace orvik {
 namespace {
 
+// What parse(text) makes of an attribute, or the default of one that is missing.
+template <typename Value, typename Parse>
+Value Load(const TiXmlElement* element, const CAtlStringA& name, const Value& default_value,
+           const Parse& parse) {
+  const char* const text = AttributeText(element, name.GetString());
+  return text == nullptr ? default_value : static_cast<Value>(parse(text));
+}
+
 HRESULT Refuse(XMLDocumentError* error, XMLDocumentError reason) {
   if (error != nullptr) *error = std::move(reason);
   return E_INVALIDARG;
@@ -60,34 +68,31 @@ CAtlString TiXmlHelper::LoadStringAttributeFromXmlElement(const TiXmlElement* el
 
 CAtlString TiXmlHelper::LoadStringAttributeFromXmlElementWithDefault(
     const TiXmlElement* element, const CAtlStringA& name, const CAtlString& default_value) {
-  const char* const text = AttributeText(element, name.GetString());
-  return text == nullptr ? default_value : MakeWideStringFromUTF8String(text);
+  return Load(element, name, default_value,
+              [](const char* text) { return MakeWideStringFromUTF8String(text); });
 }
 
 int TiXmlHelper::LoadIntAttributeFromXmlElementWithDefault(const TiXmlElement* element,
                                                            const CAtlStringA& name,
                                                            int default_value) {
-  const char* const text = AttributeText(element, name.GetString());
-  if (text == nullptr) return default_value;
-  return static_cast<int>(std::clamp<long>(std::strtol(text, nullptr, 10), INT_MIN, INT_MAX));
+  return Load(element, name, default_value, [](const char* text) {
+    return std::clamp<long>(std::strtol(text, nullptr, 10), INT_MIN, INT_MAX);
+  });
 }
 
 float TiXmlHelper::LoadFloatAttributeFromXmlElementWithDefault(const TiXmlElement* element,
                                                                const CAtlStringA& name,
                                                                float default_value) {
-  const char* const text = AttributeText(element, name.GetString());
-  return text == nullptr ? default_value : static_cast<float>(std::atof(text));
+  return Load(element, name, default_value, std::atof);
 }
 
 bool TiXmlHelper::LoadBoolAttributeFromXmlElementWithDefault(const TiXmlElement* element,
                                                              const CAtlStringA& name,
                                                              bool default_value) {
-  const char* const text = AttributeText(element, name.GetString());
-  if (text == nullptr) return default_value;
-  const CAtlStringA value(text);
-  if (value.CompareNoCase(TRUE_STRING) == 0) return true;
-  if (value.CompareNoCase(FALSE_STRING) == 0) return false;
-  return default_value;
+  return Load(element, name, default_value, [default_value](const CAtlStringA& text) {
+    if (text.CompareNoCase(TRUE_STRING) == 0) return true;
+    return default_value && text.CompareNoCase(FALSE_STRING) != 0;
+  });
 }
 
 HRESULT TiXmlHelper::InitializeTiXmlDocumentFromFile(

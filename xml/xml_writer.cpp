@@ -117,7 +117,7 @@ HRESULT IORVIKXMLWriter::WriteBase64Attribute(const char* name, const unsigned c
 HRESULT IORVIKXMLWriter::WriteCommaSeperatedArrayAttribute(const char* name,
                                                            const CAtlArray<CAtlStringA>& items) {
   if (items.IsEmpty()) return S_OK;
-  return WriteTextAttribute(name, Joined(items, ',').c_str());
+  return WriteTextAttribute(name, Joined(items, ','));
 }
 
 HRESULT IORVIKXMLWriter::WriteSemiColonSeperatedArrayAttribute(

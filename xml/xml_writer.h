@@ -10,10 +10,14 @@
 //   WriteElementContents("t")  endElement("a")
 //   gives  <a x="1&lt;2"><b/>t</a>
 //
+// Threads: one writer is used in one thread at a time; different writers share nothing.
+//
 // Results: S_OK; E_FAIL when there is no stream to write to. Errors of the stream itself (a full
 // disk) are reported by GetStatus and Finish only. An attribute written outside a start tag becomes
 // content.
 #pragma once
+
+#include <string>
 
 #include "files/file_path.h"
 #include "strings/atl_array.h"
@@ -39,19 +43,25 @@ class IORVIKXMLWriter : public IUnknown {
   virtual HRESULT OutputXMLHeader() = 0;
   // Writes the text unchanged and does not close an open start tag.
   virtual HRESULT OutputSVGBlockForExport(const char* text) = 0;
+  // Closes a start tag that is still open and begins another, which attributes then go into.
   virtual HRESULT startElement(const char* name) = 0;
   // Ends an element with nothing inside with "/>"; the name is not used then.
   virtual HRESULT endElement(const char* name) = 0;
   // All text so far, from a writer on a string, once: later calls give nothing and later text is
   // dropped. Empty from a writer on a file.
   virtual CAtlStringA get_output() = 0;
+  // Writes the name as it is and the value escaped, in quotation marks.
   virtual HRESULT WriteTextAttribute(const char* name, const char* value) = 0;
   // The value is the three parts in a row; parts two and three may be null, the third counts only
   // when the second is there.
   virtual HRESULT WriteLongTextAttribute(const char* name, const char* part1, const char* part2,
                                          const char* part3) = 0;
+  // The value in UTF-8, an unpaired surrogate as "?".
   virtual HRESULT WriteTextAttributeW(const char* name, const char16_t* value) = 0;
+  // The value in apostrophes.
   virtual HRESULT WriteTextAttributeBySingleQuotation(const char* name, const char* value) = 0;
+  // Both close a start tag that is still open, also for an empty text. The second writes the text
+  // unchanged: markup in it is markup.
   virtual HRESULT WriteEscapedElementContents(const char* text) = 0;
   virtual HRESULT WriteElementContents(const char* text) = 0;
 
@@ -66,7 +76,19 @@ class IORVIKXMLWriter : public IUnknown {
   // that is written unchanged is looked at for control characters only.
   virtual XMLWriterFault GetFault() = 0;
 
+  // The same for strings of the standard library, which count up to their first NUL.
+  HRESULT WriteTextAttribute(const char* name, const std::string& value) {
+    return WriteTextAttribute(name, value.c_str());
+  }
+  HRESULT WriteEscapedElementContents(const std::string& text) {
+    return WriteEscapedElementContents(text.c_str());
+  }
+  HRESULT WriteElementContents(const std::string& text) {
+    return WriteElementContents(text.c_str());
+  }
+  // The same as WriteEscapedElementContents.
   HRESULT WriteElementValue(const char* text);
+  // An element with the text as its only content, unchanged or escaped.
   HRESULT WriteSimpleTextElement(const char* name, const char* text);
   HRESULT WriteEscapedSimpleTextElement(const char* name, const char* text);
   // "]]>" in the text is written as it is and ends the section.
@@ -102,6 +124,7 @@ class IORVIKXMLWriter : public IUnknown {
   static HRESULT CreateORVIKXMLWriter(IORVIKXMLWriter** out, const COrvikFilePath& path);
   // The file is compressed (zlib) and takes its place as a whole when the writer is released.
   static HRESULT CreateORVIKXMLWriterCompressed(IORVIKXMLWriter** out, const COrvikFilePath& path);
+  // A writer in memory; get_output hands the text over.
   static HRESULT CreateORVIKXMLWriterOnString(IORVIKXMLWriter** out);
 };
 
