@@ -71,16 +71,16 @@ TEST(CAtlArray, SetCountConstructsDestroysAndFrees) {
 
 TEST(CAtlArray, InsertsBeforeWithinAndPastTheEnd) {
   Strings array;
-  ASSERT_TRUE(array.InsertAt(2, u"c"));
-  EXPECT_EQ(Joined(array), u"||c|");
-  ASSERT_TRUE(array.InsertAt(0, u"a", 2));
-  EXPECT_EQ(Joined(array), u"a|a|||c|");
-  ASSERT_TRUE(array.InsertAt(5, u"e"));
-  EXPECT_EQ(Joined(array), u"a|a|||c|e|");
-  ASSERT_TRUE(array.InsertAt(1, u"x", 0));
-  EXPECT_EQ(array.GetCount(), 6u);
-  ASSERT_TRUE(array.InsertAt(7, u"x", 0));
-  EXPECT_EQ(array.GetCount(), 7u);
+  const std::tuple<std::size_t, const char16_t*, std::size_t, std::u16string> cases[] = {
+      {2, u"c", 1, u"||c|"},
+      {0, u"a", 2, u"a|a|||c|"},
+      {5, u"e", 1, u"a|a|||c|e|"},
+      {1, u"x", 0, u"a|a|||c|e|"},
+      {7, u"x", 0, u"a|a|||c|e||"}};
+  for (const auto& [index, text, count, expected] : cases) {
+    ASSERT_TRUE(array.InsertAt(index, text, count));
+    EXPECT_EQ(Joined(array), expected);
+  }
 }
 
 TEST(CAtlArray, TakesItsOwnElements) {
@@ -94,28 +94,16 @@ TEST(CAtlArray, TakesItsOwnElements) {
   EXPECT_EQ(array[2].View(), u"0");
 }
 
-TEST(CAtlArray, ThrowsForAnIndexNotBelowTheCount) {
-  CAtlArray<int> array;
-  EXPECT_THROW(array[0], std::exception);
-  array.Add(7);
-  EXPECT_EQ(array.GetAt(0), 7);
-  EXPECT_THROW(array.GetAt(1), std::exception);
-  EXPECT_THROW(std::as_const(array)[static_cast<std::size_t>(-1)], std::exception);
-}
-
 TEST(CAtlArray, StaysAsItWasWithoutMemory) {
   struct Large {
     char bytes[1 << 20];
   };
+  constexpr auto kMost = static_cast<std::size_t>(-1);
   CAtlArray<Large> array;
-  constexpr std::size_t kTooMany = static_cast<std::size_t>(-1) / sizeof(Large);
-  EXPECT_FALSE(array.SetCount(kTooMany));
-  EXPECT_FALSE(array.SetCount(static_cast<std::size_t>(-1)));
-  CAtlArray<int> numbers;
-  numbers.Add(1);
-  EXPECT_FALSE(numbers.InsertAt(1, 2, static_cast<std::size_t>(-1)));
-  EXPECT_FALSE(numbers.InsertAt(static_cast<std::size_t>(-1), 2, 2));
-  EXPECT_FALSE(numbers.InsertAt(0, 2, static_cast<std::size_t>(-2)));
+  EXPECT_FALSE(array.SetCount(kMost / sizeof(Large)) || array.SetCount(kMost));
+  CAtlArray<int> numbers{1};
+  EXPECT_FALSE(numbers.InsertAt(1, 2, kMost) || numbers.InsertAt(kMost, 2, 2) ||
+               numbers.InsertAt(0, 2, kMost - 1));
   EXPECT_EQ((std::vector(numbers.begin(), numbers.end())), std::vector{1});
 }
 
@@ -139,12 +127,13 @@ TEST(CAtlArray, StaysAsItWasWhenAnElementThrows) {
     for (int i = 0; i < 3; ++i) array.Add(Fragile(i));
     const Fragile other(9);
     Fragile::budget = budget;
-    const bool fails = budget < 4;  // a copy of the element and the three inserted
-    if (fails) {
-      EXPECT_THROW(array.InsertAt(1, other, 3), std::bad_alloc);
-    } else {
+    bool fails = false;
+    try {
       EXPECT_TRUE(array.InsertAt(1, other, 3));
+    } catch (const std::bad_alloc&) {
+      fails = true;
     }
+    EXPECT_EQ(fails, budget < 4);  // a copy of the element and the three inserted
     ASSERT_EQ(array.GetCount(), fails ? 3u : 6u);
     EXPECT_EQ(array[array.GetCount() - 1].value, 2);
     EXPECT_EQ(Fragile::alive, static_cast<int>(array.GetCount()) + 1);
@@ -152,21 +141,24 @@ TEST(CAtlArray, StaysAsItWasWhenAnElementThrows) {
   EXPECT_EQ(Fragile::alive, 0);
 }
 
-TEST(CAtlArray, ReadsAsAContainer) {
+TEST(CAtlArray, ReadsAsAContainerAndThrowsForAnIndexNotBelowTheCount) {
   Strings array{u"a", u"b", u"c", u"d"};
   EXPECT_EQ(array.size() + array.empty(), 4u);
   EXPECT_EQ(array.data(), array.GetData());
   array.RemoveAt(3);
   array.RemoveAt(0, 2);
-  EXPECT_EQ(Joined(array), u"c|");
   array.RemoveAt(1, 0);
-  for (const auto& [index, count] : {std::pair<std::size_t, std::size_t>{1, 1}, {0, 2}, {2, 0}}) {
+  EXPECT_EQ(Joined(array), u"c|");
+  for (const auto& [index, count] :
+       {std::pair<std::size_t, std::size_t>{1, 1}, {0, 2}, {2, 0}, {0, Strings::kNoIndex}}) {
     EXPECT_THROW(array.RemoveAt(index, count), std::out_of_range);
   }
-  EXPECT_THROW(array.RemoveAt(0, Strings::kNoIndex), std::out_of_range);
-  EXPECT_EQ(Joined(array), u"c|");
+  EXPECT_EQ(array.GetAt(0).View(), u"c");
+  EXPECT_THROW(array.GetAt(1), std::exception);
+  EXPECT_THROW(std::as_const(array)[static_cast<std::size_t>(-1)], std::exception);
   array.RemoveAt(0);
   EXPECT_TRUE(array.empty());
+  EXPECT_THROW(array[0], std::exception);
   CAtlArray<int> numbers{3, 1, 2};
   std::ranges::sort(numbers);
   EXPECT_EQ(std::vector<int>(numbers.begin(), numbers.end()), (std::vector{1, 2, 3}));

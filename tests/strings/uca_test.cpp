@@ -1,4 +1,5 @@
 
+#include <climits>
 #include <memory>
 
 #include "platform/core_foundation/string.h"
@@ -18,17 +19,18 @@ TEST(Uca, CopiesAndAppends) {
   EXPECT_EQ((std::vector{ucalen(u""), ucalen(nullptr), ucalen(u"a\xD83D\xDE00"), ocslen(u"ab")}),
             (std::vector{0, 0, 3, 2}));
   char16_t buffer[8];
-  const auto copied = [&](int count) {
+  for (const auto& [count, expected] : {std::pair<int, View>(5, {u"abc\0\0X", 6}),
+                                        {2, u"abXXXX"},
+                                        {0, u"XXXXXX"},
+                                        {-1, u"XXXXXX"}}) {
     std::fill_n(buffer, 8, u'X');
-    ucancpy(buffer, u"abc", count);
-    return std::u16string(buffer, 6);
-  };
-  EXPECT_EQ((Texts{copied(5), copied(2), copied(0), copied(-1)}),
-            (Texts{{u"abc\0\0X", 6}, u"abXXXX", u"XXXXXX", u"XXXXXX"}));
+    EXPECT_EQ(View(ucancpy(buffer, u"abc", count), 6), expected);
+  }
   EXPECT_EQ((Texts{ucacpy(buffer, u"ab"), ucacat(buffer, u"cd"), ucancat(buffer, u"xyz", 2),
                    ucancat(buffer, u"xyz", 0), ucareverse(buffer), ocscpy(buffer, u"b"),
-                   ocscat(buffer, u"c")}),
-            (Texts{u"ab", u"abcd", u"abcdxy", u"abcdxy", u"yxdcba", u"b", u"bc"}));
+                   ocscat(buffer, u"c"), ucacat(buffer, nullptr), ucacpy(buffer, nullptr)}),
+            (Texts{u"ab", u"abcd", u"abcdxy", u"abcdxy", u"yxdcba", u"b", u"bc", u"bc", u""}));
+  EXPECT_EQ(ucareverse(nullptr), nullptr);
 }
 
 using UcaLocale = EnvironmentTest;
@@ -45,11 +47,11 @@ TEST_F(UcaLocale, MapsCaseWithinTheLength) {
 TEST(Uca, Searches) {
   char16_t text[] = u"abcabc";
   EXPECT_EQ((std::vector{ucastr(text, u"bc"), ucastr(text, u""), ucastr(text, nullptr),
-                         ucastr(text, u"BC")}),
-            (std::vector<char16_t*>{text + 1, text, text, nullptr}));
+                         ucastr(text, u"BC"), ucastr(static_cast<char16_t*>(nullptr), u"a")}),
+            (std::vector<char16_t*>{text + 1, text, text, nullptr, nullptr}));
   EXPECT_TRUE(!isucdigit(u'\x661') && isucdigit(u'9'));
-  EXPECT_EQ((std::vector{ucatoi(u" -12x"), ucatoi(nullptr)}), (std::vector{-12, 0}));
-  EXPECT_EQ((std::vector{ucatof(u"2.5"), ucatof(nullptr)}), (std::vector{2.5, 0.0}));
+  EXPECT_EQ((std::vector{ucatof(u"2.5"), ucatof(nullptr), double(ucatoi(u" -12x"))}),
+            (std::vector{2.5, 0.0, -12.0}));
 }
 
 TEST(Uca, ComparesByCollation) {
@@ -73,19 +75,10 @@ TEST(Uca, ComparesByCollation) {
   EXPECT_LT(ucancoll(u"abX", u"abY", 3), 0);
 }
 
-TEST(Uca, NullIsEmpty) {
-  char16_t buffer[4] = u"a";
-  EXPECT_EQ((Texts{ucacat(buffer, nullptr), ucacpy(buffer, nullptr)}), (Texts{u"a", u""}));
-  EXPECT_EQ(ucastr(static_cast<const char16_t*>(nullptr), u"a"), nullptr);
-  EXPECT_EQ(ucareverse(nullptr), nullptr);
-  CAtoUCA(nullptr, buffer, 3);
-  UCAtoCA(nullptr, nullptr, 3);
-}
-
 TEST(Uca, WritesNumbers) {
   char16_t buffer[16];
-  EXPECT_EQ((Texts{itouca(255, buffer, 16), itouca(-1, buffer, 16),
-                   itouca(-2147483647 - 1, buffer, 10), itouca(-1, buffer, 8)}),
+  EXPECT_EQ((Texts{itouca(255, buffer, 16), itouca(-1, buffer, 16), itouca(INT_MIN, buffer, 10),
+                   itouca(-1, buffer, 8)}),
             (Texts{u"ff", u"ffffffff", u"-2147483648", u"37777777777"}));
   EXPECT_EQ(itouca(255, buffer, 2), nullptr);
 }
@@ -93,13 +86,15 @@ TEST(Uca, WritesNumbers) {
 TEST(Uca, WidensAndNarrows) {
   char16_t units[40];
   std::fill_n(units, 40, u'X');
+  CAtoUCA("abcdefghijklmnopqrs\xE9vw", units, 20);
+  EXPECT_EQ(View(units, 21), u"abcdefghijklmnopqrs\xE9X");
   CAtoUCA("a\xE9", units, 10);
-  EXPECT_EQ(View(units, 3), u"a\xE9X");
-  CAtoUCA("abcdefghijklmnopqrstuvw", units, 20);
-  EXPECT_EQ(View(units, 21), u"abcdefghijklmnopqrstX");
+  CAtoUCA(nullptr, units, 3);
+  EXPECT_EQ(View(units, 3), u"a\xE9\x63");
   char bytes[40] = {};
   UCAtoCA(u"a\u00E9\u20AC\u0100bcdefghijklmnopqrstu", bytes, 22);
   UCAtoCA(u"zz", bytes, 0);
+  UCAtoCA(nullptr, bytes, 3);
   EXPECT_STREQ(bytes, "a\xE9\?\?bcdefghijklmnopqrs");
 }
 
@@ -121,13 +116,12 @@ TEST(UcaConversions, MakeArrays) {
 
 TEST(UcaConversions, IntoRoomOfTheCaller) {
   wchar_t wide[] = L"XX";
-  EXPECT_EQ(UCAtoWCA32(u"\xD83D\xDE00", wide, 2), conversionOK);
-  EXPECT_EQ(std::wstring_view(wide), L"\U0001F600X");
-  EXPECT_EQ(UCAtoWCA32(u"\xDE00", wide, 1), sourceIllegal);
-  EXPECT_EQ(UCAtoWCA32(u"a", wide, -3), -3);
   char16_t units[2] = {};
-  EXPECT_EQ(WCA32toUCA(L"a\x1F600", units, 2), targetExhausted);
-  EXPECT_EQ(WCA32toUCA(L"a", units, 0), 0);
+  EXPECT_EQ((std::vector<int>{UCAtoWCA32(u"\xD83D\xDE00", wide, 2), UCAtoWCA32(u"\xDE00", wide, 1),
+                              UCAtoWCA32(u"a", wide, -3), WCA32toUCA(L"a\x1F600", units, 2),
+                              WCA32toUCA(L"b", units, 0)}),
+            (std::vector<int>{conversionOK, sourceIllegal, -3, targetExhausted, 0}));
+  EXPECT_EQ(std::wstring_view(wide), L"\U0001F600X");
   EXPECT_EQ(units[0], u'a');
 }
 
@@ -143,9 +137,7 @@ TEST(AtlConversions, TakeAsciiAlone) {
       text(A2BSTR("xyz"), free);
   EXPECT_EQ(View(filled.get(), 5), View(u"ab\0\0\0", 5));
   EXPECT_EQ(View(text.get()), u"xyz");
-  for (const char16_t* none : {A2WBSTR("\xE9"), A2WBSTR(nullptr), A2WBSTR("a", -1)}) {
-    EXPECT_EQ(none, nullptr);
-  }
+  EXPECT_TRUE(!A2WBSTR("\xE9") && !A2WBSTR(nullptr) && !A2WBSTR("a", -1));
 }
 
 TEST(UcaFormat, FormatsIntoArrays) {
@@ -156,13 +148,14 @@ TEST(UcaFormat, FormatsIntoArrays) {
   EXPECT_EQ((std::vector{sucaprintf(buffer, nullptr), sucaprintf(buffer, u"%2$d", 1, 2),
                          sucaprintf(buffer, missing, 1)}),
             (std::vector{-1, 1, -1}));
-  for (int size = 0; size <= 5; ++size) {
+  for (const auto& [size, result, text] : {std::tuple<int, int, View>(0, 0, u"XXXX"),
+                                           {1, 1, View(u"\0XXX", 4)},
+                                           {3, 3, View(u"ab\0X", 4)},
+                                           {4, 4, View(u"abc\0", 4)},
+                                           {5, 3, View(u"abc\0", 4)}}) {
     std::fill_n(buffer, 8, u'X');
-    EXPECT_EQ(snucaprintf(buffer, size, u"%s", "abc"), size == 5 ? 3 : size) << size;
-    std::u16string expected = std::u16string(u"abc").substr(0, size > 0 ? size - 1u : 0);
-    if (size > 0) expected += u'\0';
-    expected.resize(8, u'X');
-    EXPECT_EQ(View(buffer, 8), expected) << size;
+    EXPECT_EQ(snucaprintf(buffer, size, u"%s", "abc"), result) << size;
+    EXPECT_EQ(View(buffer, 4), text) << size;
   }
 }
 
@@ -183,15 +176,12 @@ TEST(UcaFormat, Scans) {
   EXPECT_EQ(sucascanf(nullptr, u"%d", &number), 0);
 }
 
-TEST(Guid, HasARegistryForm) {
-  unsigned char bytes[16];
-  for (unsigned char i = 0; i < 16; ++i) bytes[i] = i;
-  _GUID id;
-  std::memcpy(&id, bytes, sizeof id);
+TEST(Guid, HaveARegistryForm) {
+  const _GUID id = {0x03020100, 0x0504, 0x0706, {8, 9, 10, 11, 12, 13, 14, 15}};
   char16_t* text = nullptr;
   EXPECT_EQ(StringFromCLSID(id, &text), S_OK);
   const std::unique_ptr<char16_t[]> owned(text);
-  EXPECT_EQ(std::u16string_view(text), u"{03020100-0504-0706-0809-0A0B0C0D0E0F}");
+  EXPECT_EQ(View(text), u"{03020100-0504-0706-0809-0A0B0C0D0E0F}");
   EXPECT_EQ(StringFromCLSID(id, nullptr), E_POINTER);
 }
 

@@ -54,18 +54,13 @@ TEST(TiXmlHelperTest, SavesOnlyWhatDiffersFromTheDefault) {
     EXPECT_STREQ(text, free->Attribute("v"));
     return std::string(text == nullptr ? "(none)" : text);
   };
-  const std::pair<std::string, const char*> cases[] = {
-      {saved(true, false), "true"},
-      {saved(false, true), "false"},
-      {saved(true, true), "(none)"},
-      {saved(CAtlString(u"\u00C9t\u00E9"), CAtlString(u"x")), "\xC3\x89t\xC3\xA9"},
-      {saved(CAtlString(u"ABC"), CAtlString(u"abc")), "(none)"},
-      {saved(0.5, 0.25), "0.5"},
-      {saved(0.5, 0.5), "(none)"},
-      {saved(7u, 0u), "7"},
-      {saved(0x80000000u, 0u), "-2147483648"},
-      {saved(1u, 1u, "kept"), "kept"}};
-  for (const auto& [text, expected] : cases) EXPECT_EQ(text, expected);
+  EXPECT_EQ(
+      (std::vector{saved(true, false), saved(false, true), saved(true, true),
+                   saved(CAtlString(u"\u00C9t\u00E9"), CAtlString(u"x")),
+                   saved(CAtlString(u"ABC"), CAtlString(u"abc")), saved(0.5, 0.25), saved(0.5, 0.5),
+                   saved(7u, 0u), saved(0x80000000u, 0u), saved(1u, 1u, "kept")}),
+      (std::vector<std::string>{"true", "false", "(none)", "\xC3\x89t\xC3\xA9", "(none)", "0.5",
+                                "(none)", "7", "-2147483648", "kept"}));
 }
 
 // Where and why a text is refused: "2:5 reason", or "" when it is taken.
@@ -137,19 +132,21 @@ using TiXmlHelperFileTest = EnvironmentTest;
 
 TEST_F(TiXmlHelperFileTest, LoadsFilesWithTheirWhiteSpace) {
   const fs::path file = env_.folder() / "a.xml";
-  const COrvikFilePath path = File(file);
-  boost::shared_ptr<TiXmlDocument> document(new TiXmlDocument());
-  EXPECT_EQ(TiXmlHelper::InitializeTiXmlDocumentFromFile(document, path), E_INVALIDARG);
+  boost::shared_ptr<TiXmlDocument> document;
+  XMLDocumentError error;
+  const auto load = [&](const fs::path& path) {
+    document.reset(new TiXmlDocument());
+    return TiXmlHelper::InitializeTiXmlDocumentFromFile(document, File(path), &error);
+  };
+  EXPECT_EQ(load(file), E_INVALIDARG);
   TiXmlBase::SetCondenseWhiteSpace(true);
   WriteFile(file, "<?xml version='1.0'?>\n<a>  x \n y </a>");
-  EXPECT_EQ(TiXmlHelper::InitializeTiXmlDocumentFromFile(document, path), S_OK);
+  EXPECT_EQ(load(file), S_OK);
   EXPECT_STREQ(document->RootElement()->GetText(), "  x \n y ");
-  boost::shared_ptr<TiXmlDocument> cut(new TiXmlDocument());
-  XMLDocumentError error;
+  EXPECT_EQ(load(env_.folder()), E_INVALIDARG);
   WriteFile(file, std::string("<a></a>\0<b/>", 12));
-  EXPECT_EQ(TiXmlHelper::InitializeTiXmlDocumentFromFile(cut, path, &error), E_INVALIDARG);
+  EXPECT_EQ(load(file), E_INVALIDARG);
   EXPECT_STREQ(error.reason.GetString(), "the file holds a NUL byte");
-  EXPECT_EQ(TiXmlHelper::InitializeTiXmlDocumentFromFile(cut, File(env_.folder())), E_INVALIDARG);
 }
 
 struct Shape {
@@ -216,13 +213,12 @@ class Document {
 };
 
 TEST(DocumentCheckTest, TheParserFindsTheElementsThatXmlHas) {
-  int taken = 0, refused = 0;
+  int taken = 0;
   for (unsigned seed = 0; seed < 4000; ++seed) {
     const Document document(seed);
     XMLDocumentError error;
     if (!CheckDocument(document.text.c_str(), &error)) {
-      ++refused;
-      ASSERT_TRUE(error.reason.Find("hold") >= 0) << error.reason.GetString() << document.text;
+      ASSERT_TRUE(error.reason.Contains("hold")) << error.reason.GetString() << document.text;
       continue;
     }
     ++taken;
@@ -231,8 +227,7 @@ TEST(DocumentCheckTest, TheParserFindsTheElementsThatXmlHas) {
     ASSERT_FALSE(parsed.Error()) << parsed.ErrorDesc() << " in " << document.text;
     ASSERT_EQ(ShapeOf(parsed.FirstChildElement()), document.shape) << document.text;
   }
-  EXPECT_GT(taken, 1000);
-  EXPECT_GT(refused, 1000);
+  EXPECT_TRUE(taken > 1000 && taken < 3000);
 }
 
 }  // namespace
