@@ -1,4 +1,5 @@
 // The Debian packages, made from the build under test into a folder of their own.
+#include <optional>
 #include <sstream>
 
 #include "tests/support/test_environment.h"
@@ -6,29 +7,41 @@
 namespace orvik::test {
 namespace {
 
-namespace fs = std::filesystem;
-
-using PackagesTest = EnvironmentTest;
-
-TEST_F(PackagesTest, HoldWhatTheySayAndNameWhatTheyNeed) {
-  for (const char* tool : {"cpack", "dpkg-deb", "dpkg-shlibdeps"}) {
-    if (RunCommand({tool, "--version"}).status != 0) {
-      GTEST_SKIP() << "there is no " << tool << " on this machine";
+class PackagesTest : public EnvironmentTest {
+ protected:
+  void SetUp() override {
+    for (const char* tool : {"cpack", "dpkg-deb", "dpkg-shlibdeps"}) {
+      if (RunCommand({tool, "--version"}).status != 0) {
+        GTEST_SKIP() << "there is no " << tool << " on this machine";
+      }
     }
   }
-  const ScopedVariable epoch("SOURCE_DATE_EPOCH", "1700000000");
+
+  // Makes packages in the folder, with more settings of cpack.
+  static void Make(const fs::path& target, const std::vector<std::string>& settings) {
+    std::vector<std::string> command = {"cpack",
+                                        "--config",
+                                        (ProgramFolder().parent_path() / "CPackConfig.cmake"),
+                                        "-B",
+                                        target,
+                                        "-D",
+                                        "CPACK_DEBIAN_COMPRESSION_TYPE=none",
+                                        "-D",
+                                        "CPACK_DEBIAN_DEBUGINFO_PACKAGE=OFF"};
+    for (const std::string& setting : settings) command.insert(command.end(), {"-D", setting});
+    const CommandResult made = RunCommand(command);
+    ASSERT_EQ(made.status, 0) << made.out << made.err;
+  }
+
+  const ScopedVariable epoch_{"SOURCE_DATE_EPOCH", "1700000000"};
+};
+
+TEST_F(PackagesTest, HoldWhatTheySayAndNameWhatTheyNeed) {
   const fs::path folder = env_.folder() / "packages";
   const fs::path again = env_.folder() / "again";
-  const auto make = [](const fs::path& target, const std::string& more) {
-    const CommandResult made =
-        RunCommand({"cpack", "--config", (ProgramFolder().parent_path() / "CPackConfig.cmake"),
-                    "-B", target.string(), "-D", "CPACK_DEBIAN_COMPRESSION_TYPE=none", "-D",
-                    "CPACK_DEBIAN_DEBUGINFO_PACKAGE=OFF", "-D", more});
-    ASSERT_EQ(made.status, 0) << made.out << made.err;
-  };
-  make(folder, "CPACK_VERBATIM_VARIABLES=ON");
+  Make(folder, {});
   // The same bytes when they are made again.
-  make(again, "CPACK_COMPONENTS_ALL=tool;library-text");
+  Make(again, {"CPACK_COMPONENTS_ALL=tool;library-text"});
   for (const char* package : {"orvik-postflight", "liborvik-text3"}) {
     EXPECT_EQ(RunCommand({"sh", "-c",
                           "cmp " + folder.string() + "/" + package + "_*.deb " + again.string() +
@@ -112,6 +125,55 @@ TEST_F(PackagesTest, HoldWhatTheySayAndNameWhatTheyNeed) {
                 std::string::npos);
     }
   }
+}
+
+// An earlier version is installed below a folder, writes a store, and is upgraded while its watch
+// runs.
+TEST_F(PackagesTest, UpgradeAndPurgeKeepTheStore) {
+  if (geteuid() != 0) GTEST_SKIP() << "dpkg gives the files to root";
+  const fs::path system = env_.system_root(), admin = system / "var/lib/dpkg";
+  for (const char* folder : {"info", "updates", "triggers"}) {
+    fs::create_directories(admin / folder);
+  }
+  for (const char* file : {"status", "available"}) WriteFile(admin / file, "");
+  const auto dpkg = [&](const std::vector<std::string>& action) {
+    std::vector<std::string> command = {"dpkg", "--root=" + system.string(), "--force-depends",
+                                        "--force-script-chrootless", "--log=/dev/null"};
+    command.insert(command.end(), action.begin(), action.end());
+    const CommandResult done = RunCommand(command);
+    EXPECT_EQ(done.status, 0) << done.out << done.err;
+  };
+  const fs::path program = system / "usr/bin/orvikprefs";
+  const auto prefs = [&](std::vector<std::string> arguments) {
+    arguments.insert(arguments.begin(), {program, "--root", system});
+    const CommandResult result = RunCommand(arguments);
+    return result.status == 0 ? result.out : result.err;
+  };
+  std::optional<OtherProcess> watch;
+  for (const std::string version : {"0.9.0", ORVIK_VERSION}) {
+    const fs::path folder = At(version);
+    Make(folder, {"CPACK_COMPONENTS_ALL=tool;command-line", "CPACK_PACKAGE_VERSION=" + version});
+    dpkg({"--install", "--recursive", folder});
+    EXPECT_NE(ReadFile(admin / "status").find("Version: " + version + "-1\n"), std::string::npos);
+    if (watch) break;
+    EXPECT_EQ(prefs({"set", "Software/Example", "Name", "old"}), "");
+    watch.emplace([&] {
+      const int log = open(At("watch").c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600);
+      dup2(log, STDOUT_FILENO);
+      Execute({program, "--root", system, "watch", "Software/Example"});
+    });
+  }
+  EXPECT_EQ(prefs({"get", "Software/Example", "Name"}), "old\n");
+  // The watch of the version before sees what the new one writes.
+  for (int round = 0; round < 500 && ReadFile(At("watch")).find("new") == std::string::npos;
+       ++round) {
+    prefs({"set", "Software/Example", "Name", round % 2 == 0 ? "new" : "newer"});
+  }
+  EXPECT_NE(ReadFile(At("watch")).find("new"), std::string::npos);
+  const std::string store = prefs({"export"});
+  dpkg({"--purge", "orvikprefs", "orvik-postflight"});
+  EXPECT_FALSE(fs::exists(program));
+  EXPECT_EQ(RunCommand({ProgramFolder() / "orvikprefs", "--root", system, "export"}).out, store);
 }
 
 }  // namespace
