@@ -3,7 +3,7 @@
 #   component      package           holds
 #   tool           orvik-postflight  the installer's tool and its manual page
 #   command-line   orvikprefs        the administrator's command line, manual page, completions
-#   library-LAYER  liborvik-LAYER2   the shared library of a layer
+#   library-LAYER  liborvik-LAYER3   the shared library of a layer
 #   development    liborvik-dev      headers, static libraries, CMake and pkg-config files, documents,
 #                                    examples
 #   ansible        orvik-ansible     the Ansible module
