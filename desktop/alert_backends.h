@@ -27,7 +27,7 @@ int AskThrough(int in, std::FILE* out, const AlertRequest& request);
 // As ShowAlert. Nothing without a display, without the program, and when it cannot open the window.
 std::optional<int> AskInWindow(const AlertRequest& request);
 
-// What the program is started with.
+// The arguments with which the program starts.
 //
 //   button                            place
 //   cancel (none: the second)         left; Escape and the window's own button close the alert and

@@ -34,7 +34,8 @@ int FileWith(const std::string& text) {
   return file;
 }
 
-// What the child needs; made before the fork, since afterwards it may only make system calls.
+// Everything that the child needs. It is made before the fork: after it the child may only make
+// system calls.
 struct Plan {
   char* const* arguments;
   char* const* environment;

@@ -4,9 +4,9 @@
 // the empty path with a name added: AddDirectoryToPath of "tmp" on the empty path gives "/tmp".
 //
 // The Create... functions give names and create nothing, so two callers may be given the same name.
-// Who makes the file must ask for it to be new (open with O_EXCL, fopen with "x", CreateFile with
-// CREATE_NEW; mkdir for a folder) and ask for the next name when it was there already; then no two
-// processes end with the same file.
+// Create the file exclusively (open with O_EXCL, fopen with "x", CreateFile with CREATE_NEW; mkdir
+// for a folder) and ask for the next name when it exists already: then no two processes end with
+// the same file.
 #pragma once
 
 #include <compare>

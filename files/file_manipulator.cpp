@@ -50,8 +50,8 @@ bool TakesOnePath(std::u16string_view format) {
   return paths == 1;
 }
 
-// The question about a file. A translated format that cannot be filled gives way to the built-in
-// one: nobody is to be asked without the name.
+// The question about a file. The built-in format replaces a translated one that cannot be filled,
+// so that every question shows the name.
 CAtlString Question(const CAtlString& translated, const char16_t* built_in,
                     const COrvikFilePath& file) {
   const CAtlString format = TakesOnePath(translated.View()) ? translated : CAtlString(built_in);

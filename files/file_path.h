@@ -101,20 +101,20 @@ class COrvikFilePath {
   int GetNumberOfDaysOld() const;
 
   // TRUE without doing anything when the file does not exist. The first takes write permission from
-  // everybody; the second gives it back to the owner when nobody has it. A link is not followed.
+  // everybody; the second gives it back to the owner when no user has it. A link is not followed.
   BOOL SetFileReadOnly() const;
   BOOL ClearFileReadOnly() const;
   // Whether anybody has write permission; TRUE when the file does not exist.
   BOOL CanFileBeWrittenTo() const;
 
-  // Bytes. 0xFFFFFFFF when the path is no regular file, cannot be opened for reading, or the file
-  // has 0xFFFFFFFF bytes or more: a size that does not fit is never given cut.
+  // Bytes. 0xFFFFFFFF when the path is not a regular file, cannot be opened for reading, or the
+  // file has 0xFFFFFFFF bytes or more: a size that does not fit is never truncated.
   DWORD GetFileSize() const;
 
-  // CalculateCRC32 (checksum.h) of the content; 0 when the path is no regular file, cannot be read,
-  // or is cut short meanwhile, and for an empty file. The content is read in pieces instead of
-  // being mapped, because touching a mapping of a file that shrinks would end the process. A file
-  // of 8 MiB and more is read by two threads.
+  // CalculateCRC32 (checksum.h) of the content; 0 when the path is not a regular file, cannot be
+  // read, or is truncated meanwhile, and for an empty file. The content is read in pieces instead
+  // of being mapped, because touching a mapping of a file that shrinks would end the process. A
+  // file of 8 MiB and more is read by two threads.
   std::uint32_t GetFileChecksum() const;
   // The same, which tells a failure from a checksum of 0: FALSE when there is none, and when
   // `progress` stopped it. `report` (may be null) says why.

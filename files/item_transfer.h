@@ -30,7 +30,7 @@ int MoveItem(const std::string& from, const std::string& to, const host::MoveOpt
 
 // The reports of operations on files or folders, and their progress.
 
-// What watches an operation on the path; null without a progress.
+// The monitor of an operation on the path; null without a progress.
 host::Monitor* MonitorOf(Progress* progress, const COrvikFilePath& path);
 
 // Adds one failure; `report` may be null.

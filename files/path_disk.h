@@ -1,4 +1,4 @@
-// What the path values ask the disk.
+// The questions that path values ask the disk.
 #pragma once
 
 #include <functional>

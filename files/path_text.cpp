@@ -94,8 +94,8 @@ BOOL PathCanonicalize(char16_t* out, const char16_t* path) {
   const std::u16string_view text = ViewOf(path);
   if (out == nullptr || text.empty()) return FALSE;
   const std::size_t length = text.size();
-  // What is kept is written from the end of the buffer to its start, each component with the
-  // separator before it, and so never over what is still to be read from the same buffer.
+  // The kept components are written from the end of the buffer to its start, each with the
+  // separator before it, and so never over text that is still to be read from the same buffer.
   std::size_t kept = length;
   std::size_t pending = 0;
   std::size_t end = length;

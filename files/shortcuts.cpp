@@ -143,7 +143,7 @@ CAtlString CFileManipulator::ResolveLinkFile(const COrvikFilePath& link) {
 HRESULT CFileManipulator::CreateShortcut(const COrvikFilePath& shortcut,
                                          const COrvikFilePath& target) {
   const std::optional<std::string> path = host::FileNameToBytes(target.GetFilePathString().View());
-  // Whoever reads the shortcut takes a "\" for a separator.
+  // The reader of the shortcut takes a "\" for a separator.
   if (!path || path->find('\\') != std::string::npos) return E_INVALIDARG;
   return WriteAsciiStringToFile(shortcut, path->data(), static_cast<unsigned long>(path->size()));
 }

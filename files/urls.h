@@ -33,8 +33,7 @@ enum tagURLPROTOCOLS : int {
 // The scheme the text begins with, in any case.
 tagURLPROTOCOLS GetUrlProtocol(const CAtlString& url);
 
-// What a link of that scheme is written with; "http://" for an unknown one. Mail links are written
-// with "mailto://".
+// The beginning of a link of that scheme: "mailto://" for mail, "http://" for an unknown one.
 CAtlString GetAppropriateProtocol(int protocol);
 
 // Trims white space, turns "\" into "/" and puts "http://" in front of a host name or path without

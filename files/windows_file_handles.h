@@ -12,7 +12,7 @@
 
 namespace [[gnu::visibility("default")]] orvik {
 
-// What a handle points to.
+// The object behind a handle.
 struct FileForkHandle {
   std::uint32_t type_tag;  // kFileForkHandleTag
   FSIORefNum* fork;        // owned
@@ -40,7 +40,7 @@ inline constexpr DWORD FILE_END = 2;
 //   disposition 0, 2    makes the file when it is missing, else opens it with its content
 //   any other           opens an existing file; neither makes nor truncates it
 //   share mode 0        read: others may not read; write: others may not write; both: one writer
-// What denying means beside other programs: carbon/forks.h. A final symbolic link is followed; for
+// How denying works with other programs: carbon/forks.h. A final symbolic link is followed; for
 // writing only one of the caller or root, or one in a folder that no other user can change.
 HANDLE CreateFile(const char16_t* path, DWORD desired_access, DWORD share_mode,
                   void* security_attributes, DWORD disposition, DWORD flags, HANDLE template_file);

@@ -22,7 +22,7 @@
 namespace orvik {
 namespace {
 
-// What is at the path; a link is not followed.
+// The attributes of the entry at the path; a link is not followed.
 std::optional<struct stat> Inspect(const std::optional<std::string>& path) {
   struct stat info;
   if (!path || host::StatPath(*path, AT_SYMLINK_NOFOLLOW, &info) != 0) return std::nullopt;

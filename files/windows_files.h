@@ -35,11 +35,11 @@ BOOL PathIsDirectory(const char16_t* path);
 // item cannot be looked at or its path exceeds 1,023 bytes. Follows a final symbolic link.
 BOOL PathIsExe(const char16_t* path);
 
-// 0x10 for a folder, 0x01 when nobody may write (none of the mode bits 0222), 0x80 when neither;
+// 0x10 for a folder, 0x01 when no user may write (none of the mode bits 0222), 0x80 when neither;
 // 0xFFFFFFFF on failure.
 DWORD GetFileAttributes(const char16_t* path);
 
-// Exactly 0x80 gives write permission to owner and group when nobody has it; a value with 0x01
+// Exactly 0x80 gives write permission to owner and group when no user has it; a value with 0x01
 // takes write permission from everybody; other values change nothing and give TRUE. FALSE when that
 // would change a link, whose permissions cannot be changed.
 BOOL SetFileAttributes(const char16_t* path, DWORD attributes);

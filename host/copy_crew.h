@@ -21,7 +21,7 @@
 namespace [[gnu::visibility("default")]] orvik {
 namespace host {
 
-// What was done by several threads. The failures come out in the order of their numbers, whichever
+// The outcome of several threads. The failures are listed in the order of their numbers, whichever
 // thread was first.
 class OrderedOutcome {
  public:

@@ -138,7 +138,7 @@ int LockBytes(int file, Clock::time_point deadline) {
   return error;
 }
 
-// What is open while a lock is held.
+// The files that are open while a lock is held.
 struct LockFiles {
   Descriptor file;            // whose bytes are locked
   Descriptor held_folder;     // that holds the exclusive file, where bytes cannot be locked
@@ -177,7 +177,7 @@ int LockFile(int folder, const struct stat& attributes, Clock::time_point deadli
   error = LockBytes(file, deadline);
   if (HasNoLocks(error)) return CreateHeldInTime(folder, attributes, deadline, files);
   if (error != 0) return error;
-  // Whoever removed the file meanwhile lets others lock a new one.
+  // After a removal meanwhile others may lock a new file.
   if (!HasName(file, folder, kFolderLockName)) return kAgain;
   if (CheckHolderWords(file) != 0) return refuse(EINVAL);
   if (!HasFolderRights(file, attributes) && RenewLockFile(folder, attributes, kFolderLockName)) {

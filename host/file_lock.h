@@ -1,8 +1,8 @@
 // The lock of a folder whose files several processes change, and who holds it.
 //
 // The lock is a file ".orvik.lock" in the folder. It stays there once the folder was written; when
-// it is removed, the next holder makes it anew. Whoever may write the folder may open the file, and
-// nobody else may: a process that can only read the folder cannot hold up its writers. The file's
+// it is removed, the next holder makes it anew. Exactly the users who may write the folder may open
+// the file: a process that can only read the folder cannot hold up its writers. The file's
 // owner, and its right for the group and for others, are those of the folder when it is made. Later
 // ones that differ are put right by making the file anew: an existing file never changes its owner
 // or its mode.
@@ -77,8 +77,9 @@ struct LockHolder {
   std::string host;       // of the machine that it runs on
 };
 
-// Who holds the lock of the folder; nothing when it is free. 0, or why that is not known: EACCES
-// when the caller may not open the lock's file, EINVAL when it is not one that Take would use.
+// Finds the holder of the folder's lock; nothing when it is free. 0, or why that is not known:
+// EACCES when the caller may not open the lock's file, EINVAL when it is not one that Take would
+// use.
 int FindLockHolder(const std::string& folder, std::optional<LockHolder>* holder);
 
 }  // namespace host

@@ -8,8 +8,8 @@
 // Path values turn "\" into "/", so what hands a name on to one writes U+DC5C for a "\" in it. That
 // unit becomes "\" here and is never made here.
 //
-// Any other lone surrogate becomes the three bytes UTF-8 would have for it. They are no well-formed
-// UTF-8, so the file is listed as three units that turn into the same bytes.
+// Any other lone surrogate becomes the three bytes UTF-8 would have for it. They are not
+// well-formed UTF-8, so the file is listed as three units that turn into the same bytes.
 //
 //   "caf\xC3\xA9"  <->  u"café"
 //   "caf\xE9"      <->  u"caf\xDCE9"
@@ -36,8 +36,8 @@ std::optional<std::string> FileNameToBytes(std::u16string_view name);
 // none, the entry that is equal after Unicode normalisation is, unless there are several: each of
 // those has its own name only. ASCII names are never looked for.
 
-// The names of a folder by what they are equal to, for many look-ups in a folder that nobody else
-// changes meanwhile.
+// The names of a folder by their folded and composed spelling, for many look-ups in a folder that
+// no other process changes meanwhile.
 class FolderSpellings {
  public:
   // Reads the names of the open folder: 0 or an errno.

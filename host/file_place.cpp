@@ -40,8 +40,8 @@ int MakeAndOpen(int folder, const char* name, Descriptor* made, struct stat* own
 // flushed.
 //
 // A folder that is given away or opened to a group is made and changed inside a staged folder of
-// the caller's alone, and takes its name afterwards: nobody can put another folder in its place
-// meanwhile, and no folder is changed but the one that was made.
+// the caller's alone, and takes its name afterwards: no other user can replace it meanwhile, and no
+// folder is changed but the one that was made.
 int MakeFolder(int folder, const struct stat& attributes, const std::string& name, Descriptor* made,
                struct stat* own) {
   if (!IsGivenAway(attributes) && !IsOpenToGroup(attributes)) {
@@ -68,8 +68,8 @@ int OpenWithoutLinks(const std::string& path) {
   return static_cast<int>(syscall(SYS_openat2, AT_FDCWD, path.c_str(), &how, sizeof how));
 }
 
-// An unprivileged user can put another folder in this one's place, or in the place of what is in
-// it. The group of the last folder may write it by design when it has the set-group bit.
+// Whether an unprivileged user can replace this folder or its entries. The group of the last folder
+// may write it by design when it has the set-group bit.
 bool IsSwappable(const struct stat& folder, bool is_last) {
   if (folder.st_uid != 0) return true;
   mode_t writers = folder.st_mode & (S_IWGRP | S_IWOTH);
@@ -323,7 +323,7 @@ int FlushWay(const FilePlace& place) {
   struct stat below = place.folder_attributes;
   for (;;) {
     Descriptor above(openat(here ? here.get() : folder, "..", kOpenFolderFlags));
-    // What may not be opened cannot be flushed by itself.
+    // A folder that may not be opened cannot be flushed by itself.
     if (!above && errno == EACCES) return syncfs(folder) == 0 ? 0 : errno;
     struct stat attributes;
     if (!above || fstat(above.get(), &attributes) != 0) return errno;

@@ -1,7 +1,7 @@
 // The place of a file: its folder, held open, and the name in it.
 //
-// Everything that is done to a file through its place is done below the open folder, so nobody can
-// put another folder in its way between two steps.
+// Every operation on a file through its place works below the open folder, so that no other process
+// can replace a folder of the path between two steps.
 #pragma once
 
 #include <sys/stat.h>
@@ -17,7 +17,7 @@ struct FilePlace {
   // 0, or the error number of the look-up. ENOENT: a folder on the way does not exist, or a
   // symbolic link has no target whose folder exists.
   int error = 0;
-  // What caused the error: a component of the path, or a link that may not be followed (EPERM).
+  // The cause of the error: a component of the path, or a link that may not be followed (EPERM).
   std::string obstacle;
 
   Descriptor folder;
@@ -54,8 +54,8 @@ FilePlace MakePlace(const std::string& path);
 // Gives the attributes of what has the name in the place, of a link itself: 0 or an errno.
 int StatEntry(const FilePlace& place, struct stat* attributes);
 
-// Puts the names on the way to the place's folder on disk, whoever made the folders, unless the
-// folder has the file of its lock: that is made only behind this call. 0 or an error number.
+// Flushes the names of all folders of the path, whichever process made them, unless the folder has
+// the file of its lock, which is made only after this call. 0 or an error number.
 int FlushWay(const FilePlace& place);
 
 // Gives a new file or folder what it takes from its folder. `entry` is open; `own` receives its

@@ -66,7 +66,8 @@ timespec NaturalDate(const struct statx& info) {
 // The kernel's limit for a value, and for all names together.
 constexpr std::size_t kLargest = 65536;
 
-// What a system call read: in a small buffer, or in a large one when the small one did not do.
+// The result of a system call: in a small buffer, or in a large one when the small one is too
+// small.
 class ReadBytes {
  public:
   // `read` fills a buffer and fails with ERANGE when it is too small. 0 or an errno.

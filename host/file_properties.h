@@ -1,7 +1,7 @@
-// What a file or folder carries besides its content.
+// The properties of a file or folder besides its content.
 //
-// What the volume cannot keep, or the rights do not allow, is left out; that is no failure. Want of
-// room and errors of the disk are.
+// Properties that the volume cannot keep, or the permissions do not allow, are left out without a
+// failure. A full volume and errors of the disk are failures.
 #pragma once
 
 #include <sys/stat.h>
@@ -41,14 +41,14 @@ void KeepProperties(int from, const struct stat& old, int to);
 
 // The creation date of a file or folder, which a copy takes over.
 //
-// The kernel knows when a file was born, and nobody can set that. A date that differs is kept in
-// the extended attribute "user.orvik.catalog": 64 bytes, numbers with the high byte first:
+// The kernel records when a file was created, and no call can set that. A date that differs is kept
+// in the extended attribute "user.orvik.catalog": 64 bytes, numbers with the high byte first:
 //    0  version, 1
 //    1  flags: 2 creation date set; 1 (locked) and 4 (backup date set) are of earlier versions
 //    2  32 bytes of Finder information, of earlier versions
 //   34  creation date, then backup date: 6 bytes seconds since 1904, 2 bytes 65536ths each
 //   50  unused, 0
-// What earlier versions have stored is copied with the file.
+// The fields of earlier versions are copied with the file.
 
 // From 1904 to 1970.
 inline constexpr std::int64_t kSecondsFrom1904To1970 = 2082844800;

@@ -114,7 +114,7 @@ int FileReplacement::Commit() {
   if (fstat(state_->staged->descriptor(), &made) != 0) return errno;
   const bool is_alike = made.st_uid == old.st_uid && made.st_gid == old.st_gid &&
                         made.st_mode == old.st_mode && old.st_nlink <= 1;
-  // What others have put in the place of the old file meanwhile is replaced.
+  // A file that others have put under the name meanwhile is replaced.
   const bool is_there = HasName(target, state_->place.folder.get(), state_->place.name.c_str());
   if (!is_alike && is_there && may_write_into) return write_into();
   const int error = state_->staged->Commit(is_there ? target : -1);

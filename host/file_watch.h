@@ -1,4 +1,4 @@
-// Reports that a file has changed, was made, replaced or removed, whoever did it (inotify).
+// Reports that a file was changed, made, replaced or removed by any process (inotify).
 #pragma once
 
 #include <sys/types.h>

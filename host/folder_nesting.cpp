@@ -56,7 +56,7 @@ Descriptor OpenExisting(std::string path) {
     }
     bool went_up = false;
     const std::string rest = WithoutDots(std::string_view(path).substr(existing.size()), &went_up);
-    // What lies beside the missing part may exist, and be a link.
+    // A name beside the missing part may exist, and be a link.
     if (!went_up) return folder;
     path = existing + rest;
   }

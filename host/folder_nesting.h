@@ -20,7 +20,7 @@ bool LiesInFolder(const std::string& path, const std::string& folder);
 // The same for two open folders, which may be O_PATH descriptors.
 bool LiesInFolder(int inner, int outer);
 
-// What identifies a folder.
+// Device and inode, which identify a folder.
 using FolderIdentity = std::pair<dev_t, ino_t>;
 
 // The identities of an open folder and of all folders above it; empty when they cannot be read.

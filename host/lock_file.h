@@ -1,7 +1,7 @@
 // The files of a folder's lock (file_lock.h): which of them may be used, how they are made, and
-// what is in them.
+// their content.
 //
-// A file of this name may have been put there by whoever may write the folder. So an existing one
+// Every user who may write the folder may have put a file of this name there. So an existing one
 // is used only when it is a lock's file that one of these users could have made, and nothing but
 // its bytes is ever changed. Only a file that was made here gets an owner and a mode.
 #pragma once

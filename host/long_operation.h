@@ -1,5 +1,4 @@
-// What operations on trees and large files share: their outcome, their monitor, and a second
-// thread.
+// Shared by operations on trees and large files: their outcome, their monitor, and a second thread.
 #pragma once
 
 #include <sched.h>
@@ -42,7 +41,7 @@ struct TreeOutcome {
   }
 };
 
-// What a long operation tells while it works, and how it learns that it is to stop.
+// Reports the progress of a long operation, and tells it to stop.
 //
 // An operation takes a pointer to one, which may be null. Where a function answers false the
 // operation stops as soon as it can do so with whole files only, and its result is ECANCELED. All

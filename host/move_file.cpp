@@ -46,7 +46,7 @@ void HardLinks::Note(const struct stat& source, std::string path, int folder, co
 
 namespace {
 
-// Copies the entries of a folder into an open empty folder, which nobody else uses, with the
+// Copies the entries of a folder into an open empty folder, which no other process uses, with the
 // owners. Files of several names within the tree keep them. In the end the copy has the properties
 // of the source. The first failure ends it.
 class TreeCopier {

@@ -79,7 +79,7 @@ int Fill(const Source& source, int target, const NodeCopy& how) {
   return futimens(target, times) == 0 ? 0 : errno;
 }
 
-// Only the superuser may lock; whoever may not has a copy without the lock.
+// Only the superuser may lock; for other users the copy is not locked.
 void CopyLock(const Source& source, int target) {
   if ((source.info.stx_attributes & STATX_ATTR_IMMUTABLE) == 0) return;
   int flags = 0;
@@ -172,7 +172,7 @@ bool LeadsTo(int folder, std::string text, const struct stat& entry) {
   return true;
 }
 
-// Makes an entry in a staged folder and then puts it in its place, or in the place of another. A
+// Makes an entry in a staged folder and then commits it to a free name or over another entry. A
 // link cannot be locked, and so not be staged by itself.
 template <typename Make>
 int CommitOther(Make make, int to, const char* name, Existing existing) {

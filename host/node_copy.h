@@ -28,8 +28,8 @@ enum class Existing {
 };
 
 enum class Appearance {
-  kWhole,   // the copy gets its name when it is whole: whoever looks sees the old entry or the new
-  kAtOnce,  // under its name from the start, in a folder that nobody else uses; needs kKeep
+  kWhole,   // the copy gets its name when it is whole: readers see the old entry or the new
+  kAtOnce,  // under its name from the start, in a folder that no other process uses; needs kKeep
 };
 
 // The entries that one copy has made in a folder: a further entry of the copy must not replace

@@ -96,7 +96,7 @@ int MakeFolderAt(const std::string& path, mode_t mode);
 // unlinkat: 0 or an errno.
 int UnlinkPath(const std::string& path, int flags);
 
-// chmod of what is no link: 0 or an errno, EOPNOTSUPP for a link.
+// chmod that never follows a link: 0 or an errno, EOPNOTSUPP for a link.
 int ChangeModeOf(const std::string& path, mode_t mode);
 
 }  // namespace host

@@ -29,12 +29,12 @@ std::vector<Mount> MountsIn(std::string_view table);
 // The folder in which a mount of /proc/<pid>/mountinfo lies; "" when the table does not hold it.
 std::string MountPointIn(std::string_view table, std::uint64_t mount_id);
 
-// When the process of a /proc/<pid>/stat began, in clock ticks since the machine did; nothing when
-// it has ended (and nobody has waited for it yet) or the text is none. The name in it may hold
+// When the process of a /proc/<pid>/stat began, in clock ticks since boot; nothing when it has
+// ended (and is not waited for yet) or the text is not of that form. The name in it may hold
 // anything.
 std::optional<std::uint64_t> StartTimeIn(std::string_view stat);
 
-// What the line "key:<tab>value" of a /proc/<pid>/status says; "" when there is none.
+// The value of the line "key:<tab>value" of a /proc/<pid>/status; "" when the line is missing.
 std::string_view StatusFieldIn(std::string_view status, std::string_view key);
 
 // When processes were started.

@@ -273,7 +273,7 @@ Descriptor OpenForOutput(const std::string& path, int flags) {
   Descriptor file(openat(place.folder.get(), place.name.c_str(),
                          (flags & ~O_TRUNC) | O_NOFOLLOW | kOpenFlags, 0666));
   if (!file) {
-    if (errno == ENXIO) errno = EINVAL;  // a pipe that nobody reads, a socket
+    if (errno == ENXIO) errno = EINVAL;  // a pipe without a reader, a socket
     return {};
   }
   if (const int error = ReadyForOutput(file.get(), place, flags)) {
@@ -334,7 +334,7 @@ ReplaceResult ReplaceFile(const std::string& path, std::string_view content,
   result.error = place.error;
   result.obstacle = place.obstacle;
   if (!place) return result;
-  // What cannot be read for lack of rights can be replaced all the same.
+  // A file that may not be read can be replaced all the same.
   OpenedFile old;
   const int folder = place.folder.get();
   const char* const name = place.name.c_str();

@@ -76,7 +76,7 @@ enum class ReadOnly {
   kReplace,  // a file of the caller's without the right to write is replaced, and stays read-only
 };
 
-// What becomes of a file that exists.
+// The treatment of a file that exists.
 enum class Present {
   kReplace,    // a new file takes its name
   kRefuse,     // EEXIST
@@ -130,8 +130,8 @@ ReplaceResult WriteToSpecialFile(const std::string& path, std::string_view conte
 ReplaceResult ReplaceFile(const FilePlace& place, std::string_view content, Flush flush,
                           const OpenedFile& old);
 
-// Puts a new file in the place of one that need be neither readable nor writable and is kept
-// elsewhere: nothing is taken from it.
+// Replaces a file that is kept elsewhere and need be neither readable nor writable: the new file
+// takes no properties from it.
 ReplaceResult SupersedeFile(const FilePlace& place, std::string_view content);
 
 // Opens a regular file or a character device for writing where it is, with the flags of open(2):

@@ -26,8 +26,8 @@ constexpr int kTries = 100;
 constexpr std::size_t kRandomDigits = 16;
 constexpr char kMark[] = ".orvik-";
 
-// What the names of all entries on their way to the target begin with; with the random digits it
-// is within the 255 bytes of a name.
+// The beginning of the names of all staged entries of the target; with the random digits it is
+// within the 255 bytes of a name.
 std::string NameBeginning(const std::string& target_name) {
   constexpr std::size_t kLongestName = 255;
   if (target_name.size() + sizeof kMark + kRandomDigits <= kLongestName) {
@@ -281,7 +281,7 @@ bool StagedFile::CanGetName() const {
 }
 
 // A rename over a file makes some volumes write the new one out at once and wait for it at the
-// next rename; an exchange does not. The old file is locked, so that nobody takes it for an
+// next rename; an exchange does not. The old file is locked, so that no process takes it for an
 // abandoned one and its name for free.
 bool StagedFile::Exchange(int old_file) {
   if (flock(old_file, LOCK_EX | LOCK_NB) != 0 ||

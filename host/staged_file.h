@@ -2,7 +2,7 @@
 //
 // A staged file has no name, where the volume knows such files. Otherwise, and a folder always, it
 // is called ".<name>.orvik-<16 random digits>" beside its place (a hash replaces a name that is too
-// long). Nobody can guess such a name or take all of them. Its maker keeps a kernel lock on the
+// long). No user can guess such a name or take all of them. Its maker keeps a kernel lock on the
 // entry as long as it has this name. The next writer of the same target removes those that killed
 // processes have left: names of exactly this form, unlocked, and its own to remove. The
 // destructor removes what was not committed.
@@ -25,7 +25,7 @@ namespace host {
 // in one step.
 int RenameWithoutReplacing(int from, const char* from_name, int to, const char* to_name);
 
-// Sixteen hexadecimal digits that nobody can guess.
+// Sixteen hexadecimal digits that cannot be guessed.
 std::string RandomDigits();
 
 // Gives an open file without a name (O_TMPFILE) its first one: EEXIST when it is taken.
@@ -38,7 +38,7 @@ int FlushFolder(int folder);
 // when the folder cannot be read.
 bool HasStagedEntries(int folder);
 
-// What both have in common. The folder must stay open.
+// The common base of both. The folder must stay open.
 class StagedEntry {
  public:
   StagedEntry(int folder, std::string target);

@@ -34,8 +34,8 @@ int FolderError(const std::string& path) {
   return S_ISDIR(attributes.st_mode) ? 0 : ENOTDIR;
 }
 
-// Writes as one call, so that lines of several processes do not mix. A reader that went away is no
-// reason to end: the signal that the kernel sends for it is taken before it can do so.
+// Writes as one call, so that lines of several processes do not mix. A reader that went away does
+// not end the process: the signal that the kernel sends for it is taken before it can do so.
 void WriteToStandardError(std::string_view text) {
   sigset_t pipe, blocked, pending;
   sigemptyset(&pipe);

@@ -19,7 +19,7 @@ namespace host {
 std::string SystemRoot();
 
 // An absolute path that the system itself names, such as "/Users/Shared", moved below the system
-// root. Whoever spells such a path in code calls this; folders found with FSFindFolder are moved
+// root. Call this for every such path in code; folders found with FSFindFolder are moved
 // already.
 std::string SystemPath(std::string_view path);
 

@@ -42,7 +42,7 @@ int CheckOwnFolder(const std::string& path, int links) {
   return faccessat(at.folder(), at.name(), W_OK | X_OK, AT_EACCESS) == 0 ? 0 : errno;
 }
 
-// A user may have put a link in the place of the home trash, nobody in that of a volume's.
+// The home trash may be a link that its user has made; the trash of a volume may not be a link.
 int OpenTrash(const std::string& trash, int links, bool create, std::string* files) {
   int error = create ? MakeIfMissing(trash) : 0;
   if (error == 0) error = CheckOwnFolder(trash, links);
@@ -167,7 +167,7 @@ std::string WithoutMissingFolders(const Trash& trash, std::string_view lines) {
   return text;
 }
 
-// Enters a folder in "directorysizes". The file is a cache that whoever shows the trash can make
+// Enters a folder in "directorysizes". The file is a cache that programs showing the trash can make
 // again: a failure does not fail the move. The form demands a new file that is renamed, so that
 // two processes never write into one. The old lines are taken over as they are, and only looked at
 // when the size passes a power of two: otherwise the cost of n folders would grow as n * n.

@@ -6,10 +6,10 @@
 // another volume has $top/.Trash/$uid when an administrator made $top/.Trash (a real folder with
 // the sticky bit), else $top/.Trash-$uid.
 //
-// What is thrown away gets its info file first, so a process that is killed in between leaves an
-// info file without a file, which that form allows. It keeps its name in use for a day,
-// because another process may still be on the way to it; after that the next file of that name
-// takes its place.
+// The info file of an item is written first, so that a process killed in between leaves an info
+// file without an item, which that form allows. Such an info file keeps its name in use for a day,
+// because another process may still be about to move the item; after that the next item of that
+// name replaces it.
 //
 // Functions return 0 or an errno. Paths are bytes.
 #pragma once

@@ -25,7 +25,7 @@ bool IsRefusal(int error) {
   return error == EPERM || error == EACCES;
 }
 
-// What was taken from a folder so that its entries can be removed.
+// The mode and the locks that were taken from a folder so that its entries can be removed.
 struct TakenAway {
   std::optional<mode_t> mode;
   int locks = 0;
@@ -166,7 +166,7 @@ class Remover {
     return true;
   }
 
-  // Removes what is no folder and notes the folders.
+  // Removes everything but the folders, and notes those.
   void RemoveFiles() {
     Level& level = levels_.back();
     ++level.passes;

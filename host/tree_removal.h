@@ -20,9 +20,9 @@
 namespace [[gnu::visibility("default")]] orvik {
 namespace host {
 
-// What becomes of the kernel's locks (immutable, append-only), and of folders of this user that he
-// may not write or read: a removal that meets one fails, or takes it away. A folder that stays gets
-// its mode and its locks back.
+// The treatment of the kernel's locks (immutable, append-only), and of folders of this user without
+// permission to write or read: a removal fails there, or takes the obstacle away. A folder that
+// stays gets its mode and its locks back.
 enum class Obstacles { kRespect, kTakeAway };
 
 // Removes everything in the folder at every depth; the folder stays. 0, or the first errno.
@@ -38,7 +38,7 @@ int RemoveTree(int folder, const char* name, Obstacles obstacles, TreeOutcome* r
 int RemoveTree(const std::string& path, Obstacles obstacles, TreeOutcome* report = nullptr,
                Monitor* monitor = nullptr);
 
-// Removes one entry that is no folder (EISDIR or EPERM for a folder).
+// Removes one entry; EISDIR or EPERM for a folder.
 int RemoveFile(int folder, const char* name, Obstacles obstacles);
 int RemoveFile(const std::string& path, Obstacles obstacles);
 

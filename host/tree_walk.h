@@ -84,7 +84,7 @@ class TreeWalk {
   // open.
   int Enter(Descriptor folder, std::string_view name, bool through_link = false);
 
-  // Goes back up to the folder above. Subfolders that nobody has taken are left out.
+  // Goes back up to the folder above. Subfolders that were not taken are left out.
   int Leave();
 
   // Lists the innermost folder: calls `visit(const dirent&, mode_t type)` for every entry that is
@@ -136,7 +136,7 @@ class TreeWalk {
   std::string path_;
 };
 
-// What a folder holds, at every depth.
+// The content of a folder at every depth.
 struct TreeSize {
   std::uint64_t folders = 0;
   std::uint64_t others = 0;  // files, links, special files

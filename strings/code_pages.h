@@ -25,8 +25,8 @@ int WideCharToMultiByte(unsigned int code_page, unsigned long flags, const char1
                         const char* default_character, BOOL* used_default);
 
 // The number of units produced, cut at the target length; with target length 0 nothing is written
-// and the number of units the text needs is the result. Bytes that are no text of the code page
-// give 0.
+// and the number of units the text needs is the result. Bytes that are not text of the code
+// page give 0.
 int MultiByteToWideChar(unsigned int code_page, unsigned long flags, const char* source,
                         int source_length, char16_t* target, int target_length);
 

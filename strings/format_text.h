@@ -36,7 +36,7 @@ concept FormatNumber = std::is_arithmetic_v<T> ||
 template <typename T>
 concept FormatPointer = std::same_as<T, std::nullptr_t> ||
     (std::is_pointer_v<T> && !std::is_function_v<std::remove_pointer_t<T>>);
-// An argument list of C, where it is no text.
+// An argument list of C, where it is not a text.
 template <typename T>
 concept IsArgumentList =
     !std::convertible_to<const T&, const char*> && requires(void (&take)(std::va_list), T list) {

@@ -48,8 +48,8 @@ inline constexpr bool kIsPlatformReference<Pointee*> =
 template <class Type>
 concept PlatformReference = kIsPlatformReference<std::remove_cvref_t<Type>>;
 
-// What converts to the reference type without being a platform object; nothing where that type says
-// which objects it takes.
+// The types that convert to the reference type without being a platform object; none where that
+// type says which objects it takes.
 template <class Type, class Ref>
 concept NoReferenceFor = std::is_void_v<std::remove_pointer_t<Ref>> && !PlatformReference<Type>;
 

@@ -237,8 +237,8 @@ class StringBuffer {
   // A block that is larger than needed by fewer units than this is not exchanged.
   static constexpr std::size_t kWorthKeeping = 64;
 
-  // What lies before the units. The capacity is what the memory has room for, the allocated length
-  // of the header is what the interface shows of it.
+  // The block before the units. The capacity is the room of the memory, the allocated length of the
+  // header the part of it that the interface shows.
   struct Block {
     std::int32_t capacity;
     Header header;

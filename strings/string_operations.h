@@ -48,8 +48,8 @@ class StringOperations : public StringBuffer<Units> {
 
   template <typename T>
   static constexpr bool kIsUnit = std::same_as<T, Unit> || std::same_as<T, Foreign>;
-  // What operator+ joins to a string: a unit or a text of either kind. Of two strings of different
-  // kinds the narrow one makes the result.
+  // The types that operator+ joins to a string: a unit or a text of either kind. Of two strings of
+  // different kinds the narrow one makes the result.
   template <typename T>
   static constexpr bool kJoins = kIsUnit<T> || (IsTextOf<T, Unit> && !std::same_as<T, Derived>) ||
                                  (IsTextOf<T, Foreign> &&

@@ -15,7 +15,7 @@ constexpr std::basic_string_view<Unit> ViewOf(const Unit* text) {
   return text == nullptr ? std::basic_string_view<Unit>() : std::basic_string_view<Unit>(text);
 }
 
-// What has its text in units of that type: a string of this library, a zero-terminated array, a
+// A text in units of that type: a string of this library, a zero-terminated array, a
 // std::basic_string or a view.
 template <typename T, typename Unit>
 concept HasViewOf = requires(const T& text) {

@@ -73,7 +73,7 @@ void UCAtoCA(const char16_t* source, char* target, int n);
 
 // Arrays from and to 8-bit text (ISO 8859-1) and 32-bit wide characters (UTF-32).
 //
-// What a "make" function returns was allocated with new[] and belongs to the caller (delete[], or
+// The result of a "make" function was allocated with new[] and belongs to the caller (delete[], or
 // freeWCA32Str); null for a null argument. An unpaired surrogate or an illegal value ends a
 // conversion before it; the rest of the result is 0.
 

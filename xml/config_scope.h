@@ -99,7 +99,7 @@ class ConfigElement final : public TiXmlElement {
   std::weak_ptr<ConfigIndex> index_;
 };
 
-// Replaces every element of a document that nobody holds by a ConfigElement.
+// Replaces every element of a document that no caller holds by a ConfigElement.
 void MakeConfigElements(TiXmlDocument& document, const std::shared_ptr<ConfigIndex>& index);
 
 }  // namespace orvik

@@ -159,8 +159,8 @@ bool CheckDocument(const char* text, XMLDocumentError* error) {
     // In one piece: a long attribute in several would be scanned again with each.
     const auto result = XML_Parse(parser.get(), text, static_cast<int>(whole.size()), XML_TRUE);
     if (result == XML_STATUS_OK) return true;
-    // Declarations elsewhere, which nobody reads, might define an entity, so that an unknown one
-    // would be no error.
+    // Declarations in other files, which are not read, might define an entity, so that an unknown
+    // one would be no error.
     if (progress.external_type_end >= 0) {
       const auto end = static_cast<std::size_t>(progress.external_type_end);
       return CheckDocument(WithoutExternalType(whole, end).c_str(), error);

@@ -36,7 +36,7 @@ class CXMLElementReader {
   // that it can.
   static HRESULT GetLongAttributeFromNode(TiXmlElement* element, const char* name, long* out);
   static HRESULT GetFloatAttributeFromNode(TiXmlElement* element, const char* name, float* out);
-  // Whether the number is not 0; "true" is no number.
+  // Whether the number is not 0; "true" is not a number.
   static HRESULT GetBOOLAttributeFromNode(TiXmlElement* element, const char* name, bool* out);
   // "none" is 0xFFFFFFFF, "#rrggbb" is 0x00BBGGRR. Parts that are not there are 0.
   static HRESULT GetColorAttributeFromNode(TiXmlElement* element, const char* name,

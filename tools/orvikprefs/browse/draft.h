@@ -167,7 +167,7 @@ std::vector<Place> PlacesWith(const Path& path);
 // Changes of a browser that was ended by a signal, kept until the next one is started.
 //
 // They lie in "Library/Application Support/orvikprefs" of the user's home, in a folder and in files
-// that nobody else may read: values may be secrets. A folder that belongs to another user, as the
+// that no other user may read: values may be secrets. A folder that belongs to another user, as the
 // home of another does under sudo, or that others may enter, is not used. A file belongs to the
 // scope, the domain and the file behind them; several may be kept for one, none replaces another.
 struct KeptChanges {

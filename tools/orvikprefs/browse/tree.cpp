@@ -80,8 +80,8 @@ bool SetChild(Value& container, const std::string& name, const Value& value) {
   return true;
 }
 
-// What is the same for all values that share a container's memory; null for an empty container.
-// Sizes are known by it, so that a container which many hold is measured once.
+// An address that all values sharing a container's memory have in common; null for an empty
+// container. Sizes are known by it, so that a container which many hold is measured once.
 const void* MemoryOf(const Value& container) {
   if (container.is_array()) return container.elements().data();
   return container.count() == 0 ? nullptr : &*container.entries().begin();
