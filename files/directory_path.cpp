@@ -142,11 +142,15 @@ struct SpecialFolder {
   OSType type;
 };
 constexpr SpecialFolder kSpecialFolders[] = {
-    {5, kUserDomain, FourCC("docs")},    {12, kUserDomain, FourCC("docs")},
-    {10, kUserDomain, FourCC("trsh")},   {16, kUserDomain, FourCC("desk")},
-    {25, kSystemDomain, FourCC("sdsk")}, {26, kUserDomain, FourCC("asup")},
-    {28, kLocalDomain, FourCC("asup")},  {35, kSystemDomain, FourCC("asup")},
-    {38, kSystemDomain, FourCC("apps")},
+    {5, kUserDomain, kDocumentsFolderType},
+    {12, kUserDomain, kDocumentsFolderType},
+    {10, kUserDomain, kTrashFolderType},
+    {16, kUserDomain, kDesktopFolderType},
+    {25, kSystemDomain, kSystemDesktopFolderType},
+    {26, kUserDomain, kApplicationSupportFolderType},
+    {28, kLocalDomain, kApplicationSupportFolderType},
+    {35, kSystemDomain, kApplicationSupportFolderType},
+    {38, kSystemDomain, kApplicationsFolderType},
 };
 
 // Nothing for another number, and when the platform does not find it.

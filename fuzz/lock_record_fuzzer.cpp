@@ -15,16 +15,14 @@
 #include "fuzz/entries.h"
 #include "fuzz/require.h"
 #include "fuzz/scratch_folder.h"
-#include "platform/core_foundation/scalars.h"
 #include "platform/core_foundation/string.h"
 #include "prefs/shared_lock.h"
 
-using orvik::NSObject;
 using orvik::SharedLockRecord;
-using orvik::fuzz::Dictionary;
 using orvik::fuzz::Entries;
-using orvik::fuzz::OwnedObject;
 using orvik::fuzz::Require;
+using orvik::plist::Type;
+using orvik::plist::Value;
 
 namespace {
 
@@ -47,54 +45,49 @@ struct Home : orvik::fuzz::ScratchFolder {
   orvik::CAtlString name;  // of this process
 };
 
-const NSObject* Entry(const OwnedObject& root, const char16_t* name) {
-  return Dictionary(root)->objectForKey(orvik::CFSTR(name));
+Value Entry(const Value& record, const char16_t* name) {
+  const Value* const found = record ? record.Find(name) : nullptr;
+  return found == nullptr ? Value() : *found;
 }
 
-int AsInt(const NSObject* value, int otherwise) {
-  if (const auto* text = dynamic_cast<const orvik::NSString*>(value)) return text->intValue();
-  const auto* number = dynamic_cast<const orvik::NSNumber*>(value);
-  const orvik::plist::Value own = number == nullptr ? orvik::plist::Value() : number->value();
-  switch (own.type()) {
-    case orvik::plist::Type::kInteger:
+int AsInt(const Value& value, int otherwise) {
+  switch (value.type()) {
+    case Type::kString:
+      return orvik::Owned<orvik::NSString>(orvik::NSString::NewFromText(value.text()))->intValue();
+    case Type::kInteger:
       return static_cast<int>(std::clamp<std::int64_t>(
-          own.integer().is_unsigned ? INT64_MAX : static_cast<std::int64_t>(own.integer().bits),
+          value.integer().is_unsigned ? INT64_MAX : static_cast<std::int64_t>(value.integer().bits),
           INT_MIN, INT_MAX));
-    case orvik::plist::Type::kReal:
-      return std::isnan(own.real())
+    case Type::kReal:
+      return std::isnan(value.real())
                  ? 0
-                 : static_cast<int>(std::clamp<double>(own.real(), INT_MIN, INT_MAX));
+                 : static_cast<int>(std::clamp<double>(value.real(), INT_MIN, INT_MAX));
     default:
       return otherwise;
   }
 }
 
 // Whether a record names this process; nothing when it names another one, which may run or not.
-std::optional<bool> NamesThisProcess(const OwnedObject& record, const orvik::CAtlString& name) {
-  if (!record || AsInt(Entry(record, u"lock"), 0) == 0) return false;
+std::optional<bool> NamesThisProcess(const Value& record, const orvik::CAtlString& name) {
+  if (AsInt(Entry(record, u"lock"), 0) == 0) return false;
   const int pid = AsInt(Entry(record, u"pid"), -1);
   if (pid != getpid()) return pid <= 0 ? std::optional(false) : std::nullopt;
-  const auto* process = dynamic_cast<const orvik::NSString*>(Entry(record, u"process"));
-  return process != nullptr && orvik::CAtlString(process).View() == name.View();
+  return Entry(record, u"process") == Value(name);
 }
 
-// The record's entries beside the three of the lock.
-void TakeOutRecord(const OwnedObject& root) {
-  for (const char16_t* name : {u"lock", u"process", u"pid"}) {
-    Dictionary(root)->removeObjectForKey(orvik::CFSTR(name));
-  }
+// The entries beside the three of the lock.
+Value WithoutRecord(Value entries) {
+  for (const char16_t* name : {u"lock", u"process", u"pid"}) entries.Remove(name);
+  return entries;
 }
 
-void CheckFile(const Home& home, const OwnedObject& before, bool held) {
-  const OwnedObject now = Entries(orvik::fuzz::ReadFile(home.file));
-  Require(now != nullptr);
+void CheckFile(const Home& home, const Value& before, bool held) {
+  const Value now = Entries(orvik::fuzz::ReadFile(home.file));
+  Require(static_cast<bool>(now));
   Require(AsInt(Entry(now, u"lock"), -7) == (held ? 1 : 0));
   Require(AsInt(Entry(now, u"pid"), -7) == (held ? getpid() : -7));
-  const auto* process = dynamic_cast<const orvik::NSString*>(Entry(now, u"process"));
-  Require(process != nullptr);
-  Require(orvik::CAtlString(process).View() == (held ? home.name.View() : u""));
-  TakeOutRecord(now);
-  Require(before ? orvik::CFEqual(now.get(), before.get()) : Dictionary(now)->count() == 0);
+  Require(Entry(now, u"process") == (held ? Value(home.name) : Value(u"")));
+  Require(WithoutRecord(now) == (before ? WithoutRecord(before) : Value::Dictionary()));
 }
 
 void Replace(std::string& text, std::string_view mark, const std::string& by) {
@@ -114,7 +107,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   Replace(bytes, "@PID", std::to_string(getpid()));
   Replace(bytes, "@NAME", std::string(home.name.View().begin(), home.name.View().end()));
   orvik::fuzz::WriteFile(home.file, bytes);
-  const OwnedObject before = Entries(bytes);
+  const Value before = Entries(bytes);
 
   const bool held = orvik::IsGlobalSharedPListLocked(kDomain);
   if (const auto expected = NamesThisProcess(before, home.name)) Require(held == *expected);
@@ -127,7 +120,6 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   Home::Waits() = 0;
   Require(orvik::LockGlobalSharedPList(kDomain) == !held);
   Require(Home::Waits() == (held ? 10 : 0));
-  if (before) TakeOutRecord(before);
   if (!held) {
     Require(orvik::IsGlobalSharedPListLocked(kDomain));
     CheckFile(home, before, true);

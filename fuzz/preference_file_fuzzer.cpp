@@ -9,15 +9,13 @@
 #include "fuzz/entries.h"
 #include "fuzz/require.h"
 #include "fuzz/scratch_folder.h"
-#include "platform/core_foundation/string.h"
 #include "prefs/key_path.h"
 #include "prefs/preferences.h"
 
 using orvik::CAtlString;
-using orvik::fuzz::Dictionary;
 using orvik::fuzz::Entries;
-using orvik::fuzz::OwnedObject;
 using orvik::fuzz::Require;
+using orvik::plist::Value;
 namespace fs = std::filesystem;
 
 namespace {
@@ -37,10 +35,10 @@ struct Machine : orvik::fuzz::ScratchFolder {
 };
 
 // Whether the entries but one are the same.
-bool OthersAreEqual(const OwnedObject& a, const OwnedObject& b, const CAtlString& name) {
-  const OwnedObject key(orvik::NSString::NewFromUnits(name.View()));
-  for (const OwnedObject* root : {&a, &b}) Dictionary(*root)->removeObjectForKey(key.get());
-  return a->isEqual(b.get());
+bool OthersAreEqual(Value a, Value b, const CAtlString& name) {
+  a.Remove(name);
+  b.Remove(name);
+  return a == b;
 }
 
 bool IsKept(const fs::path& folder, std::string_view bytes) {
@@ -94,10 +92,10 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   const fs::path file = folder / "com.example.Fuzz.plist";
   orvik::fuzz::RemoveAllIn(folder);
   orvik::fuzz::WriteFile(file, file_bytes);
-  const OwnedObject before = Entries(file_bytes);
+  const Value before = Entries(file_bytes);
 
   const Read first = ReadText(scope, path, name);
-  Require(before || !first.found);
+  Require(before.is_dictionary() || !first.found);
   const orvik::KeyPath keys(path);
   if (!keys.empty() && first.found) Require(IsListed(scope, path, name));
   Require(orvik::fuzz::ReadFile(file) == file_bytes);
@@ -110,21 +108,22 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     // Either it was there, or there was no place for it.
     const Read read = ReadText(scope, path, name);
     Require(read.text.View() == first.text.View() && read.found == first.found);
-    Require(read.text.View() == kValue.View() || written == orvik::kPreferenceBadKey || !before);
+    Require(read.text.View() == kValue.View() || written == orvik::kPreferenceBadKey ||
+            !before.is_dictionary());
     return 0;
   }
   Require(written == orvik::kPreferenceSuccess);
   Require(ReadText(scope, path, name).text.View() == kValue.View());
   const CAtlString top = keys.empty() ? name : keys.name(1);
-  const OwnedObject after = Entries(now);
-  Require(after != nullptr);
+  const Value after = Entries(now);
+  Require(after.is_dictionary());
   const bool lost_nothing = before ? OthersAreEqual(before, after, top)
                                    : file_bytes.empty() || IsKept(folder, file_bytes);
   Require(lost_nothing);
 
   Require(orvik::DeletePreference(scope, path, name, kDomain) == orvik::kPreferenceSuccess);
   Require(!ReadText(scope, path, name).found && !IsListed(scope, path, name));
-  const OwnedObject end = Entries(orvik::fuzz::ReadFile(file));
-  Require(end != nullptr && OthersAreEqual(after, end, top));
+  const Value end = Entries(orvik::fuzz::ReadFile(file));
+  Require(end.is_dictionary() && OthersAreEqual(after, end, top));
   return 0;
 }

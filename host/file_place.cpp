@@ -300,6 +300,15 @@ int StatEntry(const FilePlace& place, struct stat* attributes) {
              : errno;
 }
 
+int RemoveEntry(const FilePlace& place, const FileIdentity& known) {
+  struct stat present;
+  if (const int error = StatEntry(place, &present)) return error;
+  const bool is_known =
+      known.exists && known.device == present.st_dev && known.inode == present.st_ino;
+  if (!is_known) return ENOENT;
+  return unlinkat(place.folder.get(), place.name.c_str(), 0) == 0 ? 0 : errno;
+}
+
 std::string FilePlace::folder_path() const {
   return std::string(ParentPath(path));
 }

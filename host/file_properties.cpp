@@ -1,5 +1,6 @@
 #include "host/file_properties.h"
 
+#include <fcntl.h>
 #include <sys/xattr.h>
 #include <unistd.h>
 
@@ -114,6 +115,11 @@ int CopyAttribute(int from, const char* name, int to) {
 }
 
 }  // namespace
+
+int StatAll(int folder, const char* name, int flags, struct statx* info) {
+  constexpr unsigned kMask = STATX_BASIC_STATS | STATX_BTIME | STATX_MNT_ID;
+  return statx(folder, name, flags | AT_NO_AUTOMOUNT, kMask, info) == 0 ? 0 : errno;
+}
 
 timespec CreationDate(int file, const struct statx& info) {
   const Record record = ReadRecord(file);

@@ -11,6 +11,11 @@
 namespace [[gnu::visibility("default")]] orvik {
 namespace host {
 
+// Gives what statx(2) knows of `name` in the open folder `folder`: the basic fields, the birth time
+// and the mount. `flags` may hold AT_SYMLINK_NOFOLLOW, for a link itself, or AT_EMPTY_PATH with the
+// name "", for the descriptor `folder` itself. Mounts nothing. Returns 0 or an errno.
+int StatAll(int folder, const char* name, int flags, struct statx* info);
+
 enum class Owner {
   kMaker,   // a copy belongs to who makes it
   kSource,  // a moved file belongs to whom it belonged, where the rights allow that

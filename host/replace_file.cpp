@@ -134,6 +134,13 @@ struct DelayedFlush {
 
 thread_local DelayedFlush delayed;
 
+// Puts the names in the file's folder on disk, at once or at the end of a FolderFlushDelay.
+int FlushFolderOf(const FilePlace& place) {
+  if (delayed.delays == 0) return FlushFolder(place.folder.get());
+  delayed.Add(place);
+  return 0;
+}
+
 enum class Taken { kReplace, kRefuse };
 
 // `old` is the file whose properties the new one takes; its descriptor may be empty. Null when
@@ -234,10 +241,8 @@ int FolderFlushDelay::Finish() {
   return first;
 }
 
-int FlushFolderOf(const FilePlace& place) {
-  if (delayed.delays == 0) return FlushFolder(place.folder.get());
-  delayed.Add(place);
-  return 0;
+int FlushFile(int file, const FilePlace& place) {
+  return fsync(file) == 0 ? FlushFolderOf(place) : errno;
 }
 
 int ReadWholeFile(const std::string& path, std::string* content, FileIdentity* identity,

@@ -140,8 +140,9 @@ ReplaceResult SupersedeFile(const FilePlace& place, std::string_view content);
 // truncated. EISDIR and EINVAL for other kinds of files. None, with errno, on failure.
 Descriptor OpenForOutput(const std::string& path, int flags);
 
-// Puts the names in the file's folder on disk, at once or at the end of a FolderFlushDelay.
-int FlushFolderOf(const FilePlace& place);
+// Puts the open file on disk, and its name there: at once, or at the end of a FolderFlushDelay. 0
+// or an errno.
+int FlushFile(int file, const FilePlace& place);
 
 // Puts off the flushing of folders to its end, for a run of changes that is to be on disk as a
 // whole: every file that this thread replaces meanwhile is itself flushed before it takes its

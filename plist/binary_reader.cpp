@@ -75,6 +75,8 @@ class BinaryReader {
     Value key;  // that still has no value
   };
 
+  // Numbers that contradict each other, or the size of the file, end the reading before anything is
+  // allocated for them.
   bool ReadTrailer() {
     if (bytes_.size() < kHeaderSize + kTrailerSize) return false;
     const std::string_view trailer = bytes_.substr(bytes_.size() - kTrailerSize);
@@ -95,6 +97,8 @@ class BinaryReader {
     return true;
   }
 
+  // Each object is read once, however often it is referred to; a container waits on the stack for
+  // its children.
   bool ReadTree() {
     if (!Visit(root_)) return false;
     while (!open_.empty()) {
@@ -216,6 +220,8 @@ class BinaryReader {
     return ReadLeaf(body, slots_[index]);
   }
 
+  // Counts the child as often as it is referred to, so that the limits are those of the list
+  // written out.
   bool HasRoom(const Container& container, std::uint64_t child, std::uint64_t key_size) const {
     const Slot& slot = slots_[container.index];
     return slot.tree_size + slots_[child].tree_size <= bytes_.size() * kMostValuesToAByte &&

@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "plist/binary_format.h"
+#include "plist/entry_index.h"
 #include "plist/events.h"
 #include "plist/forms.h"
 
@@ -190,58 +191,33 @@ class BinaryWriter final : public Sink {
     return Count(0);
   }
 
+  // The object of a string, which is made when it is first met.
   std::size_t IndexOfString(const Text& text) {
-    if (2 * (strings_ + 1) > slots_.size()) Grow();
-    const std::uint32_t hash = text.Hash();
-    std::size_t slot = hash & (slots_.size() - 1);
-    for (; slots_[slot].object != 0; slot = (slot + 1) & (slots_.size() - 1)) {
-      const std::size_t index = slots_[slot].object - 1;
-      if (slots_[slot].hash == hash && Holds(objects_[index], text)) return index;
-    }
-    objects_.push_back({values_.size(), 0, kNoContainer});
-    slots_[slot] = {objects_.size(), hash};
-    ++strings_;
+    // In one of the two forms, so that equal texts have equal bytes.
+    encoded_.clear();
     if (text.is_ascii()) {
-      AppendMarkerAndLength(values_, kAsciiString, text.size());
-      values_ += text.bytes();
+      AppendMarkerAndLength(encoded_, kAsciiString, text.size());
+      encoded_ += text.bytes();
     } else {
-      AppendMarkerAndLength(values_, kUnicodeString, text.size());
-      for (std::size_t i = 0; i < text.size(); ++i) AppendNumber(values_, text[i], 2);
+      AppendMarkerAndLength(encoded_, kUnicodeString, text.size());
+      for (std::size_t i = 0; i < text.size(); ++i) AppendNumber(encoded_, text[i], 2);
     }
-    EndValue();
+    const std::uint32_t hash = text.Hash();
+    const std::size_t found = string_index_.Find(strings_.size(), hash, [&](std::size_t at) {
+      const Object& object = objects_[strings_[at].object];
+      return strings_[at].hash == hash && object.end - object.begin == encoded_.size() &&
+             values_.compare(object.begin, encoded_.size(), encoded_) == 0;
+    });
+    if (found != EntryIndex::kNowhere) return strings_[found].object;
+    if (strings_.size() >= string_index_.room()) {
+      string_index_.Rebuild(2 * strings_.size());
+      for (std::size_t i = 0; i < strings_.size(); ++i) string_index_.Place(i, strings_[i].hash);
+    }
+    strings_.push_back({objects_.size(), hash});
+    string_index_.Place(strings_.size() - 1, hash);
+    objects_.push_back({values_.size(), values_.size() + encoded_.size(), kNoContainer});
+    values_ += encoded_;
     return objects_.size() - 1;
-  }
-
-  // Whether the object, a string, has this text.
-  bool Holds(const Object& object, const Text& text) const {
-    const std::size_t unit = text.is_ascii() ? 1 : 2;
-    const std::size_t size = text.size() * unit;
-    if (object.end - object.begin <= size) return false;
-    const auto marker = static_cast<unsigned char>(values_[object.begin]) >> 4;
-    if (marker != (unit == 1 ? kAsciiString : kUnicodeString)) return false;
-    const std::string_view content = std::string_view(values_).substr(object.end - size, size);
-    // A string of another length has its marker and length elsewhere.
-    std::string head;
-    AppendMarkerAndLength(head, unit == 1 ? kAsciiString : kUnicodeString, text.size());
-    if (object.end - object.begin != head.size() + size) return false;
-    if (unit == 1) return content == text.bytes();
-    for (std::size_t i = 0; i < text.size(); ++i) {
-      const auto high = static_cast<unsigned char>(content[2 * i]);
-      const auto low = static_cast<unsigned char>(content[2 * i + 1]);
-      if (text[i] != (high << 8 | low)) return false;
-    }
-    return true;
-  }
-
-  void Grow() {
-    const std::vector<Slot> old =
-        std::exchange(slots_, std::vector<Slot>(std::max<std::size_t>(64, 2 * slots_.size())));
-    for (const Slot& each : old) {
-      if (each.object == 0) continue;
-      std::size_t slot = each.hash & (slots_.size() - 1);
-      while (slots_[slot].object != 0) slot = (slot + 1) & (slots_.size() - 1);
-      slots_[slot] = each;
-    }
   }
 
   // The dictionary { "CF$UID" = number } is how a unique identifier looks in memory.
@@ -273,13 +249,13 @@ class BinaryWriter final : public Sink {
   std::vector<Object> objects_;
   std::vector<Container> containers_;
   std::vector<std::size_t> open_;
-  // The strings by their hash: open addressing, at most half full.
-  struct Slot {
-    std::size_t object = 0;  // index + 1; 0 is free
-    std::uint32_t hash = 0;
+  struct KnownString {
+    std::size_t object;
+    std::uint32_t hash;
   };
-  std::vector<Slot> slots_;
-  std::size_t strings_ = 0;
+  std::vector<KnownString> strings_;
+  EntryIndex string_index_;
+  std::string encoded_;
 };
 
 }  // namespace

@@ -45,10 +45,12 @@ std::vector<Difference> FindDifferences(const Value& before, const Value& after,
 // Whether a merge may replace a dictionary by another value, or another value by a dictionary.
 enum class ReplaceContainers { kNo, kYes };
 
-// Whether a value (no value: nothing is there) may be replaced by another one.
+// Whether `present` (no value: nothing is there) may be replaced by `value`: always with kYes; with
+// kNo a dictionary only by a dictionary and any other value only by another such value.
 bool MayReplace(const Value& present, const Value& value, ReplaceContainers replace);
 
 struct MergeResult {
+  // Whether the base differs now. Putting equal values in place is not a change.
   bool changed = false;
   // The path of a value that may not be replaced; then the base is changed in part.
   bool is_refused = false;
@@ -56,8 +58,10 @@ struct MergeResult {
   bool is_dictionary = false;  // whether the base has a dictionary there
 };
 
-// Puts the entries of one dictionary into another. Dictionaries that both have are merged alike; of
-// other values the added one wins.
+// Puts the entries of `added` into `base`; both must be dictionaries. Dictionaries that both have
+// are merged alike; of other values the added one wins. Stops at the first value that may not be
+// replaced: entries before it are in the base already, so that a caller who must not change it in
+// part merges into a copy, which costs little. Memory is shared with `added`.
 MergeResult Merge(Value& base, const Value& added,
                   ReplaceContainers replace = ReplaceContainers::kYes);
 

@@ -28,6 +28,8 @@ bool Fails(UErrorCode error) {
   return U_FAILURE(error);
 }
 
+// In pieces, because the length of the result is not known. The callbacks make ICU stop at
+// malformed bytes instead of putting a substitute in their place.
 std::optional<std::string> Convert(std::string_view bytes, const char* encoding) {
   UErrorCode error = U_ZERO_ERROR;
   const icu::Converter source(icu::ucnv_open(encoding, &error));
@@ -120,6 +122,7 @@ std::optional<Utf8Text> TextAsUtf8(std::string_view bytes) {
   return utf8;
 }
 
+// Unit by unit: a converter would stop at the first one that is damaged.
 std::string SalvagedText(std::string_view bytes) {
   if (bytes.starts_with("\xEF\xBB\xBF")) bytes.remove_prefix(3);
   const auto* signature =

@@ -21,9 +21,9 @@ struct Utf8Text {
   std::string_view text;
 };
 
-// The text without its byte-order mark. Nothing if the bytes are not valid in their encoding, if
-// the encoding is unknown, or if the text holds U+0000. UTF-8 is checked but not copied; the result
-// then refers to `bytes`.
+// Returns the text of `bytes` as UTF-8, without its byte-order mark. Nothing if the bytes are not
+// valid in their encoding, if the encoding is unknown, or if the text holds U+0000. UTF-8 is
+// checked but not copied; the result then refers to `bytes`.
 std::optional<Utf8Text> TextAsUtf8(std::string_view bytes);
 
 }  // namespace orvik::plist

@@ -59,6 +59,7 @@ class EntryIndex {
     slots_.resize(size);
   }
 
+  // Adds the entry at `index` of the list. The table must have room; the key must not be in it.
   void Place(std::size_t index, std::uint64_t hash) {
     if (slots_.empty()) return;
     std::size_t slot = First(hash);

@@ -94,22 +94,21 @@ void AppendAscii(std::string& xml, std::string_view text) {
   xml.append(text, start);
 }
 
-void AppendUnits(std::string& xml, std::u16string_view text) {
+// For XML, or for a form that carries everything but lone surrogates.
+void AppendUnits(std::string& utf8, std::u16string_view text, bool is_xml) {
   for (size_t i = 0; i < text.size(); ++i) {
     const char16_t unit = text[i];
-    if (unit < 0x80) {
-      if (kSpecial[unit]) {
-        AppendSpecial(xml, static_cast<char>(unit));
-      } else {
-        xml += static_cast<char>(unit);
-      }
+    if (unit < 0x80 && is_xml && kSpecial[unit]) {
+      AppendSpecial(utf8, static_cast<char>(unit));
+    } else if (unit < 0x80) {
+      utf8 += static_cast<char>(unit);
     } else if (IsHighSurrogate(unit) && i + 1 < text.size() && IsLowSurrogate(text[i + 1])) {
-      AppendCharacter(xml, FromSurrogates(unit, text[i + 1]));
-      ++i;
-    } else if (IsForbidden(unit) || (unit == kEscape && EscapedUnit(text, i + 1) >= 0)) {
-      AppendEscape(xml, unit);
+      AppendCharacter(utf8, FromSurrogates(unit, text[++i]));
+    } else if ((is_xml ? IsForbidden(unit) : IsSurrogate(unit)) ||
+               (unit == kEscape && EscapedUnit(text, i + 1) >= 0)) {
+      AppendEscape(utf8, unit);
     } else {
-      AppendCharacter(xml, unit);
+      AppendCharacter(utf8, unit);
     }
   }
 }
@@ -120,9 +119,9 @@ void AppendEscapedText(std::string& xml, const Text& text) {
   if (text.is_ascii()) {
     AppendAscii(xml, text.bytes());
   } else if (text.is_wide()) {
-    AppendUnits(xml, text.units());
+    AppendUnits(xml, text.units(), true);
   } else {
-    AppendUnits(xml, text.ToUnits());
+    AppendUnits(xml, text.ToUnits(), true);
   }
 }
 
@@ -151,21 +150,11 @@ size_t PlainTextEnd(std::string_view xml, size_t position) {
   return position;
 }
 
-std::string EscapedSurrogates(const Text& whole) {
-  if (!whole.is_wide()) return whole.ToUtf8();
-  const std::u16string_view text = whole.units();
+std::string EscapedSurrogates(const Text& text) {
+  if (!text.is_wide()) return text.ToUtf8();
   std::string utf8;
   utf8.reserve(3 * text.size());
-  for (size_t i = 0; i < text.size(); ++i) {
-    const char16_t unit = text[i];
-    if (IsHighSurrogate(unit) && i + 1 < text.size() && IsLowSurrogate(text[i + 1])) {
-      AppendCharacter(utf8, FromSurrogates(unit, text[++i]));
-    } else if (IsSurrogate(unit) || (unit == kEscape && EscapedUnit(text, i + 1) >= 0)) {
-      AppendEscape(utf8, unit);
-    } else {
-      AppendCharacter(utf8, unit);
-    }
-  }
+  AppendUnits(utf8, text.units(), false);
   return utf8;
 }
 

@@ -33,6 +33,7 @@ class ValueBuilder final : public Sink {
   bool Boolean(bool value) override { return Add(value); }
   bool Date(double seconds) override { return Add(Value::Date(seconds)); }
   bool Data(std::string_view bytes, const Bytes& holder) override;
+  // `count` reserves memory; it may be wrong.
   bool OpenArray(std::size_t count) override;
   bool OpenDictionary(std::size_t count) override;
   bool Key(const Text& key, const Value* holder = nullptr) override;
@@ -50,6 +51,7 @@ class ValueBuilder final : public Sink {
   void DropKey() {
     if (!open_.empty()) open_.back().key = Value();
   }
+  // Whether the innermost open container is a dictionary, and how many are open.
   bool in_dictionary() const { return !open_.empty() && open_.back().value.is_dictionary(); }
   std::size_t depth() const { return open_.size(); }
 
@@ -73,6 +75,9 @@ class ValueBuilder final : public Sink {
 // units of their keys.
 enum class EntryOrder { kStored, kByKey };
 
+// Sends the tree of a value to a sink. A dictionary that is still text is offered to the sink as
+// text first (Sink::Dictionary); its entries are made only if the sink wants them. One object
+// serves one Run.
 class ValueWalk {
  public:
   ValueWalk(EntryOrder order, Sink& sink) : order_(order), sink_(sink) {}

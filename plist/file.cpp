@@ -8,11 +8,14 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <optional>
 #include <utility>
 
+#include "host/file_names.h"
 #include "host/staged_file.h"
 #include "host/system.h"
 #include "plist/forms.h"
+#include "text/characters.h"
 
 namespace orvik::plist {
 
@@ -45,11 +48,33 @@ int Serialize(const Value& root, std::string& bytes) {
   return 0;
 }
 
-bool IsSameFile(const struct stat& present, const host::FileIdentity& known) {
-  return known.exists && known.device == present.st_dev && known.inode == present.st_ino;
-}
-
 }  // namespace
+
+std::string PreferenceFile(PreferenceFolder folder, std::u16string_view domain) {
+  const std::optional<std::string> name = host::FileNameToBytes(domain);
+  // Lone surrogates are bytes that are no UTF-8; two of them can mean the same name.
+  if (!name || name->size() > kMaximumDomainBytes || domain.find(u'\\') != domain.npos ||
+      FindUnpairedSurrogate(domain) != domain.npos) {
+    return {};
+  }
+  // The lock record of a domain, ".<domain>.lock.plist" in the end, needs a name, too.
+  constexpr std::size_t kLongestName = 255 - (sizeof "..lock.plist" - 1);
+  for (std::string_view rest = *name;;) {
+    const std::size_t slash = rest.find('/');
+    const std::string_view component = rest.substr(0, slash);
+    const bool is_lock = slash == rest.npos && component.ends_with(".lock");
+    if (component.empty() || component == "." || component == ".." ||
+        component.size() > kLongestName + (is_lock ? sizeof ".lock" - 1 : 0)) {
+      return {};
+    }
+    if (slash == rest.npos) break;
+    rest.remove_prefix(slash + 1);
+  }
+  std::string path = folder == PreferenceFolder::kUser ? host::HomeFolder() : host::SystemRoot();
+  if (path == "/") path.clear();
+  if (folder == PreferenceFolder::kShared) path += "/Users/Shared";
+  return path + "/Library/Preferences/" + *name + ".plist";
+}
 
 FileWriterWait ExchangeFileWriterWait(FileWriterWait wait) {
   return std::exchange(WaitForWriter(), std::move(wait));
@@ -122,9 +147,7 @@ int File::ReadBytes(std::string* bytes) {
     const int wait = static_cast<int>(std::max<std::int64_t>(left.count(), 0));
     if (host::LockContent(opened_.descriptor.get(), wait) == EWOULDBLOCK) return EWOULDBLOCK;
     struct stat present;
-    const char* const name = place_.name.c_str();
-    if (fstatat(place_.folder.get(), name, &present, AT_SYMLINK_NOFOLLOW) == 0 &&
-        host::IdentityOf(present) == opened_.identity) {
+    if (host::StatEntry(place_, &present) == 0 && host::IdentityOf(present) == opened_.identity) {
       return 0;
     }
     if (wait == 0 && tries >= kTries) return EWOULDBLOCK;
@@ -148,14 +171,15 @@ void File::AwaitWriter() {
   for (int looks = 0; looks < 5 * kLooksPerSecond && quiet < kLooksPerSecond; ++looks) {
     WaitForWriter()();
     struct stat attributes;
-    const bool is_same =
-        fstatat(place_.folder.get(), place_.name.c_str(), &attributes, AT_SYMLINK_NOFOLLOW) == 0 &&
-        host::IdentityOf(attributes) == opened_.identity;
+    const bool is_same = host::StatEntry(place_, &attributes) == 0 &&
+                         host::IdentityOf(attributes) == opened_.identity;
     quiet = is_same ? quiet + 1 : 0;
     if (!is_same && ReadOnce() != Contents::kDamaged) return;
   }
 }
 
+// Looks the file up again after ESTALE: on a network volume the folder may have another file by
+// now.
 File::Contents File::ReadOnce() {
   root_ = {};
   bytes_.reset();
@@ -205,6 +229,8 @@ int File::Save(const Value& root) {
   return Replace(bytes);
 }
 
+// An unreadable file is replaced only after it was kept aside; what was read is replaced if it is
+// still the file that was read (host/replace_file.h).
 int File::Replace(std::string_view bytes) {
   if (!is_locked()) return place_.error != 0 ? place_.error : EINVAL;
   const bool is_superseded = contents_ == Contents::kUnreadable && !kept_.path.empty();
@@ -220,7 +246,6 @@ int File::Replace(std::string_view bytes) {
       kept_aside_files->files_.push_back({path_, kept_.path});
     }
     kept_ = {};
-    in_place_ = {};
     is_writable_ = false;
     opened_.identity = result.identity;
   }
@@ -239,19 +264,20 @@ int File::SaveInPlace(const Value& root) {
     contents_ = Contents::kEntries;
     return 0;
   }
-  constexpr int kFlags = O_WRONLY | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC;
-  if (!in_place_ && !is_writable_) {
-    in_place_ = host::Descriptor(openat(place_.folder.get(), place_.name.c_str(), kFlags));
-    struct stat present;
-    if (!in_place_ || fstat(in_place_.get(), &present) != 0) return errno;
-    if (!IsSameFile(present, opened_.identity)) {
-      in_place_ = {};
+  if (!is_writable_) {
+    // As after Replace: the new file is not open.
+    host::OpenedFile own;
+    std::string present;
+    const int error = host::ReadWholeFile(place_, kMaximumFileSize, &present, &own, O_RDWR);
+    if (error != 0) return error;
+    if (!opened_.identity.exists || own.identity.device != opened_.identity.device ||
+        own.identity.inode != opened_.identity.inode) {
       return ENOENT;
     }
+    opened_ = std::move(own);
+    is_writable_ = true;
   }
-  const int file = is_writable_ ? opened_.descriptor.get() : in_place_.get();
-  if (file < 0) return errno;
-  if (const int error = host::WriteAllAt(file, bytes, 0)) return error;
+  if (const int error = host::WriteAllAt(opened_.descriptor.get(), bytes, 0)) return error;
   wrote_ = true;
   lock_.KeepFile();
   bytes_ = std::make_shared<const std::string>(std::move(bytes));
@@ -260,17 +286,11 @@ int File::SaveInPlace(const Value& root) {
 
 int File::Flush() {
   if (flush_ == host::Flush::kNone || !opened_.descriptor) return 0;
-  if (fsync(opened_.descriptor.get()) != 0) return errno;
-  return host::FlushFolderOf(place_);
+  return host::FlushFile(opened_.descriptor.get(), place_);
 }
 
 int File::Remove(const host::FileIdentity& known) {
-  const int folder = place_.folder.get();
-  const char* const name = place_.name.c_str();
-  struct stat present;
-  if (fstatat(folder, name, &present, AT_SYMLINK_NOFOLLOW) != 0) return errno;
-  if (!IsSameFile(present, known)) return ENOENT;
-  return unlinkat(folder, name, 0) == 0 ? 0 : errno;
+  return host::RemoveEntry(place_, known);
 }
 
 }  // namespace orvik::plist

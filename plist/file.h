@@ -38,6 +38,21 @@
 namespace orvik {
 namespace [[gnu::visibility("default")]] plist {
 
+// The folders of preference files, below the user's home or the system root (host/system.h).
+enum class PreferenceFolder {
+  kUser,     // <home>/Library/Preferences
+  kMachine,  // <system root>/Library/Preferences
+  kShared,   // <system root>/Users/Shared/Library/Preferences
+};
+
+// Returns the path (bytes) of the file "<domain>.plist" in the folder, whether or not it exists; a
+// "/" in the domain leads into a folder. "" for a domain that cannot name a file of its own: one
+// that is empty, has more than kMaximumDomainBytes bytes of UTF-8, holds NUL, "\" or a lone
+// surrogate, begins or ends with "/", or has an empty, "." or ".." component or one of more than
+// 243 bytes (248 with the ending ".lock", so that the lock record of every domain has a name).
+std::string PreferenceFile(PreferenceFolder folder, std::u16string_view domain);
+inline constexpr std::size_t kMaximumDomainBytes = 1023;
+
 // Lists the files that this thread kept aside and replaced while the object lives: for callers of
 // functions that do not report them. Objects nest.
 class KeptAsideFiles {
@@ -168,7 +183,6 @@ class File {
   host::OpenedFile opened_;
   bool is_writable_ = false;  // opened for writing, too
   host::KeptFile kept_;
-  host::Descriptor in_place_;  // while the lock is held nobody replaces it
   bool wrote_ = false;
   Contents contents_ = Contents::kMissing;
   int error_ = 0;

@@ -25,6 +25,7 @@ bool BeginsWithMarkup(std::string_view text) {
 
 }  // namespace
 
+// A dictionary that lies no deeper here than in its text fits: its text was checked.
 Taking Checker::Dictionary(const XmlDictionary& dictionary) {
   const bool is_checked = static_cast<std::size_t>(dictionary.depth()) >= depth_;
   return is_checked ? Taking::kTaken : Taking::kWantsEntries;
@@ -34,6 +35,8 @@ Reading Read(std::string_view bytes) {
   return Read(std::make_shared<const std::string>(bytes));
 }
 
+// The binary mark decides first. Of texts, one that begins with "<" is XML, unless it is data of
+// the old form; anything else is the old form, which has no mark.
 Reading Read(const Bytes& bytes) {
   if (bytes->starts_with("bplist")) return ReadBinary(*bytes);
   Reading reading;

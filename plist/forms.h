@@ -54,11 +54,14 @@ struct Reading {
 };
 
 // Detects the form. Dictionaries that were read from XML share the bytes until their first use.
+// `bytes` must not be null. Never throws but std::bad_alloc, whatever the bytes are; takes time and
+// memory proportional to them, except that shared objects of the binary form are counted, not
+// copied.
 Reading Read(const Bytes& bytes);
 Reading Read(std::string_view bytes);
 
 Reading ReadBinary(std::string_view bytes);
-// The text in UTF-8.
+// The text in valid UTF-8, without a byte-order mark.
 Reading ReadOldText(std::string_view text);
 
 inline constexpr std::string_view kTooLarge =

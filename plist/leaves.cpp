@@ -97,6 +97,7 @@ void AppendPadded(std::string& text, std::int64_t value, size_t width) {
   text += digits;
 }
 
+// The 16 hexadecimal digits of the bits of a double.
 std::optional<double> ParseExactDate(std::string_view digits) {
   std::uint64_t bits = 0;
   const char* end = digits.data() + digits.size();
@@ -141,6 +142,8 @@ std::optional<double> ParseReal(std::string_view text) {
     const auto [stop, error] = std::from_chars(text.data(), end, value);
     if (stop != end) return std::nullopt;
     if (error == std::errc::result_out_of_range) {
+      // The library does not say at which end: a negative exponent or a leading zero is the low
+      // one.
       const bool small =
           text.find('-') != std::string_view::npos || text.front() == '0' || text.front() == '.';
       value = small ? 0 : std::numeric_limits<double>::infinity();

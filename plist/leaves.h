@@ -39,6 +39,7 @@ std::optional<double> ParseDate(std::string_view text, std::string_view exact = 
 // Base64 (RFC 4648). Characters outside its alphabet are passed over.
 std::optional<std::string> ParseData(std::string_view text);
 
+// Decimal digits, with "-" for a negative number.
 void AppendInteger(std::string& xml, Integer value);
 
 // As few digits as read back as the same double.
@@ -69,7 +70,8 @@ size_t PlainTextEnd(std::string_view xml, size_t position);
 // read as an escape, are escaped.
 std::string EscapedSurrogates(const Text& text);
 
-// Undoes the escapes of either in place.
+// Undoes the escapes of either in place; the text never grows. Text that other programs have
+// written and that only looks like an escape in part stays as it is.
 void UnescapeText(std::u16string& text);
 
 }  // namespace orvik::plist

@@ -41,11 +41,13 @@ class Sink {
  public:
   virtual ~Sink() = default;
 
-  // `holder`, unless null, is the string value that owns the text.
+  // `text` is any sequence of units. `holder`, unless null, is the string value that owns the text.
   virtual bool String(const Text& text, const Value* holder = nullptr) = 0;
   virtual bool Integer(plist::Integer value) = 0;
+  // `width` is 4 or 8, the bytes that the number has in the binary form.
   virtual bool Real(double value, int width) = 0;
   virtual bool Boolean(bool value) = 0;
+  // From 2001-01-01 00:00 UTC.
   virtual bool Date(double seconds) = 0;
   // `holder`, unless null, owns the bytes.
   virtual bool Data(std::string_view bytes, const Bytes& holder) = 0;

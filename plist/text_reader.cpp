@@ -256,6 +256,7 @@ class TextReader {
     return ReadString() && EndsAsLeaf() && builder_.String(string_);
   }
 
+  // Hexadecimal digits in pairs, with white space anywhere.
   bool ReadData() {
     std::string bytes;
     int high = -1;
@@ -330,6 +331,7 @@ class TextReader {
     return true;
   }
 
+  // Up to three digits, cut to a byte.
   char16_t OctalCharacter() {
     unsigned int value = 0;
     for (int i = 0; i < 3 && peek() >= '0' && peek() <= '7'; ++i) {
@@ -339,6 +341,7 @@ class TextReader {
     return value < 0x80 ? static_cast<char16_t>(value) : kNextStepUpperHalf[value - 0x80];
   }
 
+  // Up to four digits: a UTF-16 unit, which may be a surrogate.
   char16_t HexCharacter() {
     int value = 0;
     for (int i = 0; i < 4 && HexValue(peek()) >= 0; ++i) {

@@ -75,15 +75,13 @@ std::string Text::ToUtf8() const {
   if (is_ascii_) return std::string(bytes_);
   const std::u16string widened = is_wide_ ? std::u16string() : ToUnits();
   const std::u16string_view units = is_wide_ ? units_ : std::u16string_view(widened);
-  std::string bytes;
-  for (std::size_t i = 0; i < units.size();) {
-    const std::u16string_view rest = units.substr(i);
-    const std::size_t length = CharacterLength(rest);
-    const char32_t character = length == 2            ? FromSurrogates(rest[0], rest[1])
-                               : IsSurrogate(rest[0]) ? U'?'
-                                                      : char32_t{rest[0]};
-    AppendCharacter(bytes, character);
-    i += length;
+  std::string bytes(Utf8Length(units), '\0');
+  const char16_t* source = units.data();
+  const char16_t* const end = source + units.size();
+  char* target = bytes.data();
+  while (EncodeUtf8(source, end, target, bytes.data() + bytes.size()) != TranscodingStop::kDone) {
+    *target++ = '?';
+    ++source;
   }
   return bytes;
 }
@@ -106,6 +104,8 @@ std::uint32_t Text::Hash() const {
   return is_wide_ ? HashOfUnits(units_) : HashOfUnits(bytes_);
 }
 
+// What a value that is not a number, boolean or date refers to: a counted block of memory. A node
+// with one reference belongs to one value and may change; others are copied first.
 struct Value::Node {
   explicit Node(Type kind) : type(kind) {}
   Node(const Node&) = delete;
@@ -165,6 +165,8 @@ struct Value::DictionaryNode : Node {
 
   static std::uint32_t HashOf(const Entry& entry) { return entry.key.node<StringNode>()->Hash(); }
 
+  // The place of the key among `entries`. Hashes are compared first: most keys differ there, and
+  // those of strings are kept.
   std::size_t Find(const Text& key, std::uint32_t hash) const {
     return index.Find(entries.size(), hash, [&](std::size_t at) {
       const Value& own = entries[at].key;
@@ -186,6 +188,7 @@ struct Value::DictionaryNode : Node {
       entries[found].value = std::move(value);
       return;
     }
+    // Many removed entries make room without growth.
     const std::size_t room = index.room();
     if (entries.size() >= room) Rebuild(count < room / 2 ? room : count * 2);
     entries.push_back({std::move(key), std::move(value)});
@@ -377,6 +380,8 @@ Value::ArrayNode* Value::OwnArray() {
   return node<ArrayNode>();
 }
 
+// The node with its entries. They are made under one lock for all dictionaries, so that threads
+// that read one value at once find them whole; later looks cost one atomic load.
 const Value::DictionaryNode* Value::Loaded() const {
   auto* const own = node<DictionaryNode>();
   if (!own->is_deferred.load(std::memory_order_acquire)) return own;
@@ -395,6 +400,8 @@ const Value::DictionaryNode* Value::Loaded() const {
   return own;
 }
 
+// The node with its entries, which no other value refers to. The copy is one level deep: values
+// inside are shared until they change in their turn.
 Value::DictionaryNode* Value::OwnDictionary() {
   const DictionaryNode* const present = Loaded();
   if (present->references.IsShared()) {
@@ -431,6 +438,7 @@ void Value::SetSharing(Value key, Value value) {
 }
 
 bool Value::Remove(const plist::Text& key) {
+  // Looked for before the copy, so that nothing is copied in vain.
   if (Find(key) == nullptr) return false;
   DictionaryNode* const dictionary = OwnDictionary();
   const std::size_t found = dictionary->Find(key, key.Hash());
@@ -467,6 +475,8 @@ class Value::Comparison {
   }
 
  private:
+  // Compares simple values at once and puts pairs of containers on the list. Shared memory is equal
+  // without a look, which makes comparing two versions of a large tree cheap.
   bool Compare(const Value& one, const Value& other) {
     if (one.type_ != other.type_) return false;
     if (one.type_ != Type::kReal && one.IsSharedWith(other)) return true;

@@ -94,24 +94,28 @@ class Text {
   static Text Ascii(std::string_view bytes, std::string_view xml_element = {});
   static Text Latin1(std::string_view bytes);
 
+  // Whether the text is kept as UTF-16 units; otherwise as ISO 8859-1 bytes.
   bool is_wide() const { return is_wide_; }
+  // Whether it is kept as bytes that are all below 0x80. A wide text may be ASCII and not say so.
   bool is_ascii() const { return is_ascii_; }
   std::string_view bytes() const { return bytes_; }     // unless is_wide()
   std::u16string_view units() const { return units_; }  // if is_wide()
   std::string_view xml_element() const { return xml_element_; }
+  // In UTF-16 units, in either form.
   std::size_t size() const { return is_wide_ ? units_.size() : bytes_.size(); }
   char16_t operator[](std::size_t index) const {
     return is_wide_ ? units_[index] : static_cast<unsigned char>(bytes_[index]);
   }
 
   std::u16string ToUnits() const;
-  // Unpaired surrogates become "?".
+  // UTF-8 (RFC 3629). Unpaired surrogates become "?"; U+0000 is kept.
   std::string ToUtf8() const;
 
   // By UTF-16 units: negative, 0 or positive.
   int Compare(const Text& other) const;
   bool operator==(const Text& other) const;
-  // A hash of the units with a key of the process.
+  // A hash of the units with a key of the process (entry_index.h): not to be stored. Equal texts
+  // have the same.
   std::uint32_t Hash() const;
 
  private:
@@ -164,15 +168,20 @@ class Value {
   static Value String(const Text& text);
   // Nothing when the bytes are not UTF-8 (RFC 3629).
   static std::optional<Value> FromUtf8(std::string_view bytes);
+  // Seconds from 2001-01-01 00:00 UTC, any double; and the same from a moment of the system's
+  // clock, rounded to the nearest double.
   static Value Date(double seconds);
   static Value Date(Time time);
+  // Takes the bytes over, or shares them. `bytes` must not be null.
   static Value Data(std::string bytes) {
     return Data(std::make_shared<const std::string>(std::move(bytes)));
   }
   static Value Data(Bytes bytes);
+  // Elements of kNone are taken, but cannot be written (FindFault, forms.h).
   static Value Array(std::vector<Value> elements = {});
   // Empty, with room for so many entries.
   static Value Dictionary(std::size_t capacity = 0);
+  // Of two equal keys the last wins.
   static Value Dictionary(std::initializer_list<std::pair<plist::Text, Value>> entries);
   // Makes its entries when they are first used.
   static Value Dictionary(XmlDictionary content);
@@ -183,6 +192,7 @@ class Value {
   bool is_array() const { return type_ == Type::kArray; }
   bool is_dictionary() const { return type_ == Type::kDictionary; }
 
+  // Of a string. The view is valid as long as a value refers to the same memory.
   plist::Text text() const;
   Integer integer() const { return {bits_, detail_ != 0}; }
   double real() const;
@@ -192,28 +202,35 @@ class Value {
   Time time() const;
   const Bytes& data() const;
 
-  // Of an array.
+  // Of an array. The reference is valid until the array changes or ends.
   const std::vector<Value>& elements() const;
+  // Adds an element at the end.
   void Append(Value element);
   // The elements for a change, which copies them when they are shared.
   std::vector<Value>& ChangeElements();
 
-  // Of a dictionary. A pointer is valid until the dictionary changes; null: no such key.
+  // The number of entries of a dictionary, or of elements of an array.
   std::size_t count() const;
+  // The entries of a dictionary, in the order in which their keys were first set. Valid until the
+  // dictionary changes or ends.
   Entries entries() const;
+  // The value of a key; null without such a key. Valid until the dictionary changes. Takes constant
+  // time, whatever the keys are.
   const Value* Find(const plist::Text& key) const;
-  // Sets the value of a key, which keeps its place in the order.
+  // Sets the value of a key. A key that exists keeps its place in the order; a new one is the last.
   void Set(const plist::Text& key, Value value);
   // The same, sharing the memory of a string value.
   void SetSharing(Value key, Value value);
   // False when there is no such key.
   bool Remove(const plist::Text& key);
-  // The value for a change; null: no such key.
+  // The value of a key, to be changed in place; null without such a key. The pointer is valid until
+  // the next change of this dictionary. A dictionary that others share is copied first.
   Value* Change(const plist::Text& key);
   // The content of a dictionary whose entries were not used yet, else null.
   std::shared_ptr<const XmlDictionary> deferred() const;
 
-  // Whether both refer to the same memory.
+  // Whether both refer to the same memory, or are the same simple value: then they are equal,
+  // unless they are reals that are not a number. False says nothing.
   bool IsSharedWith(const Value& other) const {
     return type_ == other.type_ && bits_ == other.bits_ && detail_ == other.detail_;
   }

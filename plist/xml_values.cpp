@@ -77,6 +77,8 @@ bool XmlValues::TakePlain(XmlValue& value, XmlElement element, const char (&name
   return true;
 }
 
+// The general way: one tag of the scanner, and for a simple value its text and end tag. Everything
+// between two values must be white space, comments or instructions.
 bool XmlValues::NextOfAnyKind(XmlValue& value) {
   const std::size_t start = scanner_.position();
   const Tag tag = scanner_.Next();
@@ -192,6 +194,8 @@ bool XmlValueSender::SendText(const XmlValue& value, Sink& sink) {
   return is_key ? sink.Key(text) : sink.String(text);
 }
 
+// Numbers, dates and Base64 have no other characters; a reference or a section may still be among
+// them.
 bool XmlValueSender::TakeAscii(const XmlValue& value, std::string_view& text) {
   text = value.text;
   if (value.is_plain) return true;

@@ -45,7 +45,9 @@ class XmlValues {
   explicit XmlValues(std::string_view xml, std::size_t position = 0)
       : xml_(xml), scanner_(xml, position) {}
 
-  // False with a reason when what follows is no value, and at the end of the text.
+  // Moves to the next value and describes it in `value`, whose views are valid as long as the text.
+  // False with a reason when what follows is no value, and at the end of the text; `value` is then
+  // unspecified.
   bool Next(XmlValue& value);
 
   const char* reason() const { return reason_; }
@@ -70,7 +72,9 @@ class XmlValues {
 // Hands simple values and keys over. Keeps the memory that decoding takes from one to the next.
 class XmlValueSender {
  public:
-  // False also for a text that is no value of its element.
+  // Makes one call of the sink for a key or a simple value. False if the sink refuses it, and for a
+  // text that is no value of its element ("<integer>x</integer>"), of which the sink learns
+  // nothing.
   bool Send(const XmlValue& value, Sink& sink);
 
   // Into `text`, references and escapes undone.

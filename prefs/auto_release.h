@@ -59,8 +59,10 @@ class CAutoCFRelease {
   void Attach(const Value&) = delete;
 
   // Empties the holder; the caller owns the reference.
+  // Null when the holder is empty.
   [[nodiscard]] Ref Detach() { return std::exchange(ref_, nullptr); }
 
+  // The reference, which the holder goes on owning; null when it is empty.
   Ref Get() const { return ref_; }
   operator Ref() const { return ref_; }
   explicit operator bool() const { return ref_ != nullptr; }

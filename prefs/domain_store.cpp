@@ -8,7 +8,6 @@
 #include "plist/forms.h"
 #include "prefs/auto_release.h"
 #include "prefs/key_walk.h"
-#include "prefs/shared_preference_file.h"
 
 namespace orvik {
 
@@ -86,15 +85,11 @@ PrefStatus CheckAddress(const EffectiveDomain& domain) {
 }
 
 std::string FileOfDomain(const EffectiveDomain& domain) {
-  const CAutoCFRelease<CFStringRef> name(domain.domain.CreateCFStringRef(kCFAllocatorDefault));
-  switch (domain.scope) {
-    case kSharedScope:
-      return SharedPreferenceFilePath(name);
-    case kUserScope:
-      return host::PreferencesFile(name, kCFPreferencesCurrentUser, kCFPreferencesAnyHost);
-    default:
-      return host::PreferencesFile(name, kCFPreferencesAnyUser, kCFPreferencesCurrentHost);
-  }
+  using plist::PreferenceFolder;
+  const PreferenceFolder folder = domain.scope == kSharedScope ? PreferenceFolder::kShared
+                                  : domain.scope == kUserScope ? PreferenceFolder::kUser
+                                                               : PreferenceFolder::kMachine;
+  return plist::PreferenceFile(folder, domain.domain.View());
 }
 
 FileDomainStore::FileDomainStore(const EffectiveDomain& domain, const CAtlString& given_domain,
@@ -162,6 +157,9 @@ void FileDomainStore::ReadWithoutLock(int error) {
   }
 }
 
+// First the folder of the file, then the record: every writer takes them in this order, so that
+// none waits for another that waits for it. While the record is held by a process that knows no
+// kernel lock, the folder is free for others between two tries.
 int FileDomainStore::Lock(StorePurpose purpose, const LockWait& wait) {
   using Entered = SharedLockHold::Entered;
   LockTries tries(wait);
@@ -231,6 +229,8 @@ PrefStatus FileDomainStore::SetEntry(const plist::Text& name, const plist::Value
   return PrefStatus::Ok();
 }
 
+// A transaction that changes nothing still promises that the file is on disk: another process may
+// have written it without a flush.
 PrefStatus FileDomainStore::Save() {
   if (!may_save_) {
     return status_;

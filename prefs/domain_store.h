@@ -36,7 +36,8 @@ class DomainStore {
   virtual plist::Value* EntriesToChange() { return nullptr; }
   virtual void NoteChange() {}
 
-  // Saves what was set.
+  // Saves what was set. A store that saves each entry as it is set has nothing left to do and
+  // succeeds.
   virtual PrefStatus Save() = 0;
 };
 

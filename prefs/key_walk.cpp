@@ -1,6 +1,14 @@
 #include "prefs/key_walk.h"
 
+#include <algorithm>
+#include <cmath>
+#include <cstdint>
+#include <limits>
+
+#include "platform/core_foundation/collections.h"
+#include "platform/core_foundation/string.h"
 #include "plist/forms.h"
+#include "prefs/auto_release.h"
 #include "strings/utf8_strings.h"
 
 namespace orvik {
@@ -63,6 +71,23 @@ PrefStatus ChangeBelow(plist::Value& root, const KeyPath& path, const CAtlString
   return PrefStatus::Ok();
 }
 
+constexpr int kLeast = std::numeric_limits<int>::min();
+constexpr int kMost = std::numeric_limits<int>::max();
+
+// The nearest number of 32 bits; a real loses its fraction, and one that is not a number is 0.
+int IntOfNumber(const plist::Value& value) {
+  if (value.type() == plist::Type::kReal) {
+    const double real = value.real();
+    return std::isnan(real) ? 0 : static_cast<int>(std::clamp(real, double{kLeast}, double{kMost}));
+  }
+  const plist::Integer integer = value.integer();
+  if (integer.is_unsigned) {
+    return kMost;
+  }
+  const auto number = static_cast<std::int64_t>(integer.bits);
+  return static_cast<int>(std::clamp<std::int64_t>(number, kLeast, kMost));
+}
+
 }  // namespace
 
 FoundValue FindKey(const plist::Value& root, const KeyPath& path) {
@@ -121,6 +146,8 @@ PrefStatus NotSerializable(const KeyPath& path, const CAtlString* name, const pl
   return {.error = PrefError::kNotSerializable, .path = std::move(way)};
 }
 
+// A store with entries of its own is changed in place; of another one the top-level entry is taken
+// out, changed and set again as a whole, which is how the platform's preferences keep it.
 PrefStatus ApplyChange(DomainStore& store, const KeyPath& path, const CAtlString& name,
                        const plist::Value& value, MissingKeys missing) {
   if (path.empty()) {
@@ -144,6 +171,36 @@ PrefStatus ApplyChange(DomainStore& store, const KeyPath& path, const CAtlString
   }
   const PrefStatus status = ChangeBelow(top, path, name, value, missing, &changed);
   return status.ok() ? store.SetEntry(top_name, *top.Find(top_name)) : status;
+}
+
+std::optional<CAtlString> TextOfValue(const plist::Value& value) {
+  CAtlString text;
+  switch (value.type()) {
+    case plist::Type::kString:
+      return CAtlString(std::u16string_view(value.text().ToUnits()));
+    case plist::Type::kReal:
+      text.Format(u"%0.9lf", value.real());
+      return text;
+    case plist::Type::kInteger:
+      text.Format(u"%d", IntOfNumber(value));
+      return text;
+    default:
+      return std::nullopt;
+  }
+}
+
+std::optional<int> IntOfValue(const plist::Value& value) {
+  switch (value.type()) {
+    case plist::Type::kString: {
+      const CAutoCFRelease<CFTypeRef> string(CreateObject(value, kCFPropertyListImmutable));
+      return CFStringGetIntValue(static_cast<CFStringRef>(string.Get()));
+    }
+    case plist::Type::kReal:
+    case plist::Type::kInteger:
+      return IntOfNumber(value);
+    default:
+      return std::nullopt;
+  }
 }
 
 }  // namespace orvik

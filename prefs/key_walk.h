@@ -1,4 +1,5 @@
-// The walks along a key path: looking up, and changing.
+// The walks along a key path, looking up and changing, and the conversions of what the readers
+// find.
 #pragma once
 
 #include <string>
@@ -20,7 +21,8 @@ struct FoundValue {
 FoundValue FindKey(const plist::Value& root, const KeyPath& path);
 // The entry of a name in that dictionary; a top-level entry for an empty path.
 FoundValue FindValue(const plist::Value& root, const KeyPath& path, const CAtlString& name);
-// The same in a store.
+// The same in a store. FindKeyIn needs a path of at least one key. Only the first entry is asked
+// for, so that a store that keeps its entries apart reads no other.
 FoundValue FindKeyIn(DomainStore& store, const KeyPath& path);
 FoundValue FindValueIn(DomainStore& store, const KeyPath& path, const CAtlString& name);
 
@@ -30,6 +32,7 @@ bool IsTooDeep(const KeyPath& path);
 // Adds a step to a path for people: names in UTF-8 with "/" between them.
 void AddToWay(std::string& way, std::string_view step);
 void AddToWay(std::string& way, const CAtlString& name);
+// The names of all keys of the path.
 std::string WayOf(const KeyPath& path);
 // kNotSerializable with the path to the value that cannot be kept: the names of the path, then
 // those inside the value.
@@ -44,5 +47,10 @@ enum class MissingKeys { kMake, kFail };
 // value that is there already is not a change.
 PrefStatus ApplyChange(DomainStore& store, const KeyPath& path, const CAtlString& name,
                        const plist::Value& value, MissingKeys missing);
+
+// What the readers make of a value: the table at GetPreferenceString (preferences.h). Nothing for
+// no value and for a value that is neither a string nor a number.
+std::optional<CAtlString> TextOfValue(const plist::Value& value);
+std::optional<int> IntOfValue(const plist::Value& value);
 
 }  // namespace orvik

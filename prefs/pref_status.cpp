@@ -1,6 +1,8 @@
 #include "prefs/pref_status.h"
 
+#include <algorithm>
 #include <cerrno>
+#include <iterator>
 #include <ostream>
 #include <utility>
 
@@ -47,60 +49,73 @@ PrefStatus PrefStatusFromErrno(int error, std::string path, PrefError otherwise)
 
 namespace {
 
-std::string Reason(const PrefStatus& status) {
-  switch (status.error) {
-    case PrefError::kNone:
-      return "";
-    case PrefError::kNotFound:
-      return "not found";
-    case PrefError::kNotAKey:
-      return "the key path leads through a value, not a key";
-    case PrefError::kConditionNotMet:
-      return "the present value is not the expected one";
-    case PrefError::kLockNotObtained:
-      return "another process holds the lock";
-    case PrefError::kRefusedDomain:
-      return "the domain cannot name a preference file";
-    case PrefError::kUnknownScope:
-      return "unknown scope";
-    case PrefError::kDamaged:
-      return "the file is no property list";
-    case PrefError::kRootNotDictionary:
-      return "the file is a property list without entries";
-    case PrefError::kUnreadable:
-      return std::string("the file cannot be read: ") + host::StatusText(status.system_status);
-    case PrefError::kNotSerializable:
-      return "the value cannot be kept in a property list";
-    case PrefError::kNotPermitted:
-      return "no right to write the file or its folder";
-    case PrefError::kReadOnly:
-      return "the volume is read-only";
-    case PrefError::kDiskFull:
-      return "no room on the volume";
-    case PrefError::kNotSaved:
-      return std::string("the file cannot be saved: ") + host::StatusText(status.system_status);
-    case PrefError::kIsAKey:
-      return "a key has this name";
-    case PrefError::kIsAValue:
-      return "a value has this name";
-    case PrefError::kEmptyPath:
-      return "the key path is empty";
-    case PrefError::kTooLarge:
-      return "the file is too large (a property list has at most 512 MiB, written out)";
-    case PrefError::kForeignLink:
-      return "a link of another user is in the way";
-    case PrefError::kInTheWay:
-      return "something is in the way of the file or its folder";
-    case PrefError::kLockRefused:
-      return "the lock's file is not a regular lock file of a trusted user";
-    case PrefError::kKeyNotEmpty:
-      return "the key is not empty";
-    case PrefError::kWrongType:
-      return "the value has another type";
-    case PrefError::kNothingSaved:
-      return "nothing of the file can be saved";
+// In lower case; "unknown error" for a status that no error number gives, "" for 0.
+const char* StatusText(OSStatus status) {
+  static constexpr std::pair<OSStatus, const char*> kTexts[] = {
+      {noErr, ""},
+      {unimpErr, "not supported by the volume"},
+      {dskFulErr, "no room on the volume"},
+      {ioErr, "input or output error"},
+      {bdNamErr, "bad or too long name"},
+      {tmfoErr, "too many open files"},
+      {fnfErr, "no such file or folder"},
+      {vLckdErr, "volume is read-only"},
+      {fBsyErr, "file is in use or a mount point, or folder is not empty"},
+      {dupFNErr, "name is taken"},
+      {paramErr, "bad parameter"},
+      {rfNumErr, "no such open file"},
+      {memFullErr, "no memory"},
+      {dirNFErr, "no such folder"},
+      {notAFileErr, "not a file"},
+      {diffVolErr, "on another volume"},
+      {fileBoundsErr, "file too large"},
+      {errFSForkNotFound, "no such fork"},
+      {coreFoundationUnknownErr, "unknown reason"},
+      {afpAccessDenied, "no permission"},
+  };
+  for (const auto& [known, text] : kTexts) {
+    if (known == status) {
+      return text;
+    }
   }
-  return "unknown";
+  return "unknown error";
+}
+
+constexpr std::pair<PrefError, const char*> kReasons[] = {
+    {PrefError::kNone, ""},
+    {PrefError::kNotFound, "not found"},
+    {PrefError::kNotAKey, "the key path leads through a value, not a key"},
+    {PrefError::kConditionNotMet, "the present value is not the expected one"},
+    {PrefError::kLockNotObtained, "another process holds the lock"},
+    {PrefError::kRefusedDomain, "the domain cannot name a preference file"},
+    {PrefError::kUnknownScope, "unknown scope"},
+    {PrefError::kDamaged, "the file is no property list"},
+    {PrefError::kRootNotDictionary, "the file is a property list without entries"},
+    {PrefError::kUnreadable, "the file cannot be read: "},
+    {PrefError::kNotSerializable, "the value cannot be kept in a property list"},
+    {PrefError::kNotPermitted, "no right to write the file or its folder"},
+    {PrefError::kReadOnly, "the volume is read-only"},
+    {PrefError::kDiskFull, "no room on the volume"},
+    {PrefError::kNotSaved, "the file cannot be saved: "},
+    {PrefError::kIsAKey, "a key has this name"},
+    {PrefError::kIsAValue, "a value has this name"},
+    {PrefError::kEmptyPath, "the key path is empty"},
+    {PrefError::kTooLarge,
+     "the file is too large (a property list has at most 512 MiB, written out)"},
+    {PrefError::kForeignLink, "a link of another user is in the way"},
+    {PrefError::kInTheWay, "something is in the way of the file or its folder"},
+    {PrefError::kLockRefused, "the lock's file is not a regular lock file of a trusted user"},
+    {PrefError::kKeyNotEmpty, "the key is not empty"},
+    {PrefError::kWrongType, "the value has another type"},
+    {PrefError::kNothingSaved, "nothing of the file can be saved"},
+};
+
+std::string Reason(const PrefStatus& status) {
+  const auto* const found =
+      std::find_if(std::begin(kReasons), std::end(kReasons),
+                   [&](const auto& row) { return row.first == status.error; });
+  std::string reason = found == std::end(kReasons) ? "unknown" : found->second;
+  return reason.ends_with(": ") ? reason + StatusText(status.system_status) : reason;
 }
 
 }  // namespace

@@ -65,7 +65,9 @@ struct [[nodiscard("it alone says whether the change is on disk")]] PrefStatus {
 // file (kUnreadable) only kTooLarge, kForeignLink and kInTheWay are distinguished.
 PrefStatus PrefStatusFromErrno(int error, std::string path, PrefError otherwise);
 
-// A short English reason in lower case, such as "no room on the volume"; "" for kNone.
+// Returns a short English reason in lower case, such as "no room on the volume", with the path
+// behind it if the status has one; "" for kNone. kUnreadable and kNotSaved name the error of the
+// system.
 std::string Describe(const PrefStatus& status);
 // Writes it, "ok" for kNone.
 std::ostream& operator<<(std::ostream& out, const PrefStatus& status);

@@ -44,7 +44,8 @@ class PreferenceWatch {
   // What has changed since the object was made or this was last called. Never blocks.
   std::vector<PreferenceChange> TakeChanges();
 
-  // The values as TakeChanges last found them, in a dictionary.
+  // The values as the constructor or TakeChanges last found them, in a dictionary, which is empty
+  // where there is no such key. Valid until the next call of TakeChanges.
   const plist::Value& values() const;
 
  private:

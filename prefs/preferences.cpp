@@ -9,7 +9,6 @@
 #include "platform/core_foundation/errno_status.h"
 #include "prefs/domain_store.h"
 #include "prefs/key_walk.h"
-#include "prefs/value_conversion.h"
 #include "strings/utf8_strings.h"
 
 namespace orvik {
@@ -125,6 +124,7 @@ DWORD DeletePreference(int scope, CAtlString key_path, CAtlString name, CAtlStri
   return DeleteEntry(scope, domain, KeyPath(key_path), name);
 }
 
+// Split before the rest is normalised again (preferences.h): the parent of "A//B" is "A".
 DWORD RecursivePreferenceDelete(int scope, CAtlString key_path, CAtlString domain) {
   const CAtlString normalised = KeyPath(key_path).text();
   const int last = normalised.ReverseFind(u'\\');

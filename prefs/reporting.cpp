@@ -118,6 +118,8 @@ PrefRepair Plan(const FileDomainStore& store, plist::Value& entries) {
 
 }  // namespace
 
+// Reads twice when it saves: what was planned without the lock is saved only if the file still has
+// the same bytes; else the plan is made again under the lock.
 PrefRepair RepairDomain(int scope, const CAtlString& domain,
                         std::optional<std::chrono::milliseconds> wait, PrefRepairMode mode) {
   const EffectiveDomain effective(scope, domain);

@@ -52,6 +52,7 @@ struct PrefCheck {
   PrefStatus status;  // as ReadDomain
   CAtlString damage;  // of a damaged file: what is wrong, in text with line and column
 };
+// Reads the file and changes nothing. `damage` is "" for any other status than kDamaged.
 PrefCheck CheckDomain(int scope, const CAtlString& domain);
 
 // Something that a repair could not save (plist/salvage.h).

@@ -1,7 +1,6 @@
 #include "prefs/scope.h"
 
-#include "platform/core_foundation/cf_preferences.h"
-#include "prefs/auto_release.h"
+#include "plist/file.h"
 
 namespace orvik {
 
@@ -24,12 +23,9 @@ HackToWorkAroundAnotherHackForAnnoyingTendencyOfOurSoftwareToWriteIntoGlobalWith
 }
 
 bool IsUsableDomain(const CAtlString& domain) {
-  // A path value would turn it into a separator.
-  if (domain.Find(u'\\') >= 0) {
-    return false;
-  }
-  const CAutoCFRelease<CFStringRef> name(domain.CreateCFStringRef(kCFAllocatorDefault));
-  return !host::PreferencesFile(name, kCFPreferencesCurrentUser, kCFPreferencesAnyHost).empty();
+  // The marker of the running application's bundle, which a plain program does not have.
+  return domain.View() != u"kCFPreferencesCurrentApplication" &&
+         !plist::PreferenceFile(plist::PreferenceFolder::kUser, domain.View()).empty();
 }
 
 EffectiveDomain::EffectiveDomain(int given_scope, const CAtlString& given_domain)

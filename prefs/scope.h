@@ -29,16 +29,20 @@ constexpr bool IsKnownScope(int effective_scope) {
          effective_scope == kMachineScope;
 }
 
-// Whether the domain can name a file of its own in a preferences folder: not empty, at most 1,023
-// bytes of UTF-8, no NUL, no "\" and no lone surrogate, no "/" at its beginning or end, no empty,
-// "." or ".." component, and none of more than 243 bytes. Others are refused by every operation
-// before any file is touched.
+// Whether the domain can name a file of its own in a preferences folder (PreferenceFile,
+// plist/file.h): not empty, at most 1,023 bytes of UTF-8, no NUL, no "\" and no lone surrogate, no
+// "/" at its beginning or end, no empty, "." or ".." component, and none of more than 243 bytes.
+// The marker "kCFPreferencesCurrentApplication" is refused, too: a program without a bundle has no
+// identifier that could take its place. Every operation refuses other domains before it touches a
+// file.
 bool IsUsableDomain(const CAtlString& domain);
 
 // A scope and domain as the operations use them, remapped once.
 struct EffectiveDomain {
+  // The scope may be any number; IsKnownScope tells whether it has a store.
   EffectiveDomain(int given_scope, const CAtlString& given_domain);
 
+  // Whether the given domain and the effective one can both name a file.
   bool usable() const { return usable_; }
 
   int scope;

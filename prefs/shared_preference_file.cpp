@@ -2,8 +2,6 @@
 
 #include <cerrno>
 
-#include "host/file_names.h"
-#include "host/system.h"
 #include "platform/core_foundation/cf_preferences.h"
 #include "platform/core_foundation/collections.h"
 #include "platform/core_foundation/errno_status.h"
@@ -14,20 +12,11 @@ namespace orvik {
 
 std::string SharedPreferenceFilePath(CFStringRef domain) {
   if (domain != nullptr && CFEqual(domain, kCFPreferencesCurrentApplication)) {
-    const CFBundleRef bundle = CFBundleGetMainBundle();
-    domain = bundle == nullptr ? nullptr : CFBundleGetIdentifier(bundle);
+    domain = CFBundleGetIdentifier(CFBundleGetMainBundle());
   }
-  if (domain == nullptr) {
-    return {};
-  }
-  const CAtlString text(domain);
-  const auto name = host::FileNameToBytes(text.View());
-  if (!name || !IsUsableDomain(text)) {
-    return {};
-  }
-  // The preferences folder of a home is always its "Library/Preferences", through links or not, and
-  // has the same place below the shared user folder.
-  return host::SystemPath("/Users/Shared/Library/Preferences/") + *name + ".plist";
+  return domain == nullptr
+             ? std::string()
+             : plist::PreferenceFile(plist::PreferenceFolder::kShared, domain->ToUnits());
 }
 
 CFURLRef LibPref_CopySharedCFURLRef(CFStringRef domain) {
@@ -46,6 +35,8 @@ CFPropertyListRef SharedPropertyList(CFStringRef domain) {
   return CreateObject(file.root(), kCFPropertyListImmutable);
 }
 
+// The file is read again after each try that met a new file, because Save replaces what was read
+// alone.
 SInt32 SavePropertiesToSharedFile(CFPropertyListRef properties, CFStringRef domain) {
   plist::File file(SharedPreferenceFilePath(domain));
   if (file.Lock(plist::File::Folder::kMake) != 0) {
@@ -67,6 +58,7 @@ CFPropertyListRef SharedPreferencesCopyValue(CFStringRef name, CFStringRef domai
   return CreateObject(store.Entry(name->text()), kCFPropertyListMutableContainers);
 }
 
+// Only a dictionary may bring the file, and its folder, into being.
 void SharedPreferencesSetValue(CFStringRef name, CFPropertyListRef value, CFStringRef domain) {
   if (name == nullptr || domain == nullptr) {
     return;

@@ -13,8 +13,8 @@
 #include <string>
 
 #include "platform/core_foundation/collections.h"
+#include "platform/core_foundation/scalars.h"
 #include "platform/core_foundation/string.h"
-#include "platform/core_foundation/url.h"
 #include "strings/platform_reference.h"
 
 namespace orvik {

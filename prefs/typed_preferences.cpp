@@ -12,12 +12,14 @@ using plist::Type;
 
 namespace {
 
+// An integer that fits; one above 2^63 - 1 is of another type here.
 std::optional<std::int64_t> SignedInteger(const PreferenceValue& value) {
   return value.type() == Type::kInteger && !value.integer().is_unsigned
              ? std::optional(static_cast<std::int64_t>(value.integer().bits))
              : std::nullopt;
 }
 
+// A real, or an integer of any kind as the nearest double.
 std::optional<double> AnyNumber(const PreferenceValue& value) {
   if (value.type() == Type::kReal) {
     return value.real();
@@ -41,6 +43,7 @@ auto Converted(const PreferenceReader& reader, std::u16string_view key_path,
   return result;
 }
 
+// Hands the status over, if it is wanted, and the value.
 PreferenceValue ValueAndStatus(PrefStatus found, PreferenceValue value, PrefStatus* status) {
   if (status != nullptr) {
     *status = std::move(found);

@@ -46,6 +46,12 @@ class PreferenceReader {
   // A key with everything below it, as a dictionary; the whole domain for an empty key path.
   virtual PreferenceValue Key(std::u16string_view key_path, PrefStatus* status = nullptr) const = 0;
 
+  // The value as a C++ type; nothing where none is found or it has another type.
+  //
+  //   String    a string, any units           Date    a moment of the system's clock
+  //   Integer   from -2^63 to 2^63 - 1        Data    bytes
+  //   Real      a real, or any integer,       Array   the elements, of any types
+  //             rounded to the nearest double Boolean a boolean alone
   std::optional<std::u16string> String(std::u16string_view key_path, std::u16string_view name,
                                        PrefStatus* status = nullptr) const;
   std::optional<std::int64_t> Integer(std::u16string_view key_path, std::u16string_view name,
@@ -88,8 +94,11 @@ class PreferenceSnapshot final : public PreferenceReader {
   PreferenceValue entries_;
 };
 
+// A domain as it is on disk at each call. Nothing is kept between calls; an object may be copied.
 class TypedPreferences final : public PreferenceReader {
  public:
+  // Touches no file. A scope or domain that cannot be used is an answer of each call
+  // (kUnknownScope, kRefusedDomain).
   explicit TypedPreferences(std::u16string_view domain, int scope = kSharedScope);
 
   PreferenceValue Value(std::u16string_view key_path, std::u16string_view name,
@@ -101,6 +110,7 @@ class TypedPreferences final : public PreferenceReader {
                  const PreferenceValue& value);
   // Success also when there is nothing to remove.
   PrefStatus Remove(std::u16string_view key_path, std::u16string_view name);
+  // Removes the last key of the path with everything below it. kEmptyPath for an empty path.
   PrefStatus RemoveKey(std::u16string_view key_path);
 
  private:

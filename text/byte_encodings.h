@@ -14,12 +14,14 @@
 
 namespace [[gnu::visibility("default")]] orvik {
 
+// The characters that so many bytes take, padding included. Any number below 2^63 is right.
 constexpr std::uint64_t Base64Length(std::uint64_t bytes) {
   return (bytes + 2) / 3 * 4;
 }
 
 // Writes Base64Length(length) characters, the padding included, without a terminator.
 void EncodeBase64(const void* bytes, size_t length, char* text);
+// The same as a new string.
 std::string EncodedBase64(std::string_view bytes);
 
 // Decodes groups of four characters up to a bad one, and moves `bytes` behind what was produced: at

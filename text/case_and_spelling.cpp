@@ -48,6 +48,7 @@ constexpr char16_t UpperAscii(char16_t unit) {
   return unit >= u'a' && unit <= u'z' ? static_cast<char16_t>(unit - 32) : unit;
 }
 
+// ASCII goes without ICU, which need not even be loaded then.
 template <char16_t (*kMap)(char16_t)>
 std::u16string MappedAscii(std::u16string_view text) {
   std::u16string result(text);
@@ -105,6 +106,7 @@ int CompareFolded(std::u16string_view a, std::u16string_view b) {
 
 namespace {
 
+// ICU's data of form C, which lives as long as the program.
 const UNormalizer2* Composing() {
   UErrorCode status = U_ZERO_ERROR;
   static const UNormalizer2* const form = icu::unorm2_getNFCInstance(&status);

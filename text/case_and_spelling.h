@@ -19,8 +19,10 @@ std::u16string ToLower(std::u16string_view text, const char* locale);
 // Full case folding. In the locales of Turkish and Azeri "I" goes with the dotless and "\u0130"
 // with the dotted letter; any other locale folds like the root.
 std::u16string FoldCase(std::u16string_view text, const char* locale = "");
+// Whether the locale is one of these: its language is "tr", "az", "tur" or "aze".
 bool HasDotlessI(std::string_view locale);
 
+// The lower case of an ASCII letter; every other unit as it is.
 constexpr char16_t LowerAscii(char16_t unit) {
   return unit >= u'A' && unit <= u'Z' ? static_cast<char16_t>(unit + 32) : unit;
 }

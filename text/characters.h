@@ -14,11 +14,15 @@
 namespace [[gnu::visibility("default")]] orvik {
 
 inline constexpr char32_t kLastCharacter = 0x10FFFF;
+// The units of the longest text that goes through ICU and the platform's strings in one piece: its
+// bytes, and twice its units, fit 32 bits with a sign.
+inline constexpr std::ptrdiff_t kMaximumStringLength = 0x3FFFFFFF;
 // Stands for a character that cannot be read or shown.
 inline constexpr char16_t kReplacementCharacter = 0xFFFD;
 
 // ---- UTF-16 (RFC 2781) ----
 
+// The first unit of a pair (U+D800 to U+DBFF), the second one (U+DC00 to U+DFFF), and either.
 constexpr bool IsHighSurrogate(char32_t value) {
   return (value & ~char32_t{0x3FF}) == 0xD800;
 }
@@ -33,9 +37,12 @@ constexpr bool IsCharacter(char32_t value) {
   return value <= kLastCharacter && !IsSurrogate(value);
 }
 
+// The units of a character: 2 from U+10000 on, else 1, also for a surrogate.
 constexpr std::size_t Utf16Units(char32_t character) {
   return character < 0x10000 ? 1 : 2;
 }
+// The character of a pair, and the pair of a character from U+10000 on. Other arguments give some
+// number.
 constexpr char32_t FromSurrogates(char32_t high, char32_t low) {
   return 0x10000 + ((high & 0x3FF) << 10) + (low & 0x3FF);
 }
@@ -71,6 +78,7 @@ constexpr std::size_t FindUnpairedSurrogate(std::u16string_view units) {
   return std::u16string_view::npos;
 }
 
+// Appends one unit or a pair; a surrogate as it is.
 inline void AppendCharacter(std::u16string& units, char32_t character) {
   if (Utf16Units(character) == 1) {
     units += static_cast<char16_t>(character);
@@ -93,6 +101,7 @@ constexpr std::size_t CharacterLength(std::string_view utf8) {
   return length;
 }
 
+// The bytes of a character in UTF-8, 1 to 4; 3 for a surrogate.
 constexpr std::size_t Utf8Bytes(char32_t character) {
   return character < 0x80 ? 1 : character < 0x800 ? 2 : Utf16Units(character) + 2;
 }
@@ -106,6 +115,7 @@ constexpr void WriteUtf8(char32_t character, Byte* target) {
   }
   target[0] = static_cast<Byte>(kFirstBytes[length] | character);
 }
+// Appends them.
 inline void AppendCharacter(std::string& utf8, char32_t character) {
   char bytes[4];
   WriteUtf8(character, bytes);

@@ -31,6 +31,8 @@ bool IsUnpaired(std::u16string_view text) {
   return IsSurrogate(text[0]) && CharacterLength(text) == 1;
 }
 
+// Without a target the whole result is measured, which Utf8Length does fastest: it counts an
+// unpaired surrogate as the one byte that is put in its place.
 EncodedLength EncodeToUtf8(std::u16string_view text, char loss_byte, char* target, size_t room) {
   if (target == nullptr) {
     if (loss_byte == 0) {
@@ -56,6 +58,7 @@ EncodedLength EncodeToUtf8(std::u16string_view text, char loss_byte, char* targe
   return {static_cast<size_t>(source - text.data()), static_cast<size_t>(at - target)};
 }
 
+// Unpaired surrogates are units like any other.
 EncodedLength EncodeToUtf16(std::u16string_view text, std::endian order, char* target,
                             size_t room) {
   size_t count = std::min(text.size(), room / 2);
@@ -68,6 +71,7 @@ EncodedLength EncodeToUtf16(std::u16string_view text, std::endian order, char* t
   return {count, 2 * count};
 }
 
+// Four bytes for each character, and for the loss byte in place of an unpaired surrogate.
 EncodedLength EncodeToUtf32(std::u16string_view text, std::endian order, char loss_byte,
                             char* target, size_t room) {
   EncodedLength done;
@@ -89,6 +93,7 @@ EncodedLength EncodeToUtf32(std::u16string_view text, std::endian order, char lo
   return done;
 }
 
+// No character of UTF-8 becomes more units than it has bytes.
 std::optional<std::u16string> DecodeFromUtf8(std::string_view bytes) {
   std::u16string text(bytes.size(), u'\0');
   const char* source = bytes.data();
@@ -187,6 +192,7 @@ std::optional<std::u16string> DecodeText(CodePage page, std::string_view bytes) 
 
 namespace {
 
+// The units of the bytes from 0x80 on.
 constexpr char16_t kUpperHalf[128] = {
     0x00C4, 0x00C5, 0x00C7, 0x00C9, 0x00D1, 0x00D6, 0x00DC, 0x00E1, 0x00E0, 0x00E2, 0x00E4, 0x00E3,
     0x00E5, 0x00E7, 0x00E9, 0x00E8, 0x00EA, 0x00EB, 0x00ED, 0x00EC, 0x00EE, 0x00EF, 0x00F1, 0x00F3,

@@ -23,6 +23,7 @@ inline constexpr CodePage kAsciiCodePage = 20127;
 inline constexpr CodePage kLatin1CodePage = 28591;
 inline constexpr CodePage kUtf8CodePage = 65001;
 
+// Whether text can be converted from and to the code page. Opens its converter, if it needs one.
 bool IsKnownCodePage(CodePage page);
 
 // The result of an encoding.
@@ -43,6 +44,7 @@ std::optional<std::u16string> DecodeText(CodePage page, std::string_view bytes);
 // Mac OS Roman, the 8-bit encoding of the platform: the mapping of 1999, with the euro sign at
 // 0xDB. Bytes below 0x80 are ASCII.
 
+// The unit of a byte; every byte has one.
 char16_t UnitOfMacRoman(unsigned char byte);
 // -1 for a unit that Mac OS Roman lacks.
 int MacRomanOfUnit(char16_t unit);

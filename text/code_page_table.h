@@ -25,7 +25,8 @@ struct CodePageEntry {
   std::span<const ByteCorrection> corrections;
 };
 
-// Finds an entry by its number; null when the table has none.
+// Finds an entry by its number in a sorted table; null when the table has none. The result lives as
+// long as the program.
 const CodePageEntry* FindCodePage(CodePage page);
 
 // A code page of single bytes, as a table.
@@ -36,6 +37,7 @@ class SingleByteTable {
 
   // -1 for a unit that has no byte.
   int ByteOf(char16_t unit) const;
+  // As EncodeText and DecodeText (code_page_codec.h); Decode is empty for a byte without a meaning.
   EncodedLength Encode(std::u16string_view text, char loss_byte, char* target, size_t room) const;
   std::optional<std::u16string> Decode(std::string_view bytes) const;
 

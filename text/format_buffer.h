@@ -28,8 +28,12 @@ class FormatBuffer {
     return capacity_ - length_ >= count ? data_ + length_ : Grow(count);
   }
   void Take(size_t count) { length_ += count; }
+  // Each appends all of its text, or nothing: false when the result would have more than
+  // kMaximumFormattedLength units. Too little memory throws std::bad_alloc.
   bool Append(std::u16string_view units);
+  // The unit `count` times.
   bool Append(size_t count, char16_t unit);
+  // The bytes as ISO 8859-1: each is the unit of the same number.
   bool AppendLatin1(std::string_view bytes);
   // The same for a handful of bytes.
   bool AppendFew(std::string_view bytes) {
@@ -63,9 +67,12 @@ bool PutInteger(FormatBuffer& out, const FormatSpec& spec, std::intmax_t argumen
 bool PutPlainInteger(FormatBuffer& out, std::uintmax_t magnitude, bool is_negative,
                      char16_t conversion);
 
+// By "e", "f", "g" or "a" of C, with "." whatever the locale of libc says. Any precision is carried
+// out: digits behind the last one that the number has are zeros.
 bool PutReal(FormatBuffer& out, const FormatSpec& spec, double value);
 bool PutReal(FormatBuffer& out, const FormatSpec& spec, long double value);
 
+// "0x" and hexadecimal digits; "0x0" for null.
 bool PutAddress(FormatBuffer& out, const FormatSpec& spec, const void* address);
 
 }  // namespace orvik

@@ -34,6 +34,7 @@ enum class FormatType : unsigned char {
   kPointer,
 };
 
+// Integers, characters included.
 constexpr bool IsIntegerType(FormatType type) {
   return type >= FormatType::kChar && type <= FormatType::kUnit;
 }
@@ -44,7 +45,12 @@ constexpr bool IsTextType(FormatType type) {
   return type == FormatType::kNarrow || type == FormatType::kWide;
 }
 
-// Whether a conversion of the type `wanted` can show an argument of the type `given`.
+// Whether a conversion of the type `wanted` can show an argument of the type `given`:
+//
+//   wanted     given
+//   integer    any integer or character     kObject    a text or an object
+//   real       kReal, kLongReal             kPointer   a text, an object or a pointer
+//   text       a narrow or a wide text      kNone      nothing
 constexpr bool TakesArgument(FormatType wanted, FormatType given) {
   if (wanted == FormatType::kPointer) return given >= FormatType::kNarrow;
   if (wanted == FormatType::kObject) return IsTextType(given) || given == FormatType::kObject;
@@ -52,11 +58,13 @@ constexpr bool TakesArgument(FormatType wanted, FormatType given) {
          (IsRealType(wanted) && IsRealType(given)) || (IsTextType(wanted) && IsTextType(given));
 }
 
-// One argument with its type.
+// One argument with its type. It refers to its text, object or long double, which the caller keeps
+// until the format is carried out.
 struct FormatArgument {
   // The length of a text that ends with a 0 unit.
   static constexpr std::size_t kTerminated = static_cast<std::size_t>(-1);
 
+  // `type` says how many bits of the value count and whether it is a character.
   static constexpr FormatArgument Integer(FormatType type, std::intmax_t value) {
     FormatArgument argument{type, 0, {}};
     argument.integer = value;
@@ -67,6 +75,8 @@ struct FormatArgument {
     argument.real = value;
     return argument;
   }
+  // A text of `length` units or kTerminated, an object, or an address; of kLongReal the place of
+  // the number. Null is allowed for all but that.
   static constexpr FormatArgument Pointer(FormatType type, const void* value,
                                           std::size_t length = 0) {
     FormatArgument argument{type, length, {}};
@@ -83,7 +93,10 @@ struct FormatArgument {
   };
 };
 
-// "%[n$][flags][width][.precision][length]conversion"
+// A conversion, "%[n$][flags][width][.precision][length]conversion" (formatter.h), as it is
+// written. Numbers beyond kMaximumNumber are kMaximumNumber. A "-" before a width makes `left` and
+// not a negative number; a negative argument for a width does the same when the format is carried
+// out.
 struct FormatSpec {
   static constexpr int kAbsent = -1;       // no width, no precision
   static constexpr int kNextArgument = 0;  // positions count from 1
@@ -129,6 +142,8 @@ inline constexpr FormatType kTypes[9][8] = {
     {kMaximum, kByte, kUnit, kReal, kNarrow, kWide, kObject, kPointer},       // j
 };
 
+// The type that a conversion letter takes with the length letter of that row; kNone for a letter
+// that is no conversion.
 constexpr FormatType TypeOf(unsigned letter, std::size_t length) {
   for (std::size_t kind = 0; letter < 0x80 && kind < std::size(kLetters); ++kind) {
     if (kLetters[kind].find(static_cast<char>(letter)) != std::string_view::npos) {
@@ -140,7 +155,9 @@ constexpr FormatType TypeOf(unsigned letter, std::size_t length) {
 
 }  // namespace format_tags
 
-// Reads the conversion whose "%" is just before `index`, which is moved behind it.
+// Reads the conversion whose "%" is just before `index`, which is moved behind it. Never fails:
+// what is no conversion has the type kNone, and its letter in `conversion`, or 0 at the end of the
+// format. Length letters in any number are read; the last one counts.
 template <class Unit>
 constexpr FormatSpec ParseFormatSpec(std::basic_string_view<Unit> format, std::size_t& index) {
   FormatSpec spec;

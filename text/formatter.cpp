@@ -13,6 +13,7 @@ namespace orvik {
 
 namespace {
 
+// Of a list of C: a format cannot make the list of types longer than this.
 constexpr int kMaximumPositions = 4096;
 
 // Arguments with their types, in any order.
@@ -93,6 +94,7 @@ class ArgumentReader {
 
  private:
   std::va_list list_;
+  // Arguments refer to their number; those of a list keep their places here.
   std::forward_list<long double> long_reals_;
 };
 
@@ -181,6 +183,7 @@ bool PutArgument(FormatBuffer& out, const FormatSpec& spec, const FormatArgument
   return PutInteger(out, spec, argument.integer, shown);
 }
 
+// A negative width is its amount with the flag "-" (C, 7.21.6.1); a negative precision is none.
 void SetWidth(FormatSpec& spec, std::intmax_t width) {
   if (width < 0) {
     spec.left = true;
@@ -196,6 +199,7 @@ void SetPrecision(FormatSpec& spec, std::intmax_t precision) {
           : static_cast<int>(std::min<std::intmax_t>(precision, FormatSpec::kMaximumNumber));
 }
 
+// A part of the format: UTF-16 as it is, bytes as Mac OS Roman.
 bool AppendText(FormatBuffer& out, std::u16string_view text) {
   return out.Append(text);
 }
@@ -203,6 +207,9 @@ bool AppendText(FormatBuffer& out, std::string_view text) {
   return out.AppendMacRoman(text);
 }
 
+// Goes over the format once: text up to the next "%", then the conversion. A list of C whose
+// conversions have positions is first read as a whole, because only its order tells where an
+// argument lies.
 template <class Unit>
 class Formatter {
  public:
@@ -331,6 +338,7 @@ class Formatter {
     return out_.Append(1, u'S');
   }
 
+  // Copies what is no conversion, and "%" for one that ends in "%" ("%5%").
   bool PutUnknown(const FormatSpec& spec, size_t percent, size_t* index) {
     if (spec.conversion != u'%') return AppendText(out_, format_.substr(percent, *index - percent));
     return out_.Append(1, u'%') && AppendReplacedS(index);
@@ -349,6 +357,7 @@ class Formatter {
     return true;
   }
 
+  // A width or precision; false for an argument that is no integer.
   static bool NumberOf(const FormatArgument& argument, std::intmax_t* number) {
     if (!IsIntegerType(argument.type)) return false;
     *number = argument.integer;

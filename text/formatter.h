@@ -53,7 +53,7 @@ bool FormatUnits(FormatBuffer& result, std::u16string_view format,
                  std::span<const FormatArgument> arguments, ObjectDescriber describe,
                  FormatStyle style = FormatStyle::kPlain);
 
-// The same with the format in Mac OS Roman.
+// The same with the format in Mac OS Roman. The result is UTF-16 all the same.
 bool FormatMacRoman(FormatBuffer& result, std::string_view format, std::va_list arguments,
                     ObjectDescriber describe);
 bool FormatMacRoman(FormatBuffer& result, std::string_view format,

@@ -15,6 +15,7 @@ bool ChangesText(char32_t point) {
 
 }  // namespace
 
+// Only the lead bytes that a control can have are decoded; all others answer at once.
 std::optional<ControlCharacter> ControlAt(std::string_view utf8, std::size_t at) {
   const auto byte = [&](std::size_t index) {
     return static_cast<char32_t>(static_cast<unsigned char>(utf8[index]));
@@ -123,6 +124,7 @@ int ColumnsOf(std::u16string_view text) {
   return columns;
 }
 
+// Lines are counted first; then the characters of the last one, by the bytes that begin one.
 TextPlace PlaceInText(std::string_view text, std::size_t position) {
   TextPlace place;
   const std::string_view before = text.substr(0, position);

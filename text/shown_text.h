@@ -24,6 +24,7 @@ struct ControlCharacter {
   std::size_t length;  // in bytes
 };
 // The one that begins at this byte, if one does.
+// `at` must lie within the text. Nothing for every other character, and inside a character.
 std::optional<ControlCharacter> ControlAt(std::string_view utf8, std::size_t at);
 
 // The text on one line, safe to print: a backslash, and every character of ControlAt, as an escape
@@ -63,10 +64,13 @@ int ColumnsOf(std::u16string_view text);
 
 // Lines and columns count from 1, columns in characters of UTF-8. Lines end with a line feed, a
 // carriage return, or both.
+// A tab is one character; a byte that is not UTF-8 counts as one.
 struct TextPlace {
   std::size_t line = 1;
   std::size_t column = 1;
 };
+// The place of the byte `position`, which may lie behind the end: then the place of the end. Takes
+// time proportional to the position.
 TextPlace PlaceInText(std::string_view text, std::size_t position);
 
 }  // namespace orvik

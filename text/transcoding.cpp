@@ -299,54 +299,32 @@ size_t Utf8Length(std::u16string_view units) {
   if (units.size() >= static_cast<size_t>(kWideUnits) && transcoding::HasAvx2()) {
     length = transcoding::MeasureBlocksAvx2(s, end);
   }
-  unsigned waiting = 0;  // 1 after a block that ended with a high surrogate
-  const auto count_one = [&] {
-    if (!IsSurrogate(*s)) {
-      length += 1u + (*s >= 0x80) + (*s >= 0x800);
-    } else if (IsHighSurrogate(*s) && end - s >= 2 && IsLowSurrogate(s[1])) {
-      length += 4;
-      ++s;
-    } else {
-      ++length;
-    }
-    ++s;
-  };
-  while (end - s >= 32) {
-    if (waiting == 0 && AreAscii(s)) {
+  return length + transcoding::MeasurePlain(s, end);
+}
+
+// ASCII goes two blocks at a time. After a block with another character the next sixteen units go
+// one by one, so that mixed text is not looked at twice.
+size_t transcoding::MeasurePlain(const char16_t* s, const char16_t* end) {
+  size_t length = 0;
+  while (s < end) {
+    while (end - s >= static_cast<std::ptrdiff_t>(2 * kBlock) && AreAscii(s)) {
       length += 2 * kBlock;
       s += 2 * kBlock;
-      continue;
     }
-    const BlocksLength blocks = LengthOfBlocks(s);
-    if (!blocks.has_surrogates && waiting == 0) {
-      length += blocks.bytes;
-      s += 2 * kBlock;
-      continue;
+    const char16_t* const stretch_end =
+        end - s > static_cast<std::ptrdiff_t>(kBlock) ? s + kBlock : end;
+    while (s < stretch_end) {
+      const char16_t unit = *s++;
+      if (!IsSurrogate(unit)) {
+        length += 1u + (unit >= 0x80) + (unit >= 0x800);
+      } else if (IsHighSurrogate(unit) && s < end && IsLowSurrogate(*s)) {
+        length += 4;
+        ++s;
+      } else {
+        ++length;
+      }
     }
-    // Every low surrogate must follow a high one, and the other way round.
-    const SurrogateBits first = SurrogatesOf(s);
-    const SurrogateBits second = SurrogatesOf(s + kBlock);
-    const std::uint64_t high = first.high | std::uint64_t{second.high} << kBlock;
-    const std::uint64_t low = first.low | std::uint64_t{second.low} << kBlock;
-    if (low == ((high << 1 | waiting) & 0xFFFFFFFF)) {
-      length += blocks.bytes;
-      waiting = second.high >> 15;
-      s += 2 * kBlock;
-      continue;
-    }
-    if (waiting != 0) {
-      --s;
-      length -= 2;
-      waiting = 0;
-    }
-    const char16_t* const stretch_end = s + kBlock;
-    while (s < stretch_end) count_one();
   }
-  if (waiting != 0) {
-    --s;
-    length -= 2;
-  }
-  while (s < end) count_one();
   return length;
 }
 
@@ -361,6 +339,13 @@ std::ptrdiff_t Utf16Length(std::string_view bytes) {
   if (end - s >= kWideSource && transcoding::HasAvx2()) {
     length = static_cast<std::ptrdiff_t>(transcoding::CountBlocksAvx2(s, end));
   }
+  const std::ptrdiff_t rest = transcoding::CountPlain(s, end);
+  return rest < 0 ? rest : length + rest;
+}
+
+// The same for UTF-8, whose malformed characters end it.
+std::ptrdiff_t transcoding::CountPlain(const char* s, const char* end) {
+  std::ptrdiff_t length = 0;
   while (s < end) {
     while (end - s >= 16 && NonAsciiBits(s) == 0) {
       length += kBlock;
@@ -401,6 +386,7 @@ char32_t NextCharacter(std::string_view bytes, size_t& position) {
   return character;
 }
 
+// Whole blocks first, then the rest byte by byte; the rest of an ASCII text is one look more.
 size_t AsciiPrefix(std::string_view bytes) {
   size_t i = 0;
   while (bytes.size() - i >= kBlock && NonAsciiBits(bytes.data() + i) == 0) i += kBlock;
@@ -442,6 +428,7 @@ void WidenLatin1(const char* source, char16_t* target, size_t n) {
   WidenBlock(source + n - kBlock, target + n - kBlock);
 }
 
+// Blocks without a unit above 255 go at once; one with such a unit goes unit by unit.
 void NarrowLatin1(const char16_t* source, char* target, size_t n) {
   size_t i = 0;
   while (i < n) {

@@ -22,6 +22,9 @@ enum class TranscodingStop {
   kTargetFull,  // the next character does not fit
 };
 
+// Converts from `source` on until the source or the target ends, or up to a character that cannot
+// be converted. `source` and `target` move behind the last character that was. One that does not
+// fit whole is not begun. Neither place may be inside the other.
 TranscodingStop DecodeUtf8(const char*& source, const char* source_end, char16_t*& target,
                            char16_t* target_end);
 // A high surrogate at the end is kSourceEnds.
@@ -33,6 +36,7 @@ size_t Utf8Length(std::u16string_view units);
 // The UTF-16 units of the bytes; -1 when they are not well formed.
 std::ptrdiff_t Utf16Length(std::string_view bytes);
 
+// Whether the bytes are well formed; U+0000 may be among them.
 bool IsValidUtf8(std::string_view bytes);
 // The character that starts at `position`, which moves behind it. A byte that begins no well-formed
 // character gives U+FFFD.
@@ -50,7 +54,7 @@ inline bool IsAscii(std::u16string_view units) {
 // All units or-ed together: below 0x80 for ASCII, below 0x100 for Latin-1.
 char16_t OrOfUnits(std::u16string_view units);
 
-// Each byte to the unit of the same value.
+// Each of the `n` bytes to the unit of the same value. The places must not overlap.
 void WidenLatin1(const char* source, char16_t* target, size_t n);
 // Each unit to the byte of the same value, "?" above 255.
 void NarrowLatin1(const char16_t* source, char* target, size_t n);

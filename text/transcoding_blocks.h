@@ -11,19 +11,9 @@
 
 namespace orvik {
 
+// The bytes or units of a block. Every function below reads, or writes, exactly one block, or two
+// where it says so; places need not be aligned, and places to read and to write must not overlap.
 inline constexpr size_t kBlock = 16;
-
-// The UTF-8 length of two blocks, each surrogate counted as half of a pair: two bytes.
-struct BlocksLength {
-  unsigned bytes;
-  bool has_surrogates;
-};
-
-// One bit for each high, and for each low surrogate of a block.
-struct SurrogateBits {
-  unsigned high;
-  unsigned low;
-};
 
 // Units or-ed together, eight at a time.
 inline constexpr size_t kOrBlock = 8;
@@ -43,12 +33,13 @@ inline unsigned BitsOf(__m128i first, __m128i second) {
   return static_cast<unsigned>(_mm_movemask_epi8(_mm_packs_epi16(first, second)));
 }
 
-// One bit for each byte above 0x7F.
+// One bit for each byte of a block above 0x7F, the first byte's the lowest.
 inline unsigned NonAsciiBits(const char* bytes) {
   return static_cast<unsigned>(_mm_movemask_epi8(Load(bytes)));
 }
 
-// One bit for each unit above `limit`.
+// One bit for each unit of a block above kLimit, the first unit's the lowest. The difference of a
+// unit and the limit, cut at zero, is zero for the others.
 template <short kLimit>
 unsigned BitsAbove(const char16_t* units) {
   const __m128i limit = _mm_set1_epi16(kLimit);
@@ -58,13 +49,15 @@ unsigned BitsAbove(const char16_t* units) {
   return BitsOf(first, second) ^ 0xFFFF;
 }
 
+// Each byte to the unit of the same number: zero bytes are put between them.
 inline void WidenBlock(const char* source, char16_t* target) {
   const __m128i bytes = Load(source);
   Store(target, _mm_unpacklo_epi8(bytes, _mm_setzero_si128()));
   Store(target + 8, _mm_unpackhi_epi8(bytes, _mm_setzero_si128()));
 }
 
-// The low bytes.
+// The low byte of each unit. Packing would cut units above 255 at that, so their high bytes go
+// first.
 inline void NarrowBlock(const char16_t* source, char* target) {
   const __m128i low = _mm_set1_epi16(0xFF);
   Store(target,
@@ -83,37 +76,7 @@ inline bool AreAscii(const char16_t* units) {
   return _mm_movemask_epi8(_mm_cmpeq_epi16(above, _mm_setzero_si128())) == 0xFFFF;
 }
 
-inline BlocksLength LengthOfBlocks(const char16_t* units) {
-  const __m128i zero = _mm_setzero_si128();
-  __m128i few = zero;
-  __m128i surrogates = zero;
-  for (int i = 0; i < 4; ++i) {
-    const __m128i v = Load(units + 8 * i);
-    // -1 in each lane for every byte that the unit does not need of three.
-    few = _mm_add_epi16(few, _mm_cmpeq_epi16(_mm_subs_epu16(v, _mm_set1_epi16(0x7F)), zero));
-    few = _mm_add_epi16(few, _mm_cmpeq_epi16(_mm_subs_epu16(v, _mm_set1_epi16(0x7FF)), zero));
-    const __m128i is_surrogate =
-        _mm_cmpeq_epi16(_mm_and_si128(v, _mm_set1_epi16(static_cast<short>(0xF800))),
-                        _mm_set1_epi16(static_cast<short>(0xD800)));
-    few = _mm_add_epi16(few, is_surrogate);
-    surrogates = _mm_or_si128(surrogates, is_surrogate);
-  }
-  // Negated, every lane is between 0 and 8, so that its bytes can be summed.
-  const __m128i sum = _mm_sad_epu8(_mm_sub_epi16(zero, few), zero);
-  const int saved = _mm_cvtsi128_si32(sum) + _mm_extract_epi16(sum, 4);
-  return {6 * unsigned{kBlock} - static_cast<unsigned>(saved), _mm_movemask_epi8(surrogates) != 0};
-}
-
-inline SurrogateBits SurrogatesOf(const char16_t* units) {
-  const __m128i kind = _mm_set1_epi16(static_cast<short>(0xFC00));
-  const __m128i high = _mm_set1_epi16(static_cast<short>(0xD800));
-  const __m128i low = _mm_set1_epi16(static_cast<short>(0xDC00));
-  const __m128i first = _mm_and_si128(Load(units), kind);
-  const __m128i second = _mm_and_si128(Load(units + 8), kind);
-  return {BitsOf(_mm_cmpeq_epi16(first, high), _mm_cmpeq_epi16(second, high)),
-          BitsOf(_mm_cmpeq_epi16(first, low), _mm_cmpeq_epi16(second, low))};
-}
-
+// The units of all blocks of kOrBlock units that were added, or-ed together.
 class UnitsOr {
  public:
   void Add(const char16_t* units) { all_ = _mm_or_si128(all_, Load(units)); }
@@ -159,26 +122,6 @@ inline bool AreAscii(const char* bytes) {
 
 inline bool AreAscii(const char16_t* units) {
   return BitsAbove<0x7F>(units) == 0 && BitsAbove<0x7F>(units + kBlock) == 0;
-}
-
-inline BlocksLength LengthOfBlocks(const char16_t* units) {
-  BlocksLength length{0, false};
-  for (size_t i = 0; i < 2 * kBlock; ++i) {
-    const bool is_surrogate = (units[i] & 0xF800) == 0xD800;
-    length.has_surrogates |= is_surrogate;
-    length.bytes +=
-        1u + (units[i] >= 0x80 ? 1u : 0u) + (units[i] >= 0x800 && !is_surrogate ? 1u : 0u);
-  }
-  return length;
-}
-
-inline SurrogateBits SurrogatesOf(const char16_t* units) {
-  SurrogateBits bits{0, 0};
-  for (size_t i = 0; i < kBlock; ++i) {
-    bits.high |= static_cast<unsigned>((units[i] & 0xFC00) == 0xD800) << i;
-    bits.low |= static_cast<unsigned>((units[i] & 0xFC00) == 0xDC00) << i;
-  }
-  return bits;
 }
 
 class UnitsOr {

@@ -18,6 +18,11 @@ TranscodingStop DecodePlain(const char*& source, const char* source_end, char16_
 TranscodingStop EncodePlain(const char16_t*& source, const char16_t* source_end, char*& target,
                             char* target_end);
 
+// Utf8Length, in which an unpaired surrogate counts as one byte, and Utf16Length, which is -1 for
+// malformed bytes.
+size_t MeasurePlain(const char16_t* source, const char16_t* source_end);
+std::ptrdiff_t CountPlain(const char* source, const char* source_end);
+
 // Whether the processor has the vectors. The functions with the name may be called only then.
 bool HasAvx2();
 bool HasAvx512();

@@ -25,13 +25,17 @@ namespace [[gnu::visibility("default")]] orvik {
 
 enum class IcuLibrary { kCommon, kInternational };
 
-// The function of that name. Loads the library when that has not been done.
+// Returns the function of that name, whose suffix is that of ICU's version. Loads the library when
+// that has not been done; ends the process (status 127, a message on standard error) when the
+// library or the function does not exist. Threads may call at once.
 void* FindIcuFunction(IcuLibrary library, const char* name);
 
 }  // namespace orvik
 
 namespace orvik::icu {
 
+// A function of ICU that is called like the function itself. Its name lives as long as the program.
+// A call costs one load more than a direct one.
 template <typename Function>
 class LateFunction;
 
@@ -44,6 +48,7 @@ class LateFunction<Result(Parameters...)> {
 
   Result operator()(Parameters... arguments) const { return Get()(arguments...); }
 
+  // The address of the function, for where ICU takes one (callbacks).
   Pointer Get() const {
     const Pointer known = pointer_.load(std::memory_order_acquire);
     return known != nullptr ? known : Find();
@@ -118,6 +123,7 @@ ORVIK_INTERNATIONAL(udat_close);
 ORVIK_INTERNATIONAL(udat_format);
 ORVIK_INTERNATIONAL(udat_open);
 
+// The owner of a converter, which closes it.
 struct CloseConverter {
   void operator()(UConverter* converter) const { ucnv_close(converter); }
 };

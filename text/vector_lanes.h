@@ -23,6 +23,7 @@ namespace orvik::avx2 {
 // Loads, stores and masks of 256-bit vectors. For sources that are compiled for x86-64; the
 // functions may run only on a processor that has AVX2.
 
+// 16 and 32 bytes from and to any place, aligned or not.
 [[gnu::target("avx2"), gnu::always_inline]] inline __m128i LoadHalf(const void* place) {
   return _mm_loadu_si128(static_cast<const __m128i*>(place));
 }
@@ -64,6 +65,7 @@ namespace orvik::avx2 {
   return _pext_u32(ByteMask(comparison), 0x55555555u);
 }
 
+// The indices of a byte shuffle within 16 bytes.
 struct Shuffle {
   alignas(16) unsigned char index[16];
 };
@@ -95,6 +97,7 @@ namespace orvik::avx512 {
 
 inline constexpr std::ptrdiff_t kVectorBytes = 64;
 
+// 64 bytes from any place, aligned or not.
 ORVIK_AVX512 __m512i LoadAll(const void* place) {
   return _mm512_loadu_si512(place);
 }
@@ -110,6 +113,7 @@ ORVIK_AVX512 __m512i Words(std::uint32_t value) {
   return _mm512_set1_epi32(static_cast<int>(value));
 }
 
+// The first and the last 32 bytes.
 ORVIK_AVX512 __m256i LowHalf(__m512i vector) {
   return _mm512_castsi512_si256(vector);
 }
@@ -117,6 +121,7 @@ ORVIK_AVX512 __m256i HighHalf(__m512i vector) {
   return _mm512_extracti64x4_epi64(vector, 1);
 }
 
+// All three or-ed together, in one instruction.
 ORVIK_AVX512 __m512i Or(__m512i a, __m512i b, __m512i c) {
   return _mm512_ternarylogic_epi32(a, b, c, 0xFE);
 }
@@ -130,6 +135,7 @@ inline std::uint64_t Below(std::ptrdiff_t n) {
   return n >= 64 ? ~std::uint64_t{0} : (std::uint64_t{1} << n) - 1;
 }
 
+// The number of bits that are set.
 inline std::ptrdiff_t Count(std::uint64_t bits) {
   return __builtin_popcountll(bits);
 }
@@ -150,6 +156,7 @@ class Writer {
  public:
   Writer(Unit* place, Unit* end) : place_(place), end_(end) {}
 
+  // Behind what was written so far.
   Unit* Place() const { return place_; }
 
   // Prepares for n units in one or more vectors; false, and nothing is written, when they do not
@@ -168,6 +175,7 @@ class Writer {
     }
     return true;
   }
+  // Writes the first n lanes. All calls after one Begin together write no more than its n.
   ORVIK_AVX512 void Put(__m512i vector, std::ptrdiff_t n) {
     if (stores_whole_) {
       _mm512_storeu_si512(place_, vector);

@@ -24,7 +24,9 @@ class XmlScanner {
   explicit XmlScanner(std::string_view text, std::size_t position = 0)
       : text_(text), position_(position) {}
 
-  // Moves to the next tag.
+  // Moves behind the next tag, over comments, sections, instructions and a document type, and says
+  // what kind it is. After kMalformed the position is
+  // unspecified.
   Tag Next();
 
   // Moves over "</name>" when the next thing is plain character data and that end tag, which text()
@@ -45,7 +47,9 @@ class XmlScanner {
     return true;
   }
 
-  // The name and the attributes of the tag.
+  // The name of the tag, and everything between it and the end of the tag: for kStart and kEmpty
+  // attributes and blanks, for kEnd blanks. Views of the text. The attributes are well formed, but
+  // a name may occur twice.
   std::string_view name() const { return name_; }
   std::string_view attributes() const { return attributes_; }
 
@@ -81,10 +85,13 @@ bool AppendXmlText(std::u16string& result, std::string_view data);
 // return ("&amp;", "&#13;"); empty for every other byte.
 std::string_view XmlReference(char byte);
 
-// True for white space, comments and instructions alone.
+// True for white space, comments, instructions and a document type alone. A section counts by its
+// text.
 bool IsBlankXml(std::string_view data);
 
-// The value of an attribute in a tag's attributes(), as it is in the text; empty without one.
+// Returns the value of the attribute `name` in a tag's attributes(), as it is in the text,
+// references included and without its quotes; empty without such an attribute. The view is a part
+// of `attributes`.
 std::string_view XmlAttribute(std::string_view attributes, std::string_view name);
 
 }  // namespace orvik

@@ -10,6 +10,7 @@
 namespace orvik {
 namespace {
 
+// ISO 8859-1 is the first 256 characters of Unicode.
 std::string Utf8FromPascal(ConstStr255Param text) {
   std::string utf8;
   if (text == nullptr) return utf8;
@@ -18,16 +19,8 @@ std::string Utf8FromPascal(ConstStr255Param text) {
 }
 
 desktop::AlertLevel LevelOf(AlertType type) {
-  switch (type) {
-    case kAlertStopAlert:
-      return desktop::AlertLevel::kStop;
-    case kAlertNoteAlert:
-      return desktop::AlertLevel::kNote;
-    case kAlertCautionAlert:
-      return desktop::AlertLevel::kCaution;
-    default:
-      return desktop::AlertLevel::kPlain;
-  }
+  const bool is_known = type >= kAlertStopAlert && type < kAlertPlainAlert;
+  return is_known ? static_cast<desktop::AlertLevel>(type) : desktop::AlertLevel::kPlain;
 }
 
 }  // namespace
@@ -44,6 +37,7 @@ OSErr StandardAlert(AlertType type, ConstStr255Param error, ConstStr255Param exp
                                 .cancel_button = -1,
                                 .destructive_button = -1,
                                 .timeout = 0};
+  // The item of each button of the request, which has no gaps.
   std::vector<DialogItemIndex> items;
   const auto add = [&](DialogItemIndex item, std::string label) {
     if (item == record.defaultButton) request.default_button = static_cast<int>(items.size());

@@ -25,6 +25,7 @@ constexpr FSCatalogInfoBitmap kKnown = kFSCatInfoVolume | kFSCatInfoCreateDate |
                                        kFSCatInfoContentMod | kFSCatInfoAccessDate |
                                        kFSCatInfoPermissions | kFSCatInfoDataSizes;
 
+// Nanoseconds become 65536ths, rounded down.
 UTCDateTime DateFrom(std::int64_t seconds, std::int64_t nanoseconds) {
   const std::int64_t since_1904 = std::max<std::int64_t>(seconds + host::kSecondsFrom1904To1970, 0);
   UTCDateTime date;
@@ -96,6 +97,8 @@ std::vector<std::uint64_t>& Volumes() {
 
 }  // namespace
 
+// The place of the mount's id in a list that only grows, so that a number always means the same
+// mount.
 FSVolumeRefNum VolumeOf(const struct statx& info) {
   const std::lock_guard lock{volumes_mutex};
   std::vector<std::uint64_t>& volumes = Volumes();

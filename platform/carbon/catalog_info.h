@@ -49,9 +49,13 @@ inline constexpr FSCatalogInfoBitmap kFSCatInfoAccessDate = 0x00000100;
 inline constexpr FSCatalogInfoBitmap kFSCatInfoPermissions = 0x00000400;
 inline constexpr FSCatalogInfoBitmap kFSCatInfoDataSizes = 0x00004000;
 
-// Reads the chosen fields of an object, a link's own; the others keep their values. 0, or a status
-// of errno_status.h; paramErr for other bits. The last three arguments are not carried out and must
-// be null (paramErr).
+// Reads the fields of `*info` that `which_info` chooses, of the object that `ref` names, a link's
+// own; the others keep their values. Returns 0; paramErr for null, for other bits, and unless
+// `name`, `spec` and `parent`, which are not carried out, are null; fnfErr when the object is gone.
+//
+// Dates before 1904 are 1904. A file of which a copy took over the creation date has that one
+// (host/file_properties.h). A volume keeps its number to the end of the process; a volume beyond
+// the first 32,000 has the number 0.
 OSErr FSGetCatalogInfo(const FSRef* ref, FSCatalogInfoBitmap which_info, FSCatalogInfo* info,
                        HFSUniStr255* name, FSSpec* spec, FSRef* parent);
 

@@ -11,6 +11,7 @@
 #include <utility>
 
 #include "platform/carbon/ascii_collation.h"
+#include "platform/core_foundation/errno_status.h"
 #include "text/case_and_spelling.h"
 #include "text/transcoding.h"
 #include "text/unicode_library.h"
@@ -38,7 +39,6 @@ struct OpaqueCollator {
 
 namespace {
 
-constexpr OSStatus kParameterError = -50;
 constexpr OSStatus kCannotOpen = -1;
 
 constexpr UCCollateOptions kUsedOptions =
@@ -201,7 +201,7 @@ bool IsText(const UniChar* text, UniCharCount length) {
 
 OSStatus UCCreateCollator(LocaleRef, UCCollationVariant, UCCollateOptions options,
                           CollatorRef* collator) {
-  if (collator == nullptr) return kParameterError;
+  if (collator == nullptr) return paramErr;
   CollatorRef found = Find(options);
   if (found == nullptr) return kCannotOpen;
   *collator = found;
@@ -209,7 +209,7 @@ OSStatus UCCreateCollator(LocaleRef, UCCollationVariant, UCCollateOptions option
 }
 
 OSStatus UCDisposeCollator(CollatorRef* collator) {
-  if (collator == nullptr) return kParameterError;
+  if (collator == nullptr) return paramErr;
   *collator = nullptr;
   return 0;
 }
@@ -217,7 +217,7 @@ OSStatus UCDisposeCollator(CollatorRef* collator) {
 OSStatus UCCompareText(CollatorRef collator, const UniChar* a, UniCharCount a_length,
                        const UniChar* b, UniCharCount b_length, Boolean* equivalent,
                        SInt32* order) {
-  if (collator == nullptr || !IsText(a, a_length) || !IsText(b, b_length)) return kParameterError;
+  if (collator == nullptr || !IsText(a, a_length) || !IsText(b, b_length)) return paramErr;
   const int result = Compare(*collator, {a, a_length}, {b, b_length});
   if (equivalent != nullptr) *equivalent = result == 0;
   if (order != nullptr) *order = result;

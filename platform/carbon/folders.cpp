@@ -22,9 +22,6 @@ struct StandardFolder {
 };
 
 constexpr StandardFolder kFolders[] = {
-    {kSharedUserDataFolderType, nullptr, "/Users/Shared"},
-    {kPreferencesFolderType, "/Library/Preferences", "/Library/Preferences"},
-    {kDomainTopLevelFolderType, "", ""},
     {kApplicationSupportFolderType, "/Library/Application Support", "/Library/Application Support"},
     {kDocumentsFolderType, "/Documents", "/Users/Shared/Documents"},
     {kDesktopFolderType, "/Desktop", nullptr},
@@ -36,23 +33,14 @@ bool IsVolume(FSVolumeRefNum domain) {
   return domain < 0 && domain > kUserDomain;
 }
 
-std::string Below(std::string folder, const char* name) {
-  if (folder == "/") folder.clear();
-  folder += name;
-  return folder.empty() ? "/" : folder;
-}
-
 std::optional<std::string> FolderPath(FSVolumeRefNum domain, OSType type) {
-  if (type == kTemporaryFolderType) return host::TemporaryFolder();
-  const bool any = domain == kOnAppropriateDisk || domain == 0 || IsVolume(domain);
+  const bool is_user = domain == kUserDomain;
+  if (!is_user && domain != kSystemDomain && domain != kLocalDomain) return std::nullopt;
   for (const StandardFolder& folder : kFolders) {
-    if (folder.type != type) continue;
-    if ((any || domain == kUserDomain) && folder.of_user != nullptr) {
-      return Below(host::HomeFolder(), folder.of_user);
-    }
-    if (domain != kUserDomain && folder.of_system != nullptr) {
-      return Below(host::SystemRoot(), folder.of_system);
-    }
+    const char* const place = is_user ? folder.of_user : folder.of_system;
+    if (folder.type != type || place == nullptr) continue;
+    const std::string top = is_user ? host::HomeFolder() : host::SystemRoot();
+    return (top == "/" ? std::string() : top) + place;
   }
   return std::nullopt;
 }
@@ -67,19 +55,20 @@ FSVolumeRefNum VolumeOfPath(std::string path) {
   return carbon::VolumeOf(info);
 }
 
+// The trash of the volume on which the home lies is that of the home.
 OSErr FindTrash(FSVolumeRefNum domain, bool create, FSRef* folder) {
   std::string files;
   int error;
-  if (!IsVolume(domain)) {
-    const bool is_user = domain == kUserDomain || domain == kOnAppropriateDisk || domain == 0;
-    if (!is_user) return fnfErr;
+  const bool is_home = domain == kUserDomain || domain == 0 ||
+                       (IsVolume(domain) && VolumeOfPath(host::HomeTrash()) == domain);
+  if (is_home) {
     error = host::OpenHomeTrash(create, &files);
-  } else if (VolumeOfPath(host::HomeTrash()) == domain) {
-    error = host::OpenHomeTrash(create, &files);
-  } else {
+  } else if (IsVolume(domain)) {
     const std::string top = carbon::MountPointOf(domain);
     if (top.empty()) return nsvErr;
     error = host::OpenVolumeTrash(top, create, &files);
+  } else {
+    return fnfErr;
   }
   if (error == 0) error = carbon::MakeReference(files, carbon::Leaf::kKeep, folder, nullptr);
   return carbon::Status(error);
@@ -96,7 +85,6 @@ int MakeIfMissing(const std::string& path) {
 
 OSErr FSFindFolder(FSVolumeRefNum domain, OSType type, Boolean create, FSRef* folder) {
   if (folder == nullptr) return paramErr;
-  if (domain > 0) return nsvErr;
   if (type == kTrashFolderType) return FindTrash(domain, create != 0, folder);
   const std::optional<std::string> path = FolderPath(domain, type);
   if (!path) return fnfErr;

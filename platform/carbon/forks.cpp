@@ -1,18 +1,200 @@
 #include "platform/carbon/forks.h"
 
+#include <fcntl.h>
+#include <sys/file.h>
+#include <sys/stat.h>
+
+#include <algorithm>
 #include <cerrno>
+#include <iterator>
 #include <limits>
 #include <memory>
+#include <mutex>
+#include <optional>
+#include <string>
+#include <utility>
+#include <vector>
 
+#include "host/descriptor.h"
+#include "host/paths.h"
+#include "host/replace_file.h"
 #include "platform/carbon/fsref_internal.h"
-#include "platform/carbon/open_forks.h"
 #include "platform/core_foundation/errno_status.h"
 
 namespace orvik {
 namespace {
 
-using carbon::OpenFork;
 using carbon::Status;
+
+constexpr SInt64 kLargestFork = std::numeric_limits<SInt64>::max();
+
+// One open data fork. Its methods return 0 or an errno.
+class OpenFork {
+ public:
+  OpenFork(host::Descriptor file, bool may_write) : file_(std::move(file)), may_write_(may_write) {}
+
+  int Size(SInt64* size) const {
+    const std::optional<std::uint64_t> bytes = host::SizeOfRegular(file_.get());
+    if (!bytes) return EIO;
+    *size = static_cast<SInt64>(*bytes);
+    return 0;
+  }
+  int Read(SInt64 place, unsigned long count, char* buffer, unsigned long* done) const {
+    return host::ReadAt(file_.get(), buffer, count, place, done);
+  }
+  int Write(SInt64 place, unsigned long count, const char* buffer, unsigned long* done) {
+    if (!may_write_) return EBADF;
+    if (count > static_cast<UInt64>(kLargestFork - place)) return EFBIG;
+    return host::WriteAllAt(file_.get(), {buffer, count}, place, done);
+  }
+  int Close() { return file_.Close() || errno == EINTR ? 0 : errno; }
+
+  SInt64 position = 0;
+
+ private:
+  host::Descriptor file_;
+  bool may_write_;
+};
+
+std::mutex forks_mutex;
+
+std::vector<std::shared_ptr<OpenFork>>& Forks() {
+  static std::vector<std::shared_ptr<OpenFork>> forks;
+  return forks;
+}
+
+// The byte whose lock is the right to write.
+constexpr off_t kWriterByte = 0x7FFFFFFFFFFFFF00;
+
+enum class Share { kNothing, kShared, kAlone };
+
+struct Opening {
+  SInt8 permission;
+  int first_choice;   // flags of open
+  int second_choice;  // when the caller lacks the right for the first
+  Share reading;
+  Share writing;
+};
+
+constexpr Opening kOpenings[] = {
+    {fsRdPerm, O_RDONLY, O_RDONLY, Share::kShared, Share::kNothing},
+    {fsWrPerm, O_RDWR, O_WRONLY, Share::kNothing, Share::kShared},
+    {fsRdWrPerm, O_RDWR, O_RDWR, Share::kShared, Share::kAlone},
+    {fsRdWrShPerm, O_RDWR, O_RDWR, Share::kShared, Share::kShared},
+    {fsRdDenyPerm, O_RDWR, O_RDONLY, Share::kAlone, Share::kShared},
+    {fsWrDenyPerm, O_RDWR, O_RDONLY, Share::kShared, Share::kAlone},
+};
+
+// Whether the call says that somebody else has the lock. Other failures mean that the file system
+// has none.
+bool IsTaken(int result) {
+  return result != 0 && (errno == EWOULDBLOCK || errno == EACCES);
+}
+
+bool ReadingIsDenied(int descriptor, Share share) {
+  if (share == Share::kNothing) return false;
+  return IsTaken(flock(descriptor, (share == Share::kAlone ? LOCK_EX : LOCK_SH) | LOCK_NB));
+}
+
+bool WritingIsDenied(int descriptor, Share share, int access) {
+  // A lock needs a descriptor of its own kind: a reader cannot lock writers out.
+  if (share == Share::kNothing || access == O_RDONLY) return false;
+  if (share == Share::kShared && access == O_WRONLY) return false;
+  struct flock lock {};
+  lock.l_type = share == Share::kAlone ? F_WRLCK : F_RDLCK;
+  lock.l_whence = SEEK_SET;
+  lock.l_start = kWriterByte;
+  lock.l_len = 1;
+  return IsTaken(fcntl(descriptor, F_OFD_SETLK, &lock));
+}
+
+host::Descriptor OpenRegularFile(const std::string& path, const struct statx& expected, int access,
+                                 bool follow) {
+  // Of the links to a file that is to be written only those of trusted users are followed.
+  host::Descriptor file =
+      follow && access != O_RDONLY
+          ? host::OpenForOutput(path, access)
+          : host::OpenPath(path, access | O_NONBLOCK | (follow ? 0 : O_NOFOLLOW));
+  if (!file) return file;
+  struct statx info {};
+  int error = carbon::StatDescriptor(file.get(), &info);
+  if (error == 0 &&
+      (info.stx_ino != expected.stx_ino || carbon::DeviceOf(info) != carbon::DeviceOf(expected))) {
+    error = ENOENT;
+  }
+  if (error == 0) return file;
+  errno = error;
+  return {};
+}
+
+bool LacksRight(int error) {
+  return error == EACCES || error == EPERM || error == EROFS || error == ETXTBSY;
+}
+
+// Takes the fork over and gives it a number; 0 when all numbers are in use.
+FSIORefNum RegisterFork(std::shared_ptr<OpenFork> fork) {
+  const std::lock_guard lock{forks_mutex};
+  auto& forks = Forks();
+  auto slot = std::find(forks.begin(), forks.end(), nullptr);
+  if (slot == forks.end()) {
+    if (forks.size() == std::numeric_limits<FSIORefNum>::max()) return 0;
+    slot = forks.insert(slot, nullptr);
+  }
+  *slot = std::move(fork);
+  return static_cast<FSIORefNum>(slot - forks.begin() + 1);
+}
+
+// Null when the number is not in use.
+std::shared_ptr<OpenFork> FindFork(FSIORefNum number) {
+  const std::lock_guard lock{forks_mutex};
+  const auto& forks = Forks();
+  if (number <= 0 || static_cast<std::size_t>(number) > forks.size()) return nullptr;
+  return forks[static_cast<std::size_t>(number) - 1];
+}
+
+std::shared_ptr<OpenFork> UnregisterFork(FSIORefNum number) {
+  const std::lock_guard lock{forks_mutex};
+  auto& forks = Forks();
+  if (number <= 0 || static_cast<std::size_t>(number) > forks.size()) return nullptr;
+  return std::exchange(forks[static_cast<std::size_t>(number) - 1], nullptr);
+}
+
+// Opens the data fork of the regular file that `ref` names (or the link it names leads to), under
+// the rules of forks.h; empty, with `status` set, on failure.
+host::Descriptor OpenDataFork(const FSRef& ref, SInt8 permissions, bool* may_write, OSErr* status) {
+  const auto fail = [&](OSErr reason) {
+    *status = reason;
+    return host::Descriptor();
+  };
+  const auto* const opening =
+      std::find_if(std::begin(kOpenings), std::end(kOpenings),
+                   [permissions](const Opening& each) { return each.permission == permissions; });
+  if (opening == std::end(kOpenings)) return fail(paramErr);
+  std::string path;
+  struct statx info {};
+  int error = carbon::LocateReference(ref, &path, &info);
+  const bool link = error == 0 && S_ISLNK(info.stx_mode);
+  if (link) error = carbon::StatPath(path, carbon::Leaf::kFollow, &info);
+  if (error != 0) return fail(Status(error));
+  if (!S_ISREG(info.stx_mode)) return fail(notAFileErr);
+
+  int access = opening->first_choice;
+  host::Descriptor file = OpenRegularFile(path, info, access, link);
+  if (!file && LacksRight(errno) && opening->second_choice != access) {
+    access = opening->second_choice;
+    file = OpenRegularFile(path, info, access, link);
+  }
+  if (!file) {
+    const bool is_locked = errno == EPERM && (info.stx_attributes & STATX_ATTR_IMMUTABLE) != 0;
+    return fail(is_locked ? OSErr{fLckdErr} : Status(errno));
+  }
+  const bool reading_denied = ReadingIsDenied(file.get(), opening->reading);
+  if (reading_denied || WritingIsDenied(file.get(), opening->writing, access)) {
+    return fail(reading_denied ? permErr : opWrErr);
+  }
+  *may_write = access != O_RDONLY;
+  return file;
+}
 
 // The place a mode and an offset mean.
 OSErr PlaceInFork(const OpenFork& fork, UInt16 mode, SInt64 offset, SInt64* place) {
@@ -39,7 +221,7 @@ OSErr PlaceInFork(const OpenFork& fork, UInt16 mode, SInt64 offset, SInt64* plac
 template <class Call>
 OSErr Transfer(FSIORefNum fork, UInt16 mode, SInt64 offset, unsigned long request_count,
                const void* buffer, const unsigned long* done, const Call& transfer) {
-  const std::shared_ptr<OpenFork> open = carbon::FindFork(fork);
+  const std::shared_ptr<OpenFork> open = FindFork(fork);
   if (!open) return rfNumErr;
   if (buffer == nullptr && request_count != 0) return paramErr;
   SInt64 place = 0;
@@ -63,17 +245,16 @@ OSErr FSOpenFork(const FSRef* ref, unsigned long name_length, const UniChar*, SI
   if (name_length != 0) return errFSForkNotFound;
   OSErr status = noErr;
   bool may_write = false;
-  host::Descriptor file = carbon::OpenDataFork(*ref, permissions, &may_write, &status);
+  host::Descriptor file = OpenDataFork(*ref, permissions, &may_write, &status);
   if (!file) return status;
-  const FSIORefNum number =
-      carbon::RegisterFork(std::make_shared<OpenFork>(std::move(file), may_write));
+  const FSIORefNum number = RegisterFork(std::make_shared<OpenFork>(std::move(file), may_write));
   if (number == 0) return tmfoErr;
   *fork = number;
   return noErr;
 }
 
 OSErr FSCloseFork(FSIORefNum fork) {
-  const std::shared_ptr<OpenFork> closing = carbon::UnregisterFork(fork);
+  const std::shared_ptr<OpenFork> closing = UnregisterFork(fork);
   return closing ? Status(closing->Close()) : OSErr{rfNumErr};
 }
 
@@ -103,14 +284,14 @@ OSErr FSWriteFork(FSIORefNum fork, UInt16 position_mode, SInt64 position_offset,
 }
 
 OSErr FSGetForkSize(FSIORefNum fork, SInt64* fork_size) {
-  const std::shared_ptr<OpenFork> open = carbon::FindFork(fork);
+  const std::shared_ptr<OpenFork> open = FindFork(fork);
   if (!open) return rfNumErr;
   if (fork_size == nullptr) return paramErr;
   return Status(open->Size(fork_size));
 }
 
 OSErr FSGetForkPosition(FSIORefNum fork, SInt64* position) {
-  const std::shared_ptr<OpenFork> open = carbon::FindFork(fork);
+  const std::shared_ptr<OpenFork> open = FindFork(fork);
   if (!open) return rfNumErr;
   if (position == nullptr) return paramErr;
   *position = open->position;
@@ -118,7 +299,7 @@ OSErr FSGetForkPosition(FSIORefNum fork, SInt64* position) {
 }
 
 OSErr FSSetForkPosition(FSIORefNum fork, UInt16 position_mode, SInt64 position_offset) {
-  const std::shared_ptr<OpenFork> open = carbon::FindFork(fork);
+  const std::shared_ptr<OpenFork> open = FindFork(fork);
   if (!open) return rfNumErr;
   return PlaceInFork(*open, position_mode, position_offset, &open->position);
 }

@@ -17,18 +17,16 @@ using FSIORefNum = SInt16;
 
 // How a fork is opened. An opening that the ones already there forbid (in this or in another
 // process that uses these calls) fails with opWrErr or permErr:
-//   fsCurPerm      read and write when the caller may write, else read
 //   fsRdPerm       read
 //   fsWrPerm       write, beside other writers
 //   fsRdWrPerm     read and write as the only writer
 //   fsRdWrShPerm   read and write, beside other writers
-//   fsRdDenyPerm   fsCurPerm; nobody else may read meanwhile
-//   fsWrDenyPerm   fsCurPerm; nobody else may write meanwhile
+//   fsRdDenyPerm   read, and write when the caller may; nobody else may read meanwhile
+//   fsWrDenyPerm   read, and write when the caller may; nobody else may write meanwhile
 // The rules are advisory locks of the kernel (a whole-file lock for reading, one byte far beyond
 // any content for writing), so programs that do not use them are not stopped, and where the file
 // system has no locks nothing is denied. Whoever lacks the right to write cannot deny writing to
 // others.
-inline constexpr SInt8 fsCurPerm = 0x00;
 inline constexpr SInt8 fsRdPerm = 0x01;
 inline constexpr SInt8 fsWrPerm = 0x02;
 inline constexpr SInt8 fsRdWrPerm = 0x03;
@@ -59,11 +57,14 @@ OSErr FSCloseFork(FSIORefNum fork);
 OSErr FSReadFork(FSIORefNum fork, UInt16 position_mode, SInt64 position_offset,
                  unsigned long request_count, void* buffer, unsigned long* actual_count);
 
-// Writes and advances the position; a gap behind the old end reads as zeros.
+// Writes `request_count` bytes and advances the position; a gap behind the old end reads as zeros.
+// `actual_count` (may be null) is set in every case. wrPermErr when the fork was opened to be read,
+// fileBoundsErr beyond 2^63 - 1 bytes, dskFulErr on a full volume. After a failure a part may be
+// written.
 OSErr FSWriteFork(FSIORefNum fork, UInt16 position_mode, SInt64 position_offset,
                   unsigned long request_count, const void* buffer, unsigned long* actual_count);
 
-// Bytes.
+// The size of the fork and its position, in bytes. rfNumErr for a fork that is not open.
 OSErr FSGetForkSize(FSIORefNum fork, SInt64* fork_size);
 OSErr FSGetForkPosition(FSIORefNum fork, SInt64* position);
 

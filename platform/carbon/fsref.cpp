@@ -14,10 +14,13 @@
 #include <climits>
 #include <cstdlib>
 #include <cstring>
+#include <filesystem>
 #include <optional>
+#include <system_error>
 #include <utility>
 
 #include "host/descriptor.h"
+#include "host/file_properties.h"
 #include "host/paths.h"
 #include "host/system.h"
 #include "host/tree_walk.h"
@@ -44,17 +47,15 @@ int AnchorLimit() {
 
 class FSRefAnchor {
  public:
-  explicit FSRefAnchor(int descriptor) : descriptor_(descriptor) { ++live_anchors; }
-  ~FSRefAnchor() {
-    close(descriptor_);
-    --live_anchors;
-  }
+  explicit FSRefAnchor(host::Descriptor entry) : entry_(std::move(entry)) { ++live_anchors; }
+  ~FSRefAnchor() { --live_anchors; }
   FSRefAnchor(const FSRefAnchor&) = delete;
   FSRefAnchor& operator=(const FSRefAnchor&) = delete;
-  int descriptor() const { return descriptor_; }
+
+  int descriptor() const { return entry_.get(); }
 
  private:
-  int descriptor_;
+  host::Descriptor entry_;
 };
 
 namespace carbon {
@@ -69,12 +70,7 @@ using host::ChildPath;
 using host::LeafName;
 using host::ParentPath;
 
-constexpr unsigned kStatMask = STATX_BASIC_STATS | STATX_BTIME | STATX_MNT_ID;
 constexpr int kMaxScannedEntries = 10000;
-
-int StatFlags(Leaf leaf) {
-  return AT_NO_AUTOMOUNT | (leaf == Leaf::kKeep ? AT_SYMLINK_NOFOLLOW : 0);
-}
 
 // An overlay gives a file another birth time when it is first written to.
 bool BirthIsStable(const FSRef& ref, const std::string& path) {
@@ -95,11 +91,10 @@ bool BirthIsStable(const FSRef& ref, const std::string& path) {
 std::string AbsolutePath(std::string_view path) {
   while (path.size() > 1 && path.back() == '/') path.remove_suffix(1);
   if (path.empty() || path.front() == '/') return std::string(path);
-  char* const folder = getcwd(nullptr, 0);
-  if (folder == nullptr) return {};
-  std::string absolute = ChildPath(folder, path);
-  std::free(folder);
-  return absolute;
+  std::error_code error;
+  const std::string folder = std::filesystem::current_path(error).string();
+  errno = error.value();
+  return error ? std::string() : ChildPath(folder, path);
 }
 
 // A path that ends in a dot component names its folder by another name than its own.
@@ -139,7 +134,7 @@ std::optional<std::string> FindInFolder(const FSRef& ref, const std::string& fol
 }  // namespace
 
 int StatAt(int folder, const char* name, Leaf leaf, struct statx* out) {
-  return statx(folder, name, StatFlags(leaf), kStatMask, out) == 0 ? 0 : errno;
+  return host::StatAll(folder, name, leaf == Leaf::kKeep ? AT_SYMLINK_NOFOLLOW : 0, out);
 }
 
 int StatPath(const std::string& path, Leaf leaf, struct statx* out) {
@@ -149,7 +144,7 @@ int StatPath(const std::string& path, Leaf leaf, struct statx* out) {
 }
 
 int StatDescriptor(int descriptor, struct statx* out) {
-  return statx(descriptor, "", AT_EMPTY_PATH, kStatMask, out) == 0 ? 0 : errno;
+  return host::StatAll(descriptor, "", AT_EMPTY_PATH, out);
 }
 
 std::uint64_t DeviceOf(const struct statx& info) {
@@ -162,6 +157,10 @@ bool IsReferent(const FSRef& ref, const struct statx& info) {
          ref.birth == info.stx_btime.tv_sec * 1'000'000'000 + info.stx_btime.tv_nsec;
 }
 
+// With an anchor the object is opened first, and everything is asked of the descriptor: nothing can
+// take the object's place between two looks. Without one, a path that names the object by its own
+// name needs one call; a path that ends in a link or in dots must be opened to learn the object's
+// own path.
 int MakeReference(std::string_view given, Leaf leaf, FSRef* ref, struct statx* out) {
   if (given.empty()) return ENOENT;
   std::string path = AbsolutePath(given);
@@ -175,8 +174,8 @@ int MakeReference(std::string_view given, Leaf leaf, FSRef* ref, struct statx* o
   } else {
     host::Descriptor opened = host::OpenPath(path, O_PATH | (leaf == Leaf::kKeep ? O_NOFOLLOW : 0));
     if (!opened) return errno;
-    auto anchor = std::make_shared<FSRefAnchor>(opened.get());
-    const int descriptor = opened.Release();
+    auto anchor = std::make_shared<FSRefAnchor>(std::move(opened));
+    const int descriptor = anchor->descriptor();
     if (const int error = StatDescriptor(descriptor, &info)) return error;
     bool renamed = dots;
     if (leaf == Leaf::kFollow && !dots) {
@@ -196,6 +195,9 @@ int MakeReference(std::string_view given, Leaf leaf, FSRef* ref, struct statx* o
   return 0;
 }
 
+// At the remembered path in most cases, by one call. Else the kernel knows where an anchored object
+// is, and any other is looked for in the folder where it was. An object without a name is gone,
+// even if the anchor keeps it.
 int LocateReference(const FSRef& ref, std::string* path, struct statx* out) {
   struct statx own {};
   struct statx* const info = out != nullptr ? out : &own;

@@ -51,11 +51,12 @@ OSStatus FSPathMakeRef(const UInt8* path, FSRef* ref, Boolean* is_directory);
 OSStatus FSPathMakeRefWithOptions(const UInt8* path, OptionBits options, FSRef* ref,
                                   Boolean* is_directory);
 
-// The object's present path, terminated, into a buffer of `max_path_size` bytes. A path that does
-// not fit gives pathTooLongErr and leaves the buffer empty: a path is never cut.
+// Stores the object's present path (bytes), terminated, into a buffer of `max_path_size` bytes. A
+// path that does not fit gives pathTooLongErr and leaves the buffer empty: a path is never cut.
 OSStatus FSRefMakePath(const FSRef* ref, UInt8* path, UInt32 max_path_size);
 
-// 0 when both name the same object, errFSRefsDifferent otherwise.
+// 0 when both name the same object, whatever names it has; errFSRefsDifferent otherwise. Does not
+// look whether the object still exists.
 OSErr FSCompareFSRefs(const FSRef* first, const FSRef* second);
 
 }  // namespace orvik

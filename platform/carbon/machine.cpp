@@ -50,8 +50,6 @@ timespec SinceStart() {
 }
 
 constexpr SInt32 kOfferedSystemVersion = 0x1049;
-constexpr OSErr kParameterError = -50;
-
 }  // namespace
 
 OSStatus GetProcessForPID(pid_t pid, ProcessSerialNumber* process) {
@@ -90,7 +88,7 @@ void Delay(UInt32 ticks, UInt32* final_ticks) {
 }
 
 OSErr Gestalt(OSType selector, SInt32* response) {
-  if (response == nullptr) return kParameterError;
+  if (response == nullptr) return paramErr;
   if (selector != gestaltSystemVersion) return gestaltUndefSelectorErr;
   *response = kOfferedSystemVersion;
   return 0;

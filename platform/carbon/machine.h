@@ -16,10 +16,13 @@ struct ProcessSerialNumber {
   UInt32 lowLongOfPSN = 0;   // the id
 };
 
-// Finds the running process with an id.
+// Stores in `*process` the serial number of the running process `pid`. procNotFound
+// also for the id of a thread.
 OSStatus GetProcessForPID(pid_t pid, ProcessSerialNumber* process);
 
-// The name of a process as host::ProgramNameOf gives it. The caller owns it.
+// Stores in `*name` the name of the process's program as host::ProgramNameOf gives it, which the
+// caller owns: the whole name of its file, also after the file was removed. procNotFound when the
+// process has ended meanwhile; `*name` is then left alone.
 OSStatus CopyProcessName(const ProcessSerialNumber* process, CFStringRef* name);
 
 // Ticks since boot, which are sixtieths of a second. Wraps after 828 days.

@@ -19,11 +19,10 @@ using UniCharCount = unsigned long;
 using OSErr = std::int16_t;
 using OSStatus = std::int32_t;
 using OSType = UInt32;
-using FourCharCode = UInt32;
 
 // 'sdat' as FourCC("sdat"): the first character is the most significant byte.
-consteval FourCharCode FourCC(const char (&code)[5]) {
-  FourCharCode value = 0;
+consteval OSType FourCC(const char (&code)[5]) {
+  OSType value = 0;
   for (int i = 0; i < 4; ++i) value = (value << 8) | static_cast<unsigned char>(code[i]);
   return value;
 }
@@ -54,14 +53,17 @@ using CFAllocatorRef = const CFAllocator*;
 inline constexpr CFAllocatorRef kCFAllocatorDefault = nullptr;
 extern const CFAllocatorRef kCFAllocatorNull;
 
-// Adds a reference, and gives the object back.
+// Adds a reference to the object, which must not be null, and gives the object back. Any thread may
+// call it.
 CFTypeRef CFRetain(CFTypeRef object);
 // Gives a reference up; the last one destroys the object. Null is ignored.
 void CFRelease(CFTypeRef object);
 
+// The number of the object's class, the same in one process; 0 for classes without one. `object`
+// must not be null.
 CFTypeID CFGetTypeID(CFTypeRef object);
 // Whether both are one object, or have equal values of a property list (plist/value.h): an integer
-// never equals a real.
+// never equals a real. `a` must not be null unless both are.
 Boolean CFEqual(CFTypeRef a, CFTypeRef b);
 
 }  // namespace orvik

@@ -1,86 +1,191 @@
 #include "platform/core_foundation/cf_preferences.h"
 
-#include <unistd.h>
+#include <time.h>
 
+#include <cerrno>
+#include <functional>
 #include <map>
 #include <mutex>
 #include <optional>
+#include <string>
 #include <string_view>
+#include <utility>
 
-#include "host/file_names.h"
-#include "host/proc.h"
-#include "host/system.h"
 #include "platform/core_foundation/collections.h"
-#include "platform/core_foundation/preference_domain.h"
 #include "platform/core_foundation/string.h"
-#include "text/characters.h"
+#include "plist/file.h"
+#include "plist/forms.h"
 
 namespace orvik {
 
 namespace {
 
+// A file that was changed less than this before it was read may be followed by another with the
+// same times: the kernel's clock for them advances in steps of up to 10 ms.
+constexpr std::int64_t kClockStep = 50'000'000;
+
+std::int64_t Now() {
+  timespec now;
+  clock_gettime(CLOCK_REALTIME, &now);
+  return std::int64_t{now.tv_sec} * 1'000'000'000 + now.tv_nsec;
+}
+
+std::size_t HashOf(std::string_view bytes) {
+  return std::hash<std::string_view>()(bytes);
+}
+
+// The entries of one file with the changes that wait to be saved into it.
+class PreferenceDomain {
+ public:
+  explicit PreferenceDomain(std::string file);
+
+  // Reads the file when it is not the one that was read before.
+  void Refresh();
+
+  // Null when there is none; valid until the next call.
+  const plist::Value* Find(const plist::Text& key) const;
+  // Remembers a change; false for a value that no property list can hold below a key. No value
+  // removes the entry.
+  bool Set(const plist::Text& key, const plist::Value& value);
+  bool has_changes() const { return changes_.count() + removals_.count() > 0; }
+  void DropChanges();
+
+  // Puts the changes into what the locked file of this domain holds now: 0 or an error number,
+  // after which they are kept. EINVAL: the entries are no property list. Nothing is written when
+  // every entry has its value already.
+  int Save(plist::File& file);
+
+ private:
+  bool IsAsSeen() const;
+  void Take(const plist::File& file);
+  bool ApplyChanges(plist::Value& entries) const;
+
+  std::string file_;
+
+  // Dictionaries. The first is empty unless the file holds entries; of the last the keys count.
+  plist::Value saved_ = plist::Value::Dictionary();
+  host::FileIdentity seen_;
+  bool is_loaded_ = false;
+  bool has_entries_ = false;
+  // Whether another file of the same identity can be ruled out.
+  bool is_distinct_ = false;
+  std::size_t bytes_hash_ = 0;
+
+  plist::Value changes_ = plist::Value::Dictionary();
+  plist::Value removals_ = plist::Value::Dictionary();
+};
+
+PreferenceDomain::PreferenceDomain(std::string file) : file_(std::move(file)) {}
+
+bool PreferenceDomain::IsAsSeen() const {
+  if (!is_loaded_) return false;
+  const host::FileIdentity present = host::IdentityOf(file_);
+  return present == seen_ && (is_distinct_ || !present.exists);
+}
+
+void PreferenceDomain::Refresh() {
+  if (IsAsSeen()) return;
+  plist::File file(file_);
+  file.Read();
+  Take(file);
+}
+
+// Takes over what was read. Of bytes with the same hash as before the entries here stay, so that
+// values that were handed out go on sharing memory with them.
+void PreferenceDomain::Take(const plist::File& file) {
+  using Contents = plist::File::Contents;
+  is_loaded_ = file.contents() != Contents::kUnreadable;
+  seen_ = file.identity();
+  is_distinct_ = seen_.exists && Now() - seen_.modified > kClockStep;
+  const std::size_t hash = file.bytes() == nullptr ? 0 : HashOf(*file.bytes());
+  if (file.contents() != Contents::kEntries) {
+    saved_ = plist::Value::Dictionary();
+  } else if (bytes_hash_ != hash || !has_entries_) {
+    saved_ = file.root();
+  }
+  has_entries_ = file.contents() == Contents::kEntries;
+  bytes_hash_ = hash;
+}
+
+const plist::Value* PreferenceDomain::Find(const plist::Text& key) const {
+  if (const plist::Value* changed = changes_.Find(key)) return changed;
+  return removals_.Find(key) != nullptr ? nullptr : saved_.Find(key);
+}
+
+bool PreferenceDomain::Set(const plist::Text& key, const plist::Value& value) {
+  if (!value) {
+    changes_.Remove(key);
+    removals_.Set(key, true);
+    return true;
+  }
+  // Checked as deep as it will lie in the file.
+  plist::Value wrapped = plist::Value::Dictionary();
+  wrapped.Set(key, value);
+  if (plist::FindFault(wrapped)) return false;
+  removals_.Remove(key);
+  changes_.Set(key, value);
+  return true;
+}
+
+void PreferenceDomain::DropChanges() {
+  changes_ = plist::Value::Dictionary();
+  removals_ = plist::Value::Dictionary();
+}
+
+// Puts the changes into the entries; false when every entry has its value already.
+bool PreferenceDomain::ApplyChanges(plist::Value& entries) const {
+  bool changes = false;
+  for (const auto& entry : removals_.entries()) changes |= entries.Remove(entry.key.text());
+  for (const auto& entry : changes_.entries()) {
+    const plist::Value* present = entries.Find(entry.key.text());
+    if (present != nullptr && *present == entry.value) continue;
+    entries.SetSharing(entry.key, entry.value);
+    changes = true;
+  }
+  return changes;
+}
+
+// Reads under the lock first: the changes go into what the file holds now, not into what it held
+// when they were set. A damaged file is kept aside, an empty one is not worth it.
+int PreferenceDomain::Save(plist::File& file) {
+  using Contents = plist::File::Contents;
+  if (file.Read() == Contents::kUnreadable) return file.error();
+  Take(file);
+  // The entries here stay those of the file until it is saved.
+  plist::Value entries = saved_;
+  if (!ApplyChanges(entries)) {
+    const int error = file.Flush();
+    if (error == 0) DropChanges();
+    return error;
+  }
+  const bool is_damaged =
+      file.contents() == Contents::kDamaged || file.contents() == Contents::kNotDictionary;
+  if (is_damaged && !file.bytes()->empty()) {
+    if (const int error = file.KeepAside()) return error;
+  }
+  if (const int error = file.Save(entries)) return error;
+  saved_ = std::move(entries);
+  has_entries_ = true;
+  bytes_hash_ = 0;
+  seen_ = file.identity();
+  is_loaded_ = true;
+  // A file that was put in place has a time of its own.
+  is_distinct_ = file.wrote() || Now() - seen_.modified > kClockStep;
+  DropChanges();
+  return 0;
+}
+
 bool Is(CFStringRef text, CFStringRef constant) {
   return text != nullptr && CFEqual(text, constant);
 }
 
-std::optional<std::string> ProgramName() {
-  if (CFStringRef identifier = CFBundleGetIdentifier(CFBundleGetMainBundle())) {
-    return host::FileNameToBytes(identifier->ToUnits());
-  }
-  std::string name = host::ProgramNameOf(getpid());
-  return name.empty() ? std::nullopt : std::optional(std::move(name));
-}
-
-// A domain's place below a folder of preferences; nothing when it is refused.
-std::optional<std::string> DomainName(CFStringRef domain) {
-  if (domain == nullptr) return std::nullopt;
-  if (Is(domain, kCFPreferencesCurrentApplication)) return ProgramName();
-  if (Is(domain, kCFPreferencesAnyApplication)) return ".GlobalPreferences";
-  const std::u16string units = domain->ToUnits();
-  std::optional<std::string> name = host::FileNameToBytes(units);
-  if (!name || name->size() > kPreferencesMaximumDomainBytes) return std::nullopt;
-  // Lone surrogates are bytes that are no UTF-8; two of them can mean the same name.
-  if (FindUnpairedSurrogate(units) != std::u16string::npos) return std::nullopt;
-  // The lock record of a domain, ".<domain>.lock.plist" in the end, needs a name, too.
-  constexpr std::size_t kLongestName = 255 - (sizeof "..lock.plist" - 1);
-  std::string_view rest = *name;
-  for (std::size_t slash = 0; slash != std::string_view::npos;) {
-    slash = rest.find('/');
-    const std::string_view component = rest.substr(0, slash);
-    if (component.empty() || component == "." || component == "..") return std::nullopt;
-    const bool is_lock = slash == std::string_view::npos && component.ends_with(".lock");
-    if (component.size() > (is_lock ? kLongestName + sizeof ".lock" - 1 : kLongestName)) {
-      return std::nullopt;
-    }
-    if (slash != std::string_view::npos) rest.remove_prefix(slash + 1);
-  }
-  return name;
-}
-
-std::string HostName() {
-  char name[256];
-  return gethostname(name, sizeof name) == 0 ? std::string(name) : "localhost";
-}
-
 std::string FileBehind(CFStringRef domain, CFStringRef user, CFStringRef host) {
-  const bool is_any_user = Is(user, kCFPreferencesAnyUser);
-  const bool is_any_host = Is(host, kCFPreferencesAnyHost);
-  if ((!is_any_user && !Is(user, kCFPreferencesCurrentUser)) ||
-      (!is_any_host && !Is(host, kCFPreferencesCurrentHost))) {
-    return {};
-  }
-  const std::optional<std::string> name = DomainName(domain);
-  if (!name) return {};
-  if (is_any_user) {
-    return host::SystemPath(is_any_host ? "/Network/Library/Preferences/"
-                                        : "/Library/Preferences/") +
-           *name + ".plist";
-  }
-  std::string folder = host::HomeFolder();
-  if (folder == "/") folder.clear();
-  folder += "/Library/Preferences/";
-  return is_any_host ? folder + *name + ".plist"
-                     : folder + "ByHost/" + *name + "." + HostName() + ".plist";
+  const bool is_user = Is(user, kCFPreferencesCurrentUser) && Is(host, kCFPreferencesAnyHost);
+  const bool is_machine = Is(user, kCFPreferencesAnyUser) && Is(host, kCFPreferencesCurrentHost);
+  if (domain == nullptr || (!is_user && !is_machine)) return {};
+  return plist::PreferenceFile(
+      is_user ? plist::PreferenceFolder::kUser : plist::PreferenceFolder::kMachine,
+      domain->ToUnits());
 }
 
 // Guards the domains and all that is in them. Whoever saves locks the folder first: another thread
@@ -115,7 +220,6 @@ const CFStringRef kCFPreferencesAnyUser = CFSTR(u"kCFPreferencesAnyUser");
 const CFStringRef kCFPreferencesCurrentHost = CFSTR(u"kCFPreferencesCurrentHost");
 const CFStringRef kCFPreferencesAnyHost = CFSTR(u"kCFPreferencesAnyHost");
 const CFStringRef kCFPreferencesCurrentApplication = CFSTR(u"kCFPreferencesCurrentApplication");
-const CFStringRef kCFPreferencesAnyApplication = CFSTR(u"kCFPreferencesAnyApplication");
 
 CFPropertyListRef CFPreferencesCopyValue(CFStringRef key, CFStringRef domain, CFStringRef user,
                                          CFStringRef host) {
@@ -156,14 +260,6 @@ Boolean CFPreferencesSynchronize(CFStringRef domain, CFStringRef user, CFStringR
   }
   return SaveChanges(file);
 }
-
-namespace host {
-
-std::string PreferencesFile(CFStringRef domain, CFStringRef user, CFStringRef host) {
-  return FileBehind(domain, user, host);
-}
-
-}  // namespace host
 
 CFBundleRef CFBundleGetMainBundle() {
   return nullptr;

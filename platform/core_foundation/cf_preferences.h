@@ -1,16 +1,11 @@
 // Preferences: one property-list file per domain, user and host.
 //
-//   user          host          file
+//   user          host          file (plist/file.h)
 //   CurrentUser   AnyHost       <home>/Library/Preferences/<domain>.plist
-//   CurrentUser   CurrentHost   <home>/Library/Preferences/ByHost/<domain>.<host name>.plist
 //   AnyUser       CurrentHost   <system root>/Library/Preferences/<domain>.plist
-//   AnyUser       AnyHost       <system root>/Network/Library/Preferences/<domain>.plist
 //
-// Any other user or host, and a refused domain, has no file: nothing is found, set or saved. A
-// domain is refused that is empty, longer than 1,023 bytes of UTF-8, holds NUL or a lone surrogate,
-// or whose name would leave the folder or change with the way it is spelled (a leading or trailing
-// "/", or an empty, "." or ".." component), or a component of which is longer than 243 bytes (248
-// with the ending ".lock"): then no file name of its own is left for it.
+// Any other user or host, and a domain that cannot name a file, has no file: nothing is found, set
+// or saved.
 //
 // Values of any user are saved as they are set. Values of the current user wait in memory until
 // CFPreferencesSynchronize, which, under a kernel lock of the folder, puts the entries set or
@@ -33,16 +28,12 @@
 
 namespace [[gnu::visibility("default")]] orvik {
 
-inline constexpr CFIndex kPreferencesMaximumDomainBytes = 1023;
-
 extern const CFStringRef kCFPreferencesCurrentUser;
 extern const CFStringRef kCFPreferencesAnyUser;
 extern const CFStringRef kCFPreferencesCurrentHost;
 extern const CFStringRef kCFPreferencesAnyHost;
-// As a domain: the bundle identifier of the program, or the name of its file without one.
+// As a domain: the bundle identifier of the program, which a plain program does not have.
 extern const CFStringRef kCFPreferencesCurrentApplication;
-// As a domain: ".GlobalPreferences".
-extern const CFStringRef kCFPreferencesAnyApplication;
 
 // The value of an entry as this process sees it, owned by the caller and not to be changed; null
 // when there is none.
@@ -56,13 +47,6 @@ void CFPreferencesSetValue(CFStringRef key, CFPropertyListRef value, CFStringRef
 
 // False when the changes could not be saved; they are kept and tried again at the next call.
 Boolean CFPreferencesSynchronize(CFStringRef domain, CFStringRef user, CFStringRef host);
-
-namespace host {
-
-// The path (bytes) of the file behind a domain, whether or not it exists; "" when there is none.
-std::string PreferencesFile(CFStringRef domain, CFStringRef user, CFStringRef host);
-
-}  // namespace host
 
 // The bundle of the running program.
 class NSBundle;

@@ -35,13 +35,9 @@ class Contents {
   const NSObject* Next(const NSObject** key) {
     *key = nullptr;
     if (array_ != nullptr) return next_ < array_->size() ? (*array_)[next_++] : nullptr;
-    while (next_ < entries_->size()) {
-      const NSDictionary::Entry& entry = (*entries_)[next_++];
-      if (entry.key == nullptr) continue;
-      *key = entry.key;
-      return entry.value;
-    }
-    return nullptr;
+    if (next_ == entries_->size()) return nullptr;
+    *key = (*entries_)[next_].key;
+    return (*entries_)[next_++].value;
   }
 
   // Of the object that was handed out last.
@@ -114,8 +110,21 @@ class TreeValue {
   std::string inner_path_;
 };
 
+// Appends an object's description, its further lines indented by one level.
+void AppendDescription(std::u16string& text, const NSObject* object) {
+  const NSString* description = object->description();
+  if (description == nullptr) return;
+  for (const char16_t unit : description->ToUnits()) {
+    text += unit;
+    if (unit == u'\n') text += u"    ";
+  }
+}
+
+constexpr std::size_t kNowhere = plist::EntryIndex::kNowhere;
+
 }  // namespace
 
+// One level deep: containers inside are made with their own values and defer theirs.
 void NSCollection::MakeAllObjects() const {
   const std::lock_guard lock(deferral_mutex);
   if (!isDeferred()) return;
@@ -139,6 +148,191 @@ plist::Value NSCollection::value() const {
     if (isDeferred()) return content_;
   }
   return TreeValue().Make(this);
+}
+
+NSEnumerator::NSEnumerator(std::vector<const NSObject*> objects) : objects_(std::move(objects)) {
+  for (const NSObject* object : objects_) object->retain();
+}
+
+NSEnumerator::~NSEnumerator() {
+  for (const NSObject* object : objects_) object->release();
+}
+
+NSObject* NSEnumerator::nextObject() {
+  return next_ < objects_.size() ? const_cast<NSObject*>(objects_[next_++]) : nullptr;
+}
+
+NSArray* NSArray::Create() {
+  return new NSArray(kCFPropertyListMutableContainers);
+}
+
+NSArray* NSArray::Create(plist::Value content, CFOptionFlags options) {
+  return new NSArray(std::move(content), options);
+}
+
+void NSArray::MakeObjects(const plist::Value& content, CFOptionFlags options) {
+  std::vector<Owned<const NSObject>> made;
+  made.reserve(content.elements().size());
+  for (const plist::Value& element : content.elements()) {
+    if (const auto* object = ObjectOf(CreateObject(element, options))) made.emplace_back(object);
+  }
+  objects_.reserve(made.size());
+  for (Owned<const NSObject>& object : made) objects_.push_back(object.release());
+}
+
+NSArray* NSArray::arrayWithCapacity(CFIndex) {
+  return Autoreleased(Create());
+}
+
+NSArray::~NSArray() {
+  for (const NSObject* object : objects_) object->release();
+}
+
+NSEnumerator* NSArray::objectEnumerator() const {
+  return Autoreleased(new NSEnumerator(Objects()));
+}
+
+void NSArray::addObject(const NSObject* object) {
+  if (!isMutable() || object == nullptr) return;
+  Load();
+  objects_.push_back(object);
+  object->retain();
+}
+
+CFTypeID NSArray::typeID() const {
+  return CFArrayGetTypeID();
+}
+
+CFHashCode NSArray::hash() const {
+  return Objects().size();
+}
+
+NSObject* NSArray::CopyObjects(CFOptionFlags options) const {
+  auto* copy = new NSArray(options);
+  copy->objects_ = Objects();
+  for (const NSObject* object : copy->objects_) object->retain();
+  return copy;
+}
+
+const NSString* NSArray::description() const {
+  std::u16string text = u"(\n";
+  for (const NSObject* object : Objects()) {
+    text += u"    ";
+    AppendDescription(text, object);
+    text += u",\n";
+  }
+  text += u")";
+  return NSString::stringWithCharacters(text);
+}
+
+CFTypeID CFArrayGetTypeID() {
+  static const CFTypeID id = RegisterTypeID();
+  return id;
+}
+
+NSDictionary* NSDictionary::Create() {
+  return new NSDictionary(kCFPropertyListMutableContainers);
+}
+
+NSDictionary* NSDictionary::Create(plist::Value content, CFOptionFlags options) {
+  return new NSDictionary(std::move(content), options);
+}
+
+void NSDictionary::MakeObjects(const plist::Value& content, CFOptionFlags options) {
+  Rebuild(content.count());
+  for (const auto& entry : content.entries()) {
+    Owned<const NSObject> key(NSString::NewFromValue(entry.key));
+    Owned<const NSObject> value(ObjectOf(CreateObject(entry.value, options)));
+    if (key && value) SetOwned(key.release(), value.release());
+  }
+}
+
+NSDictionary* NSDictionary::dictionary() {
+  return Autoreleased(Create());
+}
+
+NSDictionary::~NSDictionary() {
+  for (const Entry& entry : entries_) {
+    entry.key->release();
+    entry.value->release();
+  }
+}
+
+std::size_t NSDictionary::Find(const NSObject* key, CFHashCode hash) const {
+  return index_.Find(entries_.size(), hash, [&](std::size_t at) {
+    const Entry& entry = entries_[at];
+    return entry.hash == hash && (entry.key == key || entry.key->isEqual(key));
+  });
+}
+
+void NSDictionary::Rebuild(std::size_t capacity) {
+  entries_.reserve(capacity);
+  index_.Rebuild(capacity);
+  for (std::size_t i = 0; i < entries_.size(); ++i) index_.Place(i, entries_[i].hash);
+}
+
+// `key` is released where an equal key is there: the first one stays, as its place in the order
+// does.
+void NSDictionary::SetOwned(const NSObject* key, const NSObject* value) {
+  const CFHashCode hash = key->hash();
+  if (const std::size_t found = Find(key, hash); found != kNowhere) {
+    key->release();
+    std::exchange(entries_[found].value, value)->release();
+    return;
+  }
+  if (entries_.size() >= index_.room()) Rebuild(2 * entries_.size());
+  entries_.push_back({key, value, hash});
+  index_.Place(entries_.size() - 1, hash);
+}
+
+NSObject* NSDictionary::objectForKey(const NSObject* key) const {
+  if (key == nullptr || count() == 0) return nullptr;
+  const std::size_t found = Find(key, key->hash());
+  return found == kNowhere ? nullptr : const_cast<NSObject*>(entries_[found].value);
+}
+
+void NSDictionary::setObject(const NSObject* value, const NSObject* key) {
+  if (!isMutable() || key == nullptr || value == nullptr) return;
+  Load();
+  const NSObject* own_key = key->copy();
+  SetOwned(own_key != nullptr ? own_key : Retained(key), Retained(value));
+}
+
+CFTypeID NSDictionary::typeID() const {
+  return CFDictionaryGetTypeID();
+}
+
+CFHashCode NSDictionary::hash() const {
+  return static_cast<CFHashCode>(count());
+}
+
+NSObject* NSDictionary::CopyObjects(CFOptionFlags options) const {
+  auto* copy = new NSDictionary(options);
+  copy->entries_ = Entries();
+  copy->Rebuild(copy->entries_.size());
+  for (const Entry& entry : copy->entries_) {
+    entry.key->retain();
+    entry.value->retain();
+  }
+  return copy;
+}
+
+const NSString* NSDictionary::description() const {
+  std::u16string text = u"{\n";
+  for (const Entry& entry : Entries()) {
+    text += u"    ";
+    AppendDescription(text, entry.key);
+    text += u" = ";
+    AppendDescription(text, entry.value);
+    text += u";\n";
+  }
+  text += u"}";
+  return NSString::stringWithCharacters(text);
+}
+
+CFTypeID CFDictionaryGetTypeID() {
+  static const CFTypeID id = RegisterTypeID();
+  return id;
 }
 
 CFTypeRef CreateObject(const plist::Value& value, CFOptionFlags mutability_option) {

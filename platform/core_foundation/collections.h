@@ -82,7 +82,6 @@ class NSEnumerator final : public NSObject {
   std::size_t next_ = 0;
 };
 
-// An index outside the array gives null.
 class NSArray final : public NSCollection {
  public:
   // An empty mutable array, and one of an array's value; owned by the caller.
@@ -93,10 +92,10 @@ class NSArray final : public NSCollection {
   static NSArray* arrayWithCapacity(CFIndex capacity);
 
   CFIndex count() const { return static_cast<CFIndex>(Objects().size()); }
-  NSObject* objectAtIndex(CFIndex index) const;
   // Over the elements of this moment.
   NSEnumerator* objectEnumerator() const;
 
+  // Retains the object. Null does nothing.
   void addObject(const NSObject* object);
 
   const std::vector<const NSObject*>& Objects() const {
@@ -126,7 +125,7 @@ CFTypeID CFArrayGetTypeID();
 class NSDictionary final : public NSCollection {
  public:
   struct Entry {
-    const NSObject* key;  // null where an entry was removed
+    const NSObject* key;
     const NSObject* value;
     CFHashCode hash;
   };
@@ -138,17 +137,15 @@ class NSDictionary final : public NSCollection {
   // An empty mutable dictionary, autoreleased.
   static NSDictionary* dictionary();
 
-  CFIndex count() const {
-    Load();
-    return static_cast<CFIndex>(count_);
-  }
+  CFIndex count() const { return static_cast<CFIndex>(Entries().size()); }
+  // The value of the key, which the dictionary owns; null without such a key.
   NSObject* objectForKey(const NSObject* key) const;
 
-  // setObject:forKey:
+  // setObject:forKey:. Retains the value and an immutable copy of the key. A key that exists keeps
+  // its place in the order. Null does nothing.
   void setObject(const NSObject* value, const NSObject* key);
-  void removeObjectForKey(const NSObject* key);
 
-  // In order; skip those without a key.
+  // In order.
   const std::vector<Entry>& Entries() const {
     Load();
     return entries_;
@@ -171,7 +168,6 @@ class NSDictionary final : public NSCollection {
 
   std::vector<Entry> entries_;
   plist::EntryIndex index_;
-  std::size_t count_ = 0;
 };
 
 using CFDictionaryRef = const NSDictionary*;

@@ -1,110 +1,47 @@
 #include "platform/core_foundation/errno_status.h"
 
 #include <cerrno>
+#include <utility>
 
 namespace orvik::host {
 
 OSStatus StatusFromErrno(int error) {
-  switch (error) {
-    case 0:
-      return noErr;
-    case EPERM:
-    case EACCES:
-      return afpAccessDenied;
-    case ENOENT:
-    case ESTALE:
-    case ENXIO:
-    case ENODEV:
-    case ELOOP:
-      return fnfErr;
-    case EEXIST:
-      return dupFNErr;
-    case ENOTDIR:
-      return dirNFErr;
-    case EISDIR:
-      return notAFileErr;
-    case ENOTEMPTY:
-    case EBUSY:
-    case ETXTBSY:
-    case EWOULDBLOCK:
-      return fBsyErr;
-    case EROFS:
-      return vLckdErr;
-    case ENOSPC:
-    case EDQUOT:
-      return dskFulErr;
-    case EFBIG:
-      return fileBoundsErr;
-    case EMFILE:
-    case ENFILE:
-      return tmfoErr;
-    case ENAMETOOLONG:
-    case EILSEQ:
-      return bdNamErr;
-    case EXDEV:
-      return diffVolErr;
-    case EINVAL:
-    case EFAULT:
-      return paramErr;
-    case EBADF:
-      return rfNumErr;
-    case ENODATA:
-      return errFSForkNotFound;
-    case ENOMEM:
-      return memFullErr;
-    case ENOTSUP:
-    case ENOSYS:
-    case ENOTTY:
-      return unimpErr;
-    default:
-      return ioErr;
+  static constexpr std::pair<int, OSErr> kStatuses[] = {{0, noErr},
+                                                        {EPERM, afpAccessDenied},
+                                                        {EACCES, afpAccessDenied},
+                                                        {ENOENT, fnfErr},
+                                                        {ESTALE, fnfErr},
+                                                        {ENXIO, fnfErr},
+                                                        {ENODEV, fnfErr},
+                                                        {ELOOP, fnfErr},
+                                                        {EEXIST, dupFNErr},
+                                                        {ENOTDIR, dirNFErr},
+                                                        {EISDIR, notAFileErr},
+                                                        {ENOTEMPTY, fBsyErr},
+                                                        {EBUSY, fBsyErr},
+                                                        {ETXTBSY, fBsyErr},
+                                                        {EWOULDBLOCK, fBsyErr},
+                                                        {EROFS, vLckdErr},
+                                                        {ENOSPC, dskFulErr},
+                                                        {EDQUOT, dskFulErr},
+                                                        {EFBIG, fileBoundsErr},
+                                                        {EMFILE, tmfoErr},
+                                                        {ENFILE, tmfoErr},
+                                                        {ENAMETOOLONG, bdNamErr},
+                                                        {EILSEQ, bdNamErr},
+                                                        {EXDEV, diffVolErr},
+                                                        {EINVAL, paramErr},
+                                                        {EFAULT, paramErr},
+                                                        {EBADF, rfNumErr},
+                                                        {ENODATA, errFSForkNotFound},
+                                                        {ENOMEM, memFullErr},
+                                                        {ENOTSUP, unimpErr},
+                                                        {ENOSYS, unimpErr},
+                                                        {ENOTTY, unimpErr}};
+  for (const auto& [number, status] : kStatuses) {
+    if (number == error) return status;
   }
-}
-
-const char* StatusText(OSStatus status) {
-  static constexpr struct {
-    OSStatus status;
-    const char* text;
-  } kTexts[] = {
-      {noErr, ""},
-      {unimpErr, "not supported by the volume"},
-      {dskFulErr, "no room on the volume"},
-      {nsvErr, "no such volume"},
-      {ioErr, "input or output error"},
-      {bdNamErr, "bad or too long name"},
-      {eofErr, "end of file"},
-      {posErr, "position outside the file"},
-      {tmfoErr, "too many open files"},
-      {fnfErr, "no such file or folder"},
-      {fLckdErr, "file is locked"},
-      {vLckdErr, "volume is read-only"},
-      {fBsyErr, "file is in use or a mount point, or folder is not empty"},
-      {dupFNErr, "name is taken"},
-      {opWrErr, "file is open for writing already"},
-      {paramErr, "bad parameter"},
-      {rfNumErr, "no such open file"},
-      {permErr, "file is locked by another"},
-      {wrPermErr, "no right to write"},
-      {memFullErr, "no memory"},
-      {dirNFErr, "no such folder"},
-      {procNotFound, "no such process"},
-      {errFSNoMoreItems, "no more items"},
-      {notAFileErr, "not a file"},
-      {diffVolErr, "on another volume"},
-      {fileBoundsErr, "file too large"},
-      {errFSNotAFolder, "not a folder"},
-      {errFSForkNotFound, "no such fork"},
-      {errFSRefsDifferent, "not the same file"},
-      {pathTooLongErr, "path too long"},
-      {coreFoundationUnknownErr, "unknown reason"},
-      {afpAccessDenied, "no permission"},
-      {afpItemNotFound, "no such item"},
-      {afpVolumeFullErr, "no room on the volume"},
-  };
-  for (const auto& known : kTexts) {
-    if (known.status == status) return known.text;
-  }
-  return "unknown error";
+  return ioErr;
 }
 
 }  // namespace orvik::host

@@ -29,17 +29,14 @@ namespace [[gnu::visibility("default")]] orvik {
 
 inline constexpr OSErr noErr = 0;
 inline constexpr OSErr unimpErr = -4;
-inline constexpr OSErr dirFulErr = -33;
 inline constexpr OSErr dskFulErr = -34;
 inline constexpr OSErr nsvErr = -35;
 inline constexpr OSErr ioErr = -36;
 inline constexpr OSErr bdNamErr = -37;
-inline constexpr OSErr fnOpnErr = -38;
 inline constexpr OSErr eofErr = -39;
 inline constexpr OSErr posErr = -40;
 inline constexpr OSErr tmfoErr = -42;
 inline constexpr OSErr fnfErr = -43;
-inline constexpr OSErr wPrErr = -44;
 inline constexpr OSErr fLckdErr = -45;
 inline constexpr OSErr vLckdErr = -46;
 inline constexpr OSErr fBsyErr = -47;
@@ -53,28 +50,19 @@ inline constexpr OSErr memFullErr = -108;
 inline constexpr OSErr dirNFErr = -120;
 inline constexpr OSErr userCanceledErr = -128;  // also: nobody could be asked
 inline constexpr OSErr procNotFound = -600;
-inline constexpr OSErr errFSNoMoreItems = -1161;
 inline constexpr OSErr notAFileErr = -1302;
 inline constexpr OSErr diffVolErr = -1303;
 inline constexpr OSErr fileBoundsErr = -1309;
-inline constexpr OSErr errFSNotAFolder = -1407;
 inline constexpr OSErr errFSForkNotFound = -1409;
 inline constexpr OSErr errFSRefsDifferent = -1420;
 inline constexpr OSErr pathTooLongErr = -2110;
 inline constexpr OSErr coreFoundationUnknownErr = -4960;
 inline constexpr OSErr afpAccessDenied = -5000;
-inline constexpr OSErr afpItemNotFound = -5012;
-inline constexpr OSErr afpVolumeFullErr = -5040;
 
 namespace host {
 
 // By the table above.
 OSStatus StatusFromErrno(int error);
 
-// A short English text in lower case, such as "no room on the volume"; "unknown error" for a
-// status without one, "" for 0.
-const char* StatusText(OSStatus status);
-
 }  // namespace host
-
 }  // namespace orvik

@@ -1,6 +1,7 @@
 #include "platform/core_foundation/locale.h"
 
 #include "platform/core_foundation/string.h"
+#include "text/characters.h"
 #include "text/unicode_library.h"
 #include "text/user_locale.h"
 
@@ -16,28 +17,6 @@ UDateFormat* Of(void* formatter) {
 }
 
 }  // namespace
-
-CFTypeID NSLocale::TypeID() {
-  static const CFTypeID id = RegisterTypeID();
-  return id;
-}
-
-bool NSLocale::isEqual(const NSObject* other) const {
-  return other != nullptr && other->typeID() == TypeID() &&
-         static_cast<const NSLocale*>(other)->identifier_ == identifier_;
-}
-
-CFHashCode NSLocale::hash() const {
-  return std::hash<std::string>()(identifier_);
-}
-
-NSObject* NSLocale::copy() const {
-  return const_cast<NSLocale*>(Retained(this));
-}
-
-const NSString* NSLocale::description() const {
-  return Autoreleased(NSString::NewFromUtf8(identifier_));
-}
 
 CFLocaleRef CFLocaleCopyCurrent() {
   return new NSLocale(CurrentLocaleIdentifier(LocaleCategory::kCharacters));
@@ -79,11 +58,6 @@ std::u16string NSDateFormatter::Format(double absolute_time) const {
     text.resize(static_cast<size_t>(length));
     if (fits) return text;
   }
-}
-
-CFTypeID NSDateFormatter::TypeID() {
-  static const CFTypeID id = RegisterTypeID();
-  return id;
 }
 
 CFDateFormatterRef CFDateFormatterCreate(CFAllocatorRef, CFLocaleRef locale,

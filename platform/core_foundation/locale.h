@@ -16,13 +16,6 @@ class NSLocale final : public NSObject {
 
   const std::string& identifier() const { return identifier_; }
 
-  static CFTypeID TypeID();
-  CFTypeID typeID() const override { return TypeID(); }
-  bool isEqual(const NSObject* other) const override;
-  CFHashCode hash() const override;
-  NSObject* copy() const override;
-  const NSString* description() const override;
-
  private:
   std::string identifier_;
 };
@@ -40,12 +33,10 @@ class NSDateFormatter final : public NSObject {
   explicit NSDateFormatter(CFLocaleRef locale);
   ~NSDateFormatter() override;
 
+  // The pattern is that of the Unicode Locale Data Markup Language (UTS #35, part 4).
   void setFormat(std::u16string_view pattern);
   // Seconds since 2001-01-01 00:00 UTC. Empty when that cannot be shown.
   std::u16string Format(double absolute_time) const;
-
-  static CFTypeID TypeID();
-  CFTypeID typeID() const override { return TypeID(); }
 
  private:
   void* formatter_ = nullptr;
@@ -58,6 +49,7 @@ using CFDateFormatterRef = NSDateFormatter*;
 CFDateFormatterRef CFDateFormatterCreate(CFAllocatorRef allocator, CFLocaleRef locale,
                                          CFDateFormatterStyle date_style,
                                          CFDateFormatterStyle time_style);
+// Sets the pattern (NSDateFormatter::setFormat); null changes nothing.
 void CFDateFormatterSetFormat(CFDateFormatterRef formatter, CFStringRef pattern);
 // The caller owns the result; null on failure.
 CFStringRef CFDateFormatterCreateStringWithAbsoluteTime(CFAllocatorRef allocator,

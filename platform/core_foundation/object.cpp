@@ -24,8 +24,34 @@ const NSObject* NSObject::retain() const {
   return this;
 }
 
+// Collections may be nested deeper than the stack of a small thread allows: below the first few
+// that end inside one another, objects wait in a list.
 void NSObject::release() const {
-  if (references_.Drop() == 0) delete this;
+  constexpr int kDepthOnStack = 32;
+  thread_local int depth = 0;
+  thread_local std::vector<const NSObject*>* waiting = nullptr;
+  if (references_.Drop() != 0) return;
+  if (depth < kDepthOnStack) {
+    ++depth;
+    delete this;
+    --depth;
+  } else if (waiting == nullptr) {
+    std::vector<const NSObject*> list;
+    waiting = &list;
+    delete this;
+    while (!list.empty()) {
+      const NSObject* const next = list.back();
+      list.pop_back();
+      delete next;
+    }
+    waiting = nullptr;
+  } else {
+    try {
+      waiting->push_back(this);
+    } catch (const std::bad_alloc&) {
+      delete this;  // recursion needs no memory
+    }
+  }
 }
 
 CFTypeID NSObject::typeID() const {

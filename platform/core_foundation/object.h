@@ -34,6 +34,8 @@ class NSObject {
   NSObject& operator=(const NSObject&) = delete;
 
   // A new object starts with one reference, which its maker owns.
+  // Takes a reference; and gives one up, the last of which destroys the object. Any thread may call
+  // either.
   const NSObject* retain() const;
   void release() const;
   // Gives the caller's reference to the innermost autorelease pool of the thread.
@@ -43,6 +45,7 @@ class NSObject {
   virtual CFTypeID typeID() const;
   // Identity, or equal values of a property list (plist/value.h); equal objects have equal hashes.
   virtual bool isEqual(const NSObject* other) const;
+  // Not to be stored: hashes of strings have a key of the process.
   virtual CFHashCode hash() const;
   // An immutable copy, and a mutable one, owned by the caller. Immutable objects answer copy with
   // themselves; null when the class has no copies.

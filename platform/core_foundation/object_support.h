@@ -1,13 +1,9 @@
-// What the sources of the objects share: views of strings, strings from and to paths on disk, and
-// releasing and describing nested collections, which may be deeper than the stack of a small thread
-// allows.
+// What the sources of the objects share: views of strings, and strings from and to paths on disk.
 #pragma once
 
-#include <algorithm>
 #include <optional>
 #include <string>
 #include <string_view>
-#include <vector>
 
 #include "platform/core_foundation/object.h"
 #include "platform/core_foundation/string.h"
@@ -38,38 +34,12 @@ class WideView {
   std::u16string_view view_;
 };
 
-// The part of the range that lies within `length` units.
-inline CFRange CutRange(CFRange range, CFIndex length) {
-  const CFIndex first = std::clamp<CFIndex>(range.location, 0, length);
-  return CFRangeMake(first, std::clamp<CFIndex>(range.length, 0, length - first));
-}
-
 // Bytes, moved below the system root where host::ResolvePath says so. Nothing for null, the empty
 // text and a text that no path can have.
 std::optional<std::string> FilePath(const NSString* path);
 
-// A string owned by the caller for a path on disk.
+// A string owned by the caller for a path on disk, whose bytes come back unchanged from FilePath
+// (host/file_names.h).
 NSString* NewStringFromPath(std::string_view path);
-
-// Lives while a container releases its elements. Below the first few containers inside one another
-// the elements wait on a list until the outermost one is done, so that destruction does not recurse
-// any further.
-class ElementRelease {
- public:
-  ElementRelease();
-  ~ElementRelease();
-  ElementRelease(const ElementRelease&) = delete;
-  ElementRelease& operator=(const ElementRelease&) = delete;
-
-  void operator()(const NSObject* element) const;
-
- private:
-  ElementRelease* outermost_;
-  bool is_deep_;
-  mutable std::vector<const NSObject*> waiting_;  // of the outermost
-};
-
-// Appends an object's description, its further lines indented by one level.
-void AppendDescription(std::u16string& text, const NSObject* object);
 
 }  // namespace orvik

@@ -5,6 +5,7 @@
 #include <cmath>
 #include <cstdint>
 #include <cstdio>
+#include <filesystem>
 #include <functional>
 #include <memory>
 #include <utility>
@@ -28,6 +29,7 @@ const NSNumber* NSNumber::numberWithBool(ObjCBool value) {
   return booleans[value != NO ? 1 : 0];
 }
 
+// Numbers that are equal have one type, so that the hashes of different types may be alike.
 CFHashCode NSNumber::hash() const {
   if (value_.type() == plist::Type::kBoolean) return value_.boolean() ? 1 : 0;
   if (value_.type() == plist::Type::kInteger) return value_.integer().bits;
@@ -132,6 +134,25 @@ const NSString* NSData::description() const {
   }
   text += '>';
   return Autoreleased(NSString::NewFromAscii(text));
+}
+
+const NSURL* NSURL::CreateWithPath(std::string path) {
+  if (path.empty() || path.find('\0') != std::string::npos) return nullptr;
+  if (!path.starts_with('/')) {
+    std::error_code error;
+    const std::string folder = std::filesystem::current_path(error).string();
+    if (error) return nullptr;
+    path = (folder == "/" ? "" : folder) + '/' + path;
+  }
+  while (path.size() > 1 && path.ends_with('/')) path.pop_back();
+  return new NSURL(std::move(path));
+}
+
+CFURLRef CFURLCreateFromFileSystemRepresentation(CFAllocatorRef, const UInt8* buffer,
+                                                 CFIndex length, Boolean) {
+  if (buffer == nullptr || length <= 0) return nullptr;
+  return NSURL::CreateWithPath(
+      std::string(reinterpret_cast<const char*>(buffer), static_cast<std::size_t>(length)));
 }
 
 }  // namespace orvik

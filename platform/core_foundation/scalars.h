@@ -1,5 +1,6 @@
-// Numbers, booleans, dates and bytes as objects. Each wraps a value of a property list, never
-// changes once it is made, and equals another object if their values are equal (plist/value.h).
+// Numbers, booleans, dates and bytes as objects, and URLs of files. All but the URL wrap a value of
+// a property list and equal another object if their values are equal (plist/value.h). None changes
+// once it is made.
 //
 // Create gives the caller a reference.
 #pragma once
@@ -18,6 +19,7 @@ namespace [[gnu::visibility("default")]] orvik {
 class NSNumber final : public NSObject {
  public:
   // Of a value of one of these types. There is one object for each boolean in the process.
+  // `value` must be an integer, a real or a boolean.
   static const NSNumber* Create(const plist::Value& value);
 
   // Not to be released by the caller.
@@ -62,7 +64,7 @@ CFAbsoluteTime CFAbsoluteTimeGetCurrent();
 // Bytes. Paths of files are taken as NSFileManager takes them.
 class NSData final : public NSObject {
  public:
-  // The bytes are moved in, or shared.
+  // The bytes are moved in, or shared; the caller owns the object.
   static NSData* Create(std::string bytes);
   static NSData* Create(plist::Bytes bytes);
 
@@ -73,6 +75,7 @@ class NSData final : public NSObject {
   // failure leaves the old one; otherwise the file is written in place.
   ObjCBool writeToFile(const NSString* path, ObjCBool atomically) const;
 
+  // The bytes, as long as the object lives; and as they are shared with values.
   std::string_view View() const { return *bytes_; }
   const plist::Bytes& Shared() const { return bytes_; }
 
@@ -88,5 +91,27 @@ class NSData final : public NSObject {
 
   plist::Bytes bytes_;
 };
+
+// A URL of a file. A relative path counts from the current folder at the time the URL is made.
+class NSURL final : public NSObject {
+ public:
+  // Owned by the caller; null for an empty path and for one with NUL.
+  static const NSURL* CreateWithPath(std::string path);
+
+  // Bytes, absolute, without a trailing "/" (but "/" itself).
+  const std::string& Path() const { return path_; }
+
+ private:
+  explicit NSURL(std::string path) : path_(std::move(path)) {}
+  ~NSURL() override = default;
+
+  std::string path_;
+};
+
+using CFURLRef = const NSURL*;
+
+// `length` bytes of a path. Null for an empty path and for one with NUL.
+CFURLRef CFURLCreateFromFileSystemRepresentation(CFAllocatorRef allocator, const UInt8* buffer,
+                                                 CFIndex length, Boolean is_directory);
 
 }  // namespace orvik

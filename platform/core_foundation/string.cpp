@@ -8,8 +8,10 @@
 #include "host/file_names.h"
 #include "host/system.h"
 #include "platform/core_foundation/base.h"
+#include "platform/core_foundation/locale.h"
 #include "platform/core_foundation/object.h"
 #include "platform/core_foundation/object_support.h"
+#include "text/case_and_spelling.h"
 #include "text/code_page_codec.h"
 #include "text/formatter.h"
 
@@ -38,6 +40,7 @@ NSString* NewFromBytes(std::string_view bytes, CFStringEncoding encoding) {
   return units ? NSString::NewFromUnits(*units) : nullptr;
 }
 
+// Nothing is taken for an encoding that is not known.
 EncodedLength Encode(std::u16string_view units, CFStringEncoding encoding, char loss_byte,
                      char* target, CFIndex room) {
   const std::optional<CodePage> page = CodePageOf(encoding);
@@ -45,6 +48,16 @@ EncodedLength Encode(std::u16string_view units, CFStringEncoding encoding, char 
   return EncodeText(*page, units, loss_byte, target,
                     static_cast<size_t>(std::max(room, CFIndex{0})))
       .value_or(EncodedLength{});
+}
+
+const char* IdentifierOf(CFLocaleRef locale) {
+  return locale == nullptr ? "" : locale->identifier().c_str();
+}
+
+// The part of the range that lies within `length` units.
+CFRange CutRange(CFRange range, CFIndex length) {
+  const CFIndex first = std::clamp<CFIndex>(range.location, 0, length);
+  return CFRangeMake(first, std::clamp<CFIndex>(range.length, 0, length - first));
 }
 
 std::u16string DescribeObject(const void* object) {
@@ -55,6 +68,7 @@ std::u16string DescribeObject(const void* object) {
 
 }  // namespace
 
+// By its text in a map, because a literal may have several addresses.
 CFStringRef CFSTR(std::u16string_view text) {
   static std::mutex guard;
   // Never destroyed: constants outlive everything.
@@ -143,6 +157,14 @@ SInt32 CFStringGetIntValue(CFStringRef string) {
 
 double CFStringGetDoubleValue(CFStringRef string) {
   return string->doubleValue();
+}
+
+void CFStringLowercase(CFMutableStringRef string, CFLocaleRef locale) {
+  string->replaceCharacters(0, string->length(), ToLower(string->wide(), IdentifierOf(locale)));
+}
+
+void CFStringUppercase(CFMutableStringRef string, CFLocaleRef locale) {
+  string->replaceCharacters(0, string->length(), ToUpper(string->wide(), IdentifierOf(locale)));
 }
 
 std::optional<std::string> FilePath(const NSString* path) {

@@ -24,8 +24,6 @@
 
 namespace [[gnu::visibility("default")]] orvik {
 
-inline constexpr CFIndex kMaximumStringLength = 0x3FFFFFFF;
-
 using NSComparisonResult = CFIndex;
 inline constexpr NSComparisonResult NSOrderedAscending = -1;
 inline constexpr NSComparisonResult NSOrderedSame = 0;
@@ -33,8 +31,8 @@ inline constexpr NSComparisonResult NSOrderedDescending = 1;
 
 class NSString final : public NSObject {
  public:
-  // Makers for the layer's own use; the caller owns the result. Null when the text is too long or,
-  // for the UTF-8 forms, not well formed (RFC 3629).
+  // Makers for the layer's own use; the caller owns the result. Null when the text is too long
+  // (more than kMaximumStringLength units) or, for the UTF-8 forms, not well formed (RFC 3629).
   static NSString* NewFromUnits(std::u16string_view units);
   static NSString* NewFromLatin1(std::string_view bytes);
   // For bytes that are known to be below 0x80.
@@ -73,17 +71,11 @@ class NSString final : public NSObject {
   // The value that the memory is shared with, else a new one.
   plist::Value value() const override;
 
-  // The index must be below the length.
-  char16_t characterAtIndex(CFIndex index) const {
-    return isLatin1() ? static_cast<unsigned char>(static_cast<const char*>(units_)[index])
-                      : static_cast<const char16_t*>(units_)[index];
-  }
   // Copies units first .. first + count, which must lie within the string.
   void getCharacters(char16_t* buffer, CFIndex first, CFIndex count) const;
-
-  std::u16string ToUnits() const;
+  std::u16string ToUnits() const { return text().ToUnits(); }
   // Unpaired surrogates become "?".
-  std::string ToUtf8() const;
+  std::string ToUtf8() const { return text().ToUtf8(); }
 
   // By code units; a null argument is below every text.
   NSComparisonResult compare(const NSString* other) const;
@@ -98,10 +90,11 @@ class NSString final : public NSObject {
   int intValue() const;
   double doubleValue() const;
 
-  // Changes, for mutable strings alone; on others they do nothing.
+  // Changes, for mutable strings alone; on others they do nothing. `count` is cut at the end; a
+  // start behind the end, and a text that would be too long, change nothing. `units` may be a part
+  // of the string itself.
   void replaceCharacters(CFIndex first, CFIndex count, std::u16string_view units);
   void append(std::u16string_view units) { replaceCharacters(length_, 0, units); }
-  void append(const NSString* other);
 
   static CFTypeID TypeID();
   CFTypeID typeID() const override { return TypeID(); }
@@ -160,13 +153,16 @@ CFStringRef CFSTR(std::u16string_view text);
 
 CFTypeID CFStringGetTypeID();
 
+// A string of `length` units, which are copied: any units, unpaired surrogates and U+0000 included.
 CFStringRef CFStringCreateWithCharacters(CFAllocatorRef allocator, const UniChar* units,
                                          CFIndex length);
 // The deallocator frees the units with the string, unless it is kCFAllocatorNull.
 CFStringRef CFStringCreateWithCharactersNoCopy(CFAllocatorRef allocator, const UniChar* units,
                                                CFIndex length, CFAllocatorRef deallocator);
+// A string of the bytes up to the first NUL.
 CFStringRef CFStringCreateWithCString(CFAllocatorRef allocator, const char* bytes,
                                       CFStringEncoding encoding);
+// The string itself with another reference, or an immutable copy of one that can change.
 CFStringRef CFStringCreateCopy(CFAllocatorRef allocator, CFStringRef string);
 // Changes are cut at the capacity when the deallocator is kCFAllocatorNull, the only one taken.
 CFMutableStringRef CFStringCreateMutableWithExternalCharactersNoCopy(CFAllocatorRef allocator,
@@ -182,16 +178,21 @@ CFStringRef CFStringCreateWithFormatAndArguments(CFAllocatorRef allocator,
                                                  const NSDictionary* options, CFStringRef format,
                                                  std::va_list arguments);
 
+// In UTF-16 units; 0 for null.
 CFIndex CFStringGetLength(CFStringRef string);
+// Copies the units of the range into `buffer`, without a terminator.
 void CFStringGetCharacters(CFStringRef string, CFRange range, UniChar* buffer);
 // Converts as many whole characters of the range as fit; with a null buffer they are measured. The
 // result is the number of units converted. No mark is written.
 CFIndex CFStringGetBytes(CFStringRef string, CFRange range, CFStringEncoding encoding,
                          UInt8 loss_byte, Boolean is_external_representation, UInt8* buffer,
                          CFIndex maximum_length, CFIndex* used_length);
+// NSString::intValue and doubleValue. `string` must not be null.
 SInt32 CFStringGetIntValue(CFStringRef string);
 double CFStringGetDoubleValue(CFStringRef string);
 
+// Maps all of a mutable string (The Unicode Standard, 3.13) by the rules of the locale; null is the
+// root.
 void CFStringLowercase(CFMutableStringRef string, CFLocaleRef locale);
 void CFStringUppercase(CFMutableStringRef string, CFLocaleRef locale);
 

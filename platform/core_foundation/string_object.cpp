@@ -1,10 +1,15 @@
+#include "platform/core_foundation/string.h"
+
 #include <algorithm>
+#include <climits>
+#include <clocale>
+#include <cstdint>
 #include <cstdlib>
 #include <cstring>
 #include <memory>
 #include <new>
 
-#include "platform/core_foundation/string.h"
+#include "text/case_and_spelling.h"
 #include "text/transcoding.h"
 
 namespace orvik {
@@ -20,6 +25,12 @@ int Sign(int value) {
 
 bool IsTooLong(size_t length) {
   return length > static_cast<size_t>(kMaximumStringLength);
+}
+
+size_t SkipWhiteSpace(const plist::Text& text) {
+  size_t i = 0;
+  while (i < text.size() && IsWhiteSpace(text[i])) ++i;
+  return i;
 }
 
 }  // namespace
@@ -65,6 +76,7 @@ NSString* NSString::NewFromLatin1(std::string_view bytes) {
   return string;
 }
 
+// The narrowest form that holds all units: one pass or-s them together and decides.
 NSString* NSString::NewFromUnits(std::u16string_view units) {
   if (IsTooLong(units.size())) return nullptr;
   const auto length = static_cast<CFIndex>(units.size());
@@ -151,13 +163,8 @@ void NSString::getCharacters(char16_t* buffer, CFIndex first, CFIndex count) con
   }
 }
 
-std::u16string NSString::ToUnits() const {
-  if (!isLatin1()) return std::u16string(wide());
-  std::u16string units(static_cast<size_t>(length_), u'\0');
-  WidenLatin1(latin1().data(), units.data(), units.size());
-  return units;
-}
-
+// Doubles the room, so that many appends cost time in proportion to the text. False where the
+// buffer is the caller's and too small.
 bool NSString::Reserve(CFIndex length) {
   const UInt32 capacity = hash_or_capacity_.load(std::memory_order_relaxed);
   const auto needed = static_cast<UInt32>(length);
@@ -174,6 +181,8 @@ bool NSString::Reserve(CFIndex length) {
   return true;
 }
 
+// In a caller's buffer with too little room the new units come first and what is left of the tail
+// is cut.
 void NSString::replaceCharacters(CFIndex first, CFIndex count, std::u16string_view units) {
   if (!isMutable() || first < 0 || first > length_ || count < 0) return;
   if (count > length_ - first) count = length_ - first;
@@ -199,15 +208,6 @@ void NSString::replaceCharacters(CFIndex first, CFIndex count, std::u16string_vi
   }
   if (!units.empty()) std::memcpy(place, units.data(), units.size() * sizeof(char16_t));
   length_ = static_cast<SInt32>(new_length);
-}
-
-void NSString::append(const NSString* other) {
-  if (other == nullptr) return;
-  if (other->isLatin1()) {
-    append(other->ToUnits());
-  } else {
-    append(other->wide());
-  }
 }
 
 NSComparisonResult NSString::compare(const NSString* other) const {
@@ -251,6 +251,53 @@ NSString* NSString::mutableCopy() const {
 
 const NSString* NSString::description() const {
   return isMutable() ? Autoreleased(copy()) : Autoreleased(Retained(this));
+}
+
+const NSString* NSString::stringByAppendingString(const NSString* other) const {
+  if (other == nullptr || other->length() == 0) return description();
+  if (isLatin1() && other->isLatin1()) {
+    std::string bytes;
+    bytes.reserve(static_cast<size_t>(length_) + static_cast<size_t>(other->length_));
+    bytes.append(latin1()).append(other->latin1());
+    return Autoreleased(NewFromLatin1(bytes));
+  }
+  return Autoreleased(NewFromUnits(ToUnits() + other->ToUnits()));
+}
+
+const NSString* NSString::stringWithCharacters(std::u16string_view units) {
+  return Autoreleased(NewFromUnits(units));
+}
+
+const NSString* NSString::stringWithUTF8String(const char* bytes) {
+  return bytes == nullptr ? nullptr : Autoreleased(NewFromUtf8(bytes));
+}
+
+int NSString::intValue() const {
+  const plist::Text units = text();
+  size_t i = SkipWhiteSpace(units);
+  bool is_negative = false;
+  if (i < units.size() && (units[i] == u'-' || units[i] == u'+')) is_negative = units[i++] == u'-';
+  std::int64_t value = 0;
+  for (; i < units.size() && units[i] >= u'0' && units[i] <= u'9'; ++i) {
+    value = std::min(value * 10 + (units[i] - u'0'), std::int64_t{1} << 32);
+  }
+  if (is_negative) value = -value;
+  return static_cast<int>(std::clamp<std::int64_t>(value, INT_MIN, INT_MAX));
+}
+
+double NSString::doubleValue() const {
+  static const locale_t plain = newlocale(LC_ALL_MASK, "C", nullptr);
+  std::string number;
+  const plist::Text units = text();
+  for (size_t i = SkipWhiteSpace(units); i < units.size(); ++i) {
+    const char16_t unit = units[i];
+    if (unit > 0x7F || std::string_view("0123456789+-.eE").find(static_cast<char>(unit)) ==
+                           std::string_view::npos) {
+      break;
+    }
+    number += static_cast<char>(unit);
+  }
+  return strtod_l(number.c_str(), nullptr, plain);
 }
 
 }  // namespace orvik

@@ -9,27 +9,7 @@ namespace orvik {
 namespace {
 
 std::string Utf8(CFStringRef text) {
-  if (text == nullptr) return {};
-  const CFRange all = CFRangeMake(0, CFStringGetLength(text));
-  CFIndex size = 0;
-  CFStringGetBytes(text, all, kCFStringEncodingUTF8, '?', 0, nullptr, 0, &size);
-  std::string utf8(static_cast<std::size_t>(size), '\0');
-  CFStringGetBytes(text, all, kCFStringEncodingUTF8, '?', 0, reinterpret_cast<UInt8*>(utf8.data()),
-                   size, &size);
-  return utf8;
-}
-
-desktop::AlertLevel LevelOf(CFOptionFlags flags) {
-  switch (flags & 3) {
-    case kCFUserNotificationStopAlertLevel:
-      return desktop::AlertLevel::kStop;
-    case kCFUserNotificationNoteAlertLevel:
-      return desktop::AlertLevel::kNote;
-    case kCFUserNotificationCautionAlertLevel:
-      return desktop::AlertLevel::kCaution;
-    default:
-      return desktop::AlertLevel::kPlain;
-  }
+  return text == nullptr ? std::string() : text->ToUtf8();
 }
 
 }  // namespace
@@ -40,7 +20,7 @@ SInt32 CFUserNotificationDisplayAlert(CFTimeInterval timeout, CFOptionFlags flag
                                       CFStringRef message, CFStringRef default_title,
                                       CFStringRef alternate_title, CFStringRef other_title,
                                       CFOptionFlags* response) {
-  desktop::AlertRequest request{.level = LevelOf(flags),
+  desktop::AlertRequest request{.level = static_cast<desktop::AlertLevel>(flags & 3),
                                 .header = Utf8(header),
                                 .message = Utf8(message),
                                 .buttons = {default_title != nullptr ? Utf8(default_title) : "OK"},
@@ -48,6 +28,7 @@ SInt32 CFUserNotificationDisplayAlert(CFTimeInterval timeout, CFOptionFlags flag
                                 .cancel_button = -1,
                                 .destructive_button = -1,
                                 .timeout = timeout};
+  // The answer of each button of the request.
   std::vector<CFOptionFlags> responses{kCFUserNotificationDefaultResponse};
   if (alternate_title != nullptr) {
     request.buttons.push_back(Utf8(alternate_title));

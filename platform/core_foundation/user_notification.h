@@ -2,8 +2,8 @@
 #pragma once
 
 #include "platform/core_foundation/base.h"
+#include "platform/core_foundation/scalars.h"
 #include "platform/core_foundation/string.h"
-#include "platform/core_foundation/url.h"
 
 namespace [[gnu::visibility("default")]] orvik {
 
@@ -21,7 +21,8 @@ inline constexpr CFOptionFlags kCFUserNotificationAlternateResponse = 1;
 inline constexpr CFOptionFlags kCFUserNotificationOtherResponse = 2;
 inline constexpr CFOptionFlags kCFUserNotificationCancelResponse = 3;
 
-// Shows an alert, waits, and stores the answer. A window that was closed or timed out (`timeout`
+// Shows an alert, blocks the calling thread until it is answered, and stores the answer in
+// `*response` (may be null). A window that was closed or timed out (`timeout`
 // seconds; 0 waits for ever) gives the cancel response. Without a default title the default button
 // says "OK"; without an alternate or other title there is no such button. Icon, sound and
 // localization are not used. A caution alert warns of its alternate button: the default button is

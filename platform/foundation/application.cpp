@@ -17,13 +17,6 @@ namespace orvik {
 
 namespace {
 
-// Never destroyed, so that it serves until the very end.
-union TheApplication {
-  constexpr TheApplication() : application() {}
-  ~TheApplication() {}  // NOLINT(modernize-use-equals-default)
-  NSApplication application;
-};
-constinit TheApplication the_application;
 NSApplication* loaded = nullptr;
 
 // What standardUserDefaults gives; null until it is first asked.
@@ -36,7 +29,9 @@ bool EqualsIgnoringCase(const NSString* text, const char16_t* other) {
 }  // namespace
 
 ObjCBool NSApplicationLoad() {
-  loaded = &the_application.application;
+  // Never destroyed, so that it serves until the very end.
+  static auto* const application = new NSApplication;
+  loaded = application;
   return YES;
 }
 
@@ -102,13 +97,8 @@ void NSLog(const NSString* format, ...) {
 }
 
 NSFileManager* NSFileManager::defaultManager() {
-  union Manager {
-    constexpr Manager() : manager() {}
-    ~Manager() {}  // NOLINT(modernize-use-equals-default)
-    NSFileManager manager;
-  };
-  static constinit Manager the_manager;
-  return &the_manager.manager;
+  static auto* const manager = new NSFileManager;
+  return manager;
 }
 
 ObjCBool NSFileManager::fileExistsAtPath(const NSString* path, ObjCBool* is_directory) const {

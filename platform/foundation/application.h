@@ -26,7 +26,7 @@ class NSApplication final : public NSObject {
   // activateIgnoringOtherApps:. A program without windows has nothing to bring to the front.
   void activateIgnoringOtherApps(ObjCBool) {}
 
-  constexpr NSApplication() = default;
+  NSApplication() = default;
   ~NSApplication() override = default;
 };
 
@@ -86,7 +86,7 @@ class NSFileManager final : public NSObject {
   // null.
   ObjCBool fileExistsAtPath(const NSString* path, ObjCBool* is_directory = nullptr) const;
 
-  constexpr NSFileManager() = default;
+  NSFileManager() = default;
   ~NSFileManager() override = default;
 };
 

@@ -1,11 +1,5 @@
 #include "platform/carbon/folders.h"
 
-#include <cerrno>
-#include <tuple>
-
-#include "platform/core_foundation/object.h"
-#include "platform/core_foundation/string.h"
-#include "platform/foundation/application.h"
 #include "tests/support/references.h"
 #include "tests/support/test_environment.h"
 
@@ -24,10 +18,6 @@ class FoldersTest : public EnvironmentTest {
 TEST_F(FoldersTest, LieBelowTheHomeOrTheSystemRoot) {
   const std::string home = env_.home().string(), root = env_.system_root().string();
   const std::tuple<FSVolumeRefNum, OSType, std::string> cases[] = {
-      {kOnAppropriateDisk, kSharedUserDataFolderType, root + "/Users/Shared"},
-      {kUserDomain, kPreferencesFolderType, home + "/Library/Preferences"},
-      {kLocalDomain, kPreferencesFolderType, root + "/Library/Preferences"},
-      {kUserDomain, kDomainTopLevelFolderType, home},
       {kUserDomain, kApplicationSupportFolderType, home + "/Library/Application Support"},
       {kLocalDomain, kApplicationSupportFolderType, root + "/Library/Application Support"},
       {kSystemDomain, kApplicationSupportFolderType, root + "/Library/Application Support"},
@@ -37,12 +27,12 @@ TEST_F(FoldersTest, LieBelowTheHomeOrTheSystemRoot) {
       {kSystemDomain, kApplicationsFolderType, root + "/Applications"},
       {kSystemDomain, kDesktopFolderType, std::to_string(fnfErr)},
       {kUserDomain, FourCC("????"), std::to_string(fnfErr)},
-      {1, kDocumentsFolderType, std::to_string(nsvErr)}};
+      {1, kDocumentsFolderType, std::to_string(fnfErr)},
+      {kLocalDomain, kTrashFolderType, std::to_string(fnfErr)},
+      {-32000, kTrashFolderType, std::to_string(nsvErr)},
+      {InfoOf(env_.home()).volume, kTrashFolderType, Path(kUserDomain, kTrashFolderType)}};
   for (const auto& [domain, type, path] : cases) EXPECT_EQ(Path(domain, type), path);
   EXPECT_TRUE(Contains(Path(kUserDomain, kTrashFolderType), "/Trash/files"));
-  EXPECT_EQ(Path(InfoOf(env_.home()).volume, kTrashFolderType),
-            Path(kUserDomain, kTrashFolderType));
-  EXPECT_EQ(Path(-32000, kTrashFolderType), std::to_string(nsvErr));
 }
 
 TEST_F(FoldersTest, AreMadeOnlyWhenAskedTo) {
@@ -52,31 +42,6 @@ TEST_F(FoldersTest, AreMadeOnlyWhenAskedTo) {
   WriteFile(env_.home() / "Documents", "no folder");
   EXPECT_EQ(FSFindFolder(kUserDomain, kDocumentsFolderType, false, &ref), dirNFErr);
   EXPECT_EQ(FSFindFolder(kUserDomain, kDocumentsFolderType, true, &ref), dirNFErr);
-}
-
-class NSFileManagerTest : public EnvironmentTest {
- protected:
-  static const NSString* Text(const fs::path& path) {
-    return NSString::stringWithUTF8String(path.c_str());
-  }
-  const NSFileManager* manager_ = NSFileManager::defaultManager();
-  const NSAutoreleasePool pool_;
-};
-
-TEST_F(NSFileManagerTest, LooksForSystemPathsBelowTheSystemRoot) {
-  const NSString* receipt = CFSTR(u"/Library/Receipts/Some.pkg");
-  EXPECT_EQ(manager_->fileExistsAtPath(receipt), NO);
-  fs::create_directories(env_.system_root() / "Library/Receipts/Some.pkg");
-  ObjCBool is_folder = NO;
-  EXPECT_EQ(manager_->fileExistsAtPath(receipt, &is_folder), YES);
-  EXPECT_EQ(is_folder, YES);
-  EXPECT_EQ(manager_->fileExistsAtPath(nullptr), NO);
-  EXPECT_EQ(manager_->fileExistsAtPath(CFSTR(u"")), NO);
-}
-
-TEST_F(NSFileManagerTest, NamesTheFoldersOfTheUser) {
-  EXPECT_EQ(NSHomeDirectory()->ToUtf8(), env_.home().string());
-  EXPECT_EQ(NSTemporaryDirectory()->ToUtf8(), env_.temp().string() + "/");
 }
 
 }  // namespace

@@ -62,7 +62,7 @@ TEST_F(ForksTest, OpeningsThatExcludeEachOther) {
                         {fsRdDenyPerm, fsRdPerm, permErr}, {fsRdPerm, fsRdDenyPerm, permErr},
                         {fsRdDenyPerm, fsWrPerm, noErr},   {fsWrDenyPerm, fsRdPerm, noErr},
                         {fsWrDenyPerm, fsWrPerm, opWrErr}, {fsWrDenyPerm, fsRdWrShPerm, opWrErr},
-                        {fsWrPerm, fsWrDenyPerm, opWrErr}, {fsCurPerm, fsCurPerm, noErr}};
+                        {fsWrPerm, fsWrDenyPerm, opWrErr}};
   for (const auto& c : cases) {
     const FSIORefNum first = Open(top_ / "f", c.first);
     ASSERT_EQ(status_, noErr);

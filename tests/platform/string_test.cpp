@@ -55,13 +55,6 @@ TEST(String, KeepsBytesWhereTheyAreEnough) {
   EXPECT_STREQ(Units(u"0123456789abcdef")->latin1().data(), "0123456789abcdef");
 }
 
-TEST(String, RefusesBytesThatAreNoUtf8) {
-  for (const char* bytes : {"\x80", "a\xC3", "\xED\xA0\x80", "\xC0\x80", "\xF4\x90\x80\x80"}) {
-    EXPECT_EQ(NSString::NewFromUtf8(bytes), nullptr) << bytes;
-  }
-  EXPECT_EQ(Text(NSString::NewFromUtf8("x\xF0\x9F\x98\x80"))->ToUnits(), u"x\xD83D\xDE00");
-}
-
 TEST(String, ChangesStayWithinTheString) {
   const Text string(NSString::NewMutable(u"hello"));
   string->replaceCharacters(1, 3, u"u");
@@ -74,6 +67,11 @@ TEST(String, ChangesStayWithinTheString) {
   string->append(u"!");
   EXPECT_EQ(copy->ToUnits(), u"hhu");
   EXPECT_FALSE(copy->isMutable());
+  // Units that are not the string's own are copied, too.
+  std::u16string lent = u"abc";
+  const Text own(Text(NSString::NewNoCopy(lent, false))->copy());
+  lent[0] = u'X';
+  EXPECT_EQ(own->ToUnits(), u"abc");
 }
 
 TEST(String, ABufferOfTheCallersIsNeverLeft) {
@@ -84,14 +82,6 @@ TEST(String, ABufferOfTheCallersIsNeverLeft) {
   EXPECT_EQ(std::u16string_view(buffer), u"a123XY");
   string->replaceCharacters(0, 1, u"--");
   EXPECT_EQ(string->ToUnits(), u"--12");
-}
-
-TEST(String, CopyOfBorrowedUnitsIsItsOwn) {
-  std::u16string text = u"abc";
-  const Text borrowed(NSString::NewNoCopy(text, false));
-  const Text copy(borrowed->copy());
-  text[0] = u'X';
-  EXPECT_EQ(copy->ToUnits(), u"abc");
 }
 
 TEST(String, Numbers) {
@@ -107,11 +97,6 @@ TEST(String, Numbers) {
   }
 }
 
-TEST(String, BytesForTheOutsideNeverFail) {
-  EXPECT_EQ(Units(u"plain")->ToUtf8(), "plain");
-  EXPECT_EQ(Units(u"\xE9\x4E2D\xD83D")->ToUtf8(), "\xC3\xA9\xE4\xB8\xAD?");
-}
-
 TEST(String, MakesNewTexts) {
   const NSAutoreleasePool pool;
   const Text a = Units(u"ab");
@@ -119,15 +104,9 @@ TEST(String, MakesNewTexts) {
   EXPECT_EQ(a->stringByAppendingString(Units(u"\xE9").get())->ToUnits(), u"ab\xE9");
   EXPECT_EQ(a->stringByAppendingString(nullptr)->ToUnits(), u"ab");
   EXPECT_EQ(NSString::stringWithUTF8String("\xFF"), nullptr);
-}
-
-CFRange Whole(const Text& string) {
-  return CFRangeMake(0, string->length());
-}
-
-TEST(CFString, ConstantsAreOneObject) {
   EXPECT_EQ(CFSTR(u"one"), CFSTR(u"one"));
   EXPECT_NE(CFSTR(u"one"), CFSTR(u"two"));
+  EXPECT_EQ(Units(u"\xE9\x4E2D\xD83D")->ToUtf8(), "\xC3\xA9\xE4\xB8\xAD?");
 }
 
 TEST(CFString, CreatesFromBytesOfAnEncoding) {
@@ -139,23 +118,23 @@ TEST(CFString, CreatesFromBytesOfAnEncoding) {
   EXPECT_EQ(make("\xEF\xBB\xBFx", kCFStringEncodingUTF8)->ToUnits(), u"\xFEFFx");
   EXPECT_EQ(make("x", 0x12345), nullptr);
   EXPECT_EQ(make(nullptr, kCFStringEncodingUTF8), nullptr);
+  EXPECT_EQ(make("\xED\xA0\x80", kCFStringEncodingUTF8), nullptr);
+  EXPECT_EQ(make("x\xF0\x9F\x98\x80", kCFStringEncodingUTF8)->ToUnits(), u"x\xD83D\xDE00");
 }
 
-TEST(CFString, GetsWholeCharactersOnly) {
+TEST(CFString, GetsTheWholeCharactersOfARangeThatFit) {
   const Text string = Units(u"a\x20AC\xD83D\xDE00");
-  UInt8 buffer[16];
-  for (CFIndex room = 0; room <= 9; ++room) {
+  const std::tuple<CFRange, CFStringEncoding, CFIndex, CFIndex, CFIndex> kCases[] = {
+      {{0, 4}, kCFStringEncodingUTF8, 7, 2, 4},  {{0, 4}, kCFStringEncodingUTF8, 8, 4, 8},
+      {{1, 9}, kCFStringEncodingASCII, 9, 3, 2}, {{-1, 1}, kCFStringEncodingUTF8, 9, 1, 1},
+      {{9, 1}, kCFStringEncodingUTF8, 9, 0, 0},  {{0, 4}, 0x12345, 9, 0, 0}};
+  for (const auto& [range, encoding, room, units, bytes] : kCases) {
+    UInt8 buffer[16];
     CFIndex used = -1;
-    const CFIndex units = CFStringGetBytes(string.get(), Whole(string), kCFStringEncodingUTF8, '?',
-                                           false, buffer, room, &used);
-    EXPECT_EQ(used, room >= 8 ? 8 : room >= 4 ? 4 : room >= 1 ? 1 : 0) << room;
-    EXPECT_EQ(units, room >= 8 ? 4 : room >= 4 ? 2 : room >= 1 ? 1 : 0) << room;
+    EXPECT_EQ(CFStringGetBytes(string.get(), range, encoding, '?', false, buffer, room, &used),
+              units);
+    EXPECT_EQ(used, bytes);
   }
-  CFIndex used = 0;
-  EXPECT_EQ(
-      CFStringGetBytes(string.get(), {1, 3}, kCFStringEncodingASCII, '?', false, nullptr, 0, &used),
-      3);
-  EXPECT_EQ(used, 2);
 }
 
 TEST(CFString, FormatsObjects) {

@@ -61,33 +61,35 @@ TEST(PlistValue, DictionariesKeepTheirOrderAndFindEveryKey) {
 
 TEST(PlistValue, EqualityIsThatOfTheWrittenFile) {
   const double nan = std::numeric_limits<double>::quiet_NaN();
-  const Value kDifferent[] = {Value(),
-                              1,
-                              1.0,
-                              true,
-                              u"1",
-                              0,
-                              0.0,
-                              -0.0,
-                              false,
-                              nan,
-                              Value::Date(1.0),
-                              Value::Date(0.0),
-                              Value::Date(-0.0),
-                              Value::Data("1"s),
-                              ~std::uint64_t{0},
-                              -1,
-                              u"",
-                              Value::Data(""s),
-                              Value::Array(),
-                              Value::Dictionary(),
-                              Value::Array({1}),
-                              Value::Array({1.0}),
-                              Value::Dictionary({{u"a", 1}}),
-                              Value::Dictionary({{u"a", 1.0}}),
-                              Value::Dictionary({{u"b", 1}})};
-  for (const Value& one : kDifferent) {
-    for (const Value& other : kDifferent) EXPECT_EQ(one == other, &one == &other);
+  std::vector<Value> different = {Value()};
+  for (const char* xml : {"<integer>1</integer>",
+                          "<real>1</real>",
+                          "<true/>",
+                          "<string>1</string>",
+                          "<real>0</real>",
+                          "<integer>0</integer>",
+                          "<real>-0</real>",
+                          "<false/>",
+                          "<real>nan</real>",
+                          "<string/>",
+                          "<date>2001-01-01T00:00:00Z</date>",
+                          "<date>2001-01-01T00:00:01Z</date>",
+                          "<date exact='8000000000000000'>2001-01-01T00:00:00Z</date>",
+                          "<data>MQ==</data>",
+                          "<data/>",
+                          "<integer>18446744073709551615</integer>",
+                          "<integer>-1</integer>",
+                          "<array/>",
+                          "<dict/>",
+                          "<array><integer>1</integer></array>",
+                          "<array><real>1</real></array>",
+                          "<dict><key>a</key><integer>1</integer></dict>",
+                          "<dict><key>a</key><real>1</real></dict>",
+                          "<dict><key>b</key><integer>1</integer></dict>"}) {
+    different.push_back(Read(std::string_view(xml)).root);
+  }
+  for (const Value& one : different) {
+    for (const Value& other : different) EXPECT_EQ(one == other, &one == &other);
   }
   EXPECT_EQ(Value(nan), Value(-nan));
   EXPECT_EQ(Value::Dictionary({{u"a", 1}, {u"b", 2}}), Value::Dictionary({{u"b", 2}, {u"a", 1}}));

@@ -7,11 +7,11 @@
 #include <chrono>
 
 #include "plist/file.h"
+#include "prefs/key_walk.h"
 #include "prefs/lock_record.h"
 #include "prefs/preferences.h"
 #include "prefs/reporting.h"
 #include "prefs/transaction.h"
-#include "prefs/value_conversion.h"
 #include "tests/prefs/store_fixture.h"
 
 namespace orvik::test {

@@ -85,10 +85,10 @@ Outcome<Source> ExpectSame(const std::basic_string<Source>& text, Function<Sourc
 
 void ExpectAllAgree(const std::string& bytes) {
   const auto whole = ExpectSame(bytes, transcoding::DecodePlain, {DecodeUtf8, DecodeByAvx2});
-  ASSERT_EQ(Utf16Length(bytes), whole.stop == TranscodingStop::kDone
-                                    ? static_cast<std::ptrdiff_t>(whole.text.size())
-                                    : -1)
-      << testing::PrintToString(bytes);
+  const bool is_whole = whole.stop == TranscodingStop::kDone;
+  const std::ptrdiff_t units = is_whole ? static_cast<std::ptrdiff_t>(whole.text.size()) : -1;
+  ASSERT_EQ(Utf16Length(bytes), units) << testing::PrintToString(bytes);
+  ASSERT_EQ(transcoding::CountPlain(bytes.data(), bytes.data() + bytes.size()), units);
   if (transcoding::HasAvx2()) {
     const char* at = bytes.data();
     const std::size_t count = transcoding::CountBlocksAvx2(at, bytes.data() + bytes.size());
@@ -106,6 +106,7 @@ void ExpectAllAgree(const std::u16string& units) {
     at += 1 + next.taken;
   }
   ASSERT_EQ(Utf8Length(units), expected) << testing::PrintToString(units);
+  ASSERT_EQ(transcoding::MeasurePlain(units.data(), units.data() + units.size()), expected);
   if (transcoding::HasAvx2()) {
     const char16_t* at = units.data();
     const std::size_t measured = transcoding::MeasureBlocksAvx2(at, units.data() + units.size());
@@ -180,6 +181,22 @@ TEST(Transcoding, AsciiOfEveryLengthBesideAnotherCharacter) {
         ExpectAllAgree(text);
       }
     }
+  }
+}
+
+// A text that ends within a character differs from one that can never become well formed.
+TEST(Transcoding, EndsAndFaultsOfTheLastCharacter) {
+  using enum TranscodingStop;
+  const std::pair<std::string, TranscodingStop> kCases[] = {
+      {"a\xC3", kSourceEnds},       {"a\xC3\x41", kIllegal},     {"a\xC1\xBF", kIllegal},
+      {"a\xE0", kSourceEnds},       {"a\xE0\x9F", kIllegal},     {"a\xE0\xA0", kSourceEnds},
+      {"a\xED\xA0", kIllegal},      {"a\xED\x9F\x41", kIllegal}, {"a\xED\x9F\xBF", kDone},
+      {"a\xF0", kSourceEnds},       {"a\xF0\x8F", kIllegal},     {"a\xF0\x90", kSourceEnds},
+      {"a\xF4\x90", kIllegal},      {"a\xF4\x8F\x41", kIllegal}, {"a\xF4\x8F\xBF", kSourceEnds},
+      {"a\xF4\x8F\xBF\xBF", kDone}, {"a\xF5", kIllegal},         {"a\x80", kIllegal}};
+  for (const auto& [bytes, stop] : kCases) {
+    EXPECT_EQ(RunWhole(transcoding::DecodePlain, bytes).stop, stop) << bytes;
+    ExpectAllAgree(bytes);
   }
 }
 
