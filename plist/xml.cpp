@@ -67,6 +67,9 @@ bool IsWrittenGap(std::string_view gap, std::size_t depth) {
 }  // namespace
 
 // Goes through the whole text once.
+// A dictionary's extent is entered in the list when it opens, so that those inside follow it, and
+// completed when it closes. What makes a dictionary not `is_written` or not `in_order` makes those
+// around it the same.
 class XmlText::Check {
  public:
   explicit Check(XmlText& xml) : xml_(xml), values_(xml.text_) {}
@@ -179,6 +182,7 @@ class XmlText::Check {
     return true;
   }
 
+  // Plain keys are ASCII, so that their bytes order as their units do; others are decoded first.
   void TakeKey(bool is_plain) {
     Container& container = open_.back();
     if (container.in_order && container.last_key.data() != nullptr) {
@@ -225,6 +229,7 @@ class XmlText::Check {
       extent.in_order = container.in_order;
     }
     NoteSpelling(is_written);
+    if (!container.in_order && !open_.empty()) open_.back().in_order = false;
     return true;
   }
 
@@ -263,6 +268,9 @@ bool XmlText::Send(const std::shared_ptr<const XmlText>& xml, Sink& sink) {
   return SendFrom(xml, xml->root_, 0, false, sink);
 }
 
+// Sends the value that begins there, and goes along the list of extents with it: `extent` is the
+// next dictionary's. One that the sink takes whole is passed over, with all that it holds.
+// `is_open`: the sink has the first dictionary open already.
 bool XmlText::SendFrom(const std::shared_ptr<const XmlText>& xml, std::size_t begin,
                        std::size_t extent, bool is_open, Sink& sink) {
   XmlValues values(xml->text_, begin);
@@ -302,13 +310,6 @@ bool XmlText::SendFrom(const std::shared_ptr<const XmlText>& xml, std::size_t be
       return false;
     }
   } while (open > 0);
-  return true;
-}
-
-bool XmlDictionary::all_in_order() const {
-  for (std::size_t i = index_; i < extent().next; ++i) {
-    if (!xml_->extents_[i].in_order) return false;
-  }
   return true;
 }
 

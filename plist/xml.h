@@ -47,7 +47,8 @@ class XmlText {
   // text is part of the data.
   static std::shared_ptr<const XmlText> Read(Bytes data, std::string_view text, std::string& error);
 
-  // Sends the root.
+  // Sends the root, and nothing else of the text: comments, attributes and the layout are not
+  // events.
   static bool Send(const std::shared_ptr<const XmlText>& xml, Sink& sink);
 
  private:
@@ -63,7 +64,8 @@ class XmlText {
     std::uint16_t depth = 0;  // containers around it
     // The writer would write the same text, were it called for the dictionary at this depth.
     bool is_written = true;
-    // The keys ascend, so that entries can be written one after the other.
+    // The keys ascend, in the dictionaries inside, too, so that all entries can be written one
+    // after the other.
     bool in_order = true;
   };
 
@@ -89,11 +91,11 @@ class XmlDictionary {
 
   // The containers around it in the text.
   int depth() const { return extent().depth; }
-  // Whether the XML writer would write the same text at this depth, and whether the keys ascend.
+  // Whether the XML writer would write the same text at this depth.
   bool is_written() const { return extent().is_written; }
+  // Whether the keys ascend, here and in all dictionaries inside.
   bool in_order() const { return extent().in_order; }
-  // Whether that holds for the dictionaries inside, too.
-  bool all_in_order() const;
+  // The dictionary as it is in the text, from the "<" of its start tag to the ">" of its end tag.
   std::string_view text() const {
     return xml_->text_.substr(extent().begin, extent().end - extent().begin);
   }

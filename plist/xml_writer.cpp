@@ -78,8 +78,9 @@ class XmlWriter final : public Sink {
     return End(element);
   }
 
-  // Copied as it is when that is what the entries would give; otherwise written entry by entry
-  // from the text, or, when the keys do not ascend, from values.
+  // Copied as it is when that is what the entries would give; otherwise written entry by entry from
+  // the text, or, when keys do not ascend, from values. Does not recurse: what sends the text of a
+  // dictionary, or walks its values, goes on with those inside.
   Taking Dictionary(const XmlDictionary& dictionary) override {
     ReserveFor(dictionary.whole_text());
     if (dictionary.is_written() && static_cast<std::size_t>(dictionary.depth()) == open_.size()) {
@@ -88,7 +89,10 @@ class XmlWriter final : public Sink {
       xml_ += '\n';
       return HasRoom() ? Taking::kTaken : Taking::kFailed;
     }
-    const bool is_done = dictionary.in_order() ? dictionary.Send(*this) : WriteValues(dictionary);
+    if (sends_text_ || !dictionary.in_order()) return Taking::kWantsEntries;
+    sends_text_ = true;
+    const bool is_done = dictionary.Send(*this);
+    sends_text_ = false;
     return is_done ? Taking::kTaken : Taking::kFailed;
   }
 
@@ -100,13 +104,6 @@ class XmlWriter final : public Sink {
   }
 
  private:
-  bool WriteValues(const XmlDictionary& dictionary) {
-    ValueBuilder builder;
-    if (!dictionary.Send(builder)) return false;
-    const Value value = builder.Take();
-    return ValueWalk(EntryOrder::kByKey, *this).Run(&value);
-  }
-
   // Makes room once for all that comes from the same text.
   void ReserveFor(std::string_view text) {
     if (std::exchange(last_text_, text.data()) == text.data()) return;
@@ -153,6 +150,8 @@ class XmlWriter final : public Sink {
   std::size_t limit_;
   std::string xml_;
   const char* last_text_ = nullptr;
+  // While the text of a dictionary whose keys ascend is sent.
+  bool sends_text_ = false;
   // Behind the start tag of the container that was opened last.
   std::size_t opened_at_ = 0;
   std::vector<XmlElement> open_;

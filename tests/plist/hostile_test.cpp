@@ -37,13 +37,16 @@ TEST(PlistHostile, TheDeepestListNeedsLittleStack) {
   static const std::string kLists[] = {
       Repeated("<array>", kDepth) + Repeated("</array>", kDepth),
       Repeated("<dict><key>a</key>", kDepth) + "<true/>" + Repeated("</dict>", kDepth),
+      Repeated("<dict><key>b</key><true/><key>a</key>", kDepth) + "<true/>" +
+          Repeated("</dict>", kDepth),
       Repeated("(", kDepth) + Repeated(")", kDepth),
       Repeated("{a=", kDepth) + "b" + Repeated(";}", kDepth)};
   const auto work = [](void*) -> void* {
     for (const std::string& list : kLists) {
       const Value one = Root(list);
+      // First while no entry is made yet.
+      const Value copy = Root(*WriteXml(one));
       const Value other = Root(*WriteBinary(one));
-      const Value copy = Root(*WriteXml(other));
       EXPECT_TRUE(one == other && copy == other);
     }
     return nullptr;
@@ -67,20 +70,6 @@ TEST(PlistHostile, TruncationAtEveryByteGivesNothing) {
     ASSERT_TRUE(Root(whole));
     for (size_t length = 0; length < whole.size(); ++length) {
       EXPECT_FALSE(Root(whole.substr(0, length))) << whole.substr(0, length);
-    }
-  }
-}
-
-TEST(PlistHostile, OneWrongByteNeverDoesHarm) {
-  const std::string xml = ManyTypes();
-  for (const std::string& whole : {xml, *WriteBinary(Root(xml))}) {
-    for (size_t position = 0; position < whole.size(); ++position) {
-      for (const int byte : {0x00, 0x0F, 0x26, 0x3C, 0x5F, 0x80, 0xA2, 0xD1, 0xFF}) {
-        std::string damaged = whole;
-        damaged[position] = static_cast<char>(byte);
-        const Value root = Root(damaged);
-        if (root) WriteXml(root);
-      }
     }
   }
 }

@@ -203,7 +203,7 @@ class JsonSink final : public plist::Sink {
   // Entries come straight from the text if all below are in order and none can be that of a
   // wrapper.
   plist::Taking Dictionary(const plist::XmlDictionary& dictionary) override {
-    if (sends_xml_ || !dictionary.all_in_order() || MayHaveWrappers(dictionary.whole_text())) {
+    if (sends_xml_ || !dictionary.in_order() || MayHaveWrappers(dictionary.whole_text())) {
       return plist::Taking::kWantsEntries;
     }
     sends_xml_ = true;
