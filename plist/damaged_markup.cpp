@@ -168,6 +168,8 @@ bool DamagedMarkup::SkipDocumentType() {
   return true;
 }
 
+// From the surest reading to the least sure one: the exact name, one other byte, one byte missing,
+// and at last an unknown element under the name that is written.
 Token DamagedMarkup::ReadTag() const {
   const std::size_t end = text_.find_first_of("<>", position_ + 1);
   const bool is_whole = end != kNowhere && text_[end] == '>';
@@ -191,6 +193,7 @@ Token DamagedMarkup::ReadTag() const {
   if (is_whole && FindForm([&](const Form& f) { return f.IsNear(written, 0); }, form)) {
     token.kind = is_empty_with_attributes ? Kind::kEmpty : form.kind;
     token.name = form.name;
+    token.ends_in_blank = token.kind == Kind::kStart && written.size() + 1 == body.size();
     return token;
   }
   token.is_damaged = true;

@@ -37,11 +37,14 @@ class DamagedMarkup {
     std::size_t end = 0;
     // The tabs before a tag that begins a line; -1 for any other.
     int tabs = -1;
+    // A start tag with a blank before its ">" and no attributes: "<dict >". No writer makes one,
+    // but one wrong byte makes it of "<dict/>".
+    bool ends_in_blank = false;
   };
 
   explicit DamagedMarkup(std::string_view text) : text_(text) {}
 
-  // The token at the position, which moves behind it.
+  // Returns the token at the position, which moves behind it; kNone, again and again, at the end.
   Token Next();
   // Continues at a byte of the text.
   void MoveTo(std::size_t position) { position_ = position; }

@@ -18,6 +18,8 @@ bool BeginsLikeBinary(std::string_view bytes) {
   return bytes.starts_with("bplist") || same + 1 == kMark.size();
 }
 
+// By the first byte, which survives most damage. A file that begins with neither "<" nor "{" is
+// tried as XML and, when that gives nothing, as the old text form.
 Value SalvageAnyForm(std::string_view bytes, Losses& losses) {
   if (BeginsLikeBinary(bytes)) {
     Value root = SalvageBinary(bytes, losses);
@@ -44,6 +46,8 @@ Value SalvageAnyForm(std::string_view bytes, Losses& losses) {
 
 }  // namespace
 
+// In one pass over the text, because the places ascend: counting from the start for each loss would
+// take time that grows with the square.
 void Losses::NamePlaces(const std::string_view* text) {
   std::stable_sort(list_.begin(), list_.end(),
                    [](const Loss& a, const Loss& b) { return a.place < b.place; });

@@ -70,6 +70,8 @@ struct Salvage {
 // and the old text form in UTF-8 and UTF-16, XML also in another encoding that is based on ASCII;
 // the binary form if its table of objects is whole. Takes time and memory proportional to the
 // bytes.
+// `bytes` must not be null. A sound list comes back whole, without losses, unless its root is not a
+// dictionary.
 Salvage SalvageEntries(const Bytes& bytes);
 
 // No entries, and the whole file as one loss.

@@ -20,6 +20,24 @@ bool IsContainer(std::string_view name) {
   return name == "dict" || name == "array";
 }
 
+// Whether the only "<dict >" or "<array >" of the text is a "<dict/>" or "<array/>" whose "/"
+// became a blank: one end tag of this name is missing, and no other tag is wrong.
+bool HasBlankForSlash(std::string_view text) {
+  DamagedMarkup markup(text);
+  std::string_view name;
+  int blanks = 0, dictionaries = 0, arrays = 0;
+  for (Token token = markup.Next(); token.kind != Kind::kNone; token = markup.Next()) {
+    if (token.is_damaged) return false;
+    if (token.kind == Kind::kEmpty || !IsContainer(token.name)) continue;
+    (token.name == "dict" ? dictionaries : arrays) += token.kind == Kind::kStart ? 1 : -1;
+    if (!token.ends_in_blank) continue;
+    ++blanks;
+    name = token.name;
+  }
+  return blanks == 1 && dictionaries == (name == "dict" ? 1 : 0) &&
+         arrays == (name == "array" ? 1 : 0);
+}
+
 class Salvager {
  public:
   explicit Salvager(std::string_view text) : text_(text), markup_(text) {
@@ -28,11 +46,16 @@ class Salvager {
       const std::size_t end = text.substr(0, 256).find("?>");
       declaration_ = text.substr(0, end == kNowhere ? 0 : end + 2);
     }
+    has_blank_for_slash_ = HasBlankForSlash(text);
   }
 
   Value Run(Losses& losses) {
     losses_ = &losses;
     for (Token token = markup_.Next(); token.kind != Kind::kNone; token = markup_.Next()) {
+      if (has_blank_for_slash_ && token.ends_in_blank && IsContainer(token.name)) {
+        token.kind = Kind::kEmpty;
+        token.is_damaged = true;
+      }
       Take(token);
     }
     EndOutline(text_.size());
@@ -150,6 +173,8 @@ class Salvager {
     }
   }
 
+  // A key or a simple value: taken if its end tag follows its text, and read by the strict reader
+  // as an element of its own, so that what is saved is what a sound file would give.
   void TakeSimple(const Token& token) {
     const bool is_key = token.name == "key";
     std::size_t found = 0;
@@ -218,6 +243,8 @@ class Salvager {
     open_.back().key_at = at;
   }
 
+  // A container that has no place (no key, too deep) is opened all the same, as a lost one, so that
+  // its end tag is not taken for that of the container around it.
   void OpenContainer(const Token& token) {
     Open container;
     container.is_dictionary = token.name != "array";
@@ -280,6 +307,8 @@ class Salvager {
     return place;
   }
 
+  // Closes the innermost container of this name; those inside it have lost their ends. An end tag
+  // whose container is not open is one too many.
   void TakeEnd(const Token& token) {
     if (!IsContainer(token.name)) {
       // The start was lost, and named.
@@ -413,6 +442,7 @@ class Salvager {
 
   std::string_view text_;
   DamagedMarkup markup_;
+  bool has_blank_for_slash_ = false;
   std::string declaration_;
   std::vector<Open> open_;
   std::size_t dictionaries_ = 0;  // of the open containers

@@ -1,0 +1,208 @@
+// What is saved of a damaged list, where it goes, and what is told of the rest.
+#include "plist/salvage.h"
+
+#include "tests/plist/described_lists.h"
+#include "tests/support/test_environment.h"
+
+namespace orvik::plist {
+namespace {
+
+using namespace test;
+
+Salvage Saved(const std::string& bytes) {
+  EXPECT_FALSE(Root(bytes).is_dictionary()) << bytes;
+  return SalvageEntries(std::make_shared<const std::string>(bytes));
+}
+
+// "path: what, line:column" of each loss.
+std::string LossesOf(const Salvage& salvage) {
+  std::string losses;
+  for (const Loss& loss : salvage.losses.list()) {
+    losses += loss.path + ": " + loss.what + ", " + std::to_string(loss.line) + ":" +
+              std::to_string(loss.column) + "\n";
+  }
+  return losses;
+}
+
+std::string InUtf16(std::string_view utf8) {
+  std::string bytes = "\xFF\xFE";
+  for (const char16_t unit : Value::FromUtf8(utf8)->text().ToUnits()) {
+    bytes += {static_cast<char>(unit & 0xFF), static_cast<char>(unit >> 8)};
+  }
+  return bytes;
+}
+
+// { A = "1", B = an object of no kind, C = true }
+const std::string kBinaryWithBadObject(
+    "bplist00\xD3\1\2\3\4\5\6\x51\x41\x51\x42\x51\x43\x51\x31\x70\x09"
+    "\x08\x0F\x11\x13\x15\x17\x18\0\0\0\0\0\0\1\1"
+    "\0\0\0\0\0\0\0\7\0\0\0\0\0\0\0\0\0\0\0\0\0\0\0\x19",
+    64);
+
+TEST(PlistSalvage, TakesWhatIsCompleteOfEveryForm) {
+  const std::string head = "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<!DOCTYPE plist>\n<plist>";
+  const std::string a = head + "<dict><key>A</key>", end = "</dict></plist>";
+  const std::string b = "<key>B</key><true/>" + end;
+  const std::tuple<const char*, std::string, const char*> kCases[] = {
+      {"breaks off in a value", a + "<dict><key>n</key><string>v</string><key>m</key><integer>4",
+       "{A={n=s:v}}"},
+      {"breaks off in a name", a + "<dict><key>n</key><true/></dict><key>B", "{A={n=b:1}}"},
+      {"breaks off in a tag", a + "<array><integer>1</integer><dic", "{A=(i:1)}"},
+      {"wrong end tag", a + "<string>1</string></array>" + end, "{A=s:1}"},
+      {"a bad value", a + "<integer>x</integer>" + b, "{B=b:1}"},
+      {"a value whose end is another's", a + "<string>1</integer>" + b, "{B=b:1}"},
+      {"a key without a value", a + b, "{B=b:1}"},
+      {"an array that does not end", a + "<array><true/></arry>" + b, "{A=(b:1) B=b:1}"},
+      {"an end tag too many", a + "<true/></dict>" + b, "{A=b:1 B=b:1}"},
+      {"a dictionary whose name is damaged", a + "<dikt><key>n</key><true/></dict>" + b,
+       "{A={n=b:1} B=b:1}"},
+      {"a value whose name is damaged", a + "<strin>a</strin>" + b, "{B=b:1}"},
+      {"garbage between the values", a + "<true/>\x01\xFF<&" + b, "{A=b:1 B=b:1}"},
+      {"zeroes at the end", a + "<string>1</string>" + std::string(50, '\0'), "{A=s:1}"},
+      {"tags in comments", a + "<!-- <dict> --><string>1</string>", "{A=s:1}"},
+      {"UTF-16", InUtf16(a + "<string>\u00E9</string><key>B</key><integer>x"), "{A=s:\u00E9}"},
+      {"UTF-16 with half a character",
+       InUtf16(a + "<string>").append("\0\xDC", 2) + InUtf16("</string>" + b).substr(2), "{B=b:1}"},
+      {"binary, an object of no kind", kBinaryWithBadObject, "{A=s:1 C=b:1}"},
+      {"old text", "{ A = { n = v; bad = <xy>; m = \"w\"; }; B = (1, \"\xFF\", 2); C = 3; }",
+       "{A={m=s:w n=s:v} B=(s:1 s:2) C=s:3}"},
+      {"old text without ends", "{ A = (1, 2; B = { n = v; }; C = \"x; }",
+       "{A=(s:1 s:2) B={n=s:v}}"},
+      {"old text without separators", "{ A = 1 B = (1 2); } C = 3;", "{B=(s:2)}"},
+      {"old text, a letter for a quote", "{ A = x1\"; B = {c = x2\";}; C = 3; \"D\"x; }",
+       "{B={} C=s:3}"},
+      {"old text, file of strings", "A = 1;\n B = \"\xFF\"; = 2; C = 3;", "{A=s:1 C=s:3}"},
+  };
+  for (const auto& [title, bytes, entries] : kCases) {
+    const Salvage salvage = Saved(bytes);
+    EXPECT_EQ(Describe(salvage.entries), entries) << title;
+    EXPECT_GE(salvage.losses.count(), 1u) << title;
+  }
+}
+
+// A tag of which one byte is wrong: nothing moves to another place, and only what is doubtful is
+// lost.
+TEST(PlistSalvage, FindsThePlaceOfWhatIsWhole) {
+  const std::string list =
+      "<plist version=\"1.0\">\n<dict>\n\t<key>A</key>\n\t<dict>\n\t\t<key>l</key>\n\t\t<array>\n"
+      "\t\t\t<string>x</string>\n\t\t</array>\n\t\t<key>n</key>\n\t\t<string>v</string>\n\t</"
+      "dict>\n"
+      "\t<key>B</key>\n\t<true/>\n\t<key>C</key>\n\t<dict/>\n\t<key>D</key>\n\t<true/>\n</dict>\n"
+      "</plist>\n";
+  const char* const whole = "{A={l=(s:x) n=s:v} B=b:1 C={} D=b:1}";
+  const struct {
+    const char *tag, *damaged, *repaired;
+  } kCases[] = {
+      {"x</string>", "x</stXing>", "{A={l=() n=s:v} B=b:1 C={} D=b:1}"},
+      {"v</string>", "vX/string>", "{A={l=(s:x)} B=b:1 C={} D=b:1}"},
+      {"\t</dict>", "\t</dXct>", whole},
+      {"\t</dict>", "\tX/dict>", whole},
+      {"\t</dict>", "\t<Xdict>", whole},
+      {"\t</dict>", "\t</dictX", whole},
+      {"<array>", "<arXay>", whole},
+      {"<array>", "Xarray>", whole},
+      {"</array>", "</arrayX", whole},
+      {"<dict/>", "<dictX>", whole},
+      {"<dict/>", "<dict >", whole},
+      {"\n<dict>", "\n<diXt>", whole},
+      {"\n<dict>", "\nXdict>", whole},
+      {"<key>l</key>", "<key>l</kXy>", "{A={n=s:v} B=b:1 C={} D=b:1}"},
+  };
+  for (const auto& c : kCases) {
+    for (const bool is_indented : {true, false}) {
+      std::string bytes = list;
+      bytes.replace(bytes.find(c.tag), std::string(c.tag).size(), c.damaged);
+      if (!is_indented) std::erase(bytes, '\t');
+      const Salvage salvage = Saved(bytes);
+      EXPECT_EQ(Describe(salvage.entries), c.repaired) << c.damaged << " " << is_indented;
+      EXPECT_GE(salvage.losses.count(), 1u) << c.damaged;
+    }
+  }
+}
+
+TEST(PlistSalvage, NamesEveryLoss) {
+  const struct {
+    std::string broken;
+    const char* losses;
+    const char* entries;
+  } kCases[] = {
+      {"<plist><dict>\n<key>K</key>\n<dict>\n\t<key>a</key><integer>x</integer>\n"
+       "\t<key>l</key><array><true/><real>?</real></array>\n\t<key>\u00E9</key>\n</dict>"
+       "<key>z</key><true/>\n",
+       "K/a: a value that cannot be read, 4:14\n"
+       "K/l/1: a value that cannot be read, 5:28\n"
+       "K/\u00E9: a key without a value, 6:2\n"
+       ": the list breaks off, 8:1\n",
+       "{K={l=(b:1)} z=b:1}"},
+      {"<plist><array><true/><real>?</real></array><dict><key>a</key><true/></dict>\n",
+       ": a list that is no dictionary, 1:8\n", "{}"},
+      {kBinaryWithBadObject, "B: a value that cannot be read, 0:23\n", "{A=s:1 C=b:1}"},
+      {"{\n K = { a = 1;\n b = <x>; };\n l = (\u00E9, x, \"\xFF\");\n",
+       "K/b: text that cannot be read, 3:8\n"
+       "l/0: text that cannot be read, 4:7\n"
+       "l/2: text that cannot be read, 4:16\n"
+       ": the list breaks off, 5:1\n",
+       "{K={a=s:1} l=(s:x)}"},
+  };
+  for (const auto& c : kCases) {
+    const Salvage salvage = Saved(c.broken);
+    EXPECT_EQ(Describe(salvage.entries), c.entries);
+    EXPECT_EQ(LossesOf(salvage), c.losses);
+  }
+}
+
+// One string says that it is longer: it is lost, and what lies behind it is not.
+TEST(PlistSalvage, ReadsABinaryListBehindABadLength) {
+  std::string bytes = *WriteBinary(Root("{A = first; B = (x, y); C = third; D = 4;}"));
+  bytes[bytes.find(
+      "\x55"
+      "first")] = '\x5E';
+  const Salvage salvage = Saved(bytes);
+  EXPECT_EQ(Describe(salvage.entries), "{B=(s:x s:y) C=s:third D=s:4}");
+  ASSERT_EQ(salvage.losses.count(), 1u);
+  EXPECT_EQ(salvage.losses.list()[0].path, "A");
+  EXPECT_EQ(salvage.losses.list()[0].bytes, 6u);
+}
+
+TEST(PlistSalvage, TellsOfAFileThatGivesNothing) {
+  const std::string binary = *WriteBinary(Root("{K = {n = v;};}"));
+  const std::string head = "<?xml version=\"1.0\"?>\n<!DOCTYPE plist>\n<plist version=\"1.0\">\n";
+  std::vector<std::string> files = {"no list", "<plist><dict>\n<key>n</key>"};
+  for (std::size_t length = 6; length < binary.size(); ++length) {
+    files.push_back(binary.substr(0, length));
+  }
+  for (std::size_t length = 1; length <= head.size(); ++length) {
+    files.push_back(head.substr(0, length));
+  }
+  files.emplace_back("\xFF\xFE\0\0", 4);
+  for (const char c : head) files.back() += c + std::string(3, '\0');
+  files.back().pop_back();
+  for (const std::string& bytes : files) {
+    const Salvage salvage = Saved(bytes);
+    EXPECT_EQ(salvage.entries.count(), 0u) << bytes;
+    EXPECT_GE(salvage.losses.count(), 1u) << bytes;
+    EXPECT_EQ(salvage.losses.count(), salvage.losses.list().size());
+  }
+}
+
+// The time is bounded by CTest alone; what is looked for is growth with the square.
+TEST(PlistSalvage, CostsInLine) {
+  const std::string head = "<plist><dict><key>a</key><string>v</string>";
+  constexpr int kCount = 40'000;
+  for (const std::string& bytes :
+       {head + Repeated("<!--", kCount), head + Repeated("<?", kCount),
+        head + "<key>b</key>" + Repeated("<array>", kCount) + Repeated("</dict>", kCount),
+        head + Repeated("<string><![CDATA[", kCount), head + Repeated("<k a=\"", kCount),
+        "{ a = v; " + Repeated(";\"\\", kCount), "{ a = v; " + Repeated("{=", kCount),
+        head + "<key>" + std::string(100'000, 'k') + "</key><dict>" +
+            Repeated("<key>n</key><integer>x</integer>", 2000)}) {
+    const Salvage salvage = Saved(bytes);
+    EXPECT_GE(salvage.losses.count(), 1u);
+    std::size_t path_bytes = 0;
+    for (const Loss& loss : salvage.losses.list()) path_bytes += loss.path.size();
+    EXPECT_LE(path_bytes, 2 * bytes.size());
+  }
+}
+
+}  // namespace
+}  // namespace orvik::plist
