@@ -83,8 +83,9 @@ void WriteJson(JsonWriter& writer, const plist::Value& value);
 std::string JsonText(const plist::Value& value,
                      JsonWriter::Layout layout = JsonWriter::Layout::kOneLine);
 
-// The place and reason of a mistake in a text. Lines and columns (in bytes) count from 1. The
-// reason is harmless text and may quote a part of the text, with names and values in it.
+// The place and reason of a mistake in a text. Lines and columns count from 1, columns in
+// characters (PlaceInText, text/shown_text.h). The reason is harmless text and may quote a part of
+// the text, with names and values in it.
 struct TextError {
   std::size_t line = 0;
   std::size_t column = 0;

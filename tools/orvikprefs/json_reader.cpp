@@ -9,6 +9,7 @@
 #include "plist/leaves.h"
 #include "plist/sink.h"
 #include "text/characters.h"
+#include "text/shown_text.h"
 #include "tools/orvikprefs/json.h"
 #include "tools/orvikprefs/text.h"
 #include "tools/orvikprefs/values.h"
@@ -371,14 +372,8 @@ Value Finish(Reader& reader, Value value, TextError* error) {
 }  // namespace
 
 TextError ErrorAt(std::string_view text, std::size_t byte, std::string reason) {
-  TextError error;
-  error.byte = std::min(byte, text.size());
-  const std::string_view before = text.substr(0, error.byte);
-  error.line = 1 + static_cast<std::size_t>(std::count(before.begin(), before.end(), '\n'));
-  const std::size_t line_end = before.rfind('\n');
-  error.column = before.size() - (line_end == std::string_view::npos ? 0 : line_end + 1) + 1;
-  error.reason = std::move(reason);
-  return error;
+  const TextPlace place = PlaceInText(text, byte);
+  return {place.line, place.column, std::min(byte, text.size()), std::move(reason)};
 }
 
 std::string TextError::Message() const {
