@@ -21,8 +21,8 @@
 #include "platform/core_foundation/errno_status.h"
 #include "prefs/auto_release.h"
 #include "prefs/domain_store.h"
+#include "prefs/key_walk.h"
 #include "prefs/shared_lock.h"
-#include "prefs/value_conversion.h"
 
 namespace orvik {
 

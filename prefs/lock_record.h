@@ -108,6 +108,9 @@ class SharedLockHold {
   bool Take(const CAtlString& domain, LockTries& tries, const std::function<Entered()>& enter,
             const std::function<void()>& leave);
 
+  // Leaves the record as it is, so that the process goes on holding the lock.
+  void Leave() { record_.reset(); }
+
   // While the lock is held: the path that makes the record refused (lock_record.h), so that only
   // the kernel lock counts; else "".
   std::string refused() const { return record_ ? record_->refused() : std::string(); }

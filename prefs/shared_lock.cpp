@@ -70,25 +70,12 @@ bool IsGlobalSharedPListLocked(const CAtlString& domain) {
 }
 
 bool LockGlobalSharedPList(const CAtlString& domain) {
+  SharedLockHold hold;
   LockTries tries({});
-  do {
-    LockRecord record(domain);
-    if (!record.Lock(tries.LeftMilliseconds())) {
-      continue;
-    }
-    record.Read();
-    if (record.IsHeld()) {
-      continue;
-    }
-    try {
-      record.Take();
-    } catch (...) {
-      record.Release();
-      throw;
-    }
-    return true;
-  } while (tries.Again());
-  return false;
+  const bool is_taken = hold.Take(
+      domain, tries, [] { return SharedLockHold::Entered::kLocked; }, [] {});
+  hold.Leave();
+  return is_taken;
 }
 
 void UnlockGlobalSharedPList(const CAtlString& domain) {

@@ -27,6 +27,7 @@
 namespace [[gnu::visibility("default")]] orvik {
 
 struct EffectiveDomain;
+class FileDomainStore;
 
 // What a deletion answers when there is nothing to delete.
 enum class IfMissing { kSucceed, kFail };
@@ -123,41 +124,19 @@ class Transaction {
   PrefStatus Rehearse(TransactionResult* result) const;
 
  private:
-  friend class TransactionRunner;
-  enum class Kind {
-    kSet,
-    kUpdate,
-    kDelete,
-    kMakeKey,
-    kReplaceKey,
-    kClearKey,
-    kMerge,
-    kCopy,
-    kRename,
-    kRequireEqual,
-    kRequireAbsent,
-    kRequireNotKey,
-    kRequireKey,
-    kRequireEmptyKey,
-    kRequireKeyEqual,
-    kRequireThat,
-    kRefuseEmptyPath
-  };
+  // One change or condition, as it is carried out on the opened domain in memory.
+  using Action = std::function<PrefStatus(FileDomainStore& store)>;
   struct Step {
-    Kind kind;
-    KeyPath key_path;
-    CAtlString name;
-    plist::Value value;
-    IfMissing if_missing = IfMissing::kSucceed;
-    ReplaceKeys replace = ReplaceKeys::kNo;
-    KeyPath to_key;
-    CAtlString to_name;
-    Condition condition;
-    Updater update;
+    bool may_create;  // it may bring the file into being
+    Action action;
   };
 
-  Step& Add(Kind kind, const KeyPath& key_path, CAtlString name, plist::Value value = {});
+  void Change(Action action) { steps_.push_back({true, std::move(action)}); }
+  void ChangePresent(Action action) { steps_.push_back({false, std::move(action)}); }
+  void Require(Action condition) { steps_.push_back({false, std::move(condition)}); }
   bool MayCreate() const;
+  // Up to the first step that fails; the status names it.
+  PrefStatus Run(FileDomainStore& store) const;
   PrefStatus CommitOnce(const EffectiveDomain& effective, IfDamaged if_damaged,
                         TransactionResult* result) const;
 
