@@ -315,7 +315,7 @@ TEST_F(ApplyTest, PrintsNoSecrets) {
       {"set K/m x " + secret, 3, "line 1: the key path leads through a value"},
       {"set K m " + secret + "\nrequire K m 1", 6, "line 2: the condition is not met"},
       {"set \"\" K " + secret, 6, "a key has this name: \"K\""},
-      {"set K n " + secret + " hush", 1, "line 1, column 32 (byte 31): the line cannot be read"},
+      {"set K n " + secret + " hush", 1, "line 1, column 31 (byte 31): the line cannot be read"},
       {"set K n {\"a\": {\"$date\": " + secret + "}}", 1, "line 1"},
       {"hush K n " + secret, 1, "line 1"},
   };
