@@ -1,6 +1,8 @@
 #include "prefs/reporting.h"
 
 #include <algorithm>
+#include <new>
+#include <string>
 #include <utility>
 #include <vector>
 
@@ -61,7 +63,7 @@ PrefStatus ListPreferenceNames(int scope, const KeyPath& key_path, const CAtlStr
   }
   std::sort(sorted.begin(), sorted.end());
   for (const std::u16string& name : sorted) {
-    names.Add(CAtlString(name));
+    if (names.Add(CAtlString(name)) == names.kNoIndex) throw std::bad_alloc();
   }
   return PrefStatus::Ok();
 }
@@ -87,7 +89,7 @@ bool AreSameBytes(const plist::Bytes& one, const plist::Bytes& other) {
   return one != nullptr && other != nullptr && *one == *other;
 }
 
-// What repairing a file as it was found would give. The entries go to `entries`, and the status
+// The result of repairing a file as it was found. The entries go to `entries`, and the status
 // says whether they may take the file's place unasked.
 PrefRepair Plan(const FileDomainStore& store, plist::Value& entries) {
   PrefRepair repair;

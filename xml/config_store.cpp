@@ -168,7 +168,7 @@ bool ListChildren(int scope, const CAtlString& key_path, const char16_t* tag,
        child = child->NextSiblingElement()) {
     const char* const name = child->Attribute(kName);
     if (name != nullptr && HasFoldedName(child->Value(), tag)) {
-      names.Add(MakeWideStringFromUTF8String(name));
+      if (names.Add(MakeWideStringFromUTF8String(name)) == names.kNoIndex) return false;
     }
   }
   return true;

@@ -94,11 +94,10 @@ HRESULT CXMLElementReader::GetCommaSeperatedArrayAttribute(TiXmlElement* element
   out.RemoveAll();
   std::string_view rest = text;
   for (std::size_t comma; (comma = rest.find(',')) != std::string_view::npos;) {
-    out.Add(CAtlStringA(rest.substr(0, comma)));
+    if (out.Add(CAtlStringA(rest.substr(0, comma))) == out.kNoIndex) return E_INVALIDARG;
     rest.remove_prefix(comma + 1);
   }
-  out.Add(CAtlStringA(rest));
-  return S_OK;
+  return out.Add(CAtlStringA(rest)) == out.kNoIndex ? E_INVALIDARG : S_OK;
 }
 
 HRESULT CXMLElementReader::GetBase64AttributeFromNode(TiXmlElement* element, const char* name,
@@ -157,7 +156,7 @@ HRESULT CXMLElementReader::GetChildNodes(TiXmlElement* element, CAtlArray<TiXmlE
   if (element == nullptr) return E_INVALIDARG;
   for (TiXmlElement* child = element->FirstChildElement(); child != nullptr;
        child = child->NextSiblingElement()) {
-    out.Add(child);
+    if (out.Add(child) == out.kNoIndex) return E_FAIL;
   }
   return S_OK;
 }
@@ -169,7 +168,7 @@ HRESULT CXMLElementReader::GetNamedChildNodes(TiXmlElement* element, CAtlArray<T
   if (element == nullptr || start == std::string_view::npos) return E_INVALIDARG;
   rest.remove_prefix(start + 1);
   CAtlArray<TiXmlElement*> current;
-  current.Add(element);
+  if (current.Add(element) == current.kNoIndex) return E_FAIL;
   for (bool last = false; !last;) {
     const std::size_t end = rest.find('/');
     last = end == std::string_view::npos;
@@ -179,7 +178,7 @@ HRESULT CXMLElementReader::GetNamedChildNodes(TiXmlElement* element, CAtlArray<T
     for (TiXmlElement* const parent : current) {
       for (TiXmlElement* child = parent->FirstChildElement(component.c_str()); child != nullptr;
            child = child->NextSiblingElement(component.c_str())) {
-        next.Add(child);
+        if (next.Add(child) == next.kNoIndex) return E_FAIL;
       }
     }
     current = std::move(next);

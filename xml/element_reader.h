@@ -64,11 +64,11 @@ class CXMLElementReader {
   // The first child element with that name, and the first of any name; null when there is none.
   static TiXmlElement* GetNamedChildNode(TiXmlElement* element, const char* name);
   static TiXmlElement* GetFirstNonEmptyChild(TiXmlElement* element);
-  // All child elements. `out` is emptied first in every case.
+  // All child elements. `out` is emptied first in every case. E_FAIL without memory for them.
   static HRESULT GetChildNodes(TiXmlElement* element, CAtlArray<TiXmlElement*>& out);
   // The elements at a path of names below `element`. What comes before the first "/" is not looked
-  // at: "x/a/b" and "/a/b" find every b in every a in it. E_INVALIDARG for a path without "/". To
-  // find none is a success.
+  // at: "x/a/b" and "/a/b" find every b in every a in it. E_INVALIDARG for a path without "/",
+  // E_FAIL without memory. To find none is a success.
   static HRESULT GetNamedChildNodes(TiXmlElement* element, CAtlArray<TiXmlElement*>& out,
                                     const char* path);
 
