@@ -78,6 +78,11 @@ concept HasUnits = requires(const String& string) {
   { string.View() } -> std::same_as<std::u16string_view>;
 };
 
+// The types of single characters, which would be numbers unasked.
+template <class T>
+concept IsCharacterType = std::same_as<T, char> || std::same_as<T, wchar_t> ||
+    std::same_as<T, char8_t> || std::same_as<T, char16_t> || std::same_as<T, char32_t>;
+
 // The units of a string without ownership: ISO 8859-1 bytes or UTF-16 units. The two forms of one
 // text are equal.
 class Text {
@@ -153,7 +158,7 @@ class Value {
   template <std::same_as<bool> Boolean>
   Value(Boolean value) : bits_(value ? 1 : 0), type_(Type::kBoolean) {}
   template <std::integral Number>
-  requires(!std::same_as<Number, bool> && !std::same_as<Number, char16_t>) Value(Number number)
+  requires(!std::same_as<Number, bool> && !IsCharacterType<Number>) Value(Number number)
       : Value(Integer{static_cast<std::uint64_t>(number),
                       std::unsigned_integral<Number> && static_cast<std::int64_t>(number) < 0}) {}
   Value(double number) : Value(number, 8) {}
@@ -161,6 +166,8 @@ class Value {
       : bits_(integer.bits), type_(Type::kInteger), detail_(integer.is_unsigned ? 1 : 0) {}
   // NOLINTEND
   Value(const char*) = delete;  // which encoding? FromUtf8, Ascii
+  template <IsCharacterType Character>
+  Value(Character) = delete;  // a text of one unit, or a number?
   Value(std::nullptr_t) = delete;
 
   // A real of 4 or 8 bytes, as the binary form has them.

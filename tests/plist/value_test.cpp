@@ -6,6 +6,7 @@
 #include <limits>
 #include <set>
 #include <thread>
+#include <type_traits>
 
 #include "plist/differences.h"
 #include "plist/entry_index.h"
@@ -22,6 +23,10 @@ Value Nested(std::size_t depth) {
   for (std::size_t i = 1; i < depth; ++i) value = Value::Array({value});
   return value;
 }
+
+// A single character would be stored as a number.
+static_assert(!std::is_constructible_v<Value, char16_t> && !std::is_constructible_v<Value, char>);
+static_assert(std::is_constructible_v<Value, signed char>);
 
 TEST(PlistValue, ChangesOfACopyStayThere) {
   Value one = Value::Dictionary({{u"list", Value::Array({1, 2})}, {u"key", u"text"}});
