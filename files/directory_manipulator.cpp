@@ -66,7 +66,7 @@ BOOL CDirectoryManipulator::RemoveFilesFromDirectory(const COrvikDirectoryPath& 
         return false;
       }
       const int refusal =
-          host::RemoveFile(opened.get(), entry.name_on_disk, host::Obstacles::kTakeAway);
+          host::RemoveFile(opened.get(), entry.name_on_disk, host::Obstacles::kOverride);
       if (refusal == 0) {
         ++done.done;
       } else {
@@ -88,7 +88,7 @@ BOOL CDirectoryManipulator::RemoveAllFilesAndSubDirectories(const COrvikDirector
   const std::optional<std::string> path = PathForLibc(folder.GetDirectoryPathString());
   if (!path) return FALSE;
   host::TreeOutcome done;
-  const int error = host::EmptyFolder(*path, host::Obstacles::kTakeAway, &done,
+  const int error = host::EmptyFolder(*path, host::Obstacles::kOverride, &done,
                                       MonitorOf(progress, AsFile(folder)));
   AddOutcome(folder, done, report);
   return error == 0 ? TRUE : FALSE;

@@ -129,7 +129,7 @@ BOOL Delete(const COrvikFilePath& file, TreeReport* report, Progress* progress) 
   }
   host::TreeOutcome outcome;
   const int error =
-      host::RemoveTree(*path, host::Obstacles::kTakeAway, &outcome, MonitorOf(progress, file));
+      host::RemoveTree(*path, host::Obstacles::kOverride, &outcome, MonitorOf(progress, file));
   AddOutcome(COrvikDirectoryPath(file.GetFilePathString()), outcome, report);
   return error == 0 ? TRUE : FALSE;
 }
@@ -288,7 +288,7 @@ BOOL CFileManipulator::MoveFileTo(const COrvikFilePath& source, const COrvikFile
 
 BOOL CFileManipulator::RemoveFile(const COrvikFilePath& file) {
   const std::optional<std::string> path = PathForLibc(file.GetFilePathString());
-  return path && host::RemoveFile(*path, host::Obstacles::kTakeAway) == 0 ? TRUE : FALSE;
+  return path && host::RemoveFile(*path, host::Obstacles::kOverride) == 0 ? TRUE : FALSE;
 }
 
 }  // namespace orvik

@@ -155,7 +155,7 @@ int MoveItem(const std::string& from, const std::string& to, const host::MoveOpt
   host::TrashInfo info;
   int error = info.Write(from, to);
   if (error == 0) error = host::MoveWithoutReplacing(from, to, options);
-  if (error == 0) info.Keep();
+  if (error == 0) info.Commit();
   return error;
 }
 

@@ -28,11 +28,11 @@ class Progress::Impl final : public host::Monitor {
   }
 
   bool Begin(std::string path) override {
-    return Tell([this, &path] { path_ = std::move(path); });
+    return Update([this, &path] { path_ = std::move(path); });
   }
 
   bool Advance(std::uint64_t entries, std::uint64_t bytes) override {
-    return Tell([=, this] {
+    return Update([=, this] {
       state_.entries_done += entries;
       state_.bytes_done += bytes;
     });
@@ -57,7 +57,7 @@ class Progress::Impl final : public host::Monitor {
 
  private:
   template <typename Change>
-  bool Tell(Change change) {
+  bool Update(Change change) {
     if (!callback_) {
       const std::lock_guard guard(guard_);
       change();

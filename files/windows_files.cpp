@@ -103,7 +103,7 @@ BOOL MoveFile(const char16_t* source, const char16_t* target) {
 
 BOOL DeleteFile(const char16_t* path) {
   const std::optional<std::string> bytes = PathForLibc(path);
-  return Inspect(bytes) ? Done(host::RemoveTree(*bytes, host::Obstacles::kTakeAway)) : FALSE;
+  return Inspect(bytes) ? Done(host::RemoveTree(*bytes, host::Obstacles::kOverride)) : FALSE;
 }
 
 void FSDeleteFolderLevel(const FSRef* folder, FSDeleteFolderState* state) {
@@ -120,7 +120,7 @@ void FSDeleteFolderLevel(const FSRef* folder, FSDeleteFolderState* state) {
   if (state->result == noErr) state->result = FSCompareFSRefs(folder, &present);
   if (state->result != noErr) return;
   state->result = static_cast<OSErr>(
-      host::StatusFromErrno(host::EmptyFolder(*path, host::Obstacles::kTakeAway)));
+      host::StatusFromErrno(host::EmptyFolder(*path, host::Obstacles::kOverride)));
 }
 
 void InitW32FindDataFromCatalogInfo(const FSCatalogInfo* info, const HFSUniStr255* name,

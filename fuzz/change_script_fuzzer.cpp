@@ -24,7 +24,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     return 0;
   }
   orvik::TransactionResult rehearsed, done;
-  const orvik::PrefStatus status = transaction.Rehearse(&rehearsed);
+  const orvik::PrefStatus status = transaction.DryRun(&rehearsed);
   Require(status.step < static_cast<int>(script.step_count()));
   if (status.step >= 0) Require(script.LineOf(status.step).number >= 1);
   const orvik::PrefStatus saved = transaction.Commit(orvik::IfDamaged::kFail, &done);
@@ -32,7 +32,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   if (saved.ok()) {
     Require(rehearsed.after == done.after);
     orvik::TransactionResult again;
-    if (transaction.Rehearse(&again).ok()) Require(again.before == again.after);
+    if (transaction.DryRun(&again).ok()) Require(again.before == again.after);
   }
   orvik::fuzz::RemoveAllIn(folder.root());
   return 0;

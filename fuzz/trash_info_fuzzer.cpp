@@ -108,7 +108,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   {
     orvik::host::TrashInfo kept;
     Require(kept.Write(source, target) == 0);
-    kept.Keep();
+    kept.Commit();
   }
   Require(fs::remove(info));
   return 0;

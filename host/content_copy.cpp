@@ -26,7 +26,7 @@ bool KernelDeclines(int error) {
 // Smaller files are as quickly copied, and cost no more room than a hole or a shared block saves.
 constexpr off_t kWorthSharing = 4096;
 
-int Tell(Monitor* monitor, off_t bytes) {
+int Report(Monitor* monitor, off_t bytes) {
   return Advances(monitor, 0, static_cast<std::uint64_t>(bytes)) ? 0 : ECANCELED;
 }
 
@@ -64,7 +64,7 @@ class Copier {
       off_t copied = 0;
       if (const int error = CopyThroughBuffer(start, start + kSmall, &copied)) return error;
       if (copied == 0) return 0;
-      if (const int error = Tell(monitor_, copied)) return error;
+      if (const int error = Report(monitor_, copied)) return error;
       start += copied;
     }
   }
@@ -80,7 +80,7 @@ class Copier {
         *at_end = true;
         return 0;
       }
-      if (const int stop = Tell(monitor_, copied)) return stop;
+      if (const int stop = Report(monitor_, copied)) return stop;
       start += copied;
     }
     return 0;
@@ -152,7 +152,7 @@ int CopyContent(int source, int target, const ContentSize& source_size, std::siz
                 Side* side, Monitor* monitor) {
   const off_t size = source_size.size;
   if (size > kWorthSharing && ShareBlocks(source, target)) {
-    return Tell(monitor, size);
+    return Report(monitor, size);
   }
   const bool sparse = size > kWorthSharing && source_size.allocated < size;
   if (size > static_cast<off_t>(buffer_size)) {
@@ -178,13 +178,13 @@ int CopyContent(int source, int target, const ContentSize& source_size, std::siz
       if (hole <= data || hole > size) hole = size;
     }
     if (data > position) {
-      if (const int error = Tell(monitor, data - position)) return error;
+      if (const int error = Report(monitor, data - position)) return error;
     }
     if (const int error = copier.CopyRange(data, hole, &at_end)) return error;
     position = hole;
   }
   if (sparse && !at_end && ftruncate(target, size) != 0) return errno;
-  return position < size && !at_end ? Tell(monitor, size - position) : 0;
+  return position < size && !at_end ? Report(monitor, size - position) : 0;
 }
 
 }  // namespace orvik::host

@@ -213,7 +213,7 @@ struct FolderLock::Held {
   Descriptor folder;  // while the lock's file is to be removed
 };
 
-FolderLock FolderLock::Take(int folder, const struct stat& attributes, int milliseconds) {
+FolderLock FolderLock::Acquire(int folder, const struct stat& attributes, int milliseconds) {
   // The locks of this thread. Those given up are swept out here.
   thread_local std::vector<std::weak_ptr<Held>> own;
 

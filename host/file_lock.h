@@ -39,7 +39,7 @@ class FolderLock {
   // `attributes` are its own. Errors: EWOULDBLOCK when another holds the lock for the whole wait,
   // EACCES or EROFS when the folder may not be written, EINVAL when the lock's name belongs to
   // something else than a lock's file that IsTrustedFile, else what the volume reports.
-  static FolderLock Take(int folder, const struct stat& attributes, int milliseconds);
+  static FolderLock Acquire(int folder, const struct stat& attributes, int milliseconds);
 
   bool held() const { return held_ != nullptr; }
   explicit operator bool() const { return held(); }
@@ -78,8 +78,7 @@ struct LockHolder {
 };
 
 // Finds the holder of the folder's lock; nothing when it is free. 0, or why that is not known:
-// EACCES when the caller may not open the lock's file, EINVAL when it is not one that Take would
-// use.
+// EACCES when the caller may not open the lock's file, EINVAL when Acquire would not use it.
 int FindLockHolder(const std::string& folder, std::optional<LockHolder>* holder);
 
 }  // namespace host

@@ -34,10 +34,10 @@ int MakeAndOpen(int folder, const char* name, Descriptor* made, struct stat* own
   return *made && fstat(made->get(), own) == 0 ? 0 : errno;
 }
 
-// Makes a folder with mode 0777 less the umask, which follows its folder (FollowFolder). `folder`
-// is open for reading and has the attributes. 0, with the new folder open for reading in `made` and
-// its attributes in `own`; EEXIST when the name is taken; or another error number. The name is not
-// flushed.
+// Makes a folder with mode 0777 less the umask, which follows its folder (InheritFromFolder).
+// `folder` is open for reading and has the attributes. 0, with the new folder open for reading in
+// `made` and its attributes in `own`; EEXIST when the name is taken; or another error number. The
+// name is not flushed.
 //
 // A folder that is given away or opened to a group is made and changed inside a staged folder of
 // the caller's alone, and takes its name afterwards: no other user can replace it meanwhile, and no
@@ -53,7 +53,7 @@ int MakeFolder(int folder, const struct stat& attributes, const std::string& nam
   if (!staged.IsPrivate()) return MakeAndOpen(folder, name.c_str(), made, own);
   constexpr char kEntry[] = "entry";
   if (const int error = MakeAndOpen(staged.descriptor(), kEntry, made, own)) return error;
-  if (!FollowFolder(made->get(), attributes, own)) return errno;
+  if (!InheritFromFolder(made->get(), attributes, own)) return errno;
   return RenameWithoutReplacing(staged.descriptor(), kEntry, folder, name.c_str());
 }
 
@@ -195,7 +195,7 @@ class Walk {
 };
 
 // The folders that root has walked down to, so that each is examined once in a process.
-class WalkedFolders {
+class CheckedFolders {
  public:
   bool Has(const std::string& path, const struct stat& folder) {
     const std::lock_guard guard(guard_);
@@ -212,8 +212,8 @@ class WalkedFolders {
   std::map<std::string, std::pair<dev_t, ino_t>> folders_;
 };
 
-WalkedFolders& Walked() {
-  static auto& walked = *new WalkedFolders;
+CheckedFolders& Checked() {
+  static auto& walked = *new CheckedFolders;
   return walked;
 }
 
@@ -230,10 +230,10 @@ int OpenFolder(const std::string& path, Links links, bool makes, FilePlace& plac
   }
   if (place.folder) {
     if (fstat(place.folder.get(), &place.folder_attributes) != 0) return errno;
-    if (!makes || Walked().Has(path, place.folder_attributes) || geteuid() != 0) return 0;
+    if (!makes || Checked().Has(path, place.folder_attributes) || geteuid() != 0) return 0;
   }
   if (const int error = Walk(place, makes).Run(path)) return error;
-  if (makes && geteuid() == 0) Walked().Add(path, place.folder_attributes);
+  if (makes && geteuid() == 0) Checked().Add(path, place.folder_attributes);
   return 0;
 }
 
@@ -280,7 +280,7 @@ FilePlace Find(const std::string& path, Links links, Leaf leaf, bool makes) {
 
 }  // namespace
 
-bool FollowFolder(int entry, const struct stat& folder, struct stat* own) {
+bool InheritFromFolder(int entry, const struct stat& folder, struct stat* own) {
   if (fstat(entry, own) != 0) return false;
   // Without the right to give it away the entry stays root's.
   if (IsGivenAway(folder) && own->st_uid == 0 &&

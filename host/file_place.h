@@ -68,7 +68,7 @@ int FlushWay(const FilePlace& place);
 // - What root makes in another user's folder becomes that user's.
 // - In a folder with the set-group bit that its group may write, the group may read and write it,
 //   and others may read it if they may read the folder, whatever the umask is.
-bool FollowFolder(int entry, const struct stat& folder, struct stat* own);
+bool InheritFromFolder(int entry, const struct stat& folder, struct stat* own);
 
 }  // namespace host
 }  // namespace orvik

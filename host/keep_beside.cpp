@@ -113,7 +113,7 @@ KeptFile KeepUnreadBeside(const FilePlace& place, std::string_view suffix) {
   });
 }
 
-void PutBack(const KeptFile& kept, const FilePlace& place) {
+void RestoreKept(const KeptFile& kept, const FilePlace& place) {
   if (!kept.made || kept.path.empty()) return;
   const int folder = place.folder.get();
   struct stat record;

@@ -34,7 +34,7 @@ KeptFile KeepBeside(const FilePlace& place, std::string_view content, Flush flus
 KeptFile KeepUnreadBeside(const FilePlace& place, std::string_view suffix = kDamagedSuffix);
 
 // Takes back what one of the two made, unless the file has been replaced meanwhile.
-void PutBack(const KeptFile& kept, const FilePlace& place);
+void RestoreKept(const KeptFile& kept, const FilePlace& place);
 
 }  // namespace host
 }  // namespace orvik

@@ -161,7 +161,7 @@ ReplaceResult Put(const FilePlace& place, std::string_view content, Flush flush,
     KeepProperties(replaced, old->attributes, file.descriptor());
   } else {
     struct stat made;
-    FollowFolder(file.descriptor(), place.folder_attributes, &made);
+    InheritFromFolder(file.descriptor(), place.folder_attributes, &made);
   }
   StampTime(file.descriptor());
   if (flush == Flush::kToDisk && fsync(file.descriptor()) != 0) return fail(errno);

@@ -98,7 +98,7 @@ SearchedFolders& Searched() {
 
 // Removes a folder with all that it holds; a folder that has taken its name is not emptied.
 void RemoveOwn(Descriptor entry, int folder, const char* name) {
-  if (EmptyFolder(std::move(entry), Obstacles::kTakeAway) == 0) {
+  if (EmptyFolder(std::move(entry), Obstacles::kOverride) == 0) {
     unlinkat(folder, name, AT_REMOVEDIR);
   }
 }

@@ -245,7 +245,7 @@ int TrashInfo::Write(std::string_view source_path, std::string_view target_path)
   return 0;
 }
 
-void TrashInfo::Keep() {
+void TrashInfo::Commit() {
   struct stat info, target;
   if (!info_path_.empty() && StatPath(target_path_, AT_SYMLINK_NOFOLLOW, &target) == 0 &&
       S_ISDIR(target.st_mode) && StatPath(info_path_, AT_SYMLINK_NOFOLLOW, &info) == 0) {

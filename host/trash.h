@@ -49,7 +49,7 @@ class TrashInfo {
   int Write(std::string_view source_path, std::string_view target_path);
 
   // To be called when the move is done. A folder is entered in "directorysizes".
-  void Keep();
+  void Commit();
 
  private:
   std::string info_path_;

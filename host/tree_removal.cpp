@@ -26,7 +26,7 @@ bool IsRefusal(int error) {
 }
 
 // The mode and the locks that were taken from a folder so that its entries can be removed.
-struct TakenAway {
+struct Overridden {
   std::optional<mode_t> mode;
   int locks = 0;
 };
@@ -38,7 +38,7 @@ void ChangeLocks(int descriptor, int cleared, int set) {
   if (wanted != flags) ioctl(descriptor, FS_IOC_SETFLAGS, &wanted);
 }
 
-void Unlock(int descriptor, TakenAway* taken) {
+void Unlock(int descriptor, Overridden* taken) {
   int flags = 0;
   if (ioctl(descriptor, FS_IOC_GETFLAGS, &flags) != 0 || (flags & kLocks) == 0) return;
   taken->locks |= flags & kLocks;
@@ -52,7 +52,7 @@ void SetMode(int descriptor, mode_t mode) {
 }
 
 // Lets the owner, when that is this user, work in the folder.
-void OpenUp(int folder, TakenAway* taken) {
+void OpenUp(int folder, Overridden* taken) {
   struct stat info;
   if (fstat(folder, &info) != 0 || info.st_uid != geteuid() ||
       (info.st_mode & S_IRWXU) == S_IRWXU) {
@@ -62,12 +62,12 @@ void OpenUp(int folder, TakenAway* taken) {
   SetMode(folder, (info.st_mode & 07777) | S_IRWXU);
 }
 
-void GiveBack(int folder, const TakenAway& taken) {
+void GiveBack(int folder, const Overridden& taken) {
   if (taken.mode) SetMode(folder, *taken.mode);
   if (taken.locks != 0) ChangeLocks(folder, 0, taken.locks);
 }
 
-Descriptor OpenToRemove(int folder, const char* name, Obstacles obstacles, TakenAway* taken) {
+Descriptor OpenToRemove(int folder, const char* name, Obstacles obstacles, Overridden* taken) {
   Descriptor opened(openat(folder, name, kOpenFolder));
   if (opened || errno != EACCES || obstacles == Obstacles::kRespect) return opened;
   const Descriptor closed(openat(folder, name, kOpenFolder | O_PATH));
@@ -82,7 +82,7 @@ class Remover {
       : obstacles_(obstacles), report_(report), monitor_(monitor) {}
 
   // Empties the folder, which is given back as it was.
-  void Empty(Descriptor top, TakenAway taken) {
+  void Empty(Descriptor top, Overridden taken) {
     if (IsRootFolder(top.get())) return Fail({}, EBUSY);
     if (!Enter({}, std::move(top), taken)) return;
     for (;;) {
@@ -99,7 +99,7 @@ class Remover {
   }
 
   // Unlinks one entry; `taken` is what was taken from its folder (null: nothing may be).
-  int RemoveEntry(int folder, const char* name, int flags, TakenAway* taken) const {
+  int RemoveEntry(int folder, const char* name, int flags, Overridden* taken) const {
     if (unlinkat(folder, name, flags) == 0 || errno == ENOENT) return 0;
     const int error = errno;
     if (!IsRefusal(error) || obstacles_ == Obstacles::kRespect) return error;
@@ -109,7 +109,7 @@ class Remover {
     }
     struct stat info;
     if (fstatat(folder, name, &info, AT_SYMLINK_NOFOLLOW) != 0) return errno == ENOENT ? 0 : error;
-    TakenAway of_entry;
+    Overridden of_entry;
     Descriptor entry;
     if (S_ISREG(info.st_mode) || S_ISDIR(info.st_mode)) {
       entry = Descriptor(openat(folder, name, kOpenEntry));
@@ -133,7 +133,7 @@ class Remover {
 
  private:
   struct Level {
-    TakenAway taken;
+    Overridden taken;
     bool keeps_entries = false;  // something in it could not be removed
     int passes = 0;
   };
@@ -156,7 +156,7 @@ class Remover {
     }
   }
 
-  bool Enter(const std::string& name, Descriptor folder, const TakenAway& taken) {
+  bool Enter(const std::string& name, Descriptor folder, const Overridden& taken) {
     if (const int error = walk_.Enter(std::move(folder), name)) {
       Fail(PathTo(name), error);
       return false;
@@ -183,10 +183,10 @@ class Remover {
 
   void Descend(const std::string& name) {
     const int folder = walk_.folder();
-    TakenAway* const taken = &levels_.back().taken;
-    TakenAway from_it;
+    Overridden* const taken = &levels_.back().taken;
+    Overridden from_it;
     Descriptor opened = OpenToRemove(folder, name.c_str(), obstacles_, &from_it);
-    if (!opened && errno == EACCES && obstacles_ == Obstacles::kTakeAway) {
+    if (!opened && errno == EACCES && obstacles_ == Obstacles::kOverride) {
       OpenUp(folder, taken);
       opened = OpenToRemove(folder, name.c_str(), obstacles_, &from_it);
     }
@@ -266,7 +266,7 @@ int EmptyFolder(const std::string& path, Obstacles obstacles, TreeOutcome* repor
                 Monitor* monitor) {
   TreeOutcome own;
   if (report == nullptr) report = &own;
-  TakenAway taken;
+  Overridden taken;
   const AtPath at(path);
   Descriptor folder;
   if (at.error() == 0) folder = OpenToRemove(at.folder(), at.name(), obstacles, &taken);
@@ -303,7 +303,7 @@ int RemoveTree(int folder, const char* name, Obstacles obstacles, TreeOutcome* r
   }
   const int error = remover.RemoveEntry(folder, name, 0, nullptr);
   if (error != EISDIR && error != EPERM) return answer(error);
-  TakenAway taken;
+  Overridden taken;
   Descriptor opened = OpenToRemove(folder, name, obstacles, &taken);
   if (!opened) {
     const int refusal = errno;

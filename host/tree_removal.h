@@ -23,7 +23,7 @@ namespace host {
 // The treatment of the kernel's locks (immutable, append-only), and of folders of this user without
 // permission to write or read: a removal fails there, or takes the obstacle away. A folder that
 // stays gets its mode and its locks back.
-enum class Obstacles { kRespect, kTakeAway };
+enum class Obstacles { kRespect, kOverride };
 
 // Removes everything in the folder at every depth; the folder stays. 0, or the first errno.
 // `report` may be null.

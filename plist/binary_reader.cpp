@@ -313,7 +313,7 @@ class BinaryReader {
     return impossible > 1 && impossible * 4 > count;
   }
 
-  // What only lost containers held.
+  // Loses the objects that only lost containers held.
   void LoseUnreached() {
     std::uint64_t bytes = 0;
     std::uint64_t first = table_offset_;

@@ -22,7 +22,7 @@ using namespace std::string_view_literals;
 
 constexpr size_t kLongestDeclaration = 256;
 
-// Whether bytes are no text of an encoding. Without memory nothing is known of them.
+// Whether bytes are not text of an encoding. Without memory this is not known.
 bool Fails(UErrorCode error) {
   if (error == U_MEMORY_ALLOCATION_ERROR) throw std::bad_alloc();
   return U_FAILURE(error);

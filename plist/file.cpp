@@ -23,7 +23,7 @@ namespace {
 
 // A network volume answers ESTALE when another machine replaced the file between two steps.
 constexpr int kStaleTries = 3;
-// What is written in place starts with room for longer values.
+// A file that is written in place starts with room for longer values.
 constexpr std::size_t kRoomInPlace = 512;
 
 constexpr int kLooksPerSecond = 50;
@@ -90,7 +90,7 @@ File::File(std::string path, host::Flush flush, Saving saving)
     : path_(std::move(path)), flush_(flush), saving_(saving) {}
 
 File::~File() {
-  if (!kept_.path.empty()) host::PutBack(kept_, place_);
+  if (!kept_.path.empty()) host::RestoreKept(kept_, place_);
 }
 
 int File::Lock(Folder folder, int milliseconds) {
@@ -100,7 +100,7 @@ int File::Lock(Folder folder, int milliseconds) {
   if (!place_) return place_.error;
   if (const int error = host::FlushWay(place_)) return error;
   lock_deadline_ = std::chrono::steady_clock::now() + std::chrono::milliseconds(milliseconds);
-  lock_ = host::FolderLock::Take(place_.folder.get(), place_.folder_attributes, milliseconds);
+  lock_ = host::FolderLock::Acquire(place_.folder.get(), place_.folder_attributes, milliseconds);
   const int error = lock_.error();
   if ((error == EINVAL || error == EACCES) && *lock_.obstacle() != '\0') {
     place_.obstacle = place_.folder_path() + "/" + lock_.obstacle();
@@ -131,7 +131,7 @@ int File::OpenAndRead(std::string* bytes) {
   const int error =
       host::ReadWholeFile(place_, kLimit, bytes, &opened_, is_writable_ ? O_RDWR : O_RDONLY);
   if (!is_writable_ || (error != EACCES && error != EPERM && error != EROFS)) return error;
-  // What may not be written may be readable.
+  // A file that may not be written may be readable.
   is_writable_ = false;
   return host::ReadWholeFile(place_, kLimit, bytes, &opened_);
 }

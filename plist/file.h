@@ -105,7 +105,7 @@ class File {
   const std::string& path() const { return path_; }
 
   // Opens the file's folder for a change and locks it to the end of the object's life, so that
-  // nobody else who uses this class changes a file of the folder (host/file_lock.h). Read comes
+  // no other user of this class changes a file of the folder (host/file_lock.h). Read comes
   // afterwards. ENOENT: the folder is missing and not to be made. EWOULDBLOCK: another holds the
   // lock for the whole wait.
   enum class Folder { kFind, kMake };
@@ -125,7 +125,7 @@ class File {
   // in place: under the lock it is read again whenever it changes, until it is whole or has not
   // changed for a second, for five seconds at most.
   Contents Read();
-  // What the last Read found.
+  // The result of the last Read.
   Contents contents() const { return contents_; }
   int error() const { return error_; }           // why it is kUnreadable
   const Value& root() const { return root_; }    // no value unless it is a property list

@@ -399,7 +399,7 @@ class Salvager {
     return Read(declaration_ + std::string(element)).root;
   }
 
-  // What lies in a container that is lost is part of that loss.
+  // Entries of a container that is lost are part of that loss.
   void LoseHere(const char* what, std::size_t at, std::size_t bytes) {
     if (!IsInLostContainer()) {
       Lose(what, at, bytes);

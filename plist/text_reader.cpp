@@ -12,7 +12,7 @@
 namespace orvik::plist {
 namespace {
 
-// What octal escapes above 0177 mean: the upper half of the NeXTSTEP character set.
+// The meaning of octal escapes above 0177: the upper half of the NeXTSTEP character set.
 constexpr char16_t kNextStepUpperHalf[128] = {
     0x00A0, 0x00C0, 0x00C1, 0x00C2, 0x00C3, 0x00C4, 0x00C5, 0x00C7, 0x00C8, 0x00C9, 0x00CA, 0x00CB,
     0x00CC, 0x00CD, 0x00CE, 0x00CF, 0x00D0, 0x00D1, 0x00D2, 0x00D3, 0x00D4, 0x00D5, 0x00D6, 0x00D9,

@@ -38,7 +38,7 @@ std::string WayOf(const KeyPath& path);
 // those inside the value.
 PrefStatus NotSerializable(const KeyPath& path, const CAtlString* name, const plist::Value& value);
 
-// What to do where a key of the path does not exist.
+// Whether to make keys of the path that do not exist.
 enum class MissingKeys { kMake, kFail };
 
 // Sets the name in the innermost dictionary of the path (among the top-level entries for an empty

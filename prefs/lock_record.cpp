@@ -248,7 +248,7 @@ bool SharedLockHold::Take(const CAtlString& domain, LockTries& tries,
       record_->Read();
       if (!record_->IsHeld()) {
         if (takes) {
-          // Should taking it fail for want of memory, the destructor releases it.
+          // If taking it fails without memory, the destructor releases it.
           record_->Take();
         } else {
           record_.reset();

@@ -1,6 +1,6 @@
 // The record of shared_lock.h in its file.
 //
-// Whoever may write the home of the record can put something else in its place. So the record is
+// Every user who may write the folder of the record can replace it. So the record is
 // refused unless it is a regular file with one name of a trusted user (host/file_lock.h), and no
 // link of another user leads to its folder. A refused one counts as free, and is never written or
 // removed.
@@ -46,7 +46,7 @@ class LockRecord {
   // Sets "lock" and "process", and sets or removes "pid".
   int Save(int lock, const CAtlString& process, std::optional<int> pid);
   plist::Value Entry(const char16_t* name) const;
-  // What is to be refused, as far as it can be seen without opening it.
+  // The reason to refuse it, as far as that is visible without opening it.
   std::string FindObstacle();
   void Refuse(std::string path);
   // A place that was not found as for a change may lie behind a link of another user.
@@ -86,8 +86,8 @@ class LockTries {
 };
 
 // The record of shared_lock.h, held to the end of the C++ scope together with the kernel lock of
-// the folder that keeps it. Nobody can change the record meanwhile, so its release needs no look at
-// it.
+// the folder that keeps it. No process can change the record meanwhile, so its release need not
+// read it.
 class SharedLockHold {
  public:
   SharedLockHold() = default;
@@ -95,7 +95,7 @@ class SharedLockHold {
   SharedLockHold(const SharedLockHold&) = delete;
   SharedLockHold& operator=(const SharedLockHold&) = delete;
 
-  // What a try has locked besides the record.
+  // The locks that a try has taken besides the record.
   enum class Entered {
     kBusy,     // another holds it for the whole wait
     kLocked,   // or it cannot be locked at all

@@ -1,4 +1,4 @@
-// What became of an operation of the preference store, for callers that need to know.
+// The outcome of an operation of the preference store.
 #pragma once
 
 #include <iosfwd>
@@ -11,12 +11,12 @@ namespace [[gnu::visibility("default")]] orvik {
 enum class PrefError {
   kNone,
   kNotFound,         // no such value or key, or no file at all
-  kNotAKey,          // the key path leads through a value that is no dictionary
+  kNotAKey,          // the key path leads through a value that is not a dictionary
   kConditionNotMet,  // set-if-equal, set-if-absent
   kLockNotObtained,  // another process held the lock for the whole wait
   kRefusedDomain,    // a domain that cannot name a file
   kUnknownScope,
-  kDamaged,            // the file is no property list
+  kDamaged,            // the file is not a property list
   kRootNotDictionary,  // a property list, but not of entries
   kUnreadable,         // the file is there and cannot be read
   kNotSerializable,    // a value that no property list can hold, or nested too deeply
@@ -24,13 +24,13 @@ enum class PrefError {
   kReadOnly,           // the volume is read-only
   kDiskFull,           // no room, or over quota
   kNotSaved,           // any other failure of the write
-  kIsAKey,             // a key with what lies below it is in the place of a value
+  kIsAKey,             // a key with entries has the name of the value
   kKeyNotEmpty,
   kEmptyPath,     // an empty key path, which has no last key
   kTooLarge,      // the file is, or would be, longer than a property list may be
   kForeignLink,   // a symbolic link of another user is in the way
-  kInTheWay,      // something that is no folder is in the place of one, or a loop of links
-  kIsAValue,      // a value is in the place of a key
+  kInTheWay,      // a component of the path is not a folder, or the links form a loop
+  kIsAValue,      // a value has the name of the key
   kNothingSaved,  // a repair found no entry that could be saved, and left the file alone
   kLockRefused,   // the lock's file, or its record, is not a regular file of a trusted user
   kWrongType,     // the value has another type than the one that was asked for

@@ -1,4 +1,4 @@
-// Watching for changes of preferences, whoever makes them.
+// Watching for changes of preferences by any process.
 //
 //   PreferenceWatch watch(kSharedScope, u"Software", u"com.example.Editor");
 //   poll(...watch.descriptor()...);
@@ -23,7 +23,7 @@ using PreferenceChange = plist::Difference;
 // nor its folders need exist. An object is used by one thread at a time.
 class PreferenceWatch {
  public:
-  // What lies below the key; the whole domain for an empty key path.
+  // Watches everything below the key; the whole domain for an empty key path.
   PreferenceWatch(int scope, std::u16string_view key_path, std::u16string_view domain);
   ~PreferenceWatch();
   PreferenceWatch(const PreferenceWatch&) = delete;
@@ -41,7 +41,7 @@ class PreferenceWatch {
   // system grants none. It belongs to the object.
   int descriptor() const;
 
-  // What has changed since the object was made or this was last called. Never blocks.
+  // The changes since the object was made or since the last call. Never blocks.
   std::vector<PreferenceChange> TakeChanges();
 
   // The values as the constructor or TakeChanges last found them, in a dictionary, which is empty

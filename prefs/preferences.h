@@ -6,7 +6,7 @@
 //
 // Writers and deleters answer with one of the result codes below. They do not report whether a
 // store could save: that is a success for them (transaction.h reports it). Unknown scopes read and
-// write nothing. Strings are taken by value; nobody's strings change.
+// write nothing. Strings are taken by value; the caller's strings do not change.
 //
 // Several threads may read and change settings at once. What the store keeps in memory between two
 // calls (the entries of the user and machine scopes that it has read) is guarded by a mutex; a
@@ -32,7 +32,7 @@ inline constexpr DWORD kPreferenceBadKey = 1010;
 inline constexpr DWORD kPreferenceLockNotObtained = 1460;  // shared scope; nothing was changed
 
 // Puts a value under a key path, making the keys that are missing and replacing a value of that
-// name of whatever type. Something on the key path that is no dictionary is not overwritten
+// name of whatever type. A value on the key path that is not a dictionary is not overwritten
 // (kPreferenceBadKey).
 DWORD WritePreferenceString(int scope, CAtlString key_path, CAtlString name, CAtlString value,
                             CAtlString domain);

@@ -58,13 +58,13 @@ PrefCheck CheckDomain(int scope, const CAtlString& domain);
 // Something that a repair could not save (plist/salvage.h).
 using PrefLoss = plist::Loss;
 
-// What a repair did, or would do.
+// The outcome of a repair or of its dry run.
 struct PrefRepair {
   PrefStatus status;       // ok() when the file is, or would be, a sound property list of entries
   bool was_sound = false;  // nothing had to be done
   std::string kept_copy;   // where the damaged file now lies beside the repaired one
   int entries = 0;         // top-level entries that could be saved
-  // What was lost, in the order of the places in the file. No more than the first thousand are
+  // The losses, in the order of their places in the file. No more than the first thousand are
   // listed; `lost` counts all.
   std::vector<PrefLoss> losses;
   std::size_t lost = 0;

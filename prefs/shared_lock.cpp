@@ -80,7 +80,7 @@ bool LockGlobalSharedPList(const CAtlString& domain) {
 
 void UnlockGlobalSharedPList(const CAtlString& domain) {
   LockRecord record(domain);
-  // Whoever holds it: also a process that was stopped on its way.
+  // Any holder counts: also a process that was stopped on its way.
   record.Lock();
   record.Read();
   record.Release();

@@ -42,11 +42,11 @@ inline constexpr int kSharedLockTries = 10;
 // it. A record that cannot be saved is not noticed.
 bool LockGlobalSharedPList(const CAtlString& domain);
 
-// Makes the lock free, whoever holds it. Needs no room on the volume: a record that cannot be
+// Releases the lock of any holder. Needs no room on the volume: a record that cannot be
 // rewritten is removed.
 void UnlockGlobalSharedPList(const CAtlString& domain);
 
-// Who holds the lock. Where the record is free and a process of whatever user holds the kernel lock
+// The holder of the lock. Where the record is free and a process of any user holds the kernel lock
 // of the domain's folder or of the record's, that process is shown: its id (0 when it is not
 // known), its name, and no time.
 struct SharedLockRecord {

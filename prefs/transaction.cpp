@@ -14,7 +14,7 @@ namespace orvik {
 
 namespace {
 
-// What keeps the entries from being changed; a missing file does not.
+// The obstacle to changing the entries; a missing file is none.
 PrefStatus Problem(const FileDomainStore& store) {
   const PrefStatus& status = store.status();
   return status.error == PrefError::kNotFound ? PrefStatus::Ok() : status;
@@ -313,7 +313,7 @@ PrefStatus Transaction::CommitOnce(const EffectiveDomain& effective, IfDamaged i
   return status;
 }
 
-PrefStatus Transaction::Rehearse(TransactionResult* result) const {
+PrefStatus Transaction::DryRun(TransactionResult* result) const {
   const EffectiveDomain effective(scope_, domain_);
   if (PrefStatus status = CheckAddress(effective); !status.ok()) {
     return status;

@@ -29,10 +29,10 @@ namespace [[gnu::visibility("default")]] orvik {
 struct EffectiveDomain;
 class FileDomainStore;
 
-// What a deletion answers when there is nothing to delete.
+// Whether a deletion of a missing entry succeeds.
 enum class IfMissing { kSucceed, kFail };
 
-// What a transaction does when the file is no property list of entries or cannot be read.
+// The treatment of a file that is not a property list of entries or cannot be read.
 enum class IfDamaged {
   kFail,     // kDamaged, kRootNotDictionary or kUnreadable; the file stays
   kReplace,  // starts from an empty domain and keeps the old file beside the new one
@@ -54,7 +54,7 @@ class Transaction {
   Transaction(int scope, CAtlString domain);
 
   // Changes. They are made in the order of these calls; each sees the ones before it. Values are
-  // retained. Keys on the path that do not exist are made; a value that is no dictionary on the
+  // retained. Keys on the path that do not exist are made; a value that is not a dictionary on the
   // path makes the transaction fail with kNotAKey, so that it is not lost.
   //
   // With kNo, Set fails with kIsAKey or kIsAValue instead of replacing a key by a value or a value
@@ -121,7 +121,7 @@ class Transaction {
                     TransactionResult* result = nullptr) const;
   // Makes the changes in memory alone: no lock is taken and no file is touched. What Commit would
   // report, as far as can be known without saving.
-  PrefStatus Rehearse(TransactionResult* result) const;
+  PrefStatus DryRun(TransactionResult* result) const;
 
  private:
   // One change or condition, as it is carried out on the opened domain in memory.

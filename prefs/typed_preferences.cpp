@@ -31,7 +31,7 @@ std::optional<double> AnyNumber(const PreferenceValue& value) {
                                         : std::nullopt;
 }
 
-// What `convert` makes of a value; nothing, and kWrongType, when it has another type.
+// The value after `convert`; nothing, and kWrongType, when it has another type.
 template <class Convert>
 auto Converted(const PreferenceReader& reader, std::u16string_view key_path,
                std::u16string_view name, PrefStatus* status, Convert convert) {

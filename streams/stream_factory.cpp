@@ -10,7 +10,7 @@ namespace {
 
 // Takes over the one reference of a fresh stream; drops a stream that could not be opened.
 template <typename Stream>
-CComPtr<IStream> Keep(Stream* stream, bool usable) {
+CComPtr<IStream> IfUsable(Stream* stream, bool usable) {
   CComPtr<IStream> kept;
   kept.Attach(stream);
   if (!usable) kept.Release();
@@ -26,26 +26,26 @@ void CStreamFactory::CreateWritableBufferStream(IStreamOnBuffer** out) {
 CComPtr<IStream> CStreamFactory::CreateReadableStreamOnFile(const COrvikFilePath& path,
                                                             _LARGE_INTEGER start) {
   auto* const stream = new CReadableStreamOnFile(path, start);
-  return Keep(stream, stream->opened());
+  return IfUsable(stream, stream->opened());
 }
 
 CComPtr<IStream> CStreamFactory::CreateReadableCompressedFileStream(const COrvikFilePath& path) {
   auto* const stream = new CReadableCompressedFileStream(path);
-  return Keep(stream, stream->opened());
+  return IfUsable(stream, stream->opened());
 }
 
 CComPtr<IStream> CStreamFactory::CreateWritableFileStream(const COrvikFilePath& path,
                                                           _LARGE_INTEGER start) {
   if (path.IsEmptyPath()) return nullptr;
   auto* const stream = new CWritableFileStream(path, start);
-  return Keep(stream, stream->opened());
+  return IfUsable(stream, stream->opened());
 }
 
 CComPtr<IStream> CStreamFactory::CreateWritableCompressedFileStream(const COrvikFilePath& path,
                                                                     _LARGE_INTEGER start) {
   if (path.IsEmptyPath()) return nullptr;
   auto* const stream = new CWritableCompressedFileStream(path, start);
-  return Keep(stream, stream->valid());
+  return IfUsable(stream, stream->valid());
 }
 
 }  // namespace orvik

@@ -67,7 +67,7 @@ inline TranscodingStop StopOf(char32_t failure) {
 }
 
 // Reads one character of two to four bytes with one load. False, and nothing moved, when the bytes
-// are no character of that kind; four bytes must be there.
+// are not a character of that kind; four bytes must be there.
 inline bool DecodeQuickly(const char*& s, char16_t*& t) {
   const auto at = [&](int i) {
     return static_cast<std::uint32_t>(static_cast<unsigned char>(s[i]));

@@ -171,7 +171,7 @@ class Writer {
       behind_ = stores_whole_ && n < kLanes ? Moved(behind_, n, now) : now;
       stores_whole_ = true;
     } else {
-      PutBack();
+      RestoreOverwritten();
     }
     return true;
   }
@@ -197,7 +197,7 @@ class Writer {
   }
   // To be called once, after all else.
   ORVIK_AVX512 Unit* End() {
-    PutBack();
+    RestoreOverwritten();
     return place_;
   }
 
@@ -217,7 +217,7 @@ class Writer {
                                    static_cast<__mmask32>(free), next);
     }
   }
-  ORVIK_AVX512 void PutBack() {
+  ORVIK_AVX512 void RestoreOverwritten() {
     if (stores_whole_) _mm512_storeu_si512(place_, behind_);
     stores_whole_ = false;
   }

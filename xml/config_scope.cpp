@@ -301,7 +301,7 @@ bool ConfigScope::Save() {
   if (result.wrote || result.error == 0) {
     known().is_not_the_file = false;
   } else {
-    host::PutBack(kept, place);
+    host::RestoreKept(kept, place);
   }
   if (result.error != 0) return false;
   known().is_changed = false;

@@ -75,7 +75,7 @@ AsciiCollation::AsciiCollation(const UCollator* collator, UCollationStrength str
   std::vector<char16_t> characters;
   for (char16_t unit = 0; unit < 0x80; ++unit) {
     if (icu::ucol_strcoll(tertiary.get(), &unit, 1, nullptr, 0) != 0) {
-      // What counts at a lower level only has no place in the table.
+      // A character that counts at a lower level only does not fit the table.
       if (icu::ucol_strcoll(primary.get(), &unit, 1, nullptr, 0) == 0) return;
       characters.push_back(unit);
     }

@@ -1,4 +1,4 @@
-// What the file manager knows about a file or folder.
+// The file manager's record of a file or folder.
 #pragma once
 
 #include "platform/carbon/fsref.h"

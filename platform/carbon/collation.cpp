@@ -19,7 +19,7 @@
 
 namespace orvik {
 
-// What distinguishes two texts, in this order:
+// The levels that distinguish two texts, in this order:
 //   case-sensitive    the tertiary order
 //   case-insensitive  the secondary order, then the tertiary order of the folded texts (the
 //                     secondary one alone would take more than case for the same)

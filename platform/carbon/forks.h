@@ -25,8 +25,8 @@ using FSIORefNum = SInt16;
 //   fsWrDenyPerm   read, and write when the caller may; nobody else may write meanwhile
 // The rules are advisory locks of the kernel (a whole-file lock for reading, one byte far beyond
 // any content for writing), so programs that do not use them are not stopped, and where the file
-// system has no locks nothing is denied. Whoever lacks the right to write cannot deny writing to
-// others.
+// system has no locks nothing is denied. A caller without permission to write cannot deny writing
+// to others.
 inline constexpr SInt8 fsRdPerm = 0x01;
 inline constexpr SInt8 fsWrPerm = 0x02;
 inline constexpr SInt8 fsRdWrPerm = 0x03;

@@ -18,9 +18,9 @@ namespace orvik::carbon {
 // The status of an errno, as the file manager's calls return it.
 OSErr Status(int error);
 
-enum class Leaf { kFollow, kKeep };  // what becomes of a final symbolic link
+enum class Leaf { kFollow, kKeep };  // whether a final symbolic link is followed
 
-// What statx knows, the birth time included.
+// The attributes of statx, with the time of creation.
 int StatAt(int folder, const char* name, Leaf leaf, struct statx* out);
 int StatPath(const std::string& path, Leaf leaf, struct statx* out);
 int StatDescriptor(int descriptor, struct statx* out);

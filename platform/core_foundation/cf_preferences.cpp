@@ -188,8 +188,8 @@ std::string FileBehind(CFStringRef domain, CFStringRef user, CFStringRef host) {
       domain->ToUnits());
 }
 
-// Guards the domains and all that is in them. Whoever saves locks the folder first: another thread
-// may hold that lock and call here.
+// Guards the domains and their entries. To save, lock the folder first: another thread may hold
+// that lock and call here.
 std::mutex& Guard() {
   static std::mutex guard;
   return guard;
@@ -203,7 +203,7 @@ PreferenceDomain& DomainOf(const std::string& file) {
 
 // Saves what waits. With the guard not held.
 bool SaveChanges(const std::string& path) {
-  // What a record of a lock says does not outlive a restart of the machine.
+  // The record of a lock is not valid after a reboot.
   plist::File file(path, path.ends_with(".lock.plist") ? host::Flush::kNone : host::Flush::kToDisk);
   int error = file.Lock(plist::File::Folder::kMake);
   if (error == 0) {

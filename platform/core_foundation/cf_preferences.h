@@ -10,12 +10,12 @@
 // Values of any user are saved as they are set. Values of the current user wait in memory until
 // CFPreferencesSynchronize, which, under a kernel lock of the folder, puts the entries set or
 // removed here into what the file holds by then and leaves all others as other processes saved
-// them (plist/file.h). A file that somebody else replaced is noticed at the next call of
+// them (plist/file.h). A file that another process replaced is noticed at the next call of
 // any kind; an unchanged one is not read again, and nothing is written that is there already.
 //
 // Files are XML, written as host/replace_file.h does and flushed to disk; a domain that ends in
-// ".lock" is not flushed, because what it says does not outlive a restart of the machine. A file
-// that is no property list of entries reads as empty and is kept beside the first one that is saved
+// ".lock" is not flushed, because it is not valid after a reboot. A file that is not a
+// property list of entries reads as empty and is kept beside the first one that is saved
 // over it, as "<file>.damaged" (unless it is empty); one that cannot be read is never saved over.
 //
 // Calls may come from several threads: a mutex guards what is kept in memory.

@@ -25,13 +25,13 @@ namespace [[gnu::visibility("default")]] orvik {
 
 using CFPropertyListRef = CFTypeRef;
 
-// What becomes mutable of an object that is made from a value (CreateObject).
+// Which parts of an object that is made from a value (CreateObject) become mutable.
 using CFPropertyListMutabilityOptions = CFOptionFlags;
 inline constexpr CFPropertyListMutabilityOptions kCFPropertyListImmutable = 0;
 inline constexpr CFPropertyListMutabilityOptions kCFPropertyListMutableContainers = 1;
 inline constexpr CFPropertyListMutabilityOptions kCFPropertyListMutableContainersAndLeaves = 2;
 
-// What arrays and dictionaries share.
+// The common base of arrays and dictionaries.
 class NSCollection : public NSObject {
  public:
   bool isMutable() const { return options_ != kCFPropertyListImmutable; }

@@ -1,4 +1,4 @@
-// What the sources of the objects share: views of strings, and strings from and to paths on disk.
+// Shared by the sources of the objects: views of strings, and strings from and to paths on disk.
 #pragma once
 
 #include <optional>

@@ -65,7 +65,7 @@ NSObject* NSDate::copy() const {
 }
 
 const NSString* NSDate::description() const {
-  // What the calendar of the library can express.
+  // The range of the library's calendar.
   constexpr double kFarthest = 60.0 * 60 * 24 * 365 * 30000;
   if (!(std::abs(time_) < kFarthest)) return Autoreleased(NSString::NewFromAscii("no date"));
   using namespace std::chrono;

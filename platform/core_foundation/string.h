@@ -147,8 +147,8 @@ inline constexpr CFStringEncoding kCFStringEncodingMacRoman = 0;
 inline constexpr CFStringEncoding kCFStringEncodingASCII = 0x0600;
 inline constexpr CFStringEncoding kCFStringEncodingUTF8 = 0x08000100;
 
-// The one string of that text, which lives as long as the program: for constants. Nobody has to
-// release it. CFSTR(u"Path")
+// The one string of that text, which lives as long as the program: for constants. The caller need
+// not release it. CFSTR(u"Path")
 CFStringRef CFSTR(std::u16string_view text);
 
 CFTypeID CFStringGetTypeID();

@@ -240,7 +240,7 @@ CFTypeID NSString::TypeID() {
 }
 
 NSString* NSString::copy() const {
-  // What lies in a caller's memory may change under us.
+  // Text in a caller's memory may change at any time.
   const bool is_own = (flags_ & (kMutable | kBorrowed)) == 0;
   return is_own ? const_cast<NSString*>(Retained(this)) : NewFromUnits(wide());
 }

@@ -19,7 +19,7 @@ namespace {
 
 NSApplication* loaded = nullptr;
 
-// What standardUserDefaults gives; null until it is first asked.
+// The result of standardUserDefaults; null until its first call.
 NSUserDefaults* standard = nullptr;
 
 bool EqualsIgnoringCase(const NSString* text, const char16_t* other) {

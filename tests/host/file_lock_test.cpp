@@ -24,7 +24,7 @@ class FolderLockTest : public EnvironmentTest {
     const Descriptor opened(open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
     struct stat attributes;
     fstat(opened.get(), &attributes);
-    FolderLock lock = FolderLock::Take(opened.get(), attributes, milliseconds);
+    FolderLock lock = FolderLock::Acquire(opened.get(), attributes, milliseconds);
     lock.KeepFile();
     return lock;
   }
@@ -83,7 +83,7 @@ TEST_F(FolderLockTest, WhereNothingIsKeptNothingIsLeft) {
   const Descriptor opened(open(folder_.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
   struct stat attributes;
   fstat(opened.get(), &attributes);
-  const auto take = [&] { return FolderLock::Take(opened.get(), attributes, 0); };
+  const auto take = [&] { return FolderLock::Acquire(opened.get(), attributes, 0); };
   FolderLock outer = take();
   EXPECT_TRUE(take().held());
   EXPECT_EQ(NamesIn(folder_), std::vector<std::string>{".orvik.lock"});

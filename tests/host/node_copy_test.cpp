@@ -233,7 +233,7 @@ TEST_F(MoveFileTest, DepthIsNotBounded) {
   EXPECT_EQ(fstatat(at.folder(), at.name(), &info, 0), 0);
   EXPECT_EQ(CopyThenRemove(here, folder), 0);
   EXPECT_FALSE(fs::exists(here));
-  EXPECT_EQ(RemoveTree(AT_FDCWD, folder, Obstacles::kTakeAway), 0);
+  EXPECT_EQ(RemoveTree(AT_FDCWD, folder, Obstacles::kOverride), 0);
   EXPECT_FALSE(fs::exists(folder));
 }
 

@@ -191,13 +191,13 @@ TEST_F(KeepBesideTest, AnUnreadFileKeepsItsNameUntilItIsSuperseded) {
   EXPECT_EQ(fs::status(file_).permissions(), fs::perms(0666 & ~mask));
   EXPECT_EQ(ReadFile(file_), "new");
   EXPECT_EQ(fs::status(kept.path).permissions(), fs::perms::none);
-  PutBack(kept, Place());
+  RestoreKept(kept, Place());
   EXPECT_TRUE(fs::exists(kept.path));
 }
 
 TEST_F(KeepBesideTest, TakesBackWhatWasNotReplaced) {
-  PutBack(KeepUnreadBeside(Place()), Place());
-  PutBack(KeepBeside(Place(), "old", Flush::kNone), Place());
+  RestoreKept(KeepUnreadBeside(Place()), Place());
+  RestoreKept(KeepBeside(Place(), "old", Flush::kNone), Place());
   EXPECT_FALSE(fs::exists(file_ + ".damaged"));
   EXPECT_EQ(ReadFile(file_), "old");
 }

@@ -68,7 +68,7 @@ TEST_F(OpenTrashTest, InfoFilesSayWhereThingsCameFrom) {
   EXPECT_FALSE(Exists(home_trash_ / "info/a b.txt.trashinfo"));
   TrashInfo kept;
   ASSERT_EQ(kept.Write("/x", target), 0);
-  kept.Keep();
+  kept.Commit();
   EXPECT_TRUE(Exists(home_trash_ / "info/a b.txt.trashinfo"));
   // Folders that only look like a trash get no info file.
   Plant(top_, "Trash/files/ Trash/info/");
@@ -110,7 +110,7 @@ TEST_F(OpenTrashTest, FoldersAreEnteredWithTheirSize) {
   const auto keep = [this](const std::string& name) {
     TrashInfo info;
     ASSERT_EQ(info.Write("/" + name, files_ + "/" + name), 0);
-    info.Keep();
+    info.Commit();
   };
   MakeTree(files_, {"a b/sub/file=" + std::string(100'000, 'x'), "plain", "c/"});
   keep("plain");

@@ -94,7 +94,7 @@ TEST_F(TreeMergeTest, AStopCountsWhereNoFileIsLeft) {
   EXPECT_EQ(CopyThenRemove(top_ / "empty", top_ / "moved", {.monitor = &at_once}), ECANCELED);
   EXPECT_TRUE(Exists(top_ / "empty") && !Exists(top_ / "moved"));
   StoppingMonitor in_a_removal(3);
-  EXPECT_EQ(RemoveTree(top_ / "s", Obstacles::kTakeAway, nullptr, &in_a_removal), ECANCELED);
+  EXPECT_EQ(RemoveTree(top_ / "s", Obstacles::kOverride, nullptr, &in_a_removal), ECANCELED);
   EXPECT_EQ(TreeText(top_ / "s"), "d/");
 }
 
@@ -216,17 +216,17 @@ TEST_F(TreeMergeTest, DeepTreesAndManyOtherSpellings) {
   EXPECT_EQ(NamesIn(top_ / "target").size(), 1000u);
   EXPECT_EQ(ReadFile(top_ / "target" / (std::string(kDecomposed) + "17")), "new");
   for (const char* tree : {"s", "t"}) {
-    EXPECT_EQ(RemoveTree((top_ / tree).string(), Obstacles::kTakeAway), 0);
+    EXPECT_EQ(RemoveTree((top_ / tree).string(), Obstacles::kOverride), 0);
   }
 }
 
 class TreeRemovalTest : public EnvironmentTest {
  protected:
   int Empty(const fs::path& folder, TreeOutcome* report = nullptr) {
-    return EmptyFolder(folder.string(), Obstacles::kTakeAway, report);
+    return EmptyFolder(folder.string(), Obstacles::kOverride, report);
   }
   int Remove(const fs::path& path, TreeOutcome* report = nullptr) {
-    return RemoveTree(path.string(), Obstacles::kTakeAway, report);
+    return RemoveTree(path.string(), Obstacles::kOverride, report);
   }
 };
 

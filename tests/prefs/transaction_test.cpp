@@ -135,7 +135,7 @@ TEST_F(TransactionTest, AFailureAnywhereLeavesTheFile) {
       EXPECT_EQ(status.step, 2);
       EXPECT_EQ(ReadFile(FileOf(scope)), bytes);
       TransactionResult result;
-      EXPECT_EQ(change.Rehearse(&result).error, error);
+      EXPECT_EQ(change.DryRun(&result).error, error);
       EXPECT_FALSE(result.after);
     }
   }
@@ -191,7 +191,7 @@ TEST_F(TransactionTest, CopiesMovesMergesAndReplaces) {
     Transaction change(scope, kDomain);
     c.change(change);
     TransactionResult rehearsed, done;
-    ASSERT_TRUE(change.Rehearse(&rehearsed).ok());
+    ASSERT_TRUE(change.DryRun(&rehearsed).ok());
     EXPECT_EQ(ReadFile(FileOf(scope)), bytes);
     ASSERT_TRUE(change.Commit(IfDamaged::kFail, &done).ok());
     EXPECT_EQ(OnDisk(FileOf(scope)), c.after);
@@ -394,7 +394,7 @@ TEST_F(TransactionTest, SavesNothingThatIsTooLargeToBeReadAgain) {
   const std::string before = ReadFile(FileOf(1));
   change.Set(u"A", u"list", Value::Array(std::vector<Value>(100, data)));
   TransactionResult result;
-  EXPECT_EQ(change.Rehearse(&result).error, PrefError::kTooLarge);
+  EXPECT_EQ(change.DryRun(&result).error, PrefError::kTooLarge);
   EXPECT_EQ(change.Commit().error, PrefError::kTooLarge);
   EXPECT_EQ(ReadFile(FileOf(1)), before);
 }

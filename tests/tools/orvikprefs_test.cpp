@@ -559,7 +559,7 @@ TEST_F(OrvikPrefsTest, NamesTheProcessThatHoldsTheKernelsLock) {
       struct stat attributes;
       fstat(folder, &attributes);
       static host::FolderLock lock;
-      lock = host::FolderLock::Take(folder, attributes, 0);
+      lock = host::FolderLock::Acquire(folder, attributes, 0);
       if (!lock.held()) abort();
     });
     const std::string pid = std::to_string(holder.pid());

@@ -135,7 +135,7 @@ Carried CarryOut(const Context& context, Transaction& transaction, bool backs_up
   }
   TransactionResult& result = carried.result;
   carried.status =
-      rehearses ? transaction.Rehearse(&result) : transaction.Commit(IfDamaged::kFail, &result);
+      rehearses ? transaction.DryRun(&result) : transaction.Commit(IfDamaged::kFail, &result);
   carried.has_copy = error == 0;
   if (error != 0) {
     context.FailFile(carried.backup, error, true);
