@@ -49,6 +49,7 @@ ObjCBool propertyFile::fileExists() const {
   return exists ? YES : NO;
 }
 
+// The text of the log lines is fixed; their order shows how far a write came.
 ObjCBool propertyFile::write(unsigned format) const {
   Notice({u"entering [propertyFile write: pFormat]"});
   const NSString* error = nullptr;
@@ -131,6 +132,7 @@ NSArray* ItemsOf(NSObject* root) {
                                : dynamic_cast<NSArray*>(dictionary->objectForKey(CFSTR(kItems)));
 }
 
+// Logged for a list that cannot be changed: YES would claim an item that is not in it.
 ObjCBool RefuseChange() {
   Notice(
       {u"leaving [addFilePathToAutoLaunchedAppDictArr addFilePathToAutoLaunchedAppDictArr], unable "

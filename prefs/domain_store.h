@@ -44,7 +44,7 @@ class DomainStore {
 // The purpose for which a domain is opened.
 enum class StorePurpose {
   kRead,
-  kRehearse,  // a change that is never saved: nothing is locked
+  kDryRun,  // a change that is never saved: nothing is locked
   kChange,
   kCreate,  // a change that may make the file and its folder
 };

@@ -137,7 +137,7 @@ PrefRepair RepairDomain(int scope, const CAtlString& domain,
   // Salvaging may take long: the lock is only for writing.
   const FileDomainStore found(effective, domain, StorePurpose::kRead);
   PrefRepair repair = Plan(found, entries);
-  if (mode == PrefRepairMode::kRehearse || !may_save(repair)) {
+  if (mode == PrefRepairMode::kDryRun || !may_save(repair)) {
     return repair;
   }
   FileDomainStore store(effective, domain, StorePurpose::kChange, wait);

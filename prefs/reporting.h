@@ -72,7 +72,7 @@ struct PrefRepair {
 
 enum class PrefRepairMode {
   kSave,
-  kRehearse,  // change nothing, take no lock
+  kDryRun,  // change nothing, take no lock
   kReplace,   // as kSave, and replace a file that gives no entry by an empty domain
 };
 

@@ -274,7 +274,7 @@ PrefStatus Transaction::Commit(IfDamaged if_damaged, TransactionResult* result) 
   // The steps run again under the lock: another process may make the file meanwhile.
   std::error_code unknown;
   if (MayCreate() && !std::filesystem::exists(FileOfDomain(effective), unknown) && !unknown) {
-    FileDomainStore missing(effective, domain_, StorePurpose::kRehearse);
+    FileDomainStore missing(effective, domain_, StorePurpose::kDryRun);
     if (missing.status().error == PrefError::kNotFound) {
       if (PrefStatus status = Run(missing); !status.ok()) {
         return status;
@@ -318,7 +318,7 @@ PrefStatus Transaction::DryRun(TransactionResult* result) const {
   if (PrefStatus status = CheckAddress(effective); !status.ok()) {
     return status;
   }
-  FileDomainStore store(effective, domain_, StorePurpose::kRehearse);
+  FileDomainStore store(effective, domain_, StorePurpose::kDryRun);
   if (PrefStatus status = Problem(store); !status.ok()) {
     return status;
   }

@@ -76,7 +76,7 @@ TEST_F(ReportingTest, RepairSavesWhatIsWholeAndKeepsTheDamagedFile) {
     SCOPED_TRACE(scope);
     const fs::path file = FileOf(scope);
     WriteFile(file, damaged);
-    const PrefRepair tried = RepairDomain(scope, kDomain, {}, PrefRepairMode::kRehearse);
+    const PrefRepair tried = RepairDomain(scope, kDomain, {}, PrefRepairMode::kDryRun);
     EXPECT_EQ(tried.kept_copy, "");
     EXPECT_EQ(ReadFile(file), damaged);
     const PrefRepair repair = RepairDomain(scope, kDomain);
@@ -105,7 +105,7 @@ TEST_F(ReportingTest, RepairLeavesAloneWhatGivesNothing) {
   for (const auto& [bytes, error] : kCases) {
     SCOPED_TRACE(bytes);
     WriteFile(file, bytes);
-    for (const PrefRepairMode mode : {PrefRepairMode::kRehearse, PrefRepairMode::kSave}) {
+    for (const PrefRepairMode mode : {PrefRepairMode::kDryRun, PrefRepairMode::kSave}) {
       const PrefRepair repair = RepairDomain(1, kDomain, {}, mode);
       EXPECT_EQ(repair.status.error, error);
       EXPECT_EQ(repair.entries, 0);

@@ -19,6 +19,8 @@ namespace orvik::prefstool {
 
 namespace {
 
+// The end of the message about a lock that was not obtained. Asked for after the wait: the holder
+// may have gone by then.
 std::string WhoHoldsTheLock(const Context& context) {
   const LockHolder holder = FindHolder(context);
   if (holder.is_unknown) return " (who holds it is not known: no permission)";
@@ -88,6 +90,8 @@ int Context::Fail(ExitStatus status, const std::string& text) const {
   return status;
 }
 
+// One line: the command's object, the reason, advice, and the scope, domain and file that it is
+// about.
 int Context::Fail(const PrefStatus& status, const std::string& what, bool writing,
                   const std::string& advice) const {
   if (status.ok()) return kDone;
@@ -125,6 +129,7 @@ int Context::FailFile(const std::string& file, int reason, bool writing) const {
                           std::strerror(reason));
 }
 
+// Silence means success in scripts, so that only a terminal is told.
 void Context::Confirm(const std::string& text) const {
   if (terminal && !quiet && !json) *out << text << '\n';
 }
@@ -134,6 +139,8 @@ std::string Context::Coloured(std::string_view text, const char* code) const {
   return std::string("\x1b[") + code + "m" + std::string(text) + "\x1b[0m";
 }
 
+// With --null each field ends with a NUL and is written as it is. Otherwise fields are separated by
+// tabs and escaped, but for the path, which is escaped by its own rule already.
 void Context::Record(const std::vector<std::string>& fields, std::size_t path) const {
   for (size_t i = 0; i < fields.size(); ++i) {
     if (null_separated && !terminal) {
@@ -169,6 +176,8 @@ Progress::~Progress() {
   thread_.join();
 }
 
+// Shows nothing in the first second, then the seconds four times in each. Clears its line in the
+// end.
 void Progress::Show() {
   using std::chrono::milliseconds;
   std::unique_lock<std::mutex> lock(mutex_);

@@ -11,6 +11,8 @@ namespace orvik::prefstool {
 
 namespace {
 
+// One word for scripts. A list whose root is not a dictionary counts as damaged, because no entry
+// can be read from it.
 std::string StateOf(const PrefStatus& status) {
   if (status.ok()) return "sound";
   if (status.error == PrefError::kNotFound) return "absent";
@@ -20,6 +22,7 @@ std::string StateOf(const PrefStatus& status) {
 
 }  // namespace
 
+// Never fails: a file that cannot be read or written is a row that says so.
 int Where(const Context& context, const CommandLine& /*line*/) {
   JsonWriter rows;
   rows.BeginArray();
@@ -58,6 +61,7 @@ int Domains(const Context& context, const CommandLine& /*line*/) {
   return kDone;
 }
 
+// In the JSON form the state stands in the output and in the exit status.
 int Check(const Context& context, const CommandLine& /*line*/) {
   const std::string file = PreferenceFilePath(context.scope, context.domain);
   const PrefCheck check = CheckDomain(context.scope, context.domain);
@@ -89,6 +93,8 @@ void WriteLosses(JsonWriter& form, const PrefRepair& repair) {
   form.EndArray();
 }
 
+// In the form of compilers, so that editors find the place: file, line and column, or the byte of a
+// binary list.
 void PrintLosses(const Context& context, const std::string& file, const PrefRepair& repair) {
   for (const PrefLoss& loss : repair.losses) {
     *context.error << Escaped(file) << ':';
@@ -109,10 +115,12 @@ void PrintLosses(const Context& context, const std::string& file, const PrefRepa
 
 }  // namespace
 
+// Losses are printed also when nothing can be saved: they say why. A dry run with --replace would
+// succeed where the run with it does.
 int Repair(const Context& context, const CommandLine& line) {
   const std::string file = PreferenceFilePath(context.scope, context.domain);
   const bool dry_run = line.Has("--dry-run"), replaces = line.Has("--replace");
-  const PrefRepairMode mode = dry_run    ? PrefRepairMode::kRehearse
+  const PrefRepairMode mode = dry_run    ? PrefRepairMode::kDryRun
                               : replaces ? PrefRepairMode::kReplace
                                          : PrefRepairMode::kSave;
   PrefRepair repair = RepairDomain(context.scope, context.domain, context.lock_wait, mode);

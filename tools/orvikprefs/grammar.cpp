@@ -23,18 +23,21 @@ const Row* FindRow(std::span<const Row> rows, const auto& matches) {
   return found == rows.end() ? nullptr : &*found;
 }
 
+// Decimal digits of an int that is at least 1, and nothing behind them.
 bool IsWholeNumber(std::string_view text) {
   int value = 0;
   const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), value);
   return error == std::errc() && end == text.data() + text.size() && value >= 1;
 }
 
+// A decimal number from 0 to less than a million, and nothing behind it.
 bool IsSeconds(std::string_view text) {
   double value = 0;
   const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), value);
   return error == std::errc() && end == text.data() + text.size() && value >= 0 && value < 1e6;
 }
 
+// An option of the command hides a global one of its name.
 const Option* FindOptionIf(const Grammar& grammar, const Command* command, const auto& matches) {
   const Option* const own = command != nullptr ? FindRow(command->options, matches) : nullptr;
   return own != nullptr ? own : FindRow(grammar.globals, matches);
@@ -92,6 +95,7 @@ std::size_t EditDistance(std::string_view one, std::string_view other) {
   return row.back();
 }
 
+// A word such as "-1" or "-.5" is a value, not a group of options.
 bool IsNumber(std::string_view word) {
   return word.size() > 1 && ((word[1] >= '0' && word[1] <= '9') || word[1] == '.');
 }
@@ -118,6 +122,7 @@ std::optional<int> ScopeOf(std::string_view name) {
   return std::nullopt;
 }
 
+// Scopes 2, 3 and 5 have the names of those that they stand for.
 const char* NameOfScope(int scope) {
   const auto* const row = FindRow(kNamedScopes, [scope](const ScopeName& named) {
     return named.scope == EffectiveDomain(scope, u"").scope;
@@ -138,6 +143,8 @@ const Option* Grammar::FindOption(const Command* command, char letter) const {
                       [&](const Option& option) { return letter == option.letter; });
 }
 
+// The nearest name, for the end of a message: one that the word begins, or one with few letters
+// changed (a third of them and one more). "" when none is near.
 std::string DidYouMean(std::string_view word, std::span<const std::string_view> names) {
   constexpr std::size_t kLongest = 32;
   if (word.size() > kLongest) return "";
@@ -172,6 +179,8 @@ std::string Grammar::NotACommand(std::string_view word) const {
   return Quoted(word) + " is not a command" + DidYouMeanRow<Command>(word, {commands});
 }
 
+// Options and other words may come in any order, the command first among the other words. "--" ends
+// the options. The first mistake is the error; later ones follow from it.
 CommandLine::CommandLine(const Grammar& grammar, std::span<const std::string> words) {
   for (const std::string& word : words) {
     if (!error_.empty()) return;
@@ -198,6 +207,8 @@ bool CommandLine::IsLastText(std::span<const std::string> words, const std::stri
          next->word == Word::kText && next->count == Positional::Count::kOne;
 }
 
+// "--name", "--name=value" or "--name value". Names are not shortened: a later version could make a
+// short form mean two options.
 void CommandLine::ParseOption(const Grammar& grammar, std::string_view word) {
   const std::size_t equals = word.find('=');
   const std::string_view name = word.substr(0, equals);
@@ -222,6 +233,8 @@ std::string CommandLine::OfCommand() const {
   return command_ != nullptr ? std::string(" of ") + command_->name : std::string();
 }
 
+// "-abc" are three flags. The first letter that takes a value has the rest of the word as its
+// value, or the next word.
 void CommandLine::ParseLetters(const Grammar& grammar, std::string_view letters) {
   for (std::size_t i = 0; i < letters.size(); ++i) {
     const Option* const option = grammar.FindOption(command_, letters[i]);
@@ -240,6 +253,7 @@ void CommandLine::ParseLetters(const Grammar& grammar, std::string_view letters)
   }
 }
 
+// The first word is the command, the others fill its positionals in turn.
 void CommandLine::ParsePositional(const Grammar& grammar, const std::string& word) {
   if (command_ == nullptr) {
     command_ = grammar.Find(word);
@@ -266,6 +280,7 @@ void CommandLine::Add(const Option& option, std::string value) {
   options_.emplace_back(&option, std::move(value));
 }
 
+// The last positional of a command may take many words; null when no word is left for any.
 const Positional* CommandLine::NextPositional() const {
   if (command_ == nullptr || command_->positionals.empty()) return nullptr;
   const auto rows = command_->positionals;
@@ -273,6 +288,7 @@ const Positional* CommandLine::NextPositional() const {
   return rows.back().count == Positional::Count::kMany ? &rows.back() : nullptr;
 }
 
+// With --help and --version nothing else need be complete.
 void CommandLine::CheckEnd() {
   if (Has("--help") || Has("--version")) return;
   if (pending_ != nullptr) {
@@ -290,6 +306,7 @@ void CommandLine::Fail(const std::string& error) {
   if (error_.empty()) error_ = error;
 }
 
+// The last one counts when an option is given several times, as in other programs.
 const std::string* CommandLine::Find(std::string_view option) const {
   for (auto row = options_.rbegin(); row != options_.rend(); ++row) {
     if (option == row->first->name) return &row->second;

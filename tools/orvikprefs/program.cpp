@@ -49,6 +49,7 @@ int RunCommand(Context& context, const CommandLine& line) {
 
 }  // namespace
 
+// A path that names a value where a key is wanted gets the command that prints it.
 int FailToReadKey(const Context& context, const PrefStatus& status, const KeyPath& key) {
   const bool is_value =
       status.error == PrefError::kNotAKey && !key.empty() &&
@@ -73,6 +74,8 @@ bool UseStore(Context& context, const CommandLine& line) {
   return true;
 }
 
+// Output that cannot be written is a failure of the command: a script must not take a part of a
+// list for the whole.
 int Run(int argc, const char* const* argv, bool terminal, std::ostream& out, std::ostream& error) {
   const NSAutoreleasePool pool;
   Context context;
@@ -99,7 +102,6 @@ namespace {
 constexpr std::size_t kColumn = 26;  // of the texts of help
 
 // A name and its text of help, which begins on the next line behind a long name.
-
 void PrintRow(std::ostream& out, std::string left, const char* help) {
   left.insert(0, "  ");
   if (left.size() + 2 > kColumn) {
@@ -135,6 +137,7 @@ void PrintCommand(std::ostream& out, const Command& command) {
   PrintOptions(out, command.options);
 }
 
+// The same tables make the parser, this text and the completion of shells.
 void PrintProgram(std::ostream& out, const Grammar& grammar) {
   out << "Looks into, changes and repairs the ORVIK preference store.\n"
          "Usage: orvikprefs [OPTIONS] SUBCOMMAND\n";

@@ -95,6 +95,8 @@ Value ParseDate(std::string_view text) {
   return seconds ? Value::Date(*seconds + fraction) : Value();
 }
 
+// The shortest decimal form that gives the same double, always with a point or an exponent, so that
+// it is not read as an integer.
 std::string RealText(double real) {
   if (std::isnan(real)) return "nan";
   if (std::isinf(real)) return real > 0 ? "inf" : "-inf";
@@ -111,6 +113,7 @@ bool ParseNumber(std::string_view text, Number& number) {
   return error == std::errc() && end == last;
 }
 
+// Signed 64 bits where they suffice, else unsigned.
 Value ParseInteger(std::string_view text) {
   std::int64_t number = 0;
   std::uint64_t large = 0;
@@ -128,6 +131,7 @@ Value ParseReal(std::string_view text) {
   return is_decimal && ParseNumber(text, real) ? Value(real) : Value();
 }
 
+// The words that scripts and other stores use, in letters of any case.
 Value ParseBoolean(std::string_view text) {
   constexpr std::pair<std::string_view, std::string_view> kWords[] = {
       {"true", "false"}, {"yes", "no"}, {"on", "off"}, {"1", "0"}};
@@ -153,6 +157,7 @@ const char* TypeForm(Type type) {
   return kTypes[static_cast<int>(type)].form;
 }
 
+// Base64 may be long, so its mistake is shown by place.
 std::string WhyNot(Type type, std::string_view text) {
   const std::string what = std::string("not ") + TypeForm(type);
   const std::optional<std::size_t> fault = type == Type::kData ? Base64Fault(text) : std::nullopt;
@@ -203,6 +208,7 @@ Value ParseValue(Type type, std::string_view text) {
   return value.type() == type ? std::move(value) : Value();
 }
 
+// A text may be another spelling of the value: "yes" for true, "1e0" for 1.0.
 bool IsTextOf(const Value& value, const std::string& text) {
   return ValueText(value) == text || ParseValue(value.type(), text) == value;
 }
@@ -211,6 +217,7 @@ std::string NameText(const plist::Text& name) {
   return plist::EscapedSurrogates(name);
 }
 
+// Undoes NameText. Nothing for a name that is not UTF-8.
 std::optional<CAtlString> NameUnits(const std::string& name) {
   std::optional<CAtlString> text = FromUtf8(name);
   if (!text || name.find(kEscape) == std::string::npos) return text;
@@ -234,6 +241,7 @@ bool IsAtOrBelow(const Path& path, const Path& above) {
   return path.size() >= above.size() && std::equal(above.begin(), above.end(), path.begin());
 }
 
+// With "/" between the names where that can be read back by ParseKey; otherwise as a JSON array.
 std::string JoinedPath(const Path& path) {
   const auto needs_array = [](const std::string& name) {
     return name.empty() || name.find('/') != std::string::npos ||
@@ -251,6 +259,8 @@ std::string JoinedPath(const Path& path) {
   return text;
 }
 
+// A JSON array of strings is a list of names. Any other text, also one that begins with "[", is a
+// path with separators.
 std::optional<KeyPath> ParseKey(const std::string& text) {
   TextError error;
   const Value list = text.starts_with('[') ? ReadJson(text, &error) : Value();
@@ -271,6 +281,8 @@ EntryWalk::EntryWalk(const Value& tree, Path above)
   levels_.push_back({plist::SortedEntries(tree_)});
 }
 
+// Goes into a dictionary right after it was visited; a stack of levels instead of recursion,
+// because lists may be nested deeply.
 bool EntryWalk::Next() {
   if (entry_ != nullptr && !is_leaf()) levels_.push_back({plist::SortedEntries(value())});
   while (levels_.back().next == levels_.back().entries.size()) {
@@ -287,6 +299,8 @@ bool EntryWalk::Next() {
   return true;
 }
 
+// Reads the indices from the end: the name itself may hold brackets. "a[1][x]" is a name, because
+// the last bracket holds no number.
 std::optional<ElementPath> ParseElement(const CAtlString& text) {
   std::string rest = ToUtf8(text);
   ElementPath path;
@@ -320,6 +334,8 @@ std::optional<std::size_t> Position(const Value& array, long index, bool end_cou
 
 }  // namespace
 
+// A negative index counts from the end. No value when an index is outside or a value is not an
+// array.
 Value ElementAt(Value array, std::span<const long> indices) {
   for (const long index : indices) {
     if (!array.is_array()) return {};
@@ -330,6 +346,8 @@ Value ElementAt(Value array, std::span<const long> indices) {
   return array;
 }
 
+// Copies the arrays on the way to the element; the others are shared with the old value. Nothing
+// when an index is outside. Appending makes a missing array.
 Value WithElement(Value array, std::span<const long> indices, ElementChange change,
                   const Value& value) {
   const bool appends = change == ElementChange::kAppend;

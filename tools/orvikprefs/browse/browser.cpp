@@ -39,6 +39,8 @@ void Browser::Background() {
   screen_.Draw(*model_, false);
 }
 
+// One turn for each key or tick: look at the file, draw, wait for a key, act. A message stays until
+// the next key.
 void Browser::Run() {
   OfferKeptChanges();
   while (!leaves_) {
@@ -112,6 +114,8 @@ const Browser::Binding Browser::kBindings[] = {
     {Terminal::kPaste, false, [](Browser& b) { b.Report("pasted text is not taken as keys"); }},
 };
 
+// Keys that need a row are refused when another process has removed it: the next row has its place,
+// and the user has not seen that yet.
 void Browser::Act(int key) {
   for (const Binding& binding : kBindings) {
     if (binding.key != key && binding.other != key) continue;
@@ -131,6 +135,7 @@ void Browser::Pick() {
   model_->MoveBy(1);
 }
 
+// Opens a closed key; from an open one, or one without keys, goes to its values.
 void Browser::Enter() {
   if (model_->on_values()) return;
   const KeyRow& key = model_->keys()[static_cast<std::size_t>(model_->selected_key())];
@@ -141,6 +146,7 @@ void Browser::Enter() {
   }
 }
 
+// The way back: from the values to their key, from an open key to a closed one, then to its parent.
 void Browser::Leave() {
   if (model_->on_values()) {
     model_->FocusValues(false);
@@ -155,6 +161,7 @@ void Browser::Leave() {
   }
 }
 
+// The second click on a value edits it, on a key opens or closes it.
 void Browser::Click(bool twice) {
   const auto [on_values, row] = screen_.PlaceAtMouse(*model_);
   if (row < 0) return;
@@ -179,6 +186,7 @@ bool Browser::MayLeave() {
   return key != 0 && model_->waiting() == 0;
 }
 
+// Sorting by size shows the sizes; other orders hide them.
 void Browser::ChooseOrder() {
   const std::optional<int> row =
       dialogs_.Choose({"Order", Rows::Of({"by name", "by type", "by size, the largest first"})},
@@ -188,6 +196,8 @@ void Browser::ChooseOrder() {
   screen_.shows_sizes = model_->order() == Order::kSize;
 }
 
+// Another file is another model: undo, hits and conflicts belong to the old one. Changes that were
+// kept for the new file are offered before its row is selected.
 void Browser::ChooseFile(const std::string& title, const std::vector<FileRow>& files) {
   std::vector<std::string> rows;
   for (const FileRow& file : files) rows.push_back(file.label);
@@ -223,6 +233,7 @@ void Browser::ChooseDomain() {
   ChooseFile("Domains of this scope", files);
 }
 
+// Lists each scope and domain whose file has an entry of the selected path, with its value.
 void Browser::ChooseElsewhere() {
   const Path path = model_->SelectedPath();
   std::vector<FileRow> files;
@@ -241,6 +252,8 @@ void Browser::ShowHelp() {
   dialogs_.Choose({"Help", Rows::Of(HelpLines(terminal_.columns() - 1)), "Esc back"});
 }
 
+// Taken over changes stay in their file until they are written or discarded: a second kill loses
+// nothing.
 void Browser::OfferKeptChanges() {
   for (KeptChanges& kept : FindKeptChanges(model_->file())) {
     const int key = dialogs_.AskLetter(Counted(kept.changes.size(), "change", "changes") +
@@ -258,12 +271,15 @@ void Browser::OfferKeptChanges() {
   ForgetRestored();
 }
 
+// Removes the files of taken over changes once nothing waits any more.
 void Browser::ForgetRestored() {
   if (model_->waiting() != 0) return;
   for (const std::string& path : restored_) ForgetKeptChanges(path);
   restored_.clear();
 }
 
+// Called when the program ends before the changes are written. The new file holds the taken over
+// changes, too, so that their old files go only after it is written.
 std::string Browser::KeepUnwritten() {
   const std::vector<Change> unwritten = model_->Unwritten();
   if (unwritten.empty()) return "";

@@ -13,6 +13,7 @@
 namespace orvik::prefstool::browse {
 namespace {
 
+// The characters of a text; none for bytes that are not UTF-8.
 std::u32string Characters(std::string_view utf8) {
   const CAtlString units = FromUtf8(utf8).value_or(u"");
   std::u32string characters;
@@ -35,6 +36,7 @@ char32_t Symbol(char32_t character) {
   return character == 0x7F ? 0x2421 : kReplacementCharacter;
 }
 
+// The key that a terminal sends for Ctrl and the capital letter.
 constexpr int Control(char letter) {
   return letter - '@';
 }
@@ -49,6 +51,8 @@ std::string LineInput::text() const {
   return Utf8(text_);
 }
 
+// Scrolls so that the cursor is visible: as many characters before it as fit, then those after it
+// in the columns that are left. A character that needs two columns is never cut.
 LineInput::Window LineInput::Shown(int columns) const {
   std::u32string before;
   std::u32string after;
@@ -85,6 +89,9 @@ void LineInput::MoveLeft() {
   }
 }
 
+// The keys that shells use, too: Ctrl-A and Ctrl-E go to the ends, Ctrl-U and Ctrl-K erase up to
+// them, Ctrl-W erases a word. A character goes in at the cursor. False for keys without a meaning
+// here.
 bool LineInput::HandleKey(int key) {
   const std::size_t old_cursor = cursor_;
   switch (key) {
@@ -156,17 +163,21 @@ std::optional<int> StepOf(int key, int page, int last) {
   }
 }
 
+// Whether a key is one of the letters, which are printable ASCII.
 bool IsOneOf(int key, const std::string& letters) {
   return key > ' ' && key < 0x7F && letters.find(static_cast<char>(key)) != std::string::npos;
 }
 
 }  // namespace
 
+// Shares the texts, because the rows are copied with the function that gives them.
 Rows Rows::Of(std::vector<std::string> texts) {
   const auto kept = std::make_shared<const std::vector<std::string>>(std::move(texts));
   return {kept->size(), [kept](std::size_t row) { return (*kept)[row]; }};
 }
 
+// Waits for one tick at most, so that the caller draws the background again. Help opens over the
+// dialog, but not over itself. Ctrl-C and the end of the input cancel, as Escape does.
 int Dialogs::WaitForKey() {
   terminal_.Show();
   const int key = terminal_.ReadKey(kTick);
@@ -179,6 +190,8 @@ int Dialogs::WaitForKey() {
   return key == kInterrupt || key == Terminal::kEnded ? kEscape : key;
 }
 
+// Keeps the selected row in the middle of the page, except near both ends of the list. Asks for the
+// texts of visible rows only: a search may have found a hundred thousand.
 void Dialogs::DrawRows(const std::string& title, const Rows& rows, int selected) {
   const int columns = terminal_.columns();
   const int page = std::max(1, terminal_.rows() - 6);
@@ -210,6 +223,9 @@ void Dialogs::DrawFoot(const std::string& text, const std::string& answers, Styl
   put(text, style);
 }
 
+// The text is checked, and its rows are found, after each change and not at each tick. Enter is
+// refused while there is a mistake. Home and End move in the line; the other keys of a list select
+// one of the rows.
 std::optional<std::string> Dialogs::Ask(const Question& question, int* row) {
   LineInput input(question.text);
   int selected = 0;
@@ -264,6 +280,7 @@ std::optional<std::string> Dialogs::Ask(const Question& question, int* row) {
   }
 }
 
+// A list that is no longer current ends with kStale, so that the caller lists it anew.
 std::optional<int> Dialogs::Choose(const List& list, int selected, int* key) {
   const int last = std::max(0, static_cast<int>(list.rows.count) - 1);
   for (;;) {
@@ -290,11 +307,13 @@ std::optional<int> Dialogs::Choose(const List& list, int selected, int* key) {
   }
 }
 
+// Called in turn with attempts: one tick, in which Escape cancels.
 bool Dialogs::KeepWaiting(const std::string& text) {
   DrawFoot(text, "Esc cancel", Style::kByOthers);
   return WaitForKey() != kEscape;
 }
 
+// Any key but Escape and the letters is ignored: a key pressed too early must not answer.
 int Dialogs::AskLetter(const std::string& question, const std::string& answers,
                        const std::string& letters) {
   for (;;) {
@@ -355,6 +374,7 @@ std::string LineOfKey(const KeyHelp& help) {
 
 }  // namespace
 
+// Two columns where both fit, read down the first one and then down the second.
 std::vector<std::string> HelpLines(int columns) {
   constexpr std::size_t kWidth = 38;
   const std::size_t count = std::size(kKeys);

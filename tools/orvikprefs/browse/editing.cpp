@@ -23,12 +23,15 @@ Rows TypeRows() {
   return Rows::Of(std::move(rows));
 }
 
+// The mistake in a typed name; "" for none. Empty names exist and can be typed.
 std::string NameMistake(const std::string& name) {
   return FromUtf8(name) ? "" : "a name is UTF-8";
 }
 
 }  // namespace
 
+// The value as the user saw it goes with the new one, so that a change by another process meanwhile
+// is a conflict and not lost.
 std::string Browser::Edit() {
   const Path path = model_->SelectedPath();
   const Value began = model_->At(path);
@@ -40,6 +43,7 @@ std::string Browser::Edit() {
   return value ? model_->Set(path, value, began) : "";
 }
 
+// Asks until the line is a value of the type; no value when the user gave up.
 Value Browser::AskValue(Type type, const std::string& text) {
   Dialogs::Question question;
   question.label = TypeName(type);
@@ -54,6 +58,9 @@ Value Browser::AskValue(Type type, const std::string& text) {
   return line ? FromLine(type, *line, mistake) : Value();
 }
 
+// The text is JSON in a private file, which goes when the editing ends. It is kept, and its name
+// shown, when the user gives up after a failure: hours of work may be in it. A text that was left
+// as it was changes nothing, whatever the editor returned.
 std::string Browser::EditInEditor(const Path& path, const Value& began) {
   if (path.empty()) return "the domain is edited key by key";
   const Type type = began.type();
@@ -81,6 +88,7 @@ std::string Browser::EditInEditor(const Path& path, const Value& began) {
   }
 }
 
+// An array begins empty and opens in the editor; every other type is asked for in a line.
 std::string Browser::AddValue() {
   Path path = model_->selected_key_path();
   const std::optional<int> row = dialogs_.Choose({"Type of the new value", TypeRows()});
@@ -124,6 +132,7 @@ std::string Browser::AddKey() {
   return mistake;
 }
 
+// A rename is a move within the key, so that undo, conflicts and order are those of a move.
 std::string Browser::Rename() {
   const Path path = model_->SelectedPath();
   if (path.empty()) return "the domain cannot be renamed";
@@ -134,6 +143,7 @@ std::string Browser::Rename() {
   return Arrive(model_->Move(path, to), to, "moved to ");
 }
 
+// Tab completes the target path, which need not exist.
 std::string Browser::MoveOrCopy(bool copy) {
   const Path path = model_->SelectedPath();
   if (path.empty()) return "the domain stays where it is";
@@ -151,6 +161,7 @@ std::string Browser::MoveOrCopy(bool copy) {
               : Arrive(model_->Move(path, to), to, "moved to ");
 }
 
+// Converts where nothing is lost; otherwise asks, with the old text to start from.
 std::string Browser::ChangeType() {
   const Path path = model_->SelectedPath();
   const Value began = model_->At(path);
@@ -189,6 +200,7 @@ std::string Browser::DeletePicked() {
                          : refusal;
 }
 
+// Asks for keys only: a deleted value comes back with one key.
 std::string Browser::Delete() {
   const Path path = model_->SelectedPath();
   if (!model_->picked().empty()) return DeletePicked();
@@ -204,6 +216,7 @@ std::string Browser::Delete() {
   return refusal.empty() ? "deleted " + ShownPath(path) + "; u takes it back" : refusal;
 }
 
+// Selects the row at its new path after a change that was not refused.
 std::string Browser::Arrive(const std::string& refusal, const Path& path, const char* what) {
   if (!refusal.empty()) return refusal;
   model_->Reveal(path);

@@ -52,6 +52,8 @@ std::string Browser::View() {
   }
 }
 
+// The terminal takes the text by an escape sequence (OSC 52) and does not answer, so that the
+// message promises nothing.
 std::string Browser::CopyPath() {
   terminal_.CopyToClipboard(EncodedBase64(JoinedPath(model_->SelectedPath())));
   return "path copied, if this terminal allows it";
@@ -67,6 +69,9 @@ std::string Browser::CopyValue() {
   return "value copied, if this terminal allows it";
 }
 
+// Exports what the screen shows, changes included. An existing file is replaced only after a
+// question; the first try makes the file exclusively, so that one that appears meanwhile is not
+// lost either.
 std::string Browser::Export() {
   const Path path = model_->SelectedPath();
   const Value value = model_->At(path);
@@ -100,6 +105,8 @@ std::string Seconds(std::chrono::milliseconds time) {
 
 }  // namespace
 
+// Writes all changes or none. While it waits for the lock each tick shows the holder, and Escape
+// cancels. Conflicts found under the lock cancel the write, too.
 std::string Browser::Apply() {
   if (!model_->conflicts().empty()) return "settle the conflicts first: C shows them";
   if (model_->changes().empty()) return "no changes";
@@ -130,7 +137,7 @@ std::string Browser::Apply() {
 
 std::string Browser::Repair() {
   const PrefRepair found =
-      RepairDomain(model_->scope(), model_->domain(), lock_wait_, PrefRepairMode::kRehearse);
+      RepairDomain(model_->scope(), model_->domain(), lock_wait_, PrefRepairMode::kDryRun);
   if (!found.status.ok()) return "cannot repair: " + Describe(found.status);
   if (found.was_sound) return "the file is not damaged";
   std::vector<std::string> rows;

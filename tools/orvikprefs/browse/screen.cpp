@@ -54,14 +54,18 @@ std::string FileState(const Model& model) {
 
 }  // namespace
 
+// Two fifths of the line for the keys, within bounds; the values get the rest.
 int Screen::KeysWidth() const {
   return std::clamp(terminal_.columns() * 2 / 5, 10, 60);
 }
 
+// The rows between head and foot; at least one on the smallest screens.
 int Screen::page() const {
   return std::max(1, terminal_.rows() - kHeadRows - kFootRows);
 }
 
+// Draws the whole screen into memory; the terminal sends only cells that differ. Without the foot,
+// a dialog has the last lines.
 void Screen::Draw(Model& model, bool with_foot) {
   first_key_ =
       Scrolled(first_key_, model.selected_key(), page(), static_cast<int>(model.keys().size()));
@@ -92,6 +96,8 @@ void Screen::Draw(Model& model, bool with_foot) {
                 Style::kDim);
 }
 
+// Three rows: scope, domain and state; the file and its fault; the path of the selected row. Long
+// states take at most half of the line, so that the domain stays visible.
 void Screen::DrawHead(const Model& model) {
   const int columns = terminal_.columns();
   std::string head =

@@ -89,6 +89,8 @@ const void* MemoryOf(const Value& container) {
 
 }  // namespace
 
+// Entries by name, elements by index. A container that shares its memory with the old one is not
+// compared entry by entry.
 std::vector<Child> ChildrenOf(const Value& container, const Value& old) {
   std::vector<Child> children;
   if (container.is_array()) {
@@ -123,6 +125,8 @@ Value FindIn(const Value& tree, const Path& path) {
   return *found;
 }
 
+// Copies the containers on the path only; a value that is none removes the entry. No value when the
+// path leads through something that holds no entries.
 Value WithValue(Value tree, const Path& path, const Value& value) {
   Value* container = &tree;
   for (std::size_t i = 0; i + 1 < path.size(); ++i) {
@@ -132,6 +136,7 @@ Value WithValue(Value tree, const Path& path, const Value& value) {
   return SetChild(*container, path.back(), value) ? std::move(tree) : Value();
 }
 
+// In the order of the paths, which is that of the rows on the screen.
 std::vector<Change> ChangesBetween(const Value& before, const Value& after) {
   std::vector<Change> changes = Differences(before, after, {}, plist::OneSidedKeys::kWhole);
   std::sort(changes.begin(), changes.end(),
@@ -139,6 +144,7 @@ std::vector<Change> ChangesBetween(const Value& before, const Value& after) {
   return changes;
 }
 
+// A key that was added or removed as a whole is shown entry by entry, an empty one as itself.
 std::vector<Difference> LinesOf(const Change& change) {
   const bool is_key = (!change.before || change.before.is_dictionary()) &&
                       (!change.after || change.after.is_dictionary());
@@ -148,6 +154,8 @@ std::vector<Difference> LinesOf(const Change& change) {
   return lines;
 }
 
+// Names and texts by their units, data by bytes, everything else as eight: an order of magnitude
+// for sorting, not a size on disk.
 std::size_t SizeOf(const Value& value, KnownSizes& known) {
   if (value.is_string()) return value.text().size();
   if (value.type() == Type::kData) return value.data()->size();
@@ -178,6 +186,7 @@ std::string ShownPath(const Path& path) {
   return "/" + JoinedPath(path);
 }
 
+// Slashes in front count for nothing, so that a shown path can be typed as it stands.
 Path TypedPath(std::string text) {
   while (text.starts_with('/')) text.erase(0, 1);
   const std::optional<KeyPath> key = ParseKey(text);
@@ -188,6 +197,8 @@ Path TypedPath(std::string text) {
   return path;
 }
 
+// Completes the last name as far as all entries that begin with it agree; a "/" follows a key that
+// is the only one. Names with a "/" in them cannot be typed and are left out.
 std::string CompletedPath(const Value& tree, const std::string& text) {
   const std::size_t slash = text.rfind('/');
   const std::size_t start = slash == std::string::npos ? 0 : slash + 1;
@@ -232,6 +243,8 @@ void AppendFolded(std::string& to, const std::string& text) {
 
 }  // namespace
 
+// Joins the folded names and values of all entries, each behind a NUL, into one text: a search is
+// then one pass over memory.
 SearchIndex::SearchIndex(const Value& tree) {
   std::vector<std::size_t> above;  // the nodes of the keys on the way
   EntryWalk walk(tree);
@@ -247,6 +260,7 @@ SearchIndex::SearchIndex(const Value& tree) {
   }
 }
 
+// Goes on with the next entry after a hit, so that each entry is found once.
 std::vector<std::size_t> SearchIndex::Find(std::string_view text) const {
   std::vector<std::size_t> hits;
   std::string folded;
