@@ -363,7 +363,7 @@ const Bytes& Value::data() const {
   return node<const DataNode>()->bytes;
 }
 
-const std::vector<Value>& Value::elements() const {
+const std::vector<Value>& Value::elements() const& {
   return node<const ArrayNode>()->elements;
 }
 
@@ -418,11 +418,16 @@ std::size_t Value::count() const {
   return type_ == Type::kArray ? elements().size() : Loaded()->count;
 }
 
-Value::Entries Value::entries() const {
+Value::Entries Value::entries() const& {
   return Entries(Loaded()->entries);
 }
 
-const Value* Value::Find(const plist::Text& key) const {
+Value::Entries Value::entries() && {
+  const std::span<const Entry> all = Loaded()->entries;
+  return Entries(all, std::move(*this));
+}
+
+const Value* Value::Find(const plist::Text& key) const& {
   const DictionaryNode* const dictionary = Loaded();
   if (dictionary->count == 0) return nullptr;
   const std::size_t found = dictionary->Find(key, key.Hash());

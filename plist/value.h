@@ -209,8 +209,10 @@ class Value {
   Time time() const;
   const Bytes& data() const;
 
-  // Of an array. The reference is valid until the array changes or ends.
-  const std::vector<Value>& elements() const;
+  // Of an array. The reference is valid until the array changes or ends; a temporary value, such as
+  // the result of a read, gives its elements away.
+  const std::vector<Value>& elements() const&;
+  std::vector<Value> elements() && { return std::as_const(*this).elements(); }
   // Adds an element at the end.
   void Append(Value element);
   // The elements for a change, which copies them when they are shared.
@@ -219,11 +221,13 @@ class Value {
   // The number of entries of a dictionary, or of elements of an array.
   std::size_t count() const;
   // The entries of a dictionary, in the order in which their keys were first set. Valid until the
-  // dictionary changes or ends.
-  Entries entries() const;
-  // The value of a key; null without such a key. Valid until the dictionary changes. Takes constant
-  // time, whatever the keys are.
-  const Value* Find(const plist::Text& key) const;
+  // dictionary changes or ends; those of a temporary value, such as the result of a read, keep it.
+  Entries entries() const&;
+  Entries entries() &&;
+  // The value of a key; null without such a key. Valid until the dictionary changes or ends, and so
+  // not to be had of a temporary value. Takes constant time, whatever the keys are.
+  const Value* Find(const plist::Text& key) const&;
+  const Value* Find(const plist::Text& key) && = delete;
   // Sets the value of a key. A key that exists keeps its place in the order; a new one is the last.
   void Set(const plist::Text& key, Value value);
   // The same, sharing the memory of a string value.
@@ -298,11 +302,14 @@ class Value::Entries {
     const Entry* end_;
   };
 
-  explicit Entries(std::span<const Entry> all) : all_(all) {}
+  // `owner` has the entries; no value when they live longer than this object.
+  explicit Entries(std::span<const Entry> all, Value owner = {})
+      : owner_(std::move(owner)), all_(all) {}
   Iterator begin() const { return {all_.data(), all_.data() + all_.size()}; }
   Iterator end() const { return {all_.data() + all_.size(), all_.data() + all_.size()}; }
 
  private:
+  Value owner_;
   std::span<const Entry> all_;
 };
 

@@ -28,6 +28,22 @@ Value Nested(std::size_t depth) {
 static_assert(!std::is_constructible_v<Value, char16_t> && !std::is_constructible_v<Value, char>);
 static_assert(std::is_constructible_v<Value, signed char>);
 
+// As a loop over the result of a read does.
+TEST(PlistValue, PartsOfATemporaryKeepIt) {
+  const auto made = [] {
+    return Value::Dictionary({{u"one", 1}, {u"list", Value::Array({2, 3})}});
+  };
+  std::int64_t sum = 0;
+  for (const auto& [key, value] : made().entries()) {
+    if (value.is_array()) {
+      for (const Value& element : Value(value).elements()) sum += element == Value(2) ? 20 : 300;
+    } else {
+      sum += key.text() == Text(u"one") ? 1 : 0;
+    }
+  }
+  EXPECT_EQ(sum, 321);
+}
+
 TEST(PlistValue, ChangesOfACopyStayThere) {
   Value one = Value::Dictionary({{u"list", Value::Array({1, 2})}, {u"key", u"text"}});
   const Value inner = *one.Find(u"list");
