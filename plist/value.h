@@ -119,7 +119,7 @@ class Text {
   // By UTF-16 units: negative, 0 or positive.
   int Compare(const Text& other) const;
   bool operator==(const Text& other) const;
-  // A hash of the units with a key of the process (entry_index.h): not to be stored. Equal texts
+  // A hash of the units with a random key of the process: not to be stored. Equal texts
   // have the same.
   std::uint32_t Hash() const;
 

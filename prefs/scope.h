@@ -29,8 +29,8 @@ constexpr bool IsKnownScope(int effective_scope) {
          effective_scope == kMachineScope;
 }
 
-// Whether the domain can name a file of its own in a preferences folder (PreferenceFile,
-// plist/file.h): not empty, at most 1,023 bytes of UTF-8, no NUL, no "\" and no lone surrogate, no
+// Whether the domain can name a file of its own in a preferences folder (PreferenceFilePath): not
+// empty, at most 1,023 bytes of UTF-8, no NUL, no "\" and no lone surrogate, no
 // "/" at its beginning or end, no empty, "." or ".." component, and none of more than 243 bytes.
 // The marker "kCFPreferencesCurrentApplication" is refused, too: a program without a bundle has no
 // identifier that could take its place. Every operation refuses other domains before it touches a

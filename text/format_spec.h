@@ -93,7 +93,7 @@ struct FormatArgument {
   };
 };
 
-// A conversion, "%[n$][flags][width][.precision][length]conversion" (formatter.h), as it is
+// A conversion, "%[n$][flags][width][.precision][length]conversion" of printf, as it is
 // written. Numbers beyond kMaximumNumber are kMaximumNumber. A "-" before a width makes `left` and
 // not a negative number; a negative argument for a width does the same when the format is carried
 // out.

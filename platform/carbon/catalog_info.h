@@ -53,8 +53,8 @@ inline constexpr FSCatalogInfoBitmap kFSCatInfoDataSizes = 0x00004000;
 // own; the others keep their values. Returns 0; paramErr for null, for other bits, and unless
 // `name`, `spec` and `parent`, which are not carried out, are null; fnfErr when the object is gone.
 //
-// Dates before 1904 are 1904. A file of which a copy took over the creation date has that one
-// (host/file_properties.h). A volume keeps its number to the end of the process; a volume beyond
+// Dates before 1904 are 1904. A file of which a copy took over the creation date has that one,
+// from an extended attribute. A volume keeps its number to the end of the process; a volume beyond
 // the first 32,000 has the number 0.
 OSErr FSGetCatalogInfo(const FSRef* ref, FSCatalogInfoBitmap which_info, FSCatalogInfo* info,
                        HFSUniStr255* name, FSSpec* spec, FSRef* parent);
