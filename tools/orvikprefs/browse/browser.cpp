@@ -200,6 +200,7 @@ void Browser::ChooseOrder() {
 // kept for the new file are offered before its row is selected.
 void Browser::ChooseFile(const std::string& title, const std::vector<FileRow>& files) {
   std::vector<std::string> rows;
+  rows.reserve(files.size());
   for (const FileRow& file : files) rows.push_back(file.label);
   const std::optional<int> row =
       dialogs_.Choose({title, Rows::Of(std::move(rows)), "Enter go there  Esc back"});
