@@ -6,7 +6,7 @@
 //
 // The first argument is the number of values, the second the number of values under one key. The
 // family "foreign" is a file in the layout of another program (spaces for tabs), which is written
-// anew as a whole; of a file in this library's own layout, what is not changed is copied.
+// anew as a whole; unchanged parts of a file in this library's own layout are copied.
 #include <benchmark/benchmark.h>
 #include <malloc.h>
 #include <plist/plist.h>

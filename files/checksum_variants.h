@@ -14,7 +14,7 @@ namespace orvik {
 
 // The checksum of the first `size` bytes of a regular file, of a large one by two threads; with
 // size 0, of everything in it, because files of /proc have no size. Nothing when the file cannot be
-// read or ends before, when there is no memory, and when the monitor (may be null) says stop.
+// read or is shorter, without memory, and when the monitor (may be null) stops the operation.
 std::optional<std::uint32_t> ChecksumOfFile(int file, std::size_t size, host::Monitor* monitor);
 
 namespace crc32 {

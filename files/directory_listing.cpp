@@ -26,7 +26,7 @@
 namespace orvik {
 namespace {
 
-// False when there is no memory for one more: Add then does nothing.
+// Adds the path. False without memory for it; the array is then unchanged.
 template <typename Path>
 bool Append(CAtlArray<Path>& paths, const Path& path) {
   const auto count = paths.GetCount();

@@ -32,7 +32,7 @@ CAtlStringA ReadWhole(const COrvikFilePath& file) {
   return CAtlStringA(std::string_view(reinterpret_cast<const char*>(bytes), count));
 }
 
-// Behind a NUL there is no text.
+// The text ends before the first NUL.
 std::string TextOf(const CAtlStringA& content) {
   return std::string(content.View().substr(0, content.View().find('\0')));
 }

@@ -70,7 +70,7 @@ int ReadAt(int file, void* buffer, std::size_t count, off_t position, std::size_
 // `done` receives how many, 0 at its end. Waits until there is one.
 int ReadSome(int descriptor, void* buffer, std::size_t count, std::size_t* done);
 
-// The size in bytes of what is open, as fstat(2) gives it; nothing when nothing is.
+// The size in bytes of the open file, as fstat(2) gives it; nothing for a descriptor not open.
 std::optional<std::uint64_t> SizeOf(int descriptor);
 // Nothing also for anything but a regular file.
 std::optional<std::uint64_t> SizeOfRegular(int file);

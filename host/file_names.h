@@ -36,8 +36,8 @@ std::optional<std::string> FileNameToBytes(std::u16string_view name);
 // none, the entry that is equal after Unicode normalisation is, unless there are several: each of
 // those has its own name only. ASCII names are never looked for.
 
-// The names of a folder by their folded and composed spelling, for many look-ups in a folder that
-// no other process changes meanwhile.
+// The names of a folder by their composed spelling (Unicode NFC), for many look-ups in a folder
+// that no other process changes meanwhile.
 class FolderSpellings {
  public:
   // Reads the names of the open folder: 0 or an errno.

@@ -54,8 +54,8 @@ FilePlace MakePlace(const std::string& path);
 // Gives the attributes of what has the name in the place, of a link itself: 0 or an errno.
 int StatEntry(const FilePlace& place, struct stat* attributes);
 
-// Removes the entry with the name in the place if its device and inode are those of `known`: 0 or an
-// errno, ENOENT for any other entry.
+// Removes the entry with the name in the place if its device and inode are those of `known`: 0 or
+// an errno, ENOENT for any other entry.
 int RemoveEntry(const FilePlace& place, const FileIdentity& known);
 
 // Flushes the names of all folders of the path, whichever process made them, unless the folder has

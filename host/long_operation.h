@@ -41,7 +41,7 @@ struct TreeOutcome {
   }
 };
 
-// Reports the progress of a long operation, and tells it to stop.
+// Receives the progress of a long operation, and may stop it.
 //
 // An operation takes a pointer to one, which may be null. Where a function answers false the
 // operation stops as soon as it can do so with whole files only, and its result is ECANCELED. All

@@ -11,7 +11,7 @@ namespace orvik::host {
 
 namespace {
 
-// The folder, if it is the caller's own and nobody else may enter it; none, with errno, otherwise.
+// The folder, if it belongs to the caller and no other user may enter it; none, with errno, if not.
 Descriptor IfPrivate(Descriptor folder) {
   struct stat info = {};
   if (!folder || fstat(folder.get(), &info) != 0) return {};

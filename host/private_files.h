@@ -1,7 +1,8 @@
 // Files and folders that no other user may read: texts in an editor, changes kept for later.
 //
-// Everything is done below an open folder of the caller's own that nobody else may enter, so what
-// others do to its path does not count. Functions that return an int return 0 or an errno.
+// Every call works below an open folder that belongs to the caller and that no other user may
+// enter, so changes of its path by others have no effect. Functions that return an int return 0 or
+// an errno.
 #pragma once
 
 #include <cstddef>

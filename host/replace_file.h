@@ -13,13 +13,11 @@
 //   5     fsync(folder)                            the new file
 //
 // - A new file is linked to its name at once, so that steps 3 and 4 are one that replaces nothing.
-// - Without a flush (Flush::kNone) there is no fsync, and step 4 exchanges the two names and
-// removes
-//   the old file: some volumes would write the new one out at a rename over a file.
+// - Flush::kNone leaves out both fsync. Step 4 then exchanges the two names and removes the old
+//   file: some volumes would write the new one out at a rename over a file.
 // - A volume without O_TMPFILE makes the staged file under its name (mode 0600 at most) in step 1.
-// - Whoever has a staged file holds a kernel lock on it. Step 1 of the next writer of "<name>"
-// removes
-//   unlocked ones of exactly this form (staged_file.h).
+// - The maker of a staged file holds a kernel lock on it. Step 1 of the next writer of "<name>"
+//   removes unlocked ones of exactly this form (staged_file.h).
 // - Where no new file can take the name, file_replacement.h writes into the old one.
 //
 // Failures are error numbers of Linux; 0 is success. After a failure the old file is as it was,

@@ -96,7 +96,7 @@ class StagedFile : public StagedEntry {
   void Rollback();
 
  private:
-  // After a commit: forgets the staged name when there was no error, which is given back.
+  // Ends a commit: after 0 the staged name is forgotten. Returns `error`.
   int Arrived(int error);
   bool CanGetName() const;
   bool Exchange(int old_file);

@@ -72,8 +72,8 @@ struct PrefRepair {
 
 enum class PrefRepairMode {
   kSave,
-  kDryRun,  // change nothing, take no lock
-  kReplace,   // as kSave, and replace a file that gives no entry by an empty domain
+  kDryRun,   // change nothing, take no lock
+  kReplace,  // as kSave, and replace a file that gives no entry by an empty domain
 };
 
 // Saves what can be read of a damaged file and keeps the damaged one beside it. Of every form each

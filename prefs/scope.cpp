@@ -1,5 +1,7 @@
 #include "prefs/scope.h"
 
+#include "platform/core_foundation/cf_preferences.h"
+#include "platform/core_foundation/string.h"
 #include "plist/file.h"
 
 namespace orvik {
@@ -24,7 +26,7 @@ HackToWorkAroundAnotherHackForAnnoyingTendencyOfOurSoftwareToWriteIntoGlobalWith
 
 bool IsUsableDomain(const CAtlString& domain) {
   // The marker of the running application's bundle, which a plain program does not have.
-  return domain.View() != u"kCFPreferencesCurrentApplication" &&
+  return domain.View() != kCFPreferencesCurrentApplication->ToUnits() &&
          !plist::PreferenceFile(plist::PreferenceFolder::kUser, domain.View()).empty();
 }
 

@@ -36,11 +36,11 @@ struct AlertStdAlertParamRec {
 };
 
 // Shows the alert and blocks the calling thread until it is answered; `*item_hit` (may be null) is
-// set to the button that was pressed. A window that is closed presses the cancel button, or the
-// first one when there is no such button. Where the alert is shown: desktop/alert.h; -128
-// (userCanceledErr) when it cannot be shown. `error` is the headline, `explanation` the text under
-// it; both may be null. `param` null shows one button "OK". Help button, filter and position are
-// not used.
+// set to the button that was pressed. Closing the window presses the cancel button, or the first
+// one of an alert without a cancel button. desktop/alert.h says where alerts are shown. Returns
+// -128 (userCanceledErr) when this one cannot be shown. `error` is the headline, `explanation` the
+// text under it; both may be null. `param` null shows one button "OK". Help button, filter and
+// position are not used.
 OSErr StandardAlert(AlertType type, ConstStr255Param error, ConstStr255Param explanation,
                     const AlertStdAlertParamRec* param, DialogItemIndex* item_hit);
 

@@ -21,8 +21,8 @@ using FSIORefNum = SInt16;
 //   fsWrPerm       write, beside other writers
 //   fsRdWrPerm     read and write as the only writer
 //   fsRdWrShPerm   read and write, beside other writers
-//   fsRdDenyPerm   read, and write when the caller may; nobody else may read meanwhile
-//   fsWrDenyPerm   read, and write when the caller may; nobody else may write meanwhile
+//   fsRdDenyPerm   read, and write when the caller may; no other process may read
+//   fsWrDenyPerm   read, and write when the caller may; no other process may write
 // The rules are advisory locks of the kernel (a whole-file lock for reading, one byte far beyond
 // any content for writing), so programs that do not use them are not stopped, and where the file
 // system has no locks nothing is denied. A caller without permission to write cannot deny writing

@@ -51,8 +51,8 @@ class PreferenceDomain {
   void DropChanges();
 
   // Puts the changes into what the locked file of this domain holds now: 0 or an error number,
-  // after which they are kept. EINVAL: the entries are no property list. Nothing is written when
-  // every entry has its value already.
+  // after which they are kept. EINVAL: a property list cannot hold the entries. Nothing is written
+  // when every entry has its value already.
   int Save(plist::File& file);
 
  private:
