@@ -24,6 +24,7 @@ set(orvik_forwarded_headers
   files/windows_find.h files/windows_files.h
   files/windows_temp_names.h files/windows_files.h
   files/windows_time.h files/windows_files.h
+  prefs/auto_release.h strings/auto_release.h
   prefs/dictionary_type.h prefs/preferences.h
   prefs/preference_value.h prefs/typed_preferences.h
   prefs/result_codes.h prefs/preferences.h

@@ -19,15 +19,15 @@
 #include "host/paths.h"
 #include "host/replace_file.h"
 #include "host/tree_removal.h"
-#include "platform/core_foundation/object.h"
 #include "platform/core_foundation/user_notification.h"
+#include "strings/auto_release.h"
 #include "text/shown_text.h"
 
 namespace orvik {
 namespace {
 
-Owned<const NSString> PlatformString(const CAtlString& text) {
-  return Owned<const NSString>(text.CreateCFStringRef(kCFAllocatorDefault));
+CAutoCFRelease<CFStringRef> PlatformString(const CAtlString& text) {
+  return CAutoCFRelease<CFStringRef>(text.CreateCFStringRef(kCFAllocatorDefault));
 }
 
 constexpr char16_t kDeleteConfirmFormat[] = u"Are you sure you want to delete the file \"%s\"?";
@@ -66,8 +66,8 @@ bool Confirm(const CAtlString& header, const CAtlString& message, const CAtlStri
   CFOptionFlags response = kCFUserNotificationDefaultResponse;
   const SInt32 status = CFUserNotificationDisplayAlert(
       0, kCFUserNotificationCautionAlertLevel, nullptr, nullptr, nullptr,
-      PlatformString(header).get(), PlatformString(message).get(), PlatformString(cancel).get(),
-      PlatformString(confirm).get(), nullptr, &response);
+      PlatformString(header).Get(), PlatformString(message).Get(), PlatformString(cancel).Get(),
+      PlatformString(confirm).Get(), nullptr, &response);
   return status == 0 && (response & 3) == kCFUserNotificationAlternateResponse;
 }
 

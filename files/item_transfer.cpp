@@ -15,27 +15,27 @@
 #include "host/system.h"
 #include "host/trash.h"
 #include "platform/core_foundation/locale.h"
-#include "platform/core_foundation/object.h"
 #include "platform/core_foundation/scalars.h"
 #include "platform/core_foundation/string.h"
 #include "platform/foundation/application.h"
+#include "strings/auto_release.h"
 #include "text/characters.h"
 
 namespace orvik {
 namespace {
 
-Owned<const NSString> PlatformString(std::u16string_view units) {
-  return Owned<const NSString>(CFStringCreateWithCharacters(kCFAllocatorDefault, units.data(),
-                                                            static_cast<CFIndex>(units.size())));
+CAutoCFRelease<CFStringRef> PlatformString(std::u16string_view units) {
+  return CAutoCFRelease<CFStringRef>(CFStringCreateWithCharacters(
+      kCFAllocatorDefault, units.data(), static_cast<CFIndex>(units.size())));
 }
 
-Owned<const NSString> PlatformString(std::string_view bytes) {
+CAutoCFRelease<CFStringRef> PlatformString(std::string_view bytes) {
   return PlatformString(host::FileNameFromBytes(bytes));
 }
 
 void LogFailedMove(std::u16string_view from, std::u16string_view to, int error) {
-  NSLog(CFSTR(u"Move File from %@ to %@ failed, error was - %@"), PlatformString(from).get(),
-        PlatformString(to).get(), PlatformString(std::string_view(std::strerror(error))).get());
+  NSLog(CFSTR(u"Move File from %@ to %@ failed, error was - %@"), PlatformString(from).Get(),
+        PlatformString(to).Get(), PlatformString(std::string_view(std::strerror(error))).Get());
 }
 
 int MakeFolderFor(const std::string& target) {
@@ -44,8 +44,8 @@ int MakeFolderFor(const std::string& target) {
   if (host::StatPath(folder, 0, &info) == 0 && S_ISDIR(info.st_mode)) return 0;
   const int error = host::MakeFolders(folder);
   if (error != 0) {
-    NSLog(CFSTR(u"Creation of directory %@ failed, error was - %@"), PlatformString(folder).get(),
-          PlatformString(std::string_view(std::strerror(error))).get());
+    NSLog(CFSTR(u"Creation of directory %@ failed, error was - %@"), PlatformString(folder).Get(),
+          PlatformString(std::string_view(std::strerror(error))).Get());
   }
   return error;
 }
@@ -75,14 +75,14 @@ void ExpectFile(const std::string& path, host::Monitor* monitor) {
 
 // The local time as 14-05-09; nothing when it cannot be formatted.
 std::optional<CAtlString> TimeStamp() {
-  const Owned<NSDateFormatter> formatter(CFDateFormatterCreate(
+  const CAutoCFRelease<CFDateFormatterRef> formatter(CFDateFormatterCreate(
       kCFAllocatorDefault, nullptr, kCFDateFormatterNoStyle, kCFDateFormatterNoStyle));
   if (!formatter) return std::nullopt;
-  CFDateFormatterSetFormat(formatter.get(), CFSTR(u"HH-mm-ss"));
-  const Owned<const NSString> stamp(CFDateFormatterCreateStringWithAbsoluteTime(
-      kCFAllocatorDefault, formatter.get(), CFAbsoluteTimeGetCurrent()));
+  CFDateFormatterSetFormat(formatter, CFSTR(u"HH-mm-ss"));
+  const CAutoCFRelease<CFStringRef> stamp(CFDateFormatterCreateStringWithAbsoluteTime(
+      kCFAllocatorDefault, formatter, CFAbsoluteTimeGetCurrent()));
   if (!stamp) return std::nullopt;
-  return CAtlString(stamp.get());
+  return CAtlString(stamp.Get());
 }
 
 // The file's name with `addition` before the extension.

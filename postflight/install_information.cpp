@@ -15,10 +15,10 @@
 #include "platform/foundation/application.h"
 #include "postflight/installer_args.h"
 #include "postflight/log_sys.h"
-#include "prefs/auto_release.h"
 #include "prefs/preferences.h"
 #include "prefs/reporting.h"
 #include "prefs/shared_lock.h"
+#include "strings/auto_release.h"
 #include "strings/utf8_strings.h"
 
 namespace orvik {

@@ -6,8 +6,8 @@
 #include "platform/core_foundation/cf_preferences.h"
 #include "platform/core_foundation/collections.h"
 #include "plist/forms.h"
-#include "prefs/auto_release.h"
 #include "prefs/key_walk.h"
+#include "strings/auto_release.h"
 
 namespace orvik {
 

@@ -8,7 +8,7 @@
 #include "platform/core_foundation/collections.h"
 #include "platform/core_foundation/string.h"
 #include "plist/forms.h"
-#include "prefs/auto_release.h"
+#include "strings/auto_release.h"
 #include "strings/utf8_strings.h"
 
 namespace orvik {

@@ -19,10 +19,10 @@
 #include "platform/carbon/machine.h"
 #include "platform/core_foundation/cf_preferences.h"
 #include "platform/core_foundation/errno_status.h"
-#include "prefs/auto_release.h"
 #include "prefs/domain_store.h"
 #include "prefs/key_walk.h"
 #include "prefs/shared_lock.h"
+#include "strings/auto_release.h"
 
 namespace orvik {
 

@@ -5,8 +5,8 @@
 #include "platform/core_foundation/cf_preferences.h"
 #include "platform/core_foundation/collections.h"
 #include "platform/core_foundation/errno_status.h"
-#include "prefs/auto_release.h"
 #include "prefs/domain_store.h"
+#include "strings/auto_release.h"
 
 namespace orvik {
 

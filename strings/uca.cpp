@@ -1,4 +1,5 @@
 #include "strings/uca.h"
+#include "strings/auto_release.h"
 
 #include <algorithm>
 #include <climits>
@@ -9,7 +10,6 @@
 #include <string_view>
 
 #include "platform/carbon/collation.h"
-#include "platform/core_foundation/object.h"
 #include "platform/core_foundation/string.h"
 #include "strings/platform_text.h"
 #include "strings/text_view.h"
@@ -44,9 +44,9 @@ char16_t* Find(char16_t* text, const char16_t* sub) {
 }
 
 // A platform string over the array, as far as one goes.
-Owned<const NSString> Wrapped(const char16_t* text) {
+CAutoCFRelease<CFStringRef> Wrapped(const char16_t* text) {
   const auto units = ViewOf(text).substr(0, kMaximumStringLength);
-  return Owned<const NSString>(NSString::NewNoCopy(units, false));
+  return CAutoCFRelease<CFStringRef>(NSString::NewNoCopy(units, false));
 }
 
 }  // namespace
@@ -102,10 +102,10 @@ const char16_t* ucastr(const char16_t* text, const char16_t* sub) {
 }
 
 int ucatoi(const char16_t* text) {
-  return CFStringGetIntValue(Wrapped(text).get());
+  return CFStringGetIntValue(Wrapped(text));
 }
 double ucatof(const char16_t* text) {
-  return CFStringGetDoubleValue(Wrapped(text).get());
+  return CFStringGetDoubleValue(Wrapped(text));
 }
 
 int ucacmp(const char16_t* a, const char16_t* b) {

@@ -7,12 +7,12 @@
 #include "platform/foundation/application.h"
 #include "plist/file.h"
 #include "postflight/install_information.h"
-#include "prefs/auto_release.h"
 #include "prefs/preferences.h"
 #include "prefs/reporting.h"
 #include "prefs/shared_lock.h"
 #include "prefs/shared_preference_file.h"
 #include "prefs/transaction.h"
+#include "strings/auto_release.h"
 #include "tests/faults/walk.h"
 #include "tests/support/test_environment.h"
 

@@ -3,11 +3,11 @@
 
 #include <grp.h>
 
-#include "prefs/auto_release.h"
 #include "prefs/preferences.h"
 #include "prefs/reporting.h"
 #include "prefs/scope.h"
 #include "prefs/transaction.h"
+#include "strings/auto_release.h"
 #include "tests/prefs/store_fixture.h"
 
 namespace orvik::test {

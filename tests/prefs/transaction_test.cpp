@@ -6,10 +6,10 @@
 #include <memory>
 #include <sstream>
 
-#include "prefs/auto_release.h"
 #include "prefs/preferences.h"
 #include "prefs/reporting.h"
 #include "prefs/shared_preference_file.h"
+#include "strings/auto_release.h"
 #include "tests/prefs/store_fixture.h"
 #include "tests/support/without_root_rights.h"
 
