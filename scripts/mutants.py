@@ -38,16 +38,17 @@ import time
 
 TREE = pathlib.Path(__file__).resolve().parent.parent
 COPY = TREE / "build" / "mutants" / "tree"
-# A folder and the test programs that own its behaviour.
+# A folder and the test programs that own its behaviour, the quickest first.
 TESTS = {
     "text": ["text"],
-    "host": ["host"],
+    "host": ["host", "faults"],
     "desktop": ["desktop"],
+    "plist": ["plist"],
     "platform": ["platform"],
     "strings": ["strings"],
-    "files": ["files"],
+    "files": ["files", "faults"],
     "streams": ["streams"],
-    "prefs": ["prefs"],
+    "prefs": ["prefs", "faults"],
     "xml": ["xml"],
     "postflight": ["postflight"],
     "tools": ["tools"],
