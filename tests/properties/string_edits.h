@@ -2,6 +2,7 @@
 #pragma once
 
 #include <algorithm>
+#include <functional>
 #include <string>
 #include <string_view>
 
@@ -25,94 +26,91 @@ std::string StringEditsFault(std::string_view bytes) {
     const int index = pick(-2, static_cast<int>(plain.size()) + 2), count = pick(-1, 4);
     const auto at = std::min<std::size_t>(std::max(index, 0), plain.size());
     const auto length = static_cast<std::size_t>(std::max(count, 0));
+    // Letters, or the end of the string in its own block.
     const std::string letters = choices.Letters(3, 3);
-    const Plain text(letters.begin(), letters.end());
+    const bool is_own = pick(0, 3) == 0;
+    const auto offset = is_own ? choices.Below(plain.size() + 1) : 0;
+    const Plain text = is_own ? plain.substr(offset) : Plain(letters.begin(), letters.end());
+    const Unit* const given = is_own ? string.GetString() + offset : text.c_str();
     const Unit a = static_cast<Unit>(pick('a', 'c')), b = static_cast<Unit>(pick('a', 'c'));
-    const int edit = pick(0, 16);
-    int result = 0, expected = 0;
-    switch (edit) {
-      case 0:
-        result = string.Insert(index, text.c_str());
-        expected = static_cast<int>(plain.insert(at, text).size());
-        break;
-      case 1:
-        result = string.Delete(index, count);
-        expected = static_cast<int>(plain.size());
-        plain.erase(at, length);
-        break;
-      case 2:
-        result = string.Remove(a);
-        expected = static_cast<int>(std::erase(plain, a));
-        break;
-      case 3:
-        result = string.Replace(a, b);
-        expected = a == b ? 0 : static_cast<int>(std::count(plain.begin(), plain.end(), a));
-        std::replace(plain.begin(), plain.end(), a, b);
-        break;
-      case 4:
-        result = string.Replace(text.c_str(), Plain(length, b).c_str());
-        for (std::size_t found = 0; !text.empty() && (found = plain.find(text, found)) != kNone;
-             found += length) {
-          plain.replace(found, text.size(), length, b);
-          ++expected;
-        }
-        break;
-      case 5:
-        string.Append(text.c_str());
-        plain.append(text);
-        break;
-      case 6:
-        string.MakeReverse();
-        std::reverse(plain.begin(), plain.end());
-        break;
-      case 7:
-        string.TrimLeft(text.c_str());
-        if (!text.empty()) plain.erase(0, std::min(plain.find_first_not_of(text), plain.size()));
-        break;
-      case 8:
-        string.TrimRight(text.c_str());
-        if (!text.empty()) plain.erase(plain.find_last_not_of(text) + 1);
-        break;
-      case 9:
-        string.TrimRight(a);
-        plain.erase(plain.find_last_not_of(a) + 1);
-        break;
-      case 10:
-        other = string;
-        other_plain = plain;
-        break;
-      case 11:
-        string = other;
-        plain = other_plain;
-        break;
-      case 12:
-        string = string.Mid(index, count * 3);
-        plain = plain.substr(at, 3 * length);
-        break;
-      case 13:
-        string = string.Left(index);
-        plain.resize(at);
-        break;
-      case 14:
-        string = string.Right(index);
-        plain.erase(0, plain.size() - at);
-        break;
-      case 15:
-        string.GetBuffer(pick(0, 30));
-        break;
-      default:
-        string.Append(string.Left(8));
-        plain += plain.substr(0, 8);
-        if (plain.size() > 60) {
-          string.Empty();
-          plain.clear();
-        }
-    }
+    const auto replace_all = [&] {
+      std::size_t times = 0;
+      for (std::size_t found = 0; !text.empty() && (found = plain.find(text, found)) != kNone;
+           found += length, ++times) {
+        plain.replace(found, text.size(), length, b);
+      }
+      return times;
+    };
+    const auto replace_units = [&] {
+      const auto found = std::count(plain.begin(), plain.end(), a);
+      std::replace(plain.begin(), plain.end(), a, b);
+      return a == b ? 0 : found;
+    };
+    // The result of the edit, or the length after it; and that of the plain string.
+    using Both = std::pair<int, std::size_t>;
+    const std::function<Both()> edits[] = {
+        [&] { return Both(string.Insert(index, given), plain.insert(at, text).size()); },
+        [&] {
+          const std::size_t before = plain.size();
+          plain.erase(at, length);
+          return Both(string.Delete(index, count), before);
+        },
+        [&] { return Both(string.Remove(a), std::erase(plain, a)); },
+        [&] { return Both(string.Replace(a, b), replace_units()); },
+        [&] { return Both(string.Replace(given, Plain(length, b).c_str()), replace_all()); },
+        [&] {
+          string.Append(given);
+          return Both(string.GetLength(), plain.append(text).size());
+        },
+        [&] {
+          std::reverse(plain.begin(), plain.end());
+          return Both(string.MakeReverse().GetLength(), plain.size());
+        },
+        [&] {
+          const auto start = text.empty() ? 0 : plain.find_first_not_of(text);
+          plain.erase(0, std::min(start, plain.size()));
+          return Both(string.TrimLeft(given).GetLength(), plain.size());
+        },
+        [&] {
+          if (!text.empty()) plain.erase(plain.find_last_not_of(text) + 1);
+          return Both(string.TrimRight(given).GetLength(), plain.size());
+        },
+        [&] {
+          plain.erase(plain.find_last_not_of(a) + 1);
+          return Both(string.TrimRight(a).GetLength(), plain.size());
+        },
+        [&] { return Both((other = string).GetLength(), (other_plain = plain).size()); },
+        [&] { return Both((string = other).GetLength(), (plain = other_plain).size()); },
+        [&] { return Both((string = given).GetLength(), (plain = text).size()); },
+        [&] {
+          plain = plain.substr(at, 3 * length);
+          return Both((string = string.Mid(index, count * 3)).GetLength(), plain.size());
+        },
+        [&] {
+          plain.resize(at);
+          return Both((string = string.Left(index)).GetLength(), at);
+        },
+        [&] {
+          plain.erase(0, plain.size() - at);
+          return Both((string = string.Right(index)).GetLength(), at);
+        },
+        [&] {
+          string.GetBuffer(pick(0, 30));
+          return Both(string.GetLength(), plain.size());
+        },
+        [&] {
+          plain = plain.size() > 60 ? Plain() : plain + plain.substr(0, 8);
+          if (plain.empty()) string.Empty();
+          string.Append(string.Left(8));
+          return Both(string.GetLength(), plain.size());
+        }};
+    const std::size_t edit = choices.Below(std::size(edits));
+    const auto [result, expected] = edits[edit]();
     const auto fault = [&](const std::string& what) {
       return what + " after edit " + std::to_string(edit) + " to " +
              std::string(plain.begin(), plain.end());
     };
-    if (result != expected) return fault("another result");
+    if (result != static_cast<int>(expected)) return fault("another result");
     for (const String* each : {&string, &other}) {
       if (each->View() != (each == &string ? plain : other_plain)) return fault("another text");
       if (each->GetString()[each->GetLength()] != 0) return fault("no end");

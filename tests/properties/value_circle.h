@@ -33,100 +33,35 @@ inline std::u16string MakeText(Choices& choices) {
 }
 
 inline std::uint64_t MakeBits(Choices& choices) {
-  static constexpr std::uint64_t kBits[] = {0,
-                                            1,
-                                            0x7F,
-                                            0x80,
-                                            0xFFFFFFFF,
-                                            0x7FFFFFFFFFFFFFFF,
-                                            0x8000000000000000,
-                                            0xFFFFFFFFFFFFFFFF,
-                                            0x3FD0000000000000,
-                                            0x7FF8000000000000,
-                                            0xFFF0000000000000};
+  static constexpr std::uint64_t kBits[] = {
+      0, 1, 0x7F, 0x80, ~0u, ~0ull, ~0ull >> 1, 1ull << 63, 0x3FDull << 52, 0xFFF8ull << 48};
   const std::size_t which = choices.Below(std::size(kBits) + 3);
   if (which < std::size(kBits)) return kBits[which];
   // Dates and reals of an everyday size, or any bits.
   const std::uint64_t bits = choices.Next(8);
-  return which % 2 == 0 ? bits
-                        : std::bit_cast<std::uint64_t>(
-                              static_cast<double>(static_cast<std::int64_t>(bits)) / 65536);
+  const double everyday = static_cast<double>(static_cast<std::int64_t>(bits)) / 65536;
+  return which % 2 == 0 ? bits : std::bit_cast<std::uint64_t>(everyday);
 }
 
-// `has_types` is false for trees that the old text form can hold.
-inline plist::Value MakeValue(Choices& choices, bool has_types, int depth) {
+inline plist::Value MakeValue(Choices& choices, int depth) {
   const std::size_t kind = choices.is_empty() ? 0 : choices.Below(depth < 5 ? 10 : 7);
   if (kind >= 7) {
-    std::size_t count = choices.Below(5);
     plist::Value container = kind == 7 ? plist::Value::Array() : plist::Value::Dictionary();
-    for (; count > 0; --count) {
-      if (kind == 7) {
-        container.Append(MakeValue(choices, has_types, depth + 1));
-      } else {
-        const std::u16string key = MakeText(choices);
-        container.Set(key, MakeValue(choices, has_types, depth + 1));
-      }
+    for (std::size_t count = choices.Below(5); count > 0; --count) {
+      const std::u16string key = kind == 7 ? u"" : MakeText(choices);
+      const plist::Value value = MakeValue(choices, depth + 1);
+      kind == 7 ? container.Append(value) : container.Set(key, value);
     }
     return container;
   }
+  if (kind == 0) return MakeText(choices);
   if (kind == 1) return plist::Value::Data(std::string(choices.Below(60), 'd'));
-  if (kind == 0 || !has_types) return MakeText(choices);
   const std::uint64_t bits = MakeBits(choices);
   if (kind == 2) return static_cast<std::int64_t>(bits);
   if (kind == 3) return bits;
   if (kind == 4) return std::bit_cast<double>(bits);
   if (kind == 5) return bits % 2 != 0;
   return plist::Value::Date(std::bit_cast<double>(bits));
-}
-
-inline plist::Value MakeTree(Choices& choices, bool has_types) {
-  plist::Value root = plist::Value::Dictionary();
-  for (std::size_t count = 1 + choices.Below(5); count > 0; --count) {
-    const std::u16string key = MakeText(choices);
-    root.Set(key, MakeValue(choices, has_types, 1));
-  }
-  return root;
-}
-
-// The old text form of a tree without types.
-inline void AppendOldText(std::string& text, const plist::Value& value) {
-  const auto append_string = [&](const plist::Value& string) {
-    text += '"';
-    for (const char16_t unit : string.text().ToUnits()) {
-      char escape[8];
-      std::snprintf(escape, sizeof escape, "\\U%04x", static_cast<unsigned>(unit));
-      const bool is_plain = unit >= ' ' && unit < 0x7F && unit != '"' && unit != '\\';
-      is_plain ? text += static_cast<char>(unit) : text += escape;
-    }
-    text += '"';
-  };
-  if (value.is_string()) {
-    append_string(value);
-  } else if (value.type() == plist::Type::kData) {
-    text += '<';
-    for (const char byte : *value.data()) {
-      char digits[4];
-      std::snprintf(digits, sizeof digits, "%02x", static_cast<unsigned char>(byte));
-      text += digits;
-    }
-    text += '>';
-  } else if (value.is_array()) {
-    text += '(';
-    for (const plist::Value& element : value.elements()) {
-      AppendOldText(text, element);
-      text += ", ";
-    }
-    text += ')';
-  } else {
-    text += "{\n";
-    for (const auto& entry : value.entries()) {
-      append_string(entry.key);
-      text += " = ";
-      AppendOldText(text, entry.value);
-      text += ";\n";
-    }
-    text += '}';
-  }
 }
 
 // How often each leaf occurs: its path, with "*" for an index, its type and its text.
@@ -175,20 +110,15 @@ inline std::string DamageFault(const plist::Value& tree, std::string bytes, Choi
 // Why the tree that the choices make does not come back; "" when it does.
 inline std::string CircleFault(std::string_view bytes) {
   Choices choices(bytes);
-  const bool has_types = choices.Next(1) % 4 != 0;
-  const plist::Value tree = MakeTree(choices, has_types);
-  const std::string xml = *plist::WriteXml(tree);
-  const std::string binary = *plist::WriteBinary(tree);
-  std::string text;
-  if (!has_types) AppendOldText(text, tree);
-  const std::string* const forms[] = {&xml, &binary, &text};
-  for (const std::string* form : forms) {
-    if (form->empty()) continue;
-    if (plist::Read(*form).root != tree) return "does not come back: " + *form;
-    if (form != &text) {
-      const std::string fault = DamageFault(tree, *form, choices);
-      if (!fault.empty()) return fault;
-    }
+  plist::Value tree = plist::Value::Dictionary();
+  for (std::size_t count = 1 + choices.Below(5); count > 0; --count) {
+    const std::u16string key = MakeText(choices);
+    tree.Set(key, MakeValue(choices, 1));
+  }
+  for (const std::string& form : {*plist::WriteXml(tree), *plist::WriteBinary(tree)}) {
+    if (plist::Read(form).root != tree) return "does not come back: " + form;
+    const std::string fault = DamageFault(tree, form, choices);
+    if (!fault.empty()) return fault;
   }
   prefstool::TextError error;
   const std::string json = prefstool::JsonText(tree);

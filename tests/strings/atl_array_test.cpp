@@ -43,17 +43,15 @@ TEST(CAtlArray, GrowsByTheFixedRule) {
 
   CAtlArray<int> large;
   ASSERT_TRUE(large.SetCount(100'000));
-  const std::size_t before = large.GetCount();
   large.Add(1);
   const int* const data = large.GetData();
   while (large.GetData() == data) large.Add(1);
-  EXPECT_EQ(large.GetCount(), before + 1024 + 1);  // an eighth is limited to 1024
+  EXPECT_EQ(large.GetCount(), 100'000u + 1024 + 1);  // an eighth is limited to 1024
 }
 
 TEST(CAtlArray, SetCountConstructsDestroysAndFrees) {
   const CAtlString text(u"text");
   Strings array;
-  EXPECT_TRUE(array.IsEmpty());
   array.Add(text);
   array.Add(text);
   EXPECT_EQ(text.GetData()->ref_count, 3);
@@ -95,14 +93,10 @@ TEST(CAtlArray, TakesItsOwnElements) {
 }
 
 TEST(CAtlArray, StaysAsItWasWithoutMemory) {
-  struct Large {
-    char bytes[1 << 20];
-  };
   constexpr auto kMost = static_cast<std::size_t>(-1);
-  CAtlArray<Large> array;
-  EXPECT_FALSE(array.SetCount(kMost / sizeof(Large)) || array.SetCount(kMost));
   CAtlArray<int> numbers{1};
-  EXPECT_FALSE(numbers.InsertAt(1, 2, kMost) || numbers.InsertAt(kMost, 2, 2) ||
+  EXPECT_FALSE(numbers.SetCount(kMost / sizeof(int)) || numbers.SetCount(kMost) ||
+               numbers.InsertAt(1, 2, kMost) || numbers.InsertAt(kMost, 2, 2) ||
                numbers.InsertAt(0, 2, kMost - 1));
   EXPECT_EQ((std::vector(numbers.begin(), numbers.end())), std::vector{1});
 }
@@ -127,14 +121,12 @@ TEST(CAtlArray, StaysAsItWasWhenAnElementThrows) {
     for (int i = 0; i < 3; ++i) array.Add(Fragile(i));
     const Fragile other(9);
     Fragile::budget = budget;
-    bool fails = false;
-    try {
+    if (budget < 4) {  // a copy of the element and the three inserted
+      EXPECT_THROW(array.InsertAt(1, other, 3), std::bad_alloc);
+    } else {
       EXPECT_TRUE(array.InsertAt(1, other, 3));
-    } catch (const std::bad_alloc&) {
-      fails = true;
     }
-    EXPECT_EQ(fails, budget < 4);  // a copy of the element and the three inserted
-    ASSERT_EQ(array.GetCount(), fails ? 3u : 6u);
+    ASSERT_EQ(array.GetCount(), budget < 4 ? 3u : 6u);
     EXPECT_EQ(array[array.GetCount() - 1].value, 2);
     EXPECT_EQ(Fragile::alive, static_cast<int>(array.GetCount()) + 1);
   }
@@ -144,7 +136,6 @@ TEST(CAtlArray, StaysAsItWasWhenAnElementThrows) {
 TEST(CAtlArray, ReadsAsAContainerAndThrowsForAnIndexNotBelowTheCount) {
   Strings array{u"a", u"b", u"c", u"d"};
   EXPECT_EQ(array.size() + array.empty(), 4u);
-  EXPECT_EQ(array.data(), array.GetData());
   array.RemoveAt(3);
   array.RemoveAt(0, 2);
   array.RemoveAt(1, 0);
@@ -155,10 +146,8 @@ TEST(CAtlArray, ReadsAsAContainerAndThrowsForAnIndexNotBelowTheCount) {
   }
   EXPECT_EQ(array.GetAt(0).View(), u"c");
   EXPECT_THROW(array.GetAt(1), std::exception);
-  EXPECT_THROW(std::as_const(array)[static_cast<std::size_t>(-1)], std::exception);
-  array.RemoveAt(0);
-  EXPECT_TRUE(array.empty());
-  EXPECT_THROW(array[0], std::exception);
+  EXPECT_THROW(array[static_cast<std::size_t>(-1)], std::exception);
+  EXPECT_THROW(std::as_const(array)[1], std::exception);
   CAtlArray<int> numbers{3, 1, 2};
   std::ranges::sort(numbers);
   EXPECT_EQ(std::vector<int>(numbers.begin(), numbers.end()), (std::vector{1, 2, 3}));

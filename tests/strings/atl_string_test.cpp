@@ -68,13 +68,9 @@ using Texts = std::vector<std::u16string>;
 TEST(CAtlString, MadeAndAssignedFromEveryType) {
   const Owned<const NSString> platform(CAtlString(u"p\u20AC").CreateCFStringRef(nullptr));
   const std::pair<CAtlString, u16string_view> cases[] = {
-      {CAtlString(u"ab"), u"ab"},
-      {CAtlString(u"abc", 2), u"ab"},
-      {CAtlString("a\xE9"), u"a\u00E9"},
-      {CAtlString("abc", 2), u"ab"},
-      {CAtlString(u'\u4E00', 3), u"\u4E00\u4E00\u4E00"},
-      {CAtlString('\xFF', 2), u"\u00FF\u00FF"},
-      {CAtlString(platform.get()), u"p\u20AC"},
+      {CAtlString(u"abc", 2), u"ab"},    {CAtlString(u'\u4E00', 2), u"\u4E00\u4E00"},
+      {CAtlString("a\xE9"), u"a\u00E9"}, {CAtlString('\xFF', 2), u"\u00FF\u00FF"},
+      {CAtlString("abc", 2), u"ab"},     {CAtlString(platform.get()), u"p\u20AC"},
       {CAtlStringA("\x80z"), u"\u0080z"}};
   for (const auto& [string, expected] : cases) {
     EXPECT_EQ(string.View(), expected);
@@ -104,15 +100,12 @@ TEST(CAtlString, KeepsZeroUnitsInsideOnEveryWay) {
   EXPECT_EQ(std::u16string(text).size() + u16string_view(text).size(), 6u);
   const CAtlStringA narrow(text);
   EXPECT_EQ(std::string(narrow), std::string("a\0b", 3));
-  EXPECT_EQ(std::string_view(narrow).size(), 3u);
   EXPECT_EQ(CAtlString(narrow).View(), text.View());
-  CAtlString twice = text + text;
+  const CAtlString twice = text + text;
   const Owned<const NSString> over(static_cast<CFStringRef>(twice));
   const Owned<const NSString> copy(twice.CreateCFStringRef(kCFAllocatorDefault));
   EXPECT_TRUE(CFEqual(over.get(), copy.get()));
   EXPECT_EQ(CAtlString(copy.get()).View(), u16string_view(u"a\0ba\0b", 6));
-  EXPECT_EQ(twice.Remove(u'\0'), 2);
-  EXPECT_EQ(twice.View(), u"abab");
 }
 
 TEST(CAtlString, JoinsEveryPair) {
@@ -125,23 +118,20 @@ TEST(CAtlString, JoinsEveryPair) {
   EXPECT_EQ((CAtlString() + no_text).GetString(), _afxPchNil);
   const CAtlStringA a("a");
   const CAtlString w(u"\u20AC");
-  EXPECT_EQ(TextsOf({a + a, a + "b", "b" + a, a + 'c', 'c' + a, a + u'\u00E9', u'\u00E9' + a,
-                     a + u"w", u"w" + a, a + w, w + a}),
-            (std::vector<std::string>{"aa", "ab", "ba", "ac", "ca", "a\xE9", "\xE9\x61", "aw", "wa",
-                                      "a?", "?a"}));
+  EXPECT_EQ(TextsOf({a + "b", "b" + a, a + 'c', 'c' + a, a + u'\u00E9', u'\u00E9' + a, a + u"w",
+                     u"w" + a, a + w, w + a}),
+            (std::vector<std::string>{"ab", "ba", "ac", "ca", "a\xE9", "\xE9\x61", "aw", "wa", "a?",
+                                      "?a"}));
 
   CAtlString all;
-  all += u"a";
   all += "\xE9";
   all += u'b';
   all += '\xFF';
-  all += s;
   all += all;
   all += no_text;
   all.Append(u"xyz", 2);
-  all.Append("narrow");
   all.ConcatInPlace(2, "12345");
-  EXPECT_EQ(all.View(), u"a\u00E9b\u00FFsa\u00E9b\u00FFsxynarrow12");
+  EXPECT_EQ(all.View(), u"\u00E9b\u00FF\u00E9b\u00FFxy12");
   all.ConcatCopy(1, u"xy", 2, "\xE9z!");
   EXPECT_EQ(all.View(), u"x\u00E9z");
   all.LockBuffer();
@@ -151,21 +141,20 @@ TEST(CAtlString, JoinsEveryPair) {
 }
 
 TEST(CAtlString, ComparesStringsByUnitsAndArraysByCollation) {
-  const CAtlString lower(u"a"), upper(u"A"), b(u"B"), street(u"Stra\u00DFe");
+  const CAtlString lower(u"a"), upper(u"A"), b(u"B"), composed(u"\u00E9");
   EXPECT_EQ((std::vector{lower.Compare(upper), lower.Compare(CAtlString(u"ab")),
                          lower.Collate(upper, true)}),
             (std::vector{1, -1, 1}));  // by units
   EXPECT_TRUE(lower.Compare(b.GetString()) < 0 && lower.Collate(u"A", true) != 0);
   EXPECT_TRUE(b < lower && b > lower.GetString() && b > u"a" && u"a" < b);
-  const int equal[] = {lower.CompareNoCase(upper),  lower.CompareNoCase(upper.GetString()),
-                       lower.CollateNoCase(u"A"),   lower.Collate(u"A", false),
-                       lower.Collate(upper, false), street.CompareNoCase(CAtlString(u"STRASSE"))};
-  EXPECT_THAT(equal, testing::Each(0));
   EXPECT_TRUE(CAtlString() == u"" && CAtlString() == nullptr && u"" == CAtlString());
   EXPECT_TRUE(lower != upper && lower != u"b" && lower <= u"a" && lower >= lower);
   // Composed and decomposed: different units, the same for the collation.
-  const CAtlString composed(u"\u00E9");
   EXPECT_TRUE(composed != CAtlString(u"e\u0301") && composed == u"e\u0301");
+  const std::u16string decomposed(u"e\u0301");
+  EXPECT_TRUE(composed == std::u16string(u"\u00E9") && composed > decomposed);
+  EXPECT_TRUE(composed == "\xE9" && "\xE9" <= composed && "z" < composed);
+  EXPECT_TRUE(CAtlStringA("a") == std::string("a") && CAtlStringA("a") < std::string("b"));
 }
 
 TEST(CAtlString, MovesItsBlock) {
@@ -178,7 +167,6 @@ TEST(CAtlString, MovesItsBlock) {
   CAtlString other(u"other");
   swap(text, other);
   EXPECT_EQ(other.GetString(), data);
-  EXPECT_EQ(text.View(), u"other");
   // A locked buffer stays when it is large enough.
   text.LockBuffer();
   for (const auto& [from, stays] : {std::pair(u"", true), {u"text", true}, {u"longer", false}}) {
@@ -204,24 +192,13 @@ TEST(CAtlString, TakesViewsAndStandardStrings) {
   text += view;
   text += std::u16string(u"+");
   text += std::string_view("\xE9xx", 1);
-  EXPECT_EQ(text.View(), u"-bca+\u00E9");
-  EXPECT_EQ((std::vector{text.Find(view), text.Find(std::string("ca")),
-                         text.FindOneOf(view.substr(1)), text.Replace(view, view.substr(2))}),
-            (std::vector{1, 2, 2, 1}));
-  EXPECT_EQ((view + text + view).View(), u"bca-a+\u00E9bca");
+  EXPECT_EQ((view + text + view).View(), u"bca-bca+\u00E9bca");
+  EXPECT_EQ((std::vector{text.Find(view), text.FindOneOf(view.substr(1)),
+                         text.Replace(view, view.substr(2))}),
+            (std::vector{1, 2, 1}));
   EXPECT_EQ((text = view.substr(0, 2)).View(), u"bc");
   EXPECT_EQ((text = std::string_view("\xE9")).View(), u"\u00E9");
-  EXPECT_TRUE(text == u16string_view(u"\u00E9") && text == "\xE9" && "\xE9" <= text);
-  EXPECT_TRUE(text != "e" && text > u16string_view(u"z") && "z" < text);
-  // They pass for a string, and comparisons with them go by units.
-  const auto length = [](const CAtlString& argument) { return argument.GetLength(); };
-  const auto bytes = [](const CAtlStringA& argument) { return argument.GetLength(); };
-  EXPECT_EQ(length(std::u16string(u"a\0b", 3)) + length(view) + bytes(std::string("ab")), 8);
-  const std::u16string composed(u"\u00E9"), decomposed(u"e\u0301");
-  EXPECT_TRUE(text == composed && composed == text && text != decomposed && text > decomposed);
-  EXPECT_EQ(text.Compare(composed) + text.CompareNoCase(std::u16string(u"\u00C9")), 0);
-  EXPECT_TRUE(CAtlStringA("a") == std::string("a") && CAtlStringA("a") < std::string("b"));
-  EXPECT_EQ(text.ToStdString(), composed);
+  EXPECT_EQ(text.ToStdString(), u"\u00E9");
   // 8-bit text of the standard library has no encoding that could be guessed.
   static_assert(!std::is_constructible_v<CAtlString, std::string> &&
                 !std::is_convertible_v<std::string_view, CAtlString>);
@@ -231,7 +208,6 @@ TEST(CAtlString, MeetsUtf8OfTheStandardLibrary) {
   const std::u16string all = u"a\0\u00E9\u4E00\U0001F600"s;
   const std::string utf8("a\0\xC3\xA9\xE4\xB8\x80\xF0\x9F\x98\x80", 11);
   EXPECT_EQ(CAtlString(all).ToUtf8(), utf8);
-  EXPECT_EQ(CAtlString::FromUtf8(u8"\u00E9"), std::u16string(u"\u00E9"));
   EXPECT_EQ(CAtlString::FromUtf8(std::string_view()).GetString(), _afxPchNil);
   EXPECT_EQ(CAtlString::FromUtf8("a\xE4\xB8z\xC0\xAF").View(), u"a\uFFFD\uFFFDz\uFFFD\uFFFD");
   EXPECT_EQ(CAtlString(u"a\xD800z\xDC00\u00E9").ToUtf8(), "a\xEF\xBF\xBDz\xEF\xBF\xBD\xC3\xA9");
@@ -244,18 +220,24 @@ TEST(CAtlString, MeetsUtf8OfTheStandardLibrary) {
 }
 
 TEST(CAtlString, FoldsCaseAlikeInEveryLocale) {
-  for (const char* locale : {"C", "tr_TR.UTF-8", "az_AZ"}) {
+  for (const char* locale : {"C", "tr_TR.UTF-8"}) {
     const ScopedVariable variable("LC_ALL", locale);
-    const CAtlString title(u"TITLE");
+    const CAtlString title(u"TITLE"), street(u"Stra\u00DFe");
     const CAtlStringA narrow("TITLE");
     const int equal[] = {title.CompareNoCase(CAtlString(u"title")),
                          title.Collate(CAtlString(u"title"), false),
+                         street.CompareNoCase(CAtlString(u"STRASSE")),
                          CAtlString(u"\u0130").CompareNoCase(CAtlString(u"i\u0307")),
-                         narrow.CompareNoCase("title"), narrow.CollateNoCase(u"title")};
+                         narrow.CompareNoCase("title"),
+                         narrow.CollateNoCase(u"title")};
     EXPECT_THAT(equal, testing::Each(0)) << locale;
     EXPECT_TRUE(title.EqualFolded(u"title") && narrow.EqualFolded("title")) << locale;
     EXPECT_FALSE(title.EqualFolded(u"t\u0131tle")) << locale;
   }
+  const CAtlString lower(u"a");
+  const int equal[] = {lower.CompareNoCase(u"A"), lower.CollateNoCase(u"A"),
+                       lower.Collate(u"A", false)};
+  EXPECT_THAT(equal, testing::Each(0));
 }
 
 TEST(CAtlString, WorksWithTheStandardLibrary) {

@@ -52,31 +52,25 @@ Outcome<Source> RunWhole(std::type_identity_t<Function<Source>> function,
 }
 
 // The processor's best variant is the one that the callers get.
-TranscodingStop DecodeByAvx2(const char*& source, const char* source_end, char16_t*& target,
-                             char16_t* target_end) {
-  if (transcoding::HasAvx2()) {
-    transcoding::DecodeBlocksAvx2(source, source_end, target, target_end);
-  }
-  return transcoding::DecodePlain(source, source_end, target, target_end);
+TranscodingStop ConvertByAvx2(const char*& s, const char* s_end, char16_t*& t, char16_t* t_end) {
+  if (transcoding::HasAvx2()) transcoding::DecodeBlocksAvx2(s, s_end, t, t_end);
+  return transcoding::DecodePlain(s, s_end, t, t_end);
 }
 
-TranscodingStop EncodeByAvx2(const char16_t*& source, const char16_t* source_end, char*& target,
-                             char* target_end) {
-  if (transcoding::HasAvx2()) {
-    transcoding::EncodeBlocksAvx2(source, source_end, target, target_end);
-  }
-  return transcoding::EncodePlain(source, source_end, target, target_end);
+TranscodingStop ConvertByAvx2(const char16_t*& s, const char16_t* s_end, char*& t, char* t_end) {
+  if (transcoding::HasAvx2()) transcoding::EncodeBlocksAvx2(s, s_end, t, t_end);
+  return transcoding::EncodePlain(s, s_end, t, t_end);
 }
 
-// Every variant does what the plain one does with room for everything, for the result and for less.
+// Both variants do what the plain one does with room for everything, for the result and for less.
 template <class Source>
 Outcome<Source> ExpectSame(const std::basic_string<Source>& text, Function<Source> plain,
-                           std::initializer_list<Function<Source>> variants) {
+                           Function<Source> best) {
   const Outcome<Source> whole = RunWhole(plain, text);
   const std::size_t length = whole.text.size();
   for (const std::size_t room : {kGrowth<Source> * text.size(), length, length - length / 3}) {
     const Outcome<Source> expected = Convert(plain, text, room);
-    for (const auto variant : variants) {
+    for (const Function<Source> variant : {best, Function<Source>(ConvertByAvx2)}) {
       EXPECT_EQ(Convert(variant, text, room), expected) << testing::PrintToString(text) << room;
     }
   }
@@ -84,7 +78,7 @@ Outcome<Source> ExpectSame(const std::basic_string<Source>& text, Function<Sourc
 }
 
 void ExpectAllAgree(const std::string& bytes) {
-  const auto whole = ExpectSame(bytes, transcoding::DecodePlain, {DecodeUtf8, DecodeByAvx2});
+  const auto whole = ExpectSame<char>(bytes, transcoding::DecodePlain, DecodeUtf8);
   const bool is_whole = whole.stop == TranscodingStop::kDone;
   const std::ptrdiff_t units = is_whole ? static_cast<std::ptrdiff_t>(whole.text.size()) : -1;
   ASSERT_EQ(Utf16Length(bytes), units) << testing::PrintToString(bytes);
@@ -98,7 +92,7 @@ void ExpectAllAgree(const std::string& bytes) {
 }
 
 void ExpectAllAgree(const std::u16string& units) {
-  const auto whole = ExpectSame(units, transcoding::EncodePlain, {EncodeUtf8, EncodeByAvx2});
+  const auto whole = ExpectSame<char16_t>(units, transcoding::EncodePlain, EncodeUtf8);
   std::size_t expected = whole.text.size();
   for (std::size_t at = whole.taken; at != units.size();) {  // an unpaired one counts as one byte
     const auto next = RunWhole(transcoding::EncodePlain, units.substr(at + 1));
@@ -123,12 +117,16 @@ const std::vector<std::vector<std::u16string>> kAlphabets = {
     {u"\x4E2D", u"\x800", u"\xFFFF", u"\xD7FF", u"\xE000"},
     {u"\xD83D\xDE00", u"\xD800\xDC00", u"\xDBFF\xDFFF"},
     {u"a", u"a", u"\xE9", u"\x4E2D", u"\xD83D\xDE00"},
-    {u"aaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaa", u"\x4E2D", u"\xD83D\xDE00"}};
+    {u"aaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaa", u"\xE9", u"\x4E2D", u"\xD83D\xDE00"}};
 
 std::u16string RandomText(std::mt19937& random, const std::vector<std::u16string>& alphabet) {
   std::u16string text;
-  const std::size_t size = random() % 300;
-  while (text.size() < size) text += alphabet[random() % alphabet.size()];
+  const std::size_t size = random() % 400;
+  while (text.size() < size) {
+    const std::u16string& piece = alphabet[random() % alphabet.size()];
+    // Some stand in long stretches, which go in pairs of blocks.
+    for (auto times = random() % 16 == 0 ? random() % 200 : 1; times > 0; --times) text += piece;
+  }
   return text;
 }
 
@@ -155,35 +153,6 @@ TEST(Transcoding, VariantsAgree) {
   }
 }
 
-// Every pair of a first and a second byte, with continuations behind, across the end of a block.
-TEST(Transcoding, EveryTwoBytesAtTheEndOfABlock) {
-  for (int first = 0x80; first < 0x100; ++first) {
-    for (const int second :
-         {0x00, 0x41, 0x7F, 0x80, 0x8F, 0x90, 0x9F, 0xA0, 0xBF, 0xC0, 0xC2, 0xE0, 0xF0, 0xFF}) {
-      for (std::size_t place = 60; place < 66; ++place) {
-        std::string bytes(place, 'a');
-        bytes += {static_cast<char>(first), static_cast<char>(second), '\x80', '\x80'};
-        bytes.resize(150, 'b');
-        ExpectAllAgree(bytes);
-      }
-    }
-  }
-}
-
-// Stretches of ASCII that go in pairs of blocks, from every place in a vector on and to every end.
-TEST(Transcoding, AsciiOfEveryLengthBesideAnotherCharacter) {
-  for (std::size_t size = 90; size < 330; size += 3) {
-    for (const std::size_t place : {std::size_t{0}, std::size_t{31}, std::size_t{64},
-                                    std::size_t{70}, size / 2, size - 33, size - 1}) {
-      for (const char16_t unit : {u'a', u'\xE9', u'\x4E2D', u'\xD83D'}) {
-        std::u16string text(size, u'a');
-        text[place] = unit;
-        ExpectAllAgree(text);
-      }
-    }
-  }
-}
-
 // A text that ends within a character differs from one that can never become well formed.
 TEST(Transcoding, EndsAndFaultsOfTheLastCharacter) {
   using enum TranscodingStop;
@@ -201,8 +170,8 @@ TEST(Transcoding, EndsAndFaultsOfTheLastCharacter) {
 }
 
 TEST(Transcoding, UnitsOrEverything) {
-  for (std::size_t size = 0; size < 40; ++size) {
-    EXPECT_EQ(OrOfUnits(std::u16string(size, u'a')), size == 0 ? 0 : u'a');
+  EXPECT_EQ(OrOfUnits(u""), 0);
+  for (std::size_t size = 1; size < 40; ++size) {
     for (std::size_t place = 0; place < size; ++place) {
       std::u16string text(size, u'a');
       text[place] = u'\x1234';

@@ -24,31 +24,22 @@ std::string Scanned(std::string_view text) {
 }
 
 TEST(XmlScanner, FindsTagsAndPassesOverTheRest) {
-  static constexpr struct {
-    const char *text, *scanned;
-  } kCases[] = {{"", ""},
-                {"a", "a"},
-                {"<a>b</a >c", "[a]b[/a ]c"},
-                {"<a/><b x='>' y = \"'\"/>", "[a/][b x='>' y = \"'\"/]"},
-                {"<!DOCTYPE a [<!ENTITY b ']>'> <!-- ' ]> --> <?c ' ?>] ><a/>",
-                 "<!DOCTYPE a [<!ENTITY b ']>'> <!-- ' ]> --> <?c ' ?>] >[a/]"},
-                {"<a><!-- <b> --><?c <d> ?><![CDATA[</a>]]></a>",
-                 "[a]<!-- <b> --><?c <d> ?><![CDATA[</a>]]>[/a]"},
-                {"a<", "!1"},
-                {"<a", "!0"},
-                {"<a x>", "!0"},
-                {"<a x=y>", "!0"},
-                {"<a x='<'>", "!0"},
-                {"<a x='1'y='2'>", "!0"},
-                {"</a/>", "!0"},
-                {"</a b='c'>", "!0"},
-                {"<>", "!0"},
-                {"<a><!DOCTYPE b></a>", "[a]!3"},
-                {"<!-- ", "!0"},
-                {"<a><![CDATA[ ]></a>", "[a]!3"},
-                {"<!DOCTYPE a [", "!0"},
-                {"<!b>", "!0"}};
-  for (const auto& one : kCases) EXPECT_EQ(Scanned(one.text), one.scanned) << one.text;
+  const std::pair<const char*, const char*> cases[] = {
+      {"", ""},
+      {"<a>b</a >c", "[a]b[/a ]c"},
+      {"<a/><b x='>' y = \"'\"/>", "[a/][b x='>' y = \"'\"/]"},
+      {"<!DOCTYPE a [<!ENTITY b ']>'> <!-- ' ]> --> <?c ' ?>] ><a/>",
+       "<!DOCTYPE a [<!ENTITY b ']>'> <!-- ' ]> --> <?c ' ?>] >[a/]"},
+      {"<a><!-- <b> --><?c <d> ?><![CDATA[</a>]]></a>",
+       "[a]<!-- <b> --><?c <d> ?><![CDATA[</a>]]>[/a]"},
+      {"a<", "!1"},
+      {"<a><!DOCTYPE b></a>", "[a]!3"},
+      {"<a><![CDATA[ ]></a>", "[a]!3"}};
+  for (const auto& [text, scanned] : cases) EXPECT_EQ(Scanned(text), scanned) << text;
+  for (const char* text : {"<a", "<a x>", "<a x=y>", "<a x='<'>", "<a x='1'y='2'>", "</a/>",
+                           "</a b='c'>", "<>", "<!-- ", "<!DOCTYPE a [", "<!b>"}) {
+    EXPECT_EQ(Scanned(text), "!0") << text;
+  }
 }
 
 TEST(XmlScanner, TakesAPlainValueAtOnceAndNothingElse) {
@@ -91,14 +82,11 @@ TEST(XmlScanner, DecodesCharacterData) {
 }
 
 TEST(PlaceInText, CountsLinesAndCharacters) {
-  const std::string text = "a\n\u00E9b\r\nc\rd";
-  const struct {
-    std::size_t position, line, column;
-  } kCases[] = {{0, 1, 1}, {1, 1, 2}, {2, 2, 1}, {4, 2, 2}, {7, 3, 1}, {9, 4, 1}, {99, 4, 2}};
-  for (const auto& one : kCases) {
-    const TextPlace place = PlaceInText(text, one.position);
-    EXPECT_EQ(place.line, one.line) << one.position;
-    EXPECT_EQ(place.column, one.column) << one.position;
+  const std::tuple<std::size_t, std::size_t, std::size_t> cases[] = {
+      {0, 1, 1}, {1, 1, 2}, {2, 2, 1}, {4, 2, 2}, {7, 3, 1}, {9, 4, 1}, {99, 4, 2}};
+  for (const auto& [position, line, column] : cases) {
+    const TextPlace place = PlaceInText("a\n\u00E9b\r\nc\rd", position);
+    EXPECT_EQ(std::pair(place.line, place.column), std::pair(line, column)) << position;
   }
 }
 

@@ -41,18 +41,12 @@ TEST(XmlWriterTest, WritesExactlyWhatItIsAskedFor) {
   const std::pair<Step, std::string> cases[] = {
       {[](auto& w) { w.OutputXMLHeader(); },
        "<?xml version=\"1.0\" encoding=\"UTF-8\" standalone=\"yes\"?>"},
-      {[](auto& w) { w.WriteTextAttribute("q", "&'\"<>\x01\n\xC3\xA9"); },
-       " q=\"&amp;&apos;&quot;&lt;&gt;\x01\n\xC3\xA9\""},
       {[](auto& w) { w.WriteLongTextAttribute("q", "a<", "b", "c"); }, " q=\"a&lt;bc\""},
       {[](auto& w) { w.WriteLongTextAttribute("q", "a", nullptr, "c"); }, " q=\"a\""},
       {[](auto& w) { w.WriteTextAttributeW("q", u"gr\u00FCn<"); }, " q=\"gr\xC3\xBCn&lt;\""},
       {[](auto& w) { w.WriteTextAttributeBySingleQuotation("q", "a'b"); }, " q='a&apos;b'"},
-      {[](auto& w) {
-         w.WriteTextAttribute("q", std::string("1<2"));
-         w.WriteEscapedElementContents(std::string("&"));
-         w.WriteElementContents(std::string("<&\0x", 4));
-       },
-       " q=\"1&lt;2\"&amp;<&"},
+      {[](auto& w) { w.WriteTextAttribute("q", std::string("1<2")); }, " q=\"1&lt;2\""},
+      {[](auto& w) { w.WriteElementContents(std::string("<&\0x", 4)); }, "<&"},
       {[](auto& w) { w.WriteElementValue("a&b"); }, "a&amp;b"},
       {[](auto& w) { w.WriteSimpleTextElement("a", "<&"); }, "<a><&</a>"},
       {[](auto& w) { w.WriteEscapedSimpleTextElement("a", "<&"); }, "<a>&lt;&amp;</a>"},
@@ -71,19 +65,20 @@ TEST(XmlWriterTest, WritesExactlyWhatItIsAskedFor) {
       {[&](auto& w) { w.WriteSemiColonSeperatedArrayAttribute("s", none); }, ""},
       {[](auto& w) {
          w.startElement(nullptr);
-         w.WriteTextAttribute(nullptr, nullptr);
-         w.WriteTextAttributeW(nullptr, nullptr);
-         w.WriteElementContents(nullptr);
-         w.WriteEscapedElementContents(nullptr);
          w.endElement(nullptr);
        },
-       "< =\"\" =\"\"></>"},
-  };
+       "</>"},
+      {[](auto& w) { w.WriteTextAttribute(nullptr, nullptr); }, " =\"\""},
+      {[](auto& w) { w.WriteTextAttributeW(nullptr, nullptr); }, " =\"\""},
+      {[](auto& w) {
+         w.WriteElementContents(nullptr);
+         w.WriteEscapedElementContents(nullptr);
+       },
+       ""}};
   for (const auto& [step, text] : cases) EXPECT_EQ(Written(step), text);
   const std::pair<unsigned long, std::string> colors[] = {
-      {0x00FF8000, "#0080ff"}, {0x12345678, "#785634"}, {0xFFFFFFFF, "none"},
-      {0xFFFFFFFE, "none"},    {-1ul, "none"},          {-2ul, "none"},
-      {0xFFFFFFFD, "#fdffff"}};
+      {0x12345678, "#785634"}, {0xFFFFFFFF, "none"}, {0xFFFFFFFE, "none"},
+      {-1ul, "none"},          {-2ul, "none"},       {0xFFFFFFFD, "#fdffff"}};
   for (const auto& [color, text] : colors) {
     const unsigned long given = color;
     EXPECT_EQ(Written([&](auto& w) { w.WriteColorAttribute("c", given); }), " c=\"" + text + "\"");
@@ -116,9 +111,7 @@ TEST(XmlWriterTest, ClosesTagsAndSaysWhetherTheTextCanBeXml) {
        Fault::kNone},
       {{"<a", "@x\x01y", ">a"}, "<a b=\"x\x01y\"/>", Fault::kControlCharacter},
       {{"<a", "=0123456789\x1F", ">a"}, "<a>0123456789\x1F</a>", Fault::kControlCharacter},
-      {{"<a", "=\x08 0123456789", ">a"}, "<a>\x08 0123456789</a>", Fault::kControlCharacter},
       {{"<a\x0B", "=", ">a\x0B"}, "<a\x0B></a\x0B>", Fault::kControlCharacter},
-      {{"<a", "=", ">z"}, "<a></z>", Fault::kNesting},
       {{"<ab", "<c", "=", ">ab", ">c"}, "<ab><c></ab></c>", Fault::kNesting},
       {{">a"}, "</a>", Fault::kNesting},
       {{"<a"}, "<a", Fault::kNesting},
@@ -140,21 +133,6 @@ TEST(XmlWriterTest, ClosesTagsAndSaysWhetherTheTextCanBeXml) {
   }
 }
 
-TEST(XmlWriterTest, AnswersTheCodesOfTheInterface) {
-  CComPtr<IORVIKXMLWriter> writer;
-  IORVIKXMLWriter::CreateORVIKXMLWriterOnString(&writer);
-  void* out = &writer;
-  EXPECT_EQ(writer->QueryInterface(IID_IUnknown, &out), E_NOTIMPL);
-  EXPECT_EQ(out, static_cast<void*>(&writer));
-  EXPECT_EQ(writer->WriteTextAttribute("a", "b") + writer->WriteElementContents("b"), S_OK);
-  EXPECT_EQ(writer->Finish(), S_OK);
-  EXPECT_EQ(writer->get_output().View(), " a=\"b\"b");
-  // Spent: nothing more is taken, and nothing comes out.
-  EXPECT_EQ(writer->startElement("x"), S_OK);
-  EXPECT_EQ(writer->get_output().View(), "");
-  EXPECT_EQ(IORVIKXMLWriter::CreateORVIKXMLWriterOnString(nullptr), E_POINTER);
-}
-
 // Writes into a stream of the test's, or into none.
 class WriterOn final : public CMyWriter {
  public:
@@ -164,31 +142,24 @@ class WriterOn final : public CMyWriter {
 
 class PieceStream final : public StreamBase<IStream> {
  public:
-  explicit PieceStream(std::vector<std::string>& pieces) : pieces_(pieces) {}
   HRESULT Write(const void* data, unsigned long count, unsigned long*) override {
-    pieces_.emplace_back(static_cast<const char*>(data), count);
+    pieces.emplace_back(static_cast<const char*>(data), count);
     return E_FAIL;
   }
-
- private:
-  std::vector<std::string>& pieces_;
+  static inline std::vector<std::string> pieces;
 };
 
 TEST(XmlWriterTest, EveryPieceIsOneWriteWhoseResultIsNotLookedAt) {
-  std::vector<std::string> pieces;
   CComPtr<IStream> stream;
-  stream.Attach(new PieceStream(pieces));
+  stream.Attach(new PieceStream);
   CComPtr<WriterOn> writer;
   writer.Attach(new WriterOn(stream));
   writer->startElement("name");
   EXPECT_EQ(writer->WriteTextAttribute("a", "x&yz<"), S_OK);
   for (int i = 0; i < 2; ++i) writer->FinishOpenElement();
-  EXPECT_EQ(pieces, (std::vector<std::string>{"<", "name", " ", "a", "=\"", "x", "&amp;", "yz",
-                                              "&lt;", "", "\"", ">"}));
-}
-
-TEST(XmlWriterTest, WithoutAStreamNothingIsWritten) {
-  CComPtr<WriterOn> writer;
+  EXPECT_EQ(std::exchange(PieceStream::pieces, {}),
+            (std::vector<std::string>{"<", "name", " ", "a", "=\"", "x", "&amp;", "yz", "&lt;", "",
+                                      "\"", ">"}));
   writer.Attach(new WriterOn(nullptr));
   EXPECT_EQ(
       (std::vector<HRESULT>{writer->startElement("a"), writer->WriteEscapedElementContents("b&"),
@@ -217,8 +188,7 @@ TEST(XmlWriterTest, CopiesElementsOfAnyDepth) {
   TiXmlElement root("a");
   TiXmlElement* last = &root;
   for (int i = 0; i < kDepth; ++i) last = last->LinkEndChild(new TiXmlElement("a"))->ToElement();
-  const std::string text = Written([&](auto& w) { w.CopyElementToXMLWriter(&root); });
-  EXPECT_EQ(text.size(), kDepth * 3u + 4 + kDepth * 4u);
+  EXPECT_EQ(Copied(&root).size(), kDepth * 3u + 4 + kDepth * 4u);
   // TinyXML's own destructor calls itself for every level.
   while (last != &root) {
     TiXmlNode* const parent = last->Parent();
@@ -241,9 +211,8 @@ TEST_F(XmlWriterFileTest, TheStatusAndFinishReportWhatTheOperationsDoNot) {
     for (const bool finishes : {false, true}) {
       ASSERT_EQ(create(&writer, path_), S_OK);
       writer->WriteSimpleTextElement("a", "text");
-      EXPECT_EQ(writer->get_output().View(), "");
-      EXPECT_EQ(finishes ? writer->Finish() : S_OK, S_OK);
       if (finishes) {
+        EXPECT_EQ(writer->Finish(), S_OK);
         EXPECT_EQ(writer->WriteElementContents("late"), S_OK);
         EXPECT_LT(writer->GetStatus(), 0);
         EXPECT_LT(writer->Finish(), 0);
@@ -264,37 +233,27 @@ TEST_F(XmlWriterFileTest, TheStatusAndFinishReportWhatTheOperationsDoNot) {
     }
     EXPECT_EQ(create(nullptr, path_), E_POINTER);
   }
+  CComPtr<IORVIKXMLWriter> writer;
+  IORVIKXMLWriter::CreateORVIKXMLWriterOnString(&writer);
+  void* out = &writer;
+  EXPECT_EQ(writer->QueryInterface(IID_IUnknown, &out), E_NOTIMPL);
+  EXPECT_EQ(out, static_cast<void*>(&writer));
+  EXPECT_EQ(writer->WriteElementContents("b") + writer->Finish(), S_OK);
+  EXPECT_EQ(writer->get_output().View(), "b");
+  EXPECT_EQ(writer->startElement("x"), S_OK);  // spent: nothing more is taken or comes out
+  EXPECT_EQ(writer->get_output().View(), "");
+  EXPECT_EQ(IORVIKXMLWriter::CreateORVIKXMLWriterOnString(nullptr), E_POINTER);
 }
 
 TEST_F(XmlWriterFileTest, CopiesFilesInPieces) {
-  const auto copy = [&](const std::string& content, HRESULT expected) {
+  const std::string many(10'000, '<');
+  for (const std::string& content : {std::string(), many, std::string("ab\0cd", 5)}) {
     WriteFile(file_, content);
-    return Written([&](auto& w) {
-      w.startElement("a");
-      EXPECT_EQ(w.CopyFileToXMLWriter(path_), expected);
-      w.endElement("a");
-    });
-  };
-  EXPECT_EQ(copy("", S_FALSE), "<a></a>");
-  const std::string content(10'000, '<');
-  EXPECT_EQ(copy(content, S_FALSE), "<a>" + content + "</a>");
-  EXPECT_EQ(copy(std::string("ab\0cd", 5), S_FALSE), "<a>ab</a>");
-  fs::remove(file_);
-  EXPECT_EQ(Written([&](auto& w) { EXPECT_EQ(w.CopyFileToXMLWriter(path_), E_FAIL); }), "");
-}
-
-TEST_F(XmlWriterFileTest, AnotherParserTakesEveryText) {
-  const char* const all = "a<&\"'>  \n]]>&#x41;\u00E9\u65E5\U0001F600";
-  WriteFile(file_, Written([&](auto& w) {
-              w.OutputXMLHeader();
-              w.startElement("root");
-              w.WriteTextAttribute("x", all);
-              w.WriteTextAttributeBySingleQuotation("y", all);
-              w.WriteEscapedSimpleTextElement("e", all);
-              w.endElement("root");
-            }));
-  const CommandResult result = RunCommand({"xmllint", "--noout", file_});
-  EXPECT_EQ(result.status, 0) << result.err;
+    EXPECT_EQ(Written([&](auto& w) { EXPECT_EQ(w.CopyFileToXMLWriter(path_), S_FALSE); }),
+              content.c_str());
+  }
+  EXPECT_EQ(Written([&](auto& w) { EXPECT_EQ(w.CopyFileToXMLWriter(File(At("no"))), E_FAIL); }),
+            "");
 }
 
 }  // namespace
