@@ -142,10 +142,8 @@ bool IsKnownCodePage(CodePage page) {
     case kUtf32CodePage:
     case kUtf32BigEndianCodePage:
       return true;
-    default: {
-      const CodePageEntry* const entry = FindCodePage(page);
-      return entry != nullptr && HasConverter(*entry);
-    }
+    default:
+      return IsInTable(page);
   }
 }
 
@@ -163,11 +161,8 @@ std::optional<EncodedLength> EncodeText(CodePage page, std::u16string_view text,
       return EncodeToUtf32(text, std::endian::little, loss_byte, target, room);
     case kUtf32BigEndianCodePage:
       return EncodeToUtf32(text, std::endian::big, loss_byte, target, room);
-    default: {
-      const CodePageEntry* const entry = FindCodePage(page);
-      if (entry == nullptr) return std::nullopt;
-      return EncodeWithConverter(*entry, text, loss_byte, target, room);
-    }
+    default:
+      return EncodeByTable(page, text, loss_byte, target, room);
   }
 }
 
@@ -183,10 +178,8 @@ std::optional<std::u16string> DecodeText(CodePage page, std::string_view bytes) 
       return DecodeFromUtf32(bytes, std::endian::little);
     case kUtf32BigEndianCodePage:
       return DecodeFromUtf32(bytes, std::endian::big);
-    default: {
-      const CodePageEntry* const entry = FindCodePage(page);
-      return entry == nullptr ? std::nullopt : DecodeWithConverter(*entry, bytes);
-    }
+    default:
+      return DecodeByTable(page, bytes);
   }
 }
 

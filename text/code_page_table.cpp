@@ -3,8 +3,8 @@
 #include <algorithm>
 #include <array>
 #include <memory>
-#include <string>
 #include <unordered_map>
+#include <vector>
 
 #include "text/transcoding.h"
 #include "text/unicode_library.h"
@@ -13,145 +13,92 @@ namespace orvik {
 
 namespace {
 
-// The library's tables of DOS pages exchange three control characters. The corrections are those
-// of the mapping tables that the Unicode Consortium publishes for Windows.
-constexpr ByteCorrection kDos[] = {{0x1A, 0x1A}, {0x1C, 0x1C}, {0x7F, 0x7F}};
-// U+00B5 MICRO SIGN, where the library has the Greek letter.
-constexpr ByteCorrection kMicroSign[] = {{0x1A, 0x1A}, {0x1C, 0x1C}, {0x7F, 0x7F}, {0xE6, 0xB5}};
-constexpr ByteCorrection kDos720[] = {{0x1A, 0x1A}, {0x1C, 0x1C}, {0x7F, 0x7F}, {0x80, 0x80},
-                                      {0x81, 0x81}, {0x84, 0x84}, {0x86, 0x86}, {0x8D, 0x8D},
-                                      {0x8E, 0x8E}, {0x8F, 0x8F}, {0x90, 0x90}};
-constexpr ByteCorrection kDos852[] = {{0x1A, 0x1A}, {0x1C, 0x1C}, {0x7F, 0x7F}, {0xAA, 0xAC}};
-constexpr ByteCorrection kDos864[] = {{0x1A, 0x1A},   {0x1C, 0x1C},    {0x25, 0x66A},
-                                      {0x7F, 0x7F},   {0x9F, kNoUnit}, {0xD7, 0xFEC1},
-                                      {0xD8, 0xFEC5}, {0xF1, 0x651}};
-constexpr ByteCorrection kDos869[] = {
-    {0x1A, 0x1A}, {0x1C, 0x1C}, {0x7F, 0x7F}, {0x88, 0xB7}, {0xEF, 0x384}};
-// Six unused bytes are read as SUBSTITUTE.
-constexpr ByteCorrection kEbcdic875[] = {{0xDC, 0x1A}, {0xE1, 0x1A}, {0xEC, 0x1A},
-                                         {0xED, 0x1A}, {0xFC, 0x1A}, {0xFD, 0x1A}};
-constexpr ByteCorrection kEbcdic1026[] = {{0x9A, 0xAA}};
+// The pages that the library knows as "ibm-" with the number, without the 20000 of a higher one.
+constexpr CodePage kIbmPages[] = {
+    37,    437,   500,   720,   737,   775,   850,   852,   855,   857,   858,   860,
+    861,   862,   863,   864,   865,   866,   869,   870,   875,   1026,  1047,  1140,
+    1141,  1142,  1143,  1144,  1145,  1146,  1147,  1148,  1149,  20273, 20277, 20278,
+    20280, 20284, 20285, 20290, 20297, 20420, 20424, 20838, 20871, 21025};
+// And as "windows-" with the number.
+constexpr CodePage kWindowsPages[] = {
+    874,   932,   936,   949,   950,   1250,  1251,  1252,  1253,  1254,  1255,  1256,  1257,
+    1258,  10006, 10007, 10029, 10081, 28592, 28593, 28594, 28595, 28596, 28597, 28598, 28599,
+    28603, 28605, 57002, 57003, 57004, 57005, 57006, 57007, 57008, 57009, 57010, 57011};
+constexpr std::pair<CodePage, const char*> kOtherPages[] = {{20866, "KOI8-R"},
+                                                            {20932, "EUC-JP"},
+                                                            {20936, "EUC-CN"},
+                                                            {20949, "EUC-KR"},
+                                                            {21866, "KOI8-U"},
+                                                            {38598, "windows-28598"},
+                                                            {50220, "ISO_2022,locale=ja,version=0"},
+                                                            {50221, "ISO_2022,locale=ja,version=1"},
+                                                            {50222, "ISO_2022,locale=ja,version=1"},
+                                                            {50225, "ISO_2022,locale=ko,version=0"},
+                                                            {50227, "ISO_2022,locale=zh,version=0"},
+                                                            {51932, "EUC-JP"},
+                                                            {51936, "EUC-CN"},
+                                                            {51949, "EUC-KR"},
+                                                            {52936, "HZ"},
+                                                            {54936, "gb18030"},
+                                                            {65000, "UTF-7"}};
 
-// The code pages that have a number of Windows and a converter of the library.
-constexpr CodePageEntry kEntries[] = {
-    {37, "ibm-37", {}},
-    {437, "ibm-437", kMicroSign},
-    {500, "ibm-500", {}},
-    {720, "ibm-720", kDos720},
-    {737, "ibm-737", kDos},
-    {775, "ibm-775", kDos},
-    {850, "ibm-850", kDos},
-    {852, "ibm-852", kDos852},
-    {855, "ibm-855", kDos},
-    {857, "ibm-857", kDos},
-    {858, "ibm-858", kDos},
-    {860, "ibm-860", kMicroSign},
-    {861, "ibm-861", kMicroSign},
-    {862, "ibm-862", kMicroSign},
-    {863, "ibm-863", kMicroSign},
-    {864, "ibm-864", kDos864},
-    {865, "ibm-865", kMicroSign},
-    {866, "ibm-866", kDos},
-    {869, "ibm-869", kDos869},
-    {870, "ibm-870", {}},
-    {874, "windows-874", {}},
-    {875, "ibm-875", kEbcdic875},
-    {932, "windows-932", {}},
-    {936, "windows-936", {}},
-    {949, "windows-949", {}},
-    {950, "windows-950", {}},
-    {1026, "ibm-1026", kEbcdic1026},
-    {1047, "ibm-1047", {}},
-    {1140, "ibm-1140", {}},
-    {1141, "ibm-1141", {}},
-    {1142, "ibm-1142", {}},
-    {1143, "ibm-1143", {}},
-    {1144, "ibm-1144", {}},
-    {1145, "ibm-1145", {}},
-    {1146, "ibm-1146", {}},
-    {1147, "ibm-1147", {}},
-    {1148, "ibm-1148", {}},
-    {1149, "ibm-1149", {}},
-    {1250, "windows-1250", {}},
-    {1251, "windows-1251", {}},
-    {1252, "windows-1252", {}},
-    {1253, "windows-1253", {}},
-    {1254, "windows-1254", {}},
-    {1255, "windows-1255", {}},
-    {1256, "windows-1256", {}},
-    {1257, "windows-1257", {}},
-    {1258, "windows-1258", {}},
-    {10000, "windows-10000", {}},
-    {10006, "windows-10006", {}},
-    {10007, "windows-10007", {}},
-    {10029, "windows-10029", {}},
-    {10081, "windows-10081", {}},
-    {20127, "US-ASCII", {}},
-    {20273, "ibm-273", {}},
-    {20277, "ibm-277", {}},
-    {20278, "ibm-278", {}},
-    {20280, "ibm-280", {}},
-    {20284, "ibm-284", {}},
-    {20285, "ibm-285", {}},
-    {20290, "ibm-290", {}},
-    {20297, "ibm-297", {}},
-    {20420, "ibm-420", {}},
-    {20424, "ibm-424", {}},
-    {20838, "ibm-838", {}},
-    {20866, "KOI8-R", {}},
-    {20871, "ibm-871", {}},
-    {20932, "EUC-JP", {}},
-    {20936, "EUC-CN", {}},
-    {20949, "EUC-KR", {}},
-    {21025, "ibm-1025", {}},
-    {21866, "KOI8-U", {}},
-    {28591, "ISO-8859-1", {}},
-    {28592, "windows-28592", {}},
-    {28593, "windows-28593", {}},
-    {28594, "windows-28594", {}},
-    {28595, "windows-28595", {}},
-    {28596, "windows-28596", {}},
-    {28597, "windows-28597", {}},
-    {28598, "windows-28598", {}},
-    {28599, "windows-28599", {}},
-    {28603, "windows-28603", {}},
-    {28605, "windows-28605", {}},
-    {38598, "windows-28598", {}},
-    {50220, "ISO_2022,locale=ja,version=0", {}},
-    {50221, "ISO_2022,locale=ja,version=1", {}},
-    {50222, "ISO_2022,locale=ja,version=1", {}},
-    {50225, "ISO_2022,locale=ko,version=0", {}},
-    {50227, "ISO_2022,locale=zh,version=0", {}},
-    {51932, "EUC-JP", {}},
-    {51936, "EUC-CN", {}},
-    {51949, "EUC-KR", {}},
-    {52936, "HZ", {}},
-    {54936, "gb18030", {}},
-    {57002, "windows-57002", {}},
-    {57003, "windows-57003", {}},
-    {57004, "windows-57004", {}},
-    {57005, "windows-57005", {}},
-    {57006, "windows-57006", {}},
-    {57007, "windows-57007", {}},
-    {57008, "windows-57008", {}},
-    {57009, "windows-57009", {}},
-    {57010, "windows-57010", {}},
-    {57011, "windows-57011", {}},
-    {65000, "UTF-7", {}},
-};
-
-static_assert(std::ranges::is_sorted(kEntries, {}, &CodePageEntry::page));
-
-}  // namespace
-
-const CodePageEntry* FindCodePage(CodePage page) {
-  const auto* const found = std::ranges::lower_bound(kEntries, page, {}, &CodePageEntry::page);
-  return found != std::end(kEntries) && found->page == page ? found : nullptr;
+// Empty for a page that is not known.
+std::string ConverterName(CodePage page) {
+  if (std::ranges::binary_search(kWindowsPages, page)) return "windows-" + std::to_string(page);
+  if (std::ranges::binary_search(kIbmPages, page)) {
+    return "ibm-" + std::to_string(page > 20000 ? page - 20000 : page);
+  }
+  for (const auto& [other, name] : kOtherPages) {
+    if (other == page) return name;
+  }
+  return {};
 }
+
+constexpr char16_t kNoUnit = 0xFFFF;  // of a byte without a meaning
+
+// Bytes that the library's tables read otherwise than the mapping tables that the Unicode
+// Consortium publishes for Windows: U+00B5 MICRO SIGN, where the library has the Greek letter, and
+// unused bytes, six of which page 875 reads as SUBSTITUTE.
+constexpr struct {
+  CodePage page;
+  unsigned char byte;
+  char16_t unit;
+} kCorrections[] = {
+    {437, 0xE6, 0xB5},   {720, 0x80, 0x80},   {720, 0x81, 0x81},  {720, 0x84, 0x84},
+    {720, 0x86, 0x86},   {720, 0x8D, 0x8D},   {720, 0x8E, 0x8E},  {720, 0x8F, 0x8F},
+    {720, 0x90, 0x90},   {852, 0xAA, 0xAC},   {860, 0xE6, 0xB5},  {861, 0xE6, 0xB5},
+    {862, 0xE6, 0xB5},   {863, 0xE6, 0xB5},   {864, 0x25, 0x66A}, {864, 0x9F, kNoUnit},
+    {864, 0xD7, 0xFEC1}, {864, 0xD8, 0xFEC5}, {864, 0xF1, 0x651}, {865, 0xE6, 0xB5},
+    {869, 0x88, 0xB7},   {869, 0xEF, 0x384},  {875, 0xDC, 0x1A},  {875, 0xE1, 0x1A},
+    {875, 0xEC, 0x1A},   {875, 0xED, 0x1A},   {875, 0xFC, 0x1A},  {875, 0xFD, 0x1A},
+    {1026, 0x9A, 0xAA}};
+
+// A code page of single bytes, as a table.
+class SingleByteTable {
+ public:
+  // From the unit of each byte, kNoUnit for none.
+  explicit SingleByteTable(const std::array<char16_t, 256>& units);
+
+  // -1 for a unit that has no byte.
+  int ByteOf(char16_t unit) const;
+  // As EncodeText and DecodeText; Decode is empty for a byte without a meaning.
+  EncodedLength Encode(std::u16string_view text, char loss_byte, char* target, size_t room) const;
+  std::optional<std::u16string> Decode(std::string_view bytes) const;
+
+ private:
+  struct Entry {
+    char16_t unit;
+    unsigned char byte;
+  };
+
+  std::array<char16_t, 256> units_;
+  std::array<short, 256> bytes_of_low_;  // of the units below U+0100
+  std::vector<Entry> bytes_of_high_;     // of the others, by unit
+  bool starts_with_ascii_ = true;
+};
 
 SingleByteTable::SingleByteTable(const std::array<char16_t, 256>& units) : units_(units) {
   bytes_of_low_.fill(-1);
-  starts_with_ascii_ = true;
   // Of several bytes for a unit the lowest is written.
   for (int byte = 255; byte >= 0; --byte) {
     const char16_t unit = units_[static_cast<size_t>(byte)];
@@ -202,8 +149,6 @@ std::optional<std::u16string> SingleByteTable::Decode(std::string_view bytes) co
   return text;
 }
 
-namespace {
-
 struct Converter {
   icu::Converter handle;
   std::unique_ptr<SingleByteTable> table;  // null for a code page of several bytes
@@ -241,51 +186,49 @@ bool EncodeAll(UConverter* converter, std::u16string_view text, std::string* res
   return U_SUCCESS(status);
 }
 
-std::unique_ptr<SingleByteTable> TableOf(UConverter* converter, const CodePageEntry& entry) {
-  if (icu::ucnv_getMaxCharSize(converter) != 1) return nullptr;
+// The page as a table; null for one of several bytes. The three pages of the platform need no
+// converter of the library.
+std::unique_ptr<SingleByteTable> TableOf(CodePage page, UConverter* converter) {
+  const bool is_own = converter == nullptr;
+  if (!is_own && icu::ucnv_getMaxCharSize(converter) != 1) return nullptr;
   std::array<char16_t, 256> units;
   for (size_t i = 0; i < units.size(); ++i) {
     const char byte = static_cast<char>(i);
     std::u16string text;
-    units[i] = DecodeAll(converter, {&byte, 1}, &text) && text.size() == 1 ? text[0] : kNoUnit;
+    if (is_own) {
+      units[i] = page == kMacRomanCodePage ? UnitOfMacRoman(static_cast<unsigned char>(i))
+                 : page == kAsciiCodePage && i >= 0x80 ? kNoUnit
+                                                       : static_cast<char16_t>(i);
+    } else {
+      units[i] = DecodeAll(converter, {&byte, 1}, &text) && text.size() == 1 ? text[0] : kNoUnit;
+    }
   }
-  for (const ByteCorrection& correction : entry.corrections) {
-    units[correction.byte] = correction.unit;
+  // The library's tables of DOS pages exchange three control characters.
+  if (page >= 437 && page <= 869 && page != 500) {
+    for (const char16_t control : {0x1A, 0x1C, 0x7F}) units[control] = control;
+  }
+  for (const auto& correction : kCorrections) {
+    if (correction.page == page) units[correction.byte] = correction.unit;
   }
   return std::make_unique<SingleByteTable>(units);
 }
 
-// The table of a code page that needs no converter of the library; null for all others.
-std::unique_ptr<SingleByteTable> OwnTableOf(CodePage page) {
-  std::array<char16_t, 256> units;
-  for (size_t i = 0; i < units.size(); ++i) {
-    const auto byte = static_cast<unsigned char>(i);
-    units[i] = page == kMacRomanCodePage                ? UnitOfMacRoman(byte)
-               : page == kAsciiCodePage && byte >= 0x80 ? kNoUnit
-                                                        : char16_t{byte};
-  }
-  const bool is_own =
-      page == kMacRomanCodePage || page == kAsciiCodePage || page == kLatin1CodePage;
-  return is_own ? std::make_unique<SingleByteTable>(units) : nullptr;
-}
-
 // Converters hold state, so each thread has its own; opening one is slow. Null when there is none.
-const Converter* ConverterOf(const CodePageEntry& entry) {
+const Converter* ConverterOf(CodePage page) {
   thread_local std::unordered_map<CodePage, Converter> open;
-  const auto [place, is_new] = open.try_emplace(entry.page);
-  Converter& converter = place->second;
-  if (is_new) converter.table = OwnTableOf(entry.page);
-  if (is_new && converter.table == nullptr) {
+  if (const auto known = open.find(page); known != open.end()) return &known->second;
+  Converter converter;
+  if (page != kMacRomanCodePage && page != kAsciiCodePage && page != kLatin1CodePage) {
+    const std::string name = ConverterName(page);
+    if (name.empty()) return nullptr;
     UErrorCode status = U_ZERO_ERROR;
-    converter.handle.reset(icu::ucnv_open(entry.converter, &status));
-    if (U_FAILURE(status)) converter.handle.reset();
-    if (converter.handle != nullptr) {
-      icu::ucnv_setToUCallBack(converter.handle.get(), icu::UCNV_TO_U_CALLBACK_STOP.Get(), nullptr,
-                               nullptr, nullptr, &status);
-      converter.table = TableOf(converter.handle.get(), entry);
-    }
+    converter.handle.reset(icu::ucnv_open(name.c_str(), &status));
+    if (U_FAILURE(status) || converter.handle == nullptr) return nullptr;
+    icu::ucnv_setToUCallBack(converter.handle.get(), icu::UCNV_TO_U_CALLBACK_STOP.Get(), nullptr,
+                             nullptr, nullptr, &status);
   }
-  return converter.handle != nullptr || converter.table != nullptr ? &converter : nullptr;
+  converter.table = TableOf(page, converter.handle.get());
+  return &open.emplace(page, std::move(converter)).first->second;
 }
 
 // Writes the loss byte for every character without a form, whatever its properties.
@@ -300,14 +243,13 @@ void WriteLossByte(const void* context, UConverterFromUnicodeArgs* arguments, co
 
 }  // namespace
 
-bool HasConverter(const CodePageEntry& entry) {
-  return ConverterOf(entry) != nullptr;
+bool IsInTable(CodePage page) {
+  return ConverterOf(page) != nullptr;
 }
 
-std::optional<EncodedLength> EncodeWithConverter(const CodePageEntry& entry,
-                                                 std::u16string_view text, char loss_byte,
-                                                 char* target, size_t room) {
-  const Converter* const found = ConverterOf(entry);
+std::optional<EncodedLength> EncodeByTable(CodePage page, std::u16string_view text, char loss_byte,
+                                           char* target, size_t room) {
+  const Converter* const found = ConverterOf(page);
   if (found == nullptr) return std::nullopt;
   if (found->table != nullptr) return found->table->Encode(text, loss_byte, target, room);
   UConverter* const converter = found->handle.get();
@@ -340,9 +282,8 @@ std::optional<EncodedLength> EncodeWithConverter(const CodePageEntry& entry,
   return done;
 }
 
-std::optional<std::u16string> DecodeWithConverter(const CodePageEntry& entry,
-                                                  std::string_view bytes) {
-  const Converter* const found = ConverterOf(entry);
+std::optional<std::u16string> DecodeByTable(CodePage page, std::string_view bytes) {
+  const Converter* const found = ConverterOf(page);
   if (found == nullptr) return std::nullopt;
   if (found->table != nullptr) return found->table->Decode(bytes);
   std::u16string text;

@@ -5,7 +5,6 @@
 #include <numeric>
 
 #include "tests/support/test_environment.h"
-#include "text/code_page_table.h"
 
 namespace orvik::test {
 namespace {
