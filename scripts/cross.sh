@@ -13,8 +13,8 @@ case "$architecture" in
   i386) ;;
   arm64)
     # No program of that processor is started by another one.
-    left_out+=(CompletionTest DebianPackageTest PostflightTest OrvikPrefsTest.WatchesAFolder
-      SharedLockTest.NeverTwoHolders)
+    left_out+=(BrowseTest BrowseScreensTest CompletionTest PostflightTest
+      OrvikPrefsTest.WatchesAFolder SharedLockTest.NeverTwoHolders)
     # The emulator shows the sysroot for "/", its own name for the program's, no seccomp filters and
     # no numbers of mounts.
     left_out+=(FSRefTest.PathsAreTakenAsTheyAre ProcessesTest.AZombie
