@@ -58,20 +58,18 @@ TEST_F(InstallInformationTest, WantsTheSiblingsValueOnlyWithItsReceipt) {
 }
 
 TEST_F(InstallInformationTest, TellsAnotherValueFromTheRightOne) {
-  const CAtlString information =
-      u"Software/ORVIK Technologies/Pagewell Software/Install Information";
+  const CAtlString product = u"Software/ORVIK Technologies/Pagewell Software";
+  const CAtlString information = product + u"/Install Information";
   const auto values = RecordInstallInformation(*arguments_);
   // A text instead of the number reads as the number, but differs from the written value.
-  WritePreferenceString(kSharedScope, u"Software/ORVIK Technologies/Pagewell Software",
-                        u"UELogging", u"0", kDomain);
+  WritePreferenceString(kSharedScope, product, u"UELogging", u"0", kDomain);
   WritePreferenceString(kSharedScope, information, u"PagewellExePath", u"/apps/", kDomain);
   DeletePreference(kSharedScope, information, u"Pagewell Version", kDomain);
   Log();
   EXPECT_FALSE(CheckRecorded(values));
-  const std::string product = "Software/ORVIK Technologies/Pagewell Software";
   const auto line = [&](const std::string& place, const std::string& why) {
-    return "Not recorded: scope shared, key path " + product + place +
-           ", domain com.orviktech.Registry: " + why + "\n";
+    return "Not recorded: scope shared, key path Software/ORVIK Technologies/Pagewell Software" +
+           place + ", domain com.orviktech.Registry: " + why + "\n";
   };
   EXPECT_EQ(Log(), line("/Install Information, name PagewellExePath", "another value is there") +
                        line("/Install Information, name Pagewell Version", "not found") +
@@ -79,26 +77,19 @@ TEST_F(InstallInformationTest, TellsAnotherValueFromTheRightOne) {
 }
 
 TEST_F(InstallInformationTest, FindsWhatCouldNotBeWritten) {
-  // Nothing can be put below a value or into an array.
-  for (const char* root : {"<dict><key>Software</key><string>x</string></dict>", "<array/>"}) {
-    WriteFile(file_, std::string("<plist version='1.0'>") + root + "</plist>");
-    EXPECT_EQ(Missing(RecordInstallInformation(*arguments_)), kAll);
+  // Nothing can be put below a value.
+  WriteFile(file_, "<plist><dict><key>Software</key><string>x</string></dict></plist>");
+  EXPECT_EQ(Missing(RecordInstallInformation(*arguments_)), kAll);
+  fs::remove(file_);
+  fs::permissions(file_.parent_path(), fs::perms(0555));
+  {
+    const WithoutRootRights without(env_.folder());
+    EXPECT_FALSE(CheckRecorded(RecordInstallInformation(*arguments_)));
   }
-}
-
-TEST_F(InstallInformationTest, LogsADamagedStoreThatGivesWay) {
-  WriteFile(file_, "<plist><dict><key>K</key>");
-  const plist::FileWriterWait old = plist::ExchangeFileWriterWait([] {});
-  const InstallRecord record = RecordInstallInformation(*arguments_);
-  plist::ExchangeFileWriterWait(old);
-  const std::string kept = file_.string() + ".damaged", log = Log();
-  ASSERT_EQ(record.kept_aside.size(), 1u);
-  EXPECT_EQ(record.kept_aside[0].kept_path, kept);
-  EXPECT_TRUE(Contains(log, '"' + file_.string() + '"') && Contains(log, '"' + kept + '"')) << log;
-  EXPECT_FALSE(CheckRecorded(record));
-  const InstallRecord again = RecordInstallInformation(*arguments_);
-  EXPECT_TRUE(CheckRecorded(again));
-  EXPECT_EQ(Log(), "");
+  fs::permissions(file_.parent_path(), fs::perms(0755));
+  const std::string log = Log();
+  EXPECT_TRUE(Contains(log, "GlyphraPath") && Contains(log, file_.string())) << log;
+  EXPECT_EQ(log.find("not found"), std::string::npos) << log;
 }
 
 // An editor, or a copy, that writes the store in place.
@@ -119,26 +110,22 @@ TEST_F(InstallInformationTest, WaitsForAStoreThatIsBeingWritten) {
   EXPECT_TRUE(CheckRecorded(RecordInstallInformation(*arguments_)));
   EXPECT_EQ(looks, 45);
   EXPECT_TRUE(Contains(ReadFile(file_), "<string>v</string>"));
-  // One that never ends is waited for as long as it can be.
+  // One that never ends is waited for as long as it can be, and then gives way.
   begin("<plist>");
   looks = 0;
   plist::ExchangeFileWriterWait([&] { WriteFile(file_, "<plist>" + std::string(++looks, ' ')); });
-  EXPECT_EQ(RecordInstallInformation(*arguments_).kept_aside.size(), 1u);
+  Log();
+  const InstallRecord record = RecordInstallInformation(*arguments_);
   EXPECT_EQ(looks, 250);
   plist::ExchangeFileWriterWait(old);
-}
-
-TEST_F(InstallInformationTest, SaysWhyNothingCouldBeWritten) {
-  fs::create_directories(file_.parent_path());
-  fs::permissions(file_.parent_path(), fs::perms(0555));
-  {
-    const WithoutRootRights without(env_.folder());
-    EXPECT_FALSE(CheckRecorded(RecordInstallInformation(*arguments_)));
-  }
-  fs::permissions(file_.parent_path(), fs::perms(0755));
-  const std::string log = Log();
-  EXPECT_TRUE(Contains(log, "GlyphraPath") && Contains(log, file_.string())) << log;
-  EXPECT_EQ(log.find("not found"), std::string::npos) << log;
+  const std::string kept = file_.string() + ".damaged", log = Log();
+  ASSERT_EQ(record.kept_aside.size(), 1u);
+  EXPECT_EQ(record.kept_aside[0].kept_path, kept);
+  EXPECT_TRUE(Contains(log, '"' + file_.string() + '"') && Contains(log, '"' + kept + '"')) << log;
+  EXPECT_FALSE(CheckRecorded(record));
+  Log();
+  EXPECT_TRUE(CheckRecorded(RecordInstallInformation(*arguments_)));
+  EXPECT_EQ(Log(), "");
 }
 
 TEST_F(InstallInformationTest, AHeldLockEndsAStrictRunWithFailure) {
@@ -148,54 +135,35 @@ TEST_F(InstallInformationTest, AHeldLockEndsAStrictRunWithFailure) {
                                    "/", "-rootOfCurrSystemFolder", "/"});
   int waits = 0;
   const SharedLockWait sleeping = ExchangeSharedLockWait([&waits] { ++waits; });
-  setenv("ORVIK_STRICT", "1", 1);
+  const ScopedVariable strict("ORVIK_STRICT", "1");
   Log();
   EXPECT_EQ(RunPostflight(), 1);
   EXPECT_EQ(waits, 10);  // for all values together
   const std::string log = Log();
-  EXPECT_TRUE(Contains(
-      log,
-      "name GlyphraPath, domain com.orviktech.Registry: another process holds the lock: process " +
-          std::to_string(holder.pid()) + " (\""))
-      << log;
-  EXPECT_FALSE(Contains(log, "not found"));
+  EXPECT_TRUE(Contains(log,
+                       "name GlyphraPath, domain com.orviktech.Registry: another process holds the "
+                       "lock: process " +
+                           std::to_string(holder.pid()) + " (\""));
+  EXPECT_EQ(log.find("not found"), std::string::npos) << log;
   EXPECT_FALSE(fs::exists(file_));
-
   holder.End();
   EXPECT_EQ(RunPostflight(), 0);
-  unsetenv("ORVIK_STRICT");
-  EXPECT_EQ(RunPostflight(), 1);
   ExchangeSharedLockWait(sleeping);
 }
 
-class InstallerArgsTest : public LogTest {
- protected:
-  ~InstallerArgsTest() override { arguments_->release(); }
-
-  std::string Joined() const {
-    const NSString* const joined = arguments_->getDestVolMountPointAndPathToInstallDest();
-    return joined == nullptr ? "none" : joined->ToUtf8();
-  }
-
-  InstallerArgs* const arguments_ = new InstallerArgs;
-};
-
-TEST_F(InstallerArgsTest, BeforeTheArgumentsAreReadThereIsNone) {
-  EXPECT_EQ(Joined(), "none");
-  arguments_->logValues();
-  EXPECT_EQ(Log(), "Options Set:\n");
-  arguments_->setDestVolMountPoint(Text("/Volumes/Data"));
-  EXPECT_EQ(Joined(), "none");
-  arguments_->logValues();
-  EXPECT_EQ(Log(), "Options Set:\n/Volumes/Data\n");
+TEST_F(InstallInformationTest, BeforeTheArgumentsAreReadNothingIsJoined) {
+  InstallerArgs& arguments = *Autoreleased(new InstallerArgs);
+  arguments.logValues();
+  arguments.setDestVolMountPoint(Text("/Volumes/Data"));
+  EXPECT_EQ(arguments.getDestVolMountPointAndPathToInstallDest(), nullptr);
+  arguments.logValues();
+  EXPECT_EQ(Log(), "Options Set:\nOptions Set:\n/Volumes/Data\n");
 }
 
 using LogSysTest = LogTest;
 
 TEST_F(LogSysTest, LinesAreVerbatim) {
-  logSys::notice(Text("100%s %n%d"));
-  logSys::notice(Text(""));
-  logSys::notice(Text("\xC3\xBC \xE6\x96\x87"));
+  for (const char* text : {"100%s %n%d", "", "\xC3\xBC \xE6\x96\x87"}) logSys::notice(Text(text));
   EXPECT_EQ(Log(), "100%s %n%d\n\n\xC3\xBC \xE6\x96\x87\n");
   const char16_t lone[] = {u'a', 0xD800, u'b', 0};
   logSys::notice(NSString::stringWithCharacters(lone));

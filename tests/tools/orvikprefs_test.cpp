@@ -1,13 +1,8 @@
-#include <fcntl.h>
-#include <sys/stat.h>
-#include <unistd.h>
-
-#include <algorithm>
 #include <chrono>
 #include <regex>
-#include <sstream>
 
 #include "host/file_lock.h"
+#include "tests/properties/value_circle.h"
 #include "tests/support/without_root_rights.h"
 #include "tests/tools/prefs_tool_fixture.h"
 
@@ -44,32 +39,25 @@ TEST_F(OrvikPrefsTest, TellsFailuresApart) {
       {"get " + std::string(120000, 'x') + " n", 2, "(120000 bytes): not found"},
       {"set Software/Vendor/App/Path x y", 3},
       {"set K n 12x --int", 1},
-      {"set K n 18446744073709551616 --int", 1},
-      {"set K n maybe --bool", 1},
-      {"set K n soon --date", 1},
       {"set K n [1,] --json", 1},
       {"set K n 1 --int --bool", 1},
       {"set K n v --if-absent --if-equals v", 1},
       {"set Software Vendor v", 6},
       {"--root " + (env_.system_root() / "mistyped").string() + " set K n x", 1},
       {"--root /none\n list", 1, "\\n"},
-      {"--domain ../x set K n v", 1},
       {"--domain never.written check", 2},
       {"frobnicat\x1b[31m\u202e", 1, "\"frobnicat\\x1b[31m\\u202e\" is not a command"},
       {"delete Software/Vendor none", 2},
-      {"delete Software Vendor", 6},
       {"delete-key Software/Vendor", 1},
       {"delete-key '' -r", 1},
       {"delete-key Software/Vendor/App/Path -r", 2},
       {"rename Software/None Software/Other", 2},
       {"rename Software/Vendor Path Software/Other", 1},
       {"rename Software Software/Vendor/x", 1, "key \"Software/Vendor/x\", below itself"},
-      {"rename Software/Vendor App Software/Vendor/App/x y", 1, "below itself"},
       {"--json set K n 1", 1, "after \"set\" to give VALUE as JSON"},
       {"help exprot", 1, "\"exprot\" is not a command; did you mean \"export\"?"},
       {"set Software/Vendor/App Count 6 --keep-type", 6,
        "\"Count\" in key \"Software/Vendor/App\" is an integer, not a string"},
-      {"copy Software/Vendor Software/Vendor/App", 6},
       {"copy Software/Vendor/App Path Software/Vendor/App Count", 6},
       {"find 'nothing like it'", 2},
       {"import " + given_, 5, "not JSON: line 2, column 8 (byte 9)"},
@@ -100,18 +88,13 @@ TEST_F(OrvikPrefsTest, TellsFailuresApart) {
 TEST_F(OrvikPrefsTest, SetsEveryTypeUnderConditions) {
   const std::tuple<const char*, std::string, std::string, std::string, std::string> kRows[] = {
       {"-q", "string", "-x", "-x", "x"},
-      {"--int", "integer", "-9223372036854775808", "-9223372036854775808", "0"},
       {"--int", "integer", "18446744073709551615", "18446744073709551615", "-1"},
       {"--real", "real", "2.50", "2.5", "2"},
-      {"--real", "real", "-inf", "-inf", "inf"},
       {"--bool", "boolean", "yes", "true", "false"},
-      {"--bool", "boolean", "OFF", "false", "On"},
-      {"--date", "date", "2024-05-06T07:08:09Z", "2024-05-06T07:08:09Z", "2024-05-06T07:08:10Z"},
       {"--date", "date", "2001-01-01T00:00:00.250000001Z", "2001-01-01T00:00:00.250000001Z",
        "2001-01-01T00:00:00.25Z"},
       {"--date", "date", "0xc3e0000000000000", "0xc3e0000000000000", "0x7ff8000000000000"},
       {"--data", "data", "AAEC", "AAEC", "AAED"},
-      {"--json", "array", "'[ 1, {\"a\": [ ] } ]'", "[1,{\"a\":[]}]", "[1]"},
       {"--json", "real", "1e3", "1000.0", "1000.5"},
   };
   for (const auto& [name, type, value, shown, other] : kRows) {
@@ -135,6 +118,9 @@ TEST_F(OrvikPrefsTest, SetsEveryTypeUnderConditions) {
 
 TEST_F(OrvikPrefsTest, GetsListsAndFinds) {
   Fill();
+  Out("set A/Sub Count 5 --int");
+  Out("set A name Count");
+  Out("set B count 5");
   const std::pair<const char*, std::string> kRows[] = {
       {"get Software/Vendor/App none --default a\\b", "a\\b\n"},
       {"get Software/Vendor/App/Path none --default=", "\n"},
@@ -143,21 +129,28 @@ TEST_F(OrvikPrefsTest, GetsListsAndFinds) {
       {"list Software/Vendor", "App\nline\nbreak\n"},
       {"-z list Software/Vendor", std::string("App\0line\nbreak\0", 15)},
       {"find größe -i", "Software/Vendor/App/Path\tstring\t/Apps/Größe\n"},
-      {"find break", R"(["Software","Vendor","line\nbreak"])"
-                     "\tstring\ta\\tb\n"},
+      {"find break", "[\"Software\",\"Vendor\",\"line\\nbreak\"]\tstring\ta\\tb\n"},
+      {"find Count A", "A/Sub/Count\tinteger\t5\nA/name\tstring\tCount\n"},
+      {"find Count --names -i B", "B/count\tstring\t5\n"},
+      {"find Count --values", "A/name\tstring\tCount\n"},
+      {"find Count --names --values A", "A/Sub/Count\tinteger\t5\nA/name\tstring\tCount\n"},
+      {"find 5 --type integer", "A/Sub/Count\tinteger\t5\n"},
+      {"find '' --type dictionary A", "A/Sub\tdictionary\t\n"},
+      {"find c?U* --pattern -i --names B", "B/count\tstring\t5\n"},
+      {"find ? --pattern --names", "A\tdictionary\t\nB\tdictionary\t\n"},
   };
-  for (const auto& [line, out] : kRows) EXPECT_EQ(Out(line), out);
-  EXPECT_TRUE(Contains(Out("get Software/Vendor/App --format xml"),
-                       "<dict>\n\t<key>Count</key>\n\t<integer>42</integer>"));
+  for (const auto& [line, out] : kRows) EXPECT_EQ(Out(line), out) << line;
+  for (const char* line : {"find oun --pattern", "find A/Sub --names B", "find *x*y* --pattern"}) {
+    EXPECT_EQ(Prefs(line), 2) << line;
+  }
   const ScopedVariable plain("NO_COLOR", "1");
-  Prefs("tree", true);
+  Prefs("tree Software", true);
   EXPECT_EQ(out_,
-            "Software/\n"
-            "  Vendor/\n"
-            "    App/\n"
-            "      Count  integer  42\n"
-            "      Path   string  /Apps/Größe\n"
-            "    line\\nbreak  string  a\\tb\n");
+            "Vendor/\n"
+            "  App/\n"
+            "    Count  integer  42\n"
+            "    Path   string  /Apps/Größe\n"
+            "  line\\nbreak  string  a\\tb\n");
 }
 
 // A name may hold what separates names, or acts on a terminal; what is printed can be given back.
@@ -172,19 +165,16 @@ TEST_F(OrvikPrefsTest, AcceptsThePathsThatItPrints) {
   Fails("get '[\"a/b\",\"none\"]'", 2, "key [\"a/b\",\"none\"]: not found");
   for (const std::string command : {"tree", "-z tree", "find v"}) {
     const std::string out = Out(command);
-    const char end_of_path = command[0] == '-' ? '\0' : '\t';
+    const bool ends_with_nul = command[0] == '-';
+    const std::string end(ends_with_nul ? "v\0" : "v\n", 2);
     std::size_t paths = 0;
     for (std::size_t at = 0; at < out.size(); ++paths) {
-      const std::string path = out.substr(at, out.find(end_of_path, at) - at);
+      const std::string path = out.substr(at, out.find(ends_with_nul ? '\0' : '\t', at) - at);
       EXPECT_EQ(Out("get '" + path + "'"), "v\n");
-      at = out.find(command[0] == '-' ? std::string("v\0", 2) : std::string("v\n"),
-                    at + path.size()) +
-           2;
+      at = out.find(end, at + path.size()) + 2;
     }
     EXPECT_EQ(paths, 6u) << out;
   }
-  EXPECT_TRUE(Contains(Out("find v"), R"(["a/b","c\\d","e/f"])"
-                                      "\tstring\tv\n"));
   Out(R"(delete-key ["a/b","c\\d"] -r)");
   Out(R"(delete-key ["a/b"])");
 }
@@ -199,12 +189,9 @@ TEST_F(OrvikPrefsTest, AlignsTheTreeByColumnsAndColoursOnlyWhereItCan) {
     return out_;
   };
   const std::string plain =
-      "abcde  integer  3\n"
-      "e\u0301      integer  2\n"
-      "\u6f22\u5b57   integer  1\n";
-  for (const char* term : {"dumb", static_cast<const char*>(nullptr)}) {
-    EXPECT_EQ(tree(term, nullptr), plain);
-  }
+      "abcde  integer  3\ne\u0301      integer  2\n\u6f22\u5b57   integer  1\n";
+  EXPECT_EQ(tree("dumb", nullptr), plain);
+  EXPECT_EQ(tree(nullptr, nullptr), plain);
   EXPECT_EQ(tree("xterm", "1"), plain);
   EXPECT_TRUE(Contains(tree("xterm", ""), "\x1b["));
 }
@@ -224,28 +211,23 @@ TEST_F(OrvikPrefsTest, SaysThatATypeChanges) {
 TEST_F(OrvikPrefsTest, MessagesNameTheStore) {
   const std::string where =
       " (shared scope, domain \"com.orviktech.Registry\", file \"" + File().string() + "\")\n";
-  const std::string command = "orvikprefs: ";
+  const std::string top = "orvikprefs: the domain's top level: not found; ";
   EXPECT_EQ(Prefs("list"), 2);
-  EXPECT_EQ(error_,
-            command + "the domain's top level: not found; the domain has no file yet" + where);
+  EXPECT_EQ(error_, top + "the domain has no file yet" + where);
   Out("set K n v");
   EXPECT_EQ(Prefs("get K m"), 2);
-  EXPECT_EQ(error_, command + "\"m\" in key \"K\": not found" + where);
+  EXPECT_EQ(error_, "orvikprefs: \"m\" in key \"K\": not found" + where);
   for (const char* const line : {"list K/n", "tree K/n", "export K/n", "find v K/n"}) {
-    EXPECT_EQ(Prefs(line), 2);
-    EXPECT_EQ(error_, command + "\"K/n\" is a value, not a key; \"orvikprefs get\" prints it\n");
+    Fails(line, 2, "orvikprefs: \"K/n\" is a value, not a key; \"orvikprefs get\" prints it\n");
   }
   EXPECT_EQ(Prefs("--scope=5 --domain d set ../x n v"), 0);
-  EXPECT_EQ(Prefs("--scope=5 --domain d get x"), 2);
-  EXPECT_TRUE(Contains(error_, "(scope 5, domain \"d\", file \"" +
-                                   (env_.system_root() / "Library/Preferences/.d.plist").string()));
+  Fails("--scope=5 --domain d get x", 2,
+        "(scope 5, domain \"d\", file \"" +
+            (env_.system_root() / "Library/Preferences/.d.plist").string());
   WriteFile(given_, "set K m 1\n");
   WriteFile(File(), "<plist><dict>");
-  for (const std::string& line :
-       {std::string("set K n v"), std::string("list"), "apply " + given_}) {
-    EXPECT_EQ(Prefs(line), 5);
-    EXPECT_TRUE(Contains(
-        error_, "; orvikprefs repair keeps a copy of it and saves what can be read" + where));
+  for (const std::string& line : {std::string("set K n v"), "apply " + given_}) {
+    Fails(line, 5, "; orvikprefs repair keeps a copy of it and saves what can be read" + where);
     EXPECT_EQ(error_.find("given"), std::string::npos);
   }
 }
@@ -258,28 +240,22 @@ TEST_F(OrvikPrefsTest, ReachesElementsOfArrays) {
       {"get K n[1]", 0, "literal\n"},  // a value of this very name
       {"get K n[-2][1]", 0, "3\n"},
       {"get K n[-2] --type", 0, "array\n"},
-      {"get K n[3]", 2, ""},
       {"get K n[0][0]", 2, ""},
-      {"get K n[", 2, ""},
       {"get K n[3] --default none", 0, "none\n"},
-      {"set K n[-1] y", 0, "[1,[2,3],\"y\"]"},
-      {"set K n[-2][0] 4 --int", 0, "[1,[4,3],\"y\"]"},
-      {"set K n[0] 0 --int --insert", 0, "[0,1,[4,3],\"y\"]"},
-      {"set K n[4] z --insert", 0, "[0,1,[4,3],\"y\",\"z\"]"},
-      {"set K n --append true --bool", 0, "[0,1,[4,3],\"y\",\"z\",true]"},
-      {"set K n[2] --append {} --json", 0, "[0,1,[4,3,{}],\"y\",\"z\",true]"},
-      {"delete K n[2][0]", 0, "[0,1,[3,{}],\"y\",\"z\",true]"},
-      {"delete K n[-1]", 0, "[0,1,[3,{}],\"y\",\"z\"]"},
-      {"delete K n[5]", 2, nullptr},
-      {"set K n[6] a --insert", 2, nullptr},
-      {"set K n[9] a", 2, nullptr},
+      {"set K n[-2][0] 4 --int", 0, "[1,[4,3],\"x\"]"},
+      {"set K n[0] 0 --int --insert", 0, "[0,1,[4,3],\"x\"]"},
+      {"set K n[4] z --insert", 0, "[0,1,[4,3],\"x\",\"z\"]"},
+      {"set K n --append true --bool", 0, "[0,1,[4,3],\"x\",\"z\",true]"},
+      {"set K n[2] --append {} --json", 0, "[0,1,[4,3,{}],\"x\",\"z\",true]"},
+      {"delete K n[2][0]", 0, "[0,1,[3,{}],\"x\",\"z\",true]"},
+      {"delete K n[6]", 2, nullptr},
+      {"set K n[7] a --insert", 2, nullptr},
       {"set K n[99999999999999999999] a", 2, nullptr},
       {"set K n[1] --insert a", 1, nullptr},
       {"set K n --insert a", 1, nullptr},
       {"set K n --append --insert a", 1, nullptr},
       {"set K n --append --if-absent a", 1, nullptr},
       {"set K text[0] a", 0, ""},
-      {"set K text[0] --append a", 6, nullptr},
       {"set K fresh --append a", 0, ""},
   };
   for (const auto& [line, status, shown] : kRows) {
@@ -298,29 +274,6 @@ TEST_F(OrvikPrefsTest, ReachesElementsOfArrays) {
   EXPECT_EQ(Out("get K fresh"), "[\"a\"]\n");
 }
 
-TEST_F(OrvikPrefsTest, FindsByPlaceTypeAndPattern) {
-  Out("set A/Sub Count 5 --int");
-  Out("set A name Count");
-  Out("set B count 5");
-  const std::pair<const char*, const char*> kRows[] = {
-      {"find Count", "A/Sub/Count\tinteger\t5\nA/name\tstring\tCount\n"},
-      {"find Count A/Sub", "A/Sub/Count\tinteger\t5\n"},
-      {"find Count --names -i", "A/Sub/Count\tinteger\t5\nB/count\tstring\t5\n"},
-      {"find Count --values", "A/name\tstring\tCount\n"},
-      {"find Count --names --values", "A/Sub/Count\tinteger\t5\nA/name\tstring\tCount\n"},
-      {"find 5 --type integer", "A/Sub/Count\tinteger\t5\n"},
-      {"find '' --type dictionary", "A\tdictionary\t\nA/Sub\tdictionary\t\nB\tdictionary\t\n"},
-      {"find c*t --pattern", "B/count\tstring\t5\n"},
-      {"find c?U* --pattern -i --names B", "B/count\tstring\t5\n"},
-      {"find ? --pattern --names", "A\tdictionary\t\nB\tdictionary\t\n"},
-  };
-  for (const auto& [line, out] : kRows) EXPECT_EQ(Out(line), out) << line;
-  for (const char* line : {"find oun --pattern", "find A/Sub --names B", "find *x*y* --pattern"}) {
-    EXPECT_EQ(Prefs(line), 2) << line;
-  }
-  Fails("find x --type number", 1, "is not a type");
-}
-
 TEST_F(OrvikPrefsTest, WorksAcrossStores) {
   Out("set K n 1 --int");
   Out("set K/L m v");
@@ -332,11 +285,9 @@ TEST_F(OrvikPrefsTest, WorksAcrossStores) {
   EXPECT_EQ(Out("--scope user tree"), "Copy/m\tstring\tv\n");
   EXPECT_EQ(Out("--domain other.domain tree"), "Copy/o\tinteger\t1\n");
   Out("--scope user set K n two");
-  const std::string shared = "shared\t" + File().string() + "\tinteger\t1\n";
-  const std::string user = "user\t" +
-                           (env_.home() / "Library/Preferences" / File().filename()).string() +
-                           "\tstring\ttwo\n";
-  EXPECT_EQ(Out("get K n --show-scope"), shared + user);
+  const std::string file = (env_.home() / "Library/Preferences" / File().filename()).string();
+  const std::string user = "user\t" + file + "\tstring\ttwo\n";
+  EXPECT_EQ(Out("get K n --show-scope"), "shared\t" + File().string() + "\tinteger\t1\n" + user);
   EXPECT_EQ(Out("--scope 3 get K n --show-scope").substr(0, 2), "3\t");
   EXPECT_EQ(Out("--scope user get K n --show-scope"), user);
   EXPECT_EQ(Prefs("get K none --show-scope"), 2);
@@ -352,10 +303,8 @@ TEST_F(OrvikPrefsTest, RenamesCopiesDeletesAndResets) {
   Out("copy Software/Vendor Backup");
   Out("rename Software/Vendor/App Backup --replace");
   EXPECT_EQ(Out("tree"),
-            "Backup/Count\tinteger\t42\n"
-            "Other/Key/Folder\tstring\t/Apps/Größe\n"
-            R"(["Software","Vendor","line\nbreak"])"
-            "\tstring\ta\\tb\n");
+            "Backup/Count\tinteger\t42\nOther/Key/Folder\tstring\t/Apps/Größe\n"
+            "[\"Software\",\"Vendor\",\"line\\nbreak\"]\tstring\ta\\tb\n");
   Out("reset Software");
   Out("reset None/Such");
   Out("delete Other Key --recursive");
@@ -370,14 +319,10 @@ TEST_F(OrvikPrefsTest, RenamesCopiesDeletesAndResets) {
   EXPECT_EQ(Out("--json list"), "[]\n");
 }
 
-TEST_F(OrvikPrefsTest, ExportsAndImportsEveryKindOfValue) {
-  const std::string content =
-      R"({"Other":{"big":18446744073709551615,"data":{"$data":"AAEC"},)"
-      R"("date":{"$date":"2024-05-06T07:08:09Z"},"list":[true,-1,2.5,"x"],)"
-      R"("odd":{"$dictionary":{"$date":"a plain text"}},"real":{"$real":"nan"}}})";
-  WriteFile(given_, content);
+TEST_F(OrvikPrefsTest, ExchangesATreeAndAPartOfIt) {
+  WriteFile(given_, R"({"Other": {"$dictionary": {"$date": "a plain text"}}})");
   Fill();
-  EXPECT_TRUE(Contains(Out("import " + given_ + " --dry-run"), "+\tOther/data\t\t\tdata\tAAEC\n"));
+  EXPECT_EQ(Out("import " + given_ + " --dry-run"), "+\tOther/$date\t\t\tstring\ta plain text\n");
   EXPECT_EQ(Out("list"), "Software\n");
   Out("import " + given_);
   EXPECT_EQ(Out("list"), "Other\nSoftware\n");
@@ -386,16 +331,9 @@ TEST_F(OrvikPrefsTest, ExportsAndImportsEveryKindOfValue) {
   Out("diff " + xml + " --exit-code");
   Out("import " + given_ + " --replace");
   EXPECT_EQ(Prefs("diff " + xml + " --exit-code"), 6);
-  Out("export --format json");
-  out_.erase(std::remove_if(out_.begin(), out_.end(), isspace), out_.end());
-  EXPECT_EQ(std::regex_replace(out_, std::regex("aplaintext"), "a plain text"), content);
-}
-
-TEST_F(OrvikPrefsTest, ExchangesAPartOfATree) {
-  Fill();
+  Out("import " + xml);
   Out("export Software/Vendor/App --format=json -o " + given_);
   EXPECT_EQ(ReadFile(given_), "{\n  \"Count\": 42,\n  \"Path\": \"/Apps/Größe\"\n}\n");
-  Out("diff " + given_ + " Software/Vendor/App --exit-code");
   EXPECT_EQ(Prefs("diff " + given_ + " New/Key --exit-code"), 6);
   EXPECT_EQ(out_, "+\tNew/Key/Count\t\t\tinteger\t42\n+\tNew/Key/Path\t\t\tstring\t/Apps/Größe\n");
   Out("import " + given_ + " New/Key");
@@ -408,7 +346,6 @@ TEST_F(OrvikPrefsTest, ExchangesAPartOfATree) {
             "~\tNew/Key/Path\tstring\t/Apps/Größe\tdictionary\t{\"deep\":1}\n");
   Out("import " + given_ + " New/Key --replace");
   WriteFile(given_, R"({"Path": 1})");
-  Fails("import " + given_ + " New/Key", 6, "--replace-key");
   EXPECT_EQ(Out("import " + given_ + " New/Key --replace-key -n"),
             "~\tNew/Key/Path\tdictionary\t{\"deep\":1}\tinteger\t1\n");
   Out("export New --format json -o /dev/stdout");  // standard output under another name
@@ -420,15 +357,12 @@ TEST_F(OrvikPrefsTest, RefusesWhatIsNoPropertyList) {
       {"{\"a\": 1e400}", "not JSON: line 1, column 7"},
       {R"({"n": {"$data": "AAA A"}})", "from character 4 on"},
       {"<plist>", "neither a property list nor JSON"},
-      {"", "neither a property list nor JSON"},
   };
   for (const auto& [content, message] : kRows) {
     WriteFile(given_, content);
     Fails("import " + given_, 5, message);
     EXPECT_FALSE(fs::exists(File()));
   }
-  Fails("set D n AA=A --data", 1, "from character 3 on");
-  WriteFile(given_, "{}");
   fs::resize_file(given_, std::uintmax_t{1} << 40);
   for (const std::string command : {"import", "diff", "apply"}) {
     Fails(command + " " + given_, 5, "File too large");
@@ -443,7 +377,6 @@ TEST_F(OrvikPrefsTest, NeverOverwritesADamagedFileUnasked) {
   WriteFile(File(), broken);
   Fails("check", 5, ", column ");
   Fails("set A b c", 5, "repair");
-  Fails("list", 5, "");
   Fails("repair --dry-run", 0, "the list breaks off");
   EXPECT_EQ(ReadFile(File()), broken);
   EXPECT_TRUE(Contains(Out("--json repair"), "kept_copy"));
@@ -451,17 +384,15 @@ TEST_F(OrvikPrefsTest, NeverOverwritesADamagedFileUnasked) {
   EXPECT_EQ(Out("get Software/Vendor/App Count"), "42\n");
   Out("check");
   // A file that gives nothing is left alone, too, unless the person says so.
-  for (const char* useless : {"<plist><dict>", "bplist00", "<plist><array/></plist>"}) {
-    WriteFile(File(), useless);
-    for (const char* line : {"repair", "repair -n", "--json repair"}) {
-      Fails(line, 9, "repair --replace");
-      EXPECT_EQ(ReadFile(File()), useless);
-    }
-    Out("repair -n --replace");
-    EXPECT_EQ(ReadFile(File()), useless);
-    EXPECT_TRUE(Contains(Out("repair --replace --backup"), "repaired\t0\t"));
-    Out("check");
+  const std::string useless = "<plist><dict>";
+  WriteFile(File(), useless);
+  for (const char* line : {"repair", "repair -n", "--json repair"}) {
+    Fails(line, 9, "repair --replace");
   }
+  Out("repair -n --replace");
+  EXPECT_EQ(ReadFile(File()), useless);
+  EXPECT_TRUE(Contains(Out("repair --replace --backup"), "repaired\t0\t"));
+  Out("check");
 }
 
 // Whatever a store holds, a terminal shows it and does not obey it.
@@ -469,11 +400,11 @@ TEST_F(OrvikPrefsTest, EscapesWhatWouldActOnATerminal) {
   const std::string acting = "\x1b]0;x\a\x7f\u0085\u202e\u2066\u200f", key = acting + "k";
   Out("set " + key + " " + acting + " " + acting);
   EXPECT_EQ(Out("get " + key + " " + acting), acting + "\n");
-  for (const std::string& line :
-       {std::string("tree"), std::string("list"), "get " + key + " " + acting, "get " + key,
-        std::string("find x"), std::string("export"), std::string("--json tree"),
-        std::string("-z list"), std::string("export --format=json"), "delete A " + acting,
-        "set " + key + "/" + acting + " n v", "delete-key " + key}) {
+  for (const std::string command :
+       {"tree", "list", "get KEY NAME", "get KEY", "find x", "export", "--json tree", "-z list",
+        "export --format=json", "delete A NAME", "set KEY/NAME n v", "delete-key KEY"}) {
+    const std::string line = std::regex_replace(std::regex_replace(command, std::regex("KEY"), key),
+                                                std::regex("NAME"), acting);
     Prefs(line, true);
     for (const char* part : {"\x1b]", "\a", "\x7f", "\u0085", "\u202e", "\u2066", "\u200f"}) {
       EXPECT_EQ((out_ + error_).find(part), std::string::npos) << line << part;
@@ -525,8 +456,7 @@ TEST_F(OrvikPrefsTest, ShowsAndFreesTheLock) {
   record(fs::read_symlink("/proc/self/exe").filename().string());
   Fails("lock --release", 4, ", process " + pid + " of ");
   const auto begin = std::chrono::steady_clock::now();
-  Fails("--timeout 0 set K n v", 4, ", process " + pid + " of ");
-  Fails("--timeout 0.3 set K n w", 4, "");
+  Fails("--timeout 0.3 set K n w", 4, ", process " + pid + " of ");
   const std::chrono::duration<double> waited = std::chrono::steady_clock::now() - begin;
   EXPECT_GE(waited.count(), 0.3);
   EXPECT_LT(waited.count(), 8);
@@ -540,47 +470,33 @@ TEST_F(OrvikPrefsTest, ShowsAndFreesTheLock) {
   const std::string refused = ": the lock's file is not a regular lock file of a trusted user: \"" +
                               file.string() + "\"; move it away";
   Fails("lock", 5, refused);
-  for (const char* const line : {"lock --release", "lock --force", "set K n v"}) {
-    Fails(line, 3, refused);
-  }
+  for (const char* const line : {"lock --force", "set K n v"}) Fails(line, 3, refused);
   EXPECT_TRUE(fs::is_symlink(file));
 }
 
-// A change that is held up shows its process to whoever waits, in every scope.
+// A change that is held up shows its process to whoever waits.
 TEST_F(OrvikPrefsTest, NamesTheProcessThatHoldsTheKernelsLock) {
-  for (const char* name : {"shared", "user", "machine"}) {
-    SCOPED_TRACE(name);
-    const std::string scope = std::string("--scope ") + name + " ";
-    Out(scope + "set K n v");
-    Out(scope + "domains");
-    const fs::path file = out_.substr(out_.find('\t') + 1, out_.rfind('\t') - out_.find('\t') - 1);
-    const int folder = open(file.parent_path().c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
-    OtherProcess holder([&] {
-      struct stat attributes;
-      fstat(folder, &attributes);
-      static host::FolderLock lock;
-      lock = host::FolderLock::Acquire(folder, attributes, 0);
-      if (!lock.held()) abort();
-    });
-    const std::string pid = std::to_string(holder.pid());
-    Fails(scope + "--timeout 0 set K n w", 4, "process " + pid + " of ");
-    EXPECT_TRUE(Contains(error_, ", since 20"));
-    EXPECT_TRUE(Contains(Out(scope + "lock"), "held\t"));
-    EXPECT_TRUE(Contains(out_, "\t" + pid + "\t20"));
-    if (name == std::string("shared")) {
-      Fails(scope + "lock --force", 4, "the record is free, but a process holds the kernel's lock");
-      EXPECT_TRUE(Contains(error_, "process " + pid + " of "));
-      EXPECT_TRUE(Contains(error_, (file.parent_path() / ".orvik.lock").string()));
-    }
-    holder.End();
-    Out(scope + "--timeout 0 set K n w");
-    close(folder);
-  }
-}
-
-TEST_F(OrvikPrefsTest, SaysThatAHolderIsNotKnown) {
   Out("set K n v");
   const fs::path lock = File().parent_path() / ".orvik.lock";
+  OtherProcess holder([&] {
+    const int folder = open(File().parent_path().c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+    struct stat attributes;
+    fstat(folder, &attributes);
+    static host::FolderLock held;
+    held = host::FolderLock::Acquire(folder, attributes, 0);
+    if (!held.held()) abort();
+  });
+  const std::string pid = std::to_string(holder.pid());
+  Fails("--timeout 0 set K n w", 4, "process " + pid + " of ");
+  EXPECT_TRUE(Contains(error_, ", since 20"));
+  EXPECT_TRUE(Contains(Out("lock"), "held\t"));
+  EXPECT_TRUE(Contains(out_, "\t" + pid + "\t20"));
+  Fails("lock --force", 4, "the record is free, but a process holds the kernel's lock");
+  EXPECT_TRUE(Contains(error_, "process " + pid + " of "));
+  EXPECT_TRUE(Contains(error_, lock.string()));
+  holder.End();
+  Out("--timeout 0 set K n w");
+
   chmod(lock.c_str(), 0);
   fs::permissions(env_.folder(), fs::perms(0755));
   const WithoutRootRights user(env_.folder());
@@ -590,16 +506,14 @@ TEST_F(OrvikPrefsTest, SaysThatAHolderIsNotKnown) {
 
 // The main thread of a process may have as little stack as the C library gives any thread.
 TEST_F(OrvikPrefsTest, TheDeepestTreesNeedLittleStack) {
-  constexpr int kDepth = 508, kWrappers = 500;
-  std::string tree, close, wrapped, close_wrapped;
-  for (int i = 0; i < kDepth; ++i) (tree += R"({"a":)", close += '}');
-  for (int i = 0; i < kWrappers; ++i) {
-    (wrapped += R"({"$dictionary":{"$date":)", close_wrapped += "}}");
-  }
-  const fs::path other = env_.folder() / "other", script = env_.folder() / "script";
-  WriteFile(given_, tree + "1" + close);
-  WriteFile(other, wrapped + R"({"x":1})" + close_wrapped);
-  WriteFile(script, "replace \"\" " + tree + "2" + close + "\n");
+  const auto nested = [](int depth, const char* open, const std::string& inner, const char* close) {
+    return Repeated(open, depth) + inner + Repeated(close, depth);
+  };
+  const std::string tree = R"({"a":)", wrapper = R"({"$dictionary":{"$date":)";
+  const std::string other = env_.folder() / "other", script = env_.folder() / "script";
+  WriteFile(given_, nested(508, tree.c_str(), "1", "}"));
+  WriteFile(other, nested(500, wrapper.c_str(), R"({"x":1})", "}}"));
+  WriteFile(script, "replace \"\" " + nested(508, tree.c_str(), "2", "}") + "\n");
   const auto run = [&](const std::string& line) {
     const CommandResult result =
         RunCommand({"sh", "-c", "ulimit -s 256; exec timeout 60 " + program_ + " " + line});
@@ -611,9 +525,9 @@ TEST_F(OrvikPrefsTest, TheDeepestTreesNeedLittleStack) {
     EXPECT_NE(run(line), "") << line;
   }
   EXPECT_EQ(run("diff " + given_), "");
-  EXPECT_NE(run("apply " + script.string()), "");
+  EXPECT_NE(run("apply " + script), "");
   EXPECT_NE(run("diff " + given_), "");
-  run("import --replace " + other.string());
+  run("import --replace " + other);
   EXPECT_EQ(run("--json export -o " + given_), "");
   EXPECT_EQ(run("diff " + given_), "");
 }
@@ -662,6 +576,12 @@ for terminal in (True, False):
             "0 True True\n0 False True\n");
   EXPECT_EQ(RunCommand({"python3", "-c", kScript, program_, "-q"}).out,
             "0 False True\n0 False True\n");
+}
+
+TEST(ValueCircle, EveryTreeComesBackAndEveryLossIsTold) {
+  // More with ORVIK_CIRCLE_TREES in the environment.
+  const char* const trees = std::getenv("ORVIK_CIRCLE_TREES");
+  EXPECT_EQ(FirstFault(trees == nullptr ? 10'000 : std::atoi(trees), 400, CircleFault), "");
 }
 
 }  // namespace
