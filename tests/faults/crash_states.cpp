@@ -18,50 +18,36 @@ namespace {
 // Subsets of more changes are not all made: every beginning, and all but each single one.
 constexpr std::size_t kAllSubsetsOf = 8;
 
-std::string LinkText(const std::string& path) {
-  char text[4096];
-  const ssize_t length = readlink(path.c_str(), text, sizeof text);
-  return length < 0 ? std::string() : std::string(text, static_cast<std::size_t>(length));
-}
-
-CrashEntry EntryOf(const struct stat& info, const std::string& path) {
-  CrashEntry entry{info.st_mode, {}, 0};
-  if (S_ISLNK(info.st_mode)) entry.content = LinkText(path);
-  if (S_ISREG(info.st_mode)) {
-    // Also a file that its mode hides from its owner.
-    const bool is_hidden = (info.st_mode & S_IRUSR) == 0;
-    if (is_hidden) chmod(path.c_str(), info.st_mode | S_IRUSR);
-    std::ifstream file(path, std::ios::binary);
-    entry.content.assign(std::istreambuf_iterator<char>(file), {});
-    if (is_hidden) chmod(path.c_str(), info.st_mode & 07777);
-  }
-  return entry;
-}
-
 // Which of the changes that are not yet on disk are kept: one row for each choice.
 std::vector<std::vector<bool>> Choices(std::size_t count) {
   std::vector<std::vector<bool>> choices;
   if (count <= kAllSubsetsOf) {
     for (unsigned bits = 0; bits < 1U << count; ++bits) {
-      std::vector<bool> kept(count);
-      for (std::size_t i = 0; i < count; ++i) kept[i] = (bits >> i & 1) != 0;
-      choices.push_back(std::move(kept));
+      choices.emplace_back(count);
+      for (std::size_t i = 0; i < count; ++i) choices.back()[i] = (bits >> i & 1) != 0;
     }
     return choices;
   }
   for (std::size_t i = 0; i <= count; ++i) {
-    std::vector<bool> beginning(count);
-    std::fill_n(beginning.begin(), i, true);
-    choices.push_back(std::move(beginning));
+    choices.emplace_back(count);
+    std::fill_n(choices.back().begin(), i, true);
     if (i == count) break;
-    std::vector<bool> all_but_one(count, true);
-    all_but_one[i] = false;
-    choices.push_back(std::move(all_but_one));
+    choices.emplace_back(count, true)[i] = false;
   }
   return choices;
 }
 
 }  // namespace
+
+std::string ContentOf(const std::string& path, mode_t mode) {
+  if (S_ISLNK(mode)) return std::filesystem::read_symlink(path);
+  if (!S_ISREG(mode)) return {};
+  const bool is_hidden = (mode & S_IRUSR) == 0;
+  if (is_hidden) chmod(path.c_str(), (mode & 07777) | S_IRUSR);
+  std::string content = ReadFile(path);
+  if (is_hidden) chmod(path.c_str(), mode & 07777);
+  return content;
+}
 
 CallRecorder::CallRecorder(const std::string& folder) : folder_(folder) {
   Learn(folder_, &names_);
@@ -78,7 +64,7 @@ int CallRecorder::Learn(const std::string& path, Names* names) {
   const auto [known, is_new] = nodes_.try_emplace({info.st_dev, info.st_ino}, next_node_);
   if (is_new) ++next_node_;
   const int node = known->second;
-  CrashEntry entry = EntryOf(info, path);
+  CrashEntry entry{info.st_mode, ContentOf(path, info.st_mode), 0};
   const auto present = entries_.find(node);
   if (present == entries_.end() || present->second != entry) {
     entries_[node] = entry;
@@ -208,7 +194,6 @@ void CallRecorder::AddStates(std::size_t events, std::vector<CrashState>* states
 }
 
 void Build(const CrashState& state, const std::string& folder) {
-  namespace fs = std::filesystem;
   fs::create_directories(folder);
   std::vector<std::pair<std::string, mode_t>> modes;
   std::map<int, std::string> places;

@@ -1,17 +1,6 @@
-// Every state that a loss of power can leave of an operation's files.
-//
-// While a plan has a recorder, the files are looked at after each call that changes something, and
-// each flush is recorded. From the record follows what a POSIX file system may have kept at any
-// moment:
-//
-//   content  the flushed content, the content written since, the first half of that, or as many
-//            zeros
-//   names    a change of a flushed folder is kept; each later change is kept or lost by itself, and
-//            a rename is one change
-//
-// The model is that of the papers on crash consistency (Pillai et al., OSDI 2014; Mohan et al.,
-// OSDI 2018) without the promises that single file systems add. Attributes other than the mode are
-// left out, and the mode is the one that was set last.
+// Every state that a loss of power can leave of an operation's files: the model is described in
+// docs/reliability.md. While a plan has a recorder, the files are looked at after each call that
+// changes something, and each flush is recorded. The mode is the one that was set last.
 #pragma once
 
 #include <sys/types.h>
@@ -70,6 +59,9 @@ class CallRecorder {
   Names names_, first_names_;
   std::vector<Event> events_;
 };
+
+// The content of a file, also of one that its mode hides from its owner; the text of a link.
+std::string ContentOf(const std::string& path, mode_t mode);
 
 // Builds the state in a new folder.
 void Build(const CrashState& state, const std::string& folder);

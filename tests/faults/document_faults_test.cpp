@@ -32,28 +32,24 @@ Reported SaveConfig() {
   return SaveXMLConfigFile(1) ? Reported::kDone : Reported::kFailed;
 }
 
-Reported WriteCompressed() {
+// Writes the piece again and again.
+Reported WriteCompressed(std::string_view piece, int times) {
   const CComPtr<IStream> stream =
       CStreamFactory::CreateWritableCompressedFileStream(PathOf("/stream"));
   if (stream == nullptr) return Reported::kFailed;
-  for (int i = 0; i < 20; ++i) {
-    if (stream->Write("the bytes of the stream\n", 24, nullptr) < 0) return Reported::kFailed;
+  for (int i = 0; i < times; ++i) {
+    const auto size = static_cast<unsigned long>(piece.size());
+    if (stream->Write(piece.data(), size, nullptr) < 0) return Reported::kFailed;
   }
   return FinishStream(stream) == S_OK ? Reported::kDone : Reported::kFailed;
 }
 
 // Bytes that do not shrink reach the file as they are.
-Reported WriteUncompressed() {
-  const CComPtr<IStream> stream =
-      CStreamFactory::CreateWritableCompressedFileStream(PathOf("/stream"));
-  if (stream == nullptr) return Reported::kFailed;
+std::string RandomBytes() {
   std::minstd_rand random(1);
-  for (int i = 0; i < 1'000; ++i) {
-    char bytes[400];
-    for (char& byte : bytes) byte = static_cast<char>(random() >> 8);
-    if (stream->Write(bytes, sizeof bytes, nullptr) < 0) return Reported::kFailed;
-  }
-  return FinishStream(stream) == S_OK ? Reported::kDone : Reported::kFailed;
+  std::string bytes(400'000, '\0');
+  for (char& byte : bytes) byte = static_cast<char>(random() >> 8);
+  return bytes;
 }
 
 Reported WriteXml() {
@@ -126,8 +122,10 @@ OperationTable Operations() {
   Operation& wrong = add("configuration, wrong file", With("/config.xml", "x"), SaveConfig);
   wrong.steps = Steps::kAlways;
   wrong.also = IsDiscarded;
-  add("compressed stream", With("/stream", "old"), WriteCompressed);
-  add("compressed stream, uncompressed", With("/stream", "old"), WriteUncompressed);
+  add("compressed stream", With("/stream", "old"),
+      [] { return WriteCompressed("the bytes of the stream\n", 20); });
+  add("compressed stream, uncompressed", With("/stream", "old"),
+      [bytes = RandomBytes()] { return WriteCompressed(bytes, 1); });
   add("XML writer", nothing, WriteXml).also = IsBeginning;
   add("property file", With("/p.plist", "old"), WritePropertyFile);
   Operation& installer = add("postflight", WithAnotherValue, RunInstaller);

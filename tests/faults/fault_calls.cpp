@@ -26,14 +26,7 @@
 
 namespace {
 
-using orvik::test::ArmedPlan;
-using orvik::test::Call;
-using orvik::test::CallRecorder;
-using orvik::test::Fault;
-using orvik::test::Judge;
-using orvik::test::Record;
-using orvik::test::Verdict;
-using orvik::test::Volume;
+using namespace orvik::test;
 
 template <typename Function>
 Function* Next(const char* symbol) {
@@ -57,6 +50,15 @@ bool IsOn(Volume volume) {
 }
 bool IsPlain() {
   return IsOn(Volume::kPlain) || IsOn(Volume::kBare);
+}
+
+template <typename... Arguments>
+int PassFlush(const char* symbol, int file, void (CallRecorder::*flushed)(Arguments...),
+              Arguments... what) {
+  if (ArmedPlan() == nullptr) return Next<int(int)>(symbol)(file);
+  if (Fails(Call::kFlush)) return -1;
+  Record([&](CallRecorder& recorder) { (recorder.*flushed)(what...); });
+  return 0;
 }
 
 // Whether the owner of the file lacks the right.
@@ -104,13 +106,8 @@ ssize_t PassWrite(const char* symbol, int file, const void* bytes, size_t count,
   const auto next = Next<ssize_t(int, const void*, size_t, Arguments...)>(symbol);
   if (ArmedPlan() == nullptr || file <= STDERR_FILENO) return next(file, bytes, count, offset...);
   const Verdict verdict = Judge(Call::kWrite);
-  if (verdict.error != 0) {
-    errno = verdict.error;
-    return -1;
-  }
-  if (!verdict.short_write) {
-    return Noted(next(file, bytes, count, offset...));
-  }
+  if (verdict.error != 0) return errno = verdict.error, -1;
+  if (!verdict.short_write) return Noted(next(file, bytes, count, offset...));
   const ssize_t done = next(file, bytes, (count + 1) / 2, offset...);
   if (ArmedPlan()->fault == Fault::kKill) kill(getpid(), SIGKILL);
   return done;
@@ -191,16 +188,10 @@ int fallocate(int file, int mode, off64_t at, off64_t size) {
 
 // What is flushed is of no interest to a test, and takes long.
 int fsync(int file) {
-  if (ArmedPlan() == nullptr) return Next<int(int)>("fsync")(file);
-  if (Fails(Call::kFlush)) return -1;
-  Record([file](CallRecorder& recorder) { recorder.Flushed(file); });
-  return 0;
+  return PassFlush("fsync", file, &CallRecorder::Flushed, file);
 }
 int syncfs(int file) noexcept {
-  if (ArmedPlan() == nullptr) return Next<int(int)>("syncfs")(file);
-  if (Fails(Call::kFlush)) return -1;
-  Record([](CallRecorder& recorder) { recorder.FlushedAll(); });
-  return 0;
+  return PassFlush("syncfs", file, &CallRecorder::FlushedAll);
 }
 
 int flock(int file, int operation) noexcept {
@@ -228,9 +219,6 @@ long syscall(long number, ...) noexcept {
                                           values[4], values[5]);
 }
 
-int rename(const char* from, const char* to) noexcept {
-  return Noted(Pass(Call::kRename, "rename", from, to));
-}
 int renameat(int from, const char* from_name, int to, const char* to_name) noexcept {
   return Noted(Pass(Call::kRename, "renameat", from, from_name, to, to_name));
 }
@@ -249,9 +237,6 @@ int linkat(int from, const char* from_name, int to, const char* to_name, int fla
 int symlinkat(const char* text, int folder, const char* name) noexcept {
   if (IsOn(Volume::kBare)) return errno = EPERM, -1;
   return Noted(Pass(Call::kMake, "symlinkat", text, folder, name));
-}
-int mkdir(const char* path, mode_t mode) noexcept {
-  return Noted(Pass(Call::kMake, "mkdir", path, mode));
 }
 int mkdirat(int folder, const char* name, mode_t mode) noexcept {
   return Noted(Pass(Call::kMake, "mkdirat", folder, name, mode));
@@ -283,14 +268,12 @@ const char* __lsan_default_suppressions() {
 void* malloc(size_t size) noexcept {
   static void* (*next)(size_t);
   if (next == nullptr) next = Next<void*(size_t)>("malloc");
-  if (orvik::test::AllocationFails()) return errno = ENOMEM, nullptr;
-  return next(size);
+  return AllocationFails() ? errno = ENOMEM, nullptr : next(size);
 }
 void* realloc(void* block, size_t size) noexcept {
   static void* (*next)(void*, size_t);
   if (next == nullptr) next = Next<void*(void*, size_t)>("realloc");
-  if (orvik::test::AllocationFails()) return errno = ENOMEM, nullptr;
-  return next(block, size);
+  return AllocationFails() ? errno = ENOMEM, nullptr : next(block, size);
 }
 
 // libstdc++ and others call these by their other names.
@@ -308,29 +291,32 @@ constexpr bool kLongSizes = std::is_same_v<std::size_t, unsigned long>;
 
 // The sanitizer's or the library's own operators do the work, so that what checks them still does.
 // The library's calls malloc, which is no second allocation.
+template <typename... Tag>
+void* PassNew(void* (*next)(std::size_t, Tag...), std::size_t size, Tag... tag) {
+  if (AllocationFails()) {
+    if constexpr (sizeof...(Tag) > 0) return nullptr;
+    throw std::bad_alloc();
+  }
+  const Paused paused;
+  return next(size, tag...);
+}
+
+using Quiet = const std::nothrow_t&;
 void* operator new(std::size_t size) {
   static auto* const next = Next<void*(std::size_t)>(kLongSizes ? "_Znwm" : "_Znwj");
-  if (orvik::test::AllocationFails()) throw std::bad_alloc();
-  const orvik::test::Paused paused;
-  return next(size);
+  return PassNew<>(next, size);
 }
 void* operator new[](std::size_t size) {
   static auto* const next = Next<void*(std::size_t)>(kLongSizes ? "_Znam" : "_Znaj");
-  if (orvik::test::AllocationFails()) throw std::bad_alloc();
-  const orvik::test::Paused paused;
-  return next(size);
+  return PassNew<>(next, size);
 }
-void* operator new(std::size_t size, const std::nothrow_t& tag) noexcept {
-  static auto* const next = Next<void*(std::size_t, const std::nothrow_t&)>(
-      kLongSizes ? "_ZnwmRKSt9nothrow_t" : "_ZnwjRKSt9nothrow_t");
-  if (orvik::test::AllocationFails()) return nullptr;
-  const orvik::test::Paused paused;
-  return next(size, tag);
+void* operator new(std::size_t size, Quiet tag) noexcept {
+  static auto* const next =
+      Next<void*(std::size_t, Quiet)>(kLongSizes ? "_ZnwmRKSt9nothrow_t" : "_ZnwjRKSt9nothrow_t");
+  return PassNew<Quiet>(next, size, tag);
 }
-void* operator new[](std::size_t size, const std::nothrow_t& tag) noexcept {
-  static auto* const next = Next<void*(std::size_t, const std::nothrow_t&)>(
-      kLongSizes ? "_ZnamRKSt9nothrow_t" : "_ZnajRKSt9nothrow_t");
-  if (orvik::test::AllocationFails()) return nullptr;
-  const orvik::test::Paused paused;
-  return next(size, tag);
+void* operator new[](std::size_t size, Quiet tag) noexcept {
+  static auto* const next =
+      Next<void*(std::size_t, Quiet)>(kLongSizes ? "_ZnamRKSt9nothrow_t" : "_ZnajRKSt9nothrow_t");
+  return PassNew<Quiet>(next, size, tag);
 }

@@ -11,9 +11,7 @@
 namespace orvik::test {
 namespace {
 
-namespace fs = std::filesystem;
-
-constexpr char kContent[] = "the content of the source\n";
+constexpr char kContent[] = "the-content-of-the-source";
 constexpr int kMovedFiles = 2;
 constexpr char16_t kUrl[] = u"http://www.example.com/page";
 
@@ -47,22 +45,16 @@ Reported Transfer(const char* from, const std::string& to, BOOL move) {
   return TheProgress() != nullptr ? FromResult(result) : Reported::kNothing;
 }
 
-void MakeSource() {
-  WriteFile(InHome("/source"), kContent);
+// The entries are below the home.
+std::function<void()> With(const char* entries) {
+  return [=] { Plant(InHome(""), entries); };
 }
-void MakeBoth() {
-  MakeSource();
-  WriteFile(InHome("/target"), "old\n");
-}
-void MakeTree() {
-  WriteFile(InHome("/tree/a"), "file a");
-  WriteFile(InHome("/tree/sub/b"), "file b");
-}
+constexpr char kTree[] = "tree/a=file-a tree/sub/b=file-b";
 
 // With or without its mode.
 bool IsWhole(const std::string&, const std::string* content) {
   return content != nullptr &&
-         (*content == kContent || *content == "file a" || *content == "file b");
+         (*content == kContent || *content == "file-a" || *content == "file-b");
 }
 
 // A file of a copied tree is missing or whole.
@@ -83,12 +75,9 @@ std::string FaultOfMove(const Snapshot& files) {
 
 // Each file is here or there, whole.
 std::string FaultOfMergingMove(const Snapshot& files) {
-  for (const char* name : {"a", "sub/b"}) {
-    if (files.count("root/to/" + std::string(name)) +
-            files.count("home/tree/" + std::string(name)) ==
-        0) {
-      return "loses a file";
-    }
+  for (const std::string name : {"a", "sub/b"}) {
+    if (!files.contains("root/to/" + name) && !files.contains("home/tree/" + name))
+      return "loses a";
   }
   return "";
 }
@@ -107,59 +96,53 @@ bool IsInTrash(const std::string& path, const std::string* content) {
 
 OperationTable Operations() {
   OperationTable add;
-  const auto nothing = [] {};
+  const auto nothing = With(""), source = With("source=the-content-of-the-source"),
+             both = With("source=the-content-of-the-source target=old"), tree = With(kTree);
   const auto shortcut = [] {
     return FromResult(CFileManipulator::CreateShortcut(FilePath("/s"), FilePath("/source")));
   };
   add("shortcut", nothing, shortcut);
-  add(
-      "shortcut over another", [] { WriteFile(InHome("/s"), "old"); }, shortcut);
+  add("shortcut over another", With("s=old"), shortcut);
   add("Internet shortcut", nothing,
       [] { return FromResult(CFileManipulator::CreateURLShortcut(kUrl, FilePath("/s.url"))); });
-  const auto copy = [] {
-    return FromBool(CFileManipulator::CopyFileTo(FilePath("/source"), FilePath("/target"), FALSE,
-                                                 nullptr, TheProgress()));
+  const auto copy = [](BOOL fail_if_exists) {
+    return [=] {
+      return FromBool(CFileManipulator::CopyFileTo(FilePath("/source"), FilePath("/target"),
+                                                   fail_if_exists, nullptr, TheProgress()));
+    };
   };
-  add("copy", MakeSource, copy);
-  add("copy over another", MakeBoth, copy);
-  add("copy over another, plain volume", MakeBoth, copy).volume = Volume::kPlain;
-  add("copy, volume without unnamed files", MakeSource, copy).volume = Volume::kNamed;
+  add("copy", source, copy(FALSE));
+  add("copy over another", both, copy(FALSE));
+  add("copy over another, plain volume", both, copy(FALSE)).volume = Volume::kPlain;
+  add("copy, volume without unnamed files", source, copy(FALSE)).volume = Volume::kNamed;
   add.back().fault = FaultOfNames;
-  add("copy where nothing may be, plain volume", MakeSource, [] {
-    return FromBool(CFileManipulator::CopyFileTo(FilePath("/source"), FilePath("/target"), TRUE));
-  }).volume = Volume::kPlain;
-  const auto link_and_file = [] {
-    fs::create_symlink("nowhere", InHome("/source"));
-    WriteFile(InHome("/target"), "old\n");
-  };
-  add("copy of a link over a file", link_and_file, copy).leftovers = {"home/.target.orvik-*/*"};
+  add("copy where nothing may be, plain volume", source, copy(TRUE)).volume = Volume::kPlain;
+  add("copy of a link over a file", With("source->nowhere target=old"), copy(FALSE)).leftovers = {
+      "home/.target.orvik-*/*"};
   const auto copy_tree = [] { return Transfer("/tree", InHome("/to"), FALSE); };
-  Operation& tree = add("folder copy", MakeTree, copy_tree);
-  tree.steps = Steps::kAlways;
-  tree.also = IsWholeOrGone;
-  const auto large_and_target = [] {
-    MakeBoth();
+  add("folder copy", tree, copy_tree).also = IsWholeOrGone;
+  add.back().steps = Steps::kAlways;
+  const auto large_and_target = [=] {
+    both();
     WriteFile(InHome("/source"), std::string(9 << 20, 'x'));
   };
-  add("copy of a large file over another", large_and_target, copy).only_stops = true;
-  const auto large_in_tree = [] {
-    MakeTree();
+  add("copy of a large file over another", large_and_target, copy(FALSE)).only_stops = true;
+  const auto large_in_tree = [=] {
+    tree();
     WriteFile(InHome("/tree/large"), std::string(9 << 20, 'b'));
-    for (const char* name : {"a", "sub/b", "large"}) WriteFile(InHome("/to/") + name, "old");
+    Plant(InHome("/to"), "a=old sub/b=old large=old");
   };
-  Operation& over_another =
-      add("folder copy over another with a large file", large_in_tree, copy_tree);
-  over_another.steps = Steps::kAlways;
-  over_another.only_stops = true;
+  add("folder copy over another with a large file", large_in_tree, copy_tree).only_stops = true;
+  add.back().steps = Steps::kAlways;
   // So many that a second thread helps.
   const auto many_files = [] {
-    for (int i = 0; i < 240; ++i) WriteFile(InHome("/tree/") + std::to_string(i), "file a");
+    for (int i = 0; i < 240; ++i) WriteFile(InHome("/tree/") + std::to_string(i), "file-a");
   };
   Operation& many = add("folder copy on two threads", many_files, copy_tree);
   many.steps = Steps::kAlways;
   many.only_stops = true;
   many.stride = 97;
-  Operation& moved_files = add("folder move to another volume", MakeTree,
+  Operation& moved_files = add("folder move to another volume", tree,
                                [] { return Transfer("/tree", InRoot("/to"), TRUE); });
   moved_files.volume = Volume::kOther;
   moved_files.steps = Steps::kAlways;
@@ -167,40 +150,36 @@ OperationTable Operations() {
   moved_files.fault = FaultOfMergingMove;
   // A file that was copied when the process was killed stays beside its copy.
   moved_files.repeats = false;
-  Operation& removed = add("folder removal", MakeTree, [] {
-    TreeReport report;
-    const BOOL done = CDirectoryManipulator::RemoveDirectoryAndContents(FolderPath("/tree"),
-                                                                        &report, TheProgress());
-    return FromBool(done != FALSE && report.failed == 0);
-  });
-  removed.steps = Steps::kAlways;
-  Operation& emptied = add("removal of files", MakeTree, [] {
+  add("folder removal", tree, [] {
+    return FromBool(CDirectoryManipulator::RemoveDirectoryAndContents(FolderPath("/tree"), nullptr,
+                                                                      TheProgress()));
+  }).steps = Steps::kAlways;
+  add("removal of files", tree, [] {
     return FromBool(CDirectoryManipulator::RemoveFilesFromDirectory(FolderPath("/tree"), u"*",
                                                                     nullptr, TheProgress()));
-  });
-  emptied.steps = Steps::kAlways;
-  add("move", MakeSource, [] {
-    return FromBool(CFileManipulator::MoveFileTo(FilePath("/source"), FilePath("/target")));
-  });
-  Operation& moved = add("move to another volume", MakeTree, [] {
-    return FromBool(CFileManipulator::MoveFileTo(
-        FilePath("/tree"), COrvikFilePath(Wide(InRoot("/to"))), nullptr, TheProgress()));
-  });
+  }).steps = Steps::kAlways;
+  const auto move = [](const char* from, auto to) {
+    return [=] {
+      const COrvikFilePath target(Wide(to()));
+      return FromBool(CFileManipulator::MoveFileTo(FilePath(from), target, nullptr, TheProgress()));
+    };
+  };
+  add("move", source, move("/source", [] { return InHome("/target"); }));
+  Operation& moved =
+      add("move to another volume", tree, move("/tree", [] { return InRoot("/to"); }));
   moved.volume = Volume::kOther;
   moved.steps = Steps::kAlways;
   moved.also = IsWhole;
   moved.fault = FaultOfMove;
   moved.leftovers = {"root/.to.orvik-*/*"};
   moved.repeats = false;  // what is there is not replaced
-  Operation& moved_file = add("file move to another volume", MakeSource, [] {
-    return FromBool(CFileManipulator::MoveFileTo(
-        FilePath("/source"), COrvikFilePath(Wide(InRoot("/target"))), nullptr, TheProgress()));
-  });
+  Operation& moved_file =
+      add("file move to another volume", source, move("/source", [] { return InRoot("/target"); }));
   moved_file.volume = Volume::kOther;
   moved_file.steps = Steps::kAlways;
   moved_file.also = IsWhole;
   moved_file.repeats = false;
-  Operation& trash = add("delete to the trash", MakeSource, [] {
+  Operation& trash = add("delete to the trash", source, [] {
     // Where no trash can be had it is deleted outright, which is a success.
     const BOOL done = CFileManipulator::DeleteFile(FilePath("/source"), FALSE, TRUE);
     return done != FALSE ? Reported::kNothing : Reported::kFailed;
@@ -208,16 +187,15 @@ OperationTable Operations() {
   trash.steps = Steps::kAlways;
   trash.also = IsInTrash;
   trash.repeats = false;
-  add("delete", MakeSource, [] {
-    return FromBool(
-        CFileManipulator::DeleteFile(FilePath("/source"), FALSE, FALSE, nullptr, TheProgress()));
-  });
-  Operation& deleted = add("delete of a folder", MakeTree, [] {
-    return FromBool(
-        CFileManipulator::DeleteFile(FilePath("/tree"), FALSE, FALSE, nullptr, TheProgress()));
-  });
-  deleted.steps = Steps::kAlways;
-  add("checksum", MakeSource, [] {
+  const auto remove = [](const char* name) {
+    return [=] {
+      return FromBool(
+          CFileManipulator::DeleteFile(FilePath(name), FALSE, FALSE, nullptr, TheProgress()));
+    };
+  };
+  add("delete", source, remove("/source"));
+  add("delete of a folder", tree, remove("/tree")).steps = Steps::kAlways;
+  add("checksum", source, [] {
     static const std::uint32_t expected = CalculateCRC32(
         reinterpret_cast<const unsigned char*>(kContent), static_cast<long>(sizeof kContent) - 1);
     std::uint32_t checksum = 77;
@@ -225,7 +203,7 @@ OperationTable Operations() {
     if (checksum != (done != FALSE ? expected : 77u)) ReportFault("gives a wrong checksum");
     return FromBool(done);
   });
-  add("listing", MakeTree, [] {
+  add("listing", tree, [] {
     CAtlArray<COrvikDirectoryPath> folders;
     CAtlArray<COrvikFilePath> files;
     TreeReport report;
@@ -235,13 +213,11 @@ OperationTable Operations() {
     if (status == 0 && files.GetCount() != 1) ReportFault("misses a file");
     return FromBool(report.failures.empty() && status == 0 ? TRUE : FALSE);
   });
-  add(
-      "temporary name", [] { WriteFile(InTemp("/abc1"), "taken"); },
-      [] {
-        char16_t name[MAX_PATH] = {};
-        GetTempFileName(Wide(InTemp("")), u"abc", 1, name);
-        return Reported::kNothing;
-      });
+  add("temporary name", With("../tmp/abc1"), [] {
+    char16_t name[MAX_PATH] = {};
+    GetTempFileName(Wide(InTemp("")), u"abc", 1, name);
+    return Reported::kNothing;
+  });
   return add;
 }
 

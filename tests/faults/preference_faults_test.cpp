@@ -19,8 +19,6 @@
 namespace orvik::test {
 namespace {
 
-namespace fs = std::filesystem;
-
 constexpr char kSound[] =
     "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<plist version=\"1.0\"><dict>"
     "<key>A</key><dict><key>text</key><string>old</string></dict>"

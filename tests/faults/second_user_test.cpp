@@ -42,60 +42,49 @@ bool WriteStream(CComPtr<IStream> stream) {
   return stream && stream->Write("new", 3, nullptr) == S_OK && FinishStream(stream) == S_OK;
 }
 
+bool WritePieces(const std::string& path) {
+  host::FileReplacement file;
+  return file.Open(path, getenv("TMPDIR")) == 0 && file.Write("new") == 0 && file.Commit() == 0;
+}
+
+bool Export(const std::string& path) {
+  const char* const words[] = {"orvikprefs", "export", "-o", path.c_str()};
+  return prefstool::Run(4, words, false, std::cout, std::cerr) == 0;
+}
+
+bool SaveConfiguration(const std::string& path) {
+  return SetXMLConfig(1, PathOf(path)) && WriteXMLConfigInt(1, "A", "v", 1) && SaveXMLConfigFile(1);
+}
+
 // Writes "new" into the file at the path: whether that is reported as done.
+using Path = const std::string&;
 struct Writer {
   std::string name;
-  std::function<bool(const std::string& path)> write;
+  std::function<bool(Path path)> write;
   bool keeps_existing = false;  // takes any existing entry for its own, and does nothing
 };
 
+constexpr host::ReplaceOptions kInPlace{.present = host::Present::kWriteInto};
+using Files = CFileManipulator;
+using Streams = CStreamFactory;
 const Writer kWriters[] = {
-    {"replacement",
-     [](const std::string& path) { return host::ReplaceFile(path, "new").error == 0; }},
-    {"writing in place",
-     [](const std::string& path) {
-       return host::ReplaceFile(path, "new", {.present = host::Present::kWriteInto}).error == 0;
-     }},
-    {"replacement piece by piece",
-     [](const std::string& path) {
-       host::FileReplacement file;
-       return file.Open(path, getenv("TMPDIR")) == 0 && file.Write("new") == 0 &&
-              file.Commit() == 0;
-     }},
-    {"export",
-     [](const std::string& path) {
-       const char* const words[] = {"orvikprefs", "export", "-o", path.c_str()};
-       return prefstool::Run(4, words, false, std::cout, std::cerr) == 0;
-     }},
-    {"configuration",
-     [](const std::string& path) {
-       return SetXMLConfig(1, PathOf(path)) && WriteXMLConfigInt(1, "A", "v", 1) &&
-              SaveXMLConfigFile(1);
-     }},
+    {"replacement", [](Path path) { return host::ReplaceFile(path, "new").error == 0; }},
+    {"in place", [](Path path) { return host::ReplaceFile(path, "new", kInPlace).error == 0; }},
+    {"replacement piece by piece", WritePieces},
+    {"export", Export},
+    {"configuration", SaveConfiguration},
     {"shortcut",
-     [](const std::string& path) {
-       return CFileManipulator::CreateShortcut(PathOf(path), PathOf("/new")) == S_OK;
-     }},
+     [](Path path) { return Files::CreateShortcut(PathOf(path), PathOf("/n")) == S_OK; }},
     {"internet shortcut",
-     [](const std::string& path) {
-       return CFileManipulator::CreateURLShortcut("http://new/", PathOf(path)) == S_OK;
-     },
-     true},
-    {"text",
-     [](const std::string& path) {
-       return CFileManipulator::WriteAsciiStringToFile(PathOf(path), "new", 3) == S_OK;
-     }},
+     [](Path path) { return Files::CreateURLShortcut("http://new/", PathOf(path)) == S_OK; }, true},
+    {"text", [](Path path) { return Files::WriteAsciiStringToFile(PathOf(path), "n", 1) == S_OK; }},
     {"stream",
-     [](const std::string& path) {
-       return WriteStream(CStreamFactory::CreateWritableFileStream(PathOf(path)));
-     }},
+     [](Path path) { return WriteStream(Streams::CreateWritableFileStream(PathOf(path))); }},
     {"compressed stream",
-     [](const std::string& path) {
-       return WriteStream(CStreamFactory::CreateWritableCompressedFileStream(PathOf(path)));
+     [](Path path) {
+       return WriteStream(Streams::CreateWritableCompressedFileStream(PathOf(path)));
      }},
-    {"Base64",
-     [](const std::string& path) { return decode64ToFile(PathOf(path), "bmV3", 4) == S_OK; }},
-};
+    {"Base64", [](Path path) { return decode64ToFile(PathOf(path), "bmV3", 4) == S_OK; }}};
 
 // What the other user has put into a folder that everyone may write.
 struct Trap {
@@ -183,78 +172,38 @@ void PutLink(const char* target, const char* name) {
   if (symlink(target, "attack") == 0 && rename("attack", name) != 0) unlink("attack");
 }
 
+void PutFile(const char* name, mode_t mode) {
+  if (mknod("attack", S_IFREG | mode, 0) == 0) rename("attack", name);
+}
+
+// For a moment a link has the folder's name.
+void SwapWithLink(const char* folder, const char* target, const char* away = "away") {
+  rename(folder, away);
+  PutLink(target, folder);
+  unlink(folder);
+  rename(away, folder);
+}
+
 // "way" is a folder or a link to root's; "out" in it a file, a link to root's file, or missing.
 void SwapLinks() {
   PutLink("../../safe/victim", "way/out");
-  if (mknod("attack", S_IFREG | 0666, 0) == 0) rename("attack", "way/out");
-  rename("way", "away");
-  PutLink("../safe", "way");
-  unlink("way");
-  rename("away", "way");
+  PutFile("way/out", 0666);
+  SwapWithLink("way", "../safe");
   PutLink("../../safe/new", "way/out");
   unlink("way/out");
 }
 
-// Runs a command of the program on a store in the home "way", or whose lock is there.
-void RunInHome(const Words& command, const char* scope = "user") {
-  setenv("HOME", (fs::current_path() / "way").c_str(), 1);
-  std::vector<const char*> words = {"orvikprefs", "--scope", scope, "--timeout", "0"};
-  for (const std::string& word : command) words.push_back(word.c_str());
-  std::ostringstream out;
-  prefstool::Run(static_cast<int>(words.size()), words.data(), false, out, out);
-}
-
-void Set() {
-  RunInHome({"set", "K", "n", "v"});
-}
-
-// The record of the lock and the file of the folder's lock are in the home.
-void SetShared() {
-  RunInHome({"set", "K", "n", "v"}, "shared");
-  RunInHome({"lock", "--release"}, "shared");
-  RunInHome({"lock", "--force"}, "shared");
-}
-
-// Every command that changes the store, one after another.
-void ChangeStore() {
-  static int turn = 0;
-  static const Words kCommands[] = {
-      {"set", "K", "n", "v"},
-      {"set", "K", "list", "[1]", "--json"},
-      {"set", "K", "list", "2", "--int", "--append"},
-      {"copy", "K", "L", "--replace"},
-      {"rename", "K", "n", "K", "m", "--replace"},
-      {"import", "../safe/changes.json"},
-      {"apply", "../safe/script"},
-      {"edit"},
-      {"delete", "K", "m"},
-      {"reset", "L"},
-      {"repair"},
-      {"repair", "--replace"},
-      {"delete-key", "K", "-r"},
-      {"lock", "--release"},
-      {"lock", "--force"},
+// Runs commands of the program, one each turn, on a store in the home "way", or whose lock is
+// there.
+std::function<void()> Commands(const char* scope, const char* all) {
+  return [=, lines = Split(all, ';'), turn = 0u]() mutable {
+    setenv("HOME", (fs::current_path() / "way").c_str(), 1);
+    const Words line = Split(lines[turn++ % lines.size()]);
+    std::vector<const char*> words = {"orvikprefs", "--scope", scope, "--timeout", "0"};
+    for (const std::string& word : line) words.push_back(word.c_str());
+    std::ostringstream out;
+    prefstool::Run(static_cast<int>(words.size()), words.data(), false, out, out);
   };
-  RunInHome(kCommands[turn++ % std::size(kCommands)]);
-}
-
-// Every command that only reads it.
-void ReadStore() {
-  static int turn = 0;
-  static const Words kCommands[] = {{"get", "K"},
-                                    {"list"},
-                                    {"tree"},
-                                    {"find", "v"},
-                                    {"export"},
-                                    {"check"},
-                                    {"export", "--format", "json"},
-                                    {"where"},
-                                    {"domains"},
-                                    {"lock"},
-                                    {"repair", "-n"},
-                                    {"diff", "../safe/changes.json"},
-                                    {"complete", "--", "get", ""}};
-  RunInHome(kCommands[turn++ % std::size(kCommands)]);
 }
 
 void Install() {
@@ -278,87 +227,58 @@ void SwapHome() {
     rename(secret.c_str(), file.c_str());
     rename(file.c_str(), secret.c_str());
   }
-  rename("way/Library", "way/away");
-  PutLink("../../safe", "way/Library");
-  unlink("way/Library");
-  rename("way/away", "way/Library");
-  rename("way", "away");
-  PutLink("../safe", "way");
-  unlink("way");
-  rename("away", "way");
+  SwapWithLink("way/Library", "../../safe", "way/away");
+  SwapWithLink("way", "../safe");
 }
 
-// "tree" holds a folder "a" and a file "f", either of which may be a link to root's, in "copy",
-// too.
+// "tree" and "copy" hold a folder "a" and a file "f", either of which may be a link to root's.
 void SwapEntries() {
-  for (const char* const top : {"tree", "copy"}) {
-    mkdir(top, 0777);
-    const std::string folder = std::string(top) + "/a", file = std::string(top) + "/f";
-    mkdir(folder.c_str(), 0777);
-    const std::string inner = folder + "/victim";
-    if (mknod("attack", S_IFREG | 0666, 0) == 0) rename("attack", inner.c_str());
-    rename(folder.c_str(), "away");
-    PutLink("../../safe", folder.c_str());
-    unlink(folder.c_str());
-    rename("away", folder.c_str());
-    if (mknod("attack", S_IFREG | 0444, 0) == 0) rename("attack", file.c_str());
-    PutLink("../../safe/victim", file.c_str());
-    PutLink("../../safe/new", file.c_str());
+  for (const std::string top : {"tree", "copy"}) {
+    mkdir(top.c_str(), 0777);
+    mkdir((top + "/a").c_str(), 0777);
+    PutFile((top + "/a/victim").c_str(), 0666);
+    SwapWithLink((top + "/a").c_str(), "../../safe");
+    PutFile((top + "/f").c_str(), 0444);
+    PutLink("../../safe/victim", (top + "/f").c_str());
+    PutLink("../../safe/new", (top + "/f").c_str());
   }
 }
 
+using Folders = CDirectoryManipulator;
 COrvikDirectoryPath FolderOf(const char* name) {
   return COrvikDirectoryPath(CAtlString((fs::current_path() / name).c_str()));
 }
 
-const Race kTreeRaces[] = {
-    {"copy of a tree",
-     [] {
-       [[maybe_unused]] const HRESULT result = CDirectoryManipulator::RecursivelyCopyDirectory(
-           FolderOf("tree"), FolderOf("copy"), FALSE);
-     },
-     SwapEntries},
-    {"move of a tree",
-     [] {
-       [[maybe_unused]] const HRESULT result = CDirectoryManipulator::RecursivelyCopyDirectory(
-           FolderOf("tree"), FolderOf("copy"), TRUE);
-     },
-     SwapEntries},
-    {"removal of a tree",
-     [] { CDirectoryManipulator::RemoveDirectoryAndContents(FolderOf("tree")); }, SwapEntries},
-    {"emptying a folder",
-     [] {
-       CDirectoryManipulator::RemoveFilesFromDirectory(FolderOf("tree"), u"*");
-       CDirectoryManipulator::RemoveAllFilesAndSubDirectories(FolderOf("copy"));
-     },
-     SwapEntries},
-    {"trash",
-     [] {
-       CFileManipulator::DeleteFile(PathOf("tree/a"), FALSE, TRUE);
-       CFileManipulator::DeleteFile(PathOf("tree/f"), FALSE, TRUE);
-     },
-     SwapEntries},
-    {"copies of files",
-     [] {
-       [[maybe_unused]] BOOL is_done = CopyFile(u"tree/f", u"copy/f", FALSE);
-       is_done = CFileManipulator::CopyFileTo(PathOf("tree/f"), PathOf("copy/g"), FALSE);
-     },
-     SwapEntries},
-    {"moves of files",
-     [] {
-       [[maybe_unused]] BOOL is_done = MoveFile(u"tree/f", u"copy/g");
-       is_done = MoveFile(u"copy/g", u"tree/h");
-       DeleteFile(u"tree/h");
-     },
-     SwapEntries},
-    {"attributes",
-     [] {
-       for (const DWORD attributes : {FILE_ATTRIBUTE_READONLY, FILE_ATTRIBUTE_NORMAL}) {
-         SetFileAttributes(u"tree/f", attributes);
-       }
-     },
-     SwapEntries},
-};
+std::function<void()> CopyTree(BOOL moves) {
+  return [=] {
+    static_cast<void>(Folders::RecursivelyCopyDirectory(FolderOf("tree"), FolderOf("copy"), moves));
+  };
+}
+
+void EmptyFolders() {
+  Folders::RemoveFilesFromDirectory(FolderOf("tree"), u"*");
+  Folders::RemoveAllFilesAndSubDirectories(FolderOf("copy"));
+}
+
+void ThrowAway() {
+  for (const char* name : {"tree/a", "tree/f"}) Files::DeleteFile(PathOf(name), FALSE, TRUE);
+}
+
+void CopyFiles() {
+  static_cast<void>(CopyFile(u"tree/f", u"copy/f", FALSE));
+  static_cast<void>(Files::CopyFileTo(PathOf("tree/f"), PathOf("copy/g"), FALSE));
+}
+
+void MoveFiles() {
+  static_cast<void>(MoveFile(u"tree/f", u"copy/g"));
+  static_cast<void>(MoveFile(u"copy/g", u"tree/h"));
+  DeleteFile(u"tree/h");
+}
+
+void SetAttributes() {
+  SetFileAttributes(u"tree/f", FILE_ATTRIBUTE_READONLY);
+  SetFileAttributes(u"tree/f", FILE_ATTRIBUTE_NORMAL);
+}
 
 // "kept" is a folder of root's, which is not empty and so survives.
 void MakeFolders() {
@@ -383,14 +303,35 @@ void LeadThePipeAway() {
 }
 
 std::vector<Race> Races() {
-  std::vector<Race> races(std::begin(kTreeRaces), std::end(kTreeRaces));
-  races.insert(races.end(), {{"set", Set, SwapHome},
-                             {"set in the shared scope", SetShared, SwapHome},
-                             {"commands that change", ChangeStore, SwapHome},
-                             {"commands that read", ReadStore, SwapHome},
-                             {"the installation", Install, SwapHome},
-                             {"making a folder", MakeFolders, SwapFolders},
-                             {"copy of a pipe", CopyPipe, LeadThePipeAway}});
+  std::vector<Race> races = {
+      {"copy of a tree", CopyTree(FALSE), SwapEntries},
+      {"move of a tree", CopyTree(TRUE), SwapEntries},
+      {"removal of a tree", [] { Folders::RemoveDirectoryAndContents(FolderOf("tree")); },
+       SwapEntries},
+      {"emptying a folder", EmptyFolders, SwapEntries},
+      {"trash", ThrowAway, SwapEntries},
+      {"copies of files", CopyFiles, SwapEntries},
+      {"moves of files", MoveFiles, SwapEntries},
+      {"attributes", SetAttributes, SwapEntries},
+      {"set", Commands("user", "set K n v"), SwapHome},
+      // The record of the lock and the file of the folder's lock are in the home.
+      {"set in the shared scope", Commands("shared", "set K n v;lock --release;lock --force"),
+       SwapHome},
+      {"commands that change",
+       Commands("user",
+                "set K n v;set K list [1] --json;set K list 2 --int --append;edit;reset L;"
+                "copy K L --replace;rename K n K m --replace;import ../safe/changes.json;"
+                "apply ../safe/script;delete K m;repair;repair --replace;delete-key K -r;"
+                "lock --release;lock --force"),
+       SwapHome},
+      {"commands that read",
+       Commands("user",
+                "get K;list;tree;find v;export;check;export --format json;where;domains;"
+                "lock;repair -n;diff ../safe/changes.json;complete -- get"),
+       SwapHome},
+      {"the installation", Install, SwapHome},
+      {"making a folder", MakeFolders, SwapFolders},
+      {"copy of a pipe", CopyPipe, LeadThePipeAway}};
   for (const Writer& writer : kWriters) {
     const auto write = [&writer] { writer.write(fs::current_path() / "way/out"); };
     races.push_back({writer.name, write, SwapLinks});
@@ -399,11 +340,8 @@ std::vector<Race> Races() {
 }
 
 Words RecordsIn(const fs::path& folder) {
-  Words records;
-  for (const auto& entry : fs::directory_iterator(folder)) {
-    records.push_back(RecordOf(entry.path()));
-  }
-  std::sort(records.begin(), records.end());
+  Words records = NamesIn(folder);
+  for (std::string& record : records) record = RecordOf(folder / record);
   return records;
 }
 

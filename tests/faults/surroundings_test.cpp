@@ -3,8 +3,7 @@
 // - no signal ends it;
 // - an answer as usual means what it usually means: the files that it leaves, and what it prints;
 // - any other answer is that of a failure, never "not found"; it names a reason, and each file is
-// the
-//   old one or the new one;
+//   the old one or the new one;
 // - nothing else is left.
 #include <grp.h>
 #include <sched.h>
@@ -33,44 +32,36 @@ const fs::path kPrograms = ProgramFolder();
 constexpr int kNotHere = 77;  // the surrounding cannot be had on this machine
 constexpr uid_t kOwner = 30001, kStranger = 30002;
 
+// Those that only read, of which the second ones print what their surroundings are, and those that
+// change files.
+constexpr char kReading[] =
+    "get Software/App Path; --scope user get Software/App Path; --scope machine tree; check; "
+    "export;"
+    "list Software; find old; diff in.json Software/App --exit-code; apply script --check";
+constexpr char kShowing[] = "complete -- get Soft; lock; where; domains";
+constexpr char kChanging[] =
+    "set Software/App Path new; --scope user set Software/App Path new; reset Software;"
+    "--scope machine set Software/App Path new; --domain com.example.fresh set K n v;"
+    "delete Software/App Path; delete-key Software/App -r; copy Software/App Software/Backup;"
+    "rename Software/App Path Software/App Folder; import in.json Software/App -q; apply script -q;"
+    "edit Software/App -q; export Software/App -o out.json --format json;"
+    "--domain com.example.damaged repair -q;"
+    "postflight -pathToPkg /p -pathToDest /d -mountPointOfDest / -rootOfCurrSystemFolder /";
+
 struct Command {
   std::vector<std::string> words;
-  bool changes = true;
-  bool shows_surroundings = false;  // what it prints
+  bool changes, shows_surroundings;
 };
 
-const std::string kApp = "Software/App";
-const Command kCommands[] = {
-    {{"get", kApp, "Path"}, false},
-    {{"--scope", "user", "get", kApp, "Path"}, false},
-    {{"--scope", "machine", "tree"}, false},
-    {{"list", "Software"}, false},
-    {{"find", "old"}, false},
-    {{"export"}, false},
-    {{"diff", "in.json", kApp, "--exit-code"}, false},
-    {{"apply", "script", "--check"}, false},
-    {{"check"}, false},
-    {{"complete", "--", "get", "Soft"}, false, true},
-    {{"lock"}, false, true},
-    {{"where"}, false, true},
-    {{"domains"}, false, true},
-    {{"set", kApp, "Path", "new"}},
-    {{"--scope", "user", "set", kApp, "Path", "new"}},
-    {{"--scope", "machine", "set", kApp, "Path", "new"}},
-    {{"--domain", "com.example.fresh", "set", "K", "n", "v"}},
-    {{"delete", kApp, "Path"}},
-    {{"delete-key", kApp, "-r"}},
-    {{"reset", "Software"}},
-    {{"rename", kApp, "Path", kApp, "Folder"}},
-    {{"copy", kApp, "Software/Backup"}},
-    {{"import", "in.json", kApp, "-q"}},
-    {{"apply", "script", "-q"}},
-    {{"edit", kApp, "-q"}},
-    {{"export", kApp, "-o", "out.json", "--format", "json"}},
-    {{"--domain", "com.example.damaged", "repair", "-q"}},
-    {{"postflight", "-pathToPkg", "/p", "-pathToDest", "/d", "-mountPointOfDest", "/",
-      "-rootOfCurrSystemFolder", "/"}},
-};
+std::vector<Command> Commands() {
+  std::vector<Command> commands;
+  for (const char* const lines : {kReading, kShowing, kChanging}) {
+    for (const std::string& line : Split(lines, ';')) {
+      commands.push_back({Split(line), lines == kChanging, lines == kShowing});
+    }
+  }
+  return commands;
+}
 
 constexpr char kList[] =
     "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<plist version=\"1.0\"><dict>"
@@ -115,13 +106,14 @@ struct World {
 
 enum class Answer { kAsUsual, kChangesFail, kAny };
 
+using Step = std::function<void()>;
 struct Surrounding {
   std::string name;
   Answer answer = Answer::kAsUsual;
-  // The commands' process and stage: before the files, after them, and in each command's process.
+  Step begin = [] {};  // in each command's process
+  // The commands' process and stage: before the files, after them.
   std::function<bool()> enter = [] { return true; };  // false: it cannot be had here
   std::function<void(const fs::path& stage)> prepare = [](const fs::path&) {};
-  std::function<void()> begin = [] {};
   std::optional<FaultPlan> plan = {};  // of a volume
   bool is_program = false;             // what happens before main, or in it, matters
   bool is_heard = true;                // what it prints arrives
@@ -208,9 +200,9 @@ std::string Judge(const Surrounding& surrounding, const Command& command,
 // All commands; what is wrong goes to standard output.
 int RunAll(const Surrounding& surrounding, const fs::path& stage) {
   if (!surrounding.enter()) return kNotHere;
-  const Surrounding usual{"usual"};
+  const Surrounding usual{.name = "usual"};
   std::string faults;
-  for (const Command& command : kCommands) {
+  for (const Command& command : Commands()) {
     if (!surrounding.has_home && command.words.size() > 2 && command.words[1] == "user") continue;
     const auto run = [&](const Surrounding& in, Files* old, Files* files) {
       for (const auto& entry : fs::directory_iterator(stage)) fs::remove_all(entry.path());
@@ -238,15 +230,12 @@ int RunAll(const Surrounding& surrounding, const fs::path& stage) {
 
 // ---- The surroundings ----
 
-std::function<void()> Variable(const char* name, const char* value) {
-  return [=] { value == nullptr ? unsetenv(name) : setenv(name, value, 1); };
+Step Variable(const char* name, const char* value) {
+  return [=] { setenv(name, value, 1); };
 }
 
-std::function<void()> Limit(__rlimit_resource resource, rlim_t most) {
-  return [=] {
-    const rlimit limit{most, most};
-    setrlimit(resource, &limit);
-  };
+Step Limit(__rlimit_resource resource, rlim_t most) {
+  return [=, limit = rlimit{most, most}] { setrlimit(resource, &limit); };
 }
 
 // The folder lies elsewhere, and a link leads to it.
@@ -270,16 +259,15 @@ bool OwnMounts() {
   return mount("none", "/", nullptr, MS_REC | MS_PRIVATE, nullptr) == 0;
 }
 
-std::function<bool()> Mounted(const char* type, unsigned long flags, const char* options,
-                              const char* place = nullptr) {
+std::function<bool()> Mounted(const char* type, const char* options, const char* place = nullptr) {
   return [=] {
     const std::string at = place != nullptr ? place : fs::path(getenv("HOME")).parent_path();
-    return OwnMounts() && mount("none", at.c_str(), type, flags, options) == 0;
+    return OwnMounts() && mount("none", at.c_str(), type, 0, options) == 0;
   };
 }
 
 // Everything belongs to the owner, and the commands are carried out by the user.
-std::function<void(const fs::path&)> Owned(mode_t folders, mode_t files) {
+std::function<void(const fs::path&)> OwnedStage(mode_t folders, mode_t files) {
   return [=](const fs::path& stage) {
     chmod(stage.c_str(), 0755);
     for (const auto& entry : fs::recursive_directory_iterator(stage)) {
@@ -290,160 +278,119 @@ std::function<void(const fs::path&)> Owned(mode_t folders, mode_t files) {
   };
 }
 
-std::function<void()> As(uid_t user) {
+Step As(uid_t user) {
   return [=] {
     if (setgroups(0, nullptr) != 0 || setgid(user) != 0 || setuid(user) != 0) abort();
   };
 }
 
-bool IsRoot() {
-  return geteuid() == 0;
+// Standard error goes to a pipe without a reader.
+void LoseTheLog() {
+  int ends[2];
+  if (pipe(ends) != 0) abort();
+  dup2(ends[1], 2);
+  close(ends[0]);
 }
 
-std::vector<Surrounding> Surroundings() {
+void HaveFewDescriptors() {
+  close_range(3, ~0U, 0);
+  Limit(RLIMIT_NOFILE, 16)();
+}
+
+// Mounts of its own, in which the stage is a volume that cannot be changed, or each file is one.
+void MountTheStage() {
+  const std::string stage = fs::path(getenv("HOME")).parent_path();
+  constexpr unsigned long kReadOnly = MS_BIND | MS_REMOUNT | MS_RDONLY;
+  if (!OwnMounts() || mount(stage.c_str(), stage.c_str(), nullptr, MS_BIND, nullptr) != 0 ||
+      mount(nullptr, stage.c_str(), nullptr, kReadOnly, nullptr) != 0) {
+    abort();
+  }
+  fs::current_path(stage + "/tmp");
+}
+void MountEachFile() {
+  if (!OwnMounts()) abort();
+  for (const auto& entry :
+       fs::recursive_directory_iterator(fs::path(getenv("HOME")).parent_path())) {
+    const char* const path = entry.path().c_str();
+    if (entry.is_regular_file() && mount(path, path, nullptr, MS_BIND, nullptr) != 0) abort();
+  }
+}
+
+void FillTheVolume(const fs::path& stage) {
+  std::ofstream filler(stage / "tmp/filler");
+  for (std::string block(4096, 'x'); !block.empty(); block.resize(block.size() / 2)) {
+    filler.clear();
+    while (filler << block << std::flush) continue;
+  }
+}
+
+struct SurroundingTable : std::vector<Surrounding> {
+  Surrounding& operator()(
+      const char* name, Answer answer = Answer::kAsUsual, const Step& begin = [] {}) {
+    return emplace_back(Surrounding{.name = name, .answer = answer, .begin = begin});
+  }
+  void Program(const char* name, Answer answer, const Step& begin, bool is_heard = true) {
+    (*this)(name, answer, begin).is_program = true;
+    back().is_heard = is_heard;
+  }
+  // Where everything belongs to the owner.
+  Surrounding& Owned(const char* name, Answer answer, mode_t folders, mode_t files,
+                     const Step& begin) {
+    Surrounding& row = (*this)(name, answer, begin);
+    row.enter = [] { return geteuid() == 0; };
+    row.prepare = OwnedStage(folders, files);
+    return row;
+  }
+};
+
+SurroundingTable Surroundings() {
   using enum Answer;
-  std::vector<Surrounding> rows = {
-      {.name = "usual", .is_program = true},
-      {.name = "home behind a link", .prepare = BehindALink("home")},
-      {.name = "user's preferences behind a link", .prepare = BehindALink(kUsers)},
-      {.name = "shared preferences behind a link", .prepare = BehindALink(kShared)},
-      {.name = "no descriptors 0 to 2",
-       .answer = kAny,
-       .begin =
-           [] {
-             for (const int file : {0, 1, 2}) close(file);
-           },
-       .is_program = true,
-       .is_heard = false},
-      {.name = "few descriptors",
-       .begin =
-           [] {
-             close_range(3, ~0U, 0);
-             Limit(RLIMIT_NOFILE, 16)();
-           },
-       .is_program = true},
-      {.name = "log reader that went away",
-       .begin =
-           [] {
-             int ends[2];
-             if (pipe(ends) != 0) abort();
-             dup2(ends[1], 2);
-             close(ends[0]);
-           },
-       .is_program = true,
-       .is_heard = false},
-      {.name = "umask 0", .begin = [] { umask(0); }},
-      {.name = "umask 077", .begin = [] { umask(077); }},
-      {.name = "files of no bytes",
-       .answer = kChangesFail,
-       .begin = Limit(RLIMIT_FSIZE, 0),
-       .is_program = true},
-      {.name = "files of 300 bytes",
-       .answer = kAny,
-       .begin = Limit(RLIMIT_FSIZE, 300),
-       .is_program = true},
-      {.name = "64 MB of addresses",
-       .enter = [] { return !kSanitized; },
-       .begin = Limit(RLIMIT_AS, 64 << 20),
-       .is_program = true},
-      {.name = "no proc", .enter = Mounted("tmpfs", 0, nullptr, "/proc")},
-      {.name = "read-only volume",
-       .answer = kChangesFail,
-       .enter = OwnMounts,
-       .begin =
-           [] {
-             const std::string stage = fs::path(getenv("HOME")).parent_path();
-             if (!OwnMounts() ||
-                 mount(stage.c_str(), stage.c_str(), nullptr, MS_BIND, nullptr) != 0 ||
-                 mount(nullptr, stage.c_str(), nullptr, MS_BIND | MS_REMOUNT | MS_RDONLY,
-                       nullptr) != 0) {
-               abort();
-             }
-             fs::current_path(stage + "/tmp");
-           }},
-      {.name = "files that are mount points",
-       .answer = kAny,
-       .enter = OwnMounts,
-       .begin =
-           [] {
-             if (!OwnMounts()) abort();
-             const fs::path stage = fs::path(getenv("HOME")).parent_path();
-             for (const fs::directory_entry& entry : fs::recursive_directory_iterator(stage)) {
-               if (entry.is_regular_file() &&
-                   mount(entry.path().c_str(), entry.path().c_str(), nullptr, MS_BIND, nullptr)) {
-                 abort();
-               }
-             }
-           }},
-      {.name = "full volume",
-       .answer = kChangesFail,
-       .enter = Mounted("tmpfs", 0, "size=256k"),
-       .prepare =
-           [](const fs::path& stage) {
-             std::ofstream filler(stage / "tmp/filler");
-             for (std::string block(4096, 'x'); !block.empty(); block.resize(block.size() / 2)) {
-               filler.clear();
-               while (filler << block << std::flush) continue;
-             }
-           }},
-      {.name = "no home",
-       .answer = kAny,
-       .enter = IsRoot,
-       .prepare = Owned(0755, 0644),
-       .begin =
-           [] {
-             As(kOwner)();
-             unsetenv("HOME");
-           },
-       .has_home = false},
-      {.name = "home that is missing",
-       .answer = kAny,
-       .begin = [] { setenv("HOME", (fs::path(getenv("HOME")) / "none/of/these").c_str(), 1); },
-       .has_home = false},
-      {.name = "another user's folders",
-       .answer = kChangesFail,
-       .enter = IsRoot,
-       .prepare = Owned(0755, 0644),
-       .begin = As(kStranger)},
-      {.name = "another user's sticky folders",
-       .answer = kAny,
-       .enter = IsRoot,
-       .prepare = Owned(01777, 0666),
-       .begin = As(kStranger)},
-      {.name = "another user's closed folders",
-       .answer = kAny,
-       .enter = IsRoot,
-       .prepare = Owned(0755, 0600),
-       .begin = As(kStranger)},
-      {.name = "root in a user's folders",
-       .answer = kAny,
-       .enter = IsRoot,
-       .prepare = Owned(0755, 0644)},
-      {.name = "set-group folders",
-       .enter = IsRoot,
-       .prepare = Owned(02755, 0644),
-       .begin = As(kOwner)},
-      {.name = "odd time zone", .begin = Variable("TZ", ":/none/such")},
-      {.name = "time zone far away", .begin = Variable("TZ", "FAR-167:59:59")},
-  };
+  SurroundingTable add;
+  const Step nothing = [] {};
+  add.Program("usual", kAsUsual, nothing);
+  add("home behind a link").prepare = BehindALink("home");
+  add("user's preferences behind a link").prepare = BehindALink(kUsers);
+  add("shared preferences behind a link").prepare = BehindALink(kShared);
+  add.Program(
+      "no descriptors 0 to 2", kAny, [] { close_range(0, 2, 0); }, false);
+  add.Program("few descriptors", kAsUsual, HaveFewDescriptors);
+  add.Program("log reader that went away", kAsUsual, LoseTheLog, false);
+  add("umask 0", kAsUsual, [] { umask(0); });
+  add("umask 077", kAsUsual, [] { umask(077); });
+  add.Program("files of no bytes", kChangesFail, Limit(RLIMIT_FSIZE, 0));
+  add.Program("files of 300 bytes", kAny, Limit(RLIMIT_FSIZE, 300));
+  add.Program("64 MB of addresses", kAsUsual, Limit(RLIMIT_AS, 64 << 20));
+  add.back().enter = [] { return !kSanitized; };
+  add("no proc").enter = Mounted("tmpfs", nullptr, "/proc");
+  add("read-only volume", kChangesFail, MountTheStage).enter = OwnMounts;
+  add("files that are mount points", kAny, MountEachFile).enter = OwnMounts;
+  add("full volume", kChangesFail).enter = Mounted("tmpfs", "size=256k");
+  add.back().prepare = FillTheVolume;
+  add.Owned("no home", kAny, 0755, 0644, [] { As(kOwner)(), unsetenv("HOME"); }).has_home = false;
+  add("home that is missing", kAny, [] {
+    setenv("HOME", (fs::path(getenv("HOME")) / "none/of/these").c_str(), 1);
+  }).has_home = false;
+  add.Owned("another user's folders", kChangesFail, 0755, 0644, As(kStranger));
+  add.Owned("another user's sticky folders", kAny, 01777, 0666, As(kStranger));
+  add.Owned("another user's closed folders", kAny, 0755, 0600, As(kStranger));
+  add.Owned("root in a user's folders", kAny, 0755, 0644, nothing);
+  add.Owned("set-group folders", kAsUsual, 02755, 0644, As(kOwner));
+  add("odd time zone", kAsUsual, Variable("TZ", ":/none/such"));
+  add("time zone far away", kAsUsual, Variable("TZ", "FAR-167:59:59"));
   for (const char* const locale :
        {"", "C", "none_SUCH.UTF-8", "tr_TR.UTF-8", "de_DE.ISO-8859-1", "ja_JP.SJIS"}) {
-    rows.push_back({.name = "locale " + std::string(locale),
-                    .begin = Variable("LC_ALL", locale),
-                    .is_program = true});
+    add.Program(locale, kAsUsual, Variable("LC_ALL", locale));
+    add.back().name.insert(0, "locale ");
   }
-  const auto volume = [&](const char* name, Answer answer, FaultPlan plan) {
-    rows.push_back({.name = name, .answer = answer, .plan = plan});
-  };
-  volume("volume without unnamed files and exchange", kAsUsual, {Fault::kKill, 0, Volume::kPlain});
-  volume("volume without links and locks", kAsUsual, {Fault::kKill, 0, Volume::kBare});
-  volume("full volume that says so late", kChangesFail, {Fault::kFullVolume, 1});
-  volume("quota that is used up", kChangesFail,
-         {Fault::kFullVolume, 1, Volume::kUsual, nullptr, EDQUOT});
-  volume("volume that turned read-only", kChangesFail, {Fault::kReadOnly, 1});
-  rows.back().can_remove = false;
-  volume("volume whose server forgot it", kAny, {Fault::kStale, 1});
-  return rows;
+  add("volume without unnamed files and exchange").plan = {Fault::kKill, 0, Volume::kPlain};
+  add("volume without links and locks").plan = {Fault::kKill, 0, Volume::kBare};
+  add("full volume that says so late", kChangesFail).plan = {Fault::kFullVolume, 1};
+  add("quota that is used up", kChangesFail).plan = {Fault::kFullVolume, 1, Volume::kUsual, nullptr,
+                                                     EDQUOT};
+  add("volume that turned read-only", kChangesFail).plan = {Fault::kReadOnly, 1};
+  add.back().can_remove = false;
+  add("volume whose server forgot it", kAny).plan = {Fault::kStale, 1};
+  return add;
 }
 
 void PrintTo(const Surrounding& surrounding, std::ostream* out) {

@@ -3,7 +3,6 @@
 #include <fnmatch.h>
 #include <signal.h>
 #include <sys/mman.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -11,10 +10,9 @@
 #include <fstream>
 #include <iostream>
 #include <new>
-#include <optional>
 
 #include "tests/faults/crash_states.h"
-#include "tests/support/test_environment.h"
+#include "tests/support/file_trees.h"
 
 // Null without a leak checker.
 extern "C" int __lsan_do_recoverable_leak_check() __attribute__((weak));
@@ -25,8 +23,6 @@ extern "C" const char* __asan_default_options() {
 }
 
 namespace orvik::test {
-
-namespace fs = std::filesystem;
 
 namespace {
 
@@ -60,13 +56,10 @@ std::function<void(const std::string&)> report_fault;
 
 void SetStage(const std::string& folder) {
   stage = folder;
-  const struct {
-    const char* variable;
-    std::string path;
-  } kPlaces[] = {{"ORVIK_SYSTEM_ROOT", InRoot("")}, {"HOME", InHome("")}, {"TMPDIR", InTemp("")}};
-  for (const auto& place : kPlaces) {
-    fs::create_directories(place.path);
-    setenv(place.variable, place.path.c_str(), 1);
+  for (const auto& [variable, path] :
+       {std::pair("ORVIK_SYSTEM_ROOT", InRoot("")), {"HOME", InHome("")}, {"TMPDIR", InTemp("")}}) {
+    fs::create_directories(path);
+    setenv(variable, path.c_str(), 1);
   }
 }
 
@@ -79,10 +72,6 @@ struct WalkState {
   bool finished;
 };
 
-bool Matches(const std::string& path, const std::string& pattern) {
-  return fnmatch(pattern.c_str(), path.c_str(), 0) == 0;
-}
-
 // What is the same on every stage and at every time.
 std::string Lasting(const std::string& path, std::string content) {
   if (path.ends_with(".trashinfo")) content.resize(std::min(content.size(), content.find("\nDel")));
@@ -92,44 +81,23 @@ std::string Lasting(const std::string& path, std::string content) {
   return content;
 }
 
-// Reads also a file that its mode hides from its owner.
-std::string ContentOf(const fs::path& path, fs::perms mode) {
-  const bool hidden = (mode & fs::perms::owner_read) == fs::perms::none;
-  if (hidden) fs::permissions(path, mode | fs::perms::owner_read);
-  std::string content = ReadFile(path);
-  if (hidden) fs::permissions(path, mode);
-  return content;
-}
-
 // The record of the shared lock and the file of a folder's lock are left out: the next one to take
 // them shows whether they were sound.
 Snapshot Take() {
   Snapshot snapshot;
   for (const auto& entry : fs::recursive_directory_iterator(stage)) {
     const std::string path = entry.path().string().substr(stage.size() + 1);
-    if (entry.is_symlink()) {
-      snapshot[path] = "link to " + fs::read_symlink(entry.path()).string();
-    } else if (entry.is_regular_file() && !path.ends_with(".lock.plist") &&
-               !path.ends_with("/.orvik.lock")) {
-      const fs::perms permissions = entry.status().permissions();
-      char mode[8];
-      snprintf(mode, sizeof mode, "%04o ", static_cast<unsigned>(permissions));
-      snapshot[path] = mode + Lasting(path, ContentOf(entry.path(), permissions));
-    }
+    const mode_t type = StatOf(entry.path()).st_mode;
+    if (S_ISDIR(type) || path.ends_with(".lock.plist") || path.ends_with("/.orvik.lock")) continue;
+    char mode[8];
+    snprintf(mode, sizeof mode, "%04o ", type & 07777);
+    snapshot[path] = mode + Lasting(path, ContentOf(entry.path(), type));
   }
   return snapshot;
 }
 
-int OpenDescriptors() {
-  int count = 0;
-  for ([[maybe_unused]] const auto& entry : fs::directory_iterator("/proc/self/fd")) ++count;
-  return count;
-}
-
-std::string Start(std::string text) {
-  if (text.size() > 200) text.replace(200, std::string::npos, "...");
-  std::replace(text.begin(), text.end(), '\n', ' ');
-  return text;
+std::size_t OpenDescriptors() {
+  return NamesIn("/proc/self/fd").size();
 }
 
 // One fault's walk, as a child process carries it on.
@@ -140,17 +108,15 @@ class Walker {
       : operation_(operation), fault_(fault), folder_(folder), progress_(progress) {}
 
   // The files before and after the operation; also warms up what is made once in a process.
-  void Learn(Snapshot* old_files, Snapshot* new_files) {
+  void Learn() {
     Prepare(0);
-    *old_files = Take();
+    old_ = Take();
     RunWithFault(0);
-    *new_files = Take();
+    new_ = Take();
     fs::remove_all(stage);
   }
 
-  void WalkOn(const Snapshot& old_files, const Snapshot& new_files) {
-    old_ = old_files;
-    new_ = new_files;
+  void WalkOn() {
     if (fault_.fault == Fault::kPowerLoss) return WalkStates();
     if (progress_.deaths > 0) AfterDeath();
     while (!progress_.finished && progress_.point < kMostPoints) {
@@ -209,12 +175,17 @@ class Walker {
     return outcome;
   }
 
-  void Point() {
-    Prepare(progress_.point);
-    const int descriptors = OpenDescriptors();
+  Outcome RunToEnd() {
     progress_.running = true;
     const Outcome outcome = RunWithFault(progress_.point);
     progress_.running = false;
+    return outcome;
+  }
+
+  void Point() {
+    Prepare(progress_.point);
+    const std::size_t descriptors = OpenDescriptors();
+    const Outcome outcome = RunToEnd();
     if (!outcome.report.struck) {
       progress_.finished = true;
     } else {
@@ -230,12 +201,7 @@ class Walker {
   // own has not lived to see.
   void WalkStates() {
     const std::string list = folder_ + "/states";
-    const pid_t child = fork();
-    if (child == 0) {
-      RecordStates(list);
-      _exit(0);
-    }
-    waitpid(child, nullptr, 0);
+    InProcesses(1, [&](int) { return RecordStates(list), 0; });
     std::ifstream states(list);
     bool is_done = false;
     for (std::string place; states >> place >> progress_.point >> is_done;) {
@@ -276,11 +242,7 @@ class Walker {
     SetStage(StageOf(progress_.point));
     // What one death leaves, another must not add to: at every third place.
     const bool again = progress_.deaths == 1 && progress_.point % 3 == 0;
-    if (again && fault_.fault == Fault::kKill) {
-      progress_.running = true;
-      RunWithFault(progress_.point);
-      progress_.running = false;
-    }
+    if (again && fault_.fault == Fault::kKill) RunToEnd();
     Recover(StateOf(Take(), true));
     fs::remove_all(stage);
     progress_.deaths = 0;
@@ -323,20 +285,19 @@ class Walker {
     all.insert(new_.begin(), new_.end());
     all.insert(files.begin(), files.end());
     for (const auto& [path, ignored] : all) {
-      const auto present = Find(files, path);
-      const bool is_old = present == Find(old_, path);
-      const bool is_new = present == Find(new_, path);
-      if (!is_old && !is_new) {
-        const bool leftover = IsLeftover(path);
-        if (leftover && may_leave) continue;
-        if (leftover) {
-          Find("leaves " + path);
-        } else if (!IsAlso(path, present)) {
-          Find(present ? "damages " + path + ": " + Start(*present) : "loses " + path);
-        }
-      }
+      const std::string* const present = Find(files, path);
+      const bool is_old = IsSame(present, Find(old_, path)),
+                 is_new = IsSame(present, Find(new_, path));
+      const bool is_left = !is_old && !is_new && IsLeftover(path);
+      if (is_left && may_leave) continue;
       state.all_old = state.all_old && is_old;
       state.all_new = state.all_new && is_new;
+      if (is_left) {
+        Find("leaves " + path);
+      } else if (!is_old && !is_new && !IsAlso(path, present)) {
+        Find(present != nullptr ? "damages " + path + ": " + testing::PrintToString(*present)
+                                : "loses " + path);
+      }
     }
     const std::string fault = operation_.fault ? operation_.fault(files) : std::string();
     if (!fault.empty()) Find(fault);
@@ -348,20 +309,26 @@ class Walker {
     return state;
   }
 
-  static std::optional<std::string> Find(const Snapshot& files, const std::string& path) {
+  static const std::string* Find(const Snapshot& files, const std::string& path) {
     const auto found = files.find(path);
-    return found == files.end() ? std::nullopt : std::optional(found->second);
+    return found == files.end() ? nullptr : &found->second;
   }
 
-  bool IsAlso(const std::string& path, const std::optional<std::string>& present) const {
+  static bool IsSame(const std::string* one, const std::string* other) {
+    return one == nullptr || other == nullptr ? one == other : *one == *other;
+  }
+
+  bool IsAlso(const std::string& path, const std::string* present) const {
     if (!operation_.also) return false;
-    const std::string content = present ? present->substr(5) : std::string();
-    return operation_.also(path, present ? &content : nullptr);
+    const std::string content = present != nullptr ? present->substr(5) : std::string();
+    return operation_.also(path, present != nullptr ? &content : nullptr);
   }
 
   bool IsLeftover(const std::string& path) const {
-    return std::any_of(operation_.leftovers.begin(), operation_.leftovers.end(),
-                       [&path](const std::string& pattern) { return Matches(path, pattern); });
+    const auto matches = [&](const std::string& name) {
+      return !fnmatch(name.c_str(), path.c_str(), 0);
+    };
+    return std::any_of(operation_.leftovers.begin(), operation_.leftovers.end(), matches);
   }
 
   void Find(const std::string& text) {
@@ -389,34 +356,21 @@ std::string Findings(const std::string& file) {
   return findings;
 }
 
-// The exit status of a child that carries the walk on, or minus the signal that ended it.
-int WalkInChild(Walker& walker, FaultName fault, const Snapshot& old_files,
-                const Snapshot& new_files) {
-  const pid_t child = fork();
-  if (child == 0) {
-    // The end by an exception that nobody catches is loud.
-    if (fault.fault == Fault::kNoMemory) {
-      static_cast<void>(freopen("/dev/null", "w", stderr));
-    }
-    walker.WalkOn(old_files, new_files);
-    _exit(0);
-  }
-  int status = 0;
-  waitpid(child, &status, 0);
-  return WIFEXITED(status) ? WEXITSTATUS(status) : -WTERMSIG(status);
-}
-
 int WalkFault(const Operation& operation, FaultName fault, const std::string& folder) {
   void* const shared =
       mmap(nullptr, sizeof(WalkState), PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0);
   auto& progress = *new (shared) WalkState{};
   Walker walker(operation, fault, folder, progress);
-  Snapshot old_files, new_files;
-  walker.Learn(&old_files, &new_files);
+  walker.Learn();
   while (!progress.finished) {
-    const int status = WalkInChild(walker, fault, old_files, new_files);
-    const bool expected = (fault.fault == Fault::kKill && status == -SIGKILL) ||
-                          (fault.fault == Fault::kNoMemory && status == -SIGABRT);
+    const int status = InProcesses(1, [&](int) {
+      // The end by an exception that nobody catches is loud.
+      const bool is_loud = fault.fault == Fault::kNoMemory;
+      if (is_loud) static_cast<void>(freopen("/dev/null", "w", stderr));
+      return walker.WalkOn(), 0;
+    })[0];
+    const bool expected = (fault.fault == Fault::kKill && status == 128 + SIGKILL) ||
+                          (fault.fault == Fault::kNoMemory && status == 128 + SIGABRT);
     if (status == 0) break;
     EXPECT_TRUE(expected && progress.running)
         << fault.name << " at " << progress.point << " ends the process with " << status;

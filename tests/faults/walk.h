@@ -1,20 +1,9 @@
-// Walks an operation through every fault that can hit it.
+// Walks an operation through every fault that can hit it (docs/reliability.md has the rules).
 //
 // For each fault, n goes from 1 until the operation ends without meeting an n-th call: on a fresh
-// stage the n-th call fails, or the process is killed there, or the operation is told to stop, and
-// afterwards
-//
-// - the files are the old ones or the new ones, and nothing else is missing or there;
-// - what the operation reported is true: success means the new files, failure the old ones (the new
-//   ones when it was the flush, a close or the removal of what is left that failed, or when it was
-//   told to stop after its last step);
-// - no descriptor is left open, and no memory is lost;
-// - the operation carried out again without a fault gives the new files and leaves no temporary
-//   file, also after it was killed, and killed again at the same place.
-//
-// An operation that promises more than that its files are whole is also walked through every state
-// that a loss of power can leave (crash_states.h), by the same rules; of its end only the new files
-// are right.
+// stage the n-th call fails, or the process is killed there, or the operation is told to stop. An
+// operation that promises more than that its files are whole is also walked through every state
+// that a loss of power can leave (crash_states.h); of its end only the new files are right.
 #pragma once
 
 #include <functional>

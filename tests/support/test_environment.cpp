@@ -1,15 +1,16 @@
 #include "tests/support/test_environment.h"
 
 #include <fcntl.h>
-#include <poll.h>
 #include <signal.h>
 #include <stdlib.h>
+#include <sys/mman.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <fstream>
 #include <sstream>
+#include <thread>
 
 namespace orvik::test {
 namespace {
@@ -88,6 +89,15 @@ std::string Repeated(const std::string& text, int count) {
   return result;
 }
 
+std::vector<std::string> Split(std::string_view text, char separator) {
+  std::vector<std::string> pieces;
+  std::istringstream all{std::string(text)};
+  for (std::string piece; std::getline(all, piece, separator);) {
+    if (!piece.empty()) pieces.push_back(piece);
+  }
+  return pieces;
+}
+
 testing::AssertionResult Contains(const std::string& text, const std::string& part) {
   if (text.find(part) != std::string::npos) return testing::AssertionSuccess();
   return testing::AssertionFailure() << '"' << part << "\" is not in: " << text;
@@ -143,8 +153,7 @@ std::vector<std::string> TreeIn(const fs::path& folder) {
 }
 
 void Plant(const fs::path& folder, std::string_view entries) {
-  std::istringstream words{std::string(entries)};
-  for (std::string entry; words >> entry;) MakeTree(folder, {entry});
+  MakeTree(folder, Split(entries));
 }
 
 std::string TreeText(const fs::path& folder) {
@@ -212,55 +221,33 @@ CommandResult RunCommand(const std::vector<std::string>& argv, const std::string
   return RunChild([&argv] { return Execute(argv); }, input);
 }
 
+// The input is a file, so that a child may stop reading where it likes.
 CommandResult RunChild(const std::function<int()>& body, const std::string& input) {
   CommandResult result;
-  int in[2], out[2], err[2];
-  if (pipe2(in, O_CLOEXEC) != 0 || pipe2(out, O_CLOEXEC) != 0 || pipe2(err, O_CLOEXEC) != 0)
+  const int in = memfd_create("input", MFD_CLOEXEC);
+  int out[2], err[2];
+  if (pipe2(out, O_CLOEXEC) != 0 || pipe2(err, O_CLOEXEC) != 0 ||
+      pwrite(in, input.data(), input.size(), 0) != static_cast<ssize_t>(input.size())) {
     abort();
+  }
   const pid_t child = fork();
   if (child == 0) {
-    dup2(in[0], 0);
+    dup2(in, 0);
     dup2(out[1], 1);
     dup2(err[1], 2);
     _exit(body());
   }
-  close(in[0]);
-  close(out[1]);
-  close(err[1]);
-  size_t written = 0;
-  bool in_open = true, out_open = true, err_open = true;
-  // A child that stops reading early closes its end: that is its right, not a failure here.
-  struct sigaction ignore = {}, old = {};
-  ignore.sa_handler = SIG_IGN;
-  sigaction(SIGPIPE, &ignore, &old);
-  while (in_open || out_open || err_open) {
-    if (in_open && written == input.size()) {
-      close(in[1]);
-      in_open = false;
-      continue;
-    }
-    pollfd polled[3] = {{in_open ? in[1] : -1, POLLOUT, 0},
-                        {out_open ? out[0] : -1, POLLIN, 0},
-                        {err_open ? err[0] : -1, POLLIN, 0}};
-    if (poll(polled, 3, -1) < 0) continue;
+  for (const int end : {in, out[1], err[1]}) close(end);
+  const auto read_all = [](int end, std::string* text) {
     char buffer[65536];
-    if (polled[0].revents != 0) {
-      const ssize_t n =
-          write(in[1], input.data() + written, std::min<size_t>(input.size() - written, 4096));
-      written = n < 0 ? input.size() : written + static_cast<size_t>(n);
+    for (ssize_t count; (count = read(end, buffer, sizeof buffer)) != 0;) {
+      if (count > 0) text->append(buffer, static_cast<size_t>(count));
     }
-    const auto take = [&](const pollfd& end, std::string& text, bool& open) {
-      if (end.revents == 0) return;
-      const ssize_t n = read(end.fd, buffer, sizeof buffer);
-      open = n > 0;
-      if (open) text.append(buffer, static_cast<size_t>(n));
-    };
-    take(polled[1], result.out, out_open);
-    take(polled[2], result.err, err_open);
-  }
-  sigaction(SIGPIPE, &old, nullptr);
-  close(out[0]);
-  close(err[0]);
+    close(end);
+  };
+  std::thread errors(read_all, err[0], &result.err);
+  read_all(out[0], &result.out);
+  errors.join();
   result.status = StatusOf(child);
   return result;
 }

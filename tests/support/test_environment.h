@@ -8,6 +8,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <array>
 #include <cerrno>
 #include <cstdint>
 #include <cstdlib>
@@ -87,6 +88,24 @@ std::string ReadFile(const fs::path& path);
 void WriteFile(const fs::path& path, const std::string& bytes);
 
 std::string Repeated(const std::string& text, int count);
+
+// The pieces of a text between separators, without empty ones.
+std::vector<std::string> Split(std::string_view text, char separator = ' ');
+
+// A table of inputs and results as text: ";" ends a row, blanks end a cell, "-" is an empty cell.
+template <std::size_t columns, typename String = std::u16string>
+std::vector<std::array<String, columns>> Rows(std::string_view text) {
+  std::vector<std::array<String, columns>> rows;
+  for (const std::string& row : Split(text, ';')) {
+    const std::vector<std::string> cells = Split(row);
+    EXPECT_EQ(cells.size(), columns) << row;
+    for (std::size_t i = 0; i < columns; ++i) {
+      if (i == 0) rows.emplace_back();
+      if (cells.at(i) != "-") rows.back()[i].assign(cells[i].begin(), cells[i].end());
+    }
+  }
+  return rows;
+}
 
 // Strings as standard ones, so that lists of them are compared by their units.
 template <typename String>
