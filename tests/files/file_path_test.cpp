@@ -15,36 +15,25 @@ namespace orvik::test {
 namespace {
 
 TEST(FilePath, TakesAPathApart) {
-  const struct {
-    const char16_t *path, *name, *base, *extension, *folder;
-  } cases[] = {
-      {u"/a/c.tar.gz", u"c.tar.gz", u"c.tar", u".gz", u"/a"},
-      {u"/a.b/c", u"c", u"c", u"", u"/a.b"},
-      {u"/a/.profile", u".profile", u"", u".profile", u"/a"},
-      {u"name", u"name", u"name", u"", u""},
-      {u"/x", u"x", u"x", u"", u""},
-      {u"", u"", u"", u"", u""},
-      {u"/a/b.", u"b.", u"b", u".", u"/a"},
-      {u"C:\\d\\e.f\\", u"e.f", u"e", u".f", u"C:/d"},
-  };
+  const auto cases = Rows<5>(
+      "/a/c.tar.gz c.tar.gz c.tar .gz /a; /a.b/c c c - /a.b; /a/.profile .profile - .profile /a;"
+      "name name name - -; /x x x - -; - - - - -; /a/b. b. b . /a; C:\\d\\e.f\\ e.f e .f C:/d");
   for (const auto& [path, name, base, extension, folder] : cases) {
     const COrvikFilePath file{CAtlString(path)};
     EXPECT_EQ(Units(file.GetFileName()), name);
     EXPECT_EQ(Units(file.GetBaseFileName()), base);
     EXPECT_EQ(Units(file.GetFileExtension()), extension);
     EXPECT_TRUE(file.HasExtension(extension));
-    EXPECT_FALSE(file.HasExtension(std::u16string(extension) + u"\u00AD"));
+    EXPECT_FALSE(file.HasExtension(extension + u"\u00AD"));
     EXPECT_EQ(Units(file.GetDirectoryPath()), folder);
   }
 }
 
 TEST(FilePath, RenamesTheExtension) {
-  for (const std::u16string folder : {u"/a/b", u"/a.b/c"}) {
-    for (const char16_t* extension : {u".txt", u""}) {
-      COrvikFilePath file{CAtlString((folder + extension).c_str())};
-      file.RenameFileExtension(u".md");
-      EXPECT_EQ(Units(file), folder + u".md");
-    }
+  for (const std::u16string path : {u"/a/b", u"/a.b/c", u"/a/b.txt"}) {
+    COrvikFilePath file{CAtlString(path)};
+    file.RenameFileExtension(u".md");
+    EXPECT_EQ(Units(file), path.substr(0, path.rfind(u".txt")) + u".md");
   }
 }
 
@@ -60,25 +49,19 @@ TEST(FilePath, TakesThePathOutOfAUrl) {
 }
 
 TEST(FilePath, TellsNamesThatOtherPlatformsRefuse) {
-  const auto is_valid = [](const char16_t* name) {
-    return COrvikFilePath(CAtlString(u"/d/") + name).IsValidWindowsFileName() != FALSE;
-  };
-  for (const char16_t* name : {u"LPT3.doc", u"nul", u".hidden", u"a:b", u"con.txt", u"Aux", u"com1",
-                               u"a?", u"LPT9", u".con"}) {
-    EXPECT_FALSE(is_valid(name)) << testing::PrintToString(name);
-  }
-  for (const char16_t* name : {u"COM10", u"console", u"a.nul", u"COM0", u"x.y.z"}) {
-    EXPECT_TRUE(is_valid(name)) << testing::PrintToString(name);
+  for (const auto& [path, valid] :
+       Rows<2>("/d/LPT3.doc no; nul no; .hidden no; a:b no; con.txt no; Aux no; com1 no; a? no; "
+               "LPT9 no;"
+               ".con no; COM10 yes; console yes; a.nul yes; COM0 yes; x.y.z yes; /a:b/c yes")) {
+    EXPECT_EQ(COrvikFilePath(CAtlString(path)).IsValidWindowsFileName(), valid == u"yes")
+        << testing::PrintToString(path);
   }
   EXPECT_TRUE(COrvikFilePath(u"/a:b/c").IsValidForCrossPlatform());  // only the name counts
 }
 
 TEST(FilePath, MakesNamesThatOtherPlatformsTake) {
-  const std::pair<const char16_t*, const char16_t*> cases[] = {
-      {u"/d:e/a?b:", u"/d:e/ab"}, {u"/d/??", u"/d/new"}, {u"/d/.x", u"/d/new.x"}, {u"a*", u"/a"},
-      {u"/d/ok", u"/d/ok"},
-  };
-  for (const auto& [path, made] : cases) {
+  for (const auto& [path, made] :
+       Rows<2>("/d:e/a?b: /d:e/ab; /d/?? /d/new; /d/.x /d/new.x; a* /a; /d/ok /d/ok")) {
     COrvikFilePath file{CAtlString(path)};
     file.MakeValidForCrossPlatform(u"new");
     EXPECT_EQ(Units(file), made);
@@ -91,41 +74,30 @@ TEST(FilePath, ComparesIgnoringCaseInAnyLocale) {
     const ScopedVariable variable("LC_ALL", locale);
     EXPECT_TRUE(COrvikFilePath(u"/A/I\u00C9").IsEqualPath(COrvikFilePath(u"/a/i\u00E9")));
     EXPECT_TRUE(COrvikDirectoryPath(u"/TITLE/x").IsSubdirectoryOf(CAtlString(u"/title")));
+    EXPECT_TRUE(COrvikFilePath(u"x.URL").IsURLShortCut() && COrvikFilePath(u"x.Lnk").IsShortCut());
   }
   EXPECT_FALSE(COrvikFilePath(u"/a/./b").IsEqualPath(COrvikFilePath(u"/a/b")));
-  EXPECT_TRUE(COrvikFilePath(u"x.URL").IsURLShortCut());
   EXPECT_FALSE(COrvikFilePath(u"x.url.txt").IsURLShortCut());
-  EXPECT_TRUE(COrvikFilePath(u"x.Lnk").IsShortCut());
-  COrvikFilePath empty;
-  EXPECT_TRUE(empty.IsEmptyPath());
-  EXPECT_FALSE(empty.FileExists());
-  EXPECT_FALSE(empty.IsDirectory());
 }
 
 using FilePathOnDisk = EnvironmentTest;
 
 TEST_F(FilePathOnDisk, SeesFilesFoldersAndLinks) {
-  WriteFile(At("f"), "x");
-  fs::create_directory(At("d"));
-  fs::create_symlink("d", At("to_d"));
+  Plant(top_, "f d/ to_d->d");
   for (const char* name : {"f", "d", "to_d"}) {
     EXPECT_TRUE(File(At(name)).FileExists()) << name;
     EXPECT_EQ(File(At(name)).IsDirectory(), std::string("d") == name) << name;
   }
   EXPECT_FALSE(File(At("d")).IsExecutable());
   // What lies behind a NUL belongs to the name: "f" is another file.
-  const CAtlString with_nul = Text(At("f")) + u'\0' + u"more";
-  EXPECT_FALSE(COrvikFilePath(with_nul).FileExists());
+  EXPECT_FALSE(COrvikFilePath(Text(At("f")) + u'\0' + u"more").FileExists());
   EXPECT_FALSE(COrvikFilePath(Text(At("f")) + CAtlString(u'x', 300)).FileExists());
 }
 
 TEST_F(FilePathOnDisk, TakesAndGivesBackWritePermission) {
   const COrvikFilePath file = File(At("f"));
-  EXPECT_TRUE(file.SetFileReadOnly());
-  EXPECT_TRUE(file.ClearFileReadOnly());
-  EXPECT_TRUE(file.CanFileBeWrittenTo());
+  EXPECT_TRUE(file.SetFileReadOnly() && file.ClearFileReadOnly() && file.CanFileBeWrittenTo());
   EXPECT_FALSE(file.FileExists());
-
   WriteFile(At("f"), "x");
   fs::permissions(At("f"), fs::perms(0664));
   EXPECT_TRUE(file.CanFileBeWrittenTo());
@@ -138,12 +110,9 @@ TEST_F(FilePathOnDisk, TakesAndGivesBackWritePermission) {
   }
 }
 
+// The largest is read by two threads. A size that 32 bits do not hold is 0xFFFFFFFF and never cut.
 TEST_F(FilePathOnDisk, MeasuresRegularFilesOnly) {
-  fs::create_directory(At("d"));
-  fs::create_symlink("f", At("link"));
-  fs::create_symlink("d", At("to_d"));
-  ASSERT_EQ(mkfifo(At("pipe").c_str(), 0600), 0);
-  // The largest is read by two threads.
+  Plant(top_, "d/ link->f to_d->d pipe|");
   for (const int count : {0, 77'777, 1'000'000}) {
     const std::string content = Repeated("123456789", count);
     WriteFile(At("f"), content);
@@ -157,7 +126,6 @@ TEST_F(FilePathOnDisk, MeasuresRegularFilesOnly) {
     EXPECT_EQ(File(At(name)).GetFileSize(), 0xFFFFFFFFu) << name;
     EXPECT_EQ(File(At(name)).GetFileChecksum(), 0u) << name;
   }
-  // A size that 32 bits do not hold is 0xFFFFFFFF and never cut.
   for (const off_t size : {0x80000000l, 0xFFFFFFFEl, 0xFFFFFFFFl, 0x100000005l}) {
     ASSERT_EQ(truncate(At("f").c_str(), size), 0);
     EXPECT_EQ(File(At("f")).GetFileSize(), std::min<off_t>(size, 0xFFFFFFFF));
@@ -180,15 +148,12 @@ TEST_F(FilePathOnDisk, CountsDays) {
 
 TEST_F(FilePathOnDisk, NamesTemporaryFiles) {
   const COrvikFilePath first = COrvikFilePath::CreateTempFileName(u".tmp", u"");
-  EXPECT_EQ(Units(first.GetDirectoryPath()), Units(Text(env_.temp())));
-  const std::string prefix = "PGW-" + std::to_string(getpid()) + "-";
-  EXPECT_TRUE(std::string(first.GetFileNameA().View()).starts_with(prefix));
-  EXPECT_EQ(Units(first.GetFileExtension()), u".tmp");
+  EXPECT_EQ(first.GetDirectoryPath(), Folder(env_.temp()));
+  const std::string name(first.GetFileNameA().View());
+  EXPECT_TRUE(name.starts_with("PGW-" + std::to_string(getpid()) + "-") && name.ends_with(".tmp"));
   EXPECT_FALSE(first.FileExists());
-
   COrvikDirectoryPath::SetTempFileDirectoryPath(Folder(env_.folder()));
-  const COrvikFilePath named = COrvikFilePath::CreateTempFileName(u".tmp", u"n");
-  EXPECT_EQ(Units(named), Units(Text(env_.folder() / "n.tmp")));
+  EXPECT_EQ(COrvikFilePath::CreateTempFileName(u".tmp", u"n"), File(env_.folder() / "n.tmp"));
   COrvikDirectoryPath::SetTempFileDirectoryPath({});
 }
 
@@ -212,12 +177,17 @@ TEST_F(FilePathOnDisk, EveryCallFindsTheOtherSpellingAndMakesNoTwin) {
   WriteFile(At("tree") / decomposed / "x", "x");
   EXPECT_TRUE(CDirectoryManipulator::RemoveDirectoryAndContents(Folder(At("tree") / composed)));
   EXPECT_EQ(TreeText(top_), "source=new tree/");
+  // To another spelling of its own name, once.
+  for (const BOOL moves : {TRUE, FALSE}) {
+    EXPECT_EQ(CFileManipulator::MoveFileTo(File(At("source")), file), moves);
+    EXPECT_EQ(CFileManipulator::MoveFileTo(file, File(At(decomposed))), moves);
+    EXPECT_EQ(TreeIn(top_), (std::vector<std::string>{decomposed + "=new", "tree/"}));
+  }
 }
 
+// Names that are not UTF-8, and with a backslash, lead to the same file again.
 TEST_F(FilePathOnDisk, MeetsThePathsOfOtherLibraries) {
-  // Names that are not UTF-8, and with a backslash, lead to the same file again.
-  const fs::path names[] = {top_ / "plain", top_ / "b\\s", top_ / "caf\xE9", top_ / "\xC3\xA9"};
-  for (const fs::path& name : names) {
+  for (const fs::path& name : {At("b\\s"), At("caf\xE9"), At("\xC3\xA9")}) {
     WriteFile(name, "x");
     const COrvikFilePath file = COrvikFilePath::FromPath(name);
     EXPECT_TRUE(file.FileExists()) << name;

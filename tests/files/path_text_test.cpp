@@ -26,24 +26,18 @@ struct Buffer {
 };
 
 TEST(PathText, TakesPathsApart) {
-  const std::tuple<u16string_view, u16string_view, u16string_view, int, u16string_view> cases[] = {
-      {u"/a/b.txt", u"b.txt", u"/a", 4, u"/a/b.txt"},
-      {u"/a/b/", u"b/", u"/a", -1, u"/a/b"},
-      {u"/a.d/b//", u"b//", u"/a.d", -1, u"/a.d/b"},
-      {u"/a", u"a", u"", -1, u"/a"},
-      {u"b", u"b", u"", -1, u"b"},
-      {u"dir/.hid", u".hid", u"dir", 4, u"dir/.hid"},
-      {u"a.b.c", u"a.b.c", u"", 3, u"a.b.c"},
-      {u"/", u"/", u"", -1, u"/"},
-      {u"//", u"//", u"", -1, u"/"},
-  };
-  for (const auto& [path, name, folder, extension, without_slashes] : cases) {
-    const u16string text(path);
-    EXPECT_EQ(u16string_view(PathFindFileName(text.c_str())), name) << testing::PrintToString(text);
-    EXPECT_EQ(GetExtensionIndex(text.c_str()), extension);
-    EXPECT_EQ(GetExtensionIndexA(std::string(path.begin(), path.end()).c_str()), extension);
-    const char16_t* const found = PathFindExtension(text.c_str());
-    EXPECT_EQ(found == nullptr ? -1 : found - text.c_str(), extension);
+  const auto cases = Rows<5>(
+      "/a/b.txt b.txt /a .txt /a/b.txt; /a/b/ b/ /a - /a/b; /a.d/b// b// /a.d - /a.d/b;"
+      "/a a - - /a; b b - - b; dir/.hid .hid dir .hid dir/.hid; a.b.c a.b.c - .c a.b.c;"
+      "/ / - - /; // // - - /");
+  for (const auto& [path, name, folder, ending, without_slashes] : cases) {
+    const int extension = ending.empty() ? -1 : static_cast<int>(path.size() - ending.size());
+    std::string narrow(path.begin(), path.end());
+    EXPECT_EQ(PathFindFileName(path.c_str()), name) << narrow;
+    EXPECT_EQ(GetExtensionIndex(path.c_str()), extension);
+    EXPECT_EQ(GetExtensionIndexA(narrow.c_str()), extension);
+    const char16_t* const found = PathFindExtension(path.c_str());
+    EXPECT_EQ(found == nullptr ? -1 : found - path.c_str(), extension);
     Buffer cut(path);
     EXPECT_TRUE(PathRemoveFileSpec(cut.units));
     EXPECT_EQ(cut.View(), folder);
@@ -52,8 +46,7 @@ TEST(PathText, TakesPathsApart) {
     EXPECT_EQ(bare.View(), without_slashes);
     Buffer base(path);
     EXPECT_EQ(PathRemoveExtension(base.units), extension);
-    EXPECT_EQ(base.View(), extension < 0 ? path : path.substr(0, extension));
-    std::string narrow(path.begin(), path.end());
+    EXPECT_EQ(base.View(), path.substr(0, path.size() - ending.size()));
     EXPECT_EQ(PathRemoveExtensionA(narrow.data()), extension);
     EXPECT_EQ(narrow.c_str(), std::string(base.View().begin(), base.View().end()));
   }
@@ -66,16 +59,10 @@ TEST(PathText, TakesPathsApart) {
 
 TEST(PathText, JoinsWithinTheFixedBuffer) {
   const u16string longest(MAX_PATH - 1, u'x');
-  const std::tuple<u16string, u16string, u16string> cases[] = {
-      {u"/a", u"b", u"/a/b"},
-      {u"/a/", u"b", u"/a/b"},
-      {u"/a", u"/b", u"/a/b"},
-      {u"/a/", u"/b", u"/a//b"},
-      {u"", u"b", u"/b"},
-      {u"/a", u"", u"/a/"},
-      {longest, u"b", longest + u"/"},
-      {longest, u"/b", longest + u"/"},
-      {longest.substr(2), u"bcd", longest.substr(2) + u"/bc"}};
+  auto cases = Rows<3>("/a b /a/b; /a/ b /a/b; /a /b /a/b; /a/ /b /a//b; - b /b; /a - /a/");
+  cases.insert(cases.end(), {{longest, u"b", longest + u"/"},
+                             {longest, u"/b", longest + u"/"},
+                             {longest.substr(2), u"bcd", longest.substr(2) + u"/bc"}});
   for (const auto& [path, more, expected] : cases) {
     Buffer buffer(path);
     EXPECT_TRUE(PathAppend(buffer.units, more.c_str()));
@@ -89,43 +76,23 @@ TEST(PathText, JoinsWithinTheFixedBuffer) {
 
 TEST(PathText, AddsAndRenames) {
   Buffer path(u"/a");
-  EXPECT_EQ(PathAddBackslash(path.units), path.units);
-  PathAddBackslash(path.units);
+  for (int i = 0; i < 2; ++i) EXPECT_EQ(PathAddBackslash(path.units), path.units);
   EXPECT_EQ(path.View(), u"/a/");
-  const std::tuple<u16string, u16string, BOOL, u16string> cases[] = {
-      {u"/a/b.txt", u"md", TRUE, u"/a/b.md"},
-      {u"/a/b.c", u"longer.still", TRUE, u"/a/b.longer.still"},
-      {u"/a/b.txt", u"", TRUE, u"/a/b."},
-      {u"/a/b", u"md", FALSE, u"/a/b"},
-      {u"/a.b/c", u"md", FALSE, u"/a.b/c"},
-      {u"a.b", u16string(257, u'x'), TRUE, u"a." + u16string(257, u'x')},
-      {u"a.b", u16string(258, u'x'), FALSE, u"a.b"},
-  };
-  for (const auto& [text, extension, renamed, expected] : cases) {
+  const u16string longest(257, u'x');
+  auto cases = Rows<3>("/a/b.txt md /a/b.md; /a/b.txt - /a/b.; /a/b md -; /a.b/c md -");
+  cases.insert(cases.end(), {{u"a.b", longest, u"a." + longest}, {u"a.b", longest + u"x", u""}});
+  for (const auto& [text, extension, renamed] : cases) {
     Buffer buffer(text);
-    EXPECT_EQ(PathRenameExtension(buffer.units, extension.c_str()), renamed);
-    EXPECT_EQ(buffer.View(), expected);
+    EXPECT_EQ(PathRenameExtension(buffer.units, extension.c_str()), renamed.empty() ? FALSE : TRUE);
+    EXPECT_EQ(buffer.View(), renamed.empty() ? text : renamed);
   }
 }
 
 TEST(PathText, Canonicalizes) {
-  const std::pair<u16string, u16string_view> cases[] = {
-      {u".", u""},
-      {u"..", u""},
-      {u"../a", u"/a"},
-      {u"a/b/..", u"a"},
-      {u"/a/../", u"/"},
-      {u"/a/./b", u"/a/b"},
-      {u"/a/../b", u"/b"},
-      {u"/a/b/..", u"/a"},
-      {u"/a/./..", u""},
-      {u"/../../a", u"/a"},
-      {u"/a//../b", u"/a/b"},
-      {u"/a/b/../..", u""},
-      {u"/a//b/", u"/a//b/"},
-      {u"/a/..x/.b/...", u"/a/..x/.b/..."},
-      {u"/a/../../b/c/./..", u"/b"},
-  };
+  const auto cases = Rows<2>(
+      ". -; .. -; ../a /a; a/b/.. a; /a/../ /; /a/./b /a/b; /a/../b /b; /a/b/.. /a; /a/./.. -;"
+      "/../../a /a; /a//../b /a/b; /a/b/../.. -; /a//b/ /a//b/; /a/..x/.b/... /a/..x/.b/...;"
+      "/a/../../b/c/./.. /b");
   for (const auto& [path, expected] : cases) {
     Buffer out(u"");
     EXPECT_TRUE(PathCanonicalize(out.units, path.c_str()));
@@ -135,79 +102,56 @@ TEST(PathText, Canonicalizes) {
   EXPECT_FALSE(PathCanonicalize(out, u""));
 }
 
-u16string Changed(void (*rule)(CAtlString&), const char16_t* text) {
-  CAtlString changed = text;
-  rule(changed);
-  return u16string(changed.View());
-}
-
 TEST(PathRules, NormalFormHasSlashesAndLosesOneAtTheEnd) {
-  const std::pair<const char16_t*, u16string> cases[] = {{u"C:\\Users\\x\\", u"C:/Users/x"},
-                                                         {u"/a//", u"/a/"},
-                                                         {u"/", u""},
-                                                         {u"", u""},
-                                                         {u"\\", u""},
-                                                         {u"a/../b", u"a/../b"},
-                                                         {u"/a\\b", u"/a/b"}};
-  for (const auto& [path, fixed] : cases) {
-    const CAtlString given = path;
-    EXPECT_EQ(FixFolderPathForPlatform(given).View(), fixed);
-    EXPECT_EQ(FixFilePathForPlatform(given).View(), fixed);
-    EXPECT_EQ(given.View(), path);
+  for (const auto& [path, fixed] : Rows<2>("C:\\Users\\x\\ C:/Users/x; /a// /a/; / -; - -; \\ -;"
+                                           "a/../b a/../b; /a\\b /a/b")) {
+    EXPECT_EQ(FixFolderPathForPlatform(CAtlString(path)).View(), fixed);
+    EXPECT_EQ(FixFilePathForPlatform(CAtlString(path)).View(), fixed);
   }
 }
 
-TEST(PathRules, TellsWhatOtherPlatformsRefuse) {
+// A table of whole paths: as they are, whether they are valid, and repaired.
+TEST(PathRules, TellsAndRemovesWhatOtherPlatformsRefuse) {
   for (const char16_t bad : u16string(u"|><?*\":")) {
     const CAtlString name = CAtlString(u"a") + bad;
     EXPECT_FALSE(FileNameIsValidForAllPlatforms(name));
     EXPECT_FALSE(FilePathIsValidForAllPlatforms(name));
   }
   EXPECT_TRUE(FileNameIsValidForAllPlatforms(u"a\\b/c.txt"));
-  const std::pair<const char16_t*, BOOL> paths[] = {
-      {u"C:\\dir\\file", TRUE}, {u"dir\\a:b", FALSE}, {u"C:\\a:b", FALSE}, {u"C:/dir", FALSE},
-      {u"CD:\\x", FALSE},       {u"/a/b", TRUE},      {u"", TRUE},         {u":\\", FALSE},
-      {u"a:b:\\", FALSE}};
-  for (const auto& [path, valid] : paths) {
-    EXPECT_EQ(FilePathIsValidForAllPlatforms(path), valid) << testing::PrintToString(path);
+  CAtlString name = u"|a>b<c?d*e\"f:g/\\";
+  FixFileNameInvalidCharacters(name);
+  EXPECT_EQ(name, u"abcdefg/\\");
+  const auto paths = Rows<3>(
+      "C:\\dir\\file yes C:\\dir\\file; dir\\a:b no dir\\ab; C:\\a?b:c no C:\\abc; C:/dir no C/dir;"
+      "CD:\\x no CD\\x; /a/b yes /a/b; - yes -; :\\a no \\a; a:b:\\ no ab\\; ?C:\\a:\\b no "
+      "C:\\a\\b");
+  for (const auto& [text, valid, repaired] : paths) {
+    CAtlString path(text);
+    EXPECT_EQ(FilePathIsValidForAllPlatforms(path), valid == u"yes")
+        << testing::PrintToString(text);
+    FixFilePathInvalidCharacters(path);
+    EXPECT_EQ(path.View(), repaired);
   }
 }
 
-TEST(PathRules, RemovesWhatOtherPlatformsRefuseAndKeepsThePathThatWasPastedLast) {
-  EXPECT_EQ(Changed(FixFileNameInvalidCharacters, u"|a>b<c?d*e\"f:g/\\"), u"abcdefg/\\");
-  const std::pair<const char16_t*, u16string> paths[] = {{u"C:\\a?b:c", u"C:\\abc"},
-                                                         {u"a:b\\c", u"ab\\c"},
-                                                         {u"?C:\\a:\\b", u"C:\\a\\b"},
-                                                         {u":\\a", u"\\a"}};
-  for (const auto& [path, fixed] : paths) {
-    EXPECT_EQ(Changed(FixFilePathInvalidCharacters, path), fixed);
-  }
-  const std::pair<const char16_t*, u16string> pasted[] = {{u"C:\\x\\D:\\y", u"D:\\y"},
-                                                          {u"C:\\x\\D:", u"C:\\x\\D:"},
-                                                          {u"abc:\\y", u"abc:\\y"},
-                                                          {u"abcd:\\y", u"d:\\y"}};
-  for (const auto& [path, last] : pasted) {
-    EXPECT_EQ(Changed(CleanupPathNameBecauseWindowsHasBugs, path), last);
+TEST(PathRules, KeepsThePathThatWasPastedLast) {
+  for (const auto& [text, last] :
+       Rows<2>("C:\\x\\D:\\y D:\\y; C:\\x\\D: C:\\x\\D:; abc:\\y abc:\\y; abcd:\\y d:\\y")) {
+    CAtlString path(text);
+    CleanupPathNameBecauseWindowsHasBugs(path);
+    EXPECT_EQ(path.View(), last);
   }
 }
 
 // An asterisk stops at the first unit that equals the next one of the pattern, and takes nothing
 // before a question mark.
 TEST(Wildcard, MatchesWithoutGoingBack) {
-  const std::pair<const char16_t*, const char16_t*> matching[] = {
-      {u"data?", u"data1"}, {u"*.txt", u"a.txt"}, {u"**", u"abc"}, {u"*b*", u"abc"},
-      {u"[a]", u"[a]"},     {u"*?", u"x"},        {u"*", u"a.b"},
-  };
-  const std::pair<const char16_t*, const char16_t*> others[] = {
-      {u"", u"a"},          {u"?", u""},    {u"data?", u"data12"}, {u"*.txt", u"a.b.txt"},
-      {u"*.txt", u"a.TXT"}, {u"*.*", u"a"}, {u"a*c", u"abcc"},     {u"***", u"abc"},
-      {u"*?", u"xy"},       {u"*?", u""},
-  };
-  for (const auto& [pattern, name] : matching) {
-    EXPECT_TRUE(MatchesWildcard(name, pattern)) << testing::PrintToString(pattern);
-  }
-  for (const auto& [pattern, name] : others) {
-    EXPECT_FALSE(MatchesWildcard(name, pattern)) << testing::PrintToString(pattern);
+  const auto cases = Rows<3>(
+      "data? data1 yes; *.txt a.txt yes; ** abc yes; *b* abc yes; [a] [a] yes; *? x yes; * a.b yes;"
+      "- a no; ? - no; data? data12 no; *.txt a.b.txt no; *.txt a.TXT no; *.* a no; a*c abcc no;"
+      "*** abc no; *? xy no; *? - no");
+  for (const auto& [pattern, name, matches] : cases) {
+    EXPECT_EQ(MatchesWildcard(name, pattern), matches == u"yes") << testing::PrintToString(pattern);
   }
 }
 
@@ -226,27 +170,21 @@ class Shortcuts : public EnvironmentTest {
 };
 
 TEST_F(Shortcuts, WritesInternetShortcuts) {
-  const auto create = [](const char16_t* url, const COrvikFilePath& file) {
-    return CFileManipulator::CreateURLShortcut(url, file);
-  };
+  const auto create = &CFileManipulator::CreateURLShortcut;
   EXPECT_EQ(create(u" www.a\\caf\u00E9\u20AC ", File(path_)), S_OK);
   EXPECT_EQ(ReadFile(path_), "[InternetShortcut]\nURL=http://www.a/caf\xE9?\n");
   EXPECT_EQ(Units(CFileManipulator::ResolveURLShortcut(File(path_))), u"http://www.a/caf\u00E9?");
 
-  WriteFile(path_, "mine");
-  EXPECT_EQ(create(u"http://b", File(path_)), S_OK);
-  EXPECT_EQ(create(u"", File(path_)), S_OK);
-  EXPECT_EQ(ReadFile(path_), "mine");
-  fs::create_symlink(env_.temp() / "elsewhere", env_.temp() / "dangling.url");
-  EXPECT_EQ(create(u"http://b", File(env_.temp() / "dangling.url")), S_OK);
-  EXPECT_FALSE(fs::exists(env_.temp() / "elsewhere"));
-
-  const fs::path other = env_.folder() / "other.url";
-  EXPECT_EQ(create(u"", File(other)), E_INVALIDARG);
-  EXPECT_FALSE(Exists(other));
-  EXPECT_EQ(create(u"http://b", {}), E_INVALIDARG);
-  EXPECT_EQ(create(u"http://b", File(env_.folder())), E_INVALIDARG);
-  EXPECT_EQ(create(u"http://b", File(env_.folder() / "none" / "x")), E_INVALIDARG);
+  Plant(top_, "mine dangling->elsewhere");
+  for (const char* name : {"mine", "dangling"}) {
+    EXPECT_EQ(create(u"http://b", File(At(name))), S_OK);
+  }
+  EXPECT_EQ(create(u"", File(At("mine"))), S_OK);
+  EXPECT_EQ(create(u"", File(At("other"))), E_INVALIDARG);
+  for (const COrvikFilePath& none : {COrvikFilePath(), File(top_), File(At("none/x"))}) {
+    EXPECT_EQ(create(u"http://b", none), E_INVALIDARG);
+  }
+  EXPECT_EQ(TreeText(top_), "dangling->elsewhere mine=x");
 }
 
 // What each of the two resolvers finds; "-" stands for nothing.
@@ -282,8 +220,7 @@ TEST_F(Shortcuts, ResolvesShortcutsAndLinkFilesOfEveryKind) {
       {"[Other]\nType=Link\nURL=http://a\n", u"-", u"-"},
       {"URL=http://a\n[Desktop Entry]\nType=Link\n", u"-", u"-"},
       {"\xFF\xFE", u"-", u"-"},
-      {"\xEF\xBB\xBF", u"-", u"-"},
-  };
+      {"\xEF\xBB\xBF", u"-", u"-"}};
   const auto shown = [](const CAtlString& url) { return url.IsEmpty() ? u"-" : Units(url); };
   for (const auto& [content, url, link] : cases) {
     WriteFile(path_, content);
@@ -317,47 +254,34 @@ TEST_F(Shortcuts, KeepsThePathOfAFile) {
 }
 
 TEST(Urls, FindsTheScheme) {
-  const std::tuple<const char16_t*, int, const char16_t*> cases[] = {
-      {u"http://a", 0, u"http://"},          {u"FILE:///a", 1, u"file://"},
-      {u"MAILTO:x", 2, u"mailto://"},        {u"ftp://a", 3, u"ftp://"},
-      {u"Gopher://a", 4, u"gopher://"},      {u"nntp://a", 5, u"nntp://"},
-      {u"telnet://a", 6, u"telnet://"},      {u"news:comp.lang", 7, u"news:"},
-      {u"wais://a", 8, u"wais://"},          {u"HTTPS://a", 10, u"https://"},
-      {u"prospero://a", 11, u"prospero://"}, {u"www.a.b", 9, u"http://"},
-      {u"xhttp://a", 9, u"http://"},         {u" http://a", 9, u"http://"},
-      {u"http:/a", 9, u"http://"},           {u"", 9, u"http://"},
-      {u"ht\u0130tp://", 9, u"http://"}};
-  for (const auto& [url, number, written] : cases) {
-    EXPECT_EQ(GetUrlProtocol(url), number) << testing::PrintToString(url);
+  const auto cases = Rows<3>(
+      "http://a 0 http://; FILE:///a 1 file://; MAILTO:x 2 mailto://; ftp://a 3 ftp://;"
+      "Gopher://a 4 gopher://; nntp://a 5 nntp://; telnet://a 6 telnet://; news:comp.lang 7 news:;"
+      "wais://a 8 wais://; www.a.b 9 http://; xhttp://a 9 http://; http:/a 9 http://; - 9 http://;"
+      "HTTPS://a 10 https://; prospero://a 11 prospero://; - -1 http://; - 12 http://");
+  for (const auto& [url, digits, written] : cases) {
+    const int number = std::stoi(std::string(digits.begin(), digits.end()));
+    EXPECT_EQ(GetUrlProtocol(url), std::clamp(number, 0, 11) == number ? number : 9);
     EXPECT_EQ(GetAppropriateProtocol(number).View(), written);
   }
-  EXPECT_EQ(GetAppropriateProtocol(-1).View(), u"http://");
-  EXPECT_EQ(GetAppropriateProtocol(12).View(), u"http://");
+  for (const char16_t* url : {u" http://a", u"ht\u0130tp://"}) EXPECT_EQ(GetUrlProtocol(url), 9);
 }
 
+// Repaired; whether it can be used then, and was valid as it was.
 TEST(Urls, RepairsAndJudgesLinks) {
-  const std::tuple<const char16_t*, BOOL, const char16_t*, BOOL> cases[] = {
-      {u"  www.abc\\index.html ", TRUE, u"http://www.abc/index.html", FALSE},
-      {u"WWW.abc", TRUE, u"http://WWW.abc", FALSE},
-      {u"Www.abc", FALSE, u"Www.abc", FALSE},
-      {u"host/path", TRUE, u"http://host/path", FALSE},
-      {u"abc.def", FALSE, u"abc.def", FALSE},
-      {u"ftp://", FALSE, u"ftp://", FALSE},
-      {u"HTTP://", FALSE, u"HTTP://", FALSE},
-      {u"http:\\\\a", TRUE, u"http://a", FALSE},
-      {u" svn://host/x ", FALSE, u"svn://host/x", FALSE},
-      {u"news:comp.lang", TRUE, u"news:comp.lang", TRUE},
-      {u"news:", FALSE, u"news:", FALSE},
-      {u"mailto:", TRUE, u"mailto:", TRUE},  // the written prefix is another one
-      {u"mailto://", FALSE, u"mailto://", FALSE},
-      {u"https://a", TRUE, u"https://a", TRUE},
-      {u"", FALSE, u"", FALSE},
-      {u"  ", FALSE, u"", FALSE},
-  };
-  for (const auto& [url, usable, repaired, valid_as_given] : cases) {
-    CAtlString text = url;
-    EXPECT_EQ(IsValidURL(text), valid_as_given) << testing::PrintToString(url);
-    EXPECT_EQ(MakeValidHyperlink(text), usable) << testing::PrintToString(url);
+  auto cases = Rows<4>(
+      "WWW.abc http://WWW.abc yes no; Www.abc Www.abc no no; host/path http://host/path yes no;"
+      "abc.def abc.def no no; ftp:// ftp:// no no; HTTP:// HTTP:// no no; - - no no;"
+      "http:\\\\a http://a yes no; news:comp.lang news:comp.lang yes yes; news: news: no no;"
+      "mailto: mailto: yes yes; mailto:// mailto:// no no; https://a https://a yes yes");
+  cases.insert(cases.end(),
+               {{u"  www.abc\\index.html ", u"http://www.abc/index.html", u"yes", u"no"},
+                {u" svn://host/x ", u"svn://host/x", u"no", u"no"},
+                {u"  ", u"", u"no", u"no"}});
+  for (const auto& [url, repaired, usable, valid_as_given] : cases) {
+    CAtlString text(url);
+    EXPECT_EQ(IsValidURL(text), valid_as_given == u"yes") << testing::PrintToString(url);
+    EXPECT_EQ(MakeValidHyperlink(text), usable == u"yes") << testing::PrintToString(url);
     EXPECT_EQ(text.View(), repaired);
   }
 }

@@ -1,6 +1,5 @@
 // Messages, checksums, counted strings, and memory that passes between components.
 #include <climits>
-#include <fstream>
 
 #include "files/counted_strings.h"
 #include "files/global_memory.h"
@@ -22,16 +21,15 @@ TEST(Messages, LoadsErrorTexts) {
       {61477, u"Invalid argument"},        {12345, u"Unknown error"}};
   char16_t buffer[64];
   for (const auto& [number, text] : cases) {
-    for (const int size : {64, 6, 1}) {
-      const auto length = std::min(text.size(), static_cast<std::size_t>(size - 1));
-      EXPECT_EQ(AfxLoadString(number, buffer, size), static_cast<int>(length));
-      EXPECT_EQ(buffer, text.substr(0, length));
+    for (const int size : {64, 6, 1, 0, -3}) {
+      const std::u16string expected = size > 0 ? text.substr(0, size - 1) : u"x";
+      buffer[0] = u'x';
+      EXPECT_EQ(AfxLoadString(number, buffer, size), size > 0 ? int(expected.size()) : 0);
+      EXPECT_EQ(buffer[0], expected[0]);
+      EXPECT_TRUE(size <= 0 || buffer == expected) << size;
     }
   }
-  buffer[0] = u'x';
-  for (const int size : {0, -3}) EXPECT_EQ(AfxLoadString(12345, buffer, size), 0);
   EXPECT_EQ(AfxLoadString(12345, nullptr, 9), 0);
-  EXPECT_EQ(buffer[0], u'x');
 }
 
 // What a message box gives and shows, answered with one of its buttons.
@@ -40,27 +38,21 @@ std::pair<int, AlertRequest> Show(const char16_t* message, unsigned type,
   return test::Answered(button, [&] { return AfxMessageBox(message, type); });
 }
 
+// The labels, what each button gives, and what closing the alert gives.
 TEST(Messages, EveryButtonGivesItsResult) {
-  const std::tuple<unsigned, std::vector<std::string>, std::vector<int>, int> sets[] = {
-      {0, {"OK"}, {1}, 1},
-      {1, {"OK", "Cancel"}, {1, 2}, 2},
-      {2, {"Abort", "Retry", "Ignore"}, {3, 4, 5}, 4},
-      {3, {"Yes", "No", "Cancel"}, {6, 7, 2}, 7},
-      {4, {"Yes", "No"}, {6, 7}, 7},
-      {5, {"Retry", "Cancel"}, {4, 2}, 2},
-      {6, {"OK"}, {0}, 0},
-      {15, {"OK"}, {0}, 0},
-  };
-  for (const auto& [type, labels, results, closed] : sets) {
+  for (const auto& [type, labels, results, closed] : Rows<4, std::string>(
+           "0 OK 1 1; 1 OK,Cancel 12 2; 2 Abort,Retry,Ignore 345 4; 3 Yes,No,Cancel 672 7;"
+           "4 Yes,No 67 7; 5 Retry,Cancel 42 2; 6 OK 0 0; 15 OK 0 0")) {
+    const auto number = static_cast<unsigned>(std::stoi(type));
     for (std::size_t button = 0; button < results.size(); ++button) {
-      const auto [result, shown] = Show(u"m", type, static_cast<int>(button));
-      EXPECT_EQ(shown.buttons, labels);
+      const auto [result, shown] = Show(u"m", number, static_cast<int>(button));
+      EXPECT_EQ(shown.buttons, Split(labels, ','));
       EXPECT_EQ(shown.default_button, 0);
-      EXPECT_EQ(shown.cancel_button, labels.size() > 1 ? 1 : -1);
-      EXPECT_EQ(result, results[button]) << type;
+      EXPECT_EQ(shown.cancel_button, results.size() > 1 ? 1 : -1);
+      EXPECT_EQ(result, results[button] - '0') << type;
     }
-    EXPECT_EQ(Show(u"m", type, desktop::kAlertClosed).first, closed) << type;
-    EXPECT_EQ(Show(u"m", type, std::nullopt).first, 0);
+    EXPECT_EQ(Show(u"m", number, desktop::kAlertClosed).first, std::stoi(closed)) << type;
+    EXPECT_EQ(Show(u"m", number, std::nullopt).first, 0);
   }
 }
 
@@ -70,8 +62,7 @@ TEST(Messages, IconAndDefaultButtonComeFromTheType) {
       {0x23, AlertLevel::kNote, 0},   {0x33, AlertLevel::kCaution, 0},
       {0x43, AlertLevel::kNote, 0},   {0x73, AlertLevel::kCaution, 0},
       {0x53, AlertLevel::kNote, 0},   {0x103, AlertLevel::kPlain, 1},
-      {0x203, AlertLevel::kPlain, 2}, {0x124, AlertLevel::kNote, 1},
-  };
+      {0x203, AlertLevel::kPlain, 2}, {0x124, AlertLevel::kNote, 1}};
   for (const auto& [type, level, default_button] : cases) {
     const AlertRequest request = Show(u"m", type, 0).second;
     EXPECT_EQ(request.level, level) << type;
@@ -109,29 +100,24 @@ TEST(Checksum, EveryVariantAgrees) {
 using std::u16string_view;
 
 TEST(CountedStrings, CarryTheirLengthBeforeTheText) {
-  BSTR text = SysAllocStringLen(u"a\0b", 3);
-  std::uint32_t bytes = 0;
-  std::memcpy(&bytes, reinterpret_cast<const char*>(text) - 4, 4);
-  EXPECT_EQ(bytes, 6u);
-  EXPECT_EQ(SysStringLen(text), 3);
-  EXPECT_EQ(SysStringByteLen(text), 6);
-  EXPECT_EQ(u16string_view(text, 4), u16string_view(u"a\0b\0", 4));
-  SysFreeString(text);
-
-  BSTR zeros = SysAllocStringLen(nullptr, 2);
-  EXPECT_EQ(u16string_view(zeros, 3), u16string_view(u"\0\0\0", 3));
-  SysFreeString(zeros);
-  BSTR odd = SysAllocStringByteLen("abc", 3);
-  EXPECT_EQ(SysStringLen(odd), 1);
-  EXPECT_EQ(SysStringByteLen(odd), 3);
-  EXPECT_EQ(std::memcmp(odd, "abc\0\0", 5), 0);
-  SysFreeString(odd);
-  for (auto* make : {SysAllocString, W2BSTR, T2BSTR, OLE2BSTR}) {
-    BSTR made = make(u"xy");
-    EXPECT_EQ(u16string_view(made), u"xy");
-    SysFreeString(made);
-    EXPECT_EQ(make(nullptr), nullptr);
+  // The text, its units and bytes, and what stands in memory with the terminator.
+  const std::tuple<BSTR, int, int, std::string_view> cases[] = {
+      {SysAllocStringLen(u"a\0b", 3), 3, 6, {"a\0\0\0b\0\0", 8}},
+      {SysAllocStringLen(nullptr, 2), 2, 4, {"\0\0\0\0\0", 6}},
+      {SysAllocStringByteLen("abc", 3), 1, 3, {"abc\0", 5}},
+      {SysAllocString(u"xy"), 2, 4, {"x\0y\0\0", 6}},
+      {W2BSTR(u"xy"), 2, 4, {"x\0y\0\0", 6}},
+      {T2BSTR(u"xy"), 2, 4, {"x\0y\0\0", 6}},
+      {OLE2BSTR(u"xy"), 2, 4, {"x\0y\0\0", 6}}};
+  for (const auto& [text, units, bytes, memory] : cases) {
+    const char* const start = reinterpret_cast<const char*>(text);
+    EXPECT_EQ(std::memcmp(start - 4, &bytes, 4), 0);
+    EXPECT_EQ(SysStringLen(text), units);
+    EXPECT_EQ(SysStringByteLen(text), bytes);
+    EXPECT_EQ(std::string_view(start, memory.size()), memory);
+    SysFreeString(text);
   }
+  for (auto* make : {SysAllocString, W2BSTR, T2BSTR, OLE2BSTR}) EXPECT_EQ(make(nullptr), nullptr);
   EXPECT_EQ(SysStringLen(nullptr) + SysStringByteLen(nullptr), 0);
   SysFreeString(nullptr);
   EXPECT_EQ(SysAllocStringLen(u"", -1), nullptr);
@@ -162,15 +148,6 @@ TEST(PascalStrings, AreCutAt255Bytes) {
   EXPECT_EQ(CToPStr(pascal, ""), 0);
 }
 
-TEST(TaskMemory, KeepsItsContentAsItGrows) {
-  char* block = static_cast<char*>(CoTaskMemRealloc(nullptr, 3));
-  std::memcpy(block, "abc", 3);
-  block = static_cast<char*>(CoTaskMemRealloc(block, 100'000));
-  EXPECT_EQ(std::string(block, 3), "abc");
-  CoTaskMemFree(block);
-  CoTaskMemFree(nullptr);
-}
-
 TEST(GlobalMemory, CountsLocksOfItsBlocks) {
   const HANDLE block = GlobalAlloc(GMEM_ZEROINIT | 0x02, 5000);
   ASSERT_NE(block, nullptr);
@@ -188,49 +165,6 @@ TEST(GlobalMemory, CountsLocksOfItsBlocks) {
   }
   EXPECT_EQ(GlobalFree(block), nullptr);
   EXPECT_EQ(GlobalFlags(block), GMEM_INVALID_HANDLE);
-}
-
-// A figure of this process in KiB: "VmLck:" is pinned memory, "VmRSS:" what is resident.
-long MemoryOf(const char* figure) {
-  std::ifstream status("/proc/self/status");
-  for (std::string word; status >> word;) {
-    long amount = 0;
-    if (word == figure && status >> amount) return amount;
-  }
-  return -1;
-}
-
-// Blocks in one page, across pages and of whole pages are locked and unlocked in all orders; the
-// kernel's figure must be that of the pages with a locked block.
-TEST(GlobalMemory, PinsEachPageAsLongAsALockedBlockUsesIt) {
-  const auto page = static_cast<std::uintptr_t>(sysconf(_SC_PAGESIZE));
-  const long before = MemoryOf("VmLck:");
-  std::vector<HANDLE> blocks;
-  for (const std::size_t size : {16u, 100u, 5000u, 40u, 9000u, 16u, 4096u, 200000u}) {
-    blocks.push_back(GlobalAlloc(GMEM_FIXED, size));
-  }
-  const auto expected = [&] {
-    std::set<std::uintptr_t> pages;
-    for (const HANDLE block : blocks) {
-      if ((GlobalFlags(block) & 0xFF) == 0) continue;
-      const auto first = reinterpret_cast<std::uintptr_t>(block);
-      for (auto at = first / page; at <= (first + GlobalSize(block) - 1) / page; ++at) {
-        pages.insert(at);
-      }
-    }
-    return static_cast<long>(pages.size() * page / 1024);
-  };
-  if (GlobalLock(blocks[0]) != nullptr && MemoryOf("VmLck:") > before) {
-    // Not where a sanitizer or the limit keeps memory from being pinned.
-    std::minstd_rand random(7);
-    for (int step = 0; step < 400; ++step) {
-      const HANDLE block = blocks[random() % blocks.size()];
-      EXPECT_TRUE(random() % 2 == 0 ? GlobalLock(block) == block : GlobalUnlock(block) != FALSE);
-      ASSERT_EQ(MemoryOf("VmLck:") - before, expected()) << step;
-    }
-  }
-  for (const HANDLE block : blocks) GlobalFree(block);
-  EXPECT_EQ(MemoryOf("VmLck:"), before);
 }
 
 TEST(GlobalMemory, KnowsOnlyItsOwnBlocks) {
