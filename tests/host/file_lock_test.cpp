@@ -17,6 +17,7 @@ namespace orvik::test {
 namespace {
 
 using namespace host;
+using Words = std::vector<std::string>;
 
 class FolderLockTest : public EnvironmentTest {
  protected:
@@ -86,14 +87,14 @@ TEST_F(FolderLockTest, WhereNothingIsKeptNothingIsLeft) {
   const auto take = [&] { return FolderLock::Acquire(opened.get(), attributes, 0); };
   FolderLock outer = take();
   EXPECT_TRUE(take().held());
-  EXPECT_EQ(NamesIn(folder_), std::vector<std::string>{".orvik.lock"});
+  EXPECT_EQ(NamesIn(folder_), Words{".orvik.lock"});
   outer.Release();
-  EXPECT_EQ(NamesIn(folder_), std::vector<std::string>{});
+  EXPECT_EQ(NamesIn(folder_), Words{});
   outer = take();
   take().KeepFile();
   outer.Release();
   EXPECT_TRUE(take().held());
-  EXPECT_EQ(NamesIn(folder_), std::vector<std::string>{".orvik.lock"});
+  EXPECT_EQ(NamesIn(folder_), Words{".orvik.lock"});
 }
 
 // Whoever may only read the folder can lock nothing that counts.
@@ -114,58 +115,34 @@ void ForbidLocks() {
   ForbidCall(SYS_fcntl, 1, Compare::kEqual, F_OFD_SETLK, ENOLCK);
 }
 
-// What somebody may put under the name of a lock's file. `name` is the path to make it at.
-struct Odd {
-  const char* title;
-  std::function<void(const fs::path& name)> make;
-  bool needs_root = false;
-};
 constexpr uid_t kStranger = 30002;
-const Odd kOddFiles[] = {
-    {"a link", [](const fs::path& name) { fs::create_symlink("elsewhere", name); }},
-    {"a pipe", [](const fs::path& name) { EXPECT_EQ(mkfifo(name.c_str(), 0600), 0); }},
-    {"a folder", [](const fs::path& name) { fs::create_directory(name); }},
-    {"a file", [](const fs::path& name) { WriteFile(name, "secret\n"); }},
-    {"a number", [](const fs::path& name) { WriteFile(name, "12\n"); }},
-    {"a large file", [](const fs::path& name) { WriteFile(name, std::string(100'000, '\0')); }},
-    {"a second name",
-     [](const fs::path& name) {
-       WriteFile(name.parent_path() / "other", "");
-       fs::create_hard_link(name.parent_path() / "other", name);
-     }},
-    {"a stranger's file",
-     [](const fs::path& name) {
-       WriteFile(name, "");
-       EXPECT_EQ(chown(name.c_str(), kStranger, kStranger), 0);
-     },
-     true},
-};
 
+// What somebody may put under the name of a lock's file, which is as old as one of another machine
+// that has ended; also an empty file with a second name ("h") and one of a stranger ("s").
 TEST_F(FolderLockTest, RefusesWhatIsNotALockFileAndLeavesItAlone) {
   chmod(folder_.c_str(), 0755);
-  for (const char* const name : {".orvik.lock", ".orvik.lock.held"}) {
-    for (const Odd& odd : kOddFiles) {
-      if (odd.needs_root && geteuid() != 0) continue;
-      SCOPED_TRACE(std::string(odd.title) + " as " + name);
+  const std::string large = "=" + std::string(100'000, '\0');
+  for (const std::string name : {".orvik.lock", ".orvik.lock.held"}) {
+    for (const std::string& odd :
+         Words{"->elsewhere", "|", "/", "=secret\n", "=12\n", large, "h", "s"}) {
+      if (odd == "s" && geteuid() != 0) continue;
+      SCOPED_TRACE(odd.substr(0, 20) + " as " + name);
       const fs::path file = folder_ / name;
-      odd.make(file);
-      // As old as one of another machine that has ended.
+      MakeTree(folder_, {name + (odd == "h" || odd == "s" ? "=" : odd)});
+      if (odd == "h") fs::create_hard_link(file, folder_ / "other");
+      ASSERT_TRUE(odd != "s" || chown(file.c_str(), kStranger, kStranger) == 0);
       const timespec old[2] = {{.tv_sec = 1, .tv_nsec = 0}, {.tv_sec = 1, .tv_nsec = 0}};
       utimensat(AT_FDCWD, file.c_str(), old, AT_SYMLINK_NOFOLLOW);
       const std::string before = RecordOf(file);
       const int error = InProcesses(1, [&](int) {
         if (file.extension() == ".held") ForbidLocks();
         const FolderLock lock = Take(folder_, 0);
-        EXPECT_STREQ(lock.obstacle(), name);
-        EXPECT_FALSE(lock.held());
-        return HasFailure() ? 1 : lock.error();
+        return lock.obstacle() == name && !lock.held() ? lock.error() : 1;
       })[0];
       EXPECT_EQ(error, EINVAL);
       EXPECT_EQ(RecordOf(file), before);
       EXPECT_FALSE(fs::exists(folder_ / "elsewhere"));
-      fs::remove_all(file);
-      fs::remove(folder_ / "other");
-      fs::remove(folder_ / ".orvik.lock");
+      for (const auto& entry : fs::directory_iterator(folder_)) fs::remove_all(entry);
     }
   }
 }
@@ -177,6 +154,10 @@ TEST_F(FolderLockTest, ARemovedFileGivesNobodyASecondLock) {
     lock = Take(folder_, 60'000);
     if (!lock.held()) _exit(1);
   };
+  const auto wait_for = [](const auto& condition) {
+    for (int i = 0; i < 2400 && !condition(); ++i) usleep(25'000);
+    EXPECT_TRUE(condition());
+  };
   OtherProcess first(hold);
   const pid_t waiter = fork();
   if (waiter == 0) {
@@ -185,22 +166,17 @@ TEST_F(FolderLockTest, ARemovedFileGivesNobodyASecondLock) {
     for (;;) pause();
   }
   // It waits at the old file once it has opened it.
-  const auto waits = [&] {
-    std::error_code error;
-    for (const auto& file : fs::directory_iterator("/proc/" + std::to_string(waiter) + "/fd")) {
-      if (fs::read_symlink(file, error) == folder_ / ".orvik.lock") return true;
-    }
-    return false;
-  };
-  for (int i = 0; i < 2400 && !waits(); ++i) usleep(25'000);
+  wait_for([&] {
+    const std::string files = "/proc/" + std::to_string(waiter) + "/fd";
+    return RunCommand({"ls", "-l", files}).out.find("/.orvik.lock\n") != std::string::npos;
+  });
   fs::remove(folder_ / ".orvik.lock");
   OtherProcess second(hold);
   first.End();
   usleep(200'000);
   EXPECT_FALSE(fs::exists(folder_ / "held"));
   second.End();
-  for (int i = 0; i < 2400 && !fs::exists(folder_ / "held"); ++i) usleep(25'000);
-  EXPECT_TRUE(fs::exists(folder_ / "held"));
+  wait_for([&] { return fs::exists(folder_ / "held"); });
   kill(waiter, SIGKILL);
   waitpid(waiter, nullptr, 0);
 }
@@ -283,9 +259,8 @@ TEST_F(FolderLockTest, AnExclusiveFileTakesThePlaceOfLocksThatTheVolumeLacks) {
   fs::last_write_time(held, fs::file_time_type::clock::now() - std::chrono::minutes(11));
   EXPECT_EQ(foreign(), EWOULDBLOCK);  // the try that finds it stale removes it
   EXPECT_EQ(foreign(), 0);
-  EXPECT_EQ(NamesIn(folder_),
-            (std::vector<std::string>{".orvik.lock", ".orvik.lock.held.12", ".orvik.lock.held.13",
-                                      ".orvik.lock.held.x", "counter"}));
+  EXPECT_EQ(NamesIn(folder_), (Words{".orvik.lock", ".orvik.lock.held.12", ".orvik.lock.held.13",
+                                     ".orvik.lock.held.x", "counter"}));
 }
 
 }  // namespace

@@ -8,6 +8,8 @@
 #include "host/keep_beside.h"
 #include "host/staged_file.h"
 #include "tests/support/file_trees.h"
+#include "tests/support/volumes.h"
+#include "tests/support/without_root_rights.h"
 
 namespace orvik::test {
 namespace {
@@ -20,28 +22,21 @@ class ReplaceFileTest : public EnvironmentTest {
   const fs::path file_ = top_ / "file";
 };
 
-TEST_F(ReplaceFileTest, MakesAndReplacesAndLeavesNothingElse) {
+TEST_F(ReplaceFileTest, MakesAndReplacesAndLeavesNothingElseAndWritesNothingThatIsThere) {
   for (const std::string& content :
        {std::string("one"), std::string(), std::string(1 << 20, 'x')}) {
-    const ReplaceResult result = ReplaceFile(file_, content);
-    EXPECT_EQ(result.error, 0);
-    EXPECT_TRUE(result.wrote);
-    EXPECT_EQ(TreeIn(top_), Words{"file=" + content});
-    EXPECT_EQ(result.identity, IdentityOf(file_.string()));
+    for (const bool writes : {true, false}) {
+      const ReplaceResult result = ReplaceFile(file_, content);
+      EXPECT_EQ(result.error, 0);
+      EXPECT_EQ(result.wrote, writes);
+      EXPECT_EQ(TreeIn(top_), Words{"file=" + content});
+      EXPECT_EQ(result.identity, IdentityOf(file_.string()));
+    }
   }
 }
 
-TEST_F(ReplaceFileTest, WritesNothingWhenTheContentIsThere) {
-  WriteFile(file_, "same");
-  const FileIdentity before = IdentityOf(file_.string());
-  const ReplaceResult result = ReplaceFile(file_, "same");
-  EXPECT_FALSE(result.wrote);
-  EXPECT_EQ(result.identity, before);
-  EXPECT_EQ(IdentityOf(file_.string()), before);
-}
-
 TEST_F(ReplaceFileTest, KeepsModeAndAttributesAndFollowsLinks) {
-  MakeTree(top_, {"file=old", "link->file", "chain->link", "dangling->not yet", "loop->loop"});
+  Plant(top_, "file=old link->file chain->link dangling->new loop->loop");
   chmod(file_.c_str(), 0640);
   const bool has_attributes = setxattr(file_.c_str(), "user.note", "kept", 4, 0) == 0;
   EXPECT_EQ(ReplaceFile(top_ / "chain", "new").error, 0);
@@ -50,8 +45,7 @@ TEST_F(ReplaceFileTest, KeepsModeAndAttributesAndFollowsLinks) {
   EXPECT_TRUE(!has_attributes || getxattr(file_.c_str(), "user.note", note, 4) == 4);
   EXPECT_EQ(ReplaceFile(top_ / "dangling", "made").error, 0);
   EXPECT_EQ(ReplaceFile(top_ / "loop", "x").error, ELOOP);
-  EXPECT_EQ(TreeIn(top_), (Words{"chain->link", "dangling->not yet", "file=new", "link->file",
-                                 "loop->loop", "not yet=made"}));
+  EXPECT_EQ(TreeText(top_), "chain->link dangling->new file=new link->file loop->loop new=made");
 }
 
 TEST_F(ReplaceFileTest, RefusesWhatIsNoFile) {
@@ -84,6 +78,31 @@ TEST_F(ReplaceFileTest, OpensNothingButRegularFiles) {
     char event[1];
     EXPECT_TRUE(read(watch.get(), event, sizeof event) < 0 && errno == EAGAIN);
   }
+}
+
+// A file that is a mount point itself, and one in a folder that takes no new files while there is
+// no temporary folder either.
+TEST_F(ReplaceFileTest, WritesInPlaceWhereNoNewFileCanBe) {
+  Plant(top_, "mounted=old closed/file=old");
+  const auto expect_written = [this](const char* name) {
+    for (const char* text : {"new text", "short"}) {
+      EXPECT_EQ(ReplaceFile(top_ / name, text, {.present = Present::kWriteInto}).error, 0);
+      FileReplacement file;
+      EXPECT_EQ(file.Open(top_ / name, "/nonexistent"), 0);
+      EXPECT_EQ(file.Write(text) + file.Commit(), 0);
+      EXPECT_EQ(ReadFile(top_ / name), text);
+    }
+  };
+  const bool tested = OnAVolume(At("volume"), "tmpfs", "size=1m", [&] {
+    const std::string file = At("mounted");
+    ASSERT_EQ(mount(file.c_str(), file.c_str(), nullptr, MS_BIND, nullptr), 0);
+    expect_written("mounted");
+    EXPECT_EQ(NamesIn(top_), (Words{"closed", "mounted", "volume"}));
+  });
+  fs::permissions(At("closed"), fs::perms(0555));
+  const WithoutRootRights without(env_.folder());
+  expect_written("closed/file");
+  if (!tested) GTEST_SKIP() << "this user may not mount";
 }
 
 // As where hard links are not protected: the other name may be a file of root's anywhere.
@@ -132,35 +151,40 @@ TEST_F(ReplaceFileTest, NoRightToWriteKeepsTheOldFile) {
   EXPECT_EQ(TreeText(top_), "file=old");
 }
 
+// "held" is in use, and names that merely begin or end so are of others. Root leaves a file of a
+// third user, who owns neither the folder nor the target, until the target is of that user.
 TEST_F(ReplaceFileTest, RemovesWhatAKilledWriterLeftAndNothingElse) {
-  const std::string staged = ".file.orvik-00000000000000";
-  MakeTree(top_, {staged + "0a", staged + "1b=held", staged + "2c/leaf"});
-  // Names that merely begin or end so, and what no writer leaves.
-  MakeTree(top_, {".file.orvik-notes", ".file.orvik-old/leaf", staged, staged + "0A",
-                  staged + "0aa", ".other.orvik-00000000000000aa", "x" + staged + "0a",
-                  staged + "3d|", staged + "4e->file"});
-  auto rest = TreeIn(top_);
-  std::erase_if(rest, [&](const std::string& entry) {
-    return entry.starts_with(staged + "0a=") || entry.starts_with(staged + "2c");
-  });
+  const std::string staged = ".file.orvik-00000000000000", held = staged + "1b=held",
+                    theirs = staged + "5f=foreign";
+  Words kept = {held,
+                ".file.orvik-notes=x",
+                ".file.orvik-old/",
+                ".file.orvik-old/leaf=x",
+                staged + "=x",
+                staged + "0A=x",
+                staged + "0aa=x",
+                ".other.orvik-00000000000000aa=x",
+                "x" + staged + "0a=x",
+                staged + "3d|",
+                staged + "4e->file",
+                "file=new"};
+  MakeTree(top_, kept);
+  MakeTree(top_, {staged + "0a", staged + "2c/leaf", "file=old"});
   if (geteuid() == 0) {
-    // Of a third user: neither root, nor the folder's owner, nor the target's.
-    MakeTree(top_, {staged + "5f=foreign"});
+    MakeTree(top_, {theirs});
+    kept.push_back(theirs);
     ASSERT_EQ(lchown((top_ / (staged + "5f")).c_str(), 65534, 65534), 0);
-    rest.push_back(staged + "5f=foreign");
   }
-  const int held = open((top_ / (staged + "1b")).c_str(), O_RDWR | O_CLOEXEC);
-  flock(held, LOCK_EX);
-  EXPECT_EQ(ReplaceFile(file_, "new").error, 0);
-  rest.push_back("file=new");
-  std::sort(rest.begin(), rest.end());
-  EXPECT_EQ(TreeIn(top_), rest);
-  close(held);
-  // What root writes for another user, it also cleans up for that user.
+  {
+    const Descriptor held_open(open((top_ / (staged + "1b")).c_str(), O_RDWR | O_CLOEXEC));
+    flock(held_open.get(), LOCK_EX);
+    EXPECT_EQ(ReplaceFile(file_, "new").error, 0);
+    std::sort(kept.begin(), kept.end());
+    EXPECT_EQ(TreeIn(top_), kept);
+  }
   EXPECT_TRUE(geteuid() != 0 || lchown(file_.c_str(), 65534, 65534) == 0);
   EXPECT_EQ(ReplaceFile(file_, "newer").error, 0);
-  EXPECT_FALSE(Exists(top_ / (staged + "1b")));
-  EXPECT_FALSE(Exists(top_ / (staged + "5f")));
+  for (const char* name : {"1b", "5f"}) EXPECT_FALSE(Exists(top_ / (staged + name)));
 }
 
 class KeepBesideTest : public EnvironmentTest {
@@ -175,22 +199,21 @@ class KeepBesideTest : public EnvironmentTest {
 TEST_F(KeepBesideTest, AnUnreadFileKeepsItsNameUntilItIsSuperseded) {
   WriteFile(file_ + ".damaged", "another");
   fs::permissions(file_, fs::perms::none);
-  const KeptFile kept = KeepUnreadBeside(Place());
-  EXPECT_EQ(kept.error, 0);
-  EXPECT_TRUE(kept.made);
-  EXPECT_EQ(kept.path, file_ + ".damaged-2");
-  EXPECT_TRUE(fs::equivalent(kept.path, file_));
-  // As after a process that was killed here.
-  const KeptFile again = KeepUnreadBeside(Place());
-  EXPECT_EQ(again.path, kept.path);
-  EXPECT_FALSE(again.made);
-
+  KeptFile kept;
+  for (const bool is_first : {true, false}) {  // the second as after a process that was killed here
+    kept = KeepUnreadBeside(Place());
+    EXPECT_EQ(kept.error, 0);
+    EXPECT_EQ(kept.made, is_first);
+    EXPECT_EQ(kept.path, file_ + ".damaged-2");
+    EXPECT_TRUE(fs::equivalent(kept.path, file_));
+  }
   ASSERT_EQ(SupersedeFile(Place(), "new").error, 0);
   const mode_t mask = umask(0);
   umask(mask);
-  EXPECT_EQ(fs::status(file_).permissions(), fs::perms(0666 & ~mask));
+  EXPECT_EQ(ModeOf(file_), 0666u & ~mask);
   EXPECT_EQ(ReadFile(file_), "new");
-  EXPECT_EQ(fs::status(kept.path).permissions(), fs::perms::none);
+  EXPECT_EQ(ModeOf(kept.path), 0u);
+  kept.made = true;
   RestoreKept(kept, Place());
   EXPECT_TRUE(fs::exists(kept.path));
 }
