@@ -1,28 +1,59 @@
 // What the tests of property lists share.
 #pragma once
 
-#include <gtest/gtest.h>
-
-#include <string>
-#include <string_view>
-
 #include "plist/forms.h"
+#include "plist/leaves.h"
+#include "tests/support/test_environment.h"
 
 namespace orvik::plist {
 
-// "(" ... ")" for arrays and "{" ... "}" for dictionaries with their keys in order, and every leaf
-// with its kind, so that a whole list can be compared at one glance: s:text i:5 r:0.5 b:1 d:0
-// x:0AFF. "nothing" for a value that no property list can hold.
-std::string Describe(const Value& value);
-
-// The list that the bytes hold, described, or "nothing".
-std::string DescribeBytes(std::string_view bytes);
-
-// The value in the XML form without the lines around it.
-std::string XmlOf(const Value& value);
-
 inline Value Root(std::string_view bytes) {
   return Read(bytes).root;
+}
+
+// "(" ... ")" for arrays and "{" ... "}" for dictionaries with their keys in order, and every leaf
+// with its kind, so that a whole list can be compared at one glance: s:text i:5 r:0.5 b:1 d:0
+// x:0AFF. "nothing" for no value.
+inline std::string Describe(const Value& value) {
+  std::string text;
+  const auto add = [&](const std::string& part) { text += (text.empty() ? "" : " ") + part; };
+  if (value.is_array()) {
+    for (const Value& element : value.elements()) add(Describe(element));
+    return "(" + text + ")";
+  }
+  if (value.is_dictionary()) {
+    std::map<std::string, std::string> entries;
+    for (const auto& [key, each] : value.entries()) entries[key.text().ToUtf8()] = Describe(each);
+    for (const auto& [key, each] : entries) add(key + "=" + each);
+    return "{" + text + "}";
+  }
+  switch (value.type()) {
+    case Type::kString:
+      return "s:" + value.text().ToUtf8();
+    case Type::kInteger:
+      AppendInteger(text, value.integer());
+      return "i:" + text;
+    case Type::kReal:
+      AppendReal(text, value.real());
+      return "r:" + text;
+    case Type::kBoolean:
+      return value.boolean() ? "b:1" : "b:0";
+    case Type::kDate:
+      AppendReal(text, value.date());
+      return "d:" + text;
+    case Type::kData:
+      for (const unsigned char byte : *value.data()) {
+        text += {"0123456789ABCDEF"[byte >> 4], "0123456789ABCDEF"[byte & 15]};
+      }
+      return "x:" + text;
+    default:
+      return "nothing";
+  }
+}
+
+// The list that the bytes hold, described, or "nothing".
+inline std::string DescribeBytes(std::string_view bytes) {
+  return Describe(Root(bytes));
 }
 
 }  // namespace orvik::plist
