@@ -1,38 +1,35 @@
-// The running program and its surroundings: arguments, log, folders, processes, clock, machine.
+// The running program and its surroundings: arguments, log, folders, processes, clock, machine,
+// alerts.
 #include "platform/foundation/application.h"
 
-#include <signal.h>
-#include <sys/wait.h>
 #include <syslog.h>
 
-#include <ctime>
 #include <thread>
 
 #include "host/system.h"
+#include "platform/carbon/alerts.h"
 #include "platform/carbon/machine.h"
 #include "platform/core_foundation/errno_status.h"
 #include "platform/core_foundation/locale.h"
+#include "platform/core_foundation/user_notification.h"
+#include "tests/support/alert_answer.h"
 #include "tests/support/test_environment.h"
 
 namespace orvik::test {
 namespace {
 
-std::string Argument(const char16_t* name) {
-  const NSString* value = NSUserDefaults::standardUserDefaults()->stringForKey(CFSTR(name));
-  return value == nullptr ? "(none)" : value->ToUtf8();
-}
-
 TEST(UserDefaults, TakesPairsInAnyOrder) {
   const ScopedArguments arguments({"stray", "-b", "-2", "-", "-a", "1", "more", "-empty", "", "-a",
                                    "3", "--double", "x", "-path", "/caf\xE9", "-last"});
-  const std::pair<const char16_t*, const char*> kCases[] = {
-      {u"a", "3"},         {u"b", "-2"},         {u"empty", ""},      {u"-double", "x"},
-      {u"last", "(none)"}, {u"stray", "(none)"}, {u"more", "(none)"}, {u"2", "(none)"},
-      {u"", "(none)"},     {u"A", "(none)"}};
-  for (const auto& [name, value] : kCases) EXPECT_EQ(Argument(name), value);
-  // Bytes that are not UTF-8.
-  const NSString* path = NSUserDefaults::standardUserDefaults()->stringForKey(CFSTR(u"path"));
-  EXPECT_EQ(path->ToUnits(), u"/caf\xDCE9");
+  const std::pair<const char16_t*, const char16_t*> kCases[] = {
+      {u"a", u"3"},       {u"b", u"-2"},       {u"empty", u""},         {u"-double", u"x"},
+      {u"last", nullptr}, {u"stray", nullptr}, {u"more", nullptr},      {u"2", nullptr},
+      {u"", nullptr},     {u"A", nullptr},     {u"path", u"/caf\xDCE9"}};  // not UTF-8
+  for (const auto& [name, value] : kCases) {
+    const NSString* found = NSUserDefaults::standardUserDefaults()->stringForKey(CFSTR(name));
+    ASSERT_EQ(found == nullptr, value == nullptr);
+    EXPECT_TRUE(value == nullptr || found->ToUnits() == value) << found->ToUtf8();
+  }
 }
 
 TEST(UserDefaults, ReadsBooleans) {
@@ -62,19 +59,6 @@ TEST(SystemLog, CopiesLinesToStandardErrorWhenAskedTo) {
             "100% of %s %n\nred \\x1b[31m, two\\nlines, \\u202eturned\nup to\ntext and 7\n");
 }
 
-TEST(SystemLog, AReaderThatWentAwayEndsNothing) {
-  const std::vector<int> statuses = InProcesses(1, [](int) {
-    int ends[2];
-    if (pipe(ends) != 0) return 1;
-    close(ends[0]);
-    dup2(ends[1], STDERR_FILENO);
-    setenv("ORVIK_LOG_STDERR", "1", 1);
-    for (int line = 0; line < 2; ++line) host::SystemLog(LOG_NOTICE, "nobody reads this");
-    return 0;
-  });
-  EXPECT_EQ(statuses[0], 0);
-}
-
 using FileManager = EnvironmentTest;
 
 TEST_F(FileManager, LooksForSystemPathsBelowTheSystemRootAndNamesTheFoldersOfTheUser) {
@@ -86,8 +70,9 @@ TEST_F(FileManager, LooksForSystemPathsBelowTheSystemRootAndNamesTheFoldersOfThe
   ObjCBool is_folder = NO;
   EXPECT_EQ(manager->fileExistsAtPath(receipt, &is_folder), YES);
   EXPECT_EQ(is_folder, YES);
-  EXPECT_EQ(manager->fileExistsAtPath(nullptr), NO);
-  EXPECT_EQ(manager->fileExistsAtPath(CFSTR(u"")), NO);
+  for (const NSString* none : {CFSTR(u""), static_cast<CFStringRef>(nullptr)}) {
+    EXPECT_EQ(manager->fileExistsAtPath(none), NO);
+  }
   EXPECT_EQ(NSHomeDirectory()->ToUtf8(), env_.home().string());
   EXPECT_EQ(NSTemporaryDirectory()->ToUtf8(), env_.temp().string() + "/");
 }
@@ -101,13 +86,13 @@ std::string NameOf(pid_t pid) {
   return Owned<const NSString>(name)->ToUtf8();
 }
 
-TEST(Processes, AZombieAReusedIdAndAThreadAreNotTheProcess) {
+using Processes = EnvironmentTest;
+
+TEST_F(Processes, AZombieAReusedIdAndAThreadAreNotTheProcess) {
   OtherProcess other;
   const pid_t child = other.pid();
-  ProcessSerialNumber process, same;
+  ProcessSerialNumber process;
   EXPECT_EQ(GetProcessForPID(child, &process), noErr);
-  EXPECT_EQ(GetProcessForPID(child, &same), noErr);
-  EXPECT_EQ(process.highLongOfPSN, same.highLongOfPSN);
   for (const pid_t pid : {child, getpid()}) EXPECT_EQ(NameOf(pid), "orvik_platform_tests");
   ProcessSerialNumber earlier = process;
   earlier.highLongOfPSN -= 1;
@@ -121,26 +106,15 @@ TEST(Processes, AZombieAReusedIdAndAThreadAreNotTheProcess) {
   std::thread([] { EXPECT_EQ(NameOf(gettid()), "(none)"); }).join();
 }
 
-using ProcessName = EnvironmentTest;
-
-TEST_F(ProcessName, IsWholeForALongNameAndAReplacedProgram) {
+TEST_F(Processes, HaveTheWholeNameOfAReplacedProgram) {
   const auto program = env_.folder() / "a (rather) long name of a program";
   fs::copy_file("/bin/sleep", program);
-  const pid_t child = fork();
-  if (child == 0) {
-    execl(program.c_str(), "other", "60", nullptr);
-    _exit(1);
-  }
-  std::string name;
-  for (int tries = 0; tries < 500 && name != program.filename(); ++tries) {
+  OtherProcess child([&] { execl(program.c_str(), "other", "60", nullptr); });
+  for (int tries = 0; tries < 500 && NameOf(child.pid()) != program.filename(); ++tries) {
     usleep(2000);
-    name = NameOf(child);
   }
-  EXPECT_EQ(name, program.filename());
   fs::remove(program);
-  EXPECT_EQ(NameOf(child), program.filename());
-  kill(child, SIGKILL);
-  waitpid(child, nullptr, 0);
+  EXPECT_EQ(NameOf(child.pid()), program.filename());
 }
 
 TEST(Machine, CountsTicksAndKnowsTheSystemVersion) {
@@ -157,22 +131,65 @@ TEST(Machine, CountsTicksAndKnowsTheSystemVersion) {
 }
 
 TEST(DateFormatter, ShowsLocalTimeByPatternsOfAnyLength) {
-  const double absolute_time = 123456789.25;
-  const auto seconds = static_cast<std::time_t>(absolute_time) + 978307200;
-  std::tm parts{};
-  localtime_r(&seconds, &parts);
-  char expected[32];
-  std::strftime(expected, sizeof expected, "%Y %H-%M-%S", &parts);
+  const ScopedVariable zone("TZ", "EST5");
   const Owned<NSDateFormatter> formatter(
       CFDateFormatterCreate(nullptr, nullptr, kCFDateFormatterNoStyle, kCFDateFormatterNoStyle));
   CFDateFormatterSetFormat(formatter.get(), CFSTR(u"yyyy HH-mm-ss"));
   const Owned<const NSString> text(
-      CFDateFormatterCreateStringWithAbsoluteTime(nullptr, formatter.get(), absolute_time));
-  EXPECT_EQ(text->ToUtf8(), expected);
-  std::u16string pattern;
-  for (int i = 0; i < 100; ++i) pattern += u"HH-";
-  formatter->setFormat(pattern);
+      CFDateFormatterCreateStringWithAbsoluteTime(nullptr, formatter.get(), 61.25));
+  EXPECT_EQ(text->ToUtf8(), "2000 19-01-01");
+  formatter->setFormat(std::u16string(300, u'-'));
   EXPECT_EQ(formatter->Format(0).size(), 300u);
+}
+
+TEST(Alerts, TranslateTheRecordAndTheAnswer) {
+  AlertStdAlertParamRec record;
+  record.otherText = reinterpret_cast<ConstStr255Param>("\3Non");
+  record.defaultButton = kAlertStdAlertOtherButton;
+  record.cancelButton = kAlertStdAlertCancelButton;
+  desktop::AlertRequest shown;
+  const auto hit = [&](std::optional<int> button) {
+    DialogItemIndex item = 0;
+    const auto text = reinterpret_cast<ConstStr255Param>("\1\xE9");
+    OSErr status = 0;
+    std::tie(status, shown) = Answered(
+        button, [&] { return StandardAlert(kAlertStopAlert, text, nullptr, &record, &item); });
+    EXPECT_EQ(status != 0, item == 0);
+    return item;
+  };
+  EXPECT_EQ(hit(std::nullopt), 0);  // nobody could be asked
+  EXPECT_EQ(shown.level, desktop::AlertLevel::kStop);
+  EXPECT_EQ(shown.header, "\xC3\xA9");
+  EXPECT_EQ(shown.message, "");
+  EXPECT_EQ(shown.buttons, (std::vector<std::string>{"OK", "Non"}));
+  EXPECT_EQ(shown.default_button, 1);
+  EXPECT_EQ(hit(1), kAlertStdAlertOtherButton);
+  EXPECT_EQ(hit(desktop::kAlertClosed), kAlertStdAlertOKButton);  // no second button to cancel with
+  record.cancelText = reinterpret_cast<ConstStr255Param>("\2No");
+  EXPECT_EQ(hit(desktop::kAlertClosed), kAlertStdAlertCancelButton);
+}
+
+TEST(Alerts, ANotificationTranslatesTextsAndAnswers) {
+  desktop::AlertRequest shown;
+  const auto response = [&](std::optional<int> button) {
+    CFOptionFlags flags = 99;
+    SInt32 status = 0;
+    std::tie(status, shown) = Answered(button, [&] {
+      return CFUserNotificationDisplayAlert(2.5, kCFUserNotificationNoteAlertLevel, nullptr,
+                                            nullptr, nullptr, CFSTR(u"Caf\u00E9"), CFSTR(u"\xD800"),
+                                            nullptr, nullptr, CFSTR(u"Other"), &flags);
+    });
+    EXPECT_EQ(status != 0, flags == 99);
+    return flags;
+  };
+  EXPECT_EQ(response(std::nullopt), 99u);  // nobody could be asked
+  EXPECT_EQ(shown.level, desktop::AlertLevel::kNote);
+  EXPECT_EQ(shown.header + shown.message, "Caf\xC3\xA9?");
+  EXPECT_EQ(shown.buttons, (std::vector<std::string>{"OK", "Other"}));
+  EXPECT_EQ(shown.timeout, 2.5);
+  EXPECT_EQ(response(0), kCFUserNotificationDefaultResponse);
+  EXPECT_EQ(response(1), kCFUserNotificationOtherResponse);
+  EXPECT_EQ(response(desktop::kAlertClosed), kCFUserNotificationCancelResponse);
 }
 
 }  // namespace

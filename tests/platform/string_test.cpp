@@ -1,10 +1,10 @@
+// Strings, and the order of texts.
 #include "platform/core_foundation/string.h"
 
 #include <climits>
-#include <tuple>
 
-#include "platform/core_foundation/base.h"
-#include "platform/core_foundation/object.h"
+#include "platform/carbon/ascii_collation.h"
+#include "platform/carbon/collation.h"
 #include "tests/support/test_environment.h"
 
 namespace orvik::test {
@@ -16,43 +16,31 @@ Text Units(std::u16string_view units) {
   return Text(NSString::NewFromUnits(units));
 }
 
-// Every way to hold the same text.
-std::vector<Text> FormsOf(const std::u16string& text) {
-  std::vector<Text> forms;
-  forms.push_back(Units(text));
-  forms.emplace_back(NSString::NewMutable(text));
-  forms.emplace_back(NSString::NewNoCopy(text, false));
-  return forms;
-}
-
 TEST(String, TheWayATextIsKeptNeverShows) {
-  const std::u16string texts[] = {
-      u"",       u"a",       u"abc",          u"abcdefgh1234567", u"Gr\xFC\xDF",
-      u"\x20AC", u"a\x20AC", u"\xD83D\xDE00", {u'a', u'\0', u'b'}};
+  const auto forms_of = [](const std::u16string& text) {
+    return std::vector<NSString*>{NSString::NewFromUnits(text), NSString::NewMutable(text),
+                                  NSString::NewNoCopy(text, false)};
+  };
+  const std::u16string texts[] = {u"",       u"a",       u"abcdefgh1234567", u"Gr\xFC\xDF",
+                                  u"\x20AC", u"a\x20AC", u"\xD83D\xDE00",    {u'a', u'\0', u'b'}};
   for (const std::u16string& text : texts) {
-    const auto forms = FormsOf(text);
     for (const std::u16string& other : texts) {
-      for (const auto& a : forms) {
-        EXPECT_EQ(a->length(), static_cast<CFIndex>(text.size()));
+      const int order = text.compare(other);
+      for (NSString* const one : forms_of(text)) {
+        const Text a(one);
         EXPECT_EQ(a->ToUnits(), text);
-        for (const auto& b : FormsOf(other)) {
-          EXPECT_EQ(a->isEqual(b.get()), text == other);
-          if (text == other) {
-            EXPECT_EQ(a->hash(), b->hash());
-          }
-          const int order = text.compare(other);
-          EXPECT_EQ(a->compare(b.get()), order < 0 ? -1 : order > 0);
+        for (NSString* const two : forms_of(other)) {
+          const Text b(two);
+          EXPECT_EQ(a->isEqual(two), text == other);
+          EXPECT_TRUE(text != other || a->hash() == b->hash());
+          EXPECT_EQ(a->compare(two), order < 0 ? -1 : order > 0);
         }
       }
     }
   }
-}
-
-TEST(String, KeepsBytesWhereTheyAreEnough) {
   EXPECT_TRUE(Units(u"abc")->isAscii() && Units(u"\xFF")->isLatin1());
   EXPECT_FALSE(Units(u"\xFF")->isAscii() || Units(u"\x100")->isLatin1());
   EXPECT_TRUE(Text(NSString::NewFromUtf8("\xC3\xBF"))->isLatin1());
-  EXPECT_STREQ(Units(u"0123456789abcdef")->latin1().data(), "0123456789abcdef");
 }
 
 TEST(String, ChangesStayWithinTheString) {
@@ -74,16 +62,6 @@ TEST(String, ChangesStayWithinTheString) {
   EXPECT_EQ(own->ToUnits(), u"abc");
 }
 
-TEST(String, ABufferOfTheCallersIsNeverLeft) {
-  char16_t buffer[] = u"abcdXY";
-  const Text string(NSString::NewInBuffer(buffer, 3, 4));
-  string->replaceCharacters(1, 1, u"12345");
-  EXPECT_EQ(string->ToUnits(), u"a123");
-  EXPECT_EQ(std::u16string_view(buffer), u"a123XY");
-  string->replaceCharacters(0, 1, u"--");
-  EXPECT_EQ(string->ToUnits(), u"--12");
-}
-
 TEST(String, Numbers) {
   const std::tuple<const char16_t*, int, double> cases[] = {
       {u"", 0, 0},    {u"12", 12, 12},     {u" \t\n-7x", -7, -7},
@@ -99,27 +77,28 @@ TEST(String, Numbers) {
 
 TEST(String, MakesNewTexts) {
   const NSAutoreleasePool pool;
-  const Text a = Units(u"ab");
-  EXPECT_EQ(a->stringByAppendingString(Units(u"\x20AC").get())->ToUnits(), u"ab\x20AC");
-  EXPECT_EQ(a->stringByAppendingString(Units(u"\xE9").get())->ToUnits(), u"ab\xE9");
+  const Text a = Units(u"ab"), wide = Units(u"\x20AC"), narrow = Units(u"\xE9");
+  EXPECT_EQ(a->stringByAppendingString(wide.get())->ToUnits(), u"ab\x20AC");
+  EXPECT_EQ(a->stringByAppendingString(narrow.get())->ToUnits(), u"ab\xE9");
   EXPECT_EQ(a->stringByAppendingString(nullptr)->ToUnits(), u"ab");
   EXPECT_EQ(NSString::stringWithUTF8String("\xFF"), nullptr);
   EXPECT_EQ(CFSTR(u"one"), CFSTR(u"one"));
-  EXPECT_NE(CFSTR(u"one"), CFSTR(u"two"));
   EXPECT_EQ(Units(u"\xE9\x4E2D\xD83D")->ToUtf8(), "\xC3\xA9\xE4\xB8\xAD?");
+  const Owned<const NSString> text(CFStringCreateWithFormat(
+      nullptr, nullptr, CFSTR(u"%@|%.1@|%@"), CFSTR(u"c\x20AC"), CFSTR(u"xyz"), nullptr));
+  EXPECT_EQ(text->ToUnits(), u"c\x20AC|x|(null)");
 }
 
 TEST(CFString, CreatesFromBytesOfAnEncoding) {
   const auto make = [](const char* bytes, CFStringEncoding encoding) {
-    return Owned<const NSString>(CFStringCreateWithCString(nullptr, bytes, encoding));
+    const Owned<const NSString> made(CFStringCreateWithCString(nullptr, bytes, encoding));
+    return made == nullptr ? u"none" : made->ToUnits();
   };
-  EXPECT_EQ(make("\xE9", kCFStringEncodingMacRoman)->ToUnits(), u"\xC8");
-  EXPECT_EQ(make("\xE9", kCFStringEncodingASCII), nullptr);
-  EXPECT_EQ(make("\xEF\xBB\xBFx", kCFStringEncodingUTF8)->ToUnits(), u"\xFEFFx");
-  EXPECT_EQ(make("x", 0x12345), nullptr);
-  EXPECT_EQ(make(nullptr, kCFStringEncodingUTF8), nullptr);
-  EXPECT_EQ(make("\xED\xA0\x80", kCFStringEncodingUTF8), nullptr);
-  EXPECT_EQ(make("x\xF0\x9F\x98\x80", kCFStringEncodingUTF8)->ToUnits(), u"x\xD83D\xDE00");
+  EXPECT_EQ(make("\xE9", kCFStringEncodingMacRoman), u"\xC8");
+  EXPECT_EQ(make("\xEF\xBB\xBFx", kCFStringEncodingUTF8), u"\xFEFFx");
+  EXPECT_EQ(make("\xE9", kCFStringEncodingASCII), u"none");
+  EXPECT_EQ(make("x", 0x12345), u"none");
+  EXPECT_EQ(make(nullptr, kCFStringEncodingUTF8), u"none");
 }
 
 TEST(CFString, GetsTheWholeCharactersOfARangeThatFit) {
@@ -137,10 +116,108 @@ TEST(CFString, GetsTheWholeCharactersOfARangeThatFit) {
   }
 }
 
-TEST(CFString, FormatsObjects) {
-  const Owned<const NSString> text(CFStringCreateWithFormat(
-      nullptr, nullptr, CFSTR(u"%@|%.1@|%@"), CFSTR(u"c\x20AC"), CFSTR(u"xyz"), nullptr));
-  EXPECT_EQ(text->ToUnits(), u"c\x20AC|x|(null)");
+class Collation : public EnvironmentTest {
+ protected:
+  static int Order(UCCollateOptions options, std::u16string_view a, std::u16string_view b) {
+    CollatorRef collator = nullptr;
+    EXPECT_EQ(UCCreateCollator(nullptr, 0, options, &collator), 0);
+    SInt32 order = 99;
+    Boolean equal = 99;
+    EXPECT_EQ(UCCompareText(collator, a.data(), a.size(), b.data(), b.size(), &equal, &order), 0);
+    EXPECT_EQ(equal != 0, order == 0);
+    UCDisposeCollator(&collator);
+    return order;
+  }
+};
+
+TEST_F(Collation, IgnoresWhatTheOptionsName) {
+  const std::tuple<UCCollateOptions, const char16_t*, const char16_t*, bool> cases[] = {
+      {0x8006, u"a", u"A", false},           {0x8008, u"a", u"A", true},
+      {0x8006, u"a", u"\xFF41", true},       {0x8008, u"a", u"\xFF21", false},
+      {0x800E, u"a", u"\xFF21", true},       {0x800E, u"\xFF8A\xFF9E", u"\x30D0", true},
+      {0x800E, u"\x304B", u"\x30AB", false}, {0x8006, u"a b", u"ab", false},
+      {0x0006, u"a-b", u"ab", true},         {0x8006, u"", u"", true}};
+  for (const auto& [options, a, b, equal] : cases) {
+    EXPECT_EQ(Order(options, a, b) == 0, equal) << options << testing::PrintToString(a);
+  }
+  EXPECT_LT(Order(0x8006, u"", u"a"), 0);
+}
+
+TEST_F(Collation, FollowsTheLocale) {
+  for (const auto& [locale, order] :
+       {std::pair("de_DE.UTF-8", -1), std::pair("sv_SE.UTF-8", 1), std::pair("de_DE", -1)}) {
+    setenv("LC_COLLATE", locale, 1);
+    EXPECT_EQ(Order(0x8006, u"\xE4", u"z"), order) << locale;
+    EXPECT_EQ(Order(0x800E, u"I", u"i"), 0) << locale;
+  }
+  // Case is folded by the language.
+  setenv("LC_ALL", "tr_TR.UTF-8", 1);
+  EXPECT_EQ(Order(0x800E, u"I", u"\x131"), 0);
+  EXPECT_NE(Order(0x800E, u"I", u"i"), 0);
+}
+
+TEST_F(Collation, AnUnknownLocaleIsTheRootAndNothingIsComparedWithNothing) {
+  setenv("LC_ALL", std::string(300, 'x').c_str(), 1);
+  EXPECT_LT(Order(0x8006, u"abc", u"xyz"), 0);
+  EXPECT_LT(Order(0x800E, u"\xE4", u"z"), 0);
+  SInt32 order = 99;
+  EXPECT_NE(UCCreateCollator(nullptr, 0, 0, nullptr), 0);
+  EXPECT_NE(UCCompareText(nullptr, u"a", 1, u"b", 1, nullptr, &order), 0);
+  EXPECT_NE(UCCompareTextDefault(0, nullptr, 1, u"b", 1, nullptr, &order), 0);
+  EXPECT_EQ(order, 99);
+}
+
+using Collator = std::unique_ptr<UCollator, decltype(&ucol_close)>;
+
+Collator Open(const char* locale) {
+  UErrorCode status = U_ZERO_ERROR;
+  Collator collator(ucol_open(locale, &status), ucol_close);
+  EXPECT_TRUE(U_SUCCESS(status)) << locale;
+  return collator;
+}
+
+TEST(AsciiCollation, AnswersAsTheCollatorDoes) {
+  std::mt19937 random(1);
+  // Mostly the same letters, so that many texts differ late or in case alone.
+  const auto make_text = [&] {
+    std::u16string text(random() % 12, u'a');
+    for (char16_t& unit : text) {
+      unit =
+          random() % 4 == 0 ? static_cast<char16_t>(random() % 128) : u"aAbB-_ 1\x01"[random() % 9];
+    }
+    return text;
+  };
+  for (const char* locale : {"", "en_US_POSIX", "de", "sv", "tr", "da", "cs", "haw", "th", "ja",
+                             "en@colCaseFirst=upper", "en@colNumeric=yes", "fr_CA"}) {
+    for (const UCollationStrength strength : {UCOL_SECONDARY, UCOL_TERTIARY}) {
+      for (const UColAttributeValue alternate : {UCOL_NON_IGNORABLE, UCOL_SHIFTED}) {
+        UErrorCode status = U_ZERO_ERROR;
+        const Collator owner = Open(locale);
+        UCollator* const collator = owner.get();
+        ucol_setStrength(collator, strength);
+        ucol_setAttribute(collator, UCOL_ALTERNATE_HANDLING, alternate, &status);
+        const carbon::AsciiCollation table(collator, strength);
+        for (int round = 0; table.IsValid() && round < 500; ++round) {
+          const std::u16string a = make_text(), b = make_text();
+          const auto a_size = static_cast<int>(a.size()), b_size = static_cast<int>(b.size());
+          ASSERT_EQ(table.Compare(a, b), ucol_strcoll(collator, a.data(), a_size, b.data(), b_size))
+              << locale << " " << testing::PrintToString(a) << " " << testing::PrintToString(b);
+        }
+      }
+    }
+  }
+}
+
+TEST(AsciiCollation, IsMadeWhenItPaysOffForCharactersThatCountAlone) {
+  for (const char* locale : {"cs", "da", "hu", "en@colNumeric=yes"}) {
+    EXPECT_FALSE(carbon::AsciiCollation(Open(locale).get(), UCOL_TERTIARY).IsValid()) << locale;
+  }
+  const Collator collator = Open("");
+  const carbon::LazyAsciiCollation lazy(collator.get(), UCOL_TERTIARY);
+  for (unsigned i = 0; i <= carbon::LazyAsciiCollation::kPaysOff; ++i) {
+    ASSERT_EQ(lazy.Get(), nullptr) << i;
+  }
+  ASSERT_NE(lazy.Get(), nullptr);
 }
 
 }  // namespace

@@ -1,0 +1,277 @@
+// References to files, what the catalog says of them, standard folders and open forks.
+#include "platform/carbon/catalog_info.h"
+#include "platform/carbon/folders.h"
+#include "platform/carbon/forks.h"
+#include "platform/carbon/launch_services.h"
+#include "platform/core_foundation/errno_status.h"
+#include "tests/support/file_trees.h"
+#include "tests/support/references.h"
+#include "tests/support/test_environment.h"
+
+namespace orvik::test {
+namespace {
+
+using FSRefTest = EnvironmentTest;
+
+TEST_F(FSRefTest, FollowsItsObjectAndNeverNamesWhatTookItsPlace) {
+  MakeTree(top_, {"a", "new=new", "folder/inner/"});
+  const FSRef file = RefOf(top_ / "a"), copy = file;
+  fs::rename(top_ / "a", top_ / "folder/inner/c");
+  EXPECT_EQ(PathOf(file), top_ / "folder/inner/c");
+  fs::rename(top_ / "folder", top_ / "moved");
+  EXPECT_EQ(PathOf(copy), top_ / "moved/inner/c");
+  fs::rename(top_ / "new", top_ / "moved/inner/c");
+  UInt8 buffer[4096];
+  EXPECT_EQ(FSRefMakePath(&file, buffer, sizeof buffer), fnfErr);
+}
+
+TEST_F(FSRefTest, LinksAreFollowedOrNamed) {
+  MakeTree(top_, {"target", "link->target", "dangling->nowhere"});
+  FSRef ref;
+  ASSERT_EQ(FSPathMakeRef(Bytes((top_ / "link").string()), &ref, nullptr), noErr);
+  EXPECT_EQ(PathOf(ref), top_ / "target");
+  EXPECT_EQ(PathOf(RefOf(top_ / "link")), top_ / "link");
+  EXPECT_EQ(FSPathMakeRef(Bytes((top_ / "dangling").string()), &ref, nullptr), fnfErr);
+  EXPECT_EQ(PathOf(RefOf(top_ / "dangling")), top_ / "dangling");
+}
+
+TEST_F(FSRefTest, PathsAreTakenAsTheyAre) {
+  MakeTree(top_, {"d/e/", "caf\xE9"});
+  Boolean is_directory = 0;
+  FSRef ref;
+  ASSERT_EQ(FSPathMakeRef(Bytes((top_ / "d").string() + "//"), &ref, &is_directory), noErr);
+  EXPECT_EQ(PathOf(ref), top_ / "d");
+  EXPECT_EQ(is_directory, 1);
+  // A path that ends in dots names the folder by its own name, so that deleting it deletes that.
+  EXPECT_EQ(PathOf(RefOf((top_ / "d/e/..").string())), fs::canonical(top_) / "d");
+  EXPECT_EQ(PathOf(RefOf("/")), "/");
+  EXPECT_EQ(FSPathMakeRef(Bytes(""), &ref, nullptr), fnfErr);
+  EXPECT_EQ(FSPathMakeRef(nullptr, &ref, nullptr), paramErr);
+  EXPECT_EQ(PathOf(RefOf(top_ / "caf\xE9")), top_ / "caf\xE9");
+}
+
+TEST_F(FSRefTest, ABufferThatIsTooSmallGetsNoCutPath) {
+  WriteFile(top_ / "a", "");
+  const FSRef ref = RefOf(top_ / "a");
+  const std::string path = PathOf(ref);
+  std::vector<UInt8> buffer(path.size() + 1, 'x');
+  EXPECT_EQ(FSRefMakePath(&ref, buffer.data(), static_cast<UInt32>(path.size())), pathTooLongErr);
+  EXPECT_EQ(buffer[0], 0);
+  EXPECT_EQ(FSRefMakePath(&ref, buffer.data(), static_cast<UInt32>(path.size() + 1)), noErr);
+  EXPECT_EQ(reinterpret_cast<const char*>(buffer.data()), path);
+}
+
+TEST_F(FSRefTest, ComparesObjectsNotPaths) {
+  MakeTree(top_, {"a", "b"});
+  fs::create_hard_link(top_ / "a", top_ / "hard");
+  const FSRef a = RefOf(top_ / "a"), b = RefOf(top_ / "b"), hard = RefOf(top_ / "hard");
+  EXPECT_EQ(FSCompareFSRefs(&a, &hard), noErr);
+  EXPECT_EQ(FSCompareFSRefs(&a, &b), errFSRefsDifferent);
+}
+
+TEST_F(FSRefTest, PathsBeyondTheKernelsLimitWork) {
+  const std::string deep = MakeDeepTree(top_.string(), 200, std::string(50, 'n'));
+  EXPECT_EQ(PathOf(RefOf(deep + "/leaf")), deep + "/leaf");
+  EXPECT_EQ(PathOf(RefOf(deep + "/missing")), "");
+}
+
+TEST_F(FSRefTest, ManyReferencesStayWithinTheDescriptors) {
+  std::vector<FSRef> refs;
+  for (int i = 0; i < 2000; ++i) {
+    WriteFile(top_ / std::to_string(i), "");
+    refs.push_back(RefOf(top_ / std::to_string(i)));
+  }
+  // One that is not held on to is found in its folder.
+  fs::rename(top_ / "1999", top_ / "renamed");
+  EXPECT_EQ(PathOf(refs.back()), top_ / "renamed");
+  EXPECT_LE(std::distance(fs::directory_iterator("/proc/self/fd"), {}), kMaxAnchors + 50);
+}
+
+using CatalogInfoTest = EnvironmentTest;
+
+TEST_F(CatalogInfoTest, DescribesEveryKind) {
+  MakeTree(top_, {"file=" + std::string(5000, 'x'), "folder/", "link->file"});
+  const timespec times[2] = {{-2082844800 + 5, 0}, {917'155'200, 15'259}};
+  utimensat(AT_FDCWD, (top_ / "file").c_str(), times, 0);
+  const FSCatalogInfo file = InfoOf(top_ / "file"), folder = InfoOf(top_ / "folder");
+  EXPECT_EQ(file.permissions.mode & 0xF000, 0x8000);
+  EXPECT_EQ(file.dataLogicalSize, 5000u);
+  EXPECT_GE(file.dataPhysicalSize, 5000u);
+  EXPECT_LT(file.volume, 0);
+  EXPECT_EQ(file.contentModDate.lowSeconds, 3'000'000'000u);
+  EXPECT_EQ(file.contentModDate.fraction, 1);
+  EXPECT_EQ(folder.permissions.mode & 0xF000, 0x4000);
+  EXPECT_EQ(folder.volume, file.volume);
+  EXPECT_EQ(folder.dataPhysicalSize, 0u);
+  EXPECT_EQ(InfoOf(top_ / "link").permissions.mode & 0xF000, 0xA000);
+  FSCatalogInfo info;
+  const FSRef ref = RefOf(top_ / "file");
+  EXPECT_EQ(FSGetCatalogInfo(&ref, 0x800, &info, nullptr, nullptr, nullptr), paramErr);
+  fs::remove(top_ / "file");
+  EXPECT_EQ(FSGetCatalogInfo(&ref, kFSCatInfoVolume, &info, nullptr, nullptr, nullptr), fnfErr);
+}
+
+// A record of 64 bytes that an earlier version has written.
+TEST_F(CatalogInfoTest, ACreationDateThatWasSetComesFromTheRecord) {
+  WriteFile(top_ / "file", "x");
+  if (!HasUserAttributes(top_ / "file")) GTEST_SKIP() << "no user attributes here";
+  std::string record(64, '\0');
+  record.replace(0, 2, "\1\2");
+  record.replace(38, 4, std::string_view("\3\xE8\0\x11", 4));
+  const auto set = [&](const std::string& bytes) {
+    return setxattr((top_ / "file").c_str(), "user.orvik.catalog", bytes.data(), bytes.size(), 0);
+  };
+  ASSERT_EQ(set(record), 0);
+  EXPECT_EQ(InfoOf(top_ / "file").createDate.lowSeconds, 1000u);
+  EXPECT_EQ(InfoOf(top_ / "file").createDate.fraction, 17);
+  ASSERT_EQ(set(record.substr(1)), 0);  // damaged
+  EXPECT_GT(InfoOf(top_ / "file").createDate.lowSeconds, 3'000'000'000u);
+}
+
+using FoldersTest = EnvironmentTest;
+
+TEST_F(FoldersTest, LieBelowTheHomeOrTheSystemRoot) {
+  const std::string home = env_.home().string(), root = env_.system_root().string();
+  const auto path_of = [](FSVolumeRefNum domain, OSType type) {
+    FSRef ref;
+    const OSErr status = FSFindFolder(domain, type, true, &ref);
+    return status == noErr ? PathOf(ref) : std::to_string(status);
+  };
+  const std::string trash = path_of(kUserDomain, kTrashFolderType);
+  EXPECT_TRUE(Contains(trash, "/Trash/files"));
+  const std::tuple<FSVolumeRefNum, OSType, std::string> cases[] = {
+      {kUserDomain, kApplicationSupportFolderType, home + "/Library/Application Support"},
+      {kSystemDomain, kApplicationSupportFolderType, root + "/Library/Application Support"},
+      {kUserDomain, kDocumentsFolderType, home + "/Documents"},
+      {kSystemDomain, kSystemDesktopFolderType, root + "/Users/Shared/Desktop"},
+      {kSystemDomain, kApplicationsFolderType, root + "/Applications"},
+      {kSystemDomain, kDesktopFolderType, std::to_string(fnfErr)},
+      {kUserDomain, FourCC("????"), std::to_string(fnfErr)},
+      {1, kDocumentsFolderType, std::to_string(fnfErr)},
+      {kLocalDomain, kTrashFolderType, std::to_string(fnfErr)},
+      {-32000, kTrashFolderType, std::to_string(nsvErr)},
+      {InfoOf(env_.home()).volume, kTrashFolderType, trash}};
+  for (const auto& [domain, type, path] : cases) EXPECT_EQ(path_of(domain, type), path);
+}
+
+TEST_F(FoldersTest, AreMadeOnlyWhenAskedTo) {
+  FSRef ref;
+  EXPECT_EQ(FSFindFolder(kUserDomain, kDocumentsFolderType, false, &ref), fnfErr);
+  EXPECT_TRUE(fs::is_empty(env_.home()));
+  WriteFile(env_.home() / "Documents", "no folder");
+  for (const bool create : {false, true}) {
+    EXPECT_EQ(FSFindFolder(kUserDomain, kDocumentsFolderType, create, &ref), dirNFErr);
+  }
+}
+
+TEST(ErrnoStatusTest, EveryErrorHasAStatus) {
+  for (int error = 1; error < 140; ++error) EXPECT_LT(host::StatusFromErrno(error), 0) << error;
+  const std::pair<int, OSStatus> kCases[] = {{0, 0},        {ENOENT, -43}, {EEXIST, -48},
+                                             {ENOSPC, -34}, {EIO, -36},    {EACCES, -5000}};
+  for (const auto& [error, status] : kCases) EXPECT_EQ(host::StatusFromErrno(error), status);
+}
+
+class ForksTest : public EnvironmentTest {
+ protected:
+  FSIORefNum Open(const fs::path& path, SInt8 permission, const std::u16string& name = {}) {
+    const FSRef ref = RefOf(path);
+    FSIORefNum fork = 0;
+    status_ = FSOpenFork(&ref, name.size(), name.data(), permission, &fork);
+    return fork;
+  }
+
+  OSErr status_ = 0;
+};
+
+TEST_F(ForksTest, TheDataForkIsTheContent) {
+  WriteFile(top_ / "f", "0123456789");
+  const FSIORefNum fork = Open(top_ / "f", fsRdWrPerm);
+  ASSERT_EQ(status_, noErr);
+  char buffer[8] = {};
+  unsigned long count = 0;
+  EXPECT_EQ(FSReadFork(fork, fsAtMark, 0, 4, buffer, &count), noErr);
+  EXPECT_EQ(FSReadFork(fork, fsFromMark, 2, 2, buffer, &count), noErr);
+  EXPECT_EQ(std::string(buffer, 2), "67");
+  EXPECT_EQ(FSReadFork(fork, fsFromLEOF, -1, 4, buffer, &count), eofErr);
+  EXPECT_EQ(count, 1u);
+  EXPECT_EQ(FSWriteFork(fork, fsFromStart, 12, 2, "ab", &count), noErr);
+  SInt64 value = 0;
+  EXPECT_EQ(FSGetForkPosition(fork, &value), noErr);
+  EXPECT_EQ(value, 14);
+  EXPECT_EQ(FSSetForkPosition(fork, fsFromMark, -15), posErr);
+  EXPECT_EQ(FSSetForkPosition(fork, fsFromMark, std::numeric_limits<SInt64>::max()), posErr);
+  EXPECT_EQ(FSGetForkPosition(fork, &value), noErr);
+  EXPECT_EQ(value, 14);
+  EXPECT_EQ(FSGetForkSize(fork, &value), noErr);
+  EXPECT_EQ(value, 14);
+  Open(top_ / "f", fsRdPerm, u"named");
+  EXPECT_EQ(status_, errFSForkNotFound);
+  EXPECT_EQ(FSCloseFork(fork), noErr);
+  EXPECT_EQ(FSCloseFork(fork), rfNumErr);
+  EXPECT_EQ(ReadFile(top_ / "f"), std::string("0123456789\0\0ab", 14));
+}
+
+TEST_F(ForksTest, OpeningsThatExcludeEachOther) {
+  WriteFile(top_ / "f", "x");
+  const std::tuple<SInt8, SInt8, OSErr> kCases[] = {
+      {fsRdPerm, fsRdPerm, noErr},       {fsRdPerm, fsRdWrPerm, noErr},
+      {fsWrPerm, fsWrPerm, noErr},       {fsRdWrShPerm, fsRdWrShPerm, noErr},
+      {fsRdWrPerm, fsRdPerm, noErr},     {fsRdWrPerm, fsRdWrPerm, opWrErr},
+      {fsRdWrPerm, fsWrPerm, opWrErr},   {fsRdWrShPerm, fsRdWrPerm, opWrErr},
+      {fsRdDenyPerm, fsRdPerm, permErr}, {fsRdPerm, fsRdDenyPerm, permErr},
+      {fsRdDenyPerm, fsWrPerm, noErr},   {fsWrDenyPerm, fsRdPerm, noErr},
+      {fsWrDenyPerm, fsWrPerm, opWrErr}, {fsWrDenyPerm, fsRdWrShPerm, opWrErr},
+      {fsWrPerm, fsWrDenyPerm, opWrErr}};
+  for (const auto& [one, other, expected] : kCases) {
+    const FSIORefNum first = Open(top_ / "f", one);
+    ASSERT_EQ(status_, noErr);
+    const FSIORefNum second = Open(top_ / "f", other);
+    EXPECT_EQ(status_, expected) << int{one} << " then " << int{other};
+    if (status_ == noErr) FSCloseFork(second);
+    FSCloseFork(first);
+  }
+  Open(top_ / "f", 5);
+  EXPECT_EQ(status_, paramErr);
+}
+
+TEST_F(ForksTest, OnlyRegularFilesAreOpened) {
+  MakeTree(top_, {"pipe|", "f", "to_pipe->pipe", "to_file->f"});
+  for (const char* name : {"pipe", "to_pipe", "."}) {
+    Open(top_ / name, fsRdPerm);
+    EXPECT_EQ(status_, notAFileErr) << name;
+  }
+  const FSIORefNum fork = Open(top_ / "to_file", fsRdPerm);
+  ASSERT_EQ(status_, noErr);
+  EXPECT_EQ(FSWriteFork(fork, fsAtMark, 0, 1, "y", nullptr), wrPermErr);
+  FSCloseFork(fork);
+}
+
+using LaunchServicesTest = EnvironmentTest;
+
+TEST_F(LaunchServicesTest, FlagsOfEveryKindOfItem) {
+  constexpr LSItemInfoFlags kNone = 0, kApplication = kLSItemInfoIsApplication;
+  constexpr LSItemInfoFlags kNative = kApplication | kLSItemInfoIsNativeApp;
+  const std::tuple<const char*, mode_t, LSItemInfoFlags> kCases[] = {
+      {"elf=\177ELF rest", 0700, kNative},
+      {"elf_data=\177ELF rest", 0600, kNone},
+      {"script=#!/bin/sh\n", 0700, kApplication},
+      {"text=plain", 0700, kNone},
+      {"a.desktop=", 0600, kApplication},
+      {"Good.app/Contents/", 0700, kNative},
+      {"Empty.app/", 0700, kNone},
+      {"link->elf", 0700, kNone},
+      {"pipe|", 0700, kNone}};
+  for (const auto& [entry, mode, flags] : kCases) {
+    MakeTree(top_, {entry});
+    const std::string name = std::string(entry).substr(0, strcspn(entry, "=/-|"));
+    chmod((top_ / name).c_str(), mode);
+    const FSRef ref = RefOf(top_ / name);
+    LSItemInfoRecord info;
+    EXPECT_EQ(LSCopyItemInfoForRef(&ref, kLSRequestAllFlags, &info), noErr) << name;
+    EXPECT_EQ(info.flags, flags) << name;
+    EXPECT_EQ(LSCopyItemInfoForRef(&ref, 1, &info), paramErr);
+  }
+}
+
+}  // namespace
+}  // namespace orvik::test
