@@ -21,21 +21,14 @@ class StoreTest : public EnvironmentTest {
     plist::ExchangeFileWriterWait(old_writer_wait_);
   }
 
-  fs::path SharedFile(const std::string& domain = kDomain) const {
-    return env_.system_root() / "Users/Shared/Library/Preferences" / (domain + ".plist");
-  }
-  fs::path UserFile(const std::string& domain = kDomain) const {
-    return env_.home() / "Library/Preferences" / (domain + ".plist");
-  }
-  fs::path MachineFile(const std::string& domain = kDomain) const {
-    return env_.system_root() / "Library/Preferences" / (domain + ".plist");
-  }
-
   // The file that holds the domain of a scope.
   fs::path FileOf(int scope, const std::string& domain = kDomain) const {
-    const std::string name = scope == 2 || scope == 5 ? "." + domain : domain;
-    return scope == 1 ? UserFile(name) : scope >= 4 ? MachineFile(name) : SharedFile(name);
+    const fs::path top = scope == 1 ? env_.home() : env_.system_root();
+    return top / (scope == 1 || scope >= 4 ? "" : "Users/Shared") / "Library/Preferences" /
+           ((scope == 2 || scope == 5 ? "." : "") + domain + ".plist");
   }
+  fs::path SharedFile() const { return FileOf(0); }
+  fs::path UserFile(const std::string& domain = kDomain) const { return FileOf(1, domain); }
 
   int waits_ = 0;  // of one second each, for the lock
 

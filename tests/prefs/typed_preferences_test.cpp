@@ -1,10 +1,7 @@
 // Values with types, and watches that see them change.
 #include <poll.h>
 
-#include <limits>
 #include <sstream>
-#include <thread>
-#include <type_traits>
 
 #include "host/descriptor.h"
 #include "prefs/preference_watch.h"
@@ -17,59 +14,59 @@ namespace {
 
 using namespace std::string_literals;
 
+constexpr char16_t kName[] = u"com.example.Store";
+
 class TypedPreferencesTest : public StoreTest {
  protected:
-  TypedPreferences settings_{u"com.example.Store", kUserScope};
+  TypedPreferences settings_{kName, kUserScope};
 };
 
 TEST_F(TypedPreferencesTest, EveryTypeComesBackAsItWasSet) {
   const PreferenceDate date(std::chrono::duration<double>(1'700'000'000.0));
-  const PreferenceValue key = PreferenceValue::Dictionary(
-      {{u"inner", 1}, {u"list", PreferenceValue::Array({u"a", true, 2.5})}});
+  const std::uint64_t large = ~std::uint64_t{0};
+  const PreferenceValue list = PreferenceValue::Array({u"a", true, 2.5});
+  const PreferenceValue key = PreferenceValue::Dictionary({{u"inner", 1}, {u"list", list}});
   const std::pair<const char16_t*, PreferenceValue> kCases[] = {
       {u"string", u"t\u00e4xt"},
-      {u"integer", std::int64_t{-1} << 40},
+      {u"large", large},
       {u"zero", 0},
       {u"real", 0.1},
-      {u"yes", true},
       {u"no", false},
       {u"date", PreferenceValue::Date(date)},
       {u"data", PreferenceValue::Data("\0\xFF"s)},
-      {u"none", PreferenceValue::Data(""s)},
-      {u"array", PreferenceValue::Array({1, u"two", PreferenceValue::Array()})},
+      {u"array", list},
       {u"key", key},
-      {u"", u"the empty name"},
-  };
+      {u"", u"the empty name"}};
   for (const auto& [name, value] : kCases) EXPECT_TRUE(settings_.Set(u"A/B", name, value).ok());
-  for (const auto& [name, value] : kCases) {
-    EXPECT_EQ(settings_.Value(u"A/B", name), value) << testing::PrintToString(name);
-  }
+  for (const auto& [name, value] : kCases) EXPECT_EQ(settings_.Value(u"A/B", name), value);
   EXPECT_EQ(settings_.Date(u"A/B", u"date"), date);
   EXPECT_EQ(settings_.Data(u"A/B", u"data"), "\0\xFF"s);
   EXPECT_EQ(settings_.Array(u"A/B", u"array")->size(), 3u);
   EXPECT_EQ(settings_.Integer(u"A/B/key", u"inner"), 1);
   EXPECT_EQ(settings_.Key(u"A/B/key"), key);
   EXPECT_EQ(settings_.Real(u"A/B", u"zero"), 0.0);
-  EXPECT_EQ(settings_.Boolean(u"A/B", u"zero"), std::nullopt);
-  EXPECT_EQ(settings_.Integer(u"A/B", u"real"), std::nullopt);
-  EXPECT_EQ(settings_.String(u"A/B", u"missing"), std::nullopt);
-  PrefStatus status;
-  EXPECT_FALSE(settings_.Value(u"A/B/real", u"x", &status));
-  EXPECT_EQ(status.error, PrefError::kNotAKey);
+  EXPECT_EQ(settings_.Real(u"A/B", u"large"), static_cast<double>(large));
+  EXPECT_EQ(settings_.Boolean(u"A/B", u"no"), false);
+  EXPECT_FALSE(settings_.Boolean(u"A/B", u"zero") || settings_.Integer(u"A/B", u"real") ||
+               settings_.Integer(u"A/B", u"large"));
+  // What is there already is no change.
+  ASSERT_TRUE(settings_.Set(u"A/B", u"real", -NAN).ok());
+  const host::FileIdentity before = host::IdentityOf(UserFile().string());
+  ASSERT_TRUE(settings_.Set(u"A/B", u"real", -NAN).ok());
+  EXPECT_EQ(host::IdentityOf(UserFile().string()), before);
 
   for (int i = 0; i < 2; ++i) EXPECT_TRUE(settings_.Remove(u"A/B", u"string").ok());
   EXPECT_EQ(settings_.String(u"A/B", u"string"), std::nullopt);
   EXPECT_TRUE(settings_.RemoveKey(u"A/B").ok());
-  EXPECT_EQ(settings_.Key(u""),
-            PreferenceValue::Dictionary({{u"A", PreferenceValue::Dictionary()}}));
+  EXPECT_EQ(settings_.Key(u"A"), PreferenceValue::Dictionary());
   EXPECT_EQ(settings_.RemoveKey(u"").error, PrefError::kEmptyPath);
 }
 
 TEST_F(TypedPreferencesTest, ASnapshotStaysAndSaysWhyNothingIsFound) {
-  PreferenceSnapshot before(u"com.example.Store", kUserScope);
+  PreferenceSnapshot before(kName, kUserScope);
   EXPECT_EQ(before.status().error, PrefError::kNotFound);
   EXPECT_TRUE(settings_.Set(u"A", u"n", 1).ok());
-  const PreferenceSnapshot snapshot(u"com.example.Store", kUserScope);
+  const PreferenceSnapshot snapshot(kName, kUserScope);
   EXPECT_TRUE(settings_.Set(u"A", u"n", 2).ok());
   EXPECT_EQ(before.Integer(u"A", u"n"), std::nullopt);
   EXPECT_EQ(snapshot.Integer(u"A", u"n"), 1);
@@ -77,9 +74,9 @@ TEST_F(TypedPreferencesTest, ASnapshotStaysAndSaysWhyNothingIsFound) {
   EXPECT_EQ(snapshot.Key(u"A"), PreferenceValue::Dictionary({{u"n", 1}}));
   EXPECT_EQ(snapshot.Key(u""), snapshot.entries());
 
-  before = PreferenceSnapshot(u"com.example.Store", kUserScope);
+  before = PreferenceSnapshot(kName, kUserScope);
   WriteFile(UserFile(), "<plist>");
-  const PreferenceSnapshot damaged(u"com.example.Store", kUserScope);
+  const PreferenceSnapshot damaged(kName, kUserScope);
   const struct {
     const PreferenceReader& reader;
     const char16_t *path, *name;
@@ -99,53 +96,13 @@ TEST_F(TypedPreferencesTest, ASnapshotStaysAndSaysWhyNothingIsFound) {
   EXPECT_TRUE(status.ok());
 }
 
-TEST_F(TypedPreferencesTest, TakesTextsOfEveryKindButNoBytes) {
-  using std::is_convertible_v;
+TEST_F(TypedPreferencesTest, TakesTextsOfEveryKind) {
   const std::u16string standard = u"a\0b"s;
-  for (const PreferenceValue& value :
-       {PreferenceValue(standard), PreferenceValue(std::u16string_view(standard)),
-        PreferenceValue(CAtlString(standard))}) {
-    EXPECT_EQ(value, PreferenceValue(standard));
-    EXPECT_TRUE(settings_.Set(standard, CAtlString(u"n"), value));
-    EXPECT_EQ(settings_.String(CAtlString(standard), std::u16string(u"n")), standard);
-  }
-  EXPECT_FALSE((is_convertible_v<const char*, PreferenceValue>));
-  EXPECT_FALSE((is_convertible_v<std::string, PreferenceValue>));
-  EXPECT_FALSE((is_convertible_v<const void*, PreferenceValue>));
+  EXPECT_TRUE(settings_.Set(standard, CAtlString(u"n"), CAtlString(standard)));
+  EXPECT_EQ(settings_.String(CAtlString(standard), std::u16string(u"n")), standard);
   std::ostringstream out;
   out << PrefStatus() << ", " << settings_.RemoveKey(u"");
   EXPECT_EQ(out.str(), "ok, " + Describe(settings_.RemoveKey(u"")));
-}
-
-TEST_F(TypedPreferencesTest, ThreadsReadAndChangeAtOnce) {
-  constexpr int kThreads = 4, kValues = 20;
-  std::vector<std::thread> threads;
-  for (int number = 0; number < kThreads; ++number) {
-    threads.emplace_back([this, number] {
-      const std::u16string name(1, static_cast<char16_t>(u'a' + number));
-      for (int value = 0; value < kValues; ++value) {
-        EXPECT_TRUE(settings_.Set(u"Software/Threads", name, value).ok());
-        EXPECT_EQ(settings_.Integer(u"Software/Threads", name), value);
-      }
-    });
-  }
-  for (std::thread& thread : threads) thread.join();
-  EXPECT_EQ(settings_.Key(u"Software/Threads").count(), std::size_t{kThreads});
-}
-
-TEST_F(TypedPreferencesTest, KeepsUnsignedIntegersAndNumbersThatAreNone) {
-  TypedPreferences settings(u"com.example.Typed", kUserScope);
-  for (const std::uint64_t number : {std::uint64_t{1} << 63, ~std::uint64_t{0}}) {
-    ASSERT_TRUE(settings.Set(u"A", u"n", number).ok());
-    EXPECT_EQ(settings.Value(u"A", u"n"), number);
-    EXPECT_EQ(settings.Real(u"A", u"n"), static_cast<double>(number));
-  }
-  // What is there already is no change.
-  const double no_number = -std::numeric_limits<double>::quiet_NaN();
-  ASSERT_TRUE(settings.Set(u"A", u"n", no_number).ok());
-  const host::FileIdentity before = host::IdentityOf(PreferenceFilePath(1, u"com.example.Typed"));
-  ASSERT_TRUE(settings.Set(u"A", u"n", no_number).ok());
-  EXPECT_EQ(host::IdentityOf(PreferenceFilePath(1, u"com.example.Typed")), before);
 }
 
 using Changes = std::vector<PreferenceChange>;
@@ -163,11 +120,11 @@ class PreferenceWatchTest : public StoreTest {
     return {};
   }
 
-  TypedPreferences settings_{u"com.example.Store", kSharedScope};
+  TypedPreferences settings_{kName, kSharedScope};
 };
 
 TEST_F(PreferenceWatchTest, ReportsOldAndNewValuesOfTheKey) {
-  PreferenceWatch watch(kSharedScope, u"A", u"com.example.Store");
+  PreferenceWatch watch(kSharedScope, u"A", kName);
   ASSERT_TRUE(watch.status().ok());
   EXPECT_EQ(watch.TakeChanges(), Changes());
   EXPECT_TRUE(settings_.Set(u"A/B", u"n", 1));
@@ -194,25 +151,21 @@ TEST_F(PreferenceWatchTest, SeesTheFileBehindLinksAndALinkThatIsChanged) {
   const fs::path one = top_ / "one" / "real.plist", two = top_ / "two" / "real.plist";
   WritePlist(one, R"({"n":"one"})");
   WritePlist(two, R"({"n":"two"})");
-  fs::create_directories(UserFile().parent_path());
-  fs::create_symlink(top_ / "link", UserFile());
+  MakeTree(UserFile().parent_path(), {"com.example.Store.plist->" + (top_ / "link").string()});
   fs::create_symlink(one, top_ / "link");
-  PreferenceWatch watch(kUserScope, u"", u"com.example.Store");
-  EXPECT_EQ(watch.values(), PreferenceValue::Dictionary({{u"n", u"one"}}));
+  PreferenceWatch watch(kUserScope, u"", kName);
   WritePlist(one, R"({"n":"changed"})");
   EXPECT_EQ(Next(watch), (Changes{{{u"n"}, u"one", u"changed"}}));
   fs::create_symlink(two, top_ / "new link");
   fs::rename(top_ / "new link", top_ / "link");
   EXPECT_EQ(Next(watch), (Changes{{{u"n"}, u"changed", u"two"}}));
-  WritePlist(two, R"({"n":"last"})");
-  EXPECT_EQ(Next(watch), (Changes{{{u"n"}, u"two", u"last"}}));
 }
 
 TEST_F(PreferenceWatchTest, GoesOnInAnotherObject) {
   std::vector<PreferenceWatch> watches;
-  watches.emplace_back(kSharedScope, u"A", u"com.example.Store");
+  watches.emplace_back(kSharedScope, u"A", kName);
   const int descriptor = watches.front().descriptor();
-  watches.emplace_back(kSharedScope, u"B", u"com.example.Store");  // the first one moves
+  watches.emplace_back(kSharedScope, u"B", kName);  // the first one moves
   EXPECT_EQ(watches.front().descriptor(), descriptor);
   EXPECT_TRUE(settings_.Set(u"A", u"n", 1).ok());
   EXPECT_EQ(Next(watches.front()), (Changes{{{u"n"}, {}, 1}}));
