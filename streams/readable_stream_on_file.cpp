@@ -52,20 +52,11 @@ HRESULT CReadableStreamOnFile::Read(void* buffer, unsigned long count, unsigned 
 HRESULT CReadableStreamOnFile::Seek(_LARGE_INTEGER move, unsigned long origin,
                                     _ULARGE_INTEGER* new_position) {
   const auto size = static_cast<std::int64_t>(file_size_.QuadPart);
-  std::int64_t position;
-  switch (origin) {
-    case STREAM_SEEK_SET:
-      position = move.QuadPart;
-      break;
-    case STREAM_SEEK_CUR:
-      position = Sum(position_.QuadPart, move.QuadPart);
-      break;
-    case STREAM_SEEK_END:
-      position = Sum(size, move.QuadPart);
-      break;
-    default:
-      return STG_E_INVALIDFUNCTION;
-  }
+  if (origin > STREAM_SEEK_END) return STG_E_INVALIDFUNCTION;
+  const std::int64_t base = origin == STREAM_SEEK_SET   ? 0
+                            : origin == STREAM_SEEK_CUR ? position_.QuadPart
+                                                        : size;
+  const std::int64_t position = Sum(base, move.QuadPart);
   if (position < 0 || position > size) {
     position_.QuadPart = size + 1;
     return STG_E_INVALIDFUNCTION;

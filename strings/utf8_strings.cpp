@@ -60,17 +60,10 @@ CAtlStringA MakeUTF8StringFromUnicodeString(const CAtlString& text) {
 namespace {
 
 ConversionResult ResultOf(TranscodingStop stop) {
-  switch (stop) {
-    case TranscodingStop::kDone:
-      return conversionOK;
-    case TranscodingStop::kSourceEnds:
-      return sourceExhausted;
-    case TranscodingStop::kIllegal:
-      return sourceIllegal;
-    case TranscodingStop::kTargetFull:
-      break;
-  }
-  return targetExhausted;
+  return stop == TranscodingStop::kDone         ? conversionOK
+         : stop == TranscodingStop::kSourceEnds ? sourceExhausted
+         : stop == TranscodingStop::kIllegal    ? sourceIllegal
+                                                : targetExhausted;
 }
 
 int Length(std::size_t units) {

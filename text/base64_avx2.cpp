@@ -4,7 +4,7 @@
 
 #if defined(__x86_64__)
 
-#include <immintrin.h>
+#include "text/vector_lanes.h"
 
 namespace orvik::base64 {
 namespace {
@@ -13,15 +13,14 @@ constexpr std::size_t kCharacters = 32;
 constexpr std::size_t kBytes = 24;
 constexpr std::size_t kGroups = 8;
 
-[[gnu::target("avx2"), gnu::always_inline]] inline __m256i Table(char a, char b, char c, char d,
-                                                                 char e, char f, char g, char h,
-                                                                 char i, char j, char k, char l,
-                                                                 char m, char n, char o, char p) {
-  return _mm256_broadcastsi128_si256(_mm_setr_epi8(a, b, c, d, e, f, g, h, i, j, k, l, m, n, o, p));
+// The same 16 bytes in both halves.
+template <typename... Bytes>
+ORVIK_AVX2 __m256i Table(Bytes... bytes) {
+  return _mm256_broadcastsi128_si256(_mm_setr_epi8(static_cast<char>(bytes)...));
 }
 
 // Reads 28 bytes, the first 24 of which count.
-[[gnu::target("avx2"), gnu::always_inline]] inline __m256i SixBitValues(const unsigned char* at) {
+ORVIK_AVX2 __m256i SixBitValues(const unsigned char* at) {
   const __m128i low = _mm_loadu_si128(reinterpret_cast<const __m128i*>(at));
   const __m128i high = _mm_loadu_si128(reinterpret_cast<const __m128i*>(at + 12));
   const __m256i triples =
@@ -35,7 +34,7 @@ constexpr std::size_t kGroups = 8;
 }
 
 // Adds to each value the distance to its character, by class: A-Z, a-z, ten digits, "+", "/".
-[[gnu::target("avx2"), gnu::always_inline]] inline __m256i Characters(__m256i values) {
+ORVIK_AVX2 __m256i Characters(__m256i values) {
   const __m256i above_25 = _mm256_cmpgt_epi8(values, _mm256_set1_epi8(25));
   const __m256i kind = _mm256_sub_epi8(_mm256_subs_epu8(values, _mm256_set1_epi8(51)), above_25);
   const __m256i distance = _mm256_shuffle_epi8(
@@ -46,7 +45,7 @@ constexpr std::size_t kGroups = 8;
 }
 
 // The 24 bytes of 32 values, at the low end.
-[[gnu::target("avx2"), gnu::always_inline]] inline __m256i Packed(__m256i values) {
+ORVIK_AVX2 __m256i Packed(__m256i values) {
   const __m256i pairs = _mm256_maddubs_epi16(values, _mm256_set1_epi32(0x01400140));
   const __m256i triples = _mm256_madd_epi16(pairs, _mm256_set1_epi32(0x00011000));
   const __m256i lanes =
@@ -96,24 +95,6 @@ bool HasAvx2() {
     input += kCharacters;
     groups -= kGroups;
   }
-  return DecodePortable(input, groups, output);
-}
-
-}  // namespace orvik::base64
-
-#else
-
-namespace orvik::base64 {
-
-bool HasAvx2() {
-  return false;
-}
-
-void EncodeAvx2(const unsigned char* input, std::size_t groups, char* output) {
-  EncodePortable(input, groups, output);
-}
-
-bool DecodeAvx2(const char* input, std::size_t groups, unsigned char*& output) {
   return DecodePortable(input, groups, output);
 }
 

@@ -55,8 +55,16 @@ void EncodePortable(const unsigned char* input, std::size_t groups, char* output
 bool DecodePortable(const char* input, std::size_t groups, unsigned char*& output);
 
 // The same, 32 characters a step. To be called only on a processor that has AVX2.
+#if defined(__x86_64__)
 bool HasAvx2();
 void EncodeAvx2(const unsigned char* input, std::size_t groups, char* output);
 bool DecodeAvx2(const char* input, std::size_t groups, unsigned char*& output);
+#else
+constexpr bool HasAvx2() {
+  return false;
+}
+inline constexpr auto EncodeAvx2 = EncodePortable;
+inline constexpr auto DecodeAvx2 = DecodePortable;
+#endif
 
 }  // namespace orvik::base64

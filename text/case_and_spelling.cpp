@@ -18,15 +18,15 @@ namespace {
 // Beyond this many units a result might not be counted in 32 bits.
 constexpr size_t kLongestMapped = 0x3FFFFFFF;
 
-// Calls the mapping until its result fits. Text that cannot be mapped comes back unchanged.
-template <class Map>
-std::u16string MappedByIcu(std::u16string_view text, const Map& map) {
+// Calls the mapping of ICU until its result fits. Text that cannot be mapped comes back unchanged.
+template <class Map, class... Options>
+std::u16string MappedByIcu(std::u16string_view text, const Map& map, Options... options) {
   if (text.size() > kLongestMapped) return std::u16string(text);
   std::u16string result(text.size() + text.size() / 8 + 8, u'\0');
   for (;;) {
     UErrorCode status = U_ZERO_ERROR;
     const int32_t length = map(result.data(), static_cast<int32_t>(result.size()), text.data(),
-                               static_cast<int32_t>(text.size()), &status);
+                               static_cast<int32_t>(text.size()), options..., &status);
     if (status != U_BUFFER_OVERFLOW_ERROR && U_FAILURE(status)) return std::u16string(text);
     const bool fits = status != U_BUFFER_OVERFLOW_ERROR;
     result.resize(static_cast<size_t>(length));
@@ -60,18 +60,12 @@ std::u16string MappedAscii(std::u16string_view text) {
 
 std::u16string ToUpper(std::u16string_view text, const char* locale) {
   if (IsAscii(text) && MapsAsciiPlainly(locale)) return MappedAscii<UpperAscii>(text);
-  return MappedByIcu(text, [&](UChar* target, int32_t room, const UChar* source, int32_t length,
-                               UErrorCode* status) {
-    return icu::u_strToUpper(target, room, source, length, locale, status);
-  });
+  return MappedByIcu(text, icu::u_strToUpper, locale);
 }
 
 std::u16string ToLower(std::u16string_view text, const char* locale) {
   if (IsAscii(text) && MapsAsciiPlainly(locale)) return MappedAscii<LowerAscii>(text);
-  return MappedByIcu(text, [&](UChar* target, int32_t room, const UChar* source, int32_t length,
-                               UErrorCode* status) {
-    return icu::u_strToLower(target, room, source, length, locale, status);
-  });
+  return MappedByIcu(text, icu::u_strToLower, locale);
 }
 
 bool HasDotlessI(std::string_view locale) {
@@ -83,10 +77,7 @@ std::u16string FoldCase(std::u16string_view text, const char* locale) {
   const bool dotless = HasDotlessI(locale);
   if (!dotless && IsAscii(text)) return MappedAscii<LowerAscii>(text);
   const std::uint32_t options = dotless ? U_FOLD_CASE_EXCLUDE_SPECIAL_I : U_FOLD_CASE_DEFAULT;
-  return MappedByIcu(text, [&](UChar* target, int32_t room, const UChar* source, int32_t length,
-                               UErrorCode* status) {
-    return icu::u_strFoldCase(target, room, source, length, options, status);
-  });
+  return MappedByIcu(text, icu::u_strFoldCase, options);
 }
 
 int CompareFolded(std::u16string_view a, std::u16string_view b) {

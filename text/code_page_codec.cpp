@@ -19,6 +19,10 @@ constexpr CodePage kUtf16BigEndianCodePage = 1201;
 constexpr CodePage kUtf32CodePage = 12000;
 constexpr CodePage kUtf32BigEndianCodePage = 12001;
 
+std::endian OrderOf(CodePage page) {
+  return page == kUtf16CodePage || page == kUtf32CodePage ? std::endian::little : std::endian::big;
+}
+
 constexpr bool IsForeign(std::endian order) {
   return order != std::endian::native;
 }
@@ -135,16 +139,8 @@ std::optional<std::u16string> DecodeFromUtf32(std::string_view bytes, std::endia
 }  // namespace
 
 bool IsKnownCodePage(CodePage page) {
-  switch (page) {
-    case kUtf8CodePage:
-    case kUtf16CodePage:
-    case kUtf16BigEndianCodePage:
-    case kUtf32CodePage:
-    case kUtf32BigEndianCodePage:
-      return true;
-    default:
-      return IsInTable(page);
-  }
+  return page == kUtf8CodePage || page == kUtf16CodePage || page == kUtf16BigEndianCodePage ||
+         page == kUtf32CodePage || page == kUtf32BigEndianCodePage || IsInTable(page);
 }
 
 std::optional<EncodedLength> EncodeText(CodePage page, std::u16string_view text, char loss_byte,
@@ -154,13 +150,11 @@ std::optional<EncodedLength> EncodeText(CodePage page, std::u16string_view text,
     case kUtf8CodePage:
       return EncodeToUtf8(text, loss_byte, target, room);
     case kUtf16CodePage:
-      return EncodeToUtf16(text, std::endian::little, target, room);
     case kUtf16BigEndianCodePage:
-      return EncodeToUtf16(text, std::endian::big, target, room);
+      return EncodeToUtf16(text, OrderOf(page), target, room);
     case kUtf32CodePage:
-      return EncodeToUtf32(text, std::endian::little, loss_byte, target, room);
     case kUtf32BigEndianCodePage:
-      return EncodeToUtf32(text, std::endian::big, loss_byte, target, room);
+      return EncodeToUtf32(text, OrderOf(page), loss_byte, target, room);
     default:
       return EncodeByTable(page, text, loss_byte, target, room);
   }
@@ -171,13 +165,11 @@ std::optional<std::u16string> DecodeText(CodePage page, std::string_view bytes) 
     case kUtf8CodePage:
       return DecodeFromUtf8(bytes);
     case kUtf16CodePage:
-      return DecodeFromUtf16(bytes, std::endian::little);
     case kUtf16BigEndianCodePage:
-      return DecodeFromUtf16(bytes, std::endian::big);
+      return DecodeFromUtf16(bytes, OrderOf(page));
     case kUtf32CodePage:
-      return DecodeFromUtf32(bytes, std::endian::little);
     case kUtf32BigEndianCodePage:
-      return DecodeFromUtf32(bytes, std::endian::big);
+      return DecodeFromUtf32(bytes, OrderOf(page));
     default:
       return DecodeByTable(page, bytes);
   }
@@ -205,17 +197,14 @@ struct Entry {
 };
 
 // By unit.
-constexpr std::array<Entry, 128> Inverse() {
+constexpr std::array<Entry, 128> kInverse = [] {
   std::array<Entry, 128> entries{};
   for (size_t i = 0; i < 128; ++i) {
     entries[i] = {kUpperHalf[i], static_cast<unsigned char>(0x80 + i)};
   }
-  std::sort(entries.begin(), entries.end(),
-            [](const Entry& a, const Entry& b) { return a.unit < b.unit; });
+  std::ranges::sort(entries, {}, &Entry::unit);
   return entries;
-}
-
-constexpr std::array<Entry, 128> kInverse = Inverse();
+}();
 
 }  // namespace
 
@@ -225,9 +214,7 @@ char16_t UnitOfMacRoman(unsigned char byte) {
 
 int MacRomanOfUnit(char16_t unit) {
   if (unit < 0x80) return unit;
-  const auto* entry =
-      std::lower_bound(kInverse.begin(), kInverse.end(), unit,
-                       [](const Entry& e, char16_t value) { return e.unit < value; });
+  const auto* const entry = std::ranges::lower_bound(kInverse, unit, {}, &Entry::unit);
   return entry != kInverse.end() && entry->unit == unit ? entry->byte : -1;
 }
 

@@ -83,21 +83,12 @@ std::intmax_t Signed(std::intmax_t value, FormatType type) {
 
 // The bits that a value of the type has: it came with its sign.
 std::uintmax_t Unsigned(std::intmax_t value, FormatType type) {
-  switch (type) {
-    case FormatType::kChar:
-      return static_cast<unsigned char>(value);
-    case FormatType::kShort:
-      return static_cast<unsigned short>(value);
-    case FormatType::kInt:
-      return static_cast<unsigned>(value);
-    case FormatType::kLong:
-      return static_cast<unsigned long>(value);
-    case FormatType::kSize:
-    case FormatType::kDifference:
-      return static_cast<std::size_t>(value);
-    default:
-      return static_cast<std::uintmax_t>(value);
-  }
+  if (type == FormatType::kChar) return static_cast<unsigned char>(value);
+  if (type == FormatType::kShort) return static_cast<unsigned short>(value);
+  if (type == FormatType::kInt) return static_cast<unsigned>(value);
+  if (type == FormatType::kLong) return static_cast<unsigned long>(value);
+  const bool is_size = type == FormatType::kSize || type == FormatType::kDifference;
+  return is_size ? static_cast<std::size_t>(value) : static_cast<std::uintmax_t>(value);
 }
 
 // "00" to "99".

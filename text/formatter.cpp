@@ -43,19 +43,9 @@ class TypedArguments {
 
 // The type as which C passes an argument.
 FormatType PassedType(FormatType type) {
-  switch (type) {
-    case FormatType::kChar:
-    case FormatType::kShort:
-    case FormatType::kByte:
-    case FormatType::kUnit:
-      return FormatType::kInt;
-    case FormatType::kNarrow:
-    case FormatType::kWide:
-    case FormatType::kObject:
-      return FormatType::kPointer;
-    default:
-      return type;
-  }
+  using enum FormatType;
+  if (type == kChar || type == kShort || type == kByte || type == kUnit) return kInt;
+  return IsTextType(type) || type == kObject ? kPointer : type;
 }
 
 // An argument list of C, read in order. Conversions say the types.
@@ -67,29 +57,22 @@ class ArgumentReader {
   ArgumentReader& operator=(const ArgumentReader&) = delete;
 
   FormatArgument Next(FormatType type) {
-    switch (PassedType(type)) {
-      case FormatType::kInt:
-        return FormatArgument::Integer(type, va_arg(list_, int));
-      case FormatType::kLong:
-        return FormatArgument::Integer(type, va_arg(list_, long));
-      case FormatType::kLongLong:
-        return FormatArgument::Integer(type, va_arg(list_, long long));
-      case FormatType::kDifference:
-        return FormatArgument::Integer(type, va_arg(list_, std::ptrdiff_t));
-      case FormatType::kSize:
-        return FormatArgument::Integer(type,
-                                       static_cast<std::intmax_t>(va_arg(list_, std::size_t)));
-      case FormatType::kMaximum:
-        return FormatArgument::Integer(type, va_arg(list_, std::intmax_t));
-      case FormatType::kReal:
-        return FormatArgument::Real(va_arg(list_, double));
-      case FormatType::kLongReal:
-        return FormatArgument::Pointer(type,
-                                       &long_reals_.emplace_front(va_arg(list_, long double)));
-      default:
-        return FormatArgument::Pointer(type, va_arg(list_, const void*),
-                                       FormatArgument::kTerminated);
+    using enum FormatType;
+    const auto integer = [type](auto value) {
+      return FormatArgument::Integer(type, static_cast<std::intmax_t>(value));
+    };
+    const FormatType passed = PassedType(type);
+    if (passed == kInt) return integer(va_arg(list_, int));
+    if (passed == kLong) return integer(va_arg(list_, long));
+    if (passed == kLongLong) return integer(va_arg(list_, long long));
+    if (passed == kDifference) return integer(va_arg(list_, std::ptrdiff_t));
+    if (passed == kSize) return integer(va_arg(list_, std::size_t));
+    if (passed == kMaximum) return integer(va_arg(list_, std::intmax_t));
+    if (passed == kReal) return FormatArgument::Real(va_arg(list_, double));
+    if (passed == kLongReal) {
+      return FormatArgument::Pointer(type, &long_reals_.emplace_front(va_arg(list_, long double)));
     }
+    return FormatArgument::Pointer(type, va_arg(list_, const void*), FormatArgument::kTerminated);
   }
 
  private:

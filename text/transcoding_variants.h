@@ -23,13 +23,15 @@ TranscodingStop EncodePlain(const char16_t*& source, const char16_t* source_end,
 size_t MeasurePlain(const char16_t* source, const char16_t* source_end);
 std::ptrdiff_t CountPlain(const char* source, const char* source_end);
 
+#if defined(__x86_64__)
+
 // Whether the processor has the vectors. The functions with the name may be called only then.
 bool HasAvx2();
 bool HasAvx512();
 
-// They convert as far as whole blocks go, and leave the rest, and
-// everything from a malformed character on, to the plain loops: `source` and `target` stop between
-// characters, at the start of a malformed one or some characters before it.
+// They convert as far as whole blocks go, and leave the rest, and everything from a malformed
+// character on, to the plain loops: `source` and `target` stop between characters, at the start of
+// a malformed one or some characters before it.
 void DecodeBlocksAvx2(const char*& source, const char* source_end, char16_t*& target,
                       char16_t* target_end);
 void EncodeBlocksAvx2(const char16_t*& source, const char16_t* source_end, char*& target,
@@ -47,5 +49,22 @@ void EncodeAvx512(const char16_t*& source, const char16_t* source_end, char*& ta
                   char* target_end);
 size_t CountAvx512(const char*& source, const char* source_end);
 size_t MeasureAvx512(const char16_t*& source, const char16_t* source_end);
+
+#else
+
+// Other processors have the plain loops alone.
+constexpr bool HasAvx2() {
+  return false;
+}
+constexpr bool HasAvx512() {
+  return false;
+}
+inline constexpr auto kNoVariant = [](const auto&...) { return size_t{0}; };
+inline constexpr auto DecodeBlocksAvx2 = kNoVariant, EncodeBlocksAvx2 = kNoVariant,
+                      CountBlocksAvx2 = kNoVariant, MeasureBlocksAvx2 = kNoVariant,
+                      DecodeAvx512 = kNoVariant, EncodeAvx512 = kNoVariant,
+                      CountAvx512 = kNoVariant, MeasureAvx512 = kNoVariant;
+
+#endif
 
 }  // namespace orvik::transcoding

@@ -37,54 +37,31 @@ constexpr unsigned char kAnyLower = kTooShort | kTooLong | kTwoFollow;
 constexpr unsigned char kAbove4 = kAnyLower | kTooLarge | kOverlong4;
 constexpr unsigned char kContinues = kTooLong | kOverlong2 | kTwoFollow;
 
-constexpr unsigned char kFirstUpper[16] = {kTooLong,
-                                           kTooLong,
-                                           kTooLong,
-                                           kTooLong,
-                                           kTooLong,
-                                           kTooLong,
-                                           kTooLong,
-                                           kTooLong,
-                                           kTwoFollow,
-                                           kTwoFollow,
-                                           kTwoFollow,
-                                           kTwoFollow,
-                                           kTooShort | kOverlong2,
-                                           kTooShort,
-                                           kTooShort | kOverlong3 | kSurrogate,
-                                           kTooShort | kTooLarge | kOverlong4};
-constexpr unsigned char kFirstLower[16] = {kAnyLower | kOverlong2 | kOverlong3 | kOverlong4,
-                                           kAnyLower | kOverlong2,
-                                           kAnyLower,
-                                           kAnyLower,
-                                           kAnyLower | kTooLarge,
-                                           kAbove4,
-                                           kAbove4,
-                                           kAbove4,
-                                           kAbove4,
-                                           kAbove4,
-                                           kAbove4,
-                                           kAbove4,
-                                           kAbove4,
-                                           kAbove4 | kSurrogate,
-                                           kAbove4,
-                                           kAbove4};
-constexpr unsigned char kSecondUpper[16] = {kTooShort,
-                                            kTooShort,
-                                            kTooShort,
-                                            kTooShort,
-                                            kTooShort,
-                                            kTooShort,
-                                            kTooShort,
-                                            kTooShort,
-                                            kContinues | kOverlong3 | kOverlong4,
-                                            kContinues | kOverlong3 | kTooLarge,
-                                            kContinues | kSurrogate | kTooLarge,
-                                            kContinues | kSurrogate | kTooLarge,
-                                            kTooShort,
-                                            kTooShort,
-                                            kTooShort,
-                                            kTooShort};
+// An entry for each value of half a byte.
+struct Table {
+  unsigned char entries[16];
+};
+constexpr Table TableOf(unsigned char (*entry)(int half)) {
+  Table table{};
+  for (int half = 0; half < 16; ++half) table.entries[half] = entry(half);
+  return table;
+}
+constexpr Table kFirstUpper = TableOf([](int half) -> unsigned char {
+  if (half < 12) return half < 8 ? kTooLong : kTwoFollow;
+  if (half == 12) return kTooShort | kOverlong2;
+  if (half == 13) return kTooShort;
+  return kTooShort | (half == 14 ? kOverlong3 | kSurrogate : kTooLarge | kOverlong4);
+});
+constexpr Table kFirstLower = TableOf([](int half) -> unsigned char {
+  if (half > 4) return half == 13 ? kAbove4 | kSurrogate : kAbove4;
+  if (half == 0) return kAnyLower | kOverlong2 | kOverlong3 | kOverlong4;
+  return kAnyLower | (half == 1 ? kOverlong2 : half == 4 ? kTooLarge : 0);
+});
+constexpr Table kSecondUpper = TableOf([](int half) -> unsigned char {
+  if (half < 8 || half > 11) return kTooShort;
+  if (half > 9) return kContinues | kSurrogate | kTooLarge;
+  return kContinues | kOverlong3 | (half == 8 ? kOverlong4 : kTooLarge);
+});
 
 // How many of the bytes before `s` belong to a character that does not end before it.
 std::ptrdiff_t BytesOfCutCharacter(const char* start, const char* s) {
@@ -105,25 +82,22 @@ constexpr std::ptrdiff_t kOverwritten = 8;  // units behind a block that its sto
 constexpr std::ptrdiff_t kLongAscii = 40;   // a run at the start that goes by itself
 
 // Sixteen bytes, each in a lane of 16 bits.
-[[gnu::target("avx2"), gnu::always_inline]] inline __m256i LoadBytes(const char* place) {
+ORVIK_AVX2 __m256i LoadBytes(const char* place) {
   return _mm256_cvtepu8_epi16(LoadHalf(place));
 }
 
 // The bytes that are `kCount` places before those of `input`, which follows `previous`.
 template <int kCount>
-[[gnu::target("avx2"), gnu::always_inline]] inline __m256i BytesBefore(__m256i input,
-                                                                       __m256i previous) {
+ORVIK_AVX2 __m256i BytesBefore(__m256i input, __m256i previous) {
   return _mm256_alignr_epi8(input, _mm256_permute2x128_si256(previous, input, 0x21), 16 - kCount);
 }
 
-[[gnu::target("avx2"), gnu::always_inline]] inline __m256i LookUp(const unsigned char (&table)[16],
-                                                                  __m256i nibbles) {
-  return _mm256_shuffle_epi8(_mm256_broadcastsi128_si256(LoadHalf(table)), nibbles);
+ORVIK_AVX2 __m256i LookUp(const Table& table, __m256i nibbles) {
+  return _mm256_shuffle_epi8(_mm256_broadcastsi128_si256(LoadHalf(table.entries)), nibbles);
 }
 
 // Not 0 in each byte that cannot follow the ones before it.
-[[gnu::target("avx2"), gnu::always_inline]] inline __m256i Malformed(__m256i input,
-                                                                     __m256i previous) {
+ORVIK_AVX2 __m256i Malformed(__m256i input, __m256i previous) {
   const __m256i nibble = Bytes(0x0F);
   const __m256i first = BytesBefore<1>(input, previous);
   const __m256i wrong = _mm256_and_si256(
@@ -147,14 +121,13 @@ struct Block {
   std::uint64_t of_four;        // F0 and above
 };
 
-[[gnu::target("avx2"), gnu::always_inline]] inline std::uint64_t BytesFrom(const Block& block,
-                                                                           int limit) {
+ORVIK_AVX2 std::uint64_t BytesFrom(const Block& block, int limit) {
   const __m256i limits = Bytes(limit);
   return ByteMask(_mm256_cmpeq_epi8(_mm256_max_epu8(block.low, limits), block.low),
                   _mm256_cmpeq_epi8(_mm256_max_epu8(block.high, limits), block.high));
 }
 
-[[gnu::target("avx2"), gnu::always_inline]] inline void Classify(Block& block) {
+ORVIK_AVX2 void Classify(Block& block) {
   // Continuations are the 64 lowest values of signed bytes.
   const __m256i limits = Bytes(-64);
   block.continuations =
@@ -165,9 +138,7 @@ struct Block {
 
 // A bit for each byte that cannot follow the ones before it. `due` is what DueAfter says of the
 // block before.
-[[gnu::target("avx2"), gnu::always_inline]] inline std::uint64_t MalformedBytes(const Block& block,
-                                                                                __m256i previous,
-                                                                                std::uint64_t due) {
+ORVIK_AVX2 std::uint64_t MalformedBytes(const Block& block, __m256i previous, std::uint64_t due) {
   if (block.of_three == 0 && due <= 1) {
     // Without longer characters, continuations are where a byte of C2 or more is before them.
     const std::uint64_t of_two = BytesFrom(block, 0xC2);
@@ -181,7 +152,7 @@ struct Block {
 
 // The continuations due after a well-formed block: 0 nothing, 1 one continuation, 2 or 3 more than
 // that.
-[[gnu::target("avx2"), gnu::always_inline]] inline std::uint64_t DueAfter(const Block& block) {
+ORVIK_AVX2 std::uint64_t DueAfter(const Block& block) {
   const std::uint64_t starts = ByteMask(block.high) >> 31 & ~block.continuations >> 63;
   const std::uint64_t more = block.of_three >> 63 | (block.of_four >> 62 & 1);
   return starts | (block.of_three >> 62 & 1) | (block.of_four >> 61 & 1) | more << 1;

@@ -80,7 +80,7 @@ inline Behind Read(const char* place) {
 }
 
 // The three bytes of units from U+0800, in lanes of 32 bits.
-[[gnu::target("avx2"), gnu::always_inline]] inline __m256i ThreeBytesOf(__m256i units) {
+ORVIK_AVX2 __m256i ThreeBytesOf(__m256i units) {
   const __m256i six_bits = Words(0x3F);
   return _mm256_or_si256(
       _mm256_or_si256(Words(0x8080E0), _mm256_srli_epi32(units, 12)),
@@ -89,7 +89,7 @@ inline Behind Read(const char* place) {
 }
 
 // The four bytes of pairs of surrogates, in lanes of 32 bits.
-[[gnu::target("avx2"), gnu::always_inline]] inline __m256i FourBytesOf(__m256i high, __m256i low) {
+ORVIK_AVX2 __m256i FourBytesOf(__m256i high, __m256i low) {
   const __m256i six_bits = Words(0x3F);
   const __m256i ten_bits = Words(0x3FF);
   const __m256i character =
@@ -106,7 +106,7 @@ inline Behind Read(const char* place) {
 }
 
 // Eight units from U+0800, none of them a surrogate: 24 bytes, with a store of 28.
-[[gnu::target("avx2"), gnu::always_inline]] inline char* EncodeThreeBytes(__m128i units, char* t) {
+ORVIK_AVX2 char* EncodeThreeBytes(__m128i units, char* t) {
   const __m256i packed =
       _mm256_shuffle_epi8(ThreeBytesOf(_mm256_cvtepu16_epi32(units)),
                           _mm256_broadcastsi128_si256(_mm_setr_epi8(0, 1, 2, 4, 5, 6, 8, 9, 10, 12,

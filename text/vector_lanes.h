@@ -8,6 +8,7 @@
 #pragma GCC diagnostic ignored "-Wmaybe-uninitialized"
 #endif
 
+#define ORVIK_AVX2 [[gnu::target("avx2"), gnu::always_inline]] inline
 #define ORVIK_AVX512_FUNCTION \
   [[gnu::target("avx512f,avx512bw,avx512vl,avx512vbmi,avx512vbmi2,bmi,bmi2,lzcnt,popcnt")]]
 #define ORVIK_AVX512 ORVIK_AVX512_FUNCTION [[gnu::always_inline]] inline
@@ -20,43 +21,39 @@
 
 namespace orvik::avx2 {
 
-// Loads, stores and masks of 256-bit vectors. For sources that are compiled for x86-64; the
-// functions may run only on a processor that has AVX2.
-
 // 16 and 32 bytes from and to any place, aligned or not.
-[[gnu::target("avx2"), gnu::always_inline]] inline __m128i LoadHalf(const void* place) {
+ORVIK_AVX2 __m128i LoadHalf(const void* place) {
   return _mm_loadu_si128(static_cast<const __m128i*>(place));
 }
 
-[[gnu::target("avx2"), gnu::always_inline]] inline __m256i LoadWide(const void* place) {
+ORVIK_AVX2 __m256i LoadWide(const void* place) {
   return _mm256_loadu_si256(static_cast<const __m256i*>(place));
 }
 
-[[gnu::target("avx2"), gnu::always_inline]] inline void Store(void* place, __m128i value) {
+ORVIK_AVX2 void Store(void* place, __m128i value) {
   _mm_storeu_si128(static_cast<__m128i*>(place), value);
 }
 
-[[gnu::target("avx2"), gnu::always_inline]] inline void Store(void* place, __m256i value) {
+ORVIK_AVX2 void Store(void* place, __m256i value) {
   _mm256_storeu_si256(static_cast<__m256i*>(place), value);
 }
 
 // The same value in every lane of 8, 16 or 32 bits.
-[[gnu::target("avx2"), gnu::always_inline]] inline __m256i Bytes(int value) {
+ORVIK_AVX2 __m256i Bytes(int value) {
   return _mm256_set1_epi8(static_cast<char>(value));
 }
-[[gnu::target("avx2"), gnu::always_inline]] inline __m256i Units(int value) {
+ORVIK_AVX2 __m256i Units(int value) {
   return _mm256_set1_epi16(static_cast<short>(value));
 }
-[[gnu::target("avx2"), gnu::always_inline]] inline __m256i Words(std::uint32_t value) {
+ORVIK_AVX2 __m256i Words(std::uint32_t value) {
   return _mm256_set1_epi32(static_cast<int>(value));
 }
 
 // The top bit of each byte.
-[[gnu::target("avx2"), gnu::always_inline]] inline std::uint32_t ByteMask(__m256i value) {
+ORVIK_AVX2 std::uint32_t ByteMask(__m256i value) {
   return static_cast<std::uint32_t>(_mm256_movemask_epi8(value));
 }
-[[gnu::target("avx2"), gnu::always_inline]] inline std::uint64_t ByteMask(__m256i low,
-                                                                          __m256i high) {
+ORVIK_AVX2 std::uint64_t ByteMask(__m256i low, __m256i high) {
   return ByteMask(low) | std::uint64_t{ByteMask(high)} << 32;
 }
 
@@ -91,9 +88,6 @@ inline constexpr std::array<Shuffle, 256> kPacking = [] {
 }  // namespace orvik::avx2
 
 namespace orvik::avx512 {
-
-// Loads, stores and masks of 512-bit vectors. For sources that are compiled for x86-64; the
-// functions may run only on a processor that has AVX-512 with VBMI2.
 
 inline constexpr std::ptrdiff_t kVectorBytes = 64;
 

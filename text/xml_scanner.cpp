@@ -238,22 +238,12 @@ bool AppendXmlText(std::u16string& result, std::string_view data) {
 }
 
 std::string_view XmlReference(char byte) {
-  switch (byte) {
-    case '&':
-      return "&amp;";
-    case '<':
-      return "&lt;";
-    case '>':
-      return "&gt;";
-    case '"':
-      return "&quot;";
-    case '\'':
-      return "&apos;";
-    case '\r':
-      return "&#13;";
-    default:
-      return {};
-  }
+  if (byte == '&') return "&amp;";
+  if (byte == '<') return "&lt;";
+  if (byte == '>') return "&gt;";
+  if (byte == '"') return "&quot;";
+  if (byte == '\'') return "&apos;";
+  return byte == '\r' ? "&#13;" : std::string_view();
 }
 
 bool IsBlankXml(std::string_view data) {
