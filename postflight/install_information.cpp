@@ -10,11 +10,7 @@
 #include "host/replace_file.h"
 #include "host/system.h"
 #include "host/trust.h"
-#include "platform/core_foundation/object.h"
-#include "platform/core_foundation/string.h"
 #include "platform/foundation/application.h"
-#include "postflight/installer_args.h"
-#include "postflight/log_sys.h"
 #include "prefs/preferences.h"
 #include "prefs/reporting.h"
 #include "prefs/shared_lock.h"
@@ -62,11 +58,6 @@ std::string LockReason() {
   return text + ": process " + std::to_string(lock.pid) + " (\"" + holder + "\")";
 }
 
-plist::Value ValueToFind(const InstallValue& value) {
-  const auto* text = std::get_if<CAtlString>(&value.value);
-  return text != nullptr ? plist::Value(*text) : plist::Value(std::get<int>(value.value));
-}
-
 // Why the file does not hold a value; null when it does. The writers answer the same for every
 // failure but a held lock, so a value that is missing is explained by what prevents a write now.
 const NSString* ReasonMissing(const InstallValue& value) {
@@ -82,10 +73,33 @@ const NSString* ReasonMissing(const InstallValue& value) {
       status = PrefStatusFromErrno(error, file, PrefError::kNotSaved);
     }
   }
-  if (!status.ok()) {
-    return NSString::stringWithUTF8String(Describe(status).c_str());
+  if (!status.ok()) return NSString::stringWithUTF8String(Describe(status).c_str());
+  const auto wanted = std::visit([](const auto& kept) { return plist::Value(kept); }, value.value);
+  return found.value == wanted ? nullptr : CFSTR(u"another value is there");
+}
+
+constexpr int kExitStatus = 1;
+constexpr int kAllRecorded = 0;
+
+bool IsStrict() {
+  const char* strict = secure_getenv("ORVIK_STRICT");
+  return strict != nullptr && std::strcmp(strict, "1") == 0;
+}
+
+int Run() {
+  NSApplicationLoad();
+  const NSAutoreleasePool pool;
+  InstallerArgs* arguments = new InstallerArgs;
+  int status = kExitStatus;
+  if (arguments->initWithProcessInfo() == YES) {
+    const InstallRecord record = RecordInstallInformation(*arguments);
+    NSApp()->activateIgnoringOtherApps(YES);
+    if (IsStrict() && CheckRecorded(record)) status = kAllRecorded;
+  } else {
+    logSys::notice(CFSTR(u"Error: Can't continue postflight"));
   }
-  return found.value == ValueToFind(value) ? nullptr : CFSTR(u"another value is there");
+  arguments->release();
+  return status;
 }
 
 }  // namespace
@@ -148,36 +162,6 @@ bool CheckRecorded(const InstallRecord& record) {
   }
   return all;
 }
-
-namespace {
-
-constexpr int kExitStatus = 1;
-constexpr int kAllRecorded = 0;
-
-bool IsStrict() {
-  const char* strict = secure_getenv("ORVIK_STRICT");
-  return strict != nullptr && std::strcmp(strict, "1") == 0;
-}
-
-int Run() {
-  NSApplicationLoad();
-  const NSAutoreleasePool pool;
-  InstallerArgs* arguments = new InstallerArgs;
-  int status = kExitStatus;
-  if (arguments->initWithProcessInfo() == YES) {
-    const InstallRecord record = RecordInstallInformation(*arguments);
-    NSApp()->activateIgnoringOtherApps(YES);
-    if (IsStrict() && CheckRecorded(record)) {
-      status = kAllRecorded;
-    }
-  } else {
-    logSys::notice(CFSTR(u"Error: Can't continue postflight"));
-  }
-  arguments->release();
-  return status;
-}
-
-}  // namespace
 
 int RunPostflight() {
   try {

@@ -1,8 +1,6 @@
 #include "postflight/installer_args.h"
 
-#include "platform/core_foundation/object.h"
 #include "platform/foundation/application.h"
-#include "postflight/log_sys.h"
 
 namespace orvik {
 
@@ -46,12 +44,8 @@ ObjCBool InstallerArgs::initWithProcessInfo() {
 }
 
 const NSString* InstallerArgs::getDestVolMountPointAndPathToInstallDest() const {
-  if (m_destVolMountPoint == nullptr || m_pathToInstallDest == nullptr) {
-    return nullptr;
-  }
-  if (m_destVolMountPoint->isEqualToString(CFSTR(u"/"))) {
-    return m_pathToInstallDest;
-  }
+  if (m_destVolMountPoint == nullptr || m_pathToInstallDest == nullptr) return nullptr;
+  if (m_destVolMountPoint->isEqualToString(CFSTR(u"/"))) return m_pathToInstallDest;
   return m_destVolMountPoint->stringByAppendingString(m_pathToInstallDest);
 }
 
@@ -62,9 +56,7 @@ void InstallerArgs::logValues() const {
   logSys::notice(m_destVolMountPoint);
   logSys::notice(m_currSystemFolderRootDir);
   logSys::notice(getDestVolMountPointAndPathToInstallDest());
-  if (m_runSilent == YES) {
-    logSys::notice(CFSTR(u"running silent"));
-  }
+  if (m_runSilent == YES) logSys::notice(CFSTR(u"running silent"));
 }
 
 }  // namespace orvik

@@ -1,6 +1,5 @@
 #include "postflight/property_file.h"
 
-#include "platform/core_foundation/collections.h"
 #include "platform/core_foundation/scalars.h"
 #include "platform/foundation/application.h"
 #include "platform/foundation/property_list_serialization.h"
@@ -91,9 +90,7 @@ void propertyFile::StorePlist(const NSObject* plist) {
   if (copy == nullptr && plist != nullptr) {
     copy = plist->copy();  // numbers and dates have no modifiable form
   }
-  if (m_Plist != nullptr) {
-    m_Plist->autorelease();
-  }
+  if (m_Plist != nullptr) m_Plist->autorelease();
   m_Plist = copy;
 }
 
@@ -173,15 +170,11 @@ ObjCBool LoginWindowPlist::addFilePathToAutoLaunchedAppDictArr(const NSString* p
   if (items == nullptr) {
     // A root that is not a dictionary cannot hold the list and is left alone.
     auto* dictionary = dynamic_cast<NSDictionary*>(plist);
-    if (dictionary == nullptr) {
-      return RefuseChange();
-    }
+    if (dictionary == nullptr) return RefuseChange();
     items = NSArray::arrayWithCapacity(10);
     items->addObject(item);
     dictionary->setObject(items, CFSTR(kItems));
-    if (ItemsOf(dictionary) != items) {
-      return RefuseChange();
-    }
+    if (ItemsOf(dictionary) != items) return RefuseChange();
     setPlist(dictionary);
     Notice(
         {u"leaving [addFilePathToAutoLaunchedAppDictArr addFilePathToAutoLaunchedAppDictArr], "
@@ -199,18 +192,14 @@ ObjCBool LoginWindowPlist::addFilePathToAutoLaunchedAppDictArr(const NSString* p
       found = true;
       Notice({u"bPathFound set to YES for currPath: ", present_path});
       present->setObject(hide_flag, CFSTR(kHide));
-      if (present->objectForKey(CFSTR(kHide)) != hide_flag) {
-        return RefuseChange();
-      }
+      if (present->objectForKey(CFSTR(kHide)) != hide_flag) return RefuseChange();
     }
   }
   if (!found) {
     Notice({u"bPathFound != YES, adding Path: ", path});
     const CFIndex count = items->count();
     items->addObject(item);
-    if (items->count() == count) {
-      return RefuseChange();
-    }
+    if (items->count() == count) return RefuseChange();
   }
   Notice({u"leaving [addFilePathToAutoLaunchedAppDictArr addFilePathToAutoLaunchedAppDictArr]"});
   return YES;

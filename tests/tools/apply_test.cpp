@@ -42,9 +42,7 @@ TEST_F(ApplyTest, AppliesScripts) {
       {"set K n 1\nrequire K n 2\n", 6, "line 2 (\"require K n 2\"): the condition is not met"},
       {"require K n 1.0\nset K n 1\n", 6, "line 1"},
       {"require-key None\n", 6, "there is no such key"},
-      {"require-no-key Software\n", 6, "line 1"},
       {"set \"\" Software 1\n", 6, "a key has this name: \"Software\"; --replace-key"},
-      {"delete Software Vendor\n", 6, "a key has this name"},
       {"delete-key Software/Vendor/App/Count\n", 6, "line 1"},
       {"merge \"\" {\"Software\": 1}\n", 6,
        "a key has this name: \"Software\"; --replace-key before the KEY replaces it"},
@@ -62,7 +60,6 @@ TEST_F(ApplyTest, AppliesScripts) {
        "line 1 (\"set --keep-type Software/Vendor/App Count \"43\"\"): the value has another type"},
       {"add-element Software/Vendor/App Count 1\n", 6, "the value is not an array"},
       {"set K n 1 2\n", 1, "line 1, column 11 (byte 10): unexpected text after the last word"},
-      {"set K \"n\n\" 1\n", 1, "unterminated string"},
       {"set K n'm 1\n", 1, "needs double quotes"},
       {"merge K [1]\n", 1, "needs an object"},
       {"delete-key \"\"\n", 1, "needs a key below the domain"},
@@ -70,7 +67,6 @@ TEST_F(ApplyTest, AppliesScripts) {
       {"requre K n 1\n", 1, "is not a command of scripts; did you mean \"require\"?"},
       {"set --keep-typ K n 1\n", 1, "; did you mean \"--keep-type\"?"},
       {"delete --keep-type n\n", 1, "is not an option of delete; a KEY that begins with \"--\""},
-      {"set \xff n 1\n", 1, "KEY is not UTF-8"},
   };
   for (const auto& [script, status, message] : kRows) {
     SCOPED_TRACE(script);
@@ -200,44 +196,37 @@ TEST_F(ApplyTest, TheSecondTimeChangesNothing) {
 
 // A key is replaced by a value, or a value by a key, only on demand.
 TEST_F(ApplyTest, KeysAndValuesGiveWayOnlyWhenAsked) {
-  const struct {
-    const char *command, *name, *before, *after;
-  } kWays[] = {
-      {"apply ", "set", " K n ", ""},
-      {"apply ", "merge", " \"\" {\"K\":{\"n\":", "}}"},
-      {"import ", "", "{\"K\":{\"n\":", "}}"},
-  };
-  for (const bool to_value : {true, false}) {
-    const std::string wanted = to_value ? "5" : R"({"in":1})";
-    const std::string begin_anew =
-        std::string("set --replace-key --json K n ") + (to_value ? R"({"in":1})" : "5");
-    for (const auto& [command, name, before, after] : kWays) {
-      SCOPED_TRACE(name + wanted);
+  const std::string trees[] = {"K/n\tinteger\t5\n", "K/n/in\tinteger\t1\n"};
+  const std::string values[] = {"5", R"({"in":1})"};
+  for (const int wanted : {0, 1}) {
+    const std::string value = values[wanted];
+    const std::string begin_anew = "set --replace-key --json K n " + values[1 - wanted];
+    const auto gives_way = [&](const std::string& file, const char* command, const char* option) {
+      SCOPED_TRACE(file);
       Out(begin_anew);
-      WriteFile(given_, name + (before + wanted) + after);
+      WriteFile(given_, std::regex_replace(file, std::regex("OPTION "), ""));
       Fails(command + given_, 6, "has this name: \"K/n\"; --replace-key");
-      const bool is_script = name[0] != 0;
-      EXPECT_EQ(Contains(error_, "line 1"), is_script);
-      if (is_script) WriteFile(given_, name + (" --replace-key" + (before + wanted)) + after);
-      Out(command + given_ + (is_script ? "" : " --replace-key"));
-      EXPECT_EQ(Out("tree"), to_value ? "K/n\tinteger\t5\n" : "K/n/in\tinteger\t1\n");
-    }
+      WriteFile(given_, std::regex_replace(file, std::regex("OPTION"), "--replace-key"));
+      Out(command + given_ + option);
+      EXPECT_EQ(Out("tree"), trees[wanted]);
+    };
+    gives_way("set OPTION K n " + value, "apply ", "");
+    gives_way("merge OPTION \"\" {\"K\":{\"n\":" + value + "}}", "apply ", "");
+    gives_way("{\"K\":{\"n\":" + value + "}}", "import ", " --replace-key");
     Out(begin_anew);
-    Fails("set --json K n " + wanted, 6, to_value ? "is a key" : "is a value");
-    Out("set --json --replace-key K n " + wanted);
+    Fails("set --json K n " + value, 6, wanted == 0 ? "is a key" : "is a value");
+    Out("set --json --replace-key K n " + value);
   }
   // A dictionary replaces another one: always in a script, by "set" only on demand.
   Fails(R"(set --json K n {"b":1})", 6, "is a key");
   WriteFile(given_, R"(set K n {"b":1})");
   Out("apply " + given_);
   EXPECT_EQ(Out("tree"), "K/n/b\tinteger\t1\n");
-  WriteFile(given_, "replace --replace-key K/n/b {\"c\": 2}\n");
-  Out("apply " + given_);
   WriteFile(given_, "{\"d\": 3}");
-  Fails("import --replace " + given_ + " K/n/b/c", 3, "leads through a value");
-  Out("import --replace --replace-key " + given_ + " K/n/b/c");
-  EXPECT_EQ(Out("tree"), "K/n/b/c/d\tinteger\t3\n");
-  Fails("import --replace --replace-key " + given_ + " K/n/b/c/d/e", 3, "leads through a value");
+  Fails("import --replace " + given_ + " K/n/b", 3, "leads through a value");
+  Out("import --replace --replace-key " + given_ + " K/n/b");
+  EXPECT_EQ(Out("tree"), "K/n/b/d\tinteger\t3\n");
+  Fails("import --replace --replace-key " + given_ + " K/n/b/d/e", 3, "leads through a value");
 }
 
 // A copy is made of a file that is changed, and of no other; it can be taken back.
@@ -282,9 +271,8 @@ TEST_F(ApplyTest, KeepsACopyOfWhatIsChanged) {
 TEST_F(ApplyTest, PrintsNoSecrets) {
   Out("set K n old-hush");
   const std::string secret = R"("hush\"q \\b ü\nhush")";
-  const std::tuple<std::string, int, const char*> kScripts[] = {
-      {"set K n " + secret, 0, "K/n"},
-      {"delete K n\nset K m " + secret, 0, "K/m"},
+  const std::tuple<std::string, int, std::string> kScripts[] = {
+      {"delete K n\nset K m " + secret, 0, ""},
       {"set K/m x " + secret, 3, "line 1: the key path leads through a value"},
       {"set K m " + secret + "\nrequire K m 1", 6, "line 2: the condition is not met"},
       {"set K n " + secret + " hush", 1, "line 1, column 31 (byte 31): the line cannot be read"},
@@ -293,17 +281,15 @@ TEST_F(ApplyTest, PrintsNoSecrets) {
   for (const auto& [script, status, message] : kScripts) {
     SCOPED_TRACE(script);
     WriteFile(given_, script + "\n");
-    for (const std::string options :
-         {"apply --check --secret ", "--json apply --secret ", "apply --secret "}) {
-      const int found = Prefs(options + given_);
-      EXPECT_TRUE(found == status || (found == 8 && status == 0)) << found << error_;
+    for (const char* options : {"apply --check --secret ", "--json apply --secret "}) {
+      const bool would_change = status == 0 && options[0] == 'a';
+      Fails(options + given_, would_change ? 8 : status, message);
       EXPECT_EQ((out_ + error_).find("hush"), std::string::npos) << out_ << error_;
-      EXPECT_TRUE(Contains(error_, status == 0 ? "" : message));
-      EXPECT_EQ(Contains(out_, message), found == 8);
+      EXPECT_EQ(out_.find('m') != std::string::npos, status == 0) << out_;
     }
   }
-  WriteFile(given_, "set K n " + secret + "\n");
   WriteFile(File(), "<plist><dict>");
+  WriteFile(given_, "set K n " + secret + "\n");
   EXPECT_EQ(Prefs("apply --secret " + given_), 5);
   EXPECT_EQ((out_ + error_).find("hush"), std::string::npos) << error_;
 }

@@ -28,23 +28,20 @@ TEST(BrowseValueForm, GoesThroughOneLine) {
       {Type::kString, "C:\\new text", "C:\\new text"},
       {Type::kInteger, "12x", nullptr},
       {Type::kBoolean, "yes", "true"},
-      {Type::kDate, "yesterday", nullptr},
       {Type::kData, "00ff 4D", "00 ff 4d"},
       {Type::kData, "", ""},
+      {Type::kData, "000", nullptr},
       {Type::kData, "0g", nullptr},
   };
   for (const auto& [type, line, again] : cases) {
     std::string mistake;
     const Value value = FromLine(type, line, mistake);
-    ASSERT_EQ(static_cast<bool>(value), again != nullptr) << line;
     EXPECT_EQ(mistake.empty(), again != nullptr) << line;
-    if (again != nullptr) {
-      EXPECT_EQ(LineOf(value), again);
-    }
+    EXPECT_EQ(value ? LineOf(value).value_or("no line") : "", again != nullptr ? again : "");
   }
-  EXPECT_EQ(LineOf(Value(u"two\nlines")), std::nullopt);
-  EXPECT_EQ(LineOf(Value(u"\u202Egnp")), std::nullopt);
-  EXPECT_EQ(LineOf(Value::Dictionary()), std::nullopt);
+  for (const Value& value : {Value(u"two\nlines"), Value(u"\u202Egnp"), Value::Dictionary()}) {
+    EXPECT_EQ(LineOf(value), std::nullopt);
+  }
 }
 
 TEST(BrowseLineInput, EditsWholeCharacters) {
@@ -123,21 +120,15 @@ TEST(BrowseHelp, FitsOneScreen) {
 
 TEST(BrowseValueForm, ConvertsBetweenTypes) {
   const std::tuple<const char*, Type, const char*> cases[] = {
-      {"\"12\"", Type::kInteger, "12"},
-      {"\"x\"", Type::kInteger, nullptr},
-      {"12", Type::kString, "\"12\""},
-      {"12.0", Type::kInteger, "12"},
-      {"true", Type::kInteger, "1"},
-      {"true", Type::kString, "\"true\""},
-      {"1", Type::kBoolean, "true"},
-      {R"("2024-05-06T07:08:09Z")", Type::kDate, R"({"$date":"2024-05-06T07:08:09Z"})"},
-      {R"({"$data":"AP8="})", Type::kString, "\"AP8=\""},
-      {"7", Type::kArray, "[7]"},
-      {"7", Type::kInteger, "7"},
+      {"\"12\"", Type::kInteger, "12"}, {"\"x\"", Type::kInteger, "(none)"},
+      {"12", Type::kString, "\"12\""},  {"12.0", Type::kInteger, "12"},
+      {"true", Type::kInteger, "1"},    {"true", Type::kString, "\"true\""},
+      {"1", Type::kBoolean, "true"},    {R"({"$data":"AP8="})", Type::kString, "\"AP8=\""},
+      {"7", Type::kArray, "[7]"},       {"7", Type::kInteger, "7"},
   };
   for (const auto& [from, type, to] : cases) {
     const Value value = Converted(Json(from), type);
-    EXPECT_EQ(value ? JsonText(value) : "(none)", to != nullptr ? to : "(none)") << from;
+    EXPECT_EQ(value ? JsonText(value) : "(none)", to) << from;
   }
 }
 

@@ -51,6 +51,14 @@ std::string Rows(const Model& model) {
   return text;
 }
 
+// What the user does who sees the present value.
+std::string Set(Model& model, const Path& path, const Value& value) {
+  return model.Set(path, value, model.At(path));
+}
+std::string Remove(Model& model, const Path& path) {
+  return Set(model, path, {});
+}
+
 std::string Names(const Model& model) {
   std::string names;
   for (const ValueRow& value : model.values()) {
@@ -100,9 +108,9 @@ TEST_F(BrowseModelTest, OpensKeysAndKeepsTheSelection) {
 
 TEST_F(BrowseModelTest, CollectsMarksAndUndoesChanges) {
   model_->Reveal({"A", "B"});
-  EXPECT_EQ(model_->Set({"A", "B", "text"}, u"new"), "");
+  EXPECT_EQ(Set(*model_, {"A", "B", "text"}, u"new"), "");
   EXPECT_EQ(model_->Add({"A", "D"}, Value::Dictionary()), "");
-  EXPECT_EQ(model_->Remove({"A", "C"}), "");
+  EXPECT_EQ(Remove(*model_, {"A", "C"}), "");
   EXPECT_EQ(model_->Move({"Z", "z"}, {"Z", "y"}), "");
   EXPECT_EQ(Rows(*model_), "*/-\n*.A-\n*..B\n+..D\n*.Z\n");
   EXPECT_EQ(Stored(u"A/B", u"text"), "one");
@@ -112,8 +120,8 @@ TEST_F(BrowseModelTest, CollectsMarksAndUndoesChanges) {
   EXPECT_NE(model_->Add({"A", "B", "text", "below"}, u"x"), "");
   EXPECT_NE(model_->Move({"A"}, {"A", "B", "A"}), "");
   EXPECT_NE(model_->Move({"Z", "y"}, {"A"}), "");
-  EXPECT_NE(model_->Remove({"none"}), "");
-  EXPECT_NE(model_->Set({}, u"x"), "");
+  EXPECT_NE(Remove(*model_, {"none"}), "");
+  EXPECT_NE(Set(*model_, {}, u"x"), "");
   EXPECT_NE(model_->Copy({"A"}, {"Z"}), "");
   EXPECT_EQ(model_->changes().size(), 5u);
 
@@ -132,7 +140,7 @@ TEST_F(BrowseModelTest, CollectsMarksAndUndoesChanges) {
   EXPECT_TRUE(model_->changes().empty());
   EXPECT_EQ(model_->Redo(), "redo: set /A/B/text");
   EXPECT_EQ(Shown({"A", "B", "text"}), "new");
-  model_->Remove({"Z"});
+  Remove(*model_, {"Z"});
   EXPECT_EQ(model_->Redo(), "nothing to redo");
 }
 
@@ -168,8 +176,8 @@ TEST_F(BrowseModelTest, MakesAConflictOfAValueThatChangedWhileItWasEdited) {
 // Undo names values, not versions of the file: it outlives the changes of others and a write, and
 // takes back what waits as a conflict.
 TEST_F(BrowseModelTest, UndoesWhatOthersLeftAloneAndWhatWasWritten) {
-  model_->Set({"A", "B", "text"}, u"mine");
-  model_->Set({"Z", "z"}, u"mine");
+  Set(*model_, {"A", "B", "text"}, u"mine");
+  Set(*model_, {"Z", "z"}, u"mine");
   Write(u"A/B", u"more", u"theirs");
   ASSERT_TRUE(model_->Refresh());
   EXPECT_EQ(model_->Undo(), "undo: set /Z/z");
@@ -181,7 +189,7 @@ TEST_F(BrowseModelTest, UndoesWhatOthersLeftAloneAndWhatWasWritten) {
   model_->Refresh();
   EXPECT_EQ(model_->Undo(), "cannot undo: another process has changed /Z/z since");
   EXPECT_EQ(model_->Undo(), "undo: set /A/B/text");
-  model_->Set({"Z", "z"}, u"mine");
+  Set(*model_, {"Z", "z"}, u"mine");
   Write(u"Z", u"z", u"theirs again");
   model_->Refresh();
   EXPECT_EQ(model_->waiting(), 2u);
@@ -208,10 +216,10 @@ TEST(BrowseChange, ShowsTheValuesOfAKeyLineByLine) {
 }
 
 TEST_F(BrowseModelTest, MarksEachRowForItself) {
-  model_->Set({"Z", "list"}, Json("[0, 1, [2]]"));
-  model_->Set({"Z", "flat"}, Json("[0]"));
+  Set(*model_, {"Z", "list"}, Json("[0, 1, [2]]"));
+  Set(*model_, {"Z", "flat"}, Json("[0]"));
   ASSERT_TRUE(model_->Apply().ok());
-  model_->Set({"Z", "list", "1"}, u"new");
+  Set(*model_, {"Z", "list", "1"}, u"new");
   model_->Add({"Z", "list", "3"}, u"last");
   EXPECT_TRUE(model_->Reveal({"Z", "list", "2", "0"}));
   EXPECT_TRUE(model_->Reveal({"Z", "list", "0"}));
@@ -250,7 +258,7 @@ TEST_F(BrowseModelTest, KeepsTheSelectionByName) {
     ASSERT_TRUE(model_->Refresh());
     EXPECT_TRUE(model_->is_gone());
     EXPECT_EQ(model_->SelectedPath(), (Path{"A", "B", "more"}));
-    EXPECT_NE(model_->Remove(model_->SelectedPath()), "");
+    EXPECT_NE(Remove(*model_, model_->SelectedPath()), "");
     EXPECT_TRUE(model_->changes().empty());
   }
   Write(u"A/B", u"more", u"back");
@@ -267,7 +275,7 @@ TEST_F(BrowseModelTest, KeepsTheSelectionByName) {
   Write(u"A/B", u"c", u"");
   model_->Refresh();
   ASSERT_TRUE(model_->Reveal({"A", "B", "b"}));
-  model_->Remove({"A", "B", "b"});
+  Remove(*model_, {"A", "B", "b"});
   EXPECT_EQ(model_->SelectedPath(), (Path{"A", "B", "c"}));
   model_->Undo();
   EXPECT_EQ(model_->SelectedPath(), (Path{"A", "B", "b"}));
@@ -276,20 +284,20 @@ TEST_F(BrowseModelTest, KeepsTheSelectionByName) {
 }
 
 TEST_F(BrowseModelTest, ShowsAndChangesElementsOfArrays) {
-  model_->Set({"Z", "list"}, Json(R"(["a", {"k": 1}, [2, 3]])"));
+  Set(*model_, {"Z", "list"}, Json(R"(["a", {"k": 1}, [2, 3]])"));
   ASSERT_TRUE(model_->Apply().ok());
   ASSERT_TRUE(model_->Reveal({"Z", "list", "1"}));
   EXPECT_EQ(Rows(*model_), " /-\n .A\n .Z-\n ..list-\n ...1\n ...2\n");
   ASSERT_TRUE(model_->Reveal({"Z", "list", "2", "0"}));
   EXPECT_EQ(model_->values().size(), 2u);
-  EXPECT_EQ(model_->Set({"Z", "list", "2", "0"}, u"x"), "");
-  EXPECT_EQ(model_->Set({"Z", "list", "1", "k"}, u"y"), "");
+  EXPECT_EQ(Set(*model_, {"Z", "list", "2", "0"}, u"x"), "");
+  EXPECT_EQ(Set(*model_, {"Z", "list", "1", "k"}, u"y"), "");
   EXPECT_EQ(model_->Add({"Z", "list", "3"}, u"last"), "");
-  EXPECT_EQ(model_->Remove({"Z", "list", "0"}), "");
+  EXPECT_EQ(Remove(*model_, {"Z", "list", "0"}), "");
   EXPECT_EQ(Shown({"Z", "list"}), R"([{"k":"y"},["x",3],"last"])");
   EXPECT_EQ(model_->changes().size(), 1u);
   for (const char* none : {"3", "01", "-1", ""}) {
-    EXPECT_NE(model_->Remove({"Z", "list", none}), "") << none;
+    EXPECT_NE(Remove(*model_, {"Z", "list", none}), "") << none;
   }
   EXPECT_NE(model_->Add({"Z", "list", "4"}, u"x"), "");
   EXPECT_NE(model_->Add({"Z", "list", "x", "below"}, u"x"), "");
@@ -310,7 +318,7 @@ TEST_F(BrowseModelTest, ShowsOnlyWhatTheFilterFinds) {
   Write(u"A/C", u"y", u"also three");
   ASSERT_TRUE(model.Refresh());
   EXPECT_EQ(Names(model), " x y");
-  model.Set({"A", "C", "x"}, u"no more");
+  Set(model, {"A", "C", "x"}, u"no more");
   EXPECT_EQ(Names(model), " y");
   // A key that matches is shown with everything in it.
   model.SetFilter("c");
@@ -327,8 +335,8 @@ TEST_F(BrowseModelTest, ShowsOnlyWhatTheFilterFinds) {
 }
 
 TEST_F(BrowseModelTest, OrdersByNameTypeAndSize) {
-  model_->Set({"Z", "a"}, u"the longest of them");
-  model_->Set({"Z", "b"}, true);
+  Set(*model_, {"Z", "a"}, u"the longest of them");
+  Set(*model_, {"Z", "b"}, true);
   model_->Reveal({"Z"});
   EXPECT_EQ(Names(*model_), " a b z");
   model_->SetOrder(Order::kType);
@@ -340,12 +348,12 @@ TEST_F(BrowseModelTest, OrdersByNameTypeAndSize) {
   // Names count, too: A, B, more, two, text, one, C, x, three.
   EXPECT_EQ(model_->SizeOf(model_->tree()),
             1u + 1 + 4 + 3 + 4 + 3 + 1 + 1 + 5 + 1 + 1 + 19 + 1 + 8 + 1 + 4);
-  model_->Set({"A", "C", "x"}, u"longer than everything else in the file");
+  Set(*model_, {"A", "C", "x"}, u"longer than everything else in the file");
   EXPECT_EQ(Rows(*model_), "*/-\n*.A\n*.Z\n");
 }
 
 TEST_F(BrowseModelTest, DeletesPickedRowsTogether) {
-  model_->Set({"Z", "list"}, Json("[0,1,2,3,4,5,6,7,8,9,10]"));
+  Set(*model_, {"Z", "list"}, Json("[0,1,2,3,4,5,6,7,8,9,10]"));
   ASSERT_TRUE(model_->Apply().ok());
   for (const Path& path : {Path{"Z", "list", "2"}, Path{"Z", "list", "10"}, Path{"A", "B", "text"},
                            Path{"A", "B"}, Path{"Z", "list", "3"}, Path{"Z", "list", "3"}}) {
@@ -371,8 +379,8 @@ TEST_F(BrowseModelTest, DeletesPickedRowsTogether) {
 
 TEST_F(BrowseModelTest, JumpsFromOneChangeToTheNext) {
   EXPECT_FALSE(model_->RevealChanged(1));
-  model_->Set({"A", "B", "text"}, u"mine");
-  model_->Remove({"A", "C"});
+  Set(*model_, {"A", "B", "text"}, u"mine");
+  Remove(*model_, {"A", "C"});
   Write(u"Z", u"z", u"theirs");
   model_->Refresh();
   // The removed key is shown as the one above it, and is not met again and again.
@@ -388,9 +396,9 @@ TEST_F(BrowseModelTest, JumpsFromOneChangeToTheNext) {
 
 TEST_F(BrowseModelTest, TakesUpWhatWasKept) {
   Model ended(0, kDomain);
-  ended.Set({"A", "B", "text"}, u"mine");
-  ended.Remove({"A", "C"});
-  ended.Set({"Z", "z"}, u"wish");
+  Set(ended, {"A", "B", "text"}, u"mine");
+  Remove(ended, {"A", "C"});
+  Set(ended, {"Z", "z"}, u"wish");
   Write(u"Z", u"z", u"theirs");
   ended.Refresh();
   std::vector<Change> kept = ended.Unwritten();  // the conflict, too
@@ -406,7 +414,7 @@ TEST_F(BrowseModelTest, TakesUpWhatWasKept) {
 
 TEST_F(BrowseModelTest, WaitsForTheLockAsLongAsTheUserDoes) {
   using std::chrono::milliseconds;
-  model_->Set({"Z", "z"}, u"mine");
+  Set(*model_, {"Z", "z"}, u"mine");
   const OtherProcess holder([] { LockGlobalSharedPList(kDomain); });
   EXPECT_NE(model_->LockHolder(), "");
   int asked = 0;
@@ -437,7 +445,7 @@ TEST_F(BrowseModelTest, FindsTheSamePathElsewhere) {
 
 // In an array a row that comes in above gives every element behind it another index.
 TEST_F(BrowseModelTest, LosesTheSelectionInAnArrayThatAnotherProcessChanges) {
-  model_->Set({"Z", "list"}, Json(R"(["a", ["b"]])"));
+  Set(*model_, {"Z", "list"}, Json(R"(["a", ["b"]])"));
   ASSERT_TRUE(model_->Apply().ok());
   for (const Path& path : {Path{"Z", "list", "0"}, Path{"Z", "list", "1", "0"}}) {
     Model model(0, kDomain);
@@ -457,9 +465,9 @@ TEST_F(BrowseModelTest, LosesTheSelectionInAnArrayThatAnotherProcessChanges) {
 
 // The file changes before the next look at it, and between the last look and the writing.
 TEST_F(BrowseModelTest, CarriesChangesOverAndNeverOverwritesWhatOthersWrite) {
-  model_->Set({"A", "B", "text"}, u"mine");
-  model_->Set({"A", "B", "more"}, u"mine");
-  model_->Set({"Z", "z"}, u"mine too");
+  Set(*model_, {"A", "B", "text"}, u"mine");
+  Set(*model_, {"A", "B", "more"}, u"mine");
+  Set(*model_, {"Z", "z"}, u"mine too");
   model_->Copy({"A", "B"}, {"a/b\\c", "B"});
   model_->Reveal({"A", "B"});
   Write(u"A/C", u"x", u"theirs");
@@ -483,7 +491,7 @@ TEST_F(BrowseModelTest, CarriesChangesOverAndNeverOverwritesWhatOthersWrite) {
 
 TEST_F(BrowseModelTest, SaysWhatIsWrongWithTheFile) {
   const std::string file = model_->file();
-  model_->Set({"Z", "z"}, u"mine");
+  Set(*model_, {"Z", "z"}, u"mine");
   WriteFile(file, "<plist><dict><key>");
   EXPECT_TRUE(model_->Refresh());
   EXPECT_EQ(model_->status().error, PrefError::kDamaged);

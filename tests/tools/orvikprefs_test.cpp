@@ -34,12 +34,10 @@ TEST_F(OrvikPrefsTest, TellsFailuresApart) {
     int status;
     const char* message = "";
   } kRows[] = {
-      {"get Software/Vendor none", 2},
       {"get Software/Vendor/App/Path x", 2},
       {"get " + std::string(120000, 'x') + " n", 2, "(120000 bytes): not found"},
       {"set Software/Vendor/App/Path x y", 3},
       {"set K n 12x --int", 1},
-      {"set K n [1,] --json", 1},
       {"set K n 1 --int --bool", 1},
       {"set K n v --if-absent --if-equals v", 1},
       {"set Software Vendor v", 6},
@@ -49,9 +47,6 @@ TEST_F(OrvikPrefsTest, TellsFailuresApart) {
       {"frobnicat\x1b[31m\u202e", 1, "\"frobnicat\\x1b[31m\\u202e\" is not a command"},
       {"delete Software/Vendor none", 2},
       {"delete-key Software/Vendor", 1},
-      {"delete-key '' -r", 1},
-      {"delete-key Software/Vendor/App/Path -r", 2},
-      {"rename Software/None Software/Other", 2},
       {"rename Software/Vendor Path Software/Other", 1},
       {"rename Software Software/Vendor/x", 1, "key \"Software/Vendor/x\", below itself"},
       {"--json set K n 1", 1, "after \"set\" to give VALUE as JSON"},
@@ -61,7 +56,6 @@ TEST_F(OrvikPrefsTest, TellsFailuresApart) {
       {"copy Software/Vendor/App Path Software/Vendor/App Count", 6},
       {"find 'nothing like it'", 2},
       {"import " + given_, 5, "not JSON: line 2, column 8 (byte 9)"},
-      {"import /nonexistent", 2, "\"/nonexistent\" cannot be read: No such file"},
       {"import " + env_.folder().string(), 5, "Is a directory"},
       {"export -o /none/file", 3, "\"/none/file\" cannot be written: No such"},
       {"--help", 0},
@@ -197,14 +191,13 @@ TEST_F(OrvikPrefsTest, AlignsTheTreeByColumnsAndColoursOnlyWhereItCan) {
 }
 
 TEST_F(OrvikPrefsTest, SaysThatATypeChanges) {
-  const char* const kWarning =
-      "orvikprefs: \"n\" in key \"K\" was an integer and is a string now\n";
-  for (const auto& [line, warning] :
-       {std::pair("set K n 5 --int --keep-type", ""), std::pair("set K n 6 --int --keep-type", ""),
-        std::pair("set K n 7", kWarning), std::pair("-q set K n 2.5 --real", "")}) {
+  for (const char* line : {"set K n 5 --int --keep-type", "set K n 6 --int --keep-type",
+                           "-q set K n 2.5 --real", "-q set K n 7 --int"}) {
     Out(line);
-    EXPECT_EQ(error_, warning) << line;
+    EXPECT_EQ(error_, "") << line;
   }
+  Out("set K n 7");
+  EXPECT_EQ(error_, "orvikprefs: \"n\" in key \"K\" was an integer and is a string now\n");
 }
 
 // A failure names what it is about: the key, the scope, the domain and the file, and what to do.
@@ -239,8 +232,6 @@ TEST_F(OrvikPrefsTest, ReachesElementsOfArrays) {
       {"get K n[0]", 0, "1\n"},
       {"get K n[1]", 0, "literal\n"},  // a value of this very name
       {"get K n[-2][1]", 0, "3\n"},
-      {"get K n[-2] --type", 0, "array\n"},
-      {"get K n[0][0]", 2, ""},
       {"get K n[3] --default none", 0, "none\n"},
       {"set K n[-2][0] 4 --int", 0, "[1,[4,3],\"x\"]"},
       {"set K n[0] 0 --int --insert", 0, "[0,1,[4,3],\"x\"]"},
@@ -250,13 +241,10 @@ TEST_F(OrvikPrefsTest, ReachesElementsOfArrays) {
       {"delete K n[2][0]", 0, "[0,1,[3,{}],\"x\",\"z\",true]"},
       {"delete K n[6]", 2, nullptr},
       {"set K n[7] a --insert", 2, nullptr},
-      {"set K n[99999999999999999999] a", 2, nullptr},
       {"set K n[1] --insert a", 1, nullptr},
-      {"set K n --insert a", 1, nullptr},
       {"set K n --append --insert a", 1, nullptr},
       {"set K n --append --if-absent a", 1, nullptr},
       {"set K text[0] a", 0, ""},
-      {"set K fresh --append a", 0, ""},
   };
   for (const auto& [line, status, shown] : kRows) {
     SCOPED_TRACE(line);
@@ -271,7 +259,6 @@ TEST_F(OrvikPrefsTest, ReachesElementsOfArrays) {
       EXPECT_EQ(out_, shown);
     }
   }
-  EXPECT_EQ(Out("get K fresh"), "[\"a\"]\n");
 }
 
 TEST_F(OrvikPrefsTest, WorksAcrossStores) {
@@ -428,13 +415,12 @@ TEST_F(OrvikPrefsTest, NothingOfTheCallersHomeCountsInAnotherRoot) {
 
 TEST_F(OrvikPrefsTest, SaysWhereTheFilesAre) {
   Fill();
-  Out("where");
-  EXPECT_EQ(out_.substr(0, out_.find('\n')), "shared\t" + File().string() + "\tsound\twritable");
+  EXPECT_TRUE(Out("where").starts_with("shared\t" + File().string() + "\tsound\twritable\n"));
   EXPECT_TRUE(Contains(out_, "\tabsent\twritable\n"));
   Out("--domain a.b set K n v");
   Out("--scope 2 --domain hidden set K n v");
-  EXPECT_TRUE(
-      Contains(Out("domains"), "a.b\t" + (File().parent_path() / "a.b.plist").string() + "\t"));
+  const std::string folder = File().parent_path();
+  EXPECT_TRUE(Out("domains").starts_with("a.b\t" + folder + "/a.b.plist\t"));
   EXPECT_EQ(std::count(out_.begin(), out_.end(), '\n'), 2);
   EXPECT_TRUE(Contains(Out("domains --scope 2 --json"), "\"domain\": \"hidden\""));
 }
@@ -477,7 +463,7 @@ TEST_F(OrvikPrefsTest, ShowsAndFreesTheLock) {
 // A change that is held up shows its process to whoever waits.
 TEST_F(OrvikPrefsTest, NamesTheProcessThatHoldsTheKernelsLock) {
   Out("set K n v");
-  const fs::path lock = File().parent_path() / ".orvik.lock";
+  const std::string lock = File().parent_path() / ".orvik.lock";
   OtherProcess holder([&] {
     const int folder = open(File().parent_path().c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
     struct stat attributes;
@@ -486,21 +472,20 @@ TEST_F(OrvikPrefsTest, NamesTheProcessThatHoldsTheKernelsLock) {
     held = host::FolderLock::Acquire(folder, attributes, 0);
     if (!held.held()) abort();
   });
-  const std::string pid = std::to_string(holder.pid());
-  Fails("--timeout 0 set K n w", 4, "process " + pid + " of ");
+  const std::string process = "process " + std::to_string(holder.pid()) + " of ";
+  Fails("--timeout 0 set K n w", 4, process);
   EXPECT_TRUE(Contains(error_, ", since 20"));
   EXPECT_TRUE(Contains(Out("lock"), "held\t"));
-  EXPECT_TRUE(Contains(out_, "\t" + pid + "\t20"));
+  EXPECT_TRUE(Contains(out_, "\t" + std::to_string(holder.pid()) + "\t20"));
   Fails("lock --force", 4, "the record is free, but a process holds the kernel's lock");
-  EXPECT_TRUE(Contains(error_, "process " + pid + " of "));
-  EXPECT_TRUE(Contains(error_, lock.string()));
+  EXPECT_TRUE(Contains(error_, process) && Contains(error_, lock));
   holder.End();
   Out("--timeout 0 set K n w");
 
   chmod(lock.c_str(), 0);
   fs::permissions(env_.folder(), fs::perms(0755));
   const WithoutRootRights user(env_.folder());
-  Fails("lock", 7, "lock: not known: no permission to read \"" + lock.string() + "\"");
+  Fails("lock", 7, "lock: not known: no permission to read \"" + lock + "\"");
   EXPECT_EQ(out_, "not known\n");
 }
 
@@ -557,25 +542,17 @@ sys.exit(watch.wait())
 TEST_F(OrvikPrefsTest, LongWorkShowsItsTimeOnATerminalAlone) {
   static constexpr char kScript[] = R"(
 import os, pty, subprocess, sys, time
-program, options = sys.argv[1], sys.argv[2:]
-for terminal in (True, False):
-    master, slave = pty.openpty() if terminal else os.pipe()
-    run = subprocess.Popen([program, 'import', '-'] + options, stdin=subprocess.PIPE, stderr=slave)
-    seen = b''
-    if terminal and not options:
-        while b'importing, 1 s' not in seen: seen += os.read(master, 4096)
-    else: time.sleep(1.5)
+for is_terminal, options in ((True, []), (False, []), (True, ['-q'])):
+    master, slave = pty.openpty() if is_terminal else os.pipe()
+    run = subprocess.Popen([sys.argv[1], 'import', '-', *options], stdin=subprocess.PIPE, stderr=slave)
+    time.sleep(2)
     run.communicate(b'{"K": {"n": 1}}')
-    os.close(slave)
-    try:
-        while part := os.read(master, 4096): seen += part
-    except OSError: pass
-    print(run.returncode, b'importing, 1 s' in seen, seen.endswith(b' \r') or not seen)
+    os.write(slave, b'end')
+    seen = os.read(master, 4096)
+    print(run.returncode, b'importing, 1 s' in seen, seen[-5:])
 )";
   EXPECT_EQ(RunCommand({"timeout", "60", "python3", "-c", kScript, program_}).out,
-            "0 True True\n0 False True\n");
-  EXPECT_EQ(RunCommand({"python3", "-c", kScript, program_, "-q"}).out,
-            "0 False True\n0 False True\n");
+            "0 True b' \\rend'\n0 False b'end'\n0 False b'end'\n");
 }
 
 TEST(ValueCircle, EveryTreeComesBackAndEveryLossIsTold) {

@@ -2,15 +2,10 @@
 
 #include <algorithm>
 #include <array>
-#include <optional>
-#include <vector>
 
-#include "prefs/transaction.h"
 #include "tools/orvikprefs/commands.h"
-#include "tools/orvikprefs/context.h"
 #include "tools/orvikprefs/differences.h"
 #include "tools/orvikprefs/files.h"
-#include "tools/orvikprefs/grammar.h"
 #include "tools/orvikprefs/text.h"
 #include "tools/orvikprefs/values.h"
 
@@ -244,36 +239,6 @@ class LineReader {
   TextError* error_;
 };
 
-}  // namespace
-
-// A line ends at its line feed, also inside a string or a bracket: a value stands on one line. A
-// carriage return is a blank.
-bool ChangeScript::Read(std::string_view text, Transaction& transaction, TextError* error) {
-  constexpr std::string_view kByteOrderMark = "\xEF\xBB\xBF";
-  std::size_t number = 0;
-  std::size_t begin = text.starts_with(kByteOrderMark) ? kByteOrderMark.size() : 0;
-  while (begin < text.size()) {
-    const std::size_t end = std::min(text.find('\n', begin), text.size());
-    ++number;
-    LineReader reader(text, begin, end, error);
-    if (!reader.AtEnd() && text[text.find_first_not_of(" \t\r", begin)] != '#') {
-      const Verb* const verb = reader.ReadVerb();
-      Words words = {KeyPath(u""), CAtlString(), Value()};
-      if (verb == nullptr || !reader.Read(*verb, words)) return false;
-      verb->add(transaction, words);
-      steps_.insert(steps_.end(), static_cast<std::size_t>(verb->steps),
-                    Line{number, std::string(text.substr(begin, end - begin)),
-                         verb->may_replace ? "--replace-key before the KEY replaces it"
-                                           : "delete-key removes a key",
-                         verb->condition});
-    }
-    begin = end + 1;
-  }
-  return true;
-}
-
-namespace {
-
 int FailScript(const Context& context, const PrefStatus& status, const std::string& file,
                const ChangeScript& script) {
   // Without a step the store failed, not the script.
@@ -303,6 +268,32 @@ std::string MistakeIn(const Context& context, const TextError& mistake) {
 }
 
 }  // namespace
+
+// A line ends at its line feed, also inside a string or a bracket: a value stands on one line. A
+// carriage return is a blank.
+bool ChangeScript::Read(std::string_view text, Transaction& transaction, TextError* error) {
+  constexpr std::string_view kByteOrderMark = "\xEF\xBB\xBF";
+  std::size_t number = 0;
+  std::size_t begin = text.starts_with(kByteOrderMark) ? kByteOrderMark.size() : 0;
+  while (begin < text.size()) {
+    const std::size_t end = std::min(text.find('\n', begin), text.size());
+    ++number;
+    LineReader reader(text, begin, end, error);
+    if (!reader.AtEnd() && text[text.find_first_not_of(" \t\r", begin)] != '#') {
+      const Verb* const verb = reader.ReadVerb();
+      Words words = {KeyPath(u""), CAtlString(), Value()};
+      if (verb == nullptr || !reader.Read(*verb, words)) return false;
+      verb->add(transaction, words);
+      steps_.insert(steps_.end(), static_cast<std::size_t>(verb->steps),
+                    Line{number, std::string(text.substr(begin, end - begin)),
+                         verb->may_replace ? "--replace-key before the KEY replaces it"
+                                           : "delete-key removes a key",
+                         verb->condition});
+    }
+    begin = end + 1;
+  }
+  return true;
+}
 
 int Apply(const Context& given, const CommandLine& line) {
   Context context = given;

@@ -66,14 +66,13 @@ void OfferNames(const Context& context, const std::string& key, Candidates& cand
 }
 
 void OfferOptions(const CommandLine& line, Candidates& candidates) {
-  std::vector<std::span<const Option>> tables = {OrvikPrefsGrammar().globals};
-  if (line.command() != nullptr) tables.push_back(line.command()->options);
-  for (const std::span<const Option> table : tables) {
+  const std::span<const Option> own =
+      line.command() != nullptr ? line.command()->options : std::span<const Option>();
+  for (const std::span<const Option> table : {OrvikPrefsGrammar().globals, own}) {
     for (const Option& option : table) {
-      if (line.command() == nullptr || table.data() != tables[0].data() ||
-          OrvikPrefsGrammar().FindOption(line.command(), option.name) == &option) {
-        candidates.Offer(option.name);
-      }
+      // One of the command hides a global one of its name.
+      const Option* const found = OrvikPrefsGrammar().FindOption(line.command(), option.name);
+      if (found == &option) candidates.Offer(option.name);
     }
   }
 }

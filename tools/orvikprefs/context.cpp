@@ -4,7 +4,6 @@
 
 #include <algorithm>
 #include <cerrno>
-#include <chrono>
 #include <cstring>
 #include <filesystem>
 #include <iterator>
@@ -23,8 +22,8 @@ namespace {
 // may have gone by then.
 std::string WhoHoldsTheLock(const Context& context) {
   const LockHolder holder = FindHolder(context);
-  if (holder.is_unknown) return " (who holds it is not known: no permission)";
-  return holder.is_held ? ": " + Describe(holder) : " (it is free now)";
+  if (holder.is_unknown()) return " (who holds it is not known: no permission)";
+  return holder.is_held() ? ": " + Describe(holder) : " (it is free now)";
 }
 
 // The exit status of a failure, for a reader and for a writer, and what to do about it. Failures

@@ -16,6 +16,7 @@
 #include <vector>
 
 #include "prefs/pref_status.h"
+#include "prefs/shared_lock.h"
 #include "prefs/transaction.h"
 #include "strings/atl_string.h"
 
@@ -120,16 +121,17 @@ struct Context {
 // The holder of the lock of the store that a command works with. Texts are as the kernel or the
 // record has them: not harmless.
 struct LockHolder {
-  bool is_held = false;   // by a process that runs
-  bool is_stale = false;  // the record names one that does not
+  using State = SharedLockRecord::State;
+  State state = State::kFree;
   std::string process;
   int pid = -1;
-  std::string user;         // "" when it is not known
-  std::string host;         // of another machine
-  std::string since;        // ISO 8601 in local time: of the record, else of the process; or ""
-  std::string file;         // where the lock is kept
-  bool is_unknown = false;  // no record is held, and the file may not be read
-  bool is_refused = false;  // the file is not a regular lock file of a trusted user
+  std::string user;   // "" when it is not known
+  std::string host;   // of another machine
+  std::string since;  // ISO 8601 in local time: of the record, else of the process; or ""
+  std::string file;   // where the lock is kept
+
+  bool is_held() const { return state == State::kHeld; }
+  bool is_unknown() const { return state == State::kUnknown; }
 };
 
 // Looks for the holder, takes no lock and changes nothing. In the shared scope a process holds the

@@ -11,8 +11,8 @@ std::vector<Difference> Differences(const Value& before, const Value& after, con
                                     plist::OneSidedKeys one_sided) {
   std::vector<Difference> found;
   for (plist::Difference& difference : plist::FindDifferences(before, after, one_sided)) {
-    found.push_back({PathBelow(path, difference.path), std::move(difference.before),
-                     std::move(difference.after)});
+    found.push_back({path, std::move(difference.before), std::move(difference.after)});
+    for (const std::u16string& name : difference.path) found.back().path.push_back(NameText(name));
   }
   return found;
 }

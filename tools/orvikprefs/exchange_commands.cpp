@@ -3,14 +3,11 @@
 #include <iostream>
 #include <memory>
 #include <ostream>
-#include <utility>
 
 #include "plist/forms.h"
 #include "plist/sink.h"
 #include "prefs/reporting.h"
-#include "prefs/transaction.h"
 #include "tools/orvikprefs/commands.h"
-#include "tools/orvikprefs/context.h"
 #include "tools/orvikprefs/differences.h"
 #include "tools/orvikprefs/files.h"
 #include "tools/orvikprefs/json.h"
@@ -83,6 +80,49 @@ std::string HarmlessXml(const std::string& xml) {
     i += control ? control->length : 1;
   }
   return shown;
+}
+
+std::string LineAt(const std::string& text, std::size_t number) {
+  std::size_t begin = 0;
+  for (; number > 1 && begin != std::string::npos; --number) begin = text.find('\n', begin) + 1;
+  return text.substr(begin, text.find('\n', begin) - begin);
+}
+
+bool WantsToGoOn(const Context& context) {
+  if (isatty(STDIN_FILENO) == 0) return false;
+  *context.error << "Edit again? [Y/n] ";
+  context.error->flush();
+  std::string answer;
+  return static_cast<bool>(std::getline(std::cin, answer)) &&
+         (answer.empty() || answer[0] == 'y' || answer[0] == 'Y');
+}
+
+// The edited dictionary; no value after a message, with the exit status. A text with a mistake is
+// shown with its line, and may be edited again on a terminal; otherwise it is kept for the user.
+Value EditedText(const Context& context, PrivateFile& file, int& status) {
+  const std::string editor = Editor();
+  for (;;) {
+    if (!RunEditor(editor, file.path())) {
+      status = context.Fail(kNotSaved, "the editor " + Quoted(editor) + " failed; nothing changed");
+      return {};
+    }
+    std::string text;
+    if (const int error = file.Read(text); error != 0) {
+      status = context.FailFile(file.path(), error, false);
+      return {};
+    }
+    TextError mistake;
+    Value root = ReadJson(text, &mistake);
+    if (root.is_dictionary()) return root;
+    if (root) mistake = ErrorAt(text, 0, "this is not an object");
+    status = context.Fail(kUsage, mistake.Message());
+    *context.error << "  " << Escaped(LineAt(text, mistake.line)).substr(0, 200) << '\n';
+    if (!WantsToGoOn(context)) {
+      file.Preserve();
+      context.Fail(kUsage, "nothing changed; the text is kept in " + Quoted(file.path()));
+      return {};
+    }
+  }
 }
 
 }  // namespace
@@ -162,53 +202,6 @@ int Diff(const Context& context, const CommandLine& line) {
   PrintDifferences(context, differences);
   return line.Has("--exit-code") && !differences.empty() ? kConditionNotMet : kDone;
 }
-
-namespace {
-
-std::string LineAt(const std::string& text, std::size_t number) {
-  std::size_t begin = 0;
-  for (; number > 1 && begin != std::string::npos; --number) begin = text.find('\n', begin) + 1;
-  return text.substr(begin, text.find('\n', begin) - begin);
-}
-
-bool WantsToGoOn(const Context& context) {
-  if (isatty(STDIN_FILENO) == 0) return false;
-  *context.error << "Edit again? [Y/n] ";
-  context.error->flush();
-  std::string answer;
-  return static_cast<bool>(std::getline(std::cin, answer)) &&
-         (answer.empty() || answer[0] == 'y' || answer[0] == 'Y');
-}
-
-// The edited dictionary; no value after a message, with the exit status. A text with a mistake is
-// shown with its line, and may be edited again on a terminal; otherwise it is kept for the user.
-Value EditedText(const Context& context, PrivateFile& file, int& status) {
-  const std::string editor = Editor();
-  for (;;) {
-    if (!RunEditor(editor, file.path())) {
-      status = context.Fail(kNotSaved, "the editor " + Quoted(editor) + " failed; nothing changed");
-      return {};
-    }
-    std::string text;
-    if (const int error = file.Read(text); error != 0) {
-      status = context.FailFile(file.path(), error, false);
-      return {};
-    }
-    TextError mistake;
-    Value root = ReadJson(text, &mistake);
-    if (root.is_dictionary()) return root;
-    if (root) mistake = ErrorAt(text, 0, "this is not an object");
-    status = context.Fail(kUsage, mistake.Message());
-    *context.error << "  " << Escaped(LineAt(text, mistake.line)).substr(0, 200) << '\n';
-    if (!WantsToGoOn(context)) {
-      file.Preserve();
-      context.Fail(kUsage, "nothing changed; the text is kept in " + Quoted(file.path()));
-      return {};
-    }
-  }
-}
-
-}  // namespace
 
 int Edit(const Context& context, const CommandLine& line) {
   const KeyPath key = KeyAt(line);

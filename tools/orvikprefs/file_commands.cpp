@@ -20,6 +20,37 @@ std::string StateOf(const PrefStatus& status) {
   return "damaged";
 }
 
+void WriteLosses(JsonWriter& form, const PrefRepair& repair) {
+  form.Name("lost").Integer(static_cast<std::int64_t>(repair.lost)).Name("losses").BeginArray();
+  for (const PrefLoss& loss : repair.losses) {
+    form.BeginObject().Name("path").Text(loss.path).Name("what").Text(loss.what);
+    form.Name("line").Integer(static_cast<std::int64_t>(loss.line));
+    form.Name("column").Integer(static_cast<std::int64_t>(loss.column));
+    form.Name("bytes").Integer(static_cast<std::int64_t>(loss.bytes)).EndObject();
+  }
+  form.EndArray();
+}
+
+// In the form of compilers, so that editors find the place: file, line and column, or the byte of a
+// binary list.
+void PrintLosses(const Context& context, const std::string& file, const PrefRepair& repair) {
+  for (const PrefLoss& loss : repair.losses) {
+    *context.error << Escaped(file) << ':';
+    if (loss.line != 0) {
+      *context.error << loss.line << ':' << loss.column;
+    } else {
+      *context.error << " byte " << loss.column;
+    }
+    *context.error << ": " << Escaped(loss.path) << ": " << loss.what;
+    if (loss.bytes != 0) *context.error << " (" << loss.bytes << " bytes)";
+    *context.error << '\n';
+  }
+  if (repair.lost > repair.losses.size()) {
+    *context.error << Escaped(file) << ": " << repair.lost - repair.losses.size()
+                   << " more places\n";
+  }
+}
+
 }  // namespace
 
 // Never fails: a file that cannot be read or written is a row that says so.
@@ -79,41 +110,6 @@ int Check(const Context& context, const CommandLine& /*line*/) {
   if (!context.json && !context.quiet) context.Record({file, "sound"});
   return kDone;
 }
-
-namespace {
-
-void WriteLosses(JsonWriter& form, const PrefRepair& repair) {
-  form.Name("lost").Integer(static_cast<std::int64_t>(repair.lost)).Name("losses").BeginArray();
-  for (const PrefLoss& loss : repair.losses) {
-    form.BeginObject().Name("path").Text(loss.path).Name("what").Text(loss.what);
-    form.Name("line").Integer(static_cast<std::int64_t>(loss.line));
-    form.Name("column").Integer(static_cast<std::int64_t>(loss.column));
-    form.Name("bytes").Integer(static_cast<std::int64_t>(loss.bytes)).EndObject();
-  }
-  form.EndArray();
-}
-
-// In the form of compilers, so that editors find the place: file, line and column, or the byte of a
-// binary list.
-void PrintLosses(const Context& context, const std::string& file, const PrefRepair& repair) {
-  for (const PrefLoss& loss : repair.losses) {
-    *context.error << Escaped(file) << ':';
-    if (loss.line != 0) {
-      *context.error << loss.line << ':' << loss.column;
-    } else {
-      *context.error << " byte " << loss.column;
-    }
-    *context.error << ": " << Escaped(loss.path) << ": " << loss.what;
-    if (loss.bytes != 0) *context.error << " (" << loss.bytes << " bytes)";
-    *context.error << '\n';
-  }
-  if (repair.lost > repair.losses.size()) {
-    *context.error << Escaped(file) << ": " << repair.lost - repair.losses.size()
-                   << " more places\n";
-  }
-}
-
-}  // namespace
 
 // Losses are printed also when nothing can be saved: they say why. A dry run with --replace would
 // succeed where the run with it does.

@@ -11,7 +11,6 @@
 #include <memory>
 #include <ostream>
 
-#include "host/descriptor.h"
 #include "host/node_copy.h"
 #include "host/private_files.h"
 #include "host/replace_file.h"
@@ -36,6 +35,28 @@ int ReadStream(std::FILE* stream, std::string& bytes) {
   }
   return std::ferror(stream) != 0 ? errno : 0;
 }
+
+// Copies the file to a free name beside it, which `copy` receives; "" for a file that is missing.
+int CopyBeside(const std::string& file, std::string* copy) {
+  constexpr int kTries = 100;
+  const std::time_t now = std::time(nullptr);
+  std::tm parts = {};
+  char moment[32] = "";
+  gmtime_r(&now, &parts);
+  std::strftime(moment, sizeof moment, ".backup-%Y-%m-%dT%H:%M:%SZ", &parts);
+  host::NodeCopy how;
+  how.flush = true;
+  int error = EEXIST;
+  for (int number = 1; error == EEXIST && number <= kTries; ++number) {
+    *copy = file + moment + (number > 1 ? "-" + std::to_string(number) : std::string());
+    error = host::CopyNode(file, *copy, how);
+  }
+  if (error != ENOENT) return error;
+  copy->clear();
+  return 0;
+}
+
+constexpr char kEditedName[] = "orvikprefs.json";  // editors choose their mode by the ending
 
 }  // namespace
 
@@ -68,16 +89,10 @@ int WriteWhole(const Context& context, const std::string& file, const std::strin
   return context.FailFile(file, result.error, true);
 }
 
-namespace {
-
-constexpr std::string_view kEnding = ".plist";
-constexpr std::string_view kLockEnding = ".lock.plist";
-
-}  // namespace
-
 std::vector<DomainFile> DomainsOf(int scope) {
   // Any domain has its file in the folder of all; scopes with a dot before the domain keep it. A
   // domain with a "/" in its name has its file in a folder below.
+  constexpr std::string_view kEnding = ".plist", kLockEnding = ".lock.plist";
   const fs::path some = PreferenceFilePath(scope, CAtlString(u"x"));
   const std::string_view dot = some.filename().native().starts_with('.') ? "." : "";
   std::vector<DomainFile> found;
@@ -97,30 +112,6 @@ std::vector<DomainFile> DomainsOf(int scope) {
             [](const DomainFile& one, const DomainFile& other) { return one.name < other.name; });
   return found;
 }
-
-namespace {
-
-// Copies the file to a free name beside it, which `copy` receives; "" for a file that is missing.
-int CopyBeside(const std::string& file, std::string* copy) {
-  constexpr int kTries = 100;
-  const std::time_t now = std::time(nullptr);
-  std::tm parts = {};
-  char moment[32] = "";
-  gmtime_r(&now, &parts);
-  std::strftime(moment, sizeof moment, ".backup-%Y-%m-%dT%H:%M:%SZ", &parts);
-  host::NodeCopy how;
-  how.flush = true;
-  int error = EEXIST;
-  for (int number = 1; error == EEXIST && number <= kTries; ++number) {
-    *copy = file + moment + (number > 1 ? "-" + std::to_string(number) : std::string());
-    error = host::CopyNode(file, *copy, how);
-  }
-  if (error != ENOENT) return error;
-  copy->clear();
-  return 0;
-}
-
-}  // namespace
 
 Carried CarryOut(const Context& context, Transaction& transaction, bool backs_up, bool rehearses) {
   Carried carried;
@@ -145,12 +136,6 @@ Carried CarryOut(const Context& context, Transaction& transaction, bool backs_up
   }
   return carried;
 }
-
-namespace {
-
-constexpr char kEditedName[] = "orvikprefs.json";  // editors choose their mode by the ending
-
-}  // namespace
 
 PrivateFile::PrivateFile(const std::string& content) {
   const char* const temporary = secure_getenv("TMPDIR");

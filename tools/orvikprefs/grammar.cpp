@@ -1,9 +1,7 @@
 #include "tools/orvikprefs/grammar.h"
 
 #include <algorithm>
-#include <charconv>
 #include <numeric>
-#include <utility>
 
 #include "prefs/scope.h"
 #include "tools/orvikprefs/text.h"
@@ -21,20 +19,6 @@ template <class Row>
 const Row* FindRow(std::span<const Row> rows, const auto& matches) {
   const auto found = std::find_if(rows.begin(), rows.end(), matches);
   return found == rows.end() ? nullptr : &*found;
-}
-
-// Decimal digits of an int that is at least 1, and nothing behind them.
-bool IsWholeNumber(std::string_view text) {
-  int value = 0;
-  const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), value);
-  return error == std::errc() && end == text.data() + text.size() && value >= 1;
-}
-
-// A decimal number from 0 to less than a million, and nothing behind it.
-bool IsSeconds(std::string_view text) {
-  double value = 0;
-  const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), value);
-  return error == std::errc() && end == text.data() + text.size() && value >= 0 && value < 1e6;
 }
 
 // An option of the command hides a global one of its name.
@@ -64,9 +48,12 @@ std::string MistakeIn(Word kind, const std::string& word) {
     case Word::kType:
       return NotOneOf(WordsOf(kind), word, kind == Word::kType ? "a type" : "a format");
     case Word::kCount:
-      return IsWholeNumber(word) ? "" : "is not a whole number from 1 to 2147483647";
-    case Word::kSeconds:
-      return IsSeconds(word) ? "" : "is not a number of seconds";
+      return ParseNumber<int>(word).value_or(0) >= 1 ? ""
+                                                     : "is not a whole number from 1 to 2147483647";
+    case Word::kSeconds: {
+      const double seconds = ParseNumber<double>(word).value_or(-1);
+      return seconds >= 0 && seconds < 1e6 ? "" : "is not a number of seconds";
+    }
     case Word::kDomain:
       return IsUsableDomain(FromUtf8(word).value_or(u""))
                  ? ""
@@ -98,6 +85,17 @@ std::size_t EditDistance(std::string_view one, std::string_view other) {
 // A word such as "-1" or "-.5" is a value, not a group of options.
 bool IsNumber(std::string_view word) {
   return word.size() > 1 && ((word[1] >= '0' && word[1] <= '9') || word[1] == '.');
+}
+
+// The same with the names of rows.
+template <class Row>
+std::string DidYouMeanRow(std::string_view word,
+                          std::initializer_list<std::span<const Row>> tables) {
+  std::vector<std::string_view> names;
+  for (const std::span<const Row> table : tables) {
+    for (const Row& row : table) names.emplace_back(row.name);
+  }
+  return DidYouMean(word, names);
 }
 
 }  // namespace
@@ -159,21 +157,6 @@ std::string DidYouMean(std::string_view word, std::span<const std::string_view> 
   }
   return nearest.empty() ? "" : "; did you mean \"" + std::string(nearest) + "\"?";
 }
-
-namespace {
-
-// The same with the names of rows.
-template <class Row>
-std::string DidYouMeanRow(std::string_view word,
-                          std::initializer_list<std::span<const Row>> tables) {
-  std::vector<std::string_view> names;
-  for (const std::span<const Row> table : tables) {
-    for (const Row& row : table) names.emplace_back(row.name);
-  }
-  return DidYouMean(word, names);
-}
-
-}  // namespace
 
 std::string Grammar::NotACommand(std::string_view word) const {
   return Quoted(word) + " is not a command" + DidYouMeanRow<Command>(word, {commands});

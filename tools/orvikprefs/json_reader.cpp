@@ -79,15 +79,20 @@ class Reader {
     std::string way;  // names and indices that lead to it
   };
 
+  // What every reading part returns after a fault.
+  struct Failed {
+    operator Value() const { return {}; }
+    operator bool() const { return false; }
+  };
   // Keeps the first fault alone: later ones follow from it.
-  Value Fail(Fault fault) {
+  Failed Fail(Fault fault) {
     if (fault_.reason.empty()) fault_ = std::move(fault);
     return {};
   }
-  Value Fail(const std::string& reason, std::size_t at) { return Fail(Fault{reason, at, ""}); }
-  Value Fail(const std::string& reason) { return Fail(reason, at_); }
+  Failed Fail(const std::string& reason, std::size_t at) { return Fail(Fault{reason, at, ""}); }
+  Failed Fail(const std::string& reason) { return Fail(reason, at_); }
   // Fails on JSON that is not a property list.
-  Value Refuse(const std::string& reason, std::size_t at) {
+  Failed Refuse(const std::string& reason, std::size_t at) {
     return Fail(FaultBelow(open_.size(), reason, at));
   }
 
@@ -120,10 +125,7 @@ class Reader {
 
   bool Open(char bracket) {
     deepest_ = std::max(deepest_, static_cast<int>(open_.size()) + 1);
-    if (open_.size() == kMaximumNesting) {
-      Refuse("nested too deeply", at_);
-      return false;
-    }
+    if (open_.size() == kMaximumNesting) return Refuse("nested too deeply", at_);
     Container container;
     container.is_array = bracket == '[';
     container.begin = at_++;
@@ -215,20 +217,16 @@ class Reader {
     Container& container = open_.back();
     SkipBlanks();
     if (at_ == text_.size() || text_[at_] != '"') {
-      Fail("a name in double quotes is expected");
-      return false;
+      return Fail("a name in double quotes is expected");
     }
     const std::size_t begin = at_;
     Value name = ReadString();
     if (!name) return false;
     if (container.value.Find(name.text()) != nullptr) {
-      Fail(FaultBelow(open_.size() - 1, "duplicate name " + Quoted(NameText(name.text())), begin));
-      return false;
+      const std::string reason = "duplicate name " + Quoted(NameText(name.text()));
+      return Fail(FaultBelow(open_.size() - 1, reason, begin));
     }
-    if (!Accept(':')) {
-      Fail("\":\" is expected");
-      return false;
-    }
+    if (!Accept(':')) return Fail("\":\" is expected");
     if (container.value.count() == 0) container.only_name = last_string_;
     container.wraps = last_string_ == kDictionaryWrapper;
     container.name = std::move(name);
@@ -280,10 +278,10 @@ class Reader {
       if (!digits()) return Fail("a digit is expected");
     }
     Value value = ParseValue(real ? Type::kReal : Type::kInteger, text_.substr(begin, at_ - begin));
-    return value ? std::move(value)
-                 : Refuse(real ? "the number is out of the range of a double"
-                               : "an integer of more than 64 bits",
-                          begin);
+    if (value) return value;
+    return Refuse(
+        real ? "the number is out of the range of a double" : "an integer of more than 64 bits",
+        begin);
   }
 
   // Also puts the text into last_string_.
@@ -336,10 +334,7 @@ class Reader {
     } else if (IsLowSurrogate(point)) {
       sound = false;
     }
-    if (!sound) {
-      Fail("a malformed escape in a string", begin);
-      return false;
-    }
+    if (!sound) return Fail("a malformed escape in a string", begin);
     AppendCharacter(last_string_, point);
     return true;
   }

@@ -1,5 +1,4 @@
 #include "prefs/reporting.h"
-#include "prefs/transaction.h"
 #include "tools/orvikprefs/commands.h"
 #include "tools/orvikprefs/text.h"
 #include "tools/orvikprefs/values.h"

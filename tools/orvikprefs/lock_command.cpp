@@ -1,6 +1,5 @@
 #include <cerrno>
 #include <ctime>
-#include <optional>
 #include <ostream>
 
 #include "host/file_lock.h"
@@ -31,7 +30,7 @@ std::string TimeText(std::time_t time) {
 // machine that runs.
 void AddOwner(LockHolder* holder) {
   const auto owner = holder->host.empty() ? host::FindProcessOwner(holder->pid) : std::nullopt;
-  if (!owner || holder->is_stale) return;
+  if (!owner || holder->state == LockHolder::State::kStale) return;
   holder->user = owner->user;
   if (holder->since.empty()) holder->since = TimeText(owner->since);
 }
@@ -44,10 +43,11 @@ LockHolder HolderOfFolder(const Context& context) {
   holder.file = folder + "/" + host::kFolderLockName;
   std::optional<host::LockHolder> found;
   const int error = host::FindLockHolder(folder, &found);
-  holder.is_refused = error == EINVAL;
-  holder.is_unknown = error != 0 && error != EINVAL;
+  if (error != 0) {
+    holder.state = error == EINVAL ? LockHolder::State::kRefused : LockHolder::State::kUnknown;
+  }
   if (found) {
-    holder.is_held = true;
+    holder.state = LockHolder::State::kHeld;
     holder.pid = found->pid;
     if (found->is_local) {
       holder.process = ToUtf8(NameOfProcess(found->pid));
@@ -59,6 +59,53 @@ LockHolder HolderOfFolder(const Context& context) {
   return holder;
 }
 
+void Show(const Context& context, const LockHolder& holder) {
+  static constexpr const char* kStates[] = {"free", "held", "stale", "free", "not known"};
+  const std::string state = kStates[static_cast<int>(holder.state)];
+  const bool has_process = holder.is_held() || holder.state == LockHolder::State::kStale;
+  if (context.json) {
+    JsonWriter form;
+    form.BeginObject().Name("state").Text(state).Name("file").Text(holder.file);
+    if (has_process) {
+      form.Name("process").Text(holder.process).Name("pid").Integer(holder.pid);
+      form.Name("since").Text(holder.since).Name("user").Text(holder.user);
+      if (!holder.host.empty()) form.Name("host").Text(holder.host);
+    }
+    *context.out << form.EndObject().json() << '\n';
+  } else if (has_process) {
+    context.Record({state, holder.process, std::to_string(holder.pid), holder.since, holder.user});
+  } else {
+    context.Record({state});
+  }
+}
+
+int FailUnknown(const Context& context, const LockHolder& holder, const std::string& before) {
+  return context.Fail(
+      kNotPermitted, "lock: " + before + "not known: no permission to read " + Quoted(holder.file));
+}
+
+// Reports the lock after its record was removed. A kernel lock lasts as long as its process.
+int ShowFreed(const Context& context) {
+  const LockHolder holder = FindHolder(context);
+  const SharedLockRecord record = CopySharedLockRecord(context.domain);
+  if (record.lock != 0) {
+    return context.Fail(kNotSaved, Quoted(record.file) + " still shows the lock");
+  }
+  if (holder.is_held()) {
+    return context.Fail(
+        kLockNotObtained,
+        "lock: the record is free, but a process holds the kernel's lock, which only "
+        "ends with it: " +
+            Describe(holder));
+  }
+  if (holder.is_unknown()) {
+    return FailUnknown(context, holder,
+                       "the record is free; whether the kernel's lock is free is ");
+  }
+  context.Confirm("the lock is free");
+  return kDone;
+}
+
 }  // namespace
 
 LockHolder FindHolder(const Context& context) {
@@ -68,10 +115,7 @@ LockHolder FindHolder(const Context& context) {
   }
   const SharedLockRecord record = CopySharedLockRecord(context.domain);
   LockHolder holder;
-  holder.is_held = record.state == SharedLockRecord::State::kHeld;
-  holder.is_unknown = record.state == SharedLockRecord::State::kUnknown;
-  holder.is_refused = record.state == SharedLockRecord::State::kRefused;
-  holder.is_stale = record.state == SharedLockRecord::State::kStale;
+  holder.state = record.state;
   holder.process = ToUtf8(record.process);
   holder.pid = record.pid;
   // Only a process of this machine has a name.
@@ -97,68 +141,16 @@ std::string Describe(const LockHolder& holder) {
   return text + ", in " + Quoted(holder.file);
 }
 
-namespace {
-
-void Show(const Context& context, const LockHolder& holder) {
-  const std::string state = holder.is_held      ? "held"
-                            : holder.is_stale   ? "stale"
-                            : holder.is_unknown ? "not known"
-                                                : "free";
-  if (context.json) {
-    JsonWriter form;
-    form.BeginObject().Name("state").Text(state).Name("file").Text(holder.file);
-    if (holder.is_held || holder.is_stale) {
-      form.Name("process").Text(holder.process).Name("pid").Integer(holder.pid);
-      form.Name("since").Text(holder.since).Name("user").Text(holder.user);
-      if (!holder.host.empty()) form.Name("host").Text(holder.host);
-    }
-    *context.out << form.EndObject().json() << '\n';
-  } else if (holder.is_held || holder.is_stale) {
-    context.Record({state, holder.process, std::to_string(holder.pid), holder.since, holder.user});
-  } else {
-    context.Record({state});
-  }
-}
-
-int FailUnknown(const Context& context, const LockHolder& holder, const std::string& before) {
-  return context.Fail(
-      kNotPermitted, "lock: " + before + "not known: no permission to read " + Quoted(holder.file));
-}
-
-// Reports the lock after its record was removed. A kernel lock lasts as long as its process.
-int ShowFreed(const Context& context) {
-  const LockHolder holder = FindHolder(context);
-  const SharedLockRecord record = CopySharedLockRecord(context.domain);
-  if (record.lock != 0) {
-    return context.Fail(kNotSaved, Quoted(record.file) + " still shows the lock");
-  }
-  if (holder.is_held) {
-    return context.Fail(
-        kLockNotObtained,
-        "lock: the record is free, but a process holds the kernel's lock, which only "
-        "ends with it: " +
-            Describe(holder));
-  }
-  if (holder.is_unknown) {
-    return FailUnknown(context, holder,
-                       "the record is free; whether the kernel's lock is free is ");
-  }
-  context.Confirm("the lock is free");
-  return kDone;
-}
-
-}  // namespace
-
 int Lock(const Context& context, const CommandLine& line) {
   const bool changes = line.Has("--force") || line.Has("--release");
   const LockHolder holder = FindHolder(context);
-  if (holder.is_refused) {
+  if (holder.state == LockHolder::State::kRefused) {
     const PrefStatus refused{.error = PrefError::kLockRefused, .path = holder.file};
     return context.Fail(refused, "lock", changes);
   }
   if (!changes) {
     Show(context, holder);
-    return holder.is_unknown ? FailUnknown(context, holder, "") : kDone;
+    return holder.is_unknown() ? FailUnknown(context, holder, "") : kDone;
   }
   if (line.Has("--force")) {
     UnlockGlobalSharedPList(context.domain);

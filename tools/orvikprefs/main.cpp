@@ -5,7 +5,6 @@
 #include <new>
 
 #include "tools/orvikprefs/commands.h"
-#include "tools/orvikprefs/context.h"
 
 int main(int argc, char** argv) {
   // A write beyond the size limit of files fails, and is reported, instead of ending the process.

@@ -47,58 +47,6 @@ int RunCommand(Context& context, const CommandLine& line) {
   return line.command()->run(context, line);
 }
 
-}  // namespace
-
-// A path that names a value where a key is wanted gets the command that prints it.
-int FailToReadKey(const Context& context, const PrefStatus& status, const KeyPath& key) {
-  const bool is_value =
-      status.error == PrefError::kNotAKey && !key.empty() &&
-      ReadPreference(context.scope, key.Parent(), key.name(key.count()), context.domain).ok();
-  if (!is_value) return context.Fail(status, KeyText(key), false);
-  return context.Fail(
-      kNotFound, QuotedPath(PathOf(key)) + " is a value, not a key; \"orvikprefs get\" prints it");
-}
-
-bool UseStore(Context& context, const CommandLine& line) {
-  // With a root of its own nothing of the caller's home counts, unless it is named.
-  if (line.Has("--root")) {
-    const std::string root = line.Value("--root");
-    if (!UseFolder(context, "ORVIK_SYSTEM_ROOT", root)) return false;
-    setenv("HOME", (std::filesystem::absolute(root) / "root").c_str(), 1);
-  }
-  if (line.Has("--home") && !UseFolder(context, "HOME", line.Value("--home"))) return false;
-  if (line.Has("--scope")) context.scope = ScopeOf(line.Value("--scope")).value_or(context.scope);
-  if (line.Has("--domain")) {
-    context.domain = FromUtf8(line.Value("--domain")).value_or(context.domain);
-  }
-  return true;
-}
-
-// Output that cannot be written is a failure of the command: a script must not take a part of a
-// list for the whole.
-int Run(int argc, const char* const* argv, bool terminal, std::ostream& out, std::ostream& error) {
-  const NSAutoreleasePool pool;
-  Context context;
-  context.domain = u"com.orviktech.Registry";
-  context.terminal = terminal;
-  const auto variable = [](const char* name) {
-    const char* const value = std::getenv(name);
-    return std::string(value != nullptr ? value : "");
-  };
-  const std::string kind = variable("TERM");
-  context.colour = terminal && variable("NO_COLOR").empty() && !kind.empty() && kind != "dumb";
-  context.out = &out;
-  context.error = &error;
-  std::vector<std::string> words;
-  for (int i = 1; i < argc; ++i) words.emplace_back(argv[i]);
-  const int status = RunCommand(context, CommandLine(OrvikPrefsGrammar(), words));
-  out.flush();
-  if (!out.good()) return context.Fail(kNotSaved, "the output cannot be written");
-  return status;
-}
-
-namespace {
-
 constexpr std::size_t kColumn = 26;  // of the texts of help
 
 // A name and its text of help, which begins on the next line behind a long name.
@@ -149,6 +97,54 @@ void PrintProgram(std::ostream& out, const Grammar& grammar) {
 }
 
 }  // namespace
+
+// A path that names a value where a key is wanted gets the command that prints it.
+int FailToReadKey(const Context& context, const PrefStatus& status, const KeyPath& key) {
+  const bool is_value =
+      status.error == PrefError::kNotAKey && !key.empty() &&
+      ReadPreference(context.scope, key.Parent(), key.name(key.count()), context.domain).ok();
+  if (!is_value) return context.Fail(status, KeyText(key), false);
+  return context.Fail(
+      kNotFound, QuotedPath(PathOf(key)) + " is a value, not a key; \"orvikprefs get\" prints it");
+}
+
+bool UseStore(Context& context, const CommandLine& line) {
+  // With a root of its own nothing of the caller's home counts, unless it is named.
+  if (line.Has("--root")) {
+    const std::string root = line.Value("--root");
+    if (!UseFolder(context, "ORVIK_SYSTEM_ROOT", root)) return false;
+    setenv("HOME", (std::filesystem::absolute(root) / "root").c_str(), 1);
+  }
+  if (line.Has("--home") && !UseFolder(context, "HOME", line.Value("--home"))) return false;
+  if (line.Has("--scope")) context.scope = ScopeOf(line.Value("--scope")).value_or(context.scope);
+  if (line.Has("--domain")) {
+    context.domain = FromUtf8(line.Value("--domain")).value_or(context.domain);
+  }
+  return true;
+}
+
+// Output that cannot be written is a failure of the command: a script must not take a part of a
+// list for the whole.
+int Run(int argc, const char* const* argv, bool terminal, std::ostream& out, std::ostream& error) {
+  const NSAutoreleasePool pool;
+  Context context;
+  context.domain = u"com.orviktech.Registry";
+  context.terminal = terminal;
+  const auto variable = [](const char* name) {
+    const char* const value = std::getenv(name);
+    return std::string(value != nullptr ? value : "");
+  };
+  const std::string kind = variable("TERM");
+  context.colour = terminal && variable("NO_COLOR").empty() && !kind.empty() && kind != "dumb";
+  context.out = &out;
+  context.error = &error;
+  std::vector<std::string> words;
+  for (int i = 1; i < argc; ++i) words.emplace_back(argv[i]);
+  const int status = RunCommand(context, CommandLine(OrvikPrefsGrammar(), words));
+  out.flush();
+  if (!out.good()) return context.Fail(kNotSaved, "the output cannot be written");
+  return status;
+}
 
 int Help(const Context& context, const CommandLine& line) {
   const Grammar& grammar = OrvikPrefsGrammar();

@@ -5,6 +5,7 @@
 // terminal; they are spelled "\x1b", "\n", "\u202e" (text/shown_text.h).
 #pragma once
 
+#include <charconv>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -39,6 +40,15 @@ std::string QuotedPath(const Path& path);
 std::string KeyText(const KeyPath& key);
 // "Count" in key "Software/App"
 std::string ValueAddress(const KeyPath& key, const CAtlString& name);
+
+// The number that the whole text means, as std::from_chars reads it; nothing for any other text.
+template <class Number>
+std::optional<Number> ParseNumber(std::string_view text) {
+  Number number = 0;
+  const char* const last = text.data() + text.size();
+  const auto [end, error] = std::from_chars(text.data(), last, number);
+  return error == std::errc() && end == last ? std::optional(number) : std::nullopt;
+}
 
 // "1 change", "2 changes".
 std::string Counted(std::size_t count, std::string_view one, std::string_view several);

@@ -62,48 +62,6 @@ void PrintTree(const Context& context, const Value& tree) {
   }
 }
 
-}  // namespace
-
-int List(const Context& context, const CommandLine& line) {
-  const PrefValue found = ReadKey(context, line);
-  if (!found.ok()) return FailToReadKey(context, found.status, KeyAt(line));
-  const std::vector<const Value::Entry*> entries = plist::SortedEntries(found.value);
-  if (context.json) {
-    JsonWriter names;
-    names.BeginArray();
-    for (const Value::Entry* entry : entries) names.Text(NameText(entry->key.text()));
-    *context.out << names.EndArray().json() << '\n';
-    return kDone;
-  }
-  for (const Value::Entry* entry : entries) {
-    if (context.terminal && entry->value.is_dictionary()) {
-      *context.out << context.Coloured(ShownName(entry->key.text()) + "/", kKeyColour) << '\n';
-    } else {
-      context.Item(NameText(entry->key.text()));
-    }
-  }
-  return kDone;
-}
-
-int Tree(const Context& context, const CommandLine& line) {
-  const PrefValue found = ReadKey(context, line);
-  if (!found.ok()) return FailToReadKey(context, found.status, KeyAt(line));
-  if (context.json) {
-    *context.out << JsonText(found.value, JsonWriter::Layout::kIndented) << '\n';
-  } else if (context.terminal) {
-    PrintTree(context, found.value);
-  } else {
-    EntryWalk walk(found.value, PathOf(KeyAt(line)));
-    while (walk.Next()) {
-      if (!walk.is_leaf()) continue;
-      context.Record({JoinedPath(walk.path()), TypeName(walk.value()), ValueText(walk.value())}, 0);
-    }
-  }
-  return kDone;
-}
-
-namespace {
-
 // Whether the whole text is as the pattern says: "*" stands for any units, "?" for one character.
 // After a mismatch the last star takes one unit more; earlier ones need not, so the time is at most
 // that of the two lengths multiplied.
@@ -165,43 +123,6 @@ class Search {
   bool in_names_, in_values_, is_pattern_, ignores_case_;
 };
 
-struct Match {
-  Path path;
-  Value value;
-};
-
-}  // namespace
-
-int Find(const Context& context, const CommandLine& line) {
-  const KeyPath key = KeyAt(line, 1);
-  const PrefValue root = ReadPreferenceKey(context.scope, key, context.domain);
-  if (!root.ok()) return FailToReadKey(context, root.status, key);
-  std::vector<Match> found;
-  const Search search(line);
-  EntryWalk walk(root.value, PathOf(key));
-  while (walk.Next()) {
-    if (search.Matches(walk.name(), walk.value())) found.push_back({walk.path(), walk.value()});
-  }
-  if (context.json) {
-    JsonWriter rows;
-    rows.BeginArray();
-    for (const Match& match : found) {
-      rows.BeginObject().Name("path").Texts(match.path).Name("type").Text(TypeName(match.value));
-      if (!match.value.is_dictionary()) WriteJson(rows.Name("value"), match.value);
-      rows.EndObject();
-    }
-    *context.out << rows.EndArray().json() << '\n';
-  } else {
-    for (const Match& match : found) {
-      const std::string value = match.value.is_dictionary() ? "" : ValueText(match.value);
-      context.Record({JoinedPath(match.path), TypeName(match.value), value}, 0);
-    }
-  }
-  return found.empty() ? kNotFound : kDone;
-}
-
-namespace {
-
 // One line of JSON a change, so that a reader needs no end of the list.
 void PrintChanges(const Context& context, const std::vector<Difference>& changes) {
   if (!context.json) {
@@ -228,6 +149,70 @@ void PrintReady(const Context& context, const CommandLine& line, const std::stri
 }
 
 }  // namespace
+
+int List(const Context& context, const CommandLine& line) {
+  const PrefValue found = ReadKey(context, line);
+  if (!found.ok()) return FailToReadKey(context, found.status, KeyAt(line));
+  const std::vector<const Value::Entry*> entries = plist::SortedEntries(found.value);
+  if (context.json) {
+    JsonWriter names;
+    names.BeginArray();
+    for (const Value::Entry* entry : entries) names.Text(NameText(entry->key.text()));
+    *context.out << names.EndArray().json() << '\n';
+    return kDone;
+  }
+  for (const Value::Entry* entry : entries) {
+    if (context.terminal && entry->value.is_dictionary()) {
+      *context.out << context.Coloured(ShownName(entry->key.text()) + "/", kKeyColour) << '\n';
+    } else {
+      context.Item(NameText(entry->key.text()));
+    }
+  }
+  return kDone;
+}
+
+int Tree(const Context& context, const CommandLine& line) {
+  const PrefValue found = ReadKey(context, line);
+  if (!found.ok()) return FailToReadKey(context, found.status, KeyAt(line));
+  if (context.json) {
+    *context.out << JsonText(found.value, JsonWriter::Layout::kIndented) << '\n';
+  } else if (context.terminal) {
+    PrintTree(context, found.value);
+  } else {
+    EntryWalk walk(found.value, PathOf(KeyAt(line)));
+    while (walk.Next()) {
+      if (!walk.is_leaf()) continue;
+      context.Record({JoinedPath(walk.path()), TypeName(walk.value()), ValueText(walk.value())}, 0);
+    }
+  }
+  return kDone;
+}
+
+int Find(const Context& context, const CommandLine& line) {
+  const KeyPath key = KeyAt(line, 1);
+  const PrefValue root = ReadPreferenceKey(context.scope, key, context.domain);
+  if (!root.ok()) return FailToReadKey(context, root.status, key);
+  const Search search(line);
+  JsonWriter rows;
+  rows.BeginArray();
+  bool is_found = false;
+  EntryWalk walk(root.value, PathOf(key));
+  while (walk.Next()) {
+    const Value& value = walk.value();
+    if (!search.Matches(walk.name(), value)) continue;
+    is_found = true;
+    if (context.json) {
+      rows.BeginObject().Name("path").Texts(walk.path()).Name("type").Text(TypeName(value));
+      if (!value.is_dictionary()) WriteJson(rows.Name("value"), value);
+      rows.EndObject();
+    } else {
+      const std::string text = value.is_dictionary() ? "" : ValueText(value);
+      context.Record({JoinedPath(walk.path()), TypeName(value), text}, 0);
+    }
+  }
+  if (context.json) *context.out << rows.EndArray().json() << '\n';
+  return is_found ? kDone : kNotFound;
+}
 
 int Watch(const Context& context, const CommandLine& line) {
   const std::string file = PreferenceFilePath(context.scope, context.domain);

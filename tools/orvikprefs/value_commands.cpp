@@ -1,10 +1,7 @@
-#include <array>
-#include <optional>
 #include <ostream>
 
 #include "plist/forms.h"
 #include "prefs/reporting.h"
-#include "prefs/transaction.h"
 #include "tools/orvikprefs/commands.h"
 #include "tools/orvikprefs/json.h"
 #include "tools/orvikprefs/text.h"
@@ -18,15 +15,11 @@ std::string Address(const CommandLine& line) {
   return ValueAddress(KeyAt(line), NameAt(line));
 }
 
-struct TypeOption {
-  const char* name;
-  Type type;
-};
-constexpr std::array<TypeOption, 5> kTypeOptions = {{{"--int", Type::kInteger},
-                                                     {"--real", Type::kReal},
-                                                     {"--bool", Type::kBoolean},
-                                                     {"--date", Type::kDate},
-                                                     {"--data", Type::kData}}};
+constexpr std::pair<const char*, Type> kTypeOptions[] = {{"--int", Type::kInteger},
+                                                         {"--real", Type::kReal},
+                                                         {"--bool", Type::kBoolean},
+                                                         {"--date", Type::kDate},
+                                                         {"--data", Type::kData}};
 
 // The value that the command line gives; no value after a message.
 Value NewValue(const Context& context, const CommandLine& line) {
@@ -34,9 +27,9 @@ Value NewValue(const Context& context, const CommandLine& line) {
   const bool json = line.Has(OrvikPrefsGrammar().FindOption(line.command(), "--json"));
   int types = json ? 1 : 0;
   Type type = Type::kString;
-  for (const TypeOption& option : kTypeOptions) {
-    if (!line.Has(option.name)) continue;
-    type = option.type;
+  for (const auto& [name, type_of_option] : kTypeOptions) {
+    if (!line.Has(name)) continue;
+    type = type_of_option;
     ++types;
   }
   if (types > 1) {
@@ -54,13 +47,6 @@ Value NewValue(const Context& context, const CommandLine& line) {
   return value;
 }
 
-int PrintXml(const Context& context, const Value& value) {
-  const std::optional<std::string> xml = plist::WriteXml(value);
-  if (!xml) return context.Fail(kNotSaved, "the value cannot be written as XML");
-  *context.out << *xml;
-  return kDone;
-}
-
 int PrintValue(const Context& context, const CommandLine& line, const Value& value, bool is_value) {
   if (line.Has("--type")) {
     if (context.json) {
@@ -71,8 +57,11 @@ int PrintValue(const Context& context, const CommandLine& line, const Value& val
     return kDone;
   }
   const std::string format = line.Value("--format");
-  if (format == "xml") return PrintXml(context, value);
-  if (format == "json" || context.json || !is_value) {
+  if (format == "xml") {
+    const std::optional<std::string> xml = plist::WriteXml(value);
+    if (!xml) return context.Fail(kNotSaved, "the value cannot be written as XML");
+    *context.out << *xml;
+  } else if (format == "json" || context.json || !is_value) {
     *context.out << JsonText(value, JsonWriter::Layout::kIndented) << '\n';
   } else {
     context.Item(ValueText(value));
@@ -153,25 +142,6 @@ int ShowScopes(const Context& given, const CommandLine& line) {
   return count > 0 ? kDone : kNotFound;
 }
 
-}  // namespace
-
-int Get(const Context& context, const CommandLine& line) {
-  if (line.Has("--show-scope")) return ShowScopes(context, line);
-  bool is_value = false;
-  const PrefValue found = FindValue(context, line, is_value);
-  if (found.ok()) return PrintValue(context, line, found.value, is_value);
-  const bool missing =
-      found.status.error == PrefError::kNotFound || found.status.error == PrefError::kNotAKey;
-  if (!missing || !line.Has("--default")) {
-    return context.Fail(found.status, line.count() > 1 ? Address(line) : KeyText(KeyAt(line)),
-                        false);
-  }
-  const std::string text = line.Value("--default");
-  return PrintValue(context, line, ParseValue(Type::kString, text), is_value);
-}
-
-namespace {
-
 std::string WithArticle(Type type) {
   const std::string name = TypeName(type);
   return (name[0] == 'a' || name[0] == 'i' ? "an " : "a ") + name;
@@ -182,7 +152,10 @@ std::string RefusalOf(const CommandLine& line, const Value& present, const Value
   if (line.Has("--if-equals")) {
     const std::string expected = line.Value("--if-equals");
     if (!present) return ": there is no value";
-    if (!IsTextOf(present, expected)) return ": the present value is not " + Quoted(expected);
+    // It may be another spelling of the value: "yes" for true, "1e0" for 1.0.
+    if (ValueText(present) != expected && ParseValue(present.type(), expected) != present) {
+      return ": the present value is not " + Quoted(expected);
+    }
   }
   if (!present) return "";
   // A key that is this one already loses nothing.
@@ -235,6 +208,21 @@ int SetElement(const Context& context, const CommandLine& line,
 }
 
 }  // namespace
+
+int Get(const Context& context, const CommandLine& line) {
+  if (line.Has("--show-scope")) return ShowScopes(context, line);
+  bool is_value = false;
+  const PrefValue found = FindValue(context, line, is_value);
+  if (found.ok()) return PrintValue(context, line, found.value, is_value);
+  const bool missing =
+      found.status.error == PrefError::kNotFound || found.status.error == PrefError::kNotAKey;
+  if (!missing || !line.Has("--default")) {
+    return context.Fail(found.status, line.count() > 1 ? Address(line) : KeyText(KeyAt(line)),
+                        false);
+  }
+  const std::string text = line.Value("--default");
+  return PrintValue(context, line, ParseValue(Type::kString, text), is_value);
+}
 
 int Set(const Context& context, const CommandLine& line) {
   if (context.json) {

@@ -85,10 +85,9 @@ Value ParseDate(std::string_view text) {
         digits.find_first_not_of("0123456789") != std::string_view::npos) {
       return {};
     }
-    const std::string zero = "0." + std::string(digits);
-    if (std::from_chars(zero.data(), zero.data() + zero.size(), fraction).ec != std::errc()) {
-      return {};
-    }
+    const auto parsed = ParseNumber<double>("0." + std::string(digits));
+    if (!parsed) return {};
+    fraction = *parsed;
     whole.erase(point, digits.size() + 1);
   }
   const std::optional<double> seconds = plist::ParseDate(whole);
@@ -106,29 +105,21 @@ std::string RealText(double real) {
   return text;
 }
 
-template <class Number>
-bool ParseNumber(std::string_view text, Number& number) {
-  const char* const last = text.data() + text.size();
-  const auto [end, error] = std::from_chars(text.data(), last, number);
-  return error == std::errc() && end == last;
-}
-
 // Signed 64 bits where they suffice, else unsigned.
 Value ParseInteger(std::string_view text) {
-  std::int64_t number = 0;
-  std::uint64_t large = 0;
-  if (ParseNumber(text, number)) return number;
-  return ParseNumber(text, large) ? Value(large) : Value();
+  if (const auto number = ParseNumber<std::int64_t>(text)) return *number;
+  const auto large = ParseNumber<std::uint64_t>(text);
+  return large ? Value(*large) : Value();
 }
 
 Value ParseReal(std::string_view text) {
   if (text == "nan") return std::numeric_limits<double>::quiet_NaN();
   if (text == "inf") return std::numeric_limits<double>::infinity();
   if (text == "-inf") return -std::numeric_limits<double>::infinity();
-  double real = 0;
   // The names that from_chars takes for infinities and the like are not decimal numbers.
   const bool is_decimal = text.find_first_not_of("0123456789.eE+-") == std::string_view::npos;
-  return is_decimal && ParseNumber(text, real) ? Value(real) : Value();
+  const auto real = ParseNumber<double>(text);
+  return is_decimal && real ? Value(*real) : Value();
 }
 
 // The words that scripts and other stores use, in letters of any case.
@@ -145,6 +136,14 @@ Value ParseBoolean(std::string_view text) {
     if (is(unset)) return false;
   }
   return {};
+}
+
+// The position that an index means, from 0; nothing for none.
+std::optional<std::size_t> Position(const Value& array, long index, bool end_counts) {
+  const auto count = static_cast<long>(array.elements().size());
+  const long position = index < 0 ? count + index : index;
+  if (position < 0 || position >= count + (end_counts ? 1 : 0)) return std::nullopt;
+  return static_cast<std::size_t>(position);
 }
 
 }  // namespace
@@ -208,11 +207,6 @@ Value ParseValue(Type type, std::string_view text) {
   return value.type() == type ? std::move(value) : Value();
 }
 
-// A text may be another spelling of the value: "yes" for true, "1e0" for 1.0.
-bool IsTextOf(const Value& value, const std::string& text) {
-  return ValueText(value) == text || ParseValue(value.type(), text) == value;
-}
-
 std::string NameText(const plist::Text& name) {
   return plist::EscapedSurrogates(name);
 }
@@ -230,11 +224,6 @@ Path PathOf(const KeyPath& key) {
   Path path;
   for (int i = 1; i <= key.count(); ++i) path.push_back(NameText(key.name(i)));
   return path;
-}
-
-Path PathBelow(Path above, const plist::Path& names) {
-  for (const std::u16string& name : names) above.push_back(NameText(name));
-  return above;
 }
 
 bool IsAtOrBelow(const Path& path, const Path& above) {
@@ -321,18 +310,6 @@ std::optional<ElementPath> ParseElement(const CAtlString& text) {
   path.name = *FromUtf8(rest);
   return path;
 }
-
-namespace {
-
-// The position that an index means, from 0; nothing for none.
-std::optional<std::size_t> Position(const Value& array, long index, bool end_counts) {
-  const auto count = static_cast<long>(array.elements().size());
-  const long position = index < 0 ? count + index : index;
-  if (position < 0 || position >= count + (end_counts ? 1 : 0)) return std::nullopt;
-  return static_cast<std::size_t>(position);
-}
-
-}  // namespace
 
 // A negative index counts from the end. No value when an index is outside or a value is not an
 // array.

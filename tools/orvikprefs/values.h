@@ -55,10 +55,6 @@ const char* TypeForm(Type type);
 // Why a text is not a value of the type: "not Base64, from character 3 on".
 std::string WhyNot(Type type, std::string_view text);
 
-// Whether the text is what ValueText gives for the value, or means an equal value of its type
-// ("yes" of a boolean, "2.50" of a real).
-bool IsTextOf(const Value& value, const std::string& text);
-
 // Names from the domain's top level down, each as NameText gives it.
 using Path = std::vector<std::string>;
 
@@ -70,8 +66,6 @@ std::optional<CAtlString> NameUnits(const std::string& name);
 
 // The names of a key path.
 Path PathOf(const KeyPath& key);
-// The path `above`, and the names below it.
-Path PathBelow(Path above, const plist::Path& names);
 
 // Whether the path is `above`, or leads below it.
 bool IsAtOrBelow(const Path& path, const Path& above);

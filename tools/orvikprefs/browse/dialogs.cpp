@@ -15,18 +15,16 @@ namespace {
 
 // The characters of a text; none for bytes that are not UTF-8.
 std::u32string Characters(std::string_view utf8) {
-  const CAtlString units = FromUtf8(utf8).value_or(u"");
   std::u32string characters;
-  for (std::size_t at = 0; at < units.View().size();) characters += NextCharacter(units.View(), at);
+  if (!IsValidUtf8(utf8)) return characters;
+  for (std::size_t at = 0; at < utf8.size();) characters += NextCharacter(utf8, at);
   return characters;
 }
 
 std::string Utf8(std::u32string_view characters) {
-  std::u16string units;
-  for (const char32_t character : characters) {
-    AppendCharacter(units, character);
-  }
-  return ToUtf8(CAtlString(units.data(), static_cast<int>(units.size())));
+  std::string utf8;
+  for (const char32_t character : characters) AppendCharacter(utf8, character);
+  return utf8;
 }
 
 // The substitute for a character on the screen: a control character must not reach a terminal.
@@ -39,6 +37,75 @@ char32_t Symbol(char32_t character) {
 // The key that a terminal sends for Ctrl and the capital letter.
 constexpr int Control(char letter) {
   return letter - '@';
+}
+
+constexpr int kTick = 250;  // milliseconds until the background is looked at again
+
+// How far a key moves in a list of `last` + 1 rows; nothing for any other key.
+std::optional<int> StepOf(int key, int page, int last) {
+  switch (key) {
+    case Terminal::kUp:
+    case Terminal::kWheelUp:
+      return -1;
+    case Terminal::kDown:
+    case Terminal::kWheelDown:
+      return 1;
+    case Terminal::kPageUp:
+      return -page;
+    case Terminal::kPageDown:
+      return page;
+    case Terminal::kHome:
+      return -last;
+    case Terminal::kEnd:
+      return last;
+    default:
+      return std::nullopt;
+  }
+}
+
+// Whether a key is one of the letters, which are printable ASCII.
+bool IsOneOf(int key, const std::string& letters) {
+  return key > ' ' && key < 0x7F && letters.find(static_cast<char>(key)) != std::string::npos;
+}
+
+constexpr std::pair<const char*, const char*> kKeys[] = {
+    {"Arrows h j k l", "move, open, close"},
+    {"Home End Page", "far"},
+    {"Tab, mouse", "other side, select"},
+    {"/  n N", "search, next hit"},
+    {"f  Esc", "filter, show all"},
+    {"g", "go to a path"},
+    {"]  [", "next changed row"},
+    {"o  z", "order, sizes"},
+    {"s  D", "scope, domain"},
+    {"=", "same path elsewhere"},
+    {"v", "view whole value"},
+    {"p  P", "copy path, value"},
+    {"x", "export to a file"},
+    {"Enter  e", "edit the value"},
+    {"t", "change its type"},
+    {"a  A", "add value, key"},
+    {"r  m  y", "rename, move, copy"},
+    {"d", "delete"},
+    {"Space", "pick rows for d"},
+    {"u  U", "undo, redo"},
+    {"c  C", "changes, conflicts"},
+    {"w", "write all or nothing"},
+    {"R", "repair damaged file"},
+    {"q  Ctrl-C", "quit"},
+    {"?  F1", "this help"},
+    {"*  +", "changed, added"},
+    {"~  !", "by others, conflict"},
+    {"#", "picked"},
+};
+
+std::string Padded(std::string text, std::size_t width) {
+  text.resize(std::max(width, text.size()), ' ');
+  return text;
+}
+
+std::string LineOfKey(std::size_t key) {
+  return Padded(kKeys[key].first, 15) + kKeys[key].second;
 }
 
 }  // namespace
@@ -137,39 +204,6 @@ bool LineInput::HandleKey(int key) {
   return true;
 }
 
-namespace {
-
-constexpr int kTick = 250;  // milliseconds until the background is looked at again
-
-// How far a key moves in a list of `last` + 1 rows; nothing for any other key.
-std::optional<int> StepOf(int key, int page, int last) {
-  switch (key) {
-    case Terminal::kUp:
-    case Terminal::kWheelUp:
-      return -1;
-    case Terminal::kDown:
-    case Terminal::kWheelDown:
-      return 1;
-    case Terminal::kPageUp:
-      return -page;
-    case Terminal::kPageDown:
-      return page;
-    case Terminal::kHome:
-      return -last;
-    case Terminal::kEnd:
-      return last;
-    default:
-      return std::nullopt;
-  }
-}
-
-// Whether a key is one of the letters, which are printable ASCII.
-bool IsOneOf(int key, const std::string& letters) {
-  return key > ' ' && key < 0x7F && letters.find(static_cast<char>(key)) != std::string::npos;
-}
-
-}  // namespace
-
 // Shares the texts, because the rows are copied with the function that gives them.
 Rows Rows::Of(std::vector<std::string> texts) {
   const auto kept = std::make_shared<const std::vector<std::string>>(std::move(texts));
@@ -208,19 +242,8 @@ void Dialogs::DrawRows(const std::string& title, const Rows& rows, int selected)
 
 // The keys to press stay visible, however long the text is.
 void Dialogs::DrawFoot(const std::string& text, const std::string& answers, Style style) {
-  const int columns = terminal_.columns();
-  int last = terminal_.rows() - 1;
-  const auto put = [&](const std::string& part, Style part_style) {
-    const std::vector<std::string> lines = WrapColumns(part, columns);
-    const int count = std::min(static_cast<int>(lines.size()), std::max(1, last));
-    for (int i = 0; i < count; ++i) {
-      terminal_.Put(last - count + 1 + i, 0, columns, lines[static_cast<std::size_t>(i)],
-                    part_style);
-    }
-    last -= count;
-  };
-  put(answers, Style::kKey);
-  put(text, style);
+  const int last = terminal_.rows() - 1;
+  terminal_.PutWrapped(last - terminal_.PutWrapped(last, answers, Style::kKey), text, style);
 }
 
 // The text is checked, and its rows are found, after each change and not at each tick. Enter is
@@ -325,55 +348,6 @@ int Dialogs::AskLetter(const std::string& question, const std::string& answers,
   }
 }
 
-namespace {
-
-struct KeyHelp {
-  const char* keys;
-  const char* what;
-};
-
-constexpr KeyHelp kKeys[] = {
-    {"Arrows h j k l", "move, open, close"},
-    {"Home End Page", "far"},
-    {"Tab, mouse", "other side, select"},
-    {"/  n N", "search, next hit"},
-    {"f  Esc", "filter, show all"},
-    {"g", "go to a path"},
-    {"]  [", "next changed row"},
-    {"o  z", "order, sizes"},
-    {"s  D", "scope, domain"},
-    {"=", "same path elsewhere"},
-    {"v", "view whole value"},
-    {"p  P", "copy path, value"},
-    {"x", "export to a file"},
-    {"Enter  e", "edit the value"},
-    {"t", "change its type"},
-    {"a  A", "add value, key"},
-    {"r  m  y", "rename, move, copy"},
-    {"d", "delete"},
-    {"Space", "pick rows for d"},
-    {"u  U", "undo, redo"},
-    {"c  C", "changes, conflicts"},
-    {"w", "write all or nothing"},
-    {"R", "repair damaged file"},
-    {"q  Ctrl-C", "quit"},
-    {"?  F1", "this help"},
-    {"*  +", "changed, added"},
-    {"~  !", "by others, conflict"},
-    {"#", "picked"},
-};
-
-std::string Padded(std::string text, std::size_t width) {
-  text.resize(std::max(width, text.size()), ' ');
-  return text;
-}
-
-std::string LineOfKey(const KeyHelp& help) {
-  return Padded(help.keys, 15) + help.what;
-}
-
-}  // namespace
-
 // Two columns where both fit, read down the first one and then down the second.
 std::vector<std::string> HelpLines(int columns) {
   constexpr std::size_t kWidth = 38;
@@ -382,8 +356,8 @@ std::vector<std::string> HelpLines(int columns) {
   const std::size_t rows = in_two ? (count + 1) / 2 : count;
   std::vector<std::string> lines;
   for (std::size_t row = 0; row < rows; ++row) {
-    std::string line = LineOfKey(kKeys[row]);
-    if (in_two && row + rows < count) line = Padded(line, kWidth) + LineOfKey(kKeys[row + rows]);
+    std::string line = LineOfKey(row);
+    if (in_two && row + rows < count) line = Padded(line, kWidth) + LineOfKey(row + rows);
     lines.push_back(std::move(line));
   }
   lines.emplace_back("Nothing is written before w.");

@@ -4,9 +4,6 @@
 #include <utility>
 
 #include "host/trust.h"
-#include "prefs/transaction.h"
-#include "tools/orvikprefs/browse/tree.h"
-#include "tools/orvikprefs/context.h"
 #include "tools/orvikprefs/files.h"
 #include "tools/orvikprefs/grammar.h"
 #include "tools/orvikprefs/text.h"
@@ -127,16 +124,13 @@ std::string Draft::Put(std::string what, const Path& path, const Value& value) {
   return {};
 }
 
-std::string Draft::Set(const Path& path, const Value& value) {
-  return Put("set " + ShownPath(path), path, value);
-}
-
 std::string Draft::Set(const Path& path, const Value& value, const Value& began) {
   Value there = At(path);
   if (there == began || there == value) {
     // The user has seen the other's value and decided.
     std::erase_if(conflicts_, [&](const Conflict& conflict) { return conflict.path == path; });
-    return value ? Set(path, value) : Remove(path);
+    if (!value && !there) return ShownPath(path) + " does not exist";
+    return Put((value ? "set " : "delete ") + ShownPath(path), path, value);
   }
   PutConflict({path, began, std::move(there), value});
   ++version_;
@@ -147,15 +141,6 @@ std::string Draft::Set(const Path& path, const Value& value, const Value& began)
 std::string Draft::Add(const Path& path, const Value& value) {
   if (At(path)) return ShownPath(path) + " exists already";
   return Put("add " + ShownPath(path), path, value);
-}
-
-std::string Draft::Remove(const Path& path) {
-  if (!At(path)) return ShownPath(path) + " does not exist";
-  return Put("delete " + ShownPath(path), path, {});
-}
-
-std::string Draft::Remove(const Path& path, const Value& began) {
-  return Set(path, {}, began);
 }
 
 std::string Draft::RemoveAll(std::vector<Path> paths) {
@@ -321,7 +306,7 @@ std::string Draft::LockHolder() const {
   context.scope = scope_;
   context.domain = domain_;
   const prefstool::LockHolder holder = FindHolder(context);
-  return holder.is_held ? ProcessOf(holder) : std::string();
+  return holder.is_held() ? ProcessOf(holder) : std::string();
 }
 
 std::vector<Place> PlacesWith(const Path& path) {

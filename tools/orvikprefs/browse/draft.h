@@ -64,16 +64,14 @@ class Draft {
   // The present value at the path; no value when there is none.
   Value At(const Path& path) const { return FindIn(edited_, path); }
 
-  // Changes in memory. Each gives a reason when it refuses, "" when it is made. Those that take
-  // `began`, what was there when the user began, make a conflict when that has changed since.
+  // Changes in memory. Each gives a reason when it refuses, "" when it is made. `began` is what was
+  // there when the user began; it is a conflict when that has changed since.
   //
   // Set makes missing keys on the way; the index behind the last one adds an element to an array. A
   // value that is in the way of a longer path is refused, not replaced.
-  std::string Set(const Path& path, const Value& value);
   std::string Set(const Path& path, const Value& value, const Value& began);
   std::string Add(const Path& path, const Value& value);  // refuses a name that is taken
-  std::string Remove(const Path& path);
-  std::string Remove(const Path& path, const Value& began);
+  std::string Remove(const Path& path, const Value& began) { return Set(path, {}, began); }
   // Removes all of them as one change, whatever lies in what: deeper ones first, and in an array
   // from the end, so that indices hold. Paths that do not exist are left out; it refuses when none
   // is left.

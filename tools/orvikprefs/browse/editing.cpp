@@ -2,13 +2,9 @@
 
 #include <algorithm>
 #include <iterator>
-#include <optional>
-#include <vector>
 
-#include "tools/orvikprefs/browse/tree.h"
 #include "tools/orvikprefs/browse/value_text.h"
 #include "tools/orvikprefs/files.h"
-#include "tools/orvikprefs/json.h"
 #include "tools/orvikprefs/text.h"
 
 namespace orvik::prefstool::browse {
@@ -45,15 +41,12 @@ std::string Browser::Edit() {
 
 // Asks until the line is a value of the type; no value when the user gave up.
 Value Browser::AskValue(Type type, const std::string& text) {
-  Dialogs::Question question;
-  question.label = TypeName(type);
-  question.text = text;
-  question.check = [type](const std::string& line) {
+  const auto check = [type](const std::string& line) {
     std::string mistake;
     FromLine(type, line, mistake);
     return mistake;
   };
-  const std::optional<std::string> line = dialogs_.Ask(question);
+  const std::optional<std::string> line = dialogs_.Ask({TypeName(type), text, check});
   std::string mistake;
   return line ? FromLine(type, *line, mistake) : Value();
 }
@@ -114,11 +107,7 @@ std::string Browser::AskName(const char* label, Path& path) {
     return "";
   }
   const std::optional<std::string> name = dialogs_.Ask({label, "", NameMistake});
-  if (name) {
-    path.push_back(*name);
-  } else {
-    path.clear();
-  }
+  name ? path.push_back(*name) : path.clear();
   return "";
 }
 
@@ -147,13 +136,11 @@ std::string Browser::Rename() {
 std::string Browser::MoveOrCopy(bool copy) {
   const Path path = model_->SelectedPath();
   if (path.empty()) return "the domain stays where it is";
-  Dialogs::Question question;
-  question.label = copy ? "copy to" : "move to";
-  question.text = "/" + JoinedPath(path);
-  question.complete = [this](const std::string& text) {
+  const auto complete = [this](const std::string& text) {
     return CompletedPath(model_->tree(), text);
   };
-  const std::optional<std::string> text = dialogs_.Ask(question);
+  const std::optional<std::string> text =
+      dialogs_.Ask({copy ? "copy to" : "move to", "/" + JoinedPath(path), {}, complete});
   if (!text) return "";
   const Path to = TypedPath(*text);
   if (to.empty()) return "a path has a name";

@@ -1,9 +1,7 @@
 #include "tools/orvikprefs/browse/browser.h"
 
 #include <algorithm>
-#include <optional>
 
-#include "tools/orvikprefs/browse/tree.h"
 #include "tools/orvikprefs/text.h"
 
 namespace orvik::prefstool::browse {
@@ -14,9 +12,7 @@ std::string Browser::SearchWhileTyping() {
   std::vector<std::size_t> hits;
   // The background may read the file again while rows of the old tree are shown.
   std::size_t version = 0;
-  Dialogs::Question question;
-  question.label = "search";
-  question.rows = [&](const std::string& text) {
+  const auto rows = [&](const std::string& text) {
     hits = model_->index().Find(text);
     version = model_->version();
     return Rows{hits.size(), [&](std::size_t row) {
@@ -27,7 +23,7 @@ std::string Browser::SearchWhileTyping() {
                 }};
   };
   int row = -1;
-  const std::optional<std::string> text = dialogs_.Ask(question, &row);
+  const std::optional<std::string> text = dialogs_.Ask({.label = "search", .rows = rows}, &row);
   if (!text || text->empty()) return "";
   if (version != model_->version()) {
     // The same hits by name, as far as they are still there.
@@ -52,30 +48,24 @@ std::string Browser::NextHit(int step) {
 }
 
 std::string Browser::GoToPath() {
-  Dialogs::Question question;
-  question.label = "go to";
-  question.text = "/";
-  question.check = [&](const std::string& text) {
+  const auto check = [&](const std::string& text) {
     return model_->At(TypedPath(text)) ? "" : "not found; Tab completes";
   };
-  question.complete = [&](const std::string& text) { return CompletedPath(model_->tree(), text); };
-  if (const std::optional<std::string> text = dialogs_.Ask(question)) {
-    if (!model_->Reveal(TypedPath(*text))) return *text + " no longer exists";
-  }
-  return "";
+  const auto complete = [&](const std::string& text) {
+    return CompletedPath(model_->tree(), text);
+  };
+  const std::optional<std::string> text = dialogs_.Ask({"go to", "/", check, complete});
+  return !text || model_->Reveal(TypedPath(*text)) ? "" : *text + " no longer exists";
 }
 
 std::string Browser::FilterWhileTyping() {
   const std::string before = model_->filter();
-  Dialogs::Question question;
-  question.label = "filter";
-  question.text = before;
   // The rows behind the line are the answer.
-  question.check = [&](const std::string& text) {
+  const auto check = [&](const std::string& text) {
     if (text != model_->filter()) model_->SetFilter(text);
     return "";
   };
-  if (!dialogs_.Ask(question)) model_->SetFilter(before);
+  if (!dialogs_.Ask({"filter", before, check})) model_->SetFilter(before);
   return model_->filter().empty() ? ""
                                   : "only what has \"" + Escaped(model_->filter()) + "\" is shown";
 }

@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <iterator>
 #include <set>
-#include <string_view>
 #include <utility>
 
 #include "plist/xml.h"
@@ -267,11 +266,7 @@ bool Model::Reveal(const Path& path) {
   if (!target) return false;
   const bool is_value = !target.is_dictionary();
   const Path key(path.begin(), path.end() - (is_value ? 1 : 0));
-  std::string joined;
-  for (const std::string& name : key) {
-    open_.insert(joined);
-    (joined += name) += '\0';
-  }
+  if (!key.empty()) InsertWithParents(open_, Path(key.begin(), key.end() - 1));
   Rebuild(Cause::kUser);
   if (!IsInHit(path) && !above_hits_.contains(Joined(path))) SetFilter("");
   SelectKey(NearestRow(key));

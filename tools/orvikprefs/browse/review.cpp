@@ -3,17 +3,12 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
-#include <optional>
-#include <vector>
 
 #include "host/replace_file.h"
 #include "plist/forms.h"
-#include "prefs/reporting.h"
 #include "prefs/shared_lock.h"
 #include "text/byte_encodings.h"
-#include "tools/orvikprefs/browse/tree.h"
 #include "tools/orvikprefs/browse/value_text.h"
-#include "tools/orvikprefs/json.h"
 #include "tools/orvikprefs/text.h"
 
 namespace orvik::prefstool::browse {
@@ -23,10 +18,8 @@ namespace {
 // Terminals take no more into the clipboard, or stop in the middle.
 constexpr std::size_t kLongestCopy = 74994;
 
-// Nothing for a value that the form cannot hold.
-std::optional<std::string> ExportedBytes(const Value& value, const std::string& file) {
-  if (file.ends_with(".json")) return JsonText(value, JsonWriter::Layout::kIndented) + "\n";
-  return plist::WriteXml(value);
+std::string Seconds(std::chrono::milliseconds time) {
+  return std::to_string(time.count() / 1000) + " s";
 }
 
 }  // namespace
@@ -76,14 +69,15 @@ std::string Browser::Export() {
   const Path path = model_->SelectedPath();
   const Value value = model_->At(path);
   if (!value) return ShownPath(path) + " does not exist";
-  Dialogs::Question question;
-  question.label = "export to file (.json or .plist)";
-  question.check = [](const std::string& text) {
+  const auto check = [](const std::string& text) {
     return text.empty() ? "the file needs a name" : "";
   };
-  const std::optional<std::string> file = dialogs_.Ask(question);
+  const std::optional<std::string> file =
+      dialogs_.Ask({"export to file (.json or .plist)", "", check});
   if (!file) return "";
-  const std::optional<std::string> bytes = ExportedBytes(value, *file);
+  const std::optional<std::string> bytes =
+      file->ends_with(".json") ? JsonText(value, JsonWriter::Layout::kIndented) + "\n"
+                               : plist::WriteXml(value);
   if (!bytes) return "the value cannot be written as XML; export it as .json";
   int error = host::ReplaceFile(*file, *bytes, {.present = host::Present::kRefuse}).error;
   if (error == EEXIST) {
@@ -96,14 +90,6 @@ std::string Browser::Export() {
   return "exported " + ShownPath(path) + " to " + Quoted(*file) +
          (has_changes ? ", with the changes that are not written" : "");
 }
-
-namespace {
-
-std::string Seconds(std::chrono::milliseconds time) {
-  return std::to_string(time.count() / 1000) + " s";
-}
-
-}  // namespace
 
 // Writes all changes or none. While it waits for the lock each tick shows the holder, and Escape
 // cancels. Conflicts found under the lock cancel the write, too.

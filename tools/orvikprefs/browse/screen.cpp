@@ -2,7 +2,6 @@
 
 #include <algorithm>
 
-#include "tools/orvikprefs/browse/tree.h"
 #include "tools/orvikprefs/browse/value_text.h"
 #include "tools/orvikprefs/text.h"
 
@@ -80,12 +79,7 @@ void Screen::Draw(Model& model, bool with_foot) {
   const int rows = terminal_.rows();
   const int columns = terminal_.columns();
   // A message that is too long for a line covers the rows above it.
-  const std::vector<std::string> lines = WrapColumns(message, columns);
-  const int count = std::min(static_cast<int>(lines.size()), std::max(1, rows - 2));
-  for (int i = 0; i < count; ++i) {
-    terminal_.Put(rows - 1 - count + i, 0, columns, lines[static_cast<std::size_t>(i)],
-                  Style::kPlain);
-  }
+  terminal_.PutWrapped(rows - 2, message, Style::kPlain);
   static const std::vector<std::string> kOnKeys = {"? help",    "q quit",  "w write",  "Tab values",
                                                    "/ search",  "a A add", "d delete", "f filter",
                                                    "c changes", "u undo"};

@@ -245,13 +245,18 @@ void Terminal::Put(int row, int column, int width, std::string_view text, Style 
   wattr_set(stdscr, A_NORMAL, 0, nullptr);
 }
 
+int Terminal::PutWrapped(int last_row, std::string_view text, Style style) {
+  const std::vector<std::string> lines = WrapColumns(text, COLS);
+  const int count = std::min(static_cast<int>(lines.size()), std::max(1, last_row));
+  for (int i = 0; i < count; ++i) {
+    Put(last_row - count + 1 + i, 0, COLS, lines[static_cast<std::size_t>(i)], style);
+  }
+  return count;
+}
+
 void Terminal::PlaceCursor(int row, int column) {
   shows_cursor_ = true;
   wmove(stdscr, row, column);
-}
-
-void Terminal::HideCursor() {
-  shows_cursor_ = false;
 }
 
 void Terminal::Show() {

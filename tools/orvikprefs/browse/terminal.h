@@ -39,9 +39,12 @@ class Terminal {
   // text is UTF-8 without control characters; a terminal without UTF-8 shows "?" for each character
   // beyond ASCII. A row or column outside the screen is ignored.
   void Put(int row, int column, int width, std::string_view text, Style style);
+  // Writes the text into whole lines, the last one in this row, wrapped between words. At most as
+  // many lines as are above the row. Returns their number.
+  int PutWrapped(int last_row, std::string_view text, Style style);
   // Where Show leaves the cursor, and whether it is seen.
   void PlaceCursor(int row, int column);
-  void HideCursor();
+  void HideCursor() { shows_cursor_ = false; }
   void Show();
 
   // Waits for a key: a character (Unicode; Enter is U+000A, Backspace U+0008, other control

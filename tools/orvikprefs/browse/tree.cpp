@@ -1,8 +1,6 @@
 #include "tools/orvikprefs/browse/tree.h"
 
 #include <algorithm>
-#include <charconv>
-#include <optional>
 #include <utility>
 
 #include "text/case_and_spelling.h"
@@ -15,12 +13,7 @@ namespace {
 
 // Nothing for a name that is not an index.
 std::optional<std::size_t> IndexOf(const std::string& name) {
-  std::size_t index = 0;
-  const char* const end = name.data() + name.size();
-  const auto read = std::from_chars(name.data(), end, index);
-  const bool is_plain = name == "0" || (!name.empty() && name[0] != '0');
-  if (read.ec != std::errc() || read.ptr != end || !is_plain) return std::nullopt;
-  return index;
+  return name == "0" || !name.starts_with('0') ? ParseNumber<std::size_t>(name) : std::nullopt;
 }
 
 // The name in a dictionary; nothing for anything else, and for a name that is not UTF-8.
@@ -54,30 +47,23 @@ Value* ChangeChild(Value& container, const std::string& name) {
   return container.Change(*units);
 }
 
-// False when there is no such element, or the name is not UTF-8.
+// Without a value removes the child. False when there is no such element, or the name is not UTF-8.
 bool SetChild(Value& container, const std::string& name, const Value& value) {
+  if (value) {
+    Value* const child = ChangeChild(container, name);
+    if (child != nullptr) *child = value;
+    return child != nullptr;
+  }
   if (container.is_array()) {
     const std::optional<std::size_t> index = IndexOf(name);
-    const std::size_t count = container.elements().size();
-    if (!index || *index > count || (*index == count && !value)) return false;
+    if (!index || *index >= container.elements().size()) return false;
     std::vector<Value>& elements = container.ChangeElements();
-    if (!value) {
-      elements.erase(elements.begin() + static_cast<std::ptrdiff_t>(*index));
-    } else if (*index == count) {
-      elements.push_back(value);
-    } else {
-      elements[*index] = value;
-    }
+    elements.erase(elements.begin() + static_cast<std::ptrdiff_t>(*index));
     return true;
   }
   const std::optional<CAtlString> units = UnitsIn(container, name);
-  if (!units) return false;
-  if (value) {
-    container.Set(*units, value);
-  } else {
-    container.Remove(*units);
-  }
-  return true;
+  if (units) container.Remove(*units);
+  return units.has_value();
 }
 
 // An address that all values sharing a container's memory have in common; null for an empty
@@ -85,6 +71,14 @@ bool SetChild(Value& container, const std::string& name, const Value& value) {
 const void* MemoryOf(const Value& container) {
   if (container.is_array()) return container.elements().data();
   return container.count() == 0 ? nullptr : &*container.entries().begin();
+}
+
+void AppendFolded(std::string& to, const std::string& text) {
+  if (IsAscii(text)) {
+    for (const char c : text) to += c >= 'A' && c <= 'Z' ? static_cast<char>(c + 32) : c;
+    return;
+  }
+  to += plist::Text(FoldCase(FromUtf8(text).value_or(u"").View())).ToUtf8();
 }
 
 }  // namespace
@@ -190,11 +184,7 @@ std::string ShownPath(const Path& path) {
 Path TypedPath(std::string text) {
   while (text.starts_with('/')) text.erase(0, 1);
   const std::optional<KeyPath> key = ParseKey(text);
-  Path path;
-  for (int i = 1; key && i <= key->count(); ++i) {
-    path.push_back(NameText(key->name(i)));
-  }
-  return path;
+  return key ? PathOf(*key) : Path();
 }
 
 // Completes the last name as far as all entries that begin with it agree; a "/" follows a key that
@@ -230,18 +220,6 @@ std::string CompletedPath(const Value& tree, const std::string& text) {
   while (!common.empty() && !FromUtf8(common)) common.pop_back();
   return text.substr(0, start) + common + (count == 1 && is_key ? "/" : "");
 }
-
-namespace {
-
-void AppendFolded(std::string& to, const std::string& text) {
-  if (IsAscii(text)) {
-    for (const char c : text) to += c >= 'A' && c <= 'Z' ? static_cast<char>(c + 32) : c;
-    return;
-  }
-  to += plist::Text(FoldCase(FromUtf8(text).value_or(u"").View())).ToUtf8();
-}
-
-}  // namespace
 
 // Joins the folded names and values of all entries, each behind a NUL, into one text: a search is
 // then one pass over memory.

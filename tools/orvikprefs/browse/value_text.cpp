@@ -2,12 +2,10 @@
 
 #include <algorithm>
 #include <cstdio>
-#include <string_view>
 #include <utility>
 
 #include "text/characters.h"
 #include "text/shown_text.h"
-#include "tools/orvikprefs/json.h"
 #include "tools/orvikprefs/text.h"
 
 namespace orvik::prefstool::browse {
@@ -113,8 +111,7 @@ Value DataFromHex(const std::string& line, std::string& mistake) {
   return Value::Data(std::move(bytes));
 }
 
-}  // namespace
-
+// Two lower-case digits to a byte, with blanks between the bytes.
 std::string HexOf(std::string_view bytes) {
   std::string hex;
   for (const char byte : bytes) {
@@ -124,41 +121,6 @@ std::string HexOf(std::string_view bytes) {
   }
   return hex;
 }
-
-Value Converted(const Value& value, Type type) {
-  if (value.type() == type) return value;
-  if (type == Type::kArray) return Value::Array({value});
-  std::string text = ValueText(value);
-  const bool to_number = type == Type::kInteger || type == Type::kReal;
-  if (to_number && value.type() == Type::kBoolean) text = value.boolean() ? "1" : "0";
-  if (value.type() == Type::kReal && text.ends_with(".0")) text.resize(text.size() - 2);
-  return ParseValue(type, text);
-}
-
-std::optional<std::string> LineOf(const Value& value) {
-  if (IsContainer(value)) return std::nullopt;
-  if (value.type() == Type::kData) {
-    if (value.data()->size() > kLongestLine / 3) return std::nullopt;
-    return HexOf(*value.data());
-  }
-  std::string text = ValueText(value);
-  if (text.size() > kLongestLine) return std::nullopt;
-  for (std::size_t at = 0; at < text.size(); ++at) {
-    if (ControlAt(text, at)) return std::nullopt;
-  }
-  // A lone surrogate cannot be typed.
-  if (value.is_string() && ParseValue(Type::kString, text) != value) return std::nullopt;
-  return text;
-}
-
-Value FromLine(Type type, const std::string& line, std::string& mistake) {
-  if (type == Type::kData) return DataFromHex(line, mistake);
-  Value value = ParseValue(type, line);
-  if (!value) mistake = std::string("this is not ") + TypeForm(type);
-  return value;
-}
-
-namespace {
 
 std::string Heading(const Value& value) {
   std::string type = TypeName(value);
@@ -194,6 +156,39 @@ void AddValue(std::vector<std::string>& lines, const Value& value, int columns) 
 }
 
 }  // namespace
+
+Value Converted(const Value& value, Type type) {
+  if (value.type() == type) return value;
+  if (type == Type::kArray) return Value::Array({value});
+  std::string text = ValueText(value);
+  const bool to_number = type == Type::kInteger || type == Type::kReal;
+  if (to_number && value.type() == Type::kBoolean) text = value.boolean() ? "1" : "0";
+  if (value.type() == Type::kReal && text.ends_with(".0")) text.resize(text.size() - 2);
+  return ParseValue(type, text);
+}
+
+std::optional<std::string> LineOf(const Value& value) {
+  if (IsContainer(value)) return std::nullopt;
+  if (value.type() == Type::kData) {
+    if (value.data()->size() > kLongestLine / 3) return std::nullopt;
+    return HexOf(*value.data());
+  }
+  std::string text = ValueText(value);
+  if (text.size() > kLongestLine) return std::nullopt;
+  for (std::size_t at = 0; at < text.size(); ++at) {
+    if (ControlAt(text, at)) return std::nullopt;
+  }
+  // A lone surrogate cannot be typed.
+  if (value.is_string() && ParseValue(Type::kString, text) != value) return std::nullopt;
+  return text;
+}
+
+Value FromLine(Type type, const std::string& line, std::string& mistake) {
+  if (type == Type::kData) return DataFromHex(line, mistake);
+  Value value = ParseValue(type, line);
+  if (!value) mistake = std::string("this is not ") + TypeForm(type);
+  return value;
+}
 
 std::vector<std::string> ViewLines(const Value& now, const Value& before, int columns) {
   std::vector<std::string> lines;

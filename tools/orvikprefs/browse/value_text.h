@@ -18,9 +18,6 @@ namespace orvik::prefstool::browse {
 // needs an editor: arrays, dictionaries, and text that is long or holds control characters.
 std::optional<std::string> LineOf(const Value& value);
 
-// Two lower-case digits to a byte, with blanks between the bytes.
-std::string HexOf(std::string_view bytes);
-
 // The value as one of the type: a number or a boolean as the same number where there is one,
 // anything else by its text (values.h); for an array the value is its only element. No value
 // when the text means nothing of that type.
