@@ -545,10 +545,13 @@ import os, pty, subprocess, sys, time
 for is_terminal, options in ((True, []), (False, []), (True, ['-q'])):
     master, slave = pty.openpty() if is_terminal else os.pipe()
     run = subprocess.Popen([sys.argv[1], 'import', '-', *options], stdin=subprocess.PIPE, stderr=slave)
-    time.sleep(2)
+    seen = b''
+    if is_terminal and not options:
+        while b'importing, 1 s' not in seen: seen += os.read(master, 4096)
+    else: time.sleep(1.5)
     run.communicate(b'{"K": {"n": 1}}')
     os.write(slave, b'end')
-    seen = os.read(master, 4096)
+    while not seen.endswith(b'end'): seen += os.read(master, 4096)
     print(run.returncode, b'importing, 1 s' in seen, seen[-5:])
 )";
   EXPECT_EQ(RunCommand({"timeout", "60", "python3", "-c", kScript, program_}).out,
