@@ -181,9 +181,7 @@ class BinaryReader {
     if (index >= object_count_ || slots_[index].is_open || slots_[index].is_lost) return false;
     Body body;
     if (!ReadBody(index, body)) return false;
-    if (body.marker != kArray && body.marker != kDictionary) {
-      return ReadLeaf(body, slots_[index]);
-    }
+    if (body.marker != kArray && body.marker != kDictionary) return ReadLeaf(body, slots_[index]);
     if (open_.size() == kMaximumDepth) return false;
     if (losses_ != nullptr && IsDoubtful(index, body)) return false;
     slots_[index].is_open = true;

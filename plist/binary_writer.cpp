@@ -1,7 +1,6 @@
 #include <algorithm>
 #include <bit>
 #include <string>
-#include <utility>
 #include <vector>
 
 #include "plist/binary_format.h"
@@ -21,9 +20,7 @@ std::size_t SizeOf(std::uint64_t number) {
 }
 
 void AppendNumber(std::string& bytes, std::uint64_t number, std::size_t size) {
-  for (std::size_t i = size; i-- > 0;) {
-    bytes += i < 8 ? static_cast<char>(number >> (8 * i)) : '\0';
-  }
+  for (std::size_t i = size; i-- > 0;) bytes += i < 8 ? static_cast<char>(number >> (8 * i)) : '\0';
 }
 
 void AppendMarker(std::string& bytes, Marker marker, std::size_t low) {

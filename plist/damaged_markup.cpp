@@ -20,35 +20,23 @@ struct Form {
 
   std::size_t size() const { return name.size() + (kind == Kind::kStart ? 0 : 1); }
   char at(std::size_t index) const {
-    if (kind == Kind::kEnd) {
-      return index == 0 ? '/' : name[index - 1];
-    }
+    if (kind == Kind::kEnd) return index == 0 ? '/' : name[index - 1];
     return index < name.size() ? name[index] : '/';
   }
   // Equal lengths, and no more than so many other bytes.
   bool IsNear(std::string_view body, int most) const {
-    if (body.size() != size()) {
-      return false;
-    }
+    if (body.size() != size()) return false;
     int wrong = 0;
-    for (std::size_t i = 0; i < body.size(); ++i) {
-      wrong += body[i] != at(i) ? 1 : 0;
-    }
+    for (std::size_t i = 0; i < body.size(); ++i) wrong += body[i] != at(i) ? 1 : 0;
     return wrong <= most;
   }
   // Equal but for one byte that is missing.
   bool IsLongerByOne(std::string_view body) const {
-    if (body.size() + 1 != size()) {
-      return false;
-    }
+    if (body.size() + 1 != size()) return false;
     std::size_t same = 0;
-    while (same < body.size() && body[same] == at(same)) {
-      ++same;
-    }
+    while (same < body.size() && body[same] == at(same)) ++same;
     for (std::size_t i = same; i < body.size(); ++i) {
-      if (body[i] != at(i + 1)) {
-        return false;
-      }
+      if (body[i] != at(i + 1)) return false;
     }
     return true;
   }
@@ -84,9 +72,7 @@ int TabsAfterLineEnd(std::string_view gap) {
 // Without the attributes.
 std::string_view WithoutAttributes(std::string_view body) {
   const std::size_t blank = body.find_first_of(kBlanks);
-  if (blank == kNowhere) {
-    return body;
-  }
+  if (blank == kNowhere) return body;
   return body.substr(0, blank);
 }
 
@@ -100,9 +86,7 @@ Token DamagedMarkup::Next() {
       position_ = std::min(text_.size(), text_.find('<', begin));
       const std::string_view gap = text_.substr(begin, position_ - begin);
       tabs = TabsAfterLineEnd(gap);
-      if (IsBlank(gap)) {
-        continue;
-      }
+      if (IsBlank(gap)) continue;
       return {Kind::kText, {}, false, false, begin, position_, -1};
     }
     if (SkipUnseen()) {
@@ -124,9 +108,7 @@ bool DamagedMarkup::SkipUnseen() {
   if (rest.starts_with("<?")) {
     const std::size_t next = std::min(rest.size(), rest.find('<', 1));
     const std::size_t end = rest.substr(0, next).find("?>", 2);
-    if (end == kNowhere) {
-      return false;
-    }
+    if (end == kNowhere) return false;
     position_ += end + 2;
     return true;
   }
@@ -138,30 +120,22 @@ bool DamagedMarkup::SkipUnseen() {
 // before any other markup.
 bool DamagedMarkup::SkipComment() {
   const std::size_t dashes = text_.find("--", position_ + 4);
-  if (dashes == kNowhere) {
-    return false;
-  }
+  if (dashes == kNowhere) return false;
   const std::size_t next = std::min(text_.size(), text_.find('<', dashes));
   const std::size_t end = text_.substr(dashes, next - dashes).find("-->");
-  if (end == kNowhere) {
-    return false;
-  }
+  if (end == kNowhere) return false;
   position_ = dashes + end + 3;
   return true;
 }
 
 bool DamagedMarkup::SkipDocumentType() {
   const std::size_t end = text_.find_first_of("<>[", position_ + 2);
-  if (!is_in_prolog_ || end == kNowhere || text_[end] == '<') {
-    return false;
-  }
+  if (!is_in_prolog_ || end == kNowhere || text_[end] == '<') return false;
   std::size_t behind = end + 1;
   if (text_[end] == '[') {
     is_in_prolog_ = false;  // there is one of them
     const std::size_t subset_end = text_.find("]>", end);
-    if (subset_end == kNowhere) {
-      return false;
-    }
+    if (subset_end == kNowhere) return false;
     behind = subset_end + 2;
   }
   position_ = behind;
@@ -212,12 +186,8 @@ Token DamagedMarkup::ReadTag() const {
                : written.ends_with('/') ? Kind::kEmpty
                                         : Kind::kStart;
   token.name = written;
-  if (token.kind == Kind::kEnd) {
-    token.name.remove_prefix(1);
-  }
-  if (token.kind == Kind::kEmpty) {
-    token.name.remove_suffix(1);
-  }
+  if (token.kind == Kind::kEnd) token.name.remove_prefix(1);
+  if (token.kind == Kind::kEmpty) token.name.remove_suffix(1);
   return token;
 }
 
@@ -239,9 +209,7 @@ std::size_t DamagedMarkup::EndOfSimple(std::string_view name, std::size_t from,
     }
     if (rest.starts_with("<![CDATA[")) {
       const std::size_t end = FindEnd("]]>", at, no_section_end_);
-      if (end == kNowhere) {
-        return kNowhere;
-      }
+      if (end == kNowhere) return kNowhere;
       at = end + 3;
       continue;
     }
@@ -249,9 +217,7 @@ std::size_t DamagedMarkup::EndOfSimple(std::string_view name, std::size_t from,
     const bool is_skipped = (rest.starts_with("<!--") || rest.starts_with("<?")) && SkipUnseen();
     at = position_;
     position_ = back;
-    if (!is_skipped) {
-      return kNowhere;
-    }
+    if (!is_skipped) return kNowhere;
   }
 }
 

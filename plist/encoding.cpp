@@ -3,8 +3,6 @@
 #include <strings.h>
 
 #include <algorithm>
-#include <cstdint>
-#include <cstring>
 #include <memory>
 #include <new>
 #include <utility>

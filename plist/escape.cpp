@@ -1,12 +1,12 @@
 #include "plist/leaves.h"
 
-#include <algorithm>
 #include <array>
 #include <bit>
 #include <cstdint>
 #include <cstring>
 
 #include "text/transcoding.h"
+#include "text/xml_scanner.h"
 
 namespace orvik::plist {
 namespace {
@@ -65,22 +65,9 @@ constexpr std::array<bool, 256> kSpecial = [] {
 }();
 
 void AppendSpecial(std::string& xml, char c) {
-  switch (c) {
-    case '&':
-      xml += "&amp;";
-      break;
-    case '<':
-      xml += "&lt;";
-      break;
-    case '>':
-      xml += "&gt;";
-      break;
-    case '\r':
-      xml += "&#13;";
-      break;
-    default:
-      AppendEscape(xml, static_cast<char16_t>(c));
-  }
+  const std::string_view reference = XmlReference(c);
+  xml += reference;
+  if (reference.empty()) AppendEscape(xml, static_cast<char16_t>(c));
 }
 
 void AppendAscii(std::string& xml, std::string_view text) {

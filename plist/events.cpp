@@ -1,7 +1,6 @@
 #include "plist/events.h"
 
 #include <algorithm>
-#include <utility>
 
 namespace orvik::plist {
 

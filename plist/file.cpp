@@ -7,7 +7,6 @@
 #include <unistd.h>
 
 #include <algorithm>
-#include <cerrno>
 #include <optional>
 #include <utility>
 
@@ -34,10 +33,6 @@ FileWriterWait& WaitForWriter() {
 }
 
 thread_local KeptAsideFiles* kept_aside_files = nullptr;
-
-void LogRefusal(const std::string& link) {
-  host::SystemLog(LOG_WARNING, "Link of another user is not followed: \"" + link + "\"");
-}
 
 // 0, EINVAL or EFBIG.
 int Serialize(const Value& root, std::string& bytes) {
@@ -96,7 +91,10 @@ File::~File() {
 int File::Lock(Folder folder, int milliseconds) {
   if (path_.empty()) return EINVAL;
   FindForChange(folder);
-  if (place_.error == EPERM) LogRefusal(place_.obstacle);
+  if (place_.error == EPERM) {
+    host::SystemLog(LOG_WARNING,
+                    "Link of another user is not followed: \"" + place_.obstacle + "\"");
+  }
   if (!place_) return place_.error;
   if (const int error = host::FlushWay(place_)) return error;
   lock_deadline_ = std::chrono::steady_clock::now() + std::chrono::milliseconds(milliseconds);
@@ -187,9 +185,7 @@ File::Contents File::ReadOnce() {
   for (int tries = 1;; ++tries) {
     if (!has_place_ && !path_.empty()) place_ = host::FindPlace(path_, host::Links::kAny);
     error_ = path_.empty() ? ENOENT : place_.error;
-    if (error_ == 0) {
-      error_ = ReadBytes(&bytes);
-    }
+    if (error_ == 0) error_ = ReadBytes(&bytes);
     if (error_ != ESTALE || tries == kStaleTries) break;
   }
   if (error_ != 0) {

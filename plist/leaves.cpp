@@ -3,7 +3,9 @@
 #include <algorithm>
 #include <bit>
 #include <charconv>
+#include <chrono>
 #include <cmath>
+#include <cstdio>
 #include <limits>
 #include <system_error>
 
@@ -13,9 +15,12 @@
 namespace orvik::plist {
 namespace {
 
+namespace chrono = std::chrono;
+
 constexpr std::int64_t kSecondsPerDay = 86400;
-// The day of 2001-01-01 when 1970-01-01 is day 0.
-constexpr std::int64_t kReferenceDay = 11323;
+constexpr chrono::sys_days kFirstDay = chrono::year(2000) / 1 / 1;
+// The day of 2001-01-01 from there.
+constexpr std::int64_t kReferenceDay = 366;
 constexpr std::int64_t kLastYear = 99999999;
 // In seconds from 2001: beyond this a year may have more digits than kLastYear.
 constexpr double kFarthestDate = static_cast<double>(kLastYear - 2001) * 365.2425 * kSecondsPerDay;
@@ -41,39 +46,17 @@ bool EqualsIgnoringCase(std::string_view text, std::string_view lower) {
                     [](char a, char b) { return (a >= 'A' && a <= 'Z' ? a + 32 : a) == b; });
 }
 
-// Days from 1970-01-01 in the proleptic Gregorian calendar, and back.
-// The months are counted from March, so that the leap day ends the year.
-std::int64_t DayOfDate(std::int64_t year, int month, int day) {
-  if (month <= 2) --year;
-  const std::int64_t era = (year >= 0 ? year : year - 399) / 400;
-  const std::int64_t year_of_era = year - era * 400;
-  const std::int64_t day_of_year = (153 * (month + (month > 2 ? -3 : 9)) + 2) / 5 + day - 1;
-  return era * 146097 + year_of_era * 365 + year_of_era / 4 - year_of_era / 100 + day_of_year -
-         719468;
-}
+// The library's calendar has years of 16 bits: dates go through the years 2000 to 2399, after which
+// the Gregorian calendar repeats itself.
+constexpr std::int64_t kCycleYears = 400, kCycleDays = 146097;
 
-struct Date {
-  std::int64_t year;
-  int month;
-  int day;
-};
-
-Date DateOfDay(std::int64_t days) {
-  days += 719468;
-  const std::int64_t era = (days >= 0 ? days : days - 146096) / 146097;
-  const std::int64_t day = days - era * 146097;
-  const std::int64_t year = (day - day / 1460 + day / 36524 - day / 146096) / 365;
-  const std::int64_t day_of_year = day - (365 * year + year / 4 - year / 100);
-  const std::int64_t month = (5 * day_of_year + 2) / 153;
-  return {year + era * 400 + (month >= 10 ? 1 : 0),
-          static_cast<int>(month < 10 ? month + 3 : month - 9),
-          static_cast<int>(day_of_year - (153 * month + 2) / 5 + 1)};
-}
-
-int DaysInMonth(std::int64_t year, int month) {
-  constexpr int kDays[] = {31, 28, 31, 30, 31, 30, 31, 31, 30, 31, 30, 31};
-  const bool leap = year % 4 == 0 && (year % 100 != 0 || year % 400 == 0);
-  return kDays[month - 1] + (month == 2 && leap ? 1 : 0);
+// The day of a date when 2000-01-01 is day 0; nothing for a day that its month does not have.
+std::optional<std::int64_t> DayOfDate(std::int64_t year, int month, int day) {
+  const std::int64_t cycles = (year >= 0 ? year : year - kCycleYears + 1) / kCycleYears - 5;
+  const chrono::year_month_day date =
+      chrono::year(static_cast<int>(year - cycles * kCycleYears)) / month / day;
+  if (!date.ok()) return std::nullopt;
+  return (chrono::sys_days(date) - kFirstDay).count() + cycles * kCycleDays;
 }
 
 // Two digits behind the separator, when that is there; false when they are malformed.
@@ -89,12 +72,6 @@ bool TakeField(std::string_view& text, char separator, int minimum, int maximum,
   field = value;
   text.remove_prefix(3);
   return true;
-}
-
-void AppendPadded(std::string& text, std::int64_t value, size_t width) {
-  std::string digits = std::to_string(value);
-  if (digits.size() < width) text.append(width - digits.size(), '0');
-  text += digits;
 }
 
 // The 16 hexadecimal digits of the bits of a double.
@@ -171,14 +148,15 @@ std::optional<double> ParseDate(std::string_view text, std::string_view exact) {
   if (negative) year = -year;
   text.remove_prefix(digits);
   int month = 1, day = 1, hour = 0, minute = 0, second = 0;
-  if (!TakeField(text, '-', 1, 12, month) ||
-      !TakeField(text, '-', 1, DaysInMonth(year, month), day) ||
+  if (!TakeField(text, '-', 1, 12, month) || !TakeField(text, '-', 1, 31, day) ||
       !TakeField(text, 'T', 0, 23, hour) || !TakeField(text, ':', 0, 59, minute) ||
       !TakeField(text, ':', 0, 60, second) || !text.empty()) {
     return std::nullopt;
   }
-  const std::int64_t days = DayOfDate(year, month, day) - kReferenceDay;
-  return static_cast<double>(days * kSecondsPerDay + hour * 3600 + minute * 60 + second);
+  const std::optional<std::int64_t> days = DayOfDate(year, month, day);
+  if (!days) return std::nullopt;
+  return static_cast<double>((*days - kReferenceDay) * kSecondsPerDay + hour * 3600 + minute * 60 +
+                             second);
 }
 
 std::optional<std::string> ParseData(std::string_view text) {
@@ -208,26 +186,17 @@ void AppendDate(std::string& xml, double seconds) {
   if (std::isnan(seconds)) seconds = 0;
   if (std::abs(seconds) >= kFarthestDate) seconds = seconds < 0 ? kStartOfYear1 : kEndOfYear9999;
   const auto whole = static_cast<std::int64_t>(std::floor(seconds));
-  std::int64_t days = whole / kSecondsPerDay;
-  std::int64_t rest = whole % kSecondsPerDay;
-  if (rest < 0) {
-    rest += kSecondsPerDay;
-    --days;
-  }
-  const Date date = DateOfDay(days + kReferenceDay);
-  if (date.year < 0) xml += '-';
-  AppendPadded(xml, std::abs(date.year), 4);
-  xml += '-';
-  AppendPadded(xml, date.month, 2);
-  xml += '-';
-  AppendPadded(xml, date.day, 2);
-  xml += 'T';
-  AppendPadded(xml, rest / 3600, 2);
-  xml += ':';
-  AppendPadded(xml, rest / 60 % 60, 2);
-  xml += ':';
-  AppendPadded(xml, rest % 60, 2);
-  xml += 'Z';
+  const std::int64_t rest = (whole % kSecondsPerDay + kSecondsPerDay) % kSecondsPerDay;
+  const std::int64_t days = (whole - rest) / kSecondsPerDay + kReferenceDay;
+  const std::int64_t day = (days % kCycleDays + kCycleDays) % kCycleDays;
+  const chrono::year_month_day date(kFirstDay + chrono::days(day));
+  const std::int64_t year = int{date.year()} + (days - day) / kCycleDays * kCycleYears;
+  char text[32];
+  const int size = std::snprintf(
+      text, sizeof text, "%s%04lld-%02u-%02uT%02d:%02d:%02dZ", year < 0 ? "-" : "",
+      static_cast<long long>(std::abs(year)), unsigned{date.month()}, unsigned{date.day()},
+      static_cast<int>(rest / 3600), static_cast<int>(rest / 60 % 60), static_cast<int>(rest % 60));
+  xml.append(text, static_cast<std::size_t>(size));
 }
 
 void AppendExactDate(std::string& xml, double seconds) {

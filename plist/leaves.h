@@ -12,7 +12,6 @@
 // an allocation failure throws std::bad_alloc.
 #pragma once
 
-#include <cstdint>
 #include <optional>
 #include <string>
 #include <string_view>

@@ -63,9 +63,7 @@ class Salvager {
       LosePendingKey();
       Lose("the list breaks off", text_.size(), 0);
     }
-    while (!open_.empty()) {
-      Pop(text_.size());
-    }
+    while (!open_.empty()) Pop(text_.size());
     return std::move(root_);
   }
 
@@ -88,21 +86,15 @@ class Salvager {
       TakeText(token);
       return;
     }
-    if (IsOutsideLevels(token)) {
-      return;
-    }
+    if (IsOutsideLevels(token)) return;
     if (!token.is_known) {
       TakeUnknown(token);
     } else if (token.name == "plist") {
-      if (token.is_damaged) {
-        Lose("an unknown element", token);
-      }
+      if (token.is_damaged) Lose("an unknown element", token);
     } else if (token.kind == Kind::kEnd) {
       TakeEnd(token);
     } else if (IsContainer(token.name)) {
-      if (token.is_damaged) {
-        Lose("malformed markup", token);
-      }
+      if (token.is_damaged) Lose("malformed markup", token);
       OpenContainer(token);
     } else {
       TakeSimple(token);
@@ -112,21 +104,15 @@ class Salvager {
   // The tabs before a tag tell how deep it lies, as long as they did so for every tag before the
   // first damage.
   bool IsOutsideLevels(const Token& token) {
-    if (token.tabs < 0) {
-      return is_outside_;
-    }
+    if (token.tabs < 0) return is_outside_;
     const bool is_end = token.kind == Kind::kEnd;
     const auto level = static_cast<std::size_t>(token.tabs) + (is_end ? 1 : 0);
-    if (token.name == "plist" || (open_.empty() && !is_end)) {
-      return false;
-    }
+    if (token.name == "plist" || (open_.empty() && !is_end)) return false;
     if (losses_->count() == 0) {
       (level == open_.size() ? levels_seen_ : levels_broken_) += 1;
       return false;
     }
-    if (levels_seen_ < 2 || levels_broken_ > 0 || is_closed_) {
-      return false;
-    }
+    if (levels_seen_ < 2 || levels_broken_ > 0 || is_closed_) return false;
     if (level > open_.size()) {
       // Below a container whose beginning was lost.
       if (!is_outside_) {
@@ -152,18 +138,14 @@ class Salvager {
   }
 
   void TakeText(const Token& token) {
-    if (is_outside_) {
-      return;
-    }
+    if (is_outside_) return;
     const std::string_view text = text_.substr(token.begin, token.end - token.begin);
     if (!IsInLostContainer()) {
       Lose(open_.empty() || is_closed_ ? "text outside the list" : "text between the values",
            token);
     }
     Token container = DamagedMarkup::ContainerIn(text);
-    if (container.kind == Kind::kNone || (open_.empty() && container.kind == Kind::kEnd)) {
-      return;
-    }
+    if (container.kind == Kind::kNone || (open_.empty() && container.kind == Kind::kEnd)) return;
     container.begin += token.begin;
     container.end += token.begin;
     if (container.kind == Kind::kEnd) {
@@ -181,9 +163,7 @@ class Salvager {
     std::size_t end = token.end;
     if (token.kind == Kind::kStart) {
       end = token.is_damaged ? kNowhere : markup_.EndOfSimple(token.name, token.end, found);
-      if (token.is_damaged) {
-        found = std::min(text_.size(), text_.find('<', token.end));
-      }
+      if (token.is_damaged) found = std::min(text_.size(), text_.find('<', token.end));
     }
     if (token.is_damaged || end == kNowhere) {
       // The next tag may be its own end, damaged.
@@ -197,15 +177,11 @@ class Salvager {
       markup_.MoveTo(behind);
       LoseHere(is_key ? "a key that does not end" : "a value that does not end", token.begin,
                behind - token.begin);
-      if (!is_key) {
-        FreeKey();
-      }
+      if (!is_key) FreeKey();
       return;
     }
     markup_.MoveTo(end);
-    if (IsInLostContainer()) {
-      return;
-    }
+    if (IsInLostContainer()) return;
     const std::string_view element = text_.substr(token.begin, end - token.begin);
     if (!is_key) {
       Place(Parsed(element), token.begin, element.size());
@@ -231,9 +207,7 @@ class Salvager {
       Lose("a key outside a dictionary", at, bytes);
       return;
     }
-    if (std::exchange(is_closed_, false)) {
-      Lose("an end tag too many", at, 0);
-    }
+    if (std::exchange(is_closed_, false)) Lose("an end tag too many", at, 0);
     LosePendingKey();
     if (!key) {
       Lose("a key that cannot be read", at, bytes);
@@ -297,9 +271,7 @@ class Salvager {
       return nullptr;
     }
     const Text key = container.key.text();
-    if (container.value->Find(key) != nullptr) {
-      Lose("a value whose key occurs again", at, 0);
-    }
+    if (container.value->Find(key) != nullptr) Lose("a value whose key occurs again", at, 0);
     container.value->Set(key, std::move(value));
     Value* const place = container.value->Change(key);
     // A container that was placed goes on naming the path of its content.
@@ -312,14 +284,10 @@ class Salvager {
   void TakeEnd(const Token& token) {
     if (!IsContainer(token.name)) {
       // The start was lost, and named.
-      if (token.is_damaged) {
-        LoseHere("malformed markup", token.begin, token.end - token.begin);
-      }
+      if (token.is_damaged) LoseHere("malformed markup", token.begin, token.end - token.begin);
       return;
     }
-    if (token.is_damaged) {
-      LoseHere("malformed markup", token.begin, token.end - token.begin);
-    }
+    if (token.is_damaged) LoseHere("malformed markup", token.begin, token.end - token.begin);
     const bool is_dictionary = token.name == "dict";
     if ((is_dictionary ? dictionaries_ : arrays_) == 0 || is_closed_) {
       LoseHere("an end tag too many", token.begin, token.end - token.begin);
@@ -328,9 +296,7 @@ class Salvager {
     while (open_.back().is_dictionary != is_dictionary) {
       LoseHere("a container that does not end", token.begin, 0);
       CloseInnermost(token.begin);
-      if (is_closed_) {
-        return;
-      }
+      if (is_closed_) return;
     }
     CloseInnermost(token.end);
   }
@@ -347,9 +313,7 @@ class Salvager {
 
   void Pop(std::size_t end) {
     const Open& container = open_.back();
-    if (container.loss != kNowhere) {
-      losses_->SetBytes(container.loss, end - container.begin);
-    }
+    if (container.loss != kNowhere) losses_->SetBytes(container.loss, end - container.begin);
     --(container.is_dictionary ? dictionaries_ : arrays_);
     open_.pop_back();
   }
@@ -358,9 +322,7 @@ class Salvager {
     if (token.kind == Kind::kEnd) {
       // Of a container whose start was unknown, too, or damaged beyond recognition.
       LoseHere("an unknown element", token.begin, token.end - token.begin);
-      if (!open_.empty() && !is_closed_) {
-        CloseInnermost(token.end);
-      }
+      if (!open_.empty() && !is_closed_) CloseInnermost(token.end);
       return;
     }
     const std::size_t next = std::min(text_.size(), text_.find('<', token.end));
@@ -382,15 +344,11 @@ class Salvager {
 
   // The key of a value that is lost, and named.
   void FreeKey() {
-    if (!open_.empty()) {
-      open_.back().key = {};
-    }
+    if (!open_.empty()) open_.back().key = {};
   }
 
   void LosePendingKey() {
-    if (open_.empty() || !open_.back().key) {
-      return;
-    }
+    if (open_.empty() || !open_.back().key) return;
     Lose("a key without a value", open_.back().key_at, 0);
     open_.back().key = {};
   }
@@ -401,9 +359,7 @@ class Salvager {
 
   // Entries of a container that is lost are part of that loss.
   void LoseHere(const char* what, std::size_t at, std::size_t bytes) {
-    if (!IsInLostContainer()) {
-      Lose(what, at, bytes);
-    }
+    if (!IsInLostContainer()) Lose(what, at, bytes);
   }
 
   void Lose(const char* what, const Token& token) {

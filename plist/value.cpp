@@ -7,7 +7,6 @@
 #include <cstring>
 #include <mutex>
 #include <new>
-#include <utility>
 
 #include "host/reference_count.h"
 #include "plist/entry_index.h"

@@ -1,6 +1,5 @@
 #include "plist/xml.h"
 
-#include <algorithm>
 #include <utility>
 
 #include "plist/leaves.h"
@@ -11,7 +10,7 @@ namespace orvik::plist {
 namespace {
 
 // Writes simple values as the writer does between their tags.
-class Rewriter final : public Sink {
+class Rewriter final : public Checker {
  public:
   // Whether the writer's text and attributes of a value, so many containers deep, are those that
   // the value has.
@@ -31,7 +30,6 @@ class Rewriter final : public Sink {
     AppendReal(text_, value);
     return true;
   }
-  bool Boolean(bool) override { return true; }
   bool Date(double seconds) override {
     AppendDate(text_, seconds);
     AppendExactDate(attributes_, seconds);
@@ -43,13 +41,10 @@ class Rewriter final : public Sink {
     text_.append(static_cast<std::size_t>(depth_), '\t');
     return true;
   }
-  bool OpenArray(std::size_t) override { return false; }
-  bool OpenDictionary(std::size_t) override { return false; }
   bool Key(const Text& text, const Value*) override {
     AppendEscapedText(text_, text);
     return true;
   }
-  bool Close() override { return false; }
 
  private:
   XmlValueSender sender_;
@@ -314,11 +309,7 @@ bool XmlText::SendFrom(const std::shared_ptr<const XmlText>& xml, std::size_t be
 }
 
 bool XmlDictionary::Send(Sink& sink) const {
-  return sink.OpenDictionary(0) && SendEntries(sink);
-}
-
-bool XmlDictionary::SendEntries(Sink& sink) const {
-  return XmlText::SendFrom(xml_, extent().begin, index_, true, sink);
+  return sink.OpenDictionary(0) && XmlText::SendFrom(xml_, extent().begin, index_, true, sink);
 }
 
 }  // namespace orvik::plist
