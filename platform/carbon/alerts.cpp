@@ -32,11 +32,7 @@ OSErr StandardAlert(AlertType type, ConstStr255Param error, ConstStr255Param exp
   desktop::AlertRequest request{.level = LevelOf(type),
                                 .header = Utf8FromPascal(error),
                                 .message = Utf8FromPascal(explanation),
-                                .buttons = {},
-                                .default_button = 0,
-                                .cancel_button = -1,
-                                .destructive_button = -1,
-                                .timeout = 0};
+                                .buttons = {}};
   // The item of each button of the request, which has no gaps.
   std::vector<DialogItemIndex> items;
   const auto add = [&](DialogItemIndex item, std::string label) {
@@ -50,9 +46,7 @@ OSErr StandardAlert(AlertType type, ConstStr255Param error, ConstStr255Param exp
   if (record.cancelText != nullptr) {
     add(kAlertStdAlertCancelButton, Utf8FromPascal(record.cancelText));
   }
-  if (record.otherText != nullptr) {
-    add(kAlertStdAlertOtherButton, Utf8FromPascal(record.otherText));
-  }
+  if (record.otherText != nullptr) add(kAlertStdAlertOtherButton, Utf8FromPascal(record.otherText));
 
   const std::optional<int> answer = desktop::ShowAlert(request);
   if (!answer) return userCanceledErr;

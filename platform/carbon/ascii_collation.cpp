@@ -1,7 +1,6 @@
 #include "platform/carbon/ascii_collation.h"
 
 #include <algorithm>
-#include <memory>
 #include <vector>
 
 #include "text/characters.h"
@@ -9,11 +8,6 @@
 namespace orvik::carbon {
 
 namespace {
-
-struct CloseCollator {
-  void operator()(UCollator* collator) const { icu::ucol_close(collator); }
-};
-using Collator = std::unique_ptr<UCollator, CloseCollator>;
 
 struct CloseSet {
   void operator()(USet* set) const { icu::uset_close(set); }

@@ -3,11 +3,17 @@
 
 #include <array>
 #include <atomic>
+#include <memory>
 #include <string_view>
 
 #include "text/unicode_library.h"
 
 namespace orvik::carbon {
+
+struct CloseCollator {
+  void operator()(UCollator* collator) const { icu::ucol_close(collator); }
+};
+using Collator = std::unique_ptr<UCollator, CloseCollator>;
 
 // The order that a collator gives to ASCII text, where it comes from the single characters alone.
 // A table then answers as the collator does, in a fraction of the time.

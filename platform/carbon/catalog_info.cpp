@@ -1,6 +1,5 @@
 #include "platform/carbon/catalog_info.h"
 
-#include <fcntl.h>
 #include <sys/stat.h>
 
 #include <algorithm>

@@ -26,9 +26,9 @@ namespace orvik {
 // The width-insensitive mask makes that the order of the texts in their normal widths.
 struct OpaqueCollator {
   struct Level {
-    UCollator* any = nullptr;
+    std::shared_ptr<UCollator> any;
     // Without normalization, several times as fast: for texts that have nothing to compose.
-    UCollator* simple = nullptr;
+    std::shared_ptr<UCollator> simple;
     std::unique_ptr<carbon::LazyAsciiCollation> ascii;
   };
   Level tertiary;
@@ -45,25 +45,24 @@ constexpr UCCollateOptions kUsedOptions =
     kUCCollateComposeInsensitiveMask | kUCCollateWidthInsensitiveMask |
     kUCCollateCaseInsensitiveMask | kUCCollatePunctuationSignificantMask;
 
-UCollator* Open(const char* locale, UCCollateOptions options, UCollationStrength strength,
-                bool normalizes) {
+// Null when it cannot be opened.
+std::shared_ptr<UCollator> Open(const char* locale, UCCollateOptions options,
+                                UCollationStrength strength, bool normalizes) {
   UErrorCode status = U_ZERO_ERROR;
-  UCollator* collator = icu::ucol_open(locale, &status);
+  carbon::Collator collator(icu::ucol_open(locale, &status));
   if (U_FAILURE(status)) {
     // The locale does not exist: the root collation sorts. Without one all texts would be equal.
     status = U_ZERO_ERROR;
-    collator = icu::ucol_open("", &status);
+    collator.reset(icu::ucol_open("", &status));
   }
   if (U_FAILURE(status)) return nullptr;
-  icu::ucol_setStrength(collator, strength);
-  if (normalizes) icu::ucol_setAttribute(collator, UCOL_NORMALIZATION_MODE, UCOL_ON, &status);
+  icu::ucol_setStrength(collator.get(), strength);
+  if (normalizes) icu::ucol_setAttribute(collator.get(), UCOL_NORMALIZATION_MODE, UCOL_ON, &status);
   icu::ucol_setAttribute(
-      collator, UCOL_ALTERNATE_HANDLING,
+      collator.get(), UCOL_ALTERNATE_HANDLING,
       (options & kUCCollatePunctuationSignificantMask) != 0 ? UCOL_NON_IGNORABLE : UCOL_SHIFTED,
       &status);
-  if (U_SUCCESS(status)) return collator;
-  icu::ucol_close(collator);
-  return nullptr;
+  return U_SUCCESS(status) ? std::move(collator) : nullptr;
 }
 
 bool OpenLevel(const char* locale, UCCollateOptions options, UCollationStrength strength,
@@ -72,13 +71,8 @@ bool OpenLevel(const char* locale, UCCollateOptions options, UCollationStrength 
   level.any = Open(locale, options, strength, normalizes);
   level.simple = normalizes ? Open(locale, options, strength, false) : level.any;
   if (level.any == nullptr || level.simple == nullptr) return false;
-  level.ascii = std::make_unique<carbon::LazyAsciiCollation>(level.simple, strength);
+  level.ascii = std::make_unique<carbon::LazyAsciiCollation>(level.simple.get(), strength);
   return true;
-}
-
-void Close(const OpaqueCollator::Level& level) {
-  if (level.simple != nullptr && level.simple != level.any) icu::ucol_close(level.simple);
-  if (level.any != nullptr) icu::ucol_close(level.any);
 }
 
 // Collators are kept as long as the program runs.
@@ -92,8 +86,6 @@ CollatorRef OpenOnce(const char* locale, UCCollateOptions options) {
   if (!OpenLevel(locale, options, UCOL_TERTIARY, collator.tertiary) ||
       ((options & kUCCollateCaseInsensitiveMask) != 0 &&
        !OpenLevel(locale, options, UCOL_SECONDARY, collator.secondary))) {
-    Close(collator.tertiary);
-    Close(collator.secondary);
     return nullptr;
   }
   return &open->emplace(std::pair(locale, options), std::move(collator)).first->second;
@@ -132,7 +124,7 @@ int Order(const OpaqueCollator::Level& level, char16_t all, std::u16string_view 
   if (all < 0x80) {
     if (const carbon::AsciiCollation* const table = level.ascii->Get()) return table->Compare(a, b);
   }
-  return Order(all < kSimple ? level.simple : level.any, a, b);
+  return Order((all < kSimple ? level.simple : level.any).get(), a, b);
 }
 
 int Order(const OpaqueCollator::Level& level, std::u16string_view a, std::u16string_view b) {

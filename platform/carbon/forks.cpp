@@ -144,19 +144,13 @@ FSIORefNum RegisterFork(std::shared_ptr<OpenFork> fork) {
   return static_cast<FSIORefNum>(slot - forks.begin() + 1);
 }
 
-// Null when the number is not in use.
-std::shared_ptr<OpenFork> FindFork(FSIORefNum number) {
-  const std::lock_guard lock{forks_mutex};
-  const auto& forks = Forks();
-  if (number <= 0 || static_cast<std::size_t>(number) > forks.size()) return nullptr;
-  return forks[static_cast<std::size_t>(number) - 1];
-}
-
-std::shared_ptr<OpenFork> UnregisterFork(FSIORefNum number) {
+// The fork of a number, which may be freed; null when it is not in use.
+std::shared_ptr<OpenFork> FindFork(FSIORefNum number, bool frees = false) {
   const std::lock_guard lock{forks_mutex};
   auto& forks = Forks();
   if (number <= 0 || static_cast<std::size_t>(number) > forks.size()) return nullptr;
-  return std::exchange(forks[static_cast<std::size_t>(number) - 1], nullptr);
+  std::shared_ptr<OpenFork>& slot = forks[static_cast<std::size_t>(number) - 1];
+  return frees ? std::move(slot) : slot;
 }
 
 // Opens the data fork of the regular file that `ref` names (or the link it names leads to), under
@@ -254,7 +248,7 @@ OSErr FSOpenFork(const FSRef* ref, unsigned long name_length, const UniChar*, SI
 }
 
 OSErr FSCloseFork(FSIORefNum fork) {
-  const std::shared_ptr<OpenFork> closing = UnregisterFork(fork);
+  const std::shared_ptr<OpenFork> closing = FindFork(fork, true);
   return closing ? Status(closing->Close()) : OSErr{rfNumErr};
 }
 

@@ -1,14 +1,13 @@
 #include "platform/carbon/machine.h"
 
-#include <limits.h>
 #include <unistd.h>
 
-#include <cerrno>
+#include <chrono>
 #include <cstdint>
 #include <ctime>
 #include <optional>
 #include <string>
-#include <string_view>
+#include <thread>
 
 #include "host/proc.h"
 #include "host/replace_file.h"
@@ -43,12 +42,6 @@ bool IsRunning(const ProcessSerialNumber& process) {
 constexpr UInt64 kTicksPerSecond = 60;
 constexpr UInt64 kNanoseconds = 1'000'000'000;
 
-timespec SinceStart() {
-  timespec now{};
-  clock_gettime(CLOCK_BOOTTIME, &now);
-  return now;
-}
-
 constexpr SInt32 kOfferedSystemVersion = 0x1049;
 }  // namespace
 
@@ -70,20 +63,15 @@ OSStatus CopyProcessName(const ProcessSerialNumber* process, CFStringRef* name) 
 }
 
 UInt32 TickCount() {
-  const timespec now = SinceStart();
+  timespec now{};
+  clock_gettime(CLOCK_BOOTTIME, &now);
   return static_cast<UInt32>(static_cast<UInt64>(now.tv_sec) * kTicksPerSecond +
                              static_cast<UInt64>(now.tv_nsec) * kTicksPerSecond / kNanoseconds);
 }
 
 void Delay(UInt32 ticks, UInt32* final_ticks) {
-  timespec until{};
-  clock_gettime(CLOCK_MONOTONIC, &until);
-  const UInt64 nanoseconds =
-      static_cast<UInt64>(until.tv_nsec) + ticks % kTicksPerSecond * kNanoseconds / kTicksPerSecond;
-  until.tv_sec += static_cast<time_t>(ticks / kTicksPerSecond + nanoseconds / kNanoseconds);
-  until.tv_nsec = static_cast<long>(nanoseconds % kNanoseconds);
-  while (clock_nanosleep(CLOCK_MONOTONIC, TIMER_ABSTIME, &until, nullptr) == EINTR) {
-  }
+  // Goes on after a signal.
+  std::this_thread::sleep_for(std::chrono::nanoseconds(ticks * kNanoseconds / kTicksPerSecond));
   if (final_ticks != nullptr) *final_ticks = TickCount();
 }
 

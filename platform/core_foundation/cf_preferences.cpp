@@ -2,16 +2,12 @@
 
 #include <time.h>
 
-#include <cerrno>
 #include <functional>
 #include <map>
 #include <mutex>
 #include <optional>
-#include <string>
-#include <string_view>
 #include <utility>
 
-#include "platform/core_foundation/collections.h"
 #include "platform/core_foundation/string.h"
 #include "plist/file.h"
 #include "plist/forms.h"
@@ -30,35 +26,118 @@ std::int64_t Now() {
   return std::int64_t{now.tv_sec} * 1'000'000'000 + now.tv_nsec;
 }
 
-std::size_t HashOf(std::string_view bytes) {
-  return std::hash<std::string_view>()(bytes);
-}
-
 // The entries of one file with the changes that wait to be saved into it.
 class PreferenceDomain {
  public:
-  explicit PreferenceDomain(std::string file);
+  explicit PreferenceDomain(std::string file) : file_(std::move(file)) {}
 
   // Reads the file when it is not the one that was read before.
-  void Refresh();
+  void Refresh() {
+    if (IsAsSeen()) return;
+    plist::File file(file_);
+    file.Read();
+    Take(file);
+  }
 
   // Null when there is none; valid until the next call.
-  const plist::Value* Find(const plist::Text& key) const;
+  const plist::Value* Find(const plist::Text& key) const {
+    if (const plist::Value* changed = changes_.Find(key)) return changed;
+    return removals_.Find(key) != nullptr ? nullptr : saved_.Find(key);
+  }
+
   // Remembers a change; false for a value that no property list can hold below a key. No value
   // removes the entry.
-  bool Set(const plist::Text& key, const plist::Value& value);
+  bool Set(const plist::Text& key, const plist::Value& value) {
+    if (!value) {
+      changes_.Remove(key);
+      removals_.Set(key, true);
+      return true;
+    }
+    // Checked as deep as it will lie in the file.
+    if (plist::FindFault(plist::Value::Dictionary({{key, value}}))) return false;
+    removals_.Remove(key);
+    changes_.Set(key, value);
+    return true;
+  }
+
   bool has_changes() const { return changes_.count() + removals_.count() > 0; }
-  void DropChanges();
+
+  void DropChanges() {
+    changes_ = plist::Value::Dictionary();
+    removals_ = plist::Value::Dictionary();
+  }
 
   // Puts the changes into what the locked file of this domain holds now: 0 or an error number,
   // after which they are kept. EINVAL: a property list cannot hold the entries. Nothing is written
-  // when every entry has its value already.
-  int Save(plist::File& file);
+  // when every entry has its value already. A damaged file is kept aside, an empty one is not worth
+  // it.
+  int Save(plist::File& file) {
+    using Contents = plist::File::Contents;
+    if (file.Read() == Contents::kUnreadable) return file.error();
+    Take(file);
+    // The entries here stay those of the file until it is saved.
+    plist::Value entries = saved_;
+    if (!ApplyChanges(entries)) {
+      const int error = file.Flush();
+      if (error == 0) DropChanges();
+      return error;
+    }
+    const bool is_damaged =
+        file.contents() == Contents::kDamaged || file.contents() == Contents::kNotDictionary;
+    if (is_damaged && !file.bytes()->empty()) {
+      if (const int error = file.KeepAside()) return error;
+    }
+    if (const int error = file.Save(entries)) return error;
+    saved_ = std::move(entries);
+    has_entries_ = true;
+    bytes_hash_ = 0;
+    is_loaded_ = true;
+    // A file that was put in place has a time of its own.
+    NoteIdentity(file, file.wrote());
+    DropChanges();
+    return 0;
+  }
 
  private:
-  bool IsAsSeen() const;
-  void Take(const plist::File& file);
-  bool ApplyChanges(plist::Value& entries) const;
+  bool IsAsSeen() const {
+    if (!is_loaded_) return false;
+    const host::FileIdentity present = host::IdentityOf(file_);
+    return present == seen_ && (is_distinct_ || !present.exists);
+  }
+
+  void NoteIdentity(const plist::File& file, bool is_distinct) {
+    seen_ = file.identity();
+    is_distinct_ = is_distinct || (seen_.exists && Now() - seen_.modified > kClockStep);
+  }
+
+  // Takes over what was read. Of bytes with the same hash as before the entries here stay, so that
+  // values that were handed out go on sharing memory with them.
+  void Take(const plist::File& file) {
+    using Contents = plist::File::Contents;
+    is_loaded_ = file.contents() != Contents::kUnreadable;
+    NoteIdentity(file, false);
+    const std::size_t hash = file.bytes() == nullptr ? 0 : std::hash<std::string>()(*file.bytes());
+    if (file.contents() != Contents::kEntries) {
+      saved_ = plist::Value::Dictionary();
+    } else if (bytes_hash_ != hash || !has_entries_) {
+      saved_ = file.root();
+    }
+    has_entries_ = file.contents() == Contents::kEntries;
+    bytes_hash_ = hash;
+  }
+
+  // False when every entry has its value already.
+  bool ApplyChanges(plist::Value& entries) const {
+    bool changes = false;
+    for (const auto& entry : removals_.entries()) changes |= entries.Remove(entry.key.text());
+    for (const auto& entry : changes_.entries()) {
+      const plist::Value* present = entries.Find(entry.key.text());
+      if (present != nullptr && *present == entry.value) continue;
+      entries.SetSharing(entry.key, entry.value);
+      changes = true;
+    }
+    return changes;
+  }
 
   std::string file_;
 
@@ -74,106 +153,6 @@ class PreferenceDomain {
   plist::Value changes_ = plist::Value::Dictionary();
   plist::Value removals_ = plist::Value::Dictionary();
 };
-
-PreferenceDomain::PreferenceDomain(std::string file) : file_(std::move(file)) {}
-
-bool PreferenceDomain::IsAsSeen() const {
-  if (!is_loaded_) return false;
-  const host::FileIdentity present = host::IdentityOf(file_);
-  return present == seen_ && (is_distinct_ || !present.exists);
-}
-
-void PreferenceDomain::Refresh() {
-  if (IsAsSeen()) return;
-  plist::File file(file_);
-  file.Read();
-  Take(file);
-}
-
-// Takes over what was read. Of bytes with the same hash as before the entries here stay, so that
-// values that were handed out go on sharing memory with them.
-void PreferenceDomain::Take(const plist::File& file) {
-  using Contents = plist::File::Contents;
-  is_loaded_ = file.contents() != Contents::kUnreadable;
-  seen_ = file.identity();
-  is_distinct_ = seen_.exists && Now() - seen_.modified > kClockStep;
-  const std::size_t hash = file.bytes() == nullptr ? 0 : HashOf(*file.bytes());
-  if (file.contents() != Contents::kEntries) {
-    saved_ = plist::Value::Dictionary();
-  } else if (bytes_hash_ != hash || !has_entries_) {
-    saved_ = file.root();
-  }
-  has_entries_ = file.contents() == Contents::kEntries;
-  bytes_hash_ = hash;
-}
-
-const plist::Value* PreferenceDomain::Find(const plist::Text& key) const {
-  if (const plist::Value* changed = changes_.Find(key)) return changed;
-  return removals_.Find(key) != nullptr ? nullptr : saved_.Find(key);
-}
-
-bool PreferenceDomain::Set(const plist::Text& key, const plist::Value& value) {
-  if (!value) {
-    changes_.Remove(key);
-    removals_.Set(key, true);
-    return true;
-  }
-  // Checked as deep as it will lie in the file.
-  plist::Value wrapped = plist::Value::Dictionary();
-  wrapped.Set(key, value);
-  if (plist::FindFault(wrapped)) return false;
-  removals_.Remove(key);
-  changes_.Set(key, value);
-  return true;
-}
-
-void PreferenceDomain::DropChanges() {
-  changes_ = plist::Value::Dictionary();
-  removals_ = plist::Value::Dictionary();
-}
-
-// Puts the changes into the entries; false when every entry has its value already.
-bool PreferenceDomain::ApplyChanges(plist::Value& entries) const {
-  bool changes = false;
-  for (const auto& entry : removals_.entries()) changes |= entries.Remove(entry.key.text());
-  for (const auto& entry : changes_.entries()) {
-    const plist::Value* present = entries.Find(entry.key.text());
-    if (present != nullptr && *present == entry.value) continue;
-    entries.SetSharing(entry.key, entry.value);
-    changes = true;
-  }
-  return changes;
-}
-
-// Reads under the lock first: the changes go into what the file holds now, not into what it held
-// when they were set. A damaged file is kept aside, an empty one is not worth it.
-int PreferenceDomain::Save(plist::File& file) {
-  using Contents = plist::File::Contents;
-  if (file.Read() == Contents::kUnreadable) return file.error();
-  Take(file);
-  // The entries here stay those of the file until it is saved.
-  plist::Value entries = saved_;
-  if (!ApplyChanges(entries)) {
-    const int error = file.Flush();
-    if (error == 0) DropChanges();
-    return error;
-  }
-  const bool is_damaged =
-      file.contents() == Contents::kDamaged || file.contents() == Contents::kNotDictionary;
-  if (is_damaged && !file.bytes()->empty()) {
-    if (const int error = file.KeepAside()) return error;
-  }
-  if (const int error = file.Save(entries)) return error;
-  saved_ = std::move(entries);
-  has_entries_ = true;
-  bytes_hash_ = 0;
-  seen_ = file.identity();
-  is_loaded_ = true;
-  // A file that was put in place has a time of its own.
-  is_distinct_ = file.wrote() || Now() - seen_.modified > kClockStep;
-  DropChanges();
-  return 0;
-}
 
 bool Is(CFStringRef text, CFStringRef constant) {
   return text != nullptr && CFEqual(text, constant);

@@ -21,8 +21,6 @@
 // Calls may come from several threads: a mutex guards what is kept in memory.
 #pragma once
 
-#include <string>
-
 #include "platform/core_foundation/base.h"
 #include "platform/core_foundation/collections.h"
 

@@ -1,12 +1,7 @@
 
 #include "platform/core_foundation/collections.h"
 
-#include <cstdint>
 #include <mutex>
-#include <optional>
-#include <string>
-#include <utility>
-#include <vector>
 
 #include "platform/core_foundation/scalars.h"
 #include "platform/core_foundation/string.h"
@@ -199,14 +194,6 @@ void NSArray::addObject(const NSObject* object) {
   object->retain();
 }
 
-CFTypeID NSArray::typeID() const {
-  return CFArrayGetTypeID();
-}
-
-CFHashCode NSArray::hash() const {
-  return Objects().size();
-}
-
 NSObject* NSArray::CopyObjects(CFOptionFlags options) const {
   auto* copy = new NSArray(options);
   copy->objects_ = Objects();
@@ -294,16 +281,7 @@ NSObject* NSDictionary::objectForKey(const NSObject* key) const {
 void NSDictionary::setObject(const NSObject* value, const NSObject* key) {
   if (!isMutable() || key == nullptr || value == nullptr) return;
   Load();
-  const NSObject* own_key = key->copy();
-  SetOwned(own_key != nullptr ? own_key : Retained(key), Retained(value));
-}
-
-CFTypeID NSDictionary::typeID() const {
-  return CFDictionaryGetTypeID();
-}
-
-CFHashCode NSDictionary::hash() const {
-  return static_cast<CFHashCode>(count());
+  SetOwned(key->copy(), Retained(value));
 }
 
 NSObject* NSDictionary::CopyObjects(CFOptionFlags options) const {

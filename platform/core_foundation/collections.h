@@ -10,7 +10,6 @@
 #pragma once
 
 #include <atomic>
-#include <cstdint>
 #include <optional>
 #include <string>
 #include <utility>
@@ -82,6 +81,9 @@ class NSEnumerator final : public NSObject {
   std::size_t next_ = 0;
 };
 
+CFTypeID CFArrayGetTypeID();
+CFTypeID CFDictionaryGetTypeID();
+
 class NSArray final : public NSCollection {
  public:
   // An empty mutable array, and one of an array's value; owned by the caller.
@@ -103,8 +105,8 @@ class NSArray final : public NSCollection {
     return objects_;
   }
 
-  CFTypeID typeID() const override;
-  CFHashCode hash() const override;
+  CFTypeID typeID() const override { return CFArrayGetTypeID(); }
+  CFHashCode hash() const override { return Objects().size(); }
   const NSString* description() const override;
 
  private:
@@ -118,7 +120,6 @@ class NSArray final : public NSCollection {
 };
 
 using CFArrayRef = const NSArray*;
-CFTypeID CFArrayGetTypeID();
 
 // Looks values up by their keys' hash and walks them in the order in which the keys were first put
 // in. Keys are kept as immutable copies.
@@ -151,8 +152,8 @@ class NSDictionary final : public NSCollection {
     return entries_;
   }
 
-  CFTypeID typeID() const override;
-  CFHashCode hash() const override;
+  CFTypeID typeID() const override { return CFDictionaryGetTypeID(); }
+  CFHashCode hash() const override { return Entries().size(); }
   const NSString* description() const override;
 
  private:
@@ -171,7 +172,6 @@ class NSDictionary final : public NSCollection {
 };
 
 using CFDictionaryRef = const NSDictionary*;
-CFTypeID CFDictionaryGetTypeID();
 
 // An object for the value, owned by the caller; null for no value. Arrays and dictionaries share
 // the value until their objects are first used; long strings and data share their memory with it.

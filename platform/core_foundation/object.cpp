@@ -1,7 +1,6 @@
 #include "platform/core_foundation/object.h"
 
 #include <atomic>
-#include <cstdint>
 #include <functional>
 #include <new>
 #include <utility>
@@ -69,7 +68,7 @@ CFHashCode NSObject::hash() const {
 }
 
 NSObject* NSObject::copy() const {
-  return nullptr;
+  return const_cast<NSObject*>(Retained(this));
 }
 
 NSObject* NSObject::mutableCopy() const {

@@ -47,8 +47,8 @@ class NSObject {
   virtual bool isEqual(const NSObject* other) const;
   // Not to be stored: hashes of strings have a key of the process.
   virtual CFHashCode hash() const;
-  // An immutable copy, and a mutable one, owned by the caller. Immutable objects answer copy with
-  // themselves; null when the class has no copies.
+  // An immutable copy, and a mutable one, owned by the caller. Immutable objects, and those of
+  // classes without copies, answer copy with themselves; mutableCopy is null where there is none.
   virtual NSObject* copy() const;
   virtual NSObject* mutableCopy() const;
   // The text that "%@" shows, owned by an autorelease pool.

@@ -8,7 +8,6 @@
 #include <filesystem>
 #include <functional>
 #include <memory>
-#include <utility>
 
 #include "host/replace_file.h"
 #include "platform/core_foundation/object_support.h"
@@ -37,10 +36,6 @@ CFHashCode NSNumber::hash() const {
   return std::isnan(value_.real()) ? 0 : std::hash<double>()(value_.real());
 }
 
-NSObject* NSNumber::copy() const {
-  return const_cast<NSNumber*>(Retained(this));
-}
-
 const NSString* NSNumber::description() const {
   char text[32];
   const auto print = [&](auto number) { return std::to_chars(text, text + sizeof text, number); };
@@ -58,10 +53,6 @@ const NSDate* NSDate::Create(CFAbsoluteTime time) {
 
 CFHashCode NSDate::hash() const {
   return std::hash<double>()(time_);
-}
-
-NSObject* NSDate::copy() const {
-  return const_cast<NSDate*>(Retained(this));
 }
 
 const NSString* NSDate::description() const {
@@ -105,22 +96,13 @@ const NSData* NSData::dataWithContentsOfFile(const NSString* path) {
   return Autoreleased(Create(std::move(content)));
 }
 
-ObjCBool NSData::writeToFile(const NSString* path, ObjCBool atomically) const {
+ObjCBool NSData::writeToFile(const NSString* path, ObjCBool) const {
   const auto file = FilePath(path);
-  if (!file) return NO;
-  const int error =
-      atomically != NO
-          ? host::ReplaceFile(*file, *bytes_).error
-          : host::ReplaceFile(*file, *bytes_, {.present = host::Present::kWriteInto}).error;
-  return error == 0 ? YES : NO;
+  return file && host::ReplaceFile(*file, *bytes_).error == 0 ? YES : NO;
 }
 
 CFHashCode NSData::hash() const {
   return std::hash<std::string_view>()(View());
-}
-
-NSObject* NSData::copy() const {
-  return const_cast<NSData*>(Retained(this));
 }
 
 const NSString* NSData::description() const {

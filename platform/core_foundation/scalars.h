@@ -26,7 +26,6 @@ class NSNumber final : public NSObject {
   static const NSNumber* numberWithBool(ObjCBool value);
 
   CFHashCode hash() const override;
-  NSObject* copy() const override;
   // "1" and "0" for booleans; as few digits of a real as give it back.
   const NSString* description() const override;
   plist::Value value() const override { return value_; }
@@ -46,7 +45,6 @@ class NSDate final : public NSObject {
   static const NSDate* Create(CFAbsoluteTime time);
 
   CFHashCode hash() const override;
-  NSObject* copy() const override;
   // "YYYY-MM-DD HH:MM:SS +0000", or "no date" beyond 30,000 years.
   const NSString* description() const override;
   plist::Value value() const override { return plist::Value::Date(time_); }
@@ -71,8 +69,8 @@ class NSData final : public NSObject {
   // The whole file, autoreleased; null if it cannot be read or is not a regular file.
   static const NSData* dataWithContentsOfFile(const NSString* path);
 
-  // Creates or replaces the file. Atomically, a reader sees the old or the new content and a
-  // failure leaves the old one; otherwise the file is written in place.
+  // Creates or replaces the file, always atomically: a reader sees the old or the new content, and
+  // a failure leaves the old one.
   ObjCBool writeToFile(const NSString* path, ObjCBool atomically) const;
 
   // The bytes, as long as the object lives; and as they are shared with values.
@@ -80,7 +78,6 @@ class NSData final : public NSObject {
   const plist::Bytes& Shared() const { return bytes_; }
 
   CFHashCode hash() const override;
-  NSObject* copy() const override;
   // "<00010203 04>": the bytes in hexadecimal digits.
   const NSString* description() const override;
   plist::Value value() const override { return plist::Value::Data(bytes_); }

@@ -24,9 +24,6 @@ SInt32 CFUserNotificationDisplayAlert(CFTimeInterval timeout, CFOptionFlags flag
                                 .header = Utf8(header),
                                 .message = Utf8(message),
                                 .buttons = {default_title != nullptr ? Utf8(default_title) : "OK"},
-                                .default_button = 0,
-                                .cancel_button = -1,
-                                .destructive_button = -1,
                                 .timeout = timeout};
   // The answer of each button of the request.
   std::vector<CFOptionFlags> responses{kCFUserNotificationDefaultResponse};
