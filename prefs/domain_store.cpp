@@ -13,11 +13,15 @@ namespace orvik {
 
 namespace {
 
-// The platform's preferences, which keep the entries of a file that did not change.
-class PlatformDomainStore : public DomainStore {
+// The platform's preferences, which keep the entries of a file that did not change. Those of the
+// machine are saved as they are set.
+class PlatformDomainStore final : public DomainStore {
  public:
-  PlatformDomainStore(const CAtlString& domain, CFStringRef user, CFStringRef host)
-      : domain_(domain.CreateCFStringRef(kCFAllocatorDefault)), user_(user), host_(host) {}
+  explicit PlatformDomainStore(const EffectiveDomain& domain)
+      : domain_(domain.domain.CreateCFStringRef(kCFAllocatorDefault)),
+        is_user_(domain.scope == kUserScope) {}
+
+  PrefStatus Synchronize() override { return Save(); }
 
   plist::Value Entry(const plist::Text& name) override {
     const CAutoCFRelease<CFTypeRef> value(
@@ -31,12 +35,9 @@ class PlatformDomainStore : public DomainStore {
     return PrefStatus::Ok();
   }
 
-  PrefStatus Save() override { return PrefStatus::Ok(); }
-
- protected:
-  PrefStatus SynchronizeDomain() {
-    const bool is_saved = CFPreferencesSynchronize(domain_, user_, host_) != 0;
-    return is_saved ? PrefStatus::Ok() : PrefStatus{PrefError::kNotSaved};
+  PrefStatus Save() override {
+    const bool is_saved = !is_user_ || CFPreferencesSynchronize(domain_, user_, host_) != 0;
+    return {is_saved ? PrefError::kNone : PrefError::kNotSaved};
   }
 
  private:
@@ -45,42 +46,23 @@ class PlatformDomainStore : public DomainStore {
         CreateObject(plist::Value::String(name), kCFPropertyListImmutable)));
   }
 
-  CAutoCFRelease<CFStringRef> domain_;
-  CFStringRef user_;
-  CFStringRef host_;
-};
-
-class UserDomainStore final : public PlatformDomainStore {
- public:
-  explicit UserDomainStore(const CAtlString& domain)
-      : PlatformDomainStore(domain, kCFPreferencesCurrentUser, kCFPreferencesAnyHost) {}
-
-  PrefStatus Synchronize() override { return SynchronizeDomain(); }
-  PrefStatus Save() override { return SynchronizeDomain(); }
+  const CAutoCFRelease<CFStringRef> domain_;
+  const bool is_user_;
+  const CFStringRef user_ = is_user_ ? kCFPreferencesCurrentUser : kCFPreferencesAnyUser;
+  const CFStringRef host_ = is_user_ ? kCFPreferencesAnyHost : kCFPreferencesCurrentHost;
 };
 
 }  // namespace
 
-std::unique_ptr<DomainStore> OpenStore(const EffectiveDomain& domain,
-                                       const CAtlString& given_domain, StorePurpose purpose) {
-  switch (domain.scope) {
-    case kSharedScope: {
-      auto store = std::make_unique<SharedDomainStore>(domain, given_domain, purpose);
-      const bool is_held_by_another = store->status().error == PrefError::kLockNotObtained;
-      return is_held_by_another ? nullptr : std::move(store);
-    }
-    case kUserScope:
-      return std::make_unique<UserDomainStore>(domain.domain);
-    default:
-      return std::make_unique<PlatformDomainStore>(domain.domain, kCFPreferencesAnyUser,
-                                                   kCFPreferencesCurrentHost);
-  }
+std::unique_ptr<DomainStore> OpenStore(const EffectiveDomain& domain, StorePurpose purpose) {
+  if (domain.scope != kSharedScope) return std::make_unique<PlatformDomainStore>(domain);
+  auto store = std::make_unique<SharedDomainStore>(domain, purpose);
+  const bool is_held_by_another = store->status().error == PrefError::kLockNotObtained;
+  return is_held_by_another ? nullptr : std::move(store);
 }
 
 PrefStatus CheckAddress(const EffectiveDomain& domain) {
-  if (!IsKnownScope(domain.scope)) {
-    return {PrefError::kUnknownScope};
-  }
+  if (!IsKnownScope(domain.scope)) return {PrefError::kUnknownScope};
   return domain.usable() ? PrefStatus::Ok() : PrefStatus{PrefError::kRefusedDomain};
 }
 
@@ -92,12 +74,11 @@ std::string FileOfDomain(const EffectiveDomain& domain) {
   return plist::PreferenceFile(folder, domain.domain.View());
 }
 
-FileDomainStore::FileDomainStore(const EffectiveDomain& domain, const CAtlString& given_domain,
-                                 StorePurpose purpose, LockWait wait, RefusedRecord refused)
-    : file_(FileOfDomain(domain)) {
-  if (domain.scope == kSharedScope) {
-    record_domain_ = given_domain;
-  }
+FileDomainStore::FileDomainStore(const EffectiveDomain& domain, StorePurpose purpose, LockWait wait,
+                                 RefusedRecord refused)
+    : file_(FileOfDomain(domain)), status_(CheckAddress(domain)) {
+  if (!status_.ok()) return;
+  if (domain.scope == kSharedScope) record_domain_ = domain.given;
   Open(purpose, wait, refused);
 }
 
@@ -112,9 +93,7 @@ void FileDomainStore::Open(StorePurpose purpose, const LockWait& wait, RefusedRe
     // Without a folder there is no file to change, which reading finds out.
     if (error != 0 && (error != ENOENT || purpose == StorePurpose::kCreate)) {
       status_ = error == EWOULDBLOCK ? PrefStatus{PrefError::kLockNotObtained} : StatusOf(error);
-      if (file_.is_lock_refused()) {
-        status_.error = PrefError::kLockRefused;
-      }
+      if (file_.is_lock_refused()) status_.error = PrefError::kLockRefused;
       ReadWithoutLock(error);
       return;
     }
@@ -126,25 +105,22 @@ void FileDomainStore::Open(StorePurpose purpose, const LockWait& wait, RefusedRe
   }
   using Contents = plist::File::Contents;
   switch (file_.Read()) {
+    case Contents::kUnreadable:
+      status_ = changes && file_.error() == EWOULDBLOCK
+                    ? PrefStatus{PrefError::kLockNotObtained}
+                    : PrefStatusFromErrno(file_.error(), file_.obstacle(), PrefError::kUnreadable);
+      return;
     case Contents::kMissing:
       status_ = {PrefError::kNotFound};
-      break;
-    case Contents::kUnreadable:
-      if (changes && file_.error() == EWOULDBLOCK) {
-        status_ = {PrefError::kLockNotObtained};
-        break;
-      }
-      status_ = PrefStatusFromErrno(file_.error(), file_.obstacle(), PrefError::kUnreadable);
-      break;
+      return;
     case Contents::kDamaged:
       status_ = {PrefError::kDamaged};
-      break;
+      return;
     case Contents::kNotDictionary:
       status_ = {PrefError::kRootNotDictionary};
-      break;
+      return;
     case Contents::kEntries:
       root_ = file_.root();
-      break;
   }
 }
 
@@ -152,9 +128,7 @@ void FileDomainStore::Open(StorePurpose purpose, const LockWait& wait, RefusedRe
 // saves.
 void FileDomainStore::ReadWithoutLock(int error) {
   may_save_ = false;
-  if (error != EWOULDBLOCK && file_.Read() == plist::File::Contents::kEntries) {
-    root_ = file_.root();
-  }
+  if (error != EWOULDBLOCK && file_.Read() == plist::File::Contents::kEntries) root_ = file_.root();
 }
 
 // First the folder of the file, then the record: every writer takes them in this order, so that
@@ -209,12 +183,8 @@ plist::Value FileDomainStore::Entry(const plist::Text& name) {
 
 PrefStatus FileDomainStore::SetEntry(const plist::Text& name, const plist::Value& value) {
   if (!root_) {
-    if (status_.error != PrefError::kNotFound) {
-      return status_;
-    }
-    if (!value) {
-      return PrefStatus::Ok();
-    }
+    if (status_.error != PrefError::kNotFound) return status_;
+    if (!value) return PrefStatus::Ok();
     root_ = plist::Value::Dictionary();
   }
   if (!value) {
@@ -232,45 +202,26 @@ PrefStatus FileDomainStore::SetEntry(const plist::Text& name, const plist::Value
 // A transaction that changes nothing still promises that the file is on disk: another process may
 // have written it without a flush.
 PrefStatus FileDomainStore::Save() {
-  if (!may_save_) {
-    return status_;
-  }
+  if (!may_save_) return status_;
   const int error = changed_ ? file_.Save(root_) : file_.Flush();
-  if (error == EINVAL) {
-    return NotSerializable(CAtlString(), nullptr, root_);
-  }
+  if (error == EINVAL) return NotSerializable(CAtlString(), nullptr, root_);
   changed_ = changed_ && error != 0;
   return StatusOf(error);
 }
 
 PrefStatus FileDomainStore::CheckSave() const {
   plist::Failure failure;
-  if (!changed_ || plist::WriteXml(root_, &failure)) {
-    return PrefStatus::Ok();
-  }
+  if (!changed_ || plist::WriteXml(root_, &failure)) return PrefStatus::Ok();
   return failure.is_too_large ? StatusOf(EFBIG) : NotSerializable(CAtlString(), nullptr, root_);
 }
 
 PrefStatus SharedDomainStore::SetEntry(const plist::Text& name, const plist::Value& value) {
-  if (!entries()) {
-    switch (status().error) {
-      case PrefError::kNotFound:
-        if (!value.is_dictionary()) {
-          return {PrefError::kNotSaved};
-        }
-        break;
-      case PrefError::kUnreadable:
-      case PrefError::kDamaged:
-        if (!value.is_dictionary()) {
-          return status();
-        }
-        if (PrefStatus started = StartAnew(); !started.ok()) {
-          return started;
-        }
-        break;
-      default:
-        return status();
-    }
+  const PrefError found = status().error;
+  if (!entries() && (found == PrefError::kUnreadable || found == PrefError::kDamaged)) {
+    if (!value.is_dictionary()) return status();
+    if (PrefStatus started = StartAnew(); !started.ok()) return started;
+  } else if (!entries() && found == PrefError::kNotFound && !value.is_dictionary()) {
+    return {PrefError::kNotSaved};
   }
   return FileDomainStore::SetEntry(name, value);
 }

@@ -49,10 +49,8 @@ enum class StorePurpose {
   kCreate,  // a change that may make the file and its folder
 };
 
-// The store of a usable domain in a known scope. `given_domain` is the domain before its scope
-// changed it, whose lock the shared scope takes. Null when another process holds the lock.
-std::unique_ptr<DomainStore> OpenStore(const EffectiveDomain& domain,
-                                       const CAtlString& given_domain, StorePurpose purpose);
+// The store of a usable domain in a known scope. Null when another process holds the lock.
+std::unique_ptr<DomainStore> OpenStore(const EffectiveDomain& domain, StorePurpose purpose);
 
 // Whether operations can work on a domain: kUnknownScope, kRefusedDomain.
 PrefStatus CheckAddress(const EffectiveDomain& domain);
@@ -68,15 +66,14 @@ class FileDomainStore : public DomainStore {
  public:
   // A refused lock record (lock_record.h) makes a change fail, or is ignored.
   enum class RefusedRecord { kFail, kIgnore };
-  FileDomainStore(const EffectiveDomain& domain, const CAtlString& given_domain,
-                  StorePurpose purpose, LockWait wait = {},
+  FileDomainStore(const EffectiveDomain& domain, StorePurpose purpose, LockWait wait = {},
                   RefusedRecord refused = RefusedRecord::kFail);
   // A path of the shared scope, changed without a record.
   FileDomainStore(std::string path, StorePurpose purpose);
 
-  // ok with entries, kNotFound without a file, kLockNotObtained, or why the file cannot be read or
-  // its folder cannot be used for the change. In the last case the entries of a sound file are
-  // there all the same, and Save fails with this status.
+  // ok with entries, kNotFound without a file, kLockNotObtained, that of CheckAddress, or why the
+  // file cannot be read or its folder cannot be used for the change. In the last case the entries
+  // of a sound file are there all the same, and Save fails with this status.
   const PrefStatus& status() const { return status_; }
   const plist::File& file() const { return file_; }
 
@@ -125,9 +122,8 @@ class SharedDomainStore : public FileDomainStore {
  public:
   using FileDomainStore::FileDomainStore;
   // For the writers, who have no result for a refused record: the kernel lock counts.
-  SharedDomainStore(const EffectiveDomain& domain, const CAtlString& given_domain,
-                    StorePurpose purpose)
-      : FileDomainStore(domain, given_domain, purpose, {}, RefusedRecord::kIgnore) {}
+  SharedDomainStore(const EffectiveDomain& domain, StorePurpose purpose)
+      : FileDomainStore(domain, purpose, {}, RefusedRecord::kIgnore) {}
 
   // Without a sound file only a dictionary is set, and starts a new file.
   PrefStatus SetEntry(const plist::Text& name, const plist::Value& value) override;

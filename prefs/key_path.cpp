@@ -13,14 +13,10 @@ constexpr char16_t kSeparator = u'\\';
 std::u16string Normalised(const CAtlString& path) {
   std::u16string text(path.View());
   for (char16_t& unit : text) {
-    if (unit == u'/') {
-      unit = kSeparator;
-    }
+    if (unit == u'/') unit = kSeparator;
   }
   const std::size_t first = text.find_first_not_of(kSeparator);
-  if (first == std::u16string::npos) {
-    return {};
-  }
+  if (first == std::u16string::npos) return {};
   return text.substr(first, text.find_last_not_of(kSeparator) - first + 1);
 }
 
@@ -29,16 +25,12 @@ std::u16string Normalised(const CAtlString& path) {
 KeyPath::KeyPath(const CAtlString& path) {
   const std::u16string normalised = Normalised(path);
   text_ = CAtlString(normalised);
-  if (normalised.empty()) {
-    return;
-  }
+  if (normalised.empty()) return;
   std::u16string_view rest = normalised;
   for (;;) {
     const std::size_t end = rest.find(kSeparator);
     names_.emplace_back(rest.substr(0, end));
-    if (end == std::u16string_view::npos) {
-      return;
-    }
+    if (end == std::u16string_view::npos) return;
     rest.remove_prefix(end + 1);
   }
 }
@@ -47,9 +39,7 @@ KeyPath KeyPath::FromNames(std::vector<CAtlString> names) {
   KeyPath path;
   std::u16string text;
   for (std::size_t i = 0; i < names.size(); ++i) {
-    if (i > 0) {
-      text += kSeparator;
-    }
+    if (i > 0) text += kSeparator;
     text += names[i].View();
   }
   path.text_ = CAtlString(text);
@@ -58,9 +48,7 @@ KeyPath KeyPath::FromNames(std::vector<CAtlString> names) {
 }
 
 KeyPath KeyPath::Parent() const {
-  if (count() <= 1) {
-    return KeyPath();
-  }
+  if (count() <= 1) return KeyPath();
   return FromNames({names_.begin(), names_.end() - 1});
 }
 

@@ -10,7 +10,6 @@
 //   "", "/", "\\/"                       0
 #pragma once
 
-#include <string_view>
 #include <vector>
 
 #include "strings/atl_string.h"

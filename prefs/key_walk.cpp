@@ -16,25 +16,19 @@ namespace orvik {
 namespace {
 
 // Follows the components of the path from `first` on.
-FoundValue FindBelow(const plist::Value* dictionary, const KeyPath& path, int first) {
+PrefValue FindBelow(const plist::Value* dictionary, const KeyPath& path, int first) {
   for (int i = first; i <= path.count(); ++i) {
     dictionary = dictionary->Find(path.name(i));
-    if (dictionary == nullptr) {
-      return {{PrefError::kNotFound}, {}};
-    }
-    if (!dictionary->is_dictionary()) {
-      return {{PrefError::kNotAKey}, {}};
-    }
+    if (dictionary == nullptr) return {{PrefError::kNotFound}, {}};
+    if (!dictionary->is_dictionary()) return {{PrefError::kNotAKey}, {}};
   }
   return {{}, *dictionary};
 }
 
-FoundValue EntryIn(const FoundValue& key, const CAtlString& name) {
-  if (!key.status.ok()) {
-    return key;
-  }
+PrefValue EntryIn(const PrefValue& key, const CAtlString& name) {
+  if (!key.status.ok()) return key;
   const plist::Value* const value = key.value.Find(name);
-  return value == nullptr ? FoundValue{{PrefError::kNotFound}, {}} : FoundValue{{}, *value};
+  return value == nullptr ? PrefValue{{PrefError::kNotFound}, {}} : PrefValue{{}, *value};
 }
 
 // Changes a domain's entries in place. *changed tells whether anything is different now.
@@ -42,24 +36,20 @@ PrefStatus ChangeBelow(plist::Value& root, const KeyPath& path, const CAtlString
                        const plist::Value& value, MissingKeys missing, bool* changed) {
   {
     // A reference that is kept would make the change copy the dictionary.
-    const FoundValue key = FindKey(root, path);
+    const PrefValue key = FindKey(root, path);
     if (key.status.error == PrefError::kNotAKey ||
         (!key.status.ok() && missing == MissingKeys::kFail)) {
       return key.status;
     }
     if (key.status.ok()) {
       const plist::Value* const present = key.value.Find(name);
-      if (present == nullptr ? !value : *present == value) {
-        return PrefStatus::Ok();
-      }
+      if (present == nullptr ? !value : *present == value) return PrefStatus::Ok();
     }
   }
   plist::Value* innermost = &root;
   for (int i = 1; i <= path.count(); ++i) {
     const plist::Text step = path.name(i);
-    if (innermost->Find(step) == nullptr) {
-      innermost->Set(step, plist::Value::Dictionary());
-    }
+    if (innermost->Find(step) == nullptr) innermost->Set(step, plist::Value::Dictionary());
     innermost = innermost->Change(step);
   }
   if (value) {
@@ -81,35 +71,29 @@ int IntOfNumber(const plist::Value& value) {
     return std::isnan(real) ? 0 : static_cast<int>(std::clamp(real, double{kLeast}, double{kMost}));
   }
   const plist::Integer integer = value.integer();
-  if (integer.is_unsigned) {
-    return kMost;
-  }
+  if (integer.is_unsigned) return kMost;
   const auto number = static_cast<std::int64_t>(integer.bits);
   return static_cast<int>(std::clamp<std::int64_t>(number, kLeast, kMost));
 }
 
 }  // namespace
 
-FoundValue FindKey(const plist::Value& root, const KeyPath& path) {
+PrefValue FindKey(const plist::Value& root, const KeyPath& path) {
   return FindBelow(&root, path, 1);
 }
 
-FoundValue FindValue(const plist::Value& root, const KeyPath& path, const CAtlString& name) {
+PrefValue FindValue(const plist::Value& root, const KeyPath& path, const CAtlString& name) {
   return EntryIn(FindKey(root, path), name);
 }
 
-FoundValue FindKeyIn(DomainStore& store, const KeyPath& path) {
+PrefValue FindKeyIn(DomainStore& store, const KeyPath& path) {
   const plist::Value entry = store.Entry(path.name(1));
-  if (!entry) {
-    return {{PrefError::kNotFound}, {}};
-  }
-  return entry.is_dictionary() ? FindBelow(&entry, path, 2) : FoundValue{{PrefError::kNotAKey}, {}};
+  if (!entry) return {{PrefError::kNotFound}, {}};
+  return entry.is_dictionary() ? FindBelow(&entry, path, 2) : PrefValue{{PrefError::kNotAKey}, {}};
 }
 
-FoundValue FindValueIn(DomainStore& store, const KeyPath& path, const CAtlString& name) {
-  if (!path.empty()) {
-    return EntryIn(FindKeyIn(store, path), name);
-  }
+PrefValue FindValueIn(DomainStore& store, const KeyPath& path, const CAtlString& name) {
+  if (!path.empty()) return EntryIn(FindKeyIn(store, path), name);
   const plist::Value entry = store.Entry(name);
   return {{entry ? PrefError::kNone : PrefError::kNotFound}, entry};
 }
@@ -119,9 +103,7 @@ bool IsTooDeep(const KeyPath& path) {
 }
 
 void AddToWay(std::string& way, std::string_view step) {
-  if (!way.empty() && !step.empty()) {
-    way += '/';
-  }
+  if (!way.empty() && !step.empty()) way += '/';
   way += step;
 }
 
@@ -131,17 +113,13 @@ void AddToWay(std::string& way, const CAtlString& name) {
 
 std::string WayOf(const KeyPath& path) {
   std::string way;
-  for (int i = 1; i <= path.count(); ++i) {
-    AddToWay(way, path.name(i));
-  }
+  for (int i = 1; i <= path.count(); ++i) AddToWay(way, path.name(i));
   return way;
 }
 
 PrefStatus NotSerializable(const KeyPath& path, const CAtlString* name, const plist::Value& value) {
   std::string way = WayOf(path);
-  if (name != nullptr) {
-    AddToWay(way, *name);
-  }
+  if (name != nullptr) AddToWay(way, *name);
   AddToWay(way, plist::FindFault(value).value_or(std::string()));
   return {.error = PrefError::kNotSerializable, .path = std::move(way)};
 }
@@ -150,25 +128,17 @@ PrefStatus NotSerializable(const KeyPath& path, const CAtlString* name, const pl
 // out, changed and set again as a whole, which is how the platform's preferences keep it.
 PrefStatus ApplyChange(DomainStore& store, const KeyPath& path, const CAtlString& name,
                        const plist::Value& value, MissingKeys missing) {
-  if (path.empty()) {
-    return store.SetEntry(name, value);
-  }
-  if (value && IsTooDeep(path)) {
-    return NotSerializable(path, &name, value);
-  }
+  if (path.empty()) return store.SetEntry(name, value);
+  if (value && IsTooDeep(path)) return NotSerializable(path, &name, value);
   bool changed = false;
   if (plist::Value* const entries = store.EntriesToChange()) {
     PrefStatus status = ChangeBelow(*entries, path, name, value, missing, &changed);
-    if (changed) {
-      store.NoteChange();
-    }
+    if (changed) store.NoteChange();
     return status;
   }
   const plist::Text top_name = path.name(1);
   plist::Value top = plist::Value::Dictionary();
-  if (plist::Value entry = store.Entry(top_name)) {
-    top.Set(top_name, std::move(entry));
-  }
+  if (plist::Value entry = store.Entry(top_name)) top.Set(top_name, std::move(entry));
   const PrefStatus status = ChangeBelow(top, path, name, value, missing, &changed);
   return status.ok() ? store.SetEntry(top_name, *top.Find(top_name)) : status;
 }

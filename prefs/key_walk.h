@@ -8,23 +8,20 @@
 #include "plist/value.h"
 #include "prefs/domain_store.h"
 #include "prefs/key_path.h"
+#include "prefs/reporting.h"
 
 namespace orvik {
 
-// The result of a look-up: kNotFound, kNotAKey.
-struct FoundValue {
-  PrefStatus status;
-  plist::Value value;
-};
-
+// The look-ups: kNotFound, kNotAKey.
+//
 // The innermost dictionary of a path, starting from the dictionary that holds its first key.
-FoundValue FindKey(const plist::Value& root, const KeyPath& path);
+PrefValue FindKey(const plist::Value& root, const KeyPath& path);
 // The entry of a name in that dictionary; a top-level entry for an empty path.
-FoundValue FindValue(const plist::Value& root, const KeyPath& path, const CAtlString& name);
+PrefValue FindValue(const plist::Value& root, const KeyPath& path, const CAtlString& name);
 // The same in a store. FindKeyIn needs a path of at least one key. Only the first entry is asked
 // for, so that a store that keeps its entries apart reads no other.
-FoundValue FindKeyIn(DomainStore& store, const KeyPath& path);
-FoundValue FindValueIn(DomainStore& store, const KeyPath& path, const CAtlString& name);
+PrefValue FindKeyIn(DomainStore& store, const KeyPath& path);
+PrefValue FindValueIn(DomainStore& store, const KeyPath& path, const CAtlString& name);
 
 // Whether a property list has too few levels for the keys of the path and a value.
 bool IsTooDeep(const KeyPath& path);

@@ -1,15 +1,12 @@
 #include "prefs/lock_record.h"
 
-#include <fcntl.h>
 #include <sys/stat.h>
 #include <syslog.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <cerrno>
-#include <chrono>
 #include <cstdint>
-#include <optional>
 #include <thread>
 #include <utility>
 
@@ -158,12 +155,8 @@ void LockRecord::Release() {
 }
 
 int LockRecord::Save(int lock, const CAtlString& process, std::optional<int> pid) {
-  if (!MayChange()) {
-    return EPERM;
-  }
-  if (!entries_) {
-    entries_ = plist::Value::Dictionary();
-  }
+  if (!MayChange()) return EPERM;
+  if (!entries_) entries_ = plist::Value::Dictionary();
   entries_.Set(kLock, lock);
   entries_.Set(kProcess, process.View());
   if (pid) {
@@ -219,17 +212,13 @@ milliseconds LockTries::Left() const {
 
 bool LockTries::Again() {
   const milliseconds left = Left();
-  if (left.count() == 0) {
-    return false;
-  }
+  if (left.count() == 0) return false;
   if (is_limited_) {
     std::this_thread::sleep_for(std::min(left, kPause));
     return true;
   }
   int& tries = tries_ ? *tries_ : limit.tries;
-  if (tries == 0) {
-    return false;
-  }
+  if (tries == 0) return false;
   WaitForSharedLock();
   return --tries > 0;
 }
@@ -239,9 +228,7 @@ bool SharedLockHold::Take(const CAtlString& domain, LockTries& tries,
                           const std::function<void()>& leave) {
   do {
     const Entered entered = enter();
-    if (entered == Entered::kBusy) {
-      return false;
-    }
+    if (entered == Entered::kBusy) return false;
     const bool takes = entered == Entered::kLocked;
     record_.emplace(domain);
     if (!takes || record_->Lock(tries.LeftMilliseconds())) {

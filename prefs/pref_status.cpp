@@ -4,6 +4,7 @@
 #include <cerrno>
 #include <iterator>
 #include <ostream>
+#include <tuple>
 #include <utility>
 
 #include "platform/core_foundation/errno_status.h"
@@ -11,37 +12,19 @@
 namespace orvik {
 
 PrefStatus PrefStatusFromErrno(int error, std::string path, PrefError otherwise) {
-  if (error == 0) {
-    return PrefStatus::Ok();
+  if (error == 0) return PrefStatus::Ok();
+  static constexpr std::tuple<int, PrefError, bool> kMeanings[] = {
+      // whether of reading, too
+      {EFBIG, PrefError::kTooLarge, true},      {ENOTDIR, PrefError::kInTheWay, true},
+      {ELOOP, PrefError::kInTheWay, true},      {ENOSPC, PrefError::kDiskFull, false},
+      {EDQUOT, PrefError::kDiskFull, false},    {EROFS, PrefError::kReadOnly, false},
+      {EACCES, PrefError::kNotPermitted, false}};
+  PrefError meaning = otherwise;
+  for (const auto& [number, known, is_of_reading] : kMeanings) {
+    if (number == error && (is_of_reading || otherwise != PrefError::kUnreadable)) meaning = known;
   }
-  const auto meaning = [&] {
-    switch (error) {
-      case EFBIG:
-        return PrefError::kTooLarge;
-      case EPERM:
-        return path.empty() ? PrefError::kNotPermitted : PrefError::kForeignLink;
-      case ENOTDIR:
-      case ELOOP:
-        return PrefError::kInTheWay;
-      default:
-        break;
-    }
-    if (otherwise == PrefError::kUnreadable) {
-      return otherwise;
-    }
-    switch (error) {
-      case ENOSPC:
-      case EDQUOT:
-        return PrefError::kDiskFull;
-      case EROFS:
-        return PrefError::kReadOnly;
-      case EACCES:
-        return PrefError::kNotPermitted;
-      default:
-        return otherwise;
-    }
-  };
-  return {.error = meaning(),
+  if (error == EPERM) meaning = path.empty() ? PrefError::kNotPermitted : PrefError::kForeignLink;
+  return {.error = meaning,
           .system_status = host::StatusFromErrno(error),
           .path = std::move(path),
           .error_number = error};
@@ -74,9 +57,7 @@ const char* StatusText(OSStatus status) {
       {afpAccessDenied, "no permission"},
   };
   for (const auto& [known, text] : kTexts) {
-    if (known == status) {
-      return text;
-    }
+    if (known == status) return text;
   }
   return "unknown error";
 }

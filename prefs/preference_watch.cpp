@@ -24,9 +24,7 @@ struct PreferenceWatch::State {
       values = is_missing ? plist::Value::Dictionary() : std::move(found.value);
       status = PrefStatus::Ok();
     }
-    if (status.ok() && !watch.ok()) {
-      status = {PrefError::kNotPermitted};
-    }
+    if (status.ok() && !watch.ok()) status = {PrefError::kNotPermitted};
   }
 
   int scope;
@@ -57,9 +55,7 @@ int PreferenceWatch::descriptor() const {
 }
 
 std::vector<PreferenceChange> PreferenceWatch::TakeChanges() {
-  if (!state_->watch.TakeChanges()) {
-    return {};
-  }
+  if (!state_->watch.TakeChanges()) return {};
   const plist::Value before = state_->values;
   state_->Read();
   return plist::FindDifferences(before, state_->values);

@@ -6,8 +6,6 @@
 #pragma once
 
 #include <memory>
-#include <optional>
-#include <string>
 #include <string_view>
 #include <vector>
 

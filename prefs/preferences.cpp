@@ -19,85 +19,57 @@ namespace {
 plist::Value FindPreference(int scope, const KeyPath& path, const CAtlString& name,
                             const CAtlString& domain) {
   const EffectiveDomain effective(scope, domain);
-  if (!effective.usable() || !IsKnownScope(effective.scope)) {
-    return {};
-  }
-  const auto store = OpenStore(effective, domain, StorePurpose::kRead);
+  if (!CheckAddress(effective).ok()) return {};
+  const auto store = OpenStore(effective, StorePurpose::kRead);
   static_cast<void>(store->Synchronize());
   return std::move(FindValueIn(*store, path, name).value);
 }
 
-// The one way in which the writers and deleters change a value; no value removes it. A failure to
-// save is not reported; `save_error` receives it as an error number.
-DWORD ChangeEntryOnce(const EffectiveDomain& effective, const CAtlString& given_domain,
-                      const KeyPath& path, const CAtlString& name, const plist::Value& value,
-                      int& save_error) {
+// A failure to save is not reported; `save_error` receives it as an error number.
+DWORD ChangeEntryOnce(const EffectiveDomain& effective, const KeyPath& path, const CAtlString& name,
+                      const plist::Value& value, int& save_error) {
   const bool writes = static_cast<bool>(value);
   const auto store =
-      OpenStore(effective, given_domain,
-                writes && !path.empty() ? StorePurpose::kCreate : StorePurpose::kChange);
-  if (store == nullptr) {
-    return kPreferenceLockNotObtained;
-  }
-  if (writes) {
-    static_cast<void>(store->Synchronize());
-  }
+      OpenStore(effective, writes && !path.empty() ? StorePurpose::kCreate : StorePurpose::kChange);
+  if (store == nullptr) return kPreferenceLockNotObtained;
+  if (writes) static_cast<void>(store->Synchronize());
   const PrefStatus status =
       ApplyChange(*store, path, name, value, writes ? MissingKeys::kMake : MissingKeys::kFail);
   if (status.error == PrefError::kNotAKey || status.error == PrefError::kNotFound) {
     return writes ? kPreferenceBadKey : kPreferenceNotFound;
   }
-  if (status.ok()) {
-    save_error = store->Save().error_number;
-  }
+  if (status.ok()) save_error = store->Save().error_number;
   return kPreferenceSuccess;
 }
 
-DWORD ChangeEntry(const EffectiveDomain& effective, const CAtlString& given_domain,
-                  const KeyPath& path, const CAtlString& name, const plist::Value& value) {
+// The one way in which the writers and deleters change a value; no value removes it.
+DWORD ChangeEntry(int scope, const CAtlString& domain, const KeyPath& path, const CAtlString& name,
+                  const plist::Value& value) {
+  const EffectiveDomain effective(scope, domain);
+  if (!IsKnownScope(effective.scope)) {
+    return value || path.empty() ? kPreferenceSuccess : kPreferenceNotFound;
+  }
+  if (!effective.usable()) return kPreferenceInvalidDomain;
+  if (value && IsTooDeep(path)) return kPreferenceBadKey;
   DWORD result = kPreferenceSuccess;
   plist::RepeatWhileMade([&] {
     int save_error = 0;
-    result = ChangeEntryOnce(effective, given_domain, path, name, value, save_error);
+    result = ChangeEntryOnce(effective, path, name, value, save_error);
     return save_error;
   });
   return result;
-}
-
-DWORD WriteEntry(int scope, const CAtlString& domain, const KeyPath& path, const CAtlString& name,
-                 const plist::Value& value) {
-  const EffectiveDomain effective(scope, domain);
-  if (!IsKnownScope(effective.scope)) {
-    return kPreferenceSuccess;
-  }
-  if (!effective.usable()) {
-    return kPreferenceInvalidDomain;
-  }
-  return IsTooDeep(path) ? kPreferenceBadKey : ChangeEntry(effective, domain, path, name, value);
-}
-
-DWORD DeleteEntry(int scope, const CAtlString& domain, const KeyPath& path,
-                  const CAtlString& name) {
-  const EffectiveDomain effective(scope, domain);
-  if (!IsKnownScope(effective.scope)) {
-    return path.empty() ? kPreferenceSuccess : kPreferenceNotFound;
-  }
-  if (!effective.usable()) {
-    return kPreferenceInvalidDomain;
-  }
-  return ChangeEntry(effective, domain, path, name, plist::Value());
 }
 
 }  // namespace
 
 DWORD WritePreferenceString(int scope, CAtlString key_path, CAtlString name, CAtlString value,
                             CAtlString domain) {
-  return WriteEntry(scope, domain, KeyPath(key_path), name, value.View());
+  return ChangeEntry(scope, domain, KeyPath(key_path), name, value.View());
 }
 
 DWORD WritePreferenceInt(int scope, CAtlString key_path, CAtlString name, int value,
                          CAtlString domain) {
-  return WriteEntry(scope, domain, KeyPath(key_path), name, value);
+  return ChangeEntry(scope, domain, KeyPath(key_path), name, value);
 }
 
 CAtlString GetPreferenceString(int scope, CAtlString key_path, CAtlString name,
@@ -113,15 +85,13 @@ CAtlString GetPreferenceString(int scope, CAtlString key_path, CAtlString name,
 int GetPreferenceInt(int scope, CAtlString key_path, CAtlString name, int default_value,
                      unsigned long* error, CAtlString domain) {
   *error = kPreferenceSuccess;
-  if (const auto value = IntOfValue(FindPreference(scope, key_path, name, domain))) {
-    return *value;
-  }
+  if (const auto value = IntOfValue(FindPreference(scope, key_path, name, domain))) return *value;
   *error = kPreferenceNotFound;
   return default_value;
 }
 
 DWORD DeletePreference(int scope, CAtlString key_path, CAtlString name, CAtlString domain) {
-  return DeleteEntry(scope, domain, KeyPath(key_path), name);
+  return ChangeEntry(scope, domain, KeyPath(key_path), name, {});
 }
 
 // Split before the rest is normalised again (preferences.h): the parent of "A//B" is "A".
@@ -130,7 +100,7 @@ DWORD RecursivePreferenceDelete(int scope, CAtlString key_path, CAtlString domai
   const int last = normalised.ReverseFind(u'\\');
   const CAtlString parent = last < 0 ? CAtlString() : normalised.Left(last);
   const CAtlString name = normalised.Right(normalised.GetLength() - last - 1);
-  const DWORD result = DeleteEntry(scope, domain, KeyPath(parent), name);
+  const DWORD result = ChangeEntry(scope, domain, KeyPath(parent), name, {});
   return result == kPreferenceNotFound ? kPreferenceSuccess : result;
 }
 
@@ -138,11 +108,9 @@ void ListPreferences(int scope, CAtlString key_path,
                      CAtlArray<CAtlString, CElementTraits<CAtlString>>& names, CAtlString domain) {
   const EffectiveDomain effective(scope, domain);
   const KeyPath path(key_path);
-  if (path.empty() || !effective.usable() || !IsKnownScope(effective.scope)) {
-    return;
-  }
-  const auto store = OpenStore(effective, domain, StorePurpose::kRead);
-  const FoundValue key = FindKeyIn(*store, path);
+  if (path.empty() || !CheckAddress(effective).ok()) return;
+  const auto store = OpenStore(effective, StorePurpose::kRead);
+  const PrefValue key = FindKeyIn(*store, path);
   if (key.status.ok()) {
     for (const auto& entry : key.value.entries()) {
       names.Add(CAtlString(std::u16string_view(entry.key.text().ToUnits())));
@@ -190,9 +158,7 @@ CAtlString GetPreferenceApplicationPath(CAtlString application) {
   }
   path += u"/" + GetCompanyName();
   for (const SubFolder& sub_folder : kSubFolders) {
-    if (application.EqualFolded(sub_folder.application)) {
-      return path + sub_folder.folder + u"/";
-    }
+    if (application.EqualFolded(sub_folder.application)) return path + sub_folder.folder + u"/";
   }
   return path + u"/" + application + u"/";
 }

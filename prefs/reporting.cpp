@@ -2,9 +2,7 @@
 
 #include <algorithm>
 #include <new>
-#include <string>
 #include <utility>
-#include <vector>
 
 #include "platform/core_foundation/collections.h"
 #include "plist/forms.h"
@@ -20,47 +18,27 @@ std::string PreferenceFilePath(int scope, const CAtlString& domain) {
 }
 
 PrefValue ReadDomain(int scope, const CAtlString& domain) {
-  const EffectiveDomain effective(scope, domain);
-  if (PrefStatus status = CheckAddress(effective); !status.ok()) {
-    return {std::move(status), {}};
-  }
-  const FileDomainStore store(effective, domain, StorePurpose::kRead);
+  const FileDomainStore store({scope, domain}, StorePurpose::kRead);
   return {store.status(), store.entries()};
 }
 
 PrefValue ReadPreference(int scope, const KeyPath& key_path, const CAtlString& name,
                          const CAtlString& domain) {
-  const EffectiveDomain effective(scope, domain);
-  if (PrefStatus status = CheckAddress(effective); !status.ok()) {
-    return {std::move(status), {}};
-  }
-  FileDomainStore store(effective, domain, StorePurpose::kRead);
-  if (!store.status().ok()) {
-    return {store.status(), {}};
-  }
-  FoundValue found = FindValueIn(store, key_path, name);
-  return {std::move(found.status), std::move(found.value)};
+  PrefValue root = ReadDomain(scope, domain);
+  return root.ok() ? FindValue(root.value, key_path, name) : root;
 }
 
 PrefValue ReadPreferenceKey(int scope, const KeyPath& key_path, const CAtlString& domain) {
   PrefValue root = ReadDomain(scope, domain);
-  if (!root.ok() || key_path.empty()) {
-    return root;
-  }
-  FoundValue key = FindKey(root.value, key_path);
-  return {std::move(key.status), std::move(key.value)};
+  return root.ok() ? FindKey(root.value, key_path) : root;
 }
 
 PrefStatus ListPreferenceNames(int scope, const KeyPath& key_path, const CAtlString& domain,
                                CAtlArray<CAtlString>& names) {
   const PrefValue key = ReadPreferenceKey(scope, key_path, domain);
-  if (!key.ok()) {
-    return key.status;
-  }
+  if (!key.ok()) return key.status;
   std::vector<std::u16string> sorted;
-  for (const auto& entry : key.value.entries()) {
-    sorted.push_back(entry.key.text().ToUnits());
-  }
+  for (const auto& entry : key.value.entries()) sorted.push_back(entry.key.text().ToUnits());
   std::sort(sorted.begin(), sorted.end());
   for (const std::u16string& name : sorted) {
     if (names.Add(CAtlString(name)) == names.kNoIndex) throw std::bad_alloc();
@@ -69,13 +47,8 @@ PrefStatus ListPreferenceNames(int scope, const KeyPath& key_path, const CAtlStr
 }
 
 PrefCheck CheckDomain(int scope, const CAtlString& domain) {
-  const EffectiveDomain effective(scope, domain);
-  PrefCheck check{CheckAddress(effective), {}};
-  if (!check.status.ok()) {
-    return check;
-  }
-  const FileDomainStore store(effective, domain, StorePurpose::kRead);
-  check.status = store.status();
+  const FileDomainStore store({scope, domain}, StorePurpose::kRead);
+  PrefCheck check{store.status(), {}};
   if (check.status.error == PrefError::kDamaged) {
     const std::string reason = plist::Read(store.file().bytes()).error;
     check.damage = MakeWideStringFromUTF8String(CAtlStringA(reason.c_str()));
@@ -84,10 +57,6 @@ PrefCheck CheckDomain(int scope, const CAtlString& domain) {
 }
 
 namespace {
-
-bool AreSameBytes(const plist::Bytes& one, const plist::Bytes& other) {
-  return one != nullptr && other != nullptr && *one == *other;
-}
 
 // The result of repairing a file as it was found. The entries go to `entries`, and the status
 // says whether they may take the file's place unasked.
@@ -101,9 +70,7 @@ PrefRepair Plan(const FileDomainStore& store, plist::Value& entries) {
   }
   // An unreadable file is not necessarily damaged.
   const bool is_other_list = repair.status.error == PrefError::kRootNotDictionary;
-  if (repair.status.error != PrefError::kDamaged && !is_other_list) {
-    return repair;
-  }
+  if (repair.status.error != PrefError::kDamaged && !is_other_list) return repair;
   const plist::Bytes& bytes = store.file().bytes();
   plist::Salvage salvage = is_other_list
                                ? plist::LoseEverything("a property list without entries", bytes)
@@ -125,40 +92,28 @@ PrefRepair Plan(const FileDomainStore& store, plist::Value& entries) {
 PrefRepair RepairDomain(int scope, const CAtlString& domain,
                         std::optional<std::chrono::milliseconds> wait, PrefRepairMode mode) {
   const EffectiveDomain effective(scope, domain);
-  if (PrefStatus status = CheckAddress(effective); !status.ok()) {
-    PrefRepair repair;
-    repair.status = std::move(status);
-    return repair;
-  }
   plist::Value entries;
   const auto may_save = [&](const PrefRepair& repair) {
     return entries && (repair.status.ok() || mode == PrefRepairMode::kReplace);
   };
   // Salvaging may take long: the lock is only for writing.
-  const FileDomainStore found(effective, domain, StorePurpose::kRead);
+  const FileDomainStore found(effective, StorePurpose::kRead);
   PrefRepair repair = Plan(found, entries);
-  if (mode == PrefRepairMode::kDryRun || !may_save(repair)) {
-    return repair;
-  }
-  FileDomainStore store(effective, domain, StorePurpose::kChange, wait);
-  if (store.status().error != found.status().error ||
-      !AreSameBytes(store.file().bytes(), found.file().bytes())) {
+  if (mode == PrefRepairMode::kDryRun || !may_save(repair)) return repair;
+  FileDomainStore store(effective, StorePurpose::kChange, wait);
+  const plist::Bytes &now = store.file().bytes(), &then = found.file().bytes();
+  const bool is_same = now != nullptr && then != nullptr && *now == *then;
+  if (store.status().error != found.status().error || !is_same) {
     // The lock was not obtained, or somebody was faster.
     entries = {};
     repair = Plan(store, entries);
-    if (!may_save(repair)) {
-      return repair;
-    }
+    if (!may_save(repair)) return repair;
   }
-  if (repair.status = store.StartAnew(); !repair.status.ok()) {
-    return repair;
-  }
+  if (repair.status = store.StartAnew(); !repair.status.ok()) return repair;
   const std::string kept = store.kept();
   store.ReplaceEntries(std::move(entries));
   repair.status = store.Save();
-  if (repair.status.ok()) {
-    repair.kept_copy = kept;
-  }
+  if (repair.status.ok()) repair.kept_copy = kept;
   return repair;
 }
 

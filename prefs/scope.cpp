@@ -9,19 +9,9 @@ namespace orvik {
 CAtlString
 HackToWorkAroundAnotherHackForAnnoyingTendencyOfOurSoftwareToWriteIntoGlobalWithoutPermission(
     int& scope, const CAtlString& /*key_path*/, const CAtlString& domain) {
-  switch (scope) {
-    case 2:
-      scope = kSharedScope;
-      return u"." + domain;
-    case 3:
-      scope = kSharedScope;
-      return domain;
-    case 5:
-      scope = kMachineScope;
-      return u"." + domain;
-    default:
-      return domain;
-  }
+  const bool is_hidden = scope == 2 || scope == 5;
+  scope = scope == 2 || scope == 3 ? kSharedScope : scope == 5 ? kMachineScope : scope;
+  return is_hidden ? u"." + domain : domain;
 }
 
 bool IsUsableDomain(const CAtlString& domain) {
@@ -31,7 +21,7 @@ bool IsUsableDomain(const CAtlString& domain) {
 }
 
 EffectiveDomain::EffectiveDomain(int given_scope, const CAtlString& given_domain)
-    : scope(given_scope) {
+    : scope(given_scope), given(given_domain) {
   domain =
       HackToWorkAroundAnotherHackForAnnoyingTendencyOfOurSoftwareToWriteIntoGlobalWithoutPermission(
           scope, CAtlString(), given_domain);

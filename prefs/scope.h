@@ -47,6 +47,7 @@ struct EffectiveDomain {
 
   int scope;
   CAtlString domain;
+  CAtlString given;  // the domain before the scope changed it, whose lock the shared scope takes
 
  private:
   bool usable_;

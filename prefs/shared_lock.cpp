@@ -27,9 +27,7 @@ void AddKernelHolder(const std::string& folder, SharedLockRecord* record) {
   std::optional<host::LockHolder> holder;
   const int error = host::FindLockHolder(folder, &holder);
   const bool is_free = record->state == State::kFree;
-  if (!holder && (error == 0 || (!is_free && error != EINVAL))) {
-    return;
-  }
+  if (!holder && (error == 0 || (!is_free && error != EINVAL))) return;
   record->file = folder + "/" + host::kFolderLockName;
   record->state = holder ? State::kHeld : error == EINVAL ? State::kRefused : State::kUnknown;
   if (holder) {
@@ -43,9 +41,7 @@ void AddKernelHolders(const CAtlString& domain, SharedLockRecord* record) {
   using State = SharedLockRecord::State;
   const std::string of_record = std::string(host::ParentPath(record->file));
   const EffectiveDomain effective(kSharedScope, domain);
-  if (!effective.usable()) {
-    return;
-  }
+  if (!effective.usable()) return;
   AddKernelHolder(std::string(host::ParentPath(FileOfDomain(effective))), record);
   if (record->state != State::kHeld && record->state != State::kRefused) {
     AddKernelHolder(of_record, record);
@@ -111,13 +107,9 @@ SharedLockRecord CopySharedLockRecord(const CAtlString& domain) {
 
 bool ReleaseStaleSharedLock(const CAtlString& domain) {
   LockRecord record(domain);
-  if (!record.Lock()) {
-    return false;
-  }
+  if (!record.Lock()) return false;
   record.Read();
-  if (record.IsHeld() || !record.refused().empty()) {
-    return false;
-  }
+  if (record.IsHeld() || !record.refused().empty()) return false;
   record.Release();
   return true;
 }

@@ -21,9 +21,7 @@ std::string SharedPreferenceFilePath(CFStringRef domain) {
 
 CFURLRef LibPref_CopySharedCFURLRef(CFStringRef domain) {
   const std::string path = SharedPreferenceFilePath(domain);
-  if (path.empty()) {
-    return nullptr;
-  }
+  if (path.empty()) return nullptr;
   return CFURLCreateFromFileSystemRepresentation(kCFAllocatorDefault,
                                                  reinterpret_cast<const UInt8*>(path.data()),
                                                  static_cast<CFIndex>(path.size()), false);
@@ -39,9 +37,7 @@ CFPropertyListRef SharedPropertyList(CFStringRef domain) {
 // alone.
 SInt32 SavePropertiesToSharedFile(CFPropertyListRef properties, CFStringRef domain) {
   plist::File file(SharedPreferenceFilePath(domain));
-  if (file.Lock(plist::File::Folder::kMake) != 0) {
-    return coreFoundationUnknownErr;
-  }
+  if (file.Lock(plist::File::Folder::kMake) != 0) return coreFoundationUnknownErr;
   const std::optional<plist::Value> value = ValueOfObject(properties);
   const int error = !value ? EINVAL : plist::RepeatWhileMade([&] {
     file.Read();
@@ -51,22 +47,16 @@ SInt32 SavePropertiesToSharedFile(CFPropertyListRef properties, CFStringRef doma
 }
 
 CFPropertyListRef SharedPreferencesCopyValue(CFStringRef name, CFStringRef domain) {
-  if (name == nullptr || domain == nullptr) {
-    return nullptr;
-  }
+  if (name == nullptr || domain == nullptr) return nullptr;
   SharedDomainStore store(SharedPreferenceFilePath(domain), StorePurpose::kRead);
   return CreateObject(store.Entry(name->text()), kCFPropertyListMutableContainers);
 }
 
 // Only a dictionary may bring the file, and its folder, into being.
 void SharedPreferencesSetValue(CFStringRef name, CFPropertyListRef value, CFStringRef domain) {
-  if (name == nullptr || domain == nullptr) {
-    return;
-  }
+  if (name == nullptr || domain == nullptr) return;
   const std::optional<plist::Value> own = value == nullptr ? plist::Value() : ValueOfObject(value);
-  if (!own) {
-    return;
-  }
+  if (!own) return;
   plist::RepeatWhileMade([&] {
     SharedDomainStore store(SharedPreferenceFilePath(domain),
                             own->is_dictionary() ? StorePurpose::kCreate : StorePurpose::kChange);

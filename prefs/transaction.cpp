@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <filesystem>
 #include <system_error>
-#include <utility>
 
 #include "plist/differences.h"
 #include "plist/forms.h"
@@ -48,19 +47,15 @@ bool CanBeKept(const plist::Value& value) {
 }
 
 // The dictionary at a path; the whole domain for an empty one.
-FoundValue FindDictionary(FileDomainStore& store, const KeyPath& path) {
-  if (!path.empty()) {
-    return FindKeyIn(store, path);
-  }
+PrefValue FindDictionary(FileDomainStore& store, const KeyPath& path) {
+  if (!path.empty()) return FindKeyIn(store, path);
   const plist::Value& all = store.entries();
   return {{all ? PrefError::kNone : PrefError::kNotFound}, all};
 }
 
 PrefStatus Put(FileDomainStore& store, const KeyPath& path, const CAtlString& name,
                const plist::Value& value) {
-  if (IsTooDeep(path) || !CanBeKept(value)) {
-    return NotSerializable(path, &name, value);
-  }
+  if (IsTooDeep(path) || !CanBeKept(value)) return NotSerializable(path, &name, value);
   return ApplyChange(store, path, name, value, MissingKeys::kMake);
 }
 
@@ -73,16 +68,10 @@ PrefStatus PutKeyEntries(FileDomainStore& store, const KeyPath& path, const plis
   if (!entries.is_dictionary() || !CanBeKept(entries)) {
     return NotSerializable(path, nullptr, entries);
   }
-  const FoundValue present = FindDictionary(store, path);
-  if (present.status.error == PrefError::kNotAKey) {
-    return present.status;
-  }
-  if (!path.empty()) {
-    return PutKey(store, path, entries);
-  }
-  if (present.value != entries) {
-    store.ReplaceEntries(entries);
-  }
+  const PrefValue present = FindDictionary(store, path);
+  if (present.status.error == PrefError::kNotAKey) return present.status;
+  if (!path.empty()) return PutKey(store, path, entries);
+  if (present.value != entries) store.ReplaceEntries(entries);
   return PrefStatus::Ok();
 }
 
@@ -102,21 +91,15 @@ PrefStatus MergeEntries(FileDomainStore& store, const KeyPath& path, const plist
   }
   // In place: after a refusal the whole transaction is dropped.
   plist::Value* key = store.EntriesToChange();
-  for (int i = 1; i <= path.count(); ++i) {
-    key = key->Change(path.name(i));
-  }
+  for (int i = 1; i <= path.count(); ++i) key = key->Change(path.name(i));
   const plist::MergeResult result = plist::Merge(*key, entries, replace);
   if (result.is_refused) {
     PrefStatus status{result.is_dictionary ? PrefError::kIsAKey : PrefError::kIsAValue};
     status.path = WayOf(path);
-    for (const std::u16string& name : result.refused) {
-      AddToWay(status.path, CAtlString(name));
-    }
+    for (const std::u16string& name : result.refused) AddToWay(status.path, CAtlString(name));
     return status;
   }
-  if (result.changed) {
-    store.NoteChange();
-  }
+  if (result.changed) store.NoteChange();
   return PrefStatus::Ok();
 }
 
@@ -148,7 +131,7 @@ void Transaction::Update(const KeyPath& key_path, CAtlString name, Updater updat
 
 void Transaction::Delete(const KeyPath& key_path, CAtlString name, IfMissing if_missing) {
   ChangePresent([=](FileDomainStore& store) {
-    const FoundValue present = FindValueIn(store, key_path, name);
+    const PrefValue present = FindValueIn(store, key_path, name);
     if (!present.status.ok()) {
       return if_missing == IfMissing::kFail ? present.status : PrefStatus::Ok();
     }
@@ -193,7 +176,7 @@ void Transaction::Merge(const KeyPath& key_path, plist::Value entries, ReplaceKe
 void Transaction::Copy(const KeyPath& from_key, CAtlString from_name, const KeyPath& to_key,
                        CAtlString to_name) {
   Change([=](FileDomainStore& store) {
-    const FoundValue source = FindValueIn(store, from_key, from_name);
+    const PrefValue source = FindValueIn(store, from_key, from_name);
     return source.status.ok() ? Put(store, to_key, to_name, source.value) : source.status;
   });
 }
@@ -201,11 +184,9 @@ void Transaction::Copy(const KeyPath& from_key, CAtlString from_name, const KeyP
 void Transaction::Rename(const KeyPath& from_key, CAtlString from_name, const KeyPath& to_key,
                          CAtlString to_name) {
   Change([=](FileDomainStore& store) {
-    const FoundValue source = FindValueIn(store, from_key, from_name);
+    const PrefValue source = FindValueIn(store, from_key, from_name);
     const bool stays = from_name.Compare(to_name) == 0 && IsSamePath(from_key, to_key);
-    if (!source.status.ok() || stays) {
-      return source.status;
-    }
+    if (!source.status.ok() || stays) return source.status;
     PrefStatus removed = ApplyChange(store, from_key, from_name, {}, MissingKeys::kFail);
     return removed.ok() ? Put(store, to_key, to_name, source.value) : removed;
   });
@@ -236,7 +217,7 @@ void Transaction::RequireKey(const KeyPath& key_path) {
 
 void Transaction::RequireEmptyKey(const KeyPath& key_path) {
   Require([=](FileDomainStore& store) {
-    const FoundValue found = FindDictionary(store, key_path);
+    const PrefValue found = FindDictionary(store, key_path);
     return found.status.ok() ? HoldsIf(found.value.count() == 0, PrefError::kKeyNotEmpty)
                              : found.status;
   });
@@ -244,7 +225,7 @@ void Transaction::RequireEmptyKey(const KeyPath& key_path) {
 
 void Transaction::RequireKeyEqual(const KeyPath& key_path, plist::Value entries) {
   Require([=](FileDomainStore& store) {
-    const FoundValue found = FindDictionary(store, key_path);
+    const PrefValue found = FindDictionary(store, key_path);
     return HoldsIf(found.status.error != PrefError::kNotAKey && found.value == entries);
   });
 }
@@ -267,18 +248,13 @@ PrefStatus Transaction::Run(FileDomainStore& store) const {
 
 PrefStatus Transaction::Commit(IfDamaged if_damaged, TransactionResult* result) const {
   const EffectiveDomain effective(scope_, domain_);
-  if (PrefStatus status = CheckAddress(effective); !status.ok()) {
-    return status;
-  }
   // Without a file a failing condition must not leave the folder and the lock of a new one behind.
   // The steps run again under the lock: another process may make the file meanwhile.
   std::error_code unknown;
   if (MayCreate() && !std::filesystem::exists(FileOfDomain(effective), unknown) && !unknown) {
-    FileDomainStore missing(effective, domain_, StorePurpose::kDryRun);
+    FileDomainStore missing(effective, StorePurpose::kDryRun);
     if (missing.status().error == PrefError::kNotFound) {
-      if (PrefStatus status = Run(missing); !status.ok()) {
-        return status;
-      }
+      if (PrefStatus status = Run(missing); !status.ok()) return status;
     }
   }
   PrefStatus status;
@@ -293,42 +269,24 @@ PrefStatus Transaction::Commit(IfDamaged if_damaged, TransactionResult* result) 
 // new one was saved, so that every return leaves the old file or the new one.
 PrefStatus Transaction::CommitOnce(const EffectiveDomain& effective, IfDamaged if_damaged,
                                    TransactionResult* result) const {
-  FileDomainStore store(effective, domain_,
-                        MayCreate() ? StorePurpose::kCreate : StorePurpose::kChange, wait_);
+  FileDomainStore store(effective, MayCreate() ? StorePurpose::kCreate : StorePurpose::kChange,
+                        wait_);
   if (PrefStatus found = Problem(store); !found.ok()) {
-    if (if_damaged == IfDamaged::kFail || !store.CanStartAnew()) {
-      return found;
-    }
-    if (PrefStatus status = store.StartAnew(); !status.ok()) {
-      return status;
-    }
+    if (if_damaged == IfDamaged::kFail || !store.CanStartAnew()) return found;
+    if (PrefStatus status = store.StartAnew(); !status.ok()) return status;
   }
   PrefStatus status = Run(store);
-  if (status.ok()) {
-    status = store.Save();
-  }
-  if (status.ok() && result != nullptr) {
-    *result = ResultOf(store);
-  }
+  if (status.ok()) status = store.Save();
+  if (status.ok() && result != nullptr) *result = ResultOf(store);
   return status;
 }
 
 PrefStatus Transaction::DryRun(TransactionResult* result) const {
-  const EffectiveDomain effective(scope_, domain_);
-  if (PrefStatus status = CheckAddress(effective); !status.ok()) {
-    return status;
-  }
-  FileDomainStore store(effective, domain_, StorePurpose::kDryRun);
-  if (PrefStatus status = Problem(store); !status.ok()) {
-    return status;
-  }
+  FileDomainStore store({scope_, domain_}, StorePurpose::kDryRun);
+  if (PrefStatus status = Problem(store); !status.ok()) return status;
   PrefStatus status = Run(store);
-  if (status.ok()) {
-    status = store.CheckSave();
-  }
-  if (status.ok()) {
-    *result = ResultOf(store);
-  }
+  if (status.ok()) status = store.CheckSave();
+  if (status.ok()) *result = ResultOf(store);
   return status;
 }
 

@@ -9,6 +9,7 @@
 namespace orvik {
 
 using plist::Type;
+using View = std::u16string_view;
 
 namespace {
 
@@ -21,141 +22,117 @@ std::optional<std::int64_t> SignedInteger(const PreferenceValue& value) {
 
 // A real, or an integer of any kind as the nearest double.
 std::optional<double> AnyNumber(const PreferenceValue& value) {
-  if (value.type() == Type::kReal) {
-    return value.real();
-  }
-  if (const auto integer = SignedInteger(value)) {
-    return static_cast<double>(*integer);
-  }
+  if (value.type() == Type::kReal) return value.real();
+  if (const auto integer = SignedInteger(value)) return static_cast<double>(*integer);
   return value.type() == Type::kInteger ? std::optional(static_cast<double>(value.integer().bits))
                                         : std::nullopt;
 }
 
 // The value after `convert`; nothing, and kWrongType, when it has another type.
 template <class Convert>
-auto Converted(const PreferenceReader& reader, std::u16string_view key_path,
-               std::u16string_view name, PrefStatus* status, Convert convert) {
+auto Converted(const PreferenceReader& reader, View key_path, View name, PrefStatus* status,
+               Convert convert) {
   const PreferenceValue value = reader.Value(key_path, name, status);
   auto result = convert(value);
-  if (value && !result && status != nullptr) {
-    *status = {PrefError::kWrongType};
-  }
+  if (value && !result && status != nullptr) *status = {PrefError::kWrongType};
   return result;
 }
 
+// What `get` gives of a value of the type.
+template <class Get>
+auto OfType(Type type, Get get) {
+  return [=](const PreferenceValue& value) {
+    return value.type() == type ? std::optional(get(value)) : std::nullopt;
+  };
+}
+
 // Hands the status over, if it is wanted, and the value.
-PreferenceValue ValueAndStatus(PrefStatus found, PreferenceValue value, PrefStatus* status) {
-  if (status != nullptr) {
-    *status = std::move(found);
-  }
-  return value;
+PreferenceValue ValueAndStatus(PrefValue found, PrefStatus* status) {
+  if (status != nullptr) *status = std::move(found.status);
+  return std::move(found.value);
 }
 
 }  // namespace
 
-std::optional<std::u16string> PreferenceReader::String(std::u16string_view key_path,
-                                                       std::u16string_view name,
+std::optional<std::u16string> PreferenceReader::String(View key_path, View name,
                                                        PrefStatus* status) const {
-  return Converted(*this, key_path, name, status, [](const PreferenceValue& value) {
-    return value.is_string() ? std::optional(value.text().ToUnits()) : std::nullopt;
-  });
+  const auto units = [](const PreferenceValue& value) { return value.text().ToUnits(); };
+  return Converted(*this, key_path, name, status, OfType(Type::kString, units));
 }
 
-std::optional<std::int64_t> PreferenceReader::Integer(std::u16string_view key_path,
-                                                      std::u16string_view name,
+std::optional<std::int64_t> PreferenceReader::Integer(View key_path, View name,
                                                       PrefStatus* status) const {
   return Converted(*this, key_path, name, status, SignedInteger);
 }
 
-std::optional<double> PreferenceReader::Real(std::u16string_view key_path, std::u16string_view name,
-                                             PrefStatus* status) const {
+std::optional<double> PreferenceReader::Real(View key_path, View name, PrefStatus* status) const {
   return Converted(*this, key_path, name, status, AnyNumber);
 }
 
-std::optional<bool> PreferenceReader::Boolean(std::u16string_view key_path,
-                                              std::u16string_view name, PrefStatus* status) const {
-  return Converted(*this, key_path, name, status, [](const PreferenceValue& value) {
-    return value.type() == Type::kBoolean ? std::optional(value.boolean()) : std::nullopt;
-  });
+std::optional<bool> PreferenceReader::Boolean(View key_path, View name, PrefStatus* status) const {
+  const auto boolean = [](const PreferenceValue& value) { return value.boolean(); };
+  return Converted(*this, key_path, name, status, OfType(Type::kBoolean, boolean));
 }
 
-std::optional<PreferenceDate> PreferenceReader::Date(std::u16string_view key_path,
-                                                     std::u16string_view name,
+std::optional<PreferenceDate> PreferenceReader::Date(View key_path, View name,
                                                      PrefStatus* status) const {
-  return Converted(*this, key_path, name, status, [](const PreferenceValue& value) {
-    return value.type() == Type::kDate ? std::optional(value.time()) : std::nullopt;
-  });
+  const auto time = [](const PreferenceValue& value) { return value.time(); };
+  return Converted(*this, key_path, name, status, OfType(Type::kDate, time));
 }
 
-std::optional<std::string> PreferenceReader::Data(std::u16string_view key_path,
-                                                  std::u16string_view name,
+std::optional<std::string> PreferenceReader::Data(View key_path, View name,
                                                   PrefStatus* status) const {
-  return Converted(*this, key_path, name, status, [](const PreferenceValue& value) {
-    return value.type() == Type::kData ? std::optional(*value.data()) : std::nullopt;
-  });
+  const auto bytes = [](const PreferenceValue& value) { return *value.data(); };
+  return Converted(*this, key_path, name, status, OfType(Type::kData, bytes));
 }
 
-std::optional<std::vector<PreferenceValue>> PreferenceReader::Array(std::u16string_view key_path,
-                                                                    std::u16string_view name,
+std::optional<std::vector<PreferenceValue>> PreferenceReader::Array(View key_path, View name,
                                                                     PrefStatus* status) const {
-  return Converted(*this, key_path, name, status, [](const PreferenceValue& value) {
-    return value.is_array() ? std::optional(value.elements()) : std::nullopt;
-  });
+  const auto elements = [](const PreferenceValue& value) { return value.elements(); };
+  return Converted(*this, key_path, name, status, OfType(Type::kArray, elements));
 }
 
-PreferenceSnapshot::PreferenceSnapshot(std::u16string_view domain, int scope) {
+PreferenceSnapshot::PreferenceSnapshot(View domain, int scope) {
   PrefValue read = ReadDomain(scope, CAtlString(domain));
   status_ = std::move(read.status);
   entries_ = std::move(read.value);
 }
 
-PreferenceValue PreferenceSnapshot::Value(std::u16string_view key_path, std::u16string_view name,
-                                          PrefStatus* status) const {
-  FoundValue found{status_, {}};
-  if (status_.ok()) {
-    found = FindValue(entries_, KeyPath(CAtlString(key_path)), CAtlString(name));
-  }
-  return ValueAndStatus(std::move(found.status), std::move(found.value), status);
+PreferenceValue PreferenceSnapshot::Value(View key_path, View name, PrefStatus* status) const {
+  const PrefValue all{status_, entries_};
+  return ValueAndStatus(all.ok() ? FindValue(entries_, key_path, name) : all, status);
 }
 
-PreferenceValue PreferenceSnapshot::Key(std::u16string_view key_path, PrefStatus* status) const {
-  FoundValue found{status_, {}};
-  if (status_.ok()) {
-    found = FindKey(entries_, KeyPath(CAtlString(key_path)));
-  }
-  return ValueAndStatus(std::move(found.status), std::move(found.value), status);
+PreferenceValue PreferenceSnapshot::Key(View key_path, PrefStatus* status) const {
+  const PrefValue all{status_, entries_};
+  return ValueAndStatus(all.ok() ? FindKey(entries_, key_path) : all, status);
 }
 
-TypedPreferences::TypedPreferences(std::u16string_view domain, int scope)
-    : scope_(scope), domain_(domain) {}
+TypedPreferences::TypedPreferences(View domain, int scope) : scope_(scope), domain_(domain) {}
 
-PreferenceValue TypedPreferences::Value(std::u16string_view key_path, std::u16string_view name,
-                                        PrefStatus* status) const {
-  PrefValue found = ReadPreference(scope_, CAtlString(key_path), CAtlString(name), domain_);
-  return ValueAndStatus(std::move(found.status), std::move(found.value), status);
+PreferenceValue TypedPreferences::Value(View key_path, View name, PrefStatus* status) const {
+  return ValueAndStatus(ReadPreference(scope_, key_path, name, domain_), status);
 }
 
-PreferenceValue TypedPreferences::Key(std::u16string_view key_path, PrefStatus* status) const {
-  PrefValue found = ReadPreferenceKey(scope_, CAtlString(key_path), domain_);
-  return ValueAndStatus(std::move(found.status), std::move(found.value), status);
+PreferenceValue TypedPreferences::Key(View key_path, PrefStatus* status) const {
+  return ValueAndStatus(ReadPreferenceKey(scope_, key_path, domain_), status);
 }
 
-PrefStatus TypedPreferences::Set(std::u16string_view key_path, std::u16string_view name,
-                                 const PreferenceValue& value) {
+PrefStatus TypedPreferences::Set(View key_path, View name, const PreferenceValue& value) {
   Transaction change(scope_, domain_);
-  change.Set(CAtlString(key_path), CAtlString(name), value);
+  change.Set(key_path, name, value);
   return change.Commit();
 }
 
-PrefStatus TypedPreferences::Remove(std::u16string_view key_path, std::u16string_view name) {
+PrefStatus TypedPreferences::Remove(View key_path, View name) {
   Transaction change(scope_, domain_);
-  change.Delete(CAtlString(key_path), CAtlString(name));
+  change.Delete(key_path, name);
   return change.Commit();
 }
 
-PrefStatus TypedPreferences::RemoveKey(std::u16string_view key_path) {
+PrefStatus TypedPreferences::RemoveKey(View key_path) {
   Transaction change(scope_, domain_);
-  change.DeleteKey(CAtlString(key_path));
+  change.DeleteKey(key_path);
   return change.Commit();
 }
 

@@ -40,11 +40,12 @@ using PreferenceDate = plist::Time;
 // The readers, over one source of values.
 class PreferenceReader {
  public:
+  using View = std::u16string_view;
+
   // A value of any type; no value where nothing is found.
-  virtual PreferenceValue Value(std::u16string_view key_path, std::u16string_view name,
-                                PrefStatus* status = nullptr) const = 0;
+  virtual PreferenceValue Value(View key_path, View name, PrefStatus* status = nullptr) const = 0;
   // A key with everything below it, as a dictionary; the whole domain for an empty key path.
-  virtual PreferenceValue Key(std::u16string_view key_path, PrefStatus* status = nullptr) const = 0;
+  virtual PreferenceValue Key(View key_path, PrefStatus* status = nullptr) const = 0;
 
   // The value as a C++ type; nothing where none is found or it has another type.
   //
@@ -52,20 +53,14 @@ class PreferenceReader {
   //   Integer   from -2^63 to 2^63 - 1        Data    bytes
   //   Real      a real, or any integer,       Array   the elements, of any types
   //             rounded to the nearest double Boolean a boolean alone
-  std::optional<std::u16string> String(std::u16string_view key_path, std::u16string_view name,
+  std::optional<std::u16string> String(View key_path, View name,
                                        PrefStatus* status = nullptr) const;
-  std::optional<std::int64_t> Integer(std::u16string_view key_path, std::u16string_view name,
-                                      PrefStatus* status = nullptr) const;
-  std::optional<double> Real(std::u16string_view key_path, std::u16string_view name,
-                             PrefStatus* status = nullptr) const;
-  std::optional<bool> Boolean(std::u16string_view key_path, std::u16string_view name,
-                              PrefStatus* status = nullptr) const;
-  std::optional<PreferenceDate> Date(std::u16string_view key_path, std::u16string_view name,
-                                     PrefStatus* status = nullptr) const;
-  std::optional<std::string> Data(std::u16string_view key_path, std::u16string_view name,
-                                  PrefStatus* status = nullptr) const;
-  std::optional<std::vector<PreferenceValue>> Array(std::u16string_view key_path,
-                                                    std::u16string_view name,
+  std::optional<std::int64_t> Integer(View key_path, View name, PrefStatus* status = nullptr) const;
+  std::optional<double> Real(View key_path, View name, PrefStatus* status = nullptr) const;
+  std::optional<bool> Boolean(View key_path, View name, PrefStatus* status = nullptr) const;
+  std::optional<PreferenceDate> Date(View key_path, View name, PrefStatus* status = nullptr) const;
+  std::optional<std::string> Data(View key_path, View name, PrefStatus* status = nullptr) const;
+  std::optional<std::vector<PreferenceValue>> Array(View key_path, View name,
                                                     PrefStatus* status = nullptr) const;
 
  protected:
@@ -78,16 +73,15 @@ class PreferenceReader {
 // A domain as it was when the object was made. Copies share memory.
 class PreferenceSnapshot final : public PreferenceReader {
  public:
-  explicit PreferenceSnapshot(std::u16string_view domain, int scope = kSharedScope);
+  explicit PreferenceSnapshot(View domain, int scope = kSharedScope);
 
   // Whether the domain was read; nothing is found otherwise.
   const PrefStatus& status() const { return status_; }
   // All top-level entries; no value unless status() is ok.
   const PreferenceValue& entries() const { return entries_; }
 
-  PreferenceValue Value(std::u16string_view key_path, std::u16string_view name,
-                        PrefStatus* status = nullptr) const override;
-  PreferenceValue Key(std::u16string_view key_path, PrefStatus* status = nullptr) const override;
+  PreferenceValue Value(View key_path, View name, PrefStatus* status = nullptr) const override;
+  PreferenceValue Key(View key_path, PrefStatus* status = nullptr) const override;
 
  private:
   PrefStatus status_;
@@ -99,19 +93,17 @@ class TypedPreferences final : public PreferenceReader {
  public:
   // Touches no file. A scope or domain that cannot be used is an answer of each call
   // (kUnknownScope, kRefusedDomain).
-  explicit TypedPreferences(std::u16string_view domain, int scope = kSharedScope);
+  explicit TypedPreferences(View domain, int scope = kSharedScope);
 
-  PreferenceValue Value(std::u16string_view key_path, std::u16string_view name,
-                        PrefStatus* status = nullptr) const override;
-  PreferenceValue Key(std::u16string_view key_path, PrefStatus* status = nullptr) const override;
+  PreferenceValue Value(View key_path, View name, PrefStatus* status = nullptr) const override;
+  PreferenceValue Key(View key_path, PrefStatus* status = nullptr) const override;
 
   // Each is a transaction of one change: ok() means that the file on disk holds it.
-  PrefStatus Set(std::u16string_view key_path, std::u16string_view name,
-                 const PreferenceValue& value);
+  PrefStatus Set(View key_path, View name, const PreferenceValue& value);
   // Success also when there is nothing to remove.
-  PrefStatus Remove(std::u16string_view key_path, std::u16string_view name);
+  PrefStatus Remove(View key_path, View name);
   // Removes the last key of the path with everything below it. kEmptyPath for an empty path.
-  PrefStatus RemoveKey(std::u16string_view key_path);
+  PrefStatus RemoveKey(View key_path);
 
  private:
   int scope_;
