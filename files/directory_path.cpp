@@ -15,7 +15,7 @@
 namespace orvik {
 
 COrvikDirectoryPath::COrvikDirectoryPath(const CAtlString& path)
-    : path_(FixFolderPathForPlatform(path)) {}
+    : PathValue(FixFolderPathForPlatform(path)) {}
 
 CAtlStringA COrvikDirectoryPath::GetDirectoryPathStringA() const {
   ATLTRACE(
@@ -86,10 +86,6 @@ void COrvikDirectoryPath::SortPaths(CAtlArray<COrvikDirectoryPath>& paths) {
   std::stable_sort(entries.begin(), entries.end(), compareDirfunc);
   std::transform(entries.begin(), entries.end(), paths.begin(),
                  [](Entry& entry) { return std::move(entry.path); });
-}
-
-int COrvikDirectoryPath::GetNumberOfDaysOld() const {
-  return DaysSinceModification(path_);
 }
 
 COrvikDirectoryPath COrvikDirectoryPath::CreateUniqueSubDirectoryPath(

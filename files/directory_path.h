@@ -9,14 +9,6 @@
 // the same file.
 #pragma once
 
-#include <compare>
-#include <cstddef>
-#include <iosfwd>
-#include <optional>
-#include <string>
-#include <string_view>
-#include <utility>
-
 #include "files/file_path.h"
 #include "platform/core_foundation/base.h"
 #include "strings/atl_array.h"
@@ -29,7 +21,7 @@ namespace [[gnu::visibility("default")]] orvik {
 class Progress;
 struct TreeReport;
 
-class COrvikDirectoryPath {
+class COrvikDirectoryPath : public PathValue<COrvikDirectoryPath> {
  public:
   COrvikDirectoryPath() = default;
   // NOLINTNEXTLINE(google-explicit-constructor): texts are handed over as paths everywhere.
@@ -50,8 +42,6 @@ class COrvikDirectoryPath {
   CAtlString GetDirectoryPathString() const { return path_; }
   // The path in ISO 8859-1; other characters become "?".
   CAtlStringA GetDirectoryPathStringA() const;
-  BOOL IsEmptyPath() const { return path_.IsEmpty(); }
-  void Empty() { path_.Empty(); }
 
   // TRUE when anything exists at the path, a file as well.
   BOOL DirectoryExists() const;
@@ -64,10 +54,6 @@ class COrvikDirectoryPath {
   // The path of a file in this folder.
   COrvikFilePath CreateFilePath(const CAtlString& name) const;
 
-  // Compares the texts ignoring case.
-  BOOL IsEqualPath(const COrvikDirectoryPath& other) const {
-    return path_.CompareNoCase(other.path_) == 0;
-  }
   // TRUE when this path begins with `other` ignoring case. A path is inside itself, and /a/bc
   // counts as inside /a/b.
   BOOL IsSubdirectoryOf(const COrvikDirectoryPath& other) const;
@@ -79,9 +65,6 @@ class COrvikDirectoryPath {
 
   // Sorts ascending by GetLastDirectoryName, by code unit. Equal names keep their order.
   static void SortPaths(CAtlArray<COrvikDirectoryPath>& paths);
-
-  // Whole days since the last modification; 0 when the folder cannot be looked at.
-  int GetNumberOfDaysOld() const;
 
   // The first free one of name, name1, name2, ... in `parent`.
   static COrvikDirectoryPath CreateUniqueSubDirectoryPath(const COrvikDirectoryPath& parent,
@@ -126,48 +109,14 @@ class COrvikDirectoryPath {
   OSErr FindFilesInDirectory(const CAtlString& pattern, CAtlArray<COrvikFilePath>& files,
                              Progress* progress = nullptr) const;
 
-  // ---- Beside other libraries ----
-
-  // A path from outside is bytes, as a rule UTF-8; every name on disk has its path here
-  // (path_arguments.h). From a std::filesystem::path: FromPath(path).
-  static COrvikDirectoryPath FromBytes(std::string_view bytes);
-  template <HasNativeBytes Path>
-  static COrvikDirectoryPath FromPath(const Path& path) {
-    return FromBytes(path.native());
-  }
-  // The bytes under which the system calls find it (PathForLibc of path_arguments.h); empty for the
-  // empty path and when no file can have that name. As a path of another library:
-  // ToPath<std::filesystem::path>().
-  [[nodiscard]] std::string ToBytes() const;
-  template <typename Path>
-  [[nodiscard]] Path ToPath() const {
-    return Path(ToBytes());
-  }
-
   // The folder of that name in a folder (AddDirectoryToPath). A file in it: CreateFilePath.
   friend COrvikDirectoryPath operator/(COrvikDirectoryPath folder, const CAtlString& name) {
     folder.AddDirectoryToPath(name);
     return folder;
   }
-  // The text from below the folder on; empty for the folder itself, nothing for what is not in it.
-  // By the units of whole names, without looking at the disk.
-  [[nodiscard]] std::optional<CAtlString> RelativeTo(const COrvikDirectoryPath& folder) const;
-
-  // By the units of the texts. IsEqualPath ignores case.
-  friend bool operator==(const COrvikDirectoryPath& a, const COrvikDirectoryPath& b) = default;
-  friend std::strong_ordering operator<=>(const COrvikDirectoryPath& a,
-                                          const COrvikDirectoryPath& b) = default;
-  // Writes the bytes of the path, as it was given.
-  friend std::ostream& operator<<(std::ostream& out, const COrvikDirectoryPath& path);
-  template <typename Hash>
-  friend Hash AbslHashValue(Hash state, const COrvikDirectoryPath& path) {
-    return Hash::combine(std::move(state), path.path_);
-  }
 
  private:
   static CAtlString my_GlobalTempFilePath;
-
-  CAtlString path_;
 };
 
 // Which edition of the application runs. Set at start-up, before other threads read it.
@@ -197,8 +146,4 @@ class CPagewellEditionHelper {
 }  // namespace orvik
 
 template <>
-struct std::hash<orvik::COrvikDirectoryPath> {
-  std::size_t operator()(const orvik::COrvikDirectoryPath& path) const {
-    return std::hash<orvik::CAtlString>()(path.GetDirectoryPathString());
-  }
-};
+struct std::hash<orvik::COrvikDirectoryPath> : orvik::PathHash<orvik::COrvikDirectoryPath> {};

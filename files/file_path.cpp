@@ -64,23 +64,9 @@ BOOL AllowOwnerToWrite(const CAtlString& path) {
          host::ChangeModeOf(*bytes, (info.st_mode & 07777) | S_IWUSR) == 0;
 }
 
-std::optional<CAtlString> Below(std::u16string_view path, std::u16string_view folder) {
-  if (!path.starts_with(folder)) return std::nullopt;
-  path.remove_prefix(folder.size());
-  if (path.empty()) return CAtlString();
-  if (path.front() != u'/') return std::nullopt;
-  return CAtlString(path.substr(1));
-}
-
-// A path that no file can have is written, too.
-std::ostream& Write(std::ostream& out, const CAtlString& path) {
-  const std::optional<std::string> bytes = host::FileNameToBytes(path.View());
-  return out << (bytes ? *bytes : path.ToUtf8());
-}
-
 }  // namespace
 
-COrvikFilePath::COrvikFilePath(const CAtlString& path) : path_(FixFilePathForPlatform(path)) {}
+COrvikFilePath::COrvikFilePath(const CAtlString& path) : PathValue(FixFilePathForPlatform(path)) {}
 
 BOOL COrvikFilePath::createFromFileURL(const CAtlString& url) {
   const std::size_t scheme = url.View().find(u"file:");
@@ -191,10 +177,6 @@ BOOL COrvikFilePath::IsExecutable() const {
   return IsDirectory() == FALSE && PathIsExe(PathArgument(path_)) != 0;
 }
 
-int COrvikFilePath::GetNumberOfDaysOld() const {
-  return DaysSinceModification(path_);
-}
-
 BOOL COrvikFilePath::SetFileReadOnly() const {
   if (FileExists() == FALSE) return TRUE;
   const DWORD attributes = GetFileAttributes(PathArgument(path_));
@@ -252,47 +234,44 @@ BOOL COrvikFilePath::GetFileChecksum(std::uint32_t& checksum, TreeReport* report
   return AddResult(*this, error, host::Side::kSource, report);
 }
 
-COrvikFilePath COrvikFilePath::FromBytes(std::string_view bytes) {
-  return COrvikFilePath(PathFromBytes(bytes));
-}
-
-COrvikDirectoryPath COrvikDirectoryPath::FromBytes(std::string_view bytes) {
-  return COrvikDirectoryPath(PathFromBytes(bytes));
-}
-
-std::string COrvikFilePath::ToBytes() const {
-  return PathForLibc(path_).value_or("");
-}
-
-std::string COrvikDirectoryPath::ToBytes() const {
-  return PathForLibc(path_).value_or("");
-}
-
-std::optional<CAtlString> COrvikFilePath::RelativeTo(const COrvikDirectoryPath& folder) const {
-  return Below(path_, folder.GetDirectoryPathString());
-}
-
-std::optional<CAtlString> COrvikDirectoryPath::RelativeTo(const COrvikDirectoryPath& folder) const {
-  return Below(path_, folder.path_);
-}
-
-[[gnu::visibility("default")]] std::ostream& operator<<(std::ostream& out,
-                                                        const COrvikFilePath& path) {
-  return Write(out, path.path_);
-}
-
-[[gnu::visibility("default")]] std::ostream& operator<<(std::ostream& out,
-                                                        const COrvikDirectoryPath& path) {
-  return Write(out, path.path_);
-}
-
-int DaysSinceModification(const CAtlString& path) {
-  const std::optional<std::string> bytes = PathForLibc(path);
+template <typename Path>
+int PathValue<Path>::GetNumberOfDaysOld() const {
   struct stat record;
-  if (!bytes || host::StatPath(*bytes, 0, &record) != 0) return 0;
+  if (host::StatPath(ToBytes(), 0, &record) != 0) return 0;
   const double days = std::difftime(std::time(nullptr), record.st_mtime) / 86400;
   using Limits = std::numeric_limits<int>;
   return static_cast<int>(std::clamp<double>(days, Limits::min(), Limits::max()));
 }
+
+template <typename Path>
+Path PathValue<Path>::FromBytes(std::string_view bytes) {
+  return Path(PathFromBytes(bytes));
+}
+
+template <typename Path>
+std::string PathValue<Path>::ToBytes() const {
+  return PathForLibc(path_).value_or("");
+}
+
+template <typename Path>
+std::optional<CAtlString> PathValue<Path>::RelativeTo(const COrvikDirectoryPath& folder) const {
+  const CAtlString above = folder.GetDirectoryPathString();
+  std::u16string_view rest = path_.View();
+  if (!rest.starts_with(above.View())) return std::nullopt;
+  rest.remove_prefix(above.View().size());
+  if (rest.empty()) return CAtlString();
+  if (rest.front() != u'/') return std::nullopt;
+  return CAtlString(rest.substr(1));
+}
+
+// A path that no file can have is written, too.
+template <typename Path>
+std::ostream& PathValue<Path>::Write(std::ostream& out) const {
+  const std::optional<std::string> bytes = host::FileNameToBytes(path_.View());
+  return out << (bytes ? *bytes : path_.ToUtf8());
+}
+
+template class PathValue<COrvikFilePath>;
+template class PathValue<COrvikDirectoryPath>;
 
 }  // namespace orvik

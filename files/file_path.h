@@ -37,7 +37,71 @@ concept HasNativeBytes = requires(const T& path) {
   { path.native() } -> std::convertible_to<std::string_view>;
 };
 
-class COrvikFilePath {
+template <typename Path>
+struct PathHash {
+  std::size_t operator()(const Path& path) const { return std::hash<CAtlString>()(path.path_); }
+};
+
+// What the paths of files and of folders have in common; `Path` is the one or the other.
+template <typename Path>
+class PathValue {
+ public:
+  BOOL IsEmptyPath() const { return path_.IsEmpty(); }
+  void Empty() { path_.Empty(); }
+
+  // Compares the texts ignoring case.
+  BOOL IsEqualPath(const Path& other) const { return path_.CompareNoCase(other.path_) == 0; }
+
+  // Whole days since the last modification, rounded towards zero; links are followed. 0 when it
+  // cannot be looked at.
+  int GetNumberOfDaysOld() const;
+
+  // ---- Beside other libraries ----
+
+  // A path from outside is bytes, as a rule UTF-8; every name on disk has its path here
+  // (path_arguments.h). From a std::filesystem::path: FromPath(path).
+  static Path FromBytes(std::string_view bytes);
+  template <HasNativeBytes Other>
+  static Path FromPath(const Other& path) {
+    return FromBytes(path.native());
+  }
+  // The bytes under which the system calls find it (PathForLibc of path_arguments.h); empty for the
+  // empty path and when no file can have that name. As a path of another library:
+  // ToPath<std::filesystem::path>().
+  [[nodiscard]] std::string ToBytes() const;
+  template <typename Other>
+  [[nodiscard]] Other ToPath() const {
+    return Other(ToBytes());
+  }
+
+  // The text from below the folder on; empty for the folder itself, nothing for what is not in it.
+  // By the units of whole names, without looking at the disk.
+  [[nodiscard]] std::optional<CAtlString> RelativeTo(const COrvikDirectoryPath& folder) const;
+
+  // By the units of the texts. IsEqualPath ignores case.
+  friend bool operator==(const Path& a, const Path& b) { return a.path_ == b.path_; }
+  friend std::strong_ordering operator<=>(const Path& a, const Path& b) {
+    return a.path_ <=> b.path_;
+  }
+  // Writes the bytes of the path, as it was given.
+  friend std::ostream& operator<<(std::ostream& out, const Path& path) { return path.Write(out); }
+  template <typename Hash>
+  friend Hash AbslHashValue(Hash state, const Path& path) {
+    return Hash::combine(std::move(state), path.path_);
+  }
+  friend struct PathHash<Path>;
+
+ protected:
+  PathValue() = default;
+  explicit PathValue(CAtlString path) : path_(std::move(path)) {}
+
+  CAtlString path_;
+
+ private:
+  std::ostream& Write(std::ostream& out) const;
+};
+
+class COrvikFilePath : public PathValue<COrvikFilePath> {
  public:
   COrvikFilePath() = default;
   // NOLINTNEXTLINE(google-explicit-constructor): texts are handed over as paths everywhere.
@@ -56,8 +120,6 @@ class COrvikFilePath {
   CAtlString GetFilePathString() const { return path_; }
   // The path in ISO 8859-1; other characters become "?".
   CAtlStringA GetFilePathStringA() const;
-  BOOL IsEmptyPath() const { return path_.IsEmpty(); }
-  void Empty() { path_.Empty(); }
 
   CAtlString GetFileName() const;
   CAtlStringA GetFileNameA() const;
@@ -75,11 +137,6 @@ class COrvikFilePath {
   BOOL IsDirectory() const;
   BOOL IsExecutable() const;
 
-  // Compares the texts ignoring case.
-  BOOL IsEqualPath(const COrvikFilePath& other) const {
-    return path_.CompareNoCase(other.path_) == 0;
-  }
-
   BOOL IsValidForCrossPlatform() const;
   // FALSE also for names that begin with "." and for device names (con.txt, LPT3).
   BOOL IsValidWindowsFileName() const;
@@ -96,9 +153,6 @@ class COrvikFilePath {
   // is made from the process and the time. Nothing is created: see directory_path.h for how to
   // create what was asked for.
   static COrvikFilePath CreateTempFileName(const CAtlString& extension, const CAtlString& name);
-
-  // Whole days since the last modification; 0 when the file cannot be looked at.
-  int GetNumberOfDaysOld() const;
 
   // TRUE without doing anything when the file does not exist. The first takes write permission from
   // everybody; the second gives it back to the owner when no user has it. A link is not followed.
@@ -120,49 +174,9 @@ class COrvikFilePath {
   // `progress` stopped it. `report` (may be null) says why.
   BOOL GetFileChecksum(std::uint32_t& checksum, TreeReport* report,
                        Progress* progress = nullptr) const;
-
-  // ---- Beside other libraries ----
-
-  // A path from outside is bytes, as a rule UTF-8; every name on disk has its path here
-  // (path_arguments.h). From a std::filesystem::path: FromPath(path).
-  static COrvikFilePath FromBytes(std::string_view bytes);
-  template <HasNativeBytes Path>
-  static COrvikFilePath FromPath(const Path& path) {
-    return FromBytes(path.native());
-  }
-  // The bytes under which the system calls find it (PathForLibc of path_arguments.h); empty for the
-  // empty path and when no file can have that name. As a path of another library:
-  // ToPath<std::filesystem::path>().
-  [[nodiscard]] std::string ToBytes() const;
-  template <typename Path>
-  [[nodiscard]] Path ToPath() const {
-    return Path(ToBytes());
-  }
-
-  // The text from below the folder on; empty for the folder itself, nothing for what is not in it.
-  // By the units of whole names, without looking at the disk.
-  [[nodiscard]] std::optional<CAtlString> RelativeTo(const COrvikDirectoryPath& folder) const;
-
-  // By the units of the texts. IsEqualPath ignores case.
-  friend bool operator==(const COrvikFilePath& a, const COrvikFilePath& b) = default;
-  friend std::strong_ordering operator<=>(const COrvikFilePath& a,
-                                          const COrvikFilePath& b) = default;
-  // Writes the bytes of the path, as it was given.
-  friend std::ostream& operator<<(std::ostream& out, const COrvikFilePath& path);
-  template <typename Hash>
-  friend Hash AbslHashValue(Hash state, const COrvikFilePath& path) {
-    return Hash::combine(std::move(state), path.path_);
-  }
-
- private:
-  CAtlString path_;
 };
 
 }  // namespace orvik
 
 template <>
-struct std::hash<orvik::COrvikFilePath> {
-  std::size_t operator()(const orvik::COrvikFilePath& path) const {
-    return std::hash<orvik::CAtlString>()(path.GetFilePathString());
-  }
-};
+struct std::hash<orvik::COrvikFilePath> : orvik::PathHash<orvik::COrvikFilePath> {};

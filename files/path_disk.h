@@ -41,10 +41,4 @@ int WalkFolder(const COrvikDirectoryPath& folder,
 std::optional<COrvikDirectoryPath> FindStandardFolder(FSVolumeRefNum domain, OSType type,
                                                       bool create);
 
-// The age of the file or folder at a path.
-
-// Whole days since the last modification, rounded towards zero; links are followed. 0 when it
-// cannot be looked at.
-int DaysSinceModification(const CAtlString& path);
-
 }  // namespace orvik

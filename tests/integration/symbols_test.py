@@ -49,13 +49,13 @@ def installed_headers(source):
 
 def names_for_programs(source, headers, layer, library):
     """What the library exports of the layer's installed headers, and the templates that programs do
-    not make themselves ("extern template")."""
+    not make themselves."""
     words = set(re.findall(r"\w+", " ".join((source / header).read_text() for header in headers
                                             if header.startswith(layer + "/"))))
     names = {name for name in exported_names(library)
              if words.issuperset(re.findall(r"\w+", re.sub(r"\[abi:\w+\]|[<(].*| for ", " ", name)))}
     return names | {name for name in exported_names(library, kinds="W")
-                    if re.match(r"orvik::String(Buffer|Operations)<", name)}
+                    if re.match(r"orvik::(String(Buffer|Operations)|PathValue)<", name)}
 
 
 def main():
