@@ -19,51 +19,46 @@ Descriptor Refused(int error) {
   return {};
 }
 
-}  // namespace
-
-int WriteAll(int descriptor, std::string_view bytes) {
-  while (!bytes.empty()) {
-    const ssize_t written = write(descriptor, bytes.data(), bytes.size());
-    if (written == 0) return ENOSPC;
-    if (written > 0) {
-      bytes.remove_prefix(static_cast<std::size_t>(written));
+// Moves bytes until all have been moved or `move` moves none, interruptions or not; it is given how
+// many were moved before. 0 or an errno.
+template <typename Move>
+int MoveAll(std::size_t count, std::size_t* done, Move move) {
+  for (*done = 0; *done < count;) {
+    const ssize_t moved = move(*done);
+    if (moved == 0) return 0;
+    if (moved > 0) {
+      *done += static_cast<std::size_t>(moved);
     } else if (errno != EINTR) {
       return errno;
     }
   }
   return 0;
+}
+
+}  // namespace
+
+int WriteAll(int descriptor, std::string_view bytes) {
+  std::size_t done = 0;
+  const int error = MoveAll(bytes.size(), &done, [&](std::size_t at) {
+    return write(descriptor, bytes.data() + at, bytes.size() - at);
+  });
+  return error == 0 && done < bytes.size() ? ENOSPC : error;
 }
 
 int WriteAllAt(int file, std::string_view bytes, off_t position, std::size_t* done) {
   std::size_t own = 0;
   if (done == nullptr) done = &own;
-  *done = 0;
-  while (*done < bytes.size()) {
-    const ssize_t written = pwrite(file, bytes.data() + *done, bytes.size() - *done,
-                                   position + static_cast<off_t>(*done));
-    if (written == 0) return ENOSPC;
-    if (written > 0) {
-      *done += static_cast<std::size_t>(written);
-    } else if (errno != EINTR) {
-      return errno;
-    }
-  }
-  return 0;
+  const int error = MoveAll(bytes.size(), done, [&](std::size_t at) {
+    return pwrite(file, bytes.data() + at, bytes.size() - at, position + static_cast<off_t>(at));
+  });
+  return error == 0 && *done < bytes.size() ? ENOSPC : error;
 }
 
 int ReadAt(int file, void* buffer, std::size_t count, off_t position, std::size_t* done) {
-  *done = 0;
-  while (*done < count) {
-    const ssize_t got = pread(file, static_cast<char*>(buffer) + *done, count - *done,
-                              position + static_cast<off_t>(*done));
-    if (got == 0) return 0;
-    if (got > 0) {
-      *done += static_cast<std::size_t>(got);
-    } else if (errno != EINTR) {
-      return errno;
-    }
-  }
-  return 0;
+  return MoveAll(count, done, [&](std::size_t at) {
+    return pread(file, static_cast<char*>(buffer) + at, count - at,
+                 position + static_cast<off_t>(at));
+  });
 }
 
 int ReadSome(int descriptor, void* buffer, std::size_t count, std::size_t* done) {

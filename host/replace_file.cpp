@@ -30,19 +30,15 @@ int ReadAll(int descriptor, std::size_t expected, std::size_t limit, End end,
   if (expected > limit) return EFBIG;
   content->resize(expected == 0 ? kUnknownSize : expected + 1);
   for (;;) {
-    const ssize_t count = read(descriptor, content->data() + size, content->size() - size);
-    if (count < 0) {
-      if (errno == EINTR) continue;
-      const int error = errno;
+    std::size_t count = 0;
+    int error = ReadSome(descriptor, content->data() + size, content->size() - size, &count);
+    if (error == 0 && size + count > limit) error = EFBIG;
+    if (error != 0) {
       content->clear();
       return error;
     }
     if (count == 0) break;
-    size += static_cast<std::size_t>(count);
-    if (size > limit) {
-      content->clear();
-      return EFBIG;
-    }
+    size += count;
     if (end == End::kExpected && size == expected) break;
     if (size == content->size()) content->resize(size * 2);
   }
