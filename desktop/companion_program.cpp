@@ -27,6 +27,14 @@ std::vector<char*> Pointers(std::vector<std::string>& texts) {
   return pointers;
 }
 
+bool MakePipe(host::Descriptor* end, host::Descriptor* start) {
+  int ends[2];
+  if (pipe2(ends, O_CLOEXEC) != 0) return false;
+  *end = host::Descriptor(ends[0]);
+  *start = host::Descriptor(ends[1]);
+  return true;
+}
+
 // A nameless file with the text, ready to be read.
 int FileWith(const std::string& text) {
   const int file = memfd_create("input", MFD_CLOEXEC);
@@ -104,14 +112,10 @@ std::string ReadAll(int pipe) {
 CompanionOutcome RunCompanion(std::vector<std::string> arguments,
                               std::vector<std::string> environment, const std::string& input) {
   CompanionOutcome outcome;
-  int output[2];
-  int report[2];
-  if (pipe2(output, O_CLOEXEC) != 0) return outcome;
-  const host::Descriptor output_end(output[0]);
-  host::Descriptor output_start(output[1]);
-  if (pipe2(report, O_CLOEXEC) != 0) return outcome;
-  const host::Descriptor report_end(report[0]);
-  host::Descriptor report_start(report[1]);
+  host::Descriptor output_end, output_start, report_end, report_start;
+  if (!MakePipe(&output_end, &output_start) || !MakePipe(&report_end, &report_start)) {
+    return outcome;
+  }
   const host::Descriptor input_file(FileWith(input));
   const host::Descriptor nowhere = host::OpenPath("/dev/null", O_WRONLY);
   const std::vector<char*> argument_pointers = Pointers(arguments);

@@ -45,18 +45,13 @@ FileForkHandle* HandleOf(HANDLE handle) {
   return record->type_tag == kFileForkHandleTag ? record : nullptr;
 }
 
-class HandleLock {
- public:
-  explicit HandleLock(FileForkHandle* handle) : mutex_(&handle->mutex) {
-    pthread_mutex_lock(mutex_);
-  }
-  ~HandleLock() { pthread_mutex_unlock(mutex_); }
-  HandleLock(const HandleLock&) = delete;
-  HandleLock& operator=(const HandleLock&) = delete;
+// Unlocks the handle at its end.
+using HandleLock = std::unique_ptr<pthread_mutex_t, int (*)(pthread_mutex_t*)>;
 
- private:
-  pthread_mutex_t* mutex_;
-};
+HandleLock Lock(FileForkHandle* handle) {
+  pthread_mutex_lock(&handle->mutex);
+  return {&handle->mutex, &pthread_mutex_unlock};
+}
 
 // Reads or writes at the mark.
 template <class Call, class Buffer>
@@ -65,7 +60,7 @@ BOOL Transfer(Call call, HANDLE handle, Buffer* buffer, DWORD bytes, DWORD* byte
   FileForkHandle* const record = HandleOf(handle);
   OSErr status = rfNumErr;
   if (record != nullptr) {
-    const HandleLock lock{record};
+    const HandleLock lock = Lock(record);
     status = call(*record->fork, fsAtMark, 0, bytes, buffer, &done);
   }
   if (bytes_done != nullptr) *bytes_done = static_cast<DWORD>(done);
@@ -111,7 +106,7 @@ DWORD SetFilePointer(HANDLE handle, std::int32_t distance, std::int32_t*, DWORD 
   if (handle == nullptr) return 0;
   FileForkHandle* const record = HandleOf(handle);
   if (record == nullptr) return kFailed;
-  const HandleLock lock{record};
+  const HandleLock lock = Lock(record);
   if (move_method < std::size(kModes) &&
       FSSetForkPosition(*record->fork, kModes[move_method], distance) != noErr) {
     return kFailed;
@@ -124,7 +119,7 @@ DWORD SetFilePointer(HANDLE handle, std::int32_t distance, std::int32_t*, DWORD 
 DWORD GetFileSize(HANDLE handle, DWORD*) {
   FileForkHandle* const record = HandleOf(handle);
   if (record == nullptr) return 0;
-  const HandleLock lock{record};
+  const HandleLock lock = Lock(record);
   SInt64 size = 0;
   return FSGetForkSize(*record->fork, &size) == noErr ? static_cast<DWORD>(size) : 0;
 }

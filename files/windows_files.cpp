@@ -193,10 +193,9 @@ int CurrentMachineOSXVersion() {
 }
 
 int ClassifyOSXVersion(DWORD version_word) {
-  if (version_word < 0x1020) return -1;
-  if (version_word < 0x1030) return 0;
-  if (version_word < 0x1040) return 1;
-  return version_word < 0x1050 ? 2 : 3;
+  constexpr DWORD kFirst = 0x1020;  // and 0x10 more for each of the next ones
+  if (version_word < kFirst) return -1;
+  return static_cast<int>(std::min<DWORD>((version_word - kFirst) / 0x10, 3));
 }
 
 DWORD g_dwLastErrCode = 0;

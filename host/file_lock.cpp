@@ -33,12 +33,12 @@ constexpr int kTries = 100;
 constexpr off_t kContentByte = off_t{1} << 40;
 constexpr std::int64_t kForeignStaleSeconds = 600;
 
+struct flock LockOf(off_t byte, short type, off_t count = 1) {
+  return {.l_type = type, .l_whence = SEEK_SET, .l_start = byte, .l_len = count, .l_pid = 0};
+}
+
 int SetLock(int file, off_t byte, short type, off_t count = 1) {
-  struct flock lock = {};
-  lock.l_type = type;
-  lock.l_whence = SEEK_SET;
-  lock.l_start = byte;
-  lock.l_len = count;
+  struct flock lock = LockOf(byte, type, count);
   while (fcntl(file, F_OFD_SETLK, &lock) != 0) {
     if (errno != EINTR) return errno == EACCES ? EAGAIN : errno;
   }
@@ -274,11 +274,7 @@ int FindLockHolder(const std::string& folder, std::optional<LockHolder>* holder)
   }
   error = OpenLockFile(place.get(), attributes, kFolderLockName, O_RDONLY, &file);
   if (error != 0) return error == ENOENT ? 0 : error;
-  struct flock lock = {};
-  lock.l_type = F_WRLCK;
-  lock.l_whence = SEEK_SET;
-  lock.l_start = kHolderByte;
-  lock.l_len = 1;
+  struct flock lock = LockOf(kHolderByte, F_WRLCK);
   if (fcntl(file.get(), F_OFD_GETLK, &lock) == 0 && lock.l_type != F_UNLCK) show(file.get());
   return 0;
 }

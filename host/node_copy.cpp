@@ -101,14 +101,18 @@ int CopyRegularAtOnce(const Source& source, int to, const char* name, const Node
   return error;
 }
 
-int CommitCopy(StagedFile* copy, int to, const char* name, Existing existing, bool is_taken) {
-  int error = is_taken ? EEXIST : copy->CommitAsNew();
-  if (error != EEXIST || existing == Existing::kKeep) return error;
-  error = copy->Commit(-1);
+// Puts an entry at a name, over an empty folder, too, which has nothing to lose.
+template <typename Put>
+int Replace(int to, const char* name, Put put) {
+  const int error = put();
   if (error != EISDIR) return error;
-  // An empty folder has nothing to lose.
-  if (unlinkat(to, name, AT_REMOVEDIR) != 0) return EISDIR;
-  return copy->CommitAsNew();
+  return unlinkat(to, name, AT_REMOVEDIR) == 0 ? put() : EISDIR;
+}
+
+int CommitCopy(StagedFile* copy, int to, const char* name, Existing existing, bool is_taken) {
+  const int error = is_taken ? EEXIST : copy->CommitAsNew();
+  if (error != EEXIST || existing == Existing::kKeep) return error;
+  return Replace(to, name, [copy] { return copy->Commit(-1); });
 }
 
 int CopyRegularWhole(const Source& source, int to, const char* name, bool is_taken,
@@ -183,11 +187,8 @@ int CommitOther(Make make, int to, const char* name, Existing existing) {
   if (existing == Existing::kKeep) {
     return RenameWithoutReplacing(staged.descriptor(), kEntry, to, name);
   }
-  if (renameat(staged.descriptor(), kEntry, to, name) == 0) return 0;
-  if (errno != EISDIR) return errno;
-  // An empty folder has nothing to lose.
-  if (unlinkat(to, name, AT_REMOVEDIR) != 0) return EISDIR;
-  return renameat(staged.descriptor(), kEntry, to, name) == 0 ? 0 : errno;
+  return Replace(to, name,
+                 [&] { return renameat(staged.descriptor(), kEntry, to, name) == 0 ? 0 : errno; });
 }
 
 int CopyOther(const Source& source, int from, const char* from_name, int to, const char* to_name,
