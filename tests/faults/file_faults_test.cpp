@@ -77,7 +77,7 @@ std::string FaultOfMove(const Snapshot& files) {
 std::string FaultOfMergingMove(const Snapshot& files) {
   for (const std::string name : {"a", "sub/b"}) {
     if (!files.contains("root/to/" + name) && !files.contains("home/tree/" + name))
-      return "loses a";
+      return "loses a file";
   }
   return "";
 }

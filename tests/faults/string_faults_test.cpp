@@ -162,20 +162,5 @@ TEST(ArrayFaultsTest, LoseNoMemory) {
   EXPECT_EQ(__lsan_do_recoverable_leak_check(), 0);
 }
 
-// A second allocation would fail.
-TEST(StringFaultsTest, MakersOfUtf8AllocateOnce) {
-  for (const char16_t* piece : {u"a", u"\u00E9", u"\u4E00", u"\U0001F600", u"\xDC00"}) {
-    for (const int length : {1, 32, 5000}) {
-      CAtlString wide;
-      while (wide.GetLength() < length) wide += piece;
-      CAtlStringA utf8;
-      CAtlString back;
-      EXPECT_FALSE(FailsAt(2, [&] { utf8 = MakeUTF8StringFromUnicodeString(wide); }).struck);
-      EXPECT_FALSE(FailsAt(2, [&] { back = MakeWideStringFromUTF8String(utf8); }).struck);
-      EXPECT_EQ(back.GetLength(), *piece == u'\xDC00' ? length : wide.GetLength());
-    }
-  }
-}
-
 }  // namespace
 }  // namespace orvik::test

@@ -109,25 +109,19 @@ TEST_F(FileManipulator, WritesBytes) {
   }
 }
 
-TEST_F(FileManipulator, CopiesAndMoves) {
-  Plant(top_, "f=new g=old d/");
-  EXPECT_FALSE(Manipulator::CopyFileTo(File(At("f")), File(At("g")), TRUE));
-  EXPECT_FALSE(Manipulator::CopyFileTo(File(At("f")), COrvikFilePath(), FALSE));
-  EXPECT_EQ(TreeText(top_), "d/ f=new g=old");
-  EXPECT_TRUE(Manipulator::CopyFileTo(File(At("f")), File(At("g")), FALSE));
-  EXPECT_TRUE(Manipulator::CopyFileTo(File(At("f")), Folder(At("d")), TRUE));
-  EXPECT_TRUE(Manipulator::MoveFileTo(File(At("f")), File(At("x/y/f"))));
-  EXPECT_EQ(TreeText(top_), "d/ d/f=new g=new x/ x/y/ x/y/f=new");
-}
-
-TEST_F(FileManipulator, SaysWhyAFileWasNotCopiedOrMoved) {
-  Plant(top_, "pipe| f g");
+TEST_F(FileManipulator, CopiesAndMovesAndSaysWhyNot) {
+  Plant(top_, "pipe| f=new g=old d/");
   TreeReport report;
   EXPECT_FALSE(Manipulator::CopyFileTo(File(At("pipe")), File(At("x")), FALSE, &report));
   EXPECT_FALSE(Manipulator::CopyFileTo(File(At("f")), File(At("g")), TRUE, &report));
+  EXPECT_FALSE(Manipulator::CopyFileTo(File(At("f")), COrvikFilePath(), FALSE));
   EXPECT_FALSE(Manipulator::MoveFileTo(File(At("none")), File(At("x")), &report));
-  EXPECT_TRUE(Manipulator::MoveFileTo(File(At("f")), File(At("x")), &report));
-  EXPECT_EQ(report.done, 1u);
+  EXPECT_EQ(TreeText(top_), "d/ f=new g=old pipe|");
+  EXPECT_TRUE(Manipulator::CopyFileTo(File(At("f")), File(At("g")), FALSE, &report));
+  EXPECT_TRUE(Manipulator::CopyFileTo(File(At("f")), Folder(At("d")), TRUE));
+  EXPECT_TRUE(Manipulator::MoveFileTo(File(At("f")), File(At("x/y/f")), &report));
+  EXPECT_EQ(TreeText(top_), "d/ d/f=new g=new pipe| x/ x/y/ x/y/f=new");
+  EXPECT_EQ(report.done, 2u);
   EXPECT_EQ(report.failed, 3u);
   std::string failures;
   for (const TreeFailure& failure : report.failures) {

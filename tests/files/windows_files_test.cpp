@@ -147,20 +147,18 @@ TEST(WindowsFind, TheRecordTakesTheCatalogsNumbersUnconverted) {
   info.createDate = {1, 2, 3};
   info.accessDate = {4, 5, 6};
   info.contentModDate = {7, 8, 9};
-  info.dataLogicalSize = 1;
   info.dataPhysicalSize = 0x300000001;
-  HFSUniStr255 name;
-  name.length = 255;
+  HFSUniStr255 name{.length = 255, .unicode = {}};
   std::fill_n(name.unicode, 255, u'n');
   _WIN32_FIND_DATA data;
   std::fill_n(data.cFileName, MAX_PATH, u'x');
   InitW32FindDataFromCatalogInfo(&info, &name, &data);
-  EXPECT_EQ((std::vector<DWORD>{
-                data.dwFileAttributes, data.ftCreationTime.dwHighDateTime,
-                data.ftCreationTime.dwLowDateTime, data.ftLastAccessTime.dwLowDateTime,
-                data.ftLastWriteTime.dwHighDateTime, data.nFileSizeHigh, data.nFileSizeLow}),
-            (std::vector<DWORD>{0x11, 1, 2, 5, 7, 3, 1}));
-  EXPECT_EQ(std::u16string(data.cFileName), std::u16string(255, u'n'));
+  EXPECT_EQ(
+      (std::vector{data.dwFileAttributes, data.ftCreationTime.dwHighDateTime,
+                   data.ftCreationTime.dwLowDateTime, data.ftLastAccessTime.dwLowDateTime,
+                   data.ftLastWriteTime.dwHighDateTime, data.nFileSizeHigh, data.nFileSizeLow}),
+      (std::vector<DWORD>{0x11, 1, 2, 5, 7, 3, 1}));
+  EXPECT_EQ(data.cFileName, std::u16string(255, u'n'));
 }
 
 TEST(WindowsTime, ClassifiesVersions) {

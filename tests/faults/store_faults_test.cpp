@@ -1,0 +1,323 @@
+// Preferences, the shared lock, streams, the XML writer, the configuration store, property files
+// and the installer's recording under faults.
+
+#include <new>
+
+#include "host/system.h"
+#include "platform/core_foundation/collections.h"
+#include "platform/core_foundation/object.h"
+#include "platform/core_foundation/string.h"
+#include "platform/foundation/application.h"
+#include "plist/file.h"
+#include "postflight/install_information.h"
+#include "postflight/property_file.h"
+#include "prefs/preferences.h"
+#include "prefs/reporting.h"
+#include "prefs/shared_lock.h"
+#include "prefs/shared_preference_file.h"
+#include "prefs/transaction.h"
+#include "streams/stream_factory.h"
+#include "streams/stream_interfaces.h"
+#include "strings/auto_release.h"
+#include "strings/utf8_strings.h"
+#include "tests/faults/walk.h"
+#include "tests/support/test_environment.h"
+#include "xml/config_store.h"
+#include "xml/xml_writer.h"
+
+namespace orvik::test {
+namespace {
+
+constexpr char kSound[] =
+    "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<plist version=\"1.0\"><dict>"
+    "<key>A</key><dict><key>text</key><string>old</string></dict>"
+    "<key>Other</key><string>kept</string></dict></plist>\n";
+constexpr char kDamaged[] = "<plist version=\"1.0\"><dict><key>A</key><string>old</string>";
+constexpr char16_t kDomain[] = u"com.example.walk";
+
+std::string FileOf(int scope) {
+  return PreferenceFilePath(scope, kDomain);
+}
+
+Reported FromStatus(const PrefStatus& status) {
+  return status.ok() ? Reported::kDone : Reported::kFailed;
+}
+
+Reported FromCode(DWORD code) {
+  return code == kPreferenceLockNotObtained ? Reported::kFailed : Reported::kNothing;
+}
+
+Transaction SetAndDelete(int scope) {
+  Transaction transaction(scope, kDomain);
+  transaction.Set(u"A/B", u"text", u"new");
+  transaction.Set(u"A", u"number", 7);
+  transaction.Delete(u"A", u"text");
+  return transaction;
+}
+
+// The state before an operation, and operations, in a scope.
+std::function<void()> Sound(int scope) {
+  return [scope] { WriteFile(FileOf(scope), kSound); };
+}
+std::function<void()> Damaged(int scope) {
+  return [scope] {
+    WriteFile(FileOf(scope), kDamaged);
+    chmod(FileOf(scope).c_str(), 0640);
+  };
+}
+std::function<Reported()> WriteString(int scope) {
+  return [scope] { return FromCode(WritePreferenceString(scope, u"A", u"text", u"new", kDomain)); };
+}
+std::function<Reported()> Change(int scope, IfDamaged if_damaged = IfDamaged::kFail) {
+  return [=] { return FromStatus(SetAndDelete(scope).Commit(if_damaged)); };
+}
+
+Reported SaveSharedDictionary() {
+  const CAutoCFRelease<CFTypeRef> value(
+      CreateObject(plist::Value::Dictionary({{u"k", u"v"}}), kCFPropertyListImmutable));
+  const CAutoCFRelease<CFStringRef> domain(
+      CAtlString(kDomain).CreateCFStringRef(kCFAllocatorDefault));
+  return SavePropertiesToSharedFile(value, domain) == 0 ? Reported::kDone : Reported::kFailed;
+}
+
+Reported TakeAndReleaseTheLock() {
+  if (!LockGlobalSharedPList(kDomain)) return Reported::kFailed;
+  try {
+    UnlockGlobalSharedPList(kDomain);
+  } catch (const std::bad_alloc&) {
+    UnlockGlobalSharedPList(kDomain);
+    throw;
+  }
+  return Reported::kNothing;
+}
+
+OperationTable Operations() {
+  OperationTable add;
+  const auto nothing = [] {};
+  const std::pair<int, std::string> kScopes[] = {
+      {kSharedScope, "shared"}, {kUserScope, "user"}, {kMachineScope, "machine"}};
+  for (const auto& [number, name] : kScopes) {
+    const int scope = number;
+    add(name + " string", Sound(scope), WriteString(scope));
+    add(name + " delete", Sound(scope),
+        [scope] { return FromCode(DeletePreference(scope, u"A", u"text", kDomain)); });
+    if (scope == kMachineScope) break;  // the rest is as for the user
+    add(name + " number, first of all", nothing,
+        [scope] { return FromCode(WritePreferenceInt(scope, u"A/B", u"number", 7, kDomain)); });
+    add(name + " transaction", Sound(scope), Change(scope));
+    add(name + " transaction, damaged file", Damaged(scope), Change(scope, IfDamaged::kReplace))
+        .steps = Steps::kWhenKilled;
+  }
+  const int user = kUserScope;
+  // As a process leaves them that is killed between making and flushing them.
+  add("user transaction, in folders not yet on disk", nothing, [] {
+    if (host::MakeFolders(fs::path(FileOf(user)).parent_path()) != 0) return Reported::kFailed;
+    return FromStatus(SetAndDelete(user).Commit());
+  });
+  const auto unreadable = [] {
+    WriteFile(FileOf(user), kSound);
+    chmod(FileOf(user).c_str(), 0);
+  };
+  add("user transaction, unreadable file", unreadable, Change(user, IfDamaged::kReplace)).steps =
+      Steps::kWhenKilled;
+  add("user delete key", Sound(user),
+      [] { return FromCode(RecursivePreferenceDelete(user, u"A", kDomain)); });
+  add("user repair", Damaged(user), [] {
+    return FromStatus(RepairDomain(user, kDomain).status);
+  }).steps = Steps::kWhenKilled;
+  add("user string, damaged file", Damaged(user), WriteString(user)).steps = Steps::kWhenKilled;
+  const auto in_utf16 = [] {
+    std::string wide = "\xFE\xFF";
+    for (const char c : std::string_view(kSound)) wide.append({'\0', c});
+    WriteFile(FileOf(user), wide);
+  };
+  add("user string, file in UTF-16", in_utf16, WriteString(user));
+  add("shared string, plain volume", Sound(kSharedScope), WriteString(kSharedScope)).volume =
+      Volume::kPlain;
+  add("shared dictionary", Sound(kSharedScope), SaveSharedDictionary);
+  add("shared lock", nothing, TakeAndReleaseTheLock).volume = Volume::kPlain;
+  // Taking and releasing the lock is the longer part of these, and walked with the first.
+  for (Operation& operation : add) {
+    operation.is_durable = true;
+    if (operation.name.starts_with("shared ") && operation.name != "shared string") {
+      operation.stride = 3;
+    }
+  }
+  return add;
+}
+
+// Damaged files here are new, and nobody goes on writing them; whoever waits for a lock here waits
+// in vain.
+[[maybe_unused]] const plist::FileWriterWait kOldWait = plist::ExchangeFileWriterWait([] {});
+[[maybe_unused]] const SharedLockWait kOldLockWait = ExchangeSharedLockWait([] {});
+
+// Fails one call after the other, and gives the outcomes of those runs in which it was a flush.
+std::vector<bool> OutcomesOfFailedFlushes(const std::function<bool()>& run) {
+  std::vector<bool> outcomes;
+  for (int point = 1;; ++point) {
+    const FaultPlan plan{Fault::kInputOutput, point};
+    Arm(plan);
+    const bool outcome = run();
+    const FaultReport report = Disarm();
+    if (!report.struck) return outcomes;
+    if (report.call == Call::kFlush) outcomes.push_back(outcome);
+  }
+}
+
+// A change that is there already may have been made by a process that died before its flush.
+TEST(PreferenceFlushTest, SuccessMeansOnDiskAlsoWhereNothingChanges) {
+  const ScopedEnvironment environment;
+  for (const int scope : {kSharedScope, kUserScope, kMachineScope}) {
+    WriteFile(FileOf(scope), kSound);
+    const std::vector<bool> outcomes = OutcomesOfFailedFlushes([scope] {
+      Transaction change(scope, kDomain);
+      change.Set(u"A", u"text", u"old");
+      return change.Commit().ok();
+    });
+    EXPECT_GE(outcomes.size(), 2u);  // the file and its folder, and the way there
+    EXPECT_EQ(outcomes, std::vector<bool>(outcomes.size(), false));
+    EXPECT_EQ(ReadFile(FileOf(scope)), kSound);
+  }
+}
+
+TEST(PreferenceFlushTest, AStrictRunFailsWithItsLastFlush) {
+  const ScopedEnvironment environment;
+  const ScopedVariable strict("ORVIK_STRICT", "1");
+  const ScopedArguments arguments({"-pathToPkg", "/p", "-pathToDest", "/d", "-mountPointOfDest",
+                                   "/", "-rootOfCurrSystemFolder", "/"});
+  ASSERT_EQ(RunPostflight(), 0);
+  // All is recorded, and only the flushes of what is there are left.
+  const std::vector<bool> outcomes = OutcomesOfFailedFlushes([] { return RunPostflight() == 0; });
+  ASSERT_FALSE(outcomes.empty());
+  EXPECT_FALSE(outcomes.back());
+}
+
+INSTANTIATE_TEST_SUITE_P(Preferences, FaultsTest, ::testing::ValuesIn(Operations()));
+
+// ---- Documents ----
+
+COrvikFilePath PathOf(const std::string& name) {
+  return COrvikFilePath(MakeWideStringFromUTF8String(InHome(name).c_str()));
+}
+
+constexpr char kConfig[] =
+    "<key name=\"ORVIK Technologies\" scope=\"User\">\n"
+    "    <key name=\"A\"><value name=\"v\" data=\"1\"/></key>\n</key>\n";
+
+Reported SaveConfig() {
+  SetXMLConfig(1, PathOf("/config.xml"));
+  if (!WriteXMLConfigInt(1, u"A", u"v", 2)) return Reported::kFailed;
+  return SaveXMLConfigFile(1) ? Reported::kDone : Reported::kFailed;
+}
+
+// Writes the piece again and again.
+Reported WriteCompressed(std::string_view piece, int times) {
+  const CComPtr<IStream> stream =
+      CStreamFactory::CreateWritableCompressedFileStream(PathOf("/stream"));
+  if (stream == nullptr) return Reported::kFailed;
+  for (int i = 0; i < times; ++i) {
+    const auto size = static_cast<unsigned long>(piece.size());
+    if (stream->Write(piece.data(), size, nullptr) < 0) return Reported::kFailed;
+  }
+  return FinishStream(stream) == S_OK ? Reported::kDone : Reported::kFailed;
+}
+
+// Bytes that do not shrink reach the file as they are.
+std::string RandomBytes() {
+  std::minstd_rand random(1);
+  std::string bytes(400'000, '\0');
+  for (char& byte : bytes) byte = static_cast<char>(random() >> 8);
+  return bytes;
+}
+
+Reported WriteXml() {
+  CComPtr<IORVIKXMLWriter> writer;
+  if (IORVIKXMLWriter::CreateORVIKXMLWriter(&writer, PathOf("/doc.xml")) < 0) {
+    return Reported::kFailed;
+  }
+  writer->OutputXMLHeader();
+  writer->startElement("root");
+  writer->WriteTextAttribute("name", "a & b");
+  writer->endElement("root");
+  return writer->Finish() == S_OK ? Reported::kDone : Reported::kFailed;
+}
+
+// A stream empties its file at once and writes it as it goes.
+bool IsBeginning(const std::string& path, const std::string* content) {
+  constexpr std::string_view kWhole =
+      "<?xml version=\"1.0\" encoding=\"UTF-8\" standalone=\"yes\"?><root name=\"a &amp; b\"/>";
+  return path == "home/doc.xml" && content != nullptr && kWhole.starts_with(*content);
+}
+
+// What was no configuration is kept before its place is taken.
+bool IsDiscarded(const std::string& path, const std::string* content) {
+  return path == "home/config.xml.discarded" && content != nullptr && *content == "x";
+}
+
+Reported WritePropertyFile() {
+  const NSAutoreleasePool pool;
+  const NSString* const path = CFSTR(PathOf("/p.plist").GetFilePathString().View());
+  auto* const file = new propertyFile;
+  NSDictionary* const root = NSDictionary::dictionary();
+  root->setObject(CFSTR(u"new"), CFSTR(u"key"));
+  file->setpFilePath(path);
+  file->setPlist(root);
+  const bool written = file->write(100) == YES;
+  file->release();
+  return written ? Reported::kDone : Reported::kFailed;
+}
+
+constexpr char kRegistry[] = "root/Users/Shared/Library/Preferences/com.orviktech.Registry.plist";
+
+Reported RunInstaller() {
+  const ScopedArguments arguments({"postflight", "-pathToPkg", "/p", "-pathToDest", "/d",
+                                   "-mountPointOfDest", "/", "-rootOfCurrSystemFolder", "/"});
+  RunPostflight();
+  return Reported::kNothing;
+}
+
+// Each of the recorded values is there or not.
+bool IsPartlyRecorded(const std::string& path, const std::string* content) {
+  return path == kRegistry && content != nullptr && content->ends_with("</plist>\n") &&
+         content->find("<key>Other</key>") != std::string::npos;
+}
+
+// Puts a file into the home.
+std::function<void()> With(const char* name, const char* content) {
+  return [=] { WriteFile(InHome(name), content); };
+}
+
+void WithAnotherValue() {
+  WriteFile(Stage() + "/" + kRegistry,
+            "<plist version=\"1.0\"><dict><key>Other</key><true/></dict></plist>\n");
+}
+
+OperationTable DocumentOperations() {
+  OperationTable add;
+  const auto nothing = [] {};
+  add("configuration", With("/config.xml", kConfig), SaveConfig);
+  add("configuration, first of all", nothing, SaveConfig);
+  Operation& wrong = add("configuration, wrong file", With("/config.xml", "x"), SaveConfig);
+  wrong.steps = Steps::kAlways;
+  wrong.also = IsDiscarded;
+  add("compressed stream", With("/stream", "old"),
+      [] { return WriteCompressed("the bytes of the stream\n", 20); });
+  add("compressed stream, uncompressed", With("/stream", "old"),
+      [bytes = RandomBytes()] { return WriteCompressed(bytes, 1); });
+  add("XML writer", nothing, WriteXml).also = IsBeginning;
+  add("property file", With("/p.plist", "old"), WritePropertyFile);
+  Operation& installer = add("postflight", WithAnotherValue, RunInstaller);
+  installer.also = IsPartlyRecorded;
+  installer.stride = 23;
+  for (Operation& operation : add) {
+    // Streams and the writer flush nothing.
+    operation.is_durable = operation.name.starts_with("configuration") ||
+                           operation.name == "property file" || operation.name == "postflight";
+  }
+  return add;
+}
+
+INSTANTIATE_TEST_SUITE_P(Documents, FaultsTest, ::testing::ValuesIn(DocumentOperations()));
+
+}  // namespace
+}  // namespace orvik::test
