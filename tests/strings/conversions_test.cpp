@@ -1,5 +1,12 @@
-// Conversions of texts: the routines of Unicode, UTF-8 strings and code pages.
+// Arrays of units, and conversions: the routines of Unicode, UTF-8 strings and code pages.
+#include <climits>
+#include <memory>
+
+#include "platform/core_foundation/string.h"
+#include "strings/atl_conversions.h"
 #include "strings/code_pages.h"
+#include "strings/uca.h"
+#include "strings/unknown.h"
 #include "strings/utf8_strings.h"
 #include "tests/properties/unicode_conversions.h"
 #include "tests/support/test_environment.h"
@@ -171,6 +178,188 @@ TEST(CodePages, Lengths) {
         << text;
   }
   EXPECT_EQ(units[1], 0xD83D);
+}
+
+using View = std::u16string_view;
+using Texts = std::vector<std::u16string>;
+
+TEST(Uca, CopiesAndAppends) {
+  EXPECT_EQ((std::vector{ucalen(u""), ucalen(nullptr), ucalen(u"a\xD83D\xDE00"), ocslen(u"ab")}),
+            (std::vector{0, 0, 3, 2}));
+  char16_t buffer[8];
+  for (const auto& [count, expected] :
+       {std::pair<int, View>(5, {u"abc\0\0X", 6}), {2, u"abXXXX"}, {-1, u"XXXXXX"}}) {
+    std::fill_n(buffer, 8, u'X');
+    EXPECT_EQ(View(ucancpy(buffer, u"abc", count), 6), expected);
+  }
+  EXPECT_EQ((Texts{ucacpy(buffer, u"ab"), ucacat(buffer, u"cd"), ucancat(buffer, u"xyz", 2),
+                   ucancat(buffer, u"xyz", 0), ucareverse(buffer), ocscpy(buffer, u"b"),
+                   ocscat(buffer, u"c"), ucacat(buffer, nullptr), ucacpy(buffer, nullptr)}),
+            (Texts{u"ab", u"abcd", u"abcdxy", u"abcdxy", u"yxdcba", u"b", u"bc", u"bc", u""}));
+  EXPECT_EQ(ucareverse(nullptr), nullptr);
+}
+
+using UcaLocale = EnvironmentTest;
+
+TEST_F(UcaLocale, MapsCaseWithinTheLength) {
+  setenv("LC_ALL", "C", 1);
+  char16_t text[] = u"stra\u00DFe", turkish[] = u"iI";
+  EXPECT_EQ((Texts{ucaupr(text), ucalwr(text)}), (Texts{u"STRASS", u"strass"}));
+  EXPECT_EQ(ucaupr(nullptr), nullptr);
+  setenv("LC_ALL", "tr_TR.UTF-8", 1);
+  EXPECT_EQ(View(ucalwr(turkish)), u"i\x131");
+}
+
+TEST(Uca, SearchesAndWritesNumbers) {
+  char16_t text[] = u"abcabc", buffer[16];
+  EXPECT_EQ((std::vector{ucastr(text, u"bc"), ucastr(text, u""), ucastr(text, nullptr),
+                         ucastr(text, u"BC"), ucastr(static_cast<char16_t*>(nullptr), u"a")}),
+            (std::vector<char16_t*>{text + 1, text, text, nullptr, nullptr}));
+  EXPECT_TRUE(!isucdigit(u'\x661') && isucdigit(u'9'));
+  EXPECT_EQ(ucatof(u"2.5") + ucatof(nullptr) + ucatoi(u" -12x"), -9.5);
+  EXPECT_EQ((Texts{itouca(-1, buffer, 16), itouca(INT_MIN, buffer, 10), itouca(-1, buffer, 8)}),
+            (Texts{u"ffffffff", u"-2147483648", u"37777777777"}));
+  EXPECT_EQ(itouca(255, buffer, 2), nullptr);
+}
+
+TEST(Uca, ComparesByCollation) {
+  const std::tuple<const char16_t*, const char16_t*, int, int> cases[] = {
+      {u"a", u"A", -1, 0},
+      {u"\xE9", u"e\x301", 0, 0},
+      {u"a", u"\xFF41", 0, 0},
+      {u"a-b", u"ab", -1, -1},
+      {nullptr, u"a", -1, -1}};
+  const auto sign = [](int order) { return (order > 0) - (order < 0); };
+  for (const auto& [a, b, order, without_case] : cases) {
+    EXPECT_EQ((std::vector{sign(ucacmp(a, b)), sign(ucacoll(a, b)), sign(ucaicmp(a, b)),
+                           sign(ucaicoll(a, b))}),
+              (std::vector{order, order, without_case, without_case}))
+        << CAtlString(a) << CAtlString(b);
+  }
+  EXPECT_EQ((std::vector{ucancmp(u"abX", u"abY", 2), ucanicmp(u"aB", u"Ab", 2),
+                         ucanicoll(u"a", u"b", 0), ucanicmp(nullptr, u"a", 1)}),
+            std::vector(4, 0));
+  EXPECT_LT(ucancoll(u"abX", u"abY", 3), 0);
+}
+
+TEST(Uca, WidensAndNarrows) {
+  char16_t units[40];
+  std::fill_n(units, 40, u'X');
+  CAtoUCA("abcdefghijklmnopqrs\xE9vw", units, 20);
+  EXPECT_EQ(View(units, 21), u"abcdefghijklmnopqrs\xE9X");
+  CAtoUCA("a\xE9", units, 10);
+  CAtoUCA(nullptr, units, 3);
+  EXPECT_EQ(View(units, 3), u"a\xE9\x63");
+  char bytes[40] = {};
+  UCAtoCA(u"a\u00E9\u20AC\u0100bcdefghijklmnopqrstu", bytes, 22);
+  UCAtoCA(u"zz", bytes, 0);
+  UCAtoCA(nullptr, bytes, 3);
+  EXPECT_STREQ(bytes, "a\xE9\?\?bcdefghijklmnopqrs");
+}
+
+TEST(UcaConversions, MakeArraysAndFillRoomOfTheCaller) {
+  const std::unique_ptr<char16_t[]> units(makeUCAFromCA("a\xE9"));
+  EXPECT_EQ(View(units.get()), u"a\xE9");
+  const std::unique_ptr<char[]> bytes(makeCAFromUCA(u"a\x20AC"));
+  EXPECT_STREQ(bytes.get(), "a?");
+  EXPECT_TRUE(makeCAFromUCA(u"") == nullptr && makeUCAFromCA(nullptr) == nullptr);
+  wchar_t* wide = makeWCA32FromUCA(u"a\xD83D\xDE00z");
+  EXPECT_EQ(std::wstring_view(wide), L"a\U0001F600z");
+  const std::unique_ptr<char16_t[]> back(makeUCAFromWCA32(wide));
+  EXPECT_EQ(View(back.get()), u"a\xD83D\xDE00") << "the room is used up";
+  freeWCA32Str(wide);
+  wchar_t room[] = L"XX";
+  EXPECT_EQ((std::vector<int>{UCAtoWCA32(u"\xD83D\xDE00", room, 2), UCAtoWCA32(u"\xDE00", room, 1),
+                              UCAtoWCA32(u"a", room, -3), WCA32toUCA(L"a\x1F600", back.get(), 2),
+                              WCA32toUCA(L"b", back.get(), 0)}),
+            (std::vector<int>{conversionOK, sourceIllegal, -3, targetExhausted, 0}));
+  EXPECT_EQ(std::wstring_view(room), L"\U0001F600X");
+}
+
+TEST(AtlConversions, TakeAsciiAlone) {
+  char16_t units[8];
+  char bytes[8];
+  EXPECT_EQ((Texts{AtlA2WHelper(units, "abc", 2), AtlA2WHelper(units, "abc", 7),
+                   AtlA2WHelper(units, "a\xE9", 2), AtlA2WHelper(units, nullptr, 2)}),
+            (Texts{u"ab", u"abc", u"", u""}));
+  EXPECT_STREQ(AtlW2AHelper(bytes, u"abc", 2), "ab");
+  EXPECT_STREQ(AtlW2AHelper(bytes, u"\xE9", 1), "");
+  const std::unique_ptr<char16_t, decltype(&free)> filled(A2WBSTR("ab", 4), free),
+      text(A2BSTR("xyz"), free);
+  EXPECT_EQ(View(filled.get(), 5), View(u"ab\0\0\0", 5));
+  EXPECT_EQ(View(text.get()), u"xyz");
+  EXPECT_TRUE(!A2WBSTR("\xE9") && !A2WBSTR(nullptr) && !A2WBSTR("a", -1));
+}
+
+TEST(UcaFormat, FormatsIntoArrays) {
+  char16_t buffer[16];
+  EXPECT_EQ(sucaprintf(buffer, u"%S-%s-%@", u"\x20AC", "b", CFSTR(u"c")), 5);
+  EXPECT_EQ(View(buffer), u"\x20AC-b-c");
+  const char16_t* const missing = u"%2$d";
+  EXPECT_EQ(sucaprintf(buffer, nullptr), -1);
+  EXPECT_EQ(sucaprintf(buffer, missing, 1), -1);
+  for (const auto& [size, result, text] : {std::tuple<int, int, View>(0, 0, u"XXXX"),
+                                           {1, 1, {u"\0XXX", 4}},
+                                           {3, 3, {u"ab\0X", 4}},
+                                           {4, 4, {u"abc\0", 4}},
+                                           {5, 3, {u"abc\0", 4}}}) {
+    std::fill_n(buffer, 8, u'X');
+    EXPECT_EQ(snucaprintf(buffer, size, u"%s", "abc"), result) << size;
+    EXPECT_EQ(View(buffer, 4), text) << size;
+  }
+}
+
+TEST(UcaFormat, WritesUnitsToStreamsAndScans) {
+  testing::internal::CaptureStdout();
+  EXPECT_EQ(ucaprintf(u"%C%d", 0x20AC, 7) + fucaprintf(stdout, u"%s", "a"), 3);
+  EXPECT_EQ(testing::internal::GetCapturedStdout(), std::string("\xAC\x20\x37\0a\0", 6));
+  EXPECT_EQ(fucaprintf(nullptr, u"x"), -1);
+  int number = 0;
+  wchar_t word[16] = {};
+  EXPECT_EQ(sucascanf(u"42 text", u"%d %ls", &number, word), 2);
+  EXPECT_EQ(number, 42);
+  EXPECT_EQ(std::wstring_view(word), L"text");
+  EXPECT_EQ(sucascanf(nullptr, u"%d", &number), 0);
+}
+
+TEST(Guid, HaveARegistryFormAndAreEqualInAllBytes) {
+  _GUID id = {0x03020100, 0x0504, 0x0706, {8, 9, 10, 11, 12, 13, 14, 15}};
+  char16_t* text = nullptr;
+  EXPECT_EQ(StringFromCLSID(id, &text), S_OK);
+  EXPECT_EQ(View(std::unique_ptr<char16_t[]>(text).get()),
+            u"{03020100-0504-0706-0809-0A0B0C0D0E0F}");
+  EXPECT_EQ(StringFromCLSID(id, nullptr), E_POINTER);
+  const _GUID other = id;
+  id.Data4[7] ^= 1;
+  EXPECT_FALSE(other == id || IsEqualGUID(other, id) || InlineIsEqualGUID(other, id));
+}
+
+class Counted : public IUnknown {
+ public:
+  HRESULT QueryInterface(const _GUID& interface_id, void** object) override {
+    *object = this;  // also when it fails, as bad objects do
+    count += interface_id == IID_IUnknown ? 1 : 0;
+    return interface_id == IID_IUnknown ? S_OK : E_NOINTERFACE;
+  }
+  unsigned long AddRef() override { return ++count; }
+  unsigned long Release() override { return --count; }
+  unsigned long count = 1;
+};
+
+TEST(Unknown, SlotsHoldOneReference) {
+  Counted first, second;
+  IUnknown* slot = nullptr;
+  const auto counts = [&] { return std::pair(first.count, second.count); };
+  for (int time = 0; time < 2; ++time) {
+    EXPECT_EQ(AtlComPtrAssign(&slot, &first), &first);
+    EXPECT_EQ(counts(), std::pair(2ul, 1ul));
+  }
+  EXPECT_EQ(AtlComQIPtrAssign(&slot, &second, IID_IUnknown), &second);
+  EXPECT_EQ(counts(), std::pair(1ul, 2ul));
+  EXPECT_EQ(AtlComQIPtrAssign(&slot, &first, _GUID{}), nullptr);
+  EXPECT_EQ(slot, nullptr);
+  EXPECT_EQ(counts(), std::pair(1ul, 1ul));
+  EXPECT_EQ(AtlComPtrAssign(&slot, nullptr), nullptr);
 }
 
 }  // namespace
