@@ -7,7 +7,6 @@
 #include <cstdio>
 #include <limits>
 #include <memory>
-#include <string_view>
 
 #include "files/file_manipulator.h"
 #include "files/whole_file.h"

@@ -1,7 +1,6 @@
 #include "streams/readable_stream_on_file.h"
 
 #include <algorithm>
-#include <limits>
 #include <vector>
 
 #include "files/file_manipulator.h"

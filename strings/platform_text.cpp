@@ -1,8 +1,6 @@
 #include "strings/platform_text.h"
 #include "strings/auto_release.h"
 
-#include <type_traits>
-
 #include "platform/core_foundation/locale.h"
 #include "platform/core_foundation/string.h"
 
