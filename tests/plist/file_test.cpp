@@ -98,6 +98,8 @@ TEST_F(PlistFileTest, FollowsLinksOfTheCallerAndNoOthers) {
 
 TEST_F(PlistFileTest, WhatIsMadeFollowsItsFolder) {
   fs::create_directories(top_ / "shared");
+  // The group is that of several users, as docs/prefs.md sets them up.
+  EXPECT_TRUE(geteuid() != 0 || chown((top_ / "shared").c_str(), 0, kNobody) == 0);
   ASSERT_EQ(chmod((top_ / "shared").c_str(), 02775), 0);
   for (const mode_t mask : {022, 027, 077}) {
     SCOPED_TRACE(mask);
@@ -107,6 +109,7 @@ TEST_F(PlistFileTest, WhatIsMadeFollowsItsFolder) {
     umask(old_mask);
     EXPECT_EQ(ModeOf(top_ / "shared/sub"), 02775u);
     EXPECT_EQ(ModeOf(top_ / "shared/sub/file.plist"), 0664u);
+    EXPECT_EQ(StatOf(top_ / "shared/sub/file.plist").st_gid, StatOf(top_ / "shared").st_gid);
     EXPECT_EQ(ModeOf(top_ / "shared/sub/.orvik.lock"), 0660u);
     EXPECT_EQ(NamesIn(top_ / "shared"), std::vector<std::string>{"sub"});
   }

@@ -1,7 +1,6 @@
 #include "prefs/shared_lock.h"
 
 #include <signal.h>
-#include <sys/time.h>
 
 #include <chrono>
 
@@ -251,20 +250,6 @@ TEST_F(SharedLockTest, WhatChangesNothingLeavesNothing) {
     EXPECT_TRUE(removal.Commit().ok());
     EXPECT_EQ(TreeIn(env_.folder()), before);
   }
-}
-
-TEST_F(SharedLockTest, TheWaitIsNotCutShortByASignal) {
-  ExchangeSharedLockWait({});
-  struct sigaction ignore_it = {}, old = {};
-  ignore_it.sa_handler = [](int) {};
-  sigaction(SIGALRM, &ignore_it, &old);
-  const itimerval often = {{0, 50'000}, {0, 50'000}}, never = {};
-  setitimer(ITIMER_REAL, &often, nullptr);
-  const auto start = std::chrono::steady_clock::now();
-  WaitForSharedLock();
-  EXPECT_GE(std::chrono::steady_clock::now() - start, std::chrono::seconds(1));
-  setitimer(ITIMER_REAL, &never, nullptr);
-  sigaction(SIGALRM, &old, nullptr);
 }
 
 // Many takers test at the same moments, and one dies holding the lock.
