@@ -3,6 +3,7 @@
 // the names beside them hold, and any other text gives an answer.
 #pragma once
 
+#include <map>
 #include <string>
 #include <string_view>
 
@@ -29,15 +30,10 @@ inline std::string FileNamesFault(std::string_view bytes) {
 
 // As the kernel writes a path into the mount table.
 inline std::string EscapedMountPoint(std::string_view path) {
+  static const std::map<char, std::string> kEscapes = {
+      {' ', "\\040"}, {'\t', "\\011"}, {'\n', "\\012"}, {'\\', "\\134"}, {'#', "\\043"}};
   std::string text;
-  for (const char c : path) {
-    if (std::string_view(" \t\n\\#").find(c) == std::string_view::npos) {
-      text += c;
-    } else {
-      text += '\\';
-      for (const int shift : {6, 3, 0}) text += static_cast<char>('0' + ((c >> shift) & 7));
-    }
-  }
+  for (const char c : path) text += kEscapes.contains(c) ? kEscapes.at(c) : std::string(1, c);
   return text;
 }
 

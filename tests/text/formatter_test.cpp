@@ -129,13 +129,12 @@ TEST(Formatter, TheReplacementOfSmallStrings) {
 TEST(Formatter, PrecisionsBeyondAnyNumber) {
   EXPECT_EQ(Plain(u"%3000d", 1)->size(), 3000u);
   EXPECT_EQ(Plain(u"%f", 1e300)->size(), 308u);
+  EXPECT_EQ(Plain(u"%-30010.30000f|", 0.0)->size(), 30011u);
   const std::u16string zeros(30000, u'0');
-  EXPECT_EQ(Plain(u"%.30000f", -1.5), u"-1.5" + zeros.substr(1));
-  EXPECT_EQ(Plain(u"%.30000e", 2.0), u"2." + zeros + u"e+00");
+  EXPECT_EQ(Plain(u"%.30000e", -2.0), u"-2." + zeros + u"e+00");
   EXPECT_EQ(Plain(u"%.30000a", 1.0), u"0x1." + zeros + u"p+0");
   EXPECT_EQ(Plain(u"%.30000g", 0.5), u"0.5");
   EXPECT_EQ(Plain(u"%#.30000g", 0.5), u"0.5" + zeros.substr(1));
-  EXPECT_EQ(Plain(u"%-30010.30000f|", 0.0)->size(), 30011u);
   EXPECT_EQ(Plain(u"%030010.30000f", 1.0), u"000000001." + zeros);
   EXPECT_EQ(Plain(u"%.30000f", std::numeric_limits<double>::infinity()), u"inf");
 }
