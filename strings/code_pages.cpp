@@ -30,24 +30,18 @@ int DecodeUtf8Into(std::string_view bytes, char16_t* target, int target_length) 
   const char* source_end = source + bytes.size();
   char16_t* at = target;
   char16_t* target_end = target + target_length;
-  switch (DecodeUtf8(source, source_end, at, target_end)) {
-    case TranscodingStop::kDone:
-      return static_cast<int>(at - target);
-    case TranscodingStop::kTargetFull: {
-      // The rest must be text too. Half a pair of surrogates fills the last place.
-      const std::string_view rest(source, static_cast<size_t>(source_end - source));
-      if (Utf16Length(rest) < 0) return 0;
-      if (at < target_end) {
-        char16_t pair[2];
-        char16_t* pair_end = pair;
-        DecodeUtf8(source, source_end, pair_end, pair + 2);
-        *at = pair[0];
-      }
-      return target_length;
-    }
-    default:
-      return 0;
+  const TranscodingStop stop = DecodeUtf8(source, source_end, at, target_end);
+  if (stop == TranscodingStop::kDone) return static_cast<int>(at - target);
+  // The rest must be text too. Half a pair of surrogates fills the last place.
+  const std::string_view rest(source, static_cast<size_t>(source_end - source));
+  if (stop != TranscodingStop::kTargetFull || Utf16Length(rest) < 0) return 0;
+  if (at < target_end) {
+    char16_t pair[2];
+    char16_t* pair_end = pair;
+    DecodeUtf8(source, source_end, pair_end, pair + 2);
+    *at = pair[0];
   }
+  return target_length;
 }
 
 }  // namespace

@@ -91,17 +91,12 @@ ConversionResult ConvertFast(const Source** source_start, const Source* source_e
                              Target** target_start, Target* target_end, ConversionFlags flags,
                              const Fast& fast) {
   for (;;) {
-    switch (fast(source_start, target_start)) {
-      case TranscodingStop::kDone:
-        return conversionOK;
-      case TranscodingStop::kTargetFull:
-        return targetExhausted;
-      default: {
-        const ConversionResult result =
-            ConvertOne(*source_start, source_end, *target_start, target_end, flags);
-        if (result != conversionOK) return result;
-      }
-    }
+    const TranscodingStop stop = fast(source_start, target_start);
+    if (stop == TranscodingStop::kDone) return conversionOK;
+    if (stop == TranscodingStop::kTargetFull) return targetExhausted;
+    const ConversionResult result =
+        ConvertOne(*source_start, source_end, *target_start, target_end, flags);
+    if (result != conversionOK) return result;
   }
 }
 
@@ -202,9 +197,7 @@ ConversionResult ConvertUTF32toUTF8(const UTF32** source_start, const UTF32* sou
   ConversionResult result = conversionOK;
   for (; *source_start < source_end; ++*source_start) {
     UTF32 value = **source_start;
-    if (flags == strictConversion && (!IsCharacter(value))) {
-      return sourceIllegal;
-    }
+    if (flags == strictConversion && !IsCharacter(value)) return sourceIllegal;
     const bool is_legal = value <= kLastCharacter;
     if (!Write(is_legal ? value : kReplacementCharacter, *target_start, target_end))
       return targetExhausted;
