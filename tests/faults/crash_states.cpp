@@ -1,14 +1,6 @@
 #include "tests/faults/crash_states.h"
 
-#include <fcntl.h>
-#include <sys/stat.h>
-#include <unistd.h>
-
-#include <algorithm>
-#include <filesystem>
 #include <fstream>
-#include <optional>
-#include <set>
 
 #include "tests/support/test_environment.h"
 

@@ -33,7 +33,6 @@ enum class Volume {
   kBare,   // is plain, and knows no links and no locks
 };
 
-// The kind of a call: what may go wrong with it.
 enum class Call {
   kOpen,
   kMake,

@@ -1,9 +1,5 @@
-// What root does with names that another user has prepared, or changes meanwhile.
-//
-// Each way to write a file that is named by a path meets each trap: it fails, names the obstacle
-// where it has words for it, and neither the file behind the trap nor the trap changes. Then the
-// other user changes the names as fast as that goes, while root works with them: nothing of root's
-// changes, whatever root's work comes to.
+// What root does with names that another user has prepared (traps), or changes meanwhile (races):
+// nothing of root's changes (docs/reliability.md).
 #include <grp.h>
 #include <signal.h>
 #include <sys/prctl.h>
@@ -176,7 +172,6 @@ void PutFile(const char* name, mode_t mode) {
   if (mknod("attack", S_IFREG | mode, 0) == 0) rename("attack", name);
 }
 
-// For a moment a link has the folder's name.
 void SwapWithLink(const char* folder, const char* target, const char* away = "away") {
   rename(folder, away);
   PutLink(target, folder);

@@ -55,7 +55,6 @@ Transaction SetAndDelete(int scope) {
   return transaction;
 }
 
-// The state before an operation, and operations, in a scope.
 std::function<void()> Sound(int scope) {
   return [scope] { WriteFile(FileOf(scope), kSound); };
 }
@@ -210,7 +209,6 @@ Reported SaveConfig() {
   return SaveXMLConfigFile(1) ? Reported::kDone : Reported::kFailed;
 }
 
-// Writes the piece again and again.
 Reported WriteCompressed(std::string_view piece, int times) {
   const CComPtr<IStream> stream =
       CStreamFactory::CreateWritableCompressedFileStream(PathOf("/stream"));
@@ -282,7 +280,6 @@ bool IsPartlyRecorded(const std::string& path, const std::string* content) {
          content->find("<key>Other</key>") != std::string::npos;
 }
 
-// Puts a file into the home.
 std::function<void()> With(const char* name, const char* content) {
   return [=] { WriteFile(InHome(name), content); };
 }

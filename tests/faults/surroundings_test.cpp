@@ -1,10 +1,4 @@
-// Every command of the two programs in every surrounding, by one rule:
-//
-// - no signal ends it;
-// - an answer as usual means what it usually means: the files that it leaves, and what it prints;
-// - any other answer is that of a failure, never "not found"; it names a reason, and each file is
-//   the old one or the new one;
-// - nothing else is left.
+// Every command of the two programs in every surrounding, by the rule in docs/reliability.md.
 #include <grp.h>
 #include <sched.h>
 #include <signal.h>
@@ -197,7 +191,6 @@ std::string Judge(const Surrounding& surrounding, const Command& command,
   return {};
 }
 
-// All commands; what is wrong goes to standard output.
 int RunAll(const Surrounding& surrounding, const fs::path& stage) {
   if (!surrounding.enter()) return kNotHere;
   const Surrounding usual{.name = "usual"};
@@ -238,7 +231,6 @@ Step Limit(__rlimit_resource resource, rlim_t most) {
   return [=, limit = rlimit{most, most}] { setrlimit(resource, &limit); };
 }
 
-// The folder lies elsewhere, and a link leads to it.
 std::function<void(const fs::path&)> BehindALink(const char* folder) {
   return [=](const fs::path& stage) {
     fs::rename(stage / folder, stage / "elsewhere");
@@ -284,7 +276,6 @@ Step As(uid_t user) {
   };
 }
 
-// Standard error goes to a pipe without a reader.
 void LoseTheLog() {
   int ends[2];
   if (pipe(ends) != 0) abort();

@@ -3,10 +3,7 @@
 #include <fnmatch.h>
 #include <signal.h>
 #include <sys/mman.h>
-#include <unistd.h>
 
-#include <algorithm>
-#include <filesystem>
 #include <fstream>
 #include <iostream>
 #include <new>

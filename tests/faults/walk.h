@@ -6,17 +6,9 @@
 // that a loss of power can leave (crash_states.h); of its end only the new files are right.
 #pragma once
 
-#include <functional>
-#include <map>
-#include <ostream>
-#include <string>
-#include <utility>
-#include <vector>
-
-#include <gtest/gtest.h>
-
 #include "files/progress.h"
 #include "tests/faults/fault_layer.h"
+#include "tests/support/test_environment.h"
 
 namespace orvik::test {
 

@@ -1,11 +1,6 @@
 // What the tests of paths and file operations share.
 #pragma once
 
-#include <algorithm>
-#include <filesystem>
-#include <string>
-#include <vector>
-
 #include "files/directory_path.h"
 #include "files/file_path.h"
 #include "host/file_names.h"

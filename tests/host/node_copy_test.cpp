@@ -1,7 +1,6 @@
 #include "host/node_copy.h"
 
 #include <sys/file.h>
-#include <sys/resource.h>
 #include <sys/xattr.h>
 
 #include "host/descriptor.h"

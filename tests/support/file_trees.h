@@ -1,16 +1,11 @@
 // Small helpers for tests that build and look at file trees.
 #pragma once
 
-#include <fcntl.h>
 #include <linux/fs.h>
 #include <sys/ioctl.h>
-#include <sys/stat.h>
 #include <sys/xattr.h>
-#include <unistd.h>
 
-#include <filesystem>
 #include <sstream>
-#include <string>
 
 #include "tests/support/test_environment.h"
 

@@ -1,8 +1,6 @@
 // References of the file manager, for tests.
 #pragma once
 
-#include <string>
-
 #include "platform/carbon/catalog_info.h"
 #include "platform/core_foundation/errno_status.h"
 #include "tests/support/test_environment.h"

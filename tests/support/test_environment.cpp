@@ -1,13 +1,10 @@
 #include "tests/support/test_environment.h"
 
-#include <fcntl.h>
 #include <signal.h>
 #include <stdlib.h>
 #include <sys/mman.h>
 #include <sys/wait.h>
-#include <unistd.h>
 
-#include <algorithm>
 #include <fstream>
 #include <sstream>
 #include <thread>
@@ -230,6 +227,7 @@ CommandResult RunChild(const std::function<int()>& body, const std::string& inpu
       pwrite(in, input.data(), input.size(), 0) != static_cast<ssize_t>(input.size())) {
     abort();
   }
+  fflush(nullptr);  // else the child would write what waits here, too
   const pid_t child = fork();
   if (child == 0) {
     dup2(in, 0);

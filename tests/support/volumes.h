@@ -1,12 +1,8 @@
 // Volumes that only one process sees.
 #pragma once
 
-#include <gtest/gtest.h>
 #include <sched.h>
 #include <sys/mount.h>
-
-#include <filesystem>
-#include <functional>
 
 #include "tests/support/test_environment.h"
 
