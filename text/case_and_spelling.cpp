@@ -38,17 +38,12 @@ std::string_view LanguageOf(std::string_view locale) {
   return locale.substr(0, locale.find_first_of("_-@"));
 }
 
-// Turkish, Azeri and Lithuanian map some ASCII letters their own way.
-bool MapsAsciiPlainly(std::string_view locale) {
-  const std::string_view language = LanguageOf(locale);
-  return !HasDotlessI(locale) && language != "lt" && language != "lit";
-}
-
 constexpr char16_t UpperAscii(char16_t unit) {
   return unit >= u'a' && unit <= u'z' ? static_cast<char16_t>(unit - 32) : unit;
 }
 
-// ASCII goes without ICU, which need not even be loaded then.
+// ASCII goes without ICU, which need not even be loaded then: only Turkish and Azeri map ASCII
+// letters their own way where no mark follows them.
 template <char16_t (*kMap)(char16_t)>
 std::u16string MappedAscii(std::u16string_view text) {
   std::u16string result(text);
@@ -59,12 +54,12 @@ std::u16string MappedAscii(std::u16string_view text) {
 }  // namespace
 
 std::u16string ToUpper(std::u16string_view text, const char* locale) {
-  if (IsAscii(text) && MapsAsciiPlainly(locale)) return MappedAscii<UpperAscii>(text);
+  if (IsAscii(text) && !HasDotlessI(locale)) return MappedAscii<UpperAscii>(text);
   return MappedByIcu(text, icu::u_strToUpper, locale);
 }
 
 std::u16string ToLower(std::u16string_view text, const char* locale) {
-  if (IsAscii(text) && MapsAsciiPlainly(locale)) return MappedAscii<LowerAscii>(text);
+  if (IsAscii(text) && !HasDotlessI(locale)) return MappedAscii<LowerAscii>(text);
   return MappedByIcu(text, icu::u_strToLower, locale);
 }
 

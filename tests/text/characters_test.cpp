@@ -66,6 +66,7 @@ TEST(CaseMapping, FollowsTheLocale) {
       {"de_DE", u"stra\u00DFe", u"STRASSE", u"stra\u00DFe"},
       {"el", u"\x39F\x394\x39F\x3A3", u"\x39F\x394\x39F\x3A3", u"\x3BF\x3B4\x3BF\x3C2"},
       {"lt", u"I\x300", u"I\x300", u"i\x307\x300"},
+      {"lt", u"iJ", u"IJ", u"ij"},
       {"", u"\xD83D\xD801\xDC00", u"\xD83D\xD801\xDC00", u"\xD83D\xD801\xDC28"},
       {"", u"\xFB03", u"FFI", u"\xFB03"}};
   for (const auto& [locale, text, upper, lower] : cases) {
