@@ -1,5 +1,4 @@
 """The Ansible module on three roots that stand for three machines."""
-import fcntl
 import json
 import os
 import pathlib
@@ -97,17 +96,6 @@ class AnsibleTest(ProgramTest):
             for results in again.values():
                 self.assertFalse(any(result["changed"] for result in results), self.output)
 
-    def test_one_damaged_store(self):
-        damaged = self.folder / "second" / FILE
-        damaged.parent.mkdir(parents=True)
-        damaged.write_text("<plist><dict>")
-        results = self.play({"key": "K", "name": "n", "value": 1})
-        failed = results.pop("second")[0]
-        self.assertEqual((failed["failed"], failed["rc"]), (True, 5))
-        self.assertIn("no property list", failed["msg"])
-        self.assertTrue(all(result["changed"] for result, in results.values()))
-        self.assertEqual(damaged.read_text(), "<plist><dict>")
-
     def test_secrets(self):
         secret = 'hush"quote \\ \u00fcber\nhush'
         task = dict(key="K", name="n", value=secret, secret=True)
@@ -132,12 +120,10 @@ class AnsibleTest(ProgramTest):
         self.assertEqual(results[0]["changes"], [{"change": "changed", "path": ["K", "n"]}])
         self.assertIn("line 1", results[2]["msg"])
         self.assertEqual(self.values("first"), {"K": {"v": 1, "n": secret, "m": secret}})
-        store = self.folder / "first" / FILE
-        with open(store.parent / ".orvik.lock", "r+b") as lock:
-            fcntl.lockf(lock, fcntl.LOCK_EX)
-            self.assertEqual(play(dict(task, value="new-hush", timeout=0))[0]["rc"], 4)
-        store.write_text("<plist><dict>")
-        self.assertEqual(play(task)[0]["rc"], 5)
+        # The other machines go on.
+        (self.folder / "first" / FILE).write_text("<plist><dict>")
+        results = self.play(task)
+        self.assertEqual([result.get("rc") for result, in results.values()], [5, None, None])
 
     def test_mistakes(self):
         named = {"key": "K", "name": "n"}
@@ -245,8 +231,6 @@ class AnsibleTest(ProgramTest):
         self.run_page(playbook, "--check", "--diff")
         self.run_page(playbook)
         self.assertEqual(self.values("first")["Software"], {"App": {"Path": "/opt/app", "Count": 5}})
-        self.run_page(playbook)
-        self.assertNotIn('"changed": true', self.output)
         page = run("ansible-doc", "orvik.preferences.orvik_preference")
         for text in ("check_type", "secret", "EXAMPLES", "RETURN VALUES"):
             self.assertIn(text, page)

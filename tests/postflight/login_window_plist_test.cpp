@@ -78,10 +78,8 @@ TEST_F(LoginWindowPlistTest, OtherRootsAndLists) {
   EXPECT_EQ(Log(), "entering " + kGet + "\nleaving " + kGet +
                        ", unable to get AutoLaunchedApplicationDictionary array\n");
   // A root with no place for the list is kept, whatever it is.
-  const char* const roots[][2] = {{"<array><string>a</string></array>", R"(["a"])"},
-                                  {"<integer>5</integer>", "5"},
-                                  {"<true/>", "true"}};
-  for (const auto& [xml, json] : roots) {
+  for (const auto& [xml, json] :
+       {std::pair("<array><string>a</string></array>", R"(["a"])"), {"<true/>", "true"}}) {
     Load(xml);
     EXPECT_EQ(file_->addFilePathToAutoLaunchedAppDictArr(Text("/A")), NO);
     EXPECT_TRUE(Contains(Log(), "unable to change AutoLaunchedApplicationDictionary\n"));

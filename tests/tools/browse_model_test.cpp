@@ -505,22 +505,6 @@ TEST_F(BrowseModelTest, SaysWhatIsWrongWithTheFile) {
   EXPECT_FALSE(model_->Refresh());
 }
 
-TEST_F(BrowseModelTest, FindsNamesAndValuesInAnyCase) {
-  Write(u"A/\u00C4rger", u"Stra\u00DFe", u"GR\u00D6\u00DFE");
-  Model model(0, kDomain);
-  const SearchIndex index(model.tree());
-  for (const auto& [text, found] : {std::pair("THR", "A/C/x "),
-                                    {"\u00E4RGER", "A/\u00C4rger "},
-                                    {"gr\u00F6sse", "A/\u00C4rger/Stra\u00DFe "},
-                                    {"o", "A/B/more A/B/text Z/z "},
-                                    {"", ""},
-                                    {"moretwo", ""}}) {  // not across a name and its value
-    std::string paths;
-    for (const std::size_t hit : index.Find(text)) paths += JoinedPath(index.PathOf(hit)) + " ";
-    EXPECT_EQ(paths, found);
-  }
-}
-
 TEST_F(BrowseModelTest, CompletesPaths) {
   Write(u"Software/Orvik", u"x", u"");
   Write(u"Software/Orvik Two", u"x", u"");

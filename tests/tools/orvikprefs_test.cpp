@@ -42,7 +42,7 @@ TEST_F(OrvikPrefsTest, TellsFailuresApart) {
       {"set K n v --if-absent --if-equals v", 1},
       {"set Software Vendor v", 6},
       {"--root " + (env_.system_root() / "mistyped").string() + " set K n x", 1},
-      {"--root /none\n list", 1, "\\n"},
+      {"--root '/none\n' list", 1, "\\n"},
       {"--domain never.written check", 2},
       {"frobnicat\x1b[31m\u202e", 1, "\"frobnicat\\x1b[31m\\u202e\" is not a command"},
       {"delete Software/Vendor none", 2},
@@ -80,7 +80,7 @@ TEST_F(OrvikPrefsTest, TellsFailuresApart) {
 
 // Conditions hold for the text that get prints, in every type, and for other spellings of it.
 TEST_F(OrvikPrefsTest, SetsEveryTypeUnderConditions) {
-  const std::tuple<const char*, std::string, std::string, std::string, std::string> kRows[] = {
+  const std::tuple<std::string, std::string, std::string, std::string, std::string> kRows[] = {
       {"-q", "string", "-x", "-x", "x"},
       {"--int", "integer", "18446744073709551615", "18446744073709551615", "-1"},
       {"--real", "real", "2.50", "2.5", "2"},
@@ -91,9 +91,8 @@ TEST_F(OrvikPrefsTest, SetsEveryTypeUnderConditions) {
       {"--data", "data", "AAEC", "AAEC", "AAED"},
       {"--json", "real", "1e3", "1000.0", "1000.5"},
   };
-  for (const auto& [name, type, value, shown, other] : kRows) {
+  for (const auto& [option, type, value, shown, other] : kRows) {
     SCOPED_TRACE(shown);
-    const std::string option = name;
     Out("set " + option + " K n " + value);
     EXPECT_EQ(Out("get K n"), shown + "\n");
     EXPECT_EQ(Out("get K n --type"), type + "\n");
@@ -152,7 +151,7 @@ TEST_F(OrvikPrefsTest, AcceptsThePathsThatItPrints) {
   Out(R"(set ["a/b","c\\d"] e/f v)");
   EXPECT_EQ(Out(R"(get '[ "a/b", "c\\d" ]' e/f)"), "v\n");
   Out("set [x] n v");
-  Out("set line\nbreak 't\tab\u202e' v");
+  Out("set 'line\nbreak' 't\tab\u202e' v");
   Out("set '[\"\"]' '' v");
   Out(R"(set ["\ufdd0D800"] n v)");
   Out("set '' top v");

@@ -1,6 +1,7 @@
 // orvikprefs in this process: one call a command line.
 #pragma once
 
+#include <iomanip>
 #include <sstream>
 
 #include "tests/support/test_environment.h"
@@ -10,21 +11,11 @@ namespace orvik::test {
 
 constexpr const char* kFile = "Users/Shared/Library/Preferences/com.orviktech.Registry.plist";
 
-// The words of a line, parted by blanks; 'quotes' keep what they hold together.
+// The words of a line, parted by blanks; 'quotes' around a word keep the blanks in it.
 inline std::vector<std::string> Words(const std::string& line) {
   std::vector<std::string> words;
-  bool is_quoted = false, is_word = false;
-  for (const char byte : line) {
-    if (byte == '\'') {
-      is_quoted = !is_quoted;
-    } else if (byte == ' ' && !is_quoted) {
-      is_word = false;
-      continue;
-    }
-    if (!is_word) words.emplace_back();
-    is_word = true;
-    if (byte != '\'') words.back() += byte;
-  }
+  std::istringstream stream(line);
+  for (std::string word; stream >> std::quoted(word, '\'', '\0');) words.push_back(word);
   return words;
 }
 
@@ -57,7 +48,7 @@ class OrvikPrefsTest : public EnvironmentTest {
   void Fill() {
     Out("set Software/Vendor/App Path /Apps/Größe");
     Out("set Software/Vendor/App Count 42 --int");
-    Out("set Software/Vendor line\nbreak a\tb");
+    Out("set Software/Vendor 'line\nbreak' 'a\tb'");
   }
 
   std::string out_, error_;
