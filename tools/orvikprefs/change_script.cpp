@@ -7,7 +7,6 @@
 #include "tools/orvikprefs/differences.h"
 #include "tools/orvikprefs/files.h"
 #include "tools/orvikprefs/text.h"
-#include "tools/orvikprefs/values.h"
 
 namespace orvik::prefstool {
 

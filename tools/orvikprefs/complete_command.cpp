@@ -4,7 +4,6 @@
 #include "tools/orvikprefs/commands.h"
 #include "tools/orvikprefs/files.h"
 #include "tools/orvikprefs/text.h"
-#include "tools/orvikprefs/values.h"
 
 namespace orvik::prefstool {
 

@@ -11,7 +11,6 @@
 
 #include "host/descriptor.h"
 #include "prefs/reporting.h"
-#include "tools/orvikprefs/grammar.h"
 #include "tools/orvikprefs/text.h"
 
 namespace orvik::prefstool {

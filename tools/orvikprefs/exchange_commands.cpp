@@ -10,9 +10,7 @@
 #include "tools/orvikprefs/commands.h"
 #include "tools/orvikprefs/differences.h"
 #include "tools/orvikprefs/files.h"
-#include "tools/orvikprefs/json.h"
 #include "tools/orvikprefs/text.h"
-#include "tools/orvikprefs/values.h"
 
 namespace orvik::prefstool {
 

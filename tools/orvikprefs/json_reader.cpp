@@ -12,7 +12,6 @@
 #include "text/shown_text.h"
 #include "tools/orvikprefs/json.h"
 #include "tools/orvikprefs/text.h"
-#include "tools/orvikprefs/values.h"
 
 namespace orvik::prefstool {
 

@@ -1,7 +1,6 @@
 #include "prefs/reporting.h"
 #include "tools/orvikprefs/commands.h"
 #include "tools/orvikprefs/text.h"
-#include "tools/orvikprefs/values.h"
 
 namespace orvik::prefstool {
 

@@ -9,9 +9,7 @@
 #include "text/shown_text.h"
 #include "tools/orvikprefs/commands.h"
 #include "tools/orvikprefs/differences.h"
-#include "tools/orvikprefs/json.h"
 #include "tools/orvikprefs/text.h"
-#include "tools/orvikprefs/values.h"
 
 namespace orvik::prefstool {
 

@@ -5,7 +5,6 @@
 #include "tools/orvikprefs/commands.h"
 #include "tools/orvikprefs/json.h"
 #include "tools/orvikprefs/text.h"
-#include "tools/orvikprefs/values.h"
 
 namespace orvik::prefstool {
 

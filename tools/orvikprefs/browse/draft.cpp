@@ -5,7 +5,6 @@
 
 #include "host/trust.h"
 #include "tools/orvikprefs/files.h"
-#include "tools/orvikprefs/grammar.h"
 #include "tools/orvikprefs/text.h"
 
 namespace orvik::prefstool::browse {

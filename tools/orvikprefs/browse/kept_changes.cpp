@@ -8,7 +8,6 @@
 #include "host/system.h"
 #include "host/tree_removal.h"
 #include "plist/sink.h"
-#include "tools/orvikprefs/json.h"
 
 namespace orvik::prefstool::browse {
 namespace {

@@ -16,7 +16,6 @@
 #include <vector>
 
 #include "tools/orvikprefs/browse/draft.h"
-#include "tools/orvikprefs/browse/tree.h"
 
 namespace orvik::prefstool::browse {
 
