@@ -66,6 +66,7 @@ TEST_F(ApplyTest, AppliesScripts) {
       {"frob K\n", 1, "line 1, column 1 (byte 0): \"frob\" is not a command of scripts"},
       {"requre K n 1\n", 1, "is not a command of scripts; did you mean \"require\"?"},
       {"set --keep-typ K n 1\n", 1, "; did you mean \"--keep-type\"?"},
+      {"require --replace-key K n 1\n", 1, "is not an option of require"},
       {"delete --keep-type n\n", 1, "is not an option of delete; a KEY that begins with \"--\""},
   };
   for (const auto& [script, status, message] : kRows) {
