@@ -150,6 +150,7 @@ TEST_F(FoldersTest, LieBelowTheHomeOrTheSystemRoot) {
       {-32000, kTrashFolderType, std::to_string(nsvErr)},
       {InfoOf(env_.home()).volume, kTrashFolderType, trash}};
   for (const auto& [domain, type, path] : cases) EXPECT_EQ(path_of(domain, type), path);
+  EXPECT_NE(path_of(InfoOf("/proc").volume, kTrashFolderType), std::to_string(nsvErr));
 }
 
 TEST_F(FoldersTest, AreMadeOnlyWhenAskedTo) {
@@ -236,7 +237,9 @@ TEST_F(ForksTest, OnlyRegularFilesAreOpened) {
   }
   const FSIORefNum fork = Open(top_ / "to_file", fsRdPerm);
   ASSERT_EQ(status_, noErr);
-  EXPECT_EQ(FSWriteFork(fork, fsAtMark, 0, 1, "y", nullptr), wrPermErr);
+  unsigned long count = 9;
+  EXPECT_EQ(FSWriteFork(fork, fsAtMark, 0, 1, "y", &count), wrPermErr);
+  EXPECT_EQ(count, 0u);
   FSCloseFork(fork);
 }
 

@@ -140,7 +140,8 @@ OwnedObject ObjectFrom(const plist::Value& value, CFOptionFlags options = 0) {
 TEST_F(Objects, GiveTheValueBackThatTheyAreMadeFrom) {
   const plist::Value value =
       plist::Read(
-          "<dict><key>a</key><array><string>s</string><integer>18446744073709551615</integer>"
+          "<dict><key>a</key><array><string>" + Repeated("long", 50) +
+          "</string><integer>18446744073709551615</integer>"
           "<real>0.5</real><true/><date>2001-01-01T00:00:01Z</date><data>AAEC</data><dict/></array>"
           "<key>\u4E16</key><dict><key></key><array/></dict></dict>")
           .root;

@@ -89,6 +89,8 @@ TEST(PlistSalvage, FindsThePlaceOfWhatIsWhole) {
       {"\t</dict>", "\t</dictX", whole},
       {"<array>", "<arXay>", whole},
       {"</array>", "</arrayX", whole},
+      {"<dict/>", "<dict >", whole},
+      {"\t</dict>", "\tX/dict>", whole},
       {"<dict/>", "<dictX>", whole},
       {"\n<dict>", "\n<diXt>", whole},
       {"\n<dict>", "\nXdict>", whole},
@@ -122,6 +124,7 @@ TEST(PlistSalvage, NamesEveryLoss) {
        "l/2: text that cannot be read, 4:16\n"
        ": the list breaks off, 5:1\n"}};
   for (const auto& [bytes, losses] : kCases) EXPECT_EQ(LossesOf(Saved(bytes)), losses);
+  EXPECT_TRUE(Contains(LossesOf(Saved("{ a = 1; /* b")), "a comment that does not end, 1:10"));
 }
 
 // One string says that it is longer: it is lost, and what lies behind it is not.
@@ -135,6 +138,10 @@ TEST(PlistSalvage, ReadsABinaryListBehindABadLength) {
   ASSERT_EQ(salvage.losses.count(), 1u);
   EXPECT_EQ(salvage.losses.list()[0].path, "A");
   EXPECT_EQ(salvage.losses.list()[0].bytes, 6u);
+  // One reference is wrong: the rest of its array stays.
+  bytes = *WriteBinary(Root("{A = (x, y);}"));
+  bytes[bytes.find('\xA2') + 2] = 99;
+  EXPECT_EQ(Describe(Saved(bytes).entries), "{A=(s:x)}");
 }
 
 TEST(PlistSalvage, TellsOfAFileThatGivesNothing) {

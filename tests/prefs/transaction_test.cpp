@@ -203,6 +203,7 @@ TEST_F(TransactionTest, RefusesWhatItCannotAddress) {
   deep.Set(Deep(200'000), u"n", 1);
   empty.DeleteKey(u"//");
   EXPECT_EQ(unknown.Commit().error, PrefError::kUnknownScope);
+  EXPECT_EQ(unknown.Commit(IfDamaged::kReplace).error, PrefError::kUnknownScope);
   EXPECT_EQ(refused.Commit().error, PrefError::kRefusedDomain);
   EXPECT_EQ(deep.Commit().error, PrefError::kNotSerializable);
   Transaction nested(0, kDomain);
