@@ -1,6 +1,7 @@
 #include "host/node_copy.h"
 
 #include <sys/file.h>
+#include <sys/syscall.h>
 #include <sys/xattr.h>
 
 #include "host/descriptor.h"
@@ -9,6 +10,7 @@
 #include "host/replace_file.h"
 #include "host/tree_removal.h"
 #include "tests/support/file_trees.h"
+#include "tests/support/forbidden_call.h"
 #include "tests/support/volumes.h"
 #include "tests/support/without_root_rights.h"
 
@@ -84,6 +86,13 @@ TEST_F(NodeCopyTest, KeepsAttributesModeTimesAndLock) {
   char value[4000];
   for (const auto& [name, size] : {std::pair("user.fork", 3000), {"user.empty", 0}}) {
     EXPECT_TRUE(!has_attributes || getxattr(target.c_str(), name, value, sizeof value) == size);
+  }
+  for (const auto& [refusal, result] : {std::pair(EIO, EIO), {ENOTSUP, 0}}) {
+    const int error = InProcesses(1, [&, refusal = refusal](int) {
+      ForbidCall(SYS_fsetxattr, 4, Compare::kEqual, 0, static_cast<unsigned>(refusal));
+      return Copy("source", std::to_string(refusal));
+    })[0];
+    EXPECT_TRUE(!has_attributes || error == result) << error;
   }
   EXPECT_EQ(IsLocked(target), is_locked);
   EXPECT_TRUE(!is_locked || Copy("other", "target", kReplacing) != 0);
@@ -190,6 +199,7 @@ TEST_F(MoveFileTest, CopiesATreeWithWhatItCarriesAndRemovesTheSource) {
   Plant(from, "sub/file=content link->nowhere pipe|");
   fs::permissions(from / "sub/file", fs::perms(0750));
   fs::permissions(from / "sub", fs::perms(0711));
+  fs::permissions(from, fs::perms(0705));
   fs::last_write_time(from / "sub/file", fs::file_time_type());
   fs::create_hard_link(from / "sub/file", from / "second");
   ASSERT_EQ(CopyThenRemove(from, to), 0);
@@ -199,6 +209,7 @@ TEST_F(MoveFileTest, CopiesATreeWithWhatItCarriesAndRemovesTheSource) {
   EXPECT_EQ(ModeOf(to / "sub/file"), 0750u);
   EXPECT_EQ(fs::last_write_time(to / "sub/file"), fs::file_time_type());
   EXPECT_EQ(ModeOf(to / "sub"), 0711u);
+  EXPECT_EQ(ModeOf(to), 0705u);
   EXPECT_TRUE(fs::equivalent(to / "second", to / "sub/file"));
 }
 

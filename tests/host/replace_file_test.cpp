@@ -85,13 +85,14 @@ TEST_F(ReplaceFileTest, OpensNothingButRegularFiles) {
 TEST_F(ReplaceFileTest, WritesInPlaceWhereNoNewFileCanBe) {
   Plant(top_, "mounted=old closed/file=old");
   const auto expect_written = [this](const char* name) {
-    for (const char* text : {"new text", "short"}) {
-      EXPECT_EQ(ReplaceFile(top_ / name, text, {.present = Present::kWriteInto}).error, 0);
+    for (const std::string& text : {std::string(100'000, 'n'), std::string("short")}) {
       FileReplacement file;
       EXPECT_EQ(file.Open(top_ / name, "/nonexistent"), 0);
       EXPECT_EQ(file.Write(text) + file.Commit(), 0);
-      EXPECT_EQ(ReadFile(top_ / name), text);
+      EXPECT_TRUE(ReadFile(top_ / name) == text);
     }
+    EXPECT_EQ(ReplaceFile(top_ / name, "s", {.present = Present::kWriteInto}).error, 0);
+    EXPECT_EQ(ReadFile(top_ / name), "s");
   };
   const bool tested = OnAVolume(At("volume"), "tmpfs", "size=1m", [&] {
     const std::string file = At("mounted");
@@ -99,6 +100,9 @@ TEST_F(ReplaceFileTest, WritesInPlaceWhereNoNewFileCanBe) {
     expect_written("mounted");
     EXPECT_EQ(NamesIn(top_), (Words{"closed", "mounted", "volume"}));
   });
+  FileReplacement device;
+  EXPECT_EQ(device.Open("/dev/full", top_) + device.Write("x"), 0);
+  EXPECT_EQ(device.Commit(), ENOSPC);
   fs::permissions(At("closed"), fs::perms(0555));
   const WithoutRootRights without(env_.folder());
   expect_written("closed/file");
