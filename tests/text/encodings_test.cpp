@@ -139,6 +139,7 @@ TEST(CodePageCodec, WithoutALossByteTheTextEndsThere) {
     EXPECT_EQ(done->units, 2u) << page;
     EXPECT_EQ(done->bytes, 2u) << page;
     EXPECT_EQ(EncodeText(page, u"ab\xD83Dz", '\0', nullptr, 0)->bytes, 2u) << page;
+    EXPECT_EQ(Encoded(page, u"ab\xD83Dz\xDE00"), "ab?z?") << page;
   }
 }
 
