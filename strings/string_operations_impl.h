@@ -311,15 +311,12 @@ int StringOperations<Derived, Units>::Insert(int index, Text text) {
   }
   Unit* const data = this->data_;
   string_buffer::MoveUnits(data + at + n, data + at, length - at);
-  // A text of our own that lies behind the gap has moved up by n.
-  std::size_t before = n;
+  // A text of our own that begins behind the gap has moved up by n. One that begins before it is
+  // whole: what moved lies behind its end.
+  const Unit* from = text.data();
   const std::less<const Unit*> less;
-  if (!less(text.data(), data) && less(text.data(), data + length)) {
-    const auto offset = static_cast<std::size_t>(text.data() - data);
-    before = offset < at ? std::min(at - offset, n) : 0;
-    string_buffer::MoveUnits(data + at + before, data + offset + before + n, n - before);
-  }
-  string_buffer::MoveUnits(data + at, text.data(), before);
+  if (!less(from, data + at) && less(from, data + length)) from += n;
+  string_buffer::MoveUnits(data + at, from, n);
   this->SetLength(sum);
   return this->GetLength();
 }

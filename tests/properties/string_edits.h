@@ -26,12 +26,14 @@ std::string StringEditsFault(std::string_view bytes) {
     const int index = pick(-2, static_cast<int>(plain.size()) + 2), count = pick(-1, 4);
     const auto at = std::min<std::size_t>(std::max(index, 0), plain.size());
     const auto length = static_cast<std::size_t>(std::max(count, 0));
-    // Letters, or the end of the string in its own block.
+    // Letters, or a piece of the string in its own block.
     const std::string letters = choices.Letters(3, 3);
     const bool is_own = pick(0, 3) == 0;
     const auto offset = is_own ? choices.Below(plain.size() + 1) : 0;
-    const Plain text = is_own ? plain.substr(offset) : Plain(letters.begin(), letters.end());
-    const Unit* const given = is_own ? string.GetString() + offset : text.c_str();
+    const Plain text =
+        is_own ? plain.substr(offset, choices.Below(20)) : Plain(letters.begin(), letters.end());
+    const std::basic_string_view<Unit> given =
+        is_own ? string.View().substr(offset, text.size()) : std::basic_string_view<Unit>(text);
     const Unit a = static_cast<Unit>(pick('a', 'c')), b = static_cast<Unit>(pick('a', 'c'));
     const auto replace_all = [&] {
       std::size_t times = 0;
