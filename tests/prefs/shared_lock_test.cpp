@@ -1,6 +1,7 @@
 #include "prefs/shared_lock.h"
 
 #include <signal.h>
+#include <sys/time.h>
 
 #include <chrono>
 
@@ -250,6 +251,18 @@ TEST_F(SharedLockTest, WhatChangesNothingLeavesNothing) {
     EXPECT_TRUE(removal.Commit().ok());
     EXPECT_EQ(TreeIn(env_.folder()), before);
   }
+}
+
+TEST_F(SharedLockTest, ASignalDoesNotShortenTheWait) {
+  ExchangeSharedLockWait({});
+  const auto old = std::signal(SIGALRM, [](int) {});
+  const itimerval often = {{0, 50'000}, {0, 50'000}}, never = {};
+  setitimer(ITIMER_REAL, &often, nullptr);
+  const auto start = std::chrono::steady_clock::now();
+  WaitForSharedLock();
+  EXPECT_GE(std::chrono::steady_clock::now() - start, std::chrono::seconds(1));
+  setitimer(ITIMER_REAL, &never, nullptr);
+  std::signal(SIGALRM, old);
 }
 
 // Many takers test at the same moments, and one dies holding the lock.

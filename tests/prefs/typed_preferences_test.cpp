@@ -108,7 +108,7 @@ class PreferenceWatchTest : public StoreTest {
 };
 
 TEST_F(PreferenceWatchTest, ReportsOldAndNewValuesOfTheKey) {
-  PreferenceWatch watch(kSharedScope, u"A", kName);
+  PreferenceWatch made(kSharedScope, u"A", kName), watch(std::move(made));
   ASSERT_TRUE(watch.status().ok());
   EXPECT_EQ(watch.TakeChanges(), Changes());
   EXPECT_TRUE(settings_.Set(u"A/B", u"n", 1));
