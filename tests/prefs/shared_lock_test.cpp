@@ -255,14 +255,14 @@ TEST_F(SharedLockTest, WhatChangesNothingLeavesNothing) {
 
 TEST_F(SharedLockTest, ASignalDoesNotShortenTheWait) {
   ExchangeSharedLockWait({});
-  const auto old = std::signal(SIGALRM, [](int) {});
+  const auto old = signal(SIGALRM, [](int) {});
   const itimerval often = {{0, 50'000}, {0, 50'000}}, never = {};
   setitimer(ITIMER_REAL, &often, nullptr);
   const auto start = std::chrono::steady_clock::now();
   WaitForSharedLock();
   EXPECT_GE(std::chrono::steady_clock::now() - start, std::chrono::seconds(1));
   setitimer(ITIMER_REAL, &never, nullptr);
-  std::signal(SIGALRM, old);
+  signal(SIGALRM, old);
 }
 
 // Many takers test at the same moments, and one dies holding the lock.
