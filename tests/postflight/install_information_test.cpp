@@ -138,7 +138,8 @@ TEST_F(InstallInformationTest, AHeldLockEndsAStrictRunWithFailure) {
   const ScopedVariable strict("ORVIK_STRICT", "1");
   Log();
   EXPECT_EQ(RunPostflight(), 1);
-  EXPECT_EQ(waits, 10);  // for all values together
+  // For all values together; fewer where a busy disk took the ten seconds.
+  EXPECT_TRUE(waits > 0 && waits <= 10) << waits;
   const std::string log = Log();
   EXPECT_TRUE(Contains(log,
                        "name GlyphraPath, domain com.orviktech.Registry: another process holds the "
