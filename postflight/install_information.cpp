@@ -52,7 +52,7 @@ long Write(const InstallValue& value) {
 // Why a write failed with kPreferenceLockNotObtained, as of now.
 std::string LockReason() {
   const SharedLockRecord lock = CopySharedLockRecord(kDomain);
-  const std::string text = Describe(PrefStatus{PrefError::kLockNotObtained});
+  std::string text = Describe(PrefStatus{PrefError::kLockNotObtained});
   if (lock.state != SharedLockRecord::State::kHeld) return text;
   const std::string holder = MakeUTF8StringFromUnicodeString(lock.process).GetString();
   return text + ": process " + std::to_string(lock.pid) + " (\"" + holder + "\")";
