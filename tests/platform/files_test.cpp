@@ -203,6 +203,8 @@ TEST_F(ForksTest, TheDataForkIsTheContent) {
   EXPECT_EQ(status_, errFSForkNotFound);
   EXPECT_EQ(FSCloseFork(fork), noErr);
   EXPECT_EQ(FSCloseFork(fork), rfNumErr);
+  EXPECT_EQ(FSReadFork(fork, fsAtMark, 0, 1, buffer, &count), rfNumErr);
+  EXPECT_EQ(count, 0u);
   EXPECT_EQ(ReadFile(top_ / "f"), std::string("0123456789\0\0ab", 14));
 }
 
