@@ -138,6 +138,13 @@ std::string EveryKind() {
 
 // Of a file that differs in one byte either nothing is read, or what is written without a look is
 // what the objects give.
+TEST(PlistBinary, WritesEqualStringsOnce) {
+  const std::string bytes = *WriteBinary(
+      Root("<array><string>x</string><string>once</string><string>once</string></array>"));
+  EXPECT_NE(bytes.find("once"), std::string::npos);
+  EXPECT_EQ(bytes.find("once"), bytes.rfind("once"));
+}
+
 TEST(PlistDeferral, KnowsEveryByteOfItsOwnLayout) {
   const std::string xml = EveryKind();
   const Value root = Root(xml);

@@ -62,6 +62,7 @@ TEST(PlistSalvage, TakesWhatIsCompleteOfEveryForm) {
       {"old text without separators", "{ A = 1 B = (1 2); } C = 3;", "{B=(s:2)}"},
       {"old text, a letter for a quote", "{ A = x1\"; B = {c = x2\";}; C = 3; \"D\"x; }",
        "{B={} C=s:3}"},
+      {"old text, brackets in what is lost", "{ A = \xFF{ x = 1; y = 2; }; B = 3; }", "{B=s:3}"},
       {"old text, file of strings", "A = 1;\n B = \"\xFF\"; = 2; C = 3;", "{A=s:1 C=s:3}"},
   };
   for (const auto& [title, bytes, entries] : kCases) {
