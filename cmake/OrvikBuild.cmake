@@ -146,6 +146,6 @@ function(orvik_test name)
   target_link_libraries(orvik_${name}_tests PRIVATE ${arg_LINKS} orvik_test_support)
   orvik_compile_fast(orvik_${name}_tests)
   orvik_precompile(orvik_${name}_tests <filesystem> <gtest/gtest.h>)
-  gtest_discover_tests(orvik_${name}_tests DISCOVERY_MODE PRE_TEST
+  gtest_discover_tests(orvik_${name}_tests DISCOVERY_MODE PRE_TEST DISCOVERY_TIMEOUT 60
     PROPERTIES TIMEOUT 300 LABELS ${name} ${arg_PROPERTIES})
 endfunction()
