@@ -42,7 +42,7 @@ struct PathHash {
   std::size_t operator()(const Path& path) const { return std::hash<CAtlString>()(path.path_); }
 };
 
-// What the paths of files and of folders have in common; `Path` is the one or the other.
+// The common part of file and folder paths: `Path` is COrvikFilePath or COrvikDirectoryPath.
 template <typename Path>
 class PathValue {
  public:
@@ -74,8 +74,8 @@ class PathValue {
     return Other(ToBytes());
   }
 
-  // The text from below the folder on; empty for the folder itself, nothing for what is not in it.
-  // By the units of whole names, without looking at the disk.
+  // The rest of the path below `folder`: empty for the folder itself, no value for a path outside
+  // it. Compares whole names unit by unit and does not look at the disk.
   [[nodiscard]] std::optional<CAtlString> RelativeTo(const COrvikDirectoryPath& folder) const;
 
   // By the units of the texts. IsEqualPath ignores case.

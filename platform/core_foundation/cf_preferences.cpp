@@ -110,8 +110,8 @@ class PreferenceDomain {
     is_distinct_ = is_distinct || (seen_.exists && Now() - seen_.modified > kClockStep);
   }
 
-  // Takes over what was read. Of bytes with the same hash as before the entries here stay, so that
-  // values that were handed out go on sharing memory with them.
+  // Adopts the contents of the file. While the hash of its bytes stays the same, so do the entries
+  // here: values that callers hold go on sharing memory with them.
   void Take(const plist::File& file) {
     using Contents = plist::File::Contents;
     is_loaded_ = file.contents() != Contents::kUnreadable;

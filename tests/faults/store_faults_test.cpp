@@ -247,7 +247,7 @@ bool IsBeginning(const std::string& path, const std::string* content) {
   return path == "home/doc.xml" && content != nullptr && kWhole.starts_with(*content);
 }
 
-// What was no configuration is kept before its place is taken.
+// A file that is not a configuration is kept beside before it is replaced.
 bool IsDiscarded(const std::string& path, const std::string* content) {
   return path == "home/config.xml.discarded" && content != nullptr && *content == "x";
 }

@@ -1,7 +1,7 @@
 // Walks an operation through every fault that can hit it (docs/reliability.md has the rules).
 //
 // For each fault, n goes from 1 until the operation ends without meeting an n-th call: on a fresh
-// stage the n-th call fails, or the process is killed there, or the operation is told to stop. An
+// stage the n-th call fails, or the process is killed there, or the operation is stopped. An
 // operation that promises more than that its files are whole is also walked through every state
 // that a loss of power can leave (crash_states.h); of its end only the new files are right.
 #pragma once

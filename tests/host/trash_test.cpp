@@ -106,8 +106,8 @@ TEST_F(OpenTrashTest, DatesFollowAZoneThatChanges) {
   EXPECT_NEAR(difftime(there, here), 9 * 3600, 60);
 }
 
-// Every line comes with a new file: whoever has the old one open sees the old lines. Folders that
-// are gone lose their lines when the size has doubled.
+// Each new line replaces the file, so that a reader of the old file sees the old lines. Lines of
+// missing folders go when the size has doubled.
 TEST_F(OpenTrashTest, FoldersAreEnteredWithTheirSize) {
   const fs::path sizes = home_trash_ / "directorysizes";
   const auto keep = [this](const std::string& name) {

@@ -136,8 +136,6 @@ std::string EveryKind() {
   return *WriteXml(list);
 }
 
-// Of a file that differs in one byte either nothing is read, or what is written without a look is
-// what the objects give.
 TEST(PlistBinary, WritesEqualStringsOnce) {
   const std::string bytes = *WriteBinary(
       Root("<array><string>x</string><string>once</string><string>once</string></array>"));
@@ -145,6 +143,8 @@ TEST(PlistBinary, WritesEqualStringsOnce) {
   EXPECT_EQ(bytes.find("once"), bytes.rfind("once"));
 }
 
+// A file with one changed byte is refused, or the writer that copies unread parts writes the same
+// bytes as the writer of their objects.
 TEST(PlistDeferral, KnowsEveryByteOfItsOwnLayout) {
   const std::string xml = EveryKind();
   const Value root = Root(xml);
@@ -196,7 +196,7 @@ TEST(PlistDeferral, IsNotWrittenTooDeep) {
   EXPECT_FALSE(WriteXml(Value::Array({root})));
 }
 
-// Other programs read what is written here, and their lists are read and written back.
+// Other programs read the lists that are written here; lists of theirs are read and written back.
 constexpr const char* kValues = R"(
 import datetime, plistlib, sys
 values = {

@@ -49,7 +49,7 @@ TEST_F(TypedPreferencesTest, EveryTypeComesBackAsItWasSet) {
   EXPECT_EQ(settings_.Boolean(u"A/B", u"no"), false);
   EXPECT_FALSE(settings_.Boolean(u"A/B", u"zero") || settings_.Integer(u"A/B", u"real") ||
                settings_.Integer(u"A/B", u"large"));
-  // What is there already is no change.
+  // Setting the present value changes nothing.
   ASSERT_TRUE(settings_.Set(u"A/B", u"real", -NAN).ok());
   const host::FileIdentity before = host::IdentityOf(UserFile().string());
   ASSERT_TRUE(settings_.Set(u"A/B", u"real", -NAN).ok());

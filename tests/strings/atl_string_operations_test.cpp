@@ -142,7 +142,7 @@ static_assert(!kFits<void*>(u"%@") && !kFits<CFTypeRef>(u"%@") && !kFits<Other*>
 static_assert(!FormatsWide<Other> && !FormatsWide<std::vector<int>> && !FormatsWide<int, Other>);
 
 TEST(CAtlStringOperations, FormatsByTheTypesOfTheArguments) {
-  // A text is neither a precision nor a number, there is no third argument, no mixture.
+  // Refused: a text as precision or number, a missing argument, numbered beside plain arguments.
   const std::pair<const char16_t*, u16string_view> cases[] = {
       {u"[%@|%ls]", u"[w\u20AC|\u00C4n]"}, {u"[%2$5s|%1$-4s]", u"[   \u00C4n|w\u20AC  ]"},
       {u"[%.1s|%.*s]", u"unchanged"},      {u"[%d]", u"unchanged"},

@@ -19,8 +19,8 @@ namespace {
 using std::u16string_view;
 using namespace std::string_literals;
 
-// What is not offered does not compile instead of picking a conversion: an array, a platform string
-// and a narrow string are all one conversion away.
+// Missing operators do not compile. Without the deleted overloads they would convert: an array, a
+// platform string and a narrow string are each one conversion away.
 template <typename A, typename B>
 concept Adds = requires(const A& a, const B& b) {
   a + b;

@@ -162,7 +162,7 @@ TEST(CodePages, Lengths) {
     EXPECT_EQ(WideCharToMultiByte(CP_UTF8, 0, text, length, bytes, 8, nullptr, nullptr), 0);
   }
   char16_t units[4] = {};
-  // Bytes that are no text give nothing, wherever they stand.
+  // Malformed bytes give 0, in whichever place.
   const std::tuple<unsigned, const char*, int, int, int> cases[] = {
       {CP_UTF8, "a", 0, 4, 0},
       {CP_UTF8, "a", -2, 4, 0},

@@ -65,7 +65,7 @@ class ConfigStoreTest : public EnvironmentTest {
     const bool found = GetXMLConfigString(scope, key, name, value);
     return (found ? u"" : u"-") + value.ToStdString();
   }
-  // Ended by a comma each; "-" when there is no such key.
+  // Each name ends in a comma; "-" stands for a missing key.
   static std::u16string Listed(decltype(ListValuesXMLConfig)* list, const CAtlString& key) {
     CAtlArray<CAtlString> names{u"old"};
     std::u16string result;

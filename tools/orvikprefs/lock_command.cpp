@@ -60,6 +60,7 @@ LockHolder HolderOfFolder(const Context& context) {
 }
 
 void Show(const Context& context, const LockHolder& holder) {
+  // By LockHolder::State; a refused one was reported before.
   static constexpr const char* kStates[] = {"free", "held", "stale", "free", "not known"};
   const std::string state = kStates[static_cast<int>(holder.state)];
   const bool has_process = holder.is_held() || holder.state == LockHolder::State::kStale;
