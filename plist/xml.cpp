@@ -166,9 +166,8 @@ class XmlText::Check {
     if (is_text && value_.is_plain) {
       NoteSpelling(value_.has_plain_tags);
     } else {
-      const bool is_date = value_.element == XmlElement::kDate;
       const bool matches = rewriter_.Matches(value_, open_.size());
-      NoteSpelling(matches && (value_.has_plain_tags || is_date) && !value_.is_mixed);
+      NoteSpelling(matches && value_.has_plain_tags && !value_.is_mixed);
       if (!matches && !sender_.Send(value_, checker_)) {
         return Fail("no value of its element", value_.begin);
       }

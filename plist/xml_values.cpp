@@ -93,7 +93,8 @@ bool XmlValues::NextOfAnyKind(XmlValue& value) {
   value.begin = scanner_.begin();
   value.element = ElementNamed(scanner_.name());
   value.attributes = scanner_.attributes();
-  value.has_plain_tags = value.attributes.empty() && !value.is_mixed;
+  value.has_plain_tags =
+      (value.attributes.empty() || value.element == XmlElement::kDate) && !value.is_mixed;
   value.end = scanner_.position();
   if (IsContainer(value.element)) {
     value.part = tag == Tag::kStart ? XmlValue::kOpens

@@ -36,7 +36,7 @@ struct XmlValue {
   bool is_mixed = false;
   // Plain as leaves.h says.
   bool is_plain = false;
-  // The tags have no other spelling than the writer's.
+  // The tags have no other spelling than the writer's; the attributes of a date are not compared.
   bool has_plain_tags = false;
 };
 
