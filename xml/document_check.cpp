@@ -75,6 +75,13 @@ void EndSection(void* data) {
   static_cast<CheckProgress*>(data)->is_in_section = false;
 }
 
+// Expat lets an empty version pass, TinyXML writes none for it, and a declaration needs one.
+void Declaration(void* data, const XML_Char* version, const XML_Char*, int) {
+  if (*version == '\0') {
+    static_cast<CheckProgress*>(data)->Refuse("the XML declaration has no version");
+  }
+}
+
 void Comment(void* data, const XML_Char*) {
   EndRun(data);
 }
@@ -148,6 +155,7 @@ bool CheckDocument(const char* text, XMLDocumentError* error) {
   } else {
     CheckProgress progress{parser.get(), text};
     XML_SetUserData(parser.get(), &progress);
+    XML_SetXmlDeclHandler(parser.get(), Declaration);
     XML_SetElementHandler(parser.get(), StartElement, EndElement);
     XML_SetProcessingInstructionHandler(parser.get(), ProcessingInstruction);
     XML_SetStartDoctypeDeclHandler(parser.get(), StartDocumentType);

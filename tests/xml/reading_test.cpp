@@ -279,6 +279,7 @@ TEST(TiXmlHelperTest, RefusesWhatIsNotWellFormedOrNotSafe) {
       {"<a>\u00E9\xE9</a>", "1:5 not well-formed (invalid token)"},
       // What TinyXML would take for something else.
       {"<a>\n<b :c=''/></a>", "2:1 a name begins with a colon"},
+      {"<?xml version=''?><a/>", "1:1 the XML declaration has no version"},
       {"<:a/>", "1:1 a name begins with a colon"},
       {"<!DOCTYPE a PUBLIC 'x' 'y'><a b='&amp;&c;'/>", "1:28 undefined entity"},
       {"<!-- <!DOCTYPE b> -->\n<!DOCTYPE a SYSTEM\n'<!DOCTYPE c'><a>&b;</a>",
