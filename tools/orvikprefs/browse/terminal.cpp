@@ -174,6 +174,14 @@ Terminal::Terminal(bool colour) {
   keypad(stdscr, TRUE);
   define_key(kPasteStart, kPasteStartCode);
   define_key(kPasteEnd, kPasteEndCode);
+  // Arrows are typed in the other form, too: in the moment before the keypad is on again.
+  static constexpr std::pair<char, int> kArrows[] = {
+      {'A', KEY_UP}, {'B', KEY_DOWN}, {'C', KEY_RIGHT}, {'D', KEY_LEFT}};
+  for (const auto& [letter, code] : kArrows) {
+    for (const char* start : {"\x1b[", "\x1bO"}) {
+      define_key((start + std::string(1, letter)).c_str(), code);
+    }
+  }
   Send(kPasteOn);
   set_escdelay(50);
   mousemask(BUTTON1_PRESSED | BUTTON1_CLICKED | BUTTON1_DOUBLE_CLICKED | BUTTON4_PRESSED |
@@ -345,6 +353,7 @@ void Terminal::Suspend() {
 
 void Terminal::Resume() {
   wrefresh(stdscr);
+  keypad(stdscr, TRUE);  // endwin has switched it off
   Send(kPasteOn);
   clearok(curscr, TRUE);
 }
