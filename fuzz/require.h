@@ -5,13 +5,16 @@
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
+#include <source_location>
 #include <string>
 #include <string_view>
 
 namespace orvik::fuzz {
 
-inline void Require(bool holds) {
-  if (!holds) std::abort();
+inline void Require(bool holds, std::source_location place = std::source_location::current()) {
+  if (holds) return;
+  std::fprintf(stderr, "%s:%u: a promise is broken\n", place.file_name(), place.line());
+  std::abort();
 }
 
 // A target that is a property which the tests check, too.

@@ -20,7 +20,7 @@ namespace {
 using Input = std::vector<std::uint8_t>;
 
 constexpr std::chrono::milliseconds kMutationTime{1000};
-constexpr int kMutations = 200'000;
+constexpr int kMutations = 20'000;
 constexpr std::size_t kLargestMutation = 1 << 16;
 
 void ReadInput(const std::filesystem::path& path, std::vector<Input>& inputs) {
