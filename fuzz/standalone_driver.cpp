@@ -1,5 +1,6 @@
 // Runs a fuzz target without a fuzzing engine: over every file of the given files and folders, then
-// over mutations of them. The mutations are the same in every run and stop after about a second.
+// over mutations of them and over random bytes. These are the same in every run and as many on every
+// machine, but end after two seconds.
 #include <algorithm>
 #include <chrono>
 #include <cstddef>
@@ -19,9 +20,10 @@ namespace {
 
 using Input = std::vector<std::uint8_t>;
 
-constexpr std::chrono::milliseconds kMutationTime{1000};
+constexpr std::chrono::milliseconds kMutationTime{2000};
 constexpr int kMutations = 20'000;
 constexpr std::size_t kLargestMutation = 1 << 16;
+constexpr std::size_t kLongestRandom = 1000;
 
 void ReadInput(const std::filesystem::path& path, std::vector<Input>& inputs) {
   std::ifstream file(path, std::ios::binary);
@@ -50,6 +52,7 @@ class Mutator {
   explicit Mutator(const std::vector<Input>& corpus) : corpus_(corpus) {}
 
   Input Next() {
+    if (Below(4) == 0) return RandomBytes();
     Input input = corpus_[Below(corpus_.size())];
     for (std::size_t steps = 1 + Below(4); steps > 0; --steps) Mutate(input);
     if (input.size() > kLargestMutation) input.resize(kLargestMutation);
@@ -58,6 +61,12 @@ class Mutator {
 
  private:
   std::size_t Below(std::size_t limit) { return limit == 0 ? 0 : random_() % limit; }
+
+  Input RandomBytes() {
+    Input bytes(Below(kLongestRandom + 1));
+    for (std::uint8_t& byte : bytes) byte = static_cast<std::uint8_t>(random_());
+    return bytes;
+  }
 
   std::uint8_t Byte() {
     static constexpr std::uint8_t kTelling[] = {0,    1,    '\t', '\n', ' ', '"', '%',

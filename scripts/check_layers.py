@@ -305,11 +305,9 @@ def main():
         own = (folder + "/",)
         if folder in tests:
             own += ("tests/support/",) + tuple(f"tests/{layer}/" for layer in found)
-        if folder in tests + ["fuzz"]:
-            own += ("tests/properties/",)
+        if folder == "fuzz":
+            own += ("tests/support/conversion.h",)
         check_includes(folder, found | {folder}, own, problems)
-    # What tests and fuzz targets share.
-    check_includes("tests/properties", set(LAYERS + PROGRAMS), ("tests/properties/",), problems)
     exact = "--exact" in sys.argv[1:]
     check_single_places(problems)
     check_circles(exact, problems)

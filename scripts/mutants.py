@@ -38,20 +38,20 @@ import time
 
 TREE = pathlib.Path(__file__).resolve().parent.parent
 COPY = TREE / "build" / "mutants" / "tree"
-# A folder and the test programs that own its behaviour, the quickest first.
+# A folder, the test programs that own its behaviour, the quickest first, and its fuzz targets.
 TESTS = {
-    "text": ["text"],
-    "host": ["host", "faults"],
-    "desktop": ["desktop"],
-    "plist": ["plist"],
-    "platform": ["platform"],
-    "strings": ["strings"],
-    "files": ["files", "faults"],
-    "streams": ["streams"],
-    "prefs": ["prefs", "faults"],
-    "xml": ["xml"],
-    "postflight": ["postflight"],
-    "tools": ["tools"],
+    "text": (["text"], ["base64", "code_pages", "number_text", "uca_conversions"]),
+    "host": (["host", "faults"], ["file_names", "kernel_texts", "path_rules"]),
+    "desktop": (["desktop"], ["alert"]),
+    "plist": (["plist"], ["property_list_xml", "property_list_binary", "property_list_text", "value_circle"]),
+    "platform": (["platform"], []),
+    "strings": (["strings"], ["string_edits", "unit_search", "unicode_conversions", "string_format"]),
+    "files": (["files", "faults"], ["checksum", "path_canonicalize", "url_rules"]),
+    "streams": (["streams"], ["stream", "compress"]),
+    "prefs": (["prefs", "faults"], ["preference_file", "lock_record"]),
+    "xml": (["xml"], ["xml_writer", "xml_reader", "config_file", "config_index", "config_names"]),
+    "postflight": (["postflight"], ["installer_args", "login_items"]),
+    "tools": (["tools"], ["json_form", "command_line"]),
 }
 GOAL = 95
 # Calls whose two arguments mean the same in either order.
@@ -183,6 +183,11 @@ def mutants_of(source):
     return found
 
 
+def programs_of(folder):
+    tests, topics = TESTS[folder]
+    return ["orvik_%s_tests" % name for name in tests] + [topic + "_fuzzer" for topic in topics]
+
+
 def after_of(tokens, index):
     return tokens[index + 1].text if index + 1 < len(tokens) else ""
 
@@ -264,14 +269,12 @@ class Bench:
             if file.is_file() and relative.parts[0] != "build" and str(relative) not in wanted:
                 file.unlink()
         subprocess.run(["cmake", "--preset", "dev", "-DORVIK_WERROR=OFF"], cwd=COPY, check=True, stdout=subprocess.DEVNULL)
-        programs = sorted({name for folder in folders for name in TESTS[folder]})
-        subprocess.run(
-            ["cmake", "--build", "--preset", "dev", "--target", *("orvik_%s_tests" % name for name in programs)], cwd=COPY, check=True
-        )
+        programs = sorted({name for folder in folders for name in programs_of(folder)})
+        subprocess.run(["cmake", "--build", "--preset", "dev", "--target", *programs], cwd=COPY, check=True)
         for name in programs:
             begin = time.monotonic()
             if self.run_tests(name, 1200) != 0:
-                sys.exit("mutants: the tests of %s/ fail without a mutant" % name)
+                sys.exit("mutants: %s fails without a mutant" % name)
             self.usual[name] = time.monotonic() - begin
 
     def refresh(self, file):
@@ -284,8 +287,10 @@ class Bench:
             shutil.copy(source, target)
 
     def run_tests(self, name, seconds):
-        program = next(self.build.rglob("orvik_%s_tests" % name))
+        program = self.build / "bin" / name
         command = [str(program), "--gtest_brief=1", "--gtest_fail_fast"]
+        if name.endswith("_fuzzer"):
+            command[1:] = [str(COPY / "fuzz" / "corpus" / name.removesuffix("_fuzzer"))]
         home = COPY.parent / "home"
         home.mkdir(exist_ok=True)
         environment = dict(os.environ, HOME=str(home), TMPDIR="/tmp")
@@ -314,9 +319,9 @@ class Bench:
         offset = mutant["offset"]
         path.write_text(source[:offset] + mutant["new"] + source[offset + len(mutant["old"]) :])
         try:
-            for name in TESTS[mutant["file"].split("/")[0]]:
+            for name in programs_of(mutant["file"].split("/")[0]):
                 built = subprocess.run(
-                    ["cmake", "--build", "--preset", "dev", "--target", "orvik_%s_tests" % name],
+                    ["cmake", "--build", "--preset", "dev", "--target", name],
                     cwd=COPY, stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL,
                 )  # fmt: skip
                 if built.returncode != 0:

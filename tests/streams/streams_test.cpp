@@ -10,7 +10,6 @@
 #include "streams/writable_file_stream.h"
 #include "streams/writeable_buffer_stream.h"
 #include "tests/files/support.h"
-#include "tests/properties/readable_stream.h"
 #include "tests/support/test_environment.h"
 
 namespace orvik::test {
@@ -176,10 +175,6 @@ TEST_F(ReadableStreamOnFileTest, ReadsOnFromWhereItStands) {
     EXPECT_EQ(later->Seek({5}, STREAM_SEEK_SET, nullptr), S_OK);
     EXPECT_EQ(ReadText(later, 2), content_.substr(5, 2));
   }
-}
-
-TEST_F(ReadableStreamOnFileTest, SeeksInsideTheFileOnly) {
-  EXPECT_EQ(FirstFault(3'000, 300, ReadableStreamFault), "");
 }
 
 TEST_F(ReadableStreamOnFileTest, CopiesACountOrFails) {

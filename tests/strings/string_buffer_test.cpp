@@ -10,8 +10,6 @@
 #include "strings/atl_string_a.h"
 #include "strings/platform_text.h"
 #include "strings/string_buffer.h"
-#include "tests/properties/string_edits.h"
-#include "tests/properties/unit_search.h"
 #include "tests/support/test_environment.h"
 
 namespace orvik::test {
@@ -191,14 +189,6 @@ TYPED_TEST(StringBufferTest, RefusesLengthsBeyondTheHeader) {
   EXPECT_EQ(this->Read(text.Mid(INT_MAX, INT_MAX)), "");
   EXPECT_EQ(text.Delete(1, INT_MAX), 3);
   EXPECT_EQ(this->Read(text), "a");
-}
-
-TYPED_TEST(StringBufferTest, AgreesWithPlainStrings) {
-  EXPECT_EQ(FirstFault(2000, 1000, StringEditsFault<TypeParam>), "");
-}
-
-TEST(UnitSearch, AgreesWithThePlainSearch) {
-  for (const std::size_t most : {80, 1000}) EXPECT_EQ(FirstFault(9'000, most, UnitSearchFault), "");
 }
 
 TEST(Pieces, ComparisonIsThatOfTheWholeTexts) {

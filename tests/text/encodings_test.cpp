@@ -1,11 +1,11 @@
 // Text as bytes: code pages and Base64.
+#include "text/byte_encodings.h"
 #include "text/code_page_codec.h"
 
 #include <iconv.h>
 
 #include <numeric>
 
-#include "tests/properties/base64.h"
 #include "tests/support/test_environment.h"
 
 namespace orvik::test {
@@ -167,10 +167,6 @@ TEST(CodePageCodec, WholeCharactersFill) {
   }
   EXPECT_EQ(DecodeText(12000, std::string("\0\xD8\0\0", 4)), std::nullopt);
   EXPECT_EQ(DecodeText(12001, std::string("\0\x11\0\0", 4)), std::nullopt);
-}
-
-TEST(Base64Codec, BytesComeBackByEveryVariant) {
-  EXPECT_EQ(FirstFault(2'000, 400, Base64CircleFault), "");
 }
 
 TEST(Base64Codec, DecodesLooseText) {

@@ -2,7 +2,6 @@
 #include <regex>
 
 #include "host/file_lock.h"
-#include "tests/properties/value_circle.h"
 #include "tests/support/without_root_rights.h"
 #include "tests/tools/prefs_tool_fixture.h"
 
@@ -556,12 +555,6 @@ for is_terminal, options in ((True, []), (False, []), (True, ['-q'])):
 )";
   EXPECT_EQ(RunCommand({"timeout", "60", "python3", "-c", kScript, program_}).out,
             "0 True b' \\rend'\n0 False b'end'\n0 False b'end'\n");
-}
-
-TEST(ValueCircle, EveryTreeComesBackAndEveryLossIsTold) {
-  // More with ORVIK_CIRCLE_TREES in the environment.
-  const char* const trees = std::getenv("ORVIK_CIRCLE_TREES");
-  EXPECT_EQ(FirstFault(trees == nullptr ? 10'000 : std::atoi(trees), 400, CircleFault), "");
 }
 
 }  // namespace

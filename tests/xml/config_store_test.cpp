@@ -5,9 +5,7 @@
 #include <tinyxml.h>
 
 #include "tests/files/support.h"
-#include "tests/properties/choices.h"
 #include "tests/support/without_root_rights.h"
-#include "xml/config_index.h"
 #include "xml/document_check.h"
 
 namespace orvik::test {
@@ -327,24 +325,6 @@ TEST_F(ConfigStoreTest, NamesThatMeetAreOneAndTheWriterOfASecondSpellingIsInform
   }
   EXPECT_EQ(Keys(u""), u"Key,");
   EXPECT_EQ(Int(u"KEY", u"\u00D6"), 5);
-}
-
-TEST_F(ConfigStoreTest, FoldedNamesAgreeWithTheFullComparison) {
-  const auto property = [](std::string_view bytes) -> std::string {
-    static constexpr std::string_view kBytes =
-        "aAbsSsfFil1_ \xA7\xA7\xDE\xDF\x8A\x80\xC3\xBC\x9C\xF2\xE9\x8E";
-    Choices choices(bytes);
-    std::string texts[2];
-    for (std::string& text : texts) {
-      for (auto left = choices.Below(4); left > 0; --left)
-        text += kBytes[choices.Below(kBytes.size())];
-    }
-    const char* const other = texts[1].c_str();
-    const bool is_same = CAtlStringA(texts[0]).CompareNoCase(other) == 0;
-    return HasFoldedName(other, FoldedConfigName(texts[0])) == is_same ? ""
-                                                                       : texts[0] + "|" + other;
-  };
-  EXPECT_EQ(FirstFault(20'000, 20, property), "");
 }
 
 TEST_F(ConfigStoreTest, TheIndexNoticesWhatBecomesOfElementsInHand) {

@@ -1,14 +1,12 @@
-// How a property is checked: a function reads its choices from bytes and returns the fault that it
-// finds, "" for none. Tests pass it random bytes, fuzz targets the bytes of the fuzzer.
+// Choices that a target reads from its input.
 #pragma once
 
 #include <cstddef>
 #include <cstdint>
-#include <random>
 #include <string>
 #include <string_view>
 
-namespace orvik::test {
+namespace orvik::fuzz {
 
 // Choices taken from bytes; zeros when they are used up.
 class Choices {
@@ -37,19 +35,4 @@ class Choices {
   std::string_view bytes_;
 };
 
-// The first fault of `runs` runs, each with at most `most` random bytes. Every call passes the
-// same.
-template <typename Property>
-std::string FirstFault(int runs, std::size_t most, const Property& property) {
-  std::mt19937_64 random(2026);
-  std::string fault;
-  for (int run = 0; run < runs && fault.empty(); ++run) {
-    std::string bytes(random() % (most + 1), '\0');
-    for (char& byte : bytes) byte = static_cast<char>(random());
-    fault = property(std::string_view(bytes));
-    if (!fault.empty()) fault += " (run " + std::to_string(run) + ")";
-  }
-  return fault;
-}
-
-}  // namespace orvik::test
+}  // namespace orvik::fuzz
