@@ -24,7 +24,7 @@ int Fail(const PrefStatus& status) {
 
 int main() {
   TypedPreferences settings(kDomain);
-  // What an earlier run left.
+  // Values of an earlier run go first.
   if (const PrefStatus status = settings.RemoveKey(kWindow); !status.ok()) return Fail(status);
   if (const PrefStatus status = settings.Set(kWindow, u"Title", u"Hello"); !status.ok()) {
     return Fail(status);

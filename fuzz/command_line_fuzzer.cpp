@@ -35,7 +35,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     const Positional& row = command->positionals[i];
     if (row.count == Positional::Count::kOne) Require(i < line.count());
     if (i >= line.count()) break;
-    // What the commands take for granted.
+    // The commands rely on this.
     const std::string argument = line.Argument(i);
     if (row.word == Word::kKey) Require(ParseKey(argument).has_value());
     if (row.word == Word::kName || row.word == Word::kText) Require(FromUtf8(argument).has_value());

@@ -1,4 +1,4 @@
-// What must hold for any bytes that are read as a property list.
+// The rules that hold for any bytes that are read as a property list.
 #pragma once
 
 #include <string_view>

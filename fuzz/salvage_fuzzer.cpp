@@ -1,4 +1,4 @@
-// What is salvaged of a damaged preference file is a dictionary that can be written and read.
+// The rest of a damaged preference file is a dictionary that can be written and read.
 #include <cstddef>
 #include <cstdint>
 #include <memory>

@@ -21,7 +21,7 @@ using test::Conversion;
 using test::ConversionRoutine;
 using test::Converted;
 
-// What the rules say about the bytes, by the other library.
+// The result that the other library's rules give.
 Conversion<UTF8, UTF16> ByTheRules(const std::basic_string<UTF8>& bytes) {
   Conversion<UTF8, UTF16> expected{conversionOK, 0, {}};
   const auto length = static_cast<int32_t>(bytes.size());

@@ -103,7 +103,7 @@ std::uint32_t Text::Hash() const {
   return is_wide_ ? HashOfUnits(units_) : HashOfUnits(bytes_);
 }
 
-// What a value that is not a number, boolean or date refers to: a counted block of memory. A node
+// A counted block of memory, to which a value refers that is not a number, boolean or date. A node
 // with one reference belongs to one value and may change; others are copied first.
 struct Value::Node {
   explicit Node(Type kind) : type(kind) {}

@@ -45,8 +45,8 @@ enum class MissingKeys { kMake, kFail };
 PrefStatus ApplyChange(DomainStore& store, const KeyPath& path, const CAtlString& name,
                        const plist::Value& value, MissingKeys missing);
 
-// What the readers make of a value: the table at GetPreferenceString (preferences.h). Nothing for
-// no value and for a value that is neither a string nor a number.
+// A value as the readers give it: the table at GetPreferenceString (preferences.h). Nothing for no
+// value and for a value that is neither a string nor a number.
 std::optional<CAtlString> TextOfValue(const plist::Value& value);
 std::optional<int> IntOfValue(const plist::Value& value);
 

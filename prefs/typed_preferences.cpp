@@ -38,7 +38,7 @@ auto Converted(const PreferenceReader& reader, View key_path, View name, PrefSta
   return result;
 }
 
-// What `get` gives of a value of the type.
+// The value of the type that `get` gives.
 template <class Get>
 auto OfType(Type type, Get get) {
   return [=](const PreferenceValue& value) {

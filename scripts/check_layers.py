@@ -48,7 +48,7 @@ ALLOWED = {
     "postflight": re.compile(r"$^"),
     "tools": re.compile(r"(curses|langinfo|termios)\.h$"),
 }
-# What one file includes for all others.
+# One file includes these for all others.
 ONLY_IN = {"unicode/": "text/unicode_library.h", "dlfcn.h": "text/unicode_library.cpp"}
 
 # Circles of rooms that are left: (one room, the other).

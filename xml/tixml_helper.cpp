@@ -15,7 +15,7 @@
 namespace orvik {
 namespace {
 
-// What parse(text) makes of an attribute, or the default of one that is missing.
+// The value that parse(text) gives for an attribute, or the default of one that is missing.
 template <typename Value, typename Parse>
 Value Load(const TiXmlElement* element, const CAtlStringA& name, const Value& default_value,
            const Parse& parse) {

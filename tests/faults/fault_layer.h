@@ -24,7 +24,7 @@ enum class Fault {
   kStop,         // nothing fails; the operation's progress answers that it is to stop (walk.h)
 };
 
-// What the volume under the operation is like.
+// The volume under the operation.
 enum class Volume {
   kUsual,
   kNamed,  // knows no files without a name

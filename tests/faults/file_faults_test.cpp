@@ -89,7 +89,7 @@ std::string FaultOfNames(const Snapshot& files) {
   return is_staged && files.contains("home/target") ? "leaves a second name" : "";
 }
 
-// What a killed process has written about a file before it moved it is of no file.
+// An information file belongs to no file when its process was killed before the move.
 bool IsInTrash(const std::string& path, const std::string* content) {
   return path.starts_with("home/.local/share/Trash/") && content != nullptr;
 }

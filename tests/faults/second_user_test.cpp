@@ -1,4 +1,4 @@
-// What root does with names that another user has prepared (traps), or changes meanwhile (races):
+// Root's calls on names that another user has prepared (traps), or changes meanwhile (races):
 // nothing of root's changes (docs/reliability.md).
 #include <grp.h>
 #include <signal.h>
@@ -82,7 +82,7 @@ const Writer kWriters[] = {
      }},
     {"Base64", [](Path path) { return decode64ToFile(PathOf(path), "bmV3", 4) == S_OK; }}};
 
-// What the other user has put into a folder that everyone may write.
+// The other user's entry in a folder that everyone may write.
 struct Trap {
   std::string name;
   Words entries;         // below the stage

@@ -148,7 +148,7 @@ CommandResult Run(const Surrounding& surrounding, const std::vector<std::string>
   });
 }
 
-// What is wrong with a command's answer; "" for nothing.
+// The fault of a command's answer; "" for none.
 std::string Judge(const Surrounding& surrounding, const Command& command,
                   const CommandResult& usual, const Files& usual_files, const Files& old,
                   const CommandResult& run, const Files& files) {

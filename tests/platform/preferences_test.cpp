@@ -23,7 +23,7 @@ class CFPreferencesTest : public EnvironmentTest {
     const OwnedObject value(ObjectOf(CFPreferencesCopyValue(CFSTR(key), domain_, user_, any_)));
     return value == nullptr ? "(none)" : static_cast<const NSString*>(value.get())->ToUtf8();
   }
-  // What another program saves.
+  // Another program saves this.
   static void WriteEntry(const fs::path& file, const std::string& key, const std::string& value) {
     WriteFile(file, "<plist version=\"1.0\"><dict><key>" + key + "</key><string>" + value +
                         "</string></dict></plist>");

@@ -1,4 +1,4 @@
-// What the tests of property lists share.
+// Shared by the tests of property lists.
 #pragma once
 
 #include "plist/forms.h"

@@ -114,7 +114,7 @@ TEST_F(PlistFileTest, WhatIsMadeFollowsItsFolder) {
     EXPECT_EQ(NamesIn(top_ / "shared"), std::vector<std::string>{"sub"});
   }
   if (geteuid() != 0) return;
-  // What root makes in another user's folder is that user's.
+  // A file that root makes in another user's folder is that user's.
   fs::create_directories(top_ / "home");
   ASSERT_EQ(chown((top_ / "home").c_str(), kNobody, kNobody), 0);
   EXPECT_EQ(Save(top_ / "home" / "Library" / "file.plist"), 0);

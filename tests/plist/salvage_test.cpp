@@ -1,4 +1,4 @@
-// What is saved of a damaged list, where it goes, and what is told of the rest.
+// The entries that are saved of a damaged list, their places, and the losses that are told.
 #include "plist/salvage.h"
 
 #include "tests/plist/described_lists.h"

@@ -109,7 +109,7 @@ void ExpectAllAgree(const std::u16string& units) {
   }
 }
 
-// What every kind of text is made of.
+// The pieces of every kind of text.
 const std::vector<std::vector<std::u16string>> kAlphabets = {
     {u"a"},
     {u"a", u"b", u"c", u"\xE9"},

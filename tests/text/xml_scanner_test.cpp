@@ -56,7 +56,7 @@ TEST(XmlScanner, TakesAPlainValueAtOnceAndNothingElse) {
 }
 
 TEST(XmlScanner, DecodesCharacterData) {
-  // What cannot be decoded has no text.
+  // A reference that cannot be decoded has no text.
   const std::pair<const char*, std::optional<std::u16string>> cases[] = {
       {"&lt;&gt;&amp;&quot;&apos;&#65;&#x1F600;", u"<>&\"'A\U0001F600"},
       {"a\r\nb\rc&#13;\r", u"a\nb\nc\r\n"},

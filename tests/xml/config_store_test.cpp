@@ -95,7 +95,7 @@ TEST_F(ConfigStoreTest, NothingHappensWithoutAFileOrInAnotherScope) {
                  DeleteXMLConfigValueElement(scope, u"A", u"v") ||
                  DeleteXMLSubKeyElement(scope, u"A"));
   }
-  // What was asked before the file was named does not count as an attempt to load it.
+  // A question before the file was named does not count as an attempt to load it.
   WriteFile(file_, User("<value name='v' data='4'/>"));
   EXPECT_TRUE(SetXMLConfig(1, File(file_)) && IsXMLConfigSet(1));
   EXPECT_EQ(V(), 4);

@@ -277,7 +277,7 @@ TEST(TiXmlHelperTest, RefusesWhatIsNotWellFormedOrNotSafe) {
       {"", "1:1 no element found"},
       {"<a>\n<b>\n</a>\n</b>", "3:3 mismatched tag"},
       {"<a>\u00E9\xE9</a>", "1:5 not well-formed (invalid token)"},
-      // What TinyXML would take for something else.
+      // TinyXML would take these for something else.
       {"<a>\n<b :c=''/></a>", "2:1 a name begins with a colon"},
       {"<?xml version=''?><a/>", "1:1 the XML declaration has no version"},
       {"<:a/>", "1:1 a name begins with a colon"},
