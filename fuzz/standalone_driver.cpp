@@ -1,6 +1,6 @@
 // Runs a fuzz target without a fuzzing engine: over every file of the given files and folders, then
-// over mutations of them and over random bytes. These are the same in every run and as many on every
-// machine, but end after two seconds.
+// over mutations of them and over random bytes. These are the same in every run and as many on
+// every machine, but end after two seconds.
 #include <algorithm>
 #include <chrono>
 #include <cstddef>

@@ -40,16 +40,16 @@ TREE = pathlib.Path(__file__).resolve().parent.parent
 COPY = TREE / "build" / "mutants" / "tree"
 # A folder, the test programs that own its behaviour, the quickest first, and its fuzz targets.
 TESTS = {
-    "text": (["text"], ["base64", "code_pages", "number_text", "uca_conversions"]),
+    "text": (["text"], ["transcoding", "base64", "code_pages", "number_text", "uca_conversions"]),
     "host": (["host", "faults"], ["file_names", "kernel_texts", "path_rules"]),
     "desktop": (["desktop"], ["alert"]),
     "plist": (["plist"], ["property_list_xml", "property_list_binary", "property_list_text", "value_circle"]),
-    "platform": (["platform"], []),
+    "platform": (["platform"], ["ascii_collation"]),
     "strings": (["strings"], ["string_edits", "unit_search", "unicode_conversions", "string_format"]),
     "files": (["files", "faults"], ["checksum", "path_canonicalize", "url_rules"]),
     "streams": (["streams"], ["stream", "compress"]),
     "prefs": (["prefs", "faults"], ["preference_file", "lock_record"]),
-    "xml": (["xml"], ["xml_writer", "xml_reader", "config_file", "config_index", "config_names"]),
+    "xml": (["xml"], ["xml_writer", "xml_reader", "config_file", "config_index", "config_names", "document_check"]),
     "postflight": (["postflight"], ["installer_args", "login_items"]),
     "tools": (["tools"], ["json_form", "command_line"]),
 }

@@ -5,7 +5,6 @@
 #include <tinyxml.h>
 
 #include "tests/files/support.h"
-#include "xml/document_check.h"
 #include "xml/element_reader.h"
 #include "xml/tixml_helper.h"
 
@@ -319,70 +318,6 @@ TEST_F(TiXmlHelperFileTest, LoadsFilesWithTheirWhiteSpace) {
   WriteFile(file, std::string("<a></a>\0<b/>", 12));
   EXPECT_EQ(load(file), E_INVALIDARG);
   EXPECT_STREQ(error.reason.GetString(), "the file holds a NUL byte");
-}
-
-std::string ShapeOf(const TiXmlElement* first) {
-  std::string shape;
-  for (const TiXmlElement* child = first; child != nullptr; child = child->NextSiblingElement()) {
-    shape += "(" + ShapeOf(child->FirstChildElement()) + ")";
-  }
-  return shape;
-}
-
-// A well-formed document at random, with all that could hide markup from one of two parsers or show
-// it to one only.
-struct RandomDocument {
-  explicit RandomDocument(unsigned seed) : random(seed) {
-    text = std::string(Pick({"", "<?xml version='1.0' encoding=\"UTF-8\"?>",
-                             "\xEF\xBB\xBF<?xml version=\"1.0\" ?>"})) +
-           Pick({"", "<!DOCTYPE a>", "<!DOCTYPE a SYSTEM '<b><b>'>",
-                 "<!DOCTYPE a [<!ENTITY x \"<b><b>\">]>", "<!DOCTYPE a PUBLIC 'x' \"'/><b>\">"});
-    AddElement(1);
-  }
-  const char* Pick(std::initializer_list<const char*> pieces) {
-    return pieces.begin()[random() % pieces.size()];
-  }
-  void AddElement(int depth) {
-    const std::string name = Pick({"a", "_b", "\xC3\xA9\xC2\xB7", "a:b.c-1", "xml"});
-    const bool is_empty = random() % 4 == 0;
-    shape += "(";
-    text += "<" + name +
-            Pick({"", " c='>'", "\tc = \"'/>\" d=''", " c='&lt;b>'", " c=']]>'",
-                  "\r\nxml='\xF0\x9F\x98\x80'"}) +
-            (is_empty ? "/>" : ">");
-    for (unsigned n = is_empty ? 0 : random() % 5; n > 0; --n) {
-      if (depth < 6 && random() % 2 == 0) {
-        AddElement(depth + 1);
-      } else {
-        text += Pick({"x", "&#60;b>", "<![CDATA[<b></a>]]]]>", "<!-- <b> ->> -->", "<?p <b ?>",
-                      "<?p ><b><b>?>", "<?xmlp version='1' <b ?>", "<!---->", "<![CDATA[]]>",
-                      "<?xml-p c='>'<b>?>", "\n \xEF\xBB\xBF", "&quot;&apos;&amp;"});
-      }
-    }
-    shape += ")";
-    if (!is_empty) text += "</" + name + " >";
-  }
-
-  std::mt19937 random;
-  std::string text, shape;
-};
-
-TEST(DocumentCheckTest, TheParserFindsTheElementsThatXmlHas) {
-  int taken = 0;
-  for (unsigned seed = 0; seed < 4000; ++seed) {
-    const RandomDocument document(seed);
-    XMLDocumentError error;
-    if (!CheckDocument(document.text.c_str(), &error)) {
-      ASSERT_TRUE(error.reason.Contains("hold")) << error.reason.GetString() << document.text;
-      continue;
-    }
-    ++taken;
-    TiXmlDocument parsed;
-    parsed.Parse(document.text.c_str(), nullptr, TIXML_ENCODING_UTF8);
-    ASSERT_FALSE(parsed.Error()) << parsed.ErrorDesc() << " in " << document.text;
-    ASSERT_EQ(ShapeOf(parsed.FirstChildElement()), document.shape) << document.text;
-  }
-  EXPECT_TRUE(taken > 1000 && taken < 3000) << taken;
 }
 
 }  // namespace
