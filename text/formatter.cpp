@@ -266,11 +266,9 @@ class Formatter {
                                static_cast<char16_t>(letter));
     } else if (is_text && argument->pointer != nullptr &&
                (letter == Unit{'s'} || letter == Unit{'S'})) {
-      is_put =
-          argument->type == FormatType::kWide
-              ? out_.Append({static_cast<const char16_t*>(argument->pointer), argument->length})
-              : out_.AppendMacRoman(
-                    {static_cast<const char*>(argument->pointer), argument->length});
+      is_put = argument->type == FormatType::kWide
+                   ? out_.Append(TextOf<char16_t>(FormatSpec(), *argument))
+                   : out_.AppendMacRoman(TextOf<char>(FormatSpec(), *argument));
     } else {
       return Quick::kOther;
     }

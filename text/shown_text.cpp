@@ -7,10 +7,10 @@ namespace orvik {
 
 namespace {
 
-// Whether the lines and the order of text are changed by a character of three bytes or less.
-bool ChangesText(char32_t point) {
-  return (point >= 0x80 && point < 0xA0) || point == 0x61C || point == 0x200E || point == 0x200F ||
-         (point >= 0x2028 && point <= 0x202E) || (point >= 0x2066 && point <= 0x2069);
+// Whether it moves the cursor, or changes the lines or the order of text.
+bool IsControl(char16_t unit) {
+  return unit < 0x20 || (unit >= 0x7F && unit < 0xA0) || unit == 0x2028 || unit == 0x2029 ||
+         ControlsDirection(unit);
 }
 
 }  // namespace
@@ -22,10 +22,6 @@ std::optional<ControlCharacter> ControlAt(std::string_view utf8, std::size_t at)
   };
   const char32_t first = byte(at);
   ControlCharacter found = {first, 1};
-  if (first < 0x80) {
-    if (first >= 0x20 && first != 0x7F) return std::nullopt;
-    return found;
-  }
   const auto continues = [&](std::size_t index) {
     return index < utf8.size() && IsContinuation(utf8[index]);
   };
@@ -33,10 +29,10 @@ std::optional<ControlCharacter> ControlAt(std::string_view utf8, std::size_t at)
     found = {((first & 0x1F) << 6) | (byte(at + 1) & 0x3F), 2};
   } else if (first == 0xE2 && continues(at + 1) && continues(at + 2)) {
     found = {0x2000 | ((byte(at + 1) & 0x3F) << 6) | (byte(at + 2) & 0x3F), 3};
-  } else {
+  } else if (first >= 0x80) {
     return std::nullopt;
   }
-  if (!ChangesText(found.point)) return std::nullopt;
+  if (!IsControl(static_cast<char16_t>(found.point))) return std::nullopt;
   return found;
 }
 
@@ -77,10 +73,6 @@ bool HasRightToLeft(std::u16string_view text) {
   return false;
 }
 
-bool IsControl(char16_t unit) {
-  return unit < 0x20 || (unit >= 0x7F && unit < 0xA0) || unit == 0x2028 || unit == 0x2029;
-}
-
 std::u16string NumberOf(char16_t unit) {
   constexpr char16_t kDigits[] = u"0123456789ABCDEF";
   std::u16string text = u"[U+";
@@ -95,7 +87,7 @@ std::u16string NameForSentence(std::u16string_view name, std::u16string_view sen
   constexpr char16_t kPopDirectionalIsolate = 0x2069;
   std::u16string shown;
   for (const char16_t unit : name) {
-    if (IsControl(unit) || ControlsDirection(unit)) {
+    if (IsControl(unit)) {
       shown += NumberOf(unit);
     } else {
       shown += unit;

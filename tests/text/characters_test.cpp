@@ -48,6 +48,8 @@ constexpr char32_t kXml[] = {9, 11, 13, 14, 0x20, 0xD800, 0xE000, 0xFFFE, 0x1000
 constexpr char32_t kSpace[] = {9,      14,     32,     33,     0x85,   0x86,   0xA0,
                                0xA1,   0x1680, 0x1681, 0x2000, 0x200B, 0x2028, 0x202A,
                                0x202F, 0x2030, 0x205F, 0x2060, 0x3000, 0x3001};
+constexpr char32_t kControl[] = {0,      0x20,   0x7F,   0xA0,   0x61C,  0x61D,
+                                 0x200E, 0x2010, 0x2028, 0x202F, 0x2066, 0x206A};
 
 TEST(Characters, Classes) {
   const auto is_in = [](const auto& ends, char32_t character) {
@@ -56,7 +58,23 @@ TEST(Characters, Classes) {
   for (char32_t character = 0; character <= kLastCharacter + 1; ++character) {
     ASSERT_EQ(IsXmlCharacter(character), is_in(kXml, character)) << std::uint32_t{character};
     ASSERT_EQ(IsWhiteSpace(character), is_in(kSpace, character)) << std::uint32_t{character};
+    if (!IsCharacter(character)) continue;
+    std::string utf8;
+    AppendCharacter(utf8, character);
+    const std::optional<ControlCharacter> control = ControlAt(utf8, 0);
+    ASSERT_EQ(control.has_value(), is_in(kControl, character)) << std::uint32_t{character};
+    if (!control) continue;
+    ASSERT_EQ(control->point, character);
+    ASSERT_EQ(control->length, utf8.size());
+    ASSERT_EQ(ControlAt("x" + utf8, 1)->point, character);
+    const auto unit = static_cast<char16_t>(character);
+    ASSERT_TRUE(NameForSentence({&unit, 1}, u"").starts_with(u"[U+"));
   }
+  for (const char* cut : {"\xC2", "\xC2x", "\xE2\x80", "\xE2\x80x", "\x80", "\xC1\x80"}) {
+    EXPECT_FALSE(ControlAt(cut, 0)) << cut;
+  }
+  EXPECT_EQ(Escaped("a\\\n\t\r\x1B\x7F\u0085\u061C\u202E\u00E9"),
+            "a\\\\\\n\\t\\r\\x1b\\x7f\\x85\\u061c\\u202e\u00E9");
 }
 
 TEST(CaseMapping, FollowsTheLocale) {
@@ -68,25 +86,31 @@ TEST(CaseMapping, FollowsTheLocale) {
       {"lt", u"I\x300", u"I\x300", u"i\x307\x300"},
       {"lt", u"iJ", u"IJ", u"ij"},
       {"", u"\xD83D\xD801\xDC00", u"\xD83D\xD801\xDC00", u"\xD83D\xD801\xDC28"},
-      {"", u"\xFB03", u"FFI", u"\xFB03"}};
+      {"", u"\xFB03\xFB03\xFB03\xFB03\xFB03\xFB03\xFB03", u"FFIFFIFFIFFIFFIFFIFFI",
+       u"\xFB03\xFB03\xFB03\xFB03\xFB03\xFB03\xFB03"}};
   for (const auto& [locale, text, upper, lower] : cases) {
     EXPECT_EQ(ToUpper(text, locale), upper) << locale;
     EXPECT_EQ(ToLower(text, locale), lower) << locale;
   }
+  for (char16_t unit = 0; unit < 0x80; ++unit) {
+    EXPECT_EQ(ToUpper({&unit, 1}, "")[0], toupper(unit));
+    EXPECT_EQ(ToLower({&unit, 1}, "")[0], tolower(unit));
+  }
 }
 
 TEST(CaseMapping, ComparesFoldedInAnyLengths) {
-  EXPECT_EQ(CompareFolded(u"", u""), 0);
-  EXPECT_EQ(CompareFolded(u"ABC", u"abcd"), -1);
-  EXPECT_EQ(CompareFolded(u"ss", u"\x1E9E"), 0);
-  EXPECT_EQ(CompareFolded(u"k", u"\x212A"), 0);
-  EXPECT_EQ(CompareFolded(u"\x130", u"i\x307"), 0);
-  EXPECT_EQ(CompareFolded(u"a\xE9", u"A"), 1);
-  EXPECT_EQ(CompareFolded(u"A", u"a\xE9"), -1);
+  const std::tuple<const char16_t*, const char16_t*, int> cases[] = {
+      {u"", u"", 0},        {u"ABC", u"abcd", -1},    {u"ss", u"\x1E9E", 0},
+      {u"k", u"\x212A", 0}, {u"\x130", u"i\x307", 0}, {u"A", u"a\xE9", -1},
+      {u"aB", u"Aaz", 1},   {u"\xE9", u"\xEA", -1},   {u"a\x80", u"A\x7F", 1}};
+  for (const auto& [a, b, order] : cases) {
+    EXPECT_EQ(CompareFolded(a, b), order);
+    EXPECT_EQ(CompareFolded(b, a), -order);
+  }
 }
 
 TEST(CaseMapping, FoldsByTheLanguage) {
-  for (const char* locale : {"tr", "tr_TR", "az_Latn_AZ", "tur"}) {
+  for (const char* locale : {"tr", "tr_TR", "az-Latn", "tur@x", "aze"}) {
     EXPECT_EQ(FoldCase(u"I\x130i", locale), u"\x131ii") << locale;
   }
   for (const char* locale : {"", "de_DE", "trv"}) {
@@ -104,6 +128,20 @@ TEST_F(UserLocale, IsTheFirstThatIsSet) {
     setenv(name, value, 1);
     EXPECT_EQ(CurrentLocaleIdentifier(LocaleCategory::kCharacters), current) << name << value;
   }
+  // Wherever it stands in the environment, and whatever stands there besides.
+  char other[] = "LANGUAGE=x", empty[] = "LC_ALL=", languages[2][8] = {"LANG=de", "LANG=fr"};
+  char** const old = environ;
+  for (std::size_t place = 0; place < 6; ++place) {
+    for (int round = 0; round < 4; ++round) {
+      std::vector<char*> entries = {other, empty, other, empty, other, nullptr};
+      entries.insert(entries.begin() + static_cast<long>(place), languages[round % 2]);
+      if (round == 2) entries.erase(entries.end() - 2);
+      environ = entries.data();
+      const std::string found = CurrentLocaleIdentifier(LocaleCategory::kTime);
+      environ = old;
+      EXPECT_EQ(found, round == 2 && place == 5 ? "" : languages[round % 2] + 5) << place;
+    }
+  }
 }
 
 using Spellings = std::set<std::u16string>;
@@ -113,6 +151,9 @@ TEST(Spelling, VisitsEveryOtherSpellingUpToALimit) {
     Spellings found;
     EXPECT_EQ(VisitOtherSpellings(text, 8, [&](auto other) { found.emplace(other); }), is_all);
     EXPECT_EQ(HasOneSpelling(text), found.empty());
+    const auto count = static_cast<int>(found.size());
+    EXPECT_EQ(VisitOtherSpellings(text, count, [](auto) {}), is_all);
+    EXPECT_TRUE(found.empty() || !VisitOtherSpellings(text, count - 1, [](auto) {}));
     return found;
   };
   for (const char16_t* text : {u"", u"plain.txt", u"\u6587\u4EF6", u"\u0444\u043E\u0442\u043E",
@@ -144,9 +185,7 @@ TEST(Direction, ANameCannotTurnItsSentenceRound) {
     std::u16string name, sentence, shown;
   } cases[] = {{u"/a/photo.png", u"Delete \"%s\"?", u"/a/photo.png"},
                {u"\u00E9\u4E2D\U0001F600", u"", u"\u00E9\u4E2D\U0001F600"},
-               {u"photo\u202Egnp.exe", u"", u"photo[U+202E]gnp.exe"},
-               {u"a\u2067b\u2069\u200Fc\u061C", u"", u"a[U+2067]b[U+2069][U+200F]c[U+061C]"},
-               {u"a\nb\u0085c\u2028\x7F", u"", u"a[U+000A]b[U+0085]c[U+2028][U+007F]"},
+               {u"photo\u202Egnp.exe\n", u"", u"photo[U+202E]gnp.exe[U+000A]"},
                {u"\u05D0.txt", u"Delete?", u"\u2068\u05D0.txt\u2069"},
                {u"a.txt", u"\u0645\u062D\u0648", u"\u2068a.txt\u2069"},
                {u"\U0001E900", u"", u"\u2068\U0001E900\u2069"},

@@ -77,6 +77,7 @@ TEST(CodePageCodec, EveryByteOfEverySingleBytePage) {
     const std::string oracle = OracleName(page);
     const auto found = kDiffering.find(page);
     const std::string_view differing = found == kDiffering.end() ? "" : found->second;
+    std::map<std::u16string, std::string> first_bytes;
     for (int value = 0; value < 256; ++value) {
       const std::string byte(1, static_cast<char>(value));
       const std::optional<std::u16string> text = DecodeText(page, byte);
@@ -92,8 +93,8 @@ TEST(CodePageCodec, EveryByteOfEverySingleBytePage) {
         EXPECT_TRUE(unit == value || unit == 0x1A || (unit >= 0xF8C1 && unit <= 0xF8C8))
             << page << " at " << value;
       }
-      if (text) {
-        EXPECT_EQ(DecodeText(page, Encoded(page, *text)), text) << page;
+      if (text) {  // the first of several bytes for a character
+        EXPECT_EQ(Encoded(page, *text), first_bytes.emplace(*text, byte).first->second) << page;
       }
     }
   }
@@ -183,6 +184,10 @@ TEST(Base64Fault, NamesTheFirstWrongCharacter) {
                                                         {"AAA A", 3}, {"A===", 1}};
   for (const auto& [text, place] : kCases) EXPECT_EQ(Base64Fault(text), place) << text;
   for (const char* text : {"", "AA==", "AAA=", "+/+/"}) EXPECT_EQ(Base64Fault(text), std::nullopt);
+}
+
+TEST(PercentEncoding, KeepsLettersDigitsAndWhatIsAsked) {
+  EXPECT_EQ(PercentEncoded("/09:@AZ[`az{-_\xFF", "-"), "%2F09%3A%40AZ%5B%60az%7B-%5F%FF");
 }
 
 }  // namespace

@@ -24,9 +24,33 @@ std::optional<std::u16string> Formatted(FormatStyle style, const char16_t* forma
   return std::u16string(buffer.units());
 }
 
+template <class Value>
+FormatArgument Typed(const Value& value) {
+  using enum FormatType;
+  if constexpr (std::is_same_v<Value, double>) {
+    return FormatArgument::Real(value);
+  } else if constexpr (std::is_integral_v<Value>) {
+    const bool is_long = std::is_same_v<Value, long>;
+    const FormatType type = std::is_same_v<Value, int> ? kInt : is_long ? kLong : kLongLong;
+    return FormatArgument::Integer(type, value);
+  } else if constexpr (std::is_same_v<Value, long double>) {
+    return FormatArgument::Pointer(kLongReal, &value);
+  } else {
+    const bool is_wide = std::is_same_v<Value, const char16_t*>;
+    const FormatType type = is_wide ? kWide : std::is_same_v<Value, void*> ? kPointer : kNarrow;
+    return FormatArgument::Pointer(type, value, FormatArgument::kTerminated);
+  }
+}
+
+// The same from a list of C and from arguments with their types.
 template <class... Arguments>
 std::optional<std::u16string> Plain(const char16_t* format, Arguments... arguments) {
-  return Formatted(FormatStyle::kPlain, format, arguments...);
+  const auto result = Formatted(FormatStyle::kPlain, format, arguments...);
+  const FormatArgument typed[] = {Typed(arguments)..., Typed(0)};
+  FormatBuffer buffer;
+  const bool done = FormatUnits(buffer, format, std::span(typed, sizeof...(arguments)), Describe);
+  EXPECT_EQ(done ? std::optional<std::u16string>(buffer.units()) : std::nullopt, result);
+  return result;
 }
 
 std::u16string Wide(const std::string& text) {
@@ -59,6 +83,7 @@ TEST(Formatter, IntegersAsPrintf) {
   for (const long long value : {0LL, LLONG_MAX, LLONG_MIN, -7LL}) {
     for (const char* conversion : {"lld", "llX", "jd", "jo"}) ExpectAsPrintf(conversion, value);
   }
+  EXPECT_EQ(Plain(u"%D %U %O %#O", -1, -1, 8, 8), u"-1 4294967295 10 010");
 }
 
 TEST(Formatter, RealsAsPrintf) {
@@ -83,6 +108,7 @@ TEST(Formatter, NumbersDoNotFollowTheLocaleOfLibc) {
 TEST(Formatter, TextsOfEveryKind) {
   EXPECT_EQ(Plain(u"%s|%S|%@", "a\x8E", u"b\x20AC", u"c"), u"a\xE9|b\x20AC|c");
   EXPECT_EQ(Plain(u"%hs %ls %hS", "a", u"b", "c"), u"a b c");
+  EXPECT_EQ(Plain(u"%s", "from sixteen bytes on \x8E"), u"from sixteen bytes on \xE9");
   EXPECT_EQ(Plain(u"%c%C%lc", 0x8E, 0x20AC, 0x4E2D), u"\xE9\x20AC\x4E2D");
   EXPECT_EQ(Plain(u"%5s|%-5S|%.2s|%.1S|%4.1@", "ab", u"cd", "efg", u"hi", u"xyz"),
             u"   ab|cd   |ef|h|   x");
@@ -102,10 +128,11 @@ TEST(Formatter, WidthAndPrecisionFromArguments) {
 
 TEST(Formatter, RefusesFormats) {
   for (const char16_t* format :
-       {u"%2$d", u"%1$d %d", u"%d %1$d", u"%1$d %1$f", u"%99999$d", u"%99999999999d",
-        u"%.99999999999d", u"%2147483647d", u"%.2147483647d"}) {
+       {u"%1$d %d", u"%d %1$d", u"%1$d %1$f", u"%99999$d", u"%99999999999d", u"%.99999999999d",
+        u"%2147483647d", u"%.2147483647d"}) {
     EXPECT_EQ(Plain(format, 1, 2), std::nullopt);
   }
+  EXPECT_EQ(Formatted(FormatStyle::kPlain, u"%2$d", 1, 2), std::nullopt);
   EXPECT_EQ(Plain(u"[%*d]", INT_MIN, 1), std::nullopt);
   EXPECT_EQ(Plain(u"%.2147483647f", 1.0), std::nullopt);
 }
@@ -129,6 +156,7 @@ TEST(Formatter, TheReplacementOfSmallStrings) {
 TEST(Formatter, PrecisionsBeyondAnyNumber) {
   EXPECT_EQ(Plain(u"%3000d", 1)->size(), 3000u);
   EXPECT_EQ(Plain(u"%f", 1e300)->size(), 308u);
+  EXPECT_EQ(Plain(u"%.126f", 1.0), u"1." + std::u16string(126, u'0'));
   EXPECT_EQ(Plain(u"%-30010.30000f|", 0.0)->size(), 30011u);
   const std::u16string zeros(30000, u'0');
   EXPECT_EQ(Plain(u"%.30000e", -2.0), u"-2." + zeros + u"e+00");

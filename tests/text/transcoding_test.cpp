@@ -23,13 +23,25 @@ TEST(Transcoding, EndsAndFaultsOfTheLastCharacter) {
   }
 }
 
-TEST(Transcoding, UnitsOrEverything) {
+TEST(Transcoding, OneUnitAmongOthers) {
   EXPECT_EQ(OrOfUnits(u""), 0);
-  for (std::size_t size = 1; size < 40; ++size) {
+  for (std::size_t size = 1; size < 70; ++size) {
     for (std::size_t place = 0; place < size; ++place) {
-      std::u16string text(size, u'a');
-      text[place] = u'\x1234';
-      EXPECT_EQ(OrOfUnits(text), size == 1 ? 0x1234 : u'a' | 0x1234) << size << " " << place;
+      SCOPED_TRACE(testing::Message() << place << " of " << size);
+      std::vector<char16_t> units(size, u'a');
+      units[place] = u'\x1234';
+      const std::u16string_view text(units.data(), size);
+      EXPECT_EQ(OrOfUnits(text), size == 1 ? 0x1234 : u'a' | 0x1234);
+      EXPECT_EQ(AsciiPrefix(text), place);
+      std::vector<char> bytes(size);
+      NarrowLatin1(units.data(), bytes.data(), size);
+      EXPECT_EQ(bytes[place], '?');
+      units[place] = 0xFF;
+      NarrowLatin1(units.data(), bytes.data(), size);
+      EXPECT_EQ(AsciiPrefix(std::string_view(bytes.data(), size)), place);
+      std::vector<char16_t> back(size);
+      WidenLatin1(bytes.data(), back.data(), size);
+      EXPECT_EQ(back, units);
     }
   }
 }

@@ -32,13 +32,22 @@ TEST(XmlScanner, FindsTagsAndPassesOverTheRest) {
        "<!DOCTYPE a [<!ENTITY b ']>'> <!-- ' ]> --> <?c ' ?>] >[a/]"},
       {"<a><!-- <b> --><?c <d> ?><![CDATA[</a>]]></a>",
        "[a]<!-- <b> --><?c <d> ?><![CDATA[</a>]]>[/a]"},
-      {"a<", "!1"},
       {"<a><!DOCTYPE b></a>", "[a]!3"},
       {"<a><![CDATA[ ]></a>", "[a]!3"}};
   for (const auto& [text, scanned] : cases) EXPECT_EQ(Scanned(text), scanned) << text;
-  for (const char* text : {"<a", "<a x>", "<a x=y>", "<a x='<'>", "<a x='1'y='2'>", "</a/>",
-                           "</a b='c'>", "<>", "<!-- ", "<!DOCTYPE a [", "<!b>"}) {
+  for (const char* text : {"<a x>", "<a x=y>", "<a x='<'>", "<a x='1'y='2'>", "</a/>", "<a / >",
+                           "</a b='c'>", "<>", "<!b>"}) {
     EXPECT_EQ(Scanned(text), "!0") << text;
+  }
+  // Cut anywhere.
+  for (const std::string_view whole :
+       {"<a x = \"'\" y='>' >", "<a x='1' />", "</a >", "<?c ' ?>", "<!-- \" -->", "<![CDATA[ ]]>",
+        "<!DOCTYPE a 'b>' [ <!-- ] --> <?c ] ?> \"]\" > ] >"}) {
+    EXPECT_FALSE(Scanned(whole).starts_with('!')) << whole;
+    for (std::size_t size = 1; size < whole.size(); ++size) {
+      const std::vector<char> cut(whole.begin(), whole.begin() + static_cast<long>(size));
+      EXPECT_EQ(Scanned({cut.data(), size}), "!0") << whole.substr(0, size);
+    }
   }
 }
 
@@ -61,7 +70,7 @@ TEST(XmlScanner, DecodesCharacterData) {
       {"&lt;&gt;&amp;&quot;&apos;&#65;&#x1F600;", u"<>&\"'A\U0001F600"},
       {"a\r\nb\rc&#13;\r", u"a\nb\nc\r\n"},
       {"<![CDATA[&lt;\r\n]]>&lt;<!-- & --><?x & ?>\u00E9", u"&lt;\n<\u00E9"},
-      {"&#xD800;", u"\xD800"},
+      {"&#xD800;&#9;&#x10FFFF;", u"\xD800\t\U0010FFFF"},
       {"&nbsp;", std::nullopt},
       {"a & b", std::nullopt},
       {"&#x110000;", std::nullopt},
@@ -78,7 +87,7 @@ TEST(XmlScanner, DecodesCharacterData) {
   EXPECT_TRUE(IsBlankXml(" \n<!-- x --><![CDATA[ ]]><!DOCTYPE a>\t"));
   EXPECT_FALSE(IsBlankXml(" <![CDATA[x]]>"));
   EXPECT_EQ(XmlAttribute(" a='1' bc = \"2\"", "bc"), "2");
-  EXPECT_EQ(XmlAttribute(" a='bc=\"3\"'", "bc"), "");
+  EXPECT_EQ(XmlAttribute(" a='bc=\"3\"' ", "bc"), "");
 }
 
 TEST(PlaceInText, CountsLinesAndCharacters) {
