@@ -7,6 +7,7 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <cstdint>
 #include <optional>
 #include <string_view>
 #include <utility>
@@ -239,10 +240,14 @@ class Remover {
   std::vector<Level> levels_;
 };
 
-void Expect(const std::string& path, Monitor* monitor) {
-  if (monitor == nullptr || !monitor->WantsTotals()) return;
-  const TreeSize size = SizeOfTree(OpenPath(path, kOpenFolder), monitor);
-  monitor->Expect(size.folders + size.others, 0);
+// Tells the monitor how many entries are below the path, and `own` more. A file need not be
+// counted first.
+void Expect(const std::string& path, std::uint64_t own, Monitor* monitor) {
+  if (monitor == nullptr) return;
+  Descriptor folder = OpenPath(path, kOpenFolder);
+  if (folder && !monitor->WantsTotals()) return;
+  const TreeSize size = SizeOfTree(std::move(folder), monitor);
+  monitor->Expect(size.folders + size.others + own, 0);
 }
 
 }  // namespace
@@ -273,7 +278,7 @@ int EmptyFolder(const std::string& path, Obstacles obstacles, TreeOutcome* repor
   if (!folder) {
     report->AddFailure({}, at.error() != 0 ? at.error() : errno);
   } else {
-    Expect(path, monitor);
+    Expect(path, 0, monitor);
     Remover(obstacles, report, monitor).Empty(std::move(folder), taken);
   }
   return report->error();
@@ -320,7 +325,7 @@ int RemoveTree(const std::string& path, Obstacles obstacles, TreeOutcome* report
                Monitor* monitor) {
   const AtPath at(path);
   if (at.error() == 0) {
-    Expect(path, monitor);
+    Expect(path, 1, monitor);
     return RemoveTree(at.folder(), at.name(), obstacles, report, monitor);
   }
   if (report != nullptr) report->AddFailure({}, at.error());

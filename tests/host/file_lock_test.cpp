@@ -79,6 +79,19 @@ TEST_F(FolderLockTest, AForkedChildNeitherHoldsTheLockNorKeepsItFromOthers) {
   EXPECT_EQ(ErrorElsewhere(folder_), 0);
 }
 
+TEST_F(FolderLockTest, TheContentIsLockedForOneOpenFile) {
+  WriteFile(folder_ / "file", "x");
+  const auto open_file = [this] {
+    return Descriptor(open((folder_ / "file").c_str(), O_RDWR | O_CLOEXEC));
+  };
+  Descriptor first = open_file();
+  const Descriptor second = open_file();
+  EXPECT_EQ(LockContent(first.get(), 0), 0);
+  EXPECT_EQ(LockContent(second.get(), 20), EWOULDBLOCK);
+  first = {};
+  EXPECT_EQ(LockContent(second.get(), 0), 0);
+}
+
 TEST_F(FolderLockTest, WhereNothingIsKeptNothingIsLeft) {
   const Descriptor opened(open(folder_.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
   struct stat attributes;

@@ -5,6 +5,7 @@
 #include <sys/xattr.h>
 
 #include "host/descriptor.h"
+#include "host/file_properties.h"
 #include "host/move_file.h"
 #include "host/paths.h"
 #include "host/replace_file.h"
@@ -97,6 +98,50 @@ TEST_F(NodeCopyTest, KeepsAttributesModeTimesAndLock) {
   EXPECT_EQ(IsLocked(target), is_locked);
   EXPECT_TRUE(!is_locked || Copy("other", "target", kReplacing) != 0);
   EXPECT_EQ(ReadFile(target), "data");
+}
+
+// By default the earlier of birth and modification; a copy, which is born later, keeps it.
+TEST_F(NodeCopyTest, KeepsTheCreationDate) {
+  WriteFile(top_ / "source", "x");
+  if (!HasUserAttributes(top_ / "source")) GTEST_SKIP() << "no user attributes here";
+  const auto date = [this](const char* name) {
+    const Descriptor file(open((top_ / name).c_str(), O_RDONLY | O_CLOEXEC));
+    struct statx info;
+    EXPECT_EQ(StatAll(file.get(), "", AT_EMPTY_PATH, &info), 0);
+    const timespec found = CreationDate(file.get(), info);
+    return std::pair(found.tv_sec, found.tv_nsec);
+  };
+  const auto born = date("source");
+  const std::time_t later = born.first + 1000, first = 1'000'000'000;
+  for (const std::time_t modified : {later, first}) {
+    const timespec times[2] = {{modified, 5}, {modified, 999'999'999}};
+    utimensat(AT_FDCWD, (top_ / "source").c_str(), times, 0);
+    const auto expected = modified == first ? std::pair(first, 999'999'999l) : born;
+    EXPECT_EQ(date("source"), expected);
+    for (const auto& [from, to] : {std::pair("source", "copy"), {"copy", "again"}}) {
+      ASSERT_EQ(Copy(from, to, kReplacing), 0);
+      EXPECT_EQ(date(to).first, expected.first) << to;
+      EXPECT_NEAR(static_cast<double>(date(to).second), static_cast<double>(expected.second),
+                  1e9 / 65536);
+    }
+    EXPECT_EQ(date("again"), date("copy"));
+  }
+  // A date of 1904 in a record of version 1, and in one that is not known.
+  for (const char version : {'\1', '\2'}) {
+    std::string record = {version, '\2'};
+    record.resize(64, '\0');
+    const std::string copy = At("copy");
+    ASSERT_EQ(setxattr(copy.c_str(), "user.orvik.catalog", record.data(), record.size(), 0), 0);
+    EXPECT_EQ(date("copy").first, version == '\1' ? -2'082'844'800 : first);
+  }
+}
+
+// Of a pseudo file the size is not known.
+TEST_F(NodeCopyTest, CopiesWhatHasNoSize) {
+  const std::string version = "/proc/version";
+  EXPECT_EQ(CopyNode(version, At("version"), {}), 0);
+  EXPECT_EQ(ReadFile(At("version")), ReadFile(version));
+  EXPECT_NE(ReadFile(version), "");
 }
 
 TEST_F(NodeCopyTest, HolesStayHoles) {

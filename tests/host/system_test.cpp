@@ -1,8 +1,10 @@
 // The machine's folders, names on disk, texts of the kernel, and watches.
 #include "host/system.h"
 #include "host/file_names.h"
+#include "host/file_place.h"
 #include "host/file_watch.h"
 #include "host/paths.h"
+#include "host/private_files.h"
 #include "host/proc.h"
 #include "host/trust.h"
 #include "tests/support/file_trees.h"
@@ -64,6 +66,92 @@ TEST(KernelTexts, AreReadWhateverNamesTheyHold) {
 TEST(KernelTexts, FindAFieldOfAStatus) {
   EXPECT_EQ(StatusFieldIn("Name:\tTgid:\nTgid:\t77\nPid:\t78\n", "Tgid"), "77");
   EXPECT_EQ(StatusFieldIn("Name:\ta\nTgid 77\n", "Tgid"), "");
+}
+
+TEST(Processes, AreDescribedWhileTheyRun) {
+  const auto now = std::chrono::system_clock::now().time_since_epoch();
+  OtherProcess other;
+  for (const pid_t pid : {getpid(), other.pid()}) {
+    EXPECT_EQ(ProgramNameOf(pid), fs::read_symlink("/proc/self/exe").filename());
+    const auto owner = FindProcessOwner(pid);
+    ASSERT_TRUE(owner);
+    EXPECT_EQ(owner->user, FindUser(geteuid())->name);
+    EXPECT_LE(std::abs(owner->since - std::time(nullptr)), 3600);
+  }
+  const std::int64_t start = StartTime(other.pid()).value_or(0);
+  EXPECT_LT(std::abs(start - std::chrono::nanoseconds(now).count()), 2'000'000'000);
+  other.Kill();  // a zombie
+  EXPECT_EQ(StartTicks(other.pid()), std::nullopt);
+  for (const pid_t pid : {-1, 0}) EXPECT_FALSE(StartTicks(pid) || FindProcessOwner(pid));
+  EXPECT_EQ(ProgramNameOf(-1), "");
+  const auto run = RunChild([] {
+    const char* const arguments[] = {"program", "one", ""};
+    SetProgramArguments(3, arguments);
+    return ProgramArguments() == std::vector<std::string>{"one", ""} ? 0 : 1;
+  });
+  EXPECT_EQ(run.status, 0);
+}
+
+using PrivateFileTest = EnvironmentTest;
+
+TEST_F(PrivateFileTest, AreTheCallersAloneAndWhole) {
+  std::string path, content;
+  const Descriptor made = MakePrivateFolder(At("new-"), &path);
+  ASSERT_TRUE(made);
+  EXPECT_TRUE(path.starts_with(At("new-").string()));
+  EXPECT_EQ(ModeOf(path), 0700u);
+  EXPECT_FALSE(MakePrivateFolder(At("none/new-"), &path));
+  const char* const names[] = {"a", "b"};
+  const std::string base = top_.string();
+  EXPECT_FALSE(OpenPrivateFolder(base, names, false));
+  EXPECT_EQ(errno, ENOENT);
+  for (int time = 0; time < 2; ++time) EXPECT_TRUE(OpenPrivateFolder(base, names, true));
+  EXPECT_EQ(ModeOf(top_ / "a") | ModeOf(top_ / "a/b"), 0700u);
+  for (const auto& [mode, opens] : {std::pair(0710, false), {0701, false}, {0700, true}}) {
+    chmod(At("a/b").c_str(), static_cast<mode_t>(mode));
+    EXPECT_EQ(static_cast<bool>(OpenPrivateFolder(base, names, false)), opens) << mode;
+  }
+  fs::rename(top_ / "a/b", top_ / "a/c");
+  fs::create_symlink("c", top_ / "a/b");
+  EXPECT_FALSE(OpenPrivateFolder(base, names, true));
+  fs::create_symlink("a", top_ / "link");
+  const char* const through_link[] = {"link", "c"};
+  EXPECT_EQ(static_cast<bool>(OpenPrivateFolder(base, through_link, true)), geteuid() != 0);
+
+  const int folder = made.get();
+  EXPECT_EQ(WritePrivateFile(folder, "file", "12345"), 0);
+  EXPECT_EQ(WritePrivateFile(folder, "file", "other"), EEXIST);
+  const fs::path file = fs::read_symlink(ProcPath(folder)) / "file";
+  EXPECT_EQ(ModeOf(file), 0600u);
+  fs::create_symlink("file", file.parent_path() / "link");
+  const std::tuple<const char*, std::size_t, int, std::string> cases[] = {{"file", 5, 0, "12345"},
+                                                                          {"file", 4, EFBIG, ""},
+                                                                          {"link", 5, EPERM, ""},
+                                                                          {"none", 5, ENOENT, ""}};
+  for (const auto& [name, limit, error, text] : cases) {
+    EXPECT_EQ(ReadPrivateFile(folder, name, limit, &content), error) << name;
+    EXPECT_EQ(content, text) << name;
+  }
+  const FileSizeLimit limit(3);
+  EXPECT_NE(WritePrivateFile(folder, "large", "12345"), 0);
+  EXPECT_FALSE(Exists(file.parent_path() / "large"));
+}
+
+TEST_F(PrivateFileTest, EntriesAreRemovedWhenTheyAreTheKnownOnes) {
+  Plant(top_, "file=x other=y link->file");
+  const FilePlace entry = FindEntry(At("link"), Links::kAny),
+                  file = FindPlace(At("link"), Links::kAny);
+  struct stat attributes;
+  EXPECT_EQ(StatEntry(entry, &attributes), 0);
+  EXPECT_TRUE(S_ISLNK(attributes.st_mode));
+  EXPECT_EQ(file.name, "file");
+  EXPECT_EQ(RemoveEntry(file, IdentityOf(At("other"))), ENOENT);
+  EXPECT_EQ(RemoveEntry(file, {}), ENOENT);
+  EXPECT_EQ(RemoveEntry(file, IdentityOf(At("file"))), 0);
+  EXPECT_EQ(TreeText(top_), "link->file other=y");
+  const Descriptor opened(open(At("other").c_str(), O_RDONLY | O_CLOEXEC));
+  EXPECT_TRUE(IsOpenAs(opened.get(), At("other")) && !IsOpenAs(opened.get(), At("none")) &&
+              !IsOpenAs(opened.get(), At(".")));
 }
 
 constexpr char kComposed[] = "caf\xC3\xA9";

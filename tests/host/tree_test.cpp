@@ -1,10 +1,13 @@
 // Copies and moves of trees into others, and their removal.
+#include <climits>
 #include <numeric>
 #include <regex>
 
 #include "host/move_file.h"
+#include "host/paths.h"
 #include "host/tree_merge.h"
 #include "host/tree_removal.h"
+#include "host/tree_walk.h"
 #include "tests/support/file_trees.h"
 #include "tests/support/volumes.h"
 #include "tests/support/without_root_rights.h"
@@ -18,15 +21,25 @@ using Words = std::vector<std::string>;
 constexpr char kComposed[] = "caf\xC3\xA9";
 constexpr char kDecomposed[] = "cafe\xCC\x81";
 
-// Says stop at its answer of that number, and counts the answers.
+// Notes what it is told, and says stop at its answer of that number.
 class StoppingMonitor final : public Monitor {
  public:
-  explicit StoppingMonitor(int stop_at) : left_(stop_at) {}
-  bool WantsTotals() const override { return false; }
-  void Expect(std::uint64_t, std::uint64_t) override {}
-  bool Begin(std::string) override { return --left_ > 0; }
-  bool Advance(std::uint64_t, std::uint64_t) override { return --left_ > 0; }
+  explicit StoppingMonitor(int stop_at = INT_MAX) : left_(stop_at) {}
+  bool WantsTotals() const override { return true; }
+  void Expect(std::uint64_t entries, std::uint64_t bytes) override { expected = {entries, bytes}; }
+  bool Begin(std::string path) override {
+    begun.insert(std::move(path));
+    return --left_ > 0;
+  }
+  bool Advance(std::uint64_t entries, std::uint64_t bytes) override {
+    done.first += entries;
+    done.second += bytes;
+    return --left_ > 0;
+  }
   bool IsStopped() const override { return left_ <= 0; }
+
+  std::pair<std::uint64_t, std::uint64_t> expected, done;  // entries, bytes
+  std::set<std::string> begun;
 
  private:
   int left_;
@@ -104,6 +117,58 @@ TEST_F(TreeMergeTest, AStopCountsWhereNoFileIsLeft) {
     EXPECT_EQ(error, Exists(top_ / "r") ? ECANCELED : 0);
     EXPECT_TRUE(!Exists(top_ / "r/closed") || ModeOf(top_ / "r/closed") == 0500u) << stop_at;
   }
+}
+
+TEST_F(TreeMergeTest, AMonitorIsToldOfEveryEntry) {
+  constexpr unsigned kSparse = 3 << 20, kLarge = 300'000;
+  MakeTree(top_,
+           {"s/a=1", "s/d/b=" + std::string(kLarge, 'b'), "s/d/link->a", "s/d/e/", "s/pipe|"});
+  fs::resize_file(At("s/a"), kSparse);
+  const auto remove = [this](const char* name, Monitor* monitor) {
+    return RemoveTree((top_ / name).string(), Obstacles::kOverride, nullptr, monitor);
+  };
+  using Names = std::set<std::string>;
+  const Names all = {"a", "d/b", "d/link", "pipe"};
+  using Operation = std::function<int(Monitor*)>;
+  const std::tuple<Operation, unsigned, unsigned, Names> cases[] = {
+      {[&](Monitor* m) { return Merge("s", "t", Transfer::kCopy, m); }, 4, kSparse + kLarge, all},
+      {[&](Monitor* m) { return CopyThenRemove(top_ / "s", top_ / "u", {.monitor = m}); }, 4,
+       kSparse + kLarge, all},
+      {[&](Monitor* m) { return CopyThenRemove(top_ / "u/a", top_ / "f", {.monitor = m}); },
+       1,
+       kSparse,
+       {""}},
+      {[&](Monitor* m) { return remove("f", m); }, 1, 0, {""}},
+      {[&](Monitor* m) { return remove("u", m); }, 6, 0, {"", "d/b", "d/link", "pipe"}},
+      {[&](Monitor* m) { return EmptyFolder(At("t"), Obstacles::kOverride, nullptr, m); },
+       5,
+       0,
+       {"a", "d/b", "d/link"}}};
+  for (const auto& [operation, entries, bytes, names] : cases) {
+    StoppingMonitor monitor;
+    EXPECT_EQ(operation(&monitor), 0);
+    EXPECT_EQ(monitor.expected, std::pair(std::uint64_t{entries}, std::uint64_t{bytes}));
+    EXPECT_EQ(monitor.done, monitor.expected);
+    EXPECT_EQ(monitor.begun, names);
+  }
+  EXPECT_EQ(TreeText(top_), "t/");
+}
+
+TEST_F(TreeMergeTest, SizesCountAFileOfTwoNamesOnce) {
+  const std::string large(100'000, 'x');
+  MakeTree(top_, {"s/a=" + large, "s/d/b=123", "s/d/link->a", "s/d/e/"});
+  fs::create_hard_link(top_ / "s/a", top_ / "s/d/second");
+  const TreeSize size = SizeOfTree(OpenPath(At("s"), kOpenFolder), nullptr);
+  EXPECT_EQ((std::vector{size.folders, size.others, size.bytes}),
+            (std::vector<std::uint64_t>{2, 4, 200'003}));
+  const auto own = [this](const char* name) {
+    return static_cast<std::uint64_t>(StatOf(At(name)).st_blocks) * 512;
+  };
+  EXPECT_EQ(size.allocated,
+            own("s/a") + own("s/d") + own("s/d/b") + own("s/d/link") + own("s/d/e"));
+  EXPECT_EQ(DiskUsage(At("s")), size.allocated + own("s"));
+  EXPECT_EQ(DiskUsage(At("s/a")), own("s/a"));
+  EXPECT_EQ(DiskUsage(At("none")), 0u);
 }
 
 TEST_F(TreeMergeTest, NoFolderIsCopiedIntoItself) {
@@ -259,6 +324,7 @@ TEST_F(TreeRemovalTest, ReadOnlyFoldersOfOurOwnAreEmptiedAndStayReadOnly) {
   for (const auto& [name, mode] : {std::pair{"tree/a/b", 0555}, {"tree/a", 0}, {"tree", 0500}}) {
     chmod((top_ / name).c_str(), static_cast<mode_t>(mode));
   }
+  EXPECT_EQ(RemoveTree((top_ / "tree").string(), Obstacles::kRespect), EACCES);
   EXPECT_EQ(Empty(top_ / "tree"), 0);
   EXPECT_EQ(ModeOf(top_ / "tree"), 0500u);
   chmod((top_ / "tree").c_str(), 0700);
