@@ -113,20 +113,22 @@ TEST(AlertTerminal, AsksOnARealTerminal) {
 
 TEST(AlertHost, HandsOutPlainTextsAndAtMostThreeButtons) {
   AlertRequest request;
-  request.header = "a\x1B[2Jb\x7F";
+  request.header = "a\x1B[2J\x7F\x1F ~\r\u0080\u009F\u00A0\u2029\u202A\u202E\u202F\xC2";
   request.message =
       "two\r\nlines\tand \xC2\x9B"
       "1m caf\xC3\xA9 \u202Egnp\u202C";
   request.buttons = {"1", "2", "3", "4"};
   request.default_button = 7;
   request.cancel_button = 3;
+  request.destructive_button = 2;
   const auto [button, seen] = Answered(0, [&] { return ShowAlert(request); });
   EXPECT_EQ(button, 0);
-  EXPECT_EQ(seen.header, "a?[2Jb?");
+  EXPECT_EQ(seen.header, "a?[2J?? ~???\u00A0\u2029??\u202F\xC2");
   EXPECT_EQ(seen.message, "two\nlines and ?1m caf\xC3\xA9 ?gnp?");
   EXPECT_EQ(seen.buttons.size(), 3u);
   EXPECT_EQ(seen.default_button, 2);
   EXPECT_EQ(seen.cancel_button, -1);
+  EXPECT_EQ(seen.destructive_button, 2);
 
   const AlertRequest plain = Answered(0, [] { return ShowAlert(AlertRequest{}); }).second;
   EXPECT_EQ(plain.buttons, std::vector<std::string>{"OK"});
@@ -188,6 +190,15 @@ TEST(AlertWindow, BreaksLongWordsAndScrollsLongTexts) {
                            std::string(24, 'y');
   EXPECT_EQ(WindowFor(request).arguments[3], text);
 
+  // Lines of 54 columns, and one more or one longer.
+  request.message = std::string(54, 'x');
+  for (int line = 2; line <= kMessageLines; ++line) request.message += "\n" + std::string(54, 'x');
+  EXPECT_EQ(WindowFor(request).arguments[2], "--question");
+  for (const char* more : {"\n", "x"}) {
+    AlertRequest longer = request;
+    longer.message += more;
+    EXPECT_EQ(WindowFor(longer).arguments[2], "--text-info");
+  }
   request.message.clear();
   for (int line = 1; line <= kMessageLines; ++line) request.message += "<&\n";
   const AlertWindow window = WindowFor(request);
@@ -195,6 +206,19 @@ TEST(AlertWindow, BreaksLongWordsAndScrollsLongTexts) {
   EXPECT_EQ(window.input, "Head\n\n" + request.message);
   request.cancel_button = 0;
   EXPECT_EQ(WindowFor(request).button_places, (std::vector<int>{0, 1}));
+}
+
+TEST(AlertWindow, ANoteHasNoIconAndEndsByItself) {
+  AlertRequest request = Question(0, {"a"});
+  request.level = AlertLevel::kPlain;
+  request.header.clear();
+  std::vector<std::string> expected{"zenity", "--title=", "--info", "--text=Sure?", "--ok-label=a"};
+  EXPECT_EQ(WindowFor(request).arguments, expected);
+  for (const auto& [timeout, seconds] :
+       {std::pair(0.2, "1"), {2.0, "2"}, {2.1, "3"}, {1e300, "1000000000"}}) {
+    request.timeout = timeout;
+    EXPECT_EQ(WindowFor(request).arguments.back(), std::string("--timeout=") + seconds);
+  }
 }
 
 class FakeProgramTest : public EnvironmentTest {
@@ -222,15 +246,37 @@ TEST_F(FakeProgramTest, TellsTheAnswerFromAFailure) {
                {"exit 5", std::nullopt},  // no time-out was asked for
                {"exit 1", std::nullopt},
                {"exit 0", std::nullopt},
-               {"kill -9 $$", std::nullopt}};
+               {"head -c 100000 /dev/zero; exit $ZENITY_EXTRA", 2},
+               {"kill -9 $$", std::nullopt},
+               {"kill $$; exit $ZENITY_OK", std::nullopt}};  // no signal is blocked or ignored
+  const auto before = signal(SIGTERM, SIG_IGN);
   for (const auto& [line, answer] : cases) {
     Install(line);
     EXPECT_EQ(AskInWindow(Question(1, {"a", "b", "c"})), answer) << line;
   }
+  signal(SIGTERM, before);
   Install("exit 5");
   AlertRequest timed = Question(0, {"a"});
   timed.timeout = 0.2;
   EXPECT_EQ(AskInWindow(timed), kAlertClosed);
+}
+
+TEST_F(FakeProgramTest, HasItsTextAsInputAndALocaleOfUtf8) {
+  AlertRequest request = Question(0, {"a"});
+  for (int line = 0; line < 20'000; ++line) request.message += "\nline";
+  Install("[ $(wc -l) = 20002 ] && exit $ZENITY_OK");
+  EXPECT_EQ(AskInWindow(request), 0);
+  const ScopedVariable given("ZENITY_OK", "9");
+  const char* const cases[][4] = {{"C", "", "de_DE.UTF-8", "C.UTF-8"},
+                                  {"", "C", "de_DE.UTF-8", "C.UTF-8"},
+                                  {"", "", "", "C.UTF-8"},
+                                  {"", "", "de_DE.UTF-8", ""},
+                                  {"", "de_DE.utf8", "C", ""}};
+  for (const auto& [all, characters, language, seen] : cases) {
+    const ScopedVariable one("LC_ALL", all), two("LC_CTYPE", characters), three("LANG", language);
+    Install("[ \"$LC_ALL\" = '" + std::string(seen) + "' ] && exit $ZENITY_OK");
+    EXPECT_EQ(AskInWindow(Question(0, {"a"})), 0) << all << characters << language;
+  }
 }
 
 TEST_F(FakeProgramTest, NeedsADisplayAndTheProgram) {

@@ -113,8 +113,19 @@ TEST_F(WritableCompressedFileStreamTest, ReplacesTheTargetOfALinkOrLeavesAReadOn
   EXPECT_EQ(Files(), (std::vector<std::string>{"target"}));
   const auto full =
       CStreamFactory::CreateWritableCompressedFileStream(COrvikFilePath(u"/dev/full"));
+  EXPECT_EQ(full->Write(nullptr, 1, nullptr), E_INVALIDARG);
   EXPECT_EQ(full->Write("abc", 3, nullptr), S_OK);
   EXPECT_EQ(FinishStream(full), E_FAIL);
+  fs::permissions(file_, perms::all);
+  stream = Stream();
+  const FileSizeLimit limit(100'000);
+  unsigned long written = 9;
+  EXPECT_EQ(stream->Write(Noise(400'000).data(), 400'000, &written), E_INVALIDARG);
+  EXPECT_EQ(written, 0u);
+  EXPECT_EQ(stream->Write("abc", 3, nullptr), E_INVALIDARG);
+  EXPECT_EQ(FinishStream(stream), E_FAIL);
+  stream.Release();
+  EXPECT_TRUE(ReadFile(file_) == Noise(400'000));
 }
 
 TEST_F(WritableCompressedFileStreamTest, MemoryDoesNotGrowWithTheBytes) {
@@ -166,6 +177,13 @@ TEST_F(WritableCompressedFileStreamTest, IsReadAgain) {
       EXPECT_TRUE(read(piece) == (std::pair<HRESULT, std::string>(S_FALSE, content)));
     }
   }
+  // Nearly the two bytes that a stream begins with: another method, a larger window, a dictionary,
+  // another check.
+  for (const std::string plain : {"\x77\x09z", "\x88\x1Cz", "\x78\x20z", "\x78\x02z", "\x78"}) {
+    WriteFile(file_, plain);
+    EXPECT_TRUE(read(2) == (std::pair<HRESULT, std::string>(S_FALSE, plain))) << plain;
+  }
+  ASSERT_EQ(Compress(Noise(200'000)), S_OK);
   const std::string whole = ReadFile(file_);
   std::string damaged = whole;
   damaged[whole.size() - 2] ^= 1;  // in the checksum

@@ -118,6 +118,10 @@ TEST(CheckedConversions, SayWhichUnitHasNoCounterpart) {
     EXPECT_EQ(text, target);
   }
   EXPECT_EQ(MakeUTF8StringFromUnicodeString(u"a\xD800z\xDC00").View(), "a?z?");
+  for (const int length : {256, 257, 1000}) {
+    EXPECT_EQ(MakeUTF8StringFromUnicodeString(CAtlString(u'\u4E00', length)).View(),
+              Repeated("\xE4\xB8\x80", length));
+  }
 }
 
 TEST(CheckedConversions, ReportUnknownCodePagesAndLosses) {
@@ -146,12 +150,23 @@ TEST(CodePages, TakesUnknownPagesAsUtf8AndWritesQuestionMarks) {
     const int size = WideCharToMultiByte(page, 0, text.data(), length, narrow, 40, "-", &used);
     EXPECT_EQ(string_view(narrow, narrow + size), bytes) << page;
     EXPECT_EQ(used, FALSE);
+    used = TRUE;
+    for (const auto& [given, set] :
+         {std::pair<const char*, BOOL*>("-", nullptr), {nullptr, &used}}) {
+      EXPECT_EQ(WideCharToMultiByte(page, 0, text.data(), length, narrow, 40, given, set), size);
+    }
+    EXPECT_EQ(used, TRUE) << "without a character of its own nothing is said";
   }
 }
 
 TEST(CodePages, Lengths) {
   char bytes[8] = "XXXXXXX";
-  EXPECT_EQ(WideCharToMultiByte(CP_UTF8, 0, u"a\xE9", -1, nullptr, 0, nullptr, nullptr), 3);
+  for (const auto& [target, room, count] : {std::tuple<char*, int, int>(nullptr, 0, 3),
+                                            {nullptr, 1, 3},
+                                            {bytes, 0, 3},
+                                            {bytes, -1, 0}}) {
+    EXPECT_EQ(WideCharToMultiByte(CP_UTF8, 0, u"a\xE9", -1, target, room, nullptr, nullptr), count);
+  }
   EXPECT_EQ(WideCharToMultiByte(CP_UTF8, 0, u"a\xE9z", -1, bytes, 2, nullptr, nullptr), 1);
   EXPECT_EQ(bytes[1], 'X');
   for (const auto& [text, length] : {std::pair(u"a", 0), {u"a", -2}, {nullptr, -1}, {u"", -1}}) {
@@ -160,15 +175,11 @@ TEST(CodePages, Lengths) {
   char16_t units[4] = {};
   // Malformed bytes give 0, in whichever place.
   const std::tuple<unsigned, const char*, int, int, int> cases[] = {
-      {CP_UTF8, "a", 0, 4, 0},
-      {CP_UTF8, "a", -2, 4, 0},
-      {CP_UTF8, "ab\xE2\x82\xAC", -1, 2, 2},
-      {1252, "abc", 3, 2, 2},
-      {CP_UTF8, "a\xFF", -1, 0, 0},
-      {CP_UTF8, "a\xFF", -1, 4, 0},
-      {CP_UTF8, "ab\xFF", -1, 2, 0},
-      {932, "\x93", -1, 4, 0},
-      {CP_UTF8, "a\xF0\x9F\x98\x80", -1, 2, 2}};
+      {CP_UTF8, "a", 0, 4, 0},      {CP_UTF8, "a", -2, 4, 0},
+      {CP_UTF8, "a", -1, -1, 0},    {CP_UTF8, "ab\xE2\x82\xAC", -1, 2, 2},
+      {1252, "abc", 3, 2, 2},       {CP_UTF8, "a\xFF", -1, 0, 0},
+      {CP_UTF8, "a\xFF", -1, 4, 0}, {CP_UTF8, "ab\xFF", -1, 2, 0},
+      {932, "\x93", -1, 4, 0},      {CP_UTF8, "a\xF0\x9F\x98\x80", -1, 2, 2}};
   for (const auto& [page, text, length, room, count] : cases) {
     EXPECT_EQ(MultiByteToWideChar(page, 0, text, length, room == 0 ? nullptr : units, room), count)
         << text;
@@ -258,7 +269,8 @@ TEST(UcaConversions, MakeArraysAndFillRoomOfTheCaller) {
   EXPECT_EQ(View(units.get()), u"a\xE9");
   const std::unique_ptr<char[]> bytes(makeCAFromUCA(u"a\x20AC"));
   EXPECT_STREQ(bytes.get(), "a?");
-  EXPECT_TRUE(makeCAFromUCA(u"") == nullptr && makeUCAFromCA(nullptr) == nullptr);
+  EXPECT_TRUE(!makeCAFromUCA(u"") && !makeCAFromUCA(nullptr) && !makeUCAFromCA(nullptr) &&
+              !makeWCA32FromUCA(nullptr) && !makeUCAFromWCA32(nullptr));
   wchar_t* wide = makeWCA32FromUCA(u"a\xD83D\xDE00z");
   EXPECT_EQ(std::wstring_view(wide), L"a\U0001F600z");
   const std::unique_ptr<char16_t[]> back(makeUCAFromWCA32(wide));
@@ -279,7 +291,10 @@ TEST(AtlConversions, TakeAsciiAlone) {
                    AtlA2WHelper(units, "a\xE9", 2), AtlA2WHelper(units, nullptr, 2)}),
             (Texts{u"ab", u"abc", u"", u""}));
   EXPECT_STREQ(AtlW2AHelper(bytes, u"abc", 2), "ab");
+  EXPECT_STREQ(AtlW2AHelper(bytes, u"abc", 7), "abc");
   EXPECT_STREQ(AtlW2AHelper(bytes, u"\xE9", 1), "");
+  EXPECT_STREQ(AtlW2AHelper(bytes, nullptr, 1), "");
+  EXPECT_TRUE(!AtlW2AHelper(nullptr, u"a", 1) && !AtlA2WHelper(nullptr, "a", 1));
   const std::unique_ptr<char16_t, decltype(&free)> filled(A2WBSTR("ab", 4), free),
       text(A2BSTR("xyz"), free);
   EXPECT_EQ(View(filled.get(), 5), View(u"ab\0\0\0", 5));
@@ -315,7 +330,7 @@ TEST(UcaFormat, WritesUnitsToStreamsAndScans) {
   EXPECT_EQ(sucascanf(u"42 text", u"%d %ls", &number, word), 2);
   EXPECT_EQ(number, 42);
   EXPECT_EQ(std::wstring_view(word), L"text");
-  EXPECT_EQ(sucascanf(nullptr, u"%d", &number), 0);
+  EXPECT_EQ(sucascanf(nullptr, u"%d", &number) + sucascanf(u"1", nullptr, &number), 0);
 }
 
 TEST(Guid, HaveARegistryFormAndAreEqualInAllBytes) {

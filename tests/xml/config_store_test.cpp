@@ -281,10 +281,10 @@ TEST_F(ConfigStoreTest, SaysWhyThereIsNoRoot) {
 
 TEST_F(ConfigStoreTest, ReadsWhatEarlierVersionsSavedOfOtherCharacters) {
   const std::string old = User(
-      "<value name='a&#x01;' data='&#x1F;x&#x41;&#x100;&#x0A;&#x09;&#x0D;\xEF\xBF\xBF'/>"
+      "<value name='a&#x01;' data='&#x1F;x&#x41;&#x20;&#x100;&#x0A;&#x09;&#x0D;\xEF\xBF\xBF'/>"
       "<value name='b' data='2'/>");
   UseContent(old);
-  EXPECT_EQ(String(u"", u"a\uFFFD"), u"\uFFFDxA\u0100\n\t\r\uFFFD");
+  EXPECT_EQ(String(u"", u"a\uFFFD"), u"\uFFFDxA \u0100\n\t\r\uFFFD");
   EXPECT_EQ(GetXMLConfigFileInfo(1).state, XMLConfigFileState::kDamaged);
   Save();
   ExpectThatXmllintTakesIt();
