@@ -5,15 +5,15 @@
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
-#include <source_location>
 #include <string>
 #include <string_view>
 
 namespace orvik::fuzz {
 
-inline void Require(bool holds, std::source_location place = std::source_location::current()) {
+// clang 14 has no std::source_location.
+inline void Require(bool holds, const char* file = __builtin_FILE(), int line = __builtin_LINE()) {
   if (holds) return;
-  std::fprintf(stderr, "%s:%u: a promise is broken\n", place.file_name(), place.line());
+  std::fprintf(stderr, "%s:%d: a promise is broken\n", file, line);
   std::abort();
 }
 
