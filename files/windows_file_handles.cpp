@@ -80,10 +80,6 @@ HANDLE CreateFile(const char16_t* path, DWORD desired_access, DWORD share_mode, 
                  PermissionFor(desired_access, share_mode), fork.get()) != noErr) {
     return INVALID_HANDLE_VALUE;
   }
-  if (FSSetForkPosition(*fork, fsFromStart, 0) != noErr) {
-    FSCloseFork(*fork);
-    return INVALID_HANDLE_VALUE;
-  }
   auto handle = std::make_unique<FileForkHandle>();
   handle->type_tag = kFileForkHandleTag;
   handle->fork = fork.release();

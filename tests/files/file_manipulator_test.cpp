@@ -281,16 +281,22 @@ TEST_F(FileManipulator, ThrowsAwayLongNamesShortened) {
 }
 
 TEST_F(FileManipulator, FindsSpecialFolders) {
-  for (const char* folder : {"home/Documents", "home/Library/Application Support"}) {
+  for (const char* folder :
+       {"home/Documents", "home/Library/Application Support", "home/.local/share/Trash/info",
+        "home/.local/share/Trash/files", "root/Applications", "root/Library/Application Support",
+        "root/Users/Shared/Desktop"}) {
     fs::create_directories(env_.folder() / folder);
   }
-  fs::create_directory(env_.system_root() / "Applications");
   const std::string fallback = "tmp/ORVIK Technologies/c/TempFiles";
   const std::tuple<int, const char16_t*, std::string> cases[] = {
       {5, u"My/Own", "home/Documents/My/Own"},
       {12, u"", "home/Documents"},
       {26, u"a", "home/Library/Application Support/a"},
       {38, u"b", "root/Applications/b"},
+      {10, u"d", "home/.local/share/Trash/files/d"},
+      {25, u"d", "root/Users/Shared/Desktop/d"},
+      {28, u"d", "root/Library/Application Support/d"},
+      {35, u"e", "root/Library/Application Support/e"},
       {16, u"c", fallback},  // a desktop that does not exist
       {0, u"c", fallback},
       {-1, u"c", fallback},

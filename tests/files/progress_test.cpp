@@ -49,29 +49,33 @@ TEST_F(ProgressTest, NothingIsDeletedInsteadOfThrownAway) {
 
 TEST_F(ProgressTest, CountsEntriesAndBytes) {
   Plant(At("s"), "a=12345 d/b=123 d/link->a d/e/ pipe|");
-  Progress copying({}, ProgressTotals::kCount);
-  TreeReport report;
-  EXPECT_EQ(CDirectoryManipulator::RecursivelyCopyDirectory(Folder(At("s")), Folder(At("t")), FALSE,
-                                                            &report, &copying),
-            S_OK);
-  const ProgressState copied = copying.State();
-  // The pipe, too, which failed.
-  EXPECT_EQ((std::vector{copied.entries_done, copied.entries_total, copied.bytes_done,
-                         copied.bytes_total}),
-            (std::vector<std::uint64_t>{4, 4, 8, 8}));
-  EXPECT_TRUE(Units(copied.path).starts_with(At("s").u16string() + u"/"));
   std::set<std::u16string> paths;
-  Progress removing(
-      [&paths](const ProgressState& state) {
-        paths.insert(Units(state.path));
-        return ProgressAnswer::kGoOn;
-      },
-      ProgressTotals::kCount);
+  const Progress::Callback note = [&paths](const ProgressState& state) {
+    paths.insert(Units(state.path));
+    return ProgressAnswer::kGoOn;
+  };
+  const auto counts = [](const Progress& progress) {
+    const ProgressState state = progress.State();
+    return std::vector{state.entries_done, state.entries_total, state.bytes_done,
+                       state.bytes_total};
+  };
+  using Counts = std::vector<std::uint64_t>;
+  Progress copying(note, ProgressTotals::kCount), removing({}, ProgressTotals::kCount);
+  EXPECT_EQ(CDirectoryManipulator::RecursivelyCopyDirectory(Folder(At("s")), Folder(At("t")), FALSE,
+                                                            nullptr, &copying),
+            S_OK);
+  EXPECT_EQ(counts(copying), (Counts{4, 4, 8, 8}));  // the pipe, too, which failed
+  EXPECT_TRUE(paths.contains(At("s/d/b").u16string()));
   EXPECT_TRUE(
       CDirectoryManipulator::RemoveDirectoryAndContents(Folder(At("t")), nullptr, &removing));
-  EXPECT_EQ(removing.State().entries_done, 5u);
-  EXPECT_EQ(removing.State().entries_total, 5u);
-  EXPECT_TRUE(paths.contains(At("t/d/b").u16string()));
+  EXPECT_EQ(counts(removing), (Counts{5, 5, 0, 0}));
+  // The totals of a file are known without a count.
+  Progress copying_one, removing_one;
+  EXPECT_TRUE(
+      CFileManipulator::CopyFileTo(File(At("s/a")), File(At("x")), TRUE, nullptr, &copying_one));
+  EXPECT_EQ(counts(copying_one), (Counts{1, 1, 5, 5}));
+  EXPECT_TRUE(CFileManipulator::DeleteFile(File(At("x")), FALSE, FALSE, nullptr, &removing_one));
+  EXPECT_EQ(counts(removing_one), (Counts{1, 1, 0, 0}));
 }
 
 TEST_F(ProgressTest, AnotherThreadStopsAndLooks) {

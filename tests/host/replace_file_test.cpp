@@ -33,6 +33,45 @@ TEST_F(ReplaceFileTest, MakesAndReplacesAndLeavesNothingElseAndWritesNothingThat
       EXPECT_EQ(result.identity, IdentityOf(file_.string()));
     }
   }
+  EXPECT_TRUE(ReplaceFile(file_, std::string((1 << 20) - 1, 'x') + "y").wrote);
+  std::string content;
+  for (const auto& [limit, error] : {std::pair(1 << 20, 0), {(1 << 20) - 1, EFBIG}}) {
+    EXPECT_EQ(ReadWholeFile(file_, &content, nullptr, static_cast<std::size_t>(limit)), error);
+    EXPECT_EQ(content.ends_with("xy"), error == 0);
+  }
+  // Without a size, and larger than the first room.
+  EXPECT_EQ(ReadWholeFile("/proc/cpuinfo", &content, nullptr, kNoSizeLimit), 0);
+  EXPECT_TRUE(content.starts_with("processor") && content.ends_with('\n'));
+  EXPECT_EQ(ReadWholeFile("/proc/cpuinfo", &content, nullptr, 5), EFBIG);
+}
+
+TEST_F(ReplaceFileTest, OtherWaysToWrite) {
+  Plant(top_, "file=old dangling->new pipe|");
+  const ReplaceOptions refusing{.present = Present::kRefuse};
+  EXPECT_EQ(ReplaceFile(file_, "x", refusing).error, EEXIST);
+  EXPECT_EQ(ReplaceFile(top_ / "dangling", "x", refusing).error, EEXIST);
+  EXPECT_EQ(ReplaceFile(top_ / "made", "m", refusing).error, 0);
+  const std::tuple<const char*, int, int> cases[] = {{"file", O_WRONLY | O_CREAT | O_EXCL, EEXIST},
+                                                     {"pipe", O_WRONLY, EINVAL},
+                                                     {"", O_WRONLY, EISDIR},
+                                                     {"none", O_WRONLY, ENOENT},
+                                                     {"file", O_RDWR, 0},
+                                                     {"dangling", O_WRONLY | O_CREAT, 0}};
+  for (const auto& [name, flags, error] : cases) {
+    const Descriptor file = OpenForOutput(At(name), flags);
+    EXPECT_EQ(file ? 0 : errno, error) << name;
+    EXPECT_TRUE(!file || (fcntl(file.get(), F_GETFL) & O_NONBLOCK) == 0) << name;
+  }
+  EXPECT_EQ(TreeText(top_), "dangling->new file=old made=m new= pipe|");
+  EXPECT_TRUE(OpenForOutput(file_, O_WRONLY | O_TRUNC));
+  EXPECT_EQ(ReadFile(file_), "");
+  for (const auto& [path, error] :
+       {std::pair("/dev/null", 0), {"/dev/full", ENOSPC}, {"/dev/none/x", ENOENT}}) {
+    const ReplaceResult result = WriteToSpecialFile(path, "x");
+    EXPECT_EQ(result.error, error) << path;
+    EXPECT_EQ(result.wrote, error == 0);
+    EXPECT_EQ(result.obstacle.empty(), error != ENOENT);
+  }
 }
 
 TEST_F(ReplaceFileTest, KeepsModeAndAttributesAndFollowsLinks) {
@@ -153,6 +192,11 @@ TEST_F(ReplaceFileTest, NoRightToWriteKeepsTheOldFile) {
   chmod(file_.c_str(), 0444);
   EXPECT_EQ(as_other(), EACCES);
   EXPECT_EQ(TreeText(top_), "file=old");
+  const WithoutRootRights without(env_.folder());
+  EXPECT_EQ(ReplaceFile(file_, "new").error, EACCES);
+  EXPECT_EQ(ReplaceFile(file_, "new", {.read_only = ReadOnly::kReplace}).error, 0);
+  EXPECT_EQ(ReadFile(file_), "new");
+  EXPECT_EQ(ModeOf(file_), 0444u);
 }
 
 // "held" is in use, and names that merely begin or end so are of others. Root leaves a file of a

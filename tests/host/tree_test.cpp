@@ -319,9 +319,10 @@ TEST_F(TreeRemovalTest, LocksAreTakenAway) {
 }
 
 TEST_F(TreeRemovalTest, ReadOnlyFoldersOfOurOwnAreEmptiedAndStayReadOnly) {
-  WriteFile(top_ / "tree/a/b/file", "x");
+  Plant(top_, "tree/a/b/file tree/listed/sub/file");
   const WithoutRootRights without(env_.folder());
-  for (const auto& [name, mode] : {std::pair{"tree/a/b", 0555}, {"tree/a", 0}, {"tree", 0500}}) {
+  for (const auto& [name, mode] :
+       {std::pair{"tree/a/b", 0555}, {"tree/a", 0}, {"tree/listed", 0400}, {"tree", 0500}}) {
     chmod((top_ / name).c_str(), static_cast<mode_t>(mode));
   }
   EXPECT_EQ(RemoveTree((top_ / "tree").string(), Obstacles::kRespect), EACCES);
