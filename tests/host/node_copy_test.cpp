@@ -72,18 +72,23 @@ TEST_F(NodeCopyTest, NothingIsCopiedOntoItself) {
 }
 
 TEST_F(NodeCopyTest, KeepsAttributesModeTimesAndLock) {
-  Plant(top_, "source=data other");
+  Plant(top_, "source=data other link->nowhere");
   const std::string source = top_ / "source", target = top_ / "target", large(3000, 'v');
   const bool has_attributes = HasUserAttributes(source);
   setxattr(source.c_str(), "user.fork", large.data(), large.size(), 0);
   setxattr(source.c_str(), "user.empty", "", 0, 0);
   const timespec times[2] = {{1'000'000'000, 5}, {1'100'000'000, 123'456'789}};
-  utimensat(AT_FDCWD, source.c_str(), times, 0);
+  for (const char* name : {"source", "link"}) {
+    utimensat(AT_FDCWD, At(name).c_str(), times, AT_SYMLINK_NOFOLLOW);
+  }
+  ASSERT_EQ(Copy("link", "copied link"), 0);
+  EXPECT_EQ(StatOf(At("copied link")).st_mtim.tv_nsec, 123'456'789);
   chmod(source.c_str(), 0440);
   const bool is_locked = Lock(source);
   ASSERT_EQ(Copy("source", "target"), 0);
   EXPECT_EQ(ModeOf(target), 0440u);
   EXPECT_EQ(StatOf(target).st_mtim.tv_nsec, 123'456'789);
+  EXPECT_EQ(StatOf(target).st_atim.tv_nsec, 5);
   char value[4000];
   for (const auto& [name, size] : {std::pair("user.fork", 3000), {"user.empty", 0}}) {
     EXPECT_TRUE(!has_attributes || getxattr(target.c_str(), name, value, sizeof value) == size);
@@ -247,12 +252,14 @@ TEST_F(MoveFileTest, CopiesATreeWithWhatItCarriesAndRemovesTheSource) {
   fs::permissions(from, fs::perms(0705));
   fs::last_write_time(from / "sub/file", fs::file_time_type());
   fs::create_hard_link(from / "sub/file", from / "second");
+  fs::last_write_time(from / "sub", fs::file_time_type());
   ASSERT_EQ(CopyThenRemove(from, to), 0);
   EXPECT_EQ(TreeText(top_),
             "moved/ moved/link->nowhere moved/pipe| moved/second=content moved/sub/ "
             "moved/sub/file=content");
   EXPECT_EQ(ModeOf(to / "sub/file"), 0750u);
   EXPECT_EQ(fs::last_write_time(to / "sub/file"), fs::file_time_type());
+  EXPECT_EQ(fs::last_write_time(to / "sub"), fs::file_time_type());
   EXPECT_EQ(ModeOf(to / "sub"), 0711u);
   EXPECT_EQ(ModeOf(to), 0705u);
   EXPECT_TRUE(fs::equivalent(to / "second", to / "sub/file"));
@@ -296,6 +303,25 @@ TEST_F(MoveFileTest, NeverReplacesAndKeepsTheSourceOfAFailure) {
   EXPECT_EQ(CopyThenRemove(folder, folder / "in"), EINVAL);
   EXPECT_EQ(MoveWithoutReplacing(folder, folder / "in"), EINVAL);
   EXPECT_EQ(TreeText(top_), "folder/ from=x to->dangling");
+}
+
+TEST_F(MoveFileTest, SaysWhichSideFailed) {
+  Plant(top_, "file closed/in taken");
+  fs::permissions(top_ / "closed", fs::perms(0555));
+  const WithoutRootRights without(env_.folder());
+  const std::tuple<const char*, const char*, int, Side> cases[] = {
+      {"none", "x", ENOENT, Side::kSource},
+      {"file", "closed/x", EACCES, Side::kTarget},
+      {"file", "taken", EEXIST, Side::kTarget},
+      {"closed/in", "x", EACCES, Side::kSource}};
+  for (const auto& [from, to, error, expected] : cases) {
+    Side side = expected == Side::kSource ? Side::kTarget : Side::kSource;
+    EXPECT_EQ(MoveWithoutReplacing(At(from), At(to), {.side = &side}), error) << from << to;
+    EXPECT_EQ(side, expected) << from << to;
+    side = expected == Side::kSource ? Side::kTarget : Side::kSource;
+    EXPECT_EQ(CopyThenRemove(At(from), At(to), {.side = &side}), error) << from << to;
+    EXPECT_EQ(side, expected) << from << to;
+  }
 }
 
 }  // namespace

@@ -2,12 +2,14 @@
 
 #include <sys/file.h>
 #include <sys/inotify.h>
+#include <sys/syscall.h>
 #include <sys/xattr.h>
 
 #include "host/file_replacement.h"
 #include "host/keep_beside.h"
 #include "host/staged_file.h"
 #include "tests/support/file_trees.h"
+#include "tests/support/forbidden_call.h"
 #include "tests/support/volumes.h"
 #include "tests/support/without_root_rights.h"
 
@@ -271,6 +273,28 @@ TEST_F(KeepBesideTest, TakesBackWhatWasNotReplaced) {
   RestoreKept(KeepBeside(Place(), "old", Flush::kNone), Place());
   EXPECT_FALSE(fs::exists(file_ + ".damaged"));
   EXPECT_EQ(ReadFile(file_), "old");
+}
+
+// Without hard links there is a copy, and a file that could not be read gets another name.
+TEST_F(KeepBesideTest, WhereAFileHasOneNameOnly) {
+  const std::vector<int> results = InProcesses(1, [this](int) {
+    ForbidCall(SYS_linkat, 4, Compare::kEqual, 0, EPERM);
+    for (const bool is_first : {true, false}) {
+      const KeptFile kept = KeepBeside(Place(), "old", Flush::kToDisk);
+      EXPECT_EQ(kept.error, 0);
+      EXPECT_EQ(kept.made, is_first);
+      EXPECT_EQ(ReadFile(kept.path), "old");
+      EXPECT_FALSE(fs::equivalent(kept.path, file_));
+    }
+    WriteFile(file_, "changed");
+    const KeptFile kept = KeepUnreadBeside(Place());
+    EXPECT_EQ(kept.path, file_ + ".damaged-2");
+    EXPECT_FALSE(fs::exists(file_));
+    RestoreKept(kept, Place());
+    EXPECT_EQ(ReadFile(file_), "changed");
+    return HasFailure() ? 1 : 0;
+  });
+  EXPECT_EQ(results[0], 0);
 }
 
 // What others put under the names neither leads the copy elsewhere nor keeps it from being made.

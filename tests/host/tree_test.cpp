@@ -3,6 +3,7 @@
 #include <numeric>
 #include <regex>
 
+#include "host/copy_crew.h"
 #include "host/move_file.h"
 #include "host/paths.h"
 #include "host/tree_merge.h"
@@ -269,6 +270,20 @@ TEST_F(TreeMergeTest, FailuresComeInTheOrderOfTheWalk) {
     std::erase_if(files, [](const std::string& entry) { return entry.ends_with('|'); });
     EXPECT_EQ(TreeIn(top_ / target), files);
   }
+}
+
+TEST(OrderedOutcome, KeepsTheFirstThousandFailures) {
+  OrderedOutcome ordered;
+  for (unsigned number = 1500; number-- > 0;) {
+    ordered.Add(number, "f/", std::to_string(number), EIO, Side::kTarget);
+  }
+  ordered.Add(1500, "f/", "x", 0, Side::kSource);
+  TreeOutcome report;
+  ordered.AddTo(&report);
+  EXPECT_EQ((std::vector{report.done, report.failed, report.failures.size()}),
+            (std::vector<std::size_t>{1, 1500, 1000}));
+  EXPECT_EQ(report.failures.front().path + report.failures.back().path, "f/0f/999");
+  EXPECT_EQ(report.failures.back().side, Side::kTarget);
 }
 
 class TreeRemovalTest : public EnvironmentTest {
