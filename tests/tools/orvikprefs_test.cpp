@@ -408,7 +408,7 @@ TEST_F(OrvikPrefsTest, NothingOfTheCallersHomeCountsInAnotherRoot) {
   Out(root + "--scope=user set K n v");
   EXPECT_FALSE(fs::exists(env_.home() / "Library"));
   EXPECT_TRUE(fs::exists(image / "root" / file));
-  Out(root + "--home " + home.string() + " --scope=user set K n v");
+  Out(root + "--home " + fs::relative(home).string() + " --scope=user set K n v");
   EXPECT_TRUE(fs::exists(home / file));
 }
 
@@ -419,6 +419,8 @@ TEST_F(OrvikPrefsTest, SaysWhereTheFilesAre) {
   Out("--domain a.b set K n v");
   Out("--scope 2 --domain hidden set K n v");
   const std::string folder = File().parent_path();
+  const std::string gone = "cd " + home.string() + "; mkdir g; cd g; rmdir ../g; exec " + program_;
+  EXPECT_EQ(RunCommand({"sh", "-c", gone + " --root . list"}).status, 1);
   EXPECT_TRUE(Out("domains").starts_with("a.b\t" + folder + "/a.b.plist\t"));
   EXPECT_EQ(std::count(out_.begin(), out_.end(), '\n'), 2);
   EXPECT_TRUE(Contains(Out("domains --scope 2 --json"), "\"domain\": \"hidden\""));

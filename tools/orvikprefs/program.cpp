@@ -12,16 +12,17 @@ namespace orvik::prefstool {
 
 namespace {
 
-// Points a variable to the folder that an option names. False when it is not a folder.
-bool UseFolder(const Context& context, const char* variable, const std::string& folder) {
+// The absolute path of a folder that an option names, because a home that is not one would not
+// count; "" after a message.
+std::string FolderOf(const Context& context, const std::string& folder) {
   std::error_code error;
-  if (!std::filesystem::is_directory(folder, error)) {
-    context.Fail(kUsage, Quoted(folder) + " is not a folder" +
-                             (error ? ": " + error.message() : std::string()));
-    return false;
+  if (std::filesystem::is_directory(folder, error)) {
+    std::string path = std::filesystem::absolute(folder, error).string();
+    if (!error) return path;
   }
-  setenv(variable, folder.c_str(), 1);
-  return true;
+  context.Fail(kUsage, Quoted(folder) + " is not a folder" +
+                           (error ? ": " + error.message() : std::string()));
+  return "";
 }
 
 // Carries out a parsed line. Help and version come before everything else: they look at no store.
@@ -111,11 +112,16 @@ int FailToReadKey(const Context& context, const PrefStatus& status, const KeyPat
 bool UseStore(Context& context, const CommandLine& line) {
   // With a root of its own nothing of the caller's home counts, unless it is named.
   if (line.Has("--root")) {
-    const std::string root = line.Value("--root");
-    if (!UseFolder(context, "ORVIK_SYSTEM_ROOT", root)) return false;
-    setenv("HOME", (std::filesystem::absolute(root) / "root").c_str(), 1);
+    const std::string root = FolderOf(context, line.Value("--root"));
+    if (root.empty()) return false;
+    setenv("ORVIK_SYSTEM_ROOT", root.c_str(), 1);
+    setenv("HOME", (root + "/root").c_str(), 1);
   }
-  if (line.Has("--home") && !UseFolder(context, "HOME", line.Value("--home"))) return false;
+  if (line.Has("--home")) {
+    const std::string home = FolderOf(context, line.Value("--home"));
+    if (home.empty()) return false;
+    setenv("HOME", home.c_str(), 1);
+  }
   if (line.Has("--scope")) context.scope = ScopeOf(line.Value("--scope")).value_or(context.scope);
   if (line.Has("--domain")) {
     context.domain = FromUtf8(line.Value("--domain")).value_or(context.domain);
