@@ -463,6 +463,8 @@ TEST_F(OrvikPrefsTest, ShowsAndFreesTheLock) {
 
 // A change that is held up shows its process to whoever waits.
 TEST_F(OrvikPrefsTest, NamesTheProcessThatHoldsTheKernelsLock) {
+  Out("--scope user lock --release");  // this scope has no record
+  Out("--scope machine lock --force");
   Out("set K n v");
   const std::string lock = File().parent_path() / ".orvik.lock";
   OtherProcess holder([&] {

@@ -85,23 +85,32 @@ int FailUnknown(const Context& context, const LockHolder& holder, const std::str
       kNotPermitted, "lock: " + before + "not known: no permission to read " + Quoted(holder.file));
 }
 
+// Whether the scope's lock has a record, of the domain as its caller names it. The other scopes
+// have the kernel's lock alone, which nothing frees.
+bool HasRecord(const Context& context) {
+  return EffectiveDomain(context.scope, context.domain).scope == kSharedScope;
+}
+
 // Reports the lock after its record was removed. A kernel lock lasts as long as its process.
 int ShowFreed(const Context& context) {
   const LockHolder holder = FindHolder(context);
-  const SharedLockRecord record = CopySharedLockRecord(context.domain);
-  if (record.lock != 0) {
-    return context.Fail(kNotSaved, Quoted(record.file) + " still shows the lock");
+  const bool has_record = HasRecord(context);
+  if (has_record) {
+    const SharedLockRecord record = CopySharedLockRecord(context.domain);
+    if (record.lock != 0) {
+      return context.Fail(kNotSaved, Quoted(record.file) + " still shows the lock");
+    }
   }
   if (holder.is_held()) {
     return context.Fail(
         kLockNotObtained,
-        "lock: the record is free, but a process holds the kernel's lock, which only "
-        "ends with it: " +
-            Describe(holder));
+        std::string("lock: ") + (has_record ? "the record is free, but " : "") +
+            "a process holds the kernel's lock, which only ends with it: " + Describe(holder));
   }
   if (holder.is_unknown()) {
     return FailUnknown(context, holder,
-                       "the record is free; whether the kernel's lock is free is ");
+                       std::string(has_record ? "the record is free; " : "") +
+                           "whether the kernel's lock is free is ");
   }
   context.Confirm("the lock is free");
   return kDone;
@@ -110,10 +119,7 @@ int ShowFreed(const Context& context) {
 }  // namespace
 
 LockHolder FindHolder(const Context& context) {
-  // Every shared-scope write locks the domain as its caller names it.
-  if (EffectiveDomain(context.scope, context.domain).scope != kSharedScope) {
-    return HolderOfFolder(context);
-  }
+  if (!HasRecord(context)) return HolderOfFolder(context);
   const SharedLockRecord record = CopySharedLockRecord(context.domain);
   LockHolder holder;
   holder.state = record.state;
@@ -153,6 +159,7 @@ int Lock(const Context& context, const CommandLine& line) {
     Show(context, holder);
     return holder.is_unknown() ? FailUnknown(context, holder, "") : kDone;
   }
+  if (!HasRecord(context)) return ShowFreed(context);
   if (line.Has("--force")) {
     UnlockGlobalSharedPList(context.domain);
   } else if (!ReleaseStaleSharedLock(context.domain)) {
