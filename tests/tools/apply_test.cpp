@@ -61,6 +61,7 @@ TEST_F(ApplyTest, AppliesScripts) {
       {"add-element Software/Vendor/App Count 1\n", 6, "the value is not an array"},
       {"set K n 1 2\n", 1, "line 1, column 11 (byte 10): unexpected text after the last word"},
       {"set K n'm 1\n", 1, "needs double quotes"},
+      {"set [\"K\", 5] n 1\n", 1, "a KEY in brackets holds names alone"},
       {"merge K [1]\n", 1, "needs an object"},
       {"delete-key \"\"\n", 1, "needs a key below the domain"},
       {"frob K\n", 1, "line 1, column 1 (byte 0): \"frob\" is not a command of scripts"},
@@ -76,7 +77,9 @@ TEST_F(ApplyTest, AppliesScripts) {
       Fails("apply " + given_ + option, status, message);
     EXPECT_EQ(ReadFile(File()), before);
   }
-  WriteFile(given_, "\xEF\xBB\xBFreplace \"\" {\"K\": {\"n\": 1}}\nrequire K n 1\n");
+  WriteFile(given_,
+            "\xEF\xBB\xBFreplace \"\" {\"K\": {\"\\ufdd0D800\": 1}}\n"
+            "require K \"\\ufdd0D800\" 1\ndelete \"K\" \"\\ufdd0D800\"\nset K n 1\n");
   EXPECT_EQ(Out("apply " + given_ + " -q"), "");
   EXPECT_EQ(Out("tree"), "K/n\tinteger\t1\n");
 }

@@ -155,7 +155,13 @@ TEST_F(OrvikPrefsTest, AcceptsThePathsThatItPrints) {
   Out("set [x] n v");
   Out("set 'line\nbreak' 't\tab\u202e' v");
   Out("set '[\"\"]' '' v");
-  Out(R"(set ["\ufdd0D800"] n v)");
+  const std::string lone =
+      "\uFDD0"
+      "D800";
+  Out("set " + lone + " " + lone + " " + lone);
+  EXPECT_EQ(Out(R"(--json get ["\ufdd0D800"])"), "{\n  \"" + lone + "\": \"" + lone + "\"\n}\n");
+  Out("rename " + lone + " " + lone + " " + lone + " n");
+  Out("set " + lone + " n v");
   Out("set '' top v");
   Fails("get '[\"a/b\",\"none\"]'", 2, "key [\"a/b\",\"none\"]: not found");
   for (const std::string command : {"tree", "-z tree", "find v"}) {

@@ -141,7 +141,7 @@ class LineReader {
     if (words.key.empty() && !verb.key_may_be_empty) {
       return Fail(std::string(verb.name) + " needs a key below the domain");
     }
-    if (verb.has_name && !ReadName(words.name)) return false;
+    if (verb.has_name && !ReadText("NAME", words.name)) return false;
     if ((verb.has_value || verb.has_object) && !ReadValue(words.value)) return false;
     if (verb.has_object && !words.value.is_dictionary()) {
       return Fail(std::string(verb.name) + " needs an object of JSON");
@@ -181,17 +181,22 @@ class LineReader {
   }
 
   // A JSON string, or a bare word.
-  bool ReadText(const char* what, std::string& text) {
+  bool ReadText(const char* what, CAtlString& text) {
     if (AtEnd()) return Fail(std::string("a ") + what + " is expected");
     const std::size_t begin = at_;
-    if (line_[at_] != '"') {
-      text = ReadBareWord();
-      if (!text.empty() && (at_ == line_.size() || !IsMark(line_[at_]))) return true;
-      return Fail(std::string("a ") + what + " needs double quotes around such characters", begin);
-    }
     Value value;
-    if (!ReadValue(value)) return false;
-    text = ValueText(value);
+    if (line_[at_] == '"') {
+      if (!ReadValue(value)) return false;
+    } else {
+      const std::string_view word = ReadBareWord();
+      if (word.empty() || (at_ < line_.size() && IsMark(line_[at_]))) {
+        return Fail(std::string("a ") + what + " needs double quotes around such characters",
+                    begin);
+      }
+      value = ParseValue(Type::kString, word);
+      if (!value) return Fail(std::string("the ") + what + " is not UTF-8", begin);
+    }
+    text = CAtlString(std::u16string_view(value.text().ToUnits()));
     return true;
   }
 
@@ -200,29 +205,18 @@ class LineReader {
   }
 
   bool ReadKey(KeyPath& key) {
-    std::string text;
-    const bool is_array = !AtEnd() && line_[at_] == '[';
-    const std::size_t begin = at_;
-    if (is_array) {
-      Value value;
-      if (!ReadValue(value)) return false;
-      text = line_.substr(begin, at_ - begin);
-    } else if (!ReadText("KEY", text)) {
-      return false;
+    if (AtEnd() || line_[at_] != '[') {
+      CAtlString path;
+      if (!ReadText("KEY", path)) return false;
+      key = KeyPath(path);
+      return true;
     }
-    const std::optional<KeyPath> parsed =
-        is_array || !text.starts_with('[') ? ParseKey(text) : KeyPath(*FromUtf8(text));
-    if (!parsed) return Fail("the KEY is not UTF-8", begin);
-    key = *parsed;
-    return true;
-  }
-
-  bool ReadName(CAtlString& name) {
-    std::string text;
-    if (!ReadText("NAME", text)) return false;
-    const std::optional<CAtlString> units = FromUtf8(text);
-    if (!units) return Fail("the NAME is not UTF-8");
-    name = *units;
+    const std::size_t begin = at_;
+    Value list;
+    if (!ReadValue(list)) return false;
+    const std::optional<KeyPath> names = KeyOfNames(list);
+    if (!names) return Fail("a KEY in brackets holds names alone, each in double quotes", begin);
+    key = *names;
     return true;
   }
 

@@ -18,7 +18,6 @@ namespace orvik::prefstool {
 namespace {
 
 constexpr std::string_view kByteOrderMark = "\xEF\xBB\xBF";
-constexpr std::string_view kEscapeUtf8 = "\xEF\xB7\x90";  // U+FDD0
 // A dictionary in a wrapper is two objects of JSON.
 constexpr std::size_t kMaximumNesting = 2 * plist::kMaximumDepth + 2;
 
@@ -303,16 +302,9 @@ class Reader {
       if (!ReadEscape()) return {};
     }
     ++at_;
-    return MakeString(begin);
-  }
-
-  Value MakeString(std::size_t begin) {
-    std::optional<Value> string = Value::FromUtf8(last_string_);
+    Value string = ParseValue(Type::kString, last_string_);
     if (!string) return Fail("the string is not UTF-8", begin);
-    if (last_string_.find(kEscapeUtf8) == std::string::npos) return *std::move(string);
-    std::u16string units = string->text().ToUnits();
-    plist::UnescapeText(units);
-    return units;
+    return string;
   }
 
   bool ReadEscape() {

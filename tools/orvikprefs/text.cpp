@@ -52,7 +52,7 @@ KeyPath KeyAt(const CommandLine& line, std::size_t index) {
 }
 
 CAtlString NameAt(const CommandLine& line, std::size_t index) {
-  return *FromUtf8(line.Argument(index));
+  return *NameUnits(line.Argument(index));
 }
 
 }  // namespace orvik::prefstool

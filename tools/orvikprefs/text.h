@@ -53,8 +53,8 @@ std::optional<Number> ParseNumber(std::string_view text) {
 // "1 change", "2 changes".
 std::string Counted(std::size_t count, std::string_view one, std::string_view several);
 
-// The KEY and NAME at these arguments of a line, the domain's top level and "" for arguments that
-// were not given. The grammar lets only UTF-8 through.
+// The KEY and NAME at these arguments of a line as ParseKey and NameUnits read them, the domain's
+// top level and "" for arguments that were not given. The grammar lets only UTF-8 through.
 KeyPath KeyAt(const CommandLine& line, std::size_t index = 0);
 CAtlString NameAt(const CommandLine& line, std::size_t index = 1);
 

@@ -105,6 +105,15 @@ std::string RealText(double real) {
   return text;
 }
 
+// Undoes the escapes of ValueText.
+Value ParseString(std::string_view text) {
+  std::optional<Value> string = Value::FromUtf8(text);
+  if (!string || text.find(kEscape) == std::string_view::npos) return string.value_or(Value());
+  std::u16string units = string->text().ToUnits();
+  plist::UnescapeText(units);
+  return units;
+}
+
 // Signed 64 bits where they suffice, else unsigned.
 Value ParseInteger(std::string_view text) {
   if (const auto number = ParseNumber<std::int64_t>(text)) return *number;
@@ -188,7 +197,7 @@ std::string ValueText(const Value& value) {
 Value ParseValue(Type type, std::string_view text) {
   switch (type) {
     case Type::kString:
-      return Value::FromUtf8(text).value_or(Value());
+      return ParseString(text);
     case Type::kInteger:
       return ParseInteger(text);
     case Type::kReal:
@@ -211,13 +220,11 @@ std::string NameText(const plist::Text& name) {
   return plist::EscapedSurrogates(name);
 }
 
-// Undoes NameText. Nothing for a name that is not UTF-8.
-std::optional<CAtlString> NameUnits(const std::string& name) {
-  std::optional<CAtlString> text = FromUtf8(name);
-  if (!text || name.find(kEscape) == std::string::npos) return text;
-  std::u16string units(text->View());
-  plist::UnescapeText(units);
-  return CAtlString(std::u16string_view(units));
+// Undoes NameText.
+std::optional<CAtlString> NameUnits(std::string_view name) {
+  const Value text = ParseString(name);
+  if (!text) return std::nullopt;
+  return CAtlString(std::u16string_view(text.text().ToUnits()));
 }
 
 Path PathOf(const KeyPath& key) {
@@ -248,19 +255,23 @@ std::string JoinedPath(const Path& path) {
   return text;
 }
 
+std::optional<KeyPath> KeyOfNames(const Value& list) {
+  if (!list.is_array()) return std::nullopt;
+  std::vector<CAtlString> names;
+  for (const Value& name : list.elements()) {
+    if (!name.is_string()) return std::nullopt;
+    names.emplace_back(std::u16string_view(name.text().ToUnits()));
+  }
+  return KeyPath::FromNames(std::move(names));
+}
+
 // A JSON array of strings is a list of names. Any other text, also one that begins with "[", is a
 // path with separators.
 std::optional<KeyPath> ParseKey(const std::string& text) {
   TextError error;
   const Value list = text.starts_with('[') ? ReadJson(text, &error) : Value();
-  bool has_names_alone = list.is_array();
-  std::vector<CAtlString> names;
-  for (const Value& name : has_names_alone ? list.elements() : std::vector<Value>()) {
-    has_names_alone = has_names_alone && name.is_string();
-    if (has_names_alone) names.emplace_back(std::u16string_view(name.text().ToUnits()));
-  }
-  if (has_names_alone) return KeyPath::FromNames(std::move(names));
-  const std::optional<CAtlString> path = FromUtf8(text);
+  if (std::optional<KeyPath> names = KeyOfNames(list)) return names;
+  const std::optional<CAtlString> path = NameUnits(text);
   if (!path) return std::nullopt;
   return KeyPath(*path);
 }

@@ -40,7 +40,8 @@ inline const char* TypeName(const Value& value) {
 //                                               seconds since 2001
 std::string ValueText(const Value& value);
 
-// Returns the value of the type that the text means, or no value.
+// Returns the value of the type that the text means, or no value: a text of ValueText gives its
+// value.
 //
 //   string              any UTF-8
 //   integer             decimal, of 64 bits, signed or not
@@ -62,7 +63,7 @@ using Path = std::vector<std::string>;
 // one text.
 std::string NameText(const plist::Text& name);
 // The name that NameText gave; nothing when it is not UTF-8.
-std::optional<CAtlString> NameUnits(const std::string& name);
+std::optional<CAtlString> NameUnits(std::string_view name);
 
 // The names of a key path.
 Path PathOf(const KeyPath& key);
@@ -75,9 +76,11 @@ bool IsAtOrBelow(const Path& path, const Path& above);
 // array. It is printed as it is; ParseKey reads either form.
 std::string JoinedPath(const Path& path);
 
-// A key path as people write it: names separated by "/" or "\\", or a JSON array of names. Nothing
-// when the text is not UTF-8.
+// A key path as people write it: names separated by "/" or "\\", each as NameText gives it, or a
+// JSON array of names. Nothing when the text is not UTF-8.
 std::optional<KeyPath> ParseKey(const std::string& text);
+// The key path of a list of strings; nothing for any other value.
+std::optional<KeyPath> KeyOfNames(const Value& list);
 
 // Walks the entries of a dictionary and of all dictionaries below it: a key comes before its
 // entries, names ascend by their UTF-16 units. Uses no stack space for depth.

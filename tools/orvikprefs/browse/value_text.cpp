@@ -178,8 +178,6 @@ std::optional<std::string> LineOf(const Value& value) {
   for (std::size_t at = 0; at < text.size(); ++at) {
     if (ControlAt(text, at)) return std::nullopt;
   }
-  // A lone surrogate cannot be typed.
-  if (value.is_string() && ParseValue(Type::kString, text) != value) return std::nullopt;
   return text;
 }
 
