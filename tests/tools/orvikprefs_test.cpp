@@ -433,6 +433,19 @@ TEST_F(OrvikPrefsTest, SaysWhereTheFilesAre) {
 }
 
 TEST_F(OrvikPrefsTest, ShowsAndFreesTheLock) {
+  WriteFile(folder + "/not a\\domain.plist", "");
+  fs::create_directory(folder + "/closed");
+  fs::permissions(folder + "/closed", fs::perms::none);
+  fs::permissions(env_.folder(), fs::perms(0755));
+  {
+    const WithoutRootRights user(env_.folder());
+    Fails("domains", 7, "/closed\" cannot be read: ");
+  }
+  EXPECT_EQ(std::count(out_.begin(), out_.end(), '\n'), 2);
+  fs::permissions(folder + "/closed", fs::perms::owner_all);
+  fs::remove(File());
+  fs::create_symlink(File(), File());  // a loop
+  EXPECT_TRUE(Contains(Out("where"), "\tunreadable\t"));
   EXPECT_EQ(Out("lock"), "free\n");
   const std::string pid = std::to_string(getpid());
   const auto record = [&](const std::string& process) {

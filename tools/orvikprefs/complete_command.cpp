@@ -90,7 +90,7 @@ bool OfferWords(const Context& context, Word kind, const CommandLine& line,
       for (const ScopeName& row : kScopeNames) candidates.Offer(row.name);
       break;
     case Word::kDomain:
-      for (const DomainFile& domain : DomainsOf(context.scope)) candidates.Offer(domain.name);
+      for (const DomainFile& domain : DomainsOf(context.scope).list) candidates.Offer(domain.name);
       break;
     case Word::kCommand:
       for (const Command& command : OrvikPrefsGrammar().commands) candidates.Offer(command.name);

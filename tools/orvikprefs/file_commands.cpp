@@ -80,7 +80,8 @@ int Where(const Context& context, const CommandLine& /*line*/) {
 int Domains(const Context& context, const CommandLine& /*line*/) {
   JsonWriter rows;
   rows.BeginArray();
-  for (const DomainFile& domain : DomainsOf(context.scope)) {
+  const DomainFiles found = DomainsOf(context.scope);
+  for (const DomainFile& domain : found.list) {
     if (context.json) {
       rows.BeginObject().Name("domain").Text(domain.name).Name("file").Text(domain.file);
       rows.Name("size").Integer(static_cast<std::int64_t>(domain.size)).EndObject();
@@ -89,7 +90,7 @@ int Domains(const Context& context, const CommandLine& /*line*/) {
     }
   }
   if (context.json) *context.out << rows.EndArray().json() << '\n';
-  return kDone;
+  return found.error == 0 ? kDone : context.FailFile(found.folder, found.error, false);
 }
 
 // In the JSON form the state stands in the output and in the exit status.

@@ -12,11 +12,14 @@
 #include <ostream>
 
 #include "host/node_copy.h"
+#include "host/paths.h"
 #include "host/private_files.h"
 #include "host/replace_file.h"
 #include "host/tree_removal.h"
+#include "host/tree_walk.h"
 #include "plist/sink.h"
 #include "prefs/reporting.h"
+#include "prefs/scope.h"
 #include "tools/orvikprefs/text.h"
 
 namespace orvik::prefstool {
@@ -89,26 +92,47 @@ int WriteWhole(const Context& context, const std::string& file, const std::strin
   return context.FailFile(file, result.error, true);
 }
 
-std::vector<DomainFile> DomainsOf(int scope) {
+DomainFiles DomainsOf(int scope) {
   // Any domain has its file in the folder of all; scopes with a dot before the domain keep it. A
   // domain with a "/" in its name has its file in a folder below.
   constexpr std::string_view kEnding = ".plist", kLockEnding = ".lock.plist";
   const fs::path some = PreferenceFilePath(scope, CAtlString(u"x"));
   const std::string_view dot = some.filename().native().starts_with('.') ? "." : "";
-  std::vector<DomainFile> found;
-  std::error_code error;
-  fs::recursive_directory_iterator entry(some.parent_path(), error);
-  for (; !error && entry != fs::recursive_directory_iterator(); entry.increment(error)) {
-    const std::string name = entry->path().lexically_relative(some.parent_path()).native();
-    std::error_code not_there;
+  const std::string top = some.parent_path().native() + "/";
+  DomainFiles found;
+  host::TreeWalk walk;
+  const auto list = [&](const dirent& entry, mode_t) {
+    const std::string name = walk.path() + entry.d_name;
     if (!name.ends_with(kEnding) || name.ends_with(kLockEnding) ||
-        name.starts_with('.') != !dot.empty() || !entry->is_regular_file(not_there)) {
-      continue;
+        name.starts_with('.') != !dot.empty()) {
+      return 0;
     }
-    found.push_back({name.substr(dot.size(), name.size() - dot.size() - kEnding.size()),
-                     entry->path().native(), entry->file_size(not_there)});
+    const std::string domain = name.substr(dot.size(), name.size() - dot.size() - kEnding.size());
+    const std::string path = top + name;
+    std::error_code unknown;
+    if (IsUsableDomain(FromUtf8(domain).value_or(u"")) && fs::is_regular_file(path, unknown)) {
+      found.list.push_back({domain, path, fs::file_size(path, unknown)});
+    }
+    return 0;
+  };
+  const auto enter = [&](host::Descriptor folder, const std::string& name) {
+    int error = walk.Enter(std::move(folder), name);
+    const std::string path = top + walk.path() + (error != 0 ? name : "");
+    if (error == 0) error = walk.List(list);
+    if (error != 0 && error != ENOENT && found.error == 0) {
+      found.error = error;
+      found.folder = path;
+    }
+  };
+  enter(host::OpenPath(top, O_RDONLY | O_DIRECTORY | O_CLOEXEC), "");
+  while (walk.depth() != 0) {
+    if (const std::optional<std::string> name = walk.TakeSubfolder()) {
+      enter(walk.OpenSubfolder(*name), *name);
+    } else if (walk.Leave() != 0) {
+      break;
+    }
   }
-  std::sort(found.begin(), found.end(),
+  std::sort(found.list.begin(), found.list.end(),
             [](const DomainFile& one, const DomainFile& other) { return one.name < other.name; });
   return found;
 }

@@ -32,10 +32,17 @@ struct DomainFile {
   std::uintmax_t size;  // in bytes
 };
 
-// The domains that have a file in the scope (0 to 5), in the order of their names' bytes. Files
-// that lie beside a preference file without being one (the lock records, what repair kept) are left
-// out. A folder that cannot be read holds none.
-std::vector<DomainFile> DomainsOf(int scope);
+struct DomainFiles {
+  std::vector<DomainFile> list;
+  int error = 0;       // the errno value of a folder that cannot be read; the others are listed
+  std::string folder;  // that folder
+};
+
+// The domains that have a file in the scope (0 to 5), in the order of their names' bytes; each name
+// can be given back. Files that lie beside a preference file without being one (the lock records,
+// what repair kept) are left out, as are those whose names are not of a domain (IsUsableDomain). A
+// folder that is missing holds none.
+DomainFiles DomainsOf(int scope);
 
 // How a transaction ended, with what --backup, --check and --dry-run ask for.
 struct Carried {

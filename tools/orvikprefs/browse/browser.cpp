@@ -226,11 +226,9 @@ void Browser::ChooseScope() {
 
 void Browser::ChooseDomain() {
   std::vector<FileRow> files;
-  for (const DomainFile& domain : DomainsOf(model_->scope())) {
-    const std::optional<CAtlString> name = FromUtf8(domain.name);
-    if (!name) continue;
+  for (const DomainFile& domain : DomainsOf(model_->scope()).list) {
     files.push_back({model_->scope(),
-                     *name,
+                     *FromUtf8(domain.name),
                      Escaped(domain.name) + "  " + std::to_string(domain.size) + " bytes",
                      {}});
   }

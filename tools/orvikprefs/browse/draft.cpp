@@ -311,11 +311,10 @@ std::string Draft::LockHolder() const {
 std::vector<Place> PlacesWith(const Path& path) {
   std::vector<Place> places;
   for (const ScopeName& scope : kNamedScopes) {
-    for (const DomainFile& file : DomainsOf(scope.scope)) {
-      const std::optional<CAtlString> domain = FromUtf8(file.name);
-      if (!domain) continue;
-      Value value = FindIn(ReadDomain(scope.scope, *domain).value, path);
-      if (value) places.push_back({scope.scope, *domain, std::move(value)});
+    for (const DomainFile& file : DomainsOf(scope.scope).list) {
+      const CAtlString domain = *FromUtf8(file.name);
+      Value value = FindIn(ReadDomain(scope.scope, domain).value, path);
+      if (value) places.push_back({scope.scope, domain, std::move(value)});
     }
   }
   return places;
