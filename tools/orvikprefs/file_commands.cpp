@@ -16,8 +16,9 @@ namespace {
 std::string StateOf(const PrefStatus& status) {
   if (status.ok()) return "sound";
   if (status.error == PrefError::kNotFound) return "absent";
-  if (status.error == PrefError::kUnreadable) return "unreadable";
-  return "damaged";
+  const bool is_damaged =
+      status.error == PrefError::kDamaged || status.error == PrefError::kRootNotDictionary;
+  return is_damaged ? "damaged" : "unreadable";
 }
 
 void WriteLosses(JsonWriter& form, const PrefRepair& repair) {
