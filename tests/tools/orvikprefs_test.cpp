@@ -34,8 +34,9 @@ TEST_F(OrvikPrefsTest, TellsFailuresApart) {
     const char* message = "";
   } kRows[] = {
       {"get Software/Vendor/App/Path x", 2},
+      {"get Software --show-scope --type", 1, "--type and --show-scope cannot be combined"},
       {"get " + std::string(120000, 'x') + " n", 2, "(120000 bytes): not found"},
-      {"set Software/Vendor/App/Path x y", 3},
+      {"set Software/Vendor/App/Path x y --if-absent", 3, "leads through a value"},
       {"set K n 12x --int", 1},
       {"set K n 1 --int --bool", 1},
       {"set K n v --if-absent --if-equals v", 1},
@@ -119,6 +120,7 @@ TEST_F(OrvikPrefsTest, GetsListsAndFinds) {
   const std::pair<const char*, std::string> kRows[] = {
       {"get Software/Vendor/App none --default a\\b", "a\\b\n"},
       {"get Software/Vendor/App/Path none --default=", "\n"},
+      {"get Software/Vendor/none --default a", "a\n"},
       {"get Software/Vendor/App", "{\n  \"Count\": 42,\n  \"Path\": \"/Apps/Größe\"\n}\n"},
       {"get Software/Vendor/App Path --format json", "\"/Apps/Größe\"\n"},
       {"list Software/Vendor", "App\nline\nbreak\n"},
@@ -217,7 +219,7 @@ TEST_F(OrvikPrefsTest, MessagesNameTheStore) {
   Out("set K n v");
   EXPECT_EQ(Prefs("get K m"), 2);
   EXPECT_EQ(error_, "orvikprefs: \"m\" in key \"K\": not found" + where);
-  for (const char* const line : {"list K/n", "tree K/n", "export K/n", "find v K/n"}) {
+  for (const char* const line : {"list K/n", "tree K/n", "export K/n", "find v K/n", "edit K/n"}) {
     Fails(line, 2, "orvikprefs: \"K/n\" is a value, not a key; \"orvikprefs get\" prints it\n");
   }
   EXPECT_EQ(Prefs("--scope=5 --domain d set ../x n v"), 0);
@@ -274,6 +276,7 @@ TEST_F(OrvikPrefsTest, WorksAcrossStores) {
   Out("copy K Copy --to-scope user");
   Out("copy K n Copy o --to-domain other.domain");
   Fails("copy K Copy --to-scope user", 6, "key \"Copy\" already exists");
+  Fails("copy K n K/n m --to-domain com.orviktech.Registry", 3, "leads through a value");
   Fails("copy K/n Copy --to-scope user --replace", 2, "leads through a value");
   Out("copy K/L Copy --to-scope user --replace");
   EXPECT_EQ(Out("--scope user tree"), "Copy/m\tstring\tv\n");
@@ -416,6 +419,8 @@ TEST_F(OrvikPrefsTest, NothingOfTheCallersHomeCountsInAnotherRoot) {
   EXPECT_TRUE(fs::exists(image / "root" / file));
   Out(root + "--home " + fs::relative(home).string() + " --scope=user set K n v");
   EXPECT_TRUE(fs::exists(home / file));
+  const std::string gone = "cd " + home.string() + "; mkdir g; cd g; rmdir ../g; exec " + program_;
+  EXPECT_EQ(RunCommand({"sh", "-c", gone + " --root . list"}).status, 1);
 }
 
 TEST_F(OrvikPrefsTest, SaysWhereTheFilesAre) {
@@ -425,14 +430,9 @@ TEST_F(OrvikPrefsTest, SaysWhereTheFilesAre) {
   Out("--domain a.b set K n v");
   Out("--scope 2 --domain hidden set K n v");
   const std::string folder = File().parent_path();
-  const std::string gone = "cd " + home.string() + "; mkdir g; cd g; rmdir ../g; exec " + program_;
-  EXPECT_EQ(RunCommand({"sh", "-c", gone + " --root . list"}).status, 1);
   EXPECT_TRUE(Out("domains").starts_with("a.b\t" + folder + "/a.b.plist\t"));
   EXPECT_EQ(std::count(out_.begin(), out_.end(), '\n'), 2);
   EXPECT_TRUE(Contains(Out("domains --scope 2 --json"), "\"domain\": \"hidden\""));
-}
-
-TEST_F(OrvikPrefsTest, ShowsAndFreesTheLock) {
   WriteFile(folder + "/not a\\domain.plist", "");
   fs::create_directory(folder + "/closed");
   fs::permissions(folder + "/closed", fs::perms::none);
@@ -446,6 +446,9 @@ TEST_F(OrvikPrefsTest, ShowsAndFreesTheLock) {
   fs::remove(File());
   fs::create_symlink(File(), File());  // a loop
   EXPECT_TRUE(Contains(Out("where"), "\tunreadable\t"));
+}
+
+TEST_F(OrvikPrefsTest, ShowsAndFreesTheLock) {
   EXPECT_EQ(Out("lock"), "free\n");
   const std::string pid = std::to_string(getpid());
   const auto record = [&](const std::string& process) {
@@ -460,6 +463,8 @@ TEST_F(OrvikPrefsTest, ShowsAndFreesTheLock) {
   EXPECT_EQ(Out("lock"), "free\n");
 
   record(fs::read_symlink("/proc/self/exe").filename().string());
+  Out("--scope user lock --release");  // this scope has no record
+  Out("--scope machine lock --force");
   Fails("lock --release", 4, ", process " + pid + " of ");
   const auto begin = std::chrono::steady_clock::now();
   Fails("--timeout 0.3 set K n w", 4, ", process " + pid + " of ");
@@ -482,8 +487,6 @@ TEST_F(OrvikPrefsTest, ShowsAndFreesTheLock) {
 
 // A change that is held up shows its process to whoever waits.
 TEST_F(OrvikPrefsTest, NamesTheProcessThatHoldsTheKernelsLock) {
-  Out("--scope user lock --release");  // this scope has no record
-  Out("--scope machine lock --force");
   Out("set K n v");
   const std::string lock = File().parent_path() / ".orvik.lock";
   OtherProcess holder([&] {

@@ -206,7 +206,7 @@ int Edit(const Context& context, const CommandLine& line) {
   const std::string what = KeyText(key);
   const PrefValue found = ReadPreferenceKey(context.scope, key, context.domain);
   if (!found.ok() && found.status.error != PrefError::kNotFound) {
-    return context.Fail(found.status, what, true);
+    return FailToReadKey(context, found.status, key);
   }
   const std::string before =
       found.ok() ? JsonText(found.value, JsonWriter::Layout::kIndented) : std::string("{}");

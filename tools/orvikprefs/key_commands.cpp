@@ -24,6 +24,11 @@ std::optional<Place> PlaceAt(const CommandLine& line, std::size_t index, bool is
   return Place{key.Parent(), key.name(key.count()), KeyText(key)};
 }
 
+// A value on the way to the place is another failure, which the change itself reports.
+void RequireFree(Transaction& transaction, const Place& place) {
+  transaction.RequireThat(place.key, place.name, [](const Value& there) { return !there; });
+}
+
 // Between two stores: what is read is put into the other one as one change. The source may change
 // in between; the target is as it was read.
 int CopyToStore(const Context& context, const CommandLine& line, const Place& from,
@@ -37,7 +42,7 @@ int CopyToStore(const Context& context, const CommandLine& line, const Place& fr
     return context.Fail({PrefError::kNotAKey}, from.text, false);
   }
   Transaction transaction = target.Change();
-  if (!line.Has("--replace")) transaction.RequireAbsent(to.key, to.name);
+  if (!line.Has("--replace")) RequireFree(transaction, to);
   transaction.Set(to.key, to.name, found.value);
   const PrefStatus status = transaction.Commit();
   if (status.error == PrefError::kConditionNotMet) {
@@ -70,10 +75,7 @@ int CopyOrRename(const Context& context, const CommandLine& line, const char* do
   }
   Transaction transaction = context.Change();
   if (keys) transaction.RequireKey(KeyAt(line));
-  const bool replace = line.Has("--replace");
-  if (!replace) {
-    transaction.RequireThat(to->key, to->name, [](const Value& there) { return !there; });
-  }
+  if (!line.Has("--replace")) RequireFree(transaction, *to);
   (transaction.*change)(from->key, from->name, to->key, to->name);
   const PrefStatus status = transaction.Commit();
   if (status.error == PrefError::kConditionNotMet) {

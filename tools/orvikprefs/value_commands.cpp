@@ -157,6 +157,7 @@ std::string RefusalOf(const CommandLine& line, const Value& present, const Value
     }
   }
   if (!present) return "";
+  if (line.Has("--if-absent")) return ": there is a value already";
   // A key that is this one already loses nothing.
   if (present.is_dictionary() && !line.Has("--replace-key") && present != wanted) {
     return " is a key; --replace-key replaces it with all that lies below it";
@@ -209,7 +210,14 @@ int SetElement(const Context& context, const CommandLine& line,
 }  // namespace
 
 int Get(const Context& context, const CommandLine& line) {
-  if (line.Has("--show-scope")) return ShowScopes(context, line);
+  if (line.Has("--show-scope")) {
+    for (const char* const option : {"--type", "--default", "--format"}) {
+      if (line.Has(option)) {
+        return context.Fail(kUsage, std::string(option) + " and --show-scope cannot be combined");
+      }
+    }
+    return ShowScopes(context, line);
+  }
   bool is_value = false;
   const PrefValue found = FindValue(context, line, is_value);
   if (found.ok()) return PrintValue(context, line, found.value, is_value);
@@ -219,8 +227,7 @@ int Get(const Context& context, const CommandLine& line) {
     return context.Fail(found.status, line.count() > 1 ? Address(line) : KeyText(KeyAt(line)),
                         false);
   }
-  const std::string text = line.Value("--default");
-  return PrintValue(context, line, ParseValue(Type::kString, text), is_value);
+  return PrintValue(context, line, ParseValue(Type::kString, line.Value("--default")), true);
 }
 
 int Set(const Context& context, const CommandLine& line) {
@@ -242,7 +249,6 @@ int Set(const Context& context, const CommandLine& line) {
   const CAtlString name = NameAt(line);
   const Type type = value.type();
   Transaction transaction = context.Change();
-  if (line.Has("--if-absent")) transaction.RequireAbsent(key, name);
   std::string reason;
   Type old_type = type;
   transaction.RequireThat(key, name, [&](const Value& present) {
@@ -254,9 +260,7 @@ int Set(const Context& context, const CommandLine& line) {
                   line.Has("--replace-key") ? ReplaceKeys::kYes : ReplaceKeys::kNo);
   const PrefStatus status = transaction.Commit();
   const std::string address = Address(line);
-  if (reason.empty() && status.error == PrefError::kConditionNotMet) {
-    reason = ": there is a value already";
-  } else if (status.error == PrefError::kIsAValue) {
+  if (status.error == PrefError::kIsAValue) {
     reason = " is a value; --replace-key replaces it by a key";
   }
   if (!reason.empty()) return context.Fail(kConditionNotMet, address + reason);
