@@ -140,6 +140,11 @@ class AnsibleTest(ProgramTest):
             ({"entries": [{"key": "K"}, {"key": "K", "state": "read"}]}, "state read does not go"),
             (dict(named, state="read", secret=True), "state read returns values"),
             (dict(named, value=1, timeout="soon"), "timeout"),
+            (dict(named, value="x" * 200000, domain=""), "is not a domain"),
+            (dict(named, value=1, key=["K", 5]), "list of names"),
+            (dict(named, value="1_000", type="integer"), "not of type integer"),
+            (dict(named, value="[NaN]", type="json"), "not of type json"),
+            ({"key": "K", "tree": {}, "check_type": True}, "check_type needs a value"),
             ({"key": "", "name": "a", "value": {"b": 1}}, None),
             ({"key": "", "name": "a", "value": 1}, "a key has this name: \"a\""),
             ({"key": "a", "name": "b", "value": "1", "check_type": True}, "has another type"))
@@ -204,14 +209,16 @@ class AnsibleTest(ProgramTest):
     - orvik_preference:
         key: K
         values: {day: 2024-05-06, time: 2024-05-06T07:08:09Z, there: 2024-05-06T09:08:09+02:00,
-                 bytes: !!binary AAEC, deep: [{day: 2024-05-06}], text: "2024-05-06"}
+                 bytes: !!binary AAEC, deep: [{day: 2024-05-06}], text: "2024-05-06",
+                 odd: [.nan, -.inf]}
     - orvik_preference: {key: K, name: n, type: date, value: 2024-05-06}
 """
         self.run_page(playbook)
         day, time = {"$date": "2024-05-06T00:00:00Z"}, {"$date": "2024-05-06T07:08:09Z"}
         self.assertEqual(self.values("first"), {"K": {
             "day": day, "time": time, "there": time, "bytes": {"$data": "AAEC"},
-            "deep": [{"day": day}], "text": "2024-05-06", "n": day}})
+            "deep": [{"day": day}], "text": "2024-05-06", "n": day,
+            "odd": [{"$real": "nan"}, {"$real": "-inf"}]}})
         self.run_page(playbook)
         self.assertNotIn('"changed": true', self.output)
 

@@ -57,7 +57,7 @@ options:
     type: bool
     default: false
   check_type:
-    description: Refuses to change the type of a value that is present.
+    description: Refuses to change the type of a value that is present. Not for a I(tree).
     type: bool
     default: false
   entries:
@@ -200,6 +200,9 @@ rc:
 """
 
 import json
+import math
+import re
+import subprocess
 
 from ansible.module_utils import basic
 
@@ -231,7 +234,7 @@ def typed(value, kind):
     if kind == "auto":
         return value
     if kind == "json":
-        return json.loads(value) if isinstance(value, str) else value
+        return json.loads(value, parse_constant=refused) if isinstance(value, str) else value
     if isinstance(value, dict) and list(value) in (["$date"], ["$data"]):
         value = value if "$" + kind in value else list(value.values())[0]
         if isinstance(value, dict):
@@ -239,17 +242,31 @@ def typed(value, kind):
     text = basic.to_text(value)
     if kind == "string":
         return text
-    if kind == "integer":
-        return int(text)
-    if kind == "real":
-        return float(text)
+    if kind in ("integer", "real"):
+        # What Python takes besides (1_000, digits of other scripts) is not a number in the store.
+        if not re.fullmatch("[-+.0-9a-zA-Z]+", text):
+            raise ValueError(text)
+        return int(text) if kind == "integer" else float(text)
     if kind == "boolean":
         return basic.boolean(value)
     return {"$" + kind: text}
 
 
+def refused(word):
+    raise ValueError(word)
+
+
+def written(value):
+    """The value in a form that JSON has: reals that are not numbers are {"$real": ...}."""
+    if isinstance(value, float) and not math.isfinite(value):
+        return {"$real": "nan" if math.isnan(value) else "inf" if value > 0 else "-inf"}
+    if isinstance(value, dict):
+        return {name: written(each) for name, each in value.items()}
+    return [written(each) for each in value] if isinstance(value, list) else value
+
+
 def line(verb, *words):
-    return " ".join([verb] + [json.dumps(word) for word in words]) + "\n"
+    return " ".join([verb] + [json.dumps(written(word)) for word in words]) + "\n"
 
 
 # The options of each state, and those that exclude each other.
@@ -261,8 +278,9 @@ NEEDS_NAME = ("value", "append")
 
 def check(entry):
     """Refuses options that would have no effect, or two meanings."""
-    if not isinstance(entry["key"], (str, list)):
-        raise Mistake("key is neither a path nor a list of names")
+    key = entry["key"]
+    if not isinstance(key, (str, list)) or not all(isinstance(name, str) for name in key):
+        raise Mistake("key is neither a path nor a list of names; a name such as 5 needs quotes")
     given = [option for option in ("name", "value", "append", "values", "names", "tree")
              if entry[option] is not None]
     for option in given:
@@ -277,6 +295,8 @@ def check(entry):
         raise Mistake("exact needs a tree")
     if entry["type"] != "auto" and "value" not in given:
         raise Mistake("type needs a value")
+    if entry["check_type"] and not {"value", "append", "values"}.intersection(given):
+        raise Mistake("check_type needs a value or values")
     if entry["state"] == "present" and given == ["name"]:
         raise Mistake("a value that is to be present needs a value")
 
@@ -321,11 +341,18 @@ class Store:
 
     def run(self, words, sound, script=""):
         """The status, one of those that are sound, and what the program printed."""
-        status, output, error = self.module.run_command(self.words + words, data=script,
-                                                         binary_data=True)
-        if status not in sound:
-            self.module.fail_json(msg=error.strip(), rc=status)
-        return status, json.loads(output) if output else None
+        # Not run_command: a program that ends before it has read the script would be a broken pipe
+        # there, and its reason lost.
+        try:
+            program = subprocess.Popen(self.words + words, stdin=subprocess.PIPE,
+                                       stdout=subprocess.PIPE, stderr=subprocess.PIPE)
+            output, error = program.communicate(script.encode())
+        except (OSError, ValueError) as mistake:
+            self.module.fail_json(msg="%s: %s" % (self.words[0], mistake))
+        if program.returncode not in sound:
+            self.module.fail_json(msg=error.decode("utf-8", "replace").strip(),
+                                  rc=program.returncode)
+        return program.returncode, json.loads(output.decode("utf-8")) if output else None
 
     def read(self, entry):
         key = entry["key"] if isinstance(entry["key"], str) else json.dumps(entry["key"])
