@@ -86,6 +86,9 @@ TEST_F(DirectoryPathOnDisk, ListsSubfoldersInTheOrderOfTheirLastNames) {
   EXPECT_EQ(Subfolders(u"z", TRUE), (Names{u"/b/z"}));  // below a folder that does not match
   EXPECT_EQ(Subfolders(u"z", FALSE), Names{});
   CAtlArray<Path> found;
+  Progress progress;
+  Folder(top_).ListSubDirectories(u"none", found, TRUE, nullptr, &progress);
+  EXPECT_EQ(progress.State().entries_done, 5u);
   found.Add(Path(u"/earlier/aa"));
   Folder(top_).ListSubDirectories(u"*", found, FALSE);
   Folder(At("none")).ListSubDirectories(u"*", found, TRUE);

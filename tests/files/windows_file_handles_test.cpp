@@ -41,7 +41,9 @@ TEST_F(WindowsFileHandlesTest, CreationDispositions) {
   }
   EXPECT_FALSE(Opens("no/folder", kReadWrite, 1, CREATE_ALWAYS));
   EXPECT_FALSE(Opens(".", kAccessRead, 1, OPEN_EXISTING));
-  EXPECT_EQ(CreateFile(nullptr, kAccessRead, 1, nullptr, 3, 0, nullptr), INVALID_HANDLE_VALUE);
+  for (const DWORD how : {CREATE_NEW, OPEN_EXISTING}) {
+    EXPECT_EQ(CreateFile(nullptr, kAccessRead, 1, nullptr, how, 0, nullptr), INVALID_HANDLE_VALUE);
+  }
 }
 
 TEST_F(WindowsFileHandlesTest, SharingByAccessAndShareMode) {

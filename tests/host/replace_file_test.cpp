@@ -279,11 +279,13 @@ TEST_F(KeepBesideTest, TakesBackWhatWasNotReplaced) {
 TEST_F(KeepBesideTest, WhereAFileHasOneNameOnly) {
   const std::vector<int> results = InProcesses(1, [this](int) {
     ForbidCall(SYS_linkat, 4, Compare::kEqual, 0, EPERM);
+    chmod(file_.c_str(), 0666);
     for (const bool is_first : {true, false}) {
       const KeptFile kept = KeepBeside(Place(), "old", Flush::kToDisk);
       EXPECT_EQ(kept.error, 0);
       EXPECT_EQ(kept.made, is_first);
       EXPECT_EQ(ReadFile(kept.path), "old");
+      EXPECT_EQ(ModeOf(kept.path), 0666u);
       EXPECT_FALSE(fs::equivalent(kept.path, file_));
     }
     WriteFile(file_, "changed");

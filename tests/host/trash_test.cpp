@@ -70,6 +70,11 @@ TEST_F(OpenTrashTest, InfoFilesSayWhereThingsCameFrom) {
   }
   EXPECT_FALSE(Exists(home_trash_ / "info/a b.txt.trashinfo"));
   TrashInfo kept;
+  {
+    const FileSizeLimit limit(5);
+    EXPECT_EQ(kept.Write("/x", target), EFBIG);
+    EXPECT_FALSE(Exists(home_trash_ / "info/a b.txt.trashinfo"));
+  }
   ASSERT_EQ(kept.Write("/x", target), 0);
   kept.Commit();
   EXPECT_TRUE(Exists(home_trash_ / "info/a b.txt.trashinfo"));

@@ -91,6 +91,8 @@ TEST_F(TreeMergeTest, MergesSaysWhatFailedAndGoesOn) {
     EXPECT_EQ(Failures(), spelled(failures));
     EXPECT_EQ(TreeText(top_ / "t"), spelled(target));
   }
+  EXPECT_EQ(Merge("s", "deep/er/t"), 0);
+  EXPECT_EQ(TreeText(top_ / "deep/er/t"), TreeText(top_ / "s"));
   WriteFile(top_ / "file", "x");
   EXPECT_EQ(Merge("none", "u"), ENOENT);
   EXPECT_EQ(Merge("file", "u"), ENOTDIR);

@@ -176,11 +176,16 @@ TEST(CAtlStringOperations, MapsCaseWithinItsLength) {
   EXPECT_EQ(shared.View(), u"stra\u00DFe \u00E9");
   text = u"\u00C9A\u039F\u03A3";
   EXPECT_EQ(text.Lowercased().View(), u"\u00E9a\u03BF\u03C2");
+  const CAtlString mixed = text;
   EXPECT_EQ(text.MakeLower().View(), u"\u00E9a\u03BF\u03C2");
+  EXPECT_EQ(mixed.View(), u"\u00C9A\u039F\u03A3");
   CAtlStringA bytes("\xC9z");
   const CAtlStringA same = bytes;
   EXPECT_EQ(bytes.MakeUpper().View(), "\xC9Z");
+  EXPECT_EQ(same.View(), "\xC9z");
+  const CAtlStringA upper = bytes;
   EXPECT_EQ(bytes.MakeLower().View(), same.View());
+  EXPECT_EQ(upper.View(), "\xC9Z");
 }
 
 TEST(CAtlStringOperations, SeesStartsEndsAndContents) {

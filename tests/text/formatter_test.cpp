@@ -18,7 +18,10 @@ std::optional<std::u16string> Formatted(FormatStyle style, const char16_t* forma
   FormatBuffer buffer;
   std::va_list arguments;
   va_start(arguments, format);
-  const bool done = FormatUnits(buffer, format, arguments, Describe, style);
+  // Nothing behind the format is read.
+  const std::u16string_view text = format;
+  const std::vector<char16_t> exact(text.begin(), text.end());
+  const bool done = FormatUnits(buffer, {exact.data(), exact.size()}, arguments, Describe, style);
   va_end(arguments);
   if (!done) return std::nullopt;
   return std::u16string(buffer.units());
@@ -148,6 +151,7 @@ TEST(Formatter, TheReplacementOfSmallStrings) {
   };
   EXPECT_EQ(formatted(u"%s %S", u"a", u"b"), u"a b");
   EXPECT_EQ(formatted(u"%%s"), u"%S");
+  EXPECT_EQ(formatted(u"%%"), u"%");
   EXPECT_EQ(formatted(u"%%%s", u"x"), u"%x");
   EXPECT_EQ(formatted(u"%3s", "ab"), u" ab");
   EXPECT_EQ(formatted(u"%5%s"), u"%S");

@@ -163,6 +163,29 @@ TEST(XmlWriterTest, EveryPieceIsOneWriteWhoseResultIsNotLookedAt) {
       (std::vector<HRESULT>{S_OK, S_OK, S_OK, E_FAIL, E_FAIL, E_FAIL, E_FAIL}));
 }
 
+// The first room has 4000 bytes beside the first piece; a byte behind it is found.
+TEST(XmlWriterTest, EveryPieceFitsItsRoom) {
+  for (std::size_t left = 0; left < 60; ++left) {
+    const std::string rest(4000 - left, 'r');
+    EXPECT_EQ(Written([&](auto& w) {
+                w.WriteElementContents("x");
+                w.WriteElementContents(rest.c_str());
+                w.startElement("name");
+                w.WriteTextAttribute("a", "<&");
+                w.startElement("in");
+                w.endElement("in");
+                w.endElement("name");
+              }),
+              "x" + rest + "<name a=\"&lt;&amp;\"><in/></name>");
+    EXPECT_EQ(Written([&](auto& w) {
+                w.startElement("name");
+                w.WriteElementContents(rest.c_str());
+                w.endElement("name");
+              }),
+              "<name>" + rest + "</name>");
+  }
+}
+
 TEST(XmlWriterTest, CopiesElements) {
   const std::pair<const char*, const char*> cases[] = {
       {"<persistence k=\"1\">x&lt;y</persistence>",
