@@ -124,6 +124,18 @@ TEST_F(DirectoryPathOnDisk, FindsFilesByPattern) {
   EXPECT_TRUE(found.IsEmpty());
 }
 
+// A name is composed unless another entry has it.
+TEST_F(DirectoryPathOnDisk, FindsNamesInTheSpellingThatLeadsToThem) {
+  const std::pair<std::string, Names> steps[] = {
+      {"cafe\xCC\x81", {u"caf\u00E9"}},
+      {"\xCC\x81", {u"caf\u00E9", u"\u0301"}},
+      {"caf\xC3\xA9", {u"cafe\u0301", u"caf\u00E9", u"\u0301"}}};
+  for (const auto& [name, found] : steps) {
+    WriteFile(At(name), "x");
+    EXPECT_EQ(Files(u"*"), found);
+  }
+}
+
 TEST_F(DirectoryPathOnDisk, MakesUniqueNames) {
   const Path top = Folder(top_);
   const auto expect_names = [&](const char16_t* backup, const char16_t* report) {
@@ -207,9 +219,13 @@ TEST_F(DirectoryManipulator, CreatesAllMissingFolders) {
 
 TEST_F(DirectoryManipulator, RemovesFilesByPatternAndAllThatAFolderHolds) {
   Plant(top_, "kept/file link->kept d/a.txt d/b.txt d/c.md d/s.txt/in");
+  TreeReport report;
+  Progress progress;
   for (const char* name : {"d", "d", "none"}) {
-    EXPECT_TRUE(Manipulator::RemoveFilesFromDirectory(Folder(At(name)), u"*.txt"));
+    EXPECT_TRUE(
+        Manipulator::RemoveFilesFromDirectory(Folder(At(name)), u"*.txt", &report, &progress));
   }
+  EXPECT_EQ(report.done + progress.State().entries_done, 4u);
   EXPECT_EQ(TreeText(At("d")), "c.md=x s.txt/ s.txt/in=x");
   for (const char* name : {"d", "d", "none"}) {
     EXPECT_TRUE(Manipulator::RemoveAllFilesAndSubDirectories(Folder(At(name))));

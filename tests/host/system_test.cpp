@@ -84,6 +84,9 @@ TEST(Processes, AreDescribedWhileTheyRun) {
   EXPECT_EQ(StartTicks(other.pid()), std::nullopt);
   for (const pid_t pid : {-1, 0}) EXPECT_FALSE(StartTicks(pid) || FindProcessOwner(pid));
   EXPECT_EQ(ProgramNameOf(-1), "");
+  std::vector<std::string> given = testing::internal::GetArgvs();
+  given.erase(given.begin());
+  EXPECT_EQ(ProgramArguments(), given);
   const auto run = RunChild([] {
     const char* const arguments[] = {"program", "one", ""};
     SetProgramArguments(3, arguments);
@@ -252,6 +255,21 @@ TEST_F(FileWatchTest, FollowsAFileFromBeforeItsFoldersToAfterItsEnd) {
   expect_reports();
   fs::rename(env_.folder() / "a", env_.folder() / "elsewhere");
   expect_reports();
+}
+
+TEST_F(FileWatchTest, FollowsTheTargetsOfLinks) {
+  WriteFile(file_, "one");
+  const fs::path link = At("link");
+  fs::create_symlink("second", link);
+  fs::create_symlink(file_, At("second"));
+  FileWatch watch(link);
+  WriteFile(file_, "two");
+  EXPECT_TRUE(Reports(watch));
+  fs::remove(link);
+  fs::create_symlink("elsewhere", link);
+  EXPECT_TRUE(Reports(watch));
+  WriteFile(At("elsewhere"), "three");
+  EXPECT_TRUE(Reports(watch));
 }
 
 TEST_F(FileWatchTest, TellsWhetherAFileCouldBeReplaced) {
