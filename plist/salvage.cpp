@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "plist/forms.h"
 #include "text/shown_text.h"
 
 namespace orvik::plist {
@@ -77,7 +78,8 @@ Salvage LoseEverything(const char* what, const Bytes& bytes) {
 
 Salvage SalvageEntries(const Bytes& bytes) {
   Salvage salvage;
-  Value root = SalvageAnyForm(*bytes, salvage.losses);
+  Value root = Read(bytes).root;
+  if (!root.is_dictionary()) root = SalvageAnyForm(*bytes, salvage.losses);
   if (root.is_dictionary()) {
     salvage.entries = std::move(root);
     return salvage;

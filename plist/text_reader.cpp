@@ -218,10 +218,11 @@ class TextReader {
     return ReadValue();
   }
 
-  // A separator that is lost is named. At the end of the text that is said already.
+  // A separator that is lost is named. Where a container has no end that is said already.
   bool MaySeparatorMiss(char closing) {
     if (losses_ == nullptr) return false;
-    if (!at_end() && (closing == '}' || peek() != closing)) {
+    if (at_end() ? open_.back().kind == Container::Kind::kStringsFile
+                 : closing == '}' || peek() != closing) {
       Lose("a separator is missing", position_, 0);
     }
     return true;
