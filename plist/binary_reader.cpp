@@ -89,8 +89,7 @@ class BinaryReader {
     if (offset_size_ < 1 || offset_size_ > 8 || reference_size_ < 1 || reference_size_ > 8 ||
         table_offset_ < kHeaderSize || table_offset_ > table_limit || root_ >= object_count_ ||
         object_count_ > (table_limit - table_offset_) / offset_size_ ||
-        object_count_ > table_offset_ - kHeaderSize ||
-        (offset_size_ < 4 && object_count_ >> (8 * offset_size_) != 0)) {
+        object_count_ > table_offset_ - kHeaderSize) {
       return false;
     }
     unread_bytes_ = table_offset_ - kHeaderSize;

@@ -20,7 +20,7 @@ std::size_t SizeOf(std::uint64_t number) {
 }
 
 void AppendNumber(std::string& bytes, std::uint64_t number, std::size_t size) {
-  for (std::size_t i = size; i-- > 0;) bytes += i < 8 ? static_cast<char>(number >> (8 * i)) : '\0';
+  for (std::size_t i = size; i-- > 0;) bytes += static_cast<char>(number >> (8 * i));
 }
 
 void AppendMarker(std::string& bytes, Marker marker, std::size_t low) {
@@ -201,9 +201,7 @@ class BinaryWriter final : public Sink {
     }
     const std::uint32_t hash = text.Hash();
     const std::size_t found = string_index_.Find(strings_.size(), hash, [&](std::size_t at) {
-      const Object& object = objects_[strings_[at].object];
-      return strings_[at].hash == hash && object.end - object.begin == encoded_.size() &&
-             values_.compare(object.begin, encoded_.size(), encoded_) == 0;
+      return values_.compare(objects_[strings_[at].object].begin, encoded_.size(), encoded_) == 0;
     });
     if (found != EntryIndex::kNowhere) return strings_[found].object;
     if (strings_.size() >= string_index_.room()) {

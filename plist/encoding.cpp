@@ -86,7 +86,7 @@ constexpr Signature kSignatures[] = {
 };
 
 bool NamesUnicode(const std::string& encoding) {
-  return encoding.size() >= 3 && strncasecmp(encoding.c_str(), "utf", 3) == 0;
+  return strncasecmp(encoding.c_str(), "utf", 3) == 0;
 }
 
 std::optional<Utf8Text> Converted(std::string_view bytes, const char* encoding) {

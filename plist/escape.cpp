@@ -140,7 +140,6 @@ size_t PlainTextEnd(std::string_view xml, size_t position) {
 std::string EscapedSurrogates(const Text& text) {
   if (!text.is_wide()) return text.ToUtf8();
   std::string utf8;
-  utf8.reserve(3 * text.size());
   AppendUnits(utf8, text.units(), false);
   return utf8;
 }

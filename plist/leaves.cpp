@@ -46,21 +46,20 @@ bool EqualsIgnoringCase(std::string_view text, std::string_view lower) {
                     [](char a, char b) { return (a >= 'A' && a <= 'Z' ? a + 32 : a) == b; });
 }
 
-// The library's calendar has years of 16 bits: dates go through the years 2000 to 2399, after which
-// the Gregorian calendar repeats itself.
+// The library's calendar has years of 16 bits: dates go through years near 0 and 2000, because the
+// Gregorian calendar repeats itself after 400 years.
 constexpr std::int64_t kCycleYears = 400, kCycleDays = 146097;
 
 // The day of a date when 2000-01-01 is day 0; nothing for a day that its month does not have.
 std::optional<std::int64_t> DayOfDate(std::int64_t year, int month, int day) {
-  const std::int64_t cycles = (year >= 0 ? year : year - kCycleYears + 1) / kCycleYears - 5;
   const chrono::year_month_day date =
-      chrono::year(static_cast<int>(year - cycles * kCycleYears)) / month / day;
+      chrono::year(static_cast<int>(year % kCycleYears)) / month / day;
   if (!date.ok()) return std::nullopt;
-  return (chrono::sys_days(date) - kFirstDay).count() + cycles * kCycleDays;
+  return (chrono::sys_days(date) - kFirstDay).count() + year / kCycleYears * kCycleDays;
 }
 
 // Two digits behind the separator, when that is there; false when they are malformed.
-bool TakeField(std::string_view& text, char separator, int minimum, int maximum, int& field) {
+bool TakeField(std::string_view& text, char separator, int& field, int maximum = 99) {
   if (text.empty() || text.front() != separator) return true;
   if (text.size() < 3) return false;
   int value = 0;
@@ -68,7 +67,7 @@ bool TakeField(std::string_view& text, char separator, int minimum, int maximum,
     if (c < '0' || c > '9') return false;
     value = value * 10 + (c - '0');
   }
-  if (value < minimum || value > maximum) return false;
+  if (value > maximum) return false;
   field = value;
   text.remove_prefix(3);
   return true;
@@ -148,9 +147,9 @@ std::optional<double> ParseDate(std::string_view text, std::string_view exact) {
   if (negative) year = -year;
   text.remove_prefix(digits);
   int month = 1, day = 1, hour = 0, minute = 0, second = 0;
-  if (!TakeField(text, '-', 1, 12, month) || !TakeField(text, '-', 1, 31, day) ||
-      !TakeField(text, 'T', 0, 23, hour) || !TakeField(text, ':', 0, 59, minute) ||
-      !TakeField(text, ':', 0, 60, second) || !text.empty()) {
+  if (!TakeField(text, '-', month) || !TakeField(text, '-', day) ||
+      !TakeField(text, 'T', hour, 23) || !TakeField(text, ':', minute, 59) ||
+      !TakeField(text, ':', second, 60) || !text.empty()) {
     return std::nullopt;
   }
   const std::optional<std::int64_t> days = DayOfDate(year, month, day);
@@ -188,9 +187,8 @@ void AppendDate(std::string& xml, double seconds) {
   const auto whole = static_cast<std::int64_t>(std::floor(seconds));
   const std::int64_t rest = (whole % kSecondsPerDay + kSecondsPerDay) % kSecondsPerDay;
   const std::int64_t days = (whole - rest) / kSecondsPerDay + kReferenceDay;
-  const std::int64_t day = (days % kCycleDays + kCycleDays) % kCycleDays;
-  const chrono::year_month_day date(kFirstDay + chrono::days(day));
-  const std::int64_t year = int{date.year()} + (days - day) / kCycleDays * kCycleYears;
+  const chrono::year_month_day date(kFirstDay + chrono::days(days % kCycleDays));
+  const std::int64_t year = int{date.year()} + days / kCycleDays * kCycleYears;
   char text[32];
   const int size = std::snprintf(
       text, sizeof text, "%s%04lld-%02u-%02uT%02d:%02d:%02dZ", year < 0 ? "-" : "",
@@ -211,8 +209,8 @@ void AppendExactDate(std::string& xml, double seconds) {
 }
 
 void AppendData(std::string& xml, std::string_view bytes, int indentation) {
-  const int columns = std::max(16, 76 - 8 * indentation);
-  const auto line_bytes = static_cast<size_t>(columns) / 4 * 3;
+  // 19 groups of four characters; a tab takes the place of two.
+  const auto line_bytes = static_cast<size_t>(std::max(4, 19 - 2 * indentation)) * 3;
   for (; !bytes.empty(); bytes.remove_prefix(std::min(line_bytes, bytes.size()))) {
     xml.append(static_cast<size_t>(indentation), '\t');
     const std::string_view line = bytes.substr(0, line_bytes);

@@ -117,17 +117,14 @@ struct Value::Node {
   ~Node() = default;
 };
 
-// The units follow in the same block of memory, with a zero behind them.
+// The units follow in the same block of memory.
 struct Value::StringNode : Node {
   StringNode(bool wide, bool ascii, std::size_t length)
       : Node(Type::kString), is_wide(wide), is_ascii(ascii), size(length) {}
 
   static StringNode* New(bool wide, bool ascii, std::size_t length) {
     const std::size_t size = length * (wide ? sizeof(char16_t) : 1);
-    void* block = ::operator new(sizeof(StringNode) + size + sizeof(char16_t));
-    auto* const string = new (block) StringNode(wide, ascii, length);
-    std::memset(string->content() + size, 0, sizeof(char16_t));
-    return string;
+    return new (::operator new(sizeof(StringNode) + size)) StringNode(wide, ascii, length);
   }
   char* content() { return reinterpret_cast<char*>(this + 1); }
   const char* content() const { return reinterpret_cast<const char*>(this + 1); }
@@ -187,9 +184,7 @@ struct Value::DictionaryNode : Node {
       entries[found].value = std::move(value);
       return;
     }
-    // Many removed entries make room without growth.
-    const std::size_t room = index.room();
-    if (entries.size() >= room) Rebuild(count < room / 2 ? room : count * 2);
+    if (entries.size() >= index.room()) Rebuild(2 * count);
     entries.push_back({std::move(key), std::move(value)});
     ++count;
     index.Place(entries.size() - 1, HashOf(entries.back()));
@@ -328,7 +323,7 @@ Value Value::Array(std::vector<Value> elements) {
 Value Value::Dictionary(std::size_t capacity) {
   auto* const dictionary = new DictionaryNode;
   Value value(Type::kDictionary, dictionary);
-  if (capacity > 0) dictionary->Rebuild(capacity);
+  dictionary->Rebuild(capacity);
   return value;
 }
 

@@ -199,7 +199,8 @@ class XmlText::Check {
     container.is_written = value_.has_plain_tags;
     if (value_.element == XmlElement::kDictionary) {
       container.extent = xml_.extents_.size();
-      xml_.extents_.push_back({value_.begin, 0, 0, static_cast<std::uint16_t>(open_.size())});
+      xml_.extents_.push_back(
+          {.begin = value_.begin, .depth = static_cast<std::uint16_t>(open_.size())});
     }
     open_.push_back(container);
     return true;

@@ -127,7 +127,6 @@ void FileDomainStore::Open(StorePurpose purpose, const LockWait& wait, RefusedRe
 // Nothing can be saved, but what is there can be found, as in a store that learns only when it
 // saves.
 void FileDomainStore::ReadWithoutLock(int error) {
-  may_save_ = false;
   if (error != EWOULDBLOCK && file_.Read() == plist::File::Contents::kEntries) root_ = file_.root();
 }
 
@@ -202,10 +201,8 @@ PrefStatus FileDomainStore::SetEntry(const plist::Text& name, const plist::Value
 // A transaction that changes nothing still promises that the file is on disk: another process may
 // have written it without a flush.
 PrefStatus FileDomainStore::Save() {
-  if (!may_save_) return status_;
   const int error = changed_ ? file_.Save(root_) : file_.Flush();
   if (error == EINVAL) return NotSerializable(CAtlString(), nullptr, root_);
-  changed_ = changed_ && error != 0;
   return StatusOf(error);
 }
 

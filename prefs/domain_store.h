@@ -112,7 +112,6 @@ class FileDomainStore : public DomainStore {
   std::optional<CAtlString> record_domain_;
   SharedLockHold record_;
   PrefStatus status_;
-  bool may_save_ = true;
   bool changed_ = false;
   plist::Value root_;
 };

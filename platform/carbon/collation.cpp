@@ -1,7 +1,6 @@
 #include "platform/carbon/collation.h"
 
 #include <algorithm>
-#include <cstring>
 #include <limits>
 #include <map>
 #include <memory>
@@ -95,7 +94,7 @@ CollatorRef OpenOnce(const char* locale, UCCollateOptions options) {
 CollatorRef Find(UCCollateOptions options) {
   struct Recent {
     const char* locale = nullptr;
-    UCCollateOptions options = 0;
+    UCCollateOptions options{};
     CollatorRef collator = nullptr;
   };
   thread_local Recent recent[4];
@@ -159,8 +158,6 @@ std::u16string InNormalWidths(std::u16string_view text) {
 
 // The most common equal texts need no folding.
 bool AreEqualAsciiWithoutCase(std::u16string_view a, std::u16string_view b) {
-  if (a.size() != b.size()) return false;
-  if (a.empty() || std::memcmp(a.data(), b.data(), a.size() * sizeof(char16_t)) == 0) return true;
   return std::equal(a.begin(), a.end(), b.begin(), b.end(), [](char16_t left, char16_t right) {
     return left == right || (left < 0x80 && LowerAscii(left) == LowerAscii(right));
   });

@@ -27,8 +27,8 @@ std::optional<ProcessSerialNumber> FindProcess(pid_t pid) {
   if (!start) return std::nullopt;
   // A thread has such a folder too.
   std::string status;
-  if (pid != getpid() && (host::ReadWholeFile(ProcFile(pid, "status"), &status) != 0 ||
-                          host::StatusFieldIn(status, "Tgid") != std::to_string(pid))) {
+  if (host::ReadWholeFile(ProcFile(pid, "status"), &status) != 0 ||
+      host::StatusFieldIn(status, "Tgid") != std::to_string(pid)) {
     return std::nullopt;
   }
   return ProcessSerialNumber{static_cast<UInt32>(*start), static_cast<UInt32>(pid)};

@@ -248,7 +248,7 @@ NSDictionary::~NSDictionary() {
 std::size_t NSDictionary::Find(const NSObject* key, CFHashCode hash) const {
   return index_.Find(entries_.size(), hash, [&](std::size_t at) {
     const Entry& entry = entries_[at];
-    return entry.hash == hash && (entry.key == key || entry.key->isEqual(key));
+    return entry.hash == hash && entry.key->isEqual(key);
   });
 }
 

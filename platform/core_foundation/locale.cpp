@@ -40,7 +40,7 @@ NSDateFormatter::~NSDateFormatter() {
 }
 
 void NSDateFormatter::setFormat(std::u16string_view pattern) {
-  if (formatter_ == nullptr || pattern.size() > static_cast<size_t>(kMaximumStringLength)) return;
+  if (formatter_ == nullptr) return;
   icu::udat_applyPattern(Of(formatter_), false, pattern.data(),
                          static_cast<int32_t>(pattern.size()));
 }

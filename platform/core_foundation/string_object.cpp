@@ -55,11 +55,10 @@ NSString::~NSString() {
   if ((flags_ & (kOutside | kBorrowed)) == kOutside) std::free(const_cast<void*>(units_));
 }
 
-// The bytes follow the object, with a terminator of their own width.
+// The bytes follow the object.
 NSString* NSString::NewInline(UInt32 flags, CFIndex length, size_t bytes) {
-  auto* string = new (bytes + sizeof(char16_t)) NSString(flags, length, nullptr);
+  auto* string = new (bytes) NSString(flags, length, nullptr);
   string->units_ = string->inline_bytes();
-  std::memset(string->inline_bytes() + bytes, 0, sizeof(char16_t));
   return string;
 }
 
@@ -256,10 +255,7 @@ const NSString* NSString::description() const {
 const NSString* NSString::stringByAppendingString(const NSString* other) const {
   if (other == nullptr || other->length() == 0) return description();
   if (isLatin1() && other->isLatin1()) {
-    std::string bytes;
-    bytes.reserve(static_cast<size_t>(length_) + static_cast<size_t>(other->length_));
-    bytes.append(latin1()).append(other->latin1());
-    return Autoreleased(NewFromLatin1(bytes));
+    return Autoreleased(NewFromLatin1(std::string(latin1()).append(other->latin1())));
   }
   return Autoreleased(NewFromUnits(ToUnits() + other->ToUnits()));
 }
@@ -279,10 +275,9 @@ int NSString::intValue() const {
   if (i < units.size() && (units[i] == u'-' || units[i] == u'+')) is_negative = units[i++] == u'-';
   std::int64_t value = 0;
   for (; i < units.size() && units[i] >= u'0' && units[i] <= u'9'; ++i) {
-    value = std::min(value * 10 + (units[i] - u'0'), std::int64_t{1} << 32);
+    value = std::min(value * 10 + (units[i] - u'0'), -std::int64_t{INT_MIN});
   }
-  if (is_negative) value = -value;
-  return static_cast<int>(std::clamp<std::int64_t>(value, INT_MIN, INT_MAX));
+  return static_cast<int>(is_negative ? -value : std::min<std::int64_t>(value, INT_MAX));
 }
 
 double NSString::doubleValue() const {
@@ -290,12 +285,9 @@ double NSString::doubleValue() const {
   std::string number;
   const plist::Text units = text();
   for (size_t i = SkipWhiteSpace(units); i < units.size(); ++i) {
-    const char16_t unit = units[i];
-    if (unit > 0x7F || std::string_view("0123456789+-.eE").find(static_cast<char>(unit)) ==
-                           std::string_view::npos) {
-      break;
-    }
-    number += static_cast<char>(unit);
+    constexpr std::u16string_view kTaken = u"0123456789+-.eE";
+    if (kTaken.find(units[i]) == kTaken.npos) break;
+    number += static_cast<char>(units[i]);
   }
   return strtod_l(number.c_str(), nullptr, plain);
 }
