@@ -1,3 +1,5 @@
+#include "plist/events.h"
+#include "plist/salvage.h"
 #include "tests/plist/described_lists.h"
 
 namespace orvik::plist {
@@ -5,22 +7,50 @@ namespace {
 
 using namespace test;
 
+using namespace std::string_literals;
+using namespace std::string_view_literals;
+
 constexpr int kDepth = static_cast<int>(kMaximumDepth);
 
-std::string BytesOf(std::u16string_view units, bool is_big) {
+// Units of two or four bytes.
+std::string BytesOf(const auto& units, bool is_big) {
   std::string bytes;
-  for (const char16_t unit : units) {
-    const char high = static_cast<char>(unit >> 8), low = static_cast<char>(unit);
-    bytes += is_big ? std::string{high, low} : std::string{low, high};
+  for (const std::uint32_t unit : units) {
+    std::string each;
+    for (std::size_t i = 0; i < sizeof units[0]; ++i) each += static_cast<char>(unit >> (8 * i));
+    if (is_big) std::reverse(each.begin(), each.end());
+    bytes += each;
   }
   return bytes;
 }
 
+// Texts with and without a mark, in either order; what is damaged in them becomes a byte 0xFF.
+TEST(PlistForms, ReadTextOfWideUnitsAndSalvageItUnitByUnit) {
+  // Longer than the pieces in which it is converted.
+  const std::u16string text = u"<string>\u00E9\U0001F600" + std::u16string(20000, u'\u4E16');
+  const std::u32string text32 = U"<string>\u00E9\U0001F600" + std::u32string(20000, U'\u4E16');
+  const std::string utf8 = Value(text).text().ToUtf8();
+  const std::string end = "</string>", described = "s:" + utf8.substr(8);
+  for (const bool is_big : {true, false}) {
+    for (const bool is_marked : {true, false}) {
+      const std::string narrow = BytesOf((is_marked ? u"\uFEFF" : u"") + text, is_big);
+      const std::string wide = BytesOf((is_marked ? U"\uFEFF" : U"") + text32, is_big);
+      EXPECT_TRUE(DescribeBytes(narrow + BytesOf(u"</string>"sv, is_big)) == described);
+      EXPECT_TRUE(DescribeBytes(wide + BytesOf(U"</string>"sv, is_big)) == described);
+      EXPECT_FALSE(Root(narrow + BytesOf(u"\xDC00</string>"sv, is_big)));
+      EXPECT_FALSE(Root(wide + BytesOf(U"\x110000</string>"sv, is_big)));
+      EXPECT_TRUE(SalvagedText(narrow + BytesOf(u"\xDC00\xD800"sv, is_big)) == utf8 + "\xFF\xFF");
+      EXPECT_TRUE(SalvagedText(narrow + BytesOf(u"\xD83D"sv, is_big) + 'x') == utf8 + "\xFF\xFF");
+      EXPECT_TRUE(SalvagedText(narrow + BytesOf(u"\xD83D\xDE00"sv, is_big)) == utf8 + "\U0001F600");
+      EXPECT_TRUE(SalvagedText(wide + BytesOf(U"\x110000\xD800"sv, is_big)) == utf8 + "\xFF\xFF");
+      EXPECT_TRUE(SalvagedText(wide + "xxx") == utf8 + "\xFF");
+    }
+  }
+  EXPECT_EQ(SalvagedText("\xEF\xBB\xBFx\xC3"), "x\xC3");
+}
+
 TEST(PlistForms, ReadEveryKindOfValueInEveryEncoding) {
-  const std::u16string_view wide =
-      u"<?xml version=\"1.0\" encoding=\"UTF-16\"?><string>\u00E9</string>";
-  const std::string big = BytesOf(wide, true), little = BytesOf(wide, false);
-  const std::pair<std::string, const char*> kCases[] = {
+  const std::pair<std::string, std::string> kCases[] = {
       {"<plist version=\"1.0\"><string>a &lt;&gt;&amp;&quot;&apos; &#65;&#x42;</string></plist>",
        "s:a <>&\"' AB"},
       {"<string/>", "s:"},
@@ -44,22 +74,52 @@ TEST(PlistForms, ReadEveryKindOfValueInEveryEncoding) {
       {"<?xml version='1.0'?>\n<!DOCTYPE plist [<!ENTITY a \"]>\">]>\n<plist><true/></plist>\n",
        "b:1"},
       {"\xEF\xBB\xBF<string>\u00E9\U0001F600</string>", "s:\u00E9\U0001F600"},
-      {"\xFE\xFF" + big, "s:\u00E9"},
-      {"\xFF\xFE" + little, "s:\u00E9"},
-      {big, "s:\u00E9"},
-      {little, "s:\u00E9"},
-      {little + '\0', "nothing"},
+      {BytesOf(u"<?xml version=\"1.0\" encoding=\"UTF-16\"?><string>\u00E9</string>"sv, false),
+       "s:\u00E9"},
+      {BytesOf(u"<string/>"sv, false) + '\0', "nothing"},
       {"<?xml version=\"1.0\" encoding='ISO-8859-1'?><string>\xE9</string>", "s:\u00E9"},
       {"<?xml version=\"1.0\" encoding=\"UTF-16\"?><string>\u00E9</string>", "s:\u00E9"},
       {"<?xml version=\"1.0\" encoding=\"no-such\"?><string>a</string>", "nothing"},
+      {"<?xml version=\"1.0\"?><string>encoding='no-such'</string>", "s:encoding='no-such'"},
+      // Bytes that the encoding does not have, and a lone surrogate of one that could carry it.
+      {"<?xml version=\"1.0\" encoding=\"US-ASCII\"?><string>\xE9</string>", "nothing"},
+      {"<?xml version=\"1.0\" encoding=\"SCSU\"?><string>\x0E\xD8\0</string>"s, "nothing"},
       {"{ a = b; \"c d\" = ( 1, 'x\"', <0a 0B>, {}, ( ), ); }",
        "{a=s:b c d=(s:1 s:x\" x:0A0B {} ())}"},
       {"// c\n{ /* d */ a/b = http://x.y/z; k; }", "{a/b=s:http://x.y/z k=s:k}"},
+      {"/*/ {a;} */ /**/ // {b;}\r{c = d;} // e", "{c=s:d}"},
+      {"{c = d;} /* no end", "{c=s:d}"},
+      {"{\u2028a\u2029=\u2028b;}", "{a=s:b}"},
       {"\"a\" = \"b\";\nc = (d);\n", "{a=s:b c=(s:d)}"},
-      {"\"\\U00e9\\101\\341\\n\\\\\\q\u00FC\"", "s:\u00E9A\u00C6\n\\q\u00FC"},
+      {"a; 'b c';", "{a=s:a b c=s:b c}"},
+      {"'a\"'", "s:a\""},
+      {"\"\\U00e95\\1011\\8\\a\\b\\f\\n\\r\\t\\v\\\\\\q\u00FC\\0\"",
+       "s:\u00E95A18\a\b\f\n\r\t\v\\q\u00FC"s + '\0'},
       {"<0aff>", "x:0AFF"},
+      {" <>", "x:"},
       {" /* nothing */ ", "{}"}};
   for (const auto& [bytes, list] : kCases) EXPECT_EQ(DescribeBytes(bytes), list) << bytes;
+}
+
+TEST(PlistForms, TheOldTextFormTakesEachCharacterAsWhatItIs) {
+  for (char c = 1; c < 0x7F; ++c) {
+    const std::string text(1, c);
+    const bool is_bare = isalnum(c) || strchr("_$/:.-", c), is_digit = isxdigit(c);
+    EXPECT_EQ(DescribeBytes("{k = a" + text + ";}") == "{k=s:a" + text + "}", is_bare) << text;
+    EXPECT_EQ(DescribeBytes("{k =" + text + "a;}") == "{k=s:a}", isspace(c) != 0) << text;
+    EXPECT_EQ(static_cast<bool>(Root("{k = <4" + text + ">;}")), is_digit) << text;
+    EXPECT_EQ(Root("'\\U004" + text + "'") == Value(u"\4" + std::u16string(1, c)),
+              !is_digit && c != '\'' && c != '\\')
+        << text;
+  }
+  std::string octal;
+  for (int c = 0200; c < 0400; ++c)
+    octal += "\\" + std::string{"01234567"[c >> 6], "01234567"[c >> 3 & 7], "01234567"[c & 7]};
+  // The upper half of the NeXTSTEP character set.
+  EXPECT_EQ(
+      DescribeBytes("'" + octal + "\\777\\177'"),
+      "s:\u00A0ÀÁÂÃÄÅÇÈÉÊËÌÍÎÏÐÑÒÓÔÕÖÙÚÛÜÝÞµ×÷©¡¢£⁄¥ƒ§¤’“«‹›ﬁﬂ®–†‡·¦¶•‚„”»…‰¬¿¹ˋ´ˆ˜¯˘˙¨²˚¸³˝˛ˇ"
+      "—±¼½¾àáâãäåçèéêëìÆíªîïðñŁØŒºòóôõöæùúûıüýłøœßþÿ\uFFFD\uFFFD\uFFFD\x7F");
 }
 
 TEST(PlistForms, RefuseWhatIsNoPropertyListAndSayWhere) {
@@ -99,6 +159,8 @@ TEST(PlistForms, RefuseWhatIsNoPropertyListAndSayWhere) {
                                   "(a, b",
                                   "(a b)",
                                   "(,)",
+                                  "(a,,b)",
+                                  "\"\\",
                                   "{ a b; }",
                                   "{ a = b; } c",
                                   "<0a0>",
@@ -136,11 +198,74 @@ std::string EveryKind() {
   return *WriteXml(list);
 }
 
+TEST(PlistBuilder, RefusesCallsInAnyOtherOrder) {
+  const auto holder = std::make_shared<const std::string>("held");
+  const Value text = u"shared";
+  ValueBuilder builder;
+  EXPECT_FALSE(builder.Close() || builder.Key(u"k") || builder.Add(Value()));
+  EXPECT_TRUE(builder.OpenDictionary(7));
+  EXPECT_FALSE(builder.Integer(Integer{1}) || builder.OpenArray(1) || builder.SetKey(Value()) ||
+               builder.Take());
+  EXPECT_TRUE(builder.Key(u"dropped"));
+  EXPECT_FALSE(builder.Key(u"k") || builder.Close());
+  builder.DropKey();
+  EXPECT_TRUE(builder.Key(text.text(), &text) && builder.OpenArray(0));
+  EXPECT_FALSE(builder.Key(u"k") || builder.in_dictionary());
+  EXPECT_TRUE(builder.String(text.text(), &text) && builder.Data(*holder, holder));
+  EXPECT_EQ(builder.depth(), 2u);
+  EXPECT_TRUE(builder.Close() && builder.in_dictionary() && builder.Close());
+  EXPECT_FALSE(builder.Integer(Integer{1}) || builder.OpenArray(1));
+  const Value list = builder.Take();
+  EXPECT_EQ(Describe(list), "{shared=(s:shared x:68656C64)}");
+  EXPECT_TRUE(list.Find(u"shared")->elements()[0].IsSharedWith(text));
+  EXPECT_TRUE(list.entries().begin()->key.IsSharedWith(text));
+  EXPECT_EQ(list.Find(u"shared")->elements()[1].data(), holder);
+}
+
+// Lengths of all sizes, and the fewest bytes that they take.
+TEST(PlistBinary, WritesLengthsAndReferencesInTheFewestBytes) {
+  for (const auto& [length, digits] :
+       {std::pair(0u, 0u), {14, 0}, {15, 2}, {255, 2}, {256, 3}, {65535, 3}, {65536, 5}}) {
+    const Value data = Value::Data(std::string(length, 'x'));
+    const std::string bytes = *WriteBinary(data);
+    EXPECT_EQ(Root(bytes), data);
+    const std::size_t table = 8 + 1 + digits + length;
+    EXPECT_EQ(bytes.size(), table + (table < 0x100 ? 1 : table < 0x10000 ? 2 : 4) + 32);
+    for (const Value& value :
+         {Value(std::u16string(length, u'a')), Value(std::u16string(length, u'\u4E16')),
+          Value::Array(std::vector<Value>(length, true))}) {
+      EXPECT_EQ(Root(*WriteBinary(value)), value);
+    }
+  }
+}
+
+TEST(PlistBinary, WritesUniqueIdentifiersAsSuch) {
+  static constexpr std::pair<const char*, bool> kCases[] = {
+      {"<dict><key>CF$UID</key><integer>4294967295</integer></dict>", true},
+      {"<dict><key>CF$UID</key><integer>4294967296</integer></dict>", false},
+      {"<dict><key>CF$UID</key><integer>-1</integer></dict>", false},
+      {"<dict><key>CF$UID</key><string>7</string></dict>", false},
+      {"<dict><key>CF$UIE</key><integer>7</integer></dict>", false},
+      {"<dict><key>CF$UID</key><integer>7</integer><key>x</key><integer>7</integer></dict>", false},
+      {"<array><integer>7</integer></array>", false},
+      {"<array><integer>7</integer><dict><key>CF$UID</key><true/></dict></array>", false}};
+  for (const auto& [xml, is_identifier] : kCases) {
+    const std::string bytes = *WriteBinary(Root(xml));
+    EXPECT_EQ(Root(bytes), Root(xml));
+    EXPECT_EQ(Contains(bytes, "\x83\xFF\xFF\xFF\xFF").operator bool(), is_identifier) << xml;
+  }
+}
+
 TEST(PlistBinary, WritesEqualStringsOnce) {
-  const std::string bytes = *WriteBinary(
-      Root("<array><string>x</string><string>once</string><string>once</string></array>"));
-  EXPECT_NE(bytes.find("once"), std::string::npos);
-  EXPECT_EQ(bytes.find("once"), bytes.rfind("once"));
+  // More than are searched without a table, some of one length.
+  std::string list;
+  for (int i = 0; i < 30; ++i)
+    list += "once" + std::to_string(i) + ", o" + std::to_string(i) + ", ";
+  const std::string bytes = *WriteBinary(Root("(" + list + list + ")"));
+  EXPECT_EQ(Root(bytes), Root("(" + list + list + ")"));
+  for (const char* text : {"once0", "once29", "o15"}) {
+    EXPECT_EQ(bytes.find(text), bytes.rfind(text));
+  }
 }
 
 // A file with one changed byte is refused, or the writer that copies unread parts writes the same
@@ -194,6 +319,12 @@ TEST(PlistDeferral, IsNotWrittenTooDeep) {
   EXPECT_TRUE(WriteXml(root));
   EXPECT_TRUE(WriteXml(Value::Array({*root.Find(u"k")})));
   EXPECT_FALSE(WriteXml(Value::Array({root})));
+  EXPECT_EQ(FindFault(Value::Array({*root.Find(u"k")})), std::nullopt);
+  EXPECT_TRUE(FindFault(Value::Array({root})));
+  ValueBuilder builder;
+  ValueWalk walk(EntryOrder::kStored, builder);
+  const Value deeper = Value::Array({root});
+  EXPECT_FALSE(walk.Run(&deeper));
 }
 
 // Other programs read the lists that are written here; lists of theirs are read and written back.

@@ -16,6 +16,25 @@ TEST(PlistHostile, NestingEndsAtTheLimit) {
   for (const char* opening : {"<array>", "<dict><key>a</key>", "(", "{a=", "[<!"}) {
     EXPECT_FALSE(Root((*opening == '[' ? "<!DOCTYPE a " : "") + Repeated(opening, 100000)));
   }
+  const auto nested = [](std::size_t depth, Value value) {
+    for (; depth > 0; --depth) value = Value::Array({value});
+    return value;
+  };
+  // In the binary form the innermost array of one chain holds the whole of another one, which was
+  // read before, or was not.
+  for (const bool is_read : {true, false}) {
+    for (const std::size_t depth : {kMaximumDepth, kMaximumDepth + 1}) {
+      const Value one = nested(250, u"zz"), other = nested(depth - 251, true);
+      const Value joined = is_read ? Value::Array({other, one}) : Value::Array({one, other});
+      std::string bytes = *WriteBinary(joined);
+      const std::size_t index = is_read ? 1 : 252;
+      bytes.replace(bytes.find("\x52zz") - 2, 2,
+                    {static_cast<char>(index >> 8), static_cast<char>(index)});
+      const Value expected = depth > kMaximumDepth ? Value() : nested(250, other);
+      const Value found = Root(bytes);
+      EXPECT_EQ(found ? found.elements()[is_read ? 1 : 0] : Value(), expected);
+    }
+  }
 }
 
 // The deepest lists in a thread with a small stack.
@@ -63,8 +82,25 @@ std::string Binary(const std::vector<std::string>& objects) {
 
 TEST(PlistHostile, BinaryReferencesAreFollowedWithCare) {
   using namespace std::string_literals;
-  EXPECT_EQ(DescribeBytes(Binary({"\xA1\x01"s, "\x09"})), "(b:1)");
-  EXPECT_EQ(DescribeBytes(Binary({"\xD1\x01\x02"s, "\x51z", "\x80\x07"s})), "{z={CF$UID=i:7}}");
+  const std::string ff(8, '\xFF'), zero(8, '\0');
+  const std::pair<std::vector<std::string>, const char*> kRead[] = {
+      {{"\xA1\x01"s, "\x09"}, "(b:1)"},
+      {{"\xD1\x01\x02"s, "\x51z", "\x80\x07"s}, "{z={CF$UID=i:7}}"},
+      {{"\x08"}, "b:0"},
+      {{"\x10\xFF"}, "i:255"},
+      {{"\x11\x80\0"s}, "i:32768"},
+      {{"\x12\xFF\xFF\xFF\xFF"}, "i:4294967295"},
+      {{"\x13" + ff}, "i:-1"},
+      {{"\x14" + zero + ff}, "i:18446744073709551615"},
+      {{"\x14" + ff + "\xFB" + ff.substr(1)}, "i:-288230376151711745"},
+      {{"\x87" + ff}, "{CF$UID=i:18446744073709551615}"},
+      {{"\x8F" + zero + zero.substr(1) + "\x07"}, "{CF$UID=i:7}"},
+      {{"\x51\xE9"}, "s:\u00E9"},
+      {{"\x5F\x10\x01z"}, "s:z"},
+      {{"\x5F\x11\0\x01z"s}, "s:z"},
+      {{"\x5F\x12\0\0\0\x01z"s}, "s:z"},
+      {{"\x5F\x13" + zero.substr(1) + "\x01z"}, "s:z"}};
+  for (const auto& [objects, list] : kRead) EXPECT_EQ(DescribeBytes(Binary(objects)), list);
   // A real of four bytes and a UID are written as they were read.
   for (const std::string& kept : {"\x22\x3F\xC0\0\0"s, "\x80\x07"s}) {
     EXPECT_TRUE(Contains(*WriteBinary(Root(Binary({"\xA1\x01"s, kept}))), kept));
@@ -79,9 +115,24 @@ TEST(PlistHostile, BinaryReferencesAreFollowedWithCare) {
       {"\x5F\x13\xFF\xFF\xFF\xFF\xFF\xFF\xFF\xFF"s},
       {"\x00"s},      // null
       {"\x1F\x00"s},  // an integer of 2^15 bytes
-      {"\x32\x00\x00\x00\x00"s}};
+      {"\x15" + ff + ff + ff + ff},
+      {"\x14" + ff + "\x7F" + ff.substr(1)},  // below -2^63, and above 2^64 - 1
+      {"\x14\xFE" + ff.substr(1) + ff},
+      {"\x14\x01" + zero + zero.substr(1)},
+      {"\x88\x01" + zero},
+      {"\x21\0\0"s},  // reals and dates of other sizes
+      {"\x24" + zero + zero},
+      {"\x32\x00\x00\x00\x00"s},
+      {"\x34" + zero + zero},
+      {"\x5F\x14" + zero + zero.substr(1) +
+       "\x01z"},  // a length of 16 bytes, and one that is a real
+      {"\x5F\x20\x01z"},
+      {"\x70"}};
   for (const auto& objects : refused) EXPECT_EQ(DescribeBytes(Binary(objects)), "nothing");
-  // Thirty arrays, each of the next one eight times.
+  // More objects than bytes for them.
+  EXPECT_FALSE(Root("bplist00\x09\x08\x08"s + std::string(6, '\0') + "\x01\x01" + zero.substr(1) +
+                    "\x02" + zero + zero.substr(1) + "\x09"));
+  // Twenty arrays, each of the next one eight times.
   std::vector<std::string> doubling;
   for (char i = 1; i <= 20; ++i) doubling.push_back("\xA8" + std::string(8, i));
   doubling.push_back("\x09");
@@ -108,9 +159,12 @@ TEST(PlistHostile, SharedObjectsCountWrittenOut) {
       {{ArrayOfOne(1, 97), ArrayOfOne(2, 97), StringOfLength(57000)}, true},
       {{ArrayOfOne(1, 97), ArrayOfOne(2, 97), StringOfLength(58000)}, false},
       // The same as keys.
+      {{ArrayOfOne(1, 97), ArrayOfOne(2, 97), "\xD1\x03\x04", StringOfLength(57000), "\x09"}, true},
       {{ArrayOfOne(1, 97), ArrayOfOne(2, 97), "\xD1\x03\x04", StringOfLength(58000), "\x09"},
        false},
-      {{ArrayOfOne(1, 120), ArrayOfOne(2, 120), ArrayOfOne(3, 120), "\x09"}, false},
+      // 2757 values in 175 bytes, and 2863 in 177: at most 16 to a byte.
+      {{ArrayOfOne(1, 52), ArrayOfOne(2, 52), "\x09"}, true},
+      {{ArrayOfOne(1, 53), ArrayOfOne(2, 53), "\x09"}, false},
   };
   for (const auto& [objects, is_read] : kCases) {
     const Reading reading = Read(Binary(objects));
@@ -139,6 +193,14 @@ TEST(PlistHostile, WritersStopAtTheLimitOfReaders) {
   // The binary form is small, and counts as large as the reader takes it to be.
   const std::size_t strings = 97 * 97, arrays = 1 + 97;
   expect_limit(WriteBinary, strings * (8 + 500) + arrays * 8);
+  for (const auto& [value, size] : {std::pair(Value(std::u16string(500, u'a')), 508),
+                                    {Value::Data(std::string(500, 'a')), 508},
+                                    {Value::Dictionary({{u"key", 1}}), 8 + 11 + 8}}) {
+    const std::size_t trailer = WriteBinary(value)->size();
+    EXPECT_EQ(WriteBinary(value, &failure, std::max<std::size_t>(size, trailer)).has_value(), true);
+    EXPECT_FALSE(WriteBinary(value, &failure, std::max<std::size_t>(size, trailer) - 1));
+    EXPECT_TRUE(failure.is_too_large);
+  }
 }
 
 // The time is bounded by CTest alone; what is looked for is growth with the square.

@@ -8,16 +8,27 @@ using namespace test;
 TEST(PlistLeaves, NumbersOfEveryShapeAreReadOrRefused) {
   EXPECT_EQ(ParseInteger("+0XfF")->bits, 255u);
   EXPECT_EQ(ParseInteger("-9223372036854775808")->bits, std::uint64_t{1} << 63);
+  EXPECT_EQ(*ParseInteger("0x8000000000000000"), (Integer{std::uint64_t{1} << 63, true}));
   for (const char* text :
        {"", "-", "+-1", "1 2", "0x", "18446744073709551616", "-9223372036854775809", "1e3"}) {
     EXPECT_FALSE(ParseInteger(text)) << text;
   }
-  EXPECT_EQ(*ParseReal("1e999"), INFINITY);
-  EXPECT_EQ(*ParseReal("-1e-999"), 0);
-  for (const char* text : {"", ".", "e5", "--1", "1 0", "0x1p3", "1,5", "infinit"}) {
+  const std::string zeroes(400, '0');
+  const std::pair<std::string, const char*> kReals[] = {{"1e999", "+infinity"},
+                                                        {"-1e-999", "-0"},
+                                                        {"0." + zeroes + "1", "0"},
+                                                        {"." + zeroes + "1", "0"},
+                                                        {"9" + zeroes, "+infinity"},
+                                                        {"-INF", "-infinity"},
+                                                        {" +Infinity\t", "+infinity"},
+                                                        {"NAN", "nan"},
+                                                        {"0.10", "0.1"}};
+  for (const auto& [text, written] : kReals) {
+    EXPECT_EQ(Describe(*ParseReal(text)), std::string("r:") + written) << text;
+  }
+  for (const char* text : {"", "-", ".", "e5", "--1", "1 0", "0x1p3", "1,5", "infinit", "nan(1)"}) {
     EXPECT_FALSE(ParseReal(text)) << text;
   }
-  EXPECT_EQ(Describe(0.1), "r:0.1");
 }
 
 TEST(PlistLeaves, DatesAreOfTheGregorianCalendar) {
@@ -27,30 +38,50 @@ TEST(PlistLeaves, DatesAreOfTheGregorianCalendar) {
     AppendExactDate(text, seconds);
     return text;
   };
-  const std::pair<const char*, double> kCases[] = {
-      {"2001-01-01T00:00:00Z", 0},          {"2100-12-31T00:00:00Z", 3155587200},
-      {"2000-12-31T23:59:59Z", -1},         {"1900-03-01T00:00:00Z", -3182198400},
-      {"2000-02-29T12:00:00Z", -26481600},  {"0001-01-01T00:00:00Z", -63113904000},
-      {"1970-01-01T00:00:00Z", -978307200}, {"12345-06-07T00:00:00Z", 326438640000}};
+  const std::pair<const char*, double> kCases[] = {{"2001-01-01T00:00:00Z", 0},
+                                                   {"2100-12-31T00:00:00Z", 3155587200},
+                                                   {"2000-12-31T23:59:59Z", -1},
+                                                   {"1900-03-01T00:00:00Z", -3182198400},
+                                                   {"2000-02-29T12:00:00Z", -26481600},
+                                                   {"0001-01-01T00:00:00Z", -63113904000},
+                                                   {"1970-01-01T00:00:00Z", -978307200},
+                                                   {"12345-06-07T00:00:00Z", 326438640000},
+                                                   {"0000-02-29T00:00:00Z", -63140428800},
+                                                   {"-0001-12-31T00:00:00Z", -63145612800},
+                                                   {"-0400-02-29T23:00:00Z", -75763126800},
+                                                   {"-0401-12-31T00:00:00Z", -75768393600},
+                                                   {"99999998-12-01T00:00:00Z", 3155632020259200}};
   for (const auto& [text, seconds] : kCases) {
     EXPECT_EQ(ParseDate(text), seconds) << text;
     EXPECT_EQ(date(seconds), text);
   }
   EXPECT_EQ(ParseDate(date(-1e12)), -1e12);
   EXPECT_EQ(ParseDate("2001-01-02Z"), 86400);
+  EXPECT_EQ(ParseDate("2001Z"), 0);
+  EXPECT_EQ(ParseDate("2000-12-31T23:59:60Z"), 0);
   for (const char* text :
-       {"", "2001-01-01T00:00:00", "2001-02-29T00:00:00Z", "2001-13-01Z", "01-01-01Z", "2001-1-01Z",
-        "2001-01-01T24:00:00Z", "99999999999-01-01Z", "2001-01-01T00:00:00.5Z"}) {
+       {"", "2001-01-01T00:00:00", "2001-02-29T00:00:00Z", "2001-13-01Z", "2001-00-01Z",
+        "2001-01-00Z", "2001-01-32Z", "01-01-01Z", "2001-1-01Z", "2001-1Z", "2001-0:-01Z",
+        "2001-0/-01Z", "2001-01-01T24:00:00Z", "2001-01-01T00:60Z", "2001-01-01T00:00:61Z",
+        "--2001-01-01Z", "100000000-01-01Z", "99999999999-01-01Z", "2001-01-01T00:00:00.5Z"}) {
     EXPECT_FALSE(ParseDate(text)) << text;
   }
-  EXPECT_TRUE(date(NAN).starts_with("2001-01-01T00:00:00Z exact="));
-  EXPECT_TRUE(date(INFINITY).starts_with("9999-12-31T23:59:59Z exact="));
-  EXPECT_TRUE(date(-1e300).starts_with("0001-01-01T00:00:00Z exact="));
+  // The last second that is not the first of the year 99999999 by the mean length of years.
+  constexpr double kFarthest = 31556952.0 * (99999999 - 2001);
+  EXPECT_EQ(ParseDate(date(kFarthest - 1)), kFarthest - 1);
+  const std::pair<double, const char*> kApart[] = {{NAN, "2001-01-01T00:00:00Z exact="},
+                                                   {-0.0, "2001-01-01T00:00:00Z exact="},
+                                                   {INFINITY, "9999-12-31T23:59:59Z exact="},
+                                                   {kFarthest, "9999-12-31T23:59:59Z exact="},
+                                                   {-1e300, "0001-01-01T00:00:00Z exact="}};
+  for (const auto& [seconds, text] : kApart) EXPECT_TRUE(date(seconds).starts_with(text)) << text;
   EXPECT_TRUE(Contains(*WriteXml(Value::Date(-0.75)),
                        "<date exact=\"bfe8000000000000\">2000-12-31T23:59:59Z</date>\n"));
   // The text was changed by a program that does not know the attribute.
   EXPECT_EQ(DescribeBytes("<date exact=\"3fd0000000000000\">2001-01-01T00:00:01Z</date>"), "d:1");
-  EXPECT_EQ(DescribeBytes("<date exact=\"3fd\">2001-01-01T00:00:00Z</date>"), "d:0");
+  for (const std::string exact : {"3fd", "3fd000000000000g", "3fd00000000000000"}) {
+    EXPECT_EQ(DescribeBytes("<date exact=\"" + exact + "\">2001-01-01T00:00:00Z</date>"), "d:0");
+  }
 }
 
 TEST(PlistLeaves, DataIsBrokenIntoLines) {
@@ -79,12 +110,52 @@ std::u16string UnitsOf(const std::string& utf8) {
   return Value::FromUtf8(utf8)->text().ToUnits();
 }
 
+// By the production of the characters of XML 1.0; the forms of one text are written alike.
 TEST(PlistEscape, NamesUnitsThatXmlCannotCarry) {
-  EXPECT_EQ(Escaped(std::u16string_view(u"a\0b\t\n\r\x1F\x7F", 8)),
-            "a\uFDD00000b\t\n&#13;\uFDD0001F\x7F");
+  for (unsigned unit = 0; unit < 0x10000; ++unit) {
+    const std::u16string text = {u'a', static_cast<char16_t>(unit), u'b'};
+    const bool is_carried = unit == 9 || unit == 10 || unit == 13 ||
+                            (unit >= 0x20 && unit <= 0xD7FF) || (unit >= 0xE000 && unit <= 0xFFFD);
+    char digits[8];
+    std::snprintf(digits, sizeof digits, "%04X", unit);
+    const std::string escape = "\uFDD0" + std::string(digits);
+    const std::string written = unit == 13    ? "&#13;"
+                                : unit == '<' ? "&lt;"
+                                : unit == '>' ? "&gt;"
+                                : unit == '&' ? "&amp;"
+                                : is_carried  ? Value(text.substr(1, 1)).text().ToUtf8()
+                                              : escape;
+    ASSERT_EQ(Escaped(text), "a" + written + "b");
+    ASSERT_EQ(Unescaped(UnitsOf("a" + escape + "b")) == text, !is_carried) << escape;
+    std::string bytes = {'a', static_cast<char>(unit), 'b'}, xml;
+    if (unit < 0x100)
+      AppendEscapedText(xml, unit < 0x80 ? Text::Ascii(bytes) : Text::Latin1(bytes));
+    ASSERT_EQ(xml, unit < 0x100 ? "a" + written + "b" : "");
+  }
   EXPECT_EQ(Escaped(std::u16string{0xD83D, 0xDE00, 0xDE00, 0xD83D, u'x'}),
             "\U0001F600\uFDD0DE00\uFDD0D83Dx");
-  EXPECT_EQ(Escaped(std::u16string{0xFFFD, 0xFFFE, 0xFFFF}), "\uFFFD\uFDD0FFFE\uFDD0FFFF");
+  EXPECT_EQ(EscapedSurrogates(Text::Latin1("\xE9\x01")), "\u00E9\x01");
+  for (const char* foreign :
+       {"\uFDD0000G", "\uFDD0000:", "\uFDD0000@", "\uFDD0000/", "\uFDD0001f"}) {
+    EXPECT_EQ(Unescaped(UnitsOf(foreign)), UnitsOf(foreign));
+  }
+}
+
+TEST(PlistEscape, APlainTextEndsAtTheFirstByteThatIsWrittenInAnotherWay) {
+  std::mt19937 random(1);
+  for (int round = 0; round < 20000; ++round) {
+    std::string text(random() % 40, 'x');
+    for (int changes = random() % 3; changes > 0 && !text.empty(); --changes) {
+      text[random() % text.size()] = static_cast<char>(random());
+    }
+    std::size_t end = random() % (text.size() + 1);
+    const std::size_t found = PlainTextEnd(text, end);
+    for (; end < text.size(); ++end) {
+      const auto c = static_cast<unsigned char>(text[end]);
+      if ((c < 0x20 && c != '\t' && c != '\n') || c >= 0x80 || std::strchr("<>&", c)) break;
+    }
+    ASSERT_EQ(found, end) << text;
+  }
 }
 
 // Every text of up to six of these pieces, in memory and as another program may have written it.
@@ -107,11 +178,11 @@ TEST(PlistEscape, ComesBackAndLeavesForeignTextAlone) {
   }
 }
 
-// Keys and values of every 16-bit unit, alone and between others: a strict parser takes the file,
-// and all of it comes back.
+// Keys and values of 16-bit units, alone and between others: a strict parser takes the file, and
+// all of it comes back.
 TEST(PlistEscape, NeverLeavesAFileThatAStrictParserRejects) {
   Value dictionary = Value::Dictionary();
-  for (char32_t unit = 0; unit < 0x10000; unit += unit < 0x100 || unit > 0xFDC0 ? 1 : 0x3F) {
+  for (char32_t unit = 0; unit < 0x10000; unit += 0x1F) {
     const std::u16string text = {u'a', static_cast<char16_t>(unit), u'0'};
     dictionary.Set(text, text.substr(1, 1));
   }
