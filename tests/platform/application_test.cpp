@@ -11,6 +11,8 @@
 #include "platform/carbon/machine.h"
 #include "platform/core_foundation/errno_status.h"
 #include "platform/core_foundation/locale.h"
+#include "platform/core_foundation/object_support.h"
+#include "platform/core_foundation/scalars.h"
 #include "platform/core_foundation/user_notification.h"
 #include "tests/support/alert_answer.h"
 #include "tests/support/test_environment.h"
@@ -67,7 +69,22 @@ TEST_F(FileManager, LooksForSystemPathsBelowTheSystemRootAndNamesTheFoldersOfThe
   fs::create_directories(env_.system_root() / "Library/Some.pkg");
   EXPECT_EQ(manager->fileExistsAtPath(CFSTR(u"/Library/Some.pkg"), &is_folder), YES);
   EXPECT_EQ(is_folder, YES);
+  EXPECT_EQ(manager->fileExistsAtPath(CFSTR(u"/Library/Some.pkg")), YES);
+  WriteFile(top_ / "file", "x");
+  const NSString* const file = Autoreleased(NewStringFromPath((top_ / "file").string()));
+  EXPECT_EQ(manager->fileExistsAtPath(file, &is_folder), YES);
+  EXPECT_EQ(is_folder, NO);
   EXPECT_EQ(manager->fileExistsAtPath(nullptr), NO);
+  const NSData* const data = Autoreleased(NSData::Create("bytes"));
+  EXPECT_EQ(data->writeToFile(file, YES), YES);
+  EXPECT_EQ(NSData::dataWithContentsOfFile(file)->View(), "bytes");
+  fs::remove(top_ / "file");
+  EXPECT_EQ(NSData::dataWithContentsOfFile(file), nullptr);
+  EXPECT_EQ(NSData::dataWithContentsOfFile(nullptr), nullptr);
+  EXPECT_EQ(data->writeToFile(nullptr, YES), NO);
+  EXPECT_EQ(data->writeToFile(Autoreleased(NewStringFromPath("/dev/null/x")), YES), NO);
+  EXPECT_EQ(NSApplicationLoad(), YES);
+  EXPECT_NE(NSApp(), nullptr);
   EXPECT_EQ(NSHomeDirectory()->ToUtf8(), env_.home().string());
   EXPECT_EQ(NSTemporaryDirectory()->ToUtf8(), env_.temp().string() + "/");
 }
@@ -117,11 +134,23 @@ TEST(Machine, CountsTicksAndKnowsTheSystemVersion) {
   const UInt32 before = TickCount();
   Delay(3, &after);
   EXPECT_TRUE(after - before >= 3 && after - before < 600) << before << " to " << after;
+  timespec now;
+  clock_gettime(CLOCK_BOOTTIME, &now);
+  const double ticks =
+      60 * (static_cast<double>(now.tv_sec) + static_cast<double>(now.tv_nsec) / 1e9);
+  EXPECT_TRUE(after <= ticks && after > ticks - 600) << after << " and " << ticks;
+  EXPECT_LT(std::abs(CFAbsoluteTimeGetCurrent() + 978307200 - static_cast<double>(time(nullptr))),
+            10);
+  Delay(0, nullptr);
+  EXPECT_EQ(Gestalt(gestaltSystemVersion, nullptr), paramErr);
+  EXPECT_EQ(GetProcessForPID(getpid(), nullptr), paramErr);
+  CFStringRef name = nullptr;
+  EXPECT_EQ(CopyProcessName(nullptr, &name), paramErr);
   SInt32 response = 7;
   EXPECT_EQ(Gestalt(FourCC("none"), &response), gestaltUndefSelectorErr);
   EXPECT_EQ(response, 7);
   EXPECT_EQ(Gestalt(gestaltSystemVersion, &response), 0);
-  EXPECT_GE(response, 0x1000);
+  EXPECT_EQ(response, 0x1049);
 }
 
 TEST(DateFormatter, ShowsLocalTimeByPatternsOfAnyLength) {
@@ -134,39 +163,99 @@ TEST(DateFormatter, ShowsLocalTimeByPatternsOfAnyLength) {
   EXPECT_EQ(text->ToUtf8(), "2000 19-01-01");
   formatter->setFormat(std::u16string(300, u'-'));
   EXPECT_EQ(formatter->Format(0).size(), 300u);
+  formatter->setFormat(std::u16string(64, u'-'));
+  EXPECT_EQ(formatter->Format(0), std::u16string(64, u'-'));
+  CFDateFormatterSetFormat(formatter.get(), CFSTR(u""));
+  CFDateFormatterSetFormat(formatter.get(), nullptr);
+  EXPECT_EQ(CFDateFormatterCreateStringWithAbsoluteTime(nullptr, formatter.get(), 0), nullptr);
+  for (const int style : {1, 0}) {
+    EXPECT_EQ(CFDateFormatterCreate(nullptr, nullptr, static_cast<CFDateFormatterStyle>(style),
+                                    static_cast<CFDateFormatterStyle>(1 - style)),
+              nullptr);
+  }
+}
+
+ConstStr255Param Pascal(const char* text) {
+  return reinterpret_cast<ConstStr255Param>(text);
 }
 
 TEST(Alerts, TranslateTheRecordAndTheAnswer) {
-  AlertStdAlertParamRec record;
-  record.otherText = reinterpret_cast<ConstStr255Param>("\3Non");
-  record.defaultButton = kAlertStdAlertOtherButton;
-  record.cancelButton = kAlertStdAlertCancelButton;
-  // Without a second button there is none to cancel with.
-  for (const auto& [button, hit] :
-       {std::pair(std::optional<int>(), 0), {1, 3}, {desktop::kAlertClosed, 1}}) {
+  AlertStdAlertParamRec two, three;
+  two.otherText = three.otherText = Pascal("\3Non");
+  two.defaultButton = three.defaultButton = kAlertStdAlertOtherButton;
+  two.cancelButton = three.cancelButton = kAlertStdAlertCancelButton;
+  three.defaultText = Pascal("\2Ja");
+  three.cancelText = Pascal("\4Nein");
+  using Buttons = std::vector<std::string>;
+  const struct {
+    const AlertStdAlertParamRec* record;
+    std::optional<int> button;
+    DialogItemIndex item;
+    Buttons buttons;
+    int default_button, cancel_button;
+  } kCases[] = {// Without a second button there is none to cancel with.
+                {&two, {}, 0, {"OK", "Non"}, 1, -1},
+                {&two, 1, 3, {"OK", "Non"}, 1, -1},
+                {&two, desktop::kAlertClosed, 1, {"OK", "Non"}, 1, -1},
+                {&three, 0, 1, {"Ja", "Nein", "Non"}, 2, 1},
+                {&three, 2, 3, {"Ja", "Nein", "Non"}, 2, 1},
+                {&three, 3, 2, {"Ja", "Nein", "Non"}, 2, 1},
+                {&three, desktop::kAlertClosed, 2, {"Ja", "Nein", "Non"}, 2, 1},
+                {nullptr, 0, 1, {"OK"}, 0, -1}};
+  for (const auto& c : kCases) {
     DialogItemIndex item = 0;
-    const auto [status, shown] = Answered(button, [&] {
-      return StandardAlert(kAlertStopAlert, reinterpret_cast<ConstStr255Param>("\1\xE9"), nullptr,
-                           &record, &item);
-    });
-    EXPECT_EQ(status != 0, !button);
-    EXPECT_EQ(item, hit);
-    EXPECT_EQ(shown.level, desktop::AlertLevel::kStop);
+    const auto call = [&](DialogItemIndex* hit) {
+      return Answered(c.button, [&] {
+        return StandardAlert(kAlertStopAlert, Pascal("\1\xE9"), nullptr, c.record, hit);
+      });
+    };
+    const auto [status, shown] = call(&item);
+    EXPECT_EQ(status, c.button ? 0 : userCanceledErr);
+    EXPECT_EQ(call(nullptr).first, status);
+    EXPECT_EQ(item, c.item);
     EXPECT_EQ(shown.header + shown.message, "\xC3\xA9");
-    EXPECT_EQ(shown.buttons, (std::vector<std::string>{"OK", "Non"}));
-    EXPECT_EQ(shown.default_button, 1);
+    EXPECT_EQ(shown.buttons, c.buttons);
+    EXPECT_EQ(shown.default_button, c.default_button);
+    EXPECT_EQ(shown.cancel_button, c.cancel_button);
+  }
+  using enum desktop::AlertLevel;
+  for (const auto& [type, level] :
+       {std::pair(0, kStop), {1, kNote}, {2, kCaution}, {3, kPlain}, {4, kPlain}, {-1, kPlain}}) {
+    const auto alert = Answered(0, [type = type] {
+      return StandardAlert(static_cast<AlertType>(type), nullptr, nullptr, nullptr, nullptr);
+    });
+    EXPECT_EQ(alert.second.level, level);
   }
 }
 
 TEST(Alerts, ANotificationTranslatesTextsAndAnswers) {
+  // The second button of a warning does what it warns of.
+  for (const bool is_warning : {true, false}) {
+    for (const auto& [button, response] : {std::pair(0, 0u), {1, 1u}, {2, 3u}}) {
+      CFOptionFlags flags = 99;
+      const auto shown = Answered(button, [&] {
+                           return CFUserNotificationDisplayAlert(
+                               0,
+                               is_warning ? kCFUserNotificationCautionAlertLevel
+                                          : kCFUserNotificationPlainAlertLevel,
+                               nullptr, nullptr, nullptr, nullptr, nullptr, CFSTR(u"Keep"),
+                               CFSTR(u"Delete"), nullptr, &flags);
+                         }).second;
+      EXPECT_EQ(flags, response);
+      EXPECT_EQ(shown.buttons, (std::vector<std::string>{"Keep", "Delete"}));
+      EXPECT_EQ(shown.cancel_button, is_warning ? 0 : -1);
+      EXPECT_EQ(shown.destructive_button, is_warning ? 1 : -1);
+    }
+  }
   for (const auto& [button, response] :
        {std::pair(std::optional<int>(), 99u), {0, 0u}, {1, 2u}, {desktop::kAlertClosed, 3u}}) {
     CFOptionFlags flags = 99;
     const auto [status, shown] = Answered(button, [&] {
-      return CFUserNotificationDisplayAlert(2.5, kCFUserNotificationNoteAlertLevel, nullptr,
-                                            nullptr, nullptr, CFSTR(u"Caf\u00E9"), CFSTR(u"\xD800"),
-                                            nullptr, nullptr, CFSTR(u"Other"), &flags);
+      return CFUserNotificationDisplayAlert(
+          2.5, kCFUserNotificationNoteAlertLevel, nullptr, nullptr, nullptr, CFSTR(u"Caf\u00E9"),
+          CFSTR(u"\xD800"), nullptr, nullptr, CFSTR(u"Other"), button == 0 ? nullptr : &flags);
     });
+    if (button == 0) flags = kCFUserNotificationDefaultResponse;
     EXPECT_EQ(status != 0, !button);
     EXPECT_EQ(flags, response);
     EXPECT_EQ(shown.level, desktop::AlertLevel::kNote);

@@ -7,6 +7,7 @@
 #include "tests/support/file_trees.h"
 #include "tests/support/references.h"
 #include "tests/support/test_environment.h"
+#include "tests/support/without_root_rights.h"
 
 namespace orvik::test {
 namespace {
@@ -23,6 +24,11 @@ TEST_F(FSRefTest, FollowsItsObjectAndNeverNamesWhatTookItsPlace) {
   fs::rename(top_ / "new", top_ / "moved/inner/c");
   UInt8 buffer[4096];
   EXPECT_EQ(FSRefMakePath(&file, buffer, sizeof buffer), fnfErr);
+  EXPECT_EQ(FSRefMakePath(&file, buffer, 0), paramErr);
+  EXPECT_EQ(FSRefMakePath(&file, nullptr, 10), paramErr);
+  EXPECT_EQ(FSRefMakePath(nullptr, buffer, 10), paramErr);
+  EXPECT_EQ(FSCompareFSRefs(&file, nullptr), paramErr);
+  EXPECT_EQ(FSCompareFSRefs(nullptr, &file), paramErr);
 }
 
 TEST_F(FSRefTest, LinksAreFollowedOrNamed) {
@@ -47,7 +53,12 @@ TEST_F(FSRefTest, PathsAreTakenAsTheyAre) {
   EXPECT_EQ(PathOf(RefOf("/")), "/");
   EXPECT_EQ(FSPathMakeRef(Bytes(""), &ref, nullptr), fnfErr);
   EXPECT_EQ(FSPathMakeRef(nullptr, &ref, nullptr), paramErr);
+  EXPECT_EQ(FSPathMakeRef(Bytes("/"), nullptr, nullptr), paramErr);
   EXPECT_EQ(PathOf(RefOf(top_ / "caf\xE9")), top_ / "caf\xE9");
+  const fs::path before = fs::current_path();
+  fs::current_path(top_);
+  EXPECT_EQ(PathOf(RefOf("d//")), fs::current_path() / "d");
+  fs::current_path(before);
 }
 
 TEST_F(FSRefTest, ABufferThatIsTooSmallGetsNoCutPath) {
@@ -82,6 +93,18 @@ TEST_F(FSRefTest, ManyReferencesStayWithinTheDescriptors) {
   // One that is not held on to is found in its folder.
   fs::rename(top_ / "1999", top_ / "renamed");
   EXPECT_EQ(PathOf(refs.back()), top_ / "renamed");
+  fs::rename(top_ / "1998", top_ / "renamed");
+  EXPECT_EQ(PathOf(refs.back()), "");
+  fs::remove(top_ / "renamed");
+  EXPECT_EQ(PathOf(refs[1998]), "");
+  // Nor are those whose path is not the object's own.
+  MakeTree(top_, {"d/e/", "target", "link->target"});
+  EXPECT_EQ(PathOf(RefOf((top_ / "d/e/..").string())), fs::canonical(top_) / "d");
+  FSRef ref;
+  EXPECT_EQ(FSPathMakeRef(Bytes((top_ / "link").string()), &ref, nullptr), noErr);
+  EXPECT_EQ(PathOf(ref), fs::canonical(top_) / "target");
+  EXPECT_EQ(FSPathMakeRef(Bytes((top_ / "none").string()), &ref, nullptr), fnfErr);
+  EXPECT_EQ(PathOf(RefOf(top_ / "none")), "");
   EXPECT_LE(std::distance(fs::directory_iterator("/proc/self/fd"), {}), kMaxAnchors + 50);
 }
 
@@ -90,6 +113,8 @@ using CatalogInfoTest = EnvironmentTest;
 TEST_F(CatalogInfoTest, DescribesEveryKind) {
   MakeTree(top_, {"file=" + std::string(5000, 'x'), "folder/", "link->file"});
   const timespec times[2] = {{-2082844800 + 5, 0}, {917'155'200, 15'259}};
+  const timespec far[2] = {{2212122496 + 7, 999'999'999}, {-2082844800 - 5, 0}};
+  utimensat(AT_FDCWD, (top_ / "folder").c_str(), far, 0);
   utimensat(AT_FDCWD, (top_ / "file").c_str(), times, 0);
   const FSCatalogInfo file = InfoOf(top_ / "file"), folder = InfoOf(top_ / "folder");
   EXPECT_EQ(file.permissions.mode & 0xF000, 0x8000);
@@ -98,6 +123,13 @@ TEST_F(CatalogInfoTest, DescribesEveryKind) {
   EXPECT_LT(file.volume, 0);
   EXPECT_EQ(file.contentModDate.lowSeconds, 3'000'000'000u);
   EXPECT_EQ(file.contentModDate.fraction, 1);
+  EXPECT_EQ(file.accessDate.lowSeconds, 5u);
+  EXPECT_EQ(folder.accessDate.highSeconds, 1u);
+  EXPECT_EQ(folder.accessDate.lowSeconds, 7u);
+  EXPECT_EQ(folder.accessDate.fraction, 65535);
+  EXPECT_EQ(folder.contentModDate.highSeconds + folder.contentModDate.lowSeconds, 0u);
+  EXPECT_EQ(file.permissions.userID, geteuid());
+  EXPECT_EQ(folder.dataLogicalSize, 0u);
   EXPECT_EQ(folder.permissions.mode & 0xF000, 0x4000);
   EXPECT_EQ(folder.volume, file.volume);
   EXPECT_EQ(folder.dataPhysicalSize, 0u);
@@ -105,6 +137,27 @@ TEST_F(CatalogInfoTest, DescribesEveryKind) {
   FSCatalogInfo info;
   const FSRef ref = RefOf(top_ / "file");
   EXPECT_EQ(FSGetCatalogInfo(&ref, 0x800, &info, nullptr, nullptr, nullptr), paramErr);
+  HFSUniStr255 name;
+  FSRef parent;
+  EXPECT_EQ(FSGetCatalogInfo(nullptr, 0, &info, nullptr, nullptr, nullptr), paramErr);
+  EXPECT_EQ(FSGetCatalogInfo(&ref, 0, nullptr, nullptr, nullptr, nullptr), paramErr);
+  EXPECT_EQ(FSGetCatalogInfo(&ref, 0, &info, &name, nullptr, nullptr), paramErr);
+  EXPECT_EQ(FSGetCatalogInfo(&ref, 0, &info, nullptr, reinterpret_cast<FSSpec*>(&name), nullptr),
+            paramErr);
+  EXPECT_EQ(FSGetCatalogInfo(&ref, 0, &info, nullptr, nullptr, &parent), paramErr);
+  // Only what is asked for.
+  for (const FSCatalogInfoBitmap one :
+       {kFSCatInfoVolume, kFSCatInfoCreateDate, kFSCatInfoContentMod, kFSCatInfoAccessDate,
+        kFSCatInfoPermissions, kFSCatInfoDataSizes}) {
+    info = {};
+    EXPECT_EQ(FSGetCatalogInfo(&ref, one, &info, nullptr, nullptr, nullptr), noErr);
+    EXPECT_EQ(info.volume != 0, one == kFSCatInfoVolume);
+    EXPECT_EQ(info.createDate.lowSeconds != 0, one == kFSCatInfoCreateDate);
+    EXPECT_EQ(info.contentModDate.lowSeconds != 0, one == kFSCatInfoContentMod);
+    EXPECT_EQ(info.accessDate.lowSeconds != 0, one == kFSCatInfoAccessDate);
+    EXPECT_EQ(info.permissions.mode != 0, one == kFSCatInfoPermissions);
+    EXPECT_EQ(info.dataLogicalSize != 0, one == kFSCatInfoDataSizes);
+  }
   fs::remove(top_ / "file");
   EXPECT_EQ(FSGetCatalogInfo(&ref, kFSCatInfoVolume, &info, nullptr, nullptr, nullptr), fnfErr);
 }
@@ -135,14 +188,24 @@ TEST_F(FoldersTest, LieBelowTheHomeOrTheSystemRoot) {
     const OSErr status = FSFindFolder(domain, type, true, &ref);
     return status == noErr ? PathOf(ref) : std::to_string(status);
   };
-  const std::string trash = path_of(kUserDomain, kTrashFolderType);
-  EXPECT_TRUE(Contains(trash, "/Trash/files"));
+  // The home's, although there is none yet.
+  const std::string trash = path_of(InfoOf(env_.home()).volume, kTrashFolderType);
+  EXPECT_TRUE(trash.starts_with(home) && trash.ends_with("/Trash/files")) << trash;
   const std::tuple<FSVolumeRefNum, OSType, std::string> cases[] = {
       {kUserDomain, kApplicationSupportFolderType, home + "/Library/Application Support"},
       {kSystemDomain, kApplicationSupportFolderType, root + "/Library/Application Support"},
       {kUserDomain, kDocumentsFolderType, home + "/Documents"},
       {kSystemDomain, kSystemDesktopFolderType, root + "/Users/Shared/Desktop"},
       {kSystemDomain, kApplicationsFolderType, root + "/Applications"},
+      {kSystemDomain, kDocumentsFolderType, root + "/Users/Shared/Documents"},
+      {kLocalDomain, kApplicationsFolderType, root + "/Applications"},
+      {kUserDomain, kApplicationsFolderType, home + "/Applications"},
+      {kUserDomain, kDesktopFolderType, home + "/Desktop"},
+      {kUserDomain, kSystemDesktopFolderType, std::to_string(fnfErr)},
+      {kUserDomain, kTrashFolderType, trash},
+      {0, kTrashFolderType, trash},
+      {1, kTrashFolderType, std::to_string(fnfErr)},
+      {-99, kTrashFolderType, std::to_string(nsvErr)},
       {kSystemDomain, kDesktopFolderType, std::to_string(fnfErr)},
       {kUserDomain, FourCC("????"), std::to_string(fnfErr)},
       {1, kDocumentsFolderType, std::to_string(fnfErr)},
@@ -151,6 +214,12 @@ TEST_F(FoldersTest, LieBelowTheHomeOrTheSystemRoot) {
       {InfoOf(env_.home()).volume, kTrashFolderType, trash}};
   for (const auto& [domain, type, path] : cases) EXPECT_EQ(path_of(domain, type), path);
   EXPECT_NE(path_of(InfoOf("/proc").volume, kTrashFolderType), std::to_string(nsvErr));
+  EXPECT_EQ(FSFindFolder(kUserDomain, kDocumentsFolderType, false, nullptr), paramErr);
+  // The first number that no volume has.
+  FSVolumeRefNum volume = -100;
+  FSRef ref;
+  while (FSFindFolder(volume, kTrashFolderType, false, &ref) != nsvErr) --volume;
+  EXPECT_LT(volume, -101);
 }
 
 TEST_F(FoldersTest, AreMadeOnlyWhenAskedTo) {
@@ -193,18 +262,40 @@ TEST_F(ForksTest, TheDataForkIsTheContent) {
   EXPECT_EQ(FSReadFork(fork, fsFromLEOF, -1, 4, buffer, &count), eofErr);
   EXPECT_EQ(count, 1u);
   EXPECT_EQ(FSWriteFork(fork, fsFromStart, 12, 2, "ab", &count), noErr);
+  EXPECT_EQ(FSWriteFork(fork, fsFromStart, std::numeric_limits<SInt64>::max() - 1, 2, "ab", &count),
+            fileBoundsErr);
+  EXPECT_EQ(FSSetForkPosition(fork, fsFromStart, 0), noErr);
+  EXPECT_EQ(FSSetForkPosition(fork, fsFromMark, 14), noErr);
   EXPECT_EQ(FSSetForkPosition(fork, fsFromMark, -15), posErr);
   EXPECT_EQ(FSSetForkPosition(fork, fsFromMark, std::numeric_limits<SInt64>::max()), posErr);
   SInt64 position = 0, size = 0;
   EXPECT_EQ(FSGetForkPosition(fork, &position), noErr);
   EXPECT_EQ(FSGetForkSize(fork, &size), noErr);
   EXPECT_TRUE(position == 14 && size == 14) << position << " of " << size;
+  EXPECT_EQ(FSReadFork(fork, fsFromLEOF, -14, 0, nullptr, nullptr), noErr);
+  EXPECT_EQ(FSReadFork(fork, fsAtMark, 0, 1, nullptr, &count), paramErr);
+  EXPECT_EQ(FSGetForkPosition(fork, nullptr), paramErr);
+  EXPECT_EQ(FSGetForkSize(fork, nullptr), paramErr);
+  HFSUniStr255 name;
+  name.length = 9;
+  EXPECT_EQ(FSGetDataForkName(&name), noErr);
+  EXPECT_EQ(name.length, 0);
+  EXPECT_EQ(FSGetDataForkName(nullptr), paramErr);
   Open(top_ / "f", fsRdPerm, u"named");
   EXPECT_EQ(status_, errFSForkNotFound);
+  const FSRef ref = RefOf(top_ / "f");
+  FSIORefNum other = 0;
+  EXPECT_EQ(FSOpenFork(&ref, 0, nullptr, fsRdPerm, nullptr), paramErr);
+  EXPECT_EQ(FSOpenFork(nullptr, 0, nullptr, fsRdPerm, &other), paramErr);
   EXPECT_EQ(FSCloseFork(fork), noErr);
-  EXPECT_EQ(FSCloseFork(fork), rfNumErr);
-  EXPECT_EQ(FSReadFork(fork, fsAtMark, 0, 1, buffer, &count), rfNumErr);
-  EXPECT_EQ(count, 0u);
+  for (const FSIORefNum none : {fork, FSIORefNum{0}, FSIORefNum{-1}, FSIORefNum{1000}}) {
+    EXPECT_EQ(FSCloseFork(none), rfNumErr);
+    EXPECT_EQ(FSReadFork(none, fsAtMark, 0, 1, buffer, &count), rfNumErr);
+    EXPECT_EQ(count, 0u);
+    EXPECT_EQ(FSGetForkSize(none, &size), rfNumErr);
+    EXPECT_EQ(FSGetForkPosition(none, &size), rfNumErr);
+    EXPECT_EQ(FSSetForkPosition(none, fsFromStart, 0), rfNumErr);
+  }
   EXPECT_EQ(ReadFile(top_ / "f"), std::string("0123456789\0\0ab", 14));
 }
 
@@ -231,6 +322,28 @@ TEST_F(ForksTest, OpeningsThatExcludeEachOther) {
   EXPECT_EQ(status_, paramErr);
 }
 
+TEST_F(ForksTest, OpenWithTheRightsThatThereAre) {
+  const WithoutRootRights without(env_.folder());
+  const std::tuple<mode_t, SInt8, OSErr> kCases[] = {{0400, fsRdPerm, noErr},
+                                                     {0400, fsWrPerm, afpAccessDenied},
+                                                     {0400, fsRdWrPerm, afpAccessDenied},
+                                                     {0400, fsWrDenyPerm, noErr},
+                                                     {0400, fsRdDenyPerm, noErr},
+                                                     {0200, fsWrPerm, noErr},
+                                                     {0200, fsRdPerm, afpAccessDenied},
+                                                     {0200, fsWrDenyPerm, afpAccessDenied}};
+  for (const auto& [mode, permission, status] : kCases) {
+    WriteFile(top_ / "f", "x");
+    chmod((top_ / "f").c_str(), mode);
+    const FSIORefNum fork = Open(top_ / "f", permission);
+    EXPECT_EQ(status_, status) << mode << " " << int{permission};
+    const OSErr written = FSWriteFork(fork, fsFromStart, 0, 1, "y", nullptr);
+    EXPECT_EQ(written, status != noErr ? rfNumErr : permission == fsWrPerm ? noErr : wrPermErr);
+    FSCloseFork(fork);
+    fs::remove(top_ / "f");
+  }
+}
+
 TEST_F(ForksTest, OnlyRegularFilesAreOpened) {
   MakeTree(top_, {"pipe|", "f", "to_pipe->pipe", "to_file->f"});
   for (const char* name : {"pipe", "to_pipe", "."}) {
@@ -255,7 +368,15 @@ TEST_F(LaunchServicesTest, FlagsOfEveryKindOfItem) {
       {"elf_data=\177ELF rest", 0600, kNone},
       {"script=#!/bin/sh\n", 0700, kApplication},
       {"text=plain", 0700, kNone},
+      {"bare=#!", 0410, kApplication},
+      {"hash=#", 0700, kNone},
+      {"mark=!#", 0701, kNone},
+      {"short=\177EL", 0700, kNone},
+      {"shortest=\177ELF", 0700, kNative},
+      {"a.AppImage=", 0600, kApplication},
       {"a.desktop=", 0600, kApplication},
+      {"Bad.app/Contents=x", 0700, kNone},
+      {"Plain/Contents/", 0700, kNone},
       {"Good.app/Contents/", 0700, kNative},
       {"Empty.app/", 0700, kNone},
       {"link->elf", 0700, kNone},
@@ -269,7 +390,19 @@ TEST_F(LaunchServicesTest, FlagsOfEveryKindOfItem) {
     EXPECT_EQ(LSCopyItemInfoForRef(&ref, kLSRequestAllFlags, &info), noErr) << name;
     EXPECT_EQ(info.flags, flags) << name;
     EXPECT_EQ(LSCopyItemInfoForRef(&ref, 1, &info), paramErr);
+    EXPECT_EQ(LSCopyItemInfoForRef(nullptr, kLSRequestAllFlags, &info), paramErr);
+    EXPECT_EQ(LSCopyItemInfoForRef(&ref, kLSRequestAllFlags, nullptr), paramErr);
   }
+  // A program that may not be read.
+  const FSRef ref = RefOf(top_ / "elf");
+  chmod((top_ / "elf").c_str(), 0100);
+  const WithoutRootRights without(env_.folder());
+  LSItemInfoRecord info;
+  EXPECT_EQ(LSCopyItemInfoForRef(&ref, kLSRequestAllFlags, &info), noErr);
+  EXPECT_EQ(info.flags, kNative);
+  chmod((top_ / "elf").c_str(), 0010);
+  EXPECT_EQ(LSCopyItemInfoForRef(&ref, kLSRequestAllFlags, &info), noErr);
+  EXPECT_EQ(info.flags, kNone);
 }
 
 }  // namespace

@@ -46,8 +46,28 @@ TEST_F(Objects, LiveUntilTheLastReferenceOrTheInnermostPoolOfTheirThreadEnds) {
       Autoreleased(new Counted(&alive));
     }).join();
     EXPECT_EQ(alive, 1);
+    // Without a pool nobody takes the reference.
+    std::thread([&alive] {
+      const auto* own = new Counted(&alive);
+      own->autorelease();
+      EXPECT_EQ(alive, 2);
+      own->release();
+    }).join();
+    EXPECT_EQ(alive, 1);
   }
   EXPECT_EQ(alive, 0);
+  // A pool that was left behind ends with the one around it.
+  alignas(NSAutoreleasePool) std::byte room[sizeof(NSAutoreleasePool)];
+  {
+    const NSAutoreleasePool outer;
+    new (room) NSAutoreleasePool;
+    Autoreleased(new Counted(&alive));
+  }
+  EXPECT_EQ(alive, 0);
+  EXPECT_EQ((std::set<CFTypeID>{CFStringGetTypeID(), CFArrayGetTypeID(), CFDictionaryGetTypeID(),
+                                CFGetTypeID(NSNumber::numberWithBool(YES))}
+                 .size()),
+            4u);
 }
 
 TEST_F(Objects, ADictionaryFindsEveryKeyInItsOrder) {
@@ -80,9 +100,21 @@ TEST_F(Objects, ADictionaryCopiesItsKeysAndAnImmutableOneStays) {
   const auto frozen = static_cast<NSDictionary*>(Autoreleased(dictionary->copy()));
   frozen->setObject(yes, CFSTR(u"other"));
   EXPECT_TRUE(CFEqual(frozen, dictionary));
+  EXPECT_EQ(Autoreleased(frozen->copy()), frozen);
+  EXPECT_EQ(frozen->objectForKey(nullptr), nullptr);
+  EXPECT_EQ(NSDictionary::dictionary()->objectForKey(CFSTR(u"key")), nullptr);
 }
 
 TEST_F(Objects, AnArrayIsEnumeratedAsItWas) {
+  NSEnumerator* left = nullptr;
+  {
+    const Owned<NSArray> gone(NSArray::Create());
+    gone->addObject(Autoreleased(NSString::NewFromAscii("b")));
+    gone->addObject(Owned<const NSString>(NSString::NewFromAscii("c")).get());
+    left = gone->objectEnumerator();
+  }
+  EXPECT_EQ(static_cast<const NSString*>(left->nextObject())->ToUtf8(), "b");
+  EXPECT_EQ(static_cast<const NSString*>(left->nextObject())->ToUtf8(), "c");
   NSArray* array = NSArray::arrayWithCapacity(10);
   array->addObject(CFSTR(u"a"));
   array->addObject(nullptr);
@@ -106,6 +138,10 @@ TEST_F(Objects, SimpleValuesAreEqualByTypeAndDescribeThemselves) {
       {NSNumber::Create(~std::uint64_t{0}), "18446744073709551615"},
       {NSNumber::Create(true), "1"},
       {NSDate::Create(-0.25), "2000-12-31 23:59:59 +0000"},
+      {NSNumber::Create(-1), "-1"},
+      {NSDate::Create(86400 * 31 + 3661), "2001-02-01 01:01:01 +0000"},
+      {NSDate::Create(946079999999.0), "31981-01-30 23:59:59 +0000"},
+      {NSDate::Create(946080000000.0), "no date"},
       {NSDate::Create(INFINITY), "no date"},
       {NSData::Create("\x1\xFF\x3\x4\x5"), "<01ff0304 05>"}};
   for (const auto& [object, text] : kTexts) {
@@ -127,6 +163,13 @@ TEST_F(Objects, AUrlKeepsItsPath) {
         nullptr, bytes, static_cast<CFIndex>(path.size()), false));
     EXPECT_EQ(url == nullptr ? "(none)" : url->Path(), kept);
   }
+  const UInt8 byte = 'x';
+  EXPECT_EQ(CFURLCreateFromFileSystemRepresentation(nullptr, &byte, -1, false), nullptr);
+  EXPECT_EQ(CFURLCreateFromFileSystemRepresentation(nullptr, nullptr, 1, false), nullptr);
+  const fs::path before = fs::current_path();
+  fs::current_path("/");
+  EXPECT_EQ(Owned<const NSURL>(NSURL::CreateWithPath("x"))->Path(), "/x");
+  fs::current_path(before);
 }
 
 const NSDictionary* AsDictionary(const OwnedObject& object) {
@@ -209,6 +252,16 @@ TEST_F(Objects, NameWhatNoListCanHold) {
   std::string path;
   EXPECT_FALSE(ValueOfObject(dictionary, &path) || ValueOfObject(nullptr));
   EXPECT_EQ(path, "a/b/1");
+  // Inside a list that was never looked at.
+  plist::Value deep = plist::Value::Array();
+  for (std::size_t depth = 1; depth < plist::kMaximumDepth; ++depth)
+    deep = plist::Value::Array({deep});
+  NSArray* const outer = NSArray::arrayWithCapacity(0);
+  outer->addObject(NSNumber::numberWithBool(YES));
+  outer->addObject(ObjectFrom(deep).get());
+  path.clear();
+  EXPECT_FALSE(ValueOfObject(outer, &path));
+  EXPECT_EQ(path, "1" + Repeated("/0", static_cast<int>(plist::kMaximumDepth) - 1));
   NSDictionary* const keyed_by_boolean = NSDictionary::dictionary();
   keyed_by_boolean->setObject(CFSTR(u"text"), NSNumber::numberWithBool(YES));
   EXPECT_FALSE(ValueOfObject(keyed_by_boolean));
@@ -217,6 +270,8 @@ TEST_F(Objects, NameWhatNoListCanHold) {
 // The programs write and read both forms.
 TEST_F(Objects, AreReadAndWrittenInTheFormsThatCanBe) {
   using Serialization = NSPropertyListSerialization;
+  const Owned<const NSURL> url(NSURL::CreateWithPath("/"));
+  NSArray* const list = NSArray::arrayWithCapacity(0);
   const NSString* error = nullptr;
   for (const NSPropertyListFormat refused : {0ul, 1ul, 101ul}) {
     EXPECT_EQ(Serialization::dataFromPropertyList(CFSTR(u"x"), refused, &error), nullptr);
@@ -224,6 +279,20 @@ TEST_F(Objects, AreReadAndWrittenInTheFormsThatCanBe) {
   }
   EXPECT_EQ(Serialization::dataFromPropertyList(nullptr, 100, &error), nullptr);
   EXPECT_EQ(Autoreleased(error)->ToUtf8(), "There is no object to write");
+  list->addObject(url.get());
+  for (const NSPropertyListFormat form : {100ul, 200ul}) {
+    EXPECT_EQ(Serialization::dataFromPropertyList(list, form, nullptr), nullptr);
+    EXPECT_EQ(Serialization::dataFromPropertyList(list, form, &error), nullptr);
+    EXPECT_EQ(Autoreleased(error)->ToUtf8(), "The object is no property list, at \"0\"");
+    const NSData* const data = Serialization::dataFromPropertyList(CFSTR(u"x"), form, &error);
+    EXPECT_EQ(error, nullptr);
+    NSPropertyListFormat found = 0;
+    EXPECT_TRUE(CFEqual(Serialization::propertyListFromData(data, 0, &found, &error), CFSTR(u"x")));
+    EXPECT_EQ(found, form);
+    EXPECT_EQ(error, nullptr);
+    EXPECT_TRUE(
+        CFEqual(Serialization::propertyListFromData(data, 0, nullptr, nullptr), CFSTR(u"x")));
+  }
   NSPropertyListFormat format = 77;
   EXPECT_EQ(Serialization::propertyListFromData(nullptr, 2, &format, &error), nullptr);
   EXPECT_EQ(format, 77u);

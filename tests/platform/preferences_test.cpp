@@ -41,6 +41,12 @@ TEST_F(CFPreferencesTest, DomainsUsersAndHostsWithoutAFileHoldNothing) {
   CFPreferencesSetValue(CFSTR(u"k"), CFSTR(u"v"), domain_, machine_, any_);
   EXPECT_FALSE(CFPreferencesSynchronize(CFSTR(u"../a"), user_, any_));
   EXPECT_FALSE(CFPreferencesSynchronize(domain_, user_, host_));
+  CFPreferencesSetValue(CFSTR(u"k"), CFSTR(u"v"), nullptr, machine_, host_);
+  CFPreferencesSetValue(nullptr, CFSTR(u"v"), domain_, machine_, host_);
+  CFPreferencesSetValue(CFSTR(u"k"), CFSTR(u"v"), domain_, nullptr, nullptr);
+  EXPECT_FALSE(CFPreferencesSynchronize(nullptr, user_, any_));
+  EXPECT_EQ(CFPreferencesCopyValue(nullptr, domain_, user_, any_), nullptr);
+  EXPECT_EQ(CFPreferencesCopyValue(CFSTR(u"k"), domain_, user_, host_), nullptr);
   EXPECT_TRUE(fs::is_empty(env_.home()));
   EXPECT_TRUE(fs::is_empty(env_.system_root()));
 }
@@ -52,11 +58,15 @@ TEST_F(CFPreferencesTest, UserValuesWaitForSynchronizeAndMergeWithWhatOthersSave
   WriteEntry(file_, "gone",
              "x</string><key>mine</key><string>0</string><key>other</key><string>kept");
   EXPECT_EQ(Get(u"other"), "kept");
+  Set(u"again", nullptr);
+  Set(u"again", u"set");
+  Set(u"never", u"set");
+  Set(u"never", nullptr);
   Set(u"gone", nullptr);
-  EXPECT_EQ(Get(u"gone"), "(none)");
+  EXPECT_EQ(Get(u"gone") + Get(u"again") + Get(u"never"), "(none)set(none)");
   EXPECT_TRUE(Synchronize());
   EXPECT_EQ(plist::Read(ReadFile(file_)).root,
-            plist::Value::Dictionary({{u"mine", u"1"}, {u"other", u"kept"}}));
+            plist::Value::Dictionary({{u"mine", u"1"}, {u"other", u"kept"}, {u"again", u"set"}}));
 }
 
 TEST_F(CFPreferencesTest, MachineValuesAreSavedAtOnce) {

@@ -5,7 +5,11 @@
 
 #include "platform/carbon/ascii_collation.h"
 #include "platform/carbon/collation.h"
+#include "platform/core_foundation/errno_status.h"
+#include "platform/core_foundation/locale.h"
+#include "platform/core_foundation/scalars.h"
 #include "tests/support/test_environment.h"
+#include "text/characters.h"
 
 namespace orvik::test {
 namespace {
@@ -62,13 +66,92 @@ TEST(String, ChangesStayWithinTheString) {
   EXPECT_EQ(own->ToUnits(), u"abc");
 }
 
+TEST(String, ChangesInABufferOfTheCallerAreCutAtItsEnd) {
+  const std::tuple<CFIndex, CFIndex, const char16_t*, const char16_t*> kCases[] = {
+      {2, 1, u"XY", u"abXYdef"},
+      {2, 1, u"XYZ", u"abXYZdef"},
+      {2, 1, u"XYZW", u"abXYZWde"},
+      {2, 1, u"123456", u"ab123456"},
+      {2, 1, u"1234567", u"ab123456"},
+      {6, 0, u"123", u"abcdef12"},
+      {0, 6, u"", u""},
+      {-1, 1, u"X", u"abcdef"},
+      {7, 0, u"X", u"abcdef"},
+      {0, -1, u"X", u"abcdef"},
+      {5, 9, u"X", u"abcdeX"}};
+  for (const auto& [first, count, units, result] : kCases) {
+    char16_t buffer[9] = u"abcdef||";
+    const Text string(
+        CFStringCreateMutableWithExternalCharactersNoCopy(nullptr, buffer, 6, 8, kCFAllocatorNull));
+    string->replaceCharacters(first, count, units);
+    EXPECT_EQ(string->ToUnits(), result);
+    EXPECT_EQ(buffer[8], 0);
+  }
+  char16_t buffer[2] = {};
+  const std::tuple<char16_t*, CFIndex, CFIndex> kRefused[] = {
+      {nullptr, 0, 2}, {buffer, -1, 2}, {buffer, 3, 2}, {buffer, 0, kMaximumStringLength + 1}};
+  for (const auto& [units, length, capacity] : kRefused) {
+    EXPECT_EQ(NSString::NewInBuffer(units, length, capacity), nullptr);
+  }
+  EXPECT_NE(Text(NSString::NewInBuffer(buffer, 2, 2)), nullptr);
+  EXPECT_EQ(CFStringCreateMutableWithExternalCharactersNoCopy(nullptr, buffer, 1, 2, nullptr),
+            nullptr);
+}
+
+// The views are never looked at.
+TEST(String, ATextThatIsTooLongIsRefused) {
+  const std::size_t length = static_cast<std::size_t>(kMaximumStringLength);
+  const std::u16string_view units(u"x", length + 1);
+  EXPECT_EQ(NSString::NewFromUnits(units), nullptr);
+  EXPECT_EQ(NSString::NewMutable(units), nullptr);
+  EXPECT_EQ(NSString::NewNoCopy(units, false), nullptr);
+  EXPECT_EQ(NSString::NewFromAscii(std::string_view("x", length + 1)), nullptr);
+  EXPECT_EQ(NSString::NewFromLatin1(std::string_view("x", length + 1)), nullptr);
+  EXPECT_EQ(Text(NSString::NewNoCopy(units.substr(1), false))->length(), kMaximumStringLength);
+  const Text string(NSString::NewMutable(u"ab"));
+  string->replaceCharacters(0, 2, units);
+  string->append(units.substr(2));
+  EXPECT_EQ(string->ToUnits(), u"ab");
+}
+
+TEST(String, ALongStringSharesTheMemoryOfItsValue) {
+  for (const char16_t unit : {u'x', u'\xE9', u'\x4E16'}) {
+    for (const std::size_t length : {63u, 64u}) {
+      const plist::Value value = std::u16string(length, unit);
+      const Text string(NSString::NewFromValue(value));
+      EXPECT_EQ(string->value().IsSharedWith(value), length == 64);
+      EXPECT_EQ(string->ToUnits(), std::u16string(length, unit));
+      EXPECT_EQ(string->isAscii(), unit < 0x80);
+      EXPECT_EQ(string->isLatin1(), unit < 0x100);
+      std::u16string part(3, u'|');
+      CFStringGetCharacters(string.get(), CFRangeMake(static_cast<CFIndex>(length) - 2, 9),
+                            part.data());
+      EXPECT_EQ(part, std::u16string(2, unit) + u"|");
+    }
+  }
+}
+
 TEST(String, Numbers) {
   const std::tuple<const char16_t*, int, double> cases[] = {
-      {u"", 0, 0},    {u"12", 12, 12},     {u" \t\n-7x", -7, -7},
-      {u"+5", 5, 5},  {u".5", 0, 0.5},     {u"\u300042", 42, 42},
-      {u"1e", 1, 1},  {u"0x10", 0, 0},     {u"2147483648", INT_MAX, 2147483648.0},
-      {u"--5", 0, 0}, {u"\x0661", 0, 0},   {u"-99999999999999999999", INT_MIN, -1e20},
-      {u"inf", 0, 0}, {u"3.75e2z", 3, 375}};
+      {u"", 0, 0},
+      {u"12", 12, 12},
+      {u" \t\n-7x", -7, -7},
+      {u"+5", 5, 5},
+      {u".5", 0, 0.5},
+      {u"\u300042", 42, 42},
+      {u"1e", 1, 1},
+      {u"0x10", 0, 0},
+      {u"2147483648", INT_MAX, 2147483648.0},
+      {u"--5", 0, 0},
+      {u"\x0661", 0, 0},
+      {u"-99999999999999999999", INT_MIN, -1e20},
+      {u"inf", 0, 0},
+      {u"3.75e2z", 3, 375},
+      {u"1\x0130", 1, 1},
+      {u"2147483647", INT_MAX, 2147483647.0},
+      {u"-2147483648", INT_MIN, -2147483648.0},
+      {u"-2147483647", -INT_MAX, -2147483647.0},
+      {u"-2147483649", INT_MIN, -2147483649.0}};
   for (const auto& [text, integer, real] : cases) {
     EXPECT_EQ(Units(text)->intValue(), integer) << testing::PrintToString(text);
     EXPECT_EQ(Units(text)->doubleValue(), real) << testing::PrintToString(text);
@@ -81,12 +164,63 @@ TEST(String, MakesNewTexts) {
   EXPECT_EQ(a->stringByAppendingString(wide.get())->ToUnits(), u"ab\x20AC");
   EXPECT_EQ(a->stringByAppendingString(narrow.get())->ToUnits(), u"ab\xE9");
   EXPECT_EQ(a->stringByAppendingString(nullptr)->ToUnits(), u"ab");
+  EXPECT_EQ(narrow->stringByAppendingString(narrow.get())->ToUnits(), u"\xE9\xE9");
+  EXPECT_EQ(wide->stringByAppendingString(a.get())->ToUnits(),
+            u"\x20AC"
+            u"ab");
+  EXPECT_EQ(a->stringByAppendingString(Units(u"").get()), a.get());
+  for (const Text* each : {&a, &wide, &narrow}) {
+    const Text changed((*each)->mutableCopy());
+    EXPECT_TRUE(changed->isMutable() && changed->isEqualToString(each->get()));
+    EXPECT_FALSE(changed->description()->isMutable());
+    EXPECT_EQ(changed->description()->ToUnits(), changed->ToUnits());
+  }
+  EXPECT_EQ(a->description(), a.get());
+  EXPECT_EQ(a->compare(nullptr), NSOrderedDescending);
+  EXPECT_FALSE(a->isEqual(nullptr) || a->isEqualToString(nullptr) ||
+               a->isEqual(NSNumber::numberWithBool(YES)));
+  EXPECT_EQ(NSString::stringWithUTF8String(nullptr), nullptr);
+  EXPECT_EQ(NSString::stringWithUTF8String("\xC3\xA9\xE2\x82\xAC")->ToUnits(), u"\xE9\x20AC");
   EXPECT_EQ(NSString::stringWithUTF8String("\xFF"), nullptr);
   EXPECT_EQ(CFSTR(u"one"), CFSTR(u"one"));
   EXPECT_EQ(Units(u"\xE9\x4E2D\xD83D")->ToUtf8(), "\xC3\xA9\xE4\xB8\xAD?");
   const Owned<const NSString> text(CFStringCreateWithFormat(
       nullptr, nullptr, CFSTR(u"%@|%.1@|%@"), CFSTR(u"c\x20AC"), CFSTR(u"xyz"), nullptr));
   EXPECT_EQ(text->ToUnits(), u"c\x20AC|x|(null)");
+}
+
+TEST(CFString, CreatesFromUnitsAndMapsTheirCase) {
+  const auto text = [](CFStringRef string) {
+    const Owned<const NSString> made(string);
+    return made == nullptr ? u"none" : made->ToUnits();
+  };
+  EXPECT_EQ(text(CFStringCreateWithCharacters(nullptr, u"abc", 2)), u"ab");
+  EXPECT_EQ(text(CFStringCreateWithCharacters(nullptr, nullptr, 0)), u"");
+  EXPECT_EQ(text(CFStringCreateWithCharacters(nullptr, nullptr, 1)), u"none");
+  EXPECT_EQ(text(CFStringCreateWithCharacters(nullptr, u"abc", -1)), u"none");
+  EXPECT_EQ(text(CFStringCreateWithCharactersNoCopy(nullptr, u"abc", 2, kCFAllocatorNull)), u"ab");
+  EXPECT_EQ(text(CFStringCreateWithCharactersNoCopy(nullptr, nullptr, 1, kCFAllocatorNull)),
+            u"none");
+  EXPECT_EQ(text(CFStringCreateWithCharactersNoCopy(nullptr, u"abc", -1, kCFAllocatorNull)),
+            u"none");
+  // Freed with the string.
+  auto* const units = static_cast<char16_t*>(std::calloc(3, sizeof(char16_t)));
+  EXPECT_EQ(text(CFStringCreateWithCharactersNoCopy(nullptr, units, 2, nullptr)),
+            std::u16string(2, u'\0'));
+  EXPECT_EQ(text(CFStringCreateCopy(nullptr, CFSTR(u"x"))), u"x");
+  EXPECT_EQ(CFStringCreateCopy(nullptr, nullptr), nullptr);
+  EXPECT_EQ(CFStringCreateWithFormat(nullptr, nullptr, nullptr), nullptr);
+  EXPECT_EQ(CFStringGetLength(nullptr), 0);
+  EXPECT_EQ(CFStringGetLength(CFSTR(u"xy")), 2);
+  const ScopedVariable turkish("LC_ALL", "tr_TR.UTF-8");
+  const Owned<const NSLocale> locale(CFLocaleCopyCurrent());
+  const Text string(NSString::NewMutable(u"iI"));
+  CFStringUppercase(string.get(), locale.get());
+  EXPECT_EQ(string->ToUnits(), u"\x130I");
+  CFStringLowercase(string.get(), locale.get());
+  EXPECT_EQ(string->ToUnits(), u"i\x131");
+  CFStringUppercase(string.get(), nullptr);
+  EXPECT_EQ(string->ToUnits(), u"II");
 }
 
 TEST(CFString, CreatesFromBytesOfAnEncoding) {
@@ -113,6 +247,21 @@ TEST(CFString, GetsTheWholeCharactersOfARangeThatFit) {
               units);
     EXPECT_EQ(used, bytes);
   }
+  UInt8 buffer[4] = {'|', '|', '|', '|'};
+  const auto get = [&](CFStringEncoding encoding) {
+    return CFStringGetBytes(string.get(), CFRangeMake(0, 2), encoding, '?', false, buffer, 3,
+                            nullptr);
+  };
+  EXPECT_EQ(get(kCFStringEncodingASCII), 2);
+  EXPECT_EQ(std::string(buffer, buffer + 3), "a?|");
+  EXPECT_EQ(get(kCFStringEncodingMacRoman), 2);
+  EXPECT_EQ(buffer[1], 0xDB);
+  EXPECT_EQ(get(0x12345), 0);
+  CFIndex used = 0;
+  EXPECT_EQ(CFStringGetBytes(string.get(), CFRangeMake(0, 4), kCFStringEncodingUTF8, 0, false,
+                             nullptr, 0, &used),
+            4);
+  EXPECT_EQ(used, 8);
 }
 
 using Collation = EnvironmentTest;
@@ -132,7 +281,11 @@ TEST_F(Collation, IgnoresWhatTheOptionsName) {
       {0x8006, u"a", u"\xFF41", true},       {0x8008, u"a", u"\xFF21", false},
       {0x800E, u"a", u"\xFF21", true},       {0x800E, u"\xFF8A\xFF9E", u"\x30D0", true},
       {0x800E, u"\x304B", u"\x30AB", false}, {0x8006, u"a b", u"ab", false},
-      {0x0006, u"a-b", u"ab", true},         {0x8006, u"", u"", true}};
+      {0x0006, u"a-b", u"ab", true},         {0x8006, u"", u"", true},
+      {0x8006, u"\x3000", u" ", true},       {0x8006, u"\xFF01", u"!", true},
+      {0x8006, u"\xFFEE", u"\x25CB", true},  {0x8002, u"a", u"\xFF41", false},
+      {0x8002, u"\xE9", u"e\x301", true},    {0x8006, u"\xFF41", u"A", false},
+      {0x800A, u"A", u"\xFF41", false},      {0x800E, u"\x3A3\x3B1", u"\x3C3\x391", true}};
   for (const auto& [options, a, b, equal] : cases) {
     EXPECT_EQ(Order(options, a, b) == 0, equal) << options << testing::PrintToString(a);
   }
@@ -157,10 +310,21 @@ TEST_F(Collation, AnUnknownLocaleIsTheRootAndNothingIsComparedWithNothing) {
   EXPECT_LT(Order(0x8006, u"abc", u"xyz"), 0);
   EXPECT_LT(Order(0x800E, u"\xE4", u"z"), 0);
   SInt32 order = 99;
-  EXPECT_NE(UCCreateCollator(nullptr, 0, 0, nullptr), 0);
-  EXPECT_NE(UCCompareText(nullptr, u"a", 1, u"b", 1, nullptr, &order), 0);
-  EXPECT_NE(UCCompareTextDefault(0, nullptr, 1, u"b", 1, nullptr, &order), 0);
+  EXPECT_EQ(UCCreateCollator(nullptr, 0, 0, nullptr), paramErr);
+  EXPECT_EQ(UCDisposeCollator(nullptr), paramErr);
+  EXPECT_EQ(UCCompareText(nullptr, u"a", 1, u"b", 1, nullptr, &order), paramErr);
+  CollatorRef collator = nullptr;
+  ASSERT_EQ(UCCreateCollator(nullptr, 0, 0, &collator), 0);
+  EXPECT_EQ(UCCompareText(collator, nullptr, 1, u"b", 1, nullptr, &order), paramErr);
+  EXPECT_EQ(UCCompareText(collator, u"a", 1, nullptr, 1, nullptr, &order), paramErr);
+  EXPECT_EQ(UCCompareText(collator, u"a", UniCharCount{1} << 31, u"b", 1, nullptr, &order),
+            paramErr);
   EXPECT_EQ(order, 99);
+  EXPECT_EQ(UCCompareText(collator, nullptr, 0, u"b", 1, nullptr, &order), 0);
+  EXPECT_LT(order, 0);
+  EXPECT_EQ(UCCompareText(collator, u"a", 1, u"a", 1, nullptr, nullptr), 0);
+  EXPECT_EQ(UCDisposeCollator(&collator), 0);
+  EXPECT_EQ(collator, nullptr);
 }
 
 using Collator = std::unique_ptr<UCollator, decltype(&ucol_close)>;
