@@ -16,7 +16,7 @@ TEST_F(ReportingTest, TellsWhatIsThereAndWhyNot) {
   EXPECT_EQ(ReadDomain(-2, kDomain).status.error, PrefError::kUnknownScope);
   for (const int scope : {0, 1, 4}) {
     SCOPED_TRACE(scope);
-    WritePlist(FileOf(scope), R"({"K":{"S":{"x":[true]},"b":"1","a":"2"},"top":"t"})");
+    WriteFile(FileOf(scope), "{top = t; K = {b = 1; S = {x = (y);}; a = 2;};}");
     EXPECT_EQ(ReadPreference(scope, u"K", u"b", kDomain).value, u"1");
     EXPECT_TRUE(ReadPreference(scope, u"", u"top", kDomain).ok());
     EXPECT_EQ(ReadPreferenceKey(scope, u"no/x", kDomain).status.error, PrefError::kNotFound);

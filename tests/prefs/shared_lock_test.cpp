@@ -5,6 +5,7 @@
 
 #include <chrono>
 
+#include "host/proc.h"
 #include "plist/file.h"
 #include "prefs/key_walk.h"
 #include "prefs/lock_record.h"
@@ -91,6 +92,22 @@ TEST_F(SharedLockTest, ALimitHoldsForAllThatComesUnderIt) {
   UnlockGlobalSharedPList(kDomain);
   EXPECT_EQ(WritePreferenceInt(0, u"K", u"n", 1, kDomain), 0u);
   EXPECT_LE(LockTries({}).Left(), std::chrono::seconds(10));
+  {
+    const SharedLockTimeLimit inner;
+    EXPECT_LT(LockTries({}).Left(), std::chrono::seconds(10));
+  }
+  EXPECT_LT(LockTries({}).Left(), std::chrono::seconds(10));
+}
+
+TEST_F(SharedLockTest, AnOldRecordIsReleasedAndAHeldOneIsNot) {
+  Record("1", R"("gone")", std::to_string(getpid()));
+  EXPECT_EQ(CopySharedLockRecord(kDomain).state, SharedLockRecord::State::kStale);
+  EXPECT_TRUE(ReleaseStaleSharedLock(kDomain));
+  EXPECT_EQ(OnDisk(RecordFile()), R"({"lock":0,"process":""})");
+  EXPECT_TRUE(ReleaseStaleSharedLock(kDomain));
+  EXPECT_EQ(CopySharedLockRecord(u"../x").state, SharedLockRecord::State::kFree);
+  EXPECT_EQ(CopySharedLockRecord(u"../x").file, "");
+  EXPECT_EQ(CopySharedLockRecord(u"com.example.none").since, 0);
 }
 
 TEST_F(SharedLockTest, RecordsThatHoldAndThatDoNot) {
@@ -199,8 +216,18 @@ TEST_F(SharedLockTest, ARecordFromBeforeItsProcessWasStartedIsFree) {
   const std::string live = std::to_string(running.pid());
   Record("1", "\"" + OwnName() + "\"", live);
   EXPECT_TRUE(IsGlobalSharedPListLocked(kDomain));
-  fs::last_write_time(RecordFile(), fs::file_time_type::clock::now() - std::chrono::hours(1));
-  EXPECT_FALSE(IsGlobalSharedPListLocked(kDomain));
+  // The clock of files lags behind, and may know whole seconds alone.
+  const std::int64_t start = *host::StartTime(running.pid()), kMillisecond = 1'000'000;
+  const std::int64_t whole = start / 1'000'000'000 * 1'000'000'000;
+  for (const auto& [time, is_held] : {std::pair(start - 30 * kMillisecond + 1, true),
+                                      {whole - 1000 * kMillisecond, true},
+                                      {whole - 2000 * kMillisecond, false},
+                                      {(start - 55 * kMillisecond) | 1, false}}) {
+    const timespec changed = {time / 1'000'000'000, time % 1'000'000'000};
+    const timespec times[2] = {changed, changed};
+    utimensat(AT_FDCWD, RecordFile().c_str(), times, 0);
+    EXPECT_EQ(IsGlobalSharedPListLocked(kDomain), is_held) << start - time;
+  }
   EXPECT_EQ(CopySharedLockRecord(kDomain).state, SharedLockRecord::State::kStale);
   EXPECT_TRUE(LockGlobalSharedPList(kDomain));
   EXPECT_EQ(waits_, 0);

@@ -1,6 +1,9 @@
 #include "prefs/shared_preference_file.h"
 
+#include "platform/core_foundation/cf_preferences.h"
 #include "platform/core_foundation/collections.h"
+#include "platform/core_foundation/errno_status.h"
+#include "platform/core_foundation/scalars.h"
 #include "prefs/preferences.h"
 #include "strings/auto_release.h"
 #include "tests/prefs/store_fixture.h"
@@ -30,6 +33,21 @@ TEST_F(SharedPreferenceFileTest, LiesBelowTheSharedUserFolder) {
   EXPECT_EQ(SavePropertiesToSharedFile(Key(u"k", u"v"), refused), -4960);
   EXPECT_EQ(SavePropertiesToSharedFile(nullptr, domain_), -4960);
   EXPECT_EQ(SharedPropertyList(nullptr), nullptr);
+  EXPECT_EQ(SharedPreferenceFilePath(nullptr), "");
+  EXPECT_EQ(SharedPreferenceFilePath(kCFPreferencesCurrentApplication), "");
+  EXPECT_EQ(SharedPreferencesCopyValue(nullptr, domain_), nullptr);
+  EXPECT_EQ(SharedPreferencesCopyValue(CFSTR(u"k"), nullptr), nullptr);
+  SharedPreferencesSetValue(CFSTR(u"k"), Key(u"n", u"v"), nullptr);
+  SharedPreferencesSetValue(nullptr, Key(u"n", u"v"), domain_);
+  EXPECT_FALSE(fs::exists(SharedFile()));
+  EXPECT_EQ(SavePropertiesToSharedFile(Key(u"k", u"v"), domain_), 0);
+  EXPECT_EQ(OnDisk(SharedFile()), R"({"k":"v"})");
+  const CAutoCFRelease<CFURLRef> url(LibPref_CopySharedCFURLRef(domain_));
+  EXPECT_EQ(url.Get()->Path(), SharedFile());
+  fs::remove(SharedFile());
+  fs::create_directory(SharedFile());
+  EXPECT_EQ(SavePropertiesToSharedFile(Key(u"k", u"v"), domain_), host::StatusFromErrno(EISDIR));
+  fs::remove(SharedFile());
 }
 
 TEST_F(SharedPreferenceFileTest, OnlyADictionaryBringsTheFileIntoBeing) {

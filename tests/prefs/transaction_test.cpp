@@ -52,6 +52,24 @@ TEST_F(TransactionTest, AFailureAnywhereLeavesTheFile) {
       {"a value for a key", kNotAKey, [](T t) { t.ReplaceKey(u"A/s", Value::Dictionary()); }},
       {"no key", kNotFound, [](T t) { t.RequireKey(u"B"); }},
       {"not an empty key", kKeyNotEmpty, [](T t) { t.RequireEmptyKey(u"A"); }},
+      {"no key to be empty", kNotFound, [](T t) { t.RequireEmptyKey(u"B"); }},
+      {"other entries", kConditionNotMet,
+       [](T t) { t.RequireKeyEqual(u"A", Dictionary(u"s", 1)); }},
+      {"entries of none", kConditionNotMet,
+       [](T t) { t.RequireKeyEqual(u"B", Value::Dictionary()); }},
+      {"no key, but a value above", kConditionNotMet,
+       [](T t) { t.RequireKeyEqual(u"top/B", Value()); }},
+      {"a key for a value", kIsAKey, [](T t) { t.Set(u"", u"A", 1, ReplaceKeys::kNo); }},
+      {"a value for a new key", kIsAValue,
+       [](T t) { t.Set(u"A", u"s", Value::Dictionary(), ReplaceKeys::kNo); }},
+      {"nothing made of it", kConditionNotMet,
+       [](T t) { t.Update(u"A", u"s", [](const Value&) { return Value(); }); }},
+      {"a key of no dictionary", kNotSerializable, [](T t) { t.ReplaceKey(u"A", 1); }},
+      {"a merge of no dictionary", kNotSerializable, [](T t) { t.Merge(u"A", 1); }},
+      {"a merge below a value", kNotAKey, [](T t) { t.Merge(u"top/A", Dictionary(u"s", 1)); }},
+      {"a key below a value", kNotAKey, [](T t) { t.MakeKey(u"top/A"); }},
+      {"a merge over a value", kIsAValue,
+       [](T t) { t.Merge(u"", Dictionary(u"top", Value::Dictionary())); }},
       {"a condition of its own", kConditionNotMet,
        [](T t) { t.RequireThat(u"A", u"no", &Value::is_string); }},
       {"nothing to copy", kNotFound, [](T t) { t.Copy(u"A", u"no", u"A", u"x"); }},
@@ -122,6 +140,20 @@ TEST_F(TransactionTest, CopiesMovesMergesAndReplaces) {
          t.RequireEmptyKey(u"G");
        },
        R"({"A":{"B":{"m":1},"s":"t"},"E":{"F":{}},"G":{},"v":true})"},
+      {"replaces what it may, and clears keys",
+       [](T t) {
+         t.RequireKeyEqual(u"A/B", Dictionary(u"n", 1));
+         t.RequireKeyEqual(u"none", Value());
+         t.RequireNotKey(u"", u"v");
+         t.Set(u"", u"v", 2, ReplaceKeys::kNo);
+         t.Set(u"", u"A", Dictionary(u"B", Dictionary(u"n", 1)), ReplaceKeys::kNo);
+         t.Merge(u"v", Dictionary(u"x", 1), ReplaceKeys::kYes);
+         t.ClearKey(u"A/B");
+         t.ClearKey(u"none");
+         t.RequireEmptyKey(u"A/B");
+       },
+       R"({"A":{"B":{}},"v":{"x":1}})"},
+      {"clears the domain", [](T t) { t.ClearKey(u""); }, "{}"},
       {"replaces the domain",
        [](T t) {
          t.ReplaceDomain(Dictionary(u"K", Value::Dictionary()));
@@ -206,6 +238,8 @@ TEST_F(TransactionTest, RefusesWhatItCannotAddress) {
   EXPECT_EQ(unknown.Commit(IfDamaged::kReplace).error, PrefError::kUnknownScope);
   EXPECT_EQ(refused.Commit().error, PrefError::kRefusedDomain);
   EXPECT_EQ(deep.Commit().error, PrefError::kNotSerializable);
+  EXPECT_TRUE(deep.Commit().path.ends_with("d/n"));
+  EXPECT_EQ(WritePreferenceInt(1, Deep(511), u"n", 1, kDomain), 0u);
   Transaction nested(0, kDomain);
   nested.Set(u"K/L", u"n", Dictionary(u"b", Dictionary(u"c", Value())));
   EXPECT_EQ(nested.Commit().path, "K/L/n/b/c");
