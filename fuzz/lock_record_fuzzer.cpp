@@ -16,7 +16,6 @@
 #include "fuzz/require.h"
 #include "fuzz/scratch_folder.h"
 #include "platform/core_foundation/string.h"
-#include "plist/file.h"
 #include "prefs/shared_lock.h"
 
 using orvik::SharedLockRecord;
@@ -33,7 +32,6 @@ struct Home : orvik::fuzz::ScratchFolder {
   Home() {
     std::filesystem::create_directories(preferences);
     orvik::ExchangeSharedLockWait([] { ++Waits(); });
-    orvik::plist::ExchangeFileWriterWait([] {});
     Require(orvik::LockGlobalSharedPList(kDomain));
     name = orvik::CopySharedLockRecord(kDomain).process;
     Require(!name.IsEmpty());

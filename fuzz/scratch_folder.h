@@ -10,6 +10,7 @@
 #include <string_view>
 
 #include "fuzz/require.h"
+#include "plist/file.h"
 
 namespace orvik::fuzz {
 
@@ -26,6 +27,8 @@ class ScratchFolder {
     Require(setenv("HOME", home().c_str(), 1) == 0);
     Require(setenv("TMPDIR", path_.c_str(), 1) == 0);
     Require(unsetenv("XDG_DATA_HOME") == 0);
+    // Damaged files here are not those of a writer who goes on.
+    plist::ExchangeFileWriterWait([] {});
   }
   ~ScratchFolder() {
     std::error_code ignored;
