@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <array>
-#include <clocale>
 #include <cstdio>
 #include <cstring>
 #include <string>
@@ -11,6 +10,7 @@
 
 #include "text/code_page_codec.h"
 #include "text/transcoding.h"
+#include "text/user_locale.h"
 
 namespace orvik {
 
@@ -152,16 +152,12 @@ bool ShowsEveryDigit(const FormatSpec& spec) {
 // Numbers look the same whatever locale the program has set.
 class PlainNumbers {
  public:
-  PlainNumbers() : old_(uselocale(Plain())) {}
+  PlainNumbers() : old_(uselocale(PlainLocale())) {}
   ~PlainNumbers() { uselocale(old_); }
   PlainNumbers(const PlainNumbers&) = delete;
   PlainNumbers& operator=(const PlainNumbers&) = delete;
 
  private:
-  static locale_t Plain() {
-    static const locale_t plain = newlocale(LC_ALL_MASK, "C", nullptr);
-    return plain;
-  }
   locale_t old_;
 };
 

@@ -97,4 +97,9 @@ const char* CurrentLocaleIdentifier(LocaleCategory category) {
   return known.identifier = Identifier(known.value);
 }
 
+locale_t PlainLocale() {
+  static const locale_t plain = newlocale(LC_ALL_MASK, "C", nullptr);
+  return plain;
+}
+
 }  // namespace orvik

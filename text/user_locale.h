@@ -4,6 +4,8 @@
 // Threads may call at once as long as none changes the environment.
 #pragma once
 
+#include <clocale>
+
 namespace [[gnu::visibility("default")]] orvik {
 
 // The variable that decides between LC_ALL and LANG.
@@ -14,5 +16,8 @@ enum class LocaleCategory { kCharacters, kCollation, kTime };  // LC_CTYPE, LC_C
 // The text lives as long as the program; equal identifiers are one pointer. The call is cheap
 // enough for every comparison.
 const char* CurrentLocaleIdentifier(LocaleCategory category);
+
+// The "C" locale of the C library, in which numbers have a point whatever setlocale was given.
+locale_t PlainLocale();
 
 }  // namespace orvik

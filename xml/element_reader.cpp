@@ -9,6 +9,7 @@
 
 #include "streams/com_ptr.h"
 #include "strings/utf8_strings.h"
+#include "text/user_locale.h"
 #include "xml/xml_writer.h"
 
 namespace orvik {
@@ -74,7 +75,7 @@ HRESULT CXMLElementReader::GetLongAttributeFromNode(TiXmlElement* element, const
 HRESULT CXMLElementReader::GetFloatAttributeFromNode(TiXmlElement* element, const char* name,
                                                      float* out) {
   return ReadFilled(element, name, out,
-                    [](const char* text) { return static_cast<float>(std::atof(text)); });
+                    [](const char* text) { return static_cast<float>(RealOf(text)); });
 }
 
 HRESULT CXMLElementReader::GetBOOLAttributeFromNode(TiXmlElement* element, const char* name,
@@ -206,6 +207,10 @@ HRESULT GetNodeAttributes(TiXmlElement* element, CAtlArray<TiXmlAttribute*>& out
 
 const char* AttributeText(const TiXmlElement* element, const char* name) {
   return element == nullptr || name == nullptr ? nullptr : element->Attribute(name);
+}
+
+double RealOf(const char* text) {
+  return strtod_l(text, nullptr, PlainLocale());
 }
 
 const char* ElementText(const TiXmlElement* element) {

@@ -35,6 +35,7 @@ class CXMLElementReader {
   // Leading digits count: "12abc" is 12, "abc" is 0. What a long cannot hold becomes the nearest
   // that it can.
   static HRESULT GetLongAttributeFromNode(TiXmlElement* element, const char* name, long* out);
+  // With a point in every locale, as WriteFloatAttribute writes it.
   static HRESULT GetFloatAttributeFromNode(TiXmlElement* element, const char* name, float* out);
   // Whether the number is not 0; "true" is not a number.
   static HRESULT GetBOOLAttributeFromNode(TiXmlElement* element, const char* name, bool* out);
@@ -82,6 +83,9 @@ HRESULT GetNodeAttributes(TiXmlElement* element, CAtlArray<TiXmlAttribute*>& out
 
 // The attribute of an element as TinyXML holds it; null when there is no such element or attribute.
 const char* AttributeText(const TiXmlElement* element, const char* name);
+
+// The number at the start of a text, with a point in every locale; 0 when there is none.
+double RealOf(const char* text);
 
 // The value of an element as TinyXML holds it; null when it has none.
 const char* ElementText(const TiXmlElement* element);

@@ -48,7 +48,9 @@ void SaveAttributeToXmlElementIfNotDefault(const boost::shared_ptr<TiXmlElement>
                                            const CAtlStringA& name, double value,
                                            double default_value) {
   if (element == nullptr || value == default_value) return;
-  element->SetDoubleAttribute(name.GetString(), value);
+  CAtlStringA text;
+  text.Format("%g", value);
+  element->SetAttribute(name.GetString(), text.GetString());
 }
 
 void SaveAttributeToXmlElementIfNotDefault(const boost::shared_ptr<TiXmlElement>& element,
@@ -83,7 +85,7 @@ int TiXmlHelper::LoadIntAttributeFromXmlElementWithDefault(const TiXmlElement* e
 float TiXmlHelper::LoadFloatAttributeFromXmlElementWithDefault(const TiXmlElement* element,
                                                                const CAtlStringA& name,
                                                                float default_value) {
-  return Load(element, name, default_value, std::atof);
+  return Load(element, name, default_value, RealOf);
 }
 
 bool TiXmlHelper::LoadBoolAttributeFromXmlElementWithDefault(const TiXmlElement* element,

@@ -36,7 +36,8 @@ inline constexpr char TRUE_STRING[] = "true";
 inline constexpr char FALSE_STRING[] = "false";
 
 // Writes the attribute when value and default differ, and removes nothing when they do not.
-// Strings are compared without case. Unsigned numbers of 2^31 and above are written as negative.
+// Strings are compared without case. Real numbers are written as "%g" gives them, with a point in
+// every locale. Unsigned numbers of 2^31 and above are written as negative.
 void SaveAttributeToXmlElementIfNotDefault(const boost::shared_ptr<TiXmlElement>& element,
                                            const CAtlStringA& name, bool value, bool default_value);
 void SaveAttributeToXmlElementIfNotDefault(const boost::shared_ptr<TiXmlElement>& element,
@@ -63,6 +64,7 @@ class TiXmlHelper {
   // Leading digits count; what an int cannot hold becomes the nearest that it can.
   static int LoadIntAttributeFromXmlElementWithDefault(const TiXmlElement* element,
                                                        const CAtlStringA& name, int default_value);
+  // With a point in every locale.
   static float LoadFloatAttributeFromXmlElementWithDefault(const TiXmlElement* element,
                                                            const CAtlStringA& name,
                                                            float default_value);

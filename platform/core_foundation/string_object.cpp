@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <climits>
-#include <clocale>
 #include <cstdint>
 #include <cstdlib>
 #include <cstring>
@@ -11,6 +10,7 @@
 
 #include "text/case_and_spelling.h"
 #include "text/transcoding.h"
+#include "text/user_locale.h"
 
 namespace orvik {
 
@@ -281,7 +281,6 @@ int NSString::intValue() const {
 }
 
 double NSString::doubleValue() const {
-  static const locale_t plain = newlocale(LC_ALL_MASK, "C", nullptr);
   std::string number;
   const plist::Text units = text();
   for (size_t i = SkipWhiteSpace(units); i < units.size(); ++i) {
@@ -289,7 +288,7 @@ double NSString::doubleValue() const {
     if (kTaken.find(units[i]) == kTaken.npos) break;
     number += static_cast<char>(units[i]);
   }
-  return strtod_l(number.c_str(), nullptr, plain);
+  return strtod_l(number.c_str(), nullptr, PlainLocale());
 }
 
 }  // namespace orvik

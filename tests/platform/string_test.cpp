@@ -8,6 +8,7 @@
 #include "platform/core_foundation/errno_status.h"
 #include "platform/core_foundation/locale.h"
 #include "platform/core_foundation/scalars.h"
+#include "tests/support/decimal_comma.h"
 #include "tests/support/test_environment.h"
 #include "text/characters.h"
 
@@ -132,6 +133,7 @@ TEST(String, ALongStringSharesTheMemoryOfItsValue) {
 }
 
 TEST(String, Numbers) {
+  const DecimalComma comma;
   const std::tuple<const char16_t*, int, double> cases[] = {
       {u"", 0, 0},
       {u"12", 12, 12},

@@ -1,8 +1,7 @@
 #include "text/formatter.h"
-#include "tests/support/test_environment.h"
+#include "tests/support/decimal_comma.h"
 
 #include <climits>
-#include <clocale>
 #include <cstdio>
 #include <limits>
 
@@ -102,10 +101,9 @@ TEST(Formatter, RealsAsPrintf) {
 }
 
 TEST(Formatter, NumbersDoNotFollowTheLocaleOfLibc) {
-  const std::string old = setlocale(LC_NUMERIC, nullptr);
-  setlocale(LC_NUMERIC, "de_DE.UTF-8");
+  const DecimalComma comma;
+  EXPECT_TRUE(comma.is_there());
   EXPECT_EQ(Plain(u"%.1f", 1.5), u"1.5");
-  setlocale(LC_NUMERIC, old.c_str());
 }
 
 TEST(Formatter, TextsOfEveryKind) {

@@ -5,6 +5,7 @@
 #include <tinyxml.h>
 
 #include "tests/files/support.h"
+#include "tests/support/decimal_comma.h"
 #include "xml/element_reader.h"
 #include "xml/tixml_helper.h"
 
@@ -61,6 +62,7 @@ struct Numbers {
 };
 
 TEST(ElementReaderTest, ReadsNumbersAndColors) {
+  const DecimalComma comma;
   const std::pair<std::string, Numbers> cases[] = {
       {"5x", {5, 5, true, 0}},
       {"-7", {-7, -7, true, 0}},
@@ -206,13 +208,14 @@ boost::shared_ptr<TiXmlElement> Element(const char* value) {
 }
 
 TEST(TiXmlHelperTest, LoadsAttributesOrTheirDefaults) {
+  const DecimalComma comma;
   using Helper = TiXmlHelper;
   const std::tuple<const char*, std::u16string, int, float, bool, bool> cases[] = {
       {nullptr, u"f", 9, 9.5f, true, false},
       {"-99999999999", u"-99999999999", INT_MIN, -99999999999.f, true, false},
       {"TRUE", u"TRUE", 0, 0, true, true},
       {"False", u"False", 0, 0, false, false},
-      {"1", u"1", 1, 1, true, false},
+      {"1.5", u"1.5", 1, 1.5f, true, false},
       {"gr\xC3\xBCn", u"gr\u00FCn", 0, 0, true, false}};
   for (const auto& [value, text, integer, decimal, yes_by_default, no_by_default] : cases) {
     const auto owner = Element(value);
@@ -232,6 +235,7 @@ TEST(TiXmlHelperTest, LoadsAttributesOrTheirDefaults) {
 }
 
 TEST(TiXmlHelperTest, SavesOnlyWhatDiffersFromTheDefault) {
+  const DecimalComma comma;
   const auto saved = [](const auto& value, const auto& default_value, const char* old = nullptr) {
     const auto member = Element(old), free = Element(old);
     TiXmlHelper::SaveAttributeToXmlElementIfNotDefault(member, "v", value, default_value);
