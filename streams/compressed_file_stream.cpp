@@ -10,7 +10,9 @@
 
 #include "files/file_manipulator.h"
 #include "files/whole_file.h"
+#include "files/windows_files.h"
 #include "host/file_replacement.h"
+#include "host/paths.h"
 
 namespace orvik {
 
@@ -18,6 +20,13 @@ namespace {
 
 constexpr std::size_t kPiece = 1 << 16;
 constexpr std::uint64_t kSlack = 100;  // by which the compressed form may be longer
+
+// False for a file that everybody lacks permission to write, also behind a link.
+bool MayBeWritten(const COrvikFilePath& path) {
+  struct stat file;
+  return host::StatPath(path.ToBytes(), 0, &file) != 0 ||
+         (AttributesFromMode(static_cast<UInt16>(file.st_mode)) & FILE_ATTRIBUTE_READONLY) == 0;
+}
 
 }  // namespace
 
@@ -62,7 +71,7 @@ CompressedFile::~CompressedFile() {
 
 bool CompressedFile::Open(const COrvikFilePath& path) {
   path_ = path;
-  is_open_ = path.CanFileBeWrittenTo() && OpenReplacement(path, file_) &&
+  is_open_ = MayBeWritten(path) && OpenReplacement(path, file_) &&
              deflateInit(&stream_, Z_DEFAULT_COMPRESSION) == Z_OK;
   return is_open_;
 }
@@ -101,7 +110,7 @@ bool CompressedFile::Deflate(int flush) {
 }
 
 CompressedFile::Result CompressedFile::Finish(WhenLarger when_larger) {
-  if (!is_open_ || !Deflate(Z_FINISH) || !path_.CanFileBeWrittenTo()) return Result::kFailed;
+  if (!is_open_ || !Deflate(Z_FINISH) || !MayBeWritten(path_)) return Result::kFailed;
   if (given_ <= taken_ + kSlack) {
     return file_.Commit() == 0 ? Result::kCompressed : Result::kFailed;
   }

@@ -24,8 +24,9 @@ namespace [[gnu::visibility("default")]] orvik {
 // host/file_replacement.h: mode, owner, group, links, and its other names.
 //
 // The target holds the bytes uncompressed when their compressed form would be more than 100 bytes
-// longer. It stays as it was when it has become read-only, and when not all bytes could be taken or
-// the file could not be put in place; Finish reports that.
+// longer. A read-only file, which all users lack permission to write, is refused, also for root and
+// behind a link. The target stays as it was when it has become read-only, and when not all bytes
+// could be taken or the file could not be put in place; Finish reports that.
 class CWritableCompressedFileStream final : public StreamBase<IStream>, public IFinishableStream {
  public:
   // The start offset changes nothing.

@@ -102,22 +102,24 @@ TEST_F(WritableCompressedFileStreamTest, ReplacesTheTargetOfALinkOrLeavesAReadOn
     EXPECT_TRUE(fs::is_symlink(file_));
     EXPECT_TRUE((content.size() < 100 ? Inflated() : ReadFile(real)) == content);
   }
-  fs::rename(real, file_);
-  CComPtr<IStream> stream = Stream();
-  EXPECT_EQ(stream->Write("abc", 3, nullptr), S_OK);
-  fs::permissions(file_, perms::owner_read);
-  EXPECT_EQ(FinishStream(stream), E_FAIL);
-  stream.Release();
-  EXPECT_TRUE(ReadFile(file_) == Noise(400'000));
-  EXPECT_EQ(Stream(), nullptr);
-  EXPECT_EQ(Files(), (std::vector<std::string>{"target"}));
+  for (const fs::path& path : {real, file_}) {
+    fs::permissions(real, perms::owner_read | perms::owner_write);
+    CComPtr<IStream> stream = CStreamFactory::CreateWritableCompressedFileStream(File(path));
+    EXPECT_EQ(stream->Write("abc", 3, nullptr), S_OK);
+    fs::permissions(real, perms::owner_read);
+    EXPECT_EQ(FinishStream(stream), E_FAIL);
+    stream.Release();
+    EXPECT_EQ(CStreamFactory::CreateWritableCompressedFileStream(File(path)), nullptr);
+    EXPECT_TRUE(ReadFile(real) == Noise(400'000));
+    EXPECT_EQ(Files(), (std::vector<std::string>{"real", "target"}));
+  }
   const auto full =
       CStreamFactory::CreateWritableCompressedFileStream(COrvikFilePath(u"/dev/full"));
   EXPECT_EQ(full->Write(nullptr, 1, nullptr), E_INVALIDARG);
   EXPECT_EQ(full->Write("abc", 3, nullptr), S_OK);
   EXPECT_EQ(FinishStream(full), E_FAIL);
   fs::permissions(file_, perms::all);
-  stream = Stream();
+  CComPtr<IStream> stream = Stream();
   const FileSizeLimit limit(100'000);
   unsigned long written = 9;
   EXPECT_EQ(stream->Write(Noise(400'000).data(), 400'000, &written), E_INVALIDARG);
