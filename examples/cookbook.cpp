@@ -181,7 +181,7 @@ bool CopyAFolderAndKnowWhatFailed() {
 }
 
 bool ReplaceAFileAsAWhole() {
-  // A reader sees the old content or the new one, also after a crash.
+  // A reader sees the old content or the new one, also when the program is killed meanwhile.
   return WriteWholeFile(COrvikFilePath(u"settings.txt"), "all of it");
 }
 
