@@ -159,7 +159,13 @@ std::optional<COrvikDirectoryPath> FindSpecialFolder(int number) {
 
 }  // namespace
 
-CAtlString COrvikDirectoryPath::my_GlobalTempFilePath;
+// What the process keeps is made when it is first used and never destroyed: objects of a program
+// may use it before main begins and after it has ended, in whatever order the libraries were
+// linked.
+CAtlString& COrvikDirectoryPath::GlobalTempFilePath() {
+  static auto* const my_GlobalTempFilePath = new CAtlString;
+  return *my_GlobalTempFilePath;
+}
 
 COrvikDirectoryPath COrvikDirectoryPath::GetTempDirectoryPath() {
   std::vector<char16_t> buffer(MAX_PATH);
@@ -188,8 +194,8 @@ COrvikDirectoryPath COrvikDirectoryPath::GetPagewellTempDirectoryPath() {
 }
 
 COrvikDirectoryPath COrvikDirectoryPath::GetTempFileDirectoryPath() {
-  if (my_GlobalTempFilePath.IsEmpty()) return GetTempDirectoryPath();
-  return COrvikDirectoryPath(my_GlobalTempFilePath);
+  if (GlobalTempFilePath().IsEmpty()) return GetTempDirectoryPath();
+  return COrvikDirectoryPath(GlobalTempFilePath());
 }
 
 COrvikDirectoryPath CFileManipulator::GetSpecialDirectory(int folder, const CAtlString& sub_name) {
@@ -210,6 +216,10 @@ std::optional<COrvikDirectoryPath> FindStandardFolder(FSVolumeRefNum domain, OST
 
 bool CPagewellEditionHelper::m_bPagewellStudentMode = false;
 bool CPagewellEditionHelper::m_bPagewellStudentUSBMode = false;
-COrvikDirectoryPath CPagewellEditionHelper::m_pathUSBInstallDir;
+
+COrvikDirectoryPath& CPagewellEditionHelper::USBInstallDir() {
+  static auto* const m_pathUSBInstallDir = new COrvikDirectoryPath;
+  return *m_pathUSBInstallDir;
+}
 
 }  // namespace orvik

@@ -86,7 +86,7 @@ class COrvikDirectoryPath : public PathValue<COrvikDirectoryPath> {
   // The folder for temporary files: the one that was set, else GetTempDirectoryPath. Set it before
   // other threads ask for temporary names.
   static void SetTempFileDirectoryPath(const COrvikDirectoryPath& folder) {
-    my_GlobalTempFilePath = folder.path_;
+    GlobalTempFilePath() = folder.path_;
   }
   static COrvikDirectoryPath GetTempFileDirectoryPath();
 
@@ -116,7 +116,7 @@ class COrvikDirectoryPath : public PathValue<COrvikDirectoryPath> {
   }
 
  private:
-  static CAtlString my_GlobalTempFilePath;
+  static CAtlString& GlobalTempFilePath();
 };
 
 // Which edition of the application runs. Set at start-up, before other threads read it.
@@ -133,14 +133,14 @@ class CPagewellEditionHelper {
   static void SetPagewellStudentUSBMode(bool on) { m_bPagewellStudentUSBMode = on; }
   static bool IsPagewellStudentUSBMode() { return m_bPagewellStudentUSBMode; }
   static void SetPagewellStudentUSBInstallDirectory(const COrvikDirectoryPath& folder) {
-    m_pathUSBInstallDir = folder;
+    USBInstallDir() = folder;
   }
-  static COrvikDirectoryPath GetPagewellStudentUSBInstallDirectory() { return m_pathUSBInstallDir; }
+  static COrvikDirectoryPath GetPagewellStudentUSBInstallDirectory() { return USBInstallDir(); }
 
  private:
   static bool m_bPagewellStudentMode;
   static bool m_bPagewellStudentUSBMode;
-  static COrvikDirectoryPath m_pathUSBInstallDir;
+  static COrvikDirectoryPath& USBInstallDir();
 };
 
 }  // namespace orvik

@@ -136,12 +136,20 @@ BOOL Delete(const COrvikFilePath& file, TreeReport* report, Progress* progress) 
 
 }  // namespace
 
-CAtlString CFileManipulator::m_csDeleteConfirmFormat = kDeleteConfirmFormat;
-CAtlString CFileManipulator::m_csOverwriteConfirmFormat = kOverwriteConfirmFormat;
-CAtlString CFileManipulator::m_csDeleteString = u"Delete";
-CAtlString CFileManipulator::m_csCancelString = u"Cancel";
-CAtlString CFileManipulator::m_csCopyString = u"Copy";
-CAtlString CFileManipulator::m_csOverwriteString = u"Overwrite";
+struct CFileManipulator::AlertTexts {
+  CAtlString m_csDeleteConfirmFormat = kDeleteConfirmFormat;
+  CAtlString m_csOverwriteConfirmFormat = kOverwriteConfirmFormat;
+  CAtlString m_csDeleteString = u"Delete";
+  CAtlString m_csCancelString = u"Cancel";
+  CAtlString m_csCopyString = u"Copy";
+  CAtlString m_csOverwriteString = u"Overwrite";
+};
+
+// Made when it is first used and never destroyed, like what directory_path.cpp keeps.
+CFileManipulator::AlertTexts& CFileManipulator::Texts() {
+  static auto* const texts = new AlertTexts;
+  return *texts;
+}
 
 void CFileManipulator::InitializeLocalizedStrings(const CAtlString& delete_confirm_format,
                                                   const CAtlString& overwrite_confirm_format,
@@ -149,21 +157,21 @@ void CFileManipulator::InitializeLocalizedStrings(const CAtlString& delete_confi
                                                   const CAtlString& cancel_text,
                                                   const CAtlString& copy_text,
                                                   const CAtlString& overwrite_text) {
-  m_csDeleteConfirmFormat = delete_confirm_format;
-  m_csOverwriteConfirmFormat = overwrite_confirm_format;
-  m_csDeleteString = delete_text;
-  m_csCancelString = cancel_text;
-  m_csCopyString = copy_text;
-  m_csOverwriteString = overwrite_text;
+  Texts() = {delete_confirm_format, overwrite_confirm_format, delete_text, cancel_text, copy_text,
+             overwrite_text};
 }
 
 BOOL CFileManipulator::CopyFile(const COrvikFilePath& source, const COrvikFilePath& target,
                                 BOOL ask) {
   if (source.FileExists() == FALSE) return FALSE;
   if (ask != FALSE && target.FileExists() != FALSE) {
+    const AlertTexts& texts = Texts();
     const CAtlString message =
-        Question(m_csOverwriteConfirmFormat, kOverwriteConfirmFormat, target);
-    if (!Confirm(m_csCopyString, message, m_csCancelString, m_csOverwriteString)) return FALSE;
+        Question(texts.m_csOverwriteConfirmFormat, kOverwriteConfirmFormat, target);
+    if (!Confirm(texts.m_csCopyString, message, texts.m_csCancelString,
+                 texts.m_csOverwriteString)) {
+      return FALSE;
+    }
   }
   return CopyFileTo(source, target, FALSE);
 }
@@ -172,8 +180,11 @@ BOOL CFileManipulator::DeleteFile(const COrvikFilePath& file, BOOL ask, BOOL to_
                                   TreeReport* report, Progress* progress) {
   if (file.FileExists() == FALSE) return TRUE;
   if (ask != FALSE) {
-    const CAtlString message = Question(m_csDeleteConfirmFormat, kDeleteConfirmFormat, file);
-    if (!Confirm(m_csDeleteString, message, m_csCancelString, m_csDeleteString)) return FALSE;
+    const AlertTexts& texts = Texts();
+    const CAtlString message = Question(texts.m_csDeleteConfirmFormat, kDeleteConfirmFormat, file);
+    if (!Confirm(texts.m_csDeleteString, message, texts.m_csCancelString, texts.m_csDeleteString)) {
+      return FALSE;
+    }
   }
   if (to_trash == FALSE) return Delete(file, report, progress);
 

@@ -136,12 +136,8 @@ class CFileManipulator {
   static COrvikFilePath ResolveShortcut(const COrvikFilePath& shortcut);
 
  private:
-  static CAtlString m_csDeleteConfirmFormat;
-  static CAtlString m_csOverwriteConfirmFormat;
-  static CAtlString m_csDeleteString;
-  static CAtlString m_csCancelString;
-  static CAtlString m_csCopyString;
-  static CAtlString m_csOverwriteString;
+  struct AlertTexts;
+  static AlertTexts& Texts();
 };
 
 }  // namespace orvik

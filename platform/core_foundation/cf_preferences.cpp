@@ -194,12 +194,6 @@ bool SaveChanges(const std::string& path) {
 
 }  // namespace
 
-const CFStringRef kCFPreferencesCurrentUser = CFSTR(u"kCFPreferencesCurrentUser");
-const CFStringRef kCFPreferencesAnyUser = CFSTR(u"kCFPreferencesAnyUser");
-const CFStringRef kCFPreferencesCurrentHost = CFSTR(u"kCFPreferencesCurrentHost");
-const CFStringRef kCFPreferencesAnyHost = CFSTR(u"kCFPreferencesAnyHost");
-const CFStringRef kCFPreferencesCurrentApplication = CFSTR(u"kCFPreferencesCurrentApplication");
-
 CFPropertyListRef CFPreferencesCopyValue(CFStringRef key, CFStringRef domain, CFStringRef user,
                                          CFStringRef host) {
   const std::string file = FileBehind(domain, user, host);

@@ -23,15 +23,22 @@
 
 #include "platform/core_foundation/base.h"
 #include "platform/core_foundation/collections.h"
+#include "platform/core_foundation/string.h"
 
 namespace [[gnu::visibility("default")]] orvik {
 
-extern const CFStringRef kCFPreferencesCurrentUser;
-extern const CFStringRef kCFPreferencesAnyUser;
-extern const CFStringRef kCFPreferencesCurrentHost;
-extern const CFStringRef kCFPreferencesAnyHost;
+// A constant string that is there before the first object of a program is made.
+struct PreferencesConstant {
+  const UniChar* text;
+  operator CFStringRef() const { return CFSTR(text); }  // NOLINT(google-explicit-constructor)
+};
+inline constexpr PreferencesConstant kCFPreferencesCurrentUser{u"kCFPreferencesCurrentUser"};
+inline constexpr PreferencesConstant kCFPreferencesAnyUser{u"kCFPreferencesAnyUser"};
+inline constexpr PreferencesConstant kCFPreferencesCurrentHost{u"kCFPreferencesCurrentHost"};
+inline constexpr PreferencesConstant kCFPreferencesAnyHost{u"kCFPreferencesAnyHost"};
 // As a domain: the bundle identifier of the program, which a plain program does not have.
-extern const CFStringRef kCFPreferencesCurrentApplication;
+inline constexpr PreferencesConstant kCFPreferencesCurrentApplication{
+    u"kCFPreferencesCurrentApplication"};
 
 // The value of an entry as this process sees it, owned by the caller and not to be changed; null
 // when there is none.

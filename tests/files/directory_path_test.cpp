@@ -172,7 +172,15 @@ TEST_F(DirectoryPathOnDisk, FoldersThatThePlatformNamesMayHoldABackslash) {
   EXPECT_TRUE(Exists(home / ".local/share/Trash/info/file.trashinfo"));
 }
 
+// An object that is made before those of the library, which is linked statically here.
+const Path kBeforeMain = [] {
+  CPagewellEditionHelper::SetPagewellStudentUSBInstallDirectory(Path(u"/usb"));
+  return Path::GetTempFileDirectoryPath();
+}();
+
 TEST_F(DirectoryPathOnDisk, FindsTheTemporaryFolder) {
+  EXPECT_FALSE(kBeforeMain.IsEmptyPath());
+  EXPECT_EQ(Units(CPagewellEditionHelper::GetPagewellStudentUSBInstallDirectory()), u"/usb");
   EXPECT_EQ(Path::GetTempDirectoryPath(), Folder(env_.temp()));
   const std::string long_path = env_.temp().string() + "/" + std::string(250, 'l');
   setenv("TMPDIR", long_path.c_str(), 1);

@@ -195,6 +195,15 @@ TEST_F(FileManipulator, AsksBeforeOverwriting) {
   EXPECT_TRUE(Answered(std::nullopt, copy_to("h")).first);  // nothing is there, so nobody is asked
 }
 
+void UseEnglishTexts() {
+  Manipulator::InitializeLocalizedStrings(
+      u"Are you sure you want to delete the file \"%s\"?",
+      u"The file \"%s\" already exists.  Do you want to overwrite it?", u"Delete", u"Cancel",
+      u"Copy", u"Overwrite");
+}
+// An object that is made before those of the library, which is linked statically here.
+[[maybe_unused]] const bool kBeforeMain = (UseEnglishTexts(), true);
+
 TEST_F(FileManipulator, AsksBeforeDeleting) {
   const std::string path = At("f %s");
   WriteFile(path, "x");
@@ -216,10 +225,7 @@ TEST_F(FileManipulator, AsksBeforeDeleting) {
   for (const auto& [text, shown] : cases) EXPECT_EQ(question(text).message, shown);
   EXPECT_EQ(question(u"%s").buttons, (Words{"Nein", "L\xC3\xB6schen"}));
   EXPECT_TRUE(Exists(path));
-  Manipulator::InitializeLocalizedStrings(
-      u"Are you sure you want to delete the file \"%s\"?",
-      u"The file \"%s\" already exists.  Do you want to overwrite it?", u"Delete", u"Cancel",
-      u"Copy", u"Overwrite");
+  UseEnglishTexts();
   const auto [removed, shown] = Answered(1, remove);
   EXPECT_TRUE(removed && !Exists(path));
   EXPECT_EQ((Words{shown.header, shown.message, shown.buttons.at(0), shown.buttons.at(1)}),

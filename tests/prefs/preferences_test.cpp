@@ -64,8 +64,12 @@ TEST(Scope, RemapsOntoSharedAndMachine) {
   }
 }
 
+// An object that is made before those of the library, which is linked statically here.
+const bool kIsUsableBeforeMain = IsUsableDomain(u"com.orviktech.Registry");
+
 // plist/file.h says which domains name files.
 TEST(Scope, DomainsThatCannotNameAFileAreRefused) {
+  EXPECT_TRUE(kIsUsableBeforeMain);
   const CAtlString longest(u'x', 243);
   EXPECT_TRUE(IsUsableDomain(longest));
   EXPECT_FALSE(IsUsableDomain(u"../x") || IsUsableDomain(u"kCFPreferencesCurrentApplication"));
