@@ -80,6 +80,7 @@ TEST_F(WindowsFilesTest, MakesOneFolderAndEmptiesByReference) {
   for (const auto& [name, done] : made) {
     EXPECT_EQ(CreateDirectory(Path(name).c_str(), nullptr), done) << name;
   }
+  EXPECT_EQ(ModeOf(At("a")) & 0700, 0700u);
   for (const char* name : {"full/a/b", "full", "locked"}) Lock(At(name));
   EXPECT_EQ(DeleteFile(Path("locked").c_str()), TRUE);
   for (const char16_t* none : {u"///", static_cast<const char16_t*>(nullptr)}) {
@@ -111,25 +112,6 @@ TEST_F(WindowsFilesTest, MovesMakeFoldersAndLogFailures) {
       log, "Creation of directory " + At("target/below").string() + " failed, error was - "));
   EXPECT_EQ(TreeText(top_),
             "a/ a/b/ a/b/folder/ a/b/folder/inner=x a/link->nowhere source=s target=t");
-}
-
-// A file that was modified before its birth, and one that was long after it.
-TEST_F(WindowsFilesTest, CopiesContentAndDates) {
-  WriteFile(At("probe"), "");
-  const bool keeps_birth = HasUserAttributes(At("probe"));
-  for (const bool is_late : {false, true}) {
-    WriteFile(At("source"), std::string(262'145, is_late ? 'l' : 'e'));
-    const timespec times[2] = {{1'000'000'000, 5}, {is_late ? 4'000'000'000 : 1'100'000'000, 5}};
-    utimensat(AT_FDCWD, At("source").c_str(), times, 0);
-    ASSERT_EQ(Copy("source", "target"), TRUE);
-    EXPECT_EQ(ReadFile(At("target")), ReadFile(At("source")));
-    const FSCatalogInfo original = InfoOf(At("source")), copy = InfoOf(At("target"));
-    EXPECT_EQ(copy.contentModDate.lowSeconds, original.contentModDate.lowSeconds);
-    fs::remove(At("source"));
-    if (is_late && !keeps_birth) continue;
-    EXPECT_EQ(copy.createDate.lowSeconds, original.createDate.lowSeconds);
-    EXPECT_EQ(copy.createDate.fraction, original.createDate.fraction);
-  }
 }
 
 TEST(WindowsFind, CallsWithNothingBelowThemChangeNothing) {

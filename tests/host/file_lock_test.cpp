@@ -30,7 +30,7 @@ class FolderLockTest : public EnvironmentTest {
   }
   // Nothing also when it is not known.
   std::optional<LockHolder> Holder() const {
-    std::optional<LockHolder> holder;
+    std::optional<LockHolder> holder = LockHolder{};
     FindLockHolder(folder_, &holder);
     return holder;
   }

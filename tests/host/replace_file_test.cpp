@@ -121,6 +121,21 @@ TEST_F(ReplaceFileTest, OpensNothingButRegularFiles) {
   }
 }
 
+// A file of two names is written into, so that both have the new content.
+TEST_F(ReplaceFileTest, AReplacementKeepsTheModeAndOtherNames) {
+  for (const bool is_linked : {false, true}) {
+    WriteFile(file_, "old");
+    chmod(file_.c_str(), 0640);
+    if (is_linked) fs::create_hard_link(file_, At("other"));
+    const ino_t before = StatOf(file_).st_ino;
+    FileReplacement file;
+    EXPECT_EQ(file.Open(file_, top_) + file.Write("new") + file.Commit(), 0);
+    EXPECT_EQ(StatOf(file_).st_ino == before, is_linked);
+    EXPECT_EQ(ModeOf(file_), 0640u);
+    EXPECT_EQ(ReadFile(is_linked ? At("other") : file_), "new");
+  }
+}
+
 // A file that is a mount point itself, and one in a folder that takes no new files while there is
 // no temporary folder either.
 TEST_F(ReplaceFileTest, WritesInPlaceWhereNoNewFileCanBe) {
@@ -280,8 +295,10 @@ TEST_F(KeepBesideTest, WhereAFileHasOneNameOnly) {
   const std::vector<int> results = InProcesses(1, [this](int) {
     ForbidCall(SYS_linkat, 4, Compare::kEqual, 0, EPERM);
     chmod(file_.c_str(), 0666);
+    KeptFile copy;
     for (const bool is_first : {true, false}) {
       const KeptFile kept = KeepBeside(Place(), "old", Flush::kToDisk);
+      if (is_first) copy = kept;
       EXPECT_EQ(kept.error, 0);
       EXPECT_EQ(kept.made, is_first);
       EXPECT_EQ(ReadFile(kept.path), "old");
@@ -289,11 +306,15 @@ TEST_F(KeepBesideTest, WhereAFileHasOneNameOnly) {
       EXPECT_FALSE(fs::equivalent(kept.path, file_));
     }
     WriteFile(file_, "changed");
+    RestoreKept(copy, Place());
+    EXPECT_TRUE(fs::exists(copy.path)) << "the file has another content";
+    WriteFile(file_, "old");
+    RestoreKept(copy, Place());
+    EXPECT_FALSE(fs::exists(copy.path));
     const KeptFile kept = KeepUnreadBeside(Place());
-    EXPECT_EQ(kept.path, file_ + ".damaged-2");
     EXPECT_FALSE(fs::exists(file_));
     RestoreKept(kept, Place());
-    EXPECT_EQ(ReadFile(file_), "changed");
+    EXPECT_EQ(ReadFile(file_), "old");
     return HasFailure() ? 1 : 0;
   });
   EXPECT_EQ(results[0], 0);
