@@ -180,6 +180,18 @@ TEST_F(ReplaceFileTest, RootWritesIntoNoOtherNameOfAFile) {
   EXPECT_EQ(TreeText(top_), "theirs/ theirs/out=new victim=old");
 }
 
+TEST_F(ReplaceFileTest, FoldersAreFlushedAtTheEndOfTheOuterDelay) {
+  const std::vector<int> results = InProcesses(1, [this](int) {
+    FolderFlushDelay outer, inner;
+    EXPECT_EQ(ReplaceFile(file_, "x", {.flush = Flush::kToDisk}).error, 0);
+    ForbidCall(SYS_fsync, 0, Compare::kAnyBit, ~0u, EIO);
+    EXPECT_EQ(inner.Finish(), 0);
+    EXPECT_EQ(outer.Finish(), EIO);
+    return HasFailure() ? 1 : 0;
+  });
+  EXPECT_EQ(results[0], 0);
+}
+
 // A lock whose file was removed lets two processes make the first file at once.
 TEST_F(ReplaceFileTest, AFileThatAnotherProcessMadeMeanwhileIsNotReplaced) {
   const FilePlace place = FindPlace(file_, Links::kTrusted);
