@@ -4,6 +4,7 @@
 #include <regex>
 
 #include "host/copy_crew.h"
+#include "host/folder_nesting.h"
 #include "host/move_file.h"
 #include "host/paths.h"
 #include "host/tree_merge.h"
@@ -184,6 +185,10 @@ TEST_F(TreeMergeTest, NoFolderIsCopiedIntoItself) {
     }
   }
   EXPECT_EQ(TreeText(top_), before);
+  const auto above = FoldersAbove(OpenPath(At("d/sub/inner"), kOpenPlace).get());
+  for (const fs::path& folder : {At("d/sub/inner"), At("d"), fs::path("/")}) {
+    EXPECT_TRUE(above.contains({StatOf(folder).st_dev, StatOf(folder).st_ino})) << folder;
+  }
   EXPECT_EQ(Merge("s/sub", "s"), 0);  // out of itself is no trouble
   EXPECT_NE(Merge("d", "e"), 0);
   EXPECT_FALSE(Exists(top_ / "d/sub/inner/inner"));
