@@ -94,7 +94,17 @@ TEST(AlertTerminal, AsksOnARealTerminal) {
     int terminal = -1;
     const pid_t child = forkpty(&terminal, nullptr, nullptr, nullptr);
     if (child < 0) GTEST_SKIP() << "no terminals here";
-    if (child == 0) _exit(AskOnTerminal(request) == answer ? 0 : 1);
+    if (child == 0) {
+      // Nobody is asked who would not see the question, or not be heard.
+      bool is_silent = true;
+      for (const int descriptor : {STDIN_FILENO, STDOUT_FILENO}) {
+        const int kept = dup(descriptor), nowhere = open("/dev/null", O_RDWR | O_CLOEXEC);
+        dup2(nowhere, descriptor);
+        is_silent = is_silent && !AskOnTerminal(request);
+        dup2(kept, descriptor);
+      }
+      _exit(is_silent && AskOnTerminal(request) == answer ? 0 : 1);
+    }
     std::string shown;
     char buffer[256];
     while (shown.find("Answer [1]: ") == std::string::npos) {

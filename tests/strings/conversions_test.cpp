@@ -62,6 +62,13 @@ TEST(UnicodeConversions, LegalSequences) {
     EXPECT_EQ(std::count(trailingBytesForUTF8, trailingBytesForUTF8 + 256, bytes),
               counts[bytes + 0]);
   }
+  // What is subtracted are the marks of all bytes.
+  for (int trailing = 0; trailing < 6; ++trailing) {
+    UTF32 marks = trailing == 0 ? 0 : firstByteMark[trailing + 1];
+    EXPECT_EQ(marks, trailing == 0 ? 0u : 0xFF00u >> (trailing + 1) & 0xFF);
+    for (int i = 0; i < trailing; ++i) marks = (marks << 6) + 0x80;
+    EXPECT_EQ(offsetsFromUTF8[trailing], marks);
+  }
   const auto is_legal = [](const char* text) {
     const Bytes bytes = ToBytes(text);
     return isLegalUTF8Sequence(bytes.data(), bytes.data() + bytes.size());
