@@ -122,9 +122,11 @@ class CFileManipulator {
   // The URL of such a file or of a property-list text with the key URL; empty when there is none.
   static CAtlString ResolveURLShortcut(const COrvikFilePath& shortcut);
 
-  // The same for more kinds of files: those above in UTF-8, or in UTF-16 with a byte-order mark,
-  // and links of the desktop (.desktop files of the freedesktop Desktop Entry format, Type=Link),
-  // whose escapes are undone. Empty when there is no URL or the text is malformed.
+  // The same for more kinds of files: those above in UTF-8, too, or in UTF-16 with a byte-order
+  // mark, and links of the desktop (.desktop files of the freedesktop Desktop Entry format,
+  // Type=Link), whose escapes are undone. A URL that is not UTF-8 is taken as ISO 8859-1, as
+  // CreateURLShortcut writes it, unless the file has a mark or is a .desktop file. Empty when there
+  // is no URL or the text is malformed.
   static CAtlString ResolveLinkFile(const COrvikFilePath& link);
 
   // A shortcut to a file (.lnk): the target's path in UTF-8, or in the bytes that the names on disk

@@ -134,10 +134,14 @@ CAtlString CFileManipulator::ResolveURLShortcut(const COrvikFilePath& shortcut) 
 }
 
 CAtlString CFileManipulator::ResolveLinkFile(const COrvikFilePath& link) {
-  const CAtlStringA text = WithoutMark(ReadWhole(link));
-  const std::optional<std::string> url = UrlOfDesktopEntry(text.View());
-  const std::string_view found = url ? std::string_view(*url) : FindUrl(text.View());
-  return MakeWideStringFromUTF8String(CAtlStringA(found.substr(0, found.find('\0'))));
+  const CAtlStringA content = ReadWhole(link);
+  const CAtlStringA text = WithoutMark(content);
+  const std::optional<std::string> entry = UrlOfDesktopEntry(text.View());
+  const std::string_view found = entry ? std::string_view(*entry) : FindUrl(text.View());
+  const CAtlStringA url(found.substr(0, found.find('\0')));
+  const bool may_be_latin1 = !entry && text.GetLength() == content.GetLength();
+  const CAtlString wide = MakeWideStringFromUTF8String(url);
+  return wide.IsEmpty() && may_be_latin1 ? CAtlString(url) : wide;
 }
 
 HRESULT CFileManipulator::CreateShortcut(const COrvikFilePath& shortcut,
