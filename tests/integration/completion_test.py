@@ -84,7 +84,8 @@ class CompletionTest(ProgramTest):
             (["--scope", "user", "--domain", "com.user", "list", ""], {"Unique/"}),
             (["export", "--format", ""], {"json", "xml", "binary"}),
             (["find", "x", "--type", "da"], {"date", "data"}),
-            (["copy", "--to-scope", "us"], {"user"}),
+            (["copy", "--to-scope", "user", "--to-domain", ""], {"com.user"}),
+            (["copy", "--to-scope=user", "--to-domain", "com.user", "K", "n", ""], {"Unique/"}),
             (["where", ""], set()),
             (["get", "--", "--"], set()))
         for words, offered in cases:

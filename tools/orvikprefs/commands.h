@@ -43,6 +43,9 @@ int FailToReadKey(const Context& context, const PrefStatus& status, const KeyPat
 // HOME of this process. False, after a message, when a folder is not one.
 bool UseStore(Context& context, const CommandLine& line);
 
+// The store that --to-scope and --to-domain name; the context's own without them.
+Context TargetStore(const Context& context, const CommandLine& line);
+
 // One value.
 
 // get KEY [NAME]: prints a value, an element (NAME[2]) or, as JSON, a whole key; with --type its

@@ -117,6 +117,7 @@ int Complete(const Context& context, const CommandLine& line) {
   if (!UseStore(store, given)) return kUsage;
 
   const Option* option = given.pending();
+  const Context target = TargetStore(store, given);
   std::string word = last;
   const std::size_t equals = last.find('=');
   if (option == nullptr && !given.options_ended() && last.starts_with("--") &&
@@ -128,13 +129,15 @@ int Complete(const Context& context, const CommandLine& line) {
   Candidates candidates(word);
   bool files = false;
   if (option != nullptr) {
-    files = OfferWords(store, option->word, given, candidates);
+    const bool is_of_target = std::string_view(option->name).starts_with("--to-");
+    files = OfferWords(is_of_target ? target : store, option->word, given, candidates);
   } else if (!given.options_ended() && last.starts_with('-')) {
     OfferOptions(given, candidates);
   } else if (given.command() == nullptr) {
     OfferWords(store, Word::kCommand, given, candidates);
   } else if (const Positional* const next = given.NextPositional(); next != nullptr) {
-    files = OfferWords(store, next->word, given, candidates);
+    // The words behind KEY and NAME are of the other store, if the line names one.
+    files = OfferWords(given.count() < 2 ? store : target, next->word, given, candidates);
   }
   context.Item(files ? "files" : "words");
   for (const std::string& candidate : candidates.found()) context.Item(candidate);

@@ -33,9 +33,7 @@ void RequireFree(Transaction& transaction, const Place& place) {
 // in between; the target is as it was read.
 int CopyToStore(const Context& context, const CommandLine& line, const Place& from,
                 const Place& to) {
-  Context target = context;
-  target.scope = ScopeOf(line.Value("--to-scope")).value_or(context.scope);
-  if (line.Has("--to-domain")) target.domain = *FromUtf8(line.Value("--to-domain"));
+  const Context target = TargetStore(context, line);
   const PrefValue found = ReadPreference(context.scope, from.key, from.name, context.domain);
   if (!found.ok()) return context.Fail(found.status, from.text, false);
   if (line.count() == 2 && !found.value.is_dictionary()) {

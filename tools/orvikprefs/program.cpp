@@ -129,6 +129,15 @@ bool UseStore(Context& context, const CommandLine& line) {
   return true;
 }
 
+Context TargetStore(const Context& context, const CommandLine& line) {
+  Context target = context;
+  target.scope = ScopeOf(line.Value("--to-scope")).value_or(context.scope);
+  if (line.Has("--to-domain")) {
+    target.domain = FromUtf8(line.Value("--to-domain")).value_or(context.domain);
+  }
+  return target;
+}
+
 // Output that cannot be written is a failure of the command: a script must not take a part of a
 // list for the whole.
 int Run(int argc, const char* const* argv, bool terminal, std::ostream& out, std::ostream& error) {
