@@ -1,6 +1,7 @@
 """The Debian packages, made from the build under test, and the example package, each installed below a
 folder of its own by the real package manager."""
 import os
+import shutil
 import subprocess
 import unittest
 
@@ -150,6 +151,7 @@ class DebianPackageTest(PackageManagerTest):
     def test_installs_upgrades_removes_and_purges(self):
         self.must(self.install("1.0"))
         self.expect("installed 1.0", "1.0")
+        self.assertFalse((self.home / "Library").exists())  # the caller's home
         self.assertTrue((self.root / "opt/orvik-pagewell/1.0/pagewell").exists())
         self.assertEqual(self.prefs(f"get '{SOFTWARE}' UELogging"), "0\n")
         self.prefs(f"set '{SOFTWARE}' UELogging 1")
@@ -161,7 +163,9 @@ class DebianPackageTest(PackageManagerTest):
         self.expect("config-files 2.0", "2.0")
         self.prefs("set Software/Other Kept x")
         self.prefs(f"set '{TAVLO}' PagewellExePath /another/package/")
+        shutil.rmtree(self.home / "Library")
         self.must(self.dpkg("--purge", "orvik-pagewell-example"))
+        self.assertFalse((self.home / "Library").exists())
         self.assertEqual(self.state(), "")
         self.assertEqual(self.prefs("tree Software"),
                          f"{TAVLO}/PagewellExePath\tstring\t/another/package/\n"
