@@ -566,6 +566,8 @@ sys.exit(watch.wait())
 // A second of waiting for standard input replaces long work.
 TEST_F(OrvikPrefsTest, LongWorkShowsItsTimeOnATerminalAlone) {
   static constexpr char kScript[] = R"(
+  const std::string unread = "exec timeout 60 " + program_ + " watch --ready > /dev/full";
+  EXPECT_EQ(RunCommand({"sh", "-c", unread}).status, 3);
 import os, pty, subprocess, sys, time
 for is_terminal, options in ((True, []), (False, []), (True, ['-q'])):
     master, slave = pty.openpty() if is_terminal else os.pipe()

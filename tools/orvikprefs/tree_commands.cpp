@@ -239,6 +239,7 @@ int Watch(const Context& context, const CommandLine& line) {
     }
     if (first) PrintReady(context, line, file);
     context.out->flush();
+    if (!context.out->good()) return kNotSaved;  // the program says so
     first = false;
     if (count > 0 && printed >= count) return kDone;
   } while (watch.Wait(-1));
