@@ -446,6 +446,11 @@ TEST_F(OrvikPrefsTest, SaysWhereTheFilesAre) {
   fs::remove(File());
   fs::create_symlink(File(), File());  // a loop
   EXPECT_TRUE(Contains(Out("where"), "\tunreadable\t"));
+  const std::string root = env_.folder() / "\xff";
+  fs::create_directory(root);
+  EXPECT_TRUE(Contains(Out("--json where --root " + root),
+                       "/\uFDD0"
+                       "DCFF/Users/"));
 }
 
 TEST_F(OrvikPrefsTest, ShowsAndFreesTheLock) {
@@ -561,13 +566,13 @@ sys.exit(watch.wait())
                          R"({"change":"added","path":["A","B","n"],"after":1})" + "\n" +
                          R"({"change":"changed","path":["A","B","n"],"before":1,"after":2})"
                          "\n");
+  const std::string unread = "exec timeout 60 " + program_ + " watch --ready > /dev/full";
+  EXPECT_EQ(RunCommand({"sh", "-c", unread}).status, 3);
 }
 
 // A second of waiting for standard input replaces long work.
 TEST_F(OrvikPrefsTest, LongWorkShowsItsTimeOnATerminalAlone) {
   static constexpr char kScript[] = R"(
-  const std::string unread = "exec timeout 60 " + program_ + " watch --ready > /dev/full";
-  EXPECT_EQ(RunCommand({"sh", "-c", unread}).status, 3);
 import os, pty, subprocess, sys, time
 for is_terminal, options in ((True, []), (False, []), (True, ['-q'])):
     master, slave = pty.openpty() if is_terminal else os.pipe()

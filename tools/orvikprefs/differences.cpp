@@ -96,7 +96,7 @@ void PrintDifferences(const Context& context, const std::vector<Difference>& dif
       WriteDifference(writer, difference, context.hide_values);
     }
     writer.EndArray();
-    if (backup != nullptr && !backup->empty()) writer.Name("backup").Text(*backup);
+    if (backup != nullptr && !backup->empty()) writer.Name("backup").File(*backup);
     if (backup != nullptr) writer.EndObject();
     *context.out << writer.json() << '\n';
     return;

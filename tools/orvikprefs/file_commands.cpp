@@ -63,7 +63,7 @@ int Where(const Context& context, const CommandLine& /*line*/) {
     const std::string state = StateOf(ReadDomain(row.scope, context.domain).status);
     const std::string access = host::ReplaceAccess(file) == 0 ? "writable" : "read-only";
     if (context.json) {
-      rows.BeginObject().Name("scope").Text(row.name).Name("file").Text(file);
+      rows.BeginObject().Name("scope").Text(row.name).Name("file").File(file);
       rows.Name("state").Text(state).Name("access").Text(access).EndObject();
     } else if (context.terminal) {
       std::string name = row.name;
@@ -84,7 +84,7 @@ int Domains(const Context& context, const CommandLine& /*line*/) {
   const DomainFiles found = DomainsOf(context.scope);
   for (const DomainFile& domain : found.list) {
     if (context.json) {
-      rows.BeginObject().Name("domain").Text(domain.name).Name("file").Text(domain.file);
+      rows.BeginObject().Name("domain").Text(domain.name).Name("file").File(domain.file);
       rows.Name("size").Integer(static_cast<std::int64_t>(domain.size)).EndObject();
     } else {
       context.Record({domain.name, domain.file, std::to_string(domain.size)});
@@ -100,7 +100,7 @@ int Check(const Context& context, const CommandLine& /*line*/) {
   const PrefCheck check = CheckDomain(context.scope, context.domain);
   if (context.json) {
     JsonWriter form;
-    form.BeginObject().Name("file").Text(file).Name("state").Text(StateOf(check.status));
+    form.BeginObject().Name("file").File(file).Name("state").Text(StateOf(check.status));
     if (!check.damage.IsEmpty()) form.Name("damage").Text(ToUtf8(check.damage));
     *context.out << form.EndObject().json() << '\n';
   }
@@ -133,9 +133,9 @@ int Repair(const Context& context, const CommandLine& line) {
   }
   if (context.json) {
     JsonWriter form;
-    form.BeginObject().Name("file").Text(file);
+    form.BeginObject().Name("file").File(file);
     form.Name("sound_before").Boolean(repair.was_sound).Name("entries").Integer(repair.entries);
-    if (!repair.kept_copy.empty()) form.Name("kept_copy").Text(repair.kept_copy);
+    if (!repair.kept_copy.empty()) form.Name("kept_copy").File(repair.kept_copy);
     WriteLosses(form, repair);
     *context.out << form.EndObject().json() << '\n';
   } else {

@@ -45,6 +45,9 @@ class JsonWriter {
 
   // Appends a string. The text is UTF-8; other bytes are written as they are.
   JsonWriter& Text(std::string_view utf8);
+  // Appends the path of a file, which may be any bytes: one that is not UTF-8 is escaped as the
+  // lone surrogate that stands for it (host/file_names.h), so that the whole stays JSON.
+  JsonWriter& File(std::string_view path);
   // Appends text that is JSON already, such as a number.
   JsonWriter& Raw(std::string_view json);
   JsonWriter& Boolean(bool value) { return Raw(value ? "true" : "false"); }

@@ -6,6 +6,7 @@
 #include <optional>
 #include <utility>
 
+#include "host/file_names.h"
 #include "plist/events.h"
 #include "text/byte_encodings.h"
 #include "text/shown_text.h"
@@ -165,6 +166,10 @@ JsonWriter& JsonWriter::Text(std::string_view utf8) {
   BeginValue();
   Append(utf8);
   return *this;
+}
+
+JsonWriter& JsonWriter::File(std::string_view path) {
+  return Text(NameText(plist::Text(host::FileNameFromBytes(path))));
 }
 
 JsonWriter& JsonWriter::Raw(std::string_view json) {

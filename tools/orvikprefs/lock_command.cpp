@@ -66,7 +66,7 @@ void Show(const Context& context, const LockHolder& holder) {
   const bool has_process = holder.is_held() || holder.state == LockHolder::State::kStale;
   if (context.json) {
     JsonWriter form;
-    form.BeginObject().Name("state").Text(state).Name("file").Text(holder.file);
+    form.BeginObject().Name("state").Text(state).Name("file").File(holder.file);
     if (has_process) {
       form.Name("process").Text(holder.process).Name("pid").Integer(holder.pid);
       form.Name("since").Text(holder.since).Name("user").Text(holder.user);

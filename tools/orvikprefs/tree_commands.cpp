@@ -140,7 +140,7 @@ void PrintReady(const Context& context, const CommandLine& line, const std::stri
     context.Confirm("watching " + Quoted(file) + "; Ctrl-C ends it");
   } else if (context.json) {
     JsonWriter form(JsonWriter::Layout::kOneLine);
-    *context.out << form.BeginObject().Name("ready").Text(file).EndObject().json() << '\n';
+    *context.out << form.BeginObject().Name("ready").File(file).EndObject().json() << '\n';
   } else {
     context.Record({"ready", file});
   }

@@ -130,7 +130,7 @@ int ShowScopes(const Context& given, const CommandLine& line) {
     ++count;
     const std::string file = PreferenceFilePath(context.scope, context.domain);
     if (context.json) {
-      rows.BeginObject().Name("scope").Text(scope.name).Name("file").Text(file);
+      rows.BeginObject().Name("scope").Text(scope.name).Name("file").File(file);
       WriteJson(rows.Name("value"), found.value);
       rows.EndObject();
     } else {

@@ -350,9 +350,8 @@ class Store:
         except (OSError, ValueError) as mistake:
             self.module.fail_json(msg="%s: %s" % (self.words[0], mistake))
         if program.returncode not in sound:
-            self.module.fail_json(msg=error.decode("utf-8", "replace").strip(),
-                                  rc=program.returncode)
-        return program.returncode, json.loads(output.decode("utf-8")) if output else None
+            self.module.fail_json(msg=basic.to_text(error).strip(), rc=program.returncode)
+        return program.returncode, json.loads(basic.to_text(output)) if output else None
 
     def read(self, entry):
         key = entry["key"] if isinstance(entry["key"], str) else json.dumps(entry["key"])
