@@ -159,7 +159,7 @@ class AnsibleTest(ProgramTest):
         store = {"key": ["a/b"], "tree": {"list": [1, "x"], "when": KINDS["date"], "in": {"n": 1}}}
         append = {"key": ["a/b"], "name": "list", "append": ["x", {"y": 1}], "backup": True,
                   "timeout": 5}
-        reading = ({"key": ["a/b"]}, {"key": ["a/b"], "name": "list"}, {"key": "None"},
+        reading = ({"key": ["a/b"]}, {"key": ["a/b"], "name": "list"}, {"key": ["a/b", "when"]},
                    {"key": ["a/b"], "name": "none"}, {"key": ["a/b"], "names": ["when", "none"]},
                    {"entries": [{"key": ["a/b"], "name": "when", "state": "read"},
                                 {"key": "", "state": "read"}]})

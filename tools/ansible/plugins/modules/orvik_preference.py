@@ -356,12 +356,12 @@ class Store:
     def read(self, entry):
         key = entry["key"] if isinstance(entry["key"], str) else json.dumps(entry["key"])
         name, names = entry["name"], entry["names"]
-        words = ["get", "--format", "json", "--", key] + ([name] if name is not None else [])
-        status, value = self.run(words, (0, 2))
+        # The path of a value is not a key, and export finds no value; a date would pass for a tree.
+        words = ["export" if name is None else "get", "--format", "json", "--", key]
+        status, value = self.run(words + ([] if name is None else [name]), (0, 2))
         if name is not None:
             return dict(found=status == 0, **({"value": value} if status == 0 else {}))
-        # A path may lead to a value.
-        tree = value if status == 0 and isinstance(value, dict) else {}
+        tree = value if status == 0 else {}
         if names is None:
             return dict(found=status == 0, tree=tree)
         tree = {each: tree[each] for each in names if each in tree}
