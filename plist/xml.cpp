@@ -70,7 +70,7 @@ class XmlText::Check {
   explicit Check(XmlText& xml) : xml_(xml), values_(xml.text_) {}
 
   bool Run() {
-    if (!FindRoot()) return false;
+    FindRoot();
     do {
       if (!values_.Next(value_)) return Fail(values_.reason(), values_.failed_at());
       const bool fits = value_.part == XmlValue::kCloses ? Close() : TakePlace() && TakeValue();
@@ -105,16 +105,14 @@ class XmlText::Check {
   }
 
   // The root is in "plist", or alone.
-  bool FindRoot() {
+  void FindRoot() {
     XmlScanner scanner(xml_.text_);
     const XmlScanner::Tag tag = scanner.Next();
-    if (tag == XmlScanner::Tag::kMalformed) return Fail("malformed markup", scanner.begin());
     if (tag == XmlScanner::Tag::kStart && scanner.name() == "plist" && IsBlankXml(scanner.text())) {
       is_in_plist_ = true;
       xml_.root_ = scanner.position();
       values_.MoveTo(xml_.root_);
     }
-    return true;
   }
 
   bool CheckEnd() {

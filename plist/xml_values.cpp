@@ -85,10 +85,8 @@ bool XmlValues::NextOfAnyKind(XmlValue& value) {
   value.gap = scanner_.text();
   value.is_mixed = scanner_.is_mixed();
   if (tag == Tag::kMalformed) return Fail("malformed markup", scanner_.begin());
-  if (!std::all_of(value.gap.begin(), value.gap.end(), IsXmlSpace) &&
-      !(value.is_mixed && IsBlankXml(value.gap))) {
-    return Fail("text between the values", start + value.gap.find_first_not_of(" \t\r\n"));
-  }
+  const std::size_t text = FindXmlText(value.gap);
+  if (text < value.gap.size()) return Fail("text between the values", start + text);
   if (tag == Tag::kNone) return Fail("the text ends too early", scanner_.begin());
   value.begin = scanner_.begin();
   value.element = ElementNamed(scanner_.name());

@@ -246,14 +246,15 @@ std::string_view XmlReference(char byte) {
   return byte == '\r' ? "&#13;" : std::string_view();
 }
 
-bool IsBlankXml(std::string_view data) {
+std::size_t FindXmlText(std::string_view data) {
+  const char* const begin = data.data();
   while (!data.empty()) {
     bool is_section = false;
-    if (TakeRun(data, is_section).find_first_not_of(kSpace) != std::string_view::npos) {
-      return false;
-    }
+    const std::string_view run = TakeRun(data, is_section);
+    const std::size_t text = run.find_first_not_of(kSpace);
+    if (text != std::string_view::npos) return static_cast<std::size_t>(run.data() - begin) + text;
   }
-  return true;
+  return std::string_view::npos;
 }
 
 std::string_view XmlAttribute(std::string_view attributes, std::string_view name) {

@@ -85,9 +85,12 @@ bool AppendXmlText(std::u16string& result, std::string_view data);
 // return ("&amp;", "&#13;"); empty for every other byte.
 std::string_view XmlReference(char byte);
 
-// True for white space, comments, instructions and a document type alone. A section counts by its
-// text.
-bool IsBlankXml(std::string_view data);
+// The place of the first byte that is not white space nor part of a comment, an instruction or a
+// document type; npos when there is none. A section counts by its text.
+std::size_t FindXmlText(std::string_view data);
+inline bool IsBlankXml(std::string_view data) {
+  return FindXmlText(data) == std::string_view::npos;
+}
 
 // Returns the value of the attribute `name` in a tag's attributes(), as it is in the text,
 // references included and without its quotes; empty without such an attribute. The view is a part

@@ -48,6 +48,7 @@ TEST_F(PlistFileTest, OnlyWhatDoesNotExistIsMissing) {
     plist::File file(file_);
     EXPECT_EQ(file.Read(), error == 0 ? Contents::kMissing : Contents::kUnreadable);
     EXPECT_TRUE(error == 0 || file.error() == error) << file.error();
+    EXPECT_TRUE(error == 0 || file.KeepAside() == error);
   }
   // Reading has made nothing.
   fs::remove_all(file_.parent_path());
@@ -266,6 +267,33 @@ TEST_F(PlistFileTest, ADamagedFileIsKeptBesideTheOneThatReplacesIt) {
   EXPECT_EQ(outer.files().size(), 2u);
   EXPECT_FALSE(fs::exists(file_.string() + ".damaged-3"));
   plist::ExchangeFileWriterWait(old_wait);
+}
+
+TEST_F(PlistFileTest, ALockIsWaitedForAndOneThatIsALinkIsRefused) {
+  Save(file_);
+  const fs::path lock_file = file_.parent_path() / ".orvik.lock";
+  std::optional<plist::File> held;
+  OtherProcess writer([&] {
+    held.emplace(file_.string());
+    EXPECT_TRUE(held->Lock(Folder::kFind) == 0 && held->Read() == Contents::kEntries);
+  });
+  plist::File file(file_), other(file_);
+  EXPECT_EQ(file.Lock(Folder::kFind, 10), EWOULDBLOCK);
+  EXPECT_FALSE(file.is_locked() || file.is_lock_refused());
+  // The file of the lock was removed: the content is locked, too.
+  fs::remove(lock_file);
+  EXPECT_EQ(other.Lock(Folder::kFind, 10), 0);
+  EXPECT_EQ(other.Read(), Contents::kUnreadable);
+  EXPECT_EQ(other.error(), EWOULDBLOCK);
+  EXPECT_EQ(plist::File(file_).Read(), Contents::kEntries);
+  writer.End();
+  EXPECT_EQ(other.Read(), Contents::kEntries);
+  other.Unlock();
+  fs::remove(lock_file);
+  fs::create_symlink("elsewhere", lock_file);
+  EXPECT_EQ(file.Lock(Folder::kFind), EINVAL);
+  EXPECT_TRUE(file.is_lock_refused());
+  EXPECT_EQ(file.obstacle(), lock_file);
 }
 
 TEST_F(PlistFileTest, FollowsLinksOfTheCallerAndNoOthers) {

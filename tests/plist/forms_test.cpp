@@ -71,6 +71,7 @@ TEST(PlistForms, ReadEveryKindOfValueInEveryEncoding) {
       {"<dict><?pi?><key>a<!-- ! -->b</key><!-- - --><integer>1<!-- x -->2</integer></dict>",
        "{ab=i:12}"},
       {"<array><![CDATA[ ]]><string>?!</string></array>", "(s:?!)"},
+      {"<!-- c --><true/><!-- d -->", "b:1"},
       {"<?xml version='1.0'?>\n<!DOCTYPE plist [<!ENTITY a \"]>\">]>\n<plist><true/></plist>\n",
        "b:1"},
       {"\xEF\xBB\xBF<string>\u00E9\U0001F600</string>", "s:\u00E9\U0001F600"},
@@ -133,6 +134,14 @@ TEST(PlistForms, RefuseWhatIsNoPropertyListAndSayWhere) {
       {"<array>\n <a b=c/></array>", "malformed markup in line 2, column 2"},
       {"<string>a\n</key>", "the end tag of the value is missing in line 2, column 1"},
       {"<dict><key>a</key></dict>", "a key without a value in line 1, column 19"},
+      {"<dict><key>a</key><key>b</key></dict>", "a key without a value in line 1, column 19"},
+      {"<dict><true/></dict>", "a value without a key in line 1, column 7"},
+      {"<key>a</key>", "a key outside a dictionary in line 1, column 1"},
+      {"<array><key>a</key></array>", "a key outside a dictionary in line 1, column 8"},
+      {"<!-- c -->x<plist><true/></plist>", "text between the values in line 1, column 11"},
+      {"<array><!-- c -->x<true/></array>", "text between the values in line 1, column 18"},
+      {"<plist><true/>x</plist>", "the end tag of \"plist\" is missing in line 1, column 16"},
+      {"<true/></plist>", "something follows the property list in line 1, column 8"},
       {"<plist><true/>", "the end tag of \"plist\" is missing in line 1, column 15"}};
   for (const auto& [xml, error] : kPlaces) {
     EXPECT_EQ(Read(xml).error, std::string("The XML is no property list: ") + error);
@@ -145,10 +154,7 @@ TEST(PlistForms, RefuseWhatIsNoPropertyListAndSayWhere) {
                                   "<plist><true/><true/></plist>",
                                   "<plist><true/></plist>x",
                                   "<plist>x<true/></plist>",
-                                  "<dict><true/></dict>",
-                                  "<dict><key>a</key><key>b</key></dict>",
                                   "<dict>a<key>a</key><true/></dict>",
-                                  "<array><key>a</key></array>",
                                   "<string>a<b/></string>",
                                   "<integer/>",
                                   "<date>yesterday</date>",
@@ -175,14 +181,16 @@ TEST(PlistForms, RefuseWhatIsNoPropertyListAndSayWhere) {
 }
 
 TEST(PlistXml, WritesDictionariesByKeyWithTabs) {
-  const Value list =
-      Root("{ b = (x, <00>); a = {}; \"\\Uffee\" = (); \"\\Ud83d\\Ude00\" = \"<&>\\r\"; }");
+  const Value list = Root(
+      "{ \"b\\U4e16\" = (); b = (x, <00>); a = {}; \"\\Uffee\" = (); \"\\Ud83d\\Ude00\" = "
+      "\"<&>\\r\"; }");
   EXPECT_TRUE(Contains(
       *WriteXml(list),
       "<plist version=\"1.0\">\n<dict>\n"
       "\t<key>a</key>\n\t<dict/>\n"
       "\t<key>b</key>\n\t<array>\n\t\t<string>x</string>\n\t\t<data>\n\t\tAA==\n\t\t</data>\n"
       "\t</array>\n"
+      "\t<key>b\u4E16</key>\n\t<array/>\n"
       "\t<key>\U0001F600</key>\n\t<string>&lt;&amp;&gt;&#13;</string>\n"
       "\t<key>\uFFEE</key>\n\t<array/>\n"
       "</dict>\n</plist>\n"));

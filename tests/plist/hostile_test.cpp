@@ -13,6 +13,8 @@ constexpr int kDepth = static_cast<int>(kMaximumDepth);
 TEST(PlistHostile, NestingEndsAtTheLimit) {
   EXPECT_TRUE(Root(Repeated("<array>", kDepth) + Repeated("</array>", kDepth)));
   EXPECT_FALSE(Root(Repeated("<array>", kDepth + 1) + Repeated("</array>", kDepth + 1)));
+  EXPECT_TRUE(Root(Repeated("<array>", kDepth - 1) + "<dict/>" + Repeated("</array>", kDepth - 1)));
+  EXPECT_FALSE(Root(Repeated("<array>", kDepth) + "<dict/>" + Repeated("</array>", kDepth)));
   for (const char* opening : {"<array>", "<dict><key>a</key>", "(", "{a=", "[<!"}) {
     EXPECT_FALSE(Root((*opening == '[' ? "<!DOCTYPE a " : "") + Repeated(opening, 100000)));
   }

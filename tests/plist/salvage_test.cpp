@@ -72,43 +72,6 @@ TEST(PlistSalvage, TakesWhatIsCompleteOfEveryForm) {
   }
 }
 
-// A tag of which one byte is wrong: nothing moves to another place, and only what is doubtful is
-// lost.
-TEST(PlistSalvage, FindsThePlaceOfWhatIsWhole) {
-  const std::string list = *WriteXml(
-      Root("<dict><key>A</key><dict><key>l</key><array><string>x</string></array><key>n</key>"
-           "<string>v</string></dict><key>B</key><true/><key>C</key><dict/><key>D</key><true/>"
-           "</dict>"));
-  const char* const whole = "{A={l=(s:x) n=s:v} B=b:1 C={} D=b:1}";
-  const struct {
-    const char *tag, *damaged, *repaired;
-  } kCases[] = {
-      {"x</string>", "x</stXing>", "{A={l=() n=s:v} B=b:1 C={} D=b:1}"},
-      {"v</string>", "vX/string>", "{A={l=(s:x)} B=b:1 C={} D=b:1}"},
-      {"\t</dict>", "\t</dXct>", whole},
-      {"\t</dict>", "\t<Xdict>", whole},
-      {"\t</dict>", "\t</dictX", whole},
-      {"<array>", "<arXay>", whole},
-      {"</array>", "</arrayX", whole},
-      {"<dict/>", "<dict >", whole},
-      {"\t</dict>", "\tX/dict>", whole},
-      {"<dict/>", "<dictX>", whole},
-      {"\n<dict>", "\n<diXt>", whole},
-      {"\n<dict>", "\nXdict>", whole},
-      {"<key>l</key>", "<key>l</kXy>", "{A={n=s:v} B=b:1 C={} D=b:1}"},
-  };
-  for (const auto& c : kCases) {
-    for (const bool is_indented : {true, false}) {
-      std::string bytes = list;
-      bytes.replace(bytes.find(c.tag), std::string(c.tag).size(), c.damaged);
-      if (!is_indented) std::erase(bytes, '\t');
-      const Salvage salvage = Saved(bytes);
-      EXPECT_EQ(Describe(salvage.entries), c.repaired) << c.damaged << " " << is_indented;
-      EXPECT_GE(salvage.losses.count(), 1u) << c.damaged;
-    }
-  }
-}
-
 // The leaves and empty containers of a list under their paths.
 void AddLeaves(const Value& value, const std::string& path,
                std::map<std::string, std::string>& leaves) {
@@ -232,41 +195,6 @@ TEST(PlistSalvage, NamesEveryLoss) {
        ": the list breaks off, 5:1\n"}};
   for (const auto& [bytes, losses] : kCases) EXPECT_EQ(LossesOf(Saved(bytes)), losses);
   EXPECT_TRUE(Contains(LossesOf(Saved("{ a = 1; /* b")), "a comment that does not end, 1:10"));
-}
-
-// One string says that it is longer: it is lost, and what lies behind it is not.
-TEST(PlistSalvage, ReadsABinaryListBehindABadLength) {
-  std::string bytes = *WriteBinary(Root("{A = first; B = (x, y); C = third; D = 4;}"));
-  bytes[bytes.find(
-      "\x55"
-      "first")] = '\x5E';
-  const Salvage salvage = Saved(bytes);
-  EXPECT_EQ(Describe(salvage.entries), "{B=(s:x s:y) C=s:third D=s:4}");
-  ASSERT_EQ(salvage.losses.count(), 1u);
-  EXPECT_EQ(salvage.losses.list()[0].path, "A");
-  EXPECT_EQ(salvage.losses.list()[0].bytes, 6u);
-  // One reference is wrong: the rest of its array stays.
-  bytes = *WriteBinary(Root("{A = (x, y);}"));
-  bytes[bytes.find('\xA2') + 2] = 99;
-  EXPECT_EQ(Describe(Saved(bytes).entries), "{A=(s:x)}");
-}
-
-TEST(PlistSalvage, TellsOfAFileThatGivesNothing) {
-  const std::string binary = *WriteBinary(Root("{K = {n = v;};}"));
-  const std::string head = "<?xml version=\"1.0\"?>\n<!DOCTYPE plist>\n<plist version=\"1.0\">\n";
-  std::vector<std::string> files = {"no list", "<plist><dict>\n<key>n</key>",
-                                    std::string("\xFF\xFE\0\0<\0\0\0p\0\0", 11)};
-  for (std::size_t length = 6; length < binary.size(); ++length) {
-    files.push_back(binary.substr(0, length));
-  }
-  for (std::size_t length = 1; length <= head.size(); ++length) {
-    files.push_back(head.substr(0, length));
-  }
-  for (const std::string& bytes : files) {
-    const Salvage salvage = Saved(bytes);
-    EXPECT_EQ(salvage.entries.count(), 0u) << bytes;
-    EXPECT_GE(salvage.losses.count(), 1u) << bytes;
-  }
 }
 
 // The time is bounded by CTest alone; what is looked for is growth with the square.

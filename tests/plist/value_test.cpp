@@ -142,6 +142,7 @@ TEST(PlistDifferences, ListEveryValueOnce) {
   EXPECT_EQ(FindDifferences(after, before), mirrored);
   EXPECT_TRUE(FindDifferences(before, before).empty());
   EXPECT_EQ(FindDifferences(Value(), after).size(), 6u);
+  EXPECT_EQ(FindDifferences(before, after, OneSidedKeys::kWhole).size(), 5u);
 }
 
 TEST(PlistMerge, KeepsWhatOnlyTheBaseHasAndRefusesToReplaceContainers) {
