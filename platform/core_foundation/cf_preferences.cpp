@@ -89,7 +89,6 @@ class PreferenceDomain {
     }
     if (const int error = file.Save(entries)) return error;
     saved_ = std::move(entries);
-    has_entries_ = true;
     bytes_hash_ = 0;
     is_loaded_ = true;
     // A file that was put in place has a time of its own.
@@ -119,10 +118,9 @@ class PreferenceDomain {
     const std::size_t hash = file.bytes() == nullptr ? 0 : std::hash<std::string>()(*file.bytes());
     if (file.contents() != Contents::kEntries) {
       saved_ = plist::Value::Dictionary();
-    } else if (bytes_hash_ != hash || !has_entries_) {
+    } else if (bytes_hash_ != hash) {
       saved_ = file.root();
     }
-    has_entries_ = file.contents() == Contents::kEntries;
     bytes_hash_ = hash;
   }
 
@@ -145,7 +143,6 @@ class PreferenceDomain {
   plist::Value saved_ = plist::Value::Dictionary();
   host::FileIdentity seen_;
   bool is_loaded_ = false;
-  bool has_entries_ = false;
   // Whether another file of the same identity can be ruled out.
   bool is_distinct_ = false;
   std::size_t bytes_hash_ = 0;

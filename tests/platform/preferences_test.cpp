@@ -113,6 +113,19 @@ TEST_F(CFPreferencesTest, NoticesFilesThatOthersReplacedAndWritesNothingThatIsTh
     fs::rename(file_.string() + ".new", file_);
     ASSERT_EQ(Get(u"k"), value);
   }
+  // The values of the same bytes go on sharing their memory.
+  const auto list = [this] {
+    return OwnedObject(ObjectOf(CFPreferencesCopyValue(CFSTR(u"list"), domain_, user_, any_)))
+        ->value();
+  };
+  WriteFile(file_, "{list = (a);}");
+  const plist::Value one = list();
+  fs::copy_file(file_, file_.string() + ".new");
+  fs::rename(file_.string() + ".new", file_);
+  EXPECT_TRUE(list().IsSharedWith(one));
+  WriteFile(file_.string() + ".new", "{list = (b);}");
+  fs::rename(file_.string() + ".new", file_);
+  EXPECT_EQ(list(), plist::Value::Array({u"b"}));
   Set(u"k", u"1");
   EXPECT_TRUE(Synchronize());
   const auto before = host::IdentityOf(file_.string());
