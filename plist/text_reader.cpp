@@ -157,7 +157,7 @@ class TextReader {
       return;
     }
     const size_t place = position_;
-    const std::string path = Path();
+    std::string path = Path();
     // A quotation mark too many takes everything up to the end.
     if (at_end()) position_ = begin;
     Container& container = open_.back();
