@@ -216,6 +216,11 @@ int MoveEntry(int from, const char* from_name, int to, const char* to_name,
   const int error = RenameWithoutReplacing(from, from_name, to, to_name);
   if (error == EXDEV) return CopyThenRemove(from, from_name, to, to_name, options);
   if (error != 0) SetSide(options, SideOfRename(error, from));
+  struct stat moved;
+  if (error == 0 && options.monitor != nullptr &&
+      fstatat(to, to_name, &moved, AT_SYMLINK_NOFOLLOW) == 0 && S_ISREG(moved.st_mode)) {
+    options.monitor->Advance(0, static_cast<std::uint64_t>(moved.st_size));
+  }
   return error;
 }
 

@@ -62,7 +62,7 @@ struct MoveOptions {
 int MoveWithoutReplacing(const std::string& from, const std::string& to,
                          const MoveOptions& options = {});
 
-// The same with names in open folders.
+// The same with names in open folders. The monitor is told the bytes of a renamed file, too.
 int MoveEntry(int from, const char* from_name, int to, const char* to_name,
               const MoveOptions& options);
 

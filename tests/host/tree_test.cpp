@@ -136,7 +136,8 @@ TEST_F(TreeMergeTest, AMonitorIsToldOfEveryEntry) {
   using Operation = std::function<int(Monitor*)>;
   const std::tuple<Operation, unsigned, unsigned, Names> cases[] = {
       {[&](Monitor* m) { return Merge("s", "t", Transfer::kCopy, m); }, 4, kSparse + kLarge, all},
-      {[&](Monitor* m) { return CopyThenRemove(top_ / "s", top_ / "u", {.monitor = m}); }, 4,
+      {[&](Monitor* m) { return Merge("s", "m", Transfer::kMove, m); }, 4, kSparse + kLarge, all},
+      {[&](Monitor* m) { return CopyThenRemove(top_ / "m", top_ / "u", {.monitor = m}); }, 4,
        kSparse + kLarge, all},
       {[&](Monitor* m) { return CopyThenRemove(top_ / "u/a", top_ / "f", {.monitor = m}); },
        1,
@@ -155,7 +156,7 @@ TEST_F(TreeMergeTest, AMonitorIsToldOfEveryEntry) {
     EXPECT_EQ(monitor.done, monitor.expected);
     EXPECT_EQ(monitor.begun, names);
   }
-  EXPECT_EQ(TreeText(top_), "t/");
+  EXPECT_EQ(TreeText(top_), "s/ s/d/ s/d/e/ t/");
 }
 
 TEST_F(TreeMergeTest, SizesCountAFileOfTwoNamesOnce) {
