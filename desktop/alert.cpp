@@ -18,8 +18,8 @@ namespace orvik::desktop {
 namespace {
 
 AlertAnswer& InjectedAnswer() {
-  static AlertAnswer answer;
-  return answer;
+  static auto* const answer = new AlertAnswer;
+  return *answer;
 }
 
 // Control characters (C0 but for the line feed, DEL, and C1) and the direction's overrides (U+202A

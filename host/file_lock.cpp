@@ -16,6 +16,7 @@
 #include "host/proc.h"
 #include "host/staged_file.h"
 #include "host/tree_walk.h"
+#include "text/of_thread.h"
 
 namespace orvik::host {
 namespace {
@@ -215,7 +216,7 @@ struct FolderLock::Held {
 
 FolderLock FolderLock::Acquire(int folder, const struct stat& attributes, int milliseconds) {
   // The locks of this thread. Those given up are swept out here.
-  thread_local std::vector<std::weak_ptr<Held>> own;
+  auto& own = OfThread<std::vector<std::weak_ptr<Held>>>();
 
   FolderLock result;
   std::erase_if(own, [](const auto& lock) { return lock.expired(); });

@@ -13,6 +13,7 @@
 #include "host/proc.h"
 #include "host/staged_file.h"
 #include "host/trust.h"
+#include "text/of_thread.h"
 
 namespace orvik::host {
 namespace {
@@ -70,24 +71,28 @@ bool ParseWords(std::string_view text, HolderWords* words) {
 }  // namespace
 
 const std::string& LockHostName() {
-  static const std::string name = [] {
+  // Never destroyed: destructors of a program may still save.
+  static const auto* const name = [] {
     char text[256] = "";
     const bool has_name = gethostname(text, sizeof text - 1) == 0 && *text != '\0';
-    return std::string(has_name ? text : "localhost");
+    return new std::string(has_name ? text : "localhost");
   }();
-  return name;
+  return *name;
 }
 
 const std::string& OwnHolderWords() {
   // Computed once in each process and thread.
-  thread_local std::string text;
-  thread_local pid_t of = 0;
-  if (const pid_t pid = getpid(); pid != of) {
-    text = Padded(static_cast<std::uint64_t>(pid), 10) + ' ' +
-           Padded(StartTicks(pid).value_or(0), 20) + ' ' + LockHostName() + '\n';
-    of = pid;
+  struct Words {
+    std::string text;
+    pid_t of = 0;
+  };
+  Words& words = OfThread<Words>();
+  if (const pid_t pid = getpid(); pid != words.of) {
+    words.text = Padded(static_cast<std::uint64_t>(pid), 10) + ' ' +
+                 Padded(StartTicks(pid).value_or(0), 20) + ' ' + LockHostName() + '\n';
+    words.of = pid;
   }
-  return text;
+  return words.text;
 }
 
 HolderWords ReadHolderWords(int file) {

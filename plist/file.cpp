@@ -28,8 +28,8 @@ constexpr std::size_t kRoomInPlace = 512;
 constexpr int kLooksPerSecond = 50;
 
 FileWriterWait& WaitForWriter() {
-  static FileWriterWait wait = [] { usleep(1'000'000 / kLooksPerSecond); };
-  return wait;
+  static auto* const wait = new FileWriterWait([] { usleep(1'000'000 / kLooksPerSecond); });
+  return *wait;
 }
 
 thread_local KeptAsideFiles* kept_aside_files = nullptr;

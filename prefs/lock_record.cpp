@@ -20,6 +20,7 @@
 #include "prefs/key_walk.h"
 #include "prefs/shared_lock.h"
 #include "strings/auto_release.h"
+#include "text/of_thread.h"
 
 namespace orvik {
 
@@ -41,7 +42,7 @@ struct OwnProcess {
 
 // Looked up once in each process and thread.
 const OwnProcess& Own() {
-  thread_local OwnProcess own;
+  OwnProcess& own = OfThread<OwnProcess>();
   if (const int pid = getpid(); own.pid != pid) {
     own.name = NameOfProcess(pid);
     own.pid = pid;

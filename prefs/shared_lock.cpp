@@ -16,8 +16,8 @@ namespace orvik {
 namespace {
 
 SharedLockWait& Wait() {
-  static SharedLockWait wait;
-  return wait;
+  static auto* const wait = new SharedLockWait;
+  return *wait;
 }
 
 // Shows who holds the kernel lock of a folder, or that this is not known: a process of another user

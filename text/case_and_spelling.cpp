@@ -159,8 +159,8 @@ Spellings MakeSpellings() {
 }
 
 const Spellings& SpellingRules() {
-  static const Spellings rules = MakeSpellings();
-  return rules;
+  static const auto* const rules = new Spellings(MakeSpellings());
+  return *rules;
 }
 
 std::uint8_t CombiningClass(char32_t character) {

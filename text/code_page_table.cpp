@@ -6,6 +6,7 @@
 #include <unordered_map>
 #include <vector>
 
+#include "text/of_thread.h"
 #include "text/transcoding.h"
 #include "text/unicode_library.h"
 
@@ -215,7 +216,7 @@ std::unique_ptr<SingleByteTable> TableOf(CodePage page, UConverter* converter) {
 
 // Converters hold state, so each thread has its own; opening one is slow. Null when there is none.
 const Converter* ConverterOf(CodePage page) {
-  thread_local std::unordered_map<CodePage, Converter> open;
+  auto& open = OfThread<std::unordered_map<CodePage, Converter>>();
   if (const auto known = open.find(page); known != open.end()) return &known->second;
   Converter converter;
   if (page != kMacRomanCodePage && page != kAsciiCodePage && page != kLatin1CodePage) {

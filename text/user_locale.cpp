@@ -11,6 +11,8 @@
 #include <string_view>
 #include <vector>
 
+#include "text/of_thread.h"
+
 namespace orvik {
 
 namespace {
@@ -81,8 +83,7 @@ const char* CurrentLocaleIdentifier(LocaleCategory category) {
     std::string value;
     const char* identifier = nullptr;
   };
-  thread_local Last last[kCategories];
-  Last& known = last[static_cast<size_t>(category)];
+  Last& known = OfThread<std::array<Last, kCategories>>()[static_cast<size_t>(category)];
   if (known.identifier != nullptr && IsEnvironment(known.environment) &&
       known.value == known.found) {
     return known.identifier;

@@ -134,13 +134,14 @@ ConfigScope::ConfigScope(const char* name, COrvikFilePath*& path, COrvikFilePath
       loaded_(loaded) {}
 
 ConfigScope* ConfigScope::Of(int scope) {
-  static ConfigScope global("Global", g_pathGlobalXMLConfig, g_pathTempGlobalXMLConfig,
-                            g_pGlobalXMLConfigDoc, g_pGlobalXMLConfigRootElement,
-                            g_bGlobalXMLConfigFileLoaded);
-  static ConfigScope user("User", g_pathLocalXMLConfig, g_pathTempLocalXMLConfig,
-                          g_pLocalXMLConfigDoc, g_pLocalXMLConfigRootElement,
-                          g_bLocalXMLConfigFileLoaded);
-  return scope == 0 ? &global : scope == 1 ? &user : nullptr;
+  // Never destroyed: destructors of a program may still save.
+  static auto* const global = new ConfigScope(
+      "Global", g_pathGlobalXMLConfig, g_pathTempGlobalXMLConfig, g_pGlobalXMLConfigDoc,
+      g_pGlobalXMLConfigRootElement, g_bGlobalXMLConfigFileLoaded);
+  static auto* const user =
+      new ConfigScope("User", g_pathLocalXMLConfig, g_pathTempLocalXMLConfig, g_pLocalXMLConfigDoc,
+                      g_pLocalXMLConfigRootElement, g_bLocalXMLConfigFileLoaded);
+  return scope == 0 ? global : scope == 1 ? user : nullptr;
 }
 
 // The document is compared, not its address, which another may have got.

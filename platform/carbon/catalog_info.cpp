@@ -90,8 +90,8 @@ constexpr std::size_t kMaxVolumes = 32000;
 std::mutex volumes_mutex;
 
 std::vector<std::uint64_t>& Volumes() {
-  static std::vector<std::uint64_t> mount_ids;
-  return mount_ids;
+  static auto* const mount_ids = new std::vector<std::uint64_t>;
+  return *mount_ids;
 }
 
 }  // namespace

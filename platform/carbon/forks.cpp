@@ -59,8 +59,8 @@ class OpenFork {
 std::mutex forks_mutex;
 
 std::vector<std::shared_ptr<OpenFork>>& Forks() {
-  static std::vector<std::shared_ptr<OpenFork>> forks;
-  return forks;
+  static auto* const forks = new std::vector<std::shared_ptr<OpenFork>>;
+  return *forks;
 }
 
 // The byte whose lock is the right to write.

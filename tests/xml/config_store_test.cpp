@@ -4,6 +4,7 @@
 
 #include <tinyxml.h>
 
+#include "prefs/preferences.h"
 #include "tests/files/support.h"
 #include "tests/support/without_root_rights.h"
 #include "xml/document_check.h"
@@ -381,6 +382,28 @@ TEST_F(ConfigStoreTest, KeyPathsStayWithinWhatCanBeLoadedAgain) {
   Use(file_);
   EXPECT_EQ(Int(path, u"v"), 1);
   EXPECT_EQ(Int(CAtlString(u'/', 200'000) + u"x" + CAtlString(u'\\', 10), u"v"), -1);
+}
+
+// As by the destructor of an object that was made before the store was used.
+TEST_F(ConfigStoreTest, MayBeUsedWhileTheProgramEnds) {
+  const auto end = [] {
+    std::atexit([] {
+      Put(6);
+      Save();
+      CAtlString(u"\u00E9").MakeUpper();
+      WritePreferenceInt(kSharedScope, u"Key", u"n", 7, u"com.example.end");
+    });
+    CAtlString(u"\u00E9").MakeUpper();
+    WritePreferenceInt(kSharedScope, u"Key", u"n", 5, u"com.example.end");
+    Put(5);
+    std::exit(testing::Test::HasFailure() ? 1 : 0);
+  };
+  Use(file_);
+  EXPECT_EXIT(end(), testing::ExitedWithCode(0), "");
+  Use(file_);
+  EXPECT_EQ(V(), 6);
+  unsigned long error = 9;
+  EXPECT_EQ(GetPreferenceInt(kSharedScope, u"Key", u"n", 0, &error, u"com.example.end"), 7);
 }
 
 }  // namespace
