@@ -6,11 +6,13 @@
 #include <chrono>
 #include <cmath>
 #include <cstdio>
+#include <cstdlib>
 #include <limits>
 #include <system_error>
 
 #include "text/byte_encodings.h"
 #include "text/characters.h"
+#include "text/user_locale.h"
 
 namespace orvik::plist {
 namespace {
@@ -118,11 +120,8 @@ std::optional<double> ParseReal(std::string_view text) {
     const auto [stop, error] = std::from_chars(text.data(), end, value);
     if (stop != end) return std::nullopt;
     if (error == std::errc::result_out_of_range) {
-      // The library does not say at which end: a negative exponent or a leading zero is the low
-      // one.
-      const bool small =
-          text.find('-') != std::string_view::npos || text.front() == '0' || text.front() == '.';
-      value = small ? 0 : std::numeric_limits<double>::infinity();
+      // The library does not say at which end.
+      value = strtod_l(std::string(text).c_str(), nullptr, PlainLocale());
     }
   }
   return negative ? -value : value;

@@ -14,7 +14,7 @@ TEST(PlistLeaves, NumbersOfEveryShapeAreReadOrRefused) {
     EXPECT_FALSE(ParseInteger(text)) << text;
   }
   const std::string zeroes(400, '0');
-  const std::pair<std::string, const char*> kReals[] = {{"1e999", "+infinity"},
+  const std::pair<std::string, const char*> kReals[] = {{"001e999", "+infinity"},
                                                         {"-1e-999", "-0"},
                                                         {"0." + zeroes + "1", "0"},
                                                         {"." + zeroes + "1", "0"},
