@@ -25,14 +25,8 @@ reaches() {
 if ! reaches "$tree" && [ -z "${ORVIK_OWN_MOUNTS:-}" ] && unshare --mount true 2>/dev/null; then
   ORVIK_OWN_MOUNTS=1 exec unshare --mount -- "$tree/scripts/test_unprivileged.sh" "$@"
 fi
-# The first run had its files on a disk. These are in memory where there is enough of it and programs
-# may run from there: no flush has to wait.
-memory=/dev/shm
-free=$(df --output=avail -B1M "$memory" 2>/dev/null | tail -1) || free=0
-if [ "${free:-0}" -lt 4096 ] || findmnt -no OPTIONS -T "$memory" | grep -qw noexec; then
-  memory=/tmp
-fi
-home=$(mktemp -d "$memory/orvik-XXXXXX")
+. scripts/test_folder.sh
+home=$(mktemp -d "$(test_folder)/orvik-XXXXXX")
 trap 'rm -rf "$home"; chown -R 0:0 "$tree/build/dev"' EXIT
 trap 'exit 1' INT TERM
 mkdir -m 1777 "$home/tmp"
