@@ -6,8 +6,8 @@ cd "$(dirname "$0")/.."
 install_dependencies build test
 cmake --preset dev
 cmake --build --preset dev
-# One test more than there are processors: some of them wait. The stores of these layers flush each
-# change, which the layers below do on a disk.
+# One test more than there are processors: some of them wait. The stores of these layers and of whole
+# programs flush each change, which the layers below do on a disk.
 parallel=$(($(nproc) + 1))
 flushing='^(prefs|tools|postflight)$'
 . scripts/test_folder.sh
@@ -15,6 +15,7 @@ folder=$(mktemp -d "$(test_folder)/orvik-XXXXXX")
 trap 'rm -rf "$folder"' EXIT
 trap 'exit 1' INT TERM
 chmod 1777 "$folder"
+export ORVIK_TEST_FOLDER=$folder
 status=0
 ctest --preset dev --parallel "$parallel" --label-exclude "$flushing" "$@" || status=$?
 TMPDIR=$folder ctest --preset dev --parallel "$parallel" --label-regex "$flushing" "$@" || status=$?

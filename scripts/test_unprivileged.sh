@@ -30,8 +30,8 @@ home=$(mktemp -d "$(test_folder)/orvik-XXXXXX")
 trap 'rm -rf "$home"; chown -R 0:0 "$tree/build/dev"' EXIT
 trap 'exit 1' INT TERM
 mkdir -m 1777 "$home/tmp"
-as_user=(as_account env "TMPDIR=$home/tmp" "HOME=$home" "USER=$account" "LOGNAME=$account"
-  "CCACHE_DIR=$home/ccache" "ANSIBLE_REMOTE_TMP=$home/ansible")
+as_user=(as_account env "TMPDIR=$home/tmp" "ORVIK_TEST_FOLDER=$home/tmp" "HOME=$home" "USER=$account"
+  "LOGNAME=$account" "CCACHE_DIR=$home/ccache" "ANSIBLE_REMOTE_TMP=$home/ansible")
 chown "$account:$group" "$home"
 if ! reaches "$tree" && [ -n "${ORVIK_OWN_MOUNTS:-}" ]; then
   # An empty folder covers the first one that the account may not enter, and holds the tree alone.

@@ -1,6 +1,7 @@
 """The programs of the build from outside, each test in a folder of its own.
 
-The environment may name the folder of the programs (ORVIK_PROGRAMS).
+The environment may name the folder of the programs (ORVIK_PROGRAMS) and that of the tests' files
+(ORVIK_TEST_FOLDER).
 """
 import os
 import pathlib
@@ -21,7 +22,8 @@ FILE = "Users/Shared/Library/Preferences/com.orviktech.Registry.plist"
 
 class ProgramTest(unittest.TestCase):
     def setUp(self):
-        self.folder = pathlib.Path(tempfile.mkdtemp(prefix="orvik-test-", dir="/tmp"))
+        self.folder = pathlib.Path(tempfile.mkdtemp(
+            prefix="orvik-test-", dir=os.environ.get("ORVIK_TEST_FOLDER", "/tmp")))
         self.addCleanup(shutil.rmtree, self.folder)
         self.root, self.home, self.temporary = (self.folder / name for name in ("root", "home", "tmp"))
         for path in (self.root, self.home, self.temporary):
