@@ -115,23 +115,28 @@ DomainFiles DomainsOf(int scope) {
     }
     return 0;
   };
+  const auto note = [&](int error, const std::string& folder) {
+    if (error == 0 || error == ENOENT || found.error != 0) return;
+    found.error = error;
+    found.folder = folder;
+  };
   const auto enter = [&](host::Descriptor folder, const std::string& name) {
     int error = walk.Enter(std::move(folder), name);
     const std::string path = top + walk.path() + (error != 0 ? name : "");
     if (error == 0) error = walk.List(list);
-    if (error != 0 && error != ENOENT && found.error == 0) {
-      found.error = error;
-      found.folder = path;
-    }
+    note(error, path);
   };
   enter(host::OpenPath(top, O_RDONLY | O_DIRECTORY | O_CLOEXEC), "");
-  while (walk.depth() != 0) {
+  int error = 0;
+  while (error == 0 && walk.depth() != 0) {
     if (const std::optional<std::string> name = walk.TakeSubfolder()) {
       enter(walk.OpenSubfolder(*name), *name);
-    } else if (walk.Leave() != 0) {
-      break;
+    } else {
+      error = walk.Leave();
     }
   }
+  // The walk ends where the way back is gone: the rest is not listed.
+  note(error == ENOENT ? ESTALE : error, top);
   std::sort(found.list.begin(), found.list.end(),
             [](const DomainFile& one, const DomainFile& other) { return one.name < other.name; });
   return found;

@@ -108,7 +108,8 @@ std::string RealText(double real) {
 // Undoes the escapes of ValueText.
 Value ParseString(std::string_view text) {
   std::optional<Value> string = Value::FromUtf8(text);
-  if (!string || text.find(kEscape) == std::string_view::npos) return string.value_or(Value());
+  if (!string) return {};
+  if (text.find(kEscape) == std::string_view::npos) return *std::move(string);
   std::u16string units = string->text().ToUnits();
   plist::UnescapeText(units);
   return units;
