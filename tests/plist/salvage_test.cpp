@@ -2,6 +2,7 @@
 #include "plist/salvage.h"
 
 #include "tests/plist/described_lists.h"
+#include "text/shown_text.h"
 
 namespace orvik::plist {
 namespace {
@@ -132,6 +133,12 @@ TEST(PlistSalvage, SavesWhatOneWrongByteLeaves) {
         ++(found != whole.end() && found->second == leaf.second ? right : wrong);
       }
       EXPECT_TRUE(losses > 0 || leaves == whole || damaged.empty()) << damaged;
+      for (const Loss& loss : salvage.losses.list()) {
+        if (loss.line == 0) continue;
+        const TextPlace place = PlaceInText(damaged, loss.place);
+        EXPECT_EQ(std::pair(loss.line, loss.column), std::pair(place.line, place.column))
+            << damaged;
+      }
     };
     for (std::size_t place = 0; place < bytes.size(); ++place) {
       for (const char byte : {'X', '<', "> /\";)\1\xC3-"[place % 9]}) {
