@@ -48,8 +48,8 @@ std::string ReadableStreamFault(std::string_view bytes) {
     const unsigned long origin = choices.Next(1) % 4;
     const auto any = static_cast<std::int64_t>(choices.Next(8));
     const std::int64_t move = is_near ? any % (2 * kSize) : any;
-    _ULARGE_INTEGER told{12345};
-    const HRESULT result = stream->Seek({move}, origin, &told);
+    _ULARGE_INTEGER reported{12345};
+    const HRESULT result = stream->Seek({move}, origin, &reported);
     std::int64_t target = -1;
     const std::int64_t base = origin == STREAM_SEEK_SET   ? 0
                               : origin == STREAM_SEEK_CUR ? position
@@ -58,7 +58,7 @@ std::string ReadableStreamFault(std::string_view bytes) {
                            target >= 0 && target <= kSize;
     if (origin < 3) position = is_inside ? target : kSize + 1;
     if (result != (is_inside ? S_OK : STG_E_INVALIDFUNCTION) ||
-        told.QuadPart != (is_inside ? static_cast<std::uint64_t>(position) : 12345)) {
+        reported.QuadPart != (is_inside ? static_cast<std::uint64_t>(position) : 12345)) {
       return "seeks elsewhere by " + std::to_string(move);
     }
   }
