@@ -53,30 +53,8 @@ TEST(KeyPath, MakersPrefixIsTakenOutOfCapitalPathsOnly) {
   }
 }
 
-TEST(Scope, RemapsOntoSharedAndMachine) {
-  const std::tuple<int, int, const char*> kCases[] = {{0, 0, "d"}, {1, 1, "d"},  {2, 0, ".d"},
-                                                      {3, 0, "d"}, {4, 4, "d"},  {5, 4, ".d"},
-                                                      {6, 6, "d"}, {-1, -1, "d"}};
-  for (const auto& [given, scope, name] : kCases) {
-    const EffectiveDomain effective(given, u"d");
-    EXPECT_EQ(effective.scope, scope) << given;
-    EXPECT_EQ(Utf8(effective.domain), name) << given;
-  }
-}
-
 // An object that is made before those of the library, which is linked statically here.
 const bool kIsUsableBeforeMain = IsUsableDomain(u"com.orviktech.Registry");
-
-// plist/file.h says which domains name files.
-TEST(Scope, DomainsThatCannotNameAFileAreRefused) {
-  EXPECT_TRUE(kIsUsableBeforeMain);
-  const CAtlString longest(u'x', 243);
-  EXPECT_TRUE(IsUsableDomain(longest));
-  EXPECT_FALSE(IsUsableDomain(u"../x") || IsUsableDomain(u"kCFPreferencesCurrentApplication"));
-  EXPECT_TRUE(EffectiveDomain(0, longest).usable());
-  // Alone usable, but not once the scope has put its dot before it.
-  EXPECT_FALSE(EffectiveDomain(2, longest).usable());
-}
 
 // A key path, how its content is wrapped on disk, and what is left when the key is deleted.
 struct Shape {
@@ -170,12 +148,15 @@ TEST_F(PreferencesTest, EveryScopeOperationAndKeyPathShapeLeavesTheRightFile) {
   EXPECT_EQ(waits_, 0);
 }
 
-TEST_F(PreferencesTest, UnknownScopesAndRefusedDomainsTouchNothing) {
+// plist/file.h says which domains name files.
+TEST_F(PreferencesTest, WhatChangesNothingTouchesNothing) {
+  EXPECT_TRUE(kIsUsableBeforeMain);
   const auto before = TreeIn(env_.folder());
+  const CAtlString longest(u'd', 243);  // too long with the dot of scope 2
   const std::tuple<int, CAtlString, DWORD> kCases[] = {
-      {6, kDomain, 0}, {-1, kDomain, 0},        {0, u"../escape", 123},
-      {1, u"", 123},   {4, u"/etc/orvik", 123}, {1, CAtlString(u'd', 1024), 123},
-      {2, u"./x", 123}};
+      {6, kDomain, 0},  {-1, kDomain, 0},        {0, u"../escape", 123},
+      {1, u"", 123},    {4, u"/etc/orvik", 123}, {1, CAtlString(u'd', 1024), 123},
+      {2, u"./x", 123}, {2, longest, 123},       {0, u"kCFPreferencesCurrentApplication", 123}};
   for (const auto& [scope, domain, result] : kCases) {
     SCOPED_TRACE(scope);
     EXPECT_EQ(WritePreferenceString(scope, u"A", u"n", u"v", domain), result);
@@ -186,6 +167,14 @@ TEST_F(PreferencesTest, UnknownScopesAndRefusedDomainsTouchNothing) {
     unsigned long error = 0;
     EXPECT_EQ(GetPreferenceInt(scope, u"A", u"n", 17, &error, domain), 17);
     EXPECT_EQ(error, 2u);
+  }
+  for (const int scope : {kSharedScope, kUserScope, kMachineScope}) {
+    EXPECT_EQ(DeletePreference(scope, u"K", u"n", longest), kPreferenceNotFound);
+    Transaction removal(scope, kDomain);
+    removal.Delete(u"K", u"n");
+    EXPECT_TRUE(removal.Commit().ok());
+    removal.RequireEqual(u"K", u"n", 1);
+    EXPECT_EQ(removal.Commit().error, PrefError::kConditionNotMet);
   }
   EXPECT_EQ(TreeIn(env_.folder()), before);
 }

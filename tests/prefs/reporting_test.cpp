@@ -3,7 +3,6 @@
 #include "prefs/preferences.h"
 #include "prefs/transaction.h"
 #include "tests/prefs/store_fixture.h"
-#include "tests/support/without_root_rights.h"
 
 namespace orvik::test {
 namespace {
@@ -38,23 +37,20 @@ TEST_F(ReportingTest, AnUnreadableFileIsNeitherRepairedNorChanged) {
     const fs::path file = FileOf(scope);
     Transaction change(scope, kDomain);
     change.Set(u"K", u"n", u"v");
+    const auto expect_error = [&](PrefError error) {
+      EXPECT_EQ(CheckDomain(scope, kDomain).status.error, error);
+      EXPECT_EQ(RepairDomain(scope, kDomain).status.error, error);
+      EXPECT_EQ(change.Commit().error, error);
+    };
     fs::create_directories(file);
-    EXPECT_EQ(RepairDomain(scope, kDomain).status.error, PrefError::kUnreadable);
-    EXPECT_EQ(change.Commit().error, PrefError::kUnreadable);
+    expect_error(PrefError::kUnreadable);
     fs::remove(file);
     WriteFile(file, "");
     fs::resize_file(file, std::uintmax_t{1} << 40);
-    EXPECT_EQ(CheckDomain(scope, kDomain).status.error, PrefError::kTooLarge);
-    EXPECT_EQ(RepairDomain(scope, kDomain).status.error, PrefError::kTooLarge);
-    EXPECT_EQ(change.Commit().error, PrefError::kTooLarge);
+    expect_error(PrefError::kTooLarge);
     WritePreferenceString(scope, u"K", u"n", u"v", kDomain);
     EXPECT_EQ(fs::file_size(file), std::uintmax_t{1} << 40);
     EXPECT_FALSE(fs::exists(file.string() + ".damaged"));
-    fs::resize_file(file, 0);
-    fs::permissions(file, fs::perms::none);
-    const WithoutRootRights without(env_.folder());
-    EXPECT_EQ(RepairDomain(scope, kDomain).status.error, PrefError::kUnreadable);
-    EXPECT_TRUE(fs::exists(file));
   }
 }
 
@@ -85,6 +81,22 @@ TEST_F(ReportingTest, RepairSavesWhatIsWholeAndKeepsTheDamagedFile) {
     EXPECT_TRUE(again.was_sound && again.status.ok());
   }
   EXPECT_EQ(RepairDomain(4, u"com.example.none").status.error, PrefError::kNotFound);
+}
+
+// The lock is taken after the file was read for the first time.
+TEST_F(ReportingTest, RepairSavesWhatIsThereUnderTheLock) {
+  WriteFile(SharedFile(), "<plist><dict><key>A</key><true/>");
+  ASSERT_TRUE(LockGlobalSharedPList(kDomain));
+  EXPECT_EQ(RepairDomain(0, kDomain).status.error, PrefError::kLockNotObtained);
+  UnlockGlobalSharedPList(kDomain);
+  // Just changed, however long the test takes to come to it.
+  fs::last_write_time(SharedFile(), fs::file_time_type::clock::now() + std::chrono::seconds(30));
+  int waits = 0;
+  plist::ExchangeFileWriterWait([&] {
+    if (waits++ == 0) WriteFile(SharedFile(), "<plist><dict><key>B</key><true/>");
+  });
+  EXPECT_TRUE(RepairDomain(0, kDomain).status.ok());
+  EXPECT_EQ(OnDisk(SharedFile()), R"({"B":true})");
 }
 
 TEST_F(ReportingTest, RepairLeavesAloneWhatGivesNothing) {

@@ -51,19 +51,27 @@ TEST_F(SharedPreferenceFileTest, LiesBelowTheSharedUserFolder) {
 }
 
 TEST_F(SharedPreferenceFileTest, OnlyADictionaryBringsTheFileIntoBeing) {
-  Set(u"top", CFSTR(u"v"));
-  Set(u"top", nullptr);
-  WritePreferenceInt(0, u"", u"top", 1, kDomain);
-  EXPECT_FALSE(fs::exists(SharedFile()));
+  const auto offer_others = [this] {
+    Set(u"top", CFSTR(u"v"));
+    Set(u"top", nullptr);
+    WritePreferenceInt(0, u"", u"top", 1, kDomain);
+  };
+  offer_others();
   EXPECT_FALSE(fs::exists(SharedFile().parent_path()));
   Set(u"K", Key(u"n", u"v"));
   EXPECT_EQ(OnDisk(SharedFile()), R"({"K":{"n":"v"}})");
   Set(u"top", CFSTR(u"v"));
   EXPECT_EQ(OnDisk(SharedFile()), R"({"K":{"n":"v"},"top":"v"})");
   Set(u"K", nullptr);
-  Set(u"top", nullptr);
-  Set(u"top", nullptr);
+  for (int i = 0; i < 2; ++i) Set(u"top", nullptr);
   EXPECT_EQ(OnDisk(SharedFile()), "{}");
+  // Nor does another value replace a damaged file.
+  WriteFile(SharedFile(), "<plist><dict><key>half");
+  offer_others();
+  EXPECT_EQ(ReadFile(SharedFile()), "<plist><dict><key>half");
+  Set(u"K", Key(u"n", u"v"));
+  EXPECT_EQ(OnDisk(SharedFile()), R"({"K":{"n":"v"}})");
+  EXPECT_EQ(ReadFile(SharedFile().string() + ".damaged"), "<plist><dict><key>half");
 }
 
 TEST_F(SharedPreferenceFileTest, ARootThatIsNoDictionaryIsLeftAlone) {
@@ -76,15 +84,6 @@ TEST_F(SharedPreferenceFileTest, ARootThatIsNoDictionaryIsLeftAlone) {
   const CAutoCFRelease<CFTypeRef> root(SharedPropertyList(domain_));
   EXPECT_TRUE(root);
   EXPECT_EQ(SharedPreferencesCopyValue(CFSTR(u"a"), domain_), nullptr);
-}
-
-TEST_F(SharedPreferenceFileTest, ADamagedFileIsReplacedByADictionaryAndKeptBeside) {
-  WriteFile(SharedFile(), "<plist><dict><key>half");
-  Set(u"top", CFSTR(u"v"));
-  EXPECT_EQ(ReadFile(SharedFile()), "<plist><dict><key>half");
-  Set(u"K", Key(u"n", u"v"));
-  EXPECT_EQ(OnDisk(SharedFile()), R"({"K":{"n":"v"}})");
-  EXPECT_EQ(ReadFile(SharedFile().string() + ".damaged"), "<plist><dict><key>half");
 }
 
 }  // namespace

@@ -3,7 +3,6 @@
 
 #include <sstream>
 
-#include "host/descriptor.h"
 #include "prefs/preference_watch.h"
 #include "prefs/reporting.h"
 #include "prefs/typed_preferences.h"
@@ -49,11 +48,6 @@ TEST_F(TypedPreferencesTest, EveryTypeComesBackAsItWasSet) {
   EXPECT_EQ(settings_.Boolean(u"A/B", u"no"), false);
   EXPECT_FALSE(settings_.Boolean(u"A/B", u"zero") || settings_.Integer(u"A/B", u"real") ||
                settings_.Integer(u"A/B", u"large"));
-  // Setting the present value changes nothing.
-  ASSERT_TRUE(settings_.Set(u"A/B", u"real", -NAN).ok());
-  const host::FileIdentity before = host::IdentityOf(UserFile().string());
-  ASSERT_TRUE(settings_.Set(u"A/B", u"real", -NAN).ok());
-  EXPECT_EQ(host::IdentityOf(UserFile().string()), before);
 
   for (int i = 0; i < 2; ++i) EXPECT_TRUE(settings_.Remove(u"A/B", u"string").ok());
   EXPECT_EQ(settings_.String(u"A/B", u"string"), std::nullopt);
@@ -129,20 +123,6 @@ TEST_F(PreferenceWatchTest, ReportsOldAndNewValuesOfTheKey) {
   EXPECT_EQ(watch.values().count(), 2u);
   fs::remove(SharedFile());
   EXPECT_EQ(Next(watch), (Changes{{{u"B", u"n"}, u"text", {}}, {{u"m"}, true, {}}}));
-}
-
-TEST_F(PreferenceWatchTest, SeesTheFileBehindLinksAndALinkThatIsChanged) {
-  const fs::path one = top_ / "one" / "real.plist", two = top_ / "two" / "real.plist";
-  WritePlist(one, R"({"n":"one"})");
-  WritePlist(two, R"({"n":"two"})");
-  MakeTree(UserFile().parent_path(), {"com.example.Store.plist->" + (top_ / "link").string()});
-  fs::create_symlink(one, top_ / "link");
-  PreferenceWatch watch(kUserScope, u"", kName);
-  WritePlist(one, R"({"n":"changed"})");
-  EXPECT_EQ(Next(watch), (Changes{{{u"n"}, u"one", u"changed"}}));
-  fs::create_symlink(two, top_ / "new link");
-  fs::rename(top_ / "new link", top_ / "link");
-  EXPECT_EQ(Next(watch), (Changes{{{u"n"}, u"changed", u"two"}}));
 }
 
 TEST_F(PreferenceWatchTest, RefusesWhatNamesNoFile) {
