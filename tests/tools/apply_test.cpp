@@ -1,5 +1,4 @@
 // Scripts, imported files and edited texts: what they change, and what they change the second time.
-#include <unistd.h>
 
 #include <regex>
 
@@ -136,31 +135,11 @@ TEST_F(EditTest, ReadsNoFileOfOthers) {
   EXPECT_TRUE(fs::is_empty(temporary));
 }
 
-// A rule: whatever a line wants, and of whatever type, it changes the store once.
+// What the fuzz target change_script shows of every line of a script holds for the other commands.
 TEST_F(ApplyTest, TheSecondTimeChangesNothing) {
-  const char* const kValues[] = {R"("a \"quote\", a \\ and a break\n")",
-                                 "18446744073709551615",
-                                 R"({"$real":"nan"})",
-                                 R"([1,{"a":[{}]},"x"])",
-                                 R"({"a":{"b":{"c":[1.5]}},"d":{}})",
-                                 R"({"$dictionary":{"$date":"a plain text"}})"};
-  const char* const kLines[] = {
-      "set --replace-key --keep-type K n# VALUE",
-      "add-element K n# VALUE",
-      "merge --replace-key K# {\"n\": VALUE}",
-      "require-no-key Old\nmake-key K#\ndelete-key Old\nset K# n VALUE\nrequire-key K#\ndelete K# "
-      "o",
-  };
-  // The line with each of the values, in which # is the number of the value.
-  const auto with_values = [&](const std::string& line) {
-    std::string text;
-    int number = 0;
-    for (const char* const value : kValues) {
-      text += std::regex_replace(line, std::regex("#"), std::to_string(++number)) + "\n";
-      text.replace(text.find("VALUE"), 5, value);
-    }
-    return text;
-  };
+  const std::string value = R"({"n":["a \"quote\", a \\ and a break\n",18446744073709551615],)"
+                            R"("r":{"$real":"nan"},"d":{"$dictionary":{"$date":"a plain text"}}})";
+  WriteFile(given_, "{\"K\":" + value + "}");
   const auto changes_once = [&](const std::string& command, const std::string& again) {
     SCOPED_TRACE(command);
     Out(command);
@@ -171,24 +150,13 @@ TEST_F(ApplyTest, TheSecondTimeChangesNothing) {
     EXPECT_EQ(ReadFile(File()), bytes);
     EXPECT_EQ(fs::last_write_time(File()), written);
   };
-  for (const char* const line : kLines) {
-    SCOPED_TRACE(line);
-    WriteFile(given_, with_values(line));
-    fs::remove(File());
-    changes_once("apply " + given_, "apply --check " + given_);
-  }
-  std::string members = with_values("\"n#\": VALUE,");
-  WriteFile(given_, "{\"K\": {" + members.erase(members.rfind(',')) + "}}");
-  fs::remove(File());
   changes_once("import " + given_, "import --dry-run " + given_);
   changes_once("import --replace " + given_, "import --replace --dry-run " + given_);
   fs::remove(File());
   const ScopedVariable visual("VISUAL", "cp " + given_);
   changes_once("edit", "diff " + given_);
-  for (const char* const value : kValues) {
-    const std::string set = std::string("set --json L n '") + value + "'";
-    changes_once(set + " --replace-key", set);
-  }
+  const std::string set = "set --json L n '" + value + "'";
+  changes_once(set + " --replace-key", set);
 }
 
 // A key is replaced by a value, or a value by a key, only on demand.
@@ -259,9 +227,6 @@ TEST_F(ApplyTest, KeepsACopyOfWhatIsChanged) {
   EXPECT_EQ(copies().size(), 3u);
   Out("import --replace " + copy.string());
   EXPECT_EQ(Out("tree"), "K/n\tinteger\t1\n");
-  if (geteuid() == 0) return;
-  fs::permissions(File().parent_path(), fs::perms::owner_read | fs::perms::owner_exec);
-  EXPECT_EQ(Prefs("import --backup " + given_), 3);
 }
 
 // Whatever the status, no part of a value is shown.

@@ -1,9 +1,5 @@
 #include "tools/orvikprefs/browse/model.h"
 
-#include <unistd.h>
-
-#include <algorithm>
-
 #include "prefs/preferences.h"
 #include "prefs/shared_lock.h"
 #include "tests/support/test_environment.h"
