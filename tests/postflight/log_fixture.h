@@ -1,8 +1,6 @@
 // Log lines of the tool, caught on their way.
 #pragma once
 
-#include <cstdlib>
-
 #include "platform/core_foundation/object.h"
 #include "postflight/log_sys.h"
 #include "tests/support/test_environment.h"

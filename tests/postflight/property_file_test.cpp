@@ -1,7 +1,5 @@
 #include "postflight/property_file.h"
 
-#include <sys/stat.h>
-
 #include "platform/core_foundation/collections.h"
 #include "tests/postflight/log_fixture.h"
 #include "tests/support/plist_files.h"
