@@ -1,26 +1,23 @@
 #!/usr/bin/env bash
-# Programs built with the release flags are hardened, and the check finds one that is not.
+# The check of what is shipped misses each guard of a program and a library that are built without
+# the flags of a release. scripts/package.sh runs the check on what is built with them.
 # usage: hardening_test.sh WORK_FOLDER COMPILER
 set -euo pipefail
 work=$1 compiler=$2
-here=$(cd "$(dirname "$0")" && pwd)
-tree=$(cd "$here/../.." && pwd)
+check=$(cd "$(dirname "$0")/../.." && pwd)/scripts/check_hardening.py
 rm -rf "$work"
-for shipped in ON OFF; do
-  cmake -S "$here/hardening" -B "$work/$shipped" -G Ninja -DCMAKE_CXX_COMPILER="$compiler" \
-    -DORVIK_SOURCE_FOLDER="$tree" -DORVIK_SHIPPED=$shipped -DCMAKE_BUILD_TYPE=Release \
-    -DCMAKE_CXX_FLAGS="-fno-stack-protector" >"$work.log"
-  cmake --build "$work/$shipped" >>"$work.log" || { cat "$work.log"; exit 1; }
-done
-check() { "$tree/scripts/check_hardening.py" "$@"; }
-check "$work/ON/bin/whole" "$work/ON/lib/libpart.so"
-for file in bin/whole lib/libpart.so; do
-  if found=$(check "$work/OFF/$file"); then
-    echo "the check finds nothing wrong with $file without the flags"
+mkdir -p "$work"
+echo 'int main(int argc, char**) { return argc > 9; }' >"$work/plain.cpp"
+bare=(-O2 -fno-stack-protector -U_FORTIFY_SOURCE -Wl,-z,lazy "$work/plain.cpp")
+"$compiler" "${bare[@]}" -o "$work/whole"
+"$compiler" "${bare[@]}" -fPIC -shared -o "$work/part.so"
+for file in whole part.so; do
+  if found=$("$check" "$work/$file"); then
+    echo "the check finds nothing wrong with $file"
     exit 1
   fi
   for lack in BIND_NOW "stack protector" FORTIFY; do
     [[ $found == *"$lack"* ]] || { echo "$lack is not missed in: $found"; exit 1; }
   done
 done
-rm -rf "$work" "$work.log"
+rm -rf "$work"
