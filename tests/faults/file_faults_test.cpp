@@ -4,9 +4,8 @@
 #include "files/directory_manipulator.h"
 #include "files/file_manipulator.h"
 #include "files/windows_files.h"
-#include "strings/utf8_strings.h"
 #include "tests/faults/walk.h"
-#include "tests/support/file_trees.h"
+#include "tests/files/support.h"
 
 namespace orvik::test {
 namespace {
@@ -14,16 +13,6 @@ namespace {
 constexpr char kContent[] = "the-content-of-the-source";
 constexpr int kMovedFiles = 2;
 constexpr char16_t kUrl[] = u"http://www.example.com/page";
-
-CAtlString Wide(const std::string& path) {
-  return MakeWideStringFromUTF8String(path.c_str());
-}
-COrvikFilePath FilePath(const std::string& name) {
-  return COrvikFilePath(Wide(InHome(name)));
-}
-COrvikDirectoryPath FolderPath(const std::string& name) {
-  return COrvikDirectoryPath(Wide(InHome(name)));
-}
 
 Reported FromBool(BOOL done) {
   return done != FALSE ? Reported::kDone : Reported::kFailed;
@@ -35,7 +24,7 @@ Reported FromResult(HRESULT result) {
 Reported Transfer(const char* from, const std::string& to, BOOL move) {
   TreeReport report;
   const HRESULT result = CDirectoryManipulator::RecursivelyCopyDirectory(
-      FolderPath(from), COrvikDirectoryPath(Wide(to)), move, &report, TheProgress());
+      Folder(InHome(from)), Folder(to), move, &report, TheProgress());
   if (result == E_ABORT) {
     const bool is_told = !report.failures.empty() && report.failures.back().error == ECANCELED;
     if (!is_told) ReportFault("does not report the stop");
@@ -99,15 +88,16 @@ OperationTable Operations() {
   const auto nothing = With(""), source = With("source=the-content-of-the-source"),
              both = With("source=the-content-of-the-source target=old"), tree = With(kTree);
   const auto shortcut = [] {
-    return FromResult(CFileManipulator::CreateShortcut(FilePath("/s"), FilePath("/source")));
+    return FromResult(
+        CFileManipulator::CreateShortcut(File(InHome("/s")), File(InHome("/source"))));
   };
   add("shortcut", nothing, shortcut);
   add("shortcut over another", With("s=old"), shortcut);
   add("Internet shortcut", nothing,
-      [] { return FromResult(CFileManipulator::CreateURLShortcut(kUrl, FilePath("/s.url"))); });
+      [] { return FromResult(CFileManipulator::CreateURLShortcut(kUrl, File(InHome("/s.url")))); });
   const auto copy = [](BOOL fail_if_exists) {
     return [=] {
-      return FromBool(CFileManipulator::CopyFileTo(FilePath("/source"), FilePath("/target"),
+      return FromBool(CFileManipulator::CopyFileTo(File(InHome("/source")), File(InHome("/target")),
                                                    fail_if_exists, nullptr, TheProgress()));
     };
   };
@@ -151,17 +141,17 @@ OperationTable Operations() {
   // A file that was copied when the process was killed stays beside its copy.
   moved_files.repeats = false;
   add("folder removal", tree, [] {
-    return FromBool(CDirectoryManipulator::RemoveDirectoryAndContents(FolderPath("/tree"), nullptr,
-                                                                      TheProgress()));
+    return FromBool(CDirectoryManipulator::RemoveDirectoryAndContents(Folder(InHome("/tree")),
+                                                                      nullptr, TheProgress()));
   }).steps = Steps::kAlways;
   add("removal of files", tree, [] {
-    return FromBool(CDirectoryManipulator::RemoveFilesFromDirectory(FolderPath("/tree"), u"*",
+    return FromBool(CDirectoryManipulator::RemoveFilesFromDirectory(Folder(InHome("/tree")), u"*",
                                                                     nullptr, TheProgress()));
   }).steps = Steps::kAlways;
   const auto move = [](const char* from, auto to) {
     return [=] {
-      const COrvikFilePath target(Wide(to()));
-      return FromBool(CFileManipulator::MoveFileTo(FilePath(from), target, nullptr, TheProgress()));
+      return FromBool(
+          CFileManipulator::MoveFileTo(File(InHome(from)), File(to()), nullptr, TheProgress()));
     };
   };
   add("move", source, move("/source", [] { return InHome("/target"); }));
@@ -181,7 +171,7 @@ OperationTable Operations() {
   moved_file.repeats = false;
   Operation& trash = add("delete to the trash", source, [] {
     // Where no trash can be had it is deleted outright, which is a success.
-    const BOOL done = CFileManipulator::DeleteFile(FilePath("/source"), FALSE, TRUE);
+    const BOOL done = CFileManipulator::DeleteFile(File(InHome("/source")), FALSE, TRUE);
     return done != FALSE ? Reported::kNothing : Reported::kFailed;
   });
   trash.steps = Steps::kAlways;
@@ -190,7 +180,7 @@ OperationTable Operations() {
   const auto remove = [](const char* name) {
     return [=] {
       return FromBool(
-          CFileManipulator::DeleteFile(FilePath(name), FALSE, FALSE, nullptr, TheProgress()));
+          CFileManipulator::DeleteFile(File(InHome(name)), FALSE, FALSE, nullptr, TheProgress()));
     };
   };
   add("delete", source, remove("/source"));
@@ -199,7 +189,7 @@ OperationTable Operations() {
     static const std::uint32_t expected = CalculateCRC32(
         reinterpret_cast<const unsigned char*>(kContent), static_cast<long>(sizeof kContent) - 1);
     std::uint32_t checksum = 77;
-    const BOOL done = FilePath("/source").GetFileChecksum(checksum, nullptr, TheProgress());
+    const BOOL done = File(InHome("/source")).GetFileChecksum(checksum, nullptr, TheProgress());
     if (checksum != (done != FALSE ? expected : 77u)) ReportFault("gives a wrong checksum");
     return FromBool(done);
   });
@@ -207,15 +197,15 @@ OperationTable Operations() {
     CAtlArray<COrvikDirectoryPath> folders;
     CAtlArray<COrvikFilePath> files;
     TreeReport report;
-    FolderPath("").ListSubDirectories(u"*", folders, TRUE, &report, TheProgress());
-    const OSErr status = FolderPath("/tree").FindFilesInDirectory(u"*", files, TheProgress());
+    Folder(InHome("")).ListSubDirectories(u"*", folders, TRUE, &report, TheProgress());
+    const OSErr status = Folder(InHome("/tree")).FindFilesInDirectory(u"*", files, TheProgress());
     if (report.failures.empty() && folders.GetCount() != 2) ReportFault("misses a folder");
     if (status == 0 && files.GetCount() != 1) ReportFault("misses a file");
     return FromBool(report.failures.empty() && status == 0 ? TRUE : FALSE);
   });
   add("temporary name", With("../tmp/abc1"), [] {
     char16_t name[MAX_PATH] = {};
-    GetTempFileName(Wide(InTemp("")), u"abc", 1, name);
+    GetTempFileName(Text(InTemp("")), u"abc", 1, name);
     return Reported::kNothing;
   });
   return add;

@@ -19,20 +19,14 @@
 #include "host/replace_file.h"
 #include "postflight/install_information.h"
 #include "streams/stream_factory.h"
-#include "tests/support/file_trees.h"
+#include "tests/files/support.h"
 #include "tools/orvikprefs/commands.h"
 #include "xml/base64.h"
 #include "xml/config_store.h"
 
 namespace orvik::test {
 namespace {
-
-using Words = std::vector<std::string>;
 constexpr uid_t kOther = 30002;
-
-COrvikFilePath PathOf(const std::string& path) {
-  return COrvikFilePath(CAtlString(path.c_str()));
-}
 
 bool WriteStream(CComPtr<IStream> stream) {
   return stream && stream->Write("new", 3, nullptr) == S_OK && FinishStream(stream) == S_OK;
@@ -49,7 +43,7 @@ bool Export(const std::string& path) {
 }
 
 bool SaveConfiguration(const std::string& path) {
-  return SetXMLConfig(1, PathOf(path)) && WriteXMLConfigInt(1, "A", "v", 1) && SaveXMLConfigFile(1);
+  return SetXMLConfig(1, File(path)) && WriteXMLConfigInt(1, "A", "v", 1) && SaveXMLConfigFile(1);
 }
 
 // Writes "new" into the file at the path: whether that is reported as done.
@@ -69,18 +63,17 @@ const Writer kWriters[] = {
     {"replacement piece by piece", WritePieces},
     {"export", Export},
     {"configuration", SaveConfiguration},
-    {"shortcut",
-     [](Path path) { return Files::CreateShortcut(PathOf(path), PathOf("/n")) == S_OK; }},
+    {"shortcut", [](Path path) { return Files::CreateShortcut(File(path), File("/n")) == S_OK; }},
     {"internet shortcut",
-     [](Path path) { return Files::CreateURLShortcut("http://new/", PathOf(path)) == S_OK; }, true},
-    {"text", [](Path path) { return Files::WriteAsciiStringToFile(PathOf(path), "n", 1) == S_OK; }},
+     [](Path path) { return Files::CreateURLShortcut("http://new/", File(path)) == S_OK; }, true},
+    {"text", [](Path path) { return Files::WriteAsciiStringToFile(File(path), "n", 1) == S_OK; }},
     {"stream",
-     [](Path path) { return WriteStream(Streams::CreateWritableFileStream(PathOf(path))); }},
+     [](Path path) { return WriteStream(Streams::CreateWritableFileStream(File(path))); }},
     {"compressed stream",
      [](Path path) {
-       return WriteStream(Streams::CreateWritableCompressedFileStream(PathOf(path)));
+       return WriteStream(Streams::CreateWritableCompressedFileStream(File(path)));
      }},
-    {"Base64", [](Path path) { return decode64ToFile(PathOf(path), "bmV3", 4) == S_OK; }}};
+    {"Base64", [](Path path) { return decode64ToFile(File(path), "bmV3", 4) == S_OK; }}};
 
 // The other user's entry in a folder that everyone may write.
 struct Trap {
@@ -240,28 +233,25 @@ void SwapEntries() {
 }
 
 using Folders = CDirectoryManipulator;
-COrvikDirectoryPath FolderOf(const char* name) {
-  return COrvikDirectoryPath(CAtlString((fs::current_path() / name).c_str()));
-}
-
 std::function<void()> CopyTree(BOOL moves) {
   return [=] {
-    static_cast<void>(Folders::RecursivelyCopyDirectory(FolderOf("tree"), FolderOf("copy"), moves));
+    static_cast<void>(Folders::RecursivelyCopyDirectory(Folder(fs::absolute("tree")),
+                                                        Folder(fs::absolute("copy")), moves));
   };
 }
 
 void EmptyFolders() {
-  Folders::RemoveFilesFromDirectory(FolderOf("tree"), u"*");
-  Folders::RemoveAllFilesAndSubDirectories(FolderOf("copy"));
+  Folders::RemoveFilesFromDirectory(Folder(fs::absolute("tree")), u"*");
+  Folders::RemoveAllFilesAndSubDirectories(Folder(fs::absolute("copy")));
 }
 
 void ThrowAway() {
-  for (const char* name : {"tree/a", "tree/f"}) Files::DeleteFile(PathOf(name), FALSE, TRUE);
+  for (const char* name : {"tree/a", "tree/f"}) Files::DeleteFile(File(name), FALSE, TRUE);
 }
 
 void CopyFiles() {
   static_cast<void>(CopyFile(u"tree/f", u"copy/f", FALSE));
-  static_cast<void>(Files::CopyFileTo(PathOf("tree/f"), PathOf("copy/g"), FALSE));
+  static_cast<void>(Files::CopyFileTo(File("tree/f"), File("copy/g"), FALSE));
 }
 
 void MoveFiles() {
@@ -301,8 +291,8 @@ std::vector<Race> Races() {
   std::vector<Race> races = {
       {"copy of a tree", CopyTree(FALSE), SwapEntries},
       {"move of a tree", CopyTree(TRUE), SwapEntries},
-      {"removal of a tree", [] { Folders::RemoveDirectoryAndContents(FolderOf("tree")); },
-       SwapEntries},
+      {"removal of a tree",
+       [] { Folders::RemoveDirectoryAndContents(Folder(fs::absolute("tree"))); }, SwapEntries},
       {"emptying a folder", EmptyFolders, SwapEntries},
       {"trash", ThrowAway, SwapEntries},
       {"copies of files", CopyFiles, SwapEntries},

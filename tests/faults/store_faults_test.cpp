@@ -19,9 +19,8 @@
 #include "streams/stream_factory.h"
 #include "streams/stream_interfaces.h"
 #include "strings/auto_release.h"
-#include "strings/utf8_strings.h"
 #include "tests/faults/walk.h"
-#include "tests/support/test_environment.h"
+#include "tests/files/support.h"
 #include "xml/config_store.h"
 #include "xml/xml_writer.h"
 
@@ -195,23 +194,19 @@ INSTANTIATE_TEST_SUITE_P(Preferences, FaultsTest, ::testing::ValuesIn(Operations
 
 // ---- Documents ----
 
-COrvikFilePath PathOf(const std::string& name) {
-  return COrvikFilePath(MakeWideStringFromUTF8String(InHome(name).c_str()));
-}
-
 constexpr char kConfig[] =
     "<key name=\"ORVIK Technologies\" scope=\"User\">\n"
     "    <key name=\"A\"><value name=\"v\" data=\"1\"/></key>\n</key>\n";
 
 Reported SaveConfig() {
-  SetXMLConfig(1, PathOf("/config.xml"));
+  SetXMLConfig(1, File(InHome("/config.xml")));
   if (!WriteXMLConfigInt(1, u"A", u"v", 2)) return Reported::kFailed;
   return SaveXMLConfigFile(1) ? Reported::kDone : Reported::kFailed;
 }
 
 Reported WriteCompressed(std::string_view piece, int times) {
   const CComPtr<IStream> stream =
-      CStreamFactory::CreateWritableCompressedFileStream(PathOf("/stream"));
+      CStreamFactory::CreateWritableCompressedFileStream(File(InHome("/stream")));
   if (stream == nullptr) return Reported::kFailed;
   for (int i = 0; i < times; ++i) {
     const auto size = static_cast<unsigned long>(piece.size());
@@ -230,7 +225,7 @@ std::string RandomBytes() {
 
 Reported WriteXml() {
   CComPtr<IORVIKXMLWriter> writer;
-  if (IORVIKXMLWriter::CreateORVIKXMLWriter(&writer, PathOf("/doc.xml")) < 0) {
+  if (IORVIKXMLWriter::CreateORVIKXMLWriter(&writer, File(InHome("/doc.xml"))) < 0) {
     return Reported::kFailed;
   }
   writer->OutputXMLHeader();
@@ -254,7 +249,7 @@ bool IsDiscarded(const std::string& path, const std::string* content) {
 
 Reported WritePropertyFile() {
   const NSAutoreleasePool pool;
-  const NSString* const path = CFSTR(PathOf("/p.plist").GetFilePathString().View());
+  const NSString* const path = CFSTR(File(InHome("/p.plist")).GetFilePathString().View());
   auto* const file = new propertyFile;
   NSDictionary* const root = NSDictionary::dictionary();
   root->setObject(CFSTR(u"new"), CFSTR(u"key"));

@@ -7,14 +7,12 @@
 #include "files/windows_files.h"
 #include "tests/files/support.h"
 #include "tests/support/alert_answer.h"
-#include "tests/support/volumes.h"
 #include "tests/support/without_root_rights.h"
 
 namespace orvik::test {
 namespace {
 
 using Manipulator = CFileManipulator;
-using Words = std::vector<std::string>;
 
 class FileManipulator : public EnvironmentTest {
  protected:

@@ -82,18 +82,6 @@ TEST(FilePath, ComparesIgnoringCaseInAnyLocale) {
 
 using FilePathOnDisk = EnvironmentTest;
 
-TEST_F(FilePathOnDisk, SeesFilesFoldersAndLinks) {
-  Plant(top_, "f d/ to_d->d");
-  for (const char* name : {"f", "d", "to_d"}) {
-    EXPECT_TRUE(File(At(name)).FileExists()) << name;
-    EXPECT_EQ(File(At(name)).IsDirectory(), std::string("d") == name) << name;
-  }
-  EXPECT_FALSE(File(At("d")).IsExecutable());
-  // What lies behind a NUL belongs to the name: "f" is another file.
-  EXPECT_FALSE(COrvikFilePath(Text(At("f")) + u'\0' + u"more").FileExists());
-  EXPECT_FALSE(COrvikFilePath(Text(At("f")) + CAtlString(u'x', 300)).FileExists());
-}
-
 TEST_F(FilePathOnDisk, TakesAndGivesBackWritePermission) {
   const COrvikFilePath file = File(At("f"));
   EXPECT_TRUE(file.SetFileReadOnly() && file.ClearFileReadOnly() && file.CanFileBeWrittenTo());

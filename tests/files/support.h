@@ -29,6 +29,13 @@ inline std::u16string Units(const COrvikDirectoryPath& path) {
   return Units(path.GetDirectoryPathString());
 }
 
+// The fixture of tests of one file, which is missing at first.
+class FileTest : public EnvironmentTest {
+ protected:
+  const fs::path file_ = env_.folder() / u"gr\u00FCn.xml";
+  const COrvikFilePath path_ = File(file_);
+};
+
 // The text with every digit turned into "9".
 inline std::string DigitsAsNines(std::string text) {
   std::replace_if(

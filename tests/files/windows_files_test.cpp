@@ -2,12 +2,8 @@
 #include <chrono>
 
 #include "files/windows_files.h"
-#include "host/trash.h"
-#include "platform/carbon/machine.h"
-#include "tests/support/file_trees.h"
+#include "tests/files/support.h"
 #include "tests/support/references.h"
-#include "tests/support/test_environment.h"
-#include "tests/support/volumes.h"
 
 namespace orvik::test {
 namespace {
@@ -24,29 +20,39 @@ class WindowsFilesTest : public EnvironmentTest {
 };
 
 TEST_F(WindowsFilesTest, ExistenceAndKind) {
-  Plant(top_, "file folder/ dangling->nowhere");
+  Plant(top_, "file folder/ dangling->nowhere to_folder->folder");
   const std::tuple<const char*, BOOL, BOOL> cases[] = {
-      {"file", TRUE, FALSE},     {"folder", TRUE, TRUE}, {"folder/", TRUE, TRUE},
-      {"dangling", TRUE, FALSE}, {"none", FALSE, FALSE}, {"file/x", FALSE, FALSE}};
+      {"file", TRUE, FALSE},     {"folder", TRUE, TRUE},     {"folder/", TRUE, TRUE},
+      {"dangling", TRUE, FALSE}, {"to_folder", TRUE, FALSE}, {"none", FALSE, FALSE},
+      {"file/x", FALSE, FALSE}};
   for (const auto& [name, exists, is_folder] : cases) {
     EXPECT_EQ(PathFileExists(Path(name).c_str()), exists) << name;
     EXPECT_EQ(PathIsDirectory(Path(name).c_str()), is_folder) << name;
+    EXPECT_EQ(File(At(name)).FileExists(), exists) << name;
+    EXPECT_EQ(File(At(name)).IsDirectory(), is_folder) << name;
   }
   for (const char16_t* none : {static_cast<const char16_t*>(nullptr), u""}) {
     EXPECT_EQ(PathFileExists(none), FALSE);
   }
   EXPECT_EQ(PathFileExists(u"/"), TRUE);
+  // What lies behind a NUL, or the end of a fixed buffer, belongs to the name.
+  for (const CAtlString& more : {CAtlString(u"\0more", 5), CAtlString(u'x', 300)}) {
+    EXPECT_FALSE(COrvikFilePath(Text(At("file")) + more).FileExists());
+  }
 }
 
+// A file of which nothing is known counts as a program.
 TEST_F(WindowsFilesTest, Programs) {
-  Plant(top_, "script=#!/bin/sh text link->script");
+  Plant(top_, "script=#!/bin/sh text link->script folder/");
   fs::permissions(At("script"), fs::perms::owner_all);
   const std::pair<std::u16string, BOOL> cases[] = {
       {Path("script"), TRUE}, {Path("link"), TRUE}, {Path("text"), FALSE},
       {Path("none"), -1},     {{u'/', 0xD800}, -1}, {Path(std::string(1100, 'n')), -1}};
   for (const auto& [path, expected] : cases) {
     EXPECT_EQ(PathIsExe(path.c_str()), expected) << testing::PrintToString(path);
+    EXPECT_EQ(COrvikFilePath(CAtlString(path)).IsExecutable(), expected != FALSE);
   }
+  EXPECT_FALSE(File(At("folder")).IsExecutable());
 }
 
 // The permissions of a link cannot be changed.

@@ -16,7 +16,6 @@ namespace orvik::test {
 namespace {
 
 using namespace host;
-using Words = std::vector<std::string>;
 
 class FolderLockTest : public EnvironmentTest {
  protected:

@@ -12,14 +12,12 @@
 #include "host/tree_removal.h"
 #include "tests/support/file_trees.h"
 #include "tests/support/forbidden_call.h"
-#include "tests/support/volumes.h"
 #include "tests/support/without_root_rights.h"
 
 namespace orvik::test {
 namespace {
 
 using namespace host;
-using Words = std::vector<std::string>;
 
 class NodeCopyTest : public EnvironmentTest {
  protected:
@@ -161,20 +159,6 @@ TEST_F(NodeCopyTest, HolesStayHoles) {
   EXPECT_EQ(RunCommand({"cmp", source, top_ / "target"}).status, 0);
 }
 
-// ramfs knows no user attributes.
-TEST_F(NodeCopyTest, AttributesThatTheVolumeCannotKeepAreLeftOut) {
-  WriteFile(top_ / "source", "content");
-  if (!HasUserAttributes(top_ / "source")) GTEST_SKIP() << "no user attributes here";
-  setxattr((top_ / "source").c_str(), "user.fork", "fork", 4, 0);
-  const bool tested = OnAVolume(At("volume"), "ramfs", "", [this] {
-    ASSERT_FALSE(HasUserAttributes(At("volume")));
-    EXPECT_EQ(Copy("source", "volume/copy"), 0);
-    EXPECT_EQ(MoveWithoutReplacing(top_ / "source", top_ / "volume/moved"), 0);
-    EXPECT_EQ(ReadFile(At("volume/copy")) + ReadFile(At("volume/moved")), "contentcontent");
-  });
-  if (!tested) GTEST_SKIP() << "this user may not mount";
-}
-
 // The kernel takes the capabilities of a program away when it is written or changes its owner.
 TEST_F(NodeCopyTest, CapabilitiesGoWithAMoveAndStayWithAReplacedFile) {
   static constexpr char kNetRaw[20] = {0, 0, 0, 2, 0, 0x20};  // version 2, CAP_NET_RAW permitted
@@ -294,34 +278,27 @@ TEST_F(MoveFileTest, DepthIsNotBounded) {
   EXPECT_FALSE(fs::exists(folder));
 }
 
-TEST_F(MoveFileTest, NeverReplacesAndKeepsTheSourceOfAFailure) {
-  const fs::path from = top_ / "from", to = top_ / "to", folder = top_ / "folder";
-  Plant(top_, "from to->dangling folder/");
-  EXPECT_EQ(CopyThenRemove(from, to), EEXIST);
-  EXPECT_EQ(MoveWithoutReplacing(from, to), EEXIST);
-  EXPECT_EQ(CopyThenRemove(from, top_ / "none/to"), ENOENT);
-  EXPECT_EQ(CopyThenRemove(folder, folder / "in"), EINVAL);
-  EXPECT_EQ(MoveWithoutReplacing(folder, folder / "in"), EINVAL);
-  EXPECT_EQ(TreeText(top_), "folder/ from=x to->dangling");
-}
-
-TEST_F(MoveFileTest, SaysWhichSideFailed) {
-  Plant(top_, "file closed/in taken");
+// A source that cannot be removed stays beside its copy.
+TEST_F(MoveFileTest, AFailureKeepsWhatIsThereAndSaysWhichSideItWas) {
+  Plant(top_, "file closed/in taken->nowhere folder/");
   fs::permissions(top_ / "closed", fs::perms(0555));
   const WithoutRootRights without(env_.folder());
   const std::tuple<const char*, const char*, int, Side> cases[] = {
       {"none", "x", ENOENT, Side::kSource},
+      {"closed/in", "copy", EACCES, Side::kSource},
       {"file", "closed/x", EACCES, Side::kTarget},
       {"file", "taken", EEXIST, Side::kTarget},
-      {"closed/in", "x", EACCES, Side::kSource}};
+      {"folder", "folder/in", EINVAL, Side::kTarget}};
+  using Move = int (*)(const std::string&, const std::string&, const MoveOptions&);
   for (const auto& [from, to, error, expected] : cases) {
-    Side side = expected == Side::kSource ? Side::kTarget : Side::kSource;
-    EXPECT_EQ(MoveWithoutReplacing(At(from), At(to), {.side = &side}), error) << from << to;
-    EXPECT_EQ(side, expected) << from << to;
-    side = expected == Side::kSource ? Side::kTarget : Side::kSource;
-    EXPECT_EQ(CopyThenRemove(At(from), At(to), {.side = &side}), error) << from << to;
-    EXPECT_EQ(side, expected) << from << to;
+    for (const Move move : std::initializer_list<Move>{MoveWithoutReplacing, CopyThenRemove}) {
+      Side side = expected == Side::kSource ? Side::kTarget : Side::kSource;
+      EXPECT_EQ(move(At(from), At(to), {.side = &side}), error) << from << to;
+      EXPECT_EQ(side, expected) << from << to;
+    }
   }
+  EXPECT_EQ(CopyThenRemove(At("file"), At("none/to")), ENOENT);
+  EXPECT_EQ(TreeText(top_), "closed/ closed/in=x copy=x file=x folder/ taken->nowhere");
 }
 
 }  // namespace

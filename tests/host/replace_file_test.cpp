@@ -17,7 +17,6 @@ namespace orvik::test {
 namespace {
 
 using namespace host;
-using Words = std::vector<std::string>;
 
 class ReplaceFileTest : public EnvironmentTest {
  protected:
@@ -91,14 +90,15 @@ TEST_F(ReplaceFileTest, KeepsModeAndAttributesAndFollowsLinks) {
 
 TEST_F(ReplaceFileTest, RefusesWhatIsNoFile) {
   Plant(top_, "folder/ pipe|");
-  const std::pair<std::string, int> cases[] = {
-      {"folder", EISDIR}, {"pipe", EINVAL}, {"none/file", ENOENT}};
+  const std::pair<std::string, int> cases[] = {{"folder", EISDIR},
+                                               {"pipe", EINVAL},
+                                               {"none/file", ENOENT},
+                                               {std::string(256, 'n'), ENAMETOOLONG}};
   std::string content;
   for (const auto& [name, error] : cases) {
     EXPECT_EQ(ReplaceFile(top_ / name, "x").error, error) << name;
     EXPECT_EQ(ReadWholeFile(top_ / name, &content), error) << name;
   }
-  EXPECT_EQ(ReplaceFile(top_ / std::string(256, 'n'), "x").error, ENAMETOOLONG);
   EXPECT_EQ(ReplaceFile(top_ / std::string(255, 'n'), "x").error, 0);
 }
 
@@ -150,7 +150,7 @@ TEST_F(ReplaceFileTest, WritesInPlaceWhereNoNewFileCanBe) {
     EXPECT_EQ(ReplaceFile(top_ / name, "s", {.present = Present::kWriteInto}).error, 0);
     EXPECT_EQ(ReadFile(top_ / name), "s");
   };
-  const bool tested = OnAVolume(At("volume"), "tmpfs", "size=1m", [&] {
+  OnAVolume(At("volume"), "tmpfs", "size=1m", [&] {
     const std::string file = At("mounted");
     ASSERT_EQ(mount(file.c_str(), file.c_str(), nullptr, MS_BIND, nullptr), 0);
     expect_written("mounted");
@@ -162,7 +162,6 @@ TEST_F(ReplaceFileTest, WritesInPlaceWhereNoNewFileCanBe) {
   fs::permissions(At("closed"), fs::perms(0555));
   const WithoutRootRights without(env_.folder());
   expect_written("closed/file");
-  if (!tested) GTEST_SKIP() << "this user may not mount";
 }
 
 // As where hard links are not protected: the other name may be a file of root's anywhere.
@@ -207,22 +206,13 @@ TEST_F(ReplaceFileTest, AFileThatAnotherProcessMadeMeanwhileIsNotReplaced) {
 
 TEST_F(ReplaceFileTest, NoRightToWriteKeepsTheOldFile) {
   WriteFile(file_, "old");
-  const auto as_other = [this] {
-    return InProcesses(1, [this](int) {
-      if (geteuid() == 0 && seteuid(65534) != 0) return 0;
-      return ReplaceFile(file_, "new").error;
-    })[0];
-  };
-  if (geteuid() == 0) chmod(env_.folder().c_str(), 0755);
-  chmod(top_.c_str(), 0555);
-  chmod(file_.c_str(), 0666);
-  EXPECT_EQ(as_other(), EACCES);
-  chmod(top_.c_str(), 0777);
-  chmod(file_.c_str(), 0444);
-  EXPECT_EQ(as_other(), EACCES);
-  EXPECT_EQ(TreeText(top_), "file=old");
   const WithoutRootRights without(env_.folder());
-  EXPECT_EQ(ReplaceFile(file_, "new").error, EACCES);
+  for (const auto& [folder, file] : {std::pair(0555, 0666), {0777, 0444}}) {
+    fs::permissions(top_, fs::perms(folder));
+    fs::permissions(file_, fs::perms(file));
+    EXPECT_EQ(ReplaceFile(file_, "new").error, EACCES);
+    EXPECT_EQ(TreeText(top_), "file=old");
+  }
   EXPECT_EQ(ReplaceFile(file_, "new", {.read_only = ReadOnly::kReplace}).error, 0);
   EXPECT_EQ(ReadFile(file_), "new");
   EXPECT_EQ(ModeOf(file_), 0444u);

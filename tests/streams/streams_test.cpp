@@ -136,7 +136,7 @@ TEST(WriteableBufferStreamTest, TheDetachedBufferOutlivesTheStreamAndIsNotWritte
 
 constexpr std::int64_t kSize = 50'000;
 
-class ReadableStreamOnFileTest : public EnvironmentTest {
+class ReadableStreamOnFileTest : public FileTest {
  protected:
   ReadableStreamOnFileTest() {
     for (int i = 0; i < kSize; ++i) content_ += static_cast<char>('a' + i % 23);
@@ -151,8 +151,6 @@ class ReadableStreamOnFileTest : public EnvironmentTest {
     return text.substr(0, read);
   }
 
-  const fs::path file_ = env_.folder() / "content";
-  const COrvikFilePath path_ = File(file_);
   std::string content_;
   CComPtr<IStream> stream_;
 };
@@ -260,11 +258,7 @@ TEST_F(ReadableStreamOnFileTest, ReadsBeyondFourGigabytesButSeeksUpToThere) {
   EXPECT_EQ(stream->Seek({1ll << 32}, STREAM_SEEK_SET, nullptr), STG_E_INVALIDFUNCTION);
 }
 
-class WritableFileStreamTest : public EnvironmentTest {
- protected:
-  const fs::path file_ = env_.folder() / u"gr\u00FCn";
-  const COrvikFilePath path_ = File(file_);
-};
+using WritableFileStreamTest = FileTest;
 
 TEST_F(WritableFileStreamTest, EmptiesTheFileAndWritesFromItsBeginning) {
   WriteFile(file_, "old content");

@@ -71,18 +71,15 @@ TEST(CAtlStringOperations, TheWholeContentSharesTheBlock) {
   }
 }
 
-TEST(CAtlStringOperations, TokenizesWithAnySetFromAnyPosition) {
-  const std::tuple<u16string_view, const char16_t*, int, u16string_view, int> cases[] = {
-      {u"ab", u",", -1, u"", -1},
-      {u"ab", nullptr, 0, u"ab", -1},
-      {u16string_view(u"a\0,b", 4), u",", 0, u16string_view(u"a\0", 2), 3}};
-  for (const auto& [text, set, start, token, next] : cases) {
-    int position = start;
-    EXPECT_EQ(CAtlString(text).Tokenize(set, position).View(), token);
-    EXPECT_EQ(position, next);
-  }
-  int position = 0;
-  EXPECT_EQ(CAtlStringA(",a,,b,").Tokenize(u",", position).View(), "a");
+// fuzz/string_edits_fuzzer.cpp has every other set and position.
+TEST(CAtlStringOperations, TokenizesOverZeroUnitsAndWithoutASet) {
+  int ended = -1, whole = 0, inner = 0, narrow = 0;
+  EXPECT_EQ(
+      TextsOf({CAtlString(u"ab").Tokenize(u",", ended), CAtlString(u"ab").Tokenize(nullptr, whole),
+               CAtlString(u"a\0,b", 4).Tokenize(u",", inner)}),
+      (Texts{u"", u"ab", std::u16string(u"a\0", 2)}));
+  EXPECT_EQ((std::vector{ended, whole, inner}), (std::vector{-1, -1, 3}));
+  EXPECT_EQ(CAtlStringA(",a,,b,").Tokenize(u",", narrow).View(), "a");
 }
 
 void FormatListOfC(CAtlString& text, const char16_t* format, ...) {

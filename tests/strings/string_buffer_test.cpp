@@ -59,20 +59,6 @@ TYPED_TEST(StringBufferTest, EveryEmptyStringIsTheSharedBlock) {
   EXPECT_EQ(TypeParam::SafeStrlen(nullptr), 0);
 }
 
-TYPED_TEST(StringBufferTest, TakesTextOfTheOtherWidthOfEveryLength) {
-  using Other = std::conditional_t<sizeof(typename TypeParam::Unit) == 1, CAtlString, CAtlStringA>;
-  using OtherUnit = typename Other::Unit;
-  constexpr bool kIsWide = sizeof(OtherUnit) == 2;
-  for (int length = 1; length < 100; ++length) {
-    Other text(OtherUnit{'x'}, length);
-    // One that Latin-1 lacks, or its last one.
-    text.SetAt(length * 2 / 3, static_cast<OtherUnit>(kIsWide ? 0x4E00 : 0xFF));
-    std::string expected(static_cast<std::size_t>(length), 'x');
-    expected[static_cast<std::size_t>(length * 2 / 3)] = kIsWide ? '?' : '\xFF';
-    EXPECT_EQ(this->Read(TypeParam(text)), expected);
-  }
-}
-
 TYPED_TEST(StringBufferTest, KeepsItsHeaderBeforeTheUnitsAndSharesTheBlock) {
   TypeParam text = this->S("hello");
   const auto header = [&text] {

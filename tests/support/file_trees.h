@@ -11,6 +11,8 @@
 
 namespace orvik::test {
 
+using Words = std::vector<std::string>;
+
 // Sets the kernel's lock; false where the rights or the volume do not allow that.
 inline bool Lock(const fs::path& path) {
   const int file = open(path.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC);

@@ -64,14 +64,11 @@ TEST(Base64Test, PutsThePrefixInFront) {
   EXPECT_EQ(ConvertRawBytesIntoBase64String(nullptr, -5, nullptr).View(), "");
 }
 
-class Base64FileTest : public EnvironmentTest {
+class Base64FileTest : public FileTest {
  protected:
   HRESULT DecodeToFile(const std::string& text) {
     return decode64ToFile(path_, text.data(), static_cast<unsigned>(text.size()));
   }
-
-  const fs::path file_ = env_.folder() / "file";
-  const COrvikFilePath path_ = File(file_);
 };
 
 TEST_F(Base64FileTest, ConvertsWholeFiles) {

@@ -213,11 +213,7 @@ TEST(XmlWriterTest, CopiesElementsOfAnyDepth) {
   }
 }
 
-class XmlWriterFileTest : public EnvironmentTest {
- protected:
-  const fs::path file_ = env_.folder() / "file.xml";
-  const COrvikFilePath path_ = File(file_);
-};
+using XmlWriterFileTest = FileTest;
 
 TEST_F(XmlWriterFileTest, TheStatusAndFinishReportWhatTheOperationsDoNot) {
   for (const auto create :
