@@ -41,11 +41,11 @@ COPY = TREE / "build" / "mutants" / "tree"
 # A folder, the test programs that own its behaviour, the quickest first, and its fuzz targets.
 TESTS = {
     "text": (["text"], ["transcoding", "base64", "code_pages", "number_text", "uca_conversions"]),
-    "host": (["host", "faults"], ["file_names", "kernel_texts", "path_rules"]),
+    "host": (["host", "faults"], ["file_names", "kernel_texts", "path_rules", "trash_info"]),
     "desktop": (["desktop"], ["alert"]),
     "plist": (["plist"], ["property_list_xml", "property_list_binary", "property_list_text", "value_circle"]),
     "platform": (["platform"], ["ascii_collation"]),
-    "strings": (["strings"], ["string_edits", "unit_search", "unicode_conversions", "string_format"]),
+    "strings": (["strings"], ["string_edits", "unit_search", "unicode_conversions", "string_format", "guid"]),
     "files": (["files", "faults"], ["checksum", "path_canonicalize", "url_rules"]),
     "streams": (["streams"], ["stream", "compress"]),
     "prefs": (["prefs", "faults"], ["preference_file", "lock_record"]),

@@ -116,6 +116,15 @@ TEST(CodePageCodec, EveryByteOfEverySingleBytePage) {
   }
 }
 
+TEST(MacRoman, HasTheUnitsOfItsCodePage) {
+  for (int byte = 0; byte < 256; ++byte) {
+    const char16_t unit = UnitOfMacRoman(static_cast<unsigned char>(byte));
+    EXPECT_EQ(DecodeText(10000, std::string(1, static_cast<char>(byte))), std::u16string(1, unit));
+    EXPECT_EQ(MacRomanOfUnit(unit), byte);
+  }
+  for (const char16_t unit : {u'\x80', u'\x4E00', u'\xFFFF'}) EXPECT_EQ(MacRomanOfUnit(unit), -1);
+}
+
 TEST(CodePageCodec, OtherPages) {
   const std::tuple<CodePage, const char*, std::u16string> cases[] = {
       {65000, "UTF-7", u"a\x4E2D+"},      {20936, "EUC-CN", u"\x4E2D\x6587"},
