@@ -27,6 +27,13 @@ std::string FolderFromEnvironment(const char* variable) {
   return std::string(WithoutTrailingSlashes(value));
 }
 
+// The home in the password database, or "/".
+std::string RegisteredHome() {
+  const std::optional<User> user = FindUser(getuid());
+  return user && user->home.starts_with('/') ? std::string(WithoutTrailingSlashes(user->home))
+                                             : "/";
+}
+
 // 0 when the path leads to a folder.
 int FolderError(const std::string& path) {
   struct stat attributes;
@@ -82,10 +89,22 @@ std::string ResolvePath(std::string_view path) {
 
 std::string HomeFolder() {
   std::string home = FolderFromEnvironment("HOME");
-  if (!home.empty()) return home;
-  const std::optional<User> user = FindUser(getuid());
-  return user && user->home.starts_with('/') ? std::string(WithoutTrailingSlashes(user->home))
-                                             : "/";
+  return home.empty() ? RegisteredHome() : home;
+}
+
+bool BelongsToAnotherUser(const std::string& folder) {
+  if (geteuid() != 0) return false;
+  struct stat info;
+  std::string_view nearest = folder;
+  while (StatPath(std::string(nearest), 0, &info) == ENOENT && nearest != "/") {
+    nearest = ParentPath(nearest);
+  }
+  return StatPath(std::string(nearest), 0, &info) == 0 && info.st_uid != 0;
+}
+
+std::string OwnHomeFolder() {
+  std::string home = HomeFolder();
+  return BelongsToAnotherUser(home) ? RegisteredHome() : home;
 }
 
 std::optional<User> FindUser(uid_t number) {

@@ -33,6 +33,14 @@ std::string ResolvePath(std::string_view path);
 // database, else "/".
 std::string HomeFolder();
 
+// Whether root would put `folder`, or the nearest folder above it that exists, into the hands of
+// another user, who owns it. False for every other caller.
+bool BelongsToAnotherUser(const std::string& folder);
+
+// The home for what is the caller's alone, as a trash: HomeFolder(), but for root with the home of
+// another user (a HOME that sudo has kept) root's own home in the password database, else "/".
+std::string OwnHomeFolder();
+
 // An entry of the password database (getpwuid_r(3)); nothing when it has none of the number.
 struct User {
   std::string name;

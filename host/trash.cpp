@@ -193,8 +193,10 @@ void NoteFolderSize(const Trash& trash, const std::string& target_path, std::tim
 
 std::string HomeTrash() {
   const char* const data = secure_getenv("XDG_DATA_HOME");
-  if (data != nullptr && data[0] == '/') return ChildPath(data, "Trash");
-  return ChildPath(HomeFolder(), ".local/share/Trash");
+  if (data != nullptr && data[0] == '/' && !BelongsToAnotherUser(data)) {
+    return ChildPath(data, "Trash");
+  }
+  return ChildPath(OwnHomeFolder(), ".local/share/Trash");
 }
 
 int OpenHomeTrash(bool create, std::string* files) {

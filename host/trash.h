@@ -3,6 +3,8 @@
 // "directorysizes", which says how much room the folders in "files" take.
 //
 // The home trash ($XDG_DATA_HOME/Trash, else ~/.local/share/Trash) serves the volume of the home;
+// root with another user's home has its own (OwnHomeFolder in system.h), so that neither gets the
+// other's files, and that user's trash stays usable;
 // another volume has $top/.Trash/$uid when an administrator made $top/.Trash (a real folder with
 // the sticky bit), else $top/.Trash-$uid.
 //

@@ -6,6 +6,7 @@
 #include "host/paths.h"
 #include "host/private_files.h"
 #include "host/proc.h"
+#include "host/trash.h"
 #include "host/trust.h"
 #include "tests/support/file_trees.h"
 #include "tests/support/test_environment.h"
@@ -42,6 +43,19 @@ TEST_F(SystemRootTest, MovesThePathsOfTheSystemVolume) {
 TEST_F(SystemRootTest, FindsHomeAndTemporaryFolder) {
   EXPECT_EQ(HomeFolder(), env_.home().string());
   EXPECT_EQ(TemporaryFolder(), env_.temp().string());
+  EXPECT_EQ(OwnHomeFolder(), env_.home().string());
+  // Root keeps nothing of its own in the home of another user, also below a missing folder there.
+  if (geteuid() == 0) {
+    ASSERT_EQ(chown(env_.home().c_str(), 30002, 30002), 0);
+    for (const std::string& home : {env_.home().string(), env_.home().string() + "/missing"}) {
+      setenv("HOME", home.c_str(), 1);
+      setenv("XDG_DATA_HOME", home.c_str(), 1);
+      EXPECT_EQ(HomeFolder(), home);
+      EXPECT_EQ(OwnHomeFolder(), FindUser(0)->home);
+      EXPECT_EQ(HomeTrash(), FindUser(0)->home + "/.local/share/Trash");
+    }
+    unsetenv("XDG_DATA_HOME");
+  }
   unsetenv("HOME");
   unsetenv("TMPDIR");
   EXPECT_TRUE(HomeFolder().starts_with('/'));

@@ -164,9 +164,9 @@ std::vector<Place> PlacesWith(const Path& path);
 
 // Changes of a browser that was ended by a signal, kept until the next one is started.
 //
-// They lie in "Library/Application Support/orvikprefs" of the user's home, in a folder and in files
-// that no other user may read: values may be secrets. A folder that belongs to another user, as the
-// home of another does under sudo, or that others may enter, is not used. A file belongs to the
+// They lie in "Library/Application Support/orvikprefs" of the caller's own home (OwnHomeFolder in
+// host/system.h), in a folder and in files that no other user may read: values may be secrets. A
+// folder that belongs to another user, or that others may enter, is not used. A file belongs to the
 // scope, the domain and the file behind them; several may be kept for one, none replaces another.
 struct KeptChanges {
   std::string path;  // of the file

@@ -16,13 +16,13 @@ constexpr const char* kFolders[] = {"Library", "Application Support", "orvikpref
 constexpr int kMostFiles = 100;  // of one preference file
 
 std::string FolderPath() {
-  std::string path = host::HomeFolder();
+  std::string path = host::OwnHomeFolder();
   for (const char* name : kFolders) (path += '/') += name;
   return path;
 }
 
 host::Descriptor OpenFolder(bool make) {
-  return host::OpenPrivateFolder(host::HomeFolder(), kFolders, make);
+  return host::OpenPrivateFolder(host::OwnHomeFolder(), kFolders, make);
 }
 
 // Files of one preference file have numbers; the name is the same in every program (FNV-1a).
