@@ -227,6 +227,17 @@ TEST_F(ApplyTest, KeepsACopyOfWhatIsChanged) {
   EXPECT_EQ(copies().size(), 3u);
   Out("import --replace " + copy.string());
   EXPECT_EQ(Out("tree"), "K/n\tinteger\t1\n");
+  // The file behind a link is what changes. The copy has the owner of the file.
+  fs::rename(File(), File().parent_path() / "real");
+  fs::create_symlink("real", File());
+  const bool is_root = geteuid() == 0;
+  EXPECT_TRUE(!is_root || chown(File().c_str(), 30002, 30002) == 0);
+  Out("import --backup " + given_);
+  ASSERT_EQ(copies().size(), 4u);
+  struct stat kept = {};
+  ASSERT_EQ(lstat((File().parent_path() / copies().back()).c_str(), &kept), 0);
+  EXPECT_TRUE(S_ISREG(kept.st_mode) && kept.st_uid == (is_root ? 30002 : geteuid()));
+  EXPECT_TRUE(Contains(ReadFile(File().parent_path() / copies().back()), "<integer>1<"));
 }
 
 // Whatever the status, no part of a value is shown.

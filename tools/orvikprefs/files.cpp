@@ -11,6 +11,7 @@
 #include <memory>
 #include <ostream>
 
+#include "host/file_place.h"
 #include "host/node_copy.h"
 #include "host/paths.h"
 #include "host/private_files.h"
@@ -40,7 +41,11 @@ int ReadStream(std::FILE* stream, std::string& bytes) {
 }
 
 // Copies the file to a free name beside it, which `copy` receives; "" for a file that is missing.
+// Of a link the file that it leads to is copied: that is the one that a change replaces.
 int CopyBeside(const std::string& file, std::string* copy) {
+  const host::FilePlace place = host::FindPlace(file, host::Links::kTrusted);
+  *copy = place ? place.path : place.obstacle;
+  if (!place && place.error != ENOENT) return place.error;
   constexpr int kTries = 100;
   const std::time_t now = std::time(nullptr);
   std::tm parts = {};
@@ -49,10 +54,11 @@ int CopyBeside(const std::string& file, std::string* copy) {
   std::strftime(moment, sizeof moment, ".backup-%Y-%m-%dT%H:%M:%SZ", &parts);
   host::NodeCopy how;
   how.flush = true;
-  int error = EEXIST;
+  how.owner = host::Owner::kSource;
+  int error = place ? EEXIST : ENOENT;
   for (int number = 1; error == EEXIST && number <= kTries; ++number) {
-    *copy = file + moment + (number > 1 ? "-" + std::to_string(number) : std::string());
-    error = host::CopyNode(file, *copy, how);
+    *copy = place.path + moment + (number > 1 ? "-" + std::to_string(number) : std::string());
+    error = host::CopyNode(place.path, *copy, how);
   }
   if (error != ENOENT) return error;
   copy->clear();
