@@ -28,7 +28,8 @@ bool AreOne(int folder, const std::string& name, const std::string& other) {
          fstatat(folder, other.c_str(), &two, AT_SYMLINK_NOFOLLOW) == 0 && IsSameFile(one, two);
 }
 
-// Reads the file of that name in the place's folder.
+// Reads the file of that name in the place's folder. False also for the file of a user who could
+// not have changed the file at the place: it may be gone or another one at any moment.
 bool ReadBeside(const FilePlace& place, const std::string& name, std::size_t limit,
                 std::string* content) {
   FilePlace other;
@@ -36,7 +37,11 @@ bool ReadBeside(const FilePlace& place, const std::string& name, std::size_t lim
   other.folder_attributes = place.folder_attributes;
   other.name = name;
   OpenedFile opened;
-  return ReadWholeFile(other, limit, content, &opened) == 0;
+  struct stat file = {};
+  if (ReadWholeFile(other, limit, content, &opened) != 0) return false;
+  const uid_t owner = opened.attributes.st_uid;
+  return owner == 0 || owner == geteuid() || owner == place.folder_attributes.st_uid ||
+         (StatEntry(place, &file) == 0 && owner == file.st_uid);
 }
 
 bool Holds(const FilePlace& place, const std::string& name, std::string_view content) {
