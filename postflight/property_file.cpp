@@ -161,6 +161,7 @@ ObjCBool LoginWindowPlist::addFilePathToAutoLaunchedAppDictArr(const NSString* p
 ObjCBool LoginWindowPlist::addFilePathToAutoLaunchedAppDictArr(const NSString* path,
                                                                ObjCBool hide) {
   Notice({u"entering [addFilePathToAutoLaunchedAppDictArr Path: ", path, u"]"});
+  if (path == nullptr) return RefuseChange();  // an item without a path launches nothing
   const NSNumber* hide_flag = NSNumber::numberWithBool(hide);
   NSDictionary* item = NSDictionary::dictionary();
   item->setObject(hide_flag, CFSTR(kHide));

@@ -64,8 +64,8 @@ class LoginWindowPlist : public propertyFile {
   NSArray* autoLaunchedAppDictArr() const;
 
   // Sets the hide flag of every item with exactly this path, or appends a new item. NO, with a log
-  // line, for a list that cannot be changed: a root that is not a dictionary, or immutable
-  // contents.
+  // line, for no path, and for a list that cannot be changed: a root that is not a dictionary, or
+  // immutable contents. A value of the list's name that is not an array is replaced.
   ObjCBool addFilePathToAutoLaunchedAppDictArr(const NSString* path);
   ObjCBool addFilePathToAutoLaunchedAppDictArr(const NSString* path, ObjCBool hide);
 };

@@ -79,6 +79,9 @@ TEST_F(LoginWindowPlistTest, RefusesAListThatIsMissingOrCannotBeChanged) {
   EXPECT_EQ(file_->autoLaunchedAppDictArr(), nullptr);
   EXPECT_EQ(Log(), "entering " + kGet + "\nleaving " + kGet +
                        ", unable to get AutoLaunchedApplicationDictionary array\n");
+  // No path is no item.
+  EXPECT_EQ(file_->addFilePathToAutoLaunchedAppDictArr(nullptr), NO);
+  EXPECT_EQ(Written(), R"({"x":"y"})");
   const std::string xml = std::string("<dict><key>AutoLaunchedApplicationDictionary</key><array>") +
                           kItem + "</array></dict>";
   const CFTypeRef list = CreateObject(plist::Read(xml).root, kCFPropertyListImmutable);
