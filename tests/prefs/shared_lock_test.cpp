@@ -84,6 +84,7 @@ TEST_F(SharedLockTest, AHolderIsWaitedForTenTimes) {
 
 TEST_F(SharedLockTest, ALimitHoldsForAllThatComesUnderIt) {
   ASSERT_TRUE(LockGlobalSharedPList(kDomain));
+  EXPECT_LE(LockTries({}).Left(), std::chrono::seconds(10));
   const SharedLockTimeLimit limit;
   for (int write = 0; write < 3; ++write) {
     EXPECT_EQ(WritePreferenceInt(0, u"K", u"n", write, kDomain), kPreferenceLockNotObtained);
@@ -91,7 +92,6 @@ TEST_F(SharedLockTest, ALimitHoldsForAllThatComesUnderIt) {
   EXPECT_TRUE(WaitedForOneLimit());
   UnlockGlobalSharedPList(kDomain);
   EXPECT_EQ(WritePreferenceInt(0, u"K", u"n", 1, kDomain), 0u);
-  EXPECT_LE(LockTries({}).Left(), std::chrono::seconds(10));
   {
     const SharedLockTimeLimit inner;
     EXPECT_LT(LockTries({}).Left(), std::chrono::seconds(10));
@@ -233,11 +233,8 @@ TEST_F(SharedLockTest, AHolderOfAKernelLockIsShown) {
   const std::string name = OwnName();
   for (const fs::path& path : {SharedFile(), UserFile("com.example.Any")}) {
     SCOPED_TRACE(path);
-    std::optional<plist::File> file;
-    OtherProcess writer([&] {
-      file.emplace(path.string());
-      EXPECT_EQ(file->Lock(plist::File::Folder::kMake), 0);
-    });
+    plist::File file(path);
+    OtherProcess writer([&] { EXPECT_EQ(file.Lock(plist::File::Folder::kMake), 0); });
     kill(writer.pid(), SIGSTOP);
     const SharedLockRecord shown = CopySharedLockRecord(kDomain);
     EXPECT_EQ(shown.state, SharedLockRecord::State::kHeld);
