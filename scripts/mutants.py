@@ -48,7 +48,7 @@ TESTS = {
     "strings": (["strings"], ["string_edits", "unit_search", "unicode_conversions", "string_format", "guid"]),
     "files": (["files", "faults"], ["checksum", "path_canonicalize", "url_rules"]),
     "streams": (["streams"], ["stream", "compress"]),
-    "prefs": (["prefs", "faults"], ["preference_file", "lock_record"]),
+    "prefs": (["prefs", "faults"], ["key_path", "preference_file", "lock_record"]),
     "xml": (["xml"], ["xml_writer", "xml_reader", "config_file", "config_index", "config_names", "document_check"]),
     "postflight": (["postflight"], ["installer_args", "login_items"]),
     "tools": (["tools"], ["json_form", "command_line"]),
