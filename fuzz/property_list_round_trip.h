@@ -1,24 +1,43 @@
 // The rules that hold for any bytes that are read as a property list.
 #pragma once
 
+#include <algorithm>
+#include <cstddef>
 #include <string_view>
 
 #include "fuzz/require.h"
 #include "plist/forms.h"
+#include "plist/leaves.h"
 
 namespace orvik::fuzz {
 
-// The XML form of entries that nobody used yet is that of the values, and is stable once written;
-// the binary form gives an equal list back.
+// A plain text ends at the first byte that is written in another way.
+inline void CheckPlainText(std::string_view bytes) {
+  for (std::size_t start = 0; start < std::min<std::size_t>(bytes.size(), 40); ++start) {
+    std::size_t end = start;
+    for (; end < bytes.size(); ++end) {
+      const auto byte = static_cast<unsigned char>(bytes[end]);
+      if (byte < 0x20 ? byte != '\t' && byte != '\n' : byte >= 0x80) break;
+      if (byte == '<' || byte == '>' || byte == '&') break;
+    }
+    Require(plist::PlainTextEnd(bytes, start) == end);
+  }
+}
+
+// The XML form of entries that nobody used yet is that of the values, at every indentation, and is
+// stable once written; the binary form gives an equal list back.
 inline void CheckPropertyList(std::string_view bytes) {
+  CheckPlainText(bytes);
   const plist::Reading first = plist::Read(bytes);
   if (!first.root) return;
   const auto xml = plist::WriteXml(first.root);
+  const auto indented = plist::WriteXml(plist::Value::Array({first.root}));
   const auto binary = plist::WriteBinary(first.root);
   Require(binary && xml);
   const plist::Reading second = plist::Read(*binary);
   Require(second.root == first.root);
   Require(plist::WriteXml(second.root) == xml);
+  Require(plist::WriteXml(plist::Value::Array({second.root})) == indented);
   Require(plist::WriteXml(plist::Read(*xml).root) == xml);
 }
 

@@ -141,23 +141,6 @@ TEST(PlistEscape, NamesUnitsThatXmlCannotCarry) {
   }
 }
 
-TEST(PlistEscape, APlainTextEndsAtTheFirstByteThatIsWrittenInAnotherWay) {
-  std::mt19937 random(1);
-  for (int round = 0; round < 20000; ++round) {
-    std::string text(random() % 40, 'x');
-    for (int changes = random() % 3; changes > 0 && !text.empty(); --changes) {
-      text[random() % text.size()] = static_cast<char>(random());
-    }
-    std::size_t end = random() % (text.size() + 1);
-    const std::size_t found = PlainTextEnd(text, end);
-    for (; end < text.size(); ++end) {
-      const auto c = static_cast<unsigned char>(text[end]);
-      if ((c < 0x20 && c != '\t' && c != '\n') || c >= 0x80 || std::strchr("<>&", c)) break;
-    }
-    ASSERT_EQ(found, end) << text;
-  }
-}
-
 // Every text of up to six of these pieces, in memory and as another program may have written it.
 TEST(PlistEscape, ComesBackAndLeavesForeignTextAlone) {
   const std::u16string pieces[] = {{0},      {0xD800}, {0xFFFE},
