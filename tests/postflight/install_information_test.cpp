@@ -44,18 +44,6 @@ using Names = std::vector<std::string>;
 const Names kAll = {"Additional Tools", "PagewellExePath", "Pagewell Version",
                     "GlyphraPath",      "UELogging",       "PagewellExePath"};
 
-TEST_F(InstallInformationTest, WantsTheSiblingsValueOnlyWithItsReceipt) {
-  const auto six = RecordInstallInformation(*arguments_);
-  EXPECT_EQ(six.values.size(), 6u);
-  EXPECT_EQ(Missing(six), Names());
-  WriteFile(env_.system_root() / "Library/Receipts/Pollix Components.pkg", "");
-  const auto seven = RecordInstallInformation(*arguments_);
-  EXPECT_EQ(seven.values.size(), 7u);
-  EXPECT_EQ(Missing(seven), Names());
-  fs::remove(file_);
-  EXPECT_EQ(Missing(six), kAll);
-}
-
 TEST_F(InstallInformationTest, TellsAnotherValueFromTheRightOne) {
   const CAtlString product = u"Software/ORVIK Technologies/Pagewell Software";
   const CAtlString information = product + u"/Install Information";
