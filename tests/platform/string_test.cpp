@@ -68,25 +68,23 @@ TEST(String, ChangesStayWithinTheString) {
 }
 
 TEST(String, ChangesInABufferOfTheCallerAreCutAtItsEnd) {
-  const std::tuple<CFIndex, CFIndex, const char16_t*, const char16_t*> kCases[] = {
-      {2, 1, u"XY", u"abXYdef"},
-      {2, 1, u"XYZ", u"abXYZdef"},
-      {2, 1, u"XYZW", u"abXYZWde"},
-      {2, 1, u"123456", u"ab123456"},
-      {2, 1, u"1234567", u"ab123456"},
-      {6, 0, u"123", u"abcdef12"},
-      {0, 6, u"", u""},
-      {-1, 1, u"X", u"abcdef"},
-      {7, 0, u"X", u"abcdef"},
-      {0, -1, u"X", u"abcdef"},
-      {5, 9, u"X", u"abcdeX"}};
-  for (const auto& [first, count, units, result] : kCases) {
-    char16_t buffer[9] = u"abcdef||";
-    const Text string(
-        CFStringCreateMutableWithExternalCharactersNoCopy(nullptr, buffer, 6, 8, kCFAllocatorNull));
-    string->replaceCharacters(first, count, units);
-    EXPECT_EQ(string->ToUnits(), result);
-    EXPECT_EQ(buffer[8], 0);
+  for (CFIndex first = -1; first <= 7; ++first) {
+    for (CFIndex count = -1; count <= 9; ++count) {
+      for (std::size_t size = 0; size <= 9; ++size) {
+        const std::u16string_view units = std::u16string_view(u"123456789").substr(0, size);
+        std::u16string expected = u"abcdef";
+        if (first >= 0 && first <= 6 && count >= 0) {
+          expected.replace(static_cast<std::size_t>(first), static_cast<std::size_t>(count), units);
+          expected.resize(std::min<std::size_t>(expected.size(), 8));
+        }
+        char16_t buffer[9] = u"abcdef||";
+        const Text string(CFStringCreateMutableWithExternalCharactersNoCopy(nullptr, buffer, 6, 8,
+                                                                            kCFAllocatorNull));
+        string->replaceCharacters(first, count, units);
+        EXPECT_EQ(string->ToUnits(), expected) << first << ", " << count << ", " << size;
+        EXPECT_EQ(buffer[8], 0);
+      }
+    }
   }
   char16_t buffer[2] = {};
   const std::tuple<char16_t*, CFIndex, CFIndex> kRefused[] = {
