@@ -255,6 +255,12 @@ TEST_F(MoveFileTest, RemovesWhatKilledProcessesLeft) {
   fs::permissions(top_ / (left + "0/sub"), fs::perms::none);
   const Descriptor in_use(open((top_ / (left + "2")).c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
   ASSERT_EQ(flock(in_use.get(), LOCK_EX | LOCK_NB), 0);
+  // Where every name seems taken, the search for a free one ends.
+  const int error = InProcesses(1, [this](int) {
+    ForbidCall(SYS_mkdirat, 2, Compare::kAnyBit, 0700, EEXIST);
+    return CopyThenRemove(top_ / "from", top_ / "to");
+  })[0];
+  EXPECT_EQ(error, EBUSY);
   ASSERT_EQ(CopyThenRemove(top_ / "from", top_ / "to"), 0);
   EXPECT_EQ(TreeIn(top_), (Words{left + "2/", left + "2/part=x", "to/", "to/file=x"}));
 }

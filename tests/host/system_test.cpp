@@ -9,7 +9,7 @@
 #include "host/trash.h"
 #include "host/trust.h"
 #include "tests/support/file_trees.h"
-#include "tests/support/test_environment.h"
+#include "tests/support/without_root_rights.h"
 
 namespace orvik::test {
 namespace {
@@ -288,10 +288,10 @@ TEST_F(FileWatchTest, TellsWhetherAFileCouldBeReplaced) {
   WriteFile(file_, "one");
   EXPECT_EQ(ReplaceAccess(file_), 0);
   EXPECT_EQ(ReplaceAccess(file_ / "below"), ENOTDIR);
-  if (geteuid() != 0) {
-    fs::permissions(file_.parent_path(), fs::perms::owner_read | fs::perms::owner_exec);
-    EXPECT_EQ(ReplaceAccess(file_), EACCES);
-    EXPECT_EQ(ReplaceAccess(file_.parent_path() / "new"), EACCES);
+  const WithoutRootRights without(env_.folder());
+  fs::permissions(file_.parent_path(), fs::perms::owner_read | fs::perms::owner_exec);
+  for (const char* name : {"file", "new"}) {
+    EXPECT_EQ(ReplaceAccess(file_.parent_path() / name), EACCES) << name;
   }
 }
 
