@@ -84,6 +84,19 @@ Outcome<Source> RequireSame(const std::basic_string<Source>& text, Function<Sour
   return whole;
 }
 
+// A variant that left well-formed text to the plain one would only be slow, which no result shows.
+constexpr std::ptrdiff_t kMostLeft = 100;
+
+template <class Source, class Variant>
+void RequireThatBlocksGoOn(const std::basic_string<Source>& text, Variant variant) {
+  std::vector<Target<Source>> target(kGrowth<Source> * text.size());
+  const Source* s = text.data();
+  const Source* const end = s + text.size();
+  Target<Source>* t = target.data();
+  variant(s, end, t, t + target.size());
+  Require(end - s < kMostLeft);
+}
+
 void RequireThatAllAgree(const std::string& bytes) {
   const auto whole = RequireSame<char>(bytes, transcoding::DecodePlain, DecodeUtf8);
   const bool is_whole = whole.stop == TranscodingStop::kDone;
@@ -93,6 +106,7 @@ void RequireThatAllAgree(const std::string& bytes) {
   if (transcoding::HasAvx2()) {
     const char* at = bytes.data();
     const std::size_t count = transcoding::CountBlocksAvx2(at, bytes.data() + bytes.size());
+    Require(!is_whole || bytes.data() + bytes.size() - at < kMostLeft);
     const std::string counted(bytes.data(), at);
     Require(RunWhole(transcoding::DecodePlain, counted).text.size() == count);
   }
@@ -111,6 +125,7 @@ void RequireThatAllAgree(const std::u16string& units) {
   if (transcoding::HasAvx2()) {
     const char16_t* at = units.data();
     const std::size_t measured = transcoding::MeasureBlocksAvx2(at, units.data() + units.size());
+    Require(whole.taken < units.size() || units.data() + units.size() - at < kMostLeft);
     const std::u16string part(units.data(), at);
     Require(RunWhole(transcoding::EncodePlain, part).text.size() == measured);
   }
@@ -151,6 +166,14 @@ void CheckTranscoding(Choices choices) {
   RequireThatAllAgree(utf8);
   Require(Convert(DecodeUtf8, utf8, text.size()).text == text && IsValidUtf8(utf8));
   if (text.empty()) return;
+  if (transcoding::HasAvx2()) {
+    RequireThatBlocksGoOn(utf8, transcoding::DecodeBlocksAvx2);
+    RequireThatBlocksGoOn(text, transcoding::EncodeBlocksAvx2);
+  }
+  if (transcoding::HasAvx512()) {
+    RequireThatBlocksGoOn(utf8, transcoding::DecodeAvx512);
+    RequireThatBlocksGoOn(text, transcoding::EncodeAvx512);
+  }
   // Damaged.
   utf8[choices.Below(utf8.size())] = static_cast<char>(choices.Next(1));
   if (choices.Next(1) % 4 == 0) utf8.erase(choices.Below(utf8.size()), 1);
