@@ -21,13 +21,8 @@ bool CostsRoom(Call call) {
   return call == Call::kMake || call == Call::kWrite;
 }
 
-bool Changes(Call call) {
-  return CostsRoom(call) || call == Call::kRename || call == Call::kRemove ||
-         call == Call::kAttribute;
-}
-
 bool Lasts(Fault fault) {
-  return fault == Fault::kFullVolume || fault == Fault::kReadOnly || fault == Fault::kStale;
+  return fault == Fault::kFullVolume || fault == Fault::kStale;
 }
 
 // The error of a call under a fault; 0 when the fault cannot hit it.
@@ -41,8 +36,6 @@ int ErrorOf(Fault fault, Call call) {
       return CostsRoom(call) || call == Call::kFlush || call == Call::kRename ? ENOSPC : 0;
     case Fault::kFullVolume:
       return CostsRoom(call) ? ENOSPC : 0;
-    case Fault::kReadOnly:
-      return Changes(call) ? EROFS : 0;
     case Fault::kStale:
       return call == Call::kClose ? 0 : ESTALE;
     case Fault::kInterrupted:

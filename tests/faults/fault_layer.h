@@ -14,7 +14,6 @@ enum class Fault {
   kInputOutput,  // fails with EIO
   kScarcity,     // fails for want of room, descriptors or locks
   kFullVolume,   // this and every later call that costs room fails with ENOSPC
-  kReadOnly,     // this and every later call that changes something fails with EROFS
   kStale,        // this and every later call that reaches a file fails with ESTALE
   kShortWrite,   // a write takes half of its bytes
   kInterrupted,  // fails with EINTR, as a signal would make it

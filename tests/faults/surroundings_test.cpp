@@ -111,8 +111,7 @@ struct Surrounding {
   std::optional<FaultPlan> plan = {};  // of a volume
   bool is_program = false;             // what happens before main, or in it, matters
   bool is_heard = true;                // what it prints arrives
-  bool can_remove = true;
-  bool has_home = true;  // the user's files are those of the stage
+  bool has_home = true;                // the user's files are those of the stage
 };
 
 int RunHere(const std::vector<std::string>& words) {
@@ -174,13 +173,11 @@ std::string Judge(const Surrounding& surrounding, const Command& command,
       const auto found = others.find(path);
       return found != others.end() && found->second == content;
     };
-    // A failed edit keeps its text, or its file where nothing can be removed; the tool records each
-    // value by itself.
+    // A failed edit keeps its text; the tool records each value by itself.
     const std::string name = path.filename().string();
-    const bool is_kept =
-        (name.starts_with("orvikprefs-") &&
-         (run.err.find("the text is kept in") != std::string::npos || !surrounding.can_remove)) ||
-        (command.words.front() == "postflight" && content.ends_with("</plist>\n"));
+    const bool is_kept = (name.starts_with("orvikprefs-") &&
+                          run.err.find("the text is kept in") != std::string::npos) ||
+                         (command.words.front() == "postflight" && content.ends_with("</plist>\n"));
     if (!is(usual_files) && (is_usual || !is(old)) && !is_kept) {
       return answer + ", and leaves " + path.string() + ": " + content;
     }
@@ -375,11 +372,8 @@ SurroundingTable Surroundings() {
   }
   add("volume without unnamed files and exchange").plan = {Fault::kKill, 0, Volume::kPlain};
   add("volume without links and locks").plan = {Fault::kKill, 0, Volume::kBare};
-  add("full volume that says so late", kChangesFail).plan = {Fault::kFullVolume, 1};
   add("quota that is used up", kChangesFail).plan = {Fault::kFullVolume, 1, Volume::kUsual, nullptr,
                                                      EDQUOT};
-  add("volume that turned read-only", kChangesFail).plan = {Fault::kReadOnly, 1};
-  add.back().can_remove = false;
   add("volume whose server forgot it", kAny).plan = {Fault::kStale, 1};
   return add;
 }

@@ -253,18 +253,6 @@ TEST_F(FileManipulator, ThrowsAwayUnderANameThatIsFree) {
   EXPECT_EQ(shapes["notes 99-99-99.txt"] + shapes["notes 99-99-99-9.txt"], 3);
 }
 
-TEST_F(FileManipulator, ProcessesThatThrowAwayOneNameAllArrive) {
-  constexpr int kProcesses = 24;
-  for (int i = 0; i < kProcesses; ++i) WriteFile(At(std::to_string(i)) / "notes.txt", "x");
-  const std::vector<int> results = InProcesses(kProcesses, [this](int number) {
-    return ThrowAway(At(std::to_string(number)) / "notes.txt") != FALSE ? 0 : 1;
-  });
-  EXPECT_EQ(results, std::vector<int>(kProcesses, 0));
-  for (const char* folder : {"files", "info"}) {
-    EXPECT_EQ(NamesIn(trash_ / folder).size(), std::size_t{kProcesses});
-  }
-}
-
 TEST_F(FileManipulator, ThrowsAwayLongNamesShortened) {
   const std::string letters(251, 'n'), emoji = Repeated("\xF0\x9F\x98\x80", 63);
   const std::pair<std::string, std::string> cases[] = {

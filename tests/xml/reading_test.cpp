@@ -279,6 +279,7 @@ TEST(TiXmlHelperTest, RefusesWhatIsNotWellFormedOrNotSafe) {
       // Not well-formed.
       {"", "1:1 no element found"},
       {"<a>\n<b>\n</a>\n</b>", "3:3 mismatched tag"},
+      {"<a/>x", "1:5 junk after document element"},
       {"<a>\u00E9\xE9</a>", "1:5 not well-formed (invalid token)"},
       // TinyXML would take these for something else.
       {"<a>\n<b :c=''/></a>", "2:1 a name begins with a colon"},
