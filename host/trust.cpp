@@ -55,10 +55,19 @@ bool MayRemoveStaged(const struct stat& staged, const struct stat& folder,
 }
 
 int ReplaceAccess(const std::string& path) {
-  const int file = Access(path, W_OK);
-  if (file != 0 && file != ENOENT) return file;
+  const FilePlace place = FindPlace(path, Links::kTrusted);
+  struct stat file;
+  if (place && StatEntry(place, &file) == 0) {
+    if (!S_ISREG(file.st_mode)) return S_ISDIR(file.st_mode) ? EISDIR : EINVAL;
+    if (const int error = Access(place.path, W_OK)) return error;
+  }
+  return NewNameAccess(place);
+}
+
+int NewNameAccess(const FilePlace& place) {
+  if (place.error != 0 && place.error != ENOENT) return place.error;
   // The nearest folder that exists is the one that would have to be written.
-  std::string folder = path;
+  std::string folder = place.path;
   for (;;) {
     folder = std::string(ParentPath(folder));
     const int status = Access(folder, W_OK | X_OK);

@@ -32,6 +32,8 @@
 
 #include <string>
 
+#include "host/file_place.h"
+
 namespace [[gnu::visibility("default")]] orvik {
 namespace host {
 
@@ -61,8 +63,12 @@ bool MayRemoveStaged(const struct stat& staged, const struct stat& folder,
 // Asks beforehand whether a file could be saved.
 
 // Whether this process may replace the file, or make it with the folders it needs: 0, or the error
-// number of what prevents it. Nothing is changed; the answer can be out of date at once.
+// number of what prevents it. Links are followed as for a change (EPERM), and anything but a
+// regular file is EISDIR or EINVAL. Nothing is changed; the answer can be out of date at once.
 int ReplaceAccess(const std::string& path);
+
+// The same of a file with a new name beside the file at the place.
+int NewNameAccess(const FilePlace& place);
 
 }  // namespace host
 }  // namespace orvik

@@ -96,6 +96,9 @@ std::string Reason(const PrefStatus& status) {
       std::find_if(std::begin(kReasons), std::end(kReasons),
                    [&](const auto& row) { return row.first == status.error; });
   std::string reason = found == std::end(kReasons) ? "unknown" : found->second;
+  // A pipe, a socket or a device at the path of the file.
+  const bool is_special = status.error == PrefError::kUnreadable && status.error_number == EINVAL;
+  if (is_special) return reason + "not a regular file";
   return reason.ends_with(": ") ? reason + StatusText(status.system_status) : reason;
 }
 

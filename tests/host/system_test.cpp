@@ -288,6 +288,20 @@ TEST_F(FileWatchTest, TellsWhetherAFileCouldBeReplaced) {
   WriteFile(file_, "one");
   EXPECT_EQ(ReplaceAccess(file_), 0);
   EXPECT_EQ(ReplaceAccess(file_ / "below"), ENOTDIR);
+  // As a change would: through links, and never over anything but a file.
+  Plant(top_, "file void->file/below loop->loop here->file pipe| folder/");
+  for (const auto& [name, error] : {std::pair("void", ENOTDIR),
+                                    {"loop", ELOOP},
+                                    {"here", 0},
+                                    {"pipe", EINVAL},
+                                    {"folder", EISDIR}}) {
+    EXPECT_EQ(ReplaceAccess(At(name)), error) << name;
+  }
+  if (geteuid() == 0) {
+    ASSERT_EQ(chmod(top_.c_str(), 01777), 0);
+    ASSERT_EQ(lchown(At("here").c_str(), 30002, 30002), 0);
+    EXPECT_EQ(ReplaceAccess(At("here")), EPERM);
+  }
   const WithoutRootRights without(env_.folder());
   fs::permissions(file_.parent_path(), fs::perms::owner_read | fs::perms::owner_exec);
   for (const char* name : {"file", "new"}) {

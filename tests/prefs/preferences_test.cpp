@@ -203,6 +203,8 @@ TEST(PrefStatus, NamesTheCauseOfAnErrorNumber) {
   EXPECT_TRUE(PrefStatusFromErrno(0, "/l", kNotSaved).ok());
   EXPECT_EQ(Describe(PrefStatusFromErrno(EIO, "/f", kNotSaved)),
             "the file cannot be saved: input or output error: \"/f\"");
+  EXPECT_EQ(Describe(PrefStatusFromErrno(EINVAL, "", kUnreadable)),
+            "the file cannot be read: not a regular file");
   EXPECT_EQ(Describe({kUnreadable}), "the file cannot be read: ");
   EXPECT_EQ(Describe({.error = kUnreadable, .system_status = 1}),
             "the file cannot be read: unknown error");
