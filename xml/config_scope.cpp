@@ -254,10 +254,14 @@ TiXmlElement* ConfigScope::RootOrNew() {
 }
 
 bool ConfigScope::CanKeepAside() const {
-  if (!path_->FileExists()) return true;
-  if (path_->IsDirectory()) return false;
   const std::optional<std::string> path = PathForLibc(path_->GetFilePathString());
-  return path && host::ReplaceAccess(*path + kDiscarded) == 0;
+  if (!path_->FileExists()) return true;
+  if (!path) return false;
+  const host::FilePlace place = host::FindPlace(*path, host::Links::kTrusted);
+  struct stat file;
+  const int error = place ? host::StatEntry(place, &file) : place.error;
+  if (error == ENOENT) return true;
+  return error == 0 && S_ISREG(file.st_mode) && host::NewNameAccess(place) == 0;
 }
 
 // In TinyXML's own layout. A memory stream of the C library would lose what it has no room for

@@ -1,5 +1,7 @@
 #include "xml/config_store.h"
 
+#include <sys/stat.h>
+
 #include <climits>
 
 #include <tinyxml.h>
@@ -229,17 +231,19 @@ TEST_F(ConfigStoreTest, WhatIsDiscardedIsKeptBesideBySavingOnly) {
   EXPECT_EQ(fs::status(file_).permissions(), fs::perms::owner_read | fs::perms::owner_write);
   Use(file_);
   EXPECT_EQ(V(), 1);
-  // There is nothing to keep of an empty file, and a folder is never moved.
+  // There is nothing to keep of an empty file, and what is not a file is never moved.
   UseContent("");
   Put(1);
   Save();
   EXPECT_EQ(NamesIn(file_.parent_path()).size(), 2u);
-  fs::remove(file_);
-  fs::create_directory(file_);
-  Use(file_);
-  EXPECT_FALSE(WriteXMLConfigInt(1, u"a", u"v", 1));
-  EXPECT_EQ(GetXMLConfigWriteStatus(1), XMLConfigWriteStatus::kNoRoot);
-  EXPECT_TRUE(fs::is_directory(file_));
+  for (const mode_t other : {S_IFDIR, S_IFIFO}) {
+    fs::remove(file_);
+    ASSERT_EQ(other == S_IFDIR ? mkdir(file_.c_str(), 0700) : mkfifo(file_.c_str(), 0600), 0);
+    Use(file_);
+    EXPECT_FALSE(WriteXMLConfigInt(1, u"a", u"v", 1)) << other;
+    EXPECT_EQ(GetXMLConfigWriteStatus(1), XMLConfigWriteStatus::kNoRoot);
+    EXPECT_FALSE(fs::is_regular_file(file_));
+  }
 }
 
 TEST_F(ConfigStoreTest, AnUnreadableFileIsKeptAndAFolderThatTakesNoFileRefusesTheWrite) {
@@ -253,6 +257,11 @@ TEST_F(ConfigStoreTest, AnUnreadableFileIsKeptAndAFolderThatTakesNoFileRefusesTh
   EXPECT_EQ(fs::status(file_.string() + ".discarded").permissions(), perms::none);
   Use(file_);
   EXPECT_EQ(V(), 2);
+  // A kept file that may not be written is not in the way of the next one.
+  UseContent("y");
+  Put(3);
+  Save();
+  EXPECT_EQ(ReadFile(file_.string() + ".discarded-2"), "y");
   UseContent("x");
   fs::permissions(file_.parent_path(), perms::owner_read | perms::owner_exec);
   EXPECT_FALSE(WriteXMLConfigInt(1, u"", u"v", 3));
