@@ -104,6 +104,13 @@ TEST_F(EditTest, EditsATreeAsJson) {
   const std::string before = ReadFile(File());
   EXPECT_EQ(Edit("true", "new"), 0);
   EXPECT_EQ(Edit("false", "new"), 3);
+  EXPECT_TRUE(Contains(error_, "failed; nothing changed\n"));
+  // What was written before the editor failed is kept.
+  EXPECT_EQ(Edit("echo written >\"$1\"; false", "new"), 3);
+  const std::size_t kept = error_.find("the text is kept in \"");
+  ASSERT_NE(kept, error_.npos) << error_;
+  const std::string rest = error_.substr(kept + 21);
+  EXPECT_EQ(ReadFile(rest.substr(0, rest.find('"'))), "written\n");
   EXPECT_EQ(Edit("sed -i 's/true/maybe/'", "new"), 1);
   for (const char* part : {"line 3, column 5", "\n      maybe\n", "the text is kept in"}) {
     EXPECT_TRUE(Contains(error_, part));
@@ -122,6 +129,7 @@ TEST_F(EditTest, ReadsNoFileOfOthers) {
   Out("set K n 1 --int");
   const ScopedVariable folder("TMPDIR", temporary.string());
   EXPECT_EQ(Edit("ln -sf " + other.string(), "K"), 7);
+  EXPECT_TRUE(Contains(error_, "the text is kept in \"" + temporary.string()));
   const std::string swap =
       "d=${1%/*}; mv $d $d.mine; mkdir $d; cp " + other.string() + " \"$1\"; true";
   EXPECT_EQ(Edit(swap, "K"), 0);
@@ -133,6 +141,8 @@ TEST_F(EditTest, ReadsNoFileOfOthers) {
   EXPECT_EQ(Edit(renaming, "K"), 0) << error_;
   EXPECT_EQ(Out("get K n"), "2\n");
   EXPECT_TRUE(fs::is_empty(temporary));
+  fs::remove(temporary);
+  Fails("edit K", 3, temporary.string() + "\" cannot be written: No such file");
 }
 
 // What the fuzz target change_script shows of every line of a script holds for the other commands.

@@ -1,5 +1,6 @@
 #include <unistd.h>
 
+#include <cerrno>
 #include <iostream>
 #include <memory>
 #include <ostream>
@@ -95,18 +96,31 @@ bool WantsToGoOn(const Context& context) {
          (answer.empty() || answer[0] == 'y' || answer[0] == 'Y');
 }
 
+// Leaves a text that could not be used to the user: hours of work may be in it.
+void KeepText(const Context& context, PrivateFile& file) {
+  file.Preserve();
+  context.Fail(kNotSaved, "nothing changed; the text is kept in " + Quoted(file.path()));
+}
+
 // The edited dictionary; no value after a message, with the exit status. A text with a mistake is
-// shown with its line, and may be edited again on a terminal; otherwise it is kept for the user.
-Value EditedText(const Context& context, PrivateFile& file, int& status) {
+// shown with its line, and may be edited again on a terminal; otherwise it is kept, as any text
+// other than `before` is.
+Value EditedText(const Context& context, const std::string& before, PrivateFile& file,
+                 int& status) {
   const std::string editor = Editor();
   for (;;) {
-    if (!RunEditor(editor, file.path())) {
-      status = context.Fail(kNotSaved, "the editor " + Quoted(editor) + " failed; nothing changed");
-      return {};
-    }
+    const bool has_worked = RunEditor(editor, file.path());
     std::string text;
-    if (const int error = file.Read(text); error != 0) {
+    const int error = file.Read(text);
+    const bool is_left = error == ENOENT || (error == 0 && text == before);
+    if (!has_worked) {
+      status = context.Fail(kNotSaved, "the editor " + Quoted(editor) + " failed" +
+                                           (is_left ? "; nothing changed" : ""));
+    } else if (error != 0) {
       status = context.FailFile(file.path(), error, false);
+    }
+    if (!has_worked || error != 0) {
+      if (!is_left) KeepText(context, file);
       return {};
     }
     TextError mistake;
@@ -116,8 +130,7 @@ Value EditedText(const Context& context, PrivateFile& file, int& status) {
     status = context.Fail(kUsage, mistake.Message());
     *context.error << "  " << Escaped(LineAt(text, mistake.line)).substr(0, 200) << '\n';
     if (!WantsToGoOn(context)) {
-      file.Preserve();
-      context.Fail(kUsage, "nothing changed; the text is kept in " + Quoted(file.path()));
+      KeepText(context, file);
       return {};
     }
   }
@@ -209,11 +222,11 @@ int Edit(const Context& context, const CommandLine& line) {
     return FailToReadKey(context, found.status, key);
   }
   const std::string before =
-      found.ok() ? JsonText(found.value, JsonWriter::Layout::kIndented) : std::string("{}");
-  PrivateFile file(before + "\n");
-  if (file.error() != 0) return context.FailFile("the file to edit", file.error(), true);
+      (found.ok() ? JsonText(found.value, JsonWriter::Layout::kIndented) : "{}") + "\n";
+  PrivateFile file(before);
+  if (file.error() != 0) return context.FailFile(file.path(), file.error(), true);
   int status = kDone;
-  const Value edited = EditedText(context, file, status);
+  const Value edited = EditedText(context, before, file, status);
   if (!edited) return status;
 
   // Against what JSON shows of the old values, so that those that were not touched stay to the bit.
@@ -230,7 +243,10 @@ int Edit(const Context& context, const CommandLine& line) {
   const Carried carried = CarryOut(context, transaction, line.Has("--backup"));
   const PrefStatus& saved = carried.status;
   if (!saved.ok()) file.Preserve();
-  if (!carried.has_copy) return kNotSaved;
+  if (!carried.has_copy) {
+    KeepText(context, file);
+    return kNotSaved;
+  }
   if (saved.error == PrefError::kConditionNotMet) {
     return context.Fail(kConditionNotMet, what +
                                               " has changed meanwhile; nothing was saved, the "

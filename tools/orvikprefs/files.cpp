@@ -176,8 +176,8 @@ PrivateFile::PrivateFile(const std::string& content) {
   const char* const temporary = secure_getenv("TMPDIR");
   const std::string above = temporary != nullptr && *temporary == '/' ? temporary : "/tmp";
   folder_ = host::MakePrivateFolder(above + "/orvikprefs-", &folder_path_);
-  path_ = folder_path_ + "/" + kEditedName;
   error_ = folder_ ? host::WritePrivateFile(folder_.get(), kEditedName, content) : errno;
+  path_ = folder_ ? folder_path_ + "/" + kEditedName : above;
 }
 
 PrivateFile::~PrivateFile() {

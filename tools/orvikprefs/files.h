@@ -71,8 +71,8 @@ class PrivateFile {
   PrivateFile(const PrivateFile&) = delete;
   PrivateFile& operator=(const PrivateFile&) = delete;
 
-  const std::string& path() const { return path_; }
-  int error() const { return error_; }  // an errno value when it could not be written
+  const std::string& path() const { return path_; }  // TMPDIR when no folder could be made there
+  int error() const { return error_; }               // an errno value when it could not be written
   // Reads the file back, or the one that the editor put under its name. It is looked up in the
   // folder that the object made, which stays open: nothing that others do to the path counts.
   // Returns 0 or an errno value: EPERM for a link or for a file of another user.

@@ -1,6 +1,8 @@
 #include "tools/orvikprefs/browse/browser.h"
 
 #include <algorithm>
+#include <cerrno>
+#include <cstring>
 #include <iterator>
 
 #include "tools/orvikprefs/browse/value_text.h"
@@ -59,13 +61,16 @@ std::string Browser::EditInEditor(const Path& path, const Value& began) {
   const Type type = began.type();
   const std::string before = JsonText(began, JsonWriter::Layout::kIndented) + "\n";
   PrivateFile file(before);
-  if (file.error() != 0) return "a temporary file cannot be written";
+  if (file.error() != 0) {
+    return Quoted(file.path()) + " cannot be written: " + std::strerror(file.error());
+  }
   for (;;) {
     terminal_.Suspend();
     const bool has_worked = RunEditor(Editor(), file.path());
     terminal_.Resume();
     std::string text;
-    const bool is_read = file.Read(text) == 0;
+    const int error = file.Read(text);
+    const bool is_read = error == 0;
     if (is_read && text == before) return has_worked ? "" : "the editor failed; nothing is changed";
     std::string reason = "the editor failed";
     if (has_worked && is_read) {
@@ -75,7 +80,7 @@ std::string Browser::EditInEditor(const Path& path, const Value& began) {
       reason = value ? std::string("this is not ") + TypeForm(type) : mistake.Message();
     }
     if (dialogs_.AskLetter(reason, "e edit again", "e") != 0) continue;
-    if (!is_read) return "nothing is changed";
+    if (error == ENOENT) return "nothing is changed";
     file.Preserve();
     return "nothing is changed; the text is kept in " + Quoted(file.path());
   }
