@@ -57,8 +57,11 @@ int CopyBeside(const std::string& file, std::string* copy) {
   how.owner = host::Owner::kSource;
   int error = place ? EEXIST : ENOENT;
   for (int number = 1; error == EEXIST && number <= kTries; ++number) {
-    *copy = place.path + moment + (number > 1 ? "-" + std::to_string(number) : std::string());
-    error = host::CopyNode(place.path, *copy, how);
+    const std::string end = moment + (number > 1 ? "-" + std::to_string(number) : std::string());
+    const std::string name = place.name + end;
+    const int folder = place.folder.get();
+    *copy = place.path + end;
+    error = host::CopyNode(folder, place.name.c_str(), 0, folder, name.c_str(), how);
   }
   if (error != ENOENT) return error;
   copy->clear();
