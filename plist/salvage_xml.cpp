@@ -233,7 +233,7 @@ class Salvager {
         root_ = std::move(value);
         container.value = &root_;
       } else {
-        container.loss = Lose("a list that is no dictionary", token.begin, 0);
+        container.loss = Lose("a list that is not a dictionary", token.begin, 0);
       }
     } else if (!IsInLostContainer()) {
       const std::size_t before = losses_->list().size();

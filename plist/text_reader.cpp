@@ -372,7 +372,9 @@ Reading ReadOldText(std::string_view text) {
     reading.format = Format::kOldText;
   } else {
     const TextPlace place = PlaceInText(text, reader.position());
-    reading.error = "The text is no property list: unexpected in line " +
+    const bool at_end = reader.position() == text.size();
+    reading.error = std::string("The text is not a property list: ") +
+                    (at_end ? "the text ends too early" : "unexpected character") + " in line " +
                     std::to_string(place.line) + ", column " + std::to_string(place.column);
   }
   return reading;

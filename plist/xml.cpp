@@ -81,7 +81,7 @@ class XmlText::Check {
 
   std::string Error() const {
     const TextPlace place = PlaceInText(xml_.text_, failed_at_);
-    return std::string("The XML is no property list: ") + reason_ + " in line " +
+    return std::string("The XML is not a property list: ") + reason_ + " in line " +
            std::to_string(place.line) + ", column " + std::to_string(place.column);
   }
 
@@ -167,7 +167,7 @@ class XmlText::Check {
       const bool matches = rewriter_.Matches(value_, open_.size());
       NoteSpelling(matches && value_.has_plain_tags && !value_.is_mixed);
       if (!matches && !sender_.Send(value_, checker_)) {
-        return Fail("no value of its element", value_.begin);
+        return Fail("not a value of its element", value_.begin);
       }
     }
     if (is_key) TakeKey(value_.is_plain);

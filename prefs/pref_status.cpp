@@ -70,7 +70,7 @@ constexpr std::pair<PrefError, const char*> kReasons[] = {
     {PrefError::kLockNotObtained, "another process holds the lock"},
     {PrefError::kRefusedDomain, "the domain cannot name a preference file"},
     {PrefError::kUnknownScope, "unknown scope"},
-    {PrefError::kDamaged, "the file is no property list"},
+    {PrefError::kDamaged, "the file is not a property list"},
     {PrefError::kRootNotDictionary, "the file is a property list without entries"},
     {PrefError::kUnreadable, "the file cannot be read: "},
     {PrefError::kNotSerializable, "the value cannot be kept in a property list"},

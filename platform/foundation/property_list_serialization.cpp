@@ -56,7 +56,7 @@ const NSData* NSPropertyListSerialization::dataFromPropertyList(
     SetDescription(error_description,
                    failure.is_too_large
                        ? std::string(plist::kTooLarge)
-                       : "The object is no property list, at \"" + failure.path + "\"");
+                       : "The object is not a property list, at \"" + failure.path + "\"");
     return nullptr;
   }
   return Autoreleased(NSData::Create(std::move(*bytes)));

@@ -278,7 +278,7 @@ TEST_F(Objects, AreReadAndWrittenInTheFormsThatCanBe) {
   for (const NSPropertyListFormat form : {100ul, 200ul}) {
     EXPECT_EQ(Serialization::dataFromPropertyList(list, form, nullptr), nullptr);
     EXPECT_EQ(Serialization::dataFromPropertyList(list, form, &error), nullptr);
-    EXPECT_EQ(Autoreleased(error)->ToUtf8(), "The object is no property list, at \"0\"");
+    EXPECT_EQ(Autoreleased(error)->ToUtf8(), "The object is not a property list, at \"0\"");
     const NSData* const data = Serialization::dataFromPropertyList(CFSTR(u"x"), form, &error);
     EXPECT_EQ(error, nullptr);
     NSPropertyListFormat found = 0;

@@ -126,7 +126,7 @@ TEST(PlistForms, TheOldTextFormTakesEachCharacterAsWhatItIs) {
 TEST(PlistForms, RefuseWhatIsNoPropertyListAndSayWhere) {
   static constexpr std::pair<const char*, const char*> kPlaces[] = {
       {"<dict>\n\t<key>a</key>\n\t<integer>x</integer>\n</dict>",
-       "no value of its element in line 3, column 2"},
+       "not a value of its element in line 3, column 2"},
       {"<dict>\r\n<key>\u00E9</key> x</dict>", "text between the values in line 2, column 14"},
       {"<array>\n<true/></dict>", "unexpected end tag in line 2, column 8"},
       {"<array>\n<tru/></array>", "unknown element in line 2, column 1"},
@@ -144,10 +144,12 @@ TEST(PlistForms, RefuseWhatIsNoPropertyListAndSayWhere) {
       {"<true/></plist>", "something follows the property list in line 1, column 8"},
       {"<plist><true/>", "the end tag of \"plist\" is missing in line 1, column 15"}};
   for (const auto& [xml, error] : kPlaces) {
-    EXPECT_EQ(Read(xml).error, std::string("The XML is no property list: ") + error);
+    EXPECT_EQ(Read(xml).error, std::string("The XML is not a property list: ") + error);
   }
   EXPECT_EQ(Read("{\n a = b }").error,
-            "The text is no property list: unexpected in line 2, column 8");
+            "The text is not a property list: unexpected character in line 2, column 8");
+  EXPECT_EQ(Read("{ a = b;\n").error,
+            "The text is not a property list: the text ends too early in line 2, column 1");
   for (const std::string bytes : {"",
                                   "<",
                                   "<plist/>",

@@ -161,7 +161,7 @@ TEST(PlistSalvage, NamesEveryLoss) {
        "K/l/1: a value that cannot be read, 5:28\n"
        "K/\u00E9: a key without a value, 6:2\n"
        ": the list breaks off, 8:1\n"},
-      {"<plist><array><true/></array><dict/>\n", ": a list that is no dictionary, 1:8\n"},
+      {"<plist><array><true/></array><dict/>\n", ": a list that is not a dictionary, 1:8\n"},
       {kBinaryWithBadObject, "B: a value that cannot be read, 0:23\n"},
       {"{\n K = { a = 1;\n b = <x>; };\n l = (\u00E9, x, \"\xFF\");\n",
        "K/b: text that cannot be read, 3:8\n"
