@@ -187,7 +187,6 @@ Token DamagedMarkup::ReadTag() const {
                                         : Kind::kStart;
   token.name = written;
   if (token.kind == Kind::kEnd) token.name.remove_prefix(1);
-  if (token.kind == Kind::kEmpty) token.name.remove_suffix(1);
   return token;
 }
 

@@ -72,7 +72,6 @@ class Salvager {
   // stays valid: only the innermost container changes.
   struct Open {
     bool is_dictionary = false;
-    std::string_view name;
     Value* value = nullptr;
     Value key;
     std::size_t key_at = 0;
@@ -222,7 +221,6 @@ class Salvager {
   void OpenContainer(const Token& token) {
     Open container;
     container.is_dictionary = token.name != "array";
-    container.name = token.name;
     container.begin = token.begin;
     Value value;
     if (open_.size() < kMaximumDepth) {

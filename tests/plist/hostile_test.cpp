@@ -134,6 +134,14 @@ TEST(PlistHostile, BinaryReferencesAreFollowedWithCare) {
   // More objects than bytes for them.
   EXPECT_FALSE(Root("bplist00\x09\x08\x08"s + std::string(6, '\0') + "\x01\x01" + zero.substr(1) +
                     "\x02" + zero + zero.substr(1) + "\x09"));
+  // Offsets and references of up to eight bytes.
+  const auto with_sizes = [&](char offset, char reference) {
+    return "bplist00\x09" + std::string(static_cast<std::size_t>(offset - 1), '\0') + "\x08" +
+           std::string(6, '\0') + offset + reference + zero.substr(1) + "\x01" + zero +
+           zero.substr(1) + "\x09";
+  };
+  EXPECT_TRUE(Root(with_sizes(8, 8)));
+  EXPECT_FALSE(Root(with_sizes(9, 1)) || Root(with_sizes(8, 9)) || Root(with_sizes(8, 0)));
   // Twenty arrays, each of the next one eight times.
   std::vector<std::string> doubling;
   for (char i = 1; i <= 20; ++i) doubling.push_back("\xA8" + std::string(8, i));

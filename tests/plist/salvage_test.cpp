@@ -14,12 +14,12 @@ Salvage Saved(const std::string& bytes) {
   return SalvageEntries(std::make_shared<const std::string>(bytes));
 }
 
-// "path: what, line:column" of each loss.
+// "path: what, line:column (bytes)" of each loss.
 std::string LossesOf(const Salvage& salvage) {
   std::string losses;
   for (const Loss& loss : salvage.losses.list()) {
     losses += loss.path + ": " + loss.what + ", " + std::to_string(loss.line) + ":" +
-              std::to_string(loss.column) + "\n";
+              std::to_string(loss.column) + " (" + std::to_string(loss.bytes) + ")\n";
   }
   return losses;
 }
@@ -50,6 +50,8 @@ TEST(PlistSalvage, TakesWhatIsCompleteOfEveryForm) {
       {"a value whose end is another's", a + "<string>1</integer>" + b, "{B=b:1}"},
       {"an end tag too many", a + "<true/></dict>" + b, "{A=b:1 B=b:1}"},
       {"a value whose name is damaged", a + "<strin>a</strin>" + b, "{B=b:1}"},
+      {"an unknown element", a + "<dict><key>n</key><a>1</a><key>m</key><true/></dict>" + b,
+       "{A={m=b:1} B=b:1}"},
       {"garbage between the values", a + "<true/>\x01\xFF<&" + b, "{A=b:1 B=b:1}"},
       {"zeroes at the end", a + "<string>1</string>" + std::string(50, '\0'), "{A=s:1}"},
       {"tags in comments", a + "<!-- <dict> --><string>1</string>", "{A=s:1}"},
@@ -157,17 +159,22 @@ TEST(PlistSalvage, NamesEveryLoss) {
   const std::pair<std::string, const char*> kCases[] = {
       {"<plist><dict>\n<key>K</key>\n<dict>\n\t<key>a</key><integer>x</integer>\n"
        "\t<key>l</key><array><true/><real>?</real></array>\n\t<key>\u00E9</key>\n</dict>\n",
-       "K/a: a value that cannot be read, 4:14\n"
-       "K/l/1: a value that cannot be read, 5:28\n"
-       "K/\u00E9: a key without a value, 6:2\n"
-       ": the list breaks off, 8:1\n"},
-      {"<plist><array><true/></array><dict/>\n", ": a list that is not a dictionary, 1:8\n"},
-      {kBinaryWithBadObject, "B: a value that cannot be read, 0:23\n"},
+       "K/a: a value that cannot be read, 4:14 (20)\n"
+       "K/l/1: a value that cannot be read, 5:28 (14)\n"
+       "K/\u00E9: a key without a value, 6:2 (0)\n"
+       ": the list breaks off, 8:1 (0)\n"},
+      {"<dict>\n\t<key>A</key>\n\t<true/>\n\t<key>B</key>\n\t?\n\t\t<key>x</key>\n\t\t<true/>\n"
+       "\t</dict>\n\t<key>C</key>\n\t<true/>\n</dict>",
+       "B: a key without a value, 4:2 (0)\n"
+       "B: text between the values, 4:14 (6)\n"
+       ": values of a container whose beginning is lost, 7:3 (18)\n"},
+      {"<plist><array><true/></array><dict/>\n", ": a list that is not a dictionary, 1:8 (30)\n"},
+      {kBinaryWithBadObject, "B: a value that cannot be read, 0:23 (1)\n"},
       {"{\n K = { a = 1;\n b = <x>; };\n l = (\u00E9, x, \"\xFF\");\n",
-       "K/b: text that cannot be read, 3:8\n"
-       "l/0: text that cannot be read, 4:7\n"
-       "l/2: text that cannot be read, 4:16\n"
-       ": the list breaks off, 5:1\n"}};
+       "K/b: text that cannot be read, 3:8 (7)\n"
+       "l/0: text that cannot be read, 4:7 (2)\n"
+       "l/2: text that cannot be read, 4:16 (5)\n"
+       ": the list breaks off, 5:1 (0)\n"}};
   for (const auto& [bytes, losses] : kCases) EXPECT_EQ(LossesOf(Saved(bytes)), losses);
   EXPECT_TRUE(Contains(LossesOf(Saved("{ a = 1; /* b")), "a comment that does not end, 1:10"));
 }
