@@ -10,17 +10,13 @@
 namespace orvik::plist {
 namespace {
 
-// "<" and hexadecimal digits: the data of the old text form and not XML.
-bool BeginsWithTextData(std::string_view text) {
-  const std::size_t open = text.find_first_not_of(" \t\r\n");
-  if (open == std::string_view::npos || text[open] != '<') return false;
-  const std::size_t end = text.find_first_not_of(" \t\r\n0123456789abcdefABCDEF", open + 1);
-  return end != std::string_view::npos && text[end] == '>';
-}
-
 bool BeginsWithMarkup(std::string_view text) {
-  const std::size_t start = text.find_first_not_of(" \t\r\n");
-  return start != std::string_view::npos && text[start] == '<' && !BeginsWithTextData(text);
+  constexpr std::string_view kBlank = " \t\r\n", kDigits = " \t\r\n0123456789abcdefABCDEF";
+  const std::size_t start = text.find_first_not_of(kBlank);
+  if (start == text.npos || text[start] != '<') return false;
+  // "<" and hexadecimal digits are the data of the old text form.
+  const std::size_t end = text.find_first_not_of(kDigits, start + 1);
+  return end == text.npos || text[end] != '>';
 }
 
 }  // namespace
@@ -50,7 +46,7 @@ Reading Read(const Bytes& bytes) {
     return reading;
   }
   if (!BeginsWithMarkup(utf8->text)) return ReadOldText(utf8->text);
-  Bytes holder = utf8->converted != nullptr ? std::move(utf8->converted) : bytes;
+  Bytes holder = utf8->converted != nullptr ? utf8->converted : bytes;
   const auto xml = XmlText::Read(std::move(holder), utf8->text, reading.error);
   ValueBuilder builder;
   if (xml == nullptr || !XmlText::Send(xml, builder)) return reading;

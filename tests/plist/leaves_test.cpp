@@ -38,23 +38,19 @@ TEST(PlistLeaves, DatesAreOfTheGregorianCalendar) {
     AppendExactDate(text, seconds);
     return text;
   };
-  const std::pair<const char*, double> kCases[] = {{"2001-01-01T00:00:00Z", 0},
-                                                   {"2100-12-31T00:00:00Z", 3155587200},
-                                                   {"2000-12-31T23:59:59Z", -1},
-                                                   {"1900-03-01T00:00:00Z", -3182198400},
-                                                   {"2000-02-29T12:00:00Z", -26481600},
-                                                   {"0001-01-01T00:00:00Z", -63113904000},
-                                                   {"1970-01-01T00:00:00Z", -978307200},
-                                                   {"12345-06-07T00:00:00Z", 326438640000},
-                                                   {"0000-02-29T00:00:00Z", -63140428800},
-                                                   {"-0001-12-31T00:00:00Z", -63145612800},
-                                                   {"-0400-02-29T23:00:00Z", -75763126800},
-                                                   {"-0401-12-31T00:00:00Z", -75768393600},
-                                                   {"99999998-12-01T00:00:00Z", 3155632020259200}};
-  for (const auto& [text, seconds] : kCases) {
-    EXPECT_EQ(ParseDate(text), seconds) << text;
-    EXPECT_EQ(date(seconds), text);
+  // As the C library knows it, from the year -565 to 12427.
+  for (std::time_t time = -80'000'000'000; time < 330'000'000'000; time += 86'399'999) {
+    std::tm utc = {};
+    gmtime_r(&time, &utc);
+    const int year = 1900 + utc.tm_year;
+    char text[100];
+    std::snprintf(text, sizeof text, "%s%04d-%02d-%02dT%02d:%02d:%02dZ", year < 0 ? "-" : "",
+                  std::abs(year), utc.tm_mon + 1, utc.tm_mday, utc.tm_hour, utc.tm_min, utc.tm_sec);
+    const auto seconds = static_cast<double>(time - 978307200);
+    ASSERT_EQ(ParseDate(text), seconds) << text;
+    ASSERT_EQ(date(seconds), text);
   }
+  EXPECT_EQ(date(3155632020259200), "99999998-12-01T00:00:00Z");
   EXPECT_EQ(ParseDate(date(-1e12)), -1e12);
   EXPECT_EQ(ParseDate("2001-01-02Z"), 86400);
   EXPECT_EQ(ParseDate("2001Z"), 0);
