@@ -3,6 +3,7 @@
 #include <stdlib.h>
 #include <syslog.h>
 
+#include <chrono>
 #include <cstring>
 #include <new>
 #include <string>
@@ -14,6 +15,7 @@
 #include "prefs/preferences.h"
 #include "prefs/reporting.h"
 #include "prefs/shared_lock.h"
+#include "prefs/transaction.h"
 #include "strings/auto_release.h"
 #include "strings/utf8_strings.h"
 
@@ -58,6 +60,13 @@ std::string LockReason() {
   return text + ": process " + std::to_string(lock.pid) + " (\"" + holder + "\")";
 }
 
+// Whether the lock can be taken now.
+PrefStatus LockStatus() {
+  Transaction nothing(kSharedScope, kDomain);
+  nothing.WaitAtMost(std::chrono::milliseconds(0));
+  return nothing.Commit();
+}
+
 // Why the file does not hold a value; null when it does. The writers answer the same for every
 // failure but a held lock, so a value that is missing is explained by what prevents a write now.
 const NSString* ReasonMissing(const InstallValue& value) {
@@ -71,6 +80,8 @@ const NSString* ReasonMissing(const InstallValue& value) {
     const std::string file = PreferenceFilePath(kSharedScope, kDomain);
     if (const int error = host::ReplaceAccess(file); error != 0) {
       status = PrefStatusFromErrno(error, file, PrefError::kNotSaved);
+    } else if (const PrefStatus lock = LockStatus(); !lock.ok()) {
+      status = lock;
     }
   }
   if (!status.ok()) return NSString::stringWithUTF8String(Describe(status).c_str());
@@ -138,9 +149,10 @@ InstallRecord RecordInstallInformation(const InstallerArgs& arguments) {
   record.flush_error = until_all_is_recorded.Finish();
   record.kept_aside = kept_aside.files();
   for (const plist::KeptAsideFiles::Kept& file : record.kept_aside) {
-    host::SystemLog(LOG_NOTICE,
-                    "Damaged: \"" + file.path + "\" was not a property list and is kept as \"" +
-                        file.kept_path + "\"; the new file holds only this run's values");
+    host::SystemLog(LOG_NOTICE, "Damaged: \"" + file.path +
+                                    "\" could not be read as a property list and is kept as \"" +
+                                    file.kept_path +
+                                    "\"; the new file holds only this run's values");
   }
   return record;
 }

@@ -68,11 +68,16 @@ TEST_F(InstallInformationTest, FindsWhatCouldNotBeWritten) {
   WriteFile(file_, "<plist><dict><key>Software</key><string>x</string></dict></plist>");
   EXPECT_EQ(Missing(RecordInstallInformation(*arguments_)), kAll);
   fs::remove(file_);
-  fs::create_symlink(file_, file_);  // a loop
-  EXPECT_FALSE(CheckRecorded(RecordInstallInformation(*arguments_)));
-  const std::string log = Log();
-  EXPECT_TRUE(Contains(log, "GlyphraPath") && Contains(log, file_.string())) << log;
-  EXPECT_EQ(log.find("not found"), std::string::npos) << log;
+  const fs::path lock = file_.parent_path() / ".orvik.lock";
+  for (const fs::path& obstacle : {file_, lock}) {
+    fs::remove(lock);
+    fs::create_symlink(obstacle, obstacle);  // a loop
+    EXPECT_FALSE(CheckRecorded(RecordInstallInformation(*arguments_)));
+    const std::string log = Log();
+    EXPECT_TRUE(Contains(log, "GlyphraPath") && Contains(log, obstacle.string())) << log;
+    EXPECT_EQ(log.find("not found"), std::string::npos) << log;
+    fs::remove(obstacle);
+  }
 }
 
 // The other values of the damaged file are not in the new one, so the run fails.
