@@ -325,15 +325,18 @@ FilePlace MakePlace(const std::string& path) {
   return Find(path, Links::kTrusted, Leaf::kFollowed, true);
 }
 
-int FlushWay(const FilePlace& place) {
-  const int folder = place.folder.get();
-  if (HasEntry(folder, kFolderLockName)) return 0;
+int FlushWay(int folder) {
+  struct stat below;
+  if (fstat(folder, &below) != 0) return errno;
   Descriptor here;
-  struct stat below = place.folder_attributes;
   for (;;) {
     Descriptor above(openat(here ? here.get() : folder, "..", kOpenFolderFlags));
-    // A folder that may not be opened cannot be flushed by itself.
-    if (!above && errno == EACCES) return syncfs(folder) == 0 ? 0 : errno;
+    if (!above && errno == EACCES) {
+      // A folder that may not be opened cannot be flushed by itself.
+      const Descriptor readable(openat(folder, ".", kOpenFolderFlags));
+      if (!readable) sync();
+      return !readable || syncfs(readable.get()) == 0 ? 0 : errno;
+    }
     struct stat attributes;
     if (!above || fstat(above.get(), &attributes) != 0) return errno;
     const bool is_top = attributes.st_dev != below.st_dev || attributes.st_ino == below.st_ino;
@@ -342,6 +345,10 @@ int FlushWay(const FilePlace& place) {
     here = std::move(above);
     below = attributes;
   }
+}
+
+int FlushWay(const FilePlace& place) {
+  return HasEntry(place.folder.get(), kFolderLockName) ? 0 : FlushWay(place.folder.get());
 }
 
 }  // namespace orvik::host

@@ -58,8 +58,12 @@ int StatEntry(const FilePlace& place, struct stat* attributes);
 // an errno, ENOENT for any other entry.
 int RemoveEntry(const FilePlace& place, const FileIdentity& known);
 
-// Flushes the names of all folders of the path, whichever process made them, unless the folder has
-// the file of its lock, which is made only after this call. 0 or an error number.
+// Flushes the names of an open folder (which may be an O_PATH descriptor) and of all folders above
+// it on its volume, whichever process made them. 0 or an error number.
+int FlushWay(int folder);
+
+// The same for the folder of a place, unless it has the file of its lock, which is made only after
+// this call.
 int FlushWay(const FilePlace& place);
 
 // Gives a new file or folder what it takes from its folder. `entry` is open; `own` receives its

@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "host/descriptor.h"
+#include "host/file_place.h"
 #include "host/file_properties.h"
 #include "host/folder_nesting.h"
 #include "host/node_copy.h"
@@ -211,10 +212,9 @@ int CopyThenRemove(int from, const char* from_name, int to, const char* to_name,
   return RemoveTree(from, from_name, Obstacles::kRespect);
 }
 
-int MoveEntry(int from, const char* from_name, int to, const char* to_name,
-              const MoveOptions& options) {
+int RenameEntry(int from, const char* from_name, int to, const char* to_name,
+                const MoveOptions& options) {
   const int error = RenameWithoutReplacing(from, from_name, to, to_name);
-  if (error == EXDEV) return CopyThenRemove(from, from_name, to, to_name, options);
   if (error != 0) SetSide(options, SideOfRename(error, from));
   struct stat moved;
   if (error == 0 && options.monitor != nullptr &&
@@ -231,6 +231,7 @@ int CopyThenRemove(const std::string& from, const std::string& to, const MoveOpt
   if (source.error() != 0) return source.error();
   const Descriptor folder = OpenPath(std::string(ParentPath(place)), kOpenPlace);
   if (!folder) return errno;
+  if (const int error = FlushWay(folder.get())) return error;
   const std::string name(LeafName(place));
   return CopyThenRemove(source.folder(), source.name(), folder.get(), name.c_str(), options);
 }

@@ -62,11 +62,13 @@ struct MoveOptions {
 int MoveWithoutReplacing(const std::string& from, const std::string& to,
                          const MoveOptions& options = {});
 
-// The same with names in open folders. The monitor is told the bytes of a renamed file, too.
-int MoveEntry(int from, const char* from_name, int to, const char* to_name,
-              const MoveOptions& options);
+// The part that renames, with names in open folders: EXDEV for another volume. The monitor is told
+// the bytes of a renamed file.
+int RenameEntry(int from, const char* from_name, int to, const char* to_name,
+                const MoveOptions& options);
 
-// The part of both that copies, for any two volumes.
+// The part that copies, for any two volumes. The names of the folders on the way to the target are
+// put on disk first; with names in open folders that is the caller's task (FlushWay).
 int CopyThenRemove(int from, const char* from_name, int to, const char* to_name,
                    const MoveOptions& options);
 int CopyThenRemove(const std::string& from, const std::string& to, const MoveOptions& options = {});

@@ -15,6 +15,7 @@
 #include "host/copy_crew.h"
 #include "host/descriptor.h"
 #include "host/file_names.h"
+#include "host/file_place.h"
 #include "host/folder_nesting.h"
 #include "host/move_file.h"
 #include "host/paths.h"
@@ -65,6 +66,7 @@ class Merger {
  private:
   struct Level {
     bool is_new;                                  // the target was made for this
+    bool is_on_disk = false;                      // it and the folders above it
     std::shared_ptr<const FolderPair> pair = {};  // for the crew, when it takes entries of it
     std::optional<FolderSpellings> target_names = {};
     std::shared_ptr<TargetFolder> target = std::make_shared<TargetFolder>();
@@ -113,15 +115,27 @@ class Merger {
     if (transfer_ == Transfer::kCopy && GiveToCrew(entry, target)) return true;
     if (!Begins(monitor_, sources_.path(), entry.name)) return false;
     Side side = Side::kSource;
-    const int error = transfer_ == Transfer::kCopy
-                          ? CopyInto(from, name, entry.type, to, target.c_str(),
-                                     levels_.back().target.get(), &side, monitor_)
-                          : MoveEntry(from, name, to, target.c_str(),
-                                      {&links_, targets_.path(), &side, monitor_});
+    const int error =
+        transfer_ == Transfer::kCopy
+            ? CopyInto(from, name, entry.type, to, target.c_str(), levels_.back().target.get(),
+                       &side, monitor_)
+            : Move(from, name, to, target.c_str(), {&links_, targets_.path(), &side, monitor_});
     if (error == ECANCELED) return false;
     Add(entry.name, error, side);
     Advances(monitor_, 1, 0);
     return true;
+  }
+
+  // The source of a copy is removed, so that the folders made for the copy must be on disk.
+  int Move(int from, const char* name, int to, const char* target, const MoveOptions& options) {
+    const int error = RenameEntry(from, name, to, target, options);
+    if (error != EXDEV) return error;
+    if (!levels_.back().is_on_disk) {
+      *options.side = Side::kTarget;
+      if (const int failure = FlushWay(to)) return failure;
+      levels_.back().is_on_disk = true;
+    }
+    return CopyThenRemove(from, name, to, target, options);
   }
 
   // Entries may be copied in any order, but for those that find what a killed process left.
@@ -186,7 +200,7 @@ class Merger {
     }
     // A link may lead back into what is being copied, which then would not end.
     if (through_link && LiesInFolder(to.get(), source_)) return EINVAL;
-    levels_.push_back({is_new});
+    levels_.push_back({is_new, !is_new && levels_.back().is_on_disk});
     const int error = Enter(std::move(from), name, std::move(to), target, through_link);
     if (error == 0 || error == EINVAL || error == ECANCELED) return error;
     Add({}, error);

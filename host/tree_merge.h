@@ -20,7 +20,8 @@ enum class Transfer {
 // followed (trust.h).
 //
 // Copies are made as node_copy.h says, each file by itself: one that has several names is copied
-// once for each. A move to another volume keeps them (move_file.h).
+// once for each. A move to another volume keeps them (move_file.h), and removes a file when its
+// copy and the folders made for it are on disk.
 //
 // An entry of which `to` has another spelling (file_names.h) goes to that one, unless the source
 // has both.

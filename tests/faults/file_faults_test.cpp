@@ -62,11 +62,11 @@ std::string FaultOfMove(const Snapshot& files) {
   return there == 0 && here != kMovedFiles ? "loses a part of the source" : "";
 }
 
-// Each file is here or there, whole.
-std::string FaultOfMergingMove(const Snapshot& files) {
-  for (const std::string name : {"a", "sub/b"}) {
-    if (!files.contains("root/to/" + name) && !files.contains("home/tree/" + name))
-      return "loses a file";
+// Each file is at its old or its new place, or at both.
+std::string FaultOfMoves(const Snapshot& files,
+                         const std::vector<std::pair<std::string, std::string>>& places) {
+  for (const auto& [from, to] : places) {
+    if (!files.contains(from) && !files.contains(to)) return "loses " + from;
   }
   return "";
 }
@@ -137,7 +137,11 @@ OperationTable Operations() {
   moved_files.volume = Volume::kOther;
   moved_files.steps = Steps::kAlways;
   moved_files.also = IsWholeOrGone;
-  moved_files.fault = FaultOfMergingMove;
+  moved_files.fault = [](const Snapshot& files) {
+    return FaultOfMoves(files,
+                        {{"home/tree/a", "root/to/a"}, {"home/tree/sub/b", "root/to/sub/b"}});
+  };
+  moved_files.durable = Durable::kWhole;
   // A file that was copied when the process was killed stays beside its copy.
   moved_files.repeats = false;
   add("folder removal", tree, [] {
@@ -162,12 +166,17 @@ OperationTable Operations() {
   moved.also = IsWhole;
   moved.fault = FaultOfMove;
   moved.leftovers = {"root/.to.orvik-*/*"};
+  moved.durable = Durable::kWhole;
   moved.repeats = false;  // what is there is not replaced
   Operation& moved_file =
       add("file move to another volume", source, move("/source", [] { return InRoot("/target"); }));
   moved_file.volume = Volume::kOther;
   moved_file.steps = Steps::kAlways;
   moved_file.also = IsWhole;
+  moved_file.fault = [](const Snapshot& files) {
+    return FaultOfMoves(files, {{"home/source", "root/target"}});
+  };
+  moved_file.durable = Durable::kWhole;
   moved_file.repeats = false;
   Operation& trash = add("delete to the trash", source, [] {
     // Where no trash can be had it is deleted outright, which is a success.

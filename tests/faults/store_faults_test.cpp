@@ -136,7 +136,7 @@ OperationTable Operations() {
   add("shared lock", nothing, TakeAndReleaseTheLock).volume = Volume::kPlain;
   // Taking and releasing the lock is the longer part of these, and walked with the first.
   for (Operation& operation : add) {
-    operation.is_durable = true;
+    operation.durable = Durable::kDone;
     if (operation.name.starts_with("shared ") && operation.name != "shared string") {
       operation.stride = 3;
     }
@@ -303,8 +303,9 @@ OperationTable DocumentOperations() {
   installer.stride = 23;
   for (Operation& operation : add) {
     // Streams and the writer flush nothing.
-    operation.is_durable = operation.name.starts_with("configuration") ||
-                           operation.name == "property file" || operation.name == "postflight";
+    const bool is_durable = operation.name.starts_with("configuration") ||
+                            operation.name == "property file" || operation.name == "postflight";
+    if (is_durable) operation.durable = Durable::kDone;
   }
   return add;
 }

@@ -206,7 +206,9 @@ class Walker {
       fs::rename(place, StageOf(1));
       SetStage(StageOf(1));
       const State found = StateOf(Take(), true);
-      if (is_done && !found.all_new && old_ != new_) Find("loses what was called done");
+      if (is_done && operation_.durable == Durable::kDone && !found.all_new && old_ != new_) {
+        Find("loses what was called done");
+      }
       Recover(found);
       fs::remove_all(stage);
     }
@@ -410,7 +412,7 @@ void Walk(const Operation& operation) {
   const ScopedEnvironment environment;
   std::map<std::string, int> points;
   for (const FaultName& fault : kFaults) {
-    if (fault.fault == Fault::kPowerLoss && !operation.is_durable) continue;
+    if (fault.fault == Fault::kPowerLoss && operation.durable == Durable::kNo) continue;
     if (fault.fault != Fault::kStop && operation.only_stops) continue;
     const int count = WalkFault(operation, fault, environment.folder().string());
     const char* const kind = fault.fault == Fault::kKill        ? "kills"

@@ -20,6 +20,10 @@ using Snapshot = std::map<std::string, std::string>;
 // Where an operation changes several files: whether each is old or new by itself, or all together.
 enum class Steps { kNone, kWhenKilled, kAlways };
 
+// Whether an operation is walked through the states after a loss of power: all files are old or new
+// then; or what it reports as done is on disk, too.
+enum class Durable { kNo, kWhole, kDone };
+
 struct Operation {
   std::string name;
   std::function<void()> prepare;
@@ -36,8 +40,7 @@ struct Operation {
   // Carried out again it gives the new files from wherever it was stopped, not only from the old.
   bool repeats = true;
   int stride = 1;  // of a long operation not every point is walked
-  // What it reports as done is on disk: it is walked through the states after a loss of power, too.
-  bool is_durable = false;
+  Durable durable = Durable::kNo;
   bool only_stops = false;  // too long to be walked through the other faults
 };
 
