@@ -121,7 +121,7 @@ std::optional<double> ParseReal(std::string_view text) {
     if (stop != end) return std::nullopt;
     if (error == std::errc::result_out_of_range) {
       // The library does not say at which end.
-      value = strtod_l(std::string(text).c_str(), nullptr, PlainLocale());
+      value = RealAtStart(std::string(text).c_str());
     }
   }
   return negative ? -value : value;

@@ -3,6 +3,7 @@
 #include <unistd.h>
 
 #include <array>
+#include <cstdlib>
 #include <cstring>
 #include <iterator>
 #include <mutex>
@@ -101,6 +102,10 @@ const char* CurrentLocaleIdentifier(LocaleCategory category) {
 locale_t PlainLocale() {
   static const locale_t plain = newlocale(LC_ALL_MASK, "C", nullptr);
   return plain;
+}
+
+double RealAtStart(const char* text) {
+  return strtod_l(text, nullptr, PlainLocale());
 }
 
 }  // namespace orvik

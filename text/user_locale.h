@@ -20,4 +20,7 @@ const char* CurrentLocaleIdentifier(LocaleCategory category);
 // The "C" locale of the C library, in which numbers have a point whatever setlocale was given.
 locale_t PlainLocale();
 
+// The number at the start of the text as strtod reads it in that locale; 0 when there is none.
+double RealAtStart(const char* text);
+
 }  // namespace orvik

@@ -75,7 +75,7 @@ HRESULT CXMLElementReader::GetLongAttributeFromNode(TiXmlElement* element, const
 HRESULT CXMLElementReader::GetFloatAttributeFromNode(TiXmlElement* element, const char* name,
                                                      float* out) {
   return ReadFilled(element, name, out,
-                    [](const char* text) { return static_cast<float>(RealOf(text)); });
+                    [](const char* text) { return static_cast<float>(RealAtStart(text)); });
 }
 
 HRESULT CXMLElementReader::GetBOOLAttributeFromNode(TiXmlElement* element, const char* name,
@@ -207,10 +207,6 @@ HRESULT GetNodeAttributes(TiXmlElement* element, CAtlArray<TiXmlAttribute*>& out
 
 const char* AttributeText(const TiXmlElement* element, const char* name) {
   return element == nullptr || name == nullptr ? nullptr : element->Attribute(name);
-}
-
-double RealOf(const char* text) {
-  return strtod_l(text, nullptr, PlainLocale());
 }
 
 const char* ElementText(const TiXmlElement* element) {

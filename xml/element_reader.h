@@ -84,9 +84,6 @@ HRESULT GetNodeAttributes(TiXmlElement* element, CAtlArray<TiXmlAttribute*>& out
 // The attribute of an element as TinyXML holds it; null when there is no such element or attribute.
 const char* AttributeText(const TiXmlElement* element, const char* name);
 
-// The number at the start of a text, with a point in every locale; 0 when there is none.
-double RealOf(const char* text);
-
 // The value of an element as TinyXML holds it; null when it has none.
 const char* ElementText(const TiXmlElement* element);
 

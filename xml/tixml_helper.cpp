@@ -9,6 +9,7 @@
 
 #include "files/file_manipulator.h"
 #include "strings/utf8_strings.h"
+#include "text/user_locale.h"
 #include "xml/document_check.h"
 #include "xml/element_reader.h"
 
@@ -85,7 +86,7 @@ int TiXmlHelper::LoadIntAttributeFromXmlElementWithDefault(const TiXmlElement* e
 float TiXmlHelper::LoadFloatAttributeFromXmlElementWithDefault(const TiXmlElement* element,
                                                                const CAtlStringA& name,
                                                                float default_value) {
-  return Load(element, name, default_value, RealOf);
+  return Load(element, name, default_value, RealAtStart);
 }
 
 bool TiXmlHelper::LoadBoolAttributeFromXmlElementWithDefault(const TiXmlElement* element,

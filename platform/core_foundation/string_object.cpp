@@ -288,7 +288,7 @@ double NSString::doubleValue() const {
     if (kTaken.find(units[i]) == kTaken.npos) break;
     number += static_cast<char>(units[i]);
   }
-  return strtod_l(number.c_str(), nullptr, PlainLocale());
+  return RealAtStart(number.c_str());
 }
 
 }  // namespace orvik
