@@ -32,6 +32,7 @@ import pwd
 import random
 import re
 import shutil
+import signal
 import subprocess
 import sys
 import time
@@ -376,6 +377,8 @@ def main():
     if options.list:
         print("\n".join(map(show, chosen)))
         return 0
+    # So that the source is put back and the test ended.
+    signal.signal(signal.SIGTERM, lambda *_: sys.exit(2))
     options.report.parent.mkdir(parents=True, exist_ok=True)
     known = known_results(options.report)
     bench = Bench(options.user)
