@@ -9,6 +9,7 @@
 #include "host/descriptor.h"
 #include "host/file_properties.h"
 #include "host/staged_file.h"
+#include "host/trust.h"
 
 namespace orvik::host {
 namespace {
@@ -28,8 +29,8 @@ bool AreOne(int folder, const std::string& name, const std::string& other) {
          fstatat(folder, other.c_str(), &two, AT_SYMLINK_NOFOLLOW) == 0 && IsSameFile(one, two);
 }
 
-// Reads the file of that name in the place's folder. False also for the file of a user who could
-// not have changed the file at the place: it may be gone or another one at any moment.
+// Reads the file of that name in the place's folder. False also for one that may not be relied on
+// (trust.h): it may be gone or another one at any moment.
 bool ReadBeside(const FilePlace& place, const std::string& name, std::size_t limit,
                 std::string* content) {
   FilePlace other;
@@ -37,11 +38,10 @@ bool ReadBeside(const FilePlace& place, const std::string& name, std::size_t lim
   other.folder_attributes = place.folder_attributes;
   other.name = name;
   OpenedFile opened;
-  struct stat file = {};
-  if (ReadWholeFile(other, limit, content, &opened) != 0) return false;
-  const uid_t owner = opened.attributes.st_uid;
-  return owner == 0 || owner == geteuid() || owner == place.folder_attributes.st_uid ||
-         (StatEntry(place, &file) == 0 && owner == file.st_uid);
+  struct stat file;
+  return ReadWholeFile(other, limit, content, &opened) == 0 &&
+         MayRelyOn(opened.attributes, place.folder_attributes,
+                   StatEntry(place, &file) == 0 ? &file : nullptr);
 }
 
 bool Holds(const FilePlace& place, const std::string& name, std::string_view content) {

@@ -14,6 +14,10 @@ bool IsTrusted(uid_t user) {
   return user == 0 || user == geteuid();
 }
 
+bool IsTrustedOwner(uid_t owner, const struct stat& folder) {
+  return IsTrusted(owner) || owner == folder.st_uid;
+}
+
 int Access(const std::string& path, int mode) {
   return faccessat(AT_FDCWD, path.c_str(), mode, AT_EACCESS) == 0 ? 0 : errno;
 }
@@ -39,9 +43,13 @@ bool MayWriteInto(const struct stat& file, const struct stat& folder) {
          file.st_uid == folder.st_uid;
 }
 
+bool MayRelyOn(const struct stat& kept, const struct stat& folder, const struct stat* file) {
+  return IsTrustedOwner(kept.st_uid, folder) || (file != nullptr && kept.st_uid == file->st_uid);
+}
+
 bool IsTrustedFile(const struct stat& file, const struct stat& folder) {
   if (!S_ISREG(file.st_mode) || file.st_nlink > 1) return false;
-  if (file.st_uid == geteuid() || file.st_uid == 0 || file.st_uid == folder.st_uid) return true;
+  if (IsTrustedOwner(file.st_uid, folder)) return true;
   const mode_t both = file.st_mode & folder.st_mode;
   return (both & S_IWOTH) != 0 || ((both & S_IWGRP) != 0 && file.st_gid == folder.st_gid);
 }

@@ -18,6 +18,8 @@
 //                                        anywhere
 //   a regular file of a known name, as   uses it as IsTrustedFile says
 //   a lock or its record
+//   a copy kept beside a damaged file    relies on it only if it belongs to root, to the caller, or
+//                                        to the owner of the folder or of the damaged file
 //   what has just been made              is given to the folder's owner, and to its group, by the
 //                                        descriptor it was made with (file_place.h)
 //   anything that is read                opens it only if it is a regular file (descriptor.h)
@@ -54,6 +56,10 @@ bool MayWriteInto(const struct stat& file, const struct stat& folder);
 // folder that its group (or everybody) may write also one that the same group (or everybody) may
 // write.
 bool IsTrustedFile(const struct stat& file, const struct stat& folder);
+
+// Whether a copy that was kept beside a file will do: those who could change it could change the
+// file. `file` is null when it is missing.
+bool MayRelyOn(const struct stat& kept, const struct stat& folder, const struct stat* file);
 
 // Whether a file with the name of a staged one was left by the caller, or by a process for which
 // the caller may clean up. `target` is the file whose name it was to take; null when there is none.
