@@ -250,6 +250,7 @@ TEST_F(OrvikPrefsTest, ReachesElementsOfArrays) {
       {"delete K n[6]", 2, nullptr},
       {"set K n[7] a --insert", 2, nullptr},
       {"set K n[1] --insert a", 1, nullptr},
+      {"set K n[0] --append a", 6, nullptr},
       {"set K n --append --if-absent a", 1, nullptr},
       {"set K text[0] a", 0, ""},
   };

@@ -175,7 +175,9 @@ int ChangeElement(const Context& context, const CommandLine& line, const Element
   bool is_array = true;
   Transaction transaction = context.Change();
   transaction.Update(KeyAt(line), element.name, [&](const Value& present) {
-    is_array = !present || present.is_array();
+    const bool is_within = change == ElementChange::kAppend && present.is_array();
+    const Value changed = is_within ? ElementAt(present, element.indices) : present;
+    is_array = !changed || changed.is_array();
     return WithElement(present, element.indices, change, value);
   });
   const PrefStatus status = transaction.Commit();
