@@ -135,12 +135,12 @@ class TreeCopier {
   std::vector<struct stat> attributes_;  // of each source before it was read
 };
 
-// Of a rename that was refused for lack of rights: the source when nothing may be taken out of its
+// Of a rename that failed: the source when it is missing, or when nothing may be taken out of its
 // folder, else the target.
-Side SideOfRename(int error, int from) {
+Side SideOfRename(int error, int from, const char* from_name) {
   const bool is_refusal = error == EACCES || error == EPERM || error == EROFS;
-  const bool is_source =
-      error == ENOENT || (is_refusal && faccessat(from, ".", W_OK | X_OK, AT_EACCESS) != 0);
+  const bool is_source = !HasEntry(from, from_name) ||
+                         (is_refusal && faccessat(from, ".", W_OK | X_OK, AT_EACCESS) != 0);
   return is_source ? Side::kSource : Side::kTarget;
 }
 
@@ -215,7 +215,7 @@ int CopyThenRemove(int from, const char* from_name, int to, const char* to_name,
 int RenameEntry(int from, const char* from_name, int to, const char* to_name,
                 const MoveOptions& options) {
   const int error = RenameWithoutReplacing(from, from_name, to, to_name);
-  if (error != 0) SetSide(options, SideOfRename(error, from));
+  if (error != 0) SetSide(options, SideOfRename(error, from, from_name));
   struct stat moved;
   if (error == 0 && options.monitor != nullptr &&
       fstatat(to, to_name, &moved, AT_SYMLINK_NOFOLLOW) == 0 && S_ISREG(moved.st_mode)) {
@@ -246,8 +246,9 @@ int MoveWithoutReplacing(const std::string& from, const std::string& to,
       RenameWithoutReplacing(source.folder(), source.name(), target.folder(), target.name());
   if (error == EXDEV) return CopyThenRemove(from, to, options);
   if (error != 0) {
-    const std::string above(ParentPath(WithoutTrailingSlashes(from)));
-    SetSide(options, SideOfRename(error, OpenPath(above, kOpenPlace).get()));
+    const std::string_view path = WithoutTrailingSlashes(from);
+    const Descriptor above = OpenPath(std::string(ParentPath(path)), kOpenPlace);
+    SetSide(options, SideOfRename(error, above.get(), std::string(LeafName(path)).c_str()));
   }
   return error;
 }
