@@ -159,10 +159,8 @@ std::optional<std::string> DecodeLooseBase64(std::string_view text) {
     }
     text.remove_prefix(taken);
     if (count == 1) return std::nullopt;
-    if (count != 0) {
-      std::memset(group + count, '=', 4 - count);
-      DecodeBase64(group, 1, end);
-    }
+    std::memset(group + count, '=', 4 - count);
+    DecodeBase64(group, 1, end);
     if (count < 4) break;
   }
   bytes.resize(static_cast<size_t>(end - start));

@@ -48,10 +48,11 @@ TEST_F(ReplaceFileTest, MakesAndReplacesAndLeavesNothingElseAndWritesNothingThat
 
 TEST_F(ReplaceFileTest, OtherWaysToWrite) {
   Plant(top_, "file=old dangling->new pipe|");
-  const ReplaceOptions refusing{.present = Present::kRefuse};
-  EXPECT_EQ(ReplaceFile(file_, "x", refusing).error, EEXIST);
-  EXPECT_EQ(ReplaceFile(top_ / "dangling", "x", refusing).error, EEXIST);
-  EXPECT_EQ(ReplaceFile(top_ / "made", "m", refusing).error, 0);
+  for (const auto& [name, error] : {std::pair("file", EEXIST), {"dangling", EEXIST}, {"made", 0}}) {
+    const ReplaceResult result = ReplaceFile(At(name), "m", {.present = Present::kRefuse});
+    EXPECT_EQ(result.error, error) << name;
+    EXPECT_EQ(result.wrote, error == 0) << name;
+  }
   const std::tuple<const char*, int, int> cases[] = {{"file", O_WRONLY | O_CREAT | O_EXCL, EEXIST},
                                                      {"pipe", O_WRONLY, EINVAL},
                                                      {"", O_WRONLY, EISDIR},

@@ -224,7 +224,9 @@ TEST_F(XmlWriterFileTest, TheStatusAndFinishReportWhatTheOperationsDoNot) {
       ASSERT_EQ(create(&writer, path_), S_OK);
       writer->WriteSimpleTextElement("a", "text");
       if (finishes) {
+        writer->startElement("open");
         EXPECT_EQ(writer->Finish(), S_OK);
+        EXPECT_EQ(writer->GetFault(), XMLWriterFault::kNesting);
         EXPECT_EQ(writer->WriteElementContents("late"), S_OK);
         EXPECT_LT(writer->GetStatus(), 0);
         EXPECT_LT(writer->Finish(), 0);
