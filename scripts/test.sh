@@ -6,9 +6,9 @@ cd "$(dirname "$0")/.."
 install_dependencies build test
 cmake --preset dev
 cmake --build --preset dev
-# One test more than there are processors: some of them wait. The stores of these layers and of whole
+# Two tests for each processor: many of them wait. The stores of these layers and of whole
 # programs flush each change, which the layers below do on a disk.
-parallel=$(($(nproc) + 1))
+parallel=$(($(nproc) * 2))
 flushing='^(prefs|tools|postflight)$'
 . scripts/test_folder.sh
 folder=$(mktemp -d "$(test_folder)/orvik-XXXXXX")

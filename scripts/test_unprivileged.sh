@@ -61,5 +61,5 @@ chown -R "$account:$group" build/dev
 # The tests of what touches no file (the label is the layer), and those that compile other programs,
 # complete words in shells, feed parsers with bytes or only read the tree are the same for every user;
 # one playbook stands for the others.
-"${as_user[@]}" ctest --preset dev --parallel "$(($(nproc) + 1))" --label-exclude '^(text|strings)$' \
+"${as_user[@]}" ctest --preset dev --parallel "$(($(nproc) * 2))" --label-exclude '^(text|strings)$' \
   --exclude-regex '^(fuzz\.|CompletionTest|PackagesTest|AnsibleTest\.[^w]|integration\.(outside|examples|hardening|documents|layers|symbols)$)' "$@"
