@@ -190,6 +190,12 @@ TEST_F(ReplaceFileTest, FoldersAreFlushedAtTheEndOfTheOuterDelay) {
     return HasFailure() ? 1 : 0;
   });
   EXPECT_EQ(results[0], 0);
+  const int error = InProcesses(1, [this](int) {  // a folder that cannot be kept open until then
+    FolderFlushDelay delay;
+    ForbidCall(SYS_fcntl, 1, Compare::kEqual, F_DUPFD_CLOEXEC, EMFILE);
+    return ReplaceFile(file_, "y", {.flush = Flush::kToDisk}).error == 0 ? delay.Finish() : 0;
+  })[0];
+  EXPECT_EQ(error, EMFILE);
 }
 
 // A lock whose file was removed lets two processes make the first file at once.
