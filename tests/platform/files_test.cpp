@@ -101,9 +101,11 @@ TEST_F(FSRefTest, ManyReferencesStayWithinTheDescriptors) {
   // Nor are those whose path is not the object's own.
   MakeTree(top_, {"d/e/", "target", "link->target"});
   EXPECT_EQ(PathOf(RefOf((top_ / "d/e/..").string())), fs::canonical(top_) / "d");
-  FSRef ref;
+  FSRef ref = refs[0];  // which is held on to
   EXPECT_EQ(FSPathMakeRef(Bytes((top_ / "link").string()), &ref, nullptr), noErr);
   EXPECT_EQ(PathOf(ref), fs::canonical(top_) / "target");
+  fs::rename(top_ / "target", top_ / "moved");
+  EXPECT_EQ(PathOf(ref), fs::canonical(top_) / "moved");
   EXPECT_EQ(FSPathMakeRef(Bytes((top_ / "none").string()), &ref, nullptr), fnfErr);
   EXPECT_EQ(PathOf(RefOf(top_ / "none")), "");
   EXPECT_LE(std::distance(fs::directory_iterator("/proc/self/fd"), {}), kMaxAnchors + 50);

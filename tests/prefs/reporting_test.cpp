@@ -97,6 +97,11 @@ TEST_F(ReportingTest, RepairSavesWhatIsThereUnderTheLock) {
   });
   EXPECT_TRUE(RepairDomain(0, kDomain).status.ok());
   EXPECT_EQ(OnDisk(SharedFile()), R"({"B":true})");
+  const fs::path lock = SharedFile().parent_path() / ".orvik.lock";
+  fs::remove(lock);
+  fs::create_symlink("elsewhere", lock);
+  WriteFile(SharedFile(), "<plist><dict><key>C</key><true/>");
+  EXPECT_EQ(RepairDomain(0, kDomain).status.error, PrefError::kLockRefused);
 }
 
 TEST_F(ReportingTest, RepairLeavesAloneWhatGivesNothing) {
