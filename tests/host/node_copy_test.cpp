@@ -101,6 +101,7 @@ TEST_F(NodeCopyTest, KeepsAttributesModeTimesAndLock) {
   EXPECT_EQ(IsLocked(target), is_locked);
   EXPECT_TRUE(!is_locked || Copy("other", "target", kReplacing) != 0);
   EXPECT_EQ(ReadFile(target), "data");
+  EXPECT_EQ(EmptyFolder(top_, Obstacles::kOverride), 0);  // locked files stay otherwise
 }
 
 // By default the earlier of birth and modification; a copy, which is born later, keeps it.
