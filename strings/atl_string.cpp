@@ -136,11 +136,12 @@ int CollateUnits(std::u16string_view a, std::u16string_view b, bool case_sensiti
                        &collator) != 0) {
     return 0;
   }
+  Boolean equivalent = false;
   SInt32 order = 0;
   const OSStatus status =
-      UCCompareText(collator, a.data(), a.size(), b.data(), b.size(), nullptr, &order);
+      UCCompareText(collator, a.data(), a.size(), b.data(), b.size(), &equivalent, &order);
   UCDisposeCollator(&collator);
-  return status != 0 ? 0 : order;
+  return status != 0 || equivalent ? 0 : order;
 }
 
 char16_t UnitOf(char mac_roman) {

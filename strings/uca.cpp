@@ -25,9 +25,10 @@ constexpr UCCollateOptions kWithoutCase = kWithCase | kUCCollateCaseInsensitiveM
 
 int Order(std::u16string_view a, std::u16string_view b, UCCollateOptions options) {
   SInt32 order = 0;
+  Boolean equivalent = false;
   const OSStatus status =
-      UCCompareTextDefault(options, a.data(), a.size(), b.data(), b.size(), nullptr, &order);
-  return status != 0 ? 0 : order;
+      UCCompareTextDefault(options, a.data(), a.size(), b.data(), b.size(), &equivalent, &order);
+  return status != 0 || equivalent != 0 ? 0 : order;
 }
 
 int OrderOfUnits(const char16_t* a, const char16_t* b, int n, UCCollateOptions options) {
