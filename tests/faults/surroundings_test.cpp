@@ -175,8 +175,9 @@ std::string Judge(const Surrounding& surrounding, const Command& command,
     };
     // A failed edit keeps its text; the tool records each value by itself.
     const std::string name = path.filename().string();
-    const bool is_kept = (name.starts_with("orvikprefs-") &&
-                          run.err.find("the text is kept in") != std::string::npos) ||
+    const bool is_told =
+        !surrounding.is_heard || run.err.find("the text is kept in") != std::string::npos;
+    const bool is_kept = (name.starts_with("orvikprefs-") && is_told) ||
                          (command.words.front() == "postflight" && content.ends_with("</plist>\n"));
     if (!is(usual_files) && (is_usual || !is(old)) && !is_kept) {
       return answer + ", and leaves " + path.string() + ": " + content;
