@@ -11,19 +11,13 @@ namespace orvik::test {
 
 constexpr const char* kFile = "Users/Shared/Library/Preferences/com.orviktech.Registry.plist";
 
-// The words of a line, parted by blanks; 'quotes' around a word keep the blanks in it.
-inline std::vector<std::string> Words(const std::string& line) {
-  std::vector<std::string> words;
-  std::istringstream stream(line);
-  for (std::string word; stream >> std::quoted(word, '\'', '\0');) words.push_back(word);
-  return words;
-}
-
 class OrvikPrefsTest : public EnvironmentTest {
  protected:
-  // The exit status of the program with the words of the line.
+  // The exit status of the program with the words of the line; 'quotes' keep the blanks in a word.
   int Prefs(const std::string& line, bool terminal = false) {
-    const std::vector<std::string> words = Words("orvikprefs " + line);
+    std::vector<std::string> words = {"orvikprefs"};
+    std::istringstream stream(line);
+    for (std::string word; stream >> std::quoted(word, '\'', '\0');) words.push_back(word);
     std::vector<const char*> argv;
     for (const std::string& word : words) argv.push_back(word.c_str());
     std::ostringstream out, error;
