@@ -21,6 +21,7 @@
 #include "host/staged_file.h"
 #include "host/system.h"
 #include "host/tree_walk.h"
+#include "host/trust.h"
 #include "text/byte_encodings.h"
 
 namespace orvik::host {
@@ -211,8 +212,10 @@ int OpenVolumeTrash(const std::string& top, bool create, std::string* files) {
   const std::string user = std::to_string(getuid());
   const std::string shared = ChildPath(top, ".Trash");
   struct stat info;
+  if (const int error = StatPath(top, 0, &info)) return error;
+  if (OthersCanRename(info)) return EACCES;
   if (StatPath(shared, AT_SYMLINK_NOFOLLOW, &info) == 0 && S_ISDIR(info.st_mode) &&
-      (info.st_mode & S_ISVTX) != 0 &&
+      (info.st_mode & S_ISVTX) != 0 && !OthersCanRename(info) &&
       OpenTrash(ChildPath(shared, user), AT_SYMLINK_NOFOLLOW, create, files) == 0) {
     return 0;
   }

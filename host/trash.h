@@ -31,7 +31,7 @@ std::string HomeTrash();
 // The "files" folder of the home trash, or of the trash of the volume that is mounted at `top`.
 // With `create` it is made when it is missing (mode 0700, with its "info"); without, ENOENT when
 // there is none. A trash that belongs to someone else or cannot be written is refused, on a volume
-// also one that is a link.
+// also one that is a link, or that another user could replace (EACCES; trust.h).
 int OpenHomeTrash(bool create, std::string* files);
 int OpenVolumeTrash(const std::string& top, bool create, std::string* files);
 

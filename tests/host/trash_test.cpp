@@ -166,6 +166,7 @@ TEST_F(TrashTest, OtherVolumesHaveTheirOwn) {
     EXPECT_EQ(OpenVolumeTrash(top.string(), true, &files_), 0);
     return fs::path(files_);
   };
+  fs::permissions(top, fs::perms(01777));
   EXPECT_EQ(open(), top / (".Trash-" + user) / "files");
   fs::create_directories(top / "d/e");
   for (const auto& [source, expected] :
@@ -178,9 +179,19 @@ TEST_F(TrashTest, OtherVolumesHaveTheirOwn) {
   EXPECT_EQ(open(), top / (".Trash-" + user) / "files");
   fs::permissions(top / ".Trash", fs::perms::all | fs::perms::sticky_bit);
   EXPECT_EQ(open(), top / ".Trash" / user / "files");
+  // Another user could put a folder of their own under the name.
+  constexpr uid_t kOther = 4711;
+  if (chown((top / ".Trash").c_str(), kOther, 0) == 0) {
+    EXPECT_EQ(open(), top / (".Trash-" + user) / "files");
+    ASSERT_EQ(chown(top.c_str(), kOther, 0), 0);
+    EXPECT_EQ(OpenVolumeTrash(top.string(), true, &files_), EACCES);
+    ASSERT_EQ(chown(top.c_str(), geteuid(), 0), 0);
+  }
   fs::remove_all(top / ".Trash");
   fs::create_directory_symlink(env_.temp(), top / ".Trash");
   EXPECT_EQ(open(), top / (".Trash-" + user) / "files");
+  fs::permissions(top, fs::perms(0777));
+  EXPECT_EQ(OpenVolumeTrash(top.string(), true, &files_), EACCES);
 }
 
 }  // namespace
