@@ -7,6 +7,7 @@
 
 #include "host/file_names.h"
 #include "host/paths.h"
+#include "host/replace_file.h"
 #include "host/system.h"
 #include "platform/core_foundation/errno_status.h"
 
@@ -50,7 +51,7 @@ OSErr MakeReference(const std::string& path, OptionBits options, FSRef* ref) {
 
 int MakeObject(const std::string& path, bool is_directory) {
   if (is_directory) return host::MakeFolderAt(path, 0777);
-  return host::OpenPath(path, O_WRONLY | O_CREAT | O_EXCL, 0666) ? 0 : errno;
+  return host::OpenForOutput(path, O_WRONLY | O_CREAT | O_EXCL) ? 0 : errno;
 }
 
 }  // namespace

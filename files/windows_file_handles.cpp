@@ -8,7 +8,7 @@
 
 #include "files/path_arguments.h"
 #include "host/descriptor.h"
-#include "host/paths.h"
+#include "host/replace_file.h"
 #include "platform/core_foundation/errno_status.h"
 
 namespace orvik {
@@ -30,7 +30,7 @@ SInt8 PermissionFor(DWORD desired_access, DWORD share_mode) {
 // Of several that create one file at the same moment one alone succeeds.
 bool CreateExclusively(const char16_t* path) {
   const std::optional<std::string> bytes = PathForLibc(path);
-  return bytes && host::OpenPath(*bytes, O_WRONLY | O_CREAT | O_EXCL, 0666);
+  return bytes && host::OpenForOutput(*bytes, O_WRONLY | O_CREAT | O_EXCL);
 }
 
 OSErr FindOrCreate(const char16_t* path, DWORD disposition, FSRef* ref) {

@@ -40,8 +40,9 @@ inline constexpr DWORD FILE_END = 2;
 //   disposition 0, 2    makes the file when it is missing, else opens it with its content
 //   any other           opens an existing file; neither makes nor truncates it
 //   share mode 0        read: others may not read; write: others may not write; both: one writer
-// How denying works with other programs: carbon/forks.h. A final symbolic link is followed; for
-// writing only one of the caller or root, or one in a folder that no other user can change.
+// How denying works with other programs: carbon/forks.h. A symbolic link is followed; for writing
+// only one of the caller or root, or one in a folder that no other user can change. Another user's
+// file in a sticky folder that everyone may write is not opened for writing.
 HANDLE CreateFile(const char16_t* path, DWORD desired_access, DWORD share_mode,
                   void* security_attributes, DWORD disposition, DWORD flags, HANDLE template_file);
 

@@ -108,13 +108,13 @@ bool WritingIsDenied(int descriptor, Share share, int access) {
   return IsTaken(fcntl(descriptor, F_OFD_SETLK, &lock));
 }
 
+// To be written it is opened as any file for output: a link, or a file of several names, only as
+// host/trust.h allows.
 host::Descriptor OpenRegularFile(const std::string& path, const struct statx& expected, int access,
                                  bool follow) {
-  // Of the links to a file that is to be written only those of trusted users are followed.
   host::Descriptor file =
-      follow && access != O_RDONLY
-          ? host::OpenForOutput(path, access)
-          : host::OpenPath(path, access | O_NONBLOCK | (follow ? 0 : O_NOFOLLOW));
+      access != O_RDONLY ? host::OpenForOutput(path, access)
+                         : host::OpenPath(path, access | O_NONBLOCK | (follow ? 0 : O_NOFOLLOW));
   if (!file) return file;
   struct statx info {};
   int error = carbon::StatDescriptor(file.get(), &info);

@@ -44,8 +44,9 @@ inline constexpr UInt16 fsFromMark = 3;
 OSErr FSGetDataForkName(HFSUniStr255* name);
 
 // Opens the data fork at position 0; another name gives errFSForkNotFound. A final symbolic link is
-// followed to the file; anything that is not a regular file in the end gives notAFileErr. Other
-// errors: opWrErr, permErr, tmfoErr (32,767 forks are open).
+// followed to the file; anything that is not a regular file in the end gives notAFileErr. For
+// writing, links and files of other users are refused where host/trust.h says so. Other errors:
+// opWrErr, permErr, tmfoErr (32,767 forks are open).
 OSErr FSOpenFork(const FSRef* ref, unsigned long name_length, const UniChar* name,
                  SInt8 permissions, FSIORefNum* fork);
 

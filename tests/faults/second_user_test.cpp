@@ -11,7 +11,9 @@
 
 #include "files/directory_manipulator.h"
 #include "files/file_manipulator.h"
+#include "files/windows_file_handles.h"
 #include "files/windows_files.h"
+#include "host/file_names.h"
 #include "host/file_place.h"
 #include "host/file_replacement.h"
 #include "host/node_copy.h"
@@ -35,6 +37,13 @@ bool WriteStream(CComPtr<IStream> stream) {
 bool WritePieces(const std::string& path) {
   host::FileReplacement file;
   return file.Open(path, getenv("TMPDIR")) == 0 && file.Write("new") == 0 && file.Commit() == 0;
+}
+
+bool WriteHandle(const std::string& path) {
+  const HANDLE file = CreateFile(host::FileNameFromBytes(path).c_str(), kAccessWrite, 1, nullptr,
+                                 CREATE_ALWAYS, 0, nullptr);
+  const bool is_written = orvik::WriteFile(file, "new", 3, nullptr, nullptr) != FALSE;
+  return CloseHandle(file) != FALSE && is_written;
 }
 
 bool Export(const std::string& path) {
@@ -61,6 +70,7 @@ const Writer kWriters[] = {
     {"replacement", [](Path path) { return host::ReplaceFile(path, "new").error == 0; }},
     {"in place", [](Path path) { return host::ReplaceFile(path, "new", kInPlace).error == 0; }},
     {"replacement piece by piece", WritePieces},
+    {"handle", WriteHandle},
     {"export", Export},
     {"configuration", SaveConfiguration},
     {"shortcut", [](Path path) { return Files::CreateShortcut(File(path), File("/n")) == S_OK; }},
