@@ -49,6 +49,12 @@ bool Holds(const FilePlace& place, const std::string& name, std::string_view con
   return ReadBeside(place, name, content.size(), &present) && present == content;
 }
 
+// Puts the content of a file on disk that another process may just have written.
+int FlushBeside(const FilePlace& place, const std::string& name) {
+  const Descriptor file = OpenRegular(place.folder.get(), name.c_str(), O_RDONLY | O_NOFOLLOW);
+  return file && fsync(file.get()) == 0 ? 0 : errno;
+}
+
 bool HasOneName(int error) {
   return error == EPERM || error == EXDEV || error == EOPNOTSUPP || error == EMLINK;
 }
@@ -99,7 +105,7 @@ KeptFile KeepBeside(const FilePlace& place, std::string_view content, Flush flus
     if (HasOneName(error)) error = Copy(place, kept.name, content, flush);
     if (error != EEXIST || !Holds(place, kept.name, content)) return error;
     kept.made = false;
-    return 0;
+    return flush == Flush::kToDisk ? FlushBeside(place, kept.name) : 0;
   });
 }
 

@@ -7,6 +7,9 @@
 
 #include <cerrno>
 
+#include "host/file_place.h"
+#include "host/node_copy.h"
+
 namespace orvik::host {
 
 namespace {
@@ -53,6 +56,8 @@ int WritePrivateFile(int folder, const char* name, std::string_view content) {
   int error = WriteAll(file.get(), content);
   if (error == 0 && fsync(file.get()) != 0) error = errno;
   if (!file.Close() && error == 0) error = errno;
+  if (error == 0) error = FlushNames(folder, -1);
+  if (error == 0) error = FlushWay(folder);
   if (error != 0) unlinkat(folder, name, 0);
   return error;
 }

@@ -26,7 +26,8 @@ Descriptor MakePrivateFolder(const std::string& prefix, std::string* path);
 Descriptor OpenPrivateFolder(const std::string& base, std::span<const char* const> names,
                              bool make);
 
-// Makes a file of mode 0600 in the folder and flushes it to disk. EEXIST when the name is taken,
+// Makes a file of mode 0600 in the folder and puts it on disk, with its name and the folders on the
+// way to it. EEXIST when the name is taken,
 // by a link, too. A failure leaves no file.
 int WritePrivateFile(int folder, const char* name, std::string_view content);
 

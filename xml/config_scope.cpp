@@ -186,19 +186,20 @@ bool ConfigScope::IsValidRoot(const TiXmlElement* element) const {
          HasAttribute(element, "name", kRootName) && HasAttribute(element, "scope", name_);
 }
 
-void ConfigScope::WriteNew(IORVIKXMLWriter& writer) const {
-  writer.OutputXMLHeader();
-  writer.startElement("key");
-  writer.WriteTextAttribute("name", kRootName);
-  writer.WriteTextAttribute("scope", name_);
-  writer.endElement("key");
+CAtlStringA ConfigScope::NewText() const {
+  CComPtr<IORVIKXMLWriter> writer;
+  IORVIKXMLWriter::CreateORVIKXMLWriterOnString(&writer);
+  writer->OutputXMLHeader();
+  writer->startElement("key");
+  writer->WriteTextAttribute("name", kRootName);
+  writer->WriteTextAttribute("scope", name_);
+  writer->endElement("key");
+  return writer->get_output();
 }
 
 bool ConfigScope::CreateFile(const COrvikFilePath& path) const {
-  CComPtr<IORVIKXMLWriter> writer;
-  if (IORVIKXMLWriter::CreateORVIKXMLWriter(&writer, path) < 0) return false;
-  WriteNew(*writer);
-  return writer->Finish() == S_OK;
+  const std::optional<std::string> bytes = PathForLibc(path.GetFilePathString());
+  return bytes && host::ReplaceFile(*bytes, NewText().View()).error == 0;
 }
 
 TiXmlElement* ConfigScope::Load(bool from_temporary) {
@@ -243,11 +244,8 @@ TiXmlElement* ConfigScope::RootOrNew() {
   // A file that could not be read before may be readable now.
   if (!has_path() || Load(false) != nullptr) return root_;
   if (!CanKeepAside()) return nullptr;
-  CComPtr<IORVIKXMLWriter> writer;
-  IORVIKXMLWriter::CreateORVIKXMLWriterOnString(&writer);
-  WriteNew(*writer);
   document_.reset(new TiXmlDocument());
-  TiXmlHelper::InitializeTiXmlDocumentFromText(document_, writer->get_output().GetString());
+  TiXmlHelper::InitializeTiXmlDocumentFromText(document_, NewText().GetString());
   known().is_not_the_file = true;
   MakeConfigElements(*document_, index());
   return root_ = document_->FirstChildElement();
@@ -289,7 +287,8 @@ bool ConfigScope::Save() {
   bool is_readable = true;
   if (known().is_not_the_file) {
     std::string old;
-    const int error = host::ReadWholeFile(*path, &old);
+    host::OpenedFile opened;
+    const int error = host::ReadWholeFile(place, host::kNoSizeLimit, &old, &opened);
     if (error == EISDIR || error == EINVAL) return false;
     is_readable = error == 0 || error == ENOENT;
     if (!is_readable) {

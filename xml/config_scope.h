@@ -9,9 +9,9 @@
 
 #include "files/file_path.h"
 #include "host/replace_file.h"
+#include "strings/atl_string_a.h"
 #include "xml/config_index.h"
 #include "xml/config_store.h"
-#include "xml/xml_writer.h"
 
 namespace orvik {
 
@@ -29,7 +29,7 @@ class ConfigScope {
 
   // Whether it is the top element of its document and has the name and the scope's number.
   bool IsValidRoot(const TiXmlElement* element) const;
-  // Writes a configuration without keys.
+  // See CreateConfigFile.
   bool CreateFile(const COrvikFilePath& path) const;
 
   // See LoadXMLRootFromFile.
@@ -68,7 +68,8 @@ class ConfigScope {
   Known& known();
   // Reads a file that an earlier version saved with characters that XML cannot hold.
   bool LoadRepaired(const COrvikFilePath& file);
-  void WriteNew(IORVIKXMLWriter& writer) const;
+  // A configuration without keys.
+  CAtlStringA NewText() const;
   bool CanKeepAside() const;
   bool Print(std::string& text) const;
 

@@ -2,7 +2,9 @@
 // and the installer's recording under faults.
 
 #include <new>
+#include <sstream>
 
+#include "host/private_files.h"
 #include "host/system.h"
 #include "platform/core_foundation/collections.h"
 #include "platform/core_foundation/object.h"
@@ -21,6 +23,7 @@
 #include "strings/auto_release.h"
 #include "tests/faults/walk.h"
 #include "tests/files/support.h"
+#include "tools/orvikprefs/commands.h"
 #include "xml/config_store.h"
 #include "xml/xml_writer.h"
 
@@ -178,6 +181,55 @@ TEST(PreferenceFlushTest, SuccessMeansOnDiskAlsoWhereNothingChanges) {
   }
 }
 
+// So may a copy of a damaged file: it is flushed before the file goes.
+TEST(PreferenceFlushTest, ACopyThatWasKeptBeforeIsPutOnDisk) {
+  const ScopedEnvironment environment;
+  const auto flushes_of_repair = [](bool is_kept) {
+    const auto repair = [is_kept] {
+      {
+        const Paused paused;
+        WriteFile(FileOf(kUserScope), kDamaged);
+        fs::remove(FileOf(kUserScope) + ".damaged");
+        if (is_kept) WriteFile(FileOf(kUserScope) + ".damaged", kDamaged);
+      }
+      return RepairDomain(kUserScope, kDomain).status.ok();
+    };
+    const std::vector<bool> outcomes = OutcomesOfFailedFlushes(repair);
+    EXPECT_EQ(outcomes, std::vector<bool>(outcomes.size(), false));
+    return outcomes.size();
+  };
+  EXPECT_EQ(flushes_of_repair(true), flushes_of_repair(false) + 1);
+}
+
+// A folder that cannot be flushed has the new file all the same.
+TEST(PreferenceFlushTest, TheOldFileOrItsBackupOutlivesAChangeThatFails) {
+  const ScopedEnvironment environment;
+  const std::string file = FileOf(kUserScope), list = environment.folder() / "list";
+  WriteFile(list, "{\"A\": {\"text\": \"new\"}}");
+  const char* const words[] = {"orvikprefs", "--scope",  "user",    "--domain",  "com.example.walk",
+                               "import",     "--backup", "--quiet", list.c_str()};
+  bool is_kept = true;
+  const std::vector<bool> outcomes = OutcomesOfFailedFlushes([&] {
+    {
+      const Paused paused;
+      fs::remove_all(fs::path(file).parent_path());
+      WriteFile(file, kSound);
+    }
+    std::ostringstream out;
+    const int status = prefstool::Run(static_cast<int>(std::size(words)), words, false, out, out);
+    const Paused paused;
+    bool has_old = false;
+    for (const fs::directory_entry& entry : fs::directory_iterator(fs::path(file).parent_path())) {
+      has_old = has_old || (entry.file_size() != 0 && ReadFile(entry.path()) == kSound);
+    }
+    is_kept = is_kept && has_old;
+    return status == 0;
+  });
+  EXPECT_GE(outcomes.size(), 4u);
+  EXPECT_EQ(outcomes, std::vector<bool>(outcomes.size(), false));
+  EXPECT_TRUE(is_kept);
+}
+
 TEST(PreferenceFlushTest, AStrictRunFailsWithItsLastFlush) {
   const ScopedEnvironment environment;
   const ScopedVariable strict("ORVIK_STRICT", "1");
@@ -242,6 +294,11 @@ bool IsBeginning(const std::string& path, const std::string* content) {
   return path == "home/doc.xml" && content != nullptr && kWhole.starts_with(*content);
 }
 
+// What a killed process leaves is not taken for the text of a file.
+bool IsBeginningOfPrivateFile(const std::string& path, const std::string* content) {
+  return path == "home/Library/own/file" && content != nullptr;
+}
+
 // A file that is not a configuration is kept beside before it is replaced.
 bool IsDiscarded(const std::string& path, const std::string* content) {
   return path == "home/config.xml.discarded" && content != nullptr && *content == "x";
@@ -289,6 +346,18 @@ OperationTable DocumentOperations() {
   const auto nothing = [] {};
   add("configuration", With("/config.xml", kConfig), SaveConfig);
   add("configuration, first of all", nothing, SaveConfig);
+  add("configuration, emptied", With("/config.xml", kConfig), [] {
+    return CreateConfigFile(File(InHome("/config.xml")), 1) ? Reported::kDone : Reported::kFailed;
+  });
+  Operation& kept = add("private file", nothing, [] {
+    constexpr const char* kFolders[] = {"Library", "own"};
+    const host::Descriptor folder = host::OpenPrivateFolder(InHome(""), kFolders, true);
+    const int error = folder ? host::WritePrivateFile(folder.get(), "file", "text") : errno;
+    return error == 0 ? Reported::kDone : Reported::kFailed;
+  });
+  kept.steps = Steps::kWhenKilled;
+  kept.also = IsBeginningOfPrivateFile;
+  kept.repeats = false;
   Operation& wrong = add("configuration, wrong file", With("/config.xml", "x"), SaveConfig);
   wrong.steps = Steps::kAlways;
   wrong.also = IsDiscarded;
@@ -304,7 +373,8 @@ OperationTable DocumentOperations() {
   for (Operation& operation : add) {
     // Streams and the writer flush nothing.
     const bool is_durable = operation.name.starts_with("configuration") ||
-                            operation.name == "property file" || operation.name == "postflight";
+                            operation.name == "property file" || operation.name == "private file" ||
+                            operation.name == "postflight";
     if (is_durable) operation.durable = Durable::kDone;
   }
   return add;

@@ -154,11 +154,14 @@ DomainFiles DomainsOf(int scope) {
 Carried CarryOut(const Context& context, Transaction& transaction, bool backs_up, bool rehearses) {
   Carried carried;
   int error = 0;
+  const std::string file = PreferenceFilePath(context.scope, context.domain);
+  host::FileIdentity copied;
   if (backs_up && !rehearses) {
     transaction.RequireThat(u"", u"", [&](const plist::Value&) {
       // Asked again, the file has changed meanwhile.
       if (!carried.backup.empty()) host::RemoveFile(carried.backup, host::Obstacles::kRespect);
-      error = CopyBeside(PreferenceFilePath(context.scope, context.domain), &carried.backup);
+      error = CopyBeside(file, &carried.backup);
+      copied = host::IdentityOf(file);
       return error == 0;
     });
   }
@@ -168,9 +171,15 @@ Carried CarryOut(const Context& context, Transaction& transaction, bool backs_up
   carried.has_copy = error == 0;
   if (error != 0) {
     context.FailFile(carried.backup, error, true);
-  } else if (!carried.backup.empty() && (!carried.status.ok() || result.before == result.after)) {
-    host::RemoveFile(carried.backup, host::Obstacles::kRespect);
-    carried.backup.clear();
+  } else if (!carried.backup.empty()) {
+    const bool is_changed =
+        carried.status.ok() ? result.before != result.after : host::IdentityOf(file) != copied;
+    if (!is_changed) {
+      host::RemoveFile(carried.backup, host::Obstacles::kRespect);
+      carried.backup.clear();
+    } else if (!carried.status.ok()) {
+      context.Fail(kNotSaved, "the old file is kept as " + Quoted(carried.backup));
+    }
   }
   return carried;
 }

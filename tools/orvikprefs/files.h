@@ -58,7 +58,9 @@ struct Carried {
 // FILE.backup-2026-11-25T20:15:01Z (then "-2" to "-100"; nothing is overwritten); "import
 // --replace" takes it back. The copy is made under the lock, when all conditions hold, and on disk
 // before the change. It is removed again when nothing changes, and a domain without a file, or a
-// rehearsal, has none. When it fails a message is printed; the exit status is then kNotSaved.
+// rehearsal, has none. When it fails a message is printed; the exit status is then kNotSaved. A
+// change that fails when the new file is there already (its folder cannot be flushed) leaves the
+// copy, and a message says so.
 Carried CarryOut(const Context& context, Transaction& transaction, bool backs_up,
                  bool rehearses = false);
 
