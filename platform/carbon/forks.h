@@ -45,8 +45,9 @@ OSErr FSGetDataForkName(HFSUniStr255* name);
 
 // Opens the data fork at position 0; another name gives errFSForkNotFound. A final symbolic link is
 // followed to the file; anything that is not a regular file in the end gives notAFileErr. For
-// writing, links and files of other users are refused where host/trust.h says so. Other errors:
-// opWrErr, permErr, tmfoErr (32,767 forks are open).
+// writing, a link of another user in a folder that others can change is refused, and that user's
+// file in a sticky folder that everyone may write. Other errors: opWrErr, permErr, tmfoErr (32,767
+// forks are open).
 OSErr FSOpenFork(const FSRef* ref, unsigned long name_length, const UniChar* name,
                  SInt8 permissions, FSIORefNum* fork);
 
