@@ -27,8 +27,7 @@ Descriptor OpenPrivateFolder(const std::string& base, std::span<const char* cons
                              bool make);
 
 // Makes a file of mode 0600 in the folder and puts it on disk, with its name and the folders on the
-// way to it. EEXIST when the name is taken,
-// by a link, too. A failure leaves no file.
+// way to it. EEXIST when the name is taken, by a link, too. A failure leaves no file.
 int WritePrivateFile(int folder, const char* name, std::string_view content);
 
 // Reads a whole file of the folder. EPERM for a link and for a file of another user, EFBIG for more

@@ -213,9 +213,9 @@ int OpenVolumeTrash(const std::string& top, bool create, std::string* files) {
   const std::string shared = ChildPath(top, ".Trash");
   struct stat info;
   if (const int error = StatPath(top, 0, &info)) return error;
-  if (OthersCanRename(info)) return EACCES;
+  if (!MayTrashIn(info)) return EACCES;
   if (StatPath(shared, AT_SYMLINK_NOFOLLOW, &info) == 0 && S_ISDIR(info.st_mode) &&
-      (info.st_mode & S_ISVTX) != 0 && !OthersCanRename(info) &&
+      (info.st_mode & S_ISVTX) != 0 && MayTrashIn(info) &&
       OpenTrash(ChildPath(shared, user), AT_SYMLINK_NOFOLLOW, create, files) == 0) {
     return 0;
   }

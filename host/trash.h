@@ -2,11 +2,10 @@
 // "files", which holds what was thrown away, "info", which says for each where it came from, and
 // "directorysizes", which says how much room the folders in "files" take.
 //
-// The home trash ($XDG_DATA_HOME/Trash, else ~/.local/share/Trash) serves the volume of the home;
-// root with another user's home has its own (OwnHomeFolder in system.h), so that neither gets the
-// other's files, and that user's trash stays usable;
-// another volume has $top/.Trash/$uid when an administrator made $top/.Trash (a real folder with
-// the sticky bit), else $top/.Trash-$uid.
+// The home trash ($XDG_DATA_HOME/Trash, else ~/.local/share/Trash) serves the volume of the home.
+// Root with another user's home has its own (OwnHomeFolder in system.h), so that neither gets the
+// other's files, and that user's trash stays usable. Another volume has $top/.Trash/$uid when an
+// administrator made $top/.Trash (a real folder with the sticky bit), else $top/.Trash-$uid.
 //
 // The info file of an item is written first, so that a process killed in between leaves an info
 // file without an item, which that form allows. Such an info file keeps its name in use for a day,
@@ -31,7 +30,7 @@ std::string HomeTrash();
 // The "files" folder of the home trash, or of the trash of the volume that is mounted at `top`.
 // With `create` it is made when it is missing (mode 0700, with its "info"); without, ENOENT when
 // there is none. A trash that belongs to someone else or cannot be written is refused, on a volume
-// also one that is a link, or that another user could replace (EACCES; trust.h).
+// also one that is a link, or, for root, that another user could replace (EACCES; trust.h).
 int OpenHomeTrash(bool create, std::string* files);
 int OpenVolumeTrash(const std::string& top, bool create, std::string* files);
 

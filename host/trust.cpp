@@ -28,9 +28,9 @@ bool OthersCanChange(const struct stat& folder) {
   return !IsTrusted(folder.st_uid) || (folder.st_mode & (S_IWGRP | S_IWOTH)) != 0;
 }
 
-bool OthersCanRename(const struct stat& folder) {
+bool MayTrashIn(const struct stat& folder) {
   const bool is_sticky = (folder.st_mode & S_ISVTX) != 0;
-  return OthersCanChange(folder) && !(is_sticky && IsTrusted(folder.st_uid));
+  return geteuid() != 0 || !OthersCanChange(folder) || (is_sticky && IsTrusted(folder.st_uid));
 }
 
 bool MayFollow(const struct stat& link, const struct stat& folder) {

@@ -20,10 +20,9 @@
 //   a lock or its record
 //   a copy kept beside a damaged file    relies on it only if it belongs to root, to the caller, or
 //                                        to the owner of the folder or of the damaged file
-//   the trash of a volume                uses it only where no other user can put another under its
-//                                        name: the volume's top, and `.Trash` there, belong to root
-//                                        or to the caller, and others may write there only if the
-//                                        folder is sticky
+//   the trash of a volume                root uses it only where no other user can put another in
+//                                        its place: the volume's top, and `.Trash` there, belong to
+//                                        root, and others may write there only if it is sticky
 //   what has just been made              is given to the folder's owner, and to its group, by the
 //                                        descriptor it was made with (file_place.h)
 //   anything that is read                opens it only if it is a regular file (descriptor.h)
@@ -46,9 +45,8 @@ namespace host {
 // Whether a user other than root and the caller may add, rename or remove entries of the folder.
 bool OthersCanChange(const struct stat& folder);
 
-// Whether such a user may rename or remove an entry that belongs to root or to the caller: not in a
-// sticky folder of these two.
-bool OthersCanRename(const struct stat& folder);
+// Whether the trash that the folder holds may be used.
+bool MayTrashIn(const struct stat& folder);
 
 // Whether the symbolic link in the folder may be followed.
 bool MayFollow(const struct stat& link, const struct stat& folder);

@@ -179,7 +179,7 @@ TEST_F(TrashTest, OtherVolumesHaveTheirOwn) {
   EXPECT_EQ(open(), top / (".Trash-" + user) / "files");
   fs::permissions(top / ".Trash", fs::perms::all | fs::perms::sticky_bit);
   EXPECT_EQ(open(), top / ".Trash" / user / "files");
-  // Another user could put a folder of their own under the name.
+  // Another user could put a folder of their own under the name, for root.
   constexpr uid_t kOther = 4711;
   if (chown((top / ".Trash").c_str(), kOther, 0) == 0) {
     EXPECT_EQ(open(), top / (".Trash-" + user) / "files");
@@ -191,7 +191,7 @@ TEST_F(TrashTest, OtherVolumesHaveTheirOwn) {
   fs::create_directory_symlink(env_.temp(), top / ".Trash");
   EXPECT_EQ(open(), top / (".Trash-" + user) / "files");
   fs::permissions(top, fs::perms(0777));
-  EXPECT_EQ(OpenVolumeTrash(top.string(), true, &files_), EACCES);
+  EXPECT_EQ(OpenVolumeTrash(top.string(), true, &files_), geteuid() == 0 ? EACCES : 0);
 }
 
 }  // namespace
