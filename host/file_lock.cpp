@@ -24,6 +24,7 @@ namespace {
 using Clock = std::chrono::steady_clock;
 
 constexpr char kHeldName[] = ".orvik.lock.held";
+constexpr char kAsidePrefix[] = ".orvik.lock.held.";  // of a stale one; a process id follows
 constexpr off_t kQueueByte = 0;
 constexpr off_t kHolderByte = 1;
 // The lock file is to be opened again. No error number: EAGAIN is EWOULDBLOCK.
@@ -76,7 +77,7 @@ bool IsStale(int file) {
 
 // Removes what processes have left that were killed while they took a stale file away.
 void RemoveLeftovers(int folder, const struct stat& attributes) {
-  const std::string beginning = std::string(kHeldName) + ".";
+  constexpr std::string_view beginning = kAsidePrefix;
   std::vector<std::string> names;
   ListFolder(folder, [&](const dirent& entry) {
     const std::string_view name = entry.d_name;
@@ -102,7 +103,7 @@ int RemoveStale(int folder, const struct stat& attributes) {
   if (error != 0) return error == EINVAL ? EINVAL : EAGAIN;
   if (!IsStale(file.get())) return EAGAIN;
   RemoveLeftovers(folder, attributes);
-  const std::string aside = std::string(kHeldName) + "." + std::to_string(getpid());
+  const std::string aside = kAsidePrefix + std::to_string(getpid());
   if (renameat(folder, kHeldName, folder, aside.c_str()) != 0) return EAGAIN;
   if (!HasName(file.get(), folder, aside.c_str())) {
     RenameWithoutReplacing(folder, aside.c_str(), folder, kHeldName);
