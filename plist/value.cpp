@@ -200,10 +200,10 @@ struct Value::DictionaryNode : Node {
 
 template <class Kind>
 Kind* Value::node() const {
-  return static_cast<Kind*>(std::bit_cast<Node*>(bits_));
+  return static_cast<Kind*>(std::bit_cast<Node*>(static_cast<std::uintptr_t>(bits_)));
 }
 
-Value::Value(Type type, Node* node) : bits_(std::bit_cast<std::uint64_t>(node)), type_(type) {}
+Value::Value(Type type, Node* node) : bits_(std::bit_cast<std::uintptr_t>(node)), type_(type) {}
 
 Value::Value(const Value& other) noexcept
     : bits_(other.bits_), type_(other.type_), detail_(other.detail_) {

@@ -40,12 +40,18 @@ class OpenFork {
     return 0;
   }
   int Read(SInt64 place, unsigned long count, char* buffer, unsigned long* done) const {
-    return host::ReadAt(file_.get(), buffer, count, place, done);
+    std::size_t bytes = 0;
+    const int error = host::ReadAt(file_.get(), buffer, count, place, &bytes);
+    *done = bytes;
+    return error;
   }
   int Write(SInt64 place, unsigned long count, const char* buffer, unsigned long* done) {
     if (!may_write_) return EBADF;
     if (count > static_cast<UInt64>(kLargestFork - place)) return EFBIG;
-    return host::WriteAllAt(file_.get(), {buffer, count}, place, done);
+    std::size_t bytes = 0;
+    const int error = host::WriteAllAt(file_.get(), {buffer, count}, place, &bytes);
+    *done = bytes;
+    return error;
   }
   int Close() { return file_.Close() || errno == EINTR ? 0 : errno; }
 

@@ -61,7 +61,7 @@ const NSString* NSDate::description() const {
   if (!(std::abs(time_) < kFarthest)) return Autoreleased(NSString::NewFromAscii("no date"));
   using namespace std::chrono;
   const sys_seconds moment =
-      sys_days(2001y / January / 1) + seconds(static_cast<long>(std::floor(time_)));
+      sys_days(2001y / January / 1) + seconds(static_cast<std::int64_t>(std::floor(time_)));
   const sys_days day = floor<days>(moment);
   const year_month_day date(day);
   const hh_mm_ss time(moment - day);

@@ -114,7 +114,8 @@ TEST_F(FilePathOnDisk, MeasuresRegularFilesOnly) {
     EXPECT_EQ(File(At(name)).GetFileSize(), 0xFFFFFFFFu) << name;
     EXPECT_EQ(File(At(name)).GetFileChecksum(), 0u) << name;
   }
-  for (const off_t size : {0x80000000l, 0xFFFFFFFEl, 0xFFFFFFFFl, 0x100000005l}) {
+  for (const off_t size :
+       std::initializer_list<off_t>{0x80000000, 0xFFFFFFFE, 0xFFFFFFFF, 0x100000005}) {
     ASSERT_EQ(truncate(At("f").c_str(), size), 0);
     EXPECT_EQ(File(At("f")).GetFileSize(), std::min<off_t>(size, 0xFFFFFFFF));
   }

@@ -283,8 +283,8 @@ TEST(OrderedOutcome, KeepsTheFirstThousandFailures) {
   ordered.Add(1500, "f/", "x", 0, Side::kSource);
   TreeOutcome report;
   ordered.AddTo(&report);
-  EXPECT_EQ((std::vector{report.done, report.failed, report.failures.size()}),
-            (std::vector<std::size_t>{1, 1500, 1000}));
+  EXPECT_EQ((std::vector<std::uint64_t>{report.done, report.failed, report.failures.size()}),
+            (std::vector<std::uint64_t>{1, 1500, 1000}));
   EXPECT_EQ(report.failures.front().path + report.failures.back().path, "f/0f/999");
   EXPECT_EQ(report.failures.back().side, Side::kTarget);
 }
@@ -362,7 +362,8 @@ TEST_F(TreeRemovalTest, GoesOnAfterAFailureAndReportsIt) {
     const WithoutRootRights without(env_.folder(), top_ / "tree/a/b/theirs");
     EXPECT_EQ(Remove(top_ / "tree", &report), EACCES);
   }
-  ASSERT_EQ((std::vector{report.failed, report.failures.size()}), (std::vector{1ul, 1ul}));
+  EXPECT_EQ(report.failed, 1u);
+  ASSERT_EQ(report.failures.size(), 1u);
   EXPECT_EQ(report.failures[0].path, "a/b/theirs/kept");
   EXPECT_EQ(report.failures[0].error, EACCES);
   EXPECT_EQ(report.done, 5u);

@@ -208,7 +208,7 @@ TEST_F(SharedLockTest, ARecordFromBeforeItsProcessWasStartedIsFree) {
                                       {whole - 1000 * kMillisecond, true},
                                       {whole - 2000 * kMillisecond, false},
                                       {(start - 55 * kMillisecond) | 1, false}}) {
-    const timespec changed = {time / 1'000'000'000, time % 1'000'000'000};
+    const timespec changed = {time / 1'000'000'000, static_cast<long>(time % 1'000'000'000)};
     const timespec times[2] = {changed, changed};
     utimensat(AT_FDCWD, RecordFile().c_str(), times, 0);
     EXPECT_EQ(IsGlobalSharedPListLocked(kDomain), is_held) << start - time;

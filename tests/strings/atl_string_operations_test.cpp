@@ -155,7 +155,7 @@ TEST(CAtlStringOperations, FormatsByTheTypesOfTheArguments) {
   CAtlString text;
   text.Format(u"%s %s %s", std::u16string(u"a\0b", 3), std::string_view(), nullptr);
   EXPECT_EQ(text.View(), u16string_view(u"a\0b  (null)", 11));
-  text.Format(u"%d %u %x %hhd %lld %c%C %p %*d|%.*f|%Lf", 5'000'000'000, -1, -1L, 257, short{-7},
+  text.Format(u"%d %u %x %hhd %lld %c%C %p %*d|%.*f|%Lf", 5'000'000'000, -1, -1LL, 257, short{-7},
               'c', u'\u20AC', static_cast<void*>(nullptr), 4, 1, 2, 0.25f, 1.5);
   EXPECT_EQ(text.View(),
             u"5000000000 4294967295 ffffffffffffffff 1 -7 c\u20AC 0x0    1|0.25|1.500000");
