@@ -62,13 +62,14 @@ struct MoveOptions {
 int MoveWithoutReplacing(const std::string& from, const std::string& to,
                          const MoveOptions& options = {});
 
-// The part that renames, with names in open folders: EXDEV for another volume. The monitor is told
-// the bytes of a renamed file.
+// Renames an entry of an open folder: 0, or an errno, EXDEV when the target is on another volume.
+// The monitor is told the bytes of a renamed file.
 int RenameEntry(int from, const char* from_name, int to, const char* to_name,
                 const MoveOptions& options);
 
-// The part that copies, for any two volumes. The names of the folders on the way to the target are
-// put on disk first; with names in open folders that is the caller's task (FlushWay).
+// Copies to the target, then removes the source, for any two volumes. The form with paths first
+// flushes the names of the target's folders; callers of the form with open folders do that
+// themselves (FlushWay).
 int CopyThenRemove(int from, const char* from_name, int to, const char* to_name,
                    const MoveOptions& options);
 int CopyThenRemove(const std::string& from, const std::string& to, const MoveOptions& options = {});

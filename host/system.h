@@ -37,8 +37,9 @@ std::string HomeFolder();
 // another user, who owns it. False for every other caller.
 bool BelongsToAnotherUser(const std::string& folder);
 
-// The home for what is the caller's alone, as a trash: HomeFolder(), but for root with the home of
-// another user (a HOME that sudo has kept) root's own home in the password database, else "/".
+// The home for files of the caller alone, such as a trash. This is HomeFolder(), except when root
+// has the home of another user (a HOME that sudo has kept): then it is root's home in the password
+// database, else "/".
 std::string OwnHomeFolder();
 
 // An entry of the password database (getpwuid_r(3)); nothing when it has none of the number.

@@ -87,8 +87,8 @@ XMLConfigFileInfo GetXMLConfigFileInfo(int scope);
 TiXmlElement* LoadXMLRootFromFile(int scope, bool from_temporary);
 // The root, from the first call on; null as long as there is none.
 TiXmlElement* FindXMLRootElement(int scope);
-// The root; that of a new document when there is none. Null when what is at the path is not a
-// file, or lies in a folder where it could not be kept.
+// The root, or the root of a new document when there is none. Null when the path leads to something
+// other than a regular file, or when its folder takes no copy of the file to be replaced.
 TiXmlElement* GetXMLConfigRootElement(int scope);
 
 // Replaces the configuration file as a whole: a reader sees the old one or the new one. Its mode,

@@ -35,7 +35,7 @@ TEST_F(WindowsFilesTest, ExistenceAndKind) {
     EXPECT_EQ(PathFileExists(none), FALSE);
   }
   EXPECT_EQ(PathFileExists(u"/"), TRUE);
-  // What lies behind a NUL, or the end of a fixed buffer, belongs to the name.
+  // A name does not end at a NUL, nor at the size of a fixed buffer.
   for (const CAtlString& more : {CAtlString(u"\0more", 5), CAtlString(u'x', 300)}) {
     EXPECT_FALSE(COrvikFilePath(Text(At("file")) + more).FileExists());
   }

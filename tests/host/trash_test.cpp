@@ -51,7 +51,7 @@ TEST_F(TrashTest, TheHomeTrashIsMadeOnDemand) {
   EXPECT_EQ(files_, top_ / "data/Trash/files");
 }
 
-// fuzz/trash_info_fuzzer.cpp has any path and name, and what is kept.
+// The fuzz target trash_info covers any path and name, and which info files stay.
 TEST_F(OpenTrashTest, InfoFilesSayWhereThingsCameFrom) {
   const std::string text = InfoOf("/some where/caf\xC3\xA9%[\n].txt");
   EXPECT_TRUE(

@@ -72,14 +72,14 @@ TEST_F(LoginWindowPlistTest, UpdatesEveryMatchAndAppendsOtherwise) {
             R"({"Hide":false,"Path":"/applications/A.app"}],"x":1})");
 }
 
-// The fuzz target login_items knows other roots. setPlist copies the root alone: what lies in it
-// stays as immutable as it was.
+// setPlist copies only the root; its contents stay immutable. The fuzz target login_items covers
+// other roots.
 TEST_F(LoginWindowPlistTest, RefusesAListThatIsMissingOrCannotBeChanged) {
   Load("<dict><key>x</key><string>y</string></dict>");
   EXPECT_EQ(file_->autoLaunchedAppDictArr(), nullptr);
   EXPECT_EQ(Log(), "entering " + kGet + "\nleaving " + kGet +
                        ", unable to get AutoLaunchedApplicationDictionary array\n");
-  // No path is no item.
+  // An item needs a path.
   EXPECT_EQ(file_->addFilePathToAutoLaunchedAppDictArr(nullptr), NO);
   EXPECT_EQ(Written(), R"({"x":"y"})");
   const std::string xml = std::string("<dict><key>AutoLaunchedApplicationDictionary</key><array>") +

@@ -189,7 +189,7 @@ TEST_F(SharedLockTest, TheWayToTheRecordIsExamined) {
     EXPECT_EQ(WritePreferenceString(0, u"K", u"n", u"v", kDomain), 0u);
     EXPECT_FALSE(fs::exists(RecordFile()));
   }
-  // Nothing can be saved any longer, but what is there is found.
+  // Saving fails without the lock. Existing values are still found.
   EXPECT_EQ(DeletePreference(0, u"none", u"n", kDomain), kPreferenceNotFound);
   EXPECT_EQ(DeletePreference(0, u"K", u"n", kDomain), 0u);
   EXPECT_EQ(OnDisk(SharedFile()), R"({"K":{"n":"v"}})");

@@ -105,7 +105,7 @@ TEST_F(EditTest, EditsATreeAsJson) {
   EXPECT_EQ(Edit("true", "new"), 0);
   EXPECT_EQ(Edit("false", "new"), 3);
   EXPECT_TRUE(Contains(error_, "failed; nothing changed\n"));
-  // What was written before the editor failed is kept.
+  // A text that was changed before the editor failed is kept.
   EXPECT_EQ(Edit("echo written >\"$1\"; false", "new"), 3);
   const std::size_t kept = error_.find("the text is kept in \"");
   ASSERT_NE(kept, error_.npos) << error_;

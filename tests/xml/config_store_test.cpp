@@ -231,7 +231,7 @@ TEST_F(ConfigStoreTest, WhatIsDiscardedIsKeptBesideBySavingOnly) {
   EXPECT_EQ(fs::status(file_).permissions(), fs::perms::owner_read | fs::perms::owner_write);
   Use(file_);
   EXPECT_EQ(V(), 1);
-  // There is nothing to keep of an empty file, and what is not a file is never moved.
+  // An empty file is replaced without a copy. A folder or a pipe is never moved.
   UseContent("");
   Put(1);
   Save();
