@@ -12,6 +12,7 @@
 
 #include "files/file_manipulator.h"
 #include "files/path_arguments.h"
+#include "files/whole_file.h"
 #include "host/keep_beside.h"
 #include "host/replace_file.h"
 #include "host/trust.h"
@@ -198,8 +199,7 @@ CAtlStringA ConfigScope::NewText() const {
 }
 
 bool ConfigScope::CreateFile(const COrvikFilePath& path) const {
-  const std::optional<std::string> bytes = PathForLibc(path.GetFilePathString());
-  return bytes && host::ReplaceFile(*bytes, NewText().View()).error == 0;
+  return WriteWholeFile(path, NewText().View());
 }
 
 TiXmlElement* ConfigScope::Load(bool from_temporary) {

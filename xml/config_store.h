@@ -55,9 +55,9 @@ namespace [[gnu::visibility("default")]] orvik {
 bool SetXMLConfig(int scope, COrvikFilePath path);
 bool IsXMLConfigSet(int scope);
 
-// Writes a configuration without keys to the path, whatever the file held before; a reader sees the
-// old file or the new one, whole. False when the file cannot be created or replaced: then it is as
-// it was.
+// Writes a configuration without keys to the path, whatever the file held before, as WriteWholeFile
+// does (files/whole_file.h): a reader sees the old file or the new one, but for a file that can
+// only be written where it is. Not flushed. False when the file cannot be created or written.
 bool CreateConfigFile(COrvikFilePath path, int scope);
 
 enum class XMLConfigFileState {

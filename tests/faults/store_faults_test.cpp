@@ -346,7 +346,7 @@ OperationTable DocumentOperations() {
   const auto nothing = [] {};
   add("configuration", With("/config.xml", kConfig), SaveConfig);
   add("configuration, first of all", nothing, SaveConfig);
-  add("configuration, emptied", With("/config.xml", kConfig), [] {
+  add("emptied configuration", With("/config.xml", kConfig), [] {
     return CreateConfigFile(File(InHome("/config.xml")), 1) ? Reported::kDone : Reported::kFailed;
   });
   Operation& kept = add("private file", nothing, [] {

@@ -134,6 +134,11 @@ TEST_F(ConfigStoreTest, NewFilesHaveTheExactText) {
               "<key name=\"ORVIK Technologies\" scope=\"" +
                   std::string(scope) + "\"/>");
   }
+  // A file that can only be written where it is.
+  fs::create_hard_link(At("new.xml"), At("second"));
+  WriteFile(At("second"), "old");
+  EXPECT_TRUE(CreateConfigFile(File(At("new.xml")), 1));
+  EXPECT_EQ(ReadFile(At("second")).find("<?xml"), 0u);
   EXPECT_FALSE(CreateConfigFile(File(At("no/file")), 1));
 }
 
