@@ -257,7 +257,8 @@ int fchown(int file, uid_t owner, gid_t group) noexcept {
   return Pass(Call::kAttribute, "fchown", file, owner, group);
 }
 int futimens(int file, const timespec times[2]) noexcept {
-  return Pass(Call::kAttribute, "futimens", file, times);
+  constexpr bool kLongTimes = sizeof(time_t) == sizeof(long);
+  return Pass(Call::kAttribute, kLongTimes ? "futimens" : "__futimens64", file, times);
 }
 
 // Memory that the loader keeps. The leak checker knows it by its caller, which here is FaultMalloc.
@@ -280,9 +281,17 @@ void* realloc(void* block, size_t size) noexcept {
 int Open32(const char*, int, ...) __asm__("open") __attribute__((alias("open64"), copy(open)));
 int OpenAt32(int, const char*, int, ...) __asm__("openat")
     __attribute__((alias("openat64"), copy(openat)));
-int Fcntl32(int, int, ...) __asm__("fcntl") __attribute__((alias("fcntl64"), copy(fcntl)));
 FILE* Fopen32(const char*, const char*) __asm__("fopen")
     __attribute__((alias("fopen64"), copy(fopen)));
+// With 64-bit times on a 32-bit system fcntl has one more name.
+int Fcntl32(int, int, ...) __asm__("fcntl");
+int Fcntl32(int file, int command, ...) {
+  va_list arguments;
+  va_start(arguments, command);
+  void* const argument = va_arg(arguments, void*);
+  va_end(arguments);
+  return fcntl(file, command, argument);
+}
 
 }  // extern "C"
 

@@ -2,7 +2,6 @@
 
 #include <signal.h>
 #include <sys/file.h>
-#include <sys/syscall.h>
 #include <sys/wait.h>
 
 #include <chrono>
@@ -112,7 +111,7 @@ TEST_F(FolderLockTest, WhereNothingIsKeptNothingIsLeft) {
 
 // Makes the kernel answer as a volume without locks does.
 void ForbidLocks() {
-  ForbidCall(SYS_fcntl, 1, Compare::kEqual, F_OFD_SETLK, ENOLCK);
+  ForbidCall(kFcntl, 1, Compare::kEqual, F_OFD_SETLK, ENOLCK);
 }
 
 // Whoever may only read the folder can lock nothing that counts.

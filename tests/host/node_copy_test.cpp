@@ -231,20 +231,21 @@ using MoveFileTest = EnvironmentTest;
 // The road to another volume, taken on one.
 TEST_F(MoveFileTest, CopiesATreeWithWhatItCarriesAndRemovesTheSource) {
   const fs::path from = top_ / "tree", to = top_ / "moved";
+  const auto long_ago = fs::last_write_time(top_) - std::chrono::hours(9000);
   Plant(from, "sub/file=content link->nowhere pipe|");
   fs::permissions(from / "sub/file", fs::perms(0750));
   fs::permissions(from / "sub", fs::perms(0711));
   fs::permissions(from, fs::perms(0705));
-  fs::last_write_time(from / "sub/file", fs::file_time_type());
+  fs::last_write_time(from / "sub/file", long_ago);
   fs::create_hard_link(from / "sub/file", from / "second");
-  fs::last_write_time(from / "sub", fs::file_time_type());
+  fs::last_write_time(from / "sub", long_ago);
   ASSERT_EQ(CopyThenRemove(from, to), 0);
   EXPECT_EQ(TreeText(top_),
             "moved/ moved/link->nowhere moved/pipe| moved/second=content moved/sub/ "
             "moved/sub/file=content");
   EXPECT_EQ(ModeOf(to / "sub/file"), 0750u);
-  EXPECT_EQ(fs::last_write_time(to / "sub/file"), fs::file_time_type());
-  EXPECT_EQ(fs::last_write_time(to / "sub"), fs::file_time_type());
+  EXPECT_EQ(fs::last_write_time(to / "sub/file"), long_ago);
+  EXPECT_EQ(fs::last_write_time(to / "sub"), long_ago);
   EXPECT_EQ(ModeOf(to / "sub"), 0711u);
   EXPECT_EQ(ModeOf(to), 0705u);
   EXPECT_TRUE(fs::equivalent(to / "second", to / "sub/file"));

@@ -192,7 +192,7 @@ TEST_F(ReplaceFileTest, FoldersAreFlushedAtTheEndOfTheOuterDelay) {
   EXPECT_EQ(results[0], 0);
   const int error = InProcesses(1, [this](int) {  // a folder that cannot be kept open until then
     FolderFlushDelay delay;
-    ForbidCall(SYS_fcntl, 1, Compare::kEqual, F_DUPFD_CLOEXEC, EMFILE);
+    ForbidCall(kFcntl, 1, Compare::kEqual, F_DUPFD_CLOEXEC, EMFILE);
     return ReplaceFile(file_, "y", {.flush = Flush::kToDisk}).error == 0 ? delay.Finish() : 0;
   })[0];
   EXPECT_EQ(error, EMFILE);

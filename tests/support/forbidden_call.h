@@ -4,6 +4,7 @@
 #include <linux/filter.h>
 #include <linux/seccomp.h>
 #include <sys/prctl.h>
+#include <sys/syscall.h>
 
 #include <cstddef>
 #include <iterator>
@@ -11,6 +12,12 @@
 namespace orvik::test {
 
 enum class Compare : unsigned short { kEqual = BPF_JEQ, kAnyBit = BPF_JSET };
+
+#ifdef SYS_fcntl64  // 32-bit systems
+inline constexpr unsigned kFcntl = SYS_fcntl64;
+#else
+inline constexpr unsigned kFcntl = SYS_fcntl;
+#endif
 
 // From here on the call fails in this process if the argument, counted from 0, compares so.
 inline void ForbidCall(unsigned call, unsigned argument, Compare compare, unsigned value,
