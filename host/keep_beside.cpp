@@ -101,7 +101,8 @@ int Link(const FilePlace& place, const std::string& name) {
 KeptFile KeepBeside(const FilePlace& place, std::string_view content, Flush flush,
                     std::string_view suffix) {
   return WithFreeName(place, suffix, flush, [&](KeptFile& kept) {
-    int error = Link(place, kept.name);
+    int error = flush == Flush::kToDisk ? FlushBeside(place, place.name) : 0;
+    if (error == 0) error = Link(place, kept.name);
     if (HasOneName(error)) error = Copy(place, kept.name, content, flush);
     if (error != EEXIST || !Holds(place, kept.name, content)) return error;
     kept.made = false;

@@ -25,9 +25,7 @@ struct KeptFile {
 
 // Gives a file with this content a second name, or copies it with its properties where that cannot
 // be done. A kept file that has the content already will do, unless it belongs to a user who could
-// not have changed the file. With Flush::kToDisk the kept file is on disk afterwards: the content
-// of one that was there already is flushed, that of a second name is on disk as it was under the
-// first.
+// not have changed the file. With Flush::kToDisk the kept file is on disk afterwards.
 KeptFile KeepBeside(const FilePlace& place, std::string_view content, Flush flush,
                     std::string_view suffix = kDamagedSuffix);
 

@@ -295,7 +295,12 @@ TEST_F(KeepBesideTest, AnUnreadFileKeepsItsNameUntilItIsSuperseded) {
 TEST_F(KeepBesideTest, TakesBackWhatWasNotReplaced) {
   RestoreKept(KeepUnreadBeside(Place()), Place());
   RestoreKept(KeepBeside(Place(), "old", Flush::kNone), Place());
-  EXPECT_FALSE(fs::exists(file_ + ".damaged"));
+  const int error = InProcesses(1, [this](int) {
+    ForbidCall(SYS_fsync, 0, Compare::kAnyBit, ~0u, EIO);
+    return KeepBeside(Place(), "old", Flush::kToDisk).error;
+  })[0];
+  EXPECT_EQ(error, EIO);
+  EXPECT_FALSE(fs::exists(file_ + ".damaged")) << "its content is not on disk";
   EXPECT_EQ(ReadFile(file_), "old");
 }
 
