@@ -63,15 +63,28 @@ void MakeConfigElements(TiXmlDocument& document, const std::shared_ptr<ConfigInd
   }
 }
 
+namespace {
+
+// Never destroyed: destructors of a program may still save.
+union Document {
+  constexpr Document() : pointer() {}
+  ~Document() {}  // NOLINT(modernize-use-equals-default): the default would be deleted
+  boost::shared_ptr<TiXmlDocument> pointer;
+};
+constinit Document global_document;
+constinit Document local_document;
+
+}  // namespace
+
 COrvikFilePath* g_pathGlobalXMLConfig = nullptr;
 COrvikFilePath* g_pathTempGlobalXMLConfig = nullptr;
-boost::shared_ptr<TiXmlDocument> g_pGlobalXMLConfigDoc;
+constinit boost::shared_ptr<TiXmlDocument>& g_pGlobalXMLConfigDoc = global_document.pointer;
 TiXmlElement* g_pGlobalXMLConfigRootElement = nullptr;
 bool g_bGlobalXMLConfigFileLoaded = false;
 
 COrvikFilePath* g_pathLocalXMLConfig = nullptr;
 COrvikFilePath* g_pathTempLocalXMLConfig = nullptr;
-boost::shared_ptr<TiXmlDocument> g_pLocalXMLConfigDoc;
+constinit boost::shared_ptr<TiXmlDocument>& g_pLocalXMLConfigDoc = local_document.pointer;
 TiXmlElement* g_pLocalXMLConfigRootElement = nullptr;
 bool g_bLocalXMLConfigFileLoaded = false;
 

@@ -394,15 +394,22 @@ TEST_F(ConfigStoreTest, KeyPathsStayWithinWhatCanBeLoadedAgain) {
   EXPECT_EQ(Int(CAtlString(u'/', 200'000) + u"x" + CAtlString(u'\\', 10), u"v"), -1);
 }
 
-// As by the destructor of an object that was made before the store was used.
-TEST_F(ConfigStoreTest, MayBeUsedWhileTheProgramEnds) {
+// Made before the library's own objects, and destroyed after them.
+struct AtEnd {
+  void (*action)() = nullptr;
+  ~AtEnd() {
+    if (action != nullptr) action();
+  }
+} at_end;
+
+TEST_F(ConfigStoreTest, MayBeUsedByDestructorsAtTheEndOfTheProgram) {
   const auto end = [] {
-    std::atexit([] {
-      Put(6);
-      Save();
+    at_end.action = [] {
+      WriteXMLConfigInt(1, u"", u"v", 6);
+      static_cast<void>(SaveXMLConfigFile(1));
       CAtlString(u"\u00E9").MakeUpper();
       WritePreferenceInt(kSharedScope, u"Key", u"n", 7, u"com.example.end");
-    });
+    };
     CAtlString(u"\u00E9").MakeUpper();
     WritePreferenceInt(kSharedScope, u"Key", u"n", 5, u"com.example.end");
     Put(5);
