@@ -11,6 +11,7 @@
 #include "files/file_manipulator.h"
 #include "files/whole_file.h"
 #include "files/windows_files.h"
+#include "host/descriptor.h"
 #include "host/file_replacement.h"
 #include "host/paths.h"
 
@@ -196,7 +197,8 @@ int compressFile(const COrvikFilePath& source, const COrvikFilePath& destination
   if (!compressed.Open(destination)) return -1;
   if (source.FileExists()) {
     const CFile file(CFileManipulator::OpenFile(source, "rb"));
-    if (!file) return -1;
+    // A device may have no end.
+    if (!file || !host::SizeOfRegular(fileno(file.get()))) return -1;
     const std::unique_ptr<unsigned char[]> buffer(new unsigned char[kPiece]);
     for (std::size_t count; (count = std::fread(buffer.get(), 1, kPiece, file.get())) != 0;) {
       if (!compressed.Write(buffer.get(), count)) return -1;

@@ -58,8 +58,9 @@ class CWritableCompressedFileStream final : public StreamBase<IStream>, public I
 };
 
 // Compresses a file into another, which is replaced. 0 for success. A source that does not exist
-// counts as empty; one that cannot be read whole is a failure, and so is one whose compressed form
-// is more than 100 bytes longer. The compression is always zlib's default level, which is 6.
+// counts as empty; one that cannot be read whole is a failure, and so are a device and one whose
+// compressed form is more than 100 bytes longer. The compression is always zlib's default level,
+// which is 6.
 int compressFile(const COrvikFilePath& source, const COrvikFilePath& destination, int level);
 
 // zlib's compress: its result, and its length through `destination_length`.

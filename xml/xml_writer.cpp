@@ -1,5 +1,7 @@
 #include "xml/xml_writer.h"
 
+#include <sys/stat.h>
+
 #include <charconv>
 #include <cstdint>
 #include <cstdio>
@@ -7,6 +9,7 @@
 
 #include <tinyxml.h>
 
+#include "host/paths.h"
 #include "streams/stream_factory.h"
 #include "xml/base64.h"
 #include "xml/element_reader.h"
@@ -146,7 +149,9 @@ HRESULT IORVIKXMLWriter::CopyElementToXMLWriter(TiXmlElement* element) {
 
 HRESULT IORVIKXMLWriter::CopyFileToXMLWriter(const COrvikFilePath& path) {
   const CComPtr<IStream> stream = CStreamFactory::CreateReadableStreamOnFile(path);
-  if (stream == nullptr) return E_FAIL;
+  struct stat file;
+  if (stream == nullptr || host::StatPath(path.ToBytes(), 0, &file) != 0) return E_FAIL;
+  if (!S_ISREG(file.st_mode)) return E_FAIL;  // a device may have no end
   constexpr unsigned long kPiece = 4096;
   char buffer[kPiece + 1];
   for (;;) {

@@ -117,7 +117,7 @@ class IORVIKXMLWriter : public IUnknown {
   // E_INVALIDARG for null.
   HRESULT CopyElementToXMLWriter(TiXmlElement* element);
   // Writes a file's bytes as content, unchanged; of each 4096 bytes only those before the first
-  // NUL. S_FALSE when all went well, E_FAIL when the file cannot be opened.
+  // NUL. S_FALSE when all went well, E_FAIL when the file cannot be opened and for a device.
   HRESULT CopyFileToXMLWriter(const COrvikFilePath& path);
 
   // Makes a writer into a file, which is created or emptied. E_FAIL and null when that fails.
