@@ -2,7 +2,8 @@
 //
 // BOOL operations give TRUE for success; the others 0 (S_OK), E_INVALIDARG, E_UNEXPECTED. Links,
 // overwriting and deleting follow windows_files.h unless stated. Functions that read or measure a
-// file open regular files only: never a pipe, a socket or a block device.
+// file open regular files only: never a pipe, a socket or a block device. A new file belongs to the
+// caller, also when root makes it in another user's folder.
 //
 // Alerts block the calling thread. One that cannot be shown refuses the operation.
 #pragma once

@@ -39,6 +39,8 @@ inline constexpr DWORD FILE_END = 2;
 //   disposition 1       makes the file; fails when anything exists at the path
 //   disposition 0, 2    makes the file when it is missing, else opens it with its content
 //   any other           opens an existing file; neither makes nor truncates it
+// A file that was made and then cannot be opened (no descriptor is left) stays, empty. A new file
+// belongs to the caller, also in another user's folder.
 //   share mode 0        read: others may not read; write: others may not write; both: one writer
 // How denying works with other programs: carbon/forks.h. A symbolic link is followed; for writing
 // only one of the caller or root, or one in a folder that no other user can change. Another user's

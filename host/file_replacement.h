@@ -9,7 +9,8 @@
 // names, or the owner cannot be given), for a character device, for a file that is a mount point
 // itself, and in a folder that takes no new file, the commit writes into the target itself. A
 // reader may then see a part, and a crash may leave one; a full disk is found before the old
-// content is touched, where the volume can reserve room. A new file has mode 0666 less the umask.
+// content is touched, where the volume can reserve room. A new file has mode 0666 less the umask
+// and belongs to the caller, also in another user's folder.
 //
 // Nothing is flushed to disk. Failures are error numbers of Linux; 0 is success.
 #pragma once

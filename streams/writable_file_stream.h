@@ -1,7 +1,7 @@
 // A stream into a file, which is created or emptied when the stream is made and stays open until
-// the last Release. Bytes are gathered on their way: a write that fails is reported by a later one,
-// by a seek, or by Finish, and by nothing when it is the last and there is no Finish. Offsets are
-// 64 bits.
+// the last Release. A new file belongs to the caller, also in another user's folder. Bytes are
+// gathered on their way: a write that fails is reported by a later one, by a seek, or by Finish,
+// and by nothing when it is the last and there is no Finish. Offsets are 64 bits.
 #pragma once
 
 #include "files/file_path.h"
