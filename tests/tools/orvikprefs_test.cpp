@@ -438,6 +438,8 @@ TEST_F(OrvikPrefsTest, SaysWhereTheFilesAre) {
   fs::remove(File());
   fs::create_symlink(File(), File());  // a loop
   EXPECT_TRUE(Contains(Out("where"), "\tunreadable\t"));
+  Fails("domains", 5, "Registry.plist\" cannot be read: ");
+  EXPECT_TRUE(out_.starts_with("a.b\t")) << "the others are listed";
   const std::string root = env_.folder() / "\xff";
   fs::create_directory(root);
   EXPECT_TRUE(Contains(Out("--json where --root " + root),

@@ -91,7 +91,7 @@ int Domains(const Context& context, const CommandLine& /*line*/) {
     }
   }
   if (context.json) *context.out << rows.EndArray().json() << '\n';
-  return found.error == 0 ? kDone : context.FailFile(found.folder, found.error, false);
+  return found.error == 0 ? kDone : context.FailFile(found.unreadable, found.error, false);
 }
 
 // In the JSON form the state stands in the output and in the exit status.

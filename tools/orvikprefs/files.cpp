@@ -109,6 +109,11 @@ DomainFiles DomainsOf(int scope) {
   const std::string_view dot = some.filename().native().starts_with('.') ? "." : "";
   const std::string top = some.parent_path().native() + "/";
   DomainFiles found;
+  const auto note = [&](int error, const std::string& path) {
+    if (error == 0 || error == ENOENT || found.error != 0) return;
+    found.error = error;
+    found.unreadable = path;
+  };
   host::TreeWalk walk;
   const auto list = [&](const dirent& entry, mode_t) {
     const std::string name = walk.path() + entry.d_name;
@@ -118,16 +123,14 @@ DomainFiles DomainsOf(int scope) {
     }
     const std::string domain = name.substr(dot.size(), name.size() - dot.size() - kEnding.size());
     const std::string path = top + name;
-    std::error_code unknown;
-    if (IsUsableDomain(FromUtf8(domain).value_or(u"")) && fs::is_regular_file(path, unknown)) {
-      found.list.push_back({domain, path, fs::file_size(path, unknown)});
+    if (!IsUsableDomain(FromUtf8(domain).value_or(u""))) return 0;
+    struct stat file;
+    const int error = host::StatPath(path, 0, &file);
+    note(error, path);
+    if (error == 0 && S_ISREG(file.st_mode)) {
+      found.list.push_back({domain, path, static_cast<std::uintmax_t>(file.st_size)});
     }
     return 0;
-  };
-  const auto note = [&](int error, const std::string& folder) {
-    if (error == 0 || error == ENOENT || found.error != 0) return;
-    found.error = error;
-    found.folder = folder;
   };
   const auto enter = [&](host::Descriptor folder, const std::string& name) {
     int error = walk.Enter(std::move(folder), name);

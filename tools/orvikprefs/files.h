@@ -34,8 +34,8 @@ struct DomainFile {
 
 struct DomainFiles {
   std::vector<DomainFile> list;
-  int error = 0;       // the errno value of a folder that cannot be read; the others are listed
-  std::string folder;  // that folder
+  int error = 0;           // why a folder or file cannot be examined; the others are listed
+  std::string unreadable;  // its path
 };
 
 // The domains that have a file in the scope (0 to 5), in the order of their names' bytes; each name
