@@ -1,5 +1,5 @@
-// Base64 with 256-bit vectors: 24 bytes are 32 characters. Values and characters are translated in
-// place by shuffles, which serve as tables of 16 entries.
+// Base64 with 256-bit vectors: 24 bytes become 32 characters. Byte shuffles, which serve as tables
+// of 16 entries, translate values to characters and back.
 #include "text/byte_encodings.h"
 
 #if defined(__x86_64__)
@@ -19,7 +19,7 @@ ORVIK_AVX2 __m256i Table(Bytes... bytes) {
   return _mm256_broadcastsi128_si256(_mm_setr_epi8(static_cast<char>(bytes)...));
 }
 
-// Reads 28 bytes, the first 24 of which count.
+// Reads 28 bytes and uses the first 24.
 ORVIK_AVX2 __m256i SixBitValues(const unsigned char* at) {
   const __m128i low = _mm_loadu_si128(reinterpret_cast<const __m128i*>(at));
   const __m128i high = _mm_loadu_si128(reinterpret_cast<const __m128i*>(at + 12));
@@ -33,7 +33,8 @@ ORVIK_AVX2 __m256i SixBitValues(const unsigned char* at) {
   return _mm256_or_si256(first_and_third, second_and_fourth);
 }
 
-// Adds to each value the distance to its character, by class: A-Z, a-z, ten digits, "+", "/".
+// Adds to each value the distance to its character. The classes are A-Z, a-z, ten digits, "+" and
+// "/".
 ORVIK_AVX2 __m256i Characters(__m256i values) {
   const __m256i above_25 = _mm256_cmpgt_epi8(values, _mm256_set1_epi8(25));
   const __m256i kind = _mm256_sub_epi8(_mm256_subs_epu8(values, _mm256_set1_epi8(51)), above_25);
@@ -44,7 +45,7 @@ ORVIK_AVX2 __m256i Characters(__m256i values) {
   return _mm256_add_epi8(values, distance);
 }
 
-// The 24 bytes of 32 values, at the low end.
+// Packs 32 values into 24 bytes at the low end.
 ORVIK_AVX2 __m256i Packed(__m256i values) {
   const __m256i pairs = _mm256_maddubs_epi16(values, _mm256_set1_epi32(0x01400140));
   const __m256i triples = _mm256_madd_epi16(pairs, _mm256_set1_epi32(0x00011000));
@@ -61,7 +62,7 @@ bool HasAvx2() {
 
 [[gnu::target("avx2")]] void EncodeAvx2(const unsigned char* input, std::size_t groups,
                                         char* output) {
-  constexpr std::size_t kGroupsRead = 10;  // 28 bytes and what completes a group
+  constexpr std::size_t kGroupsRead = 10;  // 28 bytes, rounded up to whole groups
   for (; groups >= kGroupsRead; groups -= kGroups, input += kBytes, output += kCharacters) {
     _mm256_storeu_si256(reinterpret_cast<__m256i*>(output), Characters(SixBitValues(input)));
   }
@@ -70,12 +71,12 @@ bool HasAvx2() {
 
 [[gnu::target("avx2")]] bool DecodeAvx2(const char* input, std::size_t groups,
                                         unsigned char*& output) {
-  // A character is valid when the sets of its two halves do not meet.
+  // A character is valid when the sets of its two halves have no common bit.
   const __m256i low_sets = Table(0x15, 0x11, 0x11, 0x11, 0x11, 0x11, 0x11, 0x11, 0x11, 0x11, 0x13,
                                  0x1A, 0x1B, 0x1B, 0x1B, 0x1A);
   const __m256i high_sets = Table(0x10, 0x10, 0x01, 0x02, 0x04, 0x08, 0x04, 0x08, 0x10, 0x10, 0x10,
                                   0x10, 0x10, 0x10, 0x10, 0x10);
-  // By the high half, "/" one entry below its own: the distance to the value.
+  // The distance to the value, by the high half of the character; "/" uses the entry below its own.
   const __m256i distances = Table(0, 16, 19, 4, -65, -65, -71, -71, 0, 0, 0, 0, 0, 0, 0, 0);
   const __m256i slash = _mm256_set1_epi8('/');
   constexpr std::size_t kGroupsWritten = 11;  // a store writes 32 bytes

@@ -16,7 +16,7 @@ struct CharacterPair {
   char characters[2];
 };
 
-// The two characters of every 12 bits.
+// The two characters for each value of 12 bits.
 constexpr std::array<CharacterPair, 4096> kPairs = [] {
   std::array<CharacterPair, 4096> pairs{};
   for (std::size_t i = 0; i < pairs.size(); ++i) {
@@ -25,8 +25,8 @@ constexpr std::array<CharacterPair, 4096> kPairs = [] {
   return pairs;
 }();
 
-// For each of a group's four places, what a character adds to the three bytes (the first byte lies
-// lowest), or kInvalid. A group is then four look-ups or-ed together.
+// For each of the four places in a group, the bits that a character adds to the three bytes (the
+// first byte is the lowest), or kInvalid. Decoding a group is four look-ups or-ed together.
 using Contributions = std::array<std::uint32_t, 256>;
 constexpr std::array<Contributions, 4> kContributions = [] {
   std::array<Contributions, 4> tables{};
@@ -47,14 +47,14 @@ std::uint32_t BytesOf(const char* group) {
          kContributions[2][characters[2]] | kContributions[3][characters[3]];
 }
 
-// Two groups: six bytes, and two bytes too many.
+// Stores the six bytes of two groups, and two extra bytes behind them.
 void StoreSix(std::uint32_t first, std::uint32_t second, unsigned char* output) {
   std::uint64_t bytes = first | std::uint64_t{second} << 24;
   if constexpr (std::endian::native == std::endian::big) bytes = __builtin_bswap64(bytes);
   std::memcpy(output, &bytes, sizeof bytes);
 }
 
-// A group by itself, perhaps with padding or a bad character in it.
+// Decodes a single group, which may hold padding or a bad character.
 bool DecodeOneGroup(const char* group, unsigned char*& output) {
   char padded[4];
   std::memcpy(padded, group, sizeof padded);
@@ -88,7 +88,7 @@ bool DecodePortable(const char* input, std::size_t groups, unsigned char*& outpu
   unsigned char* next = output;
   bool good = true;
   while (good && groups != 0) {
-    // Four groups at a time. A store writes two bytes too many, so one more group must follow.
+    // Decodes four groups at a time. A store writes two extra bytes, so one more group must follow.
     while (groups > 4) {
       const std::uint32_t a = BytesOf(input), b = BytesOf(input + 4);
       const std::uint32_t c = BytesOf(input + 8), d = BytesOf(input + 12);
@@ -99,7 +99,7 @@ bool DecodePortable(const char* input, std::size_t groups, unsigned char*& outpu
       input += 16;
       groups -= 4;
     }
-    // Groups with padding or a bad character go one by one, and so does the end.
+    // Decodes groups with padding or a bad character, and the groups at the end, one by one.
     for (std::size_t left = groups < 4 ? groups : 4; good && left != 0; --left) {
       good = DecodeOneGroup(input, next);
       input += 4;
@@ -145,12 +145,12 @@ std::optional<std::string> DecodeLooseBase64(std::string_view text) {
   auto* const start = reinterpret_cast<unsigned char*>(bytes.data());
   unsigned char* end = start;
   for (;;) {
-    // A whole line goes at once: without padding every group gives three bytes, which shows where a
-    // bad one stopped it.
+    // Decodes a whole line at once. Without padding every group gives three bytes, so the number of
+    // bytes shows where a bad group stopped it.
     const unsigned char* const before = end;
     DecodeBase64(text.data(), text.size() / 4, end);
     text.remove_prefix(static_cast<size_t>(end - before) / 3 * 4);
-    // The next group, from among the characters to be skipped.
+    // Collects the next group and skips the characters outside the alphabet.
     char group[4];
     size_t count = 0;
     size_t taken = 0;
@@ -175,7 +175,7 @@ std::optional<std::size_t> Base64Fault(std::string_view text) {
   }
   if (text.size() % 4 != 0) return text.size();
   if (end == text.size()) return std::nullopt;
-  // The last character before the padding gives two or four bits.
+  // The last character before the padding has two or four unused bits, which must be zero.
   const std::string_view unused = text.size() - end == 1 ? "AEIMQUYcgkosw048" : "AQgw";
   if (unused.find(text[end - 1]) == std::string_view::npos) return end - 1;
   return std::nullopt;

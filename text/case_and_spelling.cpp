@@ -15,10 +15,10 @@ namespace orvik {
 
 namespace {
 
-// Beyond this many units a result might not be counted in 32 bits.
+// The result of a longer text might have more units than 32 bits can count.
 constexpr size_t kLongestMapped = 0x3FFFFFFF;
 
-// Calls the mapping of ICU until its result fits. Text that cannot be mapped comes back unchanged.
+// Calls ICU's mapping again until its result fits. Text that cannot be mapped comes back unchanged.
 template <class Map, class... Options>
 std::u16string MappedByIcu(std::u16string_view text, const Map& map, Options... options) {
   if (text.size() > kLongestMapped) return std::u16string(text);
@@ -42,8 +42,8 @@ constexpr char16_t UpperAscii(char16_t unit) {
   return unit >= u'a' && unit <= u'z' ? static_cast<char16_t>(unit - 32) : unit;
 }
 
-// ASCII goes without ICU, which need not even be loaded then: only Turkish and Azeri map ASCII
-// letters their own way where no mark follows them.
+// Maps ASCII without ICU, so that the library need not be loaded. Only Turkish and Azeri map ASCII
+// letters differently where no combining mark follows them.
 template <char16_t (*kMap)(char16_t)>
 std::u16string MappedAscii(std::u16string_view text) {
   std::u16string result(text);
@@ -76,7 +76,7 @@ std::u16string FoldCase(std::u16string_view text, const char* locale) {
 }
 
 int CompareFolded(std::u16string_view a, std::u16string_view b) {
-  // ASCII at the start needs no folded copy.
+  // The ASCII start needs no folded copy.
   size_t i = 0;
   for (; i < a.size() && i < b.size() && a[i] < 0x80 && b[i] < 0x80; ++i) {
     const char16_t left = LowerAscii(a[i]);
@@ -92,7 +92,7 @@ int CompareFolded(std::u16string_view a, std::u16string_view b) {
 
 namespace {
 
-// ICU's data of form C, which lives as long as the program.
+// ICU's data for form C, which live as long as the program.
 const UNormalizer2* Composing() {
   UErrorCode status = U_ZERO_ERROR;
   static const UNormalizer2* const form = icu::unorm2_getNFCInstance(&status);
@@ -107,7 +107,8 @@ std::u32string Characters(std::u16string_view units) {
   return characters;
 }
 
-// Decomposes the character by one step, into one or two characters. Empty for all others.
+// Decomposes the character by one step, into one or two characters. Empty for a character that does
+// not decompose.
 std::u32string Parts(char32_t character) {
   UErrorCode status = U_ZERO_ERROR;
   char16_t units[4];
@@ -119,7 +120,7 @@ std::u32string Parts(char32_t character) {
 }
 
 // A character that normalisation never composes from its parts (a composition exclusion). `second`
-// is 0 where it is spelled as one other character.
+// is 0 when the character decomposes into one other character.
 struct Exclusion {
   char32_t first;
   char32_t second;
@@ -167,7 +168,7 @@ std::uint8_t CombiningClass(char32_t character) {
   return icu::u_getCombiningClass(static_cast<UChar32>(character));
 }
 
-// Calls `visit` with each text that is one step of normalisation away, in either direction.
+// Calls `visit` with each text that differs by one step of normalisation, in either direction.
 template <class Visit>
 void VisitNeighbours(const std::u32string& text, const Visit& visit) {
   const std::vector<Exclusion>& exclusions = SpellingRules().exclusions;

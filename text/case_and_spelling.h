@@ -1,4 +1,4 @@
-// Texts that mean the same but for case or for the spelling of accented letters.
+// Case mapping, case folding and the spellings of accented letters.
 #pragma once
 
 #include <functional>
@@ -16,13 +16,13 @@ namespace [[gnu::visibility("default")]] orvik {
 std::u16string ToUpper(std::u16string_view text, const char* locale);
 std::u16string ToLower(std::u16string_view text, const char* locale);
 
-// Full case folding. In the locales of Turkish and Azeri "I" goes with the dotless and "\u0130"
-// with the dotted letter; any other locale folds like the root.
+// Full case folding. In the Turkish and Azeri locales "I" folds to the dotless letter and "\u0130"
+// to the dotted one; every other locale folds like the root.
 std::u16string FoldCase(std::u16string_view text, const char* locale = "");
-// Whether the locale is one of these: its language is "tr", "az", "tur" or "aze".
+// Whether the locale folds "I" in this way: its language is "tr", "az", "tur" or "aze".
 bool HasDotlessI(std::string_view locale);
 
-// The lower case of an ASCII letter; every other unit as it is.
+// The lower case of an ASCII letter; every other unit unchanged.
 constexpr char16_t LowerAscii(char16_t unit) {
   return unit >= u'A' && unit <= u'Z' ? static_cast<char16_t>(unit + 32) : unit;
 }
@@ -42,12 +42,12 @@ std::u16string Composed(std::u16string_view text);
 // An unpaired surrogate counts as a character with one spelling. Too little memory throws
 // std::bad_alloc; nothing else fails.
 
-// Whether no other text is equal to this one. Also true of ASCII text, although the Kelvin sign,
-// for instance, is equal to the letter K.
+// Whether every other text differs from this one in meaning, too. Also true of ASCII text, although
+// the Kelvin sign, for instance, is equivalent to the letter K.
 bool HasOneSpelling(std::u16string_view units);
 
-// Calls `visit` with every other spelling. False, and not all of them visited, when there are more
-// than `limit`.
+// Calls `visit` with every other spelling. When there are more than `limit`, returns false and
+// visits only some of them.
 bool VisitOtherSpellings(std::u16string_view units, int limit,
                          const std::function<void(std::u16string_view)>& visit);
 

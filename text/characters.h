@@ -1,8 +1,9 @@
-// Unicode characters: how they are made of units, and the classes that readers and writers ask for.
+// Unicode characters: the units that encode them, and the character classes of the readers and
+// writers.
 //
 // A character is given as its number (code point). Lengths and positions are units of the text.
-// Everything here is a plain computation: no function fails, allocates (unless it appends) or
-// depends on a locale.
+// Every function is a plain computation: it cannot fail, depends on no locale, and allocates memory
+// only where it appends to a string.
 #pragma once
 
 #include <cstddef>
@@ -14,15 +15,16 @@
 namespace [[gnu::visibility("default")]] orvik {
 
 inline constexpr char32_t kLastCharacter = 0x10FFFF;
-// The units of the longest text that goes through ICU and the platform's strings in one piece: its
-// bytes, and twice its units, fit 32 bits with a sign.
+// The units of the longest text that ICU and the platform's strings take in one piece. Its bytes,
+// and twice its units, fit into a signed 32-bit number.
 inline constexpr std::ptrdiff_t kMaximumStringLength = 0x3FFFFFFF;
 // Stands for a character that cannot be read or shown.
 inline constexpr char16_t kReplacementCharacter = 0xFFFD;
 
 // ---- UTF-16 (RFC 2781) ----
 
-// The first unit of a pair (U+D800 to U+DBFF), the second one (U+DC00 to U+DFFF), and either.
+// The first unit of a pair (U+D800 to U+DBFF), the second unit (U+DC00 to U+DFFF), and either of
+// them.
 constexpr bool IsHighSurrogate(char32_t value) {
   return (value & ~char32_t{0x3FF}) == 0xD800;
 }
@@ -37,12 +39,12 @@ constexpr bool IsCharacter(char32_t value) {
   return value <= kLastCharacter && !IsSurrogate(value);
 }
 
-// The units of a character: 2 from U+10000 on, else 1, also for a surrogate.
+// The units of a character: 2 from U+10000 on, otherwise 1, also for a surrogate.
 constexpr std::size_t Utf16Units(char32_t character) {
   return character < 0x10000 ? 1 : 2;
 }
-// The character of a pair, and the pair of a character from U+10000 on. Other arguments give some
-// number.
+// The character of a pair of surrogates, and the pair of a character from U+10000 on. The result
+// for other arguments is unspecified.
 constexpr char32_t FromSurrogates(char32_t high, char32_t low) {
   return 0x10000 + ((high & 0x3FF) << 10) + (low & 0x3FF);
 }
@@ -53,17 +55,19 @@ constexpr char16_t LowSurrogate(char32_t character) {
   return static_cast<char16_t>(0xDC00 + (character & 0x3FF));
 }
 
-// Two for a pair of surrogates at the start of the text, which is not empty, else one.
+// The units of the character at the start of the text, which must not be empty: 2 for a pair of
+// surrogates, otherwise 1.
 constexpr std::size_t CharacterLength(std::u16string_view units) {
   return units.size() > 1 && IsHighSurrogate(units[0]) && IsLowSurrogate(units[1]) ? 2 : 1;
 }
-// The character at `position`, which moves behind it; an unpaired surrogate as it is.
+// The character at `position`; moves `position` behind it. An unpaired surrogate is returned as it
+// is.
 constexpr char32_t NextCharacter(std::u16string_view units, std::size_t& position) {
   const std::size_t at = position;
   position += CharacterLength(units.substr(at));
   return position - at == 2 ? FromSurrogates(units[at], units[at + 1]) : char32_t{units[at]};
 }
-// The start of the character that ends at `end`, which is not 0.
+// The position of the character that ends at `end`, which must not be 0.
 constexpr std::size_t CharacterBefore(std::u16string_view units, std::size_t end) {
   const bool is_pair = end > 1 && IsLowSurrogate(units[end - 1]) && IsHighSurrogate(units[end - 2]);
   return end - (is_pair ? 2 : 1);
@@ -78,7 +82,7 @@ constexpr std::size_t FindUnpairedSurrogate(std::u16string_view units) {
   return std::u16string_view::npos;
 }
 
-// Appends one unit or a pair; a surrogate as it is.
+// Appends the one or two units of the character. A surrogate is appended as it is.
 inline void AppendCharacter(std::u16string& units, char32_t character) {
   if (Utf16Units(character) == 1) {
     units += static_cast<char16_t>(character);
@@ -94,7 +98,8 @@ inline void AppendCharacter(std::u16string& units, char32_t character) {
 constexpr bool IsContinuation(char byte) {
   return (static_cast<unsigned char>(byte) & 0xC0) == 0x80;
 }
-// The byte at the start of the text, which is not empty, and the continuations after it.
+// The bytes of the character at the start of the text, which must not be empty: its first byte and
+// the continuation bytes after it.
 constexpr std::size_t CharacterLength(std::string_view utf8) {
   std::size_t length = 1;
   while (length < utf8.size() && IsContinuation(utf8[length])) ++length;
@@ -105,7 +110,8 @@ constexpr std::size_t CharacterLength(std::string_view utf8) {
 constexpr std::size_t Utf8Bytes(char32_t character) {
   return character < 0x80 ? 1 : character < 0x800 ? 2 : Utf16Units(character) + 2;
 }
-// Writes Utf8Bytes(character) bytes. A surrogate gives three, which are not UTF-8.
+// Writes Utf8Bytes(character) bytes. For a surrogate these are three bytes, which are not valid
+// UTF-8.
 template <typename Byte>
 constexpr void WriteUtf8(char32_t character, Byte* target) {
   constexpr unsigned kFirstBytes[] = {0, 0, 0xC0, 0xE0, 0xF0};
@@ -115,7 +121,7 @@ constexpr void WriteUtf8(char32_t character, Byte* target) {
   }
   target[0] = static_cast<Byte>(kFirstBytes[length] | character);
 }
-// Appends them.
+// Appends the UTF-8 bytes of the character.
 inline void AppendCharacter(std::string& utf8, char32_t character) {
   char bytes[4];
   WriteUtf8(character, bytes);
@@ -124,8 +130,8 @@ inline void AppendCharacter(std::string& utf8, char32_t character) {
 
 // ---- Parts of a text ----
 
-// The units that the two texts have in common at their start. Four at a time, because the library's
-// comparison of 16-bit units takes them one by one.
+// The number of equal units at the start of both texts. Compares four units at a time, because the
+// library's comparison of 16-bit units takes them one by one.
 inline std::size_t CommonStart(std::u16string_view a, std::u16string_view b) {
   const std::size_t shorter = a.size() < b.size() ? a.size() : b.size();
   std::size_t at = 0;
@@ -138,8 +144,8 @@ inline std::size_t CommonStart(std::u16string_view a, std::u16string_view b) {
   return at;
 }
 
-// The units of the longest start of the text that has at most `limit` units, which are at least 2,
-// and does not end between two surrogates. Bytes may be cut anywhere.
+// The units of the longest start of the text that has at most `limit` units and does not separate a
+// pair of surrogates. `limit` must be 2 or more. Bytes may be cut anywhere.
 template <typename Unit>
 constexpr std::size_t WholeUnits(std::basic_string_view<Unit> text, std::size_t limit) {
   if (text.size() <= limit) return text.size();

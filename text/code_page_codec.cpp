@@ -35,8 +35,8 @@ bool IsUnpaired(std::u16string_view text) {
   return IsSurrogate(text[0]) && CharacterLength(text) == 1;
 }
 
-// Without a target the whole result is measured, which Utf8Length does fastest: it counts an
-// unpaired surrogate as the one byte that is put in its place.
+// Without a target it only measures the result. Utf8Length does that fastest, because it counts an
+// unpaired surrogate as one byte, the size of the loss byte.
 EncodedLength EncodeToUtf8(std::u16string_view text, char loss_byte, char* target, size_t room) {
   if (target == nullptr) {
     if (loss_byte == 0) {
@@ -62,11 +62,11 @@ EncodedLength EncodeToUtf8(std::u16string_view text, char loss_byte, char* targe
   return {static_cast<size_t>(source - text.data()), static_cast<size_t>(at - target)};
 }
 
-// Unpaired surrogates are units like any other.
+// Unpaired surrogates are encoded like all other units.
 EncodedLength EncodeToUtf16(std::u16string_view text, std::endian order, char* target,
                             size_t room) {
   size_t count = std::min(text.size(), room / 2);
-  // Half a pair at the end is left out.
+  // Does not separate the two units of a pair.
   if (count > 0 && count < text.size() && CharacterLength(text.substr(count - 1)) == 2) --count;
   for (size_t i = 0; target != nullptr && i < count; ++i) {
     const char16_t unit = IsForeign(order) ? Swapped(text[i]) : text[i];
@@ -75,7 +75,7 @@ EncodedLength EncodeToUtf16(std::u16string_view text, std::endian order, char* t
   return {count, 2 * count};
 }
 
-// Four bytes for each character, and for the loss byte in place of an unpaired surrogate.
+// Writes four bytes for each character, and for the loss byte that replaces an unpaired surrogate.
 EncodedLength EncodeToUtf32(std::u16string_view text, std::endian order, char loss_byte,
                             char* target, size_t room) {
   EncodedLength done;
@@ -97,7 +97,7 @@ EncodedLength EncodeToUtf32(std::u16string_view text, std::endian order, char lo
   return done;
 }
 
-// No character of UTF-8 becomes more units than it has bytes.
+// A character of UTF-8 never becomes more units than it has bytes.
 std::optional<std::u16string> DecodeFromUtf8(std::string_view bytes) {
   std::u16string text(bytes.size(), u'\0');
   const char* source = bytes.data();
@@ -196,7 +196,7 @@ struct Entry {
   unsigned char byte;
 };
 
-// By unit.
+// Sorted by unit.
 constexpr std::array<Entry, 128> kInverse = [] {
   std::array<Entry, 128> entries{};
   for (size_t i = 0; i < 128; ++i) {

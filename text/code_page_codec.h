@@ -1,12 +1,12 @@
 // Text in Windows code pages from and to UTF-16.
 //
-// Besides the code pages of code_page_table.cpp these are known: UTF-8 (65001), UTF-16 (1200 and
-// 1201, big-endian) and UTF-32 (12000 and 12001, big-endian). Results are empty for a code page
-// that is not known, and for nothing else unless said so.
+// The known code pages are those of code_page_table.cpp, UTF-8 (65001), UTF-16 (1200 and 1201,
+// big-endian) and UTF-32 (12000 and 12001, big-endian). Results are empty only for an unknown code
+// page, unless a function says otherwise.
 //
-// Each thread opens a converter of the Unicode library once for each code page, which takes longer
-// than most conversions, and keeps it. The Unicode forms, ASCII, ISO 8859-1 and Mac OS Roman need
-// none. Too little memory throws std::bad_alloc.
+// Opening a converter of the Unicode library takes longer than most conversions, so each thread
+// opens one for each code page and keeps it. The Unicode forms, ASCII, ISO 8859-1 and Mac OS Roman
+// need no converter. When memory runs out, the functions throw std::bad_alloc.
 #pragma once
 
 #include <cstddef>
@@ -32,13 +32,14 @@ struct EncodedLength {
   size_t bytes = 0;  // produced
 };
 
-// Encodes as many whole characters as `room` bytes hold; with a null target, all of them are
-// measured. A character that the code page lacks, and an unpaired surrogate, becomes `loss_byte`;
-// with loss byte 0 it ends the conversion before it. Surrogates are units of UTF-16 like any other.
+// Encodes as many whole characters as fit into `room` bytes. With a null `target` it ignores
+// `room`, writes nothing and measures the whole text. Writes `loss_byte` for an unpaired surrogate
+// and for a character that the code page lacks. If `loss_byte` is 0, the conversion stops before
+// such a character instead. UTF-16 takes unpaired surrogates like all other units.
 std::optional<EncodedLength> EncodeText(CodePage page, std::u16string_view text, char loss_byte,
                                         char* target, size_t room);
 
-// Decodes all of the bytes; empty also when the code page cannot have written them.
+// Decodes all of the bytes. Also empty when the bytes are malformed in this code page.
 std::optional<std::u16string> DecodeText(CodePage page, std::string_view bytes);
 
 // Mac OS Roman, the 8-bit encoding of the platform: the mapping of 1999, with the euro sign at

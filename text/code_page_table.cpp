@@ -14,13 +14,14 @@ namespace orvik {
 
 namespace {
 
-// The pages that the library knows as "ibm-" with the number, without the 20000 of a higher one.
+// The pages that the library calls "ibm-" and the number. From numbers above 20000 it subtracts
+// 20000.
 constexpr CodePage kIbmPages[] = {
     37,    437,   500,   720,   737,   775,   850,   852,   855,   857,   858,   860,
     861,   862,   863,   864,   865,   866,   869,   870,   875,   1026,  1047,  1140,
     1141,  1142,  1143,  1144,  1145,  1146,  1147,  1148,  1149,  20273, 20277, 20278,
     20280, 20284, 20285, 20290, 20297, 20420, 20424, 20838, 20871, 21025};
-// And as "windows-" with the number.
+// The pages that it calls "windows-" and the number.
 constexpr CodePage kWindowsPages[] = {
     874,   932,   936,   949,   950,   1250,  1251,  1252,  1253,  1254,  1255,  1256,  1257,
     1258,  10006, 10007, 10029, 10081, 28592, 28593, 28594, 28595, 28596, 28597, 28598, 28599,
@@ -55,11 +56,11 @@ std::string ConverterName(CodePage page) {
   return {};
 }
 
-constexpr char16_t kNoUnit = 0xFFFF;  // of a byte without a meaning
+constexpr char16_t kNoUnit = 0xFFFF;  // of an undefined byte
 
-// Bytes that the library's tables read otherwise than the mapping tables that the Unicode
-// Consortium publishes for Windows: U+00B5 MICRO SIGN, where the library has the Greek letter, and
-// unused bytes, six of which page 875 reads as SUBSTITUTE.
+// Bytes for which the library's tables differ from the mapping tables that the Unicode Consortium
+// publishes for Windows: U+00B5 MICRO SIGN, where the library has the Greek letter, and unused
+// bytes, six of which page 875 reads as SUBSTITUTE.
 constexpr struct {
   CodePage page;
   unsigned char byte;
@@ -77,12 +78,12 @@ constexpr struct {
 // A code page of single bytes, as a table.
 class SingleByteTable {
  public:
-  // From the unit of each byte, kNoUnit for none.
+  // `units` has the unit of each byte, kNoUnit for an undefined byte.
   explicit SingleByteTable(const std::array<char16_t, 256>& units);
 
-  // -1 for a unit that has no byte.
+  // -1 for a unit that the page lacks.
   int ByteOf(char16_t unit) const;
-  // As EncodeText and DecodeText; Decode is empty for a byte without a meaning.
+  // As EncodeText and DecodeText; Decode returns nothing for an undefined byte.
   EncodedLength Encode(std::u16string_view text, char loss_byte, char* target, size_t room) const;
   std::optional<std::u16string> Decode(std::string_view bytes) const;
 
@@ -100,7 +101,7 @@ class SingleByteTable {
 
 SingleByteTable::SingleByteTable(const std::array<char16_t, 256>& units) : units_(units) {
   bytes_of_low_.fill(-1);
-  // Of several bytes for a unit the lowest is written.
+  // When several bytes stand for one unit, the lowest byte is written.
   for (int byte = 255; byte >= 0; --byte) {
     const char16_t unit = units_[static_cast<size_t>(byte)];
     if (byte < 0x80 && unit != byte) starts_with_ascii_ = false;
@@ -125,7 +126,7 @@ EncodedLength SingleByteTable::Encode(std::u16string_view text, char loss_byte, 
                                       size_t room) const {
   EncodedLength done;
   if (starts_with_ascii_) {
-    // A long ASCII start goes in one piece.
+    // Encodes the ASCII start of the text at once.
     done.units = done.bytes = std::min(AsciiPrefix(text), room);
     if (target != nullptr) NarrowLatin1(text.data(), target, done.bytes);
   }
@@ -187,7 +188,7 @@ bool EncodeAll(UConverter* converter, std::u16string_view text, std::string* res
   return U_SUCCESS(status);
 }
 
-// The page as a table; null for one of several bytes. The three pages of the platform need no
+// The page as a table; null for a page of several bytes. The three pages of the platform need no
 // converter of the library.
 std::unique_ptr<SingleByteTable> TableOf(CodePage page, UConverter* converter) {
   const bool is_own = converter == nullptr;
@@ -204,7 +205,7 @@ std::unique_ptr<SingleByteTable> TableOf(CodePage page, UConverter* converter) {
       units[i] = DecodeAll(converter, {&byte, 1}, &text) && text.size() == 1 ? text[0] : kNoUnit;
     }
   }
-  // The library's tables of DOS pages exchange three control characters.
+  // The library's tables of DOS pages permute three control characters.
   if (page >= 437 && page <= 869 && page != 500) {
     for (const char16_t control : {0x1A, 0x1C, 0x7F}) units[control] = control;
   }
@@ -214,7 +215,8 @@ std::unique_ptr<SingleByteTable> TableOf(CodePage page, UConverter* converter) {
   return std::make_unique<SingleByteTable>(units);
 }
 
-// Converters hold state, so each thread has its own; opening one is slow. Null when there is none.
+// Converters hold state, so each thread opens its own, once, because opening is slow. Null for an
+// unknown page.
 const Converter* ConverterOf(CodePage page) {
   auto& open = OfThread<std::unordered_map<CodePage, Converter>>();
   if (const auto known = open.find(page); known != open.end()) return &known->second;
@@ -232,7 +234,8 @@ const Converter* ConverterOf(CodePage page) {
   return &open.emplace(page, std::move(converter)).first->second;
 }
 
-// Writes the loss byte for every character without a form, whatever its properties.
+// Writes the loss byte for every character that the page lacks, whatever the character's
+// properties.
 void WriteLossByte(const void* context, UConverterFromUnicodeArgs* arguments, const UChar*, int32_t,
                    UChar32, UConverterCallbackReason reason, UErrorCode* status) {
   if (reason > UCNV_IRREGULAR) return;
@@ -264,7 +267,7 @@ std::optional<EncodedLength> EncodeByTable(CodePage page, std::u16string_view te
   if (EncodeAll(converter, text, &bytes) && bytes.size() <= room) {
     done.units = text.size();
   } else {
-    // Character by character, as far as it goes.
+    // Encodes character by character, up to the first one that fails or does not fit.
     bytes.clear();
     while (!text.empty()) {
       const size_t length = CharacterLength(text);

@@ -10,8 +10,8 @@
 
 namespace orvik {
 
-// The three tasks of code_page_codec.h. The last two are empty for a code page that is none of
-// these, or whose converter the library lacks.
+// The three tasks of code_page_codec.h. Encoding and decoding return nothing for a code page
+// outside the table and for a page whose converter the library lacks.
 bool IsInTable(CodePage page);
 std::optional<EncodedLength> EncodeByTable(CodePage page, std::u16string_view text, char loss_byte,
                                            char* target, size_t room);

@@ -17,7 +17,7 @@ namespace orvik {
 char16_t* FormatBuffer::Grow(size_t count) {
   if (count > kMaximumFormattedLength - length_) return nullptr;
   const size_t grown = std::max(capacity_ * 2, length_ + count);
-  // NOLINTNEXTLINE(modernize-make-unique): that would zero it
+  // NOLINTNEXTLINE(modernize-make-unique): make_unique would set the block to zero
   std::unique_ptr<char16_t[]> block(new char16_t[grown]);
   std::memcpy(block.get(), data_, length_ * sizeof(char16_t));
   heap_ = std::move(block);
@@ -53,7 +53,7 @@ bool FormatBuffer::AppendLatin1(std::string_view bytes) {
 bool FormatBuffer::AppendMacRoman(std::string_view bytes) {
   char16_t* room = Room(bytes.size());
   if (room == nullptr) return false;
-  constexpr size_t kFew = 16;  // are done before the calls would be
+  constexpr size_t kFew = 16;  // copied by a loop, which is faster than a call
   const size_t ascii = bytes.size() < kFew ? 0 : AsciiPrefix(bytes);
   if (ascii != 0) WidenLatin1(bytes.data(), room, ascii);
   for (size_t i = ascii; i < bytes.size(); ++i) {
@@ -66,14 +66,14 @@ bool FormatBuffer::AppendMacRoman(std::string_view bytes) {
 
 namespace {
 
-// More digits than any number has: what a precision asks for beyond them is zeros.
+// More digits than any number has. Further digits that a precision asks for are zeros.
 constexpr int kMostDigits = 20000;
 
 bool IsSigned(char16_t conversion) {
   return conversion == 'd' || conversion == 'D' || conversion == 'i';
 }
 
-// An integer as a value of its type.
+// Cuts an integer to the value of its signed type.
 std::intmax_t Signed(std::intmax_t value, FormatType type) {
   if (type == FormatType::kChar) return static_cast<signed char>(value);
   if (type == FormatType::kShort) return static_cast<short>(value);
@@ -81,7 +81,7 @@ std::intmax_t Signed(std::intmax_t value, FormatType type) {
   return value;
 }
 
-// The bits that a value of the type has: it came with its sign.
+// The bits of a value of this type, which was passed with its sign.
 std::uintmax_t Unsigned(std::intmax_t value, FormatType type) {
   if (type == FormatType::kChar) return static_cast<unsigned char>(value);
   if (type == FormatType::kShort) return static_cast<unsigned short>(value);
@@ -91,7 +91,7 @@ std::uintmax_t Unsigned(std::intmax_t value, FormatType type) {
   return is_size ? static_cast<std::size_t>(value) : static_cast<std::uintmax_t>(value);
 }
 
-// "00" to "99".
+// The digits of "00" to "99".
 constexpr std::array<char, 200> kTwoDigits = [] {
   std::array<char, 200> digits{};
   for (size_t i = 0; i < 100; ++i) {
@@ -101,7 +101,7 @@ constexpr std::array<char, 200> kTwoDigits = [] {
   return digits;
 }();
 
-// The digits, from the end of the buffer; returns where they start.
+// Writes the digits before `end` and returns where they start.
 char* WriteDigits(char* end, std::uintmax_t value, char16_t conversion) {
   char* at = end;
   if (conversion == 'x' || conversion == 'X') {
@@ -119,7 +119,7 @@ char* WriteDigits(char* end, std::uintmax_t value, char16_t conversion) {
   return at;
 }
 
-// A number: its sign or "0x", zeros, digits, zeros once more, and the exponent.
+// The parts of a number in their order: sign or "0x", zeros, digits, more zeros, exponent.
 struct NumberParts {
   std::string_view prefix;
   size_t leading_zeros = 0;
@@ -128,7 +128,7 @@ struct NumberParts {
   std::string_view exponent;
 };
 
-// Puts the number into the width.
+// Appends the number, padded to the width.
 bool PutNumber(FormatBuffer& out, const FormatSpec& spec, NumberParts parts, bool pads_with_zeros) {
   const size_t length = parts.prefix.size() + parts.leading_zeros + parts.digits.size() +
                         parts.trailing_zeros + parts.exponent.size();
@@ -149,7 +149,7 @@ bool ShowsEveryDigit(const FormatSpec& spec) {
   return (spec.conversion != 'g' && spec.conversion != 'G') || spec.alternative;
 }
 
-// Numbers look the same whatever locale the program has set.
+// Selects a locale in which numbers look the same whatever locale the program has set.
 class PlainNumbers {
  public:
   PlainNumbers() : old_(uselocale(PlainLocale())) {}
@@ -241,7 +241,7 @@ bool PutInteger(FormatBuffer& out, const FormatSpec& spec, std::intmax_t argumen
   size_t minimum = spec.precision == FormatSpec::kAbsent ? 1 : static_cast<size_t>(spec.precision);
   if (is_octal && spec.alternative) minimum = std::max(minimum, digits + 1);
   if (spec.width <= 0 && minimum <= 1 && !is_octal) {
-    // Most numbers are written in one go.
+    // Most numbers are appended as one piece.
     if (digits < minimum) *--start = '0';
     for (size_t i = prefix.size(); i > 0; --i) *--start = prefix[i - 1];
     return out.AppendFew({start, static_cast<size_t>(end - start)});

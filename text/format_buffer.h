@@ -1,5 +1,4 @@
-// The growing array of units into which the formatter writes, and numbers in the form that a
-// conversion asks for.
+// The growing array of units into which the formatter writes, and the conversion of numbers.
 #pragma once
 
 #include <cstdint>
@@ -22,20 +21,20 @@ class FormatBuffer {
 
   std::u16string_view units() const { return {data_, length_}; }
 
-  // Room for `count` more units at the end, which `Take` then makes part of the text; null when the
-  // text would be too long.
+  // Returns room for `count` more units at the end, which `Take` then adds to the text; null when
+  // the text would be too long.
   char16_t* Room(size_t count) {
     return capacity_ - length_ >= count ? data_ + length_ : Grow(count);
   }
   void Take(size_t count) { length_ += count; }
-  // Each appends all of its text, or nothing: false when the result would have more than
-  // kMaximumFormattedLength units. Too little memory throws std::bad_alloc.
+  // Each of these appends all of its text or nothing. False when the result would have more than
+  // kMaximumFormattedLength units. When memory runs out, they throw std::bad_alloc.
   bool Append(std::u16string_view units);
   // The unit `count` times.
   bool Append(size_t count, char16_t unit);
-  // The bytes as ISO 8859-1: each is the unit of the same number.
+  // Appends the bytes as ISO 8859-1: each byte becomes the unit of the same number.
   bool AppendLatin1(std::string_view bytes);
-  // The same for a handful of bytes.
+  // The same, faster for a handful of bytes.
   bool AppendFew(std::string_view bytes) {
     char16_t* const room = Room(bytes.size());
     if (room == nullptr) return false;
@@ -58,17 +57,17 @@ class FormatBuffer {
 
 namespace orvik {
 
-// Numbers in the form that a conversion asks for, appended to a result; false when that would
-// become too long.
+// These functions append a number in the form that a conversion asks for. They return false when
+// the result would become too long.
 
-// The argument is cut to its type and taken as signed or not as the conversion says.
+// Cuts the argument to the width of its type. The conversion says whether it is signed.
 bool PutInteger(FormatBuffer& out, const FormatSpec& spec, std::intmax_t argument, FormatType type);
 // By "d", "u" or "x", without flags, width and precision.
 bool PutPlainInteger(FormatBuffer& out, std::uintmax_t magnitude, bool is_negative,
                      char16_t conversion);
 
-// By "e", "f", "g" or "a" of C, with "." whatever the locale of libc says. Any precision is carried
-// out: digits behind the last one that the number has are zeros.
+// Writes "e", "f", "g" and "a" as C does, but with "." in every locale of libc. Any precision is
+// possible: digits behind the last digit of the number are zeros.
 bool PutReal(FormatBuffer& out, const FormatSpec& spec, double value);
 bool PutReal(FormatBuffer& out, const FormatSpec& spec, long double value);
 

@@ -1,6 +1,6 @@
-// The arguments and the conversions of a format, and whether they fit.
+// The arguments and the conversions of a format, and the check that they fit.
 //
-// The parser stands here because literals are checked when they are compiled.
+// The parser is in this header because formats that are literals are checked at compile time.
 #pragma once
 
 #include <cstddef>
@@ -14,7 +14,7 @@ namespace [[gnu::visibility("default")]] orvik {
 
 // The type of an argument, and the type that a conversion takes.
 enum class FormatType : unsigned char {
-  kNone,  // "%%", and text that is not a conversion
+  kNone,  // "%%", and text without a valid conversion
   // Integers. A conversion cuts its argument to char and short, which C passes as int.
   kChar,
   kShort,
@@ -58,13 +58,13 @@ constexpr bool TakesArgument(FormatType wanted, FormatType given) {
          (IsRealType(wanted) && IsRealType(given)) || (IsTextType(wanted) && IsTextType(given));
 }
 
-// One argument with its type. It refers to its text, object or long double, which the caller keeps
-// until the format is carried out.
+// One argument with its type. It refers to its text, object or long double, which the caller must
+// keep until the formatter returns.
 struct FormatArgument {
   // The length of a text that ends with a 0 unit.
   static constexpr std::size_t kTerminated = static_cast<std::size_t>(-1);
 
-  // `type` says how many bits of the value count and whether it is a character.
+  // `type` says how many bits of `value` count and whether it is a character.
   static constexpr FormatArgument Integer(FormatType type, std::intmax_t value) {
     FormatArgument argument{type, 0, {}};
     argument.integer = value;
@@ -75,8 +75,8 @@ struct FormatArgument {
     argument.real = value;
     return argument;
   }
-  // A text of `length` units or kTerminated, an object, or an address; of kLongReal the place of
-  // the number. Null is allowed for all but that.
+  // A text of `length` units or kTerminated, an object, or an address; for kLongReal the address of
+  // the number. All of these but the last may be null.
   static constexpr FormatArgument Pointer(FormatType type, const void* value,
                                           std::size_t length = 0) {
     FormatArgument argument{type, length, {}};
@@ -93,10 +93,10 @@ struct FormatArgument {
   };
 };
 
-// A conversion, "%[n$][flags][width][.precision][length]conversion" of printf, as it is
-// written. Numbers beyond kMaximumNumber are kMaximumNumber. A "-" before a width makes `left` and
-// not a negative number; a negative argument for a width does the same when the format is carried
-// out.
+// A conversion as it is written in the format: "%[n$][flags][width][.precision][length]conversion"
+// of printf. Numbers beyond kMaximumNumber become kMaximumNumber. A "-" before a width sets `left`
+// and does not make the number negative; a negative argument for a width sets `left` when the
+// format is carried out.
 struct FormatSpec {
   static constexpr int kAbsent = -1;       // no width, no precision
   static constexpr int kNextArgument = 0;  // positions count from 1
@@ -122,10 +122,11 @@ struct FormatSpec {
 
 namespace format_tags {
 
-// The letters of conversions that take arguments of one kind.
+// Each row holds the conversion letters that take the same kind of argument.
 inline constexpr std::string_view kLetters[] = {"dDiuUxXoO", "c", "C", "eEfFgGaA",
                                                 "s",         "S", "@", "p"};
-// The length letters in their rows of the table; "hh" and "ll" are the rows behind "h" and "l".
+// The length letters, in the order of the table's rows; "hh" and "ll" have the rows after "h" and
+// "l".
 inline constexpr std::string_view kLengths = " h_l_Lztj";
 
 // The type for each length and kind of letter.
@@ -142,8 +143,8 @@ inline constexpr FormatType kTypes[9][8] = {
     {kMaximum, kByte, kUnit, kReal, kNarrow, kWide, kObject, kPointer},       // j
 };
 
-// The type that a conversion letter takes with the length letter of that row; kNone for a letter
-// that is no conversion.
+// The type of the argument for a conversion letter with the length letter of the row `length`;
+// kNone for a letter without a conversion.
 constexpr FormatType TypeOf(unsigned letter, std::size_t length) {
   for (std::size_t kind = 0; letter < 0x80 && kind < std::size(kLetters); ++kind) {
     if (kLetters[kind].find(static_cast<char>(letter)) != std::string_view::npos) {
@@ -155,9 +156,9 @@ constexpr FormatType TypeOf(unsigned letter, std::size_t length) {
 
 }  // namespace format_tags
 
-// Reads the conversion whose "%" is just before `index`, which is moved behind it. Never fails:
-// what is no conversion has the type kNone, and its letter in `conversion`, or 0 at the end of the
-// format. Length letters in any number are read; the last one counts.
+// Reads the conversion whose "%" is just before `index`, and moves `index` behind it. Never fails:
+// an unknown conversion gets the type kNone and its letter in `conversion`, or 0 at the end of the
+// format. Any number of length letters is accepted; the last one counts.
 template <class Unit>
 constexpr FormatSpec ParseFormatSpec(std::basic_string_view<Unit> format, std::size_t& index) {
   FormatSpec spec;
@@ -178,7 +179,7 @@ constexpr FormatSpec ParseFormatSpec(std::basic_string_view<Unit> format, std::s
     }
     return value;
   };
-  // A number followed by "$"; else nothing is read.
+  // A number followed by "$"; without it nothing is consumed.
   const auto position = [&] {
     const std::size_t start = index;
     const int value = number();
@@ -230,9 +231,9 @@ constexpr FormatSpec ParseFormatSpec(std::basic_string_view<Unit> format, std::s
   return spec;
 }
 
-// Whether the format can be carried out with arguments of these types: each that it names is there
-// and of a type that the conversion takes. Positions may leave some out, and are given to all
-// arguments or to none.
+// Whether the format can be carried out with arguments of these types: every argument that the
+// format uses must exist and have a type that its conversion takes. Either all conversions have
+// positions or none has. Positions may leave arguments out.
 template <class Unit>
 constexpr bool FormatFits(std::basic_string_view<Unit> format, std::span<const FormatType> given) {
   std::size_t next = 0;

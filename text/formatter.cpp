@@ -13,7 +13,7 @@ namespace orvik {
 
 namespace {
 
-// Of a list of C: a format cannot make the list of types longer than this.
+// The limit of positions in a list of C, which bounds the list of types that a format can ask for.
 constexpr int kMaximumPositions = 4096;
 
 // Arguments with their types, in any order.
@@ -21,15 +21,15 @@ class TypedArguments {
  public:
   explicit TypedArguments(std::span<const FormatArgument> arguments) : arguments_(arguments) {}
 
-  // Whatever the conversion takes: the argument knows its type.
+  // Ignores the type that the conversion takes, because the argument has its own.
   FormatArgument Next(FormatType) { return At(++last_); }
-  // The next argument, which Skip then passes; null behind the last one.
+  // The next argument, which Skip then passes; null behind the last argument.
   const FormatArgument* Peek() const {
     const auto index = static_cast<size_t>(last_);
     return index < arguments_.size() ? &arguments_[index] : nullptr;
   }
   void Skip() { ++last_; }
-  // No conversion takes a missing argument.
+  // A missing argument has the type kNone, which no conversion takes.
   FormatArgument At(int position) const {
     const auto index = static_cast<size_t>(position) - 1;
     return index < arguments_.size() ? arguments_[index]
@@ -41,14 +41,14 @@ class TypedArguments {
   int last_ = 0;
 };
 
-// The type as which C passes an argument.
+// The type to which C promotes an argument of this type.
 FormatType PassedType(FormatType type) {
   using enum FormatType;
   if (type == kChar || type == kShort || type == kByte || type == kUnit) return kInt;
   return IsTextType(type) || type == kObject ? kPointer : type;
 }
 
-// An argument list of C, read in order. Conversions say the types.
+// An argument list of C, read in order. The conversions tell the types.
 class ArgumentReader {
  public:
   explicit ArgumentReader(std::va_list arguments) { va_copy(list_, arguments); }
@@ -77,11 +77,11 @@ class ArgumentReader {
 
  private:
   std::va_list list_;
-  // Arguments refer to their number; those of a list keep their places here.
+  // The long doubles of the list; the arguments point to them.
   std::forward_list<long double> long_reals_;
 };
 
-// Puts a text of `length` units into the width.
+// Appends a text of `length` units, padded to the width.
 template <class Put>
 bool PutPadded(FormatBuffer& out, const FormatSpec& spec, size_t length, const Put& put) {
   const size_t width = spec.width > 0 ? static_cast<size_t>(spec.width) : 0;
@@ -91,7 +91,7 @@ bool PutPadded(FormatBuffer& out, const FormatSpec& spec, size_t length, const P
          (!spec.left || out.Append(padding, u' '));
 }
 
-// How many units the precision lets through.
+// The number of units that the precision allows.
 size_t Limit(const FormatSpec& spec, size_t length) {
   return spec.precision == FormatSpec::kAbsent
              ? length
@@ -105,7 +105,7 @@ bool PutUnits(FormatBuffer& out, const FormatSpec& spec, std::u16string_view uni
   return PutPadded(out, spec, units.size(), [&] { return out.Append(units); });
 }
 
-// The text of an argument as far as the precision lets it through: nothing behind is read.
+// The text of an argument, as long as the precision allows. Reads nothing behind that.
 template <typename Unit>
 std::basic_string_view<Unit> TextOf(const FormatSpec& spec, const FormatArgument& argument) {
   const auto* const text = static_cast<const Unit*>(argument.pointer);
@@ -122,7 +122,7 @@ bool PutCharacter(FormatBuffer& out, const FormatSpec& spec, char16_t unit) {
   return PutPadded(out, spec, 1, [&] { return out.Append(1, unit); });
 }
 
-// The type as which an integer is shown. Characters have their own conversions.
+// The type that decides how an integer is shown. Characters have their own conversions.
 FormatType ShownType(FormatType wanted, FormatType given) {
   const auto is_character = [](FormatType type) {
     return type == FormatType::kByte || type == FormatType::kUnit;
@@ -132,7 +132,7 @@ FormatType ShownType(FormatType wanted, FormatType given) {
   return is_character(given) ? FormatType::kInt : given;
 }
 
-// As what the argument is, whichever of the conversions that take it is written.
+// Shows the argument by its own type, whichever suitable conversion the format has.
 bool PutArgument(FormatBuffer& out, const FormatSpec& spec, const FormatArgument& argument,
                  ObjectDescriber describe) {
   if (!TakesArgument(spec.type, argument.type)) return false;
@@ -166,7 +166,8 @@ bool PutArgument(FormatBuffer& out, const FormatSpec& spec, const FormatArgument
   return PutInteger(out, spec, argument.integer, shown);
 }
 
-// A negative width is its amount with the flag "-" (C, 7.21.6.1); a negative precision is none.
+// A negative width means the flag "-" and its absolute value (C, 7.21.6.1). A negative precision
+// counts as absent.
 void SetWidth(FormatSpec& spec, std::intmax_t width) {
   if (width < 0) {
     spec.left = true;
@@ -182,7 +183,7 @@ void SetPrecision(FormatSpec& spec, std::intmax_t precision) {
           : static_cast<int>(std::min<std::intmax_t>(precision, FormatSpec::kMaximumNumber));
 }
 
-// A part of the format: UTF-16 as it is, bytes as Mac OS Roman.
+// Appends a part of the format: UTF-16 as it is, bytes as Mac OS Roman.
 bool AppendText(FormatBuffer& out, std::u16string_view text) {
   return out.Append(text);
 }
@@ -190,9 +191,9 @@ bool AppendText(FormatBuffer& out, std::string_view text) {
   return out.AppendMacRoman(text);
 }
 
-// Goes over the format once: text up to the next "%", then the conversion. A list of C whose
-// conversions have positions is first read as a whole, because only its order tells where an
-// argument lies.
+// Goes over the format once: text up to the next "%", then the conversion. When the conversions of
+// a list of C have positions, all its arguments are read first, because each of them can be reached
+// only after those before it.
 template <class Unit>
 class Formatter {
  public:
@@ -250,7 +251,7 @@ class Formatter {
   enum class Positional { kUnknown, kNo, kYes };
   enum class Quick { kDone, kFailed, kOther };
 
-  // Carries out a conversion of one letter whose argument has the very type; most have.
+  // Carries out a one-letter conversion whose argument has exactly the type it takes; most do.
   Quick PutQuickly(TypedArguments& reader, Unit letter) {
     const FormatArgument* const argument = reader.Peek();
     if (argument == nullptr || positional_ == Positional::kYes) return Quick::kOther;
@@ -278,7 +279,7 @@ class Formatter {
   }
   Quick PutQuickly(ArgumentReader&, Unit) { return Quick::kOther; }
 
-  // Finds the next "%", or the end. It is a few units away mostly.
+  // Finds the next "%", or the end of the format. It is usually only a few units away.
   size_t FindPercent(size_t index) const {
     const size_t near = std::min(format_.size(), index + 16);
     while (index < near && format_[index] != Unit{'%'}) ++index;
@@ -303,13 +304,13 @@ class Formatter {
     return ParseFormatSpec(format_, index);
   }
 
-  // "%s" without anything between is what the replacement of the text meets.
+  // A textual replacement of "%s" finds it only when nothing stands between the two characters.
   bool TakesWide(const FormatSpec& spec, size_t percent, size_t index) const {
     return style_ == FormatStyle::kSmallStringsAreWide && spec.conversion == u's' &&
            index - percent == 2;
   }
 
-  // After the second "%" of "%%" an "s" is replaced as well.
+  // The replacement also affects an "s" after the second "%" of "%%".
   bool AppendReplacedS(size_t* index) {
     if (style_ != FormatStyle::kSmallStringsAreWide || *index >= format_.size() ||
         format_[*index] != Unit{'s'}) {
@@ -319,13 +320,13 @@ class Formatter {
     return out_.Append(1, u'S');
   }
 
-  // Copies what is no conversion, and "%" for one that ends in "%" ("%5%").
+  // Copies an unknown conversion, and writes "%" for a conversion that ends in "%" ("%5%").
   bool PutUnknown(const FormatSpec& spec, size_t percent, size_t* index) {
     if (spec.conversion != u'%') return AppendText(out_, format_.substr(percent, *index - percent));
     return out_.Append(1, u'%') && AppendReplacedS(index);
   }
 
-  // All arguments have positions, or none has.
+  // False when some conversions have positions and others do not.
   bool SetMode(const FormatSpec& spec) {
     const bool has_position = spec.position != FormatSpec::kNextArgument;
     const bool agrees = (!spec.width_is_argument ||
@@ -338,7 +339,7 @@ class Formatter {
     return true;
   }
 
-  // A width or precision; false for an argument that is no integer.
+  // Reads a width or a precision; false when the argument is not an integer.
   static bool NumberOf(const FormatArgument& argument, std::intmax_t* number) {
     if (!IsIntegerType(argument.type)) return false;
     *number = argument.integer;
@@ -355,7 +356,7 @@ class Formatter {
   }
 
   bool ReadPositions(const TypedArguments&) { return true; }
-  // Reads all arguments in their order, once it is known that they have positions.
+  // Reads all arguments in order when the format uses positions.
   bool ReadPositions(ArgumentReader& reader) {
     if (positional_ != Positional::kYes || !values_.empty()) return true;
     std::vector<FormatType> types;

@@ -1,4 +1,4 @@
-// The one formatter, for wide and narrow text.
+// The formatter for wide and narrow text.
 //
 // A format is text with conversions "%[n$][flags][width][.precision][length]conversion":
 //
@@ -9,19 +9,20 @@
 //   %ls %lc    as %S and %C                      %hS %hC  as %s and %c
 //   %d %D %i %u %U %x %X %o %O %p %e %E %f %F %g %G %a %A %%         as printf
 //
-// A null %s, %S or %@ is "(null)"; a precision limits how much of their text is read and shown. An
-// unknown conversion is copied to the result and takes no argument. %n is not carried out. Numbers
-// with a fraction use "." whatever the locale of libc says.
+// A null %s, %S or %@ is shown as "(null)"; a precision limits how much of the text is read and
+// shown. An unknown conversion is copied to the result and takes no argument. %n is not carried
+// out. Numbers with a fraction have "." in every locale of libc.
 //
-// Arguments come in a list of C, whose types the format alone says, or with their types. With their
-// types each is shown as what it is: a wide and a narrow text are right for %s, %S and %@ alike, an
-// integer for %d in its full size (hh and h cut it). Positions may then leave out arguments, and a
-// format is refused when an argument is missing or its conversion does not take it
-// (text/format_spec.h).
+// Arguments come either as a list of C, where only the format tells the types, or together with
+// their types. With types, the argument decides how it is shown: %s, %S and %@ all accept a wide
+// and a narrow text, and %d shows an integer in its full size (hh and h cut it). Positions may then
+// leave out arguments, and a format is refused when an argument is missing or its conversion does
+// not take it (text/format_spec.h).
 //
-// A format is refused (false) when the positions of a list of C leave one out ("%2$d" alone: the
-// type of the first is not known, so the second cannot be reached), when positions are mixed with
-// other arguments, or when the result would exceed kMaximumFormattedLength units; a width or
+// A format is refused (false) when it mixes positions with other arguments, when the positions of a
+// list of C leave out an argument ("%2$d" alone: without the type of the first argument, the second
+// cannot be reached), or when the result would exceed kMaximumFormattedLength units, its widths and
+// precisions included.
 // precision is part of that.
 #pragma once
 
@@ -37,15 +38,15 @@ namespace [[gnu::visibility("default")]] orvik {
 
 enum class FormatStyle {
   kPlain,
-  // As if every "%s" in the format's text had been replaced by "%S" first.
+  // Formats as if every "%s" in the format's text had first been replaced by "%S".
   kSmallStringsAreWide,
 };
 
-// The text that "%@" shows of an object, which is not null.
+// Returns the text that "%@" shows for the object, which is never null.
 using ObjectDescriber = std::u16string (*)(const void* object);
 
-// Appends the formatted text to the buffer; false leaves a part of it there. Without a describer
-// every object is "(null)".
+// Appends the formatted text to the buffer. False after a failure, which may leave a part of the
+// text in the buffer. Without a describer every object is shown as "(null)".
 bool FormatUnits(FormatBuffer& result, std::u16string_view format, std::va_list arguments,
                  ObjectDescriber describe, FormatStyle style = FormatStyle::kPlain);
 
@@ -53,7 +54,7 @@ bool FormatUnits(FormatBuffer& result, std::u16string_view format,
                  std::span<const FormatArgument> arguments, ObjectDescriber describe,
                  FormatStyle style = FormatStyle::kPlain);
 
-// The same with the format in Mac OS Roman. The result is UTF-16 all the same.
+// The same with a format in Mac OS Roman. The result is UTF-16, too.
 bool FormatMacRoman(FormatBuffer& result, std::string_view format, std::va_list arguments,
                     ObjectDescriber describe);
 bool FormatMacRoman(FormatBuffer& result, std::string_view format,

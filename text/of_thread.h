@@ -1,12 +1,12 @@
-// Objects of a thread, which outlive the program's others.
+// Objects of a thread that even destructors at its end may use.
 #pragma once
 
 #include <utility>
 
 namespace orvik {
 
-// The one object of the type in this thread. It goes with the thread. The one that is made when it
-// is asked for again afterwards, by a destructor while the process ends, stays.
+// Returns the thread's one object of this type. It is destroyed with the thread. When a later
+// destructor asks for it again, a new object is made and never destroyed.
 template <typename T>
 T& OfThread() {
   static constinit thread_local T* object = nullptr;

@@ -7,7 +7,7 @@ namespace orvik {
 
 namespace {
 
-// Whether it moves the cursor, or changes the lines or the order of text.
+// Whether the unit moves the cursor, or changes the lines or the order of text.
 bool IsControl(char16_t unit) {
   return unit < 0x20 || (unit >= 0x7F && unit < 0xA0) || unit == 0x2028 || unit == 0x2029 ||
          ControlsDirection(unit);
@@ -15,7 +15,7 @@ bool IsControl(char16_t unit) {
 
 }  // namespace
 
-// Only the lead bytes that a control can have are decoded; all others answer at once.
+// Decodes only the lead bytes that a control character can have; all others return at once.
 std::optional<ControlCharacter> ControlAt(std::string_view utf8, std::size_t at) {
   const auto byte = [&](std::size_t index) {
     return static_cast<char32_t>(static_cast<unsigned char>(utf8[index]));
@@ -116,7 +116,7 @@ int ColumnsOf(std::u16string_view text) {
   return columns;
 }
 
-// Lines are counted first; then the characters of the last one, by the bytes that begin one.
+// Counts the lines first, then the characters of the last line by their first bytes.
 TextPlace PlaceInText(std::string_view text, std::size_t position) {
   TextPlace place;
   const std::string_view before = text.substr(0, position);

@@ -5,8 +5,8 @@
 //   ColumnsOf        the width of a text in character cells
 //   PlaceInText      the line and the column of a position, for messages
 //
-// The functions take any text, malformed text too, and depend on no locale. Too little memory
-// throws std::bad_alloc; nothing else fails.
+// The functions accept malformed text, too, and depend on no locale. When memory runs out, they
+// throw std::bad_alloc; they have no other failure.
 #pragma once
 
 #include <cstddef>
@@ -16,44 +16,44 @@
 
 namespace [[gnu::visibility("default")]] orvik {
 
-// A character that must not reach a terminal from elsewhere: the control characters of ASCII and
-// U+0080 to U+009F, and the characters that reorder or break lines (U+061C, U+200E, U+200F, U+2028
-// to U+202E, U+2066 to U+2069).
+// A character that must not reach a terminal from a foreign text: the control characters of ASCII
+// and U+0080 to U+009F, and the characters that reorder or break lines (U+061C, U+200E, U+200F,
+// U+2028 to U+202E, U+2066 to U+2069).
 struct ControlCharacter {
   char32_t point;
   std::size_t length;  // in bytes
 };
-// The one that begins at this byte, if one does.
-// `at` must lie within the text. Nothing for every other character, and inside a character.
+// Returns the control character that begins at the byte `at`, which must lie within the text.
+// Nothing for every other character, and for a byte inside a character.
 std::optional<ControlCharacter> ControlAt(std::string_view utf8, std::size_t at);
 
 // The text on one line, safe to print: a backslash, and every character of ControlAt, as an escape
 // ("\\", "\n", "\t", "\r", "\x1b", "\u202e").
 std::string Escaped(std::string_view utf8);
 
-// Names inside sentences that are read by people: a name must not change how the sentence around
-// it, or the name itself, is read (Unicode Standard Annex #9; Unicode Technical Report #36,
-// section 2.8).
+// Names inside sentences for people. A name must not change how the sentence around it, or the name
+// itself, is read (Unicode Standard Annex #9; Unicode Technical Report #36, section 2.8).
 
 // Embedding and override controls, U+202A to U+202E.
 constexpr bool OverridesDirection(char16_t unit) {
   return unit >= 0x202A && unit <= 0x202E;
 }
 
-// Those, the isolate controls U+2066 to U+2069 and the marks U+200E, U+200F, U+061C.
+// The controls of OverridesDirection, the isolate controls U+2066 to U+2069 and the marks U+200E,
+// U+200F, U+061C.
 constexpr bool ControlsDirection(char16_t unit) {
   return OverridesDirection(unit) || (unit >= 0x2066 && unit <= 0x2069) || unit == 0x200E ||
          unit == 0x200F || unit == 0x061C;
 }
 
-// The name as it goes into the sentence:
+// The form of the name inside the sentence:
 //
 //   a control character, a direction control         "[U+202E]", its number
 //   a name or a sentence with right-to-left text     surrounded by U+2068 and U+2069 (an isolate)
 //   every other name                                 unchanged
 std::u16string NameForSentence(std::u16string_view name, std::u16string_view sentence);
 
-// How much room characters take where every character cell is alike, as on a terminal.
+// The width of characters where all character cells are alike, as on a terminal.
 
 // Columns of one character (Unicode Standard Annex #11): 2 for wide and full-width characters, 0
 // for combining marks and format characters, otherwise 1. Control characters count as 0.
@@ -62,15 +62,14 @@ int ColumnsOf(char32_t character);
 // Columns of a text; an unpaired surrogate counts as 1.
 int ColumnsOf(std::u16string_view text);
 
-// Lines and columns count from 1, columns in characters of UTF-8. Lines end with a line feed, a
-// carriage return, or both.
-// A tab is one character; a byte that is not UTF-8 counts as one.
+// Lines and columns count from 1. A column is a character of UTF-8: a tab counts as one, and so
+// does a byte that is not UTF-8. Lines end with a line feed, a carriage return, or both.
 struct TextPlace {
   std::size_t line = 1;
   std::size_t column = 1;
 };
-// The place of the byte `position`, which may lie behind the end: then the place of the end. Takes
-// time proportional to the position.
+// The place of the byte at `position`. A position behind the end gives the place of the end. Takes
+// time proportional to `position`.
 TextPlace PlaceInText(std::string_view text, std::size_t position);
 
 }  // namespace orvik

@@ -14,11 +14,11 @@ inline bool IsTrail(unsigned char byte) {
   return (byte & 0xC0) == 0x80;
 }
 
-// Shorter sources hold no block of wide vectors.
+// Shorter sources do not fill a block of wide vectors.
 constexpr std::ptrdiff_t kWideSource = 64;  // bytes
 constexpr std::ptrdiff_t kWideUnits = 16;
 
-// Neither a continuation nor what no character begins with.
+// False for continuation bytes and for bytes that never occur in UTF-8.
 constexpr bool CanStart(unsigned char byte) {
   return byte < 0x80 || (byte >= 0xC2 && byte <= 0xF4);
 }
@@ -26,7 +26,7 @@ constexpr bool CanStart(unsigned char byte) {
 constexpr char32_t kNoCharacter = 0xFFFFFFFF;
 constexpr char32_t kCutCharacter = 0xFFFFFFFE;
 
-// The character of two to four bytes that starts at `source`, which is moved over it when it is
+// Returns the character of two to four bytes at `source`, and moves `source` behind it when it is
 // well formed.
 inline char32_t DecodeMultiByte(const char*& source, const char* end) {
   const auto* s = reinterpret_cast<const unsigned char*>(source);
@@ -66,8 +66,8 @@ inline TranscodingStop StopOf(char32_t failure) {
   return failure == kCutCharacter ? TranscodingStop::kSourceEnds : TranscodingStop::kIllegal;
 }
 
-// Reads one character of two to four bytes with one load. False, and nothing moved, when the bytes
-// are not a character of that kind; four bytes must be there.
+// Reads one character of two to four bytes with one load; four bytes must be readable. False, and
+// nothing moves, when the bytes are not a well-formed character of that length.
 inline bool DecodeQuickly(const char*& s, char16_t*& t) {
   const auto at = [&](int i) {
     return static_cast<std::uint32_t>(static_cast<unsigned char>(s[i]));
@@ -99,8 +99,8 @@ inline bool DecodeQuickly(const char*& s, char16_t*& t) {
   return false;
 }
 
-// Writes one character above 0x7F; four bytes of room must be there. False, and nothing moved, for
-// a surrogate that is not one of a pair.
+// Writes one character above 0x7F; there must be room for four bytes. False, and nothing moves, for
+// an unpaired surrogate.
 inline bool EncodeQuickly(const char16_t*& s, const char16_t* source_end, char*& t) {
   const char16_t unit = *s;
   if (unit < 0x800) {
@@ -131,14 +131,14 @@ inline bool EncodeQuickly(const char16_t*& s, const char16_t* source_end, char*&
 
 inline TranscodingStop DecodeLoop(const char*& s, const char* source_end, char16_t*& t,
                                   char16_t* target_end) {
-  // Far from both ends: no room to check.
+  // Far from both ends, the room need not be checked.
   while (source_end - s >= 16 && target_end - t >= 16) {
     const unsigned others = NonAsciiBits(s);
     if (others == 0) {
       WidenBlock(s, t);
       s += kBlock;
       t += kBlock;
-      // More of it is likely.
+      // More ASCII is likely to follow.
       while (source_end - s >= 32 && target_end - t >= 32 && AreAscii(s)) {
         WidenBlock(s, t);
         WidenBlock(s + kBlock, t + kBlock);
@@ -150,7 +150,7 @@ inline TranscodingStop DecodeLoop(const char*& s, const char* source_end, char16
     for (int ascii = std::countr_zero(others); ascii > 0; --ascii) {
       *t++ = static_cast<unsigned char>(*s++);
     }
-    // Up to the next run of ASCII.
+    // Decodes up to the next run of ASCII.
     const char* const near_end = source_end - 4;
     char16_t* const near_full = target_end - 2;
     while (s <= near_end && t <= near_full && static_cast<unsigned char>(*s) >= 0x80) {
@@ -194,7 +194,7 @@ inline TranscodingStop EncodeLoop(const char16_t*& s, const char16_t* source_end
       NarrowBlock(s, t);
       s += kBlock;
       t += kBlock;
-      // More of it is likely.
+      // More ASCII is likely to follow.
       while (source_end - s >= 32 && target_end - t >= 32 && AreAscii(s)) {
         NarrowBlock(s, t);
         NarrowBlock(s + kBlock, t + kBlock);
@@ -262,7 +262,7 @@ TranscodingStop EncodePlain(const char16_t*& source, const char16_t* source_end,
 
 TranscodingStop DecodeUtf8(const char*& source, const char* source_end, char16_t*& target,
                            char16_t* target_end) {
-  // Of many malformed bytes in a row only the first needs more than a look.
+  // In a run of malformed bytes only the first takes more than one comparison.
   if (source != source_end && !CanStart(static_cast<unsigned char>(*source))) {
     return TranscodingStop::kIllegal;
   }
@@ -302,8 +302,8 @@ size_t Utf8Length(std::u16string_view units) {
   return length + transcoding::MeasurePlain(s, end);
 }
 
-// ASCII goes two blocks at a time. After a block with another character the next sixteen units go
-// one by one, so that mixed text is not looked at twice.
+// Measures ASCII two blocks at a time. After a block with another character it measures sixteen
+// units one by one, so that mixed text is not read twice.
 size_t transcoding::MeasurePlain(const char16_t* s, const char16_t* end) {
   size_t length = 0;
   while (s < end) {
@@ -343,7 +343,7 @@ std::ptrdiff_t Utf16Length(std::string_view bytes) {
   return rest < 0 ? rest : length + rest;
 }
 
-// The same for UTF-8, whose malformed characters end it.
+// The same for UTF-8. A malformed character ends the count.
 std::ptrdiff_t transcoding::CountPlain(const char* s, const char* end) {
   std::ptrdiff_t length = 0;
   while (s < end) {
@@ -386,11 +386,12 @@ char32_t NextCharacter(std::string_view bytes, size_t& position) {
   return character;
 }
 
-// Whole blocks first, then the rest byte by byte; the rest of an ASCII text is one look more.
+// Compares whole blocks, then the rest byte by byte. The rest of an ASCII text takes one more
+// block.
 size_t AsciiPrefix(std::string_view bytes) {
   size_t i = 0;
   while (bytes.size() - i >= kBlock && NonAsciiBits(bytes.data() + i) == 0) i += kBlock;
-  // The last block may reach back into the one before.
+  // The last block may overlap the block before it.
   if (i > 0 && bytes.size() - i < kBlock &&
       NonAsciiBits(bytes.data() + bytes.size() - kBlock) == 0) {
     return bytes.size();
@@ -412,7 +413,7 @@ char16_t OrOfUnits(std::u16string_view units) {
     for (const char16_t unit : units) result |= unit;
     return result;
   }
-  // The last block may reach back into the one before.
+  // The last block may overlap the block before it.
   UnitsOr all;
   for (size_t i = 0; units.size() - i > kOrBlock; i += kOrBlock) all.Add(units.data() + i);
   all.Add(units.data() + units.size() - kOrBlock);
@@ -428,7 +429,7 @@ void WidenLatin1(const char* source, char16_t* target, size_t n) {
   WidenBlock(source + n - kBlock, target + n - kBlock);
 }
 
-// Blocks without a unit above 255 go at once; one with such a unit goes unit by unit.
+// Converts a block without units above 255 at once, and every other block unit by unit.
 void NarrowLatin1(const char16_t* source, char* target, size_t n) {
   size_t i = 0;
   while (i < n) {

@@ -1,9 +1,9 @@
-// UTF-8 and UTF-16 into one another, and Latin-1 into and out of UTF-16: the fast loops under every
-// conversion. ASCII runs go 16 units at a time.
+// Conversions between UTF-8 and UTF-16 and between Latin-1 and UTF-16: the fast loops under every
+// conversion.
 //
 // Well-formed means RFC 3629: shortest forms, no surrogates, nothing above U+10FFFF. Both
-// converters advance the starts over whole characters and say why they stopped. The
-// memory behind the reported end of the target is as it was, although they may write there first.
+// converters advance `source` and `target` over whole characters and say why they stopped. They may
+// write into the memory behind the final `target`, but restore it before they return.
 #pragma once
 
 #include <cstddef>
@@ -22,24 +22,24 @@ enum class TranscodingStop {
   kTargetFull,  // the next character does not fit
 };
 
-// Converts from `source` on until the source or the target ends, or up to a character that cannot
-// be converted. `source` and `target` move behind the last character that was. One that does not
-// fit whole is not begun. Neither place may be inside the other.
+// Converts until the source or the target ends, or until a character cannot be converted. Moves
+// `source` and `target` behind the last converted character. A character that does not fit is not
+// converted in part. The source and the target must not overlap.
 TranscodingStop DecodeUtf8(const char*& source, const char* source_end, char16_t*& target,
                            char16_t* target_end);
-// A high surrogate at the end is kSourceEnds.
+// The same from UTF-16. A high surrogate at the end is kSourceEnds.
 TranscodingStop EncodeUtf8(const char16_t*& source, const char16_t* source_end, char*& target,
                            char* target_end);
 
-// The UTF-8 bytes of the text, an unpaired surrogate counted as one byte.
+// The UTF-8 bytes of the text. An unpaired surrogate counts as one byte.
 size_t Utf8Length(std::u16string_view units);
 // The UTF-16 units of the bytes; -1 when they are not well formed.
 std::ptrdiff_t Utf16Length(std::string_view bytes);
 
 // Whether the bytes are well formed; U+0000 may be among them.
 bool IsValidUtf8(std::string_view bytes);
-// The character that starts at `position`, which moves behind it. A byte that begins no well-formed
-// character gives U+FFFD.
+// The character that starts at `position`; moves `position` behind it. A byte that does not start a
+// well-formed character gives U+FFFD.
 char32_t NextCharacter(std::string_view bytes, size_t& position);
 
 // The length of the leading run of bytes, or units, below 0x80.
@@ -54,15 +54,16 @@ inline bool IsAscii(std::u16string_view units) {
 // All units or-ed together: below 0x80 for ASCII, below 0x100 for Latin-1.
 char16_t OrOfUnits(std::u16string_view units);
 
-// Each of the `n` bytes to the unit of the same value. The places must not overlap.
+// Converts each of the `n` bytes to the unit of the same value. `source` and `target` must not
+// overlap.
 void WidenLatin1(const char* source, char16_t* target, size_t n);
-// Each unit to the byte of the same value, "?" above 255.
+// Converts each of the `n` units to the byte of the same value, and units above 255 to "?".
 void NarrowLatin1(const char16_t* source, char* target, size_t n);
 
-// Copying texts, most of which are short.
+// Copying of texts, most of which are short.
 
-// Copies between kSize and twice kSize bytes, as two parts that may overlap. Both parts are read
-// before one is written.
+// Copies between kSize and twice kSize bytes, as two parts that may overlap. Reads both parts
+// before it writes.
 template <std::size_t kSize>
 void CopyEnds(char* to, const char* from, std::size_t bytes) {
   char first[kSize];
@@ -73,7 +74,7 @@ void CopyEnds(char* to, const char* from, std::size_t bytes) {
   std::memcpy(to + bytes - kSize, last, kSize);
 }
 
-// Copies n units. Up to 32 bytes go without a call. The places may overlap.
+// Copies n units. Copies of up to 32 bytes need no function call. The memory may overlap.
 template <typename Unit>
 void CopyUnits(Unit* to, const Unit* from, std::size_t n) {
   const std::size_t bytes = n * sizeof(Unit);

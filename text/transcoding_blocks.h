@@ -1,5 +1,5 @@
-// Sixteen bytes or units at a time: the steps under transcoding.cpp, with the vector instructions
-// every x86-64 processor has and, elsewhere, in plain loops.
+// Steps of transcoding.cpp for sixteen bytes or units at a time: with the vector instructions that
+// every x86-64 processor has, and in plain loops on other processors.
 #pragma once
 
 #include <cstddef>
@@ -11,8 +11,8 @@
 
 namespace orvik {
 
-// The bytes or units of a block. Every function below reads, or writes, exactly one block, or two
-// where it says so; places need not be aligned, and places to read and to write must not overlap.
+// The bytes or units of a block. Every function reads, or writes, exactly one block, or two blocks
+// where it says so. Addresses need not be aligned; the source and the target must not overlap.
 inline constexpr size_t kBlock = 16;
 
 // Units or-ed together, eight at a time.
@@ -33,13 +33,14 @@ inline unsigned BitsOf(__m128i first, __m128i second) {
   return static_cast<unsigned>(_mm_movemask_epi8(_mm_packs_epi16(first, second)));
 }
 
-// One bit for each byte of a block above 0x7F, the first byte's the lowest.
+// One bit for each byte of a block, set if the byte is above 0x7F. The first byte has the lowest
+// bit.
 inline unsigned NonAsciiBits(const char* bytes) {
   return static_cast<unsigned>(_mm_movemask_epi8(Load(bytes)));
 }
 
-// One bit for each unit of a block above kLimit, the first unit's the lowest. The difference of a
-// unit and the limit, cut at zero, is zero for the others.
+// One bit for each unit of a block, set if the unit is above kLimit. The first unit has the lowest
+// bit. A unit minus the limit, with saturation, is zero for all other units.
 template <short kLimit>
 unsigned BitsAbove(const char16_t* units) {
   const __m128i limit = _mm_set1_epi16(kLimit);
@@ -49,22 +50,22 @@ unsigned BitsAbove(const char16_t* units) {
   return BitsOf(first, second) ^ 0xFFFF;
 }
 
-// Each byte to the unit of the same number: zero bytes are put between them.
+// Converts each byte to the unit of the same number by interleaving the bytes with zero bytes.
 inline void WidenBlock(const char* source, char16_t* target) {
   const __m128i bytes = Load(source);
   Store(target, _mm_unpacklo_epi8(bytes, _mm_setzero_si128()));
   Store(target + 8, _mm_unpackhi_epi8(bytes, _mm_setzero_si128()));
 }
 
-// The low byte of each unit. Packing would cut units above 255 at that, so their high bytes go
-// first.
+// Takes the low byte of each unit. The high bytes are cleared first, because packing would turn
+// units above 255 into 255.
 inline void NarrowBlock(const char16_t* source, char* target) {
   const __m128i low = _mm_set1_epi16(0xFF);
   Store(target,
         _mm_packus_epi16(_mm_and_si128(Load(source), low), _mm_and_si128(Load(source + 8), low)));
 }
 
-// Whether two blocks are ASCII.
+// Whether two blocks in a row are ASCII.
 inline bool AreAscii(const char* bytes) {
   return _mm_movemask_epi8(_mm_or_si128(Load(bytes), Load(bytes + 16))) == 0;
 }
@@ -76,7 +77,7 @@ inline bool AreAscii(const char16_t* units) {
   return _mm_movemask_epi8(_mm_cmpeq_epi16(above, _mm_setzero_si128())) == 0xFFFF;
 }
 
-// The units of all blocks of kOrBlock units that were added, or-ed together.
+// The bitwise or of all units that were added, in blocks of kOrBlock units.
 class UnitsOr {
  public:
   void Add(const char16_t* units) { all_ = _mm_or_si128(all_, Load(units)); }

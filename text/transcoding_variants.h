@@ -1,8 +1,8 @@
 // The variants of the transcoding loops that use wide vectors. For transcoding.cpp and tests.
 //
-// Dispatch: transcoding.cpp asks HasAvx512 and HasAvx2 once and calls the widest variant, and the
-// plain loops for the rest of the text. A build for another processor has the plain loops alone;
-// HasAvx2 and HasAvx512 are false there. All variants give the same units and bytes, and write
+// Dispatch: transcoding.cpp asks HasAvx512 and HasAvx2 once and calls the widest variant, then the
+// plain loops for the rest of the text. Builds for other processors have only the plain loops;
+// there HasAvx2 and HasAvx512 are false. All variants give the same units and bytes, and write
 // nothing behind the ends that they are given.
 #pragma once
 
@@ -12,7 +12,7 @@
 
 namespace orvik::transcoding {
 
-// The plain loops, which do everything by themselves.
+// The plain loops, which need no other variant.
 TranscodingStop DecodePlain(const char*& source, const char* source_end, char16_t*& target,
                             char16_t* target_end);
 TranscodingStop EncodePlain(const char16_t*& source, const char16_t* source_end, char*& target,
@@ -25,24 +25,25 @@ std::ptrdiff_t CountPlain(const char* source, const char* source_end);
 
 #if defined(__x86_64__)
 
-// Whether the processor has the vectors. The functions with the name may be called only then.
+// Whether the processor has these vectors. Call the functions of that name only if it has.
 bool HasAvx2();
 bool HasAvx512();
 
-// They convert as far as whole blocks go, and leave the rest, and everything from a malformed
-// character on, to the plain loops: `source` and `target` stop between characters, at the start of
-// a malformed one or some characters before it.
+// Convert whole blocks and leave the rest to the plain loops. They leave everything from a
+// malformed character on, too: `source` and `target` stop between characters, at the start of a
+// malformed character or some characters before it.
 void DecodeBlocksAvx2(const char*& source, const char* source_end, char16_t*& target,
                       char16_t* target_end);
 void EncodeBlocksAvx2(const char16_t*& source, const char16_t* source_end, char*& target,
                       char* target_end);
 
-// Count the UTF-16 units of whole blocks of UTF-8, and the other way round, in the same way.
+// Count the UTF-16 units of whole blocks of UTF-8, and the UTF-8 bytes of whole blocks of UTF-16,
+// in the same way.
 size_t CountBlocksAvx2(const char*& source, const char* source_end);
 size_t MeasureBlocksAvx2(const char16_t*& source, const char16_t* source_end);
 
-// They convert, and count, everything up to the end, to a malformed character or unpaired
-// surrogate, or to a place near the end of the target, and leave the rest to the plain loops.
+// Convert or count up to the end of the source, a malformed character, an unpaired surrogate, or a
+// place near the end of the target. The plain loops do the rest.
 void DecodeAvx512(const char*& source, const char* source_end, char16_t*& target,
                   char16_t* target_end);
 void EncodeAvx512(const char16_t*& source, const char16_t* source_end, char*& target,

@@ -21,8 +21,8 @@ namespace {
 
 }  // namespace
 
-// The loader counts the references to a library, and its functions are found under its own lock.
-// The references are never given back: the pointers to functions stay valid.
+// The loader counts the references to a library and looks up its functions under its own lock. The
+// references are never released, so the pointers to functions stay valid.
 void* FindIcuFunction(IcuLibrary library, const char* name) {
   const char* const file = library == IcuLibrary::kCommon ? "libicuuc.so." U_ICU_VERSION_SHORT
                                                           : "libicui18n.so." U_ICU_VERSION_SHORT;

@@ -1,11 +1,12 @@
 // The functions of ICU that the libraries call, under their own names in the namespace `icu`:
 // icu::u_charType(c).
 //
-// Each is found by its name when it is first called, so that a program starts without ICU, whose
-// loading takes longer than most commands. Later calls go through a pointer. Threads may make the
-// first call at once. A program that cannot load ICU ends with status 127 and a message.
+// Each function is looked up by name when it is first called, so that a program starts without ICU,
+// whose loading takes longer than most commands. Later calls go through a pointer. Several threads
+// may make the first call at once. A program that cannot load ICU ends with status 127 and a
+// message.
 //
-// Only the C interface of ICU can be found in this way. Nothing calls ICU but through this header;
+// Only the C interface of ICU can be found in this way. All calls of ICU go through this header;
 // tests/integration/unicode_library_test.sh checks that.
 #pragma once
 
@@ -25,17 +26,17 @@ namespace [[gnu::visibility("default")]] orvik {
 
 enum class IcuLibrary { kCommon, kInternational };
 
-// Returns the function of that name, whose suffix is that of ICU's version. Loads the library when
-// that has not been done; ends the process (status 127, a message on standard error) when the
-// library or the function does not exist. Threads may call at once.
+// Returns the function `name`, whose suffix is the version of ICU. Loads the library with the first
+// call. Ends the process (status 127, a message on standard error) when the library or the function
+// does not exist. Several threads may call it at once.
 void* FindIcuFunction(IcuLibrary library, const char* name);
 
 }  // namespace orvik
 
 namespace orvik::icu {
 
-// A function of ICU that is called like the function itself. Its name lives as long as the program.
-// A call costs one load more than a direct one.
+// A function of ICU with the usual call syntax. Its name must live as long as the program. A call
+// costs one memory load more than a direct call.
 template <typename Function>
 class LateFunction;
 
@@ -48,7 +49,7 @@ class LateFunction<Result(Parameters...)> {
 
   Result operator()(Parameters... arguments) const { return Get()(arguments...); }
 
-  // The address of the function, for where ICU takes one (callbacks).
+  // The address of the function, for the callback parameters of ICU.
   Pointer Get() const {
     const Pointer known = pointer_.load(std::memory_order_acquire);
     return known != nullptr ? known : Find();
@@ -123,7 +124,7 @@ ORVIK_INTERNATIONAL(udat_close);
 ORVIK_INTERNATIONAL(udat_format);
 ORVIK_INTERNATIONAL(udat_open);
 
-// The owner of a converter, which closes it.
+// Closes a converter for its std::unique_ptr.
 struct CloseConverter {
   void operator()(UConverter* converter) const { ucnv_close(converter); }
 };

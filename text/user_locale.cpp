@@ -21,7 +21,7 @@ namespace {
 constexpr const char* kVariables[] = {"LC_CTYPE", "LC_COLLATE", "LC_TIME"};
 constexpr size_t kCategories = std::size(kVariables);
 
-// The one copy of the identifier in a variable's value.
+// Returns the identifier in a variable's value. Each identifier is stored once.
 const char* Identifier(std::string_view value) {
   value = value.substr(0, value.find('.'));
   if (value == "C" || value == "POSIX") value = {};
@@ -32,8 +32,8 @@ const char* Identifier(std::string_view value) {
   return (found != known->end() ? found : known->emplace(value).first)->c_str();
 }
 
-// The value in the environment of the first variable that is set and not empty, else "". One walk
-// takes a third of the time of three look-ups.
+// The value of the first of the variables that is set and not empty, or "". One walk over the
+// environment takes a third of the time of three look-ups.
 const char* FirstSet(std::array<std::string_view, 3> variables) {
   const char* value = "";
   size_t best = variables.size();
@@ -42,7 +42,7 @@ const char* FirstSet(std::array<std::string_view, 3> variables) {
     if (*text != 'L') continue;
     for (size_t i = 0; i < best; ++i) {
       const size_t length = variables[i].size();
-      // The second letter rules most of them out without a call.
+      // The second letter excludes most variables without a call.
       if (text[1] != variables[i][1] || std::strncmp(text, variables[i].data(), length) != 0 ||
           text[length] != '=') {
         continue;
@@ -55,13 +55,13 @@ const char* FirstSet(std::array<std::string_view, 3> variables) {
   return value;
 }
 
-// Whether the environment has these entries, at the same places.
+// Whether the environment has these entries in the same order at the same addresses.
 bool IsEnvironment(const std::vector<const char*>& entries) {
   char* const* now = environ;
   if (now == nullptr) return entries.empty();
   const char* const* entry = entries.data();
   const char* const* const end = entry + entries.size();
-  // Four at a time, none of which is read before those in front of it are found to be the same.
+  // Compares four entries at a time. Reads the next four only when these are equal.
   for (; end - entry >= 4; entry += 4, now += 4) {
     if (now[0] != entry[0] || now[1] != entry[1] || now[2] != entry[2] || now[3] != entry[3]) {
       return false;
@@ -76,8 +76,9 @@ bool IsEnvironment(const std::vector<const char*>& entries) {
 }  // namespace
 
 const char* CurrentLocaleIdentifier(LocaleCategory category) {
-  // Most calls find the environment as the last one did. A variable that is set gets another place
-  // in it; the text of the one that was found is compared, because its place may be changed.
+  // Most calls find the environment unchanged since the last call. Setting a variable changes the
+  // address of its entry. A program may also change the text at that address, so the text of the
+  // variable that was found is compared, too.
   struct Last {
     std::vector<const char*> environment;
     const char* found = nullptr;

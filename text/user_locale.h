@@ -1,14 +1,14 @@
-// The user's locale, by the environment.
+// The user's locale, from the environment.
 //
-// The environment is read with each call, so that a program may change it; setlocale has no effect.
-// Threads may call at once as long as none changes the environment.
+// Every call reads the environment, so a program may change it; setlocale has no effect. Several
+// threads may call these functions at once as long as no thread changes the environment.
 #pragma once
 
 #include <clocale>
 
 namespace [[gnu::visibility("default")]] orvik {
 
-// The variable that decides between LC_ALL and LANG.
+// The category whose variable is read after LC_ALL and before LANG.
 enum class LocaleCategory { kCharacters, kCollation, kTime };  // LC_CTYPE, LC_COLLATE, LC_TIME
 
 // The first of LC_ALL, the category's variable and LANG that is set and not empty, without its
@@ -17,10 +17,11 @@ enum class LocaleCategory { kCharacters, kCollation, kTime };  // LC_CTYPE, LC_C
 // enough for every comparison.
 const char* CurrentLocaleIdentifier(LocaleCategory category);
 
-// The "C" locale of the C library, in which numbers have a point whatever setlocale was given.
+// The "C" locale of the C library, in which numbers have a decimal point. setlocale does not change
+// it.
 locale_t PlainLocale();
 
-// The number at the start of the text as strtod reads it in that locale; 0 when there is none.
+// The number at the start of the text as strtod reads it in PlainLocale; 0 when there is none.
 double RealAtStart(const char* text);
 
 }  // namespace orvik

@@ -1,9 +1,8 @@
 // UTF-8 to UTF-16 with 256-bit vectors.
 //
-// Every byte has a lane, which computes the unit that a character gives if it begins there; the
-// bytes that follow are loaded a second time at an offset. A shuffle then moves the lanes together
-// in which a character does begin. It is found in a table that has an entry for every set of eight
-// lanes.
+// Every byte has a lane, which computes the unit of a character that starts at this byte. The
+// following bytes are loaded a second time at an offset. A shuffle then packs the lanes in which a
+// character does start. The shuffle comes from a table with an entry for every set of eight lanes.
 #include "text/transcoding_variants.h"
 
 #if defined(__x86_64__)
@@ -19,25 +18,25 @@ using namespace avx2;
 
 namespace {
 
-// The tables by which UTF-8 is validated with vectors.
+// The tables by which vectors validate UTF-8.
 //
-// They say what can be wrong with two bytes in a row. Each of three tables says what one half of a
-// byte still allows: the upper and the lower half of the first byte, and the upper half of the
-// second. What all three allow is wrong.
+// Each bit is a fault of two bytes in a row. Three tables say which faults one half of a byte still
+// allows: the upper half of the first byte, the lower half of the first byte, and the upper half of
+// the second byte. A fault is present when all three allow it.
 
-constexpr unsigned char kTooShort = 1 << 0;   // a first byte without what must follow
-constexpr unsigned char kTooLong = 1 << 1;    // ASCII, and a continuation
+constexpr unsigned char kTooShort = 1 << 0;   // a first byte without its continuation
+constexpr unsigned char kTooLong = 1 << 1;    // a continuation after ASCII
 constexpr unsigned char kOverlong3 = 1 << 2;  // E0 80..9F
 constexpr unsigned char kTooLarge = 1 << 3;   // F4 90..BF, F5..FF 90..BF
 constexpr unsigned char kSurrogate = 1 << 4;  // ED A0..BF
 constexpr unsigned char kOverlong2 = 1 << 5;  // C0, C1
 constexpr unsigned char kOverlong4 = 1 << 6;  // F0 80..8F, and F5..FF 80..8F, which is too large
-constexpr unsigned char kTwoFollow = 1 << 7;  // two continuations: wrong where none is due
+constexpr unsigned char kTwoFollow = 1 << 7;  // two continuations: a fault unless they are due
 constexpr unsigned char kAnyLower = kTooShort | kTooLong | kTwoFollow;
 constexpr unsigned char kAbove4 = kAnyLower | kTooLarge | kOverlong4;
 constexpr unsigned char kContinues = kTooLong | kOverlong2 | kTwoFollow;
 
-// An entry for each value of half a byte.
+// One entry for each value of half a byte.
 struct Table {
   unsigned char entries[16];
 };
@@ -63,7 +62,7 @@ constexpr Table kSecondUpper = TableOf([](int half) -> unsigned char {
   return kContinues | kOverlong3 | (half == 8 ? kOverlong4 : kTooLarge);
 });
 
-// How many of the bytes before `s` belong to a character that does not end before it.
+// The number of bytes before `s` that belong to a character which goes on at `s`.
 std::ptrdiff_t BytesOfCutCharacter(const char* start, const char* s) {
   for (std::ptrdiff_t back = 1; back <= 3 && s - start >= back; ++back) {
     const auto byte = static_cast<unsigned char>(s[-back]);
@@ -78,8 +77,8 @@ std::ptrdiff_t BytesOfCutCharacter(const char* start, const char* s) {
 constexpr std::ptrdiff_t kBlock = 64;
 constexpr std::ptrdiff_t kStep = 16;
 constexpr std::ptrdiff_t kLookAhead = 2;    // bytes after a block that are loaded
-constexpr std::ptrdiff_t kOverwritten = 8;  // units behind a block that its stores reach
-constexpr std::ptrdiff_t kLongAscii = 40;   // a run at the start that goes by itself
+constexpr std::ptrdiff_t kOverwritten = 8;  // units behind a block that its stores overwrite
+constexpr std::ptrdiff_t kLongAscii = 40;   // a run at the start that has a loop of its own
 
 // Sixteen bytes, each in a lane of 16 bits.
 ORVIK_AVX2 __m256i LoadBytes(const char* place) {
@@ -96,7 +95,7 @@ ORVIK_AVX2 __m256i LookUp(const Table& table, __m256i nibbles) {
   return _mm256_shuffle_epi8(_mm256_broadcastsi128_si256(LoadHalf(table.entries)), nibbles);
 }
 
-// Not 0 in each byte that cannot follow the ones before it.
+// Nonzero in each byte that cannot follow the bytes before it.
 ORVIK_AVX2 __m256i Malformed(__m256i input, __m256i previous) {
   const __m256i nibble = Bytes(0x0F);
   const __m256i first = BytesBefore<1>(input, previous);
@@ -104,15 +103,15 @@ ORVIK_AVX2 __m256i Malformed(__m256i input, __m256i previous) {
       _mm256_and_si256(LookUp(kFirstUpper, _mm256_and_si256(_mm256_srli_epi16(first, 4), nibble)),
                        LookUp(kFirstLower, _mm256_and_si256(first, nibble))),
       LookUp(kSecondUpper, _mm256_and_si256(_mm256_srli_epi16(input, 4), nibble)));
-  // Two continuations in a row are due where E0 or more is two bytes before, or F0 or more three.
-  // The subtraction leaves the top bit to these alone.
+  // A second continuation in a row is due two bytes after E0 or more and three bytes after F0 or
+  // more. The saturated subtraction sets the top bit for these bytes only.
   const __m256i third = _mm256_subs_epu8(BytesBefore<2>(input, previous), Bytes(0xE0 - 0x80));
   const __m256i fourth = _mm256_subs_epu8(BytesBefore<3>(input, previous), Bytes(0xF0 - 0x80));
   const __m256i due = _mm256_and_si256(_mm256_or_si256(third, fourth), Bytes(kTwoFollow));
   return _mm256_xor_si256(due, wrong);
 }
 
-// One block, and a bit for each of its bytes.
+// A block, and sets of its bytes, one bit for each byte.
 struct Block {
   __m256i low;
   __m256i high;
@@ -128,7 +127,7 @@ ORVIK_AVX2 std::uint64_t BytesFrom(const Block& block, int limit) {
 }
 
 ORVIK_AVX2 void Classify(Block& block) {
-  // Continuations are the 64 lowest values of signed bytes.
+  // As signed bytes, continuations are the 64 lowest values.
   const __m256i limits = Bytes(-64);
   block.continuations =
       ByteMask(_mm256_cmpgt_epi8(limits, block.low), _mm256_cmpgt_epi8(limits, block.high));
@@ -136,11 +135,11 @@ ORVIK_AVX2 void Classify(Block& block) {
   block.of_four = block.of_three != 0 ? BytesFrom(block, 0xF0) : 0;
 }
 
-// A bit for each byte that cannot follow the ones before it. `due` is what DueAfter says of the
-// block before.
+// A bit for each byte that cannot follow the bytes before it. `due` is DueAfter of the block
+// before.
 ORVIK_AVX2 std::uint64_t MalformedBytes(const Block& block, __m256i previous, std::uint64_t due) {
   if (block.of_three == 0 && due <= 1) {
-    // Without longer characters, continuations are where a byte of C2 or more is before them.
+    // Without longer characters, a continuation follows every byte of C2 or more and no other byte.
     const std::uint64_t of_two = BytesFrom(block, 0xC2);
     const std::uint64_t others = ByteMask(block.low, block.high) & ~block.continuations & ~of_two;
     return (block.continuations ^ (of_two << 1 | due)) | others;
@@ -150,8 +149,7 @@ ORVIK_AVX2 std::uint64_t MalformedBytes(const Block& block, __m256i previous, st
                    _mm256_cmpeq_epi8(Malformed(block.high, block.low), zero));
 }
 
-// The continuations due after a well-formed block: 0 nothing, 1 one continuation, 2 or 3 more than
-// that.
+// The continuations due after a well-formed block: 0 for none, 1 for one, 2 or 3 for more than one.
 ORVIK_AVX2 std::uint64_t DueAfter(const Block& block) {
   const std::uint64_t starts = ByteMask(block.high) >> 31 & ~block.continuations >> 63;
   const std::uint64_t more = block.of_three >> 63 | (block.of_four >> 62 & 1);
@@ -160,8 +158,8 @@ ORVIK_AVX2 std::uint64_t DueAfter(const Block& block) {
 
 enum class Longest { kTwoBytes, kThreeBytes, kFourBytes };
 
-// Converts sixteen bytes. Each lane of `kept` gives a unit: first bytes, and the second byte of
-// four for the low surrogate.
+// Converts sixteen bytes. Each lane in `kept` gives a unit: the first bytes of characters, and for
+// the low surrogate the second byte of a character of four bytes.
 template <Longest kLongest>
 [[gnu::target("avx2,popcnt"), gnu::always_inline]] inline char16_t* DecodeStep(const char* s,
                                                                                char16_t* t,
@@ -178,12 +176,12 @@ template <Longest kLongest>
     const __m256i of_three = _mm256_or_si256(_mm256_slli_epi16(byte, 12), tail);
     units = _mm256_blendv_epi8(units, of_three, _mm256_cmpgt_epi16(byte, Units(0xDF)));
     if constexpr (kLongest == Longest::kFourBytes) {
-      // 0xD7C0 takes the 0x10000 off that a pair of surrogates does not count.
+      // 0xD7C0 subtracts the 0x10000 that a pair of surrogates does not encode.
       const __m256i high = _mm256_add_epi16(
           Units(0xD7C0), _mm256_or_si256(_mm256_slli_epi16(_mm256_and_si256(byte, Units(0x07)), 8),
                                          _mm256_or_si256(_mm256_slli_epi16(next_bits, 2),
                                                          _mm256_srli_epi16(last_bits, 4))));
-      // The lane of the second byte sees the third and the fourth.
+      // The lane of the second byte has the third and the fourth byte.
       const __m256i low = _mm256_or_si256(Units(0xDC00), _mm256_and_si256(tail, Units(0x3FF)));
       units = _mm256_blendv_epi8(units, high, _mm256_cmpgt_epi16(byte, Units(0xEF)));
       const __m256i continues =
@@ -201,7 +199,7 @@ template <Longest kLongest>
   return t + _mm_popcnt_u32(second_set);
 }
 
-// Each of the eight stores begins no further on than its bytes do, so 64 units of room are enough.
+// Each of the eight stores starts no further on than its bytes do, so 64 units of room are enough.
 template <Longest kLongest>
 [[gnu::target("avx2,popcnt"), gnu::always_inline]] inline char16_t* DecodeBlock(
     const char* s, char16_t* t, std::uint64_t kept) {
@@ -221,7 +219,7 @@ template <Longest kLongest>
   Block block{};
   std::uint64_t due = 0;
   bool goes_on = true;
-  // Restores the units at the new end of the target, and right before it.
+  // The units behind and right before the end of the target, which are restored at the end.
   __m128i behind = _mm_setzero_si128();
   char16_t last_units[2] = {};
   while (goes_on && source_end - s >= kBlock + kLookAhead &&
@@ -239,7 +237,7 @@ template <Longest kLongest>
         Store(t, LoadBytes(s));
       }
       behind = LoadHalf(t);
-      // The next block begins with a character, as the first one does.
+      // The next block starts with a character, as the first block does.
       block = Block{};
       continue;
     }
@@ -248,7 +246,7 @@ template <Longest kLongest>
     std::ptrdiff_t taken = kBlock;
     std::uint64_t kept = ~block.continuations | block.of_four << 1 | low_surrogate;
     if (malformed != 0) {
-      // Everything before the last first byte up to there is well formed.
+      // Everything before the last character start up to there is well formed.
       const std::uint64_t before = (malformed & -malformed) - 1;
       const std::uint64_t firsts = ~block.continuations & before;
       if (firsts <= 1) break;
@@ -258,7 +256,7 @@ template <Longest kLongest>
       block.of_three &= wanted;
       block.of_four &= wanted;
       goes_on = false;
-      // The block may be shorter than what the one before has overwritten.
+      // This block may be shorter than the memory that the block before it has overwritten.
       if (t != target) Store(t, behind);
     }
     char16_t* const block_end = t + _mm_popcnt_u64(kept);
@@ -274,7 +272,7 @@ template <Longest kLongest>
     s += taken;
     due = DueAfter(block);
   }
-  // The rest of a last character was not validated: it is converted again.
+  // The end of a cut last character was not validated, so the character is converted again.
   if (t != target) Store(t, behind);
   const std::ptrdiff_t cut = BytesOfCutCharacter(source, s);
   if (cut != 0) {

@@ -1,9 +1,9 @@
 // UTF-8 to UTF-16 with 512-bit vectors.
 //
 // A block is 64 bytes, less a character that is cut at its end. Every byte has a lane of 16 bits,
-// which computes the unit that a character gives if it begins there; the bytes that follow are
-// loaded a second time at an offset. Then the lanes in which a character does begin are moved
-// together. The last block of a text is loaded under a mask.
+// which computes the unit of a character that starts at this byte. The following bytes are loaded a
+// second time at an offset. Then the lanes in which a character does start are packed. The last
+// block of a text is loaded under a mask.
 #include "text/transcoding_variants.h"
 
 #if defined(__x86_64__)
@@ -21,14 +21,14 @@ namespace {
 constexpr std::ptrdiff_t kBlock = 64;
 constexpr std::ptrdiff_t kLookAhead = 2;  // bytes after a block that are loaded
 
-// One bit for each byte of a block.
+// Sets of the bytes of a block, one bit for each byte.
 struct Kinds {
   std::uint64_t present;
   std::uint64_t continuations;  // 80..BF
   std::uint64_t firsts;         // C0 and above
   std::uint64_t of_three;       // E0 and above
   std::uint64_t of_four;        // F0 and above
-  std::uint64_t unused;         // C0 and C1, which begin nothing
+  std::uint64_t unused;         // C0 and C1, which are never valid
 };
 
 ORVIK_AVX512 Kinds KindsOf(__m512i bytes, std::uint64_t above_ascii, std::uint64_t present) {
@@ -44,13 +44,13 @@ ORVIK_AVX512 Kinds KindsOf(__m512i bytes, std::uint64_t above_ascii, std::uint64
   return kinds;
 }
 
-// The bytes of a block without a character that goes on behind it.
+// The bytes of the block without a last character that is cut.
 std::ptrdiff_t WholeCharacters(const char* s) {
   const auto byte = [s](int i) { return static_cast<unsigned char>(s[i]); };
   return byte(61) >= 0xF0 ? 61 : byte(62) >= 0xE0 ? 62 : byte(63) >= 0xC0 ? 63 : 64;
 }
 
-// 32 bytes of the block from an offset on, each in a lane of 16 bits.
+// 32 bytes of the block from `offset` on, each in a lane of 16 bits.
 template <bool kIsWhole>
 ORVIK_AVX512 __m512i LoadBytes(const char* s, int offset, std::uint64_t present) {
   if constexpr (kIsWhole) {
@@ -65,11 +65,11 @@ enum class Longest { kTwoBytes, kThreeBytes, kFourBytes };
 
 struct Half {
   __m512i units;
-  // The characters of three and four bytes that need fewer, are surrogates, or are too large.
+  // The characters of three and four bytes that are overlong, surrogates, or too large.
   std::uint32_t malformed = 0;
 };
 
-// The lanes that begin at the byte `kFrom` of the block.
+// Decodes the lanes from the byte `kFrom` of the block on.
 template <Longest kLongest, bool kIsWhole, int kFrom>
 ORVIK_AVX512 Half DecodeHalf(const char* s, const Kinds& kinds) {
   const auto half = [](std::uint64_t bits) { return static_cast<__mmask32>(bits >> kFrom); };
@@ -89,7 +89,7 @@ ORVIK_AVX512 Half DecodeHalf(const char* s, const Kinds& kinds) {
                            three, _mm512_sub_epi16(of_three, Units(0xD800)), Units(0x800));
     result.units = _mm512_mask_mov_epi16(result.units, three, of_three);
     if constexpr (kLongest == Longest::kFourBytes) {
-      // The bits of a high surrogate, which do not count the first 0x10000.
+      // The bits of a high surrogate, less the 0x10000 that a pair does not encode.
       const __m512i upper =
           _mm512_sub_epi16(Or(_mm512_slli_epi16(_mm512_and_si512(byte, Units(0x0F)), 8),
                               _mm512_slli_epi16(next, 2), _mm512_srli_epi16(last, 4)),
@@ -98,7 +98,7 @@ ORVIK_AVX512 Half DecodeHalf(const char* s, const Kinds& kinds) {
       result.malformed |= _mm512_mask_cmpgt_epu16_mask(four, upper, Units(0x3FF));
       result.units =
           _mm512_mask_mov_epi16(result.units, four, _mm512_add_epi16(upper, Units(0xD800)));
-      // The lane of the second byte sees the third and the fourth.
+      // The lane of the second byte has the third and the fourth byte.
       result.units = _mm512_mask_mov_epi16(result.units, half(kinds.of_four << 1),
                                            SelectedOr(tail, Units(0x3FF), Units(0xDC00)));
     }
@@ -116,8 +116,8 @@ ORVIK_AVX512 int FirstMalformed(const Kinds& kinds, std::uint64_t wrong_firsts) 
   return is_missing ? 63 - std::countl_zero(kinds.firsts & Below(first)) : first;
 }
 
-// A block of which something is above ASCII. Hands out the units up to its first malformed
-// character, whose place it returns; -1 when they are not taken.
+// Decodes a block that is not all ASCII. Hands the units before its first malformed character to
+// the sink and returns the position of that character; -1 when the sink does not take them.
 template <Longest kLongest, bool kIsWhole, class Sink>
 ORVIK_AVX512 int DecodeBlock(const char* s, const Kinds& kinds, Sink& sink) {
   const Half low = DecodeHalf<kLongest, kIsWhole, 0>(s, kinds);
@@ -136,7 +136,7 @@ ORVIK_AVX512 int DecodeBlock(const char* s, const Kinds& kinds, Sink& sink) {
   return DecodeBlock<Longest::kTwoBytes, kIsWhole>(s, kinds, sink);
 }
 
-// Up to the end, or to a malformed character, or as far as the sink takes units.
+// Decodes up to the end, a malformed character, or the first block that the sink does not take.
 template <class Sink>
 ORVIK_AVX512 const char* DecodeBlocks(const char* s, const char* end, Sink& sink) {
   while (s != end) {

@@ -1,5 +1,5 @@
-// UTF-16 to UTF-8 with 256-bit vectors: sixteen units at a time, each of which has a lane for its
-// bytes. Shuffles move the bytes together.
+// UTF-16 to UTF-8 with 256-bit vectors: sixteen units at a time, each with a lane for its bytes.
+// Shuffles pack the bytes.
 #include "text/transcoding_variants.h"
 
 #if defined(__x86_64__)
@@ -15,13 +15,13 @@ using namespace avx2;
 namespace {
 
 constexpr std::ptrdiff_t kStep = 16;       // units
-constexpr std::ptrdiff_t kStepBytes = 64;  // room for sixteen units, with a whole last store
+constexpr std::ptrdiff_t kStepBytes = 64;  // room for sixteen units, the last store whole
 
 struct HalfShuffle {
   alignas(8) unsigned char index[8];
 };
 
-// For each set of eight bytes: moves them together.
+// For each set of eight bytes, the shuffle that packs them.
 constexpr std::array<HalfShuffle, 256> kBytePacking = [] {
   std::array<HalfShuffle, 256> shuffles{};
   for (unsigned set = 0; set < 256; ++set) {
@@ -41,7 +41,7 @@ inline Behind Read(const char* place) {
   return behind;
 }
 
-// Writes the bytes that the lower sixteen bits of `kept` name.
+// Writes the bytes whose bits are set in the lower sixteen bits of `kept`.
 [[gnu::target("avx2,popcnt"), gnu::always_inline]] inline char* StorePacked(__m128i bytes,
                                                                             std::uint32_t kept,
                                                                             char* t) {
@@ -58,7 +58,7 @@ inline Behind Read(const char* place) {
   return t + _mm_popcnt_u32(second_set);
 }
 
-// Sixteen units below U+0800.
+// Encodes sixteen units below U+0800.
 [[gnu::target("avx2,bmi2,popcnt"), gnu::always_inline]] inline char* EncodeUpToTwoBytes(
     __m256i units, char* t, Behind& behind) {
   const __m256i is_long = _mm256_cmpgt_epi16(units, Units(0x7F));
@@ -105,7 +105,7 @@ ORVIK_AVX2 __m256i FourBytesOf(__m256i high, __m256i low) {
           _mm256_slli_epi32(_mm256_and_si256(character, six_bits), 24)));
 }
 
-// Eight units from U+0800, none of them a surrogate: 24 bytes, with a store of 28.
+// Encodes eight units from U+0800 that are not surrogates: 24 bytes; the store writes 28.
 ORVIK_AVX2 char* EncodeThreeBytes(__m128i units, char* t) {
   const __m256i packed =
       _mm256_shuffle_epi8(ThreeBytesOf(_mm256_cvtepu16_epi32(units)),
@@ -116,8 +116,8 @@ ORVIK_AVX2 char* EncodeThreeBytes(__m128i units, char* t) {
   return t + 24;
 }
 
-// Eight units of any kind, and those that follow each. The lane of a high surrogate gives the bytes
-// of the pair, the one of a low surrogate none.
+// Encodes eight units of any kind; `following` has the unit after each. The lane of a high
+// surrogate gives the bytes of the pair, the lane of a low surrogate gives none.
 template <bool kHasPairs>
 [[gnu::target("avx2,popcnt"), gnu::always_inline]] inline char* EncodeAny(__m128i eight,
                                                                           __m128i following,
@@ -130,7 +130,7 @@ template <bool kHasPairs>
                       _mm256_slli_epi32(_mm256_and_si256(units, Words(0x3F)), 8));
   __m256i bytes = _mm256_blendv_epi8(units, of_two, above_7f);
   bytes = _mm256_blendv_epi8(bytes, ThreeBytesOf(units), above_7ff);
-  // A comparison that holds is -1.
+  // A true comparison is -1.
   __m256i length = _mm256_sub_epi32(Words(1), _mm256_add_epi32(above_7f, above_7ff));
   if constexpr (kHasPairs) {
     const __m256i kind = _mm256_and_si256(units, Words(0xFC00));
@@ -149,12 +149,13 @@ template <bool kHasPairs>
   return StorePacked(_mm256_extracti128_si256(bytes, 1), kept >> 16, t);
 }
 
-// The surrogates among sixteen units, one bit for each.
+// The surrogates in sixteen units, one bit for each unit.
 struct Surrogates {
   std::uint32_t high;
   std::uint32_t low;
 
-  // Every low one follows a high one, and the other way round; a high one may be the last.
+  // Whether every low surrogate follows a high one and a low one follows every high one. The last
+  // unit may be a high surrogate.
   bool ArePaired() const { return low == (high << 1 & 0xFFFF); }
   bool EndHigh() const { return high >> 15 != 0; }
 };
@@ -209,7 +210,7 @@ struct Surrogates {
       break;
     }
     if (surrogates.high == 0x5555) {
-      // Nothing but pairs, each a lane of 32 bits.
+      // Only pairs, each in a lane of 32 bits.
       Store(t, FourBytesOf(units, _mm256_srli_epi32(units, 16)));
       t += 32;
       behind = Read(t);
@@ -218,7 +219,7 @@ struct Surrogates {
       t = EncodeAny<true>(first, _mm_alignr_epi8(second, first, 2), t, behind);
       t = EncodeAny<true>(second, _mm_insert_epi16(_mm_srli_si128(second, 2), after, 7), t, behind);
     }
-    // The low surrogate of a last pair has been taken as well.
+    // If the last unit was a high surrogate, its low surrogate has been encoded, too.
     s += ends_high ? kStep + 1 : kStep;
   }
   if (t != target) std::memcpy(t, &behind, sizeof behind);
@@ -237,7 +238,7 @@ struct Surrogates {
     const std::uint32_t ascii =
         ByteMask(_mm256_cmpeq_epi16(_mm256_and_si256(units, Units(0xFF80)), zero));
     const std::uint32_t below_800 = ByteMask(_mm256_cmpeq_epi16(upper, zero));
-    // Every unit gives two bits.
+    // Every unit has two bits in a mask.
     const auto saved = static_cast<unsigned>(_mm_popcnt_u32(ascii) + _mm_popcnt_u32(below_800)) / 2;
     if (ByteMask(_mm256_cmpeq_epi16(upper, Units(0xD800))) == 0) {
       bytes += 3 * kStep - saved;
@@ -250,7 +251,7 @@ struct Surrogates {
         (ends_high && (source_end - s == kStep || !IsLowSurrogate(s[kStep])))) {
       break;
     }
-    // A high surrogate counts for four bytes, a low one for none.
+    // A high surrogate counts as four bytes, a low surrogate as none.
     bytes += 3 * kStep - saved + static_cast<unsigned>(_mm_popcnt_u32(surrogates.high)) -
              3 * static_cast<unsigned>(_mm_popcnt_u32(surrogates.low));
     s += ends_high ? kStep + 1 : kStep;

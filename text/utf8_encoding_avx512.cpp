@@ -1,9 +1,8 @@
 // UTF-16 to UTF-8 with 512-bit vectors.
 //
 // A block is 32 units, less a high surrogate at its end. Every unit has a lane of 32 bits for its
-// bytes, a pair of surrogates that of the first. Then the bytes that are used are moved together.
-// The last block of a text is loaded under a mask, and every store writes what the units give and
-// nothing else.
+// bytes; a pair of surrogates uses the lane of its first unit. Then the used bytes are packed. The
+// last block of a text is loaded under a mask, and every store writes only the bytes of the units.
 #include "text/transcoding_variants.h"
 
 #if defined(__x86_64__)
@@ -20,7 +19,7 @@ namespace {
 
 constexpr std::ptrdiff_t kBlock = 32;
 
-// One bit for each unit of a block.
+// Sets of the units of a block, one bit for each unit.
 struct Kinds {
   std::uint32_t present;
   std::uint32_t above_7f;
@@ -32,7 +31,7 @@ struct Kinds {
     const std::uint32_t kept = (std::uint32_t{1} << n) - 1;
     return {present & kept, above_7f & kept, above_7ff & kept, high & kept, low & kept};
   }
-  // Without what starts with the first surrogate that is not one of a pair.
+  // The units before the first unpaired surrogate.
   Kinds UpToUnpaired() const {
     const std::uint64_t unpaired = std::uint64_t{high} << 1 ^ low;
     if (unpaired == 0) return *this;
@@ -52,7 +51,7 @@ ORVIK_AVX512 Kinds KindsOf(__m512i units, std::uint32_t present) {
   return kinds;
 }
 
-// Each byte takes eight bits of its half of the lane, from the given one on.
+// Each byte takes eight bits of its half of the lane, from the bit that `shifts` gives for it.
 ORVIK_AVX512 __m512i ShiftedBytes(__m512i lanes, std::uint32_t shifts) {
   constexpr std::uint64_t kUpperLane = 0x2020202000000000;
   const std::uint64_t both = kUpperLane + (std::uint64_t{shifts} << 32 | shifts);
@@ -69,13 +68,13 @@ ORVIK_AVX512 __m512i FourBytesOf(__m512i high, __m512i low) {
   return SelectedOr(ShiftedBytes(character, 0x00060C12), Words(0x3F3F3F07), Words(0x808080F0));
 }
 
-// Bytes, and one bit for each that is used.
+// Bytes, and one bit for each used byte.
 struct Encoded {
   __m512i bytes;
   std::uint64_t kept;
 };
 
-// Up to 16 units, each in a lane of 32 bits.
+// Encodes up to 16 units, each in a lane of 32 bits.
 template <bool kHasPairs>
 ORVIK_AVX512 Encoded EncodeHalf(__m512i lanes, __m512i following, const Kinds& kinds, int from) {
   const auto half = [from](std::uint32_t bits) { return static_cast<__mmask16>(bits >> from); };
@@ -90,7 +89,7 @@ ORVIK_AVX512 Encoded EncodeHalf(__m512i lanes, __m512i following, const Kinds& k
     bytes = _mm512_mask_mov_epi32(bytes, half(kinds.high), FourBytesOf(lanes, following));
     taken &= ~std::uint32_t{half(kinds.low)};
   }
-  // All bytes but the ones of ASCII have a bit that is set.
+  // Except in ASCII, all used bytes are nonzero.
   const std::uint64_t of_one = _pdep_u64(taken, 0x1111111111111111);
   const std::uint64_t lanes_taken = of_one * 0xF;
   return {bytes, (_mm512_test_epi8_mask(bytes, bytes) | of_one) & lanes_taken};
@@ -118,7 +117,7 @@ ORVIK_AVX512 bool EncodeBlock(__m512i units, const Kinds& kinds, Writer<char>& w
   return true;
 }
 
-// Units below U+0800, each in a lane of 16 bits.
+// Encodes units below U+0800, each in a lane of 16 bits.
 ORVIK_AVX512 bool EncodeUpToTwoBytes(__m512i units, const Kinds& kinds, Writer<char>& writer,
                                      bool is_last) {
   const __m512i of_two =
@@ -130,7 +129,7 @@ ORVIK_AVX512 bool EncodeUpToTwoBytes(__m512i units, const Kinds& kinds, Writer<c
              writer, is_last);
 }
 
-// One block; false when there is not enough room.
+// Encodes one block; false when there is not enough room.
 ORVIK_AVX512 bool EncodeBlock(__m512i units, const Kinds& kinds, Writer<char>& writer,
                               bool is_last) {
   if (kinds.above_7f == 0) {
@@ -142,12 +141,12 @@ ORVIK_AVX512 bool EncodeBlock(__m512i units, const Kinds& kinds, Writer<char>& w
   if (kinds.above_7ff == 0) return EncodeUpToTwoBytes(units, kinds, writer, is_last);
   if (kinds.high == 0) return EncodeBlock<false>(units, kinds, writer, is_last);
   if (kinds.high != 0x55555555) return EncodeBlock<true>(units, kinds, writer, is_last);
-  // Nothing but pairs, each a lane of 32 bits.
+  // Only pairs, each in a lane of 32 bits.
   return Put({FourBytesOf(units, _mm512_srli_epi32(units, 16)), ~std::uint64_t{0}}, writer,
              is_last);
 }
 
-// Hands out pairs of blocks of ASCII as long as there are any, and more than a block behind them.
+// Hands pairs of ASCII blocks to the sink as long as more than another block follows them.
 template <class Sink>
 ORVIK_AVX512 const char16_t* WalkAscii(const char16_t* s, const char16_t* end, Sink& sink) {
   while (end - s > 3 * kBlock) {
@@ -160,15 +159,15 @@ ORVIK_AVX512 const char16_t* WalkAscii(const char16_t* s, const char16_t* end, S
   return s;
 }
 
-// Hands out block after block as long as the sink takes them. Returns where the first unit is that
-// was not taken, or that is a surrogate without its other half.
+// Hands block after block to the sink as long as it takes them. Returns the position of the first
+// unit that was not taken or that is an unpaired surrogate.
 template <class Sink>
 ORVIK_AVX512 const char16_t* WalkBlocks(const char16_t* s, const char16_t* end, Sink& sink) {
   while (end - s > kBlock) {
     const __m512i units = LoadAll(s);
     Kinds kinds = KindsOf(units, 0xFFFFFFFF);
     std::ptrdiff_t size = kBlock;
-    if (kinds.high >> 31 != 0) {  // the other half may follow
+    if (kinds.high >> 31 != 0) {  // the low surrogate may follow
       kinds = kinds.First(kBlock - 1);
       size = kBlock - 1;
     }
@@ -191,7 +190,7 @@ struct ByteWriter {
     return EncodeBlock(units, kinds, bytes, is_last);
   }
   ORVIK_AVX512 bool TakeAscii(__m512i first, __m512i second) {
-    // The instruction packs each 128 bits of one with those of the other.
+    // The instruction alternates 128 bits of the first and of the second vector.
     return bytes.PutWhole(_mm512_permutexvar_epi64(_mm512_setr_epi64(0, 2, 4, 6, 1, 3, 5, 7),
                                                    _mm512_packus_epi16(first, second)));
   }

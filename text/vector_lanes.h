@@ -3,7 +3,7 @@
 // AVX-512 with VBMI2.
 #pragma once
 
-// The compiler's own header reads values that are not set, of which no bit is used.
+// A header of the compiler reads uninitialised values and uses none of their bits.
 #if defined(__GNUC__) && !defined(__clang__)
 #pragma GCC diagnostic ignored "-Wmaybe-uninitialized"
 #endif
@@ -21,7 +21,7 @@
 
 namespace orvik::avx2 {
 
-// 16 and 32 bytes from and to any place, aligned or not.
+// Load and store 16 and 32 bytes at any address, aligned or not.
 ORVIK_AVX2 __m128i LoadHalf(const void* place) {
   return _mm_loadu_si128(static_cast<const __m128i*>(place));
 }
@@ -57,19 +57,19 @@ ORVIK_AVX2 std::uint64_t ByteMask(__m256i low, __m256i high) {
   return ByteMask(low) | std::uint64_t{ByteMask(high)} << 32;
 }
 
-// One bit for each of sixteen lanes, which are all ones or all zeros.
+// One bit for each of sixteen lanes, each of which is all ones or all zeros.
 [[gnu::target("avx2,bmi2"), gnu::always_inline]] inline std::uint32_t UnitMask(__m256i comparison) {
   return _pext_u32(ByteMask(comparison), 0x55555555u);
 }
 
-// The indices of a byte shuffle within 16 bytes.
+// The indices for a byte shuffle within 16 bytes.
 struct Shuffle {
   alignas(16) unsigned char index[16];
 };
 
-// For each set of eight 16-bit lanes: moves their bytes together. `kWholeLanes` keeps both bytes of
-// the lanes in the set and none of the others; else both bytes of those in the set and the lower
-// one of the others.
+// For each set of eight 16-bit lanes, a shuffle that packs bytes. With `kWholeLanes` it keeps both
+// bytes of the lanes in the set and drops the other lanes. Without, it keeps both bytes of the
+// lanes in the set and the lower byte of the other lanes.
 template <bool kWholeLanes>
 inline constexpr std::array<Shuffle, 256> kPacking = [] {
   std::array<Shuffle, 256> shuffles{};
@@ -91,7 +91,7 @@ namespace orvik::avx512 {
 
 inline constexpr std::ptrdiff_t kVectorBytes = 64;
 
-// 64 bytes from any place, aligned or not.
+// Loads 64 bytes from any address, aligned or not.
 ORVIK_AVX512 __m512i LoadAll(const void* place) {
   return _mm512_loadu_si512(place);
 }
@@ -115,16 +115,16 @@ ORVIK_AVX512 __m256i HighHalf(__m512i vector) {
   return _mm512_extracti64x4_epi64(vector, 1);
 }
 
-// All three or-ed together, in one instruction.
+// The bitwise or of all three, in one instruction.
 ORVIK_AVX512 __m512i Or(__m512i a, __m512i b, __m512i c) {
   return _mm512_ternarylogic_epi32(a, b, c, 0xFE);
 }
-// The bits of `a` that the mask selects, and those of `b`.
+// The bits of `a` that the mask selects, or-ed with `b`.
 ORVIK_AVX512 __m512i SelectedOr(__m512i a, __m512i mask, __m512i b) {
   return _mm512_ternarylogic_epi32(a, mask, b, 0xEA);
 }
 
-// The lowest n bits, at most 64.
+// The lowest n bits set; all 64 when n is larger.
 inline std::uint64_t Below(std::ptrdiff_t n) {
   return n >= 64 ? ~std::uint64_t{0} : (std::uint64_t{1} << n) - 1;
 }
@@ -142,25 +142,24 @@ constexpr std::array<Unit, kLanes> PlacesOfLanes() {
   return places;
 }
 
-// Writes vectors one after the other, of each the units or bytes at its start that count. What lies
-// behind them is as it was at the end: whole vectors are stored where there is room, and what they
-// overwrite is put back.
+// Writes the used lanes of vectors one after the other. Stores whole vectors where there is room
+// and afterwards restores the memory behind the text that these stores have overwritten.
 template <typename Unit>
 class Writer {
  public:
   Writer(Unit* place, Unit* end) : place_(place), end_(end) {}
 
-  // Behind what was written so far.
+  // The address behind the text written so far.
   Unit* Place() const { return place_; }
 
-  // Prepares for n units in one or more vectors; false, and nothing is written, when they do not
-  // fit. Of a last block whole vectors are never stored: what is behind a short text would be read
-  // and written for nothing.
+  // Prepares for n units in one or more vectors. Returns false, and nothing is written, when they
+  // do not fit. The last block is never stored as whole vectors: reading and writing the memory
+  // behind a short text would be wasted work.
   ORVIK_AVX512 bool Begin(std::ptrdiff_t n, bool is_last) {
     const std::ptrdiff_t room = end_ - place_;
     if (room < n) return false;
     if (!is_last && room - n >= kLanes) {
-      // Up to a vector from the place on, the memory may be overwritten already.
+      // An earlier store may already have overwritten up to one vector from place_ on.
       const __m512i now = LoadAll(place_ + n);
       behind_ = stores_whole_ && n < kLanes ? Moved(behind_, n, now) : now;
       stores_whole_ = true;
@@ -169,7 +168,7 @@ class Writer {
     }
     return true;
   }
-  // Writes the first n lanes. All calls after one Begin together write no more than its n.
+  // Writes the first n lanes. All calls after one Begin together must not write more than its n.
   ORVIK_AVX512 void Put(__m512i vector, std::ptrdiff_t n) {
     if (stores_whole_) {
       _mm512_storeu_si512(place_, vector);
@@ -180,16 +179,16 @@ class Writer {
     }
     place_ += n;
   }
-  // Puts a whole vector, all of which counts; false, and nothing is written, when it does not fit.
+  // Writes all lanes of the vector. Returns false, and nothing is written, when it does not fit.
   ORVIK_AVX512 bool PutWhole(__m512i vector) {
     if (end_ - place_ < kLanes) return false;
     _mm512_storeu_si512(place_, vector);
     place_ += kLanes;
-    // It covers all that whole stores before it overwrote.
+    // This store covers everything that earlier whole stores have overwritten.
     stores_whole_ = false;
     return true;
   }
-  // To be called once, after all else.
+  // Must be called once, after all other calls. Returns the end of the text.
   ORVIK_AVX512 Unit* End() {
     RestoreOverwritten();
     return place_;
@@ -199,7 +198,7 @@ class Writer {
   static constexpr std::ptrdiff_t kLanes = kVectorBytes / sizeof(Unit);
   static constexpr auto kPlaces = PlacesOfLanes<Unit, kLanes>();
 
-  // The lanes from n on, and those of `next` in the places that become free.
+  // The lanes from n on, followed by the first lanes of `next`.
   ORVIK_AVX512 static __m512i Moved(__m512i lanes, std::ptrdiff_t n, __m512i next) {
     const std::uint64_t free = ~Below(kLanes - n);
     if constexpr (sizeof(Unit) == 1) {

@@ -22,7 +22,7 @@ constexpr std::string_view kInstructionEnd = "?>";
 
 constexpr char32_t kNoCharacter = std::numeric_limits<char32_t>::max();
 
-// Moves behind the construct that begins at the position.
+// Skips the construct that begins at `at` with `opening`; false without its `closing`.
 bool SkipBehind(std::string_view text, std::size_t& at, std::string_view opening,
                 std::string_view closing) {
   const std::size_t end = text.find(closing, at + opening.size());
@@ -31,7 +31,8 @@ bool SkipBehind(std::string_view text, std::size_t& at, std::string_view opening
   return true;
 }
 
-// Ends with the first ">" outside quotes, comments and the subset in brackets.
+// A document type ends with the first ">" outside quotes, comments and the internal subset in
+// brackets.
 bool SkipDocumentType(std::string_view text, std::size_t& at) {
   bool in_subset = false;
   for (std::size_t i = at + 2; i < text.size();) {
@@ -57,7 +58,7 @@ bool SkipDocumentType(std::string_view text, std::size_t& at) {
   return false;
 }
 
-// Moves behind what begins with "<!" or "<?".
+// Skips the markup at `at`, which begins with "<!" or "<?".
 bool SkipMarkup(std::string_view text, std::size_t& at) {
   const std::string_view rest = text.substr(at);
   if (rest.starts_with(kInstruction)) {
@@ -68,7 +69,7 @@ bool SkipMarkup(std::string_view text, std::size_t& at) {
   return rest.starts_with(kDocumentType) && SkipDocumentType(text, at);
 }
 
-// The character of an entity or character reference without its "&" and ";".
+// The character of an entity or character reference. `name` has no "&" and ";".
 char32_t ReferencedCharacter(std::string_view name) {
   if (name == "lt") return U'<';
   if (name == "gt") return U'>';
@@ -102,7 +103,7 @@ bool AppendUtf8(std::u16string& result, std::string_view bytes) {
   return stop == TranscodingStop::kDone;
 }
 
-// Takes a reference or a line end off the front.
+// Takes a reference or a line end off the front of `data`.
 bool AppendSpecial(std::u16string& result, std::string_view& data) {
   if (data.front() == '\r') {
     data.remove_prefix(data.starts_with("\r\n") ? 2 : 1);
@@ -118,7 +119,7 @@ bool AppendSpecial(std::u16string& result, std::string_view& data) {
   return true;
 }
 
-// A run without markup; the specials are "\r" in a section and "&\r" elsewhere.
+// Appends a run without markup. `specials` is "\r" in a section and "&\r" elsewhere.
 bool AppendRun(std::u16string& result, std::string_view data, const char* specials) {
   while (!data.empty()) {
     const std::size_t plain = std::min(data.size(), data.find_first_of(specials));
@@ -129,8 +130,8 @@ bool AppendRun(std::u16string& result, std::string_view data, const char* specia
   return true;
 }
 
-// Takes the next run of characters off the front of mixed data. A comment or an instruction is an
-// empty run.
+// Takes the next run of characters off the front of mixed data. A comment or an instruction gives
+// an empty run.
 std::string_view TakeRun(std::string_view& data, bool& is_section) {
   std::size_t end = std::min(data.size(), data.find('<'));
   std::size_t behind = end;
@@ -199,7 +200,7 @@ XmlScanner::Tag XmlScanner::ReadTag() {
   return is_end ? Tag::kEnd : Tag::kStart;
 }
 
-// Moves to the ">" of a tag with attributes: names, "=", quoted values without "<".
+// Moves to the ">" of a tag with attributes: names, "=" and quoted values without "<".
 bool XmlScanner::FindTagEnd(std::size_t& at) const {
   const auto skip_space = [&] {
     while (at < text_.size() && IsXmlSpace(text_[at])) ++at;

@@ -10,7 +10,7 @@
 namespace orvik::test {
 namespace {
 
-// Every character against the converters, which are checked against ICU elsewhere.
+// Compares every character with the converters, which other tests compare with ICU.
 TEST(Characters, UnitsOfEveryCharacterAreThoseOfTheConverters) {
   for (char32_t character = 0; character <= kLastCharacter; ++character) {
     std::u16string units;
@@ -43,7 +43,7 @@ TEST(Characters, TextsAreCutBetweenCharacters) {
   static_assert(WholeUnits(std::string_view("\xC3\xA9"), 1) == 1);
 }
 
-// Where a class of characters begins and ends, by turns.
+// The characters at which a class begins and ends, alternately.
 constexpr char32_t kXml[] = {9, 11, 13, 14, 0x20, 0xD800, 0xE000, 0xFFFE, 0x10000, 0x110000};
 constexpr char32_t kSpace[] = {9,      14,     32,     33,     0x85,   0x86,   0xA0,
                                0xA1,   0x1680, 0x1681, 0x2000, 0x200B, 0x2028, 0x202A,
@@ -128,7 +128,7 @@ TEST_F(UserLocale, IsTheFirstThatIsSet) {
     setenv(name, value, 1);
     EXPECT_EQ(CurrentLocaleIdentifier(LocaleCategory::kCharacters), current) << name << value;
   }
-  // Wherever it stands in the environment, and whatever stands there besides.
+  // The variable is found at every place in the environment, whatever else is there.
   char other[] = "LANGUAGE=x", empty[] = "LC_ALL=", languages[2][8] = {"LANG=de", "LANG=fr"};
   char** const old = environ;
   for (std::size_t place = 0; place < 6; ++place) {
@@ -160,11 +160,11 @@ TEST(Spelling, VisitsEveryOtherSpellingUpToALimit) {
                                u"\U0001F600", u"\xDC5C\xD800", u"stra\u00DFe"}) {
     EXPECT_EQ(others(text), Spellings());
   }
-  // The accent has a double of its own.
+  // The accent itself has two spellings.
   EXPECT_EQ(others(u"\u00E9"), (Spellings{u"e\u0301", u"e\u0341"}));
   EXPECT_EQ(others(u"e\u0308x"), (Spellings{u"\u00EBx"}));
   EXPECT_EQ(others(u"\u8C48"), (Spellings{u"\uF900"}));  // a compatibility form
-  // Marks that change places, and one that is two marks with a third between them.
+  // Marks in another order, and a mark that decomposes into two with a third mark between them.
   EXPECT_EQ(others(u"\u0F81\u0338"),
             (Spellings{u"\u0F71\u0F80\u0338", u"\u0F71\u0338\u0F80", u"\u0F80\u0F71\u0338",
                        u"\u0F80\u0338\u0F71", u"\u0338\u0F71\u0F80", u"\u0338\u0F80\u0F71",

@@ -12,7 +12,7 @@
 namespace orvik::test {
 namespace {
 
-// A text that ends within a character differs from one that can never become well formed.
+// A text that ends within a character, or that can never become well formed.
 TEST(Transcoding, EndsAndFaultsOfTheLastCharacter) {
   using enum TranscodingStop;
   const std::pair<std::string, TranscodingStop> kCases[] = {
@@ -53,7 +53,7 @@ TEST(Transcoding, OneUnitAmongOthers) {
   }
 }
 
-// Another library's reading of the bytes; empty when they are no text.
+// The text as another library decodes it; empty when it refuses the bytes.
 std::optional<std::u16string> Oracle(const char* name, std::string bytes) {
   const iconv_t converter = iconv_open("UTF-16LE", name);
   EXPECT_NE(converter, reinterpret_cast<iconv_t>(-1)) << name;
@@ -92,18 +92,18 @@ std::string OracleName(CodePage page) {
   return "CP" + std::string(number.size() < 3 ? "0" : "") + number;
 }
 
-// Bytes that the other library reads as another maker does.
+// Bytes whose meaning in the other library is that of another vendor.
 const std::map<CodePage, std::string_view> kDiffering = {
     {870, "\xB0"},       {875, "\x6A\x74\xDD"}, {1026, "\x9D\xBC"},
     {10000, "\xC6\xF0"}, {10007, "\xFF"},       {20278, "\x71\xE0"},
     {20285, "\xA1"},     {20420, "\x45"},       {20424, "\x78\x8F\xB3\xBC"},
     {20871, "\x4A\xC0"}};
 
-// Pages that the other library lacks and Python knows.
+// Pages that the other library lacks and Python has.
 const std::map<CodePage, const char*> kPagesOfPython = {
     {720, "cp720"}, {10006, "mac_greek"}, {10081, "mac_turkish"}};
 
-// Pages of several bytes, and two whose other tables are another country's or cannot be opened.
+// Pages of several bytes, and two for which the other library has another country's table or none.
 const std::set<CodePage> kOtherPages = {
     932,   936,   949,   950,   1200,  1201,  12000, 12001, 20290, 20838, 20932, 20936,
     20949, 50220, 50221, 50222, 50225, 50227, 51932, 51936, 51949, 52936, 54936, 57002,
@@ -135,7 +135,7 @@ TEST(CodePageCodec, EveryByteOfEverySingleBytePage) {
         EXPECT_TRUE(unit == value || unit == 0x1A || (unit >= 0xF8C1 && unit <= 0xF8C8))
             << page << " at " << value;
       }
-      if (text) {  // the first of several bytes for a character
+      if (text) {  // the first of several bytes for one character
         EXPECT_EQ(Encoded(page, *text), first_bytes.emplace(*text, byte).first->second) << page;
       }
     }

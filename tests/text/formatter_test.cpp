@@ -8,7 +8,7 @@
 namespace orvik::test {
 namespace {
 
-// Objects of these tests are texts.
+// In these tests, objects are texts.
 std::u16string Describe(const void* object) {
   return static_cast<const char16_t*>(object);
 }
@@ -17,7 +17,7 @@ std::optional<std::u16string> Formatted(FormatStyle style, const char16_t* forma
   FormatBuffer buffer;
   std::va_list arguments;
   va_start(arguments, format);
-  // Nothing behind the format is read.
+  // The copy has no terminator, so that reading behind the format is detected.
   const std::u16string_view text = format;
   const std::vector<char16_t> exact(text.begin(), text.end());
   const bool done = FormatUnits(buffer, {exact.data(), exact.size()}, arguments, Describe, style);
@@ -44,7 +44,7 @@ FormatArgument Typed(const Value& value) {
   }
 }
 
-// The same from a list of C and from arguments with their types.
+// Formats from a list of C and from typed arguments.
 template <class... Arguments>
 std::optional<std::u16string> Plain(const char16_t* format, Arguments... arguments) {
   const auto result = Formatted(FormatStyle::kPlain, format, arguments...);
@@ -59,7 +59,7 @@ std::u16string Wide(const std::string& text) {
   return std::u16string(text.begin(), text.end());
 }
 
-// Everything that printf does as well must come out the same.
+// The result must be that of printf.
 template <class Value>
 void ExpectAsPrintf(const char* conversion, Value value) {
   for (const char* flags : {"", "-", "+", " ", "0", "#", "-#", "0+", "# ", "+0#"}) {

@@ -8,7 +8,7 @@ namespace {
 
 using Tag = XmlScanner::Tag;
 
-// The tags of a text with the character data before each, or "!" where it is malformed.
+// The tags of a text with the character data before each, or "!" for malformed text.
 std::string Scanned(std::string_view text) {
   XmlScanner scanner(text);
   std::string result;
@@ -39,7 +39,7 @@ TEST(XmlScanner, FindsTagsAndPassesOverTheRest) {
                            "</a b='c'>", "<>", "<!b>"}) {
     EXPECT_EQ(Scanned(text), "!0") << text;
   }
-  // Cut anywhere.
+  // A text that is cut at any place.
   for (const std::string_view whole :
        {"<a x = \"'\" y='>' >", "<a x='1' />", "</a >", "<?c ' ?>", "<!-- \" -->", "<![CDATA[ ]]>",
         "<!DOCTYPE a 'b>' [ <!-- ] --> <?c ] ?> \"]\" > ] >"}) {
@@ -65,7 +65,7 @@ TEST(XmlScanner, TakesAPlainValueAtOnceAndNothingElse) {
 }
 
 TEST(XmlScanner, DecodesCharacterData) {
-  // A reference that cannot be decoded has no text.
+  // An invalid reference gives no text.
   const std::pair<const char*, std::optional<std::u16string>> cases[] = {
       {"&lt;&gt;&amp;&quot;&apos;&#65;&#x1F600;", u"<>&\"'A\U0001F600"},
       {"a\r\nb\rc&#13;\r", u"a\nb\nc\r\n"},
