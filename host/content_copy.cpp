@@ -17,20 +17,20 @@
 namespace orvik::host {
 namespace {
 
-// Errors by which the kernel says that it does not copy between these two files.
+// The errors with which the kernel refuses to copy between these two files.
 bool KernelDeclines(int error) {
   return error == EXDEV || error == EINVAL || error == EOPNOTSUPP || error == ENOSYS ||
          error == ETXTBSY || error == EPERM || error == EBADF;
 }
 
-// Smaller files are as quickly copied, and cost no more room than a hole or a shared block saves.
+// Smaller files are copied as quickly, and a hole or a shared block would save no room.
 constexpr off_t kWorthSharing = 4096;
 
 int Report(Monitor* monitor, off_t bytes) {
   return Advances(monitor, 0, static_cast<std::uint64_t>(bytes)) ? 0 : ECANCELED;
 }
 
-// The kernel's own copy into memory is slower than one through a buffer.
+// For files in memory, the kernel's own copy is slower than a copy through a buffer.
 bool IsInMemory(int file) {
   struct statfs info;
   return fstatfs(file, &info) == 0 &&
@@ -51,7 +51,7 @@ class Copier {
         monitor_(monitor),
         in_kernel_(is_large && !IsInMemory(target)) {}
 
-  // Copies what a file of /proc holds, whose size is 0.
+  // Copies a file of unknown size, as in /proc, where the size is 0.
   int CopyUnknownSize() {
     char probe;
     ssize_t got;
@@ -69,7 +69,7 @@ class Copier {
     }
   }
 
-  // Copies the bytes from `start` to `end`; `at_end` says that the source ended before.
+  // Copies the bytes from `start` to `end`. Sets `at_end` when the source ends earlier.
   int CopyRange(off_t start, off_t end, bool* at_end) {
     while (start < end) {
       off_t copied = 0;
@@ -101,7 +101,7 @@ class Copier {
     const ssize_t done = copy_file_range(
         source_, &from, target_, &to, static_cast<std::size_t>(std::min(end - start, largest_)), 0);
     if (done < 0 && errno != EINTR) {
-      // A disk error may be one of either side; the other way says of which.
+      // A disk error may come from either file; the copy through the buffer finds out which.
       if (!KernelDeclines(errno) && errno != EIO) return errno;
       in_kernel_ = false;
       return CopyThroughBuffer(start, end, copied);
@@ -129,7 +129,7 @@ class Copier {
   int source_;
   int target_;
   std::size_t buffer_size_;
-  off_t largest_;  // bytes in one system call
+  off_t largest_;  // the most bytes in one system call
   Side* side_;
   Monitor* monitor_;
   bool in_kernel_;
@@ -156,7 +156,7 @@ int CopyContent(int source, int target, const ContentSize& source_size, std::siz
   }
   const bool sparse = size > kWorthSharing && source_size.allocated < size;
   if (size > static_cast<off_t>(buffer_size)) {
-    // Neither side pushes out what others have in the page cache.
+    // A large copy should not displace the data of other processes in the page cache.
     posix_fadvise(source, 0, 0, POSIX_FADV_NOREUSE);
     posix_fadvise(target, 0, 0, POSIX_FADV_NOREUSE);
   }

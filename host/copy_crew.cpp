@@ -8,13 +8,13 @@
 namespace orvik::host {
 namespace {
 
-// So many entries are copied in about the time that a thread takes to start.
+// About as many entries are copied in the time that a thread takes to start.
 constexpr std::uint64_t kCopiedAlone = 100;
 
-// Each may hold two descriptors, of which a process may have few.
+// A waiting entry may hold two descriptors, and a process may have few.
 constexpr std::size_t kMostWaiting = 32;
 
-// To wake a thread takes about as long as to copy a small file.
+// Waking a thread takes about as long as copying a small file.
 constexpr std::size_t kWorthWaking = 8;
 
 }  // namespace
@@ -59,7 +59,7 @@ CopyCrew::~CopyCrew() {
 
 bool CopyCrew::TakesNext() {
   if (thread_.joinable()) return true;
-  // One try: a system that refuses a thread has not enough of something.
+  // Tries only once: a system that refuses a thread is short of resources.
   if (++seen_ == kCopiedAlone) thread_ = StartWorker([this] { Work(); });
   return thread_.joinable();
 }
@@ -119,7 +119,7 @@ void CopyCrew::Copy(const CopyJob& job) {
   try {
     error = CopyInto(job.folders->from.get(), name, job.type, job.folders->to.get(),
                      job.target.c_str(), job.folders->target.get(), &side, monitor_);
-  } catch (const std::bad_alloc&) {  // fails this entry
+  } catch (const std::bad_alloc&) {  // error stays ENOMEM
   }
   if (error == ECANCELED) {
     is_cut_ = true;

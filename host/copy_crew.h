@@ -21,38 +21,38 @@
 namespace [[gnu::visibility("default")]] orvik {
 namespace host {
 
-// The outcome of several threads. The failures are listed in the order of their numbers, whichever
-// thread was first.
+// The outcome of several threads. Lists the failures in the order of their numbers, in whatever
+// order the threads add them.
 class OrderedOutcome {
  public:
-  // Counts an entry: done, or with an error (an errno) a failure, whose path is that of the folder
-  // and the name. Without memory for it the failure is only counted.
+  // Counts an entry as done if `error` is 0. Otherwise `error` is an errno, and the entry is a
+  // failure with the path `folder` and `name`. When memory runs out, the failure is only counted.
   void Add(std::uint64_t number, const std::string& folder, std::string_view name, int error,
            Side side);
 
-  // Adds everything to a report.
+  // Adds all counts and failures to `report`.
   void AddTo(TreeOutcome* report) const;
 
  private:
   std::mutex guard_;
   std::uint64_t done_ = 0;
   std::uint64_t failed_ = 0;
-  std::map<std::uint64_t, TreeFailure> failures_;  // the first ones
+  std::map<std::uint64_t, TreeFailure> failures_;  // those with the lowest numbers
 };
 
-// A folder of the target, while entries of the source are copied into it.
+// A folder of the target into which entries of the source are being copied.
 struct TargetFolder {
   bool is_new = false;       // made for this copy
-  bool is_shared = false;    // another folder of the source went into it
-  bool is_searched = false;  // it has nothing that a killed process left
+  bool is_shared = false;    // another folder of the source was copied into it, too
+  bool is_searched = false;  // it contains no leftovers of killed processes
   MadeEntries made;
 };
 
-// Copies an entry into the folder, under another name when the folder spells it so.
+// Copies an entry into the folder, under a different spelling of its name where the folder has one.
 int CopyInto(int from, const char* name, mode_t type, int to, const char* target,
              TargetFolder* folder, Side* side, Monitor* monitor);
 
-// A folder and the one that takes its copies, open as long as an entry waits to be copied.
+// A source folder and its target folder. Both stay open as long as an entry waits to be copied.
 struct FolderPair {
   Descriptor from;
   Descriptor to;
@@ -65,11 +65,11 @@ struct CopyJob {
   std::string name;
   std::string target;
   mode_t type;
-  std::uint64_t number;  // of the failure
+  std::uint64_t number;  // the place of the entry in the walk, which orders the failures
 };
 
-// Copies entries, in any order, on the thread of the caller and on one more. One processor, or a
-// system that gives no thread, means that the caller copies everything.
+// Copies entries, in any order, on the caller's thread and on a second one. On a single processor,
+// or when no thread can be started, the caller copies everything.
 class CopyCrew {
  public:
   CopyCrew(OrderedOutcome* outcome, Monitor* monitor) : outcome_(outcome), monitor_(monitor) {}
@@ -78,14 +78,14 @@ class CopyCrew {
   CopyCrew(const CopyCrew&) = delete;
   CopyCrew& operator=(const CopyCrew&) = delete;
 
-  // Whether the next entry is to be added; else the caller copies it. The first ones of a tree
-  // would be copied before a thread has started.
+  // Whether the caller should add the next entry; if not, the caller copies it itself. Copying the
+  // first entries of a tree takes less time than starting a thread.
   bool TakesNext();
 
   // Copies the entry now or later.
   void Add(CopyJob job);
 
-  // Returns when everything is copied, or, with false, when the monitor has stopped it.
+  // Returns when everything is copied, or returns false when the monitor has stopped the copy.
   bool Finish();
 
  private:

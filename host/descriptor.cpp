@@ -19,8 +19,8 @@ Descriptor Refused(int error) {
   return {};
 }
 
-// Moves bytes until all have been moved or `move` moves none, interruptions or not; it is given how
-// many were moved before. 0 or an errno.
+// Calls `move` with the number of bytes already moved until all are moved or `move` moves none.
+// Repeats interrupted calls. 0 or an errno.
 template <typename Move>
 int MoveAll(std::size_t count, std::size_t* done, Move move) {
   for (*done = 0; *done < count;) {
@@ -97,7 +97,7 @@ std::string ProcPath(int descriptor) {
 
 std::optional<std::string> PathOf(int descriptor) {
   std::string path;
-  // Pipes and files without a name have texts that are not paths.
+  // The link texts of pipes and unnamed files are not paths.
   if (ReadLink(AT_FDCWD, ProcPath(descriptor).c_str(), &path) != 0 || !path.starts_with('/'))
     return std::nullopt;
   return path;
@@ -155,7 +155,7 @@ Descriptor OpenRegular(int folder, const char* name, int flags) {
 }
 
 Descriptor OpenRegular(const std::string& path, int flags) {
-  // Nothing but the kernel makes entries there.
+  // Only the kernel makes entries in /proc.
   if (path.starts_with("/proc/")) return OpenPath(path, flags | O_NONBLOCK);
   const AtPath at(path);
   return at.error() != 0 ? Refused(at.error()) : OpenRegular(at.folder(), at.name(), flags);

@@ -24,14 +24,14 @@ namespace {
 using Clock = std::chrono::steady_clock;
 
 constexpr char kHeldName[] = ".orvik.lock.held";
-constexpr char kAsidePrefix[] = ".orvik.lock.held.";  // of a stale one; a process id follows
+constexpr char kAsidePrefix[] = ".orvik.lock.held.";  // a stale file; a process id follows
 constexpr off_t kQueueByte = 0;
 constexpr off_t kHolderByte = 1;
-// The lock file is to be opened again. No error number: EAGAIN is EWOULDBLOCK.
+// The lock file must be opened again. Differs from every errno; EAGAIN already means EWOULDBLOCK.
 constexpr int kAgain = -1;
-// How often a lock file that is gone again is made anew when there is no time to wait.
+// How often a removed lock file is made again when there is no time to wait.
 constexpr int kTries = 100;
-// Beyond the bytes of every property list.
+// Behind the content of every property list.
 constexpr off_t kContentByte = off_t{1} << 40;
 constexpr std::int64_t kForeignStaleSeconds = 600;
 
@@ -47,7 +47,7 @@ int SetLock(int file, off_t byte, short type, off_t count = 1) {
   return 0;
 }
 
-// Asks again and again until the answer is another one than EAGAIN or the time is over.
+// Retries until the result is not EAGAIN or the timeout expires.
 template <class Function>
 int Poll(Clock::time_point deadline, std::chrono::microseconds pause, Function ask) {
   for (;;) {
@@ -75,7 +75,7 @@ bool IsStale(int file) {
          now.tv_sec - attributes.st_mtim.tv_sec > kForeignStaleSeconds;
 }
 
-// Removes what processes have left that were killed while they took a stale file away.
+// Removes the files of processes that were killed while they removed a stale file.
 void RemoveLeftovers(int folder, const struct stat& attributes) {
   constexpr std::string_view beginning = kAsidePrefix;
   std::vector<std::string> names;
@@ -94,8 +94,9 @@ void RemoveLeftovers(int folder, const struct stat& attributes) {
   }
 }
 
-// Takes a stale file away. It gets another name first: only then it is certain that it is still the
-// one that was examined. EAGAIN: it is to be created again; EINVAL: it is not a file of a lock.
+// Removes a stale file. Renames it first, because only then it can be checked that the file is
+// still the one that was examined. EAGAIN: the caller should try to create the file again. EINVAL:
+// the existing file is not a lock file.
 int RemoveStale(int folder, const struct stat& attributes) {
   Descriptor file;
   int error = OpenLockFile(folder, attributes, kHeldName, O_RDONLY, &file);
@@ -123,7 +124,7 @@ int CreateHeld(int folder, const struct stat& attributes) {
   return error;
 }
 
-// Queues, and then waits for the holder; when there is neither queue nor holder, in one step.
+// Queues and then waits for the holder. Without a queue and a holder, one call takes the lock.
 int LockBytes(int file, Clock::time_point deadline) {
   using std::chrono::microseconds;
   constexpr microseconds kQueuePause{1000}, kHeadPause{200};
@@ -142,9 +143,9 @@ int LockBytes(int file, Clock::time_point deadline) {
 
 // The files that are open while a lock is held.
 struct LockFiles {
-  Descriptor file;            // whose bytes are locked
-  Descriptor held_folder;     // that holds the exclusive file, where bytes cannot be locked
-  const char* obstacle = "";  // the name of what may not be used
+  Descriptor file;            // its bytes are locked
+  Descriptor held_folder;     // has the exclusive file, where bytes cannot be locked
+  const char* obstacle = "";  // the name of the file that may not be used
   bool is_made = false;       // the file did not exist before
 };
 
@@ -161,7 +162,7 @@ int CreateHeldInTime(int folder, const struct stat& attributes, Clock::time_poin
   return error;
 }
 
-// Locks the file that has the name. kAgain: another one has it by now.
+// Locks the present lock file. kAgain: it was replaced meanwhile.
 int LockFile(int folder, const struct stat& attributes, Clock::time_point deadline,
              LockFiles* files) {
   const auto refuse = [files](int error) {
@@ -179,7 +180,7 @@ int LockFile(int folder, const struct stat& attributes, Clock::time_point deadli
   error = LockBytes(file, deadline);
   if (HasNoLocks(error)) return CreateHeldInTime(folder, attributes, deadline, files);
   if (error != 0) return error;
-  // After a removal meanwhile others may lock a new file.
+  // If the file was removed meanwhile, other processes may have locked a new one.
   if (!HasName(file, folder, kFolderLockName)) return kAgain;
   if (CheckHolderWords(file) != 0) return refuse(EINVAL);
   if (!HasFolderRights(file, attributes) && RenewLockFile(folder, attributes, kFolderLockName)) {
@@ -194,10 +195,10 @@ int LockFile(int folder, const struct stat& attributes, Clock::time_point deadli
 struct FolderLock::Held {
   Held(dev_t its_device, ino_t its_inode) : device(its_device), inode(its_inode) {}
   ~Held() {
-    // In a forked child the lock is its parent's. One that was forked meanwhile has the file open,
-    // so that closing it here would not unlock it.
+    // In a forked child, the lock belongs to the parent. A child that was forked while the lock was
+    // held has the file open, too, so closing it here would not unlock it.
     if (process != getpid() || !files.file) return;
-    // Those who wait at the file find then that it has lost its name.
+    // Processes that wait for the file then find that it has lost its name.
     if (folder && HasName(files.file.get(), folder.get(), kFolderLockName)) {
       unlinkat(folder.get(), kFolderLockName, 0);
     }
@@ -212,11 +213,11 @@ struct FolderLock::Held {
   ino_t inode;
   pid_t process = getpid();
   LockFiles files;
-  Descriptor folder;  // while the lock's file is to be removed
+  Descriptor folder;  // set if the lock file must be removed
 };
 
 FolderLock FolderLock::Acquire(int folder, const struct stat& attributes, int milliseconds) {
-  // The locks of this thread. Those given up are swept out here.
+  // The locks of this thread. Locks that have ended are removed from the list here.
   auto& own = OfThread<std::vector<std::weak_ptr<Held>>>();
 
   FolderLock result;

@@ -21,11 +21,12 @@ bool StandsForByte(char16_t unit) {
   return (unit >= 0xDC80 && unit <= 0xDCFF) || unit == kEscapedBackslash;
 }
 
-// Up to as many spellings are tried one by one; beyond that the folder is read.
+// Up to this number, spellings are tried one by one; beyond it the folder is read.
 constexpr int kMostTries = 256;
 
-// One look-up in a folder (AT_FDCWD for the current one; may be an O_PATH descriptor), which has no
-// entry of exactly this name. Costs nothing for a name of one spelling.
+// Looks for another spelling of `name` in a folder (AT_FDCWD for the current folder; may be an
+// O_PATH descriptor) that has no entry of exactly this name. A name with a single spelling costs
+// nothing.
 std::optional<std::string> FindOtherSpelling(int folder, const std::string& name) {
   if (IsAscii(name)) return std::nullopt;
   const std::u16string units = FileNameFromBytes(name);
@@ -67,7 +68,7 @@ std::optional<std::string> FileNameToBytes(std::u16string_view name) {
   char* target = bytes.data();
   while (EncodeUtf8(source, name.data() + name.size(), target, bytes.data() + bytes.size()) !=
          TranscodingStop::kDone) {
-    const char16_t unit = *source++;  // a surrogate without its other half
+    const char16_t unit = *source++;  // an unpaired surrogate
     if (StandsForByte(unit)) {
       *target++ = static_cast<char>(unit);
     } else {

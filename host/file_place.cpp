@@ -35,13 +35,13 @@ int MakeAndOpen(int folder, const char* name, Descriptor* made, struct stat* own
 }
 
 // Makes a folder with mode 0777 less the umask, which follows its folder (InheritFromFolder).
-// `folder` is open for reading and has the attributes. 0, with the new folder open for reading in
-// `made` and its attributes in `own`; EEXIST when the name is taken; or another error number. The
-// name is not flushed.
+// `folder` is open for reading and has the attributes `attributes`. Returns 0, with the new folder
+// open for reading in `made` and its attributes in `own`; EEXIST when the name is taken; or another
+// errno. Does not flush the name.
 //
-// A folder that is given away or opened to a group is made and changed inside a staged folder of
-// the caller's alone, and takes its name afterwards: no other user can replace it meanwhile, and no
-// folder is changed but the one that was made.
+// A folder that is given to another user or opened to a group is made inside a staged folder that
+// only the caller can enter, and gets its name after the change. So no other user can replace it
+// meanwhile, and no other folder is ever changed.
 int MakeFolder(int folder, const struct stat& attributes, const std::string& name, Descriptor* made,
                struct stat* own) {
   if (!IsGivenAway(attributes) && !IsOpenToGroup(attributes)) {
@@ -49,7 +49,7 @@ int MakeFolder(int folder, const struct stat& attributes, const std::string& nam
   }
   StagedFolder staged(folder, name);
   if (const int error = staged.Make()) return error;
-  // Nothing is changed where another folder could be.
+  // Changes nothing if another user could have replaced the staged folder.
   if (!staged.IsPrivate()) return MakeAndOpen(folder, name.c_str(), made, own);
   constexpr char kEntry[] = "entry";
   if (const int error = MakeAndOpen(staged.descriptor(), kEntry, made, own)) return error;
@@ -60,7 +60,7 @@ int MakeFolder(int folder, const struct stat& attributes, const std::string& nam
 constexpr int kMaximumLinks = 40;
 constexpr int kOpenFolderFlags = O_RDONLY | O_DIRECTORY | O_CLOEXEC;
 
-// The folder in one step when no link lies on the way. -1 with errno otherwise.
+// Opens the folder in one step if no link is on the way. Otherwise -1 with errno.
 int OpenWithoutLinks(const std::string& path) {
   open_how how = {};
   how.flags = kOpenFolderFlags;
@@ -69,7 +69,7 @@ int OpenWithoutLinks(const std::string& path) {
 }
 
 // Whether an unprivileged user can replace this folder or its entries. The group of the last folder
-// may write it by design when it has the set-group bit.
+// is meant to write it if the folder has the set-group bit.
 bool IsSwappable(const struct stat& folder, bool is_last) {
   if (folder.st_uid != 0) return true;
   mode_t writers = folder.st_mode & (S_IWGRP | S_IWOTH);
@@ -77,8 +77,7 @@ bool IsSwappable(const struct stat& folder, bool is_last) {
   return writers != 0 && (folder.st_mode & S_ISVTX) == 0;
 }
 
-// Goes down a path one component at a time, through trusted links only, and makes the folders that
-// are missing.
+// Goes down a path one component at a time, through trusted links only, and makes missing folders.
 class Walk {
  public:
   explicit Walk(FilePlace& place, bool makes) : place_(place), makes_(makes) {}
@@ -121,7 +120,7 @@ class Walk {
   struct Entry {
     Descriptor descriptor;
     struct stat attributes = {};
-    bool is_new = false;  // a folder that was made, and is open for reading
+    bool is_new = false;  // a new folder, which is open for reading
   };
 
   int Enter(const std::string& name) {
@@ -176,7 +175,7 @@ class Walk {
     return 0;
   }
 
-  // Only root's words can be turned against others.
+  // Only a process of root can be made to harm other users.
   void ReportSwappable() const {
     if (geteuid() != 0 || !makes_) return;
     SystemLog(LOG_WARNING,
@@ -188,13 +187,13 @@ class Walk {
   std::string rest_;
   std::string walked_;  // ends in "/"
   Descriptor here_;
-  struct stat here_attributes_ = {};  // none at the start
-  bool is_readable_ = false;          // open for reading, not only as a place
-  bool is_new_ = false;               // made here, so that nothing is in it
+  struct stat here_attributes_ = {};  // zero before the first folder
+  bool is_readable_ = false;          // open for reading, not with O_PATH
+  bool is_new_ = false;               // made here, so that it is empty
   int links_ = 0;
 };
 
-// The folders that root has walked down to, so that each is examined once in a process.
+// The folders that root has reached, so that each is examined only once in a process.
 class CheckedFolders {
  public:
   bool Has(const std::string& path, const struct stat& folder) {
@@ -261,7 +260,7 @@ FilePlace Find(const std::string& path, Links links, Leaf leaf, bool makes) {
     if (error == EINVAL || error == ENOENT) return place;
     if (error != 0) return fail(error, place.path);
     if (links == Links::kTrusted) {
-      // The link that is judged is the one that is read, whatever has its name meanwhile.
+      // Judges and reads the same link, even if the name is changed meanwhile.
       constexpr int kFlags = O_PATH | O_NOFOLLOW | O_CLOEXEC;
       const Descriptor link(openat(place.folder.get(), place.name.c_str(), kFlags));
       struct stat attributes;
@@ -282,7 +281,7 @@ FilePlace Find(const std::string& path, Links links, Leaf leaf, bool makes) {
 
 bool InheritFromFolder(int entry, const struct stat& folder, struct stat* own) {
   if (fstat(entry, own) != 0) return false;
-  // Without the right to give it away the entry stays root's.
+  // If the caller may not change the owner, the entry stays root's.
   if (IsGivenAway(folder) && own->st_uid == 0 &&
       fchown(entry, folder.st_uid, static_cast<gid_t>(-1)) == 0) {
     own->st_uid = folder.st_uid;
@@ -332,7 +331,7 @@ int FlushWay(int folder) {
   for (;;) {
     Descriptor above(openat(here ? here.get() : folder, "..", kOpenFolderFlags));
     if (!above && errno == EACCES) {
-      // A folder that may not be opened cannot be flushed by itself.
+      // A folder that cannot be opened for reading cannot be flushed by itself.
       const Descriptor readable(openat(folder, ".", kOpenFolderFlags));
       if (!readable) sync();
       return !readable || syncfs(readable.get()) == 0 ? 0 : errno;

@@ -22,7 +22,7 @@ constexpr std::size_t kDateAt = 34;
 
 using Record = std::array<unsigned char, 64>;
 
-// An empty record when there is none, or it is damaged.
+// Empty when the record is missing or damaged.
 Record ReadRecord(int file) {
   Record record;
   const ssize_t length = fgetxattr(file, kCatalogAttribute, record.data(), record.size());
@@ -37,7 +37,7 @@ timespec DateIn(const Record& record) {
       static_cast<unsigned>(record[kDateAt + 6] << 8) | record[kDateAt + 7];
   timespec date{};
   date.tv_sec = static_cast<time_t>(static_cast<std::int64_t>(seconds) - kSecondsFrom1904To1970);
-  // Rounded up, so that the 65536ths made from it again are the same.
+  // Rounds up, so that converting the date back gives the same 65536ths.
   date.tv_nsec = static_cast<long>((fraction * 1'000'000'000 + 0xFFFF) >> 16);
   return date;
 }
@@ -64,11 +64,11 @@ timespec NaturalDate(const struct statx& info) {
   return {static_cast<time_t>(date.tv_sec), static_cast<long>(date.tv_nsec)};
 }
 
-// The kernel's limit for a value, and for all names together.
+// The kernel's limit for the size of a value and of the list of names.
 constexpr std::size_t kLargest = 65536;
 
-// The result of a system call: in a small buffer, or in a large one when the small one is too
-// small.
+// Receives the bytes of a system call, in a small buffer, or in a large one when the small one is
+// too small.
 class ReadBytes {
  public:
   // `read` fills a buffer and fails with ERANGE when it is too small. 0 or an errno.
@@ -128,8 +128,8 @@ timespec CreationDate(int file, const struct statx& info) {
 
 int CopyCreationDate(int source, const struct statx& info, bool has_record, int copy) {
   Record record = has_record ? ReadRecord(source) : Record{kVersion};
-  // The copy is born later and takes the modification date over, which then is its creation date.
-  // To the second that is mostly the right one.
+  // Without a record, the creation date of the copy is its modification date, which it has from the
+  // source. To the second, that is usually the creation date of the source.
   const timespec natural = NaturalDate(info);
   if ((record[1] & kDateFlag) == 0 && natural.tv_sec != info.stx_mtime.tv_sec) {
     PutDate(natural, &record);
@@ -174,7 +174,7 @@ int CopyMode(const struct stat& old, Owner owner, int to) {
       keeps_group = fchown(to, static_cast<uid_t>(-1), old.st_gid) == 0;
     }
   }
-  // A program must not run with the rights of another than its author.
+  // A program must not run with the permissions of a user other than its author.
   mode_t mode = old.st_mode & 07777;
   if (!keeps_user) mode &= ~static_cast<mode_t>(S_ISUID);
   if (!keeps_group) mode &= ~static_cast<mode_t>(S_ISGID);

@@ -16,7 +16,7 @@
 namespace orvik::host {
 namespace {
 
-// Makes the content of the file `from` that of `to` by writing into it.
+// Writes the content of the file `from` into the file `to`.
 int WriteIntoTarget(int from, int to) {
   struct stat content, target;
   if (fstat(from, &content) != 0 || fstat(to, &target) != 0) return errno;
@@ -42,7 +42,7 @@ int WriteIntoTarget(int from, int to) {
 }  // namespace
 
 struct FileReplacement::State {
-  // Of the new content.
+  // The descriptor of the new content.
   int descriptor() const { return staged ? staged->descriptor() : spare.get(); }
 
   bool is_device = false;
@@ -114,11 +114,11 @@ int FileReplacement::Commit() {
   if (fstat(state_->staged->descriptor(), &made) != 0) return errno;
   const bool is_alike = made.st_uid == old.st_uid && made.st_gid == old.st_gid &&
                         made.st_mode == old.st_mode && old.st_nlink <= 1;
-  // A file that others have put under the name meanwhile is replaced.
+  // If another process has put a new file under the name, that file is replaced.
   const bool is_there = HasName(target, state_->place.folder.get(), state_->place.name.c_str());
   if (!is_alike && is_there && may_write_into) return write_into();
   const int error = state_->staged->Commit(is_there ? target : -1);
-  // A mount point keeps its name.
+  // A mount point cannot be replaced.
   return error == EBUSY && is_there && may_write_into ? write_into() : error;
 }
 

@@ -1,18 +1,18 @@
-// Replacing a file by content that is written piece by piece.
+// Replacement of a file by content that is written piece by piece.
 //
-// The content is collected in a private file, beside the target where that can be; the target keeps
-// its old content until the commit. What is not committed is gone with the object, and leaves
-// nothing behind when the process is killed.
+// The new content is collected in a private file, beside the target if possible; the target keeps
+// its old content until the commit. Content that is not committed disappears with the object, even
+// when the process is killed.
 //
-// Of an existing target stay: mode, owner, group, extended attributes, its other hard links, and
-// the symbolic links that lead to it. Where a new file could not have all of that (it has other
-// names, or the owner cannot be given), for a character device, for a file that is a mount point
-// itself, and in a folder that takes no new file, the commit writes into the target itself. A
-// reader may then see a part, and a crash may leave one; a full disk is found before the old
-// content is touched, where the volume can reserve room. A new file has mode 0666 less the umask
-// and belongs to the caller, also in another user's folder.
+// An existing target keeps its mode, owner, group, extended attributes, other hard links, and the
+// symbolic links that lead to it. In some cases a new file cannot take its place with all of these:
+// the target has other names, its owner cannot be set, it is a character device or a mount point,
+// or its folder accepts no new file. Then the commit writes into the target itself, if that is
+// allowed (trust.h). A reader may then see a part, and a crash may leave a part; a full disk is
+// detected before the old content is touched, if the volume can reserve room. A new file has mode
+// 0666 less the umask.
 //
-// Nothing is flushed to disk. Failures are error numbers of Linux; 0 is success.
+// Nothing is flushed to disk. Functions that return an int return 0 or an errno.
 #pragma once
 
 #include <cstddef>
@@ -31,11 +31,11 @@ class FileReplacement {
   FileReplacement(const FileReplacement&) = delete;
   FileReplacement& operator=(const FileReplacement&) = delete;
 
-  // Begins to replace the file, following links of root and of the caller, and others in a folder
-  // that no other user can change (EPERM elsewhere). EACCES when the caller may not write it, or
-  // another user may have prepared it; EISDIR and EINVAL for what is neither a regular file nor a
-  // character device. `spare_folder` takes the content when the target's own folder
-  // cannot; memory takes it when neither can.
+  // Begins to replace the file. Follows links of root and of the caller, and other links in a
+  // folder that no other user can change (EPERM elsewhere). EACCES when the caller may not write
+  // the file, or when another user may have prepared it (trust.h); EISDIR for a folder; EINVAL for
+  // other files that are neither regular nor character devices. If the target's own folder accepts
+  // no new file, the content is collected in `spare_folder`, and if that fails, in memory.
   int Open(const std::string& path, const std::string& spare_folder);
 
   // Whether the file is a character device.
@@ -43,11 +43,11 @@ class FileReplacement {
 
   // Appends to the new content.
   int Write(std::string_view bytes);
-  // Reads back from the new content: how many bytes were read, 0 at its end and on failure.
+  // Reads back from the new content. Returns the number of bytes read, 0 at its end and on failure.
   std::size_t Read(void* buffer, std::size_t count, std::uint64_t position) const;
 
-  // Makes the content the target's. On failure the target is as it was, unless writing into it has
-  // begun.
+  // Gives the target the new content. After a failure the target is unchanged, unless the commit
+  // had begun to write into it.
   int Commit();
 
  private:

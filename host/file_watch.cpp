@@ -25,7 +25,7 @@ namespace {
 constexpr uint32_t kSigns = IN_CREATE | IN_CLOSE_WRITE | IN_MOVED_TO | IN_MOVED_FROM | IN_DELETE |
                             IN_ATTRIB | IN_DELETE_SELF | IN_MOVE_SELF | IN_ONLYDIR;
 
-// A parent folder that is moved away, or put in another's place, gives no sign: look now and then.
+// inotify does not report that a parent folder was moved or replaced, so this is checked regularly.
 constexpr int kLookSeconds = 1;
 
 constexpr int kMaximumLinks = 40;
@@ -34,7 +34,7 @@ bool IsFolder(const std::string& path, struct stat* info) {
   return stat(path.c_str(), info) == 0 && S_ISDIR(info->st_mode);
 }
 
-// The target of a link; "" for anything else.
+// The target of a link; "" when the path is not a link.
 std::string LinkTarget(const std::string& path) {
   std::string text;
   if (ReadLink(AT_FDCWD, path.c_str(), &text) != 0) return {};
@@ -58,7 +58,7 @@ FileWatch::FileWatch(std::string path)
   Arm();
 }
 
-// The path itself, and what each link at its end points to.
+// The place of the path itself, and of the target of each link at its end.
 std::vector<FileWatch::Place> FileWatch::PlacesOnTheWay() const {
   std::vector<Place> places;
   std::string path = path_;
@@ -77,15 +77,15 @@ std::vector<FileWatch::Place> FileWatch::PlacesOnTheWay() const {
   return places;
 }
 
-// Watches the places on the way to the file. True when they are others than before, which means
-// that something on the way appeared or vanished.
+// Watches the places on the way to the file. True when they differ from those watched before, which
+// means that something on the way appeared or vanished.
 bool FileWatch::Arm() {
   if (!queue_) return false;
   constexpr auto kIsSame = [](const Place& one, const Place& other) {
     return std::tie(one.folder, one.name, one.device, one.inode) ==
            std::tie(other.folder, other.name, other.device, other.inode);
   };
-  // A folder that appears between the look and the watch would go unseen: look again afterwards.
+  // A folder may appear after the places were found and before they are watched, so look again.
   for (bool moved = false;; moved = true) {
     std::vector<Place> places = PlacesOnTheWay();
     const bool is_watched =
@@ -104,7 +104,7 @@ bool FileWatch::Arm() {
   }
 }
 
-// Reads what has been reported; true when any of it concerns the file.
+// Reads the reported events; true when any of them concerns the file.
 bool FileWatch::DrainEvents() {
   std::uint64_t looks = 0;
   [[maybe_unused]] const ssize_t drained = read(timer_.get(), &looks, sizeof looks);
@@ -123,7 +123,7 @@ bool FileWatch::DrainEvents() {
       for (Place& place : places_) {
         if (place.watch != event.wd) continue;
         concerned |= lost || (event.len > 0 && place.name == name);
-        if (lost) place.inode = 0;  // no folder's: it is watched anew
+        if (lost) place.inode = 0;  // matches no folder, so that Arm watches it again
       }
     }
   }

@@ -11,8 +11,8 @@
 namespace [[gnu::visibility("default")]] orvik {
 namespace host {
 
-// Watches one path, and behind symbolic links at its end every path on the way to the file. Neither
-// the file nor its folders need exist: the nearest folder that does is watched until the next one
+// Watches a path, and if links stand at its end, every path on the way to the file. Neither the
+// file nor its folders need exist: the nearest existing folder is watched until the next folder
 // below it appears.
 class FileWatch {
  public:
@@ -20,20 +20,21 @@ class FileWatch {
   FileWatch(const FileWatch&) = delete;
   FileWatch& operator=(const FileWatch&) = delete;
 
-  // Whether changes can be noticed at all (false when the system grants no watch).
+  // False when the system grants no watch, so that no change can be noticed.
   bool ok() const { return !places_.empty(); }
 
-  // For poll, epoll or an event loop: readable when TakeChanges has something to look at, at the
-  // latest a second after a folder on the way was moved or put in another's place, which gives no
-  // sign of its own. -1 when the system grants none.
+  // A descriptor for poll, epoll or an event loop. It becomes readable when TakeChanges should be
+  // called, at the latest a second after a folder on the way was moved or replaced, which inotify
+  // does not report. -1 when the system grants none.
   int descriptor() const { return events_.get(); }
 
   // Whether the file may have changed since the last call. Never blocks.
   bool TakeChanges();
 
-  // Blocks until the file may have changed: true. False after timeout_ms milliseconds without a
-  // sign (-1 waits without end), on a signal, or when the watch is lost. A change between two calls
-  // makes the next one return at once; several changes may be reported as one.
+  // Blocks until the file may have changed and returns true. Returns false when `timeout_ms`
+  // milliseconds have passed (-1 waits without end), on a signal, or when the watch is lost. A
+  // change between two calls makes the next call return at once. Several changes may be reported as
+  // one.
   bool Wait(int timeout_ms);
 
  private:
@@ -54,7 +55,7 @@ class FileWatch {
   std::vector<Place> places_;
   Descriptor queue_;
   Descriptor timer_;
-  Descriptor events_;  // both of them
+  Descriptor events_;  // the queue and the timer
 };
 
 }  // namespace host

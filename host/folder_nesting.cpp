@@ -16,8 +16,8 @@
 namespace orvik::host {
 namespace {
 
-// The part of a path that does not exist, without its dots. `went_up` says whether it had "..";
-// the first ones may be left and are then those of what exists.
+// Resolves "." and ".." in the part of a path that does not exist. `went_up` says whether it had
+// "..". A ".." at its start remains, because it refers to the existing part.
 std::string WithoutDots(std::string_view missing, bool* went_up) {
   std::vector<std::string_view> names;
   *went_up = false;
@@ -42,7 +42,7 @@ std::string WithoutDots(std::string_view missing, bool* went_up) {
   return clean;
 }
 
-// The innermost folder on the way to `path` that exists; empty when there is none.
+// Opens the innermost existing folder on the way to `path`; empty on failure.
 Descriptor OpenExisting(std::string path) {
   if (path.empty()) return Descriptor();
   if (path.front() != '/') path = "./" + path;
@@ -56,7 +56,7 @@ Descriptor OpenExisting(std::string path) {
     }
     bool went_up = false;
     const std::string rest = WithoutDots(std::string_view(path).substr(existing.size()), &went_up);
-    // A name beside the missing part may exist, and be a link.
+    // After a "..", the rest of the path may exist and may be a link.
     if (!went_up) return folder;
     path = existing + rest;
   }
@@ -69,7 +69,7 @@ std::uint64_t MountIdOf(int folder) {
   return is_known ? info.stx_mnt_id : 0;
 }
 
-// Where an open folder lies: in which mount, under which path, and where in its file system.
+// The place of an open folder: its mount, its path, and its path in its file system.
 struct MountedPlace {
   const Mount* mount = nullptr;
   std::string path;
@@ -91,8 +91,8 @@ std::optional<MountedPlace> PlaceOf(int folder, const std::vector<Mount>& mounts
   return {};
 }
 
-// A folder that is mounted in two places has a way up from each of them: whether `inner` lies below
-// `outer` is then seen from their paths in the file system.
+// A folder that is mounted in two places has a parent in each of them. The paths in the file system
+// then show whether `inner` lies below `outer`.
 bool LiesBelowThroughMounts(int inner, int outer) {
   std::string table;
   if (ReadWholeFile("/proc/self/mountinfo", &table) != 0) return false;
@@ -106,7 +106,7 @@ bool LiesBelowThroughMounts(int inner, int outer) {
   if (holds_inner(out->mount->device, out->path_in_system)) return true;
   return std::any_of(mounts.begin(), mounts.end(), [&](const Mount& mount) {
     if (!LiesBelow(mount.point, out->path) || !holds_inner(mount.device, mount.root)) return false;
-    // Another mount may hide this one.
+    // Another mount may hide this mount.
     const Descriptor visible = OpenPath(mount.point, kOpenPlace);
     return visible && MountIdOf(visible.get()) == mount.id;
   });
@@ -136,8 +136,8 @@ std::set<FolderIdentity> FoldersAbove(int open_folder) {
     folders.emplace(info.st_dev, info.st_ino);
     Descriptor above(openat(here, "..", kOpenPlace));
     if (!above || fstat(above.get(), &next) != 0) return {};
-    // The folder above the root folder is the root folder. One that is mounted in itself has itself
-    // above it, too.
+    // The parent of the root folder is the root folder. A folder that is mounted inside itself also
+    // has itself as its parent, but in another mount.
     if (next.st_dev == info.st_dev && next.st_ino == info.st_ino &&
         MountIdOf(above.get()) == MountIdOf(here)) {
       return folders;

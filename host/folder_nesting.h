@@ -10,11 +10,11 @@
 namespace [[gnu::visibility("default")]] orvik {
 namespace host {
 
-// Whether the folder at `path`, which need not exist, is the one at `folder` or would lie in it.
-// Links, other names of the same folder and mounts are taken into account: the answer is true, too,
-// when the folder is reached below `folder` through another mount (mount --bind). Paths may be of
-// any length. ".." of what does not exist is taken away with the component before it. Also true
-// when the answer is unknown.
+// Whether the folder at `path`, which need not exist, is the folder at `folder` or lies in it.
+// Takes links, other names of the folder and mounts into account: the result is also true when the
+// folder is reached below `folder` through another mount (mount --bind). Paths may have any length.
+// A ".." after a missing component removes that component. Also true when the answer cannot be
+// found out.
 bool LiesInFolder(const std::string& path, const std::string& folder);
 
 // The same for two open folders, which may be O_PATH descriptors.

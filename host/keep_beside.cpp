@@ -29,8 +29,8 @@ bool AreOne(int folder, const std::string& name, const std::string& other) {
          fstatat(folder, other.c_str(), &two, AT_SYMLINK_NOFOLLOW) == 0 && IsSameFile(one, two);
 }
 
-// Reads the file of that name in the place's folder. False also for one that may not be relied on
-// (trust.h): it may be gone or another one at any moment.
+// Reads the file of that name in the place's folder. False also for a file that may not be relied
+// on (trust.h), because its owner could replace or remove it at any moment.
 bool ReadBeside(const FilePlace& place, const std::string& name, std::size_t limit,
                 std::string* content) {
   FilePlace other;
@@ -49,7 +49,7 @@ bool Holds(const FilePlace& place, const std::string& name, std::string_view con
   return ReadBeside(place, name, content.size(), &present) && present == content;
 }
 
-// Puts the content of a file on disk that another process may just have written.
+// Flushes a file, which another process may just have written.
 int FlushBeside(const FilePlace& place, const std::string& name) {
   const Descriptor file = OpenRegular(place.folder.get(), name.c_str(), O_RDONLY | O_NOFOLLOW);
   return file && fsync(file.get()) == 0 ? 0 : errno;
@@ -59,7 +59,7 @@ bool HasOneName(int error) {
   return error == EPERM || error == EXDEV || error == EOPNOTSUPP || error == EMLINK;
 }
 
-// A copy of the file at the place with this content. EEXIST when the name is taken.
+// Copies the file at the place, whose content is `content`. EEXIST when the name is taken.
 int Copy(const FilePlace& place, const std::string& name, std::string_view content, Flush flush) {
   const int folder = place.folder.get();
   const Descriptor old = OpenRegular(folder, place.name.c_str(), O_RDONLY | O_NOFOLLOW);
@@ -73,7 +73,7 @@ int Copy(const FilePlace& place, const std::string& name, std::string_view conte
   return copy.CommitAsNew();
 }
 
-// Calls with one name after the other until the answer is another one than EEXIST.
+// Calls `keep` with one name after the other until its result is not EEXIST.
 template <class Function>
 KeptFile WithFreeName(const FilePlace& place, std::string_view suffix, Flush flush, Function keep) {
   KeptFile kept;
@@ -85,7 +85,7 @@ KeptFile WithFreeName(const FilePlace& place, std::string_view suffix, Flush flu
   }
   if (kept.error == 0) kept.path = place.folder_path() + "/" + kept.name;
   if (kept.error == 0 && flush == Flush::kToDisk) {
-    // Before anything else takes the old name.
+    // Must be on disk before a new file takes the old name.
     kept.error = FlushFolder(place.folder.get());
   }
   return kept;

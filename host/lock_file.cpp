@@ -19,10 +19,10 @@ namespace orvik::host {
 namespace {
 
 constexpr int kOpenFlags = O_NOFOLLOW | O_CLOEXEC | O_NOCTTY | O_NONBLOCK;
-// Longer than the words of a holder.
+// Larger than the content of every lock file.
 constexpr std::size_t kMaximumSize = 512;
 
-// The rights on a lock's file are those to write the folder.
+// The users who may write the folder may read and write its lock file.
 mode_t ModeFor(const struct stat& folder) {
   mode_t mode = S_IRUSR | S_IWUSR;
   if ((folder.st_mode & S_IWGRP) != 0) mode |= S_IRGRP | S_IWGRP;
@@ -36,13 +36,14 @@ std::string_view ReadBytes(int file, char (&bytes)[kMaximumSize]) {
   return {bytes, size};
 }
 
-// Ten and twenty digits: words that were written only in part over older ones are words, too.
+// The numbers always have ten and twenty digits, so that words written only in part over older
+// words are still well formed.
 std::string Padded(std::uint64_t number, std::size_t width) {
   const std::string digits = std::to_string(number);
   return std::string(width - std::min(width, digits.size()), '0') + digits;
 }
 
-// Whether the text is the beginning of words, without their line end.
+// Whether the text is a beginning of well-formed words.
 bool BeginsWords(std::string_view text) {
   constexpr std::string_view kDigits = "0123456789";
   for (const std::size_t longest : {10u, 20u}) {
@@ -71,7 +72,7 @@ bool ParseWords(std::string_view text, HolderWords* words) {
 }  // namespace
 
 const std::string& LockHostName() {
-  // Never destroyed: destructors of a program may still save.
+  // Never destroyed, because destructors of a program may still save.
   static const auto* const name = [] {
     char text[256] = "";
     const bool has_name = gethostname(text, sizeof text - 1) == 0 && *text != '\0';
@@ -81,7 +82,7 @@ const std::string& LockHostName() {
 }
 
 const std::string& OwnHolderWords() {
-  // Computed once in each process and thread.
+  // Computed once in each thread, and again in a forked child.
   struct Words {
     std::string text;
     pid_t of = 0;
@@ -109,7 +110,7 @@ int CheckHolderWords(int file) {
   char bytes[kMaximumSize];
   HolderWords words;
   const std::string_view text = ReadBytes(file, bytes);
-  // After a crash of the machine some volumes give back zeros.
+  // After a crash of the machine, files of some volumes contain zeros.
   const bool is_blank = text.find_first_not_of('\0') == text.npos;
   return is_blank || ParseWords(text, &words) || BeginsWords(text) ? 0 : EINVAL;
 }
@@ -119,7 +120,7 @@ void GiveFolderRights(int file, const struct stat& folder) {
   if (fstat(file, &own) != 0) return;
   const uid_t owner = geteuid() == 0 ? folder.st_uid : own.st_uid;
   if (own.st_gid != folder.st_gid || own.st_uid != owner) {
-    // Without the right to give it away it keeps its own.
+    // If the caller may not change the owner, the file keeps its own.
     [[maybe_unused]] const int result = fchown(file, owner, folder.st_gid);
   }
   if ((own.st_mode & 07777) != ModeFor(folder)) fchmod(file, ModeFor(folder));
@@ -139,7 +140,7 @@ bool RenewLockFile(int folder, const struct stat& attributes, const char* name) 
   const Descriptor file(openat(folder, ".", O_RDWR | O_TMPFILE | O_CLOEXEC, 0600));
   if (!file) return false;
   GiveFolderRights(file.get(), attributes);
-  // Some volumes keep no rights, and some give no file away.
+  // Some volumes do not store permissions, or do not let root change the owner.
   if (!HasFolderRights(file.get(), attributes) || unlinkat(folder, name, 0) != 0) return false;
   LinkUnnamed(file.get(), folder, name);
   return true;
@@ -147,7 +148,7 @@ bool RenewLockFile(int folder, const struct stat& attributes, const char* name) 
 
 int OpenLockFile(int folder, const struct stat& attributes, const char* name, int access,
                  Descriptor* file) {
-  // A device or a pipe notices that it is opened.
+  // Opening a device or a pipe can act on it.
   struct stat own;
   if (fstatat(folder, name, &own, AT_SYMLINK_NOFOLLOW) != 0) return errno;
   if (!S_ISREG(own.st_mode)) return EINVAL;
@@ -159,15 +160,15 @@ int OpenLockFile(int folder, const struct stat& attributes, const char* name, in
 }
 
 int MakeLockFile(int folder, const struct stat& attributes, const char* name, Descriptor* file) {
-  // It gets its rights before its name: another member of the folder's group who opens it at that
-  // moment would be refused otherwise.
+  // The file gets its permissions before its name. Otherwise a member of the folder's group who
+  // opens it in between would be refused.
   *file = Descriptor(openat(folder, ".", O_RDWR | O_TMPFILE | O_CLOEXEC, 0600));
   if (*file) {
     GiveFolderRights(file->get(), attributes);
     const int error = LinkUnnamed(file->get(), folder, name);
     if (error == 0 || error == EEXIST) return error;
   }
-  // Volumes without unnamed files, and machines without /proc.
+  // For volumes without unnamed files, and machines without /proc.
   *file = Descriptor(openat(folder, name, O_RDWR | O_CREAT | O_EXCL | kOpenFlags, 0600));
   if (!*file) return errno;
   GiveFolderRights(file->get(), attributes);

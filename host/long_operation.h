@@ -20,14 +20,14 @@ namespace host {
 enum class Side { kSource, kTarget };
 
 struct TreeFailure {
-  std::string path;           // of the source, below the top of the tree; "" is the top itself
+  std::string path;           // of the source, from the top of the tree; "" is the top itself
   int error;                  // an errno
   Side side = Side::kSource;  // where the error is
 };
 
 struct TreeOutcome {
-  std::uint64_t done = 0;    // entries copied, moved or removed
-  std::uint64_t failed = 0;  // entries that were not, but for folders that stay because of these
+  std::uint64_t done = 0;             // entries copied, moved or removed
+  std::uint64_t failed = 0;           // entries not done, except folders that stay because of those
   std::vector<TreeFailure> failures;  // the first kMostFailures of them
 
   static constexpr std::size_t kMostFailures = 1000;
@@ -43,22 +43,23 @@ struct TreeOutcome {
 
 // Receives the progress of a long operation, and may stop it.
 //
-// An operation takes a pointer to one, which may be null. Where a function answers false the
-// operation stops as soon as it can do so with whole files only, and its result is ECANCELED. All
-// functions may be called by several threads at once.
+// An operation takes a pointer to a monitor, which may be null. When a function returns false, the
+// operation stops as soon as it leaves only whole files behind, and its result is ECANCELED.
+// Several threads may call all functions at once.
 
 class Monitor {
  public:
-  // Whether the operation is to count what there is to do before it begins.
+  // Whether the operation should count its entries and bytes before it begins.
   virtual bool WantsTotals() const = 0;
 
-  // The entries and bytes of content that there are, once they are known.
+  // Receives the number of entries and of bytes of content, once they are known.
   virtual void Expect(std::uint64_t entries, std::uint64_t bytes) = 0;
 
-  // The operation comes to an entry; the path counts from the top, "" is the top itself.
+  // Receives the path of the next entry, from the top of the tree; "" is the top itself.
   virtual bool Begin(std::string path) = 0;
 
-  // So much more is done. An entry counts when it is finished, whether or not that succeeded.
+  // Receives the entries and bytes done since the last call. A finished entry counts whether or not
+  // it succeeded.
   virtual bool Advance(std::uint64_t entries, std::uint64_t bytes) = 0;
 
   virtual bool IsStopped() const = 0;
@@ -81,7 +82,7 @@ inline bool IsStopped(const Monitor* monitor) {
   return monitor != nullptr && monitor->IsStopped();
 }
 
-// A thread of the library's own beside the caller's.
+// A second thread of the library.
 
 // Whether the calling thread may run on more than one processor.
 inline bool HasSecondProcessor() {
@@ -91,8 +92,8 @@ inline bool HasSecondProcessor() {
              : std::thread::hardware_concurrency() > 1;
 }
 
-// Runs the function on a new thread, which takes no signals: those are for the threads of the
-// program. Not joinable when the caller has one processor alone, or the system gives no thread.
+// Runs the function on a new thread that blocks all signals, which are for the threads of the
+// program. Not joinable when the caller has only one processor, or when no thread can be started.
 template <typename Function>
 std::thread StartWorker(Function function) {
   std::thread worker;

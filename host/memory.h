@@ -1,4 +1,5 @@
-// Buffers of megabytes, whose first touch of every small page would cost more than filling them.
+// Buffers of megabytes, in large pages. In small pages, the first touch of every page would cost
+// more than filling the buffer.
 #pragma once
 
 #include <sys/mman.h>
@@ -12,7 +13,7 @@ namespace host {
 
 inline constexpr std::uintptr_t kLargePage = std::uintptr_t{2} << 20;
 
-// Asks the system to back the memory with large pages as it is touched; harmless where it cannot.
+// Asks the kernel to use large pages for the memory. Has no effect where that is not possible.
 inline void AdviseLargePages(void* memory, std::size_t size) {
   const auto address = reinterpret_cast<std::uintptr_t>(memory);
   const std::uintptr_t begin = (address + kLargePage - 1) & ~(kLargePage - 1);
@@ -20,7 +21,7 @@ inline void AdviseLargePages(void* memory, std::size_t size) {
   if (begin < end) madvise(reinterpret_cast<void*>(begin), end - begin, MADV_HUGEPAGE);
 }
 
-// Makes room for the size, in large pages when it is large.
+// Reserves `size` bytes, in large pages when that is much.
 inline void ReserveLarge(std::string& bytes, std::size_t size) {
   bytes.reserve(size);
   if (size >= 2 * kLargePage) AdviseLargePages(bytes.data() + bytes.size(), size - bytes.size());

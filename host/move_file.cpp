@@ -25,7 +25,7 @@ bool HardLinks::Link(const struct stat& source, int folder, const char* name) {
   Copy& copy = known->second;
   if (linkat(top_, copy.path.c_str(), folder, name, 0) != 0) return false;
   struct stat linked;
-  // Another process may have replaced the copy.
+  // Another process may have replaced the copy since.
   if (fstatat(folder, name, &linked, AT_SYMLINK_NOFOLLOW) != 0 || linked.st_dev != copy.device ||
       linked.st_ino != copy.inode) {
     unlinkat(folder, name, 0);
@@ -47,9 +47,9 @@ void HardLinks::Note(const struct stat& source, std::string path, int folder, co
 
 namespace {
 
-// Copies the entries of a folder into an open empty folder, which no other process uses, with the
-// owners. Files of several names within the tree keep them. In the end the copy has the properties
-// of the source. The first failure ends it.
+// Copies the entries of a folder, with their owners, into an open empty folder that no other
+// process uses. Files with several names in the tree keep their hard links. At the end the copy
+// gets the properties of the source. Stops at the first failure.
 class TreeCopier {
  public:
   TreeCopier(int to, Side* side, Monitor* monitor)
@@ -132,11 +132,11 @@ class TreeCopier {
   TreeWalk sources_;
   TreeWalk targets_;
   HardLinks links_;
-  std::vector<struct stat> attributes_;  // of each source before it was read
+  std::vector<struct stat> attributes_;  // of each source folder, before it was read
 };
 
-// Of a rename that failed: the source when it is missing, or when nothing may be taken out of its
-// folder, else the target.
+// The side of a failed rename: the source when it is missing, or when its folder refuses the
+// removal of entries, otherwise the target.
 Side SideOfRename(int error, int from, const char* from_name) {
   const bool is_refusal = error == EACCES || error == EPERM || error == EROFS;
   const bool is_source = !HasEntry(from, from_name) ||

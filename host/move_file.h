@@ -13,7 +13,7 @@
 namespace [[gnu::visibility("default")]] orvik {
 namespace host {
 
-// The copies of those files of a tree that have several names.
+// The copies of the files of a tree that have several names.
 class HardLinks {
  public:
   // `top` is the open folder of the copy; it must stay open.
@@ -40,35 +40,35 @@ class HardLinks {
 // Moving files and folders.
 
 struct MoveOptions {
-  // Those of a tree that is moved entry by entry: a further name of a file that was copied to
-  // another mount becomes a further name there.
+  // For a tree that is moved entry by entry to another volume: a hard link within the tree becomes
+  // a hard link within the copy.
   HardLinks* links = nullptr;
   std::string_view folder = {};  // the path of the target folder from the top, with "/" at its end
-  Side* side = nullptr;          // receives where an error is
-  Monitor* monitor = nullptr;    // of a copy to another volume; not of the removal that follows
+  Side* side = nullptr;          // receives the side on which an error occurred
+  Monitor* monitor = nullptr;    // for a copy to another volume; not for the removal after it
 };
 
-// Moves a file, link, folder or special file to a path where nothing is: 0, or an errno (EEXIST
-// when something is there; it is never replaced). Links are moved as links.
+// Moves a file, link, folder or special file to a path that must not exist: 0, or an errno (EEXIST
+// when an entry exists there, which is never replaced). Moves a link itself, not its target.
 //
-// To another volume it is copied with mode, owner, times, extended attributes and, within a folder,
-// hard links (node_copy.h says what may be left out), flushed to disk, given its name, and the
-// source is then removed. Under the name is all of it or nothing, at every moment and after a
-// crash; until it has the name the copy of a folder is called ".<name>.orvik-<n>" (staged_file.h),
-// and what a killed process has left of it goes with the next move to the same name. A copy that
-// fails is taken back. The depth of a tree is bounded neither by the stack nor by open descriptors.
-// When the source cannot be removed wholly, the complete copy and what is left of the source stay,
-// and the result says why. A folder does not go into itself (EINVAL).
+// A move to another volume copies the entry with mode, owner, times, extended attributes and,
+// within a folder, hard links (node_copy.h says what may be left out), flushes the copy to disk,
+// gives it its name, and then removes the source. The copy appears under its name atomically, even
+// across a crash. Until then the copy of a folder is called ".<name>.orvik-<n>" (staged_file.h);
+// the next move to the same name removes the copy of a killed process. A copy that fails is
+// removed. Neither the stack nor open descriptors limit the depth of a tree. If the source cannot
+// be removed completely, the complete copy and the rest of the source stay, and the result is the
+// error. EINVAL when a folder would be moved into itself.
 int MoveWithoutReplacing(const std::string& from, const std::string& to,
                          const MoveOptions& options = {});
 
 // Renames an entry of an open folder: 0, or an errno, EXDEV when the target is on another volume.
-// The monitor is told the bytes of a renamed file.
+// Tells the monitor the size of a renamed file.
 int RenameEntry(int from, const char* from_name, int to, const char* to_name,
                 const MoveOptions& options);
 
-// Copies to the target, then removes the source, for any two volumes. The form with paths first
-// flushes the names of the target's folders; callers of the form with open folders do that
+// Copies to the target, then removes the source, on any two volumes. The form with paths first
+// flushes the names of the target's folders; callers of the form with open folders must do that
 // themselves (FlushWay).
 int CopyThenRemove(int from, const char* from_name, int to, const char* to_name,
                    const MoveOptions& options);

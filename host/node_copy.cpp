@@ -60,7 +60,7 @@ int OpenSource(int folder, const char* name, mode_t type, Source* source) {
   return S_ISREG(source->info.stx_mode) ? 0 : EAGAIN;  // another entry has the name now
 }
 
-// Everything but the lock.
+// Copies everything but the immutable flag.
 int Fill(const Source& source, int target, const NodeCopy& how) {
   const struct statx& info = source.info;
   const int from = source.file.get();
@@ -79,7 +79,7 @@ int Fill(const Source& source, int target, const NodeCopy& how) {
   return futimens(target, times) == 0 ? 0 : errno;
 }
 
-// Only the superuser may lock; for other users the copy is not locked.
+// Copies the immutable flag. Only the superuser may set it; copies of other users do not get it.
 void CopyLock(const Source& source, int target) {
   if ((source.info.stx_attributes & STATX_ATTR_IMMUTABLE) == 0) return;
   int flags = 0;
@@ -101,7 +101,7 @@ int CopyRegularAtOnce(const Source& source, int to, const char* name, const Node
   return error;
 }
 
-// Puts an entry at a name, over an empty folder, too, which has nothing to lose.
+// Puts an entry at a name, even over an empty folder, because that loses nothing.
 template <typename Put>
 int Replace(int to, const char* name, Put put) {
   const int error = put();
@@ -119,7 +119,7 @@ int CopyRegularWhole(const Source& source, int to, const char* name, bool is_tak
                      const NodeCopy& how) {
   StagedFile copy(to, name);
   constexpr mode_t kPrivate = S_IRUSR | S_IWUSR;
-  // A file without a name is as private whatever its mode is, which then need not be changed.
+  // A file without a name is private with any mode, so the mode need not be changed later.
   const mode_t mode = (source.info.stx_mode & 0777u) | kPrivate;
   if (const int error = copy.Make(mode, !how.searched, kPrivate)) return error;
   if (const int error = Fill(source, copy.descriptor(), how)) return error;
@@ -135,8 +135,8 @@ int CopyRegularWhole(const Source& source, int to, const char* name, bool is_tak
   return 0;
 }
 
-// Makes a link or special file, which has no content, under a free name. It gets its owner and mode
-// by the name, and so only where no other user can change that.
+// Makes a link or special file, which has no content, under a free name. Owner and mode are set by
+// name, so this is only for folders whose entries no other user can change.
 int MakeOther(const Source& source, const char* text, int to, const char* name, Owner owner,
               bool is_private) {
   const struct statx& info = source.info;
@@ -147,7 +147,7 @@ int MakeOther(const Source& source, const char* text, int to, const char* name, 
     if (mknodat(to, name, info.stx_mode, device) != 0) return errno;
   }
   if (!is_private) return 0;
-  // Where the rights do not suffice the copy belongs to its maker.
+  // If the caller may not set the owner, the copy keeps its maker as owner.
   if (owner == Owner::kSource) {
     [[maybe_unused]] const int owned =
         fchownat(to, name, info.stx_uid, info.stx_gid, AT_SYMLINK_NOFOLLOW);
@@ -158,7 +158,7 @@ int MakeOther(const Source& source, const char* text, int to, const char* name, 
   return 0;
 }
 
-// Whether a link with this text in the folder leads, directly or through other links, to an entry.
+// Whether a link with this text in the folder leads, directly or through other links, to the entry.
 bool LeadsTo(int folder, std::string text, const struct stat& entry) {
   Descriptor own;
   for (int links = 0; links < kMaximumLinks; ++links) {
@@ -177,7 +177,7 @@ bool LeadsTo(int folder, std::string text, const struct stat& entry) {
 }
 
 // Makes an entry in a staged folder and then commits it to a free name or over another entry. A
-// link cannot be locked, and so not be staged by itself.
+// link cannot be locked, so it cannot be staged by itself.
 template <typename Make>
 int CommitOther(Make make, int to, const char* name, Existing existing) {
   StagedFolder staged(to, name);

@@ -57,7 +57,7 @@ Descriptor OpenPath(const std::string& path, int flags, mode_t mode) {
 
 namespace {
 
-// The errno of a call on the path that returns 0 when it succeeds.
+// Runs a call on the path that returns 0 on success. Returns 0 or its errno.
 template <typename Call>
 int Error(const std::string& path, Call call) {
   const AtPath at(path);
@@ -86,7 +86,7 @@ int ChangeModeOf(const std::string& path, mode_t mode) {
     return fchmodat(folder, name, mode, AT_SYMLINK_NOFOLLOW);
   });
   struct stat info;
-  // Without /proc the C library cannot do that.
+  // The C library needs /proc for this call.
   if (error != EOPNOTSUPP || StatPath(path, AT_SYMLINK_NOFOLLOW, &info) != 0 ||
       S_ISLNK(info.st_mode)) {
     return error;

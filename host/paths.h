@@ -11,7 +11,7 @@
 namespace [[gnu::visibility("default")]] orvik {
 namespace host {
 
-// Paths as bytes: the folder, the name, and both together.
+// Splitting and joining of paths:
 //
 //   path    ParentPath   LeafName
 //   /a/b    /a           b
@@ -29,7 +29,7 @@ inline std::string_view LeafName(std::string_view path) {
   return path.substr(path.rfind('/') + 1);
 }
 
-// The folder, "/" unless it ends in one, and the name.
+// Joins the folder and the name, with a "/" unless the folder ends in one.
 inline std::string ChildPath(std::string_view folder, std::string_view name) {
   std::string path;
   path.reserve(folder.size() + 1 + name.size());
@@ -38,14 +38,14 @@ inline std::string ChildPath(std::string_view folder, std::string_view name) {
   return path += name;
 }
 
-// Whether the path is the folder's or begins with it and "/", by their texts. Everything lies below
-// "/".
+// Whether the text of the path equals the folder's or continues it after a "/". Every path lies
+// below "/".
 inline bool LiesBelow(std::string_view path, std::string_view folder) {
   if (folder == "/") return true;
   return path.starts_with(folder) && (path.size() == folder.size() || path[folder.size()] == '/');
 }
 
-// "/a/b//" without the "/" at its end; "/" stays.
+// Removes all "/" at the end ("/a/b//" becomes "/a/b"), but not from "/".
 inline std::string_view WithoutTrailingSlashes(std::string_view path) {
   while (path.size() > 1 && path.ends_with('/')) path.remove_suffix(1);
   return path;
@@ -53,9 +53,9 @@ inline std::string_view WithoutTrailingSlashes(std::string_view path) {
 
 // A path of any length for system calls that take a folder descriptor and a name.
 //
-// The kernel refuses paths of 4,096 bytes and more, trees have no such limit. A longer path is
-// walked in pieces: the folder of the last piece is opened and the calls name the rest relative to
-// it. A short path costs nothing. Links in the middle of a path are followed, as always.
+// The kernel refuses paths of 4,096 bytes and more; trees have no such limit. A longer path is
+// walked in pieces: the folder of the last piece is opened, and the calls use the rest relative to
+// it. A short path costs nothing. Links in the middle of a path are followed, as usual.
 
 class AtPath {
  public:
@@ -65,14 +65,15 @@ class AtPath {
   AtPath(const AtPath&) = delete;
   AtPath& operator=(const AtPath&) = delete;
 
-  // 0, or the errno of the piece that could not be opened; the calls then fail with it too.
+  // 0, or the errno of the piece that could not be opened; the system calls then fail with the same
+  // errno.
   int error() const { return error_; }
 
   int folder() const { return folder_; }
   const char* name() const { return name_; }
 
-  // For the calls that have no such form (extended attributes): a short path that means the same
-  // while this object lives.
+  // A short path to the same entry, valid as long as this object, for calls without a folder
+  // descriptor (extended attributes).
   std::string ShortPath() const;
 
  private:
@@ -81,10 +82,10 @@ class AtPath {
   int error_ = 0;
 };
 
-// The calls for paths of any length. Links at the end of a path are followed unless a flag says
+// System calls for paths of any length. They follow links at the end of a path unless a flag says
 // otherwise (O_NOFOLLOW, AT_SYMLINK_NOFOLLOW).
 
-// openat; closed on exec, and never a controlling terminal. Empty, with errno set, on failure.
+// openat with O_CLOEXEC and O_NOCTTY. Empty, with errno, on failure.
 Descriptor OpenPath(const std::string& path, int flags, mode_t mode = 0);
 
 // fstatat: 0 or an errno.

@@ -14,7 +14,8 @@ namespace orvik::host {
 
 namespace {
 
-// The folder, if it belongs to the caller and no other user may enter it; none, with errno, if not.
+// Returns the folder if it belongs to the caller and no other user may enter it; otherwise none,
+// with errno.
 Descriptor IfPrivate(Descriptor folder) {
   struct stat info = {};
   if (!folder || fstat(folder.get(), &info) != 0) return {};

@@ -1,8 +1,8 @@
 // Files and folders that no other user may read: texts in an editor, changes kept for later.
 //
 // Every call works below an open folder that belongs to the caller and that no other user may
-// enter, so changes of its path by others have no effect. Functions that return an int return 0 or
-// an errno.
+// enter, so changes of its path by other users have no effect. Functions that return an int return
+// 0 or an errno.
 #pragma once
 
 #include <cstddef>
@@ -15,19 +15,20 @@
 namespace [[gnu::visibility("default")]] orvik {
 namespace host {
 
-// Makes a new folder of mode 0700, called `prefix` and six random characters, and opens it. `path`
-// receives its path. None, with errno, on failure; then no folder is left.
+// Makes and opens a new folder of mode 0700, whose name is `prefix` and six random characters.
+// `path` receives its path. None, with errno, on failure; no folder is left then.
 Descriptor MakePrivateFolder(const std::string& prefix, std::string* path);
 
-// Opens the last of the folders `names`, each in the one before, the first in `base`. With `make`
-// missing ones are made with mode 0700. None, with errno: ENOENT for a missing folder, EPERM for a
-// last folder of another user, or one that others may enter. The last folder is never a link, and
-// as root none of them is: behind another user's link nothing may be made.
+// Opens the last of the folders `names`, each in the one before it, the first in `base`. With
+// `make`, missing folders are made with mode 0700. None, with errno: ENOENT for a missing folder,
+// EPERM when the last folder belongs to another user or other users may enter it. The last folder
+// must not be a link. As root, none of them may be, because another user's link must not decide
+// where root writes.
 Descriptor OpenPrivateFolder(const std::string& base, std::span<const char* const> names,
                              bool make);
 
-// Makes a file of mode 0600 in the folder and puts it on disk, with its name and the folders on the
-// way to it. EEXIST when the name is taken, by a link, too. A failure leaves no file.
+// Makes a file of mode 0600 in the folder and flushes the file, its name and the folders on the way
+// to it. EEXIST when the name is taken, even by a link. A failure leaves no file.
 int WritePrivateFile(int folder, const char* name, std::string_view content);
 
 // Reads a whole file of the folder. EPERM for a link and for a file of another user, EFBIG for more

@@ -14,7 +14,7 @@
 namespace orvik::host {
 namespace {
 
-// The text up to the first mark, which is taken out of it with the mark.
+// Removes the text up to the first `mark`, and the mark, and returns the text.
 std::string_view TakePart(std::string_view& text, char mark) {
   const std::size_t end = text.find(mark);
   const std::string_view part = text.substr(0, end);
@@ -114,7 +114,7 @@ std::string_view StatusFieldIn(std::string_view status, std::string_view key) {
 
 std::optional<std::uint64_t> StartTicks(pid_t pid) {
   if (pid <= 0) return std::nullopt;
-  // A process asks about itself again and again.
+  // A process asks for its own start time often.
   thread_local pid_t own = 0;
   thread_local std::uint64_t own_start = 0;
   if (pid == own && pid == getpid()) return own_start;
@@ -137,7 +137,8 @@ std::optional<std::int64_t> StartTime(pid_t pid) {
 }
 
 std::optional<ProcessOwner> FindProcessOwner(pid_t pid) {
-  // The folder of a process is made with it, and belongs to its effective user.
+  // The kernel makes the folder of a process when the process starts, and gives it to the effective
+  // user.
   struct stat folder;
   if (pid <= 0 || stat(("/proc/" + std::to_string(pid)).c_str(), &folder) != 0) {
     return std::nullopt;

@@ -1,8 +1,8 @@
 // Counts of references to something that several owners share.
 //
-// As long as the process has one thread a count is a plain integer. Afterwards it is atomic: taking
-// a reference orders nothing, and giving one up makes everything that its owner did before visible
-// to the owner that sees the new count.
+// While the process has a single thread, a count is a plain integer; afterwards it is atomic.
+// Adding a reference orders nothing. Releasing one makes all earlier writes of its owner visible to
+// the owner that reads the new count.
 #pragma once
 
 #include <sys/single_threaded.h>
@@ -12,12 +12,12 @@
 
 namespace [[gnu::visibility("default")]] orvik {
 
-// The present count. Whoever sees its own reference alone may change what is shared.
+// The present count. An owner that reads 1 may change the shared object.
 inline std::int32_t References(const std::int32_t& count) {
   return std::atomic_ref(const_cast<std::int32_t&>(count)).load(std::memory_order_acquire);
 }
 
-// Both return the new count.
+// Both functions return the new count.
 inline std::int32_t AddReference(std::int32_t& count) {
   if (__libc_single_threaded) return ++count;
   return std::atomic_ref(count).fetch_add(1, std::memory_order_relaxed) + 1;
@@ -27,7 +27,7 @@ inline std::int32_t DropReference(std::int32_t& count) {
   return std::atomic_ref(count).fetch_sub(1, std::memory_order_acq_rel) - 1;
 }
 
-// The count of an object, which starts with its maker's reference.
+// The count of an object. It starts at 1, the reference of the maker.
 class ReferenceCount {
  public:
   ReferenceCount() = default;

@@ -19,12 +19,12 @@ constexpr int kOpenFlags = O_CLOEXEC | O_NOCTTY | O_NONBLOCK;
 
 enum class End { kRead, kExpected };
 
-// With End::kExpected the file is not asked again when it gave the expected bytes.
+// With End::kExpected, does not read again after the expected number of bytes.
 int ReadAll(int descriptor, std::size_t expected, std::size_t limit, End end,
             std::string* content) {
   content->clear();
-  // One byte more than expected, so that the end is seen without growing; the files of /proc have
-  // no size.
+  // Reads one byte more than expected, so that the end is found without growing the buffer. The
+  // files in /proc have no size.
   constexpr std::size_t kUnknownSize = 4096;
   std::size_t size = 0;
   if (expected > limit) return EFBIG;
@@ -62,13 +62,13 @@ int ReadOpened(int file, std::string* content, FileIdentity* identity, std::size
     if (identity == nullptr) return 0;
     if (fstat(file, &after) != 0) return errno;
     *identity = IdentityOf(before);
-    // A file that is being written in place is read again until it holds still.
+    // A file that is being written in place is read again until it no longer changes.
     if (*identity == IdentityOf(after) || tries == kReadings) return 0;
   }
 }
 
-// Opens a regular file, and nothing else. Where no other user can change the name, nothing comes
-// between the look and the opening.
+// Opens regular files only. If no other user can change the name, it is examined and then opened in
+// two calls.
 Descriptor OpenRegularAt(const FilePlace& place, int access) {
   const int folder = place.folder.get();
   const char* const name = place.name.c_str();
@@ -98,15 +98,15 @@ bool Holds(int file, std::size_t size, std::string_view content) {
   return true;
 }
 
-// A time of its own for every file that is put in place: the kernel's advances in steps that are
-// longer than a small change takes.
+// Gives every new file a distinct modification time. The kernel's clock for files advances in steps
+// that are longer than a small change takes.
 void StampTime(int descriptor) {
   timespec times[2] = {{.tv_sec = 0, .tv_nsec = UTIME_OMIT}, {}};
   clock_gettime(CLOCK_REALTIME, &times[1]);
   futimens(descriptor, times);
 }
 
-// The folders whose flush this thread has put off.
+// The folders that this thread will flush at the end of its FolderFlushDelay.
 struct DelayedFlush {
   int delays = 0;
   int error = 0;  // of the first folder that could not be remembered
@@ -130,7 +130,7 @@ struct DelayedFlush {
 
 thread_local DelayedFlush delayed;
 
-// Puts the names in the file's folder on disk, at once or at the end of a FolderFlushDelay.
+// Flushes the names in the file's folder, at once or at the end of a FolderFlushDelay.
 int FlushFolderOf(const FilePlace& place) {
   if (delayed.delays == 0) return FlushFolder(place.folder.get());
   delayed.Add(place);
@@ -139,8 +139,8 @@ int FlushFolderOf(const FilePlace& place) {
 
 enum class Taken { kReplace, kRefuse };
 
-// `old` is the file whose properties the new one takes; its descriptor may be empty. Null when
-// there was none: `taken` says what happens when the name is taken all the same.
+// `old` is the file whose properties the new file gets; its descriptor may be empty. It is null
+// when the name was free: `taken` says what happens when the name is taken meanwhile.
 ReplaceResult Put(const FilePlace& place, std::string_view content, Flush flush,
                   const OpenedFile* old, Taken taken = Taken::kReplace) {
   ReplaceResult result;
@@ -161,7 +161,7 @@ ReplaceResult Put(const FilePlace& place, std::string_view content, Flush flush,
   }
   StampTime(file.descriptor());
   if (flush == Flush::kToDisk && fsync(file.descriptor()) != 0) return fail(errno);
-  // A file that replaces none needs no other name before.
+  // A file that must not replace another needs no staged name first.
   const bool refuses = old == nullptr && taken == Taken::kRefuse;
   int error = EEXIST;
   if (refuses) {
@@ -178,7 +178,7 @@ ReplaceResult Put(const FilePlace& place, std::string_view content, Flush flush,
   return result;
 }
 
-// The file is whole from the first moment on.
+// The file is complete as soon as it has its name.
 int MakeNew(const std::string& path, std::string_view content) {
   const FilePlace place = FindEntry(path, Links::kTrusted);
   if (!place) return place.error;
@@ -198,8 +198,8 @@ int WriteInto(const std::string& path, std::string_view content) {
   return file.Close() ? 0 : errno;
 }
 
-// Whether the file, opened without a wait, may be written where it is: 0, or an error number. It
-// waits from now on.
+// Whether the file, opened with O_NONBLOCK, may be written in place: 0, or an errno. Makes the
+// descriptor blocking again.
 int ReadyForOutput(int file, const FilePlace& place, int flags) {
   struct stat attributes;
   if (fstat(file, &attributes) != 0) return errno;
@@ -335,7 +335,7 @@ ReplaceResult ReplaceFile(const std::string& path, std::string_view content,
   result.error = place.error;
   result.obstacle = place.obstacle;
   if (!place) return result;
-  // A file that may not be read can be replaced all the same.
+  // A file that cannot be read can still be replaced.
   OpenedFile old;
   const int folder = place.folder.get();
   const char* const name = place.name.c_str();
@@ -360,7 +360,7 @@ ReplaceResult ReplaceFile(const std::string& path, std::string_view content,
   if (file >= 0 && fstat(file, &old.attributes) == 0 &&
       Holds(file, static_cast<std::size_t>(old.attributes.st_size), content)) {
     result.identity = IdentityOf(old.attributes);
-    // A process that was killed between an exchange and the removal of the old file left it.
+    // A process that was killed between the exchange and the removal may have left the old file.
     if (flush == Flush::kNone) StagedFile(folder, place.name).RemoveAbandoned();
     return result;
   }

@@ -21,13 +21,13 @@
 namespace orvik::host {
 namespace {
 
-// How many names are tried that others have.
+// How often a name is replaced by a new one because it is taken.
 constexpr int kTries = 100;
 constexpr std::size_t kRandomDigits = 16;
 constexpr char kMark[] = ".orvik-";
 
-// The beginning of the names of all staged entries of the target; with the random digits it is
-// within the 255 bytes of a name.
+// The start of the names of all staged entries of the target. With the random digits, a name has at
+// most 255 bytes.
 std::string NameBeginning(const std::string& target_name) {
   constexpr std::size_t kLongestName = 255;
   if (target_name.size() + sizeof kMark + kRandomDigits <= kLongestName) {
@@ -42,14 +42,14 @@ std::string NameBeginning(const std::string& target_name) {
   return "." + std::string(digits) + kMark;
 }
 
-// Whether the name is the beginning and random digits, and nothing else.
+// Whether the name consists of the beginning and random digits.
 bool IsStagedName(std::string_view name, std::string_view beginning) {
   if (name.size() != beginning.size() + kRandomDigits || !name.starts_with(beginning)) return false;
   return name.find_first_not_of("0123456789abcdef", beginning.size()) == name.npos;
 }
 
-// The names of staged entries in the folders that this process has searched, with the time at which
-// each folder was last changed by then. Without a change there is nothing new to find.
+// The names of staged entries in the folders that this process has searched, and the modification
+// time of each folder at that time. While a folder is unchanged, it need not be searched again.
 class SearchedFolders {
  public:
   using Names = std::vector<std::string>;
@@ -61,7 +61,7 @@ class SearchedFolders {
     return found->second.names;
   }
   void Add(const struct stat& folder, const Names& names) {
-    // Programs that write into ever new folders need not remember them all.
+    // Bounds the memory of programs that write into ever new folders.
     constexpr std::size_t kMaximumFolders = 1000;
     constexpr std::size_t kMaximumNames = 100;
     const std::lock_guard guard(guard_);
@@ -70,7 +70,7 @@ class SearchedFolders {
       folders_[{folder.st_dev, folder.st_ino}] = {TimeOf(folder), names};
     }
   }
-  // Takes over a change that the caller has made.
+  // Records a change that this process has made itself.
   void Renew(const struct stat& folder) {
     const std::lock_guard guard(guard_);
     const auto found = folders_.find({folder.st_dev, folder.st_ino});
@@ -96,7 +96,8 @@ SearchedFolders& Searched() {
   return searched;
 }
 
-// Removes a folder with all that it holds; a folder that has taken its name is not emptied.
+// Removes a folder and its content. If another folder has taken its name, that one stays, unless it
+// is empty.
 void RemoveOwn(Descriptor entry, int folder, const char* name) {
   if (EmptyFolder(std::move(entry), Obstacles::kOverride) == 0) {
     unlinkat(folder, name, AT_REMOVEDIR);
@@ -108,13 +109,14 @@ void RemoveOwn(Descriptor entry, int folder, const char* name) {
 int RenameWithoutReplacing(int from, const char* from_name, int to, const char* to_name) {
   if (renameat2(from, from_name, to, to_name, RENAME_NOREPLACE) == 0) return 0;
   if (errno != EINVAL && errno != ENOSYS) return errno;
-  // The volume does not know the flag, or the folder would go into itself, which fails again.
+  // The volume does not support the flag, or the folder would go into itself, which fails again.
   if (HasEntry(to, to_name)) return EEXIST;
   return renameat(from, from_name, to, to_name) == 0 ? 0 : errno;
 }
 
 std::string RandomDigits() {
-  // Several numbers at once. A forked child goes on with its parent's, whose names are then taken.
+  // Gets several numbers at once. A forked child shares unused numbers with its parent; a name that
+  // is taken then is tried only once.
   constexpr std::size_t kNumbers = 8;
   thread_local std::uint64_t numbers[kNumbers];
   thread_local std::size_t left = 0;
@@ -125,7 +127,8 @@ std::string RandomDigits() {
   if (left > 0) {
     number = std::exchange(numbers[--left], 0);
   } else {
-    // Fails only on kernels without the call; the clock then makes the name a likely free one.
+    // getrandom fails only on kernels without the call; the clock then gives a name that is
+    // probably free.
     timespec now = {};
     clock_gettime(CLOCK_MONOTONIC, &now);
     number = static_cast<std::uint64_t>(now.tv_nsec) << 32 ^ static_cast<std::uint64_t>(getpid());
@@ -136,8 +139,8 @@ std::string RandomDigits() {
 }
 
 int LinkUnnamed(int file, int folder, const char* name) {
-  // The direct way is open to whoever opened the file, in older kernels to the superuser alone: the
-  // others get ENOENT.
+  // The direct way works for the process that opened the file; older kernels allow it only to the
+  // superuser and give ENOENT to other users.
   if (linkat(file, "", folder, name, AT_EMPTY_PATH) == 0) return 0;
   if (errno != ENOENT) return errno;
   const std::string path = ProcPath(file);
@@ -170,7 +173,7 @@ void StagedEntry::RemoveAbandoned() {
       return 0;
     };
     int error = ListFolder(folder_, note);
-    if (error == EBADF) {  // open as a place only
+    if (error == EBADF) {  // opened with O_PATH
       const Descriptor listed(openat(folder_, ".", O_RDONLY | O_DIRECTORY | O_CLOEXEC));
       error = listed ? ListFolder(listed.get(), note) : errno;
     }
@@ -258,8 +261,9 @@ int StagedFile::CommitAsNew() {
   const char* const target = target_.c_str();
   if (renameat2(folder_, name, folder_, target, RENAME_NOREPLACE) == 0) return Arrived(0);
   if (errno != EINVAL && errno != ENOSYS) return errno;
-  // The volume does not know the flag. A second name replaces nothing either; the first one goes
-  // with the object, or, after a kill, with the next file for the same target.
+  // The volume does not support the flag. A hard link does not replace a file either. The
+  // destructor removes the first name; if this process is killed, the next writer of the target
+  // does.
   if (linkat(folder_, name, folder_, target, 0) == 0) return 0;
   if (errno != EPERM && errno != EOPNOTSUPP) return errno;
   return Arrived(RenameWithoutReplacing(folder_, name, folder_, target));
@@ -274,15 +278,15 @@ void StagedFile::Rollback() {
   if (HasName(entry_.get(), folder_, target_.c_str())) unlinkat(folder_, target_.c_str(), 0);
 }
 
-// Without /proc a file without a name cannot get one.
+// Without /proc a file without a name cannot be given one.
 bool StagedFile::CanGetName() const {
   static const bool has_proc = access(ProcPath(entry_.get()).c_str(), F_OK) == 0;
   return has_proc;
 }
 
-// A rename over a file makes some volumes write the new one out at once and wait for it at the
-// next rename; an exchange does not. The old file is locked, so that no process takes it for an
-// abandoned one and its name for free.
+// Some volumes write a new file out at once when it is renamed over another, and the next rename
+// waits for that; an exchange avoids it. The old file is locked, so that no process removes it as
+// abandoned and then takes its name.
 bool StagedFile::Exchange(int old_file) {
   if (flock(old_file, LOCK_EX | LOCK_NB) != 0 ||
       renameat2(folder_, name_.c_str(), folder_, target_.c_str(), RENAME_EXCHANGE) != 0) {
@@ -315,7 +319,7 @@ StagedFolder::~StagedFolder() {
   if (name_.empty()) return;
   try {
     RemoveOwn(std::move(entry_), folder_, name_.c_str());
-  } catch (...) {  // no memory: the next one removes it
+  } catch (...) {  // out of memory: the next writer removes it
   }
 }
 
@@ -326,7 +330,7 @@ int StagedFolder::Make() {
     entry_ = Descriptor(openat(folder_, name.c_str(), kOpenFolder));
     if (entry_) return Lock(name);
     const int error = errno;
-    if (error == ENOENT) return EEXIST;  // taken for an abandoned one
+    if (error == ENOENT) return EEXIST;  // another process has removed it as abandoned
     unlinkat(folder_, name.c_str(), AT_REMOVEDIR);
     return error;
   });

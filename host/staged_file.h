@@ -1,11 +1,12 @@
-// Staged files and folders: written beside their target, committed to its name when they are whole.
+// Staged files and folders: written beside their target, committed to its name when they are
+// complete.
 //
-// A staged file has no name, where the volume knows such files. Otherwise, and a folder always, it
-// is called ".<name>.orvik-<16 random digits>" beside its place (a hash replaces a name that is too
-// long). No user can guess such a name or take all of them. Its maker keeps a kernel lock on the
-// entry as long as it has this name. The next writer of the same target removes those that killed
-// processes have left: names of exactly this form, unlocked, and its own to remove. The
-// destructor removes what was not committed.
+// A staged file has no name, if the volume supports that. Otherwise, and a folder always, it is
+// called ".<name>.orvik-<16 random digits>" beside its target (a hash replaces a name that is too
+// long). Other users can neither guess such a name nor take all of them. The maker holds a kernel
+// lock on the entry as long as it has this name. The next writer of the same target removes the
+// staged entries of killed processes: those with names of exactly this form that are unlocked and
+// that it may remove. The destructor removes an entry that was not committed.
 //
 // Failures are error numbers of Linux; 0 is success.
 #pragma once
@@ -21,24 +22,24 @@
 namespace [[gnu::visibility("default")]] orvik {
 namespace host {
 
-// Renames to a name that is free: EEXIST when it is taken, as far as the volume can check
-// in one step.
+// Renames to a name that must be free: EEXIST when it is taken. The check is atomic if the volume
+// supports that.
 int RenameWithoutReplacing(int from, const char* from_name, int to, const char* to_name);
 
-// Sixteen hexadecimal digits that cannot be guessed.
+// Sixteen random hexadecimal digits that cannot be guessed.
 std::string RandomDigits();
 
-// Gives an open file without a name (O_TMPFILE) its first one: EEXIST when it is taken.
+// Gives an open file without a name (O_TMPFILE) a name: EEXIST when the name is taken.
 int LinkUnnamed(int file, int folder, const char* name);
 
-// Puts the names in a folder on disk, where the volume can.
+// Flushes the names in a folder to disk, if the volume supports that.
 int FlushFolder(int folder);
 
-// Whether the open folder has an entry that a killed process may have left on its way. Also true
-// when the folder cannot be read.
+// Whether the open folder has an entry that may be a leftover of a killed process. Also true when
+// the folder cannot be read.
 bool HasStagedEntries(int folder);
 
-// The common base of both. The folder must stay open.
+// The common base of StagedFile and StagedFolder. The folder must stay open.
 class StagedEntry {
  public:
   StagedEntry(int folder, std::string target);
@@ -46,30 +47,30 @@ class StagedEntry {
   StagedEntry& operator=(const StagedEntry&) = delete;
 
   int descriptor() const { return entry_.get(); }
-  // Whether it has a name on its way.
+  // Whether the entry has a staged name.
   bool has_name() const { return !name_.empty(); }
 
-  // Removes what killed processes have left on the way to the target.
+  // Removes the staged entries that killed processes have left for this target.
   void RemoveAbandoned();
 
  protected:
   ~StagedEntry() = default;
 
   void RemoveIfAbandoned(const std::string& name, const struct stat& folder) const;
-  // Calls with one name after the other while the answer is EEXIST.
+  // Calls `function` with new names until it returns an error other than EEXIST, or 0.
   template <class Function>
   int WithFreeName(Function function);
-  // Remembers the folder as it is after the own commit.
+  // Records the folder's state after this object's own commit.
   void NoteCommit() const;
-  // Locks the new entry of this name: EEXIST when another process has taken it for an abandoned one
+  // Locks the new entry of this name: EEXIST when another process has removed it as abandoned
   // meanwhile. On file systems without locks this always succeeds.
   int Lock(const std::string& name) const;
 
   int folder_;
   std::string target_;
   Descriptor entry_;
-  bool is_searched_ = false;  // RemoveAbandoned has read the folder
-  std::string name_;          // "" while it has none, or has arrived
+  bool is_searched_ = false;  // RemoveAbandoned has searched the folder
+  std::string name_;          // the staged name; "" before and after
 };
 
 class StagedFile : public StagedEntry {
@@ -77,26 +78,27 @@ class StagedFile : public StagedEntry {
   using StagedEntry::StagedEntry;
   ~StagedFile();
 
-  // `mode` less the umask. Without `clean`, what killed processes have left is not looked for: in a
-  // folder that the caller has just made there is nothing. A file that has a name from the start
-  // has the permissions of `named` at most.
+  // Makes the file with `mode` less the umask. Without `clean` it does not look for leftovers of
+  // killed processes, for a folder that the caller has just made. A file that has a name from the
+  // start has at most the permissions of `named`.
   int Make(mode_t mode, bool clean = true, mode_t named = 0777);
 
-  // Puts the file in the target's place. `old_file` is the open target (-1: none) when its space
-  // need not be given back on disk first.
+  // Puts the file in the target's place. With the open target as `old_file`, exchanges both names
+  // and removes the old file: some volumes flush a file that is renamed over another. With -1,
+  // renames.
   int Commit(int old_file);
 
-  // Puts the file at a free name: EEXIST when it is taken.
+  // Gives the file the target's name: EEXIST when it is taken.
   int CommitAsNew();
-  // The same without a second name at any moment: on a volume whose renames always replace, another
-  // process that makes the file in the same moment loses its file.
+  // The same, but the file never has two names. On a volume whose renames always replace, another
+  // process that makes the target at the same moment loses its file.
   int CommitUnlessTaken();
 
-  // Removes the file that has arrived as new.
+  // Removes the file after CommitAsNew or CommitUnlessTaken.
   void Rollback();
 
  private:
-  // Ends a commit: after 0 the staged name is forgotten. Returns `error`.
+  // Ends a commit: if `error` is 0, forgets the staged name. Returns `error`.
   int Arrived(int error);
   bool CanGetName() const;
   bool Exchange(int old_file);
@@ -109,18 +111,18 @@ class StagedFolder : public StagedEntry {
   using StagedEntry::StagedEntry;
   ~StagedFolder();
 
-  // An empty folder of mode 0700.
+  // Makes an empty folder of mode 0700.
   int Make();
 
-  // Whether it belongs to the caller, and no other user can enter it: names in it are the caller's
-  // alone. False on volumes without owners, and when another user has put another folder in its
-  // place.
+  // Whether the folder belongs to the caller and no other user can enter it, so that only the
+  // caller can change its entries. False on volumes without owners, and when another user has
+  // replaced the folder.
   bool IsPrivate() const;
 
-  // Puts the folder at a free name: EEXIST when it is taken.
+  // Gives the folder the target's name: EEXIST when it is taken.
   int CommitAsNew();
 
-  // Puts it back on its way, so that it is removed.
+  // Gives the folder its staged name again, so that the destructor removes it.
   void Rollback();
 
  private:

@@ -34,15 +34,15 @@ std::string RegisteredHome() {
                                              : "/";
 }
 
-// 0 when the path leads to a folder.
+// 0 when the path leads to a folder, otherwise an errno.
 int FolderError(const std::string& path) {
   struct stat attributes;
   if (const int error = StatPath(path, 0, &attributes)) return error;
   return S_ISDIR(attributes.st_mode) ? 0 : ENOTDIR;
 }
 
-// Writes as one call, so that lines of several processes do not mix. A reader that went away does
-// not end the process: the signal that the kernel sends for it is taken before it can do so.
+// Writes with one call, so that lines of several processes do not mix. When the reader has gone
+// away, the kernel sends SIGPIPE, which is taken here before it can end the process.
 void WriteToStandardError(std::string_view text) {
   sigset_t pipe, blocked, pending;
   sigemptyset(&pipe);
@@ -63,12 +63,12 @@ void WriteToStandardError(std::string_view text) {
 std::string SystemRoot() {
   const char* value = secure_getenv("ORVIK_SYSTEM_ROOT");
   if (value == nullptr || *value == '\0') return {};
-  // A relative one counts from the current folder: to look into the machine's own root instead
-  // would change the wrong system.
+  // A relative path starts at the current folder. Using the machine's own root instead would change
+  // the wrong system.
   std::string root = value;
   std::error_code error;
   if (*value != '/') root = std::filesystem::absolute(value, error).string();
-  if (error) root = value;  // there is no current folder: no path below it can be opened
+  if (error) root = value;  // without a current folder, no path below it can be opened
   root.resize(WithoutTrailingSlashes(root).size());
   return root == "/" ? std::string() : root;
 }
@@ -126,14 +126,14 @@ std::string TemporaryFolder() {
 
 int MakeFolders(const std::string& path) {
   if (FolderError(path) == 0) return 0;
-  // Each parent that is missing, from the top.
+  // Makes each missing parent, from the top.
   for (std::size_t end = path.find('/', 1);; end = path.find('/', end + 1)) {
     const std::string folder = path.substr(0, end);
     const AtPath at(folder);
     if (at.error() != 0) return at.error();
     if (mkdirat(at.folder(), at.name(), 0777) != 0 && errno != EEXIST) {
       const int error = errno;
-      // A parent that exists already may lie on a volume or in a folder that takes nothing new.
+      // An existing parent may lie on a volume or in a folder that accepts no new entries.
       const int status = FolderError(folder);
       if (end == std::string::npos || (status != 0 && status != ENOTDIR)) return error;
     }

@@ -32,7 +32,7 @@ int MakeIfMissing(const std::string& path) {
   return error == EEXIST ? 0 : error;
 }
 
-// A folder of our own into which we may write; `links` are flags of StatPath.
+// Checks for a folder of the caller that the caller may write; `links` are flags of StatPath.
 int CheckOwnFolder(const std::string& path, int links) {
   struct stat info;
   if (const int error = StatPath(path, links, &info)) return error;
@@ -43,7 +43,7 @@ int CheckOwnFolder(const std::string& path, int links) {
   return faccessat(at.folder(), at.name(), W_OK | X_OK, AT_EACCESS) == 0 ? 0 : errno;
 }
 
-// The home trash may be a link that its user has made; the trash of a volume may not be a link.
+// The user may have made the home trash a link; the trash of a volume must not be one.
 int OpenTrash(const std::string& trash, int links, bool create, std::string* files) {
   int error = create ? MakeIfMissing(trash) : 0;
   if (error == 0) error = CheckOwnFolder(trash, links);
@@ -55,7 +55,7 @@ int OpenTrash(const std::string& trash, int links, bool create, std::string* fil
   return error;
 }
 
-// A place in a trash: the trash folder itself, and the top of its volume ("" for the home trash).
+// A trash: its folder, and the top of its volume ("" for the home trash).
 struct Trash {
   std::string folder;
   std::string top;
@@ -85,7 +85,7 @@ std::string Encoded(std::string_view path) {
   return PercentEncoded(path, "-_.!~*'()/");
 }
 
-// The path as the kernel knows its folder: absolute, without links, "." and "..".
+// The path as the kernel knows it: absolute, without "." and "..", and without links in its folder.
 std::string Canonical(std::string_view path) {
   const std::string_view leaf = LeafName(path);
   const bool is_named = leaf != "." && leaf != "..";
@@ -95,13 +95,13 @@ std::string Canonical(std::string_view path) {
     free(real);
     return canonical;
   }
-  // The folder is gone, or its path is too long for the call.
+  // The folder does not exist, or its path is too long for realpath.
   std::error_code error;
   const std::filesystem::path absolute = std::filesystem::absolute(std::string(path), error);
   return error ? std::string(path) : absolute.lexically_normal().string();
 }
 
-// The path as an info file has it: never "." or "..".
+// The path in the form of an info file, which never contains "." or "..".
 std::string OriginalPath(const Trash& trash, std::string_view source_path) {
   std::string path = Canonical(source_path);
   if (trash.top.empty()) return path;
@@ -114,7 +114,7 @@ std::string OriginalPath(const Trash& trash, std::string_view source_path) {
 std::string InfoText(const Trash& trash, std::string_view source_path) {
   const std::time_t now = std::time(nullptr);
   std::tm local{};
-  tzset();  // localtime_r does not look at a zone that has changed
+  tzset();  // localtime_r alone does not notice a changed time zone
   localtime_r(&now, &local);
   char date[32];
   std::strftime(date, sizeof date, "%Y-%m-%dT%H:%M:%S", &local);
@@ -122,7 +122,7 @@ std::string InfoText(const Trash& trash, std::string_view source_path) {
          "\nDeletionDate=" + date + "\n";
 }
 
-// Whether an info file of this age, in seconds, has no file and will get none.
+// Whether an info file of this age, in seconds, has no item and will not get one.
 bool IsLeftOver(std::time_t modified, const std::string& target_path) {
   constexpr std::time_t kDay = 24 * 60 * 60;
   struct stat info;
@@ -130,7 +130,8 @@ bool IsLeftOver(std::time_t modified, const std::string& target_path) {
          StatPath(target_path, AT_SYMLINK_NOFOLLOW, &info) == ENOENT;
 }
 
-// Under a lock, so that of two only one removes it, and never what the other has made since.
+// Locks the file first, so that only one of two processes removes it, and neither removes a new
+// file of the other.
 bool RemoveLeftOver(const std::string& path, const std::string& target_path) {
   const AtPath at(path);
   if (at.error() != 0) return false;
@@ -141,7 +142,7 @@ bool RemoveLeftOver(const std::string& path, const std::string& target_path) {
          IsLeftOver(record.st_mtime, target_path) && unlinkat(at.folder(), at.name(), 0) == 0;
 }
 
-// The lines of folder sizes without those of folders that are gone, and with the last line alone of
+// The lines of "directorysizes" without those of missing folders, and with only the last line of
 // each folder.
 std::string WithoutMissingFolders(const Trash& trash, std::string_view lines) {
   const Descriptor files = OpenPath(ChildPath(trash.folder, "files"), O_RDONLY | O_DIRECTORY);
@@ -168,9 +169,9 @@ std::string WithoutMissingFolders(const Trash& trash, std::string_view lines) {
   return text;
 }
 
-// Enters a folder in "directorysizes". The file is a cache that programs showing the trash can make
-// again: a failure does not fail the move. The form demands a new file that is renamed, so that
-// two processes never write into one. The old lines are taken over as they are, and only looked at
+// Adds a folder to "directorysizes". Programs that show the trash can rebuild this cache, so a
+// failure does not fail the move. The form demands a new file that is renamed, so that two
+// processes never write into the same file. The old lines are copied as they are, and only examined
 // when the size passes a power of two: otherwise the cost of n folders would grow as n * n.
 void NoteFolderSize(const Trash& trash, const std::string& target_path, std::time_t info_time) {
   constexpr std::size_t kSmall = 512;

@@ -40,7 +40,7 @@ bool HasOneSpellingOnDisk(std::string_view name) {
 
 class Merger {
  public:
-  // `top` is a descriptor of the target for this object alone.
+  // `top` is a descriptor of the target that only this object uses.
   Merger(Transfer transfer, Descriptor top, int source, TreeOutcome* report, Monitor* monitor)
       : transfer_(transfer),
         monitor_(monitor),
@@ -65,14 +65,14 @@ class Merger {
 
  private:
   struct Level {
-    bool is_new;                                  // the target was made for this
-    bool is_on_disk = false;                      // it and the folders above it
-    std::shared_ptr<const FolderPair> pair = {};  // for the crew, when it takes entries of it
+    bool is_new;                                  // the target was made for this copy
+    bool is_on_disk = false;                      // the target and the folders above it are flushed
+    std::shared_ptr<const FolderPair> pair = {};  // for entries that the crew copies
     std::optional<FolderSpellings> target_names = {};
     std::shared_ptr<TargetFolder> target = std::make_shared<TargetFolder>();
   };
 
-  // The outcome of an entry of the innermost folder, "" for the folder itself.
+  // Records the result of an entry of the innermost folder, "" for the folder itself.
   void Add(std::string_view name, int error, Side side = Side::kSource) {
     outcome_.Add(next_number_++, sources_.path(), name, error, side);
   }
@@ -96,7 +96,8 @@ class Merger {
     return 0;
   }
 
-  // All but the folders, before any is touched: a move changes the folder that is read.
+  // All entries but the folders. They are listed before the first transfer, because a move changes
+  // the folder that is being read.
   std::vector<Entry> Entries() {
     std::vector<Entry> entries;
     const int error = sources_.List([&](const dirent& entry, mode_t type) {
@@ -107,7 +108,7 @@ class Merger {
     return entries;
   }
 
-  // False when the monitor has stopped it.
+  // Transfers an entry that is not a folder. False when the monitor has stopped it.
   bool TransferOther(const Entry& entry) {
     const int from = sources_.folder(), to = targets_.folder();
     const char* const name = entry.name.c_str();
@@ -126,7 +127,7 @@ class Merger {
     return true;
   }
 
-  // The source of a copy is removed, so that the folders made for the copy must be on disk.
+  // The folders made for the copy must be on disk before its source is removed.
   int Move(int from, const char* name, int to, const char* target, const MoveOptions& options) {
     const int error = RenameEntry(from, name, to, target, options);
     if (error != EXDEV) return error;
@@ -138,7 +139,8 @@ class Merger {
     return CopyThenRemove(from, name, to, target, options);
   }
 
-  // Entries may be copied in any order, but for those that find what a killed process left.
+  // Entries may be copied in any order, except while the folder may hold leftovers of killed
+  // processes.
   bool GiveToCrew(const Entry& entry, const std::string& target) {
     if (!levels_.back().target->is_searched || !crew_.TakesNext()) return false;
     std::shared_ptr<const FolderPair>& pair = levels_.back().pair;
@@ -153,7 +155,7 @@ class Merger {
     return true;
   }
 
-  // The name under which an entry of the source goes into the target.
+  // The name in the target for an entry of the source.
   std::string TargetName(const std::string& name) {
     Level& level = levels_.back();
     if (level.is_new || HasOneSpellingOnDisk(name)) return name;
@@ -165,7 +167,7 @@ class Merger {
     return is_own ? *other : name;
   }
 
-  // Makes or opens the folder of the target.
+  // Makes or opens a folder of the target.
   Descriptor OpenTarget(const char* name, bool* is_new, bool* through_link) {
     const int above = targets_.folder();
     *is_new = mkdirat(above, name, 0777) == 0;
@@ -185,7 +187,7 @@ class Merger {
   int Descend(const std::string& name) {
     Descriptor from = sources_.OpenSubfolder(name);
     if (!from) {
-      // Also a folder that cannot be read is made.
+      // A folder that cannot be read is made, too.
       const int error = errno;
       if (error == EACCES) mkdirat(targets_.folder(), TargetName(name).c_str(), 0777);
       Add(name, error);
@@ -198,7 +200,7 @@ class Merger {
       Add(name, errno, Side::kTarget);
       return 0;
     }
-    // A link may lead back into what is being copied, which then would not end.
+    // A link may lead back into the source; the copy would then never end.
     if (through_link && LiesInFolder(to.get(), source_)) return EINVAL;
     levels_.push_back({is_new, !is_new && levels_.back().is_on_disk});
     const int error = Enter(std::move(from), name, std::move(to), target, through_link);
@@ -225,10 +227,10 @@ class Merger {
   TreeWalk sources_;
   TreeWalk targets_;
   std::set<FolderIdentity> targets_entered_;
-  std::string stopped_at_;  // the entry of the innermost folder
+  std::string stopped_at_;  // the last entry, in the innermost folder
   std::vector<Level> levels_;
   OrderedOutcome outcome_;
-  std::uint64_t next_number_ = 0;  // of an entry, in the order of the walk
+  std::uint64_t next_number_ = 0;  // numbers the entries in the order of the walk
   CopyCrew crew_{&outcome_, monitor_};
 };
 

@@ -19,14 +19,14 @@
 namespace orvik::host {
 namespace {
 
-constexpr int kMaxPasses = 8;  // over a folder that others fill meanwhile
+constexpr int kMaxPasses = 8;  // over a folder in which other processes make entries meanwhile
 constexpr int kLocks = FS_IMMUTABLE_FL | FS_APPEND_FL;
 
 bool IsRefusal(int error) {
   return error == EPERM || error == EACCES;
 }
 
-// The mode and the locks that were taken from a folder so that its entries can be removed.
+// The mode and the flags that a folder had before its obstacles were taken away.
 struct Overridden {
   std::optional<mode_t> mode;
   int locks = 0;
@@ -46,13 +46,13 @@ void Unlock(int descriptor, Overridden* taken) {
   ChangeLocks(descriptor, kLocks, 0);
 }
 
-// Also of an O_PATH descriptor, which fchmod refuses.
+// Sets the mode, also of an O_PATH descriptor, which fchmod refuses.
 void SetMode(int descriptor, mode_t mode) {
   if (fchmod(descriptor, mode) == 0) return;
   chmod(ProcPath(descriptor).c_str(), mode);
 }
 
-// Lets the owner, when that is this user, work in the folder.
+// Gives the owner of the folder, if this user is the owner, all permissions for it.
 void OpenUp(int folder, Overridden* taken) {
   struct stat info;
   if (fstat(folder, &info) != 0 || info.st_uid != geteuid() ||
@@ -82,7 +82,7 @@ class Remover {
   Remover(Obstacles obstacles, TreeOutcome* report, Monitor* monitor)
       : obstacles_(obstacles), report_(report), monitor_(monitor) {}
 
-  // Empties the folder, which is given back as it was.
+  // Empties the folder and restores its mode and flags.
   void Empty(Descriptor top, Overridden taken) {
     if (IsRootFolder(top.get())) return Fail({}, EBUSY);
     if (!Enter({}, std::move(top), taken)) return;
@@ -99,7 +99,8 @@ class Remover {
     }
   }
 
-  // Unlinks one entry; `taken` is what was taken from its folder (null: nothing may be).
+  // Unlinks one entry. `taken` receives the obstacles taken from its folder; null if none may be
+  // taken.
   int RemoveEntry(int folder, const char* name, int flags, Overridden* taken) const {
     if (unlinkat(folder, name, flags) == 0 || errno == ENOENT) return 0;
     const int error = errno;
@@ -122,7 +123,7 @@ class Remover {
     return last;
   }
 
-  // Counts an entry of the innermost folder, or with an empty name the folder itself.
+  // Counts an entry of the innermost folder, or, with an empty name, the folder itself.
   void Count(std::string_view name, int error) {
     if (error == 0) {
       ++report_->done;
@@ -135,7 +136,7 @@ class Remover {
  private:
   struct Level {
     Overridden taken;
-    bool keeps_entries = false;  // something in it could not be removed
+    bool keeps_entries = false;  // an entry could not be removed
     int passes = 0;
   };
 
@@ -167,7 +168,7 @@ class Remover {
     return true;
   }
 
-  // Removes everything but the folders, and notes those.
+  // Removes everything but the folders, and keeps those for TakeSubfolder.
   void RemoveFiles() {
     Level& level = levels_.back();
     ++level.passes;
@@ -197,13 +198,13 @@ class Remover {
     }
     const int error = errno;
     if (error == ENOENT) return;  // it vanished
-    // Something else has its name now, or it is empty and need not be read.
+    // Another entry has its name now, or the folder is empty and need not be read.
     const bool is_other = error == ENOTDIR || error == ELOOP;
     const int left = RemoveEntry(folder, name.c_str(), is_other ? 0 : AT_REMOVEDIR, taken);
     Count(name, left == 0 || is_other ? left : error);
   }
 
-  // Removes the innermost folder and goes on in the one above; false when there is no way up.
+  // Removes the innermost folder and continues in the folder above; false when there is no way up.
   bool Leave() {
     Level& left = levels_.back();
     int above = -1;
@@ -235,13 +236,13 @@ class Remover {
   const Obstacles obstacles_;
   TreeOutcome* const report_;
   Monitor* const monitor_;
-  bool is_cut_ = false;  // the monitor has stopped the removal in the innermost folder
+  bool is_cut_ = false;  // the monitor stopped the removal in the innermost folder
   TreeWalk walk_;
   std::vector<Level> levels_;
 };
 
-// Tells the monitor how many entries are below the path, and `own` more. A file need not be
-// counted first.
+// Tells the monitor the number of entries below the path, plus `own`. A single file need not be
+// counted.
 void Expect(const std::string& path, std::uint64_t own, Monitor* monitor) {
   if (monitor == nullptr) return;
   Descriptor folder = OpenPath(path, kOpenFolder);
@@ -313,7 +314,7 @@ int RemoveTree(int folder, const char* name, Obstacles obstacles, TreeOutcome* r
   if (!opened) {
     const int refusal = errno;
     if (refusal == ENOTDIR || refusal == ELOOP) return answer(error);
-    // An empty folder need not be read.
+    // An empty folder can be removed without reading it.
     return answer(remover.RemoveEntry(folder, name, AT_REMOVEDIR, nullptr) == 0 ? 0 : refusal);
   }
   remover.Empty(std::move(opened), taken);

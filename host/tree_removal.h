@@ -1,13 +1,14 @@
-// Removing folders with all they hold.
+// Removing folders with their content.
 //
-// Removal works on open folders alone, so that it never leaves the tree, whatever others do to it
-// meanwhile: links are removed as links, and no folder is entered through one. It goes on after a
-// failure and reports the first. An entry that vanishes meanwhile counts as removed; what appears
-// in a folder meanwhile is removed too, within reason. The cost is that of the tree's size. The
-// depth is bounded neither by the stack, nor by the length of paths, nor by open descriptors.
+// Removal works only on open folders, so it never leaves the tree, whatever other processes do to
+// it meanwhile: a link itself is removed, and no folder is entered through a link. Removal
+// continues after a failure and reports the first one. An entry that vanishes meanwhile counts as
+// removed. Entries that appear meanwhile are removed, too, up to a limit of passes. The cost is
+// proportional to the size of the tree. Neither the stack, nor the length of paths, nor open
+// descriptors limit the depth.
 //
-// A monitor (may be null) that says stop ends the removal with ECANCELED: the rest stays, and
-// folders get back their mode and their locks.
+// When the monitor (may be null) stops the removal, the result is ECANCELED: the rest stays, and
+// folders get their mode and their flags back.
 //
 // The root folder "/" is refused (EBUSY), and so are "." and ".." as names (EINVAL).
 #pragma once
@@ -20,19 +21,19 @@
 namespace [[gnu::visibility("default")]] orvik {
 namespace host {
 
-// The treatment of the kernel's locks (immutable, append-only), and of folders of this user without
-// permission to write or read: a removal fails there, or takes the obstacle away. A folder that
-// stays gets its mode and its locks back.
+// Obstacles are the kernel's immutable and append-only flags, and missing permissions of this
+// user's folders. A removal either fails there, or takes the obstacle away. A folder that stays
+// gets its mode and its flags back.
 enum class Obstacles { kRespect, kOverride };
 
-// Removes everything in the folder at every depth; the folder stays. 0, or the first errno.
+// Removes everything in the folder, at every depth; the folder itself stays. 0, or the first errno.
 // `report` may be null.
 int EmptyFolder(const std::string& path, Obstacles obstacles, TreeOutcome* report = nullptr,
                 Monitor* monitor = nullptr);
 // The same for an open folder.
 int EmptyFolder(Descriptor folder, Obstacles obstacles);
 
-// Removes the entry of a folder, with all that it holds when it is one.
+// Removes an entry of a folder, and if it is a folder, its content.
 int RemoveTree(int folder, const char* name, Obstacles obstacles, TreeOutcome* report = nullptr,
                Monitor* monitor = nullptr);
 int RemoveTree(const std::string& path, Obstacles obstacles, TreeOutcome* report = nullptr,

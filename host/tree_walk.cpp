@@ -7,7 +7,7 @@
 namespace orvik::host {
 namespace {
 
-// A copy has two chains, and a process may have few descriptors.
+// A copy walks two trees, and a process may have few descriptors.
 constexpr std::size_t kMaxOpenFolders = 16;
 
 }  // namespace
@@ -71,7 +71,7 @@ std::string TreeWalk::name() const {
 TreeSize SizeOfTree(Descriptor folder, const Monitor* monitor) {
   TreeSize size;
   TreeWalk walk;
-  std::set<std::pair<dev_t, ino_t>> counted;  // files of several names
+  std::set<std::pair<dev_t, ino_t>> counted;  // files with several names
   const auto count = [&](const dirent& entry) {
     struct stat info;
     if (fstatat(walk.folder(), entry.d_name, &info, AT_SYMLINK_NOFOLLOW) != 0) return 0;

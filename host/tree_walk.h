@@ -24,9 +24,9 @@ namespace host {
 
 // The entries of an open folder.
 
-// Calls `visit` for every entry but "." and ".." until it returns another value than 0, and returns
-// that value, or the errno of the listing. The folder is read from its first entry, whatever was
-// read of it before.
+// Calls `visit` for every entry but "." and ".." until it returns a value other than 0. Returns
+// that value, or the errno of the listing. Always starts at the first entry, even if the folder was
+// read before.
 template <typename Visit>
 int ListFolder(int folder, Visit visit) {
   static_assert(sizeof(dirent) == sizeof(dirent64));
@@ -38,7 +38,7 @@ int ListFolder(int folder, Visit visit) {
     do {
       length = getdents64(folder, buffer.get(), kSize);
     } while (length < 0 && errno == EINTR);
-    // A folder that was removed meanwhile has no more entries.
+    // A folder that was removed meanwhile has no further entries.
     if (length < 0) return errno == ENOENT ? 0 : errno;
     if (length == 0) return 0;
     for (ssize_t at = 0; at < length;) {
@@ -51,7 +51,7 @@ int ListFolder(int folder, Visit visit) {
   }
 }
 
-// The type bits of an entry's mode; 0 when they cannot be had.
+// The type bits of an entry's mode; 0 when they cannot be read.
 inline mode_t EntryType(int folder, const dirent& entry) {
   if (entry.d_type != DT_UNKNOWN) return DTTOIF(entry.d_type);
   struct stat info;
@@ -59,7 +59,7 @@ inline mode_t EntryType(int folder, const dirent& entry) {
   return is_known ? info.st_mode & S_IFMT : 0;
 }
 
-// One walk down a tree and up again, on open folders, which its callers pull from:
+// A walk down a tree and up again, on open folders. Its callers drive it:
 //
 //   TreeWalk walk;
 //   int error = walk.Enter(std::move(top), {});
@@ -73,23 +73,23 @@ inline mode_t EntryType(int folder, const dirent& entry) {
 //     }
 //   }
 //
-// Neither the stack, nor the length of paths, nor open descriptors bound the depth: only the
-// innermost folders are kept open. One further up is closed, and opened again through ".." on the
-// way up, where it must still be the same folder (ENOENT when it is not). Functions return 0 or an
-// errno.
+// Neither the stack, nor the length of paths, nor open descriptors limit the depth: only the
+// innermost folders are kept open. A folder further up is closed, and opened again through ".." on
+// the way up, where it must still be the same folder (otherwise ENOENT). Functions that return an
+// int return 0 or an errno.
 class TreeWalk {
  public:
-  // Goes down into an open folder (errno when there is none) that has the name in the present one.
-  // A folder that is entered through a link has another one above it: then the present one is kept
-  // open.
+  // Goes down into `folder`, which has the name `name` in the innermost folder. Without an open
+  // `folder` the result is errno. For a folder that was opened through a link, ".." leads
+  // elsewhere, so with `through_link` the folder above stays open.
   int Enter(Descriptor folder, std::string_view name, bool through_link = false);
 
-  // Goes back up to the folder above. Subfolders that were not taken are left out.
+  // Goes back up to the folder above. Subfolders that were not taken are skipped.
   int Leave();
 
   // Lists the innermost folder: calls `visit(const dirent&, mode_t type)` for every entry that is
-  // not a folder, until it returns another value than 0, and returns that value. Folders are kept
-  // for TakeSubfolder. `type` is the type bits of the mode.
+  // not a folder, until it returns a value other than 0, and returns that value. Subfolders are
+  // kept for TakeSubfolder. `type` is the type bits of the mode.
   template <typename Visit>
   int List(Visit visit) {
     return ListFolder(folder(), [&](const dirent& entry) {
@@ -101,13 +101,15 @@ class TreeWalk {
   }
   void AddSubfolder(std::string name) { levels_.back().subfolders.push_back(std::move(name)); }
 
-  // The next subfolder of the innermost folder, the last one first; nothing when all were taken.
+  // The next subfolder of the innermost folder, starting with the last one; nothing when all were
+  // taken.
   std::optional<std::string> TakeSubfolder();
 
-  // Opens a folder in the innermost one, never through a link. Empty, with errno, on failure.
+  // Opens a folder in the innermost folder, but not through a link. Empty, with errno, on failure.
   Descriptor OpenSubfolder(const std::string& name) const;
 
-  // The number of folders from the top to the innermost one; 0 before the first and after the last.
+  // The number of folders from the top to the innermost folder; 0 before the walk begins and after
+  // it ends.
   std::size_t depth() const { return levels_.size(); }
 
   // The innermost folder, and its identity.
@@ -120,7 +122,7 @@ class TreeWalk {
   // The name of the innermost folder in the one above.
   std::string name() const;
 
-  // The folder above the innermost one, opened again when it had been closed.
+  // The folder above the innermost folder; opens it again if it was closed.
   int OpenAbove(int* folder);
 
  private:
@@ -128,7 +130,7 @@ class TreeWalk {
     Descriptor folder;  // empty while it is closed
     dev_t device;
     ino_t inode;
-    std::size_t path_above;               // length
+    std::size_t path_above;               // the length of path_ in the folder above
     std::vector<std::string> subfolders;  // not taken yet
     bool is_kept_open = false;
   };
@@ -145,11 +147,11 @@ struct TreeSize {
       0;  // bytes on the volume, as du(1) counts: a file of several names once
 };
 
-// Counts until the monitor (may be null) says stop. Links are not followed. Unreadable entries
-// count as 0.
+// Counts the content of the folder until the monitor (may be null) stops it. Does not follow links.
+// Unreadable entries count as 0.
 TreeSize SizeOfTree(Descriptor folder, const Monitor* monitor);
 
-// The bytes that the file or folder has allocated with all that it holds.
+// The bytes that a file occupies on its volume, or a folder with all its content.
 std::uint64_t DiskUsage(const std::string& path);
 
 }  // namespace host

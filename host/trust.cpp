@@ -79,7 +79,7 @@ int ReplaceAccess(const std::string& path) {
 
 int NewNameAccess(const FilePlace& place) {
   if (place.error != 0 && place.error != ENOENT) return place.error;
-  // The nearest folder that exists is the one that would have to be written.
+  // The nearest existing folder is the one that must be writable.
   std::string folder = place.path;
   for (;;) {
     folder = std::string(ParentPath(folder));

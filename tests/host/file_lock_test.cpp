@@ -26,7 +26,7 @@ class FolderLockTest : public EnvironmentTest {
     lock.KeepFile();
     return lock;
   }
-  // Nothing also when it is not known.
+  // Nothing when the lock is free or its holder is unknown.
   std::optional<LockHolder> Holder() const {
     std::optional<LockHolder> holder = LockHolder{};
     FindLockHolder(folder_, &holder);
@@ -109,12 +109,12 @@ TEST_F(FolderLockTest, WhereNothingIsKeptNothingIsLeft) {
   EXPECT_EQ(NamesIn(folder_), Words{".orvik.lock"});
 }
 
-// Makes the kernel answer as a volume without locks does.
+// Makes fcntl fail as on a volume without locks.
 void ForbidLocks() {
   ForbidCall(kFcntl, 1, Compare::kEqual, F_OFD_SETLK, ENOLCK);
 }
 
-// Whoever may only read the folder can lock nothing that counts.
+// A process that may only read the folder cannot hold up its writers.
 TEST_F(FolderLockTest, FollowsTheRightToWriteTheFolder) {
   const Descriptor reader(open(folder_.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
   ASSERT_EQ(flock(reader.get(), LOCK_EX), 0);
@@ -135,8 +135,8 @@ TEST_F(FolderLockTest, FollowsTheRightToWriteTheFolder) {
 
 constexpr uid_t kStranger = 30002;
 
-// What somebody may put under the name of a lock's file, which is as old as one of another machine
-// that has ended; also an empty file with a second name ("h") and one of a stranger ("s").
+// Entries that another user may put under the name of a lock file, old enough to be stale; among
+// them an empty file with a second name ("h") and a file of an untrusted user ("s").
 TEST_F(FolderLockTest, RefusesWhatIsNotALockFileAndLeavesItAlone) {
   chmod(folder_.c_str(), 0755);
   const std::string large = "=" + std::string(100'000, '\0');
@@ -165,7 +165,7 @@ TEST_F(FolderLockTest, RefusesWhatIsNotALockFileAndLeavesItAlone) {
   }
 }
 
-// Who waited at a file that was removed meanwhile waits again at the one that others lock now.
+// A process that waited for a removed lock file then waits for the new one.
 TEST_F(FolderLockTest, ARemovedFileGivesNobodyASecondLock) {
   const auto hold = [this] {
     static FolderLock lock;
@@ -183,7 +183,7 @@ TEST_F(FolderLockTest, ARemovedFileGivesNobodyASecondLock) {
     WriteFile(folder_ / "held", "");
     for (;;) pause();
   }
-  // It waits at the old file once it has opened it.
+  // A process that has opened the old file waits for it.
   wait_for([&] {
     const std::string files = "/proc/" + std::to_string(waiter) + "/fd";
     return RunCommand({"ls", "-l", files}).out.find("/.orvik.lock\n") != std::string::npos;
@@ -199,7 +199,7 @@ TEST_F(FolderLockTest, ARemovedFileGivesNobodyASecondLock) {
   waitpid(waiter, nullptr, 0);
 }
 
-// Root in a user's folder: what the user put there is neither written nor given away.
+// In a user's folder, root neither writes nor gives away the user's files.
 TEST_F(FolderLockTest, RootGivesAwayOnlyWhatItMade) {
   if (geteuid() != 0) GTEST_SKIP() << "only root can make another user's folder";
   const fs::path file = folder_ / ".orvik.lock";
@@ -212,7 +212,7 @@ TEST_F(FolderLockTest, RootGivesAwayOnlyWhatItMade) {
   fs::remove(file);
   EXPECT_TRUE(Take(folder_, 0).held());
   EXPECT_EQ(StatOf(file).st_uid, kStranger);
-  // A lock file of root is put right by another one.
+  // A lock file of root is replaced by one of the folder's owner.
   ASSERT_EQ(chown(file.c_str(), 0, 0), 0);
   const struct stat roots = StatOf(file);
   const Descriptor opened(open(file.c_str(), O_RDONLY | O_CLOEXEC));
@@ -251,16 +251,16 @@ TEST_F(FolderLockTest, AnExclusiveFileTakesThePlaceOfLocksThatTheVolumeLacks) {
       const FolderLock lock = Take(folder_, 10'000);
       if (!lock) return 1;
       const std::string content = ReadFile(counter);
-      if (number == 0 && round == 10) _exit(0);  // leaves its file behind, which is stale then
+      if (number == 0 && round == 10) _exit(0);  // leaves its file behind, which is then stale
       WriteFile(counter, content + "x");
     }
     return 0;
   });
   EXPECT_EQ(errors, (std::vector<int>{0, 0, 0, 0}));
   EXPECT_EQ(ReadFile(counter).size(), 70u);
-  // One of another machine counts for ten minutes.
+  // The file of a holder on another machine is valid for ten minutes.
   WriteFile(held, "1 1 another.example\n");
-  // What processes left that were killed as they took a stale file away, and what they did not.
+  // Leftovers of processes that were killed while they removed a stale file, and similar files.
   EXPECT_TRUE(Take(folder_, 0).held());
   const std::string live = std::to_string(getpid()) + ReadFile(folder_ / ".orvik.lock").substr(10);
   Plant(folder_, ".orvik.lock.held.12=mine .orvik.lock.held.x=");
@@ -275,7 +275,7 @@ TEST_F(FolderLockTest, AnExclusiveFileTakesThePlaceOfLocksThatTheVolumeLacks) {
   EXPECT_EQ(foreign(), EWOULDBLOCK);
   EXPECT_EQ(Holder()->host, "another.example");
   fs::last_write_time(held, fs::file_time_type::clock::now() - std::chrono::minutes(11));
-  EXPECT_EQ(foreign(), EWOULDBLOCK);  // the try that finds it stale removes it
+  EXPECT_EQ(foreign(), EWOULDBLOCK);  // the first try finds the file stale and removes it
   EXPECT_EQ(foreign(), 0);
   EXPECT_EQ(NamesIn(folder_), (Words{".orvik.lock", ".orvik.lock.held.12", ".orvik.lock.held.13",
                                      ".orvik.lock.held.x", "counter"}));

@@ -53,7 +53,7 @@ TEST_F(NodeCopyTest, ReplacesFilesLinksAndEmptyFoldersOnly) {
 }
 
 TEST_F(NodeCopyTest, NothingIsCopiedOntoItself) {
-  // The text of "l" leads to the target from the target's folder only.
+  // The link "l" leads to the target only from the target's folder.
   const Words tree = {"d/", "d/a=x", "d/chain->l", "d/l->a", "far->d/a", "l->a"};
   MakeTree(top_, tree);
   EXPECT_EQ(Copy("l", "d/a", kReplacing), EINVAL);
@@ -104,7 +104,8 @@ TEST_F(NodeCopyTest, KeepsAttributesModeTimesAndLock) {
   EXPECT_EQ(EmptyFolder(top_, Obstacles::kOverride), 0);  // locked files stay otherwise
 }
 
-// By default the earlier of birth and modification; a copy, which is born later, keeps it.
+// The default is the earlier of birth and modification; a copy, which is born later, keeps the
+// date.
 TEST_F(NodeCopyTest, KeepsTheCreationDate) {
   WriteFile(top_ / "source", "x");
   if (!HasUserAttributes(top_ / "source")) GTEST_SKIP() << "no user attributes here";
@@ -130,7 +131,7 @@ TEST_F(NodeCopyTest, KeepsTheCreationDate) {
     }
     EXPECT_EQ(date("again"), date("copy"));
   }
-  // A date of 1904 in a record of version 1, and in one that is not known.
+  // A date of 1904, in a record of version 1 and in one of an unknown version.
   for (const char version : {'\1', '\2'}) {
     std::string record = {version, '\2'};
     record.resize(64, '\0');
@@ -140,7 +141,7 @@ TEST_F(NodeCopyTest, KeepsTheCreationDate) {
   }
 }
 
-// Of a pseudo file the size is not known.
+// Files in /proc have the size 0.
 TEST_F(NodeCopyTest, CopiesWhatHasNoSize) {
   const std::string version = "/proc/version";
   EXPECT_EQ(CopyNode(version, At("version"), {}), 0);
@@ -160,7 +161,7 @@ TEST_F(NodeCopyTest, HolesStayHoles) {
   EXPECT_EQ(RunCommand({"cmp", source, top_ / "target"}).status, 0);
 }
 
-// The kernel takes the capabilities of a program away when it is written or changes its owner.
+// The kernel removes the capabilities of a program that is written or changes its owner.
 TEST_F(NodeCopyTest, CapabilitiesGoWithAMoveAndStayWithAReplacedFile) {
   static constexpr char kNetRaw[20] = {0, 0, 0, 2, 0, 0x20};  // version 2, CAP_NET_RAW permitted
   const fs::path source = top_ / "source";
@@ -228,7 +229,7 @@ TEST_F(NodeCopyTest, SaysWhichSideFailed) {
 
 using MoveFileTest = EnvironmentTest;
 
-// The road to another volume, taken on one.
+// A move to another volume, taken here on a single volume.
 TEST_F(MoveFileTest, CopiesATreeWithWhatItCarriesAndRemovesTheSource) {
   const fs::path from = top_ / "tree", to = top_ / "moved";
   const auto long_ago = fs::last_write_time(top_) - std::chrono::hours(9000);
@@ -257,7 +258,7 @@ TEST_F(MoveFileTest, RemovesWhatKilledProcessesLeft) {
   fs::permissions(top_ / (left + "0/sub"), fs::perms::none);
   const Descriptor in_use(open((top_ / (left + "2")).c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
   ASSERT_EQ(flock(in_use.get(), LOCK_EX | LOCK_NB), 0);
-  // Where every name seems taken, the search for a free one ends.
+  // The search for a free name ends even if every name seems taken.
   const int error = InProcesses(1, [this](int) {
     ForbidCall(SYS_mkdirat, 2, Compare::kAnyBit, 0700, EEXIST);
     return CopyThenRemove(top_ / "from", top_ / "to");
@@ -267,7 +268,7 @@ TEST_F(MoveFileTest, RemovesWhatKilledProcessesLeft) {
   EXPECT_EQ(TreeIn(top_), (Words{left + "2/", left + "2/part=x", "to/", "to/file=x"}));
 }
 
-// Far more levels than the process may open files.
+// A tree with far more levels than the process may have open files.
 TEST_F(MoveFileTest, DepthIsNotBounded) {
   char folder[] = "/dev/shm/orvik-test-XXXXXX";
   if (mkdtemp(folder) == nullptr) GTEST_SKIP() << "no memory file system";

@@ -40,7 +40,7 @@ TEST_F(ReplaceFileTest, MakesAndReplacesAndLeavesNothingElseAndWritesNothingThat
     EXPECT_EQ(ReadWholeFile(file_, &content, nullptr, static_cast<std::size_t>(limit)), error);
     EXPECT_EQ(content.ends_with("xy"), error == 0);
   }
-  // Without a size, and larger than the first room.
+  // A file of size 0 that is larger than the first buffer.
   EXPECT_EQ(ReadWholeFile("/proc/cpuinfo", &content, nullptr, kNoSizeLimit), 0);
   EXPECT_TRUE(content.starts_with("processor") && content.ends_with('\n'));
   EXPECT_EQ(ReadWholeFile("/proc/cpuinfo", &content, nullptr, 5), EFBIG);
@@ -103,11 +103,11 @@ TEST_F(ReplaceFileTest, RefusesWhatIsNoFile) {
   EXPECT_EQ(ReplaceFile(top_ / std::string(255, 'n'), "x").error, 0);
 }
 
-// A device may act when it is opened, and a pipe lets a waiting writer go on.
+// Opening a device can act on it, and opening a pipe wakes a waiting writer.
 TEST_F(ReplaceFileTest, OpensNothingButRegularFiles) {
   Plant(top_, "pipe| link->pipe");
   std::string content;
-  for (const mode_t mode : {0755, 0777}) {  // where others can change the name, and where not
+  for (const mode_t mode : {0755, 0777}) {  // without and with other users who can change the name
     chmod(top_.c_str(), mode);
     const Descriptor watch(inotify_init1(IN_NONBLOCK | IN_CLOEXEC));
     ASSERT_GE(inotify_add_watch(watch.get(), (top_ / "pipe").c_str(), IN_OPEN), 0);
@@ -122,7 +122,7 @@ TEST_F(ReplaceFileTest, OpensNothingButRegularFiles) {
   }
 }
 
-// A file of two names is written into, so that both have the new content.
+// A file with two names is written in place, so that both names have the new content.
 TEST_F(ReplaceFileTest, AReplacementKeepsTheModeAndOtherNames) {
   for (const bool is_linked : {false, true}) {
     WriteFile(file_, "old");
@@ -137,8 +137,8 @@ TEST_F(ReplaceFileTest, AReplacementKeepsTheModeAndOtherNames) {
   }
 }
 
-// A file that is a mount point itself, and one in a folder that takes no new files while there is
-// no temporary folder either.
+// A mount point, and a file in a folder that accepts no new files when there is no temporary folder
+// either.
 TEST_F(ReplaceFileTest, WritesInPlaceWhereNoNewFileCanBe) {
   Plant(top_, "mounted=old closed/file=old");
   const auto expect_written = [this](const char* name) {
@@ -165,7 +165,7 @@ TEST_F(ReplaceFileTest, WritesInPlaceWhereNoNewFileCanBe) {
   expect_written("closed/file");
 }
 
-// As where hard links are not protected: the other name may be a file of root's anywhere.
+// As on a system that does not protect hard links: the other name may be any file of root.
 TEST_F(ReplaceFileTest, RootWritesIntoNoOtherNameOfAFile) {
   if (geteuid() != 0) GTEST_SKIP() << "only root is misled so";
   Plant(top_, "theirs/ victim=old");
@@ -190,7 +190,7 @@ TEST_F(ReplaceFileTest, FoldersAreFlushedAtTheEndOfTheOuterDelay) {
     return HasFailure() ? 1 : 0;
   });
   EXPECT_EQ(results[0], 0);
-  const int error = InProcesses(1, [this](int) {  // a folder that cannot be kept open until then
+  const int error = InProcesses(1, [this](int) {  // the folder cannot be kept open until the flush
     FolderFlushDelay delay;
     ForbidCall(kFcntl, 1, Compare::kEqual, F_DUPFD_CLOEXEC, EMFILE);
     return ReplaceFile(file_, "y", {.flush = Flush::kToDisk}).error == 0 ? delay.Finish() : 0;
@@ -198,7 +198,7 @@ TEST_F(ReplaceFileTest, FoldersAreFlushedAtTheEndOfTheOuterDelay) {
   EXPECT_EQ(error, EMFILE);
 }
 
-// A lock whose file was removed lets two processes make the first file at once.
+// After a lock file was removed, two processes may make the first file at the same time.
 TEST_F(ReplaceFileTest, AFileThatAnotherProcessMadeMeanwhileIsNotReplaced) {
   const FilePlace place = FindPlace(file_, Links::kTrusted);
   std::string content;
@@ -225,8 +225,9 @@ TEST_F(ReplaceFileTest, NoRightToWriteKeepsTheOldFile) {
   EXPECT_EQ(ModeOf(file_), 0444u);
 }
 
-// "held" is in use, and names that merely begin or end so are of others. Root leaves a file of a
-// third user, who owns neither the folder nor the target, until the target is of that user.
+// "held" is in use, and names that only begin or end alike belong to other programs. Root leaves a
+// file of a third user, who owns neither the folder nor the target, until the target belongs to
+// that user.
 TEST_F(ReplaceFileTest, RemovesWhatAKilledWriterLeftAndNothingElse) {
   const std::string staged = ".file.orvik-00000000000000", held = staged + "1b=held",
                     theirs = staged + "5f=foreign";
@@ -274,7 +275,7 @@ TEST_F(KeepBesideTest, AnUnreadFileKeepsItsNameUntilItIsSuperseded) {
   WriteFile(file_ + ".damaged", "another");
   fs::permissions(file_, fs::perms::none);
   KeptFile kept;
-  for (const bool is_first : {true, false}) {  // the second as after a process that was killed here
+  for (const bool is_first : {true, false}) {  // the second time a process was killed here
     kept = KeepUnreadBeside(Place());
     EXPECT_EQ(kept.error, 0);
     EXPECT_EQ(kept.made, is_first);
@@ -304,7 +305,7 @@ TEST_F(KeepBesideTest, TakesBackWhatWasNotReplaced) {
   EXPECT_EQ(ReadFile(file_), "old");
 }
 
-// Without hard links there is a copy, and a file that could not be read gets another name.
+// Without hard links the file is copied, and an unreadable file is moved.
 TEST_F(KeepBesideTest, WhereAFileHasOneNameOnly) {
   const std::vector<int> results = InProcesses(1, [this](int) {
     ForbidCall(SYS_linkat, 4, Compare::kEqual, 0, EPERM);
@@ -334,7 +335,7 @@ TEST_F(KeepBesideTest, WhereAFileHasOneNameOnly) {
   EXPECT_EQ(results[0], 0);
 }
 
-// What others put under the names neither leads the copy elsewhere nor keeps it from being made.
+// Entries of other users under these names neither redirect nor prevent the copy.
 TEST_F(KeepBesideTest, PlantedNamesAreNeitherFollowedNorInTheWay) {
   const fs::path target = env_.folder() / "target";
   Plant(env_.folder(), "file.damaged->target file.damaged-2/");
@@ -342,7 +343,7 @@ TEST_F(KeepBesideTest, PlantedNamesAreNeitherFollowedNorInTheWay) {
     WriteFile(file_ + ".damaged-" + std::to_string(number), "taken");
   }
   if (geteuid() == 0) {
-    // The same content in the hands of a user who may not change the file is not kept.
+    // A file with the same content is not used if its owner may not change the original.
     WriteFile(file_ + ".damaged-3", "old");
     ASSERT_EQ(chown((file_ + ".damaged-3").c_str(), 30002, 30002), 0);
   }

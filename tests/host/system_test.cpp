@@ -44,7 +44,7 @@ TEST_F(SystemRootTest, FindsHomeAndTemporaryFolder) {
   EXPECT_EQ(HomeFolder(), env_.home().string());
   EXPECT_EQ(TemporaryFolder(), env_.temp().string());
   EXPECT_EQ(OwnHomeFolder(), env_.home().string());
-  // Root keeps nothing of its own in the home of another user, also below a missing folder there.
+  // Root keeps no files of its own in the home of another user, nor below a missing folder there.
   if (geteuid() == 0) {
     ASSERT_EQ(chown(env_.home().c_str(), 30002, 30002), 0);
     for (const std::string& home : {env_.home().string(), env_.home().string() + "/missing"}) {
@@ -72,7 +72,7 @@ TEST_F(SystemRootTest, MakesFoldersWithTheirParents) {
   EXPECT_EQ(MakeFolders(folder / "file" / "d"), ENOTDIR);
 }
 
-// fuzz/kernel_texts_fuzzer.cpp has those that the kernel writes; these are cut or lack a field.
+// fuzz/kernel_texts_fuzzer.cpp has the kernel's own texts; these are cut or lack a field.
 TEST(KernelTexts, HaveNothingOfWhatIsMissing) {
   for (const char* cut : {"77 (sh) S 1 77", "77 (sh"}) EXPECT_EQ(StartTimeIn(cut), std::nullopt);
   EXPECT_EQ(StatusFieldIn("Name:\tTgid:\nTgid:\t77\nPid:\t78\n", "Tgid"), "77");
@@ -231,10 +231,10 @@ TEST(FileNames, AreUtf8AndEveryNameComesBack) {
 
 class FileWatchTest : public EnvironmentTest {
  protected:
-  // Events take a moment to arrive; none may be missed.
+  // Events take a moment to arrive; a test must not miss any.
   static constexpr int kSoon = 10'000;
 
-  // Whether a change is reported; waits until no other report comes for a moment.
+  // Whether a change is reported. Waits until no more reports come for a moment.
   static bool Reports(FileWatch& watch) {
     const bool reported = watch.Wait(kSoon);
     while (watch.Wait(20)) {
@@ -288,7 +288,7 @@ TEST_F(FileWatchTest, TellsWhetherAFileCouldBeReplaced) {
   WriteFile(file_, "one");
   EXPECT_EQ(ReplaceAccess(file_), 0);
   EXPECT_EQ(ReplaceAccess(file_ / "below"), ENOTDIR);
-  // As a change would: through links, and never over anything but a file.
+  // Follows links as a change does, and refuses to replace anything but a file.
   Plant(top_, "file void->file/below loop->loop here->file pipe| folder/");
   for (const auto& [name, error] : {std::pair("void", ENOTDIR),
                                     {"loop", ELOOP},

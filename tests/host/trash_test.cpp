@@ -13,7 +13,7 @@ using namespace host;
 
 class TrashTest : public EnvironmentTest {
  protected:
-  // The info file of "x", which comes from the source.
+  // The info file of "x" when it was moved from `source`.
   std::string InfoOf(const std::string& source) const {
     TrashInfo info;
     EXPECT_EQ(info.Write(source, files_ + "/x"), 0) << source;
@@ -51,7 +51,7 @@ TEST_F(TrashTest, TheHomeTrashIsMadeOnDemand) {
   EXPECT_EQ(files_, top_ / "data/Trash/files");
 }
 
-// The fuzz target trash_info covers any path and name, and which info files stay.
+// The fuzz target trash_info tests any path and name, and which info files stay.
 TEST_F(OpenTrashTest, InfoFilesSayWhereThingsCameFrom) {
   const std::string text = InfoOf("/some where/caf\xC3\xA9%[\n].txt");
   EXPECT_TRUE(
@@ -99,7 +99,7 @@ TEST_F(OpenTrashTest, DatesFollowAZoneThatChanges) {
 }
 
 // Each new line replaces the file, so that a reader of the old file sees the old lines. Lines of
-// missing folders go when the size has doubled.
+// missing folders are removed when the size has doubled.
 TEST_F(OpenTrashTest, FoldersAreEnteredWithTheirSize) {
   const fs::path sizes = home_trash_ / "directorysizes";
   const auto keep = [this](const std::string& name) {
@@ -174,12 +174,12 @@ TEST_F(TrashTest, OtherVolumesHaveTheirOwn) {
         {top_ / "outside", fs::canonical(top_).string() + "/outside"}}) {
     EXPECT_TRUE(Contains(InfoOf(source), "\nPath=" + expected + "\n"));
   }
-  // An administrator's trash comes first, but only a sticky folder that is no link.
+  // An administrator's trash is preferred, but only if it is a sticky folder and not a link.
   fs::create_directory(top / ".Trash");
   EXPECT_EQ(open(), top / (".Trash-" + user) / "files");
   fs::permissions(top / ".Trash", fs::perms::all | fs::perms::sticky_bit);
   EXPECT_EQ(open(), top / ".Trash" / user / "files");
-  // Another user could put a folder of their own under the name, for root.
+  // For root, another user could put a folder of their own under the name.
   constexpr uid_t kOther = 4711;
   if (chown((top / ".Trash").c_str(), kOther, 0) == 0) {
     EXPECT_EQ(open(), top / (".Trash-" + user) / "files");

@@ -22,7 +22,7 @@ using namespace host;
 constexpr char kComposed[] = "caf\xC3\xA9";
 constexpr char kDecomposed[] = "cafe\xCC\x81";
 
-// Notes what it is told, and says stop at its answer of that number.
+// Records all calls, and stops the operation at the call number `stop_at`.
 class StoppingMonitor final : public Monitor {
  public:
   explicit StoppingMonitor(int stop_at = INT_MAX) : left_(stop_at) {}
@@ -53,7 +53,7 @@ class TreeMergeTest : public EnvironmentTest {
     report_ = {};
     return MergeTree((top_ / from).string(), (top_ / to).string(), transfer, &report_, monitor);
   }
-  // Each failure's path and error, in the order of the paths.
+  // The path and error of each failure, in the order of the paths.
   std::string Failures() const {
     std::set<std::string> failures;
     for (const auto& [path, error, side] : report_.failures) {
@@ -99,7 +99,8 @@ TEST_F(TreeMergeTest, MergesSaysWhatFailedAndGoesOn) {
   EXPECT_FALSE(Exists(top_ / "u"));
 }
 
-// No folder is made or removed after the stop, none gets its name, and a closed one its mode back.
+// After the stop no folder is made, removed or given its name, and a closed folder gets its mode
+// back.
 TEST_F(TreeMergeTest, AStopCountsWhereNoFileIsLeft) {
   Plant(top_, "s/a s/d/ empty/");
   StoppingMonitor after_a_file(3);  // it begins, its bytes, it is done
@@ -186,13 +187,13 @@ TEST_F(TreeMergeTest, NoFolderIsCopiedIntoItself) {
   for (const fs::path& folder : {At("d/sub/inner"), At("d"), fs::path("/")}) {
     EXPECT_TRUE(above.contains({StatOf(folder).st_dev, StatOf(folder).st_ino})) << folder;
   }
-  EXPECT_EQ(Merge("s/sub", "s"), 0);  // out of itself is no trouble
+  EXPECT_EQ(Merge("s/sub", "s"), 0);  // into the folder above is allowed
   EXPECT_NE(Merge("d", "e"), 0);
   EXPECT_FALSE(Exists(top_ / "d/sub/inner/inner"));
 }
 
-// The source has two spellings of a name, the target a third; a link of the target leads to where
-// another folder of the source goes.
+// The source has two spellings of a name, the target a third. A link of the target leads to the
+// target of another source folder.
 TEST_F(TreeMergeTest, NoEntryOfACopyReplacesAnother) {
   const std::string composed = "\xE1\xBA\xA5", half = "\xC3\xA2\xCC\x81",
                     decomposed = "a\xCC\x82\xCC\x81";
@@ -210,7 +211,7 @@ TEST_F(TreeMergeTest, NoEntryOfACopyReplacesAnother) {
   }
 }
 
-// The folders of a copy have further names, which mounts give them.
+// Bind mounts give the folders of a copy further names.
 TEST_F(TreeMergeTest, SeesThroughMounts) {
   OnAVolume(At("volume"), "tmpfs", "size=1m,nr_inodes=500", [this] {
     const auto bind = [this](const char* folder, const char* place) {
@@ -228,7 +229,7 @@ TEST_F(TreeMergeTest, SeesThroughMounts) {
     }
     EXPECT_EQ(CopyThenRemove(top_ / "volume/s", top_ / "sub/deep/new"), EINVAL);
     EXPECT_EQ(TreeText(top_ / "volume"), before);
-    EXPECT_EQ(Merge("sub", "volume/new"), 0);  // out of itself is no trouble
+    EXPECT_EQ(Merge("sub", "volume/new"), 0);  // into the folder above is allowed
 
     Plant(top_, "volume/one/s/a/first volume/one/s/b/ volume/two/");
     fs::create_hard_link(top_ / "volume/one/s/a/first", top_ / "volume/one/s/b/second");
@@ -351,8 +352,8 @@ TEST_F(TreeRemovalTest, ReadOnlyFoldersOfOurOwnAreEmptiedAndStayReadOnly) {
   EXPECT_TRUE(fs::is_empty(top_ / "tree"));
 }
 
-// A folder of another user far down cannot be emptied; its way there stays, as it was, and all else
-// goes.
+// A folder of another user far down cannot be emptied. The folders above it stay unchanged, and
+// everything else is removed.
 TEST_F(TreeRemovalTest, GoesOnAfterAFailureAndReportsIt) {
   if (geteuid() != 0) GTEST_SKIP() << "only root can make another user's folder";
   Plant(top_, "tree/a/b/theirs/kept tree/a/b/x tree/a/y tree/z/z tree/file");
@@ -371,7 +372,7 @@ TEST_F(TreeRemovalTest, GoesOnAfterAFailureAndReportsIt) {
   EXPECT_EQ(ModeOf(top_ / "tree/a/b"), 0500u);
 }
 
-// With one entry at the bottom that stays: the way back up costs no more than the way down.
+// One entry at the bottom stays: the way back up costs no more than the way down.
 TEST_F(TreeRemovalTest, TenThousandLevels) {
   char top[] = "/dev/shm/orvik-test-XXXXXX";
   if (mkdtemp(top) == nullptr) GTEST_SKIP() << "no memory file system";
