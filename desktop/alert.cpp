@@ -22,8 +22,8 @@ AlertAnswer& InjectedAnswer() {
   return *answer;
 }
 
-// Control characters (C0 but for the line feed, DEL, and C1) and the direction's overrides (U+202A
-// to U+202E) become "?": neither a terminal nor a reader is to be misled.
+// Replaces control characters (C0 except the line feed, DEL, and C1) and the direction overrides
+// (U+202A to U+202E) by "?", because they could mislead the terminal or the reader.
 std::string Plain(std::string_view text) {
   std::string plain;
   for (std::size_t at = 0; at < text.size(); ++at) {
@@ -66,7 +66,7 @@ bool MayAsk() {
 
 using Clock = std::chrono::steady_clock;
 
-// Waits for input until the deadline (none: for ever).
+// Waits for input until the deadline, or without a deadline for ever.
 bool WaitForInput(int in, std::optional<Clock::time_point> deadline) {
   for (;;) {
     int milliseconds = -1;
@@ -82,8 +82,8 @@ bool WaitForInput(int in, std::optional<Clock::time_point> deadline) {
   }
 }
 
-// One line without its end, byte by byte: what follows it belongs to the next reader. False at the
-// end of the input and of the time.
+// Reads one line without its end, byte by byte, because the text after it belongs to the next
+// reader. False at the end of the input and at the deadline.
 bool ReadLine(int in, std::optional<Clock::time_point> deadline, std::string& line) {
   line.clear();
   for (;;) {
@@ -130,7 +130,7 @@ ScopedAlertAnswer::~ScopedAlertAnswer() {
 int AskThrough(int in, std::FILE* out, const AlertRequest& request) {
   std::optional<Clock::time_point> deadline;
   if (request.timeout > 0) {
-    // A longer one has no number in nanoseconds.
+    // A longer time does not fit into a number of nanoseconds.
     const std::chrono::duration<double> seconds(std::fmin(request.timeout, 1e9));
     deadline = Clock::now() + std::chrono::duration_cast<Clock::duration>(seconds);
   }

@@ -1,9 +1,9 @@
-// Where alerts are shown, in this order: in a window of the desktop when there is a display
-// (DISPLAY or WAYLAND_DISPLAY) and the program zenity; on the terminal when standard input and
-// output are one; nowhere otherwise.
+// Alerts appear in the first possible place: in a window of the desktop, which needs a display
+// (DISPLAY or WAYLAND_DISPLAY) and the program zenity; otherwise on the terminal, if standard input
+// and standard output are one; otherwise nowhere.
 //
-// All texts are UTF-8 and plain: markup, control sequences and controls that override the direction
-// of text have no effect.
+// All texts are plain UTF-8. Markup, control sequences and controls that override the direction of
+// text have no effect.
 #pragma once
 
 #include <functional>
@@ -21,22 +21,23 @@ struct AlertRequest {
   std::string header;
   std::string message;
   std::vector<std::string> buttons;  // one to three labels
-  // Indices into `buttons`; -1 when there is no such button.
+  // Indices into `buttons`; -1 if there is no such button.
   int default_button = 0;
-  int cancel_button = -1;       // the one that changes nothing
-  int destructive_button = -1;  // one whose action cannot be undone: never the answer by accident
+  int cancel_button = -1;       // the button that changes nothing
+  int destructive_button = -1;  // its action cannot be undone: never pressed by accident
   double timeout = 0;           // seconds; 0 waits for ever
 };
 
 inline constexpr int kAlertClosed = -1;
 
-// Shows the alert and blocks until it is answered: the index of the button that was pressed, or
-// kAlertClosed when it was dismissed or timed out. Nothing when it cannot be shown.
+// Shows the alert and waits for the answer. Returns the index of the pressed button, or
+// kAlertClosed if the alert was dismissed or timed out. Nothing when the alert cannot be shown.
 std::optional<int> ShowAlert(const AlertRequest& request);
 
 using AlertAnswer = std::function<std::optional<int>(const AlertRequest&)>;
 
-// Answers every alert of the process instead of a user while the object lives. Objects nest.
+// Answers every alert of the process in place of the user as long as the object lives. Objects may
+// be nested.
 class ScopedAlertAnswer {
  public:
   explicit ScopedAlertAnswer(AlertAnswer answer);

@@ -16,14 +16,14 @@ extern char** environ;
 namespace orvik::desktop {
 namespace {
 
-// Exit statuses that we choose, so that an answer cannot be taken for a failure of the program.
+// We choose these exit statuses, so that a failure of the program cannot be taken for an answer.
 constexpr int kOkStatus = 120;
 constexpr int kCancelStatus = 121;
 constexpr int kDismissedStatus = 122;
 constexpr int kExtraStatus = 123;
-constexpr int kTimeoutStatus = 5;  // not ours to choose
+constexpr int kTimeoutStatus = 5;  // fixed by the program
 
-// Empty when the variable is not set.
+// The value of the variable; empty when it is not set.
 std::string_view Variable(const char* name) {
   const char* value = std::getenv(name);
   return value != nullptr ? value : "";
@@ -68,8 +68,8 @@ std::string Utf8(std::u16string_view units) {
   return text;
 }
 
-// The program breaks lines between words only, and makes its window as wide as the longest word: a
-// zero-width space every 24 columns lets it break there too.
+// The program breaks lines only between words, and makes its window as wide as the longest word. A
+// zero-width space after 24 columns without a blank lets it break there, too.
 std::u16string WithBreaks(std::u16string_view text) {
   constexpr int kLongestPiece = 24;
   constexpr char16_t kZeroWidthSpace = 0x200B;
@@ -93,7 +93,7 @@ std::u16string WithBreaks(std::u16string_view text) {
 }
 
 int LinesOf(std::u16string_view text) {
-  constexpr int kUsualColumns = 54;  // of a line of about 60, broken between words
+  constexpr int kUsualColumns = 54;  // of a line of about 60 that is broken between words
   int lines = 0;
   for (std::size_t start = 0; start <= text.size();) {
     const std::size_t end = std::min(text.find(u'\n', start), text.size());
@@ -103,7 +103,7 @@ int LinesOf(std::u16string_view text) {
   return lines;
 }
 
-// The program reads markup in its text, and backslash escapes before that.
+// The program interprets backslash escapes in its text, and then markup.
 std::string EscapeText(std::string_view text) {
   std::string escaped;
   for (const char c : text) {
@@ -114,19 +114,19 @@ std::string EscapeText(std::string_view text) {
   return escaped;
 }
 
-// An underscore in a label would mark the key that presses the button.
+// A single underscore in a label would define a keyboard shortcut.
 std::string EscapeLabel(std::string_view label) {
   std::string escaped;
   for (const char c : label) escaped.append(c == '_' ? 2 : 1, c);
   return escaped;
 }
 
-// By the number of the level; a plain alert has none.
+// Indexed by the level; a plain alert has no icon.
 constexpr const char* kIconNames[] = {"dialog-error", "dialog-information", "dialog-warning",
                                       nullptr};
 static_assert(static_cast<int>(AlertLevel::kPlain) == 3);
 
-// Labels are UTF-8, which the program only takes in a UTF-8 locale.
+// Labels are UTF-8, which the program accepts only in a UTF-8 locale.
 bool LocaleIsUtf8() {
   for (const char* variable : {"LC_ALL", "LC_CTYPE", "LANG"}) {
     const std::string_view value = Variable(variable);
@@ -160,7 +160,7 @@ AlertWindow WindowFor(const AlertRequest& request) {
   window.button_places = ButtonPlaces(request, scrolls);
   const std::vector<int>& places = window.button_places;
   const auto label = [&](std::size_t place) {
-    // The program has no style for such a button.
+    // The program has no style for a destructive button.
     const char* mark = places[place] == request.destructive_button ? "\u26A0 " : "";
     return mark + EscapeLabel(request.buttons[static_cast<std::size_t>(places[place])]);
   };
@@ -208,7 +208,7 @@ std::optional<int> AskInWindow(const AlertRequest& request) {
       return places.size() > 1 ? places[1] : kAlertClosed;
     case kExtraStatus:
     case kDismissedStatus:
-      // The extra button prints its label; otherwise it ends like a window that is closed.
+      // The extra button prints its label; without output the window was closed.
       return !outcome.output.empty() && places.size() > 2 ? places[2] : kAlertClosed;
     case kTimeoutStatus:
       return request.timeout > 0 ? std::optional<int>(kAlertClosed) : std::nullopt;

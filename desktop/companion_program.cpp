@@ -35,29 +35,29 @@ bool MakePipe(host::Descriptor* end, host::Descriptor* start) {
   return true;
 }
 
-// A nameless file with the text, ready to be read.
+// An unnamed file with the text, positioned at its start.
 int FileWith(const std::string& text) {
   const int file = memfd_create("input", MFD_CLOEXEC);
   if (file >= 0) host::WriteAllAt(file, text, 0);
   return file;
 }
 
-// Everything that the child needs. It is made before the fork: after it the child may only make
-// system calls.
+// Everything that the child needs. It is made before the fork, because after it the child may only
+// make system calls.
 struct Plan {
   char* const* arguments;
   char* const* environment;
   int input;
-  int output;   // of the program
-  int nowhere;  // for its messages
-  int report;   // of its exit status
+  int output;   // receives the program's standard output
+  int nowhere;  // receives its standard error
+  int report;   // receives its exit status
   pid_t parent;
 };
 
 [[noreturn]] void RunProgram(const Plan& plan, pid_t supervisor) {
   prctl(PR_SET_PDEATHSIG, SIGKILL);
   if (getppid() != supervisor) _exit(127);
-  // This process may lack descriptors 0 to 2, so that the plan's own have these numbers.
+  // This process may lack descriptors 0 to 2; then those of the plan may have these numbers.
   constexpr int kFree = STDERR_FILENO + 1;
   const int input = fcntl(plan.input, F_DUPFD, kFree);
   const int output = fcntl(plan.output, F_DUPFD, kFree);
@@ -71,12 +71,12 @@ struct Plan {
   _exit(127);
 }
 
-// A process between this one and the program: it alone waits for the program, so no other part of
-// this process can take the exit status away.
+// Runs in a process between this one and the program. Only it waits for the program, so no other
+// part of this process can take the exit status.
 [[noreturn]] void Supervise(const Plan& plan) {
   prctl(PR_SET_PDEATHSIG, SIGKILL);
   if (getppid() != plan.parent) _exit(0);
-  // Handlers of this process must not run in its copy.
+  // Signal handlers of this process must not run in the copy.
   for (int number = 1; number < NSIG; ++number) signal(number, SIG_DFL);
   sigset_t none;
   sigemptyset(&none);
@@ -84,7 +84,7 @@ struct Plan {
   const pid_t self = getpid();
   const pid_t program = fork();
   if (program == 0) RunProgram(plan, self);
-  // Nothing else of this process stays open here: a lock would outlive its holder.
+  // Keeps no other file of this process open: its locks would otherwise outlive it.
   dup2(plan.report, 0);
   close_range(1, ~0U, 0);
   int status = 0;
@@ -142,7 +142,7 @@ CompanionOutcome RunCompanion(std::vector<std::string> arguments,
   outcome.output = ReadAll(output_end.get());
   const std::string status = ReadAll(report_end.get());
   if (status.size() == 1) outcome.status = static_cast<unsigned char>(status[0]);
-  // It may have been waited for elsewhere; the answer is here already.
+  // Another thread may already have waited for the supervisor; the exit status is known by now.
   while (waitpid(supervisor, nullptr, 0) < 0 && errno == EINTR) {
   }
   return outcome;

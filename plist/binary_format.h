@@ -35,7 +35,7 @@ namespace orvik::plist::binary_format {
 inline constexpr std::string_view kMagic = "bplist0";
 inline constexpr size_t kHeaderSize = 8;
 
-// The trailer, and where its fields lie in it.
+// The trailer, and the positions of its fields.
 inline constexpr size_t kTrailerSize = 32;
 inline constexpr size_t kOffsetSizeField = 6;
 inline constexpr size_t kReferenceSizeField = 7;
@@ -62,10 +62,10 @@ inline constexpr std::uint8_t kTrue = 0x09;
 // The lower half of a marker whose count follows as an integer object.
 inline constexpr std::uint8_t kLengthFollows = 0xF;
 
-// The bytes that a value or key takes at least in the XML form, where no objects are shared: the
-// shortest element with its line end, and `content`, the units of a string or the bytes of data.
-// Objects of the binary form may be shared, so that a list can be far larger than its file: the
-// limit kMaximumFileSize (sink.h) applies to this size.
+// The least number of bytes that a value or key takes in the XML form, which cannot share objects:
+// the shortest element with its line end, and `content`, the units of a string or the bytes of
+// data. A binary list may share objects and so represent far more than its own bytes: the limit
+// kMaximumFileSize (sink.h) applies to this size.
 constexpr std::uint64_t SizeWrittenOut(std::uint64_t content) {
   return std::string_view("<true/>\n").size() + content;
 }

@@ -1,5 +1,5 @@
 // The objects are read here and not by libplist, whose interface loses the sign of integers, dates
-// outside 32 bits of seconds, NUL characters and lone surrogates.
+// beyond 32 bits of seconds, NUL characters and lone surrogates.
 #include <algorithm>
 #include <bit>
 #include <utility>
@@ -14,8 +14,9 @@ namespace {
 
 using namespace binary_format;
 
-// Values for each byte of the file, with shared ones counted wherever they are: beyond this the
-// file was made to be so. Each costs memory where the list is to be changed.
+// The most values for each byte of the file, with shared values counted at every place. More of
+// them exist only in a file that was made for this purpose. Each costs memory when the list is
+// changed.
 constexpr std::uint64_t kMostValuesToAByte = 16;
 
 std::uint64_t BigEndian(std::string_view bytes) {
@@ -26,7 +27,7 @@ std::uint64_t BigEndian(std::string_view bytes) {
 
 class BinaryReader {
  public:
-  // With `losses`, passes over what is damaged below the root.
+  // With `losses`, skips damaged parts below the root.
   explicit BinaryReader(std::string_view bytes, Losses* losses = nullptr)
       : bytes_(bytes), losses_(losses) {}
 
@@ -42,13 +43,13 @@ class BinaryReader {
     return std::move(slots_[root_].value);
   }
 
-  // Whether Read failed for this reason alone.
+  // Whether Read failed because the list is too large.
   bool is_too_large() const { return is_too_large_; }
 
  private:
-  // An object of the file: not read yet, being read (so that a reference to it closes a circle), or
-  // finished, with the number of objects in its tree, their size written out, and the number of
-  // containers inside one another.
+  // The state of an object. It is not read yet; or it is being read, and a reference to it would
+  // close a circle; or it is finished, and has the number of objects in its tree, their size
+  // written out, and the depth of nested containers.
   struct Slot {
     Value value;
     std::uint64_t tree_size = 1;
@@ -58,7 +59,7 @@ class BinaryReader {
     bool is_lost = false;
   };
 
-  // The bytes of an object behind its marker.
+  // The parts of an object, after its marker byte.
   struct Body {
     std::uint8_t marker;
     std::uint8_t low;
@@ -72,10 +73,10 @@ class BinaryReader {
     std::uint64_t next;
     Body body;
     Value value;
-    Value key;  // that still has no value
+    Value key;  // a key without a value so far
   };
 
-  // Numbers that contradict each other, or the size of the file, end the reading before anything is
+  // Numbers that contradict each other or the size of the file are refused before memory is
   // allocated for them.
   bool ReadTrailer() {
     if (bytes_.size() < kHeaderSize + kTrailerSize) return false;
@@ -96,8 +97,8 @@ class BinaryReader {
     return true;
   }
 
-  // Each object is read once, however often it is referred to; a container waits on the stack for
-  // its children.
+  // Reads each object once, however many references it has. A container stays on the stack until
+  // its children are read.
   bool ReadTree() {
     if (!Visit(root_)) return false;
     while (!open_.empty()) {
@@ -112,7 +113,7 @@ class BinaryReader {
     return true;
   }
 
-  // Reads or opens the next child, or adds it when it is read.
+  // Adds the next child if it has been read; otherwise reads it or, if it is a container, opens it.
   bool ReadChild(Container& container, bool is_dictionary) {
     const std::uint64_t position = container.next + (is_dictionary ? container.body.count : 0);
     const std::uint64_t child = Reference(container.body, position);
@@ -136,7 +137,7 @@ class BinaryReader {
     return true;
   }
 
-  // Passes over the next child, or answers false.
+  // Skips the next child and reports a loss; without `losses` returns false.
   bool Lose(Container& container, std::uint64_t child, const char* what) {
     if (losses_ == nullptr) return false;
     if (child < object_count_ && !IsRead(child) && !slots_[child].is_open) {
@@ -208,7 +209,7 @@ class BinaryReader {
     return true;
   }
 
-  // A key must be a string, so that reading it opens nothing.
+  // A key must be a string, so reading it cannot open a container.
   bool VisitKey(std::uint64_t index) {
     Body body;
     if (!ReadBody(index, body) || (body.marker != kAsciiString && body.marker != kUnicodeString)) {
@@ -217,8 +218,7 @@ class BinaryReader {
     return ReadLeaf(body, slots_[index]);
   }
 
-  // Counts the child as often as it is referred to, so that the limits are those of the list
-  // written out.
+  // Counts a child with each of its references, so that the limits apply to the list written out.
   bool HasRoom(const Container& container, std::uint64_t child, std::uint64_t key_size) const {
     const Slot& slot = slots_[container.index];
     return slot.tree_size + slots_[child].tree_size <= bytes_.size() * kMostValuesToAByte &&
@@ -237,7 +237,7 @@ class BinaryReader {
     }
   }
 
-  // Takes count bytes off the front of rest.
+  // Removes `count` bytes from the front of `rest`.
   static bool Take(std::string_view& rest, std::uint64_t count, std::string_view& taken) {
     if (count > rest.size()) return false;
     taken = rest.substr(0, count);
@@ -249,16 +249,15 @@ class BinaryReader {
     return BigEndian(bytes_.substr(table_offset_ + index * offset_size_, offset_size_));
   }
 
-  // The offsets in their order. A writer leaves no gaps and lets nothing overlap, so that an object
-  // whose end is not the beginning of the next has a wrong length, and what is in it is doubtful.
+  // Sorts the offsets. Writers leave no gaps, and objects do not overlap. So an object that does
+  // not end where the next one begins has a wrong length, and its content is doubtful.
   void FindBounds() {
     for (std::uint64_t i = 0; i < object_count_; ++i) bounds_.push_back(OffsetOf(i));
     bounds_.push_back(table_offset_);
     std::sort(bounds_.begin(), bounds_.end());
   }
 
-  // A key that is not a string is damaged. Where the same object is a value, too, it never was this
-  // one.
+  // A key that is not a string is damaged, also in the places where the same object is a value.
   void LoseDamagedKeys() {
     for (std::uint64_t i = 0; i < object_count_; ++i) {
       Body body = {};
@@ -276,15 +275,15 @@ class BinaryReader {
     }
   }
 
-  // From an offset to the next.
+  // The bytes from an offset to the next one.
   std::uint64_t Room(std::uint64_t offset) const {
     const auto next = std::upper_bound(bounds_.begin(), bounds_.end(), offset);
     return next == bounds_.end() ? 0 : *next - offset;
   }
 
-  // Nor do two objects begin at one place. If the object before goes on to the end of this one, or
-  // to another object that ends there, the offset of this one is wrong, and not the length before
-  // it.
+  // Two objects cannot begin at the same byte, either. If the object before extends to the end of
+  // this one, or to the end of another object, then the offset of this object is wrong, not the
+  // length of the one before.
   bool FitsBounds(std::uint64_t begin, std::uint64_t end) const {
     const auto [first, next] = std::equal_range(bounds_.begin(), bounds_.end(), begin);
     if (next - first != 1 || next == bounds_.end() || *next != end) return false;
@@ -292,14 +291,14 @@ class BinaryReader {
     return before == begin || (before != end && EndAt(before) != end);
   }
 
-  // The end of the object that begins at the offset; 0 when there is none.
+  // The end of the object that begins at the offset; 0 if no object begins there.
   std::uint64_t EndAt(std::uint64_t offset) const {
     Body body = {};
     return ParseBody(offset, body) ? offset + body.size : 0;
   }
 
-  // Whether a container is more likely something else whose marker was damaged: several of its
-  // references cannot be right.
+  // Whether a container is probably another object with a damaged marker: several of its references
+  // cannot be right.
   bool IsDoubtful(std::uint64_t index, const Body& body) const {
     const std::uint64_t count = body.content.size() / reference_size_;
     std::uint64_t impossible = 0;
@@ -310,7 +309,7 @@ class BinaryReader {
     return impossible > 1 && impossible * 4 > count;
   }
 
-  // Loses the objects that only lost containers held.
+  // Reports the objects that only lost containers refer to.
   void LoseUnreached() {
     std::uint64_t bytes = 0;
     std::uint64_t first = table_offset_;
@@ -329,7 +328,7 @@ class BinaryReader {
     const std::uint64_t offset = OffsetOf(index);
     if (!ParseBody(offset, body)) return false;
     if (losses_ != nullptr && !FitsBounds(offset, offset + body.size)) return false;
-    // Objects that overlap could make a small file cost without end.
+    // Otherwise overlapping objects in a small file could take unlimited time.
     if (body.size > unread_bytes_) return false;
     unread_bytes_ -= body.size;
     return true;
@@ -389,7 +388,7 @@ class BinaryReader {
     return static_cast<bool>(slot.value);
   }
 
-  // No value when the body is not valid.
+  // No value when the body is invalid.
   static Value Leaf(const Body& body) {
     switch (body.marker) {
       case kSimple:
@@ -406,7 +405,7 @@ class BinaryReader {
       case kData:
         return Value::Data(std::string(body.content));
       case kAsciiString:
-        // Bytes above 0x7F do not belong there, but keep their number as ISO 8859-1.
+        // Bytes above 0x7F are not allowed here; they are read as ISO 8859-1.
         return Value::String(Text::Latin1(body.content));
       case kUnicodeString:
         return UnicodeText(body.content);
@@ -432,8 +431,7 @@ class BinaryReader {
     return true;
   }
 
-  // Integers of up to four bytes have no sign, eight bytes are signed, and sixteen are signed as
-  // well.
+  // Integers of up to four bytes are unsigned; those of eight and sixteen bytes are signed.
   static bool ParseInteger(std::string_view bytes, Integer& value) {
     if (bytes.size() == 16 && static_cast<signed char>(bytes[0]) < 0) {
       value = {BigEndian(bytes.substr(8)), false};

@@ -38,8 +38,8 @@ void AppendMarkerAndLength(std::string& bytes, Marker marker, std::size_t length
 }
 
 // Numbers the objects in their order, equal strings only once. The bytes of simple values are made
-// at once; those of containers have to wait until all objects are counted, which settles the size
-// of a reference.
+// at once. Those of containers are made at the end, because the number of all objects decides the
+// size of a reference.
 class BinaryWriter final : public Sink {
  public:
   explicit BinaryWriter(std::size_t limit) : limit_(limit) {}
@@ -106,10 +106,10 @@ class BinaryWriter final : public Sink {
     return true;
   }
 
-  // Whether a reader would take what was written so far.
+  // Whether a reader would accept the objects written so far.
   bool HasRoom() const { return written_out_ <= limit_; }
 
-  // Nothing when the result would be larger than the limit.
+  // Nothing when the result would exceed the limit.
   std::optional<std::string> Write() {
     const std::size_t reference_size = SizeOf(objects_.size());
     std::string bytes = std::string(kMagic) + '0';
@@ -141,7 +141,7 @@ class BinaryWriter final : public Sink {
  private:
   static constexpr std::size_t kNoContainer = static_cast<std::size_t>(-1);
 
-  // A piece of values_, or a container.
+  // Either the bytes of values_ from `begin` to `end`, or a container.
   struct Object {
     std::size_t begin;
     std::size_t end;
@@ -160,7 +160,7 @@ class BinaryWriter final : public Sink {
     containers_[open_.back()].values.push_back(index);
   }
 
-  // The bytes of a value go where this points; EndValue is called behind the last of them.
+  // The caller appends the bytes of a value to the result, and then calls EndValue.
   std::string& NewValue() {
     Refer(objects_.size());
     objects_.push_back({values_.size(), 0, kNoContainer});
@@ -174,7 +174,7 @@ class BinaryWriter final : public Sink {
     return Count(0);
   }
 
-  // Counts a value or key with so many units or bytes of content.
+  // Counts a value or key with `content` units or bytes of content.
   bool Count(std::size_t content) {
     written_out_ += SizeWrittenOut(content);
     return HasRoom();
@@ -188,9 +188,9 @@ class BinaryWriter final : public Sink {
     return Count(0);
   }
 
-  // The object of a string, which is made when it is first met.
+  // The object of a string; makes it for the first equal string.
   std::size_t IndexOfString(const Text& text) {
-    // In one of the two forms, so that equal texts have equal bytes.
+    // Equal texts must have equal bytes, so each text is encoded in one way only.
     encoded_.clear();
     if (text.is_ascii()) {
       AppendMarkerAndLength(encoded_, kAsciiString, text.size());
@@ -215,7 +215,7 @@ class BinaryWriter final : public Sink {
     return objects_.size() - 1;
   }
 
-  // The dictionary { "CF$UID" = number } is how a unique identifier looks in memory.
+  // In memory, a unique identifier is the dictionary { "CF$UID" = number }.
   void MakeUniqueIdentifier(const Container& container) {
     if (container.keys.size() != 1 || container.values[0] != last_integer_.object ||
         last_integer_.value.bits > UINT32_MAX) {

@@ -13,7 +13,7 @@ constexpr std::size_t kNowhere = std::string_view::npos;
 using Kind = DamagedMarkup::Kind;
 using Token = DamagedMarkup::Token;
 
-// The body of a tag, between "<" and ">", in one of its forms: "dict", "/dict" or "dict/".
+// The text of a tag between "<" and ">", in one of the forms "dict", "/dict" or "dict/".
 struct Form {
   Kind kind;
   std::string_view name;
@@ -23,14 +23,14 @@ struct Form {
     if (kind == Kind::kEnd) return index == 0 ? '/' : name[index - 1];
     return index < name.size() ? name[index] : '/';
   }
-  // Equal lengths, and no more than so many other bytes.
+  // Whether the body has the same length and differs in at most `most` bytes.
   bool IsNear(std::string_view body, int most) const {
     if (body.size() != size()) return false;
     int wrong = 0;
     for (std::size_t i = 0; i < body.size(); ++i) wrong += body[i] != at(i) ? 1 : 0;
     return wrong <= most;
   }
-  // Equal but for one byte that is missing.
+  // Whether the body is this form without one of its bytes.
   bool IsLongerByOne(std::string_view body) const {
     if (body.size() + 1 != size()) return false;
     std::size_t same = 0;
@@ -47,7 +47,7 @@ struct Form {
 
 template <class Match>
 bool FindForm(Match match, Form& found) {
-  // The longer forms first: "dict" also begins "dict/".
+  // Tries the longer forms first, because "dict/" begins with "dict".
   for (const Kind kind : {Kind::kEnd, Kind::kEmpty, Kind::kStart}) {
     for (const std::string_view name : kNames) {
       const Form form{kind, name};
@@ -69,7 +69,7 @@ int TabsAfterLineEnd(std::string_view gap) {
   return is_line ? static_cast<int>(gap.size()) - 1 : -1;
 }
 
-// Without the attributes.
+// The body of a tag up to its attributes.
 std::string_view WithoutAttributes(std::string_view body) {
   const std::size_t blank = body.find_first_of(kBlanks);
   if (blank == kNowhere) return body;
@@ -102,7 +102,7 @@ Token DamagedMarkup::Next() {
   return {Kind::kNone, {}, false, false, text_.size(), text_.size(), -1};
 }
 
-// Over a comment, an instruction or the document type.
+// Skips a comment, an instruction or the document type.
 bool DamagedMarkup::SkipUnseen() {
   const std::string_view rest = text_.substr(position_);
   if (rest.starts_with("<?")) {
@@ -116,8 +116,8 @@ bool DamagedMarkup::SkipUnseen() {
                                   : rest.starts_with("<!DOCTYPE") && SkipDocumentType();
 }
 
-// XML allows no "--" in a comment: where there is one its end was damaged, unless the end follows
-// before any other markup.
+// XML allows no "--" in a comment. A comment that contains one has a damaged end, unless its end
+// follows before the next markup.
 bool DamagedMarkup::SkipComment() {
   const std::size_t dashes = text_.find("--", position_ + 4);
   if (dashes == kNowhere) return false;
@@ -133,7 +133,7 @@ bool DamagedMarkup::SkipDocumentType() {
   if (!is_in_prolog_ || end == kNowhere || text_[end] == '<') return false;
   std::size_t behind = end + 1;
   if (text_[end] == '[') {
-    is_in_prolog_ = false;  // there is one of them
+    is_in_prolog_ = false;  // a list has one document type
     const std::size_t subset_end = text_.find("]>", end);
     if (subset_end == kNowhere) return false;
     behind = subset_end + 2;
@@ -142,8 +142,8 @@ bool DamagedMarkup::SkipDocumentType() {
   return true;
 }
 
-// From the surest reading to the least sure one: the exact name, one other byte, one byte missing,
-// and at last an unknown element under the name that is written.
+// Tries the surest reading first: the exact name, then one wrong byte, then one missing byte.
+// Otherwise the tag is an unknown element with the name as it is written.
 Token DamagedMarkup::ReadTag() const {
   const std::size_t end = text_.find_first_of("<>", position_ + 1);
   const bool is_whole = end != kNowhere && text_[end] == '>';
@@ -155,7 +155,7 @@ Token DamagedMarkup::ReadTag() const {
   const bool is_empty_with_attributes = written.size() < body.size() && body.ends_with('/');
   Form form{};
   if (end != kNowhere && !is_whole) {
-    // A byte of a tag may have become a "<".
+    // A wrong byte inside the tag may have become a "<".
     constexpr std::size_t kLongest = sizeof "/integer" - 1;
     const std::string_view rest = text_.substr(position_ + 1, kLongest + 1);
     const std::size_t close = std::min(rest.size(), rest.find('>'));

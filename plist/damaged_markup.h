@@ -1,5 +1,5 @@
 // The markup of a damaged XML property list, tag by tag. A tag with one wrong byte counts as the
-// tag that it was; everything else that is not a tag is text.
+// original tag; everything else that is not a tag is text.
 //
 //   in the file        token
 //   <array>            kStart "array"
@@ -9,8 +9,8 @@
 //   <!-- c --> <?pi?>  skipped, as are blanks and the document type
 //   a < b              kText
 //
-// Takes UTF-8, which need not be valid. Never fails; takes time proportional to the text and no
-// memory. Names in tokens refer to the text.
+// The text need not be valid UTF-8. Never fails, takes time proportional to the text, and allocates
+// no memory. Names in tokens refer to the text.
 #pragma once
 
 #include <cstddef>
@@ -30,30 +30,31 @@ class DamagedMarkup {
 
   struct Token {
     Kind kind = Kind::kNone;
-    std::string_view name;    // "dict", or what is written where no name is meant for sure
+    std::string_view name;    // "dict"; the name as it is written if its meaning is unclear
     bool is_damaged = false;  // a byte of the tag is wrong
-    bool is_known = true;     // the name is that of an element
+    bool is_known = true;     // an element of that name exists
     std::size_t begin = 0;
     std::size_t end = 0;
-    // The tabs before a tag that begins a line; -1 for any other.
+    // The number of tabs before a tag that begins a line; -1 for every other tag.
     int tabs = -1;
-    // A start tag with a blank before its ">" and no attributes: "<dict >". No writer makes one,
-    // but one wrong byte makes it of "<dict/>".
+    // A start tag with a blank before its ">" and no attributes: "<dict >". Writers do not make
+    // such tags, but one wrong byte turns "<dict/>" into one.
     bool ends_in_blank = false;
   };
 
   explicit DamagedMarkup(std::string_view text) : text_(text) {}
 
-  // Returns the token at the position, which moves behind it; kNone, again and again, at the end.
+  // Returns the token at the position and moves behind it. At the end it always returns kNone.
   Token Next();
   // Continues at a byte of the text.
   void MoveTo(std::size_t position) { position_ = position; }
 
-  // Where the element of a simple value or key ends whose start tag ends here: behind its end tag.
-  // npos when another tag comes first; `found` is where that one begins.
+  // The end of a simple value or key named `name` whose start tag ends at `from`: the position
+  // behind its end tag. npos when another tag comes first; `found` receives the position of that
+  // tag.
   std::size_t EndOfSimple(std::string_view name, std::size_t from, std::size_t& found);
 
-  // The tag of a container that a text holds because the "<" of the tag is wrong; kNone for none.
+  // The container's tag within a text that lacks only its "<"; kNone when there is none.
   static Token ContainerIn(std::string_view text);
 
  private:

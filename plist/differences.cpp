@@ -54,7 +54,8 @@ class DifferenceSearch {
                      SortedEntries(after != nullptr ? *after : kNothing)});
   }
 
-  // Compares the next name of both sides, which are sorted: the lower name is on one side alone.
+  // Compares the next names of both sides, which are sorted: the lower name is only on its own
+  // side.
   void Step(Pair& pair) {
     const bool has_before = pair.next_before < pair.before.size();
     const bool has_after = pair.next_after < pair.after.size();
@@ -69,8 +70,8 @@ class DifferenceSearch {
     Compare(key, before, after);
   }
 
-  // Notes a difference, or opens the dictionaries of both sides. The name stays on the path while
-  // they are open.
+  // Records a difference, or opens the dictionaries of both sides. Their name stays on the path as
+  // long as they are open.
   void Compare(const Value& key, const Value* old_value, const Value* new_value) {
     const bool has_both = old_value != nullptr && new_value != nullptr;
     if (has_both && old_value->IsSharedWith(*new_value)) return;
@@ -111,14 +112,14 @@ bool MayReplace(const Value& present, const Value& value, ReplaceContainers repl
          present.is_dictionary() == value.is_dictionary();
 }
 
-// The pointers into `base` stay valid: only the innermost open dictionary changes, and one that is
-// opened was made its own by Change.
+// The pointers into `base` stay valid: only the innermost open dictionary changes, and Change has
+// made sure that `base` does not share any open dictionary.
 MergeResult Merge(Value& base, const Value& added, ReplaceContainers replace) {
   struct Pair {
     Value* base;
     Value::Entries::Iterator next;
     Value::Entries::Iterator end;
-    const Value* key;  // of the entry that is being merged
+    const Value* key;  // of the entry being merged
   };
   MergeResult result;
   std::vector<Pair> open;

@@ -20,14 +20,14 @@ using namespace std::string_view_literals;
 
 constexpr size_t kLongestDeclaration = 256;
 
-// Whether bytes are not text of an encoding. Without memory this is not known.
+// Whether the bytes are invalid in an encoding. Throws when memory runs out.
 bool Fails(UErrorCode error) {
   if (error == U_MEMORY_ALLOCATION_ERROR) throw std::bad_alloc();
   return U_FAILURE(error);
 }
 
-// In pieces, because the length of the result is not known. The callbacks make ICU stop at
-// malformed bytes instead of putting a substitute in their place.
+// Converts in pieces, because the length of the result is unknown. The callbacks make ICU stop at
+// malformed bytes instead of writing a substitute.
 std::optional<std::string> Convert(std::string_view bytes, const char* encoding) {
   UErrorCode error = U_ZERO_ERROR;
   const icu::Converter source(icu::ucnv_open(encoding, &error));
@@ -57,7 +57,7 @@ std::optional<std::string> Convert(std::string_view bytes, const char* encoding)
   return text;
 }
 
-// The encoding that an XML declaration at the start of the bytes names.
+// The name of the encoding in an XML declaration at the start of the bytes.
 std::string DeclaredEncoding(std::string_view bytes) {
   if (!bytes.starts_with("<?xml")) return {};
   std::string_view declaration = bytes.substr(0, kLongestDeclaration);
@@ -77,7 +77,7 @@ struct Signature {
   bool is_mark;
 };
 
-// UTF-32 first: its little-endian mark begins with the one of UTF-16.
+// UTF-32 comes first: its little-endian mark begins with that of UTF-16.
 constexpr Signature kSignatures[] = {
     {"\x00\x00\xFE\xFF"sv, "UTF-32BE", true}, {"\xFF\xFE\x00\x00"sv, "UTF-32LE", true},
     {"\xFE\xFF"sv, "UTF-16BE", true},         {"\xFF\xFE"sv, "UTF-16LE", true},
@@ -105,7 +105,7 @@ std::optional<Utf8Text> Decode(std::string_view bytes) {
                        signature.encoding);
     }
   }
-  // The declaration could be read, so the bytes are not in UTF-16, even if it says so.
+  // The declaration was readable, so the bytes are not UTF-16, even if the declaration says so.
   const std::string encoding = DeclaredEncoding(bytes);
   if (!encoding.empty() && !NamesUnicode(encoding)) return Converted(bytes, encoding.c_str());
   if (!IsValidUtf8(bytes)) return std::nullopt;
@@ -120,7 +120,7 @@ std::optional<Utf8Text> TextAsUtf8(std::string_view bytes) {
   return utf8;
 }
 
-// Unit by unit: a converter would stop at the first one that is damaged.
+// Converts unit by unit, because a converter would stop at the first damaged unit.
 std::string SalvagedText(std::string_view bytes) {
   if (bytes.starts_with("\xEF\xBB\xBF")) bytes.remove_prefix(3);
   const auto* signature =
@@ -154,7 +154,7 @@ std::string SalvagedText(std::string_view bytes) {
       AppendCharacter(text, first);
     }
   }
-  // Half a unit at the end.
+  // The text ends within a unit.
   if (at < bytes.size()) text += '\xFF';
   return text;
 }

@@ -1,4 +1,4 @@
-// The bytes of a textual property list, in any encoding that ICU knows, as UTF-8.
+// Converts the bytes of a textual property list, in any encoding that ICU knows, to UTF-8.
 //
 //   the bytes begin with                              encoding
 //   a byte-order mark (Unicode, section 23.8)         that of the mark
@@ -14,14 +14,14 @@
 
 namespace orvik::plist {
 
-// The text is a part of the bytes, or all of what they were converted to.
+// The text is either a part of the bytes or all of `converted`.
 struct Utf8Text {
   Bytes converted;  // null: the text is a part of the bytes
   std::string_view text;
 };
 
 // Returns the text of `bytes` as UTF-8, without its byte-order mark. Nothing if the bytes are not
-// valid in their encoding, if the encoding is unknown, or if the text holds U+0000. UTF-8 is
+// valid in their encoding, if the encoding is unknown, or if the text contains U+0000. UTF-8 is
 // checked but not copied; the result then refers to `bytes`.
 std::optional<Utf8Text> TextAsUtf8(std::string_view bytes);
 

@@ -1,4 +1,4 @@
-// The hash table of a dictionary: it finds the entries of a list, which keeps their order.
+// The hash table of a dictionary. It finds entries in a list that keeps their order.
 //
 //   index.Find(list.size(), hash, matches)             look up
 //   if (list.size() == index.room()) Rebuild and Place every entry of the list again
@@ -21,8 +21,8 @@ namespace orvik {
 namespace [[gnu::visibility("default")]] plist {
 
 // The hash of a string's units: SipHash-1-3 (Aumasson and Bernstein, 2012) with a random key of the
-// process, so that no file can hold keys that were chosen to collide. ISO 8859-1 bytes have the
-// hash of the same text in UTF-16.
+// process, so that no file can contain keys that were chosen to collide. ISO 8859-1 bytes have the
+// same hash as the same text in UTF-16.
 std::uint32_t HashOfUnits(std::string_view latin1);
 std::uint32_t HashOfUnits(std::u16string_view units);
 
@@ -31,8 +31,8 @@ class EntryIndex {
   static constexpr std::size_t kSearched = 8;
   static constexpr std::size_t kNowhere = static_cast<std::size_t>(-1);
 
-  // The index of the entry with this hash for which matches(index) is true; kNowhere: none. The
-  // list has `size` entries, removed ones included.
+  // The index of the entry with this hash for which matches(index) is true, or kNowhere. The list
+  // has `size` entries, including removed ones.
   template <class Matches>
   std::size_t Find(std::size_t size, std::uint64_t hash, Matches matches) const {
     if (slots_.empty()) {
@@ -47,10 +47,10 @@ class EntryIndex {
     return kNowhere;
   }
 
-  // The entries, removed ones included, that the table has room for.
+  // The number of entries, including removed ones, for which the table has room.
   std::size_t room() const { return slots_.empty() ? kSearched : slots_.size() / 3 * 2; }
 
-  // Empties the table and makes room for so many entries; Place then adds each of them.
+  // Empties the table and makes room for `capacity` entries; the caller then adds each with Place.
   void Rebuild(std::size_t capacity) {
     slots_.clear();
     if (capacity <= kSearched) return;
@@ -59,7 +59,7 @@ class EntryIndex {
     slots_.resize(size);
   }
 
-  // Adds the entry at `index` of the list. The table must have room; the key must not be in it.
+  // Adds the entry at `index` of the list. The table must have room and must not contain the key.
   void Place(std::size_t index, std::uint64_t hash) {
     if (slots_.empty()) return;
     std::size_t slot = First(hash);
@@ -74,7 +74,7 @@ class EntryIndex {
   }
   std::size_t Next(std::size_t slot) const { return (slot + 1) & (slots_.size() - 1); }
 
-  std::vector<std::uint32_t> slots_;  // index + 1; 0 is free
+  std::vector<std::uint32_t> slots_;  // index + 1; 0 for a free slot
 };
 
 }  // namespace plist

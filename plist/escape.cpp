@@ -19,12 +19,12 @@ bool IsForbiddenControl(char16_t unit) {
   return unit < 0x20 && unit != u'\t' && unit != u'\n' && unit != u'\r';
 }
 
-// Whether XML cannot carry the unit; surrogates are meant as lone ones.
+// Whether XML cannot carry the unit. A surrogate passed here is a lone one.
 bool IsForbidden(char16_t unit) {
   return IsForbiddenControl(unit) || IsSurrogate(unit) || unit >= 0xFFFE;
 }
 
-// The unit that four upper-case digits at the position name, or -1.
+// The unit whose four upper-case digits are at the position, or -1.
 int UnitOfDigits(std::u16string_view text, size_t position) {
   if (text.size() < kDigits || position > text.size() - kDigits) return -1;
   int unit = 0;
@@ -41,10 +41,10 @@ int UnitOfDigits(std::u16string_view text, size_t position) {
   return unit;
 }
 
-// The unit of the escape whose digits begin at the position, or -1 where there is none.
+// The unit of the escape whose digits begin at the position, or -1 if there is no escape.
 int EscapedUnit(std::u16string_view text, size_t position) {
   const int unit = UnitOfDigits(text, position);
-  // U+FDD0 is escaped only where it would read as an escape itself.
+  // U+FDD0 itself is escaped only if it would otherwise read as an escape.
   int last = unit;
   while (last == kEscape) last = UnitOfDigits(text, position += kDigits);
   return last >= 0 && IsForbidden(static_cast<char16_t>(last)) ? unit : -1;
@@ -55,7 +55,7 @@ void AppendEscape(std::string& xml, char16_t unit) {
   for (int shift = 12; shift >= 0; shift -= 4) xml += kHexDigits[unit >> shift & 0xF];
 }
 
-// The bytes that are not written as they are.
+// The bytes that cannot be written unchanged.
 constexpr std::array<bool, 256> kSpecial = [] {
   std::array<bool, 256> special = {};
   for (size_t c = 0; c < 0x20; ++c) special[c] = c != '\t' && c != '\n';
@@ -81,7 +81,7 @@ void AppendAscii(std::string& xml, std::string_view text) {
   xml.append(text, start);
 }
 
-// For XML, or for a form that carries everything but lone surrogates.
+// Appends units for XML, or for a form that carries everything but lone surrogates.
 void AppendUnits(std::string& utf8, std::u16string_view text, bool is_xml) {
   for (size_t i = 0; i < text.size(); ++i) {
     const char16_t unit = text[i];
@@ -112,9 +112,9 @@ void AppendEscapedText(std::string& xml, const Text& text) {
   }
 }
 
-// Eight bytes at a time: a byte's high bit is set in a word where the byte is zero, below 0x20 or
-// above 0x7F. Borrows between bytes can set it in a byte too many, above the lowest one that is
-// right; the loop behind finds out.
+// Tests eight bytes at a time. In `special` the high bit is set for each special byte. A borrow
+// from a lower byte may also set it for an ordinary byte, but only above the lowest special one;
+// the loop after this checks each byte.
 size_t PlainTextEnd(std::string_view xml, size_t position) {
   constexpr std::uint64_t kOnes = 0x0101010101010101;
   constexpr std::uint64_t kHighBits = 0x80 * kOnes;

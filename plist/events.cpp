@@ -44,7 +44,7 @@ Taking ValueBuilder::Dictionary(const XmlDictionary& dictionary) {
   return Add(Value::Dictionary(dictionary)) ? Taking::kTaken : Taking::kFailed;
 }
 
-// A root, an element, or the value of the key that was sent.
+// The root, an element of an array, or the value of the key that was sent.
 bool ValueBuilder::HasPlace() const {
   return open_.empty() ? !root_ : open_.back().value.is_array() || open_.back().key;
 }
@@ -67,8 +67,8 @@ bool ValueBuilder::Open(Value container) {
   return true;
 }
 
-// The entries of all open containers lie in one vector, each container's behind those of the one
-// around it: a walk of any depth makes few allocations.
+// The entries of all open containers are in one vector, those of an inner container after those of
+// the outer one, so that a walk of any depth makes few allocations.
 bool ValueWalk::Run(const Value* root) {
   if (!Visit(root)) return false;
   while (!open_.empty()) {
@@ -88,7 +88,7 @@ bool ValueWalk::Run(const Value* root) {
 
 std::string ValueWalk::Path() const {
   std::string path;
-  // A container whose first entry was not visited yet is itself the place.
+  // If no entry of a container was visited, the container itself is the place.
   for (const Container& container : open_) {
     if (container.next == container.first) break;
     if (!path.empty()) path += '/';
@@ -121,8 +121,8 @@ bool ValueWalk::Visit(const Value* value) {
   return false;
 }
 
-// Puts the entries of a container on the stack, sorted if the order asks for it. Most dictionaries
-// that were read are sorted already.
+// Puts the entries of a container on the stack, sorted if the order requires it. Most dictionaries
+// that were read are already sorted.
 bool ValueWalk::OpenContainer(const Value* value) {
   if (open_.size() == kMaximumDepth) return false;
   const std::size_t first = entries_.size();

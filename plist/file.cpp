@@ -20,7 +20,7 @@ namespace orvik::plist {
 
 namespace {
 
-// A network volume answers ESTALE when another machine replaced the file between two steps.
+// A network volume returns ESTALE when another machine replaced the file between two calls.
 constexpr int kStaleTries = 3;
 // A file that is written in place starts with room for longer values.
 constexpr std::size_t kRoomInPlace = 512;
@@ -34,7 +34,7 @@ FileWriterWait& WaitForWriter() {
 
 thread_local KeptAsideFiles* kept_aside_files = nullptr;
 
-// 0, EINVAL or EFBIG.
+// Returns 0, EINVAL or EFBIG.
 int Serialize(const Value& root, std::string& bytes) {
   Failure failure;
   std::optional<std::string> xml = WriteXml(root, &failure);
@@ -47,12 +47,12 @@ int Serialize(const Value& root, std::string& bytes) {
 
 std::string PreferenceFile(PreferenceFolder folder, std::u16string_view domain) {
   const std::optional<std::string> name = host::FileNameToBytes(domain);
-  // Lone surrogates are bytes that are no UTF-8; two of them can mean the same name.
+  // Lone surrogates become bytes that are not UTF-8; two different ones can give the same name.
   if (!name || name->size() > kMaximumDomainBytes || domain.find(u'\\') != domain.npos ||
       FindUnpairedSurrogate(domain) != domain.npos) {
     return {};
   }
-  // The lock record of a domain, ".<domain>.lock.plist" in the end, needs a name, too.
+  // The lock record of a domain needs a file name, too; the longest is ".<domain>.lock.plist".
   constexpr std::size_t kLongestName = 255 - (sizeof "..lock.plist" - 1);
   for (std::string_view rest = *name;;) {
     const std::size_t slash = rest.find('/');
@@ -107,7 +107,7 @@ int File::Lock(Folder folder, int milliseconds) {
 }
 
 void File::FindForChange(Folder folder) {
-  // The folder itself leads no further, as a link under the file's name would.
+  // Finds only the folder, so that a link under the file's name is not followed.
   const bool follows = saving_ == Saving::kWhole || path_.empty();
   const std::string path = follows ? path_ : std::string(host::ParentPath(path_)) + "/.";
   place_ = folder == Folder::kMake ? host::MakePlace(path)
@@ -129,13 +129,13 @@ int File::OpenAndRead(std::string* bytes) {
   const int error =
       host::ReadWholeFile(place_, kLimit, bytes, &opened_, is_writable_ ? O_RDWR : O_RDONLY);
   if (!is_writable_ || (error != EACCES && error != EPERM && error != EROFS)) return error;
-  // A file that may not be written may be readable.
+  // A file that cannot be written may still be readable.
   is_writable_ = false;
   return host::ReadWholeFile(place_, kLimit, bytes, &opened_);
 }
 
 int File::ReadBytes(std::string* bytes) {
-  // Somebody else changes the file only if the lock's file was removed meanwhile.
+  // Another process can change the file only if the lock file was removed meanwhile.
   constexpr int kTries = 100;
   for (int tries = 1;; ++tries) {
     const int error = OpenAndRead(bytes);
@@ -163,7 +163,7 @@ void File::AwaitWriter() {
   timespec now;
   clock_gettime(CLOCK_REALTIME, &now);
   const std::int64_t age = now.tv_sec * kSecond + now.tv_nsec - opened_.identity.modified;
-  // Clocks of servers differ; a time far ahead says nothing.
+  // The clocks of servers differ; a modification time far ahead is meaningless.
   if (age > kSecond || age < -60 * kSecond) return;
   int quiet = 0;
   for (int looks = 0; looks < 5 * kLooksPerSecond && quiet < kLooksPerSecond; ++looks) {
@@ -176,8 +176,8 @@ void File::AwaitWriter() {
   }
 }
 
-// Looks the file up again after ESTALE: on a network volume the folder may have another file by
-// now.
+// After ESTALE it looks the file up again, because the folder on the network volume may contain
+// another file now.
 File::Contents File::ReadOnce() {
   root_ = {};
   bytes_.reset();
@@ -225,8 +225,8 @@ int File::Save(const Value& root) {
   return Replace(bytes);
 }
 
-// An unreadable file is replaced only after it was kept aside; what was read is replaced if it is
-// still the file that was read (host/replace_file.h).
+// Replaces an unreadable file only after it was kept aside. Replaces a file that was read only if
+// it is still the same file (host/replace_file.h).
 int File::Replace(std::string_view bytes) {
   if (!is_locked()) return place_.error != 0 ? place_.error : EINVAL;
   const bool is_superseded = contents_ == Contents::kUnreadable && !kept_.path.empty();
@@ -237,7 +237,7 @@ int File::Replace(std::string_view bytes) {
   wrote_ = result.wrote;
   if (result.wrote) {
     lock_.KeepFile();
-    // The old file is no longer there to be put back, or to be written.
+    // The old file can no longer be put back or written to.
     if (!kept_.path.empty() && kept_aside_files != nullptr) {
       kept_aside_files->files_.push_back({path_, kept_.path});
     }
@@ -261,7 +261,7 @@ int File::SaveInPlace(const Value& root) {
     return 0;
   }
   if (!is_writable_) {
-    // As after Replace: the new file is not open.
+    // After Replace, for instance, the new file is not open.
     host::OpenedFile own;
     std::string present;
     const int error = host::ReadWholeFile(place_, kMaximumFileSize, &present, &own, O_RDWR);

@@ -1,5 +1,5 @@
-// A property-list file with top-level entries: looked up once, locked, read once, and replaced
-// whole. Preferences and the stores above the platform use it alike.
+// A property-list file whose root is a dictionary: found once, locked, read once, and replaced as a
+// whole. Preferences and the stores above the platform use this class.
 //
 //   plist::File file(path);
 //   if (int error = file.Lock(File::Folder::kMake)) return error;      // a change; else only Read
@@ -8,19 +8,19 @@
 //   return file.Save(changed(file.root()));
 //
 // The replacement is atomic, even across a crash; a reader without the lock sees the old or the new
-// file. The new file keeps mode, owner and extended attributes of the old one
+// file. The new file keeps the mode, owner and extended attributes of the old one
 // (host/replace_file.h).
 //
-// Errors are error numbers of Linux. Only ENOENT means that the file is missing: everything else
-// that keeps it from being read (a file in place of a folder, a loop of links, a socket, ESTALE
-// from a network volume, no permission) makes it unreadable. So does EFBIG: the file, or what a
-// binary list becomes with its shared objects written out, is longer than
-// kMaximumFileSize. Reading creates no files or folders.
+// Errors are errno values. Only ENOENT means that the file is missing. Every other obstacle (a file
+// in place of a folder, a loop of links, a socket, ESTALE from a network volume, no permission)
+// makes the file unreadable. So does EFBIG: the file is longer than kMaximumFileSize, or a binary
+// list is too large with its shared objects written out (forms.h). Reading creates no files or
+// folders.
 //
-// A change follows symbolic links only when they are root's or the caller's; any other one is EPERM
-// with its path in obstacle(), and is logged. Without a change all links are followed.
+// A change follows only symbolic links of root or the caller. Any other link is EPERM with its path
+// in obstacle(), and is logged. Without a change all links are followed.
 //
-// An object serves one operation of one thread.
+// Use an object for one operation on one thread.
 #pragma once
 
 #include <cerrno>
@@ -46,15 +46,15 @@ enum class PreferenceFolder {
 };
 
 // Returns the path (bytes) of the file "<domain>.plist" in the folder, whether or not it exists; a
-// "/" in the domain leads into a folder. "" for a domain that cannot name a file of its own: one
-// that is empty, has more than kMaximumDomainBytes bytes of UTF-8, holds NUL, "\" or a lone
+// "/" in the domain leads into a subfolder. "" for a domain that cannot name a file of its own: one
+// that is empty, has more than kMaximumDomainBytes bytes of UTF-8, contains NUL, "\" or a lone
 // surrogate, begins or ends with "/", or has an empty, "." or ".." component or one of more than
 // 243 bytes (248 with the ending ".lock", so that the lock record of every domain has a name).
 std::string PreferenceFile(PreferenceFolder folder, std::u16string_view domain);
 inline constexpr std::size_t kMaximumDomainBytes = 1023;
 
-// Lists the files that this thread kept aside and replaced while the object lives: for callers of
-// functions that do not report them. Objects nest.
+// Lists the files that this thread has kept aside and replaced during the object's life, for
+// callers of functions that do not report them. Objects may be nested.
 class KeptAsideFiles {
  public:
   struct Kept {
@@ -76,8 +76,8 @@ class KeptAsideFiles {
   KeptAsideFiles* outer_;
 };
 
-// Sleeps for 20 ms between two reads of a file that may still be written. Tests set another
-// function; the previous one is returned.
+// The function that waits 20 ms between two reads of a file that may still be written. Tests set
+// another function; the call returns the previous one.
 using FileWriterWait = std::function<void()>;
 FileWriterWait ExchangeFileWriterWait(FileWriterWait wait);
 
@@ -87,82 +87,84 @@ class File {
     kMissing,
     kUnreadable,
     kDamaged,        // not a property list
-    kNotDictionary,  // a property list of another kind
+    kNotDictionary,  // a property list whose root is not a dictionary
     kEntries,
   };
 
   enum class Saving { kWhole, kInPlace };
 
-  // "" is a file that cannot be located: it is missing, and changing it is EINVAL. For a change of
-  // a file that is saved in place a link under its name is not followed (ELOOP).
+  // "" is a file without a path: it is missing, and changing it is EINVAL. With Saving::kInPlace, a
+  // change does not follow a link under the file's name (ELOOP).
   explicit File(std::string path, host::Flush flush = host::Flush::kToDisk,
                 Saving saving = Saving::kWhole);
-  // Unless the new file was saved, one that was kept aside is put back.
+  // Puts a file that was kept aside back, unless the new file was saved.
   ~File();
   File(const File&) = delete;
   File& operator=(const File&) = delete;
 
   const std::string& path() const { return path_; }
 
-  // Opens the file's folder for a change and locks it to the end of the object's life, so that
-  // no other user of this class changes a file of the folder (host/file_lock.h). Read comes
-  // afterwards. ENOENT: the folder is missing and not to be made. EWOULDBLOCK: another holds the
+  // Opens the file's folder for a change and locks it until the object ends, so that no other user
+  // of this class changes a file of the folder (host/file_lock.h). Call Read afterwards. ENOENT:
+  // the folder is missing, and `folder` is kFind. EWOULDBLOCK: another process or thread holds the
   // lock for the whole wait.
   enum class Folder { kFind, kMake };
   int Lock(Folder folder, int milliseconds = kLockMilliseconds);
   void Unlock() { lock_ = {}; }
   bool is_locked() const { return lock_.held(); }
-  // Whether Lock failed because the lock's file, which obstacle() names, may not be used.
+  // Whether Lock failed because the lock file, whose path is obstacle(), may not be used.
   bool is_lock_refused() const { return lock_.error() == EINVAL && *lock_.obstacle() != '\0'; }
 
-  // Finds the place of the file as for a change, but takes no lock: 0 or an error number. Read then
-  // looks there.
+  // Finds the place of the file as for a change, but does not lock it: 0 or an errno. Read then
+  // uses that place.
   int Find();
 
-  // Reads and parses the file. Under the lock its content is locked, too, where the caller may
-  // write it (EWOULDBLOCK: another holds that for what is left of the wait). A file that is
-  // damaged, and was changed less than a second ago, may be one that an editor or a copy is writing
-  // in place: under the lock it is read again whenever it changes, until it is whole or has not
-  // changed for a second, for five seconds at most.
+  // Reads and parses the file. Under the lock it also locks the file's content, if the caller may
+  // write the file (EWOULDBLOCK: another process holds that lock for the rest of the wait). A
+  // damaged file that was changed less than a second ago may be one that an editor or a copy is
+  // still writing in place: under the lock it is read again after every change, until it is valid
+  // or has not changed for a second, for at most five seconds.
   Contents Read();
   // The result of the last Read.
   Contents contents() const { return contents_; }
-  int error() const { return error_; }           // why it is kUnreadable
-  const Value& root() const { return root_; }    // no value unless it is a property list
-  const Bytes& bytes() const { return bytes_; }  // null when they could not be read
-  // Of the file that Read or Save left.
+  int error() const { return error_; }           // the reason for kUnreadable
+  const Value& root() const { return root_; }    // no value unless the file is a property list
+  const Bytes& bytes() const { return bytes_; }  // null if they could not be read
+  // The identity of the file after Read or Save.
   const host::FileIdentity& identity() const { return opened_.identity; }
   const host::OpenedFile& opened() const { return opened_; }
   const host::FilePlace& place() const { return place_; }
-  bool has_place() const { return has_place_; }  // found as for a change, or not to be found
+  bool has_place() const { return has_place_; }  // Lock or Find has looked for it
 
-  // The path of what made Lock or Read fail, if it is another one than the file's; "" otherwise.
+  // The path at which Lock or Read failed, if that is not the file's own path; "" otherwise.
   const std::string& obstacle() const { return place_.obstacle; }
 
-  // Keeps a file that is no property list of entries beside its place, so that Save can replace it
-  // (host/keep_beside.h). Of unreadable files only those are kept that the caller may not read;
-  // after any other error the file may be readable again, and the error is returned.
+  // Keeps a damaged file, or a list that is not a dictionary, beside its place, so that Save can
+  // replace it (host/keep_beside.h). An unreadable file is kept only if the caller has no
+  // permission to read it. After any other error the file may become readable again, so KeepAside
+  // returns that error.
   int KeepAside();
-  // Where KeepAside put it.
+  // The path of the kept file.
   const std::string& kept_path() const { return kept_.path; }
 
-  // Makes the file hold the property list as XML: EINVAL when it cannot be written as one, EFBIG
-  // when it would be too large to be read again, EEXIST when Read found no file and there is one
-  // now (RepeatWhileMade). A file with these very bytes is not written, only
-  // put on disk. Needs Lock and Read.
+  // Replaces the content of the file by the property list as XML. EINVAL when the list cannot be
+  // written as XML, EFBIG when the result would be too large to be read again, EEXIST when Read
+  // found no file and there is one now (RepeatWhileMade). A file that already has these bytes is
+  // only flushed to disk. Requires Lock and Read.
   int Save(const Value& root);
-  // The same by writing into the file, padded with line feeds to the size that it has, so that no
-  // room is needed. A file that is missing, too short or no property list of entries is replaced.
+  // The same, but writes into the existing file, padded with line feeds to its present size, so
+  // that it needs no more room. A file that is missing, too short, damaged or not a dictionary is
+  // replaced.
   int SaveInPlace(const Value& root);
   bool wrote() const { return wrote_; }
 
-  // Puts the file that Read found on disk, with its name.
+  // Flushes the file that Read found, and its name, to disk.
   int Flush();
 
-  // Removes the file with this identity (its device and inode), if it still has the name.
+  // Removes the file if it still has this identity (device and inode).
   int Remove(const host::FileIdentity& known);
 
-  // Longer than any queue of changes takes; a holder that was stopped does not stop everybody.
+  // Longer than any queue of changes takes. A stopped holder must not stop all other processes.
   static constexpr int kLockMilliseconds = 10'000;
 
  private:
@@ -177,11 +179,11 @@ class File {
   host::Flush flush_;
   Saving saving_;
   host::FilePlace place_;
-  bool has_place_ = false;  // found as for a change
+  bool has_place_ = false;  // set by FindForChange unless a folder is missing
   host::FolderLock lock_;
   std::chrono::steady_clock::time_point lock_deadline_;
   host::OpenedFile opened_;
-  bool is_writable_ = false;  // opened for writing, too
+  bool is_writable_ = false;  // opened for reading and writing
   host::KeptFile kept_;
   bool wrote_ = false;
   Contents contents_ = Contents::kMissing;
@@ -190,9 +192,9 @@ class File {
   Value root_;
 };
 
-// Repeats a change, which locks, reads and saves a file, while it gives EEXIST: a process that
-// takes no lock made the file after it was read as missing, and the change has to be made to that
-// one. Gives up after a few times. Returns what the change gave last.
+// Repeats a change, which locks, reads and saves a file, as long as its result is EEXIST: a process
+// without the lock made the file after it was read as missing, so the change must be made to that
+// file. Gives up after a few times. Returns the last result of the change.
 template <std::invocable Change>
 int RepeatWhileMade(Change change) {
   int error = EEXIST;

@@ -14,14 +14,14 @@ bool BeginsWithMarkup(std::string_view text) {
   constexpr std::string_view kBlank = " \t\r\n", kDigits = " \t\r\n0123456789abcdefABCDEF";
   const std::size_t start = text.find_first_not_of(kBlank);
   if (start == text.npos || text[start] != '<') return false;
-  // "<" and hexadecimal digits are the data of the old text form.
+  // "<" with hexadecimal digits is data in the old text form.
   const std::size_t end = text.find_first_not_of(kDigits, start + 1);
   return end == text.npos || text[end] != '>';
 }
 
 }  // namespace
 
-// A dictionary that lies no deeper here than in its text fits: its text was checked.
+// A dictionary that is no deeper here than in its text fits, because its text was checked.
 Taking Checker::Dictionary(const XmlDictionary& dictionary) {
   const bool is_checked = static_cast<std::size_t>(dictionary.depth()) >= depth_;
   return is_checked ? Taking::kTaken : Taking::kWantsEntries;
@@ -31,8 +31,8 @@ Reading Read(std::string_view bytes) {
   return Read(std::make_shared<const std::string>(bytes));
 }
 
-// The binary mark decides first. Of texts, one that begins with "<" is XML, unless it is data of
-// the old form; anything else is the old form, which has no mark.
+// The binary mark decides first. A text that begins with "<" is XML, unless this is data of the old
+// form. Everything else is the old form, which has no mark.
 Reading Read(const Bytes& bytes) {
   if (bytes->starts_with("bplist")) return ReadBinary(*bytes);
   Reading reading;

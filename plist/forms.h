@@ -8,10 +8,11 @@
 //   old text  { key = value; }, and files of strings without the       never
 //             outer braces; all leaves are strings or data
 //
-// Invalid bytes, and values that no form can hold, give nothing: nothing is read or written in
-// part. The error text of a textual form names line and column. Both directions allow kMaximumDepth
-// nested containers and kMaximumFileSize bytes (sink.h), so that everything written can be read
-// again. A binary list counts with its shared objects written out.
+// Invalid bytes, and values that no form can hold, give no result; nothing is read or written in
+// part. The error text of a textual form has a line and a column. Reading and writing allow
+// kMaximumDepth nested containers and kMaximumFileSize bytes (sink.h), so that everything written
+// can be read again. A binary list counts with its shared objects written out; it may also have at
+// most 16 values for each byte of the file.
 //
 // XML knows only the five predefined entities and character references. The last of two equal keys
 // wins. A unit that XML cannot carry (a control character other than tab, line feed and carriage
@@ -23,13 +24,13 @@
 //   U+FDD0 "0000"           U+FDD0 FDD0 0000     (only what would read as an escape is escaped)
 //   U+FDD0 "zebra"          U+FDD0 zebra         (as other programs may have written it)
 //
-// A carriage return is written as "&#13;", so that it outlives the line-end rule of XML. The
-// element of a date has whole seconds; a date with a fraction, or without a year of at most eight
-// digits, has its IEEE 754 bits in an attribute that other programs ignore:
+// A carriage return is written as "&#13;", so that it survives the line-end rule of XML. The
+// element of a date has whole seconds. A date with a fraction, or without a year of at most eight
+// digits, keeps its IEEE 754 bits in an attribute that other programs ignore:
 //
 //   0.25 s after the start of 2001   <date exact="3fd0000000000000">2001-01-01T00:00:00Z</date>
 //
-// The attribute counts only if the element's text is the text that is written for its bits.
+// The attribute counts only if the element has the text that is written for these bits.
 #pragma once
 
 #include <optional>
@@ -44,47 +45,46 @@ namespace [[gnu::visibility("default")]] plist {
 
 enum class Format { kNone = 0, kOldText = 1, kXml = 100, kBinary = 200 };
 
-// The value, or none with the reason.
+// A value, or no value and the reason.
 struct Reading {
   Value root;
   Format format = Format::kNone;
   std::string error;
-  // The list is valid, but larger than kMaximumFileSize with its shared objects written out.
+  // The list is too large with its shared objects written out.
   bool is_too_large = false;
 };
 
-// Detects the form. Dictionaries that were read from XML share the bytes until their first use.
-// `bytes` must not be null. Never throws but std::bad_alloc, whatever the bytes are; takes time and
-// memory proportional to them, except that shared objects of the binary form are counted, not
-// copied.
+// Detects the form and reads it. Dictionaries from XML share `bytes` until their first use. `bytes`
+// must not be null. Throws nothing but std::bad_alloc, for any bytes. Takes time and memory
+// proportional to the bytes; shared objects of the binary form are counted, not copied.
 Reading Read(const Bytes& bytes);
 Reading Read(std::string_view bytes);
 
 Reading ReadBinary(std::string_view bytes);
-// The text in valid UTF-8, without a byte-order mark.
+// `text` is valid UTF-8 without a byte-order mark.
 Reading ReadOldText(std::string_view text);
 
 inline constexpr std::string_view kTooLarge =
     "The property list is too large: written out it has more than 512 MiB";
 static_assert(kMaximumFileSize == std::size_t{512} << 20);
 
-// Why and where a value cannot be written.
+// The reason why a value cannot be written, and the place in the value.
 struct Failure {
-  // The bytes would exceed the limit; otherwise a value of kNone or too many nested containers.
+  // True: too many bytes. False: a value of kNone, or containers nested too deep.
   bool is_too_large = false;
   // The keys and indices that lead to the value, with "/" between them, in UTF-8.
   std::string path;
 };
 
-// Nothing when the value cannot be written. Then `failure`, unless null, says why. The memory used
-// is at most a small multiple of the limit.
+// Nothing when the value cannot be written; `failure`, unless null, then receives the reason. The
+// memory used is at most a small multiple of the limit.
 std::optional<std::string> WriteXml(const Value& value, Failure* failure = nullptr,
                                     std::size_t limit = kMaximumFileSize);
 std::optional<std::string> WriteBinary(const Value& value, Failure* failure = nullptr,
                                        std::size_t limit = kMaximumFileSize);
 
-// The path of a part that no property list can hold (no value, or containers nested too deep), as
-// in Failure; nothing for a value that can be written.
+// The path, as in Failure, of a part that a property list cannot hold (no value, or containers
+// nested too deep); nothing for a value that can be written.
 std::optional<std::string> FindFault(const Value& value);
 
 }  // namespace plist

@@ -21,10 +21,10 @@ namespace chrono = std::chrono;
 
 constexpr std::int64_t kSecondsPerDay = 86400;
 constexpr chrono::sys_days kFirstDay = chrono::year(2000) / 1 / 1;
-// The day of 2001-01-01 from there.
+// The number of 2001-01-01 when 2000-01-01 is day 0.
 constexpr std::int64_t kReferenceDay = 366;
 constexpr std::int64_t kLastYear = 99999999;
-// In seconds from 2001: beyond this a year may have more digits than kLastYear.
+// Seconds from 2001. A date beyond this may have a year with more digits than kLastYear.
 constexpr double kFarthestDate = static_cast<double>(kLastYear - 2001) * 365.2425 * kSecondsPerDay;
 constexpr double kStartOfYear1 = -63113904000;
 constexpr double kEndOfYear9999 = 252423993599;
@@ -35,7 +35,7 @@ std::string_view Trimmed(std::string_view text) {
   return text;
 }
 
-// Takes a sign off the front; true for a minus.
+// Removes a sign from the front; true for a minus.
 bool TakeSign(std::string_view& text) {
   if (text.empty() || (text.front() != '-' && text.front() != '+')) return false;
   const bool negative = text.front() == '-';
@@ -48,11 +48,11 @@ bool EqualsIgnoringCase(std::string_view text, std::string_view lower) {
                     [](char a, char b) { return (a >= 'A' && a <= 'Z' ? a + 32 : a) == b; });
 }
 
-// The library's calendar has years of 16 bits: dates go through years near 0 and 2000, because the
+// The library's calendar has years of 16 bits, so dates are moved to years near 0 and 2000: the
 // Gregorian calendar repeats itself after 400 years.
 constexpr std::int64_t kCycleYears = 400, kCycleDays = 146097;
 
-// The day of a date when 2000-01-01 is day 0; nothing for a day that its month does not have.
+// The number of a day when 2000-01-01 is day 0; nothing for a day that the month does not have.
 std::optional<std::int64_t> DayOfDate(std::int64_t year, int month, int day) {
   const chrono::year_month_day date =
       chrono::year(static_cast<int>(year % kCycleYears)) / month / day;
@@ -60,7 +60,7 @@ std::optional<std::int64_t> DayOfDate(std::int64_t year, int month, int day) {
   return (chrono::sys_days(date) - kFirstDay).count() + year / kCycleYears * kCycleDays;
 }
 
-// Two digits behind the separator, when that is there; false when they are malformed.
+// Reads two digits after the separator, if that is present; false when they are malformed.
 bool TakeField(std::string_view& text, char separator, int& field, int maximum = 99) {
   if (text.empty() || text.front() != separator) return true;
   if (text.size() < 3) return false;
@@ -75,7 +75,7 @@ bool TakeField(std::string_view& text, char separator, int& field, int maximum =
   return true;
 }
 
-// The 16 hexadecimal digits of the bits of a double.
+// Parses the 16 hexadecimal digits of the bits of a double.
 std::optional<double> ParseExactDate(std::string_view digits) {
   std::uint64_t bits = 0;
   const char* end = digits.data() + digits.size();
@@ -120,7 +120,7 @@ std::optional<double> ParseReal(std::string_view text) {
     const auto [stop, error] = std::from_chars(text.data(), end, value);
     if (stop != end) return std::nullopt;
     if (error == std::errc::result_out_of_range) {
-      // The library does not say at which end.
+      // The library does not say whether the number is too large or too small.
       value = RealAtStart(std::string(text).c_str());
     }
   }
@@ -208,7 +208,7 @@ void AppendExactDate(std::string& xml, double seconds) {
 }
 
 void AppendData(std::string& xml, std::string_view bytes, int indentation) {
-  // 19 groups of four characters; a tab takes the place of two.
+  // 19 groups of four characters; each tab is as wide as two groups.
   const auto line_bytes = static_cast<size_t>(std::max(4, 19 - 2 * indentation)) * 3;
   for (; !bytes.empty(); bytes.remove_prefix(std::min(line_bytes, bytes.size()))) {
     xml.append(static_cast<size_t>(indentation), '\t');

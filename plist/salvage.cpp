@@ -9,7 +9,7 @@ namespace orvik::plist {
 
 namespace {
 
-// A byte of the mark may be wrong.
+// Allows one wrong byte in the mark.
 bool BeginsLikeBinary(std::string_view bytes) {
   constexpr std::string_view kMark = "bplist00";
   std::size_t same = 0;
@@ -19,8 +19,8 @@ bool BeginsLikeBinary(std::string_view bytes) {
   return bytes.starts_with("bplist") || same + 1 == kMark.size();
 }
 
-// By the first byte, which survives most damage. A file that begins with neither "<" nor "{" is
-// tried as XML and, when that gives nothing, as the old text form.
+// The first byte, which survives most damage, decides the form. A file that begins with neither "<"
+// nor "{" is tried as XML and, if that saves nothing, as the old text form.
 Value SalvageAnyForm(std::string_view bytes, Losses& losses) {
   if (BeginsLikeBinary(bytes)) {
     Value root = SalvageBinary(bytes, losses);
@@ -47,8 +47,8 @@ Value SalvageAnyForm(std::string_view bytes, Losses& losses) {
 
 }  // namespace
 
-// In one pass over the text, because the places ascend: counting from the start for each loss would
-// take time that grows with the square.
+// Makes one pass over the text, because the places ascend: counting from the start for each loss
+// would take quadratic time.
 void Losses::NamePlaces(const std::string_view* text) {
   std::stable_sort(list_.begin(), list_.end(),
                    [](const Loss& a, const Loss& b) { return a.place < b.place; });

@@ -21,7 +21,7 @@ bool IsContainer(std::string_view name) {
 }
 
 // Whether the only "<dict >" or "<array >" of the text is a "<dict/>" or "<array/>" whose "/"
-// became a blank: one end tag of this name is missing, and no other tag is wrong.
+// became a blank: one end tag of this name is missing, and all other tags match.
 bool HasBlankForSlash(std::string_view text) {
   DamagedMarkup markup(text);
   std::string_view name;
@@ -41,7 +41,7 @@ bool HasBlankForSlash(std::string_view text) {
 class Salvager {
  public:
   explicit Salvager(std::string_view text) : text_(text), markup_(text) {
-    // Values are read one by one, each in the encoding of the whole.
+    // Values are parsed one by one, each with the XML declaration of the whole text.
     if (text.starts_with("<?xml")) {
       const std::size_t end = text.substr(0, 256).find("?>");
       declaration_ = text.substr(0, end == kNowhere ? 0 : end + 2);
@@ -68,16 +68,16 @@ class Salvager {
   }
 
  private:
-  // A container of the list. Its value is null if it is lost with everything in it. The pointer
-  // stays valid: only the innermost container changes.
+  // A container of the list. `value` is null if the container is lost with its content. The pointer
+  // stays valid, because only the innermost container changes.
   struct Open {
     bool is_dictionary = false;
     Value* value = nullptr;
     Value key;
     std::size_t key_at = 0;
-    Value placed;  // the key of the value that was placed last
+    Value placed;  // the key of the last value that was placed
     std::size_t begin = 0;
-    std::size_t loss = kNowhere;  // the one that says that the container is lost
+    std::size_t loss = kNowhere;  // the index of the loss of this container
   };
 
   void Take(const Token& token) {
@@ -100,8 +100,8 @@ class Salvager {
     }
   }
 
-  // The tabs before a tag tell how deep it lies, as long as they did so for every tag before the
-  // first damage.
+  // Whether the tag belongs to a container whose start tag was lost. The number of tabs before a
+  // tag gives its depth, provided that this was so for every tag before the first damage.
   bool IsOutsideLevels(const Token& token) {
     if (token.tabs < 0) return is_outside_;
     const bool is_end = token.kind == Kind::kEnd;
@@ -113,7 +113,7 @@ class Salvager {
     }
     if (levels_seen_ < 2 || levels_broken_ > 0 || is_closed_) return false;
     if (level > open_.size()) {
-      // Below a container whose beginning was lost.
+      // The tag is inside a container whose start tag was lost.
       if (!is_outside_) {
         FreeKey();
         outline_loss_ = Lose("values of a container whose beginning is lost", token.begin, 0);
@@ -154,8 +154,8 @@ class Salvager {
     }
   }
 
-  // A key or a simple value: taken if its end tag follows its text, and read by the strict reader
-  // as an element of its own, so that what is saved is what a sound file would give.
+  // Takes a key or a simple value if its end tag follows its text. The strict reader reads it as an
+  // element of its own, so that a saved value is the value that an undamaged file would give.
   void TakeSimple(const Token& token) {
     const bool is_key = token.name == "key";
     std::size_t found = 0;
@@ -165,7 +165,7 @@ class Salvager {
       if (token.is_damaged) found = std::min(text_.size(), text_.find('<', token.end));
     }
     if (token.is_damaged || end == kNowhere) {
-      // The next tag may be its own end, damaged.
+      // The next tag may be the damaged end tag of this element.
       markup_.MoveTo(found);
       Token next = token.kind == Kind::kStart ? markup_.Next() : Token{};
       const bool is_own_end =
@@ -194,10 +194,10 @@ class Salvager {
 
   void TakeKey(Value key, std::size_t at, std::size_t bytes) {
     if (open_.empty() && losses_->count() > 0) {
-      // The beginning of the list was lost.
+      // The start tag of the root was lost.
       OpenContainer({Kind::kStart, "dict", true, true, at, at, -1});
     }
-    // An array holds no keys: its end was lost, and that of other arrays around it.
+    // An array has no keys: its end tag was lost, and so were those of the arrays around it.
     while (open_.size() > 1 && !open_.back().is_dictionary) {
       Lose("an array that does not end", at, 0);
       Pop(at);
@@ -216,8 +216,8 @@ class Salvager {
     open_.back().key_at = at;
   }
 
-  // A container that has no place (no key, too deep) is opened all the same, as a lost one, so that
-  // its end tag is not taken for that of the container around it.
+  // Opens a container without a place (no key, or too deep) as a lost one, so that its end tag does
+  // not close the container around it.
   void OpenContainer(const Token& token) {
     Open container;
     container.is_dictionary = token.name != "array";
@@ -246,8 +246,8 @@ class Salvager {
     }
   }
 
-  // Puts a value into the innermost container and returns its place; null, with a loss, where it
-  // has none, or for no value.
+  // Puts a value into the innermost container and returns its place. Null, with a loss, when the
+  // container has no place for it, or for no value.
   Value* Place(Value value, std::size_t at, std::size_t bytes) {
     if (open_.empty() || is_closed_) {
       Lose("a value outside the list", at, bytes);
@@ -272,16 +272,16 @@ class Salvager {
     if (container.value->Find(key) != nullptr) Lose("a value whose key occurs again", at, 0);
     container.value->Set(key, std::move(value));
     Value* const place = container.value->Change(key);
-    // A container that was placed goes on naming the path of its content.
+    // Keeps the key of a container for the paths of its content.
     container.placed = std::exchange(container.key, Value());
     return place;
   }
 
-  // Closes the innermost container of this name; those inside it have lost their ends. An end tag
-  // whose container is not open is one too many.
+  // Closes the innermost container of this name; the containers inside it have lost their end tags.
+  // The end tag of a container that is not open is one too many.
   void TakeEnd(const Token& token) {
     if (!IsContainer(token.name)) {
-      // The start was lost, and named.
+      // The start tag was lost and is already reported.
       if (token.is_damaged) LoseHere("malformed markup", token.begin, token.end - token.begin);
       return;
     }
@@ -299,7 +299,7 @@ class Salvager {
     CloseInnermost(token.end);
   }
 
-  // The root stays: its end tag may have been one too many.
+  // The root stays open, because its end tag may have been one too many.
   void CloseInnermost(std::size_t end) {
     LosePendingKey();
     if (open_.size() == 1) {
@@ -318,7 +318,7 @@ class Salvager {
 
   void TakeUnknown(const Token& token) {
     if (token.kind == Kind::kEnd) {
-      // Of a container whose start was unknown, too, or damaged beyond recognition.
+      // The end tag of a container whose start tag was unknown, too, or damaged beyond recognition.
       LoseHere("an unknown element", token.begin, token.end - token.begin);
       if (!open_.empty() && !is_closed_) CloseInnermost(token.end);
       return;
@@ -340,7 +340,7 @@ class Salvager {
 
   bool IsInLostContainer() const { return !open_.empty() && open_.back().value == nullptr; }
 
-  // The key of a value that is lost, and named.
+  // Removes the key of a value that is lost and already reported.
   void FreeKey() {
     if (!open_.empty()) open_.back().key = {};
   }
@@ -355,7 +355,7 @@ class Salvager {
     return Read(declaration_ + std::string(element)).root;
   }
 
-  // Entries of a container that is lost are part of that loss.
+  // Reports a loss, unless the container is lost: its loss includes its entries.
   void LoseHere(const char* what, std::size_t at, std::size_t bytes) {
     if (!IsInLostContainer()) Lose(what, at, bytes);
   }
@@ -364,14 +364,14 @@ class Salvager {
     LoseHere(what, token.begin, token.end - token.begin);
   }
 
-  // The index of the loss in the list; kNowhere if the list is full.
+  // Returns the index of the loss in the list; kNowhere if the list is full.
   std::size_t Lose(const char* what, std::size_t at, std::size_t bytes) {
     const std::size_t before = losses_->list().size();
     losses_->Add([this] { return Path(); }, what, at, bytes);
     return losses_->list().size() > before ? before : kNowhere;
   }
 
-  // The keys and indices that lead to the place that has been reached.
+  // The keys and indices that lead to the present place.
   std::string Path() const {
     std::string path;
     for (const Open& container : open_) {
@@ -399,14 +399,14 @@ class Salvager {
   bool has_blank_for_slash_ = false;
   std::string declaration_;
   std::vector<Open> open_;
-  std::size_t dictionaries_ = 0;  // of the open containers
+  std::size_t dictionaries_ = 0;  // the number of open ones
   std::size_t arrays_ = 0;
-  // The root's end tag was met.
+  // The end tag of the root was read.
   bool is_closed_ = false;
-  // Tags that lay as deep as their tabs say, and others, before the first damage.
+  // The number of tags before the first damage whose tabs gave their depth, and of all others.
   int levels_seen_ = 0;
   int levels_broken_ = 0;
-  // Below a container whose beginning was lost: one loss for all of it.
+  // Inside a container whose start tag was lost; its content is a single loss.
   bool is_outside_ = false;
   std::size_t outline_loss_ = kNowhere;
   std::size_t outline_begin_ = 0;

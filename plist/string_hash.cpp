@@ -22,7 +22,7 @@ struct Key {
 Key DrawKey() {
   Key key;
   if (getrandom(&key, sizeof key, GRND_NONBLOCK) == sizeof key) return key;
-  // Early in the start of a machine: what an outsider does not know well.
+  // Early during boot there are no random numbers yet; these values are hard to guess.
   timespec now = {};
   clock_gettime(CLOCK_MONOTONIC, &now);
   key.low = static_cast<std::uint64_t>(now.tv_nsec) << 32 ^ static_cast<std::uint64_t>(getpid());
@@ -68,7 +68,7 @@ class SipHash {
   std::uint64_t v0_, v1_, v2_, v3_;
 };
 
-// A word of a text whose units have the width of kBytes bytes.
+// One word of a text, with kBytes bytes for each unit.
 template <std::size_t kBytes, class Unit>
 std::uint64_t WordAt(const Unit* units) {
   std::uint64_t word = 0;
@@ -87,7 +87,7 @@ const Key& ProcessKey() {
   return key;
 }
 
-// The last word holds the units that are left, which are fewer than a word's, and the length.
+// The last word has the remaining units, which do not fill a word, and the length.
 template <std::size_t kBytes, class View>
 std::uint32_t Hash(View text) {
   constexpr std::size_t kUnits = sizeof(std::uint64_t) / kBytes;
@@ -107,7 +107,7 @@ std::uint32_t HashOfUnits(std::string_view latin1) {
 }
 
 std::uint32_t HashOfUnits(std::u16string_view units) {
-  // A text has one hash, however it is kept.
+  // Both forms of a text must have the same hash.
   return OrOfUnits(units) < 0x100 ? Hash<1>(units) : Hash<2>(units);
 }
 

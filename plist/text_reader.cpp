@@ -12,7 +12,7 @@
 namespace orvik::plist {
 namespace {
 
-// The meaning of octal escapes above 0177: the upper half of the NeXTSTEP character set.
+// The characters of octal escapes above 0177: the upper half of the NeXTSTEP character set.
 constexpr char16_t kNextStepUpperHalf[128] = {
     0x00A0, 0x00C0, 0x00C1, 0x00C2, 0x00C3, 0x00C4, 0x00C5, 0x00C7, 0x00C8, 0x00C9, 0x00CA, 0x00CB,
     0x00CC, 0x00CD, 0x00CE, 0x00CF, 0x00D0, 0x00D1, 0x00D2, 0x00D3, 0x00D4, 0x00D5, 0x00D6, 0x00D9,
@@ -40,7 +40,7 @@ int HexValue(char c) {
 
 class TextReader {
  public:
-  // With `losses`, passes over what is damaged below the root.
+  // With `losses`, skips damaged parts below the root.
   explicit TextReader(std::string_view text, Losses* losses = nullptr)
       : text_(text), losses_(losses) {}
 
@@ -53,9 +53,9 @@ class TextReader {
     enum class Kind { kDictionary, kStringsFile, kArray };
 
     Kind kind;
-    bool has_value = false;   // which a comma or a semicolon must follow
-    std::size_t count = 0;    // of the elements of an array
-    std::u16string key = {};  // of the entry that is read, for the path of a loss
+    bool has_value = false;   // a comma or a semicolon must follow
+    std::size_t count = 0;    // the number of elements of an array
+    std::u16string key = {};  // of the present entry, for the path of a loss
   };
 
   bool at_end() const { return position_ == text_.size(); }
@@ -67,7 +67,7 @@ class TextReader {
     return true;
   }
 
-  // White space and comments, also an unfinished one at the end.
+  // Skips white space and comments, even an unfinished comment at the end.
   void SkipBlank() {
     while (!at_end()) {
       const std::string_view rest = text_.substr(position_);
@@ -103,8 +103,8 @@ class TextReader {
     return true;
   }
 
-  // A single string, or the first key of a file of strings. A bare word alone would make a property
-  // list of nearly any damaged file.
+  // Reads a single string, or the first key of a file of strings. A single bare word is refused,
+  // because then nearly any damaged file would be a property list.
   bool ReadStringRoot() {
     const bool quoted = !IsBareCharacter(peek());
     const size_t start = position_;
@@ -146,9 +146,9 @@ class TextReader {
     return path;
   }
 
-  // Goes on behind the entry or element that begins there.
+  // Continues after the entry or element that begins at `begin`.
   void Recover(size_t begin) {
-    // A container that was too deep to be made.
+    // A container that was too deep for the builder.
     while (open_.size() > builder_.depth()) open_.pop_back();
     builder_.DropKey();
     if (begin == text_.size()) {
@@ -158,7 +158,7 @@ class TextReader {
     }
     const size_t place = position_;
     std::string path = Path();
-    // A quotation mark too many takes everything up to the end.
+    // An extra quotation mark swallows the text up to the end.
     if (at_end()) position_ = begin;
     Container& container = open_.back();
     container.has_value = false;
@@ -169,12 +169,13 @@ class TextReader {
     losses_->Add([&path] { return path; }, "text that cannot be read", place, position_ - begin);
     if (goes_on_here) return;
     if (at_end() || TakeIf(is_array ? ',' : ';') || !is_array || peek() == ')') return;
-    // The end of the array was lost.
+    // The end of the array is missing.
     Close();
     if (!open_.empty()) open_.back().has_value = true;
   }
 
-  // The next of these characters that is not inside brackets, within reach.
+  // The next of the characters `ends` outside brackets, within reach; otherwise the next one
+  // anywhere.
   size_t EndOfLost(std::string_view ends) const {
     constexpr size_t kReach = 4096;
     const size_t limit = std::min(text_.size(), position_ + kReach);
@@ -192,7 +193,7 @@ class TextReader {
     if (TakeIf(')')) return Close();
     if (open_.back().has_value && !TakeIf(',') && !MaySeparatorMiss(')')) return false;
     SkipBlank();
-    // The comma may follow the last element as well.
+    // A comma may also follow the last element.
     if (TakeIf(')')) return open_.back().has_value && Close();
     open_.back().has_value = true;
     ++open_.back().count;
@@ -218,7 +219,7 @@ class TextReader {
     return ReadValue();
   }
 
-  // A separator that is lost is named. Where a container has no end that is said already.
+  // Reports a missing separator, unless the missing end of the container is already reported.
   bool MaySeparatorMiss(char closing) {
     if (losses_ == nullptr) return false;
     if (at_end() ? open_.back().kind == Container::Kind::kStringsFile
@@ -228,8 +229,9 @@ class TextReader {
     return true;
   }
 
-  // Whether a leaf ends where a leaf may. Otherwise a quotation mark or a separator may be lost,
-  // and the leaf be another one: that is not a value. What follows at a distance may be one.
+  // Whether a separator, a closing bracket or the end follows the leaf. Otherwise a quotation mark
+  // or a separator may be missing, and the leaf is not a value. If a blank comes first, the next
+  // text may be one.
   bool EndsAsLeaf() {
     if (losses_ == nullptr || open_.empty()) return true;
     const size_t end = position_;
@@ -257,7 +259,7 @@ class TextReader {
     return ReadString() && EndsAsLeaf() && builder_.String(string_);
   }
 
-  // Hexadecimal digits in pairs, with white space anywhere.
+  // Pairs of hexadecimal digits, with white space anywhere.
   bool ReadData() {
     std::string bytes;
     int high = -1;
@@ -279,13 +281,13 @@ class TextReader {
     return high < 0 && EndsAsLeaf() && builder_.Data(bytes, nullptr);
   }
 
-  // Into string_.
+  // Reads a string into string_.
   bool ReadString() {
     string_.clear();
     const char quote = peek();
     if (quote != '"' && quote != '\'') return ReadBareString();
     const size_t begin = position_++;
-    // Where one string had no end none behind it has.
+    // If one string has no closing quotation mark, no later string has one.
     bool& has_no_end = has_no_end_[quote == '"' ? 0 : 1];
     while (!TakeIf(quote)) {
       if (has_no_end) position_ = text_.size();
@@ -299,12 +301,12 @@ class TextReader {
         AppendCharacter(string_, NextCharacter(text_, position_));
       }
     }
-    // The whole of a sound list is known to be UTF-8.
+    // An undamaged list was already checked for UTF-8.
     return losses_ == nullptr || IsValidUtf8(text_.substr(begin, position_ - begin));
   }
 
   bool ReadBareString() {
-    // "//" inside a word begins no comment: addresses need no quotes.
+    // "//" inside a word does not begin a comment, so URLs need no quotation marks.
     while (IsBareCharacter(peek())) string_ += static_cast<char16_t>(text_[position_++]);
     return !string_.empty();
   }
@@ -357,9 +359,9 @@ class TextReader {
   ValueBuilder builder_;
   std::vector<Container> open_;
   std::u16string string_;
-  // After a failure: the next entry or element begins here.
+  // After a failure, the next entry or element begins at position_.
   bool goes_on_here_ = false;
-  bool has_no_end_[2] = {};  // of strings in double and in single quotation marks
+  bool has_no_end_[2] = {};  // for strings in double and in single quotation marks
 };
 
 }  // namespace

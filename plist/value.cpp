@@ -22,8 +22,8 @@ constexpr double kSecondsFrom1970To2001 = 978307200;
 
 constexpr std::size_t kNowhere = EntryIndex::kNowhere;
 
-// Guards the entries of all dictionaries that are made on first use. Making them makes further such
-// dictionaries, but uses none.
+// Guards the entries of all dictionaries while they are made on first use. Making them makes
+// further such dictionaries, but does not use their entries.
 std::mutex deferral_mutex;
 
 template <class One, class Other>
@@ -103,8 +103,8 @@ std::uint32_t Text::Hash() const {
   return is_wide_ ? HashOfUnits(units_) : HashOfUnits(bytes_);
 }
 
-// A counted block of memory, to which a value refers that is not a number, boolean or date. A node
-// with one reference belongs to one value and may change; others are copied first.
+// A counted block of memory, for values other than numbers, booleans and dates. A node with a
+// single reference belongs to one value and may change; a shared node is copied first.
 struct Value::Node {
   explicit Node(Type kind) : type(kind) {}
   Node(const Node&) = delete;
@@ -117,7 +117,7 @@ struct Value::Node {
   ~Node() = default;
 };
 
-// The units follow in the same block of memory.
+// The units follow the node in the same block of memory.
 struct Value::StringNode : Node {
   StringNode(bool wide, bool ascii, std::size_t length)
       : Node(Type::kString), is_wide(wide), is_ascii(ascii), size(length) {}
@@ -142,7 +142,7 @@ struct Value::StringNode : Node {
 
   bool is_wide;
   bool is_ascii;
-  mutable std::atomic<std::uint32_t> hash{0};  // 0: not computed yet
+  mutable std::atomic<std::uint32_t> hash{0};  // 0 until it is computed
   std::size_t size;
 };
 
@@ -161,8 +161,8 @@ struct Value::DictionaryNode : Node {
 
   static std::uint32_t HashOf(const Entry& entry) { return entry.key.node<StringNode>()->Hash(); }
 
-  // The place of the key among `entries`. Hashes are compared first: most keys differ there, and
-  // those of strings are kept.
+  // The index of the key in `entries`. Compares hashes first, because most keys differ there, and a
+  // string keeps its hash.
   std::size_t Find(const Text& key, std::uint32_t hash) const {
     return index.Find(entries.size(), hash, [&](std::size_t at) {
       const Value& own = entries[at].key;
@@ -170,7 +170,7 @@ struct Value::DictionaryNode : Node {
     });
   }
 
-  // Drops removed entries and makes room for so many.
+  // Drops removed entries and makes room for `capacity` entries.
   void Rebuild(std::size_t capacity) {
     std::erase_if(entries, [](const Entry& entry) { return !entry.key; });
     entries.reserve(capacity);
@@ -193,7 +193,7 @@ struct Value::DictionaryNode : Node {
   std::vector<Entry> entries;
   EntryIndex index;
   std::size_t count = 0;
-  // Until the entries are used: the text that they are in.
+  // The text of the entries, until they are first used.
   std::shared_ptr<const XmlDictionary> content;
   std::atomic<bool> is_deferred{false};
 };
@@ -226,7 +226,7 @@ void Value::Release() noexcept {
   if (own->references.Drop() == 0) Destroy(own);
 }
 
-// Values may be nested deeper than the stack of a small thread allows: containers inside a
+// Values may be nested deeper than the stack of a small thread allows. So the containers inside a
 // container that is being destroyed wait in a list.
 void Value::Destroy(Node* node) noexcept {
   static thread_local std::vector<Node*>* waiting = nullptr;
@@ -252,7 +252,7 @@ void Value::Destroy(Node* node) noexcept {
     try {
       waiting->push_back(node);
     } catch (const std::bad_alloc&) {
-      destroy(node);  // recursion needs no memory
+      destroy(node);  // recursion allocates no memory
     }
     return;
   }
@@ -374,8 +374,8 @@ Value::ArrayNode* Value::OwnArray() {
   return node<ArrayNode>();
 }
 
-// The node with its entries. They are made under one lock for all dictionaries, so that threads
-// that read one value at once find them whole; later looks cost one atomic load.
+// The node with its entries. A single lock guards the first use of all dictionaries, so that
+// threads which read the same value find the complete entries; later uses cost one atomic load.
 const Value::DictionaryNode* Value::Loaded() const {
   auto* const own = node<DictionaryNode>();
   if (!own->is_deferred.load(std::memory_order_acquire)) return own;
@@ -384,7 +384,7 @@ const Value::DictionaryNode* Value::Loaded() const {
   ValueBuilder builder;
   own->content->Send(builder);
   const Value made = builder.Take();
-  // The text was checked when it was read, so that there always is a dictionary.
+  // The text was checked when it was read, so it always gives a dictionary.
   auto* const other = made.node<DictionaryNode>();
   own->entries.swap(other->entries);
   std::swap(own->index, other->index);
@@ -394,8 +394,8 @@ const Value::DictionaryNode* Value::Loaded() const {
   return own;
 }
 
-// The node with its entries, which no other value refers to. The copy is one level deep: values
-// inside are shared until they change in their turn.
+// The node with its entries, which only this value refers to. A copy is one level deep: the values
+// inside stay shared until they change.
 Value::DictionaryNode* Value::OwnDictionary() {
   const DictionaryNode* const present = Loaded();
   if (present->references.IsShared()) {
@@ -437,11 +437,11 @@ void Value::SetSharing(Value key, Value value) {
 }
 
 bool Value::Remove(const plist::Text& key) {
-  // Looked for before the copy, so that nothing is copied in vain.
+  // Looks for the key first, so that nothing is copied for a missing key.
   if (Find(key) == nullptr) return false;
   DictionaryNode* const dictionary = OwnDictionary();
   const std::size_t found = dictionary->Find(key, key.Hash());
-  // The slot keeps pointing at the entry, so that searches go on behind it.
+  // The slot still points to the entry, so that searches continue after it.
   dictionary->entries[found] = {};
   --dictionary->count;
   return true;
@@ -460,7 +460,7 @@ std::shared_ptr<const XmlDictionary> Value::deferred() const {
   return own->content;
 }
 
-// Goes through pairs of containers that wait in a list.
+// Compares pairs of containers from a list.
 class Value::Comparison {
  public:
   bool Run(const Value& one, const Value& other) {
@@ -474,8 +474,8 @@ class Value::Comparison {
   }
 
  private:
-  // Compares simple values at once and puts pairs of containers on the list. Shared memory is equal
-  // without a look, which makes comparing two versions of a large tree cheap.
+  // Compares simple values at once and adds pairs of containers to the list. Values that share
+  // memory are equal and need no comparison, so comparing two versions of a large tree is cheap.
   bool Compare(const Value& one, const Value& other) {
     if (one.type_ != other.type_) return false;
     if (one.type_ != Type::kReal && one.IsSharedWith(other)) return true;

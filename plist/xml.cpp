@@ -9,11 +9,11 @@
 namespace orvik::plist {
 namespace {
 
-// Writes simple values as the writer does between their tags.
+// Writes the text and the attributes of simple values as the XML writer does.
 class Rewriter final : public Checker {
  public:
-  // Whether the writer's text and attributes of a value, so many containers deep, are those that
-  // the value has.
+  // Whether the XML writer would give a value at this depth exactly the text and attributes that it
+  // has.
   bool Matches(const XmlValue& value, std::size_t depth) {
     depth_ = static_cast<int>(depth);
     text_.clear();
@@ -53,7 +53,7 @@ class Rewriter final : public Checker {
   int depth_ = 0;
 };
 
-// Line ends before and tabs in front of a value that many containers deep.
+// Whether the gap is the line end and the tabs that the writer puts before a value at this depth.
 bool IsWrittenGap(std::string_view gap, std::size_t depth) {
   return gap.size() == depth + 1 && gap[0] == '\n' &&
          gap.find_first_not_of('\t', 1) == std::string_view::npos;
@@ -61,10 +61,9 @@ bool IsWrittenGap(std::string_view gap, std::size_t depth) {
 
 }  // namespace
 
-// Goes through the whole text once.
-// A dictionary's extent is entered in the list when it opens, so that those inside follow it, and
-// completed when it closes. What makes a dictionary not `is_written` or not `in_order` makes those
-// around it the same.
+// Goes through the whole text once. A dictionary's extent is added to the list when it opens, so
+// that those inside follow it, and completed when it closes. If a dictionary is not `is_written` or
+// not `in_order`, neither are those around it.
 class XmlText::Check {
  public:
   explicit Check(XmlText& xml) : xml_(xml), values_(xml.text_) {}
@@ -89,7 +88,7 @@ class XmlText::Check {
   static constexpr std::size_t kNoExtent = static_cast<std::size_t>(-1);
 
   struct Container {
-    std::size_t extent;  // of a dictionary
+    std::size_t extent;  // kNoExtent for an array
     bool has_key = false;
     bool is_empty = true;
     bool is_written = true;
@@ -104,7 +103,7 @@ class XmlText::Check {
     return false;
   }
 
-  // The root is in "plist", or alone.
+  // The root is inside "plist", or stands alone.
   void FindRoot() {
     XmlScanner scanner(xml_.text_);
     const XmlScanner::Tag tag = scanner.Next();
@@ -128,7 +127,7 @@ class XmlText::Check {
            Fail("something follows the property list", scanner.begin());
   }
 
-  // A value needs a place: the root's, one in an array, or one behind a key.
+  // A value is allowed as the root, in an array, or after a key.
   bool TakePlace() {
     if (open_.empty()) {
       return value_.element != XmlElement::kKey || Fail("a key outside a dictionary", value_.begin);
@@ -174,7 +173,8 @@ class XmlText::Check {
     return true;
   }
 
-  // Plain keys are ASCII, so that their bytes order as their units do; others are decoded first.
+  // Plain keys are ASCII, so the order of their bytes is that of their units. Other keys are
+  // decoded.
   void TakeKey(bool is_plain) {
     Container& container = open_.back();
     if (container.in_order && container.last_key.data() != nullptr) {
@@ -261,9 +261,9 @@ bool XmlText::Send(const std::shared_ptr<const XmlText>& xml, Sink& sink) {
   return SendFrom(xml, xml->root_, 0, false, sink);
 }
 
-// Sends the value that begins there, and goes along the list of extents with it: `extent` is the
-// next dictionary's. One that the sink takes whole is passed over, with all that it holds.
-// `is_open`: the sink has the first dictionary open already.
+// Sends the value that begins at `begin`. `extent` is the index of the next dictionary in the list
+// of extents. Skips a dictionary that the sink takes whole, with everything inside. With `is_open`
+// the sink has already opened the first dictionary.
 bool XmlText::SendFrom(const std::shared_ptr<const XmlText>& xml, std::size_t begin,
                        std::size_t extent, bool is_open, Sink& sink) {
   XmlValues values(xml->text_, begin);

@@ -1,12 +1,12 @@
-// The XML form of a property list, in any layout: checked once as a whole, then sent to sinks as
-// often as needed.
+// The XML form of a property list, in any layout: checked once as a whole, then sent to sinks any
+// number of times.
 //
-//   XmlText::Read        checks all of the text, and notes where each dictionary begins and ends
-//   XmlText::Send        sends the root; a dictionary goes to Sink::Dictionary as it is
-//   XmlDictionary::Send  sends the entries of one dictionary; those inside it as they are
+//   XmlText::Read        checks the whole text, and notes where each dictionary begins and ends
+//   XmlText::Send        sends the root; a dictionary goes to Sink::Dictionary as text
+//   XmlDictionary::Send  sends the entries of one dictionary; dictionaries inside it go as text
 //
 // The text stays in memory as long as an XmlText or XmlDictionary refers to it. Both are immutable
-// and may be used from several threads. A text that Read accepted never fails again: Send returns
+// and may be used from several threads. A text that Read accepted is valid for good: Send returns
 // false only if the sink does.
 #pragma once
 
@@ -43,12 +43,11 @@ constexpr std::string_view XmlElementName(XmlElement element) {
 
 class XmlText {
  public:
-  // Null, with the reason, line and column, unless the text (UTF-8) is a whole property list. The
-  // text is part of the data.
+  // Returns null and sets `error` to the reason, line and column unless the text (UTF-8) is a
+  // complete property list. `text` must be a part of `data`.
   static std::shared_ptr<const XmlText> Read(Bytes data, std::string_view text, std::string& error);
 
-  // Sends the root, and nothing else of the text: comments, attributes and the layout are not
-  // events.
+  // Sends the root. Comments, attributes and the layout are not sent.
   static bool Send(const std::shared_ptr<const XmlText>& xml, Sink& sink);
 
  private:
@@ -56,16 +55,16 @@ class XmlText {
   class Check;
 
   // The place of a dictionary in the text. The dictionaries inside it follow it in the list, up to
-  // `next`.
+  // the index `next`.
   struct Extent {
     std::size_t begin = 0;
     std::size_t end = 0;
     std::size_t next = 0;
-    std::uint16_t depth = 0;  // containers around it
-    // The writer would write the same text, were it called for the dictionary at this depth.
+    std::uint16_t depth = 0;  // the containers around it
+    // The XML writer would write exactly this text for the dictionary at this depth.
     bool is_written = true;
-    // The keys ascend, in the dictionaries inside, too, so that all entries can be written one
-    // after the other.
+    // The keys ascend, here and in the dictionaries inside, so that all entries can be written in
+    // the order of the text.
     bool in_order = true;
   };
 
@@ -86,20 +85,20 @@ class XmlDictionary {
 
   // Sends OpenDictionary, the entries one by one, and Close.
   bool Send(Sink& sink) const;
-  // The same without OpenDictionary, for a sink whose dictionary is open already.
+  // The same without OpenDictionary, for a sink whose dictionary is already open.
   bool SendEntries(Sink& sink) const;
 
-  // The containers around it in the text.
+  // The number of containers around it in the text.
   int depth() const { return extent().depth; }
-  // Whether the XML writer would write the same text at this depth.
+  // Whether the XML writer would write exactly this text at this depth.
   bool is_written() const { return extent().is_written; }
   // Whether the keys ascend, here and in all dictionaries inside.
   bool in_order() const { return extent().in_order; }
-  // The dictionary as it is in the text, from the "<" of its start tag to the ">" of its end tag.
+  // The dictionary in the text, from the "<" of its start tag to the ">" of its end tag.
   std::string_view text() const {
     return xml_->text_.substr(extent().begin, extent().end - extent().begin);
   }
-  // All of the text that the dictionary is part of.
+  // The whole text that contains the dictionary.
   std::string_view whole_text() const { return xml_->text_; }
 
  private:

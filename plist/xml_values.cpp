@@ -22,8 +22,8 @@ bool IsContainer(XmlElement element) {
 
 }  // namespace
 
-// Most values are plain keys, strings and integers without attributes: these are taken in one pass
-// over their bytes. All others, and what is wrong, go the general way.
+// Most values are plain keys, strings and integers without attributes; these take one pass over
+// their bytes. All other values, and malformed ones, take the general way.
 bool XmlValues::Next(XmlValue& value) {
   return NextPlain(value) || NextOfAnyKind(value);
 }
@@ -47,7 +47,7 @@ bool XmlValues::NextPlain(XmlValue& value) {
   }
 }
 
-// The size of the name is part of the type, so that the comparisons need no calls.
+// The length of the name is a compile-time constant, so that the comparisons need no calls.
 template <std::size_t kName>
 bool XmlValues::TakePlain(XmlValue& value, XmlElement element, const char (&name)[kName]) {
   constexpr std::size_t kLength = kName - 1;
@@ -77,8 +77,8 @@ bool XmlValues::TakePlain(XmlValue& value, XmlElement element, const char (&name
   return true;
 }
 
-// The general way: one tag of the scanner, and for a simple value its text and end tag. Everything
-// between two values must be white space, comments or instructions.
+// The general way: one tag of the scanner, and for a simple value its text and end tag. Only white
+// space, comments and instructions are allowed between two values.
 bool XmlValues::NextOfAnyKind(XmlValue& value) {
   const std::size_t start = scanner_.position();
   const Tag tag = scanner_.Next();
@@ -193,8 +193,7 @@ bool XmlValueSender::SendText(const XmlValue& value, Sink& sink) {
   return is_key ? sink.Key(text) : sink.String(text);
 }
 
-// Numbers, dates and Base64 have no other characters; a reference or a section may still be among
-// them.
+// Numbers, dates and Base64 consist of ASCII, but may contain references or sections.
 bool XmlValueSender::TakeAscii(const XmlValue& value, std::string_view& text) {
   text = value.text;
   if (value.is_plain) return true;

@@ -1,13 +1,13 @@
-// The values of a property list's XML, one after the other: the tokens that the check of a text and
-// the sending of its parts share.
+// The values of a property list's XML, one after the other. XmlText uses these tokens to check a
+// text and to send its parts.
 //
 //   XmlValues values(xml);
 //   XmlValue value;
 //   while (values.Next(value) && !IsEndOfRoot(value)) ...
 //
 // Next also fails at the end of the text, because a caller stops at the end of the root element.
-// Comments and processing instructions are skipped. The nesting of containers is the caller's to
-// check. Views refer to the text.
+// Comments and processing instructions are skipped. The caller must check the nesting of
+// containers. Views refer to the text.
 #pragma once
 
 #include <string>
@@ -19,7 +19,7 @@
 
 namespace orvik::plist {
 
-// A key, a simple value with its end, an empty container, or the beginning or end of a container.
+// A key, a simple value with its end tag, an empty container, or the start or end of a container.
 struct XmlValue {
   enum Part { kSimple, kEmpty, kOpens, kCloses };
 
@@ -27,16 +27,16 @@ struct XmlValue {
   Part part = kSimple;
   std::size_t begin = 0;
   std::size_t end = 0;
-  // Between the value before and this one.
+  // The text between the previous value and this one.
   std::string_view gap;
   std::string_view attributes;
-  // The text of a simple value, and the whole of it with its tags when these are plain, too.
+  // The text of a simple value, and its whole element if text and tags are plain.
   std::string_view text;
   std::string_view plain_element;
   bool is_mixed = false;
-  // Plain as leaves.h says.
+  // The text is plain (PlainTextEnd in leaves.h).
   bool is_plain = false;
-  // The tags have no other spelling than the writer's; the attributes of a date are not compared.
+  // The tags are spelled as the XML writer spells them; the attributes of a date are not compared.
   bool has_plain_tags = false;
 };
 
@@ -46,12 +46,12 @@ class XmlValues {
       : xml_(xml), scanner_(xml, position) {}
 
   // Moves to the next value and describes it in `value`, whose views are valid as long as the text.
-  // False with a reason when what follows is no value, and at the end of the text; `value` is then
+  // False, with a reason, at the end of the text and when no value follows; `value` is then
   // unspecified.
   bool Next(XmlValue& value);
 
   const char* reason() const { return reason_; }
-  // Of the last failure.
+  // The position of the last failure.
   std::size_t failed_at() const { return failed_at_; }
   void MoveTo(std::size_t position) { scanner_.MoveTo(position); }
 
@@ -69,20 +69,19 @@ class XmlValues {
   std::size_t failed_at_ = 0;
 };
 
-// Hands simple values and keys over. Keeps the memory that decoding takes from one to the next.
+// Sends simple values and keys to a sink. Reuses its memory for decoding.
 class XmlValueSender {
  public:
-  // Makes one call of the sink for a key or a simple value. False if the sink refuses it, and for a
-  // text that is no value of its element ("<integer>x</integer>"), of which the sink learns
-  // nothing.
+  // Makes one call of the sink for a key or a simple value. False if the sink refuses it. Also
+  // false, without a call, for a text that is not a value of its element ("<integer>x</integer>").
   bool Send(const XmlValue& value, Sink& sink);
 
-  // Into `text`, references and escapes undone.
+  // Decodes references and escapes into `text`.
   static bool Decode(std::string_view xml, std::u16string& text);
 
  private:
   bool SendText(const XmlValue& value, Sink& sink);
-  // The text of a value that uses ASCII alone.
+  // Gives the text of a value that consists of ASCII.
   bool TakeAscii(const XmlValue& value, std::string_view& text);
 
   std::u16string decoded_;

@@ -78,9 +78,9 @@ class XmlWriter final : public Sink {
     return End(element);
   }
 
-  // Copied as it is when that is what the entries would give; otherwise written entry by entry from
-  // the text, or, when keys do not ascend, from values. Does not recurse: what sends the text of a
-  // dictionary, or walks its values, goes on with those inside.
+  // Copies the text of the dictionary if writing the entries would give the same text. Otherwise
+  // writes the entries from the text, or, if keys do not ascend, from values. Does not recurse: the
+  // caller that sends the text or walks the values also handles the dictionaries inside.
   Taking Dictionary(const XmlDictionary& dictionary) override {
     ReserveFor(dictionary.whole_text());
     if (dictionary.is_written() && static_cast<std::size_t>(dictionary.depth()) == open_.size()) {
@@ -104,7 +104,7 @@ class XmlWriter final : public Sink {
   }
 
  private:
-  // Makes room once for all that comes from the same text.
+  // Reserves memory once for everything that comes from the same text.
   void ReserveFor(std::string_view text) {
     if (std::exchange(last_text_, text.data()) == text.data()) return;
     host::ReserveLarge(xml_, std::min(limit_, xml_.size() + text.size() + kRoomForChanges));
@@ -150,9 +150,9 @@ class XmlWriter final : public Sink {
   std::size_t limit_;
   std::string xml_;
   const char* last_text_ = nullptr;
-  // While the text of a dictionary whose keys ascend is sent.
+  // True while the text of a dictionary whose keys ascend is being sent.
   bool sends_text_ = false;
-  // Behind the start tag of the container that was opened last.
+  // The position behind the start tag of the last opened container.
   std::size_t opened_at_ = 0;
   std::vector<XmlElement> open_;
 };

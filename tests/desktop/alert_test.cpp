@@ -20,7 +20,7 @@ namespace {
 
 using namespace desktop;
 
-// A descriptor that gives the text and then ends.
+// A descriptor from which the text can be read.
 host::Descriptor Typed(const std::string& text) {
   host::Descriptor file(memfd_create("typed", 0));
   EXPECT_EQ(write(file.get(), text.data(), text.size()), static_cast<ssize_t>(text.size()));
@@ -50,7 +50,7 @@ TEST(AlertTerminal, TakesNumbersLabelsAndTheDefault) {
   }
 }
 
-// A timer signal every 20 ms neither answers the question nor changes how long it waits.
+// A timer signal every 20 ms neither answers the question nor changes the length of the wait.
 TEST(AlertTerminal, SignalsNeitherEndNorExtendTheWait) {
   struct sigaction handler = {};
   handler.sa_handler = [](int) {};
@@ -95,7 +95,7 @@ TEST(AlertTerminal, AsksOnARealTerminal) {
     const pid_t child = forkpty(&terminal, nullptr, nullptr, nullptr);
     if (child < 0) GTEST_SKIP() << "no terminals here";
     if (child == 0) {
-      // Nobody is asked who would not see the question, or not be heard.
+      // An alert needs a user who sees the question and can answer it.
       bool is_silent = true;
       for (const int descriptor : {STDIN_FILENO, STDOUT_FILENO}) {
         const int kept = dup(descriptor), nowhere = open("/dev/null", O_RDWR | O_CLOEXEC);
@@ -200,7 +200,7 @@ TEST(AlertWindow, BreaksLongWordsAndScrollsLongTexts) {
                            std::string(24, 'y');
   EXPECT_EQ(WindowFor(request).arguments[3], text);
 
-  // Lines of 54 columns, and one more or one longer.
+  // Lines of 54 columns; then one more line, or one longer line.
   request.message = std::string(54, 'x');
   for (int line = 2; line <= kMessageLines; ++line) request.message += "\n" + std::string(54, 'x');
   EXPECT_EQ(WindowFor(request).arguments[2], "--question");
@@ -233,7 +233,7 @@ TEST(AlertWindow, ANoteHasNoIconAndEndsByItself) {
 
 class FakeProgramTest : public EnvironmentTest {
  protected:
-  // A program of that name which runs one line of shell.
+  // Installs a program named zenity that runs one line of shell.
   void Install(const std::string& line) {
     const fs::path program = env_.folder() / "bin" / "zenity";
     WriteFile(program, "#!/bin/sh\n" + line + "\n");
@@ -247,13 +247,13 @@ class FakeProgramTest : public EnvironmentTest {
 TEST_F(FakeProgramTest, TellsTheAnswerFromAFailure) {
   const struct {
     const char* line;
-    std::optional<int> answer;  // of three buttons
+    std::optional<int> answer;  // the index among three buttons
   } cases[] = {{"exit $ZENITY_OK", 0},
                {"exit $ZENITY_CANCEL", 1},
                {"echo c; exit $ZENITY_ESC", 2},
                {"echo c; exit $ZENITY_EXTRA", 2},
                {"exit $ZENITY_ESC", kAlertClosed},
-               {"exit 5", std::nullopt},  // no time-out was asked for
+               {"exit 5", std::nullopt},  // the request has no timeout
                {"exit 1", std::nullopt},
                {"exit 0", std::nullopt},
                {"head -c 100000 /dev/zero; exit $ZENITY_EXTRA", 2},
@@ -299,7 +299,7 @@ TEST_F(FakeProgramTest, NeedsADisplayAndTheProgram) {
   EXPECT_EQ(AskInWindow(Question(0, {"a"})), std::nullopt);
 }
 
-// The ways in which a program can lose a child's exit status.
+// Circumstances in which a program cannot wait for a child's exit status.
 TEST_F(FakeProgramTest, TheAnswerNeedsNoExitStatusOfAChild) {
   Install("sleep 0.2; exit $ZENITY_OK");
   const auto ignored = signal(SIGCHLD, SIG_IGN);

@@ -11,9 +11,9 @@ inline Value Root(std::string_view bytes) {
   return Read(bytes).root;
 }
 
-// "(" ... ")" for arrays and "{" ... "}" for dictionaries with their keys in order, and every leaf
-// with its kind, so that a whole list can be compared at one glance: s:text i:5 r:0.5 b:1 d:0
-// x:0AFF. "nothing" for no value.
+// A short text for a whole list: "(" ... ")" for arrays, "{" ... "}" for dictionaries with their
+// keys in order, and every leaf with its type: s:text i:5 r:0.5 b:1 d:0 x:0AFF. "nothing" for no
+// value.
 inline std::string Describe(const Value& value) {
   std::string text;
   const auto add = [&](const std::string& part) { text += (text.empty() ? "" : " ") + part; };
@@ -51,7 +51,7 @@ inline std::string Describe(const Value& value) {
   }
 }
 
-// The list that the bytes hold, described, or "nothing".
+// The description of the list in the bytes, or "nothing".
 inline std::string DescribeBytes(std::string_view bytes) {
   return Describe(Root(bytes));
 }

@@ -50,7 +50,7 @@ TEST_F(PlistFileTest, OnlyWhatDoesNotExistIsMissing) {
     EXPECT_TRUE(error == 0 || file.error() == error) << file.error();
     EXPECT_TRUE(error == 0 || file.KeepAside() == error);
   }
-  // Reading has made nothing.
+  // Reading makes no files or folders.
   fs::remove_all(file_.parent_path());
   plist::File(file_).Read();
   EXPECT_EQ(NamesIn(top_), std::vector<std::string>{"other"});
@@ -87,11 +87,11 @@ TEST_F(PlistFileTest, PreferencesLieBelowTheHomeOrTheSystemRootAndDomainsThatNam
   }
 }
 
-// What Read gives under the lock, and how often it waits for a file that may still be written.
+// The result of Read under the lock, and how often it waits for a file that may still be written.
 TEST_F(PlistFileTest, ADamagedFileIsReadAgainWhileItMayStillBeWritten) {
   const struct {
     const char* title;
-    int age;  // seconds since it was written; less than 0, so that a test may take its time
+    int age;  // seconds since it was written; negative, so that a slow test still passes
     std::function<void(int)> write;  // during each wait
     int waits;
     Contents contents;
@@ -145,7 +145,7 @@ TEST_F(PlistFileTest, SavesOnlyUnderTheLockWhatAListCanHold) {
   EXPECT_EQ(file.Save(entries), 0);
   EXPECT_TRUE(file.wrote());
   EXPECT_EQ(host::IdentityOf(file_.string()), file.identity());
-  // The same bytes are not written again, and a file that was made meanwhile stays.
+  // The same bytes are not written again. A file that was made meanwhile stays.
   plist::File same(file_);
   ASSERT_EQ(same.Lock(Folder::kFind), 0);
   EXPECT_EQ(same.Read(), Contents::kEntries);
@@ -194,12 +194,12 @@ TEST_F(PlistFileTest, SavingInPlaceKeepsTheFileAndItsSize) {
   EXPECT_EQ(file.SaveInPlace(entries(1000)), 0);
   EXPECT_EQ(plist::Read(ReadFile(file_)).root, entries(1000));
   EXPECT_EQ(file.SaveInPlace(plist::Value()), EINVAL);
-  // One that was replaced meanwhile is not written.
+  // A file that was replaced meanwhile is not written.
   WriteFile(file_.string() + ".new", "{new;}");
   fs::rename(file_.string() + ".new", file_);
   EXPECT_EQ(file.SaveInPlace(entries(2)), ENOENT);
   EXPECT_EQ(ReadFile(file_), "{new;}");
-  // One that others wrote is used as it lies there, and a link is not followed.
+  // A file of another program is written in place, and a link is not followed.
   plist::File another(file_, host::Flush::kNone, plist::File::Saving::kInPlace);
   file.Unlock();
   EXPECT_FALSE(file.is_locked());
@@ -229,7 +229,7 @@ TEST_F(PlistFileTest, AFileThatMayNotBeReadIsKeptAsideAndSuperseded) {
   }
   EXPECT_EQ(plist::File(file_).Read(), Contents::kEntries);
   EXPECT_EQ(ModeOf(file_.string() + ".damaged"), 0u);
-  // A file that may not be written is read.
+  // A read-only file can be read.
   fs::permissions(file_, fs::perms::owner_read);
   plist::File file(file_);
   ASSERT_EQ(file.Lock(Folder::kFind), 0);
@@ -242,7 +242,7 @@ TEST_F(PlistFileTest, ADamagedFileIsKeptBesideTheOneThatReplacesIt) {
   std::optional<plist::KeptAsideFiles> inner(std::in_place);
   for (const char* kept : {".damaged", ".damaged-2"}) {
     const std::string damaged = std::string("<plist><dict><key>half") + kept;
-    for (int turn = 0; turn < 2; ++turn) {  // the second time there is a copy already
+    for (int turn = 0; turn < 2; ++turn) {  // the second time a copy exists
       WriteFile(file_, damaged);
       plist::File file(file_);
       ASSERT_EQ(file.Lock(Folder::kFind), 0);
@@ -256,7 +256,7 @@ TEST_F(PlistFileTest, ADamagedFileIsKeptBesideTheOneThatReplacesIt) {
     EXPECT_EQ((inner ? *inner : outer).files().size(), 2u);
     inner.reset();
   }
-  // Without a save the copy goes.
+  // Without a save, the copy is removed.
   WriteFile(file_, "<<");
   {
     plist::File file(file_);
@@ -280,7 +280,7 @@ TEST_F(PlistFileTest, ALockIsWaitedForAndOneThatIsALinkIsRefused) {
   plist::File file(file_), other(file_);
   EXPECT_EQ(file.Lock(Folder::kFind, 10), EWOULDBLOCK);
   EXPECT_FALSE(file.is_locked() || file.is_lock_refused());
-  // The file of the lock was removed: the content is locked, too.
+  // Without the lock file, the lock of the content still holds.
   fs::remove(lock_file);
   EXPECT_EQ(other.Lock(Folder::kFind, 10), 0);
   EXPECT_EQ(other.Read(), Contents::kUnreadable);
@@ -310,7 +310,7 @@ TEST_F(PlistFileTest, FollowsLinksOfTheCallerAndNoOthers) {
              {"elsewhere/victim=precious",
               link == file_ ? "folder/file.plist->../elsewhere/victim" : "folder->elsewhere"});
     ASSERT_EQ(lchown(link.c_str(), kNobody, kNobody), 0);
-    // No other user can have changed the name.
+    // Only the owner can change names in this folder.
     EXPECT_EQ(host::FindPlace(file_, host::Links::kTrusted).error, 0);
     ASSERT_EQ(chmod(link.parent_path().c_str(), 01777), 0);
     plist::File file(file_);
@@ -323,7 +323,7 @@ TEST_F(PlistFileTest, FollowsLinksOfTheCallerAndNoOthers) {
 
 TEST_F(PlistFileTest, WhatIsMadeFollowsItsFolder) {
   fs::create_directories(top_ / "shared");
-  // The group is that of several users, as docs/prefs.md sets them up.
+  // Several users share the group, as in docs/prefs.md.
   EXPECT_TRUE(geteuid() != 0 || chown((top_ / "shared").c_str(), 0, kNobody) == 0);
   ASSERT_EQ(chmod((top_ / "shared").c_str(), 02775), 0);
   for (const mode_t mask : {022, 027, 077}) {
@@ -339,7 +339,7 @@ TEST_F(PlistFileTest, WhatIsMadeFollowsItsFolder) {
     EXPECT_EQ(NamesIn(top_ / "shared"), std::vector<std::string>{"sub"});
   }
   if (geteuid() != 0) return;
-  // A file that root makes in another user's folder is that user's.
+  // A file that root makes in another user's folder gets that user as its owner.
   fs::create_directories(top_ / "home");
   ASSERT_EQ(chown((top_ / "home").c_str(), kNobody, kNobody), 0);
   EXPECT_EQ(Save(top_ / "home" / "Library" / "file.plist"), 0);

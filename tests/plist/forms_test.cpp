@@ -12,7 +12,7 @@ using namespace std::string_view_literals;
 
 constexpr int kDepth = static_cast<int>(kMaximumDepth);
 
-// Units of two or four bytes.
+// The bytes of units of two or four bytes.
 std::string BytesOf(const auto& units, bool is_big) {
   std::string bytes;
   for (const std::uint32_t unit : units) {
@@ -24,7 +24,7 @@ std::string BytesOf(const auto& units, bool is_big) {
   return bytes;
 }
 
-// Texts with and without a mark, in either order; what is damaged in them becomes a byte 0xFF.
+// Texts with and without a mark, in both byte orders. A damaged unit becomes the byte 0xFF.
 TEST(PlistForms, ReadTextOfWideUnitsAndSalvageItUnitByUnit) {
   // Longer than the pieces in which it is converted.
   const std::u16string text = u"<string>\u00E9\U0001F600" + std::u16string(20000, u'\u4E16');
@@ -82,7 +82,7 @@ TEST(PlistForms, ReadEveryKindOfValueInEveryEncoding) {
       {"<?xml version=\"1.0\" encoding=\"UTF-16\"?><string>\u00E9</string>", "s:\u00E9"},
       {"<?xml version=\"1.0\" encoding=\"no-such\"?><string>a</string>", "nothing"},
       {"<?xml version=\"1.0\"?><string>encoding='no-such'</string>", "s:encoding='no-such'"},
-      // Bytes that the encoding does not have, and a lone surrogate of one that could carry it.
+      // Bytes that the encoding lacks, and a lone surrogate in an encoding that could carry it.
       {"<?xml version=\"1.0\" encoding=\"US-ASCII\"?><string>\xE9</string>", "nothing"},
       {"<?xml version=\"1.0\" encoding=\"SCSU\"?><string>\x0E\xD8\0</string>"s, "nothing"},
       {"{ a = b; \"c d\" = ( 1, 'x\"', <0a 0B>, {}, ( ), ); }",
@@ -228,7 +228,7 @@ TEST(PlistBuilder, RefusesCallsInAnyOtherOrder) {
   EXPECT_EQ(list.Find(u"shared")->elements()[1].data(), holder);
 }
 
-// Lengths of all sizes, and the fewest bytes that they take.
+// Lengths of all sizes, in the fewest bytes.
 TEST(PlistBinary, WritesLengthsAndReferencesInTheFewestBytes) {
   for (const auto& [length, digits] :
        {std::pair(0u, 0u), {14, 0}, {15, 2}, {255, 2}, {256, 3}, {65535, 3}, {65536, 5}}) {
@@ -263,7 +263,7 @@ TEST(PlistBinary, WritesUniqueIdentifiersAsSuch) {
 }
 
 TEST(PlistBinary, WritesEqualStringsOnce) {
-  // More than are searched without a table, some of one length.
+  // More strings than are searched without a table, several of the same length.
   std::string list;
   for (int i = 0; i < 30; ++i)
     list += "once" + std::to_string(i) + ", o" + std::to_string(i) + ", ";
@@ -274,8 +274,9 @@ TEST(PlistBinary, WritesEqualStringsOnce) {
   }
 }
 
-// A file with one changed byte is refused, or the writer that copies unread parts writes the same
-// bytes as the writer of their objects. The fuzz target property_list_xml knows other layouts.
+// A file with one changed byte is either refused, or the writer that copies unread parts gives the
+// same bytes as the writer of their objects. The fuzz target property_list_xml covers other
+// layouts.
 TEST(PlistDeferral, KnowsEveryByteOfItsOwnLayout) {
   const std::string xml = EveryKind();
   const Value root = Root(xml);
@@ -288,7 +289,7 @@ TEST(PlistDeferral, KnowsEveryByteOfItsOwnLayout) {
       const Value other = Root(changed);
       if (!other) continue;
       const auto written = WriteXml(other);
-      Describe(other);  // which makes all entries
+      Describe(other);  // makes all entries
       ASSERT_EQ(WriteXml(other), written) << changed;
     }
     // The last line end may be missing.
@@ -311,7 +312,7 @@ TEST(PlistDeferral, IsNotWrittenTooDeep) {
   EXPECT_FALSE(walk.Run(&deeper));
 }
 
-// Other programs read the lists that are written here; lists of theirs are read and written back.
+// Python reads the lists that are written here, and its own lists are read and written back.
 constexpr const char* kValues = R"(
 import datetime, plistlib, sys
 values = {
@@ -360,7 +361,7 @@ TEST_F(PlistExchange, PythonsXmlIsWrittenBackByteForByte) {
   EXPECT_EQ(*WriteXml(Root(python.out)), python.out);
 }
 
-// Python's XML reader and plistutil's pass over the exact bits of a date; plistutil's takes no
+// Python's and plistutil's XML readers ignore the exact bits of a date. plistutil accepts no
 // infinity, and its binary reader cuts fractions off.
 TEST_F(PlistExchange, OthersReadBothForms) {
   const fs::path in = env_.temp() / "in.plist", out = env_.temp() / "out.plist";

@@ -1,4 +1,4 @@
-// Files that were made, or damaged, so as to hurt their reader.
+// Files that were made or damaged to harm their reader.
 #include <pthread.h>
 
 #include "tests/plist/described_lists.h"
@@ -22,8 +22,8 @@ TEST(PlistHostile, NestingEndsAtTheLimit) {
     for (; depth > 0; --depth) value = Value::Array({value});
     return value;
   };
-  // In the binary form the innermost array of one chain holds the whole of another one, which was
-  // read before, or was not.
+  // In the binary form, the innermost array of one chain holds the whole of another chain, which
+  // was or was not read before.
   for (const bool is_read : {true, false}) {
     for (const std::size_t depth : {kMaximumDepth, kMaximumDepth + 1}) {
       const Value one = nested(250, u"zz"), other = nested(depth - 251, true);
@@ -39,7 +39,7 @@ TEST(PlistHostile, NestingEndsAtTheLimit) {
   }
 }
 
-// The deepest lists in a thread with a small stack.
+// The deepest lists, in a thread with a small stack.
 TEST(PlistHostile, TheDeepestListNeedsLittleStack) {
   static const std::string kLists[] = {Repeated("<array>", kDepth) + Repeated("</array>", kDepth),
                                        Repeated("<dict><key>b</key><true/><key>a</key>", kDepth) +
@@ -48,7 +48,7 @@ TEST(PlistHostile, TheDeepestListNeedsLittleStack) {
   const auto work = [](void*) -> void* {
     for (const std::string& list : kLists) {
       const Value one = Root(list);
-      // First while no entry is made yet.
+      // The first comparison comes before any entry is made.
       const Value copy = Root(*WriteXml(one));
       const Value other = Root(*WriteBinary(one));
       EXPECT_TRUE(one == other && copy == other);
@@ -64,7 +64,7 @@ TEST(PlistHostile, TheDeepestListNeedsLittleStack) {
   pthread_attr_destroy(&attributes);
 }
 
-// A binary list from the bytes of its objects, the first of them the root.
+// A binary list from the bytes of its objects. The first object is the root.
 std::string Binary(const std::vector<std::string>& objects) {
   const auto number = [](size_t value) {
     return std::string(4, '\0') + static_cast<char>(value >> 24) + static_cast<char>(value >> 16) +
@@ -103,16 +103,16 @@ TEST(PlistHostile, BinaryReferencesAreFollowedWithCare) {
       {{"\x5F\x12\0\0\0\x01z"s}, "s:z"},
       {{"\x5F\x13" + zero.substr(1) + "\x01z"}, "s:z"}};
   for (const auto& [objects, list] : kRead) EXPECT_EQ(DescribeBytes(Binary(objects)), list);
-  // A real of four bytes and a UID are written as they were read.
+  // A real of four bytes and a UID keep their form.
   for (const std::string& kept : {"\x22\x3F\xC0\0\0"s, "\x80\x07"s}) {
     EXPECT_TRUE(Contains(*WriteBinary(Root(Binary({"\xA1\x01"s, kept}))), kept));
   }
   const std::vector<std::vector<std::string>> refused = {
-      {"\xA1\x00"s},                                  // holds itself
+      {"\xA1\x00"s},                                  // contains itself
       {"\xA1\x01"s, "\xD1\x02\x00"s, "\x51z"},        // a circle of two
       {"\xA1\x07"s},                                  // no such object
-      {"\xD1\x01\x01"s, "\x09"},                      // a key that is no string
-      {"\xD1\x01\x01"s, "\xA0"},                      // a container as the key, read already
+      {"\xD1\x01\x01"s, "\x09"},                      // a key that is not a string
+      {"\xD1\x01\x01"s, "\xA0"},                      // a container as the key, already read
       {"\xAF\x13\x7F\xFF\xFF\xFF\xFF\xFF\xFF\xFF"s},  // more elements than bytes
       {"\x5F\x13\xFF\xFF\xFF\xFF\xFF\xFF\xFF\xFF"s},
       {"\x00"s},      // null
@@ -127,11 +127,11 @@ TEST(PlistHostile, BinaryReferencesAreFollowedWithCare) {
       {"\x32\x00\x00\x00\x00"s},
       {"\x34" + zero + zero},
       {"\x5F\x14" + zero + zero.substr(1) +
-       "\x01z"},  // a length of 16 bytes, and one that is a real
+       "\x01z"},  // a length of 16 bytes, and a real as a length
       {"\x5F\x20\x01z"},
       {"\x70"}};
   for (const auto& objects : refused) EXPECT_EQ(DescribeBytes(Binary(objects)), "nothing");
-  // More objects than bytes for them.
+  // More objects than bytes.
   EXPECT_FALSE(Root("bplist00\x09\x08\x08"s + std::string(6, '\0') + "\x01\x01" + zero.substr(1) +
                     "\x02" + zero + zero.substr(1) + "\x09"));
   // Offsets and references of up to eight bytes.
@@ -142,14 +142,14 @@ TEST(PlistHostile, BinaryReferencesAreFollowedWithCare) {
   };
   EXPECT_TRUE(Root(with_sizes(8, 8)));
   EXPECT_FALSE(Root(with_sizes(9, 1)) || Root(with_sizes(8, 9)) || Root(with_sizes(8, 0)));
-  // Twenty arrays, each of the next one eight times.
+  // Twenty arrays, each with eight references to the next one.
   std::vector<std::string> doubling;
   for (char i = 1; i <= 20; ++i) doubling.push_back("\xA8" + std::string(8, i));
   doubling.push_back("\x09");
   EXPECT_EQ(DescribeBytes(Binary(doubling)), "nothing");
 }
 
-// An array that holds the next object so many times; the objects are numbered from 0.
+// An array with `count` references to the object `object`; objects are numbered from 0.
 std::string ArrayOfOne(char object, int count) {
   return "\xAF\x10" + std::string(1, static_cast<char>(count)) +
          std::string(static_cast<size_t>(count), object);
@@ -195,12 +195,12 @@ TEST(PlistHostile, WritersStopAtTheLimitOfReaders) {
   };
   const std::string xml = *WriteXml(list);
   expect_limit(WriteXml, xml.size());
-  // A dictionary that nobody has looked at.
+  // A dictionary whose entries were not used yet.
   Failure failure;
   const std::string whole = *WriteXml(Root("{k = {a = b;};}"));
   EXPECT_FALSE(WriteXml(Root(whole), &failure, whole.size() - 1));
   EXPECT_TRUE(failure.is_too_large);
-  // The binary form is small, and counts as large as the reader takes it to be.
+  // A binary list is small, but the limit applies to the size that the reader counts.
   const std::size_t strings = 97 * 97, arrays = 1 + 97;
   expect_limit(WriteBinary, strings * (8 + 500) + arrays * 8);
   for (const auto& [value, size] : {std::pair(Value(std::u16string(500, u'a')), 508),
@@ -213,7 +213,7 @@ TEST(PlistHostile, WritersStopAtTheLimitOfReaders) {
   }
 }
 
-// The time is bounded by CTest alone; what is looked for is growth with the square.
+// Only CTest limits the time; the test would detect quadratic growth.
 TEST(PlistHostile, LargeFilesCostInLine) {
   constexpr int kCount = 200000;
   const std::string text = Repeated("<string>a&amp;b</string><!-- x -->", kCount);

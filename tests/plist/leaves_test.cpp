@@ -38,7 +38,7 @@ TEST(PlistLeaves, DatesAreOfTheGregorianCalendar) {
     AppendExactDate(text, seconds);
     return text;
   };
-  // As the C library knows it, from the year -565 to 12427.
+  // Compares with the C library, from the year -565 to 12427.
   for (std::time_t time = -80'000'000'000; time < 330'000'000'000; time += 86'399'999) {
     std::tm utc = {};
     gmtime_r(&time, &utc);
@@ -62,7 +62,7 @@ TEST(PlistLeaves, DatesAreOfTheGregorianCalendar) {
         "--2001-01-01Z", "100000000-01-01Z", "99999999999-01-01Z", "2001-01-01T00:00:00.5Z"}) {
     EXPECT_FALSE(ParseDate(text)) << text;
   }
-  // The last second that is not the first of the year 99999999 by the mean length of years.
+  // The last second before the year 99999999, computed with the mean length of years.
   constexpr double kFarthest = 31556952.0 * (99999999 - 2001);
   EXPECT_EQ(ParseDate(date(kFarthest - 1)), kFarthest - 1);
   const std::pair<double, const char*> kApart[] = {{NAN, "2001-01-01T00:00:00Z exact="},
@@ -73,7 +73,7 @@ TEST(PlistLeaves, DatesAreOfTheGregorianCalendar) {
   for (const auto& [seconds, text] : kApart) EXPECT_TRUE(date(seconds).starts_with(text)) << text;
   EXPECT_TRUE(Contains(*WriteXml(Value::Date(-0.75)),
                        "<date exact=\"bfe8000000000000\">2000-12-31T23:59:59Z</date>\n"));
-  // The text was changed by a program that does not know the attribute.
+  // A program that does not know the attribute has changed the text.
   EXPECT_EQ(DescribeBytes("<date exact=\"3fd0000000000000\">2001-01-01T00:00:01Z</date>"), "d:1");
   for (const std::string exact : {"3fd", "3fd000000000000g", "3fd00000000000000"}) {
     EXPECT_EQ(DescribeBytes("<date exact=\"" + exact + "\">2001-01-01T00:00:00Z</date>"), "d:0");
@@ -106,7 +106,7 @@ std::u16string UnitsOf(const std::string& utf8) {
   return Value::FromUtf8(utf8)->text().ToUnits();
 }
 
-// By the production of the characters of XML 1.0; the forms of one text are written alike.
+// Follows the production of the characters of XML 1.0. Both forms of a text are written alike.
 TEST(PlistEscape, NamesUnitsThatXmlCannotCarry) {
   for (unsigned unit = 0; unit < 0x10000; ++unit) {
     const std::u16string text = {u'a', static_cast<char16_t>(unit), u'b'};

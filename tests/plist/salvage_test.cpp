@@ -1,4 +1,4 @@
-// The entries that are saved of a damaged list, their places, and the losses that are told.
+// The entries that are saved from a damaged list, their places, and the reported losses.
 #include "plist/salvage.h"
 
 #include "tests/plist/described_lists.h"
@@ -30,7 +30,7 @@ std::string InUtf16(std::string_view ascii) {
   return bytes;
 }
 
-// { A = "1", B = an object of no kind, C = true }
+// { A = "1", B = an object of an unknown kind, C = true }
 const std::string kBinaryWithBadObject(
     "bplist00\xD3\1\2\3\4\5\6\x51\x41\x51\x42\x51\x43\x51\x31\x70\x09"
     "\x08\x0F\x11\x13\x15\x17\x18\0\0\0\0\0\0\1\1"
@@ -75,7 +75,7 @@ TEST(PlistSalvage, TakesWhatIsCompleteOfEveryForm) {
   }
 }
 
-// The leaves and empty containers of a list under their paths.
+// Lists the leaves and empty containers by their paths.
 void AddLeaves(const Value& value, const std::string& path,
                std::map<std::string, std::string>& leaves) {
   int index = 0;
@@ -90,8 +90,8 @@ void AddLeaves(const Value& value, const std::string& path,
   }
 }
 
-// Files with one wrong, missing or added byte, and files that break off: a sound one comes back
-// whole, and of the others together so many leaves are saved as they were, and so many not so.
+// Files with one wrong, missing or added byte, and truncated files. A file that is still a valid list
+// comes back whole. From all others together, the numbers of leaves are saved right and wrong.
 TEST(PlistSalvage, SavesWhatOneWrongByteLeaves) {
   const std::string xml = *WriteXml(
       Root("{A = {l = (x, (y, {p = q;}), {}); n = v;}; B = {}; C = (1, <00>); E = last;}"));
@@ -179,7 +179,7 @@ TEST(PlistSalvage, NamesEveryLoss) {
   EXPECT_TRUE(Contains(LossesOf(Saved("{ a = 1; /* b")), "a comment that does not end, 1:10"));
 }
 
-// The time is bounded by CTest alone; what is looked for is growth with the square.
+// Only CTest limits the time; the test would detect quadratic growth.
 TEST(PlistSalvage, CostsInLine) {
   const std::string head = "<plist><dict><key>a</key><string>v</string>";
   constexpr int kCount = 40'000;

@@ -7,8 +7,8 @@
 namespace orvik::plist {
 namespace {
 
-// A single character would be stored as a number, bytes have no encoding, and every pointer that is
-// no text, such as a platform object, would be a boolean.
+// Types that must not convert: a single character would become a number, bytes have no encoding,
+// and every pointer but a text, such as a platform object, would become a boolean.
 template <class... Types>
 constexpr bool kIsAnyTaken = (std::is_constructible_v<Value, Types> || ...);
 static_assert(!kIsAnyTaken<char16_t, char, const char*, char (&)[5], const wchar_t*, void*, int*,
@@ -18,7 +18,7 @@ constexpr bool kAreTaken = (std::is_convertible_v<Types, Value> && ...);
 static_assert(kAreTaken<signed char, unsigned long, bool, double, const char16_t*, char16_t (&)[5],
                         std::u16string, std::u16string_view>);
 
-// As a loop over the result of a read does; the address sanitizer sees the rest.
+// As a loop over the result of a read; the address sanitizer detects freed memory.
 TEST(PlistValue, PartsOfATemporaryKeepIt) {
   std::string found;
   for (const auto& [key, value] : Root("{one = (a, b);}").entries()) {
@@ -39,7 +39,7 @@ TEST(PlistValue, ChangesOfACopyStayThere) {
   EXPECT_EQ(one, Value::Dictionary({{u"key", u"text"}, {u"list", Value::Array({1, 2})}}));
   EXPECT_EQ(inner, Value::Array({1, 2}));
   EXPECT_EQ(other, Value::Dictionary({{u"list", Value::Array({1, 2, 3})}, {u"new", true}}));
-  // Without another owner a change is made in place.
+  // Without another owner, a change is made in place.
   const std::vector<Value>* const elements = &other.Find(u"list")->elements();
   other.Change(u"list")->Append(4);
   EXPECT_EQ(&other.Find(u"list")->elements(), elements);
@@ -59,7 +59,7 @@ TEST(PlistValue, DictionariesKeepTheirOrderAndFindEveryKey) {
     EXPECT_EQ(dictionary.Find(entry.key.text()), &entry.value);
     expected += expected < 999 ? 2 : 1;
   }
-  // One text in both of its forms is one key.
+  // The same text in both of its forms is a single key.
   dictionary.Set(Text::Latin1("twelve bytes\xE9"), 1);
   dictionary.Set(u"twelve bytes\u00E9", 2);
   EXPECT_EQ(*dictionary.Find(Text::Latin1("twelve bytes\xE9")), 2);
@@ -87,7 +87,7 @@ TEST(PlistValue, EqualityIsThatOfTheWrittenFile) {
   EXPECT_EQ(Value::FromUtf8("\xFF"), std::nullopt);
 }
 
-// Deeper than the stack of a thread could follow by recursion, and a place without a value.
+// Deeper than recursion on the stack of a thread could go, and an element without a value.
 TEST(PlistValue, DeepTreesAreComparedAndFreedWithoutRecursionAndNotWritten) {
   const auto nested = [](std::size_t depth) {
     Value value = Value::Array();
@@ -123,7 +123,7 @@ TEST(PlistValue, EntriesAreMadeOnceForAllThreads) {
   EXPECT_TRUE(root.Find(u"k0")->is_dictionary());
 }
 
-// The fuzz target preference_differences shows that they mirror.
+// The fuzz target preference_differences tests that both directions agree.
 TEST(PlistDifferences, ListEveryValueOnce) {
   const Value before = Root(
       "{same = 1; gone = {b = 2; a = 1; none = {};}; both = {x = 1; y = (1);}; key = {x = 1;};"
@@ -163,8 +163,8 @@ TEST(PlistMerge, KeepsWhatOnlyTheBaseHasAndRefusesToReplaceContainers) {
   }
 }
 
-// Keys that meet under a hash of multiplications and shifts alone, whatever it starts with: in each
-// pair of words a change of the highest bit is undone by the next word.
+// Keys that collide under a hash of multiplications and shifts alone, whatever its start value: in
+// each pair of words, the next word undoes a change of the highest bit.
 TEST(StringHash, CraftedKeysDoNotMeet) {
   constexpr int kPairs = 12;
   std::set<std::uint32_t> hashes;

@@ -1,4 +1,4 @@
-// Alerts that nobody sees.
+// Alerts that a test answers in place of the user.
 #pragma once
 
 #include <optional>
@@ -8,8 +8,8 @@
 
 namespace orvik::test {
 
-// The alert and the result of a call when the button answers it; without one, as where
-// nobody can be asked.
+// Returns the alert and the result of a call during which the button answers it. Without a button
+// the alert cannot be shown.
 template <typename Call>
 auto Answered(std::optional<int> button, Call call) {
   desktop::AlertRequest shown;

@@ -1,4 +1,4 @@
-// A conversion between UTF forms with its result, the units that it read, and the text.
+// A conversion between UTF forms: its result, the units that it has read, and the text.
 #pragma once
 
 #include <cstddef>

@@ -1,4 +1,4 @@
-// Numbers of the C library with a comma, as in German.
+// A locale of the C library with a decimal comma, as in German.
 #pragma once
 
 #include <clocale>
@@ -7,13 +7,14 @@
 
 namespace orvik::test {
 
-// While it lives, printf and strtod of this process have a decimal comma, if glibc still reads the
-// file of a locale that is written here: builders seldom have one with a comma.
+// During its life, printf and strtod of this process use a decimal comma. It writes a locale file
+// for glibc, because build machines seldom have such a locale. Has no effect if glibc cannot read
+// the file.
 class DecimalComma {
  public:
   DecimalComma() {
-    // The magic number of numbers, six fields and where they lie: the decimal point, the separator
-    // of thousands, the size of groups, the first two as wide characters, the encoding.
+    // The magic number of LC_NUMERIC, the number of fields and their offsets: the decimal point,
+    // the thousands separator, the group sizes, the first two as wide characters, the encoding.
     const std::uint32_t head[] = {0x20031114, 6, 32, 34, 36, 40, 44, 48};
     const std::uint32_t wide[] = {',', 0};
     const auto bytes = [](const auto& words) {

@@ -1,4 +1,4 @@
-// Small helpers for tests that build and look at file trees.
+// Helpers for tests that build and examine file trees.
 #pragma once
 
 #include <linux/fs.h>
@@ -13,7 +13,7 @@ namespace orvik::test {
 
 using Words = std::vector<std::string>;
 
-// Sets the kernel's lock; false where the rights or the volume do not allow that.
+// Sets the immutable flag; false if the caller may not, or the volume has no such flag.
 inline bool Lock(const fs::path& path) {
   const int file = open(path.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC);
   int flags = 0;
@@ -32,24 +32,24 @@ inline bool IsLocked(const fs::path& path) {
   return (flags & FS_IMMUTABLE_FL) != 0;
 }
 
-// The attributes of an entry, of a link itself; all 0 when there is none.
+// The attributes of an entry, or of a link itself; all zero when the entry does not exist.
 inline struct stat StatOf(const fs::path& path) {
   struct stat record = {};
   lstat(path.c_str(), &record);
   return record;
 }
 
-// Permission bits of a file; a link's own.
+// The permission bits of a file, or of a link itself.
 inline unsigned ModeOf(const fs::path& path) {
   return StatOf(path).st_mode & 07777u;
 }
 
-// Whether anything exists at the path, a dangling link too.
+// Whether the path exists; a dangling link counts.
 inline bool Exists(const fs::path& path) {
   return StatOf(path).st_mode != 0;
 }
 
-// What changes when anybody touches an entry: name, type, mode, owner, inode, size and time.
+// Attributes that every change of an entry affects: name, type, mode, owner, inode, size and time.
 inline std::string RecordOf(const fs::path& path) {
   const struct stat record = StatOf(path);
   std::ostringstream text;
@@ -59,8 +59,8 @@ inline std::string RecordOf(const fs::path& path) {
   return text.str();
 }
 
-// Makes `levels` folders, one in the other, by a road that knows no limit of path length; gives the
-// path of the deepest, and leaves a file "leaf" in it.
+// Makes `levels` nested folders, also beyond the longest path, and a file "leaf" in the innermost
+// one. Returns the path of the innermost folder.
 inline std::string MakeDeepTree(const std::string& top, int levels, const std::string& name) {
   std::string path = top;
   int folder = open(top.c_str(), O_PATH | O_DIRECTORY);

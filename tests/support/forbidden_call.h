@@ -1,4 +1,4 @@
-// Calls that the kernel answers as it does on other volumes.
+// System calls that fail as they do on other volumes.
 #pragma once
 
 #include <linux/filter.h>
@@ -19,7 +19,8 @@ inline constexpr unsigned kFcntl = SYS_fcntl64;
 inline constexpr unsigned kFcntl = SYS_fcntl;
 #endif
 
-// From here on the call fails in this process if the argument, counted from 0, compares so.
+// From now on, the call fails with `error` in this process if its argument number `argument`,
+// counted from 0, compares with `value` as `compare` says.
 inline void ForbidCall(unsigned call, unsigned argument, Compare compare, unsigned value,
                        unsigned error) {
   const auto place = static_cast<unsigned>(offsetof(seccomp_data, args) + 8 * argument);

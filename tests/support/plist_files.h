@@ -7,11 +7,11 @@
 
 namespace orvik::test {
 
-// Each file as python's plistlib reads it: JSON with sorted keys, "missing" or "damaged".
+// Reads each file with Python's plistlib: JSON with sorted keys, "missing" or "damaged".
 std::vector<std::string> OnDisk(const std::vector<std::filesystem::path>& files);
 std::string OnDisk(const std::filesystem::path& file);
 
-// Has python's plistlib write the JSON as a property list, "xml" or "binary".
+// Lets Python's plistlib write the JSON as a property list in the format "xml" or "binary".
 void WritePlist(const std::filesystem::path& file, const std::string& json,
                 const std::string& format = "xml");
 

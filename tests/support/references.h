@@ -11,7 +11,7 @@ inline const UInt8* Bytes(const std::string& path) {
   return reinterpret_cast<const UInt8*>(path.c_str());
 }
 
-// A reference that names a link itself.
+// A reference to the entry at the path; does not follow a link.
 inline FSRef RefOf(const fs::path& path) {
   FSRef ref;
   FSPathMakeRefWithOptions(Bytes(path.string()), kFSPathMakeRefDoNotFollowLeafSymlink, &ref,
@@ -19,7 +19,7 @@ inline FSRef RefOf(const fs::path& path) {
   return ref;
 }
 
-// "" when the object is gone.
+// The path of the object; "" when it is gone.
 inline std::string PathOf(const FSRef& ref) {
   std::string path(20000, '\0');
   const OSStatus status = FSRefMakePath(&ref, reinterpret_cast<UInt8*>(path.data()), 20000);

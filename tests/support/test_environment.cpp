@@ -218,7 +218,7 @@ CommandResult RunCommand(const std::vector<std::string>& argv, const std::string
   return RunChild([&argv] { return Execute(argv); }, input);
 }
 
-// The input is a file, so that a child may stop reading where it likes.
+// The input is a file, so the child may stop reading at any point.
 CommandResult RunChild(const std::function<int()>& body, const std::string& input) {
   CommandResult result;
   const int in = memfd_create("input", MFD_CLOEXEC);
@@ -227,7 +227,7 @@ CommandResult RunChild(const std::function<int()>& body, const std::string& inpu
       pwrite(in, input.data(), input.size(), 0) != static_cast<ssize_t>(input.size())) {
     abort();
   }
-  fflush(nullptr);  // else the child would write what waits here, too
+  fflush(nullptr);  // otherwise the child would write the buffered text again
   const pid_t child = fork();
   if (child == 0) {
     dup2(in, 0);

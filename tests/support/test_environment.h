@@ -1,5 +1,5 @@
-// A folder of its own for every test: the system root, the home and the temporary folder. Tests
-// include this header first, and with it what nearly all of them use of C++ and POSIX.
+// A system root, a home and a temporary folder of its own for every test. Tests include this header
+// first; it includes most C++ and POSIX headers that they need.
 #pragma once
 
 #include <fcntl.h>
@@ -31,7 +31,7 @@ namespace orvik::test {
 
 namespace fs = std::filesystem;
 
-// Sets a variable of the environment for the life of the object; null removes it.
+// Sets an environment variable during the life of the object; null removes it.
 class ScopedVariable {
  public:
   ScopedVariable(const char* name, const char* value);
@@ -46,10 +46,10 @@ class ScopedVariable {
   std::optional<std::string> old_;
 };
 
-// Makes a fresh folder and points ORVIK_SYSTEM_ROOT, HOME and TMPDIR below it for the life of the
-// object, and takes away what else would move the trash or choose a language; afterwards puts the
-// variables back and removes the folder with all it holds (also what was made read-only). Objects
-// nest.
+// Makes a new folder and points ORVIK_SYSTEM_ROOT, HOME and TMPDIR below it during the life of the
+// object. Also removes the variables that would move the trash or choose a language. The destructor
+// restores the variables and removes the folder with its content, even read-only files. Objects may
+// be nested.
 class ScopedEnvironment {
  public:
   ScopedEnvironment();
@@ -72,27 +72,28 @@ class ScopedEnvironment {
                                     {"LANG", nullptr}};
 };
 
-// The fixture most tests derive from.
+// The fixture from which most tests derive.
 class EnvironmentTest : public ::testing::Test {
  protected:
   fs::path At(const fs::path& name) const { return top_ / name; }
 
   const ScopedEnvironment env_;
-  const fs::path top_ = env_.temp();  // where a test puts its own files
+  const fs::path top_ = env_.temp();  // the folder for the test's own files
 };
 
-// The whole file; fails the test and gives "" when it cannot be read.
+// The content of the file. When it cannot be read, the test fails and the result is "".
 std::string ReadFile(const fs::path& path);
 
-// Replaces the file, making missing folders.
+// Replaces the file. Makes missing folders.
 void WriteFile(const fs::path& path, const std::string& bytes);
 
 std::string Repeated(const std::string& text, int count);
 
-// The pieces of a text between separators, without empty ones.
+// The parts of a text between separators, without empty ones.
 std::vector<std::string> Split(std::string_view text, char separator = ' ');
 
-// A table of inputs and results as text: ";" ends a row, blanks end a cell, "-" is an empty cell.
+// A table of inputs and results as text: ";" ends a row, blanks end a cell, and "-" is an empty
+// cell.
 template <std::size_t columns, typename String = std::u16string>
 std::vector<std::array<String, columns>> Rows(std::string_view text) {
   std::vector<std::array<String, columns>> rows;
@@ -107,7 +108,7 @@ std::vector<std::array<String, columns>> Rows(std::string_view text) {
   return rows;
 }
 
-// Strings as standard ones, so that lists of them are compared by their units.
+// Converts strings to standard strings, which can be compared in lists.
 template <typename String>
 auto TextsOf(std::initializer_list<String> strings) {
   std::vector<std::basic_string<typename String::Unit>> texts;
@@ -115,24 +116,24 @@ auto TextsOf(std::initializer_list<String> strings) {
   return texts;
 }
 
-// Whether the part is in the text; the failure shows the text.
+// Whether `text` contains `part`; a failure shows `text`.
 testing::AssertionResult Contains(const std::string& text, const std::string& part);
 
-// The names of a folder's entries, in order.
+// The sorted names of a folder's entries.
 std::vector<std::string> NamesIn(const fs::path& folder);
 
-// Makes entries below the folder, with the folders above them: "a" a file that holds "x", "a=text"
-// one that holds the text, "a/" a folder, "a->text" a symbolic link, "a|" a pipe.
+// Makes entries and their missing parents in the folder: "a" is a file with the content "x",
+// "a=text" a file with the content "text", "a/" a folder, "a->text" a symbolic link, "a|" a pipe.
 void MakeTree(const fs::path& folder, const std::vector<std::string>& entries);
 
-// All entries below the folder in these words, in order.
+// Lists all entries below the folder in this notation, sorted.
 std::vector<std::string> TreeIn(const fs::path& folder);
 
-// The same with one blank between the entries, for names and contents without blanks.
+// The same as one text with a blank between the entries, for names and contents without blanks.
 void Plant(const fs::path& folder, std::string_view entries);
 std::string TreeText(const fs::path& folder);
 
-// While it lives, a resource of this process has the limit.
+// Limits a resource of this process during its life.
 class ResourceLimit {
  public:
   using Resource = decltype(RLIMIT_FSIZE);
@@ -146,16 +147,16 @@ class ResourceLimit {
   rlimit old_;
 };
 
-// While it lives, this process writes no file beyond the size.
+// Limits the size of the files that this process writes during its life.
 struct FileSizeLimit : ResourceLimit {
   explicit FileSizeLimit(rlim_t bytes) : ResourceLimit(RLIMIT_FSIZE, bytes) {}
 };
 
-// Runs the body with 0, 1, ... in that many processes at once, and gives the exit status of each:
-// what the body returned, or 128 + signal.
+// Runs `body` with 0, 1, ... in `count` processes at once. Returns the exit status of each: the
+// result of the body, or 128 + signal.
 std::vector<int> InProcesses(int count, const std::function<int(int)>& body);
 
-// A process beside the test that carries the body out and then waits to be killed.
+// A second process, which runs `body` and then waits until it is killed.
 class OtherProcess {
  public:
   explicit OtherProcess(const std::function<void()>& body = [] {});
@@ -171,17 +172,17 @@ class OtherProcess {
   pid_t pid_;
 };
 
-// The outcome of a program.
+// The result of a program.
 struct CommandResult {
   int status = -1;  // exit status, or 128 + signal
   std::string out;
   std::string err;
 };
 
-// Runs the body in a process of its own, whose exit status is what it returns.
+// Runs the body in a process of its own. The exit status is the body's result.
 CommandResult RunChild(const std::function<int()>& body, const std::string& input = {});
 
-// Becomes a program, argv[0] found through PATH; gives 127 when that fails.
+// Replaces this process by a program; looks up argv[0] in PATH. Returns 127 on failure.
 int Execute(const std::vector<std::string>& argv);
 
 // Runs a program with this process's environment and waits for it.

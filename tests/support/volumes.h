@@ -8,8 +8,8 @@
 
 namespace orvik::test {
 
-// Runs the body in a process of its own that sees a new volume at the place. The test counts as
-// skipped when this user may not mount one.
+// Runs the body in a process of its own that has a new volume mounted at `place`. The test is
+// skipped if this user may not mount one.
 inline void OnAVolume(const fs::path& place, const char* type, const char* options,
                       const std::function<void()>& body) {
   constexpr int kNoVolume = 77;

@@ -1,4 +1,4 @@
-// To root nothing is forbidden.
+// Tests of permissions, which do not bind root.
 #pragma once
 
 #include <gtest/gtest.h>
@@ -8,8 +8,8 @@
 
 namespace orvik::test {
 
-// Gives the folder with all it holds, except what is at `kept`, to another user and acts as
-// that user while the object lives, when the test runs as root.
+// When the test runs as root: during the life of the object, gives the folder and its content,
+// except the entry `kept`, to another user, and acts as that user.
 class WithoutRootRights {
  public:
   explicit WithoutRootRights(const std::filesystem::path& folder,
