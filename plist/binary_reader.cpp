@@ -129,7 +129,7 @@ class BinaryReader {
     }
     if (!HasRoom(container, child, key_size)) {
       is_too_large_ = true;
-      return Lose(container, child, "a value too much");
+      return Lose(container, child, "a value beyond the size limit");
     }
     AddChild(container, child);
     slots_[container.index].written_out += key_size;
@@ -321,7 +321,7 @@ class BinaryReader {
       first = std::min(first, offset);
     }
     if (bytes > 0)
-      losses_->Add([] { return std::string(); }, "values of what is lost", first, bytes);
+      losses_->Add([] { return std::string(); }, "values of lost containers", first, bytes);
   }
 
   bool ReadBody(std::uint64_t index, Body& body) {
