@@ -7,10 +7,11 @@
 // An existing target keeps its mode, owner, group, extended attributes, other hard links, and the
 // symbolic links that lead to it. In some cases a new file cannot take its place with all of these:
 // the target has other names, its owner cannot be set, it is a character device or a mount point,
-// or its folder accepts no new file. Then the commit writes into the target itself, if that is
-// allowed (trust.h). A reader may then see a part, and a crash may leave a part; a full disk is
-// detected before the old content is touched, if the volume can reserve room. A new file has mode
-// 0666 less the umask.
+// or its folder accepts no new file. Then the commit writes into the target itself; but root
+// replaces a file with several names where another user could have made them. A reader of a target
+// that is written in place may see a part, and a crash may leave a part; a full disk is detected
+// before the old content is touched, if the volume can reserve room. A new file has mode 0666 less
+// the umask.
 //
 // Nothing is flushed to disk. Functions that return an int return 0 or an errno.
 #pragma once
@@ -33,9 +34,10 @@ class FileReplacement {
 
   // Begins to replace the file. Follows links of root and of the caller, and other links in a
   // folder that no other user can change (EPERM elsewhere). EACCES when the caller may not write
-  // the file, or when another user may have prepared it (trust.h); EISDIR for a folder; EINVAL for
-  // other files that are neither regular nor character devices. If the target's own folder accepts
-  // no new file, the content is collected in `spare_folder`, and if that fails, in memory.
+  // the file, and for a file of a third user in a sticky folder that everyone may write. EISDIR for
+  // a folder; EINVAL for other files that are neither regular nor character devices. If the
+  // target's own folder accepts no new file, the content is collected in `spare_folder`, and if
+  // that fails, in memory.
   int Open(const std::string& path, const std::string& spare_folder);
 
   // Whether the file is a character device.

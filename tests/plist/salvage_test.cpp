@@ -90,8 +90,8 @@ void AddLeaves(const Value& value, const std::string& path,
   }
 }
 
-// Files with one wrong, missing or added byte, and truncated files. A file that is still a valid list
-// comes back whole. From all others together, the numbers of leaves are saved right and wrong.
+// Files with one wrong, missing or added byte, and truncated files. A file that is still a valid
+// list comes back whole. The numbers count the leaves saved from all others, right and wrong.
 TEST(PlistSalvage, SavesWhatOneWrongByteLeaves) {
   const std::string xml = *WriteXml(
       Root("{A = {l = (x, (y, {p = q;}), {}); n = v;}; B = {}; C = (1, <00>); E = last;}"));
