@@ -33,7 +33,7 @@ OSErr StandardAlert(AlertType type, ConstStr255Param error, ConstStr255Param exp
                                 .header = Utf8FromPascal(error),
                                 .message = Utf8FromPascal(explanation),
                                 .buttons = {}};
-  // The item of each button of the request, which has no gaps.
+  // The item of each button of the request, in which no index is unused.
   std::vector<DialogItemIndex> items;
   const auto add = [&](DialogItemIndex item, std::string label) {
     if (item == record.defaultButton) request.default_button = static_cast<int>(items.size());

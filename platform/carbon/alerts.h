@@ -20,7 +20,7 @@ inline constexpr SInt16 kAlertStdAlertOtherButton = 3;   // the third
 
 inline constexpr UInt16 kWindowDefaultPosition = 0;
 
-// A length byte and that many bytes of ISO 8859-1.
+// A length byte, followed by that many bytes of ISO 8859-1.
 using ConstStr255Param = const unsigned char*;
 
 struct AlertStdAlertParamRec {
@@ -28,19 +28,19 @@ struct AlertStdAlertParamRec {
   Boolean helpButton = 0;
   void* filterProc = nullptr;
   ConstStr255Param defaultText = nullptr;  // first button; null is "OK"
-  ConstStr255Param cancelText = nullptr;   // null: there is no second button
-  ConstStr255Param otherText = nullptr;    // null: there is no third button
+  ConstStr255Param cancelText = nullptr;   // null: no second button
+  ConstStr255Param otherText = nullptr;    // null: no third button
   SInt16 defaultButton = kAlertStdAlertOKButton;
   SInt16 cancelButton = 0;
   UInt16 position = kWindowDefaultPosition;
 };
 
-// Shows the alert and blocks the calling thread until it is answered; `*item_hit` (may be null) is
-// set to the button that was pressed. Closing the window presses the cancel button, or the first
-// one of an alert without a cancel button. desktop/alert.h says where alerts are shown. Returns
-// -128 (userCanceledErr) when this one cannot be shown. `error` is the headline, `explanation` the
-// text under it; both may be null. `param` null shows one button "OK". Help button, filter and
-// position are not used.
+// Shows the alert and blocks the calling thread until the user answers. `*item_hit` (may be null)
+// receives the button that was pressed. Closing the window counts as the cancel button, or as the
+// first button of an alert without a cancel button. desktop/alert.h says where alerts appear.
+// Returns -128 (userCanceledErr) when the alert cannot be shown. `error` is the headline,
+// `explanation` the text under it; both may be null. With a null `param` the alert has one button
+// "OK". Help button, filter and position are not used.
 OSErr StandardAlert(AlertType type, ConstStr255Param error, ConstStr255Param explanation,
                     const AlertStdAlertParamRec* param, DialogItemIndex* item_hit);
 

@@ -28,7 +28,7 @@ bool HasAsciiAlone(const USet* set) {
     UChar32 last;
     UChar text[16];
     UErrorCode status = U_ZERO_ERROR;
-    // The length of a text, or 0 and a range of characters.
+    // Gives the length of a text, or 0 and a range of characters.
     const int32_t length = icu::uset_getItem(set, item, &first, &last, text, 16, &status);
     if (length == 0 && first < 0x80) return true;
     if (length >= 2 && U_SUCCESS(status) &&
@@ -39,7 +39,7 @@ bool HasAsciiAlone(const USet* set) {
   return false;
 }
 
-// Whether every ASCII character has one weight, whatever is beside it.
+// Whether the weight of every ASCII character is independent of its neighbours.
 bool WeighsCharactersAlone(const UCollator* collator) {
   UErrorCode status = U_ZERO_ERROR;
   if (icu::ucol_getAttribute(collator, UCOL_NUMERIC_COLLATION, &status) != UCOL_OFF ||
@@ -69,7 +69,7 @@ AsciiCollation::AsciiCollation(const UCollator* collator, UCollationStrength str
   std::vector<char16_t> characters;
   for (char16_t unit = 0; unit < 0x80; ++unit) {
     if (icu::ucol_strcoll(tertiary.get(), &unit, 1, nullptr, 0) != 0) {
-      // A character that counts at a lower level only does not fit the table.
+      // The table cannot hold a character that counts only at a lower level.
       if (icu::ucol_strcoll(primary.get(), &unit, 1, nullptr, 0) == 0) return;
       characters.push_back(unit);
     }
@@ -92,13 +92,13 @@ AsciiCollation::AsciiCollation(const UCollator* collator, UCollationStrength str
 }
 
 int AsciiCollation::Compare(std::u16string_view a, std::u16string_view b) const {
-  // A common start counts on neither side.
+  // A common start does not affect the order.
   const std::size_t start = CommonStart(a, b);
   const char16_t* left = a.data() + start;
   const char16_t* right = b.data() + start;
   const char16_t* const left_end = a.data() + a.size();
   const char16_t* const right_end = b.data() + b.size();
-  int variant = 0;  // the first difference among letters that are the same
+  int variant = 0;  // the first difference between variants of the same letter
   for (;;) {
     while (left != left_end && ranks_[*left].letter == 0) ++left;
     while (right != right_end && ranks_[*right].letter == 0) ++right;

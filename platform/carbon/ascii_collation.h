@@ -15,35 +15,35 @@ struct CloseCollator {
 };
 using Collator = std::unique_ptr<UCollator, CloseCollator>;
 
-// The order that a collator gives to ASCII text, where it comes from the single characters alone.
-// A table then answers as the collator does, in a fraction of the time.
+// The order that a collator gives to ASCII text, if it depends only on the single characters. A
+// table then gives the same results in a fraction of the time.
 class AsciiCollation {
  public:
-  // No order: for a null collator.
+  // A table that is not valid, as for a null collator.
   AsciiCollation() = default;
-  // Asks the collator, which is opened for `locale` and whose other attributes are set. Leaves it
-  // as it was.
+  // Asks the collator. It was opened for `locale`, and all its other attributes are set. Leaves the
+  // collator unchanged.
   AsciiCollation(const UCollator* collator, UCollationStrength strength);
 
-  // False when the collator joins ASCII characters ("ch" in Czech), counts digits as numbers or
-  // distinguishes them by accents: `Compare` must not be called then.
+  // False when the collator joins ASCII characters ("ch" in Czech), sorts digits as numbers or
+  // distinguishes ASCII characters by accents. `Compare` must not be called then.
   bool IsValid() const { return is_valid_; }
 
-  // Below, at or above 0 by the order of the texts, which are ASCII.
+  // Compares two ASCII texts: below, at or above 0.
   int Compare(std::u16string_view a, std::u16string_view b) const;
 
  private:
   struct Rank {
-    unsigned char letter = 0;   // the primary weights in their order; 0 is ignored
-    unsigned char variant = 0;  // the tertiary weights of one letter in their order
+    unsigned char letter = 0;   // the rank of the primary weight; 0 is ignored
+    unsigned char variant = 0;  // the rank of the tertiary weight within the letter
   };
 
   std::array<Rank, 128> ranks_{};
   bool is_valid_ = false;
 };
 
-// The table of a collator, made when that pays off: it takes some milliseconds, which a program
-// that compares a few texts does not have.
+// The table of a collator, made only when that pays off: making it takes some milliseconds, too
+// long for a program that compares a few texts.
 class LazyAsciiCollation {
  public:
   // The collator must outlive this object.
@@ -53,7 +53,8 @@ class LazyAsciiCollation {
   LazyAsciiCollation(const LazyAsciiCollation&) = delete;
   LazyAsciiCollation& operator=(const LazyAsciiCollation&) = delete;
 
-  // To be called for each comparison of ASCII texts. Null at first, and where there is no table.
+  // Call this for each comparison of ASCII texts. Null at first, and for a collator without a
+  // table.
   const AsciiCollation* Get() const {
     const AsciiCollation* const table = table_.load(std::memory_order_acquire);
     if (table != nullptr) return table->IsValid() ? table : nullptr;
@@ -61,7 +62,7 @@ class LazyAsciiCollation {
     return nullptr;
   }
 
-  // About as many comparisons by the collator take as long as the table.
+  // About this many comparisons by the collator take as long as making the table.
   static constexpr unsigned kPaysOff = 100'000;
 
  private:

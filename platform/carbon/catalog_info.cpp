@@ -84,7 +84,7 @@ namespace orvik::carbon {
 
 namespace {
 
-constexpr FSVolumeRefNum kFirstVolume = -100;  // the next ones count downwards
+constexpr FSVolumeRefNum kFirstVolume = -100;  // further volumes count downwards
 constexpr std::size_t kMaxVolumes = 32000;
 
 std::mutex volumes_mutex;
@@ -96,7 +96,7 @@ std::vector<std::uint64_t>& Volumes() {
 
 }  // namespace
 
-// The place of the mount's id in a list that only grows, so that a number always means the same
+// The number is the index of the mount's id in a list that only grows, so it always means the same
 // mount.
 FSVolumeRefNum VolumeOf(const struct statx& info) {
   const std::lock_guard lock{volumes_mutex};

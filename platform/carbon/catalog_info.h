@@ -6,19 +6,19 @@
 
 namespace [[gnu::visibility("default")]] orvik {
 
-// A mounted volume: a negative number that means the mount while the process runs.
+// The number of a mounted volume: negative, and of the same mount as long as the process runs.
 using FSVolumeRefNum = SInt16;
 using FSCatalogInfoBitmap = UInt32;
 
 struct FSSpec;
 
-// A name as the file manager counts it.
+// A name as a counted array of units.
 struct HFSUniStr255 {
   UInt16 length = 0;  // units
   UniChar unicode[255] = {};
 };
 
-// Seconds since 1904-01-01 00:00 UTC (48 bits) and 65536ths of a second.
+// Seconds (48 bits) and 65536ths of a second since 1904-01-01 00:00 UTC.
 struct UTCDateTime {
   UInt16 highSeconds = 0;
   UInt32 lowSeconds = 0;
@@ -33,7 +33,7 @@ struct FSPermissionInfo {
 
 struct FSCatalogInfo {
   FSVolumeRefNum volume = 0;
-  UTCDateTime createDate;  // the birth time, or the date that a copy has taken over
+  UTCDateTime createDate;  // the birth time, or the date that a copy has kept
   UTCDateTime contentModDate;
   UTCDateTime accessDate;
   FSPermissionInfo permissions;
@@ -41,7 +41,7 @@ struct FSCatalogInfo {
   UInt64 dataPhysicalSize = 0;  // bytes allocated
 };
 
-// Bits that choose fields of FSCatalogInfo.
+// Bits that select fields of FSCatalogInfo.
 inline constexpr FSCatalogInfoBitmap kFSCatInfoVolume = 0x00000004;
 inline constexpr FSCatalogInfoBitmap kFSCatInfoCreateDate = 0x00000020;
 inline constexpr FSCatalogInfoBitmap kFSCatInfoContentMod = 0x00000040;
@@ -49,13 +49,13 @@ inline constexpr FSCatalogInfoBitmap kFSCatInfoAccessDate = 0x00000100;
 inline constexpr FSCatalogInfoBitmap kFSCatInfoPermissions = 0x00000400;
 inline constexpr FSCatalogInfoBitmap kFSCatInfoDataSizes = 0x00004000;
 
-// Reads the fields of `*info` that `which_info` chooses, of the object that `ref` names, a link's
-// own; the others keep their values. Returns 0; paramErr for null, for other bits, and unless
-// `name`, `spec` and `parent`, which are not carried out, are null; fnfErr when the object is gone.
+// Reads the selected fields of the object that `ref` names into `*info`; those of a link itself.
+// Other fields keep their values. Returns 0; paramErr for null, for other bits, and if `name`,
+// `spec` or `parent`, which are not supported, are not null; fnfErr when the object is gone.
 //
-// Dates before 1904 are 1904. A file of which a copy took over the creation date has that one,
-// from an extended attribute. A volume keeps its number to the end of the process; a volume beyond
-// the first 32,000 has the number 0.
+// Dates before 1904 become 1904. A copy that has kept the creation date of its source has that date
+// in an extended attribute, which is used here. A volume keeps its number until the process ends;
+// volumes beyond the first 32,000 have the number 0.
 OSErr FSGetCatalogInfo(const FSRef* ref, FSCatalogInfoBitmap which_info, FSCatalogInfo* info,
                        HFSUniStr255* name, FSSpec* spec, FSRef* parent);
 

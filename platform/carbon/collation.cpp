@@ -18,20 +18,22 @@
 
 namespace orvik {
 
-// The levels that distinguish two texts, in this order:
+// The orders that compare two texts:
+//
 //   case-sensitive    the tertiary order
 //   case-insensitive  the secondary order, then the tertiary order of the folded texts (the
-//                     secondary one alone would take more than case for the same)
-// The width-insensitive mask makes that the order of the texts in their normal widths.
+//                     secondary order alone ignores more differences than case)
+//
+// With `ignores_width`, texts are compared in their normal widths.
 struct OpaqueCollator {
   struct Level {
     std::shared_ptr<UCollator> any;
-    // Without normalization, several times as fast: for texts that have nothing to compose.
+    // Does not normalise and is several times as fast; for texts that have nothing to compose.
     std::shared_ptr<UCollator> simple;
     std::unique_ptr<carbon::LazyAsciiCollation> ascii;
   };
   Level tertiary;
-  Level secondary;  // null unless case-insensitive
+  Level secondary;  // null if case-sensitive
   bool ignores_width;
   const char* locale;
 };
@@ -44,13 +46,13 @@ constexpr UCCollateOptions kUsedOptions =
     kUCCollateComposeInsensitiveMask | kUCCollateWidthInsensitiveMask |
     kUCCollateCaseInsensitiveMask | kUCCollatePunctuationSignificantMask;
 
-// Null when it cannot be opened.
+// Null when the collator cannot be opened.
 std::shared_ptr<UCollator> Open(const char* locale, UCCollateOptions options,
                                 UCollationStrength strength, bool normalizes) {
   UErrorCode status = U_ZERO_ERROR;
   carbon::Collator collator(icu::ucol_open(locale, &status));
   if (U_FAILURE(status)) {
-    // The locale does not exist: the root collation sorts. Without one all texts would be equal.
+    // The locale is unknown, so the root collation sorts. Without it all texts would be equal.
     status = U_ZERO_ERROR;
     collator.reset(icu::ucol_open("", &status));
   }
@@ -74,7 +76,7 @@ bool OpenLevel(const char* locale, UCCollateOptions options, UCollationStrength 
   return true;
 }
 
-// Collators are kept as long as the program runs.
+// Collators live as long as the program.
 CollatorRef OpenOnce(const char* locale, UCCollateOptions options) {
   static std::mutex guard;
   static auto* const open = new std::map<std::pair<const char*, UCCollateOptions>, OpaqueCollator>;
@@ -90,7 +92,7 @@ CollatorRef OpenOnce(const char* locale, UCCollateOptions options) {
   return &open->emplace(std::pair(locale, options), std::move(collator)).first->second;
 }
 
-// The last few that the thread asked for, without the lock.
+// Looks among the last collators of this thread first, which needs no lock.
 CollatorRef Find(UCCollateOptions options) {
   struct Recent {
     const char* locale = nullptr;
@@ -109,7 +111,7 @@ CollatorRef Find(UCCollateOptions options) {
   return collator;
 }
 
-// Below this there is no combining mark and no variant in width.
+// Units below this are neither combining marks nor variants in width.
 constexpr char16_t kSimple = 0x200;
 
 int Order(const UCollator* collator, std::u16string_view a, std::u16string_view b) {
@@ -117,7 +119,7 @@ int Order(const UCollator* collator, std::u16string_view a, std::u16string_view 
                            static_cast<int32_t>(b.size()));
 }
 
-// `all` are the units of both texts or-ed together.
+// `all` is the bitwise or of all units of both texts.
 int Order(const OpaqueCollator::Level& level, char16_t all, std::u16string_view a,
           std::u16string_view b) {
   if (all < 0x80) {
@@ -156,7 +158,7 @@ std::u16string InNormalWidths(std::u16string_view text) {
   return result;
 }
 
-// The most common equal texts need no folding.
+// Equal texts are usually ASCII, which needs no folding.
 bool AreEqualAsciiWithoutCase(std::u16string_view a, std::u16string_view b) {
   return std::equal(a.begin(), a.end(), b.begin(), b.end(), [](char16_t left, char16_t right) {
     return left == right || (left < 0x80 && LowerAscii(left) == LowerAscii(right));

@@ -16,7 +16,7 @@ namespace {
 
 struct StandardFolder {
   OSType type;
-  // Below the home and below the system root; null where there is none.
+  // Paths below the home and below the system root; null for no such folder.
   const char* of_user;
   const char* of_system;
 };
@@ -45,7 +45,7 @@ std::optional<std::string> FolderPath(FSVolumeRefNum domain, OSType type) {
   return std::nullopt;
 }
 
-// The volume on which a path lies or would lie.
+// The volume of the path, or of its nearest existing parent.
 FSVolumeRefNum VolumeOfPath(std::string path) {
   struct statx info {};
   while (carbon::StatPath(path, carbon::Leaf::kFollow, &info) != 0) {
@@ -55,7 +55,7 @@ FSVolumeRefNum VolumeOfPath(std::string path) {
   return carbon::VolumeOf(info);
 }
 
-// The trash of the volume on which the home lies is that of the home.
+// The volume of the home uses the home trash.
 OSErr FindTrash(FSVolumeRefNum domain, bool create, FSRef* folder) {
   std::string files;
   int error;
@@ -74,7 +74,7 @@ OSErr FindTrash(FSVolumeRefNum domain, bool create, FSRef* folder) {
   return carbon::Status(error);
 }
 
-// As the store makes the folders of its files.
+// Makes a folder in the same way as the store makes the folders of its files.
 int MakeIfMissing(const std::string& path) {
   struct stat attributes;
   const bool exists = host::StatPath(path, 0, &attributes) == 0 && S_ISDIR(attributes.st_mode);

@@ -8,8 +8,8 @@
 //   'apps'   <home>/Applications                   <root>/Applications
 //   'trsh'   the home trash (host/trash.h)         (none)
 //
-// A volume (a number that FSGetCatalogInfo gave; 0 is the volume of the home) has its own trash and
-// no other folder.
+// A volume (a number from FSGetCatalogInfo; 0 is the volume of the home) has only a trash of its
+// own.
 #pragma once
 
 #include "platform/carbon/catalog_info.h"
@@ -29,10 +29,10 @@ inline constexpr OSType kSystemDesktopFolderType = FourCC("sdsk");
 inline constexpr OSType kApplicationsFolderType = FourCC("apps");
 inline constexpr OSType kTrashFolderType = FourCC("trsh");
 
-// Stores a reference to the folder of a type in `*folder` and returns 0. With `create` a missing
-// folder is made with all its parents (mode 0777 less the umask). Otherwise returns a status of
-// errno_status.h and leaves `*folder` alone: fnfErr when the folder is missing or the domain has
-// none of this type, dirNFErr when something other than a folder has the name, nsvErr for the trash
+// Stores a reference to the folder of the type `type` in `*folder` and returns 0. With `create`, a
+// missing folder is made with all its parents (mode 0777 less the umask). Otherwise returns a
+// status of errno_status.h and leaves `*folder` unchanged: fnfErr when the folder is missing or the
+// domain has no folder of this type, dirNFErr when the entry is not a folder, nsvErr for the trash
 // of an unknown volume, paramErr for null.
 OSErr FSFindFolder(FSVolumeRefNum domain, OSType type, Boolean create, FSRef* folder);
 

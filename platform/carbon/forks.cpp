@@ -28,7 +28,7 @@ using carbon::Status;
 
 constexpr SInt64 kLargestFork = std::numeric_limits<SInt64>::max();
 
-// One open data fork. Its methods return 0 or an errno.
+// An open data fork. Methods that return an int return 0 or an errno.
 class OpenFork {
  public:
   OpenFork(host::Descriptor file, bool may_write) : file_(std::move(file)), may_write_(may_write) {}
@@ -69,7 +69,7 @@ std::vector<std::shared_ptr<OpenFork>>& Forks() {
   return *forks;
 }
 
-// The byte whose lock is the right to write.
+// A lock of this byte stands for permission to write.
 constexpr off_t kWriterByte = 0x7FFFFFFFFFFFFF00;
 
 enum class Share { kNothing, kShared, kAlone };
@@ -77,7 +77,7 @@ enum class Share { kNothing, kShared, kAlone };
 struct Opening {
   SInt8 permission;
   int first_choice;   // flags of open
-  int second_choice;  // when the caller lacks the right for the first
+  int second_choice;  // if the caller lacks permission for the first
   Share reading;
   Share writing;
 };
@@ -91,8 +91,8 @@ constexpr Opening kOpenings[] = {
     {fsWrDenyPerm, O_RDWR, O_RDONLY, Share::kShared, Share::kAlone},
 };
 
-// Whether the call says that somebody else has the lock. Other failures mean that the file system
-// has none.
+// Whether the call has failed because another process holds the lock. After other failures the file
+// system is treated as one without locks.
 bool IsTaken(int result) {
   return result != 0 && (errno == EWOULDBLOCK || errno == EACCES);
 }
@@ -103,7 +103,8 @@ bool ReadingIsDenied(int descriptor, Share share) {
 }
 
 bool WritingIsDenied(int descriptor, Share share, int access) {
-  // A lock needs a descriptor of its own kind: a reader cannot lock writers out.
+  // The kernel allows a write lock only on a descriptor open for writing, so a reader cannot lock
+  // writers out.
   if (share == Share::kNothing || access == O_RDONLY) return false;
   if (share == Share::kShared && access == O_WRONLY) return false;
   struct flock lock {};
@@ -114,7 +115,7 @@ bool WritingIsDenied(int descriptor, Share share, int access) {
   return IsTaken(fcntl(descriptor, F_OFD_SETLK, &lock));
 }
 
-// To be written it is opened as any file for output: a link, or a file of several names, only as
+// For writing, it opens the file as any output file: a link, or a file with several names, only as
 // host/trust.h allows.
 host::Descriptor OpenRegularFile(const std::string& path, const struct statx& expected, int access,
                                  bool follow) {
@@ -137,7 +138,7 @@ bool LacksRight(int error) {
   return error == EACCES || error == EPERM || error == EROFS || error == ETXTBSY;
 }
 
-// Takes the fork over and gives it a number; 0 when all numbers are in use.
+// Takes over the fork and returns its number; 0 when all numbers are in use.
 FSIORefNum RegisterFork(std::shared_ptr<OpenFork> fork) {
   const std::lock_guard lock{forks_mutex};
   auto& forks = Forks();
@@ -150,7 +151,7 @@ FSIORefNum RegisterFork(std::shared_ptr<OpenFork> fork) {
   return static_cast<FSIORefNum>(slot - forks.begin() + 1);
 }
 
-// The fork of a number, which may be freed; null when it is not in use.
+// The fork with this number, or null. With `frees`, the number becomes free.
 std::shared_ptr<OpenFork> FindFork(FSIORefNum number, bool frees = false) {
   const std::lock_guard lock{forks_mutex};
   auto& forks = Forks();
@@ -159,8 +160,8 @@ std::shared_ptr<OpenFork> FindFork(FSIORefNum number, bool frees = false) {
   return frees ? std::move(slot) : slot;
 }
 
-// Opens the data fork of the regular file that `ref` names (or the link it names leads to), under
-// the rules of forks.h; empty, with `status` set, on failure.
+// Opens the data fork of the regular file that `ref` names, or to which the named link leads, by
+// the rules of forks.h. Empty, with `status` set, on failure.
 host::Descriptor OpenDataFork(const FSRef& ref, SInt8 permissions, bool* may_write, OSErr* status) {
   const auto fail = [&](OSErr reason) {
     *status = reason;
@@ -196,7 +197,7 @@ host::Descriptor OpenDataFork(const FSRef& ref, SInt8 permissions, bool* may_wri
   return file;
 }
 
-// The place a mode and an offset mean.
+// The position that a mode and an offset mean.
 OSErr PlaceInFork(const OpenFork& fork, UInt16 mode, SInt64 offset, SInt64* place) {
   SInt64 base = 0;
   switch (mode) {
@@ -217,7 +218,7 @@ OSErr PlaceInFork(const OpenFork& fork, UInt16 mode, SInt64 offset, SInt64* plac
   return noErr;
 }
 
-// Calls `transfer` with the fork and the place in it, and moves the mark behind what is `done`.
+// Calls `transfer` with the fork and the position, and moves the mark behind the `done` bytes.
 template <class Call>
 OSErr Transfer(FSIORefNum fork, UInt16 mode, SInt64 offset, unsigned long request_count,
                const void* buffer, const unsigned long* done, const Call& transfer) {

@@ -69,7 +69,7 @@ using host::ParentPath;
 
 constexpr int kMaxScannedEntries = 10000;
 
-// An overlay gives a file another birth time when it is first written to.
+// On an overlay file system, a file gets a new birth time when it is first written.
 bool BirthIsStable(const FSRef& ref, const std::string& path) {
   thread_local std::uint64_t known_device = 0;
   thread_local bool known_answer = false;
@@ -94,13 +94,13 @@ std::string AbsolutePath(std::string_view path) {
   return error ? std::string() : ChildPath(folder, path);
 }
 
-// A path that ends in a dot component names its folder by another name than its own.
+// The last component of such a path is not the folder's own name.
 bool EndsInDots(std::string_view path) {
   const std::string_view leaf = LeafName(path);
   return leaf == "." || leaf == "..";
 }
 
-// Notes identity and path in `ref`; the path must be absolute.
+// Stores identity and path in `ref`; the path must be absolute.
 void NoteReference(std::string path, const struct statx& info, FSRef* ref) {
   ref->anchor.reset();
   ref->path = std::move(path);
@@ -154,10 +154,10 @@ bool IsReferent(const FSRef& ref, const struct statx& info) {
          ref.birth == info.stx_btime.tv_sec * 1'000'000'000 + info.stx_btime.tv_nsec;
 }
 
-// With an anchor the object is opened first, and everything is asked of the descriptor: nothing can
-// take the object's place between two looks. Without one, a path that names the object by its own
-// name needs one call; a path that ends in a link or in dots must be opened to learn the object's
-// own path.
+// With an anchor, the object is opened first and only its descriptor is examined, so that no other
+// object can take its place between two calls. Without an anchor, a path with the object's own name
+// needs one call. A path that ends in a link or in dots must be opened to find the object's own
+// path.
 int MakeReference(std::string_view given, Leaf leaf, FSRef* ref, struct statx* out) {
   if (given.empty()) return ENOENT;
   std::string path = AbsolutePath(given);
@@ -192,9 +192,9 @@ int MakeReference(std::string_view given, Leaf leaf, FSRef* ref, struct statx* o
   return 0;
 }
 
-// At the remembered path in most cases, by one call. Else the kernel knows where an anchored object
-// is, and any other is looked for in the folder where it was. An object without a name is gone,
-// even if the anchor keeps it.
+// Usually one call finds the object at the remembered path. Otherwise the kernel gives the path of
+// an anchored object, and any other object is searched in the folder where it was. An object
+// without a name is gone, even if an anchor keeps it open.
 int LocateReference(const FSRef& ref, std::string* path, struct statx* out) {
   struct statx own {};
   struct statx* const info = out != nullptr ? out : &own;

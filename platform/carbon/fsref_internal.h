@@ -1,7 +1,7 @@
-// How references and volumes are made and followed, for the other files of the file manager. A
-// volume is what the kernel calls a mount.
+// Making and resolving references and volumes, for the other files of the file manager. A volume is
+// a mount of the kernel.
 //
-// Functions return 0 or an errno, except where they say so.
+// Functions that return an int return 0 or an errno.
 #pragma once
 
 #include <sys/stat.h>
@@ -18,29 +18,30 @@ namespace orvik::carbon {
 // The status of an errno, as the file manager's calls return it.
 OSErr Status(int error);
 
-enum class Leaf { kFollow, kKeep };  // whether a final symbolic link is followed
+enum class Leaf { kFollow, kKeep };  // whether to follow a link at the end
 
-// The attributes of statx, with the time of creation.
+// The attributes of statx, with the birth time.
 int StatAt(int folder, const char* name, Leaf leaf, struct statx* out);
 int StatPath(const std::string& path, Leaf leaf, struct statx* out);
 int StatDescriptor(int descriptor, struct statx* out);
 
 std::uint64_t DeviceOf(const struct statx& info);
 
-// True when the information is that of the object the reference names.
+// Whether the attributes are those of the object that the reference names.
 bool IsReferent(const FSRef& ref, const struct statx& info);
 
-// Makes a reference for the object at the path (relative paths count from the current folder).
-// `out` may be null.
+// Makes a reference to the object at the path (a relative path starts at the current folder). `out`
+// may be null.
 int MakeReference(std::string_view path, Leaf leaf, FSRef* ref, struct statx* out);
 
-// The present path of the referent and what it is; ENOENT when it is gone. `out` may be null.
+// Gives the present path and the attributes of the object; ENOENT when it is gone. `out` may be
+// null.
 int LocateReference(const FSRef& ref, std::string* path, struct statx* out);
 
-// The number of the volume on which an object lies, from statx with the mount id.
+// The number of the volume of an object, from statx with the mount id.
 FSVolumeRefNum VolumeOf(const struct statx& info);
 
-// Path of the folder in which the volume is mounted; "" when it is unknown.
+// The path where the volume is mounted; "" when it is unknown.
 std::string MountPointOf(FSVolumeRefNum volume);
 
 }  // namespace orvik::carbon

@@ -21,7 +21,8 @@ Program ProgramIn(const std::string& path, const struct statx& info) {
   if ((info.stx_mode & (S_IXUSR | S_IXGRP | S_IXOTH)) == 0) return Program::kNone;
   const host::Descriptor file = host::OpenPath(path, host::kOpenEntry);
   if (!file) {
-    // A file that may be run but not read is a compiled program: scripts must be readable.
+    // An executable file that cannot be read is a compiled program, because scripts must be
+    // readable.
     const host::AtPath at(path);
     return at.error() == 0 && faccessat(at.folder(), at.name(), X_OK, AT_EACCESS) == 0
                ? Program::kNative

@@ -20,13 +20,12 @@ struct LSItemInfoRecord {
   LSItemInfoFlags flags = 0;
 };
 
-// Stores in `info->flags` whether the item that `ref` names (a link itself, which is never a
-// program) is an application. An application is a folder named "*.app" that holds a "Contents"
-// folder, a regular file named "*.desktop" or "*.AppImage", or a regular file that may be executed
-// and begins as an ELF program or with "#!"; an ELF program and an application folder are native.
-// Which programs an item runs is decided by its content, not by its name; a file that may be run
-// but not read counts as native. Returns 0; paramErr for null and when anything else than
-// kLSRequestAllFlags is asked for; fnfErr when the item is gone.
+// Stores in `info->flags` whether the item that `ref` names is an application. (A link itself never
+// is.) An application is a folder named "*.app" with a "Contents" folder, a regular file named
+// "*.desktop" or "*.AppImage", or an executable regular file that is an ELF program or begins with
+// "#!". An ELF program and an application folder are native. The content of an executable file
+// decides, not its name; one that cannot be read counts as native. Returns 0; paramErr for null and
+// for any request but kLSRequestAllFlags; fnfErr when the item is gone.
 OSStatus LSCopyItemInfoForRef(const FSRef* ref, LSRequestedInfo which_info, LSItemInfoRecord* info);
 
 }  // namespace orvik

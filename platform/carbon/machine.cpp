@@ -25,7 +25,7 @@ std::string ProcFile(pid_t pid, const char* name) {
 std::optional<ProcessSerialNumber> FindProcess(pid_t pid) {
   const std::optional<std::uint64_t> start = host::StartTicks(pid);
   if (!start) return std::nullopt;
-  // A thread has such a folder too.
+  // Threads have such a folder, too.
   std::string status;
   if (host::ReadWholeFile(ProcFile(pid, "status"), &status) != 0 ||
       host::StatusFieldIn(status, "Tgid") != std::to_string(pid)) {
@@ -56,7 +56,7 @@ OSStatus GetProcessForPID(pid_t pid, ProcessSerialNumber* process) {
 OSStatus CopyProcessName(const ProcessSerialNumber* process, CFStringRef* name) {
   if (process == nullptr || name == nullptr) return paramErr;
   const std::string text = host::ProgramNameOf(static_cast<pid_t>(process->lowLongOfPSN));
-  // Asked afterwards, so that the name is not that of a later process.
+  // Checked after the name was read, so that the name is not that of a later process.
   if (text.empty() || !IsRunning(*process)) return procNotFound;
   *name = NewStringFromPath(text);
   return noErr;
@@ -70,7 +70,7 @@ UInt32 TickCount() {
 }
 
 void Delay(UInt32 ticks, UInt32* final_ticks) {
-  // Goes on after a signal.
+  // Continues to sleep after a signal.
   std::this_thread::sleep_for(std::chrono::nanoseconds(ticks * kNanoseconds / kTicksPerSecond));
   if (final_ticks != nullptr) *final_ticks = TickCount();
 }

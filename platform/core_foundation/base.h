@@ -1,4 +1,4 @@
-// The types that every platform interface shares, and what can be done to any object.
+// The types that all platform interfaces share, and the functions for objects of any class.
 #pragma once
 
 #include <cstdint>
@@ -46,24 +46,24 @@ constexpr CFRange CFRangeMake(CFIndex location, CFIndex length) {
   return {location, length};
 }
 
-// All objects live in the C++ heap; an allocator only says whether a buffer that an object takes
-// over is freed (the default: free) or left alone (kCFAllocatorNull).
+// All objects are in the C++ heap. An allocator only says whether a buffer that an object takes
+// over is freed (the default: free) or not (kCFAllocatorNull).
 struct CFAllocator;
 using CFAllocatorRef = const CFAllocator*;
 inline constexpr CFAllocatorRef kCFAllocatorDefault = nullptr;
 extern const CFAllocatorRef kCFAllocatorNull;
 
-// Adds a reference to the object, which must not be null, and gives the object back. Any thread may
+// Adds a reference to the object, which must not be null, and returns the object. Any thread may
 // call it.
 CFTypeRef CFRetain(CFTypeRef object);
-// Gives a reference up; the last one destroys the object. Null is ignored.
+// Releases a reference; releasing the last one destroys the object. Null is ignored.
 void CFRelease(CFTypeRef object);
 
-// The number of the object's class, the same in one process; 0 for classes without one. `object`
-// must not be null.
+// The number of the object's class, constant within a process; 0 for classes without a number.
+// `object` must not be null.
 CFTypeID CFGetTypeID(CFTypeRef object);
-// Whether both are one object, or have equal values of a property list (plist/value.h): an integer
-// never equals a real. `a` must not be null unless both are.
+// Whether both are the same object, or have equal property-list values (plist/value.h): an integer
+// never equals a real. `a` may be null only if `b` is.
 Boolean CFEqual(CFTypeRef a, CFTypeRef b);
 
 }  // namespace orvik

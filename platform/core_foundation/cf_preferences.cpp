@@ -16,8 +16,8 @@ namespace orvik {
 
 namespace {
 
-// A file that was changed less than this before it was read may be followed by another with the
-// same times: the kernel's clock for them advances in steps of up to 10 ms.
+// If a file was changed less than this before it was read, a later file may have the same times:
+// the kernel's clock for them advances in steps of up to 10 ms.
 constexpr std::int64_t kClockStep = 50'000'000;
 
 std::int64_t Now() {
@@ -26,12 +26,12 @@ std::int64_t Now() {
   return std::int64_t{now.tv_sec} * 1'000'000'000 + now.tv_nsec;
 }
 
-// The entries of one file with the changes that wait to be saved into it.
+// The entries of a file, and the changes that wait to be saved.
 class PreferenceDomain {
  public:
   explicit PreferenceDomain(std::string file) : file_(std::move(file)) {}
 
-  // Reads the file when it is not the one that was read before.
+  // Reads the file unless it is the file that was read before.
   void Refresh() {
     if (IsAsSeen()) return;
     plist::File file(file_);
@@ -39,21 +39,21 @@ class PreferenceDomain {
     Take(file);
   }
 
-  // Null when there is none; valid until the next call.
+  // Null for a missing entry; valid until the next call.
   const plist::Value* Find(const plist::Text& key) const {
     if (const plist::Value* changed = changes_.Find(key)) return changed;
     return removals_.Find(key) != nullptr ? nullptr : saved_.Find(key);
   }
 
-  // Remembers a change; false for a value that no property list can hold below a key. No value
-  // removes the entry.
+  // Records a change; no value removes the entry. False for a value that a property list cannot
+  // hold below a key.
   bool Set(const plist::Text& key, const plist::Value& value) {
     if (!value) {
       changes_.Remove(key);
       removals_.Set(key, true);
       return true;
     }
-    // Checked as deep as it will lie in the file.
+    // Checks the value at its depth in the file.
     if (plist::FindFault(plist::Value::Dictionary({{key, value}}))) return false;
     removals_.Remove(key);
     changes_.Set(key, value);
@@ -67,15 +67,15 @@ class PreferenceDomain {
     removals_ = plist::Value::Dictionary();
   }
 
-  // Puts the changes into what the locked file of this domain holds now: 0 or an error number,
-  // after which they are kept. EINVAL: a property list cannot hold the entries. Nothing is written
-  // when every entry has its value already. A damaged file is kept aside, an empty one is not worth
-  // it.
+  // Applies the changes to the present content of this domain's locked file. Returns 0, or an
+  // errno, after which the changes are kept. EINVAL: a property list cannot hold the entries.
+  // Writes nothing when every entry already has its value. Keeps a damaged file aside, unless it is
+  // empty.
   int Save(plist::File& file) {
     using Contents = plist::File::Contents;
     if (file.Read() == Contents::kUnreadable) return file.error();
     Take(file);
-    // The entries here stay those of the file until it is saved.
+    // saved_ keeps the entries of the file until the new file is saved.
     plist::Value entries = saved_;
     if (!ApplyChanges(entries)) {
       const int error = file.Flush();
@@ -91,7 +91,7 @@ class PreferenceDomain {
     saved_ = std::move(entries);
     bytes_hash_ = 0;
     is_loaded_ = true;
-    // A file that was put in place has a time of its own.
+    // Every new file has a distinct time.
     NoteIdentity(file, file.wrote());
     DropChanges();
     return 0;
@@ -109,8 +109,8 @@ class PreferenceDomain {
     is_distinct_ = is_distinct || (seen_.exists && Now() - seen_.modified > kClockStep);
   }
 
-  // Adopts the contents of the file. While the hash of its bytes stays the same, so do the entries
-  // here: values that callers hold go on sharing memory with them.
+  // Takes over the content of the file. While the hash of its bytes is unchanged, the entries stay
+  // the same values, so that values of callers continue to share their memory.
   void Take(const plist::File& file) {
     using Contents = plist::File::Contents;
     is_loaded_ = file.contents() != Contents::kUnreadable;
@@ -124,7 +124,7 @@ class PreferenceDomain {
     bytes_hash_ = hash;
   }
 
-  // False when every entry has its value already.
+  // False when every entry already has its value.
   bool ApplyChanges(plist::Value& entries) const {
     bool changes = false;
     for (const auto& entry : removals_.entries()) changes |= entries.Remove(entry.key.text());
@@ -139,11 +139,12 @@ class PreferenceDomain {
 
   std::string file_;
 
-  // Dictionaries. The first is empty unless the file holds entries; of the last the keys count.
+  // Dictionaries. saved_ is empty unless the file is a dictionary. Only the keys of removals_
+  // count.
   plist::Value saved_ = plist::Value::Dictionary();
   host::FileIdentity seen_;
   bool is_loaded_ = false;
-  // Whether another file of the same identity can be ruled out.
+  // Whether no other file can have the same identity.
   bool is_distinct_ = false;
   std::size_t bytes_hash_ = 0;
 
@@ -164,20 +165,20 @@ std::string FileBehind(CFStringRef domain, CFStringRef user, CFStringRef host) {
       domain->ToUnits());
 }
 
-// Guards the domains and their entries. To save, lock the folder first: another thread may hold
-// that lock and call here.
+// Guards the domains and their entries. To save, lock the folder before the guard: another thread
+// may hold the folder's lock and wait for the guard.
 std::mutex& Guard() {
   static std::mutex guard;
   return guard;
 }
 
-// Never destroyed, so that it serves until the very end.
+// Never destroyed, so that it can be used until the process ends.
 PreferenceDomain& DomainOf(const std::string& file) {
   static auto& domains = *new std::map<std::string, PreferenceDomain>;
   return domains.try_emplace(file, file).first->second;
 }
 
-// Saves what waits. With the guard not held.
+// Saves the waiting changes. The caller must not hold the guard.
 bool SaveChanges(const std::string& path) {
   // The record of a lock is not valid after a reboot.
   plist::File file(path, path.ends_with(".lock.plist") ? host::Flush::kNone : host::Flush::kToDisk);

@@ -10,10 +10,10 @@
 namespace orvik {
 namespace {
 
-// Held while a collection makes its objects, which make none of their own meanwhile.
+// Held while a collection makes its objects. Collections made meanwhile do not make theirs.
 std::mutex deferral_mutex;
 
-// The objects in a collection, one after the other.
+// Goes through the objects of a collection.
 class Contents {
  public:
   explicit Contents(const NSObject* collection) {
@@ -26,7 +26,7 @@ class Contents {
 
   bool is_dictionary() const { return entries_ != nullptr; }
 
-  // The next object with its key, which is null in an array; null at the end.
+  // The next object, or null at the end, and its key; the key is null in an array.
   const NSObject* Next(const NSObject** key) {
     *key = nullptr;
     if (array_ != nullptr) return next_ < array_->size() ? (*array_)[next_++] : nullptr;
@@ -35,7 +35,7 @@ class Contents {
     return (*entries_)[next_++].value;
   }
 
-  // Of the object that was handed out last.
+  // The name of the object that Next returned last.
   std::string Name() const {
     if (array_ != nullptr) return std::to_string(next_ - 1);
     const NSObject* const key = (*entries_)[next_ - 1].key;
@@ -57,7 +57,7 @@ bool IsUsedCollection(const NSObject* object) {
 // Makes the value of a tree of objects. Does not recurse.
 class TreeValue {
  public:
-  // No value for a tree that no property list can hold.
+  // No value for a tree that a property list cannot hold.
   plist::Value Make(const NSObject* object) {
     const NSObject* key = nullptr;
     for (;;) {
@@ -74,7 +74,7 @@ class TreeValue {
     }
   }
 
-  // Where it stopped, as plist::Failure gives it.
+  // The place where Make stopped, in the form of plist::Failure.
   std::string Path() const {
     std::string path;
     for (const Contents& contents : open_) path += (path.empty() ? "" : "/") + contents.Name();
@@ -91,7 +91,7 @@ class TreeValue {
     return true;
   }
 
-  // Piece by piece, because it may lie too deep here.
+  // Adds the value in pieces, because it may be nested too deep at this place.
   bool Add(const NSObject* object) {
     const plist::Value value = object->value();
     plist::ValueWalk walk(plist::EntryOrder::kStored, builder_);
@@ -105,7 +105,7 @@ class TreeValue {
   std::string inner_path_;
 };
 
-// Appends an object's description, its further lines indented by one level.
+// Appends an object's description, with all lines but the first indented by one level.
 void AppendDescription(std::u16string& text, const NSObject* object) {
   const NSString* description = object->description();
   if (description == nullptr) return;
@@ -119,7 +119,7 @@ constexpr std::size_t kNowhere = plist::EntryIndex::kNowhere;
 
 }  // namespace
 
-// One level deep: containers inside are made with their own values and defer theirs.
+// One level deep: a container inside gets its own value and makes its objects later.
 void NSCollection::MakeAllObjects() const {
   const std::lock_guard lock(deferral_mutex);
   if (!isDeferred()) return;
@@ -258,8 +258,7 @@ void NSDictionary::Rebuild(std::size_t capacity) {
   for (std::size_t i = 0; i < entries_.size(); ++i) index_.Place(i, entries_[i].hash);
 }
 
-// `key` is released where an equal key is there: the first one stays, as its place in the order
-// does.
+// An existing equal key stays, with its place in the order; `key` is then released.
 void NSDictionary::SetOwned(const NSObject* key, const NSObject* value) {
   const CFHashCode hash = key->hash();
   if (const std::size_t found = Find(key, hash); found != kNowhere) {

@@ -1,12 +1,12 @@
-// Arrays and dictionaries of objects, by both of their names (a CFArrayRef is an NSArray, a
-// CFDictionaryRef an NSDictionary), and all objects from and to the values of plist/value.h, which
-// hold everything that is read from and written to files.
+// Arrays and dictionaries of objects under both of their names (a CFArrayRef is an NSArray, a
+// CFDictionaryRef an NSDictionary), and the conversion of all objects from and to the values of
+// plist/value.h, which are read from and written to files.
 //
-// A collection that was made from a value of a property list keeps the value until its objects are
-// first needed; its objects are then made one level deep, once for all threads.
+// A collection made from a property-list value keeps the value until its objects are first needed.
+// Its objects are then made one level deep, once for all threads.
 //
-// A collection retains the objects in it. Null is never an element, a key or a value. Changes to an
-// immutable collection do nothing. Created objects belong to the caller.
+// A collection retains its objects. Null is never an element, a key or a value. Changes of an
+// immutable collection have no effect. The caller owns created objects.
 #pragma once
 
 #include <atomic>
@@ -24,7 +24,7 @@ namespace [[gnu::visibility("default")]] orvik {
 
 using CFPropertyListRef = CFTypeRef;
 
-// Which parts of an object that is made from a value (CreateObject) become mutable.
+// The parts of an object made from a value (CreateObject) that become mutable.
 using CFPropertyListMutabilityOptions = CFOptionFlags;
 inline constexpr CFPropertyListMutabilityOptions kCFPropertyListImmutable = 0;
 inline constexpr CFPropertyListMutabilityOptions kCFPropertyListMutableContainers = 1;
@@ -34,13 +34,14 @@ inline constexpr CFPropertyListMutabilityOptions kCFPropertyListMutableContainer
 class NSCollection : public NSObject {
  public:
   bool isMutable() const { return options_ != kCFPropertyListImmutable; }
-  // Whether its objects were not needed yet.
+  // Whether its objects were not yet needed.
   bool isDeferred() const { return is_deferred_.load(std::memory_order_acquire); }
 
   NSObject* copy() const override;
   NSObject* mutableCopy() const override;
-  // The value it was made from, or a new one of its objects; no value when one of them, or a key,
-  // does not fit into a property list, or when the objects are nested too deep. Does not recurse.
+  // The value from which it was made, or a new value of its objects. No value when an object or a
+  // key does not fit into a property list, or when the objects are nested too deep. Does not
+  // recurse.
   plist::Value value() const override;
 
  protected:
@@ -56,7 +57,7 @@ class NSCollection : public NSObject {
  private:
   // May be called again after an allocation failure.
   virtual void MakeObjects(const plist::Value& content, CFOptionFlags options) = 0;
-  // The same objects in another collection, owned by the caller.
+  // Another collection with the same objects; the caller owns it.
   virtual NSObject* CopyObjects(CFOptionFlags options) const = 0;
   void MakeAllObjects() const;
 
@@ -65,7 +66,7 @@ class NSCollection : public NSObject {
   CFOptionFlags options_;
 };
 
-// Hands out the elements it was made over, one after the other. Autoreleased with what it holds.
+// Returns the elements of a collection one after the other. Autoreleased with its elements.
 class NSEnumerator final : public NSObject {
  public:
   // Retains the objects.
@@ -86,7 +87,7 @@ CFTypeID CFDictionaryGetTypeID();
 
 class NSArray final : public NSCollection {
  public:
-  // An empty mutable array, and one of an array's value; owned by the caller.
+  // An empty mutable array, and an array with the elements of a value; the caller owns the result.
   static NSArray* Create();
   static NSArray* Create(plist::Value content, CFOptionFlags options);
 
@@ -94,10 +95,10 @@ class NSArray final : public NSCollection {
   static NSArray* arrayWithCapacity(CFIndex capacity);
 
   CFIndex count() const { return static_cast<CFIndex>(Objects().size()); }
-  // Over the elements of this moment.
+  // An enumerator of the present elements.
   NSEnumerator* objectEnumerator() const;
 
-  // Retains the object. Null does nothing.
+  // Retains the object. Null has no effect.
   void addObject(const NSObject* object);
 
   const std::vector<const NSObject*>& Objects() const {
@@ -121,8 +122,8 @@ class NSArray final : public NSCollection {
 
 using CFArrayRef = const NSArray*;
 
-// Looks values up by their keys' hash and walks them in the order in which the keys were first put
-// in. Keys are kept as immutable copies.
+// Finds values by the hashes of their keys, and keeps the order in which the keys were first set.
+// Keys are kept as immutable copies.
 class NSDictionary final : public NSCollection {
  public:
   struct Entry {
@@ -131,7 +132,8 @@ class NSDictionary final : public NSCollection {
     CFHashCode hash;
   };
 
-  // An empty mutable dictionary, and one of a dictionary's value; owned by the caller.
+  // An empty mutable dictionary, and a dictionary with the entries of a value; the caller owns the
+  // result.
   static NSDictionary* Create();
   static NSDictionary* Create(plist::Value content, CFOptionFlags options);
 
@@ -139,14 +141,14 @@ class NSDictionary final : public NSCollection {
   static NSDictionary* dictionary();
 
   CFIndex count() const { return static_cast<CFIndex>(Entries().size()); }
-  // The value of the key, which the dictionary owns; null without such a key.
+  // The value of the key, or null. The dictionary owns the value.
   NSObject* objectForKey(const NSObject* key) const;
 
-  // setObject:forKey:. Retains the value and an immutable copy of the key. A key that exists keeps
-  // its place in the order. Null does nothing.
+  // setObject:forKey:. Retains the value and an immutable copy of the key. An existing key keeps
+  // its place in the order. Null has no effect.
   void setObject(const NSObject* value, const NSObject* key);
 
-  // In order.
+  // The entries in their order.
   const std::vector<Entry>& Entries() const {
     Load();
     return entries_;
@@ -173,15 +175,15 @@ class NSDictionary final : public NSCollection {
 
 using CFDictionaryRef = const NSDictionary*;
 
-// An object for the value, owned by the caller; null for no value. Arrays and dictionaries share
-// the value until their objects are first used; long strings and data share their memory with it.
-// Nothing is shared with other objects that can be changed.
+// An object for the value, or null for no value; the caller owns it. Arrays and dictionaries share
+// the value until their objects are first used; long strings and data share its memory. Mutable
+// objects share nothing with other objects.
 CFTypeRef CreateObject(const plist::Value& value, CFOptionFlags mutability_option);
 
-// The value of an object; that of an unused collection is the one that it was made from. Nothing
-// for an object that no property list can hold: null, an object of another class, a key that is not
-// a string, containers nested deeper than plist::kMaximumDepth. Then `path`, unless null, receives
-// the keys and indices that lead to it, with "/" between them, in UTF-8.
+// The value of an object; for an unused collection the value from which it was made. Nothing for an
+// object that a property list cannot hold: null, an object of another class, a key that is not a
+// string, or containers nested deeper than plist::kMaximumDepth. `path`, unless null, then receives
+// the keys and indices that lead to it, separated by "/", in UTF-8.
 std::optional<plist::Value> ValueOfObject(CFTypeRef object, std::string* path = nullptr);
 
 }  // namespace orvik

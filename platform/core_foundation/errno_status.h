@@ -1,4 +1,4 @@
-// Statuses of the platform, and the one translation of Linux error numbers into them.
+// Statuses of the platform, and the translation of errno values into them.
 //
 //   errno                                  status
 //   0                                      noErr              0
@@ -20,7 +20,7 @@
 //   ENOMEM                                 memFullErr         -108
 //   ENOTSUP, ENOSYS, ENOTTY                unimpErr           -4
 //   ELOOP                                  fnfErr             -43
-//   EIO and every other                    ioErr              -36
+//   EIO and all others                     ioErr              -36
 #pragma once
 
 #include "platform/core_foundation/base.h"
@@ -48,7 +48,7 @@ inline constexpr OSErr permErr = -54;
 inline constexpr OSErr wrPermErr = -61;
 inline constexpr OSErr memFullErr = -108;
 inline constexpr OSErr dirNFErr = -120;
-inline constexpr OSErr userCanceledErr = -128;  // also: no user could be asked
+inline constexpr OSErr userCanceledErr = -128;  // also when the user could not be asked
 inline constexpr OSErr procNotFound = -600;
 inline constexpr OSErr notAFileErr = -1302;
 inline constexpr OSErr diffVolErr = -1303;
@@ -61,7 +61,7 @@ inline constexpr OSErr afpAccessDenied = -5000;
 
 namespace host {
 
-// By the table above.
+// Translates by the table above.
 OSStatus StatusFromErrno(int error);
 
 }  // namespace host

@@ -9,7 +9,7 @@ namespace orvik {
 
 namespace {
 
-// The platform counts seconds from 2001-01-01 00:00 UTC.
+// 2001-01-01 00:00 UTC, from which the platform counts, in seconds since 1970.
 constexpr double kEpochOfPlatform = 978307200.0;
 
 UDateFormat* Of(void* formatter) {
@@ -28,7 +28,7 @@ NSDateFormatter::NSDateFormatter(CFLocaleRef locale) {
   UErrorCode status = U_ZERO_ERROR;
   formatter_ = icu::udat_open(UDAT_NONE, UDAT_NONE, identifier, nullptr, 0, nullptr, 0, &status);
   if (U_FAILURE(status)) {
-    // The locale does not exist: the root locale has the same digits.
+    // The locale is unknown; the root locale has the same digits.
     status = U_ZERO_ERROR;
     formatter_ = icu::udat_open(UDAT_NONE, UDAT_NONE, "", nullptr, 0, nullptr, 0, &status);
   }

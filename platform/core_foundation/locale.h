@@ -1,5 +1,5 @@
-// Locales, whose language rules a text operation follows, and dates as text by a pattern of
-// Unicode's date fields ("HH-mm-ss"), in local time.
+// Locales, whose language rules text operations follow, and the formatting of dates in local time
+// by a pattern of Unicode's date fields ("HH-mm-ss").
 #pragma once
 
 #include <string>
@@ -11,7 +11,7 @@ namespace [[gnu::visibility("default")]] orvik {
 
 class NSLocale final : public NSObject {
  public:
-  // The identifier is one of language, script, territory: "tr_TR", "de", "" for the root.
+  // `identifier` names language, script and territory: "tr_TR", "de", "" for the root.
   explicit NSLocale(std::string identifier) : identifier_(std::move(identifier)) {}
 
   const std::string& identifier() const { return identifier_; }
@@ -21,7 +21,7 @@ class NSLocale final : public NSObject {
 };
 
 // The user's locale for text: the first of LC_ALL, LC_CTYPE and LANG that is set and not empty,
-// without its encoding ("tr_TR.UTF-8" is tr_TR); the root locale for "C" and "POSIX" and when none
+// without its encoding ("tr_TR.UTF-8" is tr_TR). The root locale for "C" and "POSIX", and when none
 // is set. The caller owns the result.
 CFLocaleRef CFLocaleCopyCurrent();
 
@@ -33,9 +33,9 @@ class NSDateFormatter final : public NSObject {
   explicit NSDateFormatter(CFLocaleRef locale);
   ~NSDateFormatter() override;
 
-  // The pattern is that of the Unicode Locale Data Markup Language (UTS #35, part 4).
+  // Sets a pattern of the Unicode Locale Data Markup Language (UTS #35, part 4).
   void setFormat(std::u16string_view pattern);
-  // Seconds since 2001-01-01 00:00 UTC. Empty when that cannot be shown.
+  // `absolute_time` is in seconds since 2001-01-01 00:00 UTC. Empty when it cannot be formatted.
   std::u16string Format(double absolute_time) const;
 
  private:
@@ -44,12 +44,12 @@ class NSDateFormatter final : public NSObject {
 
 using CFDateFormatterRef = NSDateFormatter*;
 
-// The caller owns the result. A null locale is the current one. Both styles must be
-// kCFDateFormatterNoStyle, because the pattern alone defines the text; null for any other style.
+// The caller owns the result. A null locale means the current one. Both styles must be
+// kCFDateFormatterNoStyle, because only the pattern defines the text; null for any other style.
 CFDateFormatterRef CFDateFormatterCreate(CFAllocatorRef allocator, CFLocaleRef locale,
                                          CFDateFormatterStyle date_style,
                                          CFDateFormatterStyle time_style);
-// Sets the pattern (NSDateFormatter::setFormat); null changes nothing.
+// Sets the pattern (NSDateFormatter::setFormat); null has no effect.
 void CFDateFormatterSetFormat(CFDateFormatterRef formatter, CFStringRef pattern);
 // The caller owns the result; null on failure.
 CFStringRef CFDateFormatterCreateStringWithAbsoluteTime(CFAllocatorRef allocator,

@@ -9,7 +9,7 @@ namespace orvik {
 
 namespace {
 
-// The address alone matters.
+// Only its address is used.
 const char null_allocator = 0;
 
 thread_local NSAutoreleasePool* innermost = nullptr;
@@ -23,8 +23,8 @@ const NSObject* NSObject::retain() const {
   return this;
 }
 
-// Collections may be nested deeper than the stack of a small thread allows: below the first few
-// that end inside one another, objects wait in a list.
+// Collections may be nested deeper than the stack of a small thread allows. Below the first few
+// nested destructors, objects wait in a list.
 void NSObject::release() const {
   constexpr int kDepthOnStack = 32;
   thread_local int depth = 0;
@@ -48,7 +48,7 @@ void NSObject::release() const {
     try {
       waiting->push_back(this);
     } catch (const std::bad_alloc&) {
-      delete this;  // recursion needs no memory
+      delete this;  // recursion allocates no memory
     }
   }
 }
@@ -118,7 +118,7 @@ NSAutoreleasePool::~NSAutoreleasePool() {
   innermost = outer_;
 }
 
-// An object's end may hand further objects to this pool.
+// The destructor of an object may add further objects to this pool.
 void NSAutoreleasePool::Drain() {
   while (!objects_.empty()) {
     const std::vector<const NSObject*> objects = std::move(objects_);

@@ -1,9 +1,9 @@
-// The root of all platform objects: a kind, a reference count, and the few things that any object
-// can do; the owner of one reference to an object; and the pools that release objects later. Both
+// The root class of all platform objects, with a kind, a reference count and the operations of
+// every object; the owner of a single reference; and the pools that release objects later. Both
 // object families share the root: a CFTypeRef is the address of an NSObject.
 //
-// Threads: references to one object may be taken and released in several threads at once. An object
-// may be read in several threads as long as none changes it; immutable ones never change.
+// Threads: several threads may retain and release the same object at once. They may read an object
+// at once as long as no thread changes it; immutable objects never change.
 #pragma once
 
 #include <memory>
@@ -33,28 +33,28 @@ class NSObject {
   NSObject(const NSObject&) = delete;
   NSObject& operator=(const NSObject&) = delete;
 
-  // A new object starts with one reference, which its maker owns.
-  // Takes a reference; and gives one up, the last of which destroys the object. Any thread may call
-  // either.
+  // A new object starts with one reference, which its maker owns. `retain` adds a reference;
+  // `release` releases one, and the last release destroys the object. Any thread may call both.
   const NSObject* retain() const;
   void release() const;
   // Gives the caller's reference to the innermost autorelease pool of the thread.
   const NSObject* autorelease() const;
 
-  // The kind. Objects of the root class, and of classes that do not say otherwise, share one.
+  // The kind. The root class, and classes that do not override this, share one kind.
   virtual CFTypeID typeID() const;
-  // Identity, or equal values of a property list (plist/value.h); equal objects have equal hashes.
+  // Whether both are the same object or have equal property-list values (plist/value.h). Equal
+  // objects have equal hashes.
   virtual bool isEqual(const NSObject* other) const;
-  // Not to be stored: hashes of strings have a key of the process.
+  // Must not be stored: the hash of a string depends on a random key of the process.
   virtual CFHashCode hash() const;
-  // An immutable copy, and a mutable one, owned by the caller. Immutable objects, and those of
-  // classes without copies, answer copy with themselves; mutableCopy is null where there is none.
+  // An immutable and a mutable copy; the caller owns the result. `copy` of an immutable object, or
+  // of a class without copies, returns the object itself; `mutableCopy` of a class without mutable
+  // copies returns null.
   virtual NSObject* copy() const;
   virtual NSObject* mutableCopy() const;
-  // The text that "%@" shows, owned by an autorelease pool.
+  // The text that "%@" shows; an autorelease pool owns it.
   virtual const NSString* description() const;
-  // The value of a property list that the object stands for; no value for an object that no
-  // property list can hold.
+  // The property-list value of the object; no value for an object that a property list cannot hold.
   virtual plist::Value value() const;
 
  protected:
@@ -65,14 +65,14 @@ class NSObject {
   mutable ReferenceCount references_;
 };
 
-// A new kind, different from all others. Each class keeps the one it took.
+// Returns a new kind, different from all others. Each class registers once and keeps its kind.
 CFTypeID RegisterTypeID();
 
 inline const NSObject* ObjectOf(CFTypeRef reference) {
   return static_cast<const NSObject*>(reference);
 }
 
-// Retains in place and gives the object back under its own type.
+// Retains the object and returns it with its own type.
 template <class T>
 T* Retained(T* object) {
   if (object != nullptr) object->retain();
@@ -85,12 +85,12 @@ T* Autoreleased(T* object) {
   return object;
 }
 
-// Pools of one thread nest: an autoreleased object goes to the newest one. Without a pool an object
-// is never released, as on the platform.
+// Pools of a thread may be nested: an autoreleased object goes to the newest pool. Without a pool
+// an object is never released, as on the platform.
 class NSAutoreleasePool final {
  public:
   NSAutoreleasePool();
-  // Releases what the pool holds, and every newer pool of the thread that was not ended.
+  // Releases the objects of this pool, and of every newer pool of the thread that still exists.
   ~NSAutoreleasePool();
   NSAutoreleasePool(const NSAutoreleasePool&) = delete;
   NSAutoreleasePool& operator=(const NSAutoreleasePool&) = delete;
@@ -108,8 +108,8 @@ struct ReleaseReference {
   void operator()(CFTypeRef object) const { CFRelease(object); }
 };
 
-// Takes over a reference, as Create and Copy functions return it, and releases it. The class of the
-// object is that of the pointer: Owned<const NSString> holds a CFStringRef.
+// Owns a reference from a Create or Copy function and releases it. The type of the pointer is the
+// class of the object: Owned<const NSString> holds a CFStringRef.
 template <class Object>
 using Owned = std::unique_ptr<Object, ReleaseReference>;
 

@@ -1,4 +1,4 @@
-// Shared by the sources of the objects: views of strings, and strings from and to paths on disk.
+// Shared by the sources of the objects: views of strings, and conversion between strings and paths.
 #pragma once
 
 #include <optional>
@@ -10,8 +10,8 @@
 
 namespace orvik {
 
-// A string's units, widened into a buffer of its own when the string keeps bytes. Valid as long as
-// the string and this object.
+// A string's UTF-16 units; a string that is kept as bytes is widened into a buffer. Valid as long
+// as the string and this object.
 class WideView {
  public:
   explicit WideView(const NSString* string) {
@@ -34,11 +34,11 @@ class WideView {
   std::u16string_view view_;
 };
 
-// Bytes, moved below the system root where host::ResolvePath says so. Nothing for null, the empty
-// text and a text that no path can have.
+// The bytes of a path, moved below the system root where host::ResolvePath says so. Nothing for
+// null, the empty text and a text that cannot be a path.
 std::optional<std::string> FilePath(const NSString* path);
 
-// A string owned by the caller for a path on disk, whose bytes come back unchanged from FilePath
+// A string for a path on disk; the caller owns it. FilePath returns the same bytes again
 // (host/file_names.h).
 NSString* NewStringFromPath(std::string_view path);
 

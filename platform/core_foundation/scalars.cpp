@@ -23,12 +23,12 @@ const NSNumber* NSNumber::Create(const plist::Value& value) {
 }
 
 const NSNumber* NSNumber::numberWithBool(ObjCBool value) {
-  // Never destroyed, so that they serve until the very end.
+  // Never destroyed, so that they can be used until the process ends.
   static const NSNumber* const booleans[] = {new NSNumber(false), new NSNumber(true)};
   return booleans[value != NO ? 1 : 0];
 }
 
-// Numbers that are equal have one type, so that the hashes of different types may be alike.
+// Equal numbers have the same type, so numbers of different types may have equal hashes.
 CFHashCode NSNumber::hash() const {
   if (value_.type() == plist::Type::kBoolean) return value_.boolean() ? 1 : 0;
   if (value_.type() == plist::Type::kInteger) return value_.integer().bits;

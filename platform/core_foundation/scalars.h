@@ -1,6 +1,6 @@
-// Numbers, booleans, dates and bytes as objects, and URLs of files. All but the URL wrap a value of
-// a property list and equal another object if their values are equal (plist/value.h). None changes
-// once it is made.
+// Numbers, booleans, dates and bytes as objects, and URLs of files. All but the URL wrap a
+// property-list value and equal another object if their values are equal (plist/value.h). All are
+// immutable.
 //
 // Create gives the caller a reference.
 #pragma once
@@ -18,15 +18,15 @@ namespace [[gnu::visibility("default")]] orvik {
 // An integer, a real or a boolean.
 class NSNumber final : public NSObject {
  public:
-  // Of a value of one of these types. There is one object for each boolean in the process.
-  // `value` must be an integer, a real or a boolean.
+  // `value` must be an integer, a real or a boolean. A process has a single object for each
+  // boolean.
   static const NSNumber* Create(const plist::Value& value);
 
-  // Not to be released by the caller.
+  // The caller must not release the result.
   static const NSNumber* numberWithBool(ObjCBool value);
 
   CFHashCode hash() const override;
-  // "1" and "0" for booleans; as few digits of a real as give it back.
+  // "1" and "0" for booleans; for a real the fewest digits that give the same number.
   const NSString* description() const override;
   plist::Value value() const override { return value_; }
 
@@ -56,24 +56,24 @@ class NSDate final : public NSObject {
   CFAbsoluteTime time_;
 };
 
-// The system's clock.
+// The present time of the system's clock.
 CFAbsoluteTime CFAbsoluteTimeGetCurrent();
 
-// Bytes. Paths of files are taken as NSFileManager takes them.
+// Bytes. Paths of files follow the rules of NSFileManager.
 class NSData final : public NSObject {
  public:
-  // The bytes are moved in, or shared; the caller owns the object.
+  // Takes over or shares the bytes; the caller owns the object.
   static NSData* Create(std::string bytes);
   static NSData* Create(plist::Bytes bytes);
 
-  // The whole file, autoreleased; null if it cannot be read or is not a regular file.
+  // The whole content of a file, autoreleased; null if it cannot be read or is not a regular file.
   static const NSData* dataWithContentsOfFile(const NSString* path);
 
   // Creates or replaces the file, always atomically: a reader sees the old or the new content, and
   // a failure leaves the old one.
   ObjCBool writeToFile(const NSString* path, ObjCBool atomically) const;
 
-  // The bytes, as long as the object lives; and as they are shared with values.
+  // The bytes, valid as long as the object; and the bytes as values share them.
   std::string_view View() const { return *bytes_; }
   const plist::Bytes& Shared() const { return bytes_; }
 
@@ -89,13 +89,13 @@ class NSData final : public NSObject {
   plist::Bytes bytes_;
 };
 
-// A URL of a file. A relative path counts from the current folder at the time the URL is made.
+// The URL of a file. A relative path starts at the folder that is current when the URL is made.
 class NSURL final : public NSObject {
  public:
-  // Owned by the caller; null for an empty path and for one with NUL.
+  // The caller owns the result; null for an empty path and for a path with NUL.
   static const NSURL* CreateWithPath(std::string path);
 
-  // Bytes, absolute, without a trailing "/" (but "/" itself).
+  // The bytes of an absolute path without a trailing "/" (except "/" itself).
   const std::string& Path() const { return path_; }
 
  private:
@@ -107,7 +107,7 @@ class NSURL final : public NSObject {
 
 using CFURLRef = const NSURL*;
 
-// `length` bytes of a path. Null for an empty path and for one with NUL.
+// `buffer` has `length` bytes of a path. Null for an empty path and for a path with NUL.
 CFURLRef CFURLCreateFromFileSystemRepresentation(CFAllocatorRef allocator, const UInt8* buffer,
                                                  CFIndex length, Boolean is_directory);
 

@@ -19,7 +19,7 @@ namespace orvik {
 
 namespace {
 
-// Empty for an encoding that is not known.
+// Nothing for an unknown encoding.
 std::optional<CodePage> CodePageOf(CFStringEncoding encoding) {
   switch (encoding) {
     case kCFStringEncodingMacRoman:
@@ -40,7 +40,7 @@ NSString* NewFromBytes(std::string_view bytes, CFStringEncoding encoding) {
   return units ? NSString::NewFromUnits(*units) : nullptr;
 }
 
-// Nothing is taken for an encoding that is not known.
+// Encodes nothing for an unknown encoding.
 EncodedLength Encode(std::u16string_view units, CFStringEncoding encoding, char loss_byte,
                      char* target, CFIndex room) {
   const std::optional<CodePage> page = CodePageOf(encoding);
@@ -68,10 +68,10 @@ std::u16string DescribeObject(const void* object) {
 
 }  // namespace
 
-// By its text in a map, because a literal may have several addresses.
+// The map is keyed by the text, because a literal may have several addresses.
 CFStringRef CFSTR(std::u16string_view text) {
   static std::mutex guard;
-  // Never destroyed: constants outlive everything.
+  // Never destroyed: constants are used until the process ends.
   static auto* const constants = new std::map<std::u16string, CFStringRef, std::less<>>;
   const std::lock_guard lock(guard);
   const auto found = constants->find(text);

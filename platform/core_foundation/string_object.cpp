@@ -16,7 +16,7 @@ namespace orvik {
 
 namespace {
 
-// Shorter strings are copied, which costs less than keeping the value.
+// Copying a shorter string costs less than keeping its value.
 constexpr size_t kSharedUnits = 64;
 
 int Sign(int value) {
@@ -55,7 +55,7 @@ NSString::~NSString() {
   if ((flags_ & (kOutside | kBorrowed)) == kOutside) std::free(const_cast<void*>(units_));
 }
 
-// The bytes follow the object.
+// The bytes are behind the object in the same block of memory.
 NSString* NSString::NewInline(UInt32 flags, CFIndex length, size_t bytes) {
   auto* string = new (bytes) NSString(flags, length, nullptr);
   string->units_ = string->inline_bytes();
@@ -75,7 +75,7 @@ NSString* NSString::NewFromLatin1(std::string_view bytes) {
   return string;
 }
 
-// The narrowest form that holds all units: one pass or-s them together and decides.
+// Chooses the narrowest form that holds all units, by the bitwise or of them.
 NSString* NSString::NewFromUnits(std::u16string_view units) {
   if (IsTooLong(units.size())) return nullptr;
   const auto length = static_cast<CFIndex>(units.size());
@@ -101,7 +101,7 @@ NSString* NSString::NewFromUtf8(std::string_view bytes) {
   char16_t* target = string->mutable_units();
   DecodeUtf8(source, source + bytes.size(), target, target + length);
   if (OrOfUnits(string->wide()) >= 0x100) return string;
-  // All of it fits bytes after all.
+  // All units fit into bytes after all.
   NSString* narrow = NewFromUnits(string->wide());
   string->release();
   return narrow;
@@ -162,8 +162,8 @@ void NSString::getCharacters(char16_t* buffer, CFIndex first, CFIndex count) con
   }
 }
 
-// Doubles the room, so that many appends cost time in proportion to the text. False where the
-// buffer is the caller's and too small.
+// Doubles the room, so that many appends take time proportional to the text. False if the buffer
+// belongs to the caller and is too small.
 bool NSString::Reserve(CFIndex length) {
   const UInt32 capacity = hash_or_capacity_.load(std::memory_order_relaxed);
   const auto needed = static_cast<UInt32>(length);
@@ -180,8 +180,7 @@ bool NSString::Reserve(CFIndex length) {
   return true;
 }
 
-// In a caller's buffer with too little room the new units come first and what is left of the tail
-// is cut.
+// If the caller's buffer is too small, the new units are kept and the tail after them is cut.
 void NSString::replaceCharacters(CFIndex first, CFIndex count, std::u16string_view units) {
   if (!isMutable() || first < 0 || first > length_ || count < 0) return;
   if (count > length_ - first) count = length_ - first;

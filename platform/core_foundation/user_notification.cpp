@@ -25,7 +25,7 @@ SInt32 CFUserNotificationDisplayAlert(CFTimeInterval timeout, CFOptionFlags flag
                                 .message = Utf8(message),
                                 .buttons = {default_title != nullptr ? Utf8(default_title) : "OK"},
                                 .timeout = timeout};
-  // The answer of each button of the request.
+  // The response for each button of the request.
   std::vector<CFOptionFlags> responses{kCFUserNotificationDefaultResponse};
   if (alternate_title != nullptr) {
     request.buttons.push_back(Utf8(alternate_title));

@@ -21,13 +21,13 @@ inline constexpr CFOptionFlags kCFUserNotificationAlternateResponse = 1;
 inline constexpr CFOptionFlags kCFUserNotificationOtherResponse = 2;
 inline constexpr CFOptionFlags kCFUserNotificationCancelResponse = 3;
 
-// Shows an alert, blocks the calling thread until it is answered, and stores the answer in
-// `*response` (may be null). A window that was closed or timed out (`timeout`
-// seconds; 0 waits for ever) gives the cancel response. Without a default title the default button
-// says "OK"; without an alternate or other title there is no such button. Icon, sound and
-// localization are not used. A caution alert warns of its alternate button: the default button is
-// shown as the one that changes nothing. Non-zero, and the response untouched, when the alert
-// cannot be shown (desktop/alert.h says where it is shown).
+// Shows an alert, blocks the calling thread until the user answers, and stores the answer in
+// `*response` (may be null). Closing the window, and the end of `timeout` seconds (0 waits for
+// ever), give the cancel response. Without a default title the default button is "OK"; without an
+// alternate or other title there is no such button. Icon, sound and localization are not used. A
+// caution alert warns of its alternate button: it shows the default button as the one that changes
+// nothing. Returns non-zero, and leaves the response unchanged, when the alert cannot be shown
+// (desktop/alert.h says where alerts appear).
 SInt32 CFUserNotificationDisplayAlert(CFTimeInterval timeout, CFOptionFlags flags, CFURLRef icon,
                                       CFURLRef sound, CFURLRef localization, CFStringRef header,
                                       CFStringRef message, CFStringRef default_title,

@@ -29,7 +29,7 @@ bool EqualsIgnoringCase(const NSString* text, const char16_t* other) {
 }  // namespace
 
 ObjCBool NSApplicationLoad() {
-  // Never destroyed, so that it serves until the very end.
+  // Never destroyed, so that it can be used until the process ends.
   static auto* const application = new NSApplication;
   loaded = application;
   return YES;
@@ -91,7 +91,7 @@ void NSLog(const NSString* format, ...) {
   const CFStringRef text =
       CFStringCreateWithFormatAndArguments(kCFAllocatorDefault, nullptr, format, arguments);
   va_end(arguments);
-  // A format that cannot be carried out still says something.
+  // If the format cannot be carried out, logs the format itself.
   host::SystemLog(LOG_WARNING, (text != nullptr ? text : format)->ToUtf8());
   CFRelease(text);
 }

@@ -1,11 +1,11 @@
-// The running program and its surroundings: its application object, its arguments as the user's
-// defaults, its log, and the files and folders that it finds.
+// The running program and its surroundings: the application object, the user's defaults from the
+// arguments, the log, and files and folders.
 //
 // The defaults are the argument domain, which is the command line of the program. An argument that
-// begins with "-" and has at least one more character is a name (without the dash); the argument
-// after it is its value, even if it begins with a dash or is empty. Of a name given more than once
-// the last value holds. A name at the very end has no value and is ignored, and so are arguments
-// that are neither name nor value.
+// begins with "-" and has at least one more character is a name (without the dash). The next
+// argument is its value, even if that begins with a dash or is empty. The last value of a repeated
+// name counts. A name at the end of the command line has no value and is ignored; so are all other
+// arguments.
 //
 //   -a 1 -b -2 stray -c "" -a 3 -d    a = "3", b = "-2", c = ""
 //
@@ -23,14 +23,14 @@ namespace [[gnu::visibility("default")]] orvik {
 
 class NSApplication final : public NSObject {
  public:
-  // activateIgnoringOtherApps:. A program without windows has nothing to bring to the front.
+  // activateIgnoringOtherApps:. Has no effect, because the program has no windows.
   void activateIgnoringOtherApps(ObjCBool) {}
 
   NSApplication() = default;
   ~NSApplication() override = default;
 };
 
-// Makes the application object. YES, also when called again.
+// Makes the application object. Returns YES, also for later calls.
 ObjCBool NSApplicationLoad();
 
 // The application object of the process; null before NSApplicationLoad.
@@ -38,17 +38,17 @@ NSApplication* NSApp();
 
 class NSUserDefaults final : public NSObject {
  public:
-  // The one object of the process, made at first use from the arguments of the program
-  // (host/proc.h); not to be released.
+  // The single object of the process, made on first use from the arguments of the program
+  // (host/proc.h). The caller must not release it.
   static NSUserDefaults* standardUserDefaults();
 
-  // Of these arguments (without the program's name); owned by the caller.
+  // From these arguments (without the program's name); the caller owns the result.
   static NSUserDefaults* CreateWithArguments(const std::vector<std::string>& arguments);
 
-  // stringForKey:. Null when the name was not given. Belongs to the defaults.
+  // stringForKey:. Null when the name is missing. The defaults own the result.
   const NSString* stringForKey(const NSString* name) const;
-  // boolForKey:. YES for "YES" and "true" in any case and for text whose integer value is not 0
-  // (white space, sign and leading zeros are passed over), else NO.
+  // boolForKey:. YES for "YES" and "true" in any case, and for text whose integer value is not 0
+  // (after white space, sign and leading zeros); otherwise NO.
   ObjCBool boolForKey(const NSString* name) const;
 
  private:
@@ -58,7 +58,8 @@ class NSUserDefaults final : public NSObject {
   NSDictionary* arguments_;
 };
 
-// Gives the standard defaults other arguments for the life of the object, for tests. Objects nest.
+// Replaces the arguments of the standard defaults during the life of the object, for tests. Objects
+// may be nested.
 class ScopedArguments {
  public:
   explicit ScopedArguments(const std::vector<std::string>& arguments);
@@ -71,26 +72,25 @@ class ScopedArguments {
   NSUserDefaults* outer_;
 };
 
-// Formats as CFStringCreateWithFormat does ("%@" takes an object) and sends the text, in UTF-8, to
-// the system log at priority warning.
+// Formats as CFStringCreateWithFormat does ("%@" takes an object) and sends the text as UTF-8 to
+// the system log with the priority warning.
 void NSLog(const NSString* format, ...);
 
-// Files by path, as host/file_names.h and the rule of host/system.h (ResolvePath) say. Methods
-// answer YES or NO; null and empty paths are NO.
+// Files by path, with the rules of host/file_names.h and host/system.h (ResolvePath). Methods
+// return YES or NO; null and empty paths give NO.
 class NSFileManager final : public NSObject {
  public:
-  // The one object of the process.
+  // The single object of the process.
   static NSFileManager* defaultManager();
 
-  // Whether the path exists; a link counts as what it points to. `is_directory` may be
-  // null.
+  // Whether the path exists. Follows links. `is_directory` may be null.
   ObjCBool fileExistsAtPath(const NSString* path, ObjCBool* is_directory = nullptr) const;
 
   NSFileManager() = default;
   ~NSFileManager() override = default;
 };
 
-// The temporary folder with a "/" at its end, autoreleased.
+// The temporary folder, with "/" at its end, autoreleased.
 const NSString* NSTemporaryDirectory();
 
 // The user's home, autoreleased.

@@ -12,7 +12,7 @@ void SetDescription(const NSString** description, std::string_view text) {
 
 }  // namespace
 
-// Bytes that the data object shares are not copied: what is read refers to them.
+// The values share the bytes of the data object and do not copy them.
 NSObject* NSPropertyListSerialization::propertyListFromData(
     const NSData* data, NSPropertyListMutabilityOptions mutability_option,
     NSPropertyListFormat* format, const NSString** error_description) {
@@ -44,7 +44,7 @@ const NSData* NSPropertyListSerialization::dataFromPropertyList(
     SetDescription(error_description, "Property lists have no format " + std::to_string(format));
     return nullptr;
   }
-  // Either the objects or the limits of a property list may fail; both name the place.
+  // The objects or the limits of a property list may make this fail; both name the place.
   plist::Failure failure;
   const std::optional<plist::Value> value = ValueOfObject(property_list, &failure.path);
   std::optional<std::string> bytes;

@@ -1,7 +1,7 @@
-// Property lists from and to data objects, in a format of the caller's choice.
+// Property lists from and to data objects, in a format that the caller chooses.
 //
-// Failures give null together with an error description (when one is asked for) that the caller
-// must release; on success the description is null. What the methods return is autoreleased.
+// A failure gives null and, if requested, an error description that the caller must release. After
+// a success the description is null. The methods return autoreleased objects.
 #pragma once
 
 #include "platform/core_foundation/collections.h"
@@ -23,15 +23,15 @@ class NSPropertyListSerialization {
  public:
   NSPropertyListSerialization() = delete;
 
-  // propertyListFromData:mutabilityOption:format:errorDescription:. Reads any form; format, unless
-  // null, receives the one that was found and stays as it is on failure.
+  // propertyListFromData:mutabilityOption:format:errorDescription:. Reads any form. `format`,
+  // unless null, receives the form that was found, and is unchanged on failure.
   static NSObject* propertyListFromData(const NSData* data,
                                         NSPropertyListMutabilityOptions mutability_option,
                                         NSPropertyListFormat* format,
                                         const NSString** error_description);
 
-  // dataFromPropertyList:format:errorDescription:. Writes the XML and the binary form; the old text
-  // form can only be read, and no other format is known.
+  // dataFromPropertyList:format:errorDescription:. Writes the XML and the binary form. Other
+  // formats, including the old text form, fail.
   static const NSData* dataFromPropertyList(const NSObject* property_list,
                                             NSPropertyListFormat format,
                                             const NSString** error_description);

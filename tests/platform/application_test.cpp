@@ -229,7 +229,7 @@ TEST(Alerts, TranslateTheRecordAndTheAnswer) {
 }
 
 TEST(Alerts, ANotificationTranslatesTextsAndAnswers) {
-  // The second button of a warning does what it warns of.
+  // The second button of a warning does the action that the warning is about.
   for (const bool is_warning : {true, false}) {
     for (const auto& [button, response] : {std::pair(0, 0u), {1, 1u}, {2, 3u}}) {
       CFOptionFlags flags = 99;

@@ -1,4 +1,4 @@
-// References to files, what the catalog says of them, standard folders and open forks.
+// References to files, their catalog information, standard folders and open forks.
 #include "platform/carbon/catalog_info.h"
 #include "platform/carbon/folders.h"
 #include "platform/carbon/forks.h"
@@ -33,11 +33,11 @@ TEST_F(FSRefTest, PathsLeadToTheirObjectsByTheirOwnNames) {
   MakeTree(top_, {"target", "link->target", "dangling->none", "d/e/", "caf\xE9"});
   const std::string top = fs::canonical(top_).string();
   const std::tuple<std::string, std::string, std::string> kCases[] = {
-      // followed, and named
+      // The path; the object with a link followed; the object with the link itself.
       {"/link", "/target", "/link"},
       {"/dangling", "", "/dangling"},
       {"/d//", "/d", "/d"},
-      {"/d/e/..", "/d", "/d"},  // so that deleting it deletes that
+      {"/d/e/..", "/d", "/d"},  // deleting this path deletes that folder
       {"/caf\xE9", "/caf\xE9", "/caf\xE9"},
       {"/none", "", ""}};
   for (const auto& [path, followed, named] : kCases) {
@@ -91,17 +91,17 @@ TEST_F(FSRefTest, ManyReferencesStayWithinTheDescriptors) {
     WriteFile(top_ / std::to_string(i), "");
     refs.push_back(RefOf(top_ / std::to_string(i)));
   }
-  // One that is not held on to is found in its folder.
+  // An object without an anchor is found in its folder.
   fs::rename(top_ / "1999", top_ / "renamed");
   EXPECT_EQ(PathOf(refs.back()), top_ / "renamed");
   fs::rename(top_ / "1998", top_ / "renamed");
   EXPECT_EQ(PathOf(refs.back()), "");
   fs::remove(top_ / "renamed");
   EXPECT_EQ(PathOf(refs[1998]), "");
-  // Nor are those whose path is not the object's own.
+  // A reference has the object's own path, whatever path was given.
   MakeTree(top_, {"d/e/", "target", "link->target"});
   EXPECT_EQ(PathOf(RefOf((top_ / "d/e/..").string())), fs::canonical(top_) / "d");
-  FSRef ref = refs[0];  // which is held on to
+  FSRef ref = refs[0];  // has an anchor
   EXPECT_EQ(FSPathMakeRef(Bytes((top_ / "link").string()), &ref, nullptr), noErr);
   EXPECT_EQ(PathOf(ref), fs::canonical(top_) / "target");
   fs::rename(top_ / "target", top_ / "moved");
@@ -145,7 +145,7 @@ TEST_F(CatalogInfoTest, DescribesEveryKind) {
   EXPECT_EQ(FSGetCatalogInfo(&ref, 0, &info, nullptr, reinterpret_cast<FSSpec*>(&name), nullptr),
             paramErr);
   EXPECT_EQ(FSGetCatalogInfo(&ref, 0, &info, nullptr, nullptr, &parent), paramErr);
-  // Only what is asked for.
+  // Each bit selects its own field only.
   for (const FSCatalogInfoBitmap one :
        {kFSCatInfoVolume, kFSCatInfoCreateDate, kFSCatInfoContentMod, kFSCatInfoAccessDate,
         kFSCatInfoPermissions, kFSCatInfoDataSizes}) {
@@ -162,7 +162,7 @@ TEST_F(CatalogInfoTest, DescribesEveryKind) {
   EXPECT_EQ(FSGetCatalogInfo(&ref, kFSCatInfoVolume, &info, nullptr, nullptr, nullptr), fnfErr);
 }
 
-// A record of 64 bytes that an earlier version has written.
+// A record of 64 bytes from an earlier version.
 TEST_F(CatalogInfoTest, ACreationDateThatWasSetComesFromTheRecord) {
   WriteFile(top_ / "file", "x");
   if (!HasUserAttributes(top_ / "file")) GTEST_SKIP() << "no user attributes here";
@@ -188,7 +188,7 @@ TEST_F(FoldersTest, LieBelowTheHomeOrTheSystemRoot) {
     const OSErr status = FSFindFolder(domain, type, true, &ref);
     return status == noErr ? PathOf(ref) : std::to_string(status);
   };
-  // The home's, although there is none yet.
+  // The home trash is found even if it does not exist yet.
   const std::string trash = path_of(InfoOf(env_.home()).volume, kTrashFolderType);
   EXPECT_TRUE(trash.starts_with(home) && trash.ends_with("/Trash/files")) << trash;
   const std::tuple<FSVolumeRefNum, OSType, std::string> cases[] = {
@@ -211,7 +211,7 @@ TEST_F(FoldersTest, LieBelowTheHomeOrTheSystemRoot) {
   for (const auto& [domain, type, path] : cases) EXPECT_EQ(path_of(domain, type), path);
   EXPECT_NE(path_of(InfoOf("/proc").volume, kTrashFolderType), std::to_string(nsvErr));
   EXPECT_EQ(FSFindFolder(kUserDomain, kDocumentsFolderType, false, nullptr), paramErr);
-  // The first number that no volume has.
+  // The first unused volume number.
   FSVolumeRefNum volume = -100;
   FSRef ref;
   while (FSFindFolder(volume, kTrashFolderType, false, &ref) != nsvErr) --volume;
@@ -389,7 +389,7 @@ TEST_F(LaunchServicesTest, FlagsOfEveryKindOfItem) {
     EXPECT_EQ(LSCopyItemInfoForRef(nullptr, kLSRequestAllFlags, &info), paramErr);
     EXPECT_EQ(LSCopyItemInfoForRef(&ref, kLSRequestAllFlags, nullptr), paramErr);
   }
-  // A program that may not be read.
+  // A program that cannot be read.
   const FSRef ref = RefOf(top_ / "elf");
   chmod((top_ / "elf").c_str(), 0100);
   const WithoutRootRights without(env_.folder());

@@ -46,7 +46,7 @@ TEST_F(Objects, LiveUntilTheLastReferenceOrTheInnermostPoolOfTheirThreadEnds) {
       Autoreleased(new Counted(&alive));
     }).join();
     EXPECT_EQ(alive, 1);
-    // Without a pool nobody takes the reference.
+    // Without a pool, the reference is never released.
     std::thread([&alive] {
       const auto* own = new Counted(&alive);
       own->autorelease();
@@ -56,7 +56,7 @@ TEST_F(Objects, LiveUntilTheLastReferenceOrTheInnermostPoolOfTheirThreadEnds) {
     EXPECT_EQ(alive, 1);
   }
   EXPECT_EQ(alive, 0);
-  // A pool that was left behind ends with the one around it.
+  // A pool that was not ended ends with the pool around it.
   alignas(NSAutoreleasePool) std::byte room[sizeof(NSAutoreleasePool)];
   {
     const NSAutoreleasePool outer;
@@ -220,7 +220,7 @@ TEST_F(Objects, AreMadeOnceForAllThreads) {
   EXPECT_EQ(found, own);
 }
 
-// Lists that were put together from objects, on the stack of a small thread.
+// Lists made from objects, on the stack of a small thread.
 TEST_F(Objects, MayLieAsDeepAsAListAndNoDeeper) {
   const auto nested = [](std::size_t depth) {
     NSArray* list = NSArray::Create();
@@ -247,7 +247,7 @@ TEST_F(Objects, NameWhatNoListCanHold) {
   std::string path;
   EXPECT_FALSE(ValueOfObject(dictionary, &path) || ValueOfObject(nullptr));
   EXPECT_EQ(path, "a/b/1");
-  // Inside a list that was never looked at.
+  // Inside a list whose elements were not used yet.
   plist::Value deep = plist::Value::Array();
   for (std::size_t depth = 1; depth < plist::kMaximumDepth; ++depth)
     deep = plist::Value::Array({deep});
@@ -262,7 +262,7 @@ TEST_F(Objects, NameWhatNoListCanHold) {
   EXPECT_FALSE(ValueOfObject(keyed_by_boolean));
 }
 
-// The programs write and read both forms.
+// Both forms are written and read.
 TEST_F(Objects, AreReadAndWrittenInTheFormsThatCanBe) {
   using Serialization = NSPropertyListSerialization;
   const Owned<const NSURL> url(NSURL::CreateWithPath("/"));

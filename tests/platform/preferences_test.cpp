@@ -23,7 +23,7 @@ class CFPreferencesTest : public EnvironmentTest {
     const OwnedObject value(ObjectOf(CFPreferencesCopyValue(CFSTR(key), domain_, user_, any_)));
     return value == nullptr ? "(none)" : static_cast<const NSString*>(value.get())->ToUtf8();
   }
-  // Another program saves this.
+  // Writes the file as another program would.
   static void WriteEntry(const fs::path& file, const std::string& key, const std::string& value) {
     WriteFile(file, "<plist version=\"1.0\"><dict><key>" + key + "</key><string>" + value +
                         "</string></dict></plist>");
@@ -86,7 +86,7 @@ TEST_F(CFPreferencesTest, MachineValuesAreSavedAtOnce) {
 
 TEST_F(CFPreferencesTest, ChangesThatCannotBeSavedAreKeptAndTriedAgain) {
   Set(u"a", u"1");
-  fs::create_directories(file_);  // cannot be read, so it is not saved over
+  fs::create_directories(file_);  // unreadable, so it is not replaced
   EXPECT_FALSE(Synchronize());
   EXPECT_EQ(Get(u"a"), "1");
   fs::remove(file_);
@@ -113,7 +113,7 @@ TEST_F(CFPreferencesTest, NoticesFilesThatOthersReplacedAndWritesNothingThatIsTh
     fs::rename(file_.string() + ".new", file_);
     ASSERT_EQ(Get(u"k"), value);
   }
-  // The values of the same bytes go on sharing their memory.
+  // While the bytes are unchanged, values share their memory.
   const auto list = [this] {
     return OwnedObject(ObjectOf(CFPreferencesCopyValue(CFSTR(u"list"), domain_, user_, any_)))
         ->value();
@@ -147,7 +147,7 @@ TEST_F(CFPreferencesTest, ValuesAreCopiedAndOthersThanPropertyListsRefused) {
   list->addObject(CFSTR(u"x"));
   CFPreferencesSetValue(CFSTR(u"list"), list, domain_, user_, any_);
   list->addObject(CFSTR(u"y"));
-  // As deep as a property list may be, but not inside the dictionary of the domain.
+  // The deepest property list does not fit into the dictionary of the domain.
   plist::Value nested = plist::Value::Array();
   for (std::size_t depth = 1; depth < plist::kMaximumDepth; ++depth)
     nested = plist::Value::Array({nested});

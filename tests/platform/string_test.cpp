@@ -60,7 +60,7 @@ TEST(String, ChangesStayWithinTheString) {
   string->append(u"!");
   EXPECT_EQ(copy->ToUnits(), u"hhu");
   EXPECT_FALSE(copy->isMutable());
-  // Units that are not the string's own are copied, too.
+  // A string over a caller's units is copied, too.
   std::u16string lent = u"abc";
   const Text own(Text(NSString::NewNoCopy(lent, false))->copy());
   lent[0] = u'X';
@@ -97,7 +97,7 @@ TEST(String, ChangesInABufferOfTheCallerAreCutAtItsEnd) {
             nullptr);
 }
 
-// The views are never looked at.
+// The units of the views are never read.
 TEST(String, ATextThatIsTooLongIsRefused) {
   const std::size_t length = static_cast<std::size_t>(kMaximumStringLength);
   const std::u16string_view units(u"x", length + 1);
@@ -130,7 +130,7 @@ TEST(String, ALongStringSharesTheMemoryOfItsValue) {
   }
 }
 
-// The fuzz target number_text knows the integers.
+// The fuzz target number_text tests the integers.
 TEST(String, Numbers) {
   const DecimalComma comma;
   const std::tuple<const char16_t*, int, double> cases[] = {
@@ -197,7 +197,7 @@ TEST(CFString, CreatesFromUnitsAndMapsTheirCase) {
             u"none");
   EXPECT_EQ(text(CFStringCreateWithCharactersNoCopy(nullptr, u"abc", -1, kCFAllocatorNull)),
             u"none");
-  // Freed with the string.
+  // The string frees the units.
   auto* const units = static_cast<char16_t*>(std::calloc(3, sizeof(char16_t)));
   EXPECT_EQ(text(CFStringCreateWithCharactersNoCopy(nullptr, units, 2, nullptr)),
             std::u16string(2, u'\0'));
@@ -293,7 +293,7 @@ TEST_F(Collation, FollowsTheLocale) {
     EXPECT_EQ(Order(0x8006, u"\xE4", u"z"), order) << locale;
     EXPECT_EQ(Order(0x800E, u"I", u"i"), 0) << locale;
   }
-  // Case is folded by the language.
+  // Case is folded by the rules of the language.
   setenv("LC_ALL", "tr_TR.UTF-8", 1);
   EXPECT_EQ(Order(0x800E, u"I", u"\x131"), 0);
   EXPECT_NE(Order(0x800E, u"I", u"i"), 0);
