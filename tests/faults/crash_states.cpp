@@ -7,10 +7,10 @@
 namespace orvik::test {
 namespace {
 
-// Subsets of more changes are not all made: every beginning, and all but each single one.
+// Of more changes, not all subsets are made: only every beginning, and all but each single change.
 constexpr std::size_t kAllSubsetsOf = 8;
 
-// Which of the changes that are not yet on disk are kept: one row for each choice.
+// The choices of changes that are kept although they were not yet on disk: one row for each choice.
 std::vector<std::vector<bool>> Choices(std::size_t count) {
   std::vector<std::vector<bool>> choices;
   if (count <= kAllSubsetsOf) {
@@ -48,7 +48,7 @@ CallRecorder::CallRecorder(const std::string& folder) : folder_(folder) {
   events_.clear();
 }
 
-// The node at the path, -1 for none. A content that is new is an event.
+// The node at the path, or -1. New content is recorded as an event.
 int CallRecorder::Learn(const std::string& path, Names* names) {
   struct stat info = {};
   const bool is_open = path.starts_with("/proc/self/fd/");
@@ -81,7 +81,7 @@ void CallRecorder::Changed() {
   for (const auto& [name, node] : names_) {
     if (!names.contains(name)) event.names[name] = -1;
   }
-  // The kernel may use the number of a file without a name again.
+  // The kernel may reuse the inode number of a file without a name.
   const auto has_name = [](const Names& in, int node) {
     return std::any_of(in.begin(), in.end(),
                        [node](const auto& one) { return one.second == node; });
@@ -109,16 +109,17 @@ std::vector<CrashState> CallRecorder::States() const {
 }
 
 void CallRecorder::AddStates(std::size_t events, std::vector<CrashState>* states) const {
-  // Contents, on disk and as written; which folders were flushed after each change of names.
+  // The contents on disk and as written, and the folders that were flushed after each change of
+  // names.
   std::map<int, CrashEntry> flushed = first_entries_;
   std::map<int, CrashEntry> written = first_entries_;
-  std::vector<std::set<int>> waits_for(events);  // folders that were not flushed since
+  std::vector<std::set<int>> waits_for(events);  // the folders not flushed since
   for (std::size_t at = 0; at < events; ++at) {
     const Event& event = events_[at];
     switch (event.kind) {
       case Event::kContent:
         written[event.node] = event.entry;
-        // A folder and a link have no content of their own to lose, and a new file begins empty.
+        // Folders and links have no content of their own to lose, and a new file is empty at first.
         if (!flushed.contains(event.node)) {
           flushed[event.node] = {
               event.entry.mode, S_ISLNK(event.entry.mode) ? event.entry.content : std::string(), 0};
@@ -139,7 +140,7 @@ void CallRecorder::AddStates(std::size_t events, std::vector<CrashState>* states
         break;
     }
   }
-  std::vector<std::size_t> open;  // changes of names that may be lost
+  std::vector<std::size_t> open;  // the changes of names that may be lost
   for (std::size_t at = 0; at < events; ++at) {
     if (!waits_for[at].empty()) open.push_back(at);
   }
@@ -151,7 +152,7 @@ void CallRecorder::AddStates(std::size_t events, std::vector<CrashState>* states
       if (is_open && !kept[static_cast<std::size_t>(place - open.begin())]) continue;
       for (const auto& [name, node] : events_[at].names) names[name] = node;
     }
-    // From the stage down; what lies in a folder that was lost is lost with it.
+    // Goes down from the stage. The content of a lost folder is lost, too.
     for (int content = 0; content < 4; ++content) {
       CrashState state{{}, events, events == events_.size()};
       std::vector<std::pair<int, std::string>> folders = {{0, ""}};
@@ -203,7 +204,7 @@ void Build(const CrashState& state, const std::string& folder) {
     }
     if (!S_ISLNK(entry.mode)) modes.emplace_back(place, entry.mode & 07777);
   }
-  // A folder's last: it may forbid what it holds.
+  // The mode of a folder comes last, because it may forbid access to its entries.
   for (auto mode = modes.rbegin(); mode != modes.rend(); ++mode) {
     chmod(mode->first.c_str(), mode->second);
   }

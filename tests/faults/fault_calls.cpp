@@ -1,6 +1,6 @@
-// The C library's entry points of this program.
+// Replacements for functions of the C library in this program.
 //
-// Where files may be large, the headers give the names the library's symbols for large files.
+// On systems with large files, the headers map the names to the symbols for large files.
 #include <dirent.h>
 #include <dlfcn.h>
 #include <fcntl.h>
@@ -61,7 +61,7 @@ int PassFlush(const char* symbol, int file, void (CallRecorder::*flushed)(Argume
   return 0;
 }
 
-// Whether the owner of the file lacks the right.
+// Whether the mode of the file denies its owner the permission.
 bool IsForbidden(int folder, const char* path, mode_t right) {
   struct stat record;
   return fstatat(folder, path, &record, 0) == 0 && S_ISREG(record.st_mode) &&
@@ -73,7 +73,7 @@ bool InOneFolder(int from, std::string_view from_name, int to, std::string_view 
   return from == to && folder(from_name) == folder(to_name);
 }
 
-// 0 when the open may go on.
+// The errno with which the open must fail; 0 if it may proceed.
 int Refusal(int folder, const char* path, int flags) {
   if (ArmedPlan() == nullptr) return 0;
   if ((flags & O_TMPFILE) == O_TMPFILE && (IsOn(Volume::kNamed) || IsPlain())) {
@@ -85,7 +85,7 @@ int Refusal(int folder, const char* path, int flags) {
   return Judge(makes ? Call::kMake : Call::kOpen).error;
 }
 
-// Tells the recorder about a changing call that succeeded, and returns its result.
+// Reports a successful changing call to the recorder and returns its result.
 template <typename Result>
 Result Noted(Result result) {
   if (result >= 0) Record([](CallRecorder& recorder) { recorder.Changed(); });
@@ -150,7 +150,7 @@ FILE* fopen(const char* path, const char* mode) {
   return Next<FILE*(const char*, const char*)>("fopen64")(path, mode);
 }
 
-// A descriptor is gone after a close, whatever that answers.
+// close always closes the descriptor, even if it returns an error.
 int close(int file) {
   const int result = Next<int(int)>("close")(file);
   return ArmedPlan() != nullptr && result == 0 && Fails(Call::kClose) ? -1 : result;
@@ -186,7 +186,7 @@ int fallocate(int file, int mode, off64_t at, off64_t size) {
   return Noted(Pass(Call::kMake, "fallocate64", file, mode, at, size));
 }
 
-// What is flushed is of no interest to a test, and takes long.
+// Does not flush, because that takes long and no test can see it.
 int fsync(int file) {
   return PassFlush("fsync", file, &CallRecorder::Flushed, file);
 }
@@ -207,7 +207,7 @@ int fcntl(int file, int command, ...) {
   if (command == F_OFD_SETLK && ArmedPlan() != nullptr && Fails(Call::kLock)) return -1;
   return Next<int(int, int, ...)>("fcntl64")(file, command, argument);
 }
-// What has no function of its own in the C library.
+// System calls without a function in the C library.
 long syscall(long number, ...) noexcept {
   va_list arguments;
   va_start(arguments, number);
@@ -261,7 +261,7 @@ int futimens(int file, const timespec times[2]) noexcept {
   return Pass(Call::kAttribute, kLongTimes ? "futimens" : "__futimens64", file, times);
 }
 
-// Memory that the loader keeps. The leak checker knows it by its caller, which here is FaultMalloc.
+// The loader keeps this memory. The leak checker knows it by its caller, which is FaultMalloc here.
 const char* __lsan_default_suppressions() {
   return "leak:_dl_map_object_deps\n";
 }
@@ -277,13 +277,13 @@ void* realloc(void* block, size_t size) noexcept {
   return AllocationFails() ? errno = ENOMEM, nullptr : next(block, size);
 }
 
-// libstdc++ and others call these by their other names.
+// libstdc++ and other libraries call these functions by their other names.
 int Open32(const char*, int, ...) __asm__("open") __attribute__((alias("open64"), copy(open)));
 int OpenAt32(int, const char*, int, ...) __asm__("openat")
     __attribute__((alias("openat64"), copy(openat)));
 FILE* Fopen32(const char*, const char*) __asm__("fopen")
     __attribute__((alias("fopen64"), copy(fopen)));
-// With 64-bit times on a 32-bit system fcntl has one more name.
+// With 64-bit times on a 32-bit system, fcntl has another name.
 int Fcntl32(int, int, ...) __asm__("fcntl");
 int Fcntl32(int file, int command, ...) {
   va_list arguments;
@@ -295,11 +295,11 @@ int Fcntl32(int file, int command, ...) {
 
 }  // extern "C"
 
-// The operators' symbols name the type of sizes.
+// The symbols of the operators contain the type of sizes.
 constexpr bool kLongSizes = std::is_same_v<std::size_t, unsigned long>;
 
-// The sanitizer's or the library's own operators do the work, so that what checks them still does.
-// The library's calls malloc, which is no second allocation.
+// Passes on to the operators of the sanitizer or the library, so that their checks still work. The
+// library's operator calls malloc, which does not count as a second allocation.
 template <typename... Tag>
 void* PassNew(void* (*next)(std::size_t, Tag...), std::size_t size, Tag... tag) {
   if (AllocationFails()) {

@@ -25,7 +25,7 @@ bool Lasts(Fault fault) {
   return fault == Fault::kFullVolume || fault == Fault::kStale;
 }
 
-// The error of a call under a fault; 0 when the fault cannot hit it.
+// The error of a call under a fault; 0 if the fault cannot affect the call.
 int ErrorOf(Fault fault, Call call) {
   switch (fault) {
     case Fault::kInputOutput:
@@ -62,7 +62,7 @@ bool CanHit(Fault fault, Call call) {
   return ErrorOf(fault, call) != 0;
 }
 
-// Whether this is the one, or one after it that fails with it.
+// Whether the fault strikes at this call: the chosen call, or, for a lasting fault, a later one.
 bool Strikes() {
   ++state.met;
   const bool later = Lasts(state.plan->fault) && state.report.struck;

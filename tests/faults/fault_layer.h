@@ -1,9 +1,9 @@
-// Makes one system call or allocation of this thread fail, or ends the process in its place.
+// Makes a system call or an allocation of this thread fail, or kills the process at that point.
 //
-// The program that links this defines the C library's entry points itself (fault_calls.cpp) and
-// passes every call on unless the thread is armed and the call is the chosen one. Calls are counted
-// from 1, and only those that the fault can hit. While armed, the superuser is held to the mode of
-// a file as its owner is, and nothing is really flushed.
+// A program that links this layer replaces functions of the C library (fault_calls.cpp). They pass
+// each call on, unless the thread is armed and the call is the chosen one. Only calls that the
+// fault can affect are counted, from 1. In an armed thread, the superuser is bound by the owner's
+// permissions of a file, and flushes do nothing.
 #pragma once
 
 namespace orvik::test {
@@ -12,24 +12,24 @@ class CallRecorder;
 
 enum class Fault {
   kInputOutput,  // fails with EIO
-  kScarcity,     // fails for want of room, descriptors or locks
-  kFullVolume,   // this and every later call that costs room fails with ENOSPC
+  kScarcity,     // fails because room, descriptors or locks are exhausted
+  kFullVolume,   // this and every later call that needs room fails with ENOSPC
   kStale,        // this and every later call that reaches a file fails with ESTALE
-  kShortWrite,   // a write takes half of its bytes
-  kInterrupted,  // fails with EINTR, as a signal would make it
+  kShortWrite,   // a write writes half of its bytes
+  kInterrupted,  // fails with EINTR, as after a signal
   kNoMemory,     // std::bad_alloc or null
-  kKill,         // SIGKILL; a write has taken half of its bytes by then
+  kKill,         // SIGKILL; a write has written half of its bytes
   kPowerLoss,    // nothing fails; the calls are recorded (crash_states.h)
-  kStop,         // nothing fails; the operation's progress answers that it is to stop (walk.h)
+  kStop,         // nothing fails; the progress of the operation asks it to stop (walk.h)
 };
 
 // The volume under the operation.
 enum class Volume {
   kUsual,
-  kNamed,  // knows no files without a name
-  kPlain,  // the same, and no flags of renames
-  kOther,  // renames to another folder lead to another one
-  kBare,   // is plain, and knows no links and no locks
+  kNamed,  // has no files without a name
+  kPlain,  // like kNamed, and renames accept no flags
+  kOther,  // another folder is on another volume
+  kBare,   // like kPlain, and has no hard links and no locks
 };
 
 enum class Call {
@@ -49,32 +49,32 @@ enum class Call {
 
 struct FaultPlan {
   Fault fault;
-  int point;  // 0: none fails
+  int point;  // 0: no call fails
   Volume volume = Volume::kUsual;
-  CallRecorder* recorder = nullptr;  // of the calls that change something
-  int error = 0;                     // in the place of the fault's own
+  CallRecorder* recorder = nullptr;  // records the calls that change something
+  int error = 0;                     // replaces the error of the fault
 };
 
 struct FaultReport {
   bool struck = false;
-  Call call = Call::kOpen;  // what was struck
+  Call call = Call::kOpen;  // the call that failed
 };
 
-// Until Disarm, for the calling thread. The plan must live as long.
+// Arms the calling thread until Disarm. The plan must live as long.
 void Arm(const FaultPlan& plan);
 FaultReport Disarm();
 
-// ---- For the entry points ----
+// ---- For fault_calls.cpp ----
 
 struct Verdict {
-  int error = 0;  // fail with it
+  int error = 0;  // the errno of the call
   bool short_write = false;
 };
 Verdict Judge(Call call);
 bool AllocationFails();
-// Not null while armed.
+// The plan of the armed thread; null if the thread is not armed.
 const FaultPlan* ArmedPlan();
-// The thread is unarmed while it lives, and errno stays as it was.
+// Disarms the thread during its life. Its end restores errno.
 class Paused {
  public:
   Paused();

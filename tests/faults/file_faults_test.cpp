@@ -30,28 +30,28 @@ Reported Transfer(const char* from, const std::string& to, BOOL move) {
     if (!is_told) ReportFault("does not report the stop");
     return Reported::kFailed;
   }
-  // The result does not tell of single files that could not be copied or moved.
+  // The result does not tell whether single files could not be copied or moved.
   return TheProgress() != nullptr ? FromResult(result) : Reported::kNothing;
 }
 
-// The entries are below the home.
+// Makes the entries in the home.
 std::function<void()> With(const char* entries) {
   return [=] { Plant(InHome(""), entries); };
 }
 constexpr char kTree[] = "tree/a=file-a tree/sub/b=file-b";
 
-// With or without its mode.
+// Allows any mode.
 bool IsWhole(const std::string&, const std::string* content) {
   return content != nullptr &&
          (*content == kContent || *content == "file-a" || *content == "file-b");
 }
 
-// A file of a copied tree is missing or whole.
+// A file of a copied tree is either missing or complete.
 bool IsWholeOrGone(const std::string& path, const std::string* content) {
   return content == nullptr || IsWhole(path, content);
 }
 
-// The source of a move to another volume is removed when all of the copy has its name.
+// A move to another volume removes the source only when the whole copy has its name.
 std::string FaultOfMove(const Snapshot& files) {
   const auto count = [&files](const std::string& folder) {
     return std::count_if(files.begin(), files.end(),
@@ -62,7 +62,7 @@ std::string FaultOfMove(const Snapshot& files) {
   return there == 0 && here != kMovedFiles ? "loses a part of the source" : "";
 }
 
-// Each file is at its old or its new place, or at both.
+// Each file is at its old place, at its new place, or at both.
 std::string FaultOfMoves(const Snapshot& files,
                          const std::vector<std::pair<std::string, std::string>>& places) {
   for (const auto& [from, to] : places) {
@@ -71,14 +71,14 @@ std::string FaultOfMoves(const Snapshot& files,
   return "";
 }
 
-// A file that has arrived has lost the name that it had on its way.
+// A file in its final place no longer has its staged name.
 std::string FaultOfNames(const Snapshot& files) {
   const auto staged = files.lower_bound("home/.target.orvik-");
   const bool is_staged = staged != files.end() && staged->first.starts_with("home/.target.orvik-");
   return is_staged && files.contains("home/target") ? "leaves a second name" : "";
 }
 
-// An information file belongs to no file when its process was killed before the move.
+// If the process was killed before the move, an info file has no item.
 bool IsInTrash(const std::string& path, const std::string* content) {
   return path.starts_with("home/.local/share/Trash/") && content != nullptr;
 }
@@ -124,7 +124,7 @@ OperationTable Operations() {
   };
   add("folder copy over another with a large file", large_in_tree, copy_tree).only_stops = true;
   add.back().steps = Steps::kAlways;
-  // So many that a second thread helps.
+  // Enough files for the second thread.
   const auto many_files = [] {
     for (int i = 0; i < 240; ++i) WriteFile(InHome("/tree/") + std::to_string(i), "file-a");
   };
@@ -142,7 +142,7 @@ OperationTable Operations() {
                         {{"home/tree/a", "root/to/a"}, {"home/tree/sub/b", "root/to/sub/b"}});
   };
   moved_files.durable = Durable::kWhole;
-  // A file that was copied when the process was killed stays beside its copy.
+  // If the process is killed after the copy of a file, the file stays beside its copy.
   moved_files.repeats = false;
   add("folder removal", tree, [] {
     return FromBool(CDirectoryManipulator::RemoveDirectoryAndContents(Folder(InHome("/tree")),
@@ -167,7 +167,7 @@ OperationTable Operations() {
   moved.fault = FaultOfMove;
   moved.leftovers = {"root/.to.orvik-*/*"};
   moved.durable = Durable::kWhole;
-  moved.repeats = false;  // what is there is not replaced
+  moved.repeats = false;  // an existing target is not replaced
   Operation& moved_file =
       add("file move to another volume", source, move("/source", [] { return InRoot("/target"); }));
   moved_file.volume = Volume::kOther;
@@ -179,7 +179,7 @@ OperationTable Operations() {
   moved_file.durable = Durable::kWhole;
   moved_file.repeats = false;
   Operation& trash = add("delete to the trash", source, [] {
-    // Where no trash can be had it is deleted outright, which is a success.
+    // Without a trash the file is deleted, which counts as success.
     const BOOL done = CFileManipulator::DeleteFile(File(InHome("/source")), FALSE, TRUE);
     return done != FALSE ? Reported::kNothing : Reported::kFailed;
   });

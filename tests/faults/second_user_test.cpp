@@ -1,5 +1,5 @@
-// Root's calls on names that another user has prepared (traps), or changes meanwhile (races):
-// nothing of root's changes (docs/reliability.md).
+// Calls of root on names that another user has prepared (traps) or changes meanwhile (races). No
+// file of root may change (docs/reliability.md).
 #include <grp.h>
 #include <signal.h>
 #include <sys/prctl.h>
@@ -55,12 +55,12 @@ bool SaveConfiguration(const std::string& path) {
   return SetXMLConfig(1, File(path)) && WriteXMLConfigInt(1, "A", "v", 1) && SaveXMLConfigFile(1);
 }
 
-// Writes "new" into the file at the path: whether that is reported as done.
+// Writes "new" into the file at the path. Returns whether the call reports success.
 using Path = const std::string&;
 struct Writer {
   std::string name;
   std::function<bool(Path path)> write;
-  bool keeps_existing = false;  // takes any existing entry for its own, and does nothing
+  bool keeps_existing = false;  // accepts any existing entry and does nothing
 };
 
 constexpr host::ReplaceOptions kInPlace{.present = host::Present::kWriteInto};
@@ -85,12 +85,12 @@ const Writer kWriters[] = {
      }},
     {"Base64", [](Path path) { return decode64ToFile(File(path), "bmV3", 4) == S_OK; }}};
 
-// The other user's entry in a folder that everyone may write.
+// An entry of the other user in a folder that everyone may write.
 struct Trap {
   std::string name;
   Words entries;         // below the stage
-  std::string obstacle;  // the entry that is the other user's
-  std::string path;      // that root is to write
+  std::string obstacle;  // the entry that belongs to the other user
+  std::string path;      // the path that root writes
 };
 
 const Trap kTraps[] = {
@@ -123,7 +123,7 @@ TEST(SecondUserTest, RootWritesNothingThroughTheNamesOfAnother) {
       }
       const Words before = TreeIn(stage);
       const CommandResult run = RunChild([&] {
-        alarm(20);  // a pipe waits for a reader
+        alarm(20);  // opening a pipe waits for a reader
         return writer.write(stage / trap.path) ? 0 : 1;
       });
       const bool is_left_alone = writer.keeps_existing && trap.path != "shared/way/free";
@@ -138,7 +138,7 @@ TEST(SecondUserTest, RootWritesNothingThroughTheNamesOfAnother) {
 
 // ---- Races ----
 
-// Carries the body out again and again, as the other user, until it is destroyed.
+// Runs the body as the other user, again and again, until it is destroyed.
 class Racer {
  public:
   explicit Racer(const std::function<void()>& body) : pid_(fork()) {
@@ -160,7 +160,7 @@ class Racer {
   const pid_t pid_;
 };
 
-// One turn of root's work, and one of the other user's; both in a folder of the other user's.
+// One turn of root's work and one of the other user's attack, in a folder of the other user.
 struct Race {
   std::string name;
   std::function<void()> work;
@@ -182,7 +182,8 @@ void SwapWithLink(const char* folder, const char* target, const char* away = "aw
   rename(away, folder);
 }
 
-// "way" is a folder or a link to root's; "out" in it a file, a link to root's file, or missing.
+// "way" is a folder, or a link to root's folder. "way/out" is a file, a link to root's file, or
+// missing.
 void SwapLinks() {
   PutLink("../../safe/victim", "way/out");
   PutFile("way/out", 0666);
@@ -191,8 +192,7 @@ void SwapLinks() {
   unlink("way/out");
 }
 
-// Runs commands of the program, one each turn, on a store in the home "way", or whose lock is
-// there.
+// Runs commands of the program, one in each turn. Their store, or its lock, is in the home "way".
 std::function<void()> Commands(const char* scope, const char* all) {
   return [=, lines = Split(all, ';'), turn = 0u]() mutable {
     setenv("HOME", (fs::current_path() / "way").c_str(), 1);
@@ -220,7 +220,7 @@ void SwapHome() {
     unlink(file.c_str());
     if (link("damaged", "attack") == 0) rename("attack", file.c_str());
     unlink(file.c_str());
-    // A file of root that the user may move, but not read.
+    // A file of root that the other user may move but not read.
     const std::string secret = std::string(kFolder) + "secret";
     rename(secret.c_str(), file.c_str());
     rename(file.c_str(), secret.c_str());
@@ -229,7 +229,8 @@ void SwapHome() {
   SwapWithLink("way", "../safe");
 }
 
-// "tree" and "copy" hold a folder "a" and a file "f", either of which may be a link to root's.
+// "tree" and "copy" each have a folder "a" and a file "f"; any of these may be a link to root's
+// entry.
 void SwapEntries() {
   for (const std::string top : {"tree", "copy"}) {
     mkdir(top.c_str(), 0777);
@@ -275,7 +276,7 @@ void SetAttributes() {
   SetFileAttributes(u"tree/f", FILE_ATTRIBUTE_NORMAL);
 }
 
-// "kept" is a folder of root's, which is not empty and so survives.
+// "kept" is a folder of root with an entry, so it cannot be removed.
 void MakeFolders() {
   renameat2(AT_FDCWD, "made", AT_FDCWD, "kept", RENAME_NOREPLACE);
   host::MakePlace(fs::current_path() / "made/file");
@@ -309,7 +310,7 @@ std::vector<Race> Races() {
       {"moves of files", MoveFiles, SwapEntries},
       {"attributes", SetAttributes, SwapEntries},
       {"set", Commands("user", "set K n v"), SwapHome},
-      // The record of the lock and the file of the folder's lock are in the home.
+      // The lock's record and the folder's lock file are in the home.
       {"set in the shared scope", Commands("shared", "set K n v;lock --release;lock --force"),
        SwapHome},
       {"commands that change",
@@ -343,8 +344,8 @@ Words RecordsIn(const fs::path& folder) {
 constexpr char kVictim[] =
     "<plist version=\"1.0\"><dict><key>s</key><string>precious</string></dict></plist>";
 
-// A file below the current folder with the content of root's file, which the other user can read;
-// "" when there is none.
+// The path of a file below the current folder that the other user can read and that has the content
+// of root's file; "" if there is none.
 std::string Leak() {
   struct stat victim = {}, record = {};
   stat("../safe/victim", &victim);
@@ -395,7 +396,7 @@ TEST_P(SecondUserRaceTest, NothingOfRootsChanges) {
   const fs::path secret = stage / "theirs/way/Library/Preferences/secret";
   ASSERT_EQ(chmod(secret.c_str(), 0600), 0);
   const Words before = RecordsIn(stage / "safe");
-  // Root's own among the other user's names, wherever they are moved.
+  // Root's own entries in the other user's folder, wherever the other user moves them.
   const int kept[] = {open((stage / "theirs/kept").c_str(), O_PATH | O_CLOEXEC),
                       open(secret.c_str(), O_PATH | O_CLOEXEC)};
   fs::current_path(stage / "theirs");

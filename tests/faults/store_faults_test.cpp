@@ -102,7 +102,7 @@ OperationTable Operations() {
     add(name + " string", Sound(scope), WriteString(scope));
     add(name + " delete", Sound(scope),
         [scope] { return FromCode(DeletePreference(scope, u"A", u"text", kDomain)); });
-    if (scope == kMachineScope) break;  // the rest is as for the user
+    if (scope == kMachineScope) break;  // the other operations are the same as for the user
     add(name + " number, first of all", nothing,
         [scope] { return FromCode(WritePreferenceInt(scope, u"A/B", u"number", 7, kDomain)); });
     add(name + " transaction", Sound(scope), Change(scope));
@@ -110,7 +110,7 @@ OperationTable Operations() {
         .steps = Steps::kWhenKilled;
   }
   const int user = kUserScope;
-  // As a process leaves them that is killed between making and flushing them.
+  // Folders of a process that was killed between making and flushing them.
   add("user transaction, in folders not yet on disk", nothing, [] {
     if (host::MakeFolders(fs::path(FileOf(user)).parent_path()) != 0) return Reported::kFailed;
     return FromStatus(SetAndDelete(user).Commit());
@@ -137,7 +137,7 @@ OperationTable Operations() {
       Volume::kPlain;
   add("shared dictionary", Sound(kSharedScope), SaveSharedDictionary);
   add("shared lock", nothing, TakeAndReleaseTheLock).volume = Volume::kPlain;
-  // Taking and releasing the lock is the longer part of these, and walked with the first.
+  // Taking and releasing the lock is the longer part of these; the first one walks it.
   for (Operation& operation : add) {
     operation.durable = Durable::kDone;
     if (operation.name.starts_with("shared ") && operation.name != "shared string") {
@@ -147,12 +147,12 @@ OperationTable Operations() {
   return add;
 }
 
-// Damaged files here are new, and nobody goes on writing them; whoever waits for a lock here waits
-// in vain.
+// Damaged files here are new and stay damaged, and the wait for a lock here never succeeds, so
+// neither needs to sleep.
 [[maybe_unused]] const plist::FileWriterWait kOldWait = plist::ExchangeFileWriterWait([] {});
 [[maybe_unused]] const SharedLockWait kOldLockWait = ExchangeSharedLockWait([] {});
 
-// Fails one call after the other, and gives the outcomes of those runs in which it was a flush.
+// Makes one call after the other fail. Returns the outcomes of the runs in which it was a flush.
 std::vector<bool> OutcomesOfFailedFlushes(const std::function<bool()>& run) {
   std::vector<bool> outcomes;
   for (int point = 1;; ++point) {
@@ -165,7 +165,7 @@ std::vector<bool> OutcomesOfFailedFlushes(const std::function<bool()>& run) {
   }
 }
 
-// A change that is there already may have been made by a process that died before its flush.
+// A process that died before its flush may have made an existing change.
 TEST(PreferenceFlushTest, SuccessMeansOnDiskAlsoWhereNothingChanges) {
   const ScopedEnvironment environment;
   for (const int scope : {kSharedScope, kUserScope, kMachineScope}) {
@@ -181,7 +181,7 @@ TEST(PreferenceFlushTest, SuccessMeansOnDiskAlsoWhereNothingChanges) {
   }
 }
 
-// So may a copy of a damaged file: it is flushed before the file goes.
+// The same for an existing copy of a damaged file: it is flushed before the file is replaced.
 TEST(PreferenceFlushTest, ACopyThatWasKeptBeforeIsPutOnDisk) {
   const ScopedEnvironment environment;
   const auto flushes_of_repair = [](bool is_kept) {
@@ -201,7 +201,7 @@ TEST(PreferenceFlushTest, ACopyThatWasKeptBeforeIsPutOnDisk) {
   EXPECT_EQ(flushes_of_repair(true), flushes_of_repair(false) + 1);
 }
 
-// A folder that cannot be flushed has the new file all the same.
+// If the folder cannot be flushed, it has the new file nevertheless.
 TEST(PreferenceFlushTest, TheOldFileOrItsBackupOutlivesAChangeThatFails) {
   const ScopedEnvironment environment;
   const std::string file = FileOf(kUserScope), list = environment.folder() / "list";
@@ -236,7 +236,7 @@ TEST(PreferenceFlushTest, AStrictRunFailsWithItsLastFlush) {
   const ScopedArguments arguments({"-pathToPkg", "/p", "-pathToDest", "/d", "-mountPointOfDest",
                                    "/", "-rootOfCurrSystemFolder", "/"});
   ASSERT_EQ(RunPostflight(), 0);
-  // All is recorded, and only the flushes of what is there are left.
+  // Everything is recorded; only the flushes of the existing files remain.
   const std::vector<bool> outcomes = OutcomesOfFailedFlushes([] { return RunPostflight() == 0; });
   ASSERT_FALSE(outcomes.empty());
   EXPECT_FALSE(outcomes.back());
@@ -267,7 +267,7 @@ Reported WriteCompressed(std::string_view piece, int times) {
   return FinishStream(stream) == S_OK ? Reported::kDone : Reported::kFailed;
 }
 
-// Bytes that do not shrink reach the file as they are.
+// Bytes that cannot be compressed are written unchanged.
 std::string RandomBytes() {
   std::minstd_rand random(1);
   std::string bytes(400'000, '\0');
@@ -287,19 +287,19 @@ Reported WriteXml() {
   return writer->Finish() == S_OK ? Reported::kDone : Reported::kFailed;
 }
 
-// A stream empties its file at once and writes it as it goes.
+// A stream truncates its file at once and writes it step by step.
 bool IsBeginning(const std::string& path, const std::string* content) {
   constexpr std::string_view kWhole =
       "<?xml version=\"1.0\" encoding=\"UTF-8\" standalone=\"yes\"?><root name=\"a &amp; b\"/>";
   return path == "home/doc.xml" && content != nullptr && kWhole.starts_with(*content);
 }
 
-// What a killed process leaves is not taken for the text of a file.
+// The leftover of a killed process is not read as the content of a file.
 bool IsBeginningOfPrivateFile(const std::string& path, const std::string* content) {
   return path == "home/Library/own/file" && content != nullptr;
 }
 
-// A file that is not a configuration is kept beside before it is replaced.
+// A file that is not a configuration is kept beside its place before it is replaced.
 bool IsDiscarded(const std::string& path, const std::string* content) {
   return path == "home/config.xml.discarded" && content != nullptr && *content == "x";
 }
@@ -326,7 +326,7 @@ Reported RunInstaller() {
   return Reported::kNothing;
 }
 
-// Each of the recorded values is there or not.
+// Any of the recorded values may be missing.
 bool IsPartlyRecorded(const std::string& path, const std::string* content) {
   return path == kRegistry && content != nullptr && content->ends_with("</plist>\n") &&
          content->find("<key>Other</key>") != std::string::npos;
@@ -371,7 +371,7 @@ OperationTable DocumentOperations() {
   installer.also = IsPartlyRecorded;
   installer.stride = 23;
   for (Operation& operation : add) {
-    // Streams and the writer flush nothing.
+    // Streams and the writer do not flush.
     const bool is_durable = operation.name.starts_with("configuration") ||
                             operation.name == "property file" || operation.name == "private file" ||
                             operation.name == "postflight";

@@ -1,4 +1,4 @@
-// Every command of the two programs in every surrounding, by the rule in docs/reliability.md.
+// Every command of both programs in every surrounding, by the rules in docs/reliability.md.
 #include <grp.h>
 #include <sched.h>
 #include <signal.h>
@@ -23,10 +23,10 @@ constexpr bool kSanitized = false;
 #endif
 
 const fs::path kPrograms = ProgramFolder();
-constexpr int kNotHere = 77;  // the surrounding cannot be had on this machine
+constexpr int kNotHere = 77;  // this machine does not allow the surrounding
 constexpr uid_t kOwner = 30001, kStranger = 30002;
 
-// Those that only read, of which the second ones print what their surroundings are, and those that
+// Commands that only read, commands whose output depends on the surroundings, and commands that
 // change files.
 constexpr char kReading[] =
     "get Software/App Path; --scope user get Software/App Path; --scope machine tree; check; "
@@ -67,7 +67,7 @@ const char* const kShared = "root/Users/Shared/Library/Preferences";
 const char* const kUsers = "home/Library/Preferences";
 const char* const kMachines = "root/Library/Preferences";
 
-// The files whose content is of interest, by path below the stage, while they are there.
+// The content of the files that a test compares, by path below the stage.
 using Files = std::map<fs::path, std::string>;
 
 struct World {
@@ -89,7 +89,7 @@ struct World {
     for (const char* const folder : {kShared, kUsers, kMachines, "tmp"}) {
       for (const auto& entry : fs::directory_iterator(stage / folder)) {
         const std::string name = entry.path().filename().string();
-        // The next one to take the lock shows whether what is left of it is sound.
+        // The next process that takes the lock shows whether these files are sound.
         if (name == ".orvik.lock" || name.ends_with(".lock.plist") || name == "filler") continue;
         files[fs::path(folder) / name] = entry.is_directory() ? "folder" : ReadFile(entry.path());
       }
@@ -104,14 +104,14 @@ using Step = std::function<void()>;
 struct Surrounding {
   std::string name;
   Answer answer = Answer::kAsUsual;
-  Step begin = [] {};  // in each command's process
-  // The commands' process and stage: before the files, after them.
-  std::function<bool()> enter = [] { return true; };  // false: it cannot be had here
+  Step begin = [] {};  // runs in the process of each command
+  // Run in the commands' process and stage, before and after the files are made.
+  std::function<bool()> enter = [] { return true; };  // false: not possible here
   std::function<void(const fs::path& stage)> prepare = [](const fs::path&) {};
   std::optional<FaultPlan> plan = {};  // of a volume
-  bool is_program = false;             // what happens before main, or in it, matters
-  bool is_heard = true;                // what it prints arrives
-  bool has_home = true;                // the user's files are those of the stage
+  bool is_program = false;             // tests what happens before or in main
+  bool is_heard = true;                // its output can be read
+  bool has_home = true;                // the user's files are on the stage
 };
 
 int RunHere(const std::vector<std::string>& words) {
@@ -147,12 +147,12 @@ CommandResult Run(const Surrounding& surrounding, const std::vector<std::string>
   });
 }
 
-// The fault of a command's answer; "" for none.
+// The fault in the result of a command; "" for none.
 std::string Judge(const Surrounding& surrounding, const Command& command,
                   const CommandResult& usual, const Files& usual_files, const Files& old,
                   const CommandResult& run, const Files& files) {
   const std::string answer = "answers " + std::to_string(run.status) + " (" + run.err + ")";
-  // Only the reader of its answer may end a command so.
+  // A command may end with this signal only if the reader of its output has gone.
   const bool is_cut = !surrounding.is_heard && run.status == 128 + SIGPIPE;
   if (run.status >= 128 && !is_cut) return answer + ", ended by a signal";
   const bool is_usual = run.status == usual.status;
@@ -173,7 +173,7 @@ std::string Judge(const Surrounding& surrounding, const Command& command,
       const auto found = others.find(path);
       return found != others.end() && found->second == content;
     };
-    // A failed edit keeps its text; the tool records each value by itself.
+    // A failed edit keeps its text, and the tool records each value by itself.
     const std::string name = path.filename().string();
     const bool is_told =
         !surrounding.is_heard || run.err.find("the text is kept in") != std::string::npos;
@@ -236,7 +236,7 @@ std::function<void(const fs::path&)> BehindALink(const char* folder) {
   };
 }
 
-// Mounts of one's own, which the machine does not see.
+// Gives the process its own mounts, which the rest of the machine does not see.
 bool OwnMounts() {
   const uid_t user = getuid();
   const gid_t group = getgid();
@@ -256,7 +256,7 @@ std::function<bool()> Mounted(const char* type, const char* options, const char*
   };
 }
 
-// Everything belongs to the owner, and the commands are carried out by the user.
+// Everything belongs to the owner; the user runs the commands.
 std::function<void(const fs::path&)> OwnedStage(mode_t folders, mode_t files) {
   return [=](const fs::path& stage) {
     chmod(stage.c_str(), 0755);
@@ -286,7 +286,7 @@ void HaveFewDescriptors() {
   Limit(RLIMIT_NOFILE, 16)();
 }
 
-// Mounts of its own, in which the stage is a volume that cannot be changed, or each file is one.
+// Makes the stage, or each of its files, a read-only mount of this process.
 void MountTheStage() {
   const std::string stage = fs::path(getenv("HOME")).parent_path();
   constexpr unsigned long kReadOnly = MS_BIND | MS_REMOUNT | MS_RDONLY;
@@ -322,7 +322,7 @@ struct SurroundingTable : std::vector<Surrounding> {
     (*this)(name, answer, begin).is_program = true;
     back().is_heard = is_heard;
   }
-  // Where everything belongs to the owner.
+  // Adds a surrounding in which everything belongs to the owner.
   Surrounding& Owned(const char* name, Answer answer, mode_t folders, mode_t files,
                      const Step& begin) {
     Surrounding& row = (*this)(name, answer, begin);
@@ -386,7 +386,7 @@ void PrintTo(const Surrounding& surrounding, std::ostream* out) {
 class SurroundingsTest : public ::testing::TestWithParam<Surrounding> {};
 
 TEST_P(SurroundingsTest, TheAnswerAgreesWithTheFiles) {
-  // Nothing is slow to flush there.
+  // Flushes are fast in memory.
   const ScopedVariable temporary("TMPDIR", access("/dev/shm", W_OK) == 0 ? "/dev/shm" : "/tmp");
   const ScopedEnvironment environment;
   const CommandResult run = RunChild([&] { return RunAll(GetParam(), environment.folder()); });

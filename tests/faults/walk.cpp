@@ -11,10 +11,10 @@
 #include "tests/faults/crash_states.h"
 #include "tests/support/file_trees.h"
 
-// Null without a leak checker.
+// Null if the program has no leak checker.
 extern "C" int __lsan_do_recoverable_leak_check() __attribute__((weak));
 
-// The address sanitizer's own choice is dear for a program that forks this often.
+// The address sanitizer's defaults are too slow for a program that forks this often.
 extern "C" const char* __asan_default_options() {
   return "quarantine_size_mb=1:malloc_context_size=3";
 }
@@ -24,8 +24,8 @@ namespace orvik::test {
 namespace {
 
 constexpr int kMostPoints = 5000;
-// Allocations are many: past the first ones not every one fails. With ORVIK_FAULTS_ALL set every
-// point of every operation is walked.
+// There are many allocations, so after the first ones only some fail. With ORVIK_FAULTS_ALL set,
+// every point of every operation is walked.
 constexpr int kEveryAllocation = 150;
 constexpr int kStride = 11;
 
@@ -60,16 +60,16 @@ void SetStage(const std::string& folder) {
   }
 }
 
-// What a process leaves to its successor.
+// The state that a process leaves for the next one.
 struct WalkState {
   int point;
-  int struck;  // points in all
+  int struck;  // all points that were struck
   int deaths;  // of processes at this point
   bool running;
   bool finished;
 };
 
-// What is the same on every stage and at every time.
+// The part of the content that is the same on every stage and at every time.
 std::string Lasting(const std::string& path, std::string content) {
   if (path.ends_with(".trashinfo")) content.resize(std::min(content.size(), content.find("\nDel")));
   for (std::size_t at; (at = content.find(stage)) != std::string::npos;) {
@@ -78,8 +78,8 @@ std::string Lasting(const std::string& path, std::string content) {
   return content;
 }
 
-// The record of the shared lock and the file of a folder's lock are left out: the next one to take
-// them shows whether they were sound.
+// Leaves out the record of the shared lock and the lock file of a folder: the next process that
+// takes these locks shows whether they are sound.
 Snapshot Take() {
   Snapshot snapshot;
   for (const auto& entry : fs::recursive_directory_iterator(stage)) {
@@ -97,14 +97,15 @@ std::size_t OpenDescriptors() {
   return NamesIn("/proc/self/fd").size();
 }
 
-// One fault's walk, as a child process carries it on.
+// The walk through one fault, in a child process.
 class Walker {
  public:
   Walker(const Operation& operation, FaultName fault, const std::string& folder,
          WalkState& progress)
       : operation_(operation), fault_(fault), folder_(folder), progress_(progress) {}
 
-  // The files before and after the operation; also warms up what is made once in a process.
+  // Records the files before and after the operation. Also initialises everything that a process
+  // makes only once.
   void Learn() {
     Prepare(0);
     old_ = Take();
@@ -194,8 +195,8 @@ class Walker {
     fs::remove_all(stage);
   }
 
-  // Every state that a loss of power can leave is built and found by a process that the operation's
-  // own has not lived to see.
+  // Builds every state that a power failure can leave. A new process, not that of the operation,
+  // then finds each state.
   void WalkStates() {
     const std::string list = folder_ + "/states";
     InProcesses(1, [&](int) { return RecordStates(list), 0; });
@@ -217,7 +218,7 @@ class Walker {
   }
 
   // Builds the states in folders of their own. The list has the folder, the moment, and whether the
-  // operation had reported success by then.
+  // operation had already reported success.
   void RecordStates(const std::string& list) {
     Prepare(1);
     CallRecorder recorder(stage);
@@ -239,7 +240,7 @@ class Walker {
   void AfterDeath() {
     call_ = "death";
     SetStage(StageOf(progress_.point));
-    // What one death leaves, another must not add to: at every third place.
+    // A second death must not add to the leftovers of the first: tested at every third point.
     const bool again = progress_.deaths == 1 && progress_.point % 3 == 0;
     if (again && fault_.fault == Fault::kKill) RunToEnd();
     Recover(StateOf(Take(), true));
@@ -256,10 +257,10 @@ class Walker {
     const Call call = outcome.report.call;
     const State state = StateOf(Take(), call == Call::kRemove || outcome.threw);
     if (outcome.threw || old_ == new_) return state;
-    // Of attributes what cannot be had is left out.
+    // Attributes that cannot be set are left out.
     const bool is_new = state.all_new || call == Call::kAttribute;
     if (outcome.reported == Reported::kDone && !is_new) Find("reports success with the old files");
-    // A removal that cannot list a folder to its end does not know that nothing is left in it.
+    // A removal that cannot list a folder to its end does not know that the folder is empty.
     const bool late = call == Call::kFlush || call == Call::kClose || call == Call::kRemove ||
                       call == Call::kList || call == Call::kAnswer;
     if (outcome.reported == Reported::kFailed && state.all_new && !late) {
@@ -272,8 +273,8 @@ class Walker {
     if (!operation_.repeats && !state.all_old) return;
     const Outcome outcome = RunWithFault(0);
     if (outcome.reported == Reported::kFailed && state.all_old) Find("fails the next time");
-    // Where nothing needs to be written again, what a loss of power left stays until something
-    // does.
+    // If nothing needs to be written again, the leftovers of a power failure stay until the next
+    // write.
     const bool may_leave = fault_.fault == Fault::kPowerLoss && state.all_new;
     if (!StateOf(Take(), may_leave).all_new) Find("does not give the new files the next time");
   }
@@ -344,7 +345,7 @@ class Walker {
   const char* call_ = "";
 };
 
-// The findings of a walk, each once with the points that show it.
+// The findings of a walk, each listed once with the points at which it occurs.
 std::string Findings(const std::string& file) {
   std::map<std::string, std::string> points;
   std::ifstream lines(file);
@@ -363,7 +364,7 @@ int WalkFault(const Operation& operation, FaultName fault, const std::string& fo
   walker.Learn();
   while (!progress.finished) {
     const int status = InProcesses(1, [&](int) {
-      // The end by an exception that nobody catches is loud.
+      // An uncaught exception ends the process with much output.
       const bool is_loud = fault.fault == Fault::kNoMemory;
       if (is_loud) static_cast<void>(freopen("/dev/null", "w", stderr));
       return walker.WalkOn(), 0;

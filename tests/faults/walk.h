@@ -1,9 +1,9 @@
-// Walks an operation through every fault that can hit it (docs/reliability.md has the rules).
+// Walks an operation through every fault that can affect it (docs/reliability.md has the rules).
 //
-// For each fault, n goes from 1 until the operation ends without meeting an n-th call: on a fresh
-// stage the n-th call fails, or the process is killed there, or the operation is stopped. An
-// operation that promises more than that its files are whole is also walked through every state
-// that a loss of power can leave (crash_states.h); of its end only the new files are right.
+// For each fault, n goes from 1 until the operation ends before an n-th call. On a new stage the
+// n-th call fails, the process is killed there, or the operation is stopped. An operation that
+// promises more than whole files is also walked through every state that a power failure can leave
+// (crash_states.h); at its end only the new files are correct.
 #pragma once
 
 #include "files/progress.h"
@@ -17,11 +17,12 @@ enum class Reported { kDone, kFailed, kNothing };
 // Paths below the stage (root/, home/ and tmp/) with the mode and content of each.
 using Snapshot = std::map<std::string, std::string>;
 
-// Where an operation changes several files: whether each is old or new by itself, or all together.
+// When an operation changes several files: whether each file may be old or new by itself (never,
+// only when the process is killed, or always).
 enum class Steps { kNone, kWhenKilled, kAlways };
 
-// Whether an operation is walked through the states after a loss of power: all files are old or new
-// then; or what it reports as done is on disk, too.
+// What holds after a power failure. kNo: not walked. kWhole: all files are old or new. kDone: also,
+// everything that the operation has reported as done is on disk.
 enum class Durable { kNo, kWhole, kDone };
 
 struct Operation {
@@ -30,21 +31,22 @@ struct Operation {
   std::function<Reported()> run;
 
   Steps steps = Steps::kNone;
-  // Patterns of files that stay when the process is killed, or a removal fails, until the next run.
+  // Patterns of files that stay until the next run when the process is killed or a removal fails.
   std::vector<std::string> leftovers = {"*/.*.orvik-*"};
-  // Other sound states of a file (null: it is missing), reported in their own way.
+  // Accepts other sound states of a file (null: missing) that an operation reports in its own way.
   std::function<bool(const std::string& path, const std::string* content)> also = {};
-  // What is wrong with the files as a whole; "" for nothing.
+  // Describes what is wrong with the files as a whole; "" for nothing.
   std::function<std::string(const Snapshot& files)> fault = {};
   Volume volume = Volume::kUsual;
-  // Carried out again it gives the new files from wherever it was stopped, not only from the old.
+  // A second run gives the new files from any state in which the first was stopped, not only from
+  // the old files.
   bool repeats = true;
-  int stride = 1;  // of a long operation not every point is walked
+  int stride = 1;  // walks only every n-th point of a long operation
   Durable durable = Durable::kNo;
-  bool only_stops = false;  // too long to be walked through the other faults
+  bool only_stops = false;  // too slow to be walked through the other faults
 };
 
-// Operations, each put in by a call that leaves everything else as it usually is.
+// Operations. Each call adds one, with the usual values for all other members.
 struct OperationTable : std::vector<Operation> {
   Operation& operator()(std::string name, std::function<void()> prepare,
                         std::function<Reported()> run) {
@@ -57,22 +59,22 @@ inline void PrintTo(const Operation& operation, std::ostream* out) {
   *out << operation.name;
 }
 
-// Where the present point's files lie.
+// The folder of the files at the present point, and paths in it.
 const std::string& Stage();
 std::string InRoot(const std::string& path);
 std::string InHome(const std::string& path);
 std::string InTemp(const std::string& path);
 
-// What an operation that can be stopped passes on; null unless it is to be stopped.
+// The progress for an operation that can be stopped; null unless the walk stops it.
 Progress* TheProgress();
 
-// For operations whose result is no file: says that it is wrong.
+// Reports that the result of an operation is wrong, for results that are not files.
 void ReportFault(const std::string& text);
 
-// The walk, with every finding a test failure. Prints how many points there were.
+// Walks the operation. Every finding is a test failure. Prints the number of points.
 void Walk(const Operation& operation);
 
-// Each file of operations instantiates it with its table.
+// Each file with operations instantiates it with its table.
 class FaultsTest : public ::testing::TestWithParam<Operation> {};
 
 }  // namespace orvik::test
