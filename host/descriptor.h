@@ -107,7 +107,7 @@ struct FileIdentity {
   std::uint64_t inode = 0;
   std::int64_t size = 0;      // bytes
   std::int64_t modified = 0;  // nanoseconds since 1970
-  std::int64_t changed = 0;   // of the inode, likewise
+  std::int64_t changed = 0;   // the last change of the inode, in nanoseconds since 1970
 
   bool operator==(const FileIdentity&) const = default;
 };

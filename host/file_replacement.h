@@ -11,7 +11,7 @@
 // replaces a file with several names where another user could have made them. A reader of a target
 // that is written in place may see a part, and a crash may leave a part; a full disk is detected
 // before the old content is touched, if the volume can reserve room. A new file has mode 0666 less
-// the umask.
+// the umask and belongs to the caller, also in another user's folder.
 //
 // Nothing is flushed to disk. Functions that return an int return 0 or an errno.
 #pragma once

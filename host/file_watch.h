@@ -38,7 +38,7 @@ class FileWatch {
   bool Wait(int timeout_ms);
 
  private:
-  // An entry whose appearance, change or removal concerns the file.
+  // An entry that concerns the file when it appears, changes or vanishes.
   struct Place {
     std::string folder;
     std::string name;

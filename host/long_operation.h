@@ -22,7 +22,7 @@ enum class Side { kSource, kTarget };
 struct TreeFailure {
   std::string path;           // of the source, from the top of the tree; "" is the top itself
   int error;                  // an errno
-  Side side = Side::kSource;  // where the error is
+  Side side = Side::kSource;  // the side on which the error occurred
 };
 
 struct TreeOutcome {

@@ -20,10 +20,10 @@ class HardLinks {
   explicit HardLinks(int top) : top_(top) {}
 
   // Hard-links `name`, which must not exist, to the copy already made of this inode. False when
-  // there is no such copy or the link fails; then the file is to be copied.
+  // there is no such copy or the link fails; then copy the file.
   bool Link(const struct stat& source, int folder, const char* name);
 
-  // Notes a copy. `path` is its path from the top.
+  // Records a copy. `path` is its path from the top.
   void Note(const struct stat& source, std::string path, int folder, const char* name);
 
  private:
@@ -34,7 +34,7 @@ class HardLinks {
     nlink_t names_left;
   };
   int top_;
-  std::map<std::pair<dev_t, ino_t>, Copy> copies_;  // by the source
+  std::map<std::pair<dev_t, ino_t>, Copy> copies_;  // by device and inode of the source
 };
 
 // Moving files and folders.

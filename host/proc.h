@@ -38,7 +38,7 @@ std::optional<std::uint64_t> StartTimeIn(std::string_view stat);
 // The value of the line "key:<tab>value" of a /proc/<pid>/status; "" when the line is missing.
 std::string_view StatusFieldIn(std::string_view status, std::string_view key);
 
-// When processes were started.
+// The start times of processes.
 
 // In clock ticks since boot. Nothing when the process does not exist, is a zombie, or without
 // /proc.

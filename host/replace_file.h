@@ -66,7 +66,7 @@ enum class Flush {
 struct ReplaceResult {
   int error = 0;
   bool wrote = false;     // false also when the file already had the content
-  FileIdentity identity;  // of the file afterwards, on success
+  FileIdentity identity;  // of the new file, after success
   std::string obstacle;   // the path of a link or of another user's file that was refused
 };
 
@@ -75,12 +75,12 @@ enum class ReadOnly {
   kReplace,  // replaces a read-only file of the caller, which stays read-only
 };
 
-// The treatment of a file that exists.
+// What to do with an existing file.
 enum class Present {
   kReplace,    // a new file takes the name
   kRefuse,     // EEXIST
-  kWriteInto,  // it is emptied and written: it keeps all of its properties and hard links, and may
-               // hold a part after a failure; only if it may be written into (trust.h)
+  kWriteInto,  // truncated and written: keeps all of its properties and hard links, and may have
+               // only a part after a failure; only if MayWriteInto (trust.h) allows it
 };
 
 struct ReplaceOptions {
@@ -94,11 +94,10 @@ struct ReplaceOptions {
 //
 //   front                        flush  read-only  present              stays of the old file
 //   preference files, exports,   disk   refused    replaced             mode, owner, attributes
-//     URLs, NSData "atomically"
+//     NSData
 //   configuration store          disk   replaced   replaced             mode, owner, attributes
 //   SupersedeFile (damaged)      disk   replaced   replaced             nothing
-//   NSData otherwise             none   refused    written into         everything, hard links too
-//   shortcuts                    none   -          refused (EEXIST)     -
+//   shortcuts, new exports       none   -          refused (EEXIST)     -
 //   the sizes of a trash         none   refused    replaced             mode, owner, attributes
 //   WriteWholeFile, streams,     none   refused    replaced, or         as in this column
 //     Base64                                       written into (*)

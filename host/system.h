@@ -10,7 +10,7 @@
 namespace [[gnu::visibility("default")]] orvik {
 namespace host {
 
-// Where the system volume and the user's home lie on this machine.
+// The paths of the system volume and of the user's home.
 //
 // Paths are bytes and end without "/", unless said otherwise.
 

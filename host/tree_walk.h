@@ -142,7 +142,7 @@ class TreeWalk {
 struct TreeSize {
   std::uint64_t folders = 0;
   std::uint64_t others = 0;  // files, links, special files
-  std::uint64_t bytes = 0;   // the sizes of the regular files, each name by itself
+  std::uint64_t bytes = 0;   // the sizes of the regular files; each hard link counts
   std::uint64_t allocated =
       0;  // bytes on the volume, as du(1) counts: a file of several names once
 };

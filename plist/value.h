@@ -63,7 +63,7 @@ struct Integer {
   bool operator==(const Integer&) const = default;
 };
 
-// Shared bytes of a data value or of a file.
+// The shared bytes of a data value or of a file.
 using Bytes = std::shared_ptr<const std::string>;
 
 // A point in time of the system's clock.

@@ -13,7 +13,7 @@ constexpr std::size_t kCharacters = 32;
 constexpr std::size_t kBytes = 24;
 constexpr std::size_t kGroups = 8;
 
-// The same 16 bytes in both halves.
+// A table with the same 16 bytes in both halves.
 template <typename... Bytes>
 ORVIK_AVX2 __m256i Table(Bytes... bytes) {
   return _mm256_broadcastsi128_si256(_mm_setr_epi8(static_cast<char>(bytes)...));

@@ -9,10 +9,10 @@ namespace [[gnu::visibility("default")]] orvik {
 
 // Case mapping and case folding of plain text (The Unicode Standard, 3.13).
 //
-// A mapping may change the length. Unpaired surrogates stay as they are. Nothing here fails: text
-// that is too long for the mapping (2^30 units) comes back unchanged.
+// A mapping may change the length. Unpaired surrogates stay as they are. Text that is too long for
+// the mapping (2^30 units) comes back unchanged.
 
-// By the rules of a locale ("tr_TR", "" for the root).
+// Maps by the rules of a locale ("tr_TR", "" for the root).
 std::u16string ToUpper(std::u16string_view text, const char* locale);
 std::u16string ToLower(std::u16string_view text, const char* locale);
 
@@ -27,7 +27,7 @@ constexpr char16_t LowerAscii(char16_t unit) {
   return unit >= u'A' && unit <= u'Z' ? static_cast<char16_t>(unit + 32) : unit;
 }
 
-// -1, 0 or 1 by the code units of the folded texts, the same in every locale.
+// -1, 0 or 1 by the code units of the folded texts; the result is the same in every locale.
 int CompareFolded(std::u16string_view a, std::u16string_view b);
 
 // Composed and decomposed spelling of text (Unicode normalisation, UAX #15).
@@ -39,8 +39,8 @@ std::u16string Composed(std::u16string_view text);
 // The spellings of a text: sequences of Unicode characters that mean the same (canonical
 // equivalence, Unicode standard annex 15), such as "é" as one character or as "e" and an accent.
 //
-// An unpaired surrogate counts as a character with one spelling. Too little memory throws
-// std::bad_alloc; nothing else fails.
+// An unpaired surrogate counts as a character with one spelling. When memory runs out, the
+// functions throw std::bad_alloc; they have no other failure.
 
 // Whether every other text differs from this one in meaning, too. Also true of ASCII text, although
 // the Kelvin sign, for instance, is equivalent to the letter K.

@@ -44,7 +44,7 @@ constexpr std::pair<CodePage, const char*> kOtherPages[] = {{20866, "KOI8-R"},
                                                             {54936, "gb18030"},
                                                             {65000, "UTF-7"}};
 
-// Empty for a page that is not known.
+// Empty for an unknown page.
 std::string ConverterName(CodePage page) {
   if (std::ranges::binary_search(kWindowsPages, page)) return "windows-" + std::to_string(page);
   if (std::ranges::binary_search(kIbmPages, page)) {
@@ -95,7 +95,7 @@ class SingleByteTable {
 
   std::array<char16_t, 256> units_;
   std::array<short, 256> bytes_of_low_;  // of the units below U+0100
-  std::vector<Entry> bytes_of_high_;     // of the others, by unit
+  std::vector<Entry> bytes_of_high_;     // of the other units, sorted by unit
   bool starts_with_ascii_ = true;
 };
 

@@ -1,5 +1,5 @@
-// The Windows code pages that are not a Unicode form: pages of single bytes as tables, and the
-// others by the Unicode library's converters.
+// The Windows code pages other than the Unicode forms: tables for pages of single bytes, converters
+// of the Unicode library for all others.
 #pragma once
 
 #include <optional>

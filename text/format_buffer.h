@@ -30,7 +30,7 @@ class FormatBuffer {
   // Each of these appends all of its text or nothing. False when the result would have more than
   // kMaximumFormattedLength units. When memory runs out, they throw std::bad_alloc.
   bool Append(std::u16string_view units);
-  // The unit `count` times.
+  // Appends the unit `count` times.
   bool Append(size_t count, char16_t unit);
   // Appends the bytes as ISO 8859-1: each byte becomes the unit of the same number.
   bool AppendLatin1(std::string_view bytes);
@@ -62,7 +62,7 @@ namespace orvik {
 
 // Cuts the argument to the width of its type. The conversion says whether it is signed.
 bool PutInteger(FormatBuffer& out, const FormatSpec& spec, std::intmax_t argument, FormatType type);
-// By "d", "u" or "x", without flags, width and precision.
+// Formats by "d", "u" or "x", without flags, width and precision.
 bool PutPlainInteger(FormatBuffer& out, std::uintmax_t magnitude, bool is_negative,
                      char16_t conversion);
 

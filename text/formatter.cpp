@@ -16,7 +16,7 @@ namespace {
 // The limit of positions in a list of C, which bounds the list of types that a format can ask for.
 constexpr int kMaximumPositions = 4096;
 
-// Arguments with their types, in any order.
+// Arguments with their types, which may be read in any order.
 class TypedArguments {
  public:
   explicit TypedArguments(std::span<const FormatArgument> arguments) : arguments_(arguments) {}

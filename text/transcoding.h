@@ -42,7 +42,7 @@ bool IsValidUtf8(std::string_view bytes);
 // well-formed character gives U+FFFD.
 char32_t NextCharacter(std::string_view bytes, size_t& position);
 
-// The length of the leading run of bytes, or units, below 0x80.
+// The number of bytes, or units, below 0x80 at the start.
 size_t AsciiPrefix(std::string_view bytes);
 size_t AsciiPrefix(std::u16string_view units);
 inline bool IsAscii(std::string_view bytes) {
@@ -51,7 +51,7 @@ inline bool IsAscii(std::string_view bytes) {
 inline bool IsAscii(std::u16string_view units) {
   return AsciiPrefix(units) == units.size();
 }
-// All units or-ed together: below 0x80 for ASCII, below 0x100 for Latin-1.
+// The bitwise or of all units: below 0x80 for ASCII, below 0x100 for Latin-1.
 char16_t OrOfUnits(std::u16string_view units);
 
 // Converts each of the `n` bytes to the unit of the same value. `source` and `target` must not

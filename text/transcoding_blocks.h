@@ -15,7 +15,7 @@ namespace orvik {
 // where it says so. Addresses need not be aligned; the source and the target must not overlap.
 inline constexpr size_t kBlock = 16;
 
-// Units or-ed together, eight at a time.
+// The number of units that UnitsOr adds at once.
 inline constexpr size_t kOrBlock = 8;
 
 #if defined(__SSE2__)
@@ -28,7 +28,7 @@ inline void Store(void* place, __m128i value) {
   _mm_storeu_si128(static_cast<__m128i*>(place), value);
 }
 
-// One bit for each of two times eight 16-bit comparisons.
+// One bit for each of sixteen 16-bit comparisons, eight in each vector.
 inline unsigned BitsOf(__m128i first, __m128i second) {
   return static_cast<unsigned>(_mm_movemask_epi8(_mm_packs_epi16(first, second)));
 }

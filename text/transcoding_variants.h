@@ -18,8 +18,8 @@ TranscodingStop DecodePlain(const char*& source, const char* source_end, char16_
 TranscodingStop EncodePlain(const char16_t*& source, const char16_t* source_end, char*& target,
                             char* target_end);
 
-// Utf8Length, in which an unpaired surrogate counts as one byte, and Utf16Length, which is -1 for
-// malformed bytes.
+// As Utf8Length (an unpaired surrogate counts as one byte) and Utf16Length (-1 for malformed
+// bytes).
 size_t MeasurePlain(const char16_t* source, const char16_t* source_end);
 std::ptrdiff_t CountPlain(const char* source, const char* source_end);
 
@@ -53,7 +53,7 @@ size_t MeasureAvx512(const char16_t*& source, const char16_t* source_end);
 
 #else
 
-// Other processors have the plain loops alone.
+// Builds for other processors have only the plain loops.
 constexpr bool HasAvx2() {
   return false;
 }

@@ -67,7 +67,7 @@ class LateFunction<Result(Parameters...)> {
   const char* name_;
 };
 
-// The headers of ICU give each function the suffix of their version: the names below are macros.
+// ICU's headers define the functions as macros that add the version to each name.
 #define ORVIK_TEXT_OF_EXPANDED(name) #name
 #define ORVIK_TEXT_OF(name) ORVIK_TEXT_OF_EXPANDED(name)
 #define ORVIK_LATE(library, function)                                         \

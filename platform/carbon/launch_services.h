@@ -1,4 +1,4 @@
-// Which items are programs.
+// Finds out which items are programs.
 //
 // Functions return a status: 0, or one of errno_status.h.
 #pragma once
