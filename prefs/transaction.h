@@ -95,6 +95,7 @@ class Transaction {
   // does not hold ends the transaction with kConditionNotMet, or with the error that is given.
   // Values are equal as plist/value.h says: the integer 1 is not the real 1.0.
   void RequireEqual(const KeyPath& key_path, CAtlString name, plist::Value expected);
+  // Neither a value nor a key has the name, and it can be set: the path leads through no value.
   void RequireAbsent(const KeyPath& key_path, CAtlString name);
   // No key has the name: a change by this name loses nothing below it. kIsAKey.
   void RequireNotKey(const KeyPath& key_path, CAtlString name);
