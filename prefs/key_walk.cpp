@@ -4,6 +4,7 @@
 #include <cmath>
 #include <cstdint>
 #include <limits>
+#include <utility>
 
 #include "platform/core_foundation/collections.h"
 #include "platform/core_foundation/string.h"
@@ -15,12 +16,19 @@ namespace orvik {
 
 namespace {
 
+// The value of the first `count` components is not a dictionary.
+PrefValue NotAKey(const KeyPath& path, int count) {
+  std::string way;
+  for (int i = 1; i <= count; ++i) AddToWay(way, path.name(i));
+  return {{.error = PrefError::kNotAKey, .path = std::move(way)}, {}};
+}
+
 // Follows the components of the path from `first` on.
 PrefValue FindBelow(const plist::Value* dictionary, const KeyPath& path, int first) {
   for (int i = first; i <= path.count(); ++i) {
     dictionary = dictionary->Find(path.name(i));
     if (dictionary == nullptr) return {{PrefError::kNotFound}, {}};
-    if (!dictionary->is_dictionary()) return {{PrefError::kNotAKey}, {}};
+    if (!dictionary->is_dictionary()) return NotAKey(path, i);
   }
   return {{}, *dictionary};
 }
@@ -89,7 +97,7 @@ PrefValue FindValue(const plist::Value& root, const KeyPath& path, const CAtlStr
 PrefValue FindKeyIn(DomainStore& store, const KeyPath& path) {
   const plist::Value entry = store.Entry(path.name(1));
   if (!entry) return {{PrefError::kNotFound}, {}};
-  return entry.is_dictionary() ? FindBelow(&entry, path, 2) : PrefValue{{PrefError::kNotAKey}, {}};
+  return entry.is_dictionary() ? FindBelow(&entry, path, 2) : NotAKey(path, 1);
 }
 
 PrefValue FindValueIn(DomainStore& store, const KeyPath& path, const CAtlString& name) {

@@ -41,8 +41,8 @@ struct [[nodiscard("it alone says whether the change is on disk")]] PrefStatus {
   // The status of the failing call (kUnreadable and the reasons of a failed save), else 0.
   OSStatus system_status = 0;
   // Where it happened, if that is another path than the file's (UTF-8 as a rule); else "". Of
-  // kNotSerializable the keys and indices that lead to the value, with "/" between them; of kIsAKey
-  // and kIsAValue the keys that lead to what is in the way.
+  // kNotSerializable the keys and indices that lead to the value, with "/" between them; of
+  // kIsAKey, kIsAValue and kNotAKey the keys that lead to what is in the way.
   std::string path = {};
   // Of a transaction: its change or condition that failed, counted from 0 in the order of the calls
   // that added them; -1 when none of them did.
