@@ -103,6 +103,11 @@ PrefStatus MergeEntries(FileDomainStore& store, const KeyPath& path, const plist
   return PrefStatus::Ok();
 }
 
+// A domain without a file holds no entries: an empty domain needs none to be made.
+bool IsNothingForDomain(const KeyPath& path, const plist::Value& entries) {
+  return path.empty() && entries.is_dictionary() && entries.count() == 0;
+}
+
 }  // namespace
 
 Transaction::Transaction(int scope, CAtlString domain)
@@ -158,6 +163,7 @@ void Transaction::MakeKey(const KeyPath& key_path) {
 }
 
 void Transaction::ReplaceKey(const KeyPath& key_path, plist::Value entries) {
+  if (IsNothingForDomain(key_path, entries)) return ClearKey(key_path);
   Change([=](FileDomainStore& store) { return PutKeyEntries(store, key_path, entries); });
 }
 
@@ -170,6 +176,9 @@ void Transaction::ClearKey(const KeyPath& key_path) {
 }
 
 void Transaction::Merge(const KeyPath& key_path, plist::Value entries, ReplaceKeys replace) {
+  if (IsNothingForDomain(key_path, entries)) {
+    return ChangePresent([](FileDomainStore&) { return PrefStatus::Ok(); });
+  }
   Change([=](FileDomainStore& store) { return MergeEntries(store, key_path, entries, replace); });
 }
 

@@ -74,7 +74,7 @@ class Transaction {
   // Makes a key, if it does not exist, with the keys above it.
   void MakeKey(const KeyPath& key_path);
   // The key then holds these entries, a dictionary, and no others; the whole domain for an empty
-  // path.
+  // path. No entries at all make no file for a domain that has none.
   void ReplaceKey(const KeyPath& key_path, plist::Value entries);
   void ReplaceDomain(plist::Value entries) { ReplaceKey(KeyPath(u""), std::move(entries)); }
   // Removes everything below a key, or from the domain for an empty path; the key stays. Nothing to

@@ -219,6 +219,14 @@ TEST_F(TransactionTest, WritesNothingThatIsThere) {
   }
 }
 
+TEST_F(TransactionTest, NoEntriesMakeNoFile) {
+  Transaction nothing(0, kDomain);
+  nothing.ReplaceDomain(Value::Dictionary());
+  nothing.Merge(u"", Value::Dictionary());
+  EXPECT_TRUE(nothing.Commit().ok());
+  EXPECT_FALSE(fs::exists(SharedFile().parent_path()));
+}
+
 TEST_F(TransactionTest, SetsIfEqualOrAbsent) {
   using enum PrefError;
   EXPECT_EQ(SetPreferenceIfEqual(0, u"K", u"n", 1, 2, kDomain).error, kConditionNotMet);
