@@ -43,9 +43,11 @@ DWORD WritePreferenceInt(int scope, CAtlString key_path, CAtlString name, int va
 //
 //   stored           as a string              as an int
 //   string           itself                   its leading integer, 0 without one
-//   integer number   its decimal digits       the number as 32 bits
-//   real number      with nine decimals       without its fraction
+//   integer number   that int in decimal      the nearest int
+//   real number      with nine decimals       the nearest int, without the fraction; 0 for nan
 //   anything else    not found                not found
+//
+// An integer beyond 32 bits reads as the largest or smallest int.
 CAtlString GetPreferenceString(int scope, CAtlString key_path, CAtlString name,
                                CAtlString default_value, unsigned long* error, CAtlString domain);
 int GetPreferenceInt(int scope, CAtlString key_path, CAtlString name, int default_value,
