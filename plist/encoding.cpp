@@ -10,6 +10,7 @@
 
 #include "plist/salvage.h"
 #include "text/characters.h"
+#include "text/shown_text.h"
 #include "text/transcoding.h"
 #include "text/unicode_library.h"
 
@@ -97,13 +98,19 @@ std::optional<Utf8Text> Converted(std::string_view bytes, const char* encoding) 
   return utf8;
 }
 
-std::optional<Utf8Text> Decode(std::string_view bytes) {
+// Null for bytes that begin with none; a byte-order mark of UTF-8 is taken off.
+const Signature* SignatureOf(std::string_view& bytes) {
   if (bytes.starts_with("\xEF\xBB\xBF")) bytes.remove_prefix(3);
-  for (const Signature& signature : kSignatures) {
-    if (bytes.starts_with(signature.bytes)) {
-      return Converted(bytes.substr(signature.is_mark ? signature.bytes.size() : 0),
-                       signature.encoding);
-    }
+  const auto* const found =
+      std::find_if(std::begin(kSignatures), std::end(kSignatures),
+                   [&](const Signature& each) { return bytes.starts_with(each.bytes); });
+  return found == std::end(kSignatures) ? nullptr : found;
+}
+
+std::optional<Utf8Text> Decode(std::string_view bytes) {
+  if (const Signature* const signature = SignatureOf(bytes)) {
+    return Converted(bytes.substr(signature->is_mark ? signature->bytes.size() : 0),
+                     signature->encoding);
   }
   // The declaration was readable, so the bytes are not UTF-16, even if the declaration says so.
   const std::string encoding = DeclaredEncoding(bytes);
@@ -120,13 +127,26 @@ std::optional<Utf8Text> TextAsUtf8(std::string_view bytes) {
   return utf8;
 }
 
+std::string WhyNotText(std::string_view bytes) {
+  std::string reason = "The data is neither a binary property list nor text of a known encoding";
+  if (SignatureOf(bytes) != nullptr) return reason;
+  const std::string encoding = DeclaredEncoding(bytes);
+  if (!encoding.empty() && !NamesUnicode(encoding)) return reason;
+  for (size_t at = 0, next = 0; at < bytes.size(); at = next) {
+    const char32_t character = NextCharacter(bytes, next);
+    const bool is_malformed = character == U'\uFFFD' && next == at + 1;
+    if (character != 0 && !is_malformed) continue;
+    const TextPlace place = PlaceInText(bytes, at);
+    return reason + ": not UTF-8 text in line " + std::to_string(place.line) + ", column " +
+           std::to_string(place.column);
+  }
+  return reason;
+}
+
 // Converts unit by unit, because a converter would stop at the first damaged unit.
 std::string SalvagedText(std::string_view bytes) {
-  if (bytes.starts_with("\xEF\xBB\xBF")) bytes.remove_prefix(3);
-  const auto* signature =
-      std::find_if(std::begin(kSignatures), std::end(kSignatures),
-                   [&](const Signature& each) { return bytes.starts_with(each.bytes); });
-  if (signature == std::end(kSignatures)) return std::string(bytes);
+  const Signature* const signature = SignatureOf(bytes);
+  if (signature == nullptr) return std::string(bytes);
   if (signature->is_mark) bytes.remove_prefix(signature->bytes.size());
   const std::string_view encoding = signature->encoding;
   const size_t width = encoding.starts_with("UTF-32") ? 4 : 2;

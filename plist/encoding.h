@@ -8,6 +8,7 @@
 #pragma once
 
 #include <optional>
+#include <string>
 #include <string_view>
 
 #include "plist/value.h"
@@ -24,5 +25,8 @@ struct Utf8Text {
 // valid in their encoding, if the encoding is unknown, or if the text contains U+0000. UTF-8 is
 // checked but not copied; the result then refers to `bytes`.
 std::optional<Utf8Text> TextAsUtf8(std::string_view bytes);
+
+// Why TextAsUtf8 gives nothing for `bytes`, for a message; of UTF-8 with line and column.
+std::string WhyNotText(std::string_view bytes);
 
 }  // namespace orvik::plist

@@ -42,7 +42,7 @@ Reading Read(const Bytes& bytes) {
   }
   std::optional<Utf8Text> utf8 = TextAsUtf8(*bytes);
   if (!utf8) {
-    reading.error = "The data is neither a binary property list nor text of a known encoding";
+    reading.error = WhyNotText(*bytes);
     return reading;
   }
   if (!BeginsWithMarkup(utf8->text)) return ReadOldText(utf8->text);

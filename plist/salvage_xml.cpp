@@ -4,6 +4,7 @@
 #include <vector>
 
 #include "plist/damaged_markup.h"
+#include "plist/encoding.h"
 #include "plist/forms.h"
 #include "plist/salvage.h"
 
@@ -45,12 +46,15 @@ class Salvager {
     if (text.starts_with("<?xml")) {
       const std::size_t end = text.substr(0, 256).find("?>");
       declaration_ = text.substr(0, end == kNowhere ? 0 : end + 2);
+      is_encoding_unknown_ = !TextAsUtf8(declaration_);
+      if (is_encoding_unknown_) declaration_.clear();
     }
     has_blank_for_slash_ = HasBlankForSlash(text);
   }
 
   Value Run(Losses& losses) {
     losses_ = &losses;
+    if (is_encoding_unknown_) Lose("an unknown encoding, read as UTF-8", 0, 0);
     for (Token token = markup_.Next(); token.kind != Kind::kNone; token = markup_.Next()) {
       if (has_blank_for_slash_ && token.ends_in_blank && IsContainer(token.name)) {
         token.kind = Kind::kEmpty;
@@ -397,6 +401,7 @@ class Salvager {
   std::string_view text_;
   DamagedMarkup markup_;
   bool has_blank_for_slash_ = false;
+  bool is_encoding_unknown_ = false;
   std::string declaration_;
   std::vector<Open> open_;
   std::size_t dictionaries_ = 0;  // the number of open ones

@@ -150,6 +150,9 @@ TEST(PlistForms, RefuseWhatIsNoPropertyListAndSayWhere) {
             "The text is not a property list: unexpected character in line 2, column 8");
   EXPECT_EQ(Read("{ a = b;\n").error,
             "The text is not a property list: the text ends too early in line 2, column 1");
+  for (const std::string& bytes : {"{ a = b;\n \xE9; }"s, "{\n \xEF\xBF\xBD\0}"s}) {
+    EXPECT_NE(Read(bytes).error.find(": not UTF-8 text in line 2, column "), bytes.npos) << bytes;
+  }
   for (const std::string bytes : {"",
                                   "<",
                                   "<plist/>",

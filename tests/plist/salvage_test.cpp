@@ -57,6 +57,9 @@ TEST(PlistSalvage, TakesWhatIsCompleteOfEveryForm) {
       {"tags in comments", a + "<!-- <dict> --><string>1</string>", "{A=s:1}"},
       {"UTF-16, half a character",
        InUtf16(a + "<string>").append("\0\xDC", 2) + InUtf16("</string>" + b).substr(2), "{B=b:1}"},
+      {"an unknown encoding",
+       "<?xml version='1.0' encoding='x-9'?><plist><dict><key>\u00e9</key><true/>" + b,
+       "{B=b:1 \u00e9=b:1}"},
       {"binary, an object of no kind", kBinaryWithBadObject, "{A=s:1 C=b:1}"},
       {"old text", "{ A = { n = v; bad = <xy>; m = \"w\"; }; B = (1, \"\xFF\", 2); C = 3; }",
        "{A={m=s:w n=s:v} B=(s:1 s:2) C=s:3}"},
@@ -104,7 +107,7 @@ TEST(PlistSalvage, SavesWhatOneWrongByteLeaves) {
                "<date exact='3fd0000000000000'>2001-01-01T00:00:00Z</date>");
   const std::tuple<const char*, std::string, int, int> kCases[] = {
       {"XML with tabs", body, 15600, 776},
-      {"XML in one line", flat, 14379, 1109},
+      {"XML in one line", flat, 14395, 1107},
       {"old text",
        "{A = {l = (x, (y, {p = q;}), {}); n = \"v w\"; /* c */ data = <00 11>;}; // d\nB = {}; C = "
        "('1', \"\\U0031\"); E;}",
