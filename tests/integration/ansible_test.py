@@ -143,6 +143,7 @@ class AnsibleTest(ProgramTest):
             (dict(named, value="x" * 200000, domain=""), "is not a domain"),
             (dict(named, value=1, key=["K", 5]), "list of names"),
             (dict(named, value="1_000", type="integer"), "not of type integer"),
+            (dict(named, value="1e999", type="real"), "not of type real"),
             (dict(named, value="[NaN]", type="json"), "not of type json"),
             ({"key": "K", "tree": {}, "check_type": True}, "check_type needs a value"),
             ({"key": "", "name": "a", "value": {"b": 1}}, None),
@@ -160,7 +161,8 @@ class AnsibleTest(ProgramTest):
         append = {"key": ["a/b"], "name": "list", "append": ["x", {"y": 1}], "backup": True,
                   "timeout": 5}
         reading = ({"key": ["a/b"]}, {"key": ["a/b"], "name": "list"}, {"key": ["a/b", "when"]},
-                   {"key": ["a/b"], "name": "none"}, {"key": ["a/b"], "names": ["when", "none"]},
+                   {"key": "[\"a/b\"]"},  # a path, not a list of names
+                   {"key": ["a/b"], "name": "list[0]"}, {"key": ["a/b"], "names": ["when", "none"]},
                    {"entries": [{"key": ["a/b"], "name": "when", "state": "read"},
                                 {"key": "", "state": "read"}]})
         reading = [task if "entries" in task else dict(task, state="read") for task in reading]
@@ -168,13 +170,13 @@ class AnsibleTest(ProgramTest):
         results = self.play(append, append, *reading,
                             options=["--limit", "first"])["first"]
         self.assertFalse(any(result["failed"] for result in results), self.output)
-        self.assertEqual([result["changed"] for result in results], [True] + [False] * 7)
+        self.assertEqual([result["changed"] for result in results], [True] + [False] * 8)
         tree = dict(store["tree"], list=[1, "x", {"y": 1}])
         shown = [{name: value for name, value in result.items()
                   if name in ("found", "value", "tree", "read")} for result in results[2:]]
         self.assertEqual(shown, [
             {"found": True, "tree": tree}, {"found": True, "value": tree["list"]},
-            {"found": False, "tree": {}}, {"found": False},
+            {"found": False, "tree": {}}, {"found": False, "tree": {}}, {"found": False},
             {"found": False, "tree": {"when": KINDS["date"]}},
             {"found": True, "read": [{"found": True, "value": KINDS["date"]},
                                      {"found": True, "tree": {"a/b": tree}}]}])

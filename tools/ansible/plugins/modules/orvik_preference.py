@@ -243,10 +243,14 @@ def typed(value, kind):
     if kind == "string":
         return text
     if kind in ("integer", "real"):
-        # What Python takes besides (1_000, digits of other scripts) is not a number in the store.
+        # What Python takes besides (1_000, digits of other scripts, 1e999 as infinity) is not a
+        # number in the store.
         if not re.fullmatch("[-+.0-9a-zA-Z]+", text):
             raise ValueError(text)
-        return int(text) if kind == "integer" else float(text)
+        number = int(text) if kind == "integer" else float(text)
+        if kind == "real" and math.isinf(number) and "inf" not in text.lower():
+            raise ValueError(text)
+        return number
     if kind == "boolean":
         return basic.boolean(value)
     return {"$" + kind: text}
@@ -263,6 +267,14 @@ def written(value):
     if isinstance(value, dict):
         return {name: written(each) for name, each in value.items()}
     return [written(each) for each in value] if isinstance(value, list) else value
+
+
+def names_of(key):
+    """The names of a key path. A path is no list of names here, whatever it looks like."""
+    if isinstance(key, list):
+        return key
+    path = key.strip("/\\")
+    return re.split(r"[/\\]", path) if path else []
 
 
 def line(verb, *words):
@@ -354,11 +366,12 @@ class Store:
         return program.returncode, json.loads(basic.to_text(output)) if output else None
 
     def read(self, entry):
-        key = entry["key"] if isinstance(entry["key"], str) else json.dumps(entry["key"])
-        name, names = entry["name"], entry["names"]
+        key, name, names = names_of(entry["key"]), entry["name"], entry["names"]
         # The path of a value is not a key, and export finds no value; a date would pass for a tree.
-        words = ["export" if name is None else "get", "--format", "json", "--", key]
-        status, value = self.run(words + ([] if name is None else [name]), (0, 2))
+        # A name at the end of the path is this very name, not an element of an array.
+        words = ["export", "--format", "json"] if name is None else ["get", "--format", "json"]
+        path = key if name is None else key + [name]
+        status, value = self.run(words + ["--", json.dumps(path)], (0, 2))
         if name is not None:
             return dict(found=status == 0, **({"value": value} if status == 0 else {}))
         tree = value if status == 0 else {}
