@@ -36,7 +36,8 @@ TEST_F(OrvikPrefsTest, TellsFailuresApart) {
       {"get Software/Vendor/App/Path x", 2},
       {"get Software --show-scope --type", 1, "--type and --show-scope cannot be combined"},
       {"get " + std::string(120000, 'x') + " n", 2, "(120000 bytes): not found"},
-      {"set Software/Vendor/App/Path x y --if-absent", 3, "leads through a value"},
+      {"set Software/Vendor/App/Path x y --if-absent", 3,
+       "leads through a value, not a key: \"Software/Vendor/App/Path\""},
       {"set K n 12x --int", 1},
       {"set K n 1 --int --bool", 1},
       {"set Software Vendor v", 6},
@@ -50,6 +51,10 @@ TEST_F(OrvikPrefsTest, TellsFailuresApart) {
       {"rename Software/None Software/Other", 2, "key \"Software/None\": not found"},
       {"copy Software/Vendor/App Software/Vendor/App/Path/x", 3,
        "key \"Software/Vendor/App/Path/x\": "},
+      {"copy Software/Vendor/App Count Software/Vendor/App/Path/x y --replace", 3,
+       "\"y\" in key \"Software/Vendor/App/Path/x\": "},
+      {"rename Software/Vendor/App/Path x K n", 2, "\"x\" in key \"Software/Vendor/App/Path\": "},
+      {"delete Software/Vendor/App/Path x", 2, "leads through a value"},
       {"rename Software Software/Vendor/x", 1, "key \"Software/Vendor/x\", below itself"},
       {"--json set K n 1", 1, "after \"set\" to give VALUE as JSON"},
       {"help exprot", 1, "\"exprot\" is not a command; did you mean \"export\"?"},
@@ -287,6 +292,14 @@ TEST_F(OrvikPrefsTest, WorksAcrossStores) {
   EXPECT_EQ(Out("--scope 3 get K n --show-scope").substr(0, 2), "3\t");
   EXPECT_EQ(Out("--scope user get K n --show-scope"), user);
   EXPECT_EQ(Prefs("get K none --show-scope"), 2);
+  Out("export K --format json -o " + given_);
+  WriteFile(File(), "damaged{");
+  Fails("get K n --show-scope", 5, "\"n\" in key \"K\": the file is not a property list");
+  EXPECT_EQ(out_, user);
+  fs::remove(File());
+  Out("import " + given_ + " K");
+  Out("set K r --real -inf");
+  Out("set K r -inf --real --keep-type");
   Out("export K --format binary -o " + given_);
   EXPECT_EQ(ReadFile(given_).substr(0, 8), "bplist00");
   Out("diff --exit-code " + given_ + " K");
@@ -387,9 +400,11 @@ TEST_F(OrvikPrefsTest, EscapesWhatWouldActOnATerminal) {
   const std::string acting = "\x1b]0;x\a\x7f\u0085\u202e\u2066\u200f", key = acting + "k";
   Out("set " + key + " " + acting + " " + acting);
   EXPECT_EQ(Out("get " + key + " " + acting), acting + "\n");
-  for (const std::string command :
-       {"tree", "list", "get KEY NAME", "get KEY", "find x", "export", "--json tree", "-z list",
-        "export --format=json", "delete A NAME", "set KEY/NAME n v", "delete-key KEY"}) {
+  WriteFile(given_, "{ \"" + key + "\" = 5; }");
+  for (const std::string& command : std::vector<std::string>{
+           "import " + given_, "tree", "list", "get KEY NAME", "get KEY", "find x", "export",
+           "--json tree", "-z list", "export --format=json", "delete A NAME", "set KEY/NAME n v",
+           "delete-key KEY"}) {
     const std::string line = std::regex_replace(std::regex_replace(command, std::regex("KEY"), key),
                                                 std::regex("NAME"), acting);
     Prefs(line, true);
@@ -475,12 +490,16 @@ TEST_F(OrvikPrefsTest, ShowsAndFreesTheLock) {
 
   // A record of an untrusted user is named, and stays.
   const fs::path file = env_.home() / "Library/Preferences/com.orviktech.Registry.lock.plist";
+  Out("set K n v");
   fs::remove(file);
   fs::create_symlink("elsewhere", file);
   const std::string refused = ": the lock's file is not a regular lock file of a trusted user: \"" +
                               file.string() + "\"; move it away";
   Fails("lock", 5, refused);
-  for (const char* const line : {"lock --force", "set K n v"}) Fails(line, 3, refused);
+  for (const char* const line : {"lock --force", "set K n v", "delete K n", "reset K",
+                                 "delete-key K -r", "rename K n K m", "copy K L"}) {
+    Fails(line, 3, refused);
+  }
   EXPECT_TRUE(fs::is_symlink(file));
 }
 

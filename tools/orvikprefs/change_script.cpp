@@ -247,6 +247,12 @@ int FailScript(const Context& context, const PrefStatus& status, const std::stri
     case PrefError::kIsAKey:
     case PrefError::kIsAValue:
       return context.Fail(status, where, true, line.advice);
+    case PrefError::kNotAKey:
+      // A condition about a key does not hold for a value.
+      if (line.is_condition) {
+        return context.Fail(kConditionNotMet, where + ": " + ReasonOf(status));
+      }
+      [[fallthrough]];
     default:
       return context.Fail(status, where, true);
   }
@@ -281,7 +287,7 @@ bool ChangeScript::Read(std::string_view text, Transaction& transaction, TextErr
                     Line{number, std::string(text.substr(begin, end - begin)),
                          verb->may_replace ? "--replace-key before the KEY replaces it"
                                            : "delete-key removes a key",
-                         verb->condition});
+                         verb->condition, std::string_view(verb->name).starts_with("require")});
     }
     begin = end + 1;
   }

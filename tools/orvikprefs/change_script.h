@@ -45,6 +45,7 @@ class ChangeScript {
     std::string text;
     const char* advice;     // for a key or value that is in the way
     const char* condition;  // what is wrong when its condition does not hold
+    bool is_condition;      // it changes nothing
   };
   // `step` is one that Read added, from 0.
   const Line& LineOf(int step) const { return steps_[static_cast<std::size_t>(step)]; }

@@ -8,6 +8,7 @@
 #include <filesystem>
 #include <iterator>
 #include <ostream>
+#include <utility>
 
 #include "host/descriptor.h"
 #include "prefs/reporting.h"
@@ -77,6 +78,11 @@ std::string ScopeText(int scope) {
 
 }  // namespace
 
+std::string ReasonOf(PrefStatus status) {
+  const std::string path = std::exchange(status.path, {});
+  return Describe(status) + (path.empty() ? "" : ": " + Quoted(path));
+}
+
 Transaction Context::Change() const {
   Transaction change(scope, domain);
   change.WaitAtMost(lock_wait);
@@ -97,7 +103,7 @@ int Context::Fail(const PrefStatus& status, const std::string& what, bool writin
   const FailureRow& row = RowOf(status.error);
   ExitStatus exit = writing ? row.writing : row.reading;
   std::error_code unknown;
-  std::string text = what + ": " + Describe(status), hint = advice.empty() ? row.advice : advice;
+  std::string text = what + ": " + ReasonOf(status), hint = advice.empty() ? row.advice : advice;
   if (status.error == PrefError::kNotFound && !std::filesystem::exists(file, unknown) && !unknown) {
     hint = "the domain has no file yet";
   } else if (status.error == PrefError::kLockNotObtained) {
@@ -112,10 +118,14 @@ int Context::Fail(const PrefStatus& status, const std::string& what, bool writin
   return Fail(exit, text + ")");
 }
 
-int Context::End(const PrefStatus& status, const std::string& what, bool writing,
-                 const char* done) const {
+int Context::End(const PrefStatus& status, const std::string& what, const char* done) const {
   if (status.ok()) Confirm(done + what);
-  return Fail(status, what, writing);
+  return Fail(status, what, true);
+}
+
+int Context::EndRemoval(const PrefStatus& status, const std::string& what, const char* done) const {
+  if (status.error == PrefError::kNotAKey) return Fail(status, what, false);
+  return End(status, what, done);
 }
 
 int Context::FailFile(const std::string& file, int reason, bool writing) const {

@@ -54,6 +54,9 @@ inline constexpr StatusRow kStatuses[] = {
     {kNothingSaved, "repair: nothing of the file can be saved"},
 };
 
+// Describe (prefs/pref_status.h) with the path as Quoted gives it.
+std::string ReasonOf(PrefStatus status);
+
 // One run of the program. Commands take it as const and copy it to work with another store. The
 // streams belong to the caller and outlive it.
 struct Context {
@@ -91,8 +94,10 @@ struct Context {
   int Fail(const PrefStatus& status, const std::string& what, bool writing,
            const std::string& advice = "") const;
 
-  // Ends a change: fails as above, or confirms what is `done` ("deleted ") with `what`.
-  int End(const PrefStatus& status, const std::string& what, bool writing, const char* done) const;
+  // Ends a change: fails as above, or confirms what is `done` ("set ") with `what`. A removal does
+  // not find (kNotFound) what lies below a value.
+  int End(const PrefStatus& status, const std::string& what, const char* done) const;
+  int EndRemoval(const PrefStatus& status, const std::string& what, const char* done) const;
 
   // The failure of a file that is not a preference file, by its errno value `reason`: prints its
   // name and the reason. Returns kNotSaved for a file to write; for one to read kNotFound when it

@@ -82,9 +82,10 @@ std::size_t EditDistance(std::string_view one, std::string_view other) {
   return row.back();
 }
 
-// A word such as "-1" or "-.5" is a value, not a group of options.
+// A word such as "-1", "-.5" or "-inf" is a value, not a group of options.
 bool IsNumber(std::string_view word) {
-  return word.size() > 1 && ((word[1] >= '0' && word[1] <= '9') || word[1] == '.');
+  return word == "-inf" ||
+         (word.size() > 1 && ((word[1] >= '0' && word[1] <= '9') || word[1] == '.'));
 }
 
 // The same with the names of rows.

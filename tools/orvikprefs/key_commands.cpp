@@ -72,15 +72,18 @@ int CopyOrRename(const Context& context, const CommandLine& line, const char* do
     return context.Fail(kUsage, from->text + " cannot move to " + to->text + ", below itself");
   }
   Transaction transaction = context.Change();
-  if (keys) transaction.RequireKey(KeyAt(line));
+  transaction.RequireKey(keys ? KeyAt(line) : from->key);
   if (!line.Has("--replace")) RequireFree(transaction, *to);
   (transaction.*change)(from->key, from->name, to->key, to->name);
   const PrefStatus status = transaction.Commit();
   if (status.error == PrefError::kConditionNotMet) {
     return context.Fail(kConditionNotMet, to->text + " already exists; --replace replaces it");
   }
-  const bool at_target = status.error == PrefError::kNotAKey && status.step > 0;
-  if (!status.ok()) return context.Fail(status, at_target ? to->text : from->text, at_target);
+  // The first step looks for the old key; what a later one does not find is its entry.
+  const bool at_source = status.step == 0 || status.error == PrefError::kNotFound;
+  if (!status.ok()) {
+    return context.Fail(status, status.step > 0 && !at_source ? to->text : from->text, !at_source);
+  }
   context.Confirm(std::string(done) + " " + from->text + " to " + to->text);
   return kDone;
 }
@@ -106,14 +109,14 @@ int DeleteKey(const Context& context, const CommandLine& line) {
     return context.Fail(kUsage,
                         what + " is not empty; --recursive deletes it and everything below it");
   }
-  return context.End(status, what, false, "deleted ");
+  return context.EndRemoval(status, what, "deleted ");
 }
 
 int Reset(const Context& context, const CommandLine& line) {
   const std::string what = KeyText(KeyAt(line));
   Transaction transaction = context.Change();
   transaction.ClearKey(KeyAt(line));
-  return context.End(transaction.Commit(), what, false, "emptied ");
+  return context.EndRemoval(transaction.Commit(), what, "emptied ");
 }
 
 int Rename(const Context& context, const CommandLine& line) {

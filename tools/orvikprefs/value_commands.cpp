@@ -110,11 +110,12 @@ PrefValue FindValue(const Context& context, const CommandLine& line, bool& is_va
 }
 
 // Every scope that has the value, or the one that the line names: scope, file, type, value. A scope
-// whose file cannot be read ends the list with its failure: the value may be there.
+// whose file cannot be read is a failure, as the value may be there; the others are shown.
 int ShowScopes(const Context& given, const CommandLine& line) {
   JsonWriter rows;
   rows.BeginArray();
   std::size_t count = 0;
+  int failure = kDone;
   for (const ScopeName& scope : kScopeNames) {
     // The names come first, each but once.
     if (line.Has("--scope") ? scope.scope != given.scope || count > 0 : scope.name[0] <= '9') {
@@ -126,8 +127,11 @@ int ShowScopes(const Context& given, const CommandLine& line) {
     const PrefValue found = FindValue(context, line, is_value);
     const PrefError error = found.status.error;
     if (error == PrefError::kNotFound || error == PrefError::kNotAKey) continue;
-    if (!found.ok()) return context.Fail(found.status, KeyText(KeyAt(line)), false);
     ++count;
+    if (!found.ok()) {
+      failure = context.Fail(found.status, is_value ? Address(line) : KeyText(KeyAt(line)), false);
+      continue;
+    }
     const std::string file = PreferenceFilePath(context.scope, context.domain);
     if (context.json) {
       rows.BeginObject().Name("scope").Text(scope.name).Name("file").File(file);
@@ -138,7 +142,7 @@ int ShowScopes(const Context& given, const CommandLine& line) {
     }
   }
   if (given.json) *given.out << rows.EndArray().json() << '\n';
-  return count > 0 ? kDone : kNotFound;
+  return count > 0 ? failure : kNotFound;
 }
 
 std::string WithArticle(Type type) {
@@ -185,7 +189,7 @@ int ChangeElement(const Context& context, const CommandLine& line, const Element
     return is_array ? context.Fail({PrefError::kNotFound}, Address(line), false)
                     : context.Fail(kConditionNotMet, Address(line) + " is not an array");
   }
-  return context.End(status, Address(line), true, done);
+  return context.End(status, Address(line), done);
 }
 
 int SetElement(const Context& context, const CommandLine& line,
@@ -270,7 +274,7 @@ int Set(const Context& context, const CommandLine& line) {
     *context.error << "orvikprefs: " << address << " was " << WithArticle(old_type) << " and is "
                    << WithArticle(type) << " now\n";
   }
-  return context.End(status, address, true, "set ");
+  return context.End(status, address, "set ");
 }
 
 int Delete(const Context& context, const CommandLine& line) {
@@ -286,7 +290,7 @@ int Delete(const Context& context, const CommandLine& line) {
                                               " is a key; --recursive deletes it with all that "
                                               "lies below it");
   }
-  return context.End(status, Address(line), false, "deleted ");
+  return context.EndRemoval(status, Address(line), "deleted ");
 }
 
 }  // namespace orvik::prefstool

@@ -114,7 +114,7 @@ std::string Browser::Apply() {
   }
   if (is_cancelled) return "nothing is written: cancelled; the changes wait";
   if (status.error != PrefError::kLockNotObtained) {
-    return "nothing is written: " + Describe(status);
+    return "nothing is written: " + ReasonOf(status);
   }
   const std::string holder = model_->LockHolder();
   return "nothing is written: the lock was not free within " + whole +
@@ -124,7 +124,7 @@ std::string Browser::Apply() {
 std::string Browser::Repair() {
   const PrefRepair found =
       RepairDomain(model_->scope(), model_->domain(), lock_wait_, PrefRepairMode::kDryRun);
-  if (!found.status.ok()) return "cannot repair: " + Describe(found.status);
+  if (!found.status.ok()) return "cannot repair: " + ReasonOf(found.status);
   if (found.was_sound) return "the file is not damaged";
   std::vector<std::string> rows;
   for (const PrefLoss& loss : found.losses) {
@@ -145,7 +145,7 @@ std::string Browser::Repair() {
                       0, &key);
   if (!row || key != 'y') return "nothing is repaired";
   const PrefRepair done = RepairDomain(model_->scope(), model_->domain(), lock_wait_);
-  if (!done.status.ok()) return "cannot repair: " + Describe(done.status);
+  if (!done.status.ok()) return "cannot repair: " + ReasonOf(done.status);
   model_->Refresh();
   return "repaired; the damaged file is " + Quoted(done.kept_copy);
 }

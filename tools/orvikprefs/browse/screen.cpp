@@ -47,7 +47,7 @@ std::string FileState(const Model& model) {
     case PrefError::kRootNotDictionary:
       return "damaged: R repairs it";
     default:
-      return Describe(model.status());
+      return ReasonOf(model.status());
   }
 }
 
