@@ -68,11 +68,14 @@ PrefStatus LockStatus() {
 }
 
 // Why the file does not hold a value; null when it does. The writers answer the same for every
-// failure but a held lock, so a value that is missing is explained by what prevents a write now.
+// failure but a held lock, so a value that is missing, or another one, is explained by what
+// prevents a write now.
 const NSString* ReasonMissing(const InstallValue& value) {
   const PrefValue found = ReadPreference(kSharedScope, value.key_path, value.name, kDomain);
+  const auto wanted = std::visit([](const auto& kept) { return plist::Value(kept); }, value.value);
   PrefStatus status = found.status;
-  if (status.error == PrefError::kNotFound) {
+  if (status.ok() && found.value == wanted) return nullptr;
+  if (status.ok() || status.error == PrefError::kNotFound) {
     if (value.written == static_cast<long>(kPreferenceLockNotObtained)) {
       return NSString::stringWithUTF8String(LockReason().c_str());
     }
@@ -84,9 +87,8 @@ const NSString* ReasonMissing(const InstallValue& value) {
       status = lock;
     }
   }
-  if (!status.ok()) return NSString::stringWithUTF8String(Describe(status).c_str());
-  const auto wanted = std::visit([](const auto& kept) { return plist::Value(kept); }, value.value);
-  return found.value == wanted ? nullptr : CFSTR(u"another value is there");
+  if (status.ok()) return CFSTR(u"another value is there");
+  return NSString::stringWithUTF8String(Describe(status).c_str());
 }
 
 constexpr int kExitStatus = 1;

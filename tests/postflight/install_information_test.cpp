@@ -70,12 +70,18 @@ TEST_F(InstallInformationTest, FindsWhatCouldNotBeWritten) {
   fs::remove(file_);
   const fs::path lock = file_.parent_path() / ".orvik.lock";
   for (const fs::path& obstacle : {file_, lock}) {
+    // Another value is there because the new one could not be written.
+    if (obstacle == lock) {
+      WritePreferenceString(kSharedScope, u"Software/ORVIK Technologies/Glyphra", u"GlyphraPath",
+                            u"/old", kDomain);
+    }
     fs::remove(lock);
     fs::create_symlink(obstacle, obstacle);  // a loop
     EXPECT_FALSE(CheckRecorded(RecordInstallInformation(*arguments_)));
     const std::string log = Log();
     EXPECT_TRUE(Contains(log, "GlyphraPath") && Contains(log, obstacle.string())) << log;
     EXPECT_EQ(log.find("not found"), std::string::npos) << log;
+    EXPECT_EQ(log.find("another value"), std::string::npos) << log;
     fs::remove(obstacle);
   }
 }
