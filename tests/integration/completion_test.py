@@ -67,6 +67,7 @@ class CompletionTest(ProgramTest):
         self.prefs("set 'Software/My Vendor/$(touch x)' \"it's\" v")
         self.prefs("set 'Software/My Vendor' 'Top Value' v")
         self.prefs("--domain com.example set K n v")
+        self.prefs("--domain com.example set -- K -n v")
         cases = (
             (["--quiet", "de"], {"delete", "delete-key"}),
             (["get", "--de"], {"--default"}),
@@ -86,6 +87,8 @@ class CompletionTest(ProgramTest):
             (["find", "x", "--type", "da"], {"date", "data"}),
             (["copy", "--to-scope", "user", "--to-domain", ""], {"com.user"}),
             (["copy", "--to-scope=user", "--to-domain", "com.user", "K", "n", ""], {"Unique/"}),
+            (["--domain", "com.example", "get", "K", ""], {"n"}),
+            (["--domain", "com.example", "get", "--", "K", ""], {"n", "-n"}),
             (["where", ""], set()),
             (["get", "--", "--"], set()))
         for words, offered in cases:

@@ -128,10 +128,12 @@ int Complete(const Context& context, const CommandLine& line) {
   }
   Candidates candidates(word);
   bool files = false;
+  // A word with a dash at its start is an option here.
+  const bool dash_begins_option = option == nullptr && !given.options_ended();
   if (option != nullptr) {
     const bool is_of_target = std::string_view(option->name).starts_with("--to-");
     files = OfferWords(is_of_target ? target : store, option->word, given, candidates);
-  } else if (!given.options_ended() && last.starts_with('-')) {
+  } else if (dash_begins_option && last.starts_with('-')) {
     OfferOptions(given, candidates);
   } else if (given.command() == nullptr) {
     OfferWords(store, Word::kCommand, given, candidates);
@@ -140,7 +142,10 @@ int Complete(const Context& context, const CommandLine& line) {
     files = OfferWords(given.count() < 2 ? store : target, next->word, given, candidates);
   }
   context.Item(files ? "files" : "words");
-  for (const std::string& candidate : candidates.found()) context.Item(candidate);
+  for (const std::string& candidate : candidates.found()) {
+    const bool is_option = dash_begins_option && candidate.starts_with('-');
+    if (!is_option || last.starts_with('-')) context.Item(candidate);
+  }
   return kDone;
 }
 
