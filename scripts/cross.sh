@@ -13,7 +13,7 @@ case "$architecture" in
   i386) ;;
   arm64)
     # No program of that processor is started by another one.
-    left_out+=(BrowseTest BrowseScreensTest CompletionTest PostflightTest
+    left_out+=(BrowseTest CompletionTest PostflightTest
       OrvikPrefsTest.WatchesAFolder SharedLockTest.NeverTwoHolders)
     # The emulator shows the sysroot for "/", its own name for the program's, no seccomp filters and
     # no numbers of mounts.
