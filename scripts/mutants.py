@@ -294,7 +294,8 @@ class Bench:
             command[1:] = [str(COPY / "fuzz" / "corpus" / name.removesuffix("_fuzzer"))]
         home = COPY.parent / "home"
         home.mkdir(exist_ok=True)
-        environment = dict(os.environ, HOME=str(home), TMPDIR="/tmp")
+        # A mutant may allocate without end, too.
+        environment = dict(os.environ, HOME=str(home), TMPDIR="/tmp", ASAN_OPTIONS="hard_rss_limit_mb=4096")
         if os.geteuid() == 0 and self.user:
             shutil.chown(home, self.user)
             command = ["setpriv", "--reuid", self.user, "--regid", str(pwd.getpwnam(self.user).pw_gid), "--clear-groups", *command]
