@@ -50,6 +50,9 @@ TEST_F(NodeCopyTest, ReplacesFilesLinksAndEmptyFoldersOnly) {
   EXPECT_EQ(Copy("pipe", "new", {.special_files = true}), 0);
   EXPECT_EQ(ModeOf(top_ / "new"), 0640u);
   EXPECT_EQ(TreeText(top_), "full/ full/x=x link->some/text new| pipe| source=new target=new");
+  if (Copy("/dev/null", "device", {.special_files = true}) == 0) {  // only root may make one
+    EXPECT_EQ(StatOf(top_ / "device").st_rdev, StatOf("/dev/null").st_rdev);
+  }
 }
 
 TEST_F(NodeCopyTest, NothingIsCopiedOntoItself) {

@@ -131,6 +131,10 @@ TEST_F(OpenTrashTest, FoldersAreEnteredWithTheirSize) {
   const std::string text = ReadFile(sizes);
   EXPECT_TRUE(text.find("a%20b") == text.npos && text.find("unfinished") == text.npos);
   EXPECT_EQ(std::count(text.begin(), text.end(), '\n'), kFolders);
+  fs::resize_file(sizes, 17 << 20);  // more than is read
+  fs::create_directory(fs::path(files_) / "last");
+  keep("last");
+  EXPECT_TRUE(ReadFile(sizes).ends_with(" last\n") && fs::file_size(sizes) < 100);
 }
 
 TEST_F(OpenTrashTest, WhatAKilledProcessLeftKeepsItsNameForADay) {

@@ -158,16 +158,16 @@ TEST_F(TreeMergeTest, AMonitorIsToldOfEveryEntry) {
 
 TEST_F(TreeMergeTest, SizesCountAFileOfTwoNamesOnce) {
   const std::string large(100'000, 'x');
-  MakeTree(top_, {"s/a=" + large, "s/d/b=123", "s/d/link->a", "s/d/e/"});
+  MakeTree(top_, {"s/a=" + large, "s/d/b=123", "s/d/link->a", "s/d/e/", "s/f/g=4567"});
   fs::create_hard_link(top_ / "s/a", top_ / "s/d/second");
   const TreeSize size = SizeOfTree(OpenPath(At("s"), kOpenFolder), nullptr);
   EXPECT_EQ((std::vector{size.folders, size.others, size.bytes}),
-            (std::vector<std::uint64_t>{2, 4, 200'003}));
+            (std::vector<std::uint64_t>{3, 5, 200'007}));
   const auto own = [this](const char* name) {
     return static_cast<std::uint64_t>(StatOf(At(name)).st_blocks) * 512;
   };
-  EXPECT_EQ(size.allocated,
-            own("s/a") + own("s/d") + own("s/d/b") + own("s/d/link") + own("s/d/e"));
+  EXPECT_EQ(size.allocated, own("s/a") + own("s/d") + own("s/d/b") + own("s/d/link") +
+                                own("s/d/e") + own("s/f") + own("s/f/g"));
   EXPECT_EQ(DiskUsage(At("s")), size.allocated + own("s"));
   EXPECT_EQ(DiskUsage(At("s/a")), own("s/a"));
   EXPECT_EQ(DiskUsage(At("none")), 0u);
