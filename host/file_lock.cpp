@@ -196,7 +196,7 @@ struct FolderLock::Held {
   Held(dev_t its_device, ino_t its_inode) : device(its_device), inode(its_inode) {}
   ~Held() {
     // In a forked child, the lock belongs to the parent. A child that was forked while the lock was
-    // held has the file open, too, so closing it here would not unlock it.
+    // held has the file open, too, so closing it here would not unlock it; F_UNLCK does.
     if (process != getpid() || !files.file) return;
     // Processes that wait for the file then find that it has lost its name.
     if (folder && HasName(files.file.get(), folder.get(), kFolderLockName)) {

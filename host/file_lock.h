@@ -29,7 +29,8 @@ inline constexpr char kFolderLockName[] = ".orvik.lock";
 
 // The thread that holds a lock may take it again; the lock ends with the last of its objects. Use
 // and destroy an object on the thread that made it. Processes started by exec do not inherit locks.
-// A forked child does not hold the lock, but keeps it from others until it ends.
+// A forked child does not hold the lock, and does not delay its release. If the holder is killed,
+// however, the lock ends only when such a child has ended, too.
 class FolderLock {
  public:
   FolderLock() = default;

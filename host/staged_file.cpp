@@ -115,8 +115,8 @@ int RenameWithoutReplacing(int from, const char* from_name, int to, const char* 
 }
 
 std::string RandomDigits() {
-  // Gets several numbers at once. A forked child shares unused numbers with its parent; a name that
-  // is taken then is tried only once.
+  // Gets several numbers at once. A forked child starts with the same unused numbers as its parent;
+  // the callers skip names that are taken.
   constexpr std::size_t kNumbers = 8;
   thread_local std::uint64_t numbers[kNumbers];
   thread_local std::size_t left = 0;

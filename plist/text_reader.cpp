@@ -230,8 +230,8 @@ class TextReader {
   }
 
   // Whether a separator, a closing bracket or the end follows the leaf. Otherwise a quotation mark
-  // or a separator may be missing, and the leaf is not a value. If a blank comes first, the next
-  // text may be one.
+  // or a separator may be missing, and the leaf is not a value. If blanks follow it, reading
+  // continues with the text after them.
   bool EndsAsLeaf() {
     if (losses_ == nullptr || open_.empty()) return true;
     const size_t end = position_;

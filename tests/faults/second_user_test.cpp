@@ -371,7 +371,7 @@ void PrintTo(const Race& race, std::ostream* out) {
 
 class SecondUserRaceTest : public ::testing::TestWithParam<Race> {};
 
-TEST_P(SecondUserRaceTest, NothingOfRootsChanges) {
+TEST_P(SecondUserRaceTest, NoFileOfRootChanges) {
   if (geteuid() != 0) GTEST_SKIP() << "only root can act against another user";
   const ScopedVariable temporary("TMPDIR", access("/dev/shm", W_OK) == 0 ? "/dev/shm" : "/tmp");
   const ScopedEnvironment environment;

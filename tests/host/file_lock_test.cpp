@@ -92,7 +92,7 @@ TEST_F(FolderLockTest, TheContentIsLockedForOneOpenFile) {
   EXPECT_EQ(LockContent(second.get(), 0), 0);
 }
 
-TEST_F(FolderLockTest, WhereNothingIsKeptNothingIsLeft) {
+TEST_F(FolderLockTest, RemovesALockFileThatIsNotKept) {
   const Descriptor opened(open(folder_.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
   struct stat attributes;
   fstat(opened.get(), &attributes);
@@ -137,7 +137,7 @@ constexpr uid_t kStranger = 30002;
 
 // Entries that another user may put under the name of a lock file, old enough to be stale; among
 // them an empty file with a second name ("h") and a file of an untrusted user ("s").
-TEST_F(FolderLockTest, RefusesWhatIsNotALockFileAndLeavesItAlone) {
+TEST_F(FolderLockTest, RefusesOtherFilesAndLeavesThemAlone) {
   chmod(folder_.c_str(), 0755);
   const std::string large = "=" + std::string(100'000, '\0');
   for (const std::string name : {".orvik.lock", ".orvik.lock.held"}) {
@@ -166,7 +166,7 @@ TEST_F(FolderLockTest, RefusesWhatIsNotALockFileAndLeavesItAlone) {
 }
 
 // A process that waited for a removed lock file then waits for the new one.
-TEST_F(FolderLockTest, ARemovedFileGivesNobodyASecondLock) {
+TEST_F(FolderLockTest, RemovingTheFileGivesNoSecondLock) {
   const auto hold = [this] {
     static FolderLock lock;
     lock = Take(folder_, 60'000);
@@ -224,7 +224,7 @@ TEST_F(FolderLockTest, RootGivesAwayOnlyWhatItMade) {
   EXPECT_EQ(old.st_uid, 0u);
 }
 
-TEST_F(FolderLockTest, WordsThatACrashLeftAreNoObstacle) {
+TEST_F(FolderLockTest, AcceptsWordsThatACrashHasCut) {
   const fs::path file = folder_ / ".orvik.lock";
   EXPECT_TRUE(Take(folder_, 0).held());
   const std::string own = ReadFile(file);

@@ -145,7 +145,7 @@ TEST_F(NodeCopyTest, KeepsTheCreationDate) {
 }
 
 // Files in /proc have the size 0.
-TEST_F(NodeCopyTest, CopiesWhatHasNoSize) {
+TEST_F(NodeCopyTest, CopiesFilesOfUnknownSize) {
   const std::string version = "/proc/version";
   EXPECT_EQ(CopyNode(version, At("version"), {}), 0);
   EXPECT_EQ(ReadFile(At("version")), ReadFile(version));
@@ -233,7 +233,7 @@ TEST_F(NodeCopyTest, SaysWhichSideFailed) {
 using MoveFileTest = EnvironmentTest;
 
 // A move to another volume, taken here on a single volume.
-TEST_F(MoveFileTest, CopiesATreeWithWhatItCarriesAndRemovesTheSource) {
+TEST_F(MoveFileTest, CopiesATreeWithItsPropertiesAndRemovesTheSource) {
   const fs::path from = top_ / "tree", to = top_ / "moved";
   const auto long_ago = fs::last_write_time(top_) - std::chrono::hours(9000);
   Plant(from, "sub/file=content link->nowhere pipe|");
@@ -255,7 +255,7 @@ TEST_F(MoveFileTest, CopiesATreeWithWhatItCarriesAndRemovesTheSource) {
   EXPECT_TRUE(fs::equivalent(to / "second", to / "sub/file"));
 }
 
-TEST_F(MoveFileTest, RemovesWhatKilledProcessesLeft) {
+TEST_F(MoveFileTest, RemovesLeftoversOfKilledProcesses) {
   const std::string left = ".to.orvik-000000000000000";
   MakeTree(top_, {left + "0/sub/part", left + "1", left + "2/part", "from/file"});
   fs::permissions(top_ / (left + "0/sub"), fs::perms::none);

@@ -89,7 +89,7 @@ TEST_F(ReplaceFileTest, KeepsModeAndAttributesAndFollowsLinks) {
   EXPECT_EQ(TreeText(top_), "chain->link dangling->new file=new link->file loop->loop new=made");
 }
 
-TEST_F(ReplaceFileTest, RefusesWhatIsNoFile) {
+TEST_F(ReplaceFileTest, RefusesOtherFilesAndImpossibleNames) {
   Plant(top_, "folder/ pipe|");
   const std::pair<std::string, int> cases[] = {{"folder", EISDIR},
                                                {"pipe", EINVAL},
@@ -228,7 +228,7 @@ TEST_F(ReplaceFileTest, NoRightToWriteKeepsTheOldFile) {
 // "held" is in use, and names that only begin or end alike belong to other programs. Root leaves a
 // file of a third user, who owns neither the folder nor the target, until the target belongs to
 // that user.
-TEST_F(ReplaceFileTest, RemovesWhatAKilledWriterLeftAndNothingElse) {
+TEST_F(ReplaceFileTest, RemovesOnlyLeftoversOfAKilledWriter) {
   const std::string staged = ".file.orvik-00000000000000", held = staged + "1b=held",
                     theirs = staged + "5f=foreign";
   Words kept = {held,
@@ -293,7 +293,7 @@ TEST_F(KeepBesideTest, AnUnreadFileKeepsItsNameUntilItIsSuperseded) {
   EXPECT_TRUE(fs::exists(kept.path));
 }
 
-TEST_F(KeepBesideTest, TakesBackWhatWasNotReplaced) {
+TEST_F(KeepBesideTest, RestoresAFileThatWasNotReplaced) {
   RestoreKept(KeepUnreadBeside(Place()), Place());
   RestoreKept(KeepBeside(Place(), "old", Flush::kNone), Place());
   const int error = InProcesses(1, [this](int) {
@@ -306,7 +306,7 @@ TEST_F(KeepBesideTest, TakesBackWhatWasNotReplaced) {
 }
 
 // Without hard links the file is copied, and an unreadable file is moved.
-TEST_F(KeepBesideTest, WhereAFileHasOneNameOnly) {
+TEST_F(KeepBesideTest, CopiesOrMovesWithoutHardLinks) {
   const std::vector<int> results = InProcesses(1, [this](int) {
     ForbidCall(SYS_linkat, 4, Compare::kEqual, 0, EPERM);
     chmod(file_.c_str(), 0666);

@@ -73,7 +73,7 @@ TEST_F(SystemRootTest, MakesFoldersWithTheirParents) {
 }
 
 // fuzz/kernel_texts_fuzzer.cpp has the kernel's own texts; these are cut or lack a field.
-TEST(KernelTexts, HaveNothingOfWhatIsMissing) {
+TEST(KernelTexts, GiveNothingForMissingFields) {
   for (const char* cut : {"77 (sh) S 1 77", "77 (sh"}) EXPECT_EQ(StartTimeIn(cut), std::nullopt);
   EXPECT_EQ(StatusFieldIn("Name:\tTgid:\nTgid:\t77\nPid:\t78\n", "Tgid"), "77");
   EXPECT_EQ(StatusFieldIn("Name:\ta\nTgid 77\n", "Tgid"), "");

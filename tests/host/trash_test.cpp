@@ -137,7 +137,7 @@ TEST_F(OpenTrashTest, FoldersAreEnteredWithTheirSize) {
   EXPECT_TRUE(ReadFile(sizes).ends_with(" last\n") && fs::file_size(sizes) < 100);
 }
 
-TEST_F(OpenTrashTest, WhatAKilledProcessLeftKeepsItsNameForADay) {
+TEST_F(OpenTrashTest, AnInfoFileWithoutItemKeepsItsNameForADay) {
   const fs::path left = home_trash_ / "info/x.trashinfo";
   WriteFile(left, "[Trash Info]\nPath=/left\n");
   TrashInfo info;

@@ -101,7 +101,7 @@ TEST_F(TreeMergeTest, MergesSaysWhatFailedAndGoesOn) {
 
 // After the stop no folder is made, removed or given its name, and a closed folder gets its mode
 // back.
-TEST_F(TreeMergeTest, AStopCountsWhereNoFileIsLeft) {
+TEST_F(TreeMergeTest, AMonitorStopsBetweenFoldersToo) {
   Plant(top_, "s/a s/d/ empty/");
   StoppingMonitor after_a_file(3);  // it begins, its bytes, it is done
   EXPECT_EQ(Merge("s", "t", Transfer::kCopy, &after_a_file), ECANCELED);

@@ -14,7 +14,7 @@ namespace {
 
 using FSRefTest = EnvironmentTest;
 
-TEST_F(FSRefTest, FollowsItsObjectAndNeverNamesWhatTookItsPlace) {
+TEST_F(FSRefTest, FollowsItsObjectAndNeverItsReplacement) {
   MakeTree(top_, {"a", "new=new", "folder/inner/"});
   const FSRef file = RefOf(top_ / "a"), copy = file;
   fs::rename(top_ / "a", top_ / "folder/inner/c");

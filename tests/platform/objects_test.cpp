@@ -237,7 +237,7 @@ TEST_F(Objects, MayLieAsDeepAsAListAndNoDeeper) {
   EXPECT_FALSE(ValueOfObject(nested(200'000).get()));
 }
 
-TEST_F(Objects, NameWhatNoListCanHold) {
+TEST_F(Objects, NameObjectsThatAListCannotHold) {
   NSDictionary* const dictionary = NSDictionary::dictionary();
   NSArray* const list = NSArray::arrayWithCapacity(0);
   const Owned<const NSURL> url(NSURL::CreateWithPath("/"));

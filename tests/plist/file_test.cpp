@@ -28,7 +28,7 @@ class PlistFileTest : public EnvironmentTest {
   const fs::path file_ = top_ / "folder" / "file.plist";
 };
 
-TEST_F(PlistFileTest, OnlyWhatDoesNotExistIsMissing) {
+TEST_F(PlistFileTest, OnlyAFileThatDoesNotExistIsMissing) {
   const struct {
     const char *title, *entry;  // below the top folder
     int error;                  // 0: missing
@@ -321,7 +321,7 @@ TEST_F(PlistFileTest, FollowsLinksOfTheCallerAndNoOthers) {
   }
 }
 
-TEST_F(PlistFileTest, WhatIsMadeFollowsItsFolder) {
+TEST_F(PlistFileTest, NewFilesFollowTheirFolder) {
   fs::create_directories(top_ / "shared");
   // Several users share the group, as in docs/prefs.md.
   EXPECT_TRUE(geteuid() != 0 || chown((top_ / "shared").c_str(), 0, kNobody) == 0);

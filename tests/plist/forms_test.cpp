@@ -123,7 +123,7 @@ TEST(PlistForms, TheOldTextFormTakesEachCharacterAsWhatItIs) {
       "—±¼½¾àáâãäåçèéêëìÆíªîïðñŁØŒºòóôõöæùúûıüýłøœßþÿ\uFFFD\uFFFD\uFFFD\x7F");
 }
 
-TEST(PlistForms, RefuseWhatIsNoPropertyListAndSayWhere) {
+TEST(PlistForms, RefuseOtherTextsAndSayWhere) {
   static constexpr std::pair<const char*, const char*> kPlaces[] = {
       {"<dict>\n\t<key>a</key>\n\t<integer>x</integer>\n</dict>",
        "not a value of its element in line 3, column 2"},

@@ -237,7 +237,7 @@ TEST(Base64Fault, NamesTheFirstWrongCharacter) {
   for (const char* text : {"", "AA==", "AAA=", "+/+/"}) EXPECT_EQ(Base64Fault(text), std::nullopt);
 }
 
-TEST(PercentEncoding, KeepsLettersDigitsAndWhatIsAsked) {
+TEST(PercentEncoding, KeepsLettersDigitsAndGivenBytes) {
   EXPECT_EQ(PercentEncoded("/09:@AZ[`az{-_\xFF", "-"), "%2F09%3A%40AZ%5B%60az%7B-%5F%FF");
 }
 

@@ -138,7 +138,7 @@ TEST(Formatter, RefusesFormats) {
   EXPECT_EQ(Plain(u"%.2147483647f", 1.0), std::nullopt);
 }
 
-TEST(Formatter, WhatIsNoConversionIsText) {
+TEST(Formatter, CopiesUnknownConversions) {
   EXPECT_EQ(Plain(u"%k %d", 1), u"%k 1");
   for (const char16_t* text : {u"100%", u"%5", u"%n", u"%\x4E2D"}) EXPECT_EQ(Plain(text), text);
 }
