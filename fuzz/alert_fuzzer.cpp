@@ -1,5 +1,5 @@
-// Alerts of any text with any answer: nothing shown has a control character or markup of its own,
-// and the answer is what a plain reading of the lines says.
+// Alerts with any text and any answer. The shown text has no control characters and no foreign
+// markup, and the answer is that of a simple reader of the lines.
 #include <sys/mman.h>
 #include <unistd.h>
 
@@ -65,7 +65,7 @@ int PlainAnswer(std::string_view typed, const AlertRequest& request) {
   return orvik::desktop::kAlertClosed;
 }
 
-// Text of the window, whose only markup is the header's.
+// Checks the text of the window: only the header has markup.
 void CheckMarkup(std::string_view text, bool has_header) {
   if (has_header) {
     Require(text.starts_with("<b>"));
@@ -88,8 +88,8 @@ void CheckMarkup(std::string_view text, bool has_header) {
 
 }  // namespace
 
-// The first byte chooses the default button and the number of buttons; then, each up to a 0 byte,
-// header, message and buttons, and what is typed.
+// The first byte chooses the default button and the number of buttons. Header, message, buttons and
+// the typed input follow, each up to a 0 byte.
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   if (size == 0) return 0;
   const std::string bytes = orvik::fuzz::Bytes(data + 1, size - 1);

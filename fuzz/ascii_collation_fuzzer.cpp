@@ -1,5 +1,5 @@
-// The comparison of ASCII texts by a table of weights, beside that of the collator which it is made
-// from.
+// The comparison of ASCII texts by a table of weights gives the same order as the collator from
+// which the table was made.
 #include <unicode/ucol.h>
 
 #include <cstddef>
@@ -21,7 +21,7 @@ struct Order {
   carbon::AsciiCollation table;
 };
 
-// Each locale with each setting of the options that the platform's comparison has.
+// Each locale with each set of options that the platform's comparison has.
 std::vector<Order> MakeOrders() {
   std::vector<Order> orders;
   for (const char* locale : {"", "en_US_POSIX", "de", "sv", "tr", "da", "cs", "haw", "th", "ja",
@@ -40,7 +40,7 @@ std::vector<Order> MakeOrders() {
   return orders;
 }
 
-// Mostly the same letters, so that many texts differ late or in case alone.
+// Uses few letters, so that many texts differ only at their end or only in case.
 std::u16string MakeText(Choices& choices) {
   std::u16string text(choices.Next(1) % 12, u'a');
   for (char16_t& unit : text) {

@@ -1,5 +1,5 @@
-// Base64: bytes come back with line breaks anywhere, the variants agree on any text, and no byte is
-// written outside the room that the interface asks for.
+// Base64: decoding returns the bytes, with line breaks at any place; the variants agree on any
+// text; and nothing is written beyond the room that the interface asks for.
 #include <cstddef>
 #include <cstdint>
 #include <string>
@@ -23,7 +23,7 @@ std::string Base64CircleFault(std::string_view bytes) {
   if (DecodeLooseBase64(broken) != bytes) return "does not come back in lines: " + text;
   if (!base64::HasAvx2()) return "";
 
-  // Exactly the room that is asked for, so that a byte too many is found.
+  // Exactly the room that is asked for, so that an extra byte is detected.
   const std::size_t groups = bytes.size() / 3;
   const std::vector<unsigned char> source(bytes.begin(), bytes.end());
   std::string one(groups * 4, '?'), two = one;

@@ -1,5 +1,5 @@
-// Scripts of "apply": a text that is a script is carried out or refused at one of its lines. Where
-// it was carried out and can be once more, everything is as it wants it: nothing changes.
+// Scripts of "apply": a valid script is carried out, or refused with the number of a line. If it
+// can be carried out twice, the second time changes nothing.
 #include <cstddef>
 #include <cstdint>
 #include <string>

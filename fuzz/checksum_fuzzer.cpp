@@ -1,4 +1,4 @@
-// The checksum: every way of computing it, also in two pieces, gives what the definition gives.
+// The checksum: every way to compute it, also in two pieces, gives the result of the definition.
 #include <cstddef>
 #include <cstdint>
 #include <span>
@@ -26,7 +26,7 @@ std::uint32_t BitByBit(std::uint32_t checksum, std::span<const unsigned char> by
 
 std::string ChecksumFault(std::string_view input) {
   Choices choices(input);
-  const std::size_t skipped = choices.Next(1) % 17;  // for every alignment
+  const std::size_t skipped = choices.Next(1) % 17;  // tests every alignment
   const auto seed = static_cast<std::uint32_t>(choices.Next(4));
   const std::vector<unsigned char> copy(input.begin(), input.end());
   const auto bytes = std::span(copy).subspan(std::min(skipped, copy.size()));

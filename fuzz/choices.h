@@ -1,4 +1,4 @@
-// Choices that a target reads from its input.
+// Choices that a target derives from its input.
 #pragma once
 
 #include <cstddef>
@@ -8,7 +8,7 @@
 
 namespace orvik::fuzz {
 
-// Choices taken from bytes; zeros when they are used up.
+// Reads choices from bytes; after their end all choices are 0.
 class Choices {
  public:
   explicit Choices(std::string_view bytes) : bytes_(bytes) {}
@@ -22,7 +22,7 @@ class Choices {
     return value;
   }
   std::size_t Below(std::size_t end) { return Next(2) % end; }
-  // Up to `most` letters from 'a' on, of `kinds` kinds.
+  // Up to `most` letters, each one of the first `kinds` letters from 'a' on.
   std::string Letters(std::size_t most, std::size_t kinds) {
     std::string letters(Below(most + 1), 'a');
     for (char& letter : letters) letter = static_cast<char>('a' + Next(1) % kinds);

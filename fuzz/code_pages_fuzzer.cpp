@@ -1,5 +1,5 @@
-// Code pages: the needed length is the length produced, a small room holds a beginning of the text,
-// and UTF-8 that was accepted comes back unchanged.
+// Code pages: the measured length is the length written, a small room receives the start of the
+// text, and decoding and encoding valid UTF-8 returns the same bytes.
 #include <algorithm>
 #include <cstddef>
 #include <cstdint>
@@ -29,7 +29,7 @@ std::string ToBytes(unsigned int page, const std::u16string& text, int room) {
 
 }  // namespace
 
-// The first byte chooses the code page, the second a small room.
+// The first byte chooses the code page, the second the size of a small room.
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   if (size < 3) return 0;
   const unsigned int page = kCodePages[data[0] % std::size(kCodePages)];

@@ -1,5 +1,5 @@
-// The grammar of orvikprefs: any words either make a line that its command can carry out, or give
-// one line of message without anything that acts on a terminal.
+// The grammar of orvikprefs: any words either form a command line that its command can carry out,
+// or give a message of one line without control characters.
 #include <cstddef>
 #include <cstdint>
 #include <string>
@@ -15,7 +15,7 @@
 using orvik::fuzz::Require;
 using namespace orvik::prefstool;
 
-// Words that end with a line feed each.
+// Each word ends with a line feed.
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   const std::string bytes = orvik::fuzz::Bytes(data, size);
   std::string_view rest(bytes);
@@ -35,7 +35,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     const Positional& row = command->positionals[i];
     if (row.count == Positional::Count::kOne) Require(i < line.count());
     if (i >= line.count()) break;
-    // The commands rely on this.
+    // The commands rely on these checks.
     const std::string argument = line.Argument(i);
     if (row.word == Word::kKey) Require(ParseKey(argument).has_value());
     if (row.word == Word::kName || row.word == Word::kText) Require(FromUtf8(argument).has_value());

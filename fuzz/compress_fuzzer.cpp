@@ -1,4 +1,5 @@
-// The compressed form: zlib reads it back as what was compressed, in the room that zlib names.
+// The compressed form: zlib decompresses it to the same bytes, and it fits into the room of zlib's
+// bound.
 #include <zlib.h>
 
 #include <cstddef>
@@ -26,7 +27,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   Require(uncompress(back.data(), &count, packed.data(), length) == Z_OK);
   back.resize(count);
   Require(back == plain);
-  // Too little room is reported and nothing is written behind it.
+  // Too little room is reported, and nothing is written behind it.
   if (length == 0) return 0;
   std::vector<unsigned char> small(length - 1);
   unsigned int room = length - 1;

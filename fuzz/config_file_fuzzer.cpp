@@ -1,5 +1,5 @@
-// Any bytes as a configuration file: the store reads, writes, lists, deletes and saves; what was
-// written is there after loading the saved file again, and what was discarded is kept.
+// Any bytes as a configuration file: the store reads, writes, lists, deletes and saves. After
+// loading the saved file again, the written values are there. A file that was discarded is kept.
 #include <cstddef>
 #include <cstdint>
 #include <filesystem>

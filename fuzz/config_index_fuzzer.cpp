@@ -1,5 +1,6 @@
-// Any writes, reads and deletions in a document with many children: the store, which finds them by
-// its index, beside one whose elements are in the caller's hands, which walks.
+// Any writes, reads and deletions in a document with many children. A store that uses its index
+// gives the same results as a store whose elements the caller holds, which searches without an
+// index.
 #include <algorithm>
 #include <cstddef>
 #include <cstdint>
@@ -31,7 +32,7 @@ void Use(int scope, const fs::path& file) {
   orvik::SetXMLConfig(scope, orvik::COrvikFilePath(orvik::CAtlString(file.u16string())));
 }
 
-// The saved document behind the name of its scope.
+// The text of the saved document after the name of its scope.
 std::string Saved(int scope, const fs::path& file) {
   Require(orvik::SaveXMLConfigFile(scope));
   const std::string text = orvik::fuzz::ReadFile(file);
@@ -49,13 +50,13 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   Require(orvik::FindXMLRootElement(0) != nullptr);
   Require(orvik::GetXMLConfigFileInfo(1).state == orvik::XMLConfigFileState::kUsable);
 
-  // Each step is 4 bytes: what to do, the path, the name, their spelling.
+  // Each step has 4 bytes: the operation, the path, the name, and the spelling of both.
   for (std::size_t at = 0; at + 4 <= std::min<std::size_t>(size, 4 * 200); at += 4) {
     const std::uint8_t* const step = data + at;
     const auto name = [&](std::uint8_t number) {
       orvik::CAtlString text;
       text.Format(u"%d", number % 40);
-      // Three spellings of one name, and another.
+      // Three spellings of the same name, and a different name.
       if (step[3] % 4 != 0)
         text += step[3] % 4 == 1 ? u"\u00C4x" : step[3] % 4 == 2 ? u"\u00D6X" : u"x";
       return text;

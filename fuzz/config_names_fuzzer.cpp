@@ -1,5 +1,5 @@
-// Names of the configuration store: the folded forms of two are equal when the comparison without
-// case says so.
+// Names of the configuration store: the folded forms of two names are equal if and only if the
+// comparison without case finds the names equal.
 #include <cstddef>
 #include <cstdint>
 #include <string>

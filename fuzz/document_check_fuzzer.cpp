@@ -1,5 +1,5 @@
-// Well-formed documents: the check takes those whose elements TinyXML finds as they are, and
-// refuses others for what they hold.
+// Well-formed documents: the check accepts a document if TinyXML finds all of its elements, and
+// refuses the others because of their content.
 #include <tinyxml.h>
 
 #include <cstddef>
@@ -23,8 +23,7 @@ std::string ShapeOf(const TiXmlElement* first) {
   return shape;
 }
 
-// A well-formed document, with all that could hide markup from one of two parsers or show
-// it to one only.
+// A well-formed document with everything that could hide markup from one of two parsers.
 struct ChosenDocument {
   explicit ChosenDocument(Choices& bytes) : choices(bytes) {
     text = std::string(Pick({"", "<?xml version='1.0' encoding=\"UTF-8\"?>",

@@ -1,4 +1,4 @@
-// Property lists that are dictionaries.
+// Property lists whose root is a dictionary.
 #pragma once
 
 #include <string_view>
@@ -7,7 +7,7 @@
 
 namespace orvik::fuzz {
 
-// The dictionary that the bytes hold; no value when they hold none.
+// The dictionary in the bytes; no value when there is none.
 inline plist::Value Entries(std::string_view bytes) {
   plist::Value root = plist::Read(bytes).root;
   return root.is_dictionary() ? root : plist::Value();

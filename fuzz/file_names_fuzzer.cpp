@@ -1,5 +1,4 @@
-// Names on disk: any bytes come back from UTF-16 unchanged, and any name opens what it was listed
-// as.
+// Names on disk: any bytes survive the way to UTF-16 and back, and any listed name opens its file.
 #include <cstddef>
 #include <cstdint>
 #include <string>

@@ -1,5 +1,4 @@
-// Any bytes as a shortcut to a file: what they point to can be written as a shortcut again, and
-// that one points to the same place.
+// Any bytes as a shortcut to a file: a new shortcut to its target leads to the same place.
 #include <cstddef>
 #include <cstdint>
 #include <string>
@@ -25,7 +24,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     Require(orvik::fuzz::ReadFile(path) == orvik::fuzz::Bytes(data, size));
     return 0;
   }
-  // A path loses one "/" at its end each time it is made of a text.
+  // Every conversion of a text into a path removes one "/" from its end.
   const orvik::COrvikFilePath expected(target.GetFilePathString());
   const orvik::COrvikFilePath again = CFileManipulator::ResolveShortcut(shortcut);
   Require(again.GetFilePathString().View() == expected.GetFilePathString().View());

@@ -1,4 +1,4 @@
-// Identifiers: the text has its one form, read plainly it gives the identifier back, and the
+// Identifiers: the text has its single form, a simple reader gets the identifier from it, and the
 // comparisons agree with the bytes.
 #include <cstddef>
 #include <cstdint>

@@ -1,5 +1,5 @@
-// Any command line of the tool: the arguments are what a plain reading of it says, and what is
-// recorded of a complete one is found in the store.
+// Any command line of the tool: the arguments are those of a simple reader, and after a complete
+// command line the store has the recorded values.
 #include <cstddef>
 #include <cstdint>
 #include <map>
@@ -37,7 +37,7 @@ bool Holds(const NSString* field, const std::string& bytes) {
   return field != nullptr && orvik::host::FileNameToBytes(field->ToUnits()) == bytes;
 }
 
-// The fields against the arguments; whether all required ones are there.
+// Compares the fields with the arguments. Returns whether all required ones are present.
 bool CheckFields(const orvik::InstallerArgs& fields, const Arguments& arguments) {
   const std::pair<const char*, const NSString*> required[] = {
       {"pathToPkg", fields.getFullPathToInstallPkg()},
@@ -67,7 +67,7 @@ bool CheckFields(const orvik::InstallerArgs& fields, const Arguments& arguments)
 
 }  // namespace
 
-// An argument a line.
+// Each line is an argument.
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   static const orvik::fuzz::ScratchFolder scratch;
   const std::string bytes = orvik::fuzz::Bytes(data, size);

@@ -1,5 +1,5 @@
-// The JSON form of property lists: what was accepted is written as JSON that gives an equal list,
-// and nothing that acts on a terminal is written.
+// The JSON form of property lists: the JSON written for a list gives an equal list, and contains no
+// control characters for terminals.
 #include <cstddef>
 #include <cstdint>
 #include <string>

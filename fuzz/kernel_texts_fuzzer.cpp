@@ -1,5 +1,5 @@
 // The kernel's texts of mounts and processes: a mount point and a start time are found whatever the
-// names beside them hold, and any other text gives an answer.
+// names beside them contain, and any other text gives some result.
 #include <cstddef>
 #include <cstdint>
 #include <map>
@@ -12,7 +12,7 @@
 namespace orvik::fuzz {
 namespace {
 
-// As the kernel writes a path into the mount table.
+// The path in the form of the kernel's mount table.
 std::string EscapedMountPoint(std::string_view path) {
   static const std::map<char, std::string> kEscapes = {
       {' ', "\\040"}, {'\t', "\\011"}, {'\n', "\\012"}, {'\\', "\\134"}, {'#', "\\043"}};

@@ -1,5 +1,5 @@
-// Key paths: the count, the single components, the split for a walk and the normal form are what a
-// plain reading of the text says.
+// Key paths: the count, the single components, the split for a walk and the normal form are those
+// of a simple reader of the text.
 #include <cstddef>
 #include <cstdint>
 #include <string>
@@ -13,7 +13,7 @@ using orvik::fuzz::Require;
 
 namespace {
 
-// Separators at both ends count for nothing, each other one parts two components.
+// Separators at both ends are ignored; every other separator ends a component.
 std::vector<std::u16string> PlainlyRead(std::u16string text) {
   constexpr std::u16string_view kSeparators = u"/\\";
   text.erase(text.find_last_not_of(kSeparators) + 1);

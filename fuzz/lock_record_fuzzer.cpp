@@ -1,5 +1,5 @@
-// Any property list as the record of the advisory lock: who holds it is what the rules say, taking
-// and releasing leave the record that they promise, and other entries stay.
+// Any property list as the record of the advisory lock: its holder follows from the rules, taking
+// and releasing leave the promised record, and other entries stay.
 #include <unistd.h>
 
 #include <algorithm>
@@ -42,7 +42,7 @@ struct Home : orvik::fuzz::ScratchFolder {
   }
   const std::filesystem::path preferences = home() / "Library/Preferences";
   const std::filesystem::path file = preferences / "com.example.Fuzz.lock.plist";
-  orvik::CAtlString name;  // of this process
+  orvik::CAtlString name;  // the name of this process
 };
 
 Value Entry(const Value& record, const char16_t* name) {
@@ -67,7 +67,7 @@ int AsInt(const Value& value, int otherwise) {
   }
 }
 
-// Whether a record names this process; nothing when it names another one, which may run or not.
+// Whether a record names this process; nothing when it names another process, running or not.
 std::optional<bool> NamesThisProcess(const Value& record, const orvik::CAtlString& name) {
   if (AsInt(Entry(record, u"lock"), 0) == 0) return false;
   const int pid = AsInt(Entry(record, u"pid"), -1);
@@ -75,7 +75,7 @@ std::optional<bool> NamesThisProcess(const Value& record, const orvik::CAtlStrin
   return Entry(record, u"process") == Value(name);
 }
 
-// The entries beside the three of the lock.
+// All entries but the three of the lock.
 Value WithoutRecord(Value entries) {
   for (const char16_t* name : {u"lock", u"process", u"pid"}) entries.Remove(name);
   return entries;
@@ -99,7 +99,7 @@ void Replace(std::string& text, std::string_view mark, const std::string& by) {
 
 }  // namespace
 
-// In the input "@PID" and "@NAME" are replaced by those of this process.
+// "@PID" and "@NAME" in the input stand for the id and the name of this process.
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   static const Home home;
   orvik::fuzz::RemoveAllIn(home.preferences);
@@ -119,7 +119,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
 
   Home::Waits() = 0;
   Require(orvik::LockGlobalSharedPList(kDomain) == !held);
-  // Fewer where the files themselves take some of the ten seconds.
+  // Fewer waits if the files themselves take some of the ten seconds.
   Require(Home::Waits() <= (held ? 10 : 0));
   if (!held) {
     Require(orvik::IsGlobalSharedPListLocked(kDomain));

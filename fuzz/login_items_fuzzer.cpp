@@ -1,5 +1,5 @@
-// Any file as the login window's list: what is a property list is loaded, an item that is added is
-// in the list once it has been written and read, and a file that cannot be written stays.
+// Any file as the login window's list: a property list is loaded, an added item is in the list
+// after writing and reading it, and a file that cannot be written stays.
 #include <cstddef>
 #include <cstdint>
 #include <filesystem>
@@ -24,7 +24,7 @@ using orvik::fuzz::Require;
 
 namespace {
 
-// The number of items with the path; all of them have the hide flag.
+// The number of items with the path. All of them must have the hide flag.
 int Count(const orvik::NSArray* items, const NSString* path, bool hide) {
   int count = 0;
   for (const orvik::NSObject* object : items->Objects()) {
@@ -66,7 +66,8 @@ void Check(LoginWindowPlist& list, LoginWindowPlist& again, const std::filesyste
 
 }  // namespace
 
-// The first byte is the hide flag; then the path of the item, up to a line end, and the file.
+// The first byte is the hide flag. The path of the item follows, up to a line end, and then the
+// file.
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   static const orvik::fuzz::ScratchFolder scratch;
   const std::filesystem::path path = scratch.path() / "loginwindow.plist";

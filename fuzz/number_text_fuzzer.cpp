@@ -1,5 +1,5 @@
-// Numbers in text: integers against a plain description, reals against their own text, and digits
-// that are written are read.
+// Numbers in text: integers are those of a simple reader, reals read back from their own text, and
+// written digits are read.
 #include <algorithm>
 #include <charconv>
 #include <climits>
@@ -16,7 +16,7 @@ using orvik::fuzz::Require;
 
 namespace {
 
-// A sign and digits, the value cut at the ends of its range.
+// Reads a sign and digits, and cuts the value at the ends of its range.
 int PlainInteger(const std::string& text) {
   std::size_t at = text.find_first_not_of(" \t\n\v\f\r");
   if (at == std::string::npos) return 0;
@@ -39,7 +39,7 @@ std::u16string Wide(const std::string& text) {
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   std::string text = orvik::fuzz::Bytes(data, size);
   text.resize(std::min(text.find('\0'), text.size()));
-  // Other characters than ASCII's are the business of white space alone.
+  // Beyond ASCII, only white space matters to the function.
   std::erase_if(text, [](char c) { return static_cast<unsigned char>(c) > 0x7F; });
   Require(orvik::ucatoi(Wide(text).c_str()) == PlainInteger(text));
 

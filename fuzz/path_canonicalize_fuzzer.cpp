@@ -1,5 +1,5 @@
-// PathCanonicalize: the result has no "." and no ".." component, is never longer than the path, is
-// the path itself when there is none to begin with, and is the same in the path's own buffer.
+// PathCanonicalize: the result has no "." and no ".." component, is never longer than the path,
+// equals a path without such components, and is the same in the path's own buffer.
 #include <algorithm>
 #include <cstddef>
 #include <cstdint>

@@ -1,5 +1,5 @@
-// The rules about names and paths: what was repaired is valid, repairing it again changes nothing,
-// and a wildcard pattern without wildcards matches itself alone.
+// The rules for names and paths: a repaired name is valid, repairing it again changes nothing, and
+// a pattern without wildcards matches only itself.
 #include <cstddef>
 #include <cstdint>
 #include <string>
@@ -11,7 +11,7 @@
 using orvik::CAtlString;
 using orvik::fuzz::Require;
 
-// The first byte is the length of the pattern, which follows; then the name.
+// The first byte is the length of the pattern; the pattern and the name follow.
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   if (size == 0) return 0;
   const std::string bytes = orvik::fuzz::Bytes(data + 1, size - 1);

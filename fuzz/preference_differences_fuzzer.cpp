@@ -1,5 +1,6 @@
-// How orvikprefs compares: equal lists do not differ, others do, each difference is what exists
-// on both sides, the other way round they mirror, and the text shown is one line that holds all.
+// The comparison of orvikprefs: equal lists have no differences, and other lists have some. Each
+// difference has the values of both sides. Both directions agree, and the text of a difference is
+// one line with everything in it.
 #include <cstddef>
 #include <cstdint>
 #include <string>
@@ -44,7 +45,7 @@ void Check(const Value& before, const Value& after) {
   }
 }
 
-// The bytes behind an escaped text, which has no control character.
+// Restores the bytes of an escaped text, which must have no control characters.
 std::string Unescaped(std::string_view shown) {
   std::string bytes;
   for (std::size_t i = 0; i < shown.size(); ++i) {
@@ -72,7 +73,7 @@ std::string Unescaped(std::string_view shown) {
 
 }  // namespace
 
-// Two property lists with a 0 byte between them.
+// The input is two property lists with a 0 byte between them.
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   const std::string bytes = orvik::fuzz::Bytes(data, size);
   if (FromUtf8(bytes)) Require(Unescaped(Escaped(bytes)) == bytes);

@@ -1,5 +1,5 @@
-// Any bytes as the file of a domain, in every scope: a value that is written is read, one that is
-// removed is gone, other entries stay, and a file that had to be replaced is kept beside.
+// Any bytes as the file of a domain, in every scope: a written value can be read, a removed value
+// is gone, other entries stay, and a file that had to be replaced is kept beside the new one.
 #include <cstddef>
 #include <cstdint>
 #include <filesystem>
@@ -34,7 +34,7 @@ struct Machine : orvik::fuzz::ScratchFolder {
   }
 };
 
-// Whether the entries but one are the same.
+// Whether all other entries are equal.
 bool OthersAreEqual(Value a, Value b, const CAtlString& name) {
   a.Remove(name);
   b.Remove(name);
@@ -76,7 +76,8 @@ bool IsListed(int scope, const CAtlString& path, const CAtlString& name) {
 
 }  // namespace
 
-// The first byte chooses the scope; then the key path and the name, up to line ends, and the file.
+// The first byte chooses the scope. The key path and the name follow, up to line ends, and then the
+// file.
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   static const Machine machine;
   if (size == 0) return 0;
@@ -105,7 +106,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
           (written == orvik::kPreferenceBadKey && !keys.empty()));
   const std::string now = orvik::fuzz::ReadFile(file);
   if (now == file_bytes) {
-    // Either it was there, or there was no place for it.
+    // Either the value existed before, or it has no place in the file.
     const Read read = ReadText(scope, path, name);
     Require(read.text.View() == first.text.View() && read.found == first.found);
     Require(read.text.View() == kValue.View() || written == orvik::kPreferenceBadKey ||

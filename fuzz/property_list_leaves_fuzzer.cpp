@@ -1,5 +1,5 @@
-// The texts of numbers, dates and data: a value that was read is written as a text that is read as
-// the same value.
+// The texts of numbers, dates and data: the text that is written for a value is read as the same
+// value.
 #include <bit>
 #include <cmath>
 #include <cstddef>

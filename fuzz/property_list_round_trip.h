@@ -1,4 +1,4 @@
-// The rules that hold for any bytes that are read as a property list.
+// Rules that hold for any bytes that are read as a property list.
 #pragma once
 
 #include <algorithm>
@@ -11,7 +11,7 @@
 
 namespace orvik::fuzz {
 
-// A plain text ends at the first byte that is written in another way.
+// Plain text ends at the first byte that would be written differently.
 inline void CheckPlainText(std::string_view bytes) {
   for (std::size_t start = 0; start < std::min<std::size_t>(bytes.size(), 40); ++start) {
     std::size_t end = start;
@@ -24,8 +24,8 @@ inline void CheckPlainText(std::string_view bytes) {
   }
 }
 
-// The XML form of entries that nobody used yet is that of the values, at every indentation, and is
-// stable once written; the binary form gives an equal list back.
+// The XML form of entries that were not used yet equals that of their values, at every indentation,
+// and writing it again changes nothing. The binary form gives an equal list.
 inline void CheckPropertyList(std::string_view bytes) {
   CheckPlainText(bytes);
   const plist::Reading first = plist::Read(bytes);

@@ -1,4 +1,4 @@
-// How a fuzz target reports that a promise was broken, and how it makes texts of its input.
+// The report of a broken promise, and texts from the input of a fuzz target.
 #pragma once
 
 #include <cstddef>
@@ -10,14 +10,14 @@
 
 namespace orvik::fuzz {
 
-// clang 14 has no std::source_location.
+// clang 14 lacks std::source_location.
 inline void Require(bool holds, const char* file = __builtin_FILE(), int line = __builtin_LINE()) {
   if (holds) return;
   std::fprintf(stderr, "%s:%d: a promise is broken\n", file, line);
   std::abort();
 }
 
-// A target that is a property which the tests check, too.
+// A target for a property that the tests check, too.
 inline int CheckProperty(std::string (*property)(std::string_view), const std::uint8_t* data,
                          std::size_t size) {
   const std::string fault = property({reinterpret_cast<const char*>(data), size});
@@ -30,7 +30,7 @@ inline std::string Bytes(const std::uint8_t* data, std::size_t size) {
   return std::string(data, data + size);
 }
 
-// Two bytes a unit, low byte first; a last odd byte is left out.
+// Makes a unit of two bytes, the low byte first; ignores an odd byte at the end.
 inline std::u16string Units(const std::uint8_t* data, std::size_t size) {
   std::u16string units;
   for (std::size_t i = 0; i + 1 < size; i += 2) {

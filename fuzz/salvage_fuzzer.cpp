@@ -1,4 +1,4 @@
-// The rest of a damaged preference file is a dictionary that can be written and read.
+// The salvaged part of a damaged preference file is a dictionary that can be written and read.
 #include <cstddef>
 #include <cstdint>
 #include <memory>

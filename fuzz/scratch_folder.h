@@ -1,4 +1,4 @@
-// The files of a fuzz target: a folder that is also the machine's volume and the user's home.
+// The files of a fuzz target: a folder that is also the system volume and the user's home.
 #pragma once
 
 #include <cstdint>
@@ -14,7 +14,7 @@
 
 namespace orvik::fuzz {
 
-// Made once by a target and removed when the process ends.
+// A target makes it once; it is removed when the process ends.
 class ScratchFolder {
  public:
   ScratchFolder() {
@@ -27,7 +27,7 @@ class ScratchFolder {
     Require(setenv("HOME", home().c_str(), 1) == 0);
     Require(setenv("TMPDIR", path_.c_str(), 1) == 0);
     Require(unsetenv("XDG_DATA_HOME") == 0);
-    // Damaged files here are not those of a writer who goes on.
+    // No writer completes the damaged files here, so there is no need to wait.
     plist::ExchangeFileWriterWait([] {});
   }
   ~ScratchFolder() {
@@ -64,7 +64,7 @@ inline void RemoveAllIn(const std::filesystem::path& folder) {
   }
 }
 
-// The text up to the first mark, which is taken out of it with the mark.
+// Removes the text up to the first `mark`, and the mark, and returns the text.
 inline std::string_view TakePart(std::string_view& text, char mark) {
   const std::size_t end = text.find(mark);
   const std::string_view part = text.substr(0, end);
@@ -72,7 +72,7 @@ inline std::string_view TakePart(std::string_view& text, char mark) {
   return part;
 }
 
-// The text that RFC 3986's percent-encoding means; aborts on anything that it does not write.
+// Decodes the percent-encoding of RFC 3986. Aborts on text that the encoder would not write.
 inline std::string PercentDecoded(std::string_view text) {
   const auto digit = [](char c) {
     const std::size_t value = std::string_view("0123456789ABCDEF").find(c);

@@ -1,6 +1,6 @@
 // Runs a fuzz target without a fuzzing engine: over every file of the given files and folders, then
-// over mutations of them and over random bytes. These are the same in every run and as many on
-// every machine, but end after two seconds.
+// over mutations of them and over random bytes. Every run on every machine uses the same inputs,
+// but stops after two seconds.
 #include <algorithm>
 #include <chrono>
 #include <cstddef>
@@ -30,7 +30,7 @@ void ReadInput(const std::filesystem::path& path, std::vector<Input>& inputs) {
   inputs.emplace_back(std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>());
 }
 
-// In the order of the names, so that every run makes the same mutations.
+// Sorted by name, so that every run makes the same mutations.
 std::vector<Input> ReadCorpus(int count, char** names) {
   std::vector<std::filesystem::path> paths;
   for (int i = 0; i < count; ++i) {

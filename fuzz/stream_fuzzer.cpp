@@ -1,4 +1,4 @@
-// Seeks and reads of a file stream in any order, beside a plain model of its rules.
+// Seeks and reads of a file stream in any order, compared with a simple model of its rules.
 #include <sys/mman.h>
 #include <unistd.h>
 

@@ -1,4 +1,5 @@
-// Edits and searches of a string that often shares its block, beside those of a plain string.
+// Edits and searches of a string that often shares its block, compared with those of a standard
+// string.
 #include <algorithm>
 #include <cstddef>
 #include <cstdint>
@@ -30,7 +31,7 @@ std::string StringEditsFault(std::string_view bytes) {
     const int index = pick(-2, static_cast<int>(plain.size()) + 2), count = pick(-1, 4);
     const auto at = std::min<std::size_t>(std::max(index, 0), plain.size());
     const auto length = static_cast<std::size_t>(std::max(count, 0));
-    // Letters, or a piece of the string in its own block.
+    // The argument: letters, or a part of the string in its own block.
     const std::string letters = choices.Letters(3, 3);
     const bool is_own = pick(0, 3) == 0;
     const auto offset = is_own ? choices.Below(plain.size() + 1) : 0;
@@ -52,7 +53,7 @@ std::string StringEditsFault(std::string_view bytes) {
       std::replace(plain.begin(), plain.end(), a, b);
       return a == b ? 0 : found;
     };
-    // The result of the edit, or the length after it; and that of the plain string.
+    // The result of the edit, or the length after it; and the same of the standard string.
     using Both = std::pair<int, std::size_t>;
     const std::function<Both()> edits[] = {
         [&] { return Both(string.Insert(index, given), plain.insert(at, text).size()); },
@@ -123,7 +124,7 @@ std::string StringEditsFault(std::string_view bytes) {
       if (each->GetLength() > each->GetAllocLength()) return fault("too long");
     }
     const auto start = static_cast<std::size_t>(std::max(index, 0));
-    // The narrow string finds an empty text at once.
+    // The narrow string finds an empty text at the start of the search.
     const bool is_at_once = text.empty() && sizeof(Unit) == 1 && start < plain.size();
     const auto place = text.empty() ? (is_at_once ? start : kNone) : plain.find(text, start);
     if (string.Find(text.c_str(), index) != position(place) ||
@@ -132,7 +133,7 @@ std::string StringEditsFault(std::string_view bytes) {
         string.FindOneOf(text.c_str()) != position(plain.find_first_of(text))) {
       return fault("finds another place");
     }
-    // The tokens in turn, and as views.
+    // Compares the tokens one by one with the tokens as views.
     auto views = string.Tokens(text);
     auto view = views.begin();
     for (int next = std::max(index, 0), from = next; next >= 0; from = next) {

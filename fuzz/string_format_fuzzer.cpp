@@ -1,4 +1,4 @@
-// Any format over the same arguments: nothing is read or written out of bounds, and the wide and
+// Any format with the same arguments: nothing is read or written out of bounds, and the wide and
 // the narrow formatter agree.
 #include <algorithm>
 #include <cstdarg>
@@ -17,7 +17,7 @@ namespace {
 using orvik::FormatBuffer;
 
 constexpr std::size_t kArguments = 128;
-// A conversion takes three arguments at most, which fill five places with a long double among them.
+// A conversion takes at most three arguments. With a long double among them they fill five places.
 constexpr std::ptrdiff_t kConversions = kArguments / 5;
 constexpr std::size_t kLongNumber = 5;
 
@@ -35,15 +35,15 @@ bool Format(FormatBuffer& result, const std::string* narrow, const std::u16strin
   return done;
 }
 
-// The same object for every argument. As text, its memory ends with the first 0 of its vtable's
-// address.
+// Every argument is the same object. Read as a text, its memory ends at the first 0 in the address
+// of its vtable.
 template <std::size_t... kIndices>
 bool Format(FormatBuffer& result, const std::string* narrow, const std::u16string* wide,
             const orvik::NSString* argument, std::index_sequence<kIndices...>) {
   return Format(result, narrow, wide, (static_cast<void>(kIndices), argument)...);
 }
 
-// Widths that are allowed and long make a run slow, and nothing else.
+// Long but allowed widths only make a run slow.
 bool IsSlow(std::string_view format) {
   std::size_t digits = 0;
   for (const char byte : format) {
@@ -67,7 +67,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   const bool narrow_done = Format(from_narrow, &narrow, nullptr, argument, kAll);
   const bool wide_done = Format(from_wide, nullptr, &wide, argument, kAll);
   if (narrow_done != wide_done) std::abort();
-  // Numbers with a fraction were never passed: what is written for them may differ.
+  // No numbers with a fraction are passed, so their text may differ.
   const bool has_reals = narrow.find_first_of("eEfFgGaA") != std::string::npos;
   if (narrow_done && !has_reals && from_narrow.units() != from_wide.units()) std::abort();
   return 0;

@@ -1,5 +1,5 @@
 // The conversions between UTF-8 and UTF-16: the variants for the processors agree with the plain
-// one in any room, write nothing behind their end, and give well-formed text back.
+// loops in any room, write nothing behind their end, and reproduce well-formed text.
 #include <cstddef>
 #include <cstdint>
 #include <string>
@@ -30,12 +30,12 @@ struct Outcome {
   bool operator==(const Outcome&) const = default;
 };
 
-// The most that a unit can become.
+// The most units that one source unit can give.
 template <class Source>
 constexpr std::size_t kGrowth = sizeof(Source) == 1 ? 1 : 3;
 
-// The buffers have exactly the size that is used, so that a byte too many is found. What is behind
-// the reported end must be as it was.
+// The buffers have exactly the size that is used, so that an extra byte is detected. The memory
+// behind the reported end must be unchanged.
 template <class Source>
 Outcome<Source> Convert(std::type_identity_t<Function<Source>> function,
                         const std::basic_string<Source>& text, std::size_t room) {
@@ -58,7 +58,7 @@ Outcome<Source> RunWhole(std::type_identity_t<Function<Source>> function,
   return Convert(function, text, kGrowth<Source> * text.size());
 }
 
-// The processor's best variant is the one that the callers get.
+// The public functions call the best variant of the processor.
 TranscodingStop ConvertByAvx2(const char*& s, const char* s_end, char16_t*& t, char16_t* t_end) {
   if (transcoding::HasAvx2()) transcoding::DecodeBlocksAvx2(s, s_end, t, t_end);
   return transcoding::DecodePlain(s, s_end, t, t_end);
@@ -69,7 +69,8 @@ TranscodingStop ConvertByAvx2(const char16_t*& s, const char16_t* s_end, char*& 
   return transcoding::EncodePlain(s, s_end, t, t_end);
 }
 
-// Both variants do what the plain one does with room for everything, for the result and for less.
+// Both variants must agree with the plain loops in three rooms: a large one, an exact one, and one
+// that is too small.
 template <class Source>
 Outcome<Source> RequireSame(const std::basic_string<Source>& text, Function<Source> plain,
                             Function<Source> best) {
@@ -84,7 +85,7 @@ Outcome<Source> RequireSame(const std::basic_string<Source>& text, Function<Sour
   return whole;
 }
 
-// A variant that left well-formed text to the plain one would only be slow, which no result shows.
+// A variant that leaves well-formed text to the plain loops gives correct results, but is slow.
 constexpr std::ptrdiff_t kMostLeft = 100;
 
 template <class Source, class Variant>
@@ -115,7 +116,7 @@ void RequireThatAllAgree(const std::string& bytes) {
 void RequireThatAllAgree(const std::u16string& units) {
   const auto whole = RequireSame<char16_t>(units, transcoding::EncodePlain, EncodeUtf8);
   std::size_t expected = whole.text.size();
-  for (std::size_t at = whole.taken; at != units.size();) {  // an unpaired one counts as one byte
+  for (std::size_t at = whole.taken; at != units.size();) {  // an unpaired one counts as a byte
     const auto next = RunWhole(transcoding::EncodePlain, units.substr(at + 1));
     expected += 1 + next.text.size();
     at += 1 + next.taken;
@@ -131,7 +132,7 @@ void RequireThatAllAgree(const std::u16string& units) {
   }
 }
 
-// The pieces of a text of each kind.
+// The pieces for each kind of text.
 const std::vector<std::vector<std::u16string>> kAlphabets = {
     {u"a"},
     {u"a", u"b", u"c", u"\xE9"},
@@ -141,14 +142,14 @@ const std::vector<std::vector<std::u16string>> kAlphabets = {
     {u"a", u"a", u"\xE9", u"\x4E2D", u"\xD83D\xDE00"},
     {u"aaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaa", u"\xE9", u"\x4E2D", u"\xD83D\xDE00"}};
 
-// Of some hundred units, which leaves choices for the damage.
+// Makes a text of some hundred units and leaves choices for the damage.
 std::u16string MakeText(Choices& choices) {
   const auto& alphabet = kAlphabets[choices.Next(1) % kAlphabets.size()];
   const std::size_t size = choices.Below(400);
   std::u16string text;
   while (text.size() < size) {
     const std::uint64_t choice = choices.Next(1);
-    // Some stand in long stretches, which go in pairs of blocks.
+    // Makes long runs of some pieces, which are converted in pairs of blocks.
     for (auto times = choice < 16 ? choices.Next(1) : 1; times > 0; --times) {
       text += alphabet[choice % alphabet.size()];
     }
@@ -174,7 +175,7 @@ void CheckTranscoding(Choices choices) {
     RequireThatBlocksGoOn(utf8, transcoding::DecodeAvx512);
     RequireThatBlocksGoOn(text, transcoding::EncodeAvx512);
   }
-  // Damaged.
+  // Damages the text.
   utf8[choices.Below(utf8.size())] = static_cast<char>(choices.Next(1));
   if (choices.Next(1) % 4 == 0) utf8.erase(choices.Below(utf8.size()), 1);
   if (choices.Next(1) % 4 == 0) utf8.resize(choices.Below(utf8.size() + 1));
@@ -190,7 +191,7 @@ void CheckTranscoding(Choices choices) {
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   const std::string_view bytes(reinterpret_cast<const char*>(data), size);
   orvik::fuzz::CheckTranscoding(orvik::fuzz::Choices(bytes));
-  // As text of any kind, too.
+  // The bytes themselves are a text, too.
   orvik::fuzz::RequireThatAllAgree(std::string(bytes));
   return 0;
 }

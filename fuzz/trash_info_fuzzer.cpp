@@ -1,5 +1,5 @@
-// The info file of something thrown away, in the home trash and in that of a volume: it gives the
-// original path back, takes its name, and goes away unless it is kept.
+// The info file of a discarded item, in the home trash and in the trash of a volume: it gives the
+// original path back, takes its name, and is removed unless it is kept.
 #include <unistd.h>
 
 #include <algorithm>
@@ -46,7 +46,7 @@ bool IsDate(std::string_view text) {
   });
 }
 
-// The three lines of an info file; gives the path.
+// Checks the three lines of an info file and returns the path.
 std::string OriginalPath(const std::string& file) {
   std::string_view rest = file;
   Require(orvik::fuzz::TakePart(rest, '\n') == "[Trash Info]");
@@ -60,8 +60,8 @@ std::string OriginalPath(const std::string& file) {
   return orvik::fuzz::PercentDecoded(path);
 }
 
-// Never "." or ".."; as it was given, below the top, when it had none of them. Two "/" at the start
-// are one for the kernel, but not for std::filesystem.
+// The path never has "." or "..". Below the top, a path without them is unchanged. For the kernel
+// two "/" at the start are one; for std::filesystem they are not.
 void CheckOriginalPath(const std::string& path, const std::string& source, const std::string& top) {
   const fs::path normal = fs::path(source).lexically_normal();
   for (const fs::path& part : fs::path(path)) Require(part != "." && part != "..");
@@ -73,8 +73,8 @@ void CheckOriginalPath(const std::string& path, const std::string& source, const
 
 }  // namespace
 
-// The first byte chooses the trash and whether the file lay on its volume; then the name in the
-// trash, up to a line end, and the rest of the path.
+// The first byte chooses the trash and whether the file was on its volume. The name in the trash
+// follows, up to a line end, and then the rest of the path.
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   static const Trashes trashes;
   if (size == 0) return 0;

@@ -1,5 +1,5 @@
-// Arrays of 16-bit and 32-bit units: well-formed text comes back, anything else stays inside its
-// room.
+// Arrays of 16-bit and 32-bit units: well-formed text is reproduced, and other text stays within
+// its room.
 #include <cstddef>
 #include <cstdint>
 #include <memory>

@@ -1,6 +1,6 @@
-// The conversions between UTF-8 and UTF-16, which go by blocks, against another library's reading
-// and against the way over UTF-32, which goes character by character: text, position and result
-// agree, in any room.
+// The conversions between UTF-8 and UTF-16 work in blocks. They are compared with another library,
+// and with the way over UTF-32, which works character by character: text, position and result agree
+// in any room.
 #include <unicode/utf16.h>
 #include <unicode/utf8.h>
 
@@ -21,7 +21,7 @@ using test::Conversion;
 using test::ConversionRoutine;
 using test::Converted;
 
-// The result that the other library's rules give.
+// The result by the rules of the other library.
 Conversion<UTF8, UTF16> ByTheRules(const std::basic_string<UTF8>& bytes) {
   Conversion<UTF8, UTF16> expected{conversionOK, 0, {}};
   const auto length = static_cast<int32_t>(bytes.size());
@@ -61,7 +61,7 @@ std::string ConversionFault(ConversionRoutine<Source, Target> fast,
         (part.result == targetExhausted && small_room - part.text.size() > 3)) {
       return "another text in little room";
     }
-    // Under the lenient flag a lone high surrogate may end up last, which cuts it off.
+    // With the lenient flag, a lone high surrogate may come last, and is then cut off.
     if (flags == strictConversion &&
         Converted(fast, text.substr(0, part.read), flags, room).text != part.text) {
       return "another position";
@@ -70,7 +70,8 @@ std::string ConversionFault(ConversionRoutine<Source, Target> fast,
   return "";
 }
 
-// The first byte is a small room; the rest is taken as bytes, as numbers of pieces, and as units.
+// The first byte is the size of a small room. The rest is read as bytes, as numbers of pieces, and
+// as units.
 std::string UnicodeConversionsFault(std::string_view input) {
   using Bytes = std::basic_string<UTF8>;
   static constexpr std::string_view kPieces[] = {
@@ -79,7 +80,7 @@ std::string UnicodeConversionsFault(std::string_view input) {
   Choices choices(input);
   const std::size_t room = choices.Next(1);
   const std::string_view rest = choices.Rest();
-  // Every second input has no malformed piece.
+  // Every second input has only well-formed pieces.
   const std::size_t kinds = room % 2 == 0 ? 5 : std::size(kPieces);
   Bytes pieces;
   std::u16string units;

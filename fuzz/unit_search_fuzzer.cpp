@@ -1,4 +1,4 @@
-// The searches in text, which go by blocks, against those of the standard library.
+// The searches in text, which work in blocks, compared with those of the standard library.
 #include <cstddef>
 #include <cstdint>
 #include <string>
@@ -20,7 +20,7 @@ std::string UnitSearchFaultIn(std::basic_string_view<Unit> content,
   if (text.empty()) return "";
   if (FindUnit(content, text[0]) != content.find(text[0])) return "another place of a unit";
   if constexpr (sizeof(Unit) == 1) {
-    // In a block of exactly the size, so that a byte that is read behind it is found.
+    // A block of exactly the size of the content, so that reading behind it is detected.
     const std::vector<char> exact(content.begin(), content.end());
     const std::string_view before = content.substr(0, content.find('\0'));
     if (text.find('\0') == text.npos &&
@@ -38,9 +38,8 @@ std::string UnitSearchFaultIn(std::basic_string_view<Unit> content,
   return "";
 }
 
-// The first byte is the length of the text that is looked for; it follows, then the content. They
-// are taken as bytes, as any units, and as few different units, so that beginnings of the text are
-// met often.
+// The first byte is the length of the text to find; that text and the content follow. They are read
+// as bytes, as any units, and as few different units, so that the start of the text occurs often.
 std::string UnitSearchFault(std::string_view bytes) {
   Choices choices(bytes);
   const std::size_t length = choices.Next(1);
@@ -50,7 +49,7 @@ std::string UnitSearchFault(std::string_view bytes) {
   for (const char byte : rest) {
     any += static_cast<char16_t>(byte * 0x0103);
     few += static_cast<char16_t>(0x4E00 | (byte & 3) << 7);
-    // Mostly one letter, so that much is compared in vain, and a 0 byte here and there.
+    // Mostly one letter, so that many comparisons fail late, and a few 0 bytes.
     few_bytes += static_cast<char>(byte == 7 ? 0 : (byte & 7) == 1 ? 'b' : 'a');
   }
   const auto fault = [length](auto all) {

@@ -1,5 +1,5 @@
-// Link texts: a text that was made a link has a scheme, no backslash, and is left as it is from
-// then on.
+// Link texts: a text that was turned into a link has a scheme and no backslash, and does not change
+// when it is turned into a link again.
 #include <cstddef>
 #include <cstdint>
 #include <string>

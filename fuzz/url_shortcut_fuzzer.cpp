@@ -1,5 +1,5 @@
-// Any bytes as a shortcut file: the URL found is a piece of them, whole as the rules say, and one
-// that is written is found again.
+// Any bytes as a shortcut file: the URL that is found is a part of them, complete by the rules, and
+// a written URL is found again.
 #include <cstddef>
 #include <cstdint>
 #include <filesystem>

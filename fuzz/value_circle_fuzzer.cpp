@@ -1,5 +1,5 @@
-// The circle of a tree of values: written in each form it comes back equal, and what is saved of a
-// form that was damaged by one byte or one cut was in the tree; what is not saved is told.
+// A tree of values, written in each form and read back, is equal. After one damaged byte or a cut,
+// every salvaged value was in the tree, and every other value is reported as a loss.
 #include <bit>
 #include <cmath>
 #include <cstddef>
@@ -27,7 +27,7 @@ std::u16string MakeText(Choices& choices) {
   std::u16string text;
   for (std::size_t count = choices.Below(4); count > 0; --count) {
     const std::size_t piece = choices.Below(std::size(kPieces));
-    // A literal of a NUL alone is an empty view.
+    // A literal with only a NUL is an empty view.
     text += kPieces[piece].empty() ? std::u16string(1, u'\0') : std::u16string(kPieces[piece]);
   }
   return text;
@@ -38,7 +38,7 @@ std::uint64_t MakeBits(Choices& choices) {
       0, 1, 0x7F, 0x80, ~0u, ~0ull, ~0ull >> 1, 1ull << 63, 0x3FDull << 52, 0xFFF8ull << 48};
   const std::size_t which = choices.Below(std::size(kBits) + 3);
   if (which < std::size(kBits)) return kBits[which];
-  // Dates and reals of an everyday size, or any bits.
+  // Dates and reals of ordinary size, or any bits.
   const std::uint64_t bits = choices.Next(8);
   const double everyday = static_cast<double>(static_cast<std::int64_t>(bits)) / 65536;
   return which % 2 == 0 ? bits : std::bit_cast<std::uint64_t>(everyday);
@@ -65,7 +65,7 @@ plist::Value MakeValue(Choices& choices, int depth) {
   return plist::Value::Date(std::bit_cast<double>(bits));
 }
 
-// How often each leaf occurs: its path, with "*" for an index, its type and its text.
+// The number of occurrences of each leaf: its path, with "*" for an index, its type and its text.
 using Leaves = std::map<std::string, int>;
 void CountLeaves(const std::string& path, const plist::Value& value, Leaves& leaves) {
   if (value.is_array()) {
@@ -79,7 +79,7 @@ void CountLeaves(const std::string& path, const plist::Value& value, Leaves& lea
   }
 }
 
-// The forbidden effect of one damaged byte, or of a cut; "" for none.
+// The forbidden effect of one damaged byte or a cut; "" for none.
 std::string DamageFault(const plist::Value& tree, std::string bytes, Choices& choices) {
   const std::size_t place = choices.Below(bytes.size());
   if (choices.Next(1) % 4 == 0) {
@@ -108,7 +108,7 @@ std::string DamageFault(const plist::Value& tree, std::string bytes, Choices& ch
   return "";
 }
 
-// Why the tree that the choices make does not come back; "" when it does.
+// The reason why the tree made by the choices does not come back; "" if it does.
 std::string CircleFault(std::string_view bytes) {
   Choices choices(bytes);
   plist::Value tree = plist::Value::Dictionary();

@@ -1,5 +1,5 @@
-// Any text as an XML document: it is loaded or refused, every element can be read, and what is
-// written of a document is loaded again and written the same.
+// Any text as an XML document: it is loaded or refused, every element can be read, and the text
+// written for a document is loaded again and written the same.
 #include <cstddef>
 #include <cstdint>
 #include <cstdlib>
@@ -51,7 +51,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     ReadAll(child);
   }
 
-  // A "persistence" element with "]]>" in its text is the one thing that is not written as XML.
+  // Only a "persistence" element with "]]>" in its text is not written as XML.
   orvik::CAtlStringA written, again;
   CXMLElementReader::GetNodeXML(root, written);
   boost::shared_ptr<TiXmlDocument> copy(new TiXmlDocument());
