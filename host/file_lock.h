@@ -3,9 +3,9 @@
 // The lock is the file ".orvik.lock" in the folder. It stays there after the first change of the
 // folder; if it is removed, the next holder makes a new one. Exactly the users who may write the
 // folder may open the file, so a process that can only read the folder cannot hold up its writers.
-// A new lock file gets the folder's owner and the folder's write permissions for the group and for
-// others. If these differ later, the lock file is replaced by a new one: the owner and mode of an
-// existing file are never changed.
+// A new lock file gets the folder's group, the folder's write permissions for the group and for
+// others, and, if root makes it, the folder's owner. If these differ later, a holder that can set
+// them makes a new file: the owner and mode of an existing file are never changed.
 //
 // Two bytes of the file are locked with open-file-description locks (fcntl), which end with their
 // process and work on network file systems. Waiting processes queue at the first byte; the first of

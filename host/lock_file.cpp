@@ -120,7 +120,7 @@ void GiveFolderRights(int file, const struct stat& folder) {
   if (fstat(file, &own) != 0) return;
   const uid_t owner = geteuid() == 0 ? folder.st_uid : own.st_uid;
   if (own.st_gid != folder.st_gid || own.st_uid != owner) {
-    // If the caller may not change the owner, the file keeps its own.
+    // If the caller may not change them, the file keeps its own owner and group.
     [[maybe_unused]] const int result = fchown(file, owner, folder.st_gid);
   }
   if ((own.st_mode & 07777) != ModeFor(folder)) fchmod(file, ModeFor(folder));

@@ -40,11 +40,11 @@ void WriteHolderWords(int file);
 // EINVAL.
 int CheckHolderWords(int file);
 
-// Gives a new file the owner and the group of the folder, as far as the caller may set them, and
-// the mode that lets exactly the users open it who may write the folder.
+// Gives a new file the group of the folder and, as root, its owner, as far as the caller may set
+// them, and the mode that lets exactly the users open it who may write the folder.
 void GiveFolderRights(int file, const struct stat& folder);
 
-// Whether an open file has those permissions. Also true when the caller could not set them.
+// Whether an open file has that owner, group and mode. Also true when the caller could not set them.
 bool HasFolderRights(int file, const struct stat& folder);
 
 // Opens an existing file in the folder. ENOENT; EINVAL unless it is a small regular file with a

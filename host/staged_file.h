@@ -8,7 +8,7 @@
 // staged entries of killed processes: those with names of exactly this form that are unlocked and
 // that it may remove. The destructor removes an entry that was not committed.
 //
-// Failures are error numbers of Linux; 0 is success.
+// Functions that return an int return 0 or an errno.
 #pragma once
 
 #include <sys/stat.h>

@@ -26,8 +26,8 @@ enum class Transfer {
 // If `to` has an entry whose name is another spelling of the same name (file_names.h), the transfer
 // uses that entry, unless the source has both spellings.
 //
-// A large copy uses two threads (copy_crew.h) in the folders that it makes. The second thread has
-// ended when the call returns.
+// A large copy uses two threads (copy_crew.h), except in existing folders that may hold leftovers
+// of killed processes. The second thread has ended when the call returns.
 //
 // The transfer continues after a failure, and lists the failures in the order of the walk. `report`
 // (may be null) counts the files, links and special files transferred. The result is 0 even after
