@@ -44,7 +44,7 @@ int CheckHolderWords(int file);
 // them, and the mode that lets exactly the users open it who may write the folder.
 void GiveFolderRights(int file, const struct stat& folder);
 
-// Whether an open file has that owner, group and mode. Also true when the caller could not set them.
+// Whether an open file has them. Also true when the caller could not set them.
 bool HasFolderRights(int file, const struct stat& folder);
 
 // Opens an existing file in the folder. ENOENT; EINVAL unless it is a small regular file with a

@@ -25,7 +25,8 @@
 //                                        its place: the volume's top, and `.Trash` there, belong to
 //                                        root, and others may write there only if it is sticky
 //   a new file or folder                 gives it to the folder's owner, and to its group, through
-//                                        the descriptor with which it was made (file_place.h)
+//                                        the descriptor with which it was made (file_place.h), if
+//                                        ReplaceFile or MakePlace has made it
 //   a file that is to be read            opens it only if it is regular (descriptor.h)
 //   a staged file that a killed          removes it if it is regular, unlocked, has the exact form
 //   process left                         of the name, and belongs to the caller; root also removes
