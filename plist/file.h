@@ -17,8 +17,9 @@
 // list is too large with its shared objects written out (forms.h). Reading creates no files or
 // folders.
 //
-// A change follows only symbolic links of root or the caller. Any other link is EPERM with its path
-// in obstacle(), and is logged. Without a change all links are followed.
+// A change follows symbolic links of root and the caller, and others in a folder that no other user
+// can change. Any other link is EPERM with its path in obstacle(), and is logged. Without a change
+// all links are followed.
 //
 // Use an object for one operation on one thread.
 #pragma once
