@@ -2,7 +2,7 @@
 //
 //   copy_folder SOURCE TARGET
 //
-// Exit status: 0 everything was copied, 1 something was not, 2 the command line is wrong, 3
+// Exit status: 0 everything was copied, 1 an entry was not copied, 2 invalid command line, 3
 // stopped. Without arguments it copies a small folder of its own.
 #include <pthread.h>
 #include <signal.h>
@@ -27,7 +27,7 @@ std::string Bytes(const CAtlString& text) {
   return MakeUTF8StringFromUnicodeString(text).GetString();
 }
 
-// One line on a terminal, which is written again and again.
+// Shows the progress in one line of the terminal, which is overwritten each time.
 ProgressAnswer Show(const ProgressState& state) {
   if (isatty(STDERR_FILENO)) {
     std::fprintf(stderr, "\r%llu of %llu files, %llu of %llu KiB \033[K",
@@ -39,7 +39,7 @@ ProgressAnswer Show(const ProgressState& state) {
   return ProgressAnswer::kGoOn;
 }
 
-// Waits for Control-C on a thread of its own, which may do everything that a handler may not.
+// Waits for Control-C on its own thread, where more is allowed than in a signal handler.
 class Interruption {
  public:
   explicit Interruption(Progress& progress) {

@@ -29,7 +29,7 @@ constexpr char kSample[] =
 // The options of the file; -1 if it cannot be read or the configuration cannot be saved.
 int Import(const COrvikFilePath& from, const COrvikFilePath& to) {
   const boost::shared_ptr<TiXmlDocument> document(new TiXmlDocument);
-  // Refuses what is not well-formed.
+  // Refuses a document that is not well-formed.
   XMLDocumentError error;
   if (TiXmlHelper::InitializeTiXmlDocumentFromFile(document, from, &error) != S_OK) {
     std::fprintf(stderr, "line %d, column %d: %s\n", error.line, error.column,
@@ -49,12 +49,12 @@ int Import(const COrvikFilePath& from, const COrvikFilePath& to) {
       continue;
     }
     CXMLElementReader::GetTextAttributeFromNodeW(options.GetAt(i), "value", value);
-    // The store cannot read an empty value back: to have none means the same there.
+    // The store cannot read an empty value back; a missing value means the same to it.
     if (value.IsEmpty()) continue;
     if (!WriteXMLConfigString(kUser, section, name, value)) return -1;
     ++imported;
   }
-  return SaveXMLConfigFile(kUser) ? imported : -1;  // nothing is on disk before
+  return SaveXMLConfigFile(kUser) ? imported : -1;  // writes the file for the first time
 }
 
 int Show() {

@@ -1,5 +1,5 @@
-// Rotates the logs of a folder: x.log becomes x.log.1, x.log.1 becomes x.log.2, up to x.log.3,
-// which is removed. Names may be of any bytes.
+// Rotates the logs of a folder: x.log becomes x.log.1, x.log.1 becomes x.log.2, and so on up to
+// x.log.3, which is removed. Names may have any bytes.
 //
 //   log_rotator [FOLDER]      without a folder, shows itself on one of its own
 #include <cstdio>
@@ -25,8 +25,8 @@ CAtlString Numbered(const CAtlString& log, int number) {
 
 bool Rotate(const COrvikFilePath& log) {
   const CAtlString path = log.GetFilePathString();
-  // DeleteFile would also remove a folder with all that it holds, and an empty path is the folder
-  // itself. So it gets only what the listing gave as a file.
+  // DeleteFile would also remove a folder with its content, and an empty path is the folder itself.
+  // So it is called only for a path that is a file.
   const COrvikFilePath oldest(Numbered(path, kKept));
   if (oldest.FileExists()) {
     if (oldest.IsDirectory() || !CFileManipulator::DeleteFile(oldest)) return false;
@@ -41,8 +41,8 @@ bool Rotate(const COrvikFilePath& log) {
 }
 
 int RotateAll(const COrvikDirectoryPath& folder) {
-  // The pattern "*.log" would miss "a.b.log" and ".hidden.log", because "*" stops at the first "."
-  // that it meets. So all files are listed and the ends of their names compared.
+  // The pattern "*.log" would miss "a.b.log" and ".hidden.log", because "*" stops at the first ".".
+  // So all files are listed, and the ends of their names are compared.
   CAtlArray<COrvikFilePath> files;
   if (folder.FindFilesInDirectory(u"*", files) != 0) return 1;
   int failures = 0;
@@ -51,7 +51,7 @@ int RotateAll(const COrvikDirectoryPath& folder) {
     if (!file.HasExtension(u".log")) continue;
     if (!Rotate(file)) {
       ++failures;
-      // The bytes of the name as they are on disk, also those that are not UTF-8.
+      // The bytes of the name on disk, even if they are not UTF-8.
       std::fprintf(stderr, "not rotated: %s\n",
                    PathForLibc(file.GetFilePathString()).value_or("?").c_str());
     }

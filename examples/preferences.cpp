@@ -24,21 +24,21 @@ int Fail(const PrefStatus& status) {
 
 int main() {
   TypedPreferences settings(kDomain);
-  // Values of an earlier run go first.
+  // Removes the values of an earlier run.
   if (const PrefStatus status = settings.RemoveKey(kWindow); !status.ok()) return Fail(status);
   if (const PrefStatus status = settings.Set(kWindow, u"Title", u"Hello"); !status.ok()) {
     return Fail(status);
   }
   PreferenceWatch watch(kSharedScope, kWindow, kDomain);
 
-  // All or nothing, under one lock.
+  // All changes or none, under a single lock.
   Transaction transaction(kSharedScope, kDomain);
   transaction.RequireKey(kWindow);
   transaction.Set(kWindow, u"Width", 640);
   transaction.Set(kWindow, u"Height", 480);
   if (const PrefStatus status = transaction.Commit(); !status.ok()) return Fail(status);
 
-  // An event loop waits for the descriptor beside its others.
+  // An event loop waits for this descriptor together with its others.
   pollfd ready = {watch.descriptor(), POLLIN, 0};
   std::vector<PreferenceChange> changes;
   while (changes.empty() && poll(&ready, 1, 10'000) > 0) changes = watch.TakeChanges();

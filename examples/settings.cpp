@@ -1,4 +1,4 @@
-// Settings of a program that several processes change: each sees what the others saved.
+// Settings of a program that several processes change: each process sees the changes of the others.
 #include <poll.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -20,12 +20,12 @@ class Settings {
  public:
   Settings() { Load(); }
 
-  // For any event loop: Changed is called when it can be read.
+  // For any event loop, which calls Changed when the descriptor is readable.
   int descriptor() const { return watch_.descriptor(); }
   std::int64_t width() const { return width_; }
   bool dark() const { return dark_; }
 
-  // True if something below the key is another one than before.
+  // True if a value below the key has changed.
   bool Changed() {
     if (watch_.TakeChanges().empty()) return false;
     Load();
@@ -46,7 +46,7 @@ class Settings {
     dark_ = store_.Boolean(kKey, u"Dark").value_or(false);
   }
 
-  // The watch comes first: what changes after the values were read is reported.
+  // The watch comes first, so that every change after reading the values is reported.
   PreferenceWatch watch_{kUserScope, kKey, kDomain};
   TypedPreferences store_{kDomain, kUserScope};
   std::int64_t width_ = 0;

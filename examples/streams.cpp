@@ -13,7 +13,7 @@ int main() {
   {
     const CComPtr<IStream> file = CStreamFactory::CreateWritableFileStream(path);
     if (file == nullptr || file->Write("seventeen bytes\n\n", 17, nullptr) != S_OK) return 1;
-    if (FinishStream(file) != S_OK) return 1;  // closes the file; a full disk shows here
+    if (FinishStream(file) != S_OK) return 1;  // closes the file; reports a full disk
   }
 
   CComPtr<IStreamOnBuffer> memory;

@@ -1,5 +1,5 @@
-// Cleans a text file of any size that fits into memory: line ends become "\n", one word becomes
-// another, and lines and words are counted.
+// Cleans a text file that fits into memory: line ends become "\n", one word is replaced by another,
+// and lines and words are counted.
 //
 //   text_tool [FILE WORD REPLACEMENT]      without arguments, works on 10 MB of its own
 #include <cstdio>
