@@ -42,8 +42,8 @@ std::u16string Composed(std::u16string_view text);
 // An unpaired surrogate counts as a character with one spelling. When memory runs out, the
 // functions throw std::bad_alloc; they have no other failure.
 
-// Whether every other text differs from this one in meaning, too. Also true of ASCII text, although
-// the Kelvin sign, for instance, is equivalent to the letter K.
+// Whether the text has only one spelling. Also true of ASCII text, although the Kelvin sign, for
+// instance, is equivalent to the letter K.
 bool HasOneSpelling(std::u16string_view units);
 
 // Calls `visit` with every other spelling. When there are more than `limit`, returns false and

@@ -23,7 +23,6 @@
 // list of C leave out an argument ("%2$d" alone: without the type of the first argument, the second
 // cannot be reached), or when the result would exceed kMaximumFormattedLength units, its widths and
 // precisions included.
-// precision is part of that.
 #pragma once
 
 #include <cstdarg>
