@@ -60,10 +60,12 @@ add_compile_definitions(${ORVIK_PUBLIC_DEFINITIONS})
 # orvik_library(NAME LINKS ...): every source of the current folder, compiled once, becomes the
 # static library orvik_NAME (orvik::NAME, what the programs of this tree link) and the shared one
 # orvik_NAME_shared, which exports what the public headers declare (CONTRIBUTING.md) and nothing
-# else. LINKS are the layers it may use (public); PRIVATE_LINKS stay inside.
+# else. LINKS are the layers it may use (public); PRIVATE_LINKS stay inside. STATIC_SOURCES, with their
+# full paths, are in the static library alone.
 function(orvik_library name)
-  cmake_parse_arguments(arg "" "" "LINKS;PRIVATE_LINKS" ${ARGN})
+  cmake_parse_arguments(arg "" "" "LINKS;PRIVATE_LINKS;STATIC_SOURCES" ${ARGN})
   file(GLOB_RECURSE sources CONFIGURE_DEPENDS *.cpp)
+  list(REMOVE_ITEM sources ${arg_STATIC_SOURCES})
   add_library(orvik_${name}_objects OBJECT ${sources})
   # clang looks at the namespace around a definition, not around its declaration in the header, and
   # would hide everything.
@@ -76,7 +78,7 @@ function(orvik_library name)
   target_compile_definitions(orvik_${name}_objects PRIVATE ORVIK_WARNS_OF_COLLATION)
   orvik_precompile(orvik_${name}_objects libraries)
 
-  add_library(orvik_${name} STATIC)
+  add_library(orvik_${name} STATIC ${arg_STATIC_SOURCES})
   add_library(orvik::${name} ALIAS orvik_${name})
   set_target_properties(orvik_${name} PROPERTIES EXPORT_NAME ${name}_static)
   target_link_libraries(orvik_${name} PUBLIC ${arg_LINKS})

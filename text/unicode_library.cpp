@@ -7,6 +7,9 @@
 #include <cstring>
 #include <new>
 
+// Exists in programs that link ICU (linked_icu.cpp).
+extern "C" [[gnu::weak]] void* orvik_linked_icu(const char* name);
+
 namespace orvik {
 
 namespace {
@@ -26,6 +29,11 @@ namespace {
 void* FindIcuFunction(IcuLibrary library, const char* name) {
   const char* const file = library == IcuLibrary::kCommon ? "libicuuc.so." U_ICU_VERSION_SHORT
                                                           : "libicui18n.so." U_ICU_VERSION_SHORT;
+  if (orvik_linked_icu != nullptr) {
+    void* const linked = orvik_linked_icu(name);
+    if (linked == nullptr) Fail(name);
+    return linked;
+  }
   errno = 0;
   void* const handle = dlopen(file, RTLD_NOW | RTLD_LOCAL);
   if (handle == nullptr && errno == ENOMEM) throw std::bad_alloc();

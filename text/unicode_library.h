@@ -4,7 +4,7 @@
 // Each function is looked up by name when it is first called, so that a program starts without ICU,
 // whose loading takes longer than most commands. Later calls go through a pointer. Several threads
 // may make the first call at once. A program that cannot load ICU ends with status 127 and a
-// message.
+// message. A program without shared libraries cannot load any: it links ICU (linked_icu.cpp).
 //
 // Only the C interface of ICU can be found in this way. All calls of ICU go through this header;
 // tests/integration/unicode_library_test.sh checks that.
@@ -67,62 +67,65 @@ class LateFunction<Result(Parameters...)> {
   const char* name_;
 };
 
+// What the libraries call, by the library of ICU that has it.
+#define ORVIK_ICU_FUNCTIONS(COMMON, INTERNATIONAL) \
+  COMMON(UCNV_FROM_U_CALLBACK_STOP)                \
+  COMMON(UCNV_TO_U_CALLBACK_STOP)                  \
+  COMMON(u_charDirection)                          \
+  COMMON(u_charType)                               \
+  COMMON(u_getCombiningClass)                      \
+  COMMON(u_getIntPropertyValue)                    \
+  COMMON(u_strFoldCase)                            \
+  COMMON(u_strToLower)                             \
+  COMMON(u_strToUpper)                             \
+  COMMON(ucnv_cbFromUWriteUChars)                  \
+  COMMON(ucnv_close)                               \
+  COMMON(ucnv_convertEx)                           \
+  COMMON(ucnv_fromUnicode)                         \
+  COMMON(ucnv_getMaxCharSize)                      \
+  COMMON(ucnv_open)                                \
+  COMMON(ucnv_resetFromUnicode)                    \
+  COMMON(ucnv_resetToUnicode)                      \
+  COMMON(ucnv_setFromUCallBack)                    \
+  COMMON(ucnv_setToUCallBack)                      \
+  COMMON(ucnv_toUnicode)                           \
+  COMMON(unorm2_composePair)                       \
+  COMMON(unorm2_getNFCInstance)                    \
+  COMMON(unorm2_getNFKDInstance)                   \
+  COMMON(unorm2_getRawDecomposition)               \
+  COMMON(unorm2_normalize)                         \
+  COMMON(uset_add)                                 \
+  COMMON(uset_charAt)                              \
+  COMMON(uset_close)                               \
+  COMMON(uset_freeze)                              \
+  COMMON(uset_getItem)                             \
+  COMMON(uset_getItemCount)                        \
+  COMMON(uset_openEmpty)                           \
+  COMMON(uset_openPattern)                         \
+  COMMON(uset_size)                                \
+  COMMON(uset_span)                                \
+  INTERNATIONAL(ucol_clone)                        \
+  INTERNATIONAL(ucol_close)                        \
+  INTERNATIONAL(ucol_getAttribute)                 \
+  INTERNATIONAL(ucol_getContractionsAndExpansions) \
+  INTERNATIONAL(ucol_open)                         \
+  INTERNATIONAL(ucol_setAttribute)                 \
+  INTERNATIONAL(ucol_setStrength)                  \
+  INTERNATIONAL(ucol_strcoll)                      \
+  INTERNATIONAL(udat_applyPattern)                 \
+  INTERNATIONAL(udat_close)                        \
+  INTERNATIONAL(udat_format)                       \
+  INTERNATIONAL(udat_open)
+
 // ICU's headers define the functions as macros that add the version to each name.
 #define ORVIK_TEXT_OF_EXPANDED(name) #name
 #define ORVIK_TEXT_OF(name) ORVIK_TEXT_OF_EXPANDED(name)
 #define ORVIK_LATE(library, function)                                         \
   inline constinit const LateFunction<decltype(::function)> function(library, \
-                                                                     ORVIK_TEXT_OF(function))
+                                                                     ORVIK_TEXT_OF(function));
 #define ORVIK_COMMON(function) ORVIK_LATE(IcuLibrary::kCommon, function)
 #define ORVIK_INTERNATIONAL(function) ORVIK_LATE(IcuLibrary::kInternational, function)
-
-ORVIK_COMMON(UCNV_FROM_U_CALLBACK_STOP);
-ORVIK_COMMON(UCNV_TO_U_CALLBACK_STOP);
-ORVIK_COMMON(u_charDirection);
-ORVIK_COMMON(u_charType);
-ORVIK_COMMON(u_getCombiningClass);
-ORVIK_COMMON(u_getIntPropertyValue);
-ORVIK_COMMON(u_strFoldCase);
-ORVIK_COMMON(u_strToLower);
-ORVIK_COMMON(u_strToUpper);
-ORVIK_COMMON(ucnv_cbFromUWriteUChars);
-ORVIK_COMMON(ucnv_close);
-ORVIK_COMMON(ucnv_convertEx);
-ORVIK_COMMON(ucnv_fromUnicode);
-ORVIK_COMMON(ucnv_getMaxCharSize);
-ORVIK_COMMON(ucnv_open);
-ORVIK_COMMON(ucnv_resetFromUnicode);
-ORVIK_COMMON(ucnv_resetToUnicode);
-ORVIK_COMMON(ucnv_setFromUCallBack);
-ORVIK_COMMON(ucnv_setToUCallBack);
-ORVIK_COMMON(ucnv_toUnicode);
-ORVIK_COMMON(unorm2_composePair);
-ORVIK_COMMON(unorm2_getNFCInstance);
-ORVIK_COMMON(unorm2_getNFKDInstance);
-ORVIK_COMMON(unorm2_getRawDecomposition);
-ORVIK_COMMON(unorm2_normalize);
-ORVIK_COMMON(uset_add);
-ORVIK_COMMON(uset_charAt);
-ORVIK_COMMON(uset_close);
-ORVIK_COMMON(uset_freeze);
-ORVIK_COMMON(uset_getItem);
-ORVIK_COMMON(uset_getItemCount);
-ORVIK_COMMON(uset_openEmpty);
-ORVIK_COMMON(uset_openPattern);
-ORVIK_COMMON(uset_size);
-ORVIK_COMMON(uset_span);
-ORVIK_INTERNATIONAL(ucol_clone);
-ORVIK_INTERNATIONAL(ucol_close);
-ORVIK_INTERNATIONAL(ucol_getAttribute);
-ORVIK_INTERNATIONAL(ucol_getContractionsAndExpansions);
-ORVIK_INTERNATIONAL(ucol_open);
-ORVIK_INTERNATIONAL(ucol_setAttribute);
-ORVIK_INTERNATIONAL(ucol_setStrength);
-ORVIK_INTERNATIONAL(ucol_strcoll);
-ORVIK_INTERNATIONAL(udat_applyPattern);
-ORVIK_INTERNATIONAL(udat_close);
-ORVIK_INTERNATIONAL(udat_format);
-ORVIK_INTERNATIONAL(udat_open);
+ORVIK_ICU_FUNCTIONS(ORVIK_COMMON, ORVIK_INTERNATIONAL)
 
 // Closes a converter for its std::unique_ptr.
 struct CloseConverter {
@@ -133,7 +136,5 @@ using Converter = std::unique_ptr<UConverter, CloseConverter>;
 #undef ORVIK_INTERNATIONAL
 #undef ORVIK_COMMON
 #undef ORVIK_LATE
-#undef ORVIK_TEXT_OF
-#undef ORVIK_TEXT_OF_EXPANDED
 
 }  // namespace orvik::icu

@@ -1,5 +1,5 @@
-// Writes and reads a value of the store, and uses a string, a file path and the XML writer. Catches
-// what the library throws and asks for the types of its objects.
+// Writes and reads a value of the store, and uses a string, the collation, a file path and the XML
+// writer. Catches what the library throws and asks for the types of its objects.
 #include <climits>
 #include <cstdio>
 #include <new>
@@ -38,6 +38,7 @@ bool KnowsTypes() {
 
 int main() {
   if (!CatchesByType() || !KnowsTypes()) return 4;
+  if (CAtlString(u"z").Collated(u"\u00E9") <= 0) return 5;
   const CAtlString domain(u"com.example.Outside"), key(u"Software/Outside");
   if (WritePreferenceString(0, key, u"Title", u"Hello", domain) != 0) return 1;
   unsigned long error = 0;

@@ -1,0 +1,20 @@
+// ICU for programs without shared libraries. The part of the static library that holds this file is
+// linked only into programs that ask for its symbol: -Wl,-u,orvik_linked_icu. All functions that
+// the libraries call become parts of the program then, with the data of ICU.
+#include <cstring>
+
+#include "text/unicode_library.h"
+
+// The function of that name, or null.
+extern "C" void* orvik_linked_icu(const char* name) {
+  struct Row {
+    const char* name;
+    void* function;
+  };
+#define ORVIK_ROW(function) {ORVIK_TEXT_OF(function), reinterpret_cast<void*>(&::function)},
+  static const Row kRows[] = {ORVIK_ICU_FUNCTIONS(ORVIK_ROW, ORVIK_ROW)};
+  for (const Row& row : kRows) {
+    if (std::strcmp(row.name, name) == 0) return row.function;
+  }
+  return nullptr;
+}
