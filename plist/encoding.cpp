@@ -98,7 +98,7 @@ std::optional<Utf8Text> Converted(std::string_view bytes, const char* encoding) 
   return utf8;
 }
 
-// Null for bytes that begin with none; a byte-order mark of UTF-8 is taken off.
+// The signature with which `bytes` begin, or null. Removes a byte-order mark of UTF-8.
 const Signature* SignatureOf(std::string_view& bytes) {
   if (bytes.starts_with("\xEF\xBB\xBF")) bytes.remove_prefix(3);
   const auto* const found =

@@ -26,7 +26,8 @@ struct Utf8Text {
 // checked but not copied; the result then refers to `bytes`.
 std::optional<Utf8Text> TextAsUtf8(std::string_view bytes);
 
-// Why TextAsUtf8 gives nothing for `bytes`, for a message; of UTF-8 with line and column.
+// The reason why TextAsUtf8 gives nothing for `bytes`, for a message. For malformed UTF-8 it has
+// line and column.
 std::string WhyNotText(std::string_view bytes);
 
 }  // namespace orvik::plist

@@ -67,10 +67,9 @@ struct Salvage {
 
 // Takes every intact value that has a place and skips all others. Reads XML and the old text form
 // in UTF-8 and UTF-16, XML also in another encoding based on ASCII, and the binary form if its
-// table of objects is intact. XML with an encoding of an unknown name is read as UTF-8, and the
-// encoding is a loss. Takes time and memory proportional to the bytes. `bytes` must not be
-// null. An undamaged list comes back complete and without losses, unless its root is not a
-// dictionary.
+// table of objects is intact. XML whose encoding is unknown is read as UTF-8, and the encoding is a
+// loss. Takes time and memory proportional to the bytes. `bytes` must not be null. An undamaged
+// list comes back complete and without losses, unless its root is not a dictionary.
 Salvage SalvageEntries(const Bytes& bytes);
 
 // No entries, and a single loss for the whole file.

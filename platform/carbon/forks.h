@@ -45,8 +45,9 @@ OSErr FSGetDataForkName(HFSUniStr255* name);
 
 // Opens the data fork at position 0; any other name gives errFSForkNotFound. Follows a link at the
 // end to its file; notAFileErr if that is not a regular file. For writing, it refuses a link of
-// another user in a folder that others can change, and a file of another user in a sticky folder
-// that everyone may write. Other errors: opWrErr, permErr, tmfoErr (32,767 forks are open).
+// another user in a folder that others can change, and, in a sticky folder that everyone may write,
+// a file of neither the caller nor the folder's owner. Other errors: opWrErr, permErr, tmfoErr
+// (32,767 forks are open).
 OSErr FSOpenFork(const FSRef* ref, unsigned long name_length, const UniChar* name,
                  SInt8 permissions, FSIORefNum* fork);
 
