@@ -104,8 +104,8 @@ struct ContentSize {
 // the first byte is written, if the file system supports that. If the source shrinks meanwhile, the
 // bytes that it still has are copied; a source of size 0 is read to its end, because files in /proc
 // have no size. 0 or an errno; after a failure the target is incomplete, and `side` says which file
-// failed. The monitor (may be null) receives every byte, including holes, in pieces of at most 4
-// MiB, and may stop the copy (ECANCELED).
+// failed. The monitor (may be null) receives every byte, copied bytes in pieces of at most 4 MiB,
+// holes and shared blocks at once, and may stop the copy (ECANCELED).
 int CopyContent(int source, int target, const ContentSize& source_size, std::size_t buffer_size,
                 Side* side, Monitor* monitor);
 
