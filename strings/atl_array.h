@@ -5,8 +5,8 @@
 // CAtlString, CAtlStringA and plain data do not).
 //
 // Errors: an index that is not below the count throws std::out_of_range. Too little memory is a
-// result (false, or kNoIndex; std::bad_alloc from a constructor) and leaves the array as it was;
-// what an element's own constructor throws passes through and leaves the array as it was.
+// result (false, or kNoIndex; std::bad_alloc from a constructor) and leaves the array as it was. An
+// exception of an element's constructor reaches the caller and leaves the array as it was.
 //
 // Threads: one array may be read in several threads at once as long as none changes it.
 #pragma once
@@ -47,7 +47,7 @@ class CAtlArray {
   using const_iterator = const E*;
 
   CAtlArray() = default;
-  // Copies of the elements. Too little memory throws std::bad_alloc.
+  // Copies the elements. Too little memory throws std::bad_alloc.
   CAtlArray(std::initializer_list<E> elements) : CAtlArray() {
     if (!Reserve(elements.size())) throw std::bad_alloc();
     std::uninitialized_copy(elements.begin(), elements.end(), data_);
@@ -69,7 +69,7 @@ class CAtlArray {
   // array is changed.
   E* GetData() { return data_; }
   const E* GetData() const { return data_; }
-  // The same under the names of the standard library's containers.
+  // The same functions under the names of the standard library's containers.
   [[nodiscard]] std::size_t size() const { return count_; }
   [[nodiscard]] bool empty() const { return count_ == 0; }
   E* data() { return data_; }
@@ -89,8 +89,9 @@ class CAtlArray {
   std::size_t Add(const E& element);
 
   // Makes the array `count` elements long: constructs the missing ones with their default value or
-  // destroys the last ones. A count of 0 frees the storage. `grow_by` is the number of elements by
-  // which later growth enlarges the storage, 0 for automatic; a negative value keeps the setting.
+  // destroys the last ones. A count of 0 frees the storage. Later growth enlarges the storage by
+  // `grow_by` elements, or by an automatic number for 0; a negative value keeps the setting. False
+  // when there is too little memory.
   bool SetCount(std::size_t count, int grow_by = -1);
 
   // Destroys all elements and frees the storage; the grow-by setting stays.
@@ -101,8 +102,8 @@ class CAtlArray {
     count_ = capacity_ = 0;
   }
 
-  // Destroys `count` elements from `index` on and moves those behind them up. Throws
-  // std::out_of_range, and changes nothing, unless all of them are there. The storage stays.
+  // Destroys `count` elements from `index` on and moves the later elements down to the gap. Throws
+  // std::out_of_range, and changes nothing, unless the array has all of them. The storage stays.
   void RemoveAt(std::size_t index, std::size_t count = 1) {
     if (index > count_ || count > count_ - index) {
       throw std::out_of_range("CAtlArray: not so many elements from the index on");
@@ -114,7 +115,7 @@ class CAtlArray {
 
   // Inserts `count` copies of the element, which may be one of this array, before `index`. An index
   // past the end makes the array index + count long; the elements in between have their default
-  // value.
+  // value. False when there is too little memory.
   bool InsertAt(std::size_t index, const E& element, std::size_t count = 1);
 
  private:
@@ -168,7 +169,7 @@ std::size_t CAtlArray<E, Traits>::Add(const E& element) {
     ::new (static_cast<void*>(data_ + count_)) E(element);
     return count_++;
   }
-  // The element may be one of ours and move with the others, so its copy is made first.
+  // The element may belong to this array, and Reserve moves it. So copy it first.
   alignas(E) unsigned char copy[sizeof(E)];
   E* const made = ::new (static_cast<void*>(copy)) E(element);
   if (!Reserve(count_ + 1)) {

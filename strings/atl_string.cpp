@@ -42,7 +42,7 @@ const CAtlString& AfxGetEmptyString() {
   return empty;
 }
 
-// A friend has no visibility of its own.
+// A friend does not inherit the visibility of its class.
 [[gnu::visibility("default")]] std::ostream& operator<<(std::ostream& out, const CAtlString& text) {
   return out << MakeUTF8StringFromUnicodeString(text);
 }
@@ -91,7 +91,7 @@ CAtlStringA& CAtlStringA::operator=(CFStringRef text) {
     Empty();
     return *this;
   }
-  // In a block of its own first: the platform may run out of memory halfway.
+  // Converts into a separate string first: the platform may run out of memory halfway.
   CAtlStringA converted;
   char* const bytes = converted.GetBuffer(static_cast<int>(length));
   CFIndex used = 0;
@@ -152,7 +152,7 @@ char16_t UnitOf(char16_t unit) {
   return unit;
 }
 
-// By code units, the bytes as Mac OS Roman.
+// Compares by code units; bytes count as Mac OS Roman.
 template <typename Text>
 int CompareUnits(std::string_view a, Text b) {
   const std::size_t common = std::min(a.size(), b.size());
@@ -208,7 +208,7 @@ int CAtlStringA::CompareNoCase(const char16_t* text) const {
 
 CAtlString CAtlString::FromUtf8(std::string_view text) {
   CAtlString wide;
-  // Bytes that begin no character are few: what lies between them is converted at once.
+  // Malformed bytes are rare: the text between them is converted in one call.
   while (!text.empty()) {
     const char* source = text.data();
     const char* const source_end = source + text.size();

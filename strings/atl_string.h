@@ -10,8 +10,8 @@
 //   a CAtlString, a view, 8-bit text    code units (NoCase: Unicode case folding), in any locale
 //   a zero-terminated char16_t array    the collation of the current locale
 //
-// So the operators may order a pair differently from the same pair written with a literal.
-// EqualUnits, EqualFolded and Collated say by their names how they compare.
+// So the operators may order a pair of strings differently from the same pair with a literal on one
+// side. The names of EqualUnits, EqualFolded and Collated say how they compare.
 #pragma once
 
 #include <compare>
@@ -73,13 +73,13 @@ class CAtlString : public StringOperations<CAtlString, WideUnits> {
   CAtlString(const CAtlStringA& text);
   template <IsStdText<char16_t> StdText>
   CAtlString(const StdText& text) : Base(std::u16string_view(text)) {}
-  // Which encoding? (Explicit, so that it stands in the way of no other function.)
+  // The encoding of the bytes is unknown. Explicit, so that it does not hide other overloads.
   template <IsStdText<char> StdText>
   explicit CAtlString(const StdText&) = delete;  // FromUtf8, or CAtlStringA for ISO 8859-1
   // NOLINTEND(google-explicit-constructor)
 
-  // UTF-8 (RFC 3629) from and to the standard library's strings. An unpaired surrogate, and what is
-  // malformed, becomes U+FFFD (utf8_strings.h reports both).
+  // UTF-8 (RFC 3629) from and to the standard library's strings. Malformed text and unpaired
+  // surrogates become U+FFFD (utf8_strings.h reports both).
   [[nodiscard]] static CAtlString FromUtf8(std::string_view text);
   [[nodiscard]] static CAtlString FromUtf8(std::u8string_view text);
   [[nodiscard]] std::string ToUtf8() const;
@@ -112,7 +112,8 @@ class CAtlString : public StringOperations<CAtlString, WideUnits> {
   CAtlString& operator=(char byte) { return *this = static_cast<char16_t>(OneUnit(byte)); }
   CAtlString& operator=(CFStringRef text);
 
-  // Below, equal to or above 0: by code units, without case by case folding.
+  // Return a value below, equal to or above 0. Compare goes by code units, CompareNoCase by Unicode
+  // case folding.
   [[nodiscard]] int Compare(std::u16string_view other) const;
   [[nodiscard]] int CompareNoCase(std::u16string_view other) const;
   template <std::same_as<std::u16string> StdString>
@@ -129,7 +130,7 @@ class CAtlString : public StringOperations<CAtlString, WideUnits> {
     return case_sensitive ? Compare(other) : CompareNoCase(other);
   }
   [[nodiscard]] int CollateNoCase(const CAtlString& other) const { return CompareNoCase(other); }
-  // By the current locale's collation; 0 also when it fails.
+  // By the current locale's collation; 0 also when the collation fails.
   ORVIK_COMPARES_BY_COLLATION
   [[nodiscard]] int Compare(const char16_t* text) const { return Collated(text); }
   ORVIK_COMPARES_BY_COLLATION
@@ -148,14 +149,15 @@ class CAtlString : public StringOperations<CAtlString, WideUnits> {
   // nor destroyed; the caller releases it.
   operator CFStringRef() const;  // NOLINT(google-explicit-constructor)
 
-  // Cut a longer result at the old length: "\u00DFa" becomes "SS". Under the current locale.
+  // Map the case under the current locale. A result that is longer than the old content is cut at
+  // the old length: "\u00DFa" becomes "SS".
   CAtlString& MakeUpper();
   CAtlString& MakeLower();
-  // The whole result: "SSA".
+  // Return the whole mapped text: "SSA".
   [[nodiscard]] CAtlString Uppercased() const;
   [[nodiscard]] CAtlString Lowercased() const;
 
-  // Writes the text in UTF-8, an unpaired surrogate as "?".
+  // Writes the text in UTF-8; an unpaired surrogate becomes "?".
   friend std::ostream& operator<<(std::ostream& out, const CAtlString& text);
 };
 
@@ -163,7 +165,7 @@ class CAtlString : public StringOperations<CAtlString, WideUnits> {
 const CAtlString& AfxGetEmptyString();
 
 inline namespace literals {
-// u"text"_s, 0 units inside it included.
+// The string of u"text"_s, 0 units inside it included.
 inline CAtlString operator""_s(const char16_t* text, std::size_t length) {
   return CAtlString(std::u16string_view(text, length));
 }

@@ -60,7 +60,7 @@ const CAtlStringA& AfxGetEmptyStringA() {
   return empty;
 }
 
-// A friend has no visibility of its own.
+// A friend does not inherit the visibility of its class.
 [[gnu::visibility("default")]] std::ostream& operator<<(std::ostream& out,
                                                         const CAtlStringA& text) {
   return out << text.View();

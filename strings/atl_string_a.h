@@ -8,10 +8,10 @@
 //   platform strings, comparison, Format    Mac OS Roman
 //   UTF-8                                   strings/utf8_strings.h
 //
-// Searches for a text or a set and the Span functions go as the C library's: they see the content
-// up to its first 0 byte. Other operations see all of it.
+// Searches for a text or a set and the Span functions work like the C library's: they see the
+// content up to its first 0 byte. Other operations see the whole content.
 //
-// A platform string's characters that Mac OS Roman lacks become "?".
+// Characters of a platform string that Mac OS Roman lacks become "?".
 #pragma once
 
 #include <compare>
@@ -44,7 +44,7 @@ struct NarrowUnits {
   // The C library's space class under its current locale.
   static bool IsSpace(char byte);
   static void Convert(const char16_t* from, char* to, std::size_t n);
-  // In Mac OS Roman, which has all of the units.
+  // Writes the units in Mac OS Roman, which must have all of them.
   static void WriteFormatted(std::u16string_view units, char* to);
   static std::string_view Searched(std::string_view text) {
     return text.substr(0, text.find('\0'));
@@ -106,14 +106,14 @@ class CAtlStringA : public StringOperations<CAtlStringA, NarrowUnits> {
   CAtlStringA& operator=(CFStringRef text);
 
   // The content widened. A template, so that the constructor of CAtlString is the better match
-  // where both would do.
+  // where both are possible.
   template <std::same_as<CAtlString> Wide>
   operator Wide() const {  // NOLINT(google-explicit-constructor)
     return CAtlString(*this);
   }
 
-  // -1, 0 or 1, by the Unicode values of the Mac OS Roman characters; NoCase: by Unicode case
-  // folding. The same in any locale.
+  // Return -1, 0 or 1, in any locale. Compare goes by the Unicode values of the Mac OS Roman
+  // characters, CompareNoCase by Unicode case folding.
   [[nodiscard]] int Compare(std::string_view other) const;
   [[nodiscard]] int CompareNoCase(std::string_view other) const;
   template <std::same_as<std::string> StdString>
@@ -141,7 +141,7 @@ class CAtlStringA : public StringOperations<CAtlStringA, NarrowUnits> {
     return CompareNoCase(text);
   }
 
-  // By the current locale's collation; 0 also when it fails.
+  // By the current locale's collation; 0 also when the collation fails.
   [[nodiscard]] int Collated(Text other, bool case_sensitive = true) const;
 
   // A platform string of the content up to its first 0 byte, taken as Mac OS Roman; the caller
@@ -152,7 +152,7 @@ class CAtlStringA : public StringOperations<CAtlStringA, NarrowUnits> {
   CAtlStringA& MakeUpper();
   CAtlStringA& MakeLower();
 
-  // The leading run of bytes that are in the set, or that are not.
+  // The leading run of bytes that are in the set (SpanIncluding) or not in it (SpanExcluding).
   [[nodiscard]] CAtlStringA SpanIncluding(Text set) const;
   [[nodiscard]] CAtlStringA SpanExcluding(Text set) const;
 
@@ -164,7 +164,7 @@ class CAtlStringA : public StringOperations<CAtlStringA, NarrowUnits> {
 const CAtlStringA& AfxGetEmptyStringA();
 
 inline namespace literals {
-// "text"_s, 0 bytes inside it included.
+// The string of "text"_s, 0 bytes inside it included.
 inline CAtlStringA operator""_s(const char* text, std::size_t length) {
   return CAtlStringA(std::string_view(text, length));
 }

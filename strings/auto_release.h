@@ -33,7 +33,7 @@ class CAutoCFRelease {
   }
   ~CAutoCFRelease() { Free(); }
 
-  // A holder with a reference of its own to an object that somebody else owns.
+  // Takes a reference of its own to an object that another owner keeps.
   static CAutoCFRelease Retaining(Ref ref) {
     if (ref != nullptr) {
       CFRetain(ref);
@@ -58,11 +58,10 @@ class CAutoCFRelease {
   template <NoReferenceFor<Ref> Value>
   void Attach(const Value&) = delete;
 
-  // Empties the holder; the caller owns the reference.
-  // Null when the holder is empty.
+  // Empties the holder and hands its reference to the caller; null when the holder is empty.
   [[nodiscard]] Ref Detach() { return std::exchange(ref_, nullptr); }
 
-  // The reference, which the holder goes on owning; null when it is empty.
+  // The reference, which the holder still owns; null when it is empty.
   Ref Get() const { return ref_; }
   operator Ref() const { return ref_; }
   explicit operator bool() const { return ref_ != nullptr; }

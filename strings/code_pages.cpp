@@ -19,7 +19,7 @@ CodePage KnownCodePage(unsigned int code_page) {
   return IsKnownCodePage(code_page) ? code_page : kUtf8CodePage;
 }
 
-// A count of the interface; 0 when it does not fit.
+// The count as the interface's int; 0 when it does not fit.
 template <class Count>
 int AsCount(Count count) {
   return static_cast<unsigned long long>(count) <= INT_MAX ? static_cast<int>(count) : 0;
@@ -32,7 +32,8 @@ int DecodeUtf8Into(std::string_view bytes, char16_t* target, int target_length) 
   char16_t* target_end = target + target_length;
   const TranscodingStop stop = DecodeUtf8(source, source_end, at, target_end);
   if (stop == TranscodingStop::kDone) return static_cast<int>(at - target);
-  // The rest must be text too. Half a pair of surrogates fills the last place.
+  // The target is full: the rest must still be valid text. Half a surrogate pair fills the last
+  // unit.
   const std::string_view rest(source, static_cast<size_t>(source_end - source));
   if (stop != TranscodingStop::kTargetFull || Utf16Length(rest) < 0) return 0;
   if (at < target_end) {

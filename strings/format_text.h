@@ -1,10 +1,11 @@
 // Formats and their arguments, with types.
 //
 // Every Format-like function takes its format and arguments through these. An argument is an
+// Every Format-like function takes its format and arguments through these types. An argument is an
 // integer, a character, a floating-point number, a text (a string of this library, a
-// zero-terminated array, a standard string or a view), a platform object or another pointer;
-// anything else does not compile. A format that is a literal is checked against its arguments by
-// the compiler. Another one is checked when it is carried out:
+// zero-terminated array, a standard string or a view), a platform object or another pointer; other
+// types do not compile. The compiler checks a literal format against its arguments. Other formats
+// are checked at run time:
 //
 //   %d %i %u %x %X %o %c %C and "*"   an integer or a character, shown in its full size
 //   %e %f %g %a                       a floating-point number
@@ -12,8 +13,8 @@
 //   %@                                a platform object by its type (CFStringRef), or a text
 //   %p                                a pointer
 //
-// Narrow text is taken as Mac OS Roman. A null text or object is "(null)". Positions ("%2$s") may
-// repeat and leave out arguments.
+// Narrow text is taken as Mac OS Roman. A null text or object is shown as "(null)". Positions
+// ("%2$s") may repeat and leave out arguments.
 #pragma once
 
 #include <array>
@@ -36,7 +37,7 @@ concept FormatNumber = std::is_arithmetic_v<T> ||
 template <typename T>
 concept FormatPointer = std::same_as<T, std::nullptr_t> ||
     (std::is_pointer_v<T> && !std::is_function_v<std::remove_pointer_t<T>>);
-// An argument list of C, where it is not a text.
+// A va_list, on platforms where it is not also a text.
 template <typename T>
 concept IsArgumentList =
     !std::convertible_to<const T&, const char*> && requires(void (&take)(std::va_list), T list) {
@@ -76,7 +77,7 @@ consteval FormatType FormatTypeOf() {
 template <typename Unit>
 inline constexpr Unit kNoText[1] = {};
 
-// The text of an argument or a format; without data for a null pointer only.
+// The text of an argument or a format. Its data is null only for a null pointer.
 template <typename Unit, typename Text>
 constexpr std::basic_string_view<Unit> GivenText(const Text& text) {
   const TextView<Unit> view(text);
@@ -86,7 +87,7 @@ constexpr std::basic_string_view<Unit> GivenText(const Text& text) {
   return view;
 }
 
-// Valid as long as what it was made of.
+// The result refers to `value` and must not outlive it.
 template <Formattable T>
 FormatArgument FormatArgumentOf(const T& value) {
   constexpr FormatType kType = FormatTypeOf<T>();
@@ -109,10 +110,11 @@ FormatArgument FormatArgumentOf(const T& value) {
   }
 }
 
-// Called for a literal whose arguments do not fit, which makes the compiler name the place.
+// Called for a literal that does not fit its arguments, so that the compiler's error names the
+// call.
 void FormatDoesNotFitItsArguments();
 
-// A format for arguments of these types. It is implicit from whatever is a text of the unit.
+// A format for arguments of these types. It converts implicitly from any text of the unit.
 template <typename Unit, Formattable... Arguments>
 class FormatText {
  public:
@@ -122,7 +124,7 @@ class FormatText {
     constexpr std::array<FormatType, sizeof...(Arguments)> kTypes{FormatTypeOf<Arguments>()...};
     if (!FormatFits<Unit>(text_, kTypes)) FormatDoesNotFitItsArguments();
   }
-  // Formats that are known only when the program runs.
+  // Formats that are known only at run time.
   template <std::size_t kSize>
   FormatText(Unit (&buffer)[kSize]) : text_(ViewOf<Unit>(buffer)) {}
   template <IsTextOf<Unit> Text>
@@ -130,7 +132,7 @@ class FormatText {
   FormatText(std::nullptr_t) {}
   // NOLINTEND(google-explicit-constructor)
 
-  // Without data for a null pointer.
+  // The format's text. Its data is null for a null pointer.
   std::basic_string_view<Unit> View() const { return text_; }
 
  private:
@@ -140,7 +142,7 @@ class FormatText {
 template <typename Unit, typename... Arguments>
 using FormatTextFor = FormatText<Unit, std::type_identity_t<Arguments>...>;
 
-// For the length of a call.
+// The arguments of one call. The list must not outlive them.
 template <Formattable... Arguments>
 std::array<FormatArgument, sizeof...(Arguments)> FormatList(const Arguments&... arguments) {
   return {FormatArgumentOf(arguments)...};

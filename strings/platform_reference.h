@@ -1,8 +1,8 @@
-// Which arguments may stand where a function, or "%@" in a format, takes any platform object.
+// The arguments that are accepted as a platform object, by functions and by "%@" in a format.
 //
 // CFTypeRef and CFPropertyListRef are `const void*`, to which every pointer converts: the address
 // of a text, of a std::string or of a number would be taken for an object. The public functions
-// that take one refuse such arguments at compile time.
+// that take such a reference refuse these arguments at compile time.
 #pragma once
 
 #include <concepts>
@@ -27,8 +27,8 @@ class NSURL;
 template <class Type, class... Types>
 inline constexpr bool kIsOneOf = (std::same_as<Type, Types> || ...);
 
-// An object of the platform. The name of a class of the list is enough; another class that derives
-// from the root must be complete.
+// An object of the platform. A class of the list may be incomplete; another class that derives from
+// NSObject must be complete.
 template <class Type>
 concept PlatformObject =
     kIsOneOf<std::remove_cv_t<Type>, NSObject, NSString, NSNumber, NSDate, NSData, NSArray,
@@ -37,19 +37,19 @@ concept PlatformObject =
   requires std::is_base_of_v<NSObject, Type>;
 };
 
-// A holder of a reference says so by a specialisation.
+// A class that holds a reference specialises this.
 template <class Type>
 inline constexpr bool kIsPlatformReference = std::same_as<Type, std::nullptr_t>;
 template <class Pointee>
 inline constexpr bool kIsPlatformReference<Pointee*> =
     std::is_void_v<Pointee> || PlatformObject<Pointee>;
 
-// A CFTypeRef or another reference of the platform, a holder of one, or nullptr.
+// A CFTypeRef or another platform reference, a holder of a reference, or nullptr.
 template <class Type>
 concept PlatformReference = kIsPlatformReference<std::remove_cvref_t<Type>>;
 
-// The types that convert to the reference type without being a platform object; none where that
-// type says which objects it takes.
+// The types that convert to `Ref` without being a platform object. None, unless `Ref` is an untyped
+// pointer.
 template <class Type, class Ref>
 concept NoReferenceFor = std::is_void_v<std::remove_pointer_t<Ref>> && !PlatformReference<Type>;
 

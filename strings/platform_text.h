@@ -14,7 +14,7 @@ namespace orvik {
 
 // Texts too long for one string of the platform go through it in pieces.
 
-// The result of compare(a, b) for the first pieces that are not the same to it.
+// The result of compare(a, b) for the first pieces that compare as different.
 template <typename A, typename B, typename Comparison>
 int CompareInPieces(std::basic_string_view<A> a, std::basic_string_view<B> b,
                     const Comparison& compare,
@@ -37,7 +37,7 @@ using CaseMapping = void (*)(CFMutableStringRef, CFLocaleRef);
 void MapCaseInPlace(char16_t* units, std::size_t n, CaseMapping map,
                     std::size_t limit = static_cast<std::size_t>(kMaximumStringLength));
 
-// The text that "%@" shows of a platform object, for the formatter. `object` is a CFTypeRef, and
+// The text that "%@" shows for a platform object, for the formatter. `object` is a CFTypeRef and
 // not null.
 std::u16string DescribeObject(const void* object);
 

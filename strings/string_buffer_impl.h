@@ -26,7 +26,7 @@ void MoveUnits(Unit* to, const Unit* from, std::size_t n) {
   if (n != 0) std::memmove(to, from, n * sizeof(Unit));
 }
 
-// A length that fits a string.
+// Checks that a length fits a string.
 inline std::size_t Length(std::size_t n) {
   if (n > INT_MAX) throw std::bad_array_new_length();
   return n;
@@ -44,7 +44,7 @@ auto StringBuffer<Units>::NewBlock(std::size_t length, std::size_t capacity) -> 
   if (capacity == 0) return Units::Empty();
   const auto shown = static_cast<std::int32_t>(string_buffer::Length(length));
   char* memory = nullptr;
-  // More than is needed is taken only where there is enough.
+  // Memory beyond `length` is optional: without it the exact length is tried.
   if (capacity > length) {
     memory = new (std::nothrow) char[sizeof(Block) + sizeof(Unit) * (capacity + 1)];
     if (memory == nullptr) capacity = length;
@@ -59,7 +59,7 @@ auto StringBuffer<Units>::NewBlock(std::size_t length, std::size_t capacity) -> 
 template <typename Units>
 auto StringBuffer<Units>::NewGrownBlock(std::size_t length) const -> Unit* {
   std::size_t capacity = length;
-  // A string that has a block of its own is likely to be appended to again.
+  // A string that owns its block was probably appended to before and will be again.
   if (IsOwned() && length <= INT_MAX) {
     const std::size_t twice = 2 * static_cast<std::size_t>(Capacity());
     capacity = std::max(length, std::min<std::size_t>(twice, INT_MAX));
@@ -90,7 +90,7 @@ StringBuffer<Units>::StringBuffer(int count, Unit unit)
 
 template <typename Units>
 void StringBuffer<Units>::Share(const StringBuffer& other) {
-  // Far from the largest count, since several threads may add to it at once.
+  // Far below the largest count, since several threads may add a reference at once.
   constexpr std::int32_t kMostReferences = INT_MAX / 2;
   Header* const block = other.GetData();
   const std::int32_t references = References(block->ref_count);
@@ -126,7 +126,7 @@ void StringBuffer<Units>::AllocBeforeWrite(int n) {
 template <typename Units>
 auto StringBuffer<Units>::FreshBuffer(std::size_t length, std::size_t spare) -> Unit* {
   const std::size_t room = length + spare;
-  // A block of about that size is as good as a fresh one.
+  // A private block of about that size replaces a fresh one.
   if (IsOwned() && static_cast<std::size_t>(Capacity()) - room < kWorthKeeping) {
     GetData()->allocated_length = static_cast<std::int32_t>(room);
   } else {
@@ -213,7 +213,7 @@ void StringBuffer<Units>::Assign(StringBuffer&& other) noexcept {
     return;
   }
   SwapBlocks(other);
-  // A locked block that was too small is given up, as by any other assignment.
+  // Other assignments give up a locked block that is too small, and so does this one.
   if (other.IsLocked()) other.Release();
 }
 

@@ -1,12 +1,12 @@
 // Searching, trimming, editing and cutting, for both string types, on the buffer under them.
 //
 // Each operation takes a text as a view: a string of the same kind, a zero-terminated array, a
-// std::basic_string or a view. A text of the other kind is converted first. So is a single unit.
-// Nothing looks at surrogate pairs.
+// std::basic_string or a view. Texts and single units of the other kind are converted first. No
+// operation looks at surrogate pairs.
 //
-// Searches are literal. A negative start of a search is 0. The wide string finds an empty text
-// nowhere, the narrow one at the start of the search. Searches for a text or a set in a narrow
-// string see the content, the text and the set up to their first 0 byte.
+// Searches are literal. A negative start of a search counts as 0. The wide string never finds an
+// empty text; the narrow one finds it at the start of the search. Searches for a text or a set in a
+// narrow string see the content, the text and the set up to their first 0 byte.
 #pragma once
 
 #include <climits>
@@ -26,8 +26,8 @@
 #include "strings/text_view.h"
 #include "strings/token_range.h"
 
-// For a program that compares no names by collation: with this macro defined, a comparison that
-// goes by the locale's collation, without saying so by the name Collated, gives a warning.
+// For programs that never mean to compare by collation: defining this macro makes the compiler warn
+// of each comparison by the locale's collation, except by the function Collated.
 #ifdef ORVIK_WARNS_OF_COLLATION
 #define ORVIK_COMPARES_BY_COLLATION [[deprecated("by collation: use View(), or say Collated")]]
 #else
@@ -36,7 +36,7 @@
 
 namespace [[gnu::visibility("default")]] orvik {
 
-// The library instantiates the definitions that are not here.
+// The library instantiates the definitions that this header lacks.
 template <typename Derived, typename Units>
 class StringOperations : public StringBuffer<Units> {
   using Base = StringBuffer<Units>;
@@ -48,8 +48,8 @@ class StringOperations : public StringBuffer<Units> {
 
   template <typename T>
   static constexpr bool kIsUnit = std::same_as<T, Unit> || std::same_as<T, Foreign>;
-  // The types that operator+ joins to a string: a unit or a text of either kind. Of two strings of
-  // different kinds the narrow one makes the result.
+  // The types that operator+ joins to a string: a unit or a text of either kind. Two strings of
+  // different kinds give a narrow string.
   template <typename T>
   static constexpr bool kJoins = kIsUnit<T> || (IsTextOf<T, Unit> && !std::same_as<T, Derived>) ||
                                  (IsTextOf<T, Foreign> &&
@@ -72,16 +72,16 @@ class StringOperations : public StringBuffer<Units> {
 
   // ---- Searching: an index or -1 ----
 
-  // The first occurrence of `text` or `unit` at or after index `start`. The time grows with the
-  // distance of what is found, whatever the texts look like.
+  // The first occurrence of `text` or `unit` at or after index `start`. The time grows only with
+  // the distance to the occurrence, whatever the texts look like.
   [[nodiscard]] int Find(Text text, int start = 0) const;
   [[nodiscard]] int Find(OneUnit unit, int start = 0) const;
   // The first unit that is in `set`.
   [[nodiscard]] int FindOneOf(Text set) const;
-  // The last occurrence of `unit` in the whole content, behind 0 units, too.
+  // The last occurrence of `unit` in the whole content; 0 units do not end the search.
   [[nodiscard]] int ReverseFind(OneUnit unit) const;
-  // Of the whole content, by units. An empty text is at every start and every end, and in every
-  // string.
+  // Compare units in the whole content. Every string starts with, ends with and contains an empty
+  // text.
   [[nodiscard]] bool StartsWith(Text text) const { return this->View().starts_with(text); }
   [[nodiscard]] bool EndsWith(Text text) const { return this->View().ends_with(text); }
   [[nodiscard]] bool Contains(Text text) const { return this->View().find(text) != kNowhere; }
@@ -89,13 +89,13 @@ class StringOperations : public StringBuffer<Units> {
     return this->View().find(static_cast<Unit>(unit)) != kNowhere;
   }
 
-  // ---- Numbers: nothing unless the whole content is one ----
+  // ---- Numbers: no value unless the whole content is a number ----
 
-  // Digits of the base (2 to 36, in either case) with a "-" before them or not. Nothing for a
-  // number that 64 bits do not hold.
+  // Digits of the base (2 to 36, letters in either case) with an optional "-" before them. No value
+  // for a number that does not fit in 64 bits.
   [[nodiscard]] std::optional<std::int64_t> ToInteger(int base = 10) const;
-  // "12", "-0.5", "1e-3", "inf", "nan": with a point, whatever the locale. Nothing for a number
-  // that a double does not hold.
+  // "12", "-0.5", "1e-3", "inf", "nan": with a point in every locale. No value for a number outside
+  // the range of a double.
   [[nodiscard]] std::optional<double> ToReal() const;
 
   // The content as a string of the standard library.
@@ -106,8 +106,8 @@ class StringOperations : public StringBuffer<Units> {
   // ---- Trimming: an empty set changes nothing ----
   //
   // Each cuts the leading or trailing run in place and returns the string itself. Without an
-  // argument the run is of white space: of the six ASCII characters in a wide string, of what
-  // isspace of the C library takes in a narrow one.
+  // argument the run is white space: the six ASCII characters in a wide string, the C library's
+  // isspace class in a narrow one.
 
   Derived& TrimLeft();
   Derived& TrimRight();
@@ -119,15 +119,15 @@ class StringOperations : public StringBuffer<Units> {
 
   // ---- Editing ----
 
-  // Drops every occurrence; returns their number.
+  // Removes every occurrence of the unit; returns their number.
   int Remove(OneUnit unit);
   // Replaces every occurrence of `old_unit`; returns their number. The block is made private unless
   // both units are the same.
   int Replace(OneUnit old_unit, OneUnit new_unit);
   // Replaces every occurrence, left to right without overlap, in a fresh buffer. An empty old text
-  // occurs nowhere. Returns the number of replacements; with none the block stays shared.
+  // never occurs. Returns the number of replacements; if it is 0 the block stays shared.
   int Replace(Text old_text, Text new_text);
-  // Inserts before `index`, at the end for one beyond it. Return the new length.
+  // Inserts before `index`, or at the end for an index beyond it. Returns the new length.
   int Insert(int index, Text text);
   int Insert(int index, OneUnit unit) {
     const Unit inserted = unit;
@@ -135,12 +135,12 @@ class StringOperations : public StringBuffer<Units> {
   }
   // Removes up to `count` units from index on; returns the length before the call.
   int Delete(int index, int count = 1);
-  // The index lies in 0 to length - 1: no check. Returns it.
+  // Not checked: the index must be at least 0 and below the length. Returns it.
   int SetAt(int index, OneUnit unit);
-  // Reverses the units in place, so that surrogate pairs come apart. Returns the string itself.
+  // Reverses the units in place, which breaks surrogate pairs. Returns the string itself.
   Derived& MakeReverse();
 
-  // ---- Pieces: the whole content shares the buffer (unless it is locked) ----
+  // ---- Pieces: the whole content shares the buffer unless the buffer is locked ----
 
   // The first or last `count` units, or those from index `first` on.
   [[nodiscard]] Derived Left(int count) const;
@@ -152,15 +152,15 @@ class StringOperations : public StringBuffer<Units> {
   // that is negative or not below the length gives -1 and an empty string. Each call reads the set,
   // the delimiters before and after the token, and the token.
   Derived Tokenize(Text set, int& position) const;
-  // The same tokens, without empty ones, as views that are made one by one:
+  // The same tokens as views that are made one by one; empty tokens are left out:
   //   for (std::u16string_view token : text.Tokens(u",;")) …
-  // The string must neither change nor end before the range does.
+  // The string must outlive the range and stay unchanged until then.
   [[nodiscard]] TokenRange<Units> Tokens(Text set) const& { return {this->View(), set}; }
   TokenRange<Units> Tokens(Text set) const&& = delete;
 
   // ---- Joining ----
 
-  // The content becomes the first a_length units of a followed by the first b_length of b, in a
+  // Makes the content the first a_length units of `a` followed by the first b_length of `b`, in a
   // fresh block of exactly that size. Either may be a text of the other kind.
   template <typename A, typename B>
   void ConcatCopy(int a_length, const A* a, int b_length, const B* b) {
@@ -176,7 +176,7 @@ class StringOperations : public StringBuffer<Units> {
   template <typename Other>
   requires kJoins<Other>
   friend Derived operator+(const Other& a, const Derived& b) { return Joined(Part(a), b.View()); }
-  // Not the address of a unit.
+  // Prevents pointer arithmetic on the units.
   template <std::integral Number>
   requires(!kIsUnit<Number>) friend void operator+(const Derived&, Number) = delete;
   template <std::integral Number>
@@ -258,10 +258,10 @@ class StringOperations : public StringBuffer<Units> {
   // ---- Formatting ----
 
   // Replaces the content by the formatted text, or appends it. The arguments come with their types
-  // (strings/format_text.h): "%s" and "%S" take wide and narrow text alike, "%@" a platform object,
-  // the rest is printf. The arguments may be this string itself. The string stays as it is when the
-  // format cannot be carried out, when the result would be longer than kMaximumFormattedLength
-  // units and, of a narrow string, when it has characters that Mac OS Roman lacks.
+  // (strings/format_text.h): "%s" and "%S" take wide and narrow text alike, "%@" a platform object;
+  // the rest is as in printf. The arguments may be this string itself. The string stays as it is
+  // when the format is invalid, when the result would be longer than kMaximumFormattedLength units
+  // and, in a narrow string, when the result has characters that Mac OS Roman lacks.
   template <Formattable... Arguments>
   void Format(FormatTextFor<Unit, Arguments...> format, const Arguments&... arguments) {
     FormatV(format.View(), FormatList(arguments...));
@@ -273,10 +273,10 @@ class StringOperations : public StringBuffer<Units> {
   void FormatV(std::basic_string_view<Unit> format, std::span<const FormatArgument> arguments);
   void AppendFormatV(std::basic_string_view<Unit> format,
                      std::span<const FormatArgument> arguments);
-  // With an argument list of C, whose types are what the format says, "%S" takes a char16_t array
-  // and "%s" zero-terminated bytes. In a wide format "%s" is replaced by "%S" first, after a "%%",
-  // too: "%s" alone takes a char16_t array there, but "%5s", "%-5s" and "%1$s" take bytes.
-  // Positions must not leave out an argument.
+  // In a va_list the format decides the types: "%S" takes a char16_t array and "%s" zero-terminated
+  // bytes. But each "%s" of a wide format, even after "%%", is first replaced by "%S": "%s" alone
+  // takes a char16_t array there, whereas "%5s", "%-5s" and "%1$s" take bytes. Positions must not
+  // leave out an argument.
   void FormatV(const Unit* format, std::va_list arguments);
   void AppendFormat(Text format, std::va_list arguments);
 
@@ -322,7 +322,7 @@ class StringOperations : public StringBuffer<Units> {
     converted.AppendForeign(TextView<Foreign>(text));
     return converted;
   }
-  // Both parts in a block of exactly their length.
+  // A string of both parts in a block of exactly their length.
   template <typename A, typename B>
   static Derived Joined(std::basic_string_view<A> a, std::basic_string_view<B> b) {
     Derived joined;

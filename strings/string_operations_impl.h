@@ -33,7 +33,7 @@ int StringOperations<Derived, Units>::Find(Text text, int start) const {
   const std::size_t size = this->size();
   std::basic_string_view<Unit> sought = text;
   if constexpr (Units::kIsNarrow) {
-    // Most texts are short: the call would take longer.
+    // Most texts are short: a call of Searched would take longer than this loop.
     std::size_t length = 0;
     while (length < 8 && length < sought.size() && sought[length] != 0) ++length;
     sought = length < 8 ? sought.substr(0, length) : Units::Searched(text);
@@ -79,13 +79,13 @@ inline int MacRomanOf(char16_t unit) {
   return unit < 0x80 ? unit : MacRomanOfUnit(unit);
 }
 
-// Both kinds of argument lists; false also without a format.
+// For both kinds of argument lists. False when the format is null or invalid.
 template <typename List>
 bool FormatInto(FormatBuffer& result, std::u16string_view format, List& arguments) {
   return format.data() != nullptr &&
          FormatUnits(result, format, arguments, DescribeObject, FormatStyle::kSmallStringsAreWide);
 }
-// Only a text that Mac OS Roman can hold.
+// The same; also false when the result has characters that Mac OS Roman lacks.
 template <typename List>
 bool FormatInto(FormatBuffer& result, std::string_view format, List& arguments) {
   if (format.data() == nullptr || !FormatMacRoman(result, format, arguments, DescribeObject)) {
@@ -132,10 +132,10 @@ void StringOperations<Derived, Units>::AppendFormat(Text format, std::va_list ar
 
 // ---- Numbers ----
 
-// The number that the whole content is, as ASCII.
+// The number, if the whole content is one in ASCII.
 template <typename Number, typename Unit, typename Format>
 std::optional<Number> ParseWhole(std::basic_string_view<Unit> content, Format format) {
-  // The longest exact spelling of a double has fewer characters, unless it has zeros in front.
+  // Longer than the longest exact spelling of a double without leading zeros.
   constexpr std::size_t kLongest = 2048;
   if (content.empty() || content.size() > kLongest) return std::nullopt;
   std::string digits;
@@ -259,7 +259,7 @@ template <typename Derived, typename Units>
 int StringOperations<Derived, Units>::Replace(Text old_text, Text new_text) {
   const auto content = this->View();
   if (old_text.empty()) return 0;
-  // The first places are kept, so that few texts are searched twice.
+  // Keeps the first places, so that few texts are searched twice.
   std::array<std::size_t, 32> places;
   std::size_t count = 0;
   for (std::size_t at = 0, hop; (hop = FindUnits(content.substr(at), old_text)) != kNotFound;
@@ -311,8 +311,8 @@ int StringOperations<Derived, Units>::Insert(int index, Text text) {
   }
   Unit* const data = this->data_;
   string_buffer::MoveUnits(data + at + n, data + at, length - at);
-  // A text of our own that begins behind the gap has moved up by n. One that begins before it is
-  // whole: what moved lies behind its end.
+  // If `text` lies in this string at or after the gap, it has moved up by n. If it begins before
+  // the gap it is still in its place: the units that moved lie behind its end.
   const Unit* from = text.data();
   const std::less<const Unit*> less;
   if (!less(from, data + at) && less(from, data + length)) from += n;

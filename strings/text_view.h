@@ -1,4 +1,4 @@
-// The text that an operation takes: a view that reads a null pointer as an empty text.
+// The type of text arguments: a view that takes a null pointer as an empty text.
 #pragma once
 
 #include <concepts>
@@ -15,7 +15,7 @@ constexpr std::basic_string_view<Unit> ViewOf(const Unit* text) {
   return text == nullptr ? std::basic_string_view<Unit>() : std::basic_string_view<Unit>(text);
 }
 
-// A text in units of that type: a string of this library, a zero-terminated array, a
+// A text in units of type `Unit`: a string of this library, a zero-terminated array, a
 // std::basic_string or a view.
 template <typename T, typename Unit>
 concept HasViewOf = requires(const T& text) {

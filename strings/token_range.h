@@ -10,15 +10,15 @@
 
 namespace [[gnu::visibility("default")]] orvik {
 
-// Where a token lies, and where the next one starts: at the end when there is none.
+// The bounds of a token, and the start of the next one: the end of the text if there is none.
 struct TokenPlace {
   std::size_t start;
   std::size_t end;
   std::size_t next;
 };
 
-// The delimiters of a text. `Units` says whether a 0 unit ends the search for the end of a token:
-// the token then reaches to the end of the text.
+// The delimiters of a text. In a narrow text (`Units`) a 0 byte also ends the search for the end of
+// a token; the token then reaches to the end of the text.
 template <typename Units>
 class Delimiters {
   using Unit = typename Units::Unit;
@@ -55,7 +55,7 @@ class Delimiters {
   [[no_unique_address]] std::conditional_t<Units::kIsNarrow, UnitSet<Unit>, SameSet> stops_;
 };
 
-// A range of views into the text, which must neither change nor end while the range is used. Empty
+// A range of views into the text, which must outlive the range and stay unchanged until then. Empty
 // tokens are left out.
 //
 // Each begin() starts anew. Threads may share a range.

@@ -43,7 +43,7 @@ char16_t* Find(char16_t* text, const char16_t* sub) {
   return at == kNotFound ? nullptr : text + at;
 }
 
-// A platform string over the array, as far as one goes.
+// A platform string over the array, cut at the longest length of a platform string.
 CAutoCFRelease<CFStringRef> Wrapped(const char16_t* text) {
   const auto units = ViewOf(text).substr(0, kMaximumStringLength);
   return CAutoCFRelease<CFStringRef>(NSString::NewNoCopy(units, false));
@@ -157,7 +157,7 @@ namespace {
 
 static_assert(sizeof(wchar_t) == sizeof(UTF32));
 
-// wchar_t has the values of UTF32 here, but is a type of its own.
+// wchar_t has the values of UTF32 here, but is a distinct type.
 UTF32* AsUtf32(wchar_t* text) {
   return reinterpret_cast<UTF32*>(text);
 }
@@ -229,13 +229,13 @@ int WCA32toUCA(const wchar_t* source, char16_t* target, int n) {
 
 namespace {
 
-// Both kinds of argument lists; false also without a format.
+// For both kinds of argument lists. False when the format is null or invalid.
 template <typename List>
 bool FormatInto(FormatBuffer& result, std::u16string_view format, List& arguments) {
   return format.data() != nullptr && FormatUnits(result, format, arguments, DescribeObject);
 }
 
-// No result is so long that an array of INT_MAX units would cut it.
+// INT_MAX as size never cuts: kMaximumFormattedLength is smaller.
 template <typename List>
 int PrintToArray(char16_t* buffer, int size, std::u16string_view format, List& arguments) {
   FormatBuffer result;

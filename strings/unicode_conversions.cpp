@@ -6,9 +6,9 @@ namespace orvik {
 
 namespace {
 
-// The readers move `at` over one character when the result is conversionOK.
+// The readers advance `at` over one character if they return conversionOK.
 
-// An encoded surrogate is left to ConvertOne.
+// Accepts encoded surrogates, which ConvertOne handles.
 ConversionResult Read(const UTF8*& at, const UTF8* end, ConversionFlags, UTF32* value) {
   const int trailing = trailingBytesForUTF8[*at];
   if (end - at <= trailing) return sourceExhausted;
@@ -38,7 +38,7 @@ ConversionResult Read(const UTF16*& at, const UTF16* end, ConversionFlags flags,
   return conversionOK;
 }
 
-// The writers move `at` over what they wrote; false when it does not fit.
+// The writers advance `at` over the units written; false when the value does not fit.
 
 bool Write(UTF32 value, UTF8*& at, const UTF8* end) {
   const std::size_t length = Utf8Bytes(value);
@@ -74,7 +74,7 @@ ConversionResult ConvertOne(const Source*& source, const Source* source_end, Tar
   const ConversionResult result = Read(next, source_end, flags, &value);
   if (result != conversionOK) return result;
   if constexpr (sizeof(Source) == 1) {
-    // A full target comes before an encoded surrogate.
+    // A full target is reported before an encoded surrogate.
     if (IsSurrogate(value) && target < target_end) {
       if (flags == strictConversion) return sourceIllegal;
       value = kReplacementCharacter;
@@ -85,7 +85,7 @@ ConversionResult ConvertOne(const Source*& source, const Source* source_end, Tar
   return conversionOK;
 }
 
-// The fast loop takes what is well formed; the rest goes character by character.
+// The fast loop converts well-formed text; the other characters are converted one by one.
 template <class Source, class Target, class Fast>
 ConversionResult ConvertFast(const Source** source_start, const Source* source_end,
                              Target** target_start, Target* target_end, ConversionFlags flags,

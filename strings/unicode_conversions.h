@@ -9,10 +9,10 @@
 //   sourceIllegal    the next character is illegal; both starts are before it
 //
 // Strict: an unpaired surrogate and an illegal value are sourceIllegal. Lenient: an unpaired
-// surrogate in UTF-16 is passed on as its own value, as is a surrogate from UTF-32 to UTF-8; what
-// the target form cannot carry (other surrogates, values above U+10FFFF) becomes U+FFFD.
-// ConvertUTF32toUTF8 goes on after such a value and reports sourceIllegal at the end. A source in
-// UTF-8 must pass isLegalUTF8 under either flag, which encoded surrogates do.
+// surrogate in UTF-16 is passed on as its own value, as is a surrogate from UTF-32 to UTF-8; a
+// value that the target form cannot represent (other surrogates, values above U+10FFFF) becomes
+// U+FFFD. ConvertUTF32toUTF8 continues after such a value and reports sourceIllegal at the end. A
+// source in UTF-8 must pass isLegalUTF8 under either flag; encoded surrogates do.
 #pragma once
 
 #include <cstdint>
@@ -35,7 +35,7 @@ enum ConversionFlags : int {
   lenientConversion = 1,
 };
 
-// Bytes that follow a first byte of that value, by the original scheme of up to six bytes.
+// The number of bytes after a first byte of that value, by the original scheme of up to six bytes.
 extern const char trailingBytesForUTF8[256];
 // The sum of the prefixes of a sequence with that many trailing bytes.
 extern const UTF32 offsetsFromUTF8[6];
@@ -57,11 +57,11 @@ ConversionResult ConvertUTF32toUTF16(const UTF32** source_start, const UTF32* so
                                      UTF16** target_start, UTF16* target_end,
                                      ConversionFlags flags);
 
-// Whether a sequence of `length` bytes (1 to 4) is legal: no first byte 0x80 to 0xC1 or above 0xF4,
-// no overlong form, nothing above U+10FFFF.
+// Whether a sequence of `length` bytes (1 to 4) is legal: its first byte is neither 0x80 to 0xC1
+// nor above 0xF4, it is not overlong and its value is at most U+10FFFF.
 bool isLegalUTF8(const UTF8* bytes, int length);
-// The same for the sequence that starts there, as long as its first byte says; false when it
-// reaches beyond the end.
+// The same for the sequence at `start`, whose first byte gives its length; false when it reaches
+// beyond `end`.
 bool isLegalUTF8Sequence(const UTF8* start, const UTF8* end);
 
 }  // namespace orvik

@@ -16,12 +16,12 @@ namespace orvik {
 
 namespace {
 
-// Units that are compared at once.
+// The number of units that are compared at once.
 constexpr std::size_t kBlock = 8;
 
 #if defined(__SSE2__)
 
-// One bit for each of the eight units that are `first` and have `last` at the distance `gap`.
+// One bit for each of the eight units that equals `first` and has `last` `gap` units behind it.
 unsigned Candidates(const char16_t* units, char16_t first, char16_t last, std::size_t gap) {
   const auto equal = [](const char16_t* at, char16_t unit) {
     const __m128i block = _mm_loadu_si128(reinterpret_cast<const __m128i*>(at));
@@ -43,17 +43,17 @@ unsigned Candidates(const char16_t* units, char16_t first, char16_t last, std::s
 
 #endif
 
-// Whether the bytes between the first and the last of the text are at `at`, too. Apart from the
-// loops that call it, which keep their constants in registers.
+// Whether the bytes between the first and the last of `text` also match at `at`. A separate
+// function, so that the loops that call it keep their constants in registers.
 [[gnu::noinline]] bool HasMiddle(const char* at, std::string_view text) {
   return std::memcmp(at + 1, text.data() + 1, text.size() - 2) == 0;
 }
 
-// The units that may be compared in vain, for each unit passed, before the linear search is better.
+// The limit of units compared without a match, per unit passed, before the linear search is faster.
 constexpr std::size_t kPatience = 16;
 
-// Finds a text without a 0 byte in front of the first 0 byte of the content. Gives up, and says up
-// to where there is no occurrence, when too much is compared in vain.
+// Finds a text without a 0 byte before the first 0 byte of the content. Gives up after too many
+// comparisons without a match; `at` is then where the search must continue.
 struct Finding {
   std::size_t at;
   bool gave_up = false;
@@ -69,7 +69,7 @@ Finding FindBeforeZero(std::string_view content, std::string_view text) {
   std::size_t in_vain = 0;
   const auto index = [&](const char* place) { return static_cast<std::size_t>(place - begin); };
 #if defined(__SSE2__)
-  // Multiplied, because a byte that is stored and loaded again as an int waits for the store.
+  // Multiplied, because a byte that is stored and loaded again as an int stalls on the store.
   const auto all = [](char byte) {
     return _mm_set1_epi32(static_cast<int>(static_cast<unsigned char>(byte) * 0x01010101u));
   };
@@ -106,7 +106,7 @@ Finding FindBeforeZero(std::string_view content, std::string_view text) {
   return {kNotFound};
 }
 
-// By the table of Knuth, Morris and Pratt: no text takes more than a few steps a unit.
+// The algorithm of Knuth, Morris and Pratt: at most a few steps for each unit, whatever the text.
 std::size_t FindInSteps(std::u16string_view content, std::u16string_view text) {
   // The length of the longest proper prefix of the text that ends at each of its units.
   std::vector<std::uint32_t> prefixes(text.size());
@@ -123,8 +123,8 @@ std::size_t FindInSteps(std::u16string_view content, std::u16string_view text) {
   return kNotFound;
 }
 
-// Calls is_match(index) for each place where the first and the last unit of a text of `gap` + 1
-// units are, until it says yes or stop.
+// Calls check(index) for each place where `first` is followed by `last` at a distance of `gap`,
+// until it returns kYes or kStop. Returns that index.
 enum class Verdict { kNo, kYes, kStop };
 template <typename Check>
 std::size_t FindByEnds(std::u16string_view content, char16_t first, char16_t last, std::size_t gap,
@@ -198,8 +198,8 @@ std::size_t FindUnitsBeforeZero(std::string_view content, std::string_view text)
   if (!quick.gave_up) return quick.at;
   const std::size_t passed = quick.at;
   content.remove_prefix(passed);
-  // Parts that grow, each with what may be the start of an occurrence at the end of the one before:
-  // the 0 byte is looked for no further than the text.
+  // Searches parts of growing size, which overlap by the length of the text less one. So the 0 byte
+  // is not looked for far beyond the occurrence.
   std::size_t part = std::max<std::size_t>(256, 2 * text.size());
   for (std::size_t at = 0; at < content.size(); at += part - (text.size() - 1), part *= 2) {
     const std::string_view searched = content.substr(at, part);
@@ -232,7 +232,7 @@ __m128i Equal(__m128i block, char16_t unit) {
   return _mm_cmpeq_epi16(block, _mm_set1_epi16(static_cast<short>(unit)));
 }
 
-// Whole blocks first, each of which is compared with all units of the set at once.
+// Whole blocks first: each is compared with all units of the set at once.
 template <typename Unit>
 std::size_t Run(std::basic_string_view<Unit> content, const std::array<Unit, 4>& few) {
   constexpr std::size_t kUnits = sizeof(__m128i) / sizeof(Unit);

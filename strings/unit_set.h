@@ -1,5 +1,5 @@
-// A set of units, 8 or 16 bits wide. It lives on the stack and allocates nothing; 8 KiB for 16-bit
-// units. Reading it changes nothing, so threads may share one that is complete.
+// A set of units, 8 or 16 bits wide. It lives on the stack, allocates nothing and takes 8 KiB for
+// 16-bit units. Reading does not change it, so threads may share a complete set.
 #pragma once
 
 #include <array>
@@ -10,9 +10,9 @@
 
 namespace [[gnu::visibility("default")]] orvik {
 
-// Most sets have a few units, which are compared one by one; a larger one has a bit for each unit
-// there is. So building a set takes a step for each of its units, and looking a unit up takes the
-// same time for every set.
+// Most sets have a few units, which are compared one by one. A larger set has a bit for every
+// possible unit. So the time to build a set grows with its number of units, and a lookup takes the
+// same time in every set.
 template <typename Unit>
 class UnitSet {
  public:
@@ -23,21 +23,21 @@ class UnitSet {
       for (const Unit unit : units) Add(unit);
       return;
     }
-    // One that comes twice does no harm.
+    // A unit may be stored twice: that does no harm.
     count_ = units.size();
     for (std::size_t i = 0; i < kFew && count_ != 0; ++i) few_[i] = units[i < count_ ? i : 0];
   }
   UnitSet(const UnitSet&) = delete;
   UnitSet& operator=(const UnitSet&) = delete;
 
-  // Adds one unit; nothing happens when it is in the set.
+  // Adds one unit; does nothing when it is already in the set.
   void Add(Unit unit) {
     if (count_ > kFew) {
       AddBit(unit);
       return;
     }
     if (count_ != 0 && Contains(unit)) return;
-    // The places that are not used hold the first unit as well.
+    // Unused places repeat a unit of the set.
     if (count_ == 0) few_.fill(unit);
     if (count_ < kFew) {
       few_[count_++] = unit;
@@ -55,7 +55,7 @@ class UnitSet {
            (unit == few_[0]) | (unit == few_[1]) | (unit == few_[2]) | (unit == few_[3]);
   }
 
-  // Length of the leading run of units that are in the set, or that are not.
+  // The length of the leading run of units that are in the set (RunIn) or not in it (RunOut).
   std::size_t RunIn(std::basic_string_view<Unit> content) const {
     std::size_t i = 0;
     while (i < content.size() && Contains(content[i])) ++i;
@@ -96,7 +96,7 @@ class UnitSet {
 
   std::size_t count_ = 0;  // kFew + 1 when there are more
   std::array<Unit, kFew> few_;
-  // The bits of units below kLow, and of all others once there is one of them.
+  // The bits of units below kLow, and in all_ those of other units once one was added.
   bool has_high_ = false;
   std::array<std::uint64_t, kLow / kBits> low_;
   std::array<std::uint64_t, sizeof(Unit) == 1 ? 1 : 0x10000 / kBits> all_;

@@ -46,7 +46,7 @@ IUnknown* AtlComQIPtrAssign(IUnknown** slot, IUnknown* object, const _GUID& inte
   if (slot == nullptr) return nullptr;
   IUnknown* old = *slot;
   *slot = nullptr;
-  // A failing query may leave anything in its result.
+  // A failing query may leave any value in its result.
   void* found = nullptr;
   if (object != nullptr && object->QueryInterface(interface_id, &found) >= 0) {
     *slot = static_cast<IUnknown*>(found);

@@ -14,7 +14,7 @@ namespace orvik {
 
 namespace {
 
-// Units of text that are converted on the stack, and the bytes that one can become in UTF-8.
+// The number of units that are converted on the stack, and the most UTF-8 bytes of one unit.
 constexpr int kShort = 256;
 constexpr int kBytesPerUnit = 3;
 
@@ -71,7 +71,7 @@ int Length(std::size_t units) {
   return static_cast<int>(units);
 }
 
-// With a converter of text/transcoding.h, into a string of that many units at most.
+// Converts with a function of text/transcoding.h into a string of at most `room` units.
 template <typename Source, typename Target, typename Converter>
 ConversionReport Transcode(std::basic_string_view<Source> source, std::size_t room, Target& target,
                            const Converter& convert) {
@@ -88,7 +88,7 @@ ConversionReport Transcode(std::basic_string_view<Source> source, std::size_t ro
   return report;
 }
 
-// With a function that gives the byte of a unit, or a negative value.
+// Converts with a function that returns the byte of a unit, or a negative value if there is none.
 template <typename ByteOf>
 ConversionReport Narrow(std::u16string_view source, CAtlStringA& target, const ByteOf& byte_of) {
   const auto lacking =

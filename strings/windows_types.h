@@ -3,9 +3,9 @@
 
 #include <cstdint>
 
-// Headers of other libraries define macros of these names: ncurses and glib TRUE and FALSE, and
-// what imitates Windows the rest. They may come before this header or after it. Where such a macro
-// is in force, write the name without "orvik::".
+// Headers of other libraries define macros of these names: ncurses and glib define TRUE and FALSE,
+// headers that imitate Windows the rest. They may be included before this header or after it. Where
+// such a macro is in force, write the name without "orvik::".
 #pragma push_macro("BOOL")
 #undef BOOL
 #pragma push_macro("TRUE")
@@ -51,7 +51,7 @@ inline constexpr int MAX_PATH = 260;  // units of a fixed path buffer, the termi
 using HRESULT = std::int32_t;  // negative is a failure
 
 inline constexpr HRESULT S_OK = 0;
-inline constexpr HRESULT S_FALSE = 1;  // success with nothing delivered
+inline constexpr HRESULT S_FALSE = 1;  // success, but nothing delivered
 inline constexpr HRESULT E_NOTIMPL = static_cast<HRESULT>(0x80004001u);
 inline constexpr HRESULT E_NOINTERFACE = static_cast<HRESULT>(0x80004002u);
 inline constexpr HRESULT E_POINTER = static_cast<HRESULT>(0x80004003u);

@@ -18,7 +18,7 @@ std::u16string Joined(const Strings& array) {
   return text;
 }
 
-// The counts at which the storage moves show the capacities before.
+// The capacities up to `count`: the storage moves when one is exceeded.
 std::vector<std::size_t> CapacitiesUpTo(CAtlArray<int>& array, std::size_t count) {
   std::vector<std::size_t> capacities;
   for (std::size_t old = array.GetCount(); old < count; ++old) {
@@ -94,7 +94,7 @@ TEST(CAtlArray, StaysAsItWasWithoutMemory) {
   EXPECT_EQ((std::vector(numbers.begin(), numbers.end())), std::vector{1});
 }
 
-// Throws from the copy that makes `budget` negative, and counts the living.
+// Its copy constructor throws when it makes `budget` negative. `alive` counts the objects.
 struct Fragile {
   static inline int budget = 0;
   static inline int alive = 0;

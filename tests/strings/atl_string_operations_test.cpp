@@ -16,7 +16,7 @@ namespace {
 using std::u16string_view;
 
 TEST(CAtlStringOperations, FindsUnitsOfEitherWidthLiterally) {
-  const CAtlString text(u"abcb\u00E9A\u0301");  // the composed A is another text
+  const CAtlString text(u"abcb\u00E9A\u0301");  // the composed A is different
   EXPECT_EQ((std::vector{text.Find('b'), text.Find('\xE9'), text.Find("b\xE9"), text.Find(u""),
                          text.Find(static_cast<const char16_t*>(nullptr)), text.Find(u"A"),
                          text.Find(u"\u00C1"), CAtlString(u"a\0b", 3).Find(u'b'),
@@ -37,7 +37,7 @@ TEST(CAtlStringOperations, FindsWhatNearlyRepeatsWithoutDelay) {
 using Texts = std::vector<std::u16string>;
 
 TEST(CAtlStringOperations, TrimsWhiteSpaceUnitsAndSets) {
-  CAtlString text(u"\t \r\n\v\f a \u00A0 ");  // a no-break space is no white space
+  CAtlString text(u"\t \r\n\v\f a \u00A0 ");  // a no-break space is not trimmed
   EXPECT_EQ(TextsOf({text.TrimLeft(), text.Trim(), CAtlString(u" \t ").TrimLeft(),
                      CAtlString(u"--a-").TrimLeft('-'), CAtlString(u"b\u00E9").TrimRight("\xE9")}),
             (Texts{u"a \u00A0 ", u"a \u00A0", u"", u"a-", u"b"}));
@@ -55,7 +55,7 @@ TEST(CAtlStringOperations, ReplacesInAFreshBlockOrNot) {
   const CAtlString shared = text;
   EXPECT_EQ(text.Replace(u"y", u"z") + text.Replace(u"", u"z") + text.Replace(u'x', u'x'), 0);
   EXPECT_EQ(text.GetString(), shared.GetString());
-  EXPECT_EQ(text.Replace(u'y', u'z'), 0);  // made private all the same
+  EXPECT_EQ(text.Replace(u'y', u'z'), 0);  // makes the block private even so
   EXPECT_NE(text.GetString(), shared.GetString());
   EXPECT_EQ(text.Replace(u"x", text), 2);
   EXPECT_EQ(text.View(), u"xxxx");
@@ -71,7 +71,7 @@ TEST(CAtlStringOperations, TheWholeContentSharesTheBlock) {
   }
 }
 
-// fuzz/string_edits_fuzzer.cpp has every other set and position.
+// fuzz/string_edits_fuzzer.cpp covers all other sets and positions.
 TEST(CAtlStringOperations, TokenizesOverZeroUnitsAndWithoutASet) {
   int ended = -1, whole = 0, inner = 0, narrow = 0;
   EXPECT_EQ(
@@ -97,13 +97,13 @@ TEST(CAtlStringOperations, FormatsWithItsOwnTextAndKeepsItAfterAFailure) {
   text.Format(u"%s-%S %d", text.GetString(), u"\u20AC", 42);
   EXPECT_EQ(text.View(), u"own-\u20AC 42");
   EXPECT_EQ(text.GetAllocLength(), text.GetLength() + 1);
-  text.Format(u"%%s");  // the "%s" in it is replaced like any other
+  text.Format(u"%%s");  // the "%s" in it is replaced, too
   EXPECT_EQ(text.View(), u"%S");
   FormatListOfC(text, u"%@;", CFSTR(u"object"));
   text.AppendFormat(u"%s", text.GetString());
   EXPECT_EQ(text.View(), u"object;object;object;object;");
   const CAtlString shared = text;
-  FormatListOfC(text, u"%2$d %4$d", 1, 2, 3, 4);  // a list of C must not leave a gap
+  FormatListOfC(text, u"%2$d %4$d", 1, 2, 3, 4);  // a va_list must not leave a gap
   text.Format(nullptr);
   EXPECT_EQ(text.GetString(), shared.GetString());
   text.Format(u"");
@@ -114,7 +114,7 @@ TEST(CAtlStringOperations, FormatsWithItsOwnTextAndKeepsItAfterAFailure) {
   bytes.AppendFormat(" %@", CFSTR(u"object"));
   EXPECT_EQ(bytes.View(), "own\xE9\xE9 42% object");
   const CAtlStringA same = bytes;
-  bytes.AppendFormat("%S", u"\u4E00");  // Mac OS Roman lacks it
+  bytes.AppendFormat("%S", u"\u4E00");  // not in Mac OS Roman
   EXPECT_EQ(bytes.GetString(), same.GetString());
 }
 
@@ -126,7 +126,7 @@ concept FormatsWide = requires(CAtlString text, const char16_t* format, Argument
 struct Other {};
 static_assert(
     FormatsWide<CAtlString, CAtlStringA, std::string, char, bool, const int*, CFStringRef>);
-// A literal format whose arguments do not fit does not compile; this is what it asks.
+// A literal format that does not fit its arguments does not compile; this is the condition.
 template <typename... Arguments>
 constexpr bool kFits(u16string_view format) {
   constexpr FormatType kTypes[] = {FormatTypeOf<Arguments>()...};
@@ -139,7 +139,8 @@ static_assert(!kFits<void*>(u"%@") && !kFits<CFTypeRef>(u"%@") && !kFits<Other*>
 static_assert(!FormatsWide<Other> && !FormatsWide<std::vector<int>> && !FormatsWide<int, Other>);
 
 TEST(CAtlStringOperations, FormatsByTheTypesOfTheArguments) {
-  // Refused: a text as precision or number, a missing argument, numbered beside plain arguments.
+  // Refused: a text as precision or number, a missing argument, numbered and plain arguments
+  // together.
   const std::pair<const char16_t*, u16string_view> cases[] = {
       {u"[%@|%ls]", u"[w\u20AC|\u00C4n]"}, {u"[%2$5s|%1$-4s]", u"[   \u00C4n|w\u20AC  ]"},
       {u"[%.1s|%.*s]", u"unchanged"},      {u"[%d]", u"unchanged"},
@@ -161,7 +162,7 @@ TEST(CAtlStringOperations, FormatsByTheTypesOfTheArguments) {
             u"5000000000 4294967295 ffffffffffffffff 1 -7 c\u20AC 0x0    1|0.25|1.500000");
   char16_t buffer[] = u"%d";
   text.Format(buffer, true);
-  text.AppendFormat(text, 1);  // a format of no conversions
+  text.AppendFormat(text, 1);  // a format without conversions
   EXPECT_EQ(text.View(), u"11");
 }
 
@@ -239,7 +240,7 @@ TEST(CAtlStringA, MeetsPlatformStringsAsMacRoman) {
       CAtlStringA("\xE9\x80\0x", 4).CreateCFStringRef(kCFAllocatorDefault));
   EXPECT_EQ(CAtlString(platform.get()).View(), u"\u00C8\u00C4");  // up to the 0 byte
   EXPECT_EQ(CAtlStringA(platform.get()).View(), "\xE9\x80");
-  const CAtlString wide(u"\u4E00A\U0001F600\u00C4");  // what Mac OS Roman lacks becomes "?"
+  const CAtlString wide(u"\u4E00A\U0001F600\u00C4");  // missing in Mac OS Roman: "?"
   const Owned<const NSString> lacking(wide.CreateCFStringRef(kCFAllocatorDefault));
   CAtlStringA text;
   text = lacking.get();
@@ -265,7 +266,7 @@ TEST(CAtlStringA, SearchesUpToAZeroByte) {
   EXPECT_EQ((std::vector{text.Find("bc"), text.Find("bd"), text.Find("bd", 4), text.Find("", 7),
                          text.Find(CAtlStringA("c\0x", 3)), text.FindOneOf("dc"),
                          text.FindOneOf(CAtlStringA("d")), text.Find('d'), text.ReverseFind('b')}),
-            (std::vector{1, -1, 5, -1, 2, 2, -1, 6, 5}));  // a byte is sought everywhere
+            (std::vector{1, -1, 5, -1, 2, 2, -1, 6, 5}));  // a single byte is found anywhere
   EXPECT_EQ(TextsOf({text.SpanExcluding("d"), digits.SpanIncluding("0123456789"),
                      digits.SpanIncluding(""), digits.SpanExcluding(nullptr)}),
             (NarrowTexts{"abc", "123", "", "123x4"}));

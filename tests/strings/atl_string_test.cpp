@@ -19,8 +19,8 @@ namespace {
 using std::u16string_view;
 using namespace std::string_literals;
 
-// Missing operators do not compile. Without the deleted overloads they would convert: an array, a
-// platform string and a narrow string are each one conversion away.
+// Missing operators do not compile. Without the deleted overloads an array, a platform string and a
+// narrow string would convert in one step.
 template <typename A, typename B>
 concept Adds = requires(const A& a, const B& b) {
   a + b;
@@ -37,13 +37,13 @@ concept YieldsTokens = requires(String text) {
 using Wide = const char16_t*;
 using Narrow = const char*;
 static_assert(!Adds<CAtlString, int> && !Adds<CAtlString, double> && !Adds<CAtlString, long> &&
-              !Adds<CAtlStringA, int>);  // no address of a unit
+              !Adds<CAtlStringA, int>);  // no pointer arithmetic
 static_assert(!Orders<CAtlString, CFStringRef> && !Orders<CAtlString, CAtlStringA>);
 static_assert(!std::is_convertible_v<CAtlString, bool> &&
               !std::is_convertible_v<CAtlString, CFTypeRef>);  // would leak
 static_assert(std::is_same_v<decltype(CAtlString() <=> CAtlString()), std::strong_ordering> &&
               std::is_same_v<decltype(CAtlString() <=> u""), std::weak_ordering>);
-static_assert(YieldsTokens<const CAtlString&> && !YieldsTokens<CAtlString>);  // it would end first
+static_assert(YieldsTokens<const CAtlString&> && !YieldsTokens<CAtlString>);  // dangling tokens
 static_assert(std::ranges::contiguous_range<const CAtlString>);
 static_assert(std::is_nothrow_move_constructible_v<CAtlString> &&
               std::is_nothrow_move_assignable_v<CAtlStringA> &&
@@ -124,12 +124,12 @@ TEST(CAtlString, ComparesStringsByUnitsAndArraysByCollation) {
   const CAtlString lower(u"a"), upper(u"A"), b(u"B"), composed(u"\u00E9");
   EXPECT_EQ((std::vector{lower.Compare(upper), lower.Compare(CAtlString(u"ab")),
                          lower.Collate(upper, true)}),
-            (std::vector{1, -1, 1}));  // by units
+            (std::vector{1, -1, 1}));  // by code units
   EXPECT_TRUE(lower.Compare(b.GetString()) < 0 && lower.Collate(u"A", true) != 0);
   EXPECT_TRUE(b < lower && b > lower.GetString() && b > u"a" && u"a" < b);
   EXPECT_TRUE(CAtlString() == u"" && CAtlString() == nullptr && u"" == CAtlString());
   EXPECT_TRUE(lower != upper && lower != u"b" && lower <= u"a" && lower >= lower);
-  // Composed and decomposed: different units, the same for the collation.
+  // Composed and decomposed: different units, but equal in the collation.
   EXPECT_TRUE(composed != CAtlString(u"e\u0301") && composed == u"e\u0301");
   const std::u16string decomposed(u"e\u0301");
   EXPECT_TRUE(composed == std::u16string(u"\u00E9") && composed > decomposed);
@@ -147,7 +147,7 @@ TEST(CAtlString, MovesItsBlock) {
   CAtlString other(u"other");
   swap(text, other);
   EXPECT_EQ(other.GetString(), data);
-  // A locked buffer stays when it is large enough.
+  // A locked buffer stays if it is large enough.
   text.LockBuffer();
   for (const auto& [from, stays] : {std::pair(u"", true), {u"text", true}, {u"longer", false}}) {
     text = CAtlString(from);
@@ -179,7 +179,7 @@ TEST(CAtlString, TakesViewsAndStandardStrings) {
   EXPECT_EQ((text = view.substr(0, 2)).View(), u"bc");
   EXPECT_EQ((text = std::string_view("\xE9")).View(), u"\u00E9");
   EXPECT_EQ(text.ToStdString(), u"\u00E9");
-  // 8-bit text of the standard library has no encoding that could be guessed.
+  // 8-bit text of the standard library has no known encoding.
   static_assert(!std::is_constructible_v<CAtlString, std::string> &&
                 !std::is_convertible_v<std::string_view, CAtlString>);
 }
@@ -191,7 +191,7 @@ TEST(CAtlString, MeetsUtf8OfTheStandardLibrary) {
   EXPECT_EQ(CAtlString::FromUtf8(std::string_view()).GetString(), _afxPchNil);
   EXPECT_EQ(CAtlString::FromUtf8("a\xE4\xB8z\xC0\xAF").View(), u"a\uFFFD\uFFFDz\uFFFD\uFFFD");
   EXPECT_EQ(CAtlString(u"a\xD800z\xDC00\u00E9").ToUtf8(), "a\xEF\xBF\xBDz\xEF\xBF\xBD\xC3\xA9");
-  // Characters that lie over the end of a piece.
+  // Characters across the end of a piece.
   for (int before = 250; before < 260; ++before) {
     const std::string broken = std::string(before, 'x') + "\xF0\x9F\x98" + utf8;
     EXPECT_EQ(CAtlString::FromUtf8(broken).View().substr(before),

@@ -1,4 +1,4 @@
-// Arrays of units, and conversions: the routines of Unicode, UTF-8 strings and code pages.
+// Arrays of units, and conversions: the Unicode routines, UTF-8 strings and code pages.
 #include <climits>
 #include <memory>
 
@@ -62,7 +62,7 @@ TEST(UnicodeConversions, LegalSequences) {
     EXPECT_EQ(std::count(trailingBytesForUTF8, trailingBytesForUTF8 + 256, bytes),
               counts[bytes + 0]);
   }
-  // What is subtracted are the marks of all bytes.
+  // The offset is the sum of the marks of all bytes.
   for (int trailing = 0; trailing < 6; ++trailing) {
     UTF32 marks = trailing == 0 ? 0 : firstByteMark[trailing + 1];
     EXPECT_EQ(marks, trailing == 0 ? 0u : 0xFF00u >> (trailing + 1) & 0xFF);
@@ -73,7 +73,7 @@ TEST(UnicodeConversions, LegalSequences) {
     const Bytes bytes = ToBytes(text);
     return isLegalUTF8Sequence(bytes.data(), bytes.data() + bytes.size());
   };
-  // Surrogates are judged by the routines themselves.
+  // The routines themselves check surrogates.
   for (const char* text : {"a", "\xED\xA0\x80", "\xF4\x8F\xBF\xBF"})
     EXPECT_TRUE(is_legal(text)) << text;
   for (const char* text : {"\xC1\xBF", "\xE0\x9F\xBF", "\xF0\x8F\xBF\xBF", "\xF4\x90\x80\x80",
@@ -97,7 +97,7 @@ TEST(CheckedConversions, SayWhereUtf8IsMalformed) {
     const ConversionReport report = WideFromUtf8(source, text);
     EXPECT_EQ(std::pair(report.status, report.position), std::pair(status, position));
     EXPECT_EQ(text, target);
-    // The makers of strings give an empty one instead.
+    // The functions that return strings give an empty one instead.
     for (const auto make : {MakeWideStringFromUTF8String, MakeWideStringFromASCIIString}) {
       EXPECT_EQ(make(source), report ? target : u"");
     }
@@ -180,7 +180,7 @@ TEST(CodePages, Lengths) {
     EXPECT_EQ(WideCharToMultiByte(CP_UTF8, 0, text, length, bytes, 8, nullptr, nullptr), 0);
   }
   char16_t units[4] = {};
-  // Malformed bytes give 0, in whichever place.
+  // Malformed bytes give 0, wherever they are.
   const std::tuple<unsigned, const char*, int, int, int> cases[] = {
       {CP_UTF8, "a", 0, 4, 0},      {CP_UTF8, "a", -2, 4, 0},
       {CP_UTF8, "a", -1, -1, 0},    {CP_UTF8, "ab\xE2\x82\xAC", -1, 2, 2},
@@ -343,7 +343,7 @@ TEST(UcaFormat, WritesUnitsToStreamsAndScans) {
 class Counted : public IUnknown {
  public:
   HRESULT QueryInterface(const _GUID& interface_id, void** object) override {
-    *object = this;  // also when it fails, as bad objects do
+    *object = this;  // even on failure, like a bad object
     count += interface_id == IID_IUnknown ? 1 : 0;
     return interface_id == IID_IUnknown ? S_OK : E_NOINTERFACE;
   }

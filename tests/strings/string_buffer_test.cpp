@@ -1,4 +1,4 @@
-// The buffer of both strings, the searches in it, and what several threads share.
+// The buffer of both strings, searches in it, and sharing between threads.
 #include <climits>
 #include <new>
 #include <thread>
@@ -15,7 +15,7 @@
 namespace orvik::test {
 namespace {
 
-// The rules that hold for both widths. Text is written as ASCII and widened for the wide string.
+// The rules for both widths. Text is written as ASCII and widened for the wide string.
 template <typename String>
 class StringBufferTest : public testing::Test {
  protected:
@@ -26,7 +26,7 @@ class StringBufferTest : public testing::Test {
   static Plain T(std::string_view text) { return Plain(text.begin(), text.end()); }
   static String S(std::string_view text) { return String(View(T(text))); }
 
-  // The content, having checked what holds for every string.
+  // The content, after checking the invariants of every string.
   static std::string Read(const String& string) {
     EXPECT_EQ(string.GetString()[string.GetLength()], Unit{0});
     EXPECT_LE(0, string.GetLength());
@@ -146,7 +146,7 @@ TYPED_TEST(StringBufferTest, ReleasesTheBufferAtEveryLength) {
     text.ReleaseBuffer(given);
     EXPECT_EQ(text.GetLength(), length);
   }
-  std::fill_n(text.GetBuffer(), 11, typename TypeParam::Unit{'x'});  // no terminator in the block
+  std::fill_n(text.GetBuffer(), 11, typename TypeParam::Unit{'x'});  // the block has no terminator
   text.ReleaseBuffer();
   EXPECT_EQ(this->Read(text), "xxxxxxxxxx");
   for (const int length : {3, 99}) text.Truncate(length);
@@ -193,12 +193,12 @@ TEST(Pieces, ComparisonIsThatOfTheWholeTexts) {
 }
 
 TEST(Pieces, CaseIsMappedInAllOfThem) {
-  std::u16string text = u"abc\xD801\xDC28xyz\xDFq";  // a small Deseret letter over the first cut
+  std::u16string text = u"abc\xD801\xDC28xyz\xDFq";  // a small Deseret letter across the first cut
   MapCaseInPlace(text.data(), text.size(), CFStringUppercase, 4);
   EXPECT_EQ(text, u"ABC\xD801\xDC00XYZSS");
 }
 
-// The block lives as long as its last owner, which is any of the threads.
+// The block lives until its last owner, in any thread, releases it.
 TYPED_TEST(StringBufferTest, IsSharedByThreads) {
   for (int round = 0; round < 100; ++round) {
     TypeParam shared = this->S("abc");
